@@ -1,0 +1,15 @@
+# GoogleTest, built from the sources that Debian's package googletest installs, so that it suits every target
+# architecture and sanitizer.
+
+include(GoogleTest)
+set(RYNVEL_GOOGLETEST "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")
+if(NOT EXISTS "${RYNVEL_GOOGLETEST}/CMakeLists.txt")
+  message(FATAL_ERROR "No GoogleTest sources in ${RYNVEL_GOOGLETEST}: install the package googletest")
+endif()
+set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+add_subdirectory("${RYNVEL_GOOGLETEST}" "${PROJECT_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+if(NOT TARGET GTest::gtest_main)
+  add_library(GTest::gtest ALIAS gtest)
+  add_library(GTest::gtest_main ALIAS gtest_main)
+endif()

@@ -1,0 +1,20 @@
+#ifndef RYNVEL_ASSERT_H
+#define RYNVEL_ASSERT_H
+
+#include <cassert>
+
+#ifdef NDEBUG
+#error "the library's assertions are part of its contract: build it without NDEBUG"
+#endif
+
+namespace Rynvel {
+
+/** Fails a standard assertion for code whose source and line are not the compiler's own. */
+[[noreturn]] inline void failAssertionAt(const char* expression, const char* file, unsigned int line,
+                                         const char* function) {
+    __assert_fail(expression, file, line, function);
+}
+
+} // namespace Rynvel
+
+#endif

@@ -1,0 +1,351 @@
+#include "rynvel/Factory.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <utility>
+
+#include "RynvelAssert.h"
+#include "RynvelTrace.h"
+#include "rynvel.h"
+#include "rynvel/Lseek.h"
+#include "rynvel/PthreadMutex.h"
+
+namespace Rynvel {
+
+namespace {
+
+const std::array memoryDevices{
+#include RYNVEL_DEVICE_ROWS
+};
+
+int findRow(const std::string& logicalDevName) {
+    const auto* const row = std::find_if(memoryDevices.begin(), memoryDevices.end(),
+                                         [&](const MemoryDevice& device) { return device.m_name == logicalDevName; });
+    return row == memoryDevices.end() ? -1 : static_cast<int>(std::distance(memoryDevices.begin(), row));
+}
+
+/** The device that the row describes, or null, with the mutex left alone, when its type is none of this width. */
+template <typename T>
+std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex);
+
+template <>
+std::unique_ptr<Device8> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+    switch (row.m_type) {
+    case DeviceType::Lseek8:
+        return std::make_unique<Lseek<std::uint8_t>>(row.m_devicePath, std::move(mutex));
+    default:
+        return nullptr;
+    }
+}
+
+template <>
+std::unique_ptr<Device16> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+    switch (row.m_type) {
+    case DeviceType::Lseek16:
+        return std::make_unique<Lseek<std::uint16_t>>(row.m_devicePath, std::move(mutex));
+    default:
+        return nullptr;
+    }
+}
+
+template <>
+std::unique_ptr<Device32> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+    switch (row.m_type) {
+    case DeviceType::Lseek32:
+        return std::make_unique<Lseek<std::uint32_t>>(row.m_devicePath, std::move(mutex));
+    default:
+        return nullptr;
+    }
+}
+
+std::unique_ptr<IDevice> buildOfAnyWidth(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+    if (auto device = build<std::uint8_t>(row, mutex)) {
+        return device;
+    }
+    if (auto device = build<std::uint16_t>(row, mutex)) {
+        return device;
+    }
+    return build<std::uint32_t>(row, mutex);
+}
+
+} // namespace
+
+std::mutex Factory::m_rynvelListMutex;
+ZilTrace Factory::m_trace("Rynvel.Factory", channelLevel, channelHeaderOption);
+
+Factory::Factory() : m_rynvelList(memoryDevices.size()), m_openedDevices(memoryDevices.size()) {}
+
+Factory::~Factory() = default;
+
+Factory& Factory::getInstance() {
+    static Factory factory;
+    return factory;
+}
+
+std::shared_ptr<IDevice> Factory::create(const std::string& logicalDevName) {
+    RYNVEL_ENTER(logicalDevName);
+    const int index = findMemoryDeviceIndex(logicalDevName);
+    if (index == -1) {
+        return nullptr;
+    }
+    const auto slot = static_cast<std::size_t>(index);
+    const std::lock_guard<std::mutex> lock(m_rynvelListMutex);
+    if (m_rynvelList[slot]) {
+        RYNVEL_MESSAGE(TraceLevel::life, "Device \"", logicalDevName,
+                       "\" already opened. Just return existing object.");
+        return m_rynvelList[slot];
+    }
+    fillSlot(slot, createDevice(memoryDevices[slot], std::make_unique<PthreadMutex>(PthreadMutexType::None)));
+    return m_rynvelList[slot];
+}
+
+void Factory::fillSlot(std::size_t index, std::unique_ptr<IDevice> device) {
+    OpenedDevice& opened = m_openedDevices[index];
+    m_rynvelList[index] = std::move(device);
+    IDevice* const base = m_rynvelList[index].get();
+    opened.device8 = dynamic_cast<Device8*>(base);
+    opened.device16 = dynamic_cast<Device16*>(base);
+    opened.device32 = dynamic_cast<Device32*>(base);
+    opened.device = base;
+}
+
+int Factory::getHandle(const std::shared_ptr<IDevice>& device) const {
+    const auto opened = std::find_if(m_openedDevices.begin(), m_openedDevices.end(),
+                                     [&](const OpenedDevice& candidate) { return candidate.device == device.get(); });
+    return opened == m_openedDevices.end() ? -1 : static_cast<int>(std::distance(m_openedDevices.begin(), opened));
+}
+
+int Factory::findMemoryDeviceIndex(const std::string& logicalDevName) const {
+    const int index = findRow(logicalDevName);
+    if (index == -1) {
+        RYNVEL_MESSAGE(TraceLevel::failure, "No match for device ", logicalDevName);
+    }
+    return index;
+}
+
+const MemoryDevice* Factory::findMemoryDevice(const std::string& logicalDevName) const {
+    const int index = findRow(logicalDevName);
+    if (index == -1) {
+        RYNVEL_MESSAGE(TraceLevel::failure, "No match for device ", logicalDevName);
+        return nullptr;
+    }
+    return &memoryDevices[static_cast<std::size_t>(index)];
+}
+
+std::unique_ptr<IDevice> Factory::createDevice(const MemoryDevice& row, std::unique_ptr<IMutex> mutex) {
+    auto device = buildOfAnyWidth(row, mutex);
+    traceOutcome(row, device != nullptr, __func__);
+    return device;
+}
+
+template <typename T>
+std::unique_ptr<Device<T>> Factory::makeUnique(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex,
+                                               const char* function) {
+    RYNVEL_ENTER_AS(function, logicalDevName);
+    const MemoryDevice* const row = findMemoryDevice(logicalDevName);
+    if (row == nullptr) {
+        return nullptr;
+    }
+    auto device = build<T>(*row, mutex);
+    traceOutcome(*row, device != nullptr, function);
+    return device;
+}
+
+std::unique_ptr<Device8> Factory::makeUnique8(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex) {
+    return makeUnique<std::uint8_t>(logicalDevName, std::move(mutex), __func__);
+}
+
+std::unique_ptr<Device16> Factory::makeUnique16(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex) {
+    return makeUnique<std::uint16_t>(logicalDevName, std::move(mutex), __func__);
+}
+
+std::unique_ptr<Device32> Factory::makeUnique32(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex) {
+    return makeUnique<std::uint32_t>(logicalDevName, std::move(mutex), __func__);
+}
+
+// A device that could not be built is reported as unsupported and as created: users of the traces rely on the second.
+void Factory::traceOutcome(const MemoryDevice& row, bool built, const char* function) {
+    if (!built) {
+        RYNVEL_MESSAGE_AS(function, TraceLevel::failure, "Unsupported device \"", row.m_name, "\"");
+    }
+    RYNVEL_MESSAGE_AS(function, TraceLevel::life, "Device \"", row.m_name, "\" created.");
+}
+
+void Factory::failAssertion(const char* expression, unsigned int line, const char* function) {
+    failAssertionAt(expression, "cppsrc/RynvelFactory", line, function);
+}
+
+} // namespace Rynvel
+
+namespace {
+
+using Rynvel::ByteOrder;
+using Rynvel::Factory;
+
+template <typename T>
+Rynvel::Device<T>& backend(int handle);
+
+template <>
+Rynvel::Device8& backend(int handle) {
+    return *Factory::getInstance().getBackend8(handle);
+}
+
+template <>
+Rynvel::Device16& backend(int handle) {
+    return *Factory::getInstance().getBackend16(handle);
+}
+
+template <>
+Rynvel::Device32& backend(int handle) {
+    return *Factory::getInstance().getBackend32(handle);
+}
+
+Rynvel::IDevice& backend(int handle) { return *Factory::getInstance().getBackend(handle); }
+
+int result(bool success) { return success ? 0 : -1; }
+
+ByteOrder orderOf(int flag) { return flag != 0 ? ByteOrder::Network : ByteOrder::Host; }
+
+unsigned int indexOf16(unsigned int byteAddress) { return byteAddress >> 1U; }
+
+unsigned int indexOf32(unsigned int byteAddress) { return byteAddress >> 2U; }
+
+template <typename T>
+int readRegister(int handle, unsigned int address, T* value) {
+    return result(backend<T>(handle).read(address, value));
+}
+
+template <typename T>
+int writeRegister(int handle, unsigned int address, T value) {
+    return result(backend<T>(handle).write(address, value));
+}
+
+template <typename T>
+int writeBits(int handle, unsigned int address, T data, T bitmask) {
+    return result(backend<T>(handle).write(address, data, bitmask));
+}
+
+template <typename T>
+int readBurst(int handle, unsigned int address, T* values, unsigned int items, ByteOrder byteOrder) {
+    return result(backend<T>(handle).read(address, values, items, byteOrder));
+}
+
+template <typename T>
+int writeBurst(int handle, unsigned int address, const T* values, unsigned int items, ByteOrder byteOrder) {
+    return result(backend<T>(handle).write(address, values, items, byteOrder));
+}
+
+} // namespace
+
+int Rynvel_open(const char* name) {
+    Factory& factory = Factory::getInstance();
+    const auto device = factory.create(name);
+    return device ? factory.getHandle(device) : -1;
+}
+
+int Rynvel_open2(const char* name) { return Rynvel_open(name); }
+
+void Rynvel_close(int /*handle*/) {}
+
+int Rynvel_ioctl(int handle, int request, unsigned long argument) { return backend(handle).ioctl(request, argument); }
+
+int Rynvel_getInterruptType(int handle, unsigned long* type) { return result(backend(handle).getInterruptType(type)); }
+
+int Rynvel_enableInterrupts(int handle) { return result(backend(handle).enableInterrupt()); }
+
+int Rynvel_disableInterrupts(int handle) { return result(backend(handle).disableInterrupt()); }
+
+int Rynvel_receiveInterrupts(int handle, unsigned long* info) { return result(backend(handle).waitForInterrupt(info)); }
+
+int Rynvel_getFileDescriptor(int handle) { return backend(handle).getNativeHandle(); }
+
+int Rynvel_read8(int handle, unsigned int address, uint8_t* value) { return readRegister(handle, address, value); }
+
+int Rynvel2_read16(int handle, unsigned int index, uint16_t* value) { return readRegister(handle, index, value); }
+
+int Rynvel2_read32(int handle, unsigned int index, uint32_t* value) { return readRegister(handle, index, value); }
+
+int Rynvel_read16(int handle, unsigned int byteAddress, uint16_t* value) {
+    return Rynvel2_read16(handle, indexOf16(byteAddress), value);
+}
+
+int Rynvel_read32(int handle, unsigned int byteAddress, uint32_t* value) {
+    return Rynvel2_read32(handle, indexOf32(byteAddress), value);
+}
+
+int Rynvel_burstRead8(int handle, unsigned int address, uint8_t* values, unsigned int items) {
+    return readBurst(handle, address, values, items, ByteOrder::Host);
+}
+
+int Rynvel2_burstRead16(int handle, unsigned int index, uint16_t* values, unsigned int items, int byteOrder) {
+    return readBurst(handle, index, values, items, orderOf(byteOrder));
+}
+
+int Rynvel2_burstRead32(int handle, unsigned int index, uint32_t* values, unsigned int items, int byteOrder) {
+    return readBurst(handle, index, values, items, orderOf(byteOrder));
+}
+
+int Rynvel_burstRead16(int handle, unsigned int byteAddress, uint16_t* values, unsigned int items, int byteOrder) {
+    return Rynvel2_burstRead16(handle, indexOf16(byteAddress), values, items, byteOrder);
+}
+
+int Rynvel_burstRead32(int handle, unsigned int byteAddress, uint32_t* values, unsigned int items, int byteOrder) {
+    return Rynvel2_burstRead32(handle, indexOf32(byteAddress), values, items, byteOrder);
+}
+
+int Rynvel_write8(int handle, unsigned int address, uint8_t value) { return writeRegister(handle, address, value); }
+
+int Rynvel2_write16(int handle, unsigned int index, uint16_t value) { return writeRegister(handle, index, value); }
+
+int Rynvel2_write32(int handle, unsigned int index, uint32_t value) { return writeRegister(handle, index, value); }
+
+int Rynvel_write16(int handle, unsigned int byteAddress, uint16_t value) {
+    return Rynvel2_write16(handle, indexOf16(byteAddress), value);
+}
+
+int Rynvel_write32(int handle, unsigned int byteAddress, uint32_t value) {
+    return Rynvel2_write32(handle, indexOf32(byteAddress), value);
+}
+
+int Rynvel_burstWrite8(int handle, unsigned int address, const uint8_t* values, unsigned int items) {
+    return writeBurst(handle, address, values, items, ByteOrder::Host);
+}
+
+int Rynvel2_burstWrite16(int handle, unsigned int index, const uint16_t* values, unsigned int items, int byteOrder) {
+    return writeBurst(handle, index, values, items, orderOf(byteOrder));
+}
+
+int Rynvel2_burstWrite32(int handle, unsigned int index, const uint32_t* values, unsigned int items, int byteOrder) {
+    return writeBurst(handle, index, values, items, orderOf(byteOrder));
+}
+
+int Rynvel_burstWrite16(int handle, unsigned int byteAddress, const uint16_t* values, unsigned int items,
+                        int byteOrder) {
+    return Rynvel2_burstWrite16(handle, indexOf16(byteAddress), values, items, byteOrder);
+}
+
+int Rynvel_burstWrite32(int handle, unsigned int byteAddress, const uint32_t* values, unsigned int items,
+                        int byteOrder) {
+    return Rynvel2_burstWrite32(handle, indexOf32(byteAddress), values, items, byteOrder);
+}
+
+int Rynvel_writeBitmask8(int handle, unsigned int address, uint8_t data, uint8_t bitmask) {
+    return writeBits(handle, address, data, bitmask);
+}
+
+int Rynvel2_writeBitmask16(int handle, unsigned int index, uint16_t data, uint16_t bitmask) {
+    return writeBits(handle, index, data, bitmask);
+}
+
+int Rynvel2_writeBitmask32(int handle, unsigned int index, uint32_t data, uint32_t bitmask) {
+    return writeBits(handle, index, data, bitmask);
+}
+
+int Rynvel_writeBitmask16(int handle, unsigned int byteAddress, uint16_t data, uint16_t bitmask) {
+    return Rynvel2_writeBitmask16(handle, indexOf16(byteAddress), data, bitmask);
+}
+
+int Rynvel_writeBitmask32(int handle, unsigned int byteAddress, uint32_t data, uint32_t bitmask) {
+    return Rynvel2_writeBitmask32(handle, indexOf32(byteAddress), data, bitmask);
+}

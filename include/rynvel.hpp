@@ -1,0 +1,19 @@
+/**
+ * @file
+ * The classes of librynvel, for programs that use them directly. Programs on integer handles include rynvel.h.
+ */
+#ifndef RYNVEL_HPP
+#define RYNVEL_HPP
+
+#include "rynvel/ByteOrder.h"
+#include "rynvel/Device.h"
+#include "rynvel/Factory.h"
+#include "rynvel/HexU32Struct.h"
+#include "rynvel/IDevice.h"
+#include "rynvel/IMutex.h"
+#include "rynvel/LinuxIo.h"
+#include "rynvel/Lseek.h"
+#include "rynvel/MemoryDevice.h"
+#include "rynvel/PthreadMutex.h"
+
+#endif

@@ -1,0 +1,25 @@
+/**
+ * @file
+ * Hexadecimal numbers in trace texts.
+ */
+#ifndef RYNVEL_HEXU32STRUCT_H
+#define RYNVEL_HEXU32STRUCT_H
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "rynvel/Export.h"
+
+/** A value to be written in hexadecimal with at least `width` digits. */
+struct RYNVEL_EXPORT HexU32Struct {
+    std::uint32_t value;
+    std::int32_t width;
+};
+
+/**
+ * Writes "0x" and the value in lower-case digits, padded with zeros to the width; a value that needs more digits is
+ * written whole. The stream's format flags are as before afterwards; its fill character is '0'.
+ */
+RYNVEL_EXPORT std::ostream& operator<<(std::ostream& os, const HexU32Struct& hex);
+
+#endif
