@@ -1,0 +1,192 @@
+#ifndef RYNVEL_TESTS_DEVICECONTRACT_H
+#define RYNVEL_TESTS_DEVICECONTRACT_H
+
+#include <array>
+#include <limits>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+namespace RynvelTest {
+
+/**
+ * What every backend of every width must do, whatever it reaches its registers by.
+ *
+ * A backend under test is a class with
+ *   Value                       the register type,
+ *   open()                      a new device object on the registers of this backend object,
+ *   address(i)                  the device address of register i,
+ *   peek(i), poke(i, value)     a way to register i beside the device,
+ *   reportsBurst(items)         whether a complete burst of so many items is reported as complete,
+ *   hasInterrupts, hasHandle    what the backend offers.
+ * The registers start at zero; there are at least 64.
+ */
+template <typename Backend>
+class DeviceContract : public testing::Test {
+protected:
+    using Value = typename Backend::Value;
+
+    static constexpr Value allOnes = std::numeric_limits<Value>::max();
+
+    /** A value whose bytes all differ, so that a lost or swapped byte shows. */
+    static Value pattern(unsigned int i) { return static_cast<Value>(0x81A2C3E4U + 0x11111111U * i); }
+
+    static Value reversed(Value value) {
+        Value result = 0;
+        for (std::size_t i = 0; i < sizeof(Value); ++i) {
+            result = static_cast<Value>(result << 8U | ((value >> 8U * i) & 0xFFU));
+        }
+        return result;
+    }
+
+    void SetUp() override { m_device = m_backend.open(); }
+
+    Backend m_backend;
+    std::unique_ptr<Rynvel::Device<Value>> m_device;
+};
+
+TYPED_TEST_SUITE_P(DeviceContract);
+
+TYPED_TEST_P(DeviceContract, ReadsWhatARegisterHolds) {
+    auto value = this->pattern(9);
+    EXPECT_TRUE(this->m_device->read(this->m_backend.address(3), &value));
+    EXPECT_EQ(value, 0);
+    this->m_backend.poke(3, this->pattern(1));
+    EXPECT_TRUE(this->m_device->read(this->m_backend.address(3), &value));
+    EXPECT_EQ(value, this->pattern(1));
+}
+
+TYPED_TEST_P(DeviceContract, WritesOneRegisterAndNoOther) {
+    EXPECT_TRUE(this->m_device->write(this->m_backend.address(3), this->pattern(0)));
+    EXPECT_EQ(this->m_backend.peek(2), 0);
+    EXPECT_EQ(this->m_backend.peek(3), this->pattern(0));
+    EXPECT_EQ(this->m_backend.peek(4), 0);
+}
+
+TYPED_TEST_P(DeviceContract, ReplacesOnlyTheBitsUnderAMask) {
+    using T = typename TypeParam::Value;
+    const auto mask = static_cast<T>(0x0FF0FF0FU);
+    this->m_backend.poke(5, this->pattern(1));
+    EXPECT_TRUE(this->m_device->write(this->m_backend.address(5), this->pattern(2), mask));
+    EXPECT_EQ(this->m_backend.peek(5), static_cast<T>((this->pattern(1) & ~mask) | (this->pattern(2) & mask)));
+    EXPECT_EQ(this->m_backend.peek(6), 0);
+}
+
+TYPED_TEST_P(DeviceContract, KeepsARegisterUnderAMaskOfZero) {
+    this->m_backend.poke(5, this->pattern(1));
+    EXPECT_TRUE(this->m_device->write(this->m_backend.address(5), this->allOnes, 0));
+    EXPECT_EQ(this->m_backend.peek(5), this->pattern(1));
+}
+
+TYPED_TEST_P(DeviceContract, WritesAllBitsUnderAMaskOfAllOnes) {
+    this->m_backend.poke(5, this->pattern(1));
+    EXPECT_TRUE(this->m_device->write(this->m_backend.address(5), this->pattern(2), this->allOnes));
+    EXPECT_EQ(this->m_backend.peek(5), this->pattern(2));
+}
+
+TYPED_TEST_P(DeviceContract, MovesBurstsBetweenConsecutiveRegistersAndTheBufferInBothOrders) {
+    using T = typename TypeParam::Value;
+    constexpr unsigned int items = 5;
+    for (const auto order : {Rynvel::ByteOrder::Host, Rynvel::ByteOrder::Network}) {
+        const bool network = order == Rynvel::ByteOrder::Network;
+        std::array<T, items> values{};
+        for (unsigned int i = 0; i < items; ++i) {
+            values[i] = this->pattern(i);
+        }
+        const auto written = values;
+        EXPECT_EQ(this->m_device->write(this->m_backend.address(10), values.data(), items, order),
+                  this->m_backend.reportsBurst(items));
+        EXPECT_EQ(values, written);
+        for (unsigned int i = 0; i < items; ++i) {
+            EXPECT_EQ(this->m_backend.peek(10 + i), network ? this->reversed(written[i]) : written[i]);
+        }
+        EXPECT_EQ(this->m_backend.peek(9), 0);
+        EXPECT_EQ(this->m_backend.peek(10 + items), 0);
+
+        values.fill(0);
+        EXPECT_EQ(this->m_device->read(this->m_backend.address(10), values.data(), items, order),
+                  this->m_backend.reportsBurst(items));
+        EXPECT_EQ(values, written);
+    }
+}
+
+TYPED_TEST_P(DeviceContract, CompletesAnEmptyBurstAndTouchesNothing) {
+    for (const auto order : {Rynvel::ByteOrder::Host, Rynvel::ByteOrder::Network}) {
+        auto value = this->pattern(1);
+        EXPECT_TRUE(this->m_device->read(this->m_backend.address(0), &value, 0, order));
+        EXPECT_EQ(value, this->pattern(1));
+        EXPECT_TRUE(this->m_device->write(this->m_backend.address(0), &value, 0, order));
+        EXPECT_EQ(this->m_backend.peek(0), 0);
+    }
+}
+
+TYPED_TEST_P(DeviceContract, ReleasesAWaiterByASingleWrite) {
+    EXPECT_TRUE(this->m_device->cancelWaitForInterrupt(this->m_backend.address(7), this->pattern(3)));
+    EXPECT_EQ(this->m_backend.peek(7), this->pattern(3));
+}
+
+TYPED_TEST_P(DeviceContract, SharesItsRegistersWithAnotherObjectAndKeepsThemAfterItsEnd) {
+    const auto other = this->m_backend.open();
+    EXPECT_TRUE(this->m_device->write(this->m_backend.address(1), this->pattern(4)));
+    this->m_device.reset();
+    auto value = this->pattern(9);
+    EXPECT_TRUE(other->read(this->m_backend.address(1), &value));
+    EXPECT_EQ(value, this->pattern(4));
+}
+
+TYPED_TEST_P(DeviceContract, AnswersFalseAtOnceWhereItHasNoInterrupts) {
+    if (TypeParam::hasInterrupts) {
+        unsigned long type = 0;
+        EXPECT_TRUE(this->m_device->getInterruptType(&type));
+        return;
+    }
+    unsigned long info = 0x55;
+    EXPECT_FALSE(this->m_device->getInterruptType(&info));
+    EXPECT_FALSE(this->m_device->enableInterrupt());
+    EXPECT_FALSE(this->m_device->disableInterrupt());
+    EXPECT_FALSE(this->m_device->waitForInterrupt(&info));
+    EXPECT_EQ(info, 0x55U);
+}
+
+TYPED_TEST_P(DeviceContract, GivesADescriptorWhereItHasOne) {
+    EXPECT_EQ(this->m_device->getNativeHandle() != -1, TypeParam::hasHandle);
+}
+
+TYPED_TEST_P(DeviceContract, TearsNoMaskedWriteOfConcurrentThreads) {
+    using T = typename TypeParam::Value;
+    constexpr unsigned int threadCount = 4;
+    constexpr unsigned int rounds = 500;
+    const auto maskOf = [](unsigned int thread) { return static_cast<T>(T{3} << 2U * thread); };
+    std::vector<std::thread> threads;
+    for (unsigned int thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (unsigned int i = 0; i <= rounds; ++i) {
+                const auto data = static_cast<T>(i % 2 == 0 ? this->allOnes : 0);
+                EXPECT_TRUE(this->m_device->write(this->m_backend.address(0), data, maskOf(thread)));
+                T value = 0;
+                EXPECT_TRUE(this->m_device->read(this->m_backend.address(0), &value));
+                EXPECT_EQ(value & maskOf(thread), data & maskOf(thread));
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(this->m_backend.peek(0), 0xFF);
+}
+
+REGISTER_TYPED_TEST_SUITE_P(DeviceContract, ReadsWhatARegisterHolds, WritesOneRegisterAndNoOther,
+                            ReplacesOnlyTheBitsUnderAMask, KeepsARegisterUnderAMaskOfZero,
+                            WritesAllBitsUnderAMaskOfAllOnes,
+                            MovesBurstsBetweenConsecutiveRegistersAndTheBufferInBothOrders,
+                            CompletesAnEmptyBurstAndTouchesNothing, ReleasesAWaiterByASingleWrite,
+                            SharesItsRegistersWithAnotherObjectAndKeepsThemAfterItsEnd,
+                            AnswersFalseAtOnceWhereItHasNoInterrupts, GivesADescriptorWhereItHasOne,
+                            TearsNoMaskedWriteOfConcurrentThreads);
+
+} // namespace RynvelTest
+
+#endif

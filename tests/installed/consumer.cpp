@@ -1,0 +1,37 @@
+// A program against the installed package that uses the classes: a device on a row of its own.
+
+#include <rynvel.hpp>
+
+#include <cstdio>
+#include <iostream>
+
+namespace {
+
+class NoMutex : public Rynvel::IMutex {
+public:
+    bool lock() override { return true; }
+    bool unlock() override { return true; }
+};
+
+} // namespace
+
+int main() {
+    const char* const path = "consumer_registers";
+    std::FILE* const file = std::fopen(path, "wb");
+    if (file == nullptr || std::fputs("\x12\x34\x56\x78", file) < 0 || std::fclose(file) != 0) {
+        return 1;
+    }
+    auto& factory = Rynvel::Factory::getInstance();
+    const Rynvel::MemoryDevice row{"own", path, 0, Rynvel::DeviceType::Lseek16};
+    const auto device = factory.createDevice(row, std::make_unique<NoMutex>());
+    auto* const device16 = dynamic_cast<Rynvel::Device16*>(device.get());
+    std::uint16_t value = 0;
+    if (device16 == nullptr || !device16->read(2, &value)) {
+        return 1;
+    }
+    Rynvel::PthreadMutex mutex(Rynvel::PthreadMutexType::PriorityInherit);
+    std::cout << "value " << HexU32Struct{value, 4} << " in " << Rynvel::ByteOrder::Host << " order, lock "
+              << mutex.lock() << ", slots " << (factory.getBackend(29) == nullptr) << '\n';
+    mutex.unlock();
+    return 0;
+}

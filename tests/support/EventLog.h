@@ -1,0 +1,14 @@
+#ifndef RYNVEL_TESTS_EVENTLOG_H
+#define RYNVEL_TESTS_EVENTLOG_H
+
+#include <string>
+#include <vector>
+
+namespace RynvelTest {
+
+/** What happened, in order, as texts. */
+using EventLog = std::vector<std::string>;
+
+} // namespace RynvelTest
+
+#endif

@@ -1,0 +1,151 @@
+#include "ScriptedOs.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+
+namespace RynvelTest {
+
+namespace {
+
+thread_local ScriptedOs* currentOs = nullptr;
+
+template <typename... Arguments>
+std::string call(const char* function, const Arguments&... arguments) {
+    std::ostringstream text;
+    const char* separator = "(";
+    text << function;
+    ((text << separator << arguments, separator = ", "), ...);
+    text << ')';
+    return text.str();
+}
+
+std::string hex(unsigned long value) {
+    std::ostringstream text;
+    text << "0x" << std::hex << value;
+    return text.str();
+}
+
+std::string hexBytes(const void* bytes, std::size_t count) {
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto byte = static_cast<const std::uint8_t*>(bytes)[i];
+        text += {digits[byte >> 4U], digits[byte & 0xFU]};
+    }
+    return text;
+}
+
+long resultOf(const Answer& answer) {
+    if (answer.result == -1) {
+        errno = answer.error;
+    }
+    return answer.result;
+}
+
+} // namespace
+
+ScriptedOs::ScriptedOs() : m_previous(currentOs) { currentOs = this; }
+
+ScriptedOs::~ScriptedOs() { currentOs = m_previous; }
+
+ScriptedOs* ScriptedOs::current() { return currentOs; }
+
+void ScriptedOs::script(const std::string& function, const std::vector<std::optional<Answer>>& answers) {
+    auto& queue = m_answers[function];
+    queue.insert(queue.end(), answers.begin(), answers.end());
+}
+
+std::size_t ScriptedOs::unusedAnswers() const {
+    std::size_t unused = 0;
+    for (const auto& [function, answers] : m_answers) {
+        unused += answers.size();
+    }
+    return unused;
+}
+
+std::optional<Answer> ScriptedOs::nextAnswer(const std::string& function) {
+    auto& queue = m_answers[function];
+    if (queue.empty()) {
+        return asUsual;
+    }
+    const auto answer = queue.front();
+    queue.pop_front();
+    return answer;
+}
+
+int ScriptedOs::open(const char* path, int flags) {
+    m_log.push_back(call("open", path, flags));
+    const auto answer = nextAnswer("open");
+    return answer ? static_cast<int>(resultOf(*answer)) : descriptor;
+}
+
+int ScriptedOs::close(int fd) {
+    m_log.push_back(call("close", fd));
+    const auto answer = nextAnswer("close");
+    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+}
+
+long ScriptedOs::lseek(int fd, long offset, int whence) {
+    m_log.push_back(call("lseek", fd, offset, whence));
+    if (const auto answer = nextAnswer("lseek")) {
+        return resultOf(*answer);
+    }
+    m_position = static_cast<std::size_t>(offset);
+    return offset;
+}
+
+long ScriptedOs::read(int fd, void* buffer, std::size_t count) {
+    m_log.push_back(call("read", fd, count));
+    const auto answer = nextAnswer("read");
+    const long result = answer ? resultOf(*answer) : static_cast<long>(count);
+    if (result > 0) {
+        std::memcpy(buffer, &memory.at(m_position), std::min<std::size_t>(count, static_cast<std::size_t>(result)));
+        m_position += static_cast<std::size_t>(result);
+    }
+    return result;
+}
+
+long ScriptedOs::write(int fd, const void* buffer, std::size_t count) {
+    m_log.push_back(call("write", fd, hexBytes(buffer, count)));
+    const auto answer = nextAnswer("write");
+    const long result = answer ? resultOf(*answer) : static_cast<long>(count);
+    if (result > 0) {
+        std::memcpy(&memory.at(m_position), buffer, static_cast<std::size_t>(result));
+        m_position += static_cast<std::size_t>(result);
+    }
+    return result;
+}
+
+int ScriptedOs::ioctl(int fd, unsigned long request, unsigned long arg) {
+    m_log.push_back(call("ioctl", fd, hex(request), hex(arg)));
+    const auto answer = nextAnswer("ioctl");
+    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+}
+
+void* ScriptedOs::mmap(void* addr, std::size_t length, int prot, int flags, int fd, long offset) {
+    m_log.push_back(call("mmap", addr, length, prot, flags, fd, offset));
+    if (const auto answer = nextAnswer("mmap")) {
+        return reinterpret_cast<void*>(resultOf(*answer));
+    }
+    return memory.data();
+}
+
+int ScriptedOs::munmap(void* addr, std::size_t length) {
+    m_log.push_back(call("munmap", addr, length));
+    const auto answer = nextAnswer("munmap");
+    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+}
+
+long ScriptedOs::readlink(const char* path, char* buffer, std::size_t size) {
+    m_log.push_back(call("readlink", path, size));
+    if (const auto answer = nextAnswer("readlink")) {
+        return resultOf(*answer);
+    }
+    const std::size_t length = std::min(size, linkText.size());
+    std::memcpy(buffer, linkText.data(), length);
+    return static_cast<long>(length);
+}
+
+} // namespace RynvelTest

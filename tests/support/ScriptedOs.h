@@ -1,0 +1,85 @@
+#ifndef RYNVEL_TESTS_SCRIPTEDOS_H
+#define RYNVEL_TESTS_SCRIPTEDOS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "EventLog.h"
+
+namespace RynvelTest {
+
+/** What a scripted call answers in place of what it usually does. */
+struct Answer {
+    long result;
+    int error;
+};
+
+/** A call that does what it usually does, between scripted ones. */
+inline const std::optional<Answer> asUsual = std::nullopt;
+
+inline std::optional<Answer> failing(int error) { return Answer{-1, error}; }
+inline std::optional<Answer> answering(long result) { return Answer{result, 0}; }
+
+/**
+ * Stands in for the operating system while it lives and is the thread's latest, for the calls that the constructing
+ * thread makes: every call is recorded with its arguments in the event log, and answered by the script.
+ *
+ * Unscripted, it is a machine with one device file: whatever is opened gets the descriptor 7, and seeking, reading and
+ * writing act on `memory`. The calls reach it because the test program defines the C library's functions itself.
+ *
+ * Recorded forms: "open(PATH, FLAGS)", "close(FD)", "lseek(FD, OFFSET, WHENCE)", "read(FD, COUNT)",
+ * "write(FD, BYTES)" with the bytes as hex digits, "ioctl(FD, REQUEST, ARG)" with hex numbers,
+ * "mmap(ADDR, LENGTH, PROT, FLAGS, FD, OFFSET)", "munmap(ADDR, LENGTH)", "readlink(PATH, SIZE)".
+ */
+class ScriptedOs {
+public:
+    static constexpr int descriptor = 7;
+
+    ScriptedOs();
+    ScriptedOs(const ScriptedOs&) = delete;
+    ScriptedOs& operator=(const ScriptedOs&) = delete;
+    ~ScriptedOs();
+
+    /** The scripted machine of the calling thread; null when it uses the real one. */
+    static ScriptedOs* current();
+
+    /** Answers the next calls of a function, in order. */
+    void script(const std::string& function, const std::vector<std::optional<Answer>>& answers);
+
+    /** The answers that no call has used. */
+    std::size_t unusedAnswers() const;
+
+    EventLog& log() { return m_log; }
+
+    int open(const char* path, int flags);
+    int close(int fd);
+    long lseek(int fd, long offset, int whence);
+    long read(int fd, void* buffer, std::size_t count);
+    long write(int fd, const void* buffer, std::size_t count);
+    int ioctl(int fd, unsigned long request, unsigned long arg);
+    void* mmap(void* addr, std::size_t length, int prot, int flags, int fd, long offset);
+    int munmap(void* addr, std::size_t length);
+    long readlink(const char* path, char* buffer, std::size_t size);
+
+    /** The content of the device file. */
+    std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(256);
+    /** The text of every symbolic link. */
+    std::string linkText = "uio0";
+
+private:
+    std::optional<Answer> nextAnswer(const std::string& function);
+
+    ScriptedOs* const m_previous;
+    EventLog m_log;
+    std::map<std::string, std::deque<std::optional<Answer>>> m_answers;
+    std::size_t m_position = 0;
+};
+
+} // namespace RynvelTest
+
+#endif

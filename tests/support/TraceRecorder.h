@@ -1,0 +1,67 @@
+#ifndef RYNVEL_TESTS_TRACERECORDER_H
+#define RYNVEL_TESTS_TRACERECORDER_H
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include <ZilTraceControl.h>
+
+#include "EventLog.h"
+
+namespace RynvelTest {
+
+/** A lock that makes no mutex calls, so that tests which script those see only the library's. */
+class SpinLock {
+public:
+    void lock() {
+        while (m_taken.test_and_set(std::memory_order_acquire)) {
+        }
+    }
+    void unlock() { m_taken.clear(std::memory_order_release); }
+
+private:
+    std::atomic_flag m_taken = ATOMIC_FLAG_INIT;
+};
+
+/** A message as it reached the tracing library. */
+struct RecordedTrace {
+    ZilTraceControl::Kind kind;
+    std::string channel;
+    ZilTraceLevel level;
+    ZilTraceHdrOption option;
+    std::string file;
+    std::int32_t line;
+    std::string function;
+    bool hasText;
+    std::string text;
+};
+
+/**
+ * Takes the messages of all channels while it lives. A message is also written to the event log as
+ * "CHANNEL LEVEL FUNCTION ENTER", "CHANNEL LEVEL FUNCTION ENTER TEXT" or "CHANNEL LEVEL FUNCTION: TEXT".
+ */
+class TraceRecorder : public ZilTraceControl::Sink {
+public:
+    /** Lets the channels that match the pattern trace up to the level, and no other channel at all. */
+    TraceRecorder(ZilTraceLevel level, const std::string& pattern = "*", EventLog* log = nullptr);
+    TraceRecorder(const TraceRecorder&) = delete;
+    TraceRecorder& operator=(const TraceRecorder&) = delete;
+    ~TraceRecorder() override;
+
+    void write(const ZilTraceControl::Record& record) override;
+
+    std::vector<RecordedTrace> traces() const;
+    EventLog lines() const;
+    void clear();
+
+private:
+    mutable SpinLock m_lock;
+    std::vector<RecordedTrace> m_traces;
+    EventLog* const m_log;
+    ZilTraceControl::Sink* const m_previous;
+};
+
+} // namespace RynvelTest
+
+#endif

@@ -1,0 +1,320 @@
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+#include <rynvel.h>
+
+#include "ChildProcess.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+// Built with the device table of the tests. Opening fills a process-wide list, so what opens runs in a child.
+
+namespace {
+
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::inChildProcess;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+constexpr int handle8 = 0;
+constexpr int handle16 = 1;
+constexpr int handle32 = 2;
+constexpr int handleOfUnsupported = 3;
+
+/** Opens the three devices on a scripted machine, then runs the body with an empty event log. */
+template <typename Body>
+void withOpenDevices(Body body) {
+    inChildProcess([&] {
+        ScriptedOs os;
+        ASSERT_EQ(Rynvel_open("lseek8"), handle8);
+        ASSERT_EQ(Rynvel_open("lseek16"), handle16);
+        ASSERT_EQ(Rynvel_open("lseek32"), handle32);
+        os.log().clear();
+        body(os);
+    });
+}
+
+/** The entry that the call leaves on the backend's channel. */
+template <typename Call>
+std::string entryOf(Call call) {
+    const TraceRecorder recorder(6, "Rynvel.Lseek");
+    call();
+    const auto lines = recorder.lines();
+    return lines.size() == 1 ? lines.front() : "not one entry";
+}
+
+TEST(CInterface, OpensADeviceByItsNameToItsHandleEveryTime) {
+    inChildProcess([] {
+        ScriptedOs os;
+        EXPECT_EQ(Rynvel_open("lseek32"), handle32);
+        EXPECT_EQ(Rynvel_open("lseek8"), handle8);
+        EXPECT_EQ(Rynvel_open("lseek32"), handle32);
+        EXPECT_EQ(Rynvel_open2("lseek32"), handle32);
+        EXPECT_EQ(Rynvel_open2("lseek16"), handle16);
+        EXPECT_EQ(os.log(), (EventLog{"open(/dev/lseek32, 2)", "open(/dev/lseek8, 2)", "open(/dev/lseek16, 2)"}));
+    });
+}
+
+TEST(CInterface, GivesNoHandleForAnUnknownNameOrAnUnsupportedType) {
+    const TraceRecorder recorder(3);
+    EXPECT_EQ(Rynvel_open("unknown"), -1);
+    EXPECT_EQ(Rynvel_open2("unknown"), -1);
+    EXPECT_EQ(Rynvel_open(""), -1);
+    EXPECT_EQ(Rynvel_open("unsupported"), -1);
+    EXPECT_EQ(recorder.lines().back(), "Rynvel.Factory 1 createDevice: Unsupported device \"unsupported\"");
+}
+
+TEST(CInterface, LetsTheExceptionOfANullNamePass) {
+    EXPECT_THROW(Rynvel_open(nullptr), std::logic_error);
+    EXPECT_THROW(Rynvel_open2(nullptr), std::logic_error);
+}
+
+TEST(CInterface, ClosesNothing) {
+    withOpenDevices([](ScriptedOs& os) {
+        Rynvel_close(handle32);
+        Rynvel_close(-1);
+        Rynvel_close(1000);
+        EXPECT_EQ(os.log(), EventLog{});
+        std::uint32_t value = 0;
+        EXPECT_EQ(Rynvel_read32(handle32, 0, &value), 0);
+    });
+}
+
+TEST(CInterface, ForwardsARequestAndReturnsItsResultAsItIs) {
+    withOpenDevices([](ScriptedOs& os) {
+        os.script("ioctl", {answering(42), failing(ENOTTY), answering(-5)});
+        EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), 42);
+        EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), -1);
+        EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), -5);
+        EXPECT_EQ(os.log().front(), "ioctl(7, 0x5401, 0xbeef)");
+    });
+}
+
+TEST(CInterface, ReportsTheMissingInterruptsOfADevice) {
+    withOpenDevices([](ScriptedOs& os) {
+        unsigned long info = 0x55;
+        EXPECT_EQ(Rynvel_getInterruptType(handle8, &info), -1);
+        EXPECT_EQ(Rynvel_enableInterrupts(handle8), -1);
+        EXPECT_EQ(Rynvel_disableInterrupts(handle8), -1);
+        EXPECT_EQ(Rynvel_receiveInterrupts(handle8, &info), -1);
+        EXPECT_EQ(info, 0x55U);
+        EXPECT_EQ(os.log(), EventLog{});
+    });
+}
+
+TEST(CInterface, GivesTheDescriptorOfADevice) {
+    withOpenDevices([](ScriptedOs&) { EXPECT_EQ(Rynvel_getFileDescriptor(handle16), ScriptedOs::descriptor); });
+}
+
+TEST(CInterface, ReadsASingleRegisterAtTheDevicesAddress) {
+    withOpenDevices([](ScriptedOs& os) {
+        std::uint8_t value8 = 0;
+        std::uint16_t value16 = 0;
+        std::uint32_t value32 = 0;
+        os.memory[4] = 0x11;
+        os.memory[5] = 0x22;
+        EXPECT_EQ(Rynvel_read8(handle8, 5, &value8), 0);
+        EXPECT_EQ(Rynvel2_read16(handle16, 4, &value16), 0);
+        EXPECT_EQ(Rynvel2_read32(handle32, 4, &value32), 0);
+        EXPECT_EQ(value8, 0x22);
+        EXPECT_EQ(value16, 0x2211);
+        EXPECT_EQ(value32, 0x2211U);
+        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 5, 0)", "read(7, 1)", "lseek(7, 4, 0)", "read(7, 2)", "lseek(7, 4, 0)",
+                                      "read(7, 4)"}));
+    });
+}
+
+TEST(CInterface, WritesASingleRegisterAtTheDevicesAddress) {
+    withOpenDevices([](ScriptedOs& os) {
+        EXPECT_EQ(Rynvel_write8(handle8, 5, 0xAB), 0);
+        EXPECT_EQ(Rynvel2_write16(handle16, 4, 0xABCD), 0);
+        EXPECT_EQ(Rynvel2_write32(handle32, 4, 0x12345678), 0);
+        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 5, 0)", "write(7, ab)", "lseek(7, 4, 0)", "write(7, cdab)",
+                                      "lseek(7, 4, 0)", "write(7, 78563412)"}));
+    });
+}
+
+TEST(CInterface, WritesUnderAMask) {
+    withOpenDevices([](ScriptedOs& os) {
+        std::fill(os.memory.begin(), os.memory.end(), 0xFF);
+        EXPECT_EQ(Rynvel_writeBitmask8(handle8, 0, 0x00, 0x0F), 0);
+        EXPECT_EQ(Rynvel2_writeBitmask16(handle16, 2, 0x0000, 0x0FF0), 0);
+        EXPECT_EQ(Rynvel2_writeBitmask32(handle32, 4, 0x00000000, 0x0000FF00), 0);
+        EXPECT_EQ(os.memory[0], 0xF0);
+        EXPECT_EQ(os.memory[2], 0x0F);
+        EXPECT_EQ(os.memory[3], 0xF0);
+        EXPECT_EQ(os.memory[5], 0x00);
+        EXPECT_EQ(os.memory[6], 0xFF);
+    });
+}
+
+TEST(CInterface, DividesTheByteAddressesOfTheOlderFunctionsAndDropsTheirLowBits) {
+    withOpenDevices([](ScriptedOs& os) {
+        std::uint16_t value16 = 0;
+        std::uint32_t value32 = 0;
+        const auto soughtBy = [&](auto call) {
+            os.log().clear();
+            EXPECT_EQ(call(), 0);
+            return os.log().front();
+        };
+        EXPECT_EQ(soughtBy([&] { return Rynvel_read16(handle16, 6, &value16); }), "lseek(7, 3, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_read16(handle16, 7, &value16); }), "lseek(7, 3, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_read32(handle32, 0x10, &value32); }), "lseek(7, 4, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_read32(handle32, 0x13, &value32); }), "lseek(7, 4, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_write16(handle16, 0x21, 1); }), "lseek(7, 16, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_write32(handle32, 0x23, 1); }), "lseek(7, 8, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_writeBitmask16(handle16, 0x21, 1, 1); }), "lseek(7, 16, 0)");
+        EXPECT_EQ(soughtBy([&] { return Rynvel_writeBitmask32(handle32, 0x23, 1, 1); }), "lseek(7, 8, 0)");
+    });
+}
+
+TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
+    withOpenDevices([](ScriptedOs& os) {
+        os.script("lseek", {failing(EINVAL), failing(EINVAL)});
+        std::uint16_t value16 = 0;
+        std::uint32_t value32 = 0;
+        EXPECT_EQ(Rynvel_read16(handle16, 0xFFFFFFFF, &value16), -1);
+        EXPECT_EQ(Rynvel_read32(handle32, 0xFFFFFFFF, &value32), -1);
+        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 2147483647, 0)", "lseek(7, 1073741823, 0)"}));
+    });
+}
+
+TEST(CInterface, WritesTheOlderFunctionsDataUnderTheirMasks) {
+    withOpenDevices([](ScriptedOs& os) {
+        EXPECT_EQ(Rynvel_write16(handle16, 0, 0xABCD), 0);
+        EXPECT_EQ(Rynvel_write32(handle32, 16, 0x12345678), 0);
+        EXPECT_EQ(os.memory[1], 0xAB);
+        EXPECT_EQ(os.memory[7], 0x12);
+        EXPECT_EQ(Rynvel_writeBitmask16(handle16, 0, 0x00EF, 0x00FF), 0);
+        EXPECT_EQ(Rynvel_writeBitmask32(handle32, 16, 0x000000EF, 0x000000FF), 0);
+        EXPECT_EQ(os.memory[0], 0xEF);
+        EXPECT_EQ(os.memory[1], 0xAB);
+        EXPECT_EQ(os.memory[4], 0xEF);
+        EXPECT_EQ(os.memory[7], 0x12);
+    });
+}
+
+TEST(CInterface, BurstsOf8BitsAreAlwaysInHostOrder) {
+    withOpenDevices([](ScriptedOs&) {
+        std::uint8_t values[3] = {};
+        EXPECT_EQ(entryOf([&] { EXPECT_EQ(Rynvel_burstRead8(handle8, 9, values, 3), 0); }),
+                  "Rynvel.Lseek 6 read ENTER Hex(address)=0x00000009, items=3, byteOrder=Host");
+        EXPECT_EQ(entryOf([&] { EXPECT_EQ(Rynvel_burstWrite8(handle8, 9, values, 3), 0); }),
+                  "Rynvel.Lseek 6 write ENTER Hex(address)=0x00000009, items=3, byteOrder=Host");
+    });
+}
+
+TEST(CInterface, BurstsTakeAnyFlagButZeroForNetworkOrder) {
+    withOpenDevices([](ScriptedOs&) {
+        std::uint16_t values16[2] = {};
+        std::uint32_t values32[2] = {};
+        for (const int flag : {0, 1, 7, -1}) {
+            const std::string rest =
+                " ENTER Hex(address)=0x00000008, items=2, byteOrder=" + std::string(flag == 0 ? "Host" : "Network");
+            const std::string read = "Rynvel.Lseek 6 read" + rest;
+            const std::string write = "Rynvel.Lseek 6 write" + rest;
+            EXPECT_EQ(entryOf([&] { Rynvel2_burstRead16(handle16, 8, values16, 2, flag); }), read);
+            EXPECT_EQ(entryOf([&] { Rynvel2_burstRead32(handle32, 8, values32, 2, flag); }), read);
+            EXPECT_EQ(entryOf([&] { Rynvel2_burstWrite16(handle16, 8, values16, 2, flag); }), write);
+            EXPECT_EQ(entryOf([&] { Rynvel2_burstWrite32(handle32, 8, values32, 2, flag); }), write);
+            EXPECT_EQ(entryOf([&] { Rynvel_burstRead16(handle16, 17, values16, 2, flag); }), read);
+            EXPECT_EQ(entryOf([&] { Rynvel_burstRead32(handle32, 35, values32, 2, flag); }), read);
+            EXPECT_EQ(entryOf([&] { Rynvel_burstWrite16(handle16, 17, values16, 2, flag); }), write);
+            EXPECT_EQ(entryOf([&] { Rynvel_burstWrite32(handle32, 35, values32, 2, flag); }), write);
+        }
+    });
+}
+
+TEST(CInterface, BurstsMoveTheCallersItems) {
+    withOpenDevices([](ScriptedOs& os) {
+        const std::uint8_t out8[2] = {0x01, 0x02};
+        const std::uint16_t out16[2] = {0x0102, 0x0304};
+        const std::uint32_t out32[1] = {0x01020304};
+        Rynvel_burstWrite8(handle8, 0, out8, 2);
+        Rynvel2_burstWrite16(handle16, 16, out16, 2, 1);
+        Rynvel2_burstWrite32(handle32, 32, out32, 1, 1);
+        EXPECT_EQ(os.memory[1], 0x02);
+        EXPECT_EQ(os.memory[16], 0x01);
+        EXPECT_EQ(os.memory[32], 0x01);
+        std::uint8_t in8[2] = {};
+        std::uint16_t in16[2] = {};
+        std::uint32_t in32[1] = {};
+        Rynvel_burstRead8(handle8, 0, in8, 2);
+        Rynvel_burstRead16(handle16, 32, in16, 2, 1);
+        Rynvel_burstRead32(handle32, 128, in32, 1, 0);
+        EXPECT_EQ(in8[0], 0x01);
+        EXPECT_EQ(in16[1], 0x0304);
+        EXPECT_EQ(in32[0], 0x04030201U);
+    });
+}
+
+TEST(CInterface, ReportsFailedOperationsWithMinusOne) {
+    withOpenDevices([](ScriptedOs& os) {
+        std::uint8_t value8 = 0;
+        std::uint16_t value16 = 0;
+        std::uint32_t value32 = 0;
+        const auto failed = [&](auto call) {
+            os.script("lseek", {failing(EIO)});
+            EXPECT_EQ(call(), -1);
+        };
+        failed([&] { return Rynvel_read8(handle8, 0, &value8); });
+        failed([&] { return Rynvel_read16(handle16, 0, &value16); });
+        failed([&] { return Rynvel_read32(handle32, 0, &value32); });
+        failed([&] { return Rynvel2_read16(handle16, 0, &value16); });
+        failed([&] { return Rynvel2_read32(handle32, 0, &value32); });
+        failed([&] { return Rynvel_write8(handle8, 0, 0); });
+        failed([&] { return Rynvel_write16(handle16, 0, 0); });
+        failed([&] { return Rynvel_write32(handle32, 0, 0); });
+        failed([&] { return Rynvel2_write16(handle16, 0, 0); });
+        failed([&] { return Rynvel2_write32(handle32, 0, 0); });
+        failed([&] { return Rynvel_writeBitmask8(handle8, 0, 0, 1); });
+        failed([&] { return Rynvel_writeBitmask16(handle16, 0, 0, 1); });
+        failed([&] { return Rynvel_writeBitmask32(handle32, 0, 0, 1); });
+        failed([&] { return Rynvel2_writeBitmask16(handle16, 0, 0, 1); });
+        failed([&] { return Rynvel2_writeBitmask32(handle32, 0, 0, 1); });
+        failed([&] { return Rynvel_burstRead8(handle8, 0, &value8, 0); });
+        failed([&] { return Rynvel_burstRead16(handle16, 0, &value16, 0, 0); });
+        failed([&] { return Rynvel_burstRead32(handle32, 0, &value32, 0, 0); });
+        failed([&] { return Rynvel2_burstRead16(handle16, 0, &value16, 0, 0); });
+        failed([&] { return Rynvel2_burstRead32(handle32, 0, &value32, 0, 0); });
+        failed([&] { return Rynvel_burstWrite8(handle8, 0, &value8, 0); });
+        failed([&] { return Rynvel_burstWrite16(handle16, 0, &value16, 0, 0); });
+        failed([&] { return Rynvel_burstWrite32(handle32, 0, &value32, 0, 0); });
+        failed([&] { return Rynvel2_burstWrite16(handle16, 0, &value16, 0, 0); });
+        failed([&] { return Rynvel2_burstWrite32(handle32, 0, &value32, 0, 0); });
+        EXPECT_EQ(os.unusedAnswers(), 0U);
+    });
+}
+
+TEST(CInterface, EndsTheProcessOnAHandleOutsideTheTable) {
+    unsigned long info = 0;
+    std::uint8_t value8 = 0;
+    std::uint16_t value16 = 0;
+    std::uint32_t value32 = 0;
+    EXPECT_DEATH(Rynvel_ioctl(-1, 0, 0), "getBackend\\(int\\): Assertion `handle >= 0' failed");
+    EXPECT_DEATH(Rynvel_receiveInterrupts(1000, &info), "getBackend\\(int\\): Assertion `static_cast<size_t>");
+    EXPECT_DEATH(Rynvel_read8(-1, 0, &value8), "getBackend8\\(int\\): Assertion `handle >= 0' failed");
+    EXPECT_DEATH(Rynvel_read16(-1, 0, &value16), "getBackend16\\(int\\): Assertion `handle >= 0' failed");
+    EXPECT_DEATH(Rynvel_read32(1000, 0, &value32), "getBackend32\\(int\\): Assertion `static_cast<size_t>");
+}
+
+TEST(CInterface, FaultsOnAHandleThatWasNotOpened) {
+    std::uint8_t value = 0;
+    EXPECT_DEATH(Rynvel_read8(handle8, 0, &value), "");
+    EXPECT_DEATH(Rynvel_getFileDescriptor(handle8), "");
+    EXPECT_DEATH(Rynvel_getFileDescriptor(handleOfUnsupported), "");
+}
+
+TEST(CInterface, FaultsOnTheFunctionsOfAnotherWidth) {
+    const auto readWithTheWrongWidth = [] {
+        ScriptedOs os;
+        Rynvel_open("lseek32");
+        std::uint8_t value = 0;
+        Rynvel_read8(handle32, 0, &value);
+    };
+    EXPECT_DEATH(readWithTheWrongWidth(), "");
+}
+
+} // namespace

@@ -1,0 +1,154 @@
+#include <cstring>
+#include <sstream>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "EventLog.h"
+
+namespace {
+
+using Rynvel::ByteOrder;
+using Rynvel::Device;
+using Rynvel::IDevice;
+using RynvelTest::EventLog;
+
+/** Overrides the pure operations only, and records the single writes. */
+template <typename T>
+class MinimalDevice : public Device<T> {
+public:
+    explicit MinimalDevice(EventLog& log, bool answer = true)
+        : Device<T>("minimal device"), m_log(log), m_answer(answer) {}
+    ~MinimalDevice() override { m_log.emplace_back("destroyed"); }
+
+    bool getInterruptType(unsigned long* /*type*/) override { return false; }
+    bool enableInterrupt() override { return false; }
+    bool disableInterrupt() override { return false; }
+    bool waitForInterrupt(unsigned long* /*info*/) override { return false; }
+    bool read(unsigned int /*address*/, T* /*data*/) override { return false; }
+    bool read(unsigned int /*address*/, T* /*data*/, unsigned int /*items*/, ByteOrder /*order*/) override {
+        return false;
+    }
+    bool write(unsigned int address, T data) override {
+        m_log.push_back("write " + std::to_string(address) + " " + std::to_string(data));
+        return m_answer;
+    }
+    bool write(unsigned int /*address*/, T /*data*/, T /*bitmask*/) override { return false; }
+    bool write(unsigned int /*address*/, const T* /*data*/, unsigned int /*items*/, ByteOrder /*order*/) override {
+        return false;
+    }
+
+private:
+    EventLog& m_log;
+    const bool m_answer;
+};
+
+template <typename T>
+class DeviceTest : public testing::Test {
+protected:
+    EventLog m_log;
+};
+
+using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(DeviceTest, Widths);
+
+TYPED_TEST(DeviceTest, AnswersEveryRequestWithMinusOneUnlessOverridden) {
+    MinimalDevice<TypeParam> device(this->m_log);
+    errno = 0;
+    EXPECT_EQ(device.ioctl(0, 0), -1);
+    EXPECT_EQ(device.ioctl(0xEE00, 5), -1);
+    EXPECT_EQ(errno, 0);
+}
+
+TYPED_TEST(DeviceTest, HasNoNativeHandleUnlessOverridden) {
+    EXPECT_EQ(MinimalDevice<TypeParam>(this->m_log).getNativeHandle(), -1);
+}
+
+TYPED_TEST(DeviceTest, ReleasesAWaiterByOneVirtualWrite) {
+    MinimalDevice<TypeParam> device(this->m_log);
+    EXPECT_TRUE(device.cancelWaitForInterrupt(0x10, 0x7F));
+    EXPECT_EQ(this->m_log, EventLog{"write 16 127"});
+}
+
+TYPED_TEST(DeviceTest, ReportsTheResultOfTheReleasingWrite) {
+    MinimalDevice<TypeParam> device(this->m_log, false);
+    EXPECT_FALSE(device.cancelWaitForInterrupt(0, 0));
+}
+
+TYPED_TEST(DeviceTest, KeepsTheNameOfItsConstruction) {
+    EXPECT_EQ(MinimalDevice<TypeParam>(this->m_log).getDevName(), "minimal device");
+}
+
+TYPED_TEST(DeviceTest, RunsTheBackendsDestructorThroughTheBase) {
+    std::unique_ptr<IDevice> device = std::make_unique<MinimalDevice<TypeParam>>(this->m_log);
+    device.reset();
+    EXPECT_EQ(this->m_log, EventLog{"destroyed"});
+}
+
+/** The slot of a virtual operation, as a pointer to it encodes it. */
+template <typename Operation>
+std::size_t slotOf(Operation operation) {
+    struct {
+        std::ptrdiff_t pointer;
+        std::ptrdiff_t adjustment;
+    } encoded{};
+    static_assert(sizeof(encoded) == sizeof(operation));
+    std::memcpy(&encoded, &operation, sizeof(encoded));
+#ifdef __arm__
+    const std::ptrdiff_t offset = encoded.pointer;
+#else
+    const std::ptrdiff_t offset = encoded.pointer - 1;
+#endif
+    return static_cast<std::size_t>(offset) / sizeof(void*);
+}
+
+TYPED_TEST(DeviceTest, KeepsTheOrderOfItsVirtualOperations) {
+    using T = TypeParam;
+    using D = Device<T>;
+    EXPECT_EQ(slotOf(&IDevice::ioctl), 2U);
+    EXPECT_EQ(slotOf(&IDevice::getInterruptType), 3U);
+    EXPECT_EQ(slotOf(&IDevice::enableInterrupt), 4U);
+    EXPECT_EQ(slotOf(&IDevice::disableInterrupt), 5U);
+    EXPECT_EQ(slotOf(&IDevice::waitForInterrupt), 6U);
+    EXPECT_EQ(slotOf(&IDevice::getNativeHandle), 7U);
+    EXPECT_EQ(slotOf(static_cast<bool (D::*)(unsigned int, T*)>(&D::read)), 8U);
+    EXPECT_EQ(slotOf(static_cast<bool (D::*)(unsigned int, T*, unsigned int, ByteOrder)>(&D::read)), 9U);
+    EXPECT_EQ(slotOf(static_cast<bool (D::*)(unsigned int, T)>(&D::write)), 10U);
+    EXPECT_EQ(slotOf(static_cast<bool (D::*)(unsigned int, T, T)>(&D::write)), 11U);
+    EXPECT_EQ(slotOf(static_cast<bool (D::*)(unsigned int, const T*, unsigned int, ByteOrder)>(&D::write)), 12U);
+    EXPECT_EQ(slotOf(&D::cancelWaitForInterrupt), 13U);
+}
+
+TEST(Device, HasNamesForItsThreeWidths) {
+    EXPECT_TRUE((std::is_same_v<Rynvel::Device8, Device<std::uint8_t>>));
+    EXPECT_TRUE((std::is_same_v<Rynvel::Device16, Device<std::uint16_t>>));
+    EXPECT_TRUE((std::is_same_v<Rynvel::Device32, Device<std::uint32_t>>));
+}
+
+TEST(IMutex, LocksInTheSlotAfterItsDestructorsAndUnlocksInTheNext) {
+    EXPECT_TRUE(std::has_virtual_destructor_v<Rynvel::IMutex>);
+    EXPECT_EQ(slotOf(&Rynvel::IMutex::lock), 2U);
+    EXPECT_EQ(slotOf(&Rynvel::IMutex::unlock), 3U);
+}
+
+std::string printed(ByteOrder byteOrder) {
+    std::ostringstream stream;
+    stream << byteOrder;
+    return stream.str();
+}
+
+TEST(ByteOrder, IsPrintedAsNetworkForOneAndAsHostForAnythingElse) {
+    EXPECT_EQ(printed(ByteOrder::Network), "Network");
+    EXPECT_EQ(printed(ByteOrder::Host), "Host");
+    EXPECT_EQ(printed(static_cast<ByteOrder>(2)), "Host");
+    EXPECT_EQ(printed(static_cast<ByteOrder>(0xFFFFFFFF)), "Host");
+}
+
+TEST(ByteOrder, IsA32BitValueOfZeroForHostAndOneForNetwork) {
+    EXPECT_EQ(sizeof(ByteOrder), 4U);
+    EXPECT_EQ(static_cast<std::uint32_t>(ByteOrder::Host), 0U);
+    EXPECT_EQ(static_cast<std::uint32_t>(ByteOrder::Network), 1U);
+}
+
+} // namespace

@@ -1,0 +1,349 @@
+#include <cerrno>
+#include <set>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "ChildProcess.h"
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+// Built with the device table of the tests. create() fills the process-wide list, so what calls it runs in a child.
+
+namespace {
+
+using Rynvel::DeviceType;
+using Rynvel::Factory;
+using Rynvel::MemoryDevice;
+using Rynvel::PthreadMutex;
+using Rynvel::PthreadMutexType;
+using RynvelTest::EventLog;
+using RynvelTest::inChildProcess;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+Factory& factory() { return Factory::getInstance(); }
+
+std::unique_ptr<PthreadMutex> plainMutex() { return std::make_unique<PthreadMutex>(PthreadMutexType::None); }
+
+TEST(Factory, IsOneObjectThatCannotBeCopied) {
+    EXPECT_EQ(&Factory::getInstance(), &Factory::getInstance());
+    EXPECT_FALSE(std::is_copy_constructible_v<Factory>);
+    EXPECT_FALSE(std::is_default_constructible_v<Factory>);
+}
+
+TEST(Factory, OpensADeviceOnce) {
+    inChildProcess([] {
+        ScriptedOs os;
+        const auto first = factory().create("lseek8");
+        ASSERT_NE(first, nullptr);
+        EXPECT_EQ(first->getDevName(), "/dev/lseek8");
+        EXPECT_EQ(factory().create("lseek8"), first);
+        EXPECT_EQ(os.log(), EventLog{"open(/dev/lseek8, 2)"});
+    });
+}
+
+TEST(Factory, TracesTheFirstOpenAndThatASecondOneFoundTheDevice) {
+    inChildProcess([] {
+        ScriptedOs os;
+        const TraceRecorder recorder(6, "Rynvel.Factory");
+        factory().create("lseek8");
+        factory().create("lseek8");
+        EXPECT_EQ(
+            recorder.lines(),
+            (EventLog{"Rynvel.Factory 6 create ENTER logicalDevName=lseek8",
+                      "Rynvel.Factory 4 createDevice: Device \"lseek8\" created.",
+                      "Rynvel.Factory 6 create ENTER logicalDevName=lseek8",
+                      "Rynvel.Factory 4 create: Device \"lseek8\" already opened. Just return existing object."}));
+        EXPECT_EQ(recorder.traces().front().file, "cppsrc/RynvelFactory");
+        EXPECT_EQ(recorder.traces().front().option, 256);
+    });
+}
+
+TEST(Factory, GivesEveryDeviceAPlainMutexOfItsOwn) {
+    inChildProcess([] {
+        ScriptedOs os;
+        const TraceRecorder recorder(6, "Rynvel.PthreadMutex");
+        factory().create("lseek8");
+        factory().create("lseek16");
+        factory().create("lseek8");
+        EXPECT_EQ(recorder.lines(),
+                  (EventLog{"Rynvel.PthreadMutex 6 PthreadMutex ENTER", "Rynvel.PthreadMutex 6 PthreadMutex ENTER"}));
+    });
+}
+
+TEST(Factory, KeepsWhatItOpenedWhenTheCallerLetsGo) {
+    inChildProcess([] {
+        ScriptedOs os;
+        EXPECT_EQ(factory().create("lseek8").use_count(), 2);
+        EXPECT_EQ(os.log(), EventLog{"open(/dev/lseek8, 2)"});
+    });
+}
+
+TEST(Factory, AnswersAnUnknownNameWithAnEmptyPointerAndOneMessage) {
+    const TraceRecorder recorder(5);
+    EXPECT_EQ(factory().create("lseek"), nullptr);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDeviceIndex: No match for device lseek"});
+}
+
+TEST(Factory, FindsRowsByNameAndTracesAMissAtLevelOne) {
+    const TraceRecorder recorder(7);
+    EXPECT_EQ(factory().findMemoryDeviceIndex("lseek32"), 2);
+    EXPECT_EQ(factory().findMemoryDevice("lseek32")->m_devicePath, "/dev/lseek32");
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_EQ(factory().findMemoryDeviceIndex("x"), -1);
+    EXPECT_EQ(factory().findMemoryDevice("y z"), nullptr);
+    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Factory 1 findMemoryDeviceIndex: No match for device x",
+                                          "Rynvel.Factory 1 findMemoryDevice: No match for device y z"}));
+}
+
+TEST(Factory, ReportsAnUnsupportedTypeAsUnsupportedAndAsCreatedAndTriesAnewTheNextTime) {
+    const TraceRecorder recorder(4);
+    EXPECT_EQ(factory().create("unsupported"), nullptr);
+    EXPECT_EQ(factory().getBackend(3), nullptr);
+    EXPECT_EQ(factory().create("unsupported"), nullptr);
+    const EventLog once{"Rynvel.Factory 1 createDevice: Unsupported device \"unsupported\"",
+                        "Rynvel.Factory 4 createDevice: Device \"unsupported\" created."};
+    EXPECT_EQ(recorder.lines(), (EventLog{once[0], once[1], once[0], once[1]}));
+}
+
+TEST(Factory, FreesTheMutexOfADeviceThatItCannotBuild) {
+    EventLog log;
+    const MemoryDevice row{"x", "/dev/x", 0, static_cast<DeviceType>(0xFFFFFFFF)};
+    EXPECT_EQ(factory().createDevice(row, std::make_unique<RecordingMutex>(log)), nullptr);
+    EXPECT_EQ(log, EventLog{"mutex destroyed"});
+}
+
+TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
+    const std::vector<std::pair<DeviceType, const char*>> types{
+        {DeviceType::Lseek8, "read(7, 1)"}, {DeviceType::Lseek16, "read(7, 2)"}, {DeviceType::Lseek32, "read(7, 4)"}};
+    for (const auto& [type, readCall] : types) {
+        ScriptedOs os;
+        const TraceRecorder recorder(4);
+        const MemoryDevice row{"own", "/dev/own", 0, type};
+        const auto device = factory().createDevice(row, std::make_unique<RecordingMutex>(os.log()));
+        ASSERT_NE(device, nullptr);
+        std::uint32_t value = 0;
+        if (auto* device8 = dynamic_cast<Rynvel::Device8*>(device.get())) {
+            device8->read(0, reinterpret_cast<std::uint8_t*>(&value));
+        } else if (auto* device16 = dynamic_cast<Rynvel::Device16*>(device.get())) {
+            device16->read(0, reinterpret_cast<std::uint16_t*>(&value));
+        } else if (auto* device32 = dynamic_cast<Rynvel::Device32*>(device.get())) {
+            device32->read(0, &value);
+        }
+        EXPECT_EQ(os.log(), (EventLog{"open(/dev/own, 2)", "lock", "lseek(7, 0, 0)", readCall, "unlock"}));
+        EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 4 createDevice: Device \"own\" created."});
+        EXPECT_EQ(factory().getHandle(std::shared_ptr<Rynvel::IDevice>(device.get(), [](Rynvel::IDevice*) {})), -1);
+    }
+}
+
+/** The make function of a width. */
+template <typename T>
+struct Maker;
+
+template <>
+struct Maker<std::uint8_t> {
+    static constexpr auto make = &Factory::makeUnique8;
+    static constexpr auto function = "makeUnique8";
+    static constexpr auto own = "lseek8";
+    static constexpr auto other = "lseek16";
+};
+
+template <>
+struct Maker<std::uint16_t> {
+    static constexpr auto make = &Factory::makeUnique16;
+    static constexpr auto function = "makeUnique16";
+    static constexpr auto own = "lseek16";
+    static constexpr auto other = "lseek32";
+};
+
+template <>
+struct Maker<std::uint32_t> {
+    static constexpr auto make = &Factory::makeUnique32;
+    static constexpr auto function = "makeUnique32";
+    static constexpr auto own = "lseek32";
+    static constexpr auto other = "lseek8";
+};
+
+template <typename T>
+class MakeUniqueTest : public testing::Test {
+protected:
+    static auto make(const std::string& name, std::unique_ptr<Rynvel::IMutex> mutex) {
+        return (factory().*Maker<T>::make)(name, std::move(mutex));
+    }
+};
+
+using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(MakeUniqueTest, Widths);
+
+TYPED_TEST(MakeUniqueTest, BuildsADeviceOfItsWidthAnewEachTimeOutsideTheList) {
+    const std::string name = Maker<TypeParam>::own;
+    ScriptedOs os;
+    const TraceRecorder recorder(6, "Rynvel.Factory");
+    const auto first = this->make(name, std::make_unique<RecordingMutex>(os.log()));
+    const auto second = this->make(name, std::make_unique<RecordingMutex>(os.log()));
+    ASSERT_NE(first, nullptr);
+    EXPECT_NE(first, second);
+    EXPECT_TRUE((std::is_same_v<decltype(*first), Rynvel::Device<TypeParam>&>));
+    EXPECT_EQ(os.log(), (EventLog{"open(/dev/" + name + ", 2)", "open(/dev/" + name + ", 2)"}));
+    EXPECT_EQ(factory().getBackend(factory().findMemoryDeviceIndex(name)), nullptr);
+    const std::string channel = "Rynvel.Factory ";
+    const EventLog once{channel + "6 " + Maker<TypeParam>::function + " ENTER logicalDevName=" + name,
+                        channel + "4 " + Maker<TypeParam>::function + ": Device \"" + name + "\" created."};
+    EXPECT_EQ(recorder.lines(), (EventLog{once[0], once[1], once[0], once[1]}));
+}
+
+TYPED_TEST(MakeUniqueTest, GivesTheCallersMutexToTheDevice) {
+    ScriptedOs os;
+    auto device = this->make(Maker<TypeParam>::own, std::make_unique<RecordingMutex>(os.log()));
+    device->write(0, TypeParam{1});
+    EXPECT_EQ(os.log()[1], "lock");
+    device.reset();
+    EXPECT_EQ(os.log().back(), "mutex destroyed");
+}
+
+TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
+    for (const std::string name : {Maker<TypeParam>::other, "unsupported"}) {
+        EventLog log;
+        const TraceRecorder recorder(5);
+        EXPECT_EQ(this->make(name, std::make_unique<RecordingMutex>(log)), nullptr);
+        EXPECT_EQ(log, EventLog{"mutex destroyed"});
+        const std::string prefix = "Rynvel.Factory ";
+        EXPECT_EQ(recorder.lines(),
+                  (EventLog{prefix + "1 " + Maker<TypeParam>::function + ": Unsupported device \"" + name + "\"",
+                            prefix + "4 " + Maker<TypeParam>::function + ": Device \"" + name + "\" created."}));
+    }
+}
+
+TYPED_TEST(MakeUniqueTest, AnswersAnUnknownNameWithNullAndOneMessage) {
+    const TraceRecorder recorder(5);
+    EXPECT_EQ(this->make("unknown", plainMutex()), nullptr);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDevice: No match for device unknown"});
+}
+
+TEST(Factory, GivesTheRowsIndexAsHandle) {
+    inChildProcess([] {
+        ScriptedOs os;
+        EXPECT_EQ(factory().getHandle(factory().create("lseek32")), 2);
+        EXPECT_EQ(factory().getHandle(factory().create("lseek8")), 0);
+        EXPECT_EQ(factory().getHandle(factory().create("twin")), 4);
+    });
+}
+
+TEST(Factory, GivesNoHandleToADeviceThatIsNotInItsList) {
+    ScriptedOs os;
+    const std::shared_ptr<Rynvel::IDevice> device = factory().makeUnique8("lseek8", plainMutex());
+    EXPECT_EQ(factory().getHandle(device), -1);
+}
+
+TEST(Factory, GivesTheFirstEmptySlotAsTheHandleOfAnEmptyPointer) {
+    inChildProcess([] {
+        ScriptedOs os;
+        EXPECT_EQ(factory().getHandle(nullptr), 0);
+        factory().create("lseek8");
+        EXPECT_EQ(factory().getHandle(nullptr), 1);
+    });
+}
+
+TEST(Factory, GivesTheDeviceBehindAHandleToTheAccessorsOfItsWidthOnly) {
+    inChildProcess([] {
+        ScriptedOs os;
+        const auto device8 = factory().create("lseek8");
+        const auto device16 = factory().create("lseek16");
+        const auto device32 = factory().create("lseek32");
+        EXPECT_EQ(factory().getBackend(0), device8.get());
+        EXPECT_EQ(factory().getBackend(1), device16.get());
+        EXPECT_EQ(factory().getBackend(2), device32.get());
+        EXPECT_EQ(factory().getBackend8(0), device8.get());
+        EXPECT_EQ(factory().getBackend16(1), device16.get());
+        EXPECT_EQ(factory().getBackend32(2), device32.get());
+        EXPECT_EQ(factory().getBackend8(1), nullptr);
+        EXPECT_EQ(factory().getBackend8(2), nullptr);
+        EXPECT_EQ(factory().getBackend16(0), nullptr);
+        EXPECT_EQ(factory().getBackend16(2), nullptr);
+        EXPECT_EQ(factory().getBackend32(0), nullptr);
+        EXPECT_EQ(factory().getBackend32(1), nullptr);
+    });
+}
+
+TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
+    EXPECT_EQ(factory().getBackend(0), nullptr);
+    EXPECT_EQ(factory().getBackend8(0), nullptr);
+    EXPECT_EQ(factory().getBackend16(1), nullptr);
+    EXPECT_EQ(factory().getBackend32(2), nullptr);
+}
+
+TEST(Factory, EndsTheProcessOnANegativeHandle) {
+    const std::string failed = ": Assertion `handle >= 0' failed";
+    EXPECT_DEATH(factory().getBackend(-1),
+                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend8(-1),
+                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend16(-2147483647),
+                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::Device16\\* Rynvel::Factory::getBackend16\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend32(-1),
+                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
+}
+
+TEST(Factory, EndsTheProcessOnAHandleBeyondTheTable) {
+    const std::string failed = ": Assertion `static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)' failed";
+    EXPECT_DEATH(factory().getBackend(8), "Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend8(8), "Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend16(2147483647),
+                 "Rynvel::Device16\\* Rynvel::Factory::getBackend16\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend32(8), "Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
+}
+
+TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {
+    inChildProcess([] {
+        constexpr int threadCount = 8;
+        std::vector<std::shared_ptr<Rynvel::IDevice>> devices(threadCount);
+        std::vector<std::thread> threads;
+        const TraceRecorder recorder(4, "Rynvel.Factory");
+        for (auto& device : devices) {
+            threads.emplace_back([&device] {
+                ScriptedOs os;
+                device = factory().create("lseek8");
+                EXPECT_EQ(factory().getBackend8(factory().getHandle(device)), device.get());
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(std::set<std::shared_ptr<Rynvel::IDevice>>(devices.begin(), devices.end()).size(), 1U);
+        const auto lines = recorder.lines();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), "Rynvel.Factory 4 createDevice: Device \"lseek8\" created."),
+                  1);
+    });
+}
+
+TEST(Factory, LetsAccessorsReadWhileAnotherThreadOpens) {
+    inChildProcess([] {
+        std::thread opener([] {
+            ScriptedOs os;
+            factory().create("lseek8");
+        });
+        while (factory().getBackend8(0) == nullptr) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(factory().getBackend8(0)->getDevName(), "/dev/lseek8");
+        opener.join();
+    });
+}
+
+TEST(Factory, ReleasesItsDevicesAtExitWhileTheTraceChannelsLive) {
+    inChildProcess(
+        [] {
+            ScriptedOs os;
+            factory().create("lseek8");
+            ZilTraceControl::setLevel("*", 6);
+        },
+        "~Lseek.*\n.*~Lseek.*Device name: /dev/lseek8\n.*~PthreadMutex");
+}
+
+} // namespace

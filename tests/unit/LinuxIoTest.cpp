@@ -1,0 +1,128 @@
+#include <cerrno>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+#include <sys/mman.h>
+
+#include "ScriptedOs.h"
+
+namespace {
+
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::ScriptedOs;
+
+class LinuxIoTest : public testing::Test {
+protected:
+    std::string onlyCall() { return m_os.log().size() == 1 ? m_os.log().front() : "not one call"; }
+
+    ScriptedOs m_os;
+    LinuxIo m_io;
+};
+
+TEST_F(LinuxIoTest, OpensWithTheFlagsOfItsCaller) {
+    EXPECT_EQ(m_io.open("/dev/registers", 2), ScriptedOs::descriptor);
+    EXPECT_EQ(onlyCall(), "open(/dev/registers, 2)");
+}
+
+TEST_F(LinuxIoTest, Closes) {
+    m_os.script("close", {answering(3)});
+    EXPECT_EQ(m_io.close(12), 3);
+    EXPECT_EQ(onlyCall(), "close(12)");
+}
+
+TEST_F(LinuxIoTest, Seeks) {
+    m_os.script("lseek", {answering(77)});
+    EXPECT_EQ(m_io.lseek(5, -4, 2), 77);
+    EXPECT_EQ(onlyCall(), "lseek(5, -4, 2)");
+}
+
+TEST_F(LinuxIoTest, Reads) {
+    m_os.memory = {0x11, 0x22, 0x33};
+    std::uint8_t buffer[3] = {};
+    const LinuxIo& constant = m_io;
+    EXPECT_EQ(constant.read(9, buffer, 3), 3);
+    EXPECT_EQ(onlyCall(), "read(9, 3)");
+    EXPECT_EQ(buffer[2], 0x33);
+}
+
+TEST_F(LinuxIoTest, Writes) {
+    const std::uint8_t bytes[] = {0xA1, 0x0B};
+    EXPECT_EQ(m_io.write(9, bytes, 2), 2);
+    EXPECT_EQ(onlyCall(), "write(9, a10b)");
+}
+
+TEST_F(LinuxIoTest, MakesARequestWithANumber) {
+    m_os.script("ioctl", {answering(42)});
+    EXPECT_EQ(m_io.ioctl(4, 0x5401, 0x1234UL), 42);
+    EXPECT_EQ(onlyCall(), "ioctl(4, 0x5401, 0x1234)");
+}
+
+TEST_F(LinuxIoTest, MakesARequestWithAPointer) {
+    unsigned long value = 0;
+    EXPECT_EQ(m_io.ioctl(4, 0xEE02, &value), 0);
+    std::ostringstream expected;
+    expected << "ioctl(4, 0xee02, 0x" << std::hex << reinterpret_cast<std::uintptr_t>(&value) << ')';
+    EXPECT_EQ(onlyCall(), expected.str());
+}
+
+TEST_F(LinuxIoTest, MakesARequestWithoutAnArgument) {
+    m_os.script("ioctl", {answering(1)});
+    EXPECT_EQ(m_io.ioctl(4, 0xEE00), 1);
+    EXPECT_EQ(onlyCall().rfind("ioctl(4, 0xee00, ", 0), 0U);
+}
+
+TEST_F(LinuxIoTest, KeepsThe32BitsOfARequestNumber) {
+    m_io.ioctl(4, static_cast<int>(0xC0206B00), 0UL);
+    EXPECT_EQ(onlyCall(), "ioctl(4, 0xc0206b00, 0x0)");
+}
+
+TEST_F(LinuxIoTest, Maps) {
+    EXPECT_EQ(m_io.mmap(nullptr, 4096, 3, 1, 7, 0), m_os.memory.data());
+    EXPECT_EQ(onlyCall(), "mmap(0, 4096, 3, 1, 7, 0)");
+}
+
+TEST_F(LinuxIoTest, Unmaps) {
+    EXPECT_EQ(m_io.munmap(nullptr, 4096), 0);
+    EXPECT_EQ(onlyCall(), "munmap(0, 4096)");
+}
+
+TEST_F(LinuxIoTest, ReadsALinkWithoutTerminatingItsText) {
+    m_os.linkText = "uio3";
+    std::string buffer(8, '#');
+    EXPECT_EQ(m_io.readlink("/dev/clock", buffer.data(), 8), 4);
+    EXPECT_EQ(onlyCall(), "readlink(/dev/clock, 8)");
+    EXPECT_EQ(buffer, "uio3####");
+}
+
+TEST_F(LinuxIoTest, ReturnsEveryFailureAsItCameAndTriesOnce) {
+    std::uint8_t byte = 0;
+    unsigned long argument = 0;
+    const auto failedOnce = [&](const char* function, auto operation) {
+        m_os.log().clear();
+        m_os.script(function, {failing(EINTR)});
+        errno = 0;
+        EXPECT_EQ(operation(), -1) << function;
+        EXPECT_EQ(errno, EINTR) << function;
+        EXPECT_EQ(m_os.log().size(), 1U) << function;
+    };
+    failedOnce("open", [&] { return m_io.open("/dev/x", 0); });
+    failedOnce("close", [&] { return m_io.close(7); });
+    failedOnce("lseek", [&] { return m_io.lseek(7, 0, 0); });
+    failedOnce("read", [&] { return m_io.read(7, &byte, 1); });
+    failedOnce("write", [&] { return m_io.write(7, &byte, 1); });
+    failedOnce("ioctl", [&] { return m_io.ioctl(7, 1, 2UL); });
+    failedOnce("ioctl", [&] { return m_io.ioctl(7, 1, &argument); });
+    failedOnce("ioctl", [&] { return m_io.ioctl(7, 1); });
+    failedOnce("munmap", [&] { return m_io.munmap(&byte, 1); });
+    failedOnce("readlink", [&] { return m_io.readlink("/dev/x", nullptr, 0); });
+    failedOnce("mmap", [&] { return m_io.mmap(nullptr, 1, 3, 1, 7, 0) == MAP_FAILED ? -1 : 0; });
+}
+
+TEST_F(LinuxIoTest, HasNoStateAndNoVirtualFunctions) {
+    EXPECT_TRUE(std::is_empty_v<LinuxIo>);
+    EXPECT_FALSE(std::is_polymorphic_v<LinuxIo>);
+}
+
+} // namespace

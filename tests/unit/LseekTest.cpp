@@ -1,0 +1,511 @@
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+using Rynvel::ByteOrder;
+using Rynvel::Lseek;
+using RynvelTest::answering;
+using RynvelTest::asUsual;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+constexpr auto path = "/dev/tomkar_registers";
+
+/** What differs between the widths. */
+template <typename T>
+struct Width;
+
+template <>
+struct Width<std::uint8_t> {
+    static constexpr auto value = std::uint8_t{0xA5};
+    static constexpr auto reversed = std::uint8_t{0xA5};
+    static constexpr auto memory = "a5";
+    static constexpr auto bytes = "1";
+    static constexpr auto dataText = "0xa5";
+    static constexpr auto maskText = "0x0f";
+};
+
+template <>
+struct Width<std::uint16_t> {
+    static constexpr auto value = std::uint16_t{0xA51B};
+    static constexpr auto reversed = std::uint16_t{0x1BA5};
+    static constexpr auto memory = "1ba5";
+    static constexpr auto bytes = "2";
+    static constexpr auto dataText = "0xa51b";
+    static constexpr auto maskText = "0x000f";
+};
+
+template <>
+struct Width<std::uint32_t> {
+    static constexpr auto value = std::uint32_t{0xA51B2C3D};
+    static constexpr auto reversed = std::uint32_t{0x3D2C1BA5};
+    static constexpr auto memory = "3d2c1ba5";
+    static constexpr auto bytes = "4";
+    static constexpr auto dataText = "0xa51b2c3d";
+    static constexpr auto maskText = "0x0000000f";
+};
+
+template <typename T>
+class LseekTest : public testing::Test {
+protected:
+    static constexpr T allOnes = std::numeric_limits<T>::max();
+
+    LseekTest() { m_os.log().clear(); }
+
+    void store(std::size_t address, T value) { std::memcpy(&m_os.memory.at(address), &value, sizeof(T)); }
+
+    T stored(std::size_t address) const {
+        T value = 0;
+        std::memcpy(&value, &m_os.memory.at(address), sizeof(T));
+        return value;
+    }
+
+    /** A burst is reported by its bytes, so that only an 8-bit one, or an empty one, is reported complete. */
+    static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
+
+    static std::string readCall() { return std::string("read(7, ") + Width<T>::bytes + ")"; }
+    static std::string writeCall(const std::string& bytes) { return "write(7, " + bytes + ")"; }
+
+    ScriptedOs m_os;
+    Lseek<T> m_device{path, std::make_unique<RecordingMutex>(m_os.log())};
+};
+
+using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(LseekTest, Widths);
+
+TYPED_TEST(LseekTest, OpensTheDeviceFileForReadingAndWritingWithNoOtherFlag) {
+    ScriptedOs os;
+    const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log()));
+    EXPECT_EQ(os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
+    EXPECT_EQ(O_RDWR, 2);
+}
+
+TYPED_TEST(LseekTest, TakesItsDeviceFileAsItsName) { EXPECT_EQ(this->m_device.getDevName(), path); }
+
+TYPED_TEST(LseekTest, ClosesTheFileThenDestroysTheMutex) {
+    ScriptedOs os;
+    { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
+    EXPECT_EQ(os.log(), (EventLog{"open(/dev/tomkar_registers, 2)", "close(7)", "mutex destroyed"}));
+}
+
+TYPED_TEST(LseekTest, IgnoresAFailedClose) {
+    ScriptedOs os;
+    os.script("close", {failing(EIO)});
+    { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
+    EXPECT_EQ(os.log().back(), "mutex destroyed");
+}
+
+TYPED_TEST(LseekTest, GivesItsDescriptorAsNativeHandle) {
+    EXPECT_EQ(this->m_device.getNativeHandle(), ScriptedOs::descriptor);
+}
+
+TYPED_TEST(LseekTest, ReadsOneRegisterAtItsByteOffsetUnderTheLock) {
+    this->store(0x10, Width<TypeParam>::value);
+    TypeParam value = 0;
+    EXPECT_TRUE(this->m_device.read(0x10, &value));
+    EXPECT_EQ(value, Width<TypeParam>::value);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 16, 0)", this->readCall(), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, ReadsNothingAfterAFailedSeek) {
+    this->m_os.script("lseek", {failing(EINVAL)});
+    TypeParam value = 0x77;
+    errno = 0;
+    EXPECT_FALSE(this->m_device.read(1, &value));
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(value, 0x77);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
+}
+
+TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
+    this->m_os.script("lseek", {answering(3)});
+    TypeParam value = 0;
+    EXPECT_TRUE(this->m_device.read(0, &value));
+}
+
+TYPED_TEST(LseekTest, ReportsAFailedOrShortReadAndUnlocks) {
+    for (const auto& answer : {failing(EIO), answering(0), answering(sizeof(TypeParam) - 1)}) {
+        this->m_os.log().clear();
+        this->m_os.script("read", {answer});
+        TypeParam value = 0;
+        errno = 0;
+        EXPECT_FALSE(this->m_device.read(0, &value));
+        EXPECT_EQ(errno, answer->error);
+        EXPECT_EQ(this->m_os.log().back(), "unlock");
+    }
+}
+
+TYPED_TEST(LseekTest, WritesOneRegisterAtItsByteOffsetUnderTheLock) {
+    EXPECT_TRUE(this->m_device.write(0x20, Width<TypeParam>::value));
+    EXPECT_EQ(this->stored(0x20), Width<TypeParam>::value);
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(Width<TypeParam>::memory), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, WritesNothingAfterAFailedSeek) {
+    this->m_os.script("lseek", {failing(EINVAL)});
+    errno = 0;
+    EXPECT_FALSE(this->m_device.write(1, 5));
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
+}
+
+TYPED_TEST(LseekTest, ReportsAFailedOrShortWriteAndUnlocks) {
+    for (const auto& answer : {failing(ENOSPC), answering(0), answering(sizeof(TypeParam) - 1)}) {
+        this->m_os.log().clear();
+        this->m_os.script("write", {answer});
+        errno = 0;
+        EXPECT_FALSE(this->m_device.write(0, 1));
+        EXPECT_EQ(errno, answer->error);
+        EXPECT_EQ(this->m_os.log().back(), "unlock");
+    }
+}
+
+TYPED_TEST(LseekTest, StaysUsableAfterAFailure) {
+    this->m_os.script("write", {failing(EIO)});
+    EXPECT_FALSE(this->m_device.write(0, 1));
+    EXPECT_TRUE(this->m_device.write(0, 1));
+}
+
+TYPED_TEST(LseekTest, SeeksToAddressesOfMoreThan31BitsAsTheSystemsOffsetTypeHasThem) {
+    this->m_os.script("lseek", {failing(EINVAL)});
+    TypeParam value = 0;
+    EXPECT_FALSE(this->m_device.read(0xFFFFFFFE, &value));
+    EXPECT_EQ(this->m_os.log()[1], sizeof(long) == 8 ? "lseek(7, 4294967294, 0)" : "lseek(7, -2, 0)");
+}
+
+TYPED_TEST(LseekTest, MergesAMaskedWriteWithTheCurrentValueUnderOneLock) {
+    this->store(8, static_cast<TypeParam>(0xF0));
+    EXPECT_TRUE(this->m_device.write(8, 0x3C, 0x0F));
+    EXPECT_EQ(this->stored(8), static_cast<TypeParam>(0xFC));
+    const std::string merged = std::string("fc000000").substr(0, 2 * sizeof(TypeParam));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
+                                          this->writeCall(merged), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, RewritesTheCurrentValueUnderAMaskOfZero) {
+    this->store(8, Width<TypeParam>::value);
+    EXPECT_TRUE(this->m_device.write(8, 0, 0));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
+                                          this->writeCall(Width<TypeParam>::memory), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, ReadsNothingUnderAMaskOfAllOnes) {
+    EXPECT_TRUE(this->m_device.write(8, Width<TypeParam>::value, this->allOnes));
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 8, 0)", this->writeCall(Width<TypeParam>::memory), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, ReadsUnderAMaskThatLacksTheHighestBitOnly) {
+    EXPECT_TRUE(this->m_device.write(8, 0, static_cast<TypeParam>(this->allOnes >> 1U)));
+    EXPECT_EQ(this->m_os.log()[2], this->readCall());
+}
+
+TYPED_TEST(LseekTest, WritesNothingWhenTheReadOfAMaskedWriteFails) {
+    for (const auto& answer : {failing(EIO), answering(0), answering(sizeof(TypeParam) - 1)}) {
+        this->m_os.log().clear();
+        this->m_os.script("read", {answer});
+        EXPECT_FALSE(this->m_device.write(8, 1, 1));
+        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "unlock"}));
+    }
+}
+
+TYPED_TEST(LseekTest, StopsAMaskedWriteAtEitherFailedSeek) {
+    this->m_os.script("lseek", {failing(EINVAL)});
+    EXPECT_FALSE(this->m_device.write(8, 1, 1));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", "unlock"}));
+
+    this->m_os.log().clear();
+    this->m_os.script("lseek", {asUsual, failing(EINVAL)});
+    EXPECT_FALSE(this->m_device.write(8, 1, 1));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)", "unlock"}));
+}
+
+TYPED_TEST(LseekTest, ReportsAFailedWriteOfAMaskedWrite) {
+    for (const auto& answer : {failing(EIO), answering(sizeof(TypeParam) - 1)}) {
+        this->m_os.script("write", {answer});
+        EXPECT_FALSE(this->m_device.write(8, 1, 1));
+        EXPECT_EQ(this->m_os.log().back(), "unlock");
+    }
+}
+
+TYPED_TEST(LseekTest, ReadsAHostBurstInOneTransferAndComparesBytesWithItems) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        this->store(4 + i * sizeof(TypeParam), static_cast<TypeParam>(Width<TypeParam>::value + i));
+    }
+    TypeParam values[3] = {};
+    EXPECT_EQ(this->m_device.read(4, values, 3, ByteOrder::Host), this->reportedComplete(3));
+    EXPECT_EQ(values[0], Width<TypeParam>::value);
+    EXPECT_EQ(values[2], static_cast<TypeParam>(Width<TypeParam>::value + 2));
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 4, 0)", "read(7, " + std::to_string(3 * sizeof(TypeParam)) + ")", "unlock"}));
+}
+
+TYPED_TEST(LseekTest, ReadsANetworkBurstItemByItemWithTheBytesReversed) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        this->store(4 + i * sizeof(TypeParam), Width<TypeParam>::value);
+    }
+    TypeParam values[3] = {};
+    EXPECT_EQ(this->m_device.read(4, values, 3, ByteOrder::Network), this->reportedComplete(3));
+    for (const TypeParam value : values) {
+        EXPECT_EQ(value, Width<TypeParam>::reversed);
+    }
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 4, 0)", this->readCall(), this->readCall(), this->readCall(), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, WritesAHostBurstInOneTransferAndComparesBytesWithItems) {
+    const TypeParam values[3] = {Width<TypeParam>::value, Width<TypeParam>::value, Width<TypeParam>::value};
+    EXPECT_EQ(this->m_device.write(4, values, 3, ByteOrder::Host), this->reportedComplete(3));
+    const std::string item = Width<TypeParam>::memory;
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", this->writeCall(item + item + item), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, WritesANetworkBurstItemByItemWithTheBytesReversed) {
+    const TypeParam values[3] = {Width<TypeParam>::reversed, Width<TypeParam>::reversed, Width<TypeParam>::reversed};
+    EXPECT_EQ(this->m_device.write(4, values, 3, ByteOrder::Network), this->reportedComplete(3));
+    const std::string item = this->writeCall(Width<TypeParam>::memory);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", item, item, item, "unlock"}));
+}
+
+TYPED_TEST(LseekTest, TakesAnyOrderButNetworkForHost) {
+    TypeParam values[2] = {};
+    this->m_device.read(0, values, 2, static_cast<ByteOrder>(2));
+    EXPECT_EQ(this->m_os.log()[2], "read(7, " + std::to_string(2 * sizeof(TypeParam)) + ")");
+}
+
+TYPED_TEST(LseekTest, ReportsABurstWhoseBytesHappenToEqualItsItems) {
+    TypeParam values[4] = {};
+    this->m_os.script("read", {answering(4)});
+    EXPECT_TRUE(this->m_device.read(0, values, 4, ByteOrder::Host));
+    this->m_os.script("write", {answering(4)});
+    EXPECT_TRUE(this->m_device.write(0, values, 4, ByteOrder::Host));
+}
+
+TYPED_TEST(LseekTest, CompletesAnEmptyBurstAfterTheSeek) {
+    TypeParam value = 0x55;
+    EXPECT_TRUE(this->m_device.read(4, &value, 0, ByteOrder::Host));
+    EXPECT_TRUE(this->m_device.read(4, &value, 0, ByteOrder::Network));
+    EXPECT_TRUE(this->m_device.write(4, &value, 0, ByteOrder::Host));
+    EXPECT_TRUE(this->m_device.write(4, &value, 0, ByteOrder::Network));
+    EXPECT_EQ(value, 0x55);
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 4, 0)", "read(7, 0)", "unlock", "lock", "lseek(7, 4, 0)", "unlock", "lock",
+                        "lseek(7, 4, 0)", "write(7, )", "unlock", "lock", "lseek(7, 4, 0)", "unlock"}));
+}
+
+TYPED_TEST(LseekTest, TransfersNothingInABurstAfterAFailedSeek) {
+    TypeParam value = 0;
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        this->m_os.log().clear();
+        this->m_os.script("lseek", {failing(EINVAL), failing(EINVAL)});
+        EXPECT_FALSE(this->m_device.read(4, &value, 0, order));
+        EXPECT_FALSE(this->m_device.write(4, &value, 0, order));
+        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", "unlock", "lock", "lseek(7, 4, 0)", "unlock"}));
+    }
+}
+
+TYPED_TEST(LseekTest, ReportsAFailedHostBurstAndKeepsErrno) {
+    TypeParam values[2] = {};
+    this->m_os.script("read", {failing(EIO)});
+    this->m_os.script("write", {failing(ENOSPC)});
+    EXPECT_FALSE(this->m_device.read(0, values, 2, ByteOrder::Host));
+    EXPECT_EQ(errno, EIO);
+    EXPECT_FALSE(this->m_device.write(0, values, 2, ByteOrder::Host));
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(this->m_os.log().back(), "unlock");
+}
+
+TYPED_TEST(LseekTest, NeverTakesAFailedBurstForOneOfTheLargestItemCount) {
+    TypeParam value = 0;
+    this->m_os.script("read", {failing(EIO)});
+    EXPECT_FALSE(this->m_device.read(0, &value, 0xFFFFFFFF, ByteOrder::Host));
+}
+
+TYPED_TEST(LseekTest, EndsANetworkBurstAtTheFirstFailedItem) {
+    TypeParam values[3] = {1, 1, 1};
+    this->m_os.script("read", {asUsual, failing(EIO)});
+    EXPECT_FALSE(this->m_device.read(0, values, 3, ByteOrder::Network));
+    EXPECT_EQ(values[0], 0);
+    EXPECT_EQ(values[1], 1);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 0, 0)", this->readCall(), this->readCall(), "unlock"}));
+
+    this->m_os.log().clear();
+    this->m_os.script("write", {asUsual, failing(EIO)});
+    EXPECT_FALSE(this->m_device.write(0, values, 3, ByteOrder::Network));
+    EXPECT_EQ(this->m_os.log().size(), 5U);
+}
+
+TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
+    TypeParam values[2 * sizeof(TypeParam)] = {};
+    const unsigned int items = 2 * sizeof(TypeParam);
+    this->m_os.script("read", {asUsual, asUsual, failing(EIO)});
+    EXPECT_EQ(this->m_device.read(0, values, items, ByteOrder::Network), true);
+    this->m_os.script("write", {asUsual, asUsual, failing(EIO)});
+    EXPECT_EQ(this->m_device.write(0, values, items, ByteOrder::Network), true);
+}
+
+TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
+    this->store(0, Width<TypeParam>::value);
+    TypeParam values[3] = {1, 1, 1};
+    this->m_os.script("read", {answering(0), asUsual, answering(0)});
+    EXPECT_FALSE(this->m_device.read(0, values, 3, ByteOrder::Network));
+    EXPECT_EQ(values[0], 0);
+    EXPECT_EQ(values[1], Width<TypeParam>::reversed);
+    EXPECT_EQ(values[2], 0);
+
+    this->m_os.log().clear();
+    this->m_os.script("write", {answering(0)});
+    EXPECT_FALSE(this->m_device.write(0, values, 3, ByteOrder::Network));
+    EXPECT_EQ(this->m_os.log().size(), 6U);
+}
+
+TYPED_TEST(LseekTest, ForwardsARequestWithoutTheLock) {
+    this->m_os.script("ioctl", {answering(42), failing(ENOTTY)});
+    EXPECT_EQ(this->m_device.ioctl(0x5401, 0xBEEF), 42);
+    errno = 0;
+    EXPECT_EQ(this->m_device.ioctl(0x5401, 0xBEEF), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
+}
+
+TYPED_TEST(LseekTest, HasNoInterruptsAndTouchesAndTracesNothingForThem) {
+    const TraceRecorder recorder(7);
+    unsigned long info = 0x55;
+    EXPECT_FALSE(this->m_device.getInterruptType(&info));
+    EXPECT_FALSE(this->m_device.enableInterrupt());
+    EXPECT_FALSE(this->m_device.disableInterrupt());
+    EXPECT_FALSE(this->m_device.waitForInterrupt(&info));
+    EXPECT_EQ(info, 0x55U);
+    EXPECT_EQ(this->m_os.log(), EventLog{});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(LseekTest, ReleasesAWaiterByASingleWrite) {
+    EXPECT_TRUE(this->m_device.cancelWaitForInterrupt(0x20, Width<TypeParam>::value));
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(Width<TypeParam>::memory), "unlock"}));
+}
+
+TYPED_TEST(LseekTest, GoesOnWhenItsMutexReportsFailures) {
+    ScriptedOs os;
+    Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log(), false));
+    TypeParam value = 0;
+    EXPECT_TRUE(device.read(0, &value));
+    EXPECT_TRUE(device.write(0, 1));
+}
+
+TYPED_TEST(LseekTest, TracesItsLife) {
+    ScriptedOs os;
+    const TraceRecorder recorder(6);
+    { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Lseek 6 Lseek ENTER physicalDevName=/dev/tomkar_registers",
+                        "Rynvel.Lseek 6 ~Lseek ENTER", "Rynvel.Lseek 6 ~Lseek: Device name: /dev/tomkar_registers"}));
+}
+
+TYPED_TEST(LseekTest, TracesTheEntryOfEveryOperation) {
+    using W = Width<TypeParam>;
+    const std::string data = W::dataText;
+    TypeParam values[12] = {};
+    const TraceRecorder recorder(7);
+    this->m_device.read(0x1F, values);
+    this->m_device.write(0x20, W::value);
+    this->m_device.write(0x20, W::value, 0x0F);
+    this->m_device.read(1, values, 12, ByteOrder::Host);
+    this->m_device.write(2, values, 0, ByteOrder::Network);
+    this->m_device.ioctl(-5, 4000000000UL);
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Lseek 6 read ENTER Hex(address)=0x0000001f",
+                        "Rynvel.Lseek 6 write ENTER Hex(address)=0x00000020, Hex(data)=" + data,
+                        "Rynvel.Lseek 6 write ENTER Hex(address)=0x00000020, Hex(data)=" + data +
+                            ", Hex(bitmask)=" + W::maskText,
+                        "Rynvel.Lseek 6 read ENTER Hex(address)=0x00000001, items=12, byteOrder=Host",
+                        "Rynvel.Lseek 6 write ENTER Hex(address)=0x00000002, items=0, byteOrder=Network",
+                        "Rynvel.Lseek 6 ioctl ENTER command=-5, arg=4000000000"}));
+}
+
+TYPED_TEST(LseekTest, TracesBeforeItLocks) {
+    const TraceRecorder recorder(6, "*", &this->m_os.log());
+    TypeParam value = 0;
+    this->m_device.read(0, &value);
+    EXPECT_EQ(this->m_os.log()[0], "Rynvel.Lseek 6 read ENTER Hex(address)=0x00000000");
+    EXPECT_EQ(this->m_os.log()[1], "lock");
+}
+
+TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
+    const TraceRecorder recorder(5);
+    TypeParam value = 0;
+    this->m_os.script("lseek", {failing(EIO)});
+    this->m_os.script("ioctl", {failing(EIO)});
+    this->m_device.read(0, &value);
+    this->m_device.ioctl(0, 0);
+    this->m_os.script("write", {failing(EIO)});
+    this->m_device.write(0, value);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(LseekTest, KeepsErrnoWhenItTraces) {
+    const TraceRecorder recorder(7);
+    this->m_os.script("ioctl", {answering(0)});
+    errno = ERANGE;
+    this->m_device.ioctl(0, 0);
+    EXPECT_EQ(errno, ERANGE);
+}
+
+TYPED_TEST(LseekTest, NamesItsSourceInTheTraceHeaderAndHasALineOfItsOwnForEveryTracePoint) {
+    const TraceRecorder recorder(6);
+    TypeParam value = 0;
+    this->m_device.read(0, &value);
+    this->m_device.read(0, &value, 1, ByteOrder::Host);
+    const auto traces = recorder.traces();
+    ASSERT_EQ(traces.size(), 2U);
+    EXPECT_EQ(traces[0].file, "cppsrc/RynvelLseek");
+    EXPECT_EQ(traces[0].function, "read");
+    EXPECT_EQ(traces[0].option, 256);
+    EXPECT_GT(traces[0].line, 0);
+    EXPECT_NE(traces[0].line, traces[1].line);
+}
+
+template <typename T>
+class LseekOpenTest : public testing::Test {
+protected:
+    /** Opens a file that is not there, on the real system, with traces up to the level on standard error. */
+    static void openNothing(ZilTraceLevel level) {
+        ZilTraceControl::setLevel("*", level);
+        const Lseek<T> device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));
+    }
+};
+
+TYPED_TEST_SUITE(LseekOpenTest, Widths);
+
+TYPED_TEST(LseekOpenTest, EndsTheProcessWhenTheFileCannotBeOpened) {
+    EXPECT_DEATH(
+        this->openNothing(0),
+        "cppsrc/RynvelLseek:[0-9]+: Rynvel::Lseek<T>::Lseek\\(.*\\) \\[with T = (short )?unsigned (char|int); .*"
+        "Assertion `m_fd != -1' failed");
+}
+
+TYPED_TEST(LseekOpenTest, TracesAtLevelTwoWhyTheFileCannotBeOpenedBeforeItEndsTheProcess) {
+    EXPECT_DEATH(this->openNothing(2), "Could not open device \"/dev/none\". errno = No such file or directory\n"
+                                       ".*Assertion `m_fd != -1' failed");
+}
+
+TYPED_TEST(LseekOpenTest, SaysNothingOfTheCauseBelowLevelTwo) {
+    EXPECT_DEATH(this->openNothing(1), "^[^\n]*Assertion `m_fd != -1' failed");
+}
+
+} // namespace

@@ -1,0 +1,180 @@
+#include <cerrno>
+#include <mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <rynvel.hpp>
+
+#include "ScriptedPthread.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+using Rynvel::PthreadMutex;
+using Rynvel::PthreadMutexType;
+using RynvelTest::EventLog;
+using RynvelTest::ScriptedPthread;
+using RynvelTest::TraceRecorder;
+
+const EventLog callsOfPriorityInheritance{"pthread_mutexattr_init", "pthread_mutexattr_setprotocol(1)",
+                                          "pthread_mutex_init(attributes)", "pthread_mutexattr_destroy"};
+
+EventLog callsOfConstruction(PthreadMutexType type) {
+    ScriptedPthread script;
+    const PthreadMutex mutex(type);
+    return script.log();
+}
+
+/** The calls up to the one that fails, and what is traced about it. */
+void expectConstructionToStopAt(std::size_t failing, const std::string& function) {
+    const TraceRecorder recorder(1);
+    EventLog calls;
+    {
+        ScriptedPthread script;
+        script.fail(function, EPERM);
+        const PthreadMutex mutex(PthreadMutexType::PriorityInherit);
+        calls = script.log();
+    }
+    EXPECT_EQ(calls, EventLog(callsOfPriorityInheritance.begin(),
+                              callsOfPriorityInheritance.begin() + static_cast<std::ptrdiff_t>(failing) + 1));
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 PthreadMutex: " + function + "() failed with error " +
+                                         std::to_string(EPERM)});
+}
+
+TEST(PthreadMutex, OfTypeNoneMakesADefaultMutexAndNoAttributeCalls) {
+    EXPECT_EQ(callsOfConstruction(PthreadMutexType::None), EventLog{"pthread_mutex_init(default)"});
+}
+
+TEST(PthreadMutex, OfAnyTypeButPriorityInheritanceMakesADefaultMutex) {
+    for (const int type : {-1, 2, 0x7FFFFFFF}) {
+        EXPECT_EQ(callsOfConstruction(static_cast<PthreadMutexType>(type)), EventLog{"pthread_mutex_init(default)"});
+    }
+}
+
+TEST(PthreadMutex, OfTypePriorityInheritMakesTheFourCallsInOrder) {
+    EXPECT_EQ(static_cast<int>(PthreadMutexType::PriorityInherit), PTHREAD_PRIO_INHERIT);
+    EXPECT_EQ(callsOfConstruction(PthreadMutexType::PriorityInherit), callsOfPriorityInheritance);
+}
+
+TEST(PthreadMutex, StopsItsConstructionAtTheFirstFailureAndTracesItWithoutAFullStop) {
+    expectConstructionToStopAt(0, "pthread_mutexattr_init");
+    expectConstructionToStopAt(1, "pthread_mutexattr_setprotocol");
+    expectConstructionToStopAt(2, "pthread_mutex_init");
+    expectConstructionToStopAt(3, "pthread_mutexattr_destroy");
+}
+
+TEST(PthreadMutex, TracesAFailedDefaultMutex) {
+    const TraceRecorder recorder(1);
+    {
+        ScriptedPthread script;
+        script.fail("pthread_mutex_init", ENOMEM);
+        const PthreadMutex mutex(PthreadMutexType::None);
+    }
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 PthreadMutex: pthread_mutex_init() failed with error " +
+                                         std::to_string(ENOMEM)});
+}
+
+TEST(PthreadMutex, LocksAndUnlocks) {
+    PthreadMutex mutex(PthreadMutexType::None);
+    ScriptedPthread script;
+    EXPECT_TRUE(mutex.lock());
+    EXPECT_TRUE(mutex.unlock());
+    EXPECT_EQ(script.log(), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
+}
+
+TEST(PthreadMutex, ReportsAFailedLockWithOneMessageThatEndsWithAFullStop) {
+    PthreadMutex mutex(PthreadMutexType::None);
+    const TraceRecorder recorder(6);
+    bool locked = true;
+    errno = ERANGE;
+    {
+        ScriptedPthread script;
+        script.fail("pthread_mutex_lock", EDEADLK);
+        locked = mutex.lock();
+    }
+    EXPECT_FALSE(locked);
+    EXPECT_EQ(errno, ERANGE);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 lock: pthread_mutex_lock() failed with error " +
+                                         std::to_string(EDEADLK) + "."});
+}
+
+TEST(PthreadMutex, ReportsAFailedUnlockWithOneMessageThatEndsWithAFullStop) {
+    PthreadMutex mutex(PthreadMutexType::None);
+    const TraceRecorder recorder(6);
+    bool unlocked = true;
+    {
+        ScriptedPthread script;
+        script.fail("pthread_mutex_unlock", EPERM);
+        unlocked = mutex.unlock();
+    }
+    EXPECT_FALSE(unlocked);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 unlock: pthread_mutex_unlock() failed with error " +
+                                         std::to_string(EPERM) + "."});
+}
+
+TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {
+    PthreadMutex mutex(PthreadMutexType::None);
+    const TraceRecorder recorder(0);
+    ScriptedPthread script;
+    script.fail("pthread_mutex_lock", EDEADLK);
+    EXPECT_FALSE(mutex.lock());
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST(PthreadMutex, TracesItsLifeAtLevelSix) {
+    const TraceRecorder recorder(6);
+    {
+        PthreadMutex mutex(PthreadMutexType::PriorityInherit);
+        mutex.lock();
+        mutex.unlock();
+    }
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.PthreadMutex 6 PthreadMutex ENTER", "Rynvel.PthreadMutex 6 ~PthreadMutex ENTER"}));
+    for (const auto& trace : recorder.traces()) {
+        EXPECT_EQ(trace.file, "cppsrc/PthreadMutex");
+        EXPECT_EQ(trace.option, 256);
+    }
+}
+
+TEST(PthreadMutex, TracesLockAndUnlockAtLevelSevenBeforeItsCalls) {
+    PthreadMutex mutex(PthreadMutexType::None);
+    EventLog log;
+    const TraceRecorder recorder(7, "*", &log);
+    mutex.lock();
+    mutex.unlock();
+    EXPECT_EQ(log, (EventLog{"Rynvel.PthreadMutex 7 lock: ENTER", "Rynvel.PthreadMutex 7 unlock: ENTER"}));
+}
+
+TEST(PthreadMutex, DestroysItsMutexAndIgnoresTheResult) {
+    const TraceRecorder recorder(5);
+    EventLog calls;
+    {
+        ScriptedPthread script;
+        script.fail("pthread_mutex_destroy", EBUSY);
+        {
+            const PthreadMutex mutex(PthreadMutexType::None);
+            script.clear();
+        }
+        calls = script.log();
+    }
+    EXPECT_EQ(calls, EventLog{"pthread_mutex_destroy"});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST(PthreadMutex, ServesALockGuardOnItsInterfaceAndKeepsThreadsApart) {
+    PthreadMutex mutex(PthreadMutexType::None);
+    int counter = 0;
+    const auto count = [&] {
+        for (int i = 0; i < 1000; ++i) {
+            const std::lock_guard<Rynvel::IMutex> lock(mutex);
+            ++counter;
+        }
+    };
+    std::thread other(count);
+    count();
+    other.join();
+    EXPECT_EQ(counter, 2000);
+}
+
+} // namespace

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Compiles good and malformed device descriptions. Usage: device_description_test.sh CMAKE SOURCE_ROOT
+set -u
+cmake=$1
+root=$2
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+description="$folder/own.def"
+rows="$folder/rows.inc"
+failures=0
+
+compile() {
+    rm -f "$rows"
+    printf "$1" >"$description"
+    "$cmake" -DDESCRIPTION="$description" -DOUTPUT="$rows" -P "$root/cmake/GenerateDeviceRows.cmake" >"$folder/out" 2>&1
+}
+
+fail() {
+    printf '%s\n' "$*" >&2
+    cat "$folder/out" >&2
+    failures=$((failures + 1))
+}
+
+accepts() {
+    compile "$1" || fail "refused: $1"
+    [ "$(cat "$rows" 2>/dev/null)" = "$2" ] || fail "compiled to other rows: $1"
+}
+
+refuses() {
+    ! compile "$1" || fail "accepted: $1"
+    grep -qxF "$description:$2" "$folder/out" || fail "did not say '$2': $1"
+    [ ! -e "$rows" ] || fail "left rows behind: $1"
+}
+
+accepts 'adc /dev/adc 0 Lseek16\n' 'MemoryDevice{"adc", "/dev/adc", 0U, DeviceType::Lseek16},'
+accepts '# a; comment [\n\n  adc\t/dev/adc 0x1F Tyvon32 # why\n' \
+    'MemoryDevice{"adc", "/dev/adc", 0x1FU, DeviceType::Tyvon32},'
+accepts 'far host::99 4294967295 Remote8' 'MemoryDevice{"far", "host::99", 4294967295U, DeviceType::Remote8},'
+accepts 'a /dev/a 0x00FFFFFFFF FpgaSpi32\r\n' 'MemoryDevice{"a", "/dev/a", 0x00FFFFFFFFU, DeviceType::FpgaSpi32},'
+
+refuses 'adc /dev/adc 0\n' '1: error: a row has the four columns NAME PATH PARAMETER TYPE, this one has 3'
+refuses '\n# x\nadc /dev/adc 0 Lseek8 more\n' \
+    '3: error: a row has the four columns NAME PATH PARAMETER TYPE, this one has 5'
+refuses 'adc /dev/adc 0 Lseek64\n' '1: error: unknown device type "Lseek64"'
+refuses 'adc /dev/adc 0 lseek8\n' '1: error: unknown device type "lseek8"'
+refuses 'adc /dev/adc -1 Lseek8\n' '1: error: the parameter "-1" is not a decimal or 0x hexadecimal number'
+refuses 'adc /dev/adc 010 Lseek8\n' '1: error: the parameter "010" is not a decimal or 0x hexadecimal number'
+refuses 'adc /dev/adc 4k Lseek8\n' '1: error: the parameter "4k" is not a decimal or 0x hexadecimal number'
+refuses 'adc /dev/adc 4294967296 Lseek8\n' '1: error: the parameter 4294967296 does not fit in 32 bits'
+refuses 'adc /dev/adc 99999999999999999999 Lseek8\n' \
+    '1: error: the parameter 99999999999999999999 does not fit in 32 bits'
+refuses 'adc /dev/adc 0x100000000 Lseek8\n' '1: error: the parameter 0x100000000 does not fit in 32 bits'
+refuses 'a /dev/a 0 Lseek8\na /dev/b 0 Lseek8\n' '2: error: the name "a" is taken by an earlier row'
+refuses 'a"b /dev/a 0 Lseek8\n' "1: error: '\"' and '\\' are not allowed in a name or a path"
+refuses 'a /dev/a;b 0 Lseek8\n' " error: ';', '[' and ']' are not allowed"
+refuses '# nothing\n' ' error: no device rows'
+
+"$cmake" -DDESCRIPTION="$folder/none" -DOUTPUT="$rows" -P "$root/cmake/GenerateDeviceRows.cmake" >"$folder/out" 2>&1 &&
+    fail 'accepted a file that is not there'
+grep -qxF "$folder/none: error: no such file" "$folder/out" || fail 'did not say that there is no file'
+
+[ "$failures" = 0 ]
