@@ -35,11 +35,11 @@ protected:
     static Value pattern(unsigned int i) { return static_cast<Value>(0x81A2C3E4U + 0x11111111U * i); }
 
     static Value reversed(Value value) {
-        Value result = 0;
+        std::uint32_t result = 0;
         for (std::size_t i = 0; i < sizeof(Value); ++i) {
-            result = static_cast<Value>(result << 8U | ((value >> 8U * i) & 0xFFU));
+            result = result << 8U | ((std::uint32_t{value} >> 8U * i) & 0xFFU);
         }
-        return result;
+        return static_cast<Value>(result);
     }
 
     void SetUp() override { m_device = m_backend.open(); }

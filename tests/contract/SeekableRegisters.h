@@ -41,15 +41,17 @@ public:
 
     T peek(unsigned int i) const {
         T value = 0;
-        EXPECT_EQ(pread(m_fd, &value, sizeof(T), address(i)), static_cast<ssize_t>(sizeof(T)));
+        EXPECT_EQ(pread(m_fd, &value, sizeof(T), offset(i)), static_cast<ssize_t>(sizeof(T)));
         return value;
     }
 
     void poke(unsigned int i, T value) {
-        EXPECT_EQ(pwrite(m_fd, &value, sizeof(T), address(i)), static_cast<ssize_t>(sizeof(T)));
+        EXPECT_EQ(pwrite(m_fd, &value, sizeof(T), offset(i)), static_cast<ssize_t>(sizeof(T)));
     }
 
 private:
+    static off_t offset(unsigned int i) { return static_cast<off_t>(address(i)); }
+
     const std::string m_path;
     const int m_fd;
 };

@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs a release build and uses the result as its users do. Usage: run.sh BUILD_FOLDER [EMULATOR...]
-# Compilers: $CC and $CXX. Ends with a line of totals.
+# Compilers: $CC and $CXX; $SANITIZERS are those of the build. Ends with a line of totals.
 set -u
 source_folder=$(cd "$(dirname "$0")" && pwd)
 build=$(cd "$1" && pwd)
 shift
 emulator=("$@")
+sanitize=${SANITIZERS:+-fsanitize=$SANITIZERS}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 stage="$work/stage"
@@ -59,7 +60,7 @@ exports_the_whole_c_interface() {
 
 needs_only_the_tracing_library() {
     "${READELF:-readelf}" -d "$(library rynvel)" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' |
-        { ! grep -vE '^(libziltrace\.so\.1|libstdc\+\+\.so\.6|libgcc_s\.so\.1|libc\.so\.6|libm\.so\.6|ld-linux.*)$'; }
+        { ! grep -vE '^(libziltrace\.so\.1|libstdc\+\+\.so\.6|libgcc_s\.so\.1|libc\.so\.6|libm\.so\.6|lib(a|ub|t)san\.so\.[0-9]+|ld-linux.*)$'; }
 }
 
 is_named_for_its_interface() {
@@ -69,12 +70,12 @@ is_named_for_its_interface() {
 package_flags() { PKG_CONFIG_LIBDIR="$stage/lib/pkgconfig" pkg-config "$@"; }
 
 builds_with_pkg_config() {
-    "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror "$source_folder/consumer.c" -o "$work/consumer_c" \
+    "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $sanitize "$source_folder/consumer.c" -o "$work/consumer_c" \
         $(package_flags --cflags --libs rynvel) -Wl,-rpath,"$stage/lib" -Wl,-rpath-link,"$stage/lib"
 }
 
 builds_with_find_package() {
-    cmake -S "$source_folder" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="${CXX:-c++}" \
+    cmake -S "$source_folder" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="${CXX:-c++}" -DCMAKE_CXX_FLAGS="$sanitize" \
         -DCMAKE_PREFIX_PATH="$stage" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH && cmake --build "$work/build"
 }
 

@@ -1,0 +1,51 @@
+#ifndef RYNVEL_TESTS_BOARDPROBE_H
+#define RYNVEL_TESTS_BOARDPROBE_H
+
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+
+/** The virtual board's means for tests, beside one of its devices: registers, counted and forced calls. */
+class BoardProbe {
+public:
+    /** @param device the name of the device's file in /dev. */
+    explicit BoardProbe(const std::string& device) : m_folder("/sys/kernel/debug/rynvel_board/" + device + "/") {}
+
+    std::string registersPath() const { return m_folder + "registers"; }
+
+    /** Lets the next calls of an operation ("read", "write", "seek", "ioctl") fail with an errno value. */
+    void fail(const std::string& operation, unsigned int calls, int error) const { force(operation, calls, -error); }
+
+    /** Lets the next transfers be of so many bytes at most. */
+    void shorten(const std::string& operation, unsigned int calls, int bytes) const { force(operation, calls, bytes); }
+
+    /** How often an operation was called since the last reset. */
+    unsigned int calls(const std::string& operation) const {
+        std::ifstream file(m_folder + operation + "/calls");
+        unsigned int count = 0;
+        EXPECT_TRUE(file >> count) << m_folder;
+        return count;
+    }
+
+    void resetCalls(const std::string& operation) const { set(operation + "/calls", "0"); }
+
+private:
+    void force(const std::string& operation, unsigned int calls, int result) const {
+        set(operation + "/force", std::to_string(calls) + ' ' + std::to_string(result));
+    }
+
+    void set(const std::string& file, const std::string& text) const {
+        std::ofstream stream(m_folder + file);
+        stream << text << std::flush;
+        EXPECT_TRUE(stream) << m_folder << file;
+    }
+
+    const std::string m_folder;
+};
+
+} // namespace RynvelTest
+
+#endif

@@ -1,0 +1,22 @@
+#include <fcntl.h>
+
+#include "BoardProbe.h"
+#include "DeviceContract.h"
+#include "SeekableRegisters.h"
+
+namespace RynvelTest {
+namespace {
+
+/** One of the board's seekable character devices; its registers are looked at beside it. */
+template <typename T>
+class LseekOnBoard : public SeekableRegisters<T> {
+public:
+    LseekOnBoard()
+        : SeekableRegisters<T>("/dev/idt", ::open(BoardProbe("idt").registersPath().c_str(), O_RDWR | O_CLOEXEC)) {}
+};
+
+using Backends = testing::Types<LseekOnBoard<std::uint8_t>, LseekOnBoard<std::uint16_t>, LseekOnBoard<std::uint32_t>>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Board, DeviceContract, Backends);
+
+} // namespace
+} // namespace RynvelTest
