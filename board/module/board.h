@@ -1,0 +1,13 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+#ifndef RYNVEL_BOARD_H
+#define RYNVEL_BOARD_H
+
+struct dentry;
+
+/* The folder "rynvel_board" of debugfs; each family keeps its devices' test files there. */
+extern struct dentry *board_debugfs;
+
+int seek_devices_init(void);
+void seek_devices_exit(void);
+
+#endif

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: GPL-2.0
+/*
+ * Character devices whose file offset is the byte address of a register.
+ */
+#include <linux/debugfs.h>
+#include <linux/fs.h>
+#include <linux/ioctl.h>
+#include <linux/kernel.h>
+#include <linux/miscdevice.h>
+#include <linux/module.h>
+#include <linux/mutex.h>
+#include <linux/sizes.h>
+#include <linux/uaccess.h>
+#include <linux/vmalloc.h>
+
+#include "board.h"
+#include "board_probe.h"
+#include "device_names.h"
+
+#define BLOCK_SIZE_BYTES SZ_64K
+#define GET_BLOCK_SIZE _IO('B', 1)
+
+enum operation { READ_CALL, WRITE_CALL, SEEK_CALL, IOCTL_CALL, OPERATIONS };
+
+static const struct {
+	const char *name;
+	bool transfers;
+} operations[OPERATIONS] = {
+	[READ_CALL] = { "read", true },
+	[WRITE_CALL] = { "write", true },
+	[SEEK_CALL] = { "seek", false },
+	[IOCTL_CALL] = { "ioctl", false },
+};
+
+struct seek_device {
+	struct miscdevice misc;
+	struct mutex lock; /* guards the registers and the probes */
+	u8 *registers;
+	struct board_probe probes[OPERATIONS];
+	struct dentry *debugfs;
+};
+
+static const char *const names[] = { BOARD_LSEEK_DEVICES };
+static struct seek_device devices[ARRAY_SIZE(names)];
+
+static struct seek_device *device_of(struct file *file)
+{
+	return container_of(file->private_data, struct seek_device, misc);
+}
+
+static ssize_t write_registers(struct seek_device *device, const char __user *user, size_t length,
+			       loff_t *pos)
+{
+	if (length && *pos >= BLOCK_SIZE_BYTES)
+		return -ENOSPC;
+	return simple_write_to_buffer(device->registers, BLOCK_SIZE_BYTES, pos, user, length);
+}
+
+static ssize_t seek_device_read(struct file *file, char __user *user, size_t length, loff_t *pos)
+{
+	struct seek_device *device = device_of(file);
+	ssize_t result;
+
+	mutex_lock(&device->lock);
+	result = board_probe_call(&device->probes[READ_CALL], &length);
+	if (!result)
+		result = simple_read_from_buffer(user, length, pos, device->registers,
+						 BLOCK_SIZE_BYTES);
+	mutex_unlock(&device->lock);
+	return result;
+}
+
+static ssize_t seek_device_write(struct file *file, const char __user *user, size_t length,
+				 loff_t *pos)
+{
+	struct seek_device *device = device_of(file);
+	ssize_t result;
+
+	mutex_lock(&device->lock);
+	result = board_probe_call(&device->probes[WRITE_CALL], &length);
+	if (!result)
+		result = write_registers(device, user, length, pos);
+	mutex_unlock(&device->lock);
+	return result;
+}
+
+static int count_call(struct seek_device *device, enum operation operation)
+{
+	int error;
+
+	mutex_lock(&device->lock);
+	error = board_probe_call(&device->probes[operation], NULL);
+	mutex_unlock(&device->lock);
+	return error;
+}
+
+static loff_t seek_device_llseek(struct file *file, loff_t offset, int whence)
+{
+	int error = count_call(device_of(file), SEEK_CALL);
+
+	return error ? error : fixed_size_llseek(file, offset, whence, BLOCK_SIZE_BYTES);
+}
+
+static long seek_device_ioctl(struct file *file, unsigned int command, unsigned long arg)
+{
+	int error = count_call(device_of(file), IOCTL_CALL);
+
+	if (error)
+		return error;
+	return command == GET_BLOCK_SIZE ? BLOCK_SIZE_BYTES : -ENOTTY;
+}
+
+static const struct file_operations seek_device_fops = {
+	.owner = THIS_MODULE,
+	.read = seek_device_read,
+	.write = seek_device_write,
+	.llseek = seek_device_llseek,
+	.unlocked_ioctl = seek_device_ioctl,
+};
+
+static ssize_t registers_read(struct file *file, char __user *user, size_t length, loff_t *pos)
+{
+	struct seek_device *device = file->private_data;
+	ssize_t result;
+
+	mutex_lock(&device->lock);
+	result = simple_read_from_buffer(user, length, pos, device->registers, BLOCK_SIZE_BYTES);
+	mutex_unlock(&device->lock);
+	return result;
+}
+
+static ssize_t registers_write(struct file *file, const char __user *user, size_t length,
+			       loff_t *pos)
+{
+	struct seek_device *device = file->private_data;
+	ssize_t result;
+
+	mutex_lock(&device->lock);
+	result = write_registers(device, user, length, pos);
+	mutex_unlock(&device->lock);
+	return result;
+}
+
+static const struct file_operations registers_fops = {
+	.owner = THIS_MODULE,
+	.open = simple_open,
+	.read = registers_read,
+	.write = registers_write,
+	.llseek = default_llseek,
+};
+
+static void create_test_files(struct seek_device *device)
+{
+	int i;
+
+	device->debugfs = debugfs_create_dir(device->misc.name, board_debugfs);
+	debugfs_create_file_size("registers", 0644, device->debugfs, device, &registers_fops,
+				 BLOCK_SIZE_BYTES);
+	for (i = 0; i < OPERATIONS; i++)
+		board_probe_create(&device->probes[i], &device->lock, operations[i].transfers,
+				   operations[i].name, device->debugfs);
+}
+
+static int add_device(struct seek_device *device, const char *name)
+{
+	int error;
+
+	mutex_init(&device->lock);
+	device->misc.minor = MISC_DYNAMIC_MINOR;
+	device->misc.name = name;
+	device->misc.fops = &seek_device_fops;
+	device->registers = vzalloc(BLOCK_SIZE_BYTES);
+	if (!device->registers)
+		return -ENOMEM;
+
+	/* The probes must be ready before the first opener, so the test files come first. */
+	create_test_files(device);
+	error = misc_register(&device->misc);
+	if (error) {
+		debugfs_remove(device->debugfs);
+		vfree(device->registers);
+	}
+	return error;
+}
+
+static void remove_devices(size_t count)
+{
+	while (count) {
+		struct seek_device *device = &devices[--count];
+
+		misc_deregister(&device->misc);
+		debugfs_remove(device->debugfs);
+		vfree(device->registers);
+	}
+}
+
+int seek_devices_init(void)
+{
+	size_t i;
+	int error;
+
+	for (i = 0; i < ARRAY_SIZE(devices); i++) {
+		error = add_device(&devices[i], names[i]);
+		if (error) {
+			pr_err("cannot add %s: %d\n", names[i], error);
+			remove_devices(i);
+			return error;
+		}
+	}
+	return 0;
+}
+
+void seek_devices_exit(void)
+{
+	remove_devices(ARRAY_SIZE(devices));
+}
