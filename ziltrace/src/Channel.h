@@ -1,0 +1,20 @@
+#ifndef ZILTRACE_CHANNEL_H
+#define ZILTRACE_CHANNEL_H
+
+#include "ZilTrace.h"
+
+#include <atomic>
+#include <string>
+
+namespace ziltrace {
+
+struct Channel {
+    const std::string name;
+    const ZilTraceLevel constructedLevel;
+    const ZilTraceHdrOption option;
+    std::atomic<ZilTraceLevel>& level;
+};
+
+} // namespace ziltrace
+
+#endif

@@ -1,0 +1,30 @@
+#ifndef ZILTRACE_CONFIGURATION_H
+#define ZILTRACE_CONFIGURATION_H
+
+#include "LevelRules.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ziltrace {
+
+struct SinkChoice {
+    enum class Kind { Stderr, Syslog, File };
+
+    Kind kind;
+    std::string path;
+};
+
+struct Configuration {
+    std::vector<LevelRule> rules;
+    std::optional<SinkChoice> sink;
+};
+
+std::string itemError(const std::string& item, const std::string& reason);
+
+std::optional<Configuration> parseConfiguration(const std::string& specification, std::string& error);
+
+} // namespace ziltrace
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef ZILTRACE_REGISTRY_H
+#define ZILTRACE_REGISTRY_H
+
+#include "Channel.h"
+#include "LevelRules.h"
+#include "ZilTraceControl.h"
+
+#include <mutex>
+#include <vector>
+
+namespace ziltrace {
+
+class Registry {
+public:
+    void add(const Channel& channel);
+    void remove(const Channel& channel);
+
+    void applyRules(const std::vector<LevelRule>& rules);
+    void clearRules();
+    std::vector<ZilTraceControl::ChannelState> states() const;
+
+    std::mutex& mutex() { return m_mutex; }
+
+private:
+    void updateLevel(const Channel& channel) const;
+    void updateLevels() const;
+
+    mutable std::mutex m_mutex;
+    std::vector<const Channel*> m_channels;
+    LevelRules m_rules;
+};
+
+} // namespace ziltrace
+
+#endif

@@ -1,0 +1,50 @@
+#ifndef ZILTRACE_SINK_SWITCH_H
+#define ZILTRACE_SINK_SWITCH_H
+
+#include "ZilTraceControl.h"
+
+#include <memory>
+
+#include <pthread.h>
+
+namespace ziltrace {
+
+/// A shared mutex in which a waiting writer holds back new readers. With std::shared_mutex, threads that trace without
+/// a pause could keep a writer out for ever.
+class WriterFirstMutex {
+public:
+    void lock() noexcept { pthread_rwlock_wrlock(&m_lock); }
+    void unlock() noexcept { pthread_rwlock_unlock(&m_lock); }
+    void lock_shared() noexcept { pthread_rwlock_rdlock(&m_lock); }
+    void unlock_shared() noexcept { pthread_rwlock_unlock(&m_lock); }
+
+    /// Makes it free, in a process in which its holders do not exist.
+    void reset() noexcept;
+
+private:
+    pthread_rwlock_t m_lock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+};
+
+/// Leads messages to the sink in force. Changes return when no thread is inside the sink that they put out of force.
+class SinkSwitch {
+public:
+    SinkSwitch();
+
+    void write(const ZilTraceControl::Record& record);
+
+    void setConfigured(std::unique_ptr<ZilTraceControl::Sink> sink);
+    ZilTraceControl::Sink* setOverride(ZilTraceControl::Sink* sink);
+
+    void resetAfterFork() noexcept { m_mutex.reset(); }
+
+private:
+    ZilTraceControl::Sink& current() const { return m_override != nullptr ? *m_override : *m_configured; }
+
+    WriterFirstMutex m_mutex;
+    std::unique_ptr<ZilTraceControl::Sink> m_configured;
+    ZilTraceControl::Sink* m_override = nullptr;
+};
+
+} // namespace ziltrace
+
+#endif

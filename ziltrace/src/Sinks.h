@@ -1,0 +1,19 @@
+#ifndef ZILTRACE_SINKS_H
+#define ZILTRACE_SINKS_H
+
+#include "Configuration.h"
+#include "ZilTraceControl.h"
+
+#include <memory>
+#include <string>
+
+namespace ziltrace {
+
+std::unique_ptr<ZilTraceControl::Sink> makeStderrSink();
+
+/// Returns null, with the reason in `error`, when the file cannot be opened.
+std::unique_ptr<ZilTraceControl::Sink> makeSink(const SinkChoice& choice, std::string& error);
+
+} // namespace ziltrace
+
+#endif

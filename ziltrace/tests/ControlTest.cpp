@@ -1,0 +1,184 @@
+#include "ZilTraceControl.h"
+
+#include "support/TemporaryFile.h"
+#include "support/TraceFixture.h"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+using ZilTraceControl::ChannelState;
+
+namespace {
+
+class ControlTest : public TraceFixture {
+protected:
+    static std::vector<ChannelState> statesOf(const std::string& name) {
+        std::vector<ChannelState> states = ZilTraceControl::channels();
+        const auto isOther = [&name](const ChannelState& state) { return state.name != name; };
+        states.erase(std::remove_if(states.begin(), states.end(), isOther), states.end());
+        return states;
+    }
+
+    static ZilTraceLevel highestEnabled(const ZilTrace& channel) {
+        ZilTraceLevel level = -1;
+        while (channel.isEnabled(level + 1)) {
+            ++level;
+        }
+        return level;
+    }
+};
+
+TEST_F(ControlTest, AChannelHasTheLevelOfItsConstructionUntilItIsNamed) {
+    const ZilTrace channel("Control.A", 3, 256);
+    EXPECT_EQ(highestEnabled(channel), 3);
+    configure("Control.B=7");
+    EXPECT_EQ(highestEnabled(channel), 3);
+}
+
+TEST_F(ControlTest, ConfigureChangesChannelsThatExist) {
+    const ZilTrace a("Control.A", 3, 256);
+    const ZilTrace b("Control.B", 3, 256);
+    configure("Control.*=6,*.B=1");
+    EXPECT_EQ(highestEnabled(a), 6);
+    EXPECT_EQ(highestEnabled(b), 1);
+}
+
+TEST_F(ControlTest, ConfigureHoldsForChannelsThatAreConstructedLater) {
+    configure("Control.*=6");
+    const ZilTrace channel("Control.A", 3, 256);
+    EXPECT_EQ(highestEnabled(channel), 6);
+}
+
+TEST_F(ControlTest, ConfigureAddsToWhatIsConfigured) {
+    const TemporaryFile file;
+    ZilTrace a("Control.A", 3, 256);
+    const ZilTrace b("Control.B", 3, 256);
+    configure("*=6,sink=file:" + file.path());
+    configure("Control.A=7");
+    EXPECT_EQ(highestEnabled(a), 7);
+    EXPECT_EQ(highestEnabled(b), 6);
+    a.logMsg(1, anyHeader, "text");
+    EXPECT_EQ(file.lines().size(), 1U);
+}
+
+TEST_F(ControlTest, ConfigureHoldsForAllChannelsOfOneName) {
+    const ZilTrace first("Control.A", 3, 256);
+    const ZilTrace second("Control.A", 5, 256);
+    configure("Control.A=6");
+    EXPECT_EQ(highestEnabled(first), 6);
+    EXPECT_EQ(highestEnabled(second), 6);
+    ZilTraceControl::resetLevels();
+    EXPECT_EQ(highestEnabled(first), 3);
+    EXPECT_EQ(highestEnabled(second), 5);
+}
+
+TEST_F(ControlTest, AMalformedConfigurationChangesNothing) {
+    const TemporaryFile file;
+    ZilTrace channel("Control.A", 3, 256);
+    configure("sink=file:" + file.path());
+    std::string error;
+    EXPECT_FALSE(ZilTraceControl::configure("Control.A=6,sink=stderr,Control.A=8", error));
+    EXPECT_EQ(error, "'Control.A=8': level is not a number from 0 to 7");
+    EXPECT_EQ(highestEnabled(channel), 3);
+    channel.logMsg(1, anyHeader, "text");
+    EXPECT_EQ(file.lines().size(), 1U);
+}
+
+TEST_F(ControlTest, AFileThatCannotBeOpenedChangesNothing) {
+    const ZilTrace channel("Control.A", 3, 256);
+    std::string error;
+    EXPECT_FALSE(ZilTraceControl::configure("Control.A=6,sink=file:/nonexistent/trace.log", error));
+    EXPECT_EQ(error, "'sink=file:/nonexistent/trace.log': No such file or directory");
+    EXPECT_EQ(highestEnabled(channel), 3);
+}
+
+TEST_F(ControlTest, OnlyTheLastSinkOfAConfigurationIsOpened) {
+    const TemporaryFile file;
+    configure("sink=file:" + file.path() + ",sink=stderr");
+    EXPECT_FALSE(file.exists());
+}
+
+TEST_F(ControlTest, SetLevelIsAsALaterItem) {
+    const ZilTrace channel("Control.A", 3, 256);
+    EXPECT_TRUE(ZilTraceControl::setLevel("Control.?", 0));
+    EXPECT_EQ(highestEnabled(channel), 0);
+    EXPECT_TRUE(ZilTraceControl::setLevel("*", 7));
+    EXPECT_EQ(highestEnabled(channel), 7);
+    const ZilTrace later("Control.Later", 3, 256);
+    EXPECT_EQ(highestEnabled(later), 7);
+}
+
+TEST_F(ControlTest, SetLevelRefusesWhatTheSyntaxRefuses) {
+    const ZilTrace channel("Control.A", 3, 256);
+    EXPECT_FALSE(ZilTraceControl::setLevel("", 5));
+    EXPECT_FALSE(ZilTraceControl::setLevel("*", -1));
+    EXPECT_FALSE(ZilTraceControl::setLevel("*", 8));
+    EXPECT_EQ(highestEnabled(channel), 3);
+}
+
+TEST_F(ControlTest, SetLevelReachesAChannelThatTheSyntaxCannotName) {
+    const ZilTrace channel("sink", 3, 256);
+    EXPECT_TRUE(ZilTraceControl::setLevel("sink", 7));
+    EXPECT_EQ(highestEnabled(channel), 7);
+}
+
+TEST_F(ControlTest, ListsChannelsInTheOrderOfConstruction) {
+    const std::size_t before = ZilTraceControl::channels().size();
+    const ZilTrace b("Control.B", 3, 256);
+    const ZilTrace a("Control.A", 5, 256);
+    configure("Control.B=6");
+    const std::vector<ChannelState> states = ZilTraceControl::channels();
+    ASSERT_EQ(states.size(), before + 2);
+    EXPECT_EQ(states[before].name, "Control.B");
+    EXPECT_EQ(states[before].constructedLevel, 3);
+    EXPECT_EQ(states[before].level, 6);
+    EXPECT_EQ(states[before + 1].name, "Control.A");
+    EXPECT_EQ(states[before + 1].level, 5);
+}
+
+TEST_F(ControlTest, ForgetsChannelsThatAreDestroyedInAnyOrder) {
+    auto first = std::make_unique<ZilTrace>("Control.Many", 3, 256);
+    auto second = std::make_unique<ZilTrace>("Control.Many", 4, 256);
+    auto third = std::make_unique<ZilTrace>("Control.Many", 5, 256);
+    second.reset();
+    EXPECT_EQ(statesOf("Control.Many").size(), 2U);
+    first.reset();
+    EXPECT_TRUE(ZilTraceControl::setLevel("Control.Many", 7));
+    EXPECT_EQ(highestEnabled(*third), 7);
+    third.reset();
+    EXPECT_TRUE(statesOf("Control.Many").empty());
+}
+
+TEST_F(ControlTest, CopiesTheNameOfAChannel) {
+    std::string name = "Control.Copied";
+    const ZilTrace channel(name.c_str(), 3, 256);
+    name.assign(name.size(), 'x');
+    EXPECT_EQ(statesOf("Control.Copied").size(), 1U);
+}
+
+TEST_F(ControlTest, SetSinkReturnsThePreviousSink) {
+    RecordingSink first;
+    RecordingSink second;
+    EXPECT_EQ(ZilTraceControl::setSink(&first), nullptr);
+    EXPECT_EQ(ZilTraceControl::setSink(&second), &first);
+    EXPECT_EQ(ZilTraceControl::setSink(nullptr), &second);
+    EXPECT_EQ(ZilTraceControl::setSink(nullptr), nullptr);
+}
+
+TEST_F(ControlTest, ASinkOfTheProgramTakesThePlaceOfTheConfiguredOne) {
+    const TemporaryFile file;
+    ZilTrace channel("Control.A", 3, 256);
+    RecordingSink sink;
+    ZilTraceControl::setSink(&sink);
+    configure("sink=file:" + file.path());
+    channel.logMsg(1, anyHeader, "to the program");
+    EXPECT_TRUE(file.lines().empty());
+    ZilTraceControl::setSink(nullptr);
+    channel.logMsg(1, anyHeader, "to the file");
+    EXPECT_EQ(sink.texts(), std::vector<std::string>{"to the program"});
+    EXPECT_EQ(file.lines().size(), 1U);
+}
+
+} // namespace

@@ -1,0 +1,59 @@
+#include "SinkSwitch.h"
+
+#include "support/TraceFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <utility>
+
+using ziltrace::SinkSwitch;
+using ziltrace::WriterFirstMutex;
+
+namespace {
+
+class TellingItsEnd : public RecordingSink {
+public:
+    explicit TellingItsEnd(bool& ended) : m_ended(ended) {}
+    ~TellingItsEnd() override { m_ended = true; }
+
+private:
+    bool& m_ended;
+};
+
+TEST(WriterFirstMutex, IsFreeAfterAResetThoughItsHoldersNeverLetGo) {
+    WriterFirstMutex mutex;
+    mutex.lock_shared();
+    mutex.lock_shared();
+    mutex.reset();
+    mutex.lock();
+    mutex.unlock();
+}
+
+TEST(SinkSwitch, KeepsTheConfiguredSinkUnderTheOverride) {
+    SinkSwitch sinks;
+    bool ended = false;
+    auto configured = std::make_unique<TellingItsEnd>(ended);
+    RecordingSink& underneath = *configured;
+    RecordingSink above;
+    sinks.setOverride(&above);
+    sinks.setConfigured(std::move(configured));
+    const ZilTraceControl::Record record{ZilTraceControl::Kind::Message, "A", 1, 0, &anyHeader, "x", {}, 1};
+    sinks.write(record);
+    sinks.setOverride(nullptr);
+    sinks.write(record);
+    EXPECT_EQ(above.entries().size(), 1U);
+    EXPECT_EQ(underneath.entries().size(), 1U);
+    EXPECT_FALSE(ended);
+}
+
+TEST(SinkSwitch, DestroysAConfiguredSinkThatIsReplaced) {
+    SinkSwitch sinks;
+    bool ended = false;
+    sinks.setConfigured(std::make_unique<TellingItsEnd>(ended));
+    EXPECT_FALSE(ended);
+    sinks.setConfigured(std::make_unique<RecordingSink>());
+    EXPECT_TRUE(ended);
+}
+
+} // namespace

@@ -1,0 +1,9 @@
+#ifndef ZILTRACE_TESTS_ALLOCATION_COUNT_H
+#define ZILTRACE_TESTS_ALLOCATION_COUNT_H
+
+#include <cstddef>
+
+/// Number of allocations with operator new that this thread has made.
+std::size_t allocationCount();
+
+#endif

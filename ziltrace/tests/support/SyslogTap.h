@@ -1,0 +1,24 @@
+#ifndef ZILTRACE_TESTS_SYSLOG_TAP_H
+#define ZILTRACE_TESTS_SYSLOG_TAP_H
+
+#include <string>
+#include <vector>
+
+/// Takes the calls of syslog(3) that are made in its thread while it exists; others are lost.
+class SyslogTap {
+public:
+    struct Call {
+        int priority;
+        std::string message;
+    };
+
+    SyslogTap();
+    ~SyslogTap();
+
+    SyslogTap(const SyslogTap&) = delete;
+    SyslogTap& operator=(const SyslogTap&) = delete;
+
+    std::vector<Call> calls;
+};
+
+#endif
