@@ -1,10 +1,11 @@
 // The C library's functions, as the library under test finds them in a program that links this file: they go to the
-// scripted operating system of the calling thread, and to the C library where there is none.
+// scripted operating system of the calling thread, and to the kernel where there is none. Nothing here may need a
+// sanitizer's runtime, which makes such calls before it is ready.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -13,59 +14,52 @@
 
 namespace {
 
-using RynvelTest::ScriptedOs;
+__thread RynvelTest::ScriptedOs* currentOs = nullptr;
 
-template <typename Function>
-Function* next(Function* /*sameType*/, const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+long mapReally(void* addr, size_t length, int prot, int flags, int fd, off_t offset) {
+#ifdef SYS_mmap2
+    constexpr off_t unit = 4096;
+    return syscall(SYS_mmap2, addr, length, prot, flags, fd, offset / unit);
+#else
+    return syscall(SYS_mmap, addr, length, prot, flags, fd, offset);
+#endif
 }
 
 } // namespace
 
+namespace RynvelTest {
+
+ScriptedOs* ScriptedOs::current() { return currentOs; }
+
+void ScriptedOs::makeCurrent(ScriptedOs* os) { currentOs = os; }
+
+} // namespace RynvelTest
+
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->open(path, flags);
+    if (currentOs != nullptr) {
+        return currentOs->open(path, flags);
     }
-    static const auto real = next(&::open, "open");
     std::va_list arguments;
     va_start(arguments, flags);
     const int mode = va_arg(arguments, int);
     va_end(arguments);
-    return real(path, flags, mode);
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-int close(int fd) {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->close(fd);
-    }
-    static const auto real = next(&::close, "close");
-    return real(fd);
-}
+int close(int fd) { return currentOs != nullptr ? currentOs->close(fd) : static_cast<int>(syscall(SYS_close, fd)); }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->lseek(fd, offset, whence);
-    }
-    static const auto real = next(&::lseek, "lseek");
-    return real(fd, offset, whence);
+    return currentOs != nullptr ? currentOs->lseek(fd, offset, whence) : syscall(SYS_lseek, fd, offset, whence);
 }
 
 ssize_t read(int fd, void* buffer, size_t count) {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->read(fd, buffer, count);
-    }
-    static const auto real = next(&::read, "read");
-    return real(fd, buffer, count);
+    return currentOs != nullptr ? currentOs->read(fd, buffer, count) : syscall(SYS_read, fd, buffer, count);
 }
 
 ssize_t write(int fd, const void* buffer, size_t count) {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->write(fd, buffer, count);
-    }
-    static const auto real = next(&::write, "write");
-    return real(fd, buffer, count);
+    return currentOs != nullptr ? currentOs->write(fd, buffer, count) : syscall(SYS_write, fd, buffer, count);
 }
 
 int ioctl(int fd, unsigned long request, ...) noexcept {
@@ -73,34 +67,21 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     va_start(arguments, request);
     const auto argument = va_arg(arguments, unsigned long);
     va_end(arguments);
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->ioctl(fd, request, argument);
-    }
-    static const auto real = next(&::ioctl, "ioctl");
-    return real(fd, request, argument);
+    return currentOs != nullptr ? currentOs->ioctl(fd, request, argument)
+                                : static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
 }
 
 void* mmap(void* addr, size_t length, int prot, int flags, int fd, off_t offset) noexcept {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->mmap(addr, length, prot, flags, fd, offset);
-    }
-    static const auto real = next(&::mmap, "mmap");
-    return real(addr, length, prot, flags, fd, offset);
+    return currentOs != nullptr ? currentOs->mmap(addr, length, prot, flags, fd, offset)
+                                : reinterpret_cast<void*>(mapReally(addr, length, prot, flags, fd, offset));
 }
 
 int munmap(void* addr, size_t length) noexcept {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->munmap(addr, length);
-    }
-    static const auto real = next(&::munmap, "munmap");
-    return real(addr, length);
+    return currentOs != nullptr ? currentOs->munmap(addr, length) : static_cast<int>(syscall(SYS_munmap, addr, length));
 }
 
 ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
-    if (ScriptedOs* os = ScriptedOs::current()) {
-        return os->readlink(path, buffer, size);
-    }
-    static const auto real = next(&::readlink, "readlink");
-    return real(path, buffer, size);
+    return currentOs != nullptr ? currentOs->readlink(path, buffer, size)
+                                : syscall(SYS_readlinkat, AT_FDCWD, path, buffer, size);
 }
 }

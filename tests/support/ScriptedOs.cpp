@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 
 namespace RynvelTest {
 
 namespace {
-
-thread_local ScriptedOs* currentOs = nullptr;
 
 template <typename... Arguments>
 std::string call(const char* function, const Arguments&... arguments) {
@@ -46,11 +45,9 @@ long resultOf(const Answer& answer) {
 
 } // namespace
 
-ScriptedOs::ScriptedOs() : m_previous(currentOs) { currentOs = this; }
+ScriptedOs::ScriptedOs() : m_previous(current()) { makeCurrent(this); }
 
-ScriptedOs::~ScriptedOs() { currentOs = m_previous; }
-
-ScriptedOs* ScriptedOs::current() { return currentOs; }
+ScriptedOs::~ScriptedOs() { makeCurrent(m_previous); }
 
 void ScriptedOs::script(const std::string& function, const std::vector<std::optional<Answer>>& answers) {
     auto& queue = m_answers[function];
@@ -65,6 +62,13 @@ std::size_t ScriptedOs::unusedAnswers() const {
     return unused;
 }
 
+void ScriptedOs::record(const std::string& call) {
+    m_log.push_back(call);
+    if (m_printing) {
+        std::fprintf(stderr, "%s\n", call.c_str());
+    }
+}
+
 std::optional<Answer> ScriptedOs::nextAnswer(const std::string& function) {
     auto& queue = m_answers[function];
     if (queue.empty()) {
@@ -76,19 +80,37 @@ std::optional<Answer> ScriptedOs::nextAnswer(const std::string& function) {
 }
 
 int ScriptedOs::open(const char* path, int flags) {
-    m_log.push_back(call("open", path, flags));
-    const auto answer = nextAnswer("open");
-    return answer ? static_cast<int>(resultOf(*answer)) : descriptor;
+    record(call("open", path, flags));
+    if (const auto answer = nextAnswer("open")) {
+        return static_cast<int>(resultOf(*answer));
+    }
+    return std::string(path).rfind("/sys/", 0) == 0 ? openText(path) : descriptor;
+}
+
+int ScriptedOs::openText(const std::string& path) {
+    const auto file = files.find(path);
+    if (file == files.end()) {
+        return static_cast<int>(resultOf({-1, ENOENT}));
+    }
+    m_openText = file->second;
+    return textDescriptor;
+}
+
+long ScriptedOs::readText(void* buffer, std::size_t count) {
+    const std::size_t length = std::min(count, m_openText.size());
+    std::memcpy(buffer, m_openText.data(), length);
+    m_openText.erase(0, length);
+    return static_cast<long>(length);
 }
 
 int ScriptedOs::close(int fd) {
-    m_log.push_back(call("close", fd));
+    record(call("close", fd));
     const auto answer = nextAnswer("close");
     return answer ? static_cast<int>(resultOf(*answer)) : 0;
 }
 
 long ScriptedOs::lseek(int fd, long offset, int whence) {
-    m_log.push_back(call("lseek", fd, offset, whence));
+    record(call("lseek", fd, offset, whence));
     if (const auto answer = nextAnswer("lseek")) {
         return resultOf(*answer);
     }
@@ -97,8 +119,11 @@ long ScriptedOs::lseek(int fd, long offset, int whence) {
 }
 
 long ScriptedOs::read(int fd, void* buffer, std::size_t count) {
-    m_log.push_back(call("read", fd, count));
+    record(call("read", fd, count));
     const auto answer = nextAnswer("read");
+    if (!answer && fd == textDescriptor) {
+        return readText(buffer, count);
+    }
     const long result = answer ? resultOf(*answer) : static_cast<long>(count);
     if (result > 0) {
         std::memcpy(buffer, &memory.at(m_position), std::min<std::size_t>(count, static_cast<std::size_t>(result)));
@@ -108,7 +133,7 @@ long ScriptedOs::read(int fd, void* buffer, std::size_t count) {
 }
 
 long ScriptedOs::write(int fd, const void* buffer, std::size_t count) {
-    m_log.push_back(call("write", fd, hexBytes(buffer, count)));
+    record(call("write", fd, hexBytes(buffer, count)));
     const auto answer = nextAnswer("write");
     const long result = answer ? resultOf(*answer) : static_cast<long>(count);
     if (result > 0) {
@@ -119,13 +144,13 @@ long ScriptedOs::write(int fd, const void* buffer, std::size_t count) {
 }
 
 int ScriptedOs::ioctl(int fd, unsigned long request, unsigned long arg) {
-    m_log.push_back(call("ioctl", fd, hex(request), hex(arg)));
+    record(call("ioctl", fd, hex(request), hex(arg)));
     const auto answer = nextAnswer("ioctl");
     return answer ? static_cast<int>(resultOf(*answer)) : 0;
 }
 
 void* ScriptedOs::mmap(void* addr, std::size_t length, int prot, int flags, int fd, long offset) {
-    m_log.push_back(call("mmap", addr, length, prot, flags, fd, offset));
+    record(call("mmap", addr, length, prot, flags, fd, offset));
     if (const auto answer = nextAnswer("mmap")) {
         return reinterpret_cast<void*>(resultOf(*answer));
     }
@@ -133,13 +158,13 @@ void* ScriptedOs::mmap(void* addr, std::size_t length, int prot, int flags, int 
 }
 
 int ScriptedOs::munmap(void* addr, std::size_t length) {
-    m_log.push_back(call("munmap", addr, length));
+    record(call("munmap", addr, length));
     const auto answer = nextAnswer("munmap");
     return answer ? static_cast<int>(resultOf(*answer)) : 0;
 }
 
 long ScriptedOs::readlink(const char* path, char* buffer, std::size_t size) {
-    m_log.push_back(call("readlink", path, size));
+    record(call("readlink", path, size));
     if (const auto answer = nextAnswer("readlink")) {
         return resultOf(*answer);
     }

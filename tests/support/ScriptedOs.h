@@ -29,8 +29,9 @@ inline std::optional<Answer> answering(long result) { return Answer{result, 0}; 
  * Stands in for the operating system while it lives and is the thread's latest, for the calls that the constructing
  * thread makes: every call is recorded with its arguments in the event log, and answered by the script.
  *
- * Unscripted, it is a machine with one device file: whatever is opened gets the descriptor 7, and seeking, reading and
- * writing act on `memory`. The calls reach it because the test program defines the C library's functions itself.
+ * Unscripted, it is a machine with one device file: whatever is opened outside /sys gets the descriptor 7, and seeking,
+ * reading, writing and mapping act on `memory`. The calls reach it because the test program defines the C library's
+ * functions itself.
  *
  * Recorded forms: "open(PATH, FLAGS)", "close(FD)", "lseek(FD, OFFSET, WHENCE)", "read(FD, COUNT)",
  * "write(FD, BYTES)" with the bytes as hex digits, "ioctl(FD, REQUEST, ARG)" with hex numbers,
@@ -39,6 +40,7 @@ inline std::optional<Answer> answering(long result) { return Answer{result, 0}; 
 class ScriptedOs {
 public:
     static constexpr int descriptor = 7;
+    static constexpr int textDescriptor = 8;
 
     ScriptedOs();
     ScriptedOs(const ScriptedOs&) = delete;
@@ -56,6 +58,9 @@ public:
 
     EventLog& log() { return m_log; }
 
+    /** Writes every call to standard error too, for tests of what ends the process. */
+    void printCalls() { m_printing = true; }
+
     int open(const char* path, int flags);
     int close(int fd);
     long lseek(int fd, long offset, int whence);
@@ -67,17 +72,25 @@ public:
     long readlink(const char* path, char* buffer, std::size_t size);
 
     /** The content of the device file. */
-    std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(256);
+    std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(4096);
     /** The text of every symbolic link. */
     std::string linkText = "uio0";
+    /** The text files below /sys. Opening one gives its text to the next reads; opening another there fails. */
+    std::map<std::string, std::string> files;
 
 private:
+    static void makeCurrent(ScriptedOs* os);
+    int openText(const std::string& path);
+    long readText(void* buffer, std::size_t count);
+    void record(const std::string& call);
     std::optional<Answer> nextAnswer(const std::string& function);
 
     ScriptedOs* const m_previous;
     EventLog m_log;
     std::map<std::string, std::deque<std::optional<Answer>>> m_answers;
+    bool m_printing = false;
     std::size_t m_position = 0;
+    std::string m_openText;
 };
 
 } // namespace RynvelTest

@@ -7,7 +7,7 @@ namespace RynvelTest {
 
 namespace {
 
-thread_local ScriptedPthread* currentPthread = nullptr;
+__thread ScriptedPthread* currentPthread = nullptr;
 
 /** Lets the calls that recording itself makes pass. */
 class Pause {
@@ -42,56 +42,59 @@ namespace {
 
 using RynvelTest::ScriptedPthread;
 
-template <typename Function>
-Function* next(Function* /*sameType*/, const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
 /** Records the call where there is a script, and makes it unless the script lets it fail. */
-template <typename Function, typename... Arguments>
-int interpose(Function* real, const char* name, const std::string& text, Arguments... arguments) {
+template <typename... Parameters, typename Text, typename... Arguments>
+int interpose(int (*&real)(Parameters...), const char* name, Text text, Arguments... arguments) {
+    if (real == nullptr) {
+        real = reinterpret_cast<int (*)(Parameters...)>(dlsym(RTLD_NEXT, name));
+    }
     ScriptedPthread* const script = ScriptedPthread::current();
-    const int error = script != nullptr ? script->record(name, text) : 0;
+    const int error = script != nullptr ? script->record(name, text()) : 0;
     return error != 0 ? error : real(arguments...);
 }
+
+std::string noText() { return ""; }
+
+// No function-local statics: their guards are a sanitizer's too.
+int (*realInit)(pthread_mutex_t*, const pthread_mutexattr_t*) = nullptr;
+int (*realDestroy)(pthread_mutex_t*) = nullptr;
+int (*realAttributesInit)(pthread_mutexattr_t*) = nullptr;
+int (*realSetProtocol)(pthread_mutexattr_t*, int) = nullptr;
+int (*realAttributesDestroy)(pthread_mutexattr_t*) = nullptr;
+int (*realLock)(pthread_mutex_t*) = nullptr;
+int (*realUnlock)(pthread_mutex_t*) = nullptr;
 
 } // namespace
 
 extern "C" {
 
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
-    static const auto real = next(&::pthread_mutex_init, "pthread_mutex_init");
-    return interpose(real, "pthread_mutex_init", attributes == nullptr ? "(default)" : "(attributes)", mutex,
-                     attributes);
+    const auto text = [&] { return std::string(attributes == nullptr ? "(default)" : "(attributes)"); };
+    return interpose(realInit, "pthread_mutex_init", text, mutex, attributes);
 }
 
 int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept {
-    static const auto real = next(&::pthread_mutex_destroy, "pthread_mutex_destroy");
-    return interpose(real, "pthread_mutex_destroy", "", mutex);
+    return interpose(realDestroy, "pthread_mutex_destroy", noText, mutex);
 }
 
 int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept {
-    static const auto real = next(&::pthread_mutexattr_init, "pthread_mutexattr_init");
-    return interpose(real, "pthread_mutexattr_init", "", attributes);
+    return interpose(realAttributesInit, "pthread_mutexattr_init", noText, attributes);
 }
 
 int pthread_mutexattr_setprotocol(pthread_mutexattr_t* attributes, int protocol) noexcept {
-    static const auto real = next(&::pthread_mutexattr_setprotocol, "pthread_mutexattr_setprotocol");
-    return interpose(real, "pthread_mutexattr_setprotocol", "(" + std::to_string(protocol) + ")", attributes, protocol);
+    const auto text = [&] { return "(" + std::to_string(protocol) + ")"; };
+    return interpose(realSetProtocol, "pthread_mutexattr_setprotocol", text, attributes, protocol);
 }
 
 int pthread_mutexattr_destroy(pthread_mutexattr_t* attributes) noexcept {
-    static const auto real = next(&::pthread_mutexattr_destroy, "pthread_mutexattr_destroy");
-    return interpose(real, "pthread_mutexattr_destroy", "", attributes);
+    return interpose(realAttributesDestroy, "pthread_mutexattr_destroy", noText, attributes);
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    static const auto real = next(&::pthread_mutex_lock, "pthread_mutex_lock");
-    return interpose(real, "pthread_mutex_lock", "", mutex);
+    return interpose(realLock, "pthread_mutex_lock", noText, mutex);
 }
 
 int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
-    static const auto real = next(&::pthread_mutex_unlock, "pthread_mutex_unlock");
-    return interpose(real, "pthread_mutex_unlock", "", mutex);
+    return interpose(realUnlock, "pthread_mutex_unlock", noText, mutex);
 }
 }

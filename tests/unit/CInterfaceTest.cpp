@@ -309,8 +309,10 @@ TEST(CInterface, FaultsOnAHandleThatWasNotOpened) {
 
 TEST(CInterface, FaultsOnTheFunctionsOfAnotherWidth) {
     const auto readWithTheWrongWidth = [] {
-        ScriptedOs os;
-        Rynvel_open("lseek32");
+        {
+            const ScriptedOs os;
+            Rynvel_open("lseek32");
+        }
         std::uint8_t value = 0;
         Rynvel_read8(handle32, 0, &value);
     };

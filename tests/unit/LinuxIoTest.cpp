@@ -98,6 +98,7 @@ TEST_F(LinuxIoTest, ReadsALinkWithoutTerminatingItsText) {
 
 TEST_F(LinuxIoTest, ReturnsEveryFailureAsItCameAndTriesOnce) {
     std::uint8_t byte = 0;
+    char text[8] = {};
     unsigned long argument = 0;
     const auto failedOnce = [&](const char* function, auto operation) {
         m_os.log().clear();
@@ -116,7 +117,7 @@ TEST_F(LinuxIoTest, ReturnsEveryFailureAsItCameAndTriesOnce) {
     failedOnce("ioctl", [&] { return m_io.ioctl(7, 1, &argument); });
     failedOnce("ioctl", [&] { return m_io.ioctl(7, 1); });
     failedOnce("munmap", [&] { return m_io.munmap(&byte, 1); });
-    failedOnce("readlink", [&] { return m_io.readlink("/dev/x", nullptr, 0); });
+    failedOnce("readlink", [&] { return m_io.readlink("/dev/x", text, sizeof(text)); });
     failedOnce("mmap", [&] { return m_io.mmap(nullptr, 1, 3, 1, 7, 0) == MAP_FAILED ? -1 : 0; });
 }
 
