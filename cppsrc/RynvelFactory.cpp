@@ -10,6 +10,7 @@
 #include "rynvel.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/PthreadMutex.h"
+#include "rynvel/Uio.h"
 
 namespace Rynvel {
 
@@ -44,6 +45,8 @@ std::unique_ptr<Device16> build(const MemoryDevice& row, std::unique_ptr<IMutex>
     switch (row.m_type) {
     case DeviceType::Lseek16:
         return std::make_unique<Lseek<std::uint16_t>>(row.m_devicePath, std::move(mutex));
+    case DeviceType::Uio16:
+        return std::make_unique<Uio<std::uint16_t>>(row.m_devicePath, std::move(mutex), false);
     default:
         return nullptr;
     }
@@ -54,6 +57,8 @@ std::unique_ptr<Device32> build(const MemoryDevice& row, std::unique_ptr<IMutex>
     switch (row.m_type) {
     case DeviceType::Lseek32:
         return std::make_unique<Lseek<std::uint32_t>>(row.m_devicePath, std::move(mutex));
+    case DeviceType::Uio32:
+        return std::make_unique<Uio<std::uint32_t>>(row.m_devicePath, std::move(mutex), false);
     default:
         return nullptr;
     }

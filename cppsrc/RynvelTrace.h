@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include <ZilTrace.h>
 
@@ -41,12 +42,11 @@ private:
 template <typename T>
 HexU32Struct Hex(T value) {
     constexpr std::size_t valueBytes = sizeof(T) < sizeof(std::uint32_t) ? sizeof(T) : sizeof(std::uint32_t);
-    return {static_cast<std::uint32_t>(value), 2 * valueBytes};
-}
-
-template <typename T>
-HexU32Struct Hex(const T* pointer) {
-    return Hex(reinterpret_cast<std::uintptr_t>(pointer));
+    if constexpr (std::is_pointer_v<T>) {
+        return Hex(reinterpret_cast<std::uintptr_t>(value));
+    } else {
+        return {static_cast<std::uint32_t>(value), 2 * valueBytes};
+    }
 }
 
 /** Splits the source text of a macro's arguments into the text of each. */

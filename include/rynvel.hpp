@@ -14,6 +14,8 @@
 #include "rynvel/LinuxIo.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/MemoryDevice.h"
+#include "rynvel/Mmap.h"
 #include "rynvel/PthreadMutex.h"
+#include "rynvel/Uio.h"
 
 #endif

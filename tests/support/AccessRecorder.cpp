@@ -36,7 +36,9 @@ void onFault(int /*signal*/, siginfo_t* info, void* context) {
     }
     auto& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
     recorded[recordedCount++] = {offset, (registers[REG_ERR] & writeFault) != 0};
-    protect(PROT_READ | PROT_WRITE);
+    // The other page stays closed, for an access that reaches into both.
+    mprotect(watched + offset / AccessRecorder::pageSize * AccessRecorder::pageSize, AccessRecorder::pageSize,
+             PROT_READ | PROT_WRITE);
     registers[REG_EFL] |= trapFlag;
 }
 

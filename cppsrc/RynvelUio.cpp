@@ -1,0 +1,8 @@
+#include "RynvelUio.h"
+
+namespace Rynvel {
+
+template class Uio<std::uint16_t>;
+template class Uio<std::uint32_t>;
+
+} // namespace Rynvel

@@ -1,0 +1,154 @@
+#ifndef RYNVEL_UIO_DEFINITION_H
+#define RYNVEL_UIO_DEFINITION_H
+
+#include "rynvel/Uio.h"
+
+#include <fcntl.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "RynvelAssert.h"
+#include "RynvelTrace.h"
+
+namespace Rynvel {
+
+constexpr std::size_t uioPathSize = 4096;
+constexpr const char* mapDataFunction = "getMapData";
+
+inline unsigned long numberOf(const char* text) {
+    const ErrnoSaver errnoSaver;
+    return std::stoul(text, nullptr, 0);
+}
+
+template <typename T>
+ZilTrace Uio<T>::m_trace("Rynvel.Uio", channelLevel, channelHeaderOption);
+
+// The braces make the base's arguments evaluate in the order in which they stand.
+template <typename T>
+Uio<T>::Uio(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, bool fake)
+    : Mmap<T>{physicalDevName, getMapData(physicalDevName, "offset"), getMapData(physicalDevName, "size"),
+              std::move(mutex), fake} {
+    RYNVEL_ENTER(physicalDevName, fake);
+}
+
+template <typename T>
+Uio<T>::~Uio() = default;
+
+template <typename T>
+unsigned long Uio<T>::getMapData(const std::string& devicePath, const std::string& dataName) {
+    std::array<char, uioPathSize> uioName{};
+    std::array<char, uioPathSize> dataPath{};
+    if (!readUioName(devicePath, uioName.data()) ||
+        !formatDataPath(devicePath, uioName.data(), dataName, dataPath.data())) {
+        return 0;
+    }
+    return readAttribute(dataPath.data());
+}
+
+template <typename T>
+bool Uio<T>::readUioName(const std::string& devicePath, char* uioName) {
+    const int length = LinuxIo().readlink(devicePath.c_str(), uioName, uioPathSize - 1);
+    if (length == -1) {
+        RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::outcome, "readlink of \"", devicePath, "\" failed with ",
+                          std::strerror(errno));
+        return false;
+    }
+    if (length >= static_cast<int>(uioPathSize)) {
+        return false;
+    }
+    uioName[length] = '\0';
+    return true;
+}
+
+template <typename T>
+bool Uio<T>::formatDataPath(const std::string& devicePath, const char* uioName, const std::string& dataName,
+                            char* dataPath) {
+    const int length =
+        std::snprintf(dataPath, uioPathSize, "/sys/class/uio/%s/maps/map0/%s", uioName, dataName.c_str());
+    if (length >= 0 && length < static_cast<int>(uioPathSize)) {
+        return true;
+    }
+    RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::failure,
+                      length < 0 ? "snprintf failed with" : "snprintf truncated dataPath when",
+                      " devicePath: ", devicePath, ", and dataName: ", dataName);
+    return false;
+}
+
+template <typename T>
+unsigned long Uio<T>::readAttribute(const char* dataPath) {
+    LinuxIo linuxIo;
+    const int fd = linuxIo.open(dataPath, O_RDONLY);
+    if (fd == -1) {
+        return 0;
+    }
+    std::array<char, 20> text{};
+    const int length = linuxIo.read(fd, text.data(), text.size() - 1);
+    const int readError = errno;
+    linuxIo.close(fd);
+    if (length == -1) {
+        RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::failure, "read of \"", dataPath, "\" failed with ",
+                          std::strerror(readError));
+        return 0;
+    }
+    text[static_cast<std::size_t>(length)] = '\0';
+    const unsigned long value = numberOf(text.data());
+    RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::detail, "read value ", Hex(value), " from \"", dataPath, "\"");
+    return value;
+}
+
+template <typename T>
+bool Uio<T>::getInterruptType(unsigned long* type) {
+    RYNVEL_ENTER();
+    if (type == nullptr) {
+        failAssertionAt("type", "cppsrc/RynvelUio", 35, __PRETTY_FUNCTION__);
+    }
+    *type = 4;
+    return true;
+}
+
+template <typename T>
+bool Uio<T>::enableInterrupt() {
+    RYNVEL_ENTER();
+    return control(1, TraceLevel::highRate, __func__);
+}
+
+template <typename T>
+bool Uio<T>::disableInterrupt() {
+    RYNVEL_ENTER();
+    return control(0, TraceLevel::failure, __func__);
+}
+
+template <typename T>
+bool Uio<T>::control(std::int32_t state, int failureLevel, const char* function) {
+    if (this->m_linuxIo.write(this->m_fd, &state, sizeof(state)) >= 0) {
+        return true;
+    }
+    RYNVEL_MESSAGE_AS(function, failureLevel, "Failed to write on device \"", this->getDevName(),
+                      "\". errno = ", std::strerror(errno));
+    return false;
+}
+
+template <typename T>
+bool Uio<T>::waitForInterrupt(unsigned long* status) {
+    RYNVEL_ENTER();
+    if (!this->enableInterrupt()) {
+        RYNVEL_MESSAGE(TraceLevel::highRate, "Failed to enable interrupt on device \"", this->getDevName(), "\".");
+        return false;
+    }
+    std::uint32_t count = 0;
+    if (this->m_linuxIo.read(this->m_fd, &count, sizeof(count)) == -1) {
+        RYNVEL_MESSAGE(TraceLevel::failure, "Failed to read from device \"", this->getDevName(),
+                       "\". errno = ", std::strerror(errno));
+        *status = 0;
+        return false;
+    }
+    *status = count;
+    return true;
+}
+
+} // namespace Rynvel
+
+#endif

@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "AccessRecorder.h"
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+
+// Every load and store on the registers, one by one: none wider, narrower, repeated or merged.
+
+namespace {
+
+using Rynvel::ByteOrder;
+using RynvelTest::AccessRecorder;
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+
+template <typename T>
+class MmapAccessTest : public testing::Test {
+protected:
+    /** The index of the last register, behind which an access that is too wide shows. */
+    static constexpr unsigned int last = AccessRecorder::pageSize / sizeof(T) - 1;
+    static constexpr std::size_t lastOffset = last * sizeof(T);
+
+    MmapAccessTest() {
+        m_os.script("mmap", {answering(reinterpret_cast<long>(m_page.page()))});
+        m_os.script("munmap", {answering(0)});
+        m_device = std::make_unique<Rynvel::Mmap<T>>("/dev/x", 0, AccessRecorder::pageSize,
+                                                     std::make_unique<RecordingMutex>(m_os.log()), false);
+    }
+
+    template <typename Operation>
+    EventLog accessesOf(Operation operation) {
+        m_page.watch();
+        operation();
+        return m_page.accesses();
+    }
+
+    static EventLog accesses(const std::string& kind, unsigned int first, unsigned int items) {
+        EventLog result;
+        for (unsigned int i = 0; i < items; ++i) {
+            result.push_back(kind + std::to_string((first + i) * sizeof(T)));
+        }
+        return result;
+    }
+
+    AccessRecorder m_page;
+    ScriptedOs m_os;
+    std::unique_ptr<Rynvel::Mmap<T>> m_device;
+};
+
+using Widths = testing::Types<std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(MmapAccessTest, Widths);
+
+TYPED_TEST(MmapAccessTest, IsSeenByTheRecorderByteByByteWhenItIsWiderOrNarrower) {
+    const auto page = static_cast<volatile std::uint8_t*>(this->m_page.page());
+    EXPECT_EQ(this->accessesOf([&] {
+        page[0] = 1;
+        page[1] = page[0];
+    }),
+              (EventLog{"store 0", "load 0", "store 1"}));
+    const auto end = this->lastOffset + sizeof(TypeParam) / 2;
+    EXPECT_EQ(
+        this->accessesOf([&] { static_cast<void>(*reinterpret_cast<const volatile TypeParam*>(page + end)); }).size(),
+        2U);
+}
+
+TYPED_TEST(MmapAccessTest, OfAReadIsOneLoad) {
+    TypeParam value = 0;
+    EXPECT_EQ(this->accessesOf([&] { this->m_device->read(this->last, &value); }),
+              this->accesses("load ", this->last, 1));
+    EXPECT_EQ(this->accessesOf([&] { this->m_device->read(3, &value); }), this->accesses("load ", 3, 1));
+}
+
+TYPED_TEST(MmapAccessTest, OfAWriteIsOneStore) {
+    EXPECT_EQ(this->accessesOf([&] { this->m_device->write(this->last, 1); }), this->accesses("store ", this->last, 1));
+    EXPECT_EQ(this->accessesOf([&] { this->m_device->write(3, 1); }), this->accesses("store ", 3, 1));
+}
+
+TYPED_TEST(MmapAccessTest, OfAMaskedWriteIsOneLoadThenOneStoreForEveryMask) {
+    const std::string offset = std::to_string(this->lastOffset);
+    for (const auto mask : {0U, 0x0FU, 0xFFFFFFFFU}) {
+        EXPECT_EQ(this->accessesOf([&] { this->m_device->write(this->last, 1, static_cast<TypeParam>(mask)); }),
+                  (EventLog{"load " + offset, "store " + offset}));
+    }
+}
+
+TYPED_TEST(MmapAccessTest, OfABurstIsOneLoadOrStoreARegisterInOrder) {
+    constexpr unsigned int items = 37;
+    const unsigned int first = this->last - items + 1;
+    TypeParam values[items] = {};
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        EXPECT_EQ(this->accessesOf([&] { this->m_device->read(first, values, items, order); }),
+                  this->accesses("load ", first, items));
+        EXPECT_EQ(this->accessesOf([&] { this->m_device->write(first, values, items, order); }),
+                  this->accesses("store ", first, items));
+        EXPECT_EQ(this->accessesOf([&] { this->m_device->read(first, values, 0, order); }), EventLog{});
+    }
+}
+
+} // namespace

@@ -1,0 +1,395 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+#include <sys/mman.h>
+
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+using Rynvel::ByteOrder;
+using Rynvel::Mmap;
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+constexpr auto path = "/dev/tomkar_registers";
+
+std::string unmapCall(const void* address, unsigned int length) {
+    std::ostringstream text;
+    text << "munmap(" << address << ", " << length << ')';
+    return text.str();
+}
+
+/** What differs between the widths. */
+template <typename T>
+struct Width;
+
+template <>
+struct Width<std::uint16_t> {
+    static constexpr auto value = std::uint16_t{0xA51B};
+    static constexpr auto reversed = std::uint16_t{0x1BA5};
+    static constexpr auto dataText = "0xa51b";
+    static constexpr auto maskText = "0x000f";
+};
+
+template <>
+struct Width<std::uint32_t> {
+    static constexpr auto value = std::uint32_t{0xA51B2C3D};
+    static constexpr auto reversed = std::uint32_t{0x3D2C1BA5};
+    static constexpr auto dataText = "0xa51b2c3d";
+    static constexpr auto maskText = "0x0000000f";
+};
+
+template <typename T>
+class MmapTest : public testing::Test {
+protected:
+    using Value = T;
+
+    std::unique_ptr<Mmap<T>> make(std::size_t offset, std::size_t size, bool fake = false) {
+        return std::make_unique<Mmap<T>>(path, offset, size, std::make_unique<RecordingMutex>(m_os.log()), fake);
+    }
+
+    std::unique_ptr<Mmap<T>> mapped(std::size_t offset = 0) {
+        auto device = make(offset, 0x1000);
+        m_os.log().clear();
+        return device;
+    }
+
+    /** A device whose file could not be opened. */
+    std::unique_ptr<Mmap<T>> absent() {
+        m_os.script("open", {failing(ENODEV)});
+        auto device = make(0, 0x1000);
+        m_os.log().clear();
+        return device;
+    }
+
+    void store(std::size_t address, T value) { std::memcpy(&m_os.memory.at(address), &value, sizeof(T)); }
+
+    T stored(std::size_t address) const {
+        T value = 0;
+        std::memcpy(&value, &m_os.memory.at(address), sizeof(T));
+        return value;
+    }
+
+    ScriptedOs m_os;
+};
+
+using Widths = testing::Types<std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(MmapTest, Widths);
+
+TYPED_TEST(MmapTest, OpensTheFileAndMapsItFromItsBeginningSharedForReadingAndWriting) {
+    const auto device = this->make(0x100, 0x1000);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"open(/dev/tomkar_registers, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}));
+    EXPECT_EQ(device->getNativeHandle(), ScriptedOs::descriptor);
+    EXPECT_EQ(device->getDevName(), path);
+}
+
+TYPED_TEST(MmapTest, MapsAnonymousMemoryForAFakeAndOpensNothing) {
+    const auto device = this->make(0, 0x1000, true);
+    EXPECT_EQ(this->m_os.log(), EventLog{"mmap(0, 4096, 3, 33, -1, 0)"});
+    EXPECT_EQ(device->getNativeHandle(), -1);
+    EXPECT_EQ(device->ioctl(1, 2), -1);
+    EXPECT_EQ(this->m_os.log().size(), 1U);
+}
+
+TYPED_TEST(MmapTest, UnmapsAtItsFirstRegisterThenClosesThenDestroysTheMutex) {
+    auto device = this->mapped(0x100);
+    device.reset();
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{unmapCall(&this->m_os.memory[0x100], 0x1000), "close(7)", "mutex destroyed"}));
+}
+
+TYPED_TEST(MmapTest, UnmapsAFakeAndClosesNothing) {
+    auto device = this->make(0, 0x1000, true);
+    this->m_os.log().clear();
+    device.reset();
+    EXPECT_EQ(this->m_os.log(), (EventLog{unmapCall(this->m_os.memory.data(), 0x1000), "mutex destroyed"}));
+}
+
+TYPED_TEST(MmapTest, IgnoresFailuresOfUnmappingAndClosing) {
+    auto device = this->mapped();
+    this->m_os.script("munmap", {failing(EINVAL)});
+    this->m_os.script("close", {failing(EIO)});
+    device.reset();
+    EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
+}
+
+TYPED_TEST(MmapTest, KeepsWhatWasWrittenToAFake) {
+    const auto device = this->make(0, 0x1000, true);
+    TypeParam value = 0;
+    EXPECT_TRUE(device->write(0, Width<TypeParam>::value));
+    EXPECT_TRUE(device->read(0, &value));
+    EXPECT_EQ(value, Width<TypeParam>::value);
+}
+
+TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
+    this->m_os.script("open", {failing(ENODEV)});
+    errno = 0;
+    const TraceRecorder recorder(5);
+    const auto device = this->make(0, 0x1000);
+    EXPECT_EQ(errno, ENODEV);
+    EXPECT_EQ(this->m_os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
+    EXPECT_EQ(recorder.lines(),
+              EventLog{"Rynvel.Mmap 2 Mmap: Could not open \"/dev/tomkar_registers\". errno = No such device."});
+    EXPECT_EQ(device->getNativeHandle(), -1);
+}
+
+TYPED_TEST(MmapTest, AnswersFalseToEveryRegisterOperationWithoutAMapping) {
+    const auto device = this->absent();
+    TypeParam value = 0x55;
+    EXPECT_FALSE(device->read(0, &value));
+    EXPECT_EQ(value, 0);
+    TypeParam values[2] = {1, 2};
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        EXPECT_FALSE(device->read(0, values, 2, order));
+        EXPECT_EQ(values[0], 1);
+        EXPECT_EQ(values[1], 2);
+        EXPECT_FALSE(device->write(0, values, 2, order));
+        EXPECT_FALSE(device->read(0, values, 0, order));
+    }
+    EXPECT_FALSE(device->write(0, 1));
+    EXPECT_FALSE(device->write(0, 1, 1));
+    EXPECT_FALSE(device->cancelWaitForInterrupt(0, 1));
+    EXPECT_EQ(device->ioctl(1, 2), -1);
+    EXPECT_EQ(this->m_os.log(), EventLog{});
+}
+
+TYPED_TEST(MmapTest, SaysThatItClosesADeviceThatItCouldNotOpenButDoesNot) {
+    auto device = this->absent();
+    const TraceRecorder recorder(5);
+    device.reset();
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Mmap 5 ~Mmap: Close \"/dev/tomkar_registers\"."});
+    EXPECT_EQ(this->m_os.log(), EventLog{"mutex destroyed"});
+}
+
+TYPED_TEST(MmapTest, MapsNothingOfSizeZeroButKeepsTheFile) {
+    const TraceRecorder recorder(5);
+    auto device = this->make(0, 0);
+    EXPECT_EQ(this->m_os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    TypeParam value = 0x55;
+    EXPECT_FALSE(device->read(0, &value));
+    EXPECT_EQ(value, 0);
+    EXPECT_FALSE(device->write(0, 1));
+    EXPECT_EQ(device->ioctl(1, 2), 0);
+    EXPECT_EQ(device->getNativeHandle(), ScriptedOs::descriptor);
+    device.reset();
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"open(/dev/tomkar_registers, 2)", "ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
+}
+
+/** Writes what is traced to standard error by the C library's streams, which the scripted system does not see. */
+class PrintingSink : public ZilTraceControl::Sink {
+public:
+    void write(const ZilTraceControl::Record& record) override {
+        std::fprintf(stderr, "%d %s\n", record.level, record.text != nullptr ? record.text : "");
+    }
+};
+
+template <typename T>
+class MmapDeathTest : public testing::Test {
+protected:
+    /** Fails the mapping and prints the calls and what is traced. */
+    static void failToMap() {
+        ScriptedOs os;
+        PrintingSink sink;
+        ZilTraceControl::setSink(&sink);
+        os.printCalls();
+        os.script("mmap", {failing(ENOMEM)});
+        os.script("close", {failing(EIO)});
+        const Mmap<T> device(path, 0, 0x1000, std::make_unique<RecordingMutex>(os.log()), false);
+    }
+};
+
+TYPED_TEST_SUITE(MmapDeathTest, Widths);
+
+TYPED_TEST(MmapDeathTest, TracesAtLevelOneClosesTheFileAndEndsTheProcessWhenTheMappingFails) {
+    EXPECT_DEATH(this->failToMap(),
+                 "mmap\\(0, 4096, 3, 1, 7, 0\\)\n"
+                 "1 Could not mmap \"/dev/tomkar_registers\". errno = Cannot allocate memory.\n"
+                 "close\\(7\\)\n.*"
+                 "cppsrc/RynvelMmap:[0-9]+: Rynvel::Mmap<T>::Mmap\\(.*Assertion `m_regMap != MAP_FAILED' failed");
+}
+
+TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) {
+    const auto device = this->mapped(0x100);
+    this->store(0x100 + 3 * sizeof(TypeParam), Width<TypeParam>::value);
+    TypeParam value = 0;
+    EXPECT_TRUE(device->read(3, &value));
+    EXPECT_EQ(value, Width<TypeParam>::value);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
+}
+
+TEST(Mmap32, ReadsIndex3AtOffset0x100FromByte0x10C) {
+    ScriptedOs os;
+    Mmap<std::uint32_t> device(path, 0x100, 0x1000, std::make_unique<RecordingMutex>(os.log()), false);
+    os.memory[0x10C] = 0x78;
+    os.memory[0x10F] = 0x12;
+    std::uint32_t value = 0;
+    EXPECT_TRUE(device.read(3, &value));
+    EXPECT_EQ(value, 0x12000078U);
+}
+
+TYPED_TEST(MmapTest, WritesTheRegisterUnderTheLock) {
+    const auto device = this->mapped();
+    EXPECT_TRUE(device->write(5, Width<TypeParam>::value));
+    EXPECT_EQ(this->stored(5 * sizeof(TypeParam)), Width<TypeParam>::value);
+    EXPECT_EQ(this->stored(4 * sizeof(TypeParam)), 0);
+    EXPECT_EQ(this->stored(6 * sizeof(TypeParam)), 0);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
+}
+
+TYPED_TEST(MmapTest, MergesUnderAMaskUnderOneLock) {
+    const auto device = this->mapped();
+    this->store(0, static_cast<TypeParam>(0xF0));
+    EXPECT_TRUE(device->write(0, 0x3C, 0x0F));
+    EXPECT_EQ(this->stored(0), static_cast<TypeParam>(0xFC));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
+}
+
+TYPED_TEST(MmapTest, MovesBurstsUnderOneLock) {
+    const auto device = this->mapped();
+    const TypeParam written[3] = {Width<TypeParam>::value, 2, 3};
+    TypeParam values[3] = {};
+    EXPECT_TRUE(device->write(1, written, 3, ByteOrder::Host));
+    EXPECT_TRUE(device->read(1, values, 3, ByteOrder::Host));
+    EXPECT_EQ(values[0], Width<TypeParam>::value);
+    EXPECT_EQ(values[2], 3);
+    EXPECT_EQ(this->stored(3 * sizeof(TypeParam)), 3);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock", "lock", "unlock"}));
+}
+
+TYPED_TEST(MmapTest, ReversesTheBytesOfEveryItemOfANetworkBurst) {
+    const auto device = this->mapped();
+    const TypeParam written[2] = {Width<TypeParam>::value, Width<TypeParam>::value};
+    TypeParam values[2] = {};
+    EXPECT_TRUE(device->write(1, written, 2, ByteOrder::Network));
+    EXPECT_EQ(this->stored(2 * sizeof(TypeParam)), Width<TypeParam>::reversed);
+    EXPECT_TRUE(device->read(1, values, 2, ByteOrder::Network));
+    EXPECT_EQ(values[1], Width<TypeParam>::value);
+}
+
+TYPED_TEST(MmapTest, TakesAnyOrderButNetworkForHost) {
+    const auto device = this->mapped();
+    this->store(0, Width<TypeParam>::value);
+    TypeParam value = 0;
+    EXPECT_TRUE(device->read(0, &value, 1, static_cast<ByteOrder>(7)));
+    EXPECT_EQ(value, Width<TypeParam>::value);
+}
+
+TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
+    const auto device = this->mapped();
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        this->m_os.log().clear();
+        EXPECT_TRUE(device->read(0x10000000, nullptr, 0, order));
+        EXPECT_TRUE(device->write(0x10000000, nullptr, 0, order));
+        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock", "lock", "unlock"}));
+    }
+}
+
+TYPED_TEST(MmapTest, ForwardsARequestWithoutTheLock) {
+    const auto device = this->mapped();
+    this->m_os.script("ioctl", {answering(42), failing(ENOTTY)});
+    EXPECT_EQ(device->ioctl(0x5401, 0xBEEF), 42);
+    EXPECT_EQ(device->ioctl(0x5401, 0xBEEF), -1);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
+}
+
+TYPED_TEST(MmapTest, HasNoInterruptsAndTouchesAndTracesNothingForThem) {
+    const auto device = this->mapped();
+    const TraceRecorder recorder(7);
+    unsigned long info = 0x55;
+    EXPECT_FALSE(device->getInterruptType(&info));
+    EXPECT_FALSE(device->enableInterrupt());
+    EXPECT_FALSE(device->disableInterrupt());
+    EXPECT_FALSE(device->waitForInterrupt(&info));
+    EXPECT_EQ(info, 0x55U);
+    EXPECT_EQ(this->m_os.log(), EventLog{});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(MmapTest, ReleasesAWaiterByASingleWrite) {
+    const auto device = this->mapped();
+    EXPECT_TRUE(device->cancelWaitForInterrupt(2, Width<TypeParam>::value));
+    EXPECT_EQ(this->stored(2 * sizeof(TypeParam)), Width<TypeParam>::value);
+}
+
+TYPED_TEST(MmapTest, TracesItsLife) {
+    const TraceRecorder recorder(6);
+    this->make(0x100, 0x1000).reset();
+    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
+                                          "Hex(devPageOffset)=0x00000100, Hex(devSize)=0x00001000, fake=0",
+                                          "Rynvel.Mmap 5 Mmap: mapSize: 4096", "Rynvel.Mmap 6 ~Mmap ENTER",
+                                          "Rynvel.Mmap 5 ~Mmap: Close \"/dev/tomkar_registers\"."}));
+    EXPECT_EQ(recorder.traces().front().file, "cppsrc/RynvelMmap");
+    EXPECT_EQ(recorder.traces().front().option, 256);
+}
+
+TYPED_TEST(MmapTest, TracesTheLifeOfAFakeWithoutAClose) {
+    const TraceRecorder recorder(6);
+    this->make(0, 0x1000, true).reset();
+    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
+                                          "Hex(devPageOffset)=0x00000000, Hex(devSize)=0x00001000, fake=1",
+                                          "Rynvel.Mmap 5 Mmap: mapSize: 4096", "Rynvel.Mmap 6 ~Mmap ENTER"}));
+}
+
+std::string bufferText(const void* buffer) {
+    std::ostringstream text;
+    text << HexU32Struct{static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(buffer)), 8};
+    return text.str();
+}
+
+TYPED_TEST(MmapTest, TracesTheEntryOfEveryOperationAtLevelSeven) {
+    const auto device = this->mapped();
+    const std::string data = Width<TypeParam>::dataText;
+    TypeParam values[12] = {};
+    const TraceRecorder recorder(7);
+    device->read(0x1F, values);
+    device->write(0x20, Width<TypeParam>::value);
+    device->write(0x20, Width<TypeParam>::value, 0x0F);
+    device->read(1, values, 12, ByteOrder::Host);
+    device->write(2, values, 0, ByteOrder::Network);
+    device->ioctl(-5, 0xBEEF);
+    const std::string entry = "Rynvel.Mmap 7 ";
+    const std::string buffer = bufferText(values);
+    EXPECT_EQ(
+        recorder.lines(),
+        (EventLog{entry + "read ENTER Hex(offset)=0x0000001f",
+                  entry + "write ENTER Hex(offset)=0x00000020, Hex(data)=" + data,
+                  entry + "write ENTER Hex(offset)=0x00000020, Hex(data)=" + data +
+                      ", Hex(bitmask)=" + Width<TypeParam>::maskText,
+                  entry + "read ENTER Hex(offset)=0x00000001, Hex(data)=" + buffer + ", items=12, byteOrder=Host",
+                  entry + "write ENTER Hex(offset)=0x00000002, Hex(data)=" + buffer + ", items=0, byteOrder=Network",
+                  entry + "ioctl ENTER command=-5, Hex(static_cast<size_t>(arg))=0x0000beef"}));
+}
+
+TYPED_TEST(MmapTest, TracesNoOperationAtLevelSix) {
+    const auto device = this->mapped();
+    const TraceRecorder recorder(6);
+    TypeParam value = 0;
+    device->read(0, &value);
+    device->write(0, value);
+    device->ioctl(0, 0);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(MmapTest, TracesBeforeItLocks) {
+    const auto device = this->mapped();
+    const TraceRecorder recorder(7, "*", &this->m_os.log());
+    TypeParam value = 0;
+    device->read(0, &value);
+    EXPECT_EQ(this->m_os.log()[0], "Rynvel.Mmap 7 read ENTER Hex(offset)=0x00000000");
+    EXPECT_EQ(this->m_os.log()[1], "lock");
+}
+
+} // namespace

@@ -1,0 +1,451 @@
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "ChildProcess.h"
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+thread_local bool formattingFails = false;
+
+} // namespace
+
+// Formatting cannot be made to fail by its arguments: the library finds this function in place of the C library's.
+extern "C" int snprintf(char* text, size_t size, const char* format, ...) noexcept {
+    if (formattingFails) {
+        return -1;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, size, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+namespace {
+
+using Rynvel::Uio;
+using RynvelTest::answering;
+using RynvelTest::asUsual;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+constexpr auto path = "/dev/tomkar_traffic";
+constexpr auto offsetPath = "/sys/class/uio/uio3/maps/map0/offset";
+constexpr auto sizePath = "/sys/class/uio/uio3/maps/map0/size";
+
+/** Lets the formatting of a path fail while it lives. */
+class FailingFormat {
+public:
+    FailingFormat() { formattingFails = true; }
+    FailingFormat(const FailingFormat&) = delete;
+    FailingFormat& operator=(const FailingFormat&) = delete;
+    ~FailingFormat() { formattingFails = false; }
+};
+
+template <typename T>
+class UioTest : public testing::Test {
+protected:
+    UioTest() {
+        m_os.linkText = "uio3";
+        setMap("0x0\n", "0x1000\n");
+    }
+
+    void setMap(const std::string& offset, const std::string& size) {
+        m_os.files = {{offsetPath, offset}, {sizePath, size}};
+    }
+
+    std::unique_ptr<Uio<T>> make(bool fake = false) {
+        return std::make_unique<Uio<T>>(path, std::make_unique<RecordingMutex>(m_os.log()), fake);
+    }
+
+    std::unique_ptr<Uio<T>> opened() {
+        auto device = make();
+        m_os.log().clear();
+        return device;
+    }
+
+    unsigned long sizeAttribute(const std::string& text) {
+        setMap("0", text);
+        return Uio<T>::getMapData(path, "size");
+    }
+
+    ScriptedOs m_os;
+};
+
+using Widths = testing::Types<std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(UioTest, Widths);
+
+TYPED_TEST(UioTest, LooksUpOffsetThenSizeThenOpensAndMapsTheDevice) {
+    const auto device = this->make();
+    EXPECT_EQ(
+        this->m_os.log(),
+        (EventLog{"readlink(/dev/tomkar_traffic, 4095)", std::string("open(") + offsetPath + ", 0)", "read(8, 19)",
+                  "close(8)", "readlink(/dev/tomkar_traffic, 4095)", std::string("open(") + sizePath + ", 0)",
+                  "read(8, 19)", "close(8)", "open(/dev/tomkar_traffic, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}));
+    EXPECT_EQ(device->getNativeHandle(), ScriptedOs::descriptor);
+    EXPECT_EQ(device->getDevName(), path);
+}
+
+TYPED_TEST(UioTest, PutsItsFirstRegisterAtTheMapsOffset) {
+    this->setMap("0x100\n", "0x1000\n");
+    const auto device = this->make();
+    EXPECT_TRUE(device->write(1, 0x77));
+    EXPECT_EQ(this->m_os.memory[0x100 + sizeof(TypeParam)], 0x77);
+    this->m_os.script("munmap", {answering(0)});
+}
+
+TYPED_TEST(UioTest, HandsFakeOnToItsBase) {
+    const auto device = this->make(true);
+    EXPECT_EQ(this->m_os.log().back(), "mmap(0, 4096, 3, 33, -1, 0)");
+    EXPECT_EQ(device->getNativeHandle(), -1);
+}
+
+TYPED_TEST(UioTest, ClosesWhatItsBaseOpened) {
+    auto device = this->opened();
+    device.reset();
+    ASSERT_EQ(this->m_os.log().size(), 3U);
+    EXPECT_EQ(this->m_os.log()[0].rfind("munmap(", 0), 0U);
+    EXPECT_EQ(this->m_os.log()[1], "close(7)");
+    EXPECT_EQ(this->m_os.log()[2], "mutex destroyed");
+}
+
+TYPED_TEST(UioTest, TracesItsConstructionAfterThatOfItsBase) {
+    const TraceRecorder recorder(6);
+    const auto device = this->make();
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{std::string("Rynvel.Uio 5 getMapData: read value 0x00000000 from \"") + offsetPath + "\"",
+                        std::string("Rynvel.Uio 5 getMapData: read value 0x00001000 from \"") + sizePath + "\"",
+                        "Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_traffic, "
+                        "Hex(devPageOffset)=0x00000000, Hex(devSize)=0x00001000, fake=0",
+                        "Rynvel.Mmap 5 Mmap: mapSize: 4096",
+                        "Rynvel.Uio 6 Uio ENTER physicalDevName=/dev/tomkar_traffic, fake=0"}));
+    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelUio");
+    EXPECT_EQ(recorder.traces()[0].option, 256);
+    EXPECT_EQ(recorder.traces()[4].file, "cppsrc/RynvelUio");
+}
+
+TYPED_TEST(UioTest, TracesItsConstructionAsAFake) {
+    const TraceRecorder recorder(6, "Rynvel.Uio");
+    const auto device = this->make(true);
+    EXPECT_EQ(recorder.lines().back(), "Rynvel.Uio 6 Uio ENTER physicalDevName=/dev/tomkar_traffic, fake=1");
+}
+
+TYPED_TEST(UioTest, ReadsAnAttributeWithTheBaseOfItsPrefix) {
+    EXPECT_EQ(this->sizeAttribute("4096\n"), 4096U);
+    EXPECT_EQ(this->sizeAttribute("0x1000\n"), 0x1000U);
+    EXPECT_EQ(this->sizeAttribute("0X1f\n"), 0x1FU);
+    EXPECT_EQ(this->sizeAttribute("010"), 8U);
+    EXPECT_EQ(this->sizeAttribute("  12 apples"), 12U);
+    EXPECT_EQ(this->sizeAttribute("08"), 0U);
+    EXPECT_EQ(this->sizeAttribute("0xffffffff"), 0xFFFFFFFFU);
+}
+
+TYPED_TEST(UioTest, ReadsNineteenBytesOfAnAttributeAtMost) {
+    EXPECT_EQ(this->sizeAttribute("0000000000000000010777"), 8U);
+}
+
+TYPED_TEST(UioTest, ThrowsOnAnAttributeThatIsNoNumber) {
+    for (const char* text : {"", "\n", "size", "x10"}) {
+        try {
+            this->sizeAttribute(text);
+            ADD_FAILURE() << "no exception for '" << text << "'";
+        } catch (const std::invalid_argument& error) {
+            EXPECT_STREQ(error.what(), "stoul");
+        }
+        EXPECT_EQ(this->m_os.log().back(), "close(8)");
+    }
+}
+
+TYPED_TEST(UioTest, ThrowsOnAnAttributeThatDoesNotFitInAnUnsignedLong) {
+    try {
+        this->sizeAttribute("0xfffffffffffffffffff");
+        ADD_FAILURE() << "no exception";
+    } catch (const std::out_of_range& error) {
+        EXPECT_STREQ(error.what(), "stoul");
+    }
+}
+
+TYPED_TEST(UioTest, KeepsErrnoAroundTheConversion) {
+    errno = EBUSY;
+    this->sizeAttribute("17");
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_THROW(this->sizeAttribute("0xfffffffffffffffffff"), std::out_of_range);
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_THROW(this->sizeAttribute("none"), std::invalid_argument);
+    EXPECT_EQ(errno, EBUSY);
+}
+
+TYPED_TEST(UioTest, LetsTheExceptionsLeaveTheConstructorWithNothingOpenAndTheMutexFreed) {
+    const TraceRecorder recorder(4);
+    this->setMap("0", "none");
+    EXPECT_THROW(this->make(), std::invalid_argument);
+    EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
+    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(8)");
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    this->setMap("none", "0x1000");
+    EXPECT_THROW(this->make(), std::invalid_argument);
+}
+
+TYPED_TEST(UioTest, TakesAPathThatIsNoLinkForAMapOfSizeZeroAndSaysSoForEachLookup) {
+    const TraceRecorder recorder(3);
+    this->m_os.script("readlink", {failing(EINVAL), failing(EINVAL)});
+    errno = 0;
+    const auto device = this->make();
+    EXPECT_EQ(errno, EINVAL);
+    const std::string message =
+        "Rynvel.Uio 3 getMapData: readlink of \"/dev/tomkar_traffic\" failed with Invalid argument";
+    EXPECT_EQ(recorder.lines(), (EventLog{message, message}));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"readlink(/dev/tomkar_traffic, 4095)", "readlink(/dev/tomkar_traffic, 4095)",
+                                          "open(/dev/tomkar_traffic, 2)"}));
+    TypeParam value = 0x55;
+    EXPECT_FALSE(device->read(0, &value));
+    EXPECT_EQ(value, 0);
+}
+
+TYPED_TEST(UioTest, UsesTheLinksTextAsItIs) {
+    this->m_os.linkText = "../uio3";
+    this->m_os.files = {{"/sys/class/uio/../uio3/maps/map0/size", "8"}};
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
+}
+
+TYPED_TEST(UioTest, ReportsAPathThatALongLinkTextTruncates) {
+    const TraceRecorder recorder(1);
+    this->m_os.linkText = std::string(4095, 'u');
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    this->m_os.linkText = std::string(5000, 'u');
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "offset"), 0U);
+    const std::string begin =
+        "Rynvel.Uio 1 getMapData: snprintf truncated dataPath when devicePath: /dev/tomkar_traffic, and dataName: ";
+    EXPECT_EQ(recorder.lines(), (EventLog{begin + "size", begin + "offset"}));
+}
+
+TYPED_TEST(UioTest, TakesAPathOf4095BytesAndRefusesOneMore) {
+    const TraceRecorder recorder(1);
+    const std::size_t around = std::strlen("/sys/class/uio//maps/map0/size");
+    this->m_os.linkText = std::string(4095 - around, 'u');
+    this->m_os.files = {{"/sys/class/uio/" + this->m_os.linkText + "/maps/map0/size", "8"}};
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    this->m_os.linkText += 'u';
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    EXPECT_EQ(recorder.lines().size(), 1U);
+}
+
+TYPED_TEST(UioTest, GivesUpSilentlyOnALinkTextThatCannotFit) {
+    const TraceRecorder recorder(7);
+    this->m_os.script("readlink", {answering(4096), answering(5000)});
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_EQ(this->m_os.log().size(), 2U);
+}
+
+TYPED_TEST(UioTest, ReportsAPathThatCannotBeFormatted) {
+    const TraceRecorder recorder(1);
+    unsigned long value = 1;
+    {
+        const FailingFormat failing;
+        value = Uio<TypeParam>::getMapData(path, "size");
+    }
+    EXPECT_EQ(value, 0U);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 1 getMapData: snprintf failed with devicePath: "
+                                         "/dev/tomkar_traffic, and dataName: size"});
+}
+
+TYPED_TEST(UioTest, TakesAnAttributeThatCannotBeOpenedForZeroWithoutAMessage) {
+    const TraceRecorder recorder(7);
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "none"), 0U);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_EQ(this->m_os.log().back(), "open(/sys/class/uio/uio3/maps/map0/none, 0)");
+}
+
+TYPED_TEST(UioTest, ReportsAnAttributeThatCannotBeReadAfterClosingIt) {
+    const TraceRecorder recorder(1, "*", &this->m_os.log());
+    this->m_os.script("read", {failing(EIO)});
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(8)");
+    EXPECT_EQ(this->m_os.log().back(),
+              std::string("Rynvel.Uio 1 getMapData: read of \"") + sizePath + "\" failed with Input/output error");
+}
+
+TYPED_TEST(UioTest, HasInterruptType4WhateverTheDevice) {
+    const auto device = this->opened();
+    unsigned long type = std::numeric_limits<unsigned long>::max();
+    EXPECT_TRUE(device->getInterruptType(&type));
+    EXPECT_EQ(type, 4U);
+    EXPECT_EQ(this->m_os.log(), EventLog{});
+}
+
+TYPED_TEST(UioTest, EnablesWithA32BitOneAndDisablesWithA32BitZeroWithoutTheLock) {
+    const auto device = this->opened();
+    EXPECT_TRUE(device->enableInterrupt());
+    EXPECT_TRUE(device->disableInterrupt());
+    EXPECT_EQ(this->m_os.log(), (EventLog{"write(7, 01000000)", "write(7, 00000000)"}));
+}
+
+TYPED_TEST(UioTest, TakesAShortWriteForSuccess) {
+    const auto device = this->opened();
+    this->m_os.script("write", {answering(0), answering(3)});
+    EXPECT_TRUE(device->enableInterrupt());
+    EXPECT_TRUE(device->disableInterrupt());
+}
+
+TYPED_TEST(UioTest, TracesAFailedEnableAtLevelSevenAndAFailedDisableAtLevelOne) {
+    const auto device = this->opened();
+    const std::string text = "Failed to write on device \"/dev/tomkar_traffic\". errno = Input/output error";
+    {
+        const TraceRecorder recorder(6, "Rynvel.Uio");
+        this->m_os.script("write", {failing(EIO)});
+        errno = 0;
+        EXPECT_FALSE(device->enableInterrupt());
+        EXPECT_EQ(errno, EIO);
+        EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 6 enableInterrupt ENTER"});
+    }
+    {
+        const TraceRecorder recorder(7, "Rynvel.Uio");
+        this->m_os.script("write", {failing(EIO)});
+        EXPECT_FALSE(device->enableInterrupt());
+        EXPECT_EQ(recorder.lines().back(), "Rynvel.Uio 7 enableInterrupt: " + text);
+    }
+    {
+        const TraceRecorder recorder(1, "Rynvel.Uio");
+        this->m_os.script("write", {failing(EIO)});
+        errno = 0;
+        EXPECT_FALSE(device->disableInterrupt());
+        EXPECT_EQ(errno, EIO);
+        EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 1 disableInterrupt: " + text});
+    }
+}
+
+/** Lets the next read from the device give a count of interrupts. */
+void giveCount(ScriptedOs& os, std::uint32_t count) { std::memcpy(os.memory.data(), &count, sizeof(count)); }
+
+TYPED_TEST(UioTest, EnablesAndThenReadsTheCountWhenItWaits) {
+    const auto device = this->opened();
+    giveCount(this->m_os, 0xFEDCBA98);
+    this->m_os.script("write", {answering(0)});
+    unsigned long status = std::numeric_limits<unsigned long>::max();
+    EXPECT_TRUE(device->waitForInterrupt(&status));
+    EXPECT_EQ(status, 0xFEDCBA98UL);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"write(7, 01000000)", "read(7, 4)"}));
+}
+
+TYPED_TEST(UioTest, TakesAnyCountOfBytesForAnInterrupt) {
+    const auto device = this->opened();
+    this->m_os.script("read", {answering(0)});
+    unsigned long status = 7;
+    EXPECT_TRUE(device->waitForInterrupt(&status));
+    EXPECT_EQ(status, 0U);
+}
+
+TYPED_TEST(UioTest, DoesNotWaitWhenItCannotEnable) {
+    const auto device = this->opened();
+    const TraceRecorder recorder(7, "Rynvel.Uio");
+    this->m_os.script("write", {failing(ENODEV)});
+    unsigned long status = 7;
+    EXPECT_FALSE(device->waitForInterrupt(&status));
+    EXPECT_EQ(status, 7U);
+    EXPECT_EQ(this->m_os.log(), EventLog{"write(7, 01000000)"});
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Uio 6 waitForInterrupt ENTER", "Rynvel.Uio 6 enableInterrupt ENTER",
+                        "Rynvel.Uio 7 enableInterrupt: Failed to write on device \"/dev/tomkar_traffic\". errno = "
+                        "No such device",
+                        "Rynvel.Uio 7 waitForInterrupt: Failed to enable interrupt on device "
+                        "\"/dev/tomkar_traffic\"."}));
+}
+
+TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
+    const auto device = this->opened();
+    const TraceRecorder recorder(1);
+    this->m_os.script("read", {failing(EINTR)});
+    unsigned long status = 7;
+    errno = 0;
+    EXPECT_FALSE(device->waitForInterrupt(&status));
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(status, 0U);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 1 waitForInterrupt: Failed to read from device "
+                                         "\"/dev/tomkar_traffic\". errno = Interrupted system call"});
+}
+
+/** Records the enables that a wait makes. */
+template <typename T>
+class OwnEnable : public Uio<T> {
+public:
+    using Uio<T>::Uio;
+    bool enableInterrupt() override {
+        ++enables;
+        return true;
+    }
+    int enables = 0;
+};
+
+TYPED_TEST(UioTest, EnablesThroughTheVirtualOperationWhenItWaits) {
+    OwnEnable<TypeParam> device(path, std::make_unique<RecordingMutex>(this->m_os.log()), false);
+    this->m_os.log().clear();
+    unsigned long status = 0;
+    EXPECT_TRUE(device.waitForInterrupt(&status));
+    EXPECT_EQ(device.enables, 1);
+    EXPECT_EQ(this->m_os.log(), EventLog{"read(7, 4)"});
+}
+
+TYPED_TEST(UioTest, WaitsAfterADisableToo) {
+    const auto device = this->opened();
+    unsigned long status = 0;
+    this->m_os.script("write", {answering(0), answering(0)});
+    EXPECT_TRUE(device->disableInterrupt());
+    EXPECT_TRUE(device->waitForInterrupt(&status));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"write(7, 00000000)", "write(7, 01000000)", "read(7, 4)"}));
+}
+
+TYPED_TEST(UioTest, TracesTheEntryOfEveryInterruptOperationAtLevelSix) {
+    const auto device = this->opened();
+    const TraceRecorder recorder(6);
+    unsigned long value = 0;
+    device->getInterruptType(&value);
+    device->enableInterrupt();
+    device->disableInterrupt();
+    device->waitForInterrupt(&value);
+    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Uio 6 getInterruptType ENTER", "Rynvel.Uio 6 enableInterrupt ENTER",
+                                          "Rynvel.Uio 6 disableInterrupt ENTER", "Rynvel.Uio 6 waitForInterrupt ENTER",
+                                          "Rynvel.Uio 6 enableInterrupt ENTER"}));
+}
+
+template <typename T>
+class UioDeathTest : public testing::Test {
+protected:
+    static constexpr auto typeText = sizeof(T) == 2 ? "short unsigned int" : "unsigned int";
+
+    static void askForTypeWithoutAPlace() {
+        std::unique_ptr<Uio<T>> device;
+        {
+            ScriptedOs os;
+            EventLog log;
+            device = std::make_unique<Uio<T>>(path, std::make_unique<RecordingMutex>(log), false);
+        }
+        device->getInterruptType(nullptr);
+    }
+};
+
+TYPED_TEST_SUITE(UioDeathTest, Widths);
+
+TYPED_TEST(UioDeathTest, EndsTheProcessWhenThereIsNoPlaceForTheType) {
+    EXPECT_DEATH(this->askForTypeWithoutAPlace(),
+                 std::string("cppsrc/RynvelUio:35: bool Rynvel::Uio<T>::getInterruptType\\(long unsigned int\\*\\) "
+                             "\\[with T = ") +
+                     this->typeText + "\\]: Assertion `type' failed");
+}
+
+} // namespace
