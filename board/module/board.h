@@ -9,5 +9,9 @@ extern struct dentry *board_debugfs;
 
 int seek_devices_init(void);
 void seek_devices_exit(void);
+int uio_devices_init(void);
+void uio_devices_exit(void);
+int clock_device_init(void);
+void clock_device_exit(void);
 
 #endif

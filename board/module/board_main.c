@@ -15,6 +15,8 @@ struct device_family {
 
 static const struct device_family families[] = {
 	{ seek_devices_init, seek_devices_exit },
+	{ uio_devices_init, uio_devices_exit },
+	{ clock_device_init, clock_device_exit },
 };
 
 struct dentry *board_debugfs;

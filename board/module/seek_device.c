@@ -10,11 +10,11 @@
 #include <linux/module.h>
 #include <linux/mutex.h>
 #include <linux/sizes.h>
-#include <linux/uaccess.h>
 #include <linux/vmalloc.h>
 
 #include "board.h"
 #include "board_probe.h"
+#include "board_registers.h"
 #include "device_names.h"
 
 #define BLOCK_SIZE_BYTES SZ_64K
@@ -35,7 +35,7 @@ static const struct {
 struct seek_device {
 	struct miscdevice misc;
 	struct mutex lock; /* guards the registers and the probes */
-	u8 *registers;
+	struct board_registers registers;
 	struct board_probe probes[OPERATIONS];
 	struct dentry *debugfs;
 };
@@ -48,14 +48,6 @@ static struct seek_device *device_of(struct file *file)
 	return container_of(file->private_data, struct seek_device, misc);
 }
 
-static ssize_t write_registers(struct seek_device *device, const char __user *user, size_t length,
-			       loff_t *pos)
-{
-	if (length && *pos >= BLOCK_SIZE_BYTES)
-		return -ENOSPC;
-	return simple_write_to_buffer(device->registers, BLOCK_SIZE_BYTES, pos, user, length);
-}
-
 static ssize_t seek_device_read(struct file *file, char __user *user, size_t length, loff_t *pos)
 {
 	struct seek_device *device = device_of(file);
@@ -64,8 +56,7 @@ static ssize_t seek_device_read(struct file *file, char __user *user, size_t len
 	mutex_lock(&device->lock);
 	result = board_probe_call(&device->probes[READ_CALL], &length);
 	if (!result)
-		result = simple_read_from_buffer(user, length, pos, device->registers,
-						 BLOCK_SIZE_BYTES);
+		result = board_registers_read(&device->registers, user, length, pos);
 	mutex_unlock(&device->lock);
 	return result;
 }
@@ -79,7 +70,7 @@ static ssize_t seek_device_write(struct file *file, const char __user *user, siz
 	mutex_lock(&device->lock);
 	result = board_probe_call(&device->probes[WRITE_CALL], &length);
 	if (!result)
-		result = write_registers(device, user, length, pos);
+		result = board_registers_write(&device->registers, user, length, pos);
 	mutex_unlock(&device->lock);
 	return result;
 }
@@ -118,44 +109,12 @@ static const struct file_operations seek_device_fops = {
 	.unlocked_ioctl = seek_device_ioctl,
 };
 
-static ssize_t registers_read(struct file *file, char __user *user, size_t length, loff_t *pos)
-{
-	struct seek_device *device = file->private_data;
-	ssize_t result;
-
-	mutex_lock(&device->lock);
-	result = simple_read_from_buffer(user, length, pos, device->registers, BLOCK_SIZE_BYTES);
-	mutex_unlock(&device->lock);
-	return result;
-}
-
-static ssize_t registers_write(struct file *file, const char __user *user, size_t length,
-			       loff_t *pos)
-{
-	struct seek_device *device = file->private_data;
-	ssize_t result;
-
-	mutex_lock(&device->lock);
-	result = write_registers(device, user, length, pos);
-	mutex_unlock(&device->lock);
-	return result;
-}
-
-static const struct file_operations registers_fops = {
-	.owner = THIS_MODULE,
-	.open = simple_open,
-	.read = registers_read,
-	.write = registers_write,
-	.llseek = default_llseek,
-};
-
 static void create_test_files(struct seek_device *device)
 {
 	int i;
 
 	device->debugfs = debugfs_create_dir(device->misc.name, board_debugfs);
-	debugfs_create_file_size("registers", 0644, device->debugfs, device, &registers_fops,
-				 BLOCK_SIZE_BYTES);
+	board_registers_create(&device->registers, device->debugfs);
 	for (i = 0; i < OPERATIONS; i++)
 		board_probe_create(&device->probes[i], &device->lock, operations[i].transfers,
 				   operations[i].name, device->debugfs);
@@ -169,8 +128,10 @@ static int add_device(struct seek_device *device, const char *name)
 	device->misc.minor = MISC_DYNAMIC_MINOR;
 	device->misc.name = name;
 	device->misc.fops = &seek_device_fops;
-	device->registers = vzalloc(BLOCK_SIZE_BYTES);
-	if (!device->registers)
+	device->registers.lock = &device->lock;
+	device->registers.size = BLOCK_SIZE_BYTES;
+	device->registers.bytes = vzalloc(BLOCK_SIZE_BYTES);
+	if (!device->registers.bytes)
 		return -ENOMEM;
 
 	/* The probes must be ready before the first opener, so the test files come first. */
@@ -178,7 +139,7 @@ static int add_device(struct seek_device *device, const char *name)
 	error = misc_register(&device->misc);
 	if (error) {
 		debugfs_remove(device->debugfs);
-		vfree(device->registers);
+		vfree(device->registers.bytes);
 	}
 	return error;
 }
@@ -190,7 +151,7 @@ static void remove_devices(size_t count)
 
 		misc_deregister(&device->misc);
 		debugfs_remove(device->debugfs);
-		vfree(device->registers);
+		vfree(device->registers.bytes);
 	}
 }
 

@@ -1,59 +1,18 @@
 /* Tests the seekable devices of the board, named by the arguments, from inside the guest. */
 #define _GNU_SOURCE
 #include <errno.h>
-#include <fcntl.h>
 #include <pthread.h>
 #include <stdbool.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "device_test.h"
+
 #define SIZE 0x10000
 #define GET_BLOCK_SIZE _IO('B', 1)
 #define ROUNDS 300
-
-static bool all_passed = true;
-
-static void check(const char* name, bool passed) {
-    printf("%s %s\n", passed ? "ok" : "FAILED", name);
-    all_passed = all_passed && passed;
-}
-
-static int open_device(const char* path) {
-    int fd = open(path, O_RDWR);
-    if (fd == -1) {
-        perror(path);
-        exit(2);
-    }
-    return fd;
-}
-
-static int open_test_file(const char* device, const char* file) {
-    char path[256];
-    snprintf(path, sizeof path, "/sys/kernel/debug/rynvel_board/%s/%s", strrchr(device, '/') + 1, file);
-    return open_device(path);
-}
-
-static bool set(const char* device, const char* file, const char* text) {
-    int fd = open_test_file(device, file);
-    bool done = write(fd, text, strlen(text)) == (ssize_t)strlen(text);
-    close(fd);
-    return done;
-}
-
-static long get(const char* device, const char* file) {
-    char text[64] = "";
-    int fd = open_test_file(device, file);
-    if (read(fd, text, sizeof text - 1) <= 0)
-        text[0] = '\0';
-    close(fd);
-    return text[0] ? strtol(text, NULL, 10) : -1;
-}
-
-static bool fails_with(long result, int error) { return result == -1 && errno == error; }
 
 static bool write_at(int fd, off_t address, const void* data, size_t size) {
     return lseek(fd, address, SEEK_SET) == address && write(fd, data, size) == (ssize_t)size;
@@ -250,7 +209,6 @@ static void test_concurrency(const char* path) {
 }
 
 int main(int argc, char** argv) {
-    setvbuf(stdout, NULL, _IOLBF, 0);
     test_fresh(argc - 1, argv + 1);
     test_separate(argc - 1, argv + 1);
     const char* path = argv[argc - 1];
@@ -264,5 +222,5 @@ int main(int argc, char** argv) {
     test_forced_errors(path);
     test_forced_short(path);
     test_concurrency(path);
-    return all_passed ? 0 : 1;
+    return exit_status();
 }
