@@ -23,24 +23,27 @@ public:
     void shorten(const std::string& operation, unsigned int calls, int bytes) const { force(operation, calls, bytes); }
 
     /** How often an operation was called since the last reset. */
-    unsigned int calls(const std::string& operation) const {
-        std::ifstream file(m_folder + operation + "/calls");
-        unsigned int count = 0;
-        EXPECT_TRUE(file >> count) << m_folder;
-        return count;
+    unsigned int calls(const std::string& operation) const { return value(operation + "/calls"); }
+
+    /** The number that a file of the device's folder holds. */
+    unsigned int value(const std::string& file) const {
+        std::ifstream stream(m_folder + file);
+        unsigned int number = 0;
+        EXPECT_TRUE(stream >> number) << m_folder << file;
+        return number;
     }
 
     void resetCalls(const std::string& operation) const { set(operation + "/calls", "0"); }
-
-private:
-    void force(const std::string& operation, unsigned int calls, int result) const {
-        set(operation + "/force", std::to_string(calls) + ' ' + std::to_string(result));
-    }
 
     void set(const std::string& file, const std::string& text) const {
         std::ofstream stream(m_folder + file);
         stream << text << std::flush;
         EXPECT_TRUE(stream) << m_folder << file;
+    }
+
+private:
+    void force(const std::string& operation, unsigned int calls, int result) const {
+        set(operation + "/force", std::to_string(calls) + ' ' + std::to_string(result));
     }
 
     const std::string m_folder;

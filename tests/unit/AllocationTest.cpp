@@ -33,52 +33,67 @@ using Rynvel::ByteOrder;
 using RynvelTest::EventLog;
 using RynvelTest::TraceRecorder;
 
+std::unique_ptr<Rynvel::PthreadMutex> plainMutex() {
+    return std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
+}
+
+/** The path of a file in memory that the descriptor keeps. */
+std::string memoryFile() {
+    const int fd = memfd_create("registers", 0);
+    EXPECT_EQ(ftruncate(fd, 4096), 0);
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
 template <typename T>
+std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Lseek<T>* /*type*/) {
+    return std::make_unique<Rynvel::Lseek<T>>(memoryFile(), plainMutex());
+}
+
+template <typename T>
+std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Mmap<T>* /*type*/) {
+    return std::make_unique<Rynvel::Mmap<T>>(memoryFile(), 0, 4096, plainMutex(), false);
+}
+
+/** @tparam Backend the class under test. */
+template <typename Backend>
 class AllocationTest : public testing::Test {
 protected:
-    AllocationTest() {
-        const int fd = memfd_create("registers", MFD_CLOEXEC);
-        EXPECT_EQ(ftruncate(fd, 4096), 0);
-        m_device =
-            std::make_unique<Rynvel::Lseek<T>>("/proc/self/fd/" + std::to_string(fd),
-                                               std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));
-        close(fd);
-    }
-
-    void operate(unsigned int round) {
+    template <typename T>
+    static void operate(Rynvel::Device<T>& device, unsigned int round) {
         T values[4] = {};
-        m_device->read(round % 64, values);
-        m_device->write(round % 64, T{1});
-        m_device->write(round % 64, T{1}, T{2});
-        m_device->read(0, values, 4, ByteOrder::Host);
-        m_device->read(0, values, 4, ByteOrder::Network);
-        m_device->write(0, values, 4, ByteOrder::Host);
-        m_device->write(0, values, 4, ByteOrder::Network);
-        m_device->ioctl(0, 0);
-        m_device->getNativeHandle();
-        m_device->enableInterrupt();
+        device.read(round % 64, values);
+        device.write(round % 64, T{1});
+        device.write(round % 64, T{1}, T{2});
+        device.read(0, values, 4, ByteOrder::Host);
+        device.read(0, values, 4, ByteOrder::Network);
+        device.write(0, values, 4, ByteOrder::Host);
+        device.write(0, values, 4, ByteOrder::Network);
+        device.ioctl(0, 0);
+        device.getNativeHandle();
+        device.enableInterrupt();
     }
-
-    std::unique_ptr<Rynvel::Device<T>> m_device;
 };
 
-using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
-TYPED_TEST_SUITE(AllocationTest, Widths);
+using Backends = testing::Types<Rynvel::Lseek<std::uint8_t>, Rynvel::Lseek<std::uint16_t>, Rynvel::Lseek<std::uint32_t>,
+                                Rynvel::Mmap<std::uint16_t>, Rynvel::Mmap<std::uint32_t>>;
+TYPED_TEST_SUITE(AllocationTest, Backends);
 
 TYPED_TEST(AllocationTest, NeitherAllocatesNorLogsIn10000OperationsWithTracingOff) {
+    const auto device = make(static_cast<TypeParam*>(nullptr));
     const TraceRecorder recorder(0);
     const unsigned long before = allocations;
     for (unsigned int round = 0; round < 1000; ++round) {
-        this->operate(round);
+        this->operate(*device, round);
     }
     EXPECT_EQ(allocations, before);
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TYPED_TEST(AllocationTest, SeesTheAllocationsOfATracedOperation) {
-    const TraceRecorder recorder(6);
+    const auto device = make(static_cast<TypeParam*>(nullptr));
+    const TraceRecorder recorder(7);
     const unsigned long before = allocations;
-    this->operate(0);
+    this->operate(*device, 0);
     EXPECT_GT(allocations, before);
 }
 

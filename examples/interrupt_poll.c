@@ -1,0 +1,50 @@
+/* Waits for an interrupt of the real-time clock with a time-out: enable first, then poll, then receive. */
+
+#define _POSIX_C_SOURCE 200809L
+
+#include <rynvel.h>
+
+#include <poll.h>
+#include <stdio.h>
+
+/* Registers of the clock, by index. */
+enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
+enum { TIMEOUT_MILLISECONDS = 500, MOST_TIMEOUTS = 20 };
+
+/* Lets the clock interrupt in two seconds. */
+static int setAlarm(int clock) {
+    uint32_t now = 0;
+    return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&
+           Rynvel2_write32(clock, MATCH, now + 2) == 0 && Rynvel2_write32(clock, INTERRUPT_MASK, 1) == 0;
+}
+
+static int pollUntilReady(int clock) {
+    struct pollfd descriptor = {Rynvel_getFileDescriptor(clock), POLLIN, 0};
+    int timeouts;
+    for (timeouts = 0; timeouts < MOST_TIMEOUTS; ++timeouts) {
+        const int ready = poll(&descriptor, 1, TIMEOUT_MILLISECONDS);
+        if (ready != 0) {
+            return ready == 1 && (descriptor.revents & POLLIN) != 0;
+        }
+        printf("  no interrupt within %d ms, time for something else\n", (int)TIMEOUT_MILLISECONDS);
+        fflush(stdout);
+    }
+    return 0;
+}
+
+int main(void) {
+    const int clock = Rynvel_open("rtc0");
+    unsigned long count = 0;
+    if (clock == -1 || !setAlarm(clock) || Rynvel_enableInterrupts(clock) != 0) {
+        fprintf(stderr, "interrupt_poll: cannot start\n");
+        return 1;
+    }
+    printf("polling the descriptor of rtc0 for an interrupt\n");
+    if (!pollUntilReady(clock) || Rynvel_receiveInterrupts(clock, &count) != 0) {
+        fprintf(stderr, "interrupt_poll: no interrupt came\n");
+        return 1;
+    }
+    printf("  interrupt received, the kernel counts %lu\n", count);
+    Rynvel2_write32(clock, INTERRUPT_MASK, 0);
+    return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 ? 0 : 1;
+}

@@ -1,0 +1,64 @@
+/* Waits for interrupts of the real-time clock in one thread, while another works on the registers of a device. */
+
+#include <rynvel.h>
+
+#include <pthread.h>
+#include <stdatomic.h>
+#include <stdio.h>
+
+/* Registers of the clock, by index. */
+enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
+enum { INTERRUPTS = 3 };
+
+static atomic_int interruptsLeft = INTERRUPTS;
+
+/* Lets the clock interrupt one second from now. */
+static int setAlarm(int clock) {
+    uint32_t now = 0;
+    return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&
+           Rynvel2_write32(clock, MATCH, now + 1) == 0 && Rynvel2_write32(clock, INTERRUPT_MASK, 1) == 0;
+}
+
+static void* receiveInterrupts(void* argument) {
+    const int clock = *(const int*)argument;
+    while (interruptsLeft > 0) {
+        unsigned long count = 0;
+        if (!setAlarm(clock) || Rynvel_receiveInterrupts(clock, &count) != 0) {
+            fprintf(stderr, "interrupt_thread: the clock failed\n");
+            interruptsLeft = 0;
+            return NULL;
+        }
+        printf("  interrupt of the clock, the kernel counts %lu\n", count);
+        fflush(stdout);
+        --interruptsLeft;
+    }
+    return NULL;
+}
+
+/* Counts in the low byte of a register and keeps the others, until all interrupts are there. */
+static unsigned long workOnRegisters(int device) {
+    unsigned long writes = 0;
+    Rynvel_write32(device, 0x10, 0xABCDEF00);
+    while (interruptsLeft > 0 && Rynvel_writeBitmask32(device, 0x10, (uint32_t)writes, 0x000000FF) == 0) {
+        ++writes;
+    }
+    return writes;
+}
+
+int main(void) {
+    int clock = Rynvel_open("rtc0");
+    const int device = Rynvel_open("traf.top");
+    pthread_t receiver;
+    uint32_t value = 0;
+    if (clock == -1 || device == -1 || pthread_create(&receiver, NULL, receiveInterrupts, &clock) != 0) {
+        fprintf(stderr, "interrupt_thread: cannot start\n");
+        return 1;
+    }
+    printf("waiting for %d interrupts of rtc0 while traf.top is at work\n", (int)INTERRUPTS);
+    printf("  %s masked writes meanwhile\n", workOnRegisters(device) > 1000 ? "thousands of" : "few");
+    pthread_join(receiver, NULL);
+    Rynvel2_write32(clock, INTERRUPT_MASK, 0);
+    Rynvel_read32(device, 0x10, &value);
+    printf("  register 0x10 of traf.top holds 0x%08lx\n", (unsigned long)value);
+    return 0;
+}
