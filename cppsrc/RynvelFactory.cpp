@@ -8,8 +8,11 @@
 #include "RynvelAssert.h"
 #include "RynvelTrace.h"
 #include "rynvel.h"
+#include "rynvel/FpgaSpi32.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/PthreadMutex.h"
+#include "rynvel/Tyvon.h"
+#include "rynvel/TyvonInterrupt.h"
 #include "rynvel/Uio.h"
 
 namespace Rynvel {
@@ -47,6 +50,10 @@ std::unique_ptr<Device16> build(const MemoryDevice& row, std::unique_ptr<IMutex>
         return std::make_unique<Lseek<std::uint16_t>>(row.m_devicePath, std::move(mutex));
     case DeviceType::Uio16:
         return std::make_unique<Uio<std::uint16_t>>(row.m_devicePath, std::move(mutex), false);
+    case DeviceType::Tyvon16:
+        return std::make_unique<Tyvon<std::uint16_t>>(row.m_devicePath, 0, row.m_parameter, std::move(mutex), false);
+    case DeviceType::TyvonInterrupt16:
+        return std::make_unique<TyvonInterrupt<std::uint16_t>>(row.m_devicePath, std::move(mutex));
     default:
         return nullptr;
     }
@@ -59,6 +66,12 @@ std::unique_ptr<Device32> build(const MemoryDevice& row, std::unique_ptr<IMutex>
         return std::make_unique<Lseek<std::uint32_t>>(row.m_devicePath, std::move(mutex));
     case DeviceType::Uio32:
         return std::make_unique<Uio<std::uint32_t>>(row.m_devicePath, std::move(mutex), false);
+    case DeviceType::Tyvon32:
+        return std::make_unique<Tyvon<std::uint32_t>>(row.m_devicePath, 0, row.m_parameter, std::move(mutex), false);
+    case DeviceType::TyvonInterrupt32:
+        return std::make_unique<TyvonInterrupt<std::uint32_t>>(row.m_devicePath, std::move(mutex));
+    case DeviceType::FpgaSpi32:
+        return std::make_unique<FpgaSpi32>(row.m_devicePath, std::move(mutex), row.m_parameter);
     default:
         return nullptr;
     }

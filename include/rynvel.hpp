@@ -8,6 +8,7 @@
 #include "rynvel/ByteOrder.h"
 #include "rynvel/Device.h"
 #include "rynvel/Factory.h"
+#include "rynvel/FpgaSpi32.h"
 #include "rynvel/HexU32Struct.h"
 #include "rynvel/IDevice.h"
 #include "rynvel/IMutex.h"
@@ -16,6 +17,8 @@
 #include "rynvel/MemoryDevice.h"
 #include "rynvel/Mmap.h"
 #include "rynvel/PthreadMutex.h"
+#include "rynvel/Tyvon.h"
+#include "rynvel/TyvonInterrupt.h"
 #include "rynvel/Uio.h"
 
 #endif

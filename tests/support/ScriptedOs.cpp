@@ -144,8 +144,11 @@ long ScriptedOs::write(int fd, const void* buffer, std::size_t count) {
 }
 
 int ScriptedOs::ioctl(int fd, unsigned long request, unsigned long arg) {
-    record(call("ioctl", fd, hex(request), hex(arg)));
     const auto answer = nextAnswer("ioctl");
+    if (!answer && onRequest) {
+        return onRequest(request, arg);
+    }
+    record(call("ioctl", fd, hex(request), hex(arg)));
     return answer ? static_cast<int>(resultOf(*answer)) : 0;
 }
 

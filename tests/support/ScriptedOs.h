@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -73,6 +74,8 @@ public:
 
     /** The content of the device file. */
     std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(4096);
+    /** Takes the unscripted requests, in place of the record and the result 0. */
+    std::function<int(unsigned long request, unsigned long arg)> onRequest;
     /** The text of every symbolic link. */
     std::string linkText = "uio0";
     /** The text files below /sys. Opening one gives its text to the next reads; opening another there fails. */

@@ -108,6 +108,43 @@ TEST(CInterface, GivesTheDescriptorOfADevice) {
     withOpenDevices([](ScriptedOs&) { EXPECT_EQ(Rynvel_getFileDescriptor(handle16), ScriptedOs::descriptor); });
 }
 
+TEST(CInterface, GivesNoDescriptorAndNoRequestsOfADeviceThatHasNone) {
+    inChildProcess([] {
+        ScriptedOs os;
+        const int handle = Rynvel_open("fpga");
+        os.log().clear();
+        EXPECT_EQ(Rynvel_getFileDescriptor(handle), -1);
+        EXPECT_EQ(Rynvel_ioctl(handle, 1, 2), -1);
+        EXPECT_EQ(os.log(), EventLog{});
+    });
+}
+
+TEST(CInterface, ServesTheInterruptsOfADevice) {
+    inChildProcess([] {
+        ScriptedOs os;
+        os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0"}, {"/sys/class/uio/uio0/maps/map0/size", "4096"}};
+        const int handle = Rynvel_open("uio32");
+        os.log().clear();
+        os.script("write", {answering(4), answering(4), answering(4)});
+        unsigned long type = 0;
+        unsigned long info = 0;
+        os.memory[0] = 5;
+        EXPECT_EQ(Rynvel_getInterruptType(handle, &type), 0);
+        EXPECT_EQ(type, 4U);
+        EXPECT_EQ(Rynvel_enableInterrupts(handle), 0);
+        EXPECT_EQ(Rynvel_disableInterrupts(handle), 0);
+        os.script("read", {answering(4)});
+        EXPECT_EQ(Rynvel_receiveInterrupts(handle, &info), 0);
+        EXPECT_EQ(os.log(), (EventLog{"write(7, 01000000)", "write(7, 00000000)", "write(7, 01000000)", "read(7, 4)"}));
+    });
+}
+
+TEST(CInterface, LetsTheExceptionOfAConstructionPass) {
+    ScriptedOs os;
+    os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "none"}};
+    EXPECT_THROW(Rynvel_open("uio32"), std::invalid_argument);
+}
+
 TEST(CInterface, ReadsASingleRegisterAtTheDevicesAddress) {
     withOpenDevices([](ScriptedOs& os) {
         std::uint8_t value8 = 0;

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <set>
+#include <stdexcept>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -140,6 +141,101 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
         EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 4 createDevice: Device \"own\" created."});
         EXPECT_EQ(factory().getHandle(std::shared_ptr<Rynvel::IDevice>(device.get(), [](Rynvel::IDevice*) {})), -1);
     }
+}
+
+/** A row of the tests' table, and what its device is built of. */
+struct Backend {
+    const char* name;
+    int width;
+    bool (*isOfItsClass)(const Rynvel::IDevice*);
+    EventLog construction;
+};
+
+template <typename Class>
+bool isOf(const Rynvel::IDevice* device) {
+    return dynamic_cast<const Class*>(device) != nullptr;
+}
+
+EventLog uioConstruction(const std::string& path) {
+    EventLog log;
+    for (const std::string attribute : {"offset", "size"}) {
+        log.push_back("readlink(" + path + ", 4095)");
+        log.push_back("open(/sys/class/uio/uio0/maps/map0/" + attribute + ", 0)");
+        log.emplace_back("read(8, 19)");
+        log.emplace_back("close(8)");
+    }
+    log.push_back("open(" + path + ", 2)");
+    log.emplace_back("mmap(0, 2048, 3, 1, 7, 0)");
+    return log;
+}
+
+const std::vector<Backend>& backends() {
+    static const std::vector<Backend> all{
+        {"lseek8", 8, isOf<Rynvel::Lseek<std::uint8_t>>, {"open(/dev/lseek8, 2)"}},
+        {"lseek16", 16, isOf<Rynvel::Lseek<std::uint16_t>>, {"open(/dev/lseek16, 2)"}},
+        {"lseek32", 32, isOf<Rynvel::Lseek<std::uint32_t>>, {"open(/dev/lseek32, 2)"}},
+        {"uio16", 16, isOf<Rynvel::Uio<std::uint16_t>>, uioConstruction("/dev/uio16")},
+        {"uio32", 32, isOf<Rynvel::Uio<std::uint32_t>>, uioConstruction("/dev/uio32")},
+        {"fpga", 32, isOf<Rynvel::FpgaSpi32>, {"open(/dev/fpga, 2)"}},
+        {"tyvon16", 16, isOf<Rynvel::Tyvon<std::uint16_t>>, {"open(/dev/tyvon16, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}},
+        {"tyvon32", 32, isOf<Rynvel::Tyvon<std::uint32_t>>, {"open(/dev/tyvon32, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}},
+        {"tyvonInterrupt16", 16, isOf<Rynvel::TyvonInterrupt<std::uint16_t>>, {"open(/dev/tyvonInterrupt16, 2)"}},
+        {"tyvonInterrupt32", 32, isOf<Rynvel::TyvonInterrupt<std::uint32_t>>, {"open(/dev/tyvonInterrupt32, 2)"}},
+    };
+    return all;
+}
+
+void addUioDevice(ScriptedOs& os) {
+    os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0"}, {"/sys/class/uio/uio0/maps/map0/size", "2048"}};
+}
+
+TEST(Factory, BuildsTheBackendOfEveryTypeFromItsRow) {
+    for (const Backend& backend : backends()) {
+        ScriptedOs os;
+        addUioDevice(os);
+        const auto device = factory().createDevice(*factory().findMemoryDevice(backend.name), plainMutex());
+        ASSERT_NE(device, nullptr) << backend.name;
+        EXPECT_TRUE(backend.isOfItsClass(device.get())) << backend.name;
+        EXPECT_EQ(device->getDevName(), std::string("/dev/") + backend.name);
+        EXPECT_EQ(os.log(), backend.construction) << backend.name;
+    }
+}
+
+TEST(Factory, MakesPrivateDevicesOfTheAskedWidthOnly) {
+    for (const Backend& backend : backends()) {
+        ScriptedOs os;
+        addUioDevice(os);
+        const TraceRecorder recorder(0);
+        const auto device8 = factory().makeUnique8(backend.name, plainMutex());
+        const auto device16 = factory().makeUnique16(backend.name, plainMutex());
+        const auto device32 = factory().makeUnique32(backend.name, plainMutex());
+        EXPECT_EQ(device8 != nullptr, backend.width == 8) << backend.name;
+        EXPECT_EQ(device16 != nullptr, backend.width == 16) << backend.name;
+        EXPECT_EQ(device32 != nullptr, backend.width == 32) << backend.name;
+        EXPECT_TRUE(backend.isOfItsClass(device8.get()) || backend.isOfItsClass(device16.get()) ||
+                    backend.isOfItsClass(device32.get()))
+            << backend.name;
+        EXPECT_EQ(os.log(), backend.construction) << backend.name;
+    }
+}
+
+TEST(Factory, GivesTheRowsParameterAsBlockOffsetToAnFpga) {
+    ScriptedOs os;
+    const TraceRecorder recorder(6, "Rynvel.FpgaSpi");
+    const auto device = factory().makeUnique32("fpga", plainMutex());
+    EXPECT_EQ(recorder.lines(),
+              EventLog{"Rynvel.FpgaSpi 6 FpgaSpi32 ENTER physicalDevName=/dev/fpga, blockOffset=4096"});
+}
+
+TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLockFree) {
+    inChildProcess([] {
+        ScriptedOs os;
+        os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "none"}};
+        EXPECT_THROW(factory().create("uio32"), std::invalid_argument);
+        EXPECT_EQ(factory().getBackend(factory().findMemoryDeviceIndex("uio32")), nullptr);
+        addUioDevice(os);
+        EXPECT_NE(factory().create("uio32"), nullptr);
+    });
 }
 
 /** The make function of a width. */
@@ -292,11 +388,11 @@ TEST(Factory, EndsTheProcessOnANegativeHandle) {
 
 TEST(Factory, EndsTheProcessOnAHandleBeyondTheTable) {
     const std::string failed = ": Assertion `static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)' failed";
-    EXPECT_DEATH(factory().getBackend(8), "Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend8(8), "Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend(15), "Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend8(15), "Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
     EXPECT_DEATH(factory().getBackend16(2147483647),
                  "Rynvel::Device16\\* Rynvel::Factory::getBackend16\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend32(8), "Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend32(15), "Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
 }
 
 TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {

@@ -1,0 +1,33 @@
+/**
+ * @file
+ * Mapped registers and interrupts of a device of the Tyvon driver.
+ */
+#ifndef RYNVEL_TYVON_H
+#define RYNVEL_TYVON_H
+
+#include <cstdint>
+
+#include "rynvel/Export.h"
+#include "rynvel/Mmap.h"
+#include "rynvel/TyvonControl.h"
+
+namespace Rynvel {
+
+/**
+ * A Tyvon device with mapped registers, for `T` = `std::uint16_t` and `std::uint32_t`: constructed as Mmap is, with the
+ * interrupts of TyvonControl. Interrupt operations are traced at level 6, failed waits at level 1, on the channel
+ * "Rynvel.Tyvon".
+ */
+template <typename T>
+class RYNVEL_EXPORT Tyvon : public TyvonControl<Mmap<T>> {
+public:
+    using TyvonControl<Mmap<T>>::TyvonControl;
+    ~Tyvon() override;
+};
+
+extern template class Tyvon<std::uint16_t>;
+extern template class Tyvon<std::uint32_t>;
+
+} // namespace Rynvel
+
+#endif

@@ -1,0 +1,33 @@
+/**
+ * @file
+ * Seekable registers and interrupts of a device of the Tyvon driver.
+ */
+#ifndef RYNVEL_TYVONINTERRUPT_H
+#define RYNVEL_TYVONINTERRUPT_H
+
+#include <cstdint>
+
+#include "rynvel/Export.h"
+#include "rynvel/Lseek.h"
+#include "rynvel/TyvonControl.h"
+
+namespace Rynvel {
+
+/**
+ * A Tyvon device with registers in its device file, for `T` = `std::uint16_t` and `std::uint32_t`: constructed as Lseek
+ * is, with the interrupts of TyvonControl. Interrupt operations are traced at level 6, failed waits at level 1, on the
+ * channel "Rynvel.TyvonInterrupt".
+ */
+template <typename T>
+class RYNVEL_EXPORT TyvonInterrupt : public TyvonControl<Lseek<T>> {
+public:
+    using TyvonControl<Lseek<T>>::TyvonControl;
+    ~TyvonInterrupt() override;
+};
+
+extern template class TyvonInterrupt<std::uint16_t>;
+extern template class TyvonInterrupt<std::uint32_t>;
+
+} // namespace Rynvel
+
+#endif

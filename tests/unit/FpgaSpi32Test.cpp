@@ -1,0 +1,437 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+
+#include <gtest/gtest.h>
+#include <linux/spi/spidev.h>
+#include <rynvel.hpp>
+
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+using Rynvel::ByteOrder;
+using Rynvel::FpgaSpi32;
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+constexpr auto path = "/dev/spidev7.1";
+constexpr std::size_t frameSize = 11;
+
+std::string hex(const std::uint8_t* bytes, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        char digits[4];
+        std::snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned int>(bytes[i]));
+        text += (i == 0 ? "" : " ") + std::string(digits);
+    }
+    return text;
+}
+
+/** An FPGA on the scripted machine's spidev node. Each transaction is an event "spi REQUEST". */
+class ScriptedFpga {
+public:
+    explicit ScriptedFpga(ScriptedOs& os) : m_log(os.log()) {
+        os.onRequest = [this](unsigned long request, unsigned long arg) { return transact(request, arg); };
+    }
+
+    std::map<std::uint32_t, std::uint32_t> registers;
+    /** The status of every answer, and that of one transaction counted from 0. */
+    std::uint8_t status = 0x80;
+    std::map<std::size_t, std::uint8_t> statusOf;
+    /** The transactions, counted from 0, that fail with errno EIO. */
+    std::map<std::size_t, int> resultOf;
+
+    const spi_ioc_transfer& lastTransfer() const { return m_transfer; }
+    const std::string& replyBefore() const { return m_replyBefore; }
+    std::size_t transactions() const { return m_transactions; }
+
+private:
+    int transact(unsigned long request, unsigned long arg) {
+        const std::size_t number = m_transactions++;
+        EXPECT_EQ(request, 0x40206B00UL);
+        std::memcpy(&m_transfer, reinterpret_cast<const void*>(arg), sizeof(m_transfer));
+        const auto* tx = reinterpret_cast<const std::uint8_t*>(m_transfer.tx_buf);
+        auto* rx = reinterpret_cast<std::uint8_t*>(m_transfer.rx_buf);
+        m_log.push_back("spi " + hex(tx, frameSize));
+        m_replyBefore = hex(rx, frameSize);
+        if (resultOf.count(number) != 0) {
+            errno = EIO;
+            return resultOf[number];
+        }
+        answer(tx, rx);
+        rx[10] = statusOf.count(number) != 0 ? statusOf[number] : status;
+        return frameSize;
+    }
+
+    void answer(const std::uint8_t* tx, std::uint8_t* rx) {
+        const std::uint32_t address = bigEndian(tx + 1);
+        std::fill(rx, rx + frameSize, std::uint8_t{0xEE});
+        if (tx[0] == 0x01) {
+            registers[address] = bigEndian(tx + 5);
+        }
+        for (unsigned int i = 0; i < 4; ++i) {
+            rx[6 + i] = static_cast<std::uint8_t>(registers[address] >> (24 - 8 * i));
+        }
+    }
+
+    static std::uint32_t bigEndian(const std::uint8_t* bytes) {
+        return static_cast<std::uint32_t>(bytes[0]) << 24U | static_cast<std::uint32_t>(bytes[1]) << 16U |
+               static_cast<std::uint32_t>(bytes[2]) << 8U | bytes[3];
+    }
+
+    EventLog& m_log;
+    spi_ioc_transfer m_transfer{};
+    std::string m_replyBefore;
+    std::size_t m_transactions = 0;
+};
+
+class FpgaSpi32Test : public testing::Test {
+protected:
+    explicit FpgaSpi32Test(std::size_t blockOffset = 0x1000)
+        : m_device(path, std::make_unique<RecordingMutex>(m_os.log()), blockOffset) {
+        m_os.log().clear();
+    }
+
+    ScriptedOs m_os;
+    ScriptedFpga m_fpga{m_os};
+    FpgaSpi32 m_device;
+};
+
+TEST_F(FpgaSpi32Test, OpensTheNodeAndSetsNothingUp) {
+    ScriptedOs os;
+    const ScriptedFpga fpga(os);
+    { const FpgaSpi32 device(path, std::make_unique<RecordingMutex>(os.log()), 0); }
+    EXPECT_EQ(os.log(), (EventLog{"open(/dev/spidev7.1, 2)", "close(7)", "mutex destroyed"}));
+    EXPECT_EQ(fpga.transactions(), 0U);
+}
+
+TEST_F(FpgaSpi32Test, TakesItsNodeAsItsName) { EXPECT_EQ(m_device.getDevName(), path); }
+
+TEST_F(FpgaSpi32Test, ReadsARegisterInOneTransactionUnderTheLock) {
+    m_fpga.registers[0x100C] = 0x11223344;
+    std::uint32_t value = 0;
+    EXPECT_TRUE(m_device.read(3, &value));
+    EXPECT_EQ(value, 0x11223344U);
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 0c 00 00 00 00 00 00", "unlock"}));
+}
+
+TEST_F(FpgaSpi32Test, WritesARegisterInOneTransactionUnderTheLock) {
+    EXPECT_TRUE(m_device.write(3, 0xA1B2C3D4));
+    EXPECT_EQ(m_fpga.registers[0x100C], 0xA1B2C3D4U);
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 01 00 00 10 0c a1 b2 c3 d4 00 00", "unlock"}));
+}
+
+TEST_F(FpgaSpi32Test, LeavesEveryOtherFieldOfTheTransferToTheNodesSettings) {
+    const auto expectTransferOf = [this](auto operation) {
+        operation();
+        const spi_ioc_transfer transfer = m_fpga.lastTransfer();
+        spi_ioc_transfer expected{};
+        expected.tx_buf = transfer.tx_buf;
+        expected.rx_buf = transfer.rx_buf;
+        expected.len = 11;
+        expected.bits_per_word = 8;
+        EXPECT_EQ(std::memcmp(&transfer, &expected, sizeof(transfer)), 0);
+        EXPECT_EQ(m_fpga.replyBefore(), "00 00 00 00 00 00 00 00 00 00 00");
+    };
+    std::uint32_t value = 0;
+    expectTransferOf([&] { m_device.read(0, &value); });
+    expectTransferOf([&] { m_device.write(0, 1); });
+}
+
+TEST_F(FpgaSpi32Test, SendsAllFourBytesOfAnAddress) {
+    std::uint32_t value = 0;
+    m_device.read(0x048D1159, &value);
+    EXPECT_EQ(m_os.log()[1], "spi 02 12 34 55 64 00 00 00 00 00 00");
+}
+
+TEST_F(FpgaSpi32Test, LetsAddressesWrapIn32Bits) {
+    std::uint32_t value = 0;
+    m_device.read(0x3FFFFFFF, &value);
+    EXPECT_EQ(m_os.log()[1], "spi 02 00 00 0f fc 00 00 00 00 00 00");
+    m_os.log().clear();
+    m_device.write(0x40000001, 0);
+    EXPECT_EQ(m_os.log()[1], "spi 01 00 00 10 04 00 00 00 00 00 00");
+}
+
+TEST_F(FpgaSpi32Test, LeavesTheValueAloneAndTracesNothingWhenATransferFails) {
+    for (const int result : {-1, 0}) {
+        const TraceRecorder recorder(5);
+        m_os.log().clear();
+        m_fpga.resultOf = {{m_fpga.transactions(), result}};
+        std::uint32_t value = 0x55;
+        errno = 0;
+        EXPECT_FALSE(m_device.read(0, &value));
+        EXPECT_EQ(errno, EIO);
+        EXPECT_EQ(value, 0x55U);
+        EXPECT_EQ(recorder.lines(), EventLog{});
+        EXPECT_EQ(m_os.log().back(), "unlock");
+    }
+}
+
+TEST_F(FpgaSpi32Test, ReportsAFailedTransferOfAWriteWithoutATrace) {
+    for (const int result : {-1, 0}) {
+        const TraceRecorder recorder(5);
+        m_os.log().clear();
+        m_fpga.resultOf = {{m_fpga.transactions(), result}};
+        EXPECT_FALSE(m_device.write(0, 1));
+        EXPECT_EQ(recorder.lines(), EventLog{});
+        EXPECT_EQ(m_os.log().back(), "unlock");
+    }
+}
+
+TEST_F(FpgaSpi32Test, TakesAnyTransferOfAByteOrMoreForDone) {
+    m_fpga.resultOf = {{0, 1}};
+    m_fpga.status = 0;
+    std::uint32_t value = 0x55;
+    EXPECT_FALSE(m_device.read(0, &value));
+    EXPECT_EQ(value, 0U);
+}
+
+TEST_F(FpgaSpi32Test, SetsTheValueToZeroAndTracesAStatusOtherThanSuccess) {
+    for (const auto status : {std::uint8_t{0x00}, std::uint8_t{0x81}, std::uint8_t{0xFF}}) {
+        m_os.log().clear();
+        const TraceRecorder recorder(5, "*", &m_os.log());
+        m_fpga.status = status;
+        std::uint32_t value = 0x55;
+        EXPECT_FALSE(m_device.read(0, &value));
+        EXPECT_EQ(value, 0U);
+        const std::string message =
+            "Rynvel.FpgaSpi 1 read: Error occurred while reading, status = 0x000000" + hex(&status, 1);
+        EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", message, "unlock"}));
+    }
+}
+
+TEST_F(FpgaSpi32Test, TracesAStatusOtherThanSuccessOfAWriteUnderTheLock) {
+    const TraceRecorder recorder(1, "*", &m_os.log());
+    m_fpga.status = 0x42;
+    EXPECT_FALSE(m_device.write(0, 1));
+    EXPECT_EQ(m_os.log(),
+              (EventLog{"lock", "spi 01 00 00 10 00 00 00 00 01 00 00",
+                        "Rynvel.FpgaSpi 1 write: Error occurred while writing, status = 0x00000042", "unlock"}));
+}
+
+TEST_F(FpgaSpi32Test, SaysNothingOfAStatusWhenLevelOneIsOff) {
+    const TraceRecorder recorder(0);
+    m_fpga.status = 0x42;
+    EXPECT_FALSE(m_device.write(0, 1));
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(FpgaSpi32Test, StaysUsableAfterAFailure) {
+    m_fpga.resultOf = {{0, -1}};
+    m_fpga.statusOf = {{1, 0x00}};
+    EXPECT_FALSE(m_device.write(0, 1));
+    EXPECT_FALSE(m_device.write(0, 1));
+    EXPECT_TRUE(m_device.write(0, 1));
+}
+
+TEST_F(FpgaSpi32Test, ReadsThenWritesUnderAMaskWithALockForEach) {
+    m_fpga.registers[0x1000] = 0x11223344;
+    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0x0000FF00));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", "unlock", "lock",
+                                    "spi 01 00 00 10 00 11 22 cc 44 00 00", "unlock"}));
+}
+
+TEST_F(FpgaSpi32Test, RewritesTheCurrentValueUnderAMaskOfZero) {
+    m_fpga.registers[0x1000] = 0x11223344;
+    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", "unlock", "lock",
+                                    "spi 01 00 00 10 00 11 22 33 44 00 00", "unlock"}));
+}
+
+TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
+    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0xFFFFFFFF));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 01 00 00 10 00 aa bb cc dd 00 00", "unlock"}));
+}
+
+TEST_F(FpgaSpi32Test, ReadsUnderAMaskThatLacksOneBit) {
+    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0x7FFFFFFF));
+    EXPECT_EQ(m_fpga.transactions(), 2U);
+}
+
+TEST_F(FpgaSpi32Test, WritesNothingWhenTheReadOfAMaskedWriteFails) {
+    m_fpga.resultOf = {{0, -1}};
+    EXPECT_FALSE(m_device.write(0, 1, 1));
+    EXPECT_EQ(m_fpga.transactions(), 1U);
+    m_fpga.statusOf = {{1, 0x01}};
+    EXPECT_FALSE(m_device.write(0, 1, 1));
+    EXPECT_EQ(m_fpga.transactions(), 2U);
+}
+
+TEST_F(FpgaSpi32Test, ReportsTheFailedWriteOfAMaskedWrite) {
+    m_fpga.statusOf = {{1, 0x01}};
+    EXPECT_FALSE(m_device.write(0, 1, 1));
+    EXPECT_EQ(m_fpga.transactions(), 2U);
+}
+
+TEST_F(FpgaSpi32Test, MakesNoTransactionForAnEmptyBurst) {
+    std::uint32_t value = 0x55;
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        EXPECT_TRUE(m_device.read(0, &value, 0, order));
+        EXPECT_TRUE(m_device.write(0, &value, 0, order));
+    }
+    EXPECT_EQ(value, 0x55U);
+    EXPECT_EQ(m_os.log(), EventLog{});
+}
+
+TEST_F(FpgaSpi32Test, MakesOneTransactionAndOneLockAWordOfABurst) {
+    for (const unsigned int items : {1U, 300U}) {
+        for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+            const bool network = order == ByteOrder::Network;
+            std::vector<std::uint32_t> written(items);
+            for (unsigned int i = 0; i < items; ++i) {
+                written[i] = 0x11223300 + i;
+            }
+            auto values = written;
+            m_os.log().clear();
+            EXPECT_TRUE(m_device.write(5, values.data(), items, order));
+            EXPECT_EQ(values, written);
+            EXPECT_EQ(m_os.log().size(), 3 * items);
+            for (unsigned int i = 0; i < items; ++i) {
+                EXPECT_EQ(m_fpga.registers[0x1014 + 4 * i], network ? __builtin_bswap32(written[i]) : written[i]);
+                EXPECT_EQ(m_os.log()[3 * i], "lock");
+                EXPECT_EQ(m_os.log()[3 * i + 2], "unlock");
+            }
+            std::fill(values.begin(), values.end(), 0);
+            m_os.log().clear();
+            EXPECT_TRUE(m_device.read(5, values.data(), items, order));
+            EXPECT_EQ(values, written);
+            EXPECT_EQ(m_os.log().size(), 3 * items);
+            EXPECT_EQ(m_os.log()[1], "spi 02 00 00 10 14 00 00 00 00 00 00");
+        }
+    }
+}
+
+TEST_F(FpgaSpi32Test, StoresTheWordsOfANetworkBurstWithTheirBytesReversed) {
+    m_fpga.registers[0x1000] = 0x11223344;
+    std::uint32_t value = 0;
+    EXPECT_TRUE(m_device.read(0, &value, 1, ByteOrder::Network));
+    EXPECT_EQ(value, 0x44332211U);
+}
+
+TEST_F(FpgaSpi32Test, EndsABurstReadAtTheWordThatFails) {
+    m_fpga.registers = {{0x1000, 0x01020304}, {0x1004, 0x05060708}, {0x1008, 0x090A0B0C}};
+    std::array<std::uint32_t, 4> values{1, 1, 1, 1};
+    m_fpga.resultOf = {{2, -1}};
+    EXPECT_FALSE(m_device.read(0, values.data(), 4, ByteOrder::Network));
+    EXPECT_EQ(values, (std::array<std::uint32_t, 4>{0x04030201, 0x08070605, 1, 1}));
+    EXPECT_EQ(m_fpga.transactions(), 3U);
+    m_fpga.statusOf = {{4, 0x00}};
+    values = {1, 1, 1, 1};
+    EXPECT_FALSE(m_device.read(0, values.data(), 4, ByteOrder::Host));
+    EXPECT_EQ(values, (std::array<std::uint32_t, 4>{0x01020304, 0, 1, 1}));
+    EXPECT_EQ(m_fpga.transactions(), 5U);
+}
+
+TEST_F(FpgaSpi32Test, EndsABurstWriteAtTheWordThatFails) {
+    const std::array<std::uint32_t, 4> values{1, 2, 3, 4};
+    m_fpga.resultOf = {{2, 0}};
+    EXPECT_FALSE(m_device.write(0, values.data(), 4, ByteOrder::Host));
+    EXPECT_EQ(m_fpga.transactions(), 3U);
+    EXPECT_EQ(m_fpga.registers, (std::map<std::uint32_t, std::uint32_t>{{0x1000, 1}, {0x1004, 2}}));
+}
+
+/** Counts the single operations that bursts and masked writes make through the virtual slots. */
+class CountingFpga : public FpgaSpi32 {
+public:
+    using FpgaSpi32::FpgaSpi32;
+    using FpgaSpi32::read;
+    using FpgaSpi32::write;
+
+    bool read(unsigned int /*offset*/, std::uint32_t* data) override {
+        *data = 0;
+        return ++reads > 0;
+    }
+    bool write(unsigned int /*offset*/, std::uint32_t /*data*/) override { return ++writes > 0; }
+
+    int reads = 0;
+    int writes = 0;
+};
+
+TEST_F(FpgaSpi32Test, MakesBurstsAndMaskedWritesOfVirtualSingleOperations) {
+    CountingFpga device(path, std::make_unique<RecordingMutex>(m_os.log()), 0);
+    std::array<std::uint32_t, 3> values{};
+    EXPECT_TRUE(device.read(0, values.data(), 3, ByteOrder::Host));
+    EXPECT_TRUE(device.write(0, values.data(), 3, ByteOrder::Host));
+    EXPECT_EQ(device.reads, 3);
+    EXPECT_EQ(device.writes, 3);
+    EXPECT_TRUE(device.write(0, 1, 2));
+    EXPECT_TRUE(device.write(0, 1, 0xFFFFFFFF));
+    EXPECT_TRUE(device.cancelWaitForInterrupt(0, 1));
+    EXPECT_EQ(device.reads, 4);
+    EXPECT_EQ(device.writes, 6);
+    EXPECT_EQ(m_fpga.transactions(), 0U);
+}
+
+TEST_F(FpgaSpi32Test, HasNoInterruptsRequestsAndHandleAndTouchesAndTracesNothingForThem) {
+    const TraceRecorder recorder(7);
+    unsigned long info = 0x55;
+    EXPECT_FALSE(m_device.getInterruptType(&info));
+    EXPECT_FALSE(m_device.enableInterrupt());
+    EXPECT_FALSE(m_device.disableInterrupt());
+    EXPECT_FALSE(m_device.waitForInterrupt(&info));
+    EXPECT_EQ(info, 0x55U);
+    EXPECT_EQ(m_device.ioctl(1, 2), -1);
+    EXPECT_EQ(m_device.getNativeHandle(), -1);
+    EXPECT_EQ(m_os.log(), EventLog{});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(FpgaSpi32Test, TracesItsLife) {
+    ScriptedOs os;
+    const TraceRecorder recorder(6);
+    { const FpgaSpi32 device(path, std::make_unique<RecordingMutex>(os.log()), 4096); }
+    EXPECT_EQ(
+        recorder.lines(),
+        (EventLog{"Rynvel.FpgaSpi 6 FpgaSpi32 ENTER physicalDevName=/dev/spidev7.1, blockOffset=4096",
+                  "Rynvel.FpgaSpi 6 ~FpgaSpi32 ENTER", "Rynvel.FpgaSpi 6 ~FpgaSpi32: Device name: /dev/spidev7.1"}));
+    EXPECT_EQ(recorder.traces().front().file, "cppsrc/RynvelFpgaSpi");
+    EXPECT_EQ(recorder.traces().front().option, 256);
+}
+
+TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperationBeforeItLocks) {
+    const TraceRecorder recorder(6, "*", &m_os.log());
+    std::uint32_t value = 0;
+    const std::string entry = "Rynvel.FpgaSpi 6 ";
+    m_device.read(0x1F, &value);
+    EXPECT_EQ(m_os.log()[0], entry + "read ENTER Hex(offset)=0x0000001f");
+    EXPECT_EQ(m_os.log()[1], "lock");
+    m_os.log().clear();
+    m_device.write(0x1F, 0xAB);
+    EXPECT_EQ(m_os.log()[0], entry + "write ENTER Hex(offset)=0x0000001f, Hex(data)=0x000000ab");
+    EXPECT_EQ(m_os.log()[1], "lock");
+    m_os.log().clear();
+    m_device.write(0x1F, 0xAB, 0x0F);
+    EXPECT_EQ(m_os.log()[0],
+              entry + "write ENTER Hex(offset)=0x0000001f, Hex(data)=0x000000ab, Hex(bitmask)=0x0000000f");
+    EXPECT_EQ(m_os.log()[1], entry + "read ENTER Hex(offset)=0x0000001f");
+    m_os.log().clear();
+    m_device.read(1, &value, 0, ByteOrder::Network);
+    m_device.write(2, &value, 0, ByteOrder::Host);
+    EXPECT_EQ(m_os.log(), (EventLog{entry + "read ENTER Hex(offset)=0x00000001, items=0, byteOrder=Network",
+                                    entry + "write ENTER Hex(offset)=0x00000002, items=0, byteOrder=Host"}));
+}
+
+/** Opens a node that is not there, on the real system, with traces up to the level on standard error. */
+void openNothing(ZilTraceLevel level) {
+    ZilTraceControl::setLevel("*", level);
+    const FpgaSpi32 device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), 0);
+}
+
+TEST(FpgaSpi32Open, TracesAtLevelTwoWhyTheNodeCannotBeOpenedAndEndsTheProcess) {
+    const std::string assertion = "cppsrc/RynvelFpgaSpi:67: Rynvel::FpgaSpi32::FpgaSpi32\\(const string&, "
+                                  "std::unique_ptr<Rynvel::IMutex>, size_t\\): Assertion `m_fd != -1' failed";
+    EXPECT_DEATH(openNothing(2),
+                 "Could not open device \"/dev/none\". errno = No such file or directory\n.*" + assertion);
+    EXPECT_DEATH(openNothing(1), "^[^\n]*" + assertion);
+}
+
+} // namespace

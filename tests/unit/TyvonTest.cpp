@@ -1,0 +1,222 @@
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <sstream>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "RecordingMutex.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+using Rynvel::Lseek;
+using Rynvel::Mmap;
+using Rynvel::Tyvon;
+using Rynvel::TyvonInterrupt;
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+constexpr auto path = "/dev/tyvon";
+
+template <typename T>
+std::unique_ptr<Tyvon<T>> make(Tyvon<T>* /*type*/, EventLog& log) {
+    return std::make_unique<Tyvon<T>>(path, 0, 0x1000, std::make_unique<RecordingMutex>(log), false);
+}
+
+template <typename T>
+std::unique_ptr<TyvonInterrupt<T>> make(TyvonInterrupt<T>* /*type*/, EventLog& log) {
+    return std::make_unique<TyvonInterrupt<T>>(path, std::make_unique<RecordingMutex>(log));
+}
+
+template <typename Device>
+struct Family;
+
+template <typename T>
+struct Family<Tyvon<T>> {
+    using Base = Mmap<T>;
+    static constexpr auto channel = "Rynvel.Tyvon";
+    static EventLog construction() { return {"open(/dev/tyvon, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}; }
+};
+
+template <typename T>
+struct Family<TyvonInterrupt<T>> {
+    using Base = Lseek<T>;
+    static constexpr auto channel = "Rynvel.TyvonInterrupt";
+    static EventLog construction() { return {"open(/dev/tyvon, 2)"}; }
+};
+
+template <typename Device>
+class TyvonTest : public testing::Test {
+protected:
+    static constexpr auto channel = Family<Device>::channel;
+
+    std::string line(const std::string& rest) const { return std::string(channel) + ' ' + rest; }
+
+    ScriptedOs m_os;
+    std::unique_ptr<Device> m_device = make(static_cast<Device*>(nullptr), m_os.log());
+    const EventLog m_construction = std::exchange(m_os.log(), {});
+};
+
+using Devices = testing::Types<Tyvon<std::uint16_t>, Tyvon<std::uint32_t>, TyvonInterrupt<std::uint16_t>,
+                               TyvonInterrupt<std::uint32_t>>;
+TYPED_TEST_SUITE(TyvonTest, Devices);
+
+TYPED_TEST(TyvonTest, IsItsBaseAndIsConstructedAndDestroyedAsItsBase) {
+    EXPECT_TRUE((std::is_base_of_v<typename Family<TypeParam>::Base, TypeParam>));
+    EXPECT_EQ(this->m_construction, Family<TypeParam>::construction());
+    EXPECT_EQ(this->m_device->getNativeHandle(), ScriptedOs::descriptor);
+    this->m_device.reset();
+    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(7)");
+    EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
+}
+
+TYPED_TEST(TyvonTest, TracesNothingOfItsOwnWhenConstructedAndDestroyed) {
+    const TraceRecorder recorder(7, this->channel);
+    make(static_cast<TypeParam*>(nullptr), this->m_os.log()).reset();
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+/** The recorded request of the call, whose argument, where there is none, is whatever the caller's registers hold. */
+template <typename Call>
+std::string requestOf(ScriptedOs& os, Call call) {
+    os.log().clear();
+    call();
+    return os.log().size() == 1 ? os.log().front() : "not one call";
+}
+
+TYPED_TEST(TyvonTest, EnablesAndDisablesByRequestsWithoutTheLock) {
+    EXPECT_EQ(
+        requestOf(this->m_os, [this] { EXPECT_TRUE(this->m_device->enableInterrupt()); }).rfind("ioctl(7, 0xee00, ", 0),
+        0U);
+    EXPECT_EQ(requestOf(this->m_os, [this] { EXPECT_TRUE(this->m_device->disableInterrupt()); })
+                  .rfind("ioctl(7, 0xee01, ", 0),
+              0U);
+}
+
+TYPED_TEST(TyvonTest, LetsTheDriverStoreTheInterruptType) {
+    this->m_os.onRequest = [](unsigned long request, unsigned long arg) {
+        EXPECT_EQ(request, 0xEE02UL);
+        *reinterpret_cast<unsigned long*>(arg) = 3;
+        return 0;
+    };
+    unsigned long type = std::numeric_limits<unsigned long>::max();
+    EXPECT_TRUE(this->m_device->getInterruptType(&type));
+    EXPECT_EQ(type, 3U);
+    EXPECT_EQ(this->m_os.log(), EventLog{});
+}
+
+TYPED_TEST(TyvonTest, PassesANullPlaceForTheTypeOn) {
+    this->m_os.script("ioctl", {failing(EFAULT)});
+    EXPECT_FALSE(this->m_device->getInterruptType(nullptr));
+    EXPECT_EQ(errno, EFAULT);
+    EXPECT_EQ(this->m_os.log(), EventLog{"ioctl(7, 0xee02, 0x0)"});
+}
+
+TYPED_TEST(TyvonTest, TakesAnyResultButZeroOfARequestForAFailureAndTracesNone) {
+    const TraceRecorder recorder(5);
+    unsigned long type = 0;
+    for (const auto& answer : {failing(EIO), answering(1), answering(7)}) {
+        this->m_os.script("ioctl", {answer, answer, answer});
+        EXPECT_FALSE(this->m_device->enableInterrupt());
+        EXPECT_FALSE(this->m_device->disableInterrupt());
+        EXPECT_FALSE(this->m_device->getInterruptType(&type));
+    }
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(TyvonTest, WaitsByAReadOfTwoBytesWithoutEnablingAndWithoutTheLock) {
+    this->m_os.memory[0] = 0xCD;
+    this->m_os.memory[1] = 0xAB;
+    this->m_os.memory[2] = 0xFF;
+    unsigned long status = std::numeric_limits<unsigned long>::max();
+    EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
+    EXPECT_EQ(status, 0xABCDU);
+    EXPECT_EQ(this->m_os.log(), EventLog{"read(7, 2)"});
+}
+
+TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
+    this->m_os.memory[0] = 0xCD;
+    this->m_os.memory[1] = 0xAB;
+    const TraceRecorder recorder(6);
+    unsigned long status = 0;
+    EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
+    EXPECT_EQ(recorder.lines(), (EventLog{this->line("6 waitForInterrupt ENTER"),
+                                          this->line("6 waitForInterrupt: *status = 0x0000abcd")}));
+    EXPECT_EQ(recorder.traces()[0].option, 256);
+}
+
+TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
+    const TraceRecorder recorder(1);
+    this->m_os.script("read", {failing(EINTR)});
+    unsigned long status = 7;
+    errno = 0;
+    EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(status, 0U);
+    EXPECT_EQ(recorder.lines(), EventLog{this->line("1 waitForInterrupt: Failed to read from device \"/dev/tyvon\". "
+                                                    "errno = Interrupted system call")});
+}
+
+TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNotTwo) {
+    for (const int count : {0, 1}) {
+        const TraceRecorder recorder(1);
+        this->m_os.script("read", {answering(count)});
+        unsigned long status = 7;
+        EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
+        EXPECT_EQ(status, 0U);
+        EXPECT_EQ(recorder.lines(),
+                  EventLog{this->line("1 waitForInterrupt: Did not read correct number of bytes from \"/dev/tyvon\". "
+                                      "Did read ") +
+                           std::to_string(count) + " number of bytes."});
+    }
+}
+
+TYPED_TEST(TyvonTest, SaysNothingOfAFailedWaitWhenLevelOneIsOff) {
+    const TraceRecorder recorder(0);
+    this->m_os.script("read", {failing(EINTR), answering(0)});
+    unsigned long status = 7;
+    EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
+    EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(TyvonTest, TracesTheEntryOfTheOtherInterruptOperationsAtLevelSix) {
+    const TraceRecorder recorder(6);
+    unsigned long type = 0;
+    this->m_device->getInterruptType(&type);
+    this->m_device->enableInterrupt();
+    this->m_device->disableInterrupt();
+    EXPECT_EQ(recorder.lines(), (EventLog{this->line("6 getInterruptType ENTER"), this->line("6 enableInterrupt ENTER"),
+                                          this->line("6 disableInterrupt ENTER")}));
+}
+
+TYPED_TEST(TyvonTest, KeepsTheRegistersOfItsBase) {
+    EXPECT_TRUE(this->m_device->write(4, 0x77));
+    const std::size_t place = std::is_same_v<typename Family<TypeParam>::Base, Lseek<std::uint16_t>> ||
+                                      std::is_same_v<typename Family<TypeParam>::Base, Lseek<std::uint32_t>>
+                                  ? 4
+                                  : 4 * (std::is_same_v<TypeParam, Tyvon<std::uint16_t>> ? 2 : 4);
+    EXPECT_EQ(this->m_os.memory[place], 0x77);
+}
+
+TEST(TyvonChannels, AreOneObjectAWidth) {
+    EventLog names;
+    for (const auto& channel : ZilTraceControl::channels()) {
+        names.push_back(channel.name);
+    }
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Tyvon"), 2);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.TyvonInterrupt"), 2);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.FpgaSpi"), 1);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Mmap"), 2);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Uio"), 2);
+}
+
+} // namespace
