@@ -15,15 +15,19 @@ constexpr int disable = 0xEE01;
 constexpr int interruptType = 0xEE02;
 } // namespace TyvonRequest
 
-template <typename Base>
-constexpr const char* tyvonChannel = nullptr;
 template <typename T>
-constexpr const char* tyvonChannel<Mmap<T>> = "Rynvel.Tyvon";
+constexpr const char* tyvonChannel(const Mmap<T>* /*base*/) {
+    return "Rynvel.Tyvon";
+}
+
 template <typename T>
-constexpr const char* tyvonChannel<Lseek<T>> = "Rynvel.TyvonInterrupt";
+constexpr const char* tyvonChannel(const Lseek<T>* /*base*/) {
+    return "Rynvel.TyvonInterrupt";
+}
 
 template <typename Base>
-ZilTrace TyvonControl<Base>::m_trace(tyvonChannel<Base>, channelLevel, channelHeaderOption);
+ZilTrace TyvonControl<Base>::m_trace(tyvonChannel(static_cast<const Base*>(nullptr)), channelLevel,
+                                     channelHeaderOption);
 
 template <typename Base>
 TyvonControl<Base>::~TyvonControl() = default;

@@ -35,6 +35,14 @@ public:
 
     void resetCalls(const std::string& operation) const { set(operation + "/calls", "0"); }
 
+    /** The first line of a file of the device's folder. */
+    std::string text(const std::string& file) const {
+        std::ifstream stream(m_folder + file);
+        std::string line;
+        EXPECT_TRUE(std::getline(stream, line)) << m_folder << file;
+        return line;
+    }
+
     void set(const std::string& file, const std::string& text) const {
         std::ofstream stream(m_folder + file);
         stream << text << std::flush;

@@ -37,13 +37,13 @@ TEST(BoardCInterface, OpensTheSeekableDevicesByNameToTheHandlesOfTheirRows) {
     }
 }
 
-class BoardRegisters : public testing::Test {
+class BoardSeekable : public testing::Test {
 protected:
     const int m_handle = Rynvel_open("common.i2c.0");
     const BoardProbe m_probe{"i2c-0"};
 };
 
-TEST_F(BoardRegisters, KeepWhatWasWritten) {
+TEST_F(BoardSeekable, KeepWhatWasWritten) {
     std::uint8_t value = 0;
     EXPECT_EQ(Rynvel_write8(m_handle, 0x10, 0xA5), 0);
     EXPECT_EQ(Rynvel_read8(m_handle, 0x10, &value), 0);
@@ -53,7 +53,7 @@ TEST_F(BoardRegisters, KeepWhatWasWritten) {
     EXPECT_EQ(value, 0xAC);
 }
 
-TEST_F(BoardRegisters, MoveInBursts) {
+TEST_F(BoardSeekable, MoveInBursts) {
     const std::array<std::uint8_t, 5> written{1, 2, 3, 4, 5};
     std::array<std::uint8_t, 5> values{};
     EXPECT_EQ(Rynvel_burstWrite8(m_handle, 0x20, written.data(), 5), 0);
@@ -61,7 +61,7 @@ TEST_F(BoardRegisters, MoveInBursts) {
     EXPECT_EQ(values, written);
 }
 
-TEST_F(BoardRegisters, AreReachedWithOneSeekAndOneTransferAnAccessOrABurst) {
+TEST_F(BoardSeekable, AreReachedWithOneSeekAndOneTransferAnAccessOrABurst) {
     for (const char* operation : {"seek", "read", "write"}) {
         m_probe.resetCalls(operation);
     }
@@ -75,7 +75,7 @@ TEST_F(BoardRegisters, AreReachedWithOneSeekAndOneTransferAnAccessOrABurst) {
     EXPECT_EQ(m_probe.calls("write"), 2U);
 }
 
-TEST_F(BoardRegisters, AreReadByTheNextProcessAsTheLastOneWroteThem) {
+TEST_F(BoardSeekable, AreReadByTheNextProcessAsTheLastOneWroteThem) {
     const auto inNextProcess = [](auto body) {
         const pid_t child = fork();
         if (child == 0) {
@@ -94,7 +94,7 @@ TEST_F(BoardRegisters, AreReadByTheNextProcessAsTheLastOneWroteThem) {
     }
 }
 
-TEST_F(BoardRegisters, EndWhereTheDeviceEnds) {
+TEST_F(BoardSeekable, EndWhereTheDeviceEnds) {
     std::uint8_t value = 0x55;
     EXPECT_EQ(Rynvel_read8(m_handle, blockSize - 1, &value), 0);
     value = 0x55;
@@ -111,14 +111,14 @@ TEST_F(BoardRegisters, EndWhereTheDeviceEnds) {
     EXPECT_EQ(Rynvel_burstWrite8(m_handle, blockSize - 2, values.data(), 4), -1);
 }
 
-TEST_F(BoardRegisters, RefuseAddressesBeyondTheSystemsFileOffsets) {
+TEST_F(BoardSeekable, RefuseAddressesBeyondTheSystemsFileOffsets) {
     std::uint8_t value = 0;
     errno = 0;
     EXPECT_EQ(Rynvel_read8(m_handle, 0x80000000, &value), -1);
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(BoardRegisters, PassAFailureOfTheDriverOnAndWorkAgainAfterIt) {
+TEST_F(BoardSeekable, PassAFailureOfTheDriverOnAndWorkAgainAfterIt) {
     std::uint8_t value = 0;
     const auto failsOnce = [&](const char* operation, int error, auto call) {
         m_probe.fail(operation, 1, error);
@@ -135,7 +135,7 @@ TEST_F(BoardRegisters, PassAFailureOfTheDriverOnAndWorkAgainAfterIt) {
     failsOnce("write", EIO, [&] { return Rynvel_burstWrite8(m_handle, 1, &value, 1); });
 }
 
-TEST_F(BoardRegisters, KeepTheirContentWhenTheReadOfAMaskedWriteFails) {
+TEST_F(BoardSeekable, KeepTheirContentWhenTheReadOfAMaskedWriteFails) {
     EXPECT_EQ(Rynvel_write8(m_handle, 1, 0x11), 0);
     m_probe.resetCalls("write");
     m_probe.fail("read", 1, EIO);
@@ -143,7 +143,7 @@ TEST_F(BoardRegisters, KeepTheirContentWhenTheReadOfAMaskedWriteFails) {
     EXPECT_EQ(m_probe.calls("write"), 0U);
 }
 
-TEST_F(BoardRegisters, ReportAShortBurst) {
+TEST_F(BoardSeekable, ReportAShortBurst) {
     std::array<std::uint8_t, 8> values{};
     m_probe.shorten("read", 1, 3);
     EXPECT_EQ(Rynvel_burstRead8(m_handle, 0, values.data(), 8), -1);
@@ -151,7 +151,7 @@ TEST_F(BoardRegisters, ReportAShortBurst) {
     EXPECT_EQ(Rynvel_burstWrite8(m_handle, 0, values.data(), 8), -1);
 }
 
-TEST_F(BoardRegisters, AnswerRequestsAsTheirDriverDoes) {
+TEST_F(BoardSeekable, AnswerRequestsAsTheirDriverDoes) {
     EXPECT_EQ(Rynvel_ioctl(m_handle, _IO('B', 1), 0), static_cast<int>(blockSize));
     errno = 0;
     EXPECT_EQ(Rynvel_ioctl(m_handle, _IO('B', 2), 0), -1);

@@ -13,6 +13,7 @@
 #include <rynvel.hpp>
 
 #include "BoardProbe.h"
+#include "BoardRegisters.h"
 #include "DeviceContract.h"
 
 // Mapped registers and interrupts on the board's UIO devices, through the real kernel.
@@ -59,43 +60,20 @@ TEST(BoardUio, ReadsTheMapsOfItsDevicesInSysfs) {
 }
 
 template <typename T>
-class UioOnBoard {
+class UioOnBoard : public BoardRegisters<T> {
 public:
-    using Value = T;
     static constexpr bool hasInterrupts = true;
     static constexpr bool hasHandle = true;
+    static constexpr bool atomicMaskedWrites = true;
 
-    UioOnBoard() {
-        for (unsigned int i = 0; i < 64; ++i) {
-            poke(i, 0);
-        }
-    }
-    UioOnBoard(const UioOnBoard&) = delete;
-    UioOnBoard& operator=(const UioOnBoard&) = delete;
-    ~UioOnBoard() { close(m_registers); }
+    UioOnBoard() : BoardRegisters<T>("tomkar_mlm") {}
 
     std::unique_ptr<Rynvel::Device<T>> open() {
-        return std::make_unique<Rynvel::Uio<T>>(
-            "/dev/tomkar_mlm", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), false);
+        return std::make_unique<Rynvel::Uio<T>>("/dev/tomkar_mlm", plainMutex(), false);
     }
 
     static unsigned int address(unsigned int i) { return i; }
     static bool reportsBurst(unsigned int /*items*/) { return true; }
-
-    T peek(unsigned int i) const {
-        T value = 0;
-        EXPECT_EQ(pread(m_registers, &value, sizeof(T), static_cast<off_t>(i * sizeof(T))),
-                  static_cast<ssize_t>(sizeof(T)));
-        return value;
-    }
-
-    void poke(unsigned int i, T value) {
-        EXPECT_EQ(pwrite(m_registers, &value, sizeof(T), static_cast<off_t>(i * sizeof(T))),
-                  static_cast<ssize_t>(sizeof(T)));
-    }
-
-private:
-    const int m_registers = ::open(BoardProbe("tomkar_mlm").registersPath().c_str(), O_RDWR | O_CLOEXEC);
 };
 
 using Backends = testing::Types<UioOnBoard<std::uint16_t>, UioOnBoard<std::uint32_t>>;
@@ -110,8 +88,7 @@ TEST(BoardUioRegisters, AreReachedByByteAddressByIndexAndByASecondProcess) {
     EXPECT_EQ(value, 0x12345678U);
     const pid_t child = fork();
     if (child == 0) {
-        auto other = Rynvel::Factory::getInstance().makeUnique32(
-            "traf.top", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));
+        auto other = Rynvel::Factory::getInstance().makeUnique32("traf.top", plainMutex());
         std::uint32_t seen = 0;
         const bool same = other->read(4, &seen) && seen == 0x12345678 && other->write(5, 0x9ABCDEF0);
         _exit(same ? 0 : 1);
@@ -257,8 +234,7 @@ TEST(BoardClock, CountsSecondsAndDeliversItsMatchInterruptWithinASecondOfItsTime
 
 TEST(BoardUioDeviceFile, LeavesAnUnusableDeviceWhenItIsMissing) {
     ASSERT_EQ(rename("/dev/tomkar_mlhc", "/dev/moved"), 0);
-    auto device = Rynvel::Factory::getInstance().makeUnique32(
-        "mlhc", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));
+    auto device = Rynvel::Factory::getInstance().makeUnique32("mlhc", plainMutex());
     ASSERT_EQ(rename("/dev/moved", "/dev/tomkar_mlhc"), 0);
     ASSERT_NE(device, nullptr);
     std::uint32_t value = 7;

@@ -21,6 +21,7 @@ public:
     using Value = T;
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = true;
+    static constexpr bool atomicMaskedWrites = true;
 
     MmapOnMemoryFile() { EXPECT_EQ(ftruncate(m_fd, mapSize), 0); }
     MmapOnMemoryFile(const MmapOnMemoryFile&) = delete;
@@ -56,6 +57,7 @@ public:
     using Value = T;
     static constexpr bool hasInterrupts = true;
     static constexpr bool hasHandle = true;
+    static constexpr bool atomicMaskedWrites = true;
 
     UioOnScriptedOs() {
         m_os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0x0\n"},

@@ -19,6 +19,7 @@ public:
     using Value = T;
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = true;
+    static constexpr bool atomicMaskedWrites = true;
 
     /** @param fd a descriptor of the file, owned from now on. */
     SeekableRegisters(std::string path, int fd) : m_path(std::move(path)), m_fd(fd) {
