@@ -13,5 +13,9 @@ int uio_devices_init(void);
 void uio_devices_exit(void);
 int clock_device_init(void);
 void clock_device_exit(void);
+int spi_fpga_init(void);
+void spi_fpga_exit(void);
+int tyvon_devices_init(void);
+void tyvon_devices_exit(void);
 
 #endif

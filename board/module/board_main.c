@@ -17,6 +17,8 @@ static const struct device_family families[] = {
 	{ seek_devices_init, seek_devices_exit },
 	{ uio_devices_init, uio_devices_exit },
 	{ clock_device_init, clock_device_exit },
+	{ spi_fpga_init, spi_fpga_exit },
+	{ tyvon_devices_init, tyvon_devices_exit },
 };
 
 struct dentry *board_debugfs;

@@ -11,6 +11,15 @@
 
 #define FORCE_TEXT_SIZE 32
 
+static const struct {
+	int min;
+	int max;
+} forcible_results[] = {
+	[BOARD_FORCE_ERRORS] = { -MAX_ERRNO, -1 },
+	[BOARD_FORCE_ERRORS_AND_COUNTS] = { -MAX_ERRNO, INT_MAX },
+	[BOARD_FORCE_BYTES] = { 0, U8_MAX },
+};
+
 static int calls_get(void *data, u64 *value)
 {
 	struct board_probe *probe = data;
@@ -48,6 +57,12 @@ static int force_open(struct inode *inode, struct file *file)
 	return single_open(file, force_show, inode->i_private);
 }
 
+static bool is_forcible(const struct board_probe *probe, int result)
+{
+	return result >= forcible_results[probe->forcible].min &&
+	       result <= forcible_results[probe->forcible].max;
+}
+
 static ssize_t force_write(struct file *file, const char __user *user, size_t length, loff_t *pos)
 {
 	struct board_probe *probe = ((struct seq_file *)file->private_data)->private;
@@ -60,9 +75,9 @@ static ssize_t force_write(struct file *file, const char __user *user, size_t le
 		return -EINVAL;
 	if (copy_from_user(text, user, length))
 		return -EFAULT;
-	if (sscanf(text, "%u %d %c", &calls, &result, &rest) != 2)
+	if (sscanf(text, "%u %i %c", &calls, &result, &rest) != 2)
 		return -EINVAL;
-	if (result < -MAX_ERRNO || (calls && result >= 0 && !probe->transfers))
+	if (calls && !is_forcible(probe, result))
 		return -EINVAL;
 
 	mutex_lock(probe->lock);
@@ -81,27 +96,44 @@ static const struct file_operations force_fops = {
 	.release = single_release,
 };
 
-void board_probe_create(struct board_probe *probe, struct mutex *lock, bool transfers,
-			const char *name, struct dentry *parent)
+void board_probe_create_force(struct board_probe *probe, struct mutex *lock,
+			      enum board_forcible forcible, const char *name,
+			      struct dentry *parent)
+{
+	probe->lock = lock;
+	probe->forcible = forcible;
+	debugfs_create_file(name, 0644, parent, probe, &force_fops);
+}
+
+void board_probe_create(struct board_probe *probe, struct mutex *lock,
+			enum board_forcible forcible, const char *name, struct dentry *parent)
 {
 	struct dentry *folder = debugfs_create_dir(name, parent);
 
-	probe->lock = lock;
-	probe->transfers = transfers;
+	board_probe_create_force(probe, lock, forcible, "force", folder);
 	debugfs_create_file_unsafe("calls", 0644, folder, probe, &calls_fops);
-	debugfs_create_file("force", 0644, folder, probe, &force_fops);
 }
 
-int board_probe_call(struct board_probe *probe, size_t *length)
+bool board_probe_forced(struct board_probe *probe, int *result)
 {
 	lockdep_assert_held(probe->lock);
 	probe->calls++;
 	if (!probe->forced_calls)
-		return 0;
+		return false;
 	probe->forced_calls--;
-	if (probe->forced_result < 0)
-		return probe->forced_result;
+	*result = probe->forced_result;
+	return true;
+}
+
+int board_probe_call(struct board_probe *probe, size_t *length)
+{
+	int result;
+
+	if (!board_probe_forced(probe, &result))
+		return 0;
+	if (result < 0)
+		return result;
 	if (length)
-		*length = min_t(size_t, *length, probe->forced_result);
+		*length = min_t(size_t, *length, result);
 	return 0;
 }

@@ -7,28 +7,44 @@
 
 struct dentry;
 
+/* The results that can be forced upon the calls of an operation. */
+enum board_forcible {
+	BOARD_FORCE_ERRORS,
+	BOARD_FORCE_ERRORS_AND_COUNTS, /* any error and any number from 0 */
+	BOARD_FORCE_BYTES, /* 0 to 255 */
+};
+
 /*
  * What a test sees and sets of one operation of a device: how often it was called, and the result
  * that its next calls have instead of their own. The fields are guarded by the device's lock.
  */
 struct board_probe {
 	struct mutex *lock;
-	bool transfers;
+	enum board_forcible forcible;
 	u32 calls;
 	u32 forced_calls;
 	int forced_result;
 };
 
-/*
- * Adds the folder "name" with the files "calls" and "force" to "parent". Only an operation that
- * transfers bytes can be forced to be short.
- */
-void board_probe_create(struct board_probe *probe, struct mutex *lock, bool transfers,
-			const char *name, struct dentry *parent);
+/* Adds the folder "name" with the files "calls" and "force" to "parent". */
+void board_probe_create(struct board_probe *probe, struct mutex *lock,
+			enum board_forcible forcible, const char *name, struct dentry *parent);
+
+/* Adds the file "force" alone, as "name". */
+void board_probe_create_force(struct board_probe *probe, struct mutex *lock,
+			      enum board_forcible forcible, const char *name,
+			      struct dentry *parent);
 
 /*
- * Counts one call. Returns a negative error if the call is to fail; otherwise lowers "length",
- * which may be NULL, if the call is to be short. The caller holds the lock.
+ * Counts one call. Tells whether its result is forced, and only then sets "result". The caller
+ * holds the lock.
+ */
+bool board_probe_forced(struct board_probe *probe, int *result);
+
+/*
+ * Counts one call that transfers bytes or only fails. Returns a negative error if the call is to
+ * fail; otherwise lowers "length", which may be NULL, if the call is to be short. The caller holds
+ * the lock.
  */
 int board_probe_call(struct board_probe *probe, size_t *length);
 

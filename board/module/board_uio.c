@@ -24,8 +24,10 @@ static void create_test_files(struct board_uio *uio)
 {
 	uio->debugfs = debugfs_create_dir(uio->info.name, board_debugfs);
 	debugfs_create_u8("enabled", 0444, uio->debugfs, &uio->enabled);
-	board_probe_create(&uio->probes[false], &uio->lock, false, "disable", uio->debugfs);
-	board_probe_create(&uio->probes[true], &uio->lock, false, "enable", uio->debugfs);
+	board_probe_create(&uio->probes[false], &uio->lock, BOARD_FORCE_ERRORS, "disable",
+			   uio->debugfs);
+	board_probe_create(&uio->probes[true], &uio->lock, BOARD_FORCE_ERRORS, "enable",
+			   uio->debugfs);
 }
 
 int board_uio_add(struct board_uio *uio, const char *name, struct device *parent)

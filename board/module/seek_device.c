@@ -24,12 +24,12 @@ enum operation { READ_CALL, WRITE_CALL, SEEK_CALL, IOCTL_CALL, OPERATIONS };
 
 static const struct {
 	const char *name;
-	bool transfers;
+	enum board_forcible forcible;
 } operations[OPERATIONS] = {
-	[READ_CALL] = { "read", true },
-	[WRITE_CALL] = { "write", true },
-	[SEEK_CALL] = { "seek", false },
-	[IOCTL_CALL] = { "ioctl", false },
+	[READ_CALL] = { "read", BOARD_FORCE_ERRORS_AND_COUNTS },
+	[WRITE_CALL] = { "write", BOARD_FORCE_ERRORS_AND_COUNTS },
+	[SEEK_CALL] = { "seek", BOARD_FORCE_ERRORS },
+	[IOCTL_CALL] = { "ioctl", BOARD_FORCE_ERRORS_AND_COUNTS },
 };
 
 struct seek_device {
@@ -75,29 +75,31 @@ static ssize_t seek_device_write(struct file *file, const char __user *user, siz
 	return result;
 }
 
-static int count_call(struct seek_device *device, enum operation operation)
+static bool is_forced(struct seek_device *device, enum operation operation, int *result)
 {
-	int error;
+	bool forced;
 
 	mutex_lock(&device->lock);
-	error = board_probe_call(&device->probes[operation], NULL);
+	forced = board_probe_forced(&device->probes[operation], result);
 	mutex_unlock(&device->lock);
-	return error;
+	return forced;
 }
 
 static loff_t seek_device_llseek(struct file *file, loff_t offset, int whence)
 {
-	int error = count_call(device_of(file), SEEK_CALL);
+	int error;
 
-	return error ? error : fixed_size_llseek(file, offset, whence, BLOCK_SIZE_BYTES);
+	if (is_forced(device_of(file), SEEK_CALL, &error))
+		return error;
+	return fixed_size_llseek(file, offset, whence, BLOCK_SIZE_BYTES);
 }
 
 static long seek_device_ioctl(struct file *file, unsigned int command, unsigned long arg)
 {
-	int error = count_call(device_of(file), IOCTL_CALL);
+	int result;
 
-	if (error)
-		return error;
+	if (is_forced(device_of(file), IOCTL_CALL, &result))
+		return result;
 	return command == GET_BLOCK_SIZE ? BLOCK_SIZE_BYTES : -ENOTTY;
 }
 
@@ -116,7 +118,7 @@ static void create_test_files(struct seek_device *device)
 	device->debugfs = debugfs_create_dir(device->misc.name, board_debugfs);
 	board_registers_create(&device->registers, device->debugfs);
 	for (i = 0; i < OPERATIONS; i++)
-		board_probe_create(&device->probes[i], &device->lock, operations[i].transfers,
+		board_probe_create(&device->probes[i], &device->lock, operations[i].forcible,
 				   operations[i].name, device->debugfs);
 }
 

@@ -1,11 +1,19 @@
+#define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "device_test.h"
+
+#define LIMIT_MS 5000
+#define TAINTED_BY_WARNING (1 << 9)
 
 static bool all_passed = true;
 
@@ -43,13 +51,64 @@ bool set(const char* device, const char* file, const char* text) {
     return done;
 }
 
-long get(const char* device, const char* file) {
-    char text[64] = "";
+bool get_text(const char* device, const char* file, char* text, size_t size) {
     int fd = open_test_file_for(device, file, O_RDONLY);
-    if (read(fd, text, sizeof text - 1) <= 0)
-        text[0] = '\0';
+    ssize_t length = read(fd, text, size - 1);
     close(fd);
-    return text[0] ? strtol(text, NULL, 10) : -1;
+    text[length > 0 ? length : 0] = '\0';
+    return length > 0;
+}
+
+long get(const char* device, const char* file) {
+    char text[64];
+    return get_text(device, file, text, sizeof text) ? strtol(text, NULL, 10) : -1;
+}
+
+bool becomes(const char* device, const char* file, long value) {
+    long end = milliseconds() + LIMIT_MS;
+    while (get(device, file) != value && milliseconds() < end)
+        pause_ms(1);
+    return get(device, file) == value;
 }
 
 bool fails_with(long result, int error) { return result == -1 && errno == error; }
+
+void* map_registers(int fd, size_t size) {
+    void* start = mmap(NULL, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    return start == MAP_FAILED ? NULL : start;
+}
+
+bool is_readable(int fd, int timeout_ms) {
+    struct pollfd entry = {fd, POLLIN, 0};
+    return poll(&entry, 1, timeout_ms) == 1 && entry.revents == POLLIN;
+}
+
+long milliseconds(void) {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
+
+void pause_ms(int duration) { poll(NULL, 0, duration); }
+
+pid_t raise_after(int duration_ms, const char* device, const char* text) {
+    pid_t child = fork();
+    if (child == 0) {
+        pause_ms(duration_ms);
+        _exit(set(device, "raise", text) ? 0 : 1);
+    }
+    return child;
+}
+
+bool ended_well(pid_t child) {
+    int status;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
+
+void check_kernel_warnings(void) {
+    char text[32] = "";
+    int fd = open("/proc/sys/kernel/tainted", O_RDONLY);
+    bool found = read(fd, text, sizeof text - 1) > 0;
+    close(fd);
+    check("the kernel has not warned of anything", found && !(strtoul(text, NULL, 10) & TAINTED_BY_WARNING));
+}

@@ -3,6 +3,8 @@
 #define RYNVEL_BOARD_DEVICE_TEST_H
 
 #include <stdbool.h>
+#include <stddef.h>
+#include <sys/types.h>
 
 /* Prints one result. The program's exit status is that of all of them. */
 void check(const char* name, bool passed);
@@ -11,11 +13,31 @@ int exit_status(void);
 /* Opens or ends the program. */
 int open_device(const char* path);
 
-/* Opens, writes or reads as a number a test file of a device, which is given by its path. */
+/* Opens, writes or reads as a text or a number a test file of a device, which is given by its path. */
 int open_test_file(const char* device, const char* file);
 bool set(const char* device, const char* file, const char* text);
+bool get_text(const char* device, const char* file, char* text, size_t size);
 long get(const char* device, const char* file);
 
+/* Waits until a test file has a value, for some seconds at most. */
+bool becomes(const char* device, const char* file, long value);
+
 bool fails_with(long result, int error);
+
+/* Maps the registers of a device from its beginning, or returns NULL. */
+void* map_registers(int fd, size_t size);
+
+/* Whether a descriptor can be read, or can be within the time. */
+bool is_readable(int fd, int timeout_ms);
+
+long milliseconds(void);
+void pause_ms(int duration);
+
+/* Raises a device's interrupt from another process, after a pause. */
+pid_t raise_after(int duration_ms, const char* device, const char* text);
+bool ended_well(pid_t child);
+
+/* The last check of a program. */
+void check_kernel_warnings(void);
 
 #endif

@@ -150,6 +150,8 @@ static void test_forced_errors(const char* path) {
     check("the next ioctl can be made to fail", set(path, "ioctl/force", "1 -16") &&
                                                     fails_with(ioctl(fd, GET_BLOCK_SIZE), EBUSY) &&
                                                     ioctl(fd, GET_BLOCK_SIZE) == SIZE);
+    check("the next ioctl can be made to return a number",
+          set(path, "ioctl/force", "1 5") && ioctl(fd, GET_BLOCK_SIZE) == 5 && ioctl(fd, GET_BLOCK_SIZE) == SIZE);
     check("a forced result can be taken back",
           set(path, "read/force", "9 -5") && set(path, "read/force", "0 0") && read(fd, text, 4) == 4);
     close(fd);

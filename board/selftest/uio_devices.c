@@ -2,14 +2,12 @@
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -19,7 +17,6 @@
 #define LIMIT_SECONDS 60
 #define SHORT_MS 150
 #define LONG_MS 5000
-#define TAINTED_BY_WARNING (1 << 9)
 
 enum clock_register { COUNTER = 0x00, MATCH = 0x04, INTERRUPT_MASK = 0x10, RAW = 0x14, MASKED = 0x18, CLEAR = 0x1C };
 
@@ -29,14 +26,9 @@ struct uio {
     volatile uint32_t* registers;
 };
 
-static volatile uint32_t* map(int fd, size_t size) {
-    void* start = mmap(NULL, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-    return start == MAP_FAILED ? NULL : start;
-}
-
 static struct uio open_uio(const char* path) {
     struct uio uio = {path, open_device(path), NULL};
-    uio.registers = map(uio.fd, SIZE);
+    uio.registers = map_registers(uio.fd, SIZE);
     if (!uio.registers) {
         perror(path);
         exit(2);
@@ -62,32 +54,9 @@ static bool receive(const struct uio* uio, uint32_t* count) {
     return read(uio->fd, count, sizeof *count) == sizeof *count;
 }
 
-static bool ready(const struct uio* uio, int timeout_ms) {
-    struct pollfd entry = {uio->fd, POLLIN, 0};
-    return poll(&entry, 1, timeout_ms) == 1 && entry.revents == POLLIN;
-}
+static bool ready(const struct uio* uio, int timeout_ms) { return is_readable(uio->fd, timeout_ms); }
 
-static long milliseconds(void) {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000 + now.tv_nsec / 1000000;
-}
-
-static void pause_ms(int duration) { poll(NULL, 0, duration); }
-
-static pid_t raise_later(const struct uio* uio) {
-    pid_t child = fork();
-    if (child == 0) {
-        pause_ms(SHORT_MS);
-        _exit(raise_interrupt(uio) ? 0 : 1);
-    }
-    return child;
-}
-
-static bool ended_well(pid_t child) {
-    int status;
-    return waitpid(child, &status, 0) == child && status == 0;
-}
+static pid_t raise_later(const struct uio* uio) { return raise_after(SHORT_MS, uio->path, "1"); }
 
 static bool link_text(const char* path, char* text, size_t size) {
     ssize_t length = readlink(path, text, size - 1);
@@ -171,7 +140,7 @@ static void test_separate(int count, char** paths) {
     check("every device has registers and an interrupt of its own", separate);
 }
 
-static bool becomes(volatile uint32_t* value, uint32_t wanted) {
+static bool register_becomes(volatile uint32_t* value, uint32_t wanted) {
     long end = milliseconds() + LONG_MS;
     while (*value != wanted && milliseconds() < end)
         pause_ms(1);
@@ -184,9 +153,9 @@ static void test_sharing(const char* path) {
     if (child == 0) {
         struct uio other = open_uio(path);
         other.registers[4] = 0x12345678;
-        _exit(becomes(&other.registers[5], 0x9abcdef0) ? 0 : 1);
+        _exit(register_becomes(&other.registers[5], 0x9abcdef0) ? 0 : 1);
     }
-    bool seen = becomes(&uio.registers[4], 0x12345678);
+    bool seen = register_becomes(&uio.registers[4], 0x12345678);
     uio.registers[5] = 0x9abcdef0;
     check("two processes that map a device see each other's writes", ended_well(child) && seen);
     close_uio(&uio);
@@ -203,7 +172,7 @@ static void test_mapping(const char* path) {
           pwrite(beside, &value, 4, 0x104) == 4 && uio.registers[0x104 / 4] == 0xcafe0002);
     check("the test file ends with the page",
           pread(beside, &value, 4, SIZE) == 0 && fails_with(pwrite(beside, &value, 4, SIZE), ENOSPC));
-    check("a mapping of more than the page fails with EINVAL", !map(uio.fd, 2 * SIZE) && errno == EINVAL);
+    check("a mapping of more than the page fails with EINVAL", !map_registers(uio.fd, 2 * SIZE) && errno == EINVAL);
     close(beside);
     close_uio(&uio);
 }
@@ -359,7 +328,7 @@ static void test_disabled_match(const char* path) {
     struct uio clock = open_uio(path);
     uint32_t count;
     set_match(&clock, 1);
-    bool reached = becomes(&clock.registers[RAW / 4], 1);
+    bool reached = register_becomes(&clock.registers[RAW / 4], 1);
     check("a match while disabled is kept back", reached && !ready(&clock, SHORT_MS));
     check("it is delivered when enabled, though enabled twice",
           enable(&clock) && receive(&clock, &count) && enable(&clock) && receive(&clock, &count));
@@ -370,14 +339,6 @@ static void test_disabled_match(const char* path) {
     check("after that a match is delivered at once", ready(&clock, LONG_MS) && matched_just_now(&clock));
     clock_write(&clock, CLEAR, 1);
     close_uio(&clock);
-}
-
-static void test_warnings(void) {
-    char text[32] = "";
-    int fd = open("/proc/sys/kernel/tainted", O_RDONLY);
-    bool found = read(fd, text, sizeof text - 1) > 0;
-    close(fd);
-    check("the kernel has not warned of anything", found && !(strtoul(text, NULL, 10) & TAINTED_BY_WARNING));
 }
 
 int main(int argc, char** argv) {
@@ -405,6 +366,6 @@ int main(int argc, char** argv) {
     test_disabled_match(argv[1]);
     test_counts(argv[1]);
     test_failures(argv[1]);
-    test_warnings();
+    check_kernel_warnings();
     return exit_status();
 }
