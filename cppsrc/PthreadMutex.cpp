@@ -1,5 +1,7 @@
 #include "rynvel/PthreadMutex.h"
 
+#include <cstring>
+
 #include "RynvelTrace.h"
 
 namespace Rynvel {
@@ -10,18 +12,20 @@ IMutex::~IMutex() = default;
 
 PthreadMutex::PthreadMutex(PthreadMutexType type) {
     RYNVEL_ENTER();
-    const char* const function = __func__;
+    RYNVEL_TRACE_POINT(here);
+    // A mutex that none of the calls below initialises: its operations then fail, whatever the memory held before.
+    std::memset(&m_mutex, 0xFF, sizeof(m_mutex));
     if (type != PthreadMutexType::PriorityInherit) {
-        succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", function, "");
+        succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here, "");
         return;
     }
     pthread_mutexattr_t attributes;
     // A failure leaves the attributes as they are: only a mutex that was made destroys them.
-    static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", function, "") &&
+    static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here, "") &&
                       succeeded(pthread_mutexattr_setprotocol(&attributes, static_cast<int>(type)),
-                                "pthread_mutexattr_setprotocol", function, "") &&
-                      succeeded(pthread_mutex_init(&m_mutex, &attributes), "pthread_mutex_init", function, "") &&
-                      succeeded(pthread_mutexattr_destroy(&attributes), "pthread_mutexattr_destroy", function, ""));
+                                "pthread_mutexattr_setprotocol", here, "") &&
+                      succeeded(pthread_mutex_init(&m_mutex, &attributes), "pthread_mutex_init", here, "") &&
+                      succeeded(pthread_mutexattr_destroy(&attributes), "pthread_mutexattr_destroy", here, ""));
 }
 
 PthreadMutex::~PthreadMutex() {
@@ -31,19 +35,21 @@ PthreadMutex::~PthreadMutex() {
 
 bool PthreadMutex::lock() {
     RYNVEL_MESSAGE(TraceLevel::highRate, "ENTER");
-    return succeeded(pthread_mutex_lock(&m_mutex), "pthread_mutex_lock", __func__, ".");
+    RYNVEL_TRACE_POINT(here);
+    return succeeded(pthread_mutex_lock(&m_mutex), "pthread_mutex_lock", here, ".");
 }
 
 bool PthreadMutex::unlock() {
     RYNVEL_MESSAGE(TraceLevel::highRate, "ENTER");
-    return succeeded(pthread_mutex_unlock(&m_mutex), "pthread_mutex_unlock", __func__, ".");
+    RYNVEL_TRACE_POINT(here);
+    return succeeded(pthread_mutex_unlock(&m_mutex), "pthread_mutex_unlock", here, ".");
 }
 
-bool PthreadMutex::succeeded(int error, const char* call, const char* function, const char* end) {
+bool PthreadMutex::succeeded(int error, const char* call, const ZilTraceHeader& caller, const char* end) {
     if (error == 0) {
         return true;
     }
-    RYNVEL_MESSAGE_AS(function, TraceLevel::failure, call, "() failed with error ", error, end);
+    RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, call, "() failed with error ", error, end);
     return false;
 }
 

@@ -152,42 +152,48 @@ const MemoryDevice* Factory::findMemoryDevice(const std::string& logicalDevName)
 }
 
 std::unique_ptr<IDevice> Factory::createDevice(const MemoryDevice& row, std::unique_ptr<IMutex> mutex) {
+    RYNVEL_TRACE_POINT(here);
     auto device = buildOfAnyWidth(row, mutex);
-    traceOutcome(row, device != nullptr, __func__);
+    traceOutcome(row, device != nullptr, here);
     return device;
 }
 
 template <typename T>
 std::unique_ptr<Device<T>> Factory::makeUnique(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex,
-                                               const char* function) {
-    RYNVEL_ENTER_AS(function, logicalDevName);
+                                               const ZilTraceHeader& caller) {
     const MemoryDevice* const row = findMemoryDevice(logicalDevName);
     if (row == nullptr) {
         return nullptr;
     }
     auto device = build<T>(*row, mutex);
-    traceOutcome(*row, device != nullptr, function);
+    traceOutcome(*row, device != nullptr, caller);
     return device;
 }
 
 std::unique_ptr<Device8> Factory::makeUnique8(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex) {
-    return makeUnique<std::uint8_t>(logicalDevName, std::move(mutex), __func__);
+    RYNVEL_ENTER(logicalDevName);
+    RYNVEL_TRACE_POINT(here);
+    return makeUnique<std::uint8_t>(logicalDevName, std::move(mutex), here);
 }
 
 std::unique_ptr<Device16> Factory::makeUnique16(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex) {
-    return makeUnique<std::uint16_t>(logicalDevName, std::move(mutex), __func__);
+    RYNVEL_ENTER(logicalDevName);
+    RYNVEL_TRACE_POINT(here);
+    return makeUnique<std::uint16_t>(logicalDevName, std::move(mutex), here);
 }
 
 std::unique_ptr<Device32> Factory::makeUnique32(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex) {
-    return makeUnique<std::uint32_t>(logicalDevName, std::move(mutex), __func__);
+    RYNVEL_ENTER(logicalDevName);
+    RYNVEL_TRACE_POINT(here);
+    return makeUnique<std::uint32_t>(logicalDevName, std::move(mutex), here);
 }
 
 // A device that could not be built is reported as unsupported and as created: users of the traces rely on the second.
-void Factory::traceOutcome(const MemoryDevice& row, bool built, const char* function) {
+void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHeader& caller) {
     if (!built) {
-        RYNVEL_MESSAGE_AS(function, TraceLevel::failure, "Unsupported device \"", row.m_name, "\"");
+        RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, "Unsupported device \"", row.m_name, "\"");
     }
-    RYNVEL_MESSAGE_AS(function, TraceLevel::life, "Device \"", row.m_name, "\" created.");
+    RYNVEL_MESSAGE_AT(caller, TraceLevel::life, "Device \"", row.m_name, "\" created.");
 }
 
 void Factory::failAssertion(const char* expression, unsigned int line, const char* function) {

@@ -6,12 +6,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cassert>
 #include <cstring>
 #include <limits>
 #include <mutex>
 #include <utility>
 
+#include "RynvelAssert.h"
 #include "RynvelRegister.h"
 #include "RynvelTrace.h"
 

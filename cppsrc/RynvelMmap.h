@@ -6,11 +6,11 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 
-#include <cassert>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
+#include "RynvelAssert.h"
 #include "RynvelRegister.h"
 #include "RynvelTrace.h"
 

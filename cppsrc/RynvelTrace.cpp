@@ -1,5 +1,6 @@
 #include "RynvelTrace.h"
 
+#include <algorithm>
 #include <locale>
 
 namespace Rynvel {

@@ -130,7 +130,7 @@ private:
 #define RYNVEL_ENTER_AT(level, ...)                                                                                    \
     do {                                                                                                               \
         if (m_trace.isEnabled(level)) {                                                                                \
-            static constexpr ZilTraceHeader traceHeader = RYNVEL_TRACE_HEADER(__func__);                               \
+            RYNVEL_TRACE_POINT(traceHeader);                                                                           \
             ::Rynvel::EntryTrace(m_trace, level, traceHeader, #__VA_ARGS__).log(__VA_ARGS__);                          \
         }                                                                                                              \
     } while (false)
@@ -141,25 +141,23 @@ private:
 /** Entry of a high-rate operation. */
 #define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_ENTER_AT(::Rynvel::TraceLevel::highRate, __VA_ARGS__)
 
-/** Entry of the operation with the given name, from code that several operations share. */
-#define RYNVEL_ENTER_AS(function, ...)                                                                                 \
-    do {                                                                                                               \
-        if (m_trace.isEnabled(::Rynvel::TraceLevel::entry)) {                                                          \
-            const ZilTraceHeader traceHeader = RYNVEL_TRACE_HEADER(function);                                          \
-            ::Rynvel::EntryTrace(m_trace, ::Rynvel::TraceLevel::entry, traceHeader, #__VA_ARGS__).log(__VA_ARGS__);    \
-        }                                                                                                              \
-    } while (false)
+/** The header of an operation whose trace points lie in code that it shares with others; that code is handed it. */
+#define RYNVEL_TRACE_POINT(name) static constexpr ZilTraceHeader name = RYNVEL_TRACE_HEADER(__func__)
 
-/** A message, made of pieces that a stream can write. */
-#define RYNVEL_MESSAGE_AS(function, level, ...)                                                                        \
+/** A message of the operation with the given header, made of pieces that a stream can write. */
+#define RYNVEL_MESSAGE_AT(header, level, ...)                                                                          \
     do {                                                                                                               \
         if (m_trace.isEnabled(level)) {                                                                                \
-            const ZilTraceHeader traceHeader = RYNVEL_TRACE_HEADER(function);                                          \
-            const ::Rynvel::MessageTrace messageTrace(m_trace, level, traceHeader);                                    \
+            const ::Rynvel::MessageTrace messageTrace(m_trace, level, header);                                         \
             messageTrace.log(__VA_ARGS__);                                                                             \
         }                                                                                                              \
     } while (false)
 
-#define RYNVEL_MESSAGE(level, ...) RYNVEL_MESSAGE_AS(__func__, level, __VA_ARGS__)
+/** A message, made of pieces that a stream can write. */
+#define RYNVEL_MESSAGE(level, ...)                                                                                     \
+    do {                                                                                                               \
+        RYNVEL_TRACE_POINT(traceHeader);                                                                               \
+        RYNVEL_MESSAGE_AT(traceHeader, level, __VA_ARGS__);                                                            \
+    } while (false)
 
 #endif

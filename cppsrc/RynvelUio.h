@@ -16,7 +16,6 @@
 namespace Rynvel {
 
 constexpr std::size_t uioPathSize = 4096;
-constexpr const char* mapDataFunction = "getMapData";
 
 inline unsigned long numberOf(const char* text) {
     const ErrnoSaver errnoSaver;
@@ -41,18 +40,19 @@ template <typename T>
 unsigned long Uio<T>::getMapData(const std::string& devicePath, const std::string& dataName) {
     std::array<char, uioPathSize> uioName{};
     std::array<char, uioPathSize> dataPath{};
-    if (!readUioName(devicePath, uioName.data()) ||
-        !formatDataPath(devicePath, uioName.data(), dataName, dataPath.data())) {
+    RYNVEL_TRACE_POINT(here);
+    if (!readUioName(devicePath, uioName.data(), here) ||
+        !formatDataPath(devicePath, uioName.data(), dataName, dataPath.data(), here)) {
         return 0;
     }
-    return readAttribute(dataPath.data());
+    return readAttribute(dataPath.data(), here);
 }
 
 template <typename T>
-bool Uio<T>::readUioName(const std::string& devicePath, char* uioName) {
+bool Uio<T>::readUioName(const std::string& devicePath, char* uioName, const ZilTraceHeader& caller) {
     const int length = LinuxIo().readlink(devicePath.c_str(), uioName, uioPathSize - 1);
     if (length == -1) {
-        RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::outcome, "readlink of \"", devicePath, "\" failed with ",
+        RYNVEL_MESSAGE_AT(caller, TraceLevel::outcome, "readlink of \"", devicePath, "\" failed with ",
                           std::strerror(errno));
         return false;
     }
@@ -65,20 +65,20 @@ bool Uio<T>::readUioName(const std::string& devicePath, char* uioName) {
 
 template <typename T>
 bool Uio<T>::formatDataPath(const std::string& devicePath, const char* uioName, const std::string& dataName,
-                            char* dataPath) {
+                            char* dataPath, const ZilTraceHeader& caller) {
     const int length =
         std::snprintf(dataPath, uioPathSize, "/sys/class/uio/%s/maps/map0/%s", uioName, dataName.c_str());
     if (length >= 0 && length < static_cast<int>(uioPathSize)) {
         return true;
     }
-    RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::failure,
+    RYNVEL_MESSAGE_AT(caller, TraceLevel::failure,
                       length < 0 ? "snprintf failed with" : "snprintf truncated dataPath when",
                       " devicePath: ", devicePath, ", and dataName: ", dataName);
     return false;
 }
 
 template <typename T>
-unsigned long Uio<T>::readAttribute(const char* dataPath) {
+unsigned long Uio<T>::readAttribute(const char* dataPath, const ZilTraceHeader& caller) {
     LinuxIo linuxIo;
     const int fd = linuxIo.open(dataPath, O_RDONLY);
     if (fd == -1) {
@@ -89,13 +89,13 @@ unsigned long Uio<T>::readAttribute(const char* dataPath) {
     const int readError = errno;
     linuxIo.close(fd);
     if (length == -1) {
-        RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::failure, "read of \"", dataPath, "\" failed with ",
+        RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, "read of \"", dataPath, "\" failed with ",
                           std::strerror(readError));
         return 0;
     }
     text[static_cast<std::size_t>(length)] = '\0';
     const unsigned long value = numberOf(text.data());
-    RYNVEL_MESSAGE_AS(mapDataFunction, TraceLevel::detail, "read value ", Hex(value), " from \"", dataPath, "\"");
+    RYNVEL_MESSAGE_AT(caller, TraceLevel::detail, "read value ", Hex(value), " from \"", dataPath, "\"");
     return value;
 }
 
@@ -112,21 +112,23 @@ bool Uio<T>::getInterruptType(unsigned long* type) {
 template <typename T>
 bool Uio<T>::enableInterrupt() {
     RYNVEL_ENTER();
-    return control(1, TraceLevel::highRate, __func__);
+    RYNVEL_TRACE_POINT(here);
+    return control(1, TraceLevel::highRate, here);
 }
 
 template <typename T>
 bool Uio<T>::disableInterrupt() {
     RYNVEL_ENTER();
-    return control(0, TraceLevel::failure, __func__);
+    RYNVEL_TRACE_POINT(here);
+    return control(0, TraceLevel::failure, here);
 }
 
 template <typename T>
-bool Uio<T>::control(std::int32_t state, int failureLevel, const char* function) {
+bool Uio<T>::control(std::int32_t state, int failureLevel, const ZilTraceHeader& caller) {
     if (this->m_linuxIo.write(this->m_fd, &state, sizeof(state)) >= 0) {
         return true;
     }
-    RYNVEL_MESSAGE_AS(function, failureLevel, "Failed to write on device \"", this->getDevName(),
+    RYNVEL_MESSAGE_AT(caller, failureLevel, "Failed to write on device \"", this->getDevName(),
                       "\". errno = ", std::strerror(errno));
     return false;
 }

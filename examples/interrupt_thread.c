@@ -11,6 +11,14 @@ enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
 enum { INTERRUPTS = 3 };
 
 static atomic_int interruptsLeft = INTERRUPTS;
+static atomic_int failed = 0;
+
+/* Ends both threads. */
+static void fail(const char* what) {
+    fprintf(stderr, "interrupt_thread: %s failed\n", what);
+    failed = 1;
+    interruptsLeft = 0;
+}
 
 /* Lets the clock interrupt one second from now. */
 static int setAlarm(int clock) {
@@ -24,8 +32,7 @@ static void* receiveInterrupts(void* argument) {
     while (interruptsLeft > 0) {
         unsigned long count = 0;
         if (!setAlarm(clock) || Rynvel_receiveInterrupts(clock, &count) != 0) {
-            fprintf(stderr, "interrupt_thread: the clock failed\n");
-            interruptsLeft = 0;
+            fail("the clock");
             return NULL;
         }
         printf("  interrupt of the clock, the kernel counts %lu\n", count);
@@ -38,9 +45,13 @@ static void* receiveInterrupts(void* argument) {
 /* Counts in the low byte of a register and keeps the others, until all interrupts are there. */
 static unsigned long workOnRegisters(int device) {
     unsigned long writes = 0;
-    Rynvel_write32(device, 0x10, 0xABCDEF00);
-    while (interruptsLeft > 0 && Rynvel_writeBitmask32(device, 0x10, (uint32_t)writes, 0x000000FF) == 0) {
-        ++writes;
+    if (Rynvel_write32(device, 0x10, 0xABCDEF00) != 0) {
+        fail("a write");
+    }
+    for (; interruptsLeft > 0; ++writes) {
+        if (Rynvel_writeBitmask32(device, 0x10, (uint32_t)writes, 0x000000FF) != 0) {
+            fail("a masked write");
+        }
     }
     return writes;
 }
@@ -57,8 +68,9 @@ int main(void) {
     printf("waiting for %d interrupts of rtc0 while traf.top is at work\n", (int)INTERRUPTS);
     printf("  %s masked writes meanwhile\n", workOnRegisters(device) > 1000 ? "thousands of" : "few");
     pthread_join(receiver, NULL);
-    Rynvel2_write32(clock, INTERRUPT_MASK, 0);
-    Rynvel_read32(device, 0x10, &value);
+    if (Rynvel2_write32(clock, INTERRUPT_MASK, 0) != 0 || Rynvel_read32(device, 0x10, &value) != 0) {
+        fail("the end");
+    }
     printf("  register 0x10 of traf.top holds 0x%08lx\n", (unsigned long)value);
-    return 0;
+    return failed;
 }

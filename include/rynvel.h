@@ -19,11 +19,13 @@
  * Byte order. A burst's `byteOrder` of 0 exchanges the items unchanged, in the processor's byte order; any other value
  * byte-reverses every item (network byte order on a little-endian processor). The 8-bit bursts need none.
  *
- * Threads. Any thread may call any function; the operations on one device are serialised by the device.
+ * Threads. Any thread may call any function. The register operations on one device are serialised by the device;
+ * requests and interrupts are not, so that one thread may wait while others work.
  *
  * What ends the process. A handle that is negative or not below the number of devices fails an assertion. A handle that
  * was never opened, or is used with the functions of another width, is not checked: the process faults. Opening a
- * seekable device whose file cannot be opened fails an assertion. No function catches an exception: Rynvel_open lets
+ * seekable device or an FPGA whose file cannot be opened, a mapped device whose file opens but cannot be mapped, and
+ * asking a UIO device for its interrupt type without a place for it each fail an assertion. No function catches an exception: Rynvel_open lets
  * pass what the construction of a device throws, and std::logic_error for a null name.
  */
 #ifndef RYNVEL_H
@@ -42,7 +44,8 @@ extern "C" {
  *
  * @param name zero-terminated; compared exactly.
  * @return the device's handle, always the same for one name and valid until the process ends; -1 for a name that the
- *         library does not know or a device of an unsupported type.
+ *         library does not know or a device of an unsupported type. A mapped device whose file cannot be opened gets
+ *         its handle all the same: its register operations then fail.
  */
 RYNVEL_EXPORT int Rynvel_open(const char* name);
 

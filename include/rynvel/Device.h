@@ -36,7 +36,7 @@ public:
 
     /**
      * Reads `items` consecutive registers from `address` on into `data[0]` to `data[items - 1]`, each delivered in
-     * `byteOrder`. A burst of no items succeeds.
+     * `byteOrder`. A burst of no items transfers nothing and succeeds wherever one of some items would.
      */
     virtual bool read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
@@ -51,7 +51,7 @@ public:
 
     /**
      * Writes `data[0]` to `data[items - 1]` to `items` consecutive registers from `address` on, each taken in
-     * `byteOrder`. A burst of no items succeeds.
+     * `byteOrder`. A burst of no items transfers nothing and succeeds wherever one of some items would.
      */
     virtual bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) = 0;
 

@@ -18,6 +18,7 @@
 #include "rynvel/MemoryDevice.h"
 
 class ZilTrace;
+struct ZilTraceHeader;
 
 namespace Rynvel {
 
@@ -112,8 +113,8 @@ private:
 
     template <typename T>
     RYNVEL_LOCAL std::unique_ptr<Device<T>> makeUnique(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex,
-                                                       const char* function);
-    RYNVEL_LOCAL static void traceOutcome(const MemoryDevice& row, bool built, const char* function);
+                                                       const ZilTraceHeader& caller);
+    RYNVEL_LOCAL static void traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHeader& caller);
 
     std::vector<std::shared_ptr<IDevice>> m_rynvelList;
     std::vector<OpenedDevice> m_openedDevices;

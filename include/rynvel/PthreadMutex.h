@@ -11,6 +11,7 @@
 #include "rynvel/IMutex.h"
 
 class ZilTrace;
+struct ZilTraceHeader;
 
 namespace Rynvel {
 
@@ -38,7 +39,7 @@ public:
     bool unlock() override;
 
 private:
-    RYNVEL_LOCAL static bool succeeded(int error, const char* call, const char* function, const char* end);
+    RYNVEL_LOCAL static bool succeeded(int error, const char* call, const ZilTraceHeader& caller, const char* end);
 
     pthread_mutex_t m_mutex;
     RYNVEL_LOCAL static ZilTrace m_trace;

@@ -14,6 +14,7 @@
 #include "rynvel/Mmap.h"
 
 class ZilTrace;
+struct ZilTraceHeader;
 
 namespace Rynvel {
 
@@ -77,11 +78,11 @@ public:
     bool waitForInterrupt(unsigned long* status) override;
 
 private:
-    RYNVEL_LOCAL static bool readUioName(const std::string& devicePath, char* uioName);
+    RYNVEL_LOCAL static bool readUioName(const std::string& devicePath, char* uioName, const ZilTraceHeader& caller);
     RYNVEL_LOCAL static bool formatDataPath(const std::string& devicePath, const char* uioName,
-                                            const std::string& dataName, char* dataPath);
-    RYNVEL_LOCAL static unsigned long readAttribute(const char* dataPath);
-    RYNVEL_LOCAL bool control(std::int32_t state, int failureLevel, const char* function);
+                                            const std::string& dataName, char* dataPath, const ZilTraceHeader& caller);
+    RYNVEL_LOCAL static unsigned long readAttribute(const char* dataPath, const ZilTraceHeader& caller);
+    RYNVEL_LOCAL bool control(std::int32_t state, int failureLevel, const ZilTraceHeader& caller);
 
     RYNVEL_LOCAL static ZilTrace m_trace;
 };

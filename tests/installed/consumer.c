@@ -1,11 +1,16 @@
-/* A program in C99 against the installed package: opens the device that its argument names. */
+/* A program in C99 against the installed package: opens the device that its argument names, or uses a handle as it is. */
 
 #include <rynvel.h>
 
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 int main(int argc, char** argv) {
-    const int handle = Rynvel_open(argc > 1 ? argv[1] : "no such device");
-    printf("handle %d\n", handle);
+    if (argc > 2 && strcmp(argv[1], "--handle") == 0) {
+        printf("descriptor %d\n", Rynvel_getFileDescriptor(atoi(argv[2])));
+    } else {
+        printf("handle %d\n", Rynvel_open(argc > 1 ? argv[1] : "no such device"));
+    }
     return 0;
 }

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs a release build and uses the result as its users do. Usage: run.sh BUILD_FOLDER [EMULATOR...]
 # Compilers: $CC and $CXX; $SANITIZERS are those of the build. Ends with a line of totals.
-set -u
+set -u -o pipefail
+unset ZILTRACE
 source_folder=$(cd "$(dirname "$0")" && pwd)
-build=$(cd "$1" && pwd)
+build=$(cd "$1" && pwd) || exit
 shift
 emulator=("$@")
 sanitize=${SANITIZERS:+-fsanitize=$SANITIZERS}
@@ -26,8 +27,6 @@ check() {
     fi
 }
 
-installed_files() { (cd "$stage" && find . -type f -o -type l | sort); }
-
 library() { find "$stage" -name "lib$1.so.1"; }
 
 installs() { cmake --install "$build" --prefix "$stage"; }
@@ -42,25 +41,54 @@ has_all_files() {
     return $missing
 }
 
-# Everything but what a program may call, implement or catch.
+# The names that the library defines for others, as the linker knows them; fails where there are none.
+defined_symbols() {
+    "${NM:-nm}" -D --defined-only "$(library rynvel)" | awk '{ print $NF }' | sed 's/@.*//' | grep .
+}
+
+# What the headers mark as private.
+private_members() {
+    sed -n 's/.*RYNVEL_LOCAL[^(;]*[ *&]\([a-zA-Z0-9_~]*\)[(;].*/\1/p' "$source_folder"/../../include/rynvel/*.h |
+        sort -u | paste -s -d '|' | grep .
+}
+
+public_classes() {
+    sed -n 's/^class RYNVEL_EXPORT \([a-zA-Z0-9]*\).*/\1/p' "$source_folder"/../../include/rynvel/*.h |
+        sort -u | paste -s -d '|' | grep .
+}
+
+# Prints what is neither a C function nor a public member or table of a class with a public header.
 foreign_symbols() {
-    "$1" -D --defined-only "$2" | awk '{ print $NF }' | sed 's/@.*//' | grep -vE "$3"
+    local symbols classes private
+    symbols=$(defined_symbols | c++filt) && classes=$(public_classes) && private=$(private_members) || {
+        echo 'cannot list the symbols'
+        return
+    }
+    printf '%s\n' "$symbols" | grep -vxE \
+        -e 'RYNVEL_1|Rynvel2?_[a-zA-Z0-9]+' \
+        -e 'operator<<\(std::(ostream|basic_ostream<[^&]*>)&, HexU32Struct const&\)' \
+        -e 'Rynvel::operator<<\(std::(ostream|basic_ostream<[^&]*>)&, Rynvel::ByteOrder\)' \
+        -e "(typeinfo for |typeinfo name for |vtable for )?(Rynvel::)?($classes)(<.*>)?(::.*)?"
+    printf '%s\n' "$symbols" | grep -E "::($private)(\\(|\$)"
 }
 
-exports_only_its_interface() {
-    local mangled='_ZN6Rynvel|_ZNK6Rynvel|_ZT[VIS]N6Rynvel|_ZNK?7LinuxIo|_ZlsRSoRK12HexU32Struct$'
-    ! foreign_symbols "${NM:-nm}" "$(library rynvel)" "^(Rynvel_[a-zA-Z0-9]+|Rynvel2_[a-zA-Z0-9]+|($mangled).*|RYNVEL_1)$"
+exports_only_its_interface() { [ -z "$(foreign_symbols | tee /dev/stderr)" ]; }
+
+# Prints the C functions that only the header or only the library has.
+unmatched_functions() {
+    local symbols
+    symbols=$(defined_symbols) || echo 'cannot list the symbols'
+    comm -3 <(grep -oE '\bRynvel2?_[a-zA-Z0-9]+\(' "$stage/include/rynvel.h" | tr -d '(' | sort -u) \
+        <(printf '%s\n' "$symbols" | grep -E '^Rynvel2?_' | sort -u)
 }
 
-exports_the_whole_c_interface() {
-    comm -3 <(grep -oE '\bRynvel2?_[a-zA-Z0-9]+\(' "$stage/include/rynvel.h" | grep -v 'Rynvel2\?_(' | tr -d '(' |
-        sort -u) <("${NM:-nm}" -D --defined-only "$(library rynvel)" | awk '{ print $NF }' | sed 's/@.*//' |
-        grep -E '^Rynvel2?_' | sort -u) | { ! grep .; }
-}
+exports_the_whole_c_interface() { [ -z "$(unmatched_functions | tee /dev/stderr)" ]; }
 
 needs_only_the_tracing_library() {
-    "${READELF:-readelf}" -d "$(library rynvel)" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' |
-        { ! grep -vE '^(libziltrace\.so\.1|libstdc\+\+\.so\.6|libgcc_s\.so\.1|libc\.so\.6|libm\.so\.6|lib(a|ub|t)san\.so\.[0-9]+|ld-linux.*)$'; }
+    local needed
+    needed=$("${READELF:-readelf}" -d "$(library rynvel)" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | grep .) || return
+    ! printf '%s\n' "$needed" |
+        grep -vE '^(libziltrace\.so\.1|libstdc\+\+\.so\.6|libgcc_s\.so\.1|libc\.so\.6|libm\.so\.6|lib(a|ub|t)san\.so\.[0-9]+|ld-linux.*)$'
 }
 
 is_named_for_its_interface() {
@@ -79,7 +107,6 @@ builds_with_find_package() {
         -DCMAKE_PREFIX_PATH="$stage" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH && cmake --build "$work/build"
 }
 
-# An emulator runs the program itself, not env.
 run_consumer() {
     if [ ${#emulator[@]} -gt 0 ]; then
         (cd "$work" && "${emulator[@]}" -E "LD_LIBRARY_PATH=$stage/lib" "$@")
@@ -94,6 +121,11 @@ says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for dev
 
 classes_program_runs() {
     [ "$(run_consumer "$work/build/consumer")" = 'value 0x7856 in Host order, lock 1, slots 1' ]
+}
+
+asserts_handles_in_a_release_build() {
+    run_consumer "$work/consumer_c" --handle 30 2>"$work/err"
+    [ $? = 134 ] && grep -qF "Assertion \`static_cast<size_t>(handle) < m_rynvelList.size()' failed" "$work/err"
 }
 
 asserts_in_a_release_build() {
@@ -112,7 +144,8 @@ check 'the C99 program runs' c_program_runs
 check 'what failed is traced on standard error by default' says_on_standard_error_what_failed
 check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
-check 'a device file that cannot be opened ends the process in a release build' asserts_in_a_release_build
+check 'a handle outside the table ends the process in every build' asserts_handles_in_a_release_build
+check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 [ "$failed" = 0 ]

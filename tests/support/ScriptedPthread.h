@@ -30,7 +30,7 @@ public:
     /** Records a call and returns the error it is to fail with, or 0. */
     int record(const std::string& function, const std::string& arguments = "");
 
-    const EventLog& log() const { return m_log; }
+    EventLog& log() { return m_log; }
     void clear() { m_log.clear(); }
 
 private:

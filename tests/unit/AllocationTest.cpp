@@ -1,5 +1,7 @@
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <new>
 #include <sys/mman.h>
 
@@ -12,12 +14,16 @@
 namespace {
 
 thread_local unsigned long allocations = 0;
+thread_local bool disturbing = false;
 
 } // namespace
 
 // Every allocation of the library comes through these: it is C++ alone.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
+    if (disturbing) {
+        errno = EILSEQ;
+    }
     if (void* memory = std::malloc(size)) {
         return memory;
     }
@@ -95,6 +101,112 @@ TYPED_TEST(AllocationTest, SeesTheAllocationsOfATracedOperation) {
     const unsigned long before = allocations;
     this->operate(*device, 0);
     EXPECT_GT(allocations, before);
+}
+
+TEST(Allocation, IsNotMadeByTheFunctionsOfTheCInterfaceWithTracingOff) {
+    for (const char* name : {"registers8", "registers16", "registers32"}) {
+        std::ofstream(name) << std::string(256, ' ');
+    }
+    const TraceRecorder recorder(0);
+    const int handle8 = Rynvel_open("file8");
+    const int handle16 = Rynvel_open("file16");
+    const int handle32 = Rynvel_open("file32");
+    std::uint8_t value8 = 0;
+    std::uint16_t value16 = 0;
+    std::uint32_t value32 = 0;
+    unsigned long info = 0;
+    const unsigned long before = allocations;
+    Rynvel_read8(handle8, 0, &value8);
+    Rynvel_write8(handle8, 0, 1);
+    Rynvel_writeBitmask8(handle8, 0, 1, 2);
+    Rynvel_burstRead8(handle8, 0, &value8, 1);
+    Rynvel_burstWrite8(handle8, 0, &value8, 1);
+    Rynvel_read16(handle16, 0, &value16);
+    Rynvel_write16(handle16, 0, 1);
+    Rynvel_writeBitmask16(handle16, 0, 1, 2);
+    Rynvel_burstRead16(handle16, 0, &value16, 1, 1);
+    Rynvel_burstWrite16(handle16, 0, &value16, 1, 0);
+    Rynvel_read32(handle32, 0, &value32);
+    Rynvel_write32(handle32, 0, 1);
+    Rynvel_writeBitmask32(handle32, 0, 1, 2);
+    Rynvel_burstRead32(handle32, 0, &value32, 1, 1);
+    Rynvel_burstWrite32(handle32, 0, &value32, 1, 0);
+    Rynvel_ioctl(handle8, 0, 0);
+    Rynvel_getInterruptType(handle8, &info);
+    Rynvel_enableInterrupts(handle8);
+    Rynvel_disableInterrupts(handle8);
+    Rynvel_receiveInterrupts(handle8, &info);
+    Rynvel_getFileDescriptor(handle8);
+    EXPECT_EQ(allocations, before);
+}
+
+TEST(Allocation, IsNotMadeByTheInterruptOperationsOfAUioDeviceWithTracingOff) {
+    const TraceRecorder recorder(0);
+    Rynvel::Uio<std::uint32_t> device("/dev/none", plainMutex(), true);
+    unsigned long value = 0;
+    const unsigned long before = allocations;
+    EXPECT_TRUE(device.getInterruptType(&value));
+    EXPECT_FALSE(device.enableInterrupt());
+    EXPECT_FALSE(device.disableInterrupt());
+    EXPECT_FALSE(device.waitForInterrupt(&value));
+    EXPECT_EQ(allocations, before);
+}
+
+TEST(Allocation, IsNotMadeByAnFpgaRegisterAccessWithTracingOff) {
+    const TraceRecorder recorder(0);
+    Rynvel::FpgaSpi32 device("/dev/null", plainMutex(), 0);
+    std::uint32_t value = 0;
+    const unsigned long before = allocations;
+    EXPECT_FALSE(device.read(0, &value));
+    EXPECT_FALSE(device.write(0, 1));
+    EXPECT_FALSE(device.write(0, 1, 2));
+    EXPECT_FALSE(device.read(0, &value, 1, ByteOrder::Network));
+    EXPECT_FALSE(device.write(0, &value, 1, ByteOrder::Network));
+    EXPECT_EQ(allocations, before);
+}
+
+/** Lets every allocation change errno while it lives. */
+class DisturbingAllocations {
+public:
+    DisturbingAllocations() { disturbing = true; }
+    DisturbingAllocations(const DisturbingAllocations&) = delete;
+    DisturbingAllocations& operator=(const DisturbingAllocations&) = delete;
+    ~DisturbingAllocations() { disturbing = false; }
+};
+
+TEST(Errno, IsKeptByTheEntryTraceOfAnOperation) {
+    const auto device = make(static_cast<Rynvel::Lseek<std::uint8_t>*>(nullptr));
+    const TraceRecorder recorder(6);
+    std::uint8_t value = 0;
+    bool done = false;
+    int after = 0;
+    {
+        const DisturbingAllocations disturbance;
+        errno = ERANGE;
+        done = device->read(0, &value);
+        after = errno;
+    }
+    EXPECT_TRUE(done);
+    EXPECT_EQ(after, ERANGE);
+    EXPECT_EQ(recorder.lines().size(), 1U);
+}
+
+TEST(Errno, IsKeptByTheMessageOfAFailure) {
+    const TraceRecorder recorder(1, "Rynvel.Uio");
+    Rynvel::Uio<std::uint32_t> device("/dev/none", plainMutex(), true);
+    bool done = true;
+    int after = 0;
+    {
+        const DisturbingAllocations disturbance;
+        errno = 0;
+        done = device.disableInterrupt();
+        after = errno;
+    }
+    EXPECT_FALSE(done);
+    EXPECT_EQ(after, EBADF);
+    EXPECT_EQ(recorder.lines().back(),
+              "Rynvel.Uio 1 disableInterrupt: Failed to write on device \"/dev/none\". errno = "
+              "Bad file descriptor");
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <fstream>
 #include <system_error>
 
 #include <gtest/gtest.h>
@@ -8,9 +9,12 @@
 #include "ScriptedPthread.h"
 #include "TraceRecorder.h"
 
+// Built with the device table of the tests.
+
 namespace {
 
 using Rynvel::Factory;
+using RynvelTest::EventLog;
 using RynvelTest::ScriptedPthread;
 using RynvelTest::TraceRecorder;
 
@@ -19,9 +23,24 @@ TEST(FactoryLock, LetsTheErrorPassWhenItCannotBeTaken) {
     const TraceRecorder recorder(0);
     ScriptedPthread script;
     script.fail("pthread_mutex_lock", EDEADLK);
-    EXPECT_THROW(factory.create("common.idt"), std::system_error);
-    EXPECT_THROW(Rynvel_open("common.idt"), std::system_error);
-    EXPECT_EQ(factory.getBackend(28), nullptr);
+    EXPECT_THROW(factory.create("file16"), std::system_error);
+    EXPECT_THROW(Rynvel_open("file16"), std::system_error);
+    EXPECT_EQ(factory.getBackend(6), nullptr);
+}
+
+TEST(FactoryLock, IsHeldWhileTheDeviceIsBuiltWithAPlainMutex) {
+    std::ofstream("registers8") << "registers";
+    Factory& factory = Factory::getInstance();
+    EventLog events;
+    {
+        ScriptedPthread script;
+        const TraceRecorder recorder(4, "Rynvel.Factory", &script.log());
+        script.clear();
+        factory.create("file8");
+        events = script.log();
+    }
+    EXPECT_EQ(events, (EventLog{"pthread_mutex_lock", "pthread_mutex_init(default)",
+                                "Rynvel.Factory 4 createDevice: Device \"file8\" created.", "pthread_mutex_unlock"}));
 }
 
 TEST(FactoryLock, IsNotTakenForANameThatIsUnknown) {
@@ -37,8 +56,8 @@ TEST(FactoryLock, IsNotTakenByLookups) {
     const TraceRecorder recorder(0);
     ScriptedPthread script;
     EXPECT_EQ(factory.getHandle(nullptr), 0);
-    EXPECT_EQ(factory.getBackend8(3), nullptr);
-    EXPECT_EQ(factory.makeUnique8("rtc0", nullptr), nullptr);
+    EXPECT_EQ(factory.getBackend8(1), nullptr);
+    EXPECT_EQ(factory.makeUnique8("lseek32", nullptr), nullptr);
     EXPECT_EQ(script.log(), RynvelTest::EventLog{});
 }
 

@@ -93,6 +93,14 @@ TYPED_TEST(LseekTest, OpensTheDeviceFileForReadingAndWritingWithNoOtherFlag) {
     EXPECT_EQ(O_RDWR, 2);
 }
 
+TYPED_TEST(LseekTest, TakesTheDescriptorZeroForAnOpenFile) {
+    ScriptedOs os;
+    os.script("open", {answering(0)});
+    Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log()));
+    EXPECT_EQ(device.getNativeHandle(), 0);
+    EXPECT_EQ(device.ioctl(1, 2), 0);
+}
+
 TYPED_TEST(LseekTest, TakesItsDeviceFileAsItsName) { EXPECT_EQ(this->m_device.getDevName(), path); }
 
 TYPED_TEST(LseekTest, ClosesTheFileThenDestroysTheMutex) {
@@ -285,6 +293,9 @@ TYPED_TEST(LseekTest, TakesAnyOrderButNetworkForHost) {
     TypeParam values[2] = {};
     this->m_device.read(0, values, 2, static_cast<ByteOrder>(2));
     EXPECT_EQ(this->m_os.log()[2], "read(7, " + std::to_string(2 * sizeof(TypeParam)) + ")");
+    this->m_os.log().clear();
+    this->m_device.write(0, values, 2, static_cast<ByteOrder>(2));
+    EXPECT_EQ(this->m_os.log()[2], this->writeCall(std::string(4 * sizeof(TypeParam), '0')));
 }
 
 TYPED_TEST(LseekTest, ReportsABurstWhoseBytesHappenToEqualItsItems) {
@@ -408,13 +419,14 @@ TYPED_TEST(LseekTest, GoesOnWhenItsMutexReportsFailures) {
     EXPECT_TRUE(device.write(0, 1));
 }
 
-TYPED_TEST(LseekTest, TracesItsLife) {
+TYPED_TEST(LseekTest, TracesItsLifeBeforeItsCalls) {
     ScriptedOs os;
-    const TraceRecorder recorder(6);
+    const TraceRecorder recorder(6, "*", &os.log());
     { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
-    EXPECT_EQ(recorder.lines(),
+    EXPECT_EQ(os.log(),
               (EventLog{"Rynvel.Lseek 6 Lseek ENTER physicalDevName=/dev/tomkar_registers",
-                        "Rynvel.Lseek 6 ~Lseek ENTER", "Rynvel.Lseek 6 ~Lseek: Device name: /dev/tomkar_registers"}));
+                        "open(/dev/tomkar_registers, 2)", "Rynvel.Lseek 6 ~Lseek ENTER",
+                        "Rynvel.Lseek 6 ~Lseek: Device name: /dev/tomkar_registers", "close(7)", "mutex destroyed"}));
 }
 
 TYPED_TEST(LseekTest, TracesTheEntryOfEveryOperation) {
@@ -441,9 +453,17 @@ TYPED_TEST(LseekTest, TracesTheEntryOfEveryOperation) {
 TYPED_TEST(LseekTest, TracesBeforeItLocks) {
     const TraceRecorder recorder(6, "*", &this->m_os.log());
     TypeParam value = 0;
-    this->m_device.read(0, &value);
-    EXPECT_EQ(this->m_os.log()[0], "Rynvel.Lseek 6 read ENTER Hex(address)=0x00000000");
-    EXPECT_EQ(this->m_os.log()[1], "lock");
+    const auto expectEntryThenLock = [this](auto operation) {
+        this->m_os.log().clear();
+        operation();
+        EXPECT_NE(this->m_os.log()[0].find(" ENTER "), std::string::npos);
+        EXPECT_EQ(this->m_os.log()[1], "lock");
+    };
+    expectEntryThenLock([&] { this->m_device.read(0, &value); });
+    expectEntryThenLock([&] { this->m_device.write(0, value); });
+    expectEntryThenLock([&] { this->m_device.write(0, value, 1); });
+    expectEntryThenLock([&] { this->m_device.read(0, &value, 1, ByteOrder::Host); });
+    expectEntryThenLock([&] { this->m_device.write(0, &value, 1, ByteOrder::Network); });
 }
 
 TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {

@@ -200,25 +200,40 @@ template <typename T>
 class MmapDeathTest : public testing::Test {
 protected:
     /** Fails the mapping and prints the calls and what is traced. */
-    static void failToMap() {
+    static void failToMap(bool fake) {
         ScriptedOs os;
         PrintingSink sink;
         ZilTraceControl::setSink(&sink);
         os.printCalls();
         os.script("mmap", {failing(ENOMEM)});
         os.script("close", {failing(EIO)});
-        const Mmap<T> device(path, 0, 0x1000, std::make_unique<RecordingMutex>(os.log()), false);
+        const Mmap<T> device(path, 0, 0x1000, std::make_unique<RecordingMutex>(os.log()), fake);
     }
 };
 
 TYPED_TEST_SUITE(MmapDeathTest, Widths);
 
 TYPED_TEST(MmapDeathTest, TracesAtLevelOneClosesTheFileAndEndsTheProcessWhenTheMappingFails) {
-    EXPECT_DEATH(this->failToMap(),
+    EXPECT_DEATH(this->failToMap(false),
                  "mmap\\(0, 4096, 3, 1, 7, 0\\)\n"
                  "1 Could not mmap \"/dev/tomkar_registers\". errno = Cannot allocate memory.\n"
                  "close\\(7\\)\n.*"
                  "cppsrc/RynvelMmap:[0-9]+: Rynvel::Mmap<T>::Mmap\\(.*Assertion `m_regMap != MAP_FAILED' failed");
+}
+
+TYPED_TEST(MmapDeathTest, ClosesWhatItDoesNotHaveWhenTheMappingOfAFakeFails) {
+    EXPECT_DEATH(this->failToMap(true), "mmap\\(0, 4096, 3, 33, -1, 0\\)\n1 Could not mmap .*\nclose\\(-1\\)\n.*"
+                                        "Assertion `m_regMap != MAP_FAILED' failed");
+}
+
+TYPED_TEST(MmapTest, TakesTheDescriptorZeroForAnOpenFile) {
+    this->m_os.script("open", {answering(0)});
+    auto device = this->make(0, 0x1000);
+    EXPECT_EQ(device->getNativeHandle(), 0);
+    EXPECT_EQ(device->ioctl(1, 2), 0);
+    EXPECT_TRUE(device->write(0, 1));
+    device.reset();
+    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(0)");
 }
 
 TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) {
@@ -285,6 +300,8 @@ TYPED_TEST(MmapTest, TakesAnyOrderButNetworkForHost) {
     TypeParam value = 0;
     EXPECT_TRUE(device->read(0, &value, 1, static_cast<ByteOrder>(7)));
     EXPECT_EQ(value, Width<TypeParam>::value);
+    EXPECT_TRUE(device->write(1, &value, 1, static_cast<ByteOrder>(7)));
+    EXPECT_EQ(this->stored(sizeof(TypeParam)), Width<TypeParam>::value);
 }
 
 TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
@@ -324,9 +341,16 @@ TYPED_TEST(MmapTest, ReleasesAWaiterByASingleWrite) {
     EXPECT_EQ(this->stored(2 * sizeof(TypeParam)), Width<TypeParam>::value);
 }
 
-TYPED_TEST(MmapTest, TracesItsLife) {
-    const TraceRecorder recorder(6);
+TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
+    const TraceRecorder recorder(6, "*", &this->m_os.log());
     this->make(0x100, 0x1000).reset();
+    EXPECT_EQ(
+        this->m_os.log(),
+        (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
+                  "Hex(devPageOffset)=0x00000100, Hex(devSize)=0x00001000, fake=0",
+                  "open(/dev/tomkar_registers, 2)", "Rynvel.Mmap 5 Mmap: mapSize: 4096", "mmap(0, 4096, 3, 1, 7, 0)",
+                  "Rynvel.Mmap 6 ~Mmap ENTER", unmapCall(&this->m_os.memory[0x100], 0x1000),
+                  "Rynvel.Mmap 5 ~Mmap: Close \"/dev/tomkar_registers\".", "close(7)", "mutex destroyed"}));
     EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
                                           "Hex(devPageOffset)=0x00000100, Hex(devSize)=0x00001000, fake=0",
                                           "Rynvel.Mmap 5 Mmap: mapSize: 4096", "Rynvel.Mmap 6 ~Mmap ENTER",
@@ -373,6 +397,19 @@ TYPED_TEST(MmapTest, TracesTheEntryOfEveryOperationAtLevelSeven) {
                   entry + "ioctl ENTER command=-5, Hex(static_cast<size_t>(arg))=0x0000beef"}));
 }
 
+TYPED_TEST(MmapTest, TracesTheEntryOfEveryOperationWithoutAMapping) {
+    const auto device = this->absent();
+    TypeParam value = 0;
+    const TraceRecorder recorder(7);
+    device->read(0, &value);
+    device->write(0, value);
+    device->write(0, value, 1);
+    device->read(0, &value, 1, ByteOrder::Host);
+    device->write(0, &value, 1, ByteOrder::Host);
+    device->ioctl(0, 0);
+    EXPECT_EQ(recorder.lines().size(), 6U);
+}
+
 TYPED_TEST(MmapTest, TracesNoOperationAtLevelSix) {
     const auto device = this->mapped();
     const TraceRecorder recorder(6);
@@ -387,9 +424,17 @@ TYPED_TEST(MmapTest, TracesBeforeItLocks) {
     const auto device = this->mapped();
     const TraceRecorder recorder(7, "*", &this->m_os.log());
     TypeParam value = 0;
-    device->read(0, &value);
-    EXPECT_EQ(this->m_os.log()[0], "Rynvel.Mmap 7 read ENTER Hex(offset)=0x00000000");
-    EXPECT_EQ(this->m_os.log()[1], "lock");
+    const auto expectEntryThenLock = [this](auto operation) {
+        this->m_os.log().clear();
+        operation();
+        EXPECT_NE(this->m_os.log()[0].find(" ENTER "), std::string::npos);
+        EXPECT_EQ(this->m_os.log()[1], "lock");
+    };
+    expectEntryThenLock([&] { device->read(0, &value); });
+    expectEntryThenLock([&] { device->write(0, value); });
+    expectEntryThenLock([&] { device->write(0, value, 1); });
+    expectEntryThenLock([&] { device->read(0, &value, 1, ByteOrder::Host); });
+    expectEntryThenLock([&] { device->write(0, &value, 1, ByteOrder::Network); });
 }
 
 } // namespace

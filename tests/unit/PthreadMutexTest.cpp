@@ -1,5 +1,7 @@
 #include <cerrno>
+#include <cstring>
 #include <mutex>
+#include <new>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -137,13 +139,54 @@ TEST(PthreadMutex, TracesItsLifeAtLevelSix) {
     }
 }
 
-TEST(PthreadMutex, TracesLockAndUnlockAtLevelSevenBeforeItsCalls) {
-    PthreadMutex mutex(PthreadMutexType::None);
-    EventLog log;
-    const TraceRecorder recorder(7, "*", &log);
-    mutex.lock();
-    mutex.unlock();
-    EXPECT_EQ(log, (EventLog{"Rynvel.PthreadMutex 7 lock: ENTER", "Rynvel.PthreadMutex 7 unlock: ENTER"}));
+TEST(PthreadMutex, TracesBeforeItsCalls) {
+    EventLog calls;
+    {
+        ScriptedPthread script;
+        const TraceRecorder recorder(7, "*", &script.log());
+        script.clear();
+        {
+            PthreadMutex mutex(PthreadMutexType::None);
+            mutex.lock();
+            mutex.unlock();
+        }
+        calls = script.log();
+    }
+    const std::string channel = "Rynvel.PthreadMutex ";
+    EXPECT_EQ(calls, (EventLog{channel + "6 PthreadMutex ENTER", "pthread_mutex_init(default)",
+                               channel + "7 lock: ENTER", "pthread_mutex_lock", channel + "7 unlock: ENTER",
+                               "pthread_mutex_unlock", channel + "6 ~PthreadMutex ENTER", "pthread_mutex_destroy"}));
+}
+
+/** What lock and unlock answer on an object whose construction failed, in memory that held something else before. */
+void expectFailuresAfterAFailedConstruction(const char* failing, PthreadMutexType type, std::uint8_t memory) {
+    alignas(PthreadMutex) unsigned char place[sizeof(PthreadMutex)];
+    std::memset(place, memory, sizeof(place));
+    const TraceRecorder recorder(1);
+    PthreadMutex* mutex = nullptr;
+    {
+        ScriptedPthread script;
+        script.fail(failing, EAGAIN);
+        mutex = new (place) PthreadMutex(type);
+    }
+    EXPECT_FALSE(mutex->lock()) << failing << ' ' << int{memory};
+    EXPECT_FALSE(mutex->unlock()) << failing << ' ' << int{memory};
+    const std::string end = "() failed with error " + std::to_string(EINVAL) + ".";
+    const auto lines = recorder.lines();
+    EXPECT_EQ(EventLog(lines.begin() + 1, lines.end()),
+              (EventLog{"Rynvel.PthreadMutex 1 lock: pthread_mutex_lock" + end,
+                        "Rynvel.PthreadMutex 1 unlock: pthread_mutex_unlock" + end}));
+    mutex->~PthreadMutex();
+}
+
+TEST(PthreadMutex, ReportsItsOwnFailuresAfterAFailedConstruction) {
+    for (const auto memory : {std::uint8_t{0x00}, std::uint8_t{0x01}, std::uint8_t{0xFF}}) {
+        expectFailuresAfterAFailedConstruction("pthread_mutex_init", PthreadMutexType::None, memory);
+        expectFailuresAfterAFailedConstruction("pthread_mutexattr_init", PthreadMutexType::PriorityInherit, memory);
+        expectFailuresAfterAFailedConstruction("pthread_mutexattr_setprotocol", PthreadMutexType::PriorityInherit,
+                                               memory);
+        expectFailuresAfterAFailedConstruction("pthread_mutex_init", PthreadMutexType::PriorityInherit, memory);
+    }
 }
 
 TEST(PthreadMutex, DestroysItsMutexAndIgnoresTheResult) {

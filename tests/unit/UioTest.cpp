@@ -178,6 +178,21 @@ TYPED_TEST(UioTest, ThrowsOnAnAttributeThatDoesNotFitInAnUnsignedLong) {
     }
 }
 
+TYPED_TEST(UioTest, TakesAnAttributeOf33BitsWhereAnUnsignedLongHasThem) {
+    if (sizeof(unsigned long) > 4) {
+        EXPECT_EQ(this->sizeAttribute("0x100000000"), 0x100000000ULL);
+    } else {
+        EXPECT_THROW(this->sizeAttribute("0x100000000"), std::out_of_range);
+    }
+}
+
+TYPED_TEST(UioTest, TakesTheDescriptorZeroForAnOpenAttribute) {
+    this->m_os.script("open", {answering(0)});
+    this->m_os.memory[0] = '8';
+    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
+    EXPECT_EQ(this->m_os.log().back(), "close(0)");
+}
+
 TYPED_TEST(UioTest, KeepsErrnoAroundTheConversion) {
     errno = EBUSY;
     this->sizeAttribute("17");
@@ -275,6 +290,7 @@ TYPED_TEST(UioTest, TakesAnAttributeThatCannotBeOpenedForZeroWithoutAMessage) {
 TYPED_TEST(UioTest, ReportsAnAttributeThatCannotBeReadAfterClosingIt) {
     const TraceRecorder recorder(1, "*", &this->m_os.log());
     this->m_os.script("read", {failing(EIO)});
+    this->m_os.script("close", {failing(EBADF)});
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
     EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(8)");
     EXPECT_EQ(this->m_os.log().back(),
