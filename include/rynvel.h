@@ -25,8 +25,8 @@
  * What ends the process. A handle that is negative or not below the number of devices fails an assertion. A handle that
  * was never opened, or is used with the functions of another width, is not checked: the process faults. Opening a
  * seekable device or an FPGA whose file cannot be opened, a mapped device whose file opens but cannot be mapped, and
- * asking a UIO device for its interrupt type without a place for it each fail an assertion. No function catches an exception: Rynvel_open lets
- * pass what the construction of a device throws, and std::logic_error for a null name.
+ * asking a UIO device for its interrupt type without a place for it each fail an assertion. No function catches an
+ * exception: Rynvel_open lets pass what the construction of a device throws, and std::logic_error for a null name.
  */
 #ifndef RYNVEL_H
 #define RYNVEL_H

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "DeviceContract.h"
+#include "RegisterFile.h"
 #include "ScriptedOs.h"
 
 namespace RynvelTest {
@@ -16,38 +17,27 @@ std::unique_ptr<Rynvel::PthreadMutex> plainMutex() {
 
 /** A file in memory stands in for the device file; its mapping is the real system's. */
 template <typename T>
-class MmapOnMemoryFile {
+class MmapOnMemoryFile : public RegisterFile<T> {
 public:
-    using Value = T;
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
 
-    MmapOnMemoryFile() { EXPECT_EQ(ftruncate(m_fd, mapSize), 0); }
-    MmapOnMemoryFile(const MmapOnMemoryFile&) = delete;
-    MmapOnMemoryFile& operator=(const MmapOnMemoryFile&) = delete;
-    ~MmapOnMemoryFile() { close(m_fd); }
+    MmapOnMemoryFile() : MmapOnMemoryFile(memfd_create("registers", MFD_CLOEXEC)) {}
 
     std::unique_ptr<Rynvel::Device<T>> open() {
-        return std::make_unique<Rynvel::Mmap<T>>("/proc/self/fd/" + std::to_string(m_fd), 0, mapSize, plainMutex(),
-                                                 false);
+        return std::make_unique<Rynvel::Mmap<T>>(m_path, 0, mapSize, plainMutex(), false);
     }
 
     static unsigned int address(unsigned int i) { return i; }
     static bool reportsBurst(unsigned int /*items*/) { return true; }
 
-    T peek(unsigned int i) const {
-        T value = 0;
-        EXPECT_EQ(pread(m_fd, &value, sizeof(T), static_cast<off_t>(i * sizeof(T))), static_cast<ssize_t>(sizeof(T)));
-        return value;
-    }
-
-    void poke(unsigned int i, T value) {
-        EXPECT_EQ(pwrite(m_fd, &value, sizeof(T), static_cast<off_t>(i * sizeof(T))), static_cast<ssize_t>(sizeof(T)));
-    }
-
 private:
-    const int m_fd = memfd_create("registers", MFD_CLOEXEC);
+    explicit MmapOnMemoryFile(int fd) : RegisterFile<T>(fd), m_path("/proc/self/fd/" + std::to_string(fd)) {
+        EXPECT_EQ(ftruncate(fd, mapSize), 0);
+    }
+
+    const std::string m_path;
 };
 
 /** The scripted operating system has the UIO device and its attributes. */

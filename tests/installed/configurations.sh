@@ -4,23 +4,7 @@
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 release=$(cd "$1" && pwd) || exit
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {
-    local name=$1
-    shift
-    if "$@" >"$work/out" 2>&1; then
-        passed=$((passed + 1))
-        printf 'passed: %s\n' "$name"
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n' "$name"
-        sed 's/^/    /' "$work/out"
-    fi
-}
+. "$root/tests/installed/checks.sh"
 
 # Configures and builds the library into a folder, with further options.
 build() {
@@ -66,5 +50,4 @@ check 'a changed device description is compiled anew' builds_anew_when_the_descr
 check 'a malformed row fails the build with its place and reason' refuses_a_malformed_row
 check 'an installed tracing library takes the place of the stand-in' links_an_installed_tracing_library
 check 'the tests refuse an installed tracing library' refuses_tests_with_an_installed_tracing_library
-printf '%d passed, %d failed\n' "$passed" "$failed"
-[ "$failed" = 0 ]
+summary

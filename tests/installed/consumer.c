@@ -1,4 +1,5 @@
-/* A program in C99 against the installed package: opens the device that its argument names, or uses a handle as it is. */
+/* A program in C99 against the installed package: opens the device that its argument names, or uses a handle as it
+ * is. */
 
 #include <rynvel.h>
 

@@ -8,24 +8,8 @@ build=$(cd "$1" && pwd) || exit
 shift
 emulator=("$@")
 sanitize=${SANITIZERS:+-fsanitize=$SANITIZERS}
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+. "$source_folder/checks.sh"
 stage="$work/stage"
-passed=0
-failed=0
-
-check() {
-    local name=$1
-    shift
-    if "$@" >"$work/out" 2>&1; then
-        passed=$((passed + 1))
-        printf 'passed: %s\n' "$name"
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n' "$name"
-        sed 's/^/    /' "$work/out"
-    fi
-}
 
 library() { find "$stage" -name "lib$1.so.1"; }
 
@@ -146,6 +130,4 @@ check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
 check 'a handle outside the table ends the process in every build' asserts_handles_in_a_release_build
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
-
-printf '%d passed, %d failed\n' "$passed" "$failed"
-[ "$failed" = 0 ]
+summary

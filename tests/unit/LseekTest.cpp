@@ -7,6 +7,7 @@
 #include <rynvel.hpp>
 
 #include "RecordingMutex.h"
+#include "RegisterWidth.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
@@ -21,42 +22,9 @@ using RynvelTest::failing;
 using RynvelTest::RecordingMutex;
 using RynvelTest::ScriptedOs;
 using RynvelTest::TraceRecorder;
+using RynvelTest::Width;
 
 constexpr auto path = "/dev/tomkar_registers";
-
-/** What differs between the widths. */
-template <typename T>
-struct Width;
-
-template <>
-struct Width<std::uint8_t> {
-    static constexpr auto value = std::uint8_t{0xA5};
-    static constexpr auto reversed = std::uint8_t{0xA5};
-    static constexpr auto memory = "a5";
-    static constexpr auto bytes = "1";
-    static constexpr auto dataText = "0xa5";
-    static constexpr auto maskText = "0x0f";
-};
-
-template <>
-struct Width<std::uint16_t> {
-    static constexpr auto value = std::uint16_t{0xA51B};
-    static constexpr auto reversed = std::uint16_t{0x1BA5};
-    static constexpr auto memory = "1ba5";
-    static constexpr auto bytes = "2";
-    static constexpr auto dataText = "0xa51b";
-    static constexpr auto maskText = "0x000f";
-};
-
-template <>
-struct Width<std::uint32_t> {
-    static constexpr auto value = std::uint32_t{0xA51B2C3D};
-    static constexpr auto reversed = std::uint32_t{0x3D2C1BA5};
-    static constexpr auto memory = "3d2c1ba5";
-    static constexpr auto bytes = "4";
-    static constexpr auto dataText = "0xa51b2c3d";
-    static constexpr auto maskText = "0x0000000f";
-};
 
 template <typename T>
 class LseekTest : public testing::Test {

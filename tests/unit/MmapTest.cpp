@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 
 #include "RecordingMutex.h"
+#include "RegisterWidth.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
@@ -21,6 +22,7 @@ using RynvelTest::failing;
 using RynvelTest::RecordingMutex;
 using RynvelTest::ScriptedOs;
 using RynvelTest::TraceRecorder;
+using RynvelTest::Width;
 
 constexpr auto path = "/dev/tomkar_registers";
 
@@ -29,26 +31,6 @@ std::string unmapCall(const void* address, unsigned int length) {
     text << "munmap(" << address << ", " << length << ')';
     return text.str();
 }
-
-/** What differs between the widths. */
-template <typename T>
-struct Width;
-
-template <>
-struct Width<std::uint16_t> {
-    static constexpr auto value = std::uint16_t{0xA51B};
-    static constexpr auto reversed = std::uint16_t{0x1BA5};
-    static constexpr auto dataText = "0xa51b";
-    static constexpr auto maskText = "0x000f";
-};
-
-template <>
-struct Width<std::uint32_t> {
-    static constexpr auto value = std::uint32_t{0xA51B2C3D};
-    static constexpr auto reversed = std::uint32_t{0x3D2C1BA5};
-    static constexpr auto dataText = "0xa51b2c3d";
-    static constexpr auto maskText = "0x0000000f";
-};
 
 template <typename T>
 class MmapTest : public testing::Test {

@@ -71,7 +71,7 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
     const Date date = toDate(days.count());
     const std::int64_t micros = (sinceEpoch - days).count();
     const std::int64_t secs = micros / 1000000;
-    std::array<char, 64> out{};
+    std::array<char, 128> out{};
     std::snprintf(out.data(), out.size(), "%04lld-%02lld-%02lldT%02lld:%02lld:%02lld.%06lldZ",
                   static_cast<long long>(date.year), static_cast<long long>(date.month),
                   static_cast<long long>(date.day), static_cast<long long>(secs / 3600),
