@@ -66,6 +66,8 @@ static int burst(int handle) {
 int main(void) {
     const char* const names[] = {"common.spi.0.0", "common.i2c.0"};
     unsigned int i;
+    /* So that traces on standard error come between the lines that they belong to. */
+    setvbuf(stdout, NULL, _IOLBF, 0);
     for (i = 0; i < COUNT(names); ++i) {
         const int handle = openDevice(names[i]);
         if (handle == -1 || !single(handle) || !masked(handle) || !burst(handle)) {
