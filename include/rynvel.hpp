@@ -15,6 +15,7 @@
 #include "rynvel/LinuxIo.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/MemoryDevice.h"
+#include "rynvel/Messages.h"
 #include "rynvel/Mmap.h"
 #include "rynvel/PthreadMutex.h"
 #include "rynvel/Tyvon.h"

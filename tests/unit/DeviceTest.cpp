@@ -6,6 +6,7 @@
 #include <rynvel.hpp>
 
 #include "EventLog.h"
+#include "VirtualSlot.h"
 
 namespace {
 
@@ -13,6 +14,7 @@ using Rynvel::ByteOrder;
 using Rynvel::Device;
 using Rynvel::IDevice;
 using RynvelTest::EventLog;
+using RynvelTest::slotOf;
 
 /** Overrides the pure operations only, and records the single writes. */
 template <typename T>
@@ -84,23 +86,6 @@ TYPED_TEST(DeviceTest, RunsTheBackendsDestructorThroughTheBase) {
     std::unique_ptr<IDevice> device = std::make_unique<MinimalDevice<TypeParam>>(this->m_log);
     device.reset();
     EXPECT_EQ(this->m_log, EventLog{"destroyed"});
-}
-
-/** The slot of a virtual operation, as a pointer to it encodes it. */
-template <typename Operation>
-std::size_t slotOf(Operation operation) {
-    struct {
-        std::ptrdiff_t pointer;
-        std::ptrdiff_t adjustment;
-    } encoded{};
-    static_assert(sizeof(encoded) == sizeof(operation));
-    std::memcpy(&encoded, &operation, sizeof(encoded));
-#ifdef __arm__
-    const std::ptrdiff_t offset = encoded.pointer;
-#else
-    const std::ptrdiff_t offset = encoded.pointer - 1;
-#endif
-    return static_cast<std::size_t>(offset) / sizeof(void*);
 }
 
 TYPED_TEST(DeviceTest, KeepsTheOrderOfItsVirtualOperations) {

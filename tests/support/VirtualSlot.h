@@ -1,0 +1,28 @@
+#ifndef RYNVEL_TESTS_VIRTUALSLOT_H
+#define RYNVEL_TESTS_VIRTUALSLOT_H
+
+#include <cstddef>
+#include <cstring>
+
+namespace RynvelTest {
+
+/** The slot of a virtual operation, as a pointer to it encodes it. */
+template <typename Operation>
+std::size_t slotOf(Operation operation) {
+    struct {
+        std::ptrdiff_t pointer;
+        std::ptrdiff_t adjustment;
+    } encoded{};
+    static_assert(sizeof(encoded) == sizeof(operation));
+    std::memcpy(&encoded, &operation, sizeof(encoded));
+#ifdef __arm__
+    const std::ptrdiff_t offset = encoded.pointer;
+#else
+    const std::ptrdiff_t offset = encoded.pointer - 1;
+#endif
+    return static_cast<std::size_t>(offset) / sizeof(void*);
+}
+
+} // namespace RynvelTest
+
+#endif

@@ -1,0 +1,502 @@
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "VirtualSlot.h"
+
+namespace {
+
+using Rynvel::ByteOrder;
+using Rynvel::IMessage;
+using Rynvel::InterruptMessage;
+using Rynvel::Message;
+using Rynvel::Request;
+using Rynvel::RequestData;
+using Rynvel::Response;
+using Rynvel::ResponseData;
+using RynvelTest::slotOf;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::size_t requestSize = 660;
+constexpr std::size_t responseSize = 520;
+
+Bytes bytesOf(const IMessage& message) {
+    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
+    return {first, first + message.getSize()};
+}
+
+/** Lets the message be what a peer sent. */
+void receive(IMessage& message, const Bytes& bytes) {
+    ASSERT_EQ(bytes.size(), message.getSize());
+    std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(message.toBuffer()));
+}
+
+/** A record of zeros but for the bytes from the offset on. */
+Bytes record(std::size_t size, std::size_t offset, const Bytes& bytes) {
+    Bytes all(size);
+    std::copy(bytes.begin(), bytes.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));
+    return all;
+}
+
+Bytes request(std::size_t offset, const Bytes& bytes) { return record(requestSize, offset, bytes); }
+Bytes response(std::size_t offset, const Bytes& bytes) { return record(responseSize, offset, bytes); }
+
+template <typename M>
+M received(const Bytes& bytes) {
+    M message;
+    receive(message, bytes);
+    return message;
+}
+
+std::string rendered(const IMessage& message) {
+    std::ostringstream stream;
+    EXPECT_EQ(&message.toStream(stream), &stream);
+    return stream.str();
+}
+
+std::string baseAfter(const IMessage& message) {
+    std::ostringstream stream;
+    stream << std::oct;
+    message.toStream(stream);
+    stream.str("");
+    stream << 16;
+    return stream.str();
+}
+
+std::uint32_t bigEndian(const std::uint8_t* bytes) {
+    return static_cast<std::uint32_t>(bytes[0]) << 24U | static_cast<std::uint32_t>(bytes[1]) << 16U |
+           static_cast<std::uint32_t>(bytes[2]) << 8U | static_cast<std::uint32_t>(bytes[3]);
+}
+
+/** Records of random bytes. Most lengths are small, for the sake of the time that renderings take. */
+class RandomRecords {
+public:
+    RandomRecords(std::size_t size, std::size_t length) : m_length(length), m_record(size) {
+        std::generate(m_pool.begin(), m_pool.end(), [this] { return static_cast<std::uint8_t>(m_random()); });
+    }
+
+    const std::uint8_t* next() {
+        const std::size_t place = m_random() % (m_pool.size() - m_record.size());
+        std::memcpy(m_record.data(), &m_pool[place], m_record.size());
+        if (++m_number % 64 != 0) {
+            const Bytes length{0, 0, 0, static_cast<std::uint8_t>(m_random() % 8)};
+            std::copy(length.begin(), length.end(), m_record.begin() + static_cast<std::ptrdiff_t>(m_length));
+        }
+        return m_record.data();
+    }
+
+private:
+    std::mt19937 m_random{20};
+    Bytes m_pool = Bytes(std::size_t{1} << 20U);
+    const std::size_t m_length;
+    Bytes m_record;
+    unsigned int m_number = 0;
+};
+
+void expectOwnFields(const Request& message, const std::uint8_t* bytes) {
+    const std::string name = message.getDeviceName();
+    const auto* const text = reinterpret_cast<const char*>(bytes + 4);
+    ASSERT_EQ(name, std::string(text, std::find(text, text + 128, '\0')));
+    ASSERT_EQ(static_cast<std::uint32_t>(message.getType()), bigEndian(bytes));
+    ASSERT_EQ(message.getAddress(), bigEndian(bytes + 132));
+    ASSERT_EQ(message.getByteOrder() == ByteOrder::Network, bigEndian(bytes + 652) == 0);
+    ASSERT_EQ(message.getBitmask(), bigEndian(bytes + 656));
+    ASSERT_EQ(message.getCommand(), bigEndian(bytes + 656));
+}
+
+void expectOwnFields(const Response& message, const std::uint8_t* bytes) {
+    ASSERT_EQ(static_cast<std::uint32_t>(message.getResult()), bigEndian(bytes));
+    ASSERT_EQ(message.isSuccessful(), bigEndian(bytes) == 0);
+}
+
+/** The records with values: what they have in common holds for both. */
+template <typename M>
+class ValuesTest : public testing::Test {
+protected:
+    static constexpr bool isRequest = std::is_same_v<M, Request>;
+    static constexpr std::size_t size = isRequest ? requestSize : responseSize;
+    static constexpr std::size_t values = isRequest ? 136 : 4;
+    static constexpr std::size_t length = isRequest ? 648 : 516;
+
+    static Bytes withLength(const Bytes& word) { return record(size, length, word); }
+};
+
+using Records = testing::Types<Request, Response>;
+TYPED_TEST_SUITE(ValuesTest, Records);
+
+TYPED_TEST(ValuesTest, AreAllZeroWhenNew) {
+    const TypeParam message;
+    EXPECT_EQ(message.getSize(), this->size);
+    EXPECT_EQ(bytesOf(message), Bytes(this->size));
+    EXPECT_EQ(message.getLength(), 0U);
+    EXPECT_EQ(message.getValue(), 0U);
+}
+
+TYPED_TEST(ValuesTest, AreAddedOneBehindTheOtherAndCounted) {
+    TypeParam message;
+    message.addValue(0x01020304);
+    message.addValue(0xFFFEFDFC);
+    Bytes expected = this->withLength({0, 0, 0, 2});
+    const Bytes words{1, 2, 3, 4, 0xFF, 0xFE, 0xFD, 0xFC};
+    std::copy(words.begin(), words.end(), expected.begin() + this->values);
+    EXPECT_EQ(bytesOf(message), expected);
+    EXPECT_EQ(message.getLength(), 2U);
+    EXPECT_EQ(message.getValue(), 0x01020304U);
+    EXPECT_EQ(message.getValue(0), 0x01020304U);
+    EXPECT_EQ(message.getValue(1), 0xFFFEFDFCU);
+}
+
+TYPED_TEST(ValuesTest, FillTheRecordWith128AndDropWhatIsAddedThen) {
+    TypeParam message;
+    Bytes expected = this->withLength({0, 0, 0, 128});
+    for (std::uint32_t i = 0; i < 128; ++i) {
+        message.addValue(i + 1);
+        expected[this->values + 4 * i + 3] = static_cast<std::uint8_t>(i + 1);
+    }
+    EXPECT_EQ(bytesOf(message), expected);
+    message.addValue(0xAAAAAAAA);
+    EXPECT_EQ(bytesOf(message), expected);
+    EXPECT_EQ(message.getValue(127), 128U);
+    EXPECT_EQ(message.getValue(128), 0U);
+}
+
+TYPED_TEST(ValuesTest, AreNotAddedToAReceivedRecordWhoseLengthIsAbove128) {
+    for (const Bytes& word : {Bytes{0, 0, 0, 129}, Bytes{0, 0, 1, 0}, Bytes{0xFF, 0xFF, 0xFF, 0xFF}}) {
+        auto message = received<TypeParam>(this->withLength(word));
+        message.addValue(0x11111111);
+        EXPECT_EQ(bytesOf(message), this->withLength(word));
+    }
+}
+
+TYPED_TEST(ValuesTest, KeepTheirLengthWhenItIsSetAbove128) {
+    TypeParam message;
+    message.setLength(128);
+    EXPECT_EQ(bytesOf(message), this->withLength({0, 0, 0, 128}));
+    for (const std::uint32_t tooMuch : {129U, 256U, 0x80000000U, 0xFFFFFFFFU}) {
+        message.setLength(tooMuch);
+        EXPECT_EQ(message.getLength(), 128U);
+    }
+    message.setLength(0);
+    EXPECT_EQ(message.getLength(), 0U);
+}
+
+TYPED_TEST(ValuesTest, ReadAsZeroFromTheLengthOnWhateverTheRecordHoldsThere) {
+    TypeParam message;
+    message.addValue(7);
+    message.addValue(8);
+    message.setLength(1);
+    EXPECT_EQ(message.getValue(0), 7U);
+    EXPECT_EQ(message.getValue(1), 0U);
+    EXPECT_EQ(message.getValue(std::numeric_limits<std::uint32_t>::max()), 0U);
+    message.setLength(0);
+    EXPECT_EQ(message.getValue(), 0U);
+}
+
+TYPED_TEST(ValuesTest, EndAt128WhenAReceivedLengthSaysMoreWhichIsReportedAsItCame) {
+    Bytes bytes(this->size, 0x5A);
+    const Bytes word{0xFF, 0xFF, 0xFF, 0xFF};
+    std::copy(word.begin(), word.end(), bytes.begin() + this->length);
+    const auto message = received<TypeParam>(bytes);
+    EXPECT_EQ(message.getLength(), 0xFFFFFFFFU);
+    EXPECT_EQ(message.getValue(127), 0x5A5A5A5AU);
+    for (const std::uint32_t index : {128U, 129U, 0x3FFFFFFFU, 0x40000000U, 0xFFFFFFFEU}) {
+        EXPECT_EQ(message.getValue(index), 0U) << index;
+    }
+    const std::string text = rendered(message);
+    EXPECT_NE(text.find(", length: 4294967295, values: { 5a5a5a5a, "), std::string::npos);
+    const std::string list = text.substr(text.find("values: "));
+    EXPECT_EQ(std::count(list.begin(), list.end(), ','), 128);
+}
+
+TYPED_TEST(ValuesTest, LeaveTheStreamInHexWhenThereAreAnyAndElseInDecimal) {
+    TypeParam message;
+    EXPECT_EQ(baseAfter(message), "16");
+    message.addValue(1);
+    EXPECT_EQ(baseAfter(message), "10");
+}
+
+TYPED_TEST(ValuesTest, StayInsideTheRecordForAMillionRandomRecords) {
+    RandomRecords records(this->size, this->length);
+    std::ostringstream stream;
+    TypeParam message;
+    for (unsigned int round = 0; round < 1000000; ++round) {
+        const std::uint8_t* const bytes = records.next();
+        std::memcpy(message.toBuffer(), bytes, this->size);
+        const std::uint32_t valid = std::min(message.getLength(), 128U);
+        ASSERT_EQ(message.getLength(), bigEndian(bytes + this->length));
+        ASSERT_EQ(message.getValue(), valid > 0 ? bigEndian(bytes + this->values) : 0);
+        ASSERT_EQ(message.getValue(valid - 1), valid > 0 ? bigEndian(bytes + this->values + 4 * (valid - 1)) : 0);
+        ASSERT_EQ(message.getValue(valid), 0U);
+        ASSERT_EQ(message.getValue(bigEndian(bytes) | 128U), 0U);
+        expectOwnFields(message, bytes);
+        stream.str("");
+        message.toStream(stream);
+        ASSERT_TRUE(stream.good());
+    }
+}
+
+TEST(Request, PutsEveryFieldAtItsOffsetInNetworkByteOrder) {
+    const auto after = [](auto set) {
+        Request message;
+        set(message);
+        return bytesOf(message);
+    };
+    const Bytes word{0x12, 0x34, 0x56, 0x78};
+    EXPECT_EQ(after([](Request& message) { message.setType(RequestData::Type::Write8); }), request(0, {0, 0, 0, 5}));
+    EXPECT_EQ(after([](Request& message) { message.setDeviceName("rtc0"); }), request(4, {'r', 't', 'c', '0'}));
+    EXPECT_EQ(after([](Request& message) { message.setAddress(0x12345678); }), request(132, word));
+    EXPECT_EQ(after([](Request& message) { message.setLength(3); }), request(648, {0, 0, 0, 3}));
+    EXPECT_EQ(after([](Request& message) { message.setByteOrder(ByteOrder::Host); }), request(652, {0, 0, 0, 1}));
+    EXPECT_EQ(after([](Request& message) { message.setBitmask(0x12345678); }), request(656, word));
+    EXPECT_EQ(after([](Request& message) { message.setCommand(0x12345678); }), request(656, word));
+}
+
+TEST(Request, GetsEveryFieldFromItsOffset) {
+    const Bytes word{0x12, 0x34, 0x56, 0x78};
+    EXPECT_EQ(received<Request>(request(0, {0, 0, 0, 12})).getType(), RequestData::Type::WaitForInterrupt);
+    EXPECT_EQ(received<Request>(request(4, {'r', 't', 'c', '0'})).getDeviceName(), "rtc0");
+    EXPECT_EQ(received<Request>(request(132, word)).getAddress(), 0x12345678U);
+    EXPECT_EQ(received<Request>(request(648, word)).getLength(), 0x12345678U);
+    EXPECT_EQ(received<Request>(request(656, word)).getBitmask(), 0x12345678U);
+    EXPECT_EQ(received<Request>(request(656, word)).getCommand(), 0x12345678U);
+}
+
+TEST(Request, NumbersTheOperationsAsOnTheWire) {
+    const std::array<std::pair<RequestData::Type, const char*>, 14> types{
+        {{RequestData::Type::Open, "Open"},
+         {RequestData::Type::Close, "Close"},
+         {RequestData::Type::Read8, "Read8"},
+         {RequestData::Type::Read16, "Read16"},
+         {RequestData::Type::Read32, "Read32"},
+         {RequestData::Type::Write8, "Write8"},
+         {RequestData::Type::Write16, "Write16"},
+         {RequestData::Type::Write32, "Write32"},
+         {RequestData::Type::Ioctl, "Ioctl"},
+         {RequestData::Type::GetInterruptType, "GetInterruptType"},
+         {RequestData::Type::EnableInterrupt, "EnableInterrupt"},
+         {RequestData::Type::DisableInterrupt, "DisableInterrupt"},
+         {RequestData::Type::WaitForInterrupt, "WaitForInterrupt"},
+         {RequestData::Type::Debug, "Debug"}}};
+    for (std::uint8_t number = 0; number < types.size(); ++number) {
+        Request message;
+        message.setType(types[number].first);
+        EXPECT_EQ(bytesOf(message), request(0, {0, 0, 0, number}));
+        EXPECT_EQ(message.getType(), types[number].first);
+        EXPECT_EQ(rendered(message), std::string("Request: [ type: ") + types[number].second +
+                                         ", byteOrder: Network, logicalDeviceName: , address: 0, bitmask: 0, "
+                                         "command: 0, length: 0, values: { } ]");
+    }
+}
+
+TEST(Request, RendersATypeThatItDoesNotKnowWithoutAName) {
+    for (const Bytes& type : {Bytes{0, 0, 0, 14}, Bytes{0, 1, 0, 0}, Bytes{0xFF, 0xFF, 0xFF, 0xFF}}) {
+        EXPECT_EQ(rendered(received<Request>(request(0, type))),
+                  "Request: [ type: , byteOrder: Network, logicalDeviceName: , address: 0, bitmask: 0, command: 0, "
+                  "length: 0, values: { } ]");
+    }
+}
+
+TEST(Request, IsConstructedWithItsTypeAndName) {
+    const Request message(RequestData::Type::Read16, "traf.top");
+    Bytes expected = request(4, {'t', 'r', 'a', 'f', '.', 't', 'o', 'p'});
+    expected[3] = 3;
+    EXPECT_EQ(bytesOf(message), expected);
+    EXPECT_EQ(message.getType(), RequestData::Type::Read16);
+    EXPECT_EQ(message.getDeviceName(), "traf.top");
+}
+
+TEST(Request, CutsANameTo127Characters) {
+    std::string name(200, 'n');
+    name[126] = 'l';
+    const Request message(RequestData::Type::Open, name);
+    Bytes expected = request(4, Bytes(126, 'n'));
+    expected[130] = 'l';
+    EXPECT_EQ(bytesOf(message), expected);
+    EXPECT_EQ(message.getDeviceName(), name.substr(0, 127));
+}
+
+TEST(Request, TakesNamesOfEveryLengthUpTo127Whole) {
+    for (const std::size_t length : {0U, 1U, 126U, 127U}) {
+        const std::string name(length, 'x');
+        EXPECT_EQ(Request(RequestData::Type::Open, name).getDeviceName(), name);
+    }
+}
+
+TEST(Request, KeepsTheTailOfALongerEarlierName) {
+    Request message(RequestData::Type::Open, "longer");
+    message.setDeviceName("abc");
+    EXPECT_EQ(message.getDeviceName(), "abcger");
+    message.setDeviceName("");
+    EXPECT_EQ(message.getDeviceName(), "abcger");
+}
+
+TEST(Request, ReadsAReceivedNameUpToTheEndOfItsField) {
+    Bytes bytes(requestSize, 0x41);
+    EXPECT_EQ(received<Request>(bytes).getDeviceName(), std::string(128, 'A'));
+    bytes[131] = 0;
+    EXPECT_EQ(received<Request>(bytes).getDeviceName(), std::string(127, 'A'));
+    bytes[4] = 0;
+    EXPECT_EQ(received<Request>(bytes).getDeviceName(), "");
+}
+
+TEST(Request, RendersAReceivedNameWithoutTerminatorUpToTheEndOfItsField) {
+    EXPECT_EQ(rendered(received<Request>(request(4, Bytes(128, 'A')))),
+              "Request: [ type: Open, byteOrder: Network, logicalDeviceName: " + std::string(128, 'A') +
+                  ", address: 0, bitmask: 0, command: 0, length: 0, values: { } ]");
+}
+
+TEST(Request, StoresMaskAndCommandInOneWord) {
+    Request message;
+    message.setBitmask(0x00FF);
+    EXPECT_EQ(message.getCommand(), 0x00FFU);
+    message.setCommand(0x1234);
+    EXPECT_EQ(message.getBitmask(), 0x1234U);
+    EXPECT_EQ(message.getCommand(), 0x1234U);
+    EXPECT_EQ(bytesOf(message), request(656, {0, 0, 0x12, 0x34}));
+}
+
+TEST(Request, StoresTheByteOrderTheOtherWayRound) {
+    Request message;
+    message.setByteOrder(ByteOrder::Host);
+    EXPECT_EQ(message.getByteOrder(), ByteOrder::Host);
+    message.setByteOrder(ByteOrder::Network);
+    EXPECT_EQ(bytesOf(message), Bytes(requestSize));
+    EXPECT_EQ(message.getByteOrder(), ByteOrder::Network);
+    message.setByteOrder(static_cast<ByteOrder>(2));
+    EXPECT_EQ(bytesOf(message), request(652, {0, 0, 0, 1}));
+}
+
+TEST(Request, ReadsEveryByteOrderWordButZeroAsHost) {
+    for (const Bytes& word : {Bytes{0, 0, 0, 1}, Bytes{0, 0, 0, 2}, Bytes{1, 0, 0, 0}, Bytes{0xFF, 0xFF, 0xFF, 0xFF}}) {
+        EXPECT_EQ(received<Request>(request(652, word)).getByteOrder(), ByteOrder::Host);
+    }
+}
+
+TEST(Request, RendersItsFieldsInHexAndItsLengthInDecimal) {
+    Request message(RequestData::Type::Read16, "traf.top");
+    message.setByteOrder(ByteOrder::Host);
+    message.setAddress(0x1F0);
+    message.setLength(2);
+    EXPECT_EQ(rendered(message), "Request: [ type: Read16, byteOrder: Host, logicalDeviceName: traf.top, "
+                                 "address: 1f0, bitmask: 0, command: 0, length: 2, values: { 0, 0, } ]");
+}
+
+TEST(Request, RendersAllValuesAndTheSharedWordTwice) {
+    Request message(RequestData::Type::Write32, "common.i2c.0");
+    message.setAddress(0xFFFFFFFF);
+    message.setBitmask(0xAB);
+    message.setLength(10);
+    message.setLength(0);
+    for (std::uint32_t i = 0; i < 12; ++i) {
+        message.addValue(i * 0x10);
+    }
+    EXPECT_EQ(rendered(message), "Request: [ type: Write32, byteOrder: Network, logicalDeviceName: common.i2c.0, "
+                                 "address: ffffffff, bitmask: ab, command: ab, length: 12, values: { 0, 10, 20, 30, "
+                                 "40, 50, 60, 70, 80, 90, a0, b0, } ]");
+}
+
+TEST(Response, PutsItsResultFirst) {
+    Response message;
+    message.setResult(ResponseData::Result::Error);
+    EXPECT_EQ(bytesOf(message), response(0, {0xFF, 0xFF, 0xFF, 0xFF}));
+    message.setResult(ResponseData::Result::Success);
+    EXPECT_EQ(bytesOf(message), Bytes(responseSize));
+}
+
+TEST(Response, IsASuccessWhenNew) {
+    const Response message;
+    EXPECT_EQ(message.getResult(), ResponseData::Result::Success);
+    EXPECT_TRUE(message.isSuccessful());
+    EXPECT_EQ(rendered(message), "Response: [ result: Success, length: 0, values: { } ]");
+}
+
+TEST(Response, TakesEveryResultButZeroForAFailure) {
+    for (const Bytes& word :
+         {Bytes{0xFF, 0xFF, 0xFF, 0xFF}, Bytes{0, 0, 0, 1}, Bytes{1, 0, 0, 0}, Bytes{0x80, 0, 0, 0}}) {
+        EXPECT_FALSE(received<Response>(response(0, word)).isSuccessful());
+    }
+    EXPECT_EQ(received<Response>(response(0, {0xFF, 0xFF, 0xFF, 0xFF})).getResult(), ResponseData::Result::Error);
+}
+
+TEST(Response, RendersItsResultLengthAndValues) {
+    Response message;
+    message.setResult(ResponseData::Result::Error);
+    for (std::uint32_t i = 0; i < 11; ++i) {
+        message.addValue(0xABCDEF00 + i);
+    }
+    EXPECT_EQ(rendered(message),
+              "Response: [ result: Error, length: 11, values: { abcdef00, abcdef01, abcdef02, abcdef03, abcdef04, "
+              "abcdef05, abcdef06, abcdef07, abcdef08, abcdef09, abcdef0a, } ]");
+}
+
+TEST(Response, RendersAResultThatItDoesNotKnowAsNothing) {
+    EXPECT_EQ(rendered(received<Response>(response(0, {0, 0, 0, 1}))),
+              "Response: [ result: , length: 0, values: { } ]");
+}
+
+TEST(InterruptMessage, IsOneWordOfZerosWhenNew) {
+    const InterruptMessage message;
+    EXPECT_EQ(bytesOf(message), Bytes(4));
+    EXPECT_EQ(rendered(message), "0");
+}
+
+TEST(InterruptMessage, RendersItsWordAsItIsStoredInTheBaseOfTheStream) {
+    InterruptMessage message;
+    const std::uint32_t word = 0x1A2B3C4D;
+    std::memcpy(message.toBuffer(), &word, sizeof(word));
+    EXPECT_EQ(rendered(message), "439041101");
+    std::ostringstream stream;
+    stream << std::hex;
+    message.toStream(stream) << ' ' << 16;
+    EXPECT_EQ(stream.str(), "1a2b3c4d 10");
+    EXPECT_EQ(baseAfter(message), "20");
+}
+
+TEST(InterruptMessage, RendersAMillionRandomWords) {
+    std::mt19937 random(4);
+    std::ostringstream stream;
+    InterruptMessage message;
+    for (unsigned int round = 0; round < 1000000; ++round) {
+        const auto word = static_cast<std::uint32_t>(random());
+        std::memcpy(message.toBuffer(), &word, sizeof(word));
+        stream.str("");
+        message.toStream(stream);
+        ASSERT_EQ(stream.str(), std::to_string(word));
+    }
+}
+
+TEST(IMessage, HoldsNothingButItsRecord) {
+    struct OneRecord {
+        virtual ~OneRecord() = default;
+        RequestData data;
+    };
+    EXPECT_EQ(sizeof(Request), sizeof(OneRecord));
+    EXPECT_EQ(sizeof(RequestData), requestSize);
+    EXPECT_EQ(sizeof(ResponseData), responseSize);
+    EXPECT_TRUE((std::is_base_of_v<Message<RequestData>, Request>));
+    EXPECT_TRUE((std::is_base_of_v<Message<ResponseData>, Response>));
+    EXPECT_TRUE((std::is_base_of_v<Message<std::uint32_t>, InterruptMessage>));
+}
+
+TEST(IMessage, GivesOneBufferToReadAndToReceiveInto) {
+    Request message;
+    EXPECT_EQ(static_cast<const IMessage&>(message).toBuffer(), static_cast<IMessage&>(message).toBuffer());
+}
+
+TEST(IMessage, KeepsTheOrderOfItsOperations) {
+    // The destructor has the first two places.
+    EXPECT_EQ(slotOf(&IMessage::toStream), 2U);
+    EXPECT_EQ(slotOf<const void* (IMessage::*)() const>(&IMessage::toBuffer), 3U);
+    EXPECT_EQ(slotOf<void* (IMessage::*)()>(&IMessage::toBuffer), 4U);
+    EXPECT_EQ(slotOf(&IMessage::getSize), 5U);
+}
+
+} // namespace
