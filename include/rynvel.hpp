@@ -6,6 +6,7 @@
 #define RYNVEL_HPP
 
 #include "rynvel/ByteOrder.h"
+#include "rynvel/Connection.h"
 #include "rynvel/Device.h"
 #include "rynvel/Factory.h"
 #include "rynvel/FpgaSpi32.h"

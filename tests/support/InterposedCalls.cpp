@@ -2,13 +2,17 @@
 // scripted operating system of the calling thread, and to the kernel where there is none. Nothing here may need a
 // sanitizer's runtime, which makes such calls before it is ready.
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdarg>
+#include <ctime>
 
 #include "ScriptedOs.h"
 
@@ -23,6 +27,15 @@ long mapReally(void* addr, size_t length, int prot, int flags, int fd, off_t off
 #else
     return syscall(SYS_mmap, addr, length, prot, flags, fd, offset);
 #endif
+}
+
+unsigned int sleepReally(unsigned int seconds) {
+    timespec left{static_cast<time_t>(seconds), 0};
+    return nanosleep(&left, &left) == 0 ? 0 : static_cast<unsigned int>(left.tv_sec);
+}
+
+hostent* resolveReally(const char* name) {
+    return reinterpret_cast<hostent* (*)(const char*)>(dlsym(RTLD_NEXT, "gethostbyname"))(name);
 }
 
 } // namespace
@@ -83,5 +96,28 @@ int munmap(void* addr, size_t length) noexcept {
 ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
     return currentOs != nullptr ? currentOs->readlink(path, buffer, size)
                                 : syscall(SYS_readlinkat, AT_FDCWD, path, buffer, size);
+}
+
+ssize_t send(int fd, const void* buffer, size_t count, int flags) {
+    return currentOs != nullptr ? currentOs->send(fd, buffer, count, flags)
+                                : syscall(SYS_sendto, fd, buffer, count, flags, nullptr, 0);
+}
+
+int socket(int domain, int type, int protocol) noexcept {
+    return currentOs != nullptr ? currentOs->socket(domain, type, protocol)
+                                : static_cast<int>(syscall(SYS_socket, domain, type, protocol));
+}
+
+int connect(int fd, const sockaddr* address, socklen_t size) {
+    return currentOs != nullptr ? currentOs->connect(fd, address, size)
+                                : static_cast<int>(syscall(SYS_connect, fd, address, size));
+}
+
+unsigned int sleep(unsigned int seconds) {
+    return currentOs != nullptr ? currentOs->sleep(seconds) : sleepReally(seconds);
+}
+
+hostent* gethostbyname(const char* name) {
+    return currentOs != nullptr ? currentOs->gethostbyname(name) : resolveReally(name);
 }
 }

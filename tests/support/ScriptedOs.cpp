@@ -1,5 +1,8 @@
 #include "ScriptedOs.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -34,6 +37,14 @@ std::string hexBytes(const void* bytes, std::size_t count) {
         text += {digits[byte >> 4U], digits[byte & 0xFU]};
     }
     return text;
+}
+
+std::string text(const sockaddr* address) {
+    sockaddr_in internet{};
+    std::memcpy(&internet, address, sizeof(internet));
+    char digits[INET_ADDRSTRLEN] = {};
+    inet_ntop(internet.sin_family, &internet.sin_addr, digits, sizeof(digits));
+    return std::string(digits) + ':' + std::to_string(ntohs(internet.sin_port));
 }
 
 long resultOf(const Answer& answer) {
@@ -174,6 +185,44 @@ long ScriptedOs::readlink(const char* path, char* buffer, std::size_t size) {
     const std::size_t length = std::min(size, linkText.size());
     std::memcpy(buffer, linkText.data(), length);
     return static_cast<long>(length);
+}
+
+long ScriptedOs::send(int fd, const void* buffer, std::size_t count, int flags) {
+    record(call("send", fd, hexBytes(buffer, count), flags));
+    const auto answer = nextAnswer("send");
+    return answer ? resultOf(*answer) : static_cast<long>(count);
+}
+
+int ScriptedOs::socket(int domain, int type, int protocol) {
+    record(call("socket", domain, type, protocol));
+    const auto answer = nextAnswer("socket");
+    return answer ? static_cast<int>(resultOf(*answer)) : descriptor;
+}
+
+int ScriptedOs::connect(int fd, const sockaddr* address, socklen_t size) {
+    record(call("connect", fd, text(address), size));
+    const auto answer = nextAnswer("connect");
+    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+}
+
+unsigned int ScriptedOs::sleep(unsigned int seconds) {
+    record(call("sleep", seconds));
+    const auto answer = nextAnswer("sleep");
+    return answer ? static_cast<unsigned int>(resultOf(*answer)) : 0;
+}
+
+hostent* ScriptedOs::gethostbyname(const char* name) {
+    record(call("gethostbyname", name));
+    const auto host = hosts.find(name);
+    if (host == hosts.end()) {
+        return nullptr;
+    }
+    m_hostAddress = host->second;
+    m_hostAddresses[0] = reinterpret_cast<char*>(m_hostAddress.data());
+    m_host.h_addrtype = AF_INET;
+    m_host.h_length = static_cast<int>(m_hostAddress.size());
+    m_host.h_addr_list = m_hostAddresses;
+    return &m_host;
 }
 
 } // namespace RynvelTest

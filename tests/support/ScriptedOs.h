@@ -10,6 +10,9 @@
 #include <string>
 #include <vector>
 
+#include <netdb.h>
+#include <sys/socket.h>
+
 #include "EventLog.h"
 
 namespace RynvelTest {
@@ -36,7 +39,9 @@ inline std::optional<Answer> answering(long result) { return Answer{result, 0}; 
  *
  * Recorded forms: "open(PATH, FLAGS)", "close(FD)", "lseek(FD, OFFSET, WHENCE)", "read(FD, COUNT)",
  * "write(FD, BYTES)" with the bytes as hex digits, "ioctl(FD, REQUEST, ARG)" with hex numbers,
- * "mmap(ADDR, LENGTH, PROT, FLAGS, FD, OFFSET)", "munmap(ADDR, LENGTH)", "readlink(PATH, SIZE)".
+ * "mmap(ADDR, LENGTH, PROT, FLAGS, FD, OFFSET)", "munmap(ADDR, LENGTH)", "readlink(PATH, SIZE)",
+ * "send(FD, BYTES, FLAGS)", "socket(DOMAIN, TYPE, PROTOCOL)", "connect(FD, ADDRESS:PORT, SIZE)", "sleep(SECONDS)",
+ * "gethostbyname(NAME)". Sleeping takes no time.
  */
 class ScriptedOs {
 public:
@@ -71,6 +76,11 @@ public:
     void* mmap(void* addr, std::size_t length, int prot, int flags, int fd, long offset);
     int munmap(void* addr, std::size_t length);
     long readlink(const char* path, char* buffer, std::size_t size);
+    long send(int fd, const void* buffer, std::size_t count, int flags);
+    int socket(int domain, int type, int protocol);
+    int connect(int fd, const sockaddr* address, socklen_t size);
+    unsigned int sleep(unsigned int seconds);
+    hostent* gethostbyname(const char* name);
 
     /** The content of the device file. */
     std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(4096);
@@ -80,6 +90,8 @@ public:
     std::string linkText = "uio0";
     /** The text files below /sys. Opening one gives its text to the next reads; opening another there fails. */
     std::map<std::string, std::string> files;
+    /** The addresses of the hosts that the resolver knows. */
+    std::map<std::string, std::vector<std::uint8_t>> hosts;
 
 private:
     static void makeCurrent(ScriptedOs* os);
@@ -94,6 +106,9 @@ private:
     bool m_printing = false;
     std::size_t m_position = 0;
     std::string m_openText;
+    std::vector<std::uint8_t> m_hostAddress;
+    char* m_hostAddresses[2] = {};
+    hostent m_host{};
 };
 
 } // namespace RynvelTest

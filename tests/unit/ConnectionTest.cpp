@@ -1,0 +1,346 @@
+#include <csignal>
+#include <cstring>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+#include "VirtualSlot.h"
+
+namespace {
+
+using Rynvel::Connection;
+using Rynvel::IConnection;
+using Rynvel::IMessage;
+using Rynvel::InterruptMessage;
+using Rynvel::Request;
+using Rynvel::RequestData;
+using Rynvel::Response;
+using RynvelTest::answering;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::ScriptedOs;
+using RynvelTest::slotOf;
+using RynvelTest::TraceRecorder;
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes bytesOf(const IMessage& message) {
+    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
+    return {first, first + message.getSize()};
+}
+
+std::string hexOf(const IMessage& message) {
+    std::string text;
+    for (const unsigned int byte : bytesOf(message)) {
+        char digits[3];
+        std::snprintf(digits, sizeof(digits), "%02x", byte);
+        text += digits;
+    }
+    return text;
+}
+
+Request someRequest() {
+    Request request(RequestData::Type::Write32, "traf.top");
+    request.setAddress(0x10);
+    request.addValue(0xAB);
+    return request;
+}
+
+/** A connection on the socket 7 of a scripted machine. */
+class ScriptedConnectionTest : public testing::Test {
+protected:
+    ScriptedOs m_os;
+    Connection m_connection{ScriptedOs::descriptor};
+};
+
+TEST_F(ScriptedConnectionTest, MakesNoCallUntilItIsUsedAndNoneWhenItIsDestroyed) {
+    { const Connection connection(5); }
+    IConnection::create(5).reset();
+    EXPECT_EQ(m_os.log(), EventLog{});
+}
+
+TEST_F(ScriptedConnectionTest, SendsARecordInOneCallWithoutFlags) {
+    const Request request = someRequest();
+    EXPECT_EQ(m_connection.send(request), 0);
+    EXPECT_EQ(m_os.log(), EventLog{"send(7, " + hexOf(request) + ", 0)"});
+}
+
+TEST_F(ScriptedConnectionTest, ReceivesARecordInOneRead) {
+    m_os.memory[3] = 9;
+    m_os.memory[519] = 2;
+    Response response;
+    EXPECT_EQ(m_connection.receive(response), 0);
+    EXPECT_EQ(m_os.log(), EventLog{"read(7, 520)"});
+    EXPECT_EQ(bytesOf(response), Bytes(m_os.memory.begin(), m_os.memory.begin() + 520));
+}
+
+TEST_F(ScriptedConnectionTest, TakesTheSizeOfARecordFromTheMessage) {
+    InterruptMessage interrupt;
+    Request request;
+    m_connection.receive(interrupt);
+    m_connection.receive(request);
+    EXPECT_EQ(m_os.log(), (EventLog{"read(7, 4)", "read(7, 660)"}));
+}
+
+TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
+    m_os.memory[0] = 0x11;
+    const Bytes sent{1, 2, 3};
+    Bytes received(2);
+    EXPECT_TRUE(m_connection.send(sent.data(), 3));
+    EXPECT_TRUE(m_connection.receive(received.data(), 2));
+    EXPECT_EQ(m_os.log(), (EventLog{"send(7, 010203, 0)", "read(7, 2)"}));
+    EXPECT_EQ(received, (Bytes{0x11, 0}));
+}
+
+TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsItWas) {
+    const TraceRecorder recorder(5);
+    m_os.script("send", {answering(1)});
+    m_os.script("read", {answering(1)});
+    m_os.memory[0] = 0x55;
+    Response response;
+    response.setLength(3);
+    EXPECT_EQ(m_connection.send(someRequest()), 0);
+    EXPECT_EQ(m_connection.receive(response), 0);
+    EXPECT_EQ(bytesOf(response)[0], 0x55);
+    EXPECT_EQ(response.getLength(), 3U);
+    EXPECT_EQ(m_os.log().size(), 2U);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(ScriptedConnectionTest, SaysWhyATransferFailedAndKeepsTheSocketAndErrno) {
+    const TraceRecorder recorder(1);
+    m_os.script("send", {failing(EPIPE)});
+    m_os.script("read", {failing(EINTR)});
+    Response response;
+    errno = 0;
+    EXPECT_EQ(m_connection.send(someRequest()), -1);
+    EXPECT_EQ(errno, EPIPE);
+    EXPECT_EQ(m_connection.receive(response), -1);
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Connection 1 send: Sending to socket '7' failed with: Broken pipe",
+                        "Rynvel.Connection 1 receive: Reading from socket '7' failed with: Interrupted system call"}));
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
+    EXPECT_EQ(m_os.log().size(), 2U);
+}
+
+TEST_F(ScriptedConnectionTest, TakesATransferOfNothingForAClosedSocket) {
+    const TraceRecorder recorder(1);
+    m_os.script("send", {answering(0)});
+    m_os.script("read", {answering(0)});
+    Response response;
+    EXPECT_EQ(m_connection.send(someRequest()), -1);
+    EXPECT_EQ(m_connection.receive(response), -1);
+    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Connection 1 send: Socket '7' is closed.",
+                                          "Rynvel.Connection 1 receive: Socket '7' is closed."}));
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
+}
+
+TEST_F(ScriptedConnectionTest, FailsWithFalseWhereBytesAreTransferred) {
+    std::uint8_t byte = 0;
+    m_os.script("send", {failing(EPIPE), answering(0)});
+    m_os.script("read", {failing(EIO), answering(0)});
+    const TraceRecorder recorder(1);
+    EXPECT_FALSE(m_connection.send(&byte, 1));
+    EXPECT_FALSE(m_connection.send(&byte, 1));
+    EXPECT_FALSE(m_connection.receive(&byte, 1));
+    EXPECT_FALSE(m_connection.receive(&byte, 1));
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Connection 1 send: Sending to socket '7' failed with: Broken pipe",
+                        "Rynvel.Connection 1 send: Socket '7' is closed.",
+                        "Rynvel.Connection 1 receive: Reading from socket '7' failed with: Input/output error",
+                        "Rynvel.Connection 1 receive: Socket '7' is closed."}));
+}
+
+TEST_F(ScriptedConnectionTest, SaysNothingOfAFailureWhenLevelOneIsOff) {
+    const TraceRecorder recorder(0);
+    m_os.script("send", {failing(EPIPE), answering(0)});
+    EXPECT_EQ(m_connection.send(someRequest()), -1);
+    EXPECT_EQ(m_connection.send(someRequest()), -1);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(ScriptedConnectionTest, TracesTheEntryOfATransferOfAMessageAndRendersWhatItSends) {
+    const TraceRecorder recorder(6);
+    Response response;
+    m_connection.send(someRequest());
+    m_connection.receive(response);
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Connection 6 send ENTER message=Request: [ type: Write32, byteOrder: Network, "
+                        "logicalDeviceName: traf.top, address: 10, bitmask: 0, command: 0, length: 1, "
+                        "values: { ab, } ]",
+                        "Rynvel.Connection 6 receive ENTER"}));
+    EXPECT_FALSE(recorder.traces()[1].hasText);
+    EXPECT_EQ(recorder.traces()[0].option, 256);
+    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelConnection");
+}
+
+TEST_F(ScriptedConnectionTest, TracesTheEntryBeforeTheTransfer) {
+    const TraceRecorder recorder(6, "*", &m_os.log());
+    Response response;
+    m_connection.receive(response);
+    EXPECT_EQ(m_os.log(), (EventLog{"Rynvel.Connection 6 receive ENTER", "read(7, 520)"}));
+}
+
+/** Counts how often it is rendered. */
+class CountingMessage : public Response {
+public:
+    std::ostream& toStream(std::ostream& stream) const override {
+        ++renderings;
+        return Response::toStream(stream);
+    }
+    mutable int renderings = 0;
+};
+
+TEST_F(ScriptedConnectionTest, RendersAMessageOnlyWhenLevelSixIsOn) {
+    const CountingMessage message;
+    {
+        const TraceRecorder recorder(5);
+        m_connection.send(message);
+        EXPECT_EQ(message.renderings, 0);
+    }
+    const TraceRecorder recorder(6);
+    m_connection.send(message);
+    EXPECT_EQ(message.renderings, 1);
+}
+
+TEST_F(ScriptedConnectionTest, TracesNoEntryOfAnyOtherOperation) {
+    const TraceRecorder recorder(7);
+    {
+        Connection connection(5);
+        std::uint8_t byte = 0;
+        connection.send(&byte, 1);
+        connection.receive(&byte, 1);
+        connection.getSocketDescriptor();
+        connection.close();
+    }
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(ScriptedConnectionTest, ClosesItsSocketOnce) {
+    m_connection.close();
+    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
+    m_connection.close();
+    EXPECT_EQ(m_os.log(), EventLog{"close(7)"});
+}
+
+TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
+    for (const int none : {-1, -2}) {
+        Connection connection(none);
+        connection.close();
+        EXPECT_EQ(connection.getSocketDescriptor(), none);
+    }
+    EXPECT_EQ(m_os.log(), EventLog{});
+    Connection zero(0);
+    zero.close();
+    EXPECT_EQ(m_os.log(), EventLog{"close(0)"});
+}
+
+TEST_F(ScriptedConnectionTest, GivesItsSocketUpEvenWhenClosingFails) {
+    m_os.script("close", {failing(EIO)});
+    m_connection.close();
+    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
+}
+
+TEST(IConnection, IsCreatedAsAConnectionOnTheSocket) {
+    const auto connection = IConnection::create(7);
+    EXPECT_EQ(connection->getSocketDescriptor(), 7);
+    EXPECT_NE(dynamic_cast<Connection*>(connection.get()), nullptr);
+    EXPECT_EQ(IConnection::create(-1)->getSocketDescriptor(), -1);
+}
+
+TEST(IConnection, KeepsTheOrderOfItsOperations) {
+    EXPECT_EQ(slotOf(&IConnection::receive), 2U);
+    EXPECT_EQ(slotOf(&IConnection::send), 3U);
+    EXPECT_EQ(slotOf(&IConnection::getSocketDescriptor), 4U);
+    EXPECT_EQ(slotOf(&IConnection::close), 5U);
+}
+
+/** A connection on one end of a pair of real sockets. */
+class SocketConnectionTest : public testing::Test {
+protected:
+    SocketConnectionTest() {
+        std::signal(SIGPIPE, SIG_IGN);
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, m_sockets), 0);
+    }
+    ~SocketConnectionTest() override {
+        ::close(m_sockets[0]);
+        ::close(m_sockets[1]);
+        std::signal(SIGPIPE, SIG_DFL);
+    }
+
+    int m_sockets[2] = {-1, -1};
+};
+
+TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
+    const Connection near(m_sockets[0]);
+    const Connection far(m_sockets[1]);
+    const Request sent = someRequest();
+    Request received;
+    EXPECT_EQ(near.send(sent), 0);
+    EXPECT_EQ(far.receive(received), 0);
+    EXPECT_EQ(bytesOf(received), bytesOf(sent));
+}
+
+TEST_F(SocketConnectionTest, ReceivesTheFirstPieceOnlyOfARecordThatComesInTwo) {
+    const Connection connection(m_sockets[0]);
+    const Bytes bytes = bytesOf(someRequest());
+    Request received;
+    received.setCommand(0x77);
+    ASSERT_EQ(::write(m_sockets[1], bytes.data(), 140), 140);
+    EXPECT_EQ(connection.receive(received), 0);
+    EXPECT_EQ(received.getAddress(), 0x10U);
+    EXPECT_EQ(received.getCommand(), 0x77U);
+    EXPECT_EQ(received.getLength(), 0U);
+    ASSERT_EQ(::write(m_sockets[1], &bytes[140], 520), 520);
+    Response rest;
+    EXPECT_EQ(connection.receive(rest), 0);
+    EXPECT_EQ(bytesOf(rest), Bytes(bytes.begin() + 140, bytes.end()));
+}
+
+TEST_F(SocketConnectionTest, ReportsAPeerThatHasClosed) {
+    const TraceRecorder recorder(1);
+    Connection connection(m_sockets[0]);
+    shutdown(m_sockets[1], SHUT_RDWR);
+    Response response;
+    EXPECT_EQ(connection.receive(response), -1);
+    EXPECT_EQ(connection.send(someRequest()), -1);
+    const std::string socket = "'" + std::to_string(m_sockets[0]) + "'";
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Connection 1 receive: Socket " + socket + " is closed.",
+                        "Rynvel.Connection 1 send: Sending to socket " + socket + " failed with: Broken pipe"}));
+}
+
+TEST_F(SocketConnectionTest, RaisesSigpipeWhenItSendsToAPeerThatIsGone) {
+    EXPECT_EXIT(
+        {
+            std::signal(SIGPIPE, SIG_DFL);
+            shutdown(m_sockets[1], SHUT_RDWR);
+            Connection(m_sockets[0]).send(someRequest());
+        },
+        testing::KilledBySignal(SIGPIPE), "");
+}
+
+TEST_F(SocketConnectionTest, ReportsThatThereIsNoSocket) {
+    const TraceRecorder recorder(1);
+    const Connection connection(-1);
+    Response response;
+    EXPECT_EQ(connection.receive(response), -1);
+    EXPECT_EQ(connection.send(someRequest()), -1);
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{"Rynvel.Connection 1 receive: Reading from socket '-1' failed with: Bad file descriptor",
+                        "Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor"}));
+}
+
+TEST_F(SocketConnectionTest, LeavesTheSocketOpenWhenItIsDestroyed) {
+    { const Connection connection(m_sockets[0]); }
+    IConnection::create(m_sockets[0]).reset();
+    const Connection connection(m_sockets[0]);
+    EXPECT_EQ(connection.send(someRequest()), 0);
+}
+
+} // namespace
