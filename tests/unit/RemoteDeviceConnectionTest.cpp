@@ -1,0 +1,342 @@
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <rynvel.hpp>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+namespace {
+
+using Rynvel::Connection;
+using Rynvel::RemoteDeviceConnection;
+using Rynvel::RynvelIpAddress;
+using RynvelTest::answering;
+using RynvelTest::asUsual;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::ScriptedOs;
+using RynvelTest::TraceRecorder;
+
+const std::string channel = "Rynvel.RemoteDeviceConnection ";
+
+/** A scripted machine whose resolver knows some hosts. */
+class NetworkTest : public testing::Test {
+protected:
+    NetworkTest() {
+        m_os.hosts = {{"server", {10, 0, 0, 7}}, {"192.168.1.20", {192, 168, 1, 20}}, {"high", {255, 254, 128, 1}}};
+    }
+
+    const TraceRecorder m_silence{0};
+    ScriptedOs m_os;
+};
+
+using RynvelIpAddressTest = NetworkTest;
+
+TEST_F(RynvelIpAddressTest, IsThatOfTheHostAsTheResolverKnowsIt) {
+    EXPECT_EQ(RynvelIpAddress("server", 1).getIpAddress(), "10.0.0.7");
+    EXPECT_EQ(RynvelIpAddress("192.168.1.20", 1).getIpAddress(), "192.168.1.20");
+    EXPECT_EQ(RynvelIpAddress("high", 1).getIpAddress(), "255.254.128.1");
+    EXPECT_EQ(m_os.log(), (EventLog{"gethostbyname(server)", "gethostbyname(192.168.1.20)", "gethostbyname(high)"}));
+}
+
+TEST_F(RynvelIpAddressTest, GivesThePortBackAsItWasPassed) {
+    for (const std::uint16_t port : std::vector<std::uint16_t>{0, 1, 0x1234, 8888, 65535}) {
+        EXPECT_EQ(RynvelIpAddress("server", port).getIpPort(), port);
+    }
+}
+
+TEST_F(RynvelIpAddressTest, IsASocketAddressOfTheSystem) {
+    RynvelIpAddress address("server", 0x1234);
+    EXPECT_EQ(address.size(), 16U);
+    sockaddr_in expected{};
+    expected.sin_family = AF_INET;
+    expected.sin_port = htons(0x1234);
+    expected.sin_addr.s_addr = htonl(0x0A000007);
+    sockaddr* const generic = address;
+    EXPECT_EQ(std::memcmp(generic, &expected, sizeof(expected)), 0);
+    EXPECT_EQ(sizeof(RynvelIpAddress), sizeof(sockaddr_in));
+}
+
+TEST_F(RynvelIpAddressTest, StaysZeroWithoutAWordWhenTheNameCannotBeResolved) {
+    const TraceRecorder recorder(7);
+    const RynvelIpAddress address("nobody", 9000);
+    EXPECT_EQ(address.getIpAddress(), "0.0.0.0");
+    EXPECT_EQ(address.getIpPort(), 9000);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(RynvelIpAddressTest, TakesAsManyBytesAsTheResolverGivesButNoMoreThanItHasRoomFor) {
+    m_os.hosts = {{"short", {10, 1}}, {"long", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}}};
+    EXPECT_EQ(RynvelIpAddress("short", 1).getIpAddress(), "10.1.0.0");
+    EXPECT_EQ(RynvelIpAddress("long", 1).getIpAddress(), "1.2.3.4");
+}
+
+class RemoteDeviceConnectionTest : public NetworkTest {
+protected:
+    RemoteDeviceConnectionTest() { m_os.log().clear(); }
+
+    static EventLog failedAttempt() { return {"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)"}; }
+
+    RemoteDeviceConnection m_connection{"server", 9000};
+};
+
+TEST_F(RemoteDeviceConnectionTest, ResolvesTheServerButHasNoSocketWhenItIsConstructed) {
+    ScriptedOs os;
+    os.hosts = m_os.hosts;
+    const TraceRecorder recorder(7);
+    const RemoteDeviceConnection connection("192.168.1.20", 8888);
+    EXPECT_EQ(connection.getSocketDescriptor(), -1);
+    EXPECT_EQ(connection.getIpAddress().getIpAddress(), "192.168.1.20");
+    EXPECT_EQ(connection.getIpAddress().getIpPort(), 8888);
+    EXPECT_EQ(&connection.getIpAddress(), &connection.getIpAddress());
+    EXPECT_EQ(os.log(), EventLog{"gethostbyname(192.168.1.20)"});
+    EXPECT_EQ(recorder.lines(), EventLog{channel + "6 RemoteDeviceConnection ENTER"});
+    EXPECT_FALSE(recorder.traces()[0].hasText);
+    EXPECT_EQ(recorder.traces()[0].option, 256);
+    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RemoteDeviceConnection");
+}
+
+TEST_F(RemoteDeviceConnectionTest, IsAConnectionThatIsClosedByItsOwnOperation) {
+    EXPECT_TRUE((std::is_base_of_v<Connection, RemoteDeviceConnection>));
+    m_connection.connectToServer();
+    m_os.log().clear();
+    const TraceRecorder recorder(7, "*", &m_os.log());
+    static_cast<Rynvel::IConnection&>(m_connection).close();
+    EXPECT_EQ(m_os.log(), (EventLog{channel + "6 close ENTER", "close(7)"}));
+    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
+}
+
+TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketWithoutSettingAnyOptions) {
+    EXPECT_EQ(m_connection.connectToServer(), 0);
+    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
+}
+
+TEST_F(RemoteDeviceConnectionTest, TakesADescriptorOfZeroForASocket) {
+    m_os.script("socket", {answering(0)});
+    EXPECT_EQ(m_connection.connectToServer(), 0);
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 0);
+    EXPECT_EQ(m_os.log().back(), "connect(0, 10.0.0.7:9000, 16)");
+}
+
+TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttempt) {
+    m_os.script("connect", {failing(ECONNREFUSED)});
+    EXPECT_EQ(m_connection.connectToServer(), -1);
+    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
+    EXPECT_EQ(m_os.log(), failedAttempt());
+}
+
+TEST_F(RemoteDeviceConnectionTest, TracesAFailedAttemptBeforeItClosesTheSocket) {
+    const TraceRecorder recorder(6, "*", &m_os.log());
+    m_os.script("connect", {failing(ECONNREFUSED)});
+    EXPECT_EQ(m_connection.connectToServer(), -1);
+    EXPECT_EQ(m_os.log(),
+              (EventLog{channel + "6 connectToServer ENTER", "socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)",
+                        channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000",
+                        channel + "6 close ENTER", "close(7)"}));
+}
+
+TEST_F(RemoteDeviceConnectionTest, KeepsTheNegativeResultOfAFailedSocketCall) {
+    for (const int result : {-1, -5}) {
+        const TraceRecorder recorder(2);
+        m_os.log().clear();
+        m_os.script("socket", {answering(result)});
+        EXPECT_EQ(m_connection.connectToServer(), -1);
+        EXPECT_EQ(m_connection.getSocketDescriptor(), result);
+        EXPECT_EQ(m_os.log(), EventLog{"socket(2, 1, 0)"});
+        EXPECT_EQ(recorder.lines(), EventLog{channel + "2 connectToServer: Socket creation error "});
+    }
+}
+
+TEST_F(RemoteDeviceConnectionTest, SaysNothingOfAFailedAttemptBelowLevelTwo) {
+    const TraceRecorder recorder(1);
+    m_os.script("socket", {failing(EMFILE), asUsual});
+    m_os.script("connect", {failing(ECONNREFUSED)});
+    EXPECT_EQ(m_connection.connectToServer(), -1);
+    EXPECT_EQ(m_connection.connectToServer(), -1);
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(RemoteDeviceConnectionTest, SleepsForThreeSeconds) {
+    const TraceRecorder recorder(7);
+    m_connection.connectInterval3sec();
+    EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(RemoteDeviceConnectionTest, SleepsOnceAlsoWhenASignalEndsTheSleepEarly) {
+    m_os.script("sleep", {answering(2)});
+    m_connection.connectInterval3sec();
+    EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
+}
+
+TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatIsThere) {
+    const TraceRecorder recorder(6, "*", &m_os.log());
+    m_connection.connect();
+    EXPECT_EQ(m_os.log(),
+              (EventLog{channel + "6 connect ENTER", channel + "6 connectToServer ENTER", "socket(2, 1, 0)",
+                        "connect(7, 10.0.0.7:9000, 16)",
+                        channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 1"}));
+}
+
+TEST_F(RemoteDeviceConnectionTest, TriesAFreshSocketEveryThreeSecondsUntilTheServerIsThere) {
+    m_os.script("socket", {answering(7), answering(8), answering(9)});
+    m_os.script("connect", {failing(ECONNREFUSED), failing(ETIMEDOUT), asUsual});
+    m_connection.connect();
+    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)", "sleep(3)",
+                                    "socket(2, 1, 0)", "connect(8, 10.0.0.7:9000, 16)", "close(8)", "sleep(3)",
+                                    "socket(2, 1, 0)", "connect(9, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 9);
+}
+
+TEST_F(RemoteDeviceConnectionTest, ReachesAServerThatComesUpTenSecondsLaterAtTheFifthAttempt) {
+    const TraceRecorder recorder(3, "*", &m_os.log());
+    const auto refused = failing(ECONNREFUSED);
+    m_os.script("connect", {refused, refused, refused, refused, asUsual});
+    m_connection.connect();
+    const std::string failed = channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000";
+    const EventLog begin{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"};
+    EventLog expected;
+    for (int attempt = 1; attempt <= 4; ++attempt) {
+        expected.insert(expected.end(), begin.begin(), begin.end());
+        expected.insert(expected.end(), {failed, "close(7)"});
+        if (attempt == 3) {
+            expected.push_back(channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt 3");
+        }
+        expected.emplace_back("sleep(3)");
+    }
+    expected.insert(expected.end(), begin.begin(), begin.end());
+    expected.push_back(channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 5");
+    EXPECT_EQ(m_os.log(), expected);
+}
+
+TEST_F(RemoteDeviceConnectionTest, ReportsEveryThirdFailureAtLevelOne) {
+    const TraceRecorder recorder(1);
+    m_os.script("connect", std::vector(10, failing(ECONNREFUSED)));
+    m_connection.connect();
+    const std::string failed = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
+    EXPECT_EQ(recorder.lines(), (EventLog{failed + "3", failed + "6", failed + "9"}));
+}
+
+TEST_F(RemoteDeviceConnectionTest, SaysNothingWhenAllLevelsAreOff) {
+    const TraceRecorder recorder(0);
+    m_os.script("connect", std::vector(3, failing(ECONNREFUSED)));
+    m_connection.connect();
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(RemoteDeviceConnectionTest, GoesOnTryingWhenThereAreNoSocketsForATime) {
+    const TraceRecorder recorder(3);
+    m_os.script("socket", {failing(EMFILE), asUsual});
+    m_connection.connect();
+    EXPECT_EQ(m_os.log(),
+              (EventLog{"socket(2, 1, 0)", "sleep(3)", "socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{channel + "2 connectToServer: Socket creation error ",
+                        channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 2"}));
+}
+
+TEST_F(RemoteDeviceConnectionTest, TriesAllZerosWhenTheNameCannotBeResolved) {
+    RemoteDeviceConnection connection("nobody", 9000);
+    m_os.log().clear();
+    m_os.script("connect", {failing(ECONNREFUSED)});
+    const TraceRecorder recorder(2);
+    EXPECT_EQ(connection.connectToServer(), -1);
+    EXPECT_EQ(m_os.log()[1], "connect(7, 0.0.0.0:9000, 16)");
+    EXPECT_EQ(recorder.lines(), EventLog{channel + "2 connectToServer: Connection Failed to 0.0.0.0 at port 9000"});
+}
+
+TEST_F(RemoteDeviceConnectionTest, MakesNoCallWhenItIsClosedWithoutASocket) {
+    const TraceRecorder recorder(6);
+    m_connection.close();
+    EXPECT_EQ(m_os.log(), EventLog{});
+    EXPECT_EQ(recorder.lines(), EventLog{channel + "6 close ENTER"});
+}
+
+TEST_F(RemoteDeviceConnectionTest, CanBeConnectedAgainAfterItWasClosed) {
+    m_connection.connect();
+    m_connection.close();
+    m_connection.close();
+    m_connection.connect();
+    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)", "socket(2, 1, 0)",
+                                    "connect(7, 10.0.0.7:9000, 16)"}));
+}
+
+TEST_F(RemoteDeviceConnectionTest, LeavesItsSocketOpenWithoutAWordWhenItIsDestroyed) {
+    auto connection = std::make_unique<RemoteDeviceConnection>("server", 1);
+    connection->connect();
+    m_os.log().clear();
+    const TraceRecorder recorder(7);
+    connection.reset();
+    EXPECT_EQ(m_os.log(), EventLog{});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TEST_F(RemoteDeviceConnectionTest, TracesItsTransfersOnTheChannelOfAConnection) {
+    m_connection.connect();
+    const TraceRecorder recorder(6);
+    Rynvel::Response response;
+    m_connection.receive(response);
+    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Connection 6 receive ENTER"});
+}
+
+/** A socket of the system's choice on the loopback interface that listens from listen() on. */
+class Listener {
+public:
+    Listener() {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
+        EXPECT_EQ(getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        m_port = ntohs(address.sin_port);
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+    ~Listener() { ::close(m_socket); }
+
+    std::uint16_t port() const { return m_port; }
+    void listen() const { EXPECT_EQ(::listen(m_socket, 4), 0); }
+    int accept() const { return ::accept(m_socket, nullptr, nullptr); }
+
+private:
+    const int m_socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    std::uint16_t m_port = 0;
+};
+
+TEST(RemoteDeviceConnection, ReachesARealServer) {
+    const TraceRecorder silence(0);
+    const Listener listener;
+    listener.listen();
+    RemoteDeviceConnection connection("127.0.0.1", listener.port());
+    connection.connect();
+    Connection server(listener.accept());
+    Rynvel::Request received;
+    EXPECT_EQ(connection.send(Rynvel::Request(Rynvel::RequestData::Type::Open, "traf.top")), 0);
+    EXPECT_EQ(server.receive(received), 0);
+    EXPECT_EQ(received.getDeviceName(), "traf.top");
+    server.close();
+    connection.close();
+}
+
+TEST(RemoteDeviceConnection, IsRefusedByARealMachineWithoutAServerAndThenReachesOne) {
+    const Listener listener;
+    RemoteDeviceConnection connection("127.0.0.1", listener.port());
+    const TraceRecorder recorder(2);
+    EXPECT_EQ(connection.connectToServer(), -1);
+    EXPECT_EQ(recorder.lines(), EventLog{channel + "2 connectToServer: Connection Failed to 127.0.0.1 at port " +
+                                         std::to_string(listener.port())});
+    listener.listen();
+    EXPECT_EQ(connection.connectToServer(), 0);
+    connection.close();
+}
+
+} // namespace
