@@ -11,6 +11,7 @@
 #include "rynvel/FpgaSpi32.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/PthreadMutex.h"
+#include "rynvel/Remote.h"
 #include "rynvel/Tyvon.h"
 #include "rynvel/TyvonInterrupt.h"
 #include "rynvel/Uio.h"
@@ -38,6 +39,8 @@ std::unique_ptr<Device8> build(const MemoryDevice& row, std::unique_ptr<IMutex>&
     switch (row.m_type) {
     case DeviceType::Lseek8:
         return std::make_unique<Lseek<std::uint8_t>>(row.m_devicePath, std::move(mutex));
+    case DeviceType::Remote8:
+        return std::make_unique<Remote<std::uint8_t>>(row.m_name, row.m_devicePath, std::move(mutex));
     default:
         return nullptr;
     }
@@ -54,6 +57,8 @@ std::unique_ptr<Device16> build(const MemoryDevice& row, std::unique_ptr<IMutex>
         return std::make_unique<Tyvon<std::uint16_t>>(row.m_devicePath, 0, row.m_parameter, std::move(mutex), false);
     case DeviceType::TyvonInterrupt16:
         return std::make_unique<TyvonInterrupt<std::uint16_t>>(row.m_devicePath, std::move(mutex));
+    case DeviceType::Remote16:
+        return std::make_unique<Remote<std::uint16_t>>(row.m_name, row.m_devicePath, std::move(mutex));
     default:
         return nullptr;
     }
@@ -72,6 +77,8 @@ std::unique_ptr<Device32> build(const MemoryDevice& row, std::unique_ptr<IMutex>
         return std::make_unique<TyvonInterrupt<std::uint32_t>>(row.m_devicePath, std::move(mutex));
     case DeviceType::FpgaSpi32:
         return std::make_unique<FpgaSpi32>(row.m_devicePath, std::move(mutex), row.m_parameter);
+    case DeviceType::Remote32:
+        return std::make_unique<Remote<std::uint32_t>>(row.m_name, row.m_devicePath, std::move(mutex));
     default:
         return nullptr;
     }

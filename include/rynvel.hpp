@@ -19,6 +19,7 @@
 #include "rynvel/Messages.h"
 #include "rynvel/Mmap.h"
 #include "rynvel/PthreadMutex.h"
+#include "rynvel/Remote.h"
 #include "rynvel/RemoteDeviceConnection.h"
 #include "rynvel/Tyvon.h"
 #include "rynvel/TyvonInterrupt.h"

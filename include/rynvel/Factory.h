@@ -41,7 +41,8 @@ public:
     Factory& operator=(const Factory&) = delete;
 
     /**
-     * Opens the device, or finds it open already.
+     * Opens the device, or finds it open already. The lock is held while a remote device connects, for as long as that
+     * takes.
      *
      * @return the device, shared with the Factory; empty for an unknown name, and for a device of an unsupported type,
      *         which the next call tries anew.

@@ -14,9 +14,9 @@ namespace Rynvel {
 /**
  * A register device of any width.
  *
- * Every operation runs in the caller's thread, and any number of threads may call one object at once. An operation that
- * fails answers `false` (or -1); what a backend says about the cause goes to its trace channel. The order of the
- * virtual operations is part of the binary interface.
+ * Every operation runs in the caller's thread, and any number of threads may call one object at once, unless the
+ * backend says otherwise. An operation that fails answers `false` (or -1); what a backend says about the cause goes to
+ * its trace channel. The order of the virtual operations is part of the binary interface.
  */
 class RYNVEL_EXPORT IDevice {
 public:
@@ -25,7 +25,7 @@ public:
     IDevice(const IDevice&) = delete;
     IDevice& operator=(const IDevice&) = delete;
 
-    /** Releases the device file, mapping or connection, then the device's mutex. */
+    /** Releases the device file and mapping, then the device's mutex. A remote device's connections stay open. */
     virtual ~IDevice();
 
     /**

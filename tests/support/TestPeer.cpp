@@ -1,0 +1,198 @@
+#include "TestPeer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+
+namespace {
+
+constexpr std::size_t requestSize = 660;
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes bytesOf(const Rynvel::Response& response) {
+    const auto* const first = static_cast<const std::uint8_t*>(response.toBuffer());
+    return {first, first + response.getSize()};
+}
+
+Rynvel::Response responseOf(Rynvel::ResponseData::Result result, const std::vector<std::uint32_t>& values) {
+    Rynvel::Response response;
+    response.setResult(result);
+    for (const std::uint32_t value : values) {
+        response.addValue(value);
+    }
+    return response;
+}
+
+std::pair<Bytes, Bytes> cut(const Bytes& bytes, std::size_t size) {
+    const auto middle = bytes.begin() + static_cast<std::ptrdiff_t>(size);
+    return {Bytes(bytes.begin(), middle), Bytes(middle, bytes.end())};
+}
+
+bool receiveAll(int socket, Bytes& bytes) {
+    return ::recv(socket, bytes.data(), bytes.size(), MSG_WAITALL) == static_cast<ssize_t>(bytes.size());
+}
+
+bool sendAll(int socket, const Bytes& bytes) {
+    return ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+}
+
+} // namespace
+
+Reply answer(const Rynvel::Response& response) { return {{bytesOf(response)}}; }
+
+Reply success(const std::vector<std::uint32_t>& values) {
+    return answer(responseOf(Rynvel::ResponseData::Result::Success, values));
+}
+
+Reply refusal(const std::vector<std::uint32_t>& values) {
+    return answer(responseOf(Rynvel::ResponseData::Result::Error, values));
+}
+
+Reply delayed(const Rynvel::Response& response) { return {{{}, bytesOf(response)}}; }
+
+Reply split(const Rynvel::Response& response, std::size_t size) {
+    const auto pieces = cut(bytesOf(response), size);
+    return {{pieces.first, pieces.second}};
+}
+
+Reply truncated(const Rynvel::Response& response, std::size_t size) { return {{cut(bytesOf(response), size).first}}; }
+
+Reply silence() { return {}; }
+
+Reply closing() { return {{}, true}; }
+
+TestPeer::TestPeer(Start start) : m_listener(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(address);
+    EXPECT_EQ(bind(m_listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    m_port = ntohs(address.sin_port);
+    if (start == Start::AtOnce) {
+        this->start();
+    }
+}
+
+TestPeer::~TestPeer() {
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_ending = true;
+        for (const int socket : m_sockets) {
+            shutdown(socket, SHUT_RDWR);
+        }
+    }
+    m_changed.notify_all();
+    shutdown(m_listener, SHUT_RDWR);
+    if (m_acceptor.joinable()) {
+        m_acceptor.join();
+    }
+    for (auto& server : m_servers) {
+        server.join();
+    }
+    for (const int socket : m_sockets) {
+        ::close(socket);
+    }
+    ::close(m_listener);
+}
+
+void TestPeer::start() {
+    EXPECT_EQ(listen(m_listener, 4), 0);
+    m_acceptor = std::thread([this] { accept(); });
+}
+
+void TestPeer::accept() {
+    for (int socket = ::accept(m_listener, nullptr, nullptr); socket >= 0;
+         socket = ::accept(m_listener, nullptr, nullptr)) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::size_t connection = m_sockets.size();
+        m_sockets.push_back(socket);
+        if (m_ending) {
+            return;
+        }
+        m_servers.emplace_back([this, connection, socket] { serve(connection, socket); });
+        m_changed.notify_all();
+    }
+}
+
+void TestPeer::serve(std::size_t connection, int socket) {
+    Bytes request(requestSize);
+    while (receiveAll(socket, request)) {
+        perform(nextReply(connection, request), socket);
+    }
+}
+
+Reply TestPeer::nextReply(std::size_t connection, const Bytes& request) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_requests.push_back({connection, request});
+    m_changed.notify_all();
+    if (m_replies.empty()) {
+        return success();
+    }
+    Reply reply = std::move(m_replies.front());
+    m_replies.pop_front();
+    return reply;
+}
+
+void TestPeer::perform(const Reply& reply, int socket) {
+    for (std::size_t i = 0; i < reply.pieces.size(); ++i) {
+        if (i > 0) {
+            waitToLetGo();
+        }
+        // The client may be gone: at the end of a test it does not wait for its last answer.
+        sendAll(socket, reply.pieces[i]);
+    }
+    if (reply.closes) {
+        shutdown(socket, SHUT_RDWR);
+    }
+}
+
+void TestPeer::waitToLetGo() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_letGo > 0 || m_ending; });
+    if (m_letGo > 0) {
+        --m_letGo;
+    }
+}
+
+void TestPeer::script(const std::vector<Reply>& replies) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_replies.insert(m_replies.end(), replies.begin(), replies.end());
+}
+
+void TestPeer::letGo() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_letGo;
+    m_changed.notify_all();
+}
+
+std::vector<TestPeer::ReceivedRequest> TestPeer::requests(std::size_t count) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [&] { return m_requests.size() >= count; });
+    return m_requests;
+}
+
+void TestPeer::clearRequests() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_requests.clear();
+}
+
+int TestPeer::socketOf(std::size_t connection) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [&] { return m_sockets.size() > connection; });
+    return m_sockets[connection];
+}
+
+void TestPeer::send(std::size_t connection, const Bytes& bytes) { EXPECT_TRUE(sendAll(socketOf(connection), bytes)); }
+
+void TestPeer::close(std::size_t connection) { shutdown(socketOf(connection), SHUT_RDWR); }
+
+} // namespace RynvelTest
