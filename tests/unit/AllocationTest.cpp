@@ -9,6 +9,7 @@
 #include <rynvel.h>
 #include <rynvel.hpp>
 
+#include "TestPeer.h"
 #include "TraceRecorder.h"
 
 namespace {
@@ -60,6 +61,12 @@ std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Mmap<T>* /*type*/) {
     return std::make_unique<Rynvel::Mmap<T>>(memoryFile(), 0, 4096, plainMutex(), false);
 }
 
+template <typename T>
+std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Remote<T>* /*type*/) {
+    static RynvelTest::TestPeer peer;
+    return std::make_unique<Rynvel::Remote<T>>("registers", peer.address(), plainMutex());
+}
+
 /** @tparam Backend the class under test. */
 template <typename Backend>
 class AllocationTest : public testing::Test {
@@ -81,7 +88,8 @@ protected:
 };
 
 using Backends = testing::Types<Rynvel::Lseek<std::uint8_t>, Rynvel::Lseek<std::uint16_t>, Rynvel::Lseek<std::uint32_t>,
-                                Rynvel::Mmap<std::uint16_t>, Rynvel::Mmap<std::uint32_t>>;
+                                Rynvel::Mmap<std::uint16_t>, Rynvel::Mmap<std::uint32_t>, Rynvel::Remote<std::uint8_t>,
+                                Rynvel::Remote<std::uint16_t>, Rynvel::Remote<std::uint32_t>>;
 TYPED_TEST_SUITE(AllocationTest, Backends);
 
 TYPED_TEST(AllocationTest, NeitherAllocatesNorLogsIn10000OperationsWithTracingOff) {
