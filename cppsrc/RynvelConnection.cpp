@@ -41,19 +41,21 @@ void Connection::close() {
 }
 
 bool Connection::receive(void* buffer, std::uint32_t length) const {
-    return succeeded(m_linuxIo.read(m_socketDescriptor, buffer, length), "Reading from", __func__);
+    RYNVEL_TRACE_POINT(here);
+    return succeeded(m_linuxIo.read(m_socketDescriptor, buffer, length), "Reading from", here);
 }
 
 bool Connection::send(const void* buffer, std::uint32_t length) const {
-    return succeeded(static_cast<int>(::send(m_socketDescriptor, buffer, length, 0)), "Sending to", __func__);
+    RYNVEL_TRACE_POINT(here);
+    return succeeded(static_cast<int>(::send(m_socketDescriptor, buffer, length, 0)), "Sending to", here);
 }
 
-bool Connection::succeeded(int count, const char* failure, const char* function) const {
+bool Connection::succeeded(int count, const char* failure, const ZilTraceHeader& caller) const {
     if (count < 0) {
-        RYNVEL_MESSAGE_AS(function, TraceLevel::failure, failure, " socket '", m_socketDescriptor,
+        RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, failure, " socket '", m_socketDescriptor,
                           "' failed with: ", std::strerror(errno));
     } else if (count == 0) {
-        RYNVEL_MESSAGE_AS(function, TraceLevel::failure, "Socket '", m_socketDescriptor, "' is closed.");
+        RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, "Socket '", m_socketDescriptor, "' is closed.");
     }
     return count > 0;
 }

@@ -13,6 +13,7 @@
 #include "rynvel/Messages.h"
 
 class ZilTrace;
+struct ZilTraceHeader;
 
 namespace Rynvel {
 
@@ -73,7 +74,7 @@ protected:
     int m_socketDescriptor;
 
 private:
-    RYNVEL_LOCAL bool succeeded(int count, const char* failure, const char* function) const;
+    RYNVEL_LOCAL bool succeeded(int count, const char* failure, const ZilTraceHeader& caller) const;
 
     LinuxIo m_linuxIo;
     RYNVEL_LOCAL static ZilTrace m_trace;
