@@ -1,20 +1,16 @@
 #ifndef RYNVEL_TESTS_BOARDREGISTERS_H
 #define RYNVEL_TESTS_BOARDREGISTERS_H
 
-#include <memory>
 #include <string>
 
 #include <fcntl.h>
 #include <rynvel.hpp>
 
 #include "BoardProbe.h"
+#include "PlainMutex.h"
 #include "RegisterFile.h"
 
 namespace RynvelTest {
-
-inline std::unique_ptr<Rynvel::PthreadMutex> plainMutex() {
-    return std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
-}
 
 /** The registers of one of the board's devices, beside it. */
 template <typename T>

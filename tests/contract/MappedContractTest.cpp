@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "DeviceContract.h"
+#include "PlainMutex.h"
 #include "RegisterFile.h"
 #include "ScriptedOs.h"
 
@@ -10,10 +11,6 @@ namespace RynvelTest {
 namespace {
 
 constexpr unsigned int mapSize = 4096;
-
-std::unique_ptr<Rynvel::PthreadMutex> plainMutex() {
-    return std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
-}
 
 /** A file in memory stands in for the device file; its mapping is the real system's. */
 template <typename T>

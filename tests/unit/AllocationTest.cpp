@@ -9,6 +9,7 @@
 #include <rynvel.h>
 #include <rynvel.hpp>
 
+#include "PlainMutex.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
 
@@ -38,11 +39,8 @@ namespace {
 
 using Rynvel::ByteOrder;
 using RynvelTest::EventLog;
+using RynvelTest::plainMutex;
 using RynvelTest::TraceRecorder;
-
-std::unique_ptr<Rynvel::PthreadMutex> plainMutex() {
-    return std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
-}
 
 /** The path of a file in memory that the descriptor keeps. */
 std::string memoryFile() {

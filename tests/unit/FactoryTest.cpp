@@ -9,6 +9,7 @@
 #include <rynvel.hpp>
 
 #include "ChildProcess.h"
+#include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
@@ -24,13 +25,12 @@ using Rynvel::PthreadMutex;
 using Rynvel::PthreadMutexType;
 using RynvelTest::EventLog;
 using RynvelTest::inChildProcess;
+using RynvelTest::plainMutex;
 using RynvelTest::RecordingMutex;
 using RynvelTest::ScriptedOs;
 using RynvelTest::TraceRecorder;
 
 Factory& factory() { return Factory::getInstance(); }
-
-std::unique_ptr<PthreadMutex> plainMutex() { return std::make_unique<PthreadMutex>(PthreadMutexType::None); }
 
 TEST(Factory, IsOneObjectThatCannotBeCopied) {
     EXPECT_EQ(&Factory::getInstance(), &Factory::getInstance());
