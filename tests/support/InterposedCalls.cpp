@@ -24,6 +24,11 @@ long mapReally(void* addr, size_t length, int prot, int flags, int fd, off_t off
 #ifdef SYS_mmap2
     constexpr off_t unit = 4096;
     return syscall(SYS_mmap2, addr, length, prot, flags, fd, offset / unit);
+#elif defined(__s390__)
+    const unsigned long arguments[] = {reinterpret_cast<unsigned long>(addr), length,
+                                       static_cast<unsigned long>(prot),      static_cast<unsigned long>(flags),
+                                       static_cast<unsigned long>(fd),        static_cast<unsigned long>(offset)};
+    return syscall(SYS_mmap, arguments);
 #else
     return syscall(SYS_mmap, addr, length, prot, flags, fd, offset);
 #endif

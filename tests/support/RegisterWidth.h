@@ -13,8 +13,6 @@ template <>
 struct Width<std::uint8_t> {
     static constexpr auto value = std::uint8_t{0xA5};
     static constexpr auto reversed = std::uint8_t{0xA5};
-    /** The value as it lies in memory, lowest byte first. */
-    static constexpr auto memory = "a5";
     static constexpr auto bytes = "1";
     static constexpr auto dataText = "0xa5";
     /** The mask 0x0F in a trace. */
@@ -25,7 +23,6 @@ template <>
 struct Width<std::uint16_t> {
     static constexpr auto value = std::uint16_t{0xA51B};
     static constexpr auto reversed = std::uint16_t{0x1BA5};
-    static constexpr auto memory = "1ba5";
     static constexpr auto bytes = "2";
     static constexpr auto dataText = "0xa51b";
     static constexpr auto maskText = "0x000f";
@@ -35,7 +32,6 @@ template <>
 struct Width<std::uint32_t> {
     static constexpr auto value = std::uint32_t{0xA51B2C3D};
     static constexpr auto reversed = std::uint32_t{0x3D2C1BA5};
-    static constexpr auto memory = "3d2c1ba5";
     static constexpr auto bytes = "4";
     static constexpr auto dataText = "0xa51b2c3d";
     static constexpr auto maskText = "0x0000000f";

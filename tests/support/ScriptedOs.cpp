@@ -29,16 +29,6 @@ std::string hex(unsigned long value) {
     return text.str();
 }
 
-std::string hexBytes(const void* bytes, std::size_t count) {
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto byte = static_cast<const std::uint8_t*>(bytes)[i];
-        text += {digits[byte >> 4U], digits[byte & 0xFU]};
-    }
-    return text;
-}
-
 std::string text(const sockaddr* address) {
     sockaddr_in internet{};
     std::memcpy(&internet, address, sizeof(internet));
@@ -55,6 +45,16 @@ long resultOf(const Answer& answer) {
 }
 
 } // namespace
+
+std::string hexBytes(const void* bytes, std::size_t count) {
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto byte = static_cast<const std::uint8_t*>(bytes)[i];
+        text += {digits[byte >> 4U], digits[byte & 0xFU]};
+    }
+    return text;
+}
 
 ScriptedOs::ScriptedOs() : m_previous(current()) { makeCurrent(this); }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <functional>
 #include <map>
@@ -28,6 +29,15 @@ inline const std::optional<Answer> asUsual = std::nullopt;
 
 inline std::optional<Answer> failing(int error) { return Answer{-1, error}; }
 inline std::optional<Answer> answering(long result) { return Answer{result, 0}; }
+
+/** Bytes as hex digits. */
+std::string hexBytes(const void* bytes, std::size_t count);
+
+/** The bytes of a number in the order in which this processor has them in its memory. */
+template <typename T>
+std::string inMemory(T value) {
+    return hexBytes(&value, sizeof(value));
+}
 
 /**
  * Stands in for the operating system while it lives and is the thread's latest, for the calls that the constructing
@@ -84,6 +94,21 @@ public:
 
     /** The content of the device file. */
     std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(4096);
+
+    /** Puts a number into `memory` as this processor does. */
+    template <typename T>
+    void store(std::size_t place, T value) {
+        std::memcpy(&memory.at(place), &value, sizeof(value));
+    }
+
+    /** The number at a place of `memory`. */
+    template <typename T>
+    T stored(std::size_t place) const {
+        T value{};
+        std::memcpy(&value, &memory.at(place), sizeof(value));
+        return value;
+    }
+
     /** Takes the unscripted requests, in place of the record and the result 0. */
     std::function<int(unsigned long request, unsigned long arg)> onRequest;
     /** The text of every symbolic link. */

@@ -16,6 +16,7 @@ using RynvelTest::answering;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::inChildProcess;
+using RynvelTest::inMemory;
 using RynvelTest::ScriptedOs;
 using RynvelTest::TraceRecorder;
 
@@ -153,7 +154,8 @@ TEST(CInterface, ServesTheInterruptsOfADevice) {
         EXPECT_EQ(Rynvel_disableInterrupts(handle), 0);
         os.script("read", {answering(4)});
         EXPECT_EQ(Rynvel_receiveInterrupts(handle, &info), 0);
-        EXPECT_EQ(os.log(), (EventLog{"write(7, 01000000)", "write(7, 00000000)", "write(7, 01000000)", "read(7, 4)"}));
+        const std::string enabling = "write(7, " + inMemory(std::int32_t{1}) + ")";
+        EXPECT_EQ(os.log(), (EventLog{enabling, "write(7, 00000000)", enabling, "read(7, 4)"}));
     });
 }
 
@@ -168,15 +170,16 @@ TEST(CInterface, ReadsASingleRegisterAtTheDevicesAddress) {
         std::uint8_t value8 = 0;
         std::uint16_t value16 = 0;
         std::uint32_t value32 = 0;
-        os.memory[4] = 0x11;
-        os.memory[5] = 0x22;
-        EXPECT_EQ(Rynvel_read8(handle8, 5, &value8), 0);
+        os.store(3, std::uint8_t{0x22});
+        os.store(4, std::uint16_t{0x2211});
+        os.store(8, std::uint32_t{0x44332211});
+        EXPECT_EQ(Rynvel_read8(handle8, 3, &value8), 0);
         EXPECT_EQ(Rynvel2_read16(handle16, 4, &value16), 0);
-        EXPECT_EQ(Rynvel2_read32(handle32, 4, &value32), 0);
+        EXPECT_EQ(Rynvel2_read32(handle32, 8, &value32), 0);
         EXPECT_EQ(value8, 0x22);
         EXPECT_EQ(value16, 0x2211);
-        EXPECT_EQ(value32, 0x2211U);
-        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 5, 0)", "read(7, 1)", "lseek(7, 4, 0)", "read(7, 2)", "lseek(7, 4, 0)",
+        EXPECT_EQ(value32, 0x44332211U);
+        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 3, 0)", "read(7, 1)", "lseek(7, 4, 0)", "read(7, 2)", "lseek(7, 8, 0)",
                                       "read(7, 4)"}));
     });
 }
@@ -186,8 +189,9 @@ TEST(CInterface, WritesASingleRegisterAtTheDevicesAddress) {
         EXPECT_EQ(Rynvel_write8(handle8, 5, 0xAB), 0);
         EXPECT_EQ(Rynvel2_write16(handle16, 4, 0xABCD), 0);
         EXPECT_EQ(Rynvel2_write32(handle32, 4, 0x12345678), 0);
-        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 5, 0)", "write(7, ab)", "lseek(7, 4, 0)", "write(7, cdab)",
-                                      "lseek(7, 4, 0)", "write(7, 78563412)"}));
+        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 5, 0)", "write(7, ab)", "lseek(7, 4, 0)",
+                                      "write(7, " + inMemory(std::uint16_t{0xABCD}) + ")", "lseek(7, 4, 0)",
+                                      "write(7, " + inMemory(std::uint32_t{0x12345678}) + ")"}));
     });
 }
 
@@ -198,10 +202,8 @@ TEST(CInterface, WritesUnderAMask) {
         EXPECT_EQ(Rynvel2_writeBitmask16(handle16, 2, 0x0000, 0x0FF0), 0);
         EXPECT_EQ(Rynvel2_writeBitmask32(handle32, 4, 0x00000000, 0x0000FF00), 0);
         EXPECT_EQ(os.memory[0], 0xF0);
-        EXPECT_EQ(os.memory[2], 0x0F);
-        EXPECT_EQ(os.memory[3], 0xF0);
-        EXPECT_EQ(os.memory[5], 0x00);
-        EXPECT_EQ(os.memory[6], 0xFF);
+        EXPECT_EQ(os.stored<std::uint16_t>(2), 0xF00F);
+        EXPECT_EQ(os.stored<std::uint32_t>(4), 0xFFFF00FFU);
     });
 }
 
@@ -240,14 +242,12 @@ TEST(CInterface, WritesTheOlderFunctionsDataUnderTheirMasks) {
     withOpenDevices([](ScriptedOs& os) {
         EXPECT_EQ(Rynvel_write16(handle16, 0, 0xABCD), 0);
         EXPECT_EQ(Rynvel_write32(handle32, 16, 0x12345678), 0);
-        EXPECT_EQ(os.memory[1], 0xAB);
-        EXPECT_EQ(os.memory[7], 0x12);
+        EXPECT_EQ(os.stored<std::uint16_t>(0), 0xABCD);
+        EXPECT_EQ(os.stored<std::uint32_t>(4), 0x12345678U);
         EXPECT_EQ(Rynvel_writeBitmask16(handle16, 0, 0x00EF, 0x00FF), 0);
         EXPECT_EQ(Rynvel_writeBitmask32(handle32, 16, 0x000000EF, 0x000000FF), 0);
-        EXPECT_EQ(os.memory[0], 0xEF);
-        EXPECT_EQ(os.memory[1], 0xAB);
-        EXPECT_EQ(os.memory[4], 0xEF);
-        EXPECT_EQ(os.memory[7], 0x12);
+        EXPECT_EQ(os.stored<std::uint16_t>(0), 0xABEF);
+        EXPECT_EQ(os.stored<std::uint32_t>(4), 0x123456EFU);
     });
 }
 
@@ -291,8 +291,9 @@ TEST(CInterface, BurstsMoveTheCallersItems) {
         Rynvel2_burstWrite16(handle16, 16, out16, 2, 1);
         Rynvel2_burstWrite32(handle32, 32, out32, 1, 1);
         EXPECT_EQ(os.memory[1], 0x02);
-        EXPECT_EQ(os.memory[16], 0x01);
-        EXPECT_EQ(os.memory[32], 0x01);
+        EXPECT_EQ(os.stored<std::uint16_t>(16), 0x0201);
+        EXPECT_EQ(os.stored<std::uint16_t>(18), 0x0403);
+        EXPECT_EQ(os.stored<std::uint32_t>(32), 0x04030201U);
         std::uint8_t in8[2] = {};
         std::uint16_t in16[2] = {};
         std::uint32_t in32[1] = {};

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <cstring>
 #include <limits>
 
 #include <fcntl.h>
@@ -19,6 +18,7 @@ using RynvelTest::answering;
 using RynvelTest::asUsual;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
+using RynvelTest::inMemory;
 using RynvelTest::RecordingMutex;
 using RynvelTest::ScriptedOs;
 using RynvelTest::TraceRecorder;
@@ -33,13 +33,8 @@ protected:
 
     LseekTest() { m_os.log().clear(); }
 
-    void store(std::size_t address, T value) { std::memcpy(&m_os.memory.at(address), &value, sizeof(T)); }
-
-    T stored(std::size_t address) const {
-        T value = 0;
-        std::memcpy(&value, &m_os.memory.at(address), sizeof(T));
-        return value;
-    }
+    void store(std::size_t address, T value) { m_os.store(address, value); }
+    T stored(std::size_t address) const { return m_os.stored<T>(address); }
 
     /** A burst is reported by its bytes, so that only an 8-bit one, or an empty one, is reported complete. */
     static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
@@ -128,7 +123,7 @@ TYPED_TEST(LseekTest, WritesOneRegisterAtItsByteOffsetUnderTheLock) {
     EXPECT_TRUE(this->m_device.write(0x20, Width<TypeParam>::value));
     EXPECT_EQ(this->stored(0x20), Width<TypeParam>::value);
     EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(Width<TypeParam>::memory), "unlock"}));
+              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, WritesNothingAfterAFailedSeek) {
@@ -167,7 +162,7 @@ TYPED_TEST(LseekTest, MergesAMaskedWriteWithTheCurrentValueUnderOneLock) {
     this->store(8, static_cast<TypeParam>(0xF0));
     EXPECT_TRUE(this->m_device.write(8, 0x3C, 0x0F));
     EXPECT_EQ(this->stored(8), static_cast<TypeParam>(0xFC));
-    const std::string merged = std::string("fc000000").substr(0, 2 * sizeof(TypeParam));
+    const std::string merged = inMemory(static_cast<TypeParam>(0xFC));
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
                                           this->writeCall(merged), "unlock"}));
 }
@@ -176,13 +171,13 @@ TYPED_TEST(LseekTest, RewritesTheCurrentValueUnderAMaskOfZero) {
     this->store(8, Width<TypeParam>::value);
     EXPECT_TRUE(this->m_device.write(8, 0, 0));
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
-                                          this->writeCall(Width<TypeParam>::memory), "unlock"}));
+                                          this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, ReadsNothingUnderAMaskOfAllOnes) {
     EXPECT_TRUE(this->m_device.write(8, Width<TypeParam>::value, this->allOnes));
     EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 8, 0)", this->writeCall(Width<TypeParam>::memory), "unlock"}));
+              (EventLog{"lock", "lseek(7, 8, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, ReadsUnderAMaskThatLacksTheHighestBitOnly) {
@@ -246,14 +241,14 @@ TYPED_TEST(LseekTest, ReadsANetworkBurstItemByItemWithTheBytesReversed) {
 TYPED_TEST(LseekTest, WritesAHostBurstInOneTransferAndComparesBytesWithItems) {
     const TypeParam values[3] = {Width<TypeParam>::value, Width<TypeParam>::value, Width<TypeParam>::value};
     EXPECT_EQ(this->m_device.write(4, values, 3, ByteOrder::Host), this->reportedComplete(3));
-    const std::string item = Width<TypeParam>::memory;
+    const std::string item = inMemory(Width<TypeParam>::value);
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", this->writeCall(item + item + item), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, WritesANetworkBurstItemByItemWithTheBytesReversed) {
     const TypeParam values[3] = {Width<TypeParam>::reversed, Width<TypeParam>::reversed, Width<TypeParam>::reversed};
     EXPECT_EQ(this->m_device.write(4, values, 3, ByteOrder::Network), this->reportedComplete(3));
-    const std::string item = this->writeCall(Width<TypeParam>::memory);
+    const std::string item = this->writeCall(inMemory(Width<TypeParam>::value));
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", item, item, item, "unlock"}));
 }
 
@@ -376,7 +371,7 @@ TYPED_TEST(LseekTest, HasNoInterruptsAndTouchesAndTracesNothingForThem) {
 TYPED_TEST(LseekTest, ReleasesAWaiterByASingleWrite) {
     EXPECT_TRUE(this->m_device.cancelWaitForInterrupt(0x20, Width<TypeParam>::value));
     EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(Width<TypeParam>::memory), "unlock"}));
+              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, GoesOnWhenItsMutexReportsFailures) {

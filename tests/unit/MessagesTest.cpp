@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 
+#include "ScriptedOs.h"
 #include "VirtualSlot.h"
 
 namespace {
@@ -22,6 +23,7 @@ using Rynvel::Request;
 using Rynvel::RequestData;
 using Rynvel::Response;
 using Rynvel::ResponseData;
+using RynvelTest::hexBytes;
 using RynvelTest::slotOf;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -31,6 +33,58 @@ constexpr std::size_t responseSize = 520;
 Bytes bytesOf(const IMessage& message) {
     const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
     return {first, first + message.getSize()};
+}
+
+/** A request of which every byte but the name's terminator is filled, as it is on every processor. */
+constexpr auto fullRequest =
+    "00000007747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261"
+    "662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e74"
+    "7261662e746f702e747261662e746f702e747261662e746f702e7400123456780103050702060a0e03090f15040c141c050f1923"
+    "06121e2a0715233108182838091b2d3f0a1e32460b21374d0c243c540d27415b0e2a46620f2d4b69103050701133557712365a7e"
+    "13395f85143c648c153f699316426e9a174573a1184878a8194b7daf1a4e82b61b5187bd1c548cc41d5791cb1e5a96d21f5d9bd9"
+    "2060a0e02163a5e72266aaee2369aff5246cb4fc256fba032672bf0a2775c4112878c918297bce1f2a7ed3262b81d82d2c84dd34"
+    "2d87e23b2e8ae7422f8dec493090f1503193f6573296fb5e339a0065349d056c35a00a7336a30f7a37a6148138a9198839ac1e8f"
+    "3aaf23963bb2289d3cb52da43db832ab3ebb37b23fbe3cb940c141c041c446c742c74bce43ca50d544cd55dc45d05ae346d35fea"
+    "47d664f148d969f849dc6eff4adf74064be2790d4ce57e144de8831b4eeb88224fee8d2950f1923051f4973752f79c3e53faa145"
+    "54fda64c5600ab535703b05a5806b5615909ba685a0cbf6f5b0fc4765c12c97d5d15ce845e18d38b5f1bd892601edd996121e2a0"
+    "6224e7a76327ecae642af1b5652df6bc6630fbc3673400ca683705d1693a0ad86a3d0fdf6b4014e66c4319ed6d461ef46e4923fb"
+    "6f4c2902704f2e09715233107255381773583d1e745b4225755e472c76614c337764513a78675641796a5b487a6d604f7b706556"
+    "7c736a5d7d766f647e79746b7f7c7972807f7e7981828380000000800000000189abcdef";
+
+/** A full response, as it is on every processor. */
+constexpr auto fullResponse =
+    "ffffffff070503010e0a0602150f09031c140c0423190f052a1e120631231507382818083f2d1b0946321e0a4d37210b543c240c"
+    "5b41270d62462a0e694b2d0f70503010775533117e5a3612855f39138c643c1493693f159a6e4216a1734517a8784818af7d4b19"
+    "b6824e1abd87511bc48c541ccb91571dd2965a1ed99b5d1fe0a06020e7a56321eeaa6622f5af6923fcb46c2403b96f250abe7226"
+    "11c3752718c878281fcd7b2926d27e2a2dd7812b34dc842c3be1872d42e68a2e49eb8d2f50f0903057f593315efa963265ff9933"
+    "6d049c3474099f357b0ea2368213a5378918a838901dab399722ae3a9e27b13ba52cb43cac31b73db336ba3eba3bbd3fc140c040"
+    "c845c341cf4ac642d64fc943dd54cc44e459cf45eb5ed246f263d547f968d848006ddb490772de4a0e77e14b157ce44c1c81e74d"
+    "2386ea4e2a8bed4f3190f0503895f3513f9af652469ff9534da4fc5454a9ff555baf025662b4055769b9085870be0b5977c30e5a"
+    "7ec8115b85cd145c8cd2175d93d71a5e9adc1d5fa1e12060a8e62361afeb2662b6f02963bdf52c64c4fa2f65cbff3266d3043567"
+    "da093868e10e3b69e8133e6aef18416bf61d446cfd22476d04274a6e0b2c4d6f1231507019365371203b5672274059732e455c74"
+    "354a5f753c4f6276435465774a596878515e6b7958636e7a5f68717b666d747c6d72777d74777a7e7b7c7d7f8281808000000080";
+
+const std::string fullName = [] {
+    std::string name;
+    while (name.size() < 127) {
+        name += "traf.top.";
+    }
+    return name.substr(0, 127);
+}();
+
+/** The value at an index of the full records. */
+std::uint32_t requestValue(std::uint32_t i) { return (i + 1) * 0x01030507U; }
+std::uint32_t responseValue(std::uint32_t i) { return (i + 1) * 0x07050301U; }
+
+std::string hexOf(const IMessage& message) { return hexBytes(message.toBuffer(), message.getSize()); }
+
+/** The bytes that hex digits say. */
+Bytes bytesFrom(const std::string& digits) {
+    Bytes bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
 }
 
 /** Lets the message be what a peer sent. */
@@ -74,6 +128,13 @@ std::string baseAfter(const IMessage& message) {
 std::uint32_t bigEndian(const std::uint8_t* bytes) {
     return static_cast<std::uint32_t>(bytes[0]) << 24U | static_cast<std::uint32_t>(bytes[1]) << 16U |
            static_cast<std::uint32_t>(bytes[2]) << 8U | static_cast<std::uint32_t>(bytes[3]);
+}
+
+/** The number of values in a rendering, which ends with them. */
+std::uint32_t renderedValues(const std::string& text) {
+    const std::size_t list = text.rfind(", values: { ");
+    return static_cast<std::uint32_t>(
+        std::count(text.begin() + static_cast<std::ptrdiff_t>(list) + 1, text.end(), ','));
 }
 
 /** Records of random bytes. Most lengths are small, for the sake of the time that renderings take. */
@@ -240,6 +301,7 @@ TYPED_TEST(ValuesTest, StayInsideTheRecordForAMillionRandomRecords) {
         stream.str("");
         message.toStream(stream);
         ASSERT_TRUE(stream.good());
+        ASSERT_EQ(renderedValues(stream.str()), valid);
     }
 }
 
@@ -267,6 +329,30 @@ TEST(Request, GetsEveryFieldFromItsOffset) {
     EXPECT_EQ(received<Request>(request(648, word)).getLength(), 0x12345678U);
     EXPECT_EQ(received<Request>(request(656, word)).getBitmask(), 0x12345678U);
     EXPECT_EQ(received<Request>(request(656, word)).getCommand(), 0x12345678U);
+}
+
+TEST(Request, HasTheSameBytesOnEveryProcessor) {
+    Request message(RequestData::Type::Write32, fullName);
+    message.setAddress(0x12345678);
+    message.setByteOrder(ByteOrder::Host);
+    message.setBitmask(0x89ABCDEF);
+    for (std::uint32_t i = 0; i < 128; ++i) {
+        message.addValue(requestValue(i));
+    }
+    EXPECT_EQ(hexOf(message), fullRequest);
+}
+
+TEST(Request, IsUnderstoodOnEveryProcessor) {
+    const auto message = received<Request>(bytesFrom(fullRequest));
+    EXPECT_EQ(message.getType(), RequestData::Type::Write32);
+    EXPECT_EQ(message.getDeviceName(), fullName);
+    EXPECT_EQ(message.getAddress(), 0x12345678U);
+    EXPECT_EQ(message.getByteOrder(), ByteOrder::Host);
+    EXPECT_EQ(message.getBitmask(), 0x89ABCDEFU);
+    EXPECT_EQ(message.getLength(), 128U);
+    for (std::uint32_t i = 0; i < 128; ++i) {
+        EXPECT_EQ(message.getValue(i), requestValue(i)) << i;
+    }
 }
 
 TEST(Request, NumbersTheOperationsAsOnTheWire) {
@@ -401,6 +487,24 @@ TEST(Request, RendersAllValuesAndTheSharedWordTwice) {
     EXPECT_EQ(rendered(message), "Request: [ type: Write32, byteOrder: Network, logicalDeviceName: common.i2c.0, "
                                  "address: ffffffff, bitmask: ab, command: ab, length: 12, values: { 0, 10, 20, 30, "
                                  "40, 50, 60, 70, 80, 90, a0, b0, } ]");
+}
+
+TEST(Response, HasTheSameBytesOnEveryProcessor) {
+    Response message;
+    message.setResult(ResponseData::Result::Error);
+    for (std::uint32_t i = 0; i < 128; ++i) {
+        message.addValue(responseValue(i));
+    }
+    EXPECT_EQ(hexOf(message), fullResponse);
+}
+
+TEST(Response, IsUnderstoodOnEveryProcessor) {
+    const auto message = received<Response>(bytesFrom(fullResponse));
+    EXPECT_EQ(message.getResult(), ResponseData::Result::Error);
+    EXPECT_EQ(message.getLength(), 128U);
+    for (std::uint32_t i = 0; i < 128; ++i) {
+        EXPECT_EQ(message.getValue(i), responseValue(i)) << i;
+    }
 }
 
 TEST(Response, PutsItsResultFirst) {

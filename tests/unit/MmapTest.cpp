@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -55,13 +54,8 @@ protected:
         return device;
     }
 
-    void store(std::size_t address, T value) { std::memcpy(&m_os.memory.at(address), &value, sizeof(T)); }
-
-    T stored(std::size_t address) const {
-        T value = 0;
-        std::memcpy(&value, &m_os.memory.at(address), sizeof(T));
-        return value;
-    }
+    void store(std::size_t address, T value) { m_os.store(address, value); }
+    T stored(std::size_t address) const { return m_os.stored<T>(address); }
 
     ScriptedOs m_os;
 };
@@ -230,8 +224,7 @@ TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) 
 TEST(Mmap32, ReadsIndex3AtOffset0x100FromByte0x10C) {
     ScriptedOs os;
     Mmap<std::uint32_t> device(path, 0x100, 0x1000, std::make_unique<RecordingMutex>(os.log()), false);
-    os.memory[0x10C] = 0x78;
-    os.memory[0x10F] = 0x12;
+    os.store(0x10C, 0x12000078U);
     std::uint32_t value = 0;
     EXPECT_TRUE(device.read(3, &value));
     EXPECT_EQ(value, 0x12000078U);

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <cstring>
 #include <limits>
 #include <sstream>
 #include <type_traits>
@@ -42,6 +41,7 @@ struct Family;
 template <typename T>
 struct Family<Tyvon<T>> {
     using Base = Mmap<T>;
+    using Register = T;
     static constexpr auto channel = "Rynvel.Tyvon";
     static EventLog construction() { return {"open(/dev/tyvon, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}; }
 };
@@ -49,6 +49,7 @@ struct Family<Tyvon<T>> {
 template <typename T>
 struct Family<TyvonInterrupt<T>> {
     using Base = Lseek<T>;
+    using Register = T;
     static constexpr auto channel = "Rynvel.TyvonInterrupt";
     static EventLog construction() { return {"open(/dev/tyvon, 2)"}; }
 };
@@ -133,8 +134,7 @@ TYPED_TEST(TyvonTest, TakesAnyResultButZeroOfARequestForAFailureAndTracesNone) {
 }
 
 TYPED_TEST(TyvonTest, WaitsByAReadOfTwoBytesWithoutEnablingAndWithoutTheLock) {
-    this->m_os.memory[0] = 0xCD;
-    this->m_os.memory[1] = 0xAB;
+    this->m_os.store(0, std::uint16_t{0xABCD});
     this->m_os.memory[2] = 0xFF;
     unsigned long status = std::numeric_limits<unsigned long>::max();
     EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
@@ -143,8 +143,7 @@ TYPED_TEST(TyvonTest, WaitsByAReadOfTwoBytesWithoutEnablingAndWithoutTheLock) {
 }
 
 TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
-    this->m_os.memory[0] = 0xCD;
-    this->m_os.memory[1] = 0xAB;
+    this->m_os.store(0, std::uint16_t{0xABCD});
     const TraceRecorder recorder(6);
     unsigned long status = 0;
     EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
@@ -200,11 +199,9 @@ TYPED_TEST(TyvonTest, TracesTheEntryOfTheOtherInterruptOperationsAtLevelSix) {
 
 TYPED_TEST(TyvonTest, KeepsTheRegistersOfItsBase) {
     EXPECT_TRUE(this->m_device->write(4, 0x77));
-    const std::size_t place = std::is_same_v<typename Family<TypeParam>::Base, Lseek<std::uint16_t>> ||
-                                      std::is_same_v<typename Family<TypeParam>::Base, Lseek<std::uint32_t>>
-                                  ? 4
-                                  : 4 * (std::is_same_v<TypeParam, Tyvon<std::uint16_t>> ? 2 : 4);
-    EXPECT_EQ(this->m_os.memory[place], 0x77);
+    using Register = typename Family<TypeParam>::Register;
+    const bool byBytes = std::is_same_v<typename Family<TypeParam>::Base, Lseek<Register>>;
+    EXPECT_EQ(this->m_os.template stored<Register>(byBytes ? 4 : 4 * sizeof(Register)), 0x77);
 }
 
 TEST(TyvonChannels, AreOneObjectAWidth) {
