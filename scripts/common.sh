@@ -2,10 +2,12 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
-# What a build for the host needs, what one for the target adds, and what testing adds to both.
+# What a build for the host needs, what one for the target adds, and what testing adds to both: the plain tests, and
+# those on a big-endian processor.
 build_packages=(g++ cmake ninja-build make)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
 test_packages=(googletest pkg-config binutils clang-format clang-tidy qemu-user)
+bigendian_packages=(gcc-s390x-linux-gnu g++-s390x-linux-gnu)
 
 # Ends the calling script with one line on standard error.
 die() {
