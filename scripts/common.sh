@@ -2,12 +2,13 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
-# What a build for the host needs, what one for the target adds, and what testing adds to both: the plain tests, and
-# those on a big-endian processor.
+# What a build for the host needs, what one for the target adds, and what testing adds to both: the plain tests, those
+# on a big-endian processor, and fuzzing.
 build_packages=(g++ cmake ninja-build make)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
 test_packages=(googletest pkg-config binutils clang-format clang-tidy qemu-user)
 bigendian_packages=(gcc-s390x-linux-gnu g++-s390x-linux-gnu)
+fuzz_packages=(clang libclang-rt-dev)
 
 # Ends the calling script with one line on standard error.
 die() {

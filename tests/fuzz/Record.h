@@ -1,0 +1,143 @@
+#ifndef RYNVEL_FUZZ_RECORD_H
+#define RYNVEL_FUZZ_RECORD_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <rynvel.hpp>
+
+namespace RynvelFuzz {
+
+constexpr std::uint32_t capacity = 128;
+
+/** Ends the process with the rule's name when it does not hold: a finding. */
+inline void require(bool holds, const char* rule) {
+    if (!holds) {
+        std::fprintf(stderr, "broken: %s\n", rule);
+        std::abort();
+    }
+}
+
+inline std::string hex(std::uint32_t word) {
+    char digits[9];
+    std::snprintf(digits, sizeof(digits), "%x", word);
+    return digits;
+}
+
+inline std::vector<std::uint8_t> bytesOf(const Rynvel::IMessage& message) {
+    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
+    return {first, first + message.getSize()};
+}
+
+inline std::string rendered(const Rynvel::IMessage& message) {
+    std::ostringstream stream;
+    require(&message.toStream(stream) == &stream && stream.good(), "a rendering goes to its stream");
+    return stream.str();
+}
+
+/** A record as a peer sends it, from an input of any size: cut to the record's, or filled up with zeros. */
+class Record {
+public:
+    Record(const std::uint8_t* input, std::size_t inputSize, std::size_t size)
+        : m_bytes(input, input + std::min(inputSize, size)) {
+        m_bytes.resize(size);
+    }
+
+    const std::vector<std::uint8_t>& bytes() const { return m_bytes; }
+
+    /** The word at an offset, which is big-endian. */
+    std::uint32_t word(std::size_t offset) const {
+        std::uint32_t word = 0;
+        for (std::size_t i = 0; i < 4; ++i) {
+            word = word << 8U | m_bytes.at(offset + i);
+        }
+        return word;
+    }
+
+    /** The characters of a field up to its first NUL, or all of them. */
+    std::string text(std::size_t offset, std::size_t size) const {
+        const auto* const first = reinterpret_cast<const char*>(&m_bytes.at(offset));
+        return {first, std::find(first, first + size, '\0')};
+    }
+
+    void receiveInto(Rynvel::IMessage& message) const {
+        require(message.getSize() == m_bytes.size(), "a message has the size of its record");
+        std::memcpy(message.toBuffer(), m_bytes.data(), m_bytes.size());
+    }
+
+private:
+    std::vector<std::uint8_t> m_bytes;
+};
+
+/** What holds for the values of every record that was received, whatever its length word says. */
+template <typename Message>
+class Values {
+public:
+    Values(const Record& record, std::size_t values, std::size_t length)
+        : m_record(record), m_values(values), m_length(record.word(length)) {}
+
+    void requireGetters(const Message& message) const {
+        require(message.getLength() == m_length, "the length is reported as it came");
+        require(message.getValue() == value(0), "the value without an index is the first");
+        for (std::uint32_t i = 0; i < capacity + 2; ++i) {
+            requireValue(message, i);
+        }
+        for (const std::uint32_t index : {m_length - 1, m_length, m_length + 1, 0x3FFFFFFFU, 0x40000000U, 0x7FFFFFFFU,
+                                          0x80000000U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
+            requireValue(message, index);
+        }
+    }
+
+    /** Changes the message. */
+    void requireSetters(Message& message) const {
+        message.setLength(capacity + 1);
+        message.setLength(0xFFFFFFFF);
+        require(message.getLength() == m_length, "a length above the capacity is not stored");
+        message.addValue(0x12345678);
+        require(message.getLength() == (m_length < capacity ? m_length + 1 : m_length),
+                "a value is added where there is room, and else not");
+        require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "a value is added behind the others");
+    }
+
+    /** The end of the rendering. */
+    std::string text() const {
+        std::string text = ", length: " + std::to_string(m_length) + ", values: { ";
+        for (std::uint32_t i = 0; i < valid(); ++i) {
+            text += hex(value(i)) + ", ";
+        }
+        return text + "} ]";
+    }
+
+private:
+    std::uint32_t valid() const { return std::min(m_length, capacity); }
+    std::uint32_t value(std::uint32_t i) const {
+        return i < valid() ? m_record.word(m_values + std::size_t{4} * i) : 0;
+    }
+
+    void requireValue(const Message& message, std::uint32_t index) const {
+        require(message.getValue(index) == value(index), "a value is the record's below the length, and else 0");
+    }
+
+    const Record& m_record;
+    const std::size_t m_values;
+    const std::uint32_t m_length;
+};
+
+/** The text between a beginning and an end, which must be there. */
+inline std::string between(const std::string& text, const std::string& beginning, const std::string& end) {
+    require(text.size() >= beginning.size() + end.size(), "a rendering has all its fields");
+    require(text.compare(0, beginning.size(), beginning) == 0, "a rendering begins with its first fields");
+    require(text.compare(text.size() - end.size(), end.size(), end) == 0, "a rendering ends with the record's fields");
+    return text.substr(beginning.size(), text.size() - beginning.size() - end.size());
+}
+
+} // namespace RynvelFuzz
+
+#endif
