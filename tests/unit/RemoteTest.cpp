@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <future>
 #include <limits>
@@ -10,6 +11,7 @@
 #include <sys/socket.h>
 
 #include "RecordingMutex.h"
+#include "RequestBytes.h"
 #include "ScriptedOs.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
@@ -24,44 +26,32 @@ using Rynvel::Request;
 using Rynvel::RequestData;
 using Rynvel::Response;
 using Rynvel::ResponseData;
+using RynvelTest::addressAt;
+using RynvelTest::byteOrderAt;
+using RynvelTest::Bytes;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
+using RynvelTest::lengthAt;
+using RynvelTest::maskAt;
+using RynvelTest::put;
 using RynvelTest::RecordingMutex;
 using RynvelTest::refusal;
 using RynvelTest::ScriptedOs;
 using RynvelTest::success;
 using RynvelTest::TestPeer;
 using RynvelTest::TraceRecorder;
-using Bytes = std::vector<std::uint8_t>;
+using RynvelTest::valuesAt;
+using RynvelTest::WordAt;
 
 constexpr auto name = "traf.top";
 constexpr std::size_t requests = 0;
 constexpr std::size_t interrupts = 1;
 constexpr unsigned long untouched = 0x55;
 
-void put(Bytes& record, std::size_t offset, std::uint32_t word) {
-    for (std::size_t i = 0; i < 4; ++i) {
-        record[offset + i] = static_cast<std::uint8_t>(word >> (24 - 8 * i));
-    }
-}
-
 /** The bytes of a request that carries the device's name, and the words at their offsets. */
-Bytes requestOf(std::uint32_t type, const std::vector<std::pair<std::size_t, std::uint32_t>>& words = {},
-                const std::string& deviceName = name) {
-    Bytes record(660);
-    put(record, 0, type);
-    std::copy(deviceName.begin(), deviceName.end(), record.begin() + 4);
-    for (const auto& [offset, word] : words) {
-        put(record, offset, word);
-    }
-    return record;
+Bytes requestOf(std::uint32_t type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
+    return RynvelTest::requestBytes(type, deviceName, words);
 }
-
-constexpr std::size_t addressAt = 132;
-constexpr std::size_t valuesAt = 136;
-constexpr std::size_t lengthAt = 648;
-constexpr std::size_t byteOrderAt = 652;
-constexpr std::size_t maskAt = 656;
 
 /** Lets writing to a peer that is gone fail instead of ending the test. */
 class BrokenPipesIgnored {
@@ -403,7 +393,7 @@ TYPED_TEST(RemoteTest, WritesBurstsWithTheResultOfTheServer) {
 
 TYPED_TEST(RemoteTest, WritesTheFirst128ItemsOfABurst) {
     std::vector<TypeParam> values(200);
-    std::vector<std::pair<std::size_t, std::uint32_t>> words{{lengthAt, 128}};
+    std::vector<WordAt> words{{lengthAt, 128}};
     for (std::size_t i = 0; i < values.size(); ++i) {
         values[i] = static_cast<TypeParam>(i + 1);
         if (i < 128) {
@@ -765,10 +755,11 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
         testing::KilledBySignal(SIGPIPE), "");
 }
 
-TEST(Remote, ReachesAServerThatComesUpLater) {
+TEST(Remote, ReachesAServerThatComesUpLaterAfterThreeSeconds) {
     const TraceRecorder recorder(3);
     EventLog log;
     TestPeer peer(TestPeer::Start::Later);
+    const auto begin = std::chrono::steady_clock::now();
     auto made = std::async(std::launch::async, [&] {
         return std::make_unique<Remote<std::uint16_t>>(name, peer.address(), std::make_unique<RecordingMutex>(log));
     });
@@ -777,6 +768,7 @@ TEST(Remote, ReachesAServerThatComesUpLater) {
     }
     peer.start();
     const auto device = made.get();
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
     const std::string place = " to 127.0.0.1 at port " + std::to_string(peer.port());
     const std::string link = "Rynvel.RemoteDeviceConnection ";
     EXPECT_EQ(recorder.lines(), (EventLog{link + "2 connectToServer: Connection Failed" + place,

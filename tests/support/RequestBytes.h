@@ -1,0 +1,54 @@
+#ifndef RYNVEL_TESTS_REQUESTBYTES_H
+#define RYNVEL_TESTS_REQUESTBYTES_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace RynvelTest {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/** A word and its place in a record. */
+using WordAt = std::pair<std::size_t, std::uint32_t>;
+
+constexpr std::size_t nameAt = 4;
+constexpr std::size_t addressAt = 132;
+constexpr std::size_t valuesAt = 136;
+constexpr std::size_t lengthAt = 648;
+constexpr std::size_t byteOrderAt = 652;
+/** The place of the mask and of the command. */
+constexpr std::size_t maskAt = 656;
+
+inline void put(Bytes& record, std::size_t offset, std::uint32_t word) {
+    for (std::size_t i = 0; i < 4; ++i) {
+        record[offset + i] = static_cast<std::uint8_t>(word >> (24 - 8 * i));
+    }
+}
+
+/** The bytes of a request as they go to the server, written out without the library. */
+inline Bytes requestBytes(std::uint32_t type, const std::string& deviceName, const std::vector<WordAt>& words = {}) {
+    Bytes record(660);
+    put(record, 0, type);
+    std::copy(deviceName.begin(), deviceName.end(), record.begin() + nameAt);
+    for (const auto& [offset, word] : words) {
+        put(record, offset, word);
+    }
+    return record;
+}
+
+/** The values of a request or a response one by one, from its first value on, and their number. */
+inline std::vector<WordAt> valueWords(const std::vector<std::uint32_t>& values) {
+    std::vector<WordAt> words{{lengthAt, static_cast<std::uint32_t>(values.size())}};
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        words.emplace_back(valuesAt + 4 * i, values[i]);
+    }
+    return words;
+}
+
+} // namespace RynvelTest
+
+#endif
