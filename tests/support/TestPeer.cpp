@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -69,7 +70,18 @@ Reply silence() { return {}; }
 
 Reply closing() { return {{}, true}; }
 
-TestPeer::TestPeer(Start start) : m_listener(::socket(AF_INET, SOCK_STREAM, 0)) {
+Rynvel::Request asRequest(const Bytes& bytes) {
+    Rynvel::Request request;
+    std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(request.toBuffer()));
+    return request;
+}
+
+TestPeer::TestPeer(Start start) : TestPeer(start, [](std::size_t, const Rynvel::Request&) { return success(); }) {}
+
+TestPeer::TestPeer(Service service) : TestPeer(Start::AtOnce, std::move(service)) {}
+
+TestPeer::TestPeer(Start start, Service service)
+    : m_service(std::move(service)), m_listener(::socket(AF_INET, SOCK_STREAM, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -131,11 +143,16 @@ void TestPeer::serve(std::size_t connection, int socket) {
 }
 
 Reply TestPeer::nextReply(std::size_t connection, const Bytes& request) {
+    const auto scripted = scriptedReply(connection, request);
+    return scripted ? *scripted : m_service(connection, asRequest(request));
+}
+
+std::optional<Reply> TestPeer::scriptedReply(std::size_t connection, const Bytes& request) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_requests.push_back({connection, request});
     m_changed.notify_all();
     if (m_replies.empty()) {
-        return success();
+        return std::nullopt;
     }
     Reply reply = std::move(m_replies.front());
     m_replies.pop_front();

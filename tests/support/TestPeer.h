@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,9 +36,12 @@ Reply truncated(const Rynvel::Response& response, std::size_t size);
 Reply silence();
 Reply closing();
 
+/** A request as a server written against the library's classes has it. */
+Rynvel::Request asRequest(const std::vector<std::uint8_t>& bytes);
+
 /**
  * A register server for tests, on a port of the system's choice, for clients on this machine. It records every request
- * and answers as it is told to, and with an empty success when it is told nothing.
+ * and answers as it is told to, and as its service does when it is told nothing: with an empty success.
  */
 class TestPeer {
 public:
@@ -48,8 +53,12 @@ public:
 
     enum class Start { AtOnce, Later };
 
+    /** Called by one thread for each connection. */
+    using Service = std::function<Reply(std::size_t connection, const Rynvel::Request& request)>;
+
     /** A peer that starts later refuses connections until start(). */
     explicit TestPeer(Start start = Start::AtOnce);
+    explicit TestPeer(Service service);
     TestPeer(const TestPeer&) = delete;
     TestPeer& operator=(const TestPeer&) = delete;
     ~TestPeer();
@@ -74,13 +83,16 @@ public:
     void close(std::size_t connection);
 
 private:
+    TestPeer(Start start, Service service);
     void accept();
     void serve(std::size_t connection, int socket);
     Reply nextReply(std::size_t connection, const std::vector<std::uint8_t>& request);
+    std::optional<Reply> scriptedReply(std::size_t connection, const std::vector<std::uint8_t>& request);
     void perform(const Reply& reply, int socket);
     void waitToLetGo();
     int socketOf(std::size_t connection);
 
+    const Service m_service;
     int m_listener;
     std::uint16_t m_port = 0;
     std::mutex m_mutex;

@@ -181,11 +181,7 @@ TEST(RemoteCInterface, SendsTheDividedByteAddressesOfTheOlderFunctions) {
         const auto addressSentBy = [&](auto call) {
             site.peer.clearRequests();
             EXPECT_EQ(call(), 0);
-            Rynvel::Request request;
-            const auto received = site.peer.requests(1);
-            std::copy(received[0].bytes.begin(), received[0].bytes.end(),
-                      static_cast<std::uint8_t*>(request.toBuffer()));
-            return request.getAddress();
+            return RynvelTest::asRequest(site.peer.requests(1)[0].bytes).getAddress();
         };
         EXPECT_EQ(addressSentBy([&] { return Rynvel_read16(handle16, 0x21, values16); }), 0x10U);
         EXPECT_EQ(addressSentBy([&] { return Rynvel_read32(handle32, 0x23, values32); }), 0x8U);
