@@ -106,6 +106,27 @@ TYPED_TEST(BoardTyvon, DeliversTheStatusWordZeroExtended) {
     EXPECT_EQ(status, 0x0000ABCDU);
 }
 
+TYPED_TEST(BoardTyvon, WaitsForAnInterruptThatIsThereUntilItIsEnabled) {
+    this->m_probe.resetCalls("wait");
+    this->m_probe.set("raise", "0x55");
+    std::atomic<bool> received{false};
+    std::thread waiter([&] {
+        unsigned long status = 0;
+        EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
+        EXPECT_EQ(status, 0x55U);
+        received = true;
+    });
+    while (this->m_probe.calls("wait") == 0) {
+        std::this_thread::yield();
+    }
+    for (unsigned int i = 0; i < 50; ++i) {
+        EXPECT_EQ(this->m_probe.value("pending"), 1U);
+    }
+    EXPECT_FALSE(received);
+    EXPECT_TRUE(this->m_device->enableInterrupt());
+    waiter.join();
+}
+
 TYPED_TEST(BoardTyvon, WaitsWithoutHinderingRegisterAccessFromAnotherThread) {
     using Value = typename TypeParam::Value;
     EXPECT_TRUE(this->m_device->enableInterrupt());

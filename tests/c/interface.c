@@ -1,10 +1,15 @@
 /* A program in C99 that uses every function of the C interface on a device of each width. Run it in a folder where
  * files may be made: they stand in for the devices of the tests' device table. */
 
+#define _POSIX_C_SOURCE 200809L
+
 #include <rynvel.h>
 
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 static int failures = 0;
 
@@ -80,7 +85,19 @@ static void useWithoutWidth(int handle) {
     EXPECT(Rynvel_getFileDescriptor(handle) > 2);
 }
 
+/* The exception finds no one to catch it in a program in C. */
+static void openNull(void) {
+    int status = 0;
+    const pid_t child = fork();
+    if (child == 0) {
+        Rynvel_open(NULL);
+        _exit(0);
+    }
+    EXPECT(waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+}
+
 int main(void) {
+    openNull();
     makeRegisterFile("registers8");
     makeRegisterFile("registers16");
     makeRegisterFile("registers32");

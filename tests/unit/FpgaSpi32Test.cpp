@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <map>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <linux/spi/spidev.h>
@@ -238,6 +240,28 @@ TEST_F(FpgaSpi32Test, ReadsThenWritesUnderAMaskWithALockForEach) {
     EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0x0000FF00));
     EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", "unlock", "lock",
                                     "spi 01 00 00 10 00 11 22 cc 44 00 00", "unlock"}));
+}
+
+/** Lets another user of the registers in at its first unlock. */
+class IntrudedMutex : public Rynvel::IMutex {
+public:
+    explicit IntrudedMutex(std::function<void()> intrusion) : m_intrusion(std::move(intrusion)) {}
+    bool lock() override { return true; }
+    bool unlock() override {
+        std::exchange(m_intrusion, [] {})();
+        return true;
+    }
+
+private:
+    std::function<void()> m_intrusion;
+};
+
+TEST_F(FpgaSpi32Test, LosesAWriteThatComesBetweenTheReadAndTheWriteUnderAMask) {
+    m_fpga.registers[0x1000] = 0x11111111;
+    FpgaSpi32 intruded(path, std::make_unique<IntrudedMutex>([this] { m_device.write(0, 0x22222222); }), 0x1000);
+    EXPECT_TRUE(intruded.write(0, 0x0000FF00, 0x0000FF00));
+    EXPECT_EQ(m_fpga.transactions(), 3U);
+    EXPECT_EQ(m_fpga.registers[0x1000], 0x1111FF11U);
 }
 
 TEST_F(FpgaSpi32Test, RewritesTheCurrentValueUnderAMaskOfZero) {

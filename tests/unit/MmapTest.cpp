@@ -1,11 +1,16 @@
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 #include <sys/mman.h>
 
+#include "Fault.h"
+#include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "RegisterWidth.h"
 #include "ScriptedOs.h"
@@ -24,6 +29,7 @@ using RynvelTest::TraceRecorder;
 using RynvelTest::Width;
 
 constexpr auto path = "/dev/tomkar_registers";
+constexpr std::size_t pageSize = 4096;
 
 std::string unmapCall(const void* address, unsigned int length) {
     std::ostringstream text;
@@ -79,10 +85,62 @@ TYPED_TEST(MmapTest, MapsAnonymousMemoryForAFakeAndOpensNothing) {
 }
 
 TYPED_TEST(MmapTest, UnmapsAtItsFirstRegisterThenClosesThenDestroysTheMutex) {
-    auto device = this->mapped(0x100);
-    device.reset();
-    EXPECT_EQ(this->m_os.log(),
-              (EventLog{unmapCall(&this->m_os.memory[0x100], 0x1000), "close(7)", "mutex destroyed"}));
+    for (const std::size_t offset : {0x100U, 0x1000U}) {
+        auto device = this->mapped(offset);
+        device.reset();
+        EXPECT_EQ(this->m_os.log(),
+                  (EventLog{unmapCall(this->m_os.memory.data() + offset, 0x1000), "close(7)", "mutex destroyed"}));
+    }
+}
+
+/** Whether the process has memory that is mapped from the file, on the real system. */
+bool isMapped(const std::string& file) {
+    std::ifstream maps("/proc/self/maps");
+    const std::string text((std::istreambuf_iterator<char>(maps)), std::istreambuf_iterator<char>());
+    EXPECT_FALSE(text.empty());
+    return text.find(file) != std::string::npos;
+}
+
+TEST(Mmap, StaysMappedWithoutAWordWhereItsOffsetIsNoMultipleOfThePageSize) {
+    const TraceRecorder recorder(4);
+    for (const std::size_t offset : {0x0U, 0x100U}) {
+        const std::string file = "mapped" + std::to_string(offset);
+        std::ofstream(file) << std::string(0x1000, '0');
+        EXPECT_FALSE(isMapped(file));
+        auto device = std::make_unique<Mmap<std::uint32_t>>(file, offset, 0x1000, RynvelTest::plainMutex(), false);
+        EXPECT_TRUE(isMapped(file));
+        device.reset();
+        EXPECT_EQ(isMapped(file), offset != 0);
+    }
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(MmapTest, TouchesOtherMemoryOfTheProcessBeyondItsMapping) {
+    const auto device = this->make(0, 16);
+    TypeParam value = 0;
+    this->store(64, Width<TypeParam>::value);
+    EXPECT_TRUE(device->read(64 / sizeof(TypeParam), &value));
+    EXPECT_EQ(value, Width<TypeParam>::value);
+    EXPECT_TRUE(device->write(128 / sizeof(TypeParam), Width<TypeParam>::value));
+    EXPECT_EQ(this->stored(128), Width<TypeParam>::value);
+}
+
+TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
+    const TraceRecorder silence(0);
+    void* const region = mmap(nullptr, 2 * pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_EQ(mprotect(static_cast<char*>(region) + pageSize, pageSize, PROT_NONE), 0);
+    {
+        std::unique_ptr<Mmap<std::uint32_t>> device;
+        {
+            ScriptedOs os;
+            os.script("mmap", {answering(reinterpret_cast<long>(region))});
+            device = std::make_unique<Mmap<std::uint32_t>>(path, 0, pageSize, RynvelTest::plainMutex(), true);
+        }
+        std::uint32_t value = 0;
+        EXPECT_TRUE(device->read(pageSize / sizeof(value) - 1, &value));
+        EXPECT_FAULT(device->read(pageSize / sizeof(value), &value));
+    }
+    EXPECT_EQ(munmap(static_cast<char*>(region) + pageSize, pageSize), 0);
 }
 
 TYPED_TEST(MmapTest, UnmapsAFakeAndClosesNothing) {

@@ -329,12 +329,37 @@ TEST(RemoteCInterface, ReportsFailuresOfADeadServerForGoodWhereSigpipeIsIgnored)
     });
 }
 
-/** A thread that opens a device whose server is not there, found in the pause after its first attempt. */
+std::unique_ptr<Rynvel::Device8> ownDevice(const char* name) {
+    return Rynvel::Factory::getInstance().makeUnique8(name, RynvelTest::plainMutex());
+}
+
+TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
+    inChildProcess([] {
+        Site site;
+        std::signal(SIGPIPE, SIG_IGN);
+        for (int round = 0; round < 2; ++round) {
+            const auto device = ownDevice(name8);
+            EXPECT_TRUE(device->write(0, 1));
+            site.peer.script({RynvelTest::closing()});
+            EXPECT_FALSE(device->write(0, 1));
+            EXPECT_FALSE(device->write(0, 1));
+        }
+    });
+}
+
+/** A thread that opens the device whose server is not there, found in the pause after its first attempt. */
 class EndlessOpening {
 public:
-    explicit EndlessOpening(Site& site) : m_network(site.network) {
+    using Opening = int();
+
+    static int byName() { return Rynvel_open("far.remote"); }
+    static int privately() {
+        return Rynvel::Factory::getInstance().makeUnique32("far.remote", RynvelTest::plainMutex()) != nullptr ? 0 : -1;
+    }
+
+    explicit EndlessOpening(Site& site, Opening* open = byName) : m_network(site.network) {
         m_network.place("10.0.0.8:9000", m_server.port());
-        m_opening = std::async(std::launch::async, [] { return Rynvel_open("far.remote"); });
+        m_opening = std::async(std::launch::async, open);
         EXPECT_EQ(m_network.awaitSleeper(), 3U);
     }
 
@@ -387,11 +412,20 @@ TEST(RemoteCInterface, HoldsUpEveryOtherOpeningUntilTheServerIsThere) {
             far.failOnceMore();
         }
         EXPECT_EQ(Rynvel_open("unknown"), -1);
-        const auto own = Rynvel::Factory::getInstance().makeUnique8("local", RynvelTest::plainMutex());
-        EXPECT_NE(own, nullptr);
+        EXPECT_NE(ownDevice("local"), nullptr);
         EXPECT_EQ(far.succeed(), handleOfFar);
         EXPECT_EQ(another.get(), handleOfLocal);
         EXPECT_EQ(open.get(), handle8);
+    });
+}
+
+TEST(RemoteCInterface, HoldsUpNoOpeningByAPrivateDeviceThatWaitsForItsServer) {
+    inChildProcess([] {
+        Site site;
+        EndlessOpening far(site, EndlessOpening::privately);
+        EXPECT_EQ(Rynvel_open("local"), handleOfLocal);
+        EXPECT_EQ(Rynvel_open(name8), handle8);
+        EXPECT_EQ(far.succeed(), 0);
     });
 }
 

@@ -327,6 +327,15 @@ TEST(RemoteDeviceConnection, ReachesARealServer) {
     connection.close();
 }
 
+TEST(RemoteDeviceConnection, ReachesThisMachineAtTheAddressOfAnUnresolvedName) {
+    const TraceRecorder silence(0);
+    const Listener listener;
+    listener.listen();
+    RemoteDeviceConnection connection("0.0.0.0", listener.port());
+    EXPECT_EQ(connection.connectToServer(), 0);
+    connection.close();
+}
+
 TEST(RemoteDeviceConnection, IsRefusedByARealMachineWithoutAServerAndThenReachesOne) {
     const Listener listener;
     RemoteDeviceConnection connection("127.0.0.1", listener.port());

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <rynvel.hpp>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "RecordingMutex.h"
 #include "RequestBytes.h"
@@ -344,8 +345,13 @@ TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoneOfMore) {
     this->device().read(0, values.data(), 128, ByteOrder::Network);
     EXPECT_EQ(this->onlyRequest(), requestOf(this->readType, {{lengthAt, 128}}));
     for (const unsigned int items : {129U, 200U}) {
-        this->device().read(0, values.data(), items, ByteOrder::Network);
+        std::fill(values.begin(), values.end(), untouched);
+        EXPECT_TRUE(this->device().read(0, values.data(), items, ByteOrder::Network));
         EXPECT_EQ(this->onlyRequest(), requestOf(this->readType));
+        this->reply(refusal());
+        EXPECT_FALSE(this->device().read(0, values.data(), items, ByteOrder::Network));
+        this->onlyRequest();
+        EXPECT_EQ(values, std::vector<TypeParam>(200, untouched));
     }
 }
 
@@ -362,6 +368,13 @@ TYPED_TEST(RemoteTest, WritesUnderAMaskByOneRequest) {
                                                                {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)},
                                                                {lengthAt, 1},
                                                                {maskAt, this->all}}));
+}
+
+TYPED_TEST(RemoteTest, WritesUnderAMaskOfZeroByTheRequestOfAPlainWrite) {
+    EXPECT_TRUE(this->device().write(0x20, TypeParam{7}));
+    const Bytes plain = this->onlyRequest();
+    EXPECT_TRUE(this->device().write(0x20, TypeParam{7}, TypeParam{0}));
+    EXPECT_EQ(this->onlyRequest(), plain);
 }
 
 TYPED_TEST(RemoteTest, WritesWithTheResultOfTheServer) {
@@ -404,6 +417,8 @@ TYPED_TEST(RemoteTest, WritesTheFirst128ItemsOfABurst) {
     EXPECT_EQ(this->onlyRequest(), requestOf(this->writeType, words));
     EXPECT_TRUE(this->device().write(0, values.data(), 0, ByteOrder::Network));
     EXPECT_EQ(this->onlyRequest(), requestOf(this->writeType));
+    this->reply(refusal());
+    EXPECT_FALSE(this->device().write(0, values.data(), 200, ByteOrder::Network));
 }
 
 TYPED_TEST(RemoteTest, ForwardsARequestToTheDriverWithItsArgument) {
@@ -537,6 +552,15 @@ TYPED_TEST(RemoteTest, LeavesItsConnectionsOpenAndSendsNothingWhenItIsDestroyed)
     this->m_peer.send(interrupts, {0, 0, 0, 1});
     std::uint32_t word = 0;
     EXPECT_EQ(recv(descriptor, &word, sizeof(word), MSG_WAITALL), 4);
+}
+
+TYPED_TEST(RemoteTest, LeavesItsTwoDescriptorsToTheProgramToClose) {
+    const int descriptors[] = {this->device().open(), this->device().getNativeHandle()};
+    this->m_device.reset();
+    for (const int descriptor : descriptors) {
+        EXPECT_EQ(close(descriptor), 0);
+        EXPECT_EQ(close(descriptor), -1);
+    }
 }
 
 TYPED_TEST(RemoteTest, TracesItsEntriesWithTheirArguments) {

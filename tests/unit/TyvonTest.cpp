@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 
+#include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
@@ -202,6 +203,16 @@ TYPED_TEST(TyvonTest, KeepsTheRegistersOfItsBase) {
     using Register = typename Family<TypeParam>::Register;
     const bool byBytes = std::is_same_v<typename Family<TypeParam>::Base, Lseek<Register>>;
     EXPECT_EQ(this->m_os.template stored<Register>(byBytes ? 4 : 4 * sizeof(Register)), 0x77);
+}
+
+TEST(TyvonOpen, EndsTheProcessOfAMissingSoughtDeviceAndLeavesAMissingMappedOneWithoutRegisters) {
+    const TraceRecorder silence(0);
+    EXPECT_DEATH(TyvonInterrupt<std::uint16_t>("/dev/none", RynvelTest::plainMutex()), "Assertion `m_fd != -1' failed");
+    EXPECT_DEATH(TyvonInterrupt<std::uint32_t>("/dev/none", RynvelTest::plainMutex()), "Assertion `m_fd != -1' failed");
+    Tyvon<std::uint32_t> mapped("/dev/none", 0, 0x1000, RynvelTest::plainMutex(), false);
+    std::uint32_t value = 0x55;
+    EXPECT_FALSE(mapped.read(0, &value));
+    EXPECT_EQ(mapped.getNativeHandle(), -1);
 }
 
 TEST(TyvonChannels, AreOneObjectAWidth) {

@@ -239,6 +239,17 @@ TYPED_TEST(UioTest, UsesTheLinksTextAsItIs) {
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
 }
 
+TYPED_TEST(UioTest, TakesALinkWhoseTextIsAPathForAMapOfSizeZeroWithoutAWord) {
+    const TraceRecorder recorder(4);
+    this->m_os.linkText = "/dev/uio3";
+    const auto device = this->make();
+    EXPECT_EQ(this->m_os.log().back(), "open(/dev/tomkar_traffic, 2)");
+    EXPECT_EQ(recorder.lines(), EventLog{});
+    TypeParam value = 0x55;
+    EXPECT_FALSE(device->read(0, &value));
+    EXPECT_FALSE(device->write(0, 1));
+}
+
 TYPED_TEST(UioTest, ReportsAPathThatALongLinkTextTruncates) {
     const TraceRecorder recorder(1);
     this->m_os.linkText = std::string(4095, 'u');

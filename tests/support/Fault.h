@@ -1,0 +1,15 @@
+#ifndef RYNVEL_TESTS_FAULT_H
+#define RYNVEL_TESTS_FAULT_H
+
+#include <csignal>
+
+#include <gtest/gtest.h>
+
+/** Expects a fault of the process; the sanitizers report one in their own ways. */
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define EXPECT_FAULT(statement) EXPECT_DEATH(statement, "")
+#else
+#define EXPECT_FAULT(statement) EXPECT_EXIT(statement, testing::KilledBySignal(SIGSEGV), "")
+#endif
+
+#endif
