@@ -100,7 +100,7 @@ public:
 
     bool write(unsigned int address, T data) override;
 
-    /** One request: the server applies the mask. */
+    /** One request: the server applies the mask. A mask of 0 makes the request of a write without a mask. */
     bool write(unsigned int address, T data, T bitmask) override;
 
     /** Of more than 128 items the first 128 are written. The server applies the byte order. */
