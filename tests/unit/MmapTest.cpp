@@ -9,6 +9,7 @@
 #include <rynvel.hpp>
 #include <sys/mman.h>
 
+#include "ChildProcess.h"
 #include "Fault.h"
 #include "PlainMutex.h"
 #include "RecordingMutex.h"
@@ -102,17 +103,19 @@ bool isMapped(const std::string& file) {
 }
 
 TEST(Mmap, StaysMappedWithoutAWordWhereItsOffsetIsNoMultipleOfThePageSize) {
-    const TraceRecorder recorder(4);
-    for (const std::size_t offset : {0x0U, 0x100U}) {
-        const std::string file = "mapped" + std::to_string(offset);
-        std::ofstream(file) << std::string(0x1000, '0');
-        EXPECT_FALSE(isMapped(file));
-        auto device = std::make_unique<Mmap<std::uint32_t>>(file, offset, 0x1000, RynvelTest::plainMutex(), false);
-        EXPECT_TRUE(isMapped(file));
-        device.reset();
-        EXPECT_EQ(isMapped(file), offset != 0);
-    }
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    RynvelTest::inChildProcess([] {
+        const TraceRecorder recorder(4);
+        for (const std::size_t offset : {0x0U, 0x100U}) {
+            const std::string file = "mapped" + std::to_string(offset);
+            std::ofstream(file) << std::string(0x1000, '0');
+            EXPECT_FALSE(isMapped(file));
+            auto device = std::make_unique<Mmap<std::uint32_t>>(file, offset, 0x1000, RynvelTest::plainMutex(), false);
+            EXPECT_TRUE(isMapped(file));
+            device.reset();
+            EXPECT_EQ(isMapped(file), offset != 0);
+        }
+        EXPECT_EQ(recorder.lines(), EventLog{});
+    });
 }
 
 TYPED_TEST(MmapTest, TouchesOtherMemoryOfTheProcessBeyondItsMapping) {
