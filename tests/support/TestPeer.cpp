@@ -10,18 +10,13 @@
 
 #include <gtest/gtest.h>
 
+#include "MessageBytes.h"
+
 namespace RynvelTest {
 
 namespace {
 
 constexpr std::size_t requestSize = 660;
-
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes bytesOf(const Rynvel::Response& response) {
-    const auto* const first = static_cast<const std::uint8_t*>(response.toBuffer());
-    return {first, first + response.getSize()};
-}
 
 Rynvel::Response responseOf(Rynvel::ResponseData::Result result, const std::vector<std::uint32_t>& values) {
     Rynvel::Response response;

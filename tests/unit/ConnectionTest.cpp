@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "MessageBytes.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 #include "VirtualSlot.h"
@@ -21,17 +22,13 @@ using Rynvel::Request;
 using Rynvel::RequestData;
 using Rynvel::Response;
 using RynvelTest::answering;
+using RynvelTest::Bytes;
+using RynvelTest::bytesOf;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::ScriptedOs;
 using RynvelTest::slotOf;
 using RynvelTest::TraceRecorder;
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes bytesOf(const IMessage& message) {
-    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
-    return {first, first + message.getSize()};
-}
 
 std::string hexOf(const IMessage& message) {
     std::string text;
@@ -128,6 +125,23 @@ TEST_F(ScriptedConnectionTest, SaysWhyATransferFailedAndKeepsTheSocketAndErrno) 
     EXPECT_EQ(m_os.log().size(), 2U);
 }
 
+TEST_F(ScriptedConnectionTest, TriesATransferThatASignalInterruptsOrThatWouldBlockOnlyOnce) {
+    for (const int error : {EINTR, EAGAIN}) {
+        const TraceRecorder recorder(1);
+        m_os.log().clear();
+        m_os.script("send", {failing(error)});
+        m_os.script("read", {failing(error)});
+        std::uint8_t byte = 0;
+        EXPECT_FALSE(m_connection.send(&byte, 1));
+        EXPECT_FALSE(m_connection.receive(&byte, 1));
+        EXPECT_EQ(m_os.log(), (EventLog{"send(7, 00, 0)", "read(7, 1)"}));
+        const std::string reason = std::strerror(error);
+        EXPECT_EQ(recorder.lines(),
+                  (EventLog{"Rynvel.Connection 1 send: Sending to socket '7' failed with: " + reason,
+                            "Rynvel.Connection 1 receive: Reading from socket '7' failed with: " + reason}));
+    }
+}
+
 TEST_F(ScriptedConnectionTest, TakesATransferOfNothingForAClosedSocket) {
     const TraceRecorder recorder(1);
     m_os.script("send", {answering(0)});
@@ -159,8 +173,12 @@ TEST_F(ScriptedConnectionTest, FailsWithFalseWhereBytesAreTransferred) {
 TEST_F(ScriptedConnectionTest, SaysNothingOfAFailureWhenLevelOneIsOff) {
     const TraceRecorder recorder(0);
     m_os.script("send", {failing(EPIPE), answering(0)});
-    EXPECT_EQ(m_connection.send(someRequest()), -1);
-    EXPECT_EQ(m_connection.send(someRequest()), -1);
+    m_os.script("read", {failing(EIO), answering(0)});
+    Response response;
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(m_connection.send(someRequest()), -1);
+        EXPECT_EQ(m_connection.receive(response), -1);
+    }
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
@@ -184,6 +202,11 @@ TEST_F(ScriptedConnectionTest, TracesTheEntryBeforeTheTransfer) {
     Response response;
     m_connection.receive(response);
     EXPECT_EQ(m_os.log(), (EventLog{"Rynvel.Connection 6 receive ENTER", "read(7, 520)"}));
+    m_os.log().clear();
+    m_connection.send(response);
+    EXPECT_EQ(m_os.log(), (EventLog{"Rynvel.Connection 6 send ENTER message=Response: [ result: Success, length: 0, "
+                                    "values: { } ]",
+                                    "send(7, " + hexOf(response) + ", 0)"}));
 }
 
 /** Counts how often it is rendered. */

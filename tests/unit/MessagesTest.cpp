@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 
+#include "MessageBytes.h"
 #include "ScriptedOs.h"
 #include "VirtualSlot.h"
 
@@ -23,17 +24,13 @@ using Rynvel::Request;
 using Rynvel::RequestData;
 using Rynvel::Response;
 using Rynvel::ResponseData;
+using RynvelTest::Bytes;
+using RynvelTest::bytesOf;
 using RynvelTest::hexBytes;
 using RynvelTest::slotOf;
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t requestSize = 660;
 constexpr std::size_t responseSize = 520;
-
-Bytes bytesOf(const IMessage& message) {
-    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
-    return {first, first + message.getSize()};
-}
 
 /** A request of which every byte but the name's terminator is filled, as it is on every processor. */
 constexpr auto fullRequest =
@@ -277,6 +274,17 @@ TYPED_TEST(ValuesTest, EndAt128WhenAReceivedLengthSaysMoreWhichIsReportedAsItCam
     EXPECT_EQ(std::count(list.begin(), list.end(), ','), 128);
 }
 
+TYPED_TEST(ValuesTest, AreAllRenderedWhenTheRecordIsFull) {
+    TypeParam message;
+    std::ostringstream expected;
+    for (std::uint32_t i = 0; i < 128; ++i) {
+        message.addValue(0xA00 + i);
+        expected << std::hex << 0xA00 + i << ", ";
+    }
+    const std::string text = rendered(message);
+    EXPECT_EQ(text.substr(text.find(", length: ")), ", length: 128, values: { " + expected.str() + "} ]");
+}
+
 TYPED_TEST(ValuesTest, LeaveTheStreamInHexWhenThereAreAnyAndElseInDecimal) {
     TypeParam message;
     EXPECT_EQ(baseAfter(message), "16");
@@ -409,6 +417,12 @@ TEST(Request, CutsANameTo127Characters) {
     EXPECT_EQ(message.getDeviceName(), name.substr(0, 127));
 }
 
+TEST(Request, StoresANameToItsEndBeyondAZeroInIt) {
+    const Request message(RequestData::Type::Open, std::string("ab\0cd", 5));
+    EXPECT_EQ(bytesOf(message), request(4, {'a', 'b', 0, 'c', 'd'}));
+    EXPECT_EQ(message.getDeviceName(), "ab");
+}
+
 TEST(Request, TakesNamesOfEveryLengthUpTo127Whole) {
     for (const std::size_t length : {0U, 1U, 126U, 127U}) {
         const std::string name(length, 'x');
@@ -511,6 +525,8 @@ TEST(Response, PutsItsResultFirst) {
     Response message;
     message.setResult(ResponseData::Result::Error);
     EXPECT_EQ(bytesOf(message), response(0, {0xFF, 0xFF, 0xFF, 0xFF}));
+    message.setResult(static_cast<ResponseData::Result>(0x12345678));
+    EXPECT_EQ(bytesOf(message), response(0, {0x12, 0x34, 0x56, 0x78}));
     message.setResult(ResponseData::Result::Success);
     EXPECT_EQ(bytesOf(message), Bytes(responseSize));
 }

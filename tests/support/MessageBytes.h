@@ -1,0 +1,21 @@
+#ifndef RYNVEL_TESTS_MESSAGEBYTES_H
+#define RYNVEL_TESTS_MESSAGEBYTES_H
+
+#include <cstdint>
+#include <vector>
+
+#include <rynvel.hpp>
+
+namespace RynvelTest {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/** The record of a message as it goes over a connection. */
+inline Bytes bytesOf(const Rynvel::IMessage& message) {
+    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
+    return {first, first + message.getSize()};
+}
+
+} // namespace RynvelTest
+
+#endif
