@@ -118,6 +118,11 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
                                 : static_cast<int>(syscall(SYS_connect, fd, address, size));
 }
 
+int setsockopt(int fd, int level, int name, const void* value, socklen_t size) noexcept {
+    return currentOs != nullptr ? currentOs->setsockopt(fd, level, name)
+                                : static_cast<int>(syscall(SYS_setsockopt, fd, level, name, value, size));
+}
+
 unsigned int sleep(unsigned int seconds) {
     return currentOs != nullptr ? currentOs->sleep(seconds) : sleepReally(seconds);
 }

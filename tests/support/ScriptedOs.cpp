@@ -205,6 +205,12 @@ int ScriptedOs::connect(int fd, const sockaddr* address, socklen_t size) {
     return answer ? static_cast<int>(resultOf(*answer)) : 0;
 }
 
+int ScriptedOs::setsockopt(int fd, int level, int name) {
+    record(call("setsockopt", fd, level, name));
+    const auto answer = nextAnswer("setsockopt");
+    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+}
+
 unsigned int ScriptedOs::sleep(unsigned int seconds) {
     record(call("sleep", seconds));
     const auto answer = nextAnswer("sleep");
@@ -219,6 +225,7 @@ hostent* ScriptedOs::gethostbyname(const char* name) {
     }
     m_hostAddress = host->second;
     m_hostAddresses[0] = reinterpret_cast<char*>(m_hostAddress.data());
+    m_hostAddresses[1] = reinterpret_cast<char*>(m_secondHostAddress.data());
     m_host.h_addrtype = AF_INET;
     m_host.h_length = static_cast<int>(m_hostAddress.size());
     m_host.h_addr_list = m_hostAddresses;

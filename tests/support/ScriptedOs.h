@@ -50,8 +50,8 @@ std::string inMemory(T value) {
  * Recorded forms: "open(PATH, FLAGS)", "close(FD)", "lseek(FD, OFFSET, WHENCE)", "read(FD, COUNT)",
  * "write(FD, BYTES)" with the bytes as hex digits, "ioctl(FD, REQUEST, ARG)" with hex numbers,
  * "mmap(ADDR, LENGTH, PROT, FLAGS, FD, OFFSET)", "munmap(ADDR, LENGTH)", "readlink(PATH, SIZE)",
- * "send(FD, BYTES, FLAGS)", "socket(DOMAIN, TYPE, PROTOCOL)", "connect(FD, ADDRESS:PORT, SIZE)", "sleep(SECONDS)",
- * "gethostbyname(NAME)". Sleeping takes no time.
+ * "send(FD, BYTES, FLAGS)", "socket(DOMAIN, TYPE, PROTOCOL)", "connect(FD, ADDRESS:PORT, SIZE)",
+ * "setsockopt(FD, LEVEL, NAME)", "sleep(SECONDS)", "gethostbyname(NAME)". Sleeping takes no time.
  */
 class ScriptedOs {
 public:
@@ -89,6 +89,7 @@ public:
     long send(int fd, const void* buffer, std::size_t count, int flags);
     int socket(int domain, int type, int protocol);
     int connect(int fd, const sockaddr* address, socklen_t size);
+    int setsockopt(int fd, int level, int name);
     unsigned int sleep(unsigned int seconds);
     hostent* gethostbyname(const char* name);
 
@@ -115,7 +116,7 @@ public:
     std::string linkText = "uio0";
     /** The text files below /sys. Opening one gives its text to the next reads; opening another there fails. */
     std::map<std::string, std::string> files;
-    /** The addresses of the hosts that the resolver knows. */
+    /** The first addresses of the hosts that the resolver knows; their second one is 203.0.113.1. */
     std::map<std::string, std::vector<std::uint8_t>> hosts;
 
 private:
@@ -132,7 +133,8 @@ private:
     std::size_t m_position = 0;
     std::string m_openText;
     std::vector<std::uint8_t> m_hostAddress;
-    char* m_hostAddresses[2] = {};
+    std::vector<std::uint8_t> m_secondHostAddress{203, 0, 113, 1};
+    char* m_hostAddresses[3] = {};
     hostent m_host{};
 };
 

@@ -133,6 +133,15 @@ TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttempt) {
     EXPECT_EQ(m_os.log(), failedAttempt());
 }
 
+TEST_F(RemoteDeviceConnectionTest, FailsWithOneCallAlsoWhereAnAttemptIsInterruptedOrGoesOn) {
+    for (const int error : {EINTR, EINPROGRESS, EISCONN}) {
+        m_os.log().clear();
+        m_os.script("connect", {failing(error)});
+        EXPECT_EQ(m_connection.connectToServer(), -1);
+        EXPECT_EQ(m_os.log(), failedAttempt());
+    }
+}
+
 TEST_F(RemoteDeviceConnectionTest, TracesAFailedAttemptBeforeItClosesTheSocket) {
     const TraceRecorder recorder(6, "*", &m_os.log());
     m_os.script("connect", {failing(ECONNREFUSED)});
@@ -225,6 +234,15 @@ TEST_F(RemoteDeviceConnectionTest, ReportsEveryThirdFailureAtLevelOne) {
     EXPECT_EQ(recorder.lines(), (EventLog{failed + "3", failed + "6", failed + "9"}));
 }
 
+TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
+    const TraceRecorder recorder(3);
+    m_os.script("connect", std::vector(10000, failing(ECONNREFUSED)));
+    m_connection.connect();
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
+    EXPECT_EQ(recorder.lines().back(),
+              channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 10001");
+}
+
 TEST_F(RemoteDeviceConnectionTest, SaysNothingWhenAllLevelsAreOff) {
     const TraceRecorder recorder(0);
     m_os.script("connect", std::vector(3, failing(ECONNREFUSED)));
@@ -258,6 +276,22 @@ TEST_F(RemoteDeviceConnectionTest, MakesNoCallWhenItIsClosedWithoutASocket) {
     m_connection.close();
     EXPECT_EQ(m_os.log(), EventLog{});
     EXPECT_EQ(recorder.lines(), EventLog{channel + "6 close ENTER"});
+}
+
+TEST_F(RemoteDeviceConnectionTest, ClosesADescriptorOfZero) {
+    m_os.script("socket", {answering(0)});
+    m_connection.connect();
+    m_os.log().clear();
+    m_connection.close();
+    EXPECT_EQ(m_os.log(), EventLog{"close(0)"});
+    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
+}
+
+TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailingClose) {
+    m_connection.connect();
+    m_os.script("close", {failing(EIO)});
+    m_connection.close();
+    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }
 
 TEST_F(RemoteDeviceConnectionTest, CanBeConnectedAgainAfterItWasClosed) {
