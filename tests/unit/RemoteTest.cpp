@@ -3,6 +3,7 @@
 #include <csignal>
 #include <future>
 #include <limits>
+#include <numeric>
 #include <type_traits>
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "MessageBytes.h"
 #include "RecordingMutex.h"
 #include "RequestBytes.h"
 #include "ScriptedOs.h"
@@ -30,6 +32,7 @@ using Rynvel::ResponseData;
 using RynvelTest::addressAt;
 using RynvelTest::byteOrderAt;
 using RynvelTest::Bytes;
+using RynvelTest::bytesOf;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::lengthAt;
@@ -143,6 +146,25 @@ TYPED_TEST(RemoteTest, StopsAnnouncingItselfWhenTheServerRefusesItButExists) {
     const auto refusedThen = this->make();
     EXPECT_EQ(this->m_peer.requests(2).size(), 2U);
     EXPECT_GE(refusedThen->getNativeHandle(), 0);
+}
+
+TYPED_TEST(RemoteTest, ServesWhatTheServerAllowsWhenItRefusesTheAnnouncement) {
+    this->m_peer.script({refusal()});
+    const auto device = this->make();
+    TypeParam value = 0;
+    this->reply(success({7}));
+    EXPECT_TRUE(device->read(0, &value));
+    EXPECT_EQ(value, 7);
+    this->m_peer.send(interrupts, {0, 0, 0, 1});
+    unsigned long status = 0;
+    EXPECT_TRUE(device->waitForInterrupt(&status));
+    EXPECT_EQ(status, 1U);
+}
+
+TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerClosesTheirConnectionInsteadOfAnAnswer) {
+    this->m_peer.script({success(), success(), RynvelTest::closing()});
+    EXPECT_EQ(this->device().getNativeHandle(), -1);
+    EXPECT_TRUE(this->device().write(0, 1));
 }
 
 TYPED_TEST(RemoteTest, OpensWithTheDescriptorOfTheConnectionOfRequests) {
@@ -344,7 +366,7 @@ TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoneOfMore) {
     std::vector<TypeParam> values(200);
     this->device().read(0, values.data(), 128, ByteOrder::Network);
     EXPECT_EQ(this->onlyRequest(), requestOf(this->readType, {{lengthAt, 128}}));
-    for (const unsigned int items : {129U, 200U}) {
+    for (const unsigned int items : {0U, 129U, 200U}) {
         std::fill(values.begin(), values.end(), untouched);
         EXPECT_TRUE(this->device().read(0, values.data(), items, ByteOrder::Network));
         EXPECT_EQ(this->onlyRequest(), requestOf(this->readType));
@@ -353,6 +375,16 @@ TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoneOfMore) {
         this->onlyRequest();
         EXPECT_EQ(values, std::vector<TypeParam>(200, untouched));
     }
+}
+
+TYPED_TEST(RemoteTest, StoresAllItemsOfAFullResponse) {
+    this->device();
+    std::vector<std::uint32_t> sent(128);
+    std::iota(sent.begin(), sent.end(), 1);
+    this->reply(success(sent));
+    std::vector<TypeParam> values(128);
+    EXPECT_TRUE(this->device().read(0, values.data(), 128, ByteOrder::Host));
+    EXPECT_EQ(values, std::vector<TypeParam>(sent.begin(), sent.end()));
 }
 
 TYPED_TEST(RemoteTest, WritesARegisterByOneRequest) {
@@ -375,6 +407,15 @@ TYPED_TEST(RemoteTest, WritesUnderAMaskOfZeroByTheRequestOfAPlainWrite) {
     const Bytes plain = this->onlyRequest();
     EXPECT_TRUE(this->device().write(0x20, TypeParam{7}, TypeParam{0}));
     EXPECT_EQ(this->onlyRequest(), plain);
+}
+
+TYPED_TEST(RemoteTest, SendsTheMaskAsItIsAndLeavesItsUseToTheServer) {
+    for (const TypeParam mask : {TypeParam{0}, TypeParam{0x0F}, TypeParam{0xA0}}) {
+        EXPECT_TRUE(this->device().write(0x20, this->all, mask));
+        EXPECT_EQ(
+            this->onlyRequest(),
+            requestOf(this->writeType, {{addressAt, 0x20}, {valuesAt, this->all}, {lengthAt, 1}, {maskAt, mask}}));
+    }
 }
 
 TYPED_TEST(RemoteTest, WritesWithTheResultOfTheServer) {
@@ -486,8 +527,14 @@ TYPED_TEST(RemoteTest, LeavesTheStatusAloneWhenTheServerClosesTheConnectionOfInt
     this->device();
     this->m_peer.close(interrupts);
     unsigned long status = untouched;
+    const int descriptor = this->device().getNativeHandle();
+    const TraceRecorder recorder(1);
+    EXPECT_FALSE(this->device().waitForInterrupt(&status));
     EXPECT_FALSE(this->device().waitForInterrupt(&status));
     EXPECT_EQ(status, untouched);
+    EXPECT_EQ(this->device().getNativeHandle(), descriptor);
+    const std::string closed = "Rynvel.Connection 1 receive: Socket '" + std::to_string(descriptor) + "' is closed.";
+    EXPECT_EQ(recorder.lines(), (EventLog{closed, closed}));
     TypeParam value = 0;
     EXPECT_TRUE(this->device().read(0, &value));
 }
@@ -538,6 +585,9 @@ TYPED_TEST(RemoteTest, TakesNoLockInAnyOperationAndDestroysItAtTheEnd) {
     device.enableInterrupt();
     device.disableInterrupt();
     device.waitForInterrupt(&number);
+    device.cancelWaitForInterrupt(0, values[0]);
+    device.getNativeHandle();
+    device.open();
     EXPECT_EQ(this->m_log, EventLog{});
     this->m_device.reset();
     EXPECT_EQ(this->m_log, EventLog{"mutex destroyed"});
@@ -634,6 +684,28 @@ TYPED_TEST(RemoteTest, RendersRequestsAndResponsesAtLevelSeven) {
                         "Rynvel.Remote 7 sendToServer: Request: [ type: EnableInterrupt, byteOrder: Network, "
                         "logicalDeviceName: traf.top, address: 0, bitmask: 0, command: 0, length: 0, values: { } ]",
                         "Rynvel.Remote 7 sendToServer: Response: [ result: Error, length: 0, values: { } ]"}));
+}
+
+TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
+    auto& device = this->device();
+    Rynvel::RemoteDeviceConnection connection("127.0.0.1", this->m_peer.port());
+    connection.connect();
+    const Request request(RequestData::Type::Debug, "other");
+    this->reply(refusal({1, 0xFFFFFFFF}));
+    const Response response = device.sendToServer(request, connection);
+    EXPECT_EQ(response.getResult(), ResponseData::Result::Error);
+    EXPECT_EQ(response.getLength(), 2U);
+    EXPECT_EQ(response.getValue(1), 0xFFFFFFFFU);
+    const auto received = this->m_peer.requests(1);
+    EXPECT_EQ(received[0].connection, 2U);
+    EXPECT_EQ(received[0].bytes, requestOf(13, {}, "other"));
+    this->reply(RynvelTest::closing());
+    Response error;
+    error.setResult(ResponseData::Result::Error);
+    EXPECT_EQ(bytesOf(device.sendToServer(request, connection)), bytesOf(error));
+    EXPECT_GE(connection.getSocketDescriptor(), 0);
+    connection.close();
+    EXPECT_EQ(bytesOf(device.sendToServer(request, connection)), bytesOf(error));
 }
 
 TYPED_TEST(RemoteTest, TakesTheHostFromTheAddress) {
