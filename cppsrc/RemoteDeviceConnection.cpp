@@ -6,12 +6,17 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ostream>
 
 #include "RynvelTrace.h"
 
 namespace Rynvel {
 
 ZilTrace RemoteDeviceConnection::m_trace("Rynvel.RemoteDeviceConnection", channelLevel, channelHeaderOption);
+
+static std::ostream& operator<<(std::ostream& stream, const RynvelIpAddress& address) {
+    return stream << address.getIpAddress() << " at port " << address.getIpPort();
+}
 
 RynvelIpAddress::RynvelIpAddress(const std::string& host, std::uint16_t port) {
     if (const hostent* const entry = gethostbyname(host.c_str())) {
@@ -55,8 +60,7 @@ int RemoteDeviceConnection::connectToServer() {
     if (::connect(m_socketDescriptor, m_serverAddress, m_serverAddress.size()) == 0) {
         return 0;
     }
-    RYNVEL_MESSAGE(TraceLevel::unreachable, "Connection Failed to ", m_serverAddress.getIpAddress(), " at port ",
-                   m_serverAddress.getIpPort());
+    RYNVEL_MESSAGE(TraceLevel::unreachable, "Connection Failed to ", m_serverAddress);
     close();
     return -1;
 }
@@ -66,13 +70,11 @@ void RemoteDeviceConnection::connect() {
     unsigned int attempt = 1;
     for (; connectToServer() != 0; ++attempt) {
         if (attempt % 3 == 0) {
-            RYNVEL_MESSAGE(TraceLevel::failure, "Connection failed to ", m_serverAddress.getIpAddress(), " at port ",
-                           m_serverAddress.getIpPort(), " at attempt ", attempt);
+            RYNVEL_MESSAGE(TraceLevel::failure, "Connection failed to ", m_serverAddress, " at attempt ", attempt);
         }
         connectInterval3sec();
     }
-    RYNVEL_MESSAGE(TraceLevel::outcome, "Connection succeeded to ", m_serverAddress.getIpAddress(), " at port ",
-                   m_serverAddress.getIpPort(), " at attempt ", attempt);
+    RYNVEL_MESSAGE(TraceLevel::outcome, "Connection succeeded to ", m_serverAddress, " at attempt ", attempt);
 }
 
 void RemoteDeviceConnection::close() {
