@@ -47,7 +47,8 @@ public:
  *
  * Sending to a peer that is gone raises SIGPIPE in the process, which ends it unless the program ignores that signal.
  *
- * There is no lock: one exchange at a time. Failures are traced at level 1 on the channel "Rynvel.Connection".
+ * There is no lock: one exchange at a time. A failure leaves the socket open, and `errno` as the system call left it;
+ * it is traced at level 1 on the channel "Rynvel.Connection", transfers of messages at level 6.
  */
 class RYNVEL_EXPORT Connection : public IConnection {
 public:
@@ -64,7 +65,7 @@ public:
     /** Does nothing when there is no socket. */
     void close() override;
 
-    /** Receives up to `length` bytes. `true` when at least one came. */
+    /** Blocks until something comes, and receives up to `length` bytes of it. `true` when at least one came. */
     bool receive(void* buffer, std::uint32_t length) const;
 
     /** Sends up to `length` bytes. `true` when at least one went. */

@@ -62,7 +62,7 @@ protected:
 /** The number of values that a record has room for. */
 constexpr std::uint32_t recordCapacity = 128;
 
-/** The wire record of a request, 660 bytes. */
+/** The wire record of a request: 660 bytes, all integers big-endian. */
 struct RYNVEL_EXPORT RequestData {
     /** The operation; the values are those on the wire. */
     enum class Type : std::uint32_t {
@@ -82,10 +82,13 @@ struct RYNVEL_EXPORT RequestData {
         Debug = 13,
     };
 
+    /** A Type, or anything when it was received. */
     std::uint32_t type;
     /** NUL-padded and NUL-terminated when it was set by Request; anything when it was received. */
     std::array<char, 128> deviceName;
+    /** The register address, in the unit of the device at the server. */
     std::uint32_t address;
+    /** One register value in each word, whatever the width of the registers. */
     std::array<std::uint32_t, recordCapacity> values;
     /** The number of valid entries in `values`. */
     std::uint32_t length;
@@ -95,14 +98,17 @@ struct RYNVEL_EXPORT RequestData {
     std::uint32_t bitmaskOrCommand;
 };
 
-/** The wire record of a response, 520 bytes. */
+/** The wire record of a response: 520 bytes, all integers big-endian. */
 struct RYNVEL_EXPORT ResponseData {
+    /** The outcome; the values are those on the wire. Any other value is a failure too. */
     enum class Result : std::int32_t {
         Success = 0,
         Error = -1,
     };
 
+    /** A Result, or anything when it was received. */
     std::uint32_t result;
+    /** One register value in each word, whatever the width of the registers. */
     std::array<std::uint32_t, recordCapacity> values;
     /** The number of valid entries in `values`. */
     std::uint32_t length;
@@ -118,6 +124,7 @@ class RYNVEL_EXPORT Request : public Message<RequestData> {
 public:
     /** All bytes zero. */
     Request();
+    /** All bytes zero but for the type and the name. */
     Request(RequestData::Type type, const std::string& name);
 
     std::ostream& toStream(std::ostream& stream) const override;
@@ -137,6 +144,7 @@ public:
     /** Every value but Network is stored as Host. */
     void setByteOrder(ByteOrder byteOrder);
 
+    /** The word as it is: no enumerator where the peer sent another number. */
     RequestData::Type getType() const;
     /** Up to the field's first NUL, or the whole field where there is none. */
     std::string getDeviceName() const;
@@ -149,6 +157,7 @@ public:
     std::uint32_t getValue() const;
     std::uint32_t getBitmask() const;
     std::uint32_t getCommand() const;
+    /** Network for the word 0, Host for every other. */
     ByteOrder getByteOrder() const;
 };
 
@@ -166,6 +175,7 @@ public:
     /** @copydoc Request::setLength */
     void setLength(std::uint32_t length);
 
+    /** The word as it is: no enumerator where the peer sent another number. */
     ResponseData::Result getResult() const;
     /** Whether the result is Success; any other value is a failure. */
     bool isSuccessful() const;

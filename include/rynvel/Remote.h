@@ -30,8 +30,8 @@ namespace Rynvel {
  * that comes in pieces is taken for its first piece; the rest is taken for the next response, and so on from there.
  * Sending to a server that is gone raises SIGPIPE in the process, which ends it unless the program ignores that signal.
  *
- * No operation takes the mutex: the program must not run register operations on one device from two threads at once.
- * waitForInterrupt() may block in one thread while another uses the registers.
+ * No operation takes the mutex: the program must not run two operations on one device at once. waitForInterrupt() alone
+ * may block in one thread while another runs any operation but open().
  *
  * Entries are traced at level 6, requests and responses at level 7, on the channel "Rynvel.Remote".
  */
@@ -41,7 +41,7 @@ public:
     /**
      * Connects twice, each time with an attempt every 3 seconds and no end, then calls open(), whose result is ignored.
      *
-     * @param name the logical name of the device at the server.
+     * @param name the logical name of the device at the server, which is sent its first 127 characters.
      * @param address the server: host, "::", port; without "::" the port is 8888.
      * @param mutex owned from now on; not used.
      */
@@ -62,9 +62,11 @@ public:
 
     /**
      * Announces the device on both connections and asks for its interrupts on the second, which is closed when the
-     * server refuses them.
+     * server refuses them. The constructor has done it; called again, it takes an interrupt that comes meanwhile for an
+     * answer.
      *
-     * @return the descriptor of the first connection; -1 when the server refuses the device on either connection.
+     * @return the descriptor of the first connection; -1 when the server refuses the device on either connection, or
+     *         does not answer.
      */
     int open();
 
@@ -80,7 +82,8 @@ public:
     bool disableInterrupt() override;
 
     /**
-     * Blocks until the server reports an interrupt. `false` at once when it has refused to.
+     * Blocks until the server reports an interrupt. `false` at once when it has refused to, or the connection has
+     * ended.
      *
      * @param status receives the word that the server sends; left alone when the wait fails.
      */
@@ -94,7 +97,7 @@ public:
 
     /**
      * Stores as many values as the server sends, at most `items` and 128, and leaves the others alone. The result is
-     * the server's. Of more than 128 items none is asked for.
+     * the server's. Of more than 128 items none is asked for. The server applies the byte order.
      */
     bool read(unsigned int address, T* values, unsigned int items, ByteOrder byteOrder) override;
 

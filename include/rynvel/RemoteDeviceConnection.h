@@ -61,12 +61,18 @@ public:
     /** Sleeps for 3 seconds; a signal ends it early. */
     void connectInterval3sec() const;
 
-    /** Makes a socket and one attempt to connect it. @return 0 for success; -1 for failure, without a socket. */
+    /**
+     * Makes a socket and one attempt to connect it. A socket that is there already is forgotten, not closed: close() it
+     * first.
+     *
+     * @return 0 for success; -1 for failure, without a socket.
+     */
     int connectToServer();
 
     /**
      * Connects, with an attempt every 3 seconds and no end: it returns only when the server has accepted. Every failed
-     * attempt is traced at level 2, every third one also at level 1, the success at level 3.
+     * attempt is traced at level 2, every third one also at level 1, the success at level 3. As connectToServer() does,
+     * it forgets a socket that is there already.
      */
     void connect();
 
