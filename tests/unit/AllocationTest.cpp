@@ -158,6 +158,23 @@ TEST(Allocation, IsNotMadeByTheInterruptOperationsOfAUioDeviceWithTracingOff) {
     EXPECT_EQ(allocations, before);
 }
 
+TEST(Allocation, IsNotMadeByTheInterruptOperationsOfARemoteDeviceWithTracingOff) {
+    const TraceRecorder recorder(0);
+    RynvelTest::TestPeer peer;
+    Rynvel::Remote<std::uint32_t> device("registers", peer.address(), plainMutex());
+    peer.send(1, {0, 0, 0, 1});
+    unsigned long value = 0;
+    const unsigned long before = allocations;
+    EXPECT_TRUE(device.getInterruptType(&value));
+    EXPECT_TRUE(device.enableInterrupt());
+    EXPECT_TRUE(device.disableInterrupt());
+    EXPECT_TRUE(device.waitForInterrupt(&value));
+    EXPECT_TRUE(device.cancelWaitForInterrupt(0, 1));
+    EXPECT_EQ(device.open(), device.open());
+    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(value, 1U);
+}
+
 TEST(Allocation, IsNotMadeByAnFpgaRegisterAccessWithTracingOff) {
     const TraceRecorder recorder(0);
     Rynvel::FpgaSpi32 device("/dev/null", plainMutex(), 0);
