@@ -43,7 +43,9 @@ TEST_F(RynvelIpAddressTest, IsThatOfTheHostAsTheResolverKnowsIt) {
     EXPECT_EQ(RynvelIpAddress("server", 1).getIpAddress(), "10.0.0.7");
     EXPECT_EQ(RynvelIpAddress("192.168.1.20", 1).getIpAddress(), "192.168.1.20");
     EXPECT_EQ(RynvelIpAddress("high", 1).getIpAddress(), "255.254.128.1");
-    EXPECT_EQ(m_os.log(), (EventLog{"gethostbyname(server)", "gethostbyname(192.168.1.20)", "gethostbyname(high)"}));
+    EXPECT_EQ(RynvelIpAddress("", 1).getIpAddress(), "0.0.0.0");
+    EXPECT_EQ(m_os.log(), (EventLog{"gethostbyname(server)", "gethostbyname(192.168.1.20)", "gethostbyname(high)",
+                                    "gethostbyname()"}));
 }
 
 TEST_F(RynvelIpAddressTest, GivesThePortBackAsItWasPassed) {
@@ -97,7 +99,7 @@ TEST_F(RemoteDeviceConnectionTest, ResolvesTheServerButHasNoSocketWhenItIsConstr
     EXPECT_EQ(connection.getIpAddress().getIpPort(), 8888);
     EXPECT_EQ(&connection.getIpAddress(), &connection.getIpAddress());
     EXPECT_EQ(os.log(), EventLog{"gethostbyname(192.168.1.20)"});
-    EXPECT_EQ(recorder.lines(), EventLog{channel + "6 RemoteDeviceConnection ENTER"});
+    ASSERT_EQ(recorder.lines(), EventLog{channel + "6 RemoteDeviceConnection ENTER"});
     EXPECT_FALSE(recorder.traces()[0].hasText);
     EXPECT_EQ(recorder.traces()[0].option, 256);
     EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RemoteDeviceConnection");
@@ -161,6 +163,9 @@ TEST_F(RemoteDeviceConnectionTest, KeepsTheNegativeResultOfAFailedSocketCall) {
         EXPECT_EQ(m_connection.getSocketDescriptor(), result);
         EXPECT_EQ(m_os.log(), EventLog{"socket(2, 1, 0)"});
         EXPECT_EQ(recorder.lines(), EventLog{channel + "2 connectToServer: Socket creation error "});
+        m_connection.close();
+        EXPECT_EQ(m_connection.getSocketDescriptor(), result);
+        EXPECT_EQ(m_os.log(), EventLog{"socket(2, 1, 0)"});
     }
 }
 

@@ -179,6 +179,7 @@ TYPED_TEST(RemoteTest, OpensWithTheDescriptorOfTheConnectionOfRequests) {
     this->m_peer.script({success(), success(), refusal()});
     EXPECT_EQ(this->device().open(), descriptor);
     EXPECT_EQ(this->device().getNativeHandle(), -1);
+    EXPECT_EQ(this->device().open(), -1);
 }
 
 TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerRefusesThemButRegisters) {
@@ -472,6 +473,13 @@ TYPED_TEST(RemoteTest, ForwardsARequestToTheDriverWithItsArgument) {
     });
 }
 
+TYPED_TEST(RemoteTest, SendsARequestsArgumentAlsoWhenItIsZeroAndIgnoresTheServersValues) {
+    this->device();
+    this->reply(success({5}));
+    EXPECT_EQ(this->device().ioctl(0, 0), 0);
+    EXPECT_EQ(this->onlyRequest(), requestOf(8, {{lengthAt, 1}}));
+}
+
 TYPED_TEST(RemoteTest, AsksTheServerForTheInterruptType) {
     this->device();
     this->m_peer.script({success({0xFFFFFFFF}), refusal({5}), refusal()});
@@ -513,6 +521,14 @@ TYPED_TEST(RemoteTest, ReceivesTheWordOfAnInterruptWithoutARequest) {
     EXPECT_TRUE(this->device().waitForInterrupt(&status));
     EXPECT_EQ(status, 0xFFFFFFFFUL);
     EXPECT_EQ(this->m_peer.requests(0).size(), 0U);
+}
+
+TYPED_TEST(RemoteTest, TakesAnInterruptWhoseWordIsZero) {
+    this->device();
+    this->m_peer.send(interrupts, {0, 0, 0, 0});
+    unsigned long status = untouched;
+    EXPECT_TRUE(this->device().waitForInterrupt(&status));
+    EXPECT_EQ(status, 0U);
 }
 
 TYPED_TEST(RemoteTest, TakesTheFirstBytesOfAnInterruptForAllOfIt) {
@@ -833,6 +849,15 @@ TYPED_TEST(ScriptedRemoteTest, ReceivesNothingWhenASendFails) {
     EXPECT_FALSE(device.read(0, &value));
     EXPECT_EQ(value, 0);
     EXPECT_EQ(this->m_os.log().size(), 1U);
+}
+
+TYPED_TEST(ScriptedRemoteTest, WaitsForInterruptsOnADescriptorOfZeroByOneRead) {
+    this->m_os.script("socket", {RynvelTest::answering(5), RynvelTest::answering(0)});
+    Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
+    this->m_os.log().clear();
+    unsigned long status = untouched;
+    EXPECT_TRUE(device.waitForInterrupt(&status));
+    EXPECT_EQ(this->m_os.log(), EventLog{"read(0, 4)"});
 }
 
 TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
