@@ -721,7 +721,10 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
     EXPECT_EQ(bytesOf(device.sendToServer(request, connection)), bytesOf(error));
     EXPECT_GE(connection.getSocketDescriptor(), 0);
     connection.close();
+    const TraceRecorder recorder(1);
     EXPECT_EQ(bytesOf(device.sendToServer(request, connection)), bytesOf(error));
+    EXPECT_EQ(recorder.lines(),
+              EventLog{"Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor"});
 }
 
 TYPED_TEST(RemoteTest, TakesTheHostFromTheAddress) {
@@ -908,8 +911,11 @@ bool isBuiltAs(DeviceType type) {
     TestPeer peer;
     const auto device =
         Rynvel::Factory::getInstance().createDevice(row(type, peer), std::make_unique<RecordingMutex>(log));
+    if (dynamic_cast<Remote<T>*>(device.get()) == nullptr) {
+        return false;
+    }
     EXPECT_EQ(peer.requests(3)[0].bytes, requestOf(0));
-    return dynamic_cast<Remote<T>*>(device.get()) != nullptr;
+    return true;
 }
 
 TEST(Remote, IsWhatTheFactoryBuildsForTheRemoteTypesOutOfNameAndPath) {
