@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-namespace RynvelTest {
+#include "MessageBytes.h"
 
-using Bytes = std::vector<std::uint8_t>;
+namespace RynvelTest {
 
 /** A word and its place in a record. */
 using WordAt = std::pair<std::size_t, std::uint32_t>;

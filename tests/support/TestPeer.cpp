@@ -1,7 +1,5 @@
 #include "TestPeer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -75,15 +73,7 @@ TestPeer::TestPeer(Start start) : TestPeer(start, [](std::size_t, const Rynvel::
 
 TestPeer::TestPeer(Service service) : TestPeer(Start::AtOnce, std::move(service)) {}
 
-TestPeer::TestPeer(Start start, Service service)
-    : m_service(std::move(service)), m_listener(::socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    EXPECT_EQ(bind(m_listener, reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    m_port = ntohs(address.sin_port);
+TestPeer::TestPeer(Start start, Service service) : m_service(std::move(service)) {
     if (start == Start::AtOnce) {
         this->start();
     }
@@ -98,7 +88,7 @@ TestPeer::~TestPeer() {
         }
     }
     m_changed.notify_all();
-    shutdown(m_listener, SHUT_RDWR);
+    m_listener.stop();
     if (m_acceptor.joinable()) {
         m_acceptor.join();
     }
@@ -108,17 +98,15 @@ TestPeer::~TestPeer() {
     for (const int socket : m_sockets) {
         ::close(socket);
     }
-    ::close(m_listener);
 }
 
 void TestPeer::start() {
-    EXPECT_EQ(listen(m_listener, 4), 0);
+    m_listener.listen();
     m_acceptor = std::thread([this] { accept(); });
 }
 
 void TestPeer::accept() {
-    for (int socket = ::accept(m_listener, nullptr, nullptr); socket >= 0;
-         socket = ::accept(m_listener, nullptr, nullptr)) {
+    for (int socket = m_listener.accept(); socket >= 0; socket = m_listener.accept()) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         const std::size_t connection = m_sockets.size();
         m_sockets.push_back(socket);

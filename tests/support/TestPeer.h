@@ -14,6 +14,8 @@
 
 #include <rynvel.hpp>
 
+#include "LoopbackListener.h"
+
 namespace RynvelTest {
 
 /** What a peer does about one request. */
@@ -65,9 +67,9 @@ public:
 
     void start();
 
-    std::uint16_t port() const { return m_port; }
+    std::uint16_t port() const { return m_listener.port(); }
     /** The peer as a remote device names it. */
-    std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
+    std::string address() const { return "127.0.0.1::" + std::to_string(port()); }
 
     /** Appends to what is done about the next requests, whatever their connection. */
     void script(const std::vector<Reply>& replies);
@@ -93,8 +95,7 @@ private:
     int socketOf(std::size_t connection);
 
     const Service m_service;
-    int m_listener;
-    std::uint16_t m_port = 0;
+    LoopbackListener m_listener;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Reply> m_replies;

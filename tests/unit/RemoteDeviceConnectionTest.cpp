@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "LoopbackListener.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
@@ -21,6 +22,7 @@ using RynvelTest::answering;
 using RynvelTest::asUsual;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
+using RynvelTest::LoopbackListener;
 using RynvelTest::ScriptedOs;
 using RynvelTest::TraceRecorder;
 
@@ -326,34 +328,9 @@ TEST_F(RemoteDeviceConnectionTest, TracesItsTransfersOnTheChannelOfAConnection) 
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Connection 6 receive ENTER"});
 }
 
-/** A socket of the system's choice on the loopback interface that listens from listen() on. */
-class Listener {
-public:
-    Listener() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-        EXPECT_EQ(getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        m_port = ntohs(address.sin_port);
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-    ~Listener() { ::close(m_socket); }
-
-    std::uint16_t port() const { return m_port; }
-    void listen() const { EXPECT_EQ(::listen(m_socket, 4), 0); }
-    int accept() const { return ::accept(m_socket, nullptr, nullptr); }
-
-private:
-    const int m_socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    std::uint16_t m_port = 0;
-};
-
 TEST(RemoteDeviceConnection, ReachesARealServer) {
     const TraceRecorder silence(0);
-    const Listener listener;
+    const LoopbackListener listener;
     listener.listen();
     RemoteDeviceConnection connection("127.0.0.1", listener.port());
     connection.connect();
@@ -376,7 +353,7 @@ TEST(RemoteDeviceConnection, ReachesThisMachineAtTheAddressOfAnUnresolvedName) {
 }
 
 TEST(RemoteDeviceConnection, IsRefusedByARealMachineWithoutAServerAndThenReachesOne) {
-    const Listener listener;
+    const LoopbackListener listener;
     RemoteDeviceConnection connection("127.0.0.1", listener.port());
     const TraceRecorder recorder(2);
     EXPECT_EQ(connection.connectToServer(), -1);
