@@ -171,13 +171,17 @@ std::ostream& Response::toStream(std::ostream& stream) const {
     return writeValues(stream, m_data);
 }
 
-void Response::setResult(ResponseData::Result result) { m_data.result = htonl(static_cast<std::uint32_t>(result)); }
+void Response::setResult(ResponseData::Result result) {
+    m_data.result = static_cast<std::int32_t>(htonl(static_cast<std::uint32_t>(result)));
+}
 
 void Response::addValue(std::uint32_t value) { appendValue(m_data, value); }
 
 void Response::setLength(std::uint32_t length) { storeLength(m_data, length); }
 
-ResponseData::Result Response::getResult() const { return static_cast<ResponseData::Result>(ntohl(m_data.result)); }
+ResponseData::Result Response::getResult() const {
+    return static_cast<ResponseData::Result>(ntohl(static_cast<std::uint32_t>(m_data.result)));
+}
 
 bool Response::isSuccessful() const { return getResult() == ResponseData::Result::Success; }
 

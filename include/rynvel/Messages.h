@@ -107,7 +107,7 @@ struct RYNVEL_EXPORT ResponseData {
     };
 
     /** A Result, or anything when it was received. */
-    std::uint32_t result;
+    std::int32_t result;
     /** One register value in each word, whatever the width of the registers. */
     std::array<std::uint32_t, recordCapacity> values;
     /** The number of valid entries in `values`. */

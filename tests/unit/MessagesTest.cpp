@@ -601,6 +601,7 @@ TEST(IMessage, HoldsNothingButItsRecord) {
     EXPECT_EQ(sizeof(Request), sizeof(OneRecord));
     EXPECT_EQ(sizeof(RequestData), requestSize);
     EXPECT_EQ(sizeof(ResponseData), responseSize);
+    EXPECT_TRUE((std::is_same_v<decltype(ResponseData::result), std::int32_t>));
     EXPECT_TRUE((std::is_base_of_v<Message<RequestData>, Request>));
     EXPECT_TRUE((std::is_base_of_v<Message<ResponseData>, Response>));
     EXPECT_TRUE((std::is_base_of_v<Message<std::uint32_t>, InterruptMessage>));
