@@ -202,6 +202,26 @@ TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatIsThere) 
                         channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 1"}));
 }
 
+TEST_F(RemoteDeviceConnectionTest, TracesNothingBetweenTwoAttemptsButTheirFailure) {
+    const TraceRecorder recorder(7);
+    m_os.script("connect", {failing(ECONNREFUSED)});
+    m_connection.connect();
+    EXPECT_EQ(recorder.lines(),
+              (EventLog{channel + "6 connect ENTER", channel + "6 connectToServer ENTER",
+                        channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000",
+                        channel + "6 close ENTER", channel + "6 connectToServer ENTER",
+                        channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 2"}));
+}
+
+TEST_F(RemoteDeviceConnectionTest, ForgetsASocketThatItHasWhenItConnectsAgain) {
+    m_connection.connect();
+    m_os.log().clear();
+    m_os.script("socket", {answering(8)});
+    m_connection.connect();
+    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(8, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(m_connection.getSocketDescriptor(), 8);
+}
+
 TEST_F(RemoteDeviceConnectionTest, TriesAFreshSocketEveryThreeSecondsUntilTheServerIsThere) {
     m_os.script("socket", {answering(7), answering(8), answering(9)});
     m_os.script("connect", {failing(ECONNREFUSED), failing(ETIMEDOUT), asUsual});
@@ -246,8 +266,11 @@ TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
     m_os.script("connect", std::vector(10000, failing(ECONNREFUSED)));
     m_connection.connect();
     EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
-    EXPECT_EQ(recorder.lines().back(),
-              channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 10001");
+    EXPECT_EQ(std::count(m_os.log().begin(), m_os.log().end(), "sleep(3)"), 10000);
+    const EventLog lines = recorder.lines();
+    EXPECT_EQ(lines.size(), 10000U + 3333U + 1U);
+    EXPECT_EQ(lines.end()[-3], channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt 9999");
+    EXPECT_EQ(lines.back(), channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 10001");
 }
 
 TEST_F(RemoteDeviceConnectionTest, SaysNothingWhenAllLevelsAreOff) {
