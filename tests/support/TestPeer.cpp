@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@ namespace RynvelTest {
 namespace {
 
 constexpr std::size_t requestSize = 660;
+constexpr std::chrono::seconds patience(30);
 
 Rynvel::Response responseOf(Rynvel::ResponseData::Result result, const std::vector<std::uint32_t>& values) {
     Rynvel::Response response;
@@ -176,7 +178,8 @@ void TestPeer::letGo() {
 
 std::vector<TestPeer::ReceivedRequest> TestPeer::requests(std::size_t count) {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait(lock, [&] { return m_requests.size() >= count; });
+    EXPECT_TRUE(m_changed.wait_for(lock, patience, [&] { return m_requests.size() >= count; }))
+        << m_requests.size() << " requests came, not " << count;
     return m_requests;
 }
 

@@ -77,7 +77,7 @@ public:
     /** Lets the next held piece of an answer go. */
     void letGo();
 
-    /** Waits until there are so many. */
+    /** Waits until there are so many; a test that waits in vain fails. */
     std::vector<ReceivedRequest> requests(std::size_t count);
     void clearRequests();
 
