@@ -1,0 +1,31 @@
+/**
+ * @file
+ * What the programs beside the library know of each kind of backend.
+ */
+#ifndef RYNVEL_INVENTORY_DEVICEKIND_H
+#define RYNVEL_INVENTORY_DEVICEKIND_H
+
+#include <rynvel.hpp>
+
+namespace Inventory {
+
+/** What a backend reaches its registers through. */
+enum class Access { Seekable, Mapped, Spi, Remote };
+
+struct DeviceKind {
+    /** As in a device description file, for instance "Uio32". */
+    const char* name;
+    Access access;
+    /** Bits of a register: 8, 16 or 32. */
+    unsigned int width;
+    bool hasInterrupts;
+    /** Bytes from one register to the next, in addresses of the device: 1 where an address is a register index. */
+    unsigned int addressStep;
+};
+
+/** The kind of a device type; null for a value that names none. */
+const DeviceKind* findKind(Rynvel::DeviceType type);
+
+} // namespace Inventory
+
+#endif

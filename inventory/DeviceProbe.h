@@ -1,0 +1,35 @@
+/**
+ * @file
+ * Tells beforehand whether a device can be opened, so that a program never meets the assertions of the library that
+ * end a process when a device file is missing.
+ */
+#ifndef RYNVEL_INVENTORY_DEVICEPROBE_H
+#define RYNVEL_INVENTORY_DEVICEPROBE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <rynvel.hpp>
+
+namespace Inventory {
+
+struct Probe {
+    /** Why the device cannot be opened, for instance "/dev/idt: Permission denied"; empty when it can. */
+    std::string obstacle;
+    /** Mapped devices: the bytes of registers that the mapping holds. */
+    std::optional<std::uint32_t> mapSize;
+};
+
+/**
+ * Opens the device file as its backend does, maps it where the backend does, and lets go of it again. A remote device
+ * is not probed: its server is asked when the device is opened.
+ */
+Probe probe(const Rynvel::MemoryDevice& row);
+
+/** Whether the device file is there, with no attempt to open it. A remote device has none. */
+bool isPresent(const Rynvel::MemoryDevice& row);
+
+} // namespace Inventory
+
+#endif

@@ -1,0 +1,135 @@
+#include "RegisterDevice.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "DeviceKind.h"
+#include "FaultGuard.h"
+
+namespace Inventory {
+
+namespace {
+
+template <typename T>
+class WidthAdapter final : public RegisterDevice {
+public:
+    WidthAdapter(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex, std::optional<std::uint32_t> mapSize)
+        : m_device(std::move(device)), m_mutex(mutex), m_mapSize(mapSize) {}
+
+    unsigned int width() const override { return 8 * sizeof(T); }
+    Rynvel::IDevice& device() override { return *m_device; }
+
+    Outcome read(std::uint32_t address, std::uint32_t& value) override {
+        T data = 0;
+        const Outcome outcome = access(address, 1, [&] { return m_device->read(address, &data); });
+        if (outcome == Outcome::Done) {
+            value = data;
+        }
+        return outcome;
+    }
+
+    Outcome write(std::uint32_t address, std::uint32_t value) override {
+        if (!fits(value)) {
+            return Outcome::TooWide;
+        }
+        return access(address, 1, [&] { return m_device->write(address, static_cast<T>(value)); });
+    }
+
+    Outcome write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) override {
+        if (!fits(value) || !fits(bitmask)) {
+            return Outcome::TooWide;
+        }
+        return access(address, 1,
+                      [&] { return m_device->write(address, static_cast<T>(value), static_cast<T>(bitmask)); });
+    }
+
+    Outcome read(std::uint32_t address, std::uint32_t* values, std::uint32_t items, Rynvel::ByteOrder order) override {
+        if (!isInside(address, items)) {
+            return Outcome::OutOfRange;
+        }
+        std::vector<T> data(items);
+        const Outcome outcome =
+            access(address, items, [&] { return m_device->read(address, data.data(), items, order); });
+        if (outcome == Outcome::Done) {
+            std::copy(data.begin(), data.end(), values);
+        }
+        return outcome;
+    }
+
+    Outcome write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
+                  Rynvel::ByteOrder order) override {
+        if (!std::all_of(values, values + items, fits)) {
+            return Outcome::TooWide;
+        }
+        const std::vector<T> data(values, values + items);
+        return access(address, items, [&] { return m_device->write(address, data.data(), items, order); });
+    }
+
+private:
+    static bool fits(std::uint32_t value) { return value <= std::numeric_limits<T>::max(); }
+
+    bool isInside(std::uint32_t address, std::uint32_t items) const {
+        return !m_mapSize || std::uint64_t{address} + items <= *m_mapSize / sizeof(T);
+    }
+
+    template <typename Function>
+    Outcome access(std::uint32_t address, std::uint32_t items, const Function& operation) {
+        if (!isInside(address, items)) {
+            return Outcome::OutOfRange;
+        }
+        volatile bool success = false;
+        if (!FaultGuard::run([&] { success = operation(); })) {
+            if (m_mutex != nullptr) {
+                m_mutex->unlock();
+            }
+            return Outcome::Faulted;
+        }
+        return success ? Outcome::Done : Outcome::Failed;
+    }
+
+    const std::unique_ptr<Rynvel::Device<T>> m_device;
+    Rynvel::IMutex* const m_mutex;
+    const std::optional<std::uint32_t> m_mapSize;
+};
+
+template <typename T>
+std::unique_ptr<RegisterDevice> openAs(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
+    auto mutex = std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
+    Rynvel::IMutex* const lock = mutex.get();
+    auto device = Rynvel::Factory::getInstance().createDevice(row, std::move(mutex));
+    auto* const typed = dynamic_cast<Rynvel::Device<T>*>(device.release());
+    return wrap(std::unique_ptr<Rynvel::Device<T>>(typed), lock, mapSize);
+}
+
+} // namespace
+
+template <typename T>
+std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex,
+                                     std::optional<std::uint32_t> mapSize) {
+    return std::make_unique<WidthAdapter<T>>(std::move(device), mutex, mapSize);
+}
+
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device8>, Rynvel::IMutex*,
+                                              std::optional<std::uint32_t>);
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device16>, Rynvel::IMutex*,
+                                              std::optional<std::uint32_t>);
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>, Rynvel::IMutex*,
+                                              std::optional<std::uint32_t>);
+
+std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
+    const DeviceKind* const kind = findKind(row.m_type);
+    switch (kind == nullptr ? 0 : kind->width) {
+    case 8:
+        return openAs<std::uint8_t>(row, mapSize);
+    case 16:
+        return openAs<std::uint16_t>(row, mapSize);
+    case 32:
+        return openAs<std::uint32_t>(row, mapSize);
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace Inventory

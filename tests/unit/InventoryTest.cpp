@@ -1,0 +1,275 @@
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "DeviceKind.h"
+#include "DeviceList.h"
+#include "DeviceProbe.h"
+#include "FaultGuard.h"
+#include "PlainMutex.h"
+#include "RegisterDevice.h"
+
+namespace RynvelTest {
+namespace {
+
+using Inventory::Access;
+using Inventory::Outcome;
+using Rynvel::ByteOrder;
+using Rynvel::DeviceType;
+using Rynvel::MemoryDevice;
+
+constexpr std::uint32_t pageSize = 4096;
+
+/** A file in memory; what lies beyond its size faults when a mapping of it is touched. */
+class MemoryFile {
+public:
+    explicit MemoryFile(off_t size) : m_fd(memfd_create("registers", MFD_CLOEXEC)) {
+        EXPECT_EQ(ftruncate(m_fd, size), 0);
+    }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    ~MemoryFile() { close(m_fd); }
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(m_fd); }
+
+    std::vector<std::uint8_t> bytes(std::size_t count) const {
+        std::vector<std::uint8_t> result(count);
+        EXPECT_EQ(pread(m_fd, result.data(), count, 0), static_cast<ssize_t>(count));
+        return result;
+    }
+
+private:
+    const int m_fd;
+};
+
+/** A row whose backend maps `size` bytes of the file. */
+MemoryDevice mappedRow(const MemoryFile& file, std::uint32_t size, DeviceType type = DeviceType::Tyvon32) {
+    return {"mapped", file.path(), size, type};
+}
+
+TEST(Inventory, ListsTheDevicesInTheOrderOfTheirHandles) {
+    const auto& devices = Inventory::devices();
+    auto& factory = Rynvel::Factory::getInstance();
+    ASSERT_EQ(devices.size(), 30U);
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+        EXPECT_EQ(factory.findMemoryDeviceIndex(devices[i].m_name), static_cast<int>(i));
+        const MemoryDevice* const row = factory.findMemoryDevice(devices[i].m_name);
+        ASSERT_NE(row, nullptr);
+        EXPECT_EQ(row->m_devicePath, devices[i].m_devicePath);
+        EXPECT_EQ(row->m_type, devices[i].m_type);
+    }
+}
+
+TEST(Inventory, FindsADeviceByItsWholeNameOnly) {
+    ASSERT_NE(Inventory::findDevice("rtc0"), nullptr);
+    EXPECT_EQ(Inventory::findDevice("rtc0")->m_devicePath, "/dev/rtc0");
+    EXPECT_EQ(Inventory::findDevice("cri"), nullptr);
+    EXPECT_EQ(Inventory::findDevice(""), nullptr);
+}
+
+TEST(Inventory, KnowsEveryKindOfBackendAndNoOther) {
+    struct Expected {
+        DeviceType type;
+        const char* name;
+        Access access;
+        unsigned int width;
+        bool hasInterrupts;
+        unsigned int addressStep;
+    };
+    const std::vector<Expected> kinds = {
+        {DeviceType::Lseek8, "Lseek8", Access::Seekable, 8, false, 1},
+        {DeviceType::Lseek16, "Lseek16", Access::Seekable, 16, false, 2},
+        {DeviceType::Lseek32, "Lseek32", Access::Seekable, 32, false, 4},
+        {DeviceType::Uio16, "Uio16", Access::Mapped, 16, true, 1},
+        {DeviceType::Uio32, "Uio32", Access::Mapped, 32, true, 1},
+        {DeviceType::FpgaSpi32, "FpgaSpi32", Access::Spi, 32, false, 1},
+        {DeviceType::Tyvon16, "Tyvon16", Access::Mapped, 16, true, 1},
+        {DeviceType::Tyvon32, "Tyvon32", Access::Mapped, 32, true, 1},
+        {DeviceType::TyvonInterrupt16, "TyvonInterrupt16", Access::Seekable, 16, true, 2},
+        {DeviceType::TyvonInterrupt32, "TyvonInterrupt32", Access::Seekable, 32, true, 4},
+        {DeviceType::Remote8, "Remote8", Access::Remote, 8, true, 1},
+        {DeviceType::Remote16, "Remote16", Access::Remote, 16, true, 1},
+        {DeviceType::Remote32, "Remote32", Access::Remote, 32, true, 1},
+    };
+    for (const auto& expected : kinds) {
+        const auto* const kind = Inventory::findKind(expected.type);
+        ASSERT_NE(kind, nullptr) << expected.name;
+        EXPECT_STREQ(kind->name, expected.name);
+        EXPECT_EQ(kind->access, expected.access) << expected.name;
+        EXPECT_EQ(kind->width, expected.width) << expected.name;
+        EXPECT_EQ(kind->hasInterrupts, expected.hasInterrupts) << expected.name;
+        EXPECT_EQ(kind->addressStep, expected.addressStep) << expected.name;
+    }
+    EXPECT_EQ(Inventory::findKind(static_cast<DeviceType>(kinds.size())), nullptr);
+    EXPECT_EQ(Inventory::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
+}
+
+TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
+    const MemoryDevice missing{"missing", "/nowhere/registers", 0, DeviceType::Lseek8};
+    EXPECT_FALSE(Inventory::isPresent(missing));
+    EXPECT_EQ(Inventory::probe(missing).obstacle, "/nowhere/registers: No such file or directory");
+    const MemoryDevice folder{"folder", "/", 0, DeviceType::Lseek8};
+    EXPECT_TRUE(Inventory::isPresent(folder));
+    EXPECT_EQ(Inventory::probe(folder).obstacle, "/: Is a directory");
+}
+
+TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
+    const MemoryFile file(pageSize);
+    for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
+        const auto probe = Inventory::probe({"seekable", file.path(), 0, type});
+        EXPECT_EQ(probe.obstacle, "");
+        EXPECT_FALSE(probe.mapSize);
+    }
+}
+
+TEST(DeviceProbe, TellsTheSizeOfAMapping) {
+    const MemoryFile file(pageSize);
+    const auto probe = Inventory::probe(mappedRow(file, pageSize));
+    EXPECT_EQ(probe.obstacle, "");
+    EXPECT_EQ(probe.mapSize, pageSize);
+}
+
+TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
+    const MemoryFile file(pageSize);
+    EXPECT_EQ(Inventory::probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
+    const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
+    EXPECT_NE(Inventory::probe(full).obstacle, "");
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const std::string pipePath = "/proc/self/fd/" + std::to_string(ends[0]);
+    const MemoryDevice unmappable{"pipe", pipePath, pageSize, DeviceType::Tyvon32};
+    EXPECT_EQ(Inventory::probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
+    const MemoryFile file(pageSize);
+    const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
+    EXPECT_EQ(Inventory::probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
+}
+
+TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
+    EXPECT_EQ(Inventory::probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle, "");
+    EXPECT_EQ(Inventory::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle,
+              "/dev/odd: no backend for its type");
+}
+
+TEST(RegisterDevice, HasTheWidthOfItsRow) {
+    const MemoryFile file(pageSize);
+    EXPECT_EQ(Inventory::open({"a", file.path(), 0, DeviceType::Lseek8}, {})->width(), 8U);
+    EXPECT_EQ(Inventory::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize)->width(), 16U);
+    EXPECT_EQ(Inventory::open(mappedRow(file, pageSize), pageSize)->width(), 32U);
+    EXPECT_EQ(Inventory::open({"a", file.path(), 0, static_cast<DeviceType>(13)}, {}), nullptr);
+}
+
+TEST(RegisterDevice, ReachesTheRegistersOfEveryWidth) {
+    for (const auto type : {DeviceType::Lseek8, DeviceType::Tyvon16, DeviceType::Tyvon32}) {
+        const MemoryFile file(pageSize);
+        const auto device = Inventory::open(mappedRow(file, pageSize, type), pageSize);
+        std::uint32_t value = 0xFFFFFFFF;
+        EXPECT_EQ(device->write(3, 0x5A), Outcome::Done);
+        EXPECT_EQ(file.bytes(pageSize)[3 * device->width() / 8], 0x5A);
+        EXPECT_EQ(device->write(3, 0x0F, 0x11), Outcome::Done);
+        EXPECT_EQ(device->read(3, value), Outcome::Done);
+        EXPECT_EQ(value, 0x4BU);
+    }
+}
+
+TEST(RegisterDevice, MovesBurstsInBothOrders) {
+    const MemoryFile file(pageSize);
+    const auto device = Inventory::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
+    const std::array<std::uint32_t, 3> written{0x1122, 0x3344, 0x5566};
+    std::array<std::uint32_t, 3> read{};
+    EXPECT_EQ(device->write(10, written.data(), 3, ByteOrder::Network), Outcome::Done);
+    EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Network), Outcome::Done);
+    EXPECT_EQ(read, written);
+    EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Host), Outcome::Done);
+    EXPECT_EQ(read, (std::array<std::uint32_t, 3>{0x2211, 0x4433, 0x6655}));
+}
+
+TEST(RegisterDevice, RefusesWhatLiesOutsideTheMappingAndTouchesNothing) {
+    const MemoryFile file(pageSize);
+    const auto device = Inventory::open(mappedRow(file, pageSize), pageSize);
+    constexpr std::uint32_t end = pageSize / 4;
+    std::array<std::uint32_t, 2> values{7, 7};
+    EXPECT_EQ(device->read(end - 1, values[0]), Outcome::Done);
+    values = {7, 7};
+    for (const std::uint32_t address : {end, 0xFFFFFFFFU}) {
+        EXPECT_EQ(device->read(address, values[0]), Outcome::OutOfRange);
+        EXPECT_EQ(device->write(address, 1), Outcome::OutOfRange);
+        EXPECT_EQ(device->write(address, 1, 1), Outcome::OutOfRange);
+    }
+    EXPECT_EQ(device->read(end - 2, values.data(), 2, ByteOrder::Host), Outcome::Done);
+    values = {7, 7};
+    EXPECT_EQ(device->read(end - 1, values.data(), 2, ByteOrder::Host), Outcome::OutOfRange);
+    EXPECT_EQ(device->read(1, values.data(), 0xFFFFFFFF, ByteOrder::Host), Outcome::OutOfRange);
+    EXPECT_EQ(values, (std::array<std::uint32_t, 2>{7, 7}));
+    EXPECT_EQ(device->write(end - 1, values.data(), 2, ByteOrder::Host), Outcome::OutOfRange);
+    EXPECT_EQ(file.bytes(pageSize), std::vector<std::uint8_t>(pageSize));
+}
+
+TEST(RegisterDevice, RefusesValuesAndMasksWiderThanARegister) {
+    const MemoryFile file(pageSize);
+    const auto device = Inventory::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
+    const std::array<std::uint32_t, 2> values{0xFFFF, 0x10000};
+    EXPECT_EQ(device->write(0, 0x10000), Outcome::TooWide);
+    EXPECT_EQ(device->write(0, 0x10000, 1), Outcome::TooWide);
+    EXPECT_EQ(device->write(0, 1, 0x10000), Outcome::TooWide);
+    EXPECT_EQ(device->write(0, values.data(), 2, ByteOrder::Host), Outcome::TooWide);
+    EXPECT_EQ(file.bytes(pageSize), std::vector<std::uint8_t>(pageSize));
+    EXPECT_EQ(device->write(0, 0xFFFF), Outcome::Done);
+}
+
+TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
+    const MemoryFile file(2);
+    const auto device = Inventory::open({"short", file.path(), 0, DeviceType::Lseek8}, {});
+    std::uint32_t value = 7;
+    std::array<std::uint32_t, 3> values{7, 7, 7};
+    EXPECT_EQ(device->read(2, value), Outcome::Failed);
+    EXPECT_EQ(value, 7U);
+    EXPECT_EQ(device->read(0, values.data(), 3, ByteOrder::Host), Outcome::Failed);
+    EXPECT_EQ(values, (std::array<std::uint32_t, 3>{7, 7, 7}));
+}
+
+TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
+    Inventory::FaultGuard::install();
+    const MemoryFile file(pageSize);
+    const auto device = Inventory::open(mappedRow(file, 2 * pageSize), 2 * pageSize);
+    constexpr std::uint32_t beyond = pageSize / 4;
+    std::uint32_t value = 7;
+    std::array<std::uint32_t, 2> values{7, 7};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(device->read(beyond, value), Outcome::Faulted);
+        EXPECT_EQ(device->write(beyond, 1), Outcome::Faulted);
+        EXPECT_EQ(device->write(beyond, 1, 1), Outcome::Faulted);
+        EXPECT_EQ(device->read(beyond - 1, values.data(), 2, ByteOrder::Host), Outcome::Faulted);
+        EXPECT_EQ(device->write(beyond, values.data(), 1, ByteOrder::Host), Outcome::Faulted);
+    }
+    EXPECT_EQ(value, 7U);
+    EXPECT_EQ(values, (std::array<std::uint32_t, 2>{7, 7}));
+    EXPECT_EQ(device->write(beyond - 1, 0x12345678), Outcome::Done);
+    EXPECT_EQ(device->read(beyond - 1, value), Outcome::Done);
+    EXPECT_EQ(value, 0x12345678U);
+}
+
+TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
+    const MemoryFile file(0);
+    EXPECT_EXIT(
+        {
+            Inventory::FaultGuard::install();
+            Inventory::FaultGuard::run([] {});
+            raise(SIGBUS);
+            raise(SIGBUS);
+        },
+        testing::KilledBySignal(SIGBUS), "");
+}
+
+} // namespace
+} // namespace RynvelTest
