@@ -19,6 +19,8 @@ struct DeviceKind {
     /** Bits of a register: 8, 16 or 32. */
     unsigned int width;
     bool hasInterrupts;
+    /** Whether waiting for an interrupt enables it first. */
+    bool waitingEnables;
     /** Bytes from one register to the next, in addresses of the device: 1 where an address is a register index. */
     unsigned int addressStep;
 };

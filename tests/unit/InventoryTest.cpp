@@ -80,22 +80,23 @@ TEST(Inventory, KnowsEveryKindOfBackendAndNoOther) {
         Access access;
         unsigned int width;
         bool hasInterrupts;
+        bool waitingEnables;
         unsigned int addressStep;
     };
     const std::vector<Expected> kinds = {
-        {DeviceType::Lseek8, "Lseek8", Access::Seekable, 8, false, 1},
-        {DeviceType::Lseek16, "Lseek16", Access::Seekable, 16, false, 2},
-        {DeviceType::Lseek32, "Lseek32", Access::Seekable, 32, false, 4},
-        {DeviceType::Uio16, "Uio16", Access::Mapped, 16, true, 1},
-        {DeviceType::Uio32, "Uio32", Access::Mapped, 32, true, 1},
-        {DeviceType::FpgaSpi32, "FpgaSpi32", Access::Spi, 32, false, 1},
-        {DeviceType::Tyvon16, "Tyvon16", Access::Mapped, 16, true, 1},
-        {DeviceType::Tyvon32, "Tyvon32", Access::Mapped, 32, true, 1},
-        {DeviceType::TyvonInterrupt16, "TyvonInterrupt16", Access::Seekable, 16, true, 2},
-        {DeviceType::TyvonInterrupt32, "TyvonInterrupt32", Access::Seekable, 32, true, 4},
-        {DeviceType::Remote8, "Remote8", Access::Remote, 8, true, 1},
-        {DeviceType::Remote16, "Remote16", Access::Remote, 16, true, 1},
-        {DeviceType::Remote32, "Remote32", Access::Remote, 32, true, 1},
+        {DeviceType::Lseek8, "Lseek8", Access::Seekable, 8, false, false, 1},
+        {DeviceType::Lseek16, "Lseek16", Access::Seekable, 16, false, false, 2},
+        {DeviceType::Lseek32, "Lseek32", Access::Seekable, 32, false, false, 4},
+        {DeviceType::Uio16, "Uio16", Access::Mapped, 16, true, true, 1},
+        {DeviceType::Uio32, "Uio32", Access::Mapped, 32, true, true, 1},
+        {DeviceType::FpgaSpi32, "FpgaSpi32", Access::Spi, 32, false, false, 1},
+        {DeviceType::Tyvon16, "Tyvon16", Access::Mapped, 16, true, false, 1},
+        {DeviceType::Tyvon32, "Tyvon32", Access::Mapped, 32, true, false, 1},
+        {DeviceType::TyvonInterrupt16, "TyvonInterrupt16", Access::Seekable, 16, true, false, 2},
+        {DeviceType::TyvonInterrupt32, "TyvonInterrupt32", Access::Seekable, 32, true, false, 4},
+        {DeviceType::Remote8, "Remote8", Access::Remote, 8, true, false, 1},
+        {DeviceType::Remote16, "Remote16", Access::Remote, 16, true, false, 1},
+        {DeviceType::Remote32, "Remote32", Access::Remote, 32, true, false, 1},
     };
     for (const auto& expected : kinds) {
         const auto* const kind = Inventory::findKind(expected.type);
@@ -104,6 +105,7 @@ TEST(Inventory, KnowsEveryKindOfBackendAndNoOther) {
         EXPECT_EQ(kind->access, expected.access) << expected.name;
         EXPECT_EQ(kind->width, expected.width) << expected.name;
         EXPECT_EQ(kind->hasInterrupts, expected.hasInterrupts) << expected.name;
+        EXPECT_EQ(kind->waitingEnables, expected.waitingEnables) << expected.name;
         EXPECT_EQ(kind->addressStep, expected.addressStep) << expected.name;
     }
     EXPECT_EQ(Inventory::findKind(static_cast<DeviceType>(kinds.size())), nullptr);

@@ -1,0 +1,66 @@
+#include "ClientSocket.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cstddef>
+
+namespace Rynveld {
+
+namespace {
+
+void setOption(int descriptor, int level, int option) {
+    constexpr int on = 1;
+    ::setsockopt(descriptor, level, option, &on, sizeof(on));
+}
+
+} // namespace
+
+// A dead client is found out by the system's probes, an answer is not held back for another.
+ClientSocket::ClientSocket(int descriptor) : m_descriptor(descriptor) {
+    setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY);
+}
+
+ClientSocket::~ClientSocket() { ::close(m_descriptor); }
+
+bool ClientSocket::receive(Rynvel::IMessage& message) const {
+    auto* const bytes = static_cast<char*>(message.toBuffer());
+    std::size_t count = 0;
+    while (count < message.getSize()) {
+        const ssize_t received = ::recv(m_descriptor, bytes + count, message.getSize() - count, 0);
+        if (received <= 0) {
+            return false;
+        }
+        count += static_cast<std::size_t>(received);
+    }
+    return true;
+}
+
+bool ClientSocket::send(const Rynvel::IMessage& message) const {
+    const auto* const bytes = static_cast<const char*>(message.toBuffer());
+    std::size_t count = 0;
+    while (count < message.getSize()) {
+        const ssize_t sent = ::send(m_descriptor, bytes + count, message.getSize() - count, MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        count += static_cast<std::size_t>(sent);
+    }
+    return true;
+}
+
+void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) const {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+    timeval value{};
+    value.tv_sec = static_cast<time_t>(seconds.count());
+    value.tv_usec = static_cast<suseconds_t>(std::chrono::microseconds(timeout - seconds).count());
+    ::setsockopt(m_descriptor, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
+}
+
+void ClientSocket::shutDown() const { ::shutdown(m_descriptor, SHUT_RDWR); }
+
+} // namespace Rynveld

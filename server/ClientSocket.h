@@ -1,0 +1,44 @@
+/**
+ * @file
+ * The connected socket of a client.
+ */
+#ifndef RYNVELD_CLIENTSOCKET_H
+#define RYNVELD_CLIENTSOCKET_H
+
+#include <chrono>
+
+#include <rynvel.hpp>
+
+namespace Rynveld {
+
+/**
+ * Moves whole records. Threads: one at a time, but shutDown() may be called by any.
+ */
+class ClientSocket {
+public:
+    /** @param descriptor a connected, blocking socket, owned from now on. */
+    explicit ClientSocket(int descriptor);
+    ClientSocket(const ClientSocket&) = delete;
+    ClientSocket& operator=(const ClientSocket&) = delete;
+    ~ClientSocket();
+
+    int descriptor() const { return m_descriptor; }
+
+    /** Blocks until the record is whole, however many pieces it comes in. False when the client is gone, or idle. */
+    bool receive(Rynvel::IMessage& message) const;
+    /** Blocks until the record has been taken. It goes out in one piece as long as the client reads its answers. */
+    bool send(const Rynvel::IMessage& message) const;
+
+    /** How long a piece of a record may take to come; 0 for as long as it takes. */
+    void setIdleTimeout(std::chrono::milliseconds timeout) const;
+
+    /** Ends the connection, and what blocks on it. */
+    void shutDown() const;
+
+private:
+    const int m_descriptor;
+};
+
+} // namespace Rynveld
+
+#endif

@@ -1,0 +1,171 @@
+#include "InterruptWaiter.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+
+#include "ServerTrace.h"
+
+namespace Rynveld {
+
+namespace {
+
+constexpr int wakeUpSignal = SIGUSR1;
+
+/** The word as it goes out. */
+Rynvel::InterruptMessage messageOf(unsigned long word) {
+    Rynvel::InterruptMessage message;
+    auto* const bytes = static_cast<unsigned char*>(message.toBuffer());
+    for (unsigned int i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<unsigned char>(word >> (24U - 8U * i));
+    }
+    return message;
+}
+
+} // namespace
+
+InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables)
+    : m_device(device), m_waitingEnables(waitingEnables) {}
+
+InterruptWaiter::~InterruptWaiter() {
+    const std::lock_guard<std::mutex> control(m_control);
+    stop();
+}
+
+// The handler is there so that the signal interrupts a system call instead of ending the process.
+void InterruptWaiter::install() {
+    struct sigaction action {};
+    action.sa_handler = [](int /*signal*/) {};
+    sigaction(wakeUpSignal, &action, nullptr);
+}
+
+void InterruptWaiter::arm(int socket) {
+    const std::lock_guard<std::mutex> control(m_control);
+    bool ended = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_sockets.push_back(socket);
+        ended = m_ended;
+    }
+    if (ended) {
+        stop();
+    }
+    if (!m_thread.joinable()) {
+        start();
+    }
+}
+
+void InterruptWaiter::disarm(int socket) {
+    const std::lock_guard<std::mutex> control(m_control);
+    bool last = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_sockets.erase(std::remove(m_sockets.begin(), m_sockets.end(), socket), m_sockets.end());
+        last = m_sockets.empty();
+    }
+    if (last) {
+        stop();
+    }
+}
+
+void InterruptWaiter::enabled() { wish(Wish::Enabled); }
+
+void InterruptWaiter::disabled() { wish(Wish::Disabled); }
+
+void InterruptWaiter::wish(Wish wish) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_wish = wish;
+    m_changed.notify_all();
+}
+
+void InterruptWaiter::start() {
+    m_stopping = false;
+    m_ended = false;
+    m_wish = Wish::None;
+    m_thread = std::thread([this] { run(); });
+}
+
+// A signal that comes just before the thread blocks is lost: it is sent until the thread has ended.
+void InterruptWaiter::stop() {
+    if (!m_thread.joinable()) {
+        return;
+    }
+    m_stopping = true;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.notify_all();
+        do {
+            pthread_kill(m_thread.native_handle(), wakeUpSignal);
+        } while (!m_changed.wait_for(lock, std::chrono::milliseconds(1), [this] { return m_ended; }));
+    }
+    m_thread.join();
+}
+
+void InterruptWaiter::run() {
+    unsigned long word = 0;
+    while (!m_stopping && waitForReadiness() && m_device.waitForInterrupt(&word)) {
+        send(word);
+        pause();
+    }
+    if (!m_stopping) {
+        hangUp();
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_ended = true;
+    m_changed.notify_all();
+}
+
+// Waiting here and not in the device keeps a stop from being traced as a failure of the device.
+bool InterruptWaiter::waitForReadiness() {
+    if (m_waitingEnables && !m_device.enableInterrupt()) {
+        return false;
+    }
+    pollfd device{m_device.getNativeHandle(), POLLIN, 0};
+    while (::poll(&device, 1, -1) < 0) {
+        if (errno != EINTR || m_stopping) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void InterruptWaiter::pause() {
+    if (!m_waitingEnables) {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait_for(lock, holdOff, [this] { return m_wish != Wish::None || m_stopping; });
+    m_changed.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
+}
+
+void InterruptWaiter::send(unsigned long word) {
+    const auto message = messageOf(word);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_wish == Wish::Enabled) {
+        m_wish = Wish::None;
+    }
+    for (const int socket : m_sockets) {
+        const ssize_t sent = ::send(socket, message.toBuffer(), message.getSize(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            RYNVELD_TRACE(failure, "Connection ", socket, " does not read its interrupts: one is lost.");
+        } else if (sent > 0 && static_cast<unsigned int>(sent) < message.getSize()) {
+            ::shutdown(socket, SHUT_RDWR);
+        }
+    }
+}
+
+// Its clients learn from the end of their connections that nothing will come any more.
+void InterruptWaiter::hangUp() {
+    RYNVELD_TRACE(failure, "No interrupts can be received from \"", m_device.getDevName(), "\".");
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const int socket : m_sockets) {
+        ::shutdown(socket, SHUT_RDWR);
+    }
+}
+
+} // namespace Rynveld

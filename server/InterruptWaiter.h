@@ -1,0 +1,80 @@
+/**
+ * @file
+ * Hands the interrupts of one device on to the connections that are armed for them.
+ */
+#ifndef RYNVELD_INTERRUPTWAITER_H
+#define RYNVELD_INTERRUPTWAITER_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <rynvel.hpp>
+
+namespace Rynveld {
+
+/**
+ * One thread waits for the device's interrupts while at least one connection is armed, and sends each of them the word.
+ *
+ * Where waiting enables the interrupt, the next wait begins when a client enables the interrupt or after a hold-off, so
+ * that a source that stays active until a client clears it is not reported over and over meanwhile. Once a client has
+ * disabled the interrupt, there is no next wait until a client enables it.
+ *
+ * Threads: arm(), disarm(), enabled() and disabled() may be called by any number of threads at once.
+ */
+class InterruptWaiter {
+public:
+    static constexpr std::chrono::milliseconds holdOff{10};
+
+    /** @param waitingEnables whether waitForInterrupt() of the device enables its interrupt. */
+    InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables);
+    InterruptWaiter(const InterruptWaiter&) = delete;
+    InterruptWaiter& operator=(const InterruptWaiter&) = delete;
+    ~InterruptWaiter();
+
+    /** Prepares the process: a waiting thread is told to end by a signal. */
+    static void install();
+
+    /** Sends interrupts to a connected socket from now on. */
+    void arm(int socket);
+    /** Nothing is sent to the socket any more when it returns. */
+    void disarm(int socket);
+    /** A client has enabled the interrupt. */
+    void enabled();
+    /** A client has disabled the interrupt. */
+    void disabled();
+
+private:
+    /** What the clients have last asked for since the last interrupt. */
+    enum class Wish { None, Enabled, Disabled };
+
+    void wish(Wish wish);
+    void start();
+    void stop();
+    void run();
+    bool waitForReadiness();
+    void pause();
+    void send(unsigned long word);
+    void hangUp();
+
+    Rynvel::IDevice& m_device;
+    const bool m_waitingEnables;
+
+    /** Serialises the starting and stopping of the thread. */
+    std::mutex m_control;
+    std::thread m_thread;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<int> m_sockets;
+    Wish m_wish = Wish::None;
+    bool m_ended = false;
+    std::atomic<bool> m_stopping{false};
+};
+
+} // namespace Rynveld
+
+#endif

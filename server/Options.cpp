@@ -1,0 +1,181 @@
+#include "Options.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <stdexcept>
+
+#include <CLI/CLI.hpp>
+
+#include "DeviceKind.h"
+#include "DeviceList.h"
+#include "Duration.h"
+
+namespace Rynveld {
+
+namespace {
+
+constexpr std::uint16_t defaultPort = 8888;
+
+/** The texts of the command line as they were given. */
+struct Texts {
+    std::string listen = "127.0.0.1:8888";
+    std::vector<std::string> allow;
+    std::vector<std::string> devices;
+    std::vector<std::string> ioctls;
+    std::string idleTimeout = "0";
+    std::vector<std::string> interruptPeriods;
+};
+
+[[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
+
+/** A whole number in decimal, or in hexadecimal with 0x; nothing else. */
+std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std::string& problem) {
+    const bool hexadecimal = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const std::string digits = hexadecimal ? text.substr(2) : text;
+    if (digits.empty() || digits.size() > 10 ||
+        digits.find_first_not_of(hexadecimal ? "0123456789abcdefABCDEF" : "0123456789") != std::string::npos) {
+        fail(problem);
+    }
+    const unsigned long long number = std::stoull(digits, nullptr, hexadecimal ? 16 : 10);
+    if (number > highest) {
+        fail(problem);
+    }
+    return static_cast<std::uint32_t>(number);
+}
+
+asio::ip::tcp::endpoint endpointOf(const std::string& text) {
+    const std::string problem = "--listen: '" + text + "' is not ADDRESS or ADDRESS:PORT, with an IPv4 address";
+    const auto colon = text.find(':');
+    asio::error_code error;
+    const auto address = asio::ip::make_address_v4(text.substr(0, colon), error);
+    if (error) {
+        fail(problem);
+    }
+    const auto port = colon == std::string::npos ? defaultPort : numberIn(text.substr(colon + 1), UINT16_MAX, problem);
+    return {address, static_cast<std::uint16_t>(port)};
+}
+
+asio::ip::network_v4 networkOf(const std::string& text) {
+    asio::error_code error;
+    const bool hasLength = text.find('/') != std::string::npos;
+    const auto network = asio::ip::make_network_v4(hasLength ? text : text + "/32", error);
+    if (error) {
+        fail("--allow: '" + text + "' is not an IPv4 network such as 10.0.0.0/8");
+    }
+    return network.canonical();
+}
+
+const Rynvel::MemoryDevice& deviceOf(const std::string& option, const std::string& name) {
+    const auto* const row = Inventory::findDevice(name);
+    if (row == nullptr) {
+        fail(option + ": there is no device '" + name + "'");
+    }
+    return *row;
+}
+
+std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
+    const auto duration = Inventory::parseDuration(text);
+    if (!duration) {
+        fail(option + ": '" + text + "' is not a time such as 500ms, 2s or 1m");
+    }
+    return *duration;
+}
+
+void addInterruptPeriod(Options& options, const std::string& text) {
+    const std::string option = "--interrupt-every";
+    const auto sign = text.find('=');
+    if (sign == std::string::npos) {
+        fail(option + ": '" + text + "' is not NAME=TIME");
+    }
+    const std::string name = text.substr(0, sign);
+    const auto* const kind = Inventory::findKind(deviceOf(option, name).m_type);
+    if (kind == nullptr || !kind->hasInterrupts) {
+        fail(option + ": the device '" + name + "' has no interrupts");
+    }
+    const auto period = durationOf(option, text.substr(sign + 1));
+    if (period.count() == 0) {
+        fail(option + ": the time must not be 0");
+    }
+    options.interruptPeriods[name] = period;
+}
+
+void interpret(const Texts& texts, Options& options) {
+    options.listen = endpointOf(texts.listen);
+    for (const auto& network : texts.allow) {
+        options.allowed.push_back(networkOf(network));
+    }
+    for (const auto& name : texts.devices) {
+        options.policy.devices.insert(deviceOf("--device", name).m_name);
+    }
+    for (const auto& command : texts.ioctls) {
+        options.policy.ioctls.insert(
+            numberIn(command, UINT32_MAX, "--allow-ioctl: '" + command + "' is not a number such as 0xEE00"));
+    }
+    options.idleTimeout = durationOf("--idle-timeout", texts.idleTimeout);
+    for (const auto& period : texts.interruptPeriods) {
+        addInterruptPeriod(options, period);
+    }
+    if (!options.interruptPeriods.empty() && !options.policy.simulate) {
+        fail("--interrupt-every needs --simulate");
+    }
+}
+
+void describe(CLI::App& app, Texts& texts, Options& options) {
+    app.set_version_flag("--version", "rynveld " RYNVEL_VERSION);
+    app.add_option("--listen", texts.listen, "Where clients connect; port 0 is one of the system's choice")
+        ->type_name("ADDRESS[:PORT]")
+        ->capture_default_str();
+    app.add_option("--allow", texts.allow, "Serve only clients from this network; may be repeated")
+        ->type_name("NETWORK")
+        ->allow_extra_args(false);
+    app.add_option("--device", texts.devices, "Serve only this device; may be repeated")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    app.add_flag("--read-only", options.policy.readOnly, "Refuse all that changes a device or enables its interrupts");
+    app.add_option("--allow-ioctl", texts.ioctls, "Pass this ioctl command on to devices; may be repeated")
+        ->type_name("NUMBER")
+        ->allow_extra_args(false);
+    app.add_option("--max-connections", options.maxConnections, "Turn further connections away")
+        ->type_name("COUNT")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{10000}).description(""))
+        ->capture_default_str();
+    app.add_option("--idle-timeout", texts.idleTimeout,
+                   "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "
+                   "stays")
+        ->type_name("TIME")
+        ->capture_default_str();
+    app.add_flag("--simulate", options.policy.simulate, "Serve all devices from memory, without any hardware");
+    app.add_option("--interrupt-every", texts.interruptPeriods,
+                   "With --simulate: raise the interrupt of a device again and again; may be repeated")
+        ->type_name("NAME=TIME")
+        ->allow_extra_args(false);
+}
+
+std::string oneLine(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+} // namespace
+
+Options parseOptions(int argc, const char* const* argv) {
+    Options options;
+    Texts texts;
+    CLI::App app("Serves the devices of this machine to remote devices of librynvel.", "rynveld");
+    app.footer("Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
+               "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.");
+    describe(app, texts, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        throw Answered{app.help()};
+    } catch (const CLI::CallForVersion& version) {
+        throw Answered{std::string(version.what()) + "\n"};
+    } catch (const CLI::ParseError& error) {
+        fail(oneLine(error.what()));
+    }
+    interpret(texts, options);
+    return options;
+}
+
+} // namespace Rynveld

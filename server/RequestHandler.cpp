@@ -1,0 +1,243 @@
+#include "RequestHandler.h"
+
+#include <array>
+#include <exception>
+#include <optional>
+
+#include "ServerTrace.h"
+
+namespace Rynveld {
+
+using Inventory::Outcome;
+using Rynvel::Request;
+using Rynvel::Response;
+using Rynvel::ResponseData;
+using Type = Rynvel::RequestData::Type;
+
+namespace {
+
+constexpr const char* failed = "the device reported failure";
+
+const char* refusalOf(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::Done:
+        return nullptr;
+    case Outcome::Failed:
+        return failed;
+    case Outcome::OutOfRange:
+        return "the address is outside of the device";
+    case Outcome::TooWide:
+        return "a value is wider than a register";
+    case Outcome::Faulted:
+        return "the hardware answered with a bus error";
+    }
+    return failed;
+}
+
+const char* refusalUnless(bool success) { return success ? nullptr : failed; }
+
+/** What came from outside is shown in a trace with nothing in it that could be taken for something else. */
+std::string printable(std::string text) {
+    for (char& character : text) {
+        if (character < ' ' || character > '~') {
+            character = '?';
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy) : m_devices(devices), m_policy(policy) {}
+
+Response RequestHandler::handle(const Request& request) {
+    Response response;
+    const Refusal refusal = serve(request, response);
+    if (refusal != nullptr) {
+        RYNVELD_TRACE(life, "Request of type ", static_cast<std::uint32_t>(request.getType()), " for \"",
+                      printable(request.getDeviceName()), "\" refused: ", refusal, ".");
+        response = Response();
+        response.setResult(ResponseData::Result::Error);
+    }
+    return response;
+}
+
+RequestHandler::Refusal RequestHandler::serve(const Request& request, Response& response) {
+    const std::string name = request.getDeviceName();
+    if (name.size() == sizeof(Rynvel::RequestData::deviceName)) {
+        return "the device name has no terminator";
+    }
+    if (request.getType() > Type::Debug) {
+        return "there is no such type";
+    }
+    if (request.getLength() > Rynvel::recordCapacity) {
+        return "the length is above 128";
+    }
+    if (request.getType() == Type::Open) {
+        return open(request);
+    }
+    if (!m_device || name != m_name) {
+        return "the connection has not opened the device";
+    }
+    return serveOpened(request, response);
+}
+
+RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Response& response) {
+    if (m_policy.readOnly && changesTheDevice(request.getType())) {
+        return "the server is read-only";
+    }
+    switch (request.getType()) {
+    case Type::Open:
+        break;
+    case Type::Close:
+        return close();
+    case Type::Read8:
+        return read(request, 8, response);
+    case Type::Read16:
+        return read(request, 16, response);
+    case Type::Read32:
+        return read(request, 32, response);
+    case Type::Write8:
+        return write(request, 8);
+    case Type::Write16:
+        return write(request, 16);
+    case Type::Write32:
+        return write(request, 32);
+    case Type::Ioctl:
+        return ioctl(request, response);
+    case Type::GetInterruptType:
+        return getInterruptType(response);
+    case Type::EnableInterrupt:
+        return enableInterrupt();
+    case Type::DisableInterrupt:
+        return disableInterrupt();
+    case Type::WaitForInterrupt:
+        return waitForInterrupt();
+    case Type::Debug:
+        return raiseInterrupt(request);
+    }
+    return "there is no such type";
+}
+
+bool RequestHandler::changesTheDevice(Type type) const {
+    switch (type) {
+    case Type::Close:
+    case Type::Read8:
+    case Type::Read16:
+    case Type::Read32:
+    case Type::GetInterruptType:
+        return false;
+    default:
+        return true;
+    }
+}
+
+// What the system refuses while a device is being opened must not end the connections of the others.
+RequestHandler::Refusal RequestHandler::open(const Request& request) {
+    const std::string name = request.getDeviceName();
+    std::string obstacle;
+    std::shared_ptr<ServedDevice> device;
+    try {
+        device = m_devices.open(name, obstacle);
+    } catch (const std::exception& exception) {
+        obstacle = exception.what();
+    }
+    if (!device) {
+        RYNVELD_TRACE(outcome, "Device \"", printable(name), "\" cannot be opened: ", obstacle, ".");
+        return "the device cannot be opened";
+    }
+    m_name = name;
+    m_device = device;
+    return nullptr;
+}
+
+RequestHandler::Refusal RequestHandler::close() {
+    m_device.reset();
+    return nullptr;
+}
+
+RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned int width, Response& response) {
+    auto& registers = m_device->registers();
+    const std::uint32_t items = request.getLength();
+    if (registers.width() != width) {
+        return "the device has another width";
+    }
+    if (items == 0) {
+        return "nothing is to be read";
+    }
+    std::array<std::uint32_t, Rynvel::recordCapacity> values{};
+    const Outcome outcome = items == 1
+                                ? registers.read(request.getAddress(), values[0])
+                                : registers.read(request.getAddress(), values.data(), items, request.getByteOrder());
+    for (std::uint32_t i = 0; i < items; ++i) {
+        response.addValue(values[i]);
+    }
+    return refusalOf(outcome);
+}
+
+RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned int width) {
+    auto& registers = m_device->registers();
+    const std::uint32_t items = request.getLength();
+    const std::uint32_t bitmask = request.getBitmask();
+    if (registers.width() != width) {
+        return "the device has another width";
+    }
+    if (bitmask != 0 && items != 1) {
+        return "a masked write has one value";
+    }
+    if (bitmask != 0) {
+        return refusalOf(registers.write(request.getAddress(), request.getValue(), bitmask));
+    }
+    if (items == 1) {
+        return refusalOf(registers.write(request.getAddress(), request.getValue()));
+    }
+    std::array<std::uint32_t, Rynvel::recordCapacity> values{};
+    for (std::uint32_t i = 0; i < items; ++i) {
+        values[i] = request.getValue(i);
+    }
+    return refusalOf(registers.write(request.getAddress(), values.data(), items, request.getByteOrder()));
+}
+
+RequestHandler::Refusal RequestHandler::ioctl(const Request& request, Response& response) {
+    const std::uint32_t command = request.getCommand();
+    if (m_policy.ioctls.count(command) == 0) {
+        return "the ioctl command is not allowed";
+    }
+    const int result = m_device->device().ioctl(static_cast<int>(command), request.getValue());
+    response.addValue(static_cast<std::uint32_t>(result));
+    return refusalUnless(result != -1);
+}
+
+RequestHandler::Refusal RequestHandler::getInterruptType(Response& response) {
+    unsigned long type = 0;
+    const bool success = m_device->device().getInterruptType(&type);
+    response.addValue(static_cast<std::uint32_t>(type));
+    return refusalUnless(success);
+}
+
+RequestHandler::Refusal RequestHandler::enableInterrupt() {
+    const bool success = m_device->device().enableInterrupt();
+    m_device->waiter().enabled();
+    return refusalUnless(success);
+}
+
+RequestHandler::Refusal RequestHandler::disableInterrupt() {
+    m_device->waiter().disabled();
+    return refusalUnless(m_device->device().disableInterrupt());
+}
+
+// The connection is armed when the answer has been sent: nothing may come before it.
+RequestHandler::Refusal RequestHandler::waitForInterrupt() {
+    return m_device->hasInterrupts() ? nullptr : "the device has no interrupts";
+}
+
+RequestHandler::Refusal RequestHandler::raiseInterrupt(const Request& request) {
+    if (m_device->simulatedInterrupt() == nullptr) {
+        return "only a simulated interrupt can be raised";
+    }
+    m_device->simulatedInterrupt()->raise(request.getLength() == 0 ? std::optional<std::uint32_t>()
+                                                                   : std::optional<std::uint32_t>(request.getValue()));
+    return nullptr;
+}
+
+} // namespace Rynveld

@@ -1,0 +1,57 @@
+/**
+ * @file
+ * What the server answers to the requests of one connection.
+ */
+#ifndef RYNVELD_REQUESTHANDLER_H
+#define RYNVELD_REQUESTHANDLER_H
+
+#include <memory>
+#include <string>
+
+#include <rynvel.hpp>
+
+#include "Policy.h"
+#include "ServedDevices.h"
+
+namespace Rynveld {
+
+/**
+ * Serves the requests of one connection, whatever they hold: what cannot be done is answered with Error and traced.
+ * docs/protocol.md has the rules. Threads: one at a time.
+ */
+class RequestHandler {
+public:
+    RequestHandler(ServedDevices& devices, const Policy& policy);
+
+    Rynvel::Response handle(const Rynvel::Request& request);
+
+    /** The device that this connection has open; null when there is none. */
+    const std::shared_ptr<ServedDevice>& device() const { return m_device; }
+
+private:
+    /** Null when the request has been done, else why it is refused. */
+    using Refusal = const char*;
+
+    Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
+    Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
+    Refusal open(const Rynvel::Request& request);
+    Refusal close();
+    Refusal read(const Rynvel::Request& request, unsigned int width, Rynvel::Response& response);
+    Refusal write(const Rynvel::Request& request, unsigned int width);
+    Refusal ioctl(const Rynvel::Request& request, Rynvel::Response& response);
+    Refusal getInterruptType(Rynvel::Response& response);
+    Refusal enableInterrupt();
+    Refusal disableInterrupt();
+    Refusal waitForInterrupt();
+    Refusal raiseInterrupt(const Rynvel::Request& request);
+    bool changesTheDevice(Rynvel::RequestData::Type type) const;
+
+    ServedDevices& m_devices;
+    const Policy& m_policy;
+    std::string m_name;
+    std::shared_ptr<ServedDevice> m_device;
+};
+
+} // namespace Rynveld
+
+#endif

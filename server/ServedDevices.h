@@ -1,0 +1,65 @@
+/**
+ * @file
+ * The devices that clients have open.
+ */
+#ifndef RYNVELD_SERVEDDEVICES_H
+#define RYNVELD_SERVEDDEVICES_H
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "InterruptWaiter.h"
+#include "Policy.h"
+#include "RegisterDevice.h"
+#include "SimulatedDevice.h"
+
+namespace Rynveld {
+
+/** A device that is open for at least one client. Threads: any number may use it at once. */
+class ServedDevice {
+public:
+    /** @param simulated the device's interrupt when it is simulated, else null. */
+    ServedDevice(std::unique_ptr<Inventory::RegisterDevice> device, const Inventory::DeviceKind& kind,
+                 SimulatedInterrupt* simulated);
+
+    Inventory::RegisterDevice& registers() { return *m_registers; }
+    Rynvel::IDevice& device() { return m_registers->device(); }
+    bool hasInterrupts() const { return m_kind.hasInterrupts; }
+    InterruptWaiter& waiter() { return m_waiter; }
+    SimulatedInterrupt* simulatedInterrupt() { return m_simulated; }
+
+private:
+    const std::unique_ptr<Inventory::RegisterDevice> m_registers;
+    const Inventory::DeviceKind& m_kind;
+    SimulatedInterrupt* const m_simulated;
+    InterruptWaiter m_waiter;
+};
+
+/** Opens devices by name. A device is one object for all of its clients. Threads: any number may open at once. */
+class ServedDevices {
+public:
+    explicit ServedDevices(const Policy& policy);
+
+    /**
+     * A device of this machine is closed when its last client lets go of it; a simulated one keeps its registers.
+     *
+     * @return null when it is not served or cannot be opened; then `obstacle` says why.
+     */
+    std::shared_ptr<ServedDevice> open(const std::string& name, std::string& obstacle);
+
+private:
+    std::shared_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& obstacle);
+    std::shared_ptr<ServedDevice> makeSimulated(const Rynvel::MemoryDevice& row, const Inventory::DeviceKind& kind);
+
+    const Policy& m_policy;
+    std::mutex m_mutex;
+    std::map<std::string, std::weak_ptr<ServedDevice>> m_open;
+    std::vector<std::shared_ptr<ServedDevice>> m_simulated;
+};
+
+} // namespace Rynveld
+
+#endif

@@ -1,0 +1,201 @@
+#include "Server.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include <asio/post.hpp>
+
+#include "FaultGuard.h"
+#include "ServerTrace.h"
+#include "ServiceManager.h"
+
+namespace Rynveld {
+
+using asio::ip::tcp;
+
+namespace {
+
+std::string textOf(const tcp::endpoint& endpoint) {
+    return endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
+}
+
+/** Hundreds of threads fit into the address space of a small machine. */
+void useSmallStacks() {
+    constexpr std::size_t stackSize = std::size_t{256} * 1024;
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, stackSize);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
+}
+
+/** The threads that are made while it lives receive no signals that are meant for the process. */
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGTERM);
+        sigaddset(&signals, SIGINT);
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+private:
+    sigset_t m_before{};
+};
+
+} // namespace
+
+Server::Server(const Options& options)
+    : m_options(options),
+      m_devices(options.policy),
+      m_acceptor(m_io),
+      m_acceptAgain(m_io),
+      m_signals(m_io, SIGTERM, SIGINT) {
+    std::signal(SIGPIPE, SIG_IGN);
+    Inventory::FaultGuard::install();
+    InterruptWaiter::install();
+    useSmallStacks();
+    listen();
+}
+
+Server::~Server() {
+    stop();
+    for (auto& client : m_clients) {
+        client.thread.join();
+    }
+}
+
+void Server::listen() {
+    try {
+        if (const auto passed = activationSocket()) {
+            m_acceptor.assign(tcp::v4(), *passed);
+            return;
+        }
+        m_acceptor.open(tcp::v4());
+        m_acceptor.set_option(tcp::acceptor::reuse_address(true));
+        m_acceptor.bind(m_options.listen);
+        m_acceptor.listen();
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), "cannot listen on " + textOf(m_options.listen));
+    }
+}
+
+std::string Server::address() const { return textOf(m_acceptor.local_endpoint()); }
+
+void Server::run() {
+    m_signals.async_wait([this](const std::error_code& error, int /*signal*/) {
+        if (!error) {
+            stop();
+        }
+    });
+    startTickers();
+    accept();
+    notifyServiceManager("READY=1");
+    m_io.run();
+}
+
+void Server::accept() {
+    m_acceptor.async_accept([this](const std::error_code& error, tcp::socket socket) {
+        if (error == asio::error::operation_aborted) {
+            return;
+        }
+        if (error) {
+            RYNVELD_TRACE(failure, "No client can be accepted: ", error.message(), ".");
+            m_acceptAgain.expires_after(std::chrono::milliseconds(100));
+            m_acceptAgain.async_wait([this](const std::error_code& ended) {
+                if (!ended) {
+                    accept();
+                }
+            });
+            return;
+        }
+        std::error_code gone;
+        const tcp::endpoint peer = socket.remote_endpoint(gone);
+        if (!gone) {
+            admit(std::move(socket), peer);
+        }
+        accept();
+    });
+}
+
+void Server::admit(tcp::socket socket, const tcp::endpoint& peer) {
+    if (!isAllowed(peer.address())) {
+        RYNVELD_TRACE(life, "Client ", textOf(peer), " turned away: its network is not allowed.");
+    } else if (m_clients.size() >= m_options.maxConnections) {
+        RYNVELD_TRACE(life, "Client ", textOf(peer), " turned away: there are ", m_clients.size(), " connections.");
+    } else {
+        RYNVELD_TRACE(detail, "Client ", textOf(peer), " connected.");
+        // Away from the event loop, which would be woken by every record.
+        serve(socket.release());
+    }
+}
+
+bool Server::isAllowed(const asio::ip::address& address) const {
+    const auto& allowed = m_options.allowed;
+    return allowed.empty() || std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
+               const auto host = address.to_v4();
+               return asio::ip::network_v4(host, network.prefix_length()).canonical() == network;
+           });
+}
+
+void Server::serve(int descriptor) {
+    const SignalsBlocked signalsBlocked;
+    const auto client = m_clients.emplace(m_clients.end());
+    client->session = std::make_unique<Session>(descriptor, m_devices, m_options.policy, m_options.idleTimeout);
+    try {
+        client->thread = std::thread([this, client] {
+            client->session->run();
+            asio::post(m_io, [this, client] { remove(client); });
+        });
+    } catch (const std::system_error& error) {
+        RYNVELD_TRACE(failure, "A client is turned away: ", error.what(), ".");
+        m_clients.erase(client);
+    }
+}
+
+void Server::remove(Clients::iterator client) {
+    client->thread.join();
+    m_clients.erase(client);
+}
+
+void Server::startTickers() {
+    for (const auto& [name, period] : m_options.interruptPeriods) {
+        std::string obstacle;
+        m_tickers.push_back({m_devices.open(name, obstacle), period, asio::steady_timer(m_io)});
+        tick(m_tickers.back());
+    }
+}
+
+void Server::tick(Ticker& ticker) {
+    ticker.timer.expires_after(ticker.period);
+    ticker.timer.async_wait([this, &ticker](const std::error_code& error) {
+        if (!error) {
+            ticker.device->simulatedInterrupt()->raise(std::nullopt);
+            tick(ticker);
+        }
+    });
+}
+
+// The loop ends when the last client has been removed.
+void Server::stop() {
+    notifyServiceManager("STOPPING=1");
+    std::error_code ignored;
+    m_acceptor.close(ignored);
+    m_acceptAgain.cancel();
+    m_signals.cancel(ignored);
+    m_tickers.clear();
+    for (const auto& client : m_clients) {
+        client.session->stop();
+    }
+}
+
+} // namespace Rynveld

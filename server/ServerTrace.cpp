@@ -1,0 +1,7 @@
+#include "ServerTrace.h"
+
+namespace Rynveld {
+
+ZilTrace serverTrace("Rynveld", Rynvel::channelLevel, Rynvel::channelHeaderOption);
+
+} // namespace Rynveld

@@ -1,0 +1,24 @@
+/**
+ * @file
+ * The server's trace channel, "Rynveld": failures of the server and its devices at level 1, refused requests at level
+ * 4, connections at level 5.
+ */
+#ifndef RYNVELD_SERVERTRACE_H
+#define RYNVELD_SERVERTRACE_H
+
+#include "RynvelTrace.h"
+
+namespace Rynveld {
+
+extern ZilTrace serverTrace;
+
+} // namespace Rynveld
+
+/** A message made of pieces that a stream can write. */
+#define RYNVELD_TRACE(level, ...)                                                                                      \
+    do {                                                                                                               \
+        ZilTrace& m_trace = ::Rynveld::serverTrace;                                                                    \
+        RYNVEL_MESSAGE(::Rynvel::TraceLevel::level, __VA_ARGS__);                                                      \
+    } while (false)
+
+#endif

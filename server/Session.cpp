@@ -1,0 +1,45 @@
+#include "Session.h"
+
+namespace Rynveld {
+
+Session::Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout)
+    : m_socket(descriptor), m_idleTimeout(idleTimeout), m_handler(devices, policy) {
+    m_socket.setIdleTimeout(m_idleTimeout);
+}
+
+Session::~Session() { disarm(); }
+
+void Session::run() {
+    Rynvel::Request request;
+    while (m_socket.receive(request) && answer(request)) {
+    }
+    disarm();
+}
+
+bool Session::answer(const Rynvel::Request& request) {
+    disarm();
+    const Rynvel::Response response = m_handler.handle(request);
+    if (!m_socket.send(response)) {
+        return false;
+    }
+    if (response.isSuccessful() && request.getType() == Rynvel::RequestData::Type::WaitForInterrupt) {
+        arm();
+    }
+    return true;
+}
+
+void Session::arm() {
+    m_armed = m_handler.device();
+    m_socket.setIdleTimeout(std::chrono::milliseconds(0));
+    m_armed->waiter().arm(m_socket.descriptor());
+}
+
+void Session::disarm() {
+    if (m_armed) {
+        m_armed->waiter().disarm(m_socket.descriptor());
+        m_socket.setIdleTimeout(m_idleTimeout);
+        m_armed.reset();
+    }
+}
+
+} // namespace Rynveld

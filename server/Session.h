@@ -1,0 +1,48 @@
+/**
+ * @file
+ * One client's connection.
+ */
+#ifndef RYNVELD_SESSION_H
+#define RYNVELD_SESSION_H
+
+#include <chrono>
+#include <memory>
+
+#include "ClientSocket.h"
+#include "RequestHandler.h"
+
+namespace Rynveld {
+
+/**
+ * Answers the requests of one connection until it ends. A request on a connection that is armed for interrupts ends
+ * the arming.
+ */
+class Session {
+public:
+    /** @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never. */
+    Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    /** Returns when the connection has ended. */
+    void run();
+
+    /** Makes run() return soon. May be called by any thread. */
+    void stop() const { m_socket.shutDown(); }
+
+private:
+    bool answer(const Rynvel::Request& request);
+    void arm();
+    void disarm();
+
+    const ClientSocket m_socket;
+    const std::chrono::milliseconds m_idleTimeout;
+    RequestHandler m_handler;
+    /** Null when the connection is not armed. */
+    std::shared_ptr<ServedDevice> m_armed;
+};
+
+} // namespace Rynveld
+
+#endif

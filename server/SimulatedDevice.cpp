@@ -1,0 +1,179 @@
+#include "SimulatedDevice.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace Rynveld {
+
+SimulatedInterrupt::SimulatedInterrupt() {
+    if (::pipe2(m_ends.data(), O_CLOEXEC) != 0 || ::fcntl(m_ends[1], F_SETFL, O_NONBLOCK) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+}
+
+SimulatedInterrupt::~SimulatedInterrupt() {
+    for (const int end : m_ends) {
+        ::close(end);
+    }
+}
+
+void SimulatedInterrupt::raise(std::optional<std::uint32_t> word) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_count;
+    const std::uint32_t reported = word.value_or(m_count);
+    if (m_enabled) {
+        deliver(reported);
+    } else {
+        m_pending = reported;
+    }
+}
+
+void SimulatedInterrupt::enable() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_enabled = true;
+    if (m_pending) {
+        deliver(*m_pending);
+        m_pending.reset();
+    }
+}
+
+void SimulatedInterrupt::disable() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_enabled = false;
+}
+
+bool SimulatedInterrupt::receive(unsigned long* word) {
+    std::uint32_t received = 0;
+    if (::read(m_ends[0], &received, sizeof(received)) != sizeof(received)) {
+        return false;
+    }
+    *word = received;
+    return true;
+}
+
+// When thousands wait to be received, one more is lost.
+void SimulatedInterrupt::deliver(std::uint32_t word) {
+    [[maybe_unused]] const ssize_t written = ::write(m_ends[1], &word, sizeof(word));
+}
+
+namespace {
+
+template <typename T>
+class SimulatedDevice final : public Rynvel::Device<T> {
+public:
+    SimulatedDevice(const std::string& name, const Inventory::DeviceKind& kind)
+        : Rynvel::Device<T>(name), m_addressStep(kind.addressStep), m_registers(simulatedSize / sizeof(T)) {
+        if (kind.hasInterrupts) {
+            m_interrupt = std::make_unique<SimulatedInterrupt>();
+        }
+    }
+
+    SimulatedInterrupt* interrupt() const { return m_interrupt.get(); }
+
+    bool read(unsigned int address, T* data) override {
+        return access(address, 1, [&](T* place) { *data = *place; });
+    }
+
+    bool read(unsigned int address, T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
+        return access(address, items, [&](T* place) {
+            std::transform(place, place + items, data, [&](T value) { return ordered(value, byteOrder); });
+        });
+    }
+
+    bool write(unsigned int address, T data) override {
+        return access(address, 1, [&](T* place) { *place = data; });
+    }
+
+    bool write(unsigned int address, T data, T bitmask) override {
+        return access(address, 1, [&](T* place) { *place = static_cast<T>((*place & ~bitmask) | (data & bitmask)); });
+    }
+
+    bool write(unsigned int address, const T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
+        return access(address, items, [&](T* place) {
+            std::transform(data, data + items, place, [&](T value) { return ordered(value, byteOrder); });
+        });
+    }
+
+    /** 4, as a UIO device. */
+    bool getInterruptType(unsigned long* type) override {
+        if (m_interrupt) {
+            *type = 4;
+        }
+        return m_interrupt != nullptr;
+    }
+
+    bool enableInterrupt() override {
+        if (m_interrupt) {
+            m_interrupt->enable();
+        }
+        return m_interrupt != nullptr;
+    }
+
+    bool disableInterrupt() override {
+        if (m_interrupt) {
+            m_interrupt->disable();
+        }
+        return m_interrupt != nullptr;
+    }
+
+    bool waitForInterrupt(unsigned long* info) override { return enableInterrupt() && m_interrupt->receive(info); }
+
+    /** Does nothing, successfully, whatever the request. */
+    int ioctl(int /*request*/, unsigned long /*arg*/) override { return 0; }
+
+    int getNativeHandle() const override { return m_interrupt ? m_interrupt->descriptor() : -1; }
+
+private:
+    static T ordered(T value, Rynvel::ByteOrder byteOrder) {
+        T result = value;
+        if (byteOrder == Rynvel::ByteOrder::Network) {
+            auto* const first = reinterpret_cast<unsigned char*>(&result);
+            std::reverse(first, first + sizeof(T));
+        }
+        return result;
+    }
+
+    template <typename Function>
+    bool access(unsigned int address, unsigned int items, const Function& function) {
+        const std::size_t index = address / m_addressStep;
+        if (address % m_addressStep != 0 || index > m_registers.size() || items > m_registers.size() - index) {
+            return false;
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        function(m_registers.data() + index);
+        return true;
+    }
+
+    const unsigned int m_addressStep;
+    std::mutex m_mutex;
+    std::vector<T> m_registers;
+    std::unique_ptr<SimulatedInterrupt> m_interrupt;
+};
+
+template <typename T>
+Simulation simulateAs(const std::string& name, const Inventory::DeviceKind& kind) {
+    auto device = std::make_unique<SimulatedDevice<T>>(name, kind);
+    SimulatedInterrupt* const interrupt = device->interrupt();
+    return {Inventory::wrap(std::unique_ptr<Rynvel::Device<T>>(std::move(device)), nullptr, std::nullopt), interrupt};
+}
+
+} // namespace
+
+Simulation simulate(const std::string& name, const Inventory::DeviceKind& kind) {
+    switch (kind.width) {
+    case 8:
+        return simulateAs<std::uint8_t>(name, kind);
+    case 16:
+        return simulateAs<std::uint16_t>(name, kind);
+    default:
+        return simulateAs<std::uint32_t>(name, kind);
+    }
+}
+
+} // namespace Rynveld
