@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -108,7 +109,7 @@ void InterruptWaiter::stop() {
 
 void InterruptWaiter::run() {
     unsigned long word = 0;
-    while (!m_stopping && waitForReadiness() && m_device.waitForInterrupt(&word)) {
+    while (!m_stopping && waitForReadiness() && receive(word)) {
         send(word);
         pause();
     }
@@ -132,6 +133,17 @@ bool InterruptWaiter::waitForReadiness() {
         }
     }
     return true;
+}
+
+// A device whose waiting enables the interrupt would enable it a second time, before a client could clear its source.
+bool InterruptWaiter::receive(unsigned long& word) {
+    if (!m_waitingEnables) {
+        return m_device.waitForInterrupt(&word);
+    }
+    std::uint32_t count = 0;
+    const bool received = ::read(m_device.getNativeHandle(), &count, sizeof(count)) == sizeof(count);
+    word = count;
+    return received;
 }
 
 void InterruptWaiter::pause() {

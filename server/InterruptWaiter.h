@@ -56,6 +56,7 @@ private:
     void stop();
     void run();
     bool waitForReadiness();
+    bool receive(unsigned long& word);
     void pause();
     void send(unsigned long word);
     void hangUp();
