@@ -117,6 +117,18 @@ asserts_in_a_release_build() {
     [ $? = 134 ] && grep -qE "cppsrc/RynvelLseek:[0-9]+: .*Assertion \`m_fd != -1' failed" "$work/err"
 }
 
+runs_the_server() { [ "$(run_consumer "$stage/sbin/rynveld" --version)" = "rynveld $(package_flags --modversion rynvel)" ]; }
+
+# The units as installed, but for the place of the program.
+units_are_valid() {
+    mkdir -p "$work/units" &&
+        sed "s#^ExecStart=[^ ]*/rynveld #ExecStart=$stage/sbin/rynveld #" "$stage/lib/systemd/system/rynveld.service" \
+            >"$work/units/rynveld.service" &&
+        grep -q "^ExecStart=$stage" "$work/units/rynveld.service" &&
+        cp "$stage/lib/systemd/system/rynveld.socket" "$work/units" &&
+        [ -z "$(systemd-analyze verify "$work"/units/* 2>&1 | tee /dev/stderr)" ]
+}
+
 check 'the release build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
 check 'the library exports its interface and nothing else' exports_only_its_interface
@@ -130,4 +142,6 @@ check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
 check 'a handle outside the table ends the process in every build' asserts_handles_in_a_release_build
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
+check 'the register server runs' runs_the_server
+check 'the units of the register server are valid' units_are_valid
 summary
