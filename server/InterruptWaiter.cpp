@@ -85,9 +85,12 @@ void InterruptWaiter::wish(Wish wish) {
 }
 
 void InterruptWaiter::start() {
-    m_stopping = false;
-    m_ended = false;
-    m_wish = Wish::None;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = false;
+        m_ended = false;
+        m_wish = Wish::None;
+    }
     m_thread = std::thread([this] { run(); });
 }
 

@@ -109,13 +109,7 @@ void Server::accept() {
             return;
         }
         if (error) {
-            RYNVELD_TRACE(failure, "No client can be accepted: ", error.message(), ".");
-            m_acceptAgain.expires_after(std::chrono::milliseconds(100));
-            m_acceptAgain.async_wait([this](const std::error_code& ended) {
-                if (!ended) {
-                    accept();
-                }
-            });
+            acceptLater(error);
             return;
         }
         std::error_code gone;
@@ -124,6 +118,17 @@ void Server::accept() {
             admit(std::move(socket), peer);
         }
         accept();
+    });
+}
+
+// Until descriptors or memory are there again.
+void Server::acceptLater(const std::error_code& reason) {
+    RYNVELD_TRACE(failure, "No client can be accepted: ", reason.message(), ".");
+    m_acceptAgain.expires_after(std::chrono::milliseconds(100));
+    m_acceptAgain.async_wait([this](const std::error_code& error) {
+        if (!error) {
+            accept();
+        }
     });
 }
 
@@ -153,12 +158,21 @@ void Server::serve(int descriptor) {
     client->session = std::make_unique<Session>(descriptor, m_devices, m_options.policy, m_options.idleTimeout);
     try {
         client->thread = std::thread([this, client] {
-            client->session->run();
+            run(*client->session);
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
         RYNVELD_TRACE(failure, "A client is turned away: ", error.what(), ".");
         m_clients.erase(client);
+    }
+}
+
+// What the system refuses to one client must not end the connections of the others.
+void Server::run(Session& session) {
+    try {
+        session.run();
+    } catch (const std::exception& exception) {
+        RYNVELD_TRACE(failure, "A client's connection is ended: ", exception.what(), ".");
     }
 }
 

@@ -8,6 +8,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -60,9 +61,11 @@ private:
 
     void listen();
     void accept();
+    void acceptLater(const std::error_code& reason);
     void admit(asio::ip::tcp::socket socket, const asio::ip::tcp::endpoint& peer);
     bool isAllowed(const asio::ip::address& address) const;
     void serve(int descriptor);
+    static void run(Session& session);
     void remove(Clients::iterator client);
     void startTickers();
     void tick(Ticker& ticker);
