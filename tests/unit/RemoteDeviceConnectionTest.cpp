@@ -368,7 +368,7 @@ TEST(RemoteDeviceConnection, ReachesARealServer) {
 
 TEST(RemoteDeviceConnection, ReachesThisMachineAtTheAddressOfAnUnresolvedName) {
     const TraceRecorder silence(0);
-    const Listener listener;
+    const LoopbackListener listener;
     listener.listen();
     RemoteDeviceConnection connection("0.0.0.0", listener.port());
     EXPECT_EQ(connection.connectToServer(), 0);
