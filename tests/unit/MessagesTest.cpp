@@ -305,7 +305,7 @@ TYPED_TEST(ValuesTest, StayInsideTheRecordForAMillionRandomRecords) {
         ASSERT_EQ(message.getValue(valid - 1), valid > 0 ? bigEndian(bytes + this->values + 4 * (valid - 1)) : 0);
         ASSERT_EQ(message.getValue(valid), 0U);
         ASSERT_EQ(message.getValue(bigEndian(bytes) | 128U), 0U);
-        expectOwnFields(message, bytes);
+        ASSERT_NO_FATAL_FAILURE(expectOwnFields(message, bytes));
         stream.str("");
         message.toStream(stream);
         ASSERT_TRUE(stream.good());
