@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -171,17 +172,25 @@ TEST(RegisterDevice, HasTheWidthOfItsRow) {
     EXPECT_EQ(Inventory::open({"a", file.path(), 0, static_cast<DeviceType>(13)}, {}), nullptr);
 }
 
+template <typename T>
+void expectRegisters(DeviceType type) {
+    const MemoryFile file(pageSize);
+    const auto device = Inventory::open(mappedRow(file, pageSize, type), pageSize);
+    EXPECT_EQ(device->width(), 8 * sizeof(T));
+    EXPECT_EQ(device->write(3, 0x5A), Outcome::Done);
+    T stored = 0;
+    std::memcpy(&stored, &file.bytes(pageSize)[3 * sizeof(T)], sizeof(T));
+    EXPECT_EQ(stored, 0x5AU);
+    std::uint32_t value = 0xFFFFFFFF;
+    EXPECT_EQ(device->write(3, 0x0F, 0x11), Outcome::Done);
+    EXPECT_EQ(device->read(3, value), Outcome::Done);
+    EXPECT_EQ(value, 0x4BU);
+}
+
 TEST(RegisterDevice, ReachesTheRegistersOfEveryWidth) {
-    for (const auto type : {DeviceType::Lseek8, DeviceType::Tyvon16, DeviceType::Tyvon32}) {
-        const MemoryFile file(pageSize);
-        const auto device = Inventory::open(mappedRow(file, pageSize, type), pageSize);
-        std::uint32_t value = 0xFFFFFFFF;
-        EXPECT_EQ(device->write(3, 0x5A), Outcome::Done);
-        EXPECT_EQ(file.bytes(pageSize)[3 * device->width() / 8], 0x5A);
-        EXPECT_EQ(device->write(3, 0x0F, 0x11), Outcome::Done);
-        EXPECT_EQ(device->read(3, value), Outcome::Done);
-        EXPECT_EQ(value, 0x4BU);
-    }
+    expectRegisters<std::uint8_t>(DeviceType::Lseek8);
+    expectRegisters<std::uint16_t>(DeviceType::Tyvon16);
+    expectRegisters<std::uint32_t>(DeviceType::Tyvon32);
 }
 
 TEST(RegisterDevice, MovesBurstsInBothOrders) {
