@@ -1,0 +1,79 @@
+#include "Commands.h"
+
+#include <algorithm>
+
+#include "DeviceList.h"
+#include "DeviceProbe.h"
+#include "Numbers.h"
+#include "OpenDevice.h"
+#include "Views.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct NoOptions {};
+
+struct InfoOptions {
+    std::string name;
+};
+
+struct IoctlOptions {
+    std::string name;
+    std::string request;
+    std::string argument;
+};
+
+ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
+    const Inventory::DeviceKind* const kind = Inventory::findKind(row.m_type);
+    return {row.m_name,
+            handle,
+            row.m_devicePath,
+            kind == nullptr ? "none" : kind->name,
+            kind == nullptr ? 0 : kind->width,
+            Inventory::isPresent(row)};
+}
+
+void list(const Session& session, const NoOptions& /*options*/) {
+    session.requireLocal("list");
+    std::vector<ListedDevice> devices;
+    for (const Rynvel::MemoryDevice& row : Inventory::devices()) {
+        devices.push_back(listed(row, devices.size()));
+    }
+    session.output().print(deviceList(devices));
+}
+
+void info(const Session& session, const InfoOptions& options) {
+    const Subject subject = session.subject(options.name);
+    OpenDevice device(subject);
+    session.output().print(deviceFacts(subject, {device.mapSize(), device.interruptType(), device.descriptor()}));
+}
+
+void ioctl(const Session& session, const IoctlOptions& options) {
+    const Subject subject = session.subject(options.name);
+    const std::uint32_t request = parseNumber("request", options.request);
+    const std::uint32_t argument = parseNumber("argument", options.argument);
+    OpenDevice device(subject);
+    const int result = device.ioctl(static_cast<int>(request), argument);
+    session.output().print(requestResult(subject, request, argument, result));
+}
+
+} // namespace
+
+void addDeviceCommands(CLI::App& app, Action& chosen) {
+    addCommand(app, chosen, "list", "list the devices of this machine", std::make_shared<NoOptions>(), list);
+
+    const auto infoOptions = std::make_shared<InfoOptions>();
+    CLI::App& infoCommand = addCommand(
+        app, chosen, "info", "show the map size, interrupt type and descriptor of a device", infoOptions, info);
+    addArgument(infoCommand, "NAME", infoOptions->name, "the device");
+
+    const auto ioctlOptions = std::make_shared<IoctlOptions>();
+    CLI::App& ioctlCommand =
+        addCommand(app, chosen, "ioctl", "send a request of its own to the driver of a device", ioctlOptions, ioctl);
+    addArgument(ioctlCommand, "NAME", ioctlOptions->name, "the device");
+    addArgument(ioctlCommand, "REQUEST", ioctlOptions->request, "the request's number");
+    addArgument(ioctlCommand, "ARGUMENT", ioctlOptions->argument, "the request's argument, a number");
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,88 @@
+#include "Durations.h"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+#include "Failure.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct Unit {
+    std::string_view name;
+    std::int64_t milliseconds;
+};
+
+// From the largest to the smallest.
+constexpr std::array<Unit, 3> units{{{"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
+
+// poll() takes no more.
+constexpr std::int64_t longest = INT32_MAX;
+
+std::int64_t millisecondsOf(std::string_view unitName) {
+    for (const Unit& unit : units) {
+        if (unit.name == unitName) {
+            return unit.milliseconds;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
+    std::uint32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number);
+    const std::int64_t unit = millisecondsOf({result.ptr, static_cast<std::size_t>(end - result.ptr)});
+    if (result.ec == std::errc::invalid_argument || unit == 0) {
+        throw wrongUsage(what + " '" + text + "' is no duration (a number and ms, s or m)");
+    }
+    if (result.ec != std::errc{} || number * unit > longest) {
+        throw wrongUsage(what + " '" + text + "' is above 24 days");
+    }
+    return std::chrono::milliseconds(number * unit);
+}
+
+std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text) {
+    const auto duration = parseDuration(what, text);
+    if (duration.count() == 0) {
+        throw wrongUsage(what + " '" + text + "' is no time at all");
+    }
+    return duration;
+}
+
+std::string describe(std::chrono::milliseconds duration) {
+    for (const Unit& unit : units) {
+        if (duration.count() != 0 && duration.count() % unit.milliseconds == 0) {
+            return std::to_string(duration.count() / unit.milliseconds) + ' ' + std::string(unit.name);
+        }
+    }
+    return "0 ms";
+}
+
+std::string timeStamp(std::chrono::system_clock::time_point moment) {
+    using std::chrono::microseconds;
+    using std::chrono::seconds;
+    const auto sinceEpoch = moment.time_since_epoch();
+    const auto wholeSeconds = std::chrono::duration_cast<seconds>(sinceEpoch);
+    const auto rest = std::chrono::duration_cast<microseconds>(sinceEpoch - wholeSeconds);
+    const auto time = static_cast<std::time_t>(wholeSeconds.count());
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    std::ostringstream text;
+    text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%S") << '.' << std::setfill('0') << std::setw(6) << rest.count()
+         << 'Z';
+    return text.str();
+}
+
+std::string timeStamp() { return timeStamp(std::chrono::system_clock::now()); }
+
+} // namespace Rynvelctl

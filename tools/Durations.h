@@ -1,0 +1,33 @@
+/**
+ * @file
+ * Durations as users write them: a number and its unit, ms, s or m, without a blank between.
+ */
+#ifndef RYNVELCTL_DURATIONS_H
+#define RYNVELCTL_DURATIONS_H
+
+#include <chrono>
+#include <string>
+
+namespace Rynvelctl {
+
+/**
+ * @param what names the duration in the failure, for instance "timeout".
+ * @throws Failure when the text is no duration, or one of more than 24 days.
+ */
+std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text);
+
+/** @throws Failure for a duration of 0, too. */
+std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text);
+
+/** In the largest unit that it is a whole number of, for instance "5 s". */
+std::string describe(std::chrono::milliseconds duration);
+
+/** The moment of now, in UTC with microseconds, for instance "2020-01-31T23:59:59.000001Z". */
+std::string timeStamp();
+
+/** The same of any moment. */
+std::string timeStamp(std::chrono::system_clock::time_point moment);
+
+} // namespace Rynvelctl
+
+#endif

@@ -1,0 +1,56 @@
+#include "Output.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "Failure.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+const std::string& textFor(Format format, const News& news) {
+    switch (format) {
+    case Format::Quiet:
+        return news.quiet;
+    case Format::Json:
+        return news.json;
+    default:
+        return news.plain;
+    }
+}
+
+std::size_t writeSome(std::string_view text) {
+    const ssize_t count = ::write(STDOUT_FILENO, text.data(), text.size());
+    if (count >= 0) {
+        return static_cast<std::size_t>(count);
+    }
+    if (errno == EPIPE) {
+        throw OutputClosed();
+    }
+    if (errno != EINTR) {
+        throw Failure(ExitStatus::Failed, std::string("standard output: ") + std::strerror(errno));
+    }
+    return 0;
+}
+
+} // namespace
+
+void Output::print(const News& news) const {
+    const std::string& text = textFor(m_format, news);
+    if (!text.empty()) {
+        write(text + '\n');
+    }
+}
+
+void Output::write(const std::string& text) {
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        rest.remove_prefix(writeSome(rest));
+    }
+}
+
+} // namespace Rynvelctl

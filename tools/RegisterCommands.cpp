@@ -1,0 +1,297 @@
+#include "Commands.h"
+
+#include <poll.h>
+
+#include <map>
+
+#include "Addressing.h"
+#include "Durations.h"
+#include "Failure.h"
+#include "Numbers.h"
+#include "OpenDevice.h"
+#include "Views.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+/** What is held in memory of one command's registers stays within bounds. */
+constexpr std::uint32_t mostRegisters = 1U << 20U;
+
+struct PlaceOptions {
+    std::string name;
+    std::string address;
+    bool countsRegisters = false;
+
+    AddressUnit unit() const { return countsRegisters ? AddressUnit::Registers : AddressUnit::Bytes; }
+};
+
+struct WriteOptions : PlaceOptions {
+    std::string value;
+    std::string mask;
+    bool verifies = false;
+};
+
+struct DumpOptions : PlaceOptions {
+    std::string count;
+    bool inOneBurst = false;
+    std::string order = "host";
+};
+
+struct FillOptions : PlaceOptions {
+    std::string count;
+    std::string value;
+};
+
+struct WatchOptions : PlaceOptions {
+    std::vector<std::string> addresses;
+    std::string interval = "1s";
+    std::string count;
+};
+
+Addressing addressingOf(const Subject& subject, const PlaceOptions& options) {
+    return {subject.name(), subject.kind, options.unit()};
+}
+
+/** Registers in a row. */
+struct Block {
+    Place first;
+    std::uint32_t count;
+};
+
+Block locateBlock(const Addressing& addressing, const std::string& address, const std::string& count) {
+    const Block block{addressing.locate(address), parseCount("count", count, mostRegisters)};
+    addressing.requireAddresses(block.first, block.count);
+    return block;
+}
+
+void read(const Session& session, const PlaceOptions& options) {
+    const Subject subject = session.subject(options.name);
+    const Addressing addressing = addressingOf(subject, options);
+    const Place place = addressing.locate(options.address);
+    OpenDevice device(subject);
+    device.requireInside(addressing, place, 1);
+    session.output().print(registerValue(subject, addressing, place, device.read(addressing, place)));
+}
+
+void verify(OpenDevice& device, const Subject& subject, const Addressing& addressing, const Place& place,
+            std::uint32_t value, std::uint32_t mask) {
+    const std::uint32_t found = device.read(addressing, place);
+    if ((found & mask) != (value & mask)) {
+        throw Failure(ExitStatus::Failed, subject.name() + ": " + addressing.text(place) + " reads " +
+                                              hexadecimal(found, subject.width()) + " after " +
+                                              hexadecimal(value, subject.width()) + " was written");
+    }
+}
+
+void write(const Session& session, const WriteOptions& options) {
+    const Subject subject = session.subject(options.name);
+    const Addressing addressing = addressingOf(subject, options);
+    const Place place = addressing.locate(options.address);
+    const bool isMasked = !options.mask.empty();
+    const std::uint32_t value = parseValue("value", options.value, subject.width());
+    const std::uint32_t mask =
+        isMasked ? parseValue("mask", options.mask, subject.width()) : largestValue(subject.width());
+    OpenDevice device(subject);
+    device.requireInside(addressing, place, 1);
+    if (isMasked) {
+        device.write(addressing, place, value, mask);
+    } else {
+        device.write(addressing, place, value);
+    }
+    if (options.verifies) {
+        verify(device, subject, addressing, place, value, mask);
+    }
+    session.output().print(isMasked ? maskedValue(subject, addressing, place, value, mask)
+                                    : registerValue(subject, addressing, place, value));
+}
+
+Rynvel::ByteOrder parseOrder(const std::string& text) {
+    if (text != "host" && text != "network") {
+        throw wrongUsage("order '" + text + "' is none of host and network");
+    }
+    return text == "network" ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
+}
+
+/** @throws Failure when the library cannot read so many registers of the device in one burst. */
+void requireBurst(const Subject& subject, std::uint32_t count) {
+    if (subject.server && count > Rynvel::recordCapacity) {
+        throw wrongUsage("count " + std::to_string(count) + " is above the " + std::to_string(Rynvel::recordCapacity) +
+                         " registers of a server's burst");
+    }
+    if (subject.kind.access == Inventory::Access::Seekable && subject.width() != 8) {
+        throw wrongUsage(subject.name() + ": the library reports every burst of a " + subject.kind.name +
+                         " device as failed");
+    }
+}
+
+std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
+    return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
+}
+
+std::vector<std::uint32_t> readSingly(OpenDevice& device, const Subject& subject, const Addressing& addressing,
+                                      const Block& block, Rynvel::ByteOrder order) {
+    std::vector<std::uint32_t> values;
+    for (std::uint32_t i = 0; i < block.count; ++i) {
+        const std::uint32_t value = device.read(addressing, addressing.behind(block.first, i));
+        values.push_back(inOrder(value, subject.width(), order));
+    }
+    return values;
+}
+
+void dump(const Session& session, const DumpOptions& options) {
+    const Subject subject = session.subject(options.name);
+    const Addressing addressing = addressingOf(subject, options);
+    const Block block = locateBlock(addressing, options.address, options.count);
+    const Rynvel::ByteOrder order = parseOrder(options.order);
+    if (options.inOneBurst) {
+        requireBurst(subject, block.count);
+    }
+    OpenDevice device(subject);
+    device.requireInside(addressing, block.first, block.count);
+    const auto values = options.inOneBurst ? device.readBurst(addressing, block.first, block.count, order)
+                                           : readSingly(device, subject, addressing, block, order);
+    session.output().print(registerBlock(subject, addressing, block.first, values, order));
+}
+
+void fill(const Session& session, const FillOptions& options) {
+    const Subject subject = session.subject(options.name);
+    const Addressing addressing = addressingOf(subject, options);
+    const Block block = locateBlock(addressing, options.address, options.count);
+    const std::uint32_t value = parseValue("value", options.value, subject.width());
+    OpenDevice device(subject);
+    device.requireInside(addressing, block.first, block.count);
+    for (std::uint32_t i = 0; i < block.count; ++i) {
+        device.write(addressing, addressing.behind(block.first, i), value);
+    }
+    session.output().print(filledRegisters(subject, addressing, block.first, block.count, value));
+}
+
+/** The registers that are watched, with what they were when they were last read. */
+class Watch {
+public:
+    Watch(const Session& session, const Subject& subject, const Addressing& addressing, OpenDevice& device)
+        : m_session(session), m_subject(subject), m_addressing(addressing), m_device(device) {}
+
+    void look(const std::vector<Place>& places) {
+        for (const Place& place : places) {
+            const std::uint32_t value = m_device.read(m_addressing, place);
+            const auto known = m_values.find(place.index);
+            if (known == m_values.end() || known->second != value) {
+                m_values[place.index] = value;
+                m_session.output().print(change(m_subject, m_addressing, place, value, timeStamp()));
+            }
+        }
+    }
+
+private:
+    const Session& m_session;
+    const Subject& m_subject;
+    const Addressing& m_addressing;
+    OpenDevice& m_device;
+    std::map<std::uint32_t, std::uint32_t> m_values;
+};
+
+std::vector<Place> locateAll(const Addressing& addressing, const std::vector<std::string>& addresses) {
+    std::vector<Place> places;
+    for (const std::string& address : addresses) {
+        places.push_back(addressing.locate(address));
+    }
+    return places;
+}
+
+/** Lets the time pass, or notices that nobody reads standard output any more. */
+void pause(std::chrono::milliseconds time) {
+    pollfd output{1, 0, 0};
+    if (poll(&output, 1, static_cast<int>(time.count())) > 0 && (output.revents & POLLERR) != 0) {
+        throw OutputClosed();
+    }
+}
+
+void watch(const Session& session, const WatchOptions& options) {
+    const Subject subject = session.subject(options.name);
+    const Addressing addressing = addressingOf(subject, options);
+    const std::vector<Place> places = locateAll(addressing, options.addresses);
+    const auto interval = parsePositiveDuration("interval", options.interval);
+    const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
+    OpenDevice device(subject);
+    for (const Place& place : places) {
+        device.requireInside(addressing, place, 1);
+    }
+    Watch watched(session, subject, addressing, device);
+    watched.look(places);
+    for (std::uint32_t looks = 1; count == 0 || looks < count; ++looks) {
+        pause(interval);
+        watched.look(places);
+    }
+}
+
+void addPlace(CLI::App& command, PlaceOptions& options) {
+    addArgument(command, "NAME", options.name, "the device");
+    addArgument(command, "ADDRESS", options.address, "the register's byte address");
+}
+
+void addIndexOption(CLI::App& command, PlaceOptions& options) {
+    command.add_flag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
+}
+
+void addRead(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<PlaceOptions>();
+    CLI::App& command = addCommand(app, chosen, "read", "read a register", options, read);
+    addPlace(command, *options);
+    addIndexOption(command, *options);
+}
+
+void addWrite(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<WriteOptions>();
+    CLI::App& command = addCommand(app, chosen, "write", "write a register", options, write);
+    addPlace(command, *options);
+    addArgument(command, "VALUE", options->value, "what is written");
+    command.add_option("--mask", options->mask, "write only the bits that are set in the mask")->type_name("MASK");
+    command.add_flag("--verify", options->verifies, "read the register back, and fail when it differs");
+    addIndexOption(command, *options);
+}
+
+void addDump(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<DumpOptions>();
+    CLI::App& command = addCommand(app, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
+    addPlace(command, *options);
+    addArgument(command, "COUNT", options->count, "the number of registers, up to 1048576");
+    command.add_flag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
+    command.add_option("--order", options->order, "the byte order of each value: host, the default, or network")
+        ->type_name("ORDER");
+    addIndexOption(command, *options);
+}
+
+void addFill(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<FillOptions>();
+    CLI::App& command = addCommand(app, chosen, "fill", "write one value to registers in a row", options, fill);
+    addPlace(command, *options);
+    addArgument(command, "COUNT", options->count, "the number of registers, up to 1048576");
+    addArgument(command, "VALUE", options->value, "what is written to each");
+    addIndexOption(command, *options);
+}
+
+void addWatch(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<WatchOptions>();
+    CLI::App& command =
+        addCommand(app, chosen, "watch", "show registers, then their changes, until interrupted", options, watch);
+    addArgument(command, "NAME", options->name, "the device");
+    addArgument(command, "ADDRESS", options->addresses, "the registers' byte addresses");
+    command.add_option("--interval", options->interval, "the time from one look to the next, 1s when not given")
+        ->type_name("TIME");
+    command.add_option("--count", options->count, "end after so many looks")->type_name("COUNT");
+    addIndexOption(command, *options);
+}
+
+} // namespace
+
+void addRegisterCommands(CLI::App& app, Action& chosen) {
+    addRead(app, chosen);
+    addWrite(app, chosen);
+    addDump(app, chosen);
+    addFill(app, chosen);
+    addWatch(app, chosen);
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,40 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <new>
+
+#include "CommandLine.h"
+#include "Failure.h"
+#include "FaultGuard.h"
+
+namespace {
+
+using namespace Rynvelctl;
+
+int report(ExitStatus status, const std::string& text) {
+    const std::string line = diagnostic(text);
+    // There is nobody left to tell that standard error is gone.
+    [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
+    return static_cast<int>(status);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A peer that is gone makes an operation fail.
+    std::signal(SIGPIPE, SIG_IGN);
+    Inventory::FaultGuard::install();
+    try {
+        CommandLine().run(argc, argv);
+    } catch (const OutputClosed&) {
+        return static_cast<int>(ExitStatus::Done);
+    } catch (const Failure& failure) {
+        return report(failure.status(), failure.what());
+    } catch (const std::bad_alloc&) {
+        return report(ExitStatus::Failed, "out of memory");
+    } catch (const std::exception& exception) {
+        return report(ExitStatus::Failed, exception.what());
+    }
+    return static_cast<int>(ExitStatus::Done);
+}
