@@ -9,7 +9,8 @@ CommandLine::CommandLine() : m_app(summary, "rynvelctl") {
     m_app.set_version_flag("--version", "rynvelctl " RYNVELCTL_VERSION, "show the version and end");
     m_app.set_help_flag("-h,--help", "show this text and end");
     m_app.footer(helpFooter());
-    m_app.require_subcommand(1);
+    // With no more than one, an argument that is called like a command is an argument.
+    m_app.require_subcommand(0, 1);
     m_app.fallthrough();
     addGeneralOptions();
     addDeviceCommands(m_app, m_action);
@@ -56,9 +57,13 @@ bool CommandLine::parse(int argc, const char* const* argv) {
 }
 
 void CommandLine::run(int argc, const char* const* argv) {
-    if (parse(argc, argv)) {
-        m_action(Session(m_options));
+    if (!parse(argc, argv)) {
+        return;
     }
+    if (!m_action) {
+        throw wrongUsage("no command given (rynvelctl --help shows them)");
+    }
+    m_action(Session(m_options));
 }
 
 } // namespace Rynvelctl

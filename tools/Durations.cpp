@@ -1,14 +1,13 @@
 #include "Durations.h"
 
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 
+#include "Duration.h"
 #include "Failure.h"
 
 namespace Rynvelctl {
@@ -23,32 +22,14 @@ struct Unit {
 // From the largest to the smallest.
 constexpr std::array<Unit, 3> units{{{"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
 
-// poll() takes no more.
-constexpr std::int64_t longest = INT32_MAX;
-
-std::int64_t millisecondsOf(std::string_view unitName) {
-    for (const Unit& unit : units) {
-        if (unit.name == unitName) {
-            return unit.milliseconds;
-        }
-    }
-    return 0;
-}
-
 } // namespace
 
 std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
-    std::uint32_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, number);
-    const std::int64_t unit = millisecondsOf({result.ptr, static_cast<std::size_t>(end - result.ptr)});
-    if (result.ec == std::errc::invalid_argument || unit == 0) {
-        throw wrongUsage(what + " '" + text + "' is no duration (a number and ms, s or m)");
+    const auto duration = Inventory::parseDuration(text);
+    if (!duration) {
+        throw wrongUsage(what + " '" + text + "' is no time (a number and ms, s or m, up to a day)");
     }
-    if (result.ec != std::errc{} || number * unit > longest) {
-        throw wrongUsage(what + " '" + text + "' is above 24 days");
-    }
-    return std::chrono::milliseconds(number * unit);
+    return *duration;
 }
 
 std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text) {

@@ -1,6 +1,6 @@
 /**
  * @file
- * Durations as users write them: a number and its unit, ms, s or m, without a blank between.
+ * Durations and moments in words.
  */
 #ifndef RYNVELCTL_DURATIONS_H
 #define RYNVELCTL_DURATIONS_H
@@ -12,7 +12,7 @@ namespace Rynvelctl {
 
 /**
  * @param what names the duration in the failure, for instance "timeout".
- * @throws Failure when the text is no duration, or one of more than 24 days.
+ * @throws Failure when the text is no duration as Inventory::parseDuration() takes it.
  */
 std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text);
 

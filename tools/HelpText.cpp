@@ -1,5 +1,7 @@
 #include "HelpText.h"
 
+#include <sstream>
+
 namespace Rynvelctl {
 
 const char* const summary = "registers and interrupts by device name";
@@ -8,7 +10,7 @@ const std::vector<HelpSection> helpSections{
     {"Numbers",
      {"Addresses, values, masks, counts and requests are decimal, hexadecimal after 0x or binary after 0b. A value and "
       "a mask must fit in the device's registers.",
-      "Times are a number and its unit, ms, s or m: 100ms."}},
+      "Times are a number and its unit, ms, s or m, as in 100ms, and a day at most."}},
     {"Addresses",
      {"An address is a byte address for every device, a multiple of the register's size. With --index it is the index "
       "of a register. It must lie in the device's map where the device has one.",
@@ -27,12 +29,32 @@ const std::vector<HelpSection> helpSections{
       "without a word, and with 0."}},
 };
 
+namespace {
+
+/** The words of a paragraph in lines of a terminal. */
+std::string wrapped(const std::string& paragraph) {
+    constexpr std::size_t lineWidth = 78;
+    std::istringstream words(paragraph);
+    std::string text;
+    std::string line = " ";
+    for (std::string word; words >> word;) {
+        if (line.size() + 1 + word.size() > lineWidth) {
+            text += line + '\n';
+            line = " ";
+        }
+        line += ' ' + word;
+    }
+    return text + line + '\n';
+}
+
+} // namespace
+
 std::string helpFooter() {
     std::string text;
     for (const HelpSection& section : helpSections) {
         text += (text.empty() ? "" : "\n") + section.title + ":\n";
         for (const std::string& paragraph : section.paragraphs) {
-            text += "  " + paragraph + '\n';
+            text += wrapped(paragraph);
         }
     }
     return text;

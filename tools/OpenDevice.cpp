@@ -52,11 +52,19 @@ auto OpenDevice::patiently(const Calls& calls) {
 }
 
 bool OpenDevice::isConnectionLost() {
-    return m_subject.server && !patiently([&] {
-               auto& device = m_device->device();
-               return opensAgain<std::uint8_t>(device) || opensAgain<std::uint16_t>(device) ||
-                      opensAgain<std::uint32_t>(device);
-           });
+    if (!m_subject.server) {
+        return false;
+    }
+    if (!descriptor()) {
+        // Without interrupts a device cannot be opened again.
+        m_subject.server->connect().open(m_subject.name());
+        return false;
+    }
+    return !patiently([&] {
+        auto& device = m_device->device();
+        return opensAgain<std::uint8_t>(device) || opensAgain<std::uint16_t>(device) ||
+               opensAgain<std::uint32_t>(device);
+    });
 }
 
 Failure OpenDevice::failure(const std::string& deed) {

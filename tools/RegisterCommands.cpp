@@ -84,14 +84,22 @@ void verify(OpenDevice& device, const Subject& subject, const Addressing& addres
     }
 }
 
+/** A server takes a mask of 0 for none. */
+std::uint32_t parseMask(const std::string& text, unsigned int width) {
+    const std::uint32_t mask = parseValue("mask", text, width);
+    if (mask == 0) {
+        throw wrongUsage("mask '" + text + "' lets nothing be written");
+    }
+    return mask;
+}
+
 void write(const Session& session, const WriteOptions& options) {
     const Subject subject = session.subject(options.name);
     const Addressing addressing = addressingOf(subject, options);
     const Place place = addressing.locate(options.address);
     const bool isMasked = !options.mask.empty();
     const std::uint32_t value = parseValue("value", options.value, subject.width());
-    const std::uint32_t mask =
-        isMasked ? parseValue("mask", options.mask, subject.width()) : largestValue(subject.width());
+    const std::uint32_t mask = isMasked ? parseMask(options.mask, subject.width()) : largestValue(subject.width());
     OpenDevice device(subject);
     device.requireInside(addressing, place, 1);
     if (isMasked) {
@@ -125,6 +133,11 @@ void requireBurst(const Subject& subject, std::uint32_t count) {
     }
 }
 
+/** To a server a burst of one register is a single read, which has no byte order. */
+bool readsInOneBurst(const Subject& subject, const DumpOptions& options, const Block& block) {
+    return options.inOneBurst && !(subject.server && block.count == 1);
+}
+
 std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }
@@ -149,8 +162,9 @@ void dump(const Session& session, const DumpOptions& options) {
     }
     OpenDevice device(subject);
     device.requireInside(addressing, block.first, block.count);
-    const auto values = options.inOneBurst ? device.readBurst(addressing, block.first, block.count, order)
-                                           : readSingly(device, subject, addressing, block, order);
+    const auto values = readsInOneBurst(subject, options, block)
+                            ? device.readBurst(addressing, block.first, block.count, order)
+                            : readSingly(device, subject, addressing, block, order);
     session.output().print(registerBlock(subject, addressing, block.first, values, order));
 }
 

@@ -1,0 +1,200 @@
+#include <gtest/gtest.h>
+
+#include "Addressing.h"
+#include "Durations.h"
+#include "Failure.h"
+#include "Json.h"
+#include "Numbers.h"
+#include "Server.h"
+#include "Subject.h"
+#include "Views.h"
+
+namespace RynvelTest {
+namespace {
+
+using namespace Rynvelctl;
+using Inventory::Access;
+using Inventory::DeviceKind;
+
+constexpr DeviceKind seekable16{"Lseek16", Access::Seekable, 16, false, false, 2};
+constexpr DeviceKind mapped32{"Uio32", Access::Mapped, 32, true, true, 1};
+constexpr DeviceKind seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
+
+/** What a failing call tells its user. */
+template <typename Call>
+std::string complaint(const Call& call) {
+    try {
+        call();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.status(), ExitStatus::WrongUsage);
+        return failure.what();
+    }
+    return "no complaint";
+}
+
+TEST(Numbers, AreDecimalHexadecimalOrBinary) {
+    EXPECT_EQ(parseNumber("n", "0"), 0U);
+    EXPECT_EQ(parseNumber("n", "0017"), 17U);
+    EXPECT_EQ(parseNumber("n", "4294967295"), 4294967295U);
+    EXPECT_EQ(parseNumber("n", "0xfF"), 255U);
+    EXPECT_EQ(parseNumber("n", "0XFFFFFFFF"), 4294967295U);
+    EXPECT_EQ(parseNumber("n", "0b101"), 5U);
+    EXPECT_EQ(parseNumber("n", "0B1"), 1U);
+}
+
+TEST(Numbers, AreTheWholeText) {
+    for (const std::string text :
+         {"", " 1", "1 ", "+1", "-1", "1x", "x1", "0x", "0b", "0b2", "0xg", "0x-1", "0x0x1", "1e3", "1.0", "ten"}) {
+        EXPECT_EQ(complaint([&] { parseNumber("value", text); }),
+                  "value '" + text + "' is no number (decimal, 0x or 0b)");
+    }
+}
+
+TEST(Numbers, FitIn32Bits) {
+    for (const std::string text : {"4294967296", "0x100000000", "99999999999999999999"}) {
+        EXPECT_EQ(complaint([&] { parseNumber("address", text); }), "address '" + text + "' does not fit in 32 bits");
+    }
+}
+
+TEST(Numbers, ValuesFitInTheRegister) {
+    EXPECT_EQ(parseValue("value", "255", 8), 255U);
+    EXPECT_EQ(parseValue("value", "0xffff", 16), 0xFFFFU);
+    EXPECT_EQ(parseValue("value", "0xffffffff", 32), 0xFFFFFFFFU);
+    EXPECT_EQ(complaint([] { parseValue("value", "256", 8); }), "value '256' does not fit in 8 bits");
+    EXPECT_EQ(complaint([] { parseValue("mask", "0x10000", 16); }), "mask '0x10000' does not fit in 16 bits");
+}
+
+TEST(Numbers, CountsArePositiveAndBounded) {
+    EXPECT_EQ(parseCount("count", "1"), 1U);
+    EXPECT_EQ(parseCount("count", "7", 7), 7U);
+    EXPECT_EQ(complaint([] { parseCount("count", "0"); }), "count '0' is no positive number");
+    EXPECT_EQ(complaint([] { parseCount("count", "8", 7); }), "count '8' is above 7");
+}
+
+TEST(Numbers, AreShownWithTheDigitsOfTheRegister) {
+    EXPECT_EQ(hexadecimal(0xA, 8), "0x0a");
+    EXPECT_EQ(hexadecimal(0xABC, 16), "0x0abc");
+    EXPECT_EQ(hexadecimal(0xABC), "0x00000abc");
+    EXPECT_EQ(hexadecimalDigits(0xFF, 8), "ff");
+}
+
+TEST(Durations, AreNumbersWithUnits) {
+    using std::chrono::milliseconds;
+    EXPECT_EQ(parseDuration("t", "100ms"), milliseconds(100));
+    EXPECT_EQ(parseDuration("t", "2s"), milliseconds(2'000));
+    EXPECT_EQ(parseDuration("t", "3m"), milliseconds(180'000));
+    for (const std::string text :
+         {"", "5", "s", "5 s", "-1s", "1.5s", "5h", "5sec", "1000000m", "25h", "99999999999s"}) {
+        EXPECT_EQ(complaint([&] { parseDuration("timeout", text); }),
+                  "timeout '" + text + "' is no time (a number and ms, s or m, up to a day)");
+    }
+    EXPECT_EQ(complaint([] { parsePositiveDuration("interval", "0s"); }), "interval '0s' is no time at all");
+}
+
+TEST(Durations, AreShownInTheirLargestWholeUnit) {
+    using std::chrono::milliseconds;
+    EXPECT_EQ(describe(milliseconds(0)), "0 ms");
+    EXPECT_EQ(describe(milliseconds(1'500)), "1500 ms");
+    EXPECT_EQ(describe(milliseconds(90'000)), "90 s");
+    EXPECT_EQ(describe(milliseconds(120'000)), "2 m");
+}
+
+TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
+    using std::chrono::microseconds;
+    EXPECT_EQ(timeStamp(std::chrono::system_clock::time_point(microseconds(951'782'400'000'042))),
+              "2000-02-29T00:00:00.000042Z");
+}
+
+TEST(Addressing, TurnsByteAddressesIntoWhatTheDeviceTakes) {
+    const Addressing mapped("d", mapped32, AddressUnit::Bytes);
+    EXPECT_EQ(mapped.locate("0x10").deviceAddress, 4U);
+    EXPECT_EQ(mapped.locate("0xfffffffc").deviceAddress, 0x3FFFFFFFU);
+    const Addressing seekable("d", seekable16, AddressUnit::Bytes);
+    EXPECT_EQ(seekable.locate("0x10").deviceAddress, 0x10U);
+    EXPECT_EQ(seekable.locate("0x10").index, 8U);
+}
+
+TEST(Addressing, TurnsIndicesIntoWhatTheDeviceTakes) {
+    EXPECT_EQ(Addressing("d", mapped32, AddressUnit::Registers).locate("5").deviceAddress, 5U);
+    EXPECT_EQ(Addressing("d", seekable16, AddressUnit::Registers).locate("5").deviceAddress, 10U);
+}
+
+TEST(Addressing, RefusesUnalignedAddresses) {
+    EXPECT_EQ(complaint([] { Addressing("dsp", mapped32, AddressUnit::Bytes).locate("0x12"); }),
+              "dsp: address 0x12 is no multiple of 4");
+    EXPECT_EQ(complaint([] { Addressing("dsp", seekable16, AddressUnit::Bytes).locate("3"); }),
+              "dsp: address 3 is no multiple of 2");
+    EXPECT_EQ(Addressing("dsp", seekable8, AddressUnit::Bytes).locate("3").deviceAddress, 3U);
+}
+
+TEST(Addressing, RefusesWhatHasNoAddressOf32Bits) {
+    EXPECT_EQ(complaint([] { Addressing("d", seekable16, AddressUnit::Registers).locate("0x80000000"); }),
+              "d: 1 registers from 2147483648 on go beyond the last address");
+    const Addressing mapped("d", mapped32, AddressUnit::Bytes);
+    const Place last = mapped.locate("0xfffffffc");
+    mapped.requireAddresses(last, 1);
+    EXPECT_EQ(complaint([&] { mapped.requireAddresses(last, 2); }),
+              "d: 2 registers from 0xfffffffc on go beyond the last address");
+}
+
+TEST(Addressing, RefusesWhatIsOutsideOfTheMap) {
+    const Addressing mapped("d", mapped32, AddressUnit::Bytes);
+    mapped.requireInside(4096, mapped.locate("0xffc"), 1);
+    mapped.requireInside(4096, mapped.locate("0"), 1024);
+    EXPECT_EQ(complaint([&] { mapped.requireInside(4096, mapped.locate("0x1000"), 1); }),
+              "d: 0x00001000 is outside of its map of 4096 bytes");
+    EXPECT_EQ(complaint([&] { mapped.requireInside(4096, mapped.locate("4"), 1024); }),
+              "d: 1024 registers from 0x00000004 on are outside of its map of 4096 bytes");
+    EXPECT_EQ(complaint([&] { mapped.requireInside(4095, mapped.locate("0xffc"), 1); }),
+              "d: 0x00000ffc is outside of its map of 4095 bytes");
+}
+
+TEST(Addressing, CountsOnFromARegister) {
+    const Addressing seekable("d", seekable16, AddressUnit::Bytes);
+    const Place place = seekable.behind(seekable.locate("0x10"), 3);
+    EXPECT_EQ(place.number, 0x16U);
+    EXPECT_EQ(place.index, 11U);
+    EXPECT_EQ(place.deviceAddress, 0x16U);
+    EXPECT_EQ(seekable.text(place), "0x00000016");
+    const Addressing counting("d", seekable16, AddressUnit::Registers);
+    EXPECT_EQ(counting.text(counting.behind(counting.locate("2"), 3)), "5");
+}
+
+TEST(Json, EscapesWhatStringsMustNotHold) {
+    EXPECT_EQ(jsonString("a\"b\\c\nd"), "\"a\\\"b\\\\c\\u000ad\"");
+    EXPECT_EQ(jsonArray({}), "[]");
+    EXPECT_EQ(JsonObject().add("none", std::optional<std::uint32_t>()).addFlag("flag", true).text(),
+              "{\"none\":null,\"flag\":true}");
+}
+
+TEST(Diagnostics, AreOneLine) { EXPECT_EQ(diagnostic("a\nb\x1b"), "rynvelctl: a?b?\n"); }
+
+TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
+    EXPECT_EQ(Server("node", std::chrono::seconds(1)).name(), "node::8888");
+    EXPECT_EQ(Server("10.0.0.7::9000", std::chrono::seconds(1)).name(), "10.0.0.7::9000");
+    EXPECT_EQ(complaint([] { Server("::9000", std::chrono::seconds(1)); }), "server '::9000' names no host");
+    EXPECT_EQ(complaint([] { Server("node::", std::chrono::seconds(1)); }), "port '' is no number (decimal, 0x or 0b)");
+    EXPECT_EQ(complaint([] { Server("node::65536", std::chrono::seconds(1)); }), "port '65536' is above 65535");
+}
+
+TEST(Views, DumpSixteenBytesALine) {
+    const Subject subject{{"d", "/dev/d", 0, Rynvel::DeviceType::Lseek16}, seekable16, std::nullopt};
+    const Addressing addressing("d", seekable16, AddressUnit::Bytes);
+    const auto news = registerBlock(subject, addressing, addressing.locate("0x10"), {1, 2, 3, 4, 5, 6, 7, 8, 9},
+                                    Rynvel::ByteOrder::Host);
+    EXPECT_EQ(news.plain, "0x00000010: 0001 0002 0003 0004 0005 0006 0007 0008\n0x00000020: 0009");
+    EXPECT_EQ(news.quiet, "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
+    EXPECT_EQ(news.json, R"({"name":"d","address":16,"width":16,"order":"host","values":[1,2,3,4,5,6,7,8,9]})");
+}
+
+TEST(Views, TellTheShortestTheMeanAndTheLongestRoundTrip) {
+    using std::chrono::microseconds;
+    const auto news = roundTrips("node::8888", {microseconds(1'000), microseconds(2'000), microseconds(4'500)});
+    EXPECT_EQ(news.plain, "node::8888: 3 round trips, min 1.000 ms, avg 2.500 ms, max 4.500 ms");
+    EXPECT_EQ(news.quiet, "1.000 2.500 4.500");
+    EXPECT_EQ(news.json, R"({"server":"node::8888","roundTrips":3,"minMilliseconds":1.000,)"
+                         R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,258 @@
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "Program.h"
+#include "TestPeer.h"
+
+namespace RynvelTest {
+namespace {
+
+enum Status { failed = 1, wrongUsage = 2, unreachable = 3, timedOut = 4 };
+
+struct Group {
+    Status status;
+    std::vector<std::string> lines;
+};
+
+const std::vector<std::string> wrongNumbers = {"x",    "0x",  "0b",  "0b2",   "0xg",        "1.5",         "1e3", "+1",
+                                               "0x-1", "12a", "1,2", "0x1_0", "4294967296", "0x100000000", "ten"};
+
+std::vector<std::string> withEach(const std::string& before, const std::vector<std::string>& middles,
+                                  const std::string& after = "") {
+    std::vector<std::string> lines;
+    for (const std::string& middle : middles) {
+        lines.push_back(before + middle + after);
+    }
+    return lines;
+}
+
+std::vector<std::string> linesWithWrongNumbers() {
+    std::vector<std::string> lines;
+    const std::vector<std::pair<std::string, std::string>> places = {
+        {"read map32 ", ""},           {"write map32 ", " 1"}, {"write map32 0 ", ""},  {"write map32 0 1 --mask ", ""},
+        {"dump file8 ", " 1"},         {"dump file8 0 ", ""},  {"fill file8 ", " 1 1"}, {"fill file8 0 ", " 1"},
+        {"fill file8 0 1 ", ""},       {"watch file8 ", ""},   {"ioctl file8 ", " 1"},  {"ioctl file8 1 ", ""},
+        {"watch file8 0 --count ", ""}};
+    for (const auto& [before, after] : places) {
+        const auto some = withEach(before, wrongNumbers, after);
+        lines.insert(lines.end(), some.begin(), some.end());
+    }
+    return lines;
+}
+
+const std::vector<Group>& localGroups() {
+    static const std::vector<Group> groups = {
+        {wrongUsage, linesWithWrongNumbers()},
+        // No command, no such command, too little, too much.
+        {wrongUsage,
+         {"",
+          "frobnicate",
+          "Read map32 0",
+          "read",
+          "read map32",
+          "write map32 0",
+          "write",
+          "dump map32",
+          "dump map32 0",
+          "fill map32 0 1",
+          "watch",
+          "watch map32",
+          "ioctl map32",
+          "ioctl map32 1",
+          "irq",
+          "irq map32",
+          "wait",
+          "info",
+          "read map32 0 0",
+          "write map32 0 1 1",
+          "dump map32 0 1 1",
+          "list map32",
+          "info map32 map16",
+          "irq map32 type 1",
+          "irq map32 raise 1 2",
+          "wait map32 1",
+          "read read read read"}},
+        // Options that there are not, or not here, or without their value, or twice.
+        {wrongUsage,
+         {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
+          "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
+          "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--width 32 read map32 0",
+          "--timeout", "-"}},
+        // Names.
+        {wrongUsage,
+         withEach("read ", {"nothing", "map", "MAP32", "map32.", "map32x", "seek", "0", "file8,file16", "/dev/null"},
+                  " 0")},
+        {wrongUsage, withEach("info ", {"nothing", "Map32", "file"})},
+        {wrongUsage, withEach("wait ", {"nothing", "file8", "file16", "file32", "spi"})},
+        {wrongUsage, withEach("irq ", {"nothing type", "file8 type", "file8 enable", "spi disable", "map32 frob",
+                                       "map32 Type", "map32 enable 1", "map32 raise", "map32 raise x"})},
+        // Addresses without a register.
+        {wrongUsage, withEach("read map32 ", {"1", "2", "3", "0xffe", "4096", "0x1000", "0xfffffffc", "0b1"})},
+        {wrongUsage, withEach("read map16 ", {"1", "0xfff", "4096", "0xfffffffe"})},
+        {wrongUsage, withEach("read file16 ", {"1", "3"})},
+        {wrongUsage, withEach("read file32 ", {"1", "2", "3"})},
+        {wrongUsage, withEach("read map32 --index ", {"1024", "0x3fffffff", "0xffffffff"})},
+        {wrongUsage, withEach("read file32 --index ", {"0x40000000"})},
+        {wrongUsage, withEach("write map32 ", {"1 1", "4096 1", "0xfffffffc 1"})},
+        {wrongUsage,
+         withEach("dump map32 ", {"0 1025", "4096 1", "4092 2", "0 0", "1 1", "0 1048577", "0 0xffffffff"})},
+        {wrongUsage, withEach("fill map32 ", {"0 1025 1", "4096 1 1", "0 0 1", "0 1048577 1"})},
+        {wrongUsage, withEach("dump file8 0xffffffff ", {"2", "1048576"})},
+        {wrongUsage, {"watch map32 0 4096", "watch map32 0 2"}},
+        // Values that are too wide, masks that let nothing through.
+        {wrongUsage,
+         withEach("write file8 0 ", {"256", "0x100", "0b100000000", "0xffffffff", "1 --mask 256", "1 --mask 0"})},
+        {wrongUsage, withEach("write file16 0 ", {"65536", "0x10000", "1 --mask 0x10000", "1 --mask 0"})},
+        {wrongUsage, {"fill file8 0 1 256", "fill map16 0 1 0x10000", "write map32 0 0x100000000"}},
+        // Times, byte orders, widths, traces, servers.
+        {wrongUsage, withEach("watch file8 0 --interval ", {"1", "0s", "0", "1h", "s", "1.5s", "2d", "25000m"})},
+        {wrongUsage, withEach("wait map32 --timeout ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
+        {wrongUsage, withEach("read map32 0 --timeout ", {"1", "0", "0ms", "fast"})},
+        {wrongUsage, {"wait map32 --count 0", "wait map32 --count x", "watch map32 0 --count 0"}},
+        {wrongUsage, withEach("dump map32 0 1 --order ", {"big", "Host", "little", "0"})},
+        {wrongUsage, {"dump file16 0 1 --burst", "dump file32 0 1 --burst"}},
+        {wrongUsage, withEach("read map32 0 --trace ", {"x", "x=", "x=8", "x=-1", "=3", "x=10", "x=y"})},
+        {wrongUsage,
+         withEach("--width 32 read r 0 --remote ", {"::", "::1", "h::", "h::0", "h::65536", "h::x", "h::1::2"})},
+        {wrongUsage, withEach("--remote h read r 0 --width ", {"0", "1", "7", "24", "64", "x", "08", "-8"})},
+        {wrongUsage, {"--remote h read nothing 0", "--remote h list", "ping", "ping map32"}},
+        {wrongUsage, {"--remote h ping --count 0", "--remote h ping --count 1000001", "--remote h ping a b"}},
+        {wrongUsage, {"--remote h --width 32 dump r 0 129 --burst", "--remote h --width 8 write r 0 256"}},
+        {wrongUsage, {"--remote h --width 32 read r 2", "--remote h --width 8 read " + std::string(128, 'n') + " 0"}},
+        // Devices that are not there, or are something else.
+        {unreachable,
+         {"read missing 0", "write missing 0 1", "dump missing 0 1", "dump missing 0 1 --burst", "fill missing 0 1 1",
+          "watch missing 0", "ioctl missing 1 1", "info missing", "read missing.map 0", "write missing.map 0 1",
+          "irq missing.map type", "irq missing.map enable", "irq missing.map disable", "wait missing.map",
+          "read folder 0", "read sizeless 0", "read uio 0", "wait uio"}},
+        {failed,
+         {"read file8 4096",
+          "read file16 4096",
+          "read file32 4096",
+          "dump file8 4090 20",
+          "dump file8 4090 20 --burst",
+          "read torn 4096",
+          "write torn 4096 1",
+          "dump torn 4092 2",
+          "dump torn 4092 2 --burst",
+          "ioctl file8 1 2",
+          "ioctl map32 0x80000000 0",
+          "irq map32 type",
+          "irq map32 enable",
+          "wait map32 --timeout 1s",
+          "read spi 0",
+          "write spi 0 1",
+          "dump spi 0 2 --burst",
+          "write full 0 1",
+          "fill full 0 2 1",
+          "info map32"}},
+    };
+    return groups;
+}
+
+class WrongCommandLines : public testing::Test {
+protected:
+    WrongCommandLines() {
+        for (const std::string name : {"registers8", "registers16", "registers32", "map"}) {
+            m_folder.store(name, std::string(4096, '\0'));
+        }
+    }
+
+    void expectOneLine(const Arguments& arguments, Status status) {
+        ++m_count;
+        const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, arguments, m_folder.path());
+        const std::string line = testing::PrintToString(arguments);
+        EXPECT_EQ(ending.status, status) << line << '\n' << ending.error;
+        EXPECT_EQ(ending.output, "") << line;
+        EXPECT_EQ(std::count(ending.error.begin(), ending.error.end(), '\n'), 1) << line << '\n' << ending.error;
+        EXPECT_EQ(ending.error.rfind("rynvelctl: ", 0), 0U) << line << '\n' << ending.error;
+        EXPECT_GT(ending.error.size(), sizeof("rynvelctl: ")) << line;
+    }
+
+    void expectAll(const std::vector<Group>& groups, const Arguments& first = {}) {
+        for (const Group& group : groups) {
+            for (const std::string& line : group.lines) {
+                Arguments arguments = first;
+                const Arguments rest = words(line);
+                arguments.insert(arguments.end(), rest.begin(), rest.end());
+                expectOneLine(arguments, group.status);
+            }
+        }
+    }
+
+    TestFolder m_folder;
+    std::size_t m_count = 0;
+};
+
+const std::vector<std::string>& remoteLines() {
+    static const std::vector<std::string> lines = {"read map32 0",
+                                                   "write map32 0 1",
+                                                   "write map32 0 1 --mask 1",
+                                                   "dump map32 0 4",
+                                                   "dump map32 0 4 --burst",
+                                                   "fill map32 0 2 1",
+                                                   "watch map32 0",
+                                                   "ioctl map32 1 2",
+                                                   "info map32",
+                                                   "irq map32 type",
+                                                   "irq map32 enable",
+                                                   "irq map32 raise",
+                                                   "irq map32 disable",
+                                                   "wait map32",
+                                                   "ping",
+                                                   "ping map32",
+                                                   "read file8 0",
+                                                   "--width 16 read r 0",
+                                                   "--width 32 read r 0"};
+    return lines;
+}
+
+TEST_F(WrongCommandLines, GiveOneLineAndTheirStatusEach) {
+    expectAll(localGroups());
+    EXPECT_GE(m_count, 200U);
+}
+
+TEST_F(WrongCommandLines, WithWordsThatNoShellMakesGiveOneLine) {
+    for (const std::string word : {"", "a b", "a\nb", "\x1b[31m", "\xff\xfe", "read map32"}) {
+        expectOneLine({word}, wrongUsage);
+        expectOneLine({"read", word, "0"}, wrongUsage);
+        expectOneLine({"read", "map32", word}, wrongUsage);
+        expectOneLine({"--timeout", word, "list"}, wrongUsage);
+    }
+}
+
+TEST_F(WrongCommandLines, OfADeadServerGiveOneLine) {
+    const TestPeer nobody(TestPeer::Start::Later);
+    expectAll({{unreachable, remoteLines()}}, {"--remote", nobody.address()});
+    expectAll({{unreachable, {"read map32 0", "ping"}}}, {"--remote", "no-such-host.invalid"});
+}
+
+TEST_F(WrongCommandLines, OfASilentServerGiveOneLine) {
+    TestPeer peer;
+    for (const std::string& line : remoteLines()) {
+        peer.script({silence()});
+        expectAll({{timedOut, {line}}}, {"--remote", peer.address(), "--timeout", "20ms"});
+    }
+}
+
+TEST_F(WrongCommandLines, OfAServerThatRefusesGiveOneLine) {
+    TestPeer peer;
+    for (const std::string& line : remoteLines()) {
+        if (line != "ping") {
+            peer.script({refusal()});
+            expectAll({{unreachable, {line}}}, {"--remote", peer.address()});
+        }
+    }
+}
+
+TEST_F(WrongCommandLines, OfAServerThatClosesGiveOneLine) {
+    TestPeer peer;
+    for (const std::string& line : remoteLines()) {
+        peer.script({closing()});
+        expectAll({{unreachable, {line}}}, {"--remote", peer.address()});
+    }
+}
+
+} // namespace
+} // namespace RynvelTest

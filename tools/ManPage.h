@@ -1,0 +1,19 @@
+/**
+ * @file
+ * The manual page, made of what the program itself knows about its command line.
+ */
+#ifndef RYNVELCTL_MANPAGE_H
+#define RYNVELCTL_MANPAGE_H
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace Rynvelctl {
+
+/** The page in the language of man(7). */
+std::string manPage(const CLI::App& app);
+
+} // namespace Rynvelctl
+
+#endif
