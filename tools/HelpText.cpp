@@ -18,7 +18,9 @@ const std::vector<HelpSection> helpSections{
       "mapped devices of 16 and 32 bits take. To a device of another kind the number goes as it is with --index."}},
     {"Interrupts",
      {"wait enables the interrupt and prints a line for each one: the time, and the word that the device reports. The "
-      "interrupt stays enabled. A source that is not cleared interrupts again at once.",
+      "interrupt stays enabled: what comes between two waits is lost on UIO devices, so wait for several with --count. "
+      "A "
+      "source that is not cleared interrupts again at once.",
       "irq raise works with servers that simulate their devices."}},
     {"Traces",
      {"The library's traces go where its tracing library is told to, standard error by default. Without --trace and "

@@ -1,0 +1,170 @@
+#!/bin/sh
+# A session with rynvelctl, in the guest. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
+# Prints every command, what it writes and its exit status, with what is different each time replaced.
+program=$1
+own_program=$2
+server=$3
+probe=/sys/kernel/debug/rynvel_board
+
+normalized() {
+    sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}\.[0-9]{6}Z/TIME/; s/[0-9]+\.[0-9]{3}/DURATION/g; s/rtc0 interrupt, word [0-9]+/rtc0 interrupt, word COUNT/'
+}
+
+show() {
+    shown=$1
+    shift
+    printf '$ %s\n' "$shown"
+    "$@" >/tmp/out 2>&1
+    status=$?
+    normalized </tmp/out
+    printf '[%d]\n' $status
+}
+
+rynvelctl() { show "rynvelctl $*" "$program" "$@"; }
+
+own() { show "own $*" "$own_program" "$@"; }
+
+force() {
+    echo "$2" >"$probe/$1/force"
+    printf '# %s: %s\n' "$1" "$2"
+}
+
+# Lets the clock interrupt within two seconds.
+set_alarm() {
+    "$program" --quiet write rtc0 0x1c 1 && "$program" --quiet write rtc0 0x10 1 &&
+        "$program" --quiet write rtc0 4 $(($("$program" --quiet read rtc0 0) + 2))
+} >/dev/null
+
+# Prints the time since boot in hundredths of a second.
+hundredths() {
+    read -r uptime _ </proc/uptime
+    echo "${uptime%.*}${uptime#*.}"
+}
+
+# Prints the shortest time of five runs, in hundredths of a second: the machine may have other things to do.
+shortest() {
+    best=100000
+    for attempt in 1 2 3 4 5; do
+        start=$(hundredths)
+        "$@" >/dev/null 2>&1
+        time=$(($(hundredths) - start))
+        [ $time -ge $best ] || best=$time
+    done
+    echo $best
+}
+
+# How long a wait of 100 ms without an interrupt takes, beside what the emulated processor needs to start the program.
+wait_in_vain() {
+    time=$(shortest "$program" wait tod --timeout 100ms)
+    start=$(shortest "$program" --version)
+    if [ $time -ge 10 ] && [ $((time - start)) -le 20 ]; then
+        echo 'within 200 ms'
+    else
+        echo "after $time hundredths of a second, $start of them for the start"
+    fi
+}
+
+# Raises an interrupt, which stays pending until it is enabled.
+interrupt() {
+    echo "$2" >"$probe/$1/raise"
+    printf '# %s raised: %s\n' "$1" "$2"
+}
+
+rynvelctl list
+rynvelctl info traf.top
+rynvelctl info common.idt --json
+rynvelctl info rtc0 --quiet
+
+rynvelctl read traf.top 0x10
+rynvelctl write traf.top 0x10 0x12345678 --verify
+rynvelctl write traf.top 0x10 0xffff --mask 0b1111111100000000 --verify
+rynvelctl read traf.top 0x10 --json
+rynvelctl read traf.top 4 --index --quiet
+rynvelctl dump traf.top 0 8
+rynvelctl dump traf.top 0x10 2 --burst --order network
+rynvelctl fill traf.top 0xff8 2 0xffffffff
+rynvelctl dump traf.top 0xff8 2 --json
+rynvelctl fill traf.top 0xff8 3 0
+rynvelctl read traf.top 0x1000
+rynvelctl read traf.top 2
+rynvelctl watch traf.top 0x10 0x14 --interval 10ms --count 3
+
+rynvelctl write common.idt 0xffff 0xab --verify
+rynvelctl fill common.idt 0x10 3 7
+rynvelctl dump common.idt 0xf 18 --burst
+rynvelctl dump common.idt 0xf 3 --quiet
+rynvelctl read common.idt 0x10000
+rynvelctl read common.idt 0x10001
+rynvelctl ioctl common.idt 0x4201 0
+rynvelctl ioctl common.idt 0x4202 0
+force idt/read '1 -5'
+rynvelctl read common.idt 0x10
+force idt/write '1 0'
+rynvelctl write common.idt 0x10 1
+force idt/read '1 -5'
+rynvelctl write common.idt 0x10 1 --mask 1
+
+rynvelctl irq tod type
+rynvelctl irq tod enable
+rynvelctl irq tod disable
+interrupt tomkar_tod 1
+rynvelctl wait tod --timeout 30s
+rynvelctl irq tod disable --quiet
+interrupt tomkar_tod 1
+rynvelctl wait tod --json --timeout 30s
+rynvelctl irq tod disable --json
+interrupt tomkar_tod 1
+rynvelctl wait tod --quiet --count 1 --timeout 30s
+rynvelctl wait tod --timeout 100ms
+show 'a wait of 100 ms in vain ends' wait_in_vain
+force tomkar_tod/enable '1 -5'
+rynvelctl wait tod
+force tomkar_tod/disable '1 -5'
+rynvelctl irq tod disable
+rynvelctl irq common.idt enable
+rynvelctl wait common.idt
+
+set_alarm
+rynvelctl wait rtc0 --timeout 2s
+rynvelctl write rtc0 0x10 0
+rynvelctl write rtc0 0x1c 1
+
+mv /dev/idt /dev/idt.away
+rynvelctl read common.idt 0
+rynvelctl list --quiet
+mv /dev/idt.away /dev/idt
+show 'rynvelctl list | true' sh -c '"$0" list | true' "$program"
+rynvelctl --trace Rynvel.Lseek=x read common.idt 0
+
+own read own.fpga 0x1004
+own write own.fpga 0x1004 5 --verify
+own dump own.fpga 0x1000 3
+own write own.tyvon.map.16 2 0xabcd --verify
+own dump own.tyvon.map.32 0 2
+own read own.tyvon.map.32 0x1000
+own fill own.tyvon.seek.16 4 2 0x1234
+own dump own.tyvon.seek.16 2 4
+own dump own.tyvon.seek.16 2 4 --burst
+own irq own.tyvon.map.16 type
+interrupt tyvon_map 0xabc
+own wait own.tyvon.map.16 --timeout 30s
+interrupt tyvon_seek 0x7
+own wait own.tyvon.seek.16 --quiet --timeout 30s
+own wait own.tyvon.seek.16 --timeout 10ms
+own irq own.tyvon.seek.32 disable
+own irq own.fpga enable
+
+ifconfig lo 127.0.0.1
+rynvelctl --remote 127.0.0.1::8888 read traf.top 0x10
+"$server" --listen 127.0.0.1:8888 2>/tmp/server &
+until grep -q listening /tmp/server; do :; done
+rynvelctl --remote 127.0.0.1 read traf.top 0x10
+rynvelctl --remote 127.0.0.1 write common.idt 0x20 9 --verify
+rynvelctl read common.idt 0x20
+rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
+rynvelctl --remote 127.0.0.1 ping tod --count 2
+rynvelctl --remote 127.0.0.1 irq tod raise
+rynvelctl --remote 127.0.0.1 irq tod disable
+interrupt tomkar_tod 1
+rynvelctl --remote 127.0.0.1 wait tod --timeout 30s --quiet
+rynvelctl --remote 127.0.0.1 --width 32 read nothing 0
