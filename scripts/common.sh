@@ -6,7 +6,7 @@ rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 # on a big-endian processor, and fuzzing.
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
-test_packages=(googletest pkg-config binutils clang-format clang-tidy qemu-user systemd)
+test_packages=(googletest pkg-config binutils clang-format clang-tidy qemu-user systemd man-db groff-base)
 bigendian_packages=(gcc-s390x-linux-gnu g++-s390x-linux-gnu)
 fuzz_packages=(clang libclang-rt-dev)
 

@@ -41,27 +41,24 @@ hundredths() {
     echo "${uptime%.*}${uptime#*.}"
 }
 
-# Prints the shortest time of five runs, in hundredths of a second: the machine may have other things to do.
-shortest() {
-    best=100000
-    for attempt in 1 2 3 4 5; do
-        start=$(hundredths)
-        "$@" >/dev/null 2>&1
-        time=$(($(hundredths) - start))
-        [ $time -ge $best ] || best=$time
-    done
-    echo $best
+# Prints how long a command takes, in hundredths of a second.
+duration() {
+    begin=$(hundredths)
+    "$@" >/dev/null 2>&1
+    echo $(($(hundredths) - begin))
 }
 
 # How long a wait of 100 ms without an interrupt takes, beside what the emulated processor needs to start the program.
+# The machine may have other things to do: the best of some attempts counts.
 wait_in_vain() {
-    time=$(shortest "$program" wait tod --timeout 100ms)
-    start=$(shortest "$program" --version)
-    if [ $time -ge 10 ] && [ $((time - start)) -le 20 ]; then
-        echo 'within 200 ms'
-    else
-        echo "after $time hundredths of a second, $start of them for the start"
-    fi
+    start=$(duration "$program" --version)
+    for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
+        time=$(duration "$program" wait tod --timeout 100ms)
+        [ $time -lt 10 ] || [ $((time - start)) -gt 20 ] || { echo 'within 200 ms'; return; }
+        again=$(duration "$program" --version)
+        [ "$again" -ge "$start" ] || start=$again
+    done
+    echo "after $time hundredths of a second, $start of them for the start"
 }
 
 # Raises an interrupt, which stays pending until it is enabled.
@@ -164,7 +161,7 @@ rynvelctl read common.idt 0x20
 rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
 rynvelctl --remote 127.0.0.1 ping tod --count 2
 rynvelctl --remote 127.0.0.1 irq tod raise
-rynvelctl --remote 127.0.0.1 irq tod disable
+rynvelctl irq tod disable
 interrupt tomkar_tod 1
 rynvelctl --remote 127.0.0.1 wait tod --timeout 30s --quiet
 rynvelctl --remote 127.0.0.1 --width 32 read nothing 0

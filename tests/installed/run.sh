@@ -119,6 +119,40 @@ asserts_in_a_release_build() {
 
 runs_the_server() { [ "$(run_consumer "$stage/sbin/rynveld" --version)" = "rynveld $(package_flags --modversion rynvel)" ]; }
 
+runs_the_command_line_program() {
+    [ "$(run_consumer "$stage/bin/rynvelctl" --version)" = "rynvelctl $(package_flags --modversion rynvel)" ] &&
+        [ "$(run_consumer "$stage/bin/rynvelctl" list --quiet | head -n 1)" = traf.top ]
+}
+
+# A manual page that says anything to complain about is no page.
+has_a_manual_page() {
+    local page="$stage/share/man/man1/rynvelctl.1"
+    grep -q '^.SH COMMANDS' "$page" && [ -z "$(MANWIDTH=80 man --warnings -l "$page" 2>&1 >/dev/null | tee /dev/stderr)" ]
+}
+
+# Prints what bash offers for the last of the words.
+completions() {
+    (
+        . "$stage/share/bash-completion/completions/rynvelctl"
+        COMP_WORDS=("$@")
+        COMP_CWORD=$(($# - 1))
+        PATH="$work/bin:$PATH" _rynvelctl
+        echo "${COMPREPLY[*]-}"
+    )
+}
+
+completes_commands_options_and_device_names() {
+    mkdir -p "$work/bin"
+    printf '#!/bin/bash\n%s\n' "$(declare -p work stage emulator)
+$(declare -f run_consumer)
+run_consumer '$stage/bin/rynvelctl' \"\$@\"" >"$work/bin/rynvelctl"
+    chmod +x "$work/bin/rynvelctl"
+    [ "$(completions rynvelctl wa)" = 'watch wait' ] && [ "$(completions rynvelctl --quiet read rt)" = rtc0 ] &&
+        [ "$(completions rynvelctl --remote host irq rtc0 e)" = enable ] &&
+        [ "$(completions rynvelctl write traf.top 0 1 --v)" = '--version --verify' ] &&
+        [ "$(completions rynvelctl dump --order n)" = network ] && [ "$(completions rynvelctl list t)" = '' ]
+}
+
 # The units as installed, but for the place of the program.
 units_are_valid() {
     mkdir -p "$work/units" &&
@@ -143,5 +177,8 @@ check 'the program on the classes runs' classes_program_runs
 check 'a handle outside the table ends the process in every build' asserts_handles_in_a_release_build
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 check 'the register server runs' runs_the_server
+check 'the command line program runs' runs_the_command_line_program
+check 'the manual page is installed and well formed' has_a_manual_page
+check 'completion for bash knows commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
 summary
