@@ -36,6 +36,16 @@ Arguments commandOf(const std::string& path, const Arguments& arguments) {
     return command;
 }
 
+/** The program's own descriptors have the numbers that they would have in a terminal, whatever this process inherited.
+ */
+void keepStandardDescriptorsOnly() {
+    constexpr int first = 3;
+    constexpr int end = 256;
+    for (int descriptor = first; descriptor < end; ++descriptor) {
+        fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    }
+}
+
 /** Takes what is there; false at the end. */
 bool readSome(int descriptor, std::string& text) {
     std::array<char, 4096> buffer{};
@@ -92,6 +102,7 @@ void Program::start(const std::string& path, const Arguments& arguments, const s
     if (m_process == 0) {
         dup2(output, STDOUT_FILENO);
         dup2(error, STDERR_FILENO);
+        keepStandardDescriptorsOnly();
         if (chdir(folder.c_str()) == 0) {
             execvp(pointers[0], pointers.data());
         }
