@@ -1,4 +1,4 @@
-#include "rynvel/PthreadMutex.h"
+#include "PthreadMutex.h"
 
 #include <cstring>
 
@@ -16,16 +16,16 @@ PthreadMutex::PthreadMutex(PthreadMutexType type) {
     // A mutex that none of the calls below initialises: its operations then fail, whatever the memory held before.
     std::memset(&m_mutex, 0xFF, sizeof(m_mutex));
     if (type != PthreadMutexType::PriorityInherit) {
-        succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here, "");
+        succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here);
         return;
     }
     pthread_mutexattr_t attributes;
     // A failure leaves the attributes as they are: only a mutex that was made destroys them.
-    static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here, "") &&
+    static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here) &&
                       succeeded(pthread_mutexattr_setprotocol(&attributes, static_cast<int>(type)),
-                                "pthread_mutexattr_setprotocol", here, "") &&
-                      succeeded(pthread_mutex_init(&m_mutex, &attributes), "pthread_mutex_init", here, "") &&
-                      succeeded(pthread_mutexattr_destroy(&attributes), "pthread_mutexattr_destroy", here, ""));
+                                "pthread_mutexattr_setprotocol", here) &&
+                      succeeded(pthread_mutex_init(&m_mutex, &attributes), "pthread_mutex_init", here) &&
+                      succeeded(pthread_mutexattr_destroy(&attributes), "pthread_mutexattr_destroy", here));
 }
 
 PthreadMutex::~PthreadMutex() {
@@ -35,21 +35,25 @@ PthreadMutex::~PthreadMutex() {
 
 bool PthreadMutex::lock() {
     RYNVEL_MESSAGE(TraceLevel::highRate, "ENTER");
-    RYNVEL_TRACE_POINT(here);
-    return succeeded(pthread_mutex_lock(&m_mutex), "pthread_mutex_lock", here, ".");
+    return take();
 }
 
 bool PthreadMutex::unlock() {
     RYNVEL_MESSAGE(TraceLevel::highRate, "ENTER");
-    RYNVEL_TRACE_POINT(here);
-    return succeeded(pthread_mutex_unlock(&m_mutex), "pthread_mutex_unlock", here, ".");
+    return release();
 }
 
-bool PthreadMutex::succeeded(int error, const char* call, const ZilTraceHeader& caller, const char* end) {
+bool PthreadMutex::report(int error, const char* call, const ZilTraceHeader& caller) {
+    RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, call, "() failed with error ", error, ".");
+    return false;
+}
+
+// Unlike the messages of lock() and unlock(), those of the construction have no full stop.
+bool PthreadMutex::succeeded(int error, const char* call, const ZilTraceHeader& caller) {
     if (error == 0) {
         return true;
     }
-    RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, call, "() failed with error ", error, end);
+    RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, call, "() failed with error ", error);
     return false;
 }
 

@@ -4,10 +4,10 @@
 #include <linux/spi/spidev.h>
 
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 #include "RynvelAssert.h"
+#include "RynvelDeviceLock.h"
 #include "RynvelRegister.h"
 #include "RynvelTrace.h"
 
@@ -74,7 +74,7 @@ bool FpgaSpi32::waitForInterrupt(unsigned long* /*info*/) { return false; }
 
 bool FpgaSpi32::read(unsigned int offset, std::uint32_t* data) {
     RYNVEL_ENTER(Hex(offset));
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     Frame reply{};
     if (!transfer(makeRequest(readCommand, offset, 0), reply)) {
         return false;
@@ -91,7 +91,7 @@ bool FpgaSpi32::read(unsigned int offset, std::uint32_t* data) {
 
 bool FpgaSpi32::write(unsigned int offset, std::uint32_t data) {
     RYNVEL_ENTER(Hex(offset), Hex(data));
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     Frame reply{};
     if (!transfer(makeRequest(writeCommand, offset, data), reply)) {
         return false;

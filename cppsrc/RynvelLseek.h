@@ -8,10 +8,10 @@
 
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <utility>
 
 #include "RynvelAssert.h"
+#include "RynvelDeviceLock.h"
 #include "RynvelRegister.h"
 #include "RynvelTrace.h"
 
@@ -73,21 +73,21 @@ int Lseek<T>::getNativeHandle() const {
 template <typename T>
 bool Lseek<T>::read(unsigned int address, T* data) {
     RYNVEL_ENTER(Hex(address));
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     return seek(address) && readNext(data);
 }
 
 template <typename T>
 bool Lseek<T>::write(unsigned int address, T data) {
     RYNVEL_ENTER(Hex(address), Hex(data));
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     return seek(address) && writeNext(data);
 }
 
 template <typename T>
 bool Lseek<T>::write(unsigned int address, T data, T bitmask) {
     RYNVEL_ENTER(Hex(address), Hex(data), Hex(bitmask));
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     T value = data;
     if (bitmask != std::numeric_limits<T>::max()) {
         T current = 0;
@@ -102,7 +102,7 @@ bool Lseek<T>::write(unsigned int address, T data, T bitmask) {
 template <typename T>
 bool Lseek<T>::read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) {
     RYNVEL_ENTER(Hex(address), items, byteOrder);
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     if (!seek(address)) {
         return false;
     }
@@ -115,7 +115,7 @@ bool Lseek<T>::read(unsigned int address, T* data, unsigned int items, ByteOrder
 template <typename T>
 bool Lseek<T>::write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) {
     RYNVEL_ENTER(Hex(address), items, byteOrder);
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     if (!seek(address)) {
         return false;
     }

@@ -7,10 +7,10 @@
 #include <sys/mman.h>
 
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 #include "RynvelAssert.h"
+#include "RynvelDeviceLock.h"
 #include "RynvelRegister.h"
 #include "RynvelTrace.h"
 
@@ -105,7 +105,7 @@ bool Mmap<T>::read(unsigned int offset, T* data) {
         *data = 0;
         return false;
     }
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     *data = *registers(offset);
     return true;
 }
@@ -116,7 +116,7 @@ bool Mmap<T>::write(unsigned int offset, T data) {
     if (!isMapped()) {
         return false;
     }
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     *registers(offset) = data;
     return true;
 }
@@ -127,7 +127,7 @@ bool Mmap<T>::write(unsigned int offset, T data, T bitmask) {
     if (!isMapped()) {
         return false;
     }
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     volatile T* const reg = registers(offset);
     const T current = *reg;
     *reg = replaceBits(current, data, bitmask);
@@ -140,16 +140,12 @@ bool Mmap<T>::read(unsigned int offset, T* data, unsigned int items, ByteOrder b
     if (!isMapped()) {
         return false;
     }
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     const volatile T* const first = registers(offset);
     if (byteOrder == ByteOrder::Network) {
-        for (std::size_t i = 0; i < items; ++i) {
-            data[i] = reverseBytes(T{first[i]});
-        }
+        copyInOrder(data, first, items, [](T value) { return reverseBytes(value); });
     } else {
-        for (std::size_t i = 0; i < items; ++i) {
-            data[i] = first[i];
-        }
+        copyInOrder(data, first, items, [](T value) { return value; });
     }
     return true;
 }
@@ -160,16 +156,12 @@ bool Mmap<T>::write(unsigned int offset, const T* data, unsigned int items, Byte
     if (!isMapped()) {
         return false;
     }
-    const std::lock_guard<IMutex> lock(*m_mutex);
+    const DeviceLock lock(*m_mutex);
     volatile T* const first = registers(offset);
     if (byteOrder == ByteOrder::Network) {
-        for (std::size_t i = 0; i < items; ++i) {
-            first[i] = reverseBytes(data[i]);
-        }
+        copyInOrder(first, data, items, [](T value) { return reverseBytes(value); });
     } else {
-        for (std::size_t i = 0; i < items; ++i) {
-            first[i] = data[i];
-        }
+        copyInOrder(first, data, items, [](T value) { return value; });
     }
     return true;
 }

@@ -142,7 +142,10 @@ private:
 #define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_ENTER_AT(::Rynvel::TraceLevel::highRate, __VA_ARGS__)
 
 /** The header of an operation whose trace points lie in code that it shares with others; that code is handed it. */
-#define RYNVEL_TRACE_POINT(name) static constexpr ZilTraceHeader name = RYNVEL_TRACE_HEADER(__func__)
+#define RYNVEL_TRACE_POINT(name) RYNVEL_TRACE_POINT_OF(name, __func__)
+
+/** The same in code that serves another function, whose name is given. */
+#define RYNVEL_TRACE_POINT_OF(name, function) static constexpr ZilTraceHeader name = RYNVEL_TRACE_HEADER(function)
 
 /** A message of the operation with the given header, made of pieces that a stream can write. */
 #define RYNVEL_MESSAGE_AT(header, level, ...)                                                                          \

@@ -39,7 +39,12 @@ public:
     bool unlock() override;
 
 private:
-    RYNVEL_LOCAL static bool succeeded(int error, const char* call, const ZilTraceHeader& caller, const char* end);
+    friend class DeviceLock;
+
+    RYNVEL_LOCAL inline bool take();
+    RYNVEL_LOCAL inline bool release();
+    RYNVEL_LOCAL static bool report(int error, const char* call, const ZilTraceHeader& caller);
+    RYNVEL_LOCAL static bool succeeded(int error, const char* call, const ZilTraceHeader& caller);
 
     pthread_mutex_t m_mutex;
     RYNVEL_LOCAL static ZilTrace m_trace;

@@ -330,6 +330,34 @@ TYPED_TEST(MmapTest, ReversesTheBytesOfEveryItemOfANetworkBurst) {
     EXPECT_EQ(values[1], Width<TypeParam>::value);
 }
 
+TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
+    const auto device = this->mapped();
+    constexpr unsigned int most = 10;
+    const auto expected = [](unsigned int i, unsigned int items, ByteOrder order) {
+        const unsigned int shift = order == ByteOrder::Network ? 8 * (sizeof(TypeParam) - 1) : 0;
+        return i < items ? static_cast<TypeParam>((i + 1) << shift) : TypeParam{0};
+    };
+    TypeParam numbers[most] = {};
+    for (unsigned int i = 0; i < most; ++i) {
+        numbers[i] = static_cast<TypeParam>(i + 1);
+    }
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        for (unsigned int items = 0; items < most; ++items) {
+            TypeParam values[most] = {};
+            EXPECT_TRUE(device->write(0, values, most, ByteOrder::Host));
+            EXPECT_TRUE(device->write(0, numbers, items, order));
+            for (unsigned int i = 0; i < most; ++i) {
+                EXPECT_EQ(this->stored(i * sizeof(TypeParam)), expected(i, items, order)) << items;
+            }
+            EXPECT_TRUE(device->write(0, numbers, most, ByteOrder::Host));
+            EXPECT_TRUE(device->read(0, values, items, order));
+            for (unsigned int i = 0; i < most; ++i) {
+                EXPECT_EQ(values[i], expected(i, items, order)) << items;
+            }
+        }
+    }
+}
+
 TYPED_TEST(MmapTest, TakesAnyOrderButNetworkForHost) {
     const auto device = this->mapped();
     this->store(0, Width<TypeParam>::value);

@@ -1,0 +1,124 @@
+#include <cerrno>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+#include <rynvel.hpp>
+
+#include "PlainMutex.h"
+#include "RecordingMutex.h"
+#include "ScriptedPthread.h"
+#include "TraceRecorder.h"
+
+// The lock of a device, by the register operations that take it.
+
+namespace {
+
+using Rynvel::PthreadMutex;
+using Rynvel::PthreadMutexType;
+using RynvelTest::EventLog;
+using RynvelTest::RecordingMutex;
+using RynvelTest::ScriptedPthread;
+using RynvelTest::TraceRecorder;
+
+/** A mutex of a caller that builds on the library's. */
+class CountingMutex : public PthreadMutex {
+public:
+    explicit CountingMutex(int& calls) : PthreadMutex(PthreadMutexType::None), m_calls(calls) {}
+
+    bool lock() override {
+        ++m_calls;
+        return PthreadMutex::lock();
+    }
+
+    bool unlock() override {
+        ++m_calls;
+        return PthreadMutex::unlock();
+    }
+
+private:
+    int& m_calls;
+};
+
+std::unique_ptr<Rynvel::Device32> memoryWith(std::unique_ptr<Rynvel::IMutex> mutex) {
+    return std::make_unique<Rynvel::Mmap<std::uint32_t>>("memory", 0, 4096, std::move(mutex), true);
+}
+
+/** The mutex calls and traces of one write, with both calls failing when there is an error. */
+EventLog eventsOfAWrite(Rynvel::Device32& device, int level, int error = 0) {
+    ScriptedPthread script;
+    const TraceRecorder recorder(level, "Rynvel.PthreadMutex", &script.log());
+    script.clear();
+    script.fail("pthread_mutex_lock", error);
+    script.fail("pthread_mutex_unlock", error);
+    EXPECT_TRUE(device.write(0, 7U));
+    const EventLog events = script.log();
+    // The recorder's end makes such calls too.
+    script.fail("pthread_mutex_lock", 0);
+    script.fail("pthread_mutex_unlock", 0);
+    return events;
+}
+
+TEST(DeviceLock, LocksAndUnlocksTheLibrarysMutexOnce) {
+    const auto device = memoryWith(RynvelTest::plainMutex());
+    EXPECT_EQ(eventsOfAWrite(*device, 6), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
+}
+
+TEST(DeviceLock, TracesTheEntriesOfTheLibrarysMutexAtLevelSeven) {
+    const auto device = memoryWith(RynvelTest::plainMutex());
+    EXPECT_EQ(eventsOfAWrite(*device, 7), (EventLog{"Rynvel.PthreadMutex 7 lock: ENTER", "pthread_mutex_lock",
+                                                    "Rynvel.PthreadMutex 7 unlock: ENTER", "pthread_mutex_unlock"}));
+}
+
+TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) {
+    const std::string end = "() failed with error " + std::to_string(EDEADLK) + ".";
+    const std::string channel = "Rynvel.PthreadMutex ";
+    const EventLog failures{"pthread_mutex_lock", channel + "1 lock: pthread_mutex_lock" + end, "pthread_mutex_unlock",
+                            channel + "1 unlock: pthread_mutex_unlock" + end};
+    EventLog entriesAndFailures = failures;
+    entriesAndFailures.insert(entriesAndFailures.begin() + 2, channel + "7 unlock: ENTER");
+    entriesAndFailures.insert(entriesAndFailures.begin(), channel + "7 lock: ENTER");
+    const auto device = memoryWith(RynvelTest::plainMutex());
+    EXPECT_EQ(eventsOfAWrite(*device, 1, EDEADLK), failures);
+    EXPECT_EQ(eventsOfAWrite(*device, 6, EDEADLK), failures);
+    EXPECT_EQ(eventsOfAWrite(*device, 7, EDEADLK), entriesAndFailures);
+    std::uint32_t value = 0;
+    EXPECT_TRUE(device->read(0, &value));
+    EXPECT_EQ(value, 7U);
+}
+
+TEST(DeviceLock, SaysNothingOfAFailureWhenLevelOneIsOff) {
+    const auto device = memoryWith(RynvelTest::plainMutex());
+    EXPECT_EQ(eventsOfAWrite(*device, 0, EDEADLK), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
+}
+
+TEST(DeviceLock, NamesTheMutexsSourceInItsTraces) {
+    const auto device = memoryWith(RynvelTest::plainMutex());
+    const TraceRecorder recorder(7, "Rynvel.PthreadMutex");
+    device->write(0, 7U);
+    for (const auto& trace : recorder.traces()) {
+        EXPECT_EQ(trace.file, "cppsrc/PthreadMutex");
+    }
+    EXPECT_EQ(recorder.traces().size(), 2U);
+}
+
+TEST(DeviceLock, CallsTheOperationsOfAMutexThatIsDerivedFromTheLibrarys) {
+    int calls = 0;
+    const auto device = memoryWith(std::make_unique<CountingMutex>(calls));
+    EXPECT_EQ(eventsOfAWrite(*device, 6), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
+    EXPECT_EQ(calls, 2);
+}
+
+TEST(DeviceLock, CallsTheOperationsOfACallersMutexAndIgnoresTheirResults) {
+    for (const bool answer : {true, false}) {
+        EventLog log;
+        {
+            const auto device = memoryWith(std::make_unique<RecordingMutex>(log, answer));
+            EXPECT_EQ(eventsOfAWrite(*device, 7), EventLog{});
+        }
+        EXPECT_EQ(log, (EventLog{"lock", "unlock", "mutex destroyed"}));
+    }
+}
+
+} // namespace
