@@ -96,10 +96,11 @@ std::unique_ptr<IDevice> buildOfAnyWidth(const MemoryDevice& row, std::unique_pt
 
 } // namespace
 
+Factory::OpenedDevice Factory::m_openedDevices[memoryDevices.size()];
 std::mutex Factory::m_rynvelListMutex;
 ZilTrace Factory::m_trace("Rynvel.Factory", channelLevel, channelHeaderOption);
 
-Factory::Factory() : m_rynvelList(memoryDevices.size()), m_openedDevices(memoryDevices.size()) {}
+Factory::Factory() : m_rynvelList(memoryDevices.size()) {}
 
 Factory::~Factory() = default;
 
@@ -136,9 +137,11 @@ void Factory::fillSlot(std::size_t index, std::unique_ptr<IDevice> device) {
 }
 
 int Factory::getHandle(const std::shared_ptr<IDevice>& device) const {
-    const auto opened = std::find_if(m_openedDevices.begin(), m_openedDevices.end(),
-                                     [&](const OpenedDevice& candidate) { return candidate.device == device.get(); });
-    return opened == m_openedDevices.end() ? -1 : static_cast<int>(std::distance(m_openedDevices.begin(), opened));
+    const auto* const end = std::cend(m_openedDevices);
+    const auto* const opened = std::find_if(std::cbegin(m_openedDevices), end, [&](const OpenedDevice& candidate) {
+        return candidate.device == device.get();
+    });
+    return opened == end ? -1 : static_cast<int>(std::distance(std::cbegin(m_openedDevices), opened));
 }
 
 int Factory::findMemoryDeviceIndex(const std::string& logicalDevName) const {
@@ -203,8 +206,57 @@ void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHe
     RYNVEL_MESSAGE_AT(caller, TraceLevel::life, "Device \"", row.m_name, "\" created.");
 }
 
-void Factory::failAssertion(const char* expression, unsigned int line, const char* function) {
-    failAssertionAt(expression, "cppsrc/RynvelFactory", line, function);
+const Factory::OpenedDevice& Factory::openedDevice(int handle, const char* accessor) {
+    const auto fail = [accessor](const char* expression, unsigned int line) {
+        failAssertionAt(expression, "cppsrc/RynvelFactory", line, accessor);
+    };
+    if (handle < 0) {
+        fail("handle >= 0", __LINE__);
+    }
+    if (static_cast<std::size_t>(handle) >= memoryDevices.size()) {
+        fail("static_cast<size_t>(handle) < m_rynvelList.size()", __LINE__);
+    }
+    return m_openedDevices[handle];
+}
+
+IDevice* Factory::device(int handle) {
+    return openedDevice(handle, "Rynvel::IDevice* Rynvel::Factory::getBackend(int)").device;
+}
+
+Device8* Factory::device8(int handle) {
+    return openedDevice(handle, "Rynvel::Device8* Rynvel::Factory::getBackend8(int)").device8;
+}
+
+Device16* Factory::device16(int handle) {
+    return openedDevice(handle, "Rynvel::Device16* Rynvel::Factory::getBackend16(int)").device16;
+}
+
+Device32* Factory::device32(int handle) {
+    return openedDevice(handle, "Rynvel::Device32* Rynvel::Factory::getBackend32(int)").device32;
+}
+
+/** The devices behind the handles of the C interface. A handle that was not opened has none. */
+class HandleInterface {
+public:
+    static IDevice& backend(int handle) { return *Factory::device(handle); }
+
+    template <typename T>
+    static Device<T>& backend(int handle);
+};
+
+template <>
+Device8& HandleInterface::backend(int handle) {
+    return *Factory::device8(handle);
+}
+
+template <>
+Device16& HandleInterface::backend(int handle) {
+    return *Factory::device16(handle);
+}
+
+template <>
+Device32& HandleInterface::backend(int handle) {
+    return *Factory::device32(handle);
 }
 
 } // namespace Rynvel
@@ -213,26 +265,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynvel::Factory;
-
-template <typename T>
-Rynvel::Device<T>& backend(int handle);
-
-template <>
-Rynvel::Device8& backend(int handle) {
-    return *Factory::getInstance().getBackend8(handle);
-}
-
-template <>
-Rynvel::Device16& backend(int handle) {
-    return *Factory::getInstance().getBackend16(handle);
-}
-
-template <>
-Rynvel::Device32& backend(int handle) {
-    return *Factory::getInstance().getBackend32(handle);
-}
-
-Rynvel::IDevice& backend(int handle) { return *Factory::getInstance().getBackend(handle); }
+using Rynvel::HandleInterface;
 
 int result(bool success) { return success ? 0 : -1; }
 
@@ -244,27 +277,27 @@ unsigned int indexOf32(unsigned int byteAddress) { return byteAddress >> 2U; }
 
 template <typename T>
 int readRegister(int handle, unsigned int address, T* value) {
-    return result(backend<T>(handle).read(address, value));
+    return result(HandleInterface::backend<T>(handle).read(address, value));
 }
 
 template <typename T>
 int writeRegister(int handle, unsigned int address, T value) {
-    return result(backend<T>(handle).write(address, value));
+    return result(HandleInterface::backend<T>(handle).write(address, value));
 }
 
 template <typename T>
 int writeBits(int handle, unsigned int address, T data, T bitmask) {
-    return result(backend<T>(handle).write(address, data, bitmask));
+    return result(HandleInterface::backend<T>(handle).write(address, data, bitmask));
 }
 
 template <typename T>
 int readBurst(int handle, unsigned int address, T* values, unsigned int items, ByteOrder byteOrder) {
-    return result(backend<T>(handle).read(address, values, items, byteOrder));
+    return result(HandleInterface::backend<T>(handle).read(address, values, items, byteOrder));
 }
 
 template <typename T>
 int writeBurst(int handle, unsigned int address, const T* values, unsigned int items, ByteOrder byteOrder) {
-    return result(backend<T>(handle).write(address, values, items, byteOrder));
+    return result(HandleInterface::backend<T>(handle).write(address, values, items, byteOrder));
 }
 
 } // namespace
@@ -279,17 +312,23 @@ int Rynvel_open2(const char* name) { return Rynvel_open(name); }
 
 void Rynvel_close(int /*handle*/) {}
 
-int Rynvel_ioctl(int handle, int request, unsigned long argument) { return backend(handle).ioctl(request, argument); }
+int Rynvel_ioctl(int handle, int request, unsigned long argument) {
+    return HandleInterface::backend(handle).ioctl(request, argument);
+}
 
-int Rynvel_getInterruptType(int handle, unsigned long* type) { return result(backend(handle).getInterruptType(type)); }
+int Rynvel_getInterruptType(int handle, unsigned long* type) {
+    return result(HandleInterface::backend(handle).getInterruptType(type));
+}
 
-int Rynvel_enableInterrupts(int handle) { return result(backend(handle).enableInterrupt()); }
+int Rynvel_enableInterrupts(int handle) { return result(HandleInterface::backend(handle).enableInterrupt()); }
 
-int Rynvel_disableInterrupts(int handle) { return result(backend(handle).disableInterrupt()); }
+int Rynvel_disableInterrupts(int handle) { return result(HandleInterface::backend(handle).disableInterrupt()); }
 
-int Rynvel_receiveInterrupts(int handle, unsigned long* info) { return result(backend(handle).waitForInterrupt(info)); }
+int Rynvel_receiveInterrupts(int handle, unsigned long* info) {
+    return result(HandleInterface::backend(handle).waitForInterrupt(info));
+}
 
-int Rynvel_getFileDescriptor(int handle) { return backend(handle).getNativeHandle(); }
+int Rynvel_getFileDescriptor(int handle) { return HandleInterface::backend(handle).getNativeHandle(); }
 
 int Rynvel_read8(int handle, unsigned int address, uint8_t* value) { return readRegister(handle, address, value); }
 

@@ -109,8 +109,14 @@ private:
     RYNVEL_LOCAL ~Factory();
 
     RYNVEL_LOCAL void fillSlot(std::size_t index, std::unique_ptr<IDevice> device);
-    const OpenedDevice& openedDevice(int handle, const char* accessor) const;
-    [[noreturn]] static void failAssertion(const char* expression, unsigned int line, const char* function);
+
+    // The accessors of the handles: they need no Factory object, for there is one at most.
+    friend class HandleInterface;
+    static IDevice* device(int handle);
+    static Device8* device8(int handle);
+    static Device16* device16(int handle);
+    static Device32* device32(int handle);
+    RYNVEL_LOCAL static const OpenedDevice& openedDevice(int handle, const char* accessor);
 
     template <typename T>
     RYNVEL_LOCAL std::unique_ptr<Device<T>> makeUnique(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex,
@@ -118,37 +124,19 @@ private:
     RYNVEL_LOCAL static void traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHeader& caller);
 
     std::vector<std::shared_ptr<IDevice>> m_rynvelList;
-    std::vector<OpenedDevice> m_openedDevices;
 
+    RYNVEL_LOCAL static OpenedDevice m_openedDevices[];
     RYNVEL_LOCAL static std::mutex m_rynvelListMutex;
     RYNVEL_LOCAL static ZilTrace m_trace;
 };
 
-inline const Factory::OpenedDevice& Factory::openedDevice(int handle, const char* accessor) const {
-    if (handle < 0) {
-        failAssertion("handle >= 0", __LINE__, accessor);
-    }
-    if (static_cast<std::size_t>(handle) >= m_rynvelList.size()) {
-        failAssertion("static_cast<size_t>(handle) < m_rynvelList.size()", __LINE__, accessor);
-    }
-    return m_openedDevices[static_cast<std::size_t>(handle)];
-}
+inline IDevice* Factory::getBackend(int handle) { return device(handle); }
 
-inline IDevice* Factory::getBackend(int handle) {
-    return openedDevice(handle, "Rynvel::IDevice* Rynvel::Factory::getBackend(int)").device;
-}
+inline Device8* Factory::getBackend8(int handle) { return device8(handle); }
 
-inline Device8* Factory::getBackend8(int handle) {
-    return openedDevice(handle, "Rynvel::Device8* Rynvel::Factory::getBackend8(int)").device8;
-}
+inline Device16* Factory::getBackend16(int handle) { return device16(handle); }
 
-inline Device16* Factory::getBackend16(int handle) {
-    return openedDevice(handle, "Rynvel::Device16* Rynvel::Factory::getBackend16(int)").device16;
-}
-
-inline Device32* Factory::getBackend32(int handle) {
-    return openedDevice(handle, "Rynvel::Device32* Rynvel::Factory::getBackend32(int)").device32;
-}
+inline Device32* Factory::getBackend32(int handle) { return device32(handle); }
 
 } // namespace Rynvel
 
