@@ -1,4 +1,4 @@
-# Shell functions shared by ./demo, ./check and board/run. Sourced, never run.
+# Shell functions shared by ./demo, ./check, board/run and the scripts of benchmarks/. Sourced, never run.
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
@@ -9,6 +9,9 @@ target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
 test_packages=(googletest pkg-config binutils clang-format clang-tidy qemu-user systemd man-db groff-base)
 bigendian_packages=(gcc-s390x-linux-gnu g++-s390x-linux-gnu)
 fuzz_packages=(clang libclang-rt-dev)
+# What measuring adds: the benchmarks, and the counting of instructions.
+benchmark_packages=(libbenchmark-dev)
+counting_packages=(valgrind qemu-user binutils)
 
 # Ends the calling script with one line on standard error.
 die() {

@@ -1,0 +1,110 @@
+#include <benchmark/benchmark.h>
+#include <rynvel.h>
+#include <rynvel.hpp>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "Devices.h"
+#include "Require.h"
+#include "StandIns.h"
+
+// Operations that are system calls, against the bare calls.
+
+namespace {
+
+using benchmark::State;
+using RynvelBenchmark::require;
+
+void seekReadLibrary(State& state) {
+    const int handle = RynvelBenchmark::openSeekable();
+    std::uint32_t value = 0;
+    for (auto _ : state) {
+        require(Rynvel_read32(handle, 0, &value), "read by the library");
+    }
+}
+
+void seekReadRaw(State& state) {
+    static const int file = RynvelBenchmark::MemoryRegisters::get().open();
+    std::uint32_t value = 0;
+    for (auto _ : state) {
+        require(lseek(file, 0, SEEK_SET), "lseek");
+        require(read(file, &value, sizeof(value)), "read");
+    }
+}
+
+/** An interrupt that is there when it is waited for. */
+void interruptLibrary(State& state) {
+    const int handle = RynvelBenchmark::openInterrupt();
+    unsigned long count = 0;
+    for (auto _ : state) {
+        require(Rynvel_receiveInterrupts(handle, &count), "wait by the library");
+    }
+}
+
+void interruptRaw(State& state) {
+    static const int file = RynvelBenchmark::InterruptSource::get().openInterrupt();
+    const std::uint32_t enable = 1;
+    std::uint32_t count = 0;
+    for (auto _ : state) {
+        require(write(file, &enable, sizeof(enable)), "write");
+        require(read(file, &count, sizeof(count)), "read");
+    }
+}
+
+/** An interrupt that another process raises while it is waited for. */
+void blockedInterruptLibrary(State& state) {
+    const int handle = RynvelBenchmark::openWaited();
+    const auto& source = RynvelBenchmark::InterruptSource::get();
+    unsigned long status = 0;
+    for (auto _ : state) {
+        source.raise();
+        require(Rynvel_receiveInterrupts(handle, &status), "wait by the library");
+    }
+}
+
+void blockedInterruptRaw(State& state) {
+    static const int file = RynvelBenchmark::InterruptSource::get().openWaited();
+    const auto& source = RynvelBenchmark::InterruptSource::get();
+    std::uint16_t status = 0;
+    for (auto _ : state) {
+        source.raise();
+        require(read(file, &status, sizeof(status)), "read");
+    }
+}
+
+void readRemote(State& state, const std::string& server, const std::string& name) {
+    const auto device = RynvelBenchmark::connectRemote(server, name);
+    std::uint32_t value = 0;
+    for (auto _ : state) {
+        require(device->read(0, &value) ? 0 : -1, "read by the library");
+    }
+}
+
+void exchangeLibrary(State& state) { readRemote(state, RynvelBenchmark::RegisterServer::get().address(), "registers"); }
+
+void exchangeRaw(State& state) {
+    static const int connection = RynvelBenchmark::RegisterServer::get().connect();
+    const std::array<char, RynvelBenchmark::requestSize> request{};
+    std::array<char, RynvelBenchmark::responseSize> response{};
+    for (auto _ : state) {
+        require(send(connection, request.data(), request.size(), 0), "send");
+        require(read(connection, response.data(), response.size()), "read");
+    }
+}
+
+BENCHMARK(interruptLibrary)->Name("interrupt/library");
+BENCHMARK(interruptRaw)->Name("interrupt/raw");
+BENCHMARK(seekReadLibrary)->Name("seek_read/library");
+BENCHMARK(seekReadRaw)->Name("seek_read/raw");
+// Another process takes part in what is measured in real time.
+BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTime();
+BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
+BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();
+BENCHMARK(exchangeRaw)->Name("exchange/raw")->UseRealTime();
+
+} // namespace
