@@ -21,3 +21,7 @@ rynvel_add_header_library(cli11 libcli11-dev CLI)
 rynvel_add_header_library(asio libasio-dev asio asio.hpp)
 target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 target_link_libraries(asio INTERFACE Threads::Threads)
+# Its fences are beside the locks that the thread sanitizer follows: that the sanitizer does not follow fences is no harm.
+if(RYNVEL_SANITIZERS STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(asio INTERFACE -Wno-tsan)
+endif()

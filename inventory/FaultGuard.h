@@ -6,6 +6,7 @@
 #define RYNVEL_INVENTORY_FAULTGUARD_H
 
 #include <csetjmp>
+#include <csignal>
 
 namespace Inventory {
 
@@ -25,7 +26,7 @@ public:
     static bool run(const Function& access) {
         sigjmp_buf place;
         sigjmp_buf* const outer = s_place;
-        // The mask is not saved: the handler leaves the signals unblocked.
+        // The mask is not saved, which would cost every access a system call: the handler restores it.
         if (sigsetjmp(place, 0) != 0) {
             s_place = outer;
             return false;
@@ -37,7 +38,7 @@ public:
     }
 
 private:
-    static void handle(int signal);
+    static void handle(int signal, siginfo_t* info, void* context);
 
     static thread_local sigjmp_buf* s_place;
 };
