@@ -2,11 +2,12 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <cstddef>
+#include <cerrno>
 
 namespace Rynveld {
 
@@ -15,6 +16,16 @@ namespace {
 void setOption(int descriptor, int level, int option) {
     constexpr int on = 1;
     ::setsockopt(descriptor, level, option, &on, sizeof(on));
+}
+
+/** The result of a transfer that no signal has interrupted. */
+template <typename Transfer>
+ssize_t uninterrupted(const Transfer& transfer) {
+    ssize_t result = transfer();
+    while (result < 0 && errno == EINTR) {
+        result = transfer();
+    }
+    return result;
 }
 
 } // namespace
@@ -31,7 +42,8 @@ bool ClientSocket::receive(Rynvel::IMessage& message) const {
     auto* const bytes = static_cast<char*>(message.toBuffer());
     std::size_t count = 0;
     while (count < message.getSize()) {
-        const ssize_t received = ::recv(m_descriptor, bytes + count, message.getSize() - count, 0);
+        const ssize_t received =
+            uninterrupted([&] { return ::recv(m_descriptor, bytes + count, message.getSize() - count, 0); });
         if (received <= 0) {
             return false;
         }
@@ -41,10 +53,20 @@ bool ClientSocket::receive(Rynvel::IMessage& message) const {
 }
 
 bool ClientSocket::send(const Rynvel::IMessage& message) const {
+    return send(static_cast<const char*>(message.toBuffer()), message.getSize());
+}
+
+bool ClientSocket::sendInHalves(const Rynvel::IMessage& message, std::chrono::milliseconds pause) const {
     const auto* const bytes = static_cast<const char*>(message.toBuffer());
+    const std::size_t half = message.getSize() / 2;
+    return send(bytes, half) && this->pause(pause) && send(bytes + half, message.getSize() - half);
+}
+
+bool ClientSocket::send(const char* bytes, std::size_t size) const {
     std::size_t count = 0;
-    while (count < message.getSize()) {
-        const ssize_t sent = ::send(m_descriptor, bytes + count, message.getSize() - count, MSG_NOSIGNAL);
+    while (count < size) {
+        const ssize_t sent =
+            uninterrupted([&] { return ::send(m_descriptor, bytes + count, size - count, MSG_NOSIGNAL); });
         if (sent <= 0) {
             return false;
         }
@@ -59,6 +81,12 @@ void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) const {
     value.tv_sec = static_cast<time_t>(seconds.count());
     value.tv_usec = static_cast<suseconds_t>(std::chrono::microseconds(timeout - seconds).count());
     ::setsockopt(m_descriptor, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
+    ::setsockopt(m_descriptor, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));
+}
+
+bool ClientSocket::pause(std::chrono::milliseconds duration) const {
+    pollfd end{m_descriptor, 0, 0};
+    return ::poll(&end, 1, static_cast<int>(duration.count())) == 0;
 }
 
 void ClientSocket::shutDown() const { ::shutdown(m_descriptor, SHUT_RDWR); }

@@ -6,6 +6,7 @@
 #define RYNVELD_CLIENTSOCKET_H
 
 #include <chrono>
+#include <cstddef>
 
 #include <rynvel.hpp>
 
@@ -29,13 +30,20 @@ public:
     /** Blocks until the record has been taken. It goes out in one piece as long as the client reads its answers. */
     bool send(const Rynvel::IMessage& message) const;
 
-    /** How long a piece of a record may take to come; 0 for as long as it takes. */
+    /** The same with a pause in the middle of the record. */
+    bool sendInHalves(const Rynvel::IMessage& message, std::chrono::milliseconds pause) const;
+    /** Does nothing for so long. False when the connection has ended. */
+    bool pause(std::chrono::milliseconds duration) const;
+
+    /** How long a piece of a record may take to come or to be taken; 0 for as long as it takes. */
     void setIdleTimeout(std::chrono::milliseconds timeout) const;
 
     /** Ends the connection, and what blocks on it. */
     void shutDown() const;
 
 private:
+    bool send(const char* bytes, std::size_t size) const;
+
     const int m_descriptor;
 };
 

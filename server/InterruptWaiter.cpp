@@ -30,8 +30,8 @@ Rynvel::InterruptMessage messageOf(unsigned long word) {
 
 } // namespace
 
-InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables)
-    : m_device(device), m_waitingEnables(waitingEnables) {}
+InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff)
+    : m_device(device), m_waitingEnables(waitingEnables), m_holdOff(holdOff) {}
 
 InterruptWaiter::~InterruptWaiter() {
     const std::lock_guard<std::mutex> control(m_control);
@@ -74,14 +74,20 @@ void InterruptWaiter::disarm(int socket) {
     }
 }
 
-void InterruptWaiter::enabled() { wish(Wish::Enabled); }
-
-void InterruptWaiter::disabled() { wish(Wish::Disabled); }
-
-void InterruptWaiter::wish(Wish wish) {
+bool InterruptWaiter::enable() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_wish = wish;
+    if (!m_device.enableInterrupt()) {
+        return false;
+    }
+    m_wish = Wish::Enabled;
     m_changed.notify_all();
+    return true;
+}
+
+bool InterruptWaiter::disable() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_wish = Wish::Disabled;
+    return m_device.disableInterrupt();
 }
 
 void InterruptWaiter::start() {
@@ -112,23 +118,23 @@ void InterruptWaiter::stop() {
 
 void InterruptWaiter::run() {
     unsigned long word = 0;
-    while (!m_stopping && waitForReadiness() && receive(word)) {
+    while (!m_stopping && beginToWait() && waitForReadiness() && receive(word)) {
         send(word);
         pause();
     }
     if (!m_stopping) {
-        hangUp();
+        RYNVELD_TRACE(failure, "No interrupts can be received from \"", m_device.getDevName(), "\".");
     }
+    end();
+}
+
+bool InterruptWaiter::beginToWait() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_ended = true;
-    m_changed.notify_all();
+    return !m_waitingEnables || m_wish == Wish::Disabled || m_device.enableInterrupt();
 }
 
 // Waiting here and not in the device keeps a stop from being traced as a failure of the device.
-bool InterruptWaiter::waitForReadiness() {
-    if (m_waitingEnables && !m_device.enableInterrupt()) {
-        return false;
-    }
+bool InterruptWaiter::waitForReadiness() const {
     pollfd device{m_device.getNativeHandle(), POLLIN, 0};
     while (::poll(&device, 1, -1) < 0) {
         if (errno != EINTR || m_stopping) {
@@ -154,7 +160,7 @@ void InterruptWaiter::pause() {
         return;
     }
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait_for(lock, holdOff, [this] { return m_wish != Wish::None || m_stopping; });
+    m_changed.wait_for(lock, m_holdOff, [this] { return m_wish != Wish::None || m_stopping; });
     m_changed.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
 }
 
@@ -174,13 +180,17 @@ void InterruptWaiter::send(unsigned long word) {
     }
 }
 
-// Its clients learn from the end of their connections that nothing will come any more.
-void InterruptWaiter::hangUp() {
-    RYNVELD_TRACE(failure, "No interrupts can be received from \"", m_device.getDevName(), "\".");
+// The clients of a device that has failed learn from the end of their connections that nothing will come any more. One
+// that is armed meanwhile either ends with them or starts a thread anew.
+void InterruptWaiter::end() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    for (const int socket : m_sockets) {
-        ::shutdown(socket, SHUT_RDWR);
+    if (!m_stopping) {
+        for (const int socket : m_sockets) {
+            ::shutdown(socket, SHUT_RDWR);
+        }
     }
+    m_ended = true;
+    m_changed.notify_all();
 }
 
 } // namespace Rynveld

@@ -21,16 +21,16 @@ namespace Rynveld {
  *
  * Where waiting enables the interrupt, the next wait begins when a client enables the interrupt or after a hold-off, so
  * that a source that stays active until a client clears it is not reported over and over meanwhile. Once a client has
- * disabled the interrupt, there is no next wait until a client enables it.
+ * disabled the interrupt, it stays so until a client enables it, or arms the first connection anew.
  *
- * Threads: arm(), disarm(), enabled() and disabled() may be called by any number of threads at once.
+ * Threads: arm(), disarm(), enable() and disable() may be called by any number of threads at once.
  */
 class InterruptWaiter {
 public:
-    static constexpr std::chrono::milliseconds holdOff{10};
+    static constexpr std::chrono::milliseconds usualHoldOff{10};
 
     /** @param waitingEnables whether waitForInterrupt() of the device enables its interrupt. */
-    InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables);
+    InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff = usualHoldOff);
     InterruptWaiter(const InterruptWaiter&) = delete;
     InterruptWaiter& operator=(const InterruptWaiter&) = delete;
     ~InterruptWaiter();
@@ -38,31 +38,36 @@ public:
     /** Prepares the process: a waiting thread is told to end by a signal. */
     static void install();
 
-    /** Sends interrupts to a connected socket from now on. */
+    /**
+     * Sends interrupts to a connected socket from now on.
+     *
+     * @throws std::system_error when the system has no thread left. The socket is to be disarmed then, too.
+     */
     void arm(int socket);
     /** Nothing is sent to the socket any more when it returns. */
     void disarm(int socket);
-    /** A client has enabled the interrupt. */
-    void enabled();
-    /** A client has disabled the interrupt. */
-    void disabled();
+    /** Enables the device's interrupt for a client. */
+    bool enable();
+    /** Disables the device's interrupt for a client. */
+    bool disable();
 
 private:
     /** What the clients have last asked for since the last interrupt. */
     enum class Wish { None, Enabled, Disabled };
 
-    void wish(Wish wish);
     void start();
     void stop();
     void run();
-    bool waitForReadiness();
+    bool beginToWait();
+    bool waitForReadiness() const;
     bool receive(unsigned long& word);
     void pause();
     void send(unsigned long word);
-    void hangUp();
+    void end();
 
     Rynvel::IDevice& m_device;
     const bool m_waitingEnables;
+    const std::chrono::milliseconds m_holdOff;
 
     /** Serialises the starting and stopping of the thread. */
     std::mutex m_control;

@@ -24,6 +24,7 @@ struct Texts {
     std::vector<std::string> ioctls;
     std::string idleTimeout = "0";
     std::vector<std::string> interruptPeriods;
+    std::vector<std::string> faults;
 };
 
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
@@ -65,12 +66,16 @@ asio::ip::network_v4 networkOf(const std::string& text) {
     return network.canonical();
 }
 
-const Rynvel::MemoryDevice& deviceOf(const std::string& option, const std::string& name) {
+const Inventory::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {
     const auto* const row = Inventory::findDevice(name);
     if (row == nullptr) {
         fail(option + ": there is no device '" + name + "'");
     }
-    return *row;
+    const auto* const kind = Inventory::findKind(row->m_type);
+    if (kind == nullptr || kind->access == Inventory::Access::Remote) {
+        fail(option + ": the device '" + name + "' is one of another server");
+    }
+    return *kind;
 }
 
 std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
@@ -88,9 +93,11 @@ void addInterruptPeriod(Options& options, const std::string& text) {
         fail(option + ": '" + text + "' is not NAME=TIME");
     }
     const std::string name = text.substr(0, sign);
-    const auto* const kind = Inventory::findKind(deviceOf(option, name).m_type);
-    if (kind == nullptr || !kind->hasInterrupts) {
+    if (!servedKindOf(option, name).hasInterrupts) {
         fail(option + ": the device '" + name + "' has no interrupts");
+    }
+    if (!options.policy.devices.empty() && options.policy.devices.count(name) == 0) {
+        fail(option + ": the device '" + name + "' is not served");
     }
     const auto period = durationOf(option, text.substr(sign + 1));
     if (period.count() == 0) {
@@ -99,13 +106,22 @@ void addInterruptPeriod(Options& options, const std::string& text) {
     options.interruptPeriods[name] = period;
 }
 
+Fault faultOf(const std::string& text) {
+    const auto fault = parseFault(text);
+    if (!fault) {
+        fail("--fault: '" + text + "' is not a fault such as delay=500ms, error, split=20ms or disconnect:10");
+    }
+    return *fault;
+}
+
 void interpret(const Texts& texts, Options& options) {
     options.listen = endpointOf(texts.listen);
     for (const auto& network : texts.allow) {
         options.allowed.push_back(networkOf(network));
     }
     for (const auto& name : texts.devices) {
-        options.policy.devices.insert(deviceOf("--device", name).m_name);
+        servedKindOf("--device", name);
+        options.policy.devices.insert(name);
     }
     for (const auto& command : texts.ioctls) {
         options.policy.ioctls.insert(
@@ -115,8 +131,14 @@ void interpret(const Texts& texts, Options& options) {
     for (const auto& period : texts.interruptPeriods) {
         addInterruptPeriod(options, period);
     }
+    for (const auto& fault : texts.faults) {
+        options.policy.faults.push_back(faultOf(fault));
+    }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
         fail("--interrupt-every needs --simulate");
+    }
+    if (!options.policy.faults.empty() && !options.policy.simulate) {
+        fail("--fault needs --simulate");
     }
 }
 
@@ -149,6 +171,10 @@ void describe(CLI::App& app, Texts& texts, Options& options) {
                    "With --simulate: raise the interrupt of a device again and again; may be repeated")
         ->type_name("NAME=TIME")
         ->allow_extra_args(false);
+    app.add_option("--fault", texts.faults,
+                   "With --simulate: go wrong at every request of a connection, or at each COUNTth; may be repeated")
+        ->type_name("FAULT[:COUNT]")
+        ->allow_extra_args(false);
 }
 
 std::string oneLine(std::string text) {
@@ -163,6 +189,8 @@ Options parseOptions(int argc, const char* const* argv) {
     Texts texts;
     CLI::App app("Serves the devices of this machine to remote devices of librynvel.", "rynveld");
     app.footer("Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
+               "Faults are delay=TIME (before the answer), error (instead of the operation), split=TIME (between the\n"
+               "halves of the answer) and disconnect (instead of operation and answer).\n"
                "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.");
     describe(app, texts, options);
     try {

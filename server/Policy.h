@@ -8,6 +8,9 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
+
+#include "Faults.h"
 
 namespace Rynveld {
 
@@ -20,6 +23,7 @@ struct Policy {
     std::set<std::uint32_t> ioctls;
     /** Serves devices in memory instead of those of this machine. */
     bool simulate = false;
+    std::vector<Fault> faults;
 };
 
 } // namespace Rynveld

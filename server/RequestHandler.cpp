@@ -53,12 +53,14 @@ RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy) : m
 Response RequestHandler::handle(const Request& request) {
     Response response;
     const Refusal refusal = serve(request, response);
-    if (refusal != nullptr) {
-        RYNVELD_TRACE(life, "Request of type ", static_cast<std::uint32_t>(request.getType()), " for \"",
-                      printable(request.getDeviceName()), "\" refused: ", refusal, ".");
-        response = Response();
-        response.setResult(ResponseData::Result::Error);
-    }
+    return refusal == nullptr ? response : refuse(request, refusal);
+}
+
+Response RequestHandler::refuse(const Request& request, const char* reason) {
+    RYNVELD_TRACE(life, "Request of type ", static_cast<std::uint32_t>(request.getType()), " for \"",
+                  printable(request.getDeviceName()), "\" refused: ", reason, ".");
+    Response response;
+    response.setResult(ResponseData::Result::Error);
     return response;
 }
 
@@ -188,6 +190,9 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
     if (bitmask != 0) {
         return refusalOf(registers.write(request.getAddress(), request.getValue(), bitmask));
     }
+    if (items == 0) {
+        return nullptr;
+    }
     if (items == 1) {
         return refusalOf(registers.write(request.getAddress(), request.getValue()));
     }
@@ -215,16 +220,9 @@ RequestHandler::Refusal RequestHandler::getInterruptType(Response& response) {
     return refusalUnless(success);
 }
 
-RequestHandler::Refusal RequestHandler::enableInterrupt() {
-    const bool success = m_device->device().enableInterrupt();
-    m_device->waiter().enabled();
-    return refusalUnless(success);
-}
+RequestHandler::Refusal RequestHandler::enableInterrupt() { return refusalUnless(m_device->waiter().enable()); }
 
-RequestHandler::Refusal RequestHandler::disableInterrupt() {
-    m_device->waiter().disabled();
-    return refusalUnless(m_device->device().disableInterrupt());
-}
+RequestHandler::Refusal RequestHandler::disableInterrupt() { return refusalUnless(m_device->waiter().disable()); }
 
 // The connection is armed when the answer has been sent: nothing may come before it.
 RequestHandler::Refusal RequestHandler::waitForInterrupt() {

@@ -24,6 +24,8 @@ public:
     RequestHandler(ServedDevices& devices, const Policy& policy);
 
     Rynvel::Response handle(const Rynvel::Request& request);
+    /** Answers with Error and traces the reason. */
+    static Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
 
     /** The device that this connection has open; null when there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }

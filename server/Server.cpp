@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <optional>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -21,12 +23,25 @@ using asio::ip::tcp;
 namespace {
 
 std::string textOf(const tcp::endpoint& endpoint) {
-    return endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
+    std::ostringstream text;
+    text << endpoint;
+    return text.str();
 }
 
-/** Hundreds of threads fit into the address space of a small machine. */
+/** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
+std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
+    if (address.is_v4()) {
+        return address.to_v4();
+    }
+    if (!address.to_v6().is_v4_mapped()) {
+        return std::nullopt;
+    }
+    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+}
+
+/** Hundreds of threads fit into the address space of a small machine. The thread sanitizer keeps much in a stack. */
 void useSmallStacks() {
-    constexpr std::size_t stackSize = std::size_t{256} * 1024;
+    constexpr std::size_t stackSize = std::size_t{1024} * 1024;
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, stackSize);
@@ -75,11 +90,11 @@ Server::~Server() {
 }
 
 void Server::listen() {
+    if (const auto passed = activationSocket()) {
+        m_acceptor.assign(tcp::v4(), *passed);
+        return;
+    }
     try {
-        if (const auto passed = activationSocket()) {
-            m_acceptor.assign(tcp::v4(), *passed);
-            return;
-        }
         m_acceptor.open(tcp::v4());
         m_acceptor.set_option(tcp::acceptor::reuse_address(true));
         m_acceptor.bind(m_options.listen);
@@ -105,7 +120,7 @@ void Server::run() {
 
 void Server::accept() {
     m_acceptor.async_accept([this](const std::error_code& error, tcp::socket socket) {
-        if (error == asio::error::operation_aborted) {
+        if (m_stopped) {
             return;
         }
         if (error) {
@@ -125,8 +140,8 @@ void Server::accept() {
 void Server::acceptLater(const std::error_code& reason) {
     RYNVELD_TRACE(failure, "No client can be accepted: ", reason.message(), ".");
     m_acceptAgain.expires_after(std::chrono::milliseconds(100));
-    m_acceptAgain.async_wait([this](const std::error_code& error) {
-        if (!error) {
+    m_acceptAgain.async_wait([this](const std::error_code& /*error*/) {
+        if (!m_stopped) {
             accept();
         }
     });
@@ -146,10 +161,10 @@ void Server::admit(tcp::socket socket, const tcp::endpoint& peer) {
 
 bool Server::isAllowed(const asio::ip::address& address) const {
     const auto& allowed = m_options.allowed;
-    return allowed.empty() || std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
-               const auto host = address.to_v4();
-               return asio::ip::network_v4(host, network.prefix_length()).canonical() == network;
-           });
+    const auto host = v4Of(address);
+    return allowed.empty() || (host && std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
+                                   return asio::ip::network_v4(*host, network.prefix_length()).canonical() == network;
+                               }));
 }
 
 void Server::serve(int descriptor) {
@@ -191,22 +206,28 @@ void Server::startTickers() {
 
 void Server::tick(Ticker& ticker) {
     ticker.timer.expires_after(ticker.period);
-    ticker.timer.async_wait([this, &ticker](const std::error_code& error) {
-        if (!error) {
+    ticker.timer.async_wait([this, &ticker](const std::error_code& /*error*/) {
+        if (!m_stopped) {
             ticker.device->simulatedInterrupt()->raise(std::nullopt);
             tick(ticker);
         }
     });
 }
 
-// The loop ends when the last client has been removed.
+// What is under way already comes in yet, with success.
 void Server::stop() {
+    if (m_stopped) {
+        return;
+    }
+    m_stopped = true;
     notifyServiceManager("STOPPING=1");
     std::error_code ignored;
     m_acceptor.close(ignored);
     m_acceptAgain.cancel();
     m_signals.cancel(ignored);
-    m_tickers.clear();
+    for (auto& ticker : m_tickers) {
+        ticker.timer.cancel();
+    }
     for (const auto& client : m_clients) {
         client.session->stop();
     }

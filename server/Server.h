@@ -71,6 +71,7 @@ private:
     void tick(Ticker& ticker);
     void stop();
 
+    bool m_stopped = false;
     const Options& m_options;
     ServedDevices m_devices;
     asio::io_context m_io;

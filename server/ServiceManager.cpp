@@ -1,12 +1,14 @@
 #include "ServiceManager.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdlib>
+#include <stdexcept>
 
 namespace Rynveld {
 
@@ -32,12 +34,25 @@ socklen_t addressOf(const std::string& path, sockaddr_un& address) {
     return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
 }
 
+int optionOf(int socket, int option) {
+    int value = 0;
+    socklen_t size = sizeof(value);
+    return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
+}
+
+bool listensForTcp(int socket) {
+    return optionOf(socket, SO_ACCEPTCONN) == 1 && optionOf(socket, SO_PROTOCOL) == IPPROTO_TCP;
+}
+
 } // namespace
 
 std::optional<int> activationSocket() {
     if (environment("LISTEN_PID") != std::to_string(::getpid()) || environment("LISTEN_FDS").empty() ||
         environment("LISTEN_FDS") == "0") {
         return std::nullopt;
+    }
+    if (!listensForTcp(firstPassedDescriptor)) {
+        throw std::runtime_error("the socket that was passed does not listen for TCP connections");
     }
     ::fcntl(firstPassedDescriptor, F_SETFD, FD_CLOEXEC);
     return firstPassedDescriptor;

@@ -3,7 +3,7 @@
 namespace Rynveld {
 
 Session::Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout)
-    : m_socket(descriptor), m_idleTimeout(idleTimeout), m_handler(devices, policy) {
+    : m_socket(descriptor), m_idleTimeout(idleTimeout), m_handler(devices, policy), m_faults(policy.faults) {
     m_socket.setIdleTimeout(m_idleTimeout);
 }
 
@@ -18,14 +18,26 @@ void Session::run() {
 
 bool Session::answer(const Rynvel::Request& request) {
     disarm();
-    const Rynvel::Response response = m_handler.handle(request);
-    if (!m_socket.send(response)) {
+    const Mishap mishap = m_faults.next();
+    if (mishap.disconnects) {
+        return false;
+    }
+    const Rynvel::Response response =
+        mishap.fails ? RequestHandler::refuse(request, "a fault is simulated") : m_handler.handle(request);
+    if (!send(response, mishap)) {
         return false;
     }
     if (response.isSuccessful() && request.getType() == Rynvel::RequestData::Type::WaitForInterrupt) {
         arm();
     }
     return true;
+}
+
+bool Session::send(const Rynvel::Response& response, const Mishap& mishap) const {
+    if (mishap.delay.count() > 0 && !m_socket.pause(mishap.delay)) {
+        return false;
+    }
+    return mishap.split.count() > 0 ? m_socket.sendInHalves(response, mishap.split) : m_socket.send(response);
 }
 
 void Session::arm() {

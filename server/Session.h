@@ -33,12 +33,14 @@ public:
 
 private:
     bool answer(const Rynvel::Request& request);
+    bool send(const Rynvel::Response& response, const Mishap& mishap) const;
     void arm();
     void disarm();
 
     const ClientSocket m_socket;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
+    FaultPlan m_faults;
     /** Null when the connection is not armed. */
     std::shared_ptr<ServedDevice> m_armed;
 };

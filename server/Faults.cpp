@@ -1,0 +1,86 @@
+#include "Faults.h"
+
+#include "Duration.h"
+
+namespace Rynveld {
+
+namespace {
+
+/** A count from 1 to 999999 in decimal. */
+std::optional<std::uint32_t> parseCount(const std::string& text) {
+    constexpr std::size_t mostDigits = 6;
+    if (text.empty() || text.size() > mostDigits || text.find_first_not_of("0123456789") != std::string::npos) {
+        return std::nullopt;
+    }
+    const auto count = static_cast<std::uint32_t>(std::stoul(text));
+    return count > 0 ? std::optional<std::uint32_t>(count) : std::nullopt;
+}
+
+std::optional<Fault> parseTimed(Fault::Kind kind, const std::string& text) {
+    const auto time = Inventory::parseDuration(text);
+    return time && time->count() > 0 ? std::optional<Fault>({kind, *time, 1}) : std::nullopt;
+}
+
+std::optional<Fault> parseKind(const std::string& text) {
+    const auto sign = text.find('=') + 1;
+    const std::string name = text.substr(0, sign == 0 ? std::string::npos : sign);
+    if (name == "delay=") {
+        return parseTimed(Fault::Kind::Delay, text.substr(sign));
+    }
+    if (name == "split=") {
+        return parseTimed(Fault::Kind::Split, text.substr(sign));
+    }
+    if (name == "error") {
+        return Fault{Fault::Kind::Error, {}, 1};
+    }
+    if (name == "disconnect") {
+        return Fault{Fault::Kind::Disconnect, {}, 1};
+    }
+    return std::nullopt;
+}
+
+void add(Mishap& mishap, const Fault& fault) {
+    switch (fault.kind) {
+    case Fault::Kind::Delay:
+        mishap.delay = fault.time;
+        break;
+    case Fault::Kind::Error:
+        mishap.fails = true;
+        break;
+    case Fault::Kind::Split:
+        mishap.split = fault.time;
+        break;
+    case Fault::Kind::Disconnect:
+        mishap.disconnects = true;
+        break;
+    }
+}
+
+} // namespace
+
+std::optional<Fault> parseFault(const std::string& text) {
+    const auto colon = text.find(':');
+    auto fault = parseKind(text.substr(0, colon));
+    if (!fault || colon == std::string::npos) {
+        return fault;
+    }
+    const auto count = parseCount(text.substr(colon + 1));
+    if (!count) {
+        return std::nullopt;
+    }
+    fault->every = *count;
+    return fault;
+}
+
+Mishap FaultPlan::next() {
+    ++m_requests;
+    Mishap mishap;
+    for (const auto& fault : m_faults) {
+        if (m_requests % fault.every == 0) {
+            add(mishap, fault);
+        }
+    }
+    return mishap;
+}
+
+} // namespace Rynveld

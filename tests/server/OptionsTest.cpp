@@ -1,0 +1,177 @@
+#include "Options.h"
+
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+namespace {
+
+using Rynveld::Answered;
+using Rynveld::Fault;
+using Rynveld::Options;
+using namespace std::chrono_literals;
+using Words = std::vector<std::string>;
+
+Options parse(const Words& words) {
+    std::vector<const char*> pointers = {"rynveld"};
+    for (const auto& word : words) {
+        pointers.push_back(word.c_str());
+    }
+    return Rynveld::parseOptions(static_cast<int>(pointers.size()), pointers.data());
+}
+
+/** The message of a wrong command line; nothing for a right one. */
+std::string problemOf(const Words& words) {
+    try {
+        parse(words);
+    } catch (const std::invalid_argument& problem) {
+        return problem.what();
+    }
+    return "";
+}
+
+std::string listenOf(const Words& words) {
+    const auto endpoint = parse(words).listen;
+    return endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
+}
+
+TEST(Options, HaveSafeDefaults) {
+    const auto options = parse({});
+    EXPECT_EQ(listenOf({}), "127.0.0.1:8888");
+    EXPECT_TRUE(options.allowed.empty());
+    EXPECT_EQ(options.maxConnections, 128U);
+    EXPECT_EQ(options.idleTimeout, 0ms);
+    EXPECT_TRUE(options.interruptPeriods.empty());
+    EXPECT_TRUE(options.policy.devices.empty());
+    EXPECT_TRUE(options.policy.ioctls.empty());
+    EXPECT_TRUE(options.policy.faults.empty());
+    EXPECT_FALSE(options.policy.readOnly);
+    EXPECT_FALSE(options.policy.simulate);
+}
+
+TEST(Options, SayWhereToListen) {
+    EXPECT_EQ(listenOf({"--listen", "0.0.0.0"}), "0.0.0.0:8888");
+    EXPECT_EQ(listenOf({"--listen", "10.1.2.3:0"}), "10.1.2.3:0");
+    EXPECT_EQ(listenOf({"--listen=127.0.0.1:65535"}), "127.0.0.1:65535");
+    for (const char* wrong : {"localhost", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x",
+                              "127.0.0.1:80:90", "127.0.0", "256.0.0.1", "[::1]:80", "::1", ":80", "80", ""}) {
+        EXPECT_EQ(problemOf({"--listen", wrong}),
+                  std::string("--listen: '") + wrong + "' is not ADDRESS or ADDRESS:PORT, with an IPv4 address");
+    }
+}
+
+TEST(Options, NameTheNetworksOfClients) {
+    const auto allowed =
+        parse({"--allow", "10.0.0.0/8", "--allow", "192.168.1.20", "--allow=192.168.7.9/24", "--allow=0.0.0.0/0"})
+            .allowed;
+    ASSERT_EQ(allowed.size(), 4U);
+    EXPECT_EQ(allowed[0].to_string(), "10.0.0.0/8");
+    EXPECT_EQ(allowed[1].to_string(), "192.168.1.20/32");
+    EXPECT_EQ(allowed[2].to_string(), "192.168.7.0/24");
+    EXPECT_EQ(allowed[3].to_string(), "0.0.0.0/0");
+    for (const char* wrong : {"10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "10.0.0/8", "net", "::1/128", "/8", ""}) {
+        EXPECT_EQ(problemOf({"--allow", wrong}),
+                  std::string("--allow: '") + wrong + "' is not an IPv4 network such as 10.0.0.0/8");
+    }
+}
+
+TEST(Options, NameTheDevicesThatAreServed) {
+    const auto options = parse({"--device", "uio.16", "--device=seek.8", "--device", "uio.16"});
+    EXPECT_EQ(options.policy.devices, (std::set<std::string>{"seek.8", "uio.16"}));
+    EXPECT_EQ(problemOf({"--device", "nothing"}), "--device: there is no device 'nothing'");
+    EXPECT_EQ(problemOf({"--device", "far"}), "--device: the device 'far' is one of another server");
+}
+
+TEST(Options, AllowIoctlCommandsByNumber) {
+    const auto options = parse({"--allow-ioctl", "0xEE00", "--allow-ioctl=17", "--allow-ioctl", "0XfFfFfFfF",
+                                "--allow-ioctl", "4294967295", "--allow-ioctl", "0"});
+    EXPECT_EQ(options.policy.ioctls, (std::set<std::uint32_t>{0, 17, 0xEE00, 0xFFFFFFFF}));
+    for (const char* wrong :
+         {"4294967296", "0x100000000", "0x", "x", "-1", "+1", " 1", "1 ", "0b1", "12345678901", ""}) {
+        EXPECT_EQ(problemOf({"--allow-ioctl", wrong}),
+                  std::string("--allow-ioctl: '") + wrong + "' is not a number such as 0xEE00");
+    }
+}
+
+TEST(Options, LimitConnectionsAndIdleness) {
+    EXPECT_EQ(parse({"--max-connections", "1"}).maxConnections, 1U);
+    EXPECT_EQ(parse({"--max-connections", "10000"}).maxConnections, 10000U);
+    for (const char* wrong : {"0", "10001", "-1", "many", ""}) {
+        EXPECT_NE(problemOf({"--max-connections", wrong}), "") << wrong;
+    }
+    EXPECT_EQ(parse({"--idle-timeout", "1m"}).idleTimeout, 1min);
+    EXPECT_EQ(parse({"--idle-timeout", "0"}).idleTimeout, 0ms);
+    EXPECT_EQ(problemOf({"--idle-timeout", "5"}), "--idle-timeout: '5' is not a time such as 500ms, 2s or 1m");
+}
+
+TEST(Options, AreReadOnlyOnDemand) { EXPECT_TRUE(parse({"--read-only"}).policy.readOnly); }
+
+TEST(Options, RaiseInterruptsOfSimulatedDevices) {
+    const auto options = parse({"--simulate", "--interrupt-every", "uio.32=1s", "--interrupt-every=uio.16=5ms",
+                                "--device=uio.16", "--device=uio.32"});
+    EXPECT_TRUE(options.policy.simulate);
+    EXPECT_EQ(options.interruptPeriods,
+              (std::map<std::string, std::chrono::milliseconds>{{"uio.16", 5ms}, {"uio.32", 1000ms}}));
+}
+
+TEST(Options, RaiseNoOtherInterrupts) {
+    const auto problem = [](const std::string& value) { return problemOf({"--simulate", "--interrupt-every", value}); };
+    EXPECT_EQ(problem("uio.32"), "--interrupt-every: 'uio.32' is not NAME=TIME");
+    EXPECT_EQ(problem("=1s"), "--interrupt-every: there is no device ''");
+    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: there is no device 'nothing'");
+    EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: the device 'seek.8' has no interrupts");
+    EXPECT_EQ(problem("far=1s"), "--interrupt-every: the device 'far' is one of another server");
+    EXPECT_EQ(problem("uio.32="), "--interrupt-every: '' is not a time such as 500ms, 2s or 1m");
+    EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must not be 0");
+    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every needs --simulate");
+    EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--interrupt-every", "uio.32=1s"}),
+              "--interrupt-every: the device 'uio.32' is not served");
+}
+
+TEST(Options, GoWrongOnDemand) {
+    const auto faults = parse({"--simulate", "--fault", "error:3", "--fault=delay=1s"}).policy.faults;
+    ASSERT_EQ(faults.size(), 2U);
+    EXPECT_EQ(faults[0].kind, Fault::Kind::Error);
+    EXPECT_EQ(faults[0].every, 3U);
+    EXPECT_EQ(faults[1].kind, Fault::Kind::Delay);
+    EXPECT_EQ(problemOf({"--simulate", "--fault", "nothing"}),
+              "--fault: 'nothing' is not a fault such as delay=500ms, error, split=20ms or disconnect:10");
+    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault needs --simulate");
+}
+
+TEST(Options, AreOfOneLineEachWhenTheyAreWrong) {
+    for (const auto& words : {Words{"--nothing"}, Words{"extra"}, Words{"--listen"}, Words{"--max-connections", "x"},
+                              Words{"--simulate=perhaps"}, Words{"--listen", "0.0.0.0", "--listen", "0.0.0.0"},
+                              Words{"--allow"}, Words{"-x"}, Words{"--nothing\nmore"}}) {
+        const std::string problem = problemOf(words);
+        EXPECT_NE(problem, "") << words[0];
+        EXPECT_EQ(problem.find('\n'), std::string::npos) << problem;
+    }
+}
+
+TEST(Options, AskForHelp) {
+    try {
+        parse({"--help"});
+        FAIL();
+    } catch (const Answered& answer) {
+        for (const char* option :
+             {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl", "--max-connections", "--idle-timeout",
+              "--simulate", "--interrupt-every", "--fault", "Exit status"}) {
+            EXPECT_NE(answer.text.find(option), std::string::npos) << option;
+        }
+    }
+}
+
+TEST(Options, AskForTheVersion) {
+    try {
+        parse({"--version"});
+        FAIL();
+    } catch (const Answered& answer) {
+        EXPECT_EQ(answer.text.compare(0, 8, "rynveld "), 0) << answer.text;
+        EXPECT_EQ(answer.text.back(), '\n');
+    }
+}
+
+} // namespace
+} // namespace RynvelTest

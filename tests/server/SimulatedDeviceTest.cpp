@@ -1,0 +1,233 @@
+#include "SimulatedDevice.h"
+
+#include <poll.h>
+
+#include <array>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+namespace {
+
+using Inventory::DeviceKind;
+using Inventory::Outcome;
+using Rynvel::ByteOrder;
+using Rynveld::simulate;
+using Rynveld::SimulatedInterrupt;
+using Rynveld::simulatedSize;
+
+constexpr std::uint32_t pattern = 0x81A2C3E4;
+
+DeviceKind kindOf(unsigned int width, unsigned int addressStep = 1, bool hasInterrupts = true) {
+    return {"", Inventory::Access::Mapped, width, hasInterrupts, true, addressStep};
+}
+
+std::uint32_t maskOf(unsigned int width) { return width == 32 ? UINT32_MAX : (1U << width) - 1; }
+
+std::uint32_t reversed(std::uint32_t value, unsigned int width) {
+    std::uint32_t result = 0;
+    for (unsigned int bit = 0; bit < width; bit += 8) {
+        result = result << 8U | (value >> bit & 0xFFU);
+    }
+    return result;
+}
+
+bool isReadable(int descriptor) {
+    pollfd state{descriptor, POLLIN, 0};
+    return ::poll(&state, 1, 0) == 1;
+}
+
+/** The widths. */
+class SimulatedDeviceTest : public testing::TestWithParam<unsigned int> {
+protected:
+    unsigned int width() const { return GetParam(); }
+    std::uint32_t value(unsigned int i = 0) const { return (pattern + 0x11111111U * i) & maskOf(width()); }
+
+    std::uint32_t at(std::uint32_t address) {
+        std::uint32_t value = 0;
+        EXPECT_EQ(registers().read(address, value), Outcome::Done);
+        return value;
+    }
+
+    Inventory::RegisterDevice& registers() { return *m_simulation.device; }
+
+    Rynveld::Simulation m_simulation = simulate("simulated", kindOf(GetParam()));
+};
+
+INSTANTIATE_TEST_SUITE_P(Widths, SimulatedDeviceTest, testing::Values(8U, 16U, 32U),
+                         [](const auto& width) { return std::to_string(width.param); });
+
+TEST_P(SimulatedDeviceTest, HasItsNameAndItsWidth) {
+    EXPECT_EQ(registers().width(), width());
+    EXPECT_EQ(registers().device().getDevName(), "simulated");
+}
+
+TEST_P(SimulatedDeviceTest, KeepsEveryRegisterByItself) {
+    const std::uint32_t count = simulatedSize / (width() / 8);
+    EXPECT_EQ(at(count - 1), 0U);
+    EXPECT_EQ(registers().write(count - 1, value(1)), Outcome::Done);
+    EXPECT_EQ(registers().write(0, value(2)), Outcome::Done);
+    EXPECT_EQ(at(count - 1), value(1));
+    EXPECT_EQ(at(0), value(2));
+    EXPECT_EQ(at(1), 0U);
+    EXPECT_EQ(at(count - 2), 0U);
+}
+
+TEST_P(SimulatedDeviceTest, ReplacesTheBitsUnderAMask) {
+    const std::uint32_t mask = 0x0FF0F00FU & maskOf(width());
+    EXPECT_EQ(registers().write(3, value(1)), Outcome::Done);
+    EXPECT_EQ(registers().write(3, value(2), mask), Outcome::Done);
+    EXPECT_EQ(at(3), (value(1) & ~mask) | (value(2) & mask));
+}
+
+TEST_P(SimulatedDeviceTest, MovesBurstsInBothOrders) {
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        const std::array<std::uint32_t, 3> written{value(1), value(2), value(3)};
+        EXPECT_EQ(registers().write(7, written.data(), 3, order), Outcome::Done);
+        for (unsigned int i = 0; i < 3; ++i) {
+            EXPECT_EQ(at(7 + i), order == ByteOrder::Host ? written[i] : reversed(written[i], width()));
+        }
+        std::array<std::uint32_t, 3> values{};
+        EXPECT_EQ(registers().read(7, values.data(), 3, order), Outcome::Done);
+        EXPECT_EQ(values, written);
+    }
+}
+
+TEST_P(SimulatedDeviceTest, HasNothingBehindItsLastRegister) {
+    const std::uint32_t count = simulatedSize / (width() / 8);
+    std::uint32_t word = 0;
+    std::array<std::uint32_t, 2> words{};
+    for (const std::uint32_t address : {count, count + 1, 0x80000000U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(registers().read(address, word), Outcome::Failed);
+        EXPECT_EQ(registers().write(address, 1), Outcome::Failed);
+        EXPECT_EQ(registers().write(address, 1, 1), Outcome::Failed);
+        EXPECT_EQ(registers().read(address, words.data(), 2, ByteOrder::Host), Outcome::Failed);
+    }
+    EXPECT_EQ(registers().read(count - 1, words.data(), 2, ByteOrder::Host), Outcome::Failed);
+    EXPECT_EQ(registers().write(count - 1, words.data(), 2, ByteOrder::Host), Outcome::Failed);
+    EXPECT_EQ(registers().read(count - 2, words.data(), 2, ByteOrder::Host), Outcome::Done);
+}
+
+TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
+    const unsigned int step = width() / 8;
+    const auto seekable = simulate("seekable", kindOf(width(), step, false));
+    const std::array<std::uint32_t, 2> written{value(1), value(2)};
+    EXPECT_EQ(seekable.device->write(step, written.data(), 2, ByteOrder::Host), Outcome::Done);
+    std::uint32_t word = 0;
+    EXPECT_EQ(seekable.device->read(2 * step, word), Outcome::Done);
+    EXPECT_EQ(word, value(2));
+    EXPECT_EQ(seekable.device->read(simulatedSize - step, word), Outcome::Done);
+    EXPECT_EQ(seekable.device->read(simulatedSize, word), Outcome::Failed);
+    if (step > 1) {
+        EXPECT_EQ(seekable.device->read(step + 1, word), Outcome::Failed);
+    }
+}
+
+TEST_P(SimulatedDeviceTest, HasInterruptsWhereItsKindHas) {
+    unsigned long type = 0;
+    auto& device = registers().device();
+    EXPECT_TRUE(device.getInterruptType(&type));
+    EXPECT_EQ(type, 4U);
+    EXPECT_TRUE(device.enableInterrupt());
+    EXPECT_TRUE(device.disableInterrupt());
+    EXPECT_EQ(device.getNativeHandle(), m_simulation.interrupt->descriptor());
+}
+
+TEST_P(SimulatedDeviceTest, HasNoInterruptsWhereItsKindHasNone) {
+    const auto simulation = simulate("simulated", kindOf(width(), 1, false));
+    auto& device = simulation.device->device();
+    unsigned long type = 0x55;
+    EXPECT_EQ(simulation.interrupt, nullptr);
+    EXPECT_FALSE(device.getInterruptType(&type));
+    EXPECT_FALSE(device.enableInterrupt());
+    EXPECT_FALSE(device.disableInterrupt());
+    EXPECT_FALSE(device.waitForInterrupt(&type));
+    EXPECT_EQ(type, 0x55U);
+    EXPECT_EQ(device.getNativeHandle(), -1);
+}
+
+TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
+    m_simulation.interrupt->raise(7);
+    EXPECT_FALSE(isReadable(m_simulation.interrupt->descriptor()));
+    unsigned long word = 0;
+    EXPECT_TRUE(registers().device().waitForInterrupt(&word));
+    EXPECT_EQ(word, 7U);
+}
+
+TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
+
+/** The word that waits to be received; none when none does. */
+std::optional<unsigned long> received(SimulatedInterrupt& interrupt) {
+    unsigned long word = 0;
+    if (!isReadable(interrupt.descriptor()) || !interrupt.receive(&word)) {
+        return std::nullopt;
+    }
+    return word;
+}
+
+TEST(SimulatedInterrupt, IsPendingUntilItIsEnabled) {
+    SimulatedInterrupt interrupt;
+    interrupt.raise(7);
+    EXPECT_EQ(received(interrupt), std::nullopt);
+    interrupt.enable();
+    EXPECT_EQ(received(interrupt), 7U);
+    interrupt.enable();
+    EXPECT_EQ(received(interrupt), std::nullopt);
+}
+
+TEST(SimulatedInterrupt, KeepsTheLatestOfThosePending) {
+    SimulatedInterrupt interrupt;
+    interrupt.raise(7);
+    interrupt.raise(8);
+    interrupt.enable();
+    EXPECT_EQ(received(interrupt), 8U);
+    EXPECT_EQ(received(interrupt), std::nullopt);
+}
+
+TEST(SimulatedInterrupt, IsReceivedInOrderWhileItIsEnabled) {
+    SimulatedInterrupt interrupt;
+    interrupt.enable();
+    interrupt.raise(7);
+    interrupt.raise(0xFFFFFFFF);
+    EXPECT_EQ(received(interrupt), 7U);
+    EXPECT_EQ(received(interrupt), 0xFFFFFFFFU);
+}
+
+TEST(SimulatedInterrupt, IsPendingAgainAfterItIsDisabled) {
+    SimulatedInterrupt interrupt;
+    interrupt.enable();
+    interrupt.disable();
+    interrupt.raise(7);
+    EXPECT_EQ(received(interrupt), std::nullopt);
+    interrupt.enable();
+    EXPECT_EQ(received(interrupt), 7U);
+}
+
+TEST(SimulatedInterrupt, IsCountedFromOneWithoutAWord) {
+    SimulatedInterrupt interrupt;
+    interrupt.enable();
+    interrupt.raise(std::nullopt);
+    interrupt.raise(100);
+    interrupt.raise(std::nullopt);
+    EXPECT_EQ(received(interrupt), 1U);
+    EXPECT_EQ(received(interrupt), 100U);
+    EXPECT_EQ(received(interrupt), 3U);
+}
+
+TEST(SimulatedInterrupt, NeverBlocksTheOneWhoRaisesIt) {
+    SimulatedInterrupt interrupt;
+    interrupt.enable();
+    constexpr unsigned int more = 100000;
+    for (unsigned int i = 0; i < more; ++i) {
+        interrupt.raise(std::nullopt);
+    }
+    unsigned long expected = 1;
+    for (auto word = received(interrupt); word; word = received(interrupt)) {
+        ASSERT_EQ(*word, expected++);
+    }
+    EXPECT_GT(expected, 1000U);
+}
+
+} // namespace
+} // namespace RynvelTest

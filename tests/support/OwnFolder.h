@@ -1,0 +1,41 @@
+#ifndef RYNVEL_TESTS_OWNFOLDER_H
+#define RYNVEL_TESTS_OWNFOLDER_H
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+
+/** The working folder of a test that names its files as others do. It is removed with all that is in it. */
+class OwnFolder {
+public:
+    OwnFolder() : m_before(std::filesystem::current_path()) {
+        std::string path = m_before / "test.XXXXXX";
+        EXPECT_NE(::mkdtemp(path.data()), nullptr);
+        m_path = path;
+        std::filesystem::current_path(m_path);
+    }
+    OwnFolder(const OwnFolder&) = delete;
+    OwnFolder& operator=(const OwnFolder&) = delete;
+    ~OwnFolder() {
+        std::filesystem::current_path(m_before);
+        std::filesystem::remove_all(m_path);
+    }
+
+    /** A file of zeros in the working folder. */
+    static void makeFile(const std::string& name, std::uintmax_t size) {
+        std::ofstream{name};
+        std::filesystem::resize_file(name, size);
+    }
+
+private:
+    const std::filesystem::path m_before;
+    std::filesystem::path m_path;
+};
+
+} // namespace RynvelTest
+
+#endif

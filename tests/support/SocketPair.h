@@ -1,0 +1,56 @@
+#ifndef RYNVEL_TESTS_SOCKETPAIR_H
+#define RYNVEL_TESTS_SOCKETPAIR_H
+
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <linux/sockios.h>
+
+#include <array>
+#include <thread>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+
+/** Waits until the other end has taken all that was sent from a socket of a pair. */
+inline void waitUntilTaken(int socket) {
+    int waiting = 1;
+    while (::ioctl(socket, SIOCOUTQ, &waiting) == 0 && waiting > 0) {
+        std::this_thread::yield();
+    }
+}
+
+/** Two connected sockets. */
+class SocketPair {
+public:
+    /** @param type SOCK_STREAM, or SOCK_SEQPACKET to see each call of send() by itself. */
+    explicit SocketPair(int type = SOCK_STREAM) {
+        EXPECT_EQ(::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, m_ends.data()), 0);
+    }
+    SocketPair(const SocketPair&) = delete;
+    SocketPair& operator=(const SocketPair&) = delete;
+    ~SocketPair() {
+        for (const int end : m_ends) {
+            if (end != -1) {
+                ::close(end);
+            }
+        }
+    }
+
+    int server() const { return m_ends[0]; }
+    int client() const { return m_ends[1]; }
+
+    /** Leaves the closing of an end to somebody else. */
+    int releaseServer() { return std::exchange(m_ends[0], -1); }
+    int releaseClient() { return std::exchange(m_ends[1], -1); }
+
+private:
+    std::array<int, 2> m_ends{-1, -1};
+};
+
+} // namespace RynvelTest
+
+#endif
