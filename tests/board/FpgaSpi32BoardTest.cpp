@@ -18,6 +18,7 @@ public:
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = false;
     static constexpr bool atomicMaskedWrites = false;
+    static constexpr bool overRecords = false;
 
     FpgaOnBoard() : BoardRegisters("spidev7.1") {}
 

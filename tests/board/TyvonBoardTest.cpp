@@ -19,6 +19,7 @@ public:
     static constexpr bool hasInterrupts = true;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
 
     TyvonOnBoard() : BoardRegisters<T>(name) {}
 
@@ -38,6 +39,7 @@ public:
     static constexpr bool hasInterrupts = true;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
 
     /** A 16-bit burst in Network order makes several reads of 2 bytes after one seek: the driver is told. */
     TyvonInterruptOnBoard() : BoardRegisters<T>(name) { BoardProbe(name).set("transfers_per_seek", "5"); }

@@ -65,6 +65,7 @@ public:
     static constexpr bool hasInterrupts = true;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
 
     UioOnBoard() : BoardRegisters<T>("tomkar_mlm") {}
 

@@ -19,6 +19,7 @@ public:
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
 
     MmapOnMemoryFile() : MmapOnMemoryFile(memfd_create("registers", MFD_CLOEXEC)) {}
 
@@ -45,6 +46,7 @@ public:
     static constexpr bool hasInterrupts = true;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
 
     UioOnScriptedOs() {
         m_os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0x0\n"},

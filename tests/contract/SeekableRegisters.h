@@ -18,6 +18,7 @@ public:
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = true;
     static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
 
     /** @param fd a descriptor of the file, owned from now on. */
     SeekableRegisters(std::string path, int fd) : RegisterFile<T>(fd), m_path(std::move(path)) {}

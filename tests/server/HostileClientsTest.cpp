@@ -1,0 +1,415 @@
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "RecordClient.h"
+#include "RynveldProcess.h"
+
+// Clients that do everything wrong, and very many of those that do not.
+
+namespace RynvelTest {
+namespace {
+
+using Rynvel::Request;
+using Rynvel::Response;
+using Type = Rynvel::RequestData::Type;
+using Clock = std::chrono::steady_clock;
+using Values = std::vector<std::uint32_t>;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+#ifdef __arm__
+constexpr bool emulated = true;
+#else
+constexpr bool emulated = false;
+#endif
+
+constexpr std::size_t requestSize = 660;
+constexpr auto name = "uio.32";
+
+/** The connections of one thread: what they do, they do in turns, so that all are at it at once. */
+class Clients {
+public:
+    Clients(std::uint16_t port, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            m_clients.emplace_back(port);
+        }
+    }
+
+    /** One request over each connection; the answers, all of which must be successes. */
+    template <typename MakeRequest>
+    std::vector<Values> exchange(const MakeRequest& makeRequest) const {
+        for (std::size_t i = 0; i < m_clients.size(); ++i) {
+            EXPECT_TRUE(m_clients[i].send(makeRequest(i)));
+        }
+        std::vector<Values> answers;
+        for (const auto& client : m_clients) {
+            Response response;
+            EXPECT_TRUE(client.receive(response));
+            EXPECT_TRUE(response.isSuccessful());
+            answers.push_back(valuesOf(response));
+        }
+        return answers;
+    }
+
+    std::vector<RecordClient>& all() { return m_clients; }
+
+private:
+    std::vector<RecordClient> m_clients;
+};
+
+void expectService(const RynveldProcess& server) {
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, name, 1000, {0xCAFE})));
+    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, name, 1000))), Values{0xCAFE});
+}
+
+/** Lets a state come about that nobody tells of. */
+template <typename Condition>
+bool comesAbout(const Condition& condition) {
+    const auto end = Clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (Clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/** Bytes that look like requests more or less, by the share of requests that are right. */
+class Noise {
+public:
+    explicit Noise(unsigned int seed) : m_random(seed) {}
+
+    std::vector<char> bytes(std::size_t size) {
+        std::vector<char> bytes(size);
+        std::generate(bytes.begin(), bytes.end(), [this] { return static_cast<char>(m_random()); });
+        return bytes;
+    }
+
+    std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(m_random()) % limit; }
+
+    /** A request of any type, with an address and a length of any kind. */
+    Request request() {
+        static constexpr std::array<const char*, 4> names{"uio.32", "uio.16", "seek.8", "nothing"};
+        Request request(static_cast<Type>(below(16)), names[below(names.size())]);
+        request.setAddress(below(8) == 0 ? static_cast<std::uint32_t>(m_random()) : below(4100));
+        for (std::uint32_t i = below(130); i > 0; --i) {
+            request.addValue(static_cast<std::uint32_t>(m_random()) >> 8 * below(4));
+        }
+        request.setBitmask(below(2) == 0 ? 0 : static_cast<std::uint32_t>(m_random()) >> 8 * below(4));
+        return request;
+    }
+
+private:
+    std::mt19937 m_random;
+};
+
+/** Sends and takes what comes back, as long as the server wants it. */
+void throwAt(const RynveldProcess& server, const std::vector<char>& bytes) {
+    const RecordClient client(server.port());
+    std::thread reader([&] {
+        std::vector<char> answers(1 << 16);
+        while (::recv(client.socket(), answers.data(), answers.size(), 0) > 0) {
+        }
+    });
+    EXPECT_TRUE(client.send(bytes.data(), bytes.size()));
+    ::shutdown(client.socket(), SHUT_WR);
+    reader.join();
+}
+
+TEST(HostileClients, ThrowTenMegabytesOfRandomBytes) {
+    const RynveldProcess server({"--simulate"});
+    Noise noise(1);
+    for (unsigned int i = 0; i < 10; ++i) {
+        throwAt(server, noise.bytes(1000003));
+    }
+    expectService(server);
+}
+
+TEST(HostileClients, SendAnythingThatARequestCanBe) {
+    const RynveldProcess server({"--simulate", "--allow-ioctl", "0"});
+    Noise noise(2);
+    for (unsigned int i = 0; i < 20; ++i) {
+        std::vector<char> requests;
+        for (unsigned int j = 0; j < 200; ++j) {
+            // The answer to a wait is the last one that is in step.
+            Request request = noise.request();
+            if (request.getType() == Type::WaitForInterrupt) {
+                continue;
+            }
+            const auto* const first = static_cast<const char*>(request.toBuffer());
+            requests.insert(requests.end(), first, first + request.getSize());
+        }
+        throwAt(server, requests);
+    }
+    expectService(server);
+}
+
+TEST(HostileClients, KeepTheirConnectionInStepWhateverTheySend) {
+    const RynveldProcess server({"--simulate"});
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, name, 5, {7})));
+    Noise noise(3);
+    for (unsigned int i = 0; i < 200; ++i) {
+        auto bytes = noise.bytes(requestSize);
+        bytes[0] = 1;
+        Response response;
+        EXPECT_TRUE(client.send(bytes.data(), bytes.size()));
+        EXPECT_TRUE(client.receive(response));
+        EXPECT_EQ(response.getResult(), Rynvel::ResponseData::Result::Error);
+        EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, name, 5))), Values{7});
+    }
+}
+
+TEST(HostileClients, GoInTheMiddleOfARequest) {
+    const RynveldProcess server({"--simulate"});
+    const Request request(Type::Open, name);
+    for (std::size_t size = 1; size < requestSize; size += 13) {
+        RecordClient client(server.port());
+        EXPECT_TRUE(client.send(request.toBuffer(), size));
+        if (size % 2 == 0) {
+            client.reset();
+        }
+    }
+    expectService(server);
+}
+
+TEST(HostileClients, ConnectThousandsOfTimesAndSayNothing) {
+    const RynveldProcess server({"--simulate", "--max-connections", "10000"});
+    expectService(server);
+    const std::size_t descriptors = server.descriptors();
+    for (unsigned int i = 0; i < 3000; ++i) {
+        RecordClient client(server.port());
+        if (i % 2 == 0) {
+            client.reset();
+        }
+    }
+    expectService(server);
+    EXPECT_TRUE(comesAbout([&] { return server.descriptors() <= descriptors; })) << server.descriptors();
+}
+
+TEST(ManyClients, AreAllAnsweredCorrectly) {
+    constexpr std::size_t threadCount = 10;
+    constexpr std::size_t perThread = 50;
+    constexpr std::uint32_t operations = 200;
+    const RynveldProcess server({"--simulate", "--max-connections", "500"});
+    std::vector<Clients> clients;
+    for (std::size_t thread = 0; thread < threadCount; ++thread) {
+        clients.emplace_back(server.port(), perThread);
+    }
+    const auto begin = Clock::now();
+    std::vector<std::thread> threads;
+    for (std::size_t thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&, thread] {
+            const auto& mine = clients[thread];
+            const auto registerOf = [thread](std::size_t i) {
+                return static_cast<std::uint32_t>(thread * perThread + i);
+            };
+            mine.exchange([](std::size_t /*i*/) { return Request(Type::Open, name); });
+            for (std::uint32_t operation = 0; operation < operations / 2; ++operation) {
+                mine.exchange([&](std::size_t i) {
+                    return requestOf(Type::Write32, name, registerOf(i), {registerOf(i) << 16 | operation});
+                });
+                const auto answers =
+                    mine.exchange([&](std::size_t i) { return readOf(Type::Read32, name, registerOf(i)); });
+                for (std::size_t i = 0; i < perThread; ++i) {
+                    EXPECT_EQ(answers[i], Values{registerOf(i) << 16 | operation});
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    const std::chrono::duration<double> time = Clock::now() - begin;
+    std::cout << "100000 operations of 500 connections in " << time.count() << " s" << std::endl;
+}
+
+/** Processes with connections that are all in the middle of an exchange when they are killed. */
+void killClients(const RynveldProcess& server, unsigned int processes, unsigned int perProcess) {
+    std::array<int, 2> ready{};
+    ASSERT_EQ(::pipe(ready.data()), 0);
+    std::vector<pid_t> clients;
+    for (unsigned int i = 0; i < processes; ++i) {
+        const pid_t client = ::fork();
+        if (client == 0) {
+            const std::vector<char> requests(requestSize * 3 / 2);
+            for (unsigned int j = 0; j < perProcess; ++j) {
+                // Never closed by itself.
+                const auto* const connection = new RecordClient(server.port());
+                connection->send(requests.data(), requests.size());
+            }
+            [[maybe_unused]] const ssize_t written = ::write(ready[1], "", 1);
+            ::pause();
+        }
+        clients.push_back(client);
+    }
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        char byte = 0;
+        EXPECT_EQ(::read(ready[0], &byte, 1), 1);
+    }
+    for (const pid_t client : clients) {
+        ::kill(client, SIGKILL);
+        ::waitpid(client, nullptr, 0);
+    }
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
+TEST(HostileClients, LeaveNothingBehindWhenTheyAreKilled) {
+    const RynveldProcess server({"--simulate", "--max-connections", "1000"});
+    const std::size_t descriptors = server.descriptors();
+    const std::size_t threads = server.threads();
+    // The thread sanitizer starts one of its own.
+    const std::size_t flat = threads + (sanitized ? 1 : 0);
+    const auto isFlat = [&] { return server.descriptors() == descriptors && server.threads() <= flat; };
+    std::vector<std::size_t> memory;
+    for (unsigned int round = 0; round < 6; ++round) {
+        killClients(server, 20, 50);
+        ASSERT_TRUE(comesAbout(isFlat)) << server.descriptors() << " descriptors, " << server.threads() << " threads";
+        memory.push_back(server.residentMemory());
+    }
+    // Some is kept for the next clients, and now and then some is not yet given back.
+    const std::size_t before = *std::max_element(memory.begin(), memory.begin() + 3);
+    const std::size_t after = *std::min_element(memory.begin() + 3, memory.end());
+    std::cout << "after 6000 clients: descriptors " << descriptors << " -> " << server.descriptors() << ", threads "
+              << threads << " -> " << server.threads() << ", resident memory " << before << " -> " << after << " KiB"
+              << std::endl;
+    if (!sanitized && !emulated) {
+        constexpr std::size_t lessThanOneForEachClient = 1000;
+        EXPECT_LT(after, before + lessThanOneForEachClient);
+    }
+    expectService(server);
+}
+
+/** Sends requests and takes no answers, until the server can send no more. */
+void stall(const RecordClient& client) {
+    constexpr int small = 1;
+    ::setsockopt(client.socket(), SOL_SOCKET, SO_RCVBUF, &small, sizeof(small));
+    const std::vector<char> requests(requestSize * 100);
+    while (::send(client.socket(), requests.data(), requests.size(), MSG_DONTWAIT) > 0) {
+    }
+}
+
+std::chrono::duration<double, std::micro> roundTrip(const RecordClient& client) {
+    const auto request = readOf(Type::Read32, name, 0);
+    const auto begin = Clock::now();
+    EXPECT_TRUE(client.succeeds(request));
+    return Clock::now() - begin;
+}
+
+TEST(HostileClients, DelayNobodyWhenTheyStall) {
+    const RynveldProcess quiet({"--simulate"});
+    const RynveldProcess busy({"--simulate"});
+    const RecordClient quietClient(quiet.port());
+    const RecordClient busyClient(busy.port());
+    EXPECT_TRUE(quietClient.succeeds(Request(Type::Open, name)));
+    EXPECT_TRUE(busyClient.succeeds(Request(Type::Open, name)));
+    Clients stalled(busy.port(), 100);
+    for (const auto& client : stalled.all()) {
+        stall(client);
+    }
+    std::vector<double> quietTimes;
+    std::vector<double> busyTimes;
+    for (unsigned int i = 0; i < 3000; ++i) {
+        quietTimes.push_back(roundTrip(quietClient).count());
+        busyTimes.push_back(roundTrip(busyClient).count());
+    }
+    const auto median = [](std::vector<double>& times) {
+        std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
+        return times[times.size() / 2];
+    };
+    const double ratio = median(busyTimes) / median(quietTimes);
+    std::cout << "round trip " << median(quietTimes) << " us without and " << median(busyTimes)
+              << " us with 100 stalled clients: ratio " << ratio << std::endl;
+    EXPECT_LT(ratio, 1.5);
+}
+
+/** Everything at once, for a while. */
+class Soak {
+public:
+    Soak() {
+        const char* const seconds = std::getenv("RYNVEL_STRESS_SECONDS");
+        m_end = Clock::now() + std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
+    }
+
+    bool isOn() const { return Clock::now() < m_end; }
+
+private:
+    Clock::time_point m_end;
+};
+
+void workWell(const RynveldProcess& server, const Soak& soak, std::uint32_t address) {
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+    for (std::uint32_t i = 0; soak.isOn(); ++i) {
+        EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, name, address, {i, ~i})));
+        EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, name, address, 2))), (Values{i, ~i}));
+    }
+}
+
+void receiveInterrupts(const RynveldProcess& server, const Soak& soak) {
+    while (soak.isOn()) {
+        const RecordClient client(server.port());
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+        EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, name)));
+        for (unsigned int i = 0; i < 5; ++i) {
+            EXPECT_NE(client.interrupt(), UINT32_MAX);
+        }
+    }
+}
+
+void misbehave(const RynveldProcess& server, const Soak& soak, unsigned int seed) {
+    Noise noise(seed);
+    while (soak.isOn()) {
+        RecordClient client(server.port());
+        for (std::uint32_t i = noise.below(20); i > 0; --i) {
+            Request request = noise.request();
+            // The others rely on their registers and their interrupts.
+            if (request.getDeviceName() == name) {
+                request.setType(noise.below(2) == 0 ? Type::Open : Type::WaitForInterrupt);
+            }
+            client.send(request.toBuffer(), noise.below(10) == 0 ? noise.below(requestSize) : requestSize);
+        }
+        if (noise.below(2) == 0) {
+            client.reset();
+        }
+    }
+}
+
+TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
+    const RynveldProcess server({"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s"});
+    const Soak soak;
+    std::vector<std::thread> threads;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        threads.emplace_back([&, i] { workWell(server, soak, 2 * i); });
+        threads.emplace_back([&] { receiveInterrupts(server, soak); });
+        threads.emplace_back([&, i] { misbehave(server, soak, i); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    expectService(server);
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,70 @@
+#include <type_traits>
+
+#include "DeviceContract.h"
+#include "PlainMutex.h"
+#include "RecordClient.h"
+#include "RynveldProcess.h"
+
+namespace RynvelTest {
+namespace {
+
+using Rynvel::Request;
+using Rynvel::RequestData;
+using Type = RequestData::Type;
+
+struct Seekable {
+    static constexpr const char* family = "seek.";
+    static constexpr bool hasInterrupts = false;
+};
+
+struct Mapped {
+    static constexpr const char* family = "uio.";
+    static constexpr bool hasInterrupts = true;
+};
+
+/** Registers that a server simulates. */
+template <typename T, typename Kind>
+class RemoteRegisters {
+public:
+    using Value = T;
+    static constexpr bool hasInterrupts = Kind::hasInterrupts;
+    static constexpr bool hasHandle = Kind::hasInterrupts;
+    static constexpr bool atomicMaskedWrites = false;
+    static constexpr bool overRecords = true;
+
+    RemoteRegisters() { EXPECT_TRUE(m_beside.succeeds(Request(Type::Open, m_name))); }
+
+    std::unique_ptr<Rynvel::Device<T>> open() {
+        return std::make_unique<Rynvel::Remote<T>>(m_name, m_server.address(), plainMutex());
+    }
+
+    static unsigned int address(unsigned int i) {
+        return std::is_same_v<Kind, Mapped> ? i : static_cast<unsigned int>(i * sizeof(T));
+    }
+    static bool reportsBurst(unsigned int /*items*/) { return true; }
+
+    T peek(unsigned int i) const {
+        const auto response = m_beside.exchange(readOf(read, m_name, address(i)));
+        EXPECT_TRUE(response.isSuccessful());
+        return static_cast<T>(response.getValue());
+    }
+    void poke(unsigned int i, T value) const {
+        EXPECT_TRUE(m_beside.succeeds(requestOf(write, m_name, address(i), {value})));
+    }
+
+private:
+    static constexpr Type read = sizeof(T) == 1 ? Type::Read8 : sizeof(T) == 2 ? Type::Read16 : Type::Read32;
+    static constexpr Type write = sizeof(T) == 1 ? Type::Write8 : sizeof(T) == 2 ? Type::Write16 : Type::Write32;
+
+    const std::string m_name = Kind::family + std::to_string(8 * sizeof(T));
+    const RynveldProcess m_server{{"--simulate"}};
+    const RecordClient m_beside{m_server.port()};
+};
+
+using Backends = testing::Types<RemoteRegisters<std::uint8_t, Seekable>, RemoteRegisters<std::uint16_t, Seekable>,
+                                RemoteRegisters<std::uint32_t, Seekable>, RemoteRegisters<std::uint16_t, Mapped>,
+                                RemoteRegisters<std::uint32_t, Mapped>>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Remote, DeviceContract, Backends);
+
+} // namespace
+} // namespace RynvelTest

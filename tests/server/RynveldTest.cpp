@@ -1,0 +1,369 @@
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <fstream>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "OwnFolder.h"
+#include "RecordClient.h"
+#include "RynveldProcess.h"
+
+namespace RynvelTest {
+namespace {
+
+using Rynvel::Request;
+using Rynvel::RequestData;
+using Type = RequestData::Type;
+using Launch = RynveldProcess::Launch;
+using Values = std::vector<std::uint32_t>;
+
+const Arguments simulated = {"--simulate"};
+
+Arguments simulatedWith(Arguments arguments) {
+    arguments.emplace_back("--simulate");
+    return arguments;
+}
+
+/** Whether the server answers a new client. */
+bool serves(const RynveldProcess& server, const std::string& name = "uio.32") {
+    return RecordClient(server.port()).succeeds(Request(Type::Open, name));
+}
+
+/** A socket that listens on this machine, on a port of the system's choice. */
+class Listener {
+public:
+    explicit Listener(int family = AF_INET) : m_socket(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        EXPECT_EQ(::listen(m_socket, 100), 0);
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+    ~Listener() { ::close(m_socket); }
+
+    int descriptor() const { return m_socket; }
+
+    std::string port() const {
+        sockaddr_in6 address{};
+        socklen_t size = sizeof(address);
+        EXPECT_EQ(::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        // The port is at the same place in the addresses of both families.
+        return std::to_string(ntohs(address.sin6_port));
+    }
+
+private:
+    const int m_socket;
+};
+
+std::size_t linesIn(const std::string& text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+TEST(RynveldCommandLine, PrintsItsHelp) {
+    const auto ended = runRynveld({"--help"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_NE(ended.output.find("Usage: rynveld [OPTIONS]"), std::string::npos) << ended.output;
+    EXPECT_EQ(ended.errors, "");
+}
+
+TEST(RynveldCommandLine, PrintsItsVersion) {
+    const auto ended = runRynveld({"--version"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output, "rynveld " RYNVEL_VERSION "\n");
+    EXPECT_EQ(ended.errors, "");
+}
+
+TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
+    for (const auto& wrong : {Arguments{"--nothing"}, Arguments{"extra"}, Arguments{"--listen", "nowhere"},
+                              Arguments{"--device", "nothing"}, Arguments{"--fault", "error"}}) {
+        const auto ended = runRynveld(wrong);
+        EXPECT_EQ(ended.status, 2) << wrong[0];
+        EXPECT_EQ(ended.output, "");
+        EXPECT_EQ(ended.errors.compare(0, 9, "rynveld: "), 0) << ended.errors;
+        EXPECT_EQ(linesIn(ended.errors), 1U) << ended.errors;
+    }
+}
+
+TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
+    const Listener listener;
+    const auto ended = runRynveld({"--listen", "127.0.0.1:" + listener.port()});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.output, "");
+    EXPECT_EQ(ended.errors, "rynveld: cannot listen on 127.0.0.1:" + listener.port() + ": Address already in use\n");
+}
+
+TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {
+    const auto ended = runRynveld({"--listen", "192.0.2.1:0"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.errors, "rynveld: cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
+}
+
+TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
+    Launch board;
+    board.devices = RynveldProcess::Devices::Board;
+    const RynveldProcess simulating(simulated, board);
+    EXPECT_EQ(simulating.banner(), "rynveld: listening on 127.0.0.1:" + std::to_string(simulating.port()) +
+                                       ", serving 30 simulated devices");
+    const RynveldProcess serving({"--device", "rtc0", "--device", "i2c"}, board);
+    EXPECT_EQ(serving.banner(),
+              "rynveld: listening on 127.0.0.1:" + std::to_string(serving.port()) + ", serving 2 devices");
+}
+
+TEST(Rynveld, EndsWithStatus0WhenItIsToldTo) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        RynveldProcess server(simulated);
+        server.end(signal);
+    }
+}
+
+TEST(Rynveld, EndsWhateverItsClientsAreAbout) {
+    RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}));
+    const RecordClient idle(server.port());
+    const RecordClient half(server.port());
+    EXPECT_TRUE(half.send(Request(Type::Open, "uio.32").toBuffer(), 300));
+    const RecordClient armed(server.port());
+    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    const RecordClient stalled(server.port());
+    const std::vector<char> requests(std::size_t{660} * 1000);
+    ::send(stalled.socket(), requests.data(), requests.size(), MSG_DONTWAIT);
+    EXPECT_TRUE(serves(server));
+    server.end();
+    EXPECT_TRUE(idle.isEnded());
+    EXPECT_TRUE(half.isEnded());
+}
+
+TEST(Rynveld, EndsWhileClientsCome) {
+    for (unsigned int round = 0; round < 10; ++round) {
+        RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}));
+        std::vector<RecordClient> clients;
+        for (unsigned int i = 0; i < 50; ++i) {
+            clients.emplace_back(server.port());
+        }
+        server.end();
+    }
+}
+
+TEST(Rynveld, IgnoresOtherSignals) {
+    const RynveldProcess server(simulated);
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR1}) {
+        EXPECT_EQ(::kill(server.pid(), signal), 0);
+        EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+    }
+}
+
+TEST(Rynveld, TurnsClientsOfOtherNetworksAway) {
+    const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8", "--allow", "127.0.0.2"}));
+    EXPECT_TRUE(RecordClient(server.port()).isEnded());
+}
+
+TEST(Rynveld, ServesClientsOfItsNetworks) {
+    const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/24"}));
+    EXPECT_TRUE(serves(server));
+}
+
+TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
+    const RynveldProcess server(simulatedWith({"--max-connections", "2"}));
+    const RecordClient one(server.port());
+    EXPECT_TRUE(one.succeeds(Request(Type::Open, "uio.32")));
+    {
+        const RecordClient other(server.port());
+        EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+        EXPECT_TRUE(RecordClient(server.port()).isEnded());
+    }
+    // The server learns in its own time that a client has gone.
+    while (!serves(server)) {
+    }
+    EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
+}
+
+// The checks for undefined behaviour need descriptors themselves.
+#ifndef __SANITIZE_ADDRESS__
+TEST(Rynveld, ServesOnWhenItHasRunOutOfDescriptors) {
+    Launch launch;
+    constexpr std::size_t limit = 40;
+    launch.preparation = "ulimit -n " + std::to_string(limit) + "; ";
+    const RynveldProcess server(simulated, launch);
+    const RecordClient first(server.port());
+    EXPECT_TRUE(first.succeeds(Request(Type::Open, "uio.32")));
+    {
+        std::vector<RecordClient> clients;
+        for (unsigned int i = 0; i < 60; ++i) {
+            clients.emplace_back(server.port());
+        }
+        while (server.descriptors() < limit) {
+        }
+        EXPECT_EQ(valuesOf(first.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+        EXPECT_TRUE(first.isRefused(Request(Type::Open, "uio.16")));
+        EXPECT_EQ(valuesOf(first.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+    }
+    EXPECT_TRUE(serves(server));
+}
+#endif
+
+TEST(Rynveld, EndsConnectionsThatAreIdleButNotArmedOnes) {
+    const RynveldProcess server(simulatedWith({"--idle-timeout", "300ms"}));
+    const RecordClient armed(server.port());
+    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    for (unsigned int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(RecordClient(server.port()).isEnded());
+    }
+    const RecordClient other(server.port());
+    EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {7})));
+    EXPECT_EQ(armed.interrupt(), 7U);
+}
+
+TEST(Rynveld, ServesTheChosenDevicesOnly) {
+    const RynveldProcess server(simulatedWith({"--device", "uio.16", "--device", "seek.8"}));
+    EXPECT_TRUE(serves(server, "uio.16"));
+    EXPECT_TRUE(serves(server, "seek.8"));
+    EXPECT_FALSE(serves(server, "uio.32"));
+}
+
+TEST(Rynveld, ServesNoDevicesOfOtherServers) {
+    const RynveldProcess server(simulated);
+    EXPECT_FALSE(serves(server, "far"));
+}
+
+TEST(Rynveld, ChangesNothingWhenItIsReadOnly) {
+    const RynveldProcess server(simulatedWith({"--read-only"}));
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(client.isRefused(requestOf(Type::Write32, "uio.32", 0, {7})));
+    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+}
+
+TEST(Rynveld, PassesOnlyAllowedIoctlCommandsOn) {
+    const RynveldProcess server(simulatedWith({"--allow-ioctl", "0xEE00"}));
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    Request request(Type::Ioctl, "uio.32");
+    request.setCommand(0xEE00);
+    EXPECT_EQ(valuesOf(client.exchange(request)), Values{0});
+    request.setCommand(0xEE01);
+    EXPECT_TRUE(client.isRefused(request));
+}
+
+TEST(Rynveld, RaisesInterruptsAgainAndAgain) {
+    const RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms", "--interrupt-every", "uio.16=2ms"}));
+    for (const char* name : {"uio.16", "uio.32"}) {
+        const RecordClient client(server.port());
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+        EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, name)));
+        std::uint32_t last = client.interrupt();
+        for (unsigned int i = 0; i < 10; ++i) {
+            const std::uint32_t word = client.interrupt();
+            EXPECT_GT(word, last);
+            EXPECT_NE(word, UINT32_MAX);
+            last = word;
+        }
+    }
+}
+
+TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
+    const RynveldProcess server(simulatedWith({"--max-connections", "1"}));
+    for (unsigned int i = 0; i < 10; ++i) {
+        auto client = std::make_unique<RecordClient>(server.port());
+        while (!client->succeeds(Request(Type::Open, "uio.32"))) {
+            client = std::make_unique<RecordClient>(server.port());
+        }
+        EXPECT_TRUE(client->succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    }
+}
+
+TEST(Rynveld, ServesTheDevicesOfThisMachine) {
+    const OwnFolder folder;
+    const RynveldProcess server({});
+    EXPECT_FALSE(serves(server, "missing"));
+    EXPECT_FALSE(serves(server, "uio.32"));
+    EXPECT_FALSE(serves(server, "map.32"));
+    OwnFolder::makeFile("registers.map", 4096);
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
+    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, "map.32", 1, {0x11223344})));
+    EXPECT_TRUE(client.isRefused(readOf(Type::Read32, "map.32", 1024)));
+    std::ifstream file("registers.map", std::ios::binary);
+    std::array<std::uint32_t, 2> registers{};
+    file.read(reinterpret_cast<char*>(registers.data()), sizeof(registers));
+    EXPECT_EQ(registers[1], 0x11223344U);
+}
+
+TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.map", 0);
+    const RynveldProcess server({});
+    for (unsigned int i = 0; i < 20; ++i) {
+        const RecordClient client(server.port());
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
+        EXPECT_TRUE(client.isRefused(readOf(Type::Read32, "map.32", i)));
+    }
+    OwnFolder::makeFile("registers.map", 4096);
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
+    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "map.32", 0))), Values{0});
+}
+
+Launch activatedOn(const Listener& listener) {
+    Launch launch;
+    launch.preparation = "export LISTEN_FDS=1 LISTEN_PID=$$; ";
+    launch.passed = listener.descriptor();
+    launch.listen.clear();
+    return launch;
+}
+
+TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
+    const Listener listener;
+    const RynveldProcess server(simulated, activatedOn(listener));
+    EXPECT_EQ(std::to_string(server.port()), listener.port());
+    EXPECT_TRUE(serves(server));
+}
+
+TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {
+    const Listener listener(AF_INET6);
+    const auto port = static_cast<std::uint16_t>(std::stoul(listener.port()));
+    {
+        const RynveldProcess server(simulatedWith({"--allow", "127.0.0.0/8"}), activatedOn(listener));
+        EXPECT_TRUE(RecordClient(port).succeeds(Request(Type::Open, "uio.32")));
+    }
+    const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8"}), activatedOn(listener));
+    EXPECT_NE(server.banner().find(" [::]:" + listener.port() + ','), std::string::npos) << server.banner();
+    EXPECT_TRUE(RecordClient(port).isEnded());
+    EXPECT_TRUE(RecordClient(port).isEnded());
+}
+
+TEST(RynveldService, SaysWhenItIsReadyAndWhenItStops) {
+    const int manager = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const std::string name = "rynveld test " + std::to_string(::getpid());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path + 1, name.size());
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    ASSERT_EQ(::bind(manager, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    const auto received = [manager](int flags) {
+        std::array<char, 100> text{};
+        const ssize_t length = ::recv(manager, text.data(), text.size(), flags);
+        return length < 0 ? "nothing" : std::string(text.data(), static_cast<std::size_t>(length));
+    };
+    Launch launch;
+    launch.preparation = "export NOTIFY_SOCKET='@" + name + "'; ";
+    RynveldProcess server(simulated, launch);
+    EXPECT_EQ(received(0), "READY=1");
+    EXPECT_TRUE(serves(server));
+    EXPECT_EQ(received(MSG_DONTWAIT), "nothing");
+    server.end();
+    EXPECT_EQ(received(MSG_DONTWAIT), "STOPPING=1");
+    EXPECT_EQ(received(MSG_DONTWAIT), "nothing");
+    ::close(manager);
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,78 @@
+#ifndef RYNVEL_TESTS_RYNVELDPROCESS_H
+#define RYNVEL_TESTS_RYNVELDPROCESS_H
+
+#include <sys/types.h>
+
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace RynvelTest {
+
+using Arguments = std::vector<std::string>;
+
+/** What a process did that has ended by itself. */
+struct Ended {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+/** Runs the server of this build to its end. */
+Ended runRynveld(const Arguments& arguments);
+
+/** The register server as a process of its own, with a port of the system's choice. */
+class RynveldProcess {
+public:
+    /** Whose device table it has: the control board's, or the one of tests/server/devices.def. */
+    enum class Devices { Board, Tests };
+
+    struct Launch {
+        Devices devices = Devices::Tests;
+        /** What a shell does before it becomes the server, for instance "ulimit -n 64; ". */
+        std::string preparation;
+        /** Passed as descriptor 3; -1 for none. */
+        int passed = -1;
+        /** Appended to the arguments. */
+        Arguments listen = {"--listen", "127.0.0.1:0"};
+    };
+
+    /** Returns when it listens. */
+    explicit RynveldProcess(const Arguments& arguments) : RynveldProcess(arguments, Launch()) {}
+    RynveldProcess(const Arguments& arguments, const Launch& launch);
+    RynveldProcess(const RynveldProcess&) = delete;
+    RynveldProcess& operator=(const RynveldProcess&) = delete;
+    /** Ends it with SIGTERM when it still runs. */
+    ~RynveldProcess();
+
+    std::uint16_t port() const { return m_port; }
+    /** The server as a remote device names it. */
+    std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
+    /** The line that it starts with. */
+    const std::string& banner() const { return m_banner; }
+    pid_t pid() const { return m_pid; }
+
+    /** Signals it to end, and expects it to do so with status 0 and nothing more to say. */
+    void end(int signal = SIGTERM);
+
+    std::size_t descriptors() const;
+    std::size_t threads() const { return numberOf("Threads"); }
+    /** In KiB. */
+    std::size_t residentMemory() const { return numberOf("VmRSS"); }
+
+private:
+    std::size_t numberOf(const std::string& status) const;
+
+    pid_t m_pid = -1;
+    int m_errors = -1;
+    std::string m_banner;
+    std::string m_laterErrors;
+    std::uint16_t m_port = 0;
+    std::thread m_drain;
+};
+
+} // namespace RynvelTest
+
+#endif
