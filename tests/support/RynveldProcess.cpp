@@ -136,6 +136,16 @@ std::size_t RynveldProcess::descriptors() const {
     return static_cast<std::size_t>(std::distance(folder, std::filesystem::directory_iterator()));
 }
 
+bool RynveldProcess::isIdle() const {
+    const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(m_pid) + "/task");
+    return std::all_of(tasks, std::filesystem::directory_iterator(), [](const auto& task) {
+        std::ifstream file(task.path() / "stat");
+        std::string stat;
+        std::getline(file, stat);
+        return stat.find(") S ") != std::string::npos;
+    });
+}
+
 std::size_t RynveldProcess::numberOf(const std::string& status) const {
     std::ifstream file("/proc/" + std::to_string(m_pid) + "/status");
     for (std::string line; std::getline(file, line);) {

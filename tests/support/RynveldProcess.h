@@ -62,6 +62,9 @@ public:
     /** In KiB. */
     std::size_t residentMemory() const { return numberOf("VmRSS"); }
 
+    /** Whether none of its threads has anything to do at this moment. */
+    bool isIdle() const;
+
 private:
     std::size_t numberOf(const std::string& status) const;
 
