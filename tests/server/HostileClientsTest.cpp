@@ -1,3 +1,4 @@
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -317,7 +318,25 @@ std::chrono::duration<double, std::micro> roundTrip(const RecordClient& client) 
     return Clock::now() - begin;
 }
 
+/** Keeps the calling thread, and the processes that it starts, on one processor, so that times compare. */
+class OneProcessor {
+public:
+    OneProcessor() {
+        EXPECT_EQ(sched_getaffinity(0, sizeof(m_before), &m_before), 0);
+        CPU_SET(static_cast<std::size_t>(sched_getcpu()), &m_one);
+        EXPECT_EQ(sched_setaffinity(0, sizeof(m_one), &m_one), 0);
+    }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+    ~OneProcessor() { EXPECT_EQ(sched_setaffinity(0, sizeof(m_before), &m_before), 0); }
+
+private:
+    cpu_set_t m_before{};
+    cpu_set_t m_one{};
+};
+
 TEST(HostileClients, DelayNobodyWhenTheyStall) {
+    const OneProcessor oneProcessor;
     const RynveldProcess quiet({"--simulate"});
     const RynveldProcess busy({"--simulate"});
     const RecordClient quietClient(quiet.port());
