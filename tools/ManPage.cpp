@@ -110,7 +110,7 @@ std::string prose() {
 } // namespace
 
 std::string manPage(const CLI::App& app) {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     return ".\\\" Made by rynvelctl_manual.\n.TH " + upperCase(name) + " 1 \"\" librynvel\n" + section("Name") +
            escaped(name) + " \\- " + escaped(app.get_description()) + '\n' + section("Synopsis") + bold(name) + " [" +
            italic("OPTION") + "]... " + italic("COMMAND") + " [" + italic("ARGUMENT") + "]...\n" + generalOptions(app) +

@@ -208,6 +208,7 @@ private:
 
 std::vector<Place> locateAll(const Addressing& addressing, const std::vector<std::string>& addresses) {
     std::vector<Place> places;
+    places.reserve(addresses.size());
     for (const std::string& address : addresses) {
         places.push_back(addressing.locate(address));
     }

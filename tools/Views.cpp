@@ -139,6 +139,7 @@ News deviceFacts(const Subject& subject, const DeviceFacts& facts) {
                                                                    {"interrupt type", orNone(facts.interruptType)},
                                                                    {"descriptor", orNone(facts.descriptor)}};
     std::vector<std::vector<std::string>> rows;
+    rows.reserve(entries.size());
     for (const auto& [label, value] : entries) {
         rows.push_back({label + ':', value});
     }
