@@ -5,12 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -66,6 +67,14 @@ void readAll(int first, std::string& firstText, int second, std::string& secondT
             waiting[1].fd = -1;
         }
     }
+}
+
+const std::string timePattern = "0000-00-00T00:00:00.000000Z";
+
+bool isTime(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char character) { return std::isdigit(character) != 0; }, '0');
+    return text == timePattern;
 }
 
 } // namespace
@@ -170,8 +179,13 @@ std::string TestFolder::load(const std::string& name) const {
 }
 
 std::string withoutTimes(const std::string& text) {
-    static const std::regex time(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)");
-    return std::regex_replace(text, time, "TIME");
+    std::string result = text;
+    for (std::size_t place = 0; place + timePattern.size() <= result.size(); ++place) {
+        if (isTime(result.substr(place, timePattern.size()))) {
+            result.replace(place, timePattern.size(), "TIME");
+        }
+    }
+    return result;
 }
 
 } // namespace RynvelTest
