@@ -27,22 +27,15 @@ struct Pipe {
 
 /** The program itself, or the emulator that runs it. */
 Arguments commandOf(const std::string& path, const Arguments& arguments) {
-    Arguments command;
-    std::istringstream emulator(RYNVEL_EMULATOR);
-    for (std::string word; std::getline(emulator, word, ';');) {
-        command.push_back(word);
-    }
+    Arguments command = words(RYNVEL_EMULATOR);
     command.push_back(path);
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
 }
 
-/** The program's own descriptors have the numbers that they would have in a terminal, whatever this process inherited.
- */
-void keepStandardDescriptorsOnly() {
-    constexpr int first = 3;
-    constexpr int end = 256;
-    for (int descriptor = first; descriptor < end; ++descriptor) {
+/** Keeps the files that whoever runs the tests has left open from the program, whose first descriptor then is 3. */
+void keepOtherFiles() {
+    for (int descriptor = 3; descriptor < 256; ++descriptor) {
         fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     }
 }
@@ -111,7 +104,7 @@ void Program::start(const std::string& path, const Arguments& arguments, const s
     if (m_process == 0) {
         dup2(output, STDOUT_FILENO);
         dup2(error, STDERR_FILENO);
-        keepStandardDescriptorsOnly();
+        keepOtherFiles();
         if (chdir(folder.c_str()) == 0) {
             execvp(pointers[0], pointers.data());
         }
