@@ -9,6 +9,8 @@
 
 #include <array>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "Require.h"
@@ -110,6 +112,26 @@ void acceptConnections(int listener) {
     }
 }
 
+/** Becomes the server, which takes its listening socket as a service manager passes it. */
+void becomeRynveld(int listener) {
+    constexpr int passedDescriptor = 3;
+    require(dup2(listener, passedDescriptor), "dup2");
+    require(setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1), "setenv");
+    require(setenv("LISTEN_FDS", "1", 1), "setenv");
+    require(freopen("/dev/null", "w", stderr), "/dev/null", static_cast<FILE*>(nullptr));
+    execl(RYNVELD, RYNVELD, "--simulate", static_cast<char*>(nullptr));
+    require(-1, RYNVELD);
+}
+
+std::string addressAt(std::uint16_t port) { return "127.0.0.1::" + std::to_string(port); }
+
+int connectTo(std::uint16_t port) {
+    const int connection = require(socket(AF_INET, SOCK_STREAM, 0), "socket");
+    const sockaddr_in address = loopback(port);
+    require(connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), "connect");
+    return connection;
+}
+
 } // namespace
 
 const MemoryRegisters& MemoryRegisters::get() {
@@ -160,13 +182,22 @@ RegisterServer::RegisterServer()
 
 RegisterServer::~RegisterServer() { close(m_listener); }
 
-std::string RegisterServer::address() const { return "127.0.0.1::" + std::to_string(m_port); }
+std::string RegisterServer::address() const { return addressAt(m_port); }
 
-int RegisterServer::connect() const {
-    const int connection = require(socket(AF_INET, SOCK_STREAM, 0), "socket");
-    const sockaddr_in address = loopback(m_port);
-    require(::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), "connect");
-    return connection;
+int RegisterServer::connect() const { return connectTo(m_port); }
+
+const SimulatedBoard& SimulatedBoard::get() {
+    static const SimulatedBoard board;
+    return board;
 }
+
+SimulatedBoard::SimulatedBoard()
+    : m_listener(makeListener()), m_port(portOf(m_listener)), m_child([this] { becomeRynveld(m_listener); }) {}
+
+SimulatedBoard::~SimulatedBoard() { close(m_listener); }
+
+std::string SimulatedBoard::address() const { return addressAt(m_port); }
+
+int SimulatedBoard::connect() const { return connectTo(m_port); }
 
 } // namespace RynvelBenchmark

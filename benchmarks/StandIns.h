@@ -87,6 +87,29 @@ private:
     const Child m_child;
 };
 
+/** rynveld with the simulated devices of the board, in a process of its own. */
+class SimulatedBoard {
+public:
+    static const SimulatedBoard& get();
+
+    SimulatedBoard(const SimulatedBoard&) = delete;
+    SimulatedBoard& operator=(const SimulatedBoard&) = delete;
+    ~SimulatedBoard();
+
+    /** The server as a remote device names it. */
+    std::string address() const;
+
+    /** A connected socket, owned by the caller. */
+    int connect() const;
+
+private:
+    SimulatedBoard();
+
+    const int m_listener;
+    const std::uint16_t m_port;
+    const Child m_child;
+};
+
 } // namespace RynvelBenchmark
 
 #endif

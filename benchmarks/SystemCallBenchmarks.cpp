@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -87,14 +88,49 @@ void readRemote(State& state, const std::string& server, const std::string& name
 
 void exchangeLibrary(State& state) { readRemote(state, RynvelBenchmark::RegisterServer::get().address(), "registers"); }
 
-void exchangeRaw(State& state) {
-    static const int connection = RynvelBenchmark::RegisterServer::get().connect();
-    const std::array<char, RynvelBenchmark::requestSize> request{};
-    std::array<char, RynvelBenchmark::responseSize> response{};
+void exchangeRynveldLibrary(State& state) {
+    readRemote(state, RynvelBenchmark::SimulatedBoard::get().address(), "traf.top");
+}
+
+using RequestBytes = std::array<char, RynvelBenchmark::requestSize>;
+using ResponseBytes = std::array<char, RynvelBenchmark::responseSize>;
+
+/** Sends the same request over and over and takes the answers. */
+void exchange(State& state, int connection, const RequestBytes& request) {
+    ResponseBytes response{};
     for (auto _ : state) {
         require(send(connection, request.data(), request.size(), 0), "send");
         require(read(connection, response.data(), response.size()), "read");
     }
+}
+
+void exchangeRaw(State& state) {
+    static const int connection = RynvelBenchmark::RegisterServer::get().connect();
+    exchange(state, connection, {});
+}
+
+RequestBytes bytesOf(const Rynvel::Request& request) {
+    RequestBytes bytes{};
+    std::memcpy(bytes.data(), request.toBuffer(), bytes.size());
+    return bytes;
+}
+
+/** A connection that has a device of rynveld open. */
+int openOnSimulatedBoard(const std::string& name) {
+    const int connection = RynvelBenchmark::SimulatedBoard::get().connect();
+    const RequestBytes request = bytesOf(Rynvel::Request(Rynvel::RequestData::Type::Open, name));
+    ResponseBytes response{};
+    require(send(connection, request.data(), request.size(), 0), "send");
+    require(read(connection, response.data(), response.size()), "read");
+    return connection;
+}
+
+/** The server's share alone: its client is as bare as that of the bare exchange. */
+void exchangeRynveldBare(State& state) {
+    static const int connection = openOnSimulatedBoard("traf.top");
+    Rynvel::Request request(Rynvel::RequestData::Type::Read32, "traf.top");
+    request.setLength(1);
+    exchange(state, connection, bytesOf(request));
 }
 
 BENCHMARK(interruptLibrary)->Name("interrupt/library");
@@ -106,5 +142,7 @@ BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTi
 BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();
 BENCHMARK(exchangeRaw)->Name("exchange/raw")->UseRealTime();
+BENCHMARK(exchangeRynveldBare)->Name("exchange_rynveld/bare")->UseRealTime();
+BENCHMARK(exchangeRynveldLibrary)->Name("exchange_rynveld/library")->UseRealTime();
 
 } // namespace

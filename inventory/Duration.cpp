@@ -21,7 +21,7 @@ std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) 
         return std::nullopt;
     }
     for (const auto& unit : units) {
-        if (text.compare(end, std::string::npos, unit.name) == 0) {
+        if (text.substr(end) == unit.name) {
             const auto duration =
                 std::stol(text.substr(0, end)) * std::chrono::duration<long long, std::milli>(unit.length);
             return duration <= longest ? std::optional<std::chrono::milliseconds>(duration) : std::nullopt;
