@@ -277,14 +277,18 @@ TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledUntilAClientEnablesIt) {
     EXPECT_EQ(client.word(), 3U);
 }
 
-TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenThatIsAskedForAtTheSameTime) {
+TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenThatIsAskedForBeforeItsThreadBegins) {
     FakeDevice device;
     InterruptWaiter waiter(device, true, 0ms);
-    for (unsigned int round = 1; round <= 200; ++round) {
-        ArmedClient client(waiter);
-        EXPECT_TRUE(waiter.disable());
-        client.disarm();
-        ASSERT_FALSE(device.isEnabled());
+    device.activate();
+    for (unsigned int round = 0; round < 100; ++round) {
+        const ArmedClient client(waiter);
+        ASSERT_TRUE(waiter.disable());
+        const std::uint32_t count = device.count();
+        for (unsigned int i = 0; i < 100; ++i) {
+            std::this_thread::yield();
+            ASSERT_EQ(device.count(), count);
+        }
     }
 }
 
@@ -354,7 +358,7 @@ public:
         pthread_getattr_default_np(&m_before);
         pthread_attr_t attributes;
         pthread_attr_init(&attributes);
-        pthread_attr_setstacksize(&attributes, SIZE_MAX / 4 / 4096 * 4096);
+        pthread_attr_setstacksize(&attributes, SIZE_MAX / 4 * 3 / 4096 * 4096);
         pthread_setattr_default_np(&attributes);
         pthread_attr_destroy(&attributes);
     }
