@@ -113,14 +113,14 @@ void acceptConnections(int listener) {
 }
 
 /** Becomes the server, which takes its listening socket as a service manager passes it. */
-void becomeRynveld(int listener) {
+void becomeRynveld(const char* program, int listener) {
     constexpr int passedDescriptor = 3;
     require(dup2(listener, passedDescriptor), "dup2");
     require(setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1), "setenv");
     require(setenv("LISTEN_FDS", "1", 1), "setenv");
     require(freopen("/dev/null", "w", stderr), "/dev/null", static_cast<FILE*>(nullptr));
-    execl(RYNVELD, RYNVELD, "--simulate", static_cast<char*>(nullptr));
-    require(-1, RYNVELD);
+    execl(program, program, "--simulate", static_cast<char*>(nullptr));
+    require(-1, program);
 }
 
 std::string addressAt(std::uint16_t port) { return "127.0.0.1::" + std::to_string(port); }
@@ -186,13 +186,15 @@ std::string RegisterServer::address() const { return addressAt(m_port); }
 
 int RegisterServer::connect() const { return connectTo(m_port); }
 
-const SimulatedBoard& SimulatedBoard::get() {
-    static const SimulatedBoard board;
+const SimulatedBoard& SimulatedBoard::get(const char* program) {
+    static const SimulatedBoard board(program);
     return board;
 }
 
-SimulatedBoard::SimulatedBoard()
-    : m_listener(makeListener()), m_port(portOf(m_listener)), m_child([this] { becomeRynveld(m_listener); }) {}
+SimulatedBoard::SimulatedBoard(const char* program)
+    : m_listener(makeListener()),
+      m_port(portOf(m_listener)),
+      m_child([this, program] { becomeRynveld(program, m_listener); }) {}
 
 SimulatedBoard::~SimulatedBoard() { close(m_listener); }
 

@@ -90,7 +90,8 @@ private:
 /** rynveld with the simulated devices of the board, in a process of its own. */
 class SimulatedBoard {
 public:
-    static const SimulatedBoard& get();
+    /** @param program the path of rynveld. */
+    static const SimulatedBoard& get(const char* program);
 
     SimulatedBoard(const SimulatedBoard&) = delete;
     SimulatedBoard& operator=(const SimulatedBoard&) = delete;
@@ -103,7 +104,7 @@ public:
     int connect() const;
 
 private:
-    SimulatedBoard();
+    explicit SimulatedBoard(const char* program);
 
     const int m_listener;
     const std::uint16_t m_port;

@@ -89,7 +89,7 @@ void readRemote(State& state, const std::string& server, const std::string& name
 void exchangeLibrary(State& state) { readRemote(state, RynvelBenchmark::RegisterServer::get().address(), "registers"); }
 
 void exchangeRynveldLibrary(State& state) {
-    readRemote(state, RynvelBenchmark::SimulatedBoard::get().address(), "traf.top");
+    readRemote(state, RynvelBenchmark::SimulatedBoard::get(RYNVELD).address(), "traf.top");
 }
 
 using RequestBytes = std::array<char, RynvelBenchmark::requestSize>;
@@ -117,7 +117,7 @@ RequestBytes bytesOf(const Rynvel::Request& request) {
 
 /** A connection that has a device of rynveld open. */
 int openOnSimulatedBoard(const std::string& name) {
-    const int connection = RynvelBenchmark::SimulatedBoard::get().connect();
+    const int connection = RynvelBenchmark::SimulatedBoard::get(RYNVELD).connect();
     const RequestBytes request = bytesOf(Rynvel::Request(Rynvel::RequestData::Type::Open, name));
     ResponseBytes response{};
     require(send(connection, request.data(), request.size(), 0), "send");
