@@ -76,7 +76,7 @@ RequestHandler::Refusal RequestHandler::serve(const Request& request, Response& 
         return "the length is above 128";
     }
     if (request.getType() == Type::Open) {
-        return open(request);
+        return open(name);
     }
     if (!m_device || name != m_name) {
         return "the connection has not opened the device";
@@ -135,8 +135,7 @@ bool RequestHandler::changesTheDevice(Type type) const {
 }
 
 // What the system refuses while a device is being opened must not end the connections of the others.
-RequestHandler::Refusal RequestHandler::open(const Request& request) {
-    const std::string name = request.getDeviceName();
+RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     std::string obstacle;
     std::shared_ptr<ServedDevice> device;
     try {

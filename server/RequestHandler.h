@@ -36,7 +36,7 @@ private:
 
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
-    Refusal open(const Rynvel::Request& request);
+    Refusal open(const std::string& name);
     Refusal close();
     Refusal read(const Rynvel::Request& request, unsigned int width, Rynvel::Response& response);
     Refusal write(const Rynvel::Request& request, unsigned int width);

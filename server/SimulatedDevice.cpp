@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "RynvelRegister.h"
+
 namespace Rynveld {
 
 SimulatedInterrupt::SimulatedInterrupt() {
@@ -91,7 +93,7 @@ public:
     }
 
     bool write(unsigned int address, T data, T bitmask) override {
-        return access(address, 1, [&](T* place) { *place = static_cast<T>((*place & ~bitmask) | (data & bitmask)); });
+        return access(address, 1, [&](T* place) { *place = Rynvel::replaceBits(*place, data, bitmask); });
     }
 
     bool write(unsigned int address, const T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
@@ -131,12 +133,7 @@ public:
 
 private:
     static T ordered(T value, Rynvel::ByteOrder byteOrder) {
-        T result = value;
-        if (byteOrder == Rynvel::ByteOrder::Network) {
-            auto* const first = reinterpret_cast<unsigned char*>(&result);
-            std::reverse(first, first + sizeof(T));
-        }
-        return result;
+        return byteOrder == Rynvel::ByteOrder::Network ? Rynvel::reverseBytes(value) : value;
     }
 
     template <typename Function>

@@ -32,14 +32,16 @@ struct WriteOptions : PlaceOptions {
     bool verifies = false;
 };
 
-struct DumpOptions : PlaceOptions {
+struct BlockOptions : PlaceOptions {
     std::string count;
+};
+
+struct DumpOptions : BlockOptions {
     bool inOneBurst = false;
     std::string order = "host";
 };
 
-struct FillOptions : PlaceOptions {
-    std::string count;
+struct FillOptions : BlockOptions {
     std::string value;
 };
 
@@ -59,8 +61,8 @@ struct Block {
     std::uint32_t count;
 };
 
-Block locateBlock(const Addressing& addressing, const std::string& address, const std::string& count) {
-    const Block block{addressing.locate(address), parseCount("count", count, mostRegisters)};
+Block locateBlock(const Addressing& addressing, const BlockOptions& options) {
+    const Block block{addressing.locate(options.address), parseCount("count", options.count, mostRegisters)};
     addressing.requireAddresses(block.first, block.count);
     return block;
 }
@@ -155,7 +157,7 @@ std::vector<std::uint32_t> readSingly(OpenDevice& device, const Subject& subject
 void dump(const Session& session, const DumpOptions& options) {
     const Subject subject = session.subject(options.name);
     const Addressing addressing = addressingOf(subject, options);
-    const Block block = locateBlock(addressing, options.address, options.count);
+    const Block block = locateBlock(addressing, options);
     const Rynvel::ByteOrder order = parseOrder(options.order);
     if (options.inOneBurst) {
         requireBurst(subject, block.count);
@@ -171,7 +173,7 @@ void dump(const Session& session, const DumpOptions& options) {
 void fill(const Session& session, const FillOptions& options) {
     const Subject subject = session.subject(options.name);
     const Addressing addressing = addressingOf(subject, options);
-    const Block block = locateBlock(addressing, options.address, options.count);
+    const Block block = locateBlock(addressing, options);
     const std::uint32_t value = parseValue("value", options.value, subject.width());
     OpenDevice device(subject);
     device.requireInside(addressing, block.first, block.count);
@@ -246,6 +248,11 @@ void addPlace(CLI::App& command, PlaceOptions& options) {
     addArgument(command, "ADDRESS", options.address, "the register's byte address");
 }
 
+void addBlock(CLI::App& command, BlockOptions& options) {
+    addPlace(command, options);
+    addArgument(command, "COUNT", options.count, "the number of registers, up to 1048576");
+}
+
 void addIndexOption(CLI::App& command, PlaceOptions& options) {
     command.add_flag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
 }
@@ -270,8 +277,7 @@ void addWrite(CLI::App& app, Action& chosen) {
 void addDump(CLI::App& app, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
     CLI::App& command = addCommand(app, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
-    addPlace(command, *options);
-    addArgument(command, "COUNT", options->count, "the number of registers, up to 1048576");
+    addBlock(command, *options);
     command.add_flag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
     command.add_option("--order", options->order, "the byte order of each value: host, the default, or network")
         ->type_name("ORDER");
@@ -281,8 +287,7 @@ void addDump(CLI::App& app, Action& chosen) {
 void addFill(CLI::App& app, Action& chosen) {
     const auto options = std::make_shared<FillOptions>();
     CLI::App& command = addCommand(app, chosen, "fill", "write one value to registers in a row", options, fill);
-    addPlace(command, *options);
-    addArgument(command, "COUNT", options->count, "the number of registers, up to 1048576");
+    addBlock(command, *options);
     addArgument(command, "VALUE", options->value, "what is written to each");
     addIndexOption(command, *options);
 }

@@ -13,7 +13,11 @@
 
 #include <rynvel.hpp>
 
+#include "MessageBytes.h"
+
 namespace RynvelFuzz {
+
+using RynvelTest::bytesOf;
 
 constexpr std::uint32_t capacity = 128;
 
@@ -29,11 +33,6 @@ inline std::string hex(std::uint32_t word) {
     char digits[9];
     std::snprintf(digits, sizeof(digits), "%x", word);
     return digits;
-}
-
-inline std::vector<std::uint8_t> bytesOf(const Rynvel::IMessage& message) {
-    const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
-    return {first, first + message.getSize()};
 }
 
 inline std::string rendered(const Rynvel::IMessage& message) {
