@@ -20,10 +20,10 @@ std::string_view ArgumentNames::next() {
 
 TraceText::TraceText() { m_stream.imbue(std::locale::classic()); }
 
-EntryTrace::EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names)
-    : m_channel(channel), m_level(level), m_header(header), m_names(names) {}
-
-void EntryTrace::log() const { m_channel.logEnterMsg(m_level, m_header); }
+void EntryTrace::record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header) {
+    const ErrnoSaver errnoSaver;
+    channel.logEnterMsg(level, header);
+}
 
 MessageTrace::MessageTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header)
     : m_channel(channel), m_level(level), m_header(header) {}

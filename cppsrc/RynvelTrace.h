@@ -82,20 +82,31 @@ private:
     std::ostringstream m_stream;
 };
 
-/** Records the entry into an operation whose channel has the level enabled. */
+/** Records the entry into an operation whose channel has the level enabled. Keeps errno. */
 class EntryTrace {
 public:
-    EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names);
+    EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names)
+        : m_channel(channel), m_level(level), m_header(header), m_names(names) {}
 
-    void log() const;
+    [[gnu::always_inline]] void log() const { record(m_channel, m_level, m_header); }
 
     template <typename... Values>
-    [[gnu::cold, gnu::noinline]] void log(const Values&... values) const {
-        m_channel.logEnterMsg(m_level, m_header, TraceText().joinArguments(m_names, values...).c_str());
+    [[gnu::always_inline]] void log(const Values&... values) const {
+        record(m_channel, m_level, m_header, m_names, values...);
     }
 
 private:
-    const ErrnoSaver m_errnoSaver;
+    // Takes all that it needs, so that the operation has to make no object.
+    [[gnu::cold]] static void record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
+
+    template <typename... Values>
+    [[gnu::cold, gnu::noinline]] static void record(ZilTrace& channel, ZilTraceLevel level,
+                                                    const ZilTraceHeader& header, const char* names,
+                                                    const Values&... values) {
+        const ErrnoSaver errnoSaver;
+        channel.logEnterMsg(level, header, TraceText().joinArguments(names, values...).c_str());
+    }
+
     ZilTrace& m_channel;
     const ZilTraceLevel m_level;
     const ZilTraceHeader& m_header;
