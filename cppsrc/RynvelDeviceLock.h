@@ -12,8 +12,8 @@ namespace Rynvel {
 /** Holds the mutex of a device. One of the library's own is reached without a virtual call, unless it is traced. */
 class DeviceLock {
 public:
-    explicit DeviceLock(IMutex& mutex) : m_mutex(mutex), m_own(&typeid(mutex) == &typeid(PthreadMutex)) {
-        if (isDirect()) {
+    explicit DeviceLock(IMutex& mutex) : m_mutex(mutex), m_direct(isDirect(mutex)) {
+        if (__builtin_expect(m_direct, 1)) {
             own().take();
         } else {
             m_mutex.lock();
@@ -24,7 +24,7 @@ public:
     DeviceLock& operator=(const DeviceLock&) = delete;
 
     ~DeviceLock() {
-        if (isDirect()) {
+        if (__builtin_expect(m_direct, 1)) {
             own().release();
         } else {
             m_mutex.unlock();
@@ -32,11 +32,14 @@ public:
     }
 
 private:
-    bool isDirect() const { return m_own && !PthreadMutex::m_trace.isEnabled(TraceLevel::highRate); }
+    static bool isDirect(IMutex& mutex) {
+        return __builtin_expect(&typeid(mutex) == &typeid(PthreadMutex), 1) &&
+               !PthreadMutex::m_trace.isEnabled(TraceLevel::highRate);
+    }
     PthreadMutex& own() { return static_cast<PthreadMutex&>(m_mutex); }
 
     IMutex& m_mutex;
-    const bool m_own;
+    const bool m_direct;
 };
 
 } // namespace Rynvel
