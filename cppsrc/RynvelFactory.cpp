@@ -219,44 +219,20 @@ const Factory::OpenedDevice& Factory::openedDevice(int handle, const char* acces
     return m_openedDevices[handle];
 }
 
-IDevice* Factory::device(int handle) {
+IDevice* Factory::getBackend(int handle) {
     return openedDevice(handle, "Rynvel::IDevice* Rynvel::Factory::getBackend(int)").device;
 }
 
-Device8* Factory::device8(int handle) {
+Device8* Factory::getBackend8(int handle) {
     return openedDevice(handle, "Rynvel::Device8* Rynvel::Factory::getBackend8(int)").device8;
 }
 
-Device16* Factory::device16(int handle) {
+Device16* Factory::getBackend16(int handle) {
     return openedDevice(handle, "Rynvel::Device16* Rynvel::Factory::getBackend16(int)").device16;
 }
 
-Device32* Factory::device32(int handle) {
+Device32* Factory::getBackend32(int handle) {
     return openedDevice(handle, "Rynvel::Device32* Rynvel::Factory::getBackend32(int)").device32;
-}
-
-/** The devices behind the handles of the C interface. A handle that was not opened has none. */
-class HandleInterface {
-public:
-    static IDevice& backend(int handle) { return *Factory::device(handle); }
-
-    template <typename T>
-    static Device<T>& backend(int handle);
-};
-
-template <>
-Device8& HandleInterface::backend(int handle) {
-    return *Factory::device8(handle);
-}
-
-template <>
-Device16& HandleInterface::backend(int handle) {
-    return *Factory::device16(handle);
-}
-
-template <>
-Device32& HandleInterface::backend(int handle) {
-    return *Factory::device32(handle);
 }
 
 } // namespace Rynvel
@@ -265,7 +241,27 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynvel::Factory;
-using Rynvel::HandleInterface;
+
+// The device behind a handle of the C interface. A handle that was not opened has none.
+template <typename T>
+Rynvel::Device<T>& backend(int handle);
+
+template <>
+Rynvel::Device8& backend(int handle) {
+    return *Factory::getBackend8(handle);
+}
+
+template <>
+Rynvel::Device16& backend(int handle) {
+    return *Factory::getBackend16(handle);
+}
+
+template <>
+Rynvel::Device32& backend(int handle) {
+    return *Factory::getBackend32(handle);
+}
+
+Rynvel::IDevice& backend(int handle) { return *Factory::getBackend(handle); }
 
 int result(bool success) { return success ? 0 : -1; }
 
@@ -277,27 +273,27 @@ unsigned int indexOf32(unsigned int byteAddress) { return byteAddress >> 2U; }
 
 template <typename T>
 int readRegister(int handle, unsigned int address, T* value) {
-    return result(HandleInterface::backend<T>(handle).read(address, value));
+    return result(backend<T>(handle).read(address, value));
 }
 
 template <typename T>
 int writeRegister(int handle, unsigned int address, T value) {
-    return result(HandleInterface::backend<T>(handle).write(address, value));
+    return result(backend<T>(handle).write(address, value));
 }
 
 template <typename T>
 int writeBits(int handle, unsigned int address, T data, T bitmask) {
-    return result(HandleInterface::backend<T>(handle).write(address, data, bitmask));
+    return result(backend<T>(handle).write(address, data, bitmask));
 }
 
 template <typename T>
 int readBurst(int handle, unsigned int address, T* values, unsigned int items, ByteOrder byteOrder) {
-    return result(HandleInterface::backend<T>(handle).read(address, values, items, byteOrder));
+    return result(backend<T>(handle).read(address, values, items, byteOrder));
 }
 
 template <typename T>
 int writeBurst(int handle, unsigned int address, const T* values, unsigned int items, ByteOrder byteOrder) {
-    return result(HandleInterface::backend<T>(handle).write(address, values, items, byteOrder));
+    return result(backend<T>(handle).write(address, values, items, byteOrder));
 }
 
 } // namespace
@@ -312,23 +308,17 @@ int Rynvel_open2(const char* name) { return Rynvel_open(name); }
 
 void Rynvel_close(int /*handle*/) {}
 
-int Rynvel_ioctl(int handle, int request, unsigned long argument) {
-    return HandleInterface::backend(handle).ioctl(request, argument);
-}
+int Rynvel_ioctl(int handle, int request, unsigned long argument) { return backend(handle).ioctl(request, argument); }
 
-int Rynvel_getInterruptType(int handle, unsigned long* type) {
-    return result(HandleInterface::backend(handle).getInterruptType(type));
-}
+int Rynvel_getInterruptType(int handle, unsigned long* type) { return result(backend(handle).getInterruptType(type)); }
 
-int Rynvel_enableInterrupts(int handle) { return result(HandleInterface::backend(handle).enableInterrupt()); }
+int Rynvel_enableInterrupts(int handle) { return result(backend(handle).enableInterrupt()); }
 
-int Rynvel_disableInterrupts(int handle) { return result(HandleInterface::backend(handle).disableInterrupt()); }
+int Rynvel_disableInterrupts(int handle) { return result(backend(handle).disableInterrupt()); }
 
-int Rynvel_receiveInterrupts(int handle, unsigned long* info) {
-    return result(HandleInterface::backend(handle).waitForInterrupt(info));
-}
+int Rynvel_receiveInterrupts(int handle, unsigned long* info) { return result(backend(handle).waitForInterrupt(info)); }
 
-int Rynvel_getFileDescriptor(int handle) { return HandleInterface::backend(handle).getNativeHandle(); }
+int Rynvel_getFileDescriptor(int handle) { return backend(handle).getNativeHandle(); }
 
 int Rynvel_read8(int handle, unsigned int address, uint8_t* value) { return readRegister(handle, address, value); }
 

@@ -85,16 +85,17 @@ public:
 
     /**
      * The device behind a handle; null for a handle that has not been opened. A handle outside the table ends the
-     * process by an assertion, in every build type.
+     * process by an assertion, in every build type. It needs no Factory object: there is one at most, and every handle
+     * is one of its.
      */
-    IDevice* getBackend(int handle);
+    static IDevice* getBackend(int handle);
 
     /** As getBackend(); null also for a device of another width. */
-    Device8* getBackend8(int handle);
+    static Device8* getBackend8(int handle);
     /** @copydoc getBackend8 */
-    Device16* getBackend16(int handle);
+    static Device16* getBackend16(int handle);
     /** @copydoc getBackend8 */
-    Device32* getBackend32(int handle);
+    static Device32* getBackend32(int handle);
 
 private:
     /** What the unlocked readers see of a slot: the device and its typed down-casts, made when the slot is filled. */
@@ -110,12 +111,6 @@ private:
 
     RYNVEL_LOCAL void fillSlot(std::size_t index, std::unique_ptr<IDevice> device);
 
-    // The accessors of the handles: they need no Factory object, for there is one at most.
-    friend class HandleInterface;
-    static IDevice* device(int handle);
-    static Device8* device8(int handle);
-    static Device16* device16(int handle);
-    static Device32* device32(int handle);
     RYNVEL_LOCAL static const OpenedDevice& openedDevice(int handle, const char* accessor);
 
     template <typename T>
@@ -129,14 +124,6 @@ private:
     RYNVEL_LOCAL static std::mutex m_rynvelListMutex;
     RYNVEL_LOCAL static ZilTrace m_trace;
 };
-
-inline IDevice* Factory::getBackend(int handle) { return device(handle); }
-
-inline Device8* Factory::getBackend8(int handle) { return device8(handle); }
-
-inline Device16* Factory::getBackend16(int handle) { return device16(handle); }
-
-inline Device32* Factory::getBackend32(int handle) { return device32(handle); }
 
 } // namespace Rynvel
 
