@@ -143,9 +143,9 @@ bool Mmap<T>::read(unsigned int offset, T* data, unsigned int items, ByteOrder b
     const DeviceLock lock(*m_mutex);
     const volatile T* const first = registers(offset);
     if (byteOrder == ByteOrder::Network) {
-        copyInOrder(data, first, items, [](T value) { return reverseBytes(value); });
+        copyFromRegisters(data, first, items, [](T value) { return reverseBytes(value); });
     } else {
-        copyInOrder(data, first, items, [](T value) { return value; });
+        copyFromRegisters(data, first, items, [](T value) { return value; });
     }
     return true;
 }
@@ -159,9 +159,9 @@ bool Mmap<T>::write(unsigned int offset, const T* data, unsigned int items, Byte
     const DeviceLock lock(*m_mutex);
     volatile T* const first = registers(offset);
     if (byteOrder == ByteOrder::Network) {
-        copyInOrder(first, data, items, [](T value) { return reverseBytes(value); });
+        copyToRegisters(first, data, items, [](T value) { return reverseBytes(value); });
     } else {
-        copyInOrder(first, data, items, [](T value) { return value; });
+        copyToRegisters(first, data, items, [](T value) { return value; });
     }
     return true;
 }
