@@ -22,7 +22,9 @@ Place Addressing::locate(const std::string& text) const {
 
 void Addressing::requireAddresses(const Place& first, std::uint32_t count) const {
     const std::uint64_t lastIndex = std::uint64_t{first.index} + count - 1;
-    if (lastIndex * step() > UINT32_MAX || lastIndex * m_kind.addressStep > UINT32_MAX) {
+    // What goes over SPI is the byte address, whatever the library is given.
+    const std::uint32_t perRegister = m_kind.access == Inventory::Access::Spi ? bytes() : m_kind.addressStep;
+    if (lastIndex * step() > UINT32_MAX || lastIndex * perRegister > UINT32_MAX) {
         throw wrongUsage(m_name + ": " + std::to_string(count) + " registers from " + text(first) +
                          " on go beyond the last address");
     }

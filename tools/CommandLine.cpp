@@ -1,9 +1,26 @@
 #include "CommandLine.h"
 
+#include <algorithm>
+#include <string>
+
 #include "Failure.h"
 #include "HelpText.h"
 
 namespace Rynvelctl {
+
+namespace {
+
+// An empty word is a variable of a script that is not set, never a wish; words in brackets would be taken for lists.
+void requireWord(const std::string& word) {
+    if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
+        throw wrongUsage(word.empty() ? "an argument is empty" : "the value of " + word + " is empty");
+    }
+    if (word.front() == '[') {
+        throw wrongUsage("'" + word + "' is neither a name nor a number");
+    }
+}
+
+} // namespace
 
 CommandLine::CommandLine() : m_app(summary, "rynvelctl") {
     m_app.set_version_flag("--version", "rynvelctl " RYNVELCTL_VERSION, "show the version and end");
@@ -43,6 +60,7 @@ void CommandLine::addGeneralOptions() {
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
+    std::for_each(argv + std::min(argc, 1), argv + argc, requireWord);
     try {
         m_app.parse(argc, argv);
         return true;

@@ -1,7 +1,9 @@
 #include "Commands.h"
 
 #include <poll.h>
+#include <unistd.h>
 
+#include <array>
 #include <map>
 
 #include "Durations.h"
@@ -92,11 +94,17 @@ public:
         }
     }
 
-    /** Returns when the descriptor is ready. @throws Failure when that takes too long. */
+    /**
+     * Returns when the descriptor is ready.
+     * @throws Failure when that takes too long, OutputClosed when nobody reads standard output any more.
+     */
     void poll(int descriptor) const {
-        pollfd ready{descriptor, POLLIN, 0};
-        if (::poll(&ready, 1, m_time ? static_cast<int>(m_time->count()) : -1) == 0) {
+        std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+        if (::poll(ready.data(), ready.size(), m_time ? static_cast<int>(m_time->count()) : -1) == 0) {
             throw Failure(ExitStatus::TimedOut, text());
+        }
+        if (ready[0].revents == 0 && ready[1].revents != 0) {
+            throw OutputClosed();
         }
     }
 

@@ -1,5 +1,6 @@
 #include "Output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,7 +32,10 @@ std::size_t writeSome(std::string_view text) {
     if (errno == EPIPE) {
         throw OutputClosed();
     }
-    if (errno != EINTR) {
+    if (errno == EAGAIN) {
+        pollfd output{STDOUT_FILENO, POLLOUT, 0};
+        ::poll(&output, 1, -1);
+    } else if (errno != EINTR) {
         throw Failure(ExitStatus::Failed, std::string("standard output: ") + std::strerror(errno));
     }
     return 0;

@@ -24,6 +24,7 @@ std::chrono::nanoseconds roundTrip(const ServerConnection& connection, const std
 
 void ping(const Session& session, const PingOptions& options) {
     const Server& server = session.server("ping");
+    requireNameFits(options.name);
     const std::uint32_t count = parseCount("count", options.count, mostExchanges);
     const ServerConnection connection = server.connect();
     if (!options.name.empty()) {

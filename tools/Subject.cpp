@@ -46,10 +46,14 @@ Subject localSubject(const std::string& name) {
     return subjectOf(*row, std::nullopt);
 }
 
-Subject remoteSubject(const std::string& name, const Server& server, std::optional<unsigned int> width) {
+void requireNameFits(const std::string& name) {
     if (name.size() > longestName) {
         throw wrongUsage("the name '" + name + "' is longer than " + std::to_string(longestName) + " characters");
     }
+}
+
+Subject remoteSubject(const std::string& name, const Server& server, std::optional<unsigned int> width) {
+    requireNameFits(name);
     return subjectOf({name, server.name(), 0, remoteType(width ? *width : localWidth(name))}, server);
 }
 

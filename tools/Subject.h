@@ -25,6 +25,9 @@ struct Subject {
     unsigned int width() const { return kind.width; }
 };
 
+/** @throws Failure when a name is longer than a request can take. */
+void requireNameFits(const std::string& name);
+
 /** A device of this machine. @throws Failure when there is no device of that name. */
 Subject localSubject(const std::string& name);
 

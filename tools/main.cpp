@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -19,9 +20,21 @@ int report(ExitStatus status, const std::string& text) {
     return static_cast<int>(status);
 }
 
+// A device or a server must not be opened as standard output: what is printed would go to its registers.
+void occupyStandardDescriptors() {
+    int descriptor = 0;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    } while (descriptor != -1 && descriptor <= STDERR_FILENO);
+    if (descriptor != -1) {
+        ::close(descriptor);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardDescriptors();
     // A peer that is gone makes an operation fail.
     std::signal(SIGPIPE, SIG_IGN);
     Inventory::FaultGuard::install();

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -205,6 +206,30 @@ TEST_F(LocalDevices, EndAWatchWhenNobodyReads) {
     const Ending ending = program.wait();
     EXPECT_EQ(ending.status, 0);
     EXPECT_EQ(ending.error, "");
+}
+
+TEST_F(LocalDevices, EndAWatchWhenThePeerOfASocketIsGone) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    Program program(RYNVELCTL_FOR_TESTS, words("watch map32 0 --interval 1m"), m_folder.path(), ends[1]);
+    close(ends[1]);
+    char first = 0;
+    ASSERT_EQ(::read(ends[0], &first, 1), 1);
+    close(ends[0]);
+    EXPECT_EQ(program.wait().status, 0);
+}
+
+TEST_F(LocalDevices, AreNotOpenedAsAStandardStreamThatIsClosed) {
+    if (!std::string(RYNVEL_EMULATOR).empty()) {
+        GTEST_SKIP() << "an emulator opens files of its own where standard streams are closed";
+    }
+    expect("write file8 0 0x11", 0, "file8 0x00000000 = 0x11\n");
+    expect("write file8 1 0x22", 0, "file8 0x00000001 = 0x22\n");
+    for (const std::string closed : {">&-", "2>&-", "<&- >&- 2>&-"}) {
+        const std::string line = "exec \"$0\" --trace Rynvel.Lseek=7 read file8 0 " + closed;
+        runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path());
+        expect("dump file8 0 2 --quiet", 0, "0x11\n0x22\n");
+    }
 }
 
 TEST_F(LocalDevices, LeaveTheTerminalAsItIsWhenAWatchIsInterrupted) {

@@ -94,6 +94,8 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("read file32 ", {"1", "2", "3"})},
         {wrongUsage, withEach("read map32 --index ", {"1024", "0x3fffffff", "0xffffffff"})},
         {wrongUsage, withEach("read file32 --index ", {"0x40000000"})},
+        {wrongUsage, withEach("read spi --index ", {"0x40000000", "0xffffffff"})},
+        {wrongUsage, {"watch map32 [0,4]", "watch map32 [0,,1]", "--trace [a=1] list"}},
         {wrongUsage, withEach("write map32 ", {"1 1", "4096 1", "0xfffffffc 1"})},
         {wrongUsage,
          withEach("dump map32 ", {"0 1025", "4096 1", "4092 2", "0 0", "1 1", "0 1048577", "0 0xffffffff"})},
@@ -220,6 +222,22 @@ TEST_F(WrongCommandLines, WithWordsThatNoShellMakesGiveOneLine) {
         expectOneLine({"read", "map32", word}, wrongUsage);
         expectOneLine({"--timeout", word, "list"}, wrongUsage);
     }
+}
+
+TEST_F(WrongCommandLines, WithEmptyValuesGiveOneLineAndAreNotTakenForNone) {
+    for (const std::string option : {"--remote", "--timeout", "--trace"}) {
+        expectOneLine({option, "", "read", "map32", "0"}, wrongUsage);
+        expectOneLine({option + "=", "read", "map32", "0"}, wrongUsage);
+    }
+    expectOneLine({"--remote", "127.0.0.1", "--width", "", "read", "map32", "0"}, wrongUsage);
+    expectOneLine({"write", "map32", "0", "1", "--mask", ""}, wrongUsage);
+    expectOneLine({"watch", "map32", "0", "--count", ""}, wrongUsage);
+    expectOneLine({"wait", "map32", "--timeout", ""}, wrongUsage);
+    expectOneLine({"irq", "map32", "type", ""}, wrongUsage);
+}
+
+TEST_F(WrongCommandLines, WithATooLongNameToPingGiveOneLine) {
+    expectOneLine({"--remote", "127.0.0.1", "ping", std::string(200, 'n')}, wrongUsage);
 }
 
 TEST_F(WrongCommandLines, OfADeadServerGiveOneLine) {
