@@ -1,14 +1,27 @@
 # Assertions and traces name a source without its extension and its place on the building machine:
 # "cppsrc/RynvelLseek" for cppsrc/RynvelLseek.h.
 
+# The compiler applies -ffile-prefix-map, which a distribution's build passes, after all maps of single kinds. It means
+# the same as these, which are applied in their order, so that the project's own maps come last.
+foreach(language IN ITEMS C CXX)
+  if(CMAKE_${language}_COMPILER_ID STREQUAL "GNU")
+    string(REGEX REPLACE "-ffile-prefix-map=([^ ]+)"
+      "-fdebug-prefix-map=\\1 -fprofile-prefix-map=\\1 -fmacro-prefix-map=\\1"
+      CMAKE_${language}_FLAGS "${CMAKE_${language}_FLAGS}")
+  endif()
+endforeach()
+
+# Maps the names of the library's sources for everything that links the interface target. The names are the compiler's
+# own: absolute ones, or those from the build folder, which is what a compiler cache may make of them.
 function(rynvel_map_source_names target)
-  get_target_property(sources ${target} SOURCES)
-  file(GLOB headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/cppsrc/*.h")
-  target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
-  foreach(source IN LISTS sources headers)
-    get_filename_component(path "${source}" ABSOLUTE)
-    file(RELATIVE_PATH name "${PROJECT_SOURCE_DIR}" "${path}")
-    string(REGEX REPLACE "\\.[a-z]+$" "" name "${name}")
-    target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${path}=${name}")
+  file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/cppsrc/*.h" "${PROJECT_SOURCE_DIR}/cppsrc/*.cpp")
+  file(RELATIVE_PATH root_from_build "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}/")
+  foreach(root IN ITEMS "${PROJECT_SOURCE_DIR}/" "${root_from_build}")
+    target_compile_options(${target} INTERFACE "-fmacro-prefix-map=${root}=")
+    foreach(source IN LISTS sources)
+      file(RELATIVE_PATH name "${PROJECT_SOURCE_DIR}" "${source}")
+      string(REGEX REPLACE "\\.[a-z]+$" "" stem "${name}")
+      target_compile_options(${target} INTERFACE "-fmacro-prefix-map=${root}${name}=${stem}")
+    endforeach()
   endforeach()
 endfunction()
