@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,11 @@ struct Malformed {
     const char* specification;
     const char* error;
 };
+
+// The names of the tests hold what it prints: without it, the addresses of the texts.
+void PrintTo(const Malformed& malformed, std::ostream* stream) {
+    *stream << ::testing::PrintToString(std::string(malformed.specification));
+}
 
 class MalformedConfigurationText : public ::testing::TestWithParam<Malformed> {};
 
