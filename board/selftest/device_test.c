@@ -18,7 +18,7 @@
 static bool all_passed = true;
 
 void check(const char* name, bool passed) {
-    printf("%s %s\n", passed ? "ok" : "FAILED", name);
+    printf("%s: %s\n", passed ? "passed" : "FAILED", name);
     fflush(stdout);
     all_passed = all_passed && passed;
 }

@@ -3,8 +3,7 @@
 # code, none wider, narrower, repeated or merged. Usage: clock_accesses.sh PROGRAM. Ends with a line of totals.
 set -u
 root=$(cd "$(dirname "$0")/../.." && pwd)
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+. "$root/scripts/checks.sh"
 
 burst() {
     local i
@@ -29,20 +28,15 @@ seen() {
     sed -n "s/^memory_region_ops_\(read\|write\) cpu [0-9]* mr [^ ]* addr \(0x90108..\|0x90109..\) .* \(size [0-9]\) name 'pl031'$/\1 \2 \3/p"
 }
 
-"$root/board/run" --log-accesses "$work/log" "$1" || { printf '0 passed, 1 failed\n'; exit 1; }
+# The accesses of so many bytes, which begin at a place of their own.
+reach_the_hardware_one_by_one() {
+    local size=$1 place=$2
+    expected $place $size >"$work/expected.$size"
+    grep " $(printf '0x%.5x' $((place >> 8)))" "$work/seen" | diff "$work/expected.$size" -
+}
+
+check 'the program runs on the board' "$root/board/run" --log-accesses "$work/log" "$1"
 seen <"$work/log" >"$work/seen"
-passed=0
-failed=0
-for size in 2 4; do
-    place=$((size == 2 ? 0x9010800 : 0x9010900))
-    expected $place $size >"$work/expected"
-    if grep " $(printf '0x%.5x' $((place >> 8)))" "$work/seen" | diff "$work/expected" - ; then
-        passed=$((passed + 1))
-        printf 'passed: accesses of %d bytes reach the hardware one by one, in order\n' $size
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: accesses of %d bytes\n' $size
-    fi
-done
-printf '%d passed, %d failed\n' $passed $failed
-[ $failed = 0 ]
+check 'accesses of 2 bytes reach the hardware one by one, in order' reach_the_hardware_one_by_one 2 0x9010800
+check 'accesses of 4 bytes reach the hardware one by one, in order' reach_the_hardware_one_by_one 4 0x9010900
+summary

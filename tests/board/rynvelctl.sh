@@ -4,16 +4,23 @@
 set -u -o pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 build=$(cd "$1" && pwd) || exit
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+. "$here/../../scripts/checks.sh"
 
-"$here/../../board/run" sh "$here/rynvelctl_session.sh" "$build/tools/rynvelctl" \
-    "$build/tests/rynvelctl_with_own_devices" "$build/server/rynveld" </dev/null >"$work/session"
-status=$?
-commands=$(grep -c '^\$ ' "$here/rynvelctl.expected")
-if [ $status = 0 ] && [ "$commands" -gt 0 ] && diff -u "$here/rynvelctl.expected" "$work/session"; then
-    printf '%d passed, 0 failed\n' "$commands"
-else
-    printf 'FAILED: the session is not the one that is expected (status %d)\n0 passed, 1 failed\n' $status
-    exit 1
-fi
+session() {
+    "$here/../../board/run" sh "$here/rynvelctl_session.sh" "$build/tools/rynvelctl" \
+        "$build/tests/rynvelctl_with_own_devices" "$build/server/rynveld" </dev/null >"$work/session"
+}
+
+# Splits a session into the files 1, 2, ... of a folder, one a command, and prints their count.
+split_session() {
+    mkdir "$2"
+    awk -v folder="$2" '/^\$ / { count++ } { print >(folder "/" count + 0) } END { print count + 0 }' "$1"
+}
+
+check 'the session runs on the board to its end' session
+commands=$(split_session "$here/rynvelctl.expected" "$work/expected")
+check "the session has $commands commands" [ "$(split_session "$work/session" "$work/seen")" = "$commands" ]
+for ((i = 1; i <= commands; i++)); do
+    check "$(head -n 1 "$work/expected/$i")" diff -u "$work/expected/$i" "$work/seen/$i"
+done
+summary

@@ -3,14 +3,9 @@
 # Usage: served_board.sh SERVER CLIENT, a program of the board and one of this machine. Ends with lines of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
-work=$(mktemp -d)
+. "$root/scripts/checks.sh"
 board=
 trap 'end_board; rm -rf "$work"' EXIT
-
-fail() {
-    printf 'FAILED: %s\n0 passed, 1 failed\n' "$1"
-    exit 1
-}
 
 end_board() {
     [ -z "$board" ] || kill "$board" 2>/dev/null
@@ -33,24 +28,29 @@ await_server() {
     local i
     for ((i = 0; i < 600; i++)); do
         ! grep -q 'rynveld: listening on 0.0.0.0:8888, serving 30 devices' "$work/output" || return 0
-        kill -0 "$board" 2>/dev/null || return 1
+        kill -0 "$board" 2>/dev/null || break
         sleep 0.1
     done
+    cat "$work/output"
     return 1
+}
+
+ends_without_an_error() {
+    echo end >&3
+    exec 3>&-
+    wait "$board"
+    local status=$?
+    board=
+    cat "$work/output"
+    return $status
 }
 
 status=0
 port=$((20000 + RANDOM % 20000))
 start_board $port "$1"
-await_server || { cat "$work/output"; fail 'the server does not start on the board'; }
-RYNVEL_SERVED_PORT=$port "$2" || status=1
-echo end >&3
-exec 3>&-
-if wait "$board"; then
-    printf 'passed: the server ends without an error\n1 passed, 0 failed\n'
-else
-    cat "$work/output"
-    fail 'the server ends with an error'
+check 'the server starts on the board' await_server
+if kill -0 "$board" 2>/dev/null; then
+    RYNVEL_SERVED_PORT=$port "$2" || status=1
+    check 'the server ends without an error' ends_without_an_error
 fi
-board=
-exit $status
+summary && exit $status

@@ -4,7 +4,8 @@
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 release=$(cd "$1" && pwd) || exit
-. "$root/tests/installed/checks.sh"
+. "$root/scripts/checks.sh"
+suite="installed configurations"
 
 # Configures and builds the library into a folder, with further options.
 build() {

@@ -8,7 +8,8 @@ build=$(cd "$1" && pwd) || exit
 shift
 emulator=("$@")
 sanitize=${SANITIZERS:+-fsanitize=$SANITIZERS}
-. "$source_folder/checks.sh"
+. "$source_folder/../../scripts/checks.sh"
+suite="installed ${build##*/}"
 stage="$work/stage"
 
 library() { find "$stage" -name "lib$1.so.1"; }
