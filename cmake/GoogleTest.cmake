@@ -19,3 +19,23 @@ endif()
 add_library(test_code INTERFACE)
 target_link_libraries(test_code INTERFACE GTest::gtest_main)
 target_compile_options(test_code INTERFACE -O0 -g1)
+# The undefined behaviour sanitizer is for what they test: on tests it takes a seventh of the build.
+if(RYNVEL_SANITIZERS MATCHES undefined)
+  target_compile_options(test_code INTERFACE -fno-sanitize=undefined)
+endif()
+# Where everything takes many times as long, tests that try many random inputs try fewer.
+if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
+  target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)
+endif()
+
+# Registers the tests of a program, which run in a folder, with the properties that follow: each test by itself, or, under
+# an emulator, which takes longer to start a program than most tests take, the whole program as one.
+function(rynvel_register_tests target folder prefix)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    add_test(NAME ${target} COMMAND ${target} WORKING_DIRECTORY "${folder}")
+    set_tests_properties(${target} PROPERTIES ${ARGN} TIMEOUT 600)
+  else()
+    gtest_discover_tests(${target} TEST_PREFIX "${prefix}" WORKING_DIRECTORY "${folder}" DISCOVERY_MODE PRE_TEST
+      PROPERTIES ${ARGN} TIMEOUT 120)
+  endif()
+endfunction()

@@ -1,0 +1,11 @@
+# Compiles through ccache where it is installed, unless the builder has chosen a launcher.
+
+find_program(RYNVEL_CCACHE ccache)
+mark_as_advanced(RYNVEL_CCACHE)
+if(RYNVEL_COMPILER_CACHE AND RYNVEL_CCACHE AND PROJECT_IS_TOP_LEVEL)
+  foreach(language IN ITEMS C CXX)
+    if(NOT DEFINED CMAKE_${language}_COMPILER_LAUNCHER)
+      set(CMAKE_${language}_COMPILER_LAUNCHER "${RYNVEL_CCACHE}")
+    endif()
+  endforeach()
+endif()

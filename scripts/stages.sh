@@ -1,0 +1,165 @@
+# The stages of ./check: what each needs, how long it takes, and what it does. Sourced, never run.
+#
+# A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails when it
+# could not do all that it is for.
+
+quick_stages=(format lint dev asan tsan armhf bigendian counts board installed fuzz)
+long_stages=(hardened)
+
+describe_stage() {
+    case $1 in
+        format) echo 'the layout of the sources, by clang-format' ;;
+        lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
+        dev) echo 'all tests of a debug build on this machine' ;;
+        asan) echo 'the same with the address and undefined behaviour sanitizers' ;;
+        tsan) echo 'the same with the thread sanitizer' ;;
+        armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
+        bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
+        counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
+        board) echo 'the tests that run on the virtual board' ;;
+        installed) echo 'programs that use the installed packages' ;;
+        fuzz) echo 'random input for what reads bytes from outside' ;;
+        hardened) echo "all tests of a build with a distribution's flags" ;;
+    esac
+}
+
+# Prints the Debian packages that a stage needs, but for those that the scripts it calls install themselves.
+packages_of() {
+    local tests=("${build_packages[@]}" googletest)
+    local target=("${target_packages[@]}" qemu-user)
+    case $1 in
+        format) echo clang-format ;;
+        lint) echo "${build_packages[@]}" clang-tidy ;;
+        dev | asan | tsan | hardened) echo "${tests[@]}" ;;
+        armhf) echo "${tests[@]}" "${target[@]}" ;;
+        bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
+        counts) echo "${build_packages[@]}" ;;
+        board) echo "${tests[@]}" "${target_packages[@]}" ;;
+        installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base ;;
+        fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
+    esac
+}
+
+# Prints the folder that a stage builds into: where it is missing, the stage takes its longer time.
+folder_of() {
+    case $1 in
+        format) echo . ;;
+        lint) echo "$rynvel_cache/lint" ;;
+        counts) echo build/benchmarks ;;
+        installed) echo build/armhf-release ;;
+        *) echo "build/$1" ;;
+    esac
+}
+
+# Prints the seconds that a stage took on two processors: the first time, and again without a change.
+usual_seconds() {
+    case $1 in
+        format) echo 1 1 ;;
+        lint) echo 150 10 ;;
+        dev) echo 90 20 ;;
+        asan) echo 180 50 ;;
+        tsan) echo 150 60 ;;
+        armhf) echo 190 60 ;;
+        bigendian) echo 100 20 ;;
+        counts) echo 40 20 ;;
+        board) echo 150 100 ;;
+        installed) echo 100 60 ;;
+        fuzz) echo 100 60 ;;
+        hardened) echo 120 20 ;;
+    esac
+}
+
+build() { cmake --preset "$1" && cmake --build --preset "$1"; }
+
+# Builds a preset and runs its tests, with further arguments of ctest.
+test_preset() {
+    local preset=$1
+    shift
+    build "$preset" && ctest --preset "$preset" -j "$(nproc)" --output-junit "$RYNVEL_RESULTS/ctest.xml" "$@"
+}
+
+# The same where whole programs run as one test: they leave the results of their tests themselves.
+test_emulated_preset() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$@"; }
+
+test_stage() {
+    case $1 in
+        dev | asan | hardened) test_preset "$@" ;;
+        # Races need time to show.
+        tsan) RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset "$@" ;;
+        armhf | bigendian) test_emulated_preset "$@" ;;
+        *) return 2 ;;
+    esac
+}
+
+# Runs commands at the same time, as many as there are processors; fails when one fails. Each is one word.
+together() {
+    local command running=0 status=0 outputs
+    outputs=$(mktemp -d)
+    for command in "$@"; do
+        if [ $running = "$(nproc)" ]; then
+            wait -n || status=1
+            running=$((running - 1))
+        fi
+        eval "$command" >"$(mktemp "$outputs/XXXXXX")" 2>&1 </dev/null &
+        running=$((running + 1))
+    done
+    while [ $running != 0 ]; do
+        wait -n || status=1
+        running=$((running - 1))
+    done
+    cat "$outputs"/*
+    rm -r "$outputs"
+    return $status
+}
+
+stage_dev() { test_stage dev; }
+stage_asan() { test_stage asan; }
+stage_tsan() { test_stage tsan; }
+stage_armhf() { test_stage armhf; }
+stage_bigendian() { test_stage bigendian; }
+stage_hardened() { test_stage hardened; }
+
+sources() { git ls-files -co --exclude-standard "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
+
+stage_format() (
+    . scripts/checks.sh
+    suite=format
+    files=$(sources) || return
+    check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
+    summary
+)
+
+stage_lint() {
+    cmake --preset release && cmake --build --preset release --target rynvel_generated_sources && scripts/lint build/release
+}
+
+stage_counts() { benchmarks/counts; }
+
+# The register server that the guest reaches is a program of the host.
+stage_board() {
+    local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
+    cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
+        cmake --preset dev && cmake --build --preset dev --target remote_peer served_board_tests && board/prepare &&
+        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together board/selftest/run \
+            "$guest build/armhf/tests/board_tests" \
+            "$guest build/armhf/tests/own_devices_tests" \
+            'tests/board/clock_accesses.sh build/armhf/tests/clock_accesses' \
+            "build/dev/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
+            'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' \
+            'tests/board/rynvelctl.sh build/armhf'
+}
+
+# The release builds for the host and the target, and the sanitized ones, as their users get them.
+stage_installed() {
+    local run=tests/installed/run.sh preset
+    for preset in release dev asan tsan armhf-release; do
+        build $preset || return
+    done
+    together 'tests/installed/configurations.sh build/release' \
+        "CC=arm-linux-gnueabihf-gcc CXX=arm-linux-gnueabihf-g++ $run build/armhf-release \
+            qemu-arm -L /usr/arm-linux-gnueabihf" \
+        "$run build/release" "$run build/dev" \
+        "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
+}
+
+stage_fuzz() { RYNVEL_FUZZ_SECONDS=${RYNVEL_FUZZ_SECONDS:-20} test_preset fuzz; }
