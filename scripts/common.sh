@@ -2,13 +2,9 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
-# What a build for the host needs, what one for the target adds, and what testing adds to both: the plain tests, those
-# on a big-endian processor, and fuzzing.
+# What a build for the host needs, and what one for the target adds.
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
-test_packages=(googletest pkg-config binutils clang-format clang-tidy qemu-user systemd man-db groff-base)
-bigendian_packages=(gcc-s390x-linux-gnu g++-s390x-linux-gnu)
-fuzz_packages=(clang libclang-rt-dev)
 # What measuring adds: the benchmarks, and the counting of instructions.
 benchmark_packages=(libbenchmark-dev)
 counting_packages=(valgrind qemu-user binutils)
