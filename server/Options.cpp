@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include <CLI/CLI.hpp>
-
+#include "ArgumentParser.h"
 #include "DeviceKind.h"
 #include "DeviceList.h"
 #include "Duration.h"
@@ -15,6 +14,12 @@ namespace Rynveld {
 namespace {
 
 constexpr std::uint16_t defaultPort = 8888;
+
+constexpr const char* footer =
+    "Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
+    "Faults are delay=TIME (before the answer), error (instead of the operation), split=TIME (between the\n"
+    "halves of the answer) and disconnect (instead of operation and answer).\n"
+    "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.";
 
 /** The texts of the command line as they were given. */
 struct Texts {
@@ -142,39 +147,34 @@ void interpret(const Texts& texts, Options& options) {
     }
 }
 
-void describe(CLI::App& app, Texts& texts, Options& options) {
-    app.set_version_flag("--version", "rynveld " RYNVEL_VERSION);
-    app.add_option("--listen", texts.listen, "Where clients connect; port 0 is one of the system's choice")
-        ->type_name("ADDRESS[:PORT]")
-        ->capture_default_str();
-    app.add_option("--allow", texts.allow, "Serve only clients from this network; may be repeated")
-        ->type_name("NETWORK")
-        ->allow_extra_args(false);
-    app.add_option("--device", texts.devices, "Serve only this device; may be repeated")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
-    app.add_flag("--read-only", options.policy.readOnly, "Refuse all that changes a device or enables its interrupts");
-    app.add_option("--allow-ioctl", texts.ioctls, "Pass this ioctl command on to devices; may be repeated")
-        ->type_name("NUMBER")
-        ->allow_extra_args(false);
-    app.add_option("--max-connections", options.maxConnections, "Turn further connections away")
-        ->type_name("COUNT")
-        ->check(CLI::Range(std::size_t{1}, std::size_t{10000}).description(""))
-        ->capture_default_str();
-    app.add_option("--idle-timeout", texts.idleTimeout,
+void addOptions(const Inventory::Command& program, Texts& texts, Options& options) {
+    program
+        .addOption("--listen", "ADDRESS[:PORT]", texts.listen,
+                   "Where clients connect; port 0 is one of the system's choice")
+        .showDefault();
+    program.addOption("--allow", "NETWORK", texts.allow, "Serve only clients from this network; may be repeated")
+        .takeOneValue();
+    program.addOption("--device", "NAME", texts.devices, "Serve only this device; may be repeated").takeOneValue();
+    program.addFlag("--read-only", options.policy.readOnly,
+                    "Refuse all that changes a device or enables its interrupts");
+    program.addOption("--allow-ioctl", "NUMBER", texts.ioctls, "Pass this ioctl command on to devices; may be repeated")
+        .takeOneValue();
+    program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
+        .showDefault();
+    program
+        .addOption("--idle-timeout", "TIME", texts.idleTimeout,
                    "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "
                    "stays")
-        ->type_name("TIME")
-        ->capture_default_str();
-    app.add_flag("--simulate", options.policy.simulate, "Serve all devices from memory, without any hardware");
-    app.add_option("--interrupt-every", texts.interruptPeriods,
+        .showDefault();
+    program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without any hardware");
+    program
+        .addOption("--interrupt-every", "NAME=TIME", texts.interruptPeriods,
                    "With --simulate: raise the interrupt of a device again and again; may be repeated")
-        ->type_name("NAME=TIME")
-        ->allow_extra_args(false);
-    app.add_option("--fault", texts.faults,
+        .takeOneValue();
+    program
+        .addOption("--fault", "FAULT[:COUNT]", texts.faults,
                    "With --simulate: go wrong at every request of a connection, or at each COUNTth; may be repeated")
-        ->type_name("FAULT[:COUNT]")
-        ->allow_extra_args(false);
+        .takeOneValue();
 }
 
 std::string oneLine(std::string text) {
@@ -182,26 +182,27 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+void parse(int argc, const char* const* argv, Texts& texts, Options& options) {
+    Inventory::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
+                                     footer);
+    parser.addHelpFlag("Print this help message and exit");
+    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Display program version information and exit");
+    addOptions(parser.program(), texts, options);
+    const Inventory::ParseResult result = parser.parse(argc, argv);
+    if (result.kind == Inventory::ParseResult::Kind::Answered) {
+        throw Answered{result.text};
+    }
+    if (result.kind == Inventory::ParseResult::Kind::Wrong) {
+        fail(oneLine(result.text));
+    }
+}
+
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
     Texts texts;
-    CLI::App app("Serves the devices of this machine to remote devices of librynvel.", "rynveld");
-    app.footer("Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
-               "Faults are delay=TIME (before the answer), error (instead of the operation), split=TIME (between the\n"
-               "halves of the answer) and disconnect (instead of operation and answer).\n"
-               "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.");
-    describe(app, texts, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        throw Answered{app.help()};
-    } catch (const CLI::CallForVersion& version) {
-        throw Answered{std::string(version.what()) + "\n"};
-    } catch (const CLI::ParseError& error) {
-        fail(oneLine(error.what()));
-    }
+    parse(argc, argv, texts, options);
     interpret(texts, options);
     return options;
 }

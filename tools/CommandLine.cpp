@@ -22,56 +22,45 @@ void requireWord(const std::string& word) {
 
 } // namespace
 
-CommandLine::CommandLine() : m_app(summary, "rynvelctl") {
-    m_app.set_version_flag("--version", "rynvelctl " RYNVELCTL_VERSION, "show the version and end");
-    m_app.set_help_flag("-h,--help", "show this text and end");
-    m_app.footer(helpFooter());
-    // With no more than one, an argument that is called like a command is an argument.
-    m_app.require_subcommand(0, 1);
-    m_app.fallthrough();
-    addGeneralOptions();
-    addDeviceCommands(m_app, m_action);
-    addRegisterCommands(m_app, m_action);
-    addInterruptCommands(m_app, m_action);
-    addServerCommands(m_app, m_action);
+CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
+    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and end");
+    m_parser.addHelpFlag("show this text and end");
+    addGeneralOptions(m_parser.program());
+    addDeviceCommands(m_parser.program(), m_action);
+    addRegisterCommands(m_parser.program(), m_action);
+    addInterruptCommands(m_parser.program(), m_action);
+    addServerCommands(m_parser.program(), m_action);
 }
 
-void CommandLine::addGeneralOptions() {
-    CLI::Option* const remote = m_app.add_option(
-        "--remote", m_options.remote, "use the devices of a register server; the port is 8888 when not given");
-    remote->type_name("HOST[::PORT]");
-    m_app
-        .add_option("--width", m_options.width,
-                    "bits of the remote device's registers; not needed for names that this machine has, too")
-        ->type_name("8|16|32")
-        ->needs(remote);
-    m_app
-        .add_option("--timeout", m_options.timeout,
-                    "give up when the server takes longer for an answer, 5s when not given")
-        ->type_name("TIME");
-    CLI::Option* const quiet = m_app.add_flag("--quiet", m_options.isQuiet, "print bare values");
-    m_app.add_flag("--json", m_options.isJson, "print JSON, one value a line")->excludes(quiet);
-    m_app
-        .add_option("--trace", m_options.traces,
-                    "turn on the library's traces of a channel, or of all that match a pattern, up to a level")
-        ->type_name("CHANNEL=LEVEL")
-        ->expected(1)
-        ->take_all();
+void CommandLine::addGeneralOptions(const Inventory::Command& program) {
+    const auto remote = program.addOption("--remote", "HOST[::PORT]", m_options.remote,
+                                          "use the devices of a register server; the port is 8888 when not given");
+    program
+        .addOption("--width", "8|16|32", m_options.width,
+                   "bits of the remote device's registers; not needed for names that this machine has, too")
+        .needs(remote);
+    program.addOption("--timeout", "TIME", m_options.timeout,
+                      "give up when the server takes longer for an answer, 5s when not given");
+    const auto quiet = program.addFlag("--quiet", m_options.isQuiet, "print bare values");
+    program.addFlag("--json", m_options.isJson, "print JSON, one value a line").excludes(quiet);
+    program
+        .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
+                   "turn on the library's traces of a channel, or of all that match a pattern, up to a level")
+        .showOneValue();
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
     std::for_each(argv + std::min(argc, 1), argv + argc, requireWord);
-    try {
-        m_app.parse(argc, argv);
+    const Inventory::ParseResult result = m_parser.parse(argc, argv);
+    switch (result.kind) {
+    case Inventory::ParseResult::Kind::Answered:
+        Output::write(result.text);
+        return false;
+    case Inventory::ParseResult::Kind::Wrong:
+        throw wrongUsage(result.text);
+    default:
         return true;
-    } catch (const CLI::CallForHelp&) {
-        Output::write(m_app.help());
-    } catch (const CLI::CallForVersion& version) {
-        Output::write(version.what() + std::string("\n"));
-    } catch (const CLI::ParseError& error) {
-        throw wrongUsage(error.what());
     }
-    return false;
 }
 
 void CommandLine::run(int argc, const char* const* argv) {

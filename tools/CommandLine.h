@@ -5,8 +5,7 @@
 #ifndef RYNVELCTL_COMMANDLINE_H
 #define RYNVELCTL_COMMANDLINE_H
 
-#include <CLI/CLI.hpp>
-
+#include "ArgumentParser.h"
 #include "Commands.h"
 #include "Session.h"
 
@@ -19,16 +18,16 @@ public:
     CommandLine& operator=(const CommandLine&) = delete;
 
     /** All that there is to give, for help and the manual page. */
-    CLI::App& app() { return m_app; }
+    Inventory::CommandDescription describe() const { return m_parser.describe(); }
 
     /** Does what the arguments say. @throws Failure, or OutputClosed. */
     void run(int argc, const char* const* argv);
 
 private:
-    void addGeneralOptions();
+    void addGeneralOptions(const Inventory::Command& program);
     bool parse(int argc, const char* const* argv);
 
-    CLI::App m_app;
+    Inventory::ArgumentParser m_parser;
     GeneralOptions m_options;
     Action m_action;
 };

@@ -8,33 +8,25 @@
 #include <functional>
 #include <memory>
 
-#include <CLI/CLI.hpp>
-
+#include "ArgumentParser.h"
 #include "Session.h"
 
 namespace Rynvelctl {
 
 using Action = std::function<void(const Session&)>;
 
-void addDeviceCommands(CLI::App& app, Action& chosen);
-void addRegisterCommands(CLI::App& app, Action& chosen);
-void addInterruptCommands(CLI::App& app, Action& chosen);
-void addServerCommands(CLI::App& app, Action& chosen);
+void addDeviceCommands(const Inventory::Command& program, Action& chosen);
+void addRegisterCommands(const Inventory::Command& program, Action& chosen);
+void addInterruptCommands(const Inventory::Command& program, Action& chosen);
+void addServerCommands(const Inventory::Command& program, Action& chosen);
 
 /** Adds a command that runs on options of its own. @return the command, to add those options to. */
 template <typename Options>
-CLI::App& addCommand(CLI::App& app, Action& chosen, const char* name, const char* summary,
-                     const std::shared_ptr<Options>& options, void (*run)(const Session&, const Options&)) {
-    CLI::App* const command = app.add_subcommand(name, summary);
-    command->callback(
-        [&chosen, options, run] { chosen = [options, run](const Session& session) { run(session, *options); }; });
-    return *command;
-}
-
-/** Adds an argument that must be there. */
-template <typename Value>
-void addArgument(CLI::App& command, const char* name, Value& value, const char* description) {
-    command.add_option(name, value, description)->required()->type_name("");
+Inventory::Command addCommand(const Inventory::Command& program, Action& chosen, const char* name, const char* summary,
+                              const std::shared_ptr<Options>& options, void (*run)(const Session&, const Options&)) {
+    return program.addCommand(name, summary, [&chosen, options, run] {
+        chosen = [options, run](const Session& session) { run(session, *options); };
+    });
 }
 
 } // namespace Rynvelctl

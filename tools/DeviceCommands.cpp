@@ -60,20 +60,20 @@ void ioctl(const Session& session, const IoctlOptions& options) {
 
 } // namespace
 
-void addDeviceCommands(CLI::App& app, Action& chosen) {
-    addCommand(app, chosen, "list", "list the devices of this machine", std::make_shared<NoOptions>(), list);
+void addDeviceCommands(const Inventory::Command& program, Action& chosen) {
+    addCommand(program, chosen, "list", "list the devices of this machine", std::make_shared<NoOptions>(), list);
 
     const auto infoOptions = std::make_shared<InfoOptions>();
-    CLI::App& infoCommand = addCommand(
-        app, chosen, "info", "show the map size, interrupt type and descriptor of a device", infoOptions, info);
-    addArgument(infoCommand, "NAME", infoOptions->name, "the device");
+    const Inventory::Command infoCommand = addCommand(
+        program, chosen, "info", "show the map size, interrupt type and descriptor of a device", infoOptions, info);
+    infoCommand.addArgument("NAME", infoOptions->name, "the device");
 
     const auto ioctlOptions = std::make_shared<IoctlOptions>();
-    CLI::App& ioctlCommand =
-        addCommand(app, chosen, "ioctl", "send a request of its own to the driver of a device", ioctlOptions, ioctl);
-    addArgument(ioctlCommand, "NAME", ioctlOptions->name, "the device");
-    addArgument(ioctlCommand, "REQUEST", ioctlOptions->request, "the request's number");
-    addArgument(ioctlCommand, "ARGUMENT", ioctlOptions->argument, "the request's argument, a number");
+    const Inventory::Command ioctlCommand = addCommand(
+        program, chosen, "ioctl", "send a request of its own to the driver of a device", ioctlOptions, ioctl);
+    ioctlCommand.addArgument("NAME", ioctlOptions->name, "the device");
+    ioctlCommand.addArgument("REQUEST", ioctlOptions->request, "the request's number");
+    ioctlCommand.addArgument("ARGUMENT", ioctlOptions->argument, "the request's argument, a number");
 }
 
 } // namespace Rynvelctl

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <map>
 
@@ -143,29 +144,30 @@ void wait(const Session& session, const WaitOptions& options) {
     }
 }
 
-void addIrq(CLI::App& app, Action& chosen) {
+void addIrq(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<IrqOptions>();
-    CLI::App& command = addCommand(app, chosen, "irq", "show or control the interrupt of a device", options, irq);
-    addArgument(command, "NAME", options->name, "the device");
-    addArgument(command, "DEED", options->deed,
-                "type, enable, disable or raise; raise is for servers that simulate their devices");
-    command.add_option("WORD", options->word, "what a raised interrupt reports, 1 when not given")->type_name("");
+    const Inventory::Command command =
+        addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
+    command.addArgument("NAME", options->name, "the device");
+    command.addArgument("DEED", options->deed,
+                        "type, enable, disable or raise; raise is for servers that simulate their devices");
+    command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
 }
 
-void addWait(CLI::App& app, Action& chosen) {
+void addWait(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<WaitOptions>();
-    CLI::App& command =
-        addCommand(app, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
-    addArgument(command, "NAME", options->name, "the device");
-    command.add_option("--timeout", options->timeout, "give up when one interrupt takes longer")->type_name("TIME");
-    command.add_option("--count", options->count, "wait for so many interrupts, 1 when not given")->type_name("COUNT");
+    const Inventory::Command command =
+        addCommand(program, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
+    command.addArgument("NAME", options->name, "the device");
+    command.addOption("--timeout", "TIME", options->timeout, "give up when one interrupt takes longer");
+    command.addOption("--count", "COUNT", options->count, "wait for so many interrupts, 1 when not given");
 }
 
 } // namespace
 
-void addInterruptCommands(CLI::App& app, Action& chosen) {
-    addIrq(app, chosen);
-    addWait(app, chosen);
+void addInterruptCommands(const Inventory::Command& program, Action& chosen) {
+    addIrq(program, chosen);
+    addWait(program, chosen);
 }
 
 } // namespace Rynvelctl

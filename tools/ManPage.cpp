@@ -9,6 +9,9 @@ namespace Rynvelctl {
 
 namespace {
 
+using Inventory::CommandDescription;
+using Inventory::OptionDescription;
+
 /** A text that means nothing but itself. */
 std::string escaped(const std::string& text) {
     std::string result;
@@ -30,68 +33,64 @@ std::string italic(const std::string& text) { return "\\fI" + escaped(text) + "\
 
 std::string section(const std::string& title) { return ".SH " + upperCase(title) + '\n'; }
 
-bool isArgument(const CLI::Option* option) { return option->get_positional(); }
-
-std::string valueOf(const CLI::Option& option) {
-    const std::string type = option.get_type_size() == 0 ? "" : option.get_type_name();
-    return type.empty() ? "" : ' ' + italic(type);
+std::string valueOf(const OptionDescription& option) {
+    return option.valueName.empty() ? "" : ' ' + italic(option.valueName);
 }
 
-std::string namesOf(const CLI::Option& option) {
-    if (isArgument(&option)) {
-        return italic(option.get_name(true));
+std::string namesOf(const OptionDescription& option) {
+    if (option.isPositional) {
+        return italic(option.names.front());
     }
     std::string names;
-    for (const std::string& name : option.get_snames()) {
-        names += bold("-" + name) + ", ";
+    for (const std::string& name : option.names) {
+        names += (names.empty() ? "" : ", ") + bold(name);
     }
-    return names + bold("--" + option.get_lnames().front()) + valueOf(option);
+    return names + valueOf(option);
 }
 
-std::string entry(const CLI::Option& option) {
-    return ".TP\n" + namesOf(option) + '\n' + escaped(option.get_description()) + ".\n";
+std::string entry(const OptionDescription& option) {
+    return ".TP\n" + namesOf(option) + '\n' + escaped(option.summary) + ".\n";
 }
 
-std::string argumentInSynopsis(const CLI::Option& option) {
-    const std::string dots = option.get_items_expected_max() > 1 ? "..." : "";
-    const std::string name = italic(option.get_name(true)) + dots;
-    return option.get_required() ? ' ' + name : " [" + name + ']';
+std::string argumentInSynopsis(const OptionDescription& argument) {
+    const std::string dots = argument.takesSeveral ? "..." : "";
+    const std::string name = namesOf(argument) + dots;
+    return argument.isRequired ? ' ' + name : " [" + name + ']';
 }
 
-std::string synopsis(const CLI::App& command) {
-    std::string text = bold(command.get_name());
-    for (const CLI::Option* const option : command.get_options(isArgument)) {
-        text += argumentInSynopsis(*option);
-    }
-    return text;
-}
-
-bool isOwn(const CLI::App& command, const CLI::Option& option) { return &option != command.get_help_ptr(); }
-
-std::string description(const CLI::App& command) {
-    std::string text = ".SS " + synopsis(command) + '\n' + escaped(command.get_description()) + ".\n";
-    for (const CLI::Option* const option : command.get_options()) {
-        if (isOwn(command, *option)) {
-            text += entry(*option);
+std::string synopsis(const CommandDescription& command) {
+    std::string text = bold(command.name);
+    for (const OptionDescription& option : command.options) {
+        if (option.isPositional) {
+            text += argumentInSynopsis(option);
         }
     }
     return text;
 }
 
-std::string generalOptions(const CLI::App& app) {
-    std::string text = section("Options") +
-                       "They may stand anywhere, but what a command has of the same name is its own "
-                       "behind it.\n";
-    for (const CLI::Option* const option : app.get_options()) {
-        text += entry(*option);
+std::string entries(const CommandDescription& command) {
+    std::string text;
+    for (const OptionDescription& option : command.options) {
+        text += entry(option);
     }
     return text;
 }
 
-std::string commands(const CLI::App& app) {
+std::string description(const CommandDescription& command) {
+    return ".SS " + synopsis(command) + '\n' + escaped(command.summary) + ".\n" + entries(command);
+}
+
+std::string generalOptions(const CommandDescription& program) {
+    return section("Options") +
+           "They may stand anywhere, but what a command has of the same name is its own "
+           "behind it.\n" +
+           entries(program);
+}
+
+std::string commands(const CommandDescription& program) {
     std::string text = section("Commands");
-    for (const CLI::App* const command : app.get_subcommands({})) {
-        text += description(*command);
+    for (const CommandDescription& command : program.commands) {
+        text += description(command);
     }
     return text;
 }
@@ -109,12 +108,12 @@ std::string prose() {
 
 } // namespace
 
-std::string manPage(const CLI::App& app) {
-    const std::string& name = app.get_name();
+std::string manPage(const CommandDescription& program) {
+    const std::string& name = program.name;
     return ".\\\" Made by rynvelctl_manual.\n.TH " + upperCase(name) + " 1 \"\" librynvel\n" + section("Name") +
-           escaped(name) + " \\- " + escaped(app.get_description()) + '\n' + section("Synopsis") + bold(name) + " [" +
-           italic("OPTION") + "]... " + italic("COMMAND") + " [" + italic("ARGUMENT") + "]...\n" + generalOptions(app) +
-           commands(app) + prose();
+           escaped(name) + " \\- " + escaped(program.summary) + '\n' + section("Synopsis") + bold(name) + " [" +
+           italic("OPTION") + "]... " + italic("COMMAND") + " [" + italic("ARGUMENT") + "]...\n" +
+           generalOptions(program) + commands(program) + prose();
 }
 
 } // namespace Rynvelctl

@@ -7,12 +7,12 @@
 
 #include <string>
 
-#include <CLI/CLI.hpp>
+#include "ArgumentParser.h"
 
 namespace Rynvelctl {
 
 /** The page in the language of man(7). */
-std::string manPage(const CLI::App& app);
+std::string manPage(const Inventory::CommandDescription& program);
 
 } // namespace Rynvelctl
 

@@ -243,75 +243,76 @@ void watch(const Session& session, const WatchOptions& options) {
     }
 }
 
-void addPlace(CLI::App& command, PlaceOptions& options) {
-    addArgument(command, "NAME", options.name, "the device");
-    addArgument(command, "ADDRESS", options.address, "the register's byte address");
+void addPlace(const Inventory::Command& command, PlaceOptions& options) {
+    command.addArgument("NAME", options.name, "the device");
+    command.addArgument("ADDRESS", options.address, "the register's byte address");
 }
 
-void addBlock(CLI::App& command, BlockOptions& options) {
+void addBlock(const Inventory::Command& command, BlockOptions& options) {
     addPlace(command, options);
-    addArgument(command, "COUNT", options.count, "the number of registers, up to 1048576");
+    command.addArgument("COUNT", options.count, "the number of registers, up to 1048576");
 }
 
-void addIndexOption(CLI::App& command, PlaceOptions& options) {
-    command.add_flag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
+void addIndexOption(const Inventory::Command& command, PlaceOptions& options) {
+    command.addFlag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
 }
 
-void addRead(CLI::App& app, Action& chosen) {
+void addRead(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<PlaceOptions>();
-    CLI::App& command = addCommand(app, chosen, "read", "read a register", options, read);
+    const Inventory::Command command = addCommand(program, chosen, "read", "read a register", options, read);
     addPlace(command, *options);
     addIndexOption(command, *options);
 }
 
-void addWrite(CLI::App& app, Action& chosen) {
+void addWrite(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<WriteOptions>();
-    CLI::App& command = addCommand(app, chosen, "write", "write a register", options, write);
+    const Inventory::Command command = addCommand(program, chosen, "write", "write a register", options, write);
     addPlace(command, *options);
-    addArgument(command, "VALUE", options->value, "what is written");
-    command.add_option("--mask", options->mask, "write only the bits that are set in the mask")->type_name("MASK");
-    command.add_flag("--verify", options->verifies, "read the register back, and fail when it differs");
+    command.addArgument("VALUE", options->value, "what is written");
+    command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
+    command.addFlag("--verify", options->verifies, "read the register back, and fail when it differs");
     addIndexOption(command, *options);
 }
 
-void addDump(CLI::App& app, Action& chosen) {
+void addDump(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
-    CLI::App& command = addCommand(app, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
+    const Inventory::Command command =
+        addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
     addBlock(command, *options);
-    command.add_flag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
-    command.add_option("--order", options->order, "the byte order of each value: host, the default, or network")
-        ->type_name("ORDER");
+    command.addFlag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
+    command.addOption("--order", "ORDER", options->order,
+                      "the byte order of each value: host, the default, or network");
     addIndexOption(command, *options);
 }
 
-void addFill(CLI::App& app, Action& chosen) {
+void addFill(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<FillOptions>();
-    CLI::App& command = addCommand(app, chosen, "fill", "write one value to registers in a row", options, fill);
+    const Inventory::Command command =
+        addCommand(program, chosen, "fill", "write one value to registers in a row", options, fill);
     addBlock(command, *options);
-    addArgument(command, "VALUE", options->value, "what is written to each");
+    command.addArgument("VALUE", options->value, "what is written to each");
     addIndexOption(command, *options);
 }
 
-void addWatch(CLI::App& app, Action& chosen) {
+void addWatch(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<WatchOptions>();
-    CLI::App& command =
-        addCommand(app, chosen, "watch", "show registers, then their changes, until interrupted", options, watch);
-    addArgument(command, "NAME", options->name, "the device");
-    addArgument(command, "ADDRESS", options->addresses, "the registers' byte addresses");
-    command.add_option("--interval", options->interval, "the time from one look to the next, 1s when not given")
-        ->type_name("TIME");
-    command.add_option("--count", options->count, "end after so many looks")->type_name("COUNT");
+    const Inventory::Command command =
+        addCommand(program, chosen, "watch", "show registers, then their changes, until interrupted", options, watch);
+    command.addArgument("NAME", options->name, "the device");
+    command.addArgument("ADDRESS", options->addresses, "the registers' byte addresses");
+    command.addOption("--interval", "TIME", options->interval, "the time from one look to the next, 1s when not given");
+    command.addOption("--count", "COUNT", options->count, "end after so many looks");
     addIndexOption(command, *options);
 }
 
 } // namespace
 
-void addRegisterCommands(CLI::App& app, Action& chosen) {
-    addRead(app, chosen);
-    addWrite(app, chosen);
-    addDump(app, chosen);
-    addFill(app, chosen);
-    addWatch(app, chosen);
+void addRegisterCommands(const Inventory::Command& program, Action& chosen) {
+    addRead(program, chosen);
+    addWrite(program, chosen);
+    addDump(program, chosen);
+    addFill(program, chosen);
+    addWatch(program, chosen);
 }
 
 } // namespace Rynvelctl

@@ -39,11 +39,12 @@ void ping(const Session& session, const PingOptions& options) {
 
 } // namespace
 
-void addServerCommands(CLI::App& app, Action& chosen) {
+void addServerCommands(const Inventory::Command& program, Action& chosen) {
     const auto options = std::make_shared<PingOptions>();
-    CLI::App& command = addCommand(app, chosen, "ping", "measure round trips to a register server", options, ping);
-    command.add_option("NAME", options->name, "a device that the server must have")->type_name("");
-    command.add_option("--count", options->count, "the number of round trips, 10 when not given")->type_name("COUNT");
+    const Inventory::Command command =
+        addCommand(program, chosen, "ping", "measure round trips to a register server", options, ping);
+    command.addOptionalArgument("NAME", options->name, "a device that the server must have");
+    command.addOption("--count", "COUNT", options->count, "the number of round trips, 10 when not given");
 }
 
 } // namespace Rynvelctl

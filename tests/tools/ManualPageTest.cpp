@@ -12,7 +12,7 @@ namespace {
 TEST(ManualPage, IsWhatTheCommandLineSays) {
     std::ostringstream page;
     page << std::ifstream(RYNVELCTL_MANUAL_PAGE).rdbuf();
-    EXPECT_EQ(page.str(), Rynvelctl::manPage(Rynvelctl::CommandLine().app()))
+    EXPECT_EQ(page.str(), Rynvelctl::manPage(Rynvelctl::CommandLine().describe()))
         << "cmake --build BUILD --target manual brings it up to date";
 }
 

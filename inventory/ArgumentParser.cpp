@@ -1,0 +1,159 @@
+#include "ArgumentParser.h"
+
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+namespace Inventory {
+
+namespace {
+
+template <typename Value>
+CLI::Option& addValue(CLI::App& app, const std::string& names, const std::string& valueName, Value& value,
+                      const std::string& summary) {
+    return *app.add_option(names, value, summary)->type_name(valueName);
+}
+
+template <typename Value>
+CLI::Option& addPositional(CLI::App& app, const std::string& name, Value& value, const std::string& summary) {
+    return addValue(app, name, "", value, summary);
+}
+
+std::vector<std::string> namesOf(const CLI::Option& option) {
+    if (option.get_positional()) {
+        return {option.get_name(true)};
+    }
+    std::vector<std::string> names;
+    for (const std::string& name : option.get_snames()) {
+        names.push_back("-" + name);
+    }
+    for (const std::string& name : option.get_lnames()) {
+        names.push_back("--" + name);
+    }
+    return names;
+}
+
+OptionDescription describeOption(const CLI::Option& option) {
+    const bool isFlag = option.get_type_size() == 0;
+    return {namesOf(option),          isFlag ? "" : option.get_type_name(),
+            option.get_description(), option.get_positional(),
+            option.get_required(),    option.get_items_expected_max() > 1};
+}
+
+bool isInherited(const CLI::App& app, const CLI::Option* option) {
+    return app.get_parent() != nullptr && option == app.get_help_ptr();
+}
+
+CommandDescription describeCommand(const CLI::App& app) {
+    CommandDescription command{app.get_name(), app.get_description(), {}, {}};
+    for (const CLI::Option* const option : app.get_options()) {
+        if (!isInherited(app, option)) {
+            command.options.push_back(describeOption(*option));
+        }
+    }
+    for (const CLI::App* const subcommand : app.get_subcommands({})) {
+        command.commands.push_back(describeCommand(*subcommand));
+    }
+    return command;
+}
+
+} // namespace
+
+AddedOption AddedOption::showDefault() const {
+    m_option->capture_default_str();
+    return *this;
+}
+
+AddedOption AddedOption::takeOneValue() const {
+    m_option->allow_extra_args(false);
+    return *this;
+}
+
+AddedOption AddedOption::showOneValue() const {
+    m_option->expected(1)->take_all();
+    return *this;
+}
+
+AddedOption AddedOption::needs(AddedOption other) const {
+    m_option->needs(other.m_option);
+    return *this;
+}
+
+AddedOption AddedOption::excludes(AddedOption other) const {
+    m_option->excludes(other.m_option);
+    return *this;
+}
+
+AddedOption Command::addFlag(const std::string& names, bool& isGiven, const std::string& summary) const {
+    return AddedOption(*m_app->add_flag(names, isGiven, summary));
+}
+
+AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
+                               const std::string& summary) const {
+    return AddedOption(addValue(*m_app, names, valueName, value, summary));
+}
+
+AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
+                               const std::string& summary) const {
+    return AddedOption(addValue(*m_app, names, valueName, values, summary));
+}
+
+AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
+                               std::size_t lowest, std::size_t highest, const std::string& summary) const {
+    CLI::Option& option = addValue(*m_app, names, valueName, value, summary);
+    // Without a description of its own the range would be part of the value's name.
+    option.check(CLI::Range(lowest, highest).description(""));
+    return AddedOption(option);
+}
+
+void Command::addArgument(const std::string& name, std::string& value, const std::string& summary) const {
+    addPositional(*m_app, name, value, summary).required();
+}
+
+void Command::addArgument(const std::string& name, std::vector<std::string>& values, const std::string& summary) const {
+    addPositional(*m_app, name, values, summary).required();
+}
+
+void Command::addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const {
+    addPositional(*m_app, name, value, summary);
+}
+
+Command Command::addCommand(const std::string& name, const std::string& summary, std::function<void()> chosen) const {
+    return Command(*m_app->add_subcommand(name, summary)->callback(std::move(chosen)));
+}
+
+ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, const std::string& footer)
+    : m_app(std::make_unique<CLI::App>(summary, name)) {
+    m_app->set_help_flag();
+    m_app->footer(footer);
+    // With no more than one, an argument that is called like a command is an argument.
+    m_app->require_subcommand(0, 1);
+    m_app->fallthrough();
+}
+
+ArgumentParser::~ArgumentParser() = default;
+
+void ArgumentParser::addHelpFlag(const std::string& summary) { m_app->set_help_flag("-h,--help", summary); }
+
+void ArgumentParser::addVersionFlag(const std::string& version, const std::string& summary) {
+    m_app->set_version_flag("--version", version, summary);
+}
+
+Command ArgumentParser::program() { return Command(*m_app); }
+
+CommandDescription ArgumentParser::describe() const { return describeCommand(*m_app); }
+
+ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
+    try {
+        m_app->parse(argc, argv);
+        return {ParseResult::Kind::Parsed, ""};
+    } catch (const CLI::CallForHelp&) {
+        return {ParseResult::Kind::Answered, m_app->help()};
+    } catch (const CLI::CallForVersion& version) {
+        return {ParseResult::Kind::Answered, version.what() + std::string("\n")};
+    } catch (const CLI::ParseError& error) {
+        return {ParseResult::Kind::Wrong, error.what()};
+    }
+}
+
+} // namespace Inventory

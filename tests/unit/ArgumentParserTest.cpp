@@ -1,0 +1,169 @@
+#include "ArgumentParser.h"
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+namespace {
+
+using Inventory::ArgumentParser;
+using Inventory::Command;
+using Inventory::CommandDescription;
+using Inventory::ParseResult;
+using Words = std::vector<std::string>;
+
+/** A program with something of all that there is. */
+class ArgumentParsers : public testing::Test {
+protected:
+    ArgumentParsers() {
+        m_parser.addHelpFlag("shows this text");
+        m_parser.addVersionFlag("program 1.2", "shows the version");
+        const Command program = m_parser.program();
+        const auto name = program.addOption("-n,--name", "NAME", m_name, "a text").showDefault();
+        program.addOption("--size", "SIZE", m_size, 1, 10, "a number").needs(name);
+        program.addOption("--one", "ITEM", m_singles, "one value each").takeOneValue();
+        program.addOption("--some", "ITEM", m_several, "values up to the next option").showOneValue();
+        program.addFlag("--flag", m_isGiven, "a flag").excludes(name);
+        const Command command = program.addCommand("command", "does it", [this] { ++m_calls; });
+        command.addArgument("FIRST", m_first, "must be given");
+        command.addArgument("REST", m_rest, "must be given, too");
+        program.addCommand("other", "does nothing", [] {}).addOptionalArgument("LAST", m_last, "may be given");
+    }
+
+    ParseResult parse(const Words& words) {
+        std::vector<const char*> pointers = {"program"};
+        for (const std::string& word : words) {
+            pointers.push_back(word.c_str());
+        }
+        return m_parser.parse(static_cast<int>(pointers.size()), pointers.data());
+    }
+
+    void expectParsed(const Words& words) {
+        const ParseResult result = parse(words);
+        EXPECT_EQ(result.kind, ParseResult::Kind::Parsed) << result.text;
+        EXPECT_EQ(result.text, "");
+    }
+
+    void expectWrong(const Words& words, const std::string& problem) {
+        const ParseResult result = parse(words);
+        EXPECT_EQ(result.kind, ParseResult::Kind::Wrong);
+        EXPECT_EQ(result.text, problem);
+    }
+
+    std::string answerTo(const Words& words) {
+        const ParseResult result = parse(words);
+        EXPECT_EQ(result.kind, ParseResult::Kind::Answered);
+        return result.text;
+    }
+
+    ArgumentParser m_parser{"program", "what it is for", "the footer"};
+    std::string m_name = "default";
+    std::size_t m_size = 3;
+    std::vector<std::string> m_singles;
+    std::vector<std::string> m_several;
+    bool m_isGiven = false;
+    std::string m_first;
+    std::vector<std::string> m_rest;
+    std::string m_last = "default";
+    int m_calls = 0;
+};
+
+TEST_F(ArgumentParsers, LeaveAloneWhatIsNotGiven) {
+    expectParsed({});
+    EXPECT_EQ(m_name, "default");
+    EXPECT_EQ(m_size, 3U);
+    EXPECT_EQ(m_singles, Words());
+    EXPECT_FALSE(m_isGiven);
+    EXPECT_EQ(m_calls, 0);
+}
+
+TEST_F(ArgumentParsers, StoreValues) {
+    expectParsed({"-n", "text", "--size=10", "--one", "a", "--one=b", "--some", "c", "d"});
+    EXPECT_EQ(m_name, "text");
+    EXPECT_EQ(m_size, 10U);
+    EXPECT_EQ(m_singles, (Words{"a", "b"}));
+    EXPECT_EQ(m_several, (Words{"c", "d"}));
+}
+
+TEST_F(ArgumentParsers, CallTheCommandThatIsNamed) {
+    expectParsed({"command", "1", "2", "3", "--flag"});
+    EXPECT_EQ(m_calls, 1);
+    EXPECT_EQ(m_first, "1");
+    EXPECT_EQ(m_rest, (Words{"2", "3"}));
+    EXPECT_TRUE(m_isGiven);
+}
+
+TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentBehindTheFirst) {
+    expectParsed({"other", "command"});
+    EXPECT_EQ(m_last, "command");
+    EXPECT_EQ(m_calls, 0);
+}
+
+TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
+    expectParsed({"other"});
+    EXPECT_EQ(m_last, "default");
+}
+
+TEST_F(ArgumentParsers, SayWhatIsWrong) {
+    expectWrong({"--nothing"}, "The following argument was not expected: --nothing");
+    expectWrong({"--name"}, "--name: 1 required NAME missing");
+    expectWrong({"--one", "a", "b"}, "The following argument was not expected: b");
+    expectWrong({"--name", "a", "--size", "11"}, "--size: Value 11 not in range 1 to 10");
+    expectWrong({"--name", "a", "--size", "0"}, "--size: Value 0 not in range 1 to 10");
+    expectWrong({"--size", "2"}, "--size requires --name");
+    expectWrong({"--flag", "--name", "a"}, "--name excludes --flag");
+    expectWrong({"command"}, "FIRST is required");
+    expectWrong({"command", "1"}, "REST is required");
+    EXPECT_EQ(m_calls, 0);
+}
+
+TEST_F(ArgumentParsers, AnswerWithTheVersion) { EXPECT_EQ(answerTo({"--version"}), "program 1.2\n"); }
+
+TEST_F(ArgumentParsers, AnswerWithTheHelpOfTheProgram) {
+    const std::string help = answerTo({"--help"});
+    for (const char* text : {"what it is for\n", "  -n,--name NAME=default ", "  --size SIZE Needs: --name",
+                             "  --one ITEM ... ", "  --some ITEM  ", "  command  ", "\nthe footer\n"}) {
+        EXPECT_NE(help.find(text), std::string::npos) << text << " in\n" << help;
+    }
+}
+
+TEST_F(ArgumentParsers, AnswerWithTheHelpOfACommand) {
+    const std::string help = answerTo({"command", "-h"});
+    for (const char* text :
+         {"does it\n", "Usage: program command [OPTIONS] FIRST REST...\n", "shows this text", "\nthe footer\n"}) {
+        EXPECT_NE(help.find(text), std::string::npos) << text << " in\n" << help;
+    }
+}
+
+TEST_F(ArgumentParsers, DescribeThemselves) {
+    const CommandDescription program = m_parser.describe();
+    EXPECT_EQ(program.name, "program");
+    EXPECT_EQ(program.summary, "what it is for");
+    ASSERT_EQ(program.options.size(), 7U);
+    EXPECT_EQ(program.options[0].names, (Words{"-h", "--help"}));
+    EXPECT_EQ(program.options[0].valueName, "");
+    EXPECT_EQ(program.options[3].names, Words{"--size"});
+    EXPECT_EQ(program.options[3].valueName, "SIZE");
+    EXPECT_EQ(program.options[3].summary, "a number");
+    EXPECT_FALSE(program.options[3].isPositional);
+    EXPECT_FALSE(program.options[3].takesSeveral);
+    EXPECT_TRUE(program.options[4].takesSeveral);
+    EXPECT_FALSE(program.options[5].takesSeveral);
+    ASSERT_EQ(program.commands.size(), 2U);
+    EXPECT_EQ(program.commands[1].name, "other");
+}
+
+TEST_F(ArgumentParsers, DescribeTheirCommands) {
+    const CommandDescription command = m_parser.describe().commands[0];
+    EXPECT_EQ(command.name, "command");
+    EXPECT_EQ(command.summary, "does it");
+    ASSERT_EQ(command.options.size(), 2U);
+    EXPECT_EQ(command.options[1].names, Words{"REST"});
+    EXPECT_EQ(command.options[1].valueName, "");
+    EXPECT_TRUE(command.options[1].isPositional);
+    EXPECT_TRUE(command.options[1].isRequired);
+    EXPECT_TRUE(command.options[1].takesSeveral);
+    EXPECT_FALSE(m_parser.describe().commands[1].options[0].isRequired);
+}
+
+} // namespace
+} // namespace RynvelTest
