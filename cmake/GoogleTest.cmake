@@ -23,15 +23,16 @@ target_compile_options(test_code INTERFACE -O0 -g1)
 if(RYNVEL_SANITIZERS MATCHES undefined)
   target_compile_options(test_code INTERFACE -fno-sanitize=undefined)
 endif()
-# Where everything takes many times as long, tests that try many random inputs try fewer.
+# Emulators and sanitizers take longer to start a program than most tests take, and many times as long for all else: there
+# every program of tests runs as one test, and tests that try many random inputs try fewer.
 if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
+  set(RYNVEL_TESTS_RUN_SLOWLY ON)
   target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)
 endif()
 
-# Registers the tests of a program, which run in a folder, with the properties that follow: each test by itself, or, under
-# an emulator, which takes longer to start a program than most tests take, the whole program as one.
+# Registers the tests of a program, which run in a folder, with the properties that follow.
 function(rynvel_register_tests target folder prefix)
-  if(CMAKE_CROSSCOMPILING_EMULATOR)
+  if(RYNVEL_TESTS_RUN_SLOWLY)
     add_test(NAME ${target} COMMAND ${target} WORKING_DIRECTORY "${folder}")
     set_tests_properties(${target} PROPERTIES ${ARGN} TIMEOUT 600)
   else()
