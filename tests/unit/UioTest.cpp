@@ -13,22 +13,37 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
+extern "C" int __vsnprintf_chk(char* text, size_t size, int flag, size_t room, const char* format, std::va_list values);
+
 namespace {
 
 thread_local bool formattingFails = false;
 
+int formatUnlessItFails(char* text, size_t size, int flag, size_t room, const char* format, std::va_list values) {
+    return formattingFails ? -1 : __vsnprintf_chk(text, size, flag, room, format, values);
+}
+
 } // namespace
 
-// Formatting cannot be made to fail by its arguments: the library finds this function in place of the C library's.
-extern "C" int snprintf(char* text, size_t size, const char* format, ...) noexcept {
-    if (formattingFails) {
-        return -1;
-    }
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int length = std::vsnprintf(text, size, format, arguments);
-    va_end(arguments);
+// Formatting cannot be made to fail by its arguments: the library finds these functions, the second where it is
+// fortified, in place of the C library's.
+extern "C" {
+
+int snprintf(char* text, size_t size, const char* format, ...) noexcept {
+    std::va_list values;
+    va_start(values, format);
+    const int length = formatUnlessItFails(text, size, 0, size, format, values);
+    va_end(values);
     return length;
+}
+
+int __snprintf_chk(char* text, size_t size, int flag, size_t room, const char* format, ...) noexcept {
+    std::va_list values;
+    va_start(values, format);
+    const int length = formatUnlessItFails(text, size, flag, room, format, values);
+    va_end(values);
+    return length;
+}
 }
 
 namespace {
