@@ -14,11 +14,11 @@ if(NOT TARGET GTest::gtest_main)
   add_library(GTest::gtest_main ALIAS gtest_main)
 endif()
 
-# Tests are compiled without optimization, which takes minutes under the sanitizers, and with what a stack trace needs of
-# debugging information. What they test is compiled as the build type has it.
+# Tests are compiled without optimization, which takes minutes under the sanitizers, and so not fortified, and with what a
+# stack trace needs of debugging information. What they test is compiled as the build type has it.
 add_library(test_code INTERFACE)
 target_link_libraries(test_code INTERFACE GTest::gtest_main)
-target_compile_options(test_code INTERFACE -O0 -g1)
+target_compile_options(test_code INTERFACE -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
 # The undefined behaviour sanitizer is for what they test: on tests it takes a seventh of the build.
 if(RYNVEL_SANITIZERS MATCHES undefined)
   target_compile_options(test_code INTERFACE -fno-sanitize=undefined)

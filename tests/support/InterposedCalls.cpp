@@ -1,6 +1,13 @@
 // The C library's functions, as the library under test finds them in a program that links this file: they go to the
 // scripted operating system of the calling thread, and to the kernel where there is none. Nothing here may need a
 // sanitizer's runtime, which makes such calls before it is ready.
+//
+// A function has further names, which the C library's headers call in a fortified build, and in a build for 32 bits
+// whose file offsets and times have 64.
+
+// With these the headers rename what is defined here.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -16,14 +23,27 @@
 
 #include "ScriptedOs.h"
 
+extern "C" [[noreturn]] void __chk_fail() noexcept;
+
 namespace {
 
 __thread RynvelTest::ScriptedOs* currentOs = nullptr;
 
-long mapReally(void* addr, size_t length, int prot, int flags, int fd, off_t offset) {
+off64_t seekReally(int fd, off64_t offset, int whence) {
+#ifdef SYS__llseek
+    off64_t position = 0;
+    const auto high = static_cast<unsigned long>(offset >> 32);
+    const auto low = static_cast<unsigned long>(offset);
+    return syscall(SYS__llseek, fd, high, low, &position, whence) == 0 ? position : -1;
+#else
+    return syscall(SYS_lseek, fd, offset, whence);
+#endif
+}
+
+long mapReally(void* addr, size_t length, int prot, int flags, int fd, off64_t offset) {
 #ifdef SYS_mmap2
-    constexpr off_t unit = 4096;
-    return syscall(SYS_mmap2, addr, length, prot, flags, fd, offset / unit);
+    constexpr off64_t unit = 4096;
+    return syscall(SYS_mmap2, addr, length, prot, flags, fd, static_cast<unsigned long>(offset / unit));
 #elif defined(__s390__)
     const unsigned long arguments[] = {reinterpret_cast<unsigned long>(addr), length,
                                        static_cast<unsigned long>(prot),      static_cast<unsigned long>(flags),
@@ -41,6 +61,22 @@ unsigned int sleepReally(unsigned int seconds) {
 
 hostent* resolveReally(const char* name) {
     return reinterpret_cast<hostent* (*)(const char*)>(dlsym(RTLD_NEXT, "gethostbyname"))(name);
+}
+
+off64_t seek(int fd, off64_t offset, int whence) {
+    return currentOs != nullptr ? currentOs->lseek(fd, offset, whence) : seekReally(fd, offset, whence);
+}
+
+void* map(void* addr, size_t length, int prot, int flags, int fd, off64_t offset) {
+    return currentOs != nullptr ? currentOs->mmap(addr, length, prot, flags, fd, offset)
+                                : reinterpret_cast<void*>(mapReally(addr, length, prot, flags, fd, offset));
+}
+
+/** Ends the process, as the C library does, where a call wants more than its caller has room for. */
+void checkRoom(size_t wanted, size_t room) {
+    if (wanted > room) {
+        __chk_fail();
+    }
 }
 
 } // namespace
@@ -63,17 +99,25 @@ int open(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const int mode = va_arg(arguments, int);
     va_end(arguments);
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
 }
+
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
+int __open_2(const char* path, int flags) { return open(path, flags, 0); }
+int __open64_2(const char* path, int flags) { return open(path, flags, 0); }
 
 int close(int fd) { return currentOs != nullptr ? currentOs->close(fd) : static_cast<int>(syscall(SYS_close, fd)); }
 
-off_t lseek(int fd, off_t offset, int whence) noexcept {
-    return currentOs != nullptr ? currentOs->lseek(fd, offset, whence) : syscall(SYS_lseek, fd, offset, whence);
-}
+off_t lseek(int fd, off_t offset, int whence) noexcept { return static_cast<off_t>(seek(fd, offset, whence)); }
+off64_t lseek64(int fd, off64_t offset, int whence) noexcept { return seek(fd, offset, whence); }
 
 ssize_t read(int fd, void* buffer, size_t count) {
     return currentOs != nullptr ? currentOs->read(fd, buffer, count) : syscall(SYS_read, fd, buffer, count);
+}
+
+ssize_t __read_chk(int fd, void* buffer, size_t count, size_t room) {
+    checkRoom(count, room);
+    return read(fd, buffer, count);
 }
 
 ssize_t write(int fd, const void* buffer, size_t count) {
@@ -89,9 +133,14 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
                                 : static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
 }
 
+int __ioctl_time64(int fd, unsigned long request, ...) noexcept __attribute__((alias("ioctl")));
+
 void* mmap(void* addr, size_t length, int prot, int flags, int fd, off_t offset) noexcept {
-    return currentOs != nullptr ? currentOs->mmap(addr, length, prot, flags, fd, offset)
-                                : reinterpret_cast<void*>(mapReally(addr, length, prot, flags, fd, offset));
+    return map(addr, length, prot, flags, fd, offset);
+}
+
+void* mmap64(void* addr, size_t length, int prot, int flags, int fd, off64_t offset) noexcept {
+    return map(addr, length, prot, flags, fd, offset);
 }
 
 int munmap(void* addr, size_t length) noexcept {
@@ -101,6 +150,11 @@ int munmap(void* addr, size_t length) noexcept {
 ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
     return currentOs != nullptr ? currentOs->readlink(path, buffer, size)
                                 : syscall(SYS_readlinkat, AT_FDCWD, path, buffer, size);
+}
+
+ssize_t __readlink_chk(const char* path, char* buffer, size_t size, size_t room) noexcept {
+    checkRoom(size, room);
+    return readlink(path, buffer, size);
 }
 
 ssize_t send(int fd, const void* buffer, size_t count, int flags) {
@@ -121,6 +175,10 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
 int setsockopt(int fd, int level, int name, const void* value, socklen_t size) noexcept {
     return currentOs != nullptr ? currentOs->setsockopt(fd, level, name)
                                 : static_cast<int>(syscall(SYS_setsockopt, fd, level, name, value, size));
+}
+
+int __setsockopt64(int fd, int level, int name, const void* value, socklen_t size) noexcept {
+    return setsockopt(fd, level, name, value, size);
 }
 
 unsigned int sleep(unsigned int seconds) {

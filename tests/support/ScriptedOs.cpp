@@ -7,14 +7,17 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <sstream>
+
+#include "UnusedAnswers.h"
 
 namespace RynvelTest {
 
 namespace {
 
 template <typename... Arguments>
-std::string call(const char* function, const Arguments&... arguments) {
+std::string textOf(const char* function, const Arguments&... arguments) {
     std::ostringstream text;
     const char* separator = "(";
     text << function;
@@ -29,7 +32,7 @@ std::string hex(unsigned long value) {
     return text.str();
 }
 
-std::string text(const sockaddr* address) {
+std::string textOf(const sockaddr* address) {
     sockaddr_in internet{};
     std::memcpy(&internet, address, sizeof(internet));
     char digits[INET_ADDRSTRLEN] = {};
@@ -44,6 +47,17 @@ long resultOf(const Answer& answer) {
     return answer.result;
 }
 
+long resultOf(const std::optional<Answer>& answer, long usual) { return answer ? resultOf(*answer) : usual; }
+
+int intResultOf(const std::optional<Answer>& answer, int usual) { return static_cast<int>(resultOf(answer, usual)); }
+
+// In the order of the enumeration.
+constexpr const char* names[] = {"open",   "close",    "lseek", "read",   "write",   "ioctl",      "mmap",
+                                 "munmap", "readlink", "send",  "socket", "connect", "setsockopt", "sleep"};
+static_assert(std::size(names) == static_cast<std::size_t>(Call::Sleep) + 1, "a call without a name");
+
+UnusedAnswers& unused = UnusedAnswers::of({std::begin(names), std::end(names)});
+
 } // namespace
 
 std::string hexBytes(const void* bytes, std::size_t count) {
@@ -56,21 +70,16 @@ std::string hexBytes(const void* bytes, std::size_t count) {
     return text;
 }
 
+const char* nameOf(Call call) { return names[static_cast<std::size_t>(call)]; }
+
 ScriptedOs::ScriptedOs() : m_previous(current()) { makeCurrent(this); }
 
 ScriptedOs::~ScriptedOs() { makeCurrent(m_previous); }
 
-void ScriptedOs::script(const std::string& function, const std::vector<std::optional<Answer>>& answers) {
-    auto& queue = m_answers[function];
+void ScriptedOs::script(Call call, const std::vector<std::optional<Answer>>& answers) {
+    auto& queue = m_answers[call];
     queue.insert(queue.end(), answers.begin(), answers.end());
-}
-
-std::size_t ScriptedOs::unusedAnswers() const {
-    std::size_t unused = 0;
-    for (const auto& [function, answers] : m_answers) {
-        unused += answers.size();
-    }
-    return unused;
+    unused.add(static_cast<std::size_t>(call), answers.size());
 }
 
 void ScriptedOs::record(const std::string& call) {
@@ -80,19 +89,25 @@ void ScriptedOs::record(const std::string& call) {
     }
 }
 
-std::optional<Answer> ScriptedOs::nextAnswer(const std::string& function) {
-    auto& queue = m_answers[function];
+std::optional<Answer> ScriptedOs::nextAnswer(Call call) {
+    auto& queue = m_answers[call];
     if (queue.empty()) {
         return asUsual;
     }
     const auto answer = queue.front();
     queue.pop_front();
+    unused.remove(static_cast<std::size_t>(call));
     return answer;
 }
 
+template <typename... Arguments>
+std::optional<Answer> ScriptedOs::answerTo(Call call, const Arguments&... arguments) {
+    record(textOf(nameOf(call), arguments...));
+    return nextAnswer(call);
+}
+
 int ScriptedOs::open(const char* path, int flags) {
-    record(call("open", path, flags));
-    if (const auto answer = nextAnswer("open")) {
+    if (const auto answer = answerTo(Call::Open, path, flags)) {
         return static_cast<int>(resultOf(*answer));
     }
     return std::string(path).rfind("/sys/", 0) == 0 ? openText(path) : descriptor;
@@ -114,15 +129,10 @@ long ScriptedOs::readText(void* buffer, std::size_t count) {
     return static_cast<long>(length);
 }
 
-int ScriptedOs::close(int fd) {
-    record(call("close", fd));
-    const auto answer = nextAnswer("close");
-    return answer ? static_cast<int>(resultOf(*answer)) : 0;
-}
+int ScriptedOs::close(int fd) { return intResultOf(answerTo(Call::Close, fd), 0); }
 
-long ScriptedOs::lseek(int fd, long offset, int whence) {
-    record(call("lseek", fd, offset, whence));
-    if (const auto answer = nextAnswer("lseek")) {
+std::int64_t ScriptedOs::lseek(int fd, std::int64_t offset, int whence) {
+    if (const auto answer = answerTo(Call::Lseek, fd, offset, whence)) {
         return resultOf(*answer);
     }
     m_position = static_cast<std::size_t>(offset);
@@ -130,12 +140,11 @@ long ScriptedOs::lseek(int fd, long offset, int whence) {
 }
 
 long ScriptedOs::read(int fd, void* buffer, std::size_t count) {
-    record(call("read", fd, count));
-    const auto answer = nextAnswer("read");
+    const auto answer = answerTo(Call::Read, fd, count);
     if (!answer && fd == textDescriptor) {
         return readText(buffer, count);
     }
-    const long result = answer ? resultOf(*answer) : static_cast<long>(count);
+    const long result = resultOf(answer, static_cast<long>(count));
     if (result > 0) {
         std::memcpy(buffer, &memory.at(m_position), std::min<std::size_t>(count, static_cast<std::size_t>(result)));
         m_position += static_cast<std::size_t>(result);
@@ -144,9 +153,7 @@ long ScriptedOs::read(int fd, void* buffer, std::size_t count) {
 }
 
 long ScriptedOs::write(int fd, const void* buffer, std::size_t count) {
-    record(call("write", fd, hexBytes(buffer, count)));
-    const auto answer = nextAnswer("write");
-    const long result = answer ? resultOf(*answer) : static_cast<long>(count);
+    const long result = resultOf(answerTo(Call::Write, fd, hexBytes(buffer, count)), static_cast<long>(count));
     if (result > 0) {
         std::memcpy(&memory.at(m_position), buffer, static_cast<std::size_t>(result));
         m_position += static_cast<std::size_t>(result);
@@ -155,31 +162,25 @@ long ScriptedOs::write(int fd, const void* buffer, std::size_t count) {
 }
 
 int ScriptedOs::ioctl(int fd, unsigned long request, unsigned long arg) {
-    const auto answer = nextAnswer("ioctl");
+    const auto answer = nextAnswer(Call::Ioctl);
     if (!answer && onRequest) {
         return onRequest(request, arg);
     }
-    record(call("ioctl", fd, hex(request), hex(arg)));
-    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+    record(textOf(nameOf(Call::Ioctl), fd, hex(request), hex(arg)));
+    return intResultOf(answer, 0);
 }
 
-void* ScriptedOs::mmap(void* addr, std::size_t length, int prot, int flags, int fd, long offset) {
-    record(call("mmap", addr, length, prot, flags, fd, offset));
-    if (const auto answer = nextAnswer("mmap")) {
+void* ScriptedOs::mmap(void* addr, std::size_t length, int prot, int flags, int fd, std::int64_t offset) {
+    if (const auto answer = answerTo(Call::Mmap, addr, length, prot, flags, fd, offset)) {
         return reinterpret_cast<void*>(resultOf(*answer));
     }
     return memory.data();
 }
 
-int ScriptedOs::munmap(void* addr, std::size_t length) {
-    record(call("munmap", addr, length));
-    const auto answer = nextAnswer("munmap");
-    return answer ? static_cast<int>(resultOf(*answer)) : 0;
-}
+int ScriptedOs::munmap(void* addr, std::size_t length) { return intResultOf(answerTo(Call::Munmap, addr, length), 0); }
 
 long ScriptedOs::readlink(const char* path, char* buffer, std::size_t size) {
-    record(call("readlink", path, size));
-    if (const auto answer = nextAnswer("readlink")) {
+    if (const auto answer = answerTo(Call::Readlink, path, size)) {
         return resultOf(*answer);
     }
     const std::size_t length = std::min(size, linkText.size());
@@ -188,37 +189,27 @@ long ScriptedOs::readlink(const char* path, char* buffer, std::size_t size) {
 }
 
 long ScriptedOs::send(int fd, const void* buffer, std::size_t count, int flags) {
-    record(call("send", fd, hexBytes(buffer, count), flags));
-    const auto answer = nextAnswer("send");
-    return answer ? resultOf(*answer) : static_cast<long>(count);
+    return resultOf(answerTo(Call::Send, fd, hexBytes(buffer, count), flags), static_cast<long>(count));
 }
 
 int ScriptedOs::socket(int domain, int type, int protocol) {
-    record(call("socket", domain, type, protocol));
-    const auto answer = nextAnswer("socket");
-    return answer ? static_cast<int>(resultOf(*answer)) : descriptor;
+    return intResultOf(answerTo(Call::Socket, domain, type, protocol), descriptor);
 }
 
 int ScriptedOs::connect(int fd, const sockaddr* address, socklen_t size) {
-    record(call("connect", fd, text(address), size));
-    const auto answer = nextAnswer("connect");
-    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+    return intResultOf(answerTo(Call::Connect, fd, textOf(address), size), 0);
 }
 
 int ScriptedOs::setsockopt(int fd, int level, int name) {
-    record(call("setsockopt", fd, level, name));
-    const auto answer = nextAnswer("setsockopt");
-    return answer ? static_cast<int>(resultOf(*answer)) : 0;
+    return intResultOf(answerTo(Call::Setsockopt, fd, level, name), 0);
 }
 
 unsigned int ScriptedOs::sleep(unsigned int seconds) {
-    record(call("sleep", seconds));
-    const auto answer = nextAnswer("sleep");
-    return answer ? static_cast<unsigned int>(resultOf(*answer)) : 0;
+    return static_cast<unsigned int>(resultOf(answerTo(Call::Sleep, seconds), 0));
 }
 
 hostent* ScriptedOs::gethostbyname(const char* name) {
-    record(call("gethostbyname", name));
+    record(textOf("gethostbyname", name));
     const auto host = hosts.find(name);
     if (host == hosts.end()) {
         return nullptr;

@@ -18,6 +18,27 @@
 
 namespace RynvelTest {
 
+/** The functions that a test can script. */
+enum class Call {
+    Open,
+    Close,
+    Lseek,
+    Read,
+    Write,
+    Ioctl,
+    Mmap,
+    Munmap,
+    Readlink,
+    Send,
+    Socket,
+    Connect,
+    Setsockopt,
+    Sleep,
+};
+
+/** The name of the function in C. */
+const char* nameOf(Call call);
+
 /** What a scripted call answers in place of what it usually does. */
 struct Answer {
     long result;
@@ -66,11 +87,11 @@ public:
     /** The scripted machine of the calling thread; null when it uses the real one. */
     static ScriptedOs* current();
 
-    /** Answers the next calls of a function, in order. */
-    void script(const std::string& function, const std::vector<std::optional<Answer>>& answers);
-
-    /** The answers that no call has used. */
-    std::size_t unusedAnswers() const;
+    /**
+     * Answers the next calls of a function, in order. The test fails at its end where an answer is unused. A
+     * death test constructs and scripts the object in its statement: what lives around it gets GoogleTest's calls.
+     */
+    void script(Call call, const std::vector<std::optional<Answer>>& answers);
 
     EventLog& log() { return m_log; }
 
@@ -79,11 +100,11 @@ public:
 
     int open(const char* path, int flags);
     int close(int fd);
-    long lseek(int fd, long offset, int whence);
+    std::int64_t lseek(int fd, std::int64_t offset, int whence);
     long read(int fd, void* buffer, std::size_t count);
     long write(int fd, const void* buffer, std::size_t count);
     int ioctl(int fd, unsigned long request, unsigned long arg);
-    void* mmap(void* addr, std::size_t length, int prot, int flags, int fd, long offset);
+    void* mmap(void* addr, std::size_t length, int prot, int flags, int fd, std::int64_t offset);
     int munmap(void* addr, std::size_t length);
     long readlink(const char* path, char* buffer, std::size_t size);
     long send(int fd, const void* buffer, std::size_t count, int flags);
@@ -123,12 +144,14 @@ private:
     static void makeCurrent(ScriptedOs* os);
     int openText(const std::string& path);
     long readText(void* buffer, std::size_t count);
+    template <typename... Arguments>
+    std::optional<Answer> answerTo(Call call, const Arguments&... arguments);
     void record(const std::string& call);
-    std::optional<Answer> nextAnswer(const std::string& function);
+    std::optional<Answer> nextAnswer(Call call);
 
     ScriptedOs* const m_previous;
     EventLog m_log;
-    std::map<std::string, std::deque<std::optional<Answer>>> m_answers;
+    std::map<Call, std::deque<std::optional<Answer>>> m_answers;
     bool m_printing = false;
     std::size_t m_position = 0;
     std::string m_openText;

@@ -3,6 +3,11 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <iterator>
+#include <utility>
+
+#include "UnusedAnswers.h"
+
 namespace RynvelTest {
 
 namespace {
@@ -21,7 +26,17 @@ private:
     ScriptedPthread* const m_paused;
 };
 
+// In the order of the enumeration.
+constexpr const char* names[] = {
+    "pthread_mutex_init",        "pthread_mutex_destroy", "pthread_mutexattr_init", "pthread_mutexattr_setprotocol",
+    "pthread_mutexattr_destroy", "pthread_mutex_lock",    "pthread_mutex_unlock"};
+static_assert(std::size(names) == static_cast<std::size_t>(MutexCall::Unlock) + 1, "a call without a name");
+
+UnusedAnswers& unused = UnusedAnswers::of({std::begin(names), std::end(names)});
+
 } // namespace
+
+const char* nameOf(MutexCall call) { return names[static_cast<std::size_t>(call)]; }
 
 ScriptedPthread::ScriptedPthread() { currentPthread = this; }
 
@@ -29,27 +44,40 @@ ScriptedPthread::~ScriptedPthread() { currentPthread = nullptr; }
 
 ScriptedPthread* ScriptedPthread::current() { return currentPthread; }
 
-int ScriptedPthread::record(const std::string& function, const std::string& arguments) {
+void ScriptedPthread::fail(MutexCall call, int error) {
+    m_failures[call] = {error, true};
+    unused.add(static_cast<std::size_t>(call), 1);
+}
+
+int ScriptedPthread::record(MutexCall call, const std::string& arguments) {
     const Pause pause;
-    m_log.push_back(function + arguments);
-    const auto error = m_errors.find(function);
-    return error == m_errors.end() ? 0 : error->second;
+    m_log.push_back(nameOf(call) + arguments);
+    const auto failure = m_failures.find(call);
+    if (failure == m_failures.end()) {
+        return 0;
+    }
+    if (std::exchange(failure->second.unused, false)) {
+        unused.remove(static_cast<std::size_t>(call));
+    }
+    return failure->second.error;
 }
 
 } // namespace RynvelTest
 
 namespace {
 
+using RynvelTest::MutexCall;
+using RynvelTest::nameOf;
 using RynvelTest::ScriptedPthread;
 
 /** Records the call where there is a script, and makes it unless the script lets it fail. */
 template <typename... Parameters, typename Text, typename... Arguments>
-int interpose(int (*&real)(Parameters...), const char* name, Text text, Arguments... arguments) {
+int interpose(int (*&real)(Parameters...), MutexCall call, Text text, Arguments... arguments) {
     if (real == nullptr) {
-        real = reinterpret_cast<int (*)(Parameters...)>(dlsym(RTLD_NEXT, name));
+        real = reinterpret_cast<int (*)(Parameters...)>(dlsym(RTLD_NEXT, nameOf(call)));
     }
     ScriptedPthread* const script = ScriptedPthread::current();
-    const int error = script != nullptr ? script->record(name, text()) : 0;
+    const int error = script != nullptr ? script->record(call, text()) : 0;
     return error != 0 ? error : real(arguments...);
 }
 
@@ -70,31 +98,29 @@ extern "C" {
 
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
     const auto text = [&] { return std::string(attributes == nullptr ? "(default)" : "(attributes)"); };
-    return interpose(realInit, "pthread_mutex_init", text, mutex, attributes);
+    return interpose(realInit, MutexCall::Init, text, mutex, attributes);
 }
 
 int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept {
-    return interpose(realDestroy, "pthread_mutex_destroy", noText, mutex);
+    return interpose(realDestroy, MutexCall::Destroy, noText, mutex);
 }
 
 int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept {
-    return interpose(realAttributesInit, "pthread_mutexattr_init", noText, attributes);
+    return interpose(realAttributesInit, MutexCall::AttributesInit, noText, attributes);
 }
 
 int pthread_mutexattr_setprotocol(pthread_mutexattr_t* attributes, int protocol) noexcept {
     const auto text = [&] { return "(" + std::to_string(protocol) + ")"; };
-    return interpose(realSetProtocol, "pthread_mutexattr_setprotocol", text, attributes, protocol);
+    return interpose(realSetProtocol, MutexCall::AttributesSetProtocol, text, attributes, protocol);
 }
 
 int pthread_mutexattr_destroy(pthread_mutexattr_t* attributes) noexcept {
-    return interpose(realAttributesDestroy, "pthread_mutexattr_destroy", noText, attributes);
+    return interpose(realAttributesDestroy, MutexCall::AttributesDestroy, noText, attributes);
 }
 
-int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    return interpose(realLock, "pthread_mutex_lock", noText, mutex);
-}
+int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept { return interpose(realLock, MutexCall::Lock, noText, mutex); }
 
 int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
-    return interpose(realUnlock, "pthread_mutex_unlock", noText, mutex);
+    return interpose(realUnlock, MutexCall::Unlock, noText, mutex);
 }
 }

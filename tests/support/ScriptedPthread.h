@@ -8,6 +8,20 @@
 
 namespace RynvelTest {
 
+/** The functions that a test can let fail. */
+enum class MutexCall {
+    Init,
+    Destroy,
+    AttributesInit,
+    AttributesSetProtocol,
+    AttributesDestroy,
+    Lock,
+    Unlock,
+};
+
+/** The name of the function in C. */
+const char* nameOf(MutexCall call);
+
 /**
  * Records the mutex calls of the constructing thread while it lives, and fails those that it is told to. The calls
  * reach it because the test program defines the functions itself; what does not fail goes on to the C library.
@@ -24,18 +38,26 @@ public:
 
     static ScriptedPthread* current();
 
-    /** Lets every call of the function fail with the error. */
-    void fail(const std::string& function, int error) { m_errors[function] = error; }
+    /** Lets every call of the function fail with the error. The test fails at its end where no call has. */
+    void fail(MutexCall call, int error);
+
+    /** Lets every call succeed again. */
+    void succeed() { m_failures.clear(); }
 
     /** Records a call and returns the error it is to fail with, or 0. */
-    int record(const std::string& function, const std::string& arguments = "");
+    int record(MutexCall call, const std::string& arguments = "");
 
     EventLog& log() { return m_log; }
     void clear() { m_log.clear(); }
 
 private:
+    struct Failure {
+        int error;
+        bool unused;
+    };
+
     EventLog m_log;
-    std::map<std::string, int> m_errors;
+    std::map<MutexCall, Failure> m_failures;
 };
 
 } // namespace RynvelTest

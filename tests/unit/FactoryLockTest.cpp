@@ -15,6 +15,7 @@ namespace {
 
 using Rynvel::Factory;
 using RynvelTest::EventLog;
+using RynvelTest::MutexCall;
 using RynvelTest::ScriptedPthread;
 using RynvelTest::TraceRecorder;
 
@@ -22,7 +23,7 @@ TEST(FactoryLock, LetsTheErrorPassWhenItCannotBeTaken) {
     Factory& factory = Factory::getInstance();
     const TraceRecorder recorder(0);
     ScriptedPthread script;
-    script.fail("pthread_mutex_lock", EDEADLK);
+    script.fail(MutexCall::Lock, EDEADLK);
     EXPECT_THROW(factory.create("file16"), std::system_error);
     EXPECT_THROW(Rynvel_open("file16"), std::system_error);
     EXPECT_EQ(factory.getBackend(6), nullptr);

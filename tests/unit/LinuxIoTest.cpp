@@ -9,6 +9,7 @@
 namespace {
 
 using RynvelTest::answering;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::ScriptedOs;
@@ -27,13 +28,13 @@ TEST_F(LinuxIoTest, OpensWithTheFlagsOfItsCaller) {
 }
 
 TEST_F(LinuxIoTest, Closes) {
-    m_os.script("close", {answering(3)});
+    m_os.script(Call::Close, {answering(3)});
     EXPECT_EQ(m_io.close(12), 3);
     EXPECT_EQ(onlyCall(), "close(12)");
 }
 
 TEST_F(LinuxIoTest, Seeks) {
-    m_os.script("lseek", {answering(77)});
+    m_os.script(Call::Lseek, {answering(77)});
     EXPECT_EQ(m_io.lseek(5, -4, 2), 77);
     EXPECT_EQ(onlyCall(), "lseek(5, -4, 2)");
 }
@@ -54,7 +55,7 @@ TEST_F(LinuxIoTest, Writes) {
 }
 
 TEST_F(LinuxIoTest, MakesARequestWithANumber) {
-    m_os.script("ioctl", {answering(42)});
+    m_os.script(Call::Ioctl, {answering(42)});
     EXPECT_EQ(m_io.ioctl(4, 0x5401, 0x1234UL), 42);
     EXPECT_EQ(onlyCall(), "ioctl(4, 0x5401, 0x1234)");
 }
@@ -68,7 +69,7 @@ TEST_F(LinuxIoTest, MakesARequestWithAPointer) {
 }
 
 TEST_F(LinuxIoTest, MakesARequestWithoutAnArgument) {
-    m_os.script("ioctl", {answering(1)});
+    m_os.script(Call::Ioctl, {answering(1)});
     EXPECT_EQ(m_io.ioctl(4, 0xEE00), 1);
     EXPECT_EQ(onlyCall().rfind("ioctl(4, 0xee00, ", 0), 0U);
 }
@@ -100,25 +101,25 @@ TEST_F(LinuxIoTest, ReturnsEveryFailureAsItCameAndTriesOnce) {
     std::uint8_t byte = 0;
     char text[8] = {};
     unsigned long argument = 0;
-    const auto failedOnce = [&](const char* function, auto operation) {
+    const auto failedOnce = [&](Call call, auto operation) {
         m_os.log().clear();
-        m_os.script(function, {failing(EINTR)});
+        m_os.script(call, {failing(EINTR)});
         errno = 0;
-        EXPECT_EQ(operation(), -1) << function;
-        EXPECT_EQ(errno, EINTR) << function;
-        EXPECT_EQ(m_os.log().size(), 1U) << function;
+        EXPECT_EQ(operation(), -1) << RynvelTest::nameOf(call);
+        EXPECT_EQ(errno, EINTR) << RynvelTest::nameOf(call);
+        EXPECT_EQ(m_os.log().size(), 1U) << RynvelTest::nameOf(call);
     };
-    failedOnce("open", [&] { return m_io.open("/dev/x", 0); });
-    failedOnce("close", [&] { return m_io.close(7); });
-    failedOnce("lseek", [&] { return m_io.lseek(7, 0, 0); });
-    failedOnce("read", [&] { return m_io.read(7, &byte, 1); });
-    failedOnce("write", [&] { return m_io.write(7, &byte, 1); });
-    failedOnce("ioctl", [&] { return m_io.ioctl(7, 1, 2UL); });
-    failedOnce("ioctl", [&] { return m_io.ioctl(7, 1, &argument); });
-    failedOnce("ioctl", [&] { return m_io.ioctl(7, 1); });
-    failedOnce("munmap", [&] { return m_io.munmap(&byte, 1); });
-    failedOnce("readlink", [&] { return m_io.readlink("/dev/x", text, sizeof(text)); });
-    failedOnce("mmap", [&] { return m_io.mmap(nullptr, 1, 3, 1, 7, 0) == MAP_FAILED ? -1 : 0; });
+    failedOnce(Call::Open, [&] { return m_io.open("/dev/x", 0); });
+    failedOnce(Call::Close, [&] { return m_io.close(7); });
+    failedOnce(Call::Lseek, [&] { return m_io.lseek(7, 0, 0); });
+    failedOnce(Call::Read, [&] { return m_io.read(7, &byte, 1); });
+    failedOnce(Call::Write, [&] { return m_io.write(7, &byte, 1); });
+    failedOnce(Call::Ioctl, [&] { return m_io.ioctl(7, 1, 2UL); });
+    failedOnce(Call::Ioctl, [&] { return m_io.ioctl(7, 1, &argument); });
+    failedOnce(Call::Ioctl, [&] { return m_io.ioctl(7, 1); });
+    failedOnce(Call::Munmap, [&] { return m_io.munmap(&byte, 1); });
+    failedOnce(Call::Readlink, [&] { return m_io.readlink("/dev/x", text, sizeof(text)); });
+    failedOnce(Call::Mmap, [&] { return m_io.mmap(nullptr, 1, 3, 1, 7, 0) == MAP_FAILED ? -1 : 0; });
 }
 
 TEST_F(LinuxIoTest, HasNoStateAndNoVirtualFunctions) {

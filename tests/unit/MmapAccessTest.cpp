@@ -12,6 +12,7 @@ namespace {
 using Rynvel::ByteOrder;
 using RynvelTest::AccessRecorder;
 using RynvelTest::answering;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::RecordingMutex;
 using RynvelTest::ScriptedOs;
@@ -24,8 +25,8 @@ protected:
     static constexpr std::size_t lastOffset = last * sizeof(T);
 
     MmapAccessTest() {
-        m_os.script("mmap", {answering(reinterpret_cast<long>(m_page.page()))});
-        m_os.script("munmap", {answering(0)});
+        m_os.script(Call::Mmap, {answering(reinterpret_cast<long>(m_page.page()))});
+        m_os.script(Call::Munmap, {answering(0)});
         m_device = std::make_unique<Rynvel::Mmap<T>>("/dev/x", 0, AccessRecorder::pageSize,
                                                      std::make_unique<RecordingMutex>(m_os.log()), false);
     }

@@ -22,6 +22,7 @@ namespace {
 using Rynvel::ByteOrder;
 using Rynvel::Mmap;
 using RynvelTest::answering;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::RecordingMutex;
@@ -55,7 +56,7 @@ protected:
 
     /** A device whose file could not be opened. */
     std::unique_ptr<Mmap<T>> absent() {
-        m_os.script("open", {failing(ENODEV)});
+        m_os.script(Call::Open, {failing(ENODEV)});
         auto device = make(0, 0x1000);
         m_os.log().clear();
         return device;
@@ -136,7 +137,7 @@ TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
         std::unique_ptr<Mmap<std::uint32_t>> device;
         {
             ScriptedOs os;
-            os.script("mmap", {answering(reinterpret_cast<long>(region))});
+            os.script(Call::Mmap, {answering(reinterpret_cast<long>(region))});
             device = std::make_unique<Mmap<std::uint32_t>>(path, 0, pageSize, RynvelTest::plainMutex(), true);
         }
         std::uint32_t value = 0;
@@ -155,8 +156,8 @@ TYPED_TEST(MmapTest, UnmapsAFakeAndClosesNothing) {
 
 TYPED_TEST(MmapTest, IgnoresFailuresOfUnmappingAndClosing) {
     auto device = this->mapped();
-    this->m_os.script("munmap", {failing(EINVAL)});
-    this->m_os.script("close", {failing(EIO)});
+    this->m_os.script(Call::Munmap, {failing(EINVAL)});
+    this->m_os.script(Call::Close, {failing(EIO)});
     device.reset();
     EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
 }
@@ -170,7 +171,7 @@ TYPED_TEST(MmapTest, KeepsWhatWasWrittenToAFake) {
 }
 
 TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
-    this->m_os.script("open", {failing(ENODEV)});
+    this->m_os.script(Call::Open, {failing(ENODEV)});
     errno = 0;
     const TraceRecorder recorder(5);
     const auto device = this->make(0, 0x1000);
@@ -242,8 +243,8 @@ protected:
         PrintingSink sink;
         ZilTraceControl::setSink(&sink);
         os.printCalls();
-        os.script("mmap", {failing(ENOMEM)});
-        os.script("close", {failing(EIO)});
+        os.script(Call::Mmap, {failing(ENOMEM)});
+        os.script(Call::Close, {failing(EIO)});
         const Mmap<T> device(path, 0, 0x1000, std::make_unique<RecordingMutex>(os.log()), fake);
     }
 };
@@ -264,7 +265,7 @@ TYPED_TEST(MmapDeathTest, ClosesWhatItDoesNotHaveWhenTheMappingOfAFakeFails) {
 }
 
 TYPED_TEST(MmapTest, TakesTheDescriptorZeroForAnOpenFile) {
-    this->m_os.script("open", {answering(0)});
+    this->m_os.script(Call::Open, {answering(0)});
     auto device = this->make(0, 0x1000);
     EXPECT_EQ(device->getNativeHandle(), 0);
     EXPECT_EQ(device->ioctl(1, 2), 0);
@@ -380,7 +381,7 @@ TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
 
 TYPED_TEST(MmapTest, ForwardsARequestWithoutTheLock) {
     const auto device = this->mapped();
-    this->m_os.script("ioctl", {answering(42), failing(ENOTTY)});
+    this->m_os.script(Call::Ioctl, {answering(42), failing(ENOTTY)});
     EXPECT_EQ(device->ioctl(0x5401, 0xBEEF), 42);
     EXPECT_EQ(device->ioctl(0x5401, 0xBEEF), -1);
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));

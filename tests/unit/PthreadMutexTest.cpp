@@ -16,6 +16,7 @@ namespace {
 using Rynvel::PthreadMutex;
 using Rynvel::PthreadMutexType;
 using RynvelTest::EventLog;
+using RynvelTest::MutexCall;
 using RynvelTest::ScriptedPthread;
 using RynvelTest::TraceRecorder;
 
@@ -29,12 +30,13 @@ EventLog callsOfConstruction(PthreadMutexType type) {
 }
 
 /** The calls up to the one that fails, and what is traced about it. */
-void expectConstructionToStopAt(std::size_t failing, const std::string& function) {
+void expectConstructionToStopAt(std::size_t failing, MutexCall call) {
+    const std::string function = nameOf(call);
     const TraceRecorder recorder(1);
     EventLog calls;
     {
         ScriptedPthread script;
-        script.fail(function, EPERM);
+        script.fail(call, EPERM);
         const PthreadMutex mutex(PthreadMutexType::PriorityInherit);
         calls = script.log();
     }
@@ -60,17 +62,17 @@ TEST(PthreadMutex, OfTypePriorityInheritMakesTheFourCallsInOrder) {
 }
 
 TEST(PthreadMutex, StopsItsConstructionAtTheFirstFailureAndTracesItWithoutAFullStop) {
-    expectConstructionToStopAt(0, "pthread_mutexattr_init");
-    expectConstructionToStopAt(1, "pthread_mutexattr_setprotocol");
-    expectConstructionToStopAt(2, "pthread_mutex_init");
-    expectConstructionToStopAt(3, "pthread_mutexattr_destroy");
+    expectConstructionToStopAt(0, MutexCall::AttributesInit);
+    expectConstructionToStopAt(1, MutexCall::AttributesSetProtocol);
+    expectConstructionToStopAt(2, MutexCall::Init);
+    expectConstructionToStopAt(3, MutexCall::AttributesDestroy);
 }
 
 TEST(PthreadMutex, TracesAFailedDefaultMutex) {
     const TraceRecorder recorder(1);
     {
         ScriptedPthread script;
-        script.fail("pthread_mutex_init", ENOMEM);
+        script.fail(MutexCall::Init, ENOMEM);
         const PthreadMutex mutex(PthreadMutexType::None);
     }
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 PthreadMutex: pthread_mutex_init() failed with error " +
@@ -92,7 +94,7 @@ TEST(PthreadMutex, ReportsAFailedLockWithOneMessageThatEndsWithAFullStop) {
     errno = ERANGE;
     {
         ScriptedPthread script;
-        script.fail("pthread_mutex_lock", EDEADLK);
+        script.fail(MutexCall::Lock, EDEADLK);
         locked = mutex.lock();
     }
     EXPECT_FALSE(locked);
@@ -107,7 +109,7 @@ TEST(PthreadMutex, ReportsAFailedUnlockWithOneMessageThatEndsWithAFullStop) {
     bool unlocked = true;
     {
         ScriptedPthread script;
-        script.fail("pthread_mutex_unlock", EPERM);
+        script.fail(MutexCall::Unlock, EPERM);
         unlocked = mutex.unlock();
     }
     EXPECT_FALSE(unlocked);
@@ -119,7 +121,7 @@ TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {
     PthreadMutex mutex(PthreadMutexType::None);
     const TraceRecorder recorder(0);
     ScriptedPthread script;
-    script.fail("pthread_mutex_lock", EDEADLK);
+    script.fail(MutexCall::Lock, EDEADLK);
     EXPECT_FALSE(mutex.lock());
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
@@ -162,7 +164,7 @@ TEST(PthreadMutex, TracesBeforeItsCalls) {
 #ifndef __SANITIZE_THREAD__
 
 /** What lock and unlock answer on an object whose construction failed, in memory that held something else before. */
-void expectFailuresAfterAFailedConstruction(const char* failing, PthreadMutexType type, std::uint8_t memory) {
+void expectFailuresAfterAFailedConstruction(MutexCall failing, PthreadMutexType type, std::uint8_t memory) {
     alignas(PthreadMutex) unsigned char place[sizeof(PthreadMutex)];
     std::memset(place, memory, sizeof(place));
     const TraceRecorder recorder(1);
@@ -172,8 +174,8 @@ void expectFailuresAfterAFailedConstruction(const char* failing, PthreadMutexTyp
         script.fail(failing, EAGAIN);
         mutex = new (place) PthreadMutex(type);
     }
-    EXPECT_FALSE(mutex->lock()) << failing << ' ' << int{memory};
-    EXPECT_FALSE(mutex->unlock()) << failing << ' ' << int{memory};
+    EXPECT_FALSE(mutex->lock()) << nameOf(failing) << ' ' << int{memory};
+    EXPECT_FALSE(mutex->unlock()) << nameOf(failing) << ' ' << int{memory};
     const std::string end = "() failed with error " + std::to_string(EINVAL) + ".";
     const auto lines = recorder.lines();
     EXPECT_EQ(EventLog(lines.begin() + 1, lines.end()),
@@ -184,11 +186,11 @@ void expectFailuresAfterAFailedConstruction(const char* failing, PthreadMutexTyp
 
 TEST(PthreadMutex, ReportsItsOwnFailuresAfterAFailedConstruction) {
     for (const auto memory : {std::uint8_t{0x00}, std::uint8_t{0x01}, std::uint8_t{0xFF}}) {
-        expectFailuresAfterAFailedConstruction("pthread_mutex_init", PthreadMutexType::None, memory);
-        expectFailuresAfterAFailedConstruction("pthread_mutexattr_init", PthreadMutexType::PriorityInherit, memory);
-        expectFailuresAfterAFailedConstruction("pthread_mutexattr_setprotocol", PthreadMutexType::PriorityInherit,
+        expectFailuresAfterAFailedConstruction(MutexCall::Init, PthreadMutexType::None, memory);
+        expectFailuresAfterAFailedConstruction(MutexCall::AttributesInit, PthreadMutexType::PriorityInherit, memory);
+        expectFailuresAfterAFailedConstruction(MutexCall::AttributesSetProtocol, PthreadMutexType::PriorityInherit,
                                                memory);
-        expectFailuresAfterAFailedConstruction("pthread_mutex_init", PthreadMutexType::PriorityInherit, memory);
+        expectFailuresAfterAFailedConstruction(MutexCall::Init, PthreadMutexType::PriorityInherit, memory);
     }
 }
 
@@ -199,7 +201,7 @@ TEST(PthreadMutex, DestroysItsMutexAndIgnoresTheResult) {
     EventLog calls;
     {
         ScriptedPthread script;
-        script.fail("pthread_mutex_destroy", EBUSY);
+        script.fail(MutexCall::Destroy, EBUSY);
         {
             const PthreadMutex mutex(PthreadMutexType::None);
             script.clear();

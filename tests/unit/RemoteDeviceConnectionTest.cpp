@@ -20,6 +20,7 @@ using Rynvel::RemoteDeviceConnection;
 using Rynvel::RynvelIpAddress;
 using RynvelTest::answering;
 using RynvelTest::asUsual;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::LoopbackListener;
@@ -124,14 +125,14 @@ TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketWithoutSettingAnyOptions)
 }
 
 TEST_F(RemoteDeviceConnectionTest, TakesADescriptorOfZeroForASocket) {
-    m_os.script("socket", {answering(0)});
+    m_os.script(Call::Socket, {answering(0)});
     EXPECT_EQ(m_connection.connectToServer(), 0);
     EXPECT_EQ(m_connection.getSocketDescriptor(), 0);
     EXPECT_EQ(m_os.log().back(), "connect(0, 10.0.0.7:9000, 16)");
 }
 
 TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttempt) {
-    m_os.script("connect", {failing(ECONNREFUSED)});
+    m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     EXPECT_EQ(m_connection.connectToServer(), -1);
     EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
     EXPECT_EQ(m_os.log(), failedAttempt());
@@ -140,7 +141,7 @@ TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttempt) {
 TEST_F(RemoteDeviceConnectionTest, FailsWithOneCallAlsoWhereAnAttemptIsInterruptedOrGoesOn) {
     for (const int error : {EINTR, EINPROGRESS, EISCONN}) {
         m_os.log().clear();
-        m_os.script("connect", {failing(error)});
+        m_os.script(Call::Connect, {failing(error)});
         EXPECT_EQ(m_connection.connectToServer(), -1);
         EXPECT_EQ(m_os.log(), failedAttempt());
     }
@@ -148,7 +149,7 @@ TEST_F(RemoteDeviceConnectionTest, FailsWithOneCallAlsoWhereAnAttemptIsInterrupt
 
 TEST_F(RemoteDeviceConnectionTest, TracesAFailedAttemptBeforeItClosesTheSocket) {
     const TraceRecorder recorder(6, "*", &m_os.log());
-    m_os.script("connect", {failing(ECONNREFUSED)});
+    m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     EXPECT_EQ(m_connection.connectToServer(), -1);
     EXPECT_EQ(m_os.log(),
               (EventLog{channel + "6 connectToServer ENTER", "socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)",
@@ -160,7 +161,7 @@ TEST_F(RemoteDeviceConnectionTest, KeepsTheNegativeResultOfAFailedSocketCall) {
     for (const int result : {-1, -5}) {
         const TraceRecorder recorder(2);
         m_os.log().clear();
-        m_os.script("socket", {answering(result)});
+        m_os.script(Call::Socket, {answering(result)});
         EXPECT_EQ(m_connection.connectToServer(), -1);
         EXPECT_EQ(m_connection.getSocketDescriptor(), result);
         EXPECT_EQ(m_os.log(), EventLog{"socket(2, 1, 0)"});
@@ -173,8 +174,8 @@ TEST_F(RemoteDeviceConnectionTest, KeepsTheNegativeResultOfAFailedSocketCall) {
 
 TEST_F(RemoteDeviceConnectionTest, SaysNothingOfAFailedAttemptBelowLevelTwo) {
     const TraceRecorder recorder(1);
-    m_os.script("socket", {failing(EMFILE), asUsual});
-    m_os.script("connect", {failing(ECONNREFUSED)});
+    m_os.script(Call::Socket, {failing(EMFILE), asUsual});
+    m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     EXPECT_EQ(m_connection.connectToServer(), -1);
     EXPECT_EQ(m_connection.connectToServer(), -1);
     EXPECT_EQ(recorder.lines(), EventLog{});
@@ -188,7 +189,7 @@ TEST_F(RemoteDeviceConnectionTest, SleepsForThreeSeconds) {
 }
 
 TEST_F(RemoteDeviceConnectionTest, SleepsOnceAlsoWhenASignalEndsTheSleepEarly) {
-    m_os.script("sleep", {answering(2)});
+    m_os.script(Call::Sleep, {answering(2)});
     m_connection.connectInterval3sec();
     EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
 }
@@ -204,7 +205,7 @@ TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatIsThere) 
 
 TEST_F(RemoteDeviceConnectionTest, TracesNothingBetweenTwoAttemptsButTheirFailure) {
     const TraceRecorder recorder(7);
-    m_os.script("connect", {failing(ECONNREFUSED)});
+    m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     m_connection.connect();
     EXPECT_EQ(recorder.lines(),
               (EventLog{channel + "6 connect ENTER", channel + "6 connectToServer ENTER",
@@ -216,15 +217,15 @@ TEST_F(RemoteDeviceConnectionTest, TracesNothingBetweenTwoAttemptsButTheirFailur
 TEST_F(RemoteDeviceConnectionTest, ForgetsASocketThatItHasWhenItConnectsAgain) {
     m_connection.connect();
     m_os.log().clear();
-    m_os.script("socket", {answering(8)});
+    m_os.script(Call::Socket, {answering(8)});
     m_connection.connect();
     EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(8, 10.0.0.7:9000, 16)"}));
     EXPECT_EQ(m_connection.getSocketDescriptor(), 8);
 }
 
 TEST_F(RemoteDeviceConnectionTest, TriesAFreshSocketEveryThreeSecondsUntilTheServerIsThere) {
-    m_os.script("socket", {answering(7), answering(8), answering(9)});
-    m_os.script("connect", {failing(ECONNREFUSED), failing(ETIMEDOUT), asUsual});
+    m_os.script(Call::Socket, {answering(7), answering(8), answering(9)});
+    m_os.script(Call::Connect, {failing(ECONNREFUSED), failing(ETIMEDOUT), asUsual});
     m_connection.connect();
     EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)", "sleep(3)",
                                     "socket(2, 1, 0)", "connect(8, 10.0.0.7:9000, 16)", "close(8)", "sleep(3)",
@@ -235,7 +236,7 @@ TEST_F(RemoteDeviceConnectionTest, TriesAFreshSocketEveryThreeSecondsUntilTheSer
 TEST_F(RemoteDeviceConnectionTest, ReachesAServerThatComesUpTenSecondsLaterAtTheFifthAttempt) {
     const TraceRecorder recorder(3, "*", &m_os.log());
     const auto refused = failing(ECONNREFUSED);
-    m_os.script("connect", {refused, refused, refused, refused, asUsual});
+    m_os.script(Call::Connect, {refused, refused, refused, refused, asUsual});
     m_connection.connect();
     const std::string failed = channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000";
     const EventLog begin{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"};
@@ -255,7 +256,7 @@ TEST_F(RemoteDeviceConnectionTest, ReachesAServerThatComesUpTenSecondsLaterAtThe
 
 TEST_F(RemoteDeviceConnectionTest, ReportsEveryThirdFailureAtLevelOne) {
     const TraceRecorder recorder(1);
-    m_os.script("connect", std::vector(10, failing(ECONNREFUSED)));
+    m_os.script(Call::Connect, std::vector(10, failing(ECONNREFUSED)));
     m_connection.connect();
     const std::string failed = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
     EXPECT_EQ(recorder.lines(), (EventLog{failed + "3", failed + "6", failed + "9"}));
@@ -263,7 +264,7 @@ TEST_F(RemoteDeviceConnectionTest, ReportsEveryThirdFailureAtLevelOne) {
 
 TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
     const TraceRecorder recorder(3);
-    m_os.script("connect", std::vector(10000, failing(ECONNREFUSED)));
+    m_os.script(Call::Connect, std::vector(10000, failing(ECONNREFUSED)));
     m_connection.connect();
     EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
     EXPECT_EQ(std::count(m_os.log().begin(), m_os.log().end(), "sleep(3)"), 10000);
@@ -275,14 +276,14 @@ TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
 
 TEST_F(RemoteDeviceConnectionTest, SaysNothingWhenAllLevelsAreOff) {
     const TraceRecorder recorder(0);
-    m_os.script("connect", std::vector(3, failing(ECONNREFUSED)));
+    m_os.script(Call::Connect, std::vector(3, failing(ECONNREFUSED)));
     m_connection.connect();
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(RemoteDeviceConnectionTest, GoesOnTryingWhenThereAreNoSocketsForATime) {
     const TraceRecorder recorder(3);
-    m_os.script("socket", {failing(EMFILE), asUsual});
+    m_os.script(Call::Socket, {failing(EMFILE), asUsual});
     m_connection.connect();
     EXPECT_EQ(m_os.log(),
               (EventLog{"socket(2, 1, 0)", "sleep(3)", "socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"}));
@@ -294,7 +295,7 @@ TEST_F(RemoteDeviceConnectionTest, GoesOnTryingWhenThereAreNoSocketsForATime) {
 TEST_F(RemoteDeviceConnectionTest, TriesAllZerosWhenTheNameCannotBeResolved) {
     RemoteDeviceConnection connection("nobody", 9000);
     m_os.log().clear();
-    m_os.script("connect", {failing(ECONNREFUSED)});
+    m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     const TraceRecorder recorder(2);
     EXPECT_EQ(connection.connectToServer(), -1);
     EXPECT_EQ(m_os.log()[1], "connect(7, 0.0.0.0:9000, 16)");
@@ -309,7 +310,7 @@ TEST_F(RemoteDeviceConnectionTest, MakesNoCallWhenItIsClosedWithoutASocket) {
 }
 
 TEST_F(RemoteDeviceConnectionTest, ClosesADescriptorOfZero) {
-    m_os.script("socket", {answering(0)});
+    m_os.script(Call::Socket, {answering(0)});
     m_connection.connect();
     m_os.log().clear();
     m_connection.close();
@@ -319,7 +320,7 @@ TEST_F(RemoteDeviceConnectionTest, ClosesADescriptorOfZero) {
 
 TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailingClose) {
     m_connection.connect();
-    m_os.script("close", {failing(EIO)});
+    m_os.script(Call::Close, {failing(EIO)});
     m_connection.close();
     EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }

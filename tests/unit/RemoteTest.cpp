@@ -33,6 +33,7 @@ using RynvelTest::addressAt;
 using RynvelTest::byteOrderAt;
 using RynvelTest::Bytes;
 using RynvelTest::bytesOf;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::lengthAt;
@@ -826,7 +827,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsToTheLower16BitsOfThePort) {
 }
 
 TYPED_TEST(ScriptedRemoteTest, WaitsForBothConnectionsBeforeItSendsAnything) {
-    this->m_os.script("connect", {failing(ECONNREFUSED), RynvelTest::asUsual, failing(ECONNREFUSED)});
+    this->m_os.script(Call::Connect, {failing(ECONNREFUSED), RynvelTest::asUsual, failing(ECONNREFUSED)});
     this->construct("server::9000");
     const auto firstSend = std::find_if(this->m_os.log().begin(), this->m_os.log().end(),
                                         [](const std::string& call) { return call.rfind("send", 0) == 0; });
@@ -850,7 +851,7 @@ TYPED_TEST(ScriptedRemoteTest, MakesOneSendAndOneReceiveForARead) {
 TYPED_TEST(ScriptedRemoteTest, ReceivesNothingWhenASendFails) {
     Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
     this->m_os.log().clear();
-    this->m_os.script("send", {failing(EPIPE)});
+    this->m_os.script(Call::Send, {failing(EPIPE)});
     TypeParam value = untouched;
     EXPECT_FALSE(device.read(0, &value));
     EXPECT_EQ(value, 0);
@@ -858,7 +859,7 @@ TYPED_TEST(ScriptedRemoteTest, ReceivesNothingWhenASendFails) {
 }
 
 TYPED_TEST(ScriptedRemoteTest, WaitsForInterruptsOnADescriptorOfZeroByOneRead) {
-    this->m_os.script("socket", {RynvelTest::answering(5), RynvelTest::answering(0)});
+    this->m_os.script(Call::Socket, {RynvelTest::answering(5), RynvelTest::answering(0)});
     Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
     this->m_os.log().clear();
     unsigned long status = untouched;

@@ -18,6 +18,7 @@ using Rynvel::Mmap;
 using Rynvel::Tyvon;
 using Rynvel::TyvonInterrupt;
 using RynvelTest::answering;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::RecordingMutex;
@@ -86,11 +87,12 @@ TYPED_TEST(TyvonTest, TracesNothingOfItsOwnWhenConstructedAndDestroyed) {
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-/** The recorded request of the call, whose argument, where there is none, is whatever the caller's registers hold. */
-template <typename Call>
-std::string requestOf(ScriptedOs& os, Call call) {
+/** The recorded request of the operation, whose argument, where there is none, is whatever the caller's registers hold.
+ */
+template <typename Operation>
+std::string requestOf(ScriptedOs& os, Operation operation) {
     os.log().clear();
-    call();
+    operation();
     return os.log().size() == 1 ? os.log().front() : "not one call";
 }
 
@@ -116,7 +118,7 @@ TYPED_TEST(TyvonTest, LetsTheDriverStoreTheInterruptType) {
 }
 
 TYPED_TEST(TyvonTest, PassesANullPlaceForTheTypeOn) {
-    this->m_os.script("ioctl", {failing(EFAULT)});
+    this->m_os.script(Call::Ioctl, {failing(EFAULT)});
     EXPECT_FALSE(this->m_device->getInterruptType(nullptr));
     EXPECT_EQ(errno, EFAULT);
     EXPECT_EQ(this->m_os.log(), EventLog{"ioctl(7, 0xee02, 0x0)"});
@@ -126,7 +128,7 @@ TYPED_TEST(TyvonTest, TakesAnyResultButZeroOfARequestForAFailureAndTracesNone) {
     const TraceRecorder recorder(5);
     unsigned long type = 0;
     for (const auto& answer : {failing(EIO), answering(1), answering(7)}) {
-        this->m_os.script("ioctl", {answer, answer, answer});
+        this->m_os.script(Call::Ioctl, {answer, answer, answer});
         EXPECT_FALSE(this->m_device->enableInterrupt());
         EXPECT_FALSE(this->m_device->disableInterrupt());
         EXPECT_FALSE(this->m_device->getInterruptType(&type));
@@ -155,7 +157,7 @@ TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
 
 TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
     const TraceRecorder recorder(1);
-    this->m_os.script("read", {failing(EINTR)});
+    this->m_os.script(Call::Read, {failing(EINTR)});
     unsigned long status = 7;
     errno = 0;
     EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
@@ -168,7 +170,7 @@ TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
 TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNotTwo) {
     for (const int count : {0, 1}) {
         const TraceRecorder recorder(1);
-        this->m_os.script("read", {answering(count)});
+        this->m_os.script(Call::Read, {answering(count)});
         unsigned long status = 7;
         EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
         EXPECT_EQ(status, 0U);
@@ -181,7 +183,7 @@ TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNot
 
 TYPED_TEST(TyvonTest, SaysNothingOfAFailedWaitWhenLevelOneIsOff) {
     const TraceRecorder recorder(0);
-    this->m_os.script("read", {failing(EINTR), answering(0)});
+    this->m_os.script(Call::Read, {failing(EINTR), answering(0)});
     unsigned long status = 7;
     EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
     EXPECT_FALSE(this->m_device->waitForInterrupt(&status));

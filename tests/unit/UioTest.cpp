@@ -13,22 +13,37 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
+extern "C" int __vsnprintf_chk(char* text, size_t size, int flag, size_t room, const char* format, std::va_list values);
+
 namespace {
 
 thread_local bool formattingFails = false;
 
+int formatUnlessItFails(char* text, size_t size, int flag, size_t room, const char* format, std::va_list values) {
+    return formattingFails ? -1 : __vsnprintf_chk(text, size, flag, room, format, values);
+}
+
 } // namespace
 
-// Formatting cannot be made to fail by its arguments: the library finds this function in place of the C library's.
-extern "C" int snprintf(char* text, size_t size, const char* format, ...) noexcept {
-    if (formattingFails) {
-        return -1;
-    }
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int length = std::vsnprintf(text, size, format, arguments);
-    va_end(arguments);
+// Formatting cannot be made to fail by its arguments: the library finds these functions, the second where it is
+// fortified, in place of the C library's.
+extern "C" {
+
+int snprintf(char* text, size_t size, const char* format, ...) noexcept {
+    std::va_list values;
+    va_start(values, format);
+    const int length = formatUnlessItFails(text, size, 0, size, format, values);
+    va_end(values);
     return length;
+}
+
+int __snprintf_chk(char* text, size_t size, int flag, size_t room, const char* format, ...) noexcept {
+    std::va_list values;
+    va_start(values, format);
+    const int length = formatUnlessItFails(text, size, flag, room, format, values);
+    va_end(values);
+    return length;
+}
 }
 
 namespace {
@@ -36,6 +51,7 @@ namespace {
 using Rynvel::Uio;
 using RynvelTest::answering;
 using RynvelTest::asUsual;
+using RynvelTest::Call;
 using RynvelTest::EventLog;
 using RynvelTest::failing;
 using RynvelTest::inMemory;
@@ -107,7 +123,7 @@ TYPED_TEST(UioTest, PutsItsFirstRegisterAtTheMapsOffset) {
     const auto device = this->make();
     EXPECT_TRUE(device->write(1, 0x77));
     EXPECT_EQ(this->stored(0x100 + sizeof(TypeParam)), 0x77);
-    this->m_os.script("munmap", {answering(0)});
+    this->m_os.script(Call::Munmap, {answering(0)});
 }
 
 TYPED_TEST(UioTest, HandsFakeOnToItsBase) {
@@ -190,7 +206,7 @@ TYPED_TEST(UioTest, TakesAnAttributeOf33BitsWhereAnUnsignedLongHasThem) {
 }
 
 TYPED_TEST(UioTest, TakesTheDescriptorZeroForAnOpenAttribute) {
-    this->m_os.script("open", {answering(0)});
+    this->m_os.script(Call::Open, {answering(0)});
     this->m_os.memory[0] = '8';
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
     EXPECT_EQ(this->m_os.log().back(), "close(0)");
@@ -219,7 +235,7 @@ TYPED_TEST(UioTest, LetsTheExceptionsLeaveTheConstructorWithNothingOpenAndTheMut
 
 TYPED_TEST(UioTest, TakesAPathThatIsNoLinkForAMapOfSizeZeroAndSaysSoForEachLookup) {
     const TraceRecorder recorder(3);
-    this->m_os.script("readlink", {failing(EINVAL), failing(EINVAL)});
+    this->m_os.script(Call::Readlink, {failing(EINVAL), failing(EINVAL)});
     errno = 0;
     const auto device = this->make();
     EXPECT_EQ(errno, EINVAL);
@@ -275,7 +291,7 @@ TYPED_TEST(UioTest, TakesAPathOf4095BytesAndRefusesOneMore) {
 
 TYPED_TEST(UioTest, GivesUpSilentlyOnALinkTextThatCannotFit) {
     const TraceRecorder recorder(7);
-    this->m_os.script("readlink", {answering(4096), answering(5000)});
+    this->m_os.script(Call::Readlink, {answering(4096), answering(5000)});
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
     EXPECT_EQ(recorder.lines(), EventLog{});
@@ -303,8 +319,8 @@ TYPED_TEST(UioTest, TakesAnAttributeThatCannotBeOpenedForZeroWithoutAMessage) {
 
 TYPED_TEST(UioTest, ReportsAnAttributeThatCannotBeReadAfterClosingIt) {
     const TraceRecorder recorder(1, "*", &this->m_os.log());
-    this->m_os.script("read", {failing(EIO)});
-    this->m_os.script("close", {failing(EBADF)});
+    this->m_os.script(Call::Read, {failing(EIO)});
+    this->m_os.script(Call::Close, {failing(EBADF)});
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
     EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(8)");
     EXPECT_EQ(this->m_os.log().back(),
@@ -330,7 +346,7 @@ TYPED_TEST(UioTest, EnablesWithA32BitOneAndDisablesWithA32BitZeroWithoutTheLock)
 
 TYPED_TEST(UioTest, TakesAShortWriteForSuccess) {
     const auto device = this->opened();
-    this->m_os.script("write", {answering(0), answering(3)});
+    this->m_os.script(Call::Write, {answering(0), answering(3)});
     EXPECT_TRUE(device->enableInterrupt());
     EXPECT_TRUE(device->disableInterrupt());
 }
@@ -340,7 +356,7 @@ TYPED_TEST(UioTest, TracesAFailedEnableAtLevelSevenAndAFailedDisableAtLevelOne) 
     const std::string text = "Failed to write on device \"/dev/tomkar_traffic\". errno = Input/output error";
     {
         const TraceRecorder recorder(6, "Rynvel.Uio");
-        this->m_os.script("write", {failing(EIO)});
+        this->m_os.script(Call::Write, {failing(EIO)});
         errno = 0;
         EXPECT_FALSE(device->enableInterrupt());
         EXPECT_EQ(errno, EIO);
@@ -348,13 +364,13 @@ TYPED_TEST(UioTest, TracesAFailedEnableAtLevelSevenAndAFailedDisableAtLevelOne) 
     }
     {
         const TraceRecorder recorder(7, "Rynvel.Uio");
-        this->m_os.script("write", {failing(EIO)});
+        this->m_os.script(Call::Write, {failing(EIO)});
         EXPECT_FALSE(device->enableInterrupt());
         EXPECT_EQ(recorder.lines().back(), "Rynvel.Uio 7 enableInterrupt: " + text);
     }
     {
         const TraceRecorder recorder(1, "Rynvel.Uio");
-        this->m_os.script("write", {failing(EIO)});
+        this->m_os.script(Call::Write, {failing(EIO)});
         errno = 0;
         EXPECT_FALSE(device->disableInterrupt());
         EXPECT_EQ(errno, EIO);
@@ -368,7 +384,7 @@ void giveCount(ScriptedOs& os, std::uint32_t count) { os.store(0, count); }
 TYPED_TEST(UioTest, EnablesAndThenReadsTheCountWhenItWaits) {
     const auto device = this->opened();
     giveCount(this->m_os, 0xFEDCBA98);
-    this->m_os.script("write", {answering(0)});
+    this->m_os.script(Call::Write, {answering(0)});
     unsigned long status = std::numeric_limits<unsigned long>::max();
     EXPECT_TRUE(device->waitForInterrupt(&status));
     EXPECT_EQ(status, 0xFEDCBA98UL);
@@ -377,7 +393,7 @@ TYPED_TEST(UioTest, EnablesAndThenReadsTheCountWhenItWaits) {
 
 TYPED_TEST(UioTest, TakesAnyCountOfBytesForAnInterrupt) {
     const auto device = this->opened();
-    this->m_os.script("read", {answering(0)});
+    this->m_os.script(Call::Read, {answering(0)});
     unsigned long status = 7;
     EXPECT_TRUE(device->waitForInterrupt(&status));
     EXPECT_EQ(status, 0U);
@@ -386,7 +402,7 @@ TYPED_TEST(UioTest, TakesAnyCountOfBytesForAnInterrupt) {
 TYPED_TEST(UioTest, DoesNotWaitWhenItCannotEnable) {
     const auto device = this->opened();
     const TraceRecorder recorder(7, "Rynvel.Uio");
-    this->m_os.script("write", {failing(ENODEV)});
+    this->m_os.script(Call::Write, {failing(ENODEV)});
     unsigned long status = 7;
     EXPECT_FALSE(device->waitForInterrupt(&status));
     EXPECT_EQ(status, 7U);
@@ -402,7 +418,7 @@ TYPED_TEST(UioTest, DoesNotWaitWhenItCannotEnable) {
 TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
     const auto device = this->opened();
     const TraceRecorder recorder(1);
-    this->m_os.script("read", {failing(EINTR)});
+    this->m_os.script(Call::Read, {failing(EINTR)});
     unsigned long status = 7;
     errno = 0;
     EXPECT_FALSE(device->waitForInterrupt(&status));
@@ -436,7 +452,7 @@ TYPED_TEST(UioTest, EnablesThroughTheVirtualOperationWhenItWaits) {
 TYPED_TEST(UioTest, WaitsAfterADisableToo) {
     const auto device = this->opened();
     unsigned long status = 0;
-    this->m_os.script("write", {answering(0), answering(0)});
+    this->m_os.script(Call::Write, {answering(0), answering(0)});
     EXPECT_TRUE(device->disableInterrupt());
     EXPECT_TRUE(device->waitForInterrupt(&status));
     EXPECT_EQ(this->m_os.log(), (EventLog{"write(7, 00000000)", enablingWrite(), "read(7, 4)"}));

@@ -1,0 +1,58 @@
+#ifndef RYNVEL_TESTS_UNUSEDANSWERS_H
+#define RYNVEL_TESTS_UNUSEDANSWERS_H
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+namespace RynvelTest {
+
+/**
+ * Counts, for each function of a double, the answers that a test has scripted and that no call has used, and fails the
+ * test at whose end one is left. The child processes of a test share the counts: one that dies, as in a death test,
+ * cannot report its own.
+ */
+class UnusedAnswers : public testing::EmptyTestEventListener {
+public:
+    /** Makes the one object of a double before its program's first test. It lives as long as the program. */
+    static UnusedAnswers& of(std::vector<std::string> functions) {
+        auto* const unused = new UnusedAnswers(std::move(functions));
+        testing::UnitTest::GetInstance()->listeners().Append(unused);
+        return *unused;
+    }
+
+    void add(std::size_t function, std::size_t count) { m_counts[function] += count; }
+    void remove(std::size_t function) { --m_counts[function]; }
+
+    /** Fails the test for each function that has unused answers, and forgets them. */
+    void OnTestEnd(const testing::TestInfo& /*test*/) override {
+        for (std::size_t function = 0; function < m_functions.size(); ++function) {
+            if (const std::size_t count = m_counts[function].exchange(0)) {
+                ADD_FAILURE() << "unused answers of " << m_functions[function] << ": " << count;
+            }
+        }
+    }
+
+private:
+    using Count = std::atomic<std::size_t>;
+
+    explicit UnusedAnswers(std::vector<std::string> functions)
+        : m_functions(std::move(functions)),
+          m_counts(static_cast<Count*>(::mmap(nullptr, m_functions.size() * sizeof(Count), PROT_READ | PROT_WRITE,
+                                              MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+        std::uninitialized_value_construct_n(m_counts, m_functions.size());
+    }
+
+    const std::vector<std::string> m_functions;
+    Count* const m_counts;
+};
+
+} // namespace RynvelTest
+
+#endif

@@ -1,0 +1,122 @@
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "FailsAtItsEnd.h"
+#include "ScriptedOs.h"
+
+extern "C" {
+// What the C library's headers call, and do not declare under these names.
+int __open_2(const char* path, int flags);
+int __open64_2(const char* path, int flags);
+ssize_t __read_chk(int fd, void* buffer, size_t count, size_t room);
+ssize_t __readlink_chk(const char* path, char* buffer, size_t size, size_t room) noexcept;
+int __ioctl_time64(int fd, unsigned long request, ...) noexcept;
+int __setsockopt64(int fd, int level, int name, const void* value, socklen_t size) noexcept;
+}
+
+namespace {
+
+using RynvelTest::answering;
+using RynvelTest::asUsual;
+using RynvelTest::Call;
+using RynvelTest::EventLog;
+using RynvelTest::failing;
+using RynvelTest::ScriptedOs;
+
+using UnusedAnswersTest = RynvelTest::FailsAtItsEnd;
+
+TEST_F(UnusedAnswersTest, FailTheTestOfTheirMachine) {
+    ScriptedOs os;
+    os.script(Call::Sleep, {asUsual, asUsual});
+    os.script(Call::Close, {answering(0), failing(EIO), answering(1)});
+    EXPECT_EQ(::close(3), 0);
+    expectFailure("unused answers of close: 2");
+    expectFailure("unused answers of sleep: 2");
+}
+
+TEST_F(UnusedAnswersTest, FailTheTestOfAMachineThatIsGone) {
+    ScriptedOs().script(Call::Open, {failing(ENODEV)});
+    ScriptedOs().script(Call::Open, {failing(ENODEV)});
+    expectFailure("unused answers of open: 2");
+}
+
+/** What ends the process with answers of a machine of its own. */
+template <typename End>
+void endWith(const std::vector<std::optional<RynvelTest::Answer>>& answers, End end) {
+    ScriptedOs os;
+    os.script(Call::Munmap, answers);
+    ::munmap(nullptr, 1);
+    end();
+}
+
+TEST_F(UnusedAnswersTest, FailTheTestOfAChildProcessHoweverItEnds) {
+    EXPECT_EXIT(endWith({asUsual, asUsual}, std::abort), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(endWith({asUsual, asUsual}, [] { std::raise(SIGKILL); }), testing::KilledBySignal(SIGKILL), "");
+    EXPECT_EXIT(endWith({asUsual, asUsual}, [] { std::exit(0); }), testing::ExitedWithCode(0), "");
+    expectFailure("unused answers of munmap: 3");
+}
+
+TEST_F(UnusedAnswersTest, AreNotThoseThatACallHasTaken) {
+    endWith({asUsual}, [] {});
+    EXPECT_EXIT(endWith({asUsual}, std::abort), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST(ScriptedOs, AnswersTheCallsOfFortifiedCode) {
+    ScriptedOs os;
+    char bytes[4] = {};
+    EXPECT_EQ(::__open_2("/dev/registers", O_RDWR), ScriptedOs::descriptor);
+    EXPECT_EQ(::__read_chk(7, bytes, 3, 4), 3);
+    EXPECT_EQ(::__readlink_chk("/dev/clock", bytes, 4, 4), 4);
+    EXPECT_EQ(os.log(), (EventLog{"open(/dev/registers, 2)", "read(7, 3)", "readlink(/dev/clock, 4)"}));
+}
+
+TEST(ScriptedOs, AnswersTheCallsOfCodeWithLongFileOffsetsAndTimes) {
+    ScriptedOs os;
+    constexpr std::int64_t far = 0x123456000;
+    EXPECT_EQ(::open64("/dev/registers", O_RDWR), ScriptedOs::descriptor);
+    EXPECT_EQ(::__open64_2("/dev/registers", O_RDWR), ScriptedOs::descriptor);
+    EXPECT_EQ(::lseek64(7, far, SEEK_SET), far);
+    EXPECT_EQ(::mmap64(nullptr, 4096, PROT_READ, MAP_SHARED, 7, far), os.memory.data());
+    EXPECT_EQ(::__ioctl_time64(7, 0x5401, 2UL), 0);
+    EXPECT_EQ(::__setsockopt64(7, SOL_SOCKET, SO_TYPE, nullptr, 0), 0);
+    EXPECT_EQ(os.log(),
+              (EventLog{"open(/dev/registers, 2)", "open(/dev/registers, 2)", "lseek(7, 4886716416, 0)",
+                        "mmap(0, 4096, 1, 1, 7, 4886716416)", "ioctl(7, 0x5401, 0x2)", "setsockopt(7, 1, 3)"}));
+}
+
+TEST(ScriptedOs, LeavesLongFileOffsetsToTheKernelWhereThereIsNone) {
+    const int fd = ::memfd_create("far", 0);
+    constexpr std::int64_t place = 0xFFFFF000;
+    EXPECT_EQ(::lseek64(fd, 0x123456789, SEEK_SET), 0x123456789);
+    EXPECT_EQ(::lseek64(fd, place, SEEK_SET), place);
+    EXPECT_EQ(::write(fd, "far", 3), 3);
+    void* const page = ::mmap64(nullptr, 3, PROT_READ, MAP_SHARED, fd, place);
+    ASSERT_NE(page, MAP_FAILED);
+    EXPECT_EQ(std::memcmp(page, "far", 3), 0);
+    EXPECT_EQ(::munmap(page, 3), 0);
+    EXPECT_EQ(::close(fd), 0);
+}
+
+/** A fortified call on a scripted machine that wants more than there is room for. */
+template <typename Operation>
+void overflow(Operation operation) {
+    const ScriptedOs os;
+    char bytes[4] = {};
+    operation(bytes);
+}
+
+TEST(ScriptedOs, EndsFortifiedCodeThatWantsMoreThanItHasRoomFor) {
+    const char* const end = "buffer overflow detected";
+    EXPECT_DEATH(overflow([](char* bytes) { ::__read_chk(7, bytes, 5, 4); }), end);
+    EXPECT_DEATH(overflow([](char* bytes) { ::__readlink_chk("/dev/clock", bytes, 5, 4); }), end);
+}
+
+} // namespace

@@ -1,0 +1,54 @@
+#include <cerrno>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include "FailsAtItsEnd.h"
+#include "ScriptedPthread.h"
+
+namespace {
+
+using RynvelTest::MutexCall;
+using RynvelTest::ScriptedPthread;
+
+using UnusedErrorsTest = RynvelTest::FailsAtItsEnd;
+
+/** Locks and unlocks a mutex. */
+void useAMutex() {
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    if (pthread_mutex_lock(&mutex) == 0) {
+        pthread_mutex_unlock(&mutex);
+    }
+}
+
+TEST_F(UnusedErrorsTest, FailTheTest) {
+    {
+        ScriptedPthread script;
+        script.fail(MutexCall::Lock, EDEADLK);
+        script.fail(MutexCall::Unlock, EPERM);
+        useAMutex();
+    }
+    expectFailure("unused answers of pthread_mutex_unlock: 1");
+}
+
+TEST_F(UnusedErrorsTest, FailTheTestAlsoWhereAnotherErrorFollowsOrTheCallIsToSucceedAgain) {
+    {
+        ScriptedPthread script;
+        script.fail(MutexCall::Lock, EDEADLK);
+        script.fail(MutexCall::Lock, EAGAIN);
+        useAMutex();
+        script.fail(MutexCall::Lock, EDEADLK);
+        script.succeed();
+        useAMutex();
+    }
+    expectFailure("unused answers of pthread_mutex_lock: 2");
+}
+
+TEST_F(UnusedErrorsTest, AreNotThoseThatACallHasMet) {
+    ScriptedPthread script;
+    script.fail(MutexCall::Lock, EDEADLK);
+    useAMutex();
+    useAMutex();
+}
+
+} // namespace
