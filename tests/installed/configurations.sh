@@ -15,9 +15,29 @@ build() {
         cmake --build "$work/$folder"
 }
 
+# Prints a compiler launcher that names sources from the build folder, as compiler caches may do.
+launcher_with_relative_names() {
+    local relative
+    relative=$(realpath --relative-to="$work/own" "$root")
+    printf '#!/bin/bash\n%s\n' "$(declare -p root relative)"
+    cat <<'END'
+for argument; do
+    shift
+    case $argument in
+        "$root"/*) argument=$relative${argument#"$root"} ;;
+        -I"$root"/*) argument=-I$relative${argument#-I"$root"} ;;
+    esac
+    set -- "$@" "$argument"
+done
+exec "$@"
+END
+}
+
 opens_the_rows_of_its_own_description() {
     printf 'clock /dev/null-link 0 Uio32\nsecond /dev/null-link 0 Uio16\n' >"$work/own.def"
-    build own -DRYNVEL_DEVICES="$work/own.def" &&
+    launcher_with_relative_names >"$work/launcher" && chmod +x "$work/launcher" &&
+        build own -DRYNVEL_DEVICES="$work/own.def" -DRYNVEL_PROGRAMS=OFF \
+            -DCMAKE_CXX_COMPILER_LAUNCHER="$work/launcher" &&
         cc "$root/tests/installed/consumer.c" -I"$root/include" -o "$work/consumer" "$work/own/cppsrc/librynvel.so" \
             -Wl,-rpath,"$work/own/cppsrc:$work/own/ziltrace" -Wl,-rpath-link,"$work/own/ziltrace" &&
         [ "$("$work/consumer" second)" = 'handle 1' ] && [ "$("$work/consumer" traf.top)" = 'handle -1' ]
@@ -25,12 +45,19 @@ opens_the_rows_of_its_own_description() {
 
 builds_anew_when_the_description_changes() {
     printf 'first /dev/null-link 0 Uio32\nclock /dev/null-link 0 Uio32\nsecond /dev/null-link 0 Uio16\n' >"$work/own.def"
+    printf 'missing /dev/null/missing 0 Lseek8\n' >>"$work/own.def"
     cmake --build "$work/own" && [ "$("$work/consumer" second)" = 'handle 2' ]
+}
+
+names_its_sources_when_the_compiler_has_relative_names() {
+    grep -aqE '\.\./[^ ]*cppsrc/RynvelLseek\.cpp' "$work/own/.ninja_deps" || return
+    "$work/consumer" missing 2>"$work/err"
+    [ $? = 134 ] && grep -q ' MSG cppsrc/RynvelLseek:' "$work/err" && grep -q '^[^ ]*: cppsrc/RynvelLseek:[0-9]*: ' "$work/err"
 }
 
 refuses_a_malformed_row() {
     printf 'clock /dev/clock 0 Uio32\nsecond /dev/second 0 Uio64\n' >"$work/bad.def"
-    ! build bad -DRYNVEL_DEVICES="$work/bad.def" >"$work/bad.log" 2>&1 &&
+    ! build bad -DRYNVEL_PROGRAMS=OFF -DRYNVEL_DEVICES="$work/bad.def" >"$work/bad.log" 2>&1 &&
         grep -F "$work/bad.def:2: error: unknown device type \"Uio64\"" "$work/bad.log"
 }
 
@@ -48,6 +75,7 @@ refuses_tests_with_an_installed_tracing_library() {
 
 check 'a library with its own device description opens its rows' opens_the_rows_of_its_own_description
 check 'a changed device description is compiled anew' builds_anew_when_the_description_changes
+check 'source names hold where the compiler has relative names' names_its_sources_when_the_compiler_has_relative_names
 check 'a malformed row fails the build with its place and reason' refuses_a_malformed_row
 check 'an installed tracing library takes the place of the stand-in' links_an_installed_tracing_library
 check 'the tests refuse an installed tracing library' refuses_tests_with_an_installed_tracing_library
