@@ -93,23 +93,26 @@ test_matching() {
     esac
 }
 
-# Runs commands at the same time, as many as there are processors; fails when one fails. Each is one word.
+# Runs commands at the same time, as many as there are processors, and then shows their outputs; fails when one fails. Each
+# is one word.
 together() {
-    local command running=0 status=0 outputs
+    local commands=("$@") i running=0 status=0 outputs
     outputs=$(mktemp -d)
-    for command in "$@"; do
+    for i in "${!commands[@]}"; do
         if [ $running = "$(nproc)" ]; then
             wait -n || status=1
             running=$((running - 1))
         fi
-        eval "$command" >"$(mktemp "$outputs/XXXXXX")" 2>&1 </dev/null &
+        printf 'running %s\n' "${commands[i]}"
+        eval "${commands[i]}" >"$outputs/$i" 2>&1 </dev/null &
         running=$((running + 1))
     done
-    while [ $running != 0 ]; do
+    for ((; running > 0; running--)); do
         wait -n || status=1
-        running=$((running - 1))
     done
-    cat "$outputs"/*
+    for i in "${!commands[@]}"; do
+        cat "$outputs/$i"
+    done
     rm -r "$outputs"
     return $status
 }
