@@ -55,17 +55,17 @@ folder_of() {
 usual_seconds() {
     case $1 in
         format) echo 1 1 ;;
-        lint) echo 150 10 ;;
-        dev) echo 90 20 ;;
-        asan) echo 180 50 ;;
-        tsan) echo 150 60 ;;
-        armhf) echo 190 60 ;;
-        bigendian) echo 100 20 ;;
-        counts) echo 40 20 ;;
-        board) echo 150 100 ;;
-        installed) echo 100 60 ;;
-        fuzz) echo 100 60 ;;
-        hardened) echo 120 20 ;;
+        lint) echo 105 3 ;;
+        dev) echo 100 20 ;;
+        asan) echo 135 30 ;;
+        tsan) echo 135 50 ;;
+        armhf) echo 140 45 ;;
+        bigendian) echo 65 10 ;;
+        counts) echo 25 10 ;;
+        board) echo 110 80 ;;
+        installed) echo 75 30 ;;
+        fuzz) echo 75 45 ;;
+        hardened) echo 110 20 ;;
     esac
 }
 
