@@ -14,8 +14,8 @@ if(NOT TARGET GTest::gtest_main)
   add_library(GTest::gtest_main ALIAS gtest_main)
 endif()
 
-# Tests are compiled without optimization, which takes minutes under the sanitizers, and so not fortified, and with what a
-# stack trace needs of debugging information. What they test is compiled as the build type has it.
+# Tests are compiled without optimization, which takes minutes under the sanitizers, and so not fortified, and with what
+# a stack trace needs of debugging information. What they test is compiled as the build type has it.
 add_library(test_code INTERFACE)
 target_link_libraries(test_code INTERFACE GTest::gtest_main)
 target_compile_options(test_code INTERFACE -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
@@ -23,8 +23,8 @@ target_compile_options(test_code INTERFACE -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
 if(RYNVEL_SANITIZERS MATCHES undefined)
   target_compile_options(test_code INTERFACE -fno-sanitize=undefined)
 endif()
-# Emulators and sanitizers take longer to start a program than most tests take, and many times as long for all else: there
-# every program of tests runs as one test, and tests that try many random inputs try fewer.
+# Emulators and sanitizers take longer to start a program than most tests take, and many times as long for all else:
+# there every program of tests runs as one test, and tests that try many random inputs try fewer.
 if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
   set(RYNVEL_TESTS_RUN_SLOWLY ON)
   target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)

@@ -3,12 +3,19 @@
 
 # The compiler applies -ffile-prefix-map, which a distribution's build passes, after all maps of single kinds. It means
 # the same as these, which are applied in their order, so that the project's own maps come last.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fprofile-prefix-map=a=b RYNVEL_HAS_PROFILE_PREFIX_MAP)
+set(maps_of_single_kinds "-fdebug-prefix-map=\\1 -fmacro-prefix-map=\\1")
+if(RYNVEL_HAS_PROFILE_PREFIX_MAP)
+  string(APPEND maps_of_single_kinds " -fprofile-prefix-map=\\1")
+endif()
+string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
 foreach(language IN ITEMS C CXX)
-  if(CMAKE_${language}_COMPILER_ID STREQUAL "GNU")
-    string(REGEX REPLACE "-ffile-prefix-map=([^ ]+)"
-      "-fdebug-prefix-map=\\1 -fprofile-prefix-map=\\1 -fmacro-prefix-map=\\1"
-      CMAKE_${language}_FLAGS "${CMAKE_${language}_FLAGS}")
-  endif()
+  foreach(flags IN ITEMS CMAKE_${language}_FLAGS CMAKE_${language}_FLAGS_${build_type})
+    if(CMAKE_${language}_COMPILER_ID STREQUAL "GNU" AND DEFINED ${flags})
+      string(REGEX REPLACE "-ffile-prefix-map=([^ ]+)" "${maps_of_single_kinds}" ${flags} "${${flags}}")
+    endif()
+  endforeach()
 endforeach()
 
 # Maps the names of the library's sources for everything that links the interface target. The names are the compiler's

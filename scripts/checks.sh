@@ -3,7 +3,7 @@
 # A script names each result with `check`, takes over those of other programs with `add_results`, and ends with
 # `summary`. Where RYNVEL_RESULTS names a folder, the results go there too, in JUnit's format.
 
-work=$(mktemp -d)
+work=$(mktemp -d) || exit
 trap 'rm -rf "$work"' EXIT
 suite=$(basename "$0" .sh)
 results="$work/results"
@@ -24,7 +24,7 @@ add_result() {
     fi
     # In one piece, since checks may run at the same time.
     printf '<testcase classname="%s" name="%s" time="%s">%s</testcase>\n' "$suite" "$(xml_text <<<"$1")" "$3" \
-        "$failure" >>"$results"
+        "$failure" >>"$results" || exit
 }
 
 # Prints the seconds since a moment that EPOCHREALTIME gave.
@@ -52,15 +52,18 @@ add_results() {
     done <"$1"
 }
 
+leave_results() {
+    local file
+    file=$(mktemp "$RYNVEL_RESULTS/$suite.XXXXXX.xml") &&
+        { printf '<testsuite name="%s">\n' "$suite" && cat "$results" && printf '</testsuite>\n'; } >"$file"
+}
+
 # Prints the line of totals and leaves the results; fails when a check did, and when there was none.
 summary() {
     local total failed
     total=$(grep -c '^<testcase ' "$results" || :)
     failed=$(grep -c '<failure ' "$results" || :)
-    if [ -n "${RYNVEL_RESULTS-}" ]; then
-        { printf '<testsuite name="%s">\n' "$suite"; cat "$results"; printf '</testsuite>\n'; } \
-            >"$(mktemp "$RYNVEL_RESULTS/$suite.XXXXXX.xml")"
-    fi
+    [ -z "${RYNVEL_RESULTS-}" ] || leave_results || { echo "$suite: cannot leave its results" >&2; return 1; }
     printf '%d passed, %d failed\n' $((total - failed)) "$failed"
     [ "$total" != 0 ] && [ "$failed" = 0 ]
 }

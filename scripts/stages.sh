@@ -3,12 +3,13 @@
 # A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails when it
 # could not do all that it is for.
 
-quick_stages=(format lint dev asan tsan armhf bigendian counts board installed fuzz)
+quick_stages=(format scripts lint dev asan tsan armhf bigendian counts board installed fuzz)
 long_stages=(hardened)
 
 describe_stage() {
     case $1 in
         format) echo 'the layout of the sources, by clang-format' ;;
+        scripts) echo 'the scripts of ./check themselves' ;;
         lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
         asan) echo 'the same with the address and undefined behaviour sanitizers' ;;
@@ -43,7 +44,7 @@ packages_of() {
 # Prints the folder that a stage builds into: where it is missing, the stage takes its longer time.
 folder_of() {
     case $1 in
-        format) echo . ;;
+        format | scripts) echo . ;;
         lint) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
         installed) echo build/armhf-release ;;
@@ -51,10 +52,20 @@ folder_of() {
     esac
 }
 
+# Prints the seconds that --all adds to a stage.
+added_seconds() {
+    case $1 in
+        fuzz) echo 320 ;;
+        dev | asan) echo 50 ;;
+        tsan | armhf | bigendian) echo 110 ;;
+        *) echo 0 ;;
+    esac
+}
+
 # Prints the seconds that a stage took on two processors: the first time, and again without a change.
 usual_seconds() {
     case $1 in
-        format) echo 1 1 ;;
+        format | scripts) echo 1 1 ;;
         lint) echo 105 3 ;;
         dev) echo 100 20 ;;
         asan) echo 135 30 ;;
@@ -81,40 +92,51 @@ test_preset() {
 # The same where every program of tests runs as one test: it leaves the results of its tests itself.
 test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1"; }
 
-# Builds a preset and runs the tests whose names have a part.
-test_matching() {
+# Fails unless the tests of a stage can be chosen by a part of their names. GoogleTest would take some characters, which
+# no name has, for the end of the part.
+check_choice() {
     case $1 in
-        dev | hardened) test_preset "$1" -R "$2" ;;
+        dev | hardened) ;;
         asan | tsan | armhf | bigendian)
-            GTEST_FILTER="*$2*" test_preset_by_program "$1" &&
-                { grep -q '<testcase' "$RYNVEL_RESULTS"/*_tests.xml || die "no test of $1 has '$2' in its name"; }
+            [[ $2 != *[-:]* ]] || die "'$2' has '-' or ':', which no name of a test in $1 has"
             ;;
         *) die "stage '$1' has no tests to choose from: dev, asan, tsan, armhf, bigendian and hardened have" ;;
     esac
 }
 
-# Runs commands at the same time, as many as there are processors, and then shows their outputs; fails when one fails. Each
-# is one word.
+# Builds a preset and runs the tests whose names have a part.
+test_matching() {
+    case $1 in
+        dev | hardened) test_preset "$1" -R "$(sed 's/[][().*+?^$|\\]/\\&/g' <<<"$2")" ;;
+        *)
+            GTEST_FILTER="*$2*" test_preset_by_program "$1" &&
+                { grep -q '<testcase' "$RYNVEL_RESULTS"/*_tests.xml || die "no test of $1 has '$2' in its name"; }
+            ;;
+    esac
+}
+
+# Runs commands of the shell at the same time, as many as there are processors, and then shows their outputs. Fails
+# when one fails.
 together() {
-    local commands=("$@") i running=0 status=0 outputs
-    outputs=$(mktemp -d)
+    local commands=("$@") i status=0 outputs
+    outputs=$(mktemp -d) || return
     for i in "${!commands[@]}"; do
-        if [ $running = "$(nproc)" ]; then
-            wait -n || status=1
-            running=$((running - 1))
-        fi
-        printf 'running %s\n' "${commands[i]}"
-        eval "${commands[i]}" >"$outputs/$i" 2>&1 </dev/null &
-        running=$((running + 1))
-    done
-    for ((; running > 0; running--)); do
-        wait -n || status=1
-    done
+        printf '%s\0' "$i" "${commands[i]}"
+    done | xargs -0 -n 2 -P "$(nproc)" bash -c \
+        'printf "running %s\n" "$2"; bash -c "$2" >"$0/$1" 2>&1 </dev/null || exit 1' "$outputs" || status=1
     for i in "${!commands[@]}"; do
-        cat "$outputs/$i"
+        cat "$outputs/$i" || status=1
     done
     rm -r "$outputs"
     return $status
+}
+
+# Fails unless each of the programs of tests has left results: one that ends early leaves none.
+require_results() {
+    local program
+    for program in "$@"; do
+        grep -q '<testcase' "$RYNVEL_RESULTS/$program.xml" || { echo "$program has left no results"; return 1; }
+    done
 }
 
 stage_dev() { test_preset dev; }
@@ -135,6 +157,8 @@ stage_format() (
     summary
 )
 
+stage_scripts() { tests/scripts/run.sh; }
+
 stage_lint() {
     cmake --preset release && cmake --build --preset release --target rynvel_generated_sources && scripts/lint build/release
 }
@@ -152,7 +176,8 @@ stage_board() {
             'tests/board/clock_accesses.sh build/armhf/tests/clock_accesses' \
             "build/dev/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
             'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' \
-            'tests/board/rynvelctl.sh build/armhf'
+            'tests/board/rynvelctl.sh build/armhf' &&
+        require_results board_tests own_devices_tests remote_board_tests remote_peer served_board_tests
 }
 
 # The release builds for the host and the target, and the sanitized ones, as their users get them.

@@ -20,6 +20,7 @@ split_session() {
 check 'the session runs on the board to its end' session
 commands=$(split_session "$here/rynvelctl.expected" "$work/expected")
 check "the session has $commands commands" [ "$(split_session "$work/session" "$work/seen")" = "$commands" ]
+check 'nothing comes before the first command' [ ! -e "$work/seen/0" ]
 for ((i = 1; i <= commands; i++)); do
     check "$(head -n 1 "$work/expected/$i")" diff -u "$work/expected/$i" "$work/seen/$i"
 done

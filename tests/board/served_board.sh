@@ -36,7 +36,6 @@ await_server() {
 }
 
 ends_without_an_error() {
-    echo end >&3
     exec 3>&-
     wait "$board"
     local status=$?
@@ -48,9 +47,10 @@ ends_without_an_error() {
 status=0
 port=$((20000 + RANDOM % 20000))
 start_board $port "$1"
-check 'the server starts on the board' await_server
-if kill -0 "$board" 2>/dev/null; then
+if await_server; then
     RYNVEL_SERVED_PORT=$port "$2" || status=1
     check 'the server ends without an error' ends_without_an_error
+else
+    check 'the server starts on the board' false
 fi
 summary && exit $status

@@ -586,7 +586,7 @@ TEST(InterruptMessage, RendersItsWordAsItIsStoredInTheBaseOfTheStream) {
     EXPECT_EQ(baseAfter(message), "20");
 }
 
-TEST(InterruptMessage, RendersAMillionRandomWords) {
+TEST(InterruptMessage, RendersRandomWords) {
     std::mt19937 random(4);
     std::ostringstream stream;
     InterruptMessage message;

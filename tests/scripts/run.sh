@@ -1,0 +1,143 @@
+#!/usr/bin/env bash
+# Tests what ./check is made of: that nothing which fails, ends early or does not run is taken for a success.
+# Usage: run.sh. Ends with a line of totals.
+set -u -o pipefail
+cd "$(dirname "$0")/../.." || exit
+. scripts/common.sh
+. scripts/checks.sh
+. scripts/stages.sh
+suite=scripts
+
+# Starts a folder of results anew: a ctest entry of a program of tests, and one of a test that is none.
+begin_results() {
+    rm -rf "$work/stage"
+    mkdir "$work/stage"
+    cat >"$work/stage/ctest.xml" <<'END'
+<testsuite>
+<testcase name="unit_tests" classname="unit_tests" time="2" status="run"/>
+<testcase name="Library.ExportsItsInterface" classname="Library.ExportsItsInterface" time="1" status="run"/>
+</testsuite>
+END
+    cat >"$work/stage/unit_tests.xml" <<'END'
+<testsuites><testsuite name="Lseek">
+<testcase name="Reads" status="run" result="completed" time="0.5" classname="Lseek"/>
+<testcase name="Writes" status="run" result="completed" time="0.25" classname="Lseek"/>
+<testcase name="Waits" status="run" result="skipped" time="0" classname="Lseek"><skipped message="not here"/></testcase>
+</testsuite></testsuites>
+END
+}
+
+# Replaces a text in a file of the results.
+edit() { sed -i "s#$2#$3#" "$work/stage/$1.xml"; }
+
+totals_are() { [ "$(scripts/test-results totals "$work/stage" | tee /dev/stderr)" = "$1" ]; }
+
+counts_the_tests_of_a_program() {
+    begin_results
+    totals_are '3 0 1'
+}
+
+counts_a_failed_test_once() {
+    begin_results
+    edit ctest 'time="2" status="run"' 'time="2" status="fail"'
+    edit unit_tests 'time="0.25" classname="Lseek"/>' 'time="0.25" classname="Lseek"><failure message="x"/></testcase>'
+    totals_are '2 1 1' && [ "$(scripts/test-results failed "$work/stage")" = Lseek.Writes ]
+}
+
+fails_a_program_that_ends_early() {
+    begin_results
+    rm "$work/stage/unit_tests.xml"
+    totals_are '1 1 0' && [ "$(scripts/test-results failed "$work/stage")" = unit_tests ]
+}
+
+fails_a_program_without_tests() {
+    begin_results
+    echo '<testsuites/>' >"$work/stage/unit_tests.xml"
+    totals_are '1 1 0'
+}
+
+fails_a_program_that_fails_though_its_tests_pass() {
+    begin_results
+    edit ctest 'time="2" status="run"' 'time="2" status="fail"'
+    totals_are '3 1 1'
+}
+
+fails_results_that_are_cut() {
+    begin_results
+    head -c 200 "$work/stage/unit_tests.xml" >"$work/cut" && mv "$work/cut" "$work/stage/unit_tests.xml"
+    totals_are '1 1 0'
+}
+
+fails_a_test_that_cannot_be_started() {
+    begin_results
+    edit ctest 'time="1" status="run"/>' 'time="1" status="notrun"><skipped message="Unable to find executable"/></testcase>'
+    totals_are '2 1 1'
+}
+
+names_the_slowest_tests() {
+    begin_results
+    [ "$(scripts/test-results slowest "$work/stage" | head -n 2)" = "     1.0 s  stage: Library.ExportsItsInterface
+     0.5 s  stage: Lseek.Reads" ]
+}
+
+# Runs a script of checks, with what the arguments say, in a folder of results of its own.
+run_checks() {
+    rm -rf "$work/stage"
+    mkdir "$work/stage"
+    printf '. scripts/checks.sh\n%s\nsummary\n' "$1" >"$work/script.sh"
+    RYNVEL_RESULTS="$work/stage" bash "$work/script.sh"
+}
+
+leaves_the_results_of_a_script() {
+    ! run_checks "check 'good <&>' true; check 'bad' sh -c 'echo \"<why>\"; exit 1'" && totals_are '1 1 0' &&
+        [ "$(scripts/test-results failed "$work/stage")" = script.bad ]
+}
+
+fails_a_script_without_checks() { ! run_checks ''; }
+
+fails_a_script_that_cannot_leave_its_results() { ! run_checks "RYNVEL_RESULTS=/nonexistent; check good true"; }
+
+together_fails_when_a_command_fails_or_dies() {
+    together 'echo one' 'echo two' && ! together true false true && ! together true 'kill -9 $$' true
+}
+
+requires_the_results_of_every_program() {
+    begin_results
+    RYNVEL_RESULTS="$work/stage" && require_results unit_tests && ! require_results unit_tests board_tests
+}
+
+# A refusal is one line on standard error, and a status that is not 0.
+refuses() {
+    ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
+}
+
+refuses_what_it_does_not_know() {
+    refuses ./check --fast && refuses ./check nonsense && refuses ./check 'dev asan' && refuses ./check --test &&
+        refuses ./check --test x board && refuses ./check --test x dev asan && refuses ./check --test a:b asan &&
+        refuses ./demo x
+}
+
+shows_its_help() {
+    local stage
+    for stage in "${quick_stages[@]}" "${long_stages[@]}"; do
+        ./check --help | grep "^  $stage  *[^ ]" || return
+    done
+    ./demo --help | grep '^usage: '
+}
+
+check 'every test of a program counts' counts_the_tests_of_a_program
+check 'a failed test counts once' counts_a_failed_test_once
+check 'a program that ends early has failed' fails_a_program_that_ends_early
+check 'a program without tests has failed' fails_a_program_without_tests
+check 'a program that fails though its tests pass has failed' fails_a_program_that_fails_though_its_tests_pass
+check 'results that are cut are a failure' fails_results_that_are_cut
+check 'a test that cannot be started has failed' fails_a_test_that_cannot_be_started
+check 'the slowest tests come first' names_the_slowest_tests
+check 'a script leaves its results' leaves_the_results_of_a_script
+check 'a script without checks fails' fails_a_script_without_checks
+check 'a script that cannot leave its results fails' fails_a_script_that_cannot_leave_its_results
+check 'commands that run together fail when one fails or dies' together_fails_when_a_command_fails_or_dies
+check 'a program that leaves no results is missed' requires_the_results_of_every_program
+check './check and ./demo refuse what they do not know' refuses_what_it_does_not_know
+check './check and ./demo show their help' shows_its_help
+summary
