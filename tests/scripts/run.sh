@@ -103,7 +103,8 @@ together_fails_when_a_command_fails_or_dies() {
 
 requires_the_results_of_every_program() {
     begin_results
-    RYNVEL_RESULTS="$work/stage" && require_results unit_tests && ! require_results unit_tests board_tests
+    local RYNVEL_RESULTS="$work/stage"
+    require_results unit_tests && ! require_results unit_tests board_tests
 }
 
 # A refusal is one line on standard error, and a status that is not 0.
