@@ -152,6 +152,17 @@ asserts_its_handle() {
 
 c_program_asserts_its_handle() { asserts_its_handle "$work/consumer_c" 'Rynvel::IDevice\* .*::getBackend\(int\)'; }
 
+classes_program_asserts_its_handle() {
+    asserts_its_handle "$work/build/consumer" 'Rynvel::Device8\* Rynvel::Factory::getBackend8\(int\)'
+}
+
+# The accessors of the Factory are in its header: the library has what they are made of.
+accessors_of_devices_are_inline() {
+    local symbols
+    symbols=$(defined_symbols | c++filt) || return
+    ! grep '::getBackend[0-9]*(' <<<"$symbols" && grep 'Factory::openedDevice(' <<<"$symbols"
+}
+
 asserts_in_a_release_build() {
     run_consumer "$work/consumer_c" common.idt 2>"$work/err"
     [ $? = 134 ] && grep -qE "cppsrc/RynvelLseek:[0-9]+: .*Assertion \`m_fd != -1' failed" "$work/err"
@@ -236,6 +247,8 @@ check 'what failed is traced on standard error by default' says_on_standard_erro
 check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
 check 'a handle outside the table ends the process in every build' c_program_asserts_its_handle
+check 'so it does in a program on the classes that has no assertions' classes_program_asserts_its_handle
+check 'the accessors of devices are inline over one function of the library' accessors_of_devices_are_inline
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 check 'the register server runs' runs_the_server
 check 'the command line program runs' runs_the_command_line_program
