@@ -139,6 +139,14 @@ c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handl
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
+# The first lines of C that a new user copies.
+first_snippet_runs_without_devices() {
+    sed -n '/^```c$/,/^```$/p; /^```$/q' "$root/README.md" | grep -v '^```' >"$work/snippet.c" &&
+        build_with_pkg_config "$work/snippet.c" "$work/snippet" || return
+    run_consumer "$work/snippet" 2>"$work/err"
+    [ $? = 1 ] && grep -q '^traf.top cannot be read$' "$work/err"
+}
+
 classes_program_runs() {
     [ "$(run_consumer "$work/build/consumer")" = 'value 0x7856 in Host order, lock 1, slots 1' ]
 }
@@ -244,6 +252,7 @@ check 'the library is named librynvel.so.1' is_named_for_its_interface
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
 check 'what failed is traced on standard error by default' says_on_standard_error_what_failed
+check "the README's first program runs on a machine without devices" first_snippet_runs_without_devices
 check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
 check 'a handle outside the table ends the process in every build' c_program_asserts_its_handle
