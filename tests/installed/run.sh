@@ -139,6 +139,22 @@ c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handl
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
+# The traces that the installed header tells a program's user of: how they are without a setting, and the setting that
+# turns them off.
+header_tells_how_to_turn_traces_off() {
+    local setting
+    grep -q 'levels up to 3.*standard error' <(tr -d '\n*' <"$stage/include/rynvel.h" | tr -s ' ') &&
+        setting=$(grep -o "ZILTRACE='[^']*'" "$stage/include/rynvel.h" | tr -d "'") &&
+        [ -z "$(run_consumer "$work/consumer_c" 2>&1 >/dev/null | tee /dev/stderr)" ]
+}
+
+# Prints a paragraph of the installed header, by the word that it begins with.
+header_paragraph() { sed -n "/^ \* $1\./,/^ \*\$/p" "$stage/include/rynvel.h"; }
+
+header_tells_what_is_not_serialised() {
+    header_paragraph Threads | grep 'remote device' && header_paragraph Threads | grep FPGA
+}
+
 # The first lines of C that a new user copies.
 first_snippet_runs_without_devices() {
     sed -n '/^```c$/,/^```$/p; /^```$/q' "$root/README.md" | grep -v '^```' >"$work/snippet.c" &&
@@ -252,6 +268,8 @@ check 'the library is named librynvel.so.1' is_named_for_its_interface
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
 check 'what failed is traced on standard error by default' says_on_standard_error_what_failed
+check 'the header says which traces there are by default and how to turn them off' header_tells_how_to_turn_traces_off
+check 'the header says which devices do not serialise their operations' header_tells_what_is_not_serialised
 check "the README's first program runs on a machine without devices" first_snippet_runs_without_devices
 check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
