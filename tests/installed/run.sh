@@ -60,6 +60,25 @@ every_binary() {
     return $failed
 }
 
+is_position_independent() { read_elf --file-header "$1" | grep 'Type: *DYN '; }
+
+has_read_only_relocations() { read_elf --segments "$1" | grep ' GNU_RELRO '; }
+
+is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<(BIND_)?NOW\>'; }
+
+uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
+
+# The library has none, for what it costs its operations: see docs/performance.md.
+has_a_stack_protector() {
+    case ${1##*/} in
+        librynvel.so.*) ;;
+        *) uses "$1" __stack_chk_fail ;;
+    esac
+}
+
+# Each of them calls a function of the C library that the compiler replaces by one that checks its arguments.
+is_fortified() { uses "$1" '__[a-z0-9]+_chk|__open(at)?(64)?_2'; }
+
 holds_no_place_of_the_build() {
     strings -a "$1" >"$work/strings" && ! grep -F -e "$root/" -e "$build/" "$work/strings"
 }
@@ -287,5 +306,10 @@ check 'the units of the register server are valid' units_are_valid
 check 'the unit starts the server of the prefix that was installed to' unit_starts_what_is_installed
 if is_a_release; then
     check 'programs and libraries hold no place of the build' every_binary holds_no_place_of_the_build
+    check 'programs and libraries are position independent' every_binary is_position_independent
+    check 'programs and libraries have read-only relocations' every_binary has_read_only_relocations
+    check 'programs and libraries are bound when they are loaded' every_binary is_bound_at_once
+    check 'programs and libraries but librynvel have a stack protector' every_binary has_a_stack_protector
+    check 'programs and libraries call checked functions of the C library' every_binary is_fortified
 fi
 summary
