@@ -13,7 +13,9 @@ function(rynvel_find_libraries_from target folder)
   cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}")
   file(RELATIVE_PATH libraries_from_folder "${folder}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   string(REGEX REPLACE "/$" "" run_path "$ORIGIN/${libraries_from_folder}")
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${run_path}")
+  # An external libziltrace may be under another prefix.
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${run_path}"
+    INSTALL_RPATH_USE_LINK_PATH ${RYNVEL_EXTERNAL_ZILTRACE})
 endfunction()
 
 function(rynvel_install_program target folder)

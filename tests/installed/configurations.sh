@@ -81,6 +81,12 @@ links_an_installed_tracing_library() {
         ldd "$work/external/cppsrc/librynvel.so" | grep "libziltrace.so.1 => $work/stage/"
 }
 
+finds_the_tracing_library_of_another_prefix() {
+    cmake --install "$work/external" --prefix "$work/elsewhere" &&
+        [ "$(env -i "$work/elsewhere/bin/rynvelctl" list --quiet | head -n 1)" = traf.top ] &&
+        env -i "$work/elsewhere/sbin/rynveld" --version
+}
+
 refuses_tests_with_an_installed_tracing_library() {
     ! cmake -S "$root" -B "$work/refused" -G Ninja -DRYNVEL_EXTERNAL_ZILTRACE=ON >"$work/refused.log" 2>&1 &&
         grep -F 'needs BUILD_TESTING=OFF' "$work/refused.log"
@@ -92,5 +98,6 @@ check 'source names hold where the compiler has relative names' names_its_source
 check 'so they do in a build below the sources' names_its_sources_in_a_build_below_them
 check 'a malformed row fails the build with its place and reason' refuses_a_malformed_row
 check 'an installed tracing library takes the place of the stand-in' links_an_installed_tracing_library
+check 'what is installed finds a tracing library of another prefix' finds_the_tracing_library_of_another_prefix
 check 'the tests refuse an installed tracing library' refuses_tests_with_an_installed_tracing_library
 summary
