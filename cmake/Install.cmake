@@ -1,8 +1,45 @@
-# What is installed: both libraries, their headers, CMake packages and pkg-config files.
+# What is installed: both libraries, their headers, CMake packages and pkg-config files, and the documentation; and how
+# programs are installed. Everything runs from any prefix and may be moved: a binary finds the libraries relative to its
+# own folder. A distribution, whose libraries are where the system searches, sets CMAKE_SKIP_INSTALL_RPATH.
 
 include(CMakePackageConfigHelpers)
 
+if(NOT CMAKE_SKIP_INSTALL_RPATH)
+  set(RUN_PATH_OF_USERS "-Wl,-rpath,\${libdir} ")
+endif()
+
+# Lets a program or library that is installed to a folder find the libraries.
+function(rynvel_find_libraries_from target folder)
+  cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}")
+  file(RELATIVE_PATH libraries_from_folder "${folder}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+  string(REGEX REPLACE "/$" "" run_path "$ORIGIN/${libraries_from_folder}")
+  # An external libziltrace may be under another prefix.
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${run_path}"
+    INSTALL_RPATH_USE_LINK_PATH ${RYNVEL_EXTERNAL_ZILTRACE})
+endfunction()
+
+function(rynvel_install_program target folder)
+  rynvel_find_libraries_from(${target} "${folder}")
+  install(TARGETS ${target} DESTINATION "${folder}")
+endfunction()
+
+# Installs a file whose template names folders of the installation. The installing command fills it in, since its prefix
+# may be another one than that of the configuration.
+function(rynvel_install_with_places template folder)
+  cmake_path(GET template STEM LAST_ONLY name)
+  install(CODE "
+    set(sbin_folder \"${CMAKE_INSTALL_SBINDIR}\")
+    set(file \"${folder}/${name}\")
+    foreach(place IN ITEMS sbin_folder file)
+      cmake_path(ABSOLUTE_PATH \${place} BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+    endforeach()
+    message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
+    configure_file(\"${template}\" \"\$ENV{DESTDIR}\${file}\" @ONLY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")")
+endfunction()
+
 function(rynvel_install_package target namespace)
+  rynvel_find_libraries_from(${target} ${CMAKE_INSTALL_LIBDIR})
   install(TARGETS ${target} EXPORT ${target}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
   set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${target})
@@ -23,4 +60,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INC
 if(NOT RYNVEL_EXTERNAL_ZILTRACE)
   rynvel_install_package(ziltrace ziltrace)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/ziltrace/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(FILES ${PROJECT_SOURCE_DIR}/ziltrace/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/ziltrace)
 endif()
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.c")

@@ -18,17 +18,17 @@ foreach(language IN ITEMS C CXX)
   endforeach()
 endforeach()
 
-# Maps the names of the library's sources for everything that links the interface target. The names are the compiler's
-# own: absolute ones, or those from the build folder, which is what a compiler cache may make of them.
-function(rynvel_map_source_names target)
-  file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/cppsrc/*.h" "${PROJECT_SOURCE_DIR}/cppsrc/*.cpp")
-  file(RELATIVE_PATH root_from_build "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+# Maps the names of the sources in a folder for a target, in the scope of its options. The names are the compiler's own:
+# absolute ones, or those from the build folder, which is what a compiler cache may make of them.
+function(rynvel_map_source_names target scope folder)
+  file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.h" "${PROJECT_SOURCE_DIR}/${folder}/*.cpp")
+  cmake_path(RELATIVE_PATH PROJECT_SOURCE_DIR BASE_DIRECTORY "${CMAKE_BINARY_DIR}" OUTPUT_VARIABLE root_from_build)
   foreach(root IN ITEMS "${PROJECT_SOURCE_DIR}/" "${root_from_build}/")
-    target_compile_options(${target} INTERFACE "-fmacro-prefix-map=${root}=")
+    target_compile_options(${target} ${scope} "-fmacro-prefix-map=${root}=")
     foreach(source IN LISTS sources)
       file(RELATIVE_PATH name "${PROJECT_SOURCE_DIR}" "${source}")
       string(REGEX REPLACE "\\.[a-z]+$" "" stem "${name}")
-      target_compile_options(${target} INTERFACE "-fmacro-prefix-map=${root}${name}=${stem}")
+      target_compile_options(${target} ${scope} "-fmacro-prefix-map=${root}${name}=${stem}")
     endforeach()
   endforeach()
 endfunction()

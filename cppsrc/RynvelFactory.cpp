@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include "RynvelAssert.h"
@@ -206,34 +207,43 @@ void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHe
     RYNVEL_MESSAGE_AT(caller, TraceLevel::life, "Device \"", row.m_name, "\" created.");
 }
 
-const Factory::OpenedDevice& Factory::openedDevice(int handle, const char* accessor) {
-    const auto fail = [accessor](const char* expression, unsigned int line) {
-        failAssertionAt(expression, "cppsrc/RynvelFactory", line, accessor);
+void Factory::failAssertion(const char* expression, unsigned int line, Accessor accessor) {
+    // Texts and no pointers to them, which the dynamic linker would have to relocate in every process.
+    static constexpr char accessors[][54]{
+        "Rynvel::IDevice* Rynvel::Factory::getBackend(int)",
+        "Rynvel::Device8* Rynvel::Factory::getBackend8(int)",
+        "Rynvel::Device16* Rynvel::Factory::getBackend16(int)",
+        "Rynvel::Device32* Rynvel::Factory::getBackend32(int)",
     };
+    failAssertionAt(expression, "cppsrc/RynvelFactory", line, accessors[static_cast<std::size_t>(accessor)]);
+}
+
+const Factory::OpenedDevice& Factory::openedDevice(int handle, Accessor accessor) {
     if (handle < 0) {
-        fail("handle >= 0", __LINE__);
+        failAssertion("handle >= 0", __LINE__, accessor);
     }
     if (static_cast<std::size_t>(handle) >= memoryDevices.size()) {
-        fail("static_cast<size_t>(handle) < m_rynvelList.size()", __LINE__);
+        failAssertion("static_cast<size_t>(handle) < m_rynvelList.size()", __LINE__, accessor);
     }
     return m_openedDevices[handle];
 }
 
-IDevice* Factory::getBackend(int handle) {
-    return openedDevice(handle, "Rynvel::IDevice* Rynvel::Factory::getBackend(int)").device;
-}
+/** The device behind a handle of the C interface. A handle that was not opened has none. */
+class HandleLookup {
+public:
+    static IDevice& device(int handle) { return *Factory::openedDevice(handle, Factory::Accessor::AnyWidth).device; }
 
-Device8* Factory::getBackend8(int handle) {
-    return openedDevice(handle, "Rynvel::Device8* Rynvel::Factory::getBackend8(int)").device8;
-}
-
-Device16* Factory::getBackend16(int handle) {
-    return openedDevice(handle, "Rynvel::Device16* Rynvel::Factory::getBackend16(int)").device16;
-}
-
-Device32* Factory::getBackend32(int handle) {
-    return openedDevice(handle, "Rynvel::Device32* Rynvel::Factory::getBackend32(int)").device32;
-}
+    template <typename T>
+    static Device<T>& deviceOf(int handle) {
+        if constexpr (std::is_same_v<Device<T>, Device8>) {
+            return *Factory::openedDevice(handle, Factory::Accessor::Width8).device8;
+        } else if constexpr (std::is_same_v<Device<T>, Device16>) {
+            return *Factory::openedDevice(handle, Factory::Accessor::Width16).device16;
+        } else {
+            return *Factory::openedDevice(handle, Factory::Accessor::Width32).device32;
+        }
+    }
+};
 
 } // namespace Rynvel
 
@@ -241,27 +251,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynvel::Factory;
-
-// The device behind a handle of the C interface. A handle that was not opened has none.
-template <typename T>
-Rynvel::Device<T>& backend(int handle);
-
-template <>
-Rynvel::Device8& backend(int handle) {
-    return *Factory::getBackend8(handle);
-}
-
-template <>
-Rynvel::Device16& backend(int handle) {
-    return *Factory::getBackend16(handle);
-}
-
-template <>
-Rynvel::Device32& backend(int handle) {
-    return *Factory::getBackend32(handle);
-}
-
-Rynvel::IDevice& backend(int handle) { return *Factory::getBackend(handle); }
+using Rynvel::HandleLookup;
 
 int result(bool success) { return success ? 0 : -1; }
 
@@ -273,27 +263,27 @@ unsigned int indexOf32(unsigned int byteAddress) { return byteAddress >> 2U; }
 
 template <typename T>
 int readRegister(int handle, unsigned int address, T* value) {
-    return result(backend<T>(handle).read(address, value));
+    return result(HandleLookup::deviceOf<T>(handle).read(address, value));
 }
 
 template <typename T>
 int writeRegister(int handle, unsigned int address, T value) {
-    return result(backend<T>(handle).write(address, value));
+    return result(HandleLookup::deviceOf<T>(handle).write(address, value));
 }
 
 template <typename T>
 int writeBits(int handle, unsigned int address, T data, T bitmask) {
-    return result(backend<T>(handle).write(address, data, bitmask));
+    return result(HandleLookup::deviceOf<T>(handle).write(address, data, bitmask));
 }
 
 template <typename T>
 int readBurst(int handle, unsigned int address, T* values, unsigned int items, ByteOrder byteOrder) {
-    return result(backend<T>(handle).read(address, values, items, byteOrder));
+    return result(HandleLookup::deviceOf<T>(handle).read(address, values, items, byteOrder));
 }
 
 template <typename T>
 int writeBurst(int handle, unsigned int address, const T* values, unsigned int items, ByteOrder byteOrder) {
-    return result(backend<T>(handle).write(address, values, items, byteOrder));
+    return result(HandleLookup::deviceOf<T>(handle).write(address, values, items, byteOrder));
 }
 
 } // namespace
@@ -308,17 +298,23 @@ int Rynvel_open2(const char* name) { return Rynvel_open(name); }
 
 void Rynvel_close(int /*handle*/) {}
 
-int Rynvel_ioctl(int handle, int request, unsigned long argument) { return backend(handle).ioctl(request, argument); }
+int Rynvel_ioctl(int handle, int request, unsigned long argument) {
+    return HandleLookup::device(handle).ioctl(request, argument);
+}
 
-int Rynvel_getInterruptType(int handle, unsigned long* type) { return result(backend(handle).getInterruptType(type)); }
+int Rynvel_getInterruptType(int handle, unsigned long* type) {
+    return result(HandleLookup::device(handle).getInterruptType(type));
+}
 
-int Rynvel_enableInterrupts(int handle) { return result(backend(handle).enableInterrupt()); }
+int Rynvel_enableInterrupts(int handle) { return result(HandleLookup::device(handle).enableInterrupt()); }
 
-int Rynvel_disableInterrupts(int handle) { return result(backend(handle).disableInterrupt()); }
+int Rynvel_disableInterrupts(int handle) { return result(HandleLookup::device(handle).disableInterrupt()); }
 
-int Rynvel_receiveInterrupts(int handle, unsigned long* info) { return result(backend(handle).waitForInterrupt(info)); }
+int Rynvel_receiveInterrupts(int handle, unsigned long* info) {
+    return result(HandleLookup::device(handle).waitForInterrupt(info));
+}
 
-int Rynvel_getFileDescriptor(int handle) { return backend(handle).getNativeHandle(); }
+int Rynvel_getFileDescriptor(int handle) { return HandleLookup::device(handle).getNativeHandle(); }
 
 int Rynvel_read8(int handle, unsigned int address, uint8_t* value) { return readRegister(handle, address, value); }
 

@@ -11,6 +11,11 @@
  * Results. Every function but those that say otherwise returns 0 for success and -1 for failure; the cause of a failure
  * is said on the library's trace channels.
  *
+ * Traces. The library hands its traces to libziltrace and writes nothing itself. The libziltrace that comes with it
+ * writes those of the levels up to 3 (failures, what cannot be reached, notable outcomes) to standard error, so that a
+ * failure is seen without a setting. The environment variable ZILTRACE says what is written, and where: ZILTRACE='*=0'
+ * turns all traces off.
+ *
  * Addresses. The Rynvel2_ functions and the 8-bit functions pass their address to the device as it is: a byte offset
  * for a device file, a register index for a mapped device. The older Rynvel_ functions of 16 and 32 bits take a byte
  * address and divide it by the register size; the low bits of an unaligned address are dropped without notice. No
@@ -19,8 +24,11 @@
  * Byte order. A burst's `byteOrder` of 0 exchanges the items unchanged, in the processor's byte order; any other value
  * byte-reverses every item (network byte order on a little-endian processor). The 8-bit bursts need none.
  *
- * Threads. Any thread may call any function. The register operations on one device are serialised by the device;
- * requests and interrupts are not, so that one thread may wait while others work.
+ * Threads. Any thread may call any function. A device of this machine serialises the register operations on it, an FPGA
+ * word by word: another thread's operation may come between the read and the write of its masked write, and between the
+ * words of a burst. Requests and interrupts are not serialised, so that one thread may wait while others work.
+ * A remote device serialises nothing: the program runs one operation on it at a time, and may wait for an interrupt
+ * beside it.
  *
  * What ends the process. A handle that is negative or not below the number of devices fails an assertion. A handle that
  * was never opened, or is used with the functions of another width, is not checked: the process faults. Opening a

@@ -8,7 +8,7 @@ long_stages=(hardened)
 
 describe_stage() {
     case $1 in
-        format) echo 'the layout of the sources, by clang-format' ;;
+        format) echo 'the layout of the sources, by clang-format, and the list of folders' ;;
         scripts) echo 'the scripts of ./check themselves' ;;
         lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -149,11 +149,23 @@ stage_hardened() { test_preset hardened; }
 
 sources() { git ls-files -co --exclude-standard "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
 
+# Prints the folders, those of tests one by one.
+folders() { git ls-files | sed -nE 's#^(tests/[^/]+|[^./][^/]*)/.*#\1#p' | grep -vx tests | sort -u; }
+
+contributing_lists_every_folder() {
+    local folder missing=0
+    for folder in $(folders); do
+        grep -qF "\`$folder/\`" CONTRIBUTING.md || { printf 'missing: %s/\n' "$folder"; missing=1; }
+    done
+    return $missing
+}
+
 stage_format() (
     . scripts/checks.sh
     suite=format
     files=$(sources) || return
     check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
+    check 'CONTRIBUTING.md says what every folder holds' contributing_lists_every_folder
     summary
 )
 

@@ -85,17 +85,16 @@ public:
 
     /**
      * The device behind a handle; null for a handle that has not been opened. A handle outside the table ends the
-     * process by an assertion, in every build type. It needs no Factory object: there is one at most, and every handle
-     * is one of its.
+     * process by an assertion, in every build type.
      */
-    static IDevice* getBackend(int handle);
+    IDevice* getBackend(int handle) { return openedDevice(handle, Accessor::AnyWidth).device; }
 
     /** As getBackend(); null also for a device of another width. */
-    static Device8* getBackend8(int handle);
+    Device8* getBackend8(int handle) { return openedDevice(handle, Accessor::Width8).device8; }
     /** @copydoc getBackend8 */
-    static Device16* getBackend16(int handle);
+    Device16* getBackend16(int handle) { return openedDevice(handle, Accessor::Width16).device16; }
     /** @copydoc getBackend8 */
-    static Device32* getBackend32(int handle);
+    Device32* getBackend32(int handle) { return openedDevice(handle, Accessor::Width32).device32; }
 
 private:
     /** What the unlocked readers see of a slot: the device and its typed down-casts, made when the slot is filled. */
@@ -106,12 +105,20 @@ private:
         std::atomic<Device32*> device32{nullptr};
     };
 
+    /** Which of the getBackend operations a failed assertion names. */
+    enum class Accessor { AnyWidth, Width8, Width16, Width32 };
+
+    /** The C interface's way to a device. It needs no Factory object: there is one at most, with every handle. */
+    friend class HandleLookup;
+
     RYNVEL_LOCAL Factory();
     RYNVEL_LOCAL ~Factory();
 
     RYNVEL_LOCAL void fillSlot(std::size_t index, std::unique_ptr<IDevice> device);
 
-    RYNVEL_LOCAL static const OpenedDevice& openedDevice(int handle, const char* accessor);
+    /** All that the accessors do. It is exported: they are compiled into the programs that call them. */
+    static const OpenedDevice& openedDevice(int handle, Accessor accessor);
+    [[noreturn]] RYNVEL_LOCAL static void failAssertion(const char* expression, unsigned int line, Accessor accessor);
 
     template <typename T>
     RYNVEL_LOCAL std::unique_ptr<Device<T>> makeUnique(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex,

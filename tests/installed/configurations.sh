@@ -15,10 +15,10 @@ build() {
         cmake --build "$work/$folder"
 }
 
-# Prints a compiler launcher that names sources from the build folder, as compiler caches may do.
+# Prints a compiler launcher that names sources from a build folder, as compiler caches may do.
 launcher_with_relative_names() {
     local relative
-    relative=$(realpath --relative-to="$work/own" "$root")
+    relative=$(realpath --relative-to="$1" "$root")
     printf '#!/bin/bash\n%s\n' "$(declare -p root relative)"
     cat <<'END'
 for argument; do
@@ -35,7 +35,7 @@ END
 
 opens_the_rows_of_its_own_description() {
     printf 'clock /dev/null-link 0 Uio32\nsecond /dev/null-link 0 Uio16\n' >"$work/own.def"
-    launcher_with_relative_names >"$work/launcher" && chmod +x "$work/launcher" &&
+    launcher_with_relative_names "$work/own" >"$work/launcher" && chmod +x "$work/launcher" &&
         build own -DRYNVEL_DEVICES="$work/own.def" -DRYNVEL_PROGRAMS=OFF \
             -DCMAKE_CXX_COMPILER_LAUNCHER="$work/launcher" &&
         cc "$root/tests/installed/consumer.c" -I"$root/include" -o "$work/consumer" "$work/own/cppsrc/librynvel.so" \
@@ -55,6 +55,19 @@ names_its_sources_when_the_compiler_has_relative_names() {
     [ $? = 134 ] && grep -q ' MSG cppsrc/RynvelLseek:' "$work/err" && grep -q '^[^ ]*: cppsrc/RynvelLseek:[0-9]*: ' "$work/err"
 }
 
+# The same in a folder below the sources, as the presets have it.
+names_its_sources_in_a_build_below_them() {
+    local folder=$root/build/configurations object=cppsrc/CMakeFiles/rynvel_objects.dir/RynvelLseek.cpp.o
+    mkdir -p "$folder" && launcher_with_relative_names "$folder" >"$work/launcher_below" &&
+        chmod +x "$work/launcher_below" &&
+        cmake -S "$root" -B "$folder" -G Ninja -DBUILD_TESTING=OFF -DRYNVEL_EXAMPLES=OFF -DRYNVEL_PROGRAMS=OFF \
+            -DCMAKE_CXX_COMPILER_LAUNCHER="$work/launcher_below" && cmake --build "$folder" --target "$object" &&
+        strings -a "$folder/$object" >"$work/strings" && grep -x 'cppsrc/RynvelLseek' "$work/strings"
+    local status=$?
+    rm -rf "$folder"
+    return $status
+}
+
 refuses_a_malformed_row() {
     printf 'clock /dev/clock 0 Uio32\nsecond /dev/second 0 Uio64\n' >"$work/bad.def"
     ! build bad -DRYNVEL_PROGRAMS=OFF -DRYNVEL_DEVICES="$work/bad.def" >"$work/bad.log" 2>&1 &&
@@ -68,6 +81,12 @@ links_an_installed_tracing_library() {
         ldd "$work/external/cppsrc/librynvel.so" | grep "libziltrace.so.1 => $work/stage/"
 }
 
+finds_the_tracing_library_of_another_prefix() {
+    cmake --install "$work/external" --prefix "$work/elsewhere" &&
+        [ "$(env -i "$work/elsewhere/bin/rynvelctl" list --quiet | head -n 1)" = traf.top ] &&
+        env -i "$work/elsewhere/sbin/rynveld" --version
+}
+
 refuses_tests_with_an_installed_tracing_library() {
     ! cmake -S "$root" -B "$work/refused" -G Ninja -DRYNVEL_EXTERNAL_ZILTRACE=ON >"$work/refused.log" 2>&1 &&
         grep -F 'needs BUILD_TESTING=OFF' "$work/refused.log"
@@ -76,7 +95,9 @@ refuses_tests_with_an_installed_tracing_library() {
 check 'a library with its own device description opens its rows' opens_the_rows_of_its_own_description
 check 'a changed device description is compiled anew' builds_anew_when_the_description_changes
 check 'source names hold where the compiler has relative names' names_its_sources_when_the_compiler_has_relative_names
+check 'so they do in a build below the sources' names_its_sources_in_a_build_below_them
 check 'a malformed row fails the build with its place and reason' refuses_a_malformed_row
 check 'an installed tracing library takes the place of the stand-in' links_an_installed_tracing_library
+check 'what is installed finds a tracing library of another prefix' finds_the_tracing_library_of_another_prefix
 check 'the tests refuse an installed tracing library' refuses_tests_with_an_installed_tracing_library
 summary

@@ -1,9 +1,11 @@
-// A program against the installed package that uses the classes: a device on a row of its own.
+// A program against the installed package that uses the classes: a device on a row of its own, or a handle as it is.
 
 #include <rynvel.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <string>
 
 namespace {
 
@@ -13,9 +15,7 @@ public:
     bool unlock() override { return true; }
 };
 
-} // namespace
-
-int main() {
+int useDeviceOfOwnRow() {
     const char* const path = "consumer_registers";
     std::FILE* const file = std::fopen(path, "wb");
     if (file == nullptr || std::fputs("\x12\x34\x56\x78", file) < 0 || std::fclose(file) != 0) {
@@ -34,4 +34,13 @@ int main() {
               << mutex.lock() << ", slots " << (factory.getBackend(29) == nullptr) << '\n';
     mutex.unlock();
     return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc > 2 && argv[1] == std::string("--handle")) {
+        return Rynvel::Factory::getInstance().getBackend8(std::atoi(argv[2])) == nullptr ? 1 : 0;
+    }
+    return useDeviceOfOwnRow();
 }

@@ -1,18 +1,24 @@
 #!/usr/bin/env bash
-# Installs a release build and uses the result as its users do. Usage: run.sh BUILD_FOLDER [EMULATOR...]
+# Installs a build and uses the result as its users do: everything installed runs in an empty environment.
+# Usage: run.sh BUILD_FOLDER [EMULATOR...]
 # Compilers: $CC and $CXX; $SANITIZERS are those of the build. Ends with a line of totals.
 set -u -o pipefail
-unset ZILTRACE
 source_folder=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$source_folder/../.." && pwd)
 build=$(cd "$1" && pwd) || exit
 shift
 emulator=("$@")
 sanitize=${SANITIZERS:+-fsanitize=$SANITIZERS}
-. "$source_folder/../../scripts/checks.sh"
+. "$root/scripts/checks.sh"
 suite="installed ${build##*/}"
 stage="$work/stage"
+documentation="$stage/share/doc/rynvel"
+units="$stage/lib/systemd/system"
 
 library() { find "$stage" -name "lib$1.so.1"; }
+
+# Whether the build is one that its users get: others hold debugging information, or no optimized code.
+is_a_release() { grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=Release$' "$build/CMakeCache.txt"; }
 
 installs() { cmake --install "$build" --prefix "$stage"; }
 
@@ -26,6 +32,57 @@ has_all_files() {
     return $missing
 }
 
+has_licence_and_documentation() {
+    local file missing=0
+    for file in LICENSE README.md CHANGELOG.md $(cd "$root" && echo docs/*.md examples/*.c); do
+        cmp "$root/$file" "$documentation/$file" || missing=1
+    done
+    return $missing
+}
+
+read_elf() { "${READELF:-readelf}" --wide "$@"; }
+
+# Prints the programs and libraries that are installed.
+binaries() {
+    local file
+    find "$stage" -type f | while read -r file; do
+        if read_elf --file-header "$file" >"$work/elf" 2>&1; then printf '%s\n' "$file"; fi
+    done
+}
+
+# Fails when one of the programs and libraries is not as a function wants it.
+every_binary() {
+    local file files failed=0
+    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'there are too few'; return 1; }
+    for file in $files; do
+        "$1" "$file" || { printf 'not so: %s\n' "$file"; failed=1; }
+    done
+    return $failed
+}
+
+is_position_independent() { read_elf --file-header "$1" | grep 'Type: *DYN '; }
+
+has_read_only_relocations() { read_elf --segments "$1" | grep ' GNU_RELRO '; }
+
+is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<(BIND_)?NOW\>'; }
+
+uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
+
+# The library has none, for what it costs its operations: see docs/performance.md.
+has_a_stack_protector() {
+    case ${1##*/} in
+        librynvel.so.*) ;;
+        *) uses "$1" __stack_chk_fail ;;
+    esac
+}
+
+# Each of them calls a function of the C library that the compiler replaces by one that checks its arguments.
+is_fortified() { uses "$1" '__[a-z0-9]+_chk|__open(at)?(64)?_2'; }
+
+holds_no_place_of_the_build() {
+    strings -a "$1" >"$work/strings" && ! grep -F -e "$root/" -e "$build/" "$work/strings"
+}
+
 # The names that the library defines for others, as the linker knows them; fails where there are none.
 defined_symbols() {
     "${NM:-nm}" -D --defined-only "$(library rynvel)" | awk '{ print $NF }' | sed 's/@.*//' | grep .
@@ -33,12 +90,12 @@ defined_symbols() {
 
 # What the headers mark as private.
 private_members() {
-    sed -n 's/.*RYNVEL_LOCAL[^(;]*[ *&]\([a-zA-Z0-9_~]*\)[(;].*/\1/p' "$source_folder"/../../include/rynvel/*.h |
+    sed -n 's/.*RYNVEL_LOCAL[^(;]*[ *&]\([a-zA-Z0-9_~]*\)[(;].*/\1/p' "$root"/include/rynvel/*.h |
         sort -u | paste -s -d '|' | grep .
 }
 
 public_classes() {
-    sed -n 's/^class RYNVEL_EXPORT \([a-zA-Z0-9]*\).*/\1/p' "$source_folder"/../../include/rynvel/*.h |
+    sed -n 's/^class RYNVEL_EXPORT \([a-zA-Z0-9]*\).*/\1/p' "$root"/include/rynvel/*.h |
         sort -u | paste -s -d '|' | grep .
 }
 
@@ -82,35 +139,71 @@ is_named_for_its_interface() {
 
 package_flags() { PKG_CONFIG_LIBDIR="$stage/lib/pkgconfig" pkg-config "$@"; }
 
-builds_with_pkg_config() {
-    "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $sanitize "$source_folder/consumer.c" -o "$work/consumer_c" \
-        $(package_flags --cflags --libs rynvel) -Wl,-rpath,"$stage/lib" -Wl,-rpath-link,"$stage/lib"
+# Builds a C program as a user does who knows the package's name only.
+build_with_pkg_config() {
+    "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $sanitize "$1" -o "$2" $(package_flags --cflags --libs rynvel)
 }
+
+builds_with_pkg_config() { build_with_pkg_config "$source_folder/consumer.c" "$work/consumer_c"; }
 
 builds_with_find_package() {
     cmake -S "$source_folder" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="${CXX:-c++}" -DCMAKE_CXX_FLAGS="$sanitize" \
         -DCMAKE_PREFIX_PATH="$stage" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH && cmake --build "$work/build"
 }
 
-run_consumer() {
-    if [ ${#emulator[@]} -gt 0 ]; then
-        (cd "$work" && "${emulator[@]}" -E "LD_LIBRARY_PATH=$stage/lib" "$@")
-    else
-        (cd "$work" && LD_LIBRARY_PATH="$stage/lib" "$@")
-    fi
-}
+# Runs a program with nothing in its environment, but for a setting that the variable of this name may have.
+run_consumer() { (cd "$work" && env -i ${setting+"$setting"} "${emulator[@]}" "$@"); }
 
 c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handle -1' ]; }
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
+# The traces that the installed header tells a program's user of: how they are without a setting, and the setting that
+# turns them off.
+header_tells_how_to_turn_traces_off() {
+    local setting
+    grep -q 'levels up to 3.*standard error' <(tr -d '\n*' <"$stage/include/rynvel.h" | tr -s ' ') &&
+        setting=$(grep -o "ZILTRACE='[^']*'" "$stage/include/rynvel.h" | tr -d "'") &&
+        [ -z "$(run_consumer "$work/consumer_c" 2>&1 >/dev/null | tee /dev/stderr)" ]
+}
+
+# Prints a paragraph of the installed header, by the word that it begins with.
+header_paragraph() { sed -n "/^ \* $1\./,/^ \*\$/p" "$stage/include/rynvel.h"; }
+
+header_tells_what_is_not_serialised() {
+    header_paragraph Threads | grep 'remote device' && header_paragraph Threads | grep FPGA
+}
+
+# The first lines of C that a new user copies.
+first_snippet_runs_without_devices() {
+    sed -n '/^```c$/,/^```$/p; /^```$/q' "$root/README.md" | grep -v '^```' >"$work/snippet.c" &&
+        build_with_pkg_config "$work/snippet.c" "$work/snippet" || return
+    run_consumer "$work/snippet" 2>"$work/err"
+    [ $? = 1 ] && grep -q '^traf.top cannot be read$' "$work/err"
+}
+
 classes_program_runs() {
     [ "$(run_consumer "$work/build/consumer")" = 'value 0x7856 in Host order, lock 1, slots 1' ]
 }
 
-asserts_handles_in_a_release_build() {
-    run_consumer "$work/consumer_c" --handle 30 2>"$work/err"
-    [ $? = 134 ] && grep -qF "Assertion \`static_cast<size_t>(handle) < m_rynvelList.size()' failed" "$work/err"
+# Whether a program ends by an assertion on a handle beyond the table, which the text names with the function.
+asserts_its_handle() {
+    run_consumer "$1" --handle 30 2>"$work/err"
+    [ $? = 134 ] && grep -qE "cppsrc/RynvelFactory:[0-9]+: $2: Assertion \`static_cast<size_t>\(handle\) < m_rynvelList" \
+        "$work/err"
+}
+
+c_program_asserts_its_handle() { asserts_its_handle "$work/consumer_c" 'Rynvel::IDevice\* .*::getBackend\(int\)'; }
+
+classes_program_asserts_its_handle() {
+    asserts_its_handle "$work/build/consumer" 'Rynvel::Device8\* Rynvel::Factory::getBackend8\(int\)'
+}
+
+# The accessors of the Factory are in its header: the library has what they are made of.
+accessors_of_devices_are_inline() {
+    local symbols
+    symbols=$(defined_symbols | c++filt) || return
+    ! grep '::getBackend[0-9]*(' <<<"$symbols" && grep 'Factory::openedDevice(' <<<"$symbols"
 }
 
 asserts_in_a_release_build() {
@@ -123,6 +216,27 @@ runs_the_server() { [ "$(run_consumer "$stage/sbin/rynveld" --version)" = "rynve
 runs_the_command_line_program() {
     [ "$(run_consumer "$stage/bin/rynvelctl" --version)" = "rynvelctl $(package_flags --modversion rynvel)" ] &&
         [ "$(run_consumer "$stage/bin/rynvelctl" list --quiet | head -n 1)" = traf.top ]
+}
+
+runs_where_it_is_moved_to() {
+    mv "$stage" "$work/moved" || return
+    run_consumer "$work/moved/sbin/rynveld" --version && run_consumer "$work/moved/bin/rynvelctl" list --quiet
+    local status=$?
+    mv "$work/moved" "$stage" && return $status
+}
+
+# The server's traces of a connection name its sources as the library's do.
+server_names_its_sources() {
+    local server output line
+    exec {output}< <(exec env -i ZILTRACE=Rynveld=5 "${emulator[@]}" "$stage/sbin/rynveld" --simulate \
+        --listen 127.0.0.1:0 2>&1)
+    server=$!
+    read -r line <&"$output" && [[ $line =~ :([0-9]+), ]] &&
+        run_consumer "$stage/bin/rynvelctl" --remote "127.0.0.1::${BASH_REMATCH[1]}" read traf.top 0
+    kill "$server"
+    cat <&"$output" >"$work/traces"
+    exec {output}<&-
+    grep -E ' Rynveld 5 MSG server/[A-Za-z]+:[0-9]+ ' "$work/traces" || { cat "$work/traces"; return 1; }
 }
 
 # A manual page that says anything to complain about is no page.
@@ -154,18 +268,18 @@ run_consumer '$stage/bin/rynvelctl' \"\$@\"" >"$work/bin/rynvelctl"
         [ "$(completions rynvelctl dump --order n)" = network ] && [ "$(completions rynvelctl list t)" = '' ]
 }
 
-# The units as installed, but for the place of the program.
-units_are_valid() {
-    mkdir -p "$work/units" &&
-        sed "s#^ExecStart=[^ ]*/rynveld #ExecStart=$stage/sbin/rynveld #" "$stage/lib/systemd/system/rynveld.service" \
-            >"$work/units/rynveld.service" &&
-        grep -q "^ExecStart=$stage" "$work/units/rynveld.service" &&
-        cp "$stage/lib/systemd/system/rynveld.socket" "$work/units" &&
-        [ -z "$(systemd-analyze verify "$work"/units/* 2>&1 | tee /dev/stderr)" ]
+units_are_valid() { [ -z "$(systemd-analyze verify "$units"/rynveld.* 2>&1 | tee /dev/stderr)" ]; }
+
+starts_the_server_of() { grep -q "^ExecStart=$1/sbin/rynveld " "$2/rynveld.service"; }
+
+unit_starts_what_is_installed() {
+    starts_the_server_of "$stage" "$units" && DESTDIR="$work/root" cmake --install "$build" --prefix /opt/rynvel &&
+        starts_the_server_of /opt/rynvel "$work/root/opt/rynvel/lib/systemd/system"
 }
 
-check 'the release build installs' installs
+check 'the build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
+check 'licence and documentation are installed' has_licence_and_documentation
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs the standard library and libziltrace only' needs_only_the_tracing_library
@@ -173,13 +287,29 @@ check 'the library is named librynvel.so.1' is_named_for_its_interface
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
 check 'what failed is traced on standard error by default' says_on_standard_error_what_failed
+check 'the header says which traces there are by default and how to turn them off' header_tells_how_to_turn_traces_off
+check 'the header says which devices do not serialise their operations' header_tells_what_is_not_serialised
+check "the README's first program runs on a machine without devices" first_snippet_runs_without_devices
 check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs
-check 'a handle outside the table ends the process in every build' asserts_handles_in_a_release_build
+check 'a handle outside the table ends the process in every build' c_program_asserts_its_handle
+check 'so it does in a program on the classes that has no assertions' classes_program_asserts_its_handle
+check 'the accessors of devices are inline over one function of the library' accessors_of_devices_are_inline
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 check 'the register server runs' runs_the_server
 check 'the command line program runs' runs_the_command_line_program
+check 'the programs run where the installation is moved to' runs_where_it_is_moved_to
+check 'the register server names its sources in traces' server_names_its_sources
 check 'the manual page is installed and well formed' has_a_manual_page
 check 'completion for bash knows commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
+check 'the unit starts the server of the prefix that was installed to' unit_starts_what_is_installed
+if is_a_release; then
+    check 'programs and libraries hold no place of the build' every_binary holds_no_place_of_the_build
+    check 'programs and libraries are position independent' every_binary is_position_independent
+    check 'programs and libraries have read-only relocations' every_binary has_read_only_relocations
+    check 'programs and libraries are bound when they are loaded' every_binary is_bound_at_once
+    check 'programs and libraries but librynvel have a stack protector' every_binary has_a_stack_protector
+    check 'programs and libraries call checked functions of the C library' every_binary is_fortified
+fi
 summary

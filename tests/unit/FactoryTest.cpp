@@ -367,6 +367,13 @@ TEST(Factory, GivesTheDeviceBehindAHandleToTheAccessorsOfItsWidthOnly) {
     });
 }
 
+TEST(Factory, HasTheAccessorsOfDevicesAsOperationsOfTheObject) {
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend), Rynvel::IDevice* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend8), Rynvel::Device8* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend16), Rynvel::Device16* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend32), Rynvel::Device32* (Factory::*)(int)>));
+}
+
 TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
     EXPECT_EQ(factory().getBackend(0), nullptr);
     EXPECT_EQ(factory().getBackend8(0), nullptr);
