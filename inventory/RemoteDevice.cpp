@@ -1,5 +1,7 @@
 #include "RemoteDevice.h"
 
+#include <utility>
+
 namespace Inventory {
 
 namespace {
@@ -33,9 +35,12 @@ void requireValues(const Rynvel::Response& response, std::uint32_t count) {
 
 } // namespace
 
-RemoteDevice::RemoteDevice(const ServerAddress& server, const std::string& name, unsigned int width,
-                           const Deadlines& deadlines)
-    : m_server(server), m_name(name), m_width(width), m_deadlines(deadlines), m_requests(server, deadlines()) {
+RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, Deadlines deadlines)
+    : m_server(std::move(server)),
+      m_name(std::move(name)),
+      m_width(width),
+      m_deadlines(std::move(deadlines)),
+      m_requests(m_server, m_deadlines()) {
     m_requests.open(m_name, m_deadlines());
 }
 

@@ -34,7 +34,7 @@ public:
      * @param width bits of a register: 8, 16 or 32.
      * @param deadlines asked for the deadline of connecting and of each exchange.
      */
-    RemoteDevice(const ServerAddress& server, const std::string& name, unsigned int width, const Deadlines& deadlines);
+    RemoteDevice(ServerAddress server, std::string name, unsigned int width, Deadlines deadlines);
 
     std::uint32_t read(std::uint32_t address);
     /** @param items up to 128. */

@@ -33,20 +33,21 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
 }
 
 void CommandLine::addGeneralOptions(const Inventory::Command& program) {
-    const auto remote = program.addOption("--remote", "HOST[::PORT]", m_options.remote,
-                                          "use the devices of a register server; the port is 8888 when not given");
-    program
-        .addOption("--width", "8|16|32", m_options.width,
-                   "bits of the remote device's registers; not needed for names that this machine has, too")
-        .needs(remote);
+    program.addOption("--remote", "HOST[:PORT]", m_options.remote,
+                      "use the devices of a register server; the port is 8888 when not given");
+    program.addOption("--type", "TYPE", m_options.type,
+                      "the type of the remote device at its server, as Uio32; not needed for names that this machine "
+                      "has, too");
     program.addOption("--timeout", "TIME", m_options.timeout,
-                      "give up when the server takes longer for an answer, 5s when not given");
-    const auto quiet = program.addFlag("--quiet", m_options.isQuiet, "print bare values");
+                      "give up when the command takes longer; when not given, only each answer of a server has a "
+                      "limit, 5s");
+    const auto quiet =
+        program.addFlag("--quiet", m_options.isQuiet, "print bare values, and nothing for what is only done");
     program.addFlag("--json", m_options.isJson, "print JSON, one value a line").excludes(quiet);
     program
         .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
                    "turn on the library's traces of a channel, or of all that match a pattern, up to a level")
-        .showOneValue();
+        .takeOneValue();
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
