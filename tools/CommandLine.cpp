@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
+#include "Completion.h"
 #include "Failure.h"
 #include "HelpText.h"
 
@@ -64,7 +66,20 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     }
 }
 
+/** The answer to a shell: one completion a line. */
+void CommandLine::complete(const std::vector<std::string>& words) const {
+    std::string lines;
+    for (const std::string& word : completions(describe(), words)) {
+        lines += word + '\n';
+    }
+    Output::write(lines);
+}
+
 void CommandLine::run(int argc, const char* const* argv) {
+    if (argc > 1 && std::string_view(argv[1]) == "--complete") {
+        complete({argv + 2, argv + argc});
+        return;
+    }
     if (!parse(argc, argv)) {
         return;
     }

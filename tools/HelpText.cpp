@@ -39,6 +39,9 @@ const std::vector<HelpSection> helpSections{
      {"The library's traces go where its tracing library is told to, standard error by default. Without --trace and "
       "without the environment variable ZILTRACE they are off.",
       "With a server, Rynvel.Client=7 shows the records that are exchanged."}},
+    {"Completion",
+     {"Completion for bash and zsh is installed. It asks the program itself: rynvelctl --complete WORD... prints what "
+      "the last of the words, which may be empty, can become."}},
     {"Exit status",
      {"0: done. 1: the operation failed. 2: wrong usage. 3: the device or the server cannot be reached. 4: timed out.",
       "An address outside of a device's map is wrong usage on this machine, where the map is known. For any other "

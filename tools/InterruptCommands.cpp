@@ -3,10 +3,11 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <map>
 
+#include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Numbers.h"
@@ -71,17 +72,31 @@ void raise(const Session& session, const IrqOptions& options) {
     session.output().print(interruptState(subject, "raised"));
 }
 
+struct Deed {
+    const char* name;
+    void (*run)(const Session& session, const IrqOptions& options);
+};
+
+constexpr std::array<Deed, 4> deeds{{{"type", showType}, {"enable", enable}, {"disable", disable}, {"raise", raise}}};
+
+std::vector<std::string> deedNames() {
+    std::vector<std::string> names;
+    for (const Deed& deed : deeds) {
+        names.emplace_back(deed.name);
+    }
+    return names;
+}
+
 void irq(const Session& session, const IrqOptions& options) {
-    static const std::map<std::string, void (*)(const Session&, const IrqOptions&)> deeds{
-        {"type", showType}, {"enable", enable}, {"disable", disable}, {"raise", raise}};
-    const auto deed = deeds.find(options.deed);
+    const auto* const deed =
+        std::find_if(deeds.begin(), deeds.end(), [&](const Deed& known) { return known.name == options.deed; });
     if (deed == deeds.end()) {
         throw wrongUsage("irq '" + options.deed + "' is none of type, enable, disable and raise");
     }
     if (!options.word.empty() && options.deed != "raise") {
         throw wrongUsage("irq " + options.deed + " takes no word");
     }
-    deed->second(session, options);
+    deed->run(session, options);
 }
 
 /** Waits for interrupts until it takes too long, or until nobody reads standard output any more. */
@@ -157,8 +172,8 @@ void addIrq(const Inventory::Command& program, Action& chosen) {
     const Inventory::Command command =
         addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("DEED", options->deed,
-                        "type, enable, disable or raise; raise is for servers that simulate their devices");
+    command.addArgument(oneOf(deedNames()), options->deed,
+                        "what to do; raise is for servers that simulate their devices");
     command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "Addressing.h"
+#include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Numbers.h"
@@ -19,6 +20,9 @@ namespace {
 
 /** What is held in memory of one command's registers stays within bounds. */
 constexpr std::uint32_t mostRegisters = 1U << 20U;
+
+constexpr const char* hostOrder = "host";
+constexpr const char* networkOrder = "network";
 
 struct PlaceOptions {
     std::string name;
@@ -40,7 +44,7 @@ struct BlockOptions : PlaceOptions {
 
 struct DumpOptions : BlockOptions {
     bool inOneBurst = false;
-    std::string order = "host";
+    std::string order = hostOrder;
 };
 
 struct FillOptions : BlockOptions {
@@ -119,10 +123,10 @@ void write(const Session& session, const WriteOptions& options) {
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
-    if (text != "host" && text != "network") {
+    if (text != hostOrder && text != networkOrder) {
         throw wrongUsage("order '" + text + "' is none of host and network");
     }
-    return text == "network" ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
+    return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
 
 /** @throws Failure when the library cannot read so many registers of the device in one burst. */
@@ -298,8 +302,8 @@ void addDump(const Inventory::Command& program, Action& chosen) {
         addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
     addBlock(command, *options);
     command.addFlag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
-    command.addOption("--order", "ORDER", options->order,
-                      "the byte order of each value: host, the default, or network");
+    command.addOption("--order", oneOf({hostOrder, networkOrder}), options->order,
+                      "the byte order of each value, host when not given");
     addIndexOption(command, *options);
 }
 

@@ -56,7 +56,7 @@ std::vector<const DeviceKind*> servedKinds() {
 
 Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
     try {
-        return Server(row.m_devicePath, time);
+        return {row.m_devicePath, time};
     } catch (const Failure& failure) {
         throw Failure(failure.status(), row.m_name + ": " + failure.what());
     }
