@@ -81,6 +81,7 @@ constexpr std::array<Deed, 4> deeds{{{"type", showType}, {"enable", enable}, {"d
 
 std::vector<std::string> deedNames() {
     std::vector<std::string> names;
+    names.reserve(deeds.size());
     for (const Deed& deed : deeds) {
         names.emplace_back(deed.name);
     }
@@ -116,28 +117,34 @@ public:
         const Inventory::Deadline ownDeadline = m_each ? Inventory::Deadline(*m_each) : Inventory::Deadline();
         const Inventory::Deadline deadline = Inventory::Deadline::earlier(ownDeadline, m_time.deadline());
         for (;;) {
-            poll(descriptor, deadline);
-            // What was ready may have been taken by somebody else.
-            if (const auto word = device.receiveInterrupt()) {
+            const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt() : std::nullopt;
+            if (word) {
                 ++m_received;
                 return *word;
             }
+            if (deadline.isOver()) {
+                throw Failure(ExitStatus::TimedOut, m_name + ": " + complaint());
+            }
+            // Somebody else has taken what was ready, or the driver calls itself ready at any time.
+            isReady(nothing, Inventory::Deadline::earlier(Inventory::Deadline(pauseTime), deadline));
         }
     }
 
 private:
-    void poll(int descriptor, const Inventory::Deadline& deadline) const {
+    static constexpr int nothing = -1;
+    static constexpr milliseconds pauseTime{10};
+
+    /** False when the deadline is over. @throws OutputClosed */
+    static bool isReady(int descriptor, const Inventory::Deadline& deadline) {
         std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
         int count = 0;
         do {
             count = ::poll(ready.data(), ready.size(), deadline.pollTime());
         } while (count == -1 && errno == EINTR);
-        if (count == 0) {
-            throw Failure(ExitStatus::TimedOut, m_name + ": " + complaint());
-        }
         if (ready[0].revents == 0 && ready[1].revents != 0) {
             throw OutputClosed();
         }
+        return count != 0;
     }
 
     std::string complaint() const {

@@ -170,6 +170,17 @@ TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitStands) {
     }
 }
 
+TEST_F(RemoteDevices, AreOpenedBeforeAPingAsksForAnything) {
+    m_peer.script({refusal(), refusal()});
+    const Ending ending = run("ping --count 1");
+    EXPECT_EQ(ending.status, 0) << ending.error;
+    const auto requests = m_peer.requests(2);
+    EXPECT_EQ(requests[0].bytes[3], 0);
+    EXPECT_NE(requests[0].bytes[4], 0);
+    EXPECT_EQ(requests[1].bytes[3], 9);
+    EXPECT_NE(requests[1].bytes[4], 0);
+}
+
 TEST_F(RemoteDevices, AreDumpedInOneRequestWithBurst) {
     opensThen({success({1, 2, 3})});
     expect("--type Uio16 dump remote 4 3 --burst --order network", 0, "0x00000004: 0001 0002 0003\n");
