@@ -9,9 +9,6 @@ namespace {
 
 constexpr std::uint32_t mostExchanges = 1'000'000;
 
-/** A server may hang up when a client does not begin by opening a device, though it be one that the server has not. */
-constexpr const char* noDevice = "(ping)";
-
 struct PingOptions {
     std::string name;
     std::string count = "10";
@@ -31,13 +28,14 @@ std::vector<std::chrono::nanoseconds> timesOf(const Server& server, const std::s
     const Inventory::Deadlines deadlines = server.deadlines();
     Inventory::RecordConnection connection(server.address(), deadlines());
     if (deviceName.empty()) {
-        connection.exchange({Rynvel::RequestData::Type::Open, noDevice}, deadlines());
+        // A server may hang up on a client that does not begin by opening a device, whatever it names.
+        connection.exchange({Rynvel::RequestData::Type::Open, ""}, deadlines());
     } else {
         connection.open(deviceName, deadlines());
     }
     std::vector<std::chrono::nanoseconds> times;
     for (std::uint32_t i = 0; i < count; ++i) {
-        times.push_back(roundTrip(connection, deviceName.empty() ? noDevice : deviceName, deadlines()));
+        times.push_back(roundTrip(connection, deviceName, deadlines()));
     }
     return times;
 }
