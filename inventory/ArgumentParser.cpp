@@ -1,5 +1,7 @@
 #include "ArgumentParser.h"
 
+#include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -57,6 +59,47 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
+/** How many letters are to be changed, added or taken away to make one word of the other. */
+std::size_t distance(const std::string& one, const std::string& other) {
+    std::vector<std::size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), 0U);
+    for (const char letter : one) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 0; j < other.size(); ++j) {
+            const std::size_t replaced = diagonal + (letter == other[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+/** The name of the command that a word is meant to be; empty when it is like none. */
+std::string likeliestCommand(const CLI::App& app, const std::string& word) {
+    constexpr std::size_t mostMistakes = 2;
+    std::string likeliest;
+    std::size_t least = std::min(mostMistakes, word.size() - 1) + 1;
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        const std::size_t mistakes = distance(word, command->get_name());
+        if (mistakes < least) {
+            likeliest = command->get_name();
+            least = mistakes;
+        }
+    }
+    return likeliest;
+}
+
+/** Says what is wrong with words that nothing takes; a program with commands wants the first of them to be one. */
+std::string problemWith(const CLI::App& app, const CLI::ExtrasError& error) {
+    const std::vector<std::string> words = app.remaining();
+    const auto word = std::find_if(words.begin(), words.end(), [](const auto& text) { return text[0] != '-'; });
+    if (app.get_subcommands({}).empty() || !app.get_subcommands().empty() || word == words.end()) {
+        return error.what();
+    }
+    const std::string meant = likeliestCommand(app, *word);
+    return "unknown command '" + *word + "'" + (meant.empty() ? "" : " (did you mean '" + meant + "'?)");
+}
+
 } // namespace
 
 AddedOption AddedOption::showDefault() const {
@@ -66,11 +109,6 @@ AddedOption AddedOption::showDefault() const {
 
 AddedOption AddedOption::takeOneValue() const {
     m_option->allow_extra_args(false);
-    return *this;
-}
-
-AddedOption AddedOption::showOneValue() const {
-    m_option->expected(1)->take_all();
     return *this;
 }
 
@@ -151,6 +189,8 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         return {ParseResult::Kind::Answered, m_app->help()};
     } catch (const CLI::CallForVersion& version) {
         return {ParseResult::Kind::Answered, version.what() + std::string("\n")};
+    } catch (const CLI::ExtrasError& error) {
+        return {ParseResult::Kind::Wrong, problemWith(*m_app, error)};
     } catch (const CLI::ParseError& error) {
         return {ParseResult::Kind::Wrong, error.what()};
     }

@@ -48,7 +48,7 @@ struct ParseResult {
         Parsed,
         /** The user asks for help or version: the text is the answer, line end included. */
         Answered,
-        /** The command line is wrong: the text says why. */
+        /** The command line is wrong: the text says why. For an unknown command it names the one that is meant. */
         Wrong
     };
 
@@ -64,9 +64,6 @@ public:
 
     /** For a list: takes one value each time that the option is given, not all words up to the next option. */
     AddedOption takeOneValue() const;
-
-    /** For a list: shows the option in the help as if it took one value. */
-    AddedOption showOneValue() const;
 
     /** Makes this option wrong without the other one. */
     AddedOption needs(AddedOption other) const;

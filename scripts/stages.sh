@@ -31,7 +31,8 @@ packages_of() {
     case $1 in
         format) echo clang-format ;;
         lint) echo "${build_packages[@]}" clang-tidy ;;
-        dev | asan | tsan | hardened) echo "${tests[@]}" ;;
+        dev) echo "${tests[@]}" zsh ;;
+        asan | tsan | hardened) echo "${tests[@]}" ;;
         armhf) echo "${tests[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;

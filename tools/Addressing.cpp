@@ -22,6 +22,10 @@ Place Addressing::locate(const std::string& text) const {
 
 void Addressing::requireAddresses(const Place& first, std::uint32_t count) const {
     const std::uint64_t lastIndex = std::uint64_t{first.index} + count - 1;
+    if (lastIndex != 0 && !isStepKnown()) {
+        throw wrongUsage(m_name + ": --type is needed for any address but 0: the type that the device has at its " +
+                         "server decides what the address is there");
+    }
     // What goes over SPI is the byte address, whatever the library is given.
     const std::uint32_t perRegister = m_kind.access == Inventory::Access::Spi ? bytes() : m_kind.addressStep;
     if (lastIndex * step() > UINT32_MAX || lastIndex * perRegister > UINT32_MAX) {

@@ -49,6 +49,8 @@ public:
 
 private:
     unsigned int bytes() const { return m_kind.width / 8; }
+    /** Whether it is known what the device counts in: a remote row does not tell, and for 8 bits it is all the same. */
+    bool isStepKnown() const { return m_kind.access != Inventory::Access::Remote || bytes() == 1; }
     /** From one register to the next, in the user's unit. */
     unsigned int step() const { return m_unit == AddressUnit::Bytes ? bytes() : 1; }
 

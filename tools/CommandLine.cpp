@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
+#include "Completion.h"
 #include "Failure.h"
 #include "HelpText.h"
 
@@ -33,20 +35,21 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
 }
 
 void CommandLine::addGeneralOptions(const Inventory::Command& program) {
-    const auto remote = program.addOption("--remote", "HOST[::PORT]", m_options.remote,
-                                          "use the devices of a register server; the port is 8888 when not given");
-    program
-        .addOption("--width", "8|16|32", m_options.width,
-                   "bits of the remote device's registers; not needed for names that this machine has, too")
-        .needs(remote);
+    program.addOption("--remote", "HOST[:PORT]", m_options.remote,
+                      "use the devices of a register server; the port is 8888 when not given");
+    program.addOption("--type", "TYPE", m_options.type,
+                      "the type of the remote device at its server, as Uio32; not needed for names that this machine "
+                      "has, too");
     program.addOption("--timeout", "TIME", m_options.timeout,
-                      "give up when the server takes longer for an answer, 5s when not given");
-    const auto quiet = program.addFlag("--quiet", m_options.isQuiet, "print bare values");
+                      "give up when the command takes longer; when not given, only each answer of a server has a "
+                      "limit, 5s");
+    const auto quiet =
+        program.addFlag("--quiet", m_options.isQuiet, "print bare values, and nothing for what is only done");
     program.addFlag("--json", m_options.isJson, "print JSON, one value a line").excludes(quiet);
     program
         .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
                    "turn on the library's traces of a channel, or of all that match a pattern, up to a level")
-        .showOneValue();
+        .takeOneValue();
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
@@ -63,7 +66,20 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     }
 }
 
+/** The answer to a shell: one completion a line. */
+void CommandLine::complete(const std::vector<std::string>& words) const {
+    std::string lines;
+    for (const std::string& word : completions(describe(), words)) {
+        lines += word + '\n';
+    }
+    Output::write(lines);
+}
+
 void CommandLine::run(int argc, const char* const* argv) {
+    if (argc > 1 && std::string_view(argv[1]) == "--complete") {
+        complete({argv + 2, argv + argc});
+        return;
+    }
     if (!parse(argc, argv)) {
         return;
     }

@@ -5,6 +5,9 @@
 #ifndef RYNVELCTL_COMMANDLINE_H
 #define RYNVELCTL_COMMANDLINE_H
 
+#include <string>
+#include <vector>
+
 #include "ArgumentParser.h"
 #include "Commands.h"
 #include "Session.h"
@@ -26,6 +29,7 @@ public:
 private:
     void addGeneralOptions(const Inventory::Command& program);
     bool parse(int argc, const char* const* argv);
+    void complete(const std::vector<std::string>& words) const;
 
     Inventory::ArgumentParser m_parser;
     GeneralOptions m_options;

@@ -24,6 +24,13 @@ struct IoctlOptions {
     std::string argument;
 };
 
+std::optional<bool> presenceOf(const Rynvel::MemoryDevice& row, const Inventory::DeviceKind* kind) {
+    if (kind != nullptr && kind->access == Inventory::Access::Remote) {
+        return std::nullopt;
+    }
+    return Inventory::isPresent(row);
+}
+
 ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
     const Inventory::DeviceKind* const kind = Inventory::findKind(row.m_type);
     return {row.m_name,
@@ -31,7 +38,7 @@ ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
             row.m_devicePath,
             kind == nullptr ? "none" : kind->name,
             kind == nullptr ? 0 : kind->width,
-            Inventory::isPresent(row)};
+            presenceOf(row, kind)};
 }
 
 void list(const Session& session, const NoOptions& /*options*/) {
@@ -45,16 +52,15 @@ void list(const Session& session, const NoOptions& /*options*/) {
 
 void info(const Session& session, const InfoOptions& options) {
     const Subject subject = session.subject(options.name);
-    OpenDevice device(subject);
-    session.output().print(deviceFacts(subject, {device.mapSize(), device.interruptType(), device.descriptor()}));
+    const auto device = openDevice(subject, session.time());
+    session.output().print(deviceFacts(subject, {device->mapSize(), device->interruptType(), device->descriptor()}));
 }
 
 void ioctl(const Session& session, const IoctlOptions& options) {
     const Subject subject = session.subject(options.name);
     const std::uint32_t request = parseNumber("request", options.request);
     const std::uint32_t argument = parseNumber("argument", options.argument);
-    OpenDevice device(subject);
-    const int result = device.ioctl(static_cast<int>(request), argument);
+    const int result = openDevice(subject, session.time())->ioctl(request, argument);
     session.output().print(requestResult(subject, request, argument, result));
 }
 

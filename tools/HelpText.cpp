@@ -14,8 +14,21 @@ const std::vector<HelpSection> helpSections{
     {"Addresses",
      {"An address is a byte address for every device, a multiple of the register's size. With --index it is the index "
       "of a register. It must lie in the device's map where the device has one.",
-      "With --remote the server is asked for the register index (of 8-bit registers: the byte address), which is what "
-      "mapped devices of 16 and 32 bits take. To a device of another kind the number goes as it is with --index."}},
+      "The same address reaches the same register here and at a server. What the server is asked for depends on the "
+      "type of its device: an offset in bytes or an index. A remote device has the type of the device of that name on "
+      "this machine, or the one that --type gives. A row of type Remote16 or Remote32 in the table of this machine "
+      "does not tell the type: without --type it has the address 0 alone."}},
+    {"Servers",
+     {"A server is a host name or an IPv4 address, with a port behind one colon or two.",
+      "A server does not say why it refuses a request: the address may lie outside of the device, the type may be "
+      "another one, or its options may forbid the request. The traces of rynveld say it, at level 4 of the channel "
+      "Rynveld."}},
+    {"Time limits",
+     {"--timeout is the time of the whole command, from its start to its end, whatever it waits for: a server, an "
+      "interrupt, or the next look of watch. The command ends with the status 4 then, after what it has printed so "
+      "far. A driver of this machine is not interrupted in a call: the command ends when the call has returned.",
+      "Without --timeout, wait and watch go on for ever. A server that takes longer than 5 s to accept a connection or "
+      "to answer a request is given up."}},
     {"Interrupts",
      {"wait enables the interrupt and prints a line for each one: the time, and the word that the device reports. The "
       "interrupt stays enabled: what comes between two waits is lost on UIO devices, so wait for several with --count. "
@@ -24,9 +37,16 @@ const std::vector<HelpSection> helpSections{
       "irq raise works with servers that simulate their devices."}},
     {"Traces",
      {"The library's traces go where its tracing library is told to, standard error by default. Without --trace and "
-      "without the environment variable ZILTRACE they are off."}},
+      "without the environment variable ZILTRACE they are off.",
+      "With a server, Rynvel.Client=7 shows the records that are exchanged."}},
+    {"Completion",
+     {"Completion for bash and zsh is installed. It asks the program itself: rynvelctl --complete WORD... prints what "
+      "the last of the words, which may be empty, can become."}},
     {"Exit status",
      {"0: done. 1: the operation failed. 2: wrong usage. 3: the device or the server cannot be reached. 4: timed out.",
+      "An address outside of a device's map is wrong usage on this machine, where the map is known. For any other "
+      "device its driver or its server has to refuse it, and the operation fails. What dump has read until then is "
+      "printed.",
       "What went wrong is one line on standard error. When nobody reads standard output any more the program ends "
       "without a word, and with 0."}},
 };

@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
+#include <cerrno>
 
+#include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "ServedDevice.h"
 #include "Views.h"
 
 namespace Rynvelctl {
@@ -27,7 +29,7 @@ struct IrqOptions {
 
 struct WaitOptions {
     std::string name;
-    std::string timeout;
+    std::string each;
     std::string count = "1";
 };
 
@@ -41,7 +43,7 @@ Subject interruptingSubject(const Session& session, const std::string& name) {
 
 void showType(const Session& session, const IrqOptions& options) {
     const Subject subject = interruptingSubject(session, options.name);
-    const auto type = OpenDevice(subject).interruptType();
+    const auto type = openDevice(subject, session.time())->interruptType();
     if (!type) {
         throw Failure(ExitStatus::Failed, subject.name() + ": the server knows no interrupts of it");
     }
@@ -50,97 +52,125 @@ void showType(const Session& session, const IrqOptions& options) {
 
 void enable(const Session& session, const IrqOptions& options) {
     const Subject subject = interruptingSubject(session, options.name);
-    OpenDevice(subject).enableInterrupts();
+    openDevice(subject, session.time())->enableInterrupts();
     session.output().print(interruptState(subject, "enabled"));
 }
 
 void disable(const Session& session, const IrqOptions& options) {
     const Subject subject = interruptingSubject(session, options.name);
-    OpenDevice(subject).disableInterrupts();
+    openDevice(subject, session.time())->disableInterrupts();
     session.output().print(interruptState(subject, "disabled"));
 }
 
 void raise(const Session& session, const IrqOptions& options) {
-    const Server& server = session.server("irq raise");
     const Subject subject = interruptingSubject(session, options.name);
-    Rynvel::Request request(Rynvel::RequestData::Type::Debug, subject.name());
-    request.addValue(options.word.empty() ? 1 : parseNumber("word", options.word));
-    const ServerConnection connection = server.connect();
-    connection.open(subject.name());
-    if (!connection.exchange(request).isSuccessful()) {
-        throw Failure(ExitStatus::Failed, subject.name() + ": the server raises no interrupt of it");
+    if (!subject.server) {
+        throw wrongUsage("irq raise needs a remote device");
     }
+    const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
+    ServedDevice(subject).raiseInterrupt(word);
     session.output().print(interruptState(subject, "raised"));
 }
 
+struct Deed {
+    const char* name;
+    void (*run)(const Session& session, const IrqOptions& options);
+};
+
+constexpr std::array<Deed, 4> deeds{{{"type", showType}, {"enable", enable}, {"disable", disable}, {"raise", raise}}};
+
+std::vector<std::string> deedNames() {
+    std::vector<std::string> names;
+    names.reserve(deeds.size());
+    for (const Deed& deed : deeds) {
+        names.emplace_back(deed.name);
+    }
+    return names;
+}
+
 void irq(const Session& session, const IrqOptions& options) {
-    static const std::map<std::string, void (*)(const Session&, const IrqOptions&)> deeds{
-        {"type", showType}, {"enable", enable}, {"disable", disable}, {"raise", raise}};
-    const auto deed = deeds.find(options.deed);
+    const auto* const deed =
+        std::find_if(deeds.begin(), deeds.end(), [&](const Deed& known) { return known.name == options.deed; });
     if (deed == deeds.end()) {
         throw wrongUsage("irq '" + options.deed + "' is none of type, enable, disable and raise");
     }
     if (!options.word.empty() && options.deed != "raise") {
         throw wrongUsage("irq " + options.deed + " takes no word");
     }
-    deed->second(session, options);
+    deed->run(session, options);
 }
 
-/** How long one interrupt may take. */
-class Patience {
+/** Waits for interrupts until it takes too long, or until nobody reads standard output any more. */
+class InterruptWait {
 public:
-    Patience(const Subject& subject, const std::string& timeout) : m_name(subject.name()) {
-        if (!timeout.empty()) {
-            m_time = parseDuration("timeout", timeout);
+    InterruptWait(const Session& session, const Subject& subject, const WaitOptions& options)
+        : m_time(session.time()), m_name(subject.name()), m_count(parseCount("count", options.count)) {
+        if (!options.each.empty()) {
+            m_each = parseDuration("each", options.each);
         }
     }
 
-    /**
-     * Returns when the descriptor is ready.
-     * @throws Failure when that takes too long, OutputClosed when nobody reads standard output any more.
-     */
-    void poll(int descriptor) const {
-        std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-        if (::poll(ready.data(), ready.size(), m_time ? static_cast<int>(m_time->count()) : -1) == 0) {
-            throw Failure(ExitStatus::TimedOut, text());
-        }
-        if (ready[0].revents == 0 && ready[1].revents != 0) {
-            throw OutputClosed();
-        }
-    }
+    std::uint32_t count() const { return m_count; }
 
-    /** What was ready may have been taken by somebody else: the call then ends with the process. */
-    template <typename Call>
-    auto limit(const Call& call) const {
-        if (!m_time) {
-            return call();
+    /** @return the word of the next interrupt. @throws Failure or OutputClosed */
+    std::uint32_t next(OpenDevice& device, int descriptor) {
+        const Inventory::Deadline ownDeadline = m_each ? Inventory::Deadline(*m_each) : Inventory::Deadline();
+        const Inventory::Deadline deadline = Inventory::Deadline::earlier(ownDeadline, m_time.deadline());
+        for (;;) {
+            const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt() : std::nullopt;
+            if (word) {
+                ++m_received;
+                return *word;
+            }
+            if (deadline.isOver()) {
+                throw Failure(ExitStatus::TimedOut, m_name + ": " + complaint());
+            }
+            // Somebody else has taken what was ready, or the driver calls itself ready at any time.
+            isReady(nothing, Inventory::Deadline::earlier(Inventory::Deadline(pauseTime), deadline));
         }
-        const TimeLimit limit(std::max(*m_time, milliseconds(1)), text());
-        return call();
     }
 
 private:
-    std::string text() const { return m_name + ": no interrupt within " + describe(*m_time); }
+    static constexpr int nothing = -1;
+    static constexpr milliseconds pauseTime{10};
 
-    std::string m_name;
-    std::optional<milliseconds> m_time;
+    /** False when the deadline is over. @throws OutputClosed */
+    static bool isReady(int descriptor, const Inventory::Deadline& deadline) {
+        std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+        int count = 0;
+        do {
+            count = ::poll(ready.data(), ready.size(), deadline.pollTime());
+        } while (count == -1 && errno == EINTR);
+        if (ready[0].revents == 0 && ready[1].revents != 0) {
+            throw OutputClosed();
+        }
+        return count != 0;
+    }
+
+    std::string complaint() const {
+        if (m_each && !m_time.deadline().isOver()) {
+            return "no interrupt within " + describe(*m_each);
+        }
+        const std::string progress = std::to_string(m_received) + " of " + std::to_string(m_count) + " interrupts";
+        return (m_received == 0 ? "no interrupt" : progress) + " within " + m_time.limit();
+    }
+
+    const CommandTime m_time;
+    const std::string m_name;
+    const std::uint32_t m_count;
+    std::optional<milliseconds> m_each;
+    std::uint32_t m_received = 0;
 };
 
 void wait(const Session& session, const WaitOptions& options) {
     const Subject subject = interruptingSubject(session, options.name);
-    const Patience patience(subject, options.timeout);
-    const std::uint32_t count = parseCount("count", options.count);
-    OpenDevice device(subject);
-    const auto descriptor = device.descriptor();
-    if (!descriptor) {
-        throw Failure(ExitStatus::Failed, subject.name() + ": the server reports no interrupts of it");
-    }
-    for (std::uint32_t i = 0; i < count; ++i) {
+    InterruptWait waiting(session, subject, options);
+    const auto device = openDevice(subject, session.time());
+    const int descriptor = device->expectInterrupts();
+    for (std::uint32_t i = 0; i < waiting.count(); ++i) {
         // One that came since the last receipt has disabled the interrupt and is received with the next.
-        device.enableInterrupts();
-        patience.poll(*descriptor);
-        const std::uint32_t word = patience.limit([&] { return device.receiveInterrupt(); });
-        session.output().print(interrupt(subject, word, timeStamp()));
+        device->enableInterrupts();
+        session.output().print(interrupt(subject, waiting.next(*device, descriptor), timeStamp()));
     }
 }
 
@@ -149,8 +179,8 @@ void addIrq(const Inventory::Command& program, Action& chosen) {
     const Inventory::Command command =
         addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("DEED", options->deed,
-                        "type, enable, disable or raise; raise is for servers that simulate their devices");
+    command.addArgument(oneOf(deedNames()), options->deed,
+                        "what to do; raise is for servers that simulate their devices");
     command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
 }
 
@@ -159,7 +189,7 @@ void addWait(const Inventory::Command& program, Action& chosen) {
     const Inventory::Command command =
         addCommand(program, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
     command.addArgument("NAME", options->name, "the device");
-    command.addOption("--timeout", "TIME", options->timeout, "give up when one interrupt takes longer");
+    command.addOption("--each", "TIME", options->each, "give up when a single interrupt takes longer");
     command.addOption("--count", "COUNT", options->count, "wait for so many interrupts, 1 when not given");
 }
 

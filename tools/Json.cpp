@@ -31,7 +31,12 @@ JsonObject& JsonObject::add(const char* name, std::optional<std::uint32_t> value
     return addJson(name, value ? std::to_string(*value) : "null");
 }
 
-JsonObject& JsonObject::addFlag(const char* name, bool value) { return addJson(name, value ? "true" : "false"); }
+JsonObject& JsonObject::addFlag(const char* name, std::optional<bool> value) {
+    if (!value) {
+        return addJson(name, "null");
+    }
+    return addJson(name, *value ? "true" : "false");
+}
 
 JsonObject& JsonObject::addJson(const char* name, const std::string& value) {
     append(m_members, jsonString(name) + ':' + value);

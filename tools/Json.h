@@ -19,7 +19,8 @@ public:
     JsonObject& add(const char* name, std::uint64_t value);
     /** Nothing becomes null. */
     JsonObject& add(const char* name, std::optional<std::uint32_t> value);
-    JsonObject& addFlag(const char* name, bool value);
+    /** Nothing becomes null. */
+    JsonObject& addFlag(const char* name, std::optional<bool> value);
     /** A value that is in JSON already. */
     JsonObject& addJson(const char* name, const std::string& value);
 

@@ -81,10 +81,7 @@ std::string description(const CommandDescription& command) {
 }
 
 std::string generalOptions(const CommandDescription& program) {
-    return section("Options") +
-           "They may stand anywhere, but what a command has of the same name is its own "
-           "behind it.\n" +
-           entries(program);
+    return section("Options") + "They may stand anywhere.\n" + entries(program);
 }
 
 std::string commands(const CommandDescription& program) {

@@ -11,54 +11,51 @@
 #include <vector>
 
 #include "Addressing.h"
-#include "Failure.h"
-#include "RegisterDevice.h"
+#include "CommandTime.h"
 #include "Subject.h"
 
 namespace Rynvelctl {
 
-/** Everything that fails is thrown as Failure; a server that stays silent ends the process as a time-out. */
+/** Everything that fails is thrown as Failure, and so is the end of the command's time. */
 class OpenDevice {
 public:
-    /** @param subject must outlive this object. */
-    explicit OpenDevice(const Subject& subject);
+    OpenDevice() = default;
+    OpenDevice(const OpenDevice&) = delete;
+    OpenDevice& operator=(const OpenDevice&) = delete;
+    virtual ~OpenDevice() = default;
 
     /** Bytes of registers; none where the device does not tell. */
-    std::optional<std::uint32_t> mapSize() const { return m_mapSize; }
+    virtual std::optional<std::uint32_t> mapSize() const = 0;
 
     /** @throws Failure when the registers are not all inside the device's map. */
     void requireInside(const Addressing& addressing, const Place& first, std::uint32_t count) const;
 
-    std::uint32_t read(const Addressing& addressing, const Place& place);
-    void write(const Addressing& addressing, const Place& place, std::uint32_t value);
-    void write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask);
-    std::vector<std::uint32_t> readBurst(const Addressing& addressing, const Place& first, std::uint32_t count,
-                                         Rynvel::ByteOrder order);
+    virtual std::uint32_t read(const Addressing& addressing, const Place& place) = 0;
+    virtual void write(const Addressing& addressing, const Place& place, std::uint32_t value) = 0;
+    virtual void write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask) = 0;
+    virtual std::vector<std::uint32_t> readBurst(const Addressing& addressing, const Place& first, std::uint32_t count,
+                                                 Rynvel::ByteOrder order) = 0;
 
-    int ioctl(int request, unsigned long argument);
+    virtual int ioctl(std::uint32_t request, std::uint32_t argument) = 0;
 
     /** None for a device without interrupts. */
-    std::optional<std::uint32_t> interruptType();
-    void enableInterrupts();
-    void disableInterrupts();
-    /** Blocks. @return the interrupt's word. */
-    std::uint32_t receiveInterrupt();
-    /** To poll for interrupts; none where there is none. */
-    std::optional<int> descriptor();
+    virtual std::optional<std::uint32_t> interruptType() = 0;
+    virtual void enableInterrupts() = 0;
+    virtual void disableInterrupts() = 0;
+    /** Prepares to receive interrupts. @return the descriptor to poll for them. */
+    virtual int expectInterrupts() = 0;
+    /** After the descriptor was ready. @return the interrupt's word; none when there was no interrupt after all. */
+    virtual std::optional<std::uint32_t> receiveInterrupt() = 0;
 
-private:
-    template <typename Calls>
-    auto patiently(const Calls& calls);
-    template <typename Operation>
-    void access(const char* deed, const std::string& address, const Operation& operation);
-    void require(bool success, const std::string& deed);
-    Failure failure(const std::string& deed);
-    bool isConnectionLost();
-
-    const Subject& m_subject;
-    std::optional<std::uint32_t> m_mapSize;
-    std::unique_ptr<Inventory::RegisterDevice> m_device;
+    /** The descriptor of this machine's device; none where there is none. */
+    virtual std::optional<int> descriptor() = 0;
 };
+
+/** @param subject must outlive the result. */
+std::unique_ptr<OpenDevice> openDevice(const Subject& subject, const CommandTime& time);
+
+/** What goes wrong with a register, for instance "reading 0x00000010". */
+std::string accessText(const char* deed, const Addressing& addressing, const Place& place);
 
 } // namespace Rynvelctl
 

@@ -1,10 +1,13 @@
 #include "Commands.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <map>
+#include <optional>
 
 #include "Addressing.h"
+#include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Numbers.h"
@@ -17,6 +20,9 @@ namespace {
 
 /** What is held in memory of one command's registers stays within bounds. */
 constexpr std::uint32_t mostRegisters = 1U << 20U;
+
+constexpr const char* hostOrder = "host";
+constexpr const char* networkOrder = "network";
 
 struct PlaceOptions {
     std::string name;
@@ -38,7 +44,7 @@ struct BlockOptions : PlaceOptions {
 
 struct DumpOptions : BlockOptions {
     bool inOneBurst = false;
-    std::string order = "host";
+    std::string order = hostOrder;
 };
 
 struct FillOptions : BlockOptions {
@@ -71,9 +77,9 @@ void read(const Session& session, const PlaceOptions& options) {
     const Subject subject = session.subject(options.name);
     const Addressing addressing = addressingOf(subject, options);
     const Place place = addressing.locate(options.address);
-    OpenDevice device(subject);
-    device.requireInside(addressing, place, 1);
-    session.output().print(registerValue(subject, addressing, place, device.read(addressing, place)));
+    const auto device = openDevice(subject, session.time());
+    device->requireInside(addressing, place, 1);
+    session.output().print(registerValue(subject, addressing, place, device->read(addressing, place)));
 }
 
 void verify(OpenDevice& device, const Subject& subject, const Addressing& addressing, const Place& place,
@@ -102,25 +108,25 @@ void write(const Session& session, const WriteOptions& options) {
     const bool isMasked = !options.mask.empty();
     const std::uint32_t value = parseValue("value", options.value, subject.width());
     const std::uint32_t mask = isMasked ? parseMask(options.mask, subject.width()) : largestValue(subject.width());
-    OpenDevice device(subject);
-    device.requireInside(addressing, place, 1);
+    const auto device = openDevice(subject, session.time());
+    device->requireInside(addressing, place, 1);
     if (isMasked) {
-        device.write(addressing, place, value, mask);
+        device->write(addressing, place, value, mask);
     } else {
-        device.write(addressing, place, value);
+        device->write(addressing, place, value);
     }
     if (options.verifies) {
-        verify(device, subject, addressing, place, value, mask);
+        verify(*device, subject, addressing, place, value, mask);
     }
     session.output().print(isMasked ? maskedValue(subject, addressing, place, value, mask)
-                                    : registerValue(subject, addressing, place, value));
+                                    : writtenValue(subject, addressing, place, value));
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
-    if (text != "host" && text != "network") {
+    if (text != hostOrder && text != networkOrder) {
         throw wrongUsage("order '" + text + "' is none of host and network");
     }
-    return text == "network" ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
+    return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
 
 /** @throws Failure when the library cannot read so many registers of the device in one burst. */
@@ -144,14 +150,24 @@ std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }
 
-std::vector<std::uint32_t> readSingly(OpenDevice& device, const Subject& subject, const Addressing& addressing,
-                                      const Block& block, Rynvel::ByteOrder order) {
+/** What was read before a failure, if there was one, counts. */
+struct Reading {
     std::vector<std::uint32_t> values;
-    for (std::uint32_t i = 0; i < block.count; ++i) {
-        const std::uint32_t value = device.read(addressing, addressing.behind(block.first, i));
-        values.push_back(inOrder(value, subject.width(), order));
+    std::optional<Failure> failure;
+};
+
+Reading readSingly(OpenDevice& device, const Subject& subject, const Addressing& addressing, const Block& block,
+                   Rynvel::ByteOrder order) {
+    Reading reading;
+    try {
+        for (std::uint32_t i = 0; i < block.count; ++i) {
+            const std::uint32_t value = device.read(addressing, addressing.behind(block.first, i));
+            reading.values.push_back(inOrder(value, subject.width(), order));
+        }
+    } catch (const Failure& failure) {
+        reading.failure = failure;
     }
-    return values;
+    return reading;
 }
 
 void dump(const Session& session, const DumpOptions& options) {
@@ -162,12 +178,17 @@ void dump(const Session& session, const DumpOptions& options) {
     if (options.inOneBurst) {
         requireBurst(subject, block.count);
     }
-    OpenDevice device(subject);
-    device.requireInside(addressing, block.first, block.count);
-    const auto values = readsInOneBurst(subject, options, block)
-                            ? device.readBurst(addressing, block.first, block.count, order)
-                            : readSingly(device, subject, addressing, block, order);
-    session.output().print(registerBlock(subject, addressing, block.first, values, order));
+    const auto device = openDevice(subject, session.time());
+    device->requireInside(addressing, block.first, block.count);
+    const Reading reading = readsInOneBurst(subject, options, block)
+                                ? Reading{device->readBurst(addressing, block.first, block.count, order), std::nullopt}
+                                : readSingly(*device, subject, addressing, block, order);
+    if (!reading.values.empty()) {
+        session.output().print(registerBlock(subject, addressing, block.first, reading.values, order));
+    }
+    if (reading.failure) {
+        throw Failure(*reading.failure);
+    }
 }
 
 void fill(const Session& session, const FillOptions& options) {
@@ -175,10 +196,10 @@ void fill(const Session& session, const FillOptions& options) {
     const Addressing addressing = addressingOf(subject, options);
     const Block block = locateBlock(addressing, options);
     const std::uint32_t value = parseValue("value", options.value, subject.width());
-    OpenDevice device(subject);
-    device.requireInside(addressing, block.first, block.count);
+    const auto device = openDevice(subject, session.time());
+    device->requireInside(addressing, block.first, block.count);
     for (std::uint32_t i = 0; i < block.count; ++i) {
-        device.write(addressing, addressing.behind(block.first, i), value);
+        device->write(addressing, addressing.behind(block.first, i), value);
     }
     session.output().print(filledRegisters(subject, addressing, block.first, block.count, value));
 }
@@ -218,9 +239,9 @@ std::vector<Place> locateAll(const Addressing& addressing, const std::vector<std
 }
 
 /** Lets the time pass, or notices that nobody reads standard output any more. */
-void pause(std::chrono::milliseconds time) {
-    pollfd output{1, 0, 0};
-    if (poll(&output, 1, static_cast<int>(time.count())) > 0) {
+void pause(const Inventory::Deadline& end) {
+    pollfd output{STDOUT_FILENO, 0, 0};
+    if (poll(&output, 1, end.pollTime()) > 0) {
         throw OutputClosed();
     }
 }
@@ -231,14 +252,15 @@ void watch(const Session& session, const WatchOptions& options) {
     const std::vector<Place> places = locateAll(addressing, options.addresses);
     const auto interval = parsePositiveDuration("interval", options.interval);
     const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
-    OpenDevice device(subject);
+    const auto device = openDevice(subject, session.time());
     for (const Place& place : places) {
-        device.requireInside(addressing, place, 1);
+        device->requireInside(addressing, place, 1);
     }
-    Watch watched(session, subject, addressing, device);
+    Watch watched(session, subject, addressing, *device);
     watched.look(places);
     for (std::uint32_t looks = 1; count == 0 || looks < count; ++looks) {
-        pause(interval);
+        pause(Inventory::Deadline::earlier(Inventory::Deadline(interval), session.time().deadline()));
+        session.time().require(subject.name());
         watched.look(places);
     }
 }
@@ -280,8 +302,8 @@ void addDump(const Inventory::Command& program, Action& chosen) {
         addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
     addBlock(command, *options);
     command.addFlag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
-    command.addOption("--order", "ORDER", options->order,
-                      "the byte order of each value: host, the default, or network");
+    command.addOption("--order", oneOf({hostOrder, networkOrder}), options->order,
+                      "the byte order of each value, host when not given");
     addIndexOption(command, *options);
 }
 

@@ -1,16 +1,8 @@
 #include "Server.h"
 
-#include <arpa/inet.h>
-#include <netdb.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <algorithm>
+#include <cstdint>
 
-#include <array>
-#include <cerrno>
-#include <cstring>
-
-#include "Durations.h"
-#include "Failure.h"
 #include "Numbers.h"
 
 namespace Rynvelctl {
@@ -19,82 +11,50 @@ namespace {
 
 constexpr std::uint16_t defaultPort = 8888;
 constexpr std::uint32_t largestPort = 65535;
-constexpr const char* separator = "::";
-constexpr std::size_t separatorSize = 2;
 
-std::uint16_t parsePort(const std::string& address) {
-    const std::size_t place = address.find(separator);
-    if (place == std::string::npos) {
-        return defaultPort;
+/** The colons between host and port; none when there is no port, or when they are no separator. */
+std::string separatorIn(const std::string& address) {
+    if (address.find("::") != std::string::npos) {
+        return "::";
     }
-    return static_cast<std::uint16_t>(parseCount("port", address.substr(place + separatorSize), largestPort));
+    return std::count(address.begin(), address.end(), ':') == 1 ? ":" : "";
 }
 
-Failure unreachable(const Server& server, const std::string& reason) {
-    return {ExitStatus::Unreachable, server.name() + ": " + reason};
+Inventory::ServerAddress parse(const std::string& address) {
+    const std::string separator = separatorIn(address);
+    const std::size_t end = separator.empty() ? address.size() : address.find(separator);
+    const std::string host = address.substr(0, end);
+    if (host.empty() || host.find(':') != std::string::npos) {
+        throw wrongUsage("server '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
+    }
+    if (separator.empty()) {
+        return {host, defaultPort};
+    }
+    const std::string port = address.substr(end + separator.size());
+    return {host, static_cast<std::uint16_t>(parseCount("port", port, largestPort))};
 }
-
-bool transfer(ssize_t count, unsigned int size) { return count == static_cast<ssize_t>(size); }
 
 } // namespace
 
-Server::Server(const std::string& address, std::chrono::milliseconds patience)
-    : m_host(address.substr(0, address.find(separator))), m_port(parsePort(address)), m_patience(patience) {
-    if (m_host.empty()) {
-        throw wrongUsage("server '" + address + "' names no host");
-    }
+Server::Server(const std::string& address, const CommandTime& time) : m_address(parse(address)), m_time(time) {}
+
+std::string Server::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
+
+Inventory::Deadlines Server::deadlines() const {
+    return [time = m_time] { return time.answerDeadline(); };
 }
 
-std::string Server::name() const { return m_host + separator + std::to_string(m_port); }
-
-std::string Server::impatience() const { return name() + ": no answer within " + describe(m_patience); }
-
-std::string Server::numericAddress() const {
-    addrinfo wanted{};
-    wanted.ai_family = AF_INET;
-    wanted.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    const int error = patiently([&] { return getaddrinfo(m_host.c_str(), nullptr, &wanted, &found); });
-    if (error != 0) {
-        throw unreachable(*this, gai_strerror(error));
-    }
-    std::array<char, INET_ADDRSTRLEN> text{};
-    inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr, text.data(), text.size());
-    freeaddrinfo(found);
-    return text.data() + std::string(separator) + std::to_string(m_port);
-}
-
-ServerConnection Server::connect() const {
-    const std::string address = numericAddress();
-    Rynvel::RynvelIpAddress place(address.substr(0, address.find(separator)), m_port);
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int result = patiently([&] { return ::connect(socket, place, place.size()); });
-    if (result != 0) {
-        const int error = errno;
-        ::close(socket);
-        throw unreachable(*this, std::strerror(error));
-    }
-    return {*this, socket};
-}
-
-ServerConnection::~ServerConnection() { ::close(m_socket); }
-
-Rynvel::Response ServerConnection::exchange(const Rynvel::Request& request) const {
-    Rynvel::Response response;
-    const bool done = m_server.patiently([&] {
-        return transfer(::send(m_socket, request.toBuffer(), request.getSize(), MSG_NOSIGNAL), request.getSize()) &&
-               transfer(::recv(m_socket, response.toBuffer(), response.getSize(), MSG_WAITALL), response.getSize());
-    });
-    if (!done) {
-        throw unreachable(m_server, "the connection was closed");
-    }
-    return response;
-}
-
-void ServerConnection::open(const std::string& deviceName) const {
-    const Rynvel::Request announcement(Rynvel::RequestData::Type::Open, deviceName);
-    if (!exchange(announcement).isSuccessful()) {
-        throw unreachable(m_server, "the server does not open '" + deviceName + "'");
+Failure Server::failure(const Inventory::ExchangeError& error, const std::string& refused) const {
+    using Cause = Inventory::ExchangeError::Cause;
+    switch (error.cause()) {
+    case Cause::Refused:
+        return {ExitStatus::Failed, refused};
+    case Cause::Malformed:
+        return {ExitStatus::Failed, name() + ": " + error.what()};
+    case Cause::TimedOut:
+        return {ExitStatus::TimedOut, name() + ": no answer within " + m_time.limit()};
+    default:
+        return {ExitStatus::Unreachable, name() + ": " + error.what()};
     }
 }
 

@@ -15,25 +15,36 @@ struct PingOptions {
 };
 
 /** Any answer will do: what is measured is the way there and back. */
-std::chrono::nanoseconds roundTrip(const ServerConnection& connection, const std::string& deviceName) {
+std::chrono::nanoseconds roundTrip(Inventory::RecordConnection& connection, const std::string& deviceName,
+                                   const Inventory::Deadline& deadline) {
     const Rynvel::Request question(Rynvel::RequestData::Type::GetInterruptType, deviceName);
     const auto start = std::chrono::steady_clock::now();
-    connection.exchange(question);
+    connection.exchange(question, deadline);
     return std::chrono::steady_clock::now() - start;
+}
+
+std::vector<std::chrono::nanoseconds> timesOf(const Server& server, const std::string& deviceName,
+                                              std::uint32_t count) {
+    const Inventory::Deadlines deadlines = server.deadlines();
+    Inventory::RecordConnection connection(server.address(), deadlines());
+    if (deviceName.empty()) {
+        // A server may hang up on a client that does not begin by opening a device, whatever it names.
+        connection.exchange({Rynvel::RequestData::Type::Open, ""}, deadlines());
+    } else {
+        connection.open(deviceName, deadlines());
+    }
+    std::vector<std::chrono::nanoseconds> times;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        times.push_back(roundTrip(connection, deviceName, deadlines()));
+    }
+    return times;
 }
 
 void ping(const Session& session, const PingOptions& options) {
     const Server& server = session.server("ping");
     requireNameFits(options.name);
     const std::uint32_t count = parseCount("count", options.count, mostExchanges);
-    const ServerConnection connection = server.connect();
-    if (!options.name.empty()) {
-        connection.open(options.name);
-    }
-    std::vector<std::chrono::nanoseconds> times;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        times.push_back(roundTrip(connection, options.name));
-    }
+    const auto times = server.ask([&] { return timesOf(server, options.name, count); }, "");
     session.output().print(roundTrips(server.name(), times));
 }
 

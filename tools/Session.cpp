@@ -15,21 +15,27 @@ Format formatOf(const GeneralOptions& options) {
     return options.isQuiet ? Format::Quiet : Format::Plain;
 }
 
+CommandTime timeOf(const GeneralOptions& options) {
+    if (options.timeout.empty()) {
+        return CommandTime(std::nullopt);
+    }
+    return CommandTime(parsePositiveDuration("timeout", options.timeout));
+}
+
 } // namespace
 
-Session::Session(const GeneralOptions& options) : m_output(formatOf(options)) {
-    const auto patience = parsePositiveDuration("timeout", options.timeout);
+Session::Session(const GeneralOptions& options) : m_output(formatOf(options)), m_time(timeOf(options)) {
     if (!options.remote.empty()) {
-        m_server.emplace(options.remote, patience);
+        m_server.emplace(options.remote, m_time);
     }
-    if (!options.width.empty()) {
-        m_width = parseWidth(options.width);
+    if (!options.type.empty()) {
+        m_type = &parseType(options.type);
     }
     setUpTraces(options.traces);
 }
 
 Subject Session::subject(const std::string& name) const {
-    return m_server ? remoteSubject(name, *m_server, m_width) : localSubject(name);
+    return m_server ? remoteSubject(name, *m_server, m_type) : localSubject(name, m_type, m_time);
 }
 
 const Server& Session::server(const char* command) const {
@@ -42,6 +48,9 @@ const Server& Session::server(const char* command) const {
 void Session::requireLocal(const char* command) const {
     if (m_server) {
         throw wrongUsage(std::string(command) + " does not work with --remote");
+    }
+    if (m_type != nullptr) {
+        throw wrongUsage(std::string(command) + " does not work with --type");
     }
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "CommandTime.h"
 #include "Output.h"
 #include "Server.h"
 #include "Subject.h"
@@ -20,8 +21,8 @@ struct GeneralOptions {
     bool isQuiet = false;
     bool isJson = false;
     std::string remote;
-    std::string width;
-    std::string timeout = "5s";
+    std::string type;
+    std::string timeout;
     std::vector<std::string> traces;
 };
 
@@ -32,19 +33,22 @@ public:
 
     const Output& output() const { return m_output; }
 
+    const CommandTime& time() const { return m_time; }
+
     /** The device of that name, here or at the server. @throws Failure */
     Subject subject(const std::string& name) const;
 
     /** @throws Failure when no server is named. */
     const Server& server(const char* command) const;
 
-    /** @throws Failure when a server is named. */
+    /** @throws Failure when a remote device is described. */
     void requireLocal(const char* command) const;
 
 private:
     Output m_output;
+    CommandTime m_time;
     std::optional<Server> m_server;
-    std::optional<unsigned int> m_width;
+    const Inventory::DeviceKind* m_type = nullptr;
 };
 
 } // namespace Rynvelctl

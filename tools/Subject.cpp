@@ -1,5 +1,7 @@
 #include "Subject.h"
 
+#include <tuple>
+
 #include "DeviceList.h"
 #include "Failure.h"
 
@@ -7,22 +9,24 @@ namespace Rynvelctl {
 
 namespace {
 
+using Inventory::DeviceKind;
+
 constexpr std::size_t longestName = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
-Subject subjectOf(const Rynvel::MemoryDevice& row, const std::optional<Server>& server) {
-    const Inventory::DeviceKind* const kind = Inventory::findKind(row.m_type);
+const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
+    const DeviceKind* const kind = Inventory::findKind(row.m_type);
     if (kind == nullptr) {
         throw wrongUsage(row.m_name + ": there is no backend for its type");
     }
-    return {row, *kind, server};
+    return *kind;
 }
 
-unsigned int localWidth(const std::string& name) {
+const DeviceKind& kindHere(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Inventory::findDevice(name);
     if (row == nullptr) {
-        throw wrongUsage("--width is needed: no device '" + name + "' is known here");
+        throw wrongUsage("--type is needed: no device '" + name + "' is known here");
     }
-    return subjectOf(*row, std::nullopt).width();
+    return kindOf(*row);
 }
 
 Rynvel::DeviceType remoteType(unsigned int width) {
@@ -36,14 +40,55 @@ Rynvel::DeviceType remoteType(unsigned int width) {
     }
 }
 
+/** The types that a server's device may have: one of yet another server is not served. */
+std::vector<const DeviceKind*> servedKinds() {
+    std::vector<const DeviceKind*> kinds;
+    for (std::uint32_t type = 0;; ++type) {
+        const DeviceKind* const kind = Inventory::findKind(static_cast<Rynvel::DeviceType>(type));
+        if (kind == nullptr) {
+            return kinds;
+        }
+        if (kind->access != Inventory::Access::Remote) {
+            kinds.push_back(kind);
+        }
+    }
+}
+
+Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
+    try {
+        return {row.m_devicePath, time};
+    } catch (const Failure& failure) {
+        throw Failure(failure.status(), row.m_name + ": " + failure.what());
+    }
+}
+
+Subject remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
+                  const CommandTime& time) {
+    if (type != nullptr && type->width != kind.width) {
+        throw wrongUsage(row.m_name + ": the registers of a " + type->name + " device do not have the " +
+                         std::to_string(kind.width) + " bits of this " + kind.name + " device");
+    }
+    requireNameFits(row.m_name);
+    return {row, type == nullptr ? kind : *type, serverOf(row, time)};
+}
+
 } // namespace
 
-Subject localSubject(const std::string& name) {
+const char* Subject::backend() const { return kindOf(row).name; }
+
+Subject localSubject(const std::string& name, const DeviceKind* type, const CommandTime& time) {
     const Rynvel::MemoryDevice* const row = Inventory::findDevice(name);
     if (row == nullptr) {
         throw wrongUsage("no device '" + name + "' (rynvelctl list shows them)");
     }
-    return subjectOf(*row, std::nullopt);
+    const DeviceKind& kind = kindOf(*row);
+    if (kind.access == Inventory::Access::Remote) {
+        return remoteRow(*row, kind, type, time);
+    }
+    if (type != nullptr) {
+        throw wrongUsage(name + ": --type is for remote devices, and this one is of this machine");
+    }
+    return {*row, kind, std::nullopt};
 }
 
 void requireNameFits(const std::string& name) {
@@ -52,16 +97,29 @@ void requireNameFits(const std::string& name) {
     }
 }
 
-Subject remoteSubject(const std::string& name, const Server& server, std::optional<unsigned int> width) {
+Subject remoteSubject(const std::string& name, const Server& server, const DeviceKind* type) {
     requireNameFits(name);
-    return subjectOf({name, server.name(), 0, remoteType(width ? *width : localWidth(name))}, server);
+    const DeviceKind& kind = type == nullptr ? kindHere(name) : *type;
+    return {{name, server.name(), 0, remoteType(kind.width)}, kind, server};
 }
 
-unsigned int parseWidth(const std::string& text) {
-    if (text != "8" && text != "16" && text != "32") {
-        throw wrongUsage("width '" + text + "' is none of 8, 16 and 32");
+std::vector<std::string> servedTypes() {
+    std::vector<std::string> names;
+    for (const DeviceKind* const kind : servedKinds()) {
+        names.emplace_back(kind->name);
     }
-    return static_cast<unsigned int>(std::stoul(text));
+    return names;
+}
+
+const DeviceKind& parseType(const std::string& text) {
+    std::string names;
+    for (const DeviceKind* const kind : servedKinds()) {
+        if (text == kind->name) {
+            return *kind;
+        }
+        names += (names.empty() ? "" : ", ") + std::string(kind->name);
+    }
+    throw wrongUsage("type '" + text + "' is none of " + names);
 }
 
 } // namespace Rynvelctl

@@ -7,9 +7,11 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <rynvel.hpp>
 
+#include "CommandTime.h"
 #include "DeviceKind.h"
 #include "Server.h"
 
@@ -17,30 +19,41 @@ namespace Rynvelctl {
 
 struct Subject {
     Rynvel::MemoryDevice row;
+    /** What takes the addresses: for a remote device that of the server's device, where it is known. */
     Inventory::DeviceKind kind;
     /** The server of a remote device. */
     std::optional<Server> server;
 
     const std::string& name() const { return row.m_name; }
     unsigned int width() const { return kind.width; }
+    /** How the device is reached from here. */
+    const char* backend() const;
 };
 
 /** @throws Failure when a name is longer than a request can take. */
 void requireNameFits(const std::string& name);
 
-/** A device of this machine. @throws Failure when there is no device of that name. */
-Subject localSubject(const std::string& name);
+/**
+ * A device of this machine's table.
+ *
+ * @param type that of the server's device, when the table has a remote device; null when it is not given.
+ * @throws Failure when there is no device of that name, or when the type does not fit it.
+ */
+Subject localSubject(const std::string& name, const Inventory::DeviceKind* type, const CommandTime& time);
 
 /**
  * A device at a server.
  *
- * @param width bits of its registers; when there is none, those of the device of that name on this machine.
- * @throws Failure when the width is not known, or when no record can carry the name.
+ * @param type of the device there; when it is null, that of the device of that name on this machine.
+ * @throws Failure when the type is not known, or when no record can carry the name.
  */
-Subject remoteSubject(const std::string& name, const Server& server, std::optional<unsigned int> width);
+Subject remoteSubject(const std::string& name, const Server& server, const Inventory::DeviceKind* type);
 
-/** @throws Failure when the text is none of 8, 16 and 32. */
-unsigned int parseWidth(const std::string& text);
+/** The names of the types that a server's device may have. */
+std::vector<std::string> servedTypes();
+
+/** @throws Failure when the text is none of them. */
+const Inventory::DeviceKind& parseType(const std::string& text);
 
 } // namespace Rynvelctl
 

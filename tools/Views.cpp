@@ -72,11 +72,18 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
+std::string fileState(const ListedDevice& device) {
+    if (!device.isPresent) {
+        return "remote";
+    }
+    return *device.isPresent ? "present" : "missing";
+}
+
 std::string listTable(const std::vector<ListedDevice>& devices) {
     std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "BACKEND", "WIDTH", "FILE"}};
     for (const ListedDevice& device : devices) {
         rows.push_back({device.name, std::to_string(device.handle), device.path, device.backend,
-                        std::to_string(device.width), device.isPresent ? "present" : "missing"});
+                        std::to_string(device.width), fileState(device)});
     }
     return Table(rows).text();
 }
@@ -133,7 +140,7 @@ News deviceFacts(const Subject& subject, const DeviceFacts& facts) {
     const std::string width = std::to_string(subject.width());
     const std::vector<std::pair<std::string, std::string>> entries{{"name", subject.name()},
                                                                    {"path", subject.row.m_devicePath},
-                                                                   {"backend", subject.kind.name},
+                                                                   {"backend", subject.backend()},
                                                                    {"width", width},
                                                                    {"map size", orNone(facts.mapSize)},
                                                                    {"interrupt type", orNone(facts.interruptType)},
@@ -149,7 +156,7 @@ News deviceFacts(const Subject& subject, const DeviceFacts& facts) {
             JsonObject()
                 .add("name", subject.name())
                 .add("path", subject.row.m_devicePath)
-                .add("backend", std::string(subject.kind.name))
+                .add("backend", std::string(subject.backend()))
                 .add("width", subject.width())
                 .add("mapSize", facts.mapSize)
                 .add("interruptType", facts.interruptType)
@@ -162,17 +169,21 @@ News registerValue(const Subject& subject, const Addressing& addressing, const P
             placeInJson(subject, addressing, place).add("value", value).text()};
 }
 
+News writtenValue(const Subject& subject, const Addressing& addressing, const Place& place, std::uint32_t value) {
+    News news = registerValue(subject, addressing, place, value);
+    news.quiet.clear();
+    return news;
+}
+
 News maskedValue(const Subject& subject, const Addressing& addressing, const Place& place, std::uint32_t value,
                  std::uint32_t mask) {
-    return {placeAndValue(subject, addressing, place, value) + " under " + hexadecimal(mask, subject.width()),
-            hexadecimal(value, subject.width()),
-            placeInJson(subject, addressing, place).add("value", value).add("mask", mask).text()};
+    return {placeAndValue(subject, addressing, place, value & mask) + " under " + hexadecimal(mask, subject.width()),
+            "", placeInJson(subject, addressing, place).add("value", value & mask).add("mask", mask).text()};
 }
 
 News filledRegisters(const Subject& subject, const Addressing& addressing, const Place& first, std::uint32_t count,
                      std::uint32_t value) {
-    return {placeAndValue(subject, addressing, first, value) + " in " + std::to_string(count) + " registers",
-            hexadecimal(value, subject.width()),
+    return {placeAndValue(subject, addressing, first, value) + " in " + std::to_string(count) + " registers", "",
             placeInJson(subject, addressing, first).add("count", count).add("value", value).text()};
 }
 

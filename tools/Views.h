@@ -24,7 +24,8 @@ struct ListedDevice {
     std::string path;
     std::string backend;
     unsigned int width;
-    bool isPresent;
+    /** Whether the device file is there; none for a remote device, which has no file. */
+    std::optional<bool> isPresent;
 };
 
 News deviceList(const std::vector<ListedDevice>& devices);
@@ -41,11 +42,14 @@ News deviceFacts(const Subject& subject, const DeviceFacts& facts);
 /** The value of a register. */
 News registerValue(const Subject& subject, const Addressing& addressing, const Place& place, std::uint32_t value);
 
-/** The same under a mask. */
+/** The value that a register was given. */
+News writtenValue(const Subject& subject, const Addressing& addressing, const Place& place, std::uint32_t value);
+
+/** The value that the bits of a mask were given: the others of the register are not known. */
 News maskedValue(const Subject& subject, const Addressing& addressing, const Place& place, std::uint32_t value,
                  std::uint32_t mask);
 
-/** A value that `count` registers from a place on have. */
+/** A value that `count` registers from a place on were given. */
 News filledRegisters(const Subject& subject, const Addressing& addressing, const Place& first, std::uint32_t count,
                      std::uint32_t value);
 

@@ -167,8 +167,9 @@ rynvelctl --remote 127.0.0.1 write common.idt 0x20 9 --verify
 rynvelctl read common.idt 0x20
 rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
 rynvelctl --remote 127.0.0.1 ping tod --count 2
+rynvelctl --remote 127.0.0.1:8888 read common.idt 0x10000
 rynvelctl --remote 127.0.0.1 irq tod raise
 rynvelctl irq tod disable
 interrupt tomkar_tod 1
 rynvelctl --remote 127.0.0.1 wait tod --timeout 30s --quiet
-rynvelctl --remote 127.0.0.1 --width 32 read nothing 0
+rynvelctl --remote 127.0.0.1 --type Uio32 read nothing 0

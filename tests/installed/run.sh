@@ -249,8 +249,8 @@ has_a_manual_page() {
 completions() {
     (
         . "$stage/share/bash-completion/completions/rynvelctl"
-        COMP_WORDS=("$@")
-        COMP_CWORD=$(($# - 1))
+        COMP_LINE=$*
+        COMP_POINT=${#COMP_LINE}
         PATH="$work/bin:$PATH" _rynvelctl
         echo "${COMPREPLY[*]-}"
     )
@@ -263,9 +263,10 @@ $(declare -f run_consumer)
 run_consumer '$stage/bin/rynvelctl' \"\$@\"" >"$work/bin/rynvelctl"
     chmod +x "$work/bin/rynvelctl"
     [ "$(completions rynvelctl wa)" = 'watch wait' ] && [ "$(completions rynvelctl --quiet read rt)" = rtc0 ] &&
-        [ "$(completions rynvelctl --remote host irq rtc0 e)" = enable ] &&
+        [ "$(completions rynvelctl --remote host::9000 irq rtc0 e)" = enable ] &&
         [ "$(completions rynvelctl write traf.top 0 1 --v)" = '--version --verify' ] &&
-        [ "$(completions rynvelctl dump --order n)" = network ] && [ "$(completions rynvelctl list t)" = '' ]
+        [ "$(completions rynvelctl dump --order=n)" = network ] && [ "$(completions rynvelctl list t)" = '' ] &&
+        grep -qx '#compdef rynvelctl' "$stage/share/zsh/site-functions/_rynvelctl"
 }
 
 units_are_valid() { [ -z "$(systemd-analyze verify "$units"/rynveld.* 2>&1 | tee /dev/stderr)" ]; }

@@ -117,7 +117,8 @@ TEST_F(LocalDevices, AreReadForPeopleForScriptsAndForPrograms) {
 TEST_F(LocalDevices, AreWritten) {
     expect("write map32 8 0x12345678", 0, "map32 0x00000008 = 0x12345678\n");
     EXPECT_EQ(m_folder.load("map").substr(8, 4), "\x78\x56\x34\x12");
-    expect("write file16 4 0xabcd --quiet", 0, "0xabcd\n");
+    expect("write file16 4 0xabcd --quiet", 0, "");
+    EXPECT_EQ(m_folder.load("registers16").substr(4, 2), "\xcd\xab");
     expect("write file8 31 255 --json", 0, "{\"name\":\"file8\",\"address\":31,\"value\":255}\n");
     EXPECT_EQ(m_folder.load("registers8").substr(31), "\xff");
     expect("write file8 0 1 --verify", 0, "file8 0x00000000 = 0x01\n");
@@ -125,11 +126,17 @@ TEST_F(LocalDevices, AreWritten) {
 
 TEST_F(LocalDevices, AreWrittenUnderAMask) {
     expect("write map32 8 0xffffffff --mask 0x0000ff00 --verify", 0,
-           "map32 0x00000008 = 0xffffffff under 0x0000ff00\n");
+           "map32 0x00000008 = 0x0000ff00 under 0x0000ff00\n");
     EXPECT_EQ(m_folder.load("map").substr(8, 4), "\x08\xff\x0a\x0b");
     expect("write file8 1 0xf0 --mask 0b11110000 --json", 0,
            "{\"name\":\"file8\",\"address\":1,\"value\":240,\"mask\":240}\n");
     EXPECT_EQ(m_folder.load("registers8").substr(1, 1), "\xf1");
+}
+
+TEST_F(LocalDevices, AreNotSaidToHaveBitsThatAMaskHeldBack) {
+    expect("write file8 0 0xff --mask 0x0f --json", 0, "{\"name\":\"file8\",\"address\":0,\"value\":15,\"mask\":15}\n");
+    EXPECT_EQ(m_folder.load("registers8").substr(0, 1), "\x0f");
+    expect("write file8 0 0xff --mask 0x0f --quiet", 0, "");
 }
 
 TEST_F(LocalDevices, AreReadBackWhenAWriteIsVerified) {
@@ -139,7 +146,7 @@ TEST_F(LocalDevices, AreReadBackWhenAWriteIsVerified) {
     ASSERT_EQ(symlink("/dev/zero", (m_folder.path() + "/registers8").c_str()), 0);
     expect("write file8 3 5", 0, "file8 0x00000003 = 0x05\n");
     expect("write file8 3 5 --verify", 1, "", "rynvelctl: file8: 0x00000003 reads 0x00 after 0x05 was written\n");
-    expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x05 under 0xf0\n");
+    expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 under 0xf0\n");
 }
 
 TEST_F(LocalDevices, AreDumped) {
@@ -161,6 +168,18 @@ TEST_F(LocalDevices, AreDumpedInEitherByteOrderOneByOneAndInABurst) {
     }
 }
 
+TEST_F(LocalDevices, AreDumpedUpToWhereTheyEnd) {
+    expect("dump file8 26 10", 1, "0x0000001a: 1a 1b 1c 1d 1e 1f\n", "rynvelctl: file8: reading 0x00000020 failed\n");
+    expect("dump file8 26 10 --quiet", 1, "0x1a\n0x1b\n0x1c\n0x1d\n0x1e\n0x1f\n",
+           "rynvelctl: file8: reading 0x00000020 failed\n");
+    expect("dump file8 30 10 --json", 1,
+           R"({"name":"file8","address":30,"width":8,"order":"host","values":[30,31]})"
+           "\n",
+           "rynvelctl: file8: reading 0x00000020 failed\n");
+    expect("dump file8 32 10", 1, "", "rynvelctl: file8: reading 0x00000020 failed\n");
+    expect("dump file8 26 10 --burst", 1, "", "rynvelctl: file8: reading a burst from 0x0000001a failed\n");
+}
+
 TEST_F(LocalDevices, AreNotDumpedInABurstThatTheLibraryCannotReport) {
     expect("dump file16 0 2 --burst", 2, "",
            "rynvelctl: file16: the library reports every burst of a Lseek16 device as failed\n");
@@ -169,7 +188,7 @@ TEST_F(LocalDevices, AreNotDumpedInABurstThatTheLibraryCannotReport) {
 TEST_F(LocalDevices, AreFilled) {
     expect("fill map16 2 3 0xabcd", 0, "map16 0x00000002 = 0xabcd in 3 registers\n");
     EXPECT_EQ(m_folder.load("map").substr(0, 10), std::string("\0\1\xcd\xab\xcd\xab\xcd\xab\x08\x09", 10));
-    expect("fill file8 0 2 1 --quiet", 0, "0x01\n");
+    expect("fill file8 0 2 1 --quiet", 0, "");
     expect("fill file8 0 2 1 --json", 0, "{\"name\":\"file8\",\"address\":0,\"count\":2,\"value\":1}\n");
 }
 
@@ -185,6 +204,12 @@ TEST_F(LocalDevices, AreWatchedForSoManyLooks) {
     expect("watch map32 0 --interval 1ms --count 2 --quiet", 0, "0x00000000 0x03020100\n");
     expect("watch map32 0 --count 1 --json", 0,
            "{\"name\":\"map32\",\"address\":0,\"value\":50462976,\"time\":\"TIME\"}\n");
+}
+
+TEST_F(LocalDevices, AreWatchedUntilTheTimeIsOut) {
+    for (const std::string line : {"watch map32 0 --interval 1m --timeout 50ms", "--timeout 50ms watch map32 0"}) {
+        expect(line, 4, "TIME map32 0x00000000 = 0x03020100\n", "rynvelctl: map32: not done within 50 ms\n");
+    }
 }
 
 TEST_F(LocalDevices, AreWatchedForChanges) {
@@ -279,7 +304,8 @@ TEST_F(LocalDevices, ReportABusErrorWithTheAddress) {
     expect("read torn 0x1000", 1, "", "rynvelctl: torn: reading 0x00001000 ended in a bus error\n");
     expect("write torn 0x1004 1", 1, "", "rynvelctl: torn: writing 0x00001004 ended in a bus error\n");
     expect("write torn 0x1004 1 --mask 1", 1, "", "rynvelctl: torn: writing 0x00001004 ended in a bus error\n");
-    expect("dump torn 0xff8 4", 1, "", "rynvelctl: torn: reading 0x00001000 ended in a bus error\n");
+    expect("dump torn 0xff8 4", 1, "0x00000ff8: 00000000 00000000\n",
+           "rynvelctl: torn: reading 0x00001000 ended in a bus error\n");
     expect("dump torn 0xff8 4 --burst", 1, "",
            "rynvelctl: torn: reading a burst from 0x00000ff8 ended in a bus error\n");
     expect("fill torn 0x1000 1 1", 1, "", "rynvelctl: torn: writing 0x00001000 ended in a bus error\n");
@@ -313,6 +339,29 @@ TEST_F(LocalDevices, TraceWhatTheyAreAskedTo) {
     EXPECT_NE(ending.error.find("Rynvel.Lseek 6 ENTER"), std::string::npos);
     EXPECT_NE(ending.error.find("read: Hex(address)=0x00000001"), std::string::npos);
     EXPECT_EQ(ending.error.find("Rynvel.PthreadMutex"), std::string::npos);
+}
+
+TEST_F(LocalDevices, TraceOneChannelForEachTimeThatTheyAreAskedTo) {
+    const Ending ending = run("read --trace Rynvel.Lseek=6 --trace Rynvel.PthreadMutex=6 file8 1");
+    EXPECT_EQ(ending.output, "file8 0x00000001 = 0x01\n");
+    EXPECT_NE(ending.error.find("Rynvel.Lseek 6 ENTER"), std::string::npos);
+    EXPECT_NE(ending.error.find("Rynvel.PthreadMutex"), std::string::npos);
+    expect("irq --trace Rynvel.*=0 nothing type", 2, "",
+           "rynvelctl: no device 'nothing' (rynvelctl list shows them)\n");
+}
+
+TEST_F(LocalDevices, SayWhichChannelsThereAreWhenATraceNamesNone) {
+    const Ending ending = run("--trace Rynvel.Lsek=6 read file8 1");
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.output, "");
+    EXPECT_EQ(ending.error.find("rynvelctl: trace 'Rynvel.Lsek=6' names no channel (there are Rynvel.Client, "), 0U)
+        << ending.error;
+    EXPECT_NE(ending.error.find(", Rynvel.Lseek, "), std::string::npos) << ending.error;
+}
+
+TEST_F(LocalDevices, NameTheCommandThatIsMeant) {
+    expect("rea map32 0", 2, "", "rynvelctl: unknown command 'rea' (did you mean 'read'?)\n");
+    expect("frobnicate map32 0", 2, "", "rynvelctl: unknown command 'frobnicate'\n");
 }
 
 TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {

@@ -27,129 +27,209 @@ protected:
         EXPECT_EQ(ending.error, error.empty() ? "" : "rynvelctl: " + error + '\n') << line;
     }
 
-    /** What happens before the operation: three times the device is opened, and its interrupts are asked for. */
+    /** What happens before the operation: the device is opened. */
     void opensThen(const std::vector<Reply>& replies) {
-        m_peer.script({success(), success(), success(), success()});
+        m_peer.script({success()});
         m_peer.script(replies);
     }
+
+    /** The bytes of the request behind the one that opens the device. */
+    std::vector<std::uint8_t> operation() { return m_peer.requests(2)[1].bytes; }
 
     TestPeer m_peer;
 };
 
-TEST_F(RemoteDevices, AreReadAtTheIndexOfTheRegister) {
+TEST_F(RemoteDevices, OfAMappedTypeAreReadAtTheIndexOfTheRegister) {
     opensThen({success({0x12345678})});
-    expect("--width 32 read remote 0x10", 0, "remote 0x00000010 = 0x12345678\n");
-    const auto bytes = m_peer.requests(5)[4].bytes;
+    expect("--type Uio32 read remote 0x10", 0, "remote 0x00000010 = 0x12345678\n");
+    const auto bytes = operation();
     EXPECT_EQ(bytes[3], 4);
     EXPECT_EQ(std::string(bytes.begin() + 4, bytes.begin() + 11), std::string("remote\0", 7));
     EXPECT_EQ(bytes[135], 4);
 }
 
-TEST_F(RemoteDevices, AreReadAtTheNumberItselfWithIndex) {
+TEST_F(RemoteDevices, OfAMappedTypeAreReadAtTheNumberItselfWithIndex) {
     opensThen({success({7})});
-    expect("--width 16 read remote 0x10 --index", 0, "remote 16 = 0x0007\n");
-    EXPECT_EQ(m_peer.requests(5)[4].bytes[135], 16);
+    expect("--type Tyvon16 read remote 0x10 --index", 0, "remote 16 = 0x0007\n");
+    EXPECT_EQ(operation()[135], 16);
+}
+
+TEST_F(RemoteDevices, OfASeekableTypeAreReadAtTheOffsetOfTheRegister) {
+    opensThen({success({7})});
+    expect("--type Lseek16 read remote 0x10", 0, "remote 0x00000010 = 0x0007\n");
+    EXPECT_EQ(operation()[135], 0x10);
+    m_peer.clearRequests();
+    opensThen({success({7})});
+    expect("--type TyvonInterrupt32 read remote 0x10 --index", 0, "remote 16 = 0x00000007\n");
+    EXPECT_EQ(operation()[135], 0x40);
 }
 
 TEST_F(RemoteDevices, OfEightBitsAreReadAtTheByteAddress) {
     opensThen({success({7})});
-    expect("--width 8 read remote 0x11", 0, "remote 0x00000011 = 0x07\n");
-    EXPECT_EQ(m_peer.requests(5)[4].bytes[135], 0x11);
+    expect("--type Lseek8 read remote 0x11", 0, "remote 0x00000011 = 0x07\n");
+    EXPECT_EQ(operation()[135], 0x11);
 }
 
-TEST_F(RemoteDevices, HaveTheWidthOfTheDeviceOfThatNameHere) {
+TEST_F(RemoteDevices, HaveTheTypeOfTheDeviceOfThatNameHere) {
     opensThen({success({7})});
     expect("read common.idt 0", 0, "common.idt 0x00000000 = 0x07\n");
-    EXPECT_EQ(m_peer.requests(5)[4].bytes[3], 2);
+    EXPECT_EQ(operation()[3], 2);
 }
 
-TEST_F(RemoteDevices, AreAnnouncedBeforeTheLibraryConnects) {
+TEST_F(RemoteDevices, ThatTheServerDoesNotOpenAreOutOfReach) {
     m_peer.script({refusal()});
-    expect("--width 32 read remote 0", 3, "", m_peer.address() + ": the server does not open 'remote'");
+    expect("--type Uio32 read remote 0", 3, "", m_peer.address() + ": the server does not open 'remote'");
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
+}
+
+TEST_F(RemoteDevices, CostOneConnectionAndTwoRequestsForARegister) {
+    opensThen({success({7})});
+    expect("--type Uio32 read remote 0", 0, "remote 0x00000000 = 0x00000007\n");
+    const auto requests = m_peer.requests(2);
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests[1].connection, 0U);
+}
+
+TEST_F(RemoteDevices, AreReachedByAddressesThatAServerPrints) {
+    const Ending ending =
+        runProgram(RYNVELCTL, {"--remote", "127.0.0.1:" + std::to_string(m_peer.port()), "irq", "rtc0", "enable"}, ".");
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "rtc0 interrupt enabled\n");
 }
 
 TEST_F(RemoteDevices, ThatRefuseFailTheOperation) {
     opensThen({refusal()});
-    expect("--width 32 read remote 8", 1, "", "remote: reading 0x00000008 failed");
+    expect("--type Uio32 read remote 8", 1, "", "remote: reading 0x00000008 failed: the server refuses it");
     opensThen({refusal()});
-    expect("--width 32 write remote 8 1", 1, "", "remote: writing 0x00000008 failed");
+    expect("--type Uio32 write remote 8 1", 1, "", "remote: writing 0x00000008 failed: the server refuses it");
     opensThen({refusal()});
-    expect("--width 32 ioctl remote 8 1", 1, "", "remote: the request failed");
+    expect("--type Uio32 ioctl remote 8 1", 1, "", "remote: the request failed: the server refuses it");
+    opensThen({refusal()});
+    expect("--type Uio32 irq remote enable", 1, "", "remote: enabling the interrupt failed: the server refuses it");
 }
 
 TEST_F(RemoteDevices, WithoutInterruptsSayHowTheyFare) {
-    m_peer.script({success(), success(), success(), refusal(), refusal(), success()});
-    expect("--width 32 read remote 8", 1, "", "remote: reading 0x00000008 failed");
-    m_peer.script({success(), success(), success(), refusal(), refusal(), success()});
-    expect("--width 32 irq remote type", 1, "", "remote: the server knows no interrupts of it");
-    m_peer.script({success(), success(), success(), refusal()});
-    expect("--width 32 wait remote", 1, "", "remote: the server reports no interrupts of it");
-    m_peer.script({success(), success(), success(), refusal(), refusal(), success()});
-    expect("--width 32 --quiet info remote", 0, "remote\n" + m_peer.address() + "\nRemote32\n32\nnone\nnone\nnone\n");
+    opensThen({refusal()});
+    expect("--type Uio32 irq remote type", 1, "", "remote: the server knows no interrupts of it");
+    m_peer.script({success(), success(), refusal()});
+    expect("--type Uio32 wait remote", 1, "", "remote: the server reports no interrupts of it");
+    opensThen({refusal()});
+    expect("--type Uio32 --quiet info remote", 0, "remote\n" + m_peer.address() + "\nRemote32\n32\nnone\nnone\nnone\n");
+}
+
+TEST_F(RemoteDevices, WhoseAnswersAreTooShortOrTooWideFailTheOperation) {
+    opensThen({success({1, 2})});
+    expect("--type Uio16 dump remote 0 3 --burst", 1, "",
+           m_peer.address() + ": the server answers with 2 values instead of 3");
+    opensThen({success()});
+    expect("--type Uio16 read remote 0", 1, "", m_peer.address() + ": the server answers with 0 values instead of 1");
+    opensThen({success({0x10000})});
+    expect("--type Uio16 read remote 0", 1, "",
+           m_peer.address() + ": the server answers with a value of more than 16 bits");
+}
+
+TEST_F(RemoteDevices, AreDumpedUpToWhereTheServerRefuses) {
+    opensThen({success({1}), success({2}), refusal()});
+    expect("--type Uio32 dump remote 0 4", 1, "0x00000000: 00000001 00000002\n",
+           "remote: reading 0x00000008 failed: the server refuses it");
 }
 
 TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
     const std::string closed = m_peer.address() + ": the connection was closed";
     m_peer.script({closing()});
-    expect("--width 32 read remote 8", 3, "", closed);
+    expect("--type Uio32 read remote 8", 3, "", closed);
     opensThen({closing()});
-    expect("--width 32 read remote 8", 3, "", closed);
+    expect("--type Uio32 read remote 8", 3, "", closed);
     opensThen({closing()});
-    expect("--width 32 irq remote enable", 3, "", closed);
+    expect("--type Uio32 irq remote enable", 3, "", closed);
     m_peer.script({closing()});
     expect("ping", 3, "", closed);
 }
 
 TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
-    for (std::size_t answers = 0; answers < 5; ++answers) {
+    // In vain for the device, its interrupts, their report, and the enabling.
+    for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());
         m_peer.script(replies);
-        expect("--timeout 50ms --width 32 read remote 8", 4, "", silent);
+        expect("--timeout 50ms --type Uio32 wait remote", 4, "", silent);
     }
+    opensThen({silence()});
+    expect("--timeout 50ms --type Uio32 read remote 8", 4, "", silent);
     m_peer.script({silence()});
     expect("--timeout 50ms ping", 4, "", silent);
 }
 
+TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitStands) {
+    const std::string silent = m_peer.address() + ": no answer within 50 ms";
+    for (const std::string line :
+         {"--timeout 50ms wait rtc0", "wait --timeout 50ms rtc0", "wait rtc0 --timeout 50ms"}) {
+        m_peer.script({silence()});
+        expect(line, 4, "", silent);
+    }
+}
+
+TEST_F(RemoteDevices, AreOpenedBeforeAPingAsksForAnything) {
+    m_peer.script({refusal(), refusal()});
+    const Ending ending = run("ping --count 1");
+    EXPECT_EQ(ending.status, 0) << ending.error;
+    const auto requests = m_peer.requests(2);
+    EXPECT_EQ(requests[0].bytes[3], 0);
+    EXPECT_EQ(requests[1].bytes[3], 9);
+}
+
 TEST_F(RemoteDevices, AreDumpedInOneRequestWithBurst) {
     opensThen({success({1, 2, 3})});
-    expect("--width 16 dump remote 4 3 --burst --order network", 0, "0x00000004: 0001 0002 0003\n");
-    const auto bytes = m_peer.requests(5)[4].bytes;
+    expect("--type Uio16 dump remote 4 3 --burst --order network", 0, "0x00000004: 0001 0002 0003\n");
+    const auto bytes = operation();
     EXPECT_EQ(bytes[651], 3);
     EXPECT_EQ(bytes[655], 0);
 }
 
 TEST_F(RemoteDevices, ReportTheirInterrupts) {
-    Program program(RYNVELCTL, remotely("--width 32 wait remote --count 2"), ".");
-    // The first five requests open the device and enable its interrupt.
-    m_peer.requests(5);
-    m_peer.send(2, {0, 0, 1, 2});
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 2"), ".");
+    // The first four requests open the device, arm its interrupts and enable them.
+    m_peer.requests(4);
+    m_peer.send(1, {0, 0});
+    m_peer.send(1, {1, 2});
     EXPECT_EQ(withoutTimes(program.outputLine()), "TIME remote interrupt, word 258");
-    m_peer.requests(6);
-    m_peer.send(2, {0, 0, 0, 7});
+    m_peer.requests(5);
+    m_peer.send(1, {0, 0, 0, 7});
     EXPECT_EQ(withoutTimes(program.outputLine()), "TIME remote interrupt, word 7");
     EXPECT_EQ(program.wait().status, 0);
 }
 
 TEST_F(RemoteDevices, AreOutOfReachWhenTheConnectionOfTheirInterruptsIsClosed) {
-    Program program(RYNVELCTL, remotely("--width 32 wait remote"), ".");
-    m_peer.requests(5);
-    m_peer.close(2);
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
+    m_peer.requests(4);
+    m_peer.close(1);
     const Ending ending = program.wait();
     EXPECT_EQ(ending.status, 3);
     EXPECT_EQ(ending.error, "rynvelctl: " + m_peer.address() + ": the connection was closed\n");
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilTheTimeIsOut) {
-    expect("--width 32 wait remote --timeout 20ms", 4, "", "remote: no interrupt within 20 ms");
-    expect("--width 32 wait remote --timeout 0", 4, "", "remote: no interrupt within 0 ms");
+    // Connecting takes a part of the time of the whole command: it must be enough for it.
+    expect("--type Uio32 wait remote --timeout 1s", 4, "", "remote: no interrupt within 1 s");
+    expect("--timeout 1s --type Uio32 wait remote", 4, "", "remote: no interrupt within 1 s");
+    expect("--type Uio32 wait remote --each 20ms", 4, "", "remote: no interrupt within 20 ms");
+    expect("--type Uio32 wait remote --each 0", 4, "", "remote: no interrupt within 0 ms");
+}
+
+TEST_F(RemoteDevices, AreWaitedForWithOneTimeForAllInterrupts) {
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 3 --timeout 2s"), ".");
+    m_peer.requests(4);
+    m_peer.send(1, {0, 0, 0, 1});
+    const Ending ending = program.wait();
+    EXPECT_EQ(ending.status, 4);
+    EXPECT_EQ(withoutTimes(ending.output), "TIME remote interrupt, word 1\n");
+    EXPECT_EQ(ending.error, "rynvelctl: remote: 1 of 3 interrupts within 2 s\n");
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
-    Program program(RYNVELCTL, remotely("--width 32 wait remote"), ".");
-    m_peer.requests(5);
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
+    m_peer.requests(4);
     program.signal(SIGINT);
     const Ending ending = program.wait();
     EXPECT_EQ(ending.status, -SIGINT);
@@ -163,21 +243,29 @@ TEST_F(RemoteDevices, AreNotReachedWhereNobodyListens) {
     EXPECT_EQ(ending.error, "rynvelctl: " + nobody.address() + ": Connection refused\n");
 }
 
-/** The program on the server of this build, which simulates its devices. */
-class SimulatedDevices : public testing::Test {
-protected:
-    SimulatedDevices() : m_server(RYNVELD, {"--simulate", "--listen", "127.0.0.1:0"}, ".") {
-        const std::string line = m_server.errorLine();
+/** A server of this build, on a port of the system's choice. */
+class RunningServer {
+public:
+    RunningServer(const std::string& path, const std::string& options, const std::string& folder)
+        : m_program(path, words("--listen 127.0.0.1:0 " + options), folder) {
+        const std::string line = m_program.errorLine();
         const std::size_t colon = line.rfind(':', line.find(','));
         m_address = "127.0.0.1::" + line.substr(colon + 1, line.find(',') - colon - 1);
     }
 
-    Arguments remotely(const std::string& line) const {
-        Arguments arguments{"--remote", m_address};
-        const Arguments rest = words(line);
-        arguments.insert(arguments.end(), rest.begin(), rest.end());
-        return arguments;
-    }
+    const std::string& address() const { return m_address; }
+
+private:
+    Program m_program;
+    std::string m_address;
+};
+
+/** The program on a server that simulates its devices. */
+class SimulatedDevices : public testing::Test {
+protected:
+    explicit SimulatedDevices(const std::string& options = "") : m_server(RYNVELD, "--simulate " + options, ".") {}
+
+    Arguments remotely(const std::string& line) const { return words("--remote " + m_server.address() + ' ' + line); }
 
     void expect(const std::string& line, int status, const std::string& output, const std::string& error = "") const {
         const Ending ending = runProgram(RYNVELCTL, remotely(line), ".");
@@ -186,19 +274,19 @@ protected:
         EXPECT_EQ(ending.error, error.empty() ? "" : "rynvelctl: " + error + '\n') << line;
     }
 
-    Program m_server;
-    std::string m_address;
+    RunningServer m_server;
+    const std::string m_address = m_server.address();
 };
 
 TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("info traf.top --json", 0,
            R"({"name":"traf.top","path":")" + m_address +
-               R"(","backend":"Remote32","width":32,"mapSize":null,"interruptType":4,"descriptor":4})"
+               R"(","backend":"Remote32","width":32,"mapSize":null,"interruptType":4,"descriptor":null})"
                "\n");
     expect("info common.idt --quiet", 0, "common.idt\n" + m_address + "\nRemote8\n8\nnone\nnone\nnone\n");
     expect("write traf.top 0x10 0x12345678 --verify", 0, "traf.top 0x00000010 = 0x12345678\n");
     expect("write traf.top 0x10 0xffff --mask 0xff00 --verify", 0,
-           "traf.top 0x00000010 = 0x0000ffff under 0x0000ff00\n");
+           "traf.top 0x00000010 = 0x0000ff00 under 0x0000ff00\n");
     expect("read traf.top 0x10", 0, "traf.top 0x00000010 = 0x1234ff78\n");
     expect("read traf.top 4 --index --quiet", 0, "0x1234ff78\n");
     expect("dump traf.top 0x8 5", 0, "0x00000008: 00000000 00000000 1234ff78 00000000\n0x00000018: 00000000\n");
@@ -209,23 +297,24 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("fill common.idt 3 2 0xaa", 0, "common.idt 0x00000003 = 0xaa in 2 registers\n");
     expect("dump common.idt 0 6 --burst", 0, "0x00000000: 00 00 00 aa aa 00\n");
     expect("watch common.idt 3 5 --count 2 --interval 1ms --quiet", 0, "0x00000003 0xaa\n0x00000005 0x00\n");
-    expect("ioctl traf.top 1 2", 1, "", "traf.top: the request failed");
-    expect("read traf.top 0x1000", 1, "", "traf.top: reading 0x00001000 failed");
-    expect("--width 8 read traf.top 0", 1, "", "traf.top: reading 0x00000000 failed");
-    expect("--width 32 read nothing 0", 3, "", m_address + ": the server does not open 'nothing'");
+    expect("ioctl traf.top 1 2", 1, "", "traf.top: the request failed: the server refuses it");
+    expect("read traf.top 0x1000", 1, "", "traf.top: reading 0x00001000 failed: the server refuses it");
+    expect("--type Lseek8 read traf.top 0", 1, "", "traf.top: reading 0x00000000 failed: the server refuses it");
+    expect("--type Uio32 read nothing 0", 3, "", m_address + ": the server does not open 'nothing'");
 }
 
 TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
     expect("irq rtc0 type", 0, "rtc0 interrupt type = 4\n");
     expect("irq rtc0 enable", 0, "rtc0 interrupt enabled\n");
     expect("irq rtc0 disable --json", 0, "{\"name\":\"rtc0\",\"interrupt\":\"disabled\"}\n");
-    expect("wait rtc0 --timeout 20ms", 4, "", "rtc0: no interrupt within 20 ms");
+    expect("wait rtc0 --each 20ms", 4, "", "rtc0: no interrupt within 20 ms");
     // Each on a device that no earlier command may still be connected to.
     expect("irq tod raise 42 --quiet", 0, "");
     expect("wait tod --timeout 30s", 0, "TIME tod interrupt, word 42\n");
     expect("irq sync raise", 0, "sync interrupt raised\n");
     expect("wait sync --json", 0, "{\"name\":\"sync\",\"word\":1,\"time\":\"TIME\"}\n");
-    expect("irq common.idt raise", 1, "", "common.idt: the server raises no interrupt of it");
+    expect("--type Uio32 irq common.idt raise", 1, "", "common.idt: the server raises no interrupt of it");
+    expect("irq common.idt raise", 2, "", "common.idt: a device of type Lseek8 has no interrupts");
 }
 
 TEST_F(SimulatedDevices, InterruptWhoWaits) {
@@ -245,6 +334,77 @@ TEST_F(SimulatedDevices, AnswerPings) {
     const Ending nameless = runProgram(RYNVELCTL, remotely("ping"), ".");
     EXPECT_EQ(nameless.output.find(m_address + ": 10 round trips, min "), 0U);
     expect("ping nothing", 3, "", m_address + ": the server does not open 'nothing'");
+}
+
+class SimulatedDevicesInPieces : public SimulatedDevices {
+protected:
+    SimulatedDevicesInPieces() : SimulatedDevices("--fault split=50ms") {}
+};
+
+TEST_F(SimulatedDevicesInPieces, AreReadAndWrittenAsTheyAre) {
+    expect("write traf.top 4 0xdeadbeef", 0, "traf.top 0x00000004 = 0xdeadbeef\n");
+    expect("read traf.top 4", 0, "traf.top 0x00000004 = 0xdeadbeef\n");
+    expect("dump traf.top 0 3 --burst", 0, "0x00000000: 00000000 deadbeef 00000000\n");
+    expect("write traf.top 0x1000 1", 1, "", "traf.top: writing 0x00001000 failed: the server refuses it");
+    expect("wait tod --each 20ms", 4, "", "tod: no interrupt within 20 ms");
+    expect("irq tod raise 42 --quiet", 0, "");
+    expect("wait tod --timeout 30s", 0, "TIME tod interrupt, word 42\n");
+}
+
+class SimulatedDevicesThatFailAtTimes : public SimulatedDevices {
+protected:
+    SimulatedDevicesThatFailAtTimes() : SimulatedDevices("--fault error:3") {}
+};
+
+TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedToFailAndNotToBeGone) {
+    expect("dump traf.top 0 2", 1, "0x00000000: 00000000\n",
+           "traf.top: reading 0x00000004 failed: the server refuses it");
+}
+
+/** The program on files of this machine, and on the same files at a server. */
+class ServedFiles : public testing::Test {
+protected:
+    ServedFiles() {
+        std::string bytes;
+        for (int i = 0; i < 64; ++i) {
+            bytes += static_cast<char>(i);
+        }
+        for (const std::string name : {"registers8", "registers16", "registers32"}) {
+            m_folder.store(name, bytes);
+        }
+        m_folder.store("map", bytes + std::string(4032, '\0'));
+    }
+
+    std::string outputOf(const std::string& line) const {
+        const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path());
+        EXPECT_EQ(ending.status, 0) << line;
+        EXPECT_EQ(ending.error, "") << line;
+        return ending.output;
+    }
+
+    std::string remotely(const std::string& line) const { return "--remote " + m_server.address() + ' ' + line; }
+
+    TestFolder m_folder;
+    RunningServer m_server{RYNVELD_FOR_TESTS, "", m_folder.path()};
+};
+
+TEST_F(ServedFiles, AreReadAtTheSameRegistersHereAndThere) {
+    for (const std::string device : {"file8", "file16", "file32", "map16", "map32"}) {
+        for (const std::string& line :
+             {"read " + device + " 8", "read " + device + " 3 --index", "dump " + device + " 4 5"}) {
+            EXPECT_EQ(outputOf(remotely(line)), outputOf(line)) << line;
+        }
+    }
+    EXPECT_EQ(outputOf(remotely("read file32 8")), "file32 0x00000008 = 0x0b0a0908\n");
+    EXPECT_EQ(outputOf(remotely("--type Lseek16 read file16 2")), "file16 0x00000002 = 0x0302\n");
+}
+
+TEST_F(ServedFiles, AreWrittenAtTheSameRegistersHereAndThere) {
+    outputOf(remotely("write file32 8 0xffffffff --verify"));
+    EXPECT_EQ(m_folder.load("registers32").substr(0, 16),
+              std::string("\0\1\2\3\4\5\6\7\xff\xff\xff\xff\x0c\x0d\x0e\x0f", 16));
+    outputOf(remotely("fill file16 2 2 0xaaaa"));
+    EXPECT_EQ(m_folder.load("registers16").substr(0, 8), std::string("\0\1\xaa\xaa\xaa\xaa\6\7", 8));
 }
 
 } // namespace

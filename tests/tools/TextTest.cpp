@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Addressing.h"
+#include "CommandTime.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Json.h"
@@ -18,6 +19,8 @@ using Inventory::DeviceKind;
 
 constexpr DeviceKind seekable16{"Lseek16", Access::Seekable, 16, false, false, 2};
 constexpr DeviceKind mapped32{"Uio32", Access::Mapped, 32, true, true, 1};
+constexpr DeviceKind remote8{"Remote8", Access::Remote, 8, true, false, 1};
+constexpr DeviceKind remote32{"Remote32", Access::Remote, 32, true, false, 1};
 constexpr DeviceKind seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
 
 /** What a failing call tells its user. */
@@ -137,6 +140,17 @@ TEST(Addressing, RefusesWhatHasNoAddressOf32Bits) {
               "d: 2 registers from 0xfffffffc on go beyond the last address");
 }
 
+TEST(Addressing, RefusesToGuessWhatARemoteRowCountsIn) {
+    const std::string problem = "d: --type is needed for any address but 0: the type that the device has at its server "
+                                "decides what the address is there";
+    const Addressing bytes("d", remote32, AddressUnit::Bytes);
+    EXPECT_EQ(bytes.locate("0").deviceAddress, 0U);
+    EXPECT_EQ(complaint([&] { bytes.locate("4"); }), problem);
+    EXPECT_EQ(complaint([&] { bytes.requireAddresses(bytes.locate("0"), 2); }), problem);
+    EXPECT_EQ(complaint([] { Addressing("d", remote32, AddressUnit::Registers).locate("1"); }), problem);
+    EXPECT_EQ(Addressing("d", remote8, AddressUnit::Bytes).locate("5").deviceAddress, 5U);
+}
+
 TEST(Addressing, RefusesWhatIsOutsideOfTheMap) {
     const Addressing mapped("d", mapped32, AddressUnit::Bytes);
     mapped.requireInside(4096, mapped.locate("0xffc"), 1);
@@ -170,11 +184,39 @@ TEST(Json, EscapesWhatStringsMustNotHold) {
 TEST(Diagnostics, AreOneLine) { EXPECT_EQ(diagnostic("a\nb\x1b"), "rynvelctl: a?b?\n"); }
 
 TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
-    EXPECT_EQ(Server("node", std::chrono::seconds(1)).name(), "node::8888");
-    EXPECT_EQ(Server("10.0.0.7::9000", std::chrono::seconds(1)).name(), "10.0.0.7::9000");
-    EXPECT_EQ(complaint([] { Server("::9000", std::chrono::seconds(1)); }), "server '::9000' names no host");
-    EXPECT_EQ(complaint([] { Server("node::", std::chrono::seconds(1)); }), "port '' is no number (decimal, 0x or 0b)");
-    EXPECT_EQ(complaint([] { Server("node::65536", std::chrono::seconds(1)); }), "port '65536' is above 65535");
+    const CommandTime time(std::nullopt);
+    EXPECT_EQ(Server("node", time).name(), "node::8888");
+    EXPECT_EQ(Server("10.0.0.7::9000", time).name(), "10.0.0.7::9000");
+    EXPECT_EQ(Server("10.0.0.7:9000", time).name(), "10.0.0.7::9000");
+    EXPECT_EQ(Server("node:9000", time).name(), "node::9000");
+    for (const std::string text : {"::9000", ":9000", "a:b:9000", "a:b::9000"}) {
+        EXPECT_EQ(complaint([&] { Server(text, time); }), "server '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
+    }
+    EXPECT_EQ(complaint([&] { Server("node::", time); }), "port '' is no number (decimal, 0x or 0b)");
+    EXPECT_EQ(complaint([&] { Server("node:65536", time); }), "port '65536' is above 65535");
+}
+
+TEST(CommandTimes, AreTheAnswersTimesToo) {
+    using std::chrono::milliseconds;
+    const CommandTime unlimited(std::nullopt);
+    EXPECT_EQ(unlimited.deadline().moment(), std::nullopt);
+    EXPECT_NE(unlimited.answerDeadline().moment(), std::nullopt);
+    EXPECT_EQ(unlimited.limit(), "5 s");
+    unlimited.require("map32");
+    const CommandTime limited(milliseconds(60'000));
+    EXPECT_EQ(limited.answerDeadline().moment(), limited.deadline().moment());
+    EXPECT_EQ(limited.limit(), "1 m");
+    limited.require("map32");
+}
+
+TEST(CommandTimes, EndTheCommandWhenTheyAreOver) {
+    try {
+        CommandTime(std::chrono::milliseconds(0)).require("map32");
+        ADD_FAILURE() << "it went on";
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.status(), ExitStatus::TimedOut);
+        EXPECT_STREQ(failure.what(), "map32: not done within 0 ms");
+    }
 }
 
 TEST(Views, DumpSixteenBytesALine) {

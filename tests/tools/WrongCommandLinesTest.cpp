@@ -77,8 +77,8 @@ const std::vector<Group>& localGroups() {
         {wrongUsage,
          {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
           "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
-          "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--width 32 read map32 0",
-          "--timeout", "-"}},
+          "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--type Uio32 read map32 0",
+          "--type Uio32 list", "--timeout", "-"}},
         // Names.
         {wrongUsage,
          withEach("read ", {"nothing", "map", "MAP32", "map32.", "map32x", "seek", "0", "file8,file16", "/dev/null"},
@@ -110,18 +110,22 @@ const std::vector<Group>& localGroups() {
         // Times, byte orders, widths, traces, servers.
         {wrongUsage, withEach("watch file8 0 --interval ", {"1", "0s", "0", "1h", "s", "1.5s", "2d", "25000m"})},
         {wrongUsage, withEach("wait map32 --timeout ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
+        {wrongUsage, withEach("wait map32 --each ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
         {wrongUsage, withEach("read map32 0 --timeout ", {"1", "0", "0ms", "fast"})},
         {wrongUsage, {"wait map32 --count 0", "wait map32 --count x", "watch map32 0 --count 0"}},
         {wrongUsage, withEach("dump map32 0 1 --order ", {"big", "Host", "little", "0"})},
         {wrongUsage, {"dump file16 0 1 --burst", "dump file32 0 1 --burst"}},
-        {wrongUsage, withEach("read map32 0 --trace ", {"x", "x=", "x=8", "x=-1", "=3", "x=10", "x=y"})},
+        {wrongUsage, withEach("read map32 0 --trace ",
+                              {"x", "x=", "x=8", "x=-1", "=3", "x=10", "x=y", "x=3", "Rynvel.Lsek=3", "rynvel.*=3"})},
+        {wrongUsage, withEach("--type Uio32 read r 0 --remote ", {"::", "::1", "h::", "h::0", "h::65536", "h::x",
+                                                                  "h::1::2", ":", ":1", "h:", "h:0", "h:x", "a:b:c"})},
         {wrongUsage,
-         withEach("--width 32 read r 0 --remote ", {"::", "::1", "h::", "h::0", "h::65536", "h::x", "h::1::2"})},
-        {wrongUsage, withEach("--remote h read r 0 --width ", {"0", "1", "7", "24", "64", "x", "08", "-8"})},
+         withEach("--remote h read r 0 --type ", {"8", "Uio", "uio32", "Uio8", "Remote32", "Lseek64", "-8"})},
         {wrongUsage, {"--remote h read nothing 0", "--remote h list", "ping", "ping map32"}},
         {wrongUsage, {"--remote h ping --count 0", "--remote h ping --count 1000001", "--remote h ping a b"}},
-        {wrongUsage, {"--remote h --width 32 dump r 0 129 --burst", "--remote h --width 8 write r 0 256"}},
-        {wrongUsage, {"--remote h --width 32 read r 2", "--remote h --width 8 read " + std::string(128, 'n') + " 0"}},
+        {wrongUsage, {"--remote h --type Uio32 dump r 0 129 --burst", "--remote h --type Lseek8 write r 0 256"}},
+        {wrongUsage,
+         {"--remote h --type Uio32 read r 2", "--remote h --type Lseek8 read " + std::string(128, 'n') + " 0"}},
         // Devices that are not there, or are something else.
         {unreachable,
          {"read missing 0", "write missing 0 1", "dump missing 0 1", "dump missing 0 1 --burst", "fill missing 0 1 1",
@@ -129,26 +133,10 @@ const std::vector<Group>& localGroups() {
           "irq missing.map type", "irq missing.map enable", "irq missing.map disable", "wait missing.map",
           "read folder 0", "read sizeless 0", "read uio 0", "wait uio"}},
         {failed,
-         {"read file8 4096",
-          "read file16 4096",
-          "read file32 4096",
-          "dump file8 4090 20",
-          "dump file8 4090 20 --burst",
-          "read torn 4096",
-          "write torn 4096 1",
-          "dump torn 4092 2",
-          "dump torn 4092 2 --burst",
-          "ioctl file8 1 2",
-          "ioctl map32 0x80000000 0",
-          "irq map32 type",
-          "irq map32 enable",
-          "wait map32 --timeout 1s",
-          "read spi 0",
-          "write spi 0 1",
-          "dump spi 0 2 --burst",
-          "write full 0 1",
-          "fill full 0 2 1",
-          "info map32"}},
+         {"read file8 4096", "read file16 4096", "read file32 4096", "dump file8 4090 20 --burst", "read torn 4096",
+          "write torn 4096 1", "dump torn 4092 2 --burst", "ioctl file8 1 2", "ioctl map32 0x80000000 0",
+          "irq map32 type", "irq map32 enable", "wait map32 --timeout 1s", "read spi 0", "write spi 0 1",
+          "dump spi 0 2 --burst", "write full 0 1", "fill full 0 2 1", "info map32"}},
     };
     return groups;
 }
@@ -205,8 +193,8 @@ const std::vector<std::string>& remoteLines() {
                                                    "ping",
                                                    "ping map32",
                                                    "read file8 0",
-                                                   "--width 16 read r 0",
-                                                   "--width 32 read r 0"};
+                                                   "--type Uio16 read r 0",
+                                                   "--type Uio32 read r 0"};
     return lines;
 }
 
@@ -229,7 +217,7 @@ TEST_F(WrongCommandLines, WithEmptyValuesGiveOneLineAndAreNotTakenForNone) {
         expectOneLine({option, "", "read", "map32", "0"}, wrongUsage);
         expectOneLine({option + "=", "read", "map32", "0"}, wrongUsage);
     }
-    expectOneLine({"--remote", "127.0.0.1", "--width", "", "read", "map32", "0"}, wrongUsage);
+    expectOneLine({"--remote", "127.0.0.1", "--type", "", "read", "map32", "0"}, wrongUsage);
     expectOneLine({"write", "map32", "0", "1", "--mask", ""}, wrongUsage);
     expectOneLine({"watch", "map32", "0", "--count", ""}, wrongUsage);
     expectOneLine({"wait", "map32", "--timeout", ""}, wrongUsage);

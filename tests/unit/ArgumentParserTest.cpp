@@ -21,7 +21,7 @@ protected:
         const auto name = program.addOption("-n,--name", "NAME", m_name, "a text").showDefault();
         program.addOption("--size", "SIZE", m_size, 1, 10, "a number").needs(name);
         program.addOption("--one", "ITEM", m_singles, "one value each").takeOneValue();
-        program.addOption("--some", "ITEM", m_several, "values up to the next option").showOneValue();
+        program.addOption("--some", "ITEM", m_several, "values up to the next option");
         program.addFlag("--flag", m_isGiven, "a flag").excludes(name);
         const Command command = program.addCommand("command", "does it", [this] { ++m_calls; });
         command.addArgument("FIRST", m_first, "must be given");
@@ -106,7 +106,7 @@ TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
     expectWrong({"--nothing"}, "The following argument was not expected: --nothing");
     expectWrong({"--name"}, "--name: 1 required NAME missing");
-    expectWrong({"--one", "a", "b"}, "The following argument was not expected: b");
+    expectWrong({"other", "--one", "a", "b", "c"}, "The following argument was not expected: c");
     expectWrong({"--name", "a", "--size", "11"}, "--size: Value 11 not in range 1 to 10");
     expectWrong({"--name", "a", "--size", "0"}, "--size: Value 0 not in range 1 to 10");
     expectWrong({"--size", "2"}, "--size requires --name");
@@ -116,12 +116,21 @@ TEST_F(ArgumentParsers, SayWhatIsWrong) {
     EXPECT_EQ(m_calls, 0);
 }
 
+TEST_F(ArgumentParsers, NameTheCommandThatAWordIsMeantToBe) {
+    expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
+    expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");
+    expectWrong({"--flag", "ohter", "--nothing"}, "unknown command 'ohter' (did you mean 'other'?)");
+    expectWrong({"frobnicate"}, "unknown command 'frobnicate'");
+    expectWrong({"o"}, "unknown command 'o'");
+    EXPECT_EQ(m_calls, 0);
+}
+
 TEST_F(ArgumentParsers, AnswerWithTheVersion) { EXPECT_EQ(answerTo({"--version"}), "program 1.2\n"); }
 
 TEST_F(ArgumentParsers, AnswerWithTheHelpOfTheProgram) {
     const std::string help = answerTo({"--help"});
     for (const char* text : {"what it is for\n", "  -n,--name NAME=default ", "  --size SIZE Needs: --name",
-                             "  --one ITEM ... ", "  --some ITEM  ", "  command  ", "\nthe footer\n"}) {
+                             "  --one ITEM ... ", "  --some ITEM ... ", "  command  ", "\nthe footer\n"}) {
         EXPECT_NE(help.find(text), std::string::npos) << text << " in\n" << help;
     }
 }
@@ -147,7 +156,7 @@ TEST_F(ArgumentParsers, DescribeThemselves) {
     EXPECT_FALSE(program.options[3].isPositional);
     EXPECT_FALSE(program.options[3].takesSeveral);
     EXPECT_TRUE(program.options[4].takesSeveral);
-    EXPECT_FALSE(program.options[5].takesSeveral);
+    EXPECT_TRUE(program.options[5].takesSeveral);
     ASSERT_EQ(program.commands.size(), 2U);
     EXPECT_EQ(program.commands[1].name, "other");
 }

@@ -1,0 +1,45 @@
+/**
+ * @file
+ * Moments by which something must have happened.
+ */
+#ifndef RYNVEL_INVENTORY_DEADLINE_H
+#define RYNVEL_INVENTORY_DEADLINE_H
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace Inventory {
+
+/** A moment of the steady clock, or one that never comes. */
+class Deadline {
+public:
+    using Moment = std::chrono::steady_clock::time_point;
+
+    /** One that never comes. */
+    Deadline() = default;
+
+    /** @param time from now on. */
+    explicit Deadline(std::chrono::milliseconds time) : m_moment(std::chrono::steady_clock::now() + time) {}
+
+    /** None for one that never comes. */
+    const std::optional<Moment>& moment() const { return m_moment; }
+
+    bool isOver() const { return pollTime() == 0; }
+
+    /** The milliseconds that are left, as poll() takes them: rounded up, 0 when it is over, -1 when it never comes. */
+    int pollTime() const;
+
+    /** The one of two that comes first. */
+    static Deadline earlier(const Deadline& one, const Deadline& other);
+
+private:
+    std::optional<Moment> m_moment;
+};
+
+/** Gives the deadline of what begins now. */
+using Deadlines = std::function<Deadline()>;
+
+} // namespace Inventory
+
+#endif

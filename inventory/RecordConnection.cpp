@@ -1,0 +1,215 @@
+#include "RecordConnection.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <future>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+#include <ZilTrace.h>
+
+namespace Inventory {
+
+namespace {
+
+using Cause = ExchangeError::Cause;
+
+constexpr ZilTraceLevel ordinaryLevel = 3;
+constexpr ZilTraceLevel recordLevel = 7;
+constexpr ZilTraceHdrOption headerOption = 256;
+
+ZilTrace recordTrace("Rynvel.Client", ordinaryLevel, headerOption);
+
+void traceRecord(const ZilTraceHeader& header, const Rynvel::IMessage& message) {
+    if (recordTrace.isEnabled(recordLevel)) {
+        std::ostringstream text;
+        message.toStream(text);
+        recordTrace.logMsg(recordLevel, header, text.str().c_str());
+    }
+}
+
+ExchangeError unreachable(const std::string& reason) { return {Cause::Unreachable, reason}; }
+
+ExchangeError closed() { return unreachable("the connection was closed"); }
+
+ExchangeError timedOut() { return {Cause::TimedOut, "no answer in time"}; }
+
+struct Lookup {
+    int error;
+    in_addr address;
+};
+
+Lookup lookUpNow(const std::string& host, int flags) {
+    addrinfo wanted{};
+    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_STREAM;
+    wanted.ai_flags = flags;
+    addrinfo* found = nullptr;
+    Lookup lookup{getaddrinfo(host.c_str(), nullptr, &wanted, &found), {}};
+    if (lookup.error == 0) {
+        sockaddr_in address{};
+        std::memcpy(&address, found->ai_addr, sizeof(address));
+        lookup.address = address.sin_addr;
+        freeaddrinfo(found);
+    }
+    return lookup;
+}
+
+// The resolver has no deadline of its own: when it takes too long it is left to itself.
+Lookup lookUp(const std::string& host, const Deadline& deadline) {
+    std::packaged_task<Lookup()> task([host] { return lookUpNow(host, 0); });
+    std::future<Lookup> result = task.get_future();
+    std::thread(std::move(task)).detach();
+    if (deadline.moment() && result.wait_until(*deadline.moment()) != std::future_status::ready) {
+        throw timedOut();
+    }
+    return result.get();
+}
+
+sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
+    Lookup lookup = lookUpNow(server.host, AI_NUMERICHOST);
+    if (lookup.error == EAI_NONAME) {
+        lookup = lookUp(server.host, deadline);
+    }
+    if (lookup.error != 0) {
+        throw unreachable(gai_strerror(lookup.error));
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(server.port);
+    address.sin_addr = lookup.address;
+    return address;
+}
+
+/** The error that a connection has run into; 0 when it is made. */
+int connectionError(int socket) {
+    int error = 0;
+    socklen_t size = sizeof(error);
+    return ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+/** The bytes that a transfer has moved; 0 when it is to be tried again once the socket is ready. */
+std::size_t moved(ssize_t count) {
+    if (count >= 0) {
+        return static_cast<std::size_t>(count);
+    }
+    if (errno == EAGAIN || errno == EINTR) {
+        return 0;
+    }
+    if (errno == EPIPE || errno == ECONNRESET) {
+        throw closed();
+    }
+    throw unreachable(std::strerror(errno));
+}
+
+} // namespace
+
+RecordConnection::Socket::Socket() : descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+    if (descriptor == -1) {
+        throw unreachable(std::strerror(errno));
+    }
+}
+
+RecordConnection::Socket::~Socket() { ::close(descriptor); }
+
+RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline) {
+    const sockaddr_in address = resolve(server, deadline);
+    int error = ::connect(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+    if (error == EINPROGRESS || error == EINTR) {
+        await(POLLOUT, deadline);
+        error = connectionError(descriptor());
+    }
+    if (error != 0) {
+        throw unreachable(std::strerror(error));
+    }
+}
+
+Rynvel::Response RecordConnection::exchange(const Rynvel::Request& request, const Deadline& deadline) {
+    requireInStep();
+    m_isInStep = false;
+    Rynvel::Response response;
+    send(request, deadline);
+    receive(response, deadline);
+    m_isInStep = true;
+    return response;
+}
+
+Rynvel::Response RecordConnection::demand(const Rynvel::Request& request, const Deadline& deadline) {
+    Rynvel::Response response = exchange(request, deadline);
+    if (!response.isSuccessful()) {
+        throw ExchangeError(Cause::Refused, "the server refuses it");
+    }
+    return response;
+}
+
+void RecordConnection::open(const std::string& deviceName, const Deadline& deadline) {
+    const Rynvel::Request announcement(Rynvel::RequestData::Type::Open, deviceName);
+    if (!exchange(announcement, deadline).isSuccessful()) {
+        throw ExchangeError(Cause::NotServed, "the server does not open '" + deviceName + "'");
+    }
+}
+
+std::uint32_t RecordConnection::receiveInterrupt(const Deadline& deadline) {
+    requireInStep();
+    await(POLLIN, deadline);
+    m_isInStep = false;
+    Rynvel::InterruptMessage interrupt;
+    receive(interrupt, deadline);
+    m_isInStep = true;
+    std::uint32_t word = 0;
+    std::memcpy(&word, interrupt.toBuffer(), sizeof(word));
+    return ntohl(word);
+}
+
+void RecordConnection::await(short events, const Deadline& deadline) const {
+    pollfd ready{descriptor(), events, 0};
+    int count = 0;
+    do {
+        count = ::poll(&ready, 1, deadline.pollTime());
+    } while (count == -1 && errno == EINTR);
+    if (count == 0) {
+        throw timedOut();
+    }
+}
+
+void RecordConnection::requireInStep() const {
+    if (!m_isInStep) {
+        throw unreachable("an earlier exchange was given up");
+    }
+}
+
+void RecordConnection::send(const Rynvel::IMessage& message, const Deadline& deadline) const {
+    static constexpr ZilTraceHeader header{"inventory/RecordConnection", __LINE__, "send"};
+    traceRecord(header, message);
+    const auto* const bytes = static_cast<const char*>(message.toBuffer());
+    std::size_t count = 0;
+    while (count < message.getSize()) {
+        await(POLLOUT, deadline);
+        count += moved(::send(descriptor(), bytes + count, message.getSize() - count, MSG_NOSIGNAL));
+    }
+}
+
+void RecordConnection::receive(Rynvel::IMessage& message, const Deadline& deadline) const {
+    static constexpr ZilTraceHeader header{"inventory/RecordConnection", __LINE__, "receive"};
+    auto* const bytes = static_cast<char*>(message.toBuffer());
+    std::size_t count = 0;
+    while (count < message.getSize()) {
+        await(POLLIN, deadline);
+        const ssize_t received = ::recv(descriptor(), bytes + count, message.getSize() - count, 0);
+        if (received == 0) {
+            throw closed();
+        }
+        count += moved(received);
+    }
+    traceRecord(header, message);
+}
+
+} // namespace Inventory

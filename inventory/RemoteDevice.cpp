@@ -1,0 +1,137 @@
+#include "RemoteDevice.h"
+
+#include <utility>
+
+namespace Inventory {
+
+namespace {
+
+using Type = Rynvel::RequestData::Type;
+
+struct RequestTypes {
+    Type read;
+    Type write;
+};
+
+RequestTypes typesOf(unsigned int width) {
+    switch (width) {
+    case 8:
+        return {Type::Read8, Type::Write8};
+    case 16:
+        return {Type::Read16, Type::Write16};
+    default:
+        return {Type::Read32, Type::Write32};
+    }
+}
+
+ExchangeError malformed(const std::string& text) { return {ExchangeError::Cause::Malformed, text}; }
+
+void requireValues(const Rynvel::Response& response, std::uint32_t count) {
+    if (response.getLength() != count) {
+        throw malformed("the server answers with " + std::to_string(response.getLength()) + " values instead of " +
+                        std::to_string(count));
+    }
+}
+
+} // namespace
+
+RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, Deadlines deadlines)
+    : m_server(std::move(server)),
+      m_name(std::move(name)),
+      m_width(width),
+      m_deadlines(std::move(deadlines)),
+      m_requests(m_server, m_deadlines()) {
+    m_requests.open(m_name, m_deadlines());
+}
+
+std::uint32_t RemoteDevice::read(std::uint32_t address) {
+    Rynvel::Request reading = request(typesOf(m_width).read);
+    return ask(reading, address, 1).front();
+}
+
+std::vector<std::uint32_t> RemoteDevice::read(std::uint32_t address, std::uint32_t items, Rynvel::ByteOrder order) {
+    Rynvel::Request reading = request(typesOf(m_width).read);
+    reading.setByteOrder(order);
+    return ask(reading, address, items);
+}
+
+void RemoteDevice::write(std::uint32_t address, std::uint32_t value) {
+    Rynvel::Request writing = request(typesOf(m_width).write);
+    writing.setAddress(address);
+    writing.addValue(value);
+    demand(writing);
+}
+
+void RemoteDevice::write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) {
+    if (bitmask == 0) {
+        return;
+    }
+    Rynvel::Request writing = request(typesOf(m_width).write);
+    writing.setAddress(address);
+    writing.addValue(value);
+    writing.setBitmask(bitmask);
+    demand(writing);
+}
+
+int RemoteDevice::ioctl(std::uint32_t command, std::uint32_t argument) {
+    Rynvel::Request asking = request(Type::Ioctl);
+    asking.setCommand(command);
+    asking.addValue(argument);
+    return static_cast<int>(demand(asking).getValue());
+}
+
+std::optional<std::uint32_t> RemoteDevice::interruptType() {
+    const Rynvel::Response response = m_requests.exchange(request(Type::GetInterruptType), m_deadlines());
+    if (!response.isSuccessful()) {
+        return std::nullopt;
+    }
+    requireValues(response, 1);
+    return response.getValue();
+}
+
+void RemoteDevice::enableInterrupt() { demand(request(Type::EnableInterrupt)); }
+
+void RemoteDevice::disableInterrupt() { demand(request(Type::DisableInterrupt)); }
+
+void RemoteDevice::raiseInterrupt(std::uint32_t word) {
+    Rynvel::Request raising = request(Type::Debug);
+    raising.addValue(word);
+    demand(raising);
+}
+
+int RemoteDevice::arm() {
+    m_interrupts.emplace(m_server, m_deadlines());
+    m_interrupts->open(m_name, m_deadlines());
+    m_interrupts->demand(request(Type::WaitForInterrupt), m_deadlines());
+    return m_interrupts->descriptor();
+}
+
+std::uint32_t RemoteDevice::receiveInterrupt(const Deadline& deadline) {
+    return m_interrupts->receiveInterrupt(deadline);
+}
+
+Rynvel::Response RemoteDevice::demand(const Rynvel::Request& request) {
+    return m_requests.demand(request, m_deadlines());
+}
+
+std::vector<std::uint32_t> RemoteDevice::ask(Rynvel::Request& reading, std::uint32_t address, std::uint32_t items) {
+    reading.setAddress(address);
+    reading.setLength(items);
+    const Rynvel::Response response = demand(reading);
+    requireValues(response, items);
+    std::vector<std::uint32_t> values;
+    for (std::uint32_t i = 0; i < items; ++i) {
+        values.push_back(valueIn(response, i));
+    }
+    return values;
+}
+
+std::uint32_t RemoteDevice::valueIn(const Rynvel::Response& response, std::uint32_t index) const {
+    const std::uint32_t value = response.getValue(index);
+    if (value > UINT32_MAX >> (32U - m_width)) {
+        throw malformed("the server answers with a value of more than " + std::to_string(m_width) + " bits");
+    }
+    return value;
+}
+
+} // namespace Inventory

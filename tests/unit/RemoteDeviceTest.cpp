@@ -1,0 +1,349 @@
+#include "RemoteDevice.h"
+
+#include <poll.h>
+
+#include <csignal>
+#include <functional>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "RequestBytes.h"
+#include "TestPeer.h"
+#include "TraceRecorder.h"
+
+namespace RynvelTest {
+namespace {
+
+using Inventory::Deadline;
+using Inventory::ExchangeError;
+using Inventory::RecordConnection;
+using Inventory::RemoteDevice;
+using Rynvel::ByteOrder;
+using Cause = ExchangeError::Cause;
+using std::chrono::milliseconds;
+
+/** Longer than any test, and shorter than the test program may take. */
+constexpr milliseconds longTime(60'000);
+/** What a test waits for when nothing is to come. */
+constexpr milliseconds shortTime(20);
+
+Rynvel::Response responseOf(const std::vector<std::uint32_t>& values) {
+    Rynvel::Response response;
+    for (const std::uint32_t value : values) {
+        response.addValue(value);
+    }
+    return response;
+}
+
+/** Devices at a server of the test. */
+class RemoteDevices : public testing::Test {
+protected:
+    Inventory::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
+
+    RemoteDevice device(unsigned int width = 32) {
+        return {server(), "remote", width, [this] { return Deadline(m_patience); }};
+    }
+
+    template <typename Calls>
+    void expectError(Cause cause, const std::string& text, const Calls& calls) {
+        try {
+            calls();
+            ADD_FAILURE() << "no error, instead of " << text;
+        } catch (const ExchangeError& error) {
+            EXPECT_EQ(error.cause(), cause) << error.what();
+            EXPECT_EQ(error.what(), text);
+        }
+    }
+
+    /** The requests of a device's connection behind those that open it. */
+    std::vector<Bytes> requestsBehind(std::size_t opening, std::size_t count) {
+        std::vector<Bytes> requests;
+        const auto received = m_peer.requests(opening + count);
+        for (std::size_t i = opening; i < received.size(); ++i) {
+            requests.push_back(received[i].bytes);
+        }
+        m_peer.clearRequests();
+        return requests;
+    }
+
+    milliseconds m_patience = longTime;
+    TestPeer m_peer;
+};
+
+/** What programs do with a device, by the library's class and by the programs' client. */
+template <typename Device, typename T>
+void useByTheLibrary(Device& device) {
+    T value = 0;
+    std::vector<T> values(3);
+    unsigned long type = 0;
+    device.read(0x10, &value);
+    device.read(0x20, values.data(), 3, ByteOrder::Network);
+    device.read(0x20, values.data(), 3, ByteOrder::Host);
+    device.write(0x30, 0x5A);
+    device.write(0x30, 0x5A, 0xF0);
+    device.ioctl(0x4201, 7);
+    device.getInterruptType(&type);
+    device.enableInterrupt();
+    device.disableInterrupt();
+}
+
+void useByTheClient(RemoteDevice& device) {
+    device.read(0x10);
+    device.read(0x20, 3, ByteOrder::Network);
+    device.read(0x20, 3, ByteOrder::Host);
+    device.write(0x30, 0x5A);
+    device.write(0x30, 0x5A, 0xF0);
+    device.ioctl(0x4201, 7);
+    device.interruptType();
+    device.enableInterrupt();
+    device.disableInterrupt();
+}
+
+const std::vector<Reply>& answersInUse() {
+    static const std::vector<Reply> answers{success({1}), success({1, 2, 3}), success({1, 2, 3}), success(), success(),
+                                            success(),    success({4}),       success(),          success()};
+    return answers;
+}
+
+template <typename T>
+class RemoteDevicesOfAnyWidth : public RemoteDevices {};
+
+using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
+TYPED_TEST_SUITE(RemoteDevicesOfAnyWidth, Widths, );
+
+TYPED_TEST(RemoteDevicesOfAnyWidth, MakeTheRequestsOfTheLibrarysRemoteDevices) {
+    const TraceRecorder silence{0};
+    constexpr std::size_t openingByTheLibrary = 3;
+    constexpr std::size_t openingByTheClient = 1;
+    this->m_peer.script({success(), success(), success()});
+    this->m_peer.script(answersInUse());
+    Rynvel::Remote<TypeParam> library("remote", this->m_peer.address(), nullptr);
+    useByTheLibrary<Rynvel::Remote<TypeParam>, TypeParam>(library);
+    const auto expected = this->requestsBehind(openingByTheLibrary, answersInUse().size());
+    this->m_peer.script({success()});
+    this->m_peer.script(answersInUse());
+    auto client = this->device(8 * sizeof(TypeParam));
+    useByTheClient(client);
+    EXPECT_EQ(this->requestsBehind(openingByTheClient, answersInUse().size()), expected);
+}
+
+TEST_F(RemoteDevices, AreOpenedByOneRequest) {
+    device();
+    const auto requests = m_peer.requests(1);
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(requests[0].bytes, requestBytes(0, "remote"));
+}
+
+TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
+    m_peer.script({success(), success({0x12345678}), success({1, 2}), success({4}), success({5})});
+    auto remote = device();
+    EXPECT_EQ(remote.read(4), 0x12345678U);
+    EXPECT_EQ(remote.read(4, 2, ByteOrder::Host), (std::vector<std::uint32_t>{1, 2}));
+    EXPECT_EQ(remote.interruptType(), 4U);
+    EXPECT_EQ(remote.ioctl(1, 2), 5);
+}
+
+TEST_F(RemoteDevices, WaitForTheRestOfAnAnswerThatComesInPieces) {
+    for (const std::size_t size : {1U, 4U, 8U, 519U}) {
+        m_peer.script({success(), split(responseOf({0xDEADBEEF}), size)});
+        auto remote = device();
+        m_peer.clearRequests();
+        std::thread peer([this] {
+            m_peer.requests(1);
+            m_peer.letGo();
+        });
+        EXPECT_EQ(remote.read(4), 0xDEADBEEF);
+        peer.join();
+    }
+}
+
+TEST_F(RemoteDevices, WaitForTheRestOfAnInterruptThatComesInPieces) {
+    auto remote = device();
+    remote.arm();
+    m_peer.send(1, {0, 0});
+    std::thread peer([this] { m_peer.send(1, {1, 2, 0, 0, 0, 7}); });
+    EXPECT_EQ(remote.receiveInterrupt(Deadline(longTime)), 258U);
+    EXPECT_EQ(remote.receiveInterrupt(Deadline(longTime)), 7U);
+    peer.join();
+}
+
+TEST_F(RemoteDevices, AreArmedOnAConnectionOfTheirOwn) {
+    auto remote = device();
+    remote.arm();
+    const auto requests = m_peer.requests(3);
+    EXPECT_EQ(requests[1].bytes, requestBytes(0, "remote"));
+    EXPECT_EQ(requests[2].bytes, requestBytes(12, "remote"));
+    EXPECT_EQ(requests[0].connection, 0U);
+    EXPECT_EQ(requests[1].connection, 1U);
+    EXPECT_EQ(requests[2].connection, 1U);
+}
+
+TEST_F(RemoteDevices, MayBeWaitedForAgainWhenNoInterruptCameInTime) {
+    auto remote = device();
+    remote.arm();
+    expectError(Cause::TimedOut, "no answer in time", [&] { remote.receiveInterrupt(Deadline(shortTime)); });
+    m_peer.send(1, {0, 0, 0, 9});
+    EXPECT_EQ(remote.receiveInterrupt(Deadline(longTime)), 9U);
+}
+
+TEST_F(RemoteDevices, RaiseSimulatedInterruptsWithAWord) {
+    device().raiseInterrupt(42);
+    EXPECT_EQ(m_peer.requests(2)[1].bytes, requestBytes(13, "remote", valueWords({42})));
+}
+
+TEST_F(RemoteDevices, AskForNothingUnderAMaskOfNoBits) {
+    auto remote = device();
+    remote.write(4, 0xFF, 0);
+    remote.write(4, 1);
+    EXPECT_EQ(m_peer.requests(2)[1].bytes, requestBytes(7, "remote", {{addressAt, 4}, {valuesAt, 1}, {lengthAt, 1}}));
+}
+
+TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
+    const auto refused = [this](const std::function<void(RemoteDevice&)>& call) {
+        m_peer.script({success(), refusal()});
+        auto remote = device();
+        expectError(Cause::Refused, "the server refuses it", [&] { call(remote); });
+    };
+    refused([](RemoteDevice& remote) { remote.read(4); });
+    refused([](RemoteDevice& remote) { remote.read(4, 2, ByteOrder::Host); });
+    refused([](RemoteDevice& remote) { remote.write(4, 1); });
+    refused([](RemoteDevice& remote) { remote.write(4, 1, 1); });
+    refused([](RemoteDevice& remote) { remote.ioctl(1, 1); });
+    refused([](RemoteDevice& remote) { remote.enableInterrupt(); });
+    refused([](RemoteDevice& remote) { remote.disableInterrupt(); });
+    refused([](RemoteDevice& remote) { remote.raiseInterrupt(1); });
+    m_peer.script({success(), refusal()});
+    EXPECT_EQ(device().interruptType(), std::nullopt);
+    m_peer.script({success(), success(), refusal()});
+    auto silent = device();
+    expectError(Cause::Refused, "the server refuses it", [&] { silent.arm(); });
+}
+
+TEST_F(RemoteDevices, AreUsableAfterARefusal) {
+    m_peer.script({success(), refusal(), success({3})});
+    auto remote = device();
+    EXPECT_THROW(remote.read(4), ExchangeError);
+    EXPECT_EQ(remote.read(4), 3U);
+}
+
+TEST_F(RemoteDevices, ReportThatTheServerDoesNotOpenThem) {
+    m_peer.script({refusal()});
+    expectError(Cause::NotServed, "the server does not open 'remote'", [&] { device(); });
+    m_peer.script({success(), refusal()});
+    auto remote = device();
+    expectError(Cause::NotServed, "the server does not open 'remote'", [&] { remote.arm(); });
+}
+
+TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
+    const auto malformed = [this](const Reply& reply, const std::string& text,
+                                  const std::function<void(RemoteDevice&)>& call) {
+        m_peer.script({success(), reply});
+        auto remote = device();
+        expectError(Cause::Malformed, text, [&] { call(remote); });
+    };
+    malformed(success(), "the server answers with 0 values instead of 1", [](RemoteDevice& remote) { remote.read(4); });
+    malformed(success({1, 2}), "the server answers with 2 values instead of 3",
+              [](RemoteDevice& remote) { remote.read(4, 3, ByteOrder::Host); });
+    malformed(success({1, 2}), "the server answers with 2 values instead of 1",
+              [](RemoteDevice& remote) { remote.read(4); });
+    malformed(success(), "the server answers with 0 values instead of 1",
+              [](RemoteDevice& remote) { remote.interruptType(); });
+}
+
+TEST_F(RemoteDevices, TakeNoValueThatIsWiderThanARegister) {
+    m_peer.script({success(), success({0x100}), success(), success({0xFFFF}), success({0x10000})});
+    auto narrow = device(8);
+    expectError(Cause::Malformed, "the server answers with a value of more than 8 bits", [&] { narrow.read(4); });
+    auto wide = device(16);
+    EXPECT_EQ(wide.read(4), 0xFFFFU);
+    expectError(Cause::Malformed, "the server answers with a value of more than 16 bits", [&] { wide.read(4); });
+}
+
+TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
+    m_patience = shortTime;
+    m_peer.script({silence()});
+    expectError(Cause::TimedOut, "no answer in time", [&] { device(); });
+    m_patience = longTime;
+    auto remote = device();
+    m_patience = shortTime;
+    m_peer.script({truncated(responseOf({1}), 519)});
+    expectError(Cause::TimedOut, "no answer in time", [&] { remote.read(4); });
+    expectError(Cause::Unreachable, "an earlier exchange was given up", [&] { remote.read(4); });
+}
+
+TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
+    auto remote = device();
+    pollfd beginning{remote.arm(), POLLIN, 0};
+    m_peer.send(1, {0, 0, 0});
+    ASSERT_EQ(poll(&beginning, 1, -1), 1);
+    expectError(Cause::TimedOut, "no answer in time", [&] { remote.receiveInterrupt(Deadline(shortTime)); });
+    expectError(Cause::Unreachable, "an earlier exchange was given up",
+                [&] { remote.receiveInterrupt(Deadline(longTime)); });
+}
+
+TEST_F(RemoteDevices, ReportThatTheConnectionHasEnded) {
+    m_peer.script({closing()});
+    expectError(Cause::Unreachable, "the connection was closed", [&] { device(); });
+    m_peer.script({success(), closing()});
+    auto remote = device();
+    expectError(Cause::Unreachable, "the connection was closed", [&] { remote.read(4); });
+    auto armed = device();
+    armed.arm();
+    m_peer.close(3);
+    expectError(Cause::Unreachable, "the connection was closed", [&] { armed.receiveInterrupt(Deadline(longTime)); });
+}
+
+TEST(RecordConnections, ReportWhyThereIsNoServer) {
+    const TestPeer nobody(TestPeer::Start::Later);
+    const auto problemWith = [](const Inventory::ServerAddress& server) {
+        try {
+            RecordConnection(server, Deadline(longTime));
+        } catch (const ExchangeError& error) {
+            EXPECT_EQ(error.cause(), Cause::Unreachable);
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(problemWith({"127.0.0.1", nobody.port()}), "Connection refused");
+    EXPECT_NE(problemWith({"no-such-host.invalid", 8888}), "");
+}
+
+TEST(RecordConnections, ReachAServerByItsName) {
+    TestPeer peer;
+    RecordConnection connection({"localhost", peer.port()}, Deadline(longTime));
+    connection.open("remote", Deadline(longTime));
+    EXPECT_EQ(peer.requests(1)[0].bytes, requestBytes(0, "remote"));
+}
+
+TEST(RecordConnections, ShowTheirRecordsInATrace) {
+    const TraceRecorder recorder(7, "Rynvel.Client");
+    TestPeer peer;
+    RecordConnection connection({"127.0.0.1", peer.port()}, Deadline());
+    connection.open("remote", Deadline());
+    const auto traces = recorder.traces();
+    ASSERT_EQ(traces.size(), 2U);
+    EXPECT_EQ(traces[0].text.find("Request: [ type: Open"), 0U);
+    EXPECT_EQ(traces[1].text.find("Response: [ result: Success"), 0U);
+}
+
+TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
+    EXPECT_EQ(Deadline().pollTime(), -1);
+    EXPECT_FALSE(Deadline().isOver());
+    EXPECT_TRUE(Deadline(milliseconds(0)).isOver());
+    EXPECT_FALSE(Deadline(longTime).isOver());
+    EXPECT_GT(Deadline(longTime).pollTime(), 0);
+}
+
+TEST(Deadlines, ComeInAnOrder) {
+    const Deadline soon(shortTime);
+    const Deadline late(longTime);
+    EXPECT_EQ(Deadline::earlier(soon, late).moment(), soon.moment());
+    EXPECT_EQ(Deadline::earlier(late, soon).moment(), soon.moment());
+    EXPECT_EQ(Deadline::earlier(Deadline(), late).moment(), late.moment());
+    EXPECT_EQ(Deadline::earlier(late, Deadline()).moment(), late.moment());
+    EXPECT_EQ(Deadline::earlier(Deadline(), Deadline()).moment(), std::nullopt);
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,40 @@
+/**
+ * @file
+ * How long a command may take.
+ */
+#ifndef RYNVELCTL_COMMANDTIME_H
+#define RYNVELCTL_COMMANDTIME_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "Deadline.h"
+
+namespace Rynvelctl {
+
+/** The time of the whole command. It begins when the object is made. */
+class CommandTime {
+public:
+    /** @param limit none for a command that may go on for ever. The answers of servers have a limit all the same. */
+    explicit CommandTime(std::optional<std::chrono::milliseconds> limit);
+
+    const Inventory::Deadline& deadline() const { return m_deadline; }
+
+    /** @throws Failure when the time is over. @param name what the command is about. */
+    void require(const std::string& name) const;
+
+    /** By when a server must have answered what it is asked now: the end of the command, or 5 s when that has none. */
+    Inventory::Deadline answerDeadline() const;
+
+    /** The limit in words, for instance "5 s". */
+    std::string limit() const;
+
+private:
+    std::optional<std::chrono::milliseconds> m_limit;
+    Inventory::Deadline m_deadline;
+};
+
+} // namespace Rynvelctl
+
+#endif

@@ -1,0 +1,183 @@
+#include "Completion.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "DeviceList.h"
+#include "Subject.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+using Inventory::CommandDescription;
+using Inventory::OptionDescription;
+using Words = std::vector<std::string>;
+
+constexpr char choiceSeparator = '|';
+
+bool startsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
+
+bool isOption(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
+
+Words deviceNames() {
+    Words names;
+    for (const Rynvel::MemoryDevice& row : Inventory::devices()) {
+        names.push_back(row.m_name);
+    }
+    return names;
+}
+
+/** The values that are known of what the command line calls by a name. */
+Words valuesCalled(const std::string& name) {
+    if (name == "NAME") {
+        return deviceNames();
+    }
+    if (name == "TYPE") {
+        return servedTypes();
+    }
+    Words choices;
+    if (name.find(choiceSeparator) != std::string::npos) {
+        std::istringstream stream(name);
+        for (std::string choice; std::getline(stream, choice, choiceSeparator);) {
+            choices.push_back(choice);
+        }
+    }
+    return choices;
+}
+
+Words longNames(const CommandDescription& command) {
+    Words names;
+    for (const OptionDescription& option : command.options) {
+        std::copy_if(option.names.begin(), option.names.end(), std::back_inserter(names),
+                     [](const std::string& name) { return startsWith(name, "--"); });
+    }
+    return names;
+}
+
+const CommandDescription* findCommand(const CommandDescription& program, const std::string& name) {
+    const auto command = std::find_if(program.commands.begin(), program.commands.end(),
+                                      [&](const CommandDescription& known) { return known.name == name; });
+    return command == program.commands.end() ? nullptr : &*command;
+}
+
+/** The place that a word has on the command line. */
+class Position {
+public:
+    explicit Position(const CommandDescription& program) : m_program(program) {}
+
+    void pass(const std::string& word) {
+        if (m_wanting != nullptr) {
+            m_wanting = nullptr;
+        } else if (isOption(word)) {
+            const OptionDescription* const option = findOption(word);
+            m_wanting = option == nullptr || option->valueName.empty() ? nullptr : option;
+        } else if (m_command != nullptr) {
+            ++m_arguments;
+        } else {
+            m_command = findCommand(m_program, word);
+            m_isLost = m_command == nullptr;
+        }
+    }
+
+    /** What may stand here; an option may have its value in the same word. */
+    Words candidates(const std::string& word) const {
+        const std::size_t sign = word.find('=');
+        if (m_isLost) {
+            return {};
+        }
+        if (m_wanting != nullptr) {
+            return valuesCalled(m_wanting->valueName);
+        }
+        if (isOption(word) && sign != std::string::npos) {
+            return assignments(word.substr(0, sign));
+        }
+        if (!word.empty() && word[0] == '-') {
+            return optionNames();
+        }
+        return m_command == nullptr ? commandNames() : argumentValues();
+    }
+
+private:
+    const OptionDescription* findOption(const std::string& name) const {
+        for (const CommandDescription* const command : {m_command, &m_program}) {
+            if (command == nullptr) {
+                continue;
+            }
+            for (const OptionDescription& option : command->options) {
+                if (std::find(option.names.begin(), option.names.end(), name) != option.names.end()) {
+                    return &option;
+                }
+            }
+        }
+        return nullptr;
+    }
+
+    Words assignments(const std::string& name) const {
+        const OptionDescription* const option = findOption(name);
+        Words words = option == nullptr ? Words() : valuesCalled(option->valueName);
+        for (std::string& value : words) {
+            value.insert(0, name + '=');
+        }
+        return words;
+    }
+
+    Words optionNames() const {
+        Words names = longNames(m_program);
+        if (m_command != nullptr) {
+            const Words own = longNames(*m_command);
+            names.insert(names.end(), own.begin(), own.end());
+        }
+        return names;
+    }
+
+    Words commandNames() const {
+        Words names;
+        for (const CommandDescription& command : m_program.commands) {
+            names.push_back(command.name);
+        }
+        return names;
+    }
+
+    Words argumentValues() const {
+        std::size_t place = 0;
+        for (const OptionDescription& argument : m_command->options) {
+            if (argument.isPositional && (place++ == m_arguments || argument.takesSeveral)) {
+                return valuesCalled(argument.names.front());
+            }
+        }
+        return {};
+    }
+
+    const CommandDescription& m_program;
+    const CommandDescription* m_command = nullptr;
+    /** The option that the next word is the value of. */
+    const OptionDescription* m_wanting = nullptr;
+    std::size_t m_arguments = 0;
+    bool m_isLost = false;
+};
+
+} // namespace
+
+std::vector<std::string> completions(const CommandDescription& program, const std::vector<std::string>& words) {
+    if (words.empty()) {
+        return {};
+    }
+    Position position(program);
+    std::for_each(words.begin(), words.end() - 1, [&](const std::string& word) { position.pass(word); });
+    Words candidates = position.candidates(words.back());
+    const auto others = std::remove_if(candidates.begin(), candidates.end(),
+                                       [&](const std::string& word) { return !startsWith(word, words.back()); });
+    candidates.erase(others, candidates.end());
+    return candidates;
+}
+
+std::string oneOf(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : std::string(1, choiceSeparator)) + word;
+    }
+    return text;
+}
+
+} // namespace Rynvelctl
