@@ -21,8 +21,15 @@ namespace Rynveld {
  */
 class RequestHandler {
 public:
-    RequestHandler(ServedDevices& devices, const Policy& policy);
+    /** @param peer names the client in traces. */
+    RequestHandler(ServedDevices& devices, const Policy& policy, std::string peer);
 
+    /**
+     * Whether the next record of the connection can come from a client of the protocol. When it cannot, as the body of
+     * an HTTP request does not, the connection is to be closed without an answer; the reason is traced.
+     */
+    bool accepts(const Rynvel::Request& request);
+    /** Answers a request that was accepted. */
     Rynvel::Response handle(const Rynvel::Request& request);
     /** Answers with Error and traces the reason. */
     static Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
@@ -34,6 +41,7 @@ private:
     /** Null when the request has been done, else why it is refused. */
     using Refusal = const char*;
 
+    const char* malformation(const Rynvel::Request& request) const;
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
@@ -50,6 +58,9 @@ private:
 
     ServedDevices& m_devices;
     const Policy& m_policy;
+    const std::string m_peer;
+    /** Whether the connection has begun with an Open. */
+    bool m_hasBegun = false;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;
 };

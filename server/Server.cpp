@@ -155,7 +155,7 @@ void Server::admit(tcp::socket socket, const tcp::endpoint& peer) {
     } else {
         RYNVELD_TRACE(detail, "Client ", textOf(peer), " connected.");
         // Away from the event loop, which would be woken by every record.
-        serve(socket.release());
+        serve(socket.release(), textOf(peer));
     }
 }
 
@@ -167,10 +167,10 @@ bool Server::isAllowed(const asio::ip::address& address) const {
                                }));
 }
 
-void Server::serve(int descriptor) {
+void Server::serve(int descriptor, const std::string& peer) {
     const SignalsBlocked signalsBlocked;
     const auto client = m_clients.emplace(m_clients.end());
-    client->session = std::make_unique<Session>(descriptor, m_devices, m_options.policy, m_options.idleTimeout);
+    client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout);
     try {
         client->thread = std::thread([this, client] {
             run(*client->session);

@@ -64,7 +64,7 @@ private:
     void acceptLater(const std::error_code& reason);
     void admit(asio::ip::tcp::socket socket, const asio::ip::tcp::endpoint& peer);
     bool isAllowed(const asio::ip::address& address) const;
-    void serve(int descriptor);
+    void serve(int descriptor, const std::string& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
     void startTickers();

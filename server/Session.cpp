@@ -2,8 +2,9 @@
 
 namespace Rynveld {
 
-Session::Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout)
-    : m_socket(descriptor), m_idleTimeout(idleTimeout), m_handler(devices, policy), m_faults(policy.faults) {
+Session::Session(int descriptor, const std::string& peer, ServedDevices& devices, const Policy& policy,
+                 std::chrono::milliseconds idleTimeout)
+    : m_socket(descriptor), m_idleTimeout(idleTimeout), m_handler(devices, policy, peer), m_faults(policy.faults) {
     m_socket.setIdleTimeout(m_idleTimeout);
 }
 
@@ -11,7 +12,7 @@ Session::~Session() { disarm(); }
 
 void Session::run() {
     Rynvel::Request request;
-    while (m_socket.receive(request) && answer(request)) {
+    while (m_socket.receive(request) && m_handler.accepts(request) && answer(request)) {
     }
     disarm();
 }

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 
 #include "ClientSocket.h"
 #include "RequestHandler.h"
@@ -14,13 +15,17 @@
 namespace Rynveld {
 
 /**
- * Answers the requests of one connection until it ends. A request on a connection that is armed for interrupts ends
- * the arming.
+ * Answers the requests of one connection until it ends, or until a record comes that is no request. A request on a
+ * connection that is armed for interrupts ends the arming.
  */
 class Session {
 public:
-    /** @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never. */
-    Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout);
+    /**
+     * @param peer names the client in traces.
+     * @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never.
+     */
+    Session(int descriptor, const std::string& peer, ServedDevices& devices, const Policy& policy,
+            std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session();

@@ -27,7 +27,10 @@ void ping(const Session& session, const PingOptions& options) {
     requireNameFits(options.name);
     const std::uint32_t count = parseCount("count", options.count, mostExchanges);
     const ServerConnection connection = server.connect();
-    if (!options.name.empty()) {
+    if (options.name.empty()) {
+        // A server hangs up on a connection that does not begin with an Open, whatever it names.
+        connection.exchange(Rynvel::Request(Rynvel::RequestData::Type::Open, ""));
+    } else {
         connection.open(options.name);
     }
     std::vector<std::chrono::nanoseconds> times;

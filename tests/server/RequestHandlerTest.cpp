@@ -25,6 +25,7 @@ using Values = std::vector<std::uint32_t>;
 
 constexpr std::size_t nameAt = 4;
 constexpr std::size_t lengthAt = 648;
+constexpr std::size_t byteOrderAt = 652;
 
 /** Overwrites bytes of a record, to what the setters would not. */
 template <typename Record>
@@ -41,8 +42,9 @@ Policy simulated() {
 /** A connection to a server in this process, and what it traces. */
 class Connection {
 public:
-    explicit Connection(ServedDevices& devices, const Policy& policy) : m_handler(devices, policy) {}
+    explicit Connection(ServedDevices& devices, const Policy& policy) : m_handler(devices, policy, "10.0.0.7:4711") {}
 
+    bool accepts(const Request& request) { return m_handler.accepts(request); }
     bool open(const std::string& name) { return succeeds(Request(Type::Open, name)); }
     bool succeeds(const Request& request) {
         const auto response = m_handler.handle(request);
@@ -101,6 +103,13 @@ protected:
         expectRefusal(connection, request, reason, request.getDeviceName());
     }
 
+    /** Expects that the connection is to be closed, and one line that says why. */
+    void expectEnd(Connection& connection, const Request& request, const std::string& reason) {
+        m_recorder.clear();
+        EXPECT_FALSE(connection.accepts(request));
+        EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 hung up on: " + reason + "."});
+    }
+
     EventLog lines() const { return m_recorder.lines(); }
 
     TraceRecorder m_recorder{life, "Rynveld"};
@@ -154,11 +163,69 @@ TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
     EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, RefusesANameWithoutTerminator) {
+TEST_F(RequestHandlerTest, AcceptsNoFirstRecordButOpen) {
+    for (std::uint32_t type = 1; type <= 14; ++type) {
+        auto connection = m_server.connect();
+        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "its first record is no Open");
+    }
+}
+
+TEST_F(RequestHandlerTest, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(Request(Type::Open, "nothing")));
+    for (std::uint32_t type = 0; type <= 13; ++type) {
+        EXPECT_TRUE(connection.accepts(readOf(static_cast<Type>(type), "", 0, 128))) << type;
+    }
+    EXPECT_EQ(lines(), EventLog{});
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoNameWithoutTerminator) {
     auto connection = m_server.connect();
     Request request(Type::Open, "");
     overwrite(request, nameAt, std::string(128, 'n'));
-    expectRefusal(connection, request, "the device name has no terminator", std::string(128, 'n'));
+    expectEnd(connection, request, "a record's device name has no terminator");
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
+    for (const char* name : {"a\nb", "\x1b[2J", "\x7f", "\x1f"}) {
+        auto connection = m_server.connect();
+        expectEnd(connection, Request(Type::Open, name), "a record's device name has a control character");
+    }
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(Request(Type::Open, "\xc3\xbc ~!")));
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
+    for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
+        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "a record's type is above 13");
+    }
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
+    for (std::uint32_t type = 0; type <= 13; ++type) {
+        Request request(static_cast<Type>(type), "uio.32");
+        overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
+        expectEnd(connection, request, "a record's length is above 128");
+        overwrite(request, lengthAt, std::string(4, '\xFF'));
+        expectEnd(connection, request, "a record's length is above 128");
+    }
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoByteOrderButNetworkAndHost) {
+    auto connection = m_server.connect();
+    Request request(Type::Open, "uio.32");
+    for (const char order : {'\0', '\1'}) {
+        overwrite(request, byteOrderAt, std::string("\0\0\0", 3) + order);
+        EXPECT_TRUE(connection.accepts(request));
+    }
+    for (const auto& order : {std::string("\0\0\0\2", 4), std::string("\1\0\0\0", 4), std::string(4, '\xFF')}) {
+        overwrite(request, byteOrderAt, order);
+        expectEnd(connection, request, "a record's byte order is neither 0 nor 1");
+    }
 }
 
 TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
@@ -171,25 +238,6 @@ TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
 TEST_F(RequestHandlerTest, ShowsNothingOfAStrangeNameThatCouldBeTakenForMoreLines) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, "a\nb\x1b[\x7f\xff"), "the device cannot be opened", "a?b?[??");
-}
-
-TEST_F(RequestHandlerTest, RefusesTypesThatDoNotExist) {
-    auto connection = m_server.connect("uio.32");
-    for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
-        expectRefusal(connection, Request(static_cast<Type>(type), "uio.32"), "there is no such type");
-    }
-}
-
-TEST_F(RequestHandlerTest, RefusesALengthAbove128WhateverTheType) {
-    auto connection = m_server.connect("uio.32");
-    for (std::uint32_t type = 0; type <= 13; ++type) {
-        Request request(static_cast<Type>(type), "uio.32");
-        overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
-        expectRefusal(connection, request, "the length is above 128");
-        overwrite(request, lengthAt, std::string(4, '\xFF'));
-        expectRefusal(connection, request, "the length is above 128");
-    }
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0, 128)), Values(128));
 }
 
 TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {

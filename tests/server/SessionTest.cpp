@@ -36,7 +36,7 @@ public:
     explicit RunningSession(const std::vector<Fault>& faults = {}, std::chrono::milliseconds idleTimeout = 0ms)
         : m_policy(simulated(faults)),
           m_devices(m_policy),
-          m_session(m_pair.releaseServer(), m_devices, m_policy, idleTimeout) {
+          m_session(m_pair.releaseServer(), "the client", m_devices, m_policy, idleTimeout) {
         Rynveld::InterruptWaiter::install();
         m_thread = std::thread([this] { m_session.run(); });
     }
@@ -48,6 +48,9 @@ public:
     }
 
     const RecordClient& client() const { return m_client; }
+
+    /** Ends the connection, as the server does when the session has ended. */
+    void stop() { m_session.stop(); }
 
     /** Waits for the session to end by itself. */
     void join() {
@@ -108,10 +111,24 @@ TEST(Session, EndsTheArmingWithTheNextRequest) {
 
 TEST(Session, IsNotArmedByARefusal) {
     const RunningSession session;
+    EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "nothing")));
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "uio.32")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "seek.8")));
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "seek.8")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "seek.8")));
+}
+
+TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
+    for (const bool isFirst : {true, false}) {
+        RunningSession session({{Fault::Kind::Error, 0ms, 1}});
+        if (!isFirst) {
+            EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "uio.32")));
+        }
+        EXPECT_TRUE(session.client().send(Request(static_cast<Type>(14), "uio.32")));
+        session.join();
+        session.stop();
+        EXPECT_TRUE(session.client().isEnded());
+    }
 }
 
 TEST(Session, EndsWhenTheClientIsIdle) {
