@@ -43,10 +43,9 @@ std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& ro
     if (m_policy.simulate) {
         return makeSimulated(row, *kind);
     }
-    const Inventory::Probe probe = Inventory::probe(row);
-    obstacle = probe.obstacle;
-    return obstacle.empty() ? std::make_shared<ServedDevice>(Inventory::open(row, probe.mapSize), *kind, nullptr)
-                            : nullptr;
+    auto opened = Inventory::openDevice(row);
+    obstacle = opened.probe.obstacle;
+    return opened.device ? std::make_shared<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
 }
 
 std::shared_ptr<ServedDevice> ServedDevices::makeSimulated(const Rynvel::MemoryDevice& row,

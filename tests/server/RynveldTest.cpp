@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "OpenCounter.h"
 #include "OwnFolder.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
@@ -295,6 +296,18 @@ TEST(Rynveld, ServesTheDevicesOfThisMachine) {
     std::array<std::uint32_t, 2> registers{};
     file.read(reinterpret_cast<char*>(registers.data()), sizeof(registers));
     EXPECT_EQ(registers[1], 0x11223344U);
+}
+
+TEST(Rynveld, OpensADeviceFileOnceForAClient) {
+    const OwnFolder folder;
+    const RynveldProcess server({});
+    for (const auto& [name, path] : {std::pair{"map.32", "registers.map"}, std::pair{"seek.8", "registers.seek"}}) {
+        OwnFolder::makeFile(path, 4096);
+        const OpenCounter counter(path);
+        const RecordClient client(server.port());
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+        EXPECT_EQ(counter.next(), 1U) << name;
+    }
 }
 
 TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
