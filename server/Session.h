@@ -39,10 +39,11 @@ public:
 private:
     bool answer(const Rynvel::Request& request);
     bool send(const Rynvel::Response& response, const Mishap& mishap) const;
-    void arm();
+    bool arm();
     void disarm();
 
     const ClientSocket m_socket;
+    const std::string m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
     FaultPlan m_faults;

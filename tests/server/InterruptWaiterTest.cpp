@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <csignal>
 #include <system_error>
 
 #include <gtest/gtest.h>
@@ -119,7 +121,10 @@ public:
     ArmedClient& operator=(const ArmedClient&) = delete;
     ~ArmedClient() { disarm(); }
 
-    void arm() { m_waiter.arm(m_pair.server()); }
+    void arm() {
+        m_waiter.arm(m_pair.server(), "10.0.0.7:4711");
+        m_waiter.begin(m_pair.server());
+    }
     void disarm() { m_waiter.disarm(m_pair.server()); }
 
     /** The next word. */
@@ -160,7 +165,8 @@ TEST_F(InterruptWaiterTest, SendsWordsInNetworkOrder) {
     FakeDevice device(false);
     InterruptWaiter waiter(device, false);
     SocketPair pair(SOCK_SEQPACKET);
-    waiter.arm(pair.server());
+    waiter.arm(pair.server(), "");
+    waiter.begin(pair.server());
     device.enableInterrupt();
     device.pulse();
     std::array<unsigned char, 8> bytes{};
@@ -208,6 +214,70 @@ TEST_F(InterruptWaiterTest, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
         ASSERT_TRUE(client.hasNothing());
         client.arm();
         ASSERT_EQ(client.word(), ++round);
+    }
+}
+
+TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
+    FakeDevice device;
+    InterruptWaiter waiter(device, true, 0ms);
+    const SocketPair pair;
+    const RecordClient client = RecordClient::on(::dup(pair.client()));
+    waiter.arm(pair.server(), "");
+    const ArmedClient other(waiter);
+    for (std::uint32_t word = 1; word <= 3; ++word) {
+        device.pulse();
+        ASSERT_EQ(other.word(), word);
+    }
+    char byte = 0;
+    EXPECT_LT(::recv(client.socket(), &byte, sizeof(byte), MSG_DONTWAIT), 0);
+    waiter.begin(pair.server());
+    device.pulse();
+    for (std::uint32_t word = 1; word <= 4; ++word) {
+        EXPECT_EQ(client.interrupt(), word);
+    }
+    waiter.disarm(pair.server());
+}
+
+std::atomic<unsigned int> wakeUps{0};
+
+TEST_F(InterruptWaiterTest, IsStoppedWithoutASignalWhileItWaits) {
+    struct sigaction count {};
+    struct sigaction before {};
+    count.sa_handler = [](int /*signal*/) { ++wakeUps; };
+    ASSERT_EQ(sigaction(SIGUSR1, &count, &before), 0);
+    FakeDevice device;
+    InterruptWaiter waiter(device, true, never);
+    for (unsigned int i = 0; i < 50; ++i) {
+        const ArmedClient client(waiter);
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(wakeUps, 0U);
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+/** A device whose driver says that there is an interrupt when there is none, as one that cannot be polled does. */
+class UnpollableDevice : public FakeDevice {
+public:
+    UnpollableDevice() : FakeDevice(false) { EXPECT_EQ(::write(m_always.client(), "", 1), 1); }
+
+    int getNativeHandle() const override { return m_always.server(); }
+    bool waitForInterrupt(unsigned long* /*word*/) override {
+        char byte = 0;
+        return ::read(m_never.server(), &byte, sizeof(byte)) == sizeof(byte);
+    }
+
+private:
+    const SocketPair m_always;
+    const SocketPair m_never;
+};
+
+TEST_F(InterruptWaiterTest, IsStoppedInsideOfADeviceThatCannotBePolled) {
+    UnpollableDevice device;
+    InterruptWaiter waiter(device, false);
+    for (unsigned int i = 0; i < 10; ++i) {
+        const ArmedClient client(waiter);
+        std::this_thread::yield();
+        EXPECT_TRUE(client.hasNothing());
     }
 }
 
@@ -346,8 +416,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
     for (const auto& line : lines) {
-        EXPECT_EQ(line, "Rynveld 1 send: Connection " + std::to_string(lazy.server()) +
-                            " does not read its interrupts: one is lost.");
+        EXPECT_EQ(line, "Rynveld 1 traceLoss: Client 10.0.0.7:4711 does not read its interrupts: one is lost.");
     }
 }
 
@@ -376,7 +445,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
     SocketPair pair;
     {
         const NoMoreThreads noMoreThreads;
-        EXPECT_THROW(waiter.arm(pair.server()), std::system_error);
+        EXPECT_THROW(waiter.arm(pair.server(), ""), std::system_error);
         waiter.disarm(pair.server());
     }
     const ArmedClient client(waiter);

@@ -270,6 +270,49 @@ TEST(Rynveld, RaisesInterruptsAgainAndAgain) {
     }
 }
 
+#ifdef RYNVEL_TESTS_RUN_SLOWLY
+constexpr std::uint32_t arming = 100;
+#else
+constexpr std::uint32_t arming = 1000;
+#endif
+
+TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
+    const RynveldProcess server(simulated);
+    const RecordClient armed(server.port());
+    const RecordClient other(server.port());
+    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+    for (std::uint32_t round = 1; round <= arming; ++round) {
+        ASSERT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_TRUE(other.succeeds(Request(Type::DisableInterrupt, "uio.32")));
+        ASSERT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        ASSERT_TRUE(armed.succeeds(Request(Type::Open, "uio.32"))) << "an interrupt came in round " << round;
+        // The pending interrupt is received, so that the next round begins as this one.
+        ASSERT_TRUE(other.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_EQ(other.interrupt(), round);
+        ASSERT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+    }
+}
+
+TEST(Rynveld, ReportsEveryInterruptThatIsRaisedAfterTheAnswerToTheWait) {
+    const RynveldProcess server(simulated);
+    const RecordClient first(server.port());
+    const RecordClient second(server.port());
+    const RecordClient other(server.port());
+    for (const auto* client : {&first, &second, &other}) {
+        EXPECT_TRUE(client->succeeds(Request(Type::Open, "uio.32")));
+    }
+    EXPECT_TRUE(first.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    for (std::uint32_t round = 1; round <= arming; ++round) {
+        ASSERT_TRUE(second.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        ASSERT_EQ(second.interrupt(), round);
+        ASSERT_EQ(first.interrupt(), round);
+        ASSERT_TRUE(other.succeeds(Request(Type::EnableInterrupt, "uio.32")));
+        ASSERT_TRUE(second.succeeds(Request(Type::Open, "uio.32")));
+    }
+}
+
 TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
     const RynveldProcess server(simulatedWith({"--max-connections", "1"}));
     for (unsigned int i = 0; i < 10; ++i) {

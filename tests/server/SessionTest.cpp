@@ -96,6 +96,16 @@ TEST(Session, SendsAnInterruptInOnePieceAfterTheResponse) {
     EXPECT_EQ(session.nextPiece(), wordSize);
 }
 
+TEST(Session, SendsNoInterruptIntoAnAnswerThatComesInHalves) {
+    const RunningSession session({{Fault::Kind::Split, 20ms, 3}});
+    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(session.client().succeeds(requestOf(Type::Debug, "uio.32", 0, {7})));
+    EXPECT_TRUE(session.client().send(Request(Type::WaitForInterrupt, "uio.32")));
+    EXPECT_EQ(session.nextPiece(), responseSize / 2);
+    EXPECT_EQ(session.nextPiece(), responseSize / 2);
+    EXPECT_EQ(session.nextPiece(), wordSize);
+}
+
 TEST(Session, EndsTheArmingWithTheNextRequest) {
     const RunningSession session;
     const auto& client = session.client();
