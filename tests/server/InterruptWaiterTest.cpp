@@ -7,8 +7,10 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <future>
 #include <system_error>
 
+#include <ZilTraceControl.h>
 #include <gtest/gtest.h>
 
 #include "RecordClient.h"
@@ -418,6 +420,52 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     for (const auto& line : lines) {
         EXPECT_EQ(line, "Rynveld 1 traceLoss: Client 10.0.0.7:4711 does not read its interrupts: one is lost.");
     }
+}
+
+/** Takes so long for a trace that the test can look at all else. */
+class SlowTraces : public ZilTraceControl::Sink {
+public:
+    SlowTraces() {
+        ZilTraceControl::setLevel("*", 0);
+        ZilTraceControl::setLevel("Rynveld", 1);
+    }
+    SlowTraces(const SlowTraces&) = delete;
+    SlowTraces& operator=(const SlowTraces&) = delete;
+    ~SlowTraces() override {
+        ZilTraceControl::setSink(m_before);
+        ZilTraceControl::resetLevels();
+    }
+
+    void write(const ZilTraceControl::Record& /*record*/) override {
+        m_isTracing = true;
+        m_ended.wait();
+    }
+
+    bool isTracing() const { return m_isTracing; }
+    void end() { m_end.set_value(); }
+
+private:
+    ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
+    std::atomic<bool> m_isTracing{false};
+    std::promise<void> m_end;
+    const std::shared_future<void> m_ended = m_end.get_future().share();
+};
+
+TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
+    FakeDevice device;
+    InterruptWaiter waiter(device, true, 0ms);
+    const ArmedClient lazy(waiter);
+    constexpr int small = 1;
+    ASSERT_EQ(::setsockopt(lazy.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
+    SlowTraces traces;
+    while (!traces.isTracing()) {
+        device.pulse();
+        std::this_thread::yield();
+    }
+    auto enabled = std::async(std::launch::async, [&] { return waiter.enable(); });
+    EXPECT_EQ(enabled.wait_for(60s), std::future_status::ready);
+    traces.end();
+    EXPECT_TRUE(enabled.get());
 }
 
 /** Lets no thread start: the system has no room for its stack. */

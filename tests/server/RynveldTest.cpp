@@ -160,6 +160,24 @@ TEST(Rynveld, IgnoresOtherSignals) {
     }
 }
 
+/** A server whose standard error takes no more, and that has much to say. */
+Launch unheard() {
+    Launch launch;
+    launch.traces = "*=7";
+    launch.isRead = false;
+    return launch;
+}
+
+TEST(Rynveld, ServesAndEndsWhileItsStandardErrorIsBlocked) {
+    RynveldProcess server(simulated, unheard());
+    server.fillStandardError();
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.isRefused(Request(Type::Open, "nothing")));
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(serves(server));
+    server.end();
+}
+
 TEST(Rynveld, TurnsClientsOfOtherNetworksAway) {
     const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8", "--allow", "127.0.0.2"}));
     EXPECT_TRUE(RecordClient(server.port()).isEnded());

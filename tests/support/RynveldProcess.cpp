@@ -54,9 +54,10 @@ std::string readLine(int descriptor) {
     return line;
 }
 
-/** The channels trace nothing, whatever the environment of the tests says. */
+/** The channels trace what the launch says, whatever the environment of the tests does. */
 pid_t spawn(const Arguments& command, const RynveldProcess::Launch& launch, int output, int errors) {
-    Arguments words = {"/bin/sh", "-c", launch.preparation + "export ZILTRACE='*=0'; exec \"$@\"", "sh"};
+    Arguments words = {"/bin/sh", "-c", launch.preparation + "export ZILTRACE='" + launch.traces + "'; exec \"$@\"",
+                       "sh"};
     words.insert(words.end(), command.begin(), command.end());
     std::vector<char*> pointers;
     std::transform(words.begin(), words.end(), std::back_inserter(pointers), [](auto& word) { return word.data(); });
@@ -103,7 +104,7 @@ Ended runRynveld(const Arguments& arguments) {
     return ended;
 }
 
-RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch) {
+RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch) : m_isRead(launch.isRead) {
     const Pipe errors;
     m_pid = spawn(joined(joined(commandOf(launch.devices), launch.listen), arguments), launch, STDOUT_FILENO,
                   errors.ends[1]);
@@ -115,20 +116,37 @@ RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch)
     if (port != std::string::npos) {
         m_port = static_cast<std::uint16_t>(std::stoul(m_banner.substr(port + 1)));
     }
-    m_drain = std::thread([this] { m_laterErrors = readToTheEnd(m_errors); });
+    if (m_isRead) {
+        m_drain = std::thread([this] { m_laterErrors = readToTheEnd(m_errors); });
+    }
 }
 
 RynveldProcess::~RynveldProcess() {
     if (m_pid != -1) {
         end();
     }
+    if (!m_isRead) {
+        ::close(m_errors);
+    }
 }
 
 void RynveldProcess::end(int signal) {
     EXPECT_EQ(::kill(m_pid, signal), 0);
-    m_drain.join();
-    EXPECT_EQ(m_laterErrors, "");
+    if (m_drain.joinable()) {
+        m_drain.join();
+        EXPECT_EQ(m_laterErrors, "");
+    }
     EXPECT_EQ(statusOf(std::exchange(m_pid, -1)), 0);
+}
+
+void RynveldProcess::fillStandardError() const {
+    const int pipe = ::open(("/proc/self/fd/" + std::to_string(m_errors)).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    const std::array<char, 4096> piece{};
+    while (::write(pipe, piece.data(), piece.size()) > 0) {
+    }
+    while (::write(pipe, piece.data(), 1) > 0) {
+    }
+    ::close(pipe);
 }
 
 std::size_t RynveldProcess::descriptors() const {

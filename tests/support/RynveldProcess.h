@@ -35,6 +35,10 @@ public:
         std::string preparation;
         /** Passed as descriptor 3; -1 for none. */
         int passed = -1;
+        /** The levels of the trace channels, as ZILTRACE has them. */
+        std::string traces = "*=0";
+        /** Whether what it writes to standard error is taken, other than its first line. */
+        bool isRead = true;
         /** Appended to the arguments. */
         Arguments listen = {"--listen", "127.0.0.1:0"};
     };
@@ -54,7 +58,10 @@ public:
     const std::string& banner() const { return m_banner; }
     pid_t pid() const { return m_pid; }
 
-    /** Signals it to end, and expects it to do so with status 0 and nothing more to say. */
+    /** Fills the pipe that is its standard error, which nobody reads. */
+    void fillStandardError() const;
+
+    /** Signals it to end, and expects it to do so with status 0, and to have said nothing more where that is read. */
     void end(int signal = SIGTERM);
 
     std::size_t descriptors() const;
@@ -68,6 +75,7 @@ public:
 private:
     std::size_t numberOf(const std::string& status) const;
 
+    const bool m_isRead;
     pid_t m_pid = -1;
     int m_errors = -1;
     std::string m_banner;
