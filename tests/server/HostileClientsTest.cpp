@@ -200,9 +200,10 @@ std::vector<char> writesAtEveryAlignment(std::uint32_t address) {
 /** The exit status of curl, which posts the file "body" to the server. */
 int post(const RynveldProcess& server) {
     const std::string url = "http://127.0.0.1:" + std::to_string(server.port()) + "/";
-    const std::string command = "curl --silent --noproxy '*' --max-time 60 --header 'Content-Type: text/plain' "
-                                "--header 'Expect:' --data-binary @body --output answer " +
-                                url;
+    const std::string command =
+        "curl --silent --http0.9 --noproxy '*' --max-time 60 --header 'Content-Type: text/plain' "
+        "--header 'Expect:' --data-binary @body --output answer " +
+        url;
     return WEXITSTATUS(std::system(command.c_str()));
 }
 
