@@ -13,9 +13,14 @@ namespace Rynveld {
 
 namespace {
 
-void setOption(int descriptor, int level, int option) {
-    constexpr int on = 1;
-    ::setsockopt(descriptor, level, option, &on, sizeof(on));
+constexpr int on = 1;
+
+/** The system doubles them. A client that reads nothing holds no more than both of the kernel's memory. */
+constexpr int receiveBuffer = 64 * 1024;
+constexpr int sendBuffer = 128 * 1024;
+
+void setOption(int descriptor, int level, int option, int value) {
+    ::setsockopt(descriptor, level, option, &value, sizeof(value));
 }
 
 /** The result of a transfer that no signal has interrupted. */
@@ -32,8 +37,10 @@ ssize_t uninterrupted(const Transfer& transfer) {
 
 // A dead client is found out by the system's probes, an answer is not held back for another.
 ClientSocket::ClientSocket(int descriptor) : m_descriptor(descriptor) {
-    setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY);
+    setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY, on);
+    setOption(m_descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
+    setOption(m_descriptor, SOL_SOCKET, SO_SNDBUF, sendBuffer);
 }
 
 ClientSocket::~ClientSocket() { ::close(m_descriptor); }

@@ -7,13 +7,16 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include <asio/basic_socket_acceptor.hpp>
+#include <asio/generic/stream_protocol.hpp>
 #include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
+#include <asio/ip/address.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
@@ -39,13 +42,30 @@ public:
     Server& operator=(const Server&) = delete;
     ~Server();
 
-    /** Where it listens, for instance "127.0.0.1:8888". */
+    /** Where it listens, for instance "127.0.0.1:8888"; with commas between several places. */
     std::string address() const;
 
     /** Serves until SIGTERM or SIGINT. */
     void run();
 
 private:
+    using Socket = asio::generic::stream_protocol::socket;
+
+    /** Where clients come from. */
+    struct Listener {
+        explicit Listener(asio::io_context& io) : acceptor(io), again(io) {}
+
+        asio::basic_socket_acceptor<asio::generic::stream_protocol> acceptor;
+        asio::steady_timer again;
+    };
+
+    struct Peer {
+        /** As traces show it. */
+        std::string name;
+        /** None for a process of this machine that came over a local socket. */
+        std::optional<asio::ip::address> address;
+    };
+
     struct Client {
         std::unique_ptr<Session> session;
         std::thread thread;
@@ -60,10 +80,12 @@ private:
     };
 
     void listen();
-    void accept();
-    void acceptLater(const std::error_code& reason);
-    void admit(asio::ip::tcp::socket socket, const asio::ip::tcp::endpoint& peer);
-    bool isAllowed(const asio::ip::address& address) const;
+    void listenOn(const std::vector<int>& sockets);
+    void accept(Listener& listener);
+    void acceptLater(Listener& listener, const std::error_code& reason);
+    static std::optional<Peer> peerOf(Socket& socket);
+    void admit(Socket socket, const Peer& peer);
+    bool isAllowed(const Peer& peer) const;
     void serve(int descriptor, const std::string& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
@@ -75,8 +97,7 @@ private:
     const Options& m_options;
     ServedDevices m_devices;
     asio::io_context m_io;
-    asio::ip::tcp::acceptor m_acceptor;
-    asio::steady_timer m_acceptAgain;
+    std::list<Listener> m_listeners;
     asio::signal_set m_signals;
     std::list<Ticker> m_tickers;
     Clients m_clients;

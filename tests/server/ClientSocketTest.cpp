@@ -175,5 +175,19 @@ TEST(ClientSocket, ProbesDeadClientsAndHoldsNoAnswerBack) {
     }
 }
 
+TEST(ClientSocket, HoldsLittleOfTheKernelsMemory) {
+    constexpr int clients = 128;
+    constexpr int most = 64 * 1024 * 1024;
+    const ClientSocket socket(::socket(AF_INET, SOCK_STREAM, 0));
+    int buffers = 0;
+    for (const int option : {SO_RCVBUF, SO_SNDBUF}) {
+        int value = 0;
+        socklen_t size = sizeof(value);
+        EXPECT_EQ(::getsockopt(socket.descriptor(), SOL_SOCKET, option, &value, &size), 0);
+        buffers += value;
+    }
+    EXPECT_LT(buffers * clients, most);
+}
+
 } // namespace
 } // namespace RynvelTest

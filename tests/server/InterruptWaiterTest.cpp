@@ -445,10 +445,10 @@ public:
     void end() { m_end.set_value(); }
 
 private:
-    ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
     std::atomic<bool> m_isTracing{false};
     std::promise<void> m_end;
     const std::shared_future<void> m_ended = m_end.get_future().share();
+    ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
 };
 
 TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {

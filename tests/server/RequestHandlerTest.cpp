@@ -409,11 +409,11 @@ TEST_F(RequestHandlerTest, RaisesASimulatedInterruptWithTheWordOrTheCount) {
     auto connection = m_server.connect("uio.32");
     EXPECT_TRUE(connection.succeeds(Request(Type::EnableInterrupt, "uio.32")));
     EXPECT_TRUE(connection.succeeds(requestOf(Type::Debug, "uio.32", 0, {0xCAFE, 1})));
-    EXPECT_TRUE(connection.succeeds(Request(Type::Debug, "uio.32")));
     auto& interrupt = *connection.device()->simulatedInterrupt();
     unsigned long word = 0;
     EXPECT_TRUE(interrupt.receive(&word));
     EXPECT_EQ(word, 0xCAFEU);
+    EXPECT_TRUE(connection.succeeds(Request(Type::Debug, "uio.32")));
     EXPECT_TRUE(interrupt.receive(&word));
     EXPECT_EQ(word, 2U);
 }

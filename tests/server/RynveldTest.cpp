@@ -154,7 +154,7 @@ TEST(Rynveld, IgnoresOtherSignals) {
     const RynveldProcess server(simulated);
     const RecordClient client(server.port());
     EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
-    for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR1}) {
+    for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR1, SIGHUP, SIGBUS}) {
         EXPECT_EQ(::kill(server.pid(), signal), 0);
         EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
     }
@@ -294,6 +294,33 @@ constexpr std::uint32_t arming = 100;
 constexpr std::uint32_t arming = 1000;
 #endif
 
+/** Lets a client of its own make a request for the device. */
+void tell(const RynveldProcess& server, const Request& request) {
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, request.getDeviceName())));
+    EXPECT_TRUE(client.succeeds(request));
+}
+
+TEST(Rynveld, HasArmedAConnectionWhenItsAnswerBegins) {
+    const RynveldProcess server(simulatedWith({"--fault", "split=20ms:3"}));
+    constexpr std::size_t half = 260;
+    std::array<char, half> piece{};
+    for (unsigned int round = 0; round < 20; ++round) {
+        const RecordClient armed(server.port());
+        EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+        EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+        EXPECT_TRUE(armed.send(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_EQ(::recv(armed.socket(), piece.data(), half, MSG_WAITALL), static_cast<ssize_t>(half));
+        tell(server, Request(Type::DisableInterrupt, "uio.32"));
+        tell(server, requestOf(Type::Debug, "uio.32", 0, {7}));
+        ASSERT_EQ(::recv(armed.socket(), piece.data(), half, MSG_WAITALL), static_cast<ssize_t>(half));
+        // The arming has not enabled what was disabled: the second takes the place of the first.
+        tell(server, requestOf(Type::Debug, "uio.32", 0, {8}));
+        tell(server, Request(Type::EnableInterrupt, "uio.32"));
+        ASSERT_EQ(armed.interrupt(), 8U);
+    }
+}
+
 TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
     const RynveldProcess server(simulated);
     const RecordClient armed(server.port());
@@ -375,6 +402,8 @@ TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
     const OwnFolder folder;
     OwnFolder::makeFile("registers.map", 0);
     const RynveldProcess server({});
+    // The signal of a bus error, but of none.
+    EXPECT_EQ(::kill(server.pid(), SIGBUS), 0);
     for (unsigned int i = 0; i < 20; ++i) {
         const RecordClient client(server.port());
         EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
@@ -386,12 +415,50 @@ TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
     EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "map.32", 0))), Values{0});
 }
 
-Launch activatedOn(const Listener& listener) {
+Launch activatedOn(const std::vector<int>& sockets) {
     Launch launch;
-    launch.preparation = "export LISTEN_FDS=1 LISTEN_PID=$$; ";
-    launch.passed = listener.descriptor();
+    launch.preparation = "export LISTEN_FDS=" + std::to_string(sockets.size()) + " LISTEN_PID=$$; ";
+    launch.passed = sockets;
     launch.listen.clear();
     return launch;
+}
+
+/** A local socket that listens, with a name in the abstract name space. */
+class LocalListener {
+public:
+    LocalListener() {
+        const std::string name = this->name();
+        m_address.sun_family = AF_UNIX;
+        name.copy(m_address.sun_path, name.size());
+        m_address.sun_path[0] = '\0';
+        m_size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+        EXPECT_EQ(::bind(m_socket, address(), m_size), 0);
+        EXPECT_EQ(::listen(m_socket, 100), 0);
+    }
+    LocalListener(const LocalListener&) = delete;
+    LocalListener& operator=(const LocalListener&) = delete;
+    ~LocalListener() { ::close(m_socket); }
+
+    int descriptor() const { return m_socket; }
+    std::string name() const { return "@rynveld socket " + std::to_string(::getpid()); }
+
+    RecordClient connect() const {
+        const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(::connect(client, address(), m_size), 0);
+        return RecordClient::on(client);
+    }
+
+private:
+    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&m_address); }
+
+    const int m_socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un m_address{};
+    socklen_t m_size = 0;
+};
+
+template <typename Socket>
+Launch activatedOn(const Socket& listener) {
+    return activatedOn(std::vector<int>{listener.descriptor()});
 }
 
 TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
@@ -399,6 +466,34 @@ TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
     const RynveldProcess server(simulated, activatedOn(listener));
     EXPECT_EQ(std::to_string(server.port()), listener.port());
     EXPECT_TRUE(serves(server));
+}
+
+TEST(RynveldService, TakesAllSocketsThatItIsStartedFor) {
+    const Listener one;
+    const Listener other;
+    const LocalListener local;
+    const RynveldProcess server(
+        simulatedWith({"--allow", "127.0.0.0/8"}),
+        activatedOn(std::vector<int>{one.descriptor(), other.descriptor(), local.descriptor()}));
+    EXPECT_NE(server.banner().find(" 0.0.0.0:" + one.port() + ", 0.0.0.0:" + other.port() + ", " + local.name() + ","),
+              std::string::npos)
+        << server.banner();
+    for (const auto* listener : {&one, &other}) {
+        const RecordClient client(static_cast<std::uint16_t>(std::stoul(listener->port())));
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    }
+    EXPECT_TRUE(local.connect().succeeds(Request(Type::Open, "uio.32")));
+}
+
+TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
+    const LocalListener local;
+    const RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}), activatedOn(local));
+    const RecordClient client = local.connect();
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, "uio.32", 5, {7})));
+    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 5))), Values{7});
+    EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    EXPECT_NE(client.interrupt(), UINT32_MAX);
 }
 
 TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {

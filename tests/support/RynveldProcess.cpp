@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -66,11 +67,12 @@ pid_t spawn(const Arguments& command, const RynveldProcess::Launch& launch, int 
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-    if (launch.passed != -1) {
-        posix_spawn_file_actions_adddup2(&actions, launch.passed, 3);
+    int next = 3;
+    for (const int descriptor : launch.passed) {
+        posix_spawn_file_actions_adddup2(&actions, descriptor, next++);
     }
     // What a test leaves open, such as the sockets of remote devices, is not the server's.
-    posix_spawn_file_actions_addclosefrom_np(&actions, launch.passed == -1 ? 3 : 4);
+    posix_spawn_file_actions_addclosefrom_np(&actions, next);
     pid_t pid = -1;
     EXPECT_EQ(::posix_spawn(&pid, "/bin/sh", &actions, nullptr, pointers.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
@@ -111,10 +113,10 @@ RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch)
     ::close(errors.ends[1]);
     m_errors = errors.ends[0];
     m_banner = readLine(m_errors);
-    const auto port = m_banner.rfind(':');
-    EXPECT_NE(port, std::string::npos) << m_banner;
-    if (port != std::string::npos) {
-        m_port = static_cast<std::uint16_t>(std::stoul(m_banner.substr(port + 1)));
+    EXPECT_NE(m_banner.find("rynveld: listening on "), std::string::npos) << m_banner;
+    const auto port = m_banner.rfind(':') + 1;
+    if (port < m_banner.size() && std::isdigit(static_cast<unsigned char>(m_banner[port])) != 0) {
+        m_port = static_cast<std::uint16_t>(std::stoul(m_banner.substr(port)));
     }
     if (m_isRead) {
         m_drain = std::thread([this] { m_laterErrors = readToTheEnd(m_errors); });

@@ -33,8 +33,8 @@ public:
         Devices devices = Devices::Tests;
         /** What a shell does before it becomes the server, for instance "ulimit -n 64; ". */
         std::string preparation;
-        /** Passed as descriptor 3; -1 for none. */
-        int passed = -1;
+        /** Passed as descriptor 3 and those that follow; in rising order. */
+        std::vector<int> passed;
         /** The levels of the trace channels, as ZILTRACE has them. */
         std::string traces = "*=0";
         /** Whether what it writes to standard error is taken, other than its first line. */
@@ -51,6 +51,7 @@ public:
     /** Ends it with SIGTERM when it still runs. */
     ~RynveldProcess();
 
+    /** 0 when it listens on local sockets alone. */
     std::uint16_t port() const { return m_port; }
     /** The server as a remote device names it. */
     std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }

@@ -374,16 +374,39 @@ TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
     EXPECT_EQ(value, 0x12345678U);
 }
 
+/** A register that the hardware answers with a bus error. It stays mapped. */
+const volatile std::uint32_t& faultyRegister() {
+    const MemoryFile empty(0);
+    const int descriptor = ::open(empty.path().c_str(), O_RDONLY | O_CLOEXEC);
+    void* const mapping = ::mmap(nullptr, pageSize, PROT_READ, MAP_SHARED, descriptor, 0);
+    close(descriptor);
+    return *static_cast<const volatile std::uint32_t*>(mapping);
+}
+
+void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uint32_t value = place; }
+
 TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
-    const MemoryFile file(0);
     EXPECT_EXIT(
         {
             Inventory::FaultGuard::install();
             Inventory::FaultGuard::run([] {});
-            raise(SIGBUS);
-            raise(SIGBUS);
+            read(faultyRegister());
         },
         testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {
+    Inventory::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    for (int i = 0; i < 2; ++i) {
+        ::kill(getpid(), SIGBUS);
+        raise(SIGBUS);
+        EXPECT_TRUE(Inventory::FaultGuard::run([] {
+            ::kill(getpid(), SIGBUS);
+            raise(SIGBUS);
+        }));
+        EXPECT_FALSE(Inventory::FaultGuard::run([&] { read(faulty); }));
+    }
 }
 
 } // namespace
