@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "InterruptWaiter.h"
+#include "LoopbackListener.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
 
@@ -178,7 +179,10 @@ TEST(ClientSocket, ProbesDeadClientsAndHoldsNoAnswerBack) {
 TEST(ClientSocket, HoldsLittleOfTheKernelsMemory) {
     constexpr int clients = 128;
     constexpr int most = 64 * 1024 * 1024;
-    const ClientSocket socket(::socket(AF_INET, SOCK_STREAM, 0));
+    const LoopbackListener listener;
+    listener.listen();
+    const RecordClient client(listener.port());
+    const ClientSocket socket(listener.accept());
     int buffers = 0;
     for (const int option : {SO_RCVBUF, SO_SNDBUF}) {
         int value = 0;
