@@ -94,6 +94,8 @@ mode_t modeOf(int flags, std::va_list& arguments) { return __OPEN_NEEDS_MODE(fla
 // whose file offsets have 64.
 extern "C" {
 
+// The names are the C library's.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-inconsistent-declaration-parameter-name)
 [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {
     std::va_list arguments;
     va_start(arguments, flags);
@@ -125,5 +127,6 @@ extern "C" {
                                             off64_t offset) noexcept {
     return map(address, length, protection, flags, descriptor, offset);
 }
+// NOLINTEND(bugprone-reserved-identifier, readability-inconsistent-declaration-parameter-name)
 
 } // extern "C"

@@ -1,7 +1,6 @@
 #include "InterruptWaiter.h"
 
 #include <poll.h>
-#include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -9,18 +8,16 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <system_error>
 #include <utility>
 
 #include "ServerTrace.h"
+#include "WakeUp.h"
 
 namespace Rynveld {
 
 namespace {
-
-constexpr int wakeUpSignal = SIGUSR1;
 
 /** More are lost, as for a client that does not read them. */
 constexpr std::size_t mostWordsKept = 1000;
@@ -46,13 +43,6 @@ InterruptWaiter::~InterruptWaiter() {
     if (m_wakeUp != -1) {
         ::close(m_wakeUp);
     }
-}
-
-// The handler is there so that the signal interrupts a system call instead of ending the process.
-void InterruptWaiter::install() {
-    struct sigaction action {};
-    action.sa_handler = [](int /*signal*/) {};
-    sigaction(wakeUpSignal, &action, nullptr);
 }
 
 void InterruptWaiter::arm(int socket, const std::string& peer) {
@@ -138,8 +128,7 @@ void InterruptWaiter::start() {
     m_thread = std::thread([this] { run(); });
 }
 
-// A driver that cannot be polled blocks in the device, where only a signal reaches the thread. One that comes just
-// before the thread blocks is lost: it is sent until the thread has ended.
+// A driver that cannot be polled blocks in the device, where only a signal reaches the thread.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
@@ -151,7 +140,7 @@ void InterruptWaiter::stop() {
         m_changed.notify_all();
         while (!m_changed.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended; })) {
             if (m_isReceiving) {
-                pthread_kill(m_thread.native_handle(), wakeUpSignal);
+                wakeUp(m_thread);
             }
         }
     }

@@ -24,7 +24,8 @@ namespace Rynveld {
  * that a source that stays active until a client clears it is not reported over and over meanwhile. Once a client has
  * disabled the interrupt, it stays so until a client enables it, or arms the first connection anew.
  *
- * Threads: arm(), disarm(), enable() and disable() may be called by any number of threads at once.
+ * handleWakeUps() is to be called beforehand. Threads: arm(), begin(), disarm(), enable() and disable() may be called
+ * by any number of threads at once.
  */
 class InterruptWaiter {
 public:
@@ -35,9 +36,6 @@ public:
     InterruptWaiter(const InterruptWaiter&) = delete;
     InterruptWaiter& operator=(const InterruptWaiter&) = delete;
     ~InterruptWaiter();
-
-    /** Prepares the process: a signal interrupts what blocks in a device. */
-    static void install();
 
     /**
      * Takes every interrupt from now on for a connected socket, too. The words are kept until begin().

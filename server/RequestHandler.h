@@ -36,6 +36,8 @@ public:
 
     /** The device that this connection has open; null when there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }
+    /** The name of the device that this connection has opened last. */
+    const std::string& deviceName() const { return m_name; }
 
 private:
     /** Null when the request has been done, else why it is refused. */

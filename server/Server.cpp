@@ -19,6 +19,7 @@
 #include "FaultGuard.h"
 #include "ServerTrace.h"
 #include "ServiceManager.h"
+#include "WakeUp.h"
 
 namespace Rynveld {
 
@@ -111,13 +112,14 @@ Server::Server(const Options& options)
     // The end of the terminal that it was started from is not its own.
     std::signal(SIGHUP, SIG_IGN);
     Inventory::FaultGuard::install();
-    InterruptWaiter::install();
+    handleWakeUps();
     useSmallStacks();
     listen();
 }
 
 Server::~Server() {
     stop();
+    awaitClients();
     for (auto& client : m_clients) {
         client.thread.join();
     }
@@ -241,6 +243,7 @@ void Server::serve(int descriptor, const std::string& peer) {
     try {
         client->thread = std::thread([this, client] {
             run(*client->session);
+            client->hasEnded = true;
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
@@ -299,6 +302,40 @@ void Server::stop() {
     }
     for (const auto& client : m_clients) {
         client.session->stop();
+    }
+}
+
+void Server::awaitClients() {
+    constexpr auto patience = std::chrono::seconds(1);
+    constexpr auto interval = std::chrono::milliseconds(1);
+    const auto begin = std::chrono::steady_clock::now();
+    bool isTraced = false;
+    while (wakeUpClients()) {
+        std::this_thread::sleep_for(interval);
+        if (!isTraced && std::chrono::steady_clock::now() - begin > patience) {
+            traceClients();
+            isTraced = true;
+        }
+    }
+}
+
+/** False when there is none left to wake up. */
+bool Server::wakeUpClients() {
+    bool areThereAny = false;
+    for (auto& client : m_clients) {
+        if (!client.hasEnded) {
+            wakeUp(client.thread);
+            areThereAny = true;
+        }
+    }
+    return areThereAny;
+}
+
+void Server::traceClients() const {
+    for (const auto& client : m_clients) {
+        if (!client.hasEnded) {
+            RYNVELD_TRACE(failure, "The end waits for ", client.session->description(), ": it cannot be interrupted.");
+        }
     }
 }
 

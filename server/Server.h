@@ -5,6 +5,7 @@
 #ifndef RYNVELD_SERVER_H
 #define RYNVELD_SERVER_H
 
+#include <atomic>
 #include <list>
 #include <memory>
 #include <optional>
@@ -45,7 +46,10 @@ public:
     /** Where it listens, for instance "127.0.0.1:8888"; with commas between several places. */
     std::string address() const;
 
-    /** Serves until SIGTERM or SIGINT. */
+    /**
+     * Serves until SIGTERM or SIGINT. Operations on devices that are under way then are interrupted; the end of those
+     * that cannot be interrupted is awaited, with a trace after a second.
+     */
     void run();
 
 private:
@@ -69,6 +73,7 @@ private:
     struct Client {
         std::unique_ptr<Session> session;
         std::thread thread;
+        std::atomic<bool> hasEnded{false};
     };
     using Clients = std::list<Client>;
 
@@ -92,6 +97,9 @@ private:
     void startTickers();
     void tick(Ticker& ticker);
     void stop();
+    void awaitClients();
+    bool wakeUpClients();
+    void traceClients() const;
 
     bool m_stopped = false;
     const Options& m_options;

@@ -18,7 +18,7 @@ Session::~Session() { disarm(); }
 
 void Session::run() {
     Rynvel::Request request;
-    while (m_socket.receive(request) && m_handler.accepts(request) && answer(request)) {
+    while (m_socket.receive(request) && !m_stopped && m_handler.accepts(request) && answer(request)) {
     }
     disarm();
 }
@@ -30,10 +30,10 @@ bool Session::answer(const Rynvel::Request& request) {
         return false;
     }
     Rynvel::Response response =
-        mishap.fails ? m_handler.refuse(request, "a fault is simulated") : m_handler.handle(request);
+        mishap.fails ? RequestHandler::refuse(request, "a fault is simulated") : handle(request);
     const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
     if (waits && response.isSuccessful() && !arm()) {
-        response = m_handler.refuse(request, "the system has no thread or no descriptor left");
+        response = RequestHandler::refuse(request, "the system has no thread or no descriptor left");
     }
     if (!send(response, mishap)) {
         return false;
@@ -43,6 +43,31 @@ bool Session::answer(const Rynvel::Request& request) {
         m_armed->waiter().begin(m_socket.descriptor());
     }
     return true;
+}
+
+Rynvel::Response Session::handle(const Rynvel::Request& request) {
+    if (request.getType() != Rynvel::RequestData::Type::Open) {
+        return m_handler.handle(request);
+    }
+    show(request.getDeviceName());
+    const Rynvel::Response response = m_handler.handle(request);
+    show(m_handler.deviceName());
+    return response;
+}
+
+void Session::show(const std::string& deviceName) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_deviceName = deviceName;
+}
+
+std::string Session::description() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return "client " + m_peer + " on device \"" + m_deviceName + '"';
+}
+
+void Session::stop() {
+    m_stopped = true;
+    m_socket.shutDown();
 }
 
 bool Session::send(const Rynvel::Response& response, const Mishap& mishap) const {

@@ -5,8 +5,10 @@
 #ifndef RYNVELD_SESSION_H
 #define RYNVELD_SESSION_H
 
+#include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "ClientSocket.h"
@@ -33,11 +35,16 @@ public:
     /** Returns when the connection has ended. */
     void run();
 
-    /** Makes run() return soon. May be called by any thread. */
-    void stop() const { m_socket.shutDown(); }
+    /** Makes run() return when the request that is being done is. May be called by any thread. */
+    void stop();
+
+    /** The client and the device that it uses, for a trace. May be called by any thread. */
+    std::string description() const;
 
 private:
     bool answer(const Rynvel::Request& request);
+    Rynvel::Response handle(const Rynvel::Request& request);
+    void show(const std::string& deviceName);
     bool send(const Rynvel::Response& response, const Mishap& mishap) const;
     bool arm();
     void disarm();
@@ -49,6 +56,11 @@ private:
     FaultPlan m_faults;
     /** Null when the connection is not armed. */
     std::shared_ptr<ServedDevice> m_armed;
+
+    std::atomic<bool> m_stopped{false};
+    mutable std::mutex m_mutex;
+    /** The device that is open, or is being opened. */
+    std::string m_deviceName;
 };
 
 } // namespace Rynveld

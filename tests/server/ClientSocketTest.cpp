@@ -10,10 +10,10 @@
 
 #include <gtest/gtest.h>
 
-#include "InterruptWaiter.h"
 #include "LoopbackListener.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
+#include "WakeUp.h"
 
 namespace RynvelTest {
 namespace {
@@ -75,7 +75,7 @@ TEST_F(ClientSocketTest, FailsToReceiveWhenTheClientGoesInTheMiddle) {
 }
 
 TEST_F(ClientSocketTest, ReceivesThroughSignals) {
-    Rynveld::InterruptWaiter::install();
+    Rynveld::handleWakeUps();
     Request received;
     std::promise<pthread_t> thread;
     auto whole = std::async(std::launch::async, [&] {

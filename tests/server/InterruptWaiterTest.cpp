@@ -16,6 +16,7 @@
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
+#include "WakeUp.h"
 
 namespace RynvelTest {
 namespace {
@@ -148,7 +149,7 @@ class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
-    InterruptWaiterTest() { InterruptWaiter::install(); }
+    InterruptWaiterTest() { Rynveld::handleWakeUps(); }
 };
 
 TEST_F(InterruptWaiterTest, SendsEachWordToAllArmedSockets) {

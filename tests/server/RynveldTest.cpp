@@ -5,12 +5,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "LeasedFile.h"
 #include "OpenCounter.h"
 #include "OwnFolder.h"
 #include "RecordClient.h"
@@ -396,6 +399,54 @@ TEST(Rynveld, OpensADeviceFileOnceForAClient) {
         EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
         EXPECT_EQ(counter.next(), 1U) << name;
     }
+}
+
+/** A client whose Open is under way, for as long as the file of its device is held. */
+class OpeningClient {
+public:
+    OpeningClient(const RynveldProcess& server, const std::string& name, const std::string& path)
+        : m_file(path), m_client(server.port()) {
+        EXPECT_TRUE(m_client.send(Request(Type::Open, name)));
+        while (!m_file.isAwaited()) {
+            std::this_thread::yield();
+        }
+    }
+
+    bool isWaiting() const {
+        char byte = 0;
+        return ::recv(m_client.socket(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK) < 0;
+    }
+    bool opensWhenReleased() const {
+        m_file.release();
+        Rynvel::Response response;
+        return m_client.receive(response) && response.isSuccessful();
+    }
+
+private:
+    const LeasedFile m_file;
+    const RecordClient m_client;
+};
+
+TEST(Rynveld, OpensADeviceWhileTheOpeningOfAnotherTakesLong) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.map", 4096);
+    OwnFolder::makeFile("registers.seek", 16);
+    const RynveldProcess server({});
+    const OpeningClient slow(server, "map.32", "registers.map");
+    EXPECT_TRUE(serves(server, "seek.8"));
+    EXPECT_TRUE(slow.isWaiting());
+    EXPECT_TRUE(slow.opensWhenReleased());
+}
+
+TEST(Rynveld, EndsWhileADeviceBlocks) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.map", 4096);
+    RynveldProcess server({});
+    const OpeningClient slow(server, "map.32", "registers.map");
+    const auto begin = std::chrono::steady_clock::now();
+    server.end();
+    // The system would hold it for 45 s.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
 TEST(Rynveld, SurvivesBusErrorsOfManyClients) {

@@ -10,6 +10,7 @@
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
+#include "WakeUp.h"
 
 namespace RynvelTest {
 namespace {
@@ -37,7 +38,7 @@ public:
         : m_policy(simulated(faults)),
           m_devices(m_policy),
           m_session(m_pair.releaseServer(), "the client", m_devices, m_policy, idleTimeout) {
-        Rynveld::InterruptWaiter::install();
+        Rynveld::handleWakeUps();
         m_thread = std::thread([this] { m_session.run(); });
     }
     RunningSession(const RunningSession&) = delete;
