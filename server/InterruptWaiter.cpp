@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -45,7 +46,7 @@ InterruptWaiter::~InterruptWaiter() {
     }
 }
 
-void InterruptWaiter::arm(int socket, const std::string& peer) {
+void InterruptWaiter::arm(int socket, const Peer& peer) {
     const std::lock_guard<std::mutex> control(m_control);
     bool ended = false;
     {
@@ -62,7 +63,7 @@ void InterruptWaiter::arm(int socket, const std::string& peer) {
 }
 
 void InterruptWaiter::begin(int socket) {
-    std::string slowPeer;
+    std::optional<Peer> slowPeer;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         auto& receiver = *std::find_if(m_receivers.begin(), m_receivers.end(),
@@ -70,12 +71,12 @@ void InterruptWaiter::begin(int socket) {
         receiver.hasBegun = true;
         for (const unsigned long word : std::exchange(receiver.kept, {})) {
             if (!deliver(receiver, word)) {
-                slowPeer = receiver.peer;
+                slowPeer.emplace(receiver.peer);
             }
         }
     }
-    if (!slowPeer.empty()) {
-        traceLoss(slowPeer);
+    if (slowPeer) {
+        traceLoss(*slowPeer);
     }
 }
 
@@ -84,9 +85,7 @@ void InterruptWaiter::disarm(int socket) {
     bool last = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_receivers.erase(std::remove_if(m_receivers.begin(), m_receivers.end(),
-                                         [socket](const Receiver& each) { return each.socket == socket; }),
-                          m_receivers.end());
+        m_receivers.remove_if([socket](const Receiver& each) { return each.socket == socket; });
         last = m_receivers.empty();
     }
     if (last) {
@@ -205,7 +204,7 @@ void InterruptWaiter::pause() {
 
 // The traces come when nobody waits for the lock: they may take their time.
 void InterruptWaiter::send(unsigned long word) {
-    std::vector<std::string> slowPeers;
+    std::vector<Peer> slowPeers;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_wish == Wish::Enabled) {
@@ -239,8 +238,8 @@ bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
     return sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
 }
 
-void InterruptWaiter::traceLoss(const std::string& peer) {
-    RYNVELD_TRACE(failure, "Client ", peer, " does not read its interrupts: one is lost.");
+void InterruptWaiter::traceLoss(const Peer& peer) {
+    RYNVELD_TRACE_OF(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
 }
 
 // The clients of a device that has failed learn from the end of their connections that nothing will come any more. One

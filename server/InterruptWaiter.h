@@ -8,12 +8,15 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <list>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <rynvel.hpp>
+
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -40,10 +43,9 @@ public:
     /**
      * Takes every interrupt from now on for a connected socket, too. The words are kept until begin().
      *
-     * @param peer names the client in traces.
      * @throws std::system_error when the system has no thread left. The socket is to be disarmed then, too.
      */
-    void arm(int socket, const std::string& peer);
+    void arm(int socket, const Peer& peer);
     /** Sends an armed socket what was kept for it, and from now on each word at once. */
     void begin(int socket);
     /** Nothing is sent to the socket any more when it returns. */
@@ -60,14 +62,14 @@ private:
     /** An armed connection. */
     struct Receiver {
         int socket;
-        std::string peer;
+        Peer peer;
         bool hasBegun;
         /** What came before it began. */
         std::vector<unsigned long> kept;
     };
 
     static bool deliver(Receiver& receiver, unsigned long word);
-    static void traceLoss(const std::string& peer);
+    static void traceLoss(const Peer& peer);
 
     void start();
     void stop();
@@ -91,7 +93,7 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<Receiver> m_receivers;
+    std::list<Receiver> m_receivers;
     Wish m_wish = Wish::None;
     bool m_ended = false;
     std::atomic<bool> m_stopping{false};

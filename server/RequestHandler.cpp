@@ -58,13 +58,13 @@ std::string printable(std::string text) {
 
 } // namespace
 
-RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, std::string peer)
+RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer)
     : m_devices(devices), m_policy(policy), m_peer(std::move(peer)) {}
 
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = malformation(request);
     if (reason != nullptr) {
-        RYNVELD_TRACE(outcome, "Client ", m_peer, " hung up on: ", reason, ".");
+        RYNVELD_TRACE_OF(m_peer, outcome, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
         return false;
     }
     m_hasBegun = true;
@@ -100,8 +100,8 @@ Response RequestHandler::handle(const Request& request) {
 }
 
 Response RequestHandler::refuse(const Request& request, const char* reason) {
-    RYNVELD_TRACE(life, "Request of type ", static_cast<std::uint32_t>(request.getType()), " for \"",
-                  printable(request.getDeviceName()), "\" refused: ", reason, ".");
+    RYNVELD_TRACE_OF(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()), " from ",
+                     m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason, ".");
     Response response;
     response.setResult(ResponseData::Result::Error);
     return response;
@@ -178,7 +178,8 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
         obstacle = exception.what();
     }
     if (!device) {
-        RYNVELD_TRACE(outcome, "Device \"", printable(name), "\" cannot be opened: ", obstacle, ".");
+        RYNVELD_TRACE_OF(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
+                         ": ", obstacle, ".");
         return "the device cannot be opened";
     }
     m_name = name;

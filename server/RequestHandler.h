@@ -12,6 +12,7 @@
 
 #include "Policy.h"
 #include "ServedDevices.h"
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -21,8 +22,7 @@ namespace Rynveld {
  */
 class RequestHandler {
 public:
-    /** @param peer names the client in traces. */
-    RequestHandler(ServedDevices& devices, const Policy& policy, std::string peer);
+    RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer);
 
     /**
      * Whether the next record of the connection can come from a client of the protocol. When it cannot, as the body of
@@ -32,7 +32,7 @@ public:
     /** Answers a request that was accepted. */
     Rynvel::Response handle(const Rynvel::Request& request);
     /** Answers with Error and traces the reason. */
-    static Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
+    Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
 
     /** The device that this connection has open; null when there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }
@@ -60,7 +60,7 @@ private:
 
     ServedDevices& m_devices;
     const Policy& m_policy;
-    const std::string m_peer;
+    const Peer m_peer;
     /** Whether the connection has begun with an Open. */
     bool m_hasBegun = false;
     std::string m_name;

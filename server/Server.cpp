@@ -57,12 +57,18 @@ std::string textOf(const Endpoint& endpoint) {
     return isLocal(endpoint) ? pathOf(endpoint) : textOf(tcpEndpointOf(endpoint));
 }
 
-/** The process at the other end of a local socket. */
-std::string processOf(int socket) {
+std::string nameOf(const Endpoint& endpoint, int socket) {
+    if (!isLocal(endpoint)) {
+        return textOf(endpoint);
+    }
     ucred process{};
     socklen_t size = sizeof(process);
     ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &process, &size);
     return "process " + std::to_string(process.pid);
+}
+
+std::string hostOf(const Endpoint& endpoint) {
+    return isLocal(endpoint) ? "this machine" : tcpEndpointOf(endpoint).address().to_string();
 }
 
 /** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
@@ -181,8 +187,10 @@ void Server::accept(Listener& listener) {
             acceptLater(listener, error);
             return;
         }
-        if (const auto peer = peerOf(socket)) {
-            admit(std::move(socket), *peer);
+        std::error_code gone;
+        const Endpoint endpoint = socket.remote_endpoint(gone);
+        if (!gone) {
+            admit(std::move(socket), endpoint);
         }
         accept(listener);
     });
@@ -190,7 +198,8 @@ void Server::accept(Listener& listener) {
 
 // Until descriptors or memory are there again.
 void Server::acceptLater(Listener& listener, const std::error_code& reason) {
-    RYNVELD_TRACE(failure, "No client can be accepted: ", reason.message(), ".");
+    RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "No client can be accepted: ", reason.message(),
+                     ".");
     listener.again.expires_after(std::chrono::milliseconds(100));
     listener.again.async_wait([this, &listener](const std::error_code& /*error*/) {
         if (!m_stopped) {
@@ -199,44 +208,33 @@ void Server::acceptLater(Listener& listener, const std::error_code& reason) {
     });
 }
 
-/** None when the client is gone already. */
-std::optional<Server::Peer> Server::peerOf(Socket& socket) {
-    std::error_code gone;
-    const Endpoint endpoint = socket.remote_endpoint(gone);
-    if (gone) {
-        return std::nullopt;
-    }
-    if (isLocal(endpoint)) {
-        return Peer{processOf(socket.native_handle()), std::nullopt};
-    }
-    return Peer{textOf(endpoint), tcpEndpointOf(endpoint).address()};
-}
-
-void Server::admit(Socket socket, const Peer& peer) {
-    if (!isAllowed(peer)) {
-        RYNVELD_TRACE(life, "Client ", peer.name, " turned away: its network is not allowed.");
+void Server::admit(Socket socket, const Endpoint& endpoint) {
+    const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint), m_traceLimit};
+    if (!isAllowed(endpoint)) {
+        RYNVELD_TRACE_OF(peer, failure, "network", "Client ", peer.name, " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        RYNVELD_TRACE(life, "Client ", peer.name, " turned away: there are ", m_clients.size(), " connections.");
+        RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: there are ",
+                         m_clients.size(), " connections.");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // Away from the event loop, which would be woken by every record.
-        serve(socket.release(), peer.name);
+        serve(socket.release(), peer);
     }
 }
 
 // Who may use a local socket, its file's permissions say.
-bool Server::isAllowed(const Peer& peer) const {
+bool Server::isAllowed(const Endpoint& endpoint) const {
     const auto& allowed = m_options.allowed;
-    if (allowed.empty() || !peer.address) {
+    if (allowed.empty() || isLocal(endpoint)) {
         return true;
     }
-    const auto host = v4Of(*peer.address);
+    const auto host = v4Of(tcpEndpointOf(endpoint).address());
     return host && std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
                return asio::ip::network_v4(*host, network.prefix_length()).canonical() == network;
            });
 }
 
-void Server::serve(int descriptor, const std::string& peer) {
+void Server::serve(int descriptor, const Peer& peer) {
     const SignalsBlocked signalsBlocked;
     const auto client = m_clients.emplace(m_clients.end());
     client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout);
@@ -247,7 +245,7 @@ void Server::serve(int descriptor, const std::string& peer) {
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
-        RYNVELD_TRACE(failure, "A client is turned away: ", error.what(), ".");
+        RYNVELD_TRACE_OF(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
         m_clients.erase(client);
     }
 }

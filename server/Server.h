@@ -8,7 +8,6 @@
 #include <atomic>
 #include <list>
 #include <memory>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -17,13 +16,13 @@
 #include <asio/basic_socket_acceptor.hpp>
 #include <asio/generic/stream_protocol.hpp>
 #include <asio/io_context.hpp>
-#include <asio/ip/address.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
 #include "Options.h"
 #include "ServedDevices.h"
 #include "Session.h"
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -63,13 +62,6 @@ private:
         asio::steady_timer again;
     };
 
-    struct Peer {
-        /** As traces show it. */
-        std::string name;
-        /** None for a process of this machine that came over a local socket. */
-        std::optional<asio::ip::address> address;
-    };
-
     struct Client {
         std::unique_ptr<Session> session;
         std::thread thread;
@@ -88,10 +80,9 @@ private:
     void listenOn(const std::vector<int>& sockets);
     void accept(Listener& listener);
     void acceptLater(Listener& listener, const std::error_code& reason);
-    static std::optional<Peer> peerOf(Socket& socket);
-    void admit(Socket socket, const Peer& peer);
-    bool isAllowed(const Peer& peer) const;
-    void serve(int descriptor, const std::string& peer);
+    void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
+    bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
+    void serve(int descriptor, const Peer& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
     void startTickers();
@@ -104,6 +95,7 @@ private:
     bool m_stopped = false;
     const Options& m_options;
     ServedDevices m_devices;
+    TraceLimit m_traceLimit;
     asio::io_context m_io;
     std::list<Listener> m_listeners;
     asio::signal_set m_signals;

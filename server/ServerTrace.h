@@ -7,6 +7,7 @@
 #define RYNVELD_SERVERTRACE_H
 
 #include "RynvelTrace.h"
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -19,6 +20,16 @@ extern ZilTrace serverTrace;
     do {                                                                                                               \
         ZilTrace& m_trace = ::Rynveld::serverTrace;                                                                    \
         RYNVEL_MESSAGE(::Rynvel::TraceLevel::level, __VA_ARGS__);                                                      \
+    } while (false)
+
+/** The same on what a client does: its host may cause so many lines of a kind. */
+#define RYNVELD_TRACE_OF(peer, level, cause, ...)                                                                      \
+    do {                                                                                                               \
+        if (::Rynveld::serverTrace.isEnabled(::Rynvel::TraceLevel::level)) {                                           \
+            if (const auto ending = (peer).limit.admit((peer).host, cause)) {                                          \
+                RYNVELD_TRACE(level, __VA_ARGS__, *ending);                                                            \
+            }                                                                                                          \
+        }                                                                                                              \
     } while (false)
 
 #endif

@@ -4,7 +4,7 @@
 
 namespace Rynveld {
 
-Session::Session(int descriptor, const std::string& peer, ServedDevices& devices, const Policy& policy,
+Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
                  std::chrono::milliseconds idleTimeout)
     : m_socket(descriptor),
       m_peer(peer),
@@ -29,11 +29,10 @@ bool Session::answer(const Rynvel::Request& request) {
     if (mishap.disconnects) {
         return false;
     }
-    Rynvel::Response response =
-        mishap.fails ? RequestHandler::refuse(request, "a fault is simulated") : handle(request);
+    Rynvel::Response response = mishap.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
     const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
     if (waits && response.isSuccessful() && !arm()) {
-        response = RequestHandler::refuse(request, "the system has no thread or no descriptor left");
+        response = m_handler.refuse(request, "the system has no thread or no descriptor left");
     }
     if (!send(response, mishap)) {
         return false;
@@ -62,7 +61,7 @@ void Session::show(const std::string& deviceName) {
 
 std::string Session::description() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return "client " + m_peer + " on device \"" + m_deviceName + '"';
+    return "client " + m_peer.name + " on device \"" + m_deviceName + '"';
 }
 
 void Session::stop() {

@@ -22,11 +22,8 @@ namespace Rynveld {
  */
 class Session {
 public:
-    /**
-     * @param peer names the client in traces.
-     * @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never.
-     */
-    Session(int descriptor, const std::string& peer, ServedDevices& devices, const Policy& policy,
+    /** @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never. */
+    Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
             std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -50,7 +47,7 @@ private:
     void disarm();
 
     const ClientSocket m_socket;
-    const std::string m_peer;
+    const Peer m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
     FaultPlan m_faults;

@@ -44,7 +44,7 @@ std::uint32_t valuesOf(const Request& request) {
 class Connection {
 public:
     explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy)
-        : m_handler(devices, policy, "10.0.0.7:4711") {}
+        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}) {}
 
     /** False when the server closes the connection. */
     bool exchange(const Record& record) {
@@ -119,6 +119,7 @@ private:
                 "a register keeps what was written");
     }
 
+    Rynveld::TraceLimit m_limit;
     Rynveld::RequestHandler m_handler;
     bool m_hasBegun = false;
     bool m_isOpen = false;
@@ -134,7 +135,8 @@ Rynveld::Policy simulated() {
 
 /** Whether the device of the corpus is as it is at first, whatever has been sent to the server. */
 void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy) {
-    Rynveld::RequestHandler beside(devices, policy, "127.0.0.1:1");
+    Rynveld::TraceLimit limit;
+    Rynveld::RequestHandler beside(devices, policy, {"127.0.0.1:1", "127.0.0.1", limit});
     require(beside.accepts(Request(Type::Open, "traf.top")), "an Open is accepted");
     require(beside.handle(Request(Type::Open, "traf.top")).isSuccessful(), "a device that is served is opened");
     for (std::uint32_t address = 0; address < Rynveld::simulatedSize / 4; address += capacity) {

@@ -125,7 +125,7 @@ public:
     ~ArmedClient() { disarm(); }
 
     void arm() {
-        m_waiter.arm(m_pair.server(), "10.0.0.7:4711");
+        m_waiter.arm(m_pair.server(), m_peer);
         m_waiter.begin(m_pair.server());
     }
     void disarm() { m_waiter.disarm(m_pair.server()); }
@@ -140,6 +140,8 @@ public:
     int server() const { return m_pair.server(); }
 
 private:
+    Rynveld::TraceLimit m_limit;
+    const Rynveld::Peer m_peer{"10.0.0.7:4711", "10.0.0.7", m_limit};
     SocketPair m_pair;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());
     InterruptWaiter& m_waiter;
@@ -150,6 +152,9 @@ protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
     InterruptWaiterTest() { Rynveld::handleWakeUps(); }
+
+    Rynveld::TraceLimit m_limit;
+    const Rynveld::Peer m_peer{"", "", m_limit};
 };
 
 TEST_F(InterruptWaiterTest, SendsEachWordToAllArmedSockets) {
@@ -168,7 +173,7 @@ TEST_F(InterruptWaiterTest, SendsWordsInNetworkOrder) {
     FakeDevice device(false);
     InterruptWaiter waiter(device, false);
     SocketPair pair(SOCK_SEQPACKET);
-    waiter.arm(pair.server(), "");
+    waiter.arm(pair.server(), m_peer);
     waiter.begin(pair.server());
     device.enableInterrupt();
     device.pulse();
@@ -225,7 +230,7 @@ TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
     InterruptWaiter waiter(device, true, 0ms);
     const SocketPair pair;
     const RecordClient client = RecordClient::on(::dup(pair.client()));
-    waiter.arm(pair.server(), "");
+    waiter.arm(pair.server(), m_peer);
     const ArmedClient other(waiter);
     for (std::uint32_t word = 1; word <= 3; ++word) {
         device.pulse();
@@ -418,6 +423,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     EXPECT_GT(kept, 0U);
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
+    EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesInAPeriod);
     for (const auto& line : lines) {
         EXPECT_EQ(line, "Rynveld 1 traceLoss: Client 10.0.0.7:4711 does not read its interrupts: one is lost.");
     }
@@ -494,7 +500,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
     SocketPair pair;
     {
         const NoMoreThreads noMoreThreads;
-        EXPECT_THROW(waiter.arm(pair.server(), ""), std::system_error);
+        EXPECT_THROW(waiter.arm(pair.server(), m_peer), std::system_error);
         waiter.disarm(pair.server());
     }
     const ArmedClient client(waiter);

@@ -42,7 +42,8 @@ Policy simulated() {
 /** A connection to a server in this process, and what it traces. */
 class Connection {
 public:
-    explicit Connection(ServedDevices& devices, const Policy& policy) : m_handler(devices, policy, "10.0.0.7:4711") {}
+    explicit Connection(ServedDevices& devices, const Policy& policy)
+        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", *m_limit}) {}
 
     bool accepts(const Request& request) { return m_handler.accepts(request); }
     bool open(const std::string& name) { return succeeds(Request(Type::Open, name)); }
@@ -61,6 +62,7 @@ public:
     std::shared_ptr<Rynveld::ServedDevice> device() { return m_handler.device(); }
 
 private:
+    std::unique_ptr<Rynveld::TraceLimit> m_limit = std::make_unique<Rynveld::TraceLimit>();
     RequestHandler m_handler;
 };
 
@@ -97,7 +99,7 @@ protected:
         EXPECT_EQ(traces.back().level, life);
         EXPECT_EQ(traces.back().channel, "Rynveld");
         EXPECT_EQ(traces.back().text, "Request of type " + std::to_string(static_cast<unsigned>(request.getType())) +
-                                          " for \"" + shownName + "\" refused: " + reason + ".");
+                                          " from 10.0.0.7:4711 for \"" + shownName + "\" refused: " + reason + ".");
     }
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason) {
         expectRefusal(connection, request, reason, request.getDeviceName());
@@ -139,6 +141,16 @@ TEST_F(RequestHandlerTest, RefusesOperationsForAnotherDeviceThanTheOpenedOne) {
                       "the connection has not opened the device");
     }
     EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
+}
+
+TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
+    auto connection = m_server.connect();
+    constexpr std::size_t flood = 1000;
+    for (std::size_t i = 0; i < flood; ++i) {
+        EXPECT_FALSE(connection.open("nothing"));
+    }
+    // A line of each of the two kinds.
+    EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesInAPeriod);
 }
 
 TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {
@@ -204,9 +216,9 @@ TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
-    auto connection = m_server.connect();
-    EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
     for (std::uint32_t type = 0; type <= 13; ++type) {
+        auto connection = m_server.connect();
+        EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
         Request request(static_cast<Type>(type), "uio.32");
         overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
         expectEnd(connection, request, "a record's length is above 128");
@@ -456,7 +468,8 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
         const auto all = lines();
         ASSERT_EQ(all.size(), 2U);
-        EXPECT_EQ(all[0], "Rynveld 3 open: Device \"" + name + "\" cannot be opened: " + obstacle + ".");
+        EXPECT_EQ(all[0],
+                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + obstacle + ".");
     }
     EXPECT_TRUE(connection.open("uio.32"));
 }
@@ -493,8 +506,8 @@ protected:
 TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
     auto connection = m_files.connect();
     expectRefusal(connection, Request(Type::Open, "missing"), "the device cannot be opened");
-    EXPECT_EQ(lines()[0],
-              "Rynveld 3 open: Device \"missing\" cannot be opened: /nowhere/map: No such file or directory.");
+    EXPECT_EQ(lines()[0], "Rynveld 3 open: Device \"missing\" cannot be opened for 10.0.0.7:4711: /nowhere/map: No "
+                          "such file or directory.");
     expectRefusal(connection, Request(Type::Open, "map.32"), "the device cannot be opened");
     OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_TRUE(connection.open("map.32"));

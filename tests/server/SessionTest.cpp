@@ -37,7 +37,7 @@ public:
     explicit RunningSession(const std::vector<Fault>& faults = {}, std::chrono::milliseconds idleTimeout = 0ms)
         : m_policy(simulated(faults)),
           m_devices(m_policy),
-          m_session(m_pair.releaseServer(), "the client", m_devices, m_policy, idleTimeout) {
+          m_session(m_pair.releaseServer(), {"the client", "its host", m_limit}, m_devices, m_policy, idleTimeout) {
         Rynveld::handleWakeUps();
         m_thread = std::thread([this] { m_session.run(); });
     }
@@ -69,6 +69,7 @@ private:
     SocketPair m_pair{SOCK_SEQPACKET};
     const Policy m_policy;
     ServedDevices m_devices;
+    Rynveld::TraceLimit m_limit;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());
     Rynveld::Session m_session;
     std::thread m_thread;
@@ -166,8 +167,9 @@ TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
     EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
     EXPECT_TRUE(session.client().isRefused(requestOf(Type::Write32, "uio.32", 0, {7})));
     EXPECT_EQ(valuesOf(session.client().exchange(readOf(Type::Read32, "uio.32", 0))), std::vector<std::uint32_t>{0});
-    EXPECT_EQ(recorder.lines(),
-              EventLog{"Rynveld 4 refuse: Request of type 7 for \"uio.32\" refused: a fault is simulated."});
+    EXPECT_EQ(
+        recorder.lines(),
+        EventLog{"Rynveld 4 refuse: Request of type 7 from the client for \"uio.32\" refused: a fault is simulated."});
 }
 
 TEST(Session, SplitsItsAnswersWhereThatIsItsFault) {
