@@ -123,7 +123,13 @@ Fault faultOf(const std::string& text) {
     return *fault;
 }
 
+/** Rounded up, so that every host may have a connection. */
+std::size_t quarterOf(std::size_t count) { return (count + 3) / 4; }
+
 void interpret(const Texts& texts, Options& options) {
+    if (options.maxConnectionsPerHost == 0) {
+        options.maxConnectionsPerHost = quarterOf(options.maxConnections);
+    }
     options.listen = endpointOf(texts.listen);
     for (const auto& network : texts.allow) {
         options.allowed.push_back(networkOf(network));
@@ -165,6 +171,8 @@ void addOptions(const Inventory::Command& program, Texts& texts, Options& option
         .takeOneValue();
     program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
         .showDefault();
+    program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
+                      "Turn further connections from one address away; a quarter of --max-connections when not given");
     program
         .addOption("--idle-timeout", "TIME", texts.idleTimeout,
                    "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "

@@ -67,10 +67,6 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     return "process " + std::to_string(process.pid);
 }
 
-std::string hostOf(const Endpoint& endpoint) {
-    return isLocal(endpoint) ? "this machine" : tcpEndpointOf(endpoint).address().to_string();
-}
-
 /** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     if (address.is_v4()) {
@@ -80,6 +76,15 @@ std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
         return std::nullopt;
     }
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+}
+
+std::string hostOf(const Endpoint& endpoint) {
+    if (isLocal(endpoint)) {
+        return "this machine";
+    }
+    const auto address = tcpEndpointOf(endpoint).address();
+    const auto v4 = v4Of(address);
+    return v4 ? v4->to_string() : address.to_string();
 }
 
 /** Hundreds of threads fit into the address space of a small machine. The thread sanitizer keeps much in a stack. */
@@ -215,11 +220,19 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
     } else if (m_clients.size() >= m_options.maxConnections) {
         RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: there are ",
                          m_clients.size(), " connections.");
+    } else if (const auto count = connectionsOf(peer.host); count >= m_options.maxConnectionsPerHost) {
+        RYNVELD_TRACE_OF(peer, failure, "connections of host", "Client ", peer.name, " turned away: its host has ",
+                         count, " connections.");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // Away from the event loop, which would be woken by every record.
         serve(socket.release(), peer);
     }
+}
+
+std::size_t Server::connectionsOf(const std::string& host) const {
+    return static_cast<std::size_t>(
+        std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
 }
 
 // Who may use a local socket, its file's permissions say.
@@ -237,6 +250,7 @@ bool Server::isAllowed(const Endpoint& endpoint) const {
 void Server::serve(int descriptor, const Peer& peer) {
     const SignalsBlocked signalsBlocked;
     const auto client = m_clients.emplace(m_clients.end());
+    client->host = peer.host;
     client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout);
     try {
         client->thread = std::thread([this, client] {

@@ -63,6 +63,7 @@ private:
     };
 
     struct Client {
+        std::string host;
         std::unique_ptr<Session> session;
         std::thread thread;
         std::atomic<bool> hasEnded{false};
@@ -81,6 +82,7 @@ private:
     void accept(Listener& listener);
     void acceptLater(Listener& listener, const std::error_code& reason);
     void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
+    std::size_t connectionsOf(const std::string& host) const;
     bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
     void serve(int descriptor, const Peer& peer);
     static void run(Session& session);

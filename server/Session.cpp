@@ -39,6 +39,7 @@ bool Session::answer(const Rynvel::Request& request) {
     }
     if (m_armed) {
         m_socket.setIdleTimeout(std::chrono::milliseconds(0));
+        m_socket.setPatient(true);
         m_armed->waiter().begin(m_socket.descriptor());
     }
     return true;
@@ -93,6 +94,7 @@ void Session::disarm() {
     if (m_armed) {
         m_armed->waiter().disarm(m_socket.descriptor());
         m_socket.setIdleTimeout(m_idleTimeout);
+        m_socket.setPatient(false);
         m_armed.reset();
     }
 }

@@ -46,7 +46,7 @@ private:
     bool arm();
     void disarm();
 
-    const ClientSocket m_socket;
+    ClientSocket m_socket;
     const Peer m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;

@@ -105,6 +105,16 @@ TEST_F(ClientSocketTest, GivesUpOnAClientThatIsIdleInTheMiddle) {
     EXPECT_FALSE(m_socket.receive(received));
 }
 
+TEST_F(ClientSocketTest, GivesUpOnARecordThatComesInTimeButNeverEnds) {
+    m_socket.setIdleTimeout(100ms);
+    Request received;
+    auto whole = std::async(std::launch::async, [&] { return m_socket.receive(received); });
+    for (std::size_t from = 0; from < m_request.getSize() && whole.wait_for(1ms) != std::future_status::ready; ++from) {
+        sendPiece(from, 1);
+    }
+    EXPECT_FALSE(whole.get());
+}
+
 TEST_F(ClientSocketTest, GivesUpOnAClientThatDoesNotReadItsAnswers) {
     m_socket.setIdleTimeout(1ms);
     const Response response;
@@ -174,6 +184,21 @@ TEST(ClientSocket, ProbesDeadClientsAndHoldsNoAnswerBack) {
         EXPECT_EQ(::getsockopt(socket.descriptor(), level, option, &value, &size), 0);
         EXPECT_NE(value, 0);
     }
+}
+
+TEST(ClientSocket, FindsOutWithinAMinuteThatAClientHasGone) {
+    const ClientSocket socket(::socket(AF_INET, SOCK_STREAM, 0));
+    const auto option = [&](int name) {
+        int value = 0;
+        socklen_t size = sizeof(value);
+        EXPECT_EQ(::getsockopt(socket.descriptor(), IPPROTO_TCP, name, &value, &size), 0);
+        return value;
+    };
+    EXPECT_LE(option(TCP_KEEPIDLE) + option(TCP_KEEPCNT) * option(TCP_KEEPINTVL), 60);
+    EXPECT_GT(option(TCP_USER_TIMEOUT), 0);
+    EXPECT_LE(option(TCP_USER_TIMEOUT), 60000);
+    socket.setPatient(true);
+    EXPECT_EQ(option(TCP_USER_TIMEOUT), 0);
 }
 
 TEST(ClientSocket, HoldsLittleOfTheKernelsMemory) {

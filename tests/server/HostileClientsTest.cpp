@@ -236,7 +236,7 @@ TEST(HostileClients, GoInTheMiddleOfARequest) {
 }
 
 TEST(HostileClients, ConnectThousandsOfTimesAndSayNothing) {
-    const RynveldProcess server({"--simulate", "--max-connections", "10000"});
+    const RynveldProcess server({"--simulate", "--max-connections", "10000", "--max-connections-per-host", "10000"});
     expectService(server);
     const std::size_t descriptors = server.descriptors();
     for (unsigned int i = 0; i < 3000; ++i) {
@@ -253,7 +253,7 @@ TEST(ManyClients, AreAllAnsweredCorrectly) {
     constexpr std::size_t threadCount = 10;
     constexpr std::size_t perThread = 50;
     constexpr std::uint32_t operations = 200;
-    const RynveldProcess server({"--simulate", "--max-connections", "500"});
+    const RynveldProcess server({"--simulate", "--max-connections", "500", "--max-connections-per-host", "500"});
     std::vector<Clients> clients;
     for (std::size_t thread = 0; thread < threadCount; ++thread) {
         clients.emplace_back(server.port(), perThread);
@@ -318,7 +318,7 @@ void killClients(const RynveldProcess& server, unsigned int processes, unsigned 
 }
 
 TEST(HostileClients, LeaveNothingBehindWhenTheyAreKilled) {
-    const RynveldProcess server({"--simulate", "--max-connections", "1000"});
+    const RynveldProcess server({"--simulate", "--max-connections", "1000", "--max-connections-per-host", "1000"});
     const std::size_t descriptors = server.descriptors();
     const std::size_t threads = server.threads();
     // The thread sanitizer starts one of its own.
@@ -380,7 +380,7 @@ private:
 TEST(HostileClients, DelayNobodyWhenTheyStall) {
     const OneProcessor oneProcessor;
     const RynveldProcess quiet({"--simulate"});
-    const RynveldProcess busy({"--simulate"});
+    const RynveldProcess busy({"--simulate", "--max-connections-per-host", "200"});
     const RecordClient quietClient(quiet.port());
     const RecordClient busyClient(busy.port());
     EXPECT_TRUE(quietClient.succeeds(Request(Type::Open, name)));
@@ -463,7 +463,8 @@ void misbehave(const RynveldProcess& server, const Soak& soak, unsigned int seed
 }
 
 TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
-    const RynveldProcess server({"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s"});
+    const RynveldProcess server({"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s",
+                                 "--max-connections-per-host", "256"});
     const Soak soak;
     std::vector<std::thread> threads;
     for (std::uint32_t i = 0; i < 3; ++i) {

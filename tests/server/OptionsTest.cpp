@@ -41,7 +41,8 @@ TEST(Options, HaveSafeDefaults) {
     const auto options = parse({});
     EXPECT_EQ(listenOf({}), "127.0.0.1:8888");
     EXPECT_TRUE(options.allowed.empty());
-    EXPECT_EQ(options.maxConnections, 128U);
+    EXPECT_EQ(options.maxConnections, 256U);
+    EXPECT_EQ(options.maxConnectionsPerHost, 64U);
     EXPECT_EQ(options.idleTimeout, 0ms);
     EXPECT_TRUE(options.interruptPeriods.empty());
     EXPECT_TRUE(options.policy.devices.empty());
@@ -101,6 +102,12 @@ TEST(Options, LimitConnectionsAndIdleness) {
     EXPECT_EQ(parse({"--max-connections", "10000"}).maxConnections, 10000U);
     for (const char* wrong : {"0", "10001", "-1", "many", ""}) {
         EXPECT_NE(problemOf({"--max-connections", wrong}), "") << wrong;
+    }
+    EXPECT_EQ(parse({"--max-connections", "9"}).maxConnectionsPerHost, 3U);
+    EXPECT_EQ(parse({"--max-connections", "1"}).maxConnectionsPerHost, 1U);
+    EXPECT_EQ(parse({"--max-connections-per-host", "7"}).maxConnectionsPerHost, 7U);
+    for (const char* wrong : {"0", "10001", "x"}) {
+        EXPECT_NE(problemOf({"--max-connections-per-host", wrong}), "") << wrong;
     }
     EXPECT_EQ(parse({"--idle-timeout", "1m"}).idleTimeout, 1min);
     EXPECT_EQ(parse({"--idle-timeout", "0"}).idleTimeout, 0ms);
@@ -176,9 +183,9 @@ TEST(Options, AskForHelp) {
         parse({"--help"});
         FAIL();
     } catch (const Answered& answer) {
-        for (const char* option :
-             {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl", "--max-connections", "--idle-timeout",
-              "--simulate", "--interrupt-every", "--fault", "Exit status"}) {
+        for (const char* option : {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl",
+                                   "--max-connections", "--max-connections-per-host", "--idle-timeout", "--simulate",
+                                   "--interrupt-every", "--fault", "Exit status"}) {
             EXPECT_NE(answer.text.find(option), std::string::npos) << option;
         }
     }

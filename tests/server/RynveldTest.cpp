@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -192,7 +193,7 @@ TEST(Rynveld, ServesClientsOfItsNetworks) {
 }
 
 TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
-    const RynveldProcess server(simulatedWith({"--max-connections", "2"}));
+    const RynveldProcess server(simulatedWith({"--max-connections", "2", "--max-connections-per-host", "2"}));
     const RecordClient one(server.port());
     EXPECT_TRUE(one.succeeds(Request(Type::Open, "uio.32")));
     {
@@ -204,6 +205,55 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
     while (!serves(server)) {
     }
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
+}
+
+/** A client of this machine with another address of it. */
+RecordClient connectFrom(const char* address, std::uint16_t port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    EXPECT_EQ(::inet_pton(AF_INET, address, &own.sin_addr), 1);
+    EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(port);
+    server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&server), sizeof(server)), 0);
+    return RecordClient::on(socket);
+}
+
+TEST(Rynveld, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
+    Launch launch;
+    launch.traces = "*=1";
+    RynveldProcess server(simulatedWith({"--max-connections", "8"}), launch);
+    const std::vector<const char*> hosts = {"127.0.0.2", "127.0.0.3", "127.0.0.4"};
+    std::vector<RecordClient> clients;
+    for (const char* host : hosts) {
+        for (unsigned int i = 0; i < 2; ++i) {
+            clients.push_back(connectFrom(host, server.port()));
+            EXPECT_TRUE(clients.back().succeeds(Request(Type::Open, "uio.32")));
+        }
+        for (unsigned int i = 0; i < 100; ++i) {
+            EXPECT_TRUE(connectFrom(host, server.port()).isEnded());
+        }
+    }
+    const std::string text = server.endWithText();
+    EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
+    // 20 lines of each host.
+    EXPECT_LE(linesIn(text), 20 * hosts.size()) << text;
+}
+
+TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
+    const RynveldProcess server(simulatedWith({"--idle-timeout", "200ms"}));
+    const RecordClient client(server.port());
+    const Request request(Type::Open, "uio.32");
+    const auto* const bytes = static_cast<const char*>(request.toBuffer());
+    std::size_t sent = 0;
+    while (sent < request.getSize() && client.send(bytes + sent, 1)) {
+        ++sent;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_TRUE(client.isEnded());
 }
 
 // The checks for undefined behaviour need descriptors themselves.

@@ -133,10 +133,19 @@ RynveldProcess::~RynveldProcess() {
 }
 
 void RynveldProcess::end(int signal) {
+    stop(signal);
+    EXPECT_EQ(m_laterErrors, "");
+}
+
+std::string RynveldProcess::endWithText() {
+    stop(SIGTERM);
+    return m_laterErrors;
+}
+
+void RynveldProcess::stop(int signal) {
     EXPECT_EQ(::kill(m_pid, signal), 0);
     if (m_drain.joinable()) {
         m_drain.join();
-        EXPECT_EQ(m_laterErrors, "");
     }
     EXPECT_EQ(statusOf(std::exchange(m_pid, -1)), 0);
 }

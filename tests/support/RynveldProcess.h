@@ -65,6 +65,9 @@ public:
     /** Signals it to end, and expects it to do so with status 0, and to have said nothing more where that is read. */
     void end(int signal = SIGTERM);
 
+    /** The same with what it has said after its first line. */
+    std::string endWithText();
+
     std::size_t descriptors() const;
     std::size_t threads() const { return numberOf("Threads"); }
     /** In KiB. */
@@ -74,6 +77,7 @@ public:
     bool isIdle() const;
 
 private:
+    void stop(int signal);
     std::size_t numberOf(const std::string& status) const;
 
     const bool m_isRead;
