@@ -50,7 +50,7 @@ Rynvel::Response Session::handle(const Rynvel::Request& request) {
         return m_handler.handle(request);
     }
     show(request.getDeviceName());
-    const Rynvel::Response response = m_handler.handle(request);
+    Rynvel::Response response = m_handler.handle(request);
     show(m_handler.deviceName());
     return response;
 }
