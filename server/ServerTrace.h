@@ -1,7 +1,8 @@
 /**
  * @file
- * The server's trace channel, "Rynveld": failures of the server and its devices at level 1, refused requests at level
- * 4, connections at level 5.
+ * The server's trace channel, "Rynveld": failures of the server and its devices and clients that are turned away at
+ * level 1, clients that are hung up on and devices that cannot be opened at level 3, refused requests at level 4,
+ * connections at level 5.
  */
 #ifndef RYNVELD_SERVERTRACE_H
 #define RYNVELD_SERVERTRACE_H
