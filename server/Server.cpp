@@ -317,30 +317,34 @@ void Server::stop() {
     }
 }
 
+// Most operations on devices end by themselves in no time, and are better not interrupted.
 void Server::awaitClients() {
-    constexpr auto patience = std::chrono::seconds(1);
-    constexpr auto interval = std::chrono::milliseconds(1);
+    using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();
     bool isTraced = false;
-    while (wakeUpClients()) {
-        std::this_thread::sleep_for(interval);
-        if (!isTraced && std::chrono::steady_clock::now() - begin > patience) {
+    while (!haveClientsEnded()) {
+        std::this_thread::sleep_for(1ms);
+        const auto time = std::chrono::steady_clock::now() - begin;
+        if (time > 300ms) {
+            wakeUpClients();
+        }
+        if (time > 1s && !isTraced) {
             traceClients();
             isTraced = true;
         }
     }
 }
 
-/** False when there is none left to wake up. */
-bool Server::wakeUpClients() {
-    bool areThereAny = false;
+bool Server::haveClientsEnded() const {
+    return std::all_of(m_clients.begin(), m_clients.end(), [](const Client& client) { return client.hasEnded.load(); });
+}
+
+void Server::wakeUpClients() {
     for (auto& client : m_clients) {
         if (!client.hasEnded) {
             wakeUp(client.thread);
-            areThereAny = true;
         }
     }
-    return areThereAny;
 }
 
 void Server::traceClients() const {

@@ -91,7 +91,8 @@ private:
     void tick(Ticker& ticker);
     void stop();
     void awaitClients();
-    bool wakeUpClients();
+    bool haveClientsEnded() const;
+    void wakeUpClients();
     void traceClients() const;
 
     bool m_stopped = false;
