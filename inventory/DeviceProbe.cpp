@@ -1,41 +1,19 @@
 #include "DeviceProbe.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include "DeviceKind.h"
+#include "HandOver.h"
 
 namespace Inventory {
 
 namespace {
-
-/** A device file open for reading and writing, as the backends open it. */
-class DeviceFile {
-public:
-    explicit DeviceFile(const std::string& path) : m_fd(::open(path.c_str(), O_RDWR | O_CLOEXEC)) {}
-    DeviceFile(const DeviceFile&) = delete;
-    DeviceFile& operator=(const DeviceFile&) = delete;
-    ~DeviceFile() {
-        if (m_fd != -1) {
-            ::close(m_fd);
-        }
-    }
-
-    bool isOpen() const { return m_fd != -1; }
-
-    bool canBeMapped(std::size_t size) const {
-        void* const start = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_fd, 0);
-        return start != MAP_FAILED && ::munmap(start, size) == 0;
-    }
-
-private:
-    const int m_fd;
-};
 
 struct Map {
     unsigned long offset = 0;
@@ -56,7 +34,7 @@ Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
     return {row.m_devicePath + ": " + reason, std::nullopt};
 }
 
-Probe probeMapping(const Rynvel::MemoryDevice& row, const DeviceFile& file) {
+Probe mapFile(const Rynvel::MemoryDevice& row, HandOver& file) {
     const Map map = mapOf(row);
     if (map.size == 0) {
         return failed(row, isUio(row.m_type) ? "no memory map is described in sysfs" : "the mapping has no size");
@@ -64,15 +42,14 @@ Probe probeMapping(const Rynvel::MemoryDevice& row, const DeviceFile& file) {
     if (map.offset >= map.size || map.size > UINT32_MAX) {
         return failed(row, "the memory map described in sysfs holds no registers");
     }
-    if (!file.canBeMapped(map.size)) {
+    if (!file.map(map.size)) {
         return failed(row, std::string("cannot be mapped: ") + std::strerror(errno));
     }
     return {"", static_cast<std::uint32_t>(map.size - map.offset)};
 }
 
-} // namespace
-
-Probe probe(const Rynvel::MemoryDevice& row) {
+/** Opens the device file, and maps it where its backend does. */
+Probe openFile(const Rynvel::MemoryDevice& row, std::optional<HandOver>& file) {
     const DeviceKind* const kind = findKind(row.m_type);
     if (kind == nullptr) {
         return failed(row, "no backend for its type");
@@ -80,18 +57,33 @@ Probe probe(const Rynvel::MemoryDevice& row) {
     if (kind->access == Access::Remote) {
         return {};
     }
-    const DeviceFile file(row.m_devicePath);
-    if (!file.isOpen()) {
+    const int descriptor = ::open(row.m_devicePath.c_str(), O_RDWR | O_CLOEXEC);
+    if (descriptor == -1) {
         return failed(row, std::strerror(errno));
     }
+    file.emplace(row.m_devicePath, descriptor);
     if (kind->access != Access::Mapped) {
         return {};
     }
     try {
-        return probeMapping(row, file);
+        return mapFile(row, *file);
     } catch (const std::exception&) {
         return failed(row, "an attribute of its memory map in sysfs is no number");
     }
+}
+
+} // namespace
+
+Probe probe(const Rynvel::MemoryDevice& row) {
+    std::optional<HandOver> file;
+    return openFile(row, file);
+}
+
+OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
+    std::optional<HandOver> file;
+    Probe probe = openFile(row, file);
+    auto device = probe.obstacle.empty() ? open(row, probe.mapSize) : nullptr;
+    return {std::move(device), std::move(probe)};
 }
 
 bool isPresent(const Rynvel::MemoryDevice& row) { return ::access(row.m_devicePath.c_str(), F_OK) == 0; }

@@ -1,16 +1,19 @@
 /**
  * @file
- * Tells beforehand whether a device can be opened, so that a program never meets the assertions of the library that
- * end a process when a device file is missing.
+ * Opens a device so that a program never meets the assertions of the library that end a process when a device file is
+ * missing, and tells whether one can be opened.
  */
 #ifndef RYNVEL_INVENTORY_DEVICEPROBE_H
 #define RYNVEL_INVENTORY_DEVICEPROBE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include <rynvel.hpp>
+
+#include "RegisterDevice.h"
 
 namespace Inventory {
 
@@ -26,6 +29,18 @@ struct Probe {
  * is not probed: its server is asked when the device is opened.
  */
 Probe probe(const Rynvel::MemoryDevice& row);
+
+struct OpenedDevice {
+    /** Null when there is an obstacle. */
+    std::unique_ptr<RegisterDevice> device;
+    Probe probe;
+};
+
+/**
+ * Opens the device of a row for the caller alone. What probe() opens and maps is handed over to the backend, which so
+ * has nothing left to do that could fail and end the process.
+ */
+OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 
 /** Whether the device file is there, with no attempt to open it. A remote device has none. */
 bool isPresent(const Rynvel::MemoryDevice& row);

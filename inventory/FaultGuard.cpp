@@ -3,7 +3,23 @@
 #include <pthread.h>
 #include <ucontext.h>
 
+#include <cstdint>
+
 namespace Inventory {
+
+namespace {
+
+/**
+ * Whether the signal reports an access, and was not sent by a process. 32-bit ARM reports an external abort with the
+ * code of a signal that was sent, and with the address in the sender's place: no sender's number is as high.
+ */
+bool isFault(const siginfo_t& info) {
+    constexpr std::uintptr_t highestProcess = 4194304;
+    const bool looksSent = info.si_code == SI_USER && sizeof(void*) == sizeof(std::uint32_t);
+    return info.si_code > 0 || (looksSent && reinterpret_cast<std::uintptr_t>(info.si_addr) > highestProcess);
+}
+
+} // namespace
 
 thread_local sigjmp_buf* FaultGuard::s_place = nullptr;
 
@@ -14,7 +30,10 @@ void FaultGuard::install() {
     sigaction(SIGBUS, &action, nullptr);
 }
 
-void FaultGuard::handle(int /*signal*/, siginfo_t* /*info*/, void* context) {
+void FaultGuard::handle(int /*signal*/, siginfo_t* info, void* context) {
+    if (!isFault(*info)) {
+        return;
+    }
     if (s_place != nullptr) {
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(*s_place, 1);

@@ -14,7 +14,7 @@ namespace Inventory {
  * Runs accesses to mapped registers that the hardware may answer with a bus error.
  *
  * Any number of threads may run guarded accesses at once. What an access had locked when it faulted stays locked: its
- * caller knows. Faults outside of run() end the process as before.
+ * caller knows. Faults outside of run() end the process as before. A SIGBUS that a process has sent is ignored.
  */
 class FaultGuard {
 public:

@@ -27,13 +27,14 @@ describe_stage() {
 # Prints the Debian packages that a stage needs, but for those that the scripts it calls install themselves.
 packages_of() {
     local tests=("${build_packages[@]}" googletest)
+    # What the tests of the programs run.
+    local programs=(curl zsh)
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
         format) echo clang-format ;;
         lint) echo "${build_packages[@]}" clang-tidy ;;
-        dev) echo "${tests[@]}" zsh ;;
-        asan | tsan | hardened) echo "${tests[@]}" ;;
-        armhf) echo "${tests[@]}" "${target[@]}" ;;
+        dev | asan | tsan | hardened) echo "${tests[@]}" "${programs[@]}" ;;
+        armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;

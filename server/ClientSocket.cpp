@@ -7,16 +7,28 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace Rynveld {
 
 namespace {
 
-void setOption(int descriptor, int level, int option) {
-    constexpr int on = 1;
-    ::setsockopt(descriptor, level, option, &on, sizeof(on));
+constexpr int on = 1;
+
+/** The system doubles them. A client that reads nothing holds no more than both of the kernel's memory. */
+constexpr int receiveBuffer = 64 * 1024;
+constexpr int sendBuffer = 128 * 1024;
+
+void setOption(int descriptor, int level, int option, int value) {
+    ::setsockopt(descriptor, level, option, &value, sizeof(value));
 }
+
+/** A client whose machine or network has gone is found out within a minute. */
+constexpr int secondsUntilProbe = 20;
+constexpr int secondsBetweenProbes = 10;
+constexpr int mostProbes = 3;
+constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + mostProbes * secondsBetweenProbes);
 
 /** The result of a transfer that no signal has interrupted. */
 template <typename Transfer>
@@ -32,18 +44,37 @@ ssize_t uninterrupted(const Transfer& transfer) {
 
 // A dead client is found out by the system's probes, an answer is not held back for another.
 ClientSocket::ClientSocket(int descriptor) : m_descriptor(descriptor) {
-    setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY);
+    setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPINTVL, secondsBetweenProbes);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPCNT, mostProbes);
+    setPatient(false);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY, on);
+    setOption(m_descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
+    setOption(m_descriptor, SOL_SOCKET, SO_SNDBUF, sendBuffer);
 }
 
 ClientSocket::~ClientSocket() { ::close(m_descriptor); }
 
 bool ClientSocket::receive(Rynvel::IMessage& message) const {
     auto* const bytes = static_cast<char*>(message.toBuffer());
+    const std::size_t size = message.getSize();
+    const ssize_t received = uninterrupted([&] { return ::recv(m_descriptor, bytes, size, 0); });
+    const auto count = static_cast<std::size_t>(received);
+    return received > 0 && (count == size || receiveRest(bytes + count, size - count));
+}
+
+bool ClientSocket::receiveRest(char* bytes, std::size_t size) const {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + m_recordTime;
     std::size_t count = 0;
-    while (count < message.getSize()) {
-        const ssize_t received =
-            uninterrupted([&] { return ::recv(m_descriptor, bytes + count, message.getSize() - count, 0); });
+    while (count < size) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        pollfd more{m_descriptor, POLLIN, 0};
+        if (left <= 0 || uninterrupted([&] { return ::poll(&more, 1, static_cast<int>(left)); }) <= 0) {
+            return false;
+        }
+        const ssize_t received = ::recv(m_descriptor, bytes + count, size - count, MSG_DONTWAIT);
         if (received <= 0) {
             return false;
         }
@@ -75,7 +106,12 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
     return true;
 }
 
-void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) const {
+void ClientSocket::setPatient(bool isPatient) const {
+    setOption(m_descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, isPatient ? 0 : millisecondsUntilGone);
+}
+
+void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) {
+    m_recordTime = timeout.count() == 0 ? longestRecordTime : std::min(timeout, longestRecordTime);
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
     timeval value{};
     value.tv_sec = static_cast<time_t>(seconds.count());

@@ -17,6 +17,8 @@ namespace Rynveld {
  */
 class ClientSocket {
 public:
+    static constexpr std::chrono::milliseconds longestRecordTime{30000};
+
     /** @param descriptor a connected, blocking socket, owned from now on. */
     explicit ClientSocket(int descriptor);
     ClientSocket(const ClientSocket&) = delete;
@@ -35,16 +37,24 @@ public:
     /** Does nothing for so long. False when the connection has ended. */
     bool pause(std::chrono::milliseconds duration) const;
 
-    /** How long a piece of a record may take to come or to be taken; 0 for as long as it takes. */
-    void setIdleTimeout(std::chrono::milliseconds timeout) const;
+    /**
+     * How long a piece of a record may take to come or to be taken; 0 for as long as it takes. A record that has begun
+     * must be whole after the same time, or after half a minute when that is less.
+     */
+    void setIdleTimeout(std::chrono::milliseconds timeout);
+
+    /** Whether the client keeps its connection although it takes nothing of what is sent. */
+    void setPatient(bool isPatient) const;
 
     /** Ends the connection, and what blocks on it. */
     void shutDown() const;
 
 private:
+    bool receiveRest(char* bytes, std::size_t size) const;
     bool send(const char* bytes, std::size_t size) const;
 
     const int m_descriptor;
+    std::chrono::milliseconds m_recordTime{longestRecordTime};
 };
 
 } // namespace Rynveld

@@ -1,22 +1,27 @@
 #include "InterruptWaiter.h"
 
 #include <poll.h>
-#include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
+#include <optional>
+#include <system_error>
+#include <utility>
 
 #include "ServerTrace.h"
+#include "WakeUp.h"
 
 namespace Rynveld {
 
 namespace {
 
-constexpr int wakeUpSignal = SIGUSR1;
+/** More are lost, as for a client that does not read them. */
+constexpr std::size_t mostWordsKept = 1000;
 
 /** The word as it goes out. */
 Rynvel::InterruptMessage messageOf(unsigned long word) {
@@ -36,21 +41,17 @@ InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, s
 InterruptWaiter::~InterruptWaiter() {
     const std::lock_guard<std::mutex> control(m_control);
     stop();
+    if (m_wakeUp != -1) {
+        ::close(m_wakeUp);
+    }
 }
 
-// The handler is there so that the signal interrupts a system call instead of ending the process.
-void InterruptWaiter::install() {
-    struct sigaction action {};
-    action.sa_handler = [](int /*signal*/) {};
-    sigaction(wakeUpSignal, &action, nullptr);
-}
-
-void InterruptWaiter::arm(int socket) {
+void InterruptWaiter::arm(int socket, const Peer& peer) {
     const std::lock_guard<std::mutex> control(m_control);
     bool ended = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_sockets.push_back(socket);
+        m_receivers.push_back({socket, peer, false, {}});
         ended = m_ended;
     }
     if (ended) {
@@ -61,13 +62,31 @@ void InterruptWaiter::arm(int socket) {
     }
 }
 
+void InterruptWaiter::begin(int socket) {
+    std::optional<Peer> slowPeer;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        auto& receiver = *std::find_if(m_receivers.begin(), m_receivers.end(),
+                                       [socket](const Receiver& each) { return each.socket == socket; });
+        receiver.hasBegun = true;
+        for (const unsigned long word : std::exchange(receiver.kept, {})) {
+            if (!deliver(receiver, word)) {
+                slowPeer.emplace(receiver.peer);
+            }
+        }
+    }
+    if (slowPeer) {
+        traceLoss(*slowPeer);
+    }
+}
+
 void InterruptWaiter::disarm(int socket) {
     const std::lock_guard<std::mutex> control(m_control);
     bool last = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_sockets.erase(std::remove(m_sockets.begin(), m_sockets.end(), socket), m_sockets.end());
-        last = m_sockets.empty();
+        m_receivers.remove_if([socket](const Receiver& each) { return each.socket == socket; });
+        last = m_receivers.empty();
     }
     if (last) {
         stop();
@@ -91,6 +110,14 @@ bool InterruptWaiter::disable() {
 }
 
 void InterruptWaiter::start() {
+    if (m_wakeUp == -1) {
+        m_wakeUp = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    }
+    if (m_wakeUp == -1) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    eventfd_t stops = 0;
+    ::eventfd_read(m_wakeUp, &stops);
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_stopping = false;
@@ -100,18 +127,21 @@ void InterruptWaiter::start() {
     m_thread = std::thread([this] { run(); });
 }
 
-// A signal that comes just before the thread blocks is lost: it is sent until the thread has ended.
+// A driver that cannot be polled blocks in the device, where only a signal reaches the thread.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
     }
     m_stopping = true;
+    ::eventfd_write(m_wakeUp, 1);
     {
         std::unique_lock<std::mutex> lock(m_mutex);
         m_changed.notify_all();
-        do {
-            pthread_kill(m_thread.native_handle(), wakeUpSignal);
-        } while (!m_changed.wait_for(lock, std::chrono::milliseconds(1), [this] { return m_ended; }));
+        while (!m_changed.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended; })) {
+            if (m_isReceiving) {
+                wakeUp(m_thread);
+            }
+        }
     }
     m_thread.join();
 }
@@ -134,24 +164,32 @@ bool InterruptWaiter::beginToWait() {
 }
 
 // Waiting here and not in the device keeps a stop from being traced as a failure of the device.
-bool InterruptWaiter::waitForReadiness() const {
-    pollfd device{m_device.getNativeHandle(), POLLIN, 0};
-    while (::poll(&device, 1, -1) < 0) {
-        if (errno != EINTR || m_stopping) {
+bool InterruptWaiter::waitForReadiness() {
+    std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp, POLLIN, 0}}};
+    while (::poll(awaited.data(), awaited.size(), -1) < 0) {
+        if (errno != EINTR) {
             return false;
         }
+    }
+    m_isReceiving = true;
+    if (m_stopping) {
+        m_isReceiving = false;
+        return false;
     }
     return true;
 }
 
 // A device whose waiting enables the interrupt would enable it a second time, before a client could clear its source.
 bool InterruptWaiter::receive(unsigned long& word) {
-    if (!m_waitingEnables) {
-        return m_device.waitForInterrupt(&word);
+    bool received = false;
+    if (m_waitingEnables) {
+        std::uint32_t count = 0;
+        received = ::read(m_device.getNativeHandle(), &count, sizeof(count)) == sizeof(count);
+        word = count;
+    } else {
+        received = m_device.waitForInterrupt(&word);
     }
-    std::uint32_t count = 0;
-    const bool received = ::read(m_device.getNativeHandle(), &count, sizeof(count)) == sizeof(count);
-    word = count;
+    m_isReceiving = false;
     return received;
 }
 
@@ -164,20 +202,44 @@ void InterruptWaiter::pause() {
     m_changed.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
 }
 
+// The traces come when nobody waits for the lock: they may take their time.
 void InterruptWaiter::send(unsigned long word) {
-    const auto message = messageOf(word);
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_wish == Wish::Enabled) {
-        m_wish = Wish::None;
-    }
-    for (const int socket : m_sockets) {
-        const ssize_t sent = ::send(socket, message.toBuffer(), message.getSize(), MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            RYNVELD_TRACE(failure, "Connection ", socket, " does not read its interrupts: one is lost.");
-        } else if (sent > 0 && static_cast<unsigned int>(sent) < message.getSize()) {
-            ::shutdown(socket, SHUT_RDWR);
+    std::vector<Peer> slowPeers;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_wish == Wish::Enabled) {
+            m_wish = Wish::None;
+        }
+        for (auto& receiver : m_receivers) {
+            if (!deliver(receiver, word)) {
+                slowPeers.push_back(receiver.peer);
+            }
         }
     }
+    for (const auto& peer : slowPeers) {
+        traceLoss(peer);
+    }
+}
+
+/** False when the word is lost. */
+bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
+    if (!receiver.hasBegun) {
+        const bool hasRoom = receiver.kept.size() < mostWordsKept;
+        if (hasRoom) {
+            receiver.kept.push_back(word);
+        }
+        return hasRoom;
+    }
+    const auto message = messageOf(word);
+    const ssize_t sent = ::send(receiver.socket, message.toBuffer(), message.getSize(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent > 0 && static_cast<unsigned int>(sent) < message.getSize()) {
+        ::shutdown(receiver.socket, SHUT_RDWR);
+    }
+    return sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+}
+
+void InterruptWaiter::traceLoss(const Peer& peer) {
+    RYNVELD_TRACE_OF(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
 }
 
 // The clients of a device that has failed learn from the end of their connections that nothing will come any more. One
@@ -185,8 +247,8 @@ void InterruptWaiter::send(unsigned long word) {
 void InterruptWaiter::end() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {
-        for (const int socket : m_sockets) {
-            ::shutdown(socket, SHUT_RDWR);
+        for (const auto& receiver : m_receivers) {
+            ::shutdown(receiver.socket, SHUT_RDWR);
         }
     }
     m_ended = true;

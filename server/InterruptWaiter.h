@@ -8,11 +8,15 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <list>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include <rynvel.hpp>
+
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -23,7 +27,8 @@ namespace Rynveld {
  * that a source that stays active until a client clears it is not reported over and over meanwhile. Once a client has
  * disabled the interrupt, it stays so until a client enables it, or arms the first connection anew.
  *
- * Threads: arm(), disarm(), enable() and disable() may be called by any number of threads at once.
+ * handleWakeUps() is to be called beforehand. Threads: arm(), begin(), disarm(), enable() and disable() may be called
+ * by any number of threads at once.
  */
 class InterruptWaiter {
 public:
@@ -35,15 +40,14 @@ public:
     InterruptWaiter& operator=(const InterruptWaiter&) = delete;
     ~InterruptWaiter();
 
-    /** Prepares the process: a waiting thread is told to end by a signal. */
-    static void install();
-
     /**
-     * Sends interrupts to a connected socket from now on.
+     * Takes every interrupt from now on for a connected socket, too. The words are kept until begin().
      *
      * @throws std::system_error when the system has no thread left. The socket is to be disarmed then, too.
      */
-    void arm(int socket);
+    void arm(int socket, const Peer& peer);
+    /** Sends an armed socket what was kept for it, and from now on each word at once. */
+    void begin(int socket);
     /** Nothing is sent to the socket any more when it returns. */
     void disarm(int socket);
     /** Enables the device's interrupt for a client. */
@@ -55,11 +59,23 @@ private:
     /** What the clients have last asked for since the last interrupt. */
     enum class Wish { None, Enabled, Disabled };
 
+    /** An armed connection. */
+    struct Receiver {
+        int socket;
+        Peer peer;
+        bool hasBegun;
+        /** What came before it began. */
+        std::vector<unsigned long> kept;
+    };
+
+    static bool deliver(Receiver& receiver, unsigned long word);
+    static void traceLoss(const Peer& peer);
+
     void start();
     void stop();
     void run();
     bool beginToWait();
-    bool waitForReadiness() const;
+    bool waitForReadiness();
     bool receive(unsigned long& word);
     void pause();
     void send(unsigned long word);
@@ -72,13 +88,17 @@ private:
     /** Serialises the starting and stopping of the thread. */
     std::mutex m_control;
     std::thread m_thread;
+    /** Readable when the thread is to stop; -1 until there is a thread. */
+    int m_wakeUp = -1;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<int> m_sockets;
+    std::list<Receiver> m_receivers;
     Wish m_wish = Wish::None;
     bool m_ended = false;
     std::atomic<bool> m_stopping{false};
+    /** Whether the thread is where only a signal reaches it. */
+    std::atomic<bool> m_isReceiving{false};
 };
 
 } // namespace Rynveld

@@ -62,13 +62,17 @@ asio::ip::tcp::endpoint endpointOf(const std::string& text) {
 }
 
 asio::ip::network_v4 networkOf(const std::string& text) {
+    const std::string problem = "--allow: '" + text + "' is not an IPv4 network such as 10.0.0.0/8";
+    constexpr std::uint32_t longest = 32;
+    const auto slash = text.find('/');
+    const std::string length = slash == std::string::npos ? std::to_string(longest) : text.substr(slash + 1);
     asio::error_code error;
-    const bool hasLength = text.find('/') != std::string::npos;
-    const auto network = asio::ip::make_network_v4(hasLength ? text : text + "/32", error);
-    if (error) {
-        fail("--allow: '" + text + "' is not an IPv4 network such as 10.0.0.0/8");
+    const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
+    // As in the address, a zero in front could stand for an octal number.
+    if (error || length != std::to_string(numberIn(length, longest, problem))) {
+        fail(problem);
     }
-    return network.canonical();
+    return asio::ip::network_v4(address, static_cast<unsigned short>(std::stoul(length))).canonical();
 }
 
 const Inventory::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {
@@ -119,7 +123,13 @@ Fault faultOf(const std::string& text) {
     return *fault;
 }
 
+/** Rounded up, so that every host may have a connection. */
+std::size_t quarterOf(std::size_t count) { return (count + 3) / 4; }
+
 void interpret(const Texts& texts, Options& options) {
+    if (options.maxConnectionsPerHost == 0) {
+        options.maxConnectionsPerHost = quarterOf(options.maxConnections);
+    }
     options.listen = endpointOf(texts.listen);
     for (const auto& network : texts.allow) {
         options.allowed.push_back(networkOf(network));
@@ -161,6 +171,8 @@ void addOptions(const Inventory::Command& program, Texts& texts, Options& option
         .takeOneValue();
     program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
         .showDefault();
+    program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
+                      "Turn further connections from one address away; a quarter of --max-connections when not given");
     program
         .addOption("--idle-timeout", "TIME", texts.idleTimeout,
                    "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "

@@ -22,7 +22,9 @@ struct Options {
     asio::ip::tcp::endpoint listen;
     /** The networks that clients may come from; any when it is empty. */
     std::vector<asio::ip::network_v4> allowed;
-    std::size_t maxConnections = 128;
+    std::size_t maxConnections = 256;
+    /** Those from one address. */
+    std::size_t maxConnectionsPerHost = 0;
     /** 0 for never. */
     std::chrono::milliseconds idleTimeout{0};
     /** The period of the interrupts of simulated devices, by name. */

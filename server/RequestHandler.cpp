@@ -1,8 +1,12 @@
 #include "RequestHandler.h"
 
+#include <netinet/in.h>
+
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <optional>
+#include <utility>
 
 #include "ServerTrace.h"
 
@@ -36,6 +40,12 @@ const char* refusalOf(Outcome outcome) {
 
 const char* refusalUnless(bool success) { return success ? nullptr : failed; }
 
+const Rynvel::RequestData& recordOf(const Request& request) {
+    return *static_cast<const Rynvel::RequestData*>(request.toBuffer());
+}
+
+bool isControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == '\x7F'; }
+
 /** What came from outside is shown in a trace with nothing in it that could be taken for something else. */
 std::string printable(std::string text) {
     for (char& character : text) {
@@ -48,7 +58,40 @@ std::string printable(std::string text) {
 
 } // namespace
 
-RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy) : m_devices(devices), m_policy(policy) {}
+RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer)
+    : m_devices(devices), m_policy(policy), m_peer(std::move(peer)) {}
+
+bool RequestHandler::accepts(const Request& request) {
+    const char* const reason = malformation(request);
+    if (reason != nullptr) {
+        RYNVELD_TRACE_OF(m_peer, outcome, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
+        return false;
+    }
+    m_hasBegun = true;
+    return true;
+}
+
+const char* RequestHandler::malformation(const Request& request) const {
+    const auto& record = recordOf(request);
+    const auto& name = record.deviceName;
+    const auto* const nameEnd = std::find(name.begin(), name.end(), '\0');
+    if (!m_hasBegun && request.getType() != Type::Open) {
+        return "its first record is no Open";
+    }
+    if (request.getType() > Type::Debug) {
+        return "a record's type is above 13";
+    }
+    if (nameEnd == name.end()) {
+        return "a record's device name has no terminator";
+    }
+    if (std::any_of(name.begin(), nameEnd, isControl)) {
+        return "a record's device name has a control character";
+    }
+    if (request.getLength() > Rynvel::recordCapacity) {
+        return "a record's length is above 128";
+    }
+    return ntohl(record.byteOrder) > 1 ? "a record's byte order is neither 0 nor 1" : nullptr;
+}
 
 Response RequestHandler::handle(const Request& request) {
     Response response;
@@ -57,8 +100,8 @@ Response RequestHandler::handle(const Request& request) {
 }
 
 Response RequestHandler::refuse(const Request& request, const char* reason) {
-    RYNVELD_TRACE(life, "Request of type ", static_cast<std::uint32_t>(request.getType()), " for \"",
-                  printable(request.getDeviceName()), "\" refused: ", reason, ".");
+    RYNVELD_TRACE_OF(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()), " from ",
+                     m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason, ".");
     Response response;
     response.setResult(ResponseData::Result::Error);
     return response;
@@ -66,15 +109,6 @@ Response RequestHandler::refuse(const Request& request, const char* reason) {
 
 RequestHandler::Refusal RequestHandler::serve(const Request& request, Response& response) {
     const std::string name = request.getDeviceName();
-    if (name.size() == sizeof(Rynvel::RequestData::deviceName)) {
-        return "the device name has no terminator";
-    }
-    if (request.getType() > Type::Debug) {
-        return "there is no such type";
-    }
-    if (request.getLength() > Rynvel::recordCapacity) {
-        return "the length is above 128";
-    }
     if (request.getType() == Type::Open) {
         return open(name);
     }
@@ -144,7 +178,8 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
         obstacle = exception.what();
     }
     if (!device) {
-        RYNVELD_TRACE(outcome, "Device \"", printable(name), "\" cannot be opened: ", obstacle, ".");
+        RYNVELD_TRACE_OF(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
+                         ": ", obstacle, ".");
         return "the device cannot be opened";
     }
     m_name = name;

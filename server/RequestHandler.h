@@ -12,6 +12,7 @@
 
 #include "Policy.h"
 #include "ServedDevices.h"
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -21,19 +22,28 @@ namespace Rynveld {
  */
 class RequestHandler {
 public:
-    RequestHandler(ServedDevices& devices, const Policy& policy);
+    RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer);
 
+    /**
+     * Whether the next record of the connection can come from a client of the protocol. When it cannot, as the body of
+     * an HTTP request does not, the connection is to be closed without an answer; the reason is traced.
+     */
+    bool accepts(const Rynvel::Request& request);
+    /** Answers a request that was accepted. */
     Rynvel::Response handle(const Rynvel::Request& request);
     /** Answers with Error and traces the reason. */
-    static Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
+    Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
 
     /** The device that this connection has open; null when there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }
+    /** The name of the device that this connection has opened last. */
+    const std::string& deviceName() const { return m_name; }
 
 private:
     /** Null when the request has been done, else why it is refused. */
     using Refusal = const char*;
 
+    const char* malformation(const Rynvel::Request& request) const;
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
@@ -50,6 +60,9 @@ private:
 
     ServedDevices& m_devices;
     const Policy& m_policy;
+    const Peer m_peer;
+    /** Whether the connection has begun with an Open. */
+    bool m_hasBegun = false;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;
 };

@@ -24,14 +24,20 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
         obstacle = "no such device is served";
         return nullptr;
     }
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    auto& place = m_open[name];
-    auto device = place.lock();
+    Place& place = placeOf(name);
+    const std::lock_guard<std::mutex> lock(place.mutex);
+    auto device = place.device.lock();
     if (!device) {
         device = make(*row, obstacle);
-        place = device;
+        place.device = device;
+        place.simulated = m_policy.simulate ? device : nullptr;
     }
     return device;
+}
+
+ServedDevices::Place& ServedDevices::placeOf(const std::string& name) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_places[name];
 }
 
 std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& row, std::string& obstacle) {
@@ -41,19 +47,12 @@ std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& ro
         return nullptr;
     }
     if (m_policy.simulate) {
-        return makeSimulated(row, *kind);
+        auto simulation = simulate(row.m_name, *kind);
+        return std::make_shared<ServedDevice>(std::move(simulation.device), *kind, simulation.interrupt);
     }
-    const Inventory::Probe probe = Inventory::probe(row);
-    obstacle = probe.obstacle;
-    return obstacle.empty() ? std::make_shared<ServedDevice>(Inventory::open(row, probe.mapSize), *kind, nullptr)
-                            : nullptr;
-}
-
-std::shared_ptr<ServedDevice> ServedDevices::makeSimulated(const Rynvel::MemoryDevice& row,
-                                                           const Inventory::DeviceKind& kind) {
-    auto simulation = simulate(row.m_name, kind);
-    m_simulated.push_back(std::make_shared<ServedDevice>(std::move(simulation.device), kind, simulation.interrupt));
-    return m_simulated.back();
+    auto opened = Inventory::openDevice(row);
+    obstacle = opened.probe.obstacle;
+    return opened.device ? std::make_shared<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
 }
 
 } // namespace Rynveld

@@ -51,13 +51,21 @@ public:
     std::shared_ptr<ServedDevice> open(const std::string& name, std::string& obstacle);
 
 private:
+    /** Where a device is that is served, open or not. */
+    struct Place {
+        /** Held while the device is being opened, for as long as that takes. */
+        std::mutex mutex;
+        std::weak_ptr<ServedDevice> device;
+        /** Keeps the registers of a simulated device. */
+        std::shared_ptr<ServedDevice> simulated;
+    };
+
+    Place& placeOf(const std::string& name);
     std::shared_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& obstacle);
-    std::shared_ptr<ServedDevice> makeSimulated(const Rynvel::MemoryDevice& row, const Inventory::DeviceKind& kind);
 
     const Policy& m_policy;
     std::mutex m_mutex;
-    std::map<std::string, std::weak_ptr<ServedDevice>> m_open;
-    std::vector<std::shared_ptr<ServedDevice>> m_simulated;
+    std::map<std::string, Place> m_places;
 };
 
 } // namespace Rynveld

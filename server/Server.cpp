@@ -1,9 +1,13 @@
 #include "Server.h"
 
 #include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
+#include <cstring>
 #include <exception>
 #include <optional>
 #include <sstream>
@@ -15,17 +19,52 @@
 #include "FaultGuard.h"
 #include "ServerTrace.h"
 #include "ServiceManager.h"
+#include "WakeUp.h"
 
 namespace Rynveld {
 
 using asio::ip::tcp;
+using Endpoint = asio::generic::stream_protocol::endpoint;
 
 namespace {
+
+bool isLocal(const Endpoint& endpoint) { return endpoint.data()->sa_family == AF_UNIX; }
 
 std::string textOf(const tcp::endpoint& endpoint) {
     std::ostringstream text;
     text << endpoint;
     return text.str();
+}
+
+tcp::endpoint tcpEndpointOf(const Endpoint& endpoint) {
+    tcp::endpoint result;
+    result.resize(endpoint.size());
+    std::memcpy(result.data(), endpoint.data(), endpoint.size());
+    return result;
+}
+
+/** The path of a local socket; "@" stands for the zero that a name without a file begins with. */
+std::string pathOf(const Endpoint& endpoint) {
+    constexpr std::size_t start = offsetof(sockaddr_un, sun_path);
+    std::string path(reinterpret_cast<const char*>(endpoint.data()) + start, endpoint.size() - start);
+    if (!path.empty() && path[0] == '\0') {
+        path[0] = '@';
+    }
+    return path.substr(0, path.find('\0'));
+}
+
+std::string textOf(const Endpoint& endpoint) {
+    return isLocal(endpoint) ? pathOf(endpoint) : textOf(tcpEndpointOf(endpoint));
+}
+
+std::string nameOf(const Endpoint& endpoint, int socket) {
+    if (!isLocal(endpoint)) {
+        return textOf(endpoint);
+    }
+    ucred process{};
+    socklen_t size = sizeof(process);
+    ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &process, &size);
+    return "process " + std::to_string(process.pid);
 }
 
 /** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
@@ -37,6 +76,15 @@ std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
         return std::nullopt;
     }
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+}
+
+std::string hostOf(const Endpoint& endpoint) {
+    if (isLocal(endpoint)) {
+        return "this machine";
+    }
+    const auto address = tcpEndpointOf(endpoint).address();
+    const auto v4 = v4Of(address);
+    return v4 ? v4->to_string() : address.to_string();
 }
 
 /** Hundreds of threads fit into the address space of a small machine. The thread sanitizer keeps much in a stack. */
@@ -70,41 +118,56 @@ private:
 } // namespace
 
 Server::Server(const Options& options)
-    : m_options(options),
-      m_devices(options.policy),
-      m_acceptor(m_io),
-      m_acceptAgain(m_io),
-      m_signals(m_io, SIGTERM, SIGINT) {
+    : m_options(options), m_devices(options.policy), m_signals(m_io, SIGTERM, SIGINT) {
     std::signal(SIGPIPE, SIG_IGN);
+    // The end of the terminal that it was started from is not its own.
+    std::signal(SIGHUP, SIG_IGN);
     Inventory::FaultGuard::install();
-    InterruptWaiter::install();
+    handleWakeUps();
     useSmallStacks();
     listen();
 }
 
 Server::~Server() {
     stop();
+    awaitClients();
     for (auto& client : m_clients) {
         client.thread.join();
     }
 }
 
 void Server::listen() {
-    if (const auto passed = activationSocket()) {
-        m_acceptor.assign(tcp::v4(), *passed);
+    if (const auto passed = activationSockets(); !passed.empty()) {
+        listenOn(passed);
         return;
     }
     try {
-        m_acceptor.open(tcp::v4());
-        m_acceptor.set_option(tcp::acceptor::reuse_address(true));
-        m_acceptor.bind(m_options.listen);
-        m_acceptor.listen();
+        auto& acceptor = m_listeners.emplace_back(m_io).acceptor;
+        acceptor.open(tcp::v4());
+        acceptor.set_option(tcp::acceptor::reuse_address(true));
+        acceptor.bind(m_options.listen);
+        acceptor.listen();
     } catch (const std::system_error& error) {
         throw std::system_error(error.code(), "cannot listen on " + textOf(m_options.listen));
     }
 }
 
-std::string Server::address() const { return textOf(m_acceptor.local_endpoint()); }
+void Server::listenOn(const std::vector<int>& sockets) {
+    for (const int socket : sockets) {
+        int family = AF_UNSPEC;
+        socklen_t size = sizeof(family);
+        ::getsockopt(socket, SOL_SOCKET, SO_DOMAIN, &family, &size);
+        m_listeners.emplace_back(m_io).acceptor.assign({family, 0}, socket);
+    }
+}
+
+std::string Server::address() const {
+    std::string text;
+    for (const auto& listener : m_listeners) {
+        text += (text.empty() ? "" : ", ") + textOf(listener.acceptor.local_endpoint());
+    }
+    return text;
+}
 
 void Server::run() {
     m_signals.async_wait([this](const std::error_code& error, int /*signal*/) {
@@ -113,71 +176,90 @@ void Server::run() {
         }
     });
     startTickers();
-    accept();
+    for (auto& listener : m_listeners) {
+        accept(listener);
+    }
     notifyServiceManager("READY=1");
     m_io.run();
 }
 
-void Server::accept() {
-    m_acceptor.async_accept([this](const std::error_code& error, tcp::socket socket) {
+void Server::accept(Listener& listener) {
+    listener.acceptor.async_accept([this, &listener](const std::error_code& error, Socket socket) {
         if (m_stopped) {
             return;
         }
         if (error) {
-            acceptLater(error);
+            acceptLater(listener, error);
             return;
         }
         std::error_code gone;
-        const tcp::endpoint peer = socket.remote_endpoint(gone);
+        const Endpoint endpoint = socket.remote_endpoint(gone);
         if (!gone) {
-            admit(std::move(socket), peer);
+            admit(std::move(socket), endpoint);
         }
-        accept();
+        accept(listener);
     });
 }
 
 // Until descriptors or memory are there again.
-void Server::acceptLater(const std::error_code& reason) {
-    RYNVELD_TRACE(failure, "No client can be accepted: ", reason.message(), ".");
-    m_acceptAgain.expires_after(std::chrono::milliseconds(100));
-    m_acceptAgain.async_wait([this](const std::error_code& /*error*/) {
+void Server::acceptLater(Listener& listener, const std::error_code& reason) {
+    RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "No client can be accepted: ", reason.message(),
+                     ".");
+    listener.again.expires_after(std::chrono::milliseconds(100));
+    listener.again.async_wait([this, &listener](const std::error_code& /*error*/) {
         if (!m_stopped) {
-            accept();
+            accept(listener);
         }
     });
 }
 
-void Server::admit(tcp::socket socket, const tcp::endpoint& peer) {
-    if (!isAllowed(peer.address())) {
-        RYNVELD_TRACE(life, "Client ", textOf(peer), " turned away: its network is not allowed.");
+void Server::admit(Socket socket, const Endpoint& endpoint) {
+    const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint), m_traceLimit};
+    if (!isAllowed(endpoint)) {
+        RYNVELD_TRACE_OF(peer, failure, "network", "Client ", peer.name, " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        RYNVELD_TRACE(life, "Client ", textOf(peer), " turned away: there are ", m_clients.size(), " connections.");
+        RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: there are ",
+                         m_clients.size(), " connections.");
+    } else if (const auto count = connectionsOf(peer.host); count >= m_options.maxConnectionsPerHost) {
+        RYNVELD_TRACE_OF(peer, failure, "connections of host", "Client ", peer.name, " turned away: its host has ",
+                         count, " connections.");
     } else {
-        RYNVELD_TRACE(detail, "Client ", textOf(peer), " connected.");
+        RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // Away from the event loop, which would be woken by every record.
-        serve(socket.release());
+        serve(socket.release(), peer);
     }
 }
 
-bool Server::isAllowed(const asio::ip::address& address) const {
-    const auto& allowed = m_options.allowed;
-    const auto host = v4Of(address);
-    return allowed.empty() || (host && std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
-                                   return asio::ip::network_v4(*host, network.prefix_length()).canonical() == network;
-                               }));
+std::size_t Server::connectionsOf(const std::string& host) const {
+    return static_cast<std::size_t>(
+        std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
 }
 
-void Server::serve(int descriptor) {
+// Who may use a local socket, its file's permissions say.
+bool Server::isAllowed(const Endpoint& endpoint) const {
+    const auto& allowed = m_options.allowed;
+    if (allowed.empty() || isLocal(endpoint)) {
+        return true;
+    }
+    const auto host = v4Of(tcpEndpointOf(endpoint).address());
+    return host && std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
+               return asio::ip::network_v4(*host, network.prefix_length()).canonical() == network;
+           });
+}
+
+void Server::serve(int descriptor, const Peer& peer) {
     const SignalsBlocked signalsBlocked;
     const auto client = m_clients.emplace(m_clients.end());
-    client->session = std::make_unique<Session>(descriptor, m_devices, m_options.policy, m_options.idleTimeout);
+    client->host = peer.host;
+    client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout);
     try {
         client->thread = std::thread([this, client] {
             run(*client->session);
+            client->hasEnded = true;
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
-        RYNVELD_TRACE(failure, "A client is turned away: ", error.what(), ".");
+        RYNVELD_TRACE_OF(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
         m_clients.erase(client);
     }
 }
@@ -222,14 +304,54 @@ void Server::stop() {
     m_stopped = true;
     notifyServiceManager("STOPPING=1");
     std::error_code ignored;
-    m_acceptor.close(ignored);
-    m_acceptAgain.cancel();
+    for (auto& listener : m_listeners) {
+        listener.acceptor.close(ignored);
+        listener.again.cancel();
+    }
     m_signals.cancel(ignored);
     for (auto& ticker : m_tickers) {
         ticker.timer.cancel();
     }
     for (const auto& client : m_clients) {
         client.session->stop();
+    }
+}
+
+// Most operations on devices end by themselves in no time, and are better not interrupted.
+void Server::awaitClients() {
+    using namespace std::chrono_literals;
+    const auto begin = std::chrono::steady_clock::now();
+    bool isTraced = false;
+    while (!haveClientsEnded()) {
+        std::this_thread::sleep_for(1ms);
+        const auto time = std::chrono::steady_clock::now() - begin;
+        if (time > 300ms) {
+            wakeUpClients();
+        }
+        if (time > 1s && !isTraced) {
+            traceClients();
+            isTraced = true;
+        }
+    }
+}
+
+bool Server::haveClientsEnded() const {
+    return std::all_of(m_clients.begin(), m_clients.end(), [](const Client& client) { return client.hasEnded.load(); });
+}
+
+void Server::wakeUpClients() {
+    for (auto& client : m_clients) {
+        if (!client.hasEnded) {
+            wakeUp(client.thread);
+        }
+    }
+}
+
+void Server::traceClients() const {
+    for (const auto& client : m_clients) {
+        if (!client.hasEnded) {
+            RYNVELD_TRACE(failure, "The end waits for ", client.session->description(), ": it cannot be interrupted.");
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #ifndef RYNVELD_SERVER_H
 #define RYNVELD_SERVER_H
 
+#include <atomic>
 #include <list>
 #include <memory>
 #include <string>
@@ -12,14 +13,16 @@
 #include <thread>
 #include <vector>
 
+#include <asio/basic_socket_acceptor.hpp>
+#include <asio/generic/stream_protocol.hpp>
 #include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
 #include "Options.h"
 #include "ServedDevices.h"
 #include "Session.h"
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -39,16 +42,31 @@ public:
     Server& operator=(const Server&) = delete;
     ~Server();
 
-    /** Where it listens, for instance "127.0.0.1:8888". */
+    /** Where it listens, for instance "127.0.0.1:8888"; with commas between several places. */
     std::string address() const;
 
-    /** Serves until SIGTERM or SIGINT. */
+    /**
+     * Serves until SIGTERM or SIGINT. Operations on devices that are under way then are interrupted; the end of those
+     * that cannot be interrupted is awaited, with a trace after a second.
+     */
     void run();
 
 private:
+    using Socket = asio::generic::stream_protocol::socket;
+
+    /** Where clients come from. */
+    struct Listener {
+        explicit Listener(asio::io_context& io) : acceptor(io), again(io) {}
+
+        asio::basic_socket_acceptor<asio::generic::stream_protocol> acceptor;
+        asio::steady_timer again;
+    };
+
     struct Client {
+        std::string host;
         std::unique_ptr<Session> session;
         std::thread thread;
+        std::atomic<bool> hasEnded{false};
     };
     using Clients = std::list<Client>;
 
@@ -60,23 +78,29 @@ private:
     };
 
     void listen();
-    void accept();
-    void acceptLater(const std::error_code& reason);
-    void admit(asio::ip::tcp::socket socket, const asio::ip::tcp::endpoint& peer);
-    bool isAllowed(const asio::ip::address& address) const;
-    void serve(int descriptor);
+    void listenOn(const std::vector<int>& sockets);
+    void accept(Listener& listener);
+    void acceptLater(Listener& listener, const std::error_code& reason);
+    void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
+    std::size_t connectionsOf(const std::string& host) const;
+    bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
+    void serve(int descriptor, const Peer& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
     void startTickers();
     void tick(Ticker& ticker);
     void stop();
+    void awaitClients();
+    bool haveClientsEnded() const;
+    void wakeUpClients();
+    void traceClients() const;
 
     bool m_stopped = false;
     const Options& m_options;
     ServedDevices m_devices;
+    TraceLimit m_traceLimit;
     asio::io_context m_io;
-    asio::ip::tcp::acceptor m_acceptor;
-    asio::steady_timer m_acceptAgain;
+    std::list<Listener> m_listeners;
     asio::signal_set m_signals;
     std::list<Ticker> m_tickers;
     Clients m_clients;

@@ -1,12 +1,14 @@
 /**
  * @file
- * The server's trace channel, "Rynveld": failures of the server and its devices at level 1, refused requests at level
- * 4, connections at level 5.
+ * The server's trace channel, "Rynveld": failures of the server and its devices and clients that are turned away at
+ * level 1, clients that are hung up on and devices that cannot be opened at level 3, refused requests at level 4,
+ * connections at level 5.
  */
 #ifndef RYNVELD_SERVERTRACE_H
 #define RYNVELD_SERVERTRACE_H
 
 #include "RynvelTrace.h"
+#include "TraceLimit.h"
 
 namespace Rynveld {
 
@@ -19,6 +21,16 @@ extern ZilTrace serverTrace;
     do {                                                                                                               \
         ZilTrace& m_trace = ::Rynveld::serverTrace;                                                                    \
         RYNVEL_MESSAGE(::Rynvel::TraceLevel::level, __VA_ARGS__);                                                      \
+    } while (false)
+
+/** The same on what a client does: its host may cause so many lines of a kind. */
+#define RYNVELD_TRACE_OF(peer, level, cause, ...)                                                                      \
+    do {                                                                                                               \
+        if (::Rynveld::serverTrace.isEnabled(::Rynvel::TraceLevel::level)) {                                           \
+            if (const auto ending = (peer).limit.admit((peer).host, cause)) {                                          \
+                RYNVELD_TRACE(level, __VA_ARGS__, *ending);                                                            \
+            }                                                                                                          \
+        }                                                                                                              \
     } while (false)
 
 #endif

@@ -40,22 +40,38 @@ int optionOf(int socket, int option) {
     return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
 }
 
-bool listensForTcp(int socket) {
-    return optionOf(socket, SO_ACCEPTCONN) == 1 && optionOf(socket, SO_PROTOCOL) == IPPROTO_TCP;
+bool listensForClients(int socket) {
+    const bool isTcp = optionOf(socket, SO_PROTOCOL) == IPPROTO_TCP;
+    const bool isLocal = optionOf(socket, SO_DOMAIN) == AF_UNIX && optionOf(socket, SO_TYPE) == SOCK_STREAM;
+    return optionOf(socket, SO_ACCEPTCONN) == 1 && (isTcp || isLocal);
+}
+
+/** How many descriptors the text says were passed. */
+int countIn(const std::string& text) {
+    constexpr std::size_t mostDigits = 4;
+    if (text.size() > mostDigits || text.find_first_not_of("0123456789") != std::string::npos) {
+        throw std::runtime_error("LISTEN_FDS is '" + text + "', and no number of sockets");
+    }
+    return text.empty() ? 0 : std::stoi(text);
 }
 
 } // namespace
 
-std::optional<int> activationSocket() {
-    if (environment("LISTEN_PID") != std::to_string(::getpid()) || environment("LISTEN_FDS").empty() ||
-        environment("LISTEN_FDS") == "0") {
-        return std::nullopt;
+std::vector<int> activationSockets() {
+    std::vector<int> sockets;
+    if (environment("LISTEN_PID") != std::to_string(::getpid())) {
+        return sockets;
     }
-    if (!listensForTcp(firstPassedDescriptor)) {
-        throw std::runtime_error("the socket that was passed does not listen for TCP connections");
+    const int end = firstPassedDescriptor + countIn(environment("LISTEN_FDS"));
+    for (int socket = firstPassedDescriptor; socket < end; ++socket) {
+        if (!listensForClients(socket)) {
+            throw std::runtime_error("the socket that was passed as descriptor " + std::to_string(socket) +
+                                     " does not listen for TCP or local stream connections");
+        }
+        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+        sockets.push_back(socket);
     }
-    ::fcntl(firstPassedDescriptor, F_SETFD, FD_CLOEXEC);
-    return firstPassedDescriptor;
+    return sockets;
 }
 
 void notifyServiceManager(const std::string& state) {

@@ -1,9 +1,16 @@
 #include "Session.h"
 
+#include <system_error>
+
 namespace Rynveld {
 
-Session::Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout)
-    : m_socket(descriptor), m_idleTimeout(idleTimeout), m_handler(devices, policy), m_faults(policy.faults) {
+Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
+                 std::chrono::milliseconds idleTimeout)
+    : m_socket(descriptor),
+      m_peer(peer),
+      m_idleTimeout(idleTimeout),
+      m_handler(devices, policy, peer),
+      m_faults(policy.faults) {
     m_socket.setIdleTimeout(m_idleTimeout);
 }
 
@@ -11,7 +18,7 @@ Session::~Session() { disarm(); }
 
 void Session::run() {
     Rynvel::Request request;
-    while (m_socket.receive(request) && answer(request)) {
+    while (m_socket.receive(request) && !m_stopped && m_handler.accepts(request) && answer(request)) {
     }
     disarm();
 }
@@ -22,15 +29,45 @@ bool Session::answer(const Rynvel::Request& request) {
     if (mishap.disconnects) {
         return false;
     }
-    const Rynvel::Response response =
-        mishap.fails ? RequestHandler::refuse(request, "a fault is simulated") : m_handler.handle(request);
+    Rynvel::Response response = mishap.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
+    const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
+    if (waits && response.isSuccessful() && !arm()) {
+        response = m_handler.refuse(request, "the system has no thread or no descriptor left");
+    }
     if (!send(response, mishap)) {
         return false;
     }
-    if (response.isSuccessful() && request.getType() == Rynvel::RequestData::Type::WaitForInterrupt) {
-        arm();
+    if (m_armed) {
+        m_socket.setIdleTimeout(std::chrono::milliseconds(0));
+        m_socket.setPatient(true);
+        m_armed->waiter().begin(m_socket.descriptor());
     }
     return true;
+}
+
+Rynvel::Response Session::handle(const Rynvel::Request& request) {
+    if (request.getType() != Rynvel::RequestData::Type::Open) {
+        return m_handler.handle(request);
+    }
+    show(request.getDeviceName());
+    Rynvel::Response response = m_handler.handle(request);
+    show(m_handler.deviceName());
+    return response;
+}
+
+void Session::show(const std::string& deviceName) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_deviceName = deviceName;
+}
+
+std::string Session::description() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return "client " + m_peer.name + " on device \"" + m_deviceName + '"';
+}
+
+void Session::stop() {
+    m_stopped = true;
+    m_socket.shutDown();
 }
 
 bool Session::send(const Rynvel::Response& response, const Mishap& mishap) const {
@@ -40,16 +77,24 @@ bool Session::send(const Rynvel::Response& response, const Mishap& mishap) const
     return mishap.split.count() > 0 ? m_socket.sendInHalves(response, mishap.split) : m_socket.send(response);
 }
 
-void Session::arm() {
+// The connection is armed before its client knows: what other clients do after that is not undone by the arming, and no
+// interrupt is missed.
+bool Session::arm() {
     m_armed = m_handler.device();
-    m_socket.setIdleTimeout(std::chrono::milliseconds(0));
-    m_armed->waiter().arm(m_socket.descriptor());
+    try {
+        m_armed->waiter().arm(m_socket.descriptor(), m_peer);
+    } catch (const std::system_error&) {
+        disarm();
+        return false;
+    }
+    return true;
 }
 
 void Session::disarm() {
     if (m_armed) {
         m_armed->waiter().disarm(m_socket.descriptor());
         m_socket.setIdleTimeout(m_idleTimeout);
+        m_socket.setPatient(false);
         m_armed.reset();
     }
 }

@@ -5,8 +5,11 @@
 #ifndef RYNVELD_SESSION_H
 #define RYNVELD_SESSION_H
 
+#include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
+#include <string>
 
 #include "ClientSocket.h"
 #include "RequestHandler.h"
@@ -14,13 +17,14 @@
 namespace Rynveld {
 
 /**
- * Answers the requests of one connection until it ends. A request on a connection that is armed for interrupts ends
- * the arming.
+ * Answers the requests of one connection until it ends, or until a record comes that is no request. A request on a
+ * connection that is armed for interrupts ends the arming.
  */
 class Session {
 public:
     /** @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never. */
-    Session(int descriptor, ServedDevices& devices, const Policy& policy, std::chrono::milliseconds idleTimeout);
+    Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
+            std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session();
@@ -28,21 +32,32 @@ public:
     /** Returns when the connection has ended. */
     void run();
 
-    /** Makes run() return soon. May be called by any thread. */
-    void stop() const { m_socket.shutDown(); }
+    /** Makes run() return when the request that is being done is. May be called by any thread. */
+    void stop();
+
+    /** The client and the device that it uses, for a trace. May be called by any thread. */
+    std::string description() const;
 
 private:
     bool answer(const Rynvel::Request& request);
+    Rynvel::Response handle(const Rynvel::Request& request);
+    void show(const std::string& deviceName);
     bool send(const Rynvel::Response& response, const Mishap& mishap) const;
-    void arm();
+    bool arm();
     void disarm();
 
-    const ClientSocket m_socket;
+    ClientSocket m_socket;
+    const Peer m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
     FaultPlan m_faults;
     /** Null when the connection is not armed. */
     std::shared_ptr<ServedDevice> m_armed;
+
+    std::atomic<bool> m_stopped{false};
+    mutable std::mutex m_mutex;
+    /** The device that is open, or is being opened. */
+    std::string m_deviceName;
 };
 
 } // namespace Rynveld

@@ -24,7 +24,7 @@ constexpr std::uint32_t simulatedSize = 4096;
 
 /**
  * The interrupt of a simulated device. It is pending until it is enabled, and its descriptor is readable while one
- * waits to be received.
+ * waits to be received. As hardware does, it keeps one: the next one takes the place of one that was not received.
  *
  * Threads: all operations may be called by any number of threads at once.
  */

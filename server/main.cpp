@@ -4,6 +4,7 @@
 
 #include "DeviceList.h"
 #include "Server.h"
+#include "StandardError.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ std::size_t servedDevices(const Rynveld::Policy& policy) {
 }
 
 int serve(const Rynveld::Options& options) {
+    Rynveld::neverBlockOnStandardError();
     Rynveld::Server server(options);
     std::cerr << "rynveld: listening on " << server.address() << ", serving " << servedDevices(options.policy)
               << (options.policy.simulate ? " simulated" : "") << " devices" << std::endl;

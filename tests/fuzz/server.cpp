@@ -43,11 +43,33 @@ std::uint32_t valuesOf(const Request& request) {
 /** What a connection may expect of its server, from the records alone. */
 class Connection {
 public:
-    explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy) : m_handler(devices, policy) {}
+    explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy)
+        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}) {}
 
-    void exchange(const Record& record) {
+    /** False when the server closes the connection. */
+    bool exchange(const Record& record) {
         Request request;
         record.receiveInto(request);
+        const bool isAccepted = m_handler.accepts(request);
+        require(isAccepted == isWellFormed(record), "a record is accepted when it is well-formed, and only then");
+        if (isAccepted) {
+            m_hasBegun = true;
+            answer(request, record);
+        }
+        return isAccepted;
+    }
+
+private:
+    /** By the description of the protocol. */
+    bool isWellFormed(const Record& record) const {
+        const std::uint32_t type = record.word(0);
+        const std::string name = record.text(4, nameSize);
+        return (m_hasBegun ? type <= 13 : type == 0) && name.size() < nameSize &&
+               std::none_of(name.begin(), name.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; }) &&
+               record.word(648) <= capacity && record.word(652) <= 1;
+    }
+
+    void answer(const Request& request, const Record& record) {
         const Response response = m_handler.handle(request);
         require(bytesOf(request) == record.bytes(), "a request is left as it is");
         if (response.isSuccessful()) {
@@ -59,7 +81,6 @@ public:
         follow(request, response);
     }
 
-private:
     static Response refusal() {
         Response response;
         response.setResult(Rynvel::ResponseData::Result::Error);
@@ -67,9 +88,6 @@ private:
     }
 
     void requireRight(const Request& request) const {
-        require(request.getDeviceName().size() < nameSize, "a name without terminator is refused");
-        require(request.getType() <= Type::Debug, "an unknown type is refused");
-        require(request.getLength() <= capacity, "a length above the capacity is refused");
         require(request.getType() == Type::Open || (m_isOpen && request.getDeviceName() == m_name),
                 "an operation for a device that is not open is refused");
         require(!isRead(request.getType()) || request.getLength() > 0, "a read of nothing is refused");
@@ -101,7 +119,9 @@ private:
                 "a register keeps what was written");
     }
 
+    Rynveld::TraceLimit m_limit;
     Rynveld::RequestHandler m_handler;
+    bool m_hasBegun = false;
     bool m_isOpen = false;
     std::string m_name;
 };
@@ -113,15 +133,52 @@ Rynveld::Policy simulated() {
     return policy;
 }
 
+/** Sends the input over a connection of its own, as long as the server wants it. */
+void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, const std::uint8_t* input,
+              std::size_t inputSize) {
+    Connection connection(devices, policy);
+    for (std::size_t at = 0; at < inputSize; at += size) {
+        if (!connection.exchange(Record(input + at, inputSize - at, size))) {
+            break;
+        }
+    }
+}
+
+/** Requires the device of the corpus to be as it is at first. */
+void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy) {
+    Rynveld::TraceLimit limit;
+    Rynveld::RequestHandler beside(devices, policy, {"127.0.0.1:1", "127.0.0.1", limit});
+    require(beside.accepts(Request(Type::Open, "traf.top")), "an Open is accepted");
+    require(beside.handle(Request(Type::Open, "traf.top")).isSuccessful(), "a device that is served is opened");
+    for (std::uint32_t address = 0; address < Rynveld::simulatedSize / 4; address += capacity) {
+        Request read(Type::Read32, "traf.top");
+        read.setAddress(address);
+        read.setLength(capacity);
+        const Response response = beside.handle(read);
+        for (std::uint32_t i = 0; i < capacity; ++i) {
+            require(response.getValue(i) == 0, "what begins as HTTP reaches no register");
+        }
+    }
+}
+
+/** Sends the input behind the beginning of an HTTP request, in the records that the server makes of it. */
+void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::Policy& policy) {
+    Rynveld::ServedDevices devices(policy);
+    for (const std::string method : {"POST", "PUT ", "GET ", "OPTI"}) {
+        std::vector<std::uint8_t> bytes(method.begin(), method.end());
+        bytes.insert(bytes.end(), input, input + inputSize);
+        converse(devices, policy, bytes.data(), bytes.size());
+    }
+    requireUntouched(devices, policy);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inputSize) {
     static Traces traces;
     static const Rynveld::Policy policy = simulated();
     Rynveld::ServedDevices devices(policy);
-    Connection connection(devices, policy);
-    for (std::size_t at = 0; at < inputSize; at += size) {
-        connection.exchange(Record(input + at, inputSize - at, size));
-    }
+    converse(devices, policy, input, inputSize);
+    postOverHttp(input, inputSize, policy);
     return 0;
 }

@@ -10,9 +10,10 @@
 
 #include <gtest/gtest.h>
 
-#include "InterruptWaiter.h"
+#include "LoopbackListener.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
+#include "WakeUp.h"
 
 namespace RynvelTest {
 namespace {
@@ -74,7 +75,7 @@ TEST_F(ClientSocketTest, FailsToReceiveWhenTheClientGoesInTheMiddle) {
 }
 
 TEST_F(ClientSocketTest, ReceivesThroughSignals) {
-    Rynveld::InterruptWaiter::install();
+    Rynveld::handleWakeUps();
     Request received;
     std::promise<pthread_t> thread;
     auto whole = std::async(std::launch::async, [&] {
@@ -102,6 +103,16 @@ TEST_F(ClientSocketTest, GivesUpOnAClientThatIsIdleInTheMiddle) {
     EXPECT_TRUE(m_client.send(m_request.toBuffer(), 100));
     Request received;
     EXPECT_FALSE(m_socket.receive(received));
+}
+
+TEST_F(ClientSocketTest, GivesUpOnARecordThatComesInTimeButNeverEnds) {
+    m_socket.setIdleTimeout(100ms);
+    Request received;
+    auto whole = std::async(std::launch::async, [&] { return m_socket.receive(received); });
+    for (std::size_t from = 0; from < m_request.getSize() && whole.wait_for(1ms) != std::future_status::ready; ++from) {
+        sendPiece(from, 1);
+    }
+    EXPECT_FALSE(whole.get());
 }
 
 TEST_F(ClientSocketTest, GivesUpOnAClientThatDoesNotReadItsAnswers) {
@@ -173,6 +184,38 @@ TEST(ClientSocket, ProbesDeadClientsAndHoldsNoAnswerBack) {
         EXPECT_EQ(::getsockopt(socket.descriptor(), level, option, &value, &size), 0);
         EXPECT_NE(value, 0);
     }
+}
+
+TEST(ClientSocket, FindsOutWithinAMinuteThatAClientHasGone) {
+    const ClientSocket socket(::socket(AF_INET, SOCK_STREAM, 0));
+    const auto option = [&](int name) {
+        int value = 0;
+        socklen_t size = sizeof(value);
+        EXPECT_EQ(::getsockopt(socket.descriptor(), IPPROTO_TCP, name, &value, &size), 0);
+        return value;
+    };
+    EXPECT_LE(option(TCP_KEEPIDLE) + option(TCP_KEEPCNT) * option(TCP_KEEPINTVL), 60);
+    EXPECT_GT(option(TCP_USER_TIMEOUT), 0);
+    EXPECT_LE(option(TCP_USER_TIMEOUT), 60000);
+    socket.setPatient(true);
+    EXPECT_EQ(option(TCP_USER_TIMEOUT), 0);
+}
+
+TEST(ClientSocket, HoldsLittleOfTheKernelsMemory) {
+    constexpr int clients = 128;
+    constexpr int most = 64 * 1024 * 1024;
+    const LoopbackListener listener;
+    listener.listen();
+    const RecordClient client(listener.port());
+    const ClientSocket socket(listener.accept());
+    int buffers = 0;
+    for (const int option : {SO_RCVBUF, SO_SNDBUF}) {
+        int value = 0;
+        socklen_t size = sizeof(value);
+        EXPECT_EQ(::getsockopt(socket.descriptor(), SOL_SOCKET, option, &value, &size), 0);
+        buffers += value;
+    }
+    EXPECT_LT(buffers * clients, most);
 }
 
 } // namespace

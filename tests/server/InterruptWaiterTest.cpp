@@ -5,13 +5,18 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <csignal>
+#include <future>
 #include <system_error>
 
+#include <ZilTraceControl.h>
 #include <gtest/gtest.h>
 
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
+#include "WakeUp.h"
 
 namespace RynvelTest {
 namespace {
@@ -119,7 +124,10 @@ public:
     ArmedClient& operator=(const ArmedClient&) = delete;
     ~ArmedClient() { disarm(); }
 
-    void arm() { m_waiter.arm(m_pair.server()); }
+    void arm() {
+        m_waiter.arm(m_pair.server(), m_peer);
+        m_waiter.begin(m_pair.server());
+    }
     void disarm() { m_waiter.disarm(m_pair.server()); }
 
     /** The next word. */
@@ -132,6 +140,8 @@ public:
     int server() const { return m_pair.server(); }
 
 private:
+    Rynveld::TraceLimit m_limit;
+    const Rynveld::Peer m_peer{"10.0.0.7:4711", "10.0.0.7", m_limit};
     SocketPair m_pair;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());
     InterruptWaiter& m_waiter;
@@ -141,7 +151,10 @@ class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
-    InterruptWaiterTest() { InterruptWaiter::install(); }
+    InterruptWaiterTest() { Rynveld::handleWakeUps(); }
+
+    Rynveld::TraceLimit m_limit;
+    const Rynveld::Peer m_peer{"", "", m_limit};
 };
 
 TEST_F(InterruptWaiterTest, SendsEachWordToAllArmedSockets) {
@@ -160,7 +173,8 @@ TEST_F(InterruptWaiterTest, SendsWordsInNetworkOrder) {
     FakeDevice device(false);
     InterruptWaiter waiter(device, false);
     SocketPair pair(SOCK_SEQPACKET);
-    waiter.arm(pair.server());
+    waiter.arm(pair.server(), m_peer);
+    waiter.begin(pair.server());
     device.enableInterrupt();
     device.pulse();
     std::array<unsigned char, 8> bytes{};
@@ -208,6 +222,70 @@ TEST_F(InterruptWaiterTest, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
         ASSERT_TRUE(client.hasNothing());
         client.arm();
         ASSERT_EQ(client.word(), ++round);
+    }
+}
+
+TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
+    FakeDevice device;
+    InterruptWaiter waiter(device, true, 0ms);
+    const SocketPair pair;
+    const RecordClient client = RecordClient::on(::dup(pair.client()));
+    waiter.arm(pair.server(), m_peer);
+    const ArmedClient other(waiter);
+    for (std::uint32_t word = 1; word <= 3; ++word) {
+        device.pulse();
+        ASSERT_EQ(other.word(), word);
+    }
+    char byte = 0;
+    EXPECT_LT(::recv(client.socket(), &byte, sizeof(byte), MSG_DONTWAIT), 0);
+    waiter.begin(pair.server());
+    device.pulse();
+    for (std::uint32_t word = 1; word <= 4; ++word) {
+        EXPECT_EQ(client.interrupt(), word);
+    }
+    waiter.disarm(pair.server());
+}
+
+std::atomic<unsigned int> wakeUps{0};
+
+TEST_F(InterruptWaiterTest, IsStoppedWithoutASignalWhileItWaits) {
+    struct sigaction count {};
+    struct sigaction before {};
+    count.sa_handler = [](int /*signal*/) { ++wakeUps; };
+    ASSERT_EQ(sigaction(SIGUSR1, &count, &before), 0);
+    FakeDevice device;
+    InterruptWaiter waiter(device, true, never);
+    for (unsigned int i = 0; i < 50; ++i) {
+        const ArmedClient client(waiter);
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(wakeUps, 0U);
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+/** A device whose driver says that there is an interrupt when there is none, as one that cannot be polled does. */
+class UnpollableDevice : public FakeDevice {
+public:
+    UnpollableDevice() : FakeDevice(false) { EXPECT_EQ(::write(m_always.client(), "", 1), 1); }
+
+    int getNativeHandle() const override { return m_always.server(); }
+    bool waitForInterrupt(unsigned long* /*word*/) override {
+        char byte = 0;
+        return ::read(m_never.server(), &byte, sizeof(byte)) == sizeof(byte);
+    }
+
+private:
+    const SocketPair m_always;
+    const SocketPair m_never;
+};
+
+TEST_F(InterruptWaiterTest, IsStoppedInsideOfADeviceThatCannotBePolled) {
+    UnpollableDevice device;
+    InterruptWaiter waiter(device, false);
+    for (unsigned int i = 0; i < 10; ++i) {
+        const ArmedClient client(waiter);
+        std::this_thread::yield();
+        EXPECT_TRUE(client.hasNothing());
     }
 }
 
@@ -345,10 +423,56 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     EXPECT_GT(kept, 0U);
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
+    EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesInAPeriod);
     for (const auto& line : lines) {
-        EXPECT_EQ(line, "Rynveld 1 send: Connection " + std::to_string(lazy.server()) +
-                            " does not read its interrupts: one is lost.");
+        EXPECT_EQ(line, "Rynveld 1 traceLoss: Client 10.0.0.7:4711 does not read its interrupts: one is lost.");
     }
+}
+
+/** Takes so long for a trace that the test can look at all else. */
+class SlowTraces : public ZilTraceControl::Sink {
+public:
+    SlowTraces() {
+        ZilTraceControl::setLevel("*", 0);
+        ZilTraceControl::setLevel("Rynveld", 1);
+    }
+    SlowTraces(const SlowTraces&) = delete;
+    SlowTraces& operator=(const SlowTraces&) = delete;
+    ~SlowTraces() override {
+        ZilTraceControl::setSink(m_before);
+        ZilTraceControl::resetLevels();
+    }
+
+    void write(const ZilTraceControl::Record& /*record*/) override {
+        m_isTracing = true;
+        m_ended.wait();
+    }
+
+    bool isTracing() const { return m_isTracing; }
+    void end() { m_end.set_value(); }
+
+private:
+    std::atomic<bool> m_isTracing{false};
+    std::promise<void> m_end;
+    const std::shared_future<void> m_ended = m_end.get_future().share();
+    ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
+};
+
+TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
+    FakeDevice device;
+    InterruptWaiter waiter(device, true, 0ms);
+    const ArmedClient lazy(waiter);
+    constexpr int small = 1;
+    ASSERT_EQ(::setsockopt(lazy.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
+    SlowTraces traces;
+    while (!traces.isTracing()) {
+        device.pulse();
+        std::this_thread::yield();
+    }
+    auto enabled = std::async(std::launch::async, [&] { return waiter.enable(); });
+    EXPECT_EQ(enabled.wait_for(60s), std::future_status::ready);
+    traces.end();
+    EXPECT_TRUE(enabled.get());
 }
 
 /** Lets no thread start: the system has no room for its stack. */
@@ -376,7 +500,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
     SocketPair pair;
     {
         const NoMoreThreads noMoreThreads;
-        EXPECT_THROW(waiter.arm(pair.server()), std::system_error);
+        EXPECT_THROW(waiter.arm(pair.server(), m_peer), std::system_error);
         waiter.disarm(pair.server());
     }
     const ArmedClient client(waiter);

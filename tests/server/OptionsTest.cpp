@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include <fstream>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -40,7 +41,8 @@ TEST(Options, HaveSafeDefaults) {
     const auto options = parse({});
     EXPECT_EQ(listenOf({}), "127.0.0.1:8888");
     EXPECT_TRUE(options.allowed.empty());
-    EXPECT_EQ(options.maxConnections, 128U);
+    EXPECT_EQ(options.maxConnections, 256U);
+    EXPECT_EQ(options.maxConnectionsPerHost, 64U);
     EXPECT_EQ(options.idleTimeout, 0ms);
     EXPECT_TRUE(options.interruptPeriods.empty());
     EXPECT_TRUE(options.policy.devices.empty());
@@ -70,7 +72,8 @@ TEST(Options, NameTheNetworksOfClients) {
     EXPECT_EQ(allowed[1].to_string(), "192.168.1.20/32");
     EXPECT_EQ(allowed[2].to_string(), "192.168.7.0/24");
     EXPECT_EQ(allowed[3].to_string(), "0.0.0.0/0");
-    for (const char* wrong : {"10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "10.0.0/8", "net", "::1/128", "/8", ""}) {
+    for (const char* wrong : {"10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "10.0.0.0/08", "010.0.0.0/8", "10.0.0.0/0x8",
+                              "10.0.0.0/8/8", "10.0.0/8", "net", "::1/128", "/8", ""}) {
         EXPECT_EQ(problemOf({"--allow", wrong}),
                   std::string("--allow: '") + wrong + "' is not an IPv4 network such as 10.0.0.0/8");
     }
@@ -100,9 +103,34 @@ TEST(Options, LimitConnectionsAndIdleness) {
     for (const char* wrong : {"0", "10001", "-1", "many", ""}) {
         EXPECT_NE(problemOf({"--max-connections", wrong}), "") << wrong;
     }
+    EXPECT_EQ(parse({"--max-connections", "9"}).maxConnectionsPerHost, 3U);
+    EXPECT_EQ(parse({"--max-connections", "1"}).maxConnectionsPerHost, 1U);
+    EXPECT_EQ(parse({"--max-connections-per-host", "7"}).maxConnectionsPerHost, 7U);
+    for (const char* wrong : {"0", "10001", "x"}) {
+        EXPECT_NE(problemOf({"--max-connections-per-host", wrong}), "") << wrong;
+    }
     EXPECT_EQ(parse({"--idle-timeout", "1m"}).idleTimeout, 1min);
     EXPECT_EQ(parse({"--idle-timeout", "0"}).idleTimeout, 0ms);
     EXPECT_EQ(problemOf({"--idle-timeout", "5"}), "--idle-timeout: '5' is not a time such as 500ms, 2s or 1m");
+}
+
+/** A number in the unit that systemd starts the server with. */
+std::size_t limitInUnit(const std::string& name) {
+    std::ifstream unit(RYNVELD_UNIT);
+    for (std::string line; std::getline(unit, line);) {
+        if (line.compare(0, name.size() + 1, name + '=') == 0) {
+            return std::stoul(line.substr(name.size() + 1));
+        }
+    }
+    return 0;
+}
+
+TEST(Options, LimitConnectionsToWhatTheServicesUnitHasRoomFor) {
+    constexpr std::size_t most = 10000;
+    constexpr std::size_t others = 100;
+    EXPECT_EQ(parse({"--max-connections", std::to_string(most)}).maxConnections, most);
+    EXPECT_GE(limitInUnit("TasksMax"), most + others);
+    EXPECT_GE(limitInUnit("LimitNOFILE"), most + others);
 }
 
 TEST(Options, AreReadOnlyOnDemand) { EXPECT_TRUE(parse({"--read-only"}).policy.readOnly); }
@@ -155,9 +183,9 @@ TEST(Options, AskForHelp) {
         parse({"--help"});
         FAIL();
     } catch (const Answered& answer) {
-        for (const char* option :
-             {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl", "--max-connections", "--idle-timeout",
-              "--simulate", "--interrupt-every", "--fault", "Exit status"}) {
+        for (const char* option : {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl",
+                                   "--max-connections", "--max-connections-per-host", "--idle-timeout", "--simulate",
+                                   "--interrupt-every", "--fault", "Exit status"}) {
             EXPECT_NE(answer.text.find(option), std::string::npos) << option;
         }
     }

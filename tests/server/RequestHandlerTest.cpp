@@ -25,6 +25,7 @@ using Values = std::vector<std::uint32_t>;
 
 constexpr std::size_t nameAt = 4;
 constexpr std::size_t lengthAt = 648;
+constexpr std::size_t byteOrderAt = 652;
 
 /** Overwrites bytes of a record, to what the setters would not. */
 template <typename Record>
@@ -41,8 +42,10 @@ Policy simulated() {
 /** A connection to a server in this process, and what it traces. */
 class Connection {
 public:
-    explicit Connection(ServedDevices& devices, const Policy& policy) : m_handler(devices, policy) {}
+    explicit Connection(ServedDevices& devices, const Policy& policy)
+        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", *m_limit}) {}
 
+    bool accepts(const Request& request) { return m_handler.accepts(request); }
     bool open(const std::string& name) { return succeeds(Request(Type::Open, name)); }
     bool succeeds(const Request& request) {
         const auto response = m_handler.handle(request);
@@ -59,6 +62,7 @@ public:
     std::shared_ptr<Rynveld::ServedDevice> device() { return m_handler.device(); }
 
 private:
+    std::unique_ptr<Rynveld::TraceLimit> m_limit = std::make_unique<Rynveld::TraceLimit>();
     RequestHandler m_handler;
 };
 
@@ -95,10 +99,17 @@ protected:
         EXPECT_EQ(traces.back().level, life);
         EXPECT_EQ(traces.back().channel, "Rynveld");
         EXPECT_EQ(traces.back().text, "Request of type " + std::to_string(static_cast<unsigned>(request.getType())) +
-                                          " for \"" + shownName + "\" refused: " + reason + ".");
+                                          " from 10.0.0.7:4711 for \"" + shownName + "\" refused: " + reason + ".");
     }
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason) {
         expectRefusal(connection, request, reason, request.getDeviceName());
+    }
+
+    /** Expects that the connection is to be closed, and one line that says why. */
+    void expectEnd(Connection& connection, const Request& request, const std::string& reason) {
+        m_recorder.clear();
+        EXPECT_FALSE(connection.accepts(request));
+        EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 hung up on: " + reason + "."});
     }
 
     EventLog lines() const { return m_recorder.lines(); }
@@ -132,6 +143,16 @@ TEST_F(RequestHandlerTest, RefusesOperationsForAnotherDeviceThanTheOpenedOne) {
     EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
 }
 
+TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
+    auto connection = m_server.connect();
+    constexpr std::size_t flood = 1000;
+    for (std::size_t i = 0; i < flood; ++i) {
+        EXPECT_FALSE(connection.open("nothing"));
+    }
+    // A line of each of the two kinds.
+    EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesInAPeriod);
+}
+
 TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {
     auto connection = m_server.connect("uio.32");
     EXPECT_TRUE(connection.open("seek.8"));
@@ -154,11 +175,69 @@ TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
     EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, RefusesANameWithoutTerminator) {
+TEST_F(RequestHandlerTest, AcceptsNoFirstRecordButOpen) {
+    for (std::uint32_t type = 1; type <= 14; ++type) {
+        auto connection = m_server.connect();
+        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "its first record is no Open");
+    }
+}
+
+TEST_F(RequestHandlerTest, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(Request(Type::Open, "nothing")));
+    for (std::uint32_t type = 0; type <= 13; ++type) {
+        EXPECT_TRUE(connection.accepts(readOf(static_cast<Type>(type), "", 0, 128))) << type;
+    }
+    EXPECT_EQ(lines(), EventLog{});
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoNameWithoutTerminator) {
     auto connection = m_server.connect();
     Request request(Type::Open, "");
     overwrite(request, nameAt, std::string(128, 'n'));
-    expectRefusal(connection, request, "the device name has no terminator", std::string(128, 'n'));
+    expectEnd(connection, request, "a record's device name has no terminator");
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
+    for (const char* name : {"a\nb", "\x1b[2J", "\x7f", "\x1f"}) {
+        auto connection = m_server.connect();
+        expectEnd(connection, Request(Type::Open, name), "a record's device name has a control character");
+    }
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(Request(Type::Open, "\xc3\xbc ~!")));
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
+    auto connection = m_server.connect();
+    EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
+    for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
+        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "a record's type is above 13");
+    }
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
+    for (std::uint32_t type = 0; type <= 13; ++type) {
+        auto connection = m_server.connect();
+        EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
+        Request request(static_cast<Type>(type), "uio.32");
+        overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
+        expectEnd(connection, request, "a record's length is above 128");
+        overwrite(request, lengthAt, std::string(4, '\xFF'));
+        expectEnd(connection, request, "a record's length is above 128");
+    }
+}
+
+TEST_F(RequestHandlerTest, AcceptsNoByteOrderButNetworkAndHost) {
+    auto connection = m_server.connect();
+    Request request(Type::Open, "uio.32");
+    for (const char order : {'\0', '\1'}) {
+        overwrite(request, byteOrderAt, std::string("\0\0\0", 3) + order);
+        EXPECT_TRUE(connection.accepts(request));
+    }
+    for (const auto& order : {std::string("\0\0\0\2", 4), std::string("\1\0\0\0", 4), std::string(4, '\xFF')}) {
+        overwrite(request, byteOrderAt, order);
+        expectEnd(connection, request, "a record's byte order is neither 0 nor 1");
+    }
 }
 
 TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
@@ -171,25 +250,6 @@ TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
 TEST_F(RequestHandlerTest, ShowsNothingOfAStrangeNameThatCouldBeTakenForMoreLines) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, "a\nb\x1b[\x7f\xff"), "the device cannot be opened", "a?b?[??");
-}
-
-TEST_F(RequestHandlerTest, RefusesTypesThatDoNotExist) {
-    auto connection = m_server.connect("uio.32");
-    for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
-        expectRefusal(connection, Request(static_cast<Type>(type), "uio.32"), "there is no such type");
-    }
-}
-
-TEST_F(RequestHandlerTest, RefusesALengthAbove128WhateverTheType) {
-    auto connection = m_server.connect("uio.32");
-    for (std::uint32_t type = 0; type <= 13; ++type) {
-        Request request(static_cast<Type>(type), "uio.32");
-        overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
-        expectRefusal(connection, request, "the length is above 128");
-        overwrite(request, lengthAt, std::string(4, '\xFF'));
-        expectRefusal(connection, request, "the length is above 128");
-    }
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0, 128)), Values(128));
 }
 
 TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
@@ -361,11 +421,11 @@ TEST_F(RequestHandlerTest, RaisesASimulatedInterruptWithTheWordOrTheCount) {
     auto connection = m_server.connect("uio.32");
     EXPECT_TRUE(connection.succeeds(Request(Type::EnableInterrupt, "uio.32")));
     EXPECT_TRUE(connection.succeeds(requestOf(Type::Debug, "uio.32", 0, {0xCAFE, 1})));
-    EXPECT_TRUE(connection.succeeds(Request(Type::Debug, "uio.32")));
     auto& interrupt = *connection.device()->simulatedInterrupt();
     unsigned long word = 0;
     EXPECT_TRUE(interrupt.receive(&word));
     EXPECT_EQ(word, 0xCAFEU);
+    EXPECT_TRUE(connection.succeeds(Request(Type::Debug, "uio.32")));
     EXPECT_TRUE(interrupt.receive(&word));
     EXPECT_EQ(word, 2U);
 }
@@ -408,7 +468,8 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
         const auto all = lines();
         ASSERT_EQ(all.size(), 2U);
-        EXPECT_EQ(all[0], "Rynveld 3 open: Device \"" + name + "\" cannot be opened: " + obstacle + ".");
+        EXPECT_EQ(all[0],
+                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + obstacle + ".");
     }
     EXPECT_TRUE(connection.open("uio.32"));
 }
@@ -445,8 +506,8 @@ protected:
 TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
     auto connection = m_files.connect();
     expectRefusal(connection, Request(Type::Open, "missing"), "the device cannot be opened");
-    EXPECT_EQ(lines()[0],
-              "Rynveld 3 open: Device \"missing\" cannot be opened: /nowhere/map: No such file or directory.");
+    EXPECT_EQ(lines()[0], "Rynveld 3 open: Device \"missing\" cannot be opened for 10.0.0.7:4711: /nowhere/map: No "
+                          "such file or directory.");
     expectRefusal(connection, Request(Type::Open, "map.32"), "the device cannot be opened");
     OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_TRUE(connection.open("map.32"));

@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -5,12 +6,16 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "LeasedFile.h"
+#include "OpenCounter.h"
 #include "OwnFolder.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
@@ -153,10 +158,28 @@ TEST(Rynveld, IgnoresOtherSignals) {
     const RynveldProcess server(simulated);
     const RecordClient client(server.port());
     EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
-    for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR1}) {
+    for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR1, SIGHUP, SIGBUS}) {
         EXPECT_EQ(::kill(server.pid(), signal), 0);
         EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
     }
+}
+
+/** A server whose standard error takes no more, and that has much to say. */
+Launch unheard() {
+    Launch launch;
+    launch.traces = "*=7";
+    launch.isRead = false;
+    return launch;
+}
+
+TEST(Rynveld, ServesAndEndsWhileItsStandardErrorIsBlocked) {
+    RynveldProcess server(simulated, unheard());
+    server.fillStandardError();
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.isRefused(Request(Type::Open, "nothing")));
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(serves(server));
+    server.end();
 }
 
 TEST(Rynveld, TurnsClientsOfOtherNetworksAway) {
@@ -170,7 +193,7 @@ TEST(Rynveld, ServesClientsOfItsNetworks) {
 }
 
 TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
-    const RynveldProcess server(simulatedWith({"--max-connections", "2"}));
+    const RynveldProcess server(simulatedWith({"--max-connections", "2", "--max-connections-per-host", "2"}));
     const RecordClient one(server.port());
     EXPECT_TRUE(one.succeeds(Request(Type::Open, "uio.32")));
     {
@@ -182,6 +205,55 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
     while (!serves(server)) {
     }
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
+}
+
+/** A client of this machine with another address of it. */
+RecordClient connectFrom(const char* address, std::uint16_t port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    EXPECT_EQ(::inet_pton(AF_INET, address, &own.sin_addr), 1);
+    EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(port);
+    server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&server), sizeof(server)), 0);
+    return RecordClient::on(socket);
+}
+
+TEST(Rynveld, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
+    Launch launch;
+    launch.traces = "*=1";
+    RynveldProcess server(simulatedWith({"--max-connections", "8"}), launch);
+    const std::vector<const char*> hosts = {"127.0.0.2", "127.0.0.3", "127.0.0.4"};
+    std::vector<RecordClient> clients;
+    for (const char* host : hosts) {
+        for (unsigned int i = 0; i < 2; ++i) {
+            clients.push_back(connectFrom(host, server.port()));
+            EXPECT_TRUE(clients.back().succeeds(Request(Type::Open, "uio.32")));
+        }
+        for (unsigned int i = 0; i < 100; ++i) {
+            EXPECT_TRUE(connectFrom(host, server.port()).isEnded());
+        }
+    }
+    const std::string text = server.endWithText();
+    EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
+    // 20 lines of each host.
+    EXPECT_LE(linesIn(text), 20 * hosts.size()) << text;
+}
+
+TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
+    const RynveldProcess server(simulatedWith({"--idle-timeout", "200ms"}));
+    const RecordClient client(server.port());
+    const Request request(Type::Open, "uio.32");
+    const auto* const bytes = static_cast<const char*>(request.toBuffer());
+    std::size_t sent = 0;
+    while (sent < request.getSize() && client.send(bytes + sent, 1)) {
+        ++sent;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_TRUE(client.isEnded());
 }
 
 // The checks for undefined behaviour need descriptors themselves.
@@ -269,6 +341,76 @@ TEST(Rynveld, RaisesInterruptsAgainAndAgain) {
     }
 }
 
+#ifdef RYNVEL_TESTS_RUN_SLOWLY
+constexpr std::uint32_t arming = 100;
+#else
+constexpr std::uint32_t arming = 1000;
+#endif
+
+/** Lets a client of its own make a request for the device. */
+void tell(const RynveldProcess& server, const Request& request) {
+    const RecordClient client(server.port());
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, request.getDeviceName())));
+    EXPECT_TRUE(client.succeeds(request));
+}
+
+TEST(Rynveld, HasArmedAConnectionWhenItsAnswerBegins) {
+    const RynveldProcess server(simulatedWith({"--fault", "split=20ms:3"}));
+    constexpr std::size_t half = 260;
+    std::array<char, half> piece{};
+    for (unsigned int round = 0; round < 20; ++round) {
+        const RecordClient armed(server.port());
+        EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+        EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+        EXPECT_TRUE(armed.send(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_EQ(::recv(armed.socket(), piece.data(), half, MSG_WAITALL), static_cast<ssize_t>(half));
+        tell(server, Request(Type::DisableInterrupt, "uio.32"));
+        tell(server, requestOf(Type::Debug, "uio.32", 0, {7}));
+        ASSERT_EQ(::recv(armed.socket(), piece.data(), half, MSG_WAITALL), static_cast<ssize_t>(half));
+        // The arming has not enabled what was disabled: the second takes the place of the first.
+        tell(server, requestOf(Type::Debug, "uio.32", 0, {8}));
+        tell(server, Request(Type::EnableInterrupt, "uio.32"));
+        ASSERT_EQ(armed.interrupt(), 8U);
+    }
+}
+
+TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
+    const RynveldProcess server(simulated);
+    const RecordClient armed(server.port());
+    const RecordClient other(server.port());
+    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+    for (std::uint32_t round = 1; round <= arming; ++round) {
+        ASSERT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_TRUE(other.succeeds(Request(Type::DisableInterrupt, "uio.32")));
+        ASSERT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        ASSERT_TRUE(armed.succeeds(Request(Type::Open, "uio.32"))) << "an interrupt came in round " << round;
+        // The pending interrupt is received, so that the next round begins as this one.
+        ASSERT_TRUE(other.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_EQ(other.interrupt(), round);
+        ASSERT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+    }
+}
+
+TEST(Rynveld, ReportsEveryInterruptThatIsRaisedAfterTheAnswerToTheWait) {
+    const RynveldProcess server(simulated);
+    const RecordClient first(server.port());
+    const RecordClient second(server.port());
+    const RecordClient other(server.port());
+    for (const auto* client : {&first, &second, &other}) {
+        EXPECT_TRUE(client->succeeds(Request(Type::Open, "uio.32")));
+    }
+    EXPECT_TRUE(first.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    for (std::uint32_t round = 1; round <= arming; ++round) {
+        ASSERT_TRUE(second.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+        ASSERT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        ASSERT_EQ(second.interrupt(), round);
+        ASSERT_EQ(first.interrupt(), round);
+        ASSERT_TRUE(other.succeeds(Request(Type::EnableInterrupt, "uio.32")));
+        ASSERT_TRUE(second.succeeds(Request(Type::Open, "uio.32")));
+    }
+}
+
 TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
     const RynveldProcess server(simulatedWith({"--max-connections", "1"}));
     for (unsigned int i = 0; i < 10; ++i) {
@@ -297,10 +439,72 @@ TEST(Rynveld, ServesTheDevicesOfThisMachine) {
     EXPECT_EQ(registers[1], 0x11223344U);
 }
 
+TEST(Rynveld, OpensADeviceFileOnceForAClient) {
+    const OwnFolder folder;
+    const RynveldProcess server({});
+    for (const auto& [name, path] : {std::pair{"map.32", "registers.map"}, std::pair{"seek.8", "registers.seek"}}) {
+        OwnFolder::makeFile(path, 4096);
+        const OpenCounter counter(path);
+        const RecordClient client(server.port());
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+        EXPECT_EQ(counter.next(), 1U) << name;
+    }
+}
+
+/** A client whose Open is under way, for as long as the file of its device is held. */
+class OpeningClient {
+public:
+    OpeningClient(const RynveldProcess& server, const std::string& name, const std::string& path)
+        : m_file(path), m_client(server.port()) {
+        EXPECT_TRUE(m_client.send(Request(Type::Open, name)));
+        while (!m_file.isAwaited()) {
+            std::this_thread::yield();
+        }
+    }
+
+    bool isWaiting() const {
+        char byte = 0;
+        return ::recv(m_client.socket(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK) < 0;
+    }
+    bool opensWhenReleased() const {
+        m_file.release();
+        Rynvel::Response response;
+        return m_client.receive(response) && response.isSuccessful();
+    }
+
+private:
+    const LeasedFile m_file;
+    const RecordClient m_client;
+};
+
+TEST(Rynveld, OpensADeviceWhileTheOpeningOfAnotherTakesLong) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.map", 4096);
+    OwnFolder::makeFile("registers.seek", 16);
+    const RynveldProcess server({});
+    const OpeningClient slow(server, "map.32", "registers.map");
+    EXPECT_TRUE(serves(server, "seek.8"));
+    EXPECT_TRUE(slow.isWaiting());
+    EXPECT_TRUE(slow.opensWhenReleased());
+}
+
+TEST(Rynveld, EndsWhileADeviceBlocks) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.map", 4096);
+    RynveldProcess server({});
+    const OpeningClient slow(server, "map.32", "registers.map");
+    const auto begin = std::chrono::steady_clock::now();
+    server.end();
+    // The system would hold it for 45 s.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+}
+
 TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
     const OwnFolder folder;
     OwnFolder::makeFile("registers.map", 0);
     const RynveldProcess server({});
+    // The signal of a bus error, but of none.
+    EXPECT_EQ(::kill(server.pid(), SIGBUS), 0);
     for (unsigned int i = 0; i < 20; ++i) {
         const RecordClient client(server.port());
         EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
@@ -312,12 +516,50 @@ TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
     EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "map.32", 0))), Values{0});
 }
 
-Launch activatedOn(const Listener& listener) {
+Launch activatedOn(const std::vector<int>& sockets) {
     Launch launch;
-    launch.preparation = "export LISTEN_FDS=1 LISTEN_PID=$$; ";
-    launch.passed = listener.descriptor();
+    launch.preparation = "export LISTEN_FDS=" + std::to_string(sockets.size()) + " LISTEN_PID=$$; ";
+    launch.passed = sockets;
     launch.listen.clear();
     return launch;
+}
+
+/** A local socket that listens, with a name in the abstract name space. */
+class LocalListener {
+public:
+    LocalListener() {
+        const std::string name = this->name();
+        m_address.sun_family = AF_UNIX;
+        name.copy(m_address.sun_path, name.size());
+        m_address.sun_path[0] = '\0';
+        m_size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+        EXPECT_EQ(::bind(m_socket, address(), m_size), 0);
+        EXPECT_EQ(::listen(m_socket, 100), 0);
+    }
+    LocalListener(const LocalListener&) = delete;
+    LocalListener& operator=(const LocalListener&) = delete;
+    ~LocalListener() { ::close(m_socket); }
+
+    int descriptor() const { return m_socket; }
+    std::string name() const { return "@rynveld socket " + std::to_string(::getpid()); }
+
+    RecordClient connect() const {
+        const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(::connect(client, address(), m_size), 0);
+        return RecordClient::on(client);
+    }
+
+private:
+    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&m_address); }
+
+    const int m_socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un m_address{};
+    socklen_t m_size = 0;
+};
+
+template <typename Socket>
+Launch activatedOn(const Socket& listener) {
+    return activatedOn(std::vector<int>{listener.descriptor()});
 }
 
 TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
@@ -325,6 +567,34 @@ TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
     const RynveldProcess server(simulated, activatedOn(listener));
     EXPECT_EQ(std::to_string(server.port()), listener.port());
     EXPECT_TRUE(serves(server));
+}
+
+TEST(RynveldService, TakesAllSocketsThatItIsStartedFor) {
+    const Listener one;
+    const Listener other;
+    const LocalListener local;
+    const RynveldProcess server(
+        simulatedWith({"--allow", "127.0.0.0/8"}),
+        activatedOn(std::vector<int>{one.descriptor(), other.descriptor(), local.descriptor()}));
+    EXPECT_NE(server.banner().find(" 0.0.0.0:" + one.port() + ", 0.0.0.0:" + other.port() + ", " + local.name() + ","),
+              std::string::npos)
+        << server.banner();
+    for (const auto* listener : {&one, &other}) {
+        const RecordClient client(static_cast<std::uint16_t>(std::stoul(listener->port())));
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    }
+    EXPECT_TRUE(local.connect().succeeds(Request(Type::Open, "uio.32")));
+}
+
+TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
+    const LocalListener local;
+    const RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}), activatedOn(local));
+    const RecordClient client = local.connect();
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, "uio.32", 5, {7})));
+    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 5))), Values{7});
+    EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    EXPECT_NE(client.interrupt(), UINT32_MAX);
 }
 
 TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {

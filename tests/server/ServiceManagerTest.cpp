@@ -9,6 +9,8 @@
 #include <array>
 #include <cstddef>
 #include <stdexcept>
+#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -18,18 +20,37 @@
 namespace RynvelTest {
 namespace {
 
-using Rynveld::activationSocket;
+using Rynveld::activationSockets;
 using Rynveld::notifyServiceManager;
 
+using Sockets = std::vector<int>;
+
+/** The first descriptor that is passed. */
 constexpr int passed = 3;
 
-/** Makes descriptor 3 a socket. */
-void pass(int family, int type, bool listens) {
+/** Makes a descriptor a socket. */
+void pass(int family, int type, bool listens, int descriptor = passed) {
     const int socket = ::socket(family, type, 0);
+    if (family == AF_UNIX) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        // A name of the system's choice.
+        EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address.sun_family)), 0);
+    }
     if (listens) {
         EXPECT_EQ(::listen(socket, 1), 0);
     }
-    EXPECT_EQ(::dup2(socket, passed), passed);
+    EXPECT_EQ(::dup2(socket, descriptor), descriptor);
+}
+
+/** Why the passed sockets are refused. */
+std::string refusal() {
+    try {
+        activationSockets();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
 }
 
 void activate(const std::string& pid = std::to_string(::getpid()), const char* descriptors = "1") {
@@ -37,49 +58,66 @@ void activate(const std::string& pid = std::to_string(::getpid()), const char* d
     ::setenv("LISTEN_FDS", descriptors, 1);
 }
 
-TEST(ActivationSocketDeathTest, IsTheFirstThatWasPassed) {
+TEST(ActivationSocketsDeathTest, AreAllThatWerePassed) {
     inChildProcess([] {
-        pass(AF_INET, SOCK_STREAM, true);
-        for (const char* count : {"1", "2"}) {
+        pass(AF_INET, SOCK_STREAM, true, passed);
+        pass(AF_UNIX, SOCK_STREAM, true, passed + 1);
+        pass(AF_INET6, SOCK_STREAM, true, passed + 2);
+        Sockets expected;
+        for (const char* count : {"0", "1", "2", "3"}) {
             activate(std::to_string(::getpid()), count);
-            EXPECT_EQ(activationSocket(), passed);
+            EXPECT_EQ(activationSockets(), expected);
+            expected.push_back(passed + static_cast<int>(expected.size()));
         }
         EXPECT_EQ(::fcntl(passed, F_GETFD), FD_CLOEXEC);
+        EXPECT_EQ(::fcntl(passed + 1, F_GETFD), FD_CLOEXEC);
     });
 }
 
-TEST(ActivationSocketDeathTest, IsNoneWhenAnotherProcessIsMeant) {
+TEST(ActivationSocketsDeathTest, AreNoneWhenAnotherProcessIsMeant) {
     inChildProcess([] {
         pass(AF_INET, SOCK_STREAM, true);
         for (const auto& pid : {std::to_string(::getppid()), std::string(), std::string("x")}) {
             activate(pid);
-            EXPECT_EQ(activationSocket(), std::nullopt);
+            EXPECT_EQ(activationSockets(), Sockets{});
         }
         ::unsetenv("LISTEN_PID");
-        EXPECT_EQ(activationSocket(), std::nullopt);
+        EXPECT_EQ(activationSockets(), Sockets{});
     });
 }
 
-TEST(ActivationSocketDeathTest, IsNoneWhenNoneWasPassed) {
+TEST(ActivationSocketsDeathTest, AreNoneWhenNoneWasPassed) {
     inChildProcess([] {
         activate(std::to_string(::getpid()), "0");
-        EXPECT_EQ(activationSocket(), std::nullopt);
+        EXPECT_EQ(activationSockets(), Sockets{});
         ::unsetenv("LISTEN_FDS");
-        EXPECT_EQ(activationSocket(), std::nullopt);
+        EXPECT_EQ(activationSockets(), Sockets{});
     });
 }
 
-TEST(ActivationSocketDeathTest, MustListenForTcpConnections) {
+TEST(ActivationSocketsDeathTest, AreANumber) {
     inChildProcess([] {
-        activate();
-        ::close(passed);
-        EXPECT_THROW(activationSocket(), std::runtime_error);
-        pass(AF_INET, SOCK_STREAM, false);
-        EXPECT_THROW(activationSocket(), std::runtime_error);
-        pass(AF_INET, SOCK_DGRAM, false);
-        EXPECT_THROW(activationSocket(), std::runtime_error);
-        pass(AF_INET6, SOCK_STREAM, true);
-        EXPECT_EQ(activationSocket(), passed);
+        for (const std::string count : {"x", "-1", "1 ", "12345"}) {
+            activate(std::to_string(::getpid()), count.c_str());
+            EXPECT_EQ(refusal(), "LISTEN_FDS is '" + count + "', and no number of sockets");
+        }
+    });
+}
+
+TEST(ActivationSocketsDeathTest, MustAllListenForStreams) {
+    inChildProcess([] {
+        pass(AF_INET, SOCK_STREAM, true);
+        activate(std::to_string(::getpid()), "2");
+        const std::string problem =
+            "the socket that was passed as descriptor 4 does not listen for TCP or local stream connections";
+        ::close(passed + 1);
+        EXPECT_EQ(refusal(), problem);
+        for (const auto& [family, type, listens] :
+             {std::tuple{AF_INET, SOCK_STREAM, false}, std::tuple{AF_INET, SOCK_DGRAM, false},
+              std::tuple{AF_UNIX, SOCK_STREAM, false}, std::tuple{AF_UNIX, SOCK_SEQPACKET, true}}) {
+            pass(family, type, listens, passed + 1);
+            EXPECT_EQ(refusal(), problem);
+        }
     });
 }
 

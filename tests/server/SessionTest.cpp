@@ -10,6 +10,7 @@
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
+#include "WakeUp.h"
 
 namespace RynvelTest {
 namespace {
@@ -36,8 +37,8 @@ public:
     explicit RunningSession(const std::vector<Fault>& faults = {}, std::chrono::milliseconds idleTimeout = 0ms)
         : m_policy(simulated(faults)),
           m_devices(m_policy),
-          m_session(m_pair.releaseServer(), m_devices, m_policy, idleTimeout) {
-        Rynveld::InterruptWaiter::install();
+          m_session(m_pair.releaseServer(), {"the client", "its host", m_limit}, m_devices, m_policy, idleTimeout) {
+        Rynveld::handleWakeUps();
         m_thread = std::thread([this] { m_session.run(); });
     }
     RunningSession(const RunningSession&) = delete;
@@ -48,6 +49,9 @@ public:
     }
 
     const RecordClient& client() const { return m_client; }
+
+    /** Ends the connection, as the server does when the session has ended. */
+    void stop() { m_session.stop(); }
 
     /** Waits for the session to end by itself. */
     void join() {
@@ -65,6 +69,7 @@ private:
     SocketPair m_pair{SOCK_SEQPACKET};
     const Policy m_policy;
     ServedDevices m_devices;
+    Rynveld::TraceLimit m_limit;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());
     Rynveld::Session m_session;
     std::thread m_thread;
@@ -93,6 +98,16 @@ TEST(Session, SendsAnInterruptInOnePieceAfterTheResponse) {
     EXPECT_EQ(session.nextPiece(), wordSize);
 }
 
+TEST(Session, SendsNoInterruptIntoAnAnswerThatComesInHalves) {
+    const RunningSession session({{Fault::Kind::Split, 20ms, 3}});
+    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
+    EXPECT_TRUE(session.client().succeeds(requestOf(Type::Debug, "uio.32", 0, {7})));
+    EXPECT_TRUE(session.client().send(Request(Type::WaitForInterrupt, "uio.32")));
+    EXPECT_EQ(session.nextPiece(), responseSize / 2);
+    EXPECT_EQ(session.nextPiece(), responseSize / 2);
+    EXPECT_EQ(session.nextPiece(), wordSize);
+}
+
 TEST(Session, EndsTheArmingWithTheNextRequest) {
     const RunningSession session;
     const auto& client = session.client();
@@ -108,10 +123,24 @@ TEST(Session, EndsTheArmingWithTheNextRequest) {
 
 TEST(Session, IsNotArmedByARefusal) {
     const RunningSession session;
+    EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "nothing")));
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "uio.32")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "seek.8")));
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "seek.8")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "seek.8")));
+}
+
+TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
+    for (const bool isFirst : {true, false}) {
+        RunningSession session({{Fault::Kind::Error, 0ms, 1}});
+        if (!isFirst) {
+            EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "uio.32")));
+        }
+        EXPECT_TRUE(session.client().send(Request(static_cast<Type>(14), "uio.32")));
+        session.join();
+        session.stop();
+        EXPECT_TRUE(session.client().isEnded());
+    }
 }
 
 TEST(Session, EndsWhenTheClientIsIdle) {
@@ -138,8 +167,9 @@ TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
     EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
     EXPECT_TRUE(session.client().isRefused(requestOf(Type::Write32, "uio.32", 0, {7})));
     EXPECT_EQ(valuesOf(session.client().exchange(readOf(Type::Read32, "uio.32", 0))), std::vector<std::uint32_t>{0});
-    EXPECT_EQ(recorder.lines(),
-              EventLog{"Rynveld 4 refuse: Request of type 7 for \"uio.32\" refused: a fault is simulated."});
+    EXPECT_EQ(
+        recorder.lines(),
+        EventLog{"Rynveld 4 refuse: Request of type 7 from the client for \"uio.32\" refused: a fault is simulated."});
 }
 
 TEST(Session, SplitsItsAnswersWhereThatIsItsFault) {

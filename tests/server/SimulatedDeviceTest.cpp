@@ -185,13 +185,13 @@ TEST(SimulatedInterrupt, KeepsTheLatestOfThosePending) {
     EXPECT_EQ(received(interrupt), std::nullopt);
 }
 
-TEST(SimulatedInterrupt, IsReceivedInOrderWhileItIsEnabled) {
+TEST(SimulatedInterrupt, IsKeptOnceUntilItIsReceived) {
     SimulatedInterrupt interrupt;
     interrupt.enable();
     interrupt.raise(7);
     interrupt.raise(0xFFFFFFFF);
-    EXPECT_EQ(received(interrupt), 7U);
     EXPECT_EQ(received(interrupt), 0xFFFFFFFFU);
+    EXPECT_EQ(received(interrupt), std::nullopt);
 }
 
 TEST(SimulatedInterrupt, IsPendingAgainAfterItIsDisabled) {
@@ -208,10 +208,10 @@ TEST(SimulatedInterrupt, IsCountedFromOneWithoutAWord) {
     SimulatedInterrupt interrupt;
     interrupt.enable();
     interrupt.raise(std::nullopt);
-    interrupt.raise(100);
-    interrupt.raise(std::nullopt);
     EXPECT_EQ(received(interrupt), 1U);
+    interrupt.raise(100);
     EXPECT_EQ(received(interrupt), 100U);
+    interrupt.raise(std::nullopt);
     EXPECT_EQ(received(interrupt), 3U);
 }
 
@@ -222,11 +222,8 @@ TEST(SimulatedInterrupt, NeverBlocksTheOneWhoRaisesIt) {
     for (unsigned int i = 0; i < more; ++i) {
         interrupt.raise(std::nullopt);
     }
-    unsigned long expected = 1;
-    for (auto word = received(interrupt); word; word = received(interrupt)) {
-        ASSERT_EQ(*word, expected++);
-    }
-    EXPECT_GT(expected, 1000U);
+    EXPECT_EQ(received(interrupt), more);
+    EXPECT_EQ(received(interrupt), std::nullopt);
 }
 
 } // namespace

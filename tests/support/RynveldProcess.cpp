@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -54,9 +55,10 @@ std::string readLine(int descriptor) {
     return line;
 }
 
-/** The channels trace nothing, whatever the environment of the tests says. */
+/** The channels trace what the launch says, whatever the environment of the tests does. */
 pid_t spawn(const Arguments& command, const RynveldProcess::Launch& launch, int output, int errors) {
-    Arguments words = {"/bin/sh", "-c", launch.preparation + "export ZILTRACE='*=0'; exec \"$@\"", "sh"};
+    Arguments words = {"/bin/sh", "-c", launch.preparation + "export ZILTRACE='" + launch.traces + "'; exec \"$@\"",
+                       "sh"};
     words.insert(words.end(), command.begin(), command.end());
     std::vector<char*> pointers;
     std::transform(words.begin(), words.end(), std::back_inserter(pointers), [](auto& word) { return word.data(); });
@@ -65,11 +67,12 @@ pid_t spawn(const Arguments& command, const RynveldProcess::Launch& launch, int 
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-    if (launch.passed != -1) {
-        posix_spawn_file_actions_adddup2(&actions, launch.passed, 3);
+    int next = 3;
+    for (const int descriptor : launch.passed) {
+        posix_spawn_file_actions_adddup2(&actions, descriptor, next++);
     }
     // What a test leaves open, such as the sockets of remote devices, is not the server's.
-    posix_spawn_file_actions_addclosefrom_np(&actions, launch.passed == -1 ? 3 : 4);
+    posix_spawn_file_actions_addclosefrom_np(&actions, next);
     pid_t pid = -1;
     EXPECT_EQ(::posix_spawn(&pid, "/bin/sh", &actions, nullptr, pointers.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
@@ -103,32 +106,58 @@ Ended runRynveld(const Arguments& arguments) {
     return ended;
 }
 
-RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch) {
+RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch) : m_isRead(launch.isRead) {
     const Pipe errors;
     m_pid = spawn(joined(joined(commandOf(launch.devices), launch.listen), arguments), launch, STDOUT_FILENO,
                   errors.ends[1]);
     ::close(errors.ends[1]);
     m_errors = errors.ends[0];
     m_banner = readLine(m_errors);
-    const auto port = m_banner.rfind(':');
-    EXPECT_NE(port, std::string::npos) << m_banner;
-    if (port != std::string::npos) {
-        m_port = static_cast<std::uint16_t>(std::stoul(m_banner.substr(port + 1)));
+    EXPECT_NE(m_banner.find("rynveld: listening on "), std::string::npos) << m_banner;
+    const auto port = m_banner.rfind(':') + 1;
+    if (port < m_banner.size() && std::isdigit(static_cast<unsigned char>(m_banner[port])) != 0) {
+        m_port = static_cast<std::uint16_t>(std::stoul(m_banner.substr(port)));
     }
-    m_drain = std::thread([this] { m_laterErrors = readToTheEnd(m_errors); });
+    if (m_isRead) {
+        m_drain = std::thread([this] { m_laterErrors = readToTheEnd(m_errors); });
+    }
 }
 
 RynveldProcess::~RynveldProcess() {
     if (m_pid != -1) {
         end();
     }
+    if (!m_isRead) {
+        ::close(m_errors);
+    }
 }
 
 void RynveldProcess::end(int signal) {
-    EXPECT_EQ(::kill(m_pid, signal), 0);
-    m_drain.join();
+    stop(signal);
     EXPECT_EQ(m_laterErrors, "");
+}
+
+std::string RynveldProcess::endWithText() {
+    stop(SIGTERM);
+    return m_laterErrors;
+}
+
+void RynveldProcess::stop(int signal) {
+    EXPECT_EQ(::kill(m_pid, signal), 0);
+    if (m_drain.joinable()) {
+        m_drain.join();
+    }
     EXPECT_EQ(statusOf(std::exchange(m_pid, -1)), 0);
+}
+
+void RynveldProcess::fillStandardError() const {
+    const int pipe = ::open(("/proc/self/fd/" + std::to_string(m_errors)).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    const std::array<char, 4096> piece{};
+    while (::write(pipe, piece.data(), piece.size()) > 0) {
+    }
+    while (::write(pipe, piece.data(), 1) > 0) {
+    }
+    ::close(pipe);
 }
 
 std::size_t RynveldProcess::descriptors() const {

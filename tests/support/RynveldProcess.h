@@ -33,8 +33,12 @@ public:
         Devices devices = Devices::Tests;
         /** What a shell does before it becomes the server, for instance "ulimit -n 64; ". */
         std::string preparation;
-        /** Passed as descriptor 3; -1 for none. */
-        int passed = -1;
+        /** Passed as descriptor 3 and those that follow; in rising order. */
+        std::vector<int> passed;
+        /** The levels of the trace channels, as ZILTRACE has them. */
+        std::string traces = "*=0";
+        /** Whether what it writes to standard error is taken, other than its first line. */
+        bool isRead = true;
         /** Appended to the arguments. */
         Arguments listen = {"--listen", "127.0.0.1:0"};
     };
@@ -47,6 +51,7 @@ public:
     /** Ends it with SIGTERM when it still runs. */
     ~RynveldProcess();
 
+    /** 0 when it listens on local sockets alone. */
     std::uint16_t port() const { return m_port; }
     /** The server as a remote device names it. */
     std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
@@ -54,8 +59,14 @@ public:
     const std::string& banner() const { return m_banner; }
     pid_t pid() const { return m_pid; }
 
-    /** Signals it to end, and expects it to do so with status 0 and nothing more to say. */
+    /** Fills the pipe that is its standard error, which nobody reads. */
+    void fillStandardError() const;
+
+    /** Signals it to end, and expects it to do so with status 0, and to have said nothing more where that is read. */
     void end(int signal = SIGTERM);
+
+    /** The same with what it has said after its first line. */
+    std::string endWithText();
 
     std::size_t descriptors() const;
     std::size_t threads() const { return numberOf("Threads"); }
@@ -66,8 +77,10 @@ public:
     bool isIdle() const;
 
 private:
+    void stop(int signal);
     std::size_t numberOf(const std::string& status) const;
 
+    const bool m_isRead;
     pid_t m_pid = -1;
     int m_errors = -1;
     std::string m_banner;

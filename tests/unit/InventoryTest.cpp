@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -5,6 +6,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,6 +15,9 @@
 #include "DeviceList.h"
 #include "DeviceProbe.h"
 #include "FaultGuard.h"
+#include "HandOver.h"
+#include "OpenCounter.h"
+#include "OwnFolder.h"
 #include "PlainMutex.h"
 #include "RegisterDevice.h"
 
@@ -164,6 +169,105 @@ TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
               "/dev/odd: no backend for its type");
 }
 
+/** What a thread asks for while a file is handed over. */
+class HandOverTest : public testing::Test {
+protected:
+    static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
+    static void* mapAgain(int descriptor, std::size_t size) {
+        return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    }
+    static bool isOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
+
+    const MemoryFile m_file{pageSize};
+    const int m_descriptor = openAgain(m_file.path());
+};
+
+TEST_F(HandOverTest, GivesTheFileToTheFirstThatOpensIt) {
+    Inventory::HandOver handOver(m_file.path(), m_descriptor);
+    const MemoryFile other(pageSize);
+    const int another = openAgain(other.path());
+    EXPECT_NE(another, m_descriptor);
+    EXPECT_EQ(openAgain(m_file.path()), m_descriptor);
+    const int second = openAgain(m_file.path());
+    EXPECT_NE(second, m_descriptor);
+    close(second);
+    close(another);
+}
+
+TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
+    Inventory::HandOver handOver(m_file.path(), m_descriptor);
+    ASSERT_TRUE(handOver.map(pageSize));
+    void* const larger = mapAgain(m_descriptor, 2 * pageSize);
+    void* const first = mapAgain(m_descriptor, pageSize);
+    void* const second = mapAgain(m_descriptor, pageSize);
+    EXPECT_NE(first, MAP_FAILED);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(handOver.take(m_descriptor, pageSize), nullptr);
+    munmap(larger, 2 * pageSize);
+    munmap(first, pageSize);
+    munmap(second, pageSize);
+}
+
+TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
+    {
+        const Inventory::HandOver handOver(m_file.path(), m_descriptor);
+        int opened = -1;
+        std::thread([&] { opened = openAgain(m_file.path()); }).join();
+        EXPECT_NE(opened, m_descriptor);
+        close(opened);
+        EXPECT_TRUE(isOpen(m_descriptor));
+    }
+    EXPECT_FALSE(isOpen(m_descriptor));
+}
+
+TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
+    {
+        const Inventory::HandOver handOver(m_file.path(), m_descriptor);
+        EXPECT_EQ(openAgain(m_file.path()), m_descriptor);
+    }
+    EXPECT_TRUE(isOpen(m_descriptor));
+    close(m_descriptor);
+}
+
+TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers", pageSize);
+    const OpenCounter counter("registers");
+    for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16,
+                            DeviceType::Tyvon16, DeviceType::Tyvon32}) {
+        const auto opened = Inventory::openDevice({"device", "registers", pageSize, type});
+        ASSERT_NE(opened.device, nullptr);
+        EXPECT_EQ(opened.probe.obstacle, "");
+        EXPECT_EQ(counter.next(), 1U);
+    }
+}
+
+TEST(OpenDevice, ReachesTheRegisters) {
+    const MemoryFile file(pageSize);
+    const auto opened = Inventory::openDevice(mappedRow(file, pageSize));
+    EXPECT_EQ(opened.probe.mapSize, pageSize);
+    EXPECT_EQ(opened.device->write(3, 0x12345678), Outcome::Done);
+    std::uint32_t stored = 0;
+    std::memcpy(&stored, &file.bytes(pageSize)[12], sizeof(stored));
+    EXPECT_EQ(stored, 0x12345678U);
+}
+
+TEST(OpenDevice, LetsGoOfTheFileWithTheDevice) {
+    const MemoryFile file(pageSize);
+    const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    for (const auto type : {DeviceType::Lseek8, DeviceType::Tyvon32}) {
+        const auto device = Inventory::openDevice({"device", file.path(), pageSize, type}).device;
+        EXPECT_EQ(device->device().getNativeHandle(), next);
+    }
+}
+
+TEST(OpenDevice, SaysWhatIsInTheWay) {
+    const auto opened = Inventory::openDevice({"missing", "/nowhere/registers", 0, DeviceType::Lseek8});
+    EXPECT_EQ(opened.device, nullptr);
+    EXPECT_EQ(opened.probe.obstacle, "/nowhere/registers: No such file or directory");
+}
+
 TEST(RegisterDevice, HasTheWidthOfItsRow) {
     const MemoryFile file(pageSize);
     EXPECT_EQ(Inventory::open({"a", file.path(), 0, DeviceType::Lseek8}, {})->width(), 8U);
@@ -270,16 +374,39 @@ TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
     EXPECT_EQ(value, 0x12345678U);
 }
 
+/** A register that the hardware answers with a bus error. It stays mapped. */
+const volatile std::uint32_t& faultyRegister() {
+    const MemoryFile empty(0);
+    const int descriptor = ::open(empty.path().c_str(), O_RDONLY | O_CLOEXEC);
+    void* const mapping = ::mmap(nullptr, pageSize, PROT_READ, MAP_SHARED, descriptor, 0);
+    close(descriptor);
+    return *static_cast<const volatile std::uint32_t*>(mapping);
+}
+
+void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uint32_t value = place; }
+
 TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
-    const MemoryFile file(0);
     EXPECT_EXIT(
         {
             Inventory::FaultGuard::install();
             Inventory::FaultGuard::run([] {});
-            raise(SIGBUS);
-            raise(SIGBUS);
+            read(faultyRegister());
         },
         testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {
+    Inventory::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    for (int i = 0; i < 2; ++i) {
+        ::kill(getpid(), SIGBUS);
+        raise(SIGBUS);
+        EXPECT_TRUE(Inventory::FaultGuard::run([] {
+            ::kill(getpid(), SIGBUS);
+            raise(SIGBUS);
+        }));
+        EXPECT_FALSE(Inventory::FaultGuard::run([&] { read(faulty); }));
+    }
 }
 
 } // namespace

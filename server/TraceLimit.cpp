@@ -1,0 +1,43 @@
+#include "TraceLimit.h"
+
+namespace Rynveld {
+
+std::optional<std::string> TraceLimit::admit(const std::string& host, const std::string& cause, Time now) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    Entry& entry = entryOf({host, cause}, now);
+    if (now >= entry.end) {
+        entry.end = now + period;
+        entry.lines = 0;
+    }
+    if (entry.lines == linesInAPeriod) {
+        ++entry.leftOut;
+        return std::nullopt;
+    }
+    ++entry.lines;
+    const std::size_t leftOut = std::exchange(entry.leftOut, 0);
+    return leftOut == 0 ? "" : " (" + std::to_string(leftOut) + " more were left out)";
+}
+
+TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
+    const auto found = m_entries.find(key);
+    if (found != m_entries.end()) {
+        return found->second;
+    }
+    makeRoom(now);
+    return m_entries.emplace(key, Entry{now + period, 0, 0}).first->second;
+}
+
+// Hosts come and go: those that have had nothing to say for a period are forgotten, and all when there are too many.
+void TraceLimit::makeRoom(Time now) {
+    if (m_entries.size() < mostEntries) {
+        return;
+    }
+    for (auto entry = m_entries.begin(); entry != m_entries.end();) {
+        entry = now >= entry->second.end ? m_entries.erase(entry) : std::next(entry);
+    }
+    if (m_entries.size() >= mostEntries) {
+        m_entries.clear();
+    }
+}
+
+} // namespace Rynveld

@@ -1,0 +1,62 @@
+#include "TraceLimit.h"
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+namespace {
+
+using Rynveld::TraceLimit;
+using namespace std::chrono_literals;
+
+class TraceLimitTest : public testing::Test {
+protected:
+    std::optional<std::string> admit(const std::string& host = "10.0.0.7", const std::string& cause = "a cause") {
+        return m_limit.admit(host, cause, m_now);
+    }
+
+    /** Uses up what a host may have of lines in a period. */
+    void exhaust() {
+        for (std::size_t i = 0; i < TraceLimit::linesInAPeriod; ++i) {
+            EXPECT_EQ(admit(), "");
+        }
+        EXPECT_EQ(admit(), std::nullopt);
+    }
+
+    TraceLimit::Time m_now{24h};
+    TraceLimit m_limit;
+};
+
+TEST_F(TraceLimitTest, LeavesOutWhatIsTooMuchInAPeriod) {
+    exhaust();
+    m_now += TraceLimit::period - 1ms;
+    EXPECT_EQ(admit(), std::nullopt);
+}
+
+TEST_F(TraceLimitTest, TellsHowManyWereLeftOutWithTheFirstLineOfTheNextPeriod) {
+    exhaust();
+    EXPECT_EQ(admit(), std::nullopt);
+    m_now += TraceLimit::period;
+    EXPECT_EQ(admit(), " (2 more were left out)");
+    EXPECT_EQ(admit(), "");
+}
+
+TEST_F(TraceLimitTest, CountsEveryHostAndEveryCauseByItself) {
+    exhaust();
+    EXPECT_EQ(admit("10.0.0.8"), "");
+    EXPECT_EQ(admit("10.0.0.7", "another cause"), "");
+    EXPECT_EQ(admit(), std::nullopt);
+}
+
+TEST_F(TraceLimitTest, ForgetsTheHostsThatHaveNothingToSayAnyMore) {
+    for (std::size_t i = 1; i < TraceLimit::mostEntries; ++i) {
+        EXPECT_EQ(admit(std::to_string(i)), "");
+    }
+    m_now += TraceLimit::period / 2;
+    exhaust();
+    m_now += TraceLimit::period / 2;
+    EXPECT_EQ(admit("10.0.0.8"), "");
+    EXPECT_EQ(admit(), std::nullopt);
+}
+
+} // namespace
+} // namespace RynvelTest
