@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "DeviceProbe.h"
 
 namespace Rynvelctl {
 
@@ -13,21 +12,18 @@ namespace {
 
 using Inventory::Outcome;
 
-std::optional<std::uint32_t> probedMapSize(const Subject& subject) {
-    const Inventory::Probe probe = Inventory::probe(subject.row);
-    if (!probe.obstacle.empty()) {
-        throw Failure(ExitStatus::Unreachable, subject.name() + ": " + probe.obstacle);
+Inventory::OpenedDevice opened(const Subject& subject) {
+    Inventory::OpenedDevice device = Inventory::openDevice(subject.row);
+    if (!device.device) {
+        throw Failure(ExitStatus::Unreachable, subject.name() + ": " + device.probe.obstacle);
     }
-    return probe.mapSize;
+    return device;
 }
 
 } // namespace
 
 LocalDevice::LocalDevice(const Subject& subject, const CommandTime& time)
-    : m_subject(subject),
-      m_time(time),
-      m_mapSize(probedMapSize(subject)),
-      m_device(Inventory::open(subject.row, m_mapSize)) {}
+    : m_subject(subject), m_time(time), m_opened(opened(subject)) {}
 
 Failure LocalDevice::failure(const std::string& deed) const {
     const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
@@ -53,29 +49,31 @@ void LocalDevice::access(const std::string& deed, const Operation& operation) {
 
 std::uint32_t LocalDevice::read(const Addressing& addressing, const Place& place) {
     std::uint32_t value = 0;
-    access(accessText("reading", addressing, place), [&] { return m_device->read(place.deviceAddress, value); });
+    access(accessText("reading", addressing, place), [&] { return m_opened.device->read(place.deviceAddress, value); });
     return value;
 }
 
 void LocalDevice::write(const Addressing& addressing, const Place& place, std::uint32_t value) {
-    access(accessText("writing", addressing, place), [&] { return m_device->write(place.deviceAddress, value); });
+    access(accessText("writing", addressing, place),
+           [&] { return m_opened.device->write(place.deviceAddress, value); });
 }
 
 void LocalDevice::write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask) {
-    access(accessText("writing", addressing, place), [&] { return m_device->write(place.deviceAddress, value, mask); });
+    access(accessText("writing", addressing, place),
+           [&] { return m_opened.device->write(place.deviceAddress, value, mask); });
 }
 
 std::vector<std::uint32_t> LocalDevice::readBurst(const Addressing& addressing, const Place& first, std::uint32_t count,
                                                   Rynvel::ByteOrder order) {
     std::vector<std::uint32_t> values(count);
     access(accessText("reading a burst from", addressing, first),
-           [&] { return m_device->read(first.deviceAddress, values.data(), count, order); });
+           [&] { return m_opened.device->read(first.deviceAddress, values.data(), count, order); });
     return values;
 }
 
 int LocalDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
     errno = 0;
-    const int result = m_device->device().ioctl(static_cast<int>(request), argument);
+    const int result = m_opened.device->device().ioctl(static_cast<int>(request), argument);
     require(result != -1, "the request");
     return result;
 }
@@ -86,23 +84,23 @@ std::optional<std::uint32_t> LocalDevice::interruptType() {
     }
     errno = 0;
     unsigned long type = 0;
-    require(m_device->device().getInterruptType(&type), "asking for the interrupt's type");
+    require(m_opened.device->device().getInterruptType(&type), "asking for the interrupt's type");
     return static_cast<std::uint32_t>(type);
 }
 
 void LocalDevice::enableInterrupts() {
     errno = 0;
-    require(m_device->device().enableInterrupt(), "enabling the interrupt");
+    require(m_opened.device->device().enableInterrupt(), "enabling the interrupt");
 }
 
 void LocalDevice::disableInterrupts() {
     errno = 0;
-    require(m_device->device().disableInterrupt(), "disabling the interrupt");
+    require(m_opened.device->device().disableInterrupt(), "disabling the interrupt");
 }
 
 // An interrupt that somebody else takes between poll() and the receipt must not make the receipt wait for the next.
 int LocalDevice::expectInterrupts() {
-    const int descriptor = m_device->device().getNativeHandle();
+    const int descriptor = m_opened.device->device().getNativeHandle();
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     return descriptor;
 }
@@ -110,7 +108,7 @@ int LocalDevice::expectInterrupts() {
 std::optional<std::uint32_t> LocalDevice::receiveInterrupt() {
     errno = 0;
     unsigned long word = 0;
-    const bool isReceived = m_device->device().waitForInterrupt(&word);
+    const bool isReceived = m_opened.device->device().waitForInterrupt(&word);
     if (!isReceived && errno == EAGAIN) {
         return std::nullopt;
     }
@@ -119,7 +117,7 @@ std::optional<std::uint32_t> LocalDevice::receiveInterrupt() {
 }
 
 std::optional<int> LocalDevice::descriptor() {
-    const int descriptor = m_device->device().getNativeHandle();
+    const int descriptor = m_opened.device->device().getNativeHandle();
     return descriptor == -1 ? std::nullopt : std::optional<int>(descriptor);
 }
 

@@ -7,9 +7,9 @@
 
 #include <string>
 
+#include "DeviceProbe.h"
 #include "Failure.h"
 #include "OpenDevice.h"
-#include "RegisterDevice.h"
 
 namespace Rynvelctl {
 
@@ -19,7 +19,7 @@ public:
     /** @param subject must outlive this object. */
     LocalDevice(const Subject& subject, const CommandTime& time);
 
-    std::optional<std::uint32_t> mapSize() const override { return m_mapSize; }
+    std::optional<std::uint32_t> mapSize() const override { return m_opened.probe.mapSize; }
 
     std::uint32_t read(const Addressing& addressing, const Place& place) override;
     void write(const Addressing& addressing, const Place& place, std::uint32_t value) override;
@@ -42,8 +42,7 @@ private:
 
     const Subject& m_subject;
     const CommandTime m_time;
-    const std::optional<std::uint32_t> m_mapSize;
-    const std::unique_ptr<Inventory::RegisterDevice> m_device;
+    const Inventory::OpenedDevice m_opened;
 };
 
 } // namespace Rynvelctl

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
@@ -8,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -54,6 +56,39 @@ protected:
 
     TestFolder m_folder;
 };
+
+/** Counts how often a file is opened. */
+class Openings {
+public:
+    explicit Openings(const std::string& path) : m_events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        // With the ends between them, two openings are not merged into one event.
+        EXPECT_NE(inotify_add_watch(m_events, path.c_str(), IN_OPEN | IN_CLOSE), -1);
+    }
+    Openings(const Openings&) = delete;
+    Openings& operator=(const Openings&) = delete;
+    ~Openings() { close(m_events); }
+
+    int count() const {
+        int openings = 0;
+        inotify_event event{};
+        while (read(m_events, &event, sizeof(event)) == static_cast<ssize_t>(sizeof(event))) {
+            openings += (event.mask & IN_OPEN) != 0 ? 1 : 0;
+        }
+        return openings;
+    }
+
+private:
+    const int m_events;
+};
+
+// A second attempt may fail, and then end the program by an assertion.
+TEST_F(LocalDevices, AreOpenedOnce) {
+    for (const auto& [name, file] : {std::pair("file8", "/registers8"), std::pair("map32", "/map")}) {
+        const Openings openings(m_folder.path() + file);
+        EXPECT_EQ(run(std::string("read ") + name + " 0").status, 0);
+        EXPECT_EQ(openings.count(), 1) << name;
+    }
+}
 
 TEST_F(LocalDevices, AreListed) {
     expect("list", 0,
