@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-
 namespace Rynvelctl {
 
 namespace {
