@@ -91,8 +91,9 @@ test_preset() {
     build "$preset" && ctest --preset "$preset" -j "$(nproc)" --output-junit "$RYNVEL_RESULTS/ctest.xml" "$@"
 }
 
-# The same where every program of tests runs as one test: it leaves the results of its tests itself.
-test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1"; }
+# The same where every program of tests runs as one test: it leaves the results of its tests itself. The end of its
+# output names the test in which it hangs.
+test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1" --test-output-truncation head; }
 
 # Fails unless the tests of a stage can be chosen by a part of their names. GoogleTest would take some characters, which
 # no name has, for the end of the part.

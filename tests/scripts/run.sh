@@ -50,6 +50,16 @@ fails_a_program_that_ends_early() {
     totals_are '1 1 0' && [ "$(scripts/test-results failed "$work/stage")" = unit_tests ]
 }
 
+names_the_test_in_which_a_program_ends() {
+    begin_results
+    rm "$work/stage/unit_tests.xml"
+    edit ctest 'time="2" status="run"/>' 'time="2" status="fail"><system-out>[ RUN      ] Lseek.Reads\
+[       OK ] Lseek.Reads (1 ms)\
+[ RUN      ] Lseek.Waits\
+</system-out></testcase>'
+    [ "$(scripts/test-results failed "$work/stage")" = 'unit_tests (in Lseek.Waits)' ]
+}
+
 fails_a_program_without_tests() {
     begin_results
     echo '<testsuites/>' >"$work/stage/unit_tests.xml"
@@ -129,6 +139,7 @@ shows_its_help() {
 check 'every test of a program counts' counts_the_tests_of_a_program
 check 'a failed test counts once' counts_a_failed_test_once
 check 'a program that ends early has failed' fails_a_program_that_ends_early
+check 'the test in which a program ends is named' names_the_test_in_which_a_program_ends
 check 'a program without tests has failed' fails_a_program_without_tests
 check 'a program that fails though its tests pass has failed' fails_a_program_that_fails_though_its_tests_pass
 check 'results that are cut are a failure' fails_results_that_are_cut

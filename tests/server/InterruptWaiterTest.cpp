@@ -13,6 +13,7 @@
 #include <ZilTraceControl.h>
 #include <gtest/gtest.h>
 
+#include "ComesAbout.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
@@ -465,10 +466,10 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
     constexpr int small = 1;
     ASSERT_EQ(::setsockopt(lazy.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
     SlowTraces traces;
-    while (!traces.isTracing()) {
+    ASSERT_TRUE(comesAbout([&] {
         device.pulse();
-        std::this_thread::yield();
-    }
+        return traces.isTracing();
+    }));
     auto enabled = std::async(std::launch::async, [&] { return waiter.enable(); });
     EXPECT_EQ(enabled.wait_for(60s), std::future_status::ready);
     traces.end();

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ComesAbout.h"
 #include "LeasedFile.h"
 #include "OpenCounter.h"
 #include "OwnFolder.h"
@@ -202,8 +203,7 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
         EXPECT_TRUE(RecordClient(server.port()).isEnded());
     }
     // The server learns in its own time that a client has gone.
-    while (!serves(server)) {
-    }
+    EXPECT_TRUE(comesAbout([&] { return serves(server); }));
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
@@ -270,8 +270,7 @@ TEST(Rynveld, ServesOnWhenItHasRunOutOfDescriptors) {
         for (unsigned int i = 0; i < 60; ++i) {
             clients.emplace_back(server.port());
         }
-        while (server.descriptors() < limit) {
-        }
+        EXPECT_TRUE(comesAbout([&] { return server.descriptors() >= limit; }));
         EXPECT_EQ(valuesOf(first.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
         EXPECT_TRUE(first.isRefused(Request(Type::Open, "uio.16")));
         EXPECT_EQ(valuesOf(first.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
@@ -414,10 +413,11 @@ TEST(Rynveld, ReportsEveryInterruptThatIsRaisedAfterTheAnswerToTheWait) {
 TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
     const RynveldProcess server(simulatedWith({"--max-connections", "1"}));
     for (unsigned int i = 0; i < 10; ++i) {
-        auto client = std::make_unique<RecordClient>(server.port());
-        while (!client->succeeds(Request(Type::Open, "uio.32"))) {
+        std::unique_ptr<RecordClient> client;
+        ASSERT_TRUE(comesAbout([&] {
             client = std::make_unique<RecordClient>(server.port());
-        }
+            return client->succeeds(Request(Type::Open, "uio.32"));
+        }));
         EXPECT_TRUE(client->succeeds(Request(Type::WaitForInterrupt, "uio.32")));
     }
 }
@@ -457,9 +457,7 @@ public:
     OpeningClient(const RynveldProcess& server, const std::string& name, const std::string& path)
         : m_file(path), m_client(server.port()) {
         EXPECT_TRUE(m_client.send(Request(Type::Open, name)));
-        while (!m_file.isAwaited()) {
-            std::this_thread::yield();
-        }
+        EXPECT_TRUE(comesAbout([this] { return m_file.isAwaited(); }));
     }
 
     bool isWaiting() const {

@@ -62,6 +62,7 @@ RecordClient::RecordClient(Socket socket) : m_socket(socket.descriptor) {
     constexpr timeval patience{60, 0};
     constexpr int on = 1;
     ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
     ::setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
 }
 

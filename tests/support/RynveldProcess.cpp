@@ -15,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ComesAbout.h"
+
 namespace RynvelTest {
 
 namespace {
@@ -77,6 +79,13 @@ pid_t spawn(const Arguments& command, const RynveldProcess::Launch& launch, int 
     EXPECT_EQ(::posix_spawn(&pid, "/bin/sh", &actions, nullptr, pointers.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
     return pid;
+}
+
+/** Whether the process has ended; it can still be asked for its status. */
+bool hasEnded(pid_t pid) {
+    siginfo_t state{};
+    EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(pid), &state, WEXITED | WNOHANG | WNOWAIT), 0);
+    return state.si_pid == pid;
 }
 
 int statusOf(pid_t pid) {
@@ -144,6 +153,10 @@ std::string RynveldProcess::endWithText() {
 
 void RynveldProcess::stop(int signal) {
     EXPECT_EQ(::kill(m_pid, signal), 0);
+    if (!comesAbout([this] { return hasEnded(m_pid); })) {
+        ADD_FAILURE() << "the server has not ended";
+        ::kill(m_pid, SIGKILL);
+    }
     if (m_drain.joinable()) {
         m_drain.join();
     }

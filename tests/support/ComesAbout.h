@@ -1,0 +1,24 @@
+#ifndef RYNVEL_TESTS_COMESABOUT_H
+#define RYNVEL_TESTS_COMESABOUT_H
+
+#include <chrono>
+#include <thread>
+
+namespace RynvelTest {
+
+/** Waits for a state that no event announces; false when it has not come about within a minute. */
+template <typename Condition>
+bool comesAbout(const Condition& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+} // namespace RynvelTest
+
+#endif
