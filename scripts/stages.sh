@@ -4,7 +4,7 @@
 # could not do all that it is for.
 
 quick_stages=(format scripts lint dev asan tsan armhf bigendian counts board installed fuzz)
-long_stages=(hardened)
+long_stages=(hardened soak)
 
 describe_stage() {
     case $1 in
@@ -21,6 +21,7 @@ describe_stage() {
         installed) echo 'programs that use the installed packages' ;;
         fuzz) echo 'random input for what reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
+        soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
     esac
 }
 
@@ -33,7 +34,7 @@ packages_of() {
     case $1 in
         format) echo clang-format ;;
         lint) echo "${build_packages[@]}" clang-tidy ;;
-        dev | asan | tsan | hardened) echo "${tests[@]}" "${programs[@]}" ;;
+        dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
@@ -50,6 +51,7 @@ folder_of() {
         lint) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
         installed) echo build/armhf-release ;;
+        soak) echo build/hardened ;;
         *) echo "build/$1" ;;
     esac
 }
@@ -79,6 +81,7 @@ usual_seconds() {
         installed) echo 75 30 ;;
         fuzz) echo 75 45 ;;
         hardened) echo 110 20 ;;
+        soak) echo 340 330 ;;
     esac
 }
 
@@ -120,12 +123,15 @@ test_matching() {
 
 # Runs commands of the shell at the same time, as many as there are processors, and then shows their outputs. Fails
 # when one fails.
-together() {
-    local commands=("$@") i status=0 outputs
+together() { together_at_most "$(nproc)" "$@"; }
+
+# The same with a number of processes.
+together_at_most() {
+    local processes=$1 commands=("${@:2}") i status=0 outputs
     outputs=$(mktemp -d) || return
     for i in "${!commands[@]}"; do
         printf '%s\0' "$i" "${commands[i]}"
-    done | xargs -0 -n 2 -P "$(nproc)" bash -c \
+    done | xargs -0 -n 2 -P "$processes" bash -c \
         'printf "running %s\n" "$2"; bash -c "$2" >"$0/$1" 2>&1 </dev/null || exit 1' "$outputs" || status=1
     for i in "${!commands[@]}"; do
         cat "$outputs/$i" || status=1
@@ -149,6 +155,19 @@ stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by
 stage_armhf() { test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
+
+# Races between arming a connection and what other clients do show rarely.
+stage_soak() {
+    local preset commands=() soak='HostileClients.DoNotKeepTheOthersFromTheirWork' arming='Rynveld.Reports*AfterTheAnswer*'
+    for preset in hardened asan tsan; do
+        build $preset || return
+        commands+=("RYNVEL_SOAK_SECONDS=${RYNVEL_SOAK_SECONDS:-300} GTEST_OUTPUT=xml:$RYNVEL_RESULTS/soak_$preset.xml \
+            build/$preset/tests/server/rynveld_tests --gtest_filter='$soak'")
+    done
+    together_at_most ${#commands[@]} "${commands[@]}" && require_results soak_hardened soak_asan soak_tsan &&
+        GTEST_OUTPUT=xml:$RYNVEL_RESULTS/arming.xml build/hardened/tests/server/rynveld_tests \
+            --gtest_filter="$arming" --gtest_repeat=10
+}
 
 sources() { git ls-files -co --exclude-standard "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
 

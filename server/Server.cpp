@@ -118,7 +118,7 @@ private:
 } // namespace
 
 Server::Server(const Options& options)
-    : m_options(options), m_devices(options.policy), m_signals(m_io, SIGTERM, SIGINT) {
+    : m_options(options), m_devices(options.policy), m_signals(m_io, SIGTERM, SIGINT), m_leftOutTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
     // The end of the terminal that it was started from is not its own.
     std::signal(SIGHUP, SIG_IGN);
@@ -134,6 +134,7 @@ Server::~Server() {
     for (auto& client : m_clients) {
         client.thread.join();
     }
+    traceLeftOut(TraceLimit::Time::max());
 }
 
 void Server::listen() {
@@ -176,6 +177,7 @@ void Server::run() {
         }
     });
     startTickers();
+    watchLeftOutTraces();
     for (auto& listener : m_listeners) {
         accept(listener);
     }
@@ -296,6 +298,24 @@ void Server::tick(Ticker& ticker) {
     });
 }
 
+// A client that stops its flood causes no further line, which would tell the count.
+void Server::watchLeftOutTraces() {
+    m_leftOutTimer.expires_after(TraceLimit::period);
+    m_leftOutTimer.async_wait([this](const std::error_code& /*error*/) {
+        if (!m_stopped) {
+            traceLeftOut(std::chrono::steady_clock::now());
+            watchLeftOutTraces();
+        }
+    });
+}
+
+void Server::traceLeftOut(TraceLimit::Time now) {
+    for (const auto& each : m_traceLimit.takeLeftOut(now)) {
+        RYNVELD_TRACE(failure, "Lines left out", each.host.empty() ? "" : " about " + each.host, ": ", each.count, " (",
+                      each.cause, ").");
+    }
+}
+
 // What is under way already comes in yet, with success.
 void Server::stop() {
     if (m_stopped) {
@@ -312,6 +332,7 @@ void Server::stop() {
     for (auto& ticker : m_tickers) {
         ticker.timer.cancel();
     }
+    m_leftOutTimer.cancel();
     for (const auto& client : m_clients) {
         client.session->stop();
     }

@@ -89,6 +89,8 @@ private:
     void remove(Clients::iterator client);
     void startTickers();
     void tick(Ticker& ticker);
+    void watchLeftOutTraces();
+    void traceLeftOut(TraceLimit::Time now);
     void stop();
     void awaitClients();
     bool haveClientsEnded() const;
@@ -103,6 +105,7 @@ private:
     std::list<Listener> m_listeners;
     asio::signal_set m_signals;
     std::list<Ticker> m_tickers;
+    asio::steady_timer m_leftOutTimer;
     Clients m_clients;
 };
 

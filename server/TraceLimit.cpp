@@ -18,6 +18,17 @@ std::optional<std::string> TraceLimit::admit(const std::string& host, const std:
     return leftOut == 0 ? "" : " (" + std::to_string(leftOut) + " more were left out)";
 }
 
+std::vector<TraceLimit::LeftOut> TraceLimit::takeLeftOut(Time now) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<LeftOut> leftOut;
+    for (auto& [key, entry] : m_entries) {
+        if (now >= entry.end && entry.leftOut > 0) {
+            leftOut.push_back({key.first, key.second, std::exchange(entry.leftOut, 0)});
+        }
+    }
+    return leftOut;
+}
+
 TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
     const auto found = m_entries.find(key);
     if (found != m_entries.end()) {

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace Rynveld {
 
@@ -34,6 +35,15 @@ public:
      */
     std::optional<std::string> admit(const std::string& host, const std::string& cause,
                                      Time now = std::chrono::steady_clock::now());
+
+    /** Lines of a period that has ended and that no later line has counted. */
+    struct LeftOut {
+        std::string host;
+        std::string cause;
+        std::size_t count;
+    };
+    /** Each is told once. */
+    std::vector<LeftOut> takeLeftOut(Time now);
 
 private:
     struct Entry {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -377,72 +378,163 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
               << " us with 100 stalled clients: ratio " << ratio << std::endl;
 }
 
-/** Everything at once, for a while. */
+/** Everything at once, for a while: what a client does again and again. */
 class Soak {
 public:
-    Soak() {
-        const char* const seconds = std::getenv("RYNVEL_STRESS_SECONDS");
-        m_end = Clock::now() + std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
+    explicit Soak(const RynveldProcess& server) : m_server(server) {
+        const char* const seconds = std::getenv("RYNVEL_SOAK_SECONDS");
+        m_time = std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
+        m_end = Clock::now() + m_time;
+    }
+    ~Soak() {
+        for (auto& client : m_clients) {
+            client.join();
+        }
+    }
+    Soak(const Soak&) = delete;
+    Soak& operator=(const Soak&) = delete;
+
+    /** Starts clients that each make connection after connection, and have their own noise. */
+    template <typename Use>
+    void start(unsigned int count, const Use& use) {
+        for (unsigned int i = 0; i < count; ++i) {
+            m_clients.emplace_back([this, use, seed = m_clients.size()] {
+                Noise noise(static_cast<unsigned int>(seed));
+                while (isOn()) {
+                    RecordClient client(m_server.port());
+                    use(client, noise);
+                }
+            });
+        }
     }
 
     bool isOn() const { return Clock::now() < m_end; }
+    std::chrono::seconds time() const { return m_time; }
 
 private:
+    const RynveldProcess& m_server;
+    std::chrono::seconds m_time{};
     Clock::time_point m_end;
+    std::vector<std::thread> m_clients;
 };
 
-void workWell(const RynveldProcess& server, const Soak& soak, std::uint32_t address) {
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
-    for (std::uint32_t i = 0; soak.isOn(); ++i) {
-        EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, name, address, {i, ~i})));
-        EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, name, address, 2))), (Values{i, ~i}));
-    }
-}
-
-void receiveInterrupts(const RynveldProcess& server, const Soak& soak) {
-    while (soak.isOn()) {
+/** The server keeps what it has made for a simulated device. */
+void useEveryDevice(const RynveldProcess& server) {
+    for (const char* device : {"uio.32", "uio.16", "seek.8"}) {
         const RecordClient client(server.port());
-        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
-        EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, name)));
-        for (unsigned int i = 0; i < 5; ++i) {
-            EXPECT_NE(client.interrupt(), UINT32_MAX);
-        }
+        EXPECT_TRUE(client.succeeds(Request(Type::Open, device)));
+        client.exchange(Request(Type::WaitForInterrupt, device));
     }
 }
 
-void misbehave(const RynveldProcess& server, const Soak& soak, unsigned int seed) {
-    Noise noise(seed);
-    while (soak.isOn()) {
-        RecordClient client(server.port());
-        for (std::uint32_t i = noise.below(20); i > 0; --i) {
-            Request request = noise.request();
-            // The others rely on their registers and their interrupts.
-            if (request.getDeviceName() == name) {
-                request.setType(noise.below(2) == 0 ? Type::Open : Type::WaitForInterrupt);
-            }
-            client.send(request.toBuffer(), noise.below(10) == 0 ? noise.below(requestSize) : requestSize);
-        }
-        if (noise.below(2) == 0) {
-            client.reset();
-        }
+void receiveInterrupts(RecordClient& client, Noise& /*noise*/) {
+    EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+    EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, name)));
+    for (unsigned int i = 0; i < 5; ++i) {
+        EXPECT_NE(client.interrupt(), UINT32_MAX);
     }
+}
+
+void requestAnything(RecordClient& client, Noise& noise) {
+    for (std::uint32_t i = noise.below(20); i > 0; --i) {
+        Request request = noise.request();
+        // The others rely on their registers and their interrupts.
+        if (request.getDeviceName() == name) {
+            request.setType(noise.below(2) == 0 ? Type::Open : Type::WaitForInterrupt);
+        }
+        client.send(request.toBuffer(), noise.below(10) == 0 ? noise.below(requestSize) : requestSize);
+    }
+    if (noise.below(2) == 0) {
+        client.reset();
+    }
+}
+
+void sendRandomBytes(RecordClient& client, Noise& noise) {
+    auto bytes = noise.bytes(1 + noise.below(5 * requestSize));
+    if (noise.below(2) == 0) {
+        client.succeeds(Request(Type::Open, name));
+        bytes[0] = 1;
+    }
+    client.send(bytes.data(), bytes.size());
+    if (noise.below(2) == 0) {
+        client.reset();
+    }
+}
+
+void pauseInTheMiddleOfARequest(RecordClient& client, Noise& noise) {
+    const Request request(Type::Open, name);
+    const auto* const bytes = static_cast<const char*>(request.toBuffer());
+    const std::size_t size = 1 + noise.below(requestSize - 1);
+    client.send(bytes, size);
+    std::this_thread::sleep_for(std::chrono::milliseconds(noise.below(200)));
+    if (noise.below(2) == 0) {
+        client.send(bytes + size, requestSize - size);
+    }
+}
+
+void takeNoAnswers(RecordClient& client, Noise& noise) {
+    client.send(Request(Type::Open, name));
+    stall(client);
+    std::this_thread::sleep_for(std::chrono::milliseconds(noise.below(100)));
+}
+
+std::size_t countOf(const std::string& part, const std::string& text) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+/** The server hangs up on the clients that send no requests, and does not let them flood its traces. */
+void expectTracesOfASoak(const std::string& text, std::chrono::seconds time) {
+    const std::string hungUp = " hung up on: ";
+    const std::string leftOut = "Lines left out about 127.0.0.1: ";
+    const std::string unknown = " cannot be opened for 127.0.0.1:";
+    const std::string lost = " does not read its interrupts: one is lost.";
+    EXPECT_GT(countOf(hungUp, text), 0U);
+    const std::size_t known =
+        countOf(hungUp, text) + countOf(leftOut, text) + countOf(unknown, text) + countOf(lost, text);
+    EXPECT_EQ(known, countOf("\n", text)) << text;
+    constexpr std::size_t causes = 6;
+    constexpr std::size_t linesInAPeriod = 20;
+    const auto periods = static_cast<std::size_t>(time / std::chrono::seconds(10)) + 2;
+    EXPECT_LE(countOf(hungUp, text), periods * causes * linesInAPeriod);
 }
 
 TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
-    const RynveldProcess server({"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s",
-                                 "--max-connections-per-host", "256"});
-    const Soak soak;
-    std::vector<std::thread> threads;
-    for (std::uint32_t i = 0; i < 3; ++i) {
-        threads.emplace_back([&, i] { workWell(server, soak, 2 * i); });
-        threads.emplace_back([&] { receiveInterrupts(server, soak); });
-        threads.emplace_back([&, i] { misbehave(server, soak, i); });
+    RynveldProcess::Launch launch;
+    launch.traces = "*=3";
+    RynveldProcess server(
+        {"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s", "--max-connections-per-host", "256"},
+        launch);
+    useEveryDevice(server);
+    const std::size_t descriptors = server.descriptors();
+    std::atomic<std::uint32_t> served{0};
+    std::atomic<std::uint32_t> nextAddress{0};
+    std::chrono::seconds time{};
+    {
+        Soak soak(server);
+        time = soak.time();
+        soak.start(4, [&](RecordClient& client, Noise& /*noise*/) {
+            const std::uint32_t address = 2 * (nextAddress++ % 400);
+            EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+            for (std::uint32_t i = 0; soak.isOn() && i < 1000000; ++i) {
+                EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, name, address, {i, ~i})));
+                EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, name, address, 2))), (Values{i, ~i}));
+                ++served;
+            }
+        });
+        soak.start(4, receiveInterrupts);
+        soak.start(6, requestAnything);
+        soak.start(6, sendRandomBytes);
+        soak.start(6, pauseInTheMiddleOfARequest);
+        soak.start(6, takeNoAnswers);
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    std::cout << served << " exchanges of 4 clients in " << time.count() << " s beside 28 others" << std::endl;
     expectService(server);
+    EXPECT_TRUE(comesAbout([&] { return server.descriptors() <= descriptors; })) << server.descriptors();
+    expectTracesOfASoak(server.endWithText(), time);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -42,6 +43,15 @@ bool serves(const RynveldProcess& server, const std::string& name = "uio.32") {
     return RecordClient(server.port()).succeeds(Request(Type::Open, name));
 }
 
+/** The port of this end of a socket. */
+std::string portOf(int socket) {
+    sockaddr_in6 address{};
+    socklen_t size = sizeof(address);
+    EXPECT_EQ(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    // The port is at the same place in the addresses of both families.
+    return std::to_string(ntohs(address.sin6_port));
+}
+
 /** A socket that listens on this machine, on a port of the system's choice. */
 class Listener {
 public:
@@ -54,13 +64,7 @@ public:
 
     int descriptor() const { return m_socket; }
 
-    std::string port() const {
-        sockaddr_in6 address{};
-        socklen_t size = sizeof(address);
-        EXPECT_EQ(::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        // The port is at the same place in the addresses of both families.
-        return std::to_string(ntohs(address.sin6_port));
-    }
+    std::string port() const { return portOf(m_socket); }
 
 private:
     const int m_socket;
@@ -239,9 +243,34 @@ TEST(Rynveld, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
     }
     const std::string text = server.endWithText();
     EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
-    // 20 lines of each host.
-    EXPECT_LE(linesIn(text), 20 * hosts.size()) << text;
+    for (const char* host : hosts) {
+        const std::string line = std::string("Lines left out about ") + host + ": 80 (connections of host).";
+        EXPECT_NE(text.find(line), std::string::npos) << text;
+    }
+    EXPECT_EQ(linesIn(text), (20 + 1) * hosts.size()) << text;
 }
+
+// It takes two periods of the server's clock.
+#ifndef RYNVEL_TESTS_RUN_SLOWLY
+TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
+    Launch launch;
+    launch.traces = "*=1";
+    RynveldProcess server(simulatedWith({"--max-connections", "1"}), launch);
+    const RecordClient first(server.port());
+    EXPECT_TRUE(first.succeeds(Request(Type::Open, "uio.32")));
+    for (unsigned int i = 0; i < 25; ++i) {
+        EXPECT_TRUE(RecordClient(server.port()).isEnded());
+    }
+    std::this_thread::sleep_for(std::chrono::seconds(21));
+    EXPECT_TRUE(RecordClient(server.port()).isEnded());
+    const std::string text = server.endWithText();
+    const auto count = text.find("Lines left out about 127.0.0.1: 5 (connections).\n");
+    const auto last = text.rfind(" turned away: there are 1 connections.\n");
+    ASSERT_NE(count, std::string::npos) << text;
+    ASSERT_NE(last, std::string::npos) << text;
+    EXPECT_LT(count, last) << text;
+}
+#endif
 
 TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
     const RynveldProcess server(simulatedWith({"--idle-timeout", "200ms"}));
@@ -464,8 +493,10 @@ public:
         char byte = 0;
         return ::recv(m_client.socket(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK) < 0;
     }
+    std::string port() const { return portOf(m_client.socket()); }
+    void release() const { m_file.release(); }
     bool opensWhenReleased() const {
-        m_file.release();
+        release();
         Rynvel::Response response;
         return m_client.receive(response) && response.isSuccessful();
     }
@@ -512,6 +543,26 @@ TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
     const RecordClient client(server.port());
     EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
     EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "map.32", 0))), Values{0});
+}
+
+TEST(Rynveld, NamesTheClientOfAnOperationThatItCannotInterrupt) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.map", 4096);
+    Launch launch;
+    launch.traces = "*=1";
+    // The signal that interrupts operations does not arrive.
+    launch.preparation = R"(set -- env --block-signal=USR1 "$@"; )";
+    RynveldProcess server({}, launch);
+    const OpeningClient slow(server, "map.32", "registers.map");
+    auto ending = std::async(std::launch::async, [&] { return server.endWithText(); });
+    EXPECT_EQ(ending.wait_for(std::chrono::seconds(2)), std::future_status::timeout);
+    slow.release();
+    const std::string text = ending.get();
+    EXPECT_NE(text.find("The end waits for client 127.0.0.1:" + slow.port() +
+                        " on device \"map.32\": it cannot be interrupted."),
+              std::string::npos)
+        << text;
+    EXPECT_EQ(linesIn(text), 1U) << text;
 }
 
 Launch activatedOn(const std::vector<int>& sockets) {

@@ -40,6 +40,21 @@ TEST_F(TraceLimitTest, TellsHowManyWereLeftOutWithTheFirstLineOfTheNextPeriod) {
     EXPECT_EQ(admit(), "");
 }
 
+TEST_F(TraceLimitTest, TellsOnceWhatWasLeftOutInAPeriodThatHasEnded) {
+    exhaust();
+    EXPECT_EQ(admit(), std::nullopt);
+    EXPECT_EQ(admit("10.0.0.8"), "");
+    EXPECT_TRUE(m_limit.takeLeftOut(m_now + TraceLimit::period - 1ms).empty());
+    const auto leftOut = m_limit.takeLeftOut(m_now + TraceLimit::period);
+    ASSERT_EQ(leftOut.size(), 1U);
+    EXPECT_EQ(leftOut[0].host, "10.0.0.7");
+    EXPECT_EQ(leftOut[0].cause, "a cause");
+    EXPECT_EQ(leftOut[0].count, 2U);
+    m_now += TraceLimit::period;
+    EXPECT_TRUE(m_limit.takeLeftOut(m_now).empty());
+    EXPECT_EQ(admit(), "");
+}
+
 TEST_F(TraceLimitTest, CountsEveryHostAndEveryCauseByItself) {
     exhaust();
     EXPECT_EQ(admit("10.0.0.8"), "");
