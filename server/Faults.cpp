@@ -17,7 +17,7 @@ std::optional<std::uint32_t> parseCount(const std::string& text) {
 }
 
 std::optional<Fault> parseTimed(Fault::Kind kind, const std::string& text) {
-    const auto time = Inventory::parseDuration(text);
+    const auto time = Common::parseDuration(text);
     return time && time->count() > 0 ? std::optional<Fault>({kind, *time, 1}) : std::nullopt;
 }
 

@@ -75,20 +75,20 @@ asio::ip::network_v4 networkOf(const std::string& text) {
     return asio::ip::network_v4(address, static_cast<unsigned short>(std::stoul(length))).canonical();
 }
 
-const Inventory::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {
-    const auto* const row = Inventory::findDevice(name);
+const Common::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {
+    const auto* const row = Common::findDevice(name);
     if (row == nullptr) {
         fail(option + ": there is no device '" + name + "'");
     }
-    const auto* const kind = Inventory::findKind(row->m_type);
-    if (kind == nullptr || kind->access == Inventory::Access::Remote) {
+    const auto* const kind = Common::findKind(row->m_type);
+    if (kind == nullptr || kind->access == Common::Access::Remote) {
         fail(option + ": the device '" + name + "' is one of another server");
     }
     return *kind;
 }
 
 std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
-    const auto duration = Inventory::parseDuration(text);
+    const auto duration = Common::parseDuration(text);
     if (!duration) {
         fail(option + ": '" + text + "' is not a time such as 500ms, 2s or 1m");
     }
@@ -157,7 +157,7 @@ void interpret(const Texts& texts, Options& options) {
     }
 }
 
-void addOptions(const Inventory::Command& program, Texts& texts, Options& options) {
+void addOptions(const Common::Command& program, Texts& texts, Options& options) {
     program
         .addOption("--listen", "ADDRESS[:PORT]", texts.listen,
                    "Where clients connect; port 0 is one of the system's choice")
@@ -195,16 +195,16 @@ std::string oneLine(std::string text) {
 }
 
 void parse(int argc, const char* const* argv, Texts& texts, Options& options) {
-    Inventory::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
-                                     footer);
+    Common::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
+                                  footer);
     parser.addHelpFlag("Print this help message and exit");
     parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Display program version information and exit");
     addOptions(parser.program(), texts, options);
-    const Inventory::ParseResult result = parser.parse(argc, argv);
-    if (result.kind == Inventory::ParseResult::Kind::Answered) {
+    const Common::ParseResult result = parser.parse(argc, argv);
+    if (result.kind == Common::ParseResult::Kind::Answered) {
         throw Answered{result.text};
     }
-    if (result.kind == Inventory::ParseResult::Kind::Wrong) {
+    if (result.kind == Common::ParseResult::Kind::Wrong) {
         fail(oneLine(result.text));
     }
 }

@@ -12,7 +12,7 @@
 
 namespace Rynveld {
 
-using Inventory::Outcome;
+using Common::Outcome;
 using Rynvel::Request;
 using Rynvel::Response;
 using Rynvel::ResponseData;

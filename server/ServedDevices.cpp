@@ -9,7 +9,7 @@
 
 namespace Rynveld {
 
-ServedDevice::ServedDevice(std::unique_ptr<Inventory::RegisterDevice> device, const Inventory::DeviceKind& kind,
+ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceKind& kind,
                            SimulatedInterrupt* simulated)
     : m_registers(std::move(device)),
       m_kind(kind),
@@ -19,7 +19,7 @@ ServedDevice::ServedDevice(std::unique_ptr<Inventory::RegisterDevice> device, co
 ServedDevices::ServedDevices(const Policy& policy) : m_policy(policy) {}
 
 std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& obstacle) {
-    const Rynvel::MemoryDevice* const row = Inventory::findDevice(name);
+    const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr || (!m_policy.devices.empty() && m_policy.devices.count(name) == 0)) {
         obstacle = "no such device is served";
         return nullptr;
@@ -41,8 +41,8 @@ ServedDevices::Place& ServedDevices::placeOf(const std::string& name) {
 }
 
 std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& row, std::string& obstacle) {
-    const Inventory::DeviceKind* const kind = Inventory::findKind(row.m_type);
-    if (kind == nullptr || kind->access == Inventory::Access::Remote) {
+    const Common::DeviceKind* const kind = Common::findKind(row.m_type);
+    if (kind == nullptr || kind->access == Common::Access::Remote) {
         obstacle = "a device of another server is not served";
         return nullptr;
     }
@@ -50,7 +50,7 @@ std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& ro
         auto simulation = simulate(row.m_name, *kind);
         return std::make_shared<ServedDevice>(std::move(simulation.device), *kind, simulation.interrupt);
     }
-    auto opened = Inventory::openDevice(row);
+    auto opened = Common::openDevice(row);
     obstacle = opened.probe.obstacle;
     return opened.device ? std::make_shared<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
 }

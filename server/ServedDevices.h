@@ -22,18 +22,18 @@ namespace Rynveld {
 class ServedDevice {
 public:
     /** @param simulated the device's interrupt when it is simulated, else null. */
-    ServedDevice(std::unique_ptr<Inventory::RegisterDevice> device, const Inventory::DeviceKind& kind,
+    ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceKind& kind,
                  SimulatedInterrupt* simulated);
 
-    Inventory::RegisterDevice& registers() { return *m_registers; }
+    Common::RegisterDevice& registers() { return *m_registers; }
     Rynvel::IDevice& device() { return m_registers->device(); }
     bool hasInterrupts() const { return m_kind.hasInterrupts; }
     InterruptWaiter& waiter() { return m_waiter; }
     SimulatedInterrupt* simulatedInterrupt() { return m_simulated; }
 
 private:
-    const std::unique_ptr<Inventory::RegisterDevice> m_registers;
-    const Inventory::DeviceKind& m_kind;
+    const std::unique_ptr<Common::RegisterDevice> m_registers;
+    const Common::DeviceKind& m_kind;
     SimulatedInterrupt* const m_simulated;
     InterruptWaiter m_waiter;
 };

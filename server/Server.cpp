@@ -122,7 +122,7 @@ Server::Server(const Options& options)
     std::signal(SIGPIPE, SIG_IGN);
     // The end of the terminal that it was started from is not its own.
     std::signal(SIGHUP, SIG_IGN);
-    Inventory::FaultGuard::install();
+    Common::FaultGuard::install();
     handleWakeUps();
     useSmallStacks();
     listen();

@@ -70,7 +70,7 @@ namespace {
 template <typename T>
 class SimulatedDevice final : public Rynvel::Device<T> {
 public:
-    SimulatedDevice(const std::string& name, const Inventory::DeviceKind& kind)
+    SimulatedDevice(const std::string& name, const Common::DeviceKind& kind)
         : Rynvel::Device<T>(name), m_addressStep(kind.addressStep), m_registers(simulatedSize / sizeof(T)) {
         if (kind.hasInterrupts) {
             m_interrupt = std::make_unique<SimulatedInterrupt>();
@@ -155,15 +155,15 @@ private:
 };
 
 template <typename T>
-Simulation simulateAs(const std::string& name, const Inventory::DeviceKind& kind) {
+Simulation simulateAs(const std::string& name, const Common::DeviceKind& kind) {
     auto device = std::make_unique<SimulatedDevice<T>>(name, kind);
     SimulatedInterrupt* const interrupt = device->interrupt();
-    return {Inventory::wrap(std::unique_ptr<Rynvel::Device<T>>(std::move(device)), nullptr, std::nullopt), interrupt};
+    return {Common::wrap(std::unique_ptr<Rynvel::Device<T>>(std::move(device)), nullptr, std::nullopt), interrupt};
 }
 
 } // namespace
 
-Simulation simulate(const std::string& name, const Inventory::DeviceKind& kind) {
+Simulation simulate(const std::string& name, const Common::DeviceKind& kind) {
     switch (kind.width) {
     case 8:
         return simulateAs<std::uint8_t>(name, kind);

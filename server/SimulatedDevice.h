@@ -55,13 +55,13 @@ private:
 
 /** A simulated device as the server serves it. */
 struct Simulation {
-    std::unique_ptr<Inventory::RegisterDevice> device;
+    std::unique_ptr<Common::RegisterDevice> device;
     /** Part of the device; null where its kind has no interrupts. */
     SimulatedInterrupt* interrupt;
 };
 
 /** A device of the kind, with all registers 0 and its interrupt disabled. */
-Simulation simulate(const std::string& name, const Inventory::DeviceKind& kind);
+Simulation simulate(const std::string& name, const Common::DeviceKind& kind);
 
 } // namespace Rynveld
 

@@ -16,7 +16,7 @@ int report(const std::exception& problem, ExitStatus status) {
 }
 
 std::size_t servedDevices(const Rynveld::Policy& policy) {
-    return policy.devices.empty() ? Inventory::devices().size() : policy.devices.size();
+    return policy.devices.empty() ? Common::devices().size() : policy.devices.size();
 }
 
 int serve(const Rynveld::Options& options) {

@@ -7,7 +7,7 @@
 
 namespace Rynvelctl {
 
-Addressing::Addressing(std::string name, const Inventory::DeviceKind& kind, AddressUnit unit)
+Addressing::Addressing(std::string name, const Common::DeviceKind& kind, AddressUnit unit)
     : m_name(std::move(name)), m_kind(kind), m_unit(unit) {}
 
 Place Addressing::locate(const std::string& text) const {
@@ -27,7 +27,7 @@ void Addressing::requireAddresses(const Place& first, std::uint32_t count) const
                          "server decides what the address is there");
     }
     // What goes over SPI is the byte address, whatever the library is given.
-    const std::uint32_t perRegister = m_kind.access == Inventory::Access::Spi ? bytes() : m_kind.addressStep;
+    const std::uint32_t perRegister = m_kind.access == Common::Access::Spi ? bytes() : m_kind.addressStep;
     if (lastIndex * step() > UINT32_MAX || lastIndex * perRegister > UINT32_MAX) {
         throw wrongUsage(m_name + ": " + std::to_string(count) + " registers from " + text(first) +
                          " on go beyond the last address");

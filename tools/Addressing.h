@@ -28,7 +28,7 @@ struct Place {
 class Addressing {
 public:
     /** @param name the device's, for failures. */
-    Addressing(std::string name, const Inventory::DeviceKind& kind, AddressUnit unit);
+    Addressing(std::string name, const Common::DeviceKind& kind, AddressUnit unit);
 
     AddressUnit unit() const { return m_unit; }
 
@@ -50,12 +50,12 @@ public:
 private:
     unsigned int bytes() const { return m_kind.width / 8; }
     /** Whether it is known what the device counts in: a remote row does not tell, and for 8 bits it is all the same. */
-    bool isStepKnown() const { return m_kind.access != Inventory::Access::Remote || bytes() == 1; }
+    bool isStepKnown() const { return m_kind.access != Common::Access::Remote || bytes() == 1; }
     /** From one register to the next, in the user's unit. */
     unsigned int step() const { return m_unit == AddressUnit::Bytes ? bytes() : 1; }
 
     std::string m_name;
-    Inventory::DeviceKind m_kind;
+    Common::DeviceKind m_kind;
     AddressUnit m_unit;
 };
 

@@ -34,7 +34,7 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
     addServerCommands(m_parser.program(), m_action);
 }
 
-void CommandLine::addGeneralOptions(const Inventory::Command& program) {
+void CommandLine::addGeneralOptions(const Common::Command& program) {
     program.addOption("--remote", "HOST[:PORT]", m_options.remote,
                       "use the devices of a register server; the port is 8888 when not given");
     program.addOption("--type", "TYPE", m_options.type,
@@ -54,12 +54,12 @@ void CommandLine::addGeneralOptions(const Inventory::Command& program) {
 
 bool CommandLine::parse(int argc, const char* const* argv) {
     std::for_each(argv + std::min(argc, 1), argv + argc, requireWord);
-    const Inventory::ParseResult result = m_parser.parse(argc, argv);
+    const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
-    case Inventory::ParseResult::Kind::Answered:
+    case Common::ParseResult::Kind::Answered:
         Output::write(result.text);
         return false;
-    case Inventory::ParseResult::Kind::Wrong:
+    case Common::ParseResult::Kind::Wrong:
         throw wrongUsage(result.text);
     default:
         return true;

@@ -21,17 +21,17 @@ public:
     CommandLine& operator=(const CommandLine&) = delete;
 
     /** All that there is to give, for help and the manual page. */
-    Inventory::CommandDescription describe() const { return m_parser.describe(); }
+    Common::CommandDescription describe() const { return m_parser.describe(); }
 
     /** Does what the arguments say. @throws Failure, or OutputClosed. */
     void run(int argc, const char* const* argv);
 
 private:
-    void addGeneralOptions(const Inventory::Command& program);
+    void addGeneralOptions(const Common::Command& program);
     bool parse(int argc, const char* const* argv);
     void complete(const std::vector<std::string>& words) const;
 
-    Inventory::ArgumentParser m_parser;
+    Common::ArgumentParser m_parser;
     GeneralOptions m_options;
     Action m_action;
 };

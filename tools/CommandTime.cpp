@@ -12,7 +12,7 @@ constexpr std::chrono::seconds answerLimit(5);
 } // namespace
 
 CommandTime::CommandTime(std::optional<std::chrono::milliseconds> limit)
-    : m_limit(limit), m_deadline(limit ? Inventory::Deadline(*limit) : Inventory::Deadline()) {}
+    : m_limit(limit), m_deadline(limit ? Common::Deadline(*limit) : Common::Deadline()) {}
 
 void CommandTime::require(const std::string& name) const {
     if (m_deadline.isOver()) {
@@ -20,9 +20,7 @@ void CommandTime::require(const std::string& name) const {
     }
 }
 
-Inventory::Deadline CommandTime::answerDeadline() const {
-    return m_limit ? m_deadline : Inventory::Deadline(answerLimit);
-}
+Common::Deadline CommandTime::answerDeadline() const { return m_limit ? m_deadline : Common::Deadline(answerLimit); }
 
 std::string CommandTime::limit() const { return describe(m_limit.value_or(answerLimit)); }
 

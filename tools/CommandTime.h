@@ -19,20 +19,20 @@ public:
     /** @param limit none for a command that may go on for ever. The answers of servers have a limit all the same. */
     explicit CommandTime(std::optional<std::chrono::milliseconds> limit);
 
-    const Inventory::Deadline& deadline() const { return m_deadline; }
+    const Common::Deadline& deadline() const { return m_deadline; }
 
     /** @throws Failure when the time is over. @param name what the command is about. */
     void require(const std::string& name) const;
 
     /** By when a server must have answered what it is asked now: the end of the command, or 5 s when that has none. */
-    Inventory::Deadline answerDeadline() const;
+    Common::Deadline answerDeadline() const;
 
     /** The limit in words, for instance "5 s". */
     std::string limit() const;
 
 private:
     std::optional<std::chrono::milliseconds> m_limit;
-    Inventory::Deadline m_deadline;
+    Common::Deadline m_deadline;
 };
 
 } // namespace Rynvelctl

@@ -15,15 +15,15 @@ namespace Rynvelctl {
 
 using Action = std::function<void(const Session&)>;
 
-void addDeviceCommands(const Inventory::Command& program, Action& chosen);
-void addRegisterCommands(const Inventory::Command& program, Action& chosen);
-void addInterruptCommands(const Inventory::Command& program, Action& chosen);
-void addServerCommands(const Inventory::Command& program, Action& chosen);
+void addDeviceCommands(const Common::Command& program, Action& chosen);
+void addRegisterCommands(const Common::Command& program, Action& chosen);
+void addInterruptCommands(const Common::Command& program, Action& chosen);
+void addServerCommands(const Common::Command& program, Action& chosen);
 
 /** Adds a command that runs on options of its own. @return the command, to add those options to. */
 template <typename Options>
-Inventory::Command addCommand(const Inventory::Command& program, Action& chosen, const char* name, const char* summary,
-                              const std::shared_ptr<Options>& options, void (*run)(const Session&, const Options&)) {
+Common::Command addCommand(const Common::Command& program, Action& chosen, const char* name, const char* summary,
+                           const std::shared_ptr<Options>& options, void (*run)(const Session&, const Options&)) {
     return program.addCommand(name, summary, [&chosen, options, run] {
         chosen = [options, run](const Session& session) { run(session, *options); };
     });

@@ -10,8 +10,8 @@ namespace Rynvelctl {
 
 namespace {
 
-using Inventory::CommandDescription;
-using Inventory::OptionDescription;
+using Common::CommandDescription;
+using Common::OptionDescription;
 using Words = std::vector<std::string>;
 
 constexpr char choiceSeparator = '|';
@@ -22,7 +22,7 @@ bool isOption(const std::string& word) { return word.size() > 1 && word[0] == '-
 
 Words deviceNames() {
     Words names;
-    for (const Rynvel::MemoryDevice& row : Inventory::devices()) {
+    for (const Rynvel::MemoryDevice& row : Common::devices()) {
         names.push_back(row.m_name);
     }
     return names;

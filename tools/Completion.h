@@ -13,8 +13,7 @@
 namespace Rynvelctl {
 
 /** @param words behind the program's name; the last one, which may be empty, is what is to be completed. */
-std::vector<std::string> completions(const Inventory::CommandDescription& program,
-                                     const std::vector<std::string>& words);
+std::vector<std::string> completions(const Common::CommandDescription& program, const std::vector<std::string>& words);
 
 /** What stands for a value that is one of some words, from which completions() knows them. */
 std::string oneOf(const std::vector<std::string>& words);

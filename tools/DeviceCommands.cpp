@@ -24,15 +24,15 @@ struct IoctlOptions {
     std::string argument;
 };
 
-std::optional<bool> presenceOf(const Rynvel::MemoryDevice& row, const Inventory::DeviceKind* kind) {
-    if (kind != nullptr && kind->access == Inventory::Access::Remote) {
+std::optional<bool> presenceOf(const Rynvel::MemoryDevice& row, const Common::DeviceKind* kind) {
+    if (kind != nullptr && kind->access == Common::Access::Remote) {
         return std::nullopt;
     }
-    return Inventory::isPresent(row);
+    return Common::isPresent(row);
 }
 
 ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
-    const Inventory::DeviceKind* const kind = Inventory::findKind(row.m_type);
+    const Common::DeviceKind* const kind = Common::findKind(row.m_type);
     return {row.m_name,
             handle,
             row.m_devicePath,
@@ -44,7 +44,7 @@ ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
 void list(const Session& session, const NoOptions& /*options*/) {
     session.requireLocal("list");
     std::vector<ListedDevice> devices;
-    for (const Rynvel::MemoryDevice& row : Inventory::devices()) {
+    for (const Rynvel::MemoryDevice& row : Common::devices()) {
         devices.push_back(listed(row, devices.size()));
     }
     session.output().print(deviceList(devices));
@@ -66,16 +66,16 @@ void ioctl(const Session& session, const IoctlOptions& options) {
 
 } // namespace
 
-void addDeviceCommands(const Inventory::Command& program, Action& chosen) {
+void addDeviceCommands(const Common::Command& program, Action& chosen) {
     addCommand(program, chosen, "list", "list the devices of this machine", std::make_shared<NoOptions>(), list);
 
     const auto infoOptions = std::make_shared<InfoOptions>();
-    const Inventory::Command infoCommand = addCommand(
+    const Common::Command infoCommand = addCommand(
         program, chosen, "info", "show the map size, interrupt type and descriptor of a device", infoOptions, info);
     infoCommand.addArgument("NAME", infoOptions->name, "the device");
 
     const auto ioctlOptions = std::make_shared<IoctlOptions>();
-    const Inventory::Command ioctlCommand = addCommand(
+    const Common::Command ioctlCommand = addCommand(
         program, chosen, "ioctl", "send a request of its own to the driver of a device", ioctlOptions, ioctl);
     ioctlCommand.addArgument("NAME", ioctlOptions->name, "the device");
     ioctlCommand.addArgument("REQUEST", ioctlOptions->request, "the request's number");

@@ -25,7 +25,7 @@ constexpr std::array<Unit, 3> units{{{"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
 } // namespace
 
 std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
-    const auto duration = Inventory::parseDuration(text);
+    const auto duration = Common::parseDuration(text);
     if (!duration) {
         throw wrongUsage(what + " '" + text + "' is no time (a number and ms, s or m, up to a day)");
     }

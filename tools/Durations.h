@@ -12,7 +12,7 @@ namespace Rynvelctl {
 
 /**
  * @param what names the duration in the failure, for instance "timeout".
- * @throws Failure when the text is no duration as Inventory::parseDuration() takes it.
+ * @throws Failure when the text is no duration as Common::parseDuration() takes it.
  */
 std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text);
 

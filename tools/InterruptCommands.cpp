@@ -114,8 +114,8 @@ public:
 
     /** @return the word of the next interrupt. @throws Failure or OutputClosed */
     std::uint32_t next(OpenDevice& device, int descriptor) {
-        const Inventory::Deadline ownDeadline = m_each ? Inventory::Deadline(*m_each) : Inventory::Deadline();
-        const Inventory::Deadline deadline = Inventory::Deadline::earlier(ownDeadline, m_time.deadline());
+        const Common::Deadline ownDeadline = m_each ? Common::Deadline(*m_each) : Common::Deadline();
+        const Common::Deadline deadline = Common::Deadline::earlier(ownDeadline, m_time.deadline());
         for (;;) {
             const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt() : std::nullopt;
             if (word) {
@@ -126,7 +126,7 @@ public:
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + complaint());
             }
             // Somebody else has taken what was ready, or the driver calls itself ready at any time.
-            isReady(nothing, Inventory::Deadline::earlier(Inventory::Deadline(pauseTime), deadline));
+            isReady(nothing, Common::Deadline::earlier(Common::Deadline(pauseTime), deadline));
         }
     }
 
@@ -135,7 +135,7 @@ private:
     static constexpr milliseconds pauseTime{10};
 
     /** False when the deadline is over. @throws OutputClosed */
-    static bool isReady(int descriptor, const Inventory::Deadline& deadline) {
+    static bool isReady(int descriptor, const Common::Deadline& deadline) {
         std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
         int count = 0;
         do {
@@ -174,9 +174,9 @@ void wait(const Session& session, const WaitOptions& options) {
     }
 }
 
-void addIrq(const Inventory::Command& program, Action& chosen) {
+void addIrq(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<IrqOptions>();
-    const Inventory::Command command =
+    const Common::Command command =
         addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument(oneOf(deedNames()), options->deed,
@@ -184,9 +184,9 @@ void addIrq(const Inventory::Command& program, Action& chosen) {
     command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
 }
 
-void addWait(const Inventory::Command& program, Action& chosen) {
+void addWait(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WaitOptions>();
-    const Inventory::Command command =
+    const Common::Command command =
         addCommand(program, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
     command.addArgument("NAME", options->name, "the device");
     command.addOption("--each", "TIME", options->each, "give up when a single interrupt takes longer");
@@ -195,7 +195,7 @@ void addWait(const Inventory::Command& program, Action& chosen) {
 
 } // namespace
 
-void addInterruptCommands(const Inventory::Command& program, Action& chosen) {
+void addInterruptCommands(const Common::Command& program, Action& chosen) {
     addIrq(program, chosen);
     addWait(program, chosen);
 }

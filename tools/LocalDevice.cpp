@@ -9,10 +9,10 @@ namespace Rynvelctl {
 
 namespace {
 
-using Inventory::Outcome;
+using Common::Outcome;
 
-Inventory::OpenedDevice opened(const Subject& subject) {
-    Inventory::OpenedDevice device = Inventory::openDevice(subject.row);
+Common::OpenedDevice opened(const Subject& subject) {
+    Common::OpenedDevice device = Common::openDevice(subject.row);
     if (!device.device) {
         throw Failure(ExitStatus::Unreachable, subject.name() + ": " + device.probe.obstacle);
     }

@@ -42,7 +42,7 @@ private:
 
     const Subject& m_subject;
     const CommandTime m_time;
-    const Inventory::OpenedDevice m_opened;
+    const Common::OpenedDevice m_opened;
 };
 
 } // namespace Rynvelctl

@@ -9,8 +9,8 @@ namespace Rynvelctl {
 
 namespace {
 
-using Inventory::CommandDescription;
-using Inventory::OptionDescription;
+using Common::CommandDescription;
+using Common::OptionDescription;
 
 /** A text that means nothing but itself. */
 std::string escaped(const std::string& text) {

@@ -12,7 +12,7 @@
 namespace Rynvelctl {
 
 /** The page in the language of man(7). */
-std::string manPage(const Inventory::CommandDescription& program);
+std::string manPage(const Common::CommandDescription& program);
 
 } // namespace Rynvelctl
 

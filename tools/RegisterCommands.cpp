@@ -135,7 +135,7 @@ void requireBurst(const Subject& subject, std::uint32_t count) {
         throw wrongUsage("count " + std::to_string(count) + " is above the " + std::to_string(Rynvel::recordCapacity) +
                          " registers of a server's burst");
     }
-    if (subject.kind.access == Inventory::Access::Seekable && subject.width() != 8) {
+    if (subject.kind.access == Common::Access::Seekable && subject.width() != 8) {
         throw wrongUsage(subject.name() + ": the library reports every burst of a " + subject.kind.name +
                          " device as failed");
     }
@@ -239,7 +239,7 @@ std::vector<Place> locateAll(const Addressing& addressing, const std::vector<std
 }
 
 /** Lets the time pass, or notices that nobody reads standard output any more. */
-void pause(const Inventory::Deadline& end) {
+void pause(const Common::Deadline& end) {
     pollfd output{STDOUT_FILENO, 0, 0};
     if (poll(&output, 1, end.pollTime()) > 0) {
         throw OutputClosed();
@@ -259,36 +259,36 @@ void watch(const Session& session, const WatchOptions& options) {
     Watch watched(session, subject, addressing, *device);
     watched.look(places);
     for (std::uint32_t looks = 1; count == 0 || looks < count; ++looks) {
-        pause(Inventory::Deadline::earlier(Inventory::Deadline(interval), session.time().deadline()));
+        pause(Common::Deadline::earlier(Common::Deadline(interval), session.time().deadline()));
         session.time().require(subject.name());
         watched.look(places);
     }
 }
 
-void addPlace(const Inventory::Command& command, PlaceOptions& options) {
+void addPlace(const Common::Command& command, PlaceOptions& options) {
     command.addArgument("NAME", options.name, "the device");
     command.addArgument("ADDRESS", options.address, "the register's byte address");
 }
 
-void addBlock(const Inventory::Command& command, BlockOptions& options) {
+void addBlock(const Common::Command& command, BlockOptions& options) {
     addPlace(command, options);
     command.addArgument("COUNT", options.count, "the number of registers, up to 1048576");
 }
 
-void addIndexOption(const Inventory::Command& command, PlaceOptions& options) {
+void addIndexOption(const Common::Command& command, PlaceOptions& options) {
     command.addFlag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
 }
 
-void addRead(const Inventory::Command& program, Action& chosen) {
+void addRead(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<PlaceOptions>();
-    const Inventory::Command command = addCommand(program, chosen, "read", "read a register", options, read);
+    const Common::Command command = addCommand(program, chosen, "read", "read a register", options, read);
     addPlace(command, *options);
     addIndexOption(command, *options);
 }
 
-void addWrite(const Inventory::Command& program, Action& chosen) {
+void addWrite(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WriteOptions>();
-    const Inventory::Command command = addCommand(program, chosen, "write", "write a register", options, write);
+    const Common::Command command = addCommand(program, chosen, "write", "write a register", options, write);
     addPlace(command, *options);
     command.addArgument("VALUE", options->value, "what is written");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
@@ -296,9 +296,9 @@ void addWrite(const Inventory::Command& program, Action& chosen) {
     addIndexOption(command, *options);
 }
 
-void addDump(const Inventory::Command& program, Action& chosen) {
+void addDump(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
-    const Inventory::Command command =
+    const Common::Command command =
         addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
     addBlock(command, *options);
     command.addFlag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
@@ -307,18 +307,18 @@ void addDump(const Inventory::Command& program, Action& chosen) {
     addIndexOption(command, *options);
 }
 
-void addFill(const Inventory::Command& program, Action& chosen) {
+void addFill(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<FillOptions>();
-    const Inventory::Command command =
+    const Common::Command command =
         addCommand(program, chosen, "fill", "write one value to registers in a row", options, fill);
     addBlock(command, *options);
     command.addArgument("VALUE", options->value, "what is written to each");
     addIndexOption(command, *options);
 }
 
-void addWatch(const Inventory::Command& program, Action& chosen) {
+void addWatch(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WatchOptions>();
-    const Inventory::Command command =
+    const Common::Command command =
         addCommand(program, chosen, "watch", "show registers, then their changes, until interrupted", options, watch);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("ADDRESS", options->addresses, "the registers' byte addresses");
@@ -329,7 +329,7 @@ void addWatch(const Inventory::Command& program, Action& chosen) {
 
 } // namespace
 
-void addRegisterCommands(const Inventory::Command& program, Action& chosen) {
+void addRegisterCommands(const Common::Command& program, Action& chosen) {
     addRead(program, chosen);
     addWrite(program, chosen);
     addDump(program, chosen);

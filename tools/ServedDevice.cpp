@@ -4,7 +4,7 @@ namespace Rynvelctl {
 
 namespace {
 
-Inventory::RemoteDevice opened(const Subject& subject) {
+Common::RemoteDevice opened(const Subject& subject) {
     const Server& server = *subject.server;
     return {server.address(), subject.name(), subject.width(), server.deadlines()};
 }

@@ -43,7 +43,7 @@ private:
 
     const Subject& m_subject;
     const Server& m_server;
-    Inventory::RemoteDevice m_device;
+    Common::RemoteDevice m_device;
 };
 
 } // namespace Rynvelctl

@@ -20,7 +20,7 @@ std::string separatorIn(const std::string& address) {
     return std::count(address.begin(), address.end(), ':') == 1 ? ":" : "";
 }
 
-Inventory::ServerAddress parse(const std::string& address) {
+Common::ServerAddress parse(const std::string& address) {
     const std::string separator = separatorIn(address);
     const std::size_t end = separator.empty() ? address.size() : address.find(separator);
     const std::string host = address.substr(0, end);
@@ -40,12 +40,12 @@ Server::Server(const std::string& address, const CommandTime& time) : m_address(
 
 std::string Server::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
 
-Inventory::Deadlines Server::deadlines() const {
+Common::Deadlines Server::deadlines() const {
     return [time = m_time] { return time.answerDeadline(); };
 }
 
-Failure Server::failure(const Inventory::ExchangeError& error, const std::string& refused) const {
-    using Cause = Inventory::ExchangeError::Cause;
+Failure Server::failure(const Common::ExchangeError& error, const std::string& refused) const {
+    using Cause = Common::ExchangeError::Cause;
     switch (error.cause()) {
     case Cause::Refused:
         return {ExitStatus::Failed, refused};

@@ -22,13 +22,13 @@ public:
      */
     Server(const std::string& address, const CommandTime& time);
 
-    const Inventory::ServerAddress& address() const { return m_address; }
+    const Common::ServerAddress& address() const { return m_address; }
 
     /** HOST::PORT. */
     std::string name() const;
 
     /** When the server must have answered. */
-    Inventory::Deadlines deadlines() const;
+    Common::Deadlines deadlines() const;
 
     /**
      * Calls what exchanges records with the server.
@@ -40,15 +40,15 @@ public:
     auto ask(const Calls& calls, const std::string& refused) const {
         try {
             return calls();
-        } catch (const Inventory::ExchangeError& error) {
+        } catch (const Common::ExchangeError& error) {
             throw failure(error, refused);
         }
     }
 
 private:
-    Failure failure(const Inventory::ExchangeError& error, const std::string& refused) const;
+    Failure failure(const Common::ExchangeError& error, const std::string& refused) const;
 
-    Inventory::ServerAddress m_address;
+    Common::ServerAddress m_address;
     CommandTime m_time;
 };
 

@@ -15,8 +15,8 @@ struct PingOptions {
 };
 
 /** Any answer will do: what is measured is the way there and back. */
-std::chrono::nanoseconds roundTrip(Inventory::RecordConnection& connection, const std::string& deviceName,
-                                   const Inventory::Deadline& deadline) {
+std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const std::string& deviceName,
+                                   const Common::Deadline& deadline) {
     const Rynvel::Request question(Rynvel::RequestData::Type::GetInterruptType, deviceName);
     const auto start = std::chrono::steady_clock::now();
     connection.exchange(question, deadline);
@@ -25,8 +25,8 @@ std::chrono::nanoseconds roundTrip(Inventory::RecordConnection& connection, cons
 
 std::vector<std::chrono::nanoseconds> timesOf(const Server& server, const std::string& deviceName,
                                               std::uint32_t count) {
-    const Inventory::Deadlines deadlines = server.deadlines();
-    Inventory::RecordConnection connection(server.address(), deadlines());
+    const Common::Deadlines deadlines = server.deadlines();
+    Common::RecordConnection connection(server.address(), deadlines());
     if (deviceName.empty()) {
         // A server may hang up on a client that does not begin by opening a device, whatever it names.
         connection.exchange({Rynvel::RequestData::Type::Open, ""}, deadlines());
@@ -50,9 +50,9 @@ void ping(const Session& session, const PingOptions& options) {
 
 } // namespace
 
-void addServerCommands(const Inventory::Command& program, Action& chosen) {
+void addServerCommands(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<PingOptions>();
-    const Inventory::Command command =
+    const Common::Command command =
         addCommand(program, chosen, "ping", "measure round trips to a register server", options, ping);
     command.addOptionalArgument("NAME", options->name, "a device that the server must have");
     command.addOption("--count", "COUNT", options->count, "the number of round trips, 10 when not given");

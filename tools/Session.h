@@ -48,7 +48,7 @@ private:
     Output m_output;
     CommandTime m_time;
     std::optional<Server> m_server;
-    const Inventory::DeviceKind* m_type = nullptr;
+    const Common::DeviceKind* m_type = nullptr;
 };
 
 } // namespace Rynvelctl

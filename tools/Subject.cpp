@@ -9,12 +9,12 @@ namespace Rynvelctl {
 
 namespace {
 
-using Inventory::DeviceKind;
+using Common::DeviceKind;
 
 constexpr std::size_t longestName = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
 const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
-    const DeviceKind* const kind = Inventory::findKind(row.m_type);
+    const DeviceKind* const kind = Common::findKind(row.m_type);
     if (kind == nullptr) {
         throw wrongUsage(row.m_name + ": there is no backend for its type");
     }
@@ -22,7 +22,7 @@ const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
 }
 
 const DeviceKind& kindHere(const std::string& name) {
-    const Rynvel::MemoryDevice* const row = Inventory::findDevice(name);
+    const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw wrongUsage("--type is needed: no device '" + name + "' is known here");
     }
@@ -44,11 +44,11 @@ Rynvel::DeviceType remoteType(unsigned int width) {
 std::vector<const DeviceKind*> servedKinds() {
     std::vector<const DeviceKind*> kinds;
     for (std::uint32_t type = 0;; ++type) {
-        const DeviceKind* const kind = Inventory::findKind(static_cast<Rynvel::DeviceType>(type));
+        const DeviceKind* const kind = Common::findKind(static_cast<Rynvel::DeviceType>(type));
         if (kind == nullptr) {
             return kinds;
         }
-        if (kind->access != Inventory::Access::Remote) {
+        if (kind->access != Common::Access::Remote) {
             kinds.push_back(kind);
         }
     }
@@ -77,12 +77,12 @@ Subject remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const
 const char* Subject::backend() const { return kindOf(row).name; }
 
 Subject localSubject(const std::string& name, const DeviceKind* type, const CommandTime& time) {
-    const Rynvel::MemoryDevice* const row = Inventory::findDevice(name);
+    const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw wrongUsage("no device '" + name + "' (rynvelctl list shows them)");
     }
     const DeviceKind& kind = kindOf(*row);
-    if (kind.access == Inventory::Access::Remote) {
+    if (kind.access == Common::Access::Remote) {
         return remoteRow(*row, kind, type, time);
     }
     if (type != nullptr) {

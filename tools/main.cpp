@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
     occupyStandardDescriptors();
     // A peer that is gone makes an operation fail.
     std::signal(SIGPIPE, SIG_IGN);
-    Inventory::FaultGuard::install();
+    Common::FaultGuard::install();
     try {
         CommandLine().run(argc, argv);
     } catch (const OutputClosed&) {

@@ -565,7 +565,7 @@ TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
 }
 
 TEST_F(RequestsToFiles, SurviveBusErrors) {
-    Inventory::FaultGuard::install();
+    Common::FaultGuard::install();
     OwnFolder::makeFile("registers.map", 0);
     auto connection = m_files.connect("map.32");
     expectRefusal(connection, readOf(Type::Read32, "map.32", 0), "the hardware answered with a bus error");

@@ -10,8 +10,8 @@
 namespace RynvelTest {
 namespace {
 
-using Inventory::DeviceKind;
-using Inventory::Outcome;
+using Common::DeviceKind;
+using Common::Outcome;
 using Rynvel::ByteOrder;
 using Rynveld::simulate;
 using Rynveld::SimulatedInterrupt;
@@ -20,7 +20,7 @@ using Rynveld::simulatedSize;
 constexpr std::uint32_t pattern = 0x81A2C3E4;
 
 DeviceKind kindOf(unsigned int width, unsigned int addressStep = 1, bool hasInterrupts = true) {
-    return {"", Inventory::Access::Mapped, width, hasInterrupts, true, addressStep};
+    return {"", Common::Access::Mapped, width, hasInterrupts, true, addressStep};
 }
 
 std::uint32_t maskOf(unsigned int width) { return width == 32 ? UINT32_MAX : (1U << width) - 1; }
@@ -50,7 +50,7 @@ protected:
         return value;
     }
 
-    Inventory::RegisterDevice& registers() { return *m_simulation.device; }
+    Common::RegisterDevice& registers() { return *m_simulation.device; }
 
     Rynveld::Simulation m_simulation = simulate("simulated", kindOf(GetParam()));
 };

@@ -14,8 +14,8 @@ namespace RynvelTest {
 namespace {
 
 using namespace Rynvelctl;
-using Inventory::Access;
-using Inventory::DeviceKind;
+using Common::Access;
+using Common::DeviceKind;
 
 constexpr DeviceKind seekable16{"Lseek16", Access::Seekable, 16, false, false, 2};
 constexpr DeviceKind mapped32{"Uio32", Access::Mapped, 32, true, true, 1};

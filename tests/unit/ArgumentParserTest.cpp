@@ -5,10 +5,10 @@
 namespace RynvelTest {
 namespace {
 
-using Inventory::ArgumentParser;
-using Inventory::Command;
-using Inventory::CommandDescription;
-using Inventory::ParseResult;
+using Common::ArgumentParser;
+using Common::Command;
+using Common::CommandDescription;
+using Common::ParseResult;
 using Words = std::vector<std::string>;
 
 /** A program with something of all that there is. */

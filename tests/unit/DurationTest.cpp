@@ -5,7 +5,7 @@
 namespace RynvelTest {
 namespace {
 
-using Inventory::parseDuration;
+using Common::parseDuration;
 using namespace std::chrono_literals;
 
 TEST(Duration, IsAWholeNumberWithAUnit) {

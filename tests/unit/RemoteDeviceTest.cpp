@@ -15,10 +15,10 @@
 namespace RynvelTest {
 namespace {
 
-using Inventory::Deadline;
-using Inventory::ExchangeError;
-using Inventory::RecordConnection;
-using Inventory::RemoteDevice;
+using Common::Deadline;
+using Common::ExchangeError;
+using Common::RecordConnection;
+using Common::RemoteDevice;
 using Rynvel::ByteOrder;
 using Cause = ExchangeError::Cause;
 using std::chrono::milliseconds;
@@ -39,7 +39,7 @@ Rynvel::Response responseOf(const std::vector<std::uint32_t>& values) {
 /** Devices at a server of the test. */
 class RemoteDevices : public testing::Test {
 protected:
-    Inventory::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
+    Common::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
 
     RemoteDevice device(unsigned int width = 32) {
         return {server(), "remote", width, [this] { return Deadline(m_patience); }};
@@ -296,7 +296,7 @@ TEST_F(RemoteDevices, ReportThatTheConnectionHasEnded) {
 
 TEST(RecordConnections, ReportWhyThereIsNoServer) {
     const TestPeer nobody(TestPeer::Start::Later);
-    const auto problemWith = [](const Inventory::ServerAddress& server) {
+    const auto problemWith = [](const Common::ServerAddress& server) {
         try {
             RecordConnection(server, Deadline(longTime));
         } catch (const ExchangeError& error) {

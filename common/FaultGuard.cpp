@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -42,4 +42,4 @@ void FaultGuard::handle(int /*signal*/, siginfo_t* info, void* context) {
     std::signal(SIGBUS, SIG_DFL);
 }
 
-} // namespace Inventory
+} // namespace Common

@@ -16,7 +16,7 @@
 
 #include <ZilTrace.h>
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -187,7 +187,7 @@ void RecordConnection::requireInStep() const {
 }
 
 void RecordConnection::send(const Rynvel::IMessage& message, const Deadline& deadline) const {
-    static constexpr ZilTraceHeader header{"inventory/RecordConnection", __LINE__, "send"};
+    static constexpr ZilTraceHeader header{"common/RecordConnection", __LINE__, "send"};
     traceRecord(header, message);
     const auto* const bytes = static_cast<const char*>(message.toBuffer());
     std::size_t count = 0;
@@ -198,7 +198,7 @@ void RecordConnection::send(const Rynvel::IMessage& message, const Deadline& dea
 }
 
 void RecordConnection::receive(Rynvel::IMessage& message, const Deadline& deadline) const {
-    static constexpr ZilTraceHeader header{"inventory/RecordConnection", __LINE__, "receive"};
+    static constexpr ZilTraceHeader header{"common/RecordConnection", __LINE__, "receive"};
     auto* const bytes = static_cast<char*>(message.toBuffer());
     std::size_t count = 0;
     while (count < message.getSize()) {
@@ -212,4 +212,4 @@ void RecordConnection::receive(Rynvel::IMessage& message, const Deadline& deadli
     traceRecord(header, message);
 }
 
-} // namespace Inventory
+} // namespace Common

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Inventory {
+namespace Common {
 
 int Deadline::pollTime() const {
     if (!m_moment) {
@@ -19,4 +19,4 @@ Deadline Deadline::earlier(const Deadline& one, const Deadline& other) {
     return *one.m_moment < *other.m_moment ? one : other;
 }
 
-} // namespace Inventory
+} // namespace Common

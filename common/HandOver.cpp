@@ -14,7 +14,7 @@
 
 namespace {
 
-__thread Inventory::HandOver* current = nullptr;
+__thread Common::HandOver* current = nullptr;
 
 void* mapReally(void* address, size_t length, int protection, int flags, int descriptor, off64_t offset) {
 #ifdef SYS_mmap2
@@ -39,7 +39,7 @@ void* map(void* address, size_t length, int protection, int flags, int descripto
 
 } // namespace
 
-namespace Inventory {
+namespace Common {
 
 HandOver::HandOver(std::string path, int descriptor) : m_path(std::move(path)), m_descriptor(descriptor) {
     current = this;
@@ -77,7 +77,7 @@ void* HandOver::take(int descriptor, std::size_t size) {
     return descriptor == m_descriptor && size == m_size ? std::exchange(m_mapping, nullptr) : nullptr;
 }
 
-} // namespace Inventory
+} // namespace Common
 
 namespace {
 

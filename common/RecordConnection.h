@@ -2,8 +2,8 @@
  * @file
  * A client's connection to a register server, which puts records together and knows when to give up.
  */
-#ifndef RYNVEL_INVENTORY_RECORDCONNECTION_H
-#define RYNVEL_INVENTORY_RECORDCONNECTION_H
+#ifndef RYNVEL_COMMON_RECORDCONNECTION_H
+#define RYNVEL_COMMON_RECORDCONNECTION_H
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 #include "Deadline.h"
 
-namespace Inventory {
+namespace Common {
 
 struct ServerAddress {
     /** A name, or an IPv4 address. */
@@ -93,6 +93,6 @@ private:
     bool m_isInStep = true;
 };
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

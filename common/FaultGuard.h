@@ -2,13 +2,13 @@
  * @file
  * Survives the bus errors of memory-mapped registers.
  */
-#ifndef RYNVEL_INVENTORY_FAULTGUARD_H
-#define RYNVEL_INVENTORY_FAULTGUARD_H
+#ifndef RYNVEL_COMMON_FAULTGUARD_H
+#define RYNVEL_COMMON_FAULTGUARD_H
 
 #include <csetjmp>
 #include <csignal>
 
-namespace Inventory {
+namespace Common {
 
 /**
  * Runs accesses to mapped registers that the hardware may answer with a bus error.
@@ -43,6 +43,6 @@ private:
     static thread_local sigjmp_buf* s_place;
 };
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -30,4 +30,4 @@ const DeviceKind* findKind(Rynvel::DeviceType type) {
     return index < kinds.size() ? &kinds[index] : nullptr;
 }
 
-} // namespace Inventory
+} // namespace Common

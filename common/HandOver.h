@@ -2,13 +2,13 @@
  * @file
  * Lets the library use a device file that is open already.
  */
-#ifndef RYNVEL_INVENTORY_HANDOVER_H
-#define RYNVEL_INVENTORY_HANDOVER_H
+#ifndef RYNVEL_COMMON_HANDOVER_H
+#define RYNVEL_COMMON_HANDOVER_H
 
 #include <cstddef>
 #include <string>
 
-namespace Inventory {
+namespace Common {
 
 /**
  * While it lives, the first attempt of its thread to open the file gets the descriptor that is handed over, and the
@@ -44,6 +44,6 @@ private:
     std::size_t m_size = 0;
 };
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

@@ -2,15 +2,15 @@
  * @file
  * The logical devices that this build of the library knows.
  */
-#ifndef RYNVEL_INVENTORY_DEVICELIST_H
-#define RYNVEL_INVENTORY_DEVICELIST_H
+#ifndef RYNVEL_COMMON_DEVICELIST_H
+#define RYNVEL_COMMON_DEVICELIST_H
 
 #include <string>
 #include <vector>
 
 #include <rynvel.hpp>
 
-namespace Inventory {
+namespace Common {
 
 /** The rows of the device table in the order of their handles: compiled from the same description as the library. */
 const std::vector<Rynvel::MemoryDevice>& devices();
@@ -18,6 +18,6 @@ const std::vector<Rynvel::MemoryDevice>& devices();
 /** The row of that name; null when there is none. */
 const Rynvel::MemoryDevice* findDevice(const std::string& name);
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

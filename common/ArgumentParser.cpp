@@ -6,7 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -196,4 +196,4 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
     }
 }
 
-} // namespace Inventory
+} // namespace Common

@@ -2,8 +2,8 @@
  * @file
  * The command line of a program: options, positional arguments and commands, their help, and the parsing.
  */
-#ifndef RYNVEL_INVENTORY_ARGUMENTPARSER_H
-#define RYNVEL_INVENTORY_ARGUMENTPARSER_H
+#ifndef RYNVEL_COMMON_ARGUMENTPARSER_H
+#define RYNVEL_COMMON_ARGUMENTPARSER_H
 
 #include <cstddef>
 #include <functional>
@@ -17,7 +17,7 @@ class App;
 class Option;
 } // namespace CLI
 
-namespace Inventory {
+namespace Common {
 
 /** What a program tells of an option or of a positional argument. */
 struct OptionDescription {
@@ -149,6 +149,6 @@ private:
     std::unique_ptr<CLI::App> m_app;
 };
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

@@ -2,14 +2,14 @@
  * @file
  * Times on a command line.
  */
-#ifndef RYNVEL_INVENTORY_DURATION_H
-#define RYNVEL_INVENTORY_DURATION_H
+#ifndef RYNVEL_COMMON_DURATION_H
+#define RYNVEL_COMMON_DURATION_H
 
 #include <chrono>
 #include <optional>
 #include <string>
 
-namespace Inventory {
+namespace Common {
 
 /**
  * A whole decimal number with the unit ms, s or m, as in "500ms"; "0" needs none. At most a day.
@@ -18,6 +18,6 @@ namespace Inventory {
  */
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text);
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

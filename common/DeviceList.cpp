@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Inventory {
+namespace Common {
 
 const std::vector<Rynvel::MemoryDevice>& devices() {
     using Rynvel::DeviceType;
@@ -19,4 +19,4 @@ const Rynvel::MemoryDevice* findDevice(const std::string& name) {
     return row == rows.end() ? nullptr : &*row;
 }
 
-} // namespace Inventory
+} // namespace Common

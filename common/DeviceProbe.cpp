@@ -11,7 +11,7 @@
 #include "DeviceKind.h"
 #include "HandOver.h"
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -88,4 +88,4 @@ OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
 
 bool isPresent(const Rynvel::MemoryDevice& row) { return ::access(row.m_devicePath.c_str(), F_OK) == 0; }
 
-} // namespace Inventory
+} // namespace Common

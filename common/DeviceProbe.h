@@ -3,8 +3,8 @@
  * Opens a device so that a program never meets the assertions of the library that end a process when a device file is
  * missing, and tells whether one can be opened.
  */
-#ifndef RYNVEL_INVENTORY_DEVICEPROBE_H
-#define RYNVEL_INVENTORY_DEVICEPROBE_H
+#ifndef RYNVEL_COMMON_DEVICEPROBE_H
+#define RYNVEL_COMMON_DEVICEPROBE_H
 
 #include <cstdint>
 #include <memory>
@@ -15,7 +15,7 @@
 
 #include "RegisterDevice.h"
 
-namespace Inventory {
+namespace Common {
 
 struct Probe {
     /** Why the device cannot be opened, for instance "/dev/idt: Permission denied"; empty when it can. */
@@ -45,6 +45,6 @@ OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 /** Whether the device file is there, with no attempt to open it. A remote device has none. */
 bool isPresent(const Rynvel::MemoryDevice& row);
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

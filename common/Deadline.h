@@ -2,14 +2,14 @@
  * @file
  * Moments by which something must have happened.
  */
-#ifndef RYNVEL_INVENTORY_DEADLINE_H
-#define RYNVEL_INVENTORY_DEADLINE_H
+#ifndef RYNVEL_COMMON_DEADLINE_H
+#define RYNVEL_COMMON_DEADLINE_H
 
 #include <chrono>
 #include <functional>
 #include <optional>
 
-namespace Inventory {
+namespace Common {
 
 /** A moment of the steady clock, or one that never comes. */
 class Deadline {
@@ -40,6 +40,6 @@ private:
 /** Gives the deadline of what begins now. */
 using Deadlines = std::function<Deadline()>;
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

@@ -8,7 +8,7 @@
 #include "DeviceKind.h"
 #include "FaultGuard.h"
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -132,4 +132,4 @@ std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optio
     }
 }
 
-} // namespace Inventory
+} // namespace Common

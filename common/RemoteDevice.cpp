@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace Inventory {
+namespace Common {
 
 namespace {
 
@@ -134,4 +134,4 @@ std::uint32_t RemoteDevice::valueIn(const Rynvel::Response& response, std::uint3
     return value;
 }
 
-} // namespace Inventory
+} // namespace Common

@@ -2,8 +2,8 @@
  * @file
  * A device of any width, as programs use it that learn the width at run time.
  */
-#ifndef RYNVEL_INVENTORY_REGISTERDEVICE_H
-#define RYNVEL_INVENTORY_REGISTERDEVICE_H
+#ifndef RYNVEL_COMMON_REGISTERDEVICE_H
+#define RYNVEL_COMMON_REGISTERDEVICE_H
 
 #include <cstdint>
 #include <memory>
@@ -11,7 +11,7 @@
 
 #include <rynvel.hpp>
 
-namespace Inventory {
+namespace Common {
 
 enum class Outcome {
     Done,
@@ -69,6 +69,6 @@ std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, 
  */
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize);
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

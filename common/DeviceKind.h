@@ -2,12 +2,12 @@
  * @file
  * What the programs beside the library know of each kind of backend.
  */
-#ifndef RYNVEL_INVENTORY_DEVICEKIND_H
-#define RYNVEL_INVENTORY_DEVICEKIND_H
+#ifndef RYNVEL_COMMON_DEVICEKIND_H
+#define RYNVEL_COMMON_DEVICEKIND_H
 
 #include <rynvel.hpp>
 
-namespace Inventory {
+namespace Common {
 
 /** What a backend reaches its registers through. */
 enum class Access { Seekable, Mapped, Spi, Remote };
@@ -28,6 +28,6 @@ struct DeviceKind {
 /** The kind of a device type; null for a value that names none. */
 const DeviceKind* findKind(Rynvel::DeviceType type);
 
-} // namespace Inventory
+} // namespace Common
 
 #endif

@@ -24,8 +24,8 @@
 namespace RynvelTest {
 namespace {
 
-using Inventory::Access;
-using Inventory::Outcome;
+using Common::Access;
+using Common::Outcome;
 using Rynvel::ByteOrder;
 using Rynvel::DeviceType;
 using Rynvel::MemoryDevice;
@@ -59,8 +59,8 @@ MemoryDevice mappedRow(const MemoryFile& file, std::uint32_t size, DeviceType ty
     return {"mapped", file.path(), size, type};
 }
 
-TEST(Inventory, ListsTheDevicesInTheOrderOfTheirHandles) {
-    const auto& devices = Inventory::devices();
+TEST(DeviceList, ListsTheDevicesInTheOrderOfTheirHandles) {
+    const auto& devices = Common::devices();
     auto& factory = Rynvel::Factory::getInstance();
     ASSERT_EQ(devices.size(), 30U);
     for (std::size_t i = 0; i < devices.size(); ++i) {
@@ -72,14 +72,14 @@ TEST(Inventory, ListsTheDevicesInTheOrderOfTheirHandles) {
     }
 }
 
-TEST(Inventory, FindsADeviceByItsWholeNameOnly) {
-    ASSERT_NE(Inventory::findDevice("rtc0"), nullptr);
-    EXPECT_EQ(Inventory::findDevice("rtc0")->m_devicePath, "/dev/rtc0");
-    EXPECT_EQ(Inventory::findDevice("cri"), nullptr);
-    EXPECT_EQ(Inventory::findDevice(""), nullptr);
+TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
+    ASSERT_NE(Common::findDevice("rtc0"), nullptr);
+    EXPECT_EQ(Common::findDevice("rtc0")->m_devicePath, "/dev/rtc0");
+    EXPECT_EQ(Common::findDevice("cri"), nullptr);
+    EXPECT_EQ(Common::findDevice(""), nullptr);
 }
 
-TEST(Inventory, KnowsEveryKindOfBackendAndNoOther) {
+TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
     struct Expected {
         DeviceType type;
         const char* name;
@@ -105,7 +105,7 @@ TEST(Inventory, KnowsEveryKindOfBackendAndNoOther) {
         {DeviceType::Remote32, "Remote32", Access::Remote, 32, true, false, 1},
     };
     for (const auto& expected : kinds) {
-        const auto* const kind = Inventory::findKind(expected.type);
+        const auto* const kind = Common::findKind(expected.type);
         ASSERT_NE(kind, nullptr) << expected.name;
         EXPECT_STREQ(kind->name, expected.name);
         EXPECT_EQ(kind->access, expected.access) << expected.name;
@@ -114,23 +114,23 @@ TEST(Inventory, KnowsEveryKindOfBackendAndNoOther) {
         EXPECT_EQ(kind->waitingEnables, expected.waitingEnables) << expected.name;
         EXPECT_EQ(kind->addressStep, expected.addressStep) << expected.name;
     }
-    EXPECT_EQ(Inventory::findKind(static_cast<DeviceType>(kinds.size())), nullptr);
-    EXPECT_EQ(Inventory::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
+    EXPECT_EQ(Common::findKind(static_cast<DeviceType>(kinds.size())), nullptr);
+    EXPECT_EQ(Common::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
 }
 
 TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     const MemoryDevice missing{"missing", "/nowhere/registers", 0, DeviceType::Lseek8};
-    EXPECT_FALSE(Inventory::isPresent(missing));
-    EXPECT_EQ(Inventory::probe(missing).obstacle, "/nowhere/registers: No such file or directory");
+    EXPECT_FALSE(Common::isPresent(missing));
+    EXPECT_EQ(Common::probe(missing).obstacle, "/nowhere/registers: No such file or directory");
     const MemoryDevice folder{"folder", "/", 0, DeviceType::Lseek8};
-    EXPECT_TRUE(Inventory::isPresent(folder));
-    EXPECT_EQ(Inventory::probe(folder).obstacle, "/: Is a directory");
+    EXPECT_TRUE(Common::isPresent(folder));
+    EXPECT_EQ(Common::probe(folder).obstacle, "/: Is a directory");
 }
 
 TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
-        const auto probe = Inventory::probe({"seekable", file.path(), 0, type});
+        const auto probe = Common::probe({"seekable", file.path(), 0, type});
         EXPECT_EQ(probe.obstacle, "");
         EXPECT_FALSE(probe.mapSize);
     }
@@ -138,21 +138,21 @@ TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
 
 TEST(DeviceProbe, TellsTheSizeOfAMapping) {
     const MemoryFile file(pageSize);
-    const auto probe = Inventory::probe(mappedRow(file, pageSize));
+    const auto probe = Common::probe(mappedRow(file, pageSize));
     EXPECT_EQ(probe.obstacle, "");
     EXPECT_EQ(probe.mapSize, pageSize);
 }
 
 TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(Inventory::probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
+    EXPECT_EQ(Common::probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
     const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
-    EXPECT_NE(Inventory::probe(full).obstacle, "");
+    EXPECT_NE(Common::probe(full).obstacle, "");
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     const std::string pipePath = "/proc/self/fd/" + std::to_string(ends[0]);
     const MemoryDevice unmappable{"pipe", pipePath, pageSize, DeviceType::Tyvon32};
-    EXPECT_EQ(Inventory::probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
+    EXPECT_EQ(Common::probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
     close(ends[0]);
     close(ends[1]);
 }
@@ -160,12 +160,12 @@ TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
 TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryFile file(pageSize);
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
-    EXPECT_EQ(Inventory::probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
+    EXPECT_EQ(Common::probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
 }
 
 TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
-    EXPECT_EQ(Inventory::probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle, "");
-    EXPECT_EQ(Inventory::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle,
+    EXPECT_EQ(Common::probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle, "");
+    EXPECT_EQ(Common::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle,
               "/dev/odd: no backend for its type");
 }
 
@@ -183,7 +183,7 @@ protected:
 };
 
 TEST_F(HandOverTest, GivesTheFileToTheFirstThatOpensIt) {
-    Inventory::HandOver handOver(m_file.path(), m_descriptor);
+    Common::HandOver handOver(m_file.path(), m_descriptor);
     const MemoryFile other(pageSize);
     const int another = openAgain(other.path());
     EXPECT_NE(another, m_descriptor);
@@ -195,7 +195,7 @@ TEST_F(HandOverTest, GivesTheFileToTheFirstThatOpensIt) {
 }
 
 TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
-    Inventory::HandOver handOver(m_file.path(), m_descriptor);
+    Common::HandOver handOver(m_file.path(), m_descriptor);
     ASSERT_TRUE(handOver.map(pageSize));
     void* const larger = mapAgain(m_descriptor, 2 * pageSize);
     void* const first = mapAgain(m_descriptor, pageSize);
@@ -210,7 +210,7 @@ TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
 
 TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     {
-        const Inventory::HandOver handOver(m_file.path(), m_descriptor);
+        const Common::HandOver handOver(m_file.path(), m_descriptor);
         int opened = -1;
         std::thread([&] { opened = openAgain(m_file.path()); }).join();
         EXPECT_NE(opened, m_descriptor);
@@ -222,7 +222,7 @@ TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
 
 TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
     {
-        const Inventory::HandOver handOver(m_file.path(), m_descriptor);
+        const Common::HandOver handOver(m_file.path(), m_descriptor);
         EXPECT_EQ(openAgain(m_file.path()), m_descriptor);
     }
     EXPECT_TRUE(isOpen(m_descriptor));
@@ -235,7 +235,7 @@ TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
     const OpenCounter counter("registers");
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16,
                             DeviceType::Tyvon16, DeviceType::Tyvon32}) {
-        const auto opened = Inventory::openDevice({"device", "registers", pageSize, type});
+        const auto opened = Common::openDevice({"device", "registers", pageSize, type});
         ASSERT_NE(opened.device, nullptr);
         EXPECT_EQ(opened.probe.obstacle, "");
         EXPECT_EQ(counter.next(), 1U);
@@ -244,7 +244,7 @@ TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
 
 TEST(OpenDevice, ReachesTheRegisters) {
     const MemoryFile file(pageSize);
-    const auto opened = Inventory::openDevice(mappedRow(file, pageSize));
+    const auto opened = Common::openDevice(mappedRow(file, pageSize));
     EXPECT_EQ(opened.probe.mapSize, pageSize);
     EXPECT_EQ(opened.device->write(3, 0x12345678), Outcome::Done);
     std::uint32_t stored = 0;
@@ -257,29 +257,29 @@ TEST(OpenDevice, LetsGoOfTheFileWithTheDevice) {
     const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     close(next);
     for (const auto type : {DeviceType::Lseek8, DeviceType::Tyvon32}) {
-        const auto device = Inventory::openDevice({"device", file.path(), pageSize, type}).device;
+        const auto device = Common::openDevice({"device", file.path(), pageSize, type}).device;
         EXPECT_EQ(device->device().getNativeHandle(), next);
     }
 }
 
 TEST(OpenDevice, SaysWhatIsInTheWay) {
-    const auto opened = Inventory::openDevice({"missing", "/nowhere/registers", 0, DeviceType::Lseek8});
+    const auto opened = Common::openDevice({"missing", "/nowhere/registers", 0, DeviceType::Lseek8});
     EXPECT_EQ(opened.device, nullptr);
     EXPECT_EQ(opened.probe.obstacle, "/nowhere/registers: No such file or directory");
 }
 
 TEST(RegisterDevice, HasTheWidthOfItsRow) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(Inventory::open({"a", file.path(), 0, DeviceType::Lseek8}, {})->width(), 8U);
-    EXPECT_EQ(Inventory::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize)->width(), 16U);
-    EXPECT_EQ(Inventory::open(mappedRow(file, pageSize), pageSize)->width(), 32U);
-    EXPECT_EQ(Inventory::open({"a", file.path(), 0, static_cast<DeviceType>(13)}, {}), nullptr);
+    EXPECT_EQ(Common::open({"a", file.path(), 0, DeviceType::Lseek8}, {})->width(), 8U);
+    EXPECT_EQ(Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize)->width(), 16U);
+    EXPECT_EQ(Common::open(mappedRow(file, pageSize), pageSize)->width(), 32U);
+    EXPECT_EQ(Common::open({"a", file.path(), 0, static_cast<DeviceType>(13)}, {}), nullptr);
 }
 
 template <typename T>
 void expectRegisters(DeviceType type) {
     const MemoryFile file(pageSize);
-    const auto device = Inventory::open(mappedRow(file, pageSize, type), pageSize);
+    const auto device = Common::open(mappedRow(file, pageSize, type), pageSize);
     EXPECT_EQ(device->width(), 8 * sizeof(T));
     EXPECT_EQ(device->write(3, 0x5A), Outcome::Done);
     T stored = 0;
@@ -299,7 +299,7 @@ TEST(RegisterDevice, ReachesTheRegistersOfEveryWidth) {
 
 TEST(RegisterDevice, MovesBurstsInBothOrders) {
     const MemoryFile file(pageSize);
-    const auto device = Inventory::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
+    const auto device = Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
     const std::array<std::uint32_t, 3> written{0x1122, 0x3344, 0x5566};
     std::array<std::uint32_t, 3> read{};
     EXPECT_EQ(device->write(10, written.data(), 3, ByteOrder::Network), Outcome::Done);
@@ -311,7 +311,7 @@ TEST(RegisterDevice, MovesBurstsInBothOrders) {
 
 TEST(RegisterDevice, RefusesWhatLiesOutsideTheMappingAndTouchesNothing) {
     const MemoryFile file(pageSize);
-    const auto device = Inventory::open(mappedRow(file, pageSize), pageSize);
+    const auto device = Common::open(mappedRow(file, pageSize), pageSize);
     constexpr std::uint32_t end = pageSize / 4;
     std::array<std::uint32_t, 2> values{7, 7};
     EXPECT_EQ(device->read(end - 1, values[0]), Outcome::Done);
@@ -332,7 +332,7 @@ TEST(RegisterDevice, RefusesWhatLiesOutsideTheMappingAndTouchesNothing) {
 
 TEST(RegisterDevice, RefusesValuesAndMasksWiderThanARegister) {
     const MemoryFile file(pageSize);
-    const auto device = Inventory::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
+    const auto device = Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
     const std::array<std::uint32_t, 2> values{0xFFFF, 0x10000};
     EXPECT_EQ(device->write(0, 0x10000), Outcome::TooWide);
     EXPECT_EQ(device->write(0, 0x10000, 1), Outcome::TooWide);
@@ -344,7 +344,7 @@ TEST(RegisterDevice, RefusesValuesAndMasksWiderThanARegister) {
 
 TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
     const MemoryFile file(2);
-    const auto device = Inventory::open({"short", file.path(), 0, DeviceType::Lseek8}, {});
+    const auto device = Common::open({"short", file.path(), 0, DeviceType::Lseek8}, {});
     std::uint32_t value = 7;
     std::array<std::uint32_t, 3> values{7, 7, 7};
     EXPECT_EQ(device->read(2, value), Outcome::Failed);
@@ -354,9 +354,9 @@ TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
 }
 
 TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
-    Inventory::FaultGuard::install();
+    Common::FaultGuard::install();
     const MemoryFile file(pageSize);
-    const auto device = Inventory::open(mappedRow(file, 2 * pageSize), 2 * pageSize);
+    const auto device = Common::open(mappedRow(file, 2 * pageSize), 2 * pageSize);
     constexpr std::uint32_t beyond = pageSize / 4;
     std::uint32_t value = 7;
     std::array<std::uint32_t, 2> values{7, 7};
@@ -388,24 +388,24 @@ void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uin
 TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
     EXPECT_EXIT(
         {
-            Inventory::FaultGuard::install();
-            Inventory::FaultGuard::run([] {});
+            Common::FaultGuard::install();
+            Common::FaultGuard::run([] {});
             read(faultyRegister());
         },
         testing::KilledBySignal(SIGBUS), "");
 }
 
 TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {
-    Inventory::FaultGuard::install();
+    Common::FaultGuard::install();
     const volatile std::uint32_t& faulty = faultyRegister();
     for (int i = 0; i < 2; ++i) {
         ::kill(getpid(), SIGBUS);
         raise(SIGBUS);
-        EXPECT_TRUE(Inventory::FaultGuard::run([] {
+        EXPECT_TRUE(Common::FaultGuard::run([] {
             ::kill(getpid(), SIGBUS);
             raise(SIGBUS);
         }));
-        EXPECT_FALSE(Inventory::FaultGuard::run([&] { read(faulty); }));
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
     }
 }
 

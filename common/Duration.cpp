@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace Inventory {
+namespace Common {
 
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) {
     struct Unit {
@@ -30,4 +30,4 @@ std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) 
     return std::nullopt;
 }
 
-} // namespace Inventory
+} // namespace Common

@@ -2,8 +2,8 @@
  * @file
  * A device at a register server, by the register protocol alone.
  */
-#ifndef RYNVEL_INVENTORY_REMOTEDEVICE_H
-#define RYNVEL_INVENTORY_REMOTEDEVICE_H
+#ifndef RYNVEL_COMMON_REMOTEDEVICE_H
+#define RYNVEL_COMMON_REMOTEDEVICE_H
 
 #include <cstdint>
 #include <optional>
@@ -14,7 +14,7 @@
 
 #include "RecordConnection.h"
 
-namespace Inventory {
+namespace Common {
 
 /**
  * Asks a server for what programs do with a device, by the requests that the library's remote devices make. Unlike
@@ -78,6 +78,6 @@ private:
     std::optional<RecordConnection> m_interrupts;
 };
 
-} // namespace Inventory
+} // namespace Common
 
 #endif
