@@ -30,6 +30,7 @@ function(rynvel_install_with_places template folder)
   install(CODE "
     set(sbin_folder \"${CMAKE_INSTALL_SBINDIR}\")
     set(file \"${folder}/${name}\")
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX)
     foreach(place IN ITEMS sbin_folder file)
       cmake_path(ABSOLUTE_PATH \${place} BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
     endforeach()

@@ -59,19 +59,21 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** How many letters are to be changed, added or taken away to make one word of the other. */
+/** How many letters must change, come, go or swap with their neighbour to turn one word into the other. */
 std::size_t distance(const std::string& one, const std::string& other) {
-    std::vector<std::size_t> row(other.size() + 1);
-    std::iota(row.begin(), row.end(), 0U);
-    for (const char letter : one) {
-        std::size_t diagonal = row[0]++;
-        for (std::size_t j = 0; j < other.size(); ++j) {
-            const std::size_t replaced = diagonal + (letter == other[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+    std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
+    std::iota(table[0].begin(), table[0].end(), 0U);
+    for (std::size_t i = 1; i <= one.size(); ++i) {
+        table[i][0] = i;
+        for (std::size_t j = 1; j <= other.size(); ++j) {
+            const std::size_t changed = table[i - 1][j - 1] + (one[i - 1] == other[j - 1] ? 0 : 1);
+            table[i][j] = std::min({changed, table[i][j - 1] + 1, table[i - 1][j] + 1});
+            if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1]) {
+                table[i][j] = std::min(table[i][j], table[i - 2][j - 2] + 1);
+            }
         }
     }
-    return row.back();
+    return table[one.size()][other.size()];
 }
 
 /** The name of the command that a word is meant to be; empty when it is like none. */
@@ -89,15 +91,20 @@ std::string likeliestCommand(const CLI::App& app, const std::string& word) {
     return likeliest;
 }
 
-/** Says what is wrong with words that nothing takes; a program with commands wants the first of them to be one. */
+/**
+ * Says what is wrong with words that nothing takes; a program with commands wants the first of them to be one. What
+ * follows an unknown option may be its value.
+ */
 std::string problemWith(const CLI::App& app, const CLI::ExtrasError& error) {
-    const std::vector<std::string> words = app.remaining();
-    const auto word = std::find_if(words.begin(), words.end(), [](const auto& text) { return text[0] != '-'; });
-    if (app.get_subcommands({}).empty() || !app.get_subcommands().empty() || word == words.end()) {
+    const std::string word = app.remaining().front();
+    if (word[0] == '-') {
+        return "unknown option '" + word + "'";
+    }
+    if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
         return error.what();
     }
-    const std::string meant = likeliestCommand(app, *word);
-    return "unknown command '" + *word + "'" + (meant.empty() ? "" : " (did you mean '" + meant + "'?)");
+    const std::string meant = likeliestCommand(app, word);
+    return "unknown command '" + word + "'" + (meant.empty() ? "" : " (did you mean '" + meant + "'?)");
 }
 
 } // namespace

@@ -42,6 +42,20 @@ ExchangeError closed() { return unreachable("the connection was closed"); }
 
 ExchangeError timedOut() { return {Cause::TimedOut, "no answer in time"}; }
 
+ExchangeError noRegisterServer(const std::string& reason) {
+    return {Cause::Malformed, reason + ": it is not a register server"};
+}
+
+void requireResponse(const Rynvel::Response& response) {
+    using Result = Rynvel::ResponseData::Result;
+    if (!response.isSuccessful() && response.getResult() != Result::Error) {
+        throw noRegisterServer("the peer answers with a result that is neither 0 nor -1");
+    }
+    if (response.getLength() > Rynvel::recordCapacity) {
+        throw noRegisterServer("the peer answers with more than 128 values");
+    }
+}
+
 struct Lookup {
     int error;
     in_addr address;
@@ -136,8 +150,14 @@ Rynvel::Response RecordConnection::exchange(const Rynvel::Request& request, cons
     requireInStep();
     m_isInStep = false;
     Rynvel::Response response;
+    requireNothingMore();
     send(request, deadline);
     receive(response, deadline);
+    requireResponse(response);
+    // Only the answer to this request may have interrupts behind it.
+    if (request.getType() != Rynvel::RequestData::Type::WaitForInterrupt) {
+        requireNothingMore();
+    }
     m_isInStep = true;
     return response;
 }
@@ -183,6 +203,14 @@ void RecordConnection::await(short events, const Deadline& deadline) const {
 void RecordConnection::requireInStep() const {
     if (!m_isInStep) {
         throw unreachable("an earlier exchange was given up");
+    }
+}
+
+// Who echoes, or sends what it wants, answers every request.
+void RecordConnection::requireNothingMore() const {
+    char byte = 0;
+    if (::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT) > 0) {
+        throw noRegisterServer("the peer sends more than it is asked for");
     }
 }
 

@@ -35,7 +35,7 @@ public:
         NotServed,
         /** The server answers the request with an error. It does not say why. */
         Refused,
-        /** The answer does not fit the request. */
+        /** The answer does not fit the request, or is none of the protocol. */
         Malformed
     };
 
@@ -62,7 +62,10 @@ public:
     /** For poll(): it is ready to be read when a record begins to come in, or the connection has ended. */
     int descriptor() const { return m_socket.descriptor; }
 
-    /** Sends a request and receives its response. A refusal is a response like any other. */
+    /**
+     * Sends a request and receives its response. A refusal is a response like any other. Whatever cannot come from a
+     * register server is thrown: another result than Success and Error, a length above 128, bytes beyond the response.
+     */
     Rynvel::Response exchange(const Rynvel::Request& request, const Deadline& deadline);
 
     /** The response to a request that the server grants. @throws ExchangeError when it refuses it, too. */
@@ -86,6 +89,7 @@ private:
 
     void await(short events, const Deadline& deadline) const;
     void requireInStep() const;
+    void requireNothingMore() const;
     void send(const Rynvel::IMessage& message, const Deadline& deadline) const;
     void receive(Rynvel::IMessage& message, const Deadline& deadline) const;
 

@@ -170,6 +170,9 @@ bool RequestHandler::changesTheDevice(Type type) const {
 
 // What the system refuses while a device is being opened must not end the connections of the others.
 RequestHandler::Refusal RequestHandler::open(const std::string& name) {
+    if (name.empty()) {
+        return "it names no device";
+    }
     std::string obstacle;
     std::shared_ptr<ServedDevice> device;
     try {

@@ -171,7 +171,10 @@ header_tells_how_to_turn_traces_off() {
 header_paragraph() { sed -n "/^ \* $1\./,/^ \*\$/p" "$stage/include/rynvel.h"; }
 
 header_tells_what_is_not_serialised() {
-    header_paragraph Threads | grep 'remote device' && header_paragraph Threads | grep FPGA
+    local sentences
+    sentences=$(header_paragraph Threads | sed 's/^ \* *//' | tr '\n' ' ')
+    [[ $sentences == *'A device of this machine serialises the register operations on it, an FPGA word by word'* ]] &&
+        [[ $sentences == *'A remote device serialises nothing'* ]]
 }
 
 # The first lines of C that a new user copies.
@@ -275,7 +278,9 @@ starts_the_server_of() { grep -q "^ExecStart=$1/sbin/rynveld " "$2/rynveld.servi
 
 unit_starts_what_is_installed() {
     starts_the_server_of "$stage" "$units" && DESTDIR="$work/root" cmake --install "$build" --prefix /opt/rynvel &&
-        starts_the_server_of /opt/rynvel "$work/root/opt/rynvel/lib/systemd/system"
+        starts_the_server_of /opt/rynvel "$work/root/opt/rynvel/lib/systemd/system" &&
+        (cd "$work" && cmake --install "$build" --prefix relative) &&
+        starts_the_server_of "$work/relative" "$work/relative/lib/systemd/system"
 }
 
 check 'the build installs' installs

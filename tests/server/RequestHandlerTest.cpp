@@ -169,6 +169,12 @@ TEST_F(RequestHandlerTest, LetsGoOfTheDeviceWithClose) {
     EXPECT_TRUE(connection.open("uio.32"));
 }
 
+TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWithoutAFailure) {
+    auto connection = m_server.connect();
+    expectRefusal(connection, Request(Type::Open, ""), "it names no device");
+    EXPECT_EQ(lines().size(), 1U);
+}
+
 TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
     auto connection = m_server.connect("uio.32");
     expectRefusal(connection, Request(Type::Open, "nothing"), "the device cannot be opened");
@@ -462,7 +468,6 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     auto connection = server.connect();
     for (const auto& [name, obstacle] :
          std::vector<std::pair<std::string, std::string>>{{"nothing", "no such device is served"},
-                                                          {"", "no such device is served"},
                                                           {"uio.16", "no such device is served"},
                                                           {"far", "a device of another server is not served"}}) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");

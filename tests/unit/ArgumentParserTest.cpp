@@ -104,7 +104,7 @@ TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
 }
 
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
-    expectWrong({"--nothing"}, "The following argument was not expected: --nothing");
+    expectWrong({"--nothing"}, "unknown option '--nothing'");
     expectWrong({"--name"}, "--name: 1 required NAME missing");
     expectWrong({"other", "--one", "a", "b", "c"}, "The following argument was not expected: c");
     expectWrong({"--name", "a", "--size", "11"}, "--size: Value 11 not in range 1 to 10");
@@ -120,6 +120,8 @@ TEST_F(ArgumentParsers, NameTheCommandThatAWordIsMeantToBe) {
     expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
     expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");
     expectWrong({"--flag", "ohter", "--nothing"}, "unknown command 'ohter' (did you mean 'other'?)");
+    expectWrong({"ohtre"}, "unknown command 'ohtre' (did you mean 'other'?)");
+    expectWrong({"--nothing", "1", "ohter"}, "unknown option '--nothing'");
     expectWrong({"frobnicate"}, "unknown command 'frobnicate'");
     expectWrong({"o"}, "unknown command 'o'");
     EXPECT_EQ(m_calls, 0);

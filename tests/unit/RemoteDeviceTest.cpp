@@ -1,10 +1,17 @@
 #include "RemoteDevice.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
+#include <cstring>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -251,6 +258,56 @@ TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
               [](RemoteDevice& remote) { remote.interruptType(); });
 }
 
+std::vector<std::uint8_t> recordOf(std::uint32_t result, std::uint32_t length) {
+    Rynvel::Response response;
+    response.setResult(static_cast<Rynvel::ResponseData::Result>(result));
+    auto* const bytes = static_cast<std::uint8_t*>(response.toBuffer());
+    const std::uint32_t word = htonl(length);
+    std::memcpy(bytes + response.getSize() - sizeof(word), &word, sizeof(word));
+    return {bytes, bytes + response.getSize()};
+}
+
+TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
+    const std::string neither = "the peer answers with a result that is neither 0 nor -1: it is not a register server";
+    const std::string tooMany = "the peer answers with more than 128 values: it is not a register server";
+    for (const auto& [result, length, text] :
+         {std::tuple{0x48545450U, 0U, neither}, std::tuple{1U, 0U, neither}, std::tuple{0U, 129U, tooMany},
+          std::tuple{0U, UINT32_MAX, tooMany}, std::tuple{UINT32_MAX, 129U, tooMany}}) {
+        m_peer.script({Reply{{recordOf(result, length)}}});
+        expectError(Cause::Malformed, text, [&] { device(); });
+        m_peer.script({success(), Reply{{recordOf(result, length)}}});
+        auto remote = device();
+        expectError(Cause::Malformed, text, [&] { remote.write(4, 1); });
+    }
+    m_peer.script({success(), Reply{{recordOf(0, 128)}}});
+    device().write(4, 1);
+}
+
+TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
+    const std::string text = "the peer sends more than it is asked for: it is not a register server";
+    auto tooLong = recordOf(0, 0);
+    tooLong.push_back(0);
+    m_peer.script({Reply{{tooLong}}});
+    expectError(Cause::Malformed, text, [&] { device(); });
+    m_peer.script({success(), Reply{{tooLong}}});
+    auto remote = device();
+    expectError(Cause::Malformed, text, [&] { remote.write(4, 1); });
+    expectError(Cause::Unreachable, "an earlier exchange was given up", [&] { remote.write(4, 1); });
+    auto quiet = device();
+    m_peer.send(2, {0});
+    std::this_thread::sleep_for(shortTime);
+    expectError(Cause::Malformed, text, [&] { quiet.write(4, 1); });
+}
+
+TEST_F(RemoteDevices, TakeTheInterruptsThatComeWithTheAnswerToTheWait) {
+    auto answer = recordOf(0, 0);
+    answer.insert(answer.end(), {0, 0, 0, 9});
+    m_peer.script({success(), success(), Reply{{answer}}});
+    auto remote = device();
+    remote.arm();
+    EXPECT_EQ(remote.receiveInterrupt(Deadline(longTime)), 9U);
+}
+
 TEST_F(RemoteDevices, TakeNoValueThatIsWiderThanARegister) {
     m_peer.script({success(), success({0x100}), success(), success({0xFFFF}), success({0x10000})});
     auto narrow = device(8);
@@ -307,6 +364,53 @@ TEST(RecordConnections, ReportWhyThereIsNoServer) {
     };
     EXPECT_EQ(problemWith({"127.0.0.1", nobody.port()}), "Connection refused");
     EXPECT_NE(problemWith({"no-such-host.invalid", 8888}), "");
+}
+
+/** A socket that listens, whose queue of connections is full: the system answers no further one. */
+class FullListener {
+public:
+    FullListener() {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        EXPECT_EQ(::bind(m_socket, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(::listen(m_socket, 0), 0);
+        EXPECT_EQ(::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        m_port = ntohs(address.sin_port);
+        for (int& client : m_clients) {
+            client = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+            ::connect(client, reinterpret_cast<const sockaddr*>(&address), size);
+        }
+    }
+    FullListener(const FullListener&) = delete;
+    FullListener& operator=(const FullListener&) = delete;
+    ~FullListener() {
+        for (const int client : m_clients) {
+            ::close(client);
+        }
+        ::close(m_socket);
+    }
+
+    std::uint16_t port() const { return m_port; }
+
+private:
+    const int m_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::array<int, 4> m_clients{};
+    std::uint16_t m_port = 0;
+};
+
+TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
+    const FullListener listener;
+    const auto begin = std::chrono::steady_clock::now();
+    try {
+        RecordConnection({"127.0.0.1", listener.port()}, Deadline(shortTime));
+        ADD_FAILURE() << "connected";
+    } catch (const ExchangeError& error) {
+        EXPECT_EQ(error.cause(), Cause::TimedOut) << error.what();
+    }
+    // The system itself would try for minutes.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
 TEST(RecordConnections, ReachAServerByItsName) {
