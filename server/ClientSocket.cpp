@@ -48,7 +48,7 @@ ClientSocket::ClientSocket(int descriptor) : m_descriptor(descriptor) {
     setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);
     setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPINTVL, secondsBetweenProbes);
     setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPCNT, mostProbes);
-    setPatient(false);
+    setOption(m_descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, millisecondsUntilGone);
     setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY, on);
     setOption(m_descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
     setOption(m_descriptor, SOL_SOCKET, SO_SNDBUF, sendBuffer);
@@ -104,10 +104,6 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
         count += static_cast<std::size_t>(sent);
     }
     return true;
-}
-
-void ClientSocket::setPatient(bool isPatient) const {
-    setOption(m_descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, isPatient ? 0 : millisecondsUntilGone);
 }
 
 void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) {

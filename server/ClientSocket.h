@@ -43,9 +43,6 @@ public:
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);
 
-    /** Whether the client keeps its connection although it takes nothing of what is sent. */
-    void setPatient(bool isPatient) const;
-
     /** Ends the connection, and what blocks on it. */
     void shutDown() const;
 

@@ -135,15 +135,23 @@ void InterruptWaiter::stop() {
     m_stopping = true;
     ::eventfd_write(m_wakeUp, 1);
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
+        std::unique_lock<std::mutex> lock(m_mutex, std::defer_lock);
+        while (!lock.try_lock()) {
+            wakeUpReceiver();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
         m_changed.notify_all();
         while (!m_changed.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended; })) {
-            if (m_isReceiving) {
-                wakeUp(m_thread);
-            }
+            wakeUpReceiver();
         }
     }
     m_thread.join();
+}
+
+void InterruptWaiter::wakeUpReceiver() {
+    if (m_isInDevice) {
+        wakeUp(m_thread);
+    }
 }
 
 void InterruptWaiter::run() {
@@ -153,14 +161,34 @@ void InterruptWaiter::run() {
         pause();
     }
     if (!m_stopping) {
-        RYNVELD_TRACE(failure, "No interrupts can be received from \"", m_device.getDevName(), "\".");
+        traceFailure();
     }
     end();
 }
 
+void InterruptWaiter::traceFailure() {
+    std::vector<Peer> peers;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        for (const auto& receiver : m_receivers) {
+            peers.push_back(receiver.peer);
+        }
+    }
+    for (const auto& peer : peers) {
+        RYNVELD_TRACE_OF(peer, failure, "interrupts", "No interrupts can be received from \"", m_device.getDevName(),
+                         "\" for client ", peer.name, ".");
+    }
+}
+
 bool InterruptWaiter::beginToWait() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return !m_waitingEnables || m_wish == Wish::Disabled || m_device.enableInterrupt();
+    if (!m_waitingEnables || m_wish == Wish::Disabled) {
+        return true;
+    }
+    m_isInDevice = true;
+    const bool isEnabled = m_device.enableInterrupt();
+    m_isInDevice = false;
+    return isEnabled;
 }
 
 // Waiting here and not in the device keeps a stop from being traced as a failure of the device.
@@ -171,25 +199,29 @@ bool InterruptWaiter::waitForReadiness() {
             return false;
         }
     }
-    m_isReceiving = true;
-    if (m_stopping) {
-        m_isReceiving = false;
-        return false;
-    }
-    return true;
+    return !m_stopping;
+}
+
+// A signal from outside is no failure of the device.
+bool InterruptWaiter::receive(unsigned long& word) {
+    m_isInDevice = true;
+    bool received = false;
+    do {
+        received = !m_stopping && receiveOnce(word);
+    } while (!received && !m_stopping && errno == EINTR);
+    m_isInDevice = false;
+    return received;
 }
 
 // A device whose waiting enables the interrupt would enable it a second time, before a client could clear its source.
-bool InterruptWaiter::receive(unsigned long& word) {
-    bool received = false;
-    if (m_waitingEnables) {
-        std::uint32_t count = 0;
-        received = ::read(m_device.getNativeHandle(), &count, sizeof(count)) == sizeof(count);
-        word = count;
-    } else {
-        received = m_device.waitForInterrupt(&word);
+bool InterruptWaiter::receiveOnce(unsigned long& word) {
+    errno = 0;
+    if (!m_waitingEnables) {
+        return m_device.waitForInterrupt(&word);
     }
-    m_isReceiving = false;
+    std::uint32_t count = 0;
+    const bool received = ::read(m_device.getNativeHandle(), &count, sizeof(count)) == sizeof(count);
+    word = count;
     return received;
 }
 

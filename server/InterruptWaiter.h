@@ -70,6 +70,7 @@ private:
 
     static bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
+    void traceFailure();
 
     void start();
     void stop();
@@ -77,6 +78,8 @@ private:
     bool beginToWait();
     bool waitForReadiness();
     bool receive(unsigned long& word);
+    bool receiveOnce(unsigned long& word);
+    void wakeUpReceiver();
     void pause();
     void send(unsigned long word);
     void end();
@@ -97,8 +100,8 @@ private:
     Wish m_wish = Wish::None;
     bool m_ended = false;
     std::atomic<bool> m_stopping{false};
-    /** Whether the thread is where only a signal reaches it. */
-    std::atomic<bool> m_isReceiving{false};
+    /** Whether the thread may block in the device, where only a signal reaches it. */
+    std::atomic<bool> m_isInDevice{false};
 };
 
 } // namespace Rynveld

@@ -46,7 +46,8 @@ const Rynvel::RequestData& recordOf(const Request& request) {
 
 bool isControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == '\x7F'; }
 
-/** What came from outside is shown in a trace with nothing in it that could be taken for something else. */
+} // namespace
+
 std::string printable(std::string text) {
     for (char& character : text) {
         if (character < ' ' || character > '~') {
@@ -55,8 +56,6 @@ std::string printable(std::string text) {
     }
     return text;
 }
-
-} // namespace
 
 RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer)
     : m_devices(devices), m_policy(policy), m_peer(std::move(peer)) {}
@@ -126,7 +125,8 @@ RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Resp
     case Type::Open:
         break;
     case Type::Close:
-        return close();
+        close();
+        return nullptr;
     case Type::Read8:
         return read(request, 8, response);
     case Type::Read16:
@@ -187,11 +187,6 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     }
     m_name = name;
     m_device = device;
-    return nullptr;
-}
-
-RequestHandler::Refusal RequestHandler::close() {
-    m_device.reset();
     return nullptr;
 }
 

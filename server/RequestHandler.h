@@ -16,6 +16,9 @@
 
 namespace Rynveld {
 
+/** What came from outside, with nothing in it that could be taken for something else in a trace. */
+std::string printable(std::string text);
+
 /**
  * Serves the requests of one connection, whatever they hold: what cannot be done is answered with Error and traced.
  * docs/protocol.md has the rules. Threads: one at a time.
@@ -34,6 +37,9 @@ public:
     /** Answers with Error and traces the reason. */
     Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
 
+    /** Lets go of the device that this connection has open, if any. */
+    void close() { m_device.reset(); }
+
     /** The device that this connection has open; null when there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }
     /** The name of the device that this connection has opened last. */
@@ -47,7 +53,6 @@ private:
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
-    Refusal close();
     Refusal read(const Rynvel::Request& request, unsigned int width, Rynvel::Response& response);
     Refusal write(const Rynvel::Request& request, unsigned int width);
     Refusal ioctl(const Rynvel::Request& request, Rynvel::Response& response);

@@ -24,14 +24,50 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
         obstacle = "no such device is served";
         return nullptr;
     }
-    Place& place = placeOf(name);
-    const std::lock_guard<std::mutex> lock(place.mutex);
-    auto device = place.device.lock();
-    if (!device) {
-        device = make(*row, obstacle);
-        place.device = device;
-        place.simulated = m_policy.simulate ? device : nullptr;
+    return openAt(placeOf(name), *row, obstacle);
+}
+
+/** A device for as long as it has clients. */
+class ServedDevices::OpenDevice {
+public:
+    explicit OpenDevice(Place& place) : m_place(place) {}
+    OpenDevice(const OpenDevice&) = delete;
+    OpenDevice& operator=(const OpenDevice&) = delete;
+    ~OpenDevice() {
+        if (device) {
+            device.reset();
+            const std::lock_guard<std::mutex> lock(m_place.mutex);
+            m_place.isOpen = false;
+            m_place.closed.notify_all();
+        }
     }
+
+    std::unique_ptr<ServedDevice> device;
+
+private:
+    Place& m_place;
+};
+
+std::shared_ptr<ServedDevice> ServedDevices::openAt(Place& place, const Rynvel::MemoryDevice& row,
+                                                    std::string& obstacle) {
+    std::unique_lock<std::mutex> lock(place.mutex);
+    std::shared_ptr<ServedDevice> device;
+    place.closed.wait(lock, [&] {
+        device = place.device.lock();
+        return device || !place.isOpen;
+    });
+    if (device) {
+        return device;
+    }
+    const auto opened = std::make_shared<OpenDevice>(place);
+    opened->device = make(row, obstacle);
+    if (!opened->device) {
+        return nullptr;
+    }
+    place.isOpen = true;
+    device = std::shared_ptr<ServedDevice>(opened, opened->device.get());
+    place.device = device;
+    place.simulated = m_policy.simulate ? device : nullptr;
     return device;
 }
 
@@ -40,7 +76,7 @@ ServedDevices::Place& ServedDevices::placeOf(const std::string& name) {
     return m_places[name];
 }
 
-std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& row, std::string& obstacle) {
+std::unique_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& row, std::string& obstacle) {
     const Common::DeviceKind* const kind = Common::findKind(row.m_type);
     if (kind == nullptr || kind->access == Common::Access::Remote) {
         obstacle = "a device of another server is not served";
@@ -48,11 +84,11 @@ std::shared_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& ro
     }
     if (m_policy.simulate) {
         auto simulation = simulate(row.m_name, *kind);
-        return std::make_shared<ServedDevice>(std::move(simulation.device), *kind, simulation.interrupt);
+        return std::make_unique<ServedDevice>(std::move(simulation.device), *kind, simulation.interrupt);
     }
     auto opened = Common::openDevice(row);
     obstacle = opened.probe.obstacle;
-    return opened.device ? std::make_shared<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
+    return opened.device ? std::make_unique<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
 }
 
 } // namespace Rynveld

@@ -5,6 +5,7 @@
 #ifndef RYNVELD_SERVEDDEVICES_H
 #define RYNVELD_SERVEDDEVICES_H
 
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -55,13 +56,19 @@ private:
     struct Place {
         /** Held while the device is being opened, for as long as that takes. */
         std::mutex mutex;
+        /** The device is let go of before its file is closed: it is opened anew after that. */
+        std::condition_variable closed;
+        bool isOpen = false;
         std::weak_ptr<ServedDevice> device;
         /** Keeps the registers of a simulated device. */
         std::shared_ptr<ServedDevice> simulated;
     };
 
+    class OpenDevice;
+
     Place& placeOf(const std::string& name);
-    std::shared_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& obstacle);
+    std::shared_ptr<ServedDevice> openAt(Place& place, const Rynvel::MemoryDevice& row, std::string& obstacle);
+    std::unique_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& obstacle);
 
     const Policy& m_policy;
     std::mutex m_mutex;

@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include <asio/ip/network_v6.hpp>
 #include <asio/post.hpp>
 
 #include "FaultGuard.h"
@@ -57,14 +58,15 @@ std::string textOf(const Endpoint& endpoint) {
     return isLocal(endpoint) ? pathOf(endpoint) : textOf(tcpEndpointOf(endpoint));
 }
 
-std::string nameOf(const Endpoint& endpoint, int socket) {
-    if (!isLocal(endpoint)) {
-        return textOf(endpoint);
-    }
+ucred processAt(int localSocket) {
     ucred process{};
     socklen_t size = sizeof(process);
-    ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &process, &size);
-    return "process " + std::to_string(process.pid);
+    ::getsockopt(localSocket, SOL_SOCKET, SO_PEERCRED, &process, &size);
+    return process;
+}
+
+std::string nameOf(const Endpoint& endpoint, int socket) {
+    return isLocal(endpoint) ? "process " + std::to_string(processAt(socket).pid) : textOf(endpoint);
 }
 
 /** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
@@ -78,13 +80,17 @@ std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
 }
 
-std::string hostOf(const Endpoint& endpoint) {
+/** Who has a share of the places: as many addresses as one host can have at will count as one. */
+std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
-        return "this machine";
+        return "user " + std::to_string(processAt(socket).uid);
     }
     const auto address = tcpEndpointOf(endpoint).address();
-    const auto v4 = v4Of(address);
-    return v4 ? v4->to_string() : address.to_string();
+    if (const auto v4 = v4Of(address)) {
+        return v4->is_loopback() ? "127.0.0.0/8" : v4->to_string();
+    }
+    constexpr unsigned short subnet = 64;
+    return asio::ip::network_v6(address.to_v6(), subnet).canonical().to_string();
 }
 
 /** Hundreds of threads fit into the address space of a small machine. The thread sanitizer keeps much in a stack. */
@@ -216,7 +222,7 @@ void Server::acceptLater(Listener& listener, const std::error_code& reason) {
 }
 
 void Server::admit(Socket socket, const Endpoint& endpoint) {
-    const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint), m_traceLimit};
+    const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint, socket.native_handle()), m_traceLimit};
     if (!isAllowed(endpoint)) {
         RYNVELD_TRACE_OF(peer, failure, "network", "Client ", peer.name, " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
@@ -271,7 +277,8 @@ void Server::run(Session& session) {
     try {
         session.run();
     } catch (const std::exception& exception) {
-        RYNVELD_TRACE(failure, "A client's connection is ended: ", exception.what(), ".");
+        RYNVELD_TRACE_OF(session.peer(), failure, "exception", "The connection of client ", session.peer().name,
+                         " is ended: ", exception.what(), ".");
     }
 }
 

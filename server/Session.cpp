@@ -14,13 +14,27 @@ Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const
     m_socket.setIdleTimeout(m_idleTimeout);
 }
 
-Session::~Session() { disarm(); }
-
 void Session::run() {
+    try {
+        serve();
+    } catch (...) {
+        end();
+        throw;
+    }
+    end();
+}
+
+void Session::serve() {
     Rynvel::Request request;
     while (m_socket.receive(request) && !m_stopped && m_handler.accepts(request) && answer(request)) {
     }
+}
+
+// The last to let go of a device closes it, which may take long: it must not keep the thread that accepts clients.
+void Session::end() {
     disarm();
+    m_socket.shutDown();
+    m_handler.close();
 }
 
 bool Session::answer(const Rynvel::Request& request) {
@@ -39,7 +53,6 @@ bool Session::answer(const Rynvel::Request& request) {
     }
     if (m_armed) {
         m_socket.setIdleTimeout(std::chrono::milliseconds(0));
-        m_socket.setPatient(true);
         m_armed->waiter().begin(m_socket.descriptor());
     }
     return true;
@@ -62,7 +75,7 @@ void Session::show(const std::string& deviceName) {
 
 std::string Session::description() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return "client " + m_peer.name + " on device \"" + m_deviceName + '"';
+    return "client " + m_peer.name + " on device \"" + printable(m_deviceName) + '"';
 }
 
 void Session::stop() {
@@ -94,7 +107,6 @@ void Session::disarm() {
     if (m_armed) {
         m_armed->waiter().disarm(m_socket.descriptor());
         m_socket.setIdleTimeout(m_idleTimeout);
-        m_socket.setPatient(false);
         m_armed.reset();
     }
 }

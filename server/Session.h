@@ -27,7 +27,7 @@ public:
             std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
-    ~Session();
+    ~Session() = default;
 
     /** Returns when the connection has ended. */
     void run();
@@ -35,16 +35,20 @@ public:
     /** Makes run() return when the request that is being done is. May be called by any thread. */
     void stop();
 
+    const Peer& peer() const { return m_peer; }
+
     /** The client and the device that it uses, for a trace. May be called by any thread. */
     std::string description() const;
 
 private:
+    void serve();
     bool answer(const Rynvel::Request& request);
     Rynvel::Response handle(const Rynvel::Request& request);
     void show(const std::string& deviceName);
     bool send(const Rynvel::Response& response, const Mishap& mishap) const;
     bool arm();
     void disarm();
+    void end();
 
     ClientSocket m_socket;
     const Peer m_peer;

@@ -71,7 +71,10 @@ template <typename T>
 class SimulatedDevice final : public Rynvel::Device<T> {
 public:
     SimulatedDevice(const std::string& name, const Common::DeviceKind& kind)
-        : Rynvel::Device<T>(name), m_addressStep(kind.addressStep), m_registers(simulatedSize / sizeof(T)) {
+        : Rynvel::Device<T>(name),
+          m_addressStep(kind.addressStep),
+          m_waitingEnables(kind.waitingEnables),
+          m_registers(simulatedSize / sizeof(T)) {
         if (kind.hasInterrupts) {
             m_interrupt = std::make_unique<SimulatedInterrupt>();
         }
@@ -125,7 +128,12 @@ public:
         return m_interrupt != nullptr;
     }
 
-    bool waitForInterrupt(unsigned long* info) override { return enableInterrupt() && m_interrupt->receive(info); }
+    bool waitForInterrupt(unsigned long* info) override {
+        if (m_interrupt && m_waitingEnables) {
+            m_interrupt->enable();
+        }
+        return m_interrupt && m_interrupt->receive(info);
+    }
 
     /** Does nothing, successfully, whatever the request. */
     int ioctl(int /*request*/, unsigned long /*arg*/) override { return 0; }
@@ -149,6 +157,7 @@ private:
     }
 
     const unsigned int m_addressStep;
+    const bool m_waitingEnables;
     std::mutex m_mutex;
     std::vector<T> m_registers;
     std::unique_ptr<SimulatedInterrupt> m_interrupt;

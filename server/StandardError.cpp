@@ -9,15 +9,18 @@ namespace Rynveld {
 namespace {
 
 // The mode would be that of every process which has the terminal or pipe from the same parent: it is opened anew.
-void openAnew() {
+bool openAnew() {
     const int own = ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (own != -1) {
-        ::dup2(own, STDERR_FILENO);
-        ::close(own);
+    if (own == -1) {
+        return false;
     }
+    ::dup2(own, STDERR_FILENO);
+    ::close(own);
+    return true;
 }
 
-// A socket cannot be opened anew. The one of a service manager is the service's alone.
+// For what cannot be opened anew: a socket, which a service manager makes for the service alone, and a terminal or pipe
+// of another user. There the server's clients come first.
 void changeMode() { ::fcntl(STDERR_FILENO, F_SETFL, ::fcntl(STDERR_FILENO, F_GETFL) | O_NONBLOCK); }
 
 } // namespace
@@ -27,9 +30,8 @@ void neverBlockOnStandardError() {
     if (::fstat(STDERR_FILENO, &status) != 0) {
         return;
     }
-    if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
-        openAnew();
-    } else if (S_ISSOCK(status.st_mode)) {
+    const bool mayBlock = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode) || S_ISSOCK(status.st_mode);
+    if (mayBlock && (S_ISSOCK(status.st_mode) || !openAnew())) {
         changeMode();
     }
 }

@@ -35,19 +35,18 @@ TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
         return found->second;
     }
     makeRoom(now);
-    return m_entries.emplace(key, Entry{now + period, 0, 0}).first->second;
+    const Key& own = m_entries.size() < mostEntries ? key : Key{otherHosts, key.second};
+    return m_entries.emplace(own, Entry{now + period, 0, 0}).first->second;
 }
 
-// Hosts come and go: those that have had nothing to say for a period are forgotten, and all when there are too many.
+// Hosts come and go: those that have had nothing to say for a period are forgotten, once they are too many.
 void TraceLimit::makeRoom(Time now) {
     if (m_entries.size() < mostEntries) {
         return;
     }
     for (auto entry = m_entries.begin(); entry != m_entries.end();) {
-        entry = now >= entry->second.end ? m_entries.erase(entry) : std::next(entry);
-    }
-    if (m_entries.size() >= mostEntries) {
-        m_entries.clear();
+        const bool isQuiet = now >= entry->second.end && entry->second.leftOut == 0;
+        entry = isQuiet ? m_entries.erase(entry) : std::next(entry);
     }
 }
 

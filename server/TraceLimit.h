@@ -26,7 +26,9 @@ public:
 
     static constexpr std::size_t linesInAPeriod = 20;
     static constexpr std::chrono::seconds period{10};
+    /** Further hosts share one entry for each cause. */
     static constexpr std::size_t mostEntries = 1000;
+    static constexpr const char* otherHosts = "other hosts";
 
     /**
      * What the line ends with: how many like it have been left out since the last one, or nothing.

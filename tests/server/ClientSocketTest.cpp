@@ -197,8 +197,6 @@ TEST(ClientSocket, FindsOutWithinAMinuteThatAClientHasGone) {
     EXPECT_LE(option(TCP_KEEPIDLE) + option(TCP_KEEPCNT) * option(TCP_KEEPINTVL), 60);
     EXPECT_GT(option(TCP_USER_TIMEOUT), 0);
     EXPECT_LE(option(TCP_USER_TIMEOUT), 60000);
-    socket.setPatient(true);
-    EXPECT_EQ(option(TCP_USER_TIMEOUT), 0);
 }
 
 TEST(ClientSocket, HoldsLittleOfTheKernelsMemory) {

@@ -1,11 +1,13 @@
 #include "InterruptWaiter.h"
 
+#include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <future>
 #include <system_error>
@@ -57,6 +59,9 @@ public:
     }
 
     bool enableInterrupt() override {
+        if (m_enablingBlocks) {
+            ::poll(nullptr, 0, -1);
+        }
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_enabled = !m_refuses;
         fire();
@@ -67,7 +72,16 @@ public:
         m_enabled = false;
         return true;
     }
+    /** A signal ends the next wait. */
+    void interruptTheNextWait() { m_waitIsInterrupted = true; }
+    /** Enabling takes until a signal comes. */
+    void blockWhenEnabled() { m_enablingBlocks = true; }
+
     bool waitForInterrupt(unsigned long* word) override {
+        if (m_waitIsInterrupted.exchange(false)) {
+            errno = EINTR;
+            return false;
+        }
         if (m_waitingEnables && !enableInterrupt()) {
             return false;
         }
@@ -108,6 +122,8 @@ private:
     }
 
     const bool m_waitingEnables;
+    std::atomic<bool> m_waitIsInterrupted{false};
+    std::atomic<bool> m_enablingBlocks{false};
     const SocketPair m_events{SOCK_DGRAM};
     mutable std::mutex m_mutex;
     bool m_active = false;
@@ -378,6 +394,23 @@ TEST_F(InterruptWaiterTest, ReportsWhenTheInterruptCannotBeEnabled) {
     EXPECT_FALSE(waiter.enable());
 }
 
+TEST_F(InterruptWaiterTest, WaitsOnAfterASignal) {
+    FakeDevice device(false);
+    InterruptWaiter waiter(device, false);
+    device.interruptTheNextWait();
+    const ArmedClient client(waiter);
+    EXPECT_TRUE(waiter.enable());
+    device.pulse();
+    EXPECT_EQ(client.word(), 1U);
+}
+
+TEST_F(InterruptWaiterTest, EndsWhileTheDeviceBlocksInItsEnabling) {
+    FakeDevice device;
+    device.blockWhenEnabled();
+    InterruptWaiter waiter(device, true);
+    const ArmedClient client(waiter);
+}
+
 class FailingDevice : public InterruptWaiterTest, public testing::WithParamInterface<bool> {};
 
 INSTANTIATE_TEST_SUITE_P(WaitingEnables, FailingDevice, testing::Bool());
@@ -391,7 +424,9 @@ TEST_P(FailingDevice, HasItsClientsHungUp) {
     device.fail();
     EXPECT_TRUE(one.isEnded());
     EXPECT_TRUE(other.isEnded());
-    EXPECT_EQ(recorder.lines(), EventLog{"Rynveld 1 run: No interrupts can be received from \"fake\"."});
+    const std::string line =
+        "Rynveld 1 traceFailure: No interrupts can be received from \"fake\" for client 10.0.0.7:4711.";
+    EXPECT_EQ(recorder.lines(), (EventLog{line, line}));
     const ArmedClient later(waiter);
     EXPECT_TRUE(later.isEnded());
 }

@@ -226,30 +226,6 @@ RecordClient connectFrom(const char* address, std::uint16_t port) {
     return RecordClient::on(socket);
 }
 
-TEST(Rynveld, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
-    Launch launch;
-    launch.traces = "*=1";
-    RynveldProcess server(simulatedWith({"--max-connections", "8"}), launch);
-    const std::vector<const char*> hosts = {"127.0.0.2", "127.0.0.3", "127.0.0.4"};
-    std::vector<RecordClient> clients;
-    for (const char* host : hosts) {
-        for (unsigned int i = 0; i < 2; ++i) {
-            clients.push_back(connectFrom(host, server.port()));
-            EXPECT_TRUE(clients.back().succeeds(Request(Type::Open, "uio.32")));
-        }
-        for (unsigned int i = 0; i < 100; ++i) {
-            EXPECT_TRUE(connectFrom(host, server.port()).isEnded());
-        }
-    }
-    const std::string text = server.endWithText();
-    EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
-    for (const char* host : hosts) {
-        const std::string line = std::string("Lines left out about ") + host + ": 80 (connections of host).";
-        EXPECT_NE(text.find(line), std::string::npos) << text;
-    }
-    EXPECT_EQ(linesIn(text), (20 + 1) * hosts.size()) << text;
-}
-
 // It takes two periods of the server's clock.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
 TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
@@ -264,7 +240,7 @@ TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
     std::this_thread::sleep_for(std::chrono::seconds(21));
     EXPECT_TRUE(RecordClient(server.port()).isEnded());
     const std::string text = server.endWithText();
-    const auto count = text.find("Lines left out about 127.0.0.1: 5 (connections).\n");
+    const auto count = text.find("Lines left out about 127.0.0.0/8: 5 (connections).\n");
     const auto last = text.rfind(" turned away: there are 1 connections.\n");
     ASSERT_NE(count, std::string::npos) << text;
     ASSERT_NE(last, std::string::npos) << text;
@@ -525,7 +501,7 @@ TEST(Rynveld, EndsWhileADeviceBlocks) {
     const auto begin = std::chrono::steady_clock::now();
     server.end();
     // The system would hold it for 45 s.
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
 TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
@@ -644,6 +620,49 @@ TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
     EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 5))), Values{7});
     EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
     EXPECT_NE(client.interrupt(), UINT32_MAX);
+}
+
+/** A client of this machine by its address of IPv6. */
+RecordClient connectByIpv6(std::uint16_t port) {
+    const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 server{};
+    server.sin6_family = AF_INET6;
+    server.sin6_port = htons(port);
+    server.sin6_addr = in6addr_loopback;
+    EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&server), sizeof(server)), 0);
+    return RecordClient::on(socket);
+}
+
+TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
+    const Listener listener(AF_INET6);
+    const LocalListener local;
+    Launch launch = activatedOn(std::vector<int>{listener.descriptor(), local.descriptor()});
+    launch.traces = "*=1";
+    RynveldProcess server(simulatedWith({"--max-connections", "8"}), launch);
+    const auto port = static_cast<std::uint16_t>(std::stoul(listener.port()));
+    std::vector<RecordClient> clients;
+    const auto fill = [&clients](const auto& connect) {
+        for (unsigned int i = 0; i < 2; ++i) {
+            clients.push_back(connect());
+            EXPECT_TRUE(clients.back().succeeds(Request(Type::Open, "uio.32")));
+        }
+        for (unsigned int i = 0; i < 100; ++i) {
+            EXPECT_TRUE(connect().isEnded());
+        }
+    };
+    // A host has as many addresses of these networks as it likes.
+    unsigned int last = 1;
+    fill([&] { return connectFrom(("127.0.0." + std::to_string(++last)).c_str(), port); });
+    fill([port] { return connectByIpv6(port); });
+    fill([&local] { return local.connect(); });
+    const std::string text = server.endWithText();
+    EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
+    const std::string user = "user " + std::to_string(::geteuid());
+    for (const std::string& host : {std::string("127.0.0.0/8"), std::string("::/64"), user}) {
+        const std::string line = "Lines left out about " + host + ": 80 (connections of host).";
+        EXPECT_NE(text.find(line), std::string::npos) << line << '\n' << text;
+    }
+    EXPECT_EQ(linesIn(text), 3 * (20 + 1)) << text;
 }
 
 TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {

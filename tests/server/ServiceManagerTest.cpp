@@ -180,5 +180,24 @@ TEST(ServiceManager, IsNotNotifiedWhereThereIsNone) {
     EXPECT_NO_THROW(notifyServiceManager("READY=1"));
 }
 
+TEST(ServiceManager, IsNotWaitedForWhenItTakesNothing) {
+    const std::string name = "rynveld manager " + std::to_string(::getpid());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path + 1, name.size());
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    const int manager = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(manager, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    const int sender = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    ASSERT_EQ(::connect(sender, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    while (::send(sender, "", 1, 0) == 1) {
+    }
+    ::setenv("NOTIFY_SOCKET", ("@" + name).c_str(), 1);
+    notifyServiceManager("STOPPING=1");
+    ::unsetenv("NOTIFY_SOCKET");
+    ::close(sender);
+    ::close(manager);
+}
+
 } // namespace
 } // namespace RynvelTest

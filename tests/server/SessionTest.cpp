@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "LeasedFile.h"
+#include "OwnFolder.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
@@ -35,7 +37,9 @@ Policy simulated(const std::vector<Fault>& faults = {}) {
 class RunningSession {
 public:
     explicit RunningSession(const std::vector<Fault>& faults = {}, std::chrono::milliseconds idleTimeout = 0ms)
-        : m_policy(simulated(faults)),
+        : RunningSession(idleTimeout, simulated(faults)) {}
+    RunningSession(std::chrono::milliseconds idleTimeout, Policy policy)
+        : m_policy(std::move(policy)),
           m_devices(m_policy),
           m_session(m_pair.releaseServer(), {"the client", "its host", m_limit}, m_devices, m_policy, idleTimeout) {
         Rynveld::handleWakeUps();
@@ -141,6 +145,18 @@ TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
         session.stop();
         EXPECT_TRUE(session.client().isEnded());
     }
+}
+
+TEST(Session, LetsGoOfItsDeviceInItsOwnThread) {
+    const OwnFolder folder;
+    OwnFolder::makeFile("registers.seek", 16);
+    RunningSession session(0ms, Policy{});
+    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "seek.8")));
+    ::shutdown(session.client().socket(), SHUT_WR);
+    session.join();
+    // Nobody has the file open.
+    const LeasedFile file("registers.seek");
+    EXPECT_TRUE(session.client().isEnded());
 }
 
 TEST(Session, EndsWhenTheClientIsIdle) {

@@ -155,6 +155,21 @@ TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
     EXPECT_EQ(word, 7U);
 }
 
+TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes) {
+    auto kind = kindOf(width());
+    kind.waitingEnables = false;
+    const auto simulation = simulate("simulated", kind);
+    auto& device = simulation.device->device();
+    EXPECT_TRUE(device.enableInterrupt());
+    simulation.interrupt->raise(7);
+    EXPECT_TRUE(device.disableInterrupt());
+    simulation.interrupt->raise(8);
+    unsigned long word = 0;
+    EXPECT_TRUE(device.waitForInterrupt(&word));
+    EXPECT_EQ(word, 7U);
+    EXPECT_FALSE(isReadable(device.getNativeHandle()));
+}
+
 TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
 
 /** The word that waits to be received; none when none does. */

@@ -73,5 +73,22 @@ TEST_F(TraceLimitTest, ForgetsTheHostsThatHaveNothingToSayAnyMore) {
     EXPECT_EQ(admit(), std::nullopt);
 }
 
+TEST_F(TraceLimitTest, GivesHostsThatAreTooManyOneShare) {
+    for (std::size_t i = 0; i < TraceLimit::mostEntries; ++i) {
+        EXPECT_EQ(admit(std::to_string(i)), "");
+    }
+    for (std::size_t i = 0; i < 2 * TraceLimit::mostEntries; ++i) {
+        EXPECT_EQ(admit("another " + std::to_string(i)).has_value(), i < TraceLimit::linesInAPeriod) << i;
+    }
+    for (std::size_t i = 1; i < TraceLimit::linesInAPeriod; ++i) {
+        EXPECT_EQ(admit("0"), "");
+    }
+    EXPECT_EQ(admit("0"), std::nullopt);
+    const auto leftOut = m_limit.takeLeftOut(m_now + TraceLimit::period);
+    ASSERT_EQ(leftOut.size(), 2U);
+    EXPECT_EQ(leftOut[1].host, "other hosts");
+    EXPECT_EQ(leftOut[1].count, 2 * TraceLimit::mostEntries - TraceLimit::linesInAPeriod);
+}
+
 } // namespace
 } // namespace RynvelTest
