@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
-#include <exception>
+#include <stdexcept>
 #include <utility>
 
 #include "DeviceKind.h"
@@ -15,41 +17,76 @@ namespace Common {
 
 namespace {
 
-struct Map {
-    unsigned long offset = 0;
-    unsigned long size = 0;
-};
-
 bool isUio(Rynvel::DeviceType type) { return type == Rynvel::DeviceType::Uio16 || type == Rynvel::DeviceType::Uio32; }
-
-Map mapOf(const Rynvel::MemoryDevice& row) {
-    using Uio = Rynvel::Uio<std::uint32_t>;
-    if (isUio(row.m_type)) {
-        return {Uio::getMapData(row.m_devicePath, "offset"), Uio::getMapData(row.m_devicePath, "size")};
-    }
-    return {0, row.m_parameter};
-}
 
 Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
     return {row.m_devicePath + ": " + reason, std::nullopt};
 }
 
-Probe mapFile(const Rynvel::MemoryDevice& row, HandOver& file) {
-    const Map map = mapOf(row);
-    if (map.size == 0) {
-        return failed(row, isUio(row.m_type) ? "no memory map is described in sysfs" : "the mapping has no size");
-    }
-    if (map.offset >= map.size || map.size > UINT32_MAX) {
-        return failed(row, "the memory map described in sysfs holds no registers");
-    }
-    if (!file.map(map.size)) {
-        return failed(row, std::string("cannot be mapped: ") + std::strerror(errno));
-    }
-    return {"", static_cast<std::uint32_t>(map.size - map.offset)};
-}
+/** Opens the device and maps it where its backend does, and keeps what the backend will open and map. */
+class Opening {
+public:
+    explicit Opening(const Rynvel::MemoryDevice& row) : m_row(row) {}
 
-/** Opens the device file, and maps it where its backend does. */
-Probe openFile(const Rynvel::MemoryDevice& row, std::optional<HandOver>& file) {
+    Probe open() {
+        const int descriptor = m_files.open(m_row.m_devicePath, O_RDWR);
+        return descriptor == -1 ? failed(std::strerror(errno)) : Probe{};
+    }
+
+    Probe openMapped() {
+        const int descriptor = m_files.open(m_row.m_devicePath, O_RDWR);
+        if (descriptor == -1) {
+            return failed(std::strerror(errno));
+        }
+        if (!isUio(m_row.m_type)) {
+            return m_row.m_parameter == 0 ? failed("the mapping has no size") : map(descriptor, 0, m_row.m_parameter);
+        }
+        const auto offset = attribute("offset");
+        const auto size = attribute("size");
+        if (!offset || !size || *size == 0) {
+            return failed("no memory map is described in sysfs");
+        }
+        if (*offset >= *size || *size > UINT32_MAX) {
+            return failed("the memory map described in sysfs holds no registers");
+        }
+        return map(descriptor, *offset, *size);
+    }
+
+    const HandOver& files() const { return m_files; }
+
+private:
+    Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
+
+    // The library reads each attribute again, and takes 0 for one that it cannot read.
+    std::optional<unsigned long> attribute(const std::string& name) {
+        const std::string path = "/sys/class/uio/" + linkText() + "/maps/map0/" + name;
+        const int now = m_files.open(path, O_RDONLY);
+        const int later = m_files.open(path, O_RDONLY);
+        char first = 0;
+        if (now == -1 || later == -1 || ::pread(now, &first, 1, 0) != 1 || ::pread(later, &first, 1, 0) != 1) {
+            return std::nullopt;
+        }
+        return Rynvel::Uio<std::uint32_t>::getMapData(m_row.m_devicePath, name);
+    }
+
+    std::string linkText() const {
+        std::array<char, PATH_MAX> text{};
+        const ssize_t size = ::readlink(m_row.m_devicePath.c_str(), text.data(), text.size());
+        return {text.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
+    }
+
+    Probe map(int descriptor, unsigned long offset, unsigned long size) {
+        if (!m_files.map(descriptor, size, offset)) {
+            return failed(std::string("cannot be mapped: ") + std::strerror(errno));
+        }
+        return {"", static_cast<std::uint32_t>(size - offset)};
+    }
+
+    const Rynvel::MemoryDevice& m_row;
+    HandOver m_files;
+};
+
+Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<Opening>& opening) {
     const DeviceKind* const kind = findKind(row.m_type);
     if (kind == nullptr) {
         return failed(row, "no backend for its type");
@@ -57,17 +94,10 @@ Probe openFile(const Rynvel::MemoryDevice& row, std::optional<HandOver>& file) {
     if (kind->access == Access::Remote) {
         return {};
     }
-    const int descriptor = ::open(row.m_devicePath.c_str(), O_RDWR | O_CLOEXEC);
-    if (descriptor == -1) {
-        return failed(row, std::strerror(errno));
-    }
-    file.emplace(row.m_devicePath, descriptor);
-    if (kind->access != Access::Mapped) {
-        return {};
-    }
+    opening.emplace(row);
     try {
-        return mapFile(row, *file);
-    } catch (const std::exception&) {
+        return kind->access == Access::Mapped ? opening->openMapped() : opening->open();
+    } catch (const std::logic_error&) {
         return failed(row, "an attribute of its memory map in sysfs is no number");
     }
 }
@@ -75,14 +105,23 @@ Probe openFile(const Rynvel::MemoryDevice& row, std::optional<HandOver>& file) {
 } // namespace
 
 Probe probe(const Rynvel::MemoryDevice& row) {
-    std::optional<HandOver> file;
-    return openFile(row, file);
+    std::optional<Opening> opening;
+    return openFiles(row, opening);
 }
 
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
-    std::optional<HandOver> file;
-    Probe probe = openFile(row, file);
-    auto device = probe.obstacle.empty() ? open(row, probe.mapSize) : nullptr;
+    std::optional<Opening> opening;
+    Probe probe = openFiles(row, opening);
+    if (!probe.obstacle.empty()) {
+        return {nullptr, std::move(probe)};
+    }
+    auto device = open(row, probe.mapSize);
+    if (opening && opening->files().hasMapping()) {
+        return {nullptr, failed(row, "the memory map described in sysfs has changed")};
+    }
+    if (opening) {
+        device->keep(opening->files().takeLeftover());
+    }
     return {std::move(device), std::move(probe)};
 }
 

@@ -9,12 +9,18 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <utility>
 
 namespace {
 
 __thread Common::HandOver* current = nullptr;
+
+int openReally(const char* path, int flags, mode_t mode) {
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
 
 void* mapReally(void* address, size_t length, int protection, int flags, int descriptor, off64_t offset) {
 #ifdef SYS_mmap2
@@ -41,40 +47,67 @@ void* map(void* address, size_t length, int protection, int flags, int descripto
 
 namespace Common {
 
-HandOver::HandOver(std::string path, int descriptor) : m_path(std::move(path)), m_descriptor(descriptor) {
-    current = this;
-}
+MappedRange::~MappedRange() { ::munmap(m_begin, m_size); }
+
+HandOver::HandOver() { current = this; }
 
 HandOver::~HandOver() {
     current = nullptr;
     if (m_mapping != nullptr) {
-        ::munmap(m_mapping, m_size);
+        ::munmap(m_begin, m_whole);
     }
-    if (!m_isTaken) {
-        ::close(m_descriptor);
+    for (const File& file : m_files) {
+        ::close(file.descriptor);
     }
 }
 
-bool HandOver::map(std::size_t size) {
-    void* const mapping = mapReally(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_descriptor, 0);
-    if (mapping == MAP_FAILED) {
+int HandOver::open(const std::string& path, int flags) {
+    m_files.reserve(m_files.size() + 1);
+    const int descriptor = openReally(path.c_str(), flags | O_CLOEXEC, 0);
+    if (descriptor != -1) {
+        m_files.push_back({path, descriptor});
+    }
+    return descriptor;
+}
+
+bool HandOver::map(int descriptor, std::size_t size, std::size_t offset) {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    m_whole = (offset + size + page - 1) / page * page;
+    // An unmapping that does not begin at a page does nothing.
+    m_leftoverSize = offset % page == 0 ? offset : m_whole;
+    void* const reserved = mapReally(nullptr, m_whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (reserved == MAP_FAILED) {
         return false;
     }
-    m_mapping = mapping;
+    m_begin = reserved;
+    if (mapReally(m_begin, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, descriptor, 0) == MAP_FAILED) {
+        const int reason = errno;
+        ::munmap(m_begin, m_whole);
+        errno = reason;
+        return false;
+    }
+    m_mapped = descriptor;
+    m_mapping = m_begin;
     m_size = size;
     return true;
 }
 
+std::shared_ptr<MappedRange> HandOver::takeLeftover() const {
+    return m_leftoverSize == 0 ? nullptr : std::make_shared<MappedRange>(m_begin, m_leftoverSize);
+}
+
 int HandOver::take(const char* path) {
-    if (m_isTaken || m_path != path) {
+    const auto file = std::find_if(m_files.begin(), m_files.end(), [&](const File& each) { return each.path == path; });
+    if (file == m_files.end()) {
         return -1;
     }
-    m_isTaken = true;
-    return m_descriptor;
+    const int descriptor = file->descriptor;
+    m_files.erase(file);
+    return descriptor;
 }
 
 void* HandOver::take(int descriptor, std::size_t size) {
-    return descriptor == m_descriptor && size == m_size ? std::exchange(m_mapping, nullptr) : nullptr;
+    return descriptor == m_mapped && size == m_size ? std::exchange(m_mapping, nullptr) : nullptr;
 }
 
 } // namespace Common
@@ -83,7 +116,7 @@ namespace {
 
 int openOrTake(const char* path, int flags, mode_t mode) {
     const int handedOver = current != nullptr ? current->take(path) : -1;
-    return handedOver != -1 ? handedOver : static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    return handedOver != -1 ? handedOver : openReally(path, flags, mode);
 }
 
 mode_t modeOf(int flags, std::va_list& arguments) { return __OPEN_NEEDS_MODE(flags) ? va_arg(arguments, mode_t) : 0; }

@@ -1,47 +1,83 @@
 /**
  * @file
- * Lets the library use a device file that is open already.
+ * Lets the library use files that are open already.
  */
 #ifndef RYNVEL_COMMON_HANDOVER_H
 #define RYNVEL_COMMON_HANDOVER_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace Common {
 
+/** Addresses that are unmapped at the end. */
+class MappedRange {
+public:
+    MappedRange(void* begin, std::size_t size) : m_begin(begin), m_size(size) {}
+    MappedRange(const MappedRange&) = delete;
+    MappedRange& operator=(const MappedRange&) = delete;
+    ~MappedRange();
+
+private:
+    void* const m_begin;
+    const std::size_t m_size;
+};
+
 /**
- * While it lives, the first attempt of its thread to open the file gets the descriptor that is handed over, and the
- * first attempt to map that descriptor from its beginning gets the mapping. What nobody has taken is let go of at its
- * end.
+ * While it lives, the next attempt of its thread to open a path gets a descriptor that is handed over for it, and the
+ * first attempt to map the mapped descriptor from its beginning gets the mapping. What nobody has taken is let go of at
+ * its end.
  *
- * The backends of the library open and map a device file themselves, and end the process when they cannot. A program
- * that has found out beforehand that it can must hand over what it has: a second attempt may fail.
+ * The backends of the library open and map a device file themselves, and end the process when they cannot; a UIO device
+ * whose attributes cannot be read has wrong ones. A program that has found out beforehand that all of this works must
+ * hand over what it has: a second attempt may fail.
  *
  * It works by functions of the C library's names in the program that links this, which the library's calls find first.
  */
 class HandOver {
 public:
-    /** @param descriptor of the file, owned from now on. */
-    HandOver(std::string path, int descriptor);
+    HandOver();
     HandOver(const HandOver&) = delete;
     HandOver& operator=(const HandOver&) = delete;
     ~HandOver();
 
-    /** Maps the file from its beginning; false, with errno set, when the system refuses. */
-    bool map(std::size_t size);
+    /** Opens a file, to hand it over once. @return the descriptor; -1, with errno set, when the system refuses. */
+    int open(const std::string& path, int flags);
 
-    /** The descriptor, or -1 when it is not for this path or has been taken. */
+    /**
+     * Maps a descriptor from its beginning. The library unmaps what begins at the offset: there the addresses behind
+     * the mapping are reserved, so that nothing else is there.
+     *
+     * @return false, with errno set, when the system refuses.
+     */
+    bool map(int descriptor, std::size_t size, std::size_t offset);
+
+    /** Whether nobody has taken the mapping. */
+    bool hasMapping() const { return m_mapping != nullptr; }
+    /** What will be left of the taken mapping when the library has unmapped it; null without an offset. */
+    std::shared_ptr<MappedRange> takeLeftover() const;
+
+    /** A descriptor for the path; -1 when there is none, or none any more. */
     int take(const char* path);
     /** The mapping, or null when it is not of this file and this size or has been taken. */
     void* take(int descriptor, std::size_t size);
 
 private:
-    const std::string m_path;
-    const int m_descriptor;
-    bool m_isTaken = false;
+    struct File {
+        std::string path;
+        int descriptor;
+    };
+
+    std::vector<File> m_files;
+    int m_mapped = -1;
     void* m_mapping = nullptr;
     std::size_t m_size = 0;
+    /** The mapping with the addresses that are reserved behind it. */
+    void* m_begin = nullptr;
+    std::size_t m_whole = 0;
+    std::size_t m_leftoverSize = 0;
 };
 
 } // namespace Common

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <rynvel.hpp>
 
@@ -50,6 +51,12 @@ public:
                          Rynvel::ByteOrder order) = 0;
     virtual Outcome write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
                           Rynvel::ByteOrder order) = 0;
+
+    /** Lets something live until the device itself has ended. */
+    void keep(std::shared_ptr<const void> thing) { m_kept = std::move(thing); }
+
+private:
+    std::shared_ptr<const void> m_kept;
 };
 
 /**

@@ -3,8 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -169,7 +172,7 @@ TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
               "/dev/odd: no backend for its type");
 }
 
-/** What a thread asks for while a file is handed over. */
+/** What a thread asks for while files are handed over. */
 class HandOverTest : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
@@ -179,54 +182,114 @@ protected:
     static bool isOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
 
     const MemoryFile m_file{pageSize};
-    const int m_descriptor = openAgain(m_file.path());
 };
 
-TEST_F(HandOverTest, GivesTheFileToTheFirstThatOpensIt) {
-    Common::HandOver handOver(m_file.path(), m_descriptor);
+TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
+    Common::HandOver handOver;
     const MemoryFile other(pageSize);
+    const int first = handOver.open(m_file.path(), O_RDWR);
+    const int second = handOver.open(m_file.path(), O_RDWR);
+    EXPECT_NE(first, second);
     const int another = openAgain(other.path());
-    EXPECT_NE(another, m_descriptor);
-    EXPECT_EQ(openAgain(m_file.path()), m_descriptor);
-    const int second = openAgain(m_file.path());
-    EXPECT_NE(second, m_descriptor);
-    close(second);
-    close(another);
+    EXPECT_NE(another, first);
+    EXPECT_EQ(openAgain(m_file.path()), first);
+    EXPECT_EQ(openAgain(m_file.path()), second);
+    const int third = openAgain(m_file.path());
+    EXPECT_NE(third, first);
+    EXPECT_NE(third, second);
+    for (const int descriptor : {another, first, second, third}) {
+        close(descriptor);
+    }
+}
+
+TEST_F(HandOverTest, SaysWhyAFileCannotBeOpened) {
+    Common::HandOver handOver;
+    EXPECT_EQ(handOver.open("/nowhere/registers", O_RDWR), -1);
+    EXPECT_EQ(errno, ENOENT);
 }
 
 TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
-    Common::HandOver handOver(m_file.path(), m_descriptor);
-    ASSERT_TRUE(handOver.map(pageSize));
-    void* const larger = mapAgain(m_descriptor, 2 * pageSize);
-    void* const first = mapAgain(m_descriptor, pageSize);
-    void* const second = mapAgain(m_descriptor, pageSize);
+    Common::HandOver handOver;
+    const int descriptor = handOver.open(m_file.path(), O_RDWR);
+    ASSERT_TRUE(handOver.map(descriptor, pageSize, 0));
+    EXPECT_TRUE(handOver.hasMapping());
+    void* const larger = mapAgain(descriptor, 2 * pageSize);
+    EXPECT_TRUE(handOver.hasMapping());
+    void* const first = mapAgain(descriptor, pageSize);
+    EXPECT_FALSE(handOver.hasMapping());
+    void* const second = mapAgain(descriptor, pageSize);
     EXPECT_NE(first, MAP_FAILED);
     EXPECT_NE(first, second);
-    EXPECT_EQ(handOver.take(m_descriptor, pageSize), nullptr);
+    EXPECT_EQ(handOver.take(descriptor, pageSize), nullptr);
     munmap(larger, 2 * pageSize);
     munmap(first, pageSize);
     munmap(second, pageSize);
 }
 
 TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
+    int descriptor = -1;
     {
-        const Common::HandOver handOver(m_file.path(), m_descriptor);
+        Common::HandOver handOver;
+        descriptor = handOver.open(m_file.path(), O_RDWR);
         int opened = -1;
         std::thread([&] { opened = openAgain(m_file.path()); }).join();
-        EXPECT_NE(opened, m_descriptor);
+        EXPECT_NE(opened, descriptor);
         close(opened);
-        EXPECT_TRUE(isOpen(m_descriptor));
+        EXPECT_TRUE(isOpen(descriptor));
     }
-    EXPECT_FALSE(isOpen(m_descriptor));
+    EXPECT_FALSE(isOpen(descriptor));
 }
 
 TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
+    int descriptor = -1;
     {
-        const Common::HandOver handOver(m_file.path(), m_descriptor);
-        EXPECT_EQ(openAgain(m_file.path()), m_descriptor);
+        Common::HandOver handOver;
+        descriptor = handOver.open(m_file.path(), O_RDWR);
+        EXPECT_EQ(openAgain(m_file.path()), descriptor);
     }
-    EXPECT_TRUE(isOpen(m_descriptor));
-    close(m_descriptor);
+    EXPECT_TRUE(isOpen(descriptor));
+    close(descriptor);
+}
+
+/** Whether the process has nothing at the address of a page. */
+bool isFree(const void* page) {
+    const bool isMapped = ::msync(const_cast<void*>(page), 1, MS_ASYNC) == 0;
+    return !isMapped && errno == ENOMEM;
+}
+
+TEST_F(HandOverTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
+    for (const std::size_t offset : {std::size_t{0x800}, std::size_t{pageSize}}) {
+        Common::HandOver handOver;
+        const int descriptor = handOver.open(m_file.path(), O_RDWR);
+        ASSERT_TRUE(handOver.map(descriptor, 2 * pageSize, offset));
+        auto* const mapping = static_cast<char*>(mapAgain(descriptor, 2 * pageSize));
+        auto leftover = handOver.takeLeftover();
+        EXPECT_FALSE(isFree(mapping));
+        // What the unmapping can reach is the mapping's own, so that it takes nothing of others along.
+        EXPECT_FALSE(isFree(mapping + 2 * pageSize));
+        munmap(mapping + offset, 2 * pageSize);
+        leftover.reset();
+        for (const std::size_t page : {0U, 1U, 2U}) {
+            EXPECT_TRUE(isFree(mapping + page * pageSize)) << offset << ' ' << page;
+        }
+    }
+}
+
+std::size_t numberOfMappings() {
+    std::ifstream maps("/proc/self/maps");
+    return static_cast<std::size_t>(
+        std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n'));
+}
+
+TEST_F(HandOverTest, LeavesNothingOfAMappingThatNobodyTakes) {
+    numberOfMappings();
+    const std::size_t before = numberOfMappings();
+    for (unsigned int i = 0; i < 10; ++i) {
+        Common::HandOver handOver;
+        ASSERT_TRUE(handOver.map(handOver.open(m_file.path(), O_RDWR), pageSize, 0x800));
+        EXPECT_GT(numberOfMappings(), before);
+    }
+    EXPECT_EQ(numberOfMappings(), before);
 }
 
 TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
