@@ -3,8 +3,13 @@
 
 cmake_minimum_required(VERSION 3.25)
 
-set(types Lseek8 Lseek16 Lseek32 Uio16 Uio32 FpgaSpi32 Tyvon16 Tyvon32 TyvonInterrupt16 TyvonInterrupt32
-  Remote8 Remote16 Remote32)
+# The device types are the enumerators of the public header.
+file(READ "${CMAKE_CURRENT_LIST_DIR}/../include/rynvel/MemoryDevice.h" header)
+if(NOT header MATCHES "enum class DeviceType[^{]*{([^}]*)}")
+  message(FATAL_ERROR "No enumeration DeviceType in include/rynvel/MemoryDevice.h")
+endif()
+string(REGEX MATCHALL "[A-Za-z0-9]+ =" types "${CMAKE_MATCH_1}")
+list(TRANSFORM types REPLACE " =" "")
 
 # One line in the form of a compiler's error, then the end.
 function(fail place message)

@@ -1,7 +1,8 @@
-# Warnings of all targets of the project, as the target rynvel_warnings.
+# Warnings of all targets of the project, as the target rynvel_warnings. A switch that forgets an enumerator fails every
+# build, so that a new device type is missed nowhere.
 
 add_library(rynvel_warnings INTERFACE)
 target_compile_options(rynvel_warnings INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+  -Wall -Werror=switch -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
   $<$<BOOL:${RYNVEL_WERROR}>:-Werror>)

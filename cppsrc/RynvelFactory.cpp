@@ -31,58 +31,50 @@ int findRow(const std::string& logicalDevName) {
     return row == memoryDevices.end() ? -1 : static_cast<int>(std::distance(memoryDevices.begin(), row));
 }
 
+/** A new backend; null, with the arguments left alone, when its width is another than the one asked for. */
+template <typename T, typename Backend, typename... Arguments>
+std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
+    if constexpr (std::is_base_of_v<Device<T>, Backend>) {
+        return std::make_unique<Backend>(std::forward<Arguments>(arguments)...);
+    } else {
+        return nullptr;
+    }
+}
+
 /** The device that the row describes, or null, with the mutex left alone, when its type is none of this width. */
 template <typename T>
-std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex);
-
-template <>
-std::unique_ptr<Device8> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+    const std::string& path = row.m_devicePath;
     switch (row.m_type) {
     case DeviceType::Lseek8:
-        return std::make_unique<Lseek<std::uint8_t>>(row.m_devicePath, std::move(mutex));
-    case DeviceType::Remote8:
-        return std::make_unique<Remote<std::uint8_t>>(row.m_name, row.m_devicePath, std::move(mutex));
-    default:
-        return nullptr;
-    }
-}
-
-template <>
-std::unique_ptr<Device16> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
-    switch (row.m_type) {
+        return make<T, Lseek<std::uint8_t>>(path, std::move(mutex));
     case DeviceType::Lseek16:
-        return std::make_unique<Lseek<std::uint16_t>>(row.m_devicePath, std::move(mutex));
-    case DeviceType::Uio16:
-        return std::make_unique<Uio<std::uint16_t>>(row.m_devicePath, std::move(mutex), false);
-    case DeviceType::Tyvon16:
-        return std::make_unique<Tyvon<std::uint16_t>>(row.m_devicePath, 0, row.m_parameter, std::move(mutex), false);
-    case DeviceType::TyvonInterrupt16:
-        return std::make_unique<TyvonInterrupt<std::uint16_t>>(row.m_devicePath, std::move(mutex));
-    case DeviceType::Remote16:
-        return std::make_unique<Remote<std::uint16_t>>(row.m_name, row.m_devicePath, std::move(mutex));
-    default:
-        return nullptr;
-    }
-}
-
-template <>
-std::unique_ptr<Device32> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
-    switch (row.m_type) {
+        return make<T, Lseek<std::uint16_t>>(path, std::move(mutex));
     case DeviceType::Lseek32:
-        return std::make_unique<Lseek<std::uint32_t>>(row.m_devicePath, std::move(mutex));
+        return make<T, Lseek<std::uint32_t>>(path, std::move(mutex));
+    case DeviceType::Uio16:
+        return make<T, Uio<std::uint16_t>>(path, std::move(mutex), false);
     case DeviceType::Uio32:
-        return std::make_unique<Uio<std::uint32_t>>(row.m_devicePath, std::move(mutex), false);
-    case DeviceType::Tyvon32:
-        return std::make_unique<Tyvon<std::uint32_t>>(row.m_devicePath, 0, row.m_parameter, std::move(mutex), false);
-    case DeviceType::TyvonInterrupt32:
-        return std::make_unique<TyvonInterrupt<std::uint32_t>>(row.m_devicePath, std::move(mutex));
+        return make<T, Uio<std::uint32_t>>(path, std::move(mutex), false);
     case DeviceType::FpgaSpi32:
-        return std::make_unique<FpgaSpi32>(row.m_devicePath, std::move(mutex), row.m_parameter);
+        return make<T, FpgaSpi32>(path, std::move(mutex), row.m_parameter);
+    case DeviceType::Tyvon16:
+        return make<T, Tyvon<std::uint16_t>>(path, 0, row.m_parameter, std::move(mutex), false);
+    case DeviceType::Tyvon32:
+        return make<T, Tyvon<std::uint32_t>>(path, 0, row.m_parameter, std::move(mutex), false);
+    case DeviceType::TyvonInterrupt16:
+        return make<T, TyvonInterrupt<std::uint16_t>>(path, std::move(mutex));
+    case DeviceType::TyvonInterrupt32:
+        return make<T, TyvonInterrupt<std::uint32_t>>(path, std::move(mutex));
+    case DeviceType::Remote8:
+        return make<T, Remote<std::uint8_t>>(row.m_name, path, std::move(mutex));
+    case DeviceType::Remote16:
+        return make<T, Remote<std::uint16_t>>(row.m_name, path, std::move(mutex));
     case DeviceType::Remote32:
-        return std::make_unique<Remote<std::uint32_t>>(row.m_name, row.m_devicePath, std::move(mutex));
-    default:
-        return nullptr;
+        return make<T, Remote<std::uint32_t>>(row.m_name, path, std::move(mutex));
     }
+    // A program's own row may hold any number.
+    return nullptr;
 }
 
 std::unique_ptr<IDevice> buildOfAnyWidth(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {

@@ -83,41 +83,35 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
 }
 
 TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
-    struct Expected {
-        DeviceType type;
+    struct Backend {
         const char* name;
+        std::vector<unsigned int> widths;
         Access access;
-        unsigned int width;
         bool hasInterrupts;
         bool waitingEnables;
-        unsigned int addressStep;
     };
-    const std::vector<Expected> kinds = {
-        {DeviceType::Lseek8, "Lseek8", Access::Seekable, 8, false, false, 1},
-        {DeviceType::Lseek16, "Lseek16", Access::Seekable, 16, false, false, 2},
-        {DeviceType::Lseek32, "Lseek32", Access::Seekable, 32, false, false, 4},
-        {DeviceType::Uio16, "Uio16", Access::Mapped, 16, true, true, 1},
-        {DeviceType::Uio32, "Uio32", Access::Mapped, 32, true, true, 1},
-        {DeviceType::FpgaSpi32, "FpgaSpi32", Access::Spi, 32, false, false, 1},
-        {DeviceType::Tyvon16, "Tyvon16", Access::Mapped, 16, true, false, 1},
-        {DeviceType::Tyvon32, "Tyvon32", Access::Mapped, 32, true, false, 1},
-        {DeviceType::TyvonInterrupt16, "TyvonInterrupt16", Access::Seekable, 16, true, false, 2},
-        {DeviceType::TyvonInterrupt32, "TyvonInterrupt32", Access::Seekable, 32, true, false, 4},
-        {DeviceType::Remote8, "Remote8", Access::Remote, 8, true, false, 1},
-        {DeviceType::Remote16, "Remote16", Access::Remote, 16, true, false, 1},
-        {DeviceType::Remote32, "Remote32", Access::Remote, 32, true, false, 1},
+    const std::vector<Backend> backends = {
+        {"Lseek", {8, 16, 32}, Access::Seekable, false, false},
+        {"Uio", {16, 32}, Access::Mapped, true, true},
+        {"FpgaSpi", {32}, Access::Spi, false, false},
+        {"Tyvon", {16, 32}, Access::Mapped, true, false},
+        {"TyvonInterrupt", {16, 32}, Access::Seekable, true, false},
+        {"Remote", {8, 16, 32}, Access::Remote, true, false},
     };
-    for (const auto& expected : kinds) {
-        const auto* const kind = Common::findKind(expected.type);
-        ASSERT_NE(kind, nullptr) << expected.name;
-        EXPECT_STREQ(kind->name, expected.name);
-        EXPECT_EQ(kind->access, expected.access) << expected.name;
-        EXPECT_EQ(kind->width, expected.width) << expected.name;
-        EXPECT_EQ(kind->hasInterrupts, expected.hasInterrupts) << expected.name;
-        EXPECT_EQ(kind->waitingEnables, expected.waitingEnables) << expected.name;
-        EXPECT_EQ(kind->addressStep, expected.addressStep) << expected.name;
+    std::uint32_t type = 0;
+    for (const auto& backend : backends) {
+        for (const auto width : backend.widths) {
+            const auto* const kind = Common::findKind(static_cast<DeviceType>(type++));
+            ASSERT_NE(kind, nullptr) << backend.name << width;
+            EXPECT_EQ(kind->name, backend.name + std::to_string(width));
+            EXPECT_EQ(kind->access, backend.access) << kind->name;
+            EXPECT_EQ(kind->width, width) << kind->name;
+            EXPECT_EQ(kind->hasInterrupts, backend.hasInterrupts) << kind->name;
+            EXPECT_EQ(kind->waitingEnables, backend.waitingEnables) << kind->name;
+            EXPECT_EQ(kind->addressStep, backend.access == Access::Seekable ? width / 8 : 1) << kind->name;
+        }
     }
-    EXPECT_EQ(Common::findKind(static_cast<DeviceType>(kinds.size())), nullptr);
+    EXPECT_EQ(Common::findKind(static_cast<DeviceType>(type)), nullptr);
     EXPECT_EQ(Common::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
 }
 
