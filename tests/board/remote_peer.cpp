@@ -24,19 +24,7 @@ namespace {
 
 using Rynvel::Request;
 using Rynvel::RequestData;
-using RynvelTest::addressAt;
-using RynvelTest::byteOrderAt;
-using RynvelTest::Bytes;
-using RynvelTest::lengthAt;
-using RynvelTest::maskAt;
-using RynvelTest::refusal;
-using RynvelTest::Reply;
-using RynvelTest::requestBytes;
-using RynvelTest::success;
-using RynvelTest::TestPeer;
-using RynvelTest::valuesAt;
-using RynvelTest::valueWords;
-using RynvelTest::WordAt;
+using namespace RynvelTest;
 
 /** Devices with a register at every address, that raise an interrupt on request. */
 class RegisterServer {
@@ -79,7 +67,7 @@ private:
     }
 
     static Reply read(RemoteDevice& device, const Request& request) {
-        if (request.getAddress() == RynvelTest::refusedAddress) {
+        if (request.getAddress() == refusedAddress) {
             return refusal();
         }
         std::vector<std::uint32_t> values;
@@ -90,7 +78,7 @@ private:
     }
 
     static Reply write(RemoteDevice& device, const Request& request) {
-        if (request.getAddress() == RynvelTest::refusedAddress) {
+        if (request.getAddress() == refusedAddress) {
             return refusal();
         }
         const std::uint32_t mask = request.getBitmask() != 0 ? request.getBitmask() : 0xFFFFFFFF;
@@ -103,11 +91,11 @@ private:
 
     Reply perform(const RemoteDevice& device, const Request& request) {
         switch (request.getCommand()) {
-        case RynvelTest::Raise:
+        case Raise:
             m_peer.send(device.interrupts, bigEndian(request.getValue()));
             return success();
-        case RynvelTest::HangUp:
-            return RynvelTest::closing();
+        case HangUp:
+            return closing();
         default:
             return refusal();
         }
@@ -115,7 +103,7 @@ private:
 
     static Bytes bigEndian(std::uint32_t word) {
         Bytes bytes(4);
-        RynvelTest::put(bytes, 0, word);
+        put(bytes, 0, word);
         return bytes;
     }
 
@@ -162,7 +150,7 @@ private:
     }
 
     void singleAccesses() {
-        addWrite(0x10, RynvelTest::Width<T>::value);
+        addWrite(0x10, Width<T>::value);
         addRead(0x10);
         addWrite(0x20, std::numeric_limits<T>::max());
         addWrite(0x20, 0x50, 0xF0);

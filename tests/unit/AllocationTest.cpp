@@ -38,9 +38,7 @@ thread_local bool disturbing = false;
 namespace {
 
 using Rynvel::ByteOrder;
-using RynvelTest::EventLog;
-using RynvelTest::plainMutex;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 /** The path of a file in memory that the descriptor keeps. */
 std::string memoryFile() {
@@ -61,7 +59,7 @@ std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Mmap<T>* /*type*/) {
 
 template <typename T>
 std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Remote<T>* /*type*/) {
-    static RynvelTest::TestPeer peer;
+    static TestPeer peer;
     return std::make_unique<Rynvel::Remote<T>>("registers", peer.address(), plainMutex());
 }
 
@@ -160,7 +158,7 @@ TEST(Allocation, IsNotMadeByTheInterruptOperationsOfAUioDeviceWithTracingOff) {
 
 TEST(Allocation, IsNotMadeByTheInterruptOperationsOfARemoteDeviceWithTracingOff) {
     const TraceRecorder recorder(0);
-    RynvelTest::TestPeer peer;
+    TestPeer peer;
     Rynvel::Remote<std::uint32_t> device("registers", peer.address(), plainMutex());
     peer.send(1, {0, 0, 0, 1});
     unsigned long value = 0;

@@ -12,14 +12,7 @@
 
 namespace {
 
-using RynvelTest::answering;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::inChildProcess;
-using RynvelTest::inMemory;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 constexpr int handle8 = 0;
 constexpr int handle16 = 1;

@@ -18,17 +18,8 @@
 
 namespace {
 
-using Rynvel::DeviceType;
-using Rynvel::Factory;
-using Rynvel::MemoryDevice;
-using Rynvel::PthreadMutex;
-using Rynvel::PthreadMutexType;
-using RynvelTest::EventLog;
-using RynvelTest::inChildProcess;
-using RynvelTest::plainMutex;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace Rynvel;
+using namespace RynvelTest;
 
 Factory& factory() { return Factory::getInstance(); }
 

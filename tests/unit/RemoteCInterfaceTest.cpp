@@ -21,22 +21,7 @@
 
 namespace {
 
-using RynvelTest::addressAt;
-using RynvelTest::byteOrderAt;
-using RynvelTest::Bytes;
-using RynvelTest::EventLog;
-using RynvelTest::inChildProcess;
-using RynvelTest::lengthAt;
-using RynvelTest::maskAt;
-using RynvelTest::PeerNetwork;
-using RynvelTest::refusal;
-using RynvelTest::requestBytes;
-using RynvelTest::success;
-using RynvelTest::TestPeer;
-using RynvelTest::TraceRecorder;
-using RynvelTest::valuesAt;
-using RynvelTest::valueWords;
-using RynvelTest::WordAt;
+using namespace RynvelTest;
 
 constexpr int handle8 = 0;
 constexpr int handle16 = 1;
@@ -181,7 +166,7 @@ TEST(RemoteCInterface, SendsTheDividedByteAddressesOfTheOlderFunctions) {
         const auto addressSentBy = [&](auto call) {
             site.peer.clearRequests();
             EXPECT_EQ(call(), 0);
-            return RynvelTest::asRequest(site.peer.requests(1)[0].bytes).getAddress();
+            return asRequest(site.peer.requests(1)[0].bytes).getAddress();
         };
         EXPECT_EQ(addressSentBy([&] { return Rynvel_read16(handle16, 0x21, values16); }), 0x10U);
         EXPECT_EQ(addressSentBy([&] { return Rynvel_read32(handle32, 0x23, values32); }), 0x8U);
@@ -286,7 +271,7 @@ TEST(RemoteCInterface, HasNoDescriptorWhereTheServerRefusesInterrupts) {
 
 /** Operates on the 8-bit device, whose server goes away, without meeting a broken pipe. */
 void loseTheServer(Site& site) {
-    site.peer.script({RynvelTest::closing()});
+    site.peer.script({closing()});
     std::uint8_t value = 0x55;
     EXPECT_EQ(Rynvel_read8(handle8, 0, &value), -1);
     EXPECT_EQ(value, 0);
@@ -330,7 +315,7 @@ TEST(RemoteCInterface, ReportsFailuresOfADeadServerForGoodWhereSigpipeIsIgnored)
 }
 
 std::unique_ptr<Rynvel::Device8> ownDevice(const char* name) {
-    return Rynvel::Factory::getInstance().makeUnique8(name, RynvelTest::plainMutex());
+    return Rynvel::Factory::getInstance().makeUnique8(name, plainMutex());
 }
 
 TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
@@ -340,7 +325,7 @@ TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
         for (int round = 0; round < 2; ++round) {
             const auto device = ownDevice(name8);
             EXPECT_TRUE(device->write(0, 1));
-            site.peer.script({RynvelTest::closing()});
+            site.peer.script({closing()});
             EXPECT_FALSE(device->write(0, 1));
             EXPECT_FALSE(device->write(0, 1));
         }
@@ -354,7 +339,7 @@ public:
 
     static int byName() { return Rynvel_open("far.remote"); }
     static int privately() {
-        return Rynvel::Factory::getInstance().makeUnique32("far.remote", RynvelTest::plainMutex()) != nullptr ? 0 : -1;
+        return Rynvel::Factory::getInstance().makeUnique32("far.remote", plainMutex()) != nullptr ? 0 : -1;
     }
 
     explicit EndlessOpening(Site& site, Opening* open = byName) : m_network(site.network) {

@@ -21,32 +21,8 @@
 
 namespace {
 
-using Rynvel::ByteOrder;
-using Rynvel::Device;
-using Rynvel::DeviceType;
-using Rynvel::Remote;
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Rynvel::Response;
-using Rynvel::ResponseData;
-using RynvelTest::addressAt;
-using RynvelTest::byteOrderAt;
-using RynvelTest::Bytes;
-using RynvelTest::bytesOf;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::lengthAt;
-using RynvelTest::maskAt;
-using RynvelTest::put;
-using RynvelTest::RecordingMutex;
-using RynvelTest::refusal;
-using RynvelTest::ScriptedOs;
-using RynvelTest::success;
-using RynvelTest::TestPeer;
-using RynvelTest::TraceRecorder;
-using RynvelTest::valuesAt;
-using RynvelTest::WordAt;
+using namespace Rynvel;
+using namespace RynvelTest;
 
 constexpr auto name = "traf.top";
 constexpr std::size_t requests = 0;
@@ -55,7 +31,7 @@ constexpr unsigned long untouched = 0x55;
 
 /** The bytes of a request that carries the device's name, and the words at their offsets. */
 Bytes requestOf(std::uint32_t type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
-    return RynvelTest::requestBytes(type, deviceName, words);
+    return requestBytes(type, deviceName, words);
 }
 
 /** Lets writing to a peer that is gone fail instead of ending the test. */
@@ -98,7 +74,7 @@ protected:
         return received[0].bytes;
     }
 
-    void reply(const RynvelTest::Reply& answer) { m_peer.script({answer}); }
+    void reply(const Reply& answer) { m_peer.script({answer}); }
 
     /** Expects the operation to give the result that the server gives, and a failure when there is no answer. */
     template <typename Operation>
@@ -109,9 +85,9 @@ protected:
         EXPECT_FALSE(operation());
         Response odd;
         odd.setResult(static_cast<ResponseData::Result>(1));
-        reply(RynvelTest::answer(odd));
+        reply(answer(odd));
         EXPECT_FALSE(operation());
-        reply(RynvelTest::closing());
+        reply(closing());
         EXPECT_FALSE(operation());
         EXPECT_FALSE(operation());
     }
@@ -166,7 +142,7 @@ TYPED_TEST(RemoteTest, ServesWhatTheServerAllowsWhenItRefusesTheAnnouncement) {
 }
 
 TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerClosesTheirConnectionInsteadOfAnAnswer) {
-    this->m_peer.script({success(), success(), RynvelTest::closing()});
+    this->m_peer.script({success(), success(), closing()});
     EXPECT_EQ(this->device().getNativeHandle(), -1);
     EXPECT_TRUE(this->device().write(0, 1));
 }
@@ -244,7 +220,7 @@ TYPED_TEST(RemoteTest, StoresTheValueReadAlsoWhenTheReadFails) {
 TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
     this->device();
     const TraceRecorder recorder(1);
-    this->reply(RynvelTest::closing());
+    this->reply(closing());
     for (int round = 0; round < 3; ++round) {
         TypeParam value = untouched;
         EXPECT_FALSE(this->device().read(0, &value));
@@ -261,7 +237,7 @@ TYPED_TEST(RemoteTest, TakesATruncatedResponseForWhatCameOfIt) {
     this->device();
     Response response;
     response.addValue(3);
-    this->reply(RynvelTest::truncated(response, 100));
+    this->reply(truncated(response, 100));
     TypeParam value = untouched;
     EXPECT_TRUE(this->device().read(0, &value));
     EXPECT_EQ(value, 0);
@@ -272,7 +248,7 @@ TYPED_TEST(RemoteTest, TakesTheRestOfASplitResponseForTheNextOne) {
     Response response;
     response.addValue(3);
     response.addValue(4);
-    this->reply(RynvelTest::split(response, 8));
+    this->reply(split(response, 8));
     TypeParam value = untouched;
     EXPECT_TRUE(this->device().read(0, &value));
     EXPECT_EQ(value, 0);
@@ -286,7 +262,7 @@ TYPED_TEST(RemoteTest, WaitsForAResponseForAsLongAsItTakes) {
     this->device();
     Response response;
     response.addValue(3);
-    this->reply(RynvelTest::delayed(response));
+    this->reply(delayed(response));
     TypeParam value = 0;
     auto read = std::async(std::launch::async, [&] { return this->device().read(0, &value); });
     this->m_peer.requests(1);
@@ -298,7 +274,7 @@ TYPED_TEST(RemoteTest, WaitsForAResponseForAsLongAsItTakes) {
 
 TYPED_TEST(RemoteTest, WaitsForASilentServerUntilTheConnectionEnds) {
     this->device();
-    this->reply(RynvelTest::silence());
+    this->reply(silence());
     TypeParam value = untouched;
     auto read = std::async(std::launch::async, [&] { return this->device().read(0, &value); });
     this->m_peer.requests(1);
@@ -691,7 +667,7 @@ TYPED_TEST(RemoteTest, RendersRequestsAndResponsesAtLevelSeven) {
     this->reply(success({0x1F}));
     TypeParam value = 0;
     this->device().read(0x10, &value);
-    this->reply(RynvelTest::closing());
+    this->reply(closing());
     this->device().enableInterrupt();
     const std::string bits = std::to_string(8 * sizeof(TypeParam));
     EXPECT_EQ(recorder.lines(),
@@ -719,7 +695,7 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
     const auto received = this->m_peer.requests(1);
     EXPECT_EQ(received[0].connection, 2U);
     EXPECT_EQ(received[0].bytes, requestOf(13, {}, "other"));
-    this->reply(RynvelTest::closing());
+    this->reply(closing());
     Response error;
     error.setResult(ResponseData::Result::Error);
     EXPECT_EQ(bytesOf(device.sendToServer(request, connection)), bytesOf(error));
@@ -827,7 +803,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsToTheLower16BitsOfThePort) {
 }
 
 TYPED_TEST(ScriptedRemoteTest, WaitsForBothConnectionsBeforeItSendsAnything) {
-    this->m_os.script(Call::Connect, {failing(ECONNREFUSED), RynvelTest::asUsual, failing(ECONNREFUSED)});
+    this->m_os.script(Call::Connect, {failing(ECONNREFUSED), asUsual, failing(ECONNREFUSED)});
     this->construct("server::9000");
     const auto firstSend = std::find_if(this->m_os.log().begin(), this->m_os.log().end(),
                                         [](const std::string& call) { return call.rfind("send", 0) == 0; });
@@ -859,7 +835,7 @@ TYPED_TEST(ScriptedRemoteTest, ReceivesNothingWhenASendFails) {
 }
 
 TYPED_TEST(ScriptedRemoteTest, WaitsForInterruptsOnADescriptorOfZeroByOneRead) {
-    this->m_os.script(Call::Socket, {RynvelTest::answering(5), RynvelTest::answering(0)});
+    this->m_os.script(Call::Socket, {answering(5), answering(0)});
     Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
     this->m_os.log().clear();
     unsigned long status = untouched;
@@ -874,7 +850,7 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
             EventLog log;
             TestPeer peer;
             Remote<std::uint8_t> device(name, peer.address(), std::make_unique<RecordingMutex>(log));
-            peer.script({RynvelTest::closing()});
+            peer.script({closing()});
             std::uint8_t value = 0;
             for (int round = 0; round < 3; ++round) {
                 device.read(0, &value);

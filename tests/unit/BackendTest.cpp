@@ -1,0 +1,279 @@
+#include <cerrno>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+#include <linux/spi/spidev.h>
+#include <rynvel.hpp>
+
+#include "RecordingMutex.h"
+#include "RegisterWidth.h"
+#include "ScriptedOs.h"
+#include "TraceRecorder.h"
+
+// What holds for every backend of this machine. What is its own stands in the test of its class.
+
+namespace {
+
+using namespace Rynvel;
+using namespace RynvelTest;
+
+constexpr auto path = "/dev/registers";
+
+using Mutex = std::unique_ptr<IMutex>;
+
+/** What the tests must know of a backend. */
+struct Traits {
+    /** The source of its register operations, and the level of their entries. */
+    const char* source;
+    int entryLevel;
+    bool isMapped;
+    bool hasInterrupts;
+    /** The files that it opens before the device. */
+    std::size_t earlierFiles = 0;
+    /** It has neither descriptor nor requests, and its bursts and masked writes consist of single operations. */
+    bool isFpga = false;
+};
+
+constexpr Traits sought{"cppsrc/RynvelLseek", 6, false, false};
+constexpr Traits soughtWithInterrupts{"cppsrc/RynvelLseek", 6, false, true};
+constexpr Traits mapped{"cppsrc/RynvelMmap", 7, true, false};
+constexpr Traits mappedWithInterrupts{"cppsrc/RynvelMmap", 7, true, true};
+constexpr Traits uio{"cppsrc/RynvelMmap", 7, true, true, 2};
+constexpr Traits fpga{"cppsrc/RynvelFpgaSpi", 6, false, false, 0, true};
+
+template <typename Device>
+struct Backend;
+
+template <typename T>
+struct Backend<Lseek<T>> {
+    using Register = T;
+    static constexpr Traits traits = sought;
+    static auto make(Mutex mutex) { return std::make_unique<Lseek<T>>(path, std::move(mutex)); }
+};
+
+template <typename T>
+struct Backend<TyvonInterrupt<T>> {
+    using Register = T;
+    static constexpr Traits traits = soughtWithInterrupts;
+    static auto make(Mutex mutex) { return std::make_unique<TyvonInterrupt<T>>(path, std::move(mutex)); }
+};
+
+template <typename T>
+struct Backend<Mmap<T>> {
+    using Register = T;
+    static constexpr Traits traits = mapped;
+    static auto make(Mutex mutex) { return std::make_unique<Mmap<T>>(path, 0, 0x1000, std::move(mutex), false); }
+};
+
+template <typename T>
+struct Backend<Tyvon<T>> {
+    using Register = T;
+    static constexpr Traits traits = mappedWithInterrupts;
+    static auto make(Mutex mutex) { return std::make_unique<Tyvon<T>>(path, 0, 0x1000, std::move(mutex), false); }
+};
+
+template <typename T>
+struct Backend<Uio<T>> {
+    using Register = T;
+    static constexpr Traits traits = uio;
+    static auto make(Mutex mutex) { return std::make_unique<Uio<T>>(path, std::move(mutex), false); }
+};
+
+template <>
+struct Backend<FpgaSpi32> {
+    using Register = std::uint32_t;
+    static constexpr Traits traits = fpga;
+    static auto make(Mutex mutex) { return std::make_unique<FpgaSpi32>(path, std::move(mutex), 0); }
+};
+
+/** Answers a frame of the FPGA with success and what it asks for: the written value, or one whose bytes differ. */
+int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
+    const auto* const frame = reinterpret_cast<const std::uint8_t*>(transfer.tx_buf);
+    auto* const reply = reinterpret_cast<std::uint8_t*>(transfer.rx_buf);
+    log.push_back("spi " + hexBytes(frame, transfer.len));
+    for (std::uint8_t i = 0; i < 4; ++i) {
+        reply[6 + i] = i;
+    }
+    reply[10] = 0x80;
+    return static_cast<int>(transfer.len);
+}
+
+template <typename Device>
+class BackendTest : public testing::Test {
+protected:
+    using Register = typename Backend<Device>::Register;
+
+    static constexpr Traits traits = Backend<Device>::traits;
+
+    BackendTest() {
+        m_os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0"}, {"/sys/class/uio/uio0/maps/map0/size", "0x1000"}};
+        if (traits.isFpga) {
+            m_os.onRequest = [this](unsigned long /*request*/, unsigned long arg) {
+                return answerFrame(m_os.log(), *reinterpret_cast<const spi_ioc_transfer*>(arg));
+            };
+        }
+        m_device = make();
+        m_os.log().clear();
+    }
+
+    std::unique_ptr<Device> make(bool mutexWorks = true) {
+        return Backend<Device>::make(std::make_unique<RecordingMutex>(m_os.log(), mutexWorks));
+    }
+
+    /** What the operation does to the machine, whose registers hold the same before. */
+    template <typename Operation>
+    std::pair<EventLog, std::vector<std::uint8_t>> effectOf(Operation operation) {
+        for (std::size_t i = 0; i < m_os.memory.size(); ++i) {
+            m_os.memory[i] = static_cast<std::uint8_t>(i);
+        }
+        m_os.log().clear();
+        operation();
+        return {m_os.log(), m_os.memory};
+    }
+
+    ScriptedOs m_os;
+    std::unique_ptr<Device> m_device;
+};
+
+using Devices =
+    testing::Types<Lseek<std::uint8_t>, Lseek<std::uint16_t>, Lseek<std::uint32_t>, Mmap<std::uint16_t>,
+                   Mmap<std::uint32_t>, Uio<std::uint16_t>, Uio<std::uint32_t>, Tyvon<std::uint16_t>,
+                   Tyvon<std::uint32_t>, TyvonInterrupt<std::uint16_t>, TyvonInterrupt<std::uint32_t>, FpgaSpi32>;
+TYPED_TEST_SUITE(BackendTest, Devices);
+
+TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleWhereItHasRequests) {
+    EXPECT_EQ(this->m_device->getDevName(), path);
+    EXPECT_EQ(this->m_device->getNativeHandle(), this->traits.isFpga ? -1 : ScriptedOs::descriptor);
+}
+
+TYPED_TEST(BackendTest, TakesTheDescriptorZeroForAnOpenFile) {
+    auto answers = std::vector<std::optional<Answer>>(this->traits.earlierFiles, asUsual);
+    answers.emplace_back(answering(0));
+    this->m_os.script(Call::Open, answers);
+    auto device = this->make();
+    EXPECT_EQ(device->getNativeHandle(), this->traits.isFpga ? -1 : 0);
+    EXPECT_EQ(device->ioctl(1, 2), this->traits.isFpga ? -1 : 0);
+    EXPECT_TRUE(device->write(0, 1));
+    device.reset();
+    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(0)");
+}
+
+TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsAnswer) {
+    this->m_os.script(Call::Close, {failing(EIO)});
+    if (this->traits.isMapped) {
+        this->m_os.script(Call::Munmap, {failing(EINVAL)});
+    }
+    this->m_device.reset();
+    auto& log = this->m_os.log();
+    if (this->traits.isMapped) {
+        ASSERT_EQ(log.front().rfind("munmap(", 0), 0U);
+        log.erase(log.begin());
+    }
+    EXPECT_EQ(log, (EventLog{"close(7)", "mutex destroyed"}));
+}
+
+TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
+    if (this->traits.isFpga) {
+        EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), -1);
+        EXPECT_EQ(this->m_os.log(), EventLog{});
+        return;
+    }
+    this->m_os.script(Call::Ioctl, {answering(42), failing(ENOTTY)});
+    EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), 42);
+    errno = 0;
+    EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
+}
+
+TYPED_TEST(BackendTest, TouchesAndTracesNothingForInterruptsWhereItHasNone) {
+    if (this->traits.hasInterrupts) {
+        return;
+    }
+    const TraceRecorder recorder(7);
+    unsigned long info = 0x55;
+    EXPECT_FALSE(this->m_device->getInterruptType(&info));
+    EXPECT_FALSE(this->m_device->enableInterrupt());
+    EXPECT_FALSE(this->m_device->disableInterrupt());
+    EXPECT_FALSE(this->m_device->waitForInterrupt(&info));
+    EXPECT_EQ(info, 0x55U);
+    EXPECT_EQ(this->m_os.log(), EventLog{});
+    EXPECT_EQ(recorder.lines(), EventLog{});
+}
+
+TYPED_TEST(BackendTest, ReleasesAWaiterByASingleWrite) {
+    constexpr auto value = Width<typename TestFixture::Register>::value;
+    EXPECT_EQ(this->effectOf([&] { EXPECT_TRUE(this->m_device->cancelWaitForInterrupt(8, value)); }),
+              this->effectOf([&] { EXPECT_TRUE(this->m_device->write(8, value)); }));
+}
+
+TYPED_TEST(BackendTest, TakesAnyOrderButNetworkForHost) {
+    const auto transfer = [this](ByteOrder order) {
+        std::array<typename TestFixture::Register, 2> values{};
+        const auto effect = this->effectOf([&] {
+            this->m_device->read(8, values.data(), 2, order);
+            this->m_device->write(16, values.data(), 2, order);
+        });
+        return std::pair(values, effect);
+    };
+    const auto host = transfer(ByteOrder::Host);
+    EXPECT_EQ(transfer(static_cast<ByteOrder>(2)), host);
+    EXPECT_EQ(transfer(static_cast<ByteOrder>(7)), host);
+    if (sizeof(host.first[0]) > 1) {
+        EXPECT_NE(transfer(ByteOrder::Network), host);
+    }
+}
+
+TYPED_TEST(BackendTest, GoesOnWhenItsMutexReportsFailures) {
+    const auto device = this->make(false);
+    typename TestFixture::Register value = 0;
+    EXPECT_TRUE(device->read(0, &value));
+    EXPECT_TRUE(device->write(0, 1));
+}
+
+TYPED_TEST(BackendTest, TracesBeforeItLocksAtTheLevelOfItsEntriesOnly) {
+    typename TestFixture::Register value = 0;
+    const auto expectEntriesThenLock = [this](std::size_t entries, auto operation) {
+        const TraceRecorder recorder(this->traits.entryLevel, "*", &this->m_os.log());
+        this->m_os.log().clear();
+        operation();
+        for (std::size_t i = 0; i < entries; ++i) {
+            EXPECT_NE(this->m_os.log()[i].find(" ENTER "), std::string::npos);
+        }
+        EXPECT_EQ(this->m_os.log()[entries], "lock");
+        const TraceRecorder silence(this->traits.entryLevel - 1);
+        operation();
+        EXPECT_EQ(silence.lines(), EventLog{});
+    };
+    // An FPGA's bursts and masked writes consist of operations that trace and lock.
+    const std::size_t entries = this->traits.isFpga ? 2 : 1;
+    expectEntriesThenLock(1, [&] { this->m_device->read(0, &value); });
+    expectEntriesThenLock(1, [&] { this->m_device->write(0, value); });
+    expectEntriesThenLock(entries, [&] { this->m_device->write(0, value, 1); });
+    expectEntriesThenLock(entries, [&] { this->m_device->read(0, &value, 1, ByteOrder::Host); });
+    expectEntriesThenLock(entries, [&] { this->m_device->write(0, &value, 1, ByteOrder::Network); });
+}
+
+TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {
+    const TraceRecorder recorder(7);
+    errno = ERANGE;
+    this->m_device->write(0, 1);
+    this->m_device->ioctl(0, 0);
+    EXPECT_EQ(errno, ERANGE);
+}
+
+TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndHasALineOfItsOwnForEveryTracePoint) {
+    const TraceRecorder recorder(this->traits.entryLevel);
+    typename TestFixture::Register value = 0;
+    this->m_device->read(0, &value);
+    this->m_device->read(0, &value, 1, ByteOrder::Host);
+    const auto traces = recorder.traces();
+    ASSERT_GE(traces.size(), 2U);
+    EXPECT_EQ(traces[0].file, this->traits.source);
+    EXPECT_EQ(traces[0].function, "read");
+    EXPECT_EQ(traces[0].option, 256);
+    EXPECT_GT(traces[0].line, 0);
+    EXPECT_NE(traces[0].line, traces[1].line);
+}
+
+} // namespace
