@@ -125,28 +125,24 @@ public:
         refusals();
         interruptOfAPoll();
         interruptOfAThread();
-        add(ioctlType, {{valuesAt, 0}, {lengthAt, 1}, {maskAt, 2}});
+        add(RequestType::Ioctl, {{valuesAt, 0}, {lengthAt, 1}, {maskAt, 2}});
     }
 
     const std::vector<TestPeer::ReceivedRequest>& all() const { return m_requests; }
 
 private:
-    static constexpr std::uint32_t readType = sizeof(T) == 1 ? 2 : sizeof(T) == 2 ? 3 : 4;
-    static constexpr std::uint32_t writeType = sizeof(T) == 1 ? 5 : sizeof(T) == 2 ? 6 : 7;
-    static constexpr std::uint32_t ioctlType = 8;
-
-    void add(std::uint32_t type, const std::vector<WordAt>& words = {}, std::size_t connection = 0) {
+    void add(RequestType type, const std::vector<WordAt>& words = {}, std::size_t connection = 0) {
         m_requests.push_back({m_connection + connection, requestBytes(type, m_name, words)});
     }
-    void addRead(std::uint32_t address) { add(readType, {{addressAt, address}, {lengthAt, 1}}); }
+    void addRead(std::uint32_t address) { add(readType<T>, {{addressAt, address}, {lengthAt, 1}}); }
     void addWrite(std::uint32_t address, std::uint32_t value, std::uint32_t mask = 0) {
-        add(writeType, {{addressAt, address}, {valuesAt, value}, {lengthAt, 1}, {maskAt, mask}});
+        add(writeType<T>, {{addressAt, address}, {valuesAt, value}, {lengthAt, 1}, {maskAt, mask}});
     }
 
     void announcement() {
-        add(0);
-        add(0, {}, 1);
-        add(12, {}, 1);
+        add(RequestType::Open);
+        add(RequestType::Open, {}, 1);
+        add(RequestType::WaitForInterrupt, {}, 1);
     }
 
     void singleAccesses() {
@@ -163,22 +159,22 @@ private:
         for (const std::uint32_t byteOrder : {1U, 0U}) {
             auto written = valueWords(values);
             written.insert(written.end(), {{addressAt, 0x100}, {byteOrderAt, byteOrder}});
-            add(writeType, written);
-            add(readType, {{addressAt, 0x100}, {lengthAt, 128}, {byteOrderAt, byteOrder}});
+            add(writeType<T>, written);
+            add(readType<T>, {{addressAt, 0x100}, {lengthAt, 128}, {byteOrderAt, byteOrder}});
         }
     }
 
     void refusals() {
         addRead(0xFFFFFFFF);
         addWrite(0xFFFFFFFF, 1);
-        add(ioctlType, {{valuesAt, 0x1234}, {lengthAt, 1}, {maskAt, 77}});
+        add(RequestType::Ioctl, {{valuesAt, 0x1234}, {lengthAt, 1}, {maskAt, 77}});
     }
 
     void interruptOfAPoll() {
-        add(9);
-        add(10);
-        add(ioctlType, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 1}});
-        add(11);
+        add(RequestType::GetInterruptType);
+        add(RequestType::EnableInterrupt);
+        add(RequestType::Ioctl, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 1}});
+        add(RequestType::DisableInterrupt);
     }
 
     void interruptOfAThread() {
@@ -186,7 +182,7 @@ private:
             addWrite(i, i);
             addRead(i);
         }
-        add(ioctlType, {{valuesAt, 7}, {lengthAt, 1}, {maskAt, 1}});
+        add(RequestType::Ioctl, {{valuesAt, 7}, {lengthAt, 1}, {maskAt, 1}});
     }
 
     const std::size_t m_connection;

@@ -30,7 +30,7 @@ constexpr std::size_t interrupts = 1;
 constexpr unsigned long untouched = 0x55;
 
 /** The bytes of a request that carries the device's name, and the words at their offsets. */
-Bytes requestOf(std::uint32_t type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
+Bytes requestOf(RequestType type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
     return requestBytes(type, deviceName, words);
 }
 
@@ -46,8 +46,6 @@ public:
 template <typename T>
 class RemoteTest : public testing::Test {
 protected:
-    static constexpr std::uint32_t readType = sizeof(T) == 1 ? 2 : sizeof(T) == 2 ? 3 : 4;
-    static constexpr std::uint32_t writeType = readType + 3;
     static constexpr T all = std::numeric_limits<T>::max();
 
     std::unique_ptr<Remote<T>> make(const std::string& deviceName = name) {
@@ -107,11 +105,11 @@ TYPED_TEST(RemoteTest, AnnouncesItselfOnBothConnectionsAndArmsTheSecondWhenItIsC
     const auto received = this->m_peer.requests(3);
     ASSERT_EQ(received.size(), 3U);
     EXPECT_EQ(received[0].connection, requests);
-    EXPECT_EQ(received[0].bytes, requestOf(0));
+    EXPECT_EQ(received[0].bytes, requestOf(RequestType::Open));
     EXPECT_EQ(received[1].connection, interrupts);
-    EXPECT_EQ(received[1].bytes, requestOf(0));
+    EXPECT_EQ(received[1].bytes, requestOf(RequestType::Open));
     EXPECT_EQ(received[2].connection, interrupts);
-    EXPECT_EQ(received[2].bytes, requestOf(12));
+    EXPECT_EQ(received[2].bytes, requestOf(RequestType::WaitForInterrupt));
     EXPECT_EQ(device->getDevName(), name);
     EXPECT_GE(device->getNativeHandle(), 0);
 }
@@ -180,7 +178,7 @@ TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerRefusesThemButRegisters) {
 TYPED_TEST(RemoteTest, CutsANameTo127Characters) {
     const std::string longName(200, 'n');
     const auto device = this->make(longName);
-    EXPECT_EQ(this->m_peer.requests(1)[0].bytes, requestOf(0, {}, longName.substr(0, 127)));
+    EXPECT_EQ(this->m_peer.requests(1)[0].bytes, requestOf(RequestType::Open, {}, longName.substr(0, 127)));
     EXPECT_EQ(device->getDevName(), longName);
 }
 
@@ -190,13 +188,13 @@ TYPED_TEST(RemoteTest, ReadsARegisterByOneRequest) {
     TypeParam value = 0;
     EXPECT_TRUE(this->device().read(0x1F0, &value));
     EXPECT_EQ(value, static_cast<TypeParam>(0x12345678));
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->readType, {{addressAt, 0x1F0}, {lengthAt, 1}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{addressAt, 0x1F0}, {lengthAt, 1}}));
 }
 
 TYPED_TEST(RemoteTest, PassesEveryAddressThrough) {
     TypeParam value = 0;
     this->device().read(0xFFFFFFFF, &value);
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->readType, {{addressAt, 0xFFFFFFFF}, {lengthAt, 1}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{addressAt, 0xFFFFFFFF}, {lengthAt, 1}}));
 }
 
 TYPED_TEST(RemoteTest, ReadsWithTheResultOfTheServer) {
@@ -295,7 +293,7 @@ TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
         EXPECT_EQ(values[2], static_cast<TypeParam>(0x12345678));
         EXPECT_EQ(
             this->onlyRequest(),
-            requestOf(this->readType,
+            requestOf(readType<TypeParam>,
                       {{addressAt, 0x10}, {lengthAt, 3}, {byteOrderAt, byteOrder == ByteOrder::Network ? 0 : 1}}));
     }
 }
@@ -346,11 +344,11 @@ TYPED_TEST(RemoteTest, NeverTrustsTheLengthOfAResponse) {
 TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoneOfMore) {
     std::vector<TypeParam> values(200);
     this->device().read(0, values.data(), 128, ByteOrder::Network);
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->readType, {{lengthAt, 128}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{lengthAt, 128}}));
     for (const unsigned int items : {0U, 129U, 200U}) {
         std::fill(values.begin(), values.end(), untouched);
         EXPECT_TRUE(this->device().read(0, values.data(), items, ByteOrder::Network));
-        EXPECT_EQ(this->onlyRequest(), requestOf(this->readType));
+        EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>));
         this->reply(refusal());
         EXPECT_FALSE(this->device().read(0, values.data(), items, ByteOrder::Network));
         this->onlyRequest();
@@ -370,17 +368,17 @@ TYPED_TEST(RemoteTest, StoresAllItemsOfAFullResponse) {
 
 TYPED_TEST(RemoteTest, WritesARegisterByOneRequest) {
     EXPECT_TRUE(this->device().write(0x20, static_cast<TypeParam>(0xA1B2C3D4)));
-    EXPECT_EQ(
-        this->onlyRequest(),
-        requestOf(this->writeType, {{addressAt, 0x20}, {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)}, {lengthAt, 1}}));
+    EXPECT_EQ(this->onlyRequest(),
+              requestOf(writeType<TypeParam>,
+                        {{addressAt, 0x20}, {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)}, {lengthAt, 1}}));
 }
 
 TYPED_TEST(RemoteTest, WritesUnderAMaskByOneRequest) {
     EXPECT_TRUE(this->device().write(0x20, static_cast<TypeParam>(0xA1B2C3D4), this->all));
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->writeType, {{addressAt, 0x20},
-                                                               {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)},
-                                                               {lengthAt, 1},
-                                                               {maskAt, this->all}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, {{addressAt, 0x20},
+                                                                    {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)},
+                                                                    {lengthAt, 1},
+                                                                    {maskAt, this->all}}));
 }
 
 TYPED_TEST(RemoteTest, WritesUnderAMaskOfZeroByTheRequestOfAPlainWrite) {
@@ -395,7 +393,7 @@ TYPED_TEST(RemoteTest, SendsTheMaskAsItIsAndLeavesItsUseToTheServer) {
         EXPECT_TRUE(this->device().write(0x20, this->all, mask));
         EXPECT_EQ(
             this->onlyRequest(),
-            requestOf(this->writeType, {{addressAt, 0x20}, {valuesAt, this->all}, {lengthAt, 1}, {maskAt, mask}}));
+            requestOf(writeType<TypeParam>, {{addressAt, 0x20}, {valuesAt, this->all}, {lengthAt, 1}, {maskAt, mask}}));
     }
 }
 
@@ -412,12 +410,12 @@ TYPED_TEST(RemoteTest, WritesABurstByOneRequestInEitherOrder) {
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
         EXPECT_TRUE(this->device().write(0x10, values, 3, byteOrder));
         EXPECT_EQ(this->onlyRequest(),
-                  requestOf(this->writeType, {{addressAt, 0x10},
-                                              {valuesAt, 1},
-                                              {valuesAt + 4, this->all},
-                                              {valuesAt + 8, 3},
-                                              {lengthAt, 3},
-                                              {byteOrderAt, byteOrder == ByteOrder::Network ? 0 : 1}}));
+                  requestOf(writeType<TypeParam>, {{addressAt, 0x10},
+                                                   {valuesAt, 1},
+                                                   {valuesAt + 4, this->all},
+                                                   {valuesAt + 8, 3},
+                                                   {lengthAt, 3},
+                                                   {byteOrderAt, byteOrder == ByteOrder::Network ? 0 : 1}}));
     }
 }
 
@@ -436,16 +434,17 @@ TYPED_TEST(RemoteTest, WritesTheFirst128ItemsOfABurst) {
         }
     }
     EXPECT_TRUE(this->device().write(0, values.data(), 200, ByteOrder::Network));
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->writeType, words));
+    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, words));
     EXPECT_TRUE(this->device().write(0, values.data(), 0, ByteOrder::Network));
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->writeType));
+    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>));
     this->reply(refusal());
     EXPECT_FALSE(this->device().write(0, values.data(), 200, ByteOrder::Network));
 }
 
 TYPED_TEST(RemoteTest, ForwardsARequestToTheDriverWithItsArgument) {
     EXPECT_EQ(this->device().ioctl(-2, 0x89ABCDEF), 0);
-    EXPECT_EQ(this->onlyRequest(), requestOf(8, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 0xFFFFFFFE}}));
+    EXPECT_EQ(this->onlyRequest(),
+              requestOf(RequestType::Ioctl, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 0xFFFFFFFE}}));
     this->expectTheResultOfTheServer([&] {
         const int result = this->device().ioctl(1, 2);
         EXPECT_TRUE(result == 0 || result == -1);
@@ -457,7 +456,7 @@ TYPED_TEST(RemoteTest, SendsARequestsArgumentAlsoWhenItIsZeroAndIgnoresTheServer
     this->device();
     this->reply(success({5}));
     EXPECT_EQ(this->device().ioctl(0, 0), 0);
-    EXPECT_EQ(this->onlyRequest(), requestOf(8, {{lengthAt, 1}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::Ioctl, {{lengthAt, 1}}));
 }
 
 TYPED_TEST(RemoteTest, AsksTheServerForTheInterruptType) {
@@ -466,7 +465,7 @@ TYPED_TEST(RemoteTest, AsksTheServerForTheInterruptType) {
     unsigned long type = untouched;
     EXPECT_TRUE(this->device().getInterruptType(&type));
     EXPECT_EQ(type, 0xFFFFFFFFUL);
-    EXPECT_EQ(this->onlyRequest(), requestOf(9));
+    EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::GetInterruptType));
     EXPECT_FALSE(this->device().getInterruptType(&type));
     EXPECT_EQ(type, 5U);
     EXPECT_FALSE(this->device().getInterruptType(&type));
@@ -481,13 +480,13 @@ TYPED_TEST(RemoteTest, AsksTheServerForTheInterruptType) {
 
 TYPED_TEST(RemoteTest, LetsTheServerEnableInterrupts) {
     EXPECT_TRUE(this->device().enableInterrupt());
-    EXPECT_EQ(this->onlyRequest(), requestOf(10));
+    EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::EnableInterrupt));
     this->expectTheResultOfTheServer([&] { return this->device().enableInterrupt(); });
 }
 
 TYPED_TEST(RemoteTest, LetsTheServerDisableInterrupts) {
     EXPECT_TRUE(this->device().disableInterrupt());
-    EXPECT_EQ(this->onlyRequest(), requestOf(11));
+    EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::DisableInterrupt));
     this->expectTheResultOfTheServer([&] { return this->device().disableInterrupt(); });
 }
 
@@ -563,7 +562,7 @@ TYPED_TEST(RemoteTest, ServesRegistersWhileAThreadWaitsForAnInterrupt) {
 TYPED_TEST(RemoteTest, CancelsAWaitByASingleWrite) {
     Device<TypeParam>& device = this->device();
     EXPECT_TRUE(device.cancelWaitForInterrupt(0x30, 7));
-    EXPECT_EQ(this->onlyRequest(), requestOf(this->writeType, {{addressAt, 0x30}, {valuesAt, 7}, {lengthAt, 1}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, {{addressAt, 0x30}, {valuesAt, 7}, {lengthAt, 1}}));
 }
 
 TYPED_TEST(RemoteTest, TakesNoLockInAnyOperationAndDestroysItAtTheEnd) {
@@ -694,7 +693,7 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
     EXPECT_EQ(response.getValue(1), 0xFFFFFFFFU);
     const auto received = this->m_peer.requests(1);
     EXPECT_EQ(received[0].connection, 2U);
-    EXPECT_EQ(received[0].bytes, requestOf(13, {}, "other"));
+    EXPECT_EQ(received[0].bytes, requestOf(RequestType::Debug, {}, "other"));
     this->reply(closing());
     Response error;
     error.setResult(ResponseData::Result::Error);
@@ -859,28 +858,6 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
         testing::KilledBySignal(SIGPIPE), "");
 }
 
-TEST(Remote, ReachesAServerThatComesUpLaterAfterThreeSeconds) {
-    const TraceRecorder recorder(3);
-    EventLog log;
-    TestPeer peer(TestPeer::Start::Later);
-    const auto begin = std::chrono::steady_clock::now();
-    auto made = std::async(std::launch::async, [&] {
-        return std::make_unique<Remote<std::uint16_t>>(name, peer.address(), std::make_unique<RecordingMutex>(log));
-    });
-    while (recorder.traces().empty()) {
-        std::this_thread::yield();
-    }
-    peer.start();
-    const auto device = made.get();
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
-    const std::string place = " to 127.0.0.1 at port " + std::to_string(peer.port());
-    const std::string link = "Rynvel.RemoteDeviceConnection ";
-    EXPECT_EQ(recorder.lines(), (EventLog{link + "2 connectToServer: Connection Failed" + place,
-                                          link + "3 connect: Connection succeeded" + place + " at attempt 2",
-                                          link + "3 connect: Connection succeeded" + place + " at attempt 1"}));
-    EXPECT_EQ(peer.requests(3).size(), 3U);
-}
-
 /** A row that an integrator would add for a device at the peer. */
 Rynvel::MemoryDevice row(DeviceType type, const TestPeer& peer) { return {name, peer.address(), 0U, type}; }
 
@@ -894,7 +871,7 @@ bool isBuiltAs(DeviceType type) {
     if (dynamic_cast<Remote<T>*>(device.get()) == nullptr) {
         return false;
     }
-    EXPECT_EQ(peer.requests(3)[0].bytes, requestOf(0));
+    EXPECT_EQ(peer.requests(3)[0].bytes, requestOf(RequestType::Open));
     return true;
 }
 
