@@ -19,72 +19,20 @@ using namespace RynvelTest;
 
 constexpr auto path = "/dev/registers";
 
-using Mutex = std::unique_ptr<IMutex>;
-
-/** What the tests must know of a backend. */
-struct Traits {
-    /** The source of its register operations, and the level of their entries. */
-    const char* source;
-    int entryLevel;
-    bool isMapped;
-    bool hasInterrupts;
-    /** The files that it opens before the device. */
-    std::size_t earlierFiles = 0;
-    /** It has neither descriptor nor requests, and its bursts and masked writes consist of single operations. */
-    bool isFpga = false;
-};
-
-constexpr Traits sought{"cppsrc/RynvelLseek", 6, false, false};
-constexpr Traits soughtWithInterrupts{"cppsrc/RynvelLseek", 6, false, true};
-constexpr Traits mapped{"cppsrc/RynvelMmap", 7, true, false};
-constexpr Traits mappedWithInterrupts{"cppsrc/RynvelMmap", 7, true, true};
-constexpr Traits uio{"cppsrc/RynvelMmap", 7, true, true, 2};
-constexpr Traits fpga{"cppsrc/RynvelFpgaSpi", 6, false, false, 0, true};
-
-template <typename Device>
-struct Backend;
-
 template <typename T>
-struct Backend<Lseek<T>> {
-    using Register = T;
-    static constexpr Traits traits = sought;
-    static auto make(Mutex mutex) { return std::make_unique<Lseek<T>>(path, std::move(mutex)); }
-};
+T registerOf(const Device<T>* device);
 
-template <typename T>
-struct Backend<TyvonInterrupt<T>> {
-    using Register = T;
-    static constexpr Traits traits = soughtWithInterrupts;
-    static auto make(Mutex mutex) { return std::make_unique<TyvonInterrupt<T>>(path, std::move(mutex)); }
-};
-
-template <typename T>
-struct Backend<Mmap<T>> {
-    using Register = T;
-    static constexpr Traits traits = mapped;
-    static auto make(Mutex mutex) { return std::make_unique<Mmap<T>>(path, 0, 0x1000, std::move(mutex), false); }
-};
-
-template <typename T>
-struct Backend<Tyvon<T>> {
-    using Register = T;
-    static constexpr Traits traits = mappedWithInterrupts;
-    static auto make(Mutex mutex) { return std::make_unique<Tyvon<T>>(path, 0, 0x1000, std::move(mutex), false); }
-};
-
-template <typename T>
-struct Backend<Uio<T>> {
-    using Register = T;
-    static constexpr Traits traits = uio;
-    static auto make(Mutex mutex) { return std::make_unique<Uio<T>>(path, std::move(mutex), false); }
-};
-
-template <>
-struct Backend<FpgaSpi32> {
-    using Register = std::uint32_t;
-    static constexpr Traits traits = fpga;
-    static auto make(Mutex mutex) { return std::make_unique<FpgaSpi32>(path, std::move(mutex), 0); }
-};
+/** A device of any of the classes, with the arguments that its constructor takes. */
+template <typename Backend>
+std::unique_ptr<Backend> makeDevice(std::unique_ptr<IMutex> mutex) {
+    if constexpr (std::is_constructible_v<Backend, const char*, std::unique_ptr<IMutex>>) {
+        return std::make_unique<Backend>(path, std::move(mutex));
+    } else if constexpr (std::is_constructible_v<Backend, const char*, std::unique_ptr<IMutex>, int>) {
+        return std::make_unique<Backend>(path, std::move(mutex), 0);
+    } else {
+        return std::make_unique<Backend>(path, 0, 0x1000, std::move(mutex), false);
+    }
+}
 
 /** Answers a frame of the FPGA with success and what it asks for: the written value, or one whose bytes differ. */
 int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
@@ -98,16 +46,26 @@ int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
     return static_cast<int>(transfer.len);
 }
 
-template <typename Device>
+template <typename Backend>
 class BackendTest : public testing::Test {
 protected:
-    using Register = typename Backend<Device>::Register;
+    using Register = decltype(registerOf(static_cast<const Backend*>(nullptr)));
 
-    static constexpr Traits traits = Backend<Device>::traits;
+    static constexpr bool isMapped = std::is_base_of_v<Mmap<Register>, Backend>;
+    /** It has neither descriptor nor requests, and its bursts and masked writes consist of single operations. */
+    static constexpr bool isFpga = std::is_same_v<Backend, FpgaSpi32>;
+    static constexpr bool hasInterrupts =
+        !isFpga && !std::is_same_v<Backend, Lseek<Register>> && !std::is_same_v<Backend, Mmap<Register>>;
+    /** The files that it opens before its own. */
+    static constexpr std::size_t earlierFiles = std::is_same_v<Backend, Uio<Register>> ? 2 : 0;
+    static constexpr ZilTraceLevel entryLevel = isMapped ? 7 : 6;
+    static constexpr auto source = isMapped ? "cppsrc/RynvelMmap"
+                                   : isFpga ? "cppsrc/RynvelFpgaSpi"
+                                            : "cppsrc/RynvelLseek";
 
     BackendTest() {
         m_os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0"}, {"/sys/class/uio/uio0/maps/map0/size", "0x1000"}};
-        if (traits.isFpga) {
+        if (isFpga) {
             m_os.onRequest = [this](unsigned long /*request*/, unsigned long arg) {
                 return answerFrame(m_os.log(), *reinterpret_cast<const spi_ioc_transfer*>(arg));
             };
@@ -116,8 +74,8 @@ protected:
         m_os.log().clear();
     }
 
-    std::unique_ptr<Device> make(bool mutexWorks = true) {
-        return Backend<Device>::make(std::make_unique<RecordingMutex>(m_os.log(), mutexWorks));
+    std::unique_ptr<Backend> make(bool mutexWorks = true) {
+        return makeDevice<Backend>(std::make_unique<RecordingMutex>(m_os.log(), mutexWorks));
     }
 
     /** What the operation does to the machine, whose registers hold the same before. */
@@ -132,27 +90,27 @@ protected:
     }
 
     ScriptedOs m_os;
-    std::unique_ptr<Device> m_device;
+    std::unique_ptr<Backend> m_device;
 };
 
-using Devices =
+using Backends =
     testing::Types<Lseek<std::uint8_t>, Lseek<std::uint16_t>, Lseek<std::uint32_t>, Mmap<std::uint16_t>,
                    Mmap<std::uint32_t>, Uio<std::uint16_t>, Uio<std::uint32_t>, Tyvon<std::uint16_t>,
                    Tyvon<std::uint32_t>, TyvonInterrupt<std::uint16_t>, TyvonInterrupt<std::uint32_t>, FpgaSpi32>;
-TYPED_TEST_SUITE(BackendTest, Devices);
+TYPED_TEST_SUITE(BackendTest, Backends);
 
 TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleWhereItHasRequests) {
     EXPECT_EQ(this->m_device->getDevName(), path);
-    EXPECT_EQ(this->m_device->getNativeHandle(), this->traits.isFpga ? -1 : ScriptedOs::descriptor);
+    EXPECT_EQ(this->m_device->getNativeHandle(), this->isFpga ? -1 : ScriptedOs::descriptor);
 }
 
 TYPED_TEST(BackendTest, TakesTheDescriptorZeroForAnOpenFile) {
-    auto answers = std::vector<std::optional<Answer>>(this->traits.earlierFiles, asUsual);
+    auto answers = std::vector<std::optional<Answer>>(this->earlierFiles, asUsual);
     answers.emplace_back(answering(0));
     this->m_os.script(Call::Open, answers);
     auto device = this->make();
-    EXPECT_EQ(device->getNativeHandle(), this->traits.isFpga ? -1 : 0);
-    EXPECT_EQ(device->ioctl(1, 2), this->traits.isFpga ? -1 : 0);
+    EXPECT_EQ(device->getNativeHandle(), this->isFpga ? -1 : 0);
+    EXPECT_EQ(device->ioctl(1, 2), this->isFpga ? -1 : 0);
     EXPECT_TRUE(device->write(0, 1));
     device.reset();
     EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(0)");
@@ -160,12 +118,12 @@ TYPED_TEST(BackendTest, TakesTheDescriptorZeroForAnOpenFile) {
 
 TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsAnswer) {
     this->m_os.script(Call::Close, {failing(EIO)});
-    if (this->traits.isMapped) {
+    if (this->isMapped) {
         this->m_os.script(Call::Munmap, {failing(EINVAL)});
     }
     this->m_device.reset();
     auto& log = this->m_os.log();
-    if (this->traits.isMapped) {
+    if (this->isMapped) {
         ASSERT_EQ(log.front().rfind("munmap(", 0), 0U);
         log.erase(log.begin());
     }
@@ -173,7 +131,7 @@ TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsAnsw
 }
 
 TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
-    if (this->traits.isFpga) {
+    if (this->isFpga) {
         EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), -1);
         EXPECT_EQ(this->m_os.log(), EventLog{});
         return;
@@ -187,7 +145,7 @@ TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
 }
 
 TYPED_TEST(BackendTest, TouchesAndTracesNothingForInterruptsWhereItHasNone) {
-    if (this->traits.hasInterrupts) {
+    if (this->hasInterrupts) {
         return;
     }
     const TraceRecorder recorder(7);
@@ -234,19 +192,19 @@ TYPED_TEST(BackendTest, GoesOnWhenItsMutexReportsFailures) {
 TYPED_TEST(BackendTest, TracesBeforeItLocksAtTheLevelOfItsEntriesOnly) {
     typename TestFixture::Register value = 0;
     const auto expectEntriesThenLock = [this](std::size_t entries, auto operation) {
-        const TraceRecorder recorder(this->traits.entryLevel, "*", &this->m_os.log());
+        const TraceRecorder recorder(this->entryLevel, "*", &this->m_os.log());
         this->m_os.log().clear();
         operation();
         for (std::size_t i = 0; i < entries; ++i) {
             EXPECT_NE(this->m_os.log()[i].find(" ENTER "), std::string::npos);
         }
         EXPECT_EQ(this->m_os.log()[entries], "lock");
-        const TraceRecorder silence(this->traits.entryLevel - 1);
+        const TraceRecorder silence(this->entryLevel - 1);
         operation();
         EXPECT_EQ(silence.lines(), EventLog{});
     };
     // An FPGA's bursts and masked writes consist of operations that trace and lock.
-    const std::size_t entries = this->traits.isFpga ? 2 : 1;
+    const std::size_t entries = this->isFpga ? 2 : 1;
     expectEntriesThenLock(1, [&] { this->m_device->read(0, &value); });
     expectEntriesThenLock(1, [&] { this->m_device->write(0, value); });
     expectEntriesThenLock(entries, [&] { this->m_device->write(0, value, 1); });
@@ -263,13 +221,13 @@ TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {
 }
 
 TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndHasALineOfItsOwnForEveryTracePoint) {
-    const TraceRecorder recorder(this->traits.entryLevel);
+    const TraceRecorder recorder(this->entryLevel);
     typename TestFixture::Register value = 0;
     this->m_device->read(0, &value);
     this->m_device->read(0, &value, 1, ByteOrder::Host);
     const auto traces = recorder.traces();
     ASSERT_GE(traces.size(), 2U);
-    EXPECT_EQ(traces[0].file, this->traits.source);
+    EXPECT_EQ(traces[0].file, this->source);
     EXPECT_EQ(traces[0].function, "read");
     EXPECT_EQ(traces[0].option, 256);
     EXPECT_GT(traces[0].line, 0);
