@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <type_traits>
 
@@ -189,27 +190,33 @@ TYPED_TEST(BackendTest, GoesOnWhenItsMutexReportsFailures) {
     EXPECT_TRUE(device->write(0, 1));
 }
 
-TYPED_TEST(BackendTest, TracesBeforeItLocksAtTheLevelOfItsEntriesOnly) {
+TYPED_TEST(BackendTest, TracesThenLocksOnceAnOperationAtTheLevelOfItsEntriesOnly) {
     typename TestFixture::Register value = 0;
-    const auto expectEntriesThenLock = [this](std::size_t entries, auto operation) {
+    const auto expectEntriesThenLocks = [this](std::size_t entries, std::ptrdiff_t locks, auto operation) {
+        const EventLog& log = this->m_os.log();
         const TraceRecorder recorder(this->entryLevel, "*", &this->m_os.log());
         this->m_os.log().clear();
         operation();
         for (std::size_t i = 0; i < entries; ++i) {
-            EXPECT_NE(this->m_os.log()[i].find(" ENTER "), std::string::npos);
+            EXPECT_NE(log[i].find(" ENTER "), std::string::npos);
         }
-        EXPECT_EQ(this->m_os.log()[entries], "lock");
+        EXPECT_EQ(log[entries], "lock");
+        EXPECT_EQ(log.back(), "unlock");
+        EXPECT_EQ(std::count(log.begin(), log.end(), "lock"), locks);
+        EXPECT_EQ(std::count(log.begin(), log.end(), "unlock"), locks);
         const TraceRecorder silence(this->entryLevel - 1);
         operation();
         EXPECT_EQ(silence.lines(), EventLog{});
     };
     // An FPGA's bursts and masked writes consist of operations that trace and lock.
     const std::size_t entries = this->isFpga ? 2 : 1;
-    expectEntriesThenLock(1, [&] { this->m_device->read(0, &value); });
-    expectEntriesThenLock(1, [&] { this->m_device->write(0, value); });
-    expectEntriesThenLock(entries, [&] { this->m_device->write(0, value, 1); });
-    expectEntriesThenLock(entries, [&] { this->m_device->read(0, &value, 1, ByteOrder::Host); });
-    expectEntriesThenLock(entries, [&] { this->m_device->write(0, &value, 1, ByteOrder::Network); });
+    expectEntriesThenLocks(1, 1, [&] { this->m_device->read(0, &value); });
+    expectEntriesThenLocks(1, 1, [&] { this->m_device->write(0, value); });
+    expectEntriesThenLocks(entries, this->isFpga ? 2 : 1, [&] { this->m_device->write(0, value, 1); });
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        expectEntriesThenLocks(entries, 1, [&] { this->m_device->read(0, &value, 1, order); });
+        expectEntriesThenLocks(entries, 1, [&] { this->m_device->write(0, &value, 1, order); });
+    }
 }
 
 TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {

@@ -258,54 +258,6 @@ TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) 
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
 }
 
-TEST(Mmap32, ReadsIndex3AtOffset0x100FromByte0x10C) {
-    ScriptedOs os;
-    Mmap<std::uint32_t> device(path, 0x100, 0x1000, std::make_unique<RecordingMutex>(os.log()), false);
-    os.store(0x10C, 0x12000078U);
-    std::uint32_t value = 0;
-    EXPECT_TRUE(device.read(3, &value));
-    EXPECT_EQ(value, 0x12000078U);
-}
-
-TYPED_TEST(MmapTest, WritesTheRegisterUnderTheLock) {
-    const auto device = this->mapped();
-    EXPECT_TRUE(device->write(5, Width<TypeParam>::value));
-    EXPECT_EQ(this->stored(5 * sizeof(TypeParam)), Width<TypeParam>::value);
-    EXPECT_EQ(this->stored(4 * sizeof(TypeParam)), 0);
-    EXPECT_EQ(this->stored(6 * sizeof(TypeParam)), 0);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
-}
-
-TYPED_TEST(MmapTest, MergesUnderAMaskUnderOneLock) {
-    const auto device = this->mapped();
-    this->store(0, static_cast<TypeParam>(0xF0));
-    EXPECT_TRUE(device->write(0, 0x3C, 0x0F));
-    EXPECT_EQ(this->stored(0), static_cast<TypeParam>(0xFC));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
-}
-
-TYPED_TEST(MmapTest, MovesBurstsUnderOneLock) {
-    const auto device = this->mapped();
-    const TypeParam written[3] = {Width<TypeParam>::value, 2, 3};
-    TypeParam values[3] = {};
-    EXPECT_TRUE(device->write(1, written, 3, ByteOrder::Host));
-    EXPECT_TRUE(device->read(1, values, 3, ByteOrder::Host));
-    EXPECT_EQ(values[0], Width<TypeParam>::value);
-    EXPECT_EQ(values[2], 3);
-    EXPECT_EQ(this->stored(3 * sizeof(TypeParam)), 3);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock", "lock", "unlock"}));
-}
-
-TYPED_TEST(MmapTest, ReversesTheBytesOfEveryItemOfANetworkBurst) {
-    const auto device = this->mapped();
-    const TypeParam written[2] = {Width<TypeParam>::value, Width<TypeParam>::value};
-    TypeParam values[2] = {};
-    EXPECT_TRUE(device->write(1, written, 2, ByteOrder::Network));
-    EXPECT_EQ(this->stored(2 * sizeof(TypeParam)), Width<TypeParam>::reversed);
-    EXPECT_TRUE(device->read(1, values, 2, ByteOrder::Network));
-    EXPECT_EQ(values[1], Width<TypeParam>::value);
-}
-
 TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
     const auto device = this->mapped();
     constexpr unsigned int most = 10;
