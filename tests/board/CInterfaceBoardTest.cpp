@@ -1,20 +1,20 @@
 #include <array>
 #include <cerrno>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <rynvel.h>
 #include <rynvel.hpp>
 
 #include "BoardProbe.h"
+#include "ChildProcess.h"
 
 // The C interface on the board's own devices, through the real kernel.
 
 namespace {
 
 using RynvelTest::BoardProbe;
+using RynvelTest::succeedsInChildProcess;
 
 constexpr unsigned int blockSize = 64 * 1024;
 
@@ -77,13 +77,7 @@ TEST_F(BoardSeekable, AreReachedWithOneSeekAndOneTransferAnAccessOrABurst) {
 
 TEST_F(BoardSeekable, AreReadByTheNextProcessAsTheLastOneWroteThem) {
     const auto inNextProcess = [](auto body) {
-        const pid_t child = fork();
-        if (child == 0) {
-            _exit(body(Rynvel_open("common.spi.0.0")) ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        return succeedsInChildProcess([&body] { return body(Rynvel_open("common.spi.0.0")); });
     };
     for (const std::uint8_t written : {std::uint8_t{0x5A}, std::uint8_t{0xC3}}) {
         EXPECT_TRUE(inNextProcess([&](int handle) { return Rynvel_write8(handle, 0x77, written) == 0; }));

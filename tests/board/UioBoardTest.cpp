@@ -4,9 +4,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <rynvel.h>
@@ -14,6 +12,7 @@
 
 #include "BoardProbe.h"
 #include "BoardRegisters.h"
+#include "ChildProcess.h"
 #include "DeviceContract.h"
 
 // Mapped registers and interrupts on the board's UIO devices, through the real kernel.
@@ -87,16 +86,11 @@ TEST(BoardUioRegisters, AreReachedByByteAddressByIndexAndByASecondProcess) {
     std::uint32_t value = 0;
     EXPECT_EQ(Rynvel2_read32(handle, 4, &value), 0);
     EXPECT_EQ(value, 0x12345678U);
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(succeedsInChildProcess([] {
         auto other = Rynvel::Factory::getInstance().makeUnique32("traf.top", plainMutex());
         std::uint32_t seen = 0;
-        const bool same = other->read(4, &seen) && seen == 0x12345678 && other->write(5, 0x9ABCDEF0);
-        _exit(same ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return other->read(4, &seen) && seen == 0x12345678 && other->write(5, 0x9ABCDEF0);
+    }));
     EXPECT_EQ(Rynvel_read32(handle, 0x17, &value), 0);
     EXPECT_EQ(value, 0x9ABCDEF0U);
 }

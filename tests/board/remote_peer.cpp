@@ -24,19 +24,7 @@ namespace {
 
 using Rynvel::Request;
 using Rynvel::RequestData;
-using RynvelTest::addressAt;
-using RynvelTest::byteOrderAt;
-using RynvelTest::Bytes;
-using RynvelTest::lengthAt;
-using RynvelTest::maskAt;
-using RynvelTest::refusal;
-using RynvelTest::Reply;
-using RynvelTest::requestBytes;
-using RynvelTest::success;
-using RynvelTest::TestPeer;
-using RynvelTest::valuesAt;
-using RynvelTest::valueWords;
-using RynvelTest::WordAt;
+using namespace RynvelTest;
 
 /** Devices with a register at every address, that raise an interrupt on request. */
 class RegisterServer {
@@ -79,7 +67,7 @@ private:
     }
 
     static Reply read(RemoteDevice& device, const Request& request) {
-        if (request.getAddress() == RynvelTest::refusedAddress) {
+        if (request.getAddress() == refusedAddress) {
             return refusal();
         }
         std::vector<std::uint32_t> values;
@@ -90,7 +78,7 @@ private:
     }
 
     static Reply write(RemoteDevice& device, const Request& request) {
-        if (request.getAddress() == RynvelTest::refusedAddress) {
+        if (request.getAddress() == refusedAddress) {
             return refusal();
         }
         const std::uint32_t mask = request.getBitmask() != 0 ? request.getBitmask() : 0xFFFFFFFF;
@@ -103,11 +91,11 @@ private:
 
     Reply perform(const RemoteDevice& device, const Request& request) {
         switch (request.getCommand()) {
-        case RynvelTest::Raise:
+        case Raise:
             m_peer.send(device.interrupts, bigEndian(request.getValue()));
             return success();
-        case RynvelTest::HangUp:
-            return RynvelTest::closing();
+        case HangUp:
+            return closing();
         default:
             return refusal();
         }
@@ -115,7 +103,7 @@ private:
 
     static Bytes bigEndian(std::uint32_t word) {
         Bytes bytes(4);
-        RynvelTest::put(bytes, 0, word);
+        put(bytes, 0, word);
         return bytes;
     }
 
@@ -137,32 +125,28 @@ public:
         refusals();
         interruptOfAPoll();
         interruptOfAThread();
-        add(ioctlType, {{valuesAt, 0}, {lengthAt, 1}, {maskAt, 2}});
+        add(RequestType::Ioctl, {{valuesAt, 0}, {lengthAt, 1}, {maskAt, 2}});
     }
 
     const std::vector<TestPeer::ReceivedRequest>& all() const { return m_requests; }
 
 private:
-    static constexpr std::uint32_t readType = sizeof(T) == 1 ? 2 : sizeof(T) == 2 ? 3 : 4;
-    static constexpr std::uint32_t writeType = sizeof(T) == 1 ? 5 : sizeof(T) == 2 ? 6 : 7;
-    static constexpr std::uint32_t ioctlType = 8;
-
-    void add(std::uint32_t type, const std::vector<WordAt>& words = {}, std::size_t connection = 0) {
+    void add(RequestType type, const std::vector<WordAt>& words = {}, std::size_t connection = 0) {
         m_requests.push_back({m_connection + connection, requestBytes(type, m_name, words)});
     }
-    void addRead(std::uint32_t address) { add(readType, {{addressAt, address}, {lengthAt, 1}}); }
+    void addRead(std::uint32_t address) { add(readType<T>, {{addressAt, address}, {lengthAt, 1}}); }
     void addWrite(std::uint32_t address, std::uint32_t value, std::uint32_t mask = 0) {
-        add(writeType, {{addressAt, address}, {valuesAt, value}, {lengthAt, 1}, {maskAt, mask}});
+        add(writeType<T>, {{addressAt, address}, {valuesAt, value}, {lengthAt, 1}, {maskAt, mask}});
     }
 
     void announcement() {
-        add(0);
-        add(0, {}, 1);
-        add(12, {}, 1);
+        add(RequestType::Open);
+        add(RequestType::Open, {}, 1);
+        add(RequestType::WaitForInterrupt, {}, 1);
     }
 
     void singleAccesses() {
-        addWrite(0x10, RynvelTest::Width<T>::value);
+        addWrite(0x10, Width<T>::value);
         addRead(0x10);
         addWrite(0x20, std::numeric_limits<T>::max());
         addWrite(0x20, 0x50, 0xF0);
@@ -175,22 +159,22 @@ private:
         for (const std::uint32_t byteOrder : {1U, 0U}) {
             auto written = valueWords(values);
             written.insert(written.end(), {{addressAt, 0x100}, {byteOrderAt, byteOrder}});
-            add(writeType, written);
-            add(readType, {{addressAt, 0x100}, {lengthAt, 128}, {byteOrderAt, byteOrder}});
+            add(writeType<T>, written);
+            add(readType<T>, {{addressAt, 0x100}, {lengthAt, 128}, {byteOrderAt, byteOrder}});
         }
     }
 
     void refusals() {
         addRead(0xFFFFFFFF);
         addWrite(0xFFFFFFFF, 1);
-        add(ioctlType, {{valuesAt, 0x1234}, {lengthAt, 1}, {maskAt, 77}});
+        add(RequestType::Ioctl, {{valuesAt, 0x1234}, {lengthAt, 1}, {maskAt, 77}});
     }
 
     void interruptOfAPoll() {
-        add(9);
-        add(10);
-        add(ioctlType, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 1}});
-        add(11);
+        add(RequestType::GetInterruptType);
+        add(RequestType::EnableInterrupt);
+        add(RequestType::Ioctl, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 1}});
+        add(RequestType::DisableInterrupt);
     }
 
     void interruptOfAThread() {
@@ -198,7 +182,7 @@ private:
             addWrite(i, i);
             addRead(i);
         }
-        add(ioctlType, {{valuesAt, 7}, {lengthAt, 1}, {maskAt, 1}});
+        add(RequestType::Ioctl, {{valuesAt, 7}, {lengthAt, 1}, {maskAt, 1}});
     }
 
     const std::size_t m_connection;

@@ -78,14 +78,14 @@ TEST(RynveldCommandLine, PrintsItsHelp) {
     const auto ended = runRynveld({"--help"});
     EXPECT_EQ(ended.status, 0);
     EXPECT_NE(ended.output.find("Usage: rynveld [OPTIONS]"), std::string::npos) << ended.output;
-    EXPECT_EQ(ended.errors, "");
+    EXPECT_EQ(ended.error, "");
 }
 
 TEST(RynveldCommandLine, PrintsItsVersion) {
     const auto ended = runRynveld({"--version"});
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.output, "rynveld " RYNVEL_VERSION "\n");
-    EXPECT_EQ(ended.errors, "");
+    EXPECT_EQ(ended.error, "");
 }
 
 TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
@@ -94,8 +94,8 @@ TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
         const auto ended = runRynveld(wrong);
         EXPECT_EQ(ended.status, 2) << wrong[0];
         EXPECT_EQ(ended.output, "");
-        EXPECT_EQ(ended.errors.compare(0, 9, "rynveld: "), 0) << ended.errors;
-        EXPECT_EQ(linesIn(ended.errors), 1U) << ended.errors;
+        EXPECT_EQ(ended.error.compare(0, 9, "rynveld: "), 0) << ended.error;
+        EXPECT_EQ(linesIn(ended.error), 1U) << ended.error;
     }
 }
 
@@ -104,13 +104,13 @@ TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
     const auto ended = runRynveld({"--listen", "127.0.0.1:" + listener.port()});
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.output, "");
-    EXPECT_EQ(ended.errors, "rynveld: cannot listen on 127.0.0.1:" + listener.port() + ": Address already in use\n");
+    EXPECT_EQ(ended.error, "rynveld: cannot listen on 127.0.0.1:" + listener.port() + ": Address already in use\n");
 }
 
 TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {
     const auto ended = runRynveld({"--listen", "192.0.2.1:0"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.errors, "rynveld: cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
+    EXPECT_EQ(ended.error, "rynveld: cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
 }
 
 TEST(Rynveld, SaysWhereItListensAndWhatItServes) {

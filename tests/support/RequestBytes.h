@@ -12,6 +12,18 @@
 
 namespace RynvelTest {
 
+using RequestType = Rynvel::RequestData::Type;
+
+/** The types of the requests that read and write registers of a width. */
+template <typename T>
+constexpr RequestType readType = sizeof(T) == 1   ? RequestType::Read8
+                                 : sizeof(T) == 2 ? RequestType::Read16
+                                                  : RequestType::Read32;
+template <typename T>
+constexpr RequestType writeType = sizeof(T) == 1   ? RequestType::Write8
+                                  : sizeof(T) == 2 ? RequestType::Write16
+                                                   : RequestType::Write32;
+
 /** A word and its place in a record. */
 using WordAt = std::pair<std::size_t, std::uint32_t>;
 
@@ -30,9 +42,9 @@ inline void put(Bytes& record, std::size_t offset, std::uint32_t word) {
 }
 
 /** The bytes of a request as they go to the server, written out without the library. */
-inline Bytes requestBytes(std::uint32_t type, const std::string& deviceName, const std::vector<WordAt>& words = {}) {
+inline Bytes requestBytes(RequestType type, const std::string& deviceName, const std::vector<WordAt>& words = {}) {
     Bytes record(660);
-    put(record, 0, type);
+    put(record, 0, static_cast<std::uint32_t>(type));
     std::copy(deviceName.begin(), deviceName.end(), record.begin() + nameAt);
     for (const auto& [offset, word] : words) {
         put(record, offset, word);

@@ -1,27 +1,18 @@
 #ifndef RYNVEL_TESTS_RYNVELDPROCESS_H
 #define RYNVEL_TESTS_RYNVELDPROCESS_H
 
-#include <sys/types.h>
-
 #include <csignal>
 #include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Process.h"
+
 namespace RynvelTest {
 
-using Arguments = std::vector<std::string>;
-
-/** What a process did that has ended by itself. */
-struct Ended {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
 /** Runs the server of this build to its end. */
-Ended runRynveld(const Arguments& arguments);
+Ending runRynveld(const Arguments& arguments);
 
 /** The register server as a process of its own, with a port of the system's choice. */
 class RynveldProcess {
@@ -31,9 +22,8 @@ public:
 
     struct Launch {
         Devices devices = Devices::Tests;
-        /** What a shell does before it becomes the server, for instance "ulimit -n 64; ". */
+        /** As a process has them. */
         std::string preparation;
-        /** Passed as descriptor 3 and those that follow; in rising order. */
         std::vector<int> passed;
         /** The levels of the trace channels, as ZILTRACE has them. */
         std::string traces = "*=0";
@@ -57,7 +47,7 @@ public:
     std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
     /** The line that it starts with. */
     const std::string& banner() const { return m_banner; }
-    pid_t pid() const { return m_pid; }
+    pid_t pid() const { return m_process.pid(); }
 
     /** Fills the pipe that is its standard error, which nobody reads. */
     void fillStandardError() const;
@@ -81,8 +71,7 @@ private:
     std::size_t numberOf(const std::string& status) const;
 
     const bool m_isRead;
-    pid_t m_pid = -1;
-    int m_errors = -1;
+    Process m_process;
     std::string m_banner;
     std::string m_laterErrors;
     std::uint16_t m_port = 0;

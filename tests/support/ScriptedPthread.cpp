@@ -66,9 +66,7 @@ int ScriptedPthread::record(MutexCall call, const std::string& arguments) {
 
 namespace {
 
-using RynvelTest::MutexCall;
-using RynvelTest::nameOf;
-using RynvelTest::ScriptedPthread;
+using namespace RynvelTest;
 
 /** Records the call where there is a script, and makes it unless the script lets it fail. */
 template <typename... Parameters, typename Text, typename... Arguments>

@@ -7,8 +7,8 @@
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
+
+#include "ChildProcess.h"
 
 namespace RynvelTest {
 
@@ -27,13 +27,7 @@ inline bool banSystemCalls() {
 /** Whether the body returns true, in a process of its own, without a single system call. */
 template <typename Body>
 bool runsWithoutSystemCalls(Body body) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool done = banSystemCalls() && body();
-        syscall(SYS_exit_group, done ? 0 : 1);
-    }
-    int status = -1;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return succeedsInChildProcess([&body] { return banSystemCalls() && body(); });
 }
 
 } // namespace RynvelTest

@@ -1,54 +1,20 @@
 #ifndef RYNVEL_TESTS_PROGRAM_H
 #define RYNVEL_TESTS_PROGRAM_H
 
-#include <sys/types.h>
-
 #include <string>
-#include <vector>
+
+#include "Process.h"
 
 namespace RynvelTest {
-
-/** How a program ended: with a status, or by a signal, whose number is negative here. */
-struct Ending {
-    int status;
-    std::string output;
-    std::string error;
-};
-
-using Arguments = std::vector<std::string>;
 
 /** The words of a command line, separated by blanks. */
 Arguments words(const std::string& line);
 
-/** A program of this build while it runs. What is not said otherwise ends with the test. */
-class Program {
+/** A program of this build while it runs, with the levels of its trace channels as they are without an environment. */
+class Program : public Process {
 public:
-    /** Where standard output goes: to the test, or to an open file of its own. */
-    static constexpr int toTheTest = -1;
-
     /** @param path as the build knows it. @param folder the working directory. */
     Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output = toTheTest);
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-    ~Program();
-
-    /** The next line of standard output, or of standard error, without its end; empty when there is none. */
-    std::string outputLine() { return line(m_output); }
-    std::string errorLine() { return line(m_error); }
-
-    void closeOutput();
-    void signal(int number) const;
-
-    /** Waits for the end. What was read line by line is not in the outputs. */
-    Ending wait();
-
-private:
-    static std::string line(int descriptor);
-    void start(const std::string& path, const Arguments& arguments, const std::string& folder, int output, int error);
-
-    pid_t m_process = -1;
-    int m_output = -1;
-    int m_error = -1;
 };
 
 /** Runs a program to its end. */

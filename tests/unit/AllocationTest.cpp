@@ -9,6 +9,7 @@
 #include <rynvel.h>
 #include <rynvel.hpp>
 
+#include "CFunctions.h"
 #include "PlainMutex.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
@@ -38,9 +39,7 @@ thread_local bool disturbing = false;
 namespace {
 
 using Rynvel::ByteOrder;
-using RynvelTest::EventLog;
-using RynvelTest::plainMutex;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 /** The path of a file in memory that the descriptor keeps. */
 std::string memoryFile() {
@@ -61,7 +60,7 @@ std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Mmap<T>* /*type*/) {
 
 template <typename T>
 std::unique_ptr<Rynvel::Device<T>> make(Rynvel::Remote<T>* /*type*/) {
-    static RynvelTest::TestPeer peer;
+    static TestPeer peer;
     return std::make_unique<Rynvel::Remote<T>>("registers", peer.address(), plainMutex());
 }
 
@@ -115,28 +114,18 @@ TEST(Allocation, IsNotMadeByTheFunctionsOfTheCInterfaceWithTracingOff) {
     }
     const TraceRecorder recorder(0);
     const int handle8 = Rynvel_open("file8");
-    const int handle16 = Rynvel_open("file16");
-    const int handle32 = Rynvel_open("file32");
-    std::uint8_t value8 = 0;
-    std::uint16_t value16 = 0;
-    std::uint32_t value32 = 0;
+    ASSERT_EQ(Rynvel_open("file16"), handle8 + 1);
+    ASSERT_EQ(Rynvel_open("file32"), handle8 + 2);
     unsigned long info = 0;
     const unsigned long before = allocations;
-    Rynvel_read8(handle8, 0, &value8);
-    Rynvel_write8(handle8, 0, 1);
-    Rynvel_writeBitmask8(handle8, 0, 1, 2);
-    Rynvel_burstRead8(handle8, 0, &value8, 1);
-    Rynvel_burstWrite8(handle8, 0, &value8, 1);
-    Rynvel_read16(handle16, 0, &value16);
-    Rynvel_write16(handle16, 0, 1);
-    Rynvel_writeBitmask16(handle16, 0, 1, 2);
-    Rynvel_burstRead16(handle16, 0, &value16, 1, 1);
-    Rynvel_burstWrite16(handle16, 0, &value16, 1, 0);
-    Rynvel_read32(handle32, 0, &value32);
-    Rynvel_write32(handle32, 0, 1);
-    Rynvel_writeBitmask32(handle32, 0, 1, 2);
-    Rynvel_burstRead32(handle32, 0, &value32, 1, 1);
-    Rynvel_burstWrite32(handle32, 0, &value32, 1, 0);
+    forAllCFunctions(handle8, [](int handle, const auto& functions) {
+        RegisterOf<decltype(functions)> value = 0;
+        functions.read(handle, 0, &value);
+        functions.write(handle, 0, 1);
+        functions.writeBitmask(handle, 0, 1, 2);
+        functions.burstRead(handle, 0, &value, 1, 1);
+        functions.burstWrite(handle, 0, &value, 1, 0);
+    });
     Rynvel_ioctl(handle8, 0, 0);
     Rynvel_getInterruptType(handle8, &info);
     Rynvel_enableInterrupts(handle8);
@@ -160,7 +149,7 @@ TEST(Allocation, IsNotMadeByTheInterruptOperationsOfAUioDeviceWithTracingOff) {
 
 TEST(Allocation, IsNotMadeByTheInterruptOperationsOfARemoteDeviceWithTracingOff) {
     const TraceRecorder recorder(0);
-    RynvelTest::TestPeer peer;
+    TestPeer peer;
     Rynvel::Remote<std::uint32_t> device("registers", peer.address(), plainMutex());
     peer.send(1, {0, 0, 0, 1});
     unsigned long value = 0;

@@ -1,10 +1,14 @@
+#include <numeric>
 #include <stdexcept>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <rynvel.h>
 
+#include "CFunctions.h"
 #include "ChildProcess.h"
 #include "Fault.h"
+#include "RegisterWidth.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
@@ -12,14 +16,7 @@
 
 namespace {
 
-using RynvelTest::answering;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::inChildProcess;
-using RynvelTest::inMemory;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 constexpr int handle8 = 0;
 constexpr int handle16 = 1;
@@ -168,181 +165,98 @@ TEST(CInterface, LetsTheExceptionOfAConstructionPass) {
     EXPECT_THROW(Rynvel_open("uio32"), std::out_of_range);
 }
 
-TEST(CInterface, ReadsASingleRegisterAtTheDevicesAddress) {
-    withOpenDevices([](ScriptedOs& os) {
-        std::uint8_t value8 = 0;
-        std::uint16_t value16 = 0;
-        std::uint32_t value32 = 0;
-        os.store(3, std::uint8_t{0x22});
-        os.store(4, std::uint16_t{0x2211});
-        os.store(8, std::uint32_t{0x44332211});
-        EXPECT_EQ(Rynvel_read8(handle8, 3, &value8), 0);
-        EXPECT_EQ(Rynvel2_read16(handle16, 4, &value16), 0);
-        EXPECT_EQ(Rynvel2_read32(handle32, 8, &value32), 0);
-        EXPECT_EQ(value8, 0x22);
-        EXPECT_EQ(value16, 0x2211);
-        EXPECT_EQ(value32, 0x44332211U);
-        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 3, 0)", "read(7, 1)", "lseek(7, 4, 0)", "read(7, 2)", "lseek(7, 8, 0)",
-                                      "read(7, 4)"}));
-    });
+/** The addresses, of a kind that is divided, that name the device's address: all that differ in the bits dropped. */
+std::vector<unsigned int> addressesOf(unsigned int deviceAddress, unsigned int divisor) {
+    std::vector<unsigned int> addresses(divisor);
+    std::iota(addresses.begin(), addresses.end(), deviceAddress * divisor);
+    return addresses;
 }
 
-TEST(CInterface, WritesASingleRegisterAtTheDevicesAddress) {
+TEST(CInterface, AccessesARegisterAtTheDevicesAddressOrAtItsDividedByteAddress) {
     withOpenDevices([](ScriptedOs& os) {
-        EXPECT_EQ(Rynvel_write8(handle8, 5, 0xAB), 0);
-        EXPECT_EQ(Rynvel2_write16(handle16, 4, 0xABCD), 0);
-        EXPECT_EQ(Rynvel2_write32(handle32, 4, 0x12345678), 0);
-        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 5, 0)", "write(7, ab)", "lseek(7, 4, 0)",
-                                      "write(7, " + inMemory(std::uint16_t{0xABCD}) + ")", "lseek(7, 4, 0)",
-                                      "write(7, " + inMemory(std::uint32_t{0x12345678}) + ")"}));
-    });
-}
-
-TEST(CInterface, WritesUnderAMask) {
-    withOpenDevices([](ScriptedOs& os) {
-        std::fill(os.memory.begin(), os.memory.end(), 0xFF);
-        EXPECT_EQ(Rynvel_writeBitmask8(handle8, 0, 0x00, 0x0F), 0);
-        EXPECT_EQ(Rynvel2_writeBitmask16(handle16, 2, 0x0000, 0x0FF0), 0);
-        EXPECT_EQ(Rynvel2_writeBitmask32(handle32, 4, 0x00000000, 0x0000FF00), 0);
-        EXPECT_EQ(os.memory[0], 0xF0);
-        EXPECT_EQ(os.stored<std::uint16_t>(2), 0xF00F);
-        EXPECT_EQ(os.stored<std::uint32_t>(4), 0xFFFF00FFU);
-    });
-}
-
-TEST(CInterface, DividesTheByteAddressesOfTheOlderFunctionsAndDropsTheirLowBits) {
-    withOpenDevices([](ScriptedOs& os) {
-        std::uint16_t value16 = 0;
-        std::uint32_t value32 = 0;
-        const auto soughtBy = [&](auto call) {
-            os.log().clear();
-            EXPECT_EQ(call(), 0);
-            return os.log().front();
-        };
-        EXPECT_EQ(soughtBy([&] { return Rynvel_read16(handle16, 6, &value16); }), "lseek(7, 3, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_read16(handle16, 7, &value16); }), "lseek(7, 3, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_read32(handle32, 0x10, &value32); }), "lseek(7, 4, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_read32(handle32, 0x13, &value32); }), "lseek(7, 4, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_write16(handle16, 0x21, 1); }), "lseek(7, 16, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_write32(handle32, 0x23, 1); }), "lseek(7, 8, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_writeBitmask16(handle16, 0x21, 1, 1); }), "lseek(7, 16, 0)");
-        EXPECT_EQ(soughtBy([&] { return Rynvel_writeBitmask32(handle32, 0x23, 1, 1); }), "lseek(7, 8, 0)");
+        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
+            using T = RegisterOf<decltype(functions)>;
+            constexpr T value = Width<T>::value;
+            constexpr auto other = static_cast<T>(~value);
+            constexpr auto merged = static_cast<T>((other & ~0x0FU) | (value & 0x0FU));
+            const std::string seek = "lseek(7, 16, 0)";
+            const std::string readCall = std::string("read(7, ") + Width<T>::bytes + ')';
+            for (const unsigned int address : addressesOf(16, functions.divisor)) {
+                os.store(16, value);
+                os.log().clear();
+                T result = 0;
+                EXPECT_EQ(functions.read(handle, address, &result), 0);
+                EXPECT_EQ(result, value);
+                EXPECT_EQ(functions.write(handle, address, other), 0);
+                EXPECT_EQ(functions.writeBitmask(handle, address, value, 0x0F), 0);
+                EXPECT_EQ(os.stored<T>(16), merged);
+                EXPECT_EQ(os.log(), (EventLog{seek, readCall, seek, "write(7, " + inMemory(other) + ')', seek, readCall,
+                                              seek, "write(7, " + inMemory(merged) + ')'}));
+            }
+        });
     });
 }
 
 TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
     withOpenDevices([](ScriptedOs& os) {
-        os.script(Call::Lseek, {failing(EINVAL), failing(EINVAL)});
-        std::uint16_t value16 = 0;
-        std::uint32_t value32 = 0;
-        EXPECT_EQ(Rynvel_read16(handle16, 0xFFFFFFFF, &value16), -1);
-        EXPECT_EQ(Rynvel_read32(handle32, 0xFFFFFFFF, &value32), -1);
-        EXPECT_EQ(os.log(), (EventLog{"lseek(7, 2147483647, 0)", "lseek(7, 1073741823, 0)"}));
+        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
+            RegisterOf<decltype(functions)> value = 0;
+            os.script(Call::Lseek, {failing(EINVAL)});
+            EXPECT_EQ(functions.read(handle, 0xFFFFFFFF, &value), -1);
+            const auto sought = static_cast<long>(0xFFFFFFFF / functions.divisor);
+            EXPECT_EQ(os.log().back(), "lseek(7, " + std::to_string(sought) + ", 0)");
+        });
     });
 }
 
-TEST(CInterface, WritesTheOlderFunctionsDataUnderTheirMasks) {
-    withOpenDevices([](ScriptedOs& os) {
-        EXPECT_EQ(Rynvel_write16(handle16, 0, 0xABCD), 0);
-        EXPECT_EQ(Rynvel_write32(handle32, 16, 0x12345678), 0);
-        EXPECT_EQ(os.stored<std::uint16_t>(0), 0xABCD);
-        EXPECT_EQ(os.stored<std::uint32_t>(4), 0x12345678U);
-        EXPECT_EQ(Rynvel_writeBitmask16(handle16, 0, 0x00EF, 0x00FF), 0);
-        EXPECT_EQ(Rynvel_writeBitmask32(handle32, 16, 0x000000EF, 0x000000FF), 0);
-        EXPECT_EQ(os.stored<std::uint16_t>(0), 0xABEF);
-        EXPECT_EQ(os.stored<std::uint32_t>(4), 0x123456EFU);
-    });
-}
-
-TEST(CInterface, BurstsOf8BitsAreAlwaysInHostOrder) {
+TEST(CInterface, BurstsTakeAnyFlagButZeroForNetworkOrderAndThoseOf8BitsHaveHostOrder) {
     withOpenDevices([](ScriptedOs&) {
-        std::uint8_t values[3] = {};
-        EXPECT_EQ(entryOf([&] { EXPECT_EQ(Rynvel_burstRead8(handle8, 9, values, 3), 0); }),
-                  "Rynvel.Lseek 6 read ENTER Hex(address)=0x00000009, items=3, byteOrder=Host");
-        EXPECT_EQ(entryOf([&] { EXPECT_EQ(Rynvel_burstWrite8(handle8, 9, values, 3), 0); }),
-                  "Rynvel.Lseek 6 write ENTER Hex(address)=0x00000009, items=3, byteOrder=Host");
-    });
-}
-
-TEST(CInterface, BurstsTakeAnyFlagButZeroForNetworkOrder) {
-    withOpenDevices([](ScriptedOs&) {
-        std::uint16_t values16[2] = {};
-        std::uint32_t values32[2] = {};
-        for (const int flag : {0, 1, 7, -1}) {
-            const std::string rest =
-                " ENTER Hex(address)=0x00000008, items=2, byteOrder=" + std::string(flag == 0 ? "Host" : "Network");
-            const std::string read = "Rynvel.Lseek 6 read" + rest;
-            const std::string write = "Rynvel.Lseek 6 write" + rest;
-            EXPECT_EQ(entryOf([&] { Rynvel2_burstRead16(handle16, 8, values16, 2, flag); }), read);
-            EXPECT_EQ(entryOf([&] { Rynvel2_burstRead32(handle32, 8, values32, 2, flag); }), read);
-            EXPECT_EQ(entryOf([&] { Rynvel2_burstWrite16(handle16, 8, values16, 2, flag); }), write);
-            EXPECT_EQ(entryOf([&] { Rynvel2_burstWrite32(handle32, 8, values32, 2, flag); }), write);
-            EXPECT_EQ(entryOf([&] { Rynvel_burstRead16(handle16, 17, values16, 2, flag); }), read);
-            EXPECT_EQ(entryOf([&] { Rynvel_burstRead32(handle32, 35, values32, 2, flag); }), read);
-            EXPECT_EQ(entryOf([&] { Rynvel_burstWrite16(handle16, 17, values16, 2, flag); }), write);
-            EXPECT_EQ(entryOf([&] { Rynvel_burstWrite32(handle32, 35, values32, 2, flag); }), write);
-        }
+        forAllCFunctions(handle8, [](int handle, const auto& functions) {
+            RegisterOf<decltype(functions)> values[2] = {};
+            for (const int flag : {0, 1, 7, -1}) {
+                const std::string rest = " ENTER Hex(address)=0x00000008, items=2, byteOrder=" +
+                                         std::string(functions.isHostOrder(flag) ? "Host" : "Network");
+                for (const unsigned int address : addressesOf(8, functions.divisor)) {
+                    EXPECT_EQ(entryOf([&] { functions.burstRead(handle, address, values, 2, flag); }),
+                              "Rynvel.Lseek 6 read" + rest);
+                    EXPECT_EQ(entryOf([&] { functions.burstWrite(handle, address, values, 2, flag); }),
+                              "Rynvel.Lseek 6 write" + rest);
+                }
+            }
+        });
     });
 }
 
 TEST(CInterface, BurstsMoveTheCallersItems) {
     withOpenDevices([](ScriptedOs& os) {
-        const std::uint8_t out8[2] = {0x01, 0x02};
-        const std::uint16_t out16[2] = {0x0102, 0x0304};
-        const std::uint32_t out32[1] = {0x01020304};
-        Rynvel_burstWrite8(handle8, 0, out8, 2);
-        Rynvel2_burstWrite16(handle16, 16, out16, 2, 1);
-        Rynvel2_burstWrite32(handle32, 32, out32, 1, 1);
-        EXPECT_EQ(os.memory[1], 0x02);
-        EXPECT_EQ(os.stored<std::uint16_t>(16), 0x0201);
-        EXPECT_EQ(os.stored<std::uint16_t>(18), 0x0403);
-        EXPECT_EQ(os.stored<std::uint32_t>(32), 0x04030201U);
-        std::uint8_t in8[2] = {};
-        std::uint16_t in16[2] = {};
-        std::uint32_t in32[1] = {};
-        Rynvel_burstRead8(handle8, 0, in8, 2);
-        Rynvel_burstRead16(handle16, 32, in16, 2, 1);
-        Rynvel_burstRead32(handle32, 128, in32, 1, 0);
-        EXPECT_EQ(in8[0], 0x01);
-        EXPECT_EQ(in16[1], 0x0304);
-        EXPECT_EQ(in32[0], 0x04030201U);
+        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
+            using T = RegisterOf<decltype(functions)>;
+            const T written[2] = {Width<T>::value, 1};
+            T values[2] = {};
+            // A device that is sought reports a burst by its bytes.
+            const int result = sizeof(T) == 1 ? 0 : -1;
+            EXPECT_EQ(functions.burstWrite(handle, 16 * functions.divisor, written, 2, 1), result);
+            EXPECT_EQ(os.stored<T>(16), Width<T>::reversed);
+            EXPECT_EQ(functions.burstRead(handle, 16 * functions.divisor, values, 2, 0), result);
+            EXPECT_EQ(values[0], Width<T>::reversed);
+            EXPECT_EQ(functions.burstRead(handle, 16 * functions.divisor, values, 2, 1), result);
+            EXPECT_EQ(values[0], written[0]);
+            EXPECT_EQ(values[1], written[1]);
+        });
     });
 }
 
 TEST(CInterface, ReportsFailedOperationsWithMinusOne) {
     withOpenDevices([](ScriptedOs& os) {
-        std::uint8_t value8 = 0;
-        std::uint16_t value16 = 0;
-        std::uint32_t value32 = 0;
-        const auto failed = [&](auto call) {
-            os.script(Call::Lseek, {failing(EIO)});
-            EXPECT_EQ(call(), -1);
-        };
-        failed([&] { return Rynvel_read8(handle8, 0, &value8); });
-        failed([&] { return Rynvel_read16(handle16, 0, &value16); });
-        failed([&] { return Rynvel_read32(handle32, 0, &value32); });
-        failed([&] { return Rynvel2_read16(handle16, 0, &value16); });
-        failed([&] { return Rynvel2_read32(handle32, 0, &value32); });
-        failed([&] { return Rynvel_write8(handle8, 0, 0); });
-        failed([&] { return Rynvel_write16(handle16, 0, 0); });
-        failed([&] { return Rynvel_write32(handle32, 0, 0); });
-        failed([&] { return Rynvel2_write16(handle16, 0, 0); });
-        failed([&] { return Rynvel2_write32(handle32, 0, 0); });
-        failed([&] { return Rynvel_writeBitmask8(handle8, 0, 0, 1); });
-        failed([&] { return Rynvel_writeBitmask16(handle16, 0, 0, 1); });
-        failed([&] { return Rynvel_writeBitmask32(handle32, 0, 0, 1); });
-        failed([&] { return Rynvel2_writeBitmask16(handle16, 0, 0, 1); });
-        failed([&] { return Rynvel2_writeBitmask32(handle32, 0, 0, 1); });
-        failed([&] { return Rynvel_burstRead8(handle8, 0, &value8, 0); });
-        failed([&] { return Rynvel_burstRead16(handle16, 0, &value16, 0, 0); });
-        failed([&] { return Rynvel_burstRead32(handle32, 0, &value32, 0, 0); });
-        failed([&] { return Rynvel2_burstRead16(handle16, 0, &value16, 0, 0); });
-        failed([&] { return Rynvel2_burstRead32(handle32, 0, &value32, 0, 0); });
-        failed([&] { return Rynvel_burstWrite8(handle8, 0, &value8, 0); });
-        failed([&] { return Rynvel_burstWrite16(handle16, 0, &value16, 0, 0); });
-        failed([&] { return Rynvel_burstWrite32(handle32, 0, &value32, 0, 0); });
-        failed([&] { return Rynvel2_burstWrite16(handle16, 0, &value16, 0, 0); });
-        failed([&] { return Rynvel2_burstWrite32(handle32, 0, &value32, 0, 0); });
+        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
+            RegisterOf<decltype(functions)> value = 0;
+            os.script(Call::Lseek, std::vector(5, failing(EIO)));
+            EXPECT_EQ(functions.read(handle, 0, &value), -1);
+            EXPECT_EQ(functions.write(handle, 0, 0), -1);
+            EXPECT_EQ(functions.writeBitmask(handle, 0, 0, 1), -1);
+            EXPECT_EQ(functions.burstRead(handle, 0, &value, 0, 0), -1);
+            EXPECT_EQ(functions.burstWrite(handle, 0, &value, 0, 0), -1);
+        });
     });
 }
 

@@ -14,22 +14,8 @@
 
 namespace {
 
-using Rynvel::Connection;
-using Rynvel::IConnection;
-using Rynvel::IMessage;
-using Rynvel::InterruptMessage;
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Rynvel::Response;
-using RynvelTest::answering;
-using RynvelTest::Bytes;
-using RynvelTest::bytesOf;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::ScriptedOs;
-using RynvelTest::slotOf;
-using RynvelTest::TraceRecorder;
+using namespace Rynvel;
+using namespace RynvelTest;
 
 std::string hexOf(const IMessage& message) {
     std::string text;

@@ -18,11 +18,7 @@ namespace {
 
 using Rynvel::PthreadMutex;
 using Rynvel::PthreadMutexType;
-using RynvelTest::EventLog;
-using RynvelTest::MutexCall;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedPthread;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 /** A mutex of a caller that builds on the library's. */
 class CountingMutex : public PthreadMutex {
@@ -65,12 +61,12 @@ EventLog eventsOfAWrite(Rynvel::Device32& device, int level, std::initializer_li
 const auto bothCalls = {MutexCall::Lock, MutexCall::Unlock};
 
 TEST(DeviceLock, LocksAndUnlocksTheLibrarysMutexOnce) {
-    const auto device = memoryWith(RynvelTest::plainMutex());
+    const auto device = memoryWith(plainMutex());
     EXPECT_EQ(eventsOfAWrite(*device, 6), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
 }
 
 TEST(DeviceLock, TracesTheEntriesOfTheLibrarysMutexAtLevelSeven) {
-    const auto device = memoryWith(RynvelTest::plainMutex());
+    const auto device = memoryWith(plainMutex());
     EXPECT_EQ(eventsOfAWrite(*device, 7), (EventLog{"Rynvel.PthreadMutex 7 lock: ENTER", "pthread_mutex_lock",
                                                     "Rynvel.PthreadMutex 7 unlock: ENTER", "pthread_mutex_unlock"}));
 }
@@ -83,7 +79,7 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
     EventLog entriesAndFailures = failures;
     entriesAndFailures.insert(entriesAndFailures.begin() + 2, channel + "7 unlock: ENTER");
     entriesAndFailures.insert(entriesAndFailures.begin(), channel + "7 lock: ENTER");
-    const auto device = memoryWith(RynvelTest::plainMutex());
+    const auto device = memoryWith(plainMutex());
     EXPECT_EQ(eventsOfAWrite(*device, 1, bothCalls), failures);
     EXPECT_EQ(eventsOfAWrite(*device, 6, bothCalls), failures);
     EXPECT_EQ(eventsOfAWrite(*device, 7, bothCalls), entriesAndFailures);
@@ -93,12 +89,12 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
 }
 
 TEST(DeviceLock, SaysNothingOfAFailureWhenLevelOneIsOff) {
-    const auto device = memoryWith(RynvelTest::plainMutex());
+    const auto device = memoryWith(plainMutex());
     EXPECT_EQ(eventsOfAWrite(*device, 0, bothCalls), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
 }
 
 TEST(DeviceLock, NamesTheMutexsSourceInItsTraces) {
-    const auto device = memoryWith(RynvelTest::plainMutex());
+    const auto device = memoryWith(plainMutex());
     const TraceRecorder recorder(7, "Rynvel.PthreadMutex");
     device->write(0, 7U);
     for (const auto& trace : recorder.traces()) {

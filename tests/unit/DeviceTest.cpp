@@ -13,8 +13,7 @@ namespace {
 using Rynvel::ByteOrder;
 using Rynvel::Device;
 using Rynvel::IDevice;
-using RynvelTest::EventLog;
-using RynvelTest::slotOf;
+using namespace RynvelTest;
 
 /** Overrides the pure operations only, and records the single writes. */
 template <typename T>

@@ -14,10 +14,7 @@
 namespace {
 
 using Rynvel::Factory;
-using RynvelTest::EventLog;
-using RynvelTest::MutexCall;
-using RynvelTest::ScriptedPthread;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 TEST(FactoryLock, LetsTheErrorPassWhenItCannotBeTaken) {
     Factory& factory = Factory::getInstance();
@@ -49,7 +46,7 @@ TEST(FactoryLock, IsNotTakenForANameThatIsUnknown) {
     const TraceRecorder recorder(0);
     ScriptedPthread script;
     EXPECT_EQ(factory.create("unknown"), nullptr);
-    EXPECT_EQ(script.log(), RynvelTest::EventLog{});
+    EXPECT_EQ(script.log(), EventLog{});
 }
 
 TEST(FactoryLock, IsNotTakenByLookups) {
@@ -59,7 +56,7 @@ TEST(FactoryLock, IsNotTakenByLookups) {
     EXPECT_EQ(factory.getHandle(nullptr), 0);
     EXPECT_EQ(factory.getBackend8(1), nullptr);
     EXPECT_EQ(factory.makeUnique8("lseek32", nullptr), nullptr);
-    EXPECT_EQ(script.log(), RynvelTest::EventLog{});
+    EXPECT_EQ(script.log(), EventLog{});
 }
 
 } // namespace

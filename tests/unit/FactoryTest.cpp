@@ -1,3 +1,4 @@
+#include <array>
 #include <cerrno>
 #include <set>
 #include <stdexcept>
@@ -18,17 +19,8 @@
 
 namespace {
 
-using Rynvel::DeviceType;
-using Rynvel::Factory;
-using Rynvel::MemoryDevice;
-using Rynvel::PthreadMutex;
-using Rynvel::PthreadMutexType;
-using RynvelTest::EventLog;
-using RynvelTest::inChildProcess;
-using RynvelTest::plainMutex;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace Rynvel;
+using namespace RynvelTest;
 
 Factory& factory() { return Factory::getInstance(); }
 
@@ -238,47 +230,31 @@ TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLock
     });
 }
 
-/** The make function of a width. */
-template <typename T>
-struct Maker;
-
-template <>
-struct Maker<std::uint8_t> {
-    static constexpr auto make = &Factory::makeUnique8;
-    static constexpr auto function = "makeUnique8";
-    static constexpr auto own = "lseek8";
-    static constexpr auto other = "lseek16";
-};
-
-template <>
-struct Maker<std::uint16_t> {
-    static constexpr auto make = &Factory::makeUnique16;
-    static constexpr auto function = "makeUnique16";
-    static constexpr auto own = "lseek16";
-    static constexpr auto other = "lseek32";
-};
-
-template <>
-struct Maker<std::uint32_t> {
-    static constexpr auto make = &Factory::makeUnique32;
-    static constexpr auto function = "makeUnique32";
-    static constexpr auto own = "lseek32";
-    static constexpr auto other = "lseek8";
-};
-
+/** The function that makes private devices of a width, whose rows are named for theirs. */
 template <typename T>
 class MakeUniqueTest : public testing::Test {
 protected:
     static auto make(const std::string& name, std::unique_ptr<Rynvel::IMutex> mutex) {
-        return (factory().*Maker<T>::make)(name, std::move(mutex));
+        if constexpr (sizeof(T) == 1) {
+            return factory().makeUnique8(name, std::move(mutex));
+        } else if constexpr (sizeof(T) == 2) {
+            return factory().makeUnique16(name, std::move(mutex));
+        } else {
+            return factory().makeUnique32(name, std::move(mutex));
+        }
     }
+
+    const std::string m_width = std::to_string(8 * sizeof(T));
+    const std::string m_function = "makeUnique" + m_width;
+    const std::string m_own = "lseek" + m_width;
+    const std::string m_other = sizeof(T) == 1 ? "lseek16" : "lseek8";
 };
 
 using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(MakeUniqueTest, Widths);
 
 TYPED_TEST(MakeUniqueTest, BuildsADeviceOfItsWidthAnewEachTimeOutsideTheList) {
-    const std::string name = Maker<TypeParam>::own;
+    const std::string name = this->m_own;
     ScriptedOs os;
     const TraceRecorder recorder(6, "Rynvel.Factory");
     const auto first = this->make(name, std::make_unique<RecordingMutex>(os.log()));
@@ -289,14 +265,14 @@ TYPED_TEST(MakeUniqueTest, BuildsADeviceOfItsWidthAnewEachTimeOutsideTheList) {
     EXPECT_EQ(os.log(), (EventLog{"open(/dev/" + name + ", 2)", "open(/dev/" + name + ", 2)"}));
     EXPECT_EQ(factory().getBackend(factory().findMemoryDeviceIndex(name)), nullptr);
     const std::string channel = "Rynvel.Factory ";
-    const EventLog once{channel + "6 " + Maker<TypeParam>::function + " ENTER logicalDevName=" + name,
-                        channel + "4 " + Maker<TypeParam>::function + ": Device \"" + name + "\" created."};
+    const EventLog once{channel + "6 " + this->m_function + " ENTER logicalDevName=" + name,
+                        channel + "4 " + this->m_function + ": Device \"" + name + "\" created."};
     EXPECT_EQ(recorder.lines(), (EventLog{once[0], once[1], once[0], once[1]}));
 }
 
 TYPED_TEST(MakeUniqueTest, GivesTheCallersMutexToTheDevice) {
     ScriptedOs os;
-    auto device = this->make(Maker<TypeParam>::own, std::make_unique<RecordingMutex>(os.log()));
+    auto device = this->make(this->m_own, std::make_unique<RecordingMutex>(os.log()));
     device->write(0, TypeParam{1});
     EXPECT_EQ(os.log()[1], "lock");
     device.reset();
@@ -304,15 +280,15 @@ TYPED_TEST(MakeUniqueTest, GivesTheCallersMutexToTheDevice) {
 }
 
 TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
-    for (const std::string name : {Maker<TypeParam>::other, "unsupported"}) {
+    for (const std::string& name : {this->m_other, std::string("unsupported")}) {
         EventLog log;
         const TraceRecorder recorder(5);
         EXPECT_EQ(this->make(name, std::make_unique<RecordingMutex>(log)), nullptr);
         EXPECT_EQ(log, EventLog{"mutex destroyed"});
         const std::string prefix = "Rynvel.Factory ";
         EXPECT_EQ(recorder.lines(),
-                  (EventLog{prefix + "1 " + Maker<TypeParam>::function + ": Unsupported device \"" + name + "\"",
-                            prefix + "4 " + Maker<TypeParam>::function + ": Device \"" + name + "\" created."}));
+                  (EventLog{prefix + "1 " + this->m_function + ": Unsupported device \"" + name + "\"",
+                            prefix + "4 " + this->m_function + ": Device \"" + name + "\" created."}));
     }
 }
 
@@ -349,21 +325,15 @@ TEST(Factory, GivesTheFirstEmptySlotAsTheHandleOfAnEmptyPointer) {
 TEST(Factory, GivesTheDeviceBehindAHandleToTheAccessorsOfItsWidthOnly) {
     inChildProcess([] {
         ScriptedOs os;
-        const auto device8 = factory().create("lseek8");
-        const auto device16 = factory().create("lseek16");
-        const auto device32 = factory().create("lseek32");
-        EXPECT_EQ(factory().getBackend(0), device8.get());
-        EXPECT_EQ(factory().getBackend(1), device16.get());
-        EXPECT_EQ(factory().getBackend(2), device32.get());
-        EXPECT_EQ(factory().getBackend8(0), device8.get());
-        EXPECT_EQ(factory().getBackend16(1), device16.get());
-        EXPECT_EQ(factory().getBackend32(2), device32.get());
-        EXPECT_EQ(factory().getBackend8(1), nullptr);
-        EXPECT_EQ(factory().getBackend8(2), nullptr);
-        EXPECT_EQ(factory().getBackend16(0), nullptr);
-        EXPECT_EQ(factory().getBackend16(2), nullptr);
-        EXPECT_EQ(factory().getBackend32(0), nullptr);
-        EXPECT_EQ(factory().getBackend32(1), nullptr);
+        const std::array devices{factory().create("lseek8"), factory().create("lseek16"), factory().create("lseek32")};
+        for (int handle = 0; handle < 3; ++handle) {
+            const Rynvel::IDevice* const device = devices[static_cast<std::size_t>(handle)].get();
+            ASSERT_NE(device, nullptr);
+            EXPECT_EQ(factory().getBackend(handle), device);
+            EXPECT_EQ(factory().getBackend8(handle), handle == 0 ? device : nullptr);
+            EXPECT_EQ(factory().getBackend16(handle), handle == 1 ? device : nullptr);
+            EXPECT_EQ(factory().getBackend32(handle), handle == 2 ? device : nullptr);
+        }
     });
 }
 
@@ -381,25 +351,22 @@ TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
     EXPECT_EQ(factory().getBackend32(2), nullptr);
 }
 
-TEST(Factory, EndsTheProcessOnANegativeHandle) {
-    const std::string failed = ": Assertion `handle >= 0' failed";
-    EXPECT_DEATH(factory().getBackend(-1),
-                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend8(-1),
-                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend16(-2147483647),
-                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::Device16\\* Rynvel::Factory::getBackend16\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend32(-1),
-                 "cppsrc/RynvelFactory:[0-9]+: Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
+/** Expects every accessor to end the process on either handle, with its name and the assertion that failed. */
+void expectEndOn(int handle, int extreme, const std::string& assertion) {
+    const auto message = [&](const std::string& width) {
+        return "cppsrc/RynvelFactory:[0-9]+: Rynvel::" + (width.empty() ? "IDevice" : "Device" + width) +
+               "\\* Rynvel::Factory::getBackend" + width + "\\(int\\): Assertion `" + assertion + "' failed";
+    };
+    EXPECT_DEATH(factory().getBackend(handle), message(""));
+    EXPECT_DEATH(factory().getBackend8(handle), message("8"));
+    EXPECT_DEATH(factory().getBackend16(extreme), message("16"));
+    EXPECT_DEATH(factory().getBackend32(handle), message("32"));
 }
 
+TEST(Factory, EndsTheProcessOnANegativeHandle) { expectEndOn(-1, -2147483647, "handle >= 0"); }
+
 TEST(Factory, EndsTheProcessOnAHandleBeyondTheTable) {
-    const std::string failed = ": Assertion `static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)' failed";
-    EXPECT_DEATH(factory().getBackend(15), "Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend8(15), "Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend16(2147483647),
-                 "Rynvel::Device16\\* Rynvel::Factory::getBackend16\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend32(15), "Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
+    expectEndOn(15, 2147483647, "static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)");
 }
 
 TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {

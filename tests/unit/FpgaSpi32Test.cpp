@@ -17,12 +17,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynvel::FpgaSpi32;
-using RynvelTest::answering;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 constexpr auto path = "/dev/spidev7.1";
 constexpr std::size_t frameSize = 11;
@@ -114,8 +109,6 @@ TEST_F(FpgaSpi32Test, OpensTheNodeAndSetsNothingUp) {
     EXPECT_EQ(os.log(), (EventLog{"open(/dev/spidev7.1, 2)", "close(7)", "mutex destroyed"}));
     EXPECT_EQ(fpga.transactions(), 0U);
 }
-
-TEST_F(FpgaSpi32Test, TakesItsNodeAsItsName) { EXPECT_EQ(m_device.getDevName(), path); }
 
 TEST_F(FpgaSpi32Test, ReadsARegisterInOneTransactionUnderTheLock) {
     m_fpga.registers[0x100C] = 0x11223344;
@@ -393,20 +386,6 @@ TEST_F(FpgaSpi32Test, MakesBurstsAndMaskedWritesOfVirtualSingleOperations) {
     EXPECT_EQ(device.reads, 4);
     EXPECT_EQ(device.writes, 6);
     EXPECT_EQ(m_fpga.transactions(), 0U);
-}
-
-TEST_F(FpgaSpi32Test, HasNoInterruptsRequestsAndHandleAndTouchesAndTracesNothingForThem) {
-    const TraceRecorder recorder(7);
-    unsigned long info = 0x55;
-    EXPECT_FALSE(m_device.getInterruptType(&info));
-    EXPECT_FALSE(m_device.enableInterrupt());
-    EXPECT_FALSE(m_device.disableInterrupt());
-    EXPECT_FALSE(m_device.waitForInterrupt(&info));
-    EXPECT_EQ(info, 0x55U);
-    EXPECT_EQ(m_device.ioctl(1, 2), -1);
-    EXPECT_EQ(m_device.getNativeHandle(), -1);
-    EXPECT_EQ(m_os.log(), EventLog{});
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(FpgaSpi32Test, TracesItsLife) {

@@ -8,11 +8,7 @@
 
 namespace {
 
-using RynvelTest::answering;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::ScriptedOs;
+using namespace RynvelTest;
 
 class LinuxIoTest : public testing::Test {
 protected:
@@ -105,9 +101,9 @@ TEST_F(LinuxIoTest, ReturnsEveryFailureAsItCameAndTriesOnce) {
         m_os.log().clear();
         m_os.script(call, {failing(EINTR)});
         errno = 0;
-        EXPECT_EQ(operation(), -1) << RynvelTest::nameOf(call);
-        EXPECT_EQ(errno, EINTR) << RynvelTest::nameOf(call);
-        EXPECT_EQ(m_os.log().size(), 1U) << RynvelTest::nameOf(call);
+        EXPECT_EQ(operation(), -1) << nameOf(call);
+        EXPECT_EQ(errno, EINTR) << nameOf(call);
+        EXPECT_EQ(m_os.log().size(), 1U) << nameOf(call);
     };
     failedOnce(Call::Open, [&] { return m_io.open("/dev/x", 0); });
     failedOnce(Call::Close, [&] { return m_io.close(7); });

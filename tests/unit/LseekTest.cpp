@@ -15,16 +15,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynvel::Lseek;
-using RynvelTest::answering;
-using RynvelTest::asUsual;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::inMemory;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
-using RynvelTest::Width;
+using namespace RynvelTest;
 
 constexpr auto path = "/dev/tomkar_registers";
 
@@ -56,33 +47,6 @@ TYPED_TEST(LseekTest, OpensTheDeviceFileForReadingAndWritingWithNoOtherFlag) {
     const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log()));
     EXPECT_EQ(os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
     EXPECT_EQ(O_RDWR, 2);
-}
-
-TYPED_TEST(LseekTest, TakesTheDescriptorZeroForAnOpenFile) {
-    ScriptedOs os;
-    os.script(Call::Open, {answering(0)});
-    Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log()));
-    EXPECT_EQ(device.getNativeHandle(), 0);
-    EXPECT_EQ(device.ioctl(1, 2), 0);
-}
-
-TYPED_TEST(LseekTest, TakesItsDeviceFileAsItsName) { EXPECT_EQ(this->m_device.getDevName(), path); }
-
-TYPED_TEST(LseekTest, ClosesTheFileThenDestroysTheMutex) {
-    ScriptedOs os;
-    { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
-    EXPECT_EQ(os.log(), (EventLog{"open(/dev/tomkar_registers, 2)", "close(7)", "mutex destroyed"}));
-}
-
-TYPED_TEST(LseekTest, IgnoresAFailedClose) {
-    ScriptedOs os;
-    os.script(Call::Close, {failing(EIO)});
-    { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
-    EXPECT_EQ(os.log().back(), "mutex destroyed");
-}
-
-TYPED_TEST(LseekTest, GivesItsDescriptorAsNativeHandle) {
-    EXPECT_EQ(this->m_device.getNativeHandle(), ScriptedOs::descriptor);
 }
 
 TYPED_TEST(LseekTest, ReadsOneRegisterAtItsByteOffsetUnderTheLock) {
@@ -254,15 +218,6 @@ TYPED_TEST(LseekTest, WritesANetworkBurstItemByItemWithTheBytesReversed) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", item, item, item, "unlock"}));
 }
 
-TYPED_TEST(LseekTest, TakesAnyOrderButNetworkForHost) {
-    TypeParam values[2] = {};
-    this->m_device.read(0, values, 2, static_cast<ByteOrder>(2));
-    EXPECT_EQ(this->m_os.log()[2], "read(7, " + std::to_string(2 * sizeof(TypeParam)) + ")");
-    this->m_os.log().clear();
-    this->m_device.write(0, values, 2, static_cast<ByteOrder>(2));
-    EXPECT_EQ(this->m_os.log()[2], this->writeCall(std::string(4 * sizeof(TypeParam), '0')));
-}
-
 TYPED_TEST(LseekTest, ReportsABurstWhoseBytesHappenToEqualItsItems) {
     TypeParam values[4] = {};
     this->m_os.script(Call::Read, {answering(4)});
@@ -351,41 +306,6 @@ TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
     EXPECT_EQ(this->m_os.log().size(), 6U);
 }
 
-TYPED_TEST(LseekTest, ForwardsARequestWithoutTheLock) {
-    this->m_os.script(Call::Ioctl, {answering(42), failing(ENOTTY)});
-    EXPECT_EQ(this->m_device.ioctl(0x5401, 0xBEEF), 42);
-    errno = 0;
-    EXPECT_EQ(this->m_device.ioctl(0x5401, 0xBEEF), -1);
-    EXPECT_EQ(errno, ENOTTY);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
-}
-
-TYPED_TEST(LseekTest, HasNoInterruptsAndTouchesAndTracesNothingForThem) {
-    const TraceRecorder recorder(7);
-    unsigned long info = 0x55;
-    EXPECT_FALSE(this->m_device.getInterruptType(&info));
-    EXPECT_FALSE(this->m_device.enableInterrupt());
-    EXPECT_FALSE(this->m_device.disableInterrupt());
-    EXPECT_FALSE(this->m_device.waitForInterrupt(&info));
-    EXPECT_EQ(info, 0x55U);
-    EXPECT_EQ(this->m_os.log(), EventLog{});
-    EXPECT_EQ(recorder.lines(), EventLog{});
-}
-
-TYPED_TEST(LseekTest, ReleasesAWaiterByASingleWrite) {
-    EXPECT_TRUE(this->m_device.cancelWaitForInterrupt(0x20, Width<TypeParam>::value));
-    EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
-}
-
-TYPED_TEST(LseekTest, GoesOnWhenItsMutexReportsFailures) {
-    ScriptedOs os;
-    Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log(), false));
-    TypeParam value = 0;
-    EXPECT_TRUE(device.read(0, &value));
-    EXPECT_TRUE(device.write(0, 1));
-}
-
 TYPED_TEST(LseekTest, TracesItsLifeBeforeItsCalls) {
     ScriptedOs os;
     const TraceRecorder recorder(6, "*", &os.log());
@@ -417,22 +337,6 @@ TYPED_TEST(LseekTest, TracesTheEntryOfEveryOperation) {
                         "Rynvel.Lseek 6 ioctl ENTER command=-5, arg=4000000000"}));
 }
 
-TYPED_TEST(LseekTest, TracesBeforeItLocks) {
-    const TraceRecorder recorder(6, "*", &this->m_os.log());
-    TypeParam value = 0;
-    const auto expectEntryThenLock = [this](auto operation) {
-        this->m_os.log().clear();
-        operation();
-        EXPECT_NE(this->m_os.log()[0].find(" ENTER "), std::string::npos);
-        EXPECT_EQ(this->m_os.log()[1], "lock");
-    };
-    expectEntryThenLock([&] { this->m_device.read(0, &value); });
-    expectEntryThenLock([&] { this->m_device.write(0, value); });
-    expectEntryThenLock([&] { this->m_device.write(0, value, 1); });
-    expectEntryThenLock([&] { this->m_device.read(0, &value, 1, ByteOrder::Host); });
-    expectEntryThenLock([&] { this->m_device.write(0, &value, 1, ByteOrder::Network); });
-}
-
 TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
     const TraceRecorder recorder(5);
     TypeParam value = 0;
@@ -443,28 +347,6 @@ TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
     this->m_os.script(Call::Write, {failing(EIO)});
     this->m_device.write(0, value);
     EXPECT_EQ(recorder.lines(), EventLog{});
-}
-
-TYPED_TEST(LseekTest, KeepsErrnoWhenItTraces) {
-    const TraceRecorder recorder(7);
-    this->m_os.script(Call::Ioctl, {answering(0)});
-    errno = ERANGE;
-    this->m_device.ioctl(0, 0);
-    EXPECT_EQ(errno, ERANGE);
-}
-
-TYPED_TEST(LseekTest, NamesItsSourceInTheTraceHeaderAndHasALineOfItsOwnForEveryTracePoint) {
-    const TraceRecorder recorder(6);
-    TypeParam value = 0;
-    this->m_device.read(0, &value);
-    this->m_device.read(0, &value, 1, ByteOrder::Host);
-    const auto traces = recorder.traces();
-    ASSERT_EQ(traces.size(), 2U);
-    EXPECT_EQ(traces[0].file, "cppsrc/RynvelLseek");
-    EXPECT_EQ(traces[0].function, "read");
-    EXPECT_EQ(traces[0].option, 256);
-    EXPECT_GT(traces[0].line, 0);
-    EXPECT_NE(traces[0].line, traces[1].line);
 }
 
 template <typename T>

@@ -16,18 +16,8 @@
 
 namespace {
 
-using Rynvel::ByteOrder;
-using Rynvel::IMessage;
-using Rynvel::InterruptMessage;
-using Rynvel::Message;
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Rynvel::Response;
-using Rynvel::ResponseData;
-using RynvelTest::Bytes;
-using RynvelTest::bytesOf;
-using RynvelTest::hexBytes;
-using RynvelTest::slotOf;
+using namespace Rynvel;
+using namespace RynvelTest;
 
 constexpr std::size_t requestSize = 660;
 constexpr std::size_t responseSize = 520;

@@ -10,12 +10,7 @@
 namespace {
 
 using Rynvel::ByteOrder;
-using RynvelTest::AccessRecorder;
-using RynvelTest::answering;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
+using namespace RynvelTest;
 
 template <typename T>
 class MmapAccessTest : public testing::Test {

@@ -21,14 +21,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynvel::Mmap;
-using RynvelTest::answering;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
-using RynvelTest::Width;
+using namespace RynvelTest;
 
 constexpr auto path = "/dev/tomkar_registers";
 constexpr std::size_t pageSize = 4096;
@@ -104,13 +97,13 @@ bool isMapped(const std::string& file) {
 }
 
 TEST(Mmap, StaysMappedWithoutAWordWhereItsOffsetIsNoMultipleOfThePageSize) {
-    RynvelTest::inChildProcess([] {
+    inChildProcess([] {
         const TraceRecorder recorder(4);
         for (const std::size_t offset : {0x0U, 0x100U}) {
             const std::string file = "mapped" + std::to_string(offset);
             std::ofstream(file) << std::string(0x1000, '0');
             EXPECT_FALSE(isMapped(file));
-            auto device = std::make_unique<Mmap<std::uint32_t>>(file, offset, 0x1000, RynvelTest::plainMutex(), false);
+            auto device = std::make_unique<Mmap<std::uint32_t>>(file, offset, 0x1000, plainMutex(), false);
             EXPECT_TRUE(isMapped(file));
             device.reset();
             EXPECT_EQ(isMapped(file), offset != 0);
@@ -138,7 +131,7 @@ TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
         {
             ScriptedOs os;
             os.script(Call::Mmap, {answering(reinterpret_cast<long>(region))});
-            device = std::make_unique<Mmap<std::uint32_t>>(path, 0, pageSize, RynvelTest::plainMutex(), true);
+            device = std::make_unique<Mmap<std::uint32_t>>(path, 0, pageSize, plainMutex(), true);
         }
         std::uint32_t value = 0;
         EXPECT_TRUE(device->read(pageSize / sizeof(value) - 1, &value));
@@ -152,14 +145,6 @@ TYPED_TEST(MmapTest, UnmapsAFakeAndClosesNothing) {
     this->m_os.log().clear();
     device.reset();
     EXPECT_EQ(this->m_os.log(), (EventLog{unmapCall(this->m_os.memory.data(), 0x1000), "mutex destroyed"}));
-}
-
-TYPED_TEST(MmapTest, IgnoresFailuresOfUnmappingAndClosing) {
-    auto device = this->mapped();
-    this->m_os.script(Call::Munmap, {failing(EINVAL)});
-    this->m_os.script(Call::Close, {failing(EIO)});
-    device.reset();
-    EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
 }
 
 TYPED_TEST(MmapTest, KeepsWhatWasWrittenToAFake) {
@@ -264,16 +249,6 @@ TYPED_TEST(MmapDeathTest, ClosesWhatItDoesNotHaveWhenTheMappingOfAFakeFails) {
                                         "Assertion `m_regMap != MAP_FAILED' failed");
 }
 
-TYPED_TEST(MmapTest, TakesTheDescriptorZeroForAnOpenFile) {
-    this->m_os.script(Call::Open, {answering(0)});
-    auto device = this->make(0, 0x1000);
-    EXPECT_EQ(device->getNativeHandle(), 0);
-    EXPECT_EQ(device->ioctl(1, 2), 0);
-    EXPECT_TRUE(device->write(0, 1));
-    device.reset();
-    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(0)");
-}
-
 TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) {
     const auto device = this->mapped(0x100);
     this->store(0x100 + 3 * sizeof(TypeParam), Width<TypeParam>::value);
@@ -281,54 +256,6 @@ TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) 
     EXPECT_TRUE(device->read(3, &value));
     EXPECT_EQ(value, Width<TypeParam>::value);
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
-}
-
-TEST(Mmap32, ReadsIndex3AtOffset0x100FromByte0x10C) {
-    ScriptedOs os;
-    Mmap<std::uint32_t> device(path, 0x100, 0x1000, std::make_unique<RecordingMutex>(os.log()), false);
-    os.store(0x10C, 0x12000078U);
-    std::uint32_t value = 0;
-    EXPECT_TRUE(device.read(3, &value));
-    EXPECT_EQ(value, 0x12000078U);
-}
-
-TYPED_TEST(MmapTest, WritesTheRegisterUnderTheLock) {
-    const auto device = this->mapped();
-    EXPECT_TRUE(device->write(5, Width<TypeParam>::value));
-    EXPECT_EQ(this->stored(5 * sizeof(TypeParam)), Width<TypeParam>::value);
-    EXPECT_EQ(this->stored(4 * sizeof(TypeParam)), 0);
-    EXPECT_EQ(this->stored(6 * sizeof(TypeParam)), 0);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
-}
-
-TYPED_TEST(MmapTest, MergesUnderAMaskUnderOneLock) {
-    const auto device = this->mapped();
-    this->store(0, static_cast<TypeParam>(0xF0));
-    EXPECT_TRUE(device->write(0, 0x3C, 0x0F));
-    EXPECT_EQ(this->stored(0), static_cast<TypeParam>(0xFC));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
-}
-
-TYPED_TEST(MmapTest, MovesBurstsUnderOneLock) {
-    const auto device = this->mapped();
-    const TypeParam written[3] = {Width<TypeParam>::value, 2, 3};
-    TypeParam values[3] = {};
-    EXPECT_TRUE(device->write(1, written, 3, ByteOrder::Host));
-    EXPECT_TRUE(device->read(1, values, 3, ByteOrder::Host));
-    EXPECT_EQ(values[0], Width<TypeParam>::value);
-    EXPECT_EQ(values[2], 3);
-    EXPECT_EQ(this->stored(3 * sizeof(TypeParam)), 3);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock", "lock", "unlock"}));
-}
-
-TYPED_TEST(MmapTest, ReversesTheBytesOfEveryItemOfANetworkBurst) {
-    const auto device = this->mapped();
-    const TypeParam written[2] = {Width<TypeParam>::value, Width<TypeParam>::value};
-    TypeParam values[2] = {};
-    EXPECT_TRUE(device->write(1, written, 2, ByteOrder::Network));
-    EXPECT_EQ(this->stored(2 * sizeof(TypeParam)), Width<TypeParam>::reversed);
-    EXPECT_TRUE(device->read(1, values, 2, ByteOrder::Network));
-    EXPECT_EQ(values[1], Width<TypeParam>::value);
 }
 
 TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
@@ -359,16 +286,6 @@ TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
     }
 }
 
-TYPED_TEST(MmapTest, TakesAnyOrderButNetworkForHost) {
-    const auto device = this->mapped();
-    this->store(0, Width<TypeParam>::value);
-    TypeParam value = 0;
-    EXPECT_TRUE(device->read(0, &value, 1, static_cast<ByteOrder>(7)));
-    EXPECT_EQ(value, Width<TypeParam>::value);
-    EXPECT_TRUE(device->write(1, &value, 1, static_cast<ByteOrder>(7)));
-    EXPECT_EQ(this->stored(sizeof(TypeParam)), Width<TypeParam>::value);
-}
-
 TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
     const auto device = this->mapped();
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
@@ -377,33 +294,6 @@ TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
         EXPECT_TRUE(device->write(0x10000000, nullptr, 0, order));
         EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock", "lock", "unlock"}));
     }
-}
-
-TYPED_TEST(MmapTest, ForwardsARequestWithoutTheLock) {
-    const auto device = this->mapped();
-    this->m_os.script(Call::Ioctl, {answering(42), failing(ENOTTY)});
-    EXPECT_EQ(device->ioctl(0x5401, 0xBEEF), 42);
-    EXPECT_EQ(device->ioctl(0x5401, 0xBEEF), -1);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
-}
-
-TYPED_TEST(MmapTest, HasNoInterruptsAndTouchesAndTracesNothingForThem) {
-    const auto device = this->mapped();
-    const TraceRecorder recorder(7);
-    unsigned long info = 0x55;
-    EXPECT_FALSE(device->getInterruptType(&info));
-    EXPECT_FALSE(device->enableInterrupt());
-    EXPECT_FALSE(device->disableInterrupt());
-    EXPECT_FALSE(device->waitForInterrupt(&info));
-    EXPECT_EQ(info, 0x55U);
-    EXPECT_EQ(this->m_os.log(), EventLog{});
-    EXPECT_EQ(recorder.lines(), EventLog{});
-}
-
-TYPED_TEST(MmapTest, ReleasesAWaiterByASingleWrite) {
-    const auto device = this->mapped();
-    EXPECT_TRUE(device->cancelWaitForInterrupt(2, Width<TypeParam>::value));
-    EXPECT_EQ(this->stored(2 * sizeof(TypeParam)), Width<TypeParam>::value);
 }
 
 TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
@@ -473,33 +363,6 @@ TYPED_TEST(MmapTest, TracesTheEntryOfEveryOperationWithoutAMapping) {
     device->write(0, &value, 1, ByteOrder::Host);
     device->ioctl(0, 0);
     EXPECT_EQ(recorder.lines().size(), 6U);
-}
-
-TYPED_TEST(MmapTest, TracesNoOperationAtLevelSix) {
-    const auto device = this->mapped();
-    const TraceRecorder recorder(6);
-    TypeParam value = 0;
-    device->read(0, &value);
-    device->write(0, value);
-    device->ioctl(0, 0);
-    EXPECT_EQ(recorder.lines(), EventLog{});
-}
-
-TYPED_TEST(MmapTest, TracesBeforeItLocks) {
-    const auto device = this->mapped();
-    const TraceRecorder recorder(7, "*", &this->m_os.log());
-    TypeParam value = 0;
-    const auto expectEntryThenLock = [this](auto operation) {
-        this->m_os.log().clear();
-        operation();
-        EXPECT_NE(this->m_os.log()[0].find(" ENTER "), std::string::npos);
-        EXPECT_EQ(this->m_os.log()[1], "lock");
-    };
-    expectEntryThenLock([&] { device->read(0, &value); });
-    expectEntryThenLock([&] { device->write(0, value); });
-    expectEntryThenLock([&] { device->write(0, value, 1); });
-    expectEntryThenLock([&] { device->read(0, &value, 1, ByteOrder::Host); });
-    expectEntryThenLock([&] { device->write(0, &value, 1, ByteOrder::Network); });
 }
 
 } // namespace

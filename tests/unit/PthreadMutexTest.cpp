@@ -15,10 +15,7 @@ namespace {
 
 using Rynvel::PthreadMutex;
 using Rynvel::PthreadMutexType;
-using RynvelTest::EventLog;
-using RynvelTest::MutexCall;
-using RynvelTest::ScriptedPthread;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 const EventLog callsOfPriorityInheritance{"pthread_mutexattr_init", "pthread_mutexattr_setprotocol(1)",
                                           "pthread_mutex_init(attributes)", "pthread_mutexattr_destroy"};

@@ -9,6 +9,7 @@
 #include <rynvel.h>
 #include <rynvel.hpp>
 
+#include "CFunctions.h"
 #include "ChildProcess.h"
 #include "PeerNetwork.h"
 #include "PlainMutex.h"
@@ -21,22 +22,7 @@
 
 namespace {
 
-using RynvelTest::addressAt;
-using RynvelTest::byteOrderAt;
-using RynvelTest::Bytes;
-using RynvelTest::EventLog;
-using RynvelTest::inChildProcess;
-using RynvelTest::lengthAt;
-using RynvelTest::maskAt;
-using RynvelTest::PeerNetwork;
-using RynvelTest::refusal;
-using RynvelTest::requestBytes;
-using RynvelTest::success;
-using RynvelTest::TestPeer;
-using RynvelTest::TraceRecorder;
-using RynvelTest::valuesAt;
-using RynvelTest::valueWords;
-using RynvelTest::WordAt;
+using namespace RynvelTest;
 
 constexpr int handle8 = 0;
 constexpr int handle16 = 1;
@@ -47,9 +33,8 @@ constexpr int handleOfLocal = 5;
 constexpr auto name8 = "traf.remote.8";
 constexpr auto name16 = "traf.remote.16";
 constexpr auto name32 = "traf.remote.32";
-
-/** The types of requests, as they are numbered on the way. */
-enum Type : std::uint32_t { Open, Close, Read8, Read16, Read32, Write8, Write16, Write32, Ioctl };
+/** By their handles. */
+constexpr const char* names[] = {name8, name16, name32};
 
 /** The server of the three devices, in its network. */
 struct Site {
@@ -62,13 +47,13 @@ struct Site {
 
 /** Expects the call to succeed by this one request, on the connection of the device's requests. */
 template <typename Call>
-void expectRequest(Site& site, std::size_t connection, const Bytes& request, Call call) {
+void expectRequest(Site& site, int handle, RequestType type, const std::vector<WordAt>& words, Call call) {
     site.peer.clearRequests();
     EXPECT_EQ(call(), 0);
     const auto received = site.peer.requests(1);
     EXPECT_EQ(received.size(), 1U);
-    EXPECT_EQ(received[0].connection, connection);
-    EXPECT_EQ(received[0].bytes, request);
+    EXPECT_EQ(received[0].connection, static_cast<std::size_t>(2 * handle));
+    EXPECT_EQ(received[0].bytes, requestBytes(type, names[handle], words));
 }
 
 /** Opens the three devices, whose connections are 0 and 1, 2 and 3, 4 and 5, and runs the body. */
@@ -87,14 +72,13 @@ TEST(RemoteCInterface, OpensDevicesByTheirNamesToTheHandlesOfTheirRows) {
     withOpenDevices([](Site& site) {
         const auto received = site.peer.requests(9);
         ASSERT_EQ(received.size(), 9U);
-        const char* const names[] = {name8, name16, name32};
         for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_EQ(received[3 * i].connection, 2 * i);
-            EXPECT_EQ(received[3 * i].bytes, requestBytes(Open, names[i]));
+            EXPECT_EQ(received[3 * i].bytes, requestBytes(RequestType::Open, names[i]));
             EXPECT_EQ(received[3 * i + 1].connection, 2 * i + 1);
-            EXPECT_EQ(received[3 * i + 1].bytes, requestBytes(Open, names[i]));
+            EXPECT_EQ(received[3 * i + 1].bytes, requestBytes(RequestType::Open, names[i]));
             EXPECT_EQ(received[3 * i + 2].connection, 2 * i + 1);
-            EXPECT_EQ(received[3 * i + 2].bytes, requestBytes(12, names[i]));
+            EXPECT_EQ(received[3 * i + 2].bytes, requestBytes(RequestType::WaitForInterrupt, names[i]));
         }
     });
 }
@@ -129,124 +113,59 @@ TEST(RemoteCInterface, FindsAServerAtTheUsualPortWhereTheRowHasNone) {
         TestPeer usual;
         site.network.place("10.0.0.7:8888", usual.port());
         EXPECT_GE(Rynvel_open("usual.port"), 0);
-        EXPECT_EQ(usual.requests(3)[0].bytes, requestBytes(Open, "usual.port"));
+        EXPECT_EQ(usual.requests(3)[0].bytes, requestBytes(RequestType::Open, "usual.port"));
     });
 }
 
-TEST(RemoteCInterface, ReadsARegister) {
+TEST(RemoteCInterface, AccessesARegisterByOneRequestAtTheDividedAddress) {
     withOpenDevices([](Site& site) {
-        std::uint8_t value8 = 0;
-        std::uint16_t value16 = 0;
-        std::uint32_t value32 = 0;
-        site.peer.script({success({0x12345678}), success({0x12345678}), success({0x9ABCDEF0})});
-        expectRequest(site, 0, requestBytes(Read8, name8, {{addressAt, 0x10}, {lengthAt, 1}}),
-                      [&] { return Rynvel_read8(handle8, 0x10, &value8); });
-        expectRequest(site, 2, requestBytes(Read16, name16, {{addressAt, 0x20}, {lengthAt, 1}}),
-                      [&] { return Rynvel2_read16(handle16, 0x20, &value16); });
-        expectRequest(site, 4, requestBytes(Read32, name32, {{addressAt, 0x30}, {lengthAt, 1}}),
-                      [&] { return Rynvel2_read32(handle32, 0x30, &value32); });
-        EXPECT_EQ(value8, 0x78);
-        EXPECT_EQ(value16, 0x5678);
-        EXPECT_EQ(value32, 0x9ABCDEF0U);
+        forAllCFunctions(handle8, [&site](int handle, const auto& functions) {
+            using T = RegisterOf<decltype(functions)>;
+            for (const unsigned int rest : {0U, functions.divisor - 1}) {
+                const unsigned int address = 0x10 * functions.divisor + rest;
+                T value = 0;
+                site.peer.script({success({0x9ABCDEF0})});
+                expectRequest(site, handle, readType<T>, {{addressAt, 0x10}, {lengthAt, 1}},
+                              [&] { return functions.read(handle, address, &value); });
+                EXPECT_EQ(value, static_cast<T>(0x9ABCDEF0));
+                std::vector<WordAt> words{{addressAt, 0x10}, {valuesAt, 0x5A}, {lengthAt, 1}};
+                expectRequest(site, handle, writeType<T>, words,
+                              [&] { return functions.write(handle, address, 0x5A); });
+                words.emplace_back(maskAt, 0x3C);
+                expectRequest(site, handle, writeType<T>, words,
+                              [&] { return functions.writeBitmask(handle, address, 0x5A, 0x3C); });
+            }
+        });
     });
 }
 
-TEST(RemoteCInterface, WritesARegister) {
+TEST(RemoteCInterface, MovesBurstsInTheOrderOfTheFlagAtTheDividedAddress) {
     withOpenDevices([](Site& site) {
-        const std::vector<WordAt> words{{addressAt, 0x10}, {valuesAt, 0x5A}, {lengthAt, 1}};
-        expectRequest(site, 0, requestBytes(Write8, name8, words), [] { return Rynvel_write8(handle8, 0x10, 0x5A); });
-        expectRequest(site, 2, requestBytes(Write16, name16, words),
-                      [] { return Rynvel2_write16(handle16, 0x10, 0x5A); });
-        expectRequest(site, 4, requestBytes(Write32, name32, words),
-                      [] { return Rynvel2_write32(handle32, 0x10, 0x5A); });
-    });
-}
-
-TEST(RemoteCInterface, WritesUnderAMaskThatTheServerApplies) {
-    withOpenDevices([](Site& site) {
-        const std::vector<WordAt> words{{addressAt, 0x10}, {valuesAt, 0x5A}, {lengthAt, 1}, {maskAt, 0x3C}};
-        expectRequest(site, 0, requestBytes(Write8, name8, words),
-                      [] { return Rynvel_writeBitmask8(handle8, 0x10, 0x5A, 0x3C); });
-        expectRequest(site, 2, requestBytes(Write16, name16, words),
-                      [] { return Rynvel2_writeBitmask16(handle16, 0x10, 0x5A, 0x3C); });
-        expectRequest(site, 4, requestBytes(Write32, name32, words),
-                      [] { return Rynvel2_writeBitmask32(handle32, 0x10, 0x5A, 0x3C); });
-    });
-}
-
-TEST(RemoteCInterface, SendsTheDividedByteAddressesOfTheOlderFunctions) {
-    withOpenDevices([](Site& site) {
-        std::uint16_t values16[2] = {};
-        std::uint32_t values32[2] = {};
-        const auto addressSentBy = [&](auto call) {
-            site.peer.clearRequests();
-            EXPECT_EQ(call(), 0);
-            return RynvelTest::asRequest(site.peer.requests(1)[0].bytes).getAddress();
-        };
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_read16(handle16, 0x21, values16); }), 0x10U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_read32(handle32, 0x23, values32); }), 0x8U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_write16(handle16, 0x21, 1); }), 0x10U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_write32(handle32, 0x23, 1); }), 0x8U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_writeBitmask16(handle16, 0x21, 1, 1); }), 0x10U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_writeBitmask32(handle32, 0x23, 1, 1); }), 0x8U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_burstRead16(handle16, 0x21, values16, 2, 0); }), 0x10U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_burstRead32(handle32, 0x23, values32, 2, 0); }), 0x8U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_burstWrite16(handle16, 0x21, values16, 2, 0); }), 0x10U);
-        EXPECT_EQ(addressSentBy([&] { return Rynvel_burstWrite32(handle32, 0x23, values32, 2, 0); }), 0x8U);
-    });
-}
-
-/** The words of a burst of two items at 0x40. */
-std::vector<WordAt> burst(bool hostOrder, const std::vector<std::uint32_t>& values) {
-    auto words = valueWords(values);
-    words.emplace_back(addressAt, 0x40);
-    words.emplace_back(byteOrderAt, hostOrder ? 1 : 0);
-    return words;
-}
-
-TEST(RemoteCInterface, ReadsBurstsInTheOrderOfTheFlag) {
-    withOpenDevices([](Site& site) {
-        const std::vector<std::uint32_t> none{0, 0};
-        std::uint8_t values8[2] = {};
-        site.peer.script({success({1, 2})});
-        expectRequest(site, 0, requestBytes(Read8, name8, burst(true, none)),
-                      [&] { return Rynvel_burstRead8(handle8, 0x40, values8, 2); });
-        EXPECT_EQ(values8[1], 2);
-        for (const int flag : {0, 1, 7}) {
-            std::uint16_t values16[2] = {};
-            std::uint32_t values32[2] = {};
-            site.peer.script({success({0x1234, 0x5678}), success({0x12345678, 0x9ABCDEF0})});
-            expectRequest(site, 2, requestBytes(Read16, name16, burst(flag == 0, none)),
-                          [&] { return Rynvel2_burstRead16(handle16, 0x40, values16, 2, flag); });
-            expectRequest(site, 4, requestBytes(Read32, name32, burst(flag == 0, none)),
-                          [&] { return Rynvel2_burstRead32(handle32, 0x40, values32, 2, flag); });
-            EXPECT_EQ(values16[0], 0x1234);
-            EXPECT_EQ(values16[1], 0x5678);
-            EXPECT_EQ(values32[0], 0x12345678U);
-            EXPECT_EQ(values32[1], 0x9ABCDEF0U);
-        }
-    });
-}
-
-TEST(RemoteCInterface, WritesBurstsInTheOrderOfTheFlag) {
-    withOpenDevices([](Site& site) {
-        const std::uint8_t values8[] = {0x12, 0xFE};
-        const std::uint16_t values16[] = {0x12, 0xFE};
-        const std::uint32_t values32[] = {0x12, 0xFE};
-        expectRequest(site, 0, requestBytes(Write8, name8, burst(true, {0x12, 0xFE})),
-                      [&] { return Rynvel_burstWrite8(handle8, 0x40, values8, 2); });
-        for (const int flag : {0, 1, 7}) {
-            expectRequest(site, 2, requestBytes(Write16, name16, burst(flag == 0, {0x12, 0xFE})),
-                          [&] { return Rynvel2_burstWrite16(handle16, 0x40, values16, 2, flag); });
-            expectRequest(site, 4, requestBytes(Write32, name32, burst(flag == 0, {0x12, 0xFE})),
-                          [&] { return Rynvel2_burstWrite32(handle32, 0x40, values32, 2, flag); });
-        }
+        forAllCFunctions(handle8, [&site](int handle, const auto& functions) {
+            using T = RegisterOf<decltype(functions)>;
+            const unsigned int address = 0x40 * functions.divisor + functions.divisor - 1;
+            for (const int flag : {0, 1, 7}) {
+                const std::vector<WordAt> place{{addressAt, 0x40}, {byteOrderAt, functions.isHostOrder(flag) ? 1 : 0}};
+                auto words = place;
+                words.emplace_back(lengthAt, 2);
+                T values[2] = {};
+                site.peer.script({success({0x12345678, 0x9ABCDEF0})});
+                expectRequest(site, handle, readType<T>, words,
+                              [&] { return functions.burstRead(handle, address, values, 2, flag); });
+                EXPECT_EQ(values[0], static_cast<T>(0x12345678));
+                EXPECT_EQ(values[1], static_cast<T>(0x9ABCDEF0));
+                words = valueWords({values[0], values[1]});
+                words.insert(words.end(), place.begin(), place.end());
+                expectRequest(site, handle, writeType<T>, words,
+                              [&] { return functions.burstWrite(handle, address, values, 2, flag); });
+            }
+        });
     });
 }
 
 TEST(RemoteCInterface, ForwardsARequestWithItsArgument) {
     withOpenDevices([](Site& site) {
-        expectRequest(site, 2, requestBytes(Ioctl, name16, {{valuesAt, 0xBEEF}, {lengthAt, 1}, {maskAt, 0x5401}}),
+        expectRequest(site, handle16, RequestType::Ioctl, {{valuesAt, 0xBEEF}, {lengthAt, 1}, {maskAt, 0x5401}},
                       [] { return Rynvel_ioctl(handle16, 0x5401, 0xBEEF); });
         site.peer.script({refusal()});
         EXPECT_EQ(Rynvel_ioctl(handle16, 0x5401, 0xBEEF), -1);
@@ -257,10 +176,13 @@ TEST(RemoteCInterface, ServesTheInterruptsOfADevice) {
     withOpenDevices([](Site& site) {
         unsigned long type = 0;
         site.peer.script({success({6})});
-        expectRequest(site, 4, requestBytes(9, name32), [&] { return Rynvel_getInterruptType(handle32, &type); });
+        expectRequest(site, handle32, RequestType::GetInterruptType, {},
+                      [&] { return Rynvel_getInterruptType(handle32, &type); });
         EXPECT_EQ(type, 6U);
-        expectRequest(site, 4, requestBytes(10, name32), [] { return Rynvel_enableInterrupts(handle32); });
-        expectRequest(site, 4, requestBytes(11, name32), [] { return Rynvel_disableInterrupts(handle32); });
+        expectRequest(site, handle32, RequestType::EnableInterrupt, {},
+                      [] { return Rynvel_enableInterrupts(handle32); });
+        expectRequest(site, handle32, RequestType::DisableInterrupt, {},
+                      [] { return Rynvel_disableInterrupts(handle32); });
         pollfd ready{Rynvel_getFileDescriptor(handle32), POLLIN, 0};
         EXPECT_EQ(poll(&ready, 1, 0), 0);
         site.peer.send(5, {0x89, 0xAB, 0xCD, 0xEF});
@@ -286,7 +208,7 @@ TEST(RemoteCInterface, HasNoDescriptorWhereTheServerRefusesInterrupts) {
 
 /** Operates on the 8-bit device, whose server goes away, without meeting a broken pipe. */
 void loseTheServer(Site& site) {
-    site.peer.script({RynvelTest::closing()});
+    site.peer.script({closing()});
     std::uint8_t value = 0x55;
     EXPECT_EQ(Rynvel_read8(handle8, 0, &value), -1);
     EXPECT_EQ(value, 0);
@@ -330,7 +252,7 @@ TEST(RemoteCInterface, ReportsFailuresOfADeadServerForGoodWhereSigpipeIsIgnored)
 }
 
 std::unique_ptr<Rynvel::Device8> ownDevice(const char* name) {
-    return Rynvel::Factory::getInstance().makeUnique8(name, RynvelTest::plainMutex());
+    return Rynvel::Factory::getInstance().makeUnique8(name, plainMutex());
 }
 
 TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
@@ -340,7 +262,7 @@ TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
         for (int round = 0; round < 2; ++round) {
             const auto device = ownDevice(name8);
             EXPECT_TRUE(device->write(0, 1));
-            site.peer.script({RynvelTest::closing()});
+            site.peer.script({closing()});
             EXPECT_FALSE(device->write(0, 1));
             EXPECT_FALSE(device->write(0, 1));
         }
@@ -354,7 +276,7 @@ public:
 
     static int byName() { return Rynvel_open("far.remote"); }
     static int privately() {
-        return Rynvel::Factory::getInstance().makeUnique32("far.remote", RynvelTest::plainMutex()) != nullptr ? 0 : -1;
+        return Rynvel::Factory::getInstance().makeUnique32("far.remote", plainMutex()) != nullptr ? 0 : -1;
     }
 
     explicit EndlessOpening(Site& site, Opening* open = byName) : m_network(site.network) {

@@ -18,14 +18,7 @@ namespace {
 using Rynvel::Connection;
 using Rynvel::RemoteDeviceConnection;
 using Rynvel::RynvelIpAddress;
-using RynvelTest::answering;
-using RynvelTest::asUsual;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::LoopbackListener;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 const std::string channel = "Rynvel.RemoteDeviceConnection ";
 

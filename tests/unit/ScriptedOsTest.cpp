@@ -24,14 +24,9 @@ int __setsockopt64(int fd, int level, int name, const void* value, socklen_t siz
 
 namespace {
 
-using RynvelTest::answering;
-using RynvelTest::asUsual;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::ScriptedOs;
+using namespace RynvelTest;
 
-using UnusedAnswersTest = RynvelTest::FailsAtItsEnd;
+using UnusedAnswersTest = FailsAtItsEnd;
 
 TEST_F(UnusedAnswersTest, FailTheTestOfTheirMachine) {
     ScriptedOs os;
@@ -50,7 +45,7 @@ TEST_F(UnusedAnswersTest, FailTheTestOfAMachineThatIsGone) {
 
 /** What ends the process with answers of a machine of its own. */
 template <typename End>
-void endWith(const std::vector<std::optional<RynvelTest::Answer>>& answers, End end) {
+void endWith(const std::vector<std::optional<Answer>>& answers, End end) {
     ScriptedOs os;
     os.script(Call::Munmap, answers);
     ::munmap(nullptr, 1);

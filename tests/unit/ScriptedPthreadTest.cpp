@@ -8,10 +8,9 @@
 
 namespace {
 
-using RynvelTest::MutexCall;
-using RynvelTest::ScriptedPthread;
+using namespace RynvelTest;
 
-using UnusedErrorsTest = RynvelTest::FailsAtItsEnd;
+using UnusedErrorsTest = FailsAtItsEnd;
 
 /** Locks and unlocks a mutex. */
 void useAMutex() {

@@ -10,10 +10,7 @@
 
 namespace {
 
-using RynvelTest::EventLog;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 /** Writes thousands with separators and without leading digits of a kind that a trace has. */
 class GroupingNumbers : public std::numpunct<char> {

@@ -13,17 +13,8 @@
 
 namespace {
 
-using Rynvel::Lseek;
-using Rynvel::Mmap;
-using Rynvel::Tyvon;
-using Rynvel::TyvonInterrupt;
-using RynvelTest::answering;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace Rynvel;
+using namespace RynvelTest;
 
 constexpr auto path = "/dev/tyvon";
 
@@ -209,9 +200,9 @@ TYPED_TEST(TyvonTest, KeepsTheRegistersOfItsBase) {
 
 TEST(TyvonOpen, EndsTheProcessOfAMissingSoughtDeviceAndLeavesAMissingMappedOneWithoutRegisters) {
     const TraceRecorder silence(0);
-    EXPECT_DEATH(TyvonInterrupt<std::uint16_t>("/dev/none", RynvelTest::plainMutex()), "Assertion `m_fd != -1' failed");
-    EXPECT_DEATH(TyvonInterrupt<std::uint32_t>("/dev/none", RynvelTest::plainMutex()), "Assertion `m_fd != -1' failed");
-    Tyvon<std::uint32_t> mapped("/dev/none", 0, 0x1000, RynvelTest::plainMutex(), false);
+    EXPECT_DEATH(TyvonInterrupt<std::uint16_t>("/dev/none", plainMutex()), "Assertion `m_fd != -1' failed");
+    EXPECT_DEATH(TyvonInterrupt<std::uint32_t>("/dev/none", plainMutex()), "Assertion `m_fd != -1' failed");
+    Tyvon<std::uint32_t> mapped("/dev/none", 0, 0x1000, plainMutex(), false);
     std::uint32_t value = 0x55;
     EXPECT_FALSE(mapped.read(0, &value));
     EXPECT_EQ(mapped.getNativeHandle(), -1);

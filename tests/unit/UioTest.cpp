@@ -49,15 +49,7 @@ int __snprintf_chk(char* text, size_t size, int flag, size_t room, const char* f
 namespace {
 
 using Rynvel::Uio;
-using RynvelTest::answering;
-using RynvelTest::asUsual;
-using RynvelTest::Call;
-using RynvelTest::EventLog;
-using RynvelTest::failing;
-using RynvelTest::inMemory;
-using RynvelTest::RecordingMutex;
-using RynvelTest::ScriptedOs;
-using RynvelTest::TraceRecorder;
+using namespace RynvelTest;
 
 constexpr auto path = "/dev/tomkar_traffic";
 constexpr auto offsetPath = "/sys/class/uio/uio3/maps/map0/offset";
@@ -130,15 +122,6 @@ TYPED_TEST(UioTest, HandsFakeOnToItsBase) {
     const auto device = this->make(true);
     EXPECT_EQ(this->m_os.log().back(), "mmap(0, 4096, 3, 33, -1, 0)");
     EXPECT_EQ(device->getNativeHandle(), -1);
-}
-
-TYPED_TEST(UioTest, ClosesWhatItsBaseOpened) {
-    auto device = this->opened();
-    device.reset();
-    ASSERT_EQ(this->m_os.log().size(), 3U);
-    EXPECT_EQ(this->m_os.log()[0].rfind("munmap(", 0), 0U);
-    EXPECT_EQ(this->m_os.log()[1], "close(7)");
-    EXPECT_EQ(this->m_os.log()[2], "mutex destroyed");
 }
 
 TYPED_TEST(UioTest, TracesItsConstructionAfterThatOfItsBase) {

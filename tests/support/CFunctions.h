@@ -1,0 +1,73 @@
+#ifndef RYNVEL_TESTS_CFUNCTIONS_H
+#define RYNVEL_TESTS_CFUNCTIONS_H
+
+#include <cstdint>
+#include <type_traits>
+#include <vector>
+
+#include <rynvel.h>
+
+namespace RynvelTest {
+
+/** Functions of the C interface for the registers of a width, which take their address in one way. */
+template <typename T>
+struct CFunctions {
+    using Register = T;
+
+    int (*read)(int handle, unsigned int address, T* value);
+    int (*write)(int handle, unsigned int address, T value);
+    int (*writeBitmask)(int handle, unsigned int address, T data, T bitmask);
+    int (*burstRead)(int handle, unsigned int address, T* values, unsigned int items, int byteOrder);
+    int (*burstWrite)(int handle, unsigned int address, const T* values, unsigned int items, int byteOrder);
+    /** What an address is divided by to give the device's. */
+    unsigned int divisor;
+
+    /** The functions for bursts of 8 bits have no byte order. */
+    static bool isHostOrder(int byteOrder) { return sizeof(T) == 1 || byteOrder == 0; }
+};
+
+/** All functions for the registers of a width. */
+template <typename T>
+const std::vector<CFunctions<T>> cFunctions;
+
+template <>
+inline const std::vector<CFunctions<std::uint8_t>> cFunctions<std::uint8_t>{
+    {Rynvel_read8, Rynvel_write8, Rynvel_writeBitmask8,
+     [](int handle, unsigned int address, std::uint8_t* values, unsigned int items, int /*byteOrder*/) {
+         return Rynvel_burstRead8(handle, address, values, items);
+     },
+     [](int handle, unsigned int address, const std::uint8_t* values, unsigned int items, int /*byteOrder*/) {
+         return Rynvel_burstWrite8(handle, address, values, items);
+     },
+     1}};
+
+template <>
+inline const std::vector<CFunctions<std::uint16_t>> cFunctions<std::uint16_t>{
+    {Rynvel2_read16, Rynvel2_write16, Rynvel2_writeBitmask16, Rynvel2_burstRead16, Rynvel2_burstWrite16, 1},
+    {Rynvel_read16, Rynvel_write16, Rynvel_writeBitmask16, Rynvel_burstRead16, Rynvel_burstWrite16, 2}};
+
+template <>
+inline const std::vector<CFunctions<std::uint32_t>> cFunctions<std::uint32_t>{
+    {Rynvel2_read32, Rynvel2_write32, Rynvel2_writeBitmask32, Rynvel2_burstRead32, Rynvel2_burstWrite32, 1},
+    {Rynvel_read32, Rynvel_write32, Rynvel_writeBitmask32, Rynvel_burstRead32, Rynvel_burstWrite32, 4}};
+
+/** Calls the body with the handle of a device and its functions. The devices of the widths have successive handles. */
+template <typename Body>
+void forAllCFunctions(int handle8, Body body) {
+    const auto forWidth = [&body](int handle, const auto& all) {
+        for (const auto& functions : all) {
+            body(handle, functions);
+        }
+    };
+    forWidth(handle8, cFunctions<std::uint8_t>);
+    forWidth(handle8 + 1, cFunctions<std::uint16_t>);
+    forWidth(handle8 + 2, cFunctions<std::uint32_t>);
+}
+
+/** The register type of functions. */
+template <typename Functions>
+using RegisterOf = typename std::decay_t<Functions>::Register;
+
+} // namespace RynvelTest
+
+#endif
