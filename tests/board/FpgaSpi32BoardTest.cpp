@@ -13,21 +13,16 @@ namespace {
 
 constexpr auto node = "/dev/spidev7.1";
 
-class FpgaOnBoard : public BoardRegisters<std::uint32_t> {
+class FpgaOnBoard : public BoardRegisters<std::uint32_t>, public UsualBackend {
 public:
-    static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = false;
     static constexpr bool atomicMaskedWrites = false;
-    static constexpr bool overRecords = false;
 
     FpgaOnBoard() : BoardRegisters("spidev7.1") {}
 
     static std::unique_ptr<Rynvel::Device32> open() {
         return std::make_unique<Rynvel::FpgaSpi32>(node, plainMutex(), 0);
     }
-
-    static unsigned int address(unsigned int i) { return i; }
-    static bool reportsBurst(unsigned int /*items*/) { return true; }
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(BoardFpga, DeviceContract, FpgaOnBoard);

@@ -12,34 +12,25 @@ namespace RynvelTest {
 namespace {
 
 template <typename T>
-class TyvonOnBoard : public BoardRegisters<T> {
+class TyvonOnBoard : public BoardRegisters<T>, public UsualBackend {
 public:
     static constexpr auto name = "tyvon_map";
     static constexpr auto channel = "Rynvel.Tyvon";
     static constexpr bool hasInterrupts = true;
-    static constexpr bool hasHandle = true;
-    static constexpr bool atomicMaskedWrites = true;
-    static constexpr bool overRecords = false;
 
     TyvonOnBoard() : BoardRegisters<T>(name) {}
 
     static std::unique_ptr<Rynvel::Device<T>> open() {
         return std::make_unique<Rynvel::Tyvon<T>>("/dev/tyvon_map", 0, 4096, plainMutex(), false);
     }
-
-    static unsigned int address(unsigned int i) { return i; }
-    static bool reportsBurst(unsigned int /*items*/) { return true; }
 };
 
 template <typename T>
-class TyvonInterruptOnBoard : public BoardRegisters<T> {
+class TyvonInterruptOnBoard : public BoardRegisters<T>, public UsualBackend {
 public:
     static constexpr auto name = "tyvon_seek";
     static constexpr auto channel = "Rynvel.TyvonInterrupt";
     static constexpr bool hasInterrupts = true;
-    static constexpr bool hasHandle = true;
-    static constexpr bool atomicMaskedWrites = true;
-    static constexpr bool overRecords = false;
 
     /** A 16-bit burst in Network order makes several reads of 2 bytes after one seek: the driver is told. */
     TyvonInterruptOnBoard() : BoardRegisters<T>(name) { BoardProbe(name).set("transfers_per_seek", "5"); }

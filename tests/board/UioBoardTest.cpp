@@ -59,21 +59,15 @@ TEST(BoardUio, ReadsTheMapsOfItsDevicesInSysfs) {
 }
 
 template <typename T>
-class UioOnBoard : public BoardRegisters<T> {
+class UioOnBoard : public BoardRegisters<T>, public UsualBackend {
 public:
     static constexpr bool hasInterrupts = true;
-    static constexpr bool hasHandle = true;
-    static constexpr bool atomicMaskedWrites = true;
-    static constexpr bool overRecords = false;
 
     UioOnBoard() : BoardRegisters<T>("tomkar_mlm") {}
 
     std::unique_ptr<Rynvel::Device<T>> open() {
         return std::make_unique<Rynvel::Uio<T>>("/dev/tomkar_mlm", plainMutex(), false);
     }
-
-    static unsigned int address(unsigned int i) { return i; }
-    static bool reportsBurst(unsigned int /*items*/) { return true; }
 };
 
 using Backends = testing::Types<UioOnBoard<std::uint16_t>, UioOnBoard<std::uint32_t>>;

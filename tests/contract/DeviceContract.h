@@ -12,6 +12,16 @@
 
 namespace RynvelTest {
 
+/** What most backends under test are. */
+struct UsualBackend {
+    static constexpr bool hasInterrupts = false;
+    static constexpr bool hasHandle = true;
+    static constexpr bool atomicMaskedWrites = true;
+    static constexpr bool overRecords = false;
+    static unsigned int address(unsigned int i) { return i; }
+    static bool reportsBurst(unsigned int /*items*/) { return true; }
+};
+
 /**
  * What every backend of every width must do, whatever it reaches its registers by.
  *

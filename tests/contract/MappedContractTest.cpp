@@ -1,4 +1,3 @@
-#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,21 +13,13 @@ constexpr unsigned int mapSize = 4096;
 
 /** A file in memory stands in for the device file; its mapping is the real system's. */
 template <typename T>
-class MmapOnMemoryFile : public RegisterFile<T> {
+class MmapOnMemoryFile : public RegisterFile<T>, public UsualBackend {
 public:
-    static constexpr bool hasInterrupts = false;
-    static constexpr bool hasHandle = true;
-    static constexpr bool atomicMaskedWrites = true;
-    static constexpr bool overRecords = false;
-
     MmapOnMemoryFile() : MmapOnMemoryFile(memfd_create("registers", MFD_CLOEXEC)) {}
 
     std::unique_ptr<Rynvel::Device<T>> open() {
         return std::make_unique<Rynvel::Mmap<T>>(m_path, 0, mapSize, plainMutex(), false);
     }
-
-    static unsigned int address(unsigned int i) { return i; }
-    static bool reportsBurst(unsigned int /*items*/) { return true; }
 
 private:
     explicit MmapOnMemoryFile(int fd) : RegisterFile<T>(fd), m_path("/proc/self/fd/" + std::to_string(fd)) {
@@ -40,13 +31,10 @@ private:
 
 /** The scripted operating system has the UIO device and its attributes. */
 template <typename T>
-class UioOnScriptedOs {
+class UioOnScriptedOs : public UsualBackend {
 public:
     using Value = T;
     static constexpr bool hasInterrupts = true;
-    static constexpr bool hasHandle = true;
-    static constexpr bool atomicMaskedWrites = true;
-    static constexpr bool overRecords = false;
 
     UioOnScriptedOs() {
         m_os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0x0\n"},
@@ -57,16 +45,8 @@ public:
         return std::make_unique<Rynvel::Uio<T>>("/dev/registers", plainMutex(), false);
     }
 
-    static unsigned int address(unsigned int i) { return i; }
-    static bool reportsBurst(unsigned int /*items*/) { return true; }
-
-    T peek(unsigned int i) const {
-        T value = 0;
-        std::memcpy(&value, &m_os.memory[i * sizeof(T)], sizeof(T));
-        return value;
-    }
-
-    void poke(unsigned int i, T value) { std::memcpy(&m_os.memory[i * sizeof(T)], &value, sizeof(T)); }
+    T peek(unsigned int i) const { return m_os.stored<T>(i * sizeof(T)); }
+    void poke(unsigned int i, T value) { m_os.store(i * sizeof(T), value); }
 
 private:
     ScriptedOs m_os;

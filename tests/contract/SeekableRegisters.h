@@ -7,19 +7,15 @@
 
 #include <rynvel.hpp>
 
+#include "DeviceContract.h"
 #include "RegisterFile.h"
 
 namespace RynvelTest {
 
 /** Registers in a file that can be positioned, for the device contract. */
 template <typename T>
-class SeekableRegisters : public RegisterFile<T> {
+class SeekableRegisters : public RegisterFile<T>, public UsualBackend {
 public:
-    static constexpr bool hasInterrupts = false;
-    static constexpr bool hasHandle = true;
-    static constexpr bool atomicMaskedWrites = true;
-    static constexpr bool overRecords = false;
-
     /** @param fd a descriptor of the file, owned from now on. */
     SeekableRegisters(std::string path, int fd) : RegisterFile<T>(fd), m_path(std::move(path)) {}
 

@@ -9,6 +9,7 @@
 
 #include "MessageBytes.h"
 #include "ScriptedOs.h"
+#include "SocketPair.h"
 #include "TraceRecorder.h"
 #include "VirtualSlot.h"
 
@@ -17,15 +18,7 @@ namespace {
 using namespace Rynvel;
 using namespace RynvelTest;
 
-std::string hexOf(const IMessage& message) {
-    std::string text;
-    for (const unsigned int byte : bytesOf(message)) {
-        char digits[3];
-        std::snprintf(digits, sizeof(digits), "%02x", byte);
-        text += digits;
-    }
-    return text;
-}
+std::string hexOf(const IMessage& message) { return hexBytes(message.toBuffer(), message.getSize()); }
 
 Request someRequest() {
     Request request(RequestData::Type::Write32, "traf.top");
@@ -273,22 +266,15 @@ TEST(IConnection, KeepsTheOrderOfItsOperations) {
 /** A connection on one end of a pair of real sockets. */
 class SocketConnectionTest : public testing::Test {
 protected:
-    SocketConnectionTest() {
-        std::signal(SIGPIPE, SIG_IGN);
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, m_sockets), 0);
-    }
-    ~SocketConnectionTest() override {
-        ::close(m_sockets[0]);
-        ::close(m_sockets[1]);
-        std::signal(SIGPIPE, SIG_DFL);
-    }
+    SocketConnectionTest() { std::signal(SIGPIPE, SIG_IGN); }
+    ~SocketConnectionTest() override { std::signal(SIGPIPE, SIG_DFL); }
 
-    int m_sockets[2] = {-1, -1};
+    const SocketPair m_sockets;
 };
 
 TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
-    const Connection near(m_sockets[0]);
-    const Connection far(m_sockets[1]);
+    const Connection near(m_sockets.server());
+    const Connection far(m_sockets.client());
     const Request sent = someRequest();
     Request received;
     EXPECT_EQ(near.send(sent), 0);
@@ -297,16 +283,16 @@ TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
 }
 
 TEST_F(SocketConnectionTest, ReceivesTheFirstPieceOnlyOfARecordThatComesInTwo) {
-    const Connection connection(m_sockets[0]);
+    const Connection connection(m_sockets.server());
     const Bytes bytes = bytesOf(someRequest());
     Request received;
     received.setCommand(0x77);
-    ASSERT_EQ(::write(m_sockets[1], bytes.data(), 140), 140);
+    ASSERT_EQ(::write(m_sockets.client(), bytes.data(), 140), 140);
     EXPECT_EQ(connection.receive(received), 0);
     EXPECT_EQ(received.getAddress(), 0x10U);
     EXPECT_EQ(received.getCommand(), 0x77U);
     EXPECT_EQ(received.getLength(), 0U);
-    ASSERT_EQ(::write(m_sockets[1], &bytes[140], 520), 520);
+    ASSERT_EQ(::write(m_sockets.client(), &bytes[140], 520), 520);
     Response rest;
     EXPECT_EQ(connection.receive(rest), 0);
     EXPECT_EQ(bytesOf(rest), Bytes(bytes.begin() + 140, bytes.end()));
@@ -314,12 +300,12 @@ TEST_F(SocketConnectionTest, ReceivesTheFirstPieceOnlyOfARecordThatComesInTwo) {
 
 TEST_F(SocketConnectionTest, ReportsAPeerThatHasClosed) {
     const TraceRecorder recorder(1);
-    Connection connection(m_sockets[0]);
-    shutdown(m_sockets[1], SHUT_RDWR);
+    Connection connection(m_sockets.server());
+    shutdown(m_sockets.client(), SHUT_RDWR);
     Response response;
     EXPECT_EQ(connection.receive(response), -1);
     EXPECT_EQ(connection.send(someRequest()), -1);
-    const std::string socket = "'" + std::to_string(m_sockets[0]) + "'";
+    const std::string socket = "'" + std::to_string(m_sockets.server()) + "'";
     EXPECT_EQ(recorder.lines(),
               (EventLog{"Rynvel.Connection 1 receive: Socket " + socket + " is closed.",
                         "Rynvel.Connection 1 send: Sending to socket " + socket + " failed with: Broken pipe"}));
@@ -329,8 +315,8 @@ TEST_F(SocketConnectionTest, RaisesSigpipeWhenItSendsToAPeerThatIsGone) {
     EXPECT_EXIT(
         {
             std::signal(SIGPIPE, SIG_DFL);
-            shutdown(m_sockets[1], SHUT_RDWR);
-            Connection(m_sockets[0]).send(someRequest());
+            shutdown(m_sockets.client(), SHUT_RDWR);
+            Connection(m_sockets.server()).send(someRequest());
         },
         testing::KilledBySignal(SIGPIPE), "");
 }
@@ -347,9 +333,9 @@ TEST_F(SocketConnectionTest, ReportsThatThereIsNoSocket) {
 }
 
 TEST_F(SocketConnectionTest, LeavesTheSocketOpenWhenItIsDestroyed) {
-    { const Connection connection(m_sockets[0]); }
-    IConnection::create(m_sockets[0]).reset();
-    const Connection connection(m_sockets[0]);
+    { const Connection connection(m_sockets.server()); }
+    IConnection::create(m_sockets.server()).reset();
+    const Connection connection(m_sockets.server());
     EXPECT_EQ(connection.send(someRequest()), 0);
 }
 

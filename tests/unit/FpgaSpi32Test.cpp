@@ -22,16 +22,6 @@ using namespace RynvelTest;
 constexpr auto path = "/dev/spidev7.1";
 constexpr std::size_t frameSize = 11;
 
-std::string hex(const std::uint8_t* bytes, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        char digits[4];
-        std::snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned int>(bytes[i]));
-        text += (i == 0 ? "" : " ") + std::string(digits);
-    }
-    return text;
-}
-
 /** An FPGA on the scripted machine's spidev node. Each transaction is an event "spi REQUEST". */
 class ScriptedFpga {
 public:
@@ -57,8 +47,8 @@ private:
         std::memcpy(&m_transfer, reinterpret_cast<const void*>(arg), sizeof(m_transfer));
         const auto* tx = reinterpret_cast<const std::uint8_t*>(m_transfer.tx_buf);
         auto* rx = reinterpret_cast<std::uint8_t*>(m_transfer.rx_buf);
-        m_log.push_back("spi " + hex(tx, frameSize));
-        m_replyBefore = hex(rx, frameSize);
+        m_log.push_back("spi " + hexBytes(tx, frameSize));
+        m_replyBefore = hexBytes(rx, frameSize);
         if (resultOf.count(number) != 0) {
             errno = EIO;
             return resultOf[number];
@@ -115,13 +105,13 @@ TEST_F(FpgaSpi32Test, ReadsARegisterInOneTransactionUnderTheLock) {
     std::uint32_t value = 0;
     EXPECT_TRUE(m_device.read(3, &value));
     EXPECT_EQ(value, 0x11223344U);
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 0c 00 00 00 00 00 00", "unlock"}));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 020000100c000000000000", "unlock"}));
 }
 
 TEST_F(FpgaSpi32Test, WritesARegisterInOneTransactionUnderTheLock) {
     EXPECT_TRUE(m_device.write(3, 0xA1B2C3D4));
     EXPECT_EQ(m_fpga.registers[0x100C], 0xA1B2C3D4U);
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 01 00 00 10 0c a1 b2 c3 d4 00 00", "unlock"}));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 010000100ca1b2c3d40000", "unlock"}));
 }
 
 TEST_F(FpgaSpi32Test, LeavesEveryOtherFieldOfTheTransferToTheNodesSettings) {
@@ -134,7 +124,7 @@ TEST_F(FpgaSpi32Test, LeavesEveryOtherFieldOfTheTransferToTheNodesSettings) {
         expected.len = 11;
         expected.bits_per_word = 8;
         EXPECT_EQ(std::memcmp(&transfer, &expected, sizeof(transfer)), 0);
-        EXPECT_EQ(m_fpga.replyBefore(), "00 00 00 00 00 00 00 00 00 00 00");
+        EXPECT_EQ(m_fpga.replyBefore(), "0000000000000000000000");
     };
     std::uint32_t value = 0;
     expectTransferOf([&] { m_device.read(0, &value); });
@@ -144,16 +134,16 @@ TEST_F(FpgaSpi32Test, LeavesEveryOtherFieldOfTheTransferToTheNodesSettings) {
 TEST_F(FpgaSpi32Test, SendsAllFourBytesOfAnAddress) {
     std::uint32_t value = 0;
     m_device.read(0x048D1159, &value);
-    EXPECT_EQ(m_os.log()[1], "spi 02 12 34 55 64 00 00 00 00 00 00");
+    EXPECT_EQ(m_os.log()[1], "spi 0212345564000000000000");
 }
 
 TEST_F(FpgaSpi32Test, LetsAddressesWrapIn32Bits) {
     std::uint32_t value = 0;
     m_device.read(0x3FFFFFFF, &value);
-    EXPECT_EQ(m_os.log()[1], "spi 02 00 00 0f fc 00 00 00 00 00 00");
+    EXPECT_EQ(m_os.log()[1], "spi 0200000ffc000000000000");
     m_os.log().clear();
     m_device.write(0x40000001, 0);
-    EXPECT_EQ(m_os.log()[1], "spi 01 00 00 10 04 00 00 00 00 00 00");
+    EXPECT_EQ(m_os.log()[1], "spi 0100001004000000000000");
 }
 
 TEST_F(FpgaSpi32Test, LeavesTheValueAloneAndTracesNothingWhenATransferFails) {
@@ -199,8 +189,8 @@ TEST_F(FpgaSpi32Test, SetsTheValueToZeroAndTracesAStatusOtherThanSuccess) {
         EXPECT_FALSE(m_device.read(0, &value));
         EXPECT_EQ(value, 0U);
         const std::string message =
-            "Rynvel.FpgaSpi 1 read: Error occurred while reading, status = 0x000000" + hex(&status, 1);
-        EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", message, "unlock"}));
+            "Rynvel.FpgaSpi 1 read: Error occurred while reading, status = 0x000000" + hexBytes(&status, 1);
+        EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0200001000000000000000", message, "unlock"}));
     }
 }
 
@@ -209,7 +199,7 @@ TEST_F(FpgaSpi32Test, TracesAStatusOtherThanSuccessOfAWriteUnderTheLock) {
     m_fpga.status = 0x42;
     EXPECT_FALSE(m_device.write(0, 1));
     EXPECT_EQ(m_os.log(),
-              (EventLog{"lock", "spi 01 00 00 10 00 00 00 00 01 00 00",
+              (EventLog{"lock", "spi 0100001000000000010000",
                         "Rynvel.FpgaSpi 1 write: Error occurred while writing, status = 0x00000042", "unlock"}));
 }
 
@@ -231,8 +221,8 @@ TEST_F(FpgaSpi32Test, StaysUsableAfterAFailure) {
 TEST_F(FpgaSpi32Test, ReadsThenWritesUnderAMaskWithALockForEach) {
     m_fpga.registers[0x1000] = 0x11223344;
     EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0x0000FF00));
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", "unlock", "lock",
-                                    "spi 01 00 00 10 00 11 22 cc 44 00 00", "unlock"}));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0200001000000000000000", "unlock", "lock",
+                                    "spi 01000010001122cc440000", "unlock"}));
 }
 
 /** Lets another user of the registers in at its first unlock. */
@@ -260,13 +250,13 @@ TEST_F(FpgaSpi32Test, LosesAWriteThatComesBetweenTheReadAndTheWriteUnderAMask) {
 TEST_F(FpgaSpi32Test, RewritesTheCurrentValueUnderAMaskOfZero) {
     m_fpga.registers[0x1000] = 0x11223344;
     EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0));
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 02 00 00 10 00 00 00 00 00 00 00", "unlock", "lock",
-                                    "spi 01 00 00 10 00 11 22 33 44 00 00", "unlock"}));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0200001000000000000000", "unlock", "lock",
+                                    "spi 0100001000112233440000", "unlock"}));
 }
 
 TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
     EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0xFFFFFFFF));
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 01 00 00 10 00 aa bb cc dd 00 00", "unlock"}));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0100001000aabbccdd0000", "unlock"}));
 }
 
 TEST_F(FpgaSpi32Test, ReadsUnderAMaskThatLacksOneBit) {
@@ -322,7 +312,7 @@ TEST_F(FpgaSpi32Test, MakesOneTransactionAndOneLockAWordOfABurst) {
             EXPECT_TRUE(m_device.read(5, values.data(), items, order));
             EXPECT_EQ(values, written);
             EXPECT_EQ(m_os.log().size(), 3 * items);
-            EXPECT_EQ(m_os.log()[1], "spi 02 00 00 10 14 00 00 00 00 00 00");
+            EXPECT_EQ(m_os.log()[1], "spi 0200001014000000000000");
         }
     }
 }
@@ -400,27 +390,22 @@ TEST_F(FpgaSpi32Test, TracesItsLife) {
     EXPECT_EQ(recorder.traces().front().option, 256);
 }
 
-TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperationBeforeItLocks) {
-    const TraceRecorder recorder(6, "*", &m_os.log());
+TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperation) {
+    const TraceRecorder recorder(6);
     std::uint32_t value = 0;
-    const std::string entry = "Rynvel.FpgaSpi 6 ";
     m_device.read(0x1F, &value);
-    EXPECT_EQ(m_os.log()[0], entry + "read ENTER Hex(offset)=0x0000001f");
-    EXPECT_EQ(m_os.log()[1], "lock");
-    m_os.log().clear();
     m_device.write(0x1F, 0xAB);
-    EXPECT_EQ(m_os.log()[0], entry + "write ENTER Hex(offset)=0x0000001f, Hex(data)=0x000000ab");
-    EXPECT_EQ(m_os.log()[1], "lock");
-    m_os.log().clear();
+    m_device.write(0x1F, 0xAB, 0xFFFFFFFF);
     m_device.write(0x1F, 0xAB, 0x0F);
-    EXPECT_EQ(m_os.log()[0],
-              entry + "write ENTER Hex(offset)=0x0000001f, Hex(data)=0x000000ab, Hex(bitmask)=0x0000000f");
-    EXPECT_EQ(m_os.log()[1], entry + "read ENTER Hex(offset)=0x0000001f");
-    m_os.log().clear();
     m_device.read(1, &value, 0, ByteOrder::Network);
     m_device.write(2, &value, 0, ByteOrder::Host);
-    EXPECT_EQ(m_os.log(), (EventLog{entry + "read ENTER Hex(offset)=0x00000001, items=0, byteOrder=Network",
-                                    entry + "write ENTER Hex(offset)=0x00000002, items=0, byteOrder=Host"}));
+    const std::string entry = "Rynvel.FpgaSpi 6 ";
+    const std::string read = entry + "read ENTER Hex(offset)=0x0000001f";
+    const std::string write = entry + "write ENTER Hex(offset)=0x0000001f, Hex(data)=0x000000";
+    EXPECT_EQ(recorder.lines(), (EventLog{read, write + "ab", write + "ab, Hex(bitmask)=0xffffffff", write + "ab",
+                                          write + "ab, Hex(bitmask)=0x0000000f", read, write + "ab",
+                                          entry + "read ENTER Hex(offset)=0x00000001, items=0, byteOrder=Network",
+                                          entry + "write ENTER Hex(offset)=0x00000002, items=0, byteOrder=Host"}));
 }
 
 /** Opens a node that is not there, on the real system, with traces up to the level on standard error. */

@@ -57,14 +57,17 @@ TYPED_TEST(LseekTest, ReadsOneRegisterAtItsByteOffsetUnderTheLock) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 16, 0)", this->readCall(), "unlock"}));
 }
 
-TYPED_TEST(LseekTest, ReadsNothingAfterAFailedSeek) {
-    this->m_os.script(Call::Lseek, {failing(EINVAL)});
+TYPED_TEST(LseekTest, TransfersNothingAfterAFailedSeek) {
     TypeParam value = 0x77;
-    errno = 0;
-    EXPECT_FALSE(this->m_device.read(1, &value));
-    EXPECT_EQ(errno, EINVAL);
+    for (const bool reads : {true, false}) {
+        this->m_os.log().clear();
+        this->m_os.script(Call::Lseek, {failing(EINVAL)});
+        errno = 0;
+        EXPECT_FALSE(reads ? this->m_device.read(1, &value) : this->m_device.write(1, 5));
+        EXPECT_EQ(errno, EINVAL);
+        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
+    }
     EXPECT_EQ(value, 0x77);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
 }
 
 TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
@@ -73,15 +76,17 @@ TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
     EXPECT_TRUE(this->m_device.read(0, &value));
 }
 
-TYPED_TEST(LseekTest, ReportsAFailedOrShortReadAndUnlocks) {
-    for (const auto& answer : {failing(EIO), answering(0), answering(sizeof(TypeParam) - 1)}) {
-        this->m_os.log().clear();
-        this->m_os.script(Call::Read, {answer});
-        TypeParam value = 0;
-        errno = 0;
-        EXPECT_FALSE(this->m_device.read(0, &value));
-        EXPECT_EQ(errno, answer->error);
-        EXPECT_EQ(this->m_os.log().back(), "unlock");
+TYPED_TEST(LseekTest, ReportsAFailedOrShortTransferAndUnlocks) {
+    TypeParam value = 0;
+    for (const bool reads : {true, false}) {
+        for (const auto& answer : {failing(EIO), failing(ENOSPC), answering(0), answering(sizeof(TypeParam) - 1)}) {
+            this->m_os.log().clear();
+            this->m_os.script(reads ? Call::Read : Call::Write, {answer});
+            errno = 0;
+            EXPECT_FALSE(reads ? this->m_device.read(0, &value) : this->m_device.write(0, 1));
+            EXPECT_EQ(errno, answer->error);
+            EXPECT_EQ(this->m_os.log().back(), "unlock");
+        }
     }
 }
 
@@ -90,25 +95,6 @@ TYPED_TEST(LseekTest, WritesOneRegisterAtItsByteOffsetUnderTheLock) {
     EXPECT_EQ(this->stored(0x20), Width<TypeParam>::value);
     EXPECT_EQ(this->m_os.log(),
               (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
-}
-
-TYPED_TEST(LseekTest, WritesNothingAfterAFailedSeek) {
-    this->m_os.script(Call::Lseek, {failing(EINVAL)});
-    errno = 0;
-    EXPECT_FALSE(this->m_device.write(1, 5));
-    EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
-}
-
-TYPED_TEST(LseekTest, ReportsAFailedOrShortWriteAndUnlocks) {
-    for (const auto& answer : {failing(ENOSPC), answering(0), answering(sizeof(TypeParam) - 1)}) {
-        this->m_os.log().clear();
-        this->m_os.script(Call::Write, {answer});
-        errno = 0;
-        EXPECT_FALSE(this->m_device.write(0, 1));
-        EXPECT_EQ(errno, answer->error);
-        EXPECT_EQ(this->m_os.log().back(), "unlock");
-    }
 }
 
 TYPED_TEST(LseekTest, StaysUsableAfterAFailure) {

@@ -84,34 +84,23 @@ TEST(PthreadMutex, LocksAndUnlocks) {
     EXPECT_EQ(script.log(), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
 }
 
-TEST(PthreadMutex, ReportsAFailedLockWithOneMessageThatEndsWithAFullStop) {
+TEST(PthreadMutex, ReportsAFailureWithOneMessageThatEndsWithAFullStop) {
     PthreadMutex mutex(PthreadMutexType::None);
-    const TraceRecorder recorder(6);
-    bool locked = true;
-    errno = ERANGE;
-    {
-        ScriptedPthread script;
-        script.fail(MutexCall::Lock, EDEADLK);
-        locked = mutex.lock();
+    for (const bool locks : {true, false}) {
+        const TraceRecorder recorder(6);
+        bool succeeded = true;
+        errno = ERANGE;
+        {
+            ScriptedPthread script;
+            script.fail(locks ? MutexCall::Lock : MutexCall::Unlock, EDEADLK);
+            succeeded = locks ? mutex.lock() : mutex.unlock();
+        }
+        EXPECT_FALSE(succeeded);
+        EXPECT_EQ(errno, ERANGE);
+        const std::string function = locks ? "lock" : "unlock";
+        EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 " + function + ": pthread_mutex_" + function +
+                                             "() failed with error " + std::to_string(EDEADLK) + "."});
     }
-    EXPECT_FALSE(locked);
-    EXPECT_EQ(errno, ERANGE);
-    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 lock: pthread_mutex_lock() failed with error " +
-                                         std::to_string(EDEADLK) + "."});
-}
-
-TEST(PthreadMutex, ReportsAFailedUnlockWithOneMessageThatEndsWithAFullStop) {
-    PthreadMutex mutex(PthreadMutexType::None);
-    const TraceRecorder recorder(6);
-    bool unlocked = true;
-    {
-        ScriptedPthread script;
-        script.fail(MutexCall::Unlock, EPERM);
-        unlocked = mutex.unlock();
-    }
-    EXPECT_FALSE(unlocked);
-    EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.PthreadMutex 1 unlock: pthread_mutex_unlock() failed with error " +
-                                         std::to_string(EPERM) + "."});
 }
 
 TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {

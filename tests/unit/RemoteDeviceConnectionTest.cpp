@@ -80,8 +80,6 @@ class RemoteDeviceConnectionTest : public NetworkTest {
 protected:
     RemoteDeviceConnectionTest() { m_os.log().clear(); }
 
-    static EventLog failedAttempt() { return {"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)"}; }
-
     RemoteDeviceConnection m_connection{"server", 9000};
 };
 
@@ -111,32 +109,24 @@ TEST_F(RemoteDeviceConnectionTest, IsAConnectionThatIsClosedByItsOwnOperation) {
     EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }
 
-TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketWithoutSettingAnyOptions) {
-    EXPECT_EQ(m_connection.connectToServer(), 0);
-    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"}));
-    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
+TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketOfAnyDescriptorWithoutSettingAnyOptions) {
+    for (const int descriptor : {7, 0}) {
+        m_os.log().clear();
+        m_os.script(Call::Socket, {answering(descriptor)});
+        EXPECT_EQ(m_connection.connectToServer(), 0);
+        EXPECT_EQ(m_os.log(),
+                  (EventLog{"socket(2, 1, 0)", "connect(" + std::to_string(descriptor) + ", 10.0.0.7:9000, 16)"}));
+        EXPECT_EQ(m_connection.getSocketDescriptor(), descriptor);
+    }
 }
 
-TEST_F(RemoteDeviceConnectionTest, TakesADescriptorOfZeroForASocket) {
-    m_os.script(Call::Socket, {answering(0)});
-    EXPECT_EQ(m_connection.connectToServer(), 0);
-    EXPECT_EQ(m_connection.getSocketDescriptor(), 0);
-    EXPECT_EQ(m_os.log().back(), "connect(0, 10.0.0.7:9000, 16)");
-}
-
-TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttempt) {
-    m_os.script(Call::Connect, {failing(ECONNREFUSED)});
-    EXPECT_EQ(m_connection.connectToServer(), -1);
-    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
-    EXPECT_EQ(m_os.log(), failedAttempt());
-}
-
-TEST_F(RemoteDeviceConnectionTest, FailsWithOneCallAlsoWhereAnAttemptIsInterruptedOrGoesOn) {
-    for (const int error : {EINTR, EINPROGRESS, EISCONN}) {
+TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttemptOfOneCallAlsoWhereItIsInterruptedOrGoesOn) {
+    for (const int error : {ECONNREFUSED, EINTR, EINPROGRESS, EISCONN}) {
         m_os.log().clear();
         m_os.script(Call::Connect, {failing(error)});
         EXPECT_EQ(m_connection.connectToServer(), -1);
-        EXPECT_EQ(m_os.log(), failedAttempt());
+        EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
+        EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)"}));
     }
 }
 
@@ -174,17 +164,15 @@ TEST_F(RemoteDeviceConnectionTest, SaysNothingOfAFailedAttemptBelowLevelTwo) {
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TEST_F(RemoteDeviceConnectionTest, SleepsForThreeSeconds) {
-    const TraceRecorder recorder(7);
-    m_connection.connectInterval3sec();
-    EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
-    EXPECT_EQ(recorder.lines(), EventLog{});
-}
-
-TEST_F(RemoteDeviceConnectionTest, SleepsOnceAlsoWhenASignalEndsTheSleepEarly) {
-    m_os.script(Call::Sleep, {answering(2)});
-    m_connection.connectInterval3sec();
-    EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
+TEST_F(RemoteDeviceConnectionTest, SleepsOnceForThreeSecondsAlsoWhenASignalEndsTheSleepEarly) {
+    for (const long left : {0, 2}) {
+        m_os.log().clear();
+        const TraceRecorder recorder(7);
+        m_os.script(Call::Sleep, {answering(left)});
+        m_connection.connectInterval3sec();
+        EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
+        EXPECT_EQ(recorder.lines(), EventLog{});
+    }
 }
 
 TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatIsThere) {

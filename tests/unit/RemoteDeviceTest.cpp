@@ -139,7 +139,7 @@ TEST_F(RemoteDevices, AreOpenedByOneRequest) {
     device();
     const auto requests = m_peer.requests(1);
     ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].bytes, requestBytes(0, "remote"));
+    EXPECT_EQ(requests[0].bytes, requestBytes(RequestType::Open, "remote"));
 }
 
 TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
@@ -179,8 +179,8 @@ TEST_F(RemoteDevices, AreArmedOnAConnectionOfTheirOwn) {
     auto remote = device();
     remote.arm();
     const auto requests = m_peer.requests(3);
-    EXPECT_EQ(requests[1].bytes, requestBytes(0, "remote"));
-    EXPECT_EQ(requests[2].bytes, requestBytes(12, "remote"));
+    EXPECT_EQ(requests[1].bytes, requestBytes(RequestType::Open, "remote"));
+    EXPECT_EQ(requests[2].bytes, requestBytes(RequestType::WaitForInterrupt, "remote"));
     EXPECT_EQ(requests[0].connection, 0U);
     EXPECT_EQ(requests[1].connection, 1U);
     EXPECT_EQ(requests[2].connection, 1U);
@@ -196,14 +196,15 @@ TEST_F(RemoteDevices, MayBeWaitedForAgainWhenNoInterruptCameInTime) {
 
 TEST_F(RemoteDevices, RaiseSimulatedInterruptsWithAWord) {
     device().raiseInterrupt(42);
-    EXPECT_EQ(m_peer.requests(2)[1].bytes, requestBytes(13, "remote", valueWords({42})));
+    EXPECT_EQ(m_peer.requests(2)[1].bytes, requestBytes(RequestType::Debug, "remote", valueWords({42})));
 }
 
 TEST_F(RemoteDevices, AskForNothingUnderAMaskOfNoBits) {
     auto remote = device();
     remote.write(4, 0xFF, 0);
     remote.write(4, 1);
-    EXPECT_EQ(m_peer.requests(2)[1].bytes, requestBytes(7, "remote", {{addressAt, 4}, {valuesAt, 1}, {lengthAt, 1}}));
+    EXPECT_EQ(m_peer.requests(2)[1].bytes,
+              requestBytes(RequestType::Write32, "remote", {{addressAt, 4}, {valuesAt, 1}, {lengthAt, 1}}));
 }
 
 TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
@@ -417,7 +418,7 @@ TEST(RecordConnections, ReachAServerByItsName) {
     TestPeer peer;
     RecordConnection connection({"localhost", peer.port()}, Deadline(longTime));
     connection.open("remote", Deadline(longTime));
-    EXPECT_EQ(peer.requests(1)[0].bytes, requestBytes(0, "remote"));
+    EXPECT_EQ(peer.requests(1)[0].bytes, requestBytes(RequestType::Open, "remote"));
 }
 
 TEST(RecordConnections, ShowTheirRecordsInATrace) {

@@ -63,13 +63,9 @@ using Devices = testing::Types<Tyvon<std::uint16_t>, Tyvon<std::uint32_t>, Tyvon
                                TyvonInterrupt<std::uint32_t>>;
 TYPED_TEST_SUITE(TyvonTest, Devices);
 
-TYPED_TEST(TyvonTest, IsItsBaseAndIsConstructedAndDestroyedAsItsBase) {
+TYPED_TEST(TyvonTest, IsItsBaseAndIsConstructedAsItsBase) {
     EXPECT_TRUE((std::is_base_of_v<typename Family<TypeParam>::Base, TypeParam>));
     EXPECT_EQ(this->m_construction, Family<TypeParam>::construction());
-    EXPECT_EQ(this->m_device->getNativeHandle(), ScriptedOs::descriptor);
-    this->m_device.reset();
-    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(7)");
-    EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
 }
 
 TYPED_TEST(TyvonTest, TracesNothingOfItsOwnWhenConstructedAndDestroyed) {

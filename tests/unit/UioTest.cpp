@@ -145,7 +145,7 @@ TYPED_TEST(UioTest, TracesItsConstructionAsAFake) {
     EXPECT_EQ(recorder.lines().back(), "Rynvel.Uio 6 Uio ENTER physicalDevName=/dev/tomkar_traffic, fake=1");
 }
 
-TYPED_TEST(UioTest, ReadsAnAttributeWithTheBaseOfItsPrefix) {
+TYPED_TEST(UioTest, ReadsAnAttributeOfUpTo19BytesWithTheBaseOfItsPrefix) {
     EXPECT_EQ(this->sizeAttribute("4096\n"), 4096U);
     EXPECT_EQ(this->sizeAttribute("0x1000\n"), 0x1000U);
     EXPECT_EQ(this->sizeAttribute("0X1f\n"), 0x1FU);
@@ -153,9 +153,6 @@ TYPED_TEST(UioTest, ReadsAnAttributeWithTheBaseOfItsPrefix) {
     EXPECT_EQ(this->sizeAttribute("  12 apples"), 12U);
     EXPECT_EQ(this->sizeAttribute("08"), 0U);
     EXPECT_EQ(this->sizeAttribute("0xffffffff"), 0xFFFFFFFFU);
-}
-
-TYPED_TEST(UioTest, ReadsNineteenBytesOfAnAttributeAtMost) {
     EXPECT_EQ(this->sizeAttribute("0000000000000000010777"), 8U);
 }
 
