@@ -94,17 +94,17 @@ void InterruptWaiter::disarm(int socket) {
 }
 
 bool InterruptWaiter::enable() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_enabling);
     if (!m_device.enableInterrupt()) {
         return false;
     }
     m_wish = Wish::Enabled;
-    m_changed.notify_all();
+    m_wished.notify_all();
     return true;
 }
 
 bool InterruptWaiter::disable() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_enabling);
     m_wish = Wish::Disabled;
     return m_device.disableInterrupt();
 }
@@ -118,40 +118,36 @@ void InterruptWaiter::start() {
     }
     eventfd_t stops = 0;
     ::eventfd_read(m_wakeUp, &stops);
+    m_stopping = false;
+    m_ended = false;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_stopping = false;
-        m_ended = false;
+        const std::lock_guard<std::mutex> lock(m_enabling);
         m_wish = Wish::None;
     }
     m_thread = std::thread([this] { run(); });
 }
 
-// A driver that cannot be polled blocks in the device, where only a signal reaches the thread.
+// A driver that cannot be polled blocks in the device, where only a signal reaches the thread. It may hold the lock of
+// the enabling there: whoever stops it takes no lock, and tells it again until it has heard.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
     }
     m_stopping = true;
     ::eventfd_write(m_wakeUp, 1);
-    {
-        std::unique_lock<std::mutex> lock(m_mutex, std::defer_lock);
-        while (!lock.try_lock()) {
-            wakeUpReceiver();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        m_changed.notify_all();
-        while (!m_changed.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended; })) {
-            wakeUpReceiver();
+    m_wished.notify_all();
+    while (!hasEndedSoon()) {
+        m_wished.notify_all();
+        if (m_isInDevice) {
+            wakeUp(m_thread);
         }
     }
     m_thread.join();
 }
 
-void InterruptWaiter::wakeUpReceiver() {
-    if (m_isInDevice) {
-        wakeUp(m_thread);
-    }
+bool InterruptWaiter::hasEndedSoon() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_hasEnded.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended.load(); });
 }
 
 void InterruptWaiter::run() {
@@ -181,7 +177,7 @@ void InterruptWaiter::traceFailure() {
 }
 
 bool InterruptWaiter::beginToWait() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_enabling);
     if (!m_waitingEnables || m_wish == Wish::Disabled) {
         return true;
     }
@@ -229,19 +225,22 @@ void InterruptWaiter::pause() {
     if (!m_waitingEnables) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait_for(lock, m_holdOff, [this] { return m_wish != Wish::None || m_stopping; });
-    m_changed.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
+    std::unique_lock<std::mutex> lock(m_enabling);
+    m_wished.wait_for(lock, m_holdOff, [this] { return m_wish != Wish::None || m_stopping; });
+    m_wished.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
 }
 
 // The traces come when nobody waits for the lock: they may take their time.
 void InterruptWaiter::send(unsigned long word) {
-    std::vector<Peer> slowPeers;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard<std::mutex> lock(m_enabling);
         if (m_wish == Wish::Enabled) {
             m_wish = Wish::None;
         }
+    }
+    std::vector<Peer> slowPeers;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
         for (auto& receiver : m_receivers) {
             if (!deliver(receiver, word)) {
                 slowPeers.push_back(receiver.peer);
@@ -284,7 +283,7 @@ void InterruptWaiter::end() {
         }
     }
     m_ended = true;
-    m_changed.notify_all();
+    m_hasEnded.notify_all();
 }
 
 } // namespace Rynveld

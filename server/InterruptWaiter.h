@@ -79,7 +79,7 @@ private:
     bool waitForReadiness();
     bool receive(unsigned long& word);
     bool receiveOnce(unsigned long& word);
-    void wakeUpReceiver();
+    bool hasEndedSoon();
     void pause();
     void send(unsigned long word);
     void end();
@@ -94,11 +94,16 @@ private:
     /** Readable when the thread is to stop; -1 until there is a thread. */
     int m_wakeUp = -1;
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::list<Receiver> m_receivers;
+    /** Held while the device enables or disables its interrupt, for as long as that takes. */
+    std::mutex m_enabling;
+    std::condition_variable m_wished;
     Wish m_wish = Wish::None;
-    bool m_ended = false;
+
+    std::mutex m_mutex;
+    std::condition_variable m_hasEnded;
+    std::list<Receiver> m_receivers;
+    /** Whether the thread reaches its end, or there is none. Changes while m_mutex is held, but at the start. */
+    std::atomic<bool> m_ended{false};
     std::atomic<bool> m_stopping{false};
     /** Whether the thread may block in the device, where only a signal reaches it. */
     std::atomic<bool> m_isInDevice{false};
