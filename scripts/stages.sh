@@ -39,7 +39,7 @@ packages_of() {
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
-        installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base ;;
+        installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
     esac
 }

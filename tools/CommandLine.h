@@ -20,7 +20,7 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /** All that there is to give, for help and the manual page. */
+    /** All that there is to give. */
     Common::CommandDescription describe() const { return m_parser.describe(); }
 
     /** Does what the arguments say. @throws Failure, or OutputClosed. */

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "DeviceList.h"
-#include "Subject.h"
+#include "Target.h"
 
 namespace Rynvelctl {
 

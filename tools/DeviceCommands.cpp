@@ -6,7 +6,6 @@
 #include "DeviceProbe.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
-#include "Views.h"
 
 namespace Rynvelctl {
 
@@ -43,25 +42,26 @@ ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
 
 void list(const Session& session, const NoOptions& /*options*/) {
     session.requireLocal("list");
-    std::vector<ListedDevice> devices;
+    DeviceList devices;
     for (const Rynvel::MemoryDevice& row : Common::devices()) {
         devices.push_back(listed(row, devices.size()));
     }
-    session.output().print(deviceList(devices));
+    session.output().print(devices);
 }
 
 void info(const Session& session, const InfoOptions& options) {
-    const Subject subject = session.subject(options.name);
-    const auto device = openDevice(subject, session.time());
-    session.output().print(deviceFacts(subject, {device->mapSize(), device->interruptType(), device->descriptor()}));
+    const Target target = session.target(options.name);
+    const auto device = openDevice(target, session.time());
+    session.output().print(DeviceFacts{target.name(), target.row.m_devicePath, target.backend(), target.width(),
+                                       device->mapSize(), device->interruptType(), device->descriptor()});
 }
 
 void ioctl(const Session& session, const IoctlOptions& options) {
-    const Subject subject = session.subject(options.name);
+    const Target target = session.target(options.name);
     const std::uint32_t request = parseNumber("request", options.request);
     const std::uint32_t argument = parseNumber("argument", options.argument);
-    const int result = openDevice(subject, session.time())->ioctl(request, argument);
-    session.output().print(requestResult(subject, request, argument, result));
+    const int result = openDevice(target, session.time())->ioctl(request, argument);
+    session.output().print(IoctlResult{target.name(), request, argument, result});
 }
 
 } // namespace

@@ -1,10 +1,18 @@
 #include "HelpText.h"
 
 #include <sstream>
+#include <vector>
 
 namespace Rynvelctl {
 
 const char* const summary = "registers and interrupts by device name";
+
+namespace {
+
+struct HelpSection {
+    std::string title;
+    std::vector<std::string> paragraphs;
+};
 
 const std::vector<HelpSection> helpSections{
     {"Numbers",
@@ -50,8 +58,6 @@ const std::vector<HelpSection> helpSections{
       "What went wrong is one line on standard error. When nobody reads standard output any more the program ends "
       "without a word, and with 0."}},
 };
-
-namespace {
 
 /** The words of a paragraph in lines of a terminal. */
 std::string wrapped(const std::string& paragraph) {

@@ -13,7 +13,6 @@
 #include "Numbers.h"
 #include "OpenDevice.h"
 #include "ServedDevice.h"
-#include "Views.h"
 
 namespace Rynvelctl {
 
@@ -23,7 +22,7 @@ using std::chrono::milliseconds;
 
 struct IrqOptions {
     std::string name;
-    std::string deed;
+    std::string action;
     std::string word;
 };
 
@@ -33,78 +32,79 @@ struct WaitOptions {
     std::string count = "1";
 };
 
-Subject interruptingSubject(const Session& session, const std::string& name) {
-    Subject subject = session.subject(name);
-    if (!subject.kind.hasInterrupts) {
-        throw wrongUsage(name + ": a device of type " + subject.kind.name + " has no interrupts");
+Target interruptingTarget(const Session& session, const std::string& name) {
+    Target target = session.target(name);
+    if (!target.kind.hasInterrupts) {
+        throw wrongUsage(name + ": a device of type " + target.kind.name + " has no interrupts");
     }
-    return subject;
+    return target;
 }
 
 void showType(const Session& session, const IrqOptions& options) {
-    const Subject subject = interruptingSubject(session, options.name);
-    const auto type = openDevice(subject, session.time())->interruptType();
+    const Target target = interruptingTarget(session, options.name);
+    const auto type = openDevice(target, session.time())->interruptType();
     if (!type) {
-        throw Failure(ExitStatus::Failed, subject.name() + ": the server knows no interrupts of it");
+        throw Failure(ExitStatus::Failed, target.name() + ": the server knows no interrupts of it");
     }
-    session.output().print(interruptType(subject, *type));
+    session.output().print(InterruptType{target.name(), *type});
 }
 
 void enable(const Session& session, const IrqOptions& options) {
-    const Subject subject = interruptingSubject(session, options.name);
-    openDevice(subject, session.time())->enableInterrupts();
-    session.output().print(interruptState(subject, "enabled"));
+    const Target target = interruptingTarget(session, options.name);
+    openDevice(target, session.time())->enableInterrupts();
+    session.output().print(InterruptState{target.name(), "enabled"});
 }
 
 void disable(const Session& session, const IrqOptions& options) {
-    const Subject subject = interruptingSubject(session, options.name);
-    openDevice(subject, session.time())->disableInterrupts();
-    session.output().print(interruptState(subject, "disabled"));
+    const Target target = interruptingTarget(session, options.name);
+    openDevice(target, session.time())->disableInterrupts();
+    session.output().print(InterruptState{target.name(), "disabled"});
 }
 
 void raise(const Session& session, const IrqOptions& options) {
-    const Subject subject = interruptingSubject(session, options.name);
-    if (!subject.server) {
+    const Target target = interruptingTarget(session, options.name);
+    if (!target.server) {
         throw wrongUsage("irq raise needs a remote device");
     }
     const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
-    ServedDevice(subject).raiseInterrupt(word);
-    session.output().print(interruptState(subject, "raised"));
+    ServedDevice(target).raiseInterrupt(word);
+    session.output().print(InterruptState{target.name(), "raised"});
 }
 
-struct Deed {
+struct IrqAction {
     const char* name;
     void (*run)(const Session& session, const IrqOptions& options);
 };
 
-constexpr std::array<Deed, 4> deeds{{{"type", showType}, {"enable", enable}, {"disable", disable}, {"raise", raise}}};
+constexpr std::array<IrqAction, 4> irqActions{
+    {{"type", showType}, {"enable", enable}, {"disable", disable}, {"raise", raise}}};
 
-std::vector<std::string> deedNames() {
+std::vector<std::string> irqActionNames() {
     std::vector<std::string> names;
-    names.reserve(deeds.size());
-    for (const Deed& deed : deeds) {
-        names.emplace_back(deed.name);
+    names.reserve(irqActions.size());
+    for (const IrqAction& action : irqActions) {
+        names.emplace_back(action.name);
     }
     return names;
 }
 
 void irq(const Session& session, const IrqOptions& options) {
-    const auto* const deed =
-        std::find_if(deeds.begin(), deeds.end(), [&](const Deed& known) { return known.name == options.deed; });
-    if (deed == deeds.end()) {
-        throw wrongUsage("irq '" + options.deed + "' is none of type, enable, disable and raise");
+    const auto* const action = std::find_if(irqActions.begin(), irqActions.end(),
+                                            [&](const IrqAction& known) { return known.name == options.action; });
+    if (action == irqActions.end()) {
+        throw wrongUsage("irq '" + options.action + "' is none of type, enable, disable and raise");
     }
-    if (!options.word.empty() && options.deed != "raise") {
-        throw wrongUsage("irq " + options.deed + " takes no word");
+    if (!options.word.empty() && options.action != "raise") {
+        throw wrongUsage("irq " + options.action + " takes no word");
     }
-    deed->run(session, options);
+    action->run(session, options);
 }
 
 /** Waits for interrupts until it takes too long, or until nobody reads standard output any more. */
 class InterruptWait {
 public:
-    InterruptWait(const Session& session, const Subject& subject, const WaitOptions& options)
-        : m_time(session.time()), m_name(subject.name()), m_count(parseCount("count", options.count)) {
+    InterruptWait(const Session& session, const Target& target, const WaitOptions& options)
+        : m_time(session.time()), m_name(target.name()), m_count(parseCount("count", options.count)) {
         if (!options.each.empty()) {
             m_each = parseDuration("each", options.each);
         }
@@ -163,14 +163,14 @@ private:
 };
 
 void wait(const Session& session, const WaitOptions& options) {
-    const Subject subject = interruptingSubject(session, options.name);
-    InterruptWait waiting(session, subject, options);
-    const auto device = openDevice(subject, session.time());
+    const Target target = interruptingTarget(session, options.name);
+    InterruptWait waiting(session, target, options);
+    const auto device = openDevice(target, session.time());
     const int descriptor = device->expectInterrupts();
     for (std::uint32_t i = 0; i < waiting.count(); ++i) {
         // One that came since the last receipt has disabled the interrupt and is received with the next.
         device->enableInterrupts();
-        session.output().print(interrupt(subject, waiting.next(*device, descriptor), timeStamp()));
+        session.output().print(InterruptEvent{target.name(), waiting.next(*device, descriptor), timeStamp()});
     }
 }
 
@@ -179,7 +179,7 @@ void addIrq(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument(oneOf(deedNames()), options->deed,
+    command.addArgument(oneOf(irqActionNames()), options->action,
                         "what to do; raise is for servers that simulate their devices");
     command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
 }

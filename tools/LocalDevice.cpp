@@ -11,62 +11,60 @@ namespace {
 
 using Common::Outcome;
 
-Common::OpenedDevice opened(const Subject& subject) {
-    Common::OpenedDevice device = Common::openDevice(subject.row);
+Common::OpenedDevice opened(const Target& target) {
+    Common::OpenedDevice device = Common::openDevice(target.row);
     if (!device.device) {
-        throw Failure(ExitStatus::Unreachable, subject.name() + ": " + device.probe.obstacle);
+        throw Failure(ExitStatus::Unreachable, target.name() + ": " + device.probe.obstacle);
     }
     return device;
 }
 
 } // namespace
 
-LocalDevice::LocalDevice(const Subject& subject, const CommandTime& time)
-    : m_subject(subject), m_time(time), m_opened(opened(subject)) {}
+LocalDevice::LocalDevice(const Target& target, const CommandTime& time)
+    : m_target(target), m_time(time), m_opened(opened(target)) {}
 
-Failure LocalDevice::failure(const std::string& deed) const {
+Failure LocalDevice::failure(const std::string& action) const {
     const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
-    return {ExitStatus::Failed, m_subject.name() + ": " + deed + " failed" + reason};
+    return {ExitStatus::Failed, m_target.name() + ": " + action + " failed" + reason};
 }
 
-void LocalDevice::require(bool success, const std::string& deed) const {
+void LocalDevice::require(bool success, const std::string& action) const {
     if (!success) {
-        throw failure(deed);
+        throw failure(action);
     }
 }
 
 template <typename Operation>
-void LocalDevice::access(const std::string& deed, const Operation& operation) {
-    m_time.require(m_subject.name());
+void LocalDevice::access(const std::string& action, const Operation& operation) {
+    m_time.require(m_target.name());
     errno = 0;
     const Outcome outcome = operation();
     if (outcome == Outcome::Faulted) {
-        throw Failure(ExitStatus::Failed, m_subject.name() + ": " + deed + " ended in a bus error");
+        throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " ended in a bus error");
     }
-    require(outcome == Outcome::Done, deed);
+    require(outcome == Outcome::Done, action);
 }
 
-std::uint32_t LocalDevice::read(const Addressing& addressing, const Place& place) {
+std::uint32_t LocalDevice::read(const RegisterRange& range) {
     std::uint32_t value = 0;
-    access(accessText("reading", addressing, place), [&] { return m_opened.device->read(place.deviceAddress, value); });
+    access("reading " + range.addressText(), [&] { return m_opened.device->read(range.deviceAddress(), value); });
     return value;
 }
 
-void LocalDevice::write(const Addressing& addressing, const Place& place, std::uint32_t value) {
-    access(accessText("writing", addressing, place),
-           [&] { return m_opened.device->write(place.deviceAddress, value); });
+void LocalDevice::write(const RegisterRange& range, std::uint32_t value) {
+    access("writing " + range.addressText(), [&] { return m_opened.device->write(range.deviceAddress(), value); });
 }
 
-void LocalDevice::write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask) {
-    access(accessText("writing", addressing, place),
-           [&] { return m_opened.device->write(place.deviceAddress, value, mask); });
+void LocalDevice::write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
+    access("writing " + range.addressText(),
+           [&] { return m_opened.device->write(range.deviceAddress(), value, mask); });
 }
 
-std::vector<std::uint32_t> LocalDevice::readBurst(const Addressing& addressing, const Place& first, std::uint32_t count,
-                                                  Rynvel::ByteOrder order) {
-    std::vector<std::uint32_t> values(count);
-    access(accessText("reading a burst from", addressing, first),
-           [&] { return m_opened.device->read(first.deviceAddress, values.data(), count, order); });
+std::vector<std::uint32_t> LocalDevice::readBurst(const RegisterRange& range, Rynvel::ByteOrder order) {
+    std::vector<std::uint32_t> values(range.count());
+    access("reading a burst from " + range.addressText(),
+           [&] { return m_opened.device->read(range.deviceAddress(), values.data(), range.count(), order); });
     return values;
 }
 
@@ -78,7 +76,7 @@ int LocalDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
 }
 
 std::optional<std::uint32_t> LocalDevice::interruptType() {
-    if (!m_subject.kind.hasInterrupts) {
+    if (!m_target.kind.hasInterrupts) {
         return std::nullopt;
     }
     errno = 0;

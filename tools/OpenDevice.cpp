@@ -5,21 +5,17 @@
 
 namespace Rynvelctl {
 
-void OpenDevice::requireInside(const Addressing& addressing, const Place& first, std::uint32_t count) const {
-    if (const auto size = mapSize()) {
-        addressing.requireInside(*size, first, count);
+std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTime& time) {
+    if (target.server) {
+        return std::make_unique<ServedDevice>(target);
     }
+    return std::make_unique<LocalDevice>(target, time);
 }
 
-std::unique_ptr<OpenDevice> openDevice(const Subject& subject, const CommandTime& time) {
-    if (subject.server) {
-        return std::make_unique<ServedDevice>(subject);
-    }
-    return std::make_unique<LocalDevice>(subject, time);
-}
-
-std::string accessText(const char* deed, const Addressing& addressing, const Place& place) {
-    return deed + (' ' + addressing.text(place));
+std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTime& time) {
+    auto device = openDevice(range.device(), time);
+    range.requireInside(device->mapSize());
+    return device;
 }
 
 } // namespace Rynvelctl

@@ -10,9 +10,8 @@
 #include <optional>
 #include <vector>
 
-#include "Addressing.h"
 #include "CommandTime.h"
-#include "Subject.h"
+#include "RegisterRange.h"
 
 namespace Rynvelctl {
 
@@ -27,14 +26,14 @@ public:
     /** Bytes of registers; none where the device does not tell. */
     virtual std::optional<std::uint32_t> mapSize() const = 0;
 
-    /** @throws Failure when the registers are not all inside the device's map. */
-    void requireInside(const Addressing& addressing, const Place& first, std::uint32_t count) const;
-
-    virtual std::uint32_t read(const Addressing& addressing, const Place& place) = 0;
-    virtual void write(const Addressing& addressing, const Place& place, std::uint32_t value) = 0;
-    virtual void write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask) = 0;
-    virtual std::vector<std::uint32_t> readBurst(const Addressing& addressing, const Place& first, std::uint32_t count,
-                                                 Rynvel::ByteOrder order) = 0;
+    /** Reads the first register of the range. */
+    virtual std::uint32_t read(const RegisterRange& range) = 0;
+    /** Writes the first register of the range. */
+    virtual void write(const RegisterRange& range, std::uint32_t value) = 0;
+    /** Writes the bits of the mask in the first register of the range. */
+    virtual void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) = 0;
+    /** Reads all registers of the range. */
+    virtual std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) = 0;
 
     virtual int ioctl(std::uint32_t request, std::uint32_t argument) = 0;
 
@@ -51,11 +50,11 @@ public:
     virtual std::optional<int> descriptor() = 0;
 };
 
-/** @param subject must outlive the result. */
-std::unique_ptr<OpenDevice> openDevice(const Subject& subject, const CommandTime& time);
+/** @param target must outlive the result. */
+std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTime& time);
 
-/** What goes wrong with a register, for instance "reading 0x00000010". */
-std::string accessText(const char* deed, const Addressing& addressing, const Place& place);
+/** The device of the registers. @throws Failure also when they are not all inside its map. */
+std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTime& time);
 
 } // namespace Rynvelctl
 

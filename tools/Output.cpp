@@ -8,19 +8,20 @@
 #include <string_view>
 
 #include "Failure.h"
+#include "Formats.h"
 
 namespace Rynvelctl {
 
 namespace {
 
-const std::string& textFor(Format format, const News& news) {
+std::string formatted(Format format, const Report& report) {
     switch (format) {
-    case Format::Quiet:
-        return news.quiet;
+    case Format::Bare:
+        return formatBare(report);
     case Format::Json:
-        return news.json;
+        return formatJson(report);
     default:
-        return news.plain;
+        return formatText(report);
     }
 }
 
@@ -43,8 +44,8 @@ std::size_t writeSome(std::string_view text) {
 
 } // namespace
 
-void Output::print(const News& news) const {
-    const std::string& text = textFor(m_format, news);
+void Output::print(const Report& report) const {
+    const std::string text = formatted(m_format, report);
     if (!text.empty()) {
         write(text + '\n');
     }

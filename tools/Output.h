@@ -5,18 +5,11 @@
 #ifndef RYNVELCTL_OUTPUT_H
 #define RYNVELCTL_OUTPUT_H
 
-#include <string>
+#include "Report.h"
 
 namespace Rynvelctl {
 
-enum class Format { Plain, Quiet, Json };
-
-/** One and the same news in every form, without the last line end. An empty text is not printed. */
-struct News {
-    std::string plain;
-    std::string quiet;
-    std::string json;
-};
+enum class Format { Text, Bare, Json };
 
 /** Nobody reads standard output any more. */
 struct OutputClosed {};
@@ -25,8 +18,8 @@ class Output {
 public:
     explicit Output(Format format) : m_format(format) {}
 
-    /** Writes at once. @throws Failure, or OutputClosed. */
-    void print(const News& news) const;
+    /** Writes a report at once; nothing where the format has no text for it. @throws Failure, or OutputClosed. */
+    void print(const Report& report) const;
 
     /** Writes a text as it is. @throws Failure, or OutputClosed. */
     static void write(const std::string& text);

@@ -6,13 +6,11 @@
 #include <map>
 #include <optional>
 
-#include "Addressing.h"
 #include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
-#include "Views.h"
 
 namespace Rynvelctl {
 
@@ -24,7 +22,7 @@ constexpr std::uint32_t mostRegisters = 1U << 20U;
 constexpr const char* hostOrder = "host";
 constexpr const char* networkOrder = "network";
 
-struct PlaceOptions {
+struct RegisterOptions {
     std::string name;
     std::string address;
     bool countsRegisters = false;
@@ -32,63 +30,53 @@ struct PlaceOptions {
     AddressUnit unit() const { return countsRegisters ? AddressUnit::Registers : AddressUnit::Bytes; }
 };
 
-struct WriteOptions : PlaceOptions {
+struct WriteOptions : RegisterOptions {
     std::string value;
     std::string mask;
     bool verifies = false;
 };
 
-struct BlockOptions : PlaceOptions {
+struct RangeOptions : RegisterOptions {
     std::string count;
 };
 
-struct DumpOptions : BlockOptions {
+struct DumpOptions : RangeOptions {
     bool inOneBurst = false;
     std::string order = hostOrder;
 };
 
-struct FillOptions : BlockOptions {
+struct FillOptions : RangeOptions {
     std::string value;
 };
 
-struct WatchOptions : PlaceOptions {
+struct WatchOptions : RegisterOptions {
     std::vector<std::string> addresses;
     std::string interval = "1s";
     std::string count;
 };
 
-Addressing addressingOf(const Subject& subject, const PlaceOptions& options) {
-    return {subject.name(), subject.kind, options.unit()};
+RegisterRange registerOf(const Target& target, const RegisterOptions& options) {
+    return {target, options.unit(), options.address};
 }
 
-/** Registers in a row. */
-struct Block {
-    Place first;
-    std::uint32_t count;
-};
-
-Block locateBlock(const Addressing& addressing, const BlockOptions& options) {
-    const Block block{addressing.locate(options.address), parseCount("count", options.count, mostRegisters)};
-    addressing.requireAddresses(block.first, block.count);
-    return block;
+RegisterRange rangeOf(const Target& target, const RangeOptions& options) {
+    return registerOf(target, options).resized(parseCount("count", options.count, mostRegisters));
 }
 
-void read(const Session& session, const PlaceOptions& options) {
-    const Subject subject = session.subject(options.name);
-    const Addressing addressing = addressingOf(subject, options);
-    const Place place = addressing.locate(options.address);
-    const auto device = openDevice(subject, session.time());
-    device->requireInside(addressing, place, 1);
-    session.output().print(registerValue(subject, addressing, place, device->read(addressing, place)));
+void read(const Session& session, const RegisterOptions& options) {
+    const Target target = session.target(options.name);
+    const RegisterRange range = registerOf(target, options);
+    const auto device = openDevice(range, session.time());
+    session.output().print(RegisterValue{range, device->read(range)});
 }
 
-void verify(OpenDevice& device, const Subject& subject, const Addressing& addressing, const Place& place,
-            std::uint32_t value, std::uint32_t mask) {
-    const std::uint32_t found = device.read(addressing, place);
+void verify(OpenDevice& device, const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
+    const std::uint32_t found = device.read(range);
     if ((found & mask) != (value & mask)) {
-        throw Failure(ExitStatus::Failed, subject.name() + ": " + addressing.text(place) + " reads " +
-                                              hexadecimal(found, subject.width()) + " after " +
-                                              hexadecimal(value, subject.width()) + " was written");
+        const Target& target = range.device();
+        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " reads " +
+                                              hexadecimal(found, target.width()) + " after " +
+                                              hexadecimal(value, target.width()) + " was written");
     }
 }
 
@@ -102,24 +90,24 @@ std::uint32_t parseMask(const std::string& text, unsigned int width) {
 }
 
 void write(const Session& session, const WriteOptions& options) {
-    const Subject subject = session.subject(options.name);
-    const Addressing addressing = addressingOf(subject, options);
-    const Place place = addressing.locate(options.address);
-    const bool isMasked = !options.mask.empty();
-    const std::uint32_t value = parseValue("value", options.value, subject.width());
-    const std::uint32_t mask = isMasked ? parseMask(options.mask, subject.width()) : largestValue(subject.width());
-    const auto device = openDevice(subject, session.time());
-    device->requireInside(addressing, place, 1);
-    if (isMasked) {
-        device->write(addressing, place, value, mask);
+    const Target target = session.target(options.name);
+    const RegisterRange range = registerOf(target, options);
+    const std::uint32_t value = parseValue("value", options.value, target.width());
+    std::optional<std::uint32_t> mask;
+    if (!options.mask.empty()) {
+        mask = parseMask(options.mask, target.width());
+    }
+    const auto device = openDevice(range, session.time());
+    if (mask) {
+        device->write(range, value, *mask);
     } else {
-        device->write(addressing, place, value);
+        device->write(range, value);
     }
+    const std::uint32_t writtenBits = mask.value_or(largestValue(target.width()));
     if (options.verifies) {
-        verify(*device, subject, addressing, place, value, mask);
+        verify(*device, range, value, writtenBits);
     }
-    session.output().print(isMasked ? maskedValue(subject, addressing, place, value, mask)
-                                    : writtenValue(subject, addressing, place, value));
+    session.output().print(WrittenValue{range, value & writtenBits, mask});
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
@@ -129,21 +117,22 @@ Rynvel::ByteOrder parseOrder(const std::string& text) {
     return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
 
-/** @throws Failure when the library cannot read so many registers of the device in one burst. */
-void requireBurst(const Subject& subject, std::uint32_t count) {
-    if (subject.server && count > Rynvel::recordCapacity) {
-        throw wrongUsage("count " + std::to_string(count) + " is above the " + std::to_string(Rynvel::recordCapacity) +
-                         " registers of a server's burst");
+/** @throws Failure when the library cannot read the registers in one burst. */
+void requireBurst(const RegisterRange& range) {
+    const Target& target = range.device();
+    if (target.server && range.count() > Rynvel::recordCapacity) {
+        throw wrongUsage("count " + std::to_string(range.count()) + " is above the " +
+                         std::to_string(Rynvel::recordCapacity) + " registers of a server's burst");
     }
-    if (subject.kind.access == Common::Access::Seekable && subject.width() != 8) {
-        throw wrongUsage(subject.name() + ": the library reports every burst of a " + subject.kind.name +
+    if (target.kind.access == Common::Access::Seekable && target.width() != 8) {
+        throw wrongUsage(target.name() + ": the library reports every burst of a " + target.kind.name +
                          " device as failed");
     }
 }
 
 /** To a server a burst of one register is a single read, which has no byte order. */
-bool readsInOneBurst(const Subject& subject, const DumpOptions& options, const Block& block) {
-    return options.inOneBurst && !(subject.server && block.count == 1);
+bool readsInOneBurst(const RegisterRange& range, const DumpOptions& options) {
+    return options.inOneBurst && !(range.device().server && range.count() == 1);
 }
 
 std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
@@ -156,13 +145,11 @@ struct Reading {
     std::optional<Failure> failure;
 };
 
-Reading readSingly(OpenDevice& device, const Subject& subject, const Addressing& addressing, const Block& block,
-                   Rynvel::ByteOrder order) {
+Reading readSingly(OpenDevice& device, const RegisterRange& range, Rynvel::ByteOrder order) {
     Reading reading;
     try {
-        for (std::uint32_t i = 0; i < block.count; ++i) {
-            const std::uint32_t value = device.read(addressing, addressing.behind(block.first, i));
-            reading.values.push_back(inOrder(value, subject.width(), order));
+        for (std::uint32_t i = 0; i < range.count(); ++i) {
+            reading.values.push_back(inOrder(device.read(range[i]), range.device().width(), order));
         }
     } catch (const Failure& failure) {
         reading.failure = failure;
@@ -171,20 +158,17 @@ Reading readSingly(OpenDevice& device, const Subject& subject, const Addressing&
 }
 
 void dump(const Session& session, const DumpOptions& options) {
-    const Subject subject = session.subject(options.name);
-    const Addressing addressing = addressingOf(subject, options);
-    const Block block = locateBlock(addressing, options);
+    const Target target = session.target(options.name);
+    const RegisterRange range = rangeOf(target, options);
     const Rynvel::ByteOrder order = parseOrder(options.order);
     if (options.inOneBurst) {
-        requireBurst(subject, block.count);
+        requireBurst(range);
     }
-    const auto device = openDevice(subject, session.time());
-    device->requireInside(addressing, block.first, block.count);
-    const Reading reading = readsInOneBurst(subject, options, block)
-                                ? Reading{device->readBurst(addressing, block.first, block.count, order), std::nullopt}
-                                : readSingly(*device, subject, addressing, block, order);
+    const auto device = openDevice(range, session.time());
+    const Reading reading = readsInOneBurst(range, options) ? Reading{device->readBurst(range, order), std::nullopt}
+                                                            : readSingly(*device, range, order);
     if (!reading.values.empty()) {
-        session.output().print(registerBlock(subject, addressing, block.first, reading.values, order));
+        session.output().print(RegisterDump{range, reading.values, order});
     }
     if (reading.failure) {
         throw Failure(*reading.failure);
@@ -192,50 +176,47 @@ void dump(const Session& session, const DumpOptions& options) {
 }
 
 void fill(const Session& session, const FillOptions& options) {
-    const Subject subject = session.subject(options.name);
-    const Addressing addressing = addressingOf(subject, options);
-    const Block block = locateBlock(addressing, options);
-    const std::uint32_t value = parseValue("value", options.value, subject.width());
-    const auto device = openDevice(subject, session.time());
-    device->requireInside(addressing, block.first, block.count);
-    for (std::uint32_t i = 0; i < block.count; ++i) {
-        device->write(addressing, addressing.behind(block.first, i), value);
+    const Target target = session.target(options.name);
+    const RegisterRange range = rangeOf(target, options);
+    const std::uint32_t value = parseValue("value", options.value, target.width());
+    const auto device = openDevice(range, session.time());
+    for (std::uint32_t i = 0; i < range.count(); ++i) {
+        device->write(range[i], value);
     }
-    session.output().print(filledRegisters(subject, addressing, block.first, block.count, value));
+    session.output().print(FilledRange{range, value});
 }
 
 /** The registers that are watched, with what they were when they were last read. */
 class Watch {
 public:
-    Watch(const Session& session, const Subject& subject, const Addressing& addressing, OpenDevice& device)
-        : m_session(session), m_subject(subject), m_addressing(addressing), m_device(device) {}
+    Watch(const Session& session, std::vector<RegisterRange> ranges, OpenDevice& device)
+        : m_session(session), m_ranges(std::move(ranges)), m_device(device) {}
 
-    void look(const std::vector<Place>& places) {
-        for (const Place& place : places) {
-            const std::uint32_t value = m_device.read(m_addressing, place);
-            const auto known = m_values.find(place.index);
+    void look() {
+        for (const RegisterRange& range : m_ranges) {
+            const std::uint32_t value = m_device.read(range);
+            const auto known = m_values.find(range.index());
             if (known == m_values.end() || known->second != value) {
-                m_values[place.index] = value;
-                m_session.output().print(change(m_subject, m_addressing, place, value, timeStamp()));
+                m_values[range.index()] = value;
+                m_session.output().print(RegisterChange{range, value, timeStamp()});
             }
         }
     }
 
 private:
     const Session& m_session;
-    const Subject& m_subject;
-    const Addressing& m_addressing;
+    const std::vector<RegisterRange> m_ranges;
     OpenDevice& m_device;
     std::map<std::uint32_t, std::uint32_t> m_values;
 };
 
-std::vector<Place> locateAll(const Addressing& addressing, const std::vector<std::string>& addresses) {
-    std::vector<Place> places;
-    places.reserve(addresses.size());
-    for (const std::string& address : addresses) {
-        places.push_back(addressing.locate(address));
+std::vector<RegisterRange> registersOf(const Target& target, const WatchOptions& options) {
+    std::vector<RegisterRange> ranges;
+    ranges.reserve(options.addresses.size());
+    for (const std::string& address : options.addresses) {
+        ranges.emplace_back(target, options.unit(), address);
     }
-    return places;
+    return ranges;
 }
 
 /** Lets the time pass, or notices that nobody reads standard output any more. */
@@ -247,49 +228,48 @@ void pause(const Common::Deadline& end) {
 }
 
 void watch(const Session& session, const WatchOptions& options) {
-    const Subject subject = session.subject(options.name);
-    const Addressing addressing = addressingOf(subject, options);
-    const std::vector<Place> places = locateAll(addressing, options.addresses);
+    const Target target = session.target(options.name);
+    const std::vector<RegisterRange> ranges = registersOf(target, options);
     const auto interval = parsePositiveDuration("interval", options.interval);
     const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
-    const auto device = openDevice(subject, session.time());
-    for (const Place& place : places) {
-        device->requireInside(addressing, place, 1);
+    const auto device = openDevice(target, session.time());
+    for (const RegisterRange& range : ranges) {
+        range.requireInside(device->mapSize());
     }
-    Watch watched(session, subject, addressing, *device);
-    watched.look(places);
+    Watch watched(session, ranges, *device);
+    watched.look();
     for (std::uint32_t looks = 1; count == 0 || looks < count; ++looks) {
         pause(Common::Deadline::earlier(Common::Deadline(interval), session.time().deadline()));
-        session.time().require(subject.name());
-        watched.look(places);
+        session.time().require(target.name());
+        watched.look();
     }
 }
 
-void addPlace(const Common::Command& command, PlaceOptions& options) {
+void addRegister(const Common::Command& command, RegisterOptions& options) {
     command.addArgument("NAME", options.name, "the device");
     command.addArgument("ADDRESS", options.address, "the register's byte address");
 }
 
-void addBlock(const Common::Command& command, BlockOptions& options) {
-    addPlace(command, options);
+void addRange(const Common::Command& command, RangeOptions& options) {
+    addRegister(command, options);
     command.addArgument("COUNT", options.count, "the number of registers, up to 1048576");
 }
 
-void addIndexOption(const Common::Command& command, PlaceOptions& options) {
+void addIndexOption(const Common::Command& command, RegisterOptions& options) {
     command.addFlag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
 }
 
 void addRead(const Common::Command& program, Action& chosen) {
-    const auto options = std::make_shared<PlaceOptions>();
+    const auto options = std::make_shared<RegisterOptions>();
     const Common::Command command = addCommand(program, chosen, "read", "read a register", options, read);
-    addPlace(command, *options);
+    addRegister(command, *options);
     addIndexOption(command, *options);
 }
 
 void addWrite(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WriteOptions>();
     const Common::Command command = addCommand(program, chosen, "write", "write a register", options, write);
-    addPlace(command, *options);
+    addRegister(command, *options);
     command.addArgument("VALUE", options->value, "what is written");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
     command.addFlag("--verify", options->verifies, "read the register back, and fail when it differs");
@@ -300,7 +280,7 @@ void addDump(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
     const Common::Command command =
         addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
-    addBlock(command, *options);
+    addRange(command, *options);
     command.addFlag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
     command.addOption("--order", oneOf({hostOrder, networkOrder}), options->order,
                       "the byte order of each value, host when not given");
@@ -311,7 +291,7 @@ void addFill(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<FillOptions>();
     const Common::Command command =
         addCommand(program, chosen, "fill", "write one value to registers in a row", options, fill);
-    addBlock(command, *options);
+    addRange(command, *options);
     command.addArgument("VALUE", options->value, "what is written to each");
     addIndexOption(command, *options);
 }

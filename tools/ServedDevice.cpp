@@ -4,37 +4,36 @@ namespace Rynvelctl {
 
 namespace {
 
-Common::RemoteDevice opened(const Subject& subject) {
-    const Server& server = *subject.server;
-    return {server.address(), subject.name(), subject.width(), server.deadlines()};
+Common::RemoteDevice opened(const Target& target) {
+    const Server& server = *target.server;
+    return {server.address(), target.name(), target.width(), server.deadlines()};
 }
 
 } // namespace
 
-ServedDevice::ServedDevice(const Subject& subject)
-    : m_subject(subject), m_server(*subject.server), m_device(m_server.ask([&] { return opened(subject); }, "")) {}
+ServedDevice::ServedDevice(const Target& target)
+    : m_target(target), m_server(*target.server), m_device(m_server.ask([&] { return opened(target); }, "")) {}
 
 template <typename Calls>
-auto ServedDevice::attempt(const std::string& deed, const Calls& calls) {
-    return m_server.ask(calls, m_subject.name() + ": " + deed + " failed: the server refuses it");
+auto ServedDevice::attempt(const std::string& action, const Calls& calls) {
+    return m_server.ask(calls, m_target.name() + ": " + action + " failed: the server refuses it");
 }
 
-std::uint32_t ServedDevice::read(const Addressing& addressing, const Place& place) {
-    return attempt(accessText("reading", addressing, place), [&] { return m_device.read(place.deviceAddress); });
+std::uint32_t ServedDevice::read(const RegisterRange& range) {
+    return attempt("reading " + range.addressText(), [&] { return m_device.read(range.deviceAddress()); });
 }
 
-void ServedDevice::write(const Addressing& addressing, const Place& place, std::uint32_t value) {
-    attempt(accessText("writing", addressing, place), [&] { m_device.write(place.deviceAddress, value); });
+void ServedDevice::write(const RegisterRange& range, std::uint32_t value) {
+    attempt("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value); });
 }
 
-void ServedDevice::write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask) {
-    attempt(accessText("writing", addressing, place), [&] { m_device.write(place.deviceAddress, value, mask); });
+void ServedDevice::write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
+    attempt("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value, mask); });
 }
 
-std::vector<std::uint32_t> ServedDevice::readBurst(const Addressing& addressing, const Place& first,
-                                                   std::uint32_t count, Rynvel::ByteOrder order) {
-    return attempt(accessText("reading a burst from", addressing, first),
-                   [&] { return m_device.read(first.deviceAddress, count, order); });
+std::vector<std::uint32_t> ServedDevice::readBurst(const RegisterRange& range, Rynvel::ByteOrder order) {
+    return attempt("reading a burst from " + range.addressText(),
+                   [&] { return m_device.read(range.deviceAddress(), range.count(), order); });
 }
 
 int ServedDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
@@ -42,7 +41,7 @@ int ServedDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
 }
 
 std::optional<std::uint32_t> ServedDevice::interruptType() {
-    if (!m_subject.kind.hasInterrupts) {
+    if (!m_target.kind.hasInterrupts) {
         return std::nullopt;
     }
     return m_server.ask([&] { return m_device.interruptType(); }, "");
@@ -57,7 +56,7 @@ void ServedDevice::disableInterrupts() {
 }
 
 int ServedDevice::expectInterrupts() {
-    return m_server.ask([&] { return m_device.arm(); }, m_subject.name() + ": the server reports no interrupts of it");
+    return m_server.ask([&] { return m_device.arm(); }, m_target.name() + ": the server reports no interrupts of it");
 }
 
 std::optional<std::uint32_t> ServedDevice::receiveInterrupt() {
@@ -65,7 +64,7 @@ std::optional<std::uint32_t> ServedDevice::receiveInterrupt() {
 }
 
 void ServedDevice::raiseInterrupt(std::uint32_t word) {
-    m_server.ask([&] { m_device.raiseInterrupt(word); }, m_subject.name() + ": the server raises no interrupt of it");
+    m_server.ask([&] { m_device.raiseInterrupt(word); }, m_target.name() + ": the server raises no interrupt of it");
 }
 
 } // namespace Rynvelctl

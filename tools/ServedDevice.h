@@ -15,16 +15,15 @@ namespace Rynvelctl {
 /** By the client of the programs: the library's remote devices take what comes in pieces for data. */
 class ServedDevice final : public OpenDevice {
 public:
-    /** @param subject has a server, and must outlive this object. */
-    explicit ServedDevice(const Subject& subject);
+    /** @param target has a server, and must outlive this object. */
+    explicit ServedDevice(const Target& target);
 
     std::optional<std::uint32_t> mapSize() const override { return std::nullopt; }
 
-    std::uint32_t read(const Addressing& addressing, const Place& place) override;
-    void write(const Addressing& addressing, const Place& place, std::uint32_t value) override;
-    void write(const Addressing& addressing, const Place& place, std::uint32_t value, std::uint32_t mask) override;
-    std::vector<std::uint32_t> readBurst(const Addressing& addressing, const Place& first, std::uint32_t count,
-                                         Rynvel::ByteOrder order) override;
+    std::uint32_t read(const RegisterRange& range) override;
+    void write(const RegisterRange& range, std::uint32_t value) override;
+    void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) override;
+    std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) override;
     int ioctl(std::uint32_t request, std::uint32_t argument) override;
     /** None also when the server knows none. */
     std::optional<std::uint32_t> interruptType() override;
@@ -39,9 +38,9 @@ public:
 
 private:
     template <typename Calls>
-    auto attempt(const std::string& deed, const Calls& calls);
+    auto attempt(const std::string& action, const Calls& calls);
 
-    const Subject& m_subject;
+    const Target& m_target;
     const Server& m_server;
     Common::RemoteDevice m_device;
 };

@@ -1,7 +1,6 @@
 #include "Commands.h"
 
 #include "Numbers.h"
-#include "Views.h"
 
 namespace Rynvelctl {
 
@@ -45,7 +44,7 @@ void ping(const Session& session, const PingOptions& options) {
     requireNameFits(options.name);
     const std::uint32_t count = parseCount("count", options.count, mostExchanges);
     const auto times = server.ask([&] { return timesOf(server, options.name, count); }, "");
-    session.output().print(roundTrips(server.name(), times));
+    session.output().print(RoundTrips{server.name(), times});
 }
 
 } // namespace

@@ -12,7 +12,7 @@ Format formatOf(const GeneralOptions& options) {
     if (options.isJson) {
         return Format::Json;
     }
-    return options.isQuiet ? Format::Quiet : Format::Plain;
+    return options.isQuiet ? Format::Bare : Format::Text;
 }
 
 CommandTime timeOf(const GeneralOptions& options) {
@@ -34,8 +34,8 @@ Session::Session(const GeneralOptions& options) : m_output(formatOf(options)), m
     setUpTraces(options.traces);
 }
 
-Subject Session::subject(const std::string& name) const {
-    return m_server ? remoteSubject(name, *m_server, m_type) : localSubject(name, m_type, m_time);
+Target Session::target(const std::string& name) const {
+    return m_server ? remoteTarget(name, *m_server, m_type) : localTarget(name, m_type, m_time);
 }
 
 const Server& Session::server(const char* command) const {

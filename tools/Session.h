@@ -12,7 +12,7 @@
 #include "CommandTime.h"
 #include "Output.h"
 #include "Server.h"
-#include "Subject.h"
+#include "Target.h"
 
 namespace Rynvelctl {
 
@@ -36,7 +36,7 @@ public:
     const CommandTime& time() const { return m_time; }
 
     /** The device of that name, here or at the server. @throws Failure */
-    Subject subject(const std::string& name) const;
+    Target target(const std::string& name) const;
 
     /** @throws Failure when no server is named. */
     const Server& server(const char* command) const;

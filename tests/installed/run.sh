@@ -242,10 +242,13 @@ server_names_its_sources() {
     grep -E ' Rynveld 5 MSG server/[A-Za-z]+:[0-9]+ ' "$work/traces" || { cat "$work/traces"; return 1; }
 }
 
-# A manual page that says anything to complain about is no page.
-has_a_manual_page() {
-    local page="$stage/share/man/man1/rynvelctl.1"
-    grep -q '^.SH COMMANDS' "$page" && [ -z "$(MANWIDTH=80 man --warnings -l "$page" 2>&1 >/dev/null | tee /dev/stderr)" ]
+# A manual page that says anything to complain about is no page: mandoc knows its language, groff is what shows it.
+has_manual_pages() {
+    local pages="$stage/share/man" page
+    for page in "$pages/man1/rynvelctl.1" "$pages/man3/librynvel.3" "$pages/man8/rynveld.8"; do
+        cmp "$root/docs/man/${page##*/}" "$page" && mandoc -T lint -W warning "$page" &&
+            [ -z "$(MANWIDTH=80 man --warnings -l "$page" 2>&1 >/dev/null | tee /dev/stderr)" ] || return
+    done
 }
 
 # Prints what bash offers for the last of the words.
@@ -306,7 +309,7 @@ check 'the register server runs' runs_the_server
 check 'the command line program runs' runs_the_command_line_program
 check 'the programs run where the installation is moved to' runs_where_it_is_moved_to
 check 'the register server names its sources in traces' server_names_its_sources
-check 'the manual page is installed and well formed' has_a_manual_page
+check 'the manual pages are installed and well formed' has_manual_pages
 check 'completion for bash knows commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
 check 'the unit starts the server of the prefix that was installed to' unit_starts_what_is_installed

@@ -1,14 +1,15 @@
 #include <gtest/gtest.h>
 
-#include "Addressing.h"
 #include "CommandTime.h"
 #include "Durations.h"
 #include "Failure.h"
+#include "Formats.h"
 #include "Json.h"
 #include "Numbers.h"
+#include "RegisterRange.h"
+#include "Report.h"
 #include "Server.h"
-#include "Subject.h"
-#include "Views.h"
+#include "Target.h"
 
 namespace RynvelTest {
 namespace {
@@ -108,70 +109,75 @@ TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
               "2000-02-29T00:00:00.000042Z");
 }
 
-TEST(Addressing, TurnsByteAddressesIntoWhatTheDeviceTakes) {
-    const Addressing mapped("d", mapped32, AddressUnit::Bytes);
-    EXPECT_EQ(mapped.locate("0x10").deviceAddress, 4U);
-    EXPECT_EQ(mapped.locate("0xfffffffc").deviceAddress, 0x3FFFFFFFU);
-    const Addressing seekable("d", seekable16, AddressUnit::Bytes);
-    EXPECT_EQ(seekable.locate("0x10").deviceAddress, 0x10U);
-    EXPECT_EQ(seekable.locate("0x10").index, 8U);
+Target target(const char* name, const DeviceKind& kind) { return {{name, "/dev/file", 0, {}}, kind, std::nullopt}; }
+
+const Target mapped = target("mapped", mapped32);
+const Target seekable = target("seekable", seekable16);
+const Target served = target("served", remote32);
+
+TEST(RegisterRanges, TurnByteAddressesIntoWhatTheDeviceTakes) {
+    EXPECT_EQ(RegisterRange(mapped, AddressUnit::Bytes, "0x10").deviceAddress(), 4U);
+    EXPECT_EQ(RegisterRange(mapped, AddressUnit::Bytes, "0xfffffffc").deviceAddress(), 0x3FFFFFFFU);
+    const RegisterRange range(seekable, AddressUnit::Bytes, "0x10");
+    EXPECT_EQ(range.deviceAddress(), 0x10U);
+    EXPECT_EQ(range.index(), 8U);
 }
 
-TEST(Addressing, TurnsIndicesIntoWhatTheDeviceTakes) {
-    EXPECT_EQ(Addressing("d", mapped32, AddressUnit::Registers).locate("5").deviceAddress, 5U);
-    EXPECT_EQ(Addressing("d", seekable16, AddressUnit::Registers).locate("5").deviceAddress, 10U);
+TEST(RegisterRanges, TurnIndicesIntoWhatTheDeviceTakes) {
+    EXPECT_EQ(RegisterRange(mapped, AddressUnit::Registers, "5").deviceAddress(), 5U);
+    EXPECT_EQ(RegisterRange(seekable, AddressUnit::Registers, "5").deviceAddress(), 10U);
 }
 
-TEST(Addressing, RefusesUnalignedAddresses) {
-    EXPECT_EQ(complaint([] { Addressing("dsp", mapped32, AddressUnit::Bytes).locate("0x12"); }),
-              "dsp: address 0x12 is no multiple of 4");
-    EXPECT_EQ(complaint([] { Addressing("dsp", seekable16, AddressUnit::Bytes).locate("3"); }),
-              "dsp: address 3 is no multiple of 2");
-    EXPECT_EQ(Addressing("dsp", seekable8, AddressUnit::Bytes).locate("3").deviceAddress, 3U);
+TEST(RegisterRanges, RefuseUnalignedAddresses) {
+    EXPECT_EQ(complaint([] { RegisterRange(mapped, AddressUnit::Bytes, "0x12"); }),
+              "mapped: address 0x12 is no multiple of 4");
+    EXPECT_EQ(complaint([] { RegisterRange(seekable, AddressUnit::Bytes, "3"); }),
+              "seekable: address 3 is no multiple of 2");
+    EXPECT_EQ(RegisterRange(target("dsp", seekable8), AddressUnit::Bytes, "3").deviceAddress(), 3U);
 }
 
-TEST(Addressing, RefusesWhatHasNoAddressOf32Bits) {
-    EXPECT_EQ(complaint([] { Addressing("d", seekable16, AddressUnit::Registers).locate("0x80000000"); }),
-              "d: 1 registers from 2147483648 on go beyond the last address");
-    const Addressing mapped("d", mapped32, AddressUnit::Bytes);
-    const Place last = mapped.locate("0xfffffffc");
-    mapped.requireAddresses(last, 1);
-    EXPECT_EQ(complaint([&] { mapped.requireAddresses(last, 2); }),
-              "d: 2 registers from 0xfffffffc on go beyond the last address");
+TEST(RegisterRanges, RefuseWhatHasNoAddressOf32Bits) {
+    EXPECT_EQ(complaint([] { RegisterRange(seekable, AddressUnit::Registers, "0x80000000"); }),
+              "seekable: 1 registers from 2147483648 on go beyond the last address");
+    const RegisterRange last(mapped, AddressUnit::Bytes, "0xfffffffc");
+    EXPECT_EQ(last.resized(1).count(), 1U);
+    EXPECT_EQ(complaint([&] { last.resized(2); }), "mapped: 2 registers from 0xfffffffc on go beyond the last address");
 }
 
-TEST(Addressing, RefusesToGuessWhatARemoteRowCountsIn) {
-    const std::string problem = "d: --type is needed for any address but 0: the type that the device has at its server "
-                                "decides what the address is there";
-    const Addressing bytes("d", remote32, AddressUnit::Bytes);
-    EXPECT_EQ(bytes.locate("0").deviceAddress, 0U);
-    EXPECT_EQ(complaint([&] { bytes.locate("4"); }), problem);
-    EXPECT_EQ(complaint([&] { bytes.requireAddresses(bytes.locate("0"), 2); }), problem);
-    EXPECT_EQ(complaint([] { Addressing("d", remote32, AddressUnit::Registers).locate("1"); }), problem);
-    EXPECT_EQ(Addressing("d", remote8, AddressUnit::Bytes).locate("5").deviceAddress, 5U);
+TEST(RegisterRanges, RefuseToGuessWhatARemoteRowCountsIn) {
+    const std::string problem = "served: --type is needed for any address but 0: the type that the device has at its "
+                                "server decides what the address is there";
+    const RegisterRange first(served, AddressUnit::Bytes, "0");
+    EXPECT_EQ(first.deviceAddress(), 0U);
+    EXPECT_EQ(complaint([] { RegisterRange(served, AddressUnit::Bytes, "4"); }), problem);
+    EXPECT_EQ(complaint([&] { first.resized(2); }), problem);
+    EXPECT_EQ(complaint([] { RegisterRange(served, AddressUnit::Registers, "1"); }), problem);
+    EXPECT_EQ(RegisterRange(target("served", remote8), AddressUnit::Bytes, "5").deviceAddress(), 5U);
 }
 
-TEST(Addressing, RefusesWhatIsOutsideOfTheMap) {
-    const Addressing mapped("d", mapped32, AddressUnit::Bytes);
-    mapped.requireInside(4096, mapped.locate("0xffc"), 1);
-    mapped.requireInside(4096, mapped.locate("0"), 1024);
-    EXPECT_EQ(complaint([&] { mapped.requireInside(4096, mapped.locate("0x1000"), 1); }),
-              "d: 0x00001000 is outside of its map of 4096 bytes");
-    EXPECT_EQ(complaint([&] { mapped.requireInside(4096, mapped.locate("4"), 1024); }),
-              "d: 1024 registers from 0x00000004 on are outside of its map of 4096 bytes");
-    EXPECT_EQ(complaint([&] { mapped.requireInside(4095, mapped.locate("0xffc"), 1); }),
-              "d: 0x00000ffc is outside of its map of 4095 bytes");
+TEST(RegisterRanges, RefuseToBeOutsideOfTheMap) {
+    const auto requireInside = [](std::optional<std::uint32_t> mapSize, const char* address, std::uint32_t count) {
+        RegisterRange(mapped, AddressUnit::Bytes, address).resized(count).requireInside(mapSize);
+    };
+    requireInside(4096, "0xffc", 1);
+    requireInside(4096, "0", 1024);
+    requireInside(std::nullopt, "0x1000", 1024);
+    EXPECT_EQ(complaint([&] { requireInside(4096, "0x1000", 1); }),
+              "mapped: 0x00001000 is outside of its map of 4096 bytes");
+    EXPECT_EQ(complaint([&] { requireInside(4096, "4", 1024); }),
+              "mapped: 1024 registers from 0x00000004 on are outside of its map of 4096 bytes");
+    EXPECT_EQ(complaint([&] { requireInside(4095, "0xffc", 1); }),
+              "mapped: 0x00000ffc is outside of its map of 4095 bytes");
 }
 
-TEST(Addressing, CountsOnFromARegister) {
-    const Addressing seekable("d", seekable16, AddressUnit::Bytes);
-    const Place place = seekable.behind(seekable.locate("0x10"), 3);
-    EXPECT_EQ(place.number, 0x16U);
-    EXPECT_EQ(place.index, 11U);
-    EXPECT_EQ(place.deviceAddress, 0x16U);
-    EXPECT_EQ(seekable.text(place), "0x00000016");
-    const Addressing counting("d", seekable16, AddressUnit::Registers);
-    EXPECT_EQ(counting.text(counting.behind(counting.locate("2"), 3)), "5");
+TEST(RegisterRanges, CountFromTheirFirstRegister) {
+    const RegisterRange third = RegisterRange(seekable, AddressUnit::Bytes, "0x10").resized(5)[3];
+    EXPECT_EQ(third.count(), 1U);
+    EXPECT_EQ(third.address(), 0x16U);
+    EXPECT_EQ(third.index(), 11U);
+    EXPECT_EQ(third.deviceAddress(), 0x16U);
+    EXPECT_EQ(third.addressText(), "0x00000016");
+    EXPECT_EQ(RegisterRange(seekable, AddressUnit::Registers, "2").resized(5)[3].addressText(), "5");
 }
 
 TEST(Json, EscapesWhatStringsMustNotHold) {
@@ -219,23 +225,22 @@ TEST(CommandTimes, EndTheCommandWhenTheyAreOver) {
     }
 }
 
-TEST(Views, DumpSixteenBytesALine) {
-    const Subject subject{{"d", "/dev/d", 0, Rynvel::DeviceType::Lseek16}, seekable16, std::nullopt};
-    const Addressing addressing("d", seekable16, AddressUnit::Bytes);
-    const auto news = registerBlock(subject, addressing, addressing.locate("0x10"), {1, 2, 3, 4, 5, 6, 7, 8, 9},
-                                    Rynvel::ByteOrder::Host);
-    EXPECT_EQ(news.plain, "0x00000010: 0001 0002 0003 0004 0005 0006 0007 0008\n0x00000020: 0009");
-    EXPECT_EQ(news.quiet, "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
-    EXPECT_EQ(news.json, R"({"name":"d","address":16,"width":16,"order":"host","values":[1,2,3,4,5,6,7,8,9]})");
+TEST(Formats, DumpSixteenBytesALine) {
+    const RegisterRange range = RegisterRange(seekable, AddressUnit::Bytes, "0x10").resized(9);
+    const Report report = RegisterDump{range, {1, 2, 3, 4, 5, 6, 7, 8, 9}, Rynvel::ByteOrder::Host};
+    EXPECT_EQ(formatText(report), "0x00000010: 0001 0002 0003 0004 0005 0006 0007 0008\n0x00000020: 0009");
+    EXPECT_EQ(formatBare(report), "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
+    EXPECT_EQ(formatJson(report),
+              R"({"name":"seekable","address":16,"width":16,"order":"host","values":[1,2,3,4,5,6,7,8,9]})");
 }
 
-TEST(Views, TellTheShortestTheMeanAndTheLongestRoundTrip) {
+TEST(Formats, TellTheShortestTheMeanAndTheLongestRoundTrip) {
     using std::chrono::microseconds;
-    const auto news = roundTrips("node::8888", {microseconds(1'000), microseconds(2'000), microseconds(4'500)});
-    EXPECT_EQ(news.plain, "node::8888: 3 round trips, min 1.000 ms, avg 2.500 ms, max 4.500 ms");
-    EXPECT_EQ(news.quiet, "1.000 2.500 4.500");
-    EXPECT_EQ(news.json, R"({"server":"node::8888","roundTrips":3,"minMilliseconds":1.000,)"
-                         R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
+    const Report report = RoundTrips{"node::8888", {microseconds(1'000), microseconds(2'000), microseconds(4'500)}};
+    EXPECT_EQ(formatText(report), "node::8888: 3 round trips, min 1.000 ms, avg 2.500 ms, max 4.500 ms");
+    EXPECT_EQ(formatBare(report), "1.000 2.500 4.500");
+    EXPECT_EQ(formatJson(report), R"({"server":"node::8888","roundTrips":3,"minMilliseconds":1.000,)"
+                                  R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
 }
 
 } // namespace

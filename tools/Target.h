@@ -2,8 +2,8 @@
  * @file
  * The device that a command is about, before it is opened.
  */
-#ifndef RYNVELCTL_SUBJECT_H
-#define RYNVELCTL_SUBJECT_H
+#ifndef RYNVELCTL_TARGET_H
+#define RYNVELCTL_TARGET_H
 
 #include <optional>
 #include <string>
@@ -17,7 +17,7 @@
 
 namespace Rynvelctl {
 
-struct Subject {
+struct Target {
     Rynvel::MemoryDevice row;
     /** What takes the addresses: for a remote device that of the server's device, where it is known. */
     Common::DeviceKind kind;
@@ -39,7 +39,7 @@ void requireNameFits(const std::string& name);
  * @param type that of the server's device, when the table has a remote device; null when it is not given.
  * @throws Failure when there is no device of that name, or when the type does not fit it.
  */
-Subject localSubject(const std::string& name, const Common::DeviceKind* type, const CommandTime& time);
+Target localTarget(const std::string& name, const Common::DeviceKind* type, const CommandTime& time);
 
 /**
  * A device at a server.
@@ -47,7 +47,7 @@ Subject localSubject(const std::string& name, const Common::DeviceKind* type, co
  * @param type of the device there; when it is null, that of the device of that name on this machine.
  * @throws Failure when the type is not known, or when no record can carry the name.
  */
-Subject remoteSubject(const std::string& name, const Server& server, const Common::DeviceKind* type);
+Target remoteTarget(const std::string& name, const Server& server, const Common::DeviceKind* type);
 
 /** The names of the types that a server's device may have. */
 std::vector<std::string> servedTypes();

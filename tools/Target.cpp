@@ -1,4 +1,4 @@
-#include "Subject.h"
+#include "Target.h"
 
 #include <tuple>
 
@@ -62,8 +62,8 @@ Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
     }
 }
 
-Subject remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
-                  const CommandTime& time) {
+Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
+                 const CommandTime& time) {
     if (type != nullptr && type->width != kind.width) {
         throw wrongUsage(row.m_name + ": the registers of a " + type->name + " device do not have the " +
                          std::to_string(kind.width) + " bits of this " + kind.name + " device");
@@ -74,9 +74,9 @@ Subject remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const
 
 } // namespace
 
-const char* Subject::backend() const { return kindOf(row).name; }
+const char* Target::backend() const { return kindOf(row).name; }
 
-Subject localSubject(const std::string& name, const DeviceKind* type, const CommandTime& time) {
+Target localTarget(const std::string& name, const DeviceKind* type, const CommandTime& time) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw wrongUsage("no device '" + name + "' (rynvelctl list shows them)");
@@ -97,7 +97,7 @@ void requireNameFits(const std::string& name) {
     }
 }
 
-Subject remoteSubject(const std::string& name, const Server& server, const DeviceKind* type) {
+Target remoteTarget(const std::string& name, const Server& server, const DeviceKind* type) {
     requireNameFits(name);
     const DeviceKind& kind = type == nullptr ? kindHere(name) : *type;
     return {{name, server.name(), 0, remoteType(kind.width)}, kind, server};

@@ -1,0 +1,61 @@
+#include "Formats.h"
+
+#include "Numbers.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+std::string format(const DeviceList& devices) {
+    std::vector<std::string> names;
+    names.reserve(devices.size());
+    for (const ListedDevice& device : devices) {
+        names.push_back(device.name);
+    }
+    return joinLines(names);
+}
+
+std::string format(const DeviceFacts& facts) {
+    return joinLines({facts.name, facts.path, facts.backend, std::to_string(facts.width), orNone(facts.mapSize),
+                      orNone(facts.interruptType), orNone(facts.descriptor)});
+}
+
+std::string format(const RegisterValue& read) { return hexadecimal(read.value, read.range.device().width()); }
+
+std::string format(const WrittenValue& /*written*/) { return ""; }
+
+std::string format(const FilledRange& /*filled*/) { return ""; }
+
+std::string format(const RegisterDump& dump) {
+    std::vector<std::string> lines;
+    lines.reserve(dump.values.size());
+    for (const std::uint32_t value : dump.values) {
+        lines.push_back(hexadecimal(value, dump.range.device().width()));
+    }
+    return joinLines(lines);
+}
+
+std::string format(const RegisterChange& change) {
+    return change.range.addressText() + ' ' + hexadecimal(change.value, change.range.device().width());
+}
+
+std::string format(const IoctlResult& result) { return std::to_string(result.result); }
+
+std::string format(const InterruptType& interrupt) { return std::to_string(interrupt.type); }
+
+std::string format(const InterruptState& /*interrupt*/) { return ""; }
+
+std::string format(const InterruptEvent& interrupt) { return std::to_string(interrupt.word); }
+
+std::string format(const RoundTrips& trips) {
+    return inMilliseconds(trips.shortest()) + ' ' + inMilliseconds(trips.mean()) + ' ' +
+           inMilliseconds(trips.longest());
+}
+
+} // namespace
+
+std::string formatBare(const Report& report) {
+    return std::visit([](const auto& value) { return format(value); }, report);
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,112 @@
+#include "Formats.h"
+
+#include "Json.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+JsonObject objectFor(const RegisterRange& range) {
+    return JsonObject()
+        .add("name", range.device().name())
+        .add(range.unit() == AddressUnit::Bytes ? "address" : "index", range.address());
+}
+
+std::string format(const ListedDevice& device) {
+    return JsonObject()
+        .add("name", device.name)
+        .add("handle", device.handle)
+        .add("path", device.path)
+        .add("backend", device.backend)
+        .add("width", device.width)
+        .addFlag("present", device.isPresent)
+        .text();
+}
+
+std::string format(const DeviceList& devices) {
+    std::vector<std::string> objects;
+    objects.reserve(devices.size());
+    for (const ListedDevice& device : devices) {
+        objects.push_back(format(device));
+    }
+    return jsonArray(objects);
+}
+
+std::string format(const DeviceFacts& facts) {
+    return JsonObject()
+        .add("name", facts.name)
+        .add("path", facts.path)
+        .add("backend", facts.backend)
+        .add("width", facts.width)
+        .add("mapSize", facts.mapSize)
+        .add("interruptType", facts.interruptType)
+        .add("descriptor", facts.descriptor ? std::optional<std::uint32_t>(*facts.descriptor) : std::nullopt)
+        .text();
+}
+
+std::string format(const RegisterValue& read) { return objectFor(read.range).add("value", read.value).text(); }
+
+std::string format(const WrittenValue& written) {
+    JsonObject object = objectFor(written.range).add("value", written.value);
+    return written.mask ? object.add("mask", *written.mask).text() : object.text();
+}
+
+std::string format(const FilledRange& filled) {
+    return objectFor(filled.range).add("count", filled.range.count()).add("value", filled.value).text();
+}
+
+std::string format(const RegisterDump& dump) {
+    std::vector<std::string> numbers;
+    numbers.reserve(dump.values.size());
+    for (const std::uint32_t value : dump.values) {
+        numbers.push_back(std::to_string(value));
+    }
+    return objectFor(dump.range)
+        .add("width", dump.range.device().width())
+        .add("order", std::string(dump.order == Rynvel::ByteOrder::Network ? "network" : "host"))
+        .addJson("values", jsonArray(numbers))
+        .text();
+}
+
+std::string format(const RegisterChange& change) {
+    return objectFor(change.range).add("value", change.value).add("time", change.time).text();
+}
+
+std::string format(const IoctlResult& result) {
+    return JsonObject()
+        .add("name", result.device)
+        .add("request", result.request)
+        .add("argument", result.argument)
+        .addJson("result", std::to_string(result.result))
+        .text();
+}
+
+std::string format(const InterruptType& interrupt) {
+    return JsonObject().add("name", interrupt.device).add("interruptType", interrupt.type).text();
+}
+
+std::string format(const InterruptState& interrupt) {
+    return JsonObject().add("name", interrupt.device).add("interrupt", interrupt.state).text();
+}
+
+std::string format(const InterruptEvent& interrupt) {
+    return JsonObject().add("name", interrupt.device).add("word", interrupt.word).add("time", interrupt.time).text();
+}
+
+std::string format(const RoundTrips& trips) {
+    return JsonObject()
+        .add("server", trips.server)
+        .add("roundTrips", trips.times.size())
+        .addJson("minMilliseconds", inMilliseconds(trips.shortest()))
+        .addJson("avgMilliseconds", inMilliseconds(trips.mean()))
+        .addJson("maxMilliseconds", inMilliseconds(trips.longest()))
+        .text();
+}
+
+} // namespace
+
+std::string formatJson(const Report& report) {
+    return std::visit([](const auto& value) { return format(value); }, report);
+}
+
+} // namespace Rynvelctl

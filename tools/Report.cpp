@@ -1,0 +1,17 @@
+#include "Report.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace Rynvelctl {
+
+std::chrono::nanoseconds RoundTrips::shortest() const { return *std::min_element(times.begin(), times.end()); }
+
+std::chrono::nanoseconds RoundTrips::mean() const {
+    return std::accumulate(times.begin(), times.end(), std::chrono::nanoseconds(0)) /
+           static_cast<std::int64_t>(times.size());
+}
+
+std::chrono::nanoseconds RoundTrips::longest() const { return *std::max_element(times.begin(), times.end()); }
+
+} // namespace Rynvelctl

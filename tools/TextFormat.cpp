@@ -1,0 +1,131 @@
+#include "Formats.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <sstream>
+
+#include "Numbers.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr std::size_t bitsPerLine = 128;
+
+class Table {
+public:
+    explicit Table(std::vector<std::vector<std::string>> rows) : m_rows(std::move(rows)) {}
+
+    std::string text() const {
+        std::vector<std::string> lines;
+        lines.reserve(m_rows.size());
+        for (const auto& row : m_rows) {
+            lines.push_back(line(row));
+        }
+        return joinLines(lines);
+    }
+
+private:
+    std::size_t width(std::size_t column) const {
+        std::size_t width = 0;
+        for (const auto& row : m_rows) {
+            width = std::max(width, row[column].size());
+        }
+        return width;
+    }
+
+    std::string line(const std::vector<std::string>& row) const {
+        std::ostringstream line;
+        for (std::size_t column = 0; column + 1 < row.size(); ++column) {
+            line << std::left << std::setw(static_cast<int>(width(column) + 2)) << row[column];
+        }
+        line << row.back();
+        return line.str();
+    }
+
+    std::vector<std::vector<std::string>> m_rows;
+};
+
+std::string fileState(const ListedDevice& device) {
+    if (!device.isPresent) {
+        return "remote";
+    }
+    return *device.isPresent ? "present" : "missing";
+}
+
+std::string assignment(const RegisterRange& range, std::uint32_t value) {
+    return range.device().name() + ' ' + range.addressText() + " = " + hexadecimal(value, range.device().width());
+}
+
+std::string format(const DeviceList& devices) {
+    std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "BACKEND", "WIDTH", "FILE"}};
+    for (const ListedDevice& device : devices) {
+        rows.push_back({device.name, std::to_string(device.handle), device.path, device.backend,
+                        std::to_string(device.width), fileState(device)});
+    }
+    return Table(rows).text();
+}
+
+std::string format(const DeviceFacts& facts) {
+    return Table({{"name:", facts.name},
+                  {"path:", facts.path},
+                  {"backend:", facts.backend},
+                  {"width:", std::to_string(facts.width)},
+                  {"map size:", orNone(facts.mapSize)},
+                  {"interrupt type:", orNone(facts.interruptType)},
+                  {"descriptor:", orNone(facts.descriptor)}})
+        .text();
+}
+
+std::string format(const RegisterValue& read) { return assignment(read.range, read.value); }
+
+std::string format(const WrittenValue& written) {
+    const std::string text = assignment(written.range, written.value);
+    return written.mask ? text + " under " + hexadecimal(*written.mask, written.range.device().width()) : text;
+}
+
+std::string format(const FilledRange& filled) {
+    return assignment(filled.range, filled.value) + " in " + std::to_string(filled.range.count()) + " registers";
+}
+
+std::string format(const RegisterDump& dump) {
+    const unsigned int width = dump.range.device().width();
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < dump.values.size(); ++i) {
+        if (i % (bitsPerLine / width) == 0) {
+            lines.push_back(dump.range[static_cast<std::uint32_t>(i)].addressText() + ':');
+        }
+        lines.back() += ' ' + hexadecimalDigits(dump.values[i], width);
+    }
+    return joinLines(lines);
+}
+
+std::string format(const RegisterChange& change) { return change.time + ' ' + assignment(change.range, change.value); }
+
+std::string format(const IoctlResult& result) {
+    return result.device + " request " + hexadecimal(result.request) + " = " + std::to_string(result.result);
+}
+
+std::string format(const InterruptType& interrupt) {
+    return interrupt.device + " interrupt type = " + std::to_string(interrupt.type);
+}
+
+std::string format(const InterruptState& interrupt) { return interrupt.device + " interrupt " + interrupt.state; }
+
+std::string format(const InterruptEvent& interrupt) {
+    return interrupt.time + ' ' + interrupt.device + " interrupt, word " + std::to_string(interrupt.word);
+}
+
+std::string format(const RoundTrips& trips) {
+    return trips.server + ": " + std::to_string(trips.times.size()) + " round trips, min " +
+           inMilliseconds(trips.shortest()) + " ms, avg " + inMilliseconds(trips.mean()) + " ms, max " +
+           inMilliseconds(trips.longest()) + " ms";
+}
+
+} // namespace
+
+std::string formatText(const Report& report) {
+    return std::visit([](const auto& value) { return format(value); }, report);
+}
+
+} // namespace Rynvelctl
