@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <string>
 
+#include "Descriptor.h"
+
 namespace Common {
 
 /**
@@ -38,8 +40,9 @@ public:
 
 private:
     const std::string m_path;
-    const int m_descriptor;
-    bool m_isTaken = false;
+    const int m_number;
+    /** None once it has been taken. */
+    Descriptor m_file;
     void* m_mapping = nullptr;
     std::size_t m_size = 0;
 };

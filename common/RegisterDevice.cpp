@@ -1,12 +1,12 @@
 #include "RegisterDevice.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 #include <vector>
 
 #include "DeviceKind.h"
 #include "FaultGuard.h"
+#include "RegisterValue.h"
 
 namespace Common {
 
@@ -18,7 +18,7 @@ public:
     WidthAdapter(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex, std::optional<std::uint32_t> mapSize)
         : m_device(std::move(device)), m_mutex(mutex), m_mapSize(mapSize) {}
 
-    unsigned int width() const override { return 8 * sizeof(T); }
+    unsigned int width() const override { return widthOf<T>; }
     Rynvel::IDevice& device() override { return *m_device; }
 
     Outcome read(std::uint32_t address, std::uint32_t& value) override {
@@ -68,7 +68,7 @@ public:
     }
 
 private:
-    static bool fits(std::uint32_t value) { return value <= std::numeric_limits<T>::max(); }
+    static bool fits(std::uint32_t value) { return value <= largestValue(widthOf<T>); }
 
     bool isInside(std::uint32_t address, std::uint32_t items) const {
         return !m_mapSize || std::uint64_t{address} + items <= *m_mapSize / sizeof(T);
@@ -120,16 +120,10 @@ template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>,
 
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
     const DeviceKind* const kind = findKind(row.m_type);
-    switch (kind == nullptr ? 0 : kind->width) {
-    case 8:
-        return openAs<std::uint8_t>(row, mapSize);
-    case 16:
-        return openAs<std::uint16_t>(row, mapSize);
-    case 32:
-        return openAs<std::uint32_t>(row, mapSize);
-    default:
+    if (kind == nullptr) {
         return nullptr;
     }
+    return withRegisterType(kind->width, [&](auto zero) { return openAs<decltype(zero)>(row, mapSize); });
 }
 
 } // namespace Common

@@ -16,6 +16,7 @@
 
 #include <rynvel.hpp>
 
+#include "Descriptor.h"
 #include "TraceLimit.h"
 
 namespace Rynveld {
@@ -88,8 +89,8 @@ private:
     /** Serialises the starting and stopping of the thread. */
     std::mutex m_control;
     std::thread m_thread;
-    /** Readable when the thread is to stop; -1 until there is a thread. */
-    int m_wakeUp = -1;
+    /** Readable when the thread is to stop; none until there is a thread. */
+    Common::Descriptor m_wakeUp;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "DeviceKind.h"
+#include "RegisterValue.h"
 
 namespace Rynvelctl {
 
@@ -48,7 +49,7 @@ public:
     std::string text(const Place& place) const;
 
 private:
-    unsigned int bytes() const { return m_kind.width / 8; }
+    unsigned int bytes() const { return Common::bytesOf(m_kind.width); }
     /** Whether it is known what the device counts in: a remote row does not tell, and for 8 bits it is all the same. */
     bool isStepKnown() const { return m_kind.access != Common::Access::Remote || bytes() == 1; }
     /** From one register to the next, in the user's unit. */

@@ -12,6 +12,7 @@
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "RegisterValue.h"
 #include "Views.h"
 
 namespace Rynvelctl {
@@ -146,10 +147,6 @@ bool readsInOneBurst(const Subject& subject, const DumpOptions& options, const B
     return options.inOneBurst && !(subject.server && block.count == 1);
 }
 
-std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
-    return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
-}
-
 /** What was read before a failure, if there was one, counts. */
 struct Reading {
     std::vector<std::uint32_t> values;
@@ -162,7 +159,7 @@ Reading readSingly(OpenDevice& device, const Subject& subject, const Addressing&
     try {
         for (std::uint32_t i = 0; i < block.count; ++i) {
             const std::uint32_t value = device.read(addressing, addressing.behind(block.first, i));
-            reading.values.push_back(inOrder(value, subject.width(), order));
+            reading.values.push_back(Common::inOrder(value, subject.width(), order));
         }
     } catch (const Failure& failure) {
         reading.failure = failure;
