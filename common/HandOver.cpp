@@ -41,8 +41,7 @@ void* map(void* address, size_t length, int protection, int flags, int descripto
 
 namespace Common {
 
-HandOver::HandOver(std::string path, int descriptor)
-    : m_path(std::move(path)), m_number(descriptor), m_file(descriptor) {
+HandOver::HandOver(std::string path, int descriptor) : m_path(std::move(path)), m_descriptor(descriptor) {
     current = this;
 }
 
@@ -51,10 +50,13 @@ HandOver::~HandOver() {
     if (m_mapping != nullptr) {
         ::munmap(m_mapping, m_size);
     }
+    if (!m_isTaken) {
+        ::close(m_descriptor);
+    }
 }
 
 bool HandOver::map(std::size_t size) {
-    void* const mapping = mapReally(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_number, 0);
+    void* const mapping = mapReally(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_descriptor, 0);
     if (mapping == MAP_FAILED) {
         return false;
     }
@@ -63,10 +65,16 @@ bool HandOver::map(std::size_t size) {
     return true;
 }
 
-int HandOver::take(const char* path) { return m_path == path ? m_file.release() : -1; }
+int HandOver::take(const char* path) {
+    if (m_isTaken || m_path != path) {
+        return -1;
+    }
+    m_isTaken = true;
+    return m_descriptor;
+}
 
 void* HandOver::take(int descriptor, std::size_t size) {
-    return descriptor == m_number && size == m_size ? std::exchange(m_mapping, nullptr) : nullptr;
+    return descriptor == m_descriptor && size == m_size ? std::exchange(m_mapping, nullptr) : nullptr;
 }
 
 } // namespace Common

@@ -8,8 +8,6 @@
 #include <cstddef>
 #include <string>
 
-#include "Descriptor.h"
-
 namespace Common {
 
 /**
@@ -21,6 +19,14 @@ namespace Common {
  * that has found out beforehand that it can must hand over what it has: a second attempt may fail.
  *
  * It works by functions of the C library's names in the program that links this, which the library's calls find first.
+ * Nothing simpler does:
+ *
+ * - The path of an open descriptor below /proc/self/fd opens the file once more. That fails where a driver lets itself
+ *   be opened once.
+ * - A class that derives from a mapped backend could have it constructed as a fake, and put file and mapping into its
+ *   members. Its traces would tell of a fake device, and the backends of seekable files have no such construction.
+ * - LinuxIo, by which the backends open and map, is a member of theirs without virtual functions. A way to give them
+ *   another one would change the library's binary interface for the sake of two programs.
  */
 class HandOver {
 public:
@@ -40,9 +46,8 @@ public:
 
 private:
     const std::string m_path;
-    const int m_number;
-    /** None once it has been taken. */
-    Descriptor m_file;
+    const int m_descriptor;
+    bool m_isTaken = false;
     void* m_mapping = nullptr;
     std::size_t m_size = 0;
 };

@@ -6,7 +6,7 @@
 
 #include "DeviceKind.h"
 #include "FaultGuard.h"
-#include "RegisterValue.h"
+#include "RegisterWord.h"
 
 namespace Common {
 

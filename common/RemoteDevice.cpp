@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "RegisterValue.h"
+#include "RegisterWord.h"
 
 namespace Common {
 

@@ -9,7 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "RegisterValue.h"
+#include "RegisterWord.h"
+#include "RynvelRegister.h"
 
 namespace Rynveld {
 
@@ -90,7 +91,7 @@ public:
     }
 
     bool write(unsigned int address, T data, T bitmask) override {
-        return access(address, 1, [&](T* place) { *place = static_cast<T>((*place & ~bitmask) | (data & bitmask)); });
+        return access(address, 1, [&](T* place) { *place = Rynvel::replaceBits(*place, data, bitmask); });
     }
 
     bool write(unsigned int address, const T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "DeviceKind.h"
-#include "RegisterValue.h"
+#include "RegisterWord.h"
 
 namespace Rynvelctl {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-#include "RegisterValue.h"
+#include "RegisterWord.h"
 
 namespace Rynvelctl {
 

@@ -12,7 +12,7 @@
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
-#include "RegisterValue.h"
+#include "RegisterWord.h"
 #include "Views.h"
 
 namespace Rynvelctl {

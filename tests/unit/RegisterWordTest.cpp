@@ -1,4 +1,4 @@
-#include "RegisterValue.h"
+#include "RegisterWord.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 
-TEST(RegisterValue, HasTheWidthOfItsType) {
+TEST(RegisterWord, HasTheWidthOfItsType) {
     EXPECT_EQ(Common::widthOf<std::uint8_t>, 8U);
     EXPECT_EQ(Common::widthOf<std::uint16_t>, 16U);
     EXPECT_EQ(Common::widthOf<std::uint32_t>, 32U);
@@ -20,13 +20,13 @@ TEST(RegisterValue, HasTheWidthOfItsType) {
     }
 }
 
-TEST(RegisterValue, IsAtMostAllOnes) {
+TEST(RegisterWord, IsAtMostAllOnes) {
     EXPECT_EQ(Common::largestValue(8), 0xFFU);
     EXPECT_EQ(Common::largestValue(16), 0xFFFFU);
     EXPECT_EQ(Common::largestValue(32), 0xFFFFFFFFU);
 }
 
-TEST(RegisterValue, HasItsBytesReversedInTheOrderOfTheNetwork) {
+TEST(RegisterWord, HasItsBytesReversedInTheOrderOfTheNetwork) {
     EXPECT_EQ(Common::inOrder(0x12, 8, ByteOrder::Network), 0x12U);
     EXPECT_EQ(Common::inOrder(0x1234, 16, ByteOrder::Network), 0x3412U);
     EXPECT_EQ(Common::inOrder(0x12345678, 32, ByteOrder::Network), 0x78563412U);
