@@ -15,7 +15,7 @@ namespace {
 template <typename T>
 class WidthAdapter final : public RegisterDevice {
 public:
-    WidthAdapter(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex, std::optional<std::uint32_t> mapSize)
+    WidthAdapter(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex, std::optional<std::uint32_t> mapSize)
         : m_device(std::move(device)), m_mutex(mutex), m_mapSize(mapSize) {}
 
     unsigned int width() const override { return widthOf<T>; }
@@ -79,25 +79,26 @@ private:
         if (!isInside(address, items)) {
             return Outcome::OutOfRange;
         }
-        volatile bool success = false;
-        if (!FaultGuard::run([&] { success = operation(); })) {
-            if (m_mutex != nullptr) {
-                m_mutex->unlock();
-            }
+        bool success = false;
+        const bool isWhole = FaultGuard::run([&] { success = operation(); });
+        if (m_mutex != nullptr) {
+            m_mutex->endAccess();
+        }
+        if (!isWhole) {
             return Outcome::Faulted;
         }
         return success ? Outcome::Done : Outcome::Failed;
     }
 
     const std::unique_ptr<Rynvel::Device<T>> m_device;
-    Rynvel::IMutex* const m_mutex;
+    AccessMutex* const m_mutex;
     const std::optional<std::uint32_t> m_mapSize;
 };
 
 template <typename T>
 std::unique_ptr<RegisterDevice> openAs(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
-    auto mutex = std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
-    Rynvel::IMutex* const lock = mutex.get();
+    auto mutex = std::make_unique<AccessMutex>(std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));
+    AccessMutex* const lock = mutex.get();
     auto device = Rynvel::Factory::getInstance().createDevice(row, std::move(mutex));
     auto* const typed = dynamic_cast<Rynvel::Device<T>*>(device.release());
     return wrap(std::unique_ptr<Rynvel::Device<T>>(typed), lock, mapSize);
@@ -106,16 +107,16 @@ std::unique_ptr<RegisterDevice> openAs(const Rynvel::MemoryDevice& row, std::opt
 } // namespace
 
 template <typename T>
-std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex,
+std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex,
                                      std::optional<std::uint32_t> mapSize) {
     return std::make_unique<WidthAdapter<T>>(std::move(device), mutex, mapSize);
 }
 
-template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device8>, Rynvel::IMutex*,
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device8>, AccessMutex*,
                                               std::optional<std::uint32_t>);
-template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device16>, Rynvel::IMutex*,
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device16>, AccessMutex*,
                                               std::optional<std::uint32_t>);
-template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>, Rynvel::IMutex*,
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>, AccessMutex*,
                                               std::optional<std::uint32_t>);
 
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {

@@ -11,14 +11,16 @@
 
 #include <gtest/gtest.h>
 
+#include "AccessMutex.h"
 #include "DeviceKind.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
+#include "EventLog.h"
 #include "FaultGuard.h"
 #include "HandOver.h"
 #include "OpenCounter.h"
 #include "OwnFolder.h"
-#include "PlainMutex.h"
+#include "RecordingMutex.h"
 #include "RegisterDevice.h"
 
 namespace RynvelTest {
@@ -393,6 +395,87 @@ TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
             read(faultyRegister());
         },
         testing::KilledBySignal(SIGBUS), "");
+}
+
+/** Notes that it was destroyed. */
+class Witness {
+public:
+    explicit Witness(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}
+    Witness(const Witness&) = delete;
+    Witness& operator=(const Witness&) = delete;
+    ~Witness() { m_isDestroyed = true; }
+
+private:
+    bool& m_isDestroyed;
+};
+
+TEST(FaultGuard, LeavesAnAccessWithoutUnwindingIt) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    bool isDestroyed = false;
+    EXPECT_FALSE(Common::FaultGuard::run([&] {
+        const Witness witness(isDestroyed);
+        read(faulty);
+    }));
+    EXPECT_FALSE(isDestroyed);
+}
+
+TEST(FaultGuard, TellsWhetherAnAccessIsRunning) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    bool isRunning = false;
+    EXPECT_FALSE(Common::FaultGuard::isRunning());
+    Common::FaultGuard::run([&] { isRunning = Common::FaultGuard::isRunning(); });
+    EXPECT_TRUE(isRunning);
+    EXPECT_FALSE(Common::FaultGuard::isRunning());
+    Common::FaultGuard::run([&] { read(faulty); });
+    EXPECT_FALSE(Common::FaultGuard::isRunning());
+}
+
+class AccessMutexTest : public testing::Test {
+protected:
+    EventLog m_log;
+    Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
+};
+
+TEST_F(AccessMutexTest, IsAnyOtherMutexOutsideOfGuardedAccesses) {
+    EXPECT_TRUE(m_mutex.lock());
+    EXPECT_TRUE(m_mutex.unlock());
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
+TEST_F(AccessMutexTest, IsUnlockedAtTheEndOfAGuardedAccess) {
+    EXPECT_TRUE(Common::FaultGuard::run([&] {
+        m_mutex.lock();
+        m_mutex.unlock();
+    }));
+    EXPECT_EQ(m_log, EventLog{"lock"});
+    m_mutex.endAccess();
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
+TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    EXPECT_FALSE(Common::FaultGuard::run([&] {
+        m_mutex.lock();
+        read(faulty);
+    }));
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
+TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    m_mutex.lock();
+    std::thread([&] {
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
+        m_mutex.endAccess();
+    }).join();
+    EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
 TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {
