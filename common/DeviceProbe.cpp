@@ -55,7 +55,7 @@ Probe openFile(const Rynvel::MemoryDevice& row, std::optional<HandOver>& file) {
         return failed(row, "no backend for its type");
     }
     if (kind->access == Access::Remote) {
-        return {};
+        return failed(row, "a device of another server");
     }
     const int descriptor = ::open(row.m_devicePath.c_str(), O_RDWR | O_CLOEXEC);
     if (descriptor == -1) {
@@ -73,11 +73,6 @@ Probe openFile(const Rynvel::MemoryDevice& row, std::optional<HandOver>& file) {
 }
 
 } // namespace
-
-Probe probe(const Rynvel::MemoryDevice& row) {
-    std::optional<HandOver> file;
-    return openFile(row, file);
-}
 
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
     std::optional<HandOver> file;

@@ -120,41 +120,43 @@ TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
     EXPECT_EQ(Common::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
 }
 
+Common::Probe probe(const MemoryDevice& row) { return Common::openDevice(row).probe; }
+
 TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     const MemoryDevice missing{"missing", "/nowhere/registers", 0, DeviceType::Lseek8};
     EXPECT_FALSE(Common::isPresent(missing));
-    EXPECT_EQ(Common::probe(missing).obstacle, "/nowhere/registers: No such file or directory");
+    EXPECT_EQ(probe(missing).obstacle, "/nowhere/registers: No such file or directory");
     const MemoryDevice folder{"folder", "/", 0, DeviceType::Lseek8};
     EXPECT_TRUE(Common::isPresent(folder));
-    EXPECT_EQ(Common::probe(folder).obstacle, "/: Is a directory");
+    EXPECT_EQ(probe(folder).obstacle, "/: Is a directory");
 }
 
 TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
-        const auto probe = Common::probe({"seekable", file.path(), 0, type});
-        EXPECT_EQ(probe.obstacle, "");
-        EXPECT_FALSE(probe.mapSize);
+        const auto found = probe({"seekable", file.path(), 0, type});
+        EXPECT_EQ(found.obstacle, "");
+        EXPECT_FALSE(found.mapSize);
     }
 }
 
 TEST(DeviceProbe, TellsTheSizeOfAMapping) {
     const MemoryFile file(pageSize);
-    const auto probe = Common::probe(mappedRow(file, pageSize));
-    EXPECT_EQ(probe.obstacle, "");
-    EXPECT_EQ(probe.mapSize, pageSize);
+    const auto found = probe(mappedRow(file, pageSize));
+    EXPECT_EQ(found.obstacle, "");
+    EXPECT_EQ(found.mapSize, pageSize);
 }
 
 TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(Common::probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
+    EXPECT_EQ(probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
     const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
-    EXPECT_NE(Common::probe(full).obstacle, "");
+    EXPECT_NE(probe(full).obstacle, "");
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     const std::string pipePath = "/proc/self/fd/" + std::to_string(ends[0]);
     const MemoryDevice unmappable{"pipe", pipePath, pageSize, DeviceType::Tyvon32};
-    EXPECT_EQ(Common::probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
+    EXPECT_EQ(probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
     close(ends[0]);
     close(ends[1]);
 }
@@ -162,13 +164,13 @@ TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
 TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryFile file(pageSize);
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
-    EXPECT_EQ(Common::probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
+    EXPECT_EQ(probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
 }
 
-TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
-    EXPECT_EQ(Common::probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle, "");
-    EXPECT_EQ(Common::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle,
-              "/dev/odd: no backend for its type");
+TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
+    EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle,
+              "10.0.0.7::9000: a device of another server");
+    EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle, "/dev/odd: no backend for its type");
 }
 
 /** What a thread asks for while a file is handed over. */
