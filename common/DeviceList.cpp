@@ -2,7 +2,62 @@
 
 #include <algorithm>
 
+#include "DeviceKind.h"
+
 namespace Common {
+
+namespace {
+
+std::string nameOf(Rynvel::DeviceType type) {
+    const DeviceKind* const kind = findKind(type);
+    return kind == nullptr ? std::to_string(static_cast<std::uint32_t>(type)) : kind->name;
+}
+
+/** What the parameter of a row is. */
+const char* parameterOf(Rynvel::DeviceType type) {
+    const DeviceKind* const kind = findKind(type);
+    switch (kind == nullptr ? Access::Remote : kind->access) {
+    case Access::Mapped:
+        return "size";
+    case Access::Spi:
+        return "offset";
+    default:
+        return "parameter";
+    }
+}
+
+std::string quoted(const std::string& text) { return '\'' + text + '\''; }
+
+/** Collects what differs, in words. */
+class Differences {
+public:
+    void compare(const std::string& what, const std::string& theirs, const std::string& ours) {
+        if (theirs != ours) {
+            m_text += (m_text.empty() ? "its " : ", its ") + what + " is " + theirs + " and not " + ours;
+        }
+    }
+
+    const std::string& text() const { return m_text; }
+
+private:
+    std::string m_text;
+};
+
+std::string differences(const Rynvel::MemoryDevice& theirs, const Rynvel::MemoryDevice& ours,
+                        std::optional<std::size_t> handle) {
+    Differences found;
+    found.compare("name", quoted(theirs.m_name), quoted(ours.m_name));
+    found.compare("type", nameOf(theirs.m_type), nameOf(ours.m_type));
+    found.compare("path", quoted(theirs.m_devicePath), quoted(ours.m_devicePath));
+    found.compare(parameterOf(ours.m_type), std::to_string(theirs.m_parameter), std::to_string(ours.m_parameter));
+    if (handle) {
+        const int theirHandle = Rynvel::Factory::getInstance().findMemoryDeviceIndex(ours.m_name);
+        found.compare("handle", std::to_string(theirHandle), std::to_string(*handle));
+    }
+    return found.text();
+}
+
+} // namespace
 
 const std::vector<Rynvel::MemoryDevice>& devices() {
     using Rynvel::DeviceType;
@@ -13,10 +68,22 @@ const std::vector<Rynvel::MemoryDevice>& devices() {
     return rows;
 }
 
+std::string disagreement(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
+    const Rynvel::MemoryDevice* const theirs = Rynvel::Factory::getInstance().findMemoryDevice(row.m_name);
+    const std::string text = theirs == nullptr ? "it has no such device" : differences(*theirs, row, handle);
+    return text.empty() ? "" : row.m_name + ": librynvel disagrees with this program: " + text;
+}
+
 const Rynvel::MemoryDevice* findDevice(const std::string& name) {
     const auto& rows = devices();
     const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& device) { return device.m_name == name; });
-    return row == rows.end() ? nullptr : &*row;
+    if (row == rows.end()) {
+        return nullptr;
+    }
+    if (const std::string problem = disagreement(*row); !problem.empty()) {
+        throw DisagreementOnDevice(problem);
+    }
+    return &*row;
 }
 
 } // namespace Common

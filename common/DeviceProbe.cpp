@@ -92,7 +92,7 @@ Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<Opening>& opening
         return failed(row, "no backend for its type");
     }
     if (kind->access == Access::Remote) {
-        return {};
+        return failed(row, "a device of another server");
     }
     opening.emplace(row);
     try {
@@ -103,11 +103,6 @@ Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<Opening>& opening
 }
 
 } // namespace
-
-Probe probe(const Rynvel::MemoryDevice& row) {
-    std::optional<Opening> opening;
-    return openFiles(row, opening);
-}
 
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
     std::optional<Opening> opening;

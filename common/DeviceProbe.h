@@ -1,7 +1,7 @@
 /**
  * @file
  * Opens a device so that a program never meets the assertions of the library that end a process when a device file is
- * missing, and tells whether one can be opened.
+ * missing.
  */
 #ifndef RYNVEL_COMMON_DEVICEPROBE_H
 #define RYNVEL_COMMON_DEVICEPROBE_H
@@ -24,12 +24,6 @@ struct Probe {
     std::optional<std::uint32_t> mapSize;
 };
 
-/**
- * Opens the device file as its backend does, maps it where the backend does, and lets go of it again. A remote device
- * is not probed: its server is asked when the device is opened.
- */
-Probe probe(const Rynvel::MemoryDevice& row);
-
 struct OpenedDevice {
     /** Null when there is an obstacle. */
     std::unique_ptr<RegisterDevice> device;
@@ -37,8 +31,9 @@ struct OpenedDevice {
 };
 
 /**
- * Opens the device of a row for the caller alone. What probe() opens and maps is handed over to the backend, which so
- * has nothing left to do that could fail and end the process.
+ * Opens the device of a row of this machine for the caller alone: opens its file as its backend does, maps it where the
+ * backend does, and hands both over to the backend, which so has nothing left to do that could fail and end the
+ * process. A remote device has no file: it is not opened.
  */
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 

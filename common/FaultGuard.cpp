@@ -21,13 +21,27 @@ bool isFault(const siginfo_t& info) {
 
 } // namespace
 
-thread_local sigjmp_buf* FaultGuard::s_place = nullptr;
+thread_local sigjmp_buf* volatile FaultGuard::s_place = nullptr;
 
 void FaultGuard::install() {
     struct sigaction action {};
     action.sa_sigaction = handle;
     action.sa_flags = SA_SIGINFO;
     sigaction(SIGBUS, &action, nullptr);
+}
+
+bool FaultGuard::call(void (*access)(const void*), const void* object) {
+    sigjmp_buf place;
+    sigjmp_buf* const outer = s_place;
+    // The mask is not saved, which would cost every access a system call: the handler restores it.
+    if (sigsetjmp(place, 0) != 0) {
+        s_place = outer;
+        return false;
+    }
+    s_place = &place;
+    access(object);
+    s_place = outer;
+    return true;
 }
 
 void FaultGuard::handle(int /*signal*/, siginfo_t* info, void* context) {

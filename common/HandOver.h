@@ -35,6 +35,14 @@ private:
  * hand over what it has: a second attempt may fail.
  *
  * It works by functions of the C library's names in the program that links this, which the library's calls find first.
+ * Nothing simpler does:
+ *
+ * - The path of an open descriptor below /proc/self/fd opens the file once more. That fails where a driver lets itself
+ *   be opened once.
+ * - A class that derives from a mapped backend could have it constructed as a fake, and put file and mapping into its
+ *   members. Its traces would tell of a fake device, and the backends of seekable files have no such construction.
+ * - LinuxIo, by which the backends open and map, is a member of theirs without virtual functions. A way to give them
+ *   another one would change the library's binary interface for the sake of two programs.
  */
 class HandOver {
 public:

@@ -5,7 +5,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -15,6 +14,8 @@
 #include <utility>
 
 #include <ZilTrace.h>
+
+#include "InterruptRecord.h"
 
 namespace Common {
 
@@ -126,15 +127,11 @@ std::size_t moved(ssize_t count) {
 
 } // namespace
 
-RecordConnection::Socket::Socket() : descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-    if (descriptor == -1) {
+RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline)
+    : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+    if (!m_socket.isOpen()) {
         throw unreachable(std::strerror(errno));
     }
-}
-
-RecordConnection::Socket::~Socket() { ::close(descriptor); }
-
-RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline) {
     const sockaddr_in address = resolve(server, deadline);
     int error = ::connect(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
     if (error == EINPROGRESS || error == EINTR) {
@@ -184,9 +181,7 @@ std::uint32_t RecordConnection::receiveInterrupt(const Deadline& deadline) {
     Rynvel::InterruptMessage interrupt;
     receive(interrupt, deadline);
     m_isInStep = true;
-    std::uint32_t word = 0;
-    std::memcpy(&word, interrupt.toBuffer(), sizeof(word));
-    return ntohl(word);
+    return wordOf(interrupt);
 }
 
 void RecordConnection::await(short events, const Deadline& deadline) const {

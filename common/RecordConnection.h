@@ -13,15 +13,10 @@
 #include <rynvel.hpp>
 
 #include "Deadline.h"
+#include "Descriptor.h"
+#include "ServerAddress.h"
 
 namespace Common {
-
-struct ServerAddress {
-    /** A name, or an IPv4 address. */
-    std::string host;
-    /** In host byte order. */
-    std::uint16_t port;
-};
 
 /** Ends an exchange with a server; the text says what went wrong. */
 class ExchangeError : public std::runtime_error {
@@ -60,7 +55,7 @@ public:
     RecordConnection(const ServerAddress& server, const Deadline& deadline);
 
     /** For poll(): it is ready to be read when a record begins to come in, or the connection has ended. */
-    int descriptor() const { return m_socket.descriptor; }
+    int descriptor() const { return m_socket.number(); }
 
     /**
      * Sends a request and receives its response. A refusal is a response like any other. Whatever cannot come from a
@@ -78,22 +73,13 @@ public:
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
 private:
-    struct Socket {
-        Socket();
-        Socket(const Socket&) = delete;
-        Socket& operator=(const Socket&) = delete;
-        ~Socket();
-
-        const int descriptor;
-    };
-
     void await(short events, const Deadline& deadline) const;
     void requireInStep() const;
     void requireNothingMore() const;
     void send(const Rynvel::IMessage& message, const Deadline& deadline) const;
     void receive(Rynvel::IMessage& message, const Deadline& deadline) const;
 
-    const Socket m_socket;
+    const Descriptor m_socket;
     bool m_isInStep = true;
 };
 

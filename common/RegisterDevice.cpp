@@ -1,12 +1,12 @@
 #include "RegisterDevice.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 #include <vector>
 
 #include "DeviceKind.h"
 #include "FaultGuard.h"
+#include "RegisterWord.h"
 
 namespace Common {
 
@@ -15,10 +15,10 @@ namespace {
 template <typename T>
 class WidthAdapter final : public RegisterDevice {
 public:
-    WidthAdapter(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex, std::optional<std::uint32_t> mapSize)
+    WidthAdapter(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex, std::optional<std::uint32_t> mapSize)
         : m_device(std::move(device)), m_mutex(mutex), m_mapSize(mapSize) {}
 
-    unsigned int width() const override { return 8 * sizeof(T); }
+    unsigned int width() const override { return widthOf<T>; }
     Rynvel::IDevice& device() override { return *m_device; }
 
     Outcome read(std::uint32_t address, std::uint32_t& value) override {
@@ -68,7 +68,7 @@ public:
     }
 
 private:
-    static bool fits(std::uint32_t value) { return value <= std::numeric_limits<T>::max(); }
+    static bool fits(std::uint32_t value) { return value <= largestValue(widthOf<T>); }
 
     bool isInside(std::uint32_t address, std::uint32_t items) const {
         return !m_mapSize || std::uint64_t{address} + items <= *m_mapSize / sizeof(T);
@@ -79,25 +79,26 @@ private:
         if (!isInside(address, items)) {
             return Outcome::OutOfRange;
         }
-        volatile bool success = false;
-        if (!FaultGuard::run([&] { success = operation(); })) {
-            if (m_mutex != nullptr) {
-                m_mutex->unlock();
-            }
+        bool success = false;
+        const bool isWhole = FaultGuard::run([&] { success = operation(); });
+        if (m_mutex != nullptr) {
+            m_mutex->endAccess();
+        }
+        if (!isWhole) {
             return Outcome::Faulted;
         }
         return success ? Outcome::Done : Outcome::Failed;
     }
 
     const std::unique_ptr<Rynvel::Device<T>> m_device;
-    Rynvel::IMutex* const m_mutex;
+    AccessMutex* const m_mutex;
     const std::optional<std::uint32_t> m_mapSize;
 };
 
 template <typename T>
 std::unique_ptr<RegisterDevice> openAs(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
-    auto mutex = std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
-    Rynvel::IMutex* const lock = mutex.get();
+    auto mutex = std::make_unique<AccessMutex>(std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));
+    AccessMutex* const lock = mutex.get();
     auto device = Rynvel::Factory::getInstance().createDevice(row, std::move(mutex));
     auto* const typed = dynamic_cast<Rynvel::Device<T>*>(device.release());
     return wrap(std::unique_ptr<Rynvel::Device<T>>(typed), lock, mapSize);
@@ -106,30 +107,24 @@ std::unique_ptr<RegisterDevice> openAs(const Rynvel::MemoryDevice& row, std::opt
 } // namespace
 
 template <typename T>
-std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex,
+std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex,
                                      std::optional<std::uint32_t> mapSize) {
     return std::make_unique<WidthAdapter<T>>(std::move(device), mutex, mapSize);
 }
 
-template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device8>, Rynvel::IMutex*,
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device8>, AccessMutex*,
                                               std::optional<std::uint32_t>);
-template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device16>, Rynvel::IMutex*,
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device16>, AccessMutex*,
                                               std::optional<std::uint32_t>);
-template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>, Rynvel::IMutex*,
+template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>, AccessMutex*,
                                               std::optional<std::uint32_t>);
 
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
     const DeviceKind* const kind = findKind(row.m_type);
-    switch (kind == nullptr ? 0 : kind->width) {
-    case 8:
-        return openAs<std::uint8_t>(row, mapSize);
-    case 16:
-        return openAs<std::uint16_t>(row, mapSize);
-    case 32:
-        return openAs<std::uint32_t>(row, mapSize);
-    default:
+    if (kind == nullptr) {
         return nullptr;
     }
+    return withRegisterType(kind->width, [&](auto zero) { return openAs<decltype(zero)>(row, mapSize); });
 }
 
 } // namespace Common

@@ -12,6 +12,8 @@
 
 #include <rynvel.hpp>
 
+#include "AccessMutex.h"
+
 namespace Common {
 
 enum class Outcome {
@@ -60,18 +62,18 @@ private:
 };
 
 /**
- * @param mutex the lock that `device` owns: it is let go of after a bus error. Null when no access can fault.
+ * @param mutex the lock that `device` owns. Null when no access can fault.
  * @param mapSize bytes of registers that may be accessed, from register index 0 on; none where addresses are not
  *        checked.
  */
 template <typename T>
-std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, Rynvel::IMutex* mutex,
+std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex,
                                      std::optional<std::uint32_t> mapSize);
 
 /**
  * Opens the device of a row for the caller alone.
  *
- * @param mapSize what probe() found.
+ * @param mapSize bytes of registers that may be accessed; none where addresses are not checked.
  * @return null for a type without a backend.
  */
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize);

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "RegisterWord.h"
+
 namespace Common {
 
 namespace {
@@ -128,7 +130,7 @@ std::vector<std::uint32_t> RemoteDevice::ask(Rynvel::Request& reading, std::uint
 
 std::uint32_t RemoteDevice::valueIn(const Rynvel::Response& response, std::uint32_t index) const {
     const std::uint32_t value = response.getValue(index);
-    if (value > UINT32_MAX >> (32U - m_width)) {
+    if (value > largestValue(m_width)) {
         throw malformed("the server answers with a value of more than " + std::to_string(m_width) + " bits");
     }
     return value;

@@ -4,11 +4,12 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+
+#include "Deadline.h"
+#include "Duration.h"
 
 namespace Rynveld {
 
@@ -43,38 +44,34 @@ ssize_t uninterrupted(const Transfer& transfer) {
 } // namespace
 
 // A dead client is found out by the system's probes, an answer is not held back for another.
-ClientSocket::ClientSocket(int descriptor) : m_descriptor(descriptor) {
-    setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPINTVL, secondsBetweenProbes);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPCNT, mostProbes);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, millisecondsUntilGone);
-    setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY, on);
-    setOption(m_descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
-    setOption(m_descriptor, SOL_SOCKET, SO_SNDBUF, sendBuffer);
+ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
+    setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, secondsBetweenProbes);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, mostProbes);
+    setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, millisecondsUntilGone);
+    setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, on);
+    setOption(descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
+    setOption(descriptor, SOL_SOCKET, SO_SNDBUF, sendBuffer);
 }
-
-ClientSocket::~ClientSocket() { ::close(m_descriptor); }
 
 bool ClientSocket::receive(Rynvel::IMessage& message) const {
     auto* const bytes = static_cast<char*>(message.toBuffer());
     const std::size_t size = message.getSize();
-    const ssize_t received = uninterrupted([&] { return ::recv(m_descriptor, bytes, size, 0); });
+    const ssize_t received = uninterrupted([&] { return ::recv(descriptor(), bytes, size, 0); });
     const auto count = static_cast<std::size_t>(received);
     return received > 0 && (count == size || receiveRest(bytes + count, size - count));
 }
 
 bool ClientSocket::receiveRest(char* bytes, std::size_t size) const {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + m_recordTime;
+    const Common::Deadline end(m_recordTime);
     std::size_t count = 0;
     while (count < size) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        pollfd more{m_descriptor, POLLIN, 0};
-        if (left <= 0 || uninterrupted([&] { return ::poll(&more, 1, static_cast<int>(left)); }) <= 0) {
+        pollfd more{descriptor(), POLLIN, 0};
+        if (end.isOver() || uninterrupted([&] { return ::poll(&more, 1, end.pollTime()); }) <= 0) {
             return false;
         }
-        const ssize_t received = ::recv(m_descriptor, bytes + count, size - count, MSG_DONTWAIT);
+        const ssize_t received = ::recv(descriptor(), bytes + count, size - count, MSG_DONTWAIT);
         if (received <= 0) {
             return false;
         }
@@ -97,7 +94,7 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
     std::size_t count = 0;
     while (count < size) {
         const ssize_t sent =
-            uninterrupted([&] { return ::send(m_descriptor, bytes + count, size - count, MSG_NOSIGNAL); });
+            uninterrupted([&] { return ::send(descriptor(), bytes + count, size - count, MSG_NOSIGNAL); });
         if (sent <= 0) {
             return false;
         }
@@ -108,19 +105,16 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
 
 void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) {
     m_recordTime = timeout.count() == 0 ? longestRecordTime : std::min(timeout, longestRecordTime);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
-    timeval value{};
-    value.tv_sec = static_cast<time_t>(seconds.count());
-    value.tv_usec = static_cast<suseconds_t>(std::chrono::microseconds(timeout - seconds).count());
-    ::setsockopt(m_descriptor, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
-    ::setsockopt(m_descriptor, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));
+    const timeval value = Common::toTimeval(timeout);
+    ::setsockopt(descriptor(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
+    ::setsockopt(descriptor(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));
 }
 
 bool ClientSocket::pause(std::chrono::milliseconds duration) const {
-    pollfd end{m_descriptor, 0, 0};
+    pollfd end{descriptor(), 0, 0};
     return ::poll(&end, 1, static_cast<int>(duration.count())) == 0;
 }
 
-void ClientSocket::shutDown() const { ::shutdown(m_descriptor, SHUT_RDWR); }
+void ClientSocket::shutDown() const { ::shutdown(descriptor(), SHUT_RDWR); }
 
 } // namespace Rynveld

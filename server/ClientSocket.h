@@ -10,6 +10,8 @@
 
 #include <rynvel.hpp>
 
+#include "Descriptor.h"
+
 namespace Rynveld {
 
 /**
@@ -21,11 +23,8 @@ public:
 
     /** @param descriptor a connected, blocking socket, owned from now on. */
     explicit ClientSocket(int descriptor);
-    ClientSocket(const ClientSocket&) = delete;
-    ClientSocket& operator=(const ClientSocket&) = delete;
-    ~ClientSocket();
 
-    int descriptor() const { return m_descriptor; }
+    int descriptor() const { return m_socket.number(); }
 
     /** Blocks until the record is whole, however many pieces it comes in. False when the client is gone, or idle. */
     bool receive(Rynvel::IMessage& message) const;
@@ -50,7 +49,7 @@ private:
     bool receiveRest(char* bytes, std::size_t size) const;
     bool send(const char* bytes, std::size_t size) const;
 
-    const int m_descriptor;
+    const Common::Descriptor m_socket;
     std::chrono::milliseconds m_recordTime{longestRecordTime};
 };
 

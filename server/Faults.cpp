@@ -1,6 +1,7 @@
 #include "Faults.h"
 
 #include "Duration.h"
+#include "Number.h"
 
 namespace Rynveld {
 
@@ -8,12 +9,9 @@ namespace {
 
 /** A count from 1 to 999999 in decimal. */
 std::optional<std::uint32_t> parseCount(const std::string& text) {
-    constexpr std::size_t mostDigits = 6;
-    if (text.empty() || text.size() > mostDigits || text.find_first_not_of("0123456789") != std::string::npos) {
-        return std::nullopt;
-    }
-    const auto count = static_cast<std::uint32_t>(std::stoul(text));
-    return count > 0 ? std::optional<std::uint32_t>(count) : std::nullopt;
+    constexpr Common::Notation sixDigits{false, false, 6};
+    const auto count = Common::parseNumber(text, sixDigits);
+    return count != 0U ? count : std::nullopt;
 }
 
 std::optional<Fault> parseTimed(Fault::Kind kind, const std::string& text) {

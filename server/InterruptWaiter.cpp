@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "InterruptRecord.h"
 #include "ServerTrace.h"
 #include "WakeUp.h"
 
@@ -23,16 +24,6 @@ namespace {
 /** More are lost, as for a client that does not read them. */
 constexpr std::size_t mostWordsKept = 1000;
 
-/** The word as it goes out. */
-Rynvel::InterruptMessage messageOf(unsigned long word) {
-    Rynvel::InterruptMessage message;
-    auto* const bytes = static_cast<unsigned char*>(message.toBuffer());
-    for (unsigned int i = 0; i < 4; ++i) {
-        bytes[i] = static_cast<unsigned char>(word >> (24U - 8U * i));
-    }
-    return message;
-}
-
 } // namespace
 
 InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff)
@@ -41,9 +32,6 @@ InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, s
 InterruptWaiter::~InterruptWaiter() {
     const std::lock_guard<std::mutex> control(m_control);
     stop();
-    if (m_wakeUp != -1) {
-        ::close(m_wakeUp);
-    }
 }
 
 void InterruptWaiter::arm(int socket, const Peer& peer) {
@@ -110,14 +98,14 @@ bool InterruptWaiter::disable() {
 }
 
 void InterruptWaiter::start() {
-    if (m_wakeUp == -1) {
-        m_wakeUp = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (!m_wakeUp.isOpen()) {
+        m_wakeUp = Common::Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     }
-    if (m_wakeUp == -1) {
+    if (!m_wakeUp.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     eventfd_t stops = 0;
-    ::eventfd_read(m_wakeUp, &stops);
+    ::eventfd_read(m_wakeUp.number(), &stops);
     m_stopping = false;
     m_ended = false;
     {
@@ -134,7 +122,7 @@ void InterruptWaiter::stop() {
         return;
     }
     m_stopping = true;
-    ::eventfd_write(m_wakeUp, 1);
+    ::eventfd_write(m_wakeUp.number(), 1);
     m_wished.notify_all();
     while (!hasEndedSoon()) {
         m_wished.notify_all();
@@ -189,7 +177,7 @@ bool InterruptWaiter::beginToWait() {
 
 // Waiting here and not in the device keeps a stop from being traced as a failure of the device.
 bool InterruptWaiter::waitForReadiness() {
-    std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp, POLLIN, 0}}};
+    std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {
         if (errno != EINTR) {
             return false;
@@ -261,7 +249,7 @@ bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
         }
         return hasRoom;
     }
-    const auto message = messageOf(word);
+    const auto message = Common::interruptRecord(static_cast<std::uint32_t>(word));
     const ssize_t sent = ::send(receiver.socket, message.toBuffer(), message.getSize(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent > 0 && static_cast<unsigned int>(sent) < message.getSize()) {
         ::shutdown(receiver.socket, SHUT_RDWR);

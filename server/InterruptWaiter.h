@@ -16,6 +16,7 @@
 
 #include <rynvel.hpp>
 
+#include "Descriptor.h"
 #include "TraceLimit.h"
 
 namespace Rynveld {
@@ -91,8 +92,8 @@ private:
     /** Serialises the starting and stopping of the thread. */
     std::mutex m_control;
     std::thread m_thread;
-    /** Readable when the thread is to stop; -1 until there is a thread. */
-    int m_wakeUp = -1;
+    /** Readable when the thread is to stop; none until there is a thread. */
+    Common::Descriptor m_wakeUp;
 
     /** Held while the device enables or disables its interrupt, for as long as that takes. */
     std::mutex m_enabling;

@@ -8,12 +8,12 @@
 #include "DeviceKind.h"
 #include "DeviceList.h"
 #include "Duration.h"
+#include "Number.h"
+#include "ServerAddress.h"
 
 namespace Rynveld {
 
 namespace {
-
-constexpr std::uint16_t defaultPort = 8888;
 
 constexpr const char* footer =
     "Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
@@ -23,7 +23,7 @@ constexpr const char* footer =
 
 /** The texts of the command line as they were given. */
 struct Texts {
-    std::string listen = "127.0.0.1:8888";
+    std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
     std::vector<std::string> allow;
     std::vector<std::string> devices;
     std::vector<std::string> ioctls;
@@ -36,17 +36,12 @@ struct Texts {
 
 /** A whole number in decimal, or in hexadecimal with 0x; nothing else. */
 std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std::string& problem) {
-    const bool hexadecimal = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-    const std::string digits = hexadecimal ? text.substr(2) : text;
-    if (digits.empty() || digits.size() > 10 ||
-        digits.find_first_not_of(hexadecimal ? "0123456789abcdefABCDEF" : "0123456789") != std::string::npos) {
+    constexpr Common::Notation tenDigits{true, false, 10};
+    const auto number = Common::parseNumber(text, tenDigits, highest);
+    if (!number) {
         fail(problem);
     }
-    const unsigned long long number = std::stoull(digits, nullptr, hexadecimal ? 16 : 10);
-    if (number > highest) {
-        fail(problem);
-    }
-    return static_cast<std::uint32_t>(number);
+    return *number;
 }
 
 asio::ip::tcp::endpoint endpointOf(const std::string& text) {
@@ -57,7 +52,8 @@ asio::ip::tcp::endpoint endpointOf(const std::string& text) {
     if (error) {
         fail(problem);
     }
-    const auto port = colon == std::string::npos ? defaultPort : numberIn(text.substr(colon + 1), UINT16_MAX, problem);
+    const auto port =
+        colon == std::string::npos ? Common::defaultPort : numberIn(text.substr(colon + 1), UINT16_MAX, problem);
     return {address, static_cast<std::uint16_t>(port)};
 }
 
@@ -66,13 +62,14 @@ asio::ip::network_v4 networkOf(const std::string& text) {
     constexpr std::uint32_t longest = 32;
     const auto slash = text.find('/');
     const std::string length = slash == std::string::npos ? std::to_string(longest) : text.substr(slash + 1);
+    const std::uint32_t bits = numberIn(length, longest, problem);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
     // As in the address, a zero in front could stand for an octal number.
-    if (error || length != std::to_string(numberIn(length, longest, problem))) {
+    if (error || length != std::to_string(bits)) {
         fail(problem);
     }
-    return asio::ip::network_v4(address, static_cast<unsigned short>(std::stoul(length))).canonical();
+    return asio::ip::network_v4(address, static_cast<unsigned short>(bits)).canonical();
 }
 
 const Common::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {

@@ -10,6 +10,9 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "Descriptor.h"
+#include "Number.h"
+
 namespace Rynveld {
 
 namespace {
@@ -48,11 +51,12 @@ bool listensForClients(int socket) {
 
 /** How many descriptors the text says were passed. */
 int countIn(const std::string& text) {
-    constexpr std::size_t mostDigits = 4;
-    if (text.size() > mostDigits || text.find_first_not_of("0123456789") != std::string::npos) {
+    constexpr Common::Notation fourDigits{false, false, 4};
+    const auto count = Common::parseNumber(text.empty() ? "0" : text, fourDigits);
+    if (!count) {
         throw std::runtime_error("LISTEN_FDS is '" + text + "', and no number of sockets");
     }
-    return text.empty() ? 0 : std::stoi(text);
+    return static_cast<int>(*count);
 }
 
 } // namespace
@@ -80,11 +84,10 @@ void notifyServiceManager(const std::string& state) {
     if (length == 0) {
         return;
     }
-    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (socket != -1) {
-        ::sendto(socket, state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+    const Common::Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (socket.isOpen()) {
+        ::sendto(socket.number(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                  reinterpret_cast<const sockaddr*>(&address), length);
-        ::close(socket);
     }
 }
 

@@ -10,19 +10,16 @@
 #include <vector>
 
 #include "RegisterValue.h"
+#include "RegisterWord.h"
 
 namespace Rynveld {
 
 SimulatedInterrupt::SimulatedInterrupt() {
-    if (::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, m_ends.data()) != 0) {
+    std::array<int, 2> ends{};
+    if (::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "socketpair");
     }
-}
-
-SimulatedInterrupt::~SimulatedInterrupt() {
-    for (const int end : m_ends) {
-        ::close(end);
-    }
+    m_ends = {Common::Descriptor(ends[0]), Common::Descriptor(ends[1])};
 }
 
 void SimulatedInterrupt::raise(std::optional<std::uint32_t> word) {
@@ -52,7 +49,7 @@ void SimulatedInterrupt::disable() {
 
 bool SimulatedInterrupt::receive(unsigned long* word) {
     std::uint32_t received = 0;
-    if (::read(m_ends[0], &received, sizeof(received)) != sizeof(received)) {
+    if (::read(descriptor(), &received, sizeof(received)) != sizeof(received)) {
         return false;
     }
     *word = received;
@@ -61,8 +58,8 @@ bool SimulatedInterrupt::receive(unsigned long* word) {
 
 void SimulatedInterrupt::deliver(std::uint32_t word) {
     std::uint32_t earlier = 0;
-    ::recv(m_ends[0], &earlier, sizeof(earlier), MSG_DONTWAIT);
-    ::send(m_ends[1], &word, sizeof(word), MSG_DONTWAIT | MSG_NOSIGNAL);
+    ::recv(descriptor(), &earlier, sizeof(earlier), MSG_DONTWAIT);
+    ::send(m_ends[1].number(), &word, sizeof(word), MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
 namespace {
@@ -142,7 +139,7 @@ public:
 
 private:
     static T ordered(T value, Rynvel::ByteOrder byteOrder) {
-        return byteOrder == Rynvel::ByteOrder::Network ? Rynvel::reverseBytes(value) : value;
+        return static_cast<T>(Common::inOrder(value, Common::widthOf<T>, byteOrder));
     }
 
     template <typename Function>
@@ -173,14 +170,7 @@ Simulation simulateAs(const std::string& name, const Common::DeviceKind& kind) {
 } // namespace
 
 Simulation simulate(const std::string& name, const Common::DeviceKind& kind) {
-    switch (kind.width) {
-    case 8:
-        return simulateAs<std::uint8_t>(name, kind);
-    case 16:
-        return simulateAs<std::uint16_t>(name, kind);
-    default:
-        return simulateAs<std::uint32_t>(name, kind);
-    }
+    return Common::withRegisterType(kind.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, kind); });
 }
 
 } // namespace Rynveld

@@ -14,6 +14,7 @@
 
 #include <rynvel.hpp>
 
+#include "Descriptor.h"
 #include "DeviceKind.h"
 #include "RegisterDevice.h"
 
@@ -31,9 +32,6 @@ constexpr std::uint32_t simulatedSize = 4096;
 class SimulatedInterrupt {
 public:
     SimulatedInterrupt();
-    SimulatedInterrupt(const SimulatedInterrupt&) = delete;
-    SimulatedInterrupt& operator=(const SimulatedInterrupt&) = delete;
-    ~SimulatedInterrupt();
 
     /** Raises the interrupt. It is received with `word`, or with the number of interrupts raised so far. */
     void raise(std::optional<std::uint32_t> word);
@@ -41,12 +39,13 @@ public:
     void disable();
     /** Blocks until there is one; false when a signal came first. */
     bool receive(unsigned long* word);
-    int descriptor() const { return m_ends[0]; }
+    int descriptor() const { return m_ends[0].number(); }
 
 private:
     void deliver(std::uint32_t word);
 
-    std::array<int, 2> m_ends{-1, -1};
+    /** What is sent into the second comes out of the first. */
+    std::array<Common::Descriptor, 2> m_ends;
     std::mutex m_mutex;
     std::uint32_t m_count = 0;
     bool m_enabled = false;

@@ -4,18 +4,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Descriptor.h"
+
 namespace Rynveld {
 
 namespace {
 
 // The mode would be that of every process which has the terminal or pipe from the same parent: it is opened anew.
 bool openAnew() {
-    const int own = ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (own == -1) {
+    const Common::Descriptor own(::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!own.isOpen()) {
         return false;
     }
-    ::dup2(own, STDERR_FILENO);
-    ::close(own);
+    ::dup2(own.number(), STDERR_FILENO);
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include "Completion.h"
 #include "Failure.h"
 #include "HelpText.h"
+#include "ServerAddress.h"
 
 namespace Rynvelctl {
 
@@ -36,7 +37,8 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
 
 void CommandLine::addGeneralOptions(const Common::Command& program) {
     program.addOption("--remote", "HOST[:PORT]", m_options.remote,
-                      "use the devices of a register server; the port is 8888 when not given");
+                      "use the devices of a register server; the port is " + std::to_string(Common::defaultPort) +
+                          " when not given");
     program.addOption("--type", "TYPE", m_options.type,
                       "the type of the remote device at its server, as Uio32; not needed for names that this machine "
                       "has, too");

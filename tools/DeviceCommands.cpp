@@ -4,6 +4,7 @@
 
 #include "DeviceList.h"
 #include "DeviceProbe.h"
+#include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
 
@@ -40,13 +41,30 @@ ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
             presenceOf(row, kind)};
 }
 
+/** Complains of each row that is not listed. */
+void requireNone(const std::vector<std::string>& problems) {
+    std::for_each(problems.begin(), problems.end(), complain);
+    if (!problems.empty()) {
+        const std::string noun = problems.size() == 1 ? " device" : " devices";
+        throw Failure(ExitStatus::Failed, "the list leaves out " + std::to_string(problems.size()) + noun);
+    }
+}
+
 void list(const Session& session, const NoOptions& /*options*/) {
     session.requireLocal("list");
+    const std::vector<Rynvel::MemoryDevice>& rows = Common::devices();
     DeviceList devices;
-    for (const Rynvel::MemoryDevice& row : Common::devices()) {
-        devices.push_back(listed(row, devices.size()));
+    std::vector<std::string> problems;
+    for (std::size_t handle = 0; handle < rows.size(); ++handle) {
+        const std::string problem = Common::disagreement(rows[handle], handle);
+        if (problem.empty()) {
+            devices.push_back(listed(rows[handle], handle));
+        } else {
+            problems.push_back(problem);
+        }
     }
     session.output().print(devices);
+    requireNone(problems);
 }
 
 void info(const Session& session, const InfoOptions& options) {

@@ -1,28 +1,12 @@
 #include "Durations.h"
 
-#include <array>
-#include <cstdint>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
-#include <string_view>
 
-#include "Duration.h"
 #include "Failure.h"
 
 namespace Rynvelctl {
-
-namespace {
-
-struct Unit {
-    std::string_view name;
-    std::int64_t milliseconds;
-};
-
-// From the largest to the smallest.
-constexpr std::array<Unit, 3> units{{{"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
-
-} // namespace
 
 std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
     const auto duration = Common::parseDuration(text);
@@ -38,15 +22,6 @@ std::chrono::milliseconds parsePositiveDuration(const std::string& what, const s
         throw wrongUsage(what + " '" + text + "' is no time at all");
     }
     return duration;
-}
-
-std::string describe(std::chrono::milliseconds duration) {
-    for (const Unit& unit : units) {
-        if (duration.count() != 0 && duration.count() % unit.milliseconds == 0) {
-            return std::to_string(duration.count() / unit.milliseconds) + ' ' + std::string(unit.name);
-        }
-    }
-    return "0 ms";
 }
 
 std::string timeStamp(std::chrono::system_clock::time_point moment) {

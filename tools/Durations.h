@@ -8,6 +8,8 @@
 #include <chrono>
 #include <string>
 
+#include "Duration.h"
+
 namespace Rynvelctl {
 
 /**
@@ -19,8 +21,7 @@ std::chrono::milliseconds parseDuration(const std::string& what, const std::stri
 /** @throws Failure for a duration of 0, too. */
 std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text);
 
-/** In the largest unit that it is a whole number of, for instance "5 s". */
-std::string describe(std::chrono::milliseconds duration);
+using Common::describe;
 
 /** The moment of now, in UTC with microseconds, for instance "2020-01-31T23:59:59.000001Z". */
 std::string timeStamp();

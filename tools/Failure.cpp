@@ -1,5 +1,7 @@
 #include "Failure.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 
@@ -10,6 +12,11 @@ std::string diagnostic(const std::string& text) {
     std::replace_if(
         line.begin(), line.end(), [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
     return line + '\n';
+}
+
+void complain(const std::string& text) {
+    const std::string line = diagnostic(text);
+    [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
 }
 
 } // namespace Rynvelctl

@@ -29,6 +29,9 @@ inline Failure wrongUsage(const std::string& text) { return {ExitStatus::WrongUs
 /** The line that is written to standard error, line end included. Control characters become question marks. */
 std::string diagnostic(const std::string& text);
 
+/** Writes it. There is nobody left to tell that standard error is gone. */
+void complain(const std::string& text);
+
 } // namespace Rynvelctl
 
 #endif

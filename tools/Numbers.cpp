@@ -1,50 +1,30 @@
 #include "Numbers.h"
 
-#include <charconv>
 #include <iomanip>
 #include <sstream>
-#include <string_view>
-#include <system_error>
 
 #include "Failure.h"
+#include "Number.h"
 
 namespace Rynvelctl {
 
 namespace {
 
-/** Takes a prefix of the text away. */
-bool takePrefix(std::string_view& text, std::string_view prefix) {
-    if (text.substr(0, prefix.size()) != prefix) {
-        return false;
-    }
-    text.remove_prefix(prefix.size());
-    return true;
-}
-
-int takeBase(std::string_view& text) {
-    if (takePrefix(text, "0x") || takePrefix(text, "0X")) {
-        return 16;
-    }
-    return takePrefix(text, "0b") || takePrefix(text, "0B") ? 2 : 10;
-}
+constexpr Common::Notation everyNotation{true, true};
 
 std::string quoted(const std::string& what, const std::string& text) { return what + " '" + text + "'"; }
 
 } // namespace
 
 std::uint32_t parseNumber(const std::string& what, const std::string& text) {
-    std::string_view digits = text;
-    const int base = takeBase(digits);
-    std::uint32_t number = 0;
-    const char* const end = digits.data() + digits.size();
-    const auto result = std::from_chars(digits.data(), end, number, base);
-    if (result.ec == std::errc::invalid_argument || result.ptr != end) {
+    if (!Common::isNumber(text, everyNotation)) {
         throw wrongUsage(quoted(what, text) + " is no number (decimal, 0x or 0b)");
     }
-    if (result.ec != std::errc{}) {
+    const auto number = Common::parseNumber(text, everyNotation);
+    if (!number) {
         throw wrongUsage(quoted(what, text) + " does not fit in 32 bits");
     }
-    return number;
+    return *number;
 }
 
 std::uint32_t parseValue(const std::string& what, const std::string& text, unsigned int width) {
@@ -65,8 +45,6 @@ std::uint32_t parseCount(const std::string& what, const std::string& text, std::
     }
     return count;
 }
-
-std::uint32_t largestValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
 
 std::string hexadecimal(std::uint32_t value, unsigned int width) { return "0x" + hexadecimalDigits(value, width); }
 

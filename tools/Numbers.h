@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "RegisterWord.h"
+
 namespace Rynvelctl {
 
 /**
@@ -22,8 +24,7 @@ std::uint32_t parseValue(const std::string& what, const std::string& text, unsig
 /** @throws Failure when the text is no number from 1 to `most`. */
 std::uint32_t parseCount(const std::string& what, const std::string& text, std::uint32_t most = UINT32_MAX);
 
-/** The largest value of a register of `width` bits. */
-std::uint32_t largestValue(unsigned int width);
+using Common::largestValue;
 
 /** A value as `width` bits of hexadecimal digits after 0x. */
 std::string hexadecimal(std::uint32_t value, unsigned int width = 32);

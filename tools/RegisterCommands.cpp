@@ -11,6 +11,7 @@
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "RegisterWord.h"
 
 namespace Rynvelctl {
 
@@ -135,10 +136,6 @@ bool readsInOneBurst(const RegisterRange& range, const DumpOptions& options) {
     return options.inOneBurst && !(range.device().server && range.count() == 1);
 }
 
-std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
-    return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
-}
-
 /** What was read before a failure, if there was one, counts. */
 struct Reading {
     std::vector<std::uint32_t> values;
@@ -149,7 +146,7 @@ Reading readSingly(OpenDevice& device, const RegisterRange& range, Rynvel::ByteO
     Reading reading;
     try {
         for (std::uint32_t i = 0; i < range.count(); ++i) {
-            reading.values.push_back(inOrder(device.read(range[i]), range.device().width(), order));
+            reading.values.push_back(Common::inOrder(device.read(range[i]), range.device().width(), order));
         }
     } catch (const Failure& failure) {
         reading.failure = failure;

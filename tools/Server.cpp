@@ -9,7 +9,6 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr std::uint16_t defaultPort = 8888;
 constexpr std::uint32_t largestPort = 65535;
 
 /** The colons between host and port; none when there is no port, or when they are no separator. */
@@ -28,7 +27,7 @@ Common::ServerAddress parse(const std::string& address) {
         throw wrongUsage("server '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
     }
     if (separator.empty()) {
-        return {host, defaultPort};
+        return {host, Common::defaultPort};
     }
     const std::string port = address.substr(end + separator.size());
     return {host, static_cast<std::uint16_t>(parseCount("port", port, largestPort))};

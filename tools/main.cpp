@@ -14,9 +14,7 @@ namespace {
 using namespace Rynvelctl;
 
 int report(ExitStatus status, const std::string& text) {
-    const std::string line = diagnostic(text);
-    // There is nobody left to tell that standard error is gone.
-    [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
+    complain(text);
     return static_cast<int>(status);
 }
 

@@ -95,14 +95,6 @@ TEST(Durations, AreNumbersWithUnits) {
     EXPECT_EQ(complaint([] { parsePositiveDuration("interval", "0s"); }), "interval '0s' is no time at all");
 }
 
-TEST(Durations, AreShownInTheirLargestWholeUnit) {
-    using std::chrono::milliseconds;
-    EXPECT_EQ(describe(milliseconds(0)), "0 ms");
-    EXPECT_EQ(describe(milliseconds(1'500)), "1500 ms");
-    EXPECT_EQ(describe(milliseconds(90'000)), "90 s");
-    EXPECT_EQ(describe(milliseconds(120'000)), "2 m");
-}
-
 TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
     using std::chrono::microseconds;
     EXPECT_EQ(timeStamp(std::chrono::system_clock::time_point(microseconds(951'782'400'000'042))),

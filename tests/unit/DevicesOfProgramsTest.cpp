@@ -14,14 +14,16 @@
 
 #include <gtest/gtest.h>
 
+#include "AccessMutex.h"
 #include "DeviceKind.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
+#include "EventLog.h"
 #include "FaultGuard.h"
 #include "HandOver.h"
 #include "OpenCounter.h"
 #include "OwnFolder.h"
-#include "PlainMutex.h"
+#include "RecordingMutex.h"
 #include "RegisterDevice.h"
 
 namespace RynvelTest {
@@ -115,41 +117,43 @@ TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
     EXPECT_EQ(Common::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
 }
 
+Common::Probe probe(const MemoryDevice& row) { return Common::openDevice(row).probe; }
+
 TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     const MemoryDevice missing{"missing", "/nowhere/registers", 0, DeviceType::Lseek8};
     EXPECT_FALSE(Common::isPresent(missing));
-    EXPECT_EQ(Common::probe(missing).obstacle, "/nowhere/registers: No such file or directory");
+    EXPECT_EQ(probe(missing).obstacle, "/nowhere/registers: No such file or directory");
     const MemoryDevice folder{"folder", "/", 0, DeviceType::Lseek8};
     EXPECT_TRUE(Common::isPresent(folder));
-    EXPECT_EQ(Common::probe(folder).obstacle, "/: Is a directory");
+    EXPECT_EQ(probe(folder).obstacle, "/: Is a directory");
 }
 
 TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
-        const auto probe = Common::probe({"seekable", file.path(), 0, type});
-        EXPECT_EQ(probe.obstacle, "");
-        EXPECT_FALSE(probe.mapSize);
+        const auto found = probe({"seekable", file.path(), 0, type});
+        EXPECT_EQ(found.obstacle, "");
+        EXPECT_FALSE(found.mapSize);
     }
 }
 
 TEST(DeviceProbe, TellsTheSizeOfAMapping) {
     const MemoryFile file(pageSize);
-    const auto probe = Common::probe(mappedRow(file, pageSize));
-    EXPECT_EQ(probe.obstacle, "");
-    EXPECT_EQ(probe.mapSize, pageSize);
+    const auto found = probe(mappedRow(file, pageSize));
+    EXPECT_EQ(found.obstacle, "");
+    EXPECT_EQ(found.mapSize, pageSize);
 }
 
 TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(Common::probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
+    EXPECT_EQ(probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
     const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
-    EXPECT_NE(Common::probe(full).obstacle, "");
+    EXPECT_NE(probe(full).obstacle, "");
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     const std::string pipePath = "/proc/self/fd/" + std::to_string(ends[0]);
     const MemoryDevice unmappable{"pipe", pipePath, pageSize, DeviceType::Tyvon32};
-    EXPECT_EQ(Common::probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
+    EXPECT_EQ(probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
     close(ends[0]);
     close(ends[1]);
 }
@@ -157,13 +161,13 @@ TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
 TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryFile file(pageSize);
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
-    EXPECT_EQ(Common::probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
+    EXPECT_EQ(probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
 }
 
-TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
-    EXPECT_EQ(Common::probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle, "");
-    EXPECT_EQ(Common::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle,
-              "/dev/odd: no backend for its type");
+TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
+    EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle,
+              "10.0.0.7::9000: a device of another server");
+    EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle, "/dev/odd: no backend for its type");
 }
 
 /** What a thread asks for while files are handed over. */
@@ -450,6 +454,87 @@ TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
             read(faultyRegister());
         },
         testing::KilledBySignal(SIGBUS), "");
+}
+
+/** Notes that it was destroyed. */
+class Witness {
+public:
+    explicit Witness(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}
+    Witness(const Witness&) = delete;
+    Witness& operator=(const Witness&) = delete;
+    ~Witness() { m_isDestroyed = true; }
+
+private:
+    bool& m_isDestroyed;
+};
+
+TEST(FaultGuard, LeavesAnAccessWithoutUnwindingIt) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    bool isDestroyed = false;
+    EXPECT_FALSE(Common::FaultGuard::run([&] {
+        const Witness witness(isDestroyed);
+        read(faulty);
+    }));
+    EXPECT_FALSE(isDestroyed);
+}
+
+TEST(FaultGuard, TellsWhetherAnAccessIsRunning) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    bool isRunning = false;
+    EXPECT_FALSE(Common::FaultGuard::isRunning());
+    Common::FaultGuard::run([&] { isRunning = Common::FaultGuard::isRunning(); });
+    EXPECT_TRUE(isRunning);
+    EXPECT_FALSE(Common::FaultGuard::isRunning());
+    Common::FaultGuard::run([&] { read(faulty); });
+    EXPECT_FALSE(Common::FaultGuard::isRunning());
+}
+
+class AccessMutexTest : public testing::Test {
+protected:
+    EventLog m_log;
+    Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
+};
+
+TEST_F(AccessMutexTest, IsAnyOtherMutexOutsideOfGuardedAccesses) {
+    EXPECT_TRUE(m_mutex.lock());
+    EXPECT_TRUE(m_mutex.unlock());
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
+TEST_F(AccessMutexTest, IsUnlockedAtTheEndOfAGuardedAccess) {
+    EXPECT_TRUE(Common::FaultGuard::run([&] {
+        m_mutex.lock();
+        m_mutex.unlock();
+    }));
+    EXPECT_EQ(m_log, EventLog{"lock"});
+    m_mutex.endAccess();
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
+TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    EXPECT_FALSE(Common::FaultGuard::run([&] {
+        m_mutex.lock();
+        read(faulty);
+    }));
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
+TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
+    Common::FaultGuard::install();
+    const volatile std::uint32_t& faulty = faultyRegister();
+    m_mutex.lock();
+    std::thread([&] {
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
+        m_mutex.endAccess();
+    }).join();
+    EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
 TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {

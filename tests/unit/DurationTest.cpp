@@ -34,5 +34,20 @@ TEST(Duration, IsNothingElse) {
     }
 }
 
+TEST(Duration, IsShownInItsLargestWholeUnit) {
+    EXPECT_EQ(Common::describe(0ms), "0 ms");
+    EXPECT_EQ(Common::describe(1500ms), "1500 ms");
+    EXPECT_EQ(Common::describe(90s), "90 s");
+    EXPECT_EQ(Common::describe(120s), "2 m");
+}
+
+TEST(Duration, IsSplitIntoSecondsAndMicrosecondsForTheSystem) {
+    EXPECT_EQ(Common::toTimeval(2s).tv_sec, 2);
+    EXPECT_EQ(Common::toTimeval(2s).tv_usec, 0);
+    EXPECT_EQ(Common::toTimeval(1234ms).tv_sec, 1);
+    EXPECT_EQ(Common::toTimeval(1234ms).tv_usec, 234000);
+    EXPECT_EQ(Common::toTimeval(24h).tv_sec, 86400);
+}
+
 } // namespace
 } // namespace RynvelTest

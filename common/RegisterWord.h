@@ -1,0 +1,43 @@
+/**
+ * @file
+ * Values of registers of 8, 16 or 32 bits, in words of 32 bits.
+ */
+#ifndef RYNVEL_COMMON_REGISTERVALUE_H
+#define RYNVEL_COMMON_REGISTERVALUE_H
+
+#include <cstdint>
+
+#include <rynvel.hpp>
+
+namespace Common {
+
+/** The bits of a register of type `T`. */
+template <typename T>
+constexpr unsigned int widthOf = 8 * sizeof(T);
+
+constexpr unsigned int bytesOf(unsigned int width) { return width / 8; }
+
+/** The largest value of a register of `width` bits. */
+constexpr std::uint32_t largestValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
+
+/** The value that a burst in this byte order delivers, or stores, for one of the host's. */
+inline std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
+    return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
+}
+
+/** Calls `function` with a 0 of the type of registers of `width` bits, and returns what it returns. */
+template <typename Function>
+auto withRegisterType(unsigned int width, const Function& function) {
+    switch (width) {
+    case 8:
+        return function(std::uint8_t{0});
+    case 16:
+        return function(std::uint16_t{0});
+    default:
+        return function(std::uint32_t{0});
+    }
+}
+
+} // namespace Common
+
+#endif

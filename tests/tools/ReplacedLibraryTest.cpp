@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include "Program.h"
+
+namespace RynvelTest {
+namespace {
+
+/** Programs with the table of devices.def, on a library that has the one of replaced_devices.def. */
+class ReplacedLibrary : public testing::Test {
+protected:
+    ReplacedLibrary() {
+        for (const char* const name : {"registers8", "registers16", "registers32", "map", "elsewhere"}) {
+            m_folder.store(name, m_content);
+        }
+    }
+
+    Ending run(const std::string& line) const {
+        return runProgram(RYNVELCTL_WITH_REPLACED_LIBRARY, words(line), m_folder.path());
+    }
+
+    /** The command is refused in one line, and has touched nothing. */
+    void expectRefusal(const std::string& line, const std::string& difference) const {
+        const Ending ending = run(line);
+        EXPECT_EQ(ending.status, 1) << line;
+        EXPECT_EQ(ending.output, "") << line;
+        EXPECT_EQ(ending.error, "rynvelctl: " + difference + '\n') << line;
+        EXPECT_EQ(m_folder.load("registers32"), m_content);
+        EXPECT_EQ(m_folder.load("map"), m_content);
+    }
+
+    const std::string m_content = std::string(16, '\x5A');
+    const TestFolder m_folder;
+};
+
+TEST_F(ReplacedLibrary, ServesTheDevicesOnWhichItAgrees) {
+    const Ending ending = run("read file8 0");
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "file8 0x00000000 = 0x5a\n");
+    EXPECT_EQ(ending.error, "");
+    EXPECT_EQ(run("info missing").error, "rynvelctl: missing: nowhere/registers: No such file or directory\n");
+}
+
+TEST_F(ReplacedLibrary, IsRefusedForADeviceThatItKnowsOtherwise) {
+    expectRefusal("write map32 0 1",
+                  "map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32");
+    expectRefusal("write file32 0 1",
+                  "file32: librynvel disagrees with this program: its path is 'registers16' and not 'registers32'");
+    expectRefusal("info map16", "map16: librynvel disagrees with this program: its size is 8192 and not 4096");
+    expectRefusal("dump spi 0 1", "spi: librynvel disagrees with this program: its offset is 4 and not 0");
+}
+
+TEST_F(ReplacedLibrary, IsRefusedWithEveryDifferenceInOneLine) {
+    expectRefusal("read sizeless 0", "sizeless: librynvel disagrees with this program: its type is Tyvon16 and not "
+                                     "Tyvon32, its path is 'elsewhere' and not 'map', its size is 16 and not 0");
+}
+
+TEST_F(ReplacedLibrary, IsRefusedForADeviceThatItDoesNotHave) {
+    expectRefusal("read file16 0", "file16: librynvel disagrees with this program: it has no such device");
+}
+
+TEST_F(ReplacedLibrary, IsRefusedForTheTypeOfADeviceAtAServer) {
+    expectRefusal("--remote 127.0.0.1:1 read map32 0",
+                  "map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32");
+}
+
+TEST_F(ReplacedLibrary, HasTheRowsLeftOutOfTheListOnWhichItDisagrees) {
+    const Ending ending = run("list");
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.output, "NAME        HANDLE  PATH         BACKEND           WIDTH  FILE\n"
+                             "file8       0       registers8   Lseek8            8      present\n"
+                             "torn        5       map          Tyvon32           32     present\n"
+                             "seek.irq16  7       registers16  TyvonInterrupt16  16     present\n"
+                             "uio         9       uio_link     Uio32             32     missing\n"
+                             "folder      10      /            Lseek8            8      present\n"
+                             "full        13      /dev/full    Lseek8            8      present\n");
+    const std::string start = ": librynvel disagrees with this program: ";
+    EXPECT_EQ(ending.error,
+              "rynvelctl: file16" + start + "it has no such device\n" + //
+                  "rynvelctl: file32" + start +
+                  "its path is 'registers16' and not 'registers32'\n" //
+                  "rynvelctl: map16" +
+                  start + "its size is 8192 and not 4096\n" + //
+                  "rynvelctl: map32" + start + "its type is Tyvon16 and not Tyvon32\n" + "rynvelctl: sizeless" + start +
+                  "its type is Tyvon16 and not Tyvon32, its path is 'elsewhere' and not 'map', its size "
+                  "is 16 and not 0\n" +
+                  "rynvelctl: spi" + start + "its offset is 4 and not 0\n" + //
+                  "rynvelctl: missing" + start + "its handle is 12 and not 11\n" + "rynvelctl: missing.map" + start +
+                  "its handle is 11 and not 12\n" + "rynvelctl: the list leaves out 8 devices\n");
+}
+
+/** The server in the same case. */
+class ReplacedLibraryOfServer : public ReplacedLibrary {
+protected:
+    /** What a server says when it starts, with its port. */
+    static std::string portIn(const std::string& banner) {
+        const std::string start = "rynveld: listening on 127.0.0.1:";
+        EXPECT_EQ(banner.substr(0, start.size()), start);
+        return banner.substr(start.size(), banner.find(',') - start.size());
+    }
+};
+
+TEST_F(ReplacedLibraryOfServer, LetsItsClientsHaveTheDevicesOnWhichItAgrees) {
+    Program server(RYNVELD_WITH_REPLACED_LIBRARY, {"--listen", "127.0.0.1:0"}, m_folder.path());
+    const std::string remote = "--remote 127.0.0.1:" + portIn(server.errorLine());
+    EXPECT_EQ(run(remote + " read file8 0").output, "file8 0x00000000 = 0x5a\n");
+    const Ending refused = run(remote + " --type Tyvon32 read map32 0");
+    ASSERT_EQ(refused.status, 3);
+    const std::string trace = server.errorLine();
+    EXPECT_NE(trace.find("Device \"map32\" cannot be opened for 127.0.0.1:"), std::string::npos) << trace;
+    EXPECT_NE(trace.find(": map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32."),
+              std::string::npos)
+        << trace;
+}
+
+TEST_F(ReplacedLibraryOfServer, KeepsItFromStartingForADeviceOnWhichItDisagrees) {
+    Program server(RYNVELD_WITH_REPLACED_LIBRARY, {"--listen", "127.0.0.1:0", "--device", "file8", "--device", "map32"},
+                   m_folder.path());
+    ASSERT_EQ(server.errorLine(),
+              "rynveld: map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32");
+    EXPECT_EQ(server.wait().status, 1);
+}
+
+} // namespace
+} // namespace RynvelTest

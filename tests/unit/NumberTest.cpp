@@ -1,0 +1,60 @@
+#include "Number.h"
+
+#include <gtest/gtest.h>
+
+namespace RynvelTest {
+namespace {
+
+using Common::isNumber;
+using Common::Notation;
+using Common::parseNumber;
+
+constexpr Notation decimal;
+constexpr Notation withHexadecimal{true, false};
+constexpr Notation every{true, true};
+constexpr Notation fourDigits{true, true, 4};
+
+TEST(Number, IsDecimal) {
+    EXPECT_EQ(parseNumber("0", decimal), 0U);
+    EXPECT_EQ(parseNumber("0017", decimal), 17U);
+    EXPECT_EQ(parseNumber("4294967295", decimal), 4294967295U);
+}
+
+TEST(Number, HasThePrefixesOfItsNotationOnly) {
+    EXPECT_EQ(parseNumber("0xfF", every), 255U);
+    EXPECT_EQ(parseNumber("0X10", withHexadecimal), 16U);
+    EXPECT_EQ(parseNumber("0b101", every), 5U);
+    EXPECT_EQ(parseNumber("0B1", every), 1U);
+    EXPECT_FALSE(isNumber("0x10", decimal));
+    EXPECT_FALSE(isNumber("0b1", decimal));
+    EXPECT_FALSE(isNumber("0b1", withHexadecimal));
+}
+
+TEST(Number, IsTheWholeText) {
+    for (const char* const text :
+         {"", " 1", "1 ", "+1", "-1", "1x", "x1", "0x", "0b", "0b2", "0xg", "0x-1", "0x0x1", "1e3", "1.0", "1a"}) {
+        EXPECT_FALSE(isNumber(text, every)) << text;
+        EXPECT_EQ(parseNumber(text, every), std::nullopt) << text;
+    }
+}
+
+TEST(Number, IsOneOfAnySizeAndParsedUpToTheHighest) {
+    for (const char* const text : {"4294967296", "0x100000000", "99999999999999999999"}) {
+        EXPECT_TRUE(isNumber(text, every)) << text;
+        EXPECT_EQ(parseNumber(text, every), std::nullopt) << text;
+    }
+    EXPECT_EQ(parseNumber("65535", every, 65535), 65535U);
+    EXPECT_EQ(parseNumber("65536", every, 65535), std::nullopt);
+}
+
+TEST(Number, HasNoMoreDigitsThanItsNotation) {
+    EXPECT_EQ(parseNumber("0001", fourDigits), 1U);
+    EXPECT_EQ(parseNumber("0xffff", fourDigits), 65535U);
+    for (const char* const text : {"00001", "12345", "0x00001", "0b00001"}) {
+        EXPECT_FALSE(isNumber(text, fourDigits)) << text;
+        EXPECT_EQ(parseNumber(text, fourDigits), std::nullopt) << text;
+    }
+}
+
+} // namespace
+} // namespace RynvelTest
