@@ -59,7 +59,7 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
     case Common::ParseResult::Kind::Answered:
-        Output::write(result.text);
+        Output(Format::Text, CommandTime(std::nullopt)).write(result.text);
         return false;
     case Common::ParseResult::Kind::Wrong:
         throw wrongUsage(result.text);
@@ -74,7 +74,7 @@ void CommandLine::complete(const std::vector<std::string>& words) const {
     for (const std::string& word : completions(describe(), words)) {
         lines += word + '\n';
     }
-    Output::write(lines);
+    Output(Format::Text, CommandTime(std::nullopt)).write(lines);
 }
 
 void CommandLine::run(int argc, const char* const* argv) {

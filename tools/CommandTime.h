@@ -27,6 +27,9 @@ public:
     /** By when a server must have answered what it is asked now: the end of the command, or 5 s when that has none. */
     Common::Deadline answerDeadline() const;
 
+    /** Whether the command itself has a limit. */
+    bool isLimited() const { return m_limit.has_value(); }
+
     /** The limit in words, for instance "5 s". */
     std::string limit() const;
 

@@ -117,7 +117,7 @@ public:
         const Common::Deadline ownDeadline = m_each ? Common::Deadline(*m_each) : Common::Deadline();
         const Common::Deadline deadline = Common::Deadline::earlier(ownDeadline, m_time.deadline());
         for (;;) {
-            const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt() : std::nullopt;
+            const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt(deadline) : std::nullopt;
             if (word) {
                 ++m_received;
                 return *word;

@@ -102,7 +102,7 @@ int LocalDevice::expectInterrupts() {
     return descriptor;
 }
 
-std::optional<std::uint32_t> LocalDevice::receiveInterrupt() {
+std::optional<std::uint32_t> LocalDevice::receiveInterrupt(const Common::Deadline& /*deadline*/) {
     errno = 0;
     unsigned long word = 0;
     const bool isReceived = m_opened.device->device().waitForInterrupt(&word);

@@ -43,8 +43,13 @@ public:
     virtual void disableInterrupts() = 0;
     /** Prepares to receive interrupts. @return the descriptor to poll for them. */
     virtual int expectInterrupts() = 0;
-    /** After the descriptor was ready. @return the interrupt's word; none when there was no interrupt after all. */
-    virtual std::optional<std::uint32_t> receiveInterrupt() = 0;
+    /**
+     * After the descriptor was ready.
+     *
+     * @param deadline for the word to be whole.
+     * @return the interrupt's word; none when there was no interrupt after all, or not in time.
+     */
+    virtual std::optional<std::uint32_t> receiveInterrupt(const Common::Deadline& deadline) = 0;
 
     /** The descriptor of this machine's device; none where there is none. */
     virtual std::optional<int> descriptor() = 0;

@@ -3,7 +3,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <string_view>
 
@@ -25,18 +27,24 @@ std::string formatted(Format format, const Report& report) {
     }
 }
 
+/** Waits until standard output takes something; returns, too, when it is broken, which a write tells. */
+void awaitRoom(const CommandTime& time) {
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    while (::poll(&output, 1, time.deadline().pollTime()) <= 0) {
+        time.require("standard output");
+    }
+}
+
+/** A pipe that has room takes so much without blocking. */
 std::size_t writeSome(std::string_view text) {
-    const ssize_t count = ::write(STDOUT_FILENO, text.data(), text.size());
+    const ssize_t count = ::write(STDOUT_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
     if (count >= 0) {
         return static_cast<std::size_t>(count);
     }
     if (errno == EPIPE) {
         throw OutputClosed();
     }
-    if (errno == EAGAIN) {
-        pollfd output{STDOUT_FILENO, POLLOUT, 0};
-        ::poll(&output, 1, -1);
-    } else if (errno != EINTR) {
+    if (errno != EAGAIN && errno != EINTR) {
         throw Failure(ExitStatus::Failed, std::string("standard output: ") + std::strerror(errno));
     }
     return 0;
@@ -51,9 +59,10 @@ void Output::print(const Report& report) const {
     }
 }
 
-void Output::write(const std::string& text) {
+void Output::write(const std::string& text) const {
     std::string_view rest = text;
     while (!rest.empty()) {
+        awaitRoom(m_time);
         rest.remove_prefix(writeSome(rest));
     }
 }

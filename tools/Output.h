@@ -5,6 +5,7 @@
 #ifndef RYNVELCTL_OUTPUT_H
 #define RYNVELCTL_OUTPUT_H
 
+#include "CommandTime.h"
 #include "Report.h"
 
 namespace Rynvelctl {
@@ -16,16 +17,18 @@ struct OutputClosed {};
 
 class Output {
 public:
-    explicit Output(Format format) : m_format(format) {}
+    /** @param time the command's: standard output that nobody reads is not waited for any longer. */
+    Output(Format format, const CommandTime& time) : m_format(format), m_time(time) {}
 
     /** Writes a report at once; nothing where the format has no text for it. @throws Failure, or OutputClosed. */
     void print(const Report& report) const;
 
     /** Writes a text as it is. @throws Failure, or OutputClosed. */
-    static void write(const std::string& text);
+    void write(const std::string& text) const;
 
 private:
     Format m_format;
+    CommandTime m_time;
 };
 
 } // namespace Rynvelctl

@@ -71,13 +71,16 @@ void read(const Session& session, const RegisterOptions& options) {
     session.output().print(RegisterValue{range, device->read(range)});
 }
 
-void verify(OpenDevice& device, const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
+void verify(OpenDevice& device, const WrittenValue& written) {
+    const RegisterRange& range = written.range;
     const std::uint32_t found = device.read(range);
-    if ((found & mask) != (value & mask)) {
+    const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
+    if ((found & mask) != (written.value & mask)) {
         const Target& target = range.device();
+        const std::string masked = written.mask ? " under the mask " + hexadecimal(mask, target.width()) : "";
         throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " reads " +
                                               hexadecimal(found, target.width()) + " after " +
-                                              hexadecimal(value, target.width()) + " was written");
+                                              hexadecimal(written.value, target.width()) + " was written" + masked);
     }
 }
 
@@ -104,11 +107,11 @@ void write(const Session& session, const WriteOptions& options) {
     } else {
         device->write(range, value);
     }
-    const std::uint32_t writtenBits = mask.value_or(largestValue(target.width()));
+    const WrittenValue written{range, value & mask.value_or(UINT32_MAX), mask};
     if (options.verifies) {
-        verify(*device, range, value, writtenBits);
+        verify(*device, written);
     }
-    session.output().print(WrittenValue{range, value & writtenBits, mask});
+    session.output().print(written);
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {

@@ -41,9 +41,6 @@ int ServedDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
 }
 
 std::optional<std::uint32_t> ServedDevice::interruptType() {
-    if (!m_target.kind.hasInterrupts) {
-        return std::nullopt;
-    }
     return m_server.ask([&] { return m_device.interruptType(); }, "");
 }
 
@@ -59,8 +56,20 @@ int ServedDevice::expectInterrupts() {
     return m_server.ask([&] { return m_device.arm(); }, m_target.name() + ": the server reports no interrupts of it");
 }
 
-std::optional<std::uint32_t> ServedDevice::receiveInterrupt() {
-    return m_server.ask([&] { return m_device.receiveInterrupt(m_server.deadlines()()); }, "");
+std::optional<std::uint32_t> ServedDevice::receiveInterrupt(const Common::Deadline& deadline) {
+    const auto earliest = Common::Deadline::earlier(deadline, m_server.deadlines()());
+    return m_server.ask(
+        [&]() -> std::optional<std::uint32_t> {
+            try {
+                return m_device.receiveInterrupt(earliest);
+            } catch (const Common::ExchangeError&) {
+                if (deadline.isOver()) {
+                    return std::nullopt;
+                }
+                throw;
+            }
+        },
+        "");
 }
 
 void ServedDevice::raiseInterrupt(std::uint32_t word) {

@@ -30,7 +30,7 @@ public:
     void enableInterrupts() override;
     void disableInterrupts() override;
     int expectInterrupts() override;
-    std::optional<std::uint32_t> receiveInterrupt() override;
+    std::optional<std::uint32_t> receiveInterrupt(const Common::Deadline& deadline) override;
     /** None: there is a connection, and no device file. */
     std::optional<int> descriptor() override { return std::nullopt; }
 

@@ -30,6 +30,9 @@ Common::ServerAddress parse(const std::string& address) {
         return {host, Common::defaultPort};
     }
     const std::string port = address.substr(end + separator.size());
+    if (port.find_first_not_of("0123456789") != std::string::npos) {
+        throw wrongUsage("port '" + port + "' is not a decimal number from 1 to " + std::to_string(largestPort));
+    }
     return {host, static_cast<std::uint16_t>(parseCount("port", port, largestPort))};
 }
 
@@ -51,7 +54,8 @@ Failure Server::failure(const Common::ExchangeError& error, const std::string& r
     case Cause::Malformed:
         return {ExitStatus::Failed, name() + ": " + error.what()};
     case Cause::TimedOut:
-        return {ExitStatus::TimedOut, name() + ": no answer within " + m_time.limit()};
+        return {ExitStatus::TimedOut, name() + (m_hasAnswered && m_time.isLimited() ? ": not done" : ": no answer") +
+                                          " within " + m_time.limit()};
     default:
         return {ExitStatus::Unreachable, name() + ": " + error.what()};
     }

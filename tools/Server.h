@@ -5,6 +5,7 @@
 #ifndef RYNVELCTL_SERVER_H
 #define RYNVELCTL_SERVER_H
 
+#include <exception>
 #include <string>
 
 #include "CommandTime.h"
@@ -39,6 +40,7 @@ public:
     template <typename Calls>
     auto ask(const Calls& calls, const std::string& refused) const {
         try {
+            const AnswerMark mark(m_hasAnswered);
             return calls();
         } catch (const Common::ExchangeError& error) {
             throw failure(error, refused);
@@ -46,10 +48,25 @@ public:
     }
 
 private:
+    /** Notes that calls have ended without an exception. */
+    class AnswerMark {
+    public:
+        explicit AnswerMark(bool& hasAnswered) : m_hasAnswered(hasAnswered) {}
+        AnswerMark(const AnswerMark&) = delete;
+        AnswerMark& operator=(const AnswerMark&) = delete;
+        ~AnswerMark() { m_hasAnswered = m_hasAnswered || std::uncaught_exceptions() == m_exceptions; }
+
+    private:
+        bool& m_hasAnswered;
+        const int m_exceptions = std::uncaught_exceptions();
+    };
+
     Failure failure(const Common::ExchangeError& error, const std::string& refused) const;
 
     Common::ServerAddress m_address;
     CommandTime m_time;
+    /** A server that has answered is not silent: the command takes too long. */
+    mutable bool m_hasAnswered = false;
 };
 
 } // namespace Rynvelctl

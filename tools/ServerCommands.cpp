@@ -22,29 +22,49 @@ std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const s
     return std::chrono::steady_clock::now() - start;
 }
 
-std::vector<std::chrono::nanoseconds> timesOf(const Server& server, const std::string& deviceName,
-                                              std::uint32_t count) {
+std::unique_ptr<Common::RecordConnection> connectTo(const Server& server, const std::string& deviceName) {
     const Common::Deadlines deadlines = server.deadlines();
-    Common::RecordConnection connection(server.address(), deadlines());
+    auto connection = std::make_unique<Common::RecordConnection>(server.address(), deadlines());
     if (deviceName.empty()) {
         // A server may hang up on a client that does not begin by opening a device, whatever it names.
-        connection.exchange({Rynvel::RequestData::Type::Open, ""}, deadlines());
+        connection->exchange({Rynvel::RequestData::Type::Open, ""}, deadlines());
     } else {
-        connection.open(deviceName, deadlines());
+        connection->open(deviceName, deadlines());
     }
+    return connection;
+}
+
+/** What was measured before a failure, if there was one, counts. */
+struct Measurement {
     std::vector<std::chrono::nanoseconds> times;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        times.push_back(roundTrip(connection, deviceName, deadlines()));
+    std::optional<Failure> failure;
+};
+
+Measurement measure(const Server& server, const std::string& deviceName, std::uint32_t count) {
+    const auto connection = server.ask([&] { return connectTo(server, deviceName); }, "");
+    Measurement measurement;
+    try {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            measurement.times.push_back(
+                server.ask([&] { return roundTrip(*connection, deviceName, server.deadlines()()); }, ""));
+        }
+    } catch (const Failure& failure) {
+        measurement.failure = failure;
     }
-    return times;
+    return measurement;
 }
 
 void ping(const Session& session, const PingOptions& options) {
     const Server& server = session.server("ping");
     requireNameFits(options.name);
     const std::uint32_t count = parseCount("count", options.count, mostExchanges);
-    const auto times = server.ask([&] { return timesOf(server, options.name, count); }, "");
-    session.output().print(RoundTrips{server.name(), times});
+    const Measurement measurement = measure(server, options.name, count);
+    if (!measurement.times.empty()) {
+        session.output().print(RoundTrips{server.name(), measurement.times});
+    }
+    if (measurement.failure) {
+        throw Failure(*measurement.failure);
+    }
 }
 
 } // namespace

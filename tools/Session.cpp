@@ -24,7 +24,7 @@ CommandTime timeOf(const GeneralOptions& options) {
 
 } // namespace
 
-Session::Session(const GeneralOptions& options) : m_output(formatOf(options)), m_time(timeOf(options)) {
+Session::Session(const GeneralOptions& options) : m_time(timeOf(options)), m_output(formatOf(options), m_time) {
     if (!options.remote.empty()) {
         m_server.emplace(options.remote, m_time);
     }

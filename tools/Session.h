@@ -45,8 +45,8 @@ public:
     void requireLocal(const char* command) const;
 
 private:
-    Output m_output;
     CommandTime m_time;
+    Output m_output;
     std::optional<Server> m_server;
     const Common::DeviceKind* m_type = nullptr;
 };

@@ -1,5 +1,6 @@
 #include "Target.h"
 
+#include <algorithm>
 #include <tuple>
 
 #include "DeviceList.h"
@@ -54,9 +55,14 @@ std::vector<const DeviceKind*> servedKinds() {
     }
 }
 
+// The library takes what has a single colon for the name of a host.
 Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
+    const std::string& address = row.m_devicePath;
+    if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
+        throw wrongUsage(row.m_name + ": server '" + address + "' is not HOST or HOST::PORT");
+    }
     try {
-        return {row.m_devicePath, time};
+        return {address, time};
     } catch (const Failure& failure) {
         throw Failure(failure.status(), row.m_name + ": " + failure.what());
     }
@@ -94,6 +100,12 @@ Target localTarget(const std::string& name, const DeviceKind* type, const Comman
 void requireNameFits(const std::string& name) {
     if (name.size() > longestName) {
         throw wrongUsage("the name '" + name + "' is longer than " + std::to_string(longestName) + " characters");
+    }
+    const auto isControl = [](char character) {
+        return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
+    };
+    if (std::any_of(name.begin(), name.end(), isControl)) {
+        throw wrongUsage("the name of the device has a control character, which a server does not accept");
     }
 }
 

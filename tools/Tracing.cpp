@@ -65,7 +65,8 @@ void apply(const std::string& setting) {
 } // namespace
 
 void setUpTraces(const std::vector<std::string>& settings) {
-    if (std::getenv("ZILTRACE") == nullptr) {
+    const char* const wanted = std::getenv("ZILTRACE");
+    if (wanted == nullptr || *wanted == '\0') {
         ZilTraceControl::setLevel("*", silence);
     }
     for (const std::string& setting : settings) {

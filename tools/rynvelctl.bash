@@ -9,7 +9,7 @@ _rynvelctl() {
     [[ $COMP_WORDBREAKS != *:* ]] || breaks+=:
     [[ $COMP_WORDBREAKS != *=* ]] || breaks+==
     [ -z "$breaks" ] || known=${word%"${word##*[$breaks]}"}
-    mapfile -t COMPREPLY < <("${words[0]}" --complete "${words[@]:1}" 2>/dev/null)
+    mapfile -t COMPREPLY < <("${words[0]/#\~/$HOME}" --complete "${words[@]:1}" 2>/dev/null)
     COMPREPLY=("${COMPREPLY[@]#"$known"}")
 }
 

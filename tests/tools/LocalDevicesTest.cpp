@@ -5,6 +5,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -182,6 +183,8 @@ TEST_F(LocalDevices, AreReadBackWhenAWriteIsVerified) {
     expect("write file8 3 5", 0, "file8 0x00000003 = 0x05\n");
     expect("write file8 3 5 --verify", 1, "", "rynvelctl: file8: 0x00000003 reads 0x00 after 0x05 was written\n");
     expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 under 0xf0\n");
+    expect("write file8 3 0x15 --mask 0x0f --verify", 1, "",
+           "rynvelctl: file8: 0x00000003 reads 0x00 after 0x05 was written under the mask 0x0f\n");
 }
 
 TEST_F(LocalDevices, AreDumped) {
@@ -257,6 +260,18 @@ TEST_F(LocalDevices, AreWatchedForChanges) {
     const Ending ending = program.wait();
     EXPECT_EQ(ending.status, -SIGINT);
     EXPECT_EQ(ending.output + ending.error, "");
+}
+
+TEST_F(LocalDevices, AreGivenUpWhenStandardOutputTakesNothing) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+    Program program(RYNVELCTL_FOR_TESTS, words("--timeout 200ms dump map32 0 1024"), m_folder.path(), ends[1]);
+    const Ending ending = program.wait();
+    EXPECT_EQ(ending.status, 4);
+    EXPECT_EQ(ending.error, "rynvelctl: standard output: not done within 200 ms\n");
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 TEST_F(LocalDevices, EndAWatchWhenNobodyReads) {

@@ -148,15 +148,16 @@ TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
 
 TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
+    const std::string notDone = m_peer.address() + ": not done within 50 ms";
     // In vain for the device, its interrupts, their report, and the enabling.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());
         m_peer.script(replies);
-        expect("--timeout 50ms --type Uio32 wait remote", 4, "", silent);
+        expect("--timeout 50ms --type Uio32 wait remote", 4, "", answers == 0 ? silent : notDone);
     }
     opensThen({silence()});
-    expect("--timeout 50ms --type Uio32 read remote 8", 4, "", silent);
+    expect("--timeout 50ms --type Uio32 read remote 8", 4, "", notDone);
     m_peer.script({silence()});
     expect("--timeout 50ms ping", 4, "", silent);
 }
@@ -168,6 +169,39 @@ TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitStands) {
         m_peer.script({silence()});
         expect(line, 4, "", silent);
     }
+}
+
+TEST_F(RemoteDevices, AreToldOfWhatAPingHasMeasuredWhenItIsGivenUp) {
+    m_peer.script({success(), success(), success(), silence()});
+    const Ending ending = run("--timeout 500ms ping");
+    EXPECT_EQ(ending.status, 4);
+    EXPECT_NE(ending.output.find("2 round trips"), std::string::npos) << ending.output;
+    EXPECT_EQ(ending.error, "rynvelctl: " + m_peer.address() + ": not done within 500 ms\n");
+}
+
+TEST_F(RemoteDevices, HaveNamesThatAServerAccepts) {
+    const Ending ending =
+        runProgram(RYNVELCTL, {"--remote", m_peer.address(), "--type", "Lseek8", "read", "a\nb", "0"}, ".");
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.error,
+              "rynvelctl: the name of the device has a control character, which a server does not accept\n");
+}
+
+TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerTells) {
+    opensThen({success({4})});
+    const Ending ending = run("--type Lseek8 info remote --json");
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_NE(ending.output.find("4"), std::string::npos) << ending.output;
+    EXPECT_EQ(operation()[3], 9);
+}
+
+TEST_F(RemoteDevices, AreGivenUpInTheMiddleOfAnInterrupt) {
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote --each 100ms"), ".");
+    m_peer.requests(4);
+    m_peer.send(1, {0, 0});
+    const Ending ending = program.wait();
+    EXPECT_EQ(ending.status, 4);
+    EXPECT_EQ(ending.error, "rynvelctl: remote: no interrupt within 100 ms\n");
 }
 
 TEST_F(RemoteDevices, AreOpenedBeforeAPingAsksForAnything) {

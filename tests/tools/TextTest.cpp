@@ -191,6 +191,7 @@ TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
         EXPECT_EQ(complaint([&] { Server(text, time); }), "server '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
     }
     EXPECT_EQ(complaint([&] { Server("node::", time); }), "port '' is no number (decimal, 0x or 0b)");
+    EXPECT_EQ(complaint([&] { Server("node:0x1", time); }), "port '0x1' is not a decimal number from 1 to 65535");
     EXPECT_EQ(complaint([&] { Server("node:65536", time); }), "port '65536' is above 65535");
 }
 
