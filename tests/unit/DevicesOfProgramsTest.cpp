@@ -84,6 +84,32 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
     EXPECT_EQ(Common::findDevice(""), nullptr);
 }
 
+TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
+    const std::string start = ": librynvel disagrees with this program: ";
+    for (const MemoryDevice& row : Common::devices()) {
+        EXPECT_EQ(Common::disagreement(row), "");
+    }
+    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc0", 7, DeviceType::Uio32}),
+              "rtc0" + start + "its size is 0 and not 7");
+    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc1", 7, DeviceType::Lseek8}),
+              "rtc0" + start +
+                  "its type is Uio32 and not Lseek8, its path is '/dev/rtc0' and not '/dev/rtc1', its "
+                  "parameter is 0 and not 7");
+    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc0", 7, static_cast<DeviceType>(99)}),
+              "rtc0" + start + "its type is Uio32 and not 99, its parameter is 0 and not 7");
+    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc0", 7, DeviceType::FpgaSpi32}),
+              "rtc0" + start + "its type is Uio32 and not FpgaSpi32, its offset is 0 and not 7");
+    EXPECT_EQ(Common::disagreement({"nothing", "/dev/rtc0", 0, DeviceType::Uio32}),
+              "nothing" + start + "it has no such device");
+}
+
+TEST(DeviceList, TellsInWhatTheHandleOfARowDiffers) {
+    const MemoryDevice& first = Common::devices().front();
+    EXPECT_EQ(Common::disagreement(first, 0), "");
+    EXPECT_EQ(Common::disagreement(first, 7),
+              first.m_name + ": librynvel disagrees with this program: its handle is 0 and not 7");
+}
+
 TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
     struct Backend {
         const char* name;
