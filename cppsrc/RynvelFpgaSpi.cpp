@@ -6,9 +6,9 @@
 #include <cstring>
 #include <utility>
 
+#include "RegisterValue.h"
 #include "RynvelAssert.h"
 #include "RynvelDeviceLock.h"
-#include "RynvelRegister.h"
 #include "RynvelTrace.h"
 
 namespace Rynvel {

@@ -10,9 +10,9 @@
 #include <limits>
 #include <utility>
 
+#include "RegisterValue.h"
 #include "RynvelAssert.h"
 #include "RynvelDeviceLock.h"
-#include "RynvelRegister.h"
 #include "RynvelTrace.h"
 
 namespace Rynvel {

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "RegisterValue.h"
 #include "RynvelAssert.h"
 #include "RynvelDeviceLock.h"
 #include "RynvelRegister.h"

@@ -1,43 +1,14 @@
 #ifndef RYNVEL_TRACE_H
 #define RYNVEL_TRACE_H
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <sstream>
-#include <string>
-#include <string_view>
 #include <type_traits>
 
-#include <ZilTrace.h>
-
+#include "TracePoint.h"
 #include "rynvel/HexU32Struct.h"
 
 namespace Rynvel {
-
-namespace TraceLevel {
-constexpr ZilTraceLevel failure = 1;
-constexpr ZilTraceLevel unreachable = 2;
-constexpr ZilTraceLevel outcome = 3;
-constexpr ZilTraceLevel life = 4;
-constexpr ZilTraceLevel detail = 5;
-constexpr ZilTraceLevel entry = 6;
-constexpr ZilTraceLevel highRate = 7;
-} // namespace TraceLevel
-
-constexpr ZilTraceLevel channelLevel = TraceLevel::outcome;
-constexpr ZilTraceHdrOption channelHeaderOption = 256;
-
-class ErrnoSaver {
-public:
-    ErrnoSaver() = default;
-    ErrnoSaver(const ErrnoSaver&) = delete;
-    ErrnoSaver& operator=(const ErrnoSaver&) = delete;
-    ~ErrnoSaver() { errno = m_errno; }
-
-private:
-    const int m_errno = errno;
-};
 
 template <typename T>
 HexU32Struct Hex(T value) {
@@ -49,129 +20,20 @@ HexU32Struct Hex(T value) {
     }
 }
 
-/** Splits the source text of a macro's arguments into the text of each. */
-class ArgumentNames {
-public:
-    explicit ArgumentNames(std::string_view names);
-    std::string_view next();
-
-private:
-    std::string_view m_rest;
-};
-
-/** The stream of a trace text: the program's global locale does not reach it. */
-class TraceText {
-public:
-    TraceText();
-
-    template <typename... Pieces>
-    [[gnu::cold]] std::string join(const Pieces&... pieces) {
-        (m_stream << ... << pieces);
-        return m_stream.str();
-    }
-
-    template <typename... Values>
-    [[gnu::cold]] std::string joinArguments(const char* names, const Values&... values) {
-        ArgumentNames argumentNames(names);
-        const char* separator = "";
-        ((m_stream << separator << argumentNames.next() << '=' << values, separator = ", "), ...);
-        return m_stream.str();
-    }
-
-private:
-    std::ostringstream m_stream;
-};
-
-/** Records the entry into an operation whose channel has the level enabled. Keeps errno. */
-class EntryTrace {
-public:
-    EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names)
-        : m_channel(channel), m_level(level), m_header(header), m_names(names) {}
-
-    [[gnu::always_inline]] void log() const { record(m_channel, m_level, m_header); }
-
-    template <typename... Values>
-    [[gnu::always_inline]] void log(const Values&... values) const {
-        record(m_channel, m_level, m_header, m_names, values...);
-    }
-
-private:
-    // Takes all that it needs, so that the operation has to make no object.
-    [[gnu::cold]] static void record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
-
-    template <typename... Values>
-    [[gnu::cold, gnu::noinline]] static void record(ZilTrace& channel, ZilTraceLevel level,
-                                                    const ZilTraceHeader& header, const char* names,
-                                                    const Values&... values) {
-        const ErrnoSaver errnoSaver;
-        channel.logEnterMsg(level, header, TraceText().joinArguments(names, values...).c_str());
-    }
-
-    ZilTrace& m_channel;
-    const ZilTraceLevel m_level;
-    const ZilTraceHeader& m_header;
-    const char* const m_names;
-};
-
-/** Records a message on a channel that has the level enabled. The object is made before the message's pieces. */
-class MessageTrace {
-public:
-    MessageTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
-
-    template <typename... Pieces>
-    [[gnu::cold, gnu::noinline]] void log(const Pieces&... pieces) const {
-        m_channel.logMsg(m_level, m_header, TraceText().join(pieces...).c_str());
-    }
-
-private:
-    const ErrnoSaver m_errnoSaver;
-    ZilTrace& m_channel;
-    const ZilTraceLevel m_level;
-    const ZilTraceHeader& m_header;
-};
-
 } // namespace Rynvel
 
-// The trace points of an operation, on the channel m_trace of its class. The texts are built, and their arguments
-// evaluated, only when the level is enabled; errno is kept.
-
-#define RYNVEL_TRACE_HEADER(function)                                                                                  \
-    { __FILE__, __LINE__, function }
-
-#define RYNVEL_ENTER_AT(level, ...)                                                                                    \
-    do {                                                                                                               \
-        if (m_trace.isEnabled(level)) {                                                                                \
-            RYNVEL_TRACE_POINT(traceHeader);                                                                           \
-            ::Rynvel::EntryTrace(m_trace, level, traceHeader, #__VA_ARGS__).log(__VA_ARGS__);                          \
-        }                                                                                                              \
-    } while (false)
+// The trace points of an operation, on the channel m_trace of its class.
 
 /** Entry of an operation; the arguments are written as name=value. */
-#define RYNVEL_ENTER(...) RYNVEL_ENTER_AT(::Rynvel::TraceLevel::entry, __VA_ARGS__)
+#define RYNVEL_ENTER(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::entry, __VA_ARGS__)
 
 /** Entry of a high-rate operation. */
-#define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_ENTER_AT(::Rynvel::TraceLevel::highRate, __VA_ARGS__)
-
-/** The header of an operation whose trace points lie in code that it shares with others; that code is handed it. */
-#define RYNVEL_TRACE_POINT(name) RYNVEL_TRACE_POINT_OF(name, __func__)
-
-/** The same in code that serves another function, whose name is given. */
-#define RYNVEL_TRACE_POINT_OF(name, function) static constexpr ZilTraceHeader name = RYNVEL_TRACE_HEADER(function)
+#define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::highRate, __VA_ARGS__)
 
 /** A message of the operation with the given header, made of pieces that a stream can write. */
-#define RYNVEL_MESSAGE_AT(header, level, ...)                                                                          \
-    do {                                                                                                               \
-        if (m_trace.isEnabled(level)) {                                                                                \
-            const ::Rynvel::MessageTrace messageTrace(m_trace, level, header);                                         \
-            messageTrace.log(__VA_ARGS__);                                                                             \
-        }                                                                                                              \
-    } while (false)
+#define RYNVEL_MESSAGE_AT(header, level, ...) RYNVEL_TRACE_MESSAGE_AT(m_trace, header, level, __VA_ARGS__)
 
 /** A message, made of pieces that a stream can write. */
-#define RYNVEL_MESSAGE(level, ...)                                                                                     \
-    do {                                                                                                               \
-        RYNVEL_TRACE_POINT(traceHeader);                                                                               \
-        RYNVEL_MESSAGE_AT(traceHeader, level, __VA_ARGS__);                                                            \
-    } while (false)
+#define RYNVEL_MESSAGE(level, ...) RYNVEL_TRACE_MESSAGE(m_trace, level, __VA_ARGS__)
 
 #endif

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "RynvelRegister.h"
+#include "RegisterValue.h"
 
 namespace Rynveld {
 

@@ -1,4 +1,4 @@
-#include "RynvelTrace.h"
+#include "TracePoint.h"
 
 #include <algorithm>
 #include <locale>
