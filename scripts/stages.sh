@@ -8,7 +8,7 @@ long_stages=(hardened soak)
 
 describe_stage() {
     case $1 in
-        format) echo 'the layout of the sources, by clang-format, and the list of folders' ;;
+        format) echo 'the layout of the sources, by clang-format, and what they may include' ;;
         scripts) echo 'the scripts of ./check themselves' ;;
         lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -182,12 +182,15 @@ contributing_lists_every_folder() {
     return $missing
 }
 
+includes_keep_to_the_map() { git ls-files -co --exclude-standard '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
+
 stage_format() (
     . scripts/checks.sh
     suite=format
     files=$(sources) || return
     check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
     check 'CONTRIBUTING.md says what every folder holds' contributing_lists_every_folder
+    check 'the sources include what the map in CONTRIBUTING.md allows' includes_keep_to_the_map
     summary
 )
 

@@ -117,6 +117,62 @@ requires_the_results_of_every_program() {
     require_results unit_tests && ! require_results unit_tests board_tests
 }
 
+# Makes a tree of a library, its tests, its interface and a program, with a map of them.
+begin_tree() {
+    rm -rf "$work/tree"
+    mkdir -p "$work/tree/include/lib" "$work/tree/lib/tests" "$work/tree/program"
+    cat >"$work/tree/CONTRIBUTING.md" <<'END'
+| Folder | What it holds | May include |
+|---|---|---|
+| `include/` | the interface | |
+| `lib/` | the library of `include/` | `include/` |
+| `lib/tests/` | its tests | |
+| `program/` | a program | `include/` |
+END
+    echo '#include <vector>' >"$work/tree/include/lib/Device.h"
+    echo '#include "lib/Device.h"' >"$work/tree/lib/Trace.h"
+    printf '%s\n' '#include "Trace.h"' '#include "Generated.h"' >"$work/tree/lib/Device.cpp"
+    echo '#include <lib/Device.h>' >"$work/tree/program/main.cpp"
+    echo '#include <string>' >"$work/tree/lib/tests/test.cpp"
+}
+
+# Runs the check of the includes on that tree, after an include was added to one of its files.
+includes_hold_with() {
+    begin_tree
+    [ $# = 0 ] || echo "#include $2" >>"$work/tree/$1"
+    (cd "$work/tree" && find * -name '*.h' -o -name '*.cpp' | "$OLDPWD/scripts/includes")
+}
+
+breaks_the_map() { ! includes_hold_with "$1" "$2" >"$work/found" && grep -qxF "$1: $3" "$work/found"; }
+
+holds_includes_to_the_map() {
+    includes_hold_with && includes_hold_with program/main.cpp '"../include/lib/Device.h"' &&
+        breaks_the_map program/main.cpp '"Trace.h"' 'program/ may not include lib/Trace.h' &&
+        breaks_the_map program/main.cpp ' <Trace.h>' 'program/ may not include lib/Trace.h' &&
+        breaks_the_map program/main.cpp '"../lib/Trace.h"' 'program/ may not include lib/Trace.h' &&
+        breaks_the_map include/lib/Device.h '"Trace.h"' 'include/ may not include lib/Trace.h' &&
+        breaks_the_map lib/tests/test.cpp '"../Trace.h"' 'lib/tests/ may not include lib/Trace.h'
+}
+
+misses_a_folder_in_the_map() {
+    begin_tree
+    sed -i /program/d "$work/tree/CONTRIBUTING.md"
+    (cd "$work/tree" && echo program/main.cpp | "$OLDPWD/scripts/includes") >"$work/found"
+    [ $? = 1 ] && grep -qx 'program/main.cpp: the map names no folder of it' "$work/found"
+}
+
+refuses_to_check_nothing() {
+    begin_tree
+    (cd "$work/tree" && ! "$OLDPWD/scripts/includes" </dev/null)
+}
+
+finds_a_circle_in_the_map() {
+    begin_tree
+    sed -i 's#the interface | |#the interface | `lib/` |#' "$work/tree/CONTRIBUTING.md"
+    ! (cd "$work/tree" && echo lib/Trace.h | "$OLDPWD/scripts/includes") >"$work/found" &&
+        grep '^the map has a circle' "$work/found"
+}
+
 # A refusal is one line on standard error, and a status that is not 0.
 refuses() {
     ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
@@ -150,6 +206,10 @@ check 'a script without checks fails' fails_a_script_without_checks
 check 'a script that cannot leave its results fails' fails_a_script_that_cannot_leave_its_results
 check 'commands that run together fail when one fails or dies' together_fails_when_a_command_fails_or_dies
 check 'a program that leaves no results is missed' requires_the_results_of_every_program
+check 'an include that the map does not allow is found' holds_includes_to_the_map
+check 'a source in no folder of the map is found' misses_a_folder_in_the_map
+check 'a check of the includes of no source has failed' refuses_to_check_nothing
+check 'folders of the map that include each other are found' finds_a_circle_in_the_map
 check './check and ./demo refuse what they do not know' refuses_what_it_does_not_know
 check './check and ./demo show their help' shows_its_help
 summary
