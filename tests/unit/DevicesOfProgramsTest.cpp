@@ -159,7 +159,7 @@ TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
 
 TEST(DeviceProbe, AsksNothingOfRemoteDevicesAndRefusesUnknownTypes) {
     EXPECT_EQ(Common::probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle, "");
-    EXPECT_EQ(Common::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle,
+    EXPECT_EQ(Common::probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).obstacle,
               "/dev/odd: no backend for its type");
 }
 
@@ -267,7 +267,7 @@ TEST(RegisterDevice, HasTheWidthOfItsRow) {
     EXPECT_EQ(Common::open({"a", file.path(), 0, DeviceType::Lseek8}, {})->width(), 8U);
     EXPECT_EQ(Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize)->width(), 16U);
     EXPECT_EQ(Common::open(mappedRow(file, pageSize), pageSize)->width(), 32U);
-    EXPECT_EQ(Common::open({"a", file.path(), 0, static_cast<DeviceType>(13)}, {}), nullptr);
+    EXPECT_EQ(Common::open({"a", file.path(), 0, static_cast<DeviceType>(0xFFFFFFFF)}, {}), nullptr);
 }
 
 template <typename T>

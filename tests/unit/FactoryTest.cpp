@@ -1,3 +1,4 @@
+#include <array>
 #include <cerrno>
 #include <set>
 #include <stdexcept>
@@ -394,12 +395,16 @@ TEST(Factory, EndsTheProcessOnANegativeHandle) {
 }
 
 TEST(Factory, EndsTheProcessOnAHandleBeyondTheTable) {
+    const std::array rows{
+#include "TestDeviceRows.inc"
+    };
+    const int beyond = static_cast<int>(rows.size());
     const std::string failed = ": Assertion `static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)' failed";
-    EXPECT_DEATH(factory().getBackend(15), "Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend8(15), "Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend(beyond), "Rynvel::IDevice\\* Rynvel::Factory::getBackend\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend8(beyond), "Rynvel::Device8\\* Rynvel::Factory::getBackend8\\(int\\)" + failed);
     EXPECT_DEATH(factory().getBackend16(2147483647),
                  "Rynvel::Device16\\* Rynvel::Factory::getBackend16\\(int\\)" + failed);
-    EXPECT_DEATH(factory().getBackend32(15), "Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
+    EXPECT_DEATH(factory().getBackend32(beyond), "Rynvel::Device32\\* Rynvel::Factory::getBackend32\\(int\\)" + failed);
 }
 
 TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {
