@@ -8,8 +8,8 @@ file(READ "${CMAKE_CURRENT_LIST_DIR}/../include/rynvel/MemoryDevice.h" header)
 if(NOT header MATCHES "enum class DeviceType[^{]*{([^}]*)}")
   message(FATAL_ERROR "No enumeration DeviceType in include/rynvel/MemoryDevice.h")
 endif()
-string(REGEX MATCHALL "[A-Za-z0-9]+ =" types "${CMAKE_MATCH_1}")
-list(TRANSFORM types REPLACE " =" "")
+string(REGEX REPLACE "/\\*+[^*]*\\*+/|//[^\n]*|=[^,]*|[ \n]" "" types "${CMAKE_MATCH_1}")
+string(REPLACE "," ";" types "${types}")
 
 # One line in the form of a compiler's error, then the end.
 function(fail place message)

@@ -17,8 +17,7 @@ extern ZilTrace serverTrace;
 } // namespace Rynveld
 
 /** A message made of pieces that a stream can write. */
-#define RYNVELD_TRACE(level, ...)                                                                                      \
-    RYNVEL_TRACE_MESSAGE(::Rynveld::serverTrace, ::Rynvel::TraceLevel::level, __VA_ARGS__)
+#define RYNVELD_TRACE(level, ...) RYNVEL_TRACE_MESSAGE(::Rynveld::serverTrace, ::Rynvel::TraceLevel::level, __VA_ARGS__)
 
 /** The same on what a client does: its host may cause so many lines of a kind. */
 #define RYNVELD_TRACE_OF(peer, level, cause, ...)                                                                      \

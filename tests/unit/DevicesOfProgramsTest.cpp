@@ -193,7 +193,8 @@ TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
 TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
     EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle,
               "10.0.0.7::9000: a device of another server");
-    EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(13)}).obstacle, "/dev/odd: no backend for its type");
+    EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).obstacle,
+              "/dev/odd: no backend for its type");
 }
 
 /** What a thread asks for while files are handed over. */
@@ -360,7 +361,7 @@ TEST(RegisterDevice, HasTheWidthOfItsRow) {
     EXPECT_EQ(Common::open({"a", file.path(), 0, DeviceType::Lseek8}, {})->width(), 8U);
     EXPECT_EQ(Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize)->width(), 16U);
     EXPECT_EQ(Common::open(mappedRow(file, pageSize), pageSize)->width(), 32U);
-    EXPECT_EQ(Common::open({"a", file.path(), 0, static_cast<DeviceType>(13)}, {}), nullptr);
+    EXPECT_EQ(Common::open({"a", file.path(), 0, static_cast<DeviceType>(0xFFFFFFFF)}, {}), nullptr);
 }
 
 template <typename T>

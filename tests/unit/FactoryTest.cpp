@@ -366,7 +366,10 @@ void expectEndOn(int handle, int extreme, const std::string& assertion) {
 TEST(Factory, EndsTheProcessOnANegativeHandle) { expectEndOn(-1, -2147483647, "handle >= 0"); }
 
 TEST(Factory, EndsTheProcessOnAHandleBeyondTheTable) {
-    expectEndOn(15, 2147483647, "static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)");
+    const std::array rows{
+#include "TestDeviceRows.inc"
+    };
+    expectEndOn(static_cast<int>(rows.size()), 2147483647, "static_cast<size_t>\\(handle\\) < m_rynvelList.size\\(\\)");
 }
 
 TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {

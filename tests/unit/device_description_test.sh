@@ -38,6 +38,12 @@ accepts '# a; comment [\n\n  adc\t/dev/adc 0x1F Tyvon32 # why\n' \
 accepts 'far host::99 4294967295 Remote8' 'MemoryDevice{"far", "host::99", 4294967295U, DeviceType::Remote8},'
 accepts 'a /dev/a 0x00FFFFFFFF FpgaSpi32\r\n' 'MemoryDevice{"a", "/dev/a", 0x00FFFFFFFFU, DeviceType::FpgaSpi32},'
 
+types=$(sed -n '/^enum class DeviceType/,/^};/s/^ *\([A-Za-z0-9]*\) = .*/\1/p' "$root/include/rynvel/MemoryDevice.h")
+[ -n "$types" ] || fail 'found no device types'
+for type in $types; do
+    accepts "a /dev/a 0 $type" "MemoryDevice{\"a\", \"/dev/a\", 0U, DeviceType::$type},"
+done
+
 refuses 'adc /dev/adc 0\n' '1: error: a row has the four columns NAME PATH PARAMETER TYPE, this one has 3'
 refuses '\n# x\nadc /dev/adc 0 Lseek8 more\n' \
     '3: error: a row has the four columns NAME PATH PARAMETER TYPE, this one has 5'
