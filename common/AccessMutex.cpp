@@ -11,10 +11,15 @@ thread_local const AccessMutex* locked = nullptr;
 
 } // namespace
 
+// An access may lock and unlock more than once, as the masked write of an FPGA register does.
 bool AccessMutex::lock() {
-    if (FaultGuard::isRunning()) {
-        locked = this;
+    if (!FaultGuard::isRunning()) {
+        return m_mutex->lock();
     }
+    if (locked == this) {
+        return true;
+    }
+    locked = this;
     return m_mutex->lock();
 }
 

@@ -14,7 +14,7 @@ namespace Common {
 
 /**
  * Passes the library's calls on to another mutex, but for unlock() in a guarded access: that is left to whoever runs
- * the access, in a frame that a fault does not jump over.
+ * the access, in a frame that a fault does not jump over. Until then the mutex stays locked, and is not locked again.
  *
  * Threads: as the other mutex. A thread has one guarded access at a time.
  */

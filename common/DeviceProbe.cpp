@@ -111,12 +111,10 @@ OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
         return {nullptr, std::move(probe)};
     }
     auto device = open(row, probe.mapSize);
-    if (opening && opening->files().hasMapping()) {
+    if (opening->files().hasMapping()) {
         return {nullptr, failed(row, "the memory map described in sysfs has changed")};
     }
-    if (opening) {
-        device->keep(opening->files().takeLeftover());
-    }
+    device->keep(opening->files().takeLeftover());
     return {std::move(device), std::move(probe)};
 }
 

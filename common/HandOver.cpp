@@ -56,16 +56,13 @@ HandOver::~HandOver() {
     if (m_mapping != nullptr) {
         ::munmap(m_begin, m_whole);
     }
-    for (const File& file : m_files) {
-        ::close(file.descriptor);
-    }
 }
 
 int HandOver::open(const std::string& path, int flags) {
-    m_files.reserve(m_files.size() + 1);
-    const int descriptor = openReally(path.c_str(), flags | O_CLOEXEC, 0);
-    if (descriptor != -1) {
-        m_files.push_back({path, descriptor});
+    Descriptor opened(openReally(path.c_str(), flags | O_CLOEXEC, 0));
+    const int descriptor = opened.number();
+    if (opened.isOpen()) {
+        m_files.push_back({path, std::move(opened)});
     }
     return descriptor;
 }
@@ -101,7 +98,7 @@ int HandOver::take(const char* path) {
     if (file == m_files.end()) {
         return -1;
     }
-    const int descriptor = file->descriptor;
+    const int descriptor = file->descriptor.release();
     m_files.erase(file);
     return descriptor;
 }

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "Descriptor.h"
+
 namespace Common {
 
 /** Addresses that are unmapped at the end. */
@@ -75,7 +77,7 @@ public:
 private:
     struct File {
         std::string path;
-        int descriptor;
+        Descriptor descriptor;
     };
 
     std::vector<File> m_files;

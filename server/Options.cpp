@@ -169,7 +169,7 @@ void addOptions(const Common::Command& program, Texts& texts, Options& options) 
     program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
         .showDefault();
     program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
-                      "Turn further connections from one address away; a quarter of --max-connections when not given");
+                      "Turn further connections from one host away; a quarter of --max-connections when not given");
     program
         .addOption("--idle-timeout", "TIME", texts.idleTimeout,
                    "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "RegisterWord.h"
 #include "Target.h"
 
 namespace Rynvelctl {
@@ -53,7 +54,7 @@ private:
     void requireAddresses() const;
     /** Whether it is known what the device counts in: a remote row does not tell, and for 8 bits it is all the same. */
     bool isStepKnown() const { return m_device->kind.access != Common::Access::Remote || bytes() == 1; }
-    unsigned int bytes() const { return m_device->width() / 8; }
+    unsigned int bytes() const { return Common::bytesOf(m_device->width()); }
     /** From one register to the next, in the user's unit. */
     unsigned int step() const { return m_unit == AddressUnit::Bytes ? bytes() : 1; }
 

@@ -187,6 +187,13 @@ TEST_F(RemoteDevices, HaveNamesThatAServerAccepts) {
               "rynvelctl: the name of the device has a control character, which a server does not accept\n");
 }
 
+TEST_F(RemoteDevices, HaveNamesOfUpTo127Characters) {
+    const std::string longest(127, 'n');
+    opensThen({success({7})});
+    expect("--type Lseek8 read " + longest + " 0", 0, longest + " 0x00000000 = 0x07\n");
+    expect("--type Lseek8 read n" + longest + " 0", 2, "", "the name 'n" + longest + "' is longer than 127 characters");
+}
+
 TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerTells) {
     opensThen({success({4})});
     const Ending ending = run("--type Lseek8 info remote --json");

@@ -120,6 +120,7 @@ TEST_F(ArgumentParsers, NameTheCommandThatAWordIsMeantToBe) {
     expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
     expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");
     expectWrong({"--flag", "ohter", "--nothing"}, "unknown command 'ohter' (did you mean 'other'?)");
+    expectWrong({"cxxxand"}, "unknown command 'cxxxand'");
     expectWrong({"ohtre"}, "unknown command 'ohtre' (did you mean 'other'?)");
     expectWrong({"--nothing", "1", "ohter"}, "unknown option '--nothing'");
     expectWrong({"frobnicate"}, "unknown command 'frobnicate'");

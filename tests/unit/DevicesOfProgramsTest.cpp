@@ -542,6 +542,17 @@ TEST_F(AccessMutexTest, IsUnlockedAtTheEndOfAGuardedAccess) {
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
+TEST_F(AccessMutexTest, StaysLockedForAnAccessThatLocksItAgain) {
+    EXPECT_TRUE(Common::FaultGuard::run([&] {
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_TRUE(m_mutex.lock());
+            EXPECT_TRUE(m_mutex.unlock());
+        }
+    }));
+    m_mutex.endAccess();
+    EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
+}
+
 TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
     Common::FaultGuard::install();
     const volatile std::uint32_t& faulty = faultyRegister();
