@@ -1,10 +1,12 @@
 #include "Server.h"
 
 #include <pthread.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
@@ -103,28 +105,27 @@ void useSmallStacks() {
     pthread_attr_destroy(&attributes);
 }
 
-/** The threads that are made while it lives receive no signals that are meant for the process. */
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGTERM);
-        sigaddset(&signals, SIGINT);
-        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+/**
+ * The signals that end the server, as a descriptor. No thread that is made from now on receives them: a handler in
+ * whatever a thread is at would have to be safe there.
+ */
+int endingSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (descriptor == -1) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
     }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-
-private:
-    sigset_t m_before{};
-};
+    return descriptor;
+}
 
 } // namespace
 
 Server::Server(const Options& options)
-    : m_options(options), m_devices(options.policy), m_signals(m_io, SIGTERM, SIGINT), m_leftOutTimer(m_io) {
+    : m_options(options), m_devices(options.policy), m_signals(m_io, endingSignals()), m_leftOutTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
     // The end of the terminal that it was started from is not its own.
     std::signal(SIGHUP, SIG_IGN);
@@ -177,7 +178,7 @@ std::string Server::address() const {
 }
 
 void Server::run() {
-    m_signals.async_wait([this](const std::error_code& error, int /*signal*/) {
+    m_signals.async_wait(asio::posix::descriptor_base::wait_read, [this](const std::error_code& error) {
         if (!error) {
             stop();
         }
@@ -256,7 +257,6 @@ bool Server::isAllowed(const Endpoint& endpoint) const {
 }
 
 void Server::serve(int descriptor, const Peer& peer) {
-    const SignalsBlocked signalsBlocked;
     const auto client = m_clients.emplace(m_clients.end());
     client->host = peer.host;
     client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout);

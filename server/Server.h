@@ -16,7 +16,7 @@
 #include <asio/basic_socket_acceptor.hpp>
 #include <asio/generic/stream_protocol.hpp>
 #include <asio/io_context.hpp>
-#include <asio/signal_set.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
 
 #include "Options.h"
@@ -103,7 +103,7 @@ private:
     TraceLimit m_traceLimit;
     asio::io_context m_io;
     std::list<Listener> m_listeners;
-    asio::signal_set m_signals;
+    asio::posix::stream_descriptor m_signals;
     std::list<Ticker> m_tickers;
     asio::steady_timer m_leftOutTimer;
     Clients m_clients;
