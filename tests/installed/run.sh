@@ -179,7 +179,7 @@ header_tells_what_is_not_serialised() {
 
 # The first lines of C that a new user copies.
 first_snippet_runs_without_devices() {
-    sed -n '/^```c$/,/^```$/p; /^```$/q' "$root/README.md" | grep -v '^```' >"$work/snippet.c" &&
+    sed -n '/^```c$/,/^```$/{p; /^```$/q}' "$root/README.md" | grep -v '^```' >"$work/snippet.c" &&
         build_with_pkg_config "$work/snippet.c" "$work/snippet" || return
     run_consumer "$work/snippet" 2>"$work/err"
     [ $? = 1 ] && grep -q '^traf.top cannot be read$' "$work/err"
