@@ -28,7 +28,8 @@ public:
     ~LoopbackListener() { ::close(m_socket); }
 
     std::uint16_t port() const { return m_port; }
-    void listen() const { EXPECT_EQ(::listen(m_socket, 4), 0); }
+    /** @param backlog how many connections the system takes that nobody has accepted, and one more. */
+    void listen(int backlog = 4) const { EXPECT_EQ(::listen(m_socket, backlog), 0); }
     /** The next connection; -1 after stop(). */
     int accept() const { return ::accept(m_socket, nullptr, nullptr); }
     void stop() const { shutdown(m_socket, SHUT_RDWR); }

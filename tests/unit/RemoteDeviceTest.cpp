@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "LoopbackListener.h"
 #include "RequestBytes.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
@@ -371,17 +372,14 @@ TEST(RecordConnections, ReportWhyThereIsNoServer) {
 class FullListener {
 public:
     FullListener() {
+        m_listener.listen(0);
         sockaddr_in address{};
         address.sin_family = AF_INET;
+        address.sin_port = htons(port());
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        EXPECT_EQ(::bind(m_socket, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(::listen(m_socket, 0), 0);
-        EXPECT_EQ(::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        m_port = ntohs(address.sin_port);
         for (int& client : m_clients) {
             client = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-            ::connect(client, reinterpret_cast<const sockaddr*>(&address), size);
+            ::connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
         }
     }
     FullListener(const FullListener&) = delete;
@@ -390,15 +388,13 @@ public:
         for (const int client : m_clients) {
             ::close(client);
         }
-        ::close(m_socket);
     }
 
-    std::uint16_t port() const { return m_port; }
+    std::uint16_t port() const { return m_listener.port(); }
 
 private:
-    const int m_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const LoopbackListener m_listener;
     std::array<int, 4> m_clients{};
-    std::uint16_t m_port = 0;
 };
 
 TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
