@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "DeviceName.h"
 #include "ServerTrace.h"
 
 namespace Rynveld {
@@ -43,8 +44,6 @@ const char* refusalUnless(bool success) { return success ? nullptr : failed; }
 const Rynvel::RequestData& recordOf(const Request& request) {
     return *static_cast<const Rynvel::RequestData*>(request.toBuffer());
 }
-
-bool isControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == '\x7F'; }
 
 } // namespace
 
@@ -83,7 +82,7 @@ const char* RequestHandler::malformation(const Request& request) const {
     if (nameEnd == name.end()) {
         return "a record's device name has no terminator";
     }
-    if (std::any_of(name.begin(), nameEnd, isControl)) {
+    if (std::any_of(name.begin(), nameEnd, Common::isControl)) {
         return "a record's device name has a control character";
     }
     if (request.getLength() > Rynvel::recordCapacity) {

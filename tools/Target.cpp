@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "DeviceList.h"
+#include "DeviceName.h"
 #include "Failure.h"
 
 namespace Rynvelctl {
@@ -101,10 +102,7 @@ void requireNameFits(const std::string& name) {
     if (name.size() > longestName) {
         throw wrongUsage("the name '" + name + "' is longer than " + std::to_string(longestName) + " characters");
     }
-    const auto isControl = [](char character) {
-        return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
-    };
-    if (std::any_of(name.begin(), name.end(), isControl)) {
+    if (std::any_of(name.begin(), name.end(), Common::isControl)) {
         throw wrongUsage("the name of the device has a control character, which a server does not accept");
     }
 }
