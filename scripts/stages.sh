@@ -8,7 +8,7 @@ long_stages=(hardened soak)
 
 describe_stage() {
     case $1 in
-        format) echo 'the layout of the sources, by clang-format, and what they may include' ;;
+        format) echo 'the layout of the sources, what they may include, spelling and wording' ;;
         scripts) echo 'the scripts of ./check themselves' ;;
         lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -32,7 +32,7 @@ packages_of() {
     local programs=(curl zsh)
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
-        format) echo clang-format ;;
+        format) echo clang-format codespell ;;
         lint) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
@@ -184,6 +184,14 @@ contributing_lists_every_folder() {
 
 includes_keep_to_the_map() { git ls-files -co --exclude-standard '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
+# Prints the files that people read. The corpus of the fuzz targets holds random bytes, and the list of wordings what to
+# avoid.
+texts() { git ls-files -co --exclude-standard | grep -vE '^(tests/fuzz/corpus/|scripts/words|LICENSE$)'; }
+
+texts_are_spelled() { texts | xargs codespell; }
+
+texts_keep_to_the_wordings() { texts | scripts/words; }
+
 stage_format() (
     . scripts/checks.sh
     suite=format
@@ -191,6 +199,8 @@ stage_format() (
     check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
     check 'CONTRIBUTING.md says what every folder holds' contributing_lists_every_folder
     check 'the sources include what the map in CONTRIBUTING.md allows' includes_keep_to_the_map
+    check 'the texts are spelled correctly, by codespell' texts_are_spelled
+    check 'the texts keep to the wordings of docs/style.md' texts_keep_to_the_wordings
     summary
 )
 

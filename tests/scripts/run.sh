@@ -173,6 +173,20 @@ finds_a_circle_in_the_map() {
         grep '^the map has a circle' "$work/found"
 }
 
+# Runs the check of the wordings on a text.
+wordings_hold_in() {
+    printf '%s\n' "$1" >"$work/text.md"
+    (cd "$work" && echo text.md | "$OLDPWD/scripts/words")
+}
+
+finds_wordings() {
+    wordings_hold_in 'There is no device. The address is not a number.' &&
+        ! wordings_hold_in $'The first line.\nThe address Is No number.' >"$work/found" &&
+        grep -qx "text.md:2: 'Is No ': write .*" "$work/found"
+}
+
+refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }
+
 # A refusal is one line on standard error, and a status that is not 0.
 refuses() {
     ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
@@ -210,6 +224,8 @@ check 'an include that the map does not allow is found' holds_includes_to_the_ma
 check 'a source in no folder of the map is found' misses_a_folder_in_the_map
 check 'a check of the includes of no source has failed' refuses_to_check_nothing
 check 'folders of the map that include each other are found' finds_a_circle_in_the_map
+check 'a wording that the style rules out is found' finds_wordings
+check 'a check of the wordings of no file has failed' refuses_to_check_the_wordings_of_nothing
 check './check and ./demo refuse what they do not know' refuses_what_it_does_not_know
 check './check and ./demo show their help' shows_its_help
 summary
