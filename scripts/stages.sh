@@ -184,8 +184,8 @@ contributing_lists_every_folder() {
 
 includes_keep_to_the_map() { git ls-files -co --exclude-standard '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
-# Prints the files that people read: not the random bytes of the corpus, nor the list of wordings to avoid.
-texts() { git ls-files -co --exclude-standard | grep -vE '^(tests/fuzz/corpus/|scripts/words|LICENSE$)'; }
+# Prints the files that people read: not the corpus, and not the files that quote wordings to avoid.
+texts() { git ls-files -co --exclude-standard | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
 
 # Macros of mdoc, a C++ word, and the misspelled words of tests.
 not_misspelled=nd,fo,statics,wiat,comand,ohter
