@@ -7,7 +7,7 @@
 
 namespace {
 
-// No sign extension: the kernel sees the 32 bits of the request.
+// Prevents sign extension: a request number has 32 bits.
 unsigned long requestNumber(int request) { return static_cast<unsigned int>(request); }
 
 } // namespace

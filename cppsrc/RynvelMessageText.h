@@ -7,7 +7,7 @@
 
 namespace Rynvel {
 
-/** Lets a message be a piece of a trace text. */
+/** Writes a message, so that trace points accept it as an argument. */
 inline std::ostream& operator<<(std::ostream& stream, const IMessage& message) { return message.toStream(stream); }
 
 } // namespace Rynvel
