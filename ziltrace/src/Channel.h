@@ -8,6 +8,7 @@
 
 namespace ziltrace {
 
+/** The data of a ZilTrace object that the other classes use. */
 struct Channel {
     const std::string name;
     const ZilTraceLevel constructedLevel;

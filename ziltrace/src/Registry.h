@@ -10,6 +10,7 @@
 
 namespace ziltrace {
 
+/** The channels of the process and their configured levels. You may call all functions from any thread. */
 class Registry {
 public:
     void add(const Channel& channel);

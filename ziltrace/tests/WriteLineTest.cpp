@@ -90,7 +90,7 @@ TEST(WriteLine, DoesNotRetryAFailedWrite) {
     }
 }
 
-TEST(WriteLine, SurvivesAPipeThatNobodyReads) {
+TEST(WriteLine, SurvivesAPipeWithoutReader) {
     const BrokenPipe pipe;
     ASSERT_FALSE(sigpipeIsBlocked());
     writeLine(pipe.descriptor(), "x\n");

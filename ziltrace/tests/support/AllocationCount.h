@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-/// Number of allocations with operator new that this thread has made.
+/** Returns the number of allocations with operator new that this thread has made. */
 std::size_t allocationCount();
 
 #endif

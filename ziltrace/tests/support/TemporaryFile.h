@@ -11,7 +11,7 @@
 
 #include <unistd.h>
 
-/// The name of a file in a fresh directory; the file does not exist at first.
+/** The name of a file in a new directory. The file does not exist at first. */
 class TemporaryFile {
 public:
     TemporaryFile() : m_directory(::testing::TempDir() + "ziltrace-XXXXXX") {
