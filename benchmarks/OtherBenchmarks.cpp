@@ -13,7 +13,7 @@
 #include "Require.h"
 #include "StandIns.h"
 
-// What is neither a register nor an interrupt: a trace that is off, and opening.
+// Benchmarks without registers and interrupts: disabled traces, and opening.
 
 namespace {
 

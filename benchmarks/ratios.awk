@@ -1,4 +1,4 @@
-# Prints the ratios that limits.table names, and how many of them are within their limits.
+# Prints the ratios that limits.table names, and how many of them exceed their limits.
 # Usage: awk -v column=one|two -f ratios.awk limits.table RESULTS.csv
 
 BEGIN { limit_field = column == "one" ? 3 : 4 }
