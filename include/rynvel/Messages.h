@@ -17,7 +17,7 @@ namespace Rynvel {
 
 /**
  * A message has a record of fixed size. A connection transfers the record as it is in memory, without a length, a tag
- * or a terminator.
+ * or a terminator. A message has no lock: use it in one thread at a time.
  *
  * The order of the virtual functions is part of the binary interface.
  */

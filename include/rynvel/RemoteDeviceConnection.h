@@ -29,6 +29,7 @@ public:
      */
     RynvelIpAddress(const std::string& host, std::uint16_t port);
 
+    /** Returns the socket address, which the object owns. */
     operator sockaddr*();
 
     /** Returns the size of the socket address in bytes, which is 16. */
