@@ -9,8 +9,8 @@
  *     if (clock != -1 && Rynvel2_read32(clock, 0, &now) == 0) ...
  *
  * Which function to call. The number at the end of a name is the register width in bits. For 16 and 32 bits there are
- * two generations: the functions of the old one, Rynvel_, take a byte address; those of the new one, Rynvel2_, take the
- * address that the device itself uses. docs/functions.md explains how to choose.
+ * two generations. The functions of the old generation begin with Rynvel_ and take a byte address. Those of the new
+ * generation begin with Rynvel2_ and pass their address to the device unchanged. docs/functions.md has more about them.
  *
  * | Task                | 8 bits               | 16 and 32 bits, old          | 16 and 32 bits, new           |
  * |---------------------|----------------------|------------------------------|-------------------------------|
@@ -68,8 +68,9 @@
  * below the number of devices; opening a seekable device or an FPGA whose file cannot be opened; opening a mapped
  * device whose file can be opened but not mapped; a null pointer for the interrupt type of a UIO device. The library
  * does not check whether a handle was opened, or whether the function matches the width of the device: if you get that
- * wrong, the process crashes. No function catches an exception: Rynvel_open lets pass what the construction of a device
- * throws, and throws std::logic_error for a null name.
+ * wrong, the process crashes. An address beyond the map of a mapped device may end the process by a signal. So does
+ * SIGPIPE, unless the program ignores it, when the server of a remote device has closed the connection. No function
+ * catches an exception: Rynvel_open throws those of the constructor of a device, and std::logic_error for a null name.
  */
 #ifndef RYNVEL_H
 #define RYNVEL_H
