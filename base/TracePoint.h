@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Trace points. A trace point records a message, or the entry into an operation, on a trace channel.

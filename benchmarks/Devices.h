@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_BENCHMARKS_DEVICES_H
 #define RYNVEL_BENCHMARKS_DEVICES_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ZilTrace.h>
 #include <benchmark/benchmark.h>
 #include <rynvel.h>

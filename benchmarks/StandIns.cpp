@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "StandIns.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <benchmark/benchmark.h>
 #include <rynvel.h>
 #include <rynvel.hpp>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints their number on
  * standard error when the program ends. It declares the parts of the plugin interface, version 1, that it uses, because

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Prints the ratios that limits.table names, and how many of them exceed their limits.
 # Usage: awk -v column=one|two -f ratios.awk limits.table RESULTS.csv
 

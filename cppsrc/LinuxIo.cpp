@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/LinuxIo.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "PthreadMutex.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_ASSERT_H
 #define RYNVEL_ASSERT_H
 

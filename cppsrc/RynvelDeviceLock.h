@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_DEVICELOCK_H
 #define RYNVEL_DEVICELOCK_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/FpgaSpi32.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_MESSAGETEXT_H
 #define RYNVEL_MESSAGETEXT_H
 

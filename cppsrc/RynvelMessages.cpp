@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/Messages.h"
 
 #include <arpa/inet.h>

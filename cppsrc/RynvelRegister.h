@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_REGISTER_H
 #define RYNVEL_REGISTER_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_REMOTE_DEFINITION_H
 #define RYNVEL_REMOTE_DEFINITION_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TRACE_H
 #define RYNVEL_TRACE_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_UIO_DEFINITION_H
 #define RYNVEL_UIO_DEFINITION_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Waits for an interrupt of the real-time clock with a time-out: enables the interrupt, polls, and then receives it. */
 
 #define _POSIX_C_SOURCE 200809L

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Waits for interrupts of the real-time clock in one thread, while another thread writes registers of a device. */
 
 #include <rynvel.h>

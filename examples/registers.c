@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Opens two devices by name, and accesses their registers: one at a time, under a mask, and in bursts. */
 
 #include <rynvel.h>

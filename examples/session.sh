@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Uses rynvelctl on the board, and ends with an interrupt of its clock. Usage: session.sh FOLDER_OF_RYNVELCTL
 PATH=$1:$PATH
 

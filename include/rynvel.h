@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Register access by logical device name: the C interface of librynvel. Valid C99 and C++.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file
  * The C++ classes of librynvel. A program that works with integer handles includes rynvel.h instead.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The stages of ./check: what each needs, how long it takes, and what it does. Sourced, never run.
 #
 # A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails if it

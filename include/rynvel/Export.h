@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Marks the symbols that librynvel exports. Valid C99 and C++.

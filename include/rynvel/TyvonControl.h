@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The interrupts of the devices of the Tyvon driver, both mapped and seekable.

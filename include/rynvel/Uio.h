@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Mapped registers and interrupts of a device of the userspace I/O framework (UIO) of the kernel.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Trace channels: the part of the tracing library that every traced class uses.

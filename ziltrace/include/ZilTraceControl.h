@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Control of the trace channels of the process: their levels, and the sink of their messages.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_CHANNEL_H
 #define ZILTRACE_CHANNEL_H
 

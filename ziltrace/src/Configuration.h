@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_CONFIGURATION_H
 #define ZILTRACE_CONFIGURATION_H
 

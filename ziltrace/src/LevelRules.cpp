@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LevelRules.h"
 
 #include <algorithm>

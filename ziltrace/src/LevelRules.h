@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_LEVEL_RULES_H
 #define ZILTRACE_LEVEL_RULES_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_LINE_FORMAT_H
 #define ZILTRACE_LINE_FORMAT_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_REGISTRY_H
 #define ZILTRACE_REGISTRY_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_RUNTIME_H
 #define ZILTRACE_RUNTIME_H
 

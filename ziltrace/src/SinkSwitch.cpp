@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SinkSwitch.h"
 
 #include "Sinks.h"

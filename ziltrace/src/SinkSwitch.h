@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_SINK_SWITCH_H
 #define ZILTRACE_SINK_SWITCH_H
 

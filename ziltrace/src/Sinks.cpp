@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Sinks.h"
 
 #include "LineFormat.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_SINKS_H
 #define ZILTRACE_SINKS_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_WRITE_LINE_H
 #define ZILTRACE_WRITE_LINE_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ZilTrace.h"
 
 #include "support/AllocationCount.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/TemporaryFile.h"
 #include "support/TraceFixture.h"
 

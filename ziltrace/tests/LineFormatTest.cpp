@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LineFormat.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SinkSwitch.h"
 
 #include "support/TraceFixture.h"

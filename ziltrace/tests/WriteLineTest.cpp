@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "WriteLine.h"
 
 #include "support/WriteTap.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 execute_process(COMMAND ${NM} --dynamic --defined-only --demangle ${LIBRARY}
   OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" lines "${listing}")

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SyslogTap.h"
 
 #include <array>

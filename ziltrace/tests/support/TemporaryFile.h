@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_TESTS_TEMPORARY_FILE_H
 #define ZILTRACE_TESTS_TEMPORARY_FILE_H
 
