@@ -196,11 +196,15 @@ TEST_F(ScriptedConnectionTest, TracesNoEntryOfAnyOtherOperation) {
     connection.close();
 }
 
-TEST_F(ScriptedConnectionTest, ClosesItsSocketOnce) {
-    m_connection.close();
-    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
-    m_connection.close();
-    EXPECT_EQ(m_os.log(), EventLog{"close(7)"});
+TEST_F(ScriptedConnectionTest, ClosesItsSocketOnceEvenWhenClosingFails) {
+    for (const auto& answer : {answering(0), failing(EIO)}) {
+        m_os.script(Call::Close, {answer});
+        Connection connection(ScriptedOs::descriptor);
+        connection.close();
+        EXPECT_EQ(connection.getSocketDescriptor(), -1);
+        connection.close();
+        EXPECT_EQ(m_os.takeLog(), EventLog{"close(7)"});
+    }
 }
 
 TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
@@ -213,12 +217,6 @@ TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
     Connection zero(0);
     zero.close();
     EXPECT_EQ(m_os.log(), EventLog{"close(0)"});
-}
-
-TEST_F(ScriptedConnectionTest, GivesItsSocketUpEvenWhenClosingFails) {
-    m_os.script(Call::Close, {failing(EIO)});
-    m_connection.close();
-    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }
 
 TEST(IConnection, IsCreatedAsAConnectionOnTheSocket) {

@@ -85,15 +85,17 @@ TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
     EXPECT_TRUE(readFrom(this->m_device).first);
 }
 
-TYPED_TEST(LseekTest, ReportsAFailedOrShortTransferAndUnlocks) {
+TYPED_TEST(LseekTest, ReportsAFailedOrShortTransferAndUnlocksAndStaysUsable) {
     TypeParam value = 0;
     for (const bool reads : {true, false}) {
+        const auto transfer = [&] { return reads ? this->m_device.read(0, &value) : this->m_device.write(0, 1); };
         for (const auto& answer : {failing(EIO), failing(ENOSPC), answering(0), answering(sizeof(TypeParam) - 1)}) {
             this->m_os.script(reads ? Call::Read : Call::Write, {answer});
             errno = 0;
-            EXPECT_FALSE(reads ? this->m_device.read(0, &value) : this->m_device.write(0, 1));
+            EXPECT_FALSE(transfer());
             EXPECT_EQ(errno, answer->error);
             EXPECT_EQ(this->m_os.log().back(), "unlock");
+            EXPECT_TRUE(transfer());
         }
     }
 }
@@ -102,12 +104,6 @@ TYPED_TEST(LseekTest, WritesOneRegisterAtItsByteOffsetUnderTheLock) {
     EXPECT_TRUE(this->m_device.write(0x20, this->pattern));
     EXPECT_EQ(this->stored(0x20), this->pattern);
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(this->pattern), "unlock"}));
-}
-
-TYPED_TEST(LseekTest, StaysUsableAfterAFailure) {
-    this->m_os.script(Call::Write, {failing(EIO)});
-    EXPECT_FALSE(this->m_device.write(0, 1));
-    EXPECT_TRUE(this->m_device.write(0, 1));
 }
 
 TYPED_TEST(LseekTest, SeeksToAddressesOfMoreThan31BitsAsTheSystemsOffsetTypeHasThem) {
@@ -326,20 +322,14 @@ protected:
 
 TYPED_TEST_SUITE(LseekOpenTest, Widths);
 
-TYPED_TEST(LseekOpenTest, EndsTheProcessWhenTheFileCannotBeOpened) {
-    EXPECT_DEATH(
-        this->openNothing(0),
+TYPED_TEST(LseekOpenTest, TracesAtLevelTwoWhyTheFileCannotBeOpenedAndEndsTheProcess) {
+    const std::string assertion =
         "cppsrc/RynvelLseek:[0-9]+: Rynvel::Lseek<T>::Lseek\\(.*\\) \\[with T = (short )?unsigned (char|int); .*"
-        "Assertion `m_fd != -1' failed");
-}
-
-TYPED_TEST(LseekOpenTest, TracesAtLevelTwoWhyTheFileCannotBeOpenedBeforeItEndsTheProcess) {
-    EXPECT_DEATH(this->openNothing(2), "Could not open device \"/dev/none\". errno = No such file or directory\n"
-                                       ".*Assertion `m_fd != -1' failed");
-}
-
-TYPED_TEST(LseekOpenTest, SaysNothingOfTheCauseBelowLevelTwo) {
-    EXPECT_DEATH(this->openNothing(1), "^[^\n]*Assertion `m_fd != -1' failed");
+        "Assertion `m_fd != -1' failed";
+    EXPECT_DEATH(this->openNothing(2),
+                 "Could not open device \"/dev/none\". errno = No such file or directory\n.*" + assertion);
+    EXPECT_DEATH(this->openNothing(1), "^[^\n]*" + assertion);
+    EXPECT_DEATH(this->openNothing(0), "^[^\n]*" + assertion);
 }
 
 } // namespace

@@ -134,13 +134,6 @@ TYPED_TEST(RemoteDevicesOfAnyWidth, MakeTheRequestsOfTheLibrarysRemoteDevices) {
     EXPECT_EQ(this->requestsBehind(openingByTheClient, answersInUse().size()), expected);
 }
 
-TEST_F(RemoteDevices, AreOpenedByOneRequest) {
-    device();
-    const auto requests = m_peer.requests(1);
-    ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].bytes, requestBytes(RequestType::Open, "remote"));
-}
-
 TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
     auto remote = deviceThatGets({success({0x12345678}), success({1, 2}), success({4}), success({5})});
     EXPECT_EQ(remote.read(4), 0x12345678U);
@@ -172,11 +165,14 @@ TEST_F(RemoteDevices, WaitForTheRestOfAnInterruptThatComesInPieces) {
     peer.join();
 }
 
-TEST_F(RemoteDevices, AreArmedOnAConnectionOfTheirOwn) {
+TEST_F(RemoteDevices, AreOpenedByOneRequestAndArmedOnAConnectionOfTheirOwn) {
     auto remote = device();
+    EXPECT_EQ(m_peer.requests(1).size(), 1U);
     remote.arm();
     const auto requests = m_peer.requests(3);
-    EXPECT_EQ(requests[1].bytes, requestBytes(RequestType::Open, "remote"));
+    const Bytes opening = requestBytes(RequestType::Open, "remote");
+    EXPECT_EQ(requests[0].bytes, opening);
+    EXPECT_EQ(requests[1].bytes, opening);
     EXPECT_EQ(requests[2].bytes, requestBytes(RequestType::WaitForInterrupt, "remote"));
     EXPECT_EQ(requests[0].connection, 0U);
     EXPECT_EQ(requests[1].connection, 1U);

@@ -447,24 +447,37 @@ TYPED_TEST(RemoteTest, CancelsAWaitByASingleWrite) {
     EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, {{addressAt, 0x30}, {valuesAt, 7}, {lengthAt, 1}}));
 }
 
-TYPED_TEST(RemoteTest, TakesNoLockInAnyOperationAndDestroysItAtTheEnd) {
+TYPED_TEST(RemoteTest, TracesItsEntriesWithTheirArgumentsAndTakesNoLock) {
     TypeParam values[2] = {};
-    unsigned long number = 0;
     auto& device = this->device();
     this->m_peer.send(interrupts, {0, 0, 0, 1});
-    device.read(0, values);
-    device.read(0, values, 2, ByteOrder::Host);
-    device.write(0, values[0]);
-    device.write(0, values[0], values[1]);
-    device.write(0, values, 2, ByteOrder::Host);
-    device.ioctl(0, 0);
-    device.getInterruptType(&number);
+    const TraceRecorder recorder(6, "Rynvel.Remote");
+    device.read(0x1F0, values);
+    device.read(0x1F0, values, 2, ByteOrder::Network);
+    device.write(0x1F0, 0xA);
+    device.write(0x1F0, 0xA, this->all);
+    device.write(0x1F0, values, 2, ByteOrder::Host);
+    device.cancelWaitForInterrupt(0x1F0, 0xA);
+    device.ioctl(-3, 70000);
+    interruptTypeOf(device);
     device.enableInterrupt();
     device.disableInterrupt();
-    device.waitForInterrupt(&number);
-    device.cancelWaitForInterrupt(0, values[0]);
-    device.getNativeHandle();
+    waitForInterruptOf(device);
     device.open();
+    device.getNativeHandle();
+    const std::string read = "Rynvel.Remote 6 read ENTER Hex(address)=0x000001f0";
+    const std::string write = "Rynvel.Remote 6 write ENTER Hex(address)=0x000001f0";
+    const std::string data = ", Hex(data)=0x" + std::string(2 * sizeof(TypeParam) - 1, '0') + "a";
+    const std::string mask = ", Hex(bitmask)=0x" + std::string(2 * sizeof(TypeParam), 'f');
+    EXPECT_EQ(
+        recorder.lines(),
+        (EventLog{read, read + ", items=2, byteOrder=Network", write + data, write + data + mask,
+                  write + ", items=2, byteOrder=Host", write + data,
+                  "Rynvel.Remote 6 ioctl ENTER command=-3, arg=70000", "Rynvel.Remote 6 getInterruptType ENTER",
+                  "Rynvel.Remote 6 enableInterrupt ENTER", "Rynvel.Remote 6 disableInterrupt ENTER",
+                  "Rynvel.Remote 6 waitForInterrupt ENTER", "Rynvel.Remote 6 open ENTER this->getDevName()=traf.top"}));
+    EXPECT_EQ(recorder.traces()[0].option, 256);
+    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelRemote");
     EXPECT_EQ(this->m_log, EventLog{});
     this->m_device.reset();
     EXPECT_EQ(this->m_log, EventLog{"mutex destroyed"});
@@ -487,40 +500,6 @@ TYPED_TEST(RemoteTest, LeavesItsTwoDescriptorsToTheProgramToClose) {
         EXPECT_EQ(close(descriptor), 0);
         EXPECT_EQ(close(descriptor), -1);
     }
-}
-
-TYPED_TEST(RemoteTest, TracesItsEntriesWithTheirArguments) {
-    this->device();
-    this->m_peer.send(interrupts, {0, 0, 0, 1});
-    const TraceRecorder recorder(6, "Rynvel.Remote");
-    TypeParam values[2] = {};
-    unsigned long number = 0;
-    this->device().read(0x1F0, values);
-    this->device().read(0x1F0, values, 2, ByteOrder::Network);
-    this->device().write(0x1F0, 0xA);
-    this->device().write(0x1F0, 0xA, this->all);
-    this->device().write(0x1F0, values, 2, ByteOrder::Host);
-    this->device().ioctl(-3, 70000);
-    this->device().getInterruptType(&number);
-    this->device().enableInterrupt();
-    this->device().disableInterrupt();
-    this->device().waitForInterrupt(&number);
-    this->device().open();
-    this->device().getNativeHandle();
-    const std::string data = "0x" + std::string(2 * sizeof(TypeParam) - 1, '0') + "a";
-    const std::string mask = "0x" + std::string(2 * sizeof(TypeParam), 'f');
-    const std::string channel = "Rynvel.Remote 6 ";
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{channel + "read ENTER Hex(address)=0x000001f0",
-                        channel + "read ENTER Hex(address)=0x000001f0, items=2, byteOrder=Network",
-                        channel + "write ENTER Hex(address)=0x000001f0, Hex(data)=" + data,
-                        channel + "write ENTER Hex(address)=0x000001f0, Hex(data)=" + data + ", Hex(bitmask)=" + mask,
-                        channel + "write ENTER Hex(address)=0x000001f0, items=2, byteOrder=Host",
-                        channel + "ioctl ENTER command=-3, arg=70000", channel + "getInterruptType ENTER",
-                        channel + "enableInterrupt ENTER", channel + "disableInterrupt ENTER",
-                        channel + "waitForInterrupt ENTER", channel + "open ENTER this->getDevName()=traf.top"}));
-    EXPECT_EQ(recorder.traces()[0].option, 256);
-    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelRemote");
 }
 
 TYPED_TEST(RemoteTest, TracesItsConstructionInTheOrderOfItsSteps) {
@@ -738,16 +717,6 @@ TEST(Remote, IsWhatTheFactoryBuildsForTheRemoteTypesOutOfNameAndPath) {
     EXPECT_TRUE(isBuiltAs<std::uint8_t>(DeviceType::Remote8));
     EXPECT_TRUE(isBuiltAs<std::uint16_t>(DeviceType::Remote16));
     EXPECT_TRUE(isBuiltAs<std::uint32_t>(DeviceType::Remote32));
-}
-
-TEST(Remote, HasOneChannelForEachWidth) {
-    const auto channels = ZilTraceControl::channels();
-    const auto count = [&](const std::string& channel) {
-        return std::count_if(channels.begin(), channels.end(), [&](const auto& each) { return each.name == channel; });
-    };
-    EXPECT_EQ(count("Rynvel.Remote"), 3);
-    EXPECT_EQ(count("Rynvel.Connection"), 1);
-    EXPECT_EQ(count("Rynvel.RemoteDeviceConnection"), 1);
 }
 
 } // namespace

@@ -181,16 +181,4 @@ TEST(TyvonOpen, EndsTheProcessOfAMissingSoughtDeviceAndLeavesAMissingMappedOneWi
     EXPECT_EQ(mapped.getNativeHandle(), -1);
 }
 
-TEST(TyvonChannels, AreOneObjectAWidth) {
-    EventLog names;
-    for (const auto& channel : ZilTraceControl::channels()) {
-        names.push_back(channel.name);
-    }
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Tyvon"), 2);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.TyvonInterrupt"), 2);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.FpgaSpi"), 1);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Mmap"), 2);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Uio"), 2);
-}
-
 } // namespace

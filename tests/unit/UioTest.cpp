@@ -321,6 +321,17 @@ TYPED_TEST(UioTest, TakesAShortWriteForSuccess) {
     EXPECT_TRUE(device->disableInterrupt());
 }
 
+TYPED_TEST(UioTest, EnablesAndThenReadsAnyBytesOfTheCountWhenItWaitsAlsoAfterADisable) {
+    const auto device = this->opened();
+    this->m_os.store(0, 0xFEDCBA98);
+    this->m_os.script(Call::Write, {answering(0), answering(0)});
+    EXPECT_TRUE(device->disableInterrupt());
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 0xFEDCBA98UL));
+    EXPECT_EQ(this->m_os.log(), (EventLog{disabling, enabling, "read(7, 4)"}));
+    this->m_os.script(Call::Read, {answering(0)});
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 0UL));
+}
+
 TYPED_TEST(UioTest, TracesAFailedEnableAtLevelSevenAndAFailedDisableAtLevelOne) {
     const auto device = this->opened();
     this->m_os.script(Call::Write, {failing(EIO), failing(EIO), failing(EIO)});
@@ -338,20 +349,6 @@ TYPED_TEST(UioTest, TracesAFailedEnableAtLevelSevenAndAFailedDisableAtLevelOne) 
     EXPECT_EQ(tracesOf(7, enable), (EventLog{entry, "Rynvel.Uio 7 enableInterrupt: " + text}));
     EXPECT_EQ(tracesOf(1, [&] { return device->disableInterrupt(); }),
               EventLog{"Rynvel.Uio 1 disableInterrupt: " + text});
-}
-
-TYPED_TEST(UioTest, EnablesAndThenReadsTheCountWhenItWaits) {
-    const auto device = this->opened();
-    this->m_os.store(0, 0xFEDCBA98);
-    this->m_os.script(Call::Write, {answering(0)});
-    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 0xFEDCBA98UL));
-    EXPECT_EQ(this->m_os.log(), (EventLog{enabling, "read(7, 4)"}));
-}
-
-TYPED_TEST(UioTest, TakesAnyCountOfBytesForAnInterrupt) {
-    const auto device = this->opened();
-    this->m_os.script(Call::Read, {answering(0)});
-    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 0UL));
 }
 
 TYPED_TEST(UioTest, DoesNotWaitWhenItCannotEnable) {
@@ -397,14 +394,6 @@ TYPED_TEST(UioTest, EnablesThroughTheVirtualOperationWhenItWaits) {
     EXPECT_TRUE(waitForInterruptOf(device).first);
     EXPECT_EQ(device.enables, 1);
     EXPECT_EQ(this->m_os.log(), EventLog{"read(7, 4)"});
-}
-
-TYPED_TEST(UioTest, WaitsAfterADisableToo) {
-    const auto device = this->opened();
-    this->m_os.script(Call::Write, {answering(0), answering(0)});
-    EXPECT_TRUE(device->disableInterrupt());
-    EXPECT_TRUE(waitForInterruptOf(*device).first);
-    EXPECT_EQ(this->m_os.log(), (EventLog{disabling, enabling, "read(7, 4)"}));
 }
 
 TYPED_TEST(UioTest, TracesTheEntryOfEveryInterruptOperationAtLevelSix) {
