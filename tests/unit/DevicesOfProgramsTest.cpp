@@ -496,30 +496,33 @@ private:
     bool& m_isDestroyed;
 };
 
-TEST(FaultGuard, LeavesAnAccessWithoutUnwindingIt) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
+class FaultGuardTest : public testing::Test {
+protected:
+    FaultGuardTest() { Common::FaultGuard::install(); }
+
+    const volatile std::uint32_t& m_faulty = faultyRegister();
+};
+
+TEST_F(FaultGuardTest, LeavesAnAccessWithoutUnwindingIt) {
     bool isDestroyed = false;
     EXPECT_FALSE(Common::FaultGuard::run([&] {
         const Witness witness(isDestroyed);
-        read(faulty);
+        read(m_faulty);
     }));
     EXPECT_FALSE(isDestroyed);
 }
 
-TEST(FaultGuard, TellsWhetherAnAccessIsRunning) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
+TEST_F(FaultGuardTest, TellsWhetherAnAccessIsRunning) {
     bool isRunning = false;
     EXPECT_FALSE(Common::FaultGuard::isRunning());
     Common::FaultGuard::run([&] { isRunning = Common::FaultGuard::isRunning(); });
     EXPECT_TRUE(isRunning);
     EXPECT_FALSE(Common::FaultGuard::isRunning());
-    Common::FaultGuard::run([&] { read(faulty); });
+    Common::FaultGuard::run([&] { read(m_faulty); });
     EXPECT_FALSE(Common::FaultGuard::isRunning());
 }
 
-class AccessMutexTest : public testing::Test {
+class AccessMutexTest : public FaultGuardTest {
 protected:
     EventLog m_log;
     Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
@@ -555,38 +558,32 @@ TEST_F(AccessMutexTest, StaysLockedForAnAccessThatLocksItAgain) {
 }
 
 TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
     EXPECT_FALSE(Common::FaultGuard::run([&] {
         m_mutex.lock();
-        read(faulty);
+        read(m_faulty);
     }));
     m_mutex.endAccess();
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
 TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
     m_mutex.lock();
     std::thread([&] {
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
         m_mutex.endAccess();
     }).join();
     EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
-TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
-    for (int i = 0; i < 2; ++i) {
+TEST_F(FaultGuardTest, TakesNoSignalOfAProcessForAFault) {
+    const auto raiseSignals = [] {
         ::kill(getpid(), SIGBUS);
         raise(SIGBUS);
-        EXPECT_TRUE(Common::FaultGuard::run([] {
-            ::kill(getpid(), SIGBUS);
-            raise(SIGBUS);
-        }));
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
+    };
+    for (int i = 0; i < 2; ++i) {
+        raiseSignals();
+        EXPECT_TRUE(Common::FaultGuard::run(raiseSignals));
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
     }
 }
 
