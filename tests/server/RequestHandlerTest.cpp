@@ -34,6 +34,11 @@ Request ioctlOf(const std::string& name, std::uint32_t command) {
     return request;
 }
 
+constexpr auto failed = "the device reported failure";
+constexpr auto forbiddenIoctl = "the ioctl command is not allowed";
+constexpr auto notOpened = "the connection has not opened the device";
+constexpr auto notSimulated = "only a simulated interrupt can be raised";
+
 Policy simulated() {
     Policy policy;
     policy.simulate = true;
@@ -108,12 +113,6 @@ protected:
             expectRefusal(connection, request, reason);
         }
     }
-    void expectRefusalsWithoutOpen(Connection& connection, const std::string& name) {
-        for (std::uint32_t type = 1; type <= 13; ++type) {
-            expectRefusal(connection, readOf(static_cast<Type>(type), name, 0),
-                          "the connection has not opened the device");
-        }
-    }
     void expectFailedOpen(Connection& connection, const std::string& name, const std::string& obstacle) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
         ASSERT_EQ(lines().size(), 2U);
@@ -154,14 +153,13 @@ TEST_F(RequestHandlerTest, TracesNothingOfWhatItServes) {
     EXPECT_EQ(lines(), EventLog{});
 }
 
-TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpen) {
+TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForAnotherDeviceThanTheOpenedOne) {
     auto connection = m_server.connect();
-    expectRefusalsWithoutOpen(connection, "uio.32");
+    for (std::uint32_t type = 1; type <= 13; ++type) {
+        expectRefusal(connection, readOf(static_cast<Type>(type), "uio.32", 0), notOpened);
+        expectRefusal(m_uio32, readOf(static_cast<Type>(type), "uio.16", 0), notOpened);
+    }
     EXPECT_TRUE(connection.open("uio.32"));
-}
-
-TEST_F(RequestHandlerTest, RefusesOperationsForAnotherDeviceThanTheOpenedOne) {
-    expectRefusalsWithoutOpen(m_uio32, "uio.16");
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
@@ -176,7 +174,7 @@ TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
 
 TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {
     EXPECT_TRUE(m_uio32.open("seek.8"));
-    expectRefusal(m_uio32, readOf("uio.32", 0), "the connection has not opened the device");
+    expectRefusal(m_uio32, readOf("uio.32", 0), notOpened);
     EXPECT_EQ(m_uio32.values(readOf("seek.8", 0)), Values{0});
     EXPECT_TRUE(m_uio32.open("seek.8"));
 }
@@ -189,7 +187,7 @@ TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
 TEST_F(RequestHandlerTest, LetsGoOfTheDeviceWithClose) {
     EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(m_uio32.device(), nullptr);
-    expectRefusal(m_uio32, Request(Type::Close, "uio.32"), "the connection has not opened the device");
+    expectRefusal(m_uio32, Request(Type::Close, "uio.32"), notOpened);
     EXPECT_TRUE(m_uio32.open("uio.32"));
 }
 
@@ -350,17 +348,14 @@ TEST_F(RequestHandlerTest, RefusesValuesAndMasksWiderThanTheRegister) {
     }
 }
 
-TEST_F(RequestHandlerTest, RefusesIoctlCommandsThatAreNotAllowed) {
-    expectRefusal(m_uio32, ioctlOf("uio.32", 0xEE00), "the ioctl command is not allowed");
-}
-
-TEST_F(RequestHandlerTest, PassesAllowedIoctlCommandsOnAndAnswersWithTheirResult) {
+TEST_F(RequestHandlerTest, PassesOnlyAllowedIoctlCommandsOnAndAnswersWithTheirResult) {
+    expectRefusal(m_uio32, ioctlOf("uio.32", 0xEE00), forbiddenIoctl);
     auto policy = simulated();
     policy.ioctls = {0xEE00};
     Server server(policy);
     auto connection = server.connect("uio.32");
     EXPECT_EQ(connection.values(ioctlOf("uio.32", 0xEE00)), Values{0});
-    expectRefusal(connection, ioctlOf("uio.32", 0xEE01), "the ioctl command is not allowed");
+    expectRefusal(connection, ioctlOf("uio.32", 0xEE01), forbiddenIoctl);
 }
 
 TEST_F(RequestHandlerTest, TellsTheInterruptTypeOfASimulatedDevice) {
@@ -370,10 +365,10 @@ TEST_F(RequestHandlerTest, TellsTheInterruptTypeOfASimulatedDevice) {
 TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
     auto connection = m_server.connect("seek.8");
     for (const auto type : {Type::GetInterruptType, Type::EnableInterrupt, Type::DisableInterrupt}) {
-        expectRefusal(connection, Request(type, "seek.8"), "the device reported failure");
+        expectRefusal(connection, Request(type, "seek.8"), failed);
     }
     expectRefusal(connection, Request(Type::WaitForInterrupt, "seek.8"), "the device has no interrupts");
-    expectRefusal(connection, raiseOf("seek.8"), "only a simulated interrupt can be raised");
+    expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
 /** What a client does to the interrupt of a simulated device. */
@@ -529,17 +524,17 @@ TEST_F(RequestsToFiles, FailAsTheDeviceDoes) {
     makeFiles();
     auto mapped = m_server.connect("map.32");
     for (const auto type : {Type::EnableInterrupt, Type::DisableInterrupt, Type::GetInterruptType}) {
-        expectRefusal(mapped, Request(type, "map.32"), "the device reported failure");
+        expectRefusal(mapped, Request(type, "map.32"), failed);
     }
     EXPECT_TRUE(mapped.succeeds(Request(Type::WaitForInterrupt, "map.32")));
     auto seekable = m_server.connect("seek.32");
-    expectRefusals(seekable, {readOf("seek.32", 16), ioctlOf("seek.32", 0xEE00)}, "the device reported failure");
+    expectRefusals(seekable, {readOf("seek.32", 16), ioctlOf("seek.32", 0xEE00)}, failed);
 }
 
 TEST_F(RequestsToFiles, RaiseNoInterruptsOfRealDevices) {
     makeFiles();
     auto connection = m_server.connect("map.32");
-    expectRefusal(connection, raiseOf("map.32"), "only a simulated interrupt can be raised");
+    expectRefusal(connection, raiseOf("map.32"), notSimulated);
 }
 
 } // namespace
