@@ -48,35 +48,31 @@ constexpr std::size_t requestSize = 660;
 constexpr auto name = "uio.32";
 
 /** The connections of one thread: what they do, they do in turns, so that all are at it at once. */
-class Clients {
-public:
-    Clients(std::uint16_t port, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            m_clients.emplace_back(port);
-        }
+using Clients = std::vector<RecordClient>;
+
+Clients connectTo(const RynveldProcess& server, std::size_t count) {
+    Clients clients;
+    for (std::size_t i = 0; i < count; ++i) {
+        clients.emplace_back(server.port());
     }
+    return clients;
+}
 
-    /** One request over each connection; the answers, all of which must be successes. */
-    template <typename MakeRequest>
-    std::vector<Values> exchange(const MakeRequest& makeRequest) const {
-        for (std::size_t i = 0; i < m_clients.size(); ++i) {
-            EXPECT_TRUE(m_clients[i].send(makeRequest(i)));
-        }
-        std::vector<Values> answers;
-        for (const auto& client : m_clients) {
-            Response response;
-            EXPECT_TRUE(client.receive(response));
-            EXPECT_TRUE(response.isSuccessful());
-            answers.push_back(valuesOf(response));
-        }
-        return answers;
+/** One request over each connection; the answers, all of which must be successes. */
+template <typename MakeRequest>
+std::vector<Values> exchangeOver(const Clients& clients, const MakeRequest& makeRequest) {
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        EXPECT_TRUE(clients[i].send(makeRequest(i)));
     }
-
-    const std::vector<RecordClient>& all() const { return m_clients; }
-
-private:
-    std::vector<RecordClient> m_clients;
-};
+    std::vector<Values> answers;
+    for (const auto& client : clients) {
+        Response response;
+        EXPECT_TRUE(client.receive(response));
+        EXPECT_TRUE(response.isSuccessful());
+        answers.push_back(valuesOf(response));
+    }
+    return answers;
+}
 
 void expectService(const RynveldProcess& server) {
     const RecordClient client(server.port(), name);
@@ -243,10 +239,11 @@ TEST(HostileClients, ConnectThousandsOfTimesAndSayNothing) {
 /** Writes and reads back a register for each of the clients, over and over. */
 void useRegistersFrom(std::uint32_t first, const Clients& clients, std::uint32_t rounds) {
     const auto registerOf = [first](std::size_t i) { return static_cast<std::uint32_t>(first + i); };
-    clients.exchange([](std::size_t /*i*/) { return Request(Type::Open, name); });
+    exchangeOver(clients, [](std::size_t /*i*/) { return Request(Type::Open, name); });
     for (std::uint32_t round = 0; round < rounds; ++round) {
-        clients.exchange([&](std::size_t i) { return writeOf(name, registerOf(i), {registerOf(i) << 16 | round}); });
-        const auto answers = clients.exchange([&](std::size_t i) { return readOf(name, registerOf(i)); });
+        exchangeOver(clients,
+                     [&](std::size_t i) { return writeOf(name, registerOf(i), {registerOf(i) << 16 | round}); });
+        const auto answers = exchangeOver(clients, [&](std::size_t i) { return readOf(name, registerOf(i)); });
         for (std::size_t i = 0; i < answers.size(); ++i) {
             EXPECT_EQ(answers[i], Values{registerOf(i) << 16 | round});
         }
@@ -258,7 +255,7 @@ TEST(ManyClients, AreAllAnsweredCorrectly) {
     const RynveldProcess server({"--simulate", "--max-connections", "500", "--max-connections-per-host", "500"});
     std::vector<Clients> clients;
     for (std::size_t thread = 0; thread < 10; ++thread) {
-        clients.emplace_back(server.port(), perThread);
+        clients.push_back(connectTo(server, perThread));
     }
     const auto begin = Clock::now();
     std::vector<std::future<void>> threads;
@@ -274,10 +271,8 @@ TEST(ManyClients, AreAllAnsweredCorrectly) {
 /** Clients that all go in the middle of an exchange, as those of a killed process do: the answers are not read. */
 void goInTheMiddleOfAnExchange(const RynveldProcess& server, std::size_t count) {
     const std::vector<char> requests(requestSize * 3 / 2);
-    std::vector<RecordClient> clients;
-    for (std::size_t i = 0; i < count; ++i) {
-        clients.emplace_back(server.port());
-        EXPECT_TRUE(clients.back().send(requests.data(), requests.size()));
+    for (const auto& client : connectTo(server, count)) {
+        EXPECT_TRUE(client.send(requests.data(), requests.size()));
     }
 }
 
@@ -346,8 +341,8 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
     const RynveldProcess busy({"--simulate", "--max-connections-per-host", "200"});
     const RecordClient quietClient(quiet.port(), name);
     const RecordClient busyClient(busy.port(), name);
-    const Clients stalled(busy.port(), 100);
-    for (const auto& client : stalled.all()) {
+    const Clients stalled = connectTo(busy, 100);
+    for (const auto& client : stalled) {
         stall(client);
     }
     // What they have asked for is being done until no more answers can be sent.

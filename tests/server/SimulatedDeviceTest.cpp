@@ -51,6 +51,7 @@ protected:
         EXPECT_EQ(registers().read(address, value), Outcome::Done);
         return value;
     }
+
     Rynveld::Simulation m_simulation = simulate("simulated", kindOf(GetParam()));
 };
 
@@ -183,38 +184,27 @@ protected:
     Rynveld::SimulatedInterrupt m_interrupt;
 };
 
-TEST_F(SimulatedInterrupt, IsPendingUntilItIsEnabled) {
-    m_interrupt.raise(7);
-    EXPECT_EQ(received(), std::nullopt);
-    m_interrupt.enable();
-    EXPECT_EQ(received(), 7U);
-    m_interrupt.enable();
-    EXPECT_EQ(received(), std::nullopt);
+TEST_F(SimulatedInterrupt, IsPendingUntilItIsEnabledAndAgainAfterItIsDisabled) {
+    for (const std::uint32_t word : {7U, 8U}) {
+        m_interrupt.raise(word);
+        EXPECT_EQ(received(), std::nullopt);
+        m_interrupt.enable();
+        EXPECT_EQ(received(), word);
+        m_interrupt.enable();
+        EXPECT_EQ(received(), std::nullopt);
+        m_interrupt.disable();
+    }
 }
 
-TEST_F(SimulatedInterrupt, KeepsTheLatestOfThosePending) {
-    m_interrupt.raise(7);
-    m_interrupt.raise(8);
-    m_interrupt.enable();
-    EXPECT_EQ(received(), 8U);
-    EXPECT_EQ(received(), std::nullopt);
-}
-
-TEST_F(SimulatedInterrupt, IsKeptOnceUntilItIsReceived) {
-    m_interrupt.enable();
-    m_interrupt.raise(7);
-    m_interrupt.raise(0xFFFFFFFF);
-    EXPECT_EQ(received(), 0xFFFFFFFFU);
-    EXPECT_EQ(received(), std::nullopt);
-}
-
-TEST_F(SimulatedInterrupt, IsPendingAgainAfterItIsDisabled) {
-    m_interrupt.enable();
-    m_interrupt.disable();
-    m_interrupt.raise(7);
-    EXPECT_EQ(received(), std::nullopt);
-    m_interrupt.enable();
-    EXPECT_EQ(received(), 7U);
+TEST_F(SimulatedInterrupt, IsKeptOnceUntilItIsReceivedWhetherItIsPendingOrNot) {
+    // From the second round on, it is enabled.
+    for (const std::uint32_t latest : {8U, 0xFFFFFFFFU}) {
+        m_interrupt.raise(7);
+        m_interrupt.raise(latest);
+        m_interrupt.enable();
+        EXPECT_EQ(received(), latest);
+        EXPECT_EQ(received(), std::nullopt);
+    }
 }
 
 TEST_F(SimulatedInterrupt, IsCountedFromOneWithoutAWord) {
