@@ -161,7 +161,7 @@ protected:
 
     /** Makes an interrupt; whether each client receives its word. */
     template <typename... Clients>
-    bool arrives(std::uint32_t word, const Clients&... clients) {
+    bool pulseArrives(std::uint32_t word, const Clients&... clients) {
         m_device.pulse();
         return ((clients.word() == word) && ...);
     }
@@ -186,7 +186,7 @@ TEST_F(InterruptWaiterTest, SendsEachWordToAllArmedSockets) {
     const ArmedClient one(m_waiter);
     const ArmedClient other(m_waiter);
     for (std::uint32_t word = 1; word <= 100; ++word) {
-        ASSERT_TRUE(arrives(word, one, other));
+        ASSERT_TRUE(pulseArrives(word, one, other));
     }
 }
 
@@ -205,7 +205,7 @@ TEST_F(WaitingDoesNotEnable, SendsWordsInNetworkOrder) {
 TEST_F(WaitingDoesNotEnable, EnablesTheInterruptOnlyWhereWaitingDoes) {
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(m_waiter.enable());
-    EXPECT_TRUE(arrives(1, client));
+    EXPECT_TRUE(pulseArrives(1, client));
     EXPECT_FALSE(m_device.isEnabled());
 }
 
@@ -213,16 +213,16 @@ TEST_F(InterruptWaiterTest, SendsNothingToASocketThatIsArmedNoMore) {
     ArmedClient one(m_waiter);
     const ArmedClient other(m_waiter);
     one.disarm();
-    EXPECT_TRUE(arrives(1, other));
+    EXPECT_TRUE(pulseArrives(1, other));
     EXPECT_TRUE(one.hasNothing());
     one.arm();
-    EXPECT_TRUE(arrives(2, one, other));
+    EXPECT_TRUE(pulseArrives(2, one, other));
 }
 
 TEST_F(HeldOffForLong, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
     for (std::uint32_t round = 1; round <= 20; ++round) {
         ArmedClient client(m_waiter);
-        ASSERT_TRUE(arrives(round, client));
+        ASSERT_TRUE(pulseArrives(round, client));
         client.disarm();
         m_device.disableInterrupt();
         m_device.pulse();
@@ -239,7 +239,7 @@ TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
     m_waiter.arm(pair.server(), m_peer);
     const ArmedClient other(m_waiter);
     for (std::uint32_t word = 1; word <= 3; ++word) {
-        ASSERT_TRUE(arrives(word, other));
+        ASSERT_TRUE(pulseArrives(word, other));
     }
     EXPECT_TRUE(client.hasNothing());
     m_waiter.begin(pair.server());
@@ -317,21 +317,21 @@ TEST_F(InterruptWaiterTest, HoldsOffASourceThatStaysActive) {
 TEST_F(HeldOffForLong, EndsTheHoldOffWhenAClientEnablesTheInterrupt) {
     const ArmedClient client(m_waiter);
     for (std::uint32_t word = 1; word <= 100; ++word) {
-        ASSERT_TRUE(arrives(word, client));
+        ASSERT_TRUE(pulseArrives(word, client));
         ASSERT_TRUE(m_waiter.enable());
     }
 }
 
 TEST_F(HeldOffForLong, HoldsOffUntilItIsStopped) {
     ArmedClient client(m_waiter);
-    EXPECT_TRUE(arrives(1, client));
+    EXPECT_TRUE(pulseArrives(1, client));
     client.disarm();
     EXPECT_TRUE(client.hasNothing());
 }
 
 TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledUntilAClientEnablesIt) {
     ArmedClient client(m_waiter);
-    EXPECT_TRUE(arrives(1, client));
+    EXPECT_TRUE(pulseArrives(1, client));
     EXPECT_TRUE(m_waiter.disable());
     m_device.pulse();
     client.disarm();
@@ -367,7 +367,7 @@ TEST_F(WaitingDoesNotEnable, WaitsOnAfterASignal) {
     m_device.interruptTheNextWait();
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(m_waiter.enable());
-    EXPECT_TRUE(arrives(1, client));
+    EXPECT_TRUE(pulseArrives(1, client));
 }
 
 TEST_F(InterruptWaiterTest, EndsWhileTheDeviceBlocksInItsEnabling) {
@@ -408,7 +408,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     lazy.leaveLittleRoom();
     const ArmedClient diligent(m_waiter);
     for (std::uint32_t word = 1; word <= 200; ++word) {
-        ASSERT_TRUE(arrives(word, diligent));
+        ASSERT_TRUE(pulseArrives(word, diligent));
     }
     EXPECT_FALSE(lazy.hasNothing());
     const auto lines = recorder.lines();
@@ -479,7 +479,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
         m_waiter.disarm(pair.server());
     }
     const ArmedClient client(m_waiter);
-    EXPECT_TRUE(arrives(1, client));
+    EXPECT_TRUE(pulseArrives(1, client));
 }
 
 TEST_F(InterruptWaiterTest, StandsClientsThatComeAndGoWhileInterruptsArrive) {
@@ -496,7 +496,7 @@ TEST_F(InterruptWaiterTest, StandsClientsThatComeAndGoWhileInterruptsArrive) {
         }));
     }
     for (std::uint32_t word = 1; word <= 200; ++word) {
-        ASSERT_TRUE(arrives(word, steady));
+        ASSERT_TRUE(pulseArrives(word, steady));
     }
 }
 

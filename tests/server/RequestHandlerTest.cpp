@@ -445,7 +445,10 @@ class RequestsToFiles : public RequestRefusals {
 protected:
     static constexpr std::uintmax_t pageSize = 4096;
 
-    RequestsToFiles() : RequestRefusals(policy()) {}
+    RequestsToFiles() : RequestRefusals(policy()) {
+        OwnFolder::makeFile("registers.map", pageSize);
+        OwnFolder::makeFile("registers.seek", 16);
+    }
 
     static Policy policy() {
         Policy policy;
@@ -453,41 +456,35 @@ protected:
         return policy;
     }
 
-    static void makeFiles(std::uintmax_t mapSize = pageSize) {
-        OwnFolder::makeFile("registers.map", mapSize);
-        OwnFolder::makeFile("registers.seek", 16);
-    }
-
     OwnFolder m_folder;
 };
 
 TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
+    std::filesystem::remove("registers.map");
     auto connection = m_server.connect();
     expectFailedOpen(connection, "missing", "/nowhere/map: No such file or directory");
     expectRefusal(connection, Request(Type::Open, "map.32"), "the device cannot be opened");
-    makeFiles();
+    OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_TRUE(connection.open("map.32"));
 }
 
 TEST_F(RequestsToFiles, SurviveBusErrors) {
     Common::FaultGuard::install();
-    makeFiles(0);
+    OwnFolder::makeFile("registers.map", 0);
     auto connection = m_server.connect("map.32");
     expectRefusals(connection, {readOf("map.32", 0), writeOf("map.32", 0, {1, 2})},
                    "the hardware answered with a bus error");
-    makeFiles();
+    OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }
 
 TEST_F(RequestsToFiles, WriteNothingWithoutMovingTheFile) {
-    makeFiles();
     auto connection = m_server.connect("seek.32");
     EXPECT_TRUE(connection.succeeds(writeOf("seek.32", 8, {})));
     EXPECT_EQ(::lseek(connection.device()->device().getNativeHandle(), 0, SEEK_CUR), 0);
 }
 
 TEST_F(RequestsToFiles, CloseTheFileWithTheLastClient) {
-    makeFiles();
     auto one = m_server.connect("seek.8");
     const std::weak_ptr<Rynveld::ServedDevice> device = m_server.connect("seek.8").device();
     EXPECT_FALSE(device.expired());
@@ -496,7 +493,6 @@ TEST_F(RequestsToFiles, CloseTheFileWithTheLastClient) {
 }
 
 TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
-    makeFiles();
     auto connection = m_server.connect("map.32");
     constexpr std::uint32_t registers = pageSize / 4;
     const std::string reason = "the address is outside of the device";
@@ -512,7 +508,6 @@ TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
 }
 
 TEST_F(RequestsToFiles, ReachTheRegisters) {
-    makeFiles();
     for (const char* name : {"seek.8", "seek.16", "seek.32"}) {
         auto connection = m_server.connect(name);
         EXPECT_TRUE(connection.succeeds(writeOf(name, 4, {0x5A})));
@@ -521,7 +516,6 @@ TEST_F(RequestsToFiles, ReachTheRegisters) {
 }
 
 TEST_F(RequestsToFiles, FailAsTheDeviceDoes) {
-    makeFiles();
     auto mapped = m_server.connect("map.32");
     for (const auto type : {Type::EnableInterrupt, Type::DisableInterrupt, Type::GetInterruptType}) {
         expectRefusal(mapped, Request(type, "map.32"), failed);
@@ -532,7 +526,6 @@ TEST_F(RequestsToFiles, FailAsTheDeviceDoes) {
 }
 
 TEST_F(RequestsToFiles, RaiseNoInterruptsOfRealDevices) {
-    makeFiles();
     auto connection = m_server.connect("map.32");
     expectRefusal(connection, raiseOf("map.32"), notSimulated);
 }
