@@ -58,7 +58,7 @@ Clients connectTo(const RynveldProcess& server, std::size_t count) {
     return clients;
 }
 
-/** One request over each connection; the answers, all of which must be successes. */
+/** Sends one request over each connection. Returns the values of the answers, which must be successes. */
 template <typename MakeRequest>
 std::vector<Values> exchangeOver(const Clients& clients, const MakeRequest& makeRequest) {
     for (std::size_t i = 0; i < clients.size(); ++i) {
@@ -236,7 +236,7 @@ TEST(HostileClients, ConnectThousandsOfTimesAndSayNothing) {
     expectNoMoreDescriptors(server, descriptors);
 }
 
-/** Writes and reads back a register for each of the clients, over and over. */
+/** Writes and reads back one register for each client, in every round. */
 void useRegistersFrom(std::uint32_t first, const Clients& clients, std::uint32_t rounds) {
     const auto registerOf = [first](std::size_t i) { return static_cast<std::uint32_t>(first + i); };
     exchangeOver(clients, [](std::size_t /*i*/) { return Request(Type::Open, name); });
@@ -371,7 +371,7 @@ class Soak {
 public:
     explicit Soak(const RynveldProcess& server) : m_server(server) {}
 
-    /** How long it takes. */
+    /** Returns how long the soak takes. */
     static std::chrono::seconds time() {
         const char* const seconds = std::getenv("RYNVEL_SOAK_SECONDS");
         return std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
@@ -413,7 +413,7 @@ void receiveInterrupts(RecordClient& client, Noise& /*noise*/) {
     }
 }
 
-/** Ends the connection in one of two ways. */
+/** Breaks the connection, or leaves it to be closed. */
 void end(RecordClient& client, Noise& noise) {
     if (noise.half()) {
         client.reset();

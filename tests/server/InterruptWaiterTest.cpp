@@ -46,9 +46,9 @@ public:
         ++m_pulses;
         fire();
     }
-    /** A signal ends the next wait. */
+    /** Makes a signal end the next wait. */
     void interruptTheNextWait() { m_waitIsInterrupted = true; }
-    /** Enabling takes until a signal comes. */
+    /** Makes enabling block until a signal comes. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
     /** Nothing can be received any more. */
@@ -149,7 +149,7 @@ private:
     InterruptWaiter& m_waiter;
 };
 
-/** The waiting for a device whose waiting enables its interrupt, without a hold-off. */
+/** By default, waiting enables the interrupt of the device, and nothing is held off. */
 class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
@@ -159,7 +159,7 @@ protected:
         Rynveld::handleWakeUps();
     }
 
-    /** Makes an interrupt; whether each client receives its word. */
+    /** Makes an interrupt. Returns whether each client receives its word. */
     template <typename... Clients>
     bool pulseArrives(std::uint32_t word, const Clients&... clients) {
         m_device.pulse();

@@ -31,14 +31,14 @@ std::string problemOf(const Words& words) {
     return "";
 }
 
-/** Expects a message that quotes the value. */
+/** Expects the problem for each value, in a message that quotes the value. */
 void expectWrong(const std::string& option, const std::vector<std::string>& values, const std::string& problem) {
     for (const auto& value : values) {
         EXPECT_EQ(problemOf({option, value}), option + ": '" + value + "' " + problem);
     }
 }
 
-/** What is printed instead of serving. */
+/** Returns the text that the server prints instead of serving. */
 std::string answerTo(const std::string& word) {
     try {
         parse({word});

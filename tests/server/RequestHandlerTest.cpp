@@ -18,7 +18,7 @@ using Rynvel::ByteOrder;
 using Rynveld::Policy;
 using Rynveld::ServedDevices;
 
-/** A record that the setters of a request would not make. */
+/** Returns a record that the setters of a request cannot make. */
 Request record(Type type, const std::string& name, const std::vector<WordAt>& words = {}) {
     return asRequest(requestBytes(type, name, words));
 }
@@ -371,7 +371,7 @@ TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts)
     expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
-/** What a client does to the interrupt of a simulated device. */
+/** Requests of a client for the interrupt of a simulated device. */
 class SimulatedInterruptRequests : public RequestHandlerTest {
 protected:
     bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }

@@ -30,7 +30,7 @@ namespace {
 using Launch = RynveldProcess::Launch;
 using namespace std::chrono_literals;
 
-/** A server of the devices of the tests: of this machine, or simulated ones. */
+/** A server, and the clients that connect to it. */
 class Server : public RynveldProcess {
 public:
     using RynveldProcess::RynveldProcess;
@@ -542,7 +542,7 @@ TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
     EXPECT_NE(client.interrupt(), UINT32_MAX);
 }
 
-/** A client of this machine, from an address of it to the same or another one. */
+/** Connects from one address of this machine to another. */
 template <typename Address>
 RecordClient connect(const Address& own, const Address& server) {
     const auto* const addresses = reinterpret_cast<const sockaddr*>(&own);
@@ -552,7 +552,7 @@ RecordClient connect(const Address& own, const Address& server) {
     return RecordClient::on(socket);
 }
 
-/** The host with a number in the network 127.0.0.0/8, 1 being the usual one. */
+/** Returns an address in 127.0.0.0/8 by its last number. */
 sockaddr_in loopback(std::uint32_t number, std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;

@@ -57,7 +57,7 @@ public:
         m_thread = std::thread([] {});
     }
 
-    /** Expects that the server sends its answer, and what follows, with as many calls. */
+    /** Sends a request, and expects that the server answers with one call per size. */
     void expectPieces(const Request& request, const std::vector<ssize_t>& sizes) const {
         EXPECT_TRUE(m_client.send(request));
         for (const ssize_t size : sizes) {

@@ -172,7 +172,7 @@ TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().io
 
 class SimulatedInterrupt : public testing::Test {
 protected:
-    /** The word that waits to be received; none when none does. */
+    /** Returns the word that can be received, if any. */
     std::optional<unsigned long> received() {
         unsigned long word = 0;
         if (!isReadable(m_interrupt.descriptor()) || !m_interrupt.receive(&word)) {

@@ -15,7 +15,7 @@ namespace {
 
 bool blocks(int descriptor) { return (::fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0; }
 
-/** The end for writing of a pipe, which standard error is then, too. */
+/** Makes standard error the write end of a pipe. Returns another descriptor of that end. */
 int redirectToPipe() {
     std::array<int, 2> ends{};
     EXPECT_EQ(::pipe(ends.data()), 0);

@@ -32,14 +32,14 @@ public:
     int descriptor() const { return m_socket; }
     const std::string& name() const { return m_name; }
 
-    /** A new socket that is connected to this one. */
+    /** Returns a new socket that is connected to this one. */
     int connect(int type) const {
         const int client = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
         EXPECT_EQ(::connect(client, address(), size()), 0);
         return client;
     }
 
-    /** The datagram that waits, or "nothing". */
+    /** Returns the next datagram, or "nothing". */
     std::string received(int flags = MSG_DONTWAIT) const {
         std::array<char, 100> text{};
         const ssize_t length = ::recv(m_socket, text.data(), text.size(), flags);

@@ -25,7 +25,7 @@ int connectedTo(std::uint16_t port) {
     return socket;
 }
 
-/** The type for the width that the device name ends with, of those for 8, 16 and 32 bits. */
+/** Returns the type for the width that the device name ends with. */
 Type typeOf(const std::string& name, Type type8, Type type16, Type type32) {
     const char last = name.back();
     return last == '8' ? type8 : last == '6' ? type16 : type32;

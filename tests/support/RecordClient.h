@@ -22,7 +22,7 @@ Request readOf(Type type, const std::string& name, std::uint32_t address, std::u
 Request readOf(const std::string& name, std::uint32_t address, std::uint32_t items = 1);
 Request writeOf(const std::string& name, std::uint32_t address, const Values& values);
 Request masked(Request write, std::uint32_t bitmask);
-/** Raises a simulated interrupt; without a word, the interrupt counts itself. */
+/** Raises a simulated interrupt. Without a value, its interrupt word is the number of interrupts so far. */
 Request raiseOf(const std::string& name, const Values& word = {});
 
 Values valuesOf(const Response& response);
@@ -35,7 +35,7 @@ class RecordClient {
 public:
     /** Connects to a server on this machine. */
     explicit RecordClient(std::uint16_t port);
-    /** Opens a device there, too. */
+    /** Connects, and opens a device. */
     RecordClient(std::uint16_t port, const std::string& device) : RecordClient(port) { open(device); }
     RecordClient(const RecordClient&) = delete;
     RecordClient(RecordClient&& other) noexcept;
@@ -61,12 +61,12 @@ public:
     Values values(const Request& request) const { return valuesOf(exchange(request)); }
     /** Expects that the server opens the device. */
     void open(const std::string& device) const;
-    /** Expects that the server opens the device, and that the connection is armed for its interrupts then. */
+    /** Expects that the server opens the device, and arms the connection for its interrupts. */
     void arm(const std::string& device) const;
 
     /** The next interrupt's word; all ones when the connection has ended. */
     std::uint32_t interrupt() const;
-    /** Whether the server has sent nothing that was not received. */
+    /** Returns whether everything that the server has sent has been received. */
     bool hasNothing() const;
     /** Waits for the server to end the connection; false when it sends something instead. */
     bool isEnded() const;
