@@ -13,13 +13,13 @@ namespace Rynvelctl {
 
 namespace {
 
-// An empty word is a variable of a script that is not set, never a wish; words in brackets would be taken for lists.
-void requireWord(const std::string& word) {
+// An empty argument comes from an unset variable of a script. The parser would take a word in brackets for a list.
+void checkArgument(const std::string& word) {
     if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
-        throw wrongUsage(word.empty() ? "an argument is empty" : "the value of " + word + " is empty");
+        throw usageError(word.empty() ? "an argument is empty" : "the value of " + word + " is empty");
     }
     if (word.front() == '[') {
-        throw wrongUsage("'" + word + "' is neither a name nor a number");
+        throw usageError("'" + word + "' is neither a name nor a number");
     }
 }
 
@@ -28,14 +28,14 @@ void requireWord(const std::string& word) {
 CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
     m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and end");
     m_parser.addHelpFlag("show this text and end");
-    addGeneralOptions(m_parser.program());
+    addGlobalOptions(m_parser.program());
     addDeviceCommands(m_parser.program(), m_action);
     addRegisterCommands(m_parser.program(), m_action);
     addInterruptCommands(m_parser.program(), m_action);
     addServerCommands(m_parser.program(), m_action);
 }
 
-void CommandLine::addGeneralOptions(const Common::Command& program) {
+void CommandLine::addGlobalOptions(const Common::Command& program) {
     program.addOption("--remote", "HOST[:PORT]", m_options.remote,
                       "use the devices of a register server; the port is " + std::to_string(Common::defaultPort) +
                           " when not given");
@@ -55,26 +55,25 @@ void CommandLine::addGeneralOptions(const Common::Command& program) {
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
-    std::for_each(argv + std::min(argc, 1), argv + argc, requireWord);
+    std::for_each(argv + std::min(argc, 1), argv + argc, checkArgument);
     const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
     case Common::ParseResult::Kind::Answered:
-        Output(Format::Text, CommandTime(std::nullopt)).write(result.text);
+        Output(Format::Text, CommandTimeout(std::nullopt)).write(result.text);
         return false;
     case Common::ParseResult::Kind::Wrong:
-        throw wrongUsage(result.text);
+        throw usageError(result.text);
     default:
         return true;
     }
 }
 
-/** The answer to a shell: one completion a line. */
 void CommandLine::complete(const std::vector<std::string>& words) const {
     std::string lines;
     for (const std::string& word : completions(describe(), words)) {
         lines += word + '\n';
     }
-    Output(Format::Text, CommandTime(std::nullopt)).write(lines);
+    Output(Format::Text, CommandTimeout(std::nullopt)).write(lines);
 }
 
 void CommandLine::run(int argc, const char* const* argv) {
@@ -86,9 +85,9 @@ void CommandLine::run(int argc, const char* const* argv) {
         return;
     }
     if (!m_action) {
-        throw wrongUsage("no command given (rynvelctl --help shows them)");
+        throw usageError("no command given (rynvelctl --help shows them)");
     }
-    m_action(Session(m_options));
+    m_action(CommandContext(m_options));
 }
 
 } // namespace Rynvelctl

@@ -11,7 +11,7 @@ namespace Rynvelctl {
 std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        throw wrongUsage(what + " '" + text + "' is no time (a number and ms, s or m, up to a day)");
+        throw usageError(what + " '" + text + "' is no time (a number and ms, s or m, up to a day)");
     }
     return *duration;
 }
@@ -19,22 +19,22 @@ std::chrono::milliseconds parseDuration(const std::string& what, const std::stri
 std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text) {
     const auto duration = parseDuration(what, text);
     if (duration.count() == 0) {
-        throw wrongUsage(what + " '" + text + "' is no time at all");
+        throw usageError(what + " '" + text + "' is no time at all");
     }
     return duration;
 }
 
-std::string timeStamp(std::chrono::system_clock::time_point moment) {
+std::string timeStamp(std::chrono::system_clock::time_point time) {
     using std::chrono::microseconds;
     using std::chrono::seconds;
-    const auto sinceEpoch = moment.time_since_epoch();
+    const auto sinceEpoch = time.time_since_epoch();
     const auto wholeSeconds = std::chrono::duration_cast<seconds>(sinceEpoch);
-    const auto rest = std::chrono::duration_cast<microseconds>(sinceEpoch - wholeSeconds);
-    const auto time = static_cast<std::time_t>(wholeSeconds.count());
+    const auto fraction = std::chrono::duration_cast<microseconds>(sinceEpoch - wholeSeconds);
+    const auto calendarTime = static_cast<std::time_t>(wholeSeconds.count());
     std::tm parts{};
-    gmtime_r(&time, &parts);
+    gmtime_r(&calendarTime, &parts);
     std::ostringstream text;
-    text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%S") << '.' << std::setfill('0') << std::setw(6) << rest.count()
+    text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%S") << '.' << std::setfill('0') << std::setw(6) << fraction.count()
          << 'Z';
     return text.str();
 }

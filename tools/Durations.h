@@ -1,6 +1,6 @@
 /**
  * @file
- * Durations and moments in words.
+ * Durations and points in time as text.
  */
 #ifndef RYNVELCTL_DURATIONS_H
 #define RYNVELCTL_DURATIONS_H
@@ -23,11 +23,11 @@ std::chrono::milliseconds parsePositiveDuration(const std::string& what, const s
 
 using Common::describe;
 
-/** The moment of now, in UTC with microseconds, for instance "2020-01-31T23:59:59.000001Z". */
+/** Returns the current time in UTC with microseconds, for example "2020-01-31T23:59:59.000001Z". */
 std::string timeStamp();
 
-/** The same of any moment. */
-std::string timeStamp(std::chrono::system_clock::time_point moment);
+/** Returns a time in the same form. */
+std::string timeStamp(std::chrono::system_clock::time_point time);
 
 } // namespace Rynvelctl
 

@@ -59,8 +59,7 @@ const std::vector<HelpSection> helpSections{
       "without a word, and with 0."}},
 };
 
-/** The words of a paragraph in lines of a terminal. */
-std::string wrapped(const std::string& paragraph) {
+std::string wrap(const std::string& paragraph) {
     constexpr std::size_t lineWidth = 78;
     std::istringstream words(paragraph);
     std::string text;
@@ -82,7 +81,7 @@ std::string helpFooter() {
     for (const HelpSection& section : helpSections) {
         text += (text.empty() ? "" : "\n") + section.title + ":\n";
         for (const std::string& paragraph : section.paragraphs) {
-            text += wrapped(paragraph);
+            text += wrap(paragraph);
         }
     }
     return text;

@@ -10,19 +10,19 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr Common::Notation everyNotation{true, true};
+constexpr Common::Notation anyNotation{true, true};
 
 std::string quoted(const std::string& what, const std::string& text) { return what + " '" + text + "'"; }
 
 } // namespace
 
 std::uint32_t parseNumber(const std::string& what, const std::string& text) {
-    if (!Common::isNumber(text, everyNotation)) {
-        throw wrongUsage(quoted(what, text) + " is no number (decimal, 0x or 0b)");
+    if (!Common::isNumber(text, anyNotation)) {
+        throw usageError(quoted(what, text) + " is no number (decimal, 0x or 0b)");
     }
-    const auto number = Common::parseNumber(text, everyNotation);
+    const auto number = Common::parseNumber(text, anyNotation);
     if (!number) {
-        throw wrongUsage(quoted(what, text) + " does not fit in 32 bits");
+        throw usageError(quoted(what, text) + " does not fit in 32 bits");
     }
     return *number;
 }
@@ -30,7 +30,7 @@ std::uint32_t parseNumber(const std::string& what, const std::string& text) {
 std::uint32_t parseValue(const std::string& what, const std::string& text, unsigned int width) {
     const std::uint32_t value = parseNumber(what, text);
     if (value > largestValue(width)) {
-        throw wrongUsage(quoted(what, text) + " does not fit in " + std::to_string(width) + " bits");
+        throw usageError(quoted(what, text) + " does not fit in " + std::to_string(width) + " bits");
     }
     return value;
 }
@@ -38,10 +38,10 @@ std::uint32_t parseValue(const std::string& what, const std::string& text, unsig
 std::uint32_t parseCount(const std::string& what, const std::string& text, std::uint32_t most) {
     const std::uint32_t count = parseNumber(what, text);
     if (count == 0) {
-        throw wrongUsage(quoted(what, text) + " is no positive number");
+        throw usageError(quoted(what, text) + " is no positive number");
     }
     if (count > most) {
-        throw wrongUsage(quoted(what, text) + " is above " + std::to_string(most));
+        throw usageError(quoted(what, text) + " is above " + std::to_string(most));
     }
     return count;
 }

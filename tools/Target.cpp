@@ -13,20 +13,20 @@ namespace {
 
 using Common::DeviceKind;
 
-constexpr std::size_t longestName = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
+constexpr std::size_t maxNameLength = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
 const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
     const DeviceKind* const kind = Common::findKind(row.m_type);
     if (kind == nullptr) {
-        throw wrongUsage(row.m_name + ": there is no backend for its type");
+        throw usageError(row.m_name + ": there is no backend for its type");
     }
     return *kind;
 }
 
-const DeviceKind& kindHere(const std::string& name) {
+const DeviceKind& kindOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw wrongUsage("--type is needed: no device '" + name + "' is known here");
+        throw usageError("--type is needed: no device '" + name + "' is known here");
     }
     return kindOf(*row);
 }
@@ -42,8 +42,8 @@ Rynvel::DeviceType remoteType(unsigned int width) {
     }
 }
 
-/** The types that a server's device may have: one of yet another server is not served. */
-std::vector<const DeviceKind*> servedKinds() {
+/** Returns all types except the remote ones: a server does not serve the devices of another server. */
+std::vector<const DeviceKind*> serverDeviceKinds() {
     std::vector<const DeviceKind*> kinds;
     for (std::uint32_t type = 0;; ++type) {
         const DeviceKind* const kind = Common::findKind(static_cast<Rynvel::DeviceType>(type));
@@ -56,66 +56,66 @@ std::vector<const DeviceKind*> servedKinds() {
     }
 }
 
-// The library takes what has a single colon for the name of a host.
-Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
+RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& timeout) {
     const std::string& address = row.m_devicePath;
+    // The library takes an address with a single colon for a host name.
     if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
-        throw wrongUsage(row.m_name + ": server '" + address + "' is not HOST or HOST::PORT");
+        throw usageError(row.m_name + ": server '" + address + "' is not HOST or HOST::PORT");
     }
     try {
-        return {address, time};
+        return {address, timeout};
     } catch (const Failure& failure) {
         throw Failure(failure.status(), row.m_name + ": " + failure.what());
     }
 }
 
 Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
-                 const CommandTime& time) {
+                 const CommandTimeout& timeout) {
     if (type != nullptr && type->width != kind.width) {
-        throw wrongUsage(row.m_name + ": the registers of a " + type->name + " device do not have the " +
+        throw usageError(row.m_name + ": the registers of a " + type->name + " device do not have the " +
                          std::to_string(kind.width) + " bits of this " + kind.name + " device");
     }
-    requireNameFits(row.m_name);
-    return {row, type == nullptr ? kind : *type, serverOf(row, time)};
+    requireValidName(row.m_name);
+    return {row, type == nullptr ? kind : *type, serverOf(row, timeout)};
 }
 
 } // namespace
 
 const char* Target::backend() const { return kindOf(row).name; }
 
-Target localTarget(const std::string& name, const DeviceKind* type, const CommandTime& time) {
+Target localTarget(const std::string& name, const DeviceKind* type, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw wrongUsage("no device '" + name + "' (rynvelctl list shows them)");
+        throw usageError("no device '" + name + "' (rynvelctl list shows them)");
     }
     const DeviceKind& kind = kindOf(*row);
     if (kind.access == Common::Access::Remote) {
-        return remoteRow(*row, kind, type, time);
+        return remoteRow(*row, kind, type, timeout);
     }
     if (type != nullptr) {
-        throw wrongUsage(name + ": --type is for remote devices, and this one is of this machine");
+        throw usageError(name + ": --type is for remote devices, and this one is of this machine");
     }
     return {*row, kind, std::nullopt};
 }
 
-void requireNameFits(const std::string& name) {
-    if (name.size() > longestName) {
-        throw wrongUsage("the name '" + name + "' is longer than " + std::to_string(longestName) + " characters");
+void requireValidName(const std::string& name) {
+    if (name.size() > maxNameLength) {
+        throw usageError("the name '" + name + "' is longer than " + std::to_string(maxNameLength) + " characters");
     }
     if (std::any_of(name.begin(), name.end(), Common::isControl)) {
-        throw wrongUsage("the name of the device has a control character, which a server does not accept");
+        throw usageError("the name of the device has a control character, which a server does not accept");
     }
 }
 
-Target remoteTarget(const std::string& name, const Server& server, const DeviceKind* type) {
-    requireNameFits(name);
-    const DeviceKind& kind = type == nullptr ? kindHere(name) : *type;
+Target remoteTarget(const std::string& name, const RemoteServer& server, const DeviceKind* type) {
+    requireValidName(name);
+    const DeviceKind& kind = type == nullptr ? kindOfLocalDevice(name) : *type;
     return {{name, server.name(), 0, remoteType(kind.width)}, kind, server};
 }
 
-std::vector<std::string> servedTypes() {
+std::vector<std::string> serverDeviceTypes() {
     std::vector<std::string> names;
-    for (const DeviceKind* const kind : servedKinds()) {
+    for (const DeviceKind* const kind : serverDeviceKinds()) {
         names.emplace_back(kind->name);
     }
     return names;
@@ -123,13 +123,13 @@ std::vector<std::string> servedTypes() {
 
 const DeviceKind& parseType(const std::string& text) {
     std::string names;
-    for (const DeviceKind* const kind : servedKinds()) {
+    for (const DeviceKind* const kind : serverDeviceKinds()) {
         if (text == kind->name) {
             return *kind;
         }
         names += (names.empty() ? "" : ", ") + std::string(kind->name);
     }
-    throw wrongUsage("type '" + text + "' is none of " + names);
+    throw usageError("type '" + text + "' is none of " + names);
 }
 
 } // namespace Rynvelctl

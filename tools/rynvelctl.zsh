@@ -1,5 +1,5 @@
 #compdef rynvelctl
-# Completion of rynvelctl for zsh: the program itself tells what there is to give.
+# Completion of rynvelctl for zsh. The program itself prints the possible completions.
 
 local -a before candidates
 before=("${(@)words[2,CURRENT-1]}")

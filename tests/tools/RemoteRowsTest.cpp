@@ -67,10 +67,10 @@ TEST_F(RemoteRows, AreReadAndWrittenByTheirTypeAtTheServer) {
 TEST_F(RemoteRows, HaveNoAddressBut0WithoutTheirType) {
     m_peer.script({success(), success({7})});
     expect("read traf.remote.32 0", ExitStatus::Done, "traf.remote.32 0x00000000 = 0x00000007\n");
-    expect("read traf.remote.32 4", ExitStatus::WrongUsage, "",
+    expect("read traf.remote.32 4", ExitStatus::UsageError, "",
            "traf.remote.32: --type is needed for any address but 0: the type that the device has at its server decides "
            "what the address is there");
-    expect("--type Uio16 read traf.remote.32 0", ExitStatus::WrongUsage, "",
+    expect("--type Uio16 read traf.remote.32 0", ExitStatus::UsageError, "",
            "traf.remote.32: the registers of a Uio16 device do not have the 32 bits of this Remote32 device");
 }
 

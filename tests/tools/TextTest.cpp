@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "CommandTime.h"
+#include "CommandTimeout.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "Json.h"
 #include "Numbers.h"
 #include "RegisterRange.h"
+#include "RemoteServer.h"
 #include "Report.h"
-#include "Server.h"
 #include "Target.h"
 
 namespace RynvelTest {
@@ -30,7 +30,7 @@ std::string complaint(const Call& call) {
     try {
         call();
     } catch (const Failure& failure) {
-        EXPECT_EQ(failure.status(), ExitStatus::WrongUsage);
+        EXPECT_EQ(failure.status(), ExitStatus::UsageError);
         return failure.what();
     }
     return "no complaint";
@@ -180,38 +180,39 @@ TEST(Json, EscapesWhatStringsMustNotHold) {
               "{\"none\":null,\"flag\":true}");
 }
 
-TEST(Diagnostics, AreOneLine) { EXPECT_EQ(diagnostic("a\nb\x1b"), "rynvelctl: a?b?\n"); }
+TEST(Diagnostics, AreOneLine) { EXPECT_EQ(errorLine("a\nb\x1b"), "rynvelctl: a?b?\n"); }
 
 TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
-    const CommandTime time(std::nullopt);
-    EXPECT_EQ(Server("node", time).name(), "node::8888");
-    EXPECT_EQ(Server("10.0.0.7::9000", time).name(), "10.0.0.7::9000");
-    EXPECT_EQ(Server("10.0.0.7:9000", time).name(), "10.0.0.7::9000");
-    EXPECT_EQ(Server("node:9000", time).name(), "node::9000");
+    const CommandTimeout time(std::nullopt);
+    EXPECT_EQ(RemoteServer("node", time).name(), "node::8888");
+    EXPECT_EQ(RemoteServer("10.0.0.7::9000", time).name(), "10.0.0.7::9000");
+    EXPECT_EQ(RemoteServer("10.0.0.7:9000", time).name(), "10.0.0.7::9000");
+    EXPECT_EQ(RemoteServer("node:9000", time).name(), "node::9000");
     for (const std::string text : {"::9000", ":9000", "a:b:9000", "a:b::9000"}) {
-        EXPECT_EQ(complaint([&] { Server(text, time); }), "server '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
+        EXPECT_EQ(complaint([&] { RemoteServer(text, time); }),
+                  "server '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
     }
-    EXPECT_EQ(complaint([&] { Server("node::", time); }), "port '' is no number (decimal, 0x or 0b)");
-    EXPECT_EQ(complaint([&] { Server("node:0x1", time); }), "port '0x1' is not a decimal number from 1 to 65535");
-    EXPECT_EQ(complaint([&] { Server("node:65536", time); }), "port '65536' is above 65535");
+    EXPECT_EQ(complaint([&] { RemoteServer("node::", time); }), "port '' is no number (decimal, 0x or 0b)");
+    EXPECT_EQ(complaint([&] { RemoteServer("node:0x1", time); }), "port '0x1' is not a decimal number from 1 to 65535");
+    EXPECT_EQ(complaint([&] { RemoteServer("node:65536", time); }), "port '65536' is above 65535");
 }
 
 TEST(CommandTimes, AreTheAnswersTimesToo) {
     using std::chrono::milliseconds;
-    const CommandTime unlimited(std::nullopt);
+    const CommandTimeout unlimited(std::nullopt);
     EXPECT_EQ(unlimited.deadline().moment(), std::nullopt);
     EXPECT_NE(unlimited.answerDeadline().moment(), std::nullopt);
-    EXPECT_EQ(unlimited.limit(), "5 s");
-    unlimited.require("map32");
-    const CommandTime limited(milliseconds(60'000));
+    EXPECT_EQ(unlimited.limitText(), "5 s");
+    unlimited.requireTimeLeft("map32");
+    const CommandTimeout limited(milliseconds(60'000));
     EXPECT_EQ(limited.answerDeadline().moment(), limited.deadline().moment());
-    EXPECT_EQ(limited.limit(), "1 m");
-    limited.require("map32");
+    EXPECT_EQ(limited.limitText(), "1 m");
+    limited.requireTimeLeft("map32");
 }
 
 TEST(CommandTimes, EndTheCommandWhenTheyAreOver) {
     try {
-        CommandTime(std::chrono::milliseconds(0)).require("map32");
+        CommandTimeout(std::chrono::milliseconds(0)).requireTimeLeft("map32");
         ADD_FAILURE() << "it went on";
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.status(), ExitStatus::TimedOut);

@@ -1,4 +1,4 @@
-#include "Server.h"
+#include "RemoteServer.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t largestPort = 65535;
 
-/** The colons between host and port; none when there is no port, or when they are no separator. */
+/** Returns the separator of host and port; empty if there is no port, or if the address is malformed. */
 std::string separatorIn(const std::string& address) {
     if (address.find("::") != std::string::npos) {
         return "::";
@@ -24,38 +24,39 @@ Common::ServerAddress parse(const std::string& address) {
     const std::size_t end = separator.empty() ? address.size() : address.find(separator);
     const std::string host = address.substr(0, end);
     if (host.empty() || host.find(':') != std::string::npos) {
-        throw wrongUsage("server '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
+        throw usageError("server '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
     }
     if (separator.empty()) {
         return {host, Common::defaultPort};
     }
     const std::string port = address.substr(end + separator.size());
     if (port.find_first_not_of("0123456789") != std::string::npos) {
-        throw wrongUsage("port '" + port + "' is not a decimal number from 1 to " + std::to_string(largestPort));
+        throw usageError("port '" + port + "' is not a decimal number from 1 to " + std::to_string(largestPort));
     }
     return {host, static_cast<std::uint16_t>(parseCount("port", port, largestPort))};
 }
 
 } // namespace
 
-Server::Server(const std::string& address, const CommandTime& time) : m_address(parse(address)), m_time(time) {}
+RemoteServer::RemoteServer(const std::string& address, const CommandTimeout& timeout)
+    : m_address(parse(address)), m_timeout(timeout) {}
 
-std::string Server::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
+std::string RemoteServer::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
 
-Common::Deadlines Server::deadlines() const {
-    return [time = m_time] { return time.answerDeadline(); };
+Common::Deadlines RemoteServer::deadlines() const {
+    return [timeout = m_timeout] { return timeout.answerDeadline(); };
 }
 
-Failure Server::failure(const Common::ExchangeError& error, const std::string& refused) const {
+Failure RemoteServer::failure(const Common::ExchangeError& error, const std::string& refusal) const {
     using Cause = Common::ExchangeError::Cause;
     switch (error.cause()) {
     case Cause::Refused:
-        return {ExitStatus::Failed, refused};
+        return {ExitStatus::Failed, refusal};
     case Cause::Malformed:
         return {ExitStatus::Failed, name() + ": " + error.what()};
     case Cause::TimedOut:
-        return {ExitStatus::TimedOut, name() + (m_hasAnswered && m_time.isLimited() ? ": not done" : ": no answer") +
-                                          " within " + m_time.limit()};
+        return {ExitStatus::TimedOut, name() + (m_hasAnswered && m_timeout.isLimited() ? ": not done" : ": no answer") +
+                                          " within " + m_timeout.limitText()};
     default:
         return {ExitStatus::Unreachable, name() + ": " + error.what()};
     }
