@@ -41,17 +41,17 @@ Target CommandContext::target(const std::string& name) const {
 
 const RemoteServer& CommandContext::server(const char* command) const {
     if (!m_server) {
-        throw usageError(std::string(command) + " needs --remote");
+        throw usageError(std::string(command) + ": the server is missing (give it with --remote)");
     }
     return *m_server;
 }
 
 void CommandContext::requireLocal(const char* command) const {
     if (m_server) {
-        throw usageError(std::string(command) + " does not work with --remote");
+        throw usageError(std::string(command) + ": --remote is not supported (the command works only on this machine)");
     }
     if (m_type != nullptr) {
-        throw usageError(std::string(command) + " does not work with --type");
+        throw usageError(std::string(command) + ": --type is not supported (the command works only on this machine)");
     }
 }
 

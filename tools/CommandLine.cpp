@@ -16,7 +16,9 @@ namespace {
 // An empty argument comes from an unset variable of a script. The parser would take a word in brackets for a list.
 void checkArgument(const std::string& word) {
     if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
-        throw usageError(word.empty() ? "an argument is empty" : "the value of " + word + " is empty");
+        throw usageError(word.empty() ? "an argument is empty (give a value, or leave it out)"
+                                      : word.substr(0, word.size() - 1) +
+                                            ": the value is empty (give a value, or leave out the option)");
     }
     if (word.front() == '[') {
         throw usageError("'" + word + "' is neither a name nor a number");
@@ -26,8 +28,8 @@ void checkArgument(const std::string& word) {
 } // namespace
 
 CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
-    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and end");
-    m_parser.addHelpFlag("show this text and end");
+    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
+    m_parser.addHelpFlag("show this help and exit");
     addGlobalOptions(m_parser.program());
     addDeviceCommands(m_parser.program(), m_action);
     addRegisterCommands(m_parser.program(), m_action);
@@ -37,20 +39,21 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
 
 void CommandLine::addGlobalOptions(const Common::Command& program) {
     program.addOption("--remote", "HOST[:PORT]", m_options.remote,
-                      "use the devices of a register server; the port is " + std::to_string(Common::defaultPort) +
-                          " when not given");
-    program.addOption("--type", "TYPE", m_options.type,
-                      "the type of the remote device at its server, as Uio32; not needed for names that this machine "
-                      "has, too");
+                      "use the devices of a register server (default port: " + std::to_string(Common::defaultPort) +
+                          ")");
+    program.addOption(
+        "--type", "TYPE", m_options.type,
+        "the type that the remote device has on its server, for example Uio32 (default: the type of the device "
+        "with the same name on this machine)");
     program.addOption("--timeout", "TIME", m_options.timeout,
-                      "give up when the command takes longer; when not given, only each answer of a server has a "
-                      "limit, 5s");
-    const auto quiet =
-        program.addFlag("--quiet", m_options.isQuiet, "print bare values, and nothing for what is only done");
-    program.addFlag("--json", m_options.isJson, "print JSON, one value a line").excludes(quiet);
+                      "give up if the command takes longer (default: no limit, except 5s for each answer of a server)");
+    const auto quiet = program.addFlag("--quiet", m_options.isQuiet,
+                                       "print only values, and nothing for a command that returns no value");
+    program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
     program
         .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
-                   "turn on the library's traces of a channel, or of all that match a pattern, up to a level")
+                   "turn on the library's traces up to a level from 0 to 7, for one channel or for all channels that "
+                   "match a pattern")
         .takeOneValue();
 }
 
@@ -85,7 +88,7 @@ void CommandLine::run(int argc, const char* const* argv) {
         return;
     }
     if (!m_action) {
-        throw usageError("no command given (rynvelctl --help shows them)");
+        throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
     }
     m_action(CommandContext(m_options));
 }

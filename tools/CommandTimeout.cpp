@@ -16,7 +16,7 @@ CommandTimeout::CommandTimeout(std::optional<std::chrono::milliseconds> limit)
 
 void CommandTimeout::requireTimeLeft(const std::string& name) const {
     if (m_deadline.isOver()) {
-        throw Failure(ExitStatus::TimedOut, name + ": not done within " + limitText());
+        throw Failure(ExitStatus::TimedOut, name + ": timed out after " + limitText());
     }
 }
 

@@ -45,8 +45,8 @@ ListedDevice toListedDevice(const Rynvel::MemoryDevice& row, std::size_t handle)
 void requireNoProblems(const std::vector<std::string>& problems) {
     std::for_each(problems.begin(), problems.end(), printError);
     if (!problems.empty()) {
-        const std::string noun = problems.size() == 1 ? " device" : " devices";
-        throw Failure(ExitStatus::Failed, "the list leaves out " + std::to_string(problems.size()) + noun);
+        const std::string rest = problems.size() == 1 ? " device is not listed" : " devices are not listed";
+        throw Failure(ExitStatus::Failed, std::to_string(problems.size()) + rest);
     }
 }
 
@@ -93,11 +93,12 @@ void addDeviceCommands(const Common::Command& program, Action& chosen) {
     infoCommand.addArgument("NAME", infoOptions->name, "the device");
 
     const auto ioctlOptions = std::make_shared<IoctlOptions>();
-    const Common::Command ioctlCommand = addCommand(
-        program, chosen, "ioctl", "send a request of its own to the driver of a device", ioctlOptions, ioctl);
+    const Common::Command ioctlCommand =
+        addCommand(program, chosen, "ioctl", "send an ioctl request to the driver of a device, and print the result",
+                   ioctlOptions, ioctl);
     ioctlCommand.addArgument("NAME", ioctlOptions->name, "the device");
-    ioctlCommand.addArgument("REQUEST", ioctlOptions->request, "the request's number");
-    ioctlCommand.addArgument("ARGUMENT", ioctlOptions->argument, "the request's argument, a number");
+    ioctlCommand.addArgument("REQUEST", ioctlOptions->request, "the number of the request");
+    ioctlCommand.addArgument("ARGUMENT", ioctlOptions->argument, "the argument of the request, a number");
 }
 
 } // namespace Rynvelctl

@@ -8,18 +8,19 @@
 
 namespace Rynvelctl {
 
-std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
+std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        throw usageError(what + " '" + text + "' is no time (a number and ms, s or m, up to a day)");
+        throw usageError("--" + name + ": '" + text +
+                         "' is not a time (a whole number with the unit ms, s or m, at most one day)");
     }
     return *duration;
 }
 
-std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text) {
-    const auto duration = parseDuration(what, text);
+std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text) {
+    const auto duration = parseDuration(name, text);
     if (duration.count() == 0) {
-        throw usageError(what + " '" + text + "' is no time at all");
+        throw usageError("--" + name + ": the " + name + " must be greater than 0");
     }
     return duration;
 }

@@ -13,13 +13,13 @@
 namespace Rynvelctl {
 
 /**
- * @param what names the duration in the failure, for instance "timeout".
- * @throws Failure when the text is no duration as Common::parseDuration() takes it.
+ * @param name names the option in the error message, for example "timeout".
+ * @throws Failure if Common::parseDuration() does not accept the text.
  */
-std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text);
+std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text);
 
-/** @throws Failure for a duration of 0, too. */
-std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text);
+/** @throws Failure also for a duration of 0. */
+std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text);
 
 using Common::describe;
 

@@ -44,7 +44,7 @@ void showType(const CommandContext& context, const IrqOptions& options) {
     const Target target = targetWithInterrupts(context, options.name);
     const auto type = openDevice(target, context.timeout())->interruptType();
     if (!type) {
-        throw Failure(ExitStatus::Failed, target.name() + ": the server knows no interrupts of it");
+        throw Failure(ExitStatus::Failed, target.name() + ": the device has no interrupts");
     }
     context.output().print(InterruptType{target.name(), *type});
 }
@@ -64,7 +64,7 @@ void disable(const CommandContext& context, const IrqOptions& options) {
 void raise(const CommandContext& context, const IrqOptions& options) {
     const Target target = targetWithInterrupts(context, options.name);
     if (!target.server) {
-        throw usageError("irq raise needs a remote device");
+        throw usageError(target.name() + ": the device is on this machine (raise works only with remote devices)");
     }
     const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
     OpenRemoteDevice(target).raiseInterrupt(word);
@@ -93,10 +93,10 @@ void irq(const CommandContext& context, const IrqOptions& options) {
         return candidate.name == options.action;
     });
     if (action == irqActions.end()) {
-        throw usageError("irq '" + options.action + "' is none of type, enable, disable and raise");
+        throw usageError("irq: '" + options.action + "' is not an action (type, enable, disable or raise)");
     }
     if (!options.word.empty() && options.action != "raise") {
-        throw usageError("irq " + options.action + " takes no word");
+        throw usageError("irq: the action " + options.action + " does not take a word (only raise does)");
     }
     action->run(context, options);
 }
@@ -118,7 +118,7 @@ public:
         const Common::Deadline eachDeadline = m_each ? Common::Deadline(*m_each) : Common::Deadline();
         const Common::Deadline deadline = Common::Deadline::earlier(eachDeadline, m_timeout.deadline());
         for (;;) {
-            const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt(deadline) : std::nullopt;
+            const auto word = waitUntilReady(descriptor, deadline) ? device.receiveInterrupt(deadline) : std::nullopt;
             if (word) {
                 ++m_received;
                 return *word;
@@ -127,7 +127,7 @@ public:
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + timeoutMessage());
             }
             // Another process has taken the interrupt, or the driver always reports that it is ready: do not spin.
-            isReady(noDescriptor, Common::Deadline::earlier(Common::Deadline(retryInterval), deadline));
+            waitUntilReady(noDescriptor, Common::Deadline::earlier(Common::Deadline(retryInterval), deadline));
         }
     }
 
@@ -136,7 +136,7 @@ private:
     static constexpr milliseconds retryInterval{10};
 
     /** Waits until the descriptor is ready. @return false if the deadline passes first. @throws OutputClosed. */
-    static bool isReady(int descriptor, const Common::Deadline& deadline) {
+    static bool waitUntilReady(int descriptor, const Common::Deadline& deadline) {
         std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
         int count = 0;
         do {
@@ -152,7 +152,8 @@ private:
         if (m_each && !m_timeout.deadline().isOver()) {
             return "no interrupt within " + describe(*m_each);
         }
-        const std::string progress = std::to_string(m_received) + " of " + std::to_string(m_count) + " interrupts";
+        const std::string progress =
+            "received " + std::to_string(m_received) + " of " + std::to_string(m_count) + " interrupts";
         return (m_received == 0 ? "no interrupt" : progress) + " within " + m_timeout.limitText();
     }
 
@@ -169,7 +170,7 @@ void wait(const CommandContext& context, const WaitOptions& options) {
     const auto device = openDevice(target, context.timeout());
     const int descriptor = device->prepareInterrupts();
     for (std::uint32_t i = 0; i < waiting.count(); ++i) {
-        // An interrupt that has arrived since the last one has disabled the interrupt again. It is received next.
+        // The driver disables the interrupt when one arrives. If another one is pending, the next call receives it.
         device->enableInterrupts();
         context.output().print(InterruptEvent{target.name(), waiting.next(*device, descriptor), timeStamp()});
     }
@@ -178,11 +179,12 @@ void wait(const CommandContext& context, const WaitOptions& options) {
 void addIrq(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<IrqOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
+        addCommand(program, chosen, "irq",
+                   "show the type of a device's interrupt, or enable, disable or raise the interrupt", options, irq);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument(oneOf(irqActionNames()), options->action,
-                        "what to do; raise is for servers that simulate their devices");
-    command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
+                        "the action; raise works with servers that simulate their devices");
+    command.addOptionalArgument("WORD", options->word, "the word that the raised interrupt reports (default: 1)");
 }
 
 void addWait(const Common::Command& program, Action& chosen) {
@@ -190,8 +192,8 @@ void addWait(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
     command.addArgument("NAME", options->name, "the device");
-    command.addOption("--each", "TIME", options->each, "give up when a single interrupt takes longer");
-    command.addOption("--count", "COUNT", options->count, "wait for so many interrupts, 1 when not given");
+    command.addOption("--each", "TIME", options->each, "give up if a single interrupt takes longer");
+    command.addOption("--count", "COUNT", options->count, "the number of interrupts to wait for (default: 1)");
 }
 
 } // namespace

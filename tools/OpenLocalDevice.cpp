@@ -41,7 +41,7 @@ void OpenLocalDevice::access(const std::string& action, const Operation& operati
     errno = 0;
     const Outcome outcome = operation();
     if (outcome == Outcome::Faulted) {
-        throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " ended in a bus error");
+        throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " caused a bus error");
     }
     require(outcome == Outcome::Done, action);
 }
@@ -71,7 +71,7 @@ std::vector<std::uint32_t> OpenLocalDevice::readBurst(const RegisterRange& range
 int OpenLocalDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
     errno = 0;
     const int result = m_opened.device->device().ioctl(static_cast<int>(request), argument);
-    require(result != -1, "the request");
+    require(result != -1, "the ioctl request");
     return result;
 }
 
@@ -81,7 +81,7 @@ std::optional<std::uint32_t> OpenLocalDevice::interruptType() {
     }
     errno = 0;
     unsigned long type = 0;
-    require(m_opened.device->device().getInterruptType(&type), "asking for the interrupt's type");
+    require(m_opened.device->device().getInterruptType(&type), "reading the interrupt type");
     return static_cast<std::uint32_t>(type);
 }
 

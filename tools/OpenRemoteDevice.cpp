@@ -16,7 +16,7 @@ OpenRemoteDevice::OpenRemoteDevice(const Target& target)
 
 template <typename Operation>
 auto OpenRemoteDevice::request(const std::string& action, const Operation& operation) {
-    return m_server.call(operation, m_target.name() + ": " + action + " failed: the server refuses it");
+    return m_server.call(operation, m_target.name() + ": " + action + " failed: the server refused the request");
 }
 
 std::uint32_t OpenRemoteDevice::read(const RegisterRange& range) {
@@ -37,7 +37,7 @@ std::vector<std::uint32_t> OpenRemoteDevice::readBurst(const RegisterRange& rang
 }
 
 int OpenRemoteDevice::ioctl(std::uint32_t number, std::uint32_t argument) {
-    return request("the request", [&] { return m_device.ioctl(number, argument); });
+    return request("the ioctl request", [&] { return m_device.ioctl(number, argument); });
 }
 
 std::optional<std::uint32_t> OpenRemoteDevice::interruptType() {
@@ -53,7 +53,8 @@ void OpenRemoteDevice::disableInterrupts() {
 }
 
 int OpenRemoteDevice::prepareInterrupts() {
-    return m_server.call([&] { return m_device.arm(); }, m_target.name() + ": the server reports no interrupts of it");
+    return m_server.call([&] { return m_device.arm(); },
+                         m_target.name() + ": the server does not report interrupts of this device");
 }
 
 std::optional<std::uint32_t> OpenRemoteDevice::receiveInterrupt(const Common::Deadline& deadline) {
@@ -73,7 +74,7 @@ std::optional<std::uint32_t> OpenRemoteDevice::receiveInterrupt(const Common::De
 }
 
 void OpenRemoteDevice::raiseInterrupt(std::uint32_t word) {
-    m_server.call([&] { m_device.raiseInterrupt(word); }, m_target.name() + ": the server raises no interrupt of it");
+    request("raising the interrupt", [&] { m_device.raiseInterrupt(word); });
 }
 
 } // namespace Rynvelctl

@@ -77,8 +77,8 @@ void verify(OpenDevice& device, const WrittenValue& written) {
     const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
     if ((found & mask) != (written.value & mask)) {
         const Target& target = range.device();
-        const std::string masked = written.mask ? " under the mask " + hexadecimal(mask, target.width()) : "";
-        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " reads " +
+        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, target.width()) : "";
+        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " holds " +
                                               hexadecimal(found, target.width()) + " after " +
                                               hexadecimal(written.value, target.width()) + " was written" + masked);
     }
@@ -88,7 +88,7 @@ std::uint32_t parseMask(const std::string& text, unsigned int width) {
     const std::uint32_t mask = parseValue("mask", text, width);
     // To a server, a mask of 0 means that there is no mask.
     if (mask == 0) {
-        throw usageError("mask '" + text + "' lets nothing be written");
+        throw usageError("mask " + text + " selects no bits");
     }
     return mask;
 }
@@ -116,7 +116,7 @@ void write(const CommandContext& context, const WriteOptions& options) {
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
     if (text != hostOrder && text != networkOrder) {
-        throw usageError("order '" + text + "' is none of host and network");
+        throw usageError("--order: '" + text + "' is not a byte order (host or network)");
     }
     return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
@@ -125,12 +125,13 @@ Rynvel::ByteOrder parseOrder(const std::string& text) {
 void requireBurst(const RegisterRange& range) {
     const Target& target = range.device();
     if (target.server && range.count() > Rynvel::recordCapacity) {
-        throw usageError("count " + std::to_string(range.count()) + " is above the " +
-                         std::to_string(Rynvel::recordCapacity) + " registers of a server's burst");
+        throw usageError(target.name() + ": a burst of " + std::to_string(range.count()) +
+                         " registers is too long (a server accepts at most " + std::to_string(Rynvel::recordCapacity) +
+                         ")");
     }
     if (target.kind.access == Common::Access::Seekable && target.width() != 8) {
-        throw usageError(target.name() + ": the library reports every burst of a " + target.kind.name +
-                         " device as failed");
+        throw usageError(target.name() + ": the library reports every burst of type " + target.kind.name +
+                         " as failed (leave out --burst)");
     }
 }
 
@@ -248,16 +249,16 @@ void watch(const CommandContext& context, const WatchOptions& options) {
 
 void addRegister(const Common::Command& command, RegisterOptions& options) {
     command.addArgument("NAME", options.name, "the device");
-    command.addArgument("ADDRESS", options.address, "the register's byte address");
+    command.addArgument("ADDRESS", options.address, "the byte address of the register");
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {
     addRegister(command, options);
-    command.addArgument("COUNT", options.count, "the number of registers, up to 1048576");
+    command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options) {
-    command.addFlag("--index", options.usesIndex, "addresses are indices of registers instead of bytes");
+    command.addFlag("--index", options.usesIndex, "addresses are register indices instead of byte addresses");
 }
 
 void addRead(const Common::Command& program, Action& chosen) {
@@ -271,40 +272,41 @@ void addWrite(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WriteOptions>();
     const Common::Command command = addCommand(program, chosen, "write", "write a register", options, write);
     addRegister(command, *options);
-    command.addArgument("VALUE", options->value, "what is written");
+    command.addArgument("VALUE", options->value, "the value to write");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
-    command.addFlag("--verify", options->verifies, "read the register back, and fail when it differs");
+    command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
     addIndexOption(command, *options);
 }
 
 void addDump(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
+        addCommand(program, chosen, "dump", "show consecutive registers in hexadecimal", options, dump);
     addRange(command, *options);
-    command.addFlag("--burst", options->usesBurst, "read them in one burst instead of one by one");
+    command.addFlag("--burst", options->usesBurst, "read the registers in one burst instead of one by one");
     command.addOption("--order", oneOf({hostOrder, networkOrder}), options->order,
-                      "the byte order of each value, host when not given");
+                      "the byte order of each value (default: host)");
     addIndexOption(command, *options);
 }
 
 void addFill(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<FillOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "fill", "write one value to registers in a row", options, fill);
+        addCommand(program, chosen, "fill", "write one value to consecutive registers", options, fill);
     addRange(command, *options);
-    command.addArgument("VALUE", options->value, "what is written to each");
+    command.addArgument("VALUE", options->value, "the value to write to each register");
     addIndexOption(command, *options);
 }
 
 void addWatch(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WatchOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "watch", "show registers, then their changes, until interrupted", options, watch);
+        addCommand(program, chosen, "watch", "show registers, and then their changes, until you interrupt the command",
+                   options, watch);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("ADDRESS", options->addresses, "the registers' byte addresses");
-    command.addOption("--interval", "TIME", options->interval, "the time from one look to the next, 1s when not given");
-    command.addOption("--count", "COUNT", options->count, "end after so many looks");
+    command.addArgument("ADDRESS", options->addresses, "the byte addresses of the registers");
+    command.addOption("--interval", "TIME", options->interval, "the time from one sample to the next (default: 1s)");
+    command.addOption("--count", "COUNT", options->count, "end after this number of samples (default: no end)");
     addIndexOption(command, *options);
 }
 

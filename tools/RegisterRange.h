@@ -55,6 +55,8 @@ public:
 
 private:
     void requireAddresses() const;
+    /** Returns the error message for a range that is not inside its bounds. */
+    std::string textOutside(const std::string& bounds) const;
     /**
      * Returns whether the address unit of the device is known. It is unknown for a row of a remote device. Registers of
      * 8 bits have the same address in both units.

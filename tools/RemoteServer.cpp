@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "Numbers.h"
+#include "Number.h"
 
 namespace Rynvelctl {
 
@@ -24,16 +24,17 @@ Common::ServerAddress parse(const std::string& address) {
     const std::size_t end = separator.empty() ? address.size() : address.find(separator);
     const std::string host = address.substr(0, end);
     if (host.empty() || host.find(':') != std::string::npos) {
-        throw usageError("server '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
+        throw usageError("server address '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
     }
     if (separator.empty()) {
         return {host, Common::defaultPort};
     }
-    const std::string port = address.substr(end + separator.size());
-    if (port.find_first_not_of("0123456789") != std::string::npos) {
-        throw usageError("port '" + port + "' is not a decimal number from 1 to " + std::to_string(largestPort));
+    const std::string text = address.substr(end + separator.size());
+    const auto port = Common::parseNumber(text, {}, largestPort);
+    if (port.value_or(0) == 0) {
+        throw usageError("port '" + text + "' is not a decimal number from 1 to " + std::to_string(largestPort));
     }
-    return {host, static_cast<std::uint16_t>(parseCount("port", port, largestPort))};
+    return {host, static_cast<std::uint16_t>(*port)};
 }
 
 } // namespace
@@ -55,8 +56,9 @@ Failure RemoteServer::failure(const Common::ExchangeError& error, const std::str
     case Cause::Malformed:
         return {ExitStatus::Failed, name() + ": " + error.what()};
     case Cause::TimedOut:
-        return {ExitStatus::TimedOut, name() + (m_hasAnswered && m_timeout.isLimited() ? ": not done" : ": no answer") +
-                                          " within " + m_timeout.limitText()};
+        return {ExitStatus::TimedOut,
+                name() + (m_hasAnswered && m_timeout.isLimited() ? ": timed out after " : ": no answer within ") +
+                    m_timeout.limitText()};
     default:
         return {ExitStatus::Unreachable, name() + ": " + error.what()};
     }

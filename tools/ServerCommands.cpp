@@ -74,7 +74,7 @@ void addServerCommands(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "ping", "measure round trips to a register server", options, ping);
     command.addOptionalArgument("NAME", options->name, "a device that the server must have");
-    command.addOption("--count", "COUNT", options->count, "the number of round trips, 10 when not given");
+    command.addOption("--count", "COUNT", options->count, "the number of round trips (default: 10)");
 }
 
 } // namespace Rynvelctl

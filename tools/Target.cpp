@@ -18,7 +18,7 @@ constexpr std::size_t maxNameLength = std::tuple_size_v<decltype(Rynvel::Request
 const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
     const DeviceKind* const kind = Common::findKind(row.m_type);
     if (kind == nullptr) {
-        throw usageError(row.m_name + ": there is no backend for its type");
+        throw usageError(row.m_name + ": no backend supports the type of the device");
     }
     return *kind;
 }
@@ -26,7 +26,7 @@ const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
 const DeviceKind& kindOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw usageError("--type is needed: no device '" + name + "' is known here");
+        throw usageError(name + ": this machine has no such device (give the type on the server with --type)");
     }
     return kindOf(*row);
 }
@@ -60,7 +60,7 @@ RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& tim
     const std::string& address = row.m_devicePath;
     // The library takes an address with a single colon for a host name.
     if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
-        throw usageError(row.m_name + ": server '" + address + "' is not HOST or HOST::PORT");
+        throw usageError(row.m_name + ": server address '" + address + "' is not HOST or HOST::PORT");
     }
     try {
         return {address, timeout};
@@ -72,8 +72,9 @@ RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& tim
 Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
                  const CommandTimeout& timeout) {
     if (type != nullptr && type->width != kind.width) {
-        throw usageError(row.m_name + ": the registers of a " + type->name + " device do not have the " +
-                         std::to_string(kind.width) + " bits of this " + kind.name + " device");
+        throw usageError(row.m_name + ": type " + type->name + " has " + std::to_string(type->width) +
+                         "-bit registers (this " + kind.name + " device needs " + std::to_string(kind.width) +
+                         " bits)");
     }
     requireValidName(row.m_name);
     return {row, type == nullptr ? kind : *type, serverOf(row, timeout)};
@@ -86,24 +87,24 @@ const char* Target::backend() const { return kindOf(row).name; }
 Target localTarget(const std::string& name, const DeviceKind* type, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw usageError("no device '" + name + "' (rynvelctl list shows them)");
+        throw usageError(name + ": no such device ('rynvelctl list' shows the names)");
     }
     const DeviceKind& kind = kindOf(*row);
     if (kind.access == Common::Access::Remote) {
         return remoteRow(*row, kind, type, timeout);
     }
     if (type != nullptr) {
-        throw usageError(name + ": --type is for remote devices, and this one is of this machine");
+        throw usageError(name + ": the device is on this machine (--type works only with remote devices)");
     }
     return {*row, kind, std::nullopt};
 }
 
 void requireValidName(const std::string& name) {
     if (name.size() > maxNameLength) {
-        throw usageError("the name '" + name + "' is longer than " + std::to_string(maxNameLength) + " characters");
+        throw usageError(name + ": the name is longer than " + std::to_string(maxNameLength) + " characters");
     }
     if (std::any_of(name.begin(), name.end(), Common::isControl)) {
-        throw usageError("the name of the device has a control character, which a server does not accept");
+        throw usageError(name + ": the name contains a control character, which a server does not accept");
     }
 }
 
@@ -129,7 +130,7 @@ const DeviceKind& parseType(const std::string& text) {
         }
         names += (names.empty() ? "" : ", ") + std::string(kind->name);
     }
-    throw usageError("type '" + text + "' is none of " + names);
+    throw usageError("--type: '" + text + "' is not a device type of a server (" + names + ")");
 }
 
 } // namespace Rynvelctl

@@ -15,7 +15,7 @@ namespace Rynvelctl {
 namespace {
 
 Failure malformed(const std::string& setting) {
-    return usageError("trace '" + setting + "' is not CHANNEL=LEVEL with a level from 0 to 7");
+    return usageError("--trace: '" + setting + "' is not CHANNEL=LEVEL with a level from 0 to 7");
 }
 
 constexpr ZilTraceLevel lowestLevel = 0;
@@ -58,7 +58,7 @@ void apply(const std::string& setting) {
         throw malformed(setting);
     }
     if (!matchesAChannel(pattern)) {
-        throw usageError("trace '" + setting + "' names no channel (there are " + channelNames() + ")");
+        throw usageError("--trace: '" + setting + "' matches no channel (the channels are " + channelNames() + ")");
     }
     ZilTraceControl::setLevel(pattern, static_cast<ZilTraceLevel>(level[0] - '0'));
 }
@@ -83,7 +83,7 @@ namespace Rynvelctl {
 
 void setUpTraces(const std::vector<std::string>& settings) {
     if (!settings.empty()) {
-        throw usageError("--trace is not available: the tracing library of this build cannot be controlled");
+        throw usageError("--trace: not available (this build uses a tracing library that the program cannot control)");
     }
 }
 
