@@ -16,7 +16,7 @@ namespace Rynvelctl {
 /** The time-out of the whole command. It starts when the object is constructed. */
 class CommandTimeout {
 public:
-    /** @param limit none for a command without a time-out. The answers of a server have a time limit in any case. */
+    /** @param limit none for a command without a time-out. An answer of a server has one of 5 s then. */
     explicit CommandTimeout(std::optional<std::chrono::milliseconds> limit);
 
     const Common::Deadline& deadline() const { return m_deadline; }
@@ -30,7 +30,7 @@ public:
     /** Returns whether the command itself has a time-out. */
     bool isLimited() const { return m_limit.has_value(); }
 
-    /** Returns the time limit of an answer as text, for example "5 s". */
+    /** Returns the time-out of an answer as text, for example "5 s". */
     std::string limitText() const;
 
 private:
