@@ -307,7 +307,7 @@ void Server::tick(Ticker& ticker) {
 
 // A client that stops its flood causes no further line, which would tell the count.
 void Server::watchLeftOutTraces() {
-    m_leftOutTimer.expires_after(TraceLimit::period);
+    m_leftOutTimer.expires_after(TraceLimit::period / 5);
     m_leftOutTimer.async_wait([this](const std::error_code& /*error*/) {
         if (!m_stopped) {
             traceLeftOut(std::chrono::steady_clock::now());
