@@ -30,13 +30,13 @@ CommandContext::CommandContext(const GlobalOptions& options)
         m_server.emplace(options.remote, m_timeout);
     }
     if (!options.type.empty()) {
-        m_type = &parseType(options.type);
+        m_givenType = &parseType(options.type);
     }
     setUpTraces(options.traces);
 }
 
 Target CommandContext::target(const std::string& name) const {
-    return m_server ? remoteTarget(name, *m_server, m_type) : localTarget(name, m_type, m_timeout);
+    return m_server ? remoteTarget(name, *m_server, m_givenType) : localTarget(name, m_givenType, m_timeout);
 }
 
 const RemoteServer& CommandContext::server(const char* command) const {
@@ -50,7 +50,7 @@ void CommandContext::requireLocal(const char* command) const {
     if (m_server) {
         throw usageError(std::string(command) + ": --remote is not supported (the command works only on this machine)");
     }
-    if (m_type != nullptr) {
+    if (m_givenType != nullptr) {
         throw usageError(std::string(command) + ": --type is not supported (the command works only on this machine)");
     }
 }

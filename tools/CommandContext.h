@@ -49,7 +49,7 @@ private:
     CommandTimeout m_timeout;
     Output m_output;
     std::optional<RemoteServer> m_server;
-    const Common::DeviceKind* m_type = nullptr;
+    const Common::DeviceKind* m_givenType = nullptr;
 };
 
 } // namespace Rynvelctl

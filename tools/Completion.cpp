@@ -34,7 +34,7 @@ Words valuesFor(const std::string& name) {
         return deviceNames();
     }
     if (name == "TYPE") {
-        return serverDeviceTypes();
+        return serverDeviceTypeNames();
     }
     Words choices;
     if (name.find(choiceSeparator) != std::string::npos) {

@@ -24,21 +24,21 @@ struct IoctlOptions {
     std::string argument;
 };
 
-std::optional<bool> hasFile(const Rynvel::MemoryDevice& row, const Common::DeviceKind* kind) {
-    if (kind != nullptr && kind->access == Common::Access::Remote) {
+std::optional<bool> hasFile(const Rynvel::MemoryDevice& row, const Common::DeviceKind* type) {
+    if (type != nullptr && type->access == Common::Access::Remote) {
         return std::nullopt;
     }
     return Common::isPresent(row);
 }
 
 ListedDevice toListedDevice(const Rynvel::MemoryDevice& row, std::size_t handle) {
-    const Common::DeviceKind* const kind = Common::findKind(row.m_type);
+    const Common::DeviceKind* const type = Common::findKind(row.m_type);
     return {row.m_name,
             handle,
             row.m_devicePath,
-            kind == nullptr ? "none" : kind->name,
-            kind == nullptr ? 0 : kind->width,
-            hasFile(row, kind)};
+            type == nullptr ? "none" : type->name,
+            type == nullptr ? 0 : type->width,
+            hasFile(row, type)};
 }
 
 /** @throws Failure if a row has a problem, after it has printed all problems. */

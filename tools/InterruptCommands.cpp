@@ -34,8 +34,8 @@ struct WaitOptions {
 
 Target targetWithInterrupts(const CommandContext& context, const std::string& name) {
     Target target = context.target(name);
-    if (!target.kind.hasInterrupts) {
-        throw usageError(name + ": a device of type " + target.kind.name + " has no interrupts");
+    if (!target.type.hasInterrupts) {
+        throw usageError(name + ": a device of type " + target.type.name + " has no interrupts");
     }
     return target;
 }

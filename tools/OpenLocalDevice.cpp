@@ -76,7 +76,7 @@ int OpenLocalDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
 }
 
 std::optional<std::uint32_t> OpenLocalDevice::interruptType() {
-    if (!m_target.kind.hasInterrupts) {
+    if (!m_target.type.hasInterrupts) {
         return std::nullopt;
     }
     errno = 0;

@@ -129,8 +129,8 @@ void requireBurst(const RegisterRange& range) {
                          " registers is too long (a server accepts at most " + std::to_string(Rynvel::recordCapacity) +
                          ")");
     }
-    if (target.kind.access == Common::Access::Seekable && target.width() != 8) {
-        throw usageError(target.name() + ": the library reports every burst of type " + target.kind.name +
+    if (target.type.access == Common::Access::Seekable && target.width() != 8) {
+        throw usageError(target.name() + ": the library reports every burst of type " + target.type.name +
                          " as failed (leave out --burst)");
     }
 }

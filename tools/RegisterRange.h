@@ -51,7 +51,7 @@ public:
     /** Returns the same address as text. */
     std::string addressText() const;
     /** Returns the address of the first register, in the unit of the device. */
-    std::uint32_t deviceAddress() const { return m_index * m_device->kind.addressStep; }
+    std::uint32_t deviceAddress() const { return m_index * m_device->type.addressStep; }
 
 private:
     void requireAddresses() const;
@@ -61,7 +61,7 @@ private:
      * Returns whether the address unit of the device is known. It is unknown for a row of a remote device. Registers of
      * 8 bits have the same address in both units.
      */
-    bool isDeviceUnitKnown() const { return m_device->kind.access != Common::Access::Remote || bytes() == 1; }
+    bool isDeviceUnitKnown() const { return m_device->type.access != Common::Access::Remote || bytes() == 1; }
     unsigned int bytes() const { return Common::bytesOf(m_device->width()); }
     /** Returns the distance from one register to the next, in the unit of the user. */
     unsigned int step() const { return m_unit == AddressUnit::Bytes ? bytes() : 1; }

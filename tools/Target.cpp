@@ -15,20 +15,20 @@ using Common::DeviceKind;
 
 constexpr std::size_t maxNameLength = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
-const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
-    const DeviceKind* const kind = Common::findKind(row.m_type);
-    if (kind == nullptr) {
+const DeviceKind& typeOf(const Rynvel::MemoryDevice& row) {
+    const DeviceKind* const type = Common::findKind(row.m_type);
+    if (type == nullptr) {
         throw usageError(row.m_name + ": no backend supports the type of the device");
     }
-    return *kind;
+    return *type;
 }
 
-const DeviceKind& kindOfLocalDevice(const std::string& name) {
+const DeviceKind& typeOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw usageError(name + ": this machine has no such device (give the type on the server with --type)");
     }
-    return kindOf(*row);
+    return typeOf(*row);
 }
 
 Rynvel::DeviceType remoteType(unsigned int width) {
@@ -43,15 +43,15 @@ Rynvel::DeviceType remoteType(unsigned int width) {
 }
 
 /** Returns all types except the remote ones: a server does not serve the devices of another server. */
-std::vector<const DeviceKind*> serverDeviceKinds() {
-    std::vector<const DeviceKind*> kinds;
-    for (std::uint32_t type = 0;; ++type) {
-        const DeviceKind* const kind = Common::findKind(static_cast<Rynvel::DeviceType>(type));
-        if (kind == nullptr) {
-            return kinds;
+std::vector<const DeviceKind*> serverDeviceTypes() {
+    std::vector<const DeviceKind*> types;
+    for (std::uint32_t number = 0;; ++number) {
+        const DeviceKind* const type = Common::findKind(static_cast<Rynvel::DeviceType>(number));
+        if (type == nullptr) {
+            return types;
         }
-        if (kind->access != Common::Access::Remote) {
-            kinds.push_back(kind);
+        if (type->access != Common::Access::Remote) {
+            types.push_back(type);
         }
     }
 }
@@ -69,34 +69,34 @@ RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& tim
     }
 }
 
-Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
+Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& type, const DeviceKind* givenType,
                  const CommandTimeout& timeout) {
-    if (type != nullptr && type->width != kind.width) {
-        throw usageError(row.m_name + ": type " + type->name + " has " + std::to_string(type->width) +
-                         "-bit registers (this " + kind.name + " device needs " + std::to_string(kind.width) +
+    if (givenType != nullptr && givenType->width != type.width) {
+        throw usageError(row.m_name + ": type " + givenType->name + " has " + std::to_string(givenType->width) +
+                         "-bit registers (this " + type.name + " device needs " + std::to_string(type.width) +
                          " bits)");
     }
     requireValidName(row.m_name);
-    return {row, type == nullptr ? kind : *type, serverOf(row, timeout)};
+    return {row, givenType == nullptr ? type : *givenType, serverOf(row, timeout)};
 }
 
 } // namespace
 
-const char* Target::backend() const { return kindOf(row).name; }
+const char* Target::backend() const { return typeOf(row).name; }
 
-Target localTarget(const std::string& name, const DeviceKind* type, const CommandTimeout& timeout) {
+Target localTarget(const std::string& name, const DeviceKind* givenType, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw usageError(name + ": no such device ('rynvelctl list' shows the names)");
     }
-    const DeviceKind& kind = kindOf(*row);
-    if (kind.access == Common::Access::Remote) {
-        return remoteRow(*row, kind, type, timeout);
+    const DeviceKind& type = typeOf(*row);
+    if (type.access == Common::Access::Remote) {
+        return remoteRow(*row, type, givenType, timeout);
     }
-    if (type != nullptr) {
+    if (givenType != nullptr) {
         throw usageError(name + ": the device is on this machine (--type works only with remote devices)");
     }
-    return {*row, kind, std::nullopt};
+    return {*row, type, std::nullopt};
 }
 
 void requireValidName(const std::string& name) {
@@ -108,27 +108,27 @@ void requireValidName(const std::string& name) {
     }
 }
 
-Target remoteTarget(const std::string& name, const RemoteServer& server, const DeviceKind* type) {
+Target remoteTarget(const std::string& name, const RemoteServer& server, const DeviceKind* givenType) {
     requireValidName(name);
-    const DeviceKind& kind = type == nullptr ? kindOfLocalDevice(name) : *type;
-    return {{name, server.name(), 0, remoteType(kind.width)}, kind, server};
+    const DeviceKind& type = givenType == nullptr ? typeOfLocalDevice(name) : *givenType;
+    return {{name, server.name(), 0, remoteType(type.width)}, type, server};
 }
 
-std::vector<std::string> serverDeviceTypes() {
+std::vector<std::string> serverDeviceTypeNames() {
     std::vector<std::string> names;
-    for (const DeviceKind* const kind : serverDeviceKinds()) {
-        names.emplace_back(kind->name);
+    for (const DeviceKind* const type : serverDeviceTypes()) {
+        names.emplace_back(type->name);
     }
     return names;
 }
 
 const DeviceKind& parseType(const std::string& text) {
     std::string names;
-    for (const DeviceKind* const kind : serverDeviceKinds()) {
-        if (text == kind->name) {
-            return *kind;
+    for (const DeviceKind* const type : serverDeviceTypes()) {
+        if (text == type->name) {
+            return *type;
         }
-        names += (names.empty() ? "" : ", ") + std::string(kind->name);
+        names += (names.empty() ? "" : ", ") + std::string(type->name);
     }
     throw usageError("--type: '" + text + "' is not a device type of a server (" + names + ")");
 }

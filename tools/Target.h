@@ -20,12 +20,12 @@ namespace Rynvelctl {
 struct Target {
     Rynvel::MemoryDevice row;
     /** The properties of the device type. For a remote device, that is the type on the server if it is known. */
-    Common::DeviceKind kind;
+    Common::DeviceKind type;
     /** The server of a remote device. */
     std::optional<RemoteServer> server;
 
     const std::string& name() const { return row.m_name; }
-    unsigned int width() const { return kind.width; }
+    unsigned int width() const { return type.width; }
     /** Returns the name of the device type in the row. */
     const char* backend() const;
 };
@@ -36,23 +36,23 @@ void requireValidName(const std::string& name);
 /**
  * Finds a device in the device table of this machine.
  *
- * @param type the type that a remote device has on its server; null if the user has not given one.
+ * @param givenType the type that a remote device has on its server; null if the user has not given one.
  * @throws Failure if there is no device of that name, or if the type does not match the device.
  */
-Target localTarget(const std::string& name, const Common::DeviceKind* type, const CommandTimeout& timeout);
+Target localTarget(const std::string& name, const Common::DeviceKind* givenType, const CommandTimeout& timeout);
 
 /**
  * Describes a device on a server.
  *
- * @param type the type on the server; null selects the type of the device with the same name on this machine.
+ * @param givenType the type on the server; null selects the type of the device with the same name on this machine.
  * @throws Failure if the type is unknown, or if a request cannot contain the name.
  */
-Target remoteTarget(const std::string& name, const RemoteServer& server, const Common::DeviceKind* type);
+Target remoteTarget(const std::string& name, const RemoteServer& server, const Common::DeviceKind* givenType);
 
 /** Returns the names of the types that a device on a server can have. */
-std::vector<std::string> serverDeviceTypes();
+std::vector<std::string> serverDeviceTypeNames();
 
-/** @throws Failure if the text is not one of serverDeviceTypes(). */
+/** @throws Failure if the text is not one of serverDeviceTypeNames(). */
 const Common::DeviceKind& parseType(const std::string& text);
 
 } // namespace Rynvelctl

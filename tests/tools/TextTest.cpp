@@ -102,7 +102,7 @@ TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
               "2000-02-29T00:00:00.000042Z");
 }
 
-Target target(const char* name, const DeviceKind& kind) { return {{name, "/dev/file", 0, {}}, kind, std::nullopt}; }
+Target target(const char* name, const DeviceKind& type) { return {{name, "/dev/file", 0, {}}, type, std::nullopt}; }
 
 const Target mapped = target("mapped", mapped32);
 const Target seekable = target("seekable", seekable16);
