@@ -15,29 +15,29 @@ OpenRemoteDevice::OpenRemoteDevice(const Target& target)
     : m_target(target), m_server(*target.server), m_device(m_server.call([&] { return open(target); }, "")) {}
 
 template <typename Operation>
-auto OpenRemoteDevice::request(const std::string& action, const Operation& operation) {
+auto OpenRemoteDevice::callServer(const std::string& action, const Operation& operation) {
     return m_server.call(operation, m_target.name() + ": " + action + " failed: the server refused the request");
 }
 
 std::uint32_t OpenRemoteDevice::read(const RegisterRange& range) {
-    return request("reading " + range.addressText(), [&] { return m_device.read(range.deviceAddress()); });
+    return callServer("reading " + range.addressText(), [&] { return m_device.read(range.deviceAddress()); });
 }
 
 void OpenRemoteDevice::write(const RegisterRange& range, std::uint32_t value) {
-    request("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value); });
+    callServer("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value); });
 }
 
 void OpenRemoteDevice::write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
-    request("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value, mask); });
+    callServer("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value, mask); });
 }
 
 std::vector<std::uint32_t> OpenRemoteDevice::readBurst(const RegisterRange& range, Rynvel::ByteOrder order) {
-    return request("reading a burst from " + range.addressText(),
-                   [&] { return m_device.read(range.deviceAddress(), range.count(), order); });
+    return callServer("reading a burst from " + range.addressText(),
+                      [&] { return m_device.read(range.deviceAddress(), range.count(), order); });
 }
 
-int OpenRemoteDevice::ioctl(std::uint32_t number, std::uint32_t argument) {
-    return request("the ioctl request", [&] { return m_device.ioctl(number, argument); });
+int OpenRemoteDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
+    return callServer("the ioctl request", [&] { return m_device.ioctl(request, argument); });
 }
 
 std::optional<std::uint32_t> OpenRemoteDevice::interruptType() {
@@ -45,11 +45,11 @@ std::optional<std::uint32_t> OpenRemoteDevice::interruptType() {
 }
 
 void OpenRemoteDevice::enableInterrupts() {
-    request("enabling the interrupt", [&] { m_device.enableInterrupt(); });
+    callServer("enabling the interrupt", [&] { m_device.enableInterrupt(); });
 }
 
 void OpenRemoteDevice::disableInterrupts() {
-    request("disabling the interrupt", [&] { m_device.disableInterrupt(); });
+    callServer("disabling the interrupt", [&] { m_device.disableInterrupt(); });
 }
 
 int OpenRemoteDevice::prepareInterrupts() {
@@ -74,7 +74,7 @@ std::optional<std::uint32_t> OpenRemoteDevice::receiveInterrupt(const Common::De
 }
 
 void OpenRemoteDevice::raiseInterrupt(std::uint32_t word) {
-    request("raising the interrupt", [&] { m_device.raiseInterrupt(word); });
+    callServer("raising the interrupt", [&] { m_device.raiseInterrupt(word); });
 }
 
 } // namespace Rynvelctl

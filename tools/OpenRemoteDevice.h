@@ -41,7 +41,7 @@ public:
 
 private:
     template <typename Operation>
-    auto request(const std::string& action, const Operation& operation);
+    auto callServer(const std::string& action, const Operation& operation);
 
     const Target& m_target;
     const RemoteServer& m_server;
