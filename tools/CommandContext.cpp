@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CommandContext.h"
 
 #include "Durations.h"

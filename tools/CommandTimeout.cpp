@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CommandTimeout.h"
 
 #include "Durations.h"

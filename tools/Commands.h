@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The commands, in groups. Each function adds commands to the program. A command that the user gives sets `chosen` to

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The formats of standard output. Each function returns the text of a report without the final line end.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "OpenDevice.h"
 
 #include "OpenLocalDevice.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "OpenLocalDevice.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "RegisterRange.h"
 
 #include "Failure.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Target.h"
 
 #include <algorithm>

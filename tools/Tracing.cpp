@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Tracing.h"
 
 #include "Failure.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Completion of rynvelctl for bash. The program itself prints the possible completions.
 
 _rynvelctl() {

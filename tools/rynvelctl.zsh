@@ -1,4 +1,5 @@
 #compdef rynvelctl
+# SPDX-License-Identifier: MIT
 # Completion of rynvelctl for zsh. The program itself prints the possible completions.
 
 local -a before candidates
