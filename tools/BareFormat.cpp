@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Formats.h"
 
 #include "Numbers.h"
@@ -15,9 +16,9 @@ std::string format(const DeviceList& devices) {
     return joinLines(names);
 }
 
-std::string format(const DeviceFacts& facts) {
-    return joinLines({facts.name, facts.path, facts.backend, std::to_string(facts.width), orNone(facts.mapSize),
-                      orNone(facts.interruptType), orNone(facts.descriptor)});
+std::string format(const DeviceInfo& info) {
+    return joinLines({info.name, info.path, info.backend, std::to_string(info.width), orNone(info.mapSize),
+                      orNone(info.interruptType), orNone(info.descriptor)});
 }
 
 std::string format(const RegisterValue& read) { return hexadecimal(read.value, read.range.device().width()); }

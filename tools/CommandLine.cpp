@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CommandLine.h"
 
 #include <algorithm>
@@ -13,68 +14,70 @@ namespace Rynvelctl {
 
 namespace {
 
-// An empty word is a variable of a script that is not set, never a wish; words in brackets would be taken for lists.
-void requireWord(const std::string& word) {
+// An empty argument comes from an unset variable of a script. The parser would take a word in brackets for a list.
+void checkArgument(const std::string& word) {
     if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
-        throw wrongUsage(word.empty() ? "an argument is empty" : "the value of " + word + " is empty");
+        throw usageError(word.empty() ? "an argument is empty (give a value, or leave it out)"
+                                      : word.substr(0, word.size() - 1) +
+                                            ": the value is empty (give a value, or leave out the option)");
     }
     if (word.front() == '[') {
-        throw wrongUsage("'" + word + "' is neither a name nor a number");
+        throw usageError("'" + word + "' is neither a name nor a number");
     }
 }
 
 } // namespace
 
 CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
-    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and end");
-    m_parser.addHelpFlag("show this text and end");
-    addGeneralOptions(m_parser.program());
+    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
+    m_parser.addHelpFlag("show this help and exit");
+    addGlobalOptions(m_parser.program());
     addDeviceCommands(m_parser.program(), m_action);
     addRegisterCommands(m_parser.program(), m_action);
     addInterruptCommands(m_parser.program(), m_action);
     addServerCommands(m_parser.program(), m_action);
 }
 
-void CommandLine::addGeneralOptions(const Common::Command& program) {
+void CommandLine::addGlobalOptions(const Common::Command& program) {
     program.addOption("--remote", "HOST[:PORT]", m_options.remote,
-                      "use the devices of a register server; the port is " + std::to_string(Common::defaultPort) +
-                          " when not given");
-    program.addOption("--type", "TYPE", m_options.type,
-                      "the type of the remote device at its server, as Uio32; not needed for names that this machine "
-                      "has, too");
+                      "use the devices of a register server (default port: " + std::to_string(Common::defaultPort) +
+                          ")");
+    program.addOption(
+        "--type", "TYPE", m_options.type,
+        "the type that the remote device has on its server, for example Uio32 (default: the type of the device "
+        "with the same name on this machine)");
     program.addOption("--timeout", "TIME", m_options.timeout,
-                      "give up when the command takes longer; when not given, only each answer of a server has a "
-                      "limit, 5s");
-    const auto quiet =
-        program.addFlag("--quiet", m_options.isQuiet, "print bare values, and nothing for what is only done");
-    program.addFlag("--json", m_options.isJson, "print JSON, one value a line").excludes(quiet);
+                      "give up if the command takes longer (default: no limit, except 5s for each answer of a server)");
+    const auto quiet = program.addFlag("--quiet", m_options.isQuiet,
+                                       "print only values, and nothing for a command that returns no value");
+    program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
     program
         .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
-                   "turn on the library's traces of a channel, or of all that match a pattern, up to a level")
+                   "turn on the library's traces up to a level from 0 to 7, for one channel or for all channels that "
+                   "match a pattern")
         .takeOneValue();
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
-    std::for_each(argv + std::min(argc, 1), argv + argc, requireWord);
+    std::for_each(argv + std::min(argc, 1), argv + argc, checkArgument);
     const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
     case Common::ParseResult::Kind::Answered:
-        Output(Format::Text, CommandTime(std::nullopt)).write(result.text);
+        Output(Format::Text, CommandTimeout(std::nullopt)).write(result.text);
         return false;
     case Common::ParseResult::Kind::Wrong:
-        throw wrongUsage(result.text);
+        throw usageError(result.text);
     default:
         return true;
     }
 }
 
-/** The answer to a shell: one completion a line. */
 void CommandLine::complete(const std::vector<std::string>& words) const {
     std::string lines;
     for (const std::string& word : completions(describe(), words)) {
         lines += word + '\n';
     }
-    Output(Format::Text, CommandTime(std::nullopt)).write(lines);
+    Output(Format::Text, CommandTimeout(std::nullopt)).write(lines);
 }
 
 void CommandLine::run(int argc, const char* const* argv) {
@@ -86,9 +89,9 @@ void CommandLine::run(int argc, const char* const* argv) {
         return;
     }
     if (!m_action) {
-        throw wrongUsage("no command given (rynvelctl --help shows them)");
+        throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
     }
-    m_action(Session(m_options));
+    m_action(CommandContext(m_options));
 }
 
 } // namespace Rynvelctl

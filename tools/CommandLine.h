@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The command line as a whole.
+ * The command line of the program.
  */
 #ifndef RYNVELCTL_COMMANDLINE_H
 #define RYNVELCTL_COMMANDLINE_H
@@ -9,8 +10,8 @@
 #include <vector>
 
 #include "ArgumentParser.h"
+#include "CommandContext.h"
 #include "Commands.h"
-#include "Session.h"
 
 namespace Rynvelctl {
 
@@ -20,19 +21,20 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /** All that there is to give. */
+    /** Returns the options and commands of the program. */
     Common::CommandDescription describe() const { return m_parser.describe(); }
 
-    /** Does what the arguments say. @throws Failure, or OutputClosed. */
+    /** Runs the command that the arguments select. @throws Failure or OutputClosed. */
     void run(int argc, const char* const* argv);
 
 private:
-    void addGeneralOptions(const Common::Command& program);
+    void addGlobalOptions(const Common::Command& program);
     bool parse(int argc, const char* const* argv);
+    /** Prints the completions for a shell, one per line. */
     void complete(const std::vector<std::string>& words) const;
 
     Common::ArgumentParser m_parser;
-    GeneralOptions m_options;
+    GlobalOptions m_options;
     Action m_action;
 };
 

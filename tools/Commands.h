@@ -1,6 +1,8 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The commands, in groups. Each adds itself to the command line, and makes itself the chosen action when it is given.
+ * The commands, in groups. Each function adds commands to the program. A command that the user gives sets `chosen` to
+ * the action that runs it.
  */
 #ifndef RYNVELCTL_COMMANDS_H
 #define RYNVELCTL_COMMANDS_H
@@ -9,23 +11,28 @@
 #include <memory>
 
 #include "ArgumentParser.h"
-#include "Session.h"
+#include "CommandContext.h"
 
 namespace Rynvelctl {
 
-using Action = std::function<void(const Session&)>;
+using Action = std::function<void(const CommandContext&)>;
 
 void addDeviceCommands(const Common::Command& program, Action& chosen);
 void addRegisterCommands(const Common::Command& program, Action& chosen);
 void addInterruptCommands(const Common::Command& program, Action& chosen);
 void addServerCommands(const Common::Command& program, Action& chosen);
 
-/** Adds a command that runs on options of its own. @return the command, to add those options to. */
+/**
+ * Adds a command with its own options.
+ *
+ * @return the command, to which the caller adds the options.
+ */
 template <typename Options>
 Common::Command addCommand(const Common::Command& program, Action& chosen, const char* name, const char* summary,
-                           const std::shared_ptr<Options>& options, void (*run)(const Session&, const Options&)) {
+                           const std::shared_ptr<Options>& options,
+                           void (*run)(const CommandContext&, const Options&)) {
     return program.addCommand(name, summary, [&chosen, options, run] {
-        chosen = [options, run](const Session& session) { run(session, *options); };
+        chosen = [options, run](const CommandContext& context) { run(context, *options); };
     });
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Completion.h"
 
 #include <algorithm>
@@ -28,13 +29,13 @@ Words deviceNames() {
     return names;
 }
 
-/** The values that are known of what the command line calls by a name. */
-Words valuesCalled(const std::string& name) {
+/** Returns the possible values of an option or argument whose value has this name in the help. */
+Words valuesFor(const std::string& name) {
     if (name == "NAME") {
         return deviceNames();
     }
     if (name == "TYPE") {
-        return servedTypes();
+        return serverDeviceTypeNames();
     }
     Words choices;
     if (name.find(choiceSeparator) != std::string::npos) {
@@ -57,40 +58,40 @@ Words longNames(const CommandDescription& command) {
 
 const CommandDescription* findCommand(const CommandDescription& program, const std::string& name) {
     const auto command = std::find_if(program.commands.begin(), program.commands.end(),
-                                      [&](const CommandDescription& known) { return known.name == name; });
+                                      [&](const CommandDescription& candidate) { return candidate.name == name; });
     return command == program.commands.end() ? nullptr : &*command;
 }
 
-/** The place that a word has on the command line. */
+/** A position on the command line, which decides what a word can be. */
 class Position {
 public:
     explicit Position(const CommandDescription& program) : m_program(program) {}
 
-    void pass(const std::string& word) {
-        if (m_wanting != nullptr) {
-            m_wanting = nullptr;
+    void advance(const std::string& word) {
+        if (m_pendingOption != nullptr) {
+            m_pendingOption = nullptr;
         } else if (isOption(word)) {
             const OptionDescription* const option = findOption(word);
-            m_wanting = option == nullptr || option->valueName.empty() ? nullptr : option;
+            m_pendingOption = option == nullptr || option->valueName.empty() ? nullptr : option;
         } else if (m_command != nullptr) {
             ++m_arguments;
         } else {
             m_command = findCommand(m_program, word);
-            m_isLost = m_command == nullptr;
+            m_isUnknownCommand = m_command == nullptr;
         }
     }
 
-    /** What may stand here; an option may have its value in the same word. */
+    /** Returns what the word at this position can be. An option and its value may share the word. */
     Words candidates(const std::string& word) const {
-        const std::size_t sign = word.find('=');
-        if (m_isLost) {
+        const std::size_t equalsSign = word.find('=');
+        if (m_isUnknownCommand) {
             return {};
         }
-        if (m_wanting != nullptr) {
-            return valuesCalled(m_wanting->valueName);
+        if (m_pendingOption != nullptr) {
+            return valuesFor(m_pendingOption->valueName);
         }
-        if (isOption(word) && sign != std::string::npos) {
-            return assignments(word.substr(0, sign));
+        if (isOption(word) && equalsSign != std::string::npos) {
+            return assignments(word.substr(0, equalsSign));
         }
         if (!word.empty() && word[0] == '-') {
             return optionNames();
@@ -115,7 +116,7 @@ private:
 
     Words assignments(const std::string& name) const {
         const OptionDescription* const option = findOption(name);
-        Words words = option == nullptr ? Words() : valuesCalled(option->valueName);
+        Words words = option == nullptr ? Words() : valuesFor(option->valueName);
         for (std::string& value : words) {
             value.insert(0, name + '=');
         }
@@ -125,8 +126,8 @@ private:
     Words optionNames() const {
         Words names = longNames(m_program);
         if (m_command != nullptr) {
-            const Words own = longNames(*m_command);
-            names.insert(names.end(), own.begin(), own.end());
+            const Words commandOptions = longNames(*m_command);
+            names.insert(names.end(), commandOptions.begin(), commandOptions.end());
         }
         return names;
     }
@@ -140,10 +141,10 @@ private:
     }
 
     Words argumentValues() const {
-        std::size_t place = 0;
+        std::size_t index = 0;
         for (const OptionDescription& argument : m_command->options) {
-            if (argument.isPositional && (place++ == m_arguments || argument.takesSeveral)) {
-                return valuesCalled(argument.names.front());
+            if (argument.isPositional && (index++ == m_arguments || argument.takesSeveral)) {
+                return valuesFor(argument.names.front());
             }
         }
         return {};
@@ -151,10 +152,10 @@ private:
 
     const CommandDescription& m_program;
     const CommandDescription* m_command = nullptr;
-    /** The option that the next word is the value of. */
-    const OptionDescription* m_wanting = nullptr;
+    /** The option whose value is the next word; null if there is none. */
+    const OptionDescription* m_pendingOption = nullptr;
     std::size_t m_arguments = 0;
-    bool m_isLost = false;
+    bool m_isUnknownCommand = false;
 };
 
 } // namespace
@@ -164,7 +165,7 @@ std::vector<std::string> completions(const CommandDescription& program, const st
         return {};
     }
     Position position(program);
-    std::for_each(words.begin(), words.end() - 1, [&](const std::string& word) { position.pass(word); });
+    std::for_each(words.begin(), words.end() - 1, [&](const std::string& word) { position.advance(word); });
     Words candidates = position.candidates(words.back());
     const auto others = std::remove_if(candidates.begin(), candidates.end(),
                                        [&](const std::string& word) { return !startsWith(word, words.back()); });

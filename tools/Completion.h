@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What the shells complete, from what the program itself knows about its command line.
+ * Completion for shells, from the description of the command line.
  */
 #ifndef RYNVELCTL_COMPLETION_H
 #define RYNVELCTL_COMPLETION_H
@@ -12,10 +13,14 @@
 
 namespace Rynvelctl {
 
-/** @param words behind the program's name; the last one, which may be empty, is what is to be completed. */
+/**
+ * Returns the possible completions of the last word.
+ *
+ * @param words the arguments up to the cursor; the last word may be empty.
+ */
 std::vector<std::string> completions(const Common::CommandDescription& program, const std::vector<std::string>& words);
 
-/** What stands for a value that is one of some words, from which completions() knows them. */
+/** Returns a value name, such as "host|network", from which completions() derives the possible values. */
 std::string oneOf(const std::vector<std::string>& words);
 
 } // namespace Rynvelctl

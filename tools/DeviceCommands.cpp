@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Commands.h"
 
 #include <algorithm>
@@ -24,62 +25,62 @@ struct IoctlOptions {
     std::string argument;
 };
 
-std::optional<bool> presenceOf(const Rynvel::MemoryDevice& row, const Common::DeviceKind* kind) {
-    if (kind != nullptr && kind->access == Common::Access::Remote) {
+std::optional<bool> hasFile(const Rynvel::MemoryDevice& row, const Common::DeviceKind* type) {
+    if (type != nullptr && type->access == Common::Access::Remote) {
         return std::nullopt;
     }
     return Common::isPresent(row);
 }
 
-ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
-    const Common::DeviceKind* const kind = Common::findKind(row.m_type);
+ListedDevice toListedDevice(const Rynvel::MemoryDevice& row, std::size_t handle) {
+    const Common::DeviceKind* const type = Common::findKind(row.m_type);
     return {row.m_name,
             handle,
             row.m_devicePath,
-            kind == nullptr ? "none" : kind->name,
-            kind == nullptr ? 0 : kind->width,
-            presenceOf(row, kind)};
+            type == nullptr ? "none" : type->name,
+            type == nullptr ? 0 : type->width,
+            hasFile(row, type)};
 }
 
-/** Complains of each row that is not listed. */
-void requireNone(const std::vector<std::string>& problems) {
-    std::for_each(problems.begin(), problems.end(), complain);
+/** @throws Failure if a row has a problem, after it has printed all problems. */
+void requireNoProblems(const std::vector<std::string>& problems) {
+    std::for_each(problems.begin(), problems.end(), printError);
     if (!problems.empty()) {
-        const std::string noun = problems.size() == 1 ? " device" : " devices";
-        throw Failure(ExitStatus::Failed, "the list leaves out " + std::to_string(problems.size()) + noun);
+        const std::string rest = problems.size() == 1 ? " device is not listed" : " devices are not listed";
+        throw Failure(ExitStatus::Failed, std::to_string(problems.size()) + rest);
     }
 }
 
-void list(const Session& session, const NoOptions& /*options*/) {
-    session.requireLocal("list");
+void list(const CommandContext& context, const NoOptions& /*options*/) {
+    context.requireLocal("list");
     const std::vector<Rynvel::MemoryDevice>& rows = Common::devices();
     DeviceList devices;
     std::vector<std::string> problems;
     for (std::size_t handle = 0; handle < rows.size(); ++handle) {
         const std::string problem = Common::disagreement(rows[handle], handle);
         if (problem.empty()) {
-            devices.push_back(listed(rows[handle], handle));
+            devices.push_back(toListedDevice(rows[handle], handle));
         } else {
             problems.push_back(problem);
         }
     }
-    session.output().print(devices);
-    requireNone(problems);
+    context.output().print(devices);
+    requireNoProblems(problems);
 }
 
-void info(const Session& session, const InfoOptions& options) {
-    const Target target = session.target(options.name);
-    const auto device = openDevice(target, session.time());
-    session.output().print(DeviceFacts{target.name(), target.row.m_devicePath, target.backend(), target.width(),
-                                       device->mapSize(), device->interruptType(), device->descriptor()});
+void info(const CommandContext& context, const InfoOptions& options) {
+    const Target target = context.target(options.name);
+    const auto device = openDevice(target, context.timeout());
+    context.output().print(DeviceInfo{target.name(), target.row.m_devicePath, target.backend(), target.width(),
+                                      device->mapSize(), device->interruptType(), device->descriptor()});
 }
 
-void ioctl(const Session& session, const IoctlOptions& options) {
-    const Target target = session.target(options.name);
+void ioctl(const CommandContext& context, const IoctlOptions& options) {
+    const Target target = context.target(options.name);
     const std::uint32_t request = parseNumber("request", options.request);
     const std::uint32_t argument = parseNumber("argument", options.argument);
-    const int result = openDevice(target, session.time())->ioctl(request, argument);
-    session.output().print(IoctlResult{target.name(), request, argument, result});
+    const int result = openDevice(target, context.timeout())->ioctl(request, argument);
+    context.output().print(IoctlResult{target.name(), request, argument, result});
 }
 
 } // namespace
@@ -93,11 +94,12 @@ void addDeviceCommands(const Common::Command& program, Action& chosen) {
     infoCommand.addArgument("NAME", infoOptions->name, "the device");
 
     const auto ioctlOptions = std::make_shared<IoctlOptions>();
-    const Common::Command ioctlCommand = addCommand(
-        program, chosen, "ioctl", "send a request of its own to the driver of a device", ioctlOptions, ioctl);
+    const Common::Command ioctlCommand =
+        addCommand(program, chosen, "ioctl", "send an ioctl request to the driver of a device, and print the result",
+                   ioctlOptions, ioctl);
     ioctlCommand.addArgument("NAME", ioctlOptions->name, "the device");
-    ioctlCommand.addArgument("REQUEST", ioctlOptions->request, "the request's number");
-    ioctlCommand.addArgument("ARGUMENT", ioctlOptions->argument, "the request's argument, a number");
+    ioctlCommand.addArgument("REQUEST", ioctlOptions->request, "the number of the request");
+    ioctlCommand.addArgument("ARGUMENT", ioctlOptions->argument, "the argument of the request, a number");
 }
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Durations.h"
 
 #include <ctime>
@@ -8,33 +9,34 @@
 
 namespace Rynvelctl {
 
-std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text) {
+std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        throw wrongUsage(what + " '" + text + "' is no time (a number and ms, s or m, up to a day)");
+        throw usageError("--" + name + ": '" + text +
+                         "' is not a time (a whole number with the unit ms, s or m, at most one day)");
     }
     return *duration;
 }
 
-std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text) {
-    const auto duration = parseDuration(what, text);
+std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text) {
+    const auto duration = parseDuration(name, text);
     if (duration.count() == 0) {
-        throw wrongUsage(what + " '" + text + "' is no time at all");
+        throw usageError("--" + name + ": the " + name + " must be greater than 0");
     }
     return duration;
 }
 
-std::string timeStamp(std::chrono::system_clock::time_point moment) {
+std::string timeStamp(std::chrono::system_clock::time_point time) {
     using std::chrono::microseconds;
     using std::chrono::seconds;
-    const auto sinceEpoch = moment.time_since_epoch();
+    const auto sinceEpoch = time.time_since_epoch();
     const auto wholeSeconds = std::chrono::duration_cast<seconds>(sinceEpoch);
-    const auto rest = std::chrono::duration_cast<microseconds>(sinceEpoch - wholeSeconds);
-    const auto time = static_cast<std::time_t>(wholeSeconds.count());
+    const auto fraction = std::chrono::duration_cast<microseconds>(sinceEpoch - wholeSeconds);
+    const auto calendarTime = static_cast<std::time_t>(wholeSeconds.count());
     std::tm parts{};
-    gmtime_r(&time, &parts);
+    gmtime_r(&calendarTime, &parts);
     std::ostringstream text;
-    text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%S") << '.' << std::setfill('0') << std::setw(6) << rest.count()
+    text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%S") << '.' << std::setfill('0') << std::setw(6) << fraction.count()
          << 'Z';
     return text.str();
 }

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Durations and moments in words.
+ * Durations and points in time as text.
  */
 #ifndef RYNVELCTL_DURATIONS_H
 #define RYNVELCTL_DURATIONS_H
@@ -13,21 +14,21 @@
 namespace Rynvelctl {
 
 /**
- * @param what names the duration in the failure, for instance "timeout".
- * @throws Failure when the text is no duration as Common::parseDuration() takes it.
+ * @param name names the option in the error message, for example "timeout".
+ * @throws Failure if Common::parseDuration() does not accept the text.
  */
-std::chrono::milliseconds parseDuration(const std::string& what, const std::string& text);
+std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text);
 
-/** @throws Failure for a duration of 0, too. */
-std::chrono::milliseconds parsePositiveDuration(const std::string& what, const std::string& text);
+/** @throws Failure also for a duration of 0. */
+std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text);
 
 using Common::describe;
 
-/** The moment of now, in UTC with microseconds, for instance "2020-01-31T23:59:59.000001Z". */
+/** Returns the current time in UTC with microseconds, for example "2020-01-31T23:59:59.000001Z". */
 std::string timeStamp();
 
-/** The same of any moment. */
-std::string timeStamp(std::chrono::system_clock::time_point moment);
+/** Returns a time in the same form. */
+std::string timeStamp(std::chrono::system_clock::time_point time);
 
 } // namespace Rynvelctl
 

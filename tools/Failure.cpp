@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Failure.h"
 
 #include <unistd.h>
@@ -7,15 +8,16 @@
 
 namespace Rynvelctl {
 
-std::string diagnostic(const std::string& text) {
+std::string errorLine(const std::string& text) {
     std::string line = "rynvelctl: " + text;
     std::replace_if(
         line.begin(), line.end(), [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
     return line + '\n';
 }
 
-void complain(const std::string& text) {
-    const std::string line = diagnostic(text);
+void printError(const std::string& text) {
+    const std::string line = errorLine(text);
+    // There is no other stream to report a failure to.
     [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
 }
 

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What ends a command before it is done.
+ * The failure of a command.
  */
 #ifndef RYNVELCTL_FAILURE_H
 #define RYNVELCTL_FAILURE_H
@@ -11,9 +12,9 @@
 namespace Rynvelctl {
 
 /** The exit status of the program. */
-enum class ExitStatus { Done = 0, Failed = 1, WrongUsage = 2, Unreachable = 3, TimedOut = 4 };
+enum class ExitStatus { Done = 0, Failed = 1, UsageError = 2, Unreachable = 3, TimedOut = 4 };
 
-/** Ends the command; the text is what the user reads. */
+/** Ends the command with a status. what() is the error message, without the name of the program. */
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), m_status(status) {}
@@ -24,13 +25,13 @@ private:
     ExitStatus m_status;
 };
 
-inline Failure wrongUsage(const std::string& text) { return {ExitStatus::WrongUsage, text}; }
+inline Failure usageError(const std::string& text) { return {ExitStatus::UsageError, text}; }
 
-/** The line that is written to standard error, line end included. Control characters become question marks. */
-std::string diagnostic(const std::string& text);
+/** Returns an error message as a whole line. A control character in the text becomes a question mark. */
+std::string errorLine(const std::string& text);
 
-/** Writes it. There is nobody left to tell that standard error is gone. */
-void complain(const std::string& text);
+/** Writes an error message to standard error. */
+void printError(const std::string& text);
 
 } // namespace Rynvelctl
 

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The formats of standard output. Each puts every report into words, without the last line end.
+ * The formats of standard output. Each function returns the text of a report without the final line end.
  */
 #ifndef RYNVELCTL_FORMATS_H
 #define RYNVELCTL_FORMATS_H
@@ -13,25 +14,25 @@
 
 namespace Rynvelctl {
 
-/** For a terminal. */
+/** Formats a report for people. */
 std::string formatText(const Report& report);
 
-/** For scripts: the values alone, and no text at all for what is only done. */
+/** Formats only the values, for scripts. The text is empty for a command that returns no value. */
 std::string formatBare(const Report& report);
 
-/** One JSON value, on one line. */
+/** Formats a report as one JSON value on one line. */
 std::string formatJson(const Report& report);
 
-/** With three decimals and without the unit. */
+/** Returns the time with three decimals and without the unit. */
 std::string inMilliseconds(std::chrono::nanoseconds time);
 
-/** A number, or in its place the word "none". */
+/** Returns the number as text, or "none". */
 template <typename Number>
 std::string orNone(const std::optional<Number>& number) {
     return number ? std::to_string(*number) : "none";
 }
 
-/** Lines joined by line ends, without a last one. */
+/** Joins lines with line ends, without a final line end. */
 std::string joinLines(const std::vector<std::string>& lines);
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "HelpText.h"
 
 #include <sstream>
@@ -15,52 +16,57 @@ struct HelpSection {
 };
 
 const std::vector<HelpSection> helpSections{
+    {"Global options",
+     {"The options that 'rynvelctl --help' lists are global options. They may precede or follow the command. --help "
+      "after a command shows the help of that command."}},
     {"Numbers",
-     {"Addresses, values, masks, counts and requests are decimal, hexadecimal after 0x or binary after 0b. A value and "
-      "a mask must fit in the device's registers.",
-      "Times are a number and its unit, ms, s or m, as in 100ms, and a day at most."}},
+     {"You can give addresses, values, masks, counts and requests as decimal numbers, as hexadecimal numbers with the "
+      "prefix 0x, or as binary numbers with the prefix 0b. A value or a mask must fit in a register of the device.",
+      "A time is a whole number with the unit ms, s or m, for example 100ms. The longest time is one day."}},
     {"Addresses",
-     {"An address is a byte address for every device, a multiple of the register's size. With --index it is the index "
-      "of a register. It must lie in the device's map where the device has one.",
-      "The same address reaches the same register here and at a server. What the server is asked for depends on the "
-      "type of its device: an offset in bytes or an index. A remote device has the type of the device of that name on "
-      "this machine, or the one that --type gives. A row of type Remote16 or Remote32 in the table of this machine "
-      "does not tell the type: without --type it has the address 0 alone."}},
+     {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is the "
+      "index of a register. If the device has a map, the address must lie inside it.",
+      "The same address reaches the same register on this machine and on a server. The type of the server's device "
+      "decides what the command sends to the server: an offset in bytes or an index. A remote device has the type that "
+      "--type gives. Without --type, it has the type of the device with the same name on this machine. If that device "
+      "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
+      "can use only address 0."}},
     {"Servers",
-     {"A server is a host name or an IPv4 address, with a port behind one colon or two.",
-      "A server does not say why it refuses a request: the address may lie outside of the device, the type may be "
-      "another one, or its options may forbid the request. The traces of rynveld say it, at level 4 of the channel "
-      "Rynveld."}},
+     {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
+      "A server does not report why it refuses a request. The address may lie outside the device, the device may have "
+      "another type, or the server's options may forbid the request. To see the reason, turn on the traces of rynveld "
+      "at level 4 of the channel Rynveld."}},
     {"Time limits",
-     {"--timeout is the time of the whole command, from its start to its end, whatever it waits for: a server, an "
-      "interrupt, or the next look of watch. The command ends with the status 4 then, after what it has printed so "
-      "far. A driver of this machine is not interrupted in a call: the command ends when the call has returned.",
-      "Without --timeout, wait and watch go on for ever. A server that takes longer than 5 s to accept a connection or "
-      "to answer a request is given up."}},
+     {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
+      "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
+      "command ends with status 4, after the output that it has printed so far. The command does not interrupt a call "
+      "to a driver of this machine: it ends when the call has returned.",
+      "Without --timeout, wait and watch can run forever. A command still gives up on a server that takes longer than "
+      "5 s to accept a connection or to answer a request."}},
     {"Interrupts",
-     {"wait enables the interrupt and prints a line for each one: the time, and the word that the device reports. The "
-      "interrupt stays enabled: what comes between two waits is lost on UIO devices, so wait for several with --count. "
-      "A "
-      "source that is not cleared interrupts again at once.",
+     {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the word that "
+      "the device reports.",
+      "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
+      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, it "
+      "interrupts again at once.",
       "irq raise works with servers that simulate their devices."}},
     {"Traces",
-     {"The library's traces go where its tracing library is told to, standard error by default. Without --trace and "
-      "without the environment variable ZILTRACE they are off.",
-      "With a server, Rynvel.Client=7 shows the records that are exchanged."}},
+     {"The tracing library decides where the library's traces go; the default is standard error. Traces are off if you "
+      "set neither --trace nor the environment variable ZILTRACE.",
+      "With a server, Rynvel.Client=7 shows the records that the command and the server exchange."}},
     {"Completion",
-     {"Completion for bash and zsh is installed. It asks the program itself: rynvelctl --complete WORD... prints what "
-      "the last of the words, which may be empty, can become."}},
+     {"The installation contains completion for bash and zsh. Both ask the program itself: rynvelctl --complete "
+      "WORD... prints the possible completions of the last word, which may be empty."}},
     {"Exit status",
-     {"0: done. 1: the operation failed. 2: wrong usage. 3: the device or the server cannot be reached. 4: timed out.",
-      "An address outside of a device's map is wrong usage on this machine, where the map is known. For any other "
-      "device its driver or its server has to refuse it, and the operation fails. What dump has read until then is "
-      "printed.",
-      "What went wrong is one line on standard error. When nobody reads standard output any more the program ends "
-      "without a word, and with 0."}},
+     {"0: the command succeeded, or standard output no longer has a reader. 1: the operation failed. 2: the command "
+      "line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
+      "On this machine, where the map of a device is known, an address outside the map counts as a wrong command line. "
+      "For all other devices, the driver or the server has to refuse the address, and the operation fails. If a read "
+      "fails, dump prints the registers that it has read so far.",
+      "An error message is one line on standard error."}},
 };
 
-/** The words of a paragraph in lines of a terminal. */
-std::string wrapped(const std::string& paragraph) {
+std::string wrap(const std::string& paragraph) {
     constexpr std::size_t lineWidth = 78;
     std::istringstream words(paragraph);
     std::string text;
@@ -82,7 +88,7 @@ std::string helpFooter() {
     for (const HelpSection& section : helpSections) {
         text += (text.empty() ? "" : "\n") + section.title + ":\n";
         for (const std::string& paragraph : section.paragraphs) {
-            text += wrapped(paragraph);
+            text += wrap(paragraph);
         }
     }
     return text;

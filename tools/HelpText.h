@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What the help says beside the options.
+ * The text of the help, apart from the options and commands.
  */
 #ifndef RYNVELCTL_HELPTEXT_H
 #define RYNVELCTL_HELPTEXT_H
@@ -11,7 +12,7 @@ namespace Rynvelctl {
 
 extern const char* const summary;
 
-/** The sections that follow the options and commands, in lines of a terminal. */
+/** Returns the sections that follow the options and commands, wrapped for a terminal. */
 std::string helpFooter();
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Commands.h"
 
 #include <poll.h>
@@ -12,7 +13,7 @@
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
-#include "ServedDevice.h"
+#include "OpenRemoteDevice.h"
 
 namespace Rynvelctl {
 
@@ -32,48 +33,48 @@ struct WaitOptions {
     std::string count = "1";
 };
 
-Target interruptingTarget(const Session& session, const std::string& name) {
-    Target target = session.target(name);
-    if (!target.kind.hasInterrupts) {
-        throw wrongUsage(name + ": a device of type " + target.kind.name + " has no interrupts");
+Target targetWithInterrupts(const CommandContext& context, const std::string& name) {
+    Target target = context.target(name);
+    if (!target.type.hasInterrupts) {
+        throw usageError(name + ": a device of type " + target.type.name + " has no interrupts");
     }
     return target;
 }
 
-void showType(const Session& session, const IrqOptions& options) {
-    const Target target = interruptingTarget(session, options.name);
-    const auto type = openDevice(target, session.time())->interruptType();
+void showType(const CommandContext& context, const IrqOptions& options) {
+    const Target target = targetWithInterrupts(context, options.name);
+    const auto type = openDevice(target, context.timeout())->interruptType();
     if (!type) {
-        throw Failure(ExitStatus::Failed, target.name() + ": the server knows no interrupts of it");
+        throw Failure(ExitStatus::Failed, target.name() + ": the device has no interrupts");
     }
-    session.output().print(InterruptType{target.name(), *type});
+    context.output().print(InterruptType{target.name(), *type});
 }
 
-void enable(const Session& session, const IrqOptions& options) {
-    const Target target = interruptingTarget(session, options.name);
-    openDevice(target, session.time())->enableInterrupts();
-    session.output().print(InterruptState{target.name(), "enabled"});
+void enable(const CommandContext& context, const IrqOptions& options) {
+    const Target target = targetWithInterrupts(context, options.name);
+    openDevice(target, context.timeout())->enableInterrupts();
+    context.output().print(InterruptState{target.name(), "enabled"});
 }
 
-void disable(const Session& session, const IrqOptions& options) {
-    const Target target = interruptingTarget(session, options.name);
-    openDevice(target, session.time())->disableInterrupts();
-    session.output().print(InterruptState{target.name(), "disabled"});
+void disable(const CommandContext& context, const IrqOptions& options) {
+    const Target target = targetWithInterrupts(context, options.name);
+    openDevice(target, context.timeout())->disableInterrupts();
+    context.output().print(InterruptState{target.name(), "disabled"});
 }
 
-void raise(const Session& session, const IrqOptions& options) {
-    const Target target = interruptingTarget(session, options.name);
+void raise(const CommandContext& context, const IrqOptions& options) {
+    const Target target = targetWithInterrupts(context, options.name);
     if (!target.server) {
-        throw wrongUsage("irq raise needs a remote device");
+        throw usageError(target.name() + ": the device is on this machine (raise works only with remote devices)");
     }
     const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
-    ServedDevice(target).raiseInterrupt(word);
-    session.output().print(InterruptState{target.name(), "raised"});
+    OpenRemoteDevice(target).raiseInterrupt(word);
+    context.output().print(InterruptState{target.name(), "raised"});
 }
 
 struct IrqAction {
     const char* name;
-    void (*run)(const Session& session, const IrqOptions& options);
+    void (*run)(const CommandContext& context, const IrqOptions& options);
 };
 
 constexpr std::array<IrqAction, 4> irqActions{
@@ -88,23 +89,24 @@ std::vector<std::string> irqActionNames() {
     return names;
 }
 
-void irq(const Session& session, const IrqOptions& options) {
-    const auto* const action = std::find_if(irqActions.begin(), irqActions.end(),
-                                            [&](const IrqAction& known) { return known.name == options.action; });
+void irq(const CommandContext& context, const IrqOptions& options) {
+    const auto* const action = std::find_if(irqActions.begin(), irqActions.end(), [&](const IrqAction& candidate) {
+        return candidate.name == options.action;
+    });
     if (action == irqActions.end()) {
-        throw wrongUsage("irq '" + options.action + "' is none of type, enable, disable and raise");
+        throw usageError("irq: '" + options.action + "' is not an action (type, enable, disable or raise)");
     }
     if (!options.word.empty() && options.action != "raise") {
-        throw wrongUsage("irq " + options.action + " takes no word");
+        throw usageError("irq: the action " + options.action + " does not take a word (only raise does)");
     }
-    action->run(session, options);
+    action->run(context, options);
 }
 
-/** Waits for interrupts until it takes too long, or until nobody reads standard output any more. */
+/** Waits for interrupts until a time-out, or until the reader of standard output closes it. */
 class InterruptWait {
 public:
-    InterruptWait(const Session& session, const Target& target, const WaitOptions& options)
-        : m_time(session.time()), m_name(target.name()), m_count(parseCount("count", options.count)) {
+    InterruptWait(const CommandContext& context, const Target& target, const WaitOptions& options)
+        : m_timeout(context.timeout()), m_name(target.name()), m_count(parseCount("count", options.count)) {
         if (!options.each.empty()) {
             m_each = parseDuration("each", options.each);
         }
@@ -112,30 +114,30 @@ public:
 
     std::uint32_t count() const { return m_count; }
 
-    /** @return the word of the next interrupt. @throws Failure or OutputClosed */
+    /** Returns the word of the next interrupt. @throws Failure or OutputClosed. */
     std::uint32_t next(OpenDevice& device, int descriptor) {
-        const Common::Deadline ownDeadline = m_each ? Common::Deadline(*m_each) : Common::Deadline();
-        const Common::Deadline deadline = Common::Deadline::earlier(ownDeadline, m_time.deadline());
+        const Common::Deadline eachDeadline = m_each ? Common::Deadline(*m_each) : Common::Deadline();
+        const Common::Deadline deadline = Common::Deadline::earlier(eachDeadline, m_timeout.deadline());
         for (;;) {
-            const auto word = isReady(descriptor, deadline) ? device.receiveInterrupt(deadline) : std::nullopt;
+            const auto word = waitUntilReady(descriptor, deadline) ? device.receiveInterrupt(deadline) : std::nullopt;
             if (word) {
                 ++m_received;
                 return *word;
             }
             if (deadline.isOver()) {
-                throw Failure(ExitStatus::TimedOut, m_name + ": " + complaint());
+                throw Failure(ExitStatus::TimedOut, m_name + ": " + timeoutMessage());
             }
-            // Somebody else has taken what was ready, or the driver calls itself ready at any time.
-            isReady(nothing, Common::Deadline::earlier(Common::Deadline(pauseTime), deadline));
+            // Another process has taken the interrupt, or the driver always reports that it is ready: do not spin.
+            waitUntilReady(noDescriptor, Common::Deadline::earlier(Common::Deadline(retryInterval), deadline));
         }
     }
 
 private:
-    static constexpr int nothing = -1;
-    static constexpr milliseconds pauseTime{10};
+    static constexpr int noDescriptor = -1;
+    static constexpr milliseconds retryInterval{10};
 
-    /** False when the deadline is over. @throws OutputClosed */
-    static bool isReady(int descriptor, const Common::Deadline& deadline) {
+    /** Waits until the descriptor is ready. @return false if the deadline passes first. @throws OutputClosed. */
+    static bool waitUntilReady(int descriptor, const Common::Deadline& deadline) {
         std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
         int count = 0;
         do {
@@ -147,41 +149,43 @@ private:
         return count != 0;
     }
 
-    std::string complaint() const {
-        if (m_each && !m_time.deadline().isOver()) {
+    std::string timeoutMessage() const {
+        if (m_each && !m_timeout.deadline().isOver()) {
             return "no interrupt within " + describe(*m_each);
         }
-        const std::string progress = std::to_string(m_received) + " of " + std::to_string(m_count) + " interrupts";
-        return (m_received == 0 ? "no interrupt" : progress) + " within " + m_time.limit();
+        const std::string progress =
+            "received " + std::to_string(m_received) + " of " + std::to_string(m_count) + " interrupts";
+        return (m_received == 0 ? "no interrupt" : progress) + " within " + m_timeout.limitText();
     }
 
-    const CommandTime m_time;
+    const CommandTimeout m_timeout;
     const std::string m_name;
     const std::uint32_t m_count;
     std::optional<milliseconds> m_each;
     std::uint32_t m_received = 0;
 };
 
-void wait(const Session& session, const WaitOptions& options) {
-    const Target target = interruptingTarget(session, options.name);
-    InterruptWait waiting(session, target, options);
-    const auto device = openDevice(target, session.time());
-    const int descriptor = device->expectInterrupts();
+void wait(const CommandContext& context, const WaitOptions& options) {
+    const Target target = targetWithInterrupts(context, options.name);
+    InterruptWait waiting(context, target, options);
+    const auto device = openDevice(target, context.timeout());
+    const int descriptor = device->prepareInterrupts();
     for (std::uint32_t i = 0; i < waiting.count(); ++i) {
-        // One that came since the last receipt has disabled the interrupt and is received with the next.
+        // The driver disables the interrupt when one arrives. If another one is pending, the next call receives it.
         device->enableInterrupts();
-        session.output().print(InterruptEvent{target.name(), waiting.next(*device, descriptor), timeStamp()});
+        context.output().print(InterruptEvent{target.name(), waiting.next(*device, descriptor), timeStamp()});
     }
 }
 
 void addIrq(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<IrqOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "irq", "show or control the interrupt of a device", options, irq);
+        addCommand(program, chosen, "irq",
+                   "show the type of a device's interrupt, or enable, disable or raise the interrupt", options, irq);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument(oneOf(irqActionNames()), options->action,
-                        "what to do; raise is for servers that simulate their devices");
-    command.addOptionalArgument("WORD", options->word, "what a raised interrupt reports, 1 when not given");
+                        "the action; raise works with servers that simulate their devices");
+    command.addOptionalArgument("WORD", options->word, "the word that the raised interrupt reports (default: 1)");
 }
 
 void addWait(const Common::Command& program, Action& chosen) {
@@ -189,8 +193,8 @@ void addWait(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
     command.addArgument("NAME", options->name, "the device");
-    command.addOption("--each", "TIME", options->each, "give up when a single interrupt takes longer");
-    command.addOption("--count", "COUNT", options->count, "wait for so many interrupts, 1 when not given");
+    command.addOption("--each", "TIME", options->each, "give up if a single interrupt takes longer");
+    command.addOption("--count", "COUNT", options->count, "the number of interrupts to wait for (default: 1)");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Texts in JSON.
+ * JSON text.
  */
 #ifndef RYNVELCTL_JSON_H
 #define RYNVELCTL_JSON_H
@@ -12,16 +13,16 @@
 
 namespace Rynvelctl {
 
-/** An object, member by member. */
+/** A JSON object that the caller builds member by member. */
 class JsonObject {
 public:
     JsonObject& add(const char* name, const std::string& value);
     JsonObject& add(const char* name, std::uint64_t value);
-    /** Nothing becomes null. */
+    /** Adds null if there is no value. */
     JsonObject& add(const char* name, std::optional<std::uint32_t> value);
-    /** Nothing becomes null. */
+    /** Adds null if there is no value. */
     JsonObject& addFlag(const char* name, std::optional<bool> value);
-    /** A value that is in JSON already. */
+    /** Adds a value that is JSON text. */
     JsonObject& addJson(const char* name, const std::string& value);
 
     std::string text() const { return '{' + m_members + '}'; }
@@ -30,10 +31,10 @@ private:
     std::string m_members;
 };
 
-/** An array of values that are in JSON already. */
+/** Returns an array of values that are JSON text. */
 std::string jsonArray(const std::vector<std::string>& values);
 
-/** A string in quotes. Bytes that are no ASCII go through as they are. */
+/** Returns a JSON string with its quotes. Bytes outside ASCII stay unchanged. */
 std::string jsonString(const std::string& text);
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Formats.h"
 
 #include "Json.h"
@@ -32,15 +33,15 @@ std::string format(const DeviceList& devices) {
     return jsonArray(objects);
 }
 
-std::string format(const DeviceFacts& facts) {
+std::string format(const DeviceInfo& info) {
     return JsonObject()
-        .add("name", facts.name)
-        .add("path", facts.path)
-        .add("backend", facts.backend)
-        .add("width", facts.width)
-        .add("mapSize", facts.mapSize)
-        .add("interruptType", facts.interruptType)
-        .add("descriptor", facts.descriptor ? std::optional<std::uint32_t>(*facts.descriptor) : std::nullopt)
+        .add("name", info.name)
+        .add("path", info.path)
+        .add("backend", info.backend)
+        .add("width", info.width)
+        .add("mapSize", info.mapSize)
+        .add("interruptType", info.interruptType)
+        .add("descriptor", info.descriptor ? std::optional<std::uint32_t>(*info.descriptor) : std::nullopt)
         .text();
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Numbers.h"
 
 #include <iomanip>
@@ -10,38 +11,36 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr Common::Notation everyNotation{true, true};
-
-std::string quoted(const std::string& what, const std::string& text) { return what + " '" + text + "'"; }
+constexpr Common::Notation anyNotation{true, true};
 
 } // namespace
 
-std::uint32_t parseNumber(const std::string& what, const std::string& text) {
-    if (!Common::isNumber(text, everyNotation)) {
-        throw wrongUsage(quoted(what, text) + " is no number (decimal, 0x or 0b)");
+std::uint32_t parseNumber(const std::string& name, const std::string& text) {
+    if (!Common::isNumber(text, anyNotation)) {
+        throw usageError(name + " '" + text + "' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
     }
-    const auto number = Common::parseNumber(text, everyNotation);
+    const auto number = Common::parseNumber(text, anyNotation);
     if (!number) {
-        throw wrongUsage(quoted(what, text) + " does not fit in 32 bits");
+        throw usageError(name + ' ' + text + " does not fit in 32 bits");
     }
     return *number;
 }
 
-std::uint32_t parseValue(const std::string& what, const std::string& text, unsigned int width) {
-    const std::uint32_t value = parseNumber(what, text);
+std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width) {
+    const std::uint32_t value = parseNumber(name, text);
     if (value > largestValue(width)) {
-        throw wrongUsage(quoted(what, text) + " does not fit in " + std::to_string(width) + " bits");
+        throw usageError(name + ' ' + text + " does not fit in " + std::to_string(width) + " bits");
     }
     return value;
 }
 
-std::uint32_t parseCount(const std::string& what, const std::string& text, std::uint32_t most) {
-    const std::uint32_t count = parseNumber(what, text);
+std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max) {
+    const std::uint32_t count = parseNumber(name, text);
     if (count == 0) {
-        throw wrongUsage(quoted(what, text) + " is no positive number");
+        throw usageError("the " + name + " must be greater than 0");
     }
-    if (count > most) {
-        throw wrongUsage(quoted(what, text) + " is above " + std::to_string(most));
+    if (count > max) {
+        throw usageError(name + ' ' + text + " exceeds the maximum of " + std::to_string(max));
     }
     return count;
 }

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Numbers as users write them: decimal, hexadecimal after 0x or binary after 0b, and nothing else beside the digits.
+ * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks.
  */
 #ifndef RYNVELCTL_NUMBERS_H
 #define RYNVELCTL_NUMBERS_H
@@ -13,23 +14,23 @@
 namespace Rynvelctl {
 
 /**
- * @param what names the number in the failure, for instance "address".
- * @throws Failure when the text is no number of up to 32 bits.
+ * @param name names the number in the error message, for example "address".
+ * @throws Failure if the text is not a number, or if the number does not fit in 32 bits.
  */
-std::uint32_t parseNumber(const std::string& what, const std::string& text);
+std::uint32_t parseNumber(const std::string& name, const std::string& text);
 
-/** @throws Failure when the text is no number that fits in a register of `width` bits. */
-std::uint32_t parseValue(const std::string& what, const std::string& text, unsigned int width);
+/** @throws Failure if the text is not a number, or if the number does not fit in a register of `width` bits. */
+std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width);
 
-/** @throws Failure when the text is no number from 1 to `most`. */
-std::uint32_t parseCount(const std::string& what, const std::string& text, std::uint32_t most = UINT32_MAX);
+/** @throws Failure if the text is not a number from 1 to `max`. */
+std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max = UINT32_MAX);
 
 using Common::largestValue;
 
-/** A value as `width` bits of hexadecimal digits after 0x. */
+/** Returns 0x and the hexadecimal digits of a register of `width` bits. */
 std::string hexadecimal(std::uint32_t value, unsigned int width = 32);
 
-/** The same without 0x. */
+/** Returns the digits without 0x. */
 std::string hexadecimalDigits(std::uint32_t value, unsigned int width);
 
 } // namespace Rynvelctl

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The device that a command is about, open.
+ * The open device of a command.
  */
 #ifndef RYNVELCTL_OPENDEVICE_H
 #define RYNVELCTL_OPENDEVICE_H
@@ -10,12 +11,12 @@
 #include <optional>
 #include <vector>
 
-#include "CommandTime.h"
+#include "CommandTimeout.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
 
-/** Everything that fails is thrown as Failure, and so is the end of the command's time. */
+/** A function that fails throws Failure, and so does a function that reaches the time-out of the command. */
 class OpenDevice {
 public:
     OpenDevice() = default;
@@ -23,7 +24,7 @@ public:
     OpenDevice& operator=(const OpenDevice&) = delete;
     virtual ~OpenDevice() = default;
 
-    /** Bytes of registers; none where the device does not tell. */
+    /** Returns the size of the map in bytes; none if it is unknown. */
     virtual std::optional<std::uint32_t> mapSize() const = 0;
 
     /** Reads the first register of the range. */
@@ -35,31 +36,32 @@ public:
     /** Reads all registers of the range. */
     virtual std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) = 0;
 
+    /** Sends an ioctl request to the driver. @return the result of the driver. */
     virtual int ioctl(std::uint32_t request, std::uint32_t argument) = 0;
 
-    /** None for a device without interrupts. */
+    /** Returns none for a device without interrupts. */
     virtual std::optional<std::uint32_t> interruptType() = 0;
     virtual void enableInterrupts() = 0;
     virtual void disableInterrupts() = 0;
-    /** Prepares to receive interrupts. @return the descriptor to poll for them. */
-    virtual int expectInterrupts() = 0;
+    /** Prepares to receive interrupts. @return the file descriptor to poll. */
+    virtual int prepareInterrupts() = 0;
     /**
-     * After the descriptor was ready.
+     * Receives an interrupt. Call it when the descriptor is ready.
      *
-     * @param deadline for the word to be whole.
-     * @return the interrupt's word; none when there was no interrupt after all, or not in time.
+     * @param deadline the end of the time for receiving the whole interrupt word.
+     * @return the interrupt word; none if there is no interrupt, or if the deadline passes.
      */
     virtual std::optional<std::uint32_t> receiveInterrupt(const Common::Deadline& deadline) = 0;
 
-    /** The descriptor of this machine's device; none where there is none. */
+    /** Returns the file descriptor of the device; none if the device has no file on this machine. */
     virtual std::optional<int> descriptor() = 0;
 };
 
 /** @param target must outlive the result. */
-std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTime& time);
+std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTimeout& timeout);
 
-/** The device of the registers. @throws Failure also when they are not all inside its map. */
-std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTime& time);
+/** Opens the device of the registers. @throws Failure also if a register is outside the map of the device. */
+std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTimeout& timeout);
 
 } // namespace Rynvelctl
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Output.h"
 
 #include <poll.h>
@@ -16,7 +17,7 @@ namespace Rynvelctl {
 
 namespace {
 
-std::string formatted(Format format, const Report& report) {
+std::string formatReport(Format format, const Report& report) {
     switch (format) {
     case Format::Bare:
         return formatBare(report);
@@ -27,16 +28,16 @@ std::string formatted(Format format, const Report& report) {
     }
 }
 
-/** Waits until standard output takes something; returns, too, when it is broken, which a write tells. */
-void awaitRoom(const CommandTime& time) {
+/** Waits until standard output is writable. It also returns on an error, which the next write reports. */
+void waitUntilWritable(const CommandTimeout& timeout) {
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    while (::poll(&output, 1, time.deadline().pollTime()) <= 0) {
-        time.require("standard output");
+    while (::poll(&output, 1, timeout.deadline().pollTime()) <= 0) {
+        timeout.requireTimeLeft("standard output");
     }
 }
 
-/** A pipe that has room takes so much without blocking. */
 std::size_t writeSome(std::string_view text) {
+    // A writable pipe accepts PIPE_BUF bytes without blocking.
     const ssize_t count = ::write(STDOUT_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
     if (count >= 0) {
         return static_cast<std::size_t>(count);
@@ -53,7 +54,7 @@ std::size_t writeSome(std::string_view text) {
 } // namespace
 
 void Output::print(const Report& report) const {
-    const std::string text = formatted(m_format, report);
+    const std::string text = formatReport(m_format, report);
     if (!text.empty()) {
         write(text + '\n');
     }
@@ -62,7 +63,7 @@ void Output::print(const Report& report) const {
 void Output::write(const std::string& text) const {
     std::string_view rest = text;
     while (!rest.empty()) {
-        awaitRoom(m_time);
+        waitUntilWritable(m_timeout);
         rest.remove_prefix(writeSome(rest));
     }
 }

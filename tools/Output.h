@@ -1,34 +1,35 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Standard output in the form that the user wants.
+ * Standard output, in the format that the user selects.
  */
 #ifndef RYNVELCTL_OUTPUT_H
 #define RYNVELCTL_OUTPUT_H
 
-#include "CommandTime.h"
+#include "CommandTimeout.h"
 #include "Report.h"
 
 namespace Rynvelctl {
 
 enum class Format { Text, Bare, Json };
 
-/** Nobody reads standard output any more. */
+/** The reader of standard output has closed it. */
 struct OutputClosed {};
 
 class Output {
 public:
-    /** @param time the command's: standard output that nobody reads is not waited for any longer. */
-    Output(Format format, const CommandTime& time) : m_format(format), m_time(time) {}
+    /** @param timeout the time-out of the command, which also limits the wait for a reader of standard output. */
+    Output(Format format, const CommandTimeout& timeout) : m_format(format), m_timeout(timeout) {}
 
-    /** Writes a report at once; nothing where the format has no text for it. @throws Failure, or OutputClosed. */
+    /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. */
     void print(const Report& report) const;
 
-    /** Writes a text as it is. @throws Failure, or OutputClosed. */
+    /** Writes a text unchanged. @throws Failure or OutputClosed. */
     void write(const std::string& text) const;
 
 private:
     Format m_format;
-    CommandTime m_time;
+    CommandTimeout m_timeout;
 };
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Commands.h"
 
 #include <poll.h>
@@ -17,8 +18,8 @@ namespace Rynvelctl {
 
 namespace {
 
-/** What is held in memory of one command's registers stays within bounds. */
-constexpr std::uint32_t mostRegisters = 1U << 20U;
+/** Limits the memory that the registers of one command take. */
+constexpr std::uint32_t maxRegisters = 1U << 20U;
 
 constexpr const char* hostOrder = "host";
 constexpr const char* networkOrder = "network";
@@ -26,9 +27,9 @@ constexpr const char* networkOrder = "network";
 struct RegisterOptions {
     std::string name;
     std::string address;
-    bool countsRegisters = false;
+    bool usesIndex = false;
 
-    AddressUnit unit() const { return countsRegisters ? AddressUnit::Registers : AddressUnit::Bytes; }
+    AddressUnit unit() const { return usesIndex ? AddressUnit::Registers : AddressUnit::Bytes; }
 };
 
 struct WriteOptions : RegisterOptions {
@@ -42,7 +43,7 @@ struct RangeOptions : RegisterOptions {
 };
 
 struct DumpOptions : RangeOptions {
-    bool inOneBurst = false;
+    bool usesBurst = false;
     std::string order = hostOrder;
 };
 
@@ -61,14 +62,14 @@ RegisterRange registerOf(const Target& target, const RegisterOptions& options) {
 }
 
 RegisterRange rangeOf(const Target& target, const RangeOptions& options) {
-    return registerOf(target, options).resized(parseCount("count", options.count, mostRegisters));
+    return registerOf(target, options).resized(parseCount("count", options.count, maxRegisters));
 }
 
-void read(const Session& session, const RegisterOptions& options) {
-    const Target target = session.target(options.name);
+void read(const CommandContext& context, const RegisterOptions& options) {
+    const Target target = context.target(options.name);
     const RegisterRange range = registerOf(target, options);
-    const auto device = openDevice(range, session.time());
-    session.output().print(RegisterValue{range, device->read(range)});
+    const auto device = openDevice(range, context.timeout());
+    context.output().print(RegisterValue{range, device->read(range)});
 }
 
 void verify(OpenDevice& device, const WrittenValue& written) {
@@ -77,31 +78,31 @@ void verify(OpenDevice& device, const WrittenValue& written) {
     const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
     if ((found & mask) != (written.value & mask)) {
         const Target& target = range.device();
-        const std::string masked = written.mask ? " under the mask " + hexadecimal(mask, target.width()) : "";
-        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " reads " +
+        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, target.width()) : "";
+        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " holds " +
                                               hexadecimal(found, target.width()) + " after " +
                                               hexadecimal(written.value, target.width()) + " was written" + masked);
     }
 }
 
-/** A server takes a mask of 0 for none. */
 std::uint32_t parseMask(const std::string& text, unsigned int width) {
     const std::uint32_t mask = parseValue("mask", text, width);
+    // To a server, a mask of 0 means that there is no mask.
     if (mask == 0) {
-        throw wrongUsage("mask '" + text + "' lets nothing be written");
+        throw usageError("mask " + text + " selects no bits");
     }
     return mask;
 }
 
-void write(const Session& session, const WriteOptions& options) {
-    const Target target = session.target(options.name);
+void write(const CommandContext& context, const WriteOptions& options) {
+    const Target target = context.target(options.name);
     const RegisterRange range = registerOf(target, options);
     const std::uint32_t value = parseValue("value", options.value, target.width());
     std::optional<std::uint32_t> mask;
     if (!options.mask.empty()) {
         mask = parseMask(options.mask, target.width());
     }
-    const auto device = openDevice(range, session.time());
+    const auto device = openDevice(range, context.timeout());
     if (mask) {
         device->write(range, value, *mask);
     } else {
@@ -111,92 +112,94 @@ void write(const Session& session, const WriteOptions& options) {
     if (options.verifies) {
         verify(*device, written);
     }
-    session.output().print(written);
+    context.output().print(written);
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
     if (text != hostOrder && text != networkOrder) {
-        throw wrongUsage("order '" + text + "' is none of host and network");
+        throw usageError("--order: '" + text + "' is not a byte order (host or network)");
     }
     return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
 
-/** @throws Failure when the library cannot read the registers in one burst. */
+/** @throws Failure if the library cannot read the registers in one burst. */
 void requireBurst(const RegisterRange& range) {
     const Target& target = range.device();
     if (target.server && range.count() > Rynvel::recordCapacity) {
-        throw wrongUsage("count " + std::to_string(range.count()) + " is above the " +
-                         std::to_string(Rynvel::recordCapacity) + " registers of a server's burst");
+        throw usageError(target.name() + ": a burst of " + std::to_string(range.count()) +
+                         " registers is too long (a server accepts at most " + std::to_string(Rynvel::recordCapacity) +
+                         ")");
     }
-    if (target.kind.access == Common::Access::Seekable && target.width() != 8) {
-        throw wrongUsage(target.name() + ": the library reports every burst of a " + target.kind.name +
-                         " device as failed");
+    if (target.type.access == Common::Access::Seekable && target.width() != 8) {
+        throw usageError(target.name() + ": the library reports every burst of type " + target.type.name +
+                         " as failed (leave out --burst)");
     }
 }
 
-/** To a server a burst of one register is a single read, which has no byte order. */
-bool readsInOneBurst(const RegisterRange& range, const DumpOptions& options) {
-    return options.inOneBurst && !(range.device().server && range.count() == 1);
+bool readsOneBurst(const RegisterRange& range, const DumpOptions& options) {
+    // A server takes a burst of one register for a single read, which has no byte order.
+    return options.usesBurst && !(range.device().server && range.count() == 1);
 }
 
-/** What was read before a failure, if there was one, counts. */
-struct Reading {
+/** The values that were read before a failure, and the failure if there is one. */
+struct ReadResult {
     std::vector<std::uint32_t> values;
     std::optional<Failure> failure;
 };
 
-Reading readSingly(OpenDevice& device, const RegisterRange& range, Rynvel::ByteOrder order) {
-    Reading reading;
+ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::ByteOrder order) {
+    ReadResult result;
     try {
         for (std::uint32_t i = 0; i < range.count(); ++i) {
-            reading.values.push_back(Common::inOrder(device.read(range[i]), range.device().width(), order));
+            result.values.push_back(Common::inOrder(device.read(range[i]), range.device().width(), order));
         }
     } catch (const Failure& failure) {
-        reading.failure = failure;
+        result.failure = failure;
     }
-    return reading;
+    return result;
 }
 
-void dump(const Session& session, const DumpOptions& options) {
-    const Target target = session.target(options.name);
+void dump(const CommandContext& context, const DumpOptions& options) {
+    const Target target = context.target(options.name);
     const RegisterRange range = rangeOf(target, options);
     const Rynvel::ByteOrder order = parseOrder(options.order);
-    if (options.inOneBurst) {
+    if (options.usesBurst) {
         requireBurst(range);
     }
-    const auto device = openDevice(range, session.time());
-    const Reading reading = readsInOneBurst(range, options) ? Reading{device->readBurst(range, order), std::nullopt}
-                                                            : readSingly(*device, range, order);
-    if (!reading.values.empty()) {
-        session.output().print(RegisterDump{range, reading.values, order});
+    const auto device = openDevice(range, context.timeout());
+    const ReadResult result = readsOneBurst(range, options) ? ReadResult{device->readBurst(range, order), std::nullopt}
+                                                            : readOneByOne(*device, range, order);
+    if (!result.values.empty()) {
+        context.output().print(RegisterDump{range, result.values, order});
     }
-    if (reading.failure) {
-        throw Failure(*reading.failure);
+    if (result.failure) {
+        throw Failure(*result.failure);
     }
 }
 
-void fill(const Session& session, const FillOptions& options) {
-    const Target target = session.target(options.name);
+void fill(const CommandContext& context, const FillOptions& options) {
+    const Target target = context.target(options.name);
     const RegisterRange range = rangeOf(target, options);
     const std::uint32_t value = parseValue("value", options.value, target.width());
-    const auto device = openDevice(range, session.time());
+    const auto device = openDevice(range, context.timeout());
     for (std::uint32_t i = 0; i < range.count(); ++i) {
         device->write(range[i], value);
     }
-    session.output().print(FilledRange{range, value});
+    context.output().print(FilledRange{range, value});
 }
 
-/** The registers that are watched, with what they were when they were last read. */
+/** Watched registers, with their values at the last sample. */
 class Watch {
 public:
-    Watch(const Session& session, std::vector<RegisterRange> ranges, OpenDevice& device)
-        : m_session(session), m_ranges(std::move(ranges)), m_device(device) {}
+    Watch(const CommandContext& context, std::vector<RegisterRange> ranges, OpenDevice& device)
+        : m_session(context), m_ranges(std::move(ranges)), m_device(device) {}
 
-    void look() {
+    /** Reads the registers, and prints the values that are new. */
+    void sample() {
         for (const RegisterRange& range : m_ranges) {
             const std::uint32_t value = m_device.read(range);
-            const auto known = m_values.find(range.index());
-            if (known == m_values.end() || known->second != value) {
+            const auto previous = m_values.find(range.index());
+            if (previous == m_values.end() || previous->second != value) {
                 m_values[range.index()] = value;
                 m_session.output().print(RegisterChange{range, value, timeStamp()});
             }
@@ -204,7 +207,7 @@ public:
     }
 
 private:
-    const Session& m_session;
+    const CommandContext& m_session;
     const std::vector<RegisterRange> m_ranges;
     OpenDevice& m_device;
     std::map<std::uint32_t, std::uint32_t> m_values;
@@ -219,44 +222,44 @@ std::vector<RegisterRange> registersOf(const Target& target, const WatchOptions&
     return ranges;
 }
 
-/** Lets the time pass, or notices that nobody reads standard output any more. */
-void pause(const Common::Deadline& end) {
+/** Waits until the deadline. @throws OutputClosed. */
+void waitUntil(const Common::Deadline& deadline) {
     pollfd output{STDOUT_FILENO, 0, 0};
-    if (poll(&output, 1, end.pollTime()) > 0) {
+    if (poll(&output, 1, deadline.pollTime()) > 0) {
         throw OutputClosed();
     }
 }
 
-void watch(const Session& session, const WatchOptions& options) {
-    const Target target = session.target(options.name);
+void watch(const CommandContext& context, const WatchOptions& options) {
+    const Target target = context.target(options.name);
     const std::vector<RegisterRange> ranges = registersOf(target, options);
     const auto interval = parsePositiveDuration("interval", options.interval);
     const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
-    const auto device = openDevice(target, session.time());
+    const auto device = openDevice(target, context.timeout());
     for (const RegisterRange& range : ranges) {
         range.requireInside(device->mapSize());
     }
-    Watch watched(session, ranges, *device);
-    watched.look();
-    for (std::uint32_t looks = 1; count == 0 || looks < count; ++looks) {
-        pause(Common::Deadline::earlier(Common::Deadline(interval), session.time().deadline()));
-        session.time().require(target.name());
-        watched.look();
+    Watch watched(context, ranges, *device);
+    watched.sample();
+    for (std::uint32_t samples = 1; count == 0 || samples < count; ++samples) {
+        waitUntil(Common::Deadline::earlier(Common::Deadline(interval), context.timeout().deadline()));
+        context.timeout().requireTimeLeft(target.name());
+        watched.sample();
     }
 }
 
 void addRegister(const Common::Command& command, RegisterOptions& options) {
     command.addArgument("NAME", options.name, "the device");
-    command.addArgument("ADDRESS", options.address, "the register's byte address");
+    command.addArgument("ADDRESS", options.address, "the byte address of the register");
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {
     addRegister(command, options);
-    command.addArgument("COUNT", options.count, "the number of registers, up to 1048576");
+    command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options) {
-    command.addFlag("--index", options.countsRegisters, "addresses are indices of registers instead of bytes");
+    command.addFlag("--index", options.usesIndex, "addresses are register indices instead of byte addresses");
 }
 
 void addRead(const Common::Command& program, Action& chosen) {
@@ -270,40 +273,41 @@ void addWrite(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WriteOptions>();
     const Common::Command command = addCommand(program, chosen, "write", "write a register", options, write);
     addRegister(command, *options);
-    command.addArgument("VALUE", options->value, "what is written");
+    command.addArgument("VALUE", options->value, "the value to write");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
-    command.addFlag("--verify", options->verifies, "read the register back, and fail when it differs");
+    command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
     addIndexOption(command, *options);
 }
 
 void addDump(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "dump", "show registers in a row, in hexadecimal", options, dump);
+        addCommand(program, chosen, "dump", "show consecutive registers in hexadecimal", options, dump);
     addRange(command, *options);
-    command.addFlag("--burst", options->inOneBurst, "read them in one burst instead of one by one");
+    command.addFlag("--burst", options->usesBurst, "read the registers in one burst instead of one by one");
     command.addOption("--order", oneOf({hostOrder, networkOrder}), options->order,
-                      "the byte order of each value, host when not given");
+                      "the byte order of each value (default: host)");
     addIndexOption(command, *options);
 }
 
 void addFill(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<FillOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "fill", "write one value to registers in a row", options, fill);
+        addCommand(program, chosen, "fill", "write one value to consecutive registers", options, fill);
     addRange(command, *options);
-    command.addArgument("VALUE", options->value, "what is written to each");
+    command.addArgument("VALUE", options->value, "the value to write to each register");
     addIndexOption(command, *options);
 }
 
 void addWatch(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WatchOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "watch", "show registers, then their changes, until interrupted", options, watch);
+        addCommand(program, chosen, "watch", "show registers, and then their changes, until you interrupt the command",
+                   options, watch);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("ADDRESS", options->addresses, "the registers' byte addresses");
-    command.addOption("--interval", "TIME", options->interval, "the time from one look to the next, 1s when not given");
-    command.addOption("--count", "COUNT", options->count, "end after so many looks");
+    command.addArgument("ADDRESS", options->addresses, "the byte addresses of the registers");
+    command.addOption("--interval", "TIME", options->interval, "the time from one sample to the next (default: 1s)");
+    command.addOption("--count", "COUNT", options->count, "end after this number of samples (default: no end)");
     addIndexOption(command, *options);
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "RegisterRange.h"
 
 #include "Failure.h"
@@ -9,7 +10,8 @@ RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::
     : m_device(&device), m_unit(unit) {
     const std::uint32_t number = parseNumber(unit == AddressUnit::Bytes ? "address" : "index", address);
     if (number % step() != 0) {
-        throw wrongUsage(device.name() + ": address " + address + " is no multiple of " + std::to_string(step()));
+        throw usageError(device.name() + ": address " + address + " is not a multiple of " + std::to_string(step()) +
+                         " (" + std::to_string(device.width()) + "-bit registers)");
     }
     m_index = number / step();
     requireAddresses();
@@ -22,25 +24,24 @@ RegisterRange RegisterRange::resized(std::uint32_t count) const {
     return range;
 }
 
-RegisterRange RegisterRange::operator[](std::uint32_t number) const {
+RegisterRange RegisterRange::operator[](std::uint32_t position) const {
     RegisterRange range = *this;
-    range.m_index += number;
+    range.m_index += position;
     range.m_count = 1;
     return range;
 }
 
 void RegisterRange::requireAddresses() const {
     const std::uint64_t lastIndex = std::uint64_t{m_index} + m_count - 1;
-    if (lastIndex != 0 && !isStepKnown()) {
-        throw wrongUsage(m_device->name() + ": --type is needed for any address but 0: the type that the device has " +
-                         "at its server decides what the address is there");
+    if (lastIndex != 0 && !isDeviceUnitKnown()) {
+        throw usageError(m_device->name() +
+                         ": only address 0 can be used (to use others, give the type on the server with --type)");
     }
-    // What goes over SPI is the byte address, whatever the library is given.
-    const Common::DeviceKind& kind = m_device->kind;
-    const std::uint32_t perRegister = kind.access == Common::Access::Spi ? bytes() : kind.addressStep;
-    if (lastIndex * step() > UINT32_MAX || lastIndex * perRegister > UINT32_MAX) {
-        throw wrongUsage(m_device->name() + ": " + std::to_string(m_count) + " registers from " + addressText() +
-                         " on go beyond the last address");
+    // The SPI protocol sends the byte address, although the library takes an index.
+    const Common::DeviceKind& type = m_device->type;
+    const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStep;
+    if (lastIndex * step() > UINT32_MAX || lastIndex * deviceStep > UINT32_MAX) {
+        throw usageError(m_device->name() + ": " + textOutside("the 32-bit address range"));
     }
 }
 
@@ -48,10 +49,12 @@ void RegisterRange::requireInside(std::optional<std::uint32_t> mapSize) const {
     if (!mapSize || (std::uint64_t{m_index} + m_count) * bytes() <= *mapSize) {
         return;
     }
-    const std::string registers = m_count == 1 ? "" : std::to_string(m_count) + " registers from ";
-    const std::string verb = m_count == 1 ? " is" : " on are";
-    throw wrongUsage(m_device->name() + ": " + registers + addressText() + verb + " outside of its map of " +
-                     std::to_string(*mapSize) + " bytes");
+    throw usageError(m_device->name() + ": " + textOutside("the map of " + std::to_string(*mapSize) + " bytes"));
+}
+
+std::string RegisterRange::textOutside(const std::string& bounds) const {
+    return m_count == 1 ? "register " + addressText() + " is outside " + bounds
+                        : std::to_string(m_count) + " registers from " + addressText() + " extend beyond " + bounds;
 }
 
 std::string RegisterRange::addressText() const {

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers of a device, at the address that the user gives.
+ * Registers of a device at the address that the user gives.
  */
 #ifndef RYNVELCTL_REGISTERRANGE_H
 #define RYNVELCTL_REGISTERRANGE_H
@@ -14,48 +15,56 @@
 
 namespace Rynvelctl {
 
-/** What the user's addresses count. */
+/** The unit of the addresses on the command line. */
 enum class AddressUnit { Bytes, Registers };
 
-/** Consecutive registers of a device. The address of each fits in 32 bits, for the user and for the device. */
+/** Consecutive registers of a device. All their addresses fit in 32 bits, in the unit of the user and of the device. */
 class RegisterRange {
 public:
     /**
-     * A single register.
+     * Constructs the range of a single register.
      *
-     * @param device must outlive this range and all that are made from it.
-     * @throws Failure when the text is no address of a register.
+     * @param device must outlive this range and its copies.
+     * @throws Failure if the text is not the address of a register.
      */
     RegisterRange(const Target& device, AddressUnit unit, const std::string& address);
 
-    /** As many registers, from the first of this range on. @throws Failure when one of them has no address. */
+    /** Returns a range of `count` registers from the same address. @throws Failure if one of them has no address. */
     RegisterRange resized(std::uint32_t count) const;
 
-    /** A register of this range by itself; the first one is number 0. */
-    RegisterRange operator[](std::uint32_t number) const;
+    /** Returns the range of a single register, counted from 0. */
+    RegisterRange operator[](std::uint32_t position) const;
 
-    /** @throws Failure when the registers are not all inside the device's map. @param mapSize none when not known. */
+    /**
+     * @param mapSize in bytes; none if it is unknown.
+     * @throws Failure if a register is outside the map of the device.
+     */
     void requireInside(std::optional<std::uint32_t> mapSize) const;
 
     const Target& device() const { return *m_device; }
     AddressUnit unit() const { return m_unit; }
     std::uint32_t count() const { return m_count; }
 
-    /** The index of the first register; the device's first byte is in register 0. */
+    /** Returns the index of the first register. */
     std::uint32_t index() const { return m_index; }
-    /** The address of the first register, in the user's unit. */
+    /** Returns the address of the first register, in the unit of the user. */
     std::uint32_t address() const { return m_index * step(); }
-    /** The same address as the user reads it. */
+    /** Returns the same address as text. */
     std::string addressText() const;
-    /** The address of the first register that the device takes. */
-    std::uint32_t deviceAddress() const { return m_index * m_device->kind.addressStep; }
+    /** Returns the address of the first register, in the unit of the device. */
+    std::uint32_t deviceAddress() const { return m_index * m_device->type.addressStep; }
 
 private:
     void requireAddresses() const;
-    /** Whether it is known what the device counts in: a remote row does not tell, and for 8 bits it is all the same. */
-    bool isStepKnown() const { return m_device->kind.access != Common::Access::Remote || bytes() == 1; }
+    /** Returns the error message for a range that is not inside its bounds. */
+    std::string textOutside(const std::string& bounds) const;
+    /**
+     * Returns whether the address unit of the device is known. It is unknown for a row of a remote device. Registers of
+     * 8 bits have the same address in both units.
+     */
+    bool isDeviceUnitKnown() const { return m_device->type.access != Common::Access::Remote || bytes() == 1; }
     unsigned int bytes() const { return Common::bytesOf(m_device->width()); }
-    /** From one register to the next, in the user's unit. */
+    /** Returns the distance from one register to the next, in the unit of the user. */
     unsigned int step() const { return m_unit == AddressUnit::Bytes ? bytes() : 1; }
 
     const Target* m_device;

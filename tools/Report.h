@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What the commands report, as values.
+ * The results of the commands.
  */
 #ifndef RYNVELCTL_REPORT_H
 #define RYNVELCTL_REPORT_H
@@ -22,13 +23,13 @@ struct ListedDevice {
     std::string path;
     std::string backend;
     unsigned int width;
-    /** Whether the device file is there; none for a remote device, which has no file. */
+    /** Whether the device file exists; none for a remote device, which has no file. */
     std::optional<bool> isPresent;
 };
 
 using DeviceList = std::vector<ListedDevice>;
 
-struct DeviceFacts {
+struct DeviceInfo {
     std::string name;
     std::string path;
     std::string backend;
@@ -38,33 +39,32 @@ struct DeviceFacts {
     std::optional<int> descriptor;
 };
 
-/** What a register holds. */
 struct RegisterValue {
     RegisterRange range;
     std::uint32_t value;
 };
 
-/** What a register was given. Under a mask, the other bits are not known. */
+/** The value that a command has written to a register. Bits outside the mask are unknown. */
 struct WrittenValue {
     RegisterRange range;
     std::uint32_t value;
     std::optional<std::uint32_t> mask;
 };
 
-/** What each of some registers was given. */
+/** The value that a command has written to each register of a range. */
 struct FilledRange {
     RegisterRange range;
     std::uint32_t value;
 };
 
-/** What consecutive registers hold: those of the range, or the first of them when reading the others failed. */
+/** The values of the registers of a range, or of its first registers if reading the next one has failed. */
 struct RegisterDump {
     RegisterRange range;
     std::vector<std::uint32_t> values;
     Rynvel::ByteOrder order;
 };
 
-/** What a register holds from a moment on. */
+/** A new value of a register, and the time when the command has read it. */
 struct RegisterChange {
     RegisterRange range;
     std::uint32_t value;
@@ -97,7 +97,7 @@ struct InterruptEvent {
 
 struct RoundTrips {
     std::string server;
-    /** One at least. */
+    /** At least one. */
     std::vector<std::chrono::nanoseconds> times;
 
     std::chrono::nanoseconds shortest() const;
@@ -105,7 +105,7 @@ struct RoundTrips {
     std::chrono::nanoseconds longest() const;
 };
 
-using Report = std::variant<DeviceList, DeviceFacts, RegisterValue, WrittenValue, FilledRange, RegisterDump,
+using Report = std::variant<DeviceList, DeviceInfo, RegisterValue, WrittenValue, FilledRange, RegisterDump,
                             RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips>;
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Target.h"
 
 #include <algorithm>
@@ -13,22 +14,22 @@ namespace {
 
 using Common::DeviceKind;
 
-constexpr std::size_t longestName = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
+constexpr std::size_t maxNameLength = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
-const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
-    const DeviceKind* const kind = Common::findKind(row.m_type);
-    if (kind == nullptr) {
-        throw wrongUsage(row.m_name + ": there is no backend for its type");
+const DeviceKind& typeOf(const Rynvel::MemoryDevice& row) {
+    const DeviceKind* const type = Common::findKind(row.m_type);
+    if (type == nullptr) {
+        throw usageError(row.m_name + ": no backend supports the type of the device");
     }
-    return *kind;
+    return *type;
 }
 
-const DeviceKind& kindHere(const std::string& name) {
+const DeviceKind& typeOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw wrongUsage("--type is needed: no device '" + name + "' is known here");
+        throw usageError(name + ": this machine has no such device (give the type on the server with --type)");
     }
-    return kindOf(*row);
+    return typeOf(*row);
 }
 
 Rynvel::DeviceType remoteType(unsigned int width) {
@@ -42,94 +43,95 @@ Rynvel::DeviceType remoteType(unsigned int width) {
     }
 }
 
-/** The types that a server's device may have: one of yet another server is not served. */
-std::vector<const DeviceKind*> servedKinds() {
-    std::vector<const DeviceKind*> kinds;
-    for (std::uint32_t type = 0;; ++type) {
-        const DeviceKind* const kind = Common::findKind(static_cast<Rynvel::DeviceType>(type));
-        if (kind == nullptr) {
-            return kinds;
+/** Returns all types except the remote ones: a server does not serve the devices of another server. */
+std::vector<const DeviceKind*> serverDeviceTypes() {
+    std::vector<const DeviceKind*> types;
+    for (std::uint32_t number = 0;; ++number) {
+        const DeviceKind* const type = Common::findKind(static_cast<Rynvel::DeviceType>(number));
+        if (type == nullptr) {
+            return types;
         }
-        if (kind->access != Common::Access::Remote) {
-            kinds.push_back(kind);
+        if (type->access != Common::Access::Remote) {
+            types.push_back(type);
         }
     }
 }
 
-// The library takes what has a single colon for the name of a host.
-Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
+RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& timeout) {
     const std::string& address = row.m_devicePath;
+    // The library takes an address with a single colon for a host name.
     if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
-        throw wrongUsage(row.m_name + ": server '" + address + "' is not HOST or HOST::PORT");
+        throw usageError(row.m_name + ": server address '" + address + "' is not HOST or HOST::PORT");
     }
     try {
-        return {address, time};
+        return {address, timeout};
     } catch (const Failure& failure) {
         throw Failure(failure.status(), row.m_name + ": " + failure.what());
     }
 }
 
-Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
-                 const CommandTime& time) {
-    if (type != nullptr && type->width != kind.width) {
-        throw wrongUsage(row.m_name + ": the registers of a " + type->name + " device do not have the " +
-                         std::to_string(kind.width) + " bits of this " + kind.name + " device");
+Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& type, const DeviceKind* givenType,
+                 const CommandTimeout& timeout) {
+    if (givenType != nullptr && givenType->width != type.width) {
+        throw usageError(row.m_name + ": type " + givenType->name + " has " + std::to_string(givenType->width) +
+                         "-bit registers (this " + type.name + " device needs " + std::to_string(type.width) +
+                         " bits)");
     }
-    requireNameFits(row.m_name);
-    return {row, type == nullptr ? kind : *type, serverOf(row, time)};
+    requireValidName(row.m_name);
+    return {row, givenType == nullptr ? type : *givenType, serverOf(row, timeout)};
 }
 
 } // namespace
 
-const char* Target::backend() const { return kindOf(row).name; }
+const char* Target::backend() const { return typeOf(row).name; }
 
-Target localTarget(const std::string& name, const DeviceKind* type, const CommandTime& time) {
+Target localTarget(const std::string& name, const DeviceKind* givenType, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw wrongUsage("no device '" + name + "' (rynvelctl list shows them)");
+        throw usageError(name + ": no such device ('rynvelctl list' shows the names)");
     }
-    const DeviceKind& kind = kindOf(*row);
-    if (kind.access == Common::Access::Remote) {
-        return remoteRow(*row, kind, type, time);
+    const DeviceKind& type = typeOf(*row);
+    if (type.access == Common::Access::Remote) {
+        return remoteRow(*row, type, givenType, timeout);
     }
-    if (type != nullptr) {
-        throw wrongUsage(name + ": --type is for remote devices, and this one is of this machine");
+    if (givenType != nullptr) {
+        throw usageError(name + ": the device is on this machine (--type works only with remote devices)");
     }
-    return {*row, kind, std::nullopt};
+    return {*row, type, std::nullopt};
 }
 
-void requireNameFits(const std::string& name) {
-    if (name.size() > longestName) {
-        throw wrongUsage("the name '" + name + "' is longer than " + std::to_string(longestName) + " characters");
+void requireValidName(const std::string& name) {
+    if (name.size() > maxNameLength) {
+        throw usageError(name + ": the name is longer than " + std::to_string(maxNameLength) + " characters");
     }
     if (std::any_of(name.begin(), name.end(), Common::isControl)) {
-        throw wrongUsage("the name of the device has a control character, which a server does not accept");
+        throw usageError(name + ": the name contains a control character, which a server does not accept");
     }
 }
 
-Target remoteTarget(const std::string& name, const Server& server, const DeviceKind* type) {
-    requireNameFits(name);
-    const DeviceKind& kind = type == nullptr ? kindHere(name) : *type;
-    return {{name, server.name(), 0, remoteType(kind.width)}, kind, server};
+Target remoteTarget(const std::string& name, const RemoteServer& server, const DeviceKind* givenType) {
+    requireValidName(name);
+    const DeviceKind& type = givenType == nullptr ? typeOfLocalDevice(name) : *givenType;
+    return {{name, server.name(), 0, remoteType(type.width)}, type, server};
 }
 
-std::vector<std::string> servedTypes() {
+std::vector<std::string> serverDeviceTypeNames() {
     std::vector<std::string> names;
-    for (const DeviceKind* const kind : servedKinds()) {
-        names.emplace_back(kind->name);
+    for (const DeviceKind* const type : serverDeviceTypes()) {
+        names.emplace_back(type->name);
     }
     return names;
 }
 
 const DeviceKind& parseType(const std::string& text) {
     std::string names;
-    for (const DeviceKind* const kind : servedKinds()) {
-        if (text == kind->name) {
-            return *kind;
+    for (const DeviceKind* const type : serverDeviceTypes()) {
+        if (text == type->name) {
+            return *type;
         }
-        names += (names.empty() ? "" : ", ") + std::string(kind->name);
+        names += (names.empty() ? "" : ", ") + std::string(type->name);
     }
-    throw wrongUsage("type '" + text + "' is none of " + names);
+    throw usageError("--type: '" + text + "' is not a device type of a server (" + names + ")");
 }
 
 } // namespace Rynvelctl

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The device that a command is about, before it is opened.
+ * The target device of a command, before the command opens it.
  */
 #ifndef RYNVELCTL_TARGET_H
 #define RYNVELCTL_TARGET_H
@@ -11,48 +12,48 @@
 
 #include <rynvel.hpp>
 
-#include "CommandTime.h"
+#include "CommandTimeout.h"
 #include "DeviceKind.h"
-#include "Server.h"
+#include "RemoteServer.h"
 
 namespace Rynvelctl {
 
 struct Target {
     Rynvel::MemoryDevice row;
-    /** What takes the addresses: for a remote device that of the server's device, where it is known. */
-    Common::DeviceKind kind;
+    /** The properties of the device type. For a remote device, that is the type on the server if it is known. */
+    Common::DeviceKind type;
     /** The server of a remote device. */
-    std::optional<Server> server;
+    std::optional<RemoteServer> server;
 
     const std::string& name() const { return row.m_name; }
-    unsigned int width() const { return kind.width; }
-    /** How the device is reached from here. */
+    unsigned int width() const { return type.width; }
+    /** Returns the name of the device type in the row. */
     const char* backend() const;
 };
 
-/** @throws Failure when a name is longer than a request can take. */
-void requireNameFits(const std::string& name);
+/** @throws Failure if a request cannot contain the device name. */
+void requireValidName(const std::string& name);
 
 /**
- * A device of this machine's table.
+ * Finds a device in the device table of this machine.
  *
- * @param type that of the server's device, when the table has a remote device; null when it is not given.
- * @throws Failure when there is no device of that name, or when the type does not fit it.
+ * @param givenType the type that a remote device has on its server; null if the user has not given one.
+ * @throws Failure if there is no device of that name, or if the type does not match the device.
  */
-Target localTarget(const std::string& name, const Common::DeviceKind* type, const CommandTime& time);
+Target localTarget(const std::string& name, const Common::DeviceKind* givenType, const CommandTimeout& timeout);
 
 /**
- * A device at a server.
+ * Describes a device on a server.
  *
- * @param type of the device there; when it is null, that of the device of that name on this machine.
- * @throws Failure when the type is not known, or when no record can carry the name.
+ * @param givenType the type on the server; null selects the type of the device with the same name on this machine.
+ * @throws Failure if the type is unknown, or if a request cannot contain the name.
  */
-Target remoteTarget(const std::string& name, const Server& server, const Common::DeviceKind* type);
+Target remoteTarget(const std::string& name, const RemoteServer& server, const Common::DeviceKind* givenType);
 
-/** The names of the types that a server's device may have. */
-std::vector<std::string> servedTypes();
+/** Returns the names of the types that a device on a server can have. */
+std::vector<std::string> serverDeviceTypeNames();
 
-/** @throws Failure when the text is none of them. */
+/** @throws Failure if the text is not one of serverDeviceTypeNames(). */
 const Common::DeviceKind& parseType(const std::string& text);
 
 } // namespace Rynvelctl

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Formats.h"
 
 #include <algorithm>
@@ -66,14 +67,14 @@ std::string format(const DeviceList& devices) {
     return Table(rows).text();
 }
 
-std::string format(const DeviceFacts& facts) {
-    return Table({{"name:", facts.name},
-                  {"path:", facts.path},
-                  {"backend:", facts.backend},
-                  {"width:", std::to_string(facts.width)},
-                  {"map size:", orNone(facts.mapSize)},
-                  {"interrupt type:", orNone(facts.interruptType)},
-                  {"descriptor:", orNone(facts.descriptor)}})
+std::string format(const DeviceInfo& info) {
+    return Table({{"name:", info.name},
+                  {"path:", info.path},
+                  {"backend:", info.backend},
+                  {"width:", std::to_string(info.width)},
+                  {"map size:", orNone(info.mapSize)},
+                  {"interrupt type:", orNone(info.interruptType)},
+                  {"descriptor:", orNone(info.descriptor)}})
         .text();
 }
 

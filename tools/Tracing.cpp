@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Tracing.h"
 
 #include "Failure.h"
@@ -15,11 +16,11 @@ namespace Rynvelctl {
 namespace {
 
 Failure malformed(const std::string& setting) {
-    return wrongUsage("trace '" + setting + "' is not CHANNEL=LEVEL with a level from 0 to 7");
+    return usageError("--trace: '" + setting + "' is not CHANNEL=LEVEL with a level from 0 to 7");
 }
 
-constexpr ZilTraceLevel silence = 0;
-constexpr ZilTraceLevel everything = 7;
+constexpr ZilTraceLevel lowestLevel = 0;
+constexpr ZilTraceLevel highestLevel = 7;
 
 std::vector<ZilTraceLevel> levels() {
     std::vector<ZilTraceLevel> levels;
@@ -41,23 +42,24 @@ std::string channelNames() {
     return text;
 }
 
-/** Whether a channel has a name that matches, in the judgement of the tracing library. The level is set anew then. */
-bool namesAChannel(const std::string& pattern) {
-    ZilTraceControl::setLevel(pattern, silence);
-    const auto silent = levels();
-    ZilTraceControl::setLevel(pattern, everything);
-    return levels() != silent;
+// Only the tracing library can match patterns: this function tries a pattern out, and leaves its channels at the
+// highest level.
+bool matchesAChannel(const std::string& pattern) {
+    ZilTraceControl::setLevel(pattern, lowestLevel);
+    const auto lowest = levels();
+    ZilTraceControl::setLevel(pattern, highestLevel);
+    return levels() != lowest;
 }
 
 void apply(const std::string& setting) {
-    const std::size_t place = setting.rfind('=');
-    const std::string level = place == std::string::npos ? "" : setting.substr(place + 1);
-    const std::string pattern = setting.substr(0, place);
+    const std::size_t separator = setting.rfind('=');
+    const std::string level = separator == std::string::npos ? "" : setting.substr(separator + 1);
+    const std::string pattern = setting.substr(0, separator);
     if (pattern.empty() || level.size() != 1 || level[0] < '0' || level[0] > '7') {
         throw malformed(setting);
     }
-    if (!namesAChannel(pattern)) {
-        throw wrongUsage("trace '" + setting + "' names no channel (there are " + channelNames() + ")");
+    if (!matchesAChannel(pattern)) {
+        throw usageError("--trace: '" + setting + "' matches no channel (the channels are " + channelNames() + ")");
     }
     ZilTraceControl::setLevel(pattern, static_cast<ZilTraceLevel>(level[0] - '0'));
 }
@@ -65,9 +67,9 @@ void apply(const std::string& setting) {
 } // namespace
 
 void setUpTraces(const std::vector<std::string>& settings) {
-    const char* const wanted = std::getenv("ZILTRACE");
-    if (wanted == nullptr || *wanted == '\0') {
-        ZilTraceControl::setLevel("*", silence);
+    const char* const environment = std::getenv("ZILTRACE");
+    if (environment == nullptr || *environment == '\0') {
+        ZilTraceControl::setLevel("*", lowestLevel);
     }
     for (const std::string& setting : settings) {
         apply(setting);
@@ -82,7 +84,7 @@ namespace Rynvelctl {
 
 void setUpTraces(const std::vector<std::string>& settings) {
     if (!settings.empty()) {
-        throw wrongUsage("--trace is not available: the tracing library of this build cannot be controlled");
+        throw usageError("--trace: not available (this build uses a tracing library that the program cannot control)");
     }
 }
 

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The library's traces.
+ * The traces of the library.
  */
 #ifndef RYNVELCTL_TRACING_H
 #define RYNVELCTL_TRACING_H
@@ -11,10 +12,10 @@
 namespace Rynvelctl {
 
 /**
- * Turns on what the settings, each CHANNEL=LEVEL, ask for. All else is silent, so that a failure is one line, unless
- * the environment has settings of its own.
+ * Applies trace settings of the form CHANNEL=LEVEL. If the environment has no settings, all other channels are off:
+ * an error message is then the only line on standard error.
  *
- * @throws Failure when a setting is malformed, or when the tracing library cannot be controlled.
+ * @throws Failure if a setting is malformed, or if the program cannot control the tracing library.
  */
 void setUpTraces(const std::vector<std::string>& settings);
 

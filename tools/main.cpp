@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -14,12 +15,12 @@ namespace {
 using namespace Rynvelctl;
 
 int report(ExitStatus status, const std::string& text) {
-    complain(text);
+    printError(text);
     return static_cast<int>(status);
 }
 
-// A device or a server must not be opened as standard output: what is printed would go to its registers.
-void occupyStandardDescriptors() {
+// If a device or a connection became standard output, the program would print to its registers.
+void reserveStandardDescriptors() {
     int descriptor = 0;
     do {
         descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -32,8 +33,8 @@ void occupyStandardDescriptors() {
 } // namespace
 
 int main(int argc, char** argv) {
-    occupyStandardDescriptors();
-    // A peer that is gone makes an operation fail.
+    reserveStandardDescriptors();
+    // A write to a closed connection or pipe then fails instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
     Common::FaultGuard::install();
     try {

@@ -1,16 +1,17 @@
-# Completion of rynvelctl for bash: the program itself tells what there is to give.
+# SPDX-License-Identifier: MIT
+# Completion of rynvelctl for bash. The program itself prints the possible completions.
 
 _rynvelctl() {
-    local line=${COMP_LINE:0:COMP_POINT} breaks='' known='' words word
-    # The shell's own words end at colons and equals signs; what it replaces begins behind the last of them.
+    local line=${COMP_LINE:0:COMP_POINT} breaks='' kept='' words word
+    # bash splits words at colons and equals signs, and replaces only the text after the last of them.
     read -ra words <<<"$line"
     [[ $line != *[[:blank:]] ]] || words+=('')
     word=${words[-1]}
     [[ $COMP_WORDBREAKS != *:* ]] || breaks+=:
     [[ $COMP_WORDBREAKS != *=* ]] || breaks+==
-    [ -z "$breaks" ] || known=${word%"${word##*[$breaks]}"}
+    [ -z "$breaks" ] || kept=${word%"${word##*[$breaks]}"}
     mapfile -t COMPREPLY < <("${words[0]/#\~/$HOME}" --complete "${words[@]:1}" 2>/dev/null)
-    COMPREPLY=("${COMPREPLY[@]#"$known"}")
+    COMPREPLY=("${COMPREPLY[@]#"$kept"}")
 }
 
 complete -F _rynvelctl rynvelctl

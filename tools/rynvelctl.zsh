@@ -1,5 +1,6 @@
 #compdef rynvelctl
-# Completion of rynvelctl for zsh: the program itself tells what there is to give.
+# SPDX-License-Identifier: MIT
+# Completion of rynvelctl for zsh. The program itself prints the possible completions.
 
 local -a before candidates
 before=("${(@)words[2,CURRENT-1]}")

@@ -126,7 +126,7 @@ TEST_F(LocalDevices, TellWhatOnlyAnOpenDeviceKnows) {
            R"({"name":"file8","path":"registers8","backend":"Lseek8","width":8,"mapSize":null,)"
            R"("interruptType":null,"descriptor":3})"
            "\n");
-    expect("info map32", 1, "", "rynvelctl: map32: asking for the interrupt's type failed: " + refusal() + "\n");
+    expect("info map32", 1, "", "rynvelctl: map32: reading the interrupt type failed: " + refusal() + "\n");
 }
 
 TEST_F(LocalDevices, AreReadAtByteAddressesByEveryBackend) {
@@ -181,10 +181,10 @@ TEST_F(LocalDevices, AreReadBackWhenAWriteIsVerified) {
     unlink((m_folder.path() + "/registers8").c_str());
     ASSERT_EQ(symlink("/dev/zero", (m_folder.path() + "/registers8").c_str()), 0);
     expect("write file8 3 5", 0, "file8 0x00000003 = 0x05\n");
-    expect("write file8 3 5 --verify", 1, "", "rynvelctl: file8: 0x00000003 reads 0x00 after 0x05 was written\n");
+    expect("write file8 3 5 --verify", 1, "", "rynvelctl: file8: 0x00000003 holds 0x00 after 0x05 was written\n");
     expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 under 0xf0\n");
     expect("write file8 3 0x15 --mask 0x0f --verify", 1, "",
-           "rynvelctl: file8: 0x00000003 reads 0x00 after 0x05 was written under the mask 0x0f\n");
+           "rynvelctl: file8: 0x00000003 holds 0x00 after 0x05 was written with mask 0x0f\n");
 }
 
 TEST_F(LocalDevices, AreDumped) {
@@ -220,7 +220,7 @@ TEST_F(LocalDevices, AreDumpedUpToWhereTheyEnd) {
 
 TEST_F(LocalDevices, AreNotDumpedInABurstThatTheLibraryCannotReport) {
     expect("dump file16 0 2 --burst", 2, "",
-           "rynvelctl: file16: the library reports every burst of a Lseek16 device as failed\n");
+           "rynvelctl: file16: the library reports every burst of type Lseek16 as failed (leave out --burst)\n");
 }
 
 TEST_F(LocalDevices, AreFilled) {
@@ -232,7 +232,7 @@ TEST_F(LocalDevices, AreFilled) {
 
 TEST_F(LocalDevices, AreFilledInsideOfTheMapOnly) {
     expect("fill map32 0xff8 3 1", 2, "",
-           "rynvelctl: map32: 3 registers from 0x00000ff8 on are outside of its map of 4096 bytes\n");
+           "rynvelctl: map32: 3 registers from 0x00000ff8 extend beyond the map of 4096 bytes\n");
     EXPECT_EQ(m_folder.load("map").substr(0xff8), std::string(8, '\0'));
 }
 
@@ -246,7 +246,7 @@ TEST_F(LocalDevices, AreWatchedForSoManyLooks) {
 
 TEST_F(LocalDevices, AreWatchedUntilTheTimeIsOut) {
     for (const std::string line : {"watch map32 0 --interval 1m --timeout 50ms", "--timeout 50ms watch map32 0"}) {
-        expect(line, 4, "TIME map32 0x00000000 = 0x03020100\n", "rynvelctl: map32: not done within 50 ms\n");
+        expect(line, 4, "TIME map32 0x00000000 = 0x03020100\n", "rynvelctl: map32: timed out after 50 ms\n");
     }
 }
 
@@ -267,7 +267,7 @@ TEST_F(LocalDevices, AreGivenUpWhenStandardOutputTakesNothing) {
     Program program = start("--timeout 200ms dump map32 0 1024", ends[1]);
     const Ending ending = program.wait();
     EXPECT_EQ(ending.status, 4);
-    EXPECT_EQ(ending.error, "rynvelctl: standard output: not done within 200 ms\n");
+    EXPECT_EQ(ending.error, "rynvelctl: standard output: timed out after 200 ms\n");
     ::close(ends[0]);
     ::close(ends[1]);
 }
@@ -346,19 +346,18 @@ TEST_F(LocalDevices, ReportWhenStandardOutputTakesNothing) {
 }
 
 TEST_F(LocalDevices, ReportABusErrorWithTheAddress) {
-    expect("read torn 0x1000", 1, "", "rynvelctl: torn: reading 0x00001000 ended in a bus error\n");
-    expect("write torn 0x1004 1", 1, "", "rynvelctl: torn: writing 0x00001004 ended in a bus error\n");
-    expect("write torn 0x1004 1 --mask 1", 1, "", "rynvelctl: torn: writing 0x00001004 ended in a bus error\n");
+    expect("read torn 0x1000", 1, "", "rynvelctl: torn: reading 0x00001000 caused a bus error\n");
+    expect("write torn 0x1004 1", 1, "", "rynvelctl: torn: writing 0x00001004 caused a bus error\n");
+    expect("write torn 0x1004 1 --mask 1", 1, "", "rynvelctl: torn: writing 0x00001004 caused a bus error\n");
     expect("dump torn 0xff8 4", 1, "0x00000ff8: 00000000 00000000\n",
-           "rynvelctl: torn: reading 0x00001000 ended in a bus error\n");
-    expect("dump torn 0xff8 4 --burst", 1, "",
-           "rynvelctl: torn: reading a burst from 0x00000ff8 ended in a bus error\n");
-    expect("fill torn 0x1000 1 1", 1, "", "rynvelctl: torn: writing 0x00001000 ended in a bus error\n");
-    expect("watch torn 0x1000", 1, "", "rynvelctl: torn: reading 0x00001000 ended in a bus error\n");
+           "rynvelctl: torn: reading 0x00001000 caused a bus error\n");
+    expect("dump torn 0xff8 4 --burst", 1, "", "rynvelctl: torn: reading a burst from 0x00000ff8 caused a bus error\n");
+    expect("fill torn 0x1000 1 1", 1, "", "rynvelctl: torn: writing 0x00001000 caused a bus error\n");
+    expect("watch torn 0x1000", 1, "", "rynvelctl: torn: reading 0x00001000 caused a bus error\n");
 }
 
 TEST_F(LocalDevices, SayWhyTheirDriverFails) {
-    expect("ioctl file8 0xee7f 2", 1, "", "rynvelctl: file8: the request failed: " + refusal() + "\n");
+    expect("ioctl file8 0xee7f 2", 1, "", "rynvelctl: file8: the ioctl request failed: " + refusal() + "\n");
     expect("read file8 32", 1, "", "rynvelctl: file8: reading 0x00000020 failed\n");
     expect("irq map32 enable", 1, "", "rynvelctl: map32: enabling the interrupt failed: " + refusal() + "\n");
     expect("irq map32 disable", 1, "", "rynvelctl: map32: disabling the interrupt failed: " + refusal() + "\n");
@@ -392,14 +391,16 @@ TEST_F(LocalDevices, TraceOneChannelForEachTimeThatTheyAreAskedTo) {
     EXPECT_NE(ending.error.find("Rynvel.Lseek 6 ENTER"), std::string::npos);
     EXPECT_NE(ending.error.find("Rynvel.PthreadMutex"), std::string::npos);
     expect("irq --trace Rynvel.*=0 nothing type", 2, "",
-           "rynvelctl: no device 'nothing' (rynvelctl list shows them)\n");
+           "rynvelctl: nothing: no such device ('rynvelctl list' shows the names)\n");
 }
 
 TEST_F(LocalDevices, SayWhichChannelsThereAreWhenATraceNamesNone) {
     const Ending ending = run("--trace Rynvel.Lsek=6 read file8 1");
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(ending.output, "");
-    EXPECT_EQ(ending.error.find("rynvelctl: trace 'Rynvel.Lsek=6' names no channel (there are Rynvel.Client, "), 0U)
+    EXPECT_EQ(
+        ending.error.find("rynvelctl: --trace: 'Rynvel.Lsek=6' matches no channel (the channels are Rynvel.Client, "),
+        0U)
         << ending.error;
     EXPECT_NE(ending.error.find(", Rynvel.Lseek, "), std::string::npos) << ending.error;
 }
@@ -422,7 +423,7 @@ TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {
 }
 
 TEST_F(LocalDevices, TakeAnArgumentThatIsCalledLikeACommand) {
-    expect("read list 0", 2, "", "rynvelctl: no device 'list' (rynvelctl list shows them)\n");
+    expect("read list 0", 2, "", "rynvelctl: list: no such device ('rynvelctl list' shows the names)\n");
 }
 
 } // namespace

@@ -116,7 +116,7 @@ Lines optionsInHelp(const std::string& program) {
     return options;
 }
 
-TEST(ManualPages, OfRynvelctlHasTheGeneralOptions) {
+TEST(ManualPages, OfRynvelctlHasTheGlobalOptions) {
     Lines options;
     for (const OptionDescription& option : Rynvelctl::CommandLine().describe().options) {
         options.insert(inSynopsis(option));

@@ -83,19 +83,19 @@ TEST_F(RemoteDevices, AreReachedByAddressesThatAServerPrints) {
 TEST_F(RemoteDevices, ThatRefuseFailTheOperation) {
     for (const auto& [operation, problem] : {std::pair("read remote 8", "reading 0x00000008"),
                                              {"write remote 8 1", "writing 0x00000008"},
-                                             {"ioctl remote 8 1", "the request"},
+                                             {"ioctl remote 8 1", "the ioctl request"},
                                              {"irq remote enable", "enabling the interrupt"}}) {
         opensThen({refusal()});
         expect(std::string("--type Uio32 ") + operation, 1, "",
-               std::string("remote: ") + problem + " failed: the server refuses it");
+               std::string("remote: ") + problem + " failed: the server refused the request");
     }
 }
 
 TEST_F(RemoteDevices, WithoutInterruptsSayHowTheyFare) {
     opensThen({refusal()});
-    expect("--type Uio32 irq remote type", 1, "", "remote: the server knows no interrupts of it");
+    expect("--type Uio32 irq remote type", 1, "", "remote: the device has no interrupts");
     m_peer.script({success(), success(), refusal()});
-    expect("--type Uio32 wait remote", 1, "", "remote: the server reports no interrupts of it");
+    expect("--type Uio32 wait remote", 1, "", "remote: the server does not report interrupts of this device");
     opensThen({refusal()});
     expect("--type Uio32 --quiet info remote", 0, "remote\n" + m_peer.address() + "\nRemote32\n32\nnone\nnone\nnone\n");
 }
@@ -113,7 +113,7 @@ TEST_F(RemoteDevices, WhoseAnswersAreTooShortOrTooWideFailTheOperation) {
 TEST_F(RemoteDevices, AreDumpedUpToWhereTheServerRefuses) {
     opensThen({success({1}), success({2}), refusal()});
     expect("--type Uio32 dump remote 0 4", 1, "0x00000000: 00000001 00000002\n",
-           "remote: reading 0x00000008 failed: the server refuses it");
+           "remote: reading 0x00000008 failed: the server refused the request");
 }
 
 TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
@@ -130,7 +130,7 @@ TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
 TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     // Time enough for the answers that do come.
-    const std::string notDone = m_peer.address() + ": not done within 500 ms";
+    const std::string notDone = m_peer.address() + ": timed out after 500 ms";
     // In vain for the device, its interrupts, their report, and the enabling.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
@@ -159,19 +159,19 @@ TEST_F(RemoteDevices, AreToldOfWhatAPingHasMeasuredWhenItIsGivenUp) {
     const Ending ending = run("--timeout 1s ping");
     EXPECT_EQ(ending.status, 4);
     EXPECT_NE(ending.output.find("2 round trips"), std::string::npos) << ending.output;
-    EXPECT_EQ(ending.error, "rynvelctl: " + m_peer.address() + ": not done within 1 s\n");
+    EXPECT_EQ(ending.error, "rynvelctl: " + m_peer.address() + ": timed out after 1 s\n");
 }
 
 TEST_F(RemoteDevices, HaveNamesThatAServerAccepts) {
     expectEnding(runProgram(RYNVELCTL, {"--remote", m_peer.address(), "--type", "Lseek8", "read", "a\nb", "0"}, "."), 2,
-                 "", "the name of the device has a control character, which a server does not accept");
+                 "", "a?b: the name contains a control character, which a server does not accept");
 }
 
 TEST_F(RemoteDevices, HaveNamesOfUpTo127Characters) {
     const std::string longest(127, 'n');
     opensThen({success({7})});
     expect("--type Lseek8 read " + longest + " 0", 0, longest + " 0x00000000 = 0x07\n");
-    expect("--type Lseek8 read n" + longest + " 0", 2, "", "the name 'n" + longest + "' is longer than 127 characters");
+    expect("--type Lseek8 read n" + longest + " 0", 2, "", "n" + longest + ": the name is longer than 127 characters");
 }
 
 TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerTells) {
@@ -238,7 +238,7 @@ TEST_F(RemoteDevices, AreWaitedForWithOneTimeForAllInterrupts) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 3 --timeout 2s"), ".");
     m_peer.requests(4);
     m_peer.send(1, {0, 0, 0, 1});
-    expectEnding(program.wait(), 4, "TIME remote interrupt, word 1\n", "remote: 1 of 3 interrupts within 2 s");
+    expectEnding(program.wait(), 4, "TIME remote interrupt, word 1\n", "remote: received 1 of 3 interrupts within 2 s");
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
@@ -305,9 +305,10 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("fill common.idt 3 2 0xaa", 0, "common.idt 0x00000003 = 0xaa in 2 registers\n");
     expect("dump common.idt 0 6 --burst", 0, "0x00000000: 00 00 00 aa aa 00\n");
     expect("watch common.idt 3 5 --count 2 --interval 1ms --quiet", 0, "0x00000003 0xaa\n0x00000005 0x00\n");
-    expect("ioctl traf.top 1 2", 1, "", "traf.top: the request failed: the server refuses it");
-    expect("read traf.top 0x1000", 1, "", "traf.top: reading 0x00001000 failed: the server refuses it");
-    expect("--type Lseek8 read traf.top 0", 1, "", "traf.top: reading 0x00000000 failed: the server refuses it");
+    expect("ioctl traf.top 1 2", 1, "", "traf.top: the ioctl request failed: the server refused the request");
+    expect("read traf.top 0x1000", 1, "", "traf.top: reading 0x00001000 failed: the server refused the request");
+    expect("--type Lseek8 read traf.top 0", 1, "",
+           "traf.top: reading 0x00000000 failed: the server refused the request");
     expect("--type Uio32 read nothing 0", 3, "", m_address + ": the server does not open 'nothing'");
 }
 
@@ -321,7 +322,8 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
     expect("wait tod --timeout 30s", 0, "TIME tod interrupt, word 42\n");
     expect("irq sync raise", 0, "sync interrupt raised\n");
     expect("wait sync --json", 0, "{\"name\":\"sync\",\"word\":1,\"time\":\"TIME\"}\n");
-    expect("--type Uio32 irq common.idt raise", 1, "", "common.idt: the server raises no interrupt of it");
+    expect("--type Uio32 irq common.idt raise", 1, "",
+           "common.idt: raising the interrupt failed: the server refused the request");
     expect("irq common.idt raise", 2, "", "common.idt: a device of type Lseek8 has no interrupts");
 }
 
@@ -353,7 +355,7 @@ TEST_F(SimulatedDevicesInPieces, AreReadAndWrittenAsTheyAre) {
     expect("write traf.top 4 0xdeadbeef", 0, "traf.top 0x00000004 = 0xdeadbeef\n");
     expect("read traf.top 4", 0, "traf.top 0x00000004 = 0xdeadbeef\n");
     expect("dump traf.top 0 3 --burst", 0, "0x00000000: 00000000 deadbeef 00000000\n");
-    expect("write traf.top 0x1000 1", 1, "", "traf.top: writing 0x00001000 failed: the server refuses it");
+    expect("write traf.top 0x1000 1", 1, "", "traf.top: writing 0x00001000 failed: the server refused the request");
     expect("wait tod --each 20ms", 4, "", "tod: no interrupt within 20 ms");
     expect("irq tod raise 42 --quiet", 0, "");
     expect("wait tod --timeout 30s", 0, "TIME tod interrupt, word 42\n");
@@ -366,7 +368,7 @@ protected:
 
 TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedToFailAndNotToBeGone) {
     expect("dump traf.top 0 2", 1, "0x00000000: 00000000\n",
-           "traf.top: reading 0x00000004 failed: the server refuses it");
+           "traf.top: reading 0x00000004 failed: the server refused the request");
 }
 
 /** The program on files of this machine, and on the same files at a server. */

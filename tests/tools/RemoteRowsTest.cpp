@@ -67,11 +67,10 @@ TEST_F(RemoteRows, AreReadAndWrittenByTheirTypeAtTheServer) {
 TEST_F(RemoteRows, HaveNoAddressBut0WithoutTheirType) {
     m_peer.script({success(), success({7})});
     expect("read traf.remote.32 0", ExitStatus::Done, "traf.remote.32 0x00000000 = 0x00000007\n");
-    expect("read traf.remote.32 4", ExitStatus::WrongUsage, "",
-           "traf.remote.32: --type is needed for any address but 0: the type that the device has at its server decides "
-           "what the address is there");
-    expect("--type Uio16 read traf.remote.32 0", ExitStatus::WrongUsage, "",
-           "traf.remote.32: the registers of a Uio16 device do not have the 32 bits of this Remote32 device");
+    expect("read traf.remote.32 4", ExitStatus::UsageError, "",
+           "traf.remote.32: only address 0 can be used (to use others, give the type on the server with --type)");
+    expect("--type Uio16 read traf.remote.32 0", ExitStatus::UsageError, "",
+           "traf.remote.32: type Uio16 has 16-bit registers (this Remote32 device needs 32 bits)");
 }
 
 TEST_F(RemoteRows, SayWhatTheirServerRefuses) {
@@ -79,10 +78,11 @@ TEST_F(RemoteRows, SayWhatTheirServerRefuses) {
     expect("read traf.remote.32 0", ExitStatus::Unreachable, "",
            "10.0.0.7::9000: the server does not open 'traf.remote.32'");
     expect("read traf.remote.32 0", ExitStatus::Failed, "",
-           "traf.remote.32: reading 0x00000000 failed: the server refuses it");
+           "traf.remote.32: reading 0x00000000 failed: the server refused the request");
     expect("--quiet info traf.remote.32", ExitStatus::Done,
            "traf.remote.32\n10.0.0.7::9000\nRemote32\n32\nnone\nnone\nnone\n");
-    expect("wait traf.remote.32", ExitStatus::Failed, "", "traf.remote.32: the server reports no interrupts of it");
+    expect("wait traf.remote.32", ExitStatus::Failed, "",
+           "traf.remote.32: the server does not report interrupts of this device");
 }
 
 TEST_F(RemoteRows, AreGivenUpWhenTheirServerStaysSilent) {

@@ -85,7 +85,7 @@ TEST_F(ReplacedLibrary, HasTheRowsLeftOutOfTheListOnWhichItDisagrees) {
                   "is 16 and not 0\n" +
                   "rynvelctl: spi" + start + "its offset is 4 and not 0\n" + //
                   "rynvelctl: missing" + start + "its handle is 12 and not 11\n" + "rynvelctl: missing.map" + start +
-                  "its handle is 11 and not 12\n" + "rynvelctl: the list leaves out 8 devices\n");
+                  "its handle is 11 and not 12\n" + "rynvelctl: 8 devices are not listed\n");
 }
 
 /** The server in the same case. */

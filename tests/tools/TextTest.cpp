@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "CommandTime.h"
+#include "CommandTimeout.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "Json.h"
 #include "Numbers.h"
 #include "RegisterRange.h"
+#include "RemoteServer.h"
 #include "Report.h"
-#include "Server.h"
 #include "Target.h"
 
 namespace RynvelTest {
@@ -30,7 +30,7 @@ std::string complaint(const Call& call) {
     try {
         call();
     } catch (const Failure& failure) {
-        EXPECT_EQ(failure.status(), ExitStatus::WrongUsage);
+        EXPECT_EQ(failure.status(), ExitStatus::UsageError);
         return failure.what();
     }
     return "no complaint";
@@ -50,13 +50,13 @@ TEST(Numbers, AreTheWholeText) {
     for (const std::string text :
          {"", " 1", "1 ", "+1", "-1", "1x", "x1", "0x", "0b", "0b2", "0xg", "0x-1", "0x0x1", "1e3", "1.0", "ten"}) {
         EXPECT_EQ(complaint([&] { parseNumber("value", text); }),
-                  "value '" + text + "' is no number (decimal, 0x or 0b)");
+                  "value '" + text + "' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
     }
 }
 
 TEST(Numbers, FitIn32Bits) {
     for (const std::string text : {"4294967296", "0x100000000", "99999999999999999999"}) {
-        EXPECT_EQ(complaint([&] { parseNumber("address", text); }), "address '" + text + "' does not fit in 32 bits");
+        EXPECT_EQ(complaint([&] { parseNumber("address", text); }), "address " + text + " does not fit in 32 bits");
     }
 }
 
@@ -64,15 +64,15 @@ TEST(Numbers, ValuesFitInTheRegister) {
     EXPECT_EQ(parseValue("value", "255", 8), 255U);
     EXPECT_EQ(parseValue("value", "0xffff", 16), 0xFFFFU);
     EXPECT_EQ(parseValue("value", "0xffffffff", 32), 0xFFFFFFFFU);
-    EXPECT_EQ(complaint([] { parseValue("value", "256", 8); }), "value '256' does not fit in 8 bits");
-    EXPECT_EQ(complaint([] { parseValue("mask", "0x10000", 16); }), "mask '0x10000' does not fit in 16 bits");
+    EXPECT_EQ(complaint([] { parseValue("value", "256", 8); }), "value 256 does not fit in 8 bits");
+    EXPECT_EQ(complaint([] { parseValue("mask", "0x10000", 16); }), "mask 0x10000 does not fit in 16 bits");
 }
 
 TEST(Numbers, CountsArePositiveAndBounded) {
     EXPECT_EQ(parseCount("count", "1"), 1U);
     EXPECT_EQ(parseCount("count", "7", 7), 7U);
-    EXPECT_EQ(complaint([] { parseCount("count", "0"); }), "count '0' is no positive number");
-    EXPECT_EQ(complaint([] { parseCount("count", "8", 7); }), "count '8' is above 7");
+    EXPECT_EQ(complaint([] { parseCount("count", "0"); }), "the count must be greater than 0");
+    EXPECT_EQ(complaint([] { parseCount("count", "8", 7); }), "count 8 exceeds the maximum of 7");
 }
 
 TEST(Numbers, AreShownWithTheDigitsOfTheRegister) {
@@ -90,9 +90,10 @@ TEST(Durations, AreNumbersWithUnits) {
     for (const std::string text :
          {"", "5", "s", "5 s", "-1s", "1.5s", "5h", "5sec", "1000000m", "25h", "99999999999s"}) {
         EXPECT_EQ(complaint([&] { parseDuration("timeout", text); }),
-                  "timeout '" + text + "' is no time (a number and ms, s or m, up to a day)");
+                  "--timeout: '" + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)");
     }
-    EXPECT_EQ(complaint([] { parsePositiveDuration("interval", "0s"); }), "interval '0s' is no time at all");
+    EXPECT_EQ(complaint([] { parsePositiveDuration("interval", "0s"); }),
+              "--interval: the interval must be greater than 0");
 }
 
 TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
@@ -101,7 +102,7 @@ TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
               "2000-02-29T00:00:00.000042Z");
 }
 
-Target target(const char* name, const DeviceKind& kind) { return {{name, "/dev/file", 0, {}}, kind, std::nullopt}; }
+Target target(const char* name, const DeviceKind& type) { return {{name, "/dev/file", 0, {}}, type, std::nullopt}; }
 
 const Target mapped = target("mapped", mapped32);
 const Target seekable = target("seekable", seekable16);
@@ -122,23 +123,24 @@ TEST(RegisterRanges, TurnIndicesIntoWhatTheDeviceTakes) {
 
 TEST(RegisterRanges, RefuseUnalignedAddresses) {
     EXPECT_EQ(complaint([] { RegisterRange(mapped, AddressUnit::Bytes, "0x12"); }),
-              "mapped: address 0x12 is no multiple of 4");
+              "mapped: address 0x12 is not a multiple of 4 (32-bit registers)");
     EXPECT_EQ(complaint([] { RegisterRange(seekable, AddressUnit::Bytes, "3"); }),
-              "seekable: address 3 is no multiple of 2");
+              "seekable: address 3 is not a multiple of 2 (16-bit registers)");
     EXPECT_EQ(RegisterRange(target("dsp", seekable8), AddressUnit::Bytes, "3").deviceAddress(), 3U);
 }
 
 TEST(RegisterRanges, RefuseWhatHasNoAddressOf32Bits) {
     EXPECT_EQ(complaint([] { RegisterRange(seekable, AddressUnit::Registers, "0x80000000"); }),
-              "seekable: 1 registers from 2147483648 on go beyond the last address");
+              "seekable: register 2147483648 is outside the 32-bit address range");
     const RegisterRange last(mapped, AddressUnit::Bytes, "0xfffffffc");
     EXPECT_EQ(last.resized(1).count(), 1U);
-    EXPECT_EQ(complaint([&] { last.resized(2); }), "mapped: 2 registers from 0xfffffffc on go beyond the last address");
+    EXPECT_EQ(complaint([&] { last.resized(2); }),
+              "mapped: 2 registers from 0xfffffffc extend beyond the 32-bit address range");
 }
 
 TEST(RegisterRanges, RefuseToGuessWhatARemoteRowCountsIn) {
-    const std::string problem = "served: --type is needed for any address but 0: the type that the device has at its "
-                                "server decides what the address is there";
+    const std::string problem =
+        "served: only address 0 can be used (to use others, give the type on the server with --type)";
     const RegisterRange first(served, AddressUnit::Bytes, "0");
     EXPECT_EQ(first.deviceAddress(), 0U);
     EXPECT_EQ(complaint([] { RegisterRange(served, AddressUnit::Bytes, "4"); }), problem);
@@ -155,11 +157,11 @@ TEST(RegisterRanges, RefuseToBeOutsideOfTheMap) {
     requireInside(4096, "0", 1024);
     requireInside(std::nullopt, "0x1000", 1024);
     EXPECT_EQ(complaint([&] { requireInside(4096, "0x1000", 1); }),
-              "mapped: 0x00001000 is outside of its map of 4096 bytes");
+              "mapped: register 0x00001000 is outside the map of 4096 bytes");
     EXPECT_EQ(complaint([&] { requireInside(4096, "4", 1024); }),
-              "mapped: 1024 registers from 0x00000004 on are outside of its map of 4096 bytes");
+              "mapped: 1024 registers from 0x00000004 extend beyond the map of 4096 bytes");
     EXPECT_EQ(complaint([&] { requireInside(4095, "0xffc", 1); }),
-              "mapped: 0x00000ffc is outside of its map of 4095 bytes");
+              "mapped: register 0x00000ffc is outside the map of 4095 bytes");
 }
 
 TEST(RegisterRanges, CountFromTheirFirstRegister) {
@@ -180,42 +182,44 @@ TEST(Json, EscapesWhatStringsMustNotHold) {
               "{\"none\":null,\"flag\":true}");
 }
 
-TEST(Diagnostics, AreOneLine) { EXPECT_EQ(diagnostic("a\nb\x1b"), "rynvelctl: a?b?\n"); }
+TEST(Diagnostics, AreOneLine) { EXPECT_EQ(errorLine("a\nb\x1b"), "rynvelctl: a?b?\n"); }
 
 TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
-    const CommandTime time(std::nullopt);
-    EXPECT_EQ(Server("node", time).name(), "node::8888");
-    EXPECT_EQ(Server("10.0.0.7::9000", time).name(), "10.0.0.7::9000");
-    EXPECT_EQ(Server("10.0.0.7:9000", time).name(), "10.0.0.7::9000");
-    EXPECT_EQ(Server("node:9000", time).name(), "node::9000");
+    const CommandTimeout time(std::nullopt);
+    EXPECT_EQ(RemoteServer("node", time).name(), "node::8888");
+    EXPECT_EQ(RemoteServer("10.0.0.7::9000", time).name(), "10.0.0.7::9000");
+    EXPECT_EQ(RemoteServer("10.0.0.7:9000", time).name(), "10.0.0.7::9000");
+    EXPECT_EQ(RemoteServer("node:9000", time).name(), "node::9000");
     for (const std::string text : {"::9000", ":9000", "a:b:9000", "a:b::9000"}) {
-        EXPECT_EQ(complaint([&] { Server(text, time); }), "server '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
+        EXPECT_EQ(complaint([&] { RemoteServer(text, time); }),
+                  "server address '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
     }
-    EXPECT_EQ(complaint([&] { Server("node::", time); }), "port '' is no number (decimal, 0x or 0b)");
-    EXPECT_EQ(complaint([&] { Server("node:0x1", time); }), "port '0x1' is not a decimal number from 1 to 65535");
-    EXPECT_EQ(complaint([&] { Server("node:65536", time); }), "port '65536' is above 65535");
+    EXPECT_EQ(complaint([&] { RemoteServer("node::", time); }), "port '' is not a decimal number from 1 to 65535");
+    EXPECT_EQ(complaint([&] { RemoteServer("node:0x1", time); }), "port '0x1' is not a decimal number from 1 to 65535");
+    EXPECT_EQ(complaint([&] { RemoteServer("node:65536", time); }),
+              "port '65536' is not a decimal number from 1 to 65535");
 }
 
 TEST(CommandTimes, AreTheAnswersTimesToo) {
     using std::chrono::milliseconds;
-    const CommandTime unlimited(std::nullopt);
+    const CommandTimeout unlimited(std::nullopt);
     EXPECT_EQ(unlimited.deadline().moment(), std::nullopt);
     EXPECT_NE(unlimited.answerDeadline().moment(), std::nullopt);
-    EXPECT_EQ(unlimited.limit(), "5 s");
-    unlimited.require("map32");
-    const CommandTime limited(milliseconds(60'000));
+    EXPECT_EQ(unlimited.limitText(), "5 s");
+    unlimited.requireTimeLeft("map32");
+    const CommandTimeout limited(milliseconds(60'000));
     EXPECT_EQ(limited.answerDeadline().moment(), limited.deadline().moment());
-    EXPECT_EQ(limited.limit(), "1 m");
-    limited.require("map32");
+    EXPECT_EQ(limited.limitText(), "1 m");
+    limited.requireTimeLeft("map32");
 }
 
 TEST(CommandTimes, EndTheCommandWhenTheyAreOver) {
     try {
-        CommandTime(std::chrono::milliseconds(0)).require("map32");
+        CommandTimeout(std::chrono::milliseconds(0)).requireTimeLeft("map32");
         ADD_FAILURE() << "it went on";
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.status(), ExitStatus::TimedOut);
-        EXPECT_STREQ(failure.what(), "map32: not done within 0 ms");
+        EXPECT_STREQ(failure.what(), "map32: timed out after 0 ms");
     }
 }
 

@@ -1,4 +1,5 @@
-#include "LocalDevice.h"
+// SPDX-License-Identifier: MIT
+#include "OpenLocalDevice.h"
 
 #include <fcntl.h>
 
@@ -11,7 +12,7 @@ namespace {
 
 using Common::Outcome;
 
-Common::OpenedDevice opened(const Target& target) {
+Common::OpenedDevice open(const Target& target) {
     Common::OpenedDevice device = Common::openDevice(target.row);
     if (!device.device) {
         throw Failure(ExitStatus::Unreachable, target.name() + ": " + device.probe.obstacle);
@@ -21,88 +22,88 @@ Common::OpenedDevice opened(const Target& target) {
 
 } // namespace
 
-LocalDevice::LocalDevice(const Target& target, const CommandTime& time)
-    : m_target(target), m_time(time), m_opened(opened(target)) {}
+OpenLocalDevice::OpenLocalDevice(const Target& target, const CommandTimeout& timeout)
+    : m_target(target), m_timeout(timeout), m_opened(open(target)) {}
 
-Failure LocalDevice::failure(const std::string& action) const {
+Failure OpenLocalDevice::failure(const std::string& action) const {
     const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
     return {ExitStatus::Failed, m_target.name() + ": " + action + " failed" + reason};
 }
 
-void LocalDevice::require(bool success, const std::string& action) const {
+void OpenLocalDevice::require(bool success, const std::string& action) const {
     if (!success) {
         throw failure(action);
     }
 }
 
 template <typename Operation>
-void LocalDevice::access(const std::string& action, const Operation& operation) {
-    m_time.require(m_target.name());
+void OpenLocalDevice::access(const std::string& action, const Operation& operation) {
+    m_timeout.requireTimeLeft(m_target.name());
     errno = 0;
     const Outcome outcome = operation();
     if (outcome == Outcome::Faulted) {
-        throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " ended in a bus error");
+        throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " caused a bus error");
     }
     require(outcome == Outcome::Done, action);
 }
 
-std::uint32_t LocalDevice::read(const RegisterRange& range) {
+std::uint32_t OpenLocalDevice::read(const RegisterRange& range) {
     std::uint32_t value = 0;
     access("reading " + range.addressText(), [&] { return m_opened.device->read(range.deviceAddress(), value); });
     return value;
 }
 
-void LocalDevice::write(const RegisterRange& range, std::uint32_t value) {
+void OpenLocalDevice::write(const RegisterRange& range, std::uint32_t value) {
     access("writing " + range.addressText(), [&] { return m_opened.device->write(range.deviceAddress(), value); });
 }
 
-void LocalDevice::write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
+void OpenLocalDevice::write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
     access("writing " + range.addressText(),
            [&] { return m_opened.device->write(range.deviceAddress(), value, mask); });
 }
 
-std::vector<std::uint32_t> LocalDevice::readBurst(const RegisterRange& range, Rynvel::ByteOrder order) {
+std::vector<std::uint32_t> OpenLocalDevice::readBurst(const RegisterRange& range, Rynvel::ByteOrder order) {
     std::vector<std::uint32_t> values(range.count());
     access("reading a burst from " + range.addressText(),
            [&] { return m_opened.device->read(range.deviceAddress(), values.data(), range.count(), order); });
     return values;
 }
 
-int LocalDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
+int OpenLocalDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
     errno = 0;
     const int result = m_opened.device->device().ioctl(static_cast<int>(request), argument);
-    require(result != -1, "the request");
+    require(result != -1, "the ioctl request");
     return result;
 }
 
-std::optional<std::uint32_t> LocalDevice::interruptType() {
-    if (!m_target.kind.hasInterrupts) {
+std::optional<std::uint32_t> OpenLocalDevice::interruptType() {
+    if (!m_target.type.hasInterrupts) {
         return std::nullopt;
     }
     errno = 0;
     unsigned long type = 0;
-    require(m_opened.device->device().getInterruptType(&type), "asking for the interrupt's type");
+    require(m_opened.device->device().getInterruptType(&type), "reading the interrupt type");
     return static_cast<std::uint32_t>(type);
 }
 
-void LocalDevice::enableInterrupts() {
+void OpenLocalDevice::enableInterrupts() {
     errno = 0;
     require(m_opened.device->device().enableInterrupt(), "enabling the interrupt");
 }
 
-void LocalDevice::disableInterrupts() {
+void OpenLocalDevice::disableInterrupts() {
     errno = 0;
     require(m_opened.device->device().disableInterrupt(), "disabling the interrupt");
 }
 
-// An interrupt that somebody else takes between poll() and the receipt must not make the receipt wait for the next.
-int LocalDevice::expectInterrupts() {
+// Another process may take the interrupt after poll() returns: receiving must then not block until the next one.
+int OpenLocalDevice::prepareInterrupts() {
     const int descriptor = m_opened.device->device().getNativeHandle();
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     return descriptor;
 }
 
-std::optional<std::uint32_t> LocalDevice::receiveInterrupt(const Common::Deadline& /*deadline*/) {
+std::optional<std::uint32_t> OpenLocalDevice::receiveInterrupt(const Common::Deadline& /*deadline*/) {
     errno = 0;
     unsigned long word = 0;
     const bool isReceived = m_opened.device->device().waitForInterrupt(&word);
@@ -113,7 +114,7 @@ std::optional<std::uint32_t> LocalDevice::receiveInterrupt(const Common::Deadlin
     return static_cast<std::uint32_t>(word);
 }
 
-std::optional<int> LocalDevice::descriptor() {
+std::optional<int> OpenLocalDevice::descriptor() {
     const int descriptor = m_opened.device->device().getNativeHandle();
     return descriptor == -1 ? std::nullopt : std::optional<int>(descriptor);
 }

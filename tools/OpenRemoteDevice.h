@@ -1,9 +1,10 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * An open device at a register server.
+ * An open device on a register server.
  */
-#ifndef RYNVELCTL_SERVEDDEVICE_H
-#define RYNVELCTL_SERVEDDEVICE_H
+#ifndef RYNVELCTL_OPENREMOTEDEVICE_H
+#define RYNVELCTL_OPENREMOTEDEVICE_H
 
 #include <string>
 
@@ -12,11 +13,14 @@
 
 namespace Rynvelctl {
 
-/** By the client of the programs: the library's remote devices take what comes in pieces for data. */
-class ServedDevice final : public OpenDevice {
+/**
+ * Uses the client of the programs, which puts together a record that arrives in pieces. The remote devices of the
+ * library do not.
+ */
+class OpenRemoteDevice final : public OpenDevice {
 public:
-    /** @param target has a server, and must outlive this object. */
-    explicit ServedDevice(const Target& target);
+    /** @param target must have a server, and must outlive this object. */
+    explicit OpenRemoteDevice(const Target& target);
 
     std::optional<std::uint32_t> mapSize() const override { return std::nullopt; }
 
@@ -25,23 +29,23 @@ public:
     void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) override;
     std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) override;
     int ioctl(std::uint32_t request, std::uint32_t argument) override;
-    /** None also when the server knows none. */
+    /** Returns none also if the server refuses the request. */
     std::optional<std::uint32_t> interruptType() override;
     void enableInterrupts() override;
     void disableInterrupts() override;
-    int expectInterrupts() override;
+    int prepareInterrupts() override;
     std::optional<std::uint32_t> receiveInterrupt(const Common::Deadline& deadline) override;
-    /** None: there is a connection, and no device file. */
     std::optional<int> descriptor() override { return std::nullopt; }
 
+    /** Raises an interrupt on a server that simulates the device. */
     void raiseInterrupt(std::uint32_t word);
 
 private:
-    template <typename Calls>
-    auto attempt(const std::string& action, const Calls& calls);
+    template <typename Operation>
+    auto callServer(const std::string& action, const Operation& operation);
 
     const Target& m_target;
-    const Server& m_server;
+    const RemoteServer& m_server;
     Common::RemoteDevice m_device;
 };
 

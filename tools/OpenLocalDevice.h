@@ -1,9 +1,10 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * An open device of this machine.
+ * An open device on this machine.
  */
-#ifndef RYNVELCTL_LOCALDEVICE_H
-#define RYNVELCTL_LOCALDEVICE_H
+#ifndef RYNVELCTL_OPENLOCALDEVICE_H
+#define RYNVELCTL_OPENLOCALDEVICE_H
 
 #include <string>
 
@@ -13,11 +14,14 @@
 
 namespace Rynvelctl {
 
-/** By the library. The command's time is looked at before each access: a driver's call is not cut short. */
-class LocalDevice final : public OpenDevice {
+/**
+ * Uses the library. It checks the time-out of the command before each access, and does not interrupt a call to a
+ * driver.
+ */
+class OpenLocalDevice final : public OpenDevice {
 public:
     /** @param target must outlive this object. */
-    LocalDevice(const Target& target, const CommandTime& time);
+    OpenLocalDevice(const Target& target, const CommandTimeout& timeout);
 
     std::optional<std::uint32_t> mapSize() const override { return m_opened.probe.mapSize; }
 
@@ -29,7 +33,7 @@ public:
     std::optional<std::uint32_t> interruptType() override;
     void enableInterrupts() override;
     void disableInterrupts() override;
-    int expectInterrupts() override;
+    int prepareInterrupts() override;
     std::optional<std::uint32_t> receiveInterrupt(const Common::Deadline& deadline) override;
     std::optional<int> descriptor() override;
 
@@ -40,7 +44,7 @@ private:
     Failure failure(const std::string& action) const;
 
     const Target& m_target;
-    const CommandTime m_time;
+    const CommandTimeout m_timeout;
     const Common::OpenedDevice m_opened;
 };
 

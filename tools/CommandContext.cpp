@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include "CommandContext.h"
+
+#include "Durations.h"
+#include "Failure.h"
+#include "Tracing.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+Format formatOf(const GlobalOptions& options) {
+    if (options.isJson) {
+        return Format::Json;
+    }
+    return options.isQuiet ? Format::Bare : Format::Text;
+}
+
+CommandTimeout timeoutOf(const GlobalOptions& options) {
+    if (options.timeout.empty()) {
+        return CommandTimeout(std::nullopt);
+    }
+    return CommandTimeout(parsePositiveDuration("timeout", options.timeout));
+}
+
+} // namespace
+
+CommandContext::CommandContext(const GlobalOptions& options)
+    : m_timeout(timeoutOf(options)), m_output(formatOf(options), m_timeout) {
+    if (!options.remote.empty()) {
+        m_server.emplace(options.remote, m_timeout);
+    }
+    if (!options.type.empty()) {
+        m_givenType = &parseType(options.type);
+    }
+    setUpTraces(options.traces);
+}
+
+Target CommandContext::target(const std::string& name) const {
+    return m_server ? remoteTarget(name, *m_server, m_givenType) : localTarget(name, m_givenType, m_timeout);
+}
+
+const RemoteServer& CommandContext::server(const char* command) const {
+    if (!m_server) {
+        throw usageError(std::string(command) + ": the server is missing (give it with --remote)");
+    }
+    return *m_server;
+}
+
+void CommandContext::requireLocal(const char* command) const {
+    if (m_server) {
+        throw usageError(std::string(command) + ": --remote is not supported (the command works only on this machine)");
+    }
+    if (m_givenType != nullptr) {
+        throw usageError(std::string(command) + ": --type is not supported (the command works only on this machine)");
+    }
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,58 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * What the global options select for every command.
+ */
+#ifndef RYNVELCTL_COMMANDCONTEXT_H
+#define RYNVELCTL_COMMANDCONTEXT_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "CommandTimeout.h"
+#include "Output.h"
+#include "RemoteServer.h"
+#include "Target.h"
+
+namespace Rynvelctl {
+
+/** The values of the global options, as the user typed them. */
+struct GlobalOptions {
+    bool isQuiet = false;
+    bool isJson = false;
+    std::string remote;
+    std::string type;
+    std::string timeout;
+    std::vector<std::string> traces;
+};
+
+/** The output, the time-out, the server and the device type that a command uses. */
+class CommandContext {
+public:
+    /** Also sets up the traces. @throws Failure if an option is wrong. */
+    explicit CommandContext(const GlobalOptions& options);
+
+    const Output& output() const { return m_output; }
+
+    const CommandTimeout& timeout() const { return m_timeout; }
+
+    /** Returns the device of that name, on this machine or on the server. @throws Failure if there is none. */
+    Target target(const std::string& name) const;
+
+    /** @throws Failure if the user has not given a server. @param command the command that needs one. */
+    const RemoteServer& server(const char* command) const;
+
+    /** @throws Failure if the user has given options for remote devices. @param command the command without them. */
+    void requireLocal(const char* command) const;
+
+private:
+    CommandTimeout m_timeout;
+    Output m_output;
+    std::optional<RemoteServer> m_server;
+    const Common::DeviceKind* m_givenType = nullptr;
+};
+
+} // namespace Rynvelctl
+
+#endif

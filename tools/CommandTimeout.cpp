@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include "CommandTimeout.h"
+
+#include "Durations.h"
+#include "Failure.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr std::chrono::seconds answerLimit(5);
+
+} // namespace
+
+CommandTimeout::CommandTimeout(std::optional<std::chrono::milliseconds> limit)
+    : m_limit(limit), m_deadline(limit ? Common::Deadline(*limit) : Common::Deadline()) {}
+
+void CommandTimeout::requireTimeLeft(const std::string& name) const {
+    if (m_deadline.isOver()) {
+        throw Failure(ExitStatus::TimedOut, name + ": timed out after " + limitText());
+    }
+}
+
+Common::Deadline CommandTimeout::answerDeadline() const { return m_limit ? m_deadline : Common::Deadline(answerLimit); }
+
+std::string CommandTimeout::limitText() const { return describe(m_limit.value_or(answerLimit)); }
+
+} // namespace Rynvelctl

@@ -1,0 +1,44 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The time-out of a command.
+ */
+#ifndef RYNVELCTL_COMMANDTIMEOUT_H
+#define RYNVELCTL_COMMANDTIMEOUT_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "Deadline.h"
+
+namespace Rynvelctl {
+
+/** The time-out of the whole command. It starts when the object is constructed. */
+class CommandTimeout {
+public:
+    /** @param limit none for a command without a time-out. An answer of a server has one of 5 s then. */
+    explicit CommandTimeout(std::optional<std::chrono::milliseconds> limit);
+
+    const Common::Deadline& deadline() const { return m_deadline; }
+
+    /** @throws Failure if the time is over. @param name the device or file that the message names. */
+    void requireTimeLeft(const std::string& name) const;
+
+    /** Returns the deadline for an answer to a request that is sent now: that of the command, or else 5 s from now. */
+    Common::Deadline answerDeadline() const;
+
+    /** Returns whether the command itself has a time-out. */
+    bool isLimited() const { return m_limit.has_value(); }
+
+    /** Returns the time-out of an answer as text, for example "5 s". */
+    std::string limitText() const;
+
+private:
+    std::optional<std::chrono::milliseconds> m_limit;
+    Common::Deadline m_deadline;
+};
+
+} // namespace Rynvelctl
+
+#endif

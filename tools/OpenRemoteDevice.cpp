@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "OpenRemoteDevice.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+Common::RemoteDevice open(const Target& target) {
+    const RemoteServer& server = *target.server;
+    return {server.address(), target.name(), target.width(), server.deadlines()};
+}
+
+} // namespace
+
+OpenRemoteDevice::OpenRemoteDevice(const Target& target)
+    : m_target(target), m_server(*target.server), m_device(m_server.call([&] { return open(target); }, "")) {}
+
+template <typename Operation>
+auto OpenRemoteDevice::callServer(const std::string& action, const Operation& operation) {
+    return m_server.call(operation, m_target.name() + ": " + action + " failed: the server refused the request");
+}
+
+std::uint32_t OpenRemoteDevice::read(const RegisterRange& range) {
+    return callServer("reading " + range.addressText(), [&] { return m_device.read(range.deviceAddress()); });
+}
+
+void OpenRemoteDevice::write(const RegisterRange& range, std::uint32_t value) {
+    callServer("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value); });
+}
+
+void OpenRemoteDevice::write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) {
+    callServer("writing " + range.addressText(), [&] { m_device.write(range.deviceAddress(), value, mask); });
+}
+
+std::vector<std::uint32_t> OpenRemoteDevice::readBurst(const RegisterRange& range, Rynvel::ByteOrder order) {
+    return callServer("reading a burst from " + range.addressText(),
+                      [&] { return m_device.read(range.deviceAddress(), range.count(), order); });
+}
+
+int OpenRemoteDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
+    return callServer("the ioctl request", [&] { return m_device.ioctl(request, argument); });
+}
+
+std::optional<std::uint32_t> OpenRemoteDevice::interruptType() {
+    return m_server.call([&] { return m_device.interruptType(); }, "");
+}
+
+void OpenRemoteDevice::enableInterrupts() {
+    callServer("enabling the interrupt", [&] { m_device.enableInterrupt(); });
+}
+
+void OpenRemoteDevice::disableInterrupts() {
+    callServer("disabling the interrupt", [&] { m_device.disableInterrupt(); });
+}
+
+int OpenRemoteDevice::prepareInterrupts() {
+    return m_server.call([&] { return m_device.arm(); },
+                         m_target.name() + ": the server does not report interrupts of this device");
+}
+
+std::optional<std::uint32_t> OpenRemoteDevice::receiveInterrupt(const Common::Deadline& deadline) {
+    const auto earliest = Common::Deadline::earlier(deadline, m_server.deadlines()());
+    return m_server.call(
+        [&]() -> std::optional<std::uint32_t> {
+            try {
+                return m_device.receiveInterrupt(earliest);
+            } catch (const Common::ExchangeError&) {
+                if (deadline.isOver()) {
+                    return std::nullopt;
+                }
+                throw;
+            }
+        },
+        "");
+}
+
+void OpenRemoteDevice::raiseInterrupt(std::uint32_t word) {
+    callServer("raising the interrupt", [&] { m_device.raiseInterrupt(word); });
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,76 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * A register server, as the commands use it.
+ */
+#ifndef RYNVELCTL_REMOTESERVER_H
+#define RYNVELCTL_REMOTESERVER_H
+
+#include <exception>
+#include <string>
+
+#include "CommandTimeout.h"
+#include "Failure.h"
+#include "RecordConnection.h"
+
+namespace Rynvelctl {
+
+/** The address of a register server. Calls to the server fail with messages that name it. */
+class RemoteServer {
+public:
+    /**
+     * @param address HOST, HOST:PORT or HOST::PORT; the default port is 8888.
+     * @param timeout the time-out of the command.
+     * @throws Failure if the text is not an address.
+     */
+    RemoteServer(const std::string& address, const CommandTimeout& timeout);
+
+    const Common::ServerAddress& address() const { return m_address; }
+
+    /** Returns HOST::PORT. */
+    std::string name() const;
+
+    /** Returns a function that returns the deadline for an answer to a request that is sent now. */
+    Common::Deadlines deadlines() const;
+
+    /**
+     * Calls an operation that exchanges records with the server, and returns its result.
+     *
+     * @param refusal the error message if the server refuses a request.
+     * @throws Failure instead of an ExchangeError.
+     */
+    template <typename Operation>
+    auto call(const Operation& operation, const std::string& refusal) const {
+        try {
+            const AnswerRecorder recorder(m_hasAnswered);
+            return operation();
+        } catch (const Common::ExchangeError& error) {
+            throw failure(error, refusal);
+        }
+    }
+
+private:
+    /** Records that an operation has ended without an exception, whatever it returns. */
+    class AnswerRecorder {
+    public:
+        explicit AnswerRecorder(bool& hasAnswered) : m_hasAnswered(hasAnswered) {}
+        AnswerRecorder(const AnswerRecorder&) = delete;
+        AnswerRecorder& operator=(const AnswerRecorder&) = delete;
+        ~AnswerRecorder() { m_hasAnswered = m_hasAnswered || std::uncaught_exceptions() == m_exceptions; }
+
+    private:
+        bool& m_hasAnswered;
+        const int m_exceptions = std::uncaught_exceptions();
+    };
+
+    Failure failure(const Common::ExchangeError& error, const std::string& refusal) const;
+
+    Common::ServerAddress m_address;
+    CommandTimeout m_timeout;
+    /** Decides the message of a time-out: once the server has answered, it is the command that takes too long. */
+    mutable bool m_hasAnswered = false;
+};
+
+} // namespace Rynvelctl
+
+#endif
