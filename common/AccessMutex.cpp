@@ -6,8 +6,8 @@ namespace Common {
 
 namespace {
 
-/** What this thread's guarded access has locked. */
-thread_local const AccessMutex* locked = nullptr;
+/** What this thread's guarded access has lockedByThisThread. */
+thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
@@ -16,18 +16,18 @@ bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();
     }
-    if (locked == this) {
+    if (lockedByThisThread == this) {
         return true;
     }
-    locked = this;
+    lockedByThisThread = this;
     return m_mutex->lock();
 }
 
 bool AccessMutex::unlock() { return FaultGuard::isRunning() || m_mutex->unlock(); }
 
 void AccessMutex::endAccess() {
-    if (locked == this) {
-        locked = nullptr;
+    if (lockedByThisThread == this) {
+        lockedByThisThread = nullptr;
         m_mutex->unlock();
     }
 }

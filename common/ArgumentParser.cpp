@@ -60,7 +60,7 @@ CommandDescription describeCommand(const CLI::App& app) {
 }
 
 /** How many letters must change, come, go or swap with their neighbour to turn one word into the other. */
-std::size_t distance(const std::string& one, const std::string& other) {
+std::size_t editDistance(const std::string& one, const std::string& other) {
     std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
     std::iota(table[0].begin(), table[0].end(), 0U);
     for (std::size_t i = 1; i <= one.size(); ++i) {
@@ -77,12 +77,12 @@ std::size_t distance(const std::string& one, const std::string& other) {
 }
 
 /** The name of the command that a word is meant to be; empty when it is like none. */
-std::string likeliestCommand(const CLI::App& app, const std::string& word) {
-    constexpr std::size_t mostMistakes = 2;
+std::string closestCommand(const CLI::App& app, const std::string& word) {
+    constexpr std::size_t maxDistance = 2;
     std::string likeliest;
-    std::size_t least = std::min(mostMistakes, word.size() - 1) + 1;
+    std::size_t least = std::min(maxDistance, word.size() - 1) + 1;
     for (const CLI::App* const command : app.get_subcommands({})) {
-        const std::size_t mistakes = distance(word, command->get_name());
+        const std::size_t mistakes = editDistance(word, command->get_name());
         if (mistakes < least) {
             likeliest = command->get_name();
             least = mistakes;
@@ -95,7 +95,7 @@ std::string likeliestCommand(const CLI::App& app, const std::string& word) {
  * Says what is wrong with words that nothing takes; a program with commands wants the first of them to be one. What
  * follows an unknown option may be its value.
  */
-std::string problemWith(const CLI::App& app, const CLI::ExtrasError& error) {
+std::string errorMessage(const CLI::App& app, const CLI::ExtrasError& error) {
     const std::string word = app.remaining().front();
     if (word[0] == '-') {
         return "unknown option '" + word + "'";
@@ -103,52 +103,52 @@ std::string problemWith(const CLI::App& app, const CLI::ExtrasError& error) {
     if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
         return error.what();
     }
-    const std::string meant = likeliestCommand(app, word);
+    const std::string meant = closestCommand(app, word);
     return "unknown command '" + word + "'" + (meant.empty() ? "" : " (did you mean '" + meant + "'?)");
 }
 
 } // namespace
 
-AddedOption AddedOption::showDefault() const {
+OptionReference OptionReference::showDefault() const {
     m_option->capture_default_str();
     return *this;
 }
 
-AddedOption AddedOption::takeOneValue() const {
+OptionReference OptionReference::takeOneValue() const {
     m_option->allow_extra_args(false);
     return *this;
 }
 
-AddedOption AddedOption::needs(AddedOption other) const {
+OptionReference OptionReference::needs(OptionReference other) const {
     m_option->needs(other.m_option);
     return *this;
 }
 
-AddedOption AddedOption::excludes(AddedOption other) const {
+OptionReference OptionReference::excludes(OptionReference other) const {
     m_option->excludes(other.m_option);
     return *this;
 }
 
-AddedOption Command::addFlag(const std::string& names, bool& isGiven, const std::string& summary) const {
-    return AddedOption(*m_app->add_flag(names, isGiven, summary));
+OptionReference Command::addFlag(const std::string& names, bool& isGiven, const std::string& summary) const {
+    return OptionReference(*m_app->add_flag(names, isGiven, summary));
 }
 
-AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
-                               const std::string& summary) const {
-    return AddedOption(addValue(*m_app, names, valueName, value, summary));
+OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
+                                   const std::string& summary) const {
+    return OptionReference(addValue(*m_app, names, valueName, value, summary));
 }
 
-AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
-                               const std::string& summary) const {
-    return AddedOption(addValue(*m_app, names, valueName, values, summary));
+OptionReference Command::addOption(const std::string& names, const std::string& valueName,
+                                   std::vector<std::string>& values, const std::string& summary) const {
+    return OptionReference(addValue(*m_app, names, valueName, values, summary));
 }
 
-AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
-                               std::size_t lowest, std::size_t highest, const std::string& summary) const {
+OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
+                                   std::size_t lowest, std::size_t highest, const std::string& summary) const {
     CLI::Option& option = addValue(*m_app, names, valueName, value, summary);
     // Without a description of its own the range would be part of the value's name.
     option.check(CLI::Range(lowest, highest).description(""));
-    return AddedOption(option);
+    return OptionReference(option);
 }
 
 void Command::addArgument(const std::string& name, std::string& value, const std::string& summary) const {
@@ -193,13 +193,13 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         m_app->parse(argc, argv);
         return {ParseResult::Kind::Parsed, ""};
     } catch (const CLI::CallForHelp&) {
-        return {ParseResult::Kind::Answered, m_app->help()};
+        return {ParseResult::Kind::InfoRequested, m_app->help()};
     } catch (const CLI::CallForVersion& version) {
-        return {ParseResult::Kind::Answered, version.what() + std::string("\n")};
+        return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};
     } catch (const CLI::ExtrasError& error) {
-        return {ParseResult::Kind::Wrong, problemWith(*m_app, error)};
+        return {ParseResult::Kind::Invalid, errorMessage(*m_app, error)};
     } catch (const CLI::ParseError& error) {
-        return {ParseResult::Kind::Wrong, error.what()};
+        return {ParseResult::Kind::Invalid, error.what()};
     }
 }
 

@@ -29,7 +29,7 @@ struct OptionDescription {
     bool isPositional;
     bool isRequired;
     /** Whether the help shows several values in a row. */
-    bool takesSeveral;
+    bool takesMultipleValues;
 };
 
 /** What a program tells of a command, or of itself. */
@@ -47,9 +47,9 @@ struct ParseResult {
         /** The variables hold what was given. */
         Parsed,
         /** The user asks for help or version: the text is the answer, line end included. */
-        Answered,
+        InfoRequested,
         /** The command line is wrong: the text says why. For an unknown command it names the one that is meant. */
-        Wrong
+        Invalid
     };
 
     Kind kind;
@@ -57,23 +57,23 @@ struct ParseResult {
 };
 
 /** An option that a command has, to say more of it. It must not outlive its ArgumentParser. */
-class AddedOption {
+class OptionReference {
 public:
     /** Shows in the help the value that the variable has now. */
-    AddedOption showDefault() const;
+    OptionReference showDefault() const;
 
     /** For a list: takes one value each time that the option is given, not all words up to the next option. */
-    AddedOption takeOneValue() const;
+    OptionReference takeOneValue() const;
 
     /** Makes this option wrong without the other one. */
-    AddedOption needs(AddedOption other) const;
+    OptionReference needs(OptionReference other) const;
 
     /** Makes the two options wrong together. */
-    AddedOption excludes(AddedOption other) const;
+    OptionReference excludes(OptionReference other) const;
 
 private:
     friend class Command;
-    explicit AddedOption(CLI::Option& option) : m_option(&option) {}
+    explicit OptionReference(CLI::Option& option) : m_option(&option) {}
 
     CLI::Option* m_option;
 };
@@ -87,15 +87,15 @@ private:
  */
 class Command {
 public:
-    AddedOption addFlag(const std::string& names, bool& isGiven, const std::string& summary) const;
-    AddedOption addOption(const std::string& names, const std::string& valueName, std::string& value,
-                          const std::string& summary) const;
+    OptionReference addFlag(const std::string& names, bool& isGiven, const std::string& summary) const;
+    OptionReference addOption(const std::string& names, const std::string& valueName, std::string& value,
+                              const std::string& summary) const;
     /** Adds an option that may be given several times, with any number of values each time. */
-    AddedOption addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
-                          const std::string& summary) const;
+    OptionReference addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
+                              const std::string& summary) const;
     /** Adds an option whose value is a number from `lowest` to `highest`. */
-    AddedOption addOption(const std::string& names, const std::string& valueName, std::size_t& value,
-                          std::size_t lowest, std::size_t highest, const std::string& summary) const;
+    OptionReference addOption(const std::string& names, const std::string& valueName, std::size_t& value,
+                              std::size_t lowest, std::size_t highest, const std::string& summary) const;
 
     /** Adds a positional argument that must be given. */
     void addArgument(const std::string& name, std::string& value, const std::string& summary) const;

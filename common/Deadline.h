@@ -14,31 +14,31 @@ namespace Common {
 /** A moment of the steady clock, or one that never comes. */
 class Deadline {
 public:
-    using Moment = std::chrono::steady_clock::time_point;
+    using TimePoint = std::chrono::steady_clock::time_point;
 
     /** One that never comes. */
     Deadline() = default;
 
     /** @param time from now on. */
-    explicit Deadline(std::chrono::milliseconds time) : m_moment(std::chrono::steady_clock::now() + time) {}
+    explicit Deadline(std::chrono::milliseconds time) : m_timePoint(std::chrono::steady_clock::now() + time) {}
 
     /** None for one that never comes. */
-    const std::optional<Moment>& moment() const { return m_moment; }
+    const std::optional<TimePoint>& timePoint() const { return m_timePoint; }
 
-    bool isOver() const { return pollTime() == 0; }
+    bool hasPassed() const { return pollTimeout() == 0; }
 
     /** The milliseconds that are left, as poll() takes them: rounded up, 0 when it is over, -1 when it never comes. */
-    int pollTime() const;
+    int pollTimeout() const;
 
     /** The one of two that comes first. */
     static Deadline earlier(const Deadline& one, const Deadline& other);
 
 private:
-    std::optional<Moment> m_moment;
+    std::optional<TimePoint> m_timePoint;
 };
 
 /** Gives the deadline of what begins now. */
-using Deadlines = std::function<Deadline()>;
+using DeadlineFactory = std::function<Deadline()>;
 
 } // namespace Common
 

@@ -2,20 +2,20 @@
 
 #include <algorithm>
 
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 
 namespace Common {
 
 namespace {
 
 std::string nameOf(Rynvel::DeviceType type) {
-    const DeviceKind* const kind = findKind(type);
+    const DeviceTypeInfo* const kind = findDeviceTypeInfo(type);
     return kind == nullptr ? std::to_string(static_cast<std::uint32_t>(type)) : kind->name;
 }
 
 /** What the parameter of a row is. */
 const char* parameterOf(Rynvel::DeviceType type) {
-    const DeviceKind* const kind = findKind(type);
+    const DeviceTypeInfo* const kind = findDeviceTypeInfo(type);
     switch (kind == nullptr ? Access::Remote : kind->access) {
     case Access::Mapped:
         return "size";
@@ -68,7 +68,7 @@ const std::vector<Rynvel::MemoryDevice>& devices() {
     return rows;
 }
 
-std::string disagreement(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
+std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
     const Rynvel::MemoryDevice* const theirs = Rynvel::Factory::getInstance().findMemoryDevice(row.m_name);
     const std::string text = theirs == nullptr ? "it has no such device" : differences(*theirs, row, handle);
     return text.empty() ? "" : row.m_name + ": librynvel disagrees with this program: " + text;
@@ -80,8 +80,8 @@ const Rynvel::MemoryDevice* findDevice(const std::string& name) {
     if (row == rows.end()) {
         return nullptr;
     }
-    if (const std::string problem = disagreement(*row); !problem.empty()) {
-        throw DisagreementOnDevice(problem);
+    if (const std::string problem = describeMismatch(*row); !problem.empty()) {
+        throw DeviceTableMismatch(problem);
     }
     return &*row;
 }

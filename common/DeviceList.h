@@ -19,7 +19,7 @@ namespace Common {
 const std::vector<Rynvel::MemoryDevice>& devices();
 
 /** Says in one line what the library knows otherwise. */
-class DisagreementOnDevice : public std::runtime_error {
+class DeviceTableMismatch : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -31,12 +31,12 @@ public:
  * @param handle the place of the row, for a caller that shows it: it is compared, too.
  * @return what differs, in one line that begins with the name; empty when nothing does.
  */
-std::string disagreement(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);
+std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);
 
 /**
  * The row of that name; null when there is none.
  *
- * @throws DisagreementOnDevice when the library's row is another one.
+ * @throws DeviceTableMismatch when the library's row is another one.
  */
 const Rynvel::MemoryDevice* findDevice(const std::string& name);
 

@@ -8,7 +8,9 @@
 namespace Common {
 
 /** Whether a server hangs up on a client that names a device with this character: 0 to 31, and 127. */
-inline bool isControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == '\x7F'; }
+inline bool isControlCharacter(char character) {
+    return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
+}
 
 } // namespace Common
 

@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "DeviceKind.h"
-#include "HandOver.h"
+#include "DeviceTypeInfo.h"
+#include "PreopenedFiles.h"
 
 namespace Common {
 
@@ -24,9 +24,9 @@ Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
 }
 
 /** Opens the device and maps it where its backend does, and keeps what the backend will open and map. */
-class Opening {
+class DeviceOpener {
 public:
-    explicit Opening(const Rynvel::MemoryDevice& row) : m_row(row) {}
+    explicit DeviceOpener(const Rynvel::MemoryDevice& row) : m_row(row) {}
 
     Probe open() {
         const int descriptor = m_files.open(m_row.m_devicePath, O_RDWR);
@@ -52,7 +52,7 @@ public:
         return map(descriptor, *offset, *size);
     }
 
-    const HandOver& files() const { return m_files; }
+    const PreopenedFiles& files() const { return m_files; }
 
 private:
     Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
@@ -83,20 +83,20 @@ private:
     }
 
     const Rynvel::MemoryDevice& m_row;
-    HandOver m_files;
+    PreopenedFiles m_files;
 };
 
-Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<Opening>& opening) {
-    const DeviceKind* const kind = findKind(row.m_type);
+Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
+    const DeviceTypeInfo* const kind = findDeviceTypeInfo(row.m_type);
     if (kind == nullptr) {
         return failed(row, "no backend for its type");
     }
     if (kind->access == Access::Remote) {
         return failed(row, "a device of another server");
     }
-    opening.emplace(row);
+    opener.emplace(row);
     try {
-        return kind->access == Access::Mapped ? opening->openMapped() : opening->open();
+        return kind->access == Access::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
         return failed(row, "an attribute of its memory map in sysfs is no number");
     }
@@ -105,19 +105,19 @@ Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<Opening>& opening
 } // namespace
 
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
-    std::optional<Opening> opening;
-    Probe probe = openFiles(row, opening);
-    if (!probe.obstacle.empty()) {
+    std::optional<DeviceOpener> opener;
+    Probe probe = openFiles(row, opener);
+    if (!probe.reason.empty()) {
         return {nullptr, std::move(probe)};
     }
     auto device = open(row, probe.mapSize);
-    if (opening->files().hasMapping()) {
+    if (opener->files().hasMapping()) {
         return {nullptr, failed(row, "the memory map described in sysfs has changed")};
     }
-    device->keep(opening->files().takeLeftover());
+    device->keepAlive(opener->files().takeRemainder());
     return {std::move(device), std::move(probe)};
 }
 
-bool isPresent(const Rynvel::MemoryDevice& row) { return ::access(row.m_devicePath.c_str(), F_OK) == 0; }
+bool deviceFileExists(const Rynvel::MemoryDevice& row) { return ::access(row.m_devicePath.c_str(), F_OK) == 0; }
 
 } // namespace Common

@@ -19,13 +19,13 @@ namespace Common {
 
 struct Probe {
     /** Why the device cannot be opened, for instance "/dev/idt: Permission denied"; empty when it can. */
-    std::string obstacle;
+    std::string reason;
     /** Mapped devices: the bytes of registers that the mapping holds. */
     std::optional<std::uint32_t> mapSize;
 };
 
 struct OpenedDevice {
-    /** Null when there is an obstacle. */
+    /** Null when there is an reason. */
     std::unique_ptr<RegisterDevice> device;
     Probe probe;
 };
@@ -38,7 +38,7 @@ struct OpenedDevice {
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 
 /** Whether the device file is there, with no attempt to open it. A remote device has none. */
-bool isPresent(const Rynvel::MemoryDevice& row);
+bool deviceFileExists(const Rynvel::MemoryDevice& row);
 
 } // namespace Common
 

@@ -19,7 +19,7 @@ struct Unit {
 constexpr std::array<Unit, 3> units{
     {{"m", std::chrono::minutes(1)}, {"s", std::chrono::seconds(1)}, {"ms", std::chrono::milliseconds(1)}}};
 
-constexpr Notation eightDigits{false, false, 8};
+constexpr NumberFormat eightDigits{false, false, 8};
 
 } // namespace
 

@@ -40,14 +40,14 @@ public:
     }
 
     /** Whether the calling thread is in a guarded access. */
-    static bool isRunning() { return s_place != nullptr; }
+    static bool isRunning() { return s_recoveryPoint != nullptr; }
 
 private:
     [[gnu::noinline]] static bool call(void (*access)(const void*), const void* object);
-    static void handle(int signal, siginfo_t* info, void* context);
+    static void handleSignal(int signal, siginfo_t* info, void* context);
 
     /** Volatile, as the registers are: it is set before the first of them is accessed, and reset after the last. */
-    static thread_local sigjmp_buf* volatile s_place;
+    static thread_local sigjmp_buf* volatile s_recoveryPoint;
 };
 
 } // namespace Common

@@ -13,7 +13,7 @@ namespace Common {
 
 Rynvel::InterruptMessage interruptRecord(std::uint32_t word);
 
-std::uint32_t wordOf(const Rynvel::InterruptMessage& record);
+std::uint32_t interruptWord(const Rynvel::InterruptMessage& record);
 
 } // namespace Common
 

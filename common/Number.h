@@ -13,20 +13,20 @@
 namespace Common {
 
 /** How a number may be written beside decimal. */
-struct Notation {
+struct NumberFormat {
     /** After 0x or 0X. */
-    bool hasHexadecimal = false;
+    bool allowsHexadecimal = false;
     /** After 0b or 0B. */
-    bool hasBinary = false;
+    bool allowsBinary = false;
     /** Leading zeros count, the prefix does not. */
-    std::size_t mostDigits = std::string_view::npos;
+    std::size_t maxDigits = std::string_view::npos;
 };
 
 /** Whether the text is a number, of any size: a prefix that the notation has, then digits and nothing else. */
-bool isNumber(std::string_view text, const Notation& notation);
+bool isNumber(std::string_view text, const NumberFormat& notation);
 
 /** @return none for a text that is no number in the notation, and for a number above `highest`. */
-std::optional<std::uint32_t> parseNumber(std::string_view text, const Notation& notation,
+std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& notation,
                                          std::uint32_t highest = UINT32_MAX);
 
 } // namespace Common

@@ -64,7 +64,7 @@ public:
     Rynvel::Response exchange(const Rynvel::Request& request, const Deadline& deadline);
 
     /** The response to a request that the server grants. @throws ExchangeError when it refuses it, too. */
-    Rynvel::Response demand(const Rynvel::Request& request, const Deadline& deadline);
+    Rynvel::Response execute(const Rynvel::Request& request, const Deadline& deadline);
 
     /** Announces the device of the connection. */
     void open(const std::string& deviceName, const Deadline& deadline);
@@ -73,14 +73,14 @@ public:
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
 private:
-    void await(short events, const Deadline& deadline) const;
-    void requireInStep() const;
-    void requireNothingMore() const;
+    void waitFor(short events, const Deadline& deadline) const;
+    void requireInSync() const;
+    void requireNoExtraBytes() const;
     void send(const Rynvel::IMessage& message, const Deadline& deadline) const;
     void receive(Rynvel::IMessage& message, const Deadline& deadline) const;
 
     const Descriptor m_socket;
-    bool m_isInStep = true;
+    bool m_isInSync = true;
 };
 
 } // namespace Common

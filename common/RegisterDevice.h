@@ -16,7 +16,7 @@
 
 namespace Common {
 
-enum class Outcome {
+enum class AccessResult {
     Done,
     /** The device reported failure. */
     Failed,
@@ -45,20 +45,20 @@ public:
     virtual Rynvel::IDevice& device() = 0;
 
     /** On any other outcome than Done, `value` is untouched. */
-    virtual Outcome read(std::uint32_t address, std::uint32_t& value) = 0;
-    virtual Outcome write(std::uint32_t address, std::uint32_t value) = 0;
-    virtual Outcome write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) = 0;
+    virtual AccessResult read(std::uint32_t address, std::uint32_t& value) = 0;
+    virtual AccessResult write(std::uint32_t address, std::uint32_t value) = 0;
+    virtual AccessResult write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) = 0;
     /** On any other outcome than Done, `values` are untouched. */
-    virtual Outcome read(std::uint32_t address, std::uint32_t* values, std::uint32_t items,
-                         Rynvel::ByteOrder order) = 0;
-    virtual Outcome write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
-                          Rynvel::ByteOrder order) = 0;
+    virtual AccessResult read(std::uint32_t address, std::uint32_t* values, std::uint32_t items,
+                              Rynvel::ByteOrder order) = 0;
+    virtual AccessResult write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
+                               Rynvel::ByteOrder order) = 0;
 
     /** Lets something live until the device itself has ended. */
-    void keep(std::shared_ptr<const void> thing) { m_kept = std::move(thing); }
+    void keepAlive(std::shared_ptr<const void> resource) { m_keptAlive = std::move(resource); }
 
 private:
-    std::shared_ptr<const void> m_kept;
+    std::shared_ptr<const void> m_keptAlive;
 };
 
 /**

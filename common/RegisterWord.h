@@ -2,8 +2,8 @@
  * @file
  * Values of registers of 8, 16 or 32 bits, in words of 32 bits.
  */
-#ifndef RYNVEL_COMMON_REGISTERVALUE_H
-#define RYNVEL_COMMON_REGISTERVALUE_H
+#ifndef RYNVEL_COMMON_REGISTERWORD_H
+#define RYNVEL_COMMON_REGISTERWORD_H
 
 #include <cstdint>
 
@@ -18,10 +18,10 @@ constexpr unsigned int widthOf = 8 * sizeof(T);
 constexpr unsigned int bytesOf(unsigned int width) { return width / 8; }
 
 /** The largest value of a register of `width` bits. */
-constexpr std::uint32_t largestValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
+constexpr std::uint32_t maxValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
 
 /** The value that a burst in this byte order delivers, or stores, for one of the host's. */
-inline std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
+inline std::uint32_t inByteOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }
 

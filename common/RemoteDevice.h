@@ -32,9 +32,9 @@ public:
      *
      * @param name at the server, at most 127 characters.
      * @param width bits of a register: 8, 16 or 32.
-     * @param deadlines asked for the deadline of connecting and of each exchange.
+     * @param deadlineFactory asked for the deadline of connecting and of each exchange.
      */
-    RemoteDevice(ServerAddress server, std::string name, unsigned int width, Deadlines deadlines);
+    RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory);
 
     std::uint32_t read(std::uint32_t address);
     /** @param items up to 128. */
@@ -66,14 +66,14 @@ public:
 
 private:
     Rynvel::Request request(Rynvel::RequestData::Type type) const { return {type, m_name}; }
-    Rynvel::Response demand(const Rynvel::Request& request);
+    Rynvel::Response execute(const Rynvel::Request& request);
     std::uint32_t valueIn(const Rynvel::Response& response, std::uint32_t index) const;
-    std::vector<std::uint32_t> ask(Rynvel::Request& reading, std::uint32_t address, std::uint32_t items);
+    std::vector<std::uint32_t> readValues(Rynvel::Request& reading, std::uint32_t address, std::uint32_t items);
 
     const ServerAddress m_server;
     const std::string m_name;
     const unsigned int m_width;
-    const Deadlines m_deadlines;
+    const DeadlineFactory m_deadlineFactory;
     RecordConnection m_requests;
     std::optional<RecordConnection> m_interrupts;
 };

@@ -28,8 +28,8 @@ void setOption(int descriptor, int level, int option, int value) {
 /** A client whose machine or network has gone is found out within a minute. */
 constexpr int secondsUntilProbe = 20;
 constexpr int secondsBetweenProbes = 10;
-constexpr int mostProbes = 3;
-constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + mostProbes * secondsBetweenProbes);
+constexpr int maxProbes = 3;
+constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * secondsBetweenProbes);
 
 /** The result of a transfer that no signal has interrupted. */
 template <typename Transfer>
@@ -48,7 +48,7 @@ ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
     setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, secondsBetweenProbes);
-    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, mostProbes);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, maxProbes);
     setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, millisecondsUntilGone);
     setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, on);
     setOption(descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
@@ -60,15 +60,15 @@ bool ClientSocket::receive(Rynvel::IMessage& message) const {
     const std::size_t size = message.getSize();
     const ssize_t received = uninterrupted([&] { return ::recv(descriptor(), bytes, size, 0); });
     const auto count = static_cast<std::size_t>(received);
-    return received > 0 && (count == size || receiveRest(bytes + count, size - count));
+    return received > 0 && (count == size || receiveRemainder(bytes + count, size - count));
 }
 
-bool ClientSocket::receiveRest(char* bytes, std::size_t size) const {
+bool ClientSocket::receiveRemainder(char* bytes, std::size_t size) const {
     const Common::Deadline end(m_recordTime);
     std::size_t count = 0;
     while (count < size) {
         pollfd more{descriptor(), POLLIN, 0};
-        if (end.isOver() || uninterrupted([&] { return ::poll(&more, 1, end.pollTime()); }) <= 0) {
+        if (end.hasPassed() || uninterrupted([&] { return ::poll(&more, 1, end.pollTimeout()); }) <= 0) {
             return false;
         }
         const ssize_t received = ::recv(descriptor(), bytes + count, size - count, MSG_DONTWAIT);
@@ -104,7 +104,7 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
 }
 
 void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) {
-    m_recordTime = timeout.count() == 0 ? longestRecordTime : std::min(timeout, longestRecordTime);
+    m_recordTime = timeout.count() == 0 ? maxRecordTime : std::min(timeout, maxRecordTime);
     const timeval value = Common::toTimeval(timeout);
     ::setsockopt(descriptor(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
     ::setsockopt(descriptor(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));

@@ -19,7 +19,7 @@ namespace Rynveld {
  */
 class ClientSocket {
 public:
-    static constexpr std::chrono::milliseconds longestRecordTime{30000};
+    static constexpr std::chrono::milliseconds maxRecordTime{30000};
 
     /** @param descriptor a connected, blocking socket, owned from now on. */
     explicit ClientSocket(int descriptor);
@@ -46,11 +46,11 @@ public:
     void shutDown() const;
 
 private:
-    bool receiveRest(char* bytes, std::size_t size) const;
+    bool receiveRemainder(char* bytes, std::size_t size) const;
     bool send(const char* bytes, std::size_t size) const;
 
     const Common::Descriptor m_socket;
-    std::chrono::milliseconds m_recordTime{longestRecordTime};
+    std::chrono::milliseconds m_recordTime{maxRecordTime};
 };
 
 } // namespace Rynveld

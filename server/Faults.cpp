@@ -9,7 +9,7 @@ namespace {
 
 /** A count from 1 to 999999 in decimal. */
 std::optional<std::uint32_t> parseCount(const std::string& text) {
-    constexpr Common::Notation sixDigits{false, false, 6};
+    constexpr Common::NumberFormat sixDigits{false, false, 6};
     const auto count = Common::parseNumber(text, sixDigits);
     return count != 0U ? count : std::nullopt;
 }
@@ -37,19 +37,19 @@ std::optional<Fault> parseKind(const std::string& text) {
     return std::nullopt;
 }
 
-void add(Mishap& mishap, const Fault& fault) {
+void add(InjectedFaults& faults, const Fault& fault) {
     switch (fault.kind) {
     case Fault::Kind::Delay:
-        mishap.delay = fault.time;
+        faults.delay = fault.time;
         break;
     case Fault::Kind::Error:
-        mishap.fails = true;
+        faults.fails = true;
         break;
     case Fault::Kind::Split:
-        mishap.split = fault.time;
+        faults.split = fault.time;
         break;
     case Fault::Kind::Disconnect:
-        mishap.disconnects = true;
+        faults.disconnects = true;
         break;
     }
 }
@@ -70,15 +70,15 @@ std::optional<Fault> parseFault(const std::string& text) {
     return fault;
 }
 
-Mishap FaultPlan::next() {
+InjectedFaults FaultInjector::next() {
     ++m_requests;
-    Mishap mishap;
+    InjectedFaults faults;
     for (const auto& fault : m_faults) {
         if (m_requests % fault.every == 0) {
-            add(mishap, fault);
+            add(faults, fault);
         }
     }
-    return mishap;
+    return faults;
 }
 
 } // namespace Rynveld

@@ -32,7 +32,7 @@ struct Fault {
 std::optional<Fault> parseFault(const std::string& text);
 
 /** What goes wrong with one request. */
-struct Mishap {
+struct InjectedFaults {
     /** 0 for none. */
     std::chrono::milliseconds delay{0};
     /** The pause between the halves of the answer; 0 for none. */
@@ -42,12 +42,12 @@ struct Mishap {
 };
 
 /** The faults of one connection. */
-class FaultPlan {
+class FaultInjector {
 public:
-    explicit FaultPlan(const std::vector<Fault>& faults) : m_faults(faults) {}
+    explicit FaultInjector(const std::vector<Fault>& faults) : m_faults(faults) {}
 
     /** What goes wrong with the next request. */
-    Mishap next();
+    InjectedFaults next();
 
 private:
     const std::vector<Fault>& m_faults;

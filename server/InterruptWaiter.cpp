@@ -22,12 +22,12 @@ namespace Rynveld {
 namespace {
 
 /** More are lost, as for a client that does not read them. */
-constexpr std::size_t mostWordsKept = 1000;
+constexpr std::size_t maxQueuedWords = 1000;
 
 } // namespace
 
-InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff)
-    : m_device(device), m_waitingEnables(waitingEnables), m_holdOff(holdOff) {}
+InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt, std::chrono::milliseconds holdOff)
+    : m_device(device), m_waitEnablesInterrupt(waitEnablesInterrupt), m_holdOff(holdOff) {}
 
 InterruptWaiter::~InterruptWaiter() {
     const std::lock_guard<std::mutex> control(m_control);
@@ -86,14 +86,14 @@ bool InterruptWaiter::enable() {
     if (!m_device.enableInterrupt()) {
         return false;
     }
-    m_wish = Wish::Enabled;
-    m_wished.notify_all();
+    m_lastRequest = InterruptRequest::Enabled;
+    m_requestChanged.notify_all();
     return true;
 }
 
 bool InterruptWaiter::disable() {
     const std::lock_guard<std::mutex> lock(m_enabling);
-    m_wish = Wish::Disabled;
+    m_lastRequest = InterruptRequest::Disabled;
     return m_device.disableInterrupt();
 }
 
@@ -110,7 +110,7 @@ void InterruptWaiter::start() {
     m_ended = false;
     {
         const std::lock_guard<std::mutex> lock(m_enabling);
-        m_wish = Wish::None;
+        m_lastRequest = InterruptRequest::None;
     }
     m_thread = std::thread([this] { run(); });
 }
@@ -123,24 +123,24 @@ void InterruptWaiter::stop() {
     }
     m_stopping = true;
     ::eventfd_write(m_wakeUp.number(), 1);
-    m_wished.notify_all();
-    while (!hasEndedSoon()) {
-        m_wished.notify_all();
-        if (m_isInDevice) {
+    m_requestChanged.notify_all();
+    while (!waitBrieflyForEnd()) {
+        m_requestChanged.notify_all();
+        if (m_mayBlockInDevice) {
             wakeUp(m_thread);
         }
     }
     m_thread.join();
 }
 
-bool InterruptWaiter::hasEndedSoon() {
+bool InterruptWaiter::waitBrieflyForEnd() {
     std::unique_lock<std::mutex> lock(m_mutex);
     return m_hasEnded.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended.load(); });
 }
 
 void InterruptWaiter::run() {
     unsigned long word = 0;
-    while (!m_stopping && beginToWait() && waitForReadiness() && receive(word)) {
+    while (!m_stopping && prepareToWait() && waitForReadiness() && receive(word)) {
         send(word);
         pause();
     }
@@ -164,14 +164,14 @@ void InterruptWaiter::traceFailure() {
     }
 }
 
-bool InterruptWaiter::beginToWait() {
+bool InterruptWaiter::prepareToWait() {
     const std::lock_guard<std::mutex> lock(m_enabling);
-    if (!m_waitingEnables || m_wish == Wish::Disabled) {
+    if (!m_waitEnablesInterrupt || m_lastRequest == InterruptRequest::Disabled) {
         return true;
     }
-    m_isInDevice = true;
+    m_mayBlockInDevice = true;
     const bool isEnabled = m_device.enableInterrupt();
-    m_isInDevice = false;
+    m_mayBlockInDevice = false;
     return isEnabled;
 }
 
@@ -188,19 +188,19 @@ bool InterruptWaiter::waitForReadiness() {
 
 // A signal from outside is no failure of the device.
 bool InterruptWaiter::receive(unsigned long& word) {
-    m_isInDevice = true;
+    m_mayBlockInDevice = true;
     bool received = false;
     do {
         received = !m_stopping && receiveOnce(word);
     } while (!received && !m_stopping && errno == EINTR);
-    m_isInDevice = false;
+    m_mayBlockInDevice = false;
     return received;
 }
 
 // A device whose waiting enables the interrupt would enable it a second time, before a client could clear its source.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
-    if (!m_waitingEnables) {
+    if (!m_waitEnablesInterrupt) {
         return m_device.waitForInterrupt(&word);
     }
     std::uint32_t count = 0;
@@ -210,20 +210,21 @@ bool InterruptWaiter::receiveOnce(unsigned long& word) {
 }
 
 void InterruptWaiter::pause() {
-    if (!m_waitingEnables) {
+    if (!m_waitEnablesInterrupt) {
         return;
     }
     std::unique_lock<std::mutex> lock(m_enabling);
-    m_wished.wait_for(lock, m_holdOff, [this] { return m_wish != Wish::None || m_stopping; });
-    m_wished.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
+    m_requestChanged.wait_for(lock, m_holdOff,
+                              [this] { return m_lastRequest != InterruptRequest::None || m_stopping; });
+    m_requestChanged.wait(lock, [this] { return m_lastRequest != InterruptRequest::Disabled || m_stopping; });
 }
 
 // The traces come when nobody waits for the lock: they may take their time.
 void InterruptWaiter::send(unsigned long word) {
     {
         const std::lock_guard<std::mutex> lock(m_enabling);
-        if (m_wish == Wish::Enabled) {
-            m_wish = Wish::None;
+        if (m_lastRequest == InterruptRequest::Enabled) {
+            m_lastRequest = InterruptRequest::None;
         }
     }
     std::vector<Peer> slowPeers;
@@ -243,7 +244,7 @@ void InterruptWaiter::send(unsigned long word) {
 /** False when the word is lost. */
 bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
     if (!receiver.hasBegun) {
-        const bool hasRoom = receiver.kept.size() < mostWordsKept;
+        const bool hasRoom = receiver.kept.size() < maxQueuedWords;
         if (hasRoom) {
             receiver.kept.push_back(word);
         }

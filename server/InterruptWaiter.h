@@ -28,15 +28,16 @@ namespace Rynveld {
  * that a source that stays active until a client clears it is not reported over and over meanwhile. Once a client has
  * disabled the interrupt, it stays so until a client enables it, or arms the first connection anew.
  *
- * handleWakeUps() is to be called beforehand. Threads: arm(), begin(), disarm(), enable() and disable() may be called
- * by any number of threads at once.
+ * installWakeUpHandler() is to be called beforehand. Threads: arm(), begin(), disarm(), enable() and disable() may be
+ * called by any number of threads at once.
  */
 class InterruptWaiter {
 public:
-    static constexpr std::chrono::milliseconds usualHoldOff{10};
+    static constexpr std::chrono::milliseconds defaultHoldOff{10};
 
-    /** @param waitingEnables whether waitForInterrupt() of the device enables its interrupt. */
-    InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff = usualHoldOff);
+    /** @param waitEnablesInterrupt whether waitForInterrupt() of the device enables its interrupt. */
+    InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt,
+                    std::chrono::milliseconds holdOff = defaultHoldOff);
     InterruptWaiter(const InterruptWaiter&) = delete;
     InterruptWaiter& operator=(const InterruptWaiter&) = delete;
     ~InterruptWaiter();
@@ -58,7 +59,7 @@ public:
 
 private:
     /** What the clients have last asked for since the last interrupt. */
-    enum class Wish { None, Enabled, Disabled };
+    enum class InterruptRequest { None, Enabled, Disabled };
 
     /** An armed connection. */
     struct Receiver {
@@ -76,17 +77,17 @@ private:
     void start();
     void stop();
     void run();
-    bool beginToWait();
+    bool prepareToWait();
     bool waitForReadiness();
     bool receive(unsigned long& word);
     bool receiveOnce(unsigned long& word);
-    bool hasEndedSoon();
+    bool waitBrieflyForEnd();
     void pause();
     void send(unsigned long word);
     void end();
 
     Rynvel::IDevice& m_device;
-    const bool m_waitingEnables;
+    const bool m_waitEnablesInterrupt;
     const std::chrono::milliseconds m_holdOff;
 
     /** Serialises the starting and stopping of the thread. */
@@ -97,8 +98,8 @@ private:
 
     /** Held while the device enables or disables its interrupt, for as long as that takes. */
     std::mutex m_enabling;
-    std::condition_variable m_wished;
-    Wish m_wish = Wish::None;
+    std::condition_variable m_requestChanged;
+    InterruptRequest m_lastRequest = InterruptRequest::None;
 
     std::mutex m_mutex;
     std::condition_variable m_hasEnded;
@@ -107,7 +108,7 @@ private:
     std::atomic<bool> m_ended{false};
     std::atomic<bool> m_stopping{false};
     /** Whether the thread may block in the device, where only a signal reaches it. */
-    std::atomic<bool> m_isInDevice{false};
+    std::atomic<bool> m_mayBlockInDevice{false};
 };
 
 } // namespace Rynveld

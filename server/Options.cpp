@@ -5,8 +5,8 @@
 #include <stdexcept>
 
 #include "ArgumentParser.h"
-#include "DeviceKind.h"
 #include "DeviceList.h"
+#include "DeviceTypeInfo.h"
 #include "Duration.h"
 #include "Number.h"
 #include "ServerAddress.h"
@@ -21,8 +21,8 @@ constexpr const char* footer =
     "halves of the answer) and disconnect (instead of operation and answer).\n"
     "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.";
 
-/** The texts of the command line as they were given. */
-struct Texts {
+/** The raw of the command line as they were given. */
+struct RawOptions {
     std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
     std::vector<std::string> allow;
     std::vector<std::string> devices;
@@ -36,7 +36,7 @@ struct Texts {
 
 /** A whole number in decimal, or in hexadecimal with 0x; nothing else. */
 std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std::string& problem) {
-    constexpr Common::Notation tenDigits{true, false, 10};
+    constexpr Common::NumberFormat tenDigits{true, false, 10};
     const auto number = Common::parseNumber(text, tenDigits, highest);
     if (!number) {
         fail(problem);
@@ -72,12 +72,12 @@ asio::ip::network_v4 networkOf(const std::string& text) {
     return asio::ip::network_v4(address, static_cast<unsigned short>(bits)).canonical();
 }
 
-const Common::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {
+const Common::DeviceTypeInfo& servedKindOf(const std::string& option, const std::string& name) {
     const auto* const row = Common::findDevice(name);
     if (row == nullptr) {
         fail(option + ": there is no device '" + name + "'");
     }
-    const auto* const kind = Common::findKind(row->m_type);
+    const auto* const kind = Common::findDeviceTypeInfo(row->m_type);
     if (kind == nullptr || kind->access == Common::Access::Remote) {
         fail(option + ": the device '" + name + "' is one of another server");
     }
@@ -123,27 +123,27 @@ Fault faultOf(const std::string& text) {
 /** Rounded up, so that every host may have a connection. */
 std::size_t quarterOf(std::size_t count) { return (count + 3) / 4; }
 
-void interpret(const Texts& texts, Options& options) {
+void interpret(const RawOptions& raw, Options& options) {
     if (options.maxConnectionsPerHost == 0) {
         options.maxConnectionsPerHost = quarterOf(options.maxConnections);
     }
-    options.listen = endpointOf(texts.listen);
-    for (const auto& network : texts.allow) {
+    options.listen = endpointOf(raw.listen);
+    for (const auto& network : raw.allow) {
         options.allowed.push_back(networkOf(network));
     }
-    for (const auto& name : texts.devices) {
+    for (const auto& name : raw.devices) {
         servedKindOf("--device", name);
         options.policy.devices.insert(name);
     }
-    for (const auto& command : texts.ioctls) {
+    for (const auto& command : raw.ioctls) {
         options.policy.ioctls.insert(
             numberIn(command, UINT32_MAX, "--allow-ioctl: '" + command + "' is not a number such as 0xEE00"));
     }
-    options.idleTimeout = durationOf("--idle-timeout", texts.idleTimeout);
-    for (const auto& period : texts.interruptPeriods) {
+    options.idleTimeout = durationOf("--idle-timeout", raw.idleTimeout);
+    for (const auto& period : raw.interruptPeriods) {
         addInterruptPeriod(options, period);
     }
-    for (const auto& fault : texts.faults) {
+    for (const auto& fault : raw.faults) {
         options.policy.faults.push_back(faultOf(fault));
     }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
@@ -154,34 +154,34 @@ void interpret(const Texts& texts, Options& options) {
     }
 }
 
-void addOptions(const Common::Command& program, Texts& texts, Options& options) {
+void addOptions(const Common::Command& program, RawOptions& raw, Options& options) {
     program
-        .addOption("--listen", "ADDRESS[:PORT]", texts.listen,
+        .addOption("--listen", "ADDRESS[:PORT]", raw.listen,
                    "Where clients connect; port 0 is one of the system's choice")
         .showDefault();
-    program.addOption("--allow", "NETWORK", texts.allow, "Serve only clients from this network; may be repeated")
+    program.addOption("--allow", "NETWORK", raw.allow, "Serve only clients from this network; may be repeated")
         .takeOneValue();
-    program.addOption("--device", "NAME", texts.devices, "Serve only this device; may be repeated").takeOneValue();
+    program.addOption("--device", "NAME", raw.devices, "Serve only this device; may be repeated").takeOneValue();
     program.addFlag("--read-only", options.policy.readOnly,
                     "Refuse all that changes a device or enables its interrupts");
-    program.addOption("--allow-ioctl", "NUMBER", texts.ioctls, "Pass this ioctl command on to devices; may be repeated")
+    program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "Pass this ioctl command on to devices; may be repeated")
         .takeOneValue();
     program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
         .showDefault();
     program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
                       "Turn further connections from one host away; a quarter of --max-connections when not given");
     program
-        .addOption("--idle-timeout", "TIME", texts.idleTimeout,
+        .addOption("--idle-timeout", "TIME", raw.idleTimeout,
                    "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "
                    "stays")
         .showDefault();
     program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without any hardware");
     program
-        .addOption("--interrupt-every", "NAME=TIME", texts.interruptPeriods,
+        .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
                    "With --simulate: raise the interrupt of a device again and again; may be repeated")
         .takeOneValue();
     program
-        .addOption("--fault", "FAULT[:COUNT]", texts.faults,
+        .addOption("--fault", "FAULT[:COUNT]", raw.faults,
                    "With --simulate: go wrong at every request of a connection, or at each COUNTth; may be repeated")
         .takeOneValue();
 }
@@ -191,17 +191,17 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-void parse(int argc, const char* const* argv, Texts& texts, Options& options) {
+void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
     Common::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
                                   footer);
     parser.addHelpFlag("Print this help message and exit");
     parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Display program version information and exit");
-    addOptions(parser.program(), texts, options);
+    addOptions(parser.program(), raw, options);
     const Common::ParseResult result = parser.parse(argc, argv);
-    if (result.kind == Common::ParseResult::Kind::Answered) {
-        throw Answered{result.text};
+    if (result.kind == Common::ParseResult::Kind::InfoRequested) {
+        throw InfoRequested{result.text};
     }
-    if (result.kind == Common::ParseResult::Kind::Wrong) {
+    if (result.kind == Common::ParseResult::Kind::Invalid) {
         fail(oneLine(result.text));
     }
 }
@@ -210,9 +210,9 @@ void parse(int argc, const char* const* argv, Texts& texts, Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
-    Texts texts;
-    parse(argc, argv, texts, options);
-    interpret(texts, options);
+    RawOptions raw;
+    parse(argc, argv, raw, options);
+    interpret(raw, options);
     return options;
 }
 

@@ -33,12 +33,12 @@ struct Options {
 };
 
 /** The command line asks for no server: the text to print is in what(). */
-struct Answered {
+struct InfoRequested {
     std::string text;
 };
 
 /**
- * @throws Answered for --help and --version.
+ * @throws InfoRequested for --help and --version.
  * @throws std::invalid_argument for a wrong command line, with one line that says what is wrong.
  */
 Options parseOptions(int argc, const char* const* argv);

@@ -13,7 +13,7 @@
 
 namespace Rynveld {
 
-using Common::Outcome;
+using Common::AccessResult;
 using Rynvel::Request;
 using Rynvel::Response;
 using Rynvel::ResponseData;
@@ -23,17 +23,17 @@ namespace {
 
 constexpr const char* failed = "the device reported failure";
 
-const char* refusalOf(Outcome outcome) {
+const char* refusalOf(AccessResult outcome) {
     switch (outcome) {
-    case Outcome::Done:
+    case AccessResult::Success:
         return nullptr;
-    case Outcome::Failed:
+    case AccessResult::Failed:
         return failed;
-    case Outcome::OutOfRange:
+    case AccessResult::OutOfRange:
         return "the address is outside of the device";
-    case Outcome::TooWide:
+    case AccessResult::TooWide:
         return "a value is wider than a register";
-    case Outcome::Faulted:
+    case AccessResult::BusError:
         return "the hardware answered with a bus error";
     }
     return failed;
@@ -60,20 +60,20 @@ RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Pee
     : m_devices(devices), m_policy(policy), m_peer(std::move(peer)) {}
 
 bool RequestHandler::accepts(const Request& request) {
-    const char* const reason = malformation(request);
+    const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
         RYNVELD_TRACE_OF(m_peer, outcome, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
         return false;
     }
-    m_hasBegun = true;
+    m_hasSentOpen = true;
     return true;
 }
 
-const char* RequestHandler::malformation(const Request& request) const {
+const char* RequestHandler::findProtocolError(const Request& request) const {
     const auto& record = recordOf(request);
     const auto& name = record.deviceName;
     const auto* const nameEnd = std::find(name.begin(), name.end(), '\0');
-    if (!m_hasBegun && request.getType() != Type::Open) {
+    if (!m_hasSentOpen && request.getType() != Type::Open) {
         return "its first record is no Open";
     }
     if (request.getType() > Type::Debug) {
@@ -82,7 +82,7 @@ const char* RequestHandler::malformation(const Request& request) const {
     if (nameEnd == name.end()) {
         return "a record's device name has no terminator";
     }
-    if (std::any_of(name.begin(), nameEnd, Common::isControl)) {
+    if (std::any_of(name.begin(), nameEnd, Common::isControlCharacter)) {
         return "a record's device name has a control character";
     }
     if (request.getLength() > Rynvel::recordCapacity) {
@@ -117,7 +117,7 @@ RequestHandler::Refusal RequestHandler::serve(const Request& request, Response& 
 }
 
 RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Response& response) {
-    if (m_policy.readOnly && changesTheDevice(request.getType())) {
+    if (m_policy.readOnly && changesDevice(request.getType())) {
         return "the server is read-only";
     }
     switch (request.getType()) {
@@ -154,7 +154,7 @@ RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Resp
     return "there is no such type";
 }
 
-bool RequestHandler::changesTheDevice(Type type) const {
+bool RequestHandler::changesDevice(Type type) const {
     switch (type) {
     case Type::Close:
     case Type::Read8:
@@ -172,16 +172,16 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     if (name.empty()) {
         return "it names no device";
     }
-    std::string obstacle;
+    std::string reason;
     std::shared_ptr<ServedDevice> device;
     try {
-        device = m_devices.open(name, obstacle);
+        device = m_devices.open(name, reason);
     } catch (const std::exception& exception) {
-        obstacle = exception.what();
+        reason = exception.what();
     }
     if (!device) {
         RYNVELD_TRACE_OF(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
-                         ": ", obstacle, ".");
+                         ": ", reason, ".");
         return "the device cannot be opened";
     }
     m_name = name;
@@ -199,9 +199,9 @@ RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned in
         return "nothing is to be read";
     }
     std::array<std::uint32_t, Rynvel::recordCapacity> values{};
-    const Outcome outcome = items == 1
-                                ? registers.read(request.getAddress(), values[0])
-                                : registers.read(request.getAddress(), values.data(), items, request.getByteOrder());
+    const AccessResult outcome =
+        items == 1 ? registers.read(request.getAddress(), values[0])
+                   : registers.read(request.getAddress(), values.data(), items, request.getByteOrder());
     for (std::uint32_t i = 0; i < items; ++i) {
         response.addValue(values[i]);
     }

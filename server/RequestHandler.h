@@ -49,7 +49,7 @@ private:
     /** Null when the request has been done, else why it is refused. */
     using Refusal = const char*;
 
-    const char* malformation(const Rynvel::Request& request) const;
+    const char* findProtocolError(const Rynvel::Request& request) const;
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
@@ -61,13 +61,13 @@ private:
     Refusal disableInterrupt();
     Refusal waitForInterrupt();
     Refusal raiseInterrupt(const Rynvel::Request& request);
-    bool changesTheDevice(Rynvel::RequestData::Type type) const;
+    bool changesDevice(Rynvel::RequestData::Type type) const;
 
     ServedDevices& m_devices;
     const Policy& m_policy;
     const Peer m_peer;
     /** Whether the connection has begun with an Open. */
-    bool m_hasBegun = false;
+    bool m_hasSentOpen = false;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;
 };

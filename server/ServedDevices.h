@@ -23,7 +23,7 @@ namespace Rynveld {
 class ServedDevice {
 public:
     /** @param simulated the device's interrupt when it is simulated, else null. */
-    ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceKind& kind,
+    ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceTypeInfo& kind,
                  SimulatedInterrupt* simulated);
 
     Common::RegisterDevice& registers() { return *m_registers; }
@@ -34,7 +34,7 @@ public:
 
 private:
     const std::unique_ptr<Common::RegisterDevice> m_registers;
-    const Common::DeviceKind& m_kind;
+    const Common::DeviceTypeInfo& m_kind;
     SimulatedInterrupt* const m_simulated;
     InterruptWaiter m_waiter;
 };
@@ -47,13 +47,13 @@ public:
     /**
      * A device of this machine is closed when its last client lets go of it; a simulated one keeps its registers.
      *
-     * @return null when it is not served or cannot be opened; then `obstacle` says why.
+     * @return null when it is not served or cannot be opened; then `reason` says why.
      */
-    std::shared_ptr<ServedDevice> open(const std::string& name, std::string& obstacle);
+    std::shared_ptr<ServedDevice> open(const std::string& name, std::string& reason);
 
 private:
     /** Where a device is that is served, open or not. */
-    struct Place {
+    struct Slot {
         /** Held while the device is being opened, for as long as that takes. */
         std::mutex mutex;
         /** The device is let go of before its file is closed: it is opened anew after that. */
@@ -66,13 +66,13 @@ private:
 
     class OpenDevice;
 
-    Place& placeOf(const std::string& name);
-    std::shared_ptr<ServedDevice> openAt(Place& place, const Rynvel::MemoryDevice& row, std::string& obstacle);
-    std::unique_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& obstacle);
+    Slot& slotOf(const std::string& name);
+    std::shared_ptr<ServedDevice> openAt(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason);
+    std::unique_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& reason);
 
     const Policy& m_policy;
     std::mutex m_mutex;
-    std::map<std::string, Place> m_places;
+    std::map<std::string, Slot> m_slots;
 };
 
 } // namespace Rynveld

@@ -109,7 +109,7 @@ void useSmallStacks() {
  * The signals that end the server, as a descriptor. No thread that is made from now on receives them: a handler in
  * whatever a thread is at would have to be safe there.
  */
-int endingSignals() {
+int terminationSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
@@ -125,23 +125,23 @@ int endingSignals() {
 } // namespace
 
 Server::Server(const Options& options)
-    : m_options(options), m_devices(options.policy), m_signals(m_io, endingSignals()), m_leftOutTimer(m_io) {
+    : m_options(options), m_devices(options.policy), m_signals(m_io, terminationSignals()), m_suppressedTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
     // The end of the terminal that it was started from is not its own.
     std::signal(SIGHUP, SIG_IGN);
     Common::FaultGuard::install();
-    handleWakeUps();
+    installWakeUpHandler();
     useSmallStacks();
     listen();
 }
 
 Server::~Server() {
     stop();
-    awaitClients();
+    waitForClients();
     for (auto& client : m_clients) {
         client.thread.join();
     }
-    traceLeftOut(TraceLimit::Time::max());
+    traceSuppressed(TraceLimit::Time::max());
 }
 
 void Server::listen() {
@@ -183,8 +183,8 @@ void Server::run() {
             stop();
         }
     });
-    startTickers();
-    watchLeftOutTraces();
+    startInterruptTimers();
+    scheduleSuppressedReport();
     for (auto& listener : m_listeners) {
         accept(listener);
     }
@@ -198,7 +198,7 @@ void Server::accept(Listener& listener) {
             return;
         }
         if (error) {
-            acceptLater(listener, error);
+            retryAccept(listener, error);
             return;
         }
         std::error_code gone;
@@ -211,7 +211,7 @@ void Server::accept(Listener& listener) {
 }
 
 // Until descriptors or memory are there again.
-void Server::acceptLater(Listener& listener, const std::error_code& reason) {
+void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "No client can be accepted: ", reason.message(),
                      ".");
     listener.again.expires_after(std::chrono::milliseconds(100));
@@ -287,37 +287,37 @@ void Server::remove(Clients::iterator client) {
     m_clients.erase(client);
 }
 
-void Server::startTickers() {
+void Server::startInterruptTimers() {
     for (const auto& [name, period] : m_options.interruptPeriods) {
-        std::string obstacle;
-        m_tickers.push_back({m_devices.open(name, obstacle), period, asio::steady_timer(m_io)});
-        tick(m_tickers.back());
+        std::string reason;
+        m_interruptTimers.push_back({m_devices.open(name, reason), period, asio::steady_timer(m_io)});
+        schedule(m_interruptTimers.back());
     }
 }
 
-void Server::tick(Ticker& ticker) {
-    ticker.timer.expires_after(ticker.period);
-    ticker.timer.async_wait([this, &ticker](const std::error_code& /*error*/) {
+void Server::schedule(InterruptTimer& interruptTimer) {
+    interruptTimer.timer.expires_after(interruptTimer.period);
+    interruptTimer.timer.async_wait([this, &interruptTimer](const std::error_code& /*error*/) {
         if (!m_stopped) {
-            ticker.device->simulatedInterrupt()->raise(std::nullopt);
-            tick(ticker);
+            interruptTimer.device->simulatedInterrupt()->raise(std::nullopt);
+            schedule(interruptTimer);
         }
     });
 }
 
 // A client that stops its flood causes no further line, which would tell the count.
-void Server::watchLeftOutTraces() {
-    m_leftOutTimer.expires_after(TraceLimit::period);
-    m_leftOutTimer.async_wait([this](const std::error_code& /*error*/) {
+void Server::scheduleSuppressedReport() {
+    m_suppressedTimer.expires_after(TraceLimit::period);
+    m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
         if (!m_stopped) {
-            traceLeftOut(std::chrono::steady_clock::now());
-            watchLeftOutTraces();
+            traceSuppressed(std::chrono::steady_clock::now());
+            scheduleSuppressedReport();
         }
     });
 }
 
-void Server::traceLeftOut(TraceLimit::Time now) {
-    for (const auto& each : m_traceLimit.takeLeftOut(now)) {
+void Server::traceSuppressed(TraceLimit::Time now) {
+    for (const auto& each : m_traceLimit.takeSuppressed(now)) {
         RYNVELD_TRACE(failure, "Lines left out", each.host.empty() ? "" : " about " + each.host, ": ", each.count, " (",
                       each.cause, ").");
     }
@@ -336,17 +336,17 @@ void Server::stop() {
         listener.again.cancel();
     }
     m_signals.cancel(ignored);
-    for (auto& ticker : m_tickers) {
-        ticker.timer.cancel();
+    for (auto& interruptTimer : m_interruptTimers) {
+        interruptTimer.timer.cancel();
     }
-    m_leftOutTimer.cancel();
+    m_suppressedTimer.cancel();
     for (const auto& client : m_clients) {
         client.session->stop();
     }
 }
 
 // Most operations on devices end by themselves in no time, and are better not interrupted.
-void Server::awaitClients() {
+void Server::waitForClients() {
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();
     bool isTraced = false;
@@ -354,7 +354,7 @@ void Server::awaitClients() {
         std::this_thread::sleep_for(1ms);
         const auto time = std::chrono::steady_clock::now() - begin;
         if (time > 300ms) {
-            wakeUpClients();
+            interruptClients();
         }
         if (time > 1s && !isTraced) {
             traceClients();
@@ -367,7 +367,7 @@ bool Server::haveClientsEnded() const {
     return std::all_of(m_clients.begin(), m_clients.end(), [](const Client& client) { return client.hasEnded.load(); });
 }
 
-void Server::wakeUpClients() {
+void Server::interruptClients() {
     for (auto& client : m_clients) {
         if (!client.hasEnded) {
             wakeUp(client.thread);

@@ -71,7 +71,7 @@ private:
     using Clients = std::list<Client>;
 
     /** Raises the interrupt of a simulated device again and again. */
-    struct Ticker {
+    struct InterruptTimer {
         std::shared_ptr<ServedDevice> device;
         std::chrono::milliseconds period;
         asio::steady_timer timer;
@@ -80,21 +80,21 @@ private:
     void listen();
     void listenOn(const std::vector<int>& sockets);
     void accept(Listener& listener);
-    void acceptLater(Listener& listener, const std::error_code& reason);
+    void retryAccept(Listener& listener, const std::error_code& reason);
     void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
     std::size_t connectionsOf(const std::string& host) const;
     bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
     void serve(int descriptor, const Peer& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
-    void startTickers();
-    void tick(Ticker& ticker);
-    void watchLeftOutTraces();
-    void traceLeftOut(TraceLimit::Time now);
+    void startInterruptTimers();
+    void schedule(InterruptTimer& interruptTimer);
+    void scheduleSuppressedReport();
+    void traceSuppressed(TraceLimit::Time now);
     void stop();
-    void awaitClients();
+    void waitForClients();
     bool haveClientsEnded() const;
-    void wakeUpClients();
+    void interruptClients();
     void traceClients() const;
 
     bool m_stopped = false;
@@ -104,8 +104,8 @@ private:
     asio::io_context m_io;
     std::list<Listener> m_listeners;
     asio::posix::stream_descriptor m_signals;
-    std::list<Ticker> m_tickers;
-    asio::steady_timer m_leftOutTimer;
+    std::list<InterruptTimer> m_interruptTimers;
+    asio::steady_timer m_suppressedTimer;
     Clients m_clients;
 };
 

@@ -39,16 +39,16 @@ void Session::end() {
 
 bool Session::answer(const Rynvel::Request& request) {
     disarm();
-    const Mishap mishap = m_faults.next();
-    if (mishap.disconnects) {
+    const InjectedFaults faults = m_faults.next();
+    if (faults.disconnects) {
         return false;
     }
-    Rynvel::Response response = mishap.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
+    Rynvel::Response response = faults.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
     const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
     if (waits && response.isSuccessful() && !arm()) {
         response = m_handler.refuse(request, "the system has no thread or no descriptor left");
     }
-    if (!send(response, mishap)) {
+    if (!send(response, faults)) {
         return false;
     }
     if (m_armed) {
@@ -83,11 +83,11 @@ void Session::stop() {
     m_socket.shutDown();
 }
 
-bool Session::send(const Rynvel::Response& response, const Mishap& mishap) const {
-    if (mishap.delay.count() > 0 && !m_socket.pause(mishap.delay)) {
+bool Session::send(const Rynvel::Response& response, const InjectedFaults& faults) const {
+    if (faults.delay.count() > 0 && !m_socket.pause(faults.delay)) {
         return false;
     }
-    return mishap.split.count() > 0 ? m_socket.sendInHalves(response, mishap.split) : m_socket.send(response);
+    return faults.split.count() > 0 ? m_socket.sendInHalves(response, faults.split) : m_socket.send(response);
 }
 
 // The connection is armed before its client knows: what other clients do after that is not undone by the arming, and no

@@ -45,7 +45,7 @@ private:
     bool answer(const Rynvel::Request& request);
     Rynvel::Response handle(const Rynvel::Request& request);
     void show(const std::string& deviceName);
-    bool send(const Rynvel::Response& response, const Mishap& mishap) const;
+    bool send(const Rynvel::Response& response, const InjectedFaults& faults) const;
     bool arm();
     void disarm();
     void end();
@@ -54,7 +54,7 @@ private:
     const Peer m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
-    FaultPlan m_faults;
+    FaultInjector m_faults;
     /** Null when the connection is not armed. */
     std::shared_ptr<ServedDevice> m_armed;
 

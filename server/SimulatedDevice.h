@@ -15,7 +15,7 @@
 #include <rynvel.hpp>
 
 #include "Descriptor.h"
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 #include "RegisterDevice.h"
 
 namespace Rynveld {
@@ -39,13 +39,13 @@ public:
     void disable();
     /** Blocks until there is one; false when a signal came first. */
     bool receive(unsigned long* word);
-    int descriptor() const { return m_ends[0].number(); }
+    int descriptor() const { return m_sockets[0].number(); }
 
 private:
     void deliver(std::uint32_t word);
 
     /** What is sent into the second comes out of the first. */
-    std::array<Common::Descriptor, 2> m_ends;
+    std::array<Common::Descriptor, 2> m_sockets;
     std::mutex m_mutex;
     std::uint32_t m_count = 0;
     bool m_enabled = false;
@@ -60,7 +60,7 @@ struct Simulation {
 };
 
 /** A device of the kind, with all registers 0 and its interrupt disabled. */
-Simulation simulate(const std::string& name, const Common::DeviceKind& kind);
+Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& kind);
 
 } // namespace Rynveld
 

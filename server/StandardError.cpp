@@ -11,7 +11,7 @@ namespace Rynveld {
 namespace {
 
 // The mode would be that of every process which has the terminal or pipe from the same parent: it is opened anew.
-bool openAnew() {
+bool reopenNonBlocking() {
     const Common::Descriptor own(::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!own.isOpen()) {
         return false;
@@ -22,18 +22,18 @@ bool openAnew() {
 
 // For what cannot be opened anew: a socket, which a service manager makes for the service alone, and a terminal or pipe
 // of another user. There the server's clients come first.
-void changeMode() { ::fcntl(STDERR_FILENO, F_SETFL, ::fcntl(STDERR_FILENO, F_GETFL) | O_NONBLOCK); }
+void setNonBlocking() { ::fcntl(STDERR_FILENO, F_SETFL, ::fcntl(STDERR_FILENO, F_GETFL) | O_NONBLOCK); }
 
 } // namespace
 
-void neverBlockOnStandardError() {
+void makeStandardErrorNonBlocking() {
     struct stat status {};
     if (::fstat(STDERR_FILENO, &status) != 0) {
         return;
     }
     const bool mayBlock = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode) || S_ISSOCK(status.st_mode);
-    if (mayBlock && (S_ISSOCK(status.st_mode) || !openAnew())) {
-        changeMode();
+    if (mayBlock && (S_ISSOCK(status.st_mode) || !reopenNonBlocking())) {
+        setNonBlocking();
     }
 }
 

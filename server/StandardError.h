@@ -12,7 +12,7 @@ namespace Rynveld {
  * that stands still would otherwise hold the thread that traces, and with it the clients that it serves and the end of
  * the process.
  */
-void neverBlockOnStandardError();
+void makeStandardErrorNonBlocking();
 
 } // namespace Rynveld
 

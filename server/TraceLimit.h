@@ -24,10 +24,10 @@ class TraceLimit {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    static constexpr std::size_t linesInAPeriod = 20;
+    static constexpr std::size_t linesPerPeriod = 20;
     static constexpr std::chrono::seconds period{10};
     /** Further hosts share one entry for each cause. */
-    static constexpr std::size_t mostEntries = 1000;
+    static constexpr std::size_t maxEntries = 1000;
     static constexpr const char* otherHosts = "other hosts";
 
     /**
@@ -39,26 +39,26 @@ public:
                                      Time now = std::chrono::steady_clock::now());
 
     /** Lines of a period that has ended and that no later line has counted. */
-    struct LeftOut {
+    struct Suppressed {
         std::string host;
         std::string cause;
         std::size_t count;
     };
     /** Each is told once. */
-    std::vector<LeftOut> takeLeftOut(Time now);
+    std::vector<Suppressed> takeSuppressed(Time now);
 
 private:
     struct Entry {
         Time end;
         std::size_t lines;
-        std::size_t leftOut;
+        std::size_t suppressed;
     };
 
     /** Host and cause. */
     using Key = std::pair<std::string, std::string>;
 
     Entry& entryOf(const Key& key, Time now);
-    void makeRoom(Time now);
+    void removeQuietEntries(Time now);
 
     std::mutex m_mutex;
     std::map<Key, Entry> m_entries;

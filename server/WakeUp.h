@@ -10,7 +10,7 @@
 namespace Rynveld {
 
 /** Prepares the process: its signal interrupts a system call instead of ending the process. */
-void handleWakeUps();
+void installWakeUpHandler();
 
 /**
  * Interrupts the system call that the thread blocks in. It has no effect on one that has not yet begun, so that it is

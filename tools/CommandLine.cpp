@@ -58,10 +58,10 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     std::for_each(argv + std::min(argc, 1), argv + argc, requireWord);
     const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
-    case Common::ParseResult::Kind::Answered:
+    case Common::ParseResult::Kind::InfoRequested:
         Output(Format::Text, CommandTime(std::nullopt)).write(result.text);
         return false;
-    case Common::ParseResult::Kind::Wrong:
+    case Common::ParseResult::Kind::Invalid:
         throw wrongUsage(result.text);
     default:
         return true;

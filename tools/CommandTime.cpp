@@ -15,7 +15,7 @@ CommandTime::CommandTime(std::optional<std::chrono::milliseconds> limit)
     : m_limit(limit), m_deadline(limit ? Common::Deadline(*limit) : Common::Deadline()) {}
 
 void CommandTime::require(const std::string& name) const {
-    if (m_deadline.isOver()) {
+    if (m_deadline.hasPassed()) {
         throw Failure(ExitStatus::TimedOut, name + ": not done within " + limit());
     }
 }

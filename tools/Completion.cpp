@@ -142,7 +142,7 @@ private:
     Words argumentValues() const {
         std::size_t place = 0;
         for (const OptionDescription& argument : m_command->options) {
-            if (argument.isPositional && (place++ == m_arguments || argument.takesSeveral)) {
+            if (argument.isPositional && (place++ == m_arguments || argument.takesMultipleValues)) {
                 return valuesCalled(argument.names.front());
             }
         }

@@ -24,15 +24,15 @@ struct IoctlOptions {
     std::string argument;
 };
 
-std::optional<bool> presenceOf(const Rynvel::MemoryDevice& row, const Common::DeviceKind* kind) {
+std::optional<bool> presenceOf(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo* kind) {
     if (kind != nullptr && kind->access == Common::Access::Remote) {
         return std::nullopt;
     }
-    return Common::isPresent(row);
+    return Common::deviceFileExists(row);
 }
 
 ListedDevice listed(const Rynvel::MemoryDevice& row, std::size_t handle) {
-    const Common::DeviceKind* const kind = Common::findKind(row.m_type);
+    const Common::DeviceTypeInfo* const kind = Common::findDeviceTypeInfo(row.m_type);
     return {row.m_name,
             handle,
             row.m_devicePath,
@@ -56,7 +56,7 @@ void list(const Session& session, const NoOptions& /*options*/) {
     DeviceList devices;
     std::vector<std::string> problems;
     for (std::size_t handle = 0; handle < rows.size(); ++handle) {
-        const std::string problem = Common::disagreement(rows[handle], handle);
+        const std::string problem = Common::describeMismatch(rows[handle], handle);
         if (problem.empty()) {
             devices.push_back(listed(rows[handle], handle));
         } else {

@@ -122,7 +122,7 @@ public:
                 ++m_received;
                 return *word;
             }
-            if (deadline.isOver()) {
+            if (deadline.hasPassed()) {
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + complaint());
             }
             // Somebody else has taken what was ready, or the driver calls itself ready at any time.
@@ -139,7 +139,7 @@ private:
         std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
         int count = 0;
         do {
-            count = ::poll(ready.data(), ready.size(), deadline.pollTime());
+            count = ::poll(ready.data(), ready.size(), deadline.pollTimeout());
         } while (count == -1 && errno == EINTR);
         if (ready[0].revents == 0 && ready[1].revents != 0) {
             throw OutputClosed();
@@ -148,7 +148,7 @@ private:
     }
 
     std::string complaint() const {
-        if (m_each && !m_time.deadline().isOver()) {
+        if (m_each && !m_time.deadline().hasPassed()) {
             return "no interrupt within " + describe(*m_each);
         }
         const std::string progress = std::to_string(m_received) + " of " + std::to_string(m_count) + " interrupts";

@@ -9,12 +9,12 @@ namespace Rynvelctl {
 
 namespace {
 
-using Common::Outcome;
+using Common::AccessResult;
 
 Common::OpenedDevice opened(const Target& target) {
     Common::OpenedDevice device = Common::openDevice(target.row);
     if (!device.device) {
-        throw Failure(ExitStatus::Unreachable, target.name() + ": " + device.probe.obstacle);
+        throw Failure(ExitStatus::Unreachable, target.name() + ": " + device.probe.reason);
     }
     return device;
 }
@@ -39,11 +39,11 @@ template <typename Operation>
 void LocalDevice::access(const std::string& action, const Operation& operation) {
     m_time.require(m_target.name());
     errno = 0;
-    const Outcome outcome = operation();
-    if (outcome == Outcome::Faulted) {
+    const AccessResult outcome = operation();
+    if (outcome == AccessResult::BusError) {
         throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " ended in a bus error");
     }
-    require(outcome == Outcome::Done, action);
+    require(outcome == AccessResult::Success, action);
 }
 
 std::uint32_t LocalDevice::read(const RegisterRange& range) {

@@ -10,7 +10,7 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr Common::Notation everyNotation{true, true};
+constexpr Common::NumberFormat everyNotation{true, true};
 
 std::string quoted(const std::string& what, const std::string& text) { return what + " '" + text + "'"; }
 
@@ -29,7 +29,7 @@ std::uint32_t parseNumber(const std::string& what, const std::string& text) {
 
 std::uint32_t parseValue(const std::string& what, const std::string& text, unsigned int width) {
     const std::uint32_t value = parseNumber(what, text);
-    if (value > largestValue(width)) {
+    if (value > maxValue(width)) {
         throw wrongUsage(quoted(what, text) + " does not fit in " + std::to_string(width) + " bits");
     }
     return value;

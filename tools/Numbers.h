@@ -24,7 +24,7 @@ std::uint32_t parseValue(const std::string& what, const std::string& text, unsig
 /** @throws Failure when the text is no number from 1 to `most`. */
 std::uint32_t parseCount(const std::string& what, const std::string& text, std::uint32_t most = UINT32_MAX);
 
-using Common::largestValue;
+using Common::maxValue;
 
 /** A value as `width` bits of hexadecimal digits after 0x. */
 std::string hexadecimal(std::uint32_t value, unsigned int width = 32);

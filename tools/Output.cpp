@@ -30,7 +30,7 @@ std::string formatted(Format format, const Report& report) {
 /** Waits until standard output takes something; returns, too, when it is broken, which a write tells. */
 void awaitRoom(const CommandTime& time) {
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    while (::poll(&output, 1, time.deadline().pollTime()) <= 0) {
+    while (::poll(&output, 1, time.deadline().pollTimeout()) <= 0) {
         time.require("standard output");
     }
 }

@@ -149,7 +149,7 @@ Reading readSingly(OpenDevice& device, const RegisterRange& range, Rynvel::ByteO
     Reading reading;
     try {
         for (std::uint32_t i = 0; i < range.count(); ++i) {
-            reading.values.push_back(Common::inOrder(device.read(range[i]), range.device().width(), order));
+            reading.values.push_back(Common::inByteOrder(device.read(range[i]), range.device().width(), order));
         }
     } catch (const Failure& failure) {
         reading.failure = failure;
@@ -222,7 +222,7 @@ std::vector<RegisterRange> registersOf(const Target& target, const WatchOptions&
 /** Lets the time pass, or notices that nobody reads standard output any more. */
 void pause(const Common::Deadline& end) {
     pollfd output{STDOUT_FILENO, 0, 0};
-    if (poll(&output, 1, end.pollTime()) > 0) {
+    if (poll(&output, 1, end.pollTimeout()) > 0) {
         throw OutputClosed();
     }
 }

@@ -36,8 +36,8 @@ void RegisterRange::requireAddresses() const {
                          "at its server decides what the address is there");
     }
     // What goes over SPI is the byte address, whatever the library is given.
-    const Common::DeviceKind& kind = m_device->kind;
-    const std::uint32_t perRegister = kind.access == Common::Access::Spi ? bytes() : kind.addressStep;
+    const Common::DeviceTypeInfo& kind = m_device->kind;
+    const std::uint32_t perRegister = kind.access == Common::Access::Spi ? bytes() : kind.addressStride;
     if (lastIndex * step() > UINT32_MAX || lastIndex * perRegister > UINT32_MAX) {
         throw wrongUsage(m_device->name() + ": " + std::to_string(m_count) + " registers from " + addressText() +
                          " on go beyond the last address");

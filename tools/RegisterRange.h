@@ -48,7 +48,7 @@ public:
     /** The same address as the user reads it. */
     std::string addressText() const;
     /** The address of the first register that the device takes. */
-    std::uint32_t deviceAddress() const { return m_index * m_device->kind.addressStep; }
+    std::uint32_t deviceAddress() const { return m_index * m_device->kind.addressStride; }
 
 private:
     void requireAddresses() const;

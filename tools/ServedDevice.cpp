@@ -63,7 +63,7 @@ std::optional<std::uint32_t> ServedDevice::receiveInterrupt(const Common::Deadli
             try {
                 return m_device.receiveInterrupt(earliest);
             } catch (const Common::ExchangeError&) {
-                if (deadline.isOver()) {
+                if (deadline.hasPassed()) {
                     return std::nullopt;
                 }
                 throw;

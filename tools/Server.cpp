@@ -42,7 +42,7 @@ Server::Server(const std::string& address, const CommandTime& time) : m_address(
 
 std::string Server::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
 
-Common::Deadlines Server::deadlines() const {
+Common::DeadlineFactory Server::deadlines() const {
     return [time = m_time] { return time.answerDeadline(); };
 }
 

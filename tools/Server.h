@@ -29,7 +29,7 @@ public:
     std::string name() const;
 
     /** When the server must have answered. */
-    Common::Deadlines deadlines() const;
+    Common::DeadlineFactory deadlines() const;
 
     /**
      * Calls what exchanges records with the server.

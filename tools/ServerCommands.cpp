@@ -23,7 +23,7 @@ std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const s
 }
 
 std::unique_ptr<Common::RecordConnection> connectTo(const Server& server, const std::string& deviceName) {
-    const Common::Deadlines deadlines = server.deadlines();
+    const Common::DeadlineFactory deadlines = server.deadlines();
     auto connection = std::make_unique<Common::RecordConnection>(server.address(), deadlines());
     if (deviceName.empty()) {
         // A server may hang up on a client that does not begin by opening a device, whatever it names.

@@ -48,7 +48,7 @@ private:
     CommandTime m_time;
     Output m_output;
     std::optional<Server> m_server;
-    const Common::DeviceKind* m_type = nullptr;
+    const Common::DeviceTypeInfo* m_type = nullptr;
 };
 
 } // namespace Rynvelctl

@@ -11,19 +11,19 @@ namespace Rynvelctl {
 
 namespace {
 
-using Common::DeviceKind;
+using Common::DeviceTypeInfo;
 
 constexpr std::size_t longestName = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
-const DeviceKind& kindOf(const Rynvel::MemoryDevice& row) {
-    const DeviceKind* const kind = Common::findKind(row.m_type);
+const DeviceTypeInfo& kindOf(const Rynvel::MemoryDevice& row) {
+    const DeviceTypeInfo* const kind = Common::findDeviceTypeInfo(row.m_type);
     if (kind == nullptr) {
         throw wrongUsage(row.m_name + ": there is no backend for its type");
     }
     return *kind;
 }
 
-const DeviceKind& kindHere(const std::string& name) {
+const DeviceTypeInfo& kindHere(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw wrongUsage("--type is needed: no device '" + name + "' is known here");
@@ -43,10 +43,10 @@ Rynvel::DeviceType remoteType(unsigned int width) {
 }
 
 /** The types that a server's device may have: one of yet another server is not served. */
-std::vector<const DeviceKind*> servedKinds() {
-    std::vector<const DeviceKind*> kinds;
+std::vector<const DeviceTypeInfo*> servedKinds() {
+    std::vector<const DeviceTypeInfo*> kinds;
     for (std::uint32_t type = 0;; ++type) {
-        const DeviceKind* const kind = Common::findKind(static_cast<Rynvel::DeviceType>(type));
+        const DeviceTypeInfo* const kind = Common::findDeviceTypeInfo(static_cast<Rynvel::DeviceType>(type));
         if (kind == nullptr) {
             return kinds;
         }
@@ -69,7 +69,7 @@ Server serverOf(const Rynvel::MemoryDevice& row, const CommandTime& time) {
     }
 }
 
-Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const DeviceKind* type,
+Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceTypeInfo& kind, const DeviceTypeInfo* type,
                  const CommandTime& time) {
     if (type != nullptr && type->width != kind.width) {
         throw wrongUsage(row.m_name + ": the registers of a " + type->name + " device do not have the " +
@@ -83,12 +83,12 @@ Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& kind, const 
 
 const char* Target::backend() const { return kindOf(row).name; }
 
-Target localTarget(const std::string& name, const DeviceKind* type, const CommandTime& time) {
+Target localTarget(const std::string& name, const DeviceTypeInfo* type, const CommandTime& time) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw wrongUsage("no device '" + name + "' (rynvelctl list shows them)");
     }
-    const DeviceKind& kind = kindOf(*row);
+    const DeviceTypeInfo& kind = kindOf(*row);
     if (kind.access == Common::Access::Remote) {
         return remoteRow(*row, kind, type, time);
     }
@@ -102,28 +102,28 @@ void requireNameFits(const std::string& name) {
     if (name.size() > longestName) {
         throw wrongUsage("the name '" + name + "' is longer than " + std::to_string(longestName) + " characters");
     }
-    if (std::any_of(name.begin(), name.end(), Common::isControl)) {
+    if (std::any_of(name.begin(), name.end(), Common::isControlCharacter)) {
         throw wrongUsage("the name of the device has a control character, which a server does not accept");
     }
 }
 
-Target remoteTarget(const std::string& name, const Server& server, const DeviceKind* type) {
+Target remoteTarget(const std::string& name, const Server& server, const DeviceTypeInfo* type) {
     requireNameFits(name);
-    const DeviceKind& kind = type == nullptr ? kindHere(name) : *type;
+    const DeviceTypeInfo& kind = type == nullptr ? kindHere(name) : *type;
     return {{name, server.name(), 0, remoteType(kind.width)}, kind, server};
 }
 
 std::vector<std::string> servedTypes() {
     std::vector<std::string> names;
-    for (const DeviceKind* const kind : servedKinds()) {
+    for (const DeviceTypeInfo* const kind : servedKinds()) {
         names.emplace_back(kind->name);
     }
     return names;
 }
 
-const DeviceKind& parseType(const std::string& text) {
+const DeviceTypeInfo& parseType(const std::string& text) {
     std::string names;
-    for (const DeviceKind* const kind : servedKinds()) {
+    for (const DeviceTypeInfo* const kind : servedKinds()) {
         if (text == kind->name) {
             return *kind;
         }

@@ -12,7 +12,7 @@
 #include <rynvel.hpp>
 
 #include "CommandTime.h"
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 #include "Server.h"
 
 namespace Rynvelctl {
@@ -20,7 +20,7 @@ namespace Rynvelctl {
 struct Target {
     Rynvel::MemoryDevice row;
     /** What takes the addresses: for a remote device that of the server's device, where it is known. */
-    Common::DeviceKind kind;
+    Common::DeviceTypeInfo kind;
     /** The server of a remote device. */
     std::optional<Server> server;
 
@@ -39,7 +39,7 @@ void requireNameFits(const std::string& name);
  * @param type that of the server's device, when the table has a remote device; null when it is not given.
  * @throws Failure when there is no device of that name, or when the type does not fit it.
  */
-Target localTarget(const std::string& name, const Common::DeviceKind* type, const CommandTime& time);
+Target localTarget(const std::string& name, const Common::DeviceTypeInfo* type, const CommandTime& time);
 
 /**
  * A device at a server.
@@ -47,13 +47,13 @@ Target localTarget(const std::string& name, const Common::DeviceKind* type, cons
  * @param type of the device there; when it is null, that of the device of that name on this machine.
  * @throws Failure when the type is not known, or when no record can carry the name.
  */
-Target remoteTarget(const std::string& name, const Server& server, const Common::DeviceKind* type);
+Target remoteTarget(const std::string& name, const Server& server, const Common::DeviceTypeInfo* type);
 
 /** The names of the types that a server's device may have. */
 std::vector<std::string> servedTypes();
 
 /** @throws Failure when the text is none of them. */
-const Common::DeviceKind& parseType(const std::string& text);
+const Common::DeviceTypeInfo& parseType(const std::string& text);
 
 } // namespace Rynvelctl
 

@@ -75,7 +75,7 @@ TEST_F(ClientSocketTest, FailsToReceiveWhenTheClientGoesInTheMiddle) {
 }
 
 TEST_F(ClientSocketTest, ReceivesThroughSignals) {
-    Rynveld::handleWakeUps();
+    Rynveld::installWakeUpHandler();
     Request received;
     std::promise<pthread_t> thread;
     auto whole = std::async(std::launch::async, [&] {

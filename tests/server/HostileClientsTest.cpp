@@ -490,17 +490,17 @@ std::size_t countOf(const std::string& part, const std::string& text) {
 /** The server hangs up on the clients that send no requests, and does not let them flood its traces. */
 void expectTracesOfASoak(const std::string& text, std::chrono::seconds time) {
     const std::string hungUp = " hung up on: ";
-    const std::string leftOut = "Lines left out about 127.0.0.0/8: ";
+    const std::string suppressed = "Lines left out about 127.0.0.0/8: ";
     const std::string unknown = " cannot be opened for 127.0.0.1:";
     const std::string lost = " does not read its interrupts: one is lost.";
     EXPECT_GT(countOf(hungUp, text), 0U);
     const std::size_t known =
-        countOf(hungUp, text) + countOf(leftOut, text) + countOf(unknown, text) + countOf(lost, text);
+        countOf(hungUp, text) + countOf(suppressed, text) + countOf(unknown, text) + countOf(lost, text);
     EXPECT_EQ(known, countOf("\n", text)) << text;
     constexpr std::size_t causes = 6;
-    constexpr std::size_t linesInAPeriod = 20;
+    constexpr std::size_t linesPerPeriod = 20;
     const auto periods = static_cast<std::size_t>(time / std::chrono::seconds(10)) + 2;
-    EXPECT_LE(countOf(hungUp, text), periods * causes * linesInAPeriod);
+    EXPECT_LE(countOf(hungUp, text), periods * causes * linesPerPeriod);
 }
 
 TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {

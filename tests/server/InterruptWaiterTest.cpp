@@ -33,7 +33,8 @@ using namespace std::chrono_literals;
  */
 class FakeDevice : public Rynvel::Device32 {
 public:
-    explicit FakeDevice(bool waitingEnables = true) : Device("fake"), m_waitingEnables(waitingEnables) {}
+    explicit FakeDevice(bool waitEnablesInterrupt = true)
+        : Device("fake"), m_waitEnablesInterrupt(waitEnablesInterrupt) {}
 
     /** An active source fires whenever it can. */
     void activate() {
@@ -82,7 +83,7 @@ public:
             errno = EINTR;
             return false;
         }
-        if (m_waitingEnables && !enableInterrupt()) {
+        if (m_waitEnablesInterrupt && !enableInterrupt()) {
             return false;
         }
         std::uint32_t received = 0;
@@ -121,7 +122,7 @@ private:
         }
     }
 
-    const bool m_waitingEnables;
+    const bool m_waitEnablesInterrupt;
     std::atomic<bool> m_waitIsInterrupted{false};
     std::atomic<bool> m_enablingBlocks{false};
     const SocketPair m_events{SOCK_DGRAM};
@@ -168,7 +169,7 @@ class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
-    InterruptWaiterTest() { Rynveld::handleWakeUps(); }
+    InterruptWaiterTest() { Rynveld::installWakeUpHandler(); }
 
     Rynveld::TraceLimit m_limit;
     const Rynveld::Peer m_peer{"", "", m_limit};
@@ -329,7 +330,7 @@ TEST_F(InterruptWaiterTest, HoldsOffASourceThatStaysActive) {
         EXPECT_GT(word, last);
         last = word;
     }
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, (words - 1) * InterruptWaiter::usualHoldOff);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, (words - 1) * InterruptWaiter::defaultHoldOff);
 }
 
 TEST_F(InterruptWaiterTest, EndsTheHoldOffWhenAClientEnablesTheInterrupt) {
@@ -459,7 +460,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     EXPECT_GT(kept, 0U);
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
-    EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesInAPeriod);
+    EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesPerPeriod);
     for (const auto& line : lines) {
         EXPECT_EQ(line, "Rynveld 1 traceLoss: Client 10.0.0.7:4711 does not read its interrupts: one is lost.");
     }

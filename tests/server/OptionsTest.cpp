@@ -8,8 +8,8 @@
 namespace RynvelTest {
 namespace {
 
-using Rynveld::Answered;
 using Rynveld::Fault;
+using Rynveld::InfoRequested;
 using Rynveld::Options;
 using namespace std::chrono_literals;
 using Words = std::vector<std::string>;
@@ -182,7 +182,7 @@ TEST(Options, AskForHelp) {
     try {
         parse({"--help"});
         FAIL();
-    } catch (const Answered& answer) {
+    } catch (const InfoRequested& answer) {
         for (const char* option : {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl",
                                    "--max-connections", "--max-connections-per-host", "--idle-timeout", "--simulate",
                                    "--interrupt-every", "--fault", "Exit status"}) {
@@ -195,7 +195,7 @@ TEST(Options, AskForTheVersion) {
     try {
         parse({"--version"});
         FAIL();
-    } catch (const Answered& answer) {
+    } catch (const InfoRequested& answer) {
         EXPECT_EQ(answer.text.compare(0, 8, "rynveld "), 0) << answer.text;
         EXPECT_EQ(answer.text.back(), '\n');
     }

@@ -150,7 +150,7 @@ TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
         EXPECT_FALSE(connection.open("nothing"));
     }
     // A line of each of the two kinds.
-    EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesInAPeriod);
+    EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesPerPeriod);
 }
 
 TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {

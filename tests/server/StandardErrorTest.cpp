@@ -25,7 +25,7 @@ TEST(StandardError, NeverBlocksAndLeavesThePipeOfOthersAsItIs) {
     inChildProcess([] {
         std::array<int, 2> ends{};
         redirectToPipe(ends);
-        Rynveld::neverBlockOnStandardError();
+        Rynveld::makeStandardErrorNonBlocking();
         EXPECT_FALSE(blocks(STDERR_FILENO));
         EXPECT_TRUE(blocks(ends[1]));
     });
@@ -40,7 +40,7 @@ TEST(StandardError, NeverBlocksOnThePipeOfAnotherUser) {
         const uid_t own = ::geteuid();
         // Whoever is not root may not open it either.
         EXPECT_TRUE(own != 0 || ::seteuid(nobody) == 0);
-        Rynveld::neverBlockOnStandardError();
+        Rynveld::makeStandardErrorNonBlocking();
         EXPECT_TRUE(own != 0 || ::seteuid(own) == 0);
         EXPECT_FALSE(blocks(STDERR_FILENO));
     });

@@ -429,21 +429,21 @@ TEST(RecordConnections, ShowTheirRecordsInATrace) {
 }
 
 TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
-    EXPECT_EQ(Deadline().pollTime(), -1);
-    EXPECT_FALSE(Deadline().isOver());
-    EXPECT_TRUE(Deadline(milliseconds(0)).isOver());
-    EXPECT_FALSE(Deadline(longTime).isOver());
-    EXPECT_GT(Deadline(longTime).pollTime(), 0);
+    EXPECT_EQ(Deadline().pollTimeout(), -1);
+    EXPECT_FALSE(Deadline().hasPassed());
+    EXPECT_TRUE(Deadline(milliseconds(0)).hasPassed());
+    EXPECT_FALSE(Deadline(longTime).hasPassed());
+    EXPECT_GT(Deadline(longTime).pollTimeout(), 0);
 }
 
 TEST(Deadlines, ComeInAnOrder) {
     const Deadline soon(shortTime);
     const Deadline late(longTime);
-    EXPECT_EQ(Deadline::earlier(soon, late).moment(), soon.moment());
-    EXPECT_EQ(Deadline::earlier(late, soon).moment(), soon.moment());
-    EXPECT_EQ(Deadline::earlier(Deadline(), late).moment(), late.moment());
-    EXPECT_EQ(Deadline::earlier(late, Deadline()).moment(), late.moment());
-    EXPECT_EQ(Deadline::earlier(Deadline(), Deadline()).moment(), std::nullopt);
+    EXPECT_EQ(Deadline::earlier(soon, late).timePoint(), soon.timePoint());
+    EXPECT_EQ(Deadline::earlier(late, soon).timePoint(), soon.timePoint());
+    EXPECT_EQ(Deadline::earlier(Deadline(), late).timePoint(), late.timePoint());
+    EXPECT_EQ(Deadline::earlier(late, Deadline()).timePoint(), late.timePoint());
+    EXPECT_EQ(Deadline::earlier(Deadline(), Deadline()).timePoint(), std::nullopt);
 }
 
 } // namespace

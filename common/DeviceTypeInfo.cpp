@@ -1,12 +1,12 @@
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 
 namespace Common {
 
 // A type without a kind does not compile.
-const DeviceKind* findKind(Rynvel::DeviceType type) {
+const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type) {
 #define KIND(TYPE, ...)                                                                                                \
     case Rynvel::DeviceType::TYPE: {                                                                                   \
-        static constexpr DeviceKind kind{#TYPE, __VA_ARGS__};                                                          \
+        static constexpr DeviceTypeInfo kind{#TYPE, __VA_ARGS__};                                                      \
         return &kind;                                                                                                  \
     }
     switch (type) {

@@ -2,8 +2,8 @@
  * @file
  * What the programs beside the library know of each kind of backend.
  */
-#ifndef RYNVEL_COMMON_DEVICEKIND_H
-#define RYNVEL_COMMON_DEVICEKIND_H
+#ifndef RYNVEL_COMMON_DEVICETYPEINFO_H
+#define RYNVEL_COMMON_DEVICETYPEINFO_H
 
 #include <rynvel.hpp>
 
@@ -12,7 +12,7 @@ namespace Common {
 /** What a backend reaches its registers through. */
 enum class Access { Seekable, Mapped, Spi, Remote };
 
-struct DeviceKind {
+struct DeviceTypeInfo {
     /** As in a device description file, for instance "Uio32". */
     const char* name;
     Access access;
@@ -20,13 +20,13 @@ struct DeviceKind {
     unsigned int width;
     bool hasInterrupts;
     /** Whether waiting for an interrupt enables it first. */
-    bool waitingEnables;
+    bool waitEnablesInterrupt;
     /** Bytes from one register to the next, in addresses of the device: 1 where an address is a register index. */
-    unsigned int addressStep;
+    unsigned int addressStride;
 };
 
 /** The kind of a device type; null for a value that names none. */
-const DeviceKind* findKind(Rynvel::DeviceType type);
+const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type);
 
 } // namespace Common
 

@@ -2,8 +2,8 @@
  * @file
  * Lets the library use files that are open already.
  */
-#ifndef RYNVEL_COMMON_HANDOVER_H
-#define RYNVEL_COMMON_HANDOVER_H
+#ifndef RYNVEL_COMMON_PREOPENEDFILES_H
+#define RYNVEL_COMMON_PREOPENEDFILES_H
 
 #include <cstddef>
 #include <memory>
@@ -46,12 +46,12 @@ private:
  * - LinuxIo, by which the backends open and map, is a member of theirs without virtual functions. A way to give them
  *   another one would change the library's binary interface for the sake of two programs.
  */
-class HandOver {
+class PreopenedFiles {
 public:
-    HandOver();
-    HandOver(const HandOver&) = delete;
-    HandOver& operator=(const HandOver&) = delete;
-    ~HandOver();
+    PreopenedFiles();
+    PreopenedFiles(const PreopenedFiles&) = delete;
+    PreopenedFiles& operator=(const PreopenedFiles&) = delete;
+    ~PreopenedFiles();
 
     /** Opens a file, to hand it over once. @return the descriptor; -1, with errno set, when the system refuses. */
     int open(const std::string& path, int flags);
@@ -67,7 +67,7 @@ public:
     /** Whether nobody has taken the mapping. */
     bool hasMapping() const { return m_mapping != nullptr; }
     /** What will be left of the taken mapping when the library has unmapped it; null without an offset. */
-    std::shared_ptr<MappedRange> takeLeftover() const;
+    std::shared_ptr<MappedRange> takeRemainder() const;
 
     /** A descriptor for the path; -1 when there is none, or none any more. */
     int take(const char* path);
@@ -86,8 +86,8 @@ private:
     std::size_t m_size = 0;
     /** The mapping with the addresses that are reserved behind it. */
     void* m_begin = nullptr;
-    std::size_t m_whole = 0;
-    std::size_t m_leftoverSize = 0;
+    std::size_t m_reservedSize = 0;
+    std::size_t m_remainderSize = 0;
 };
 
 } // namespace Common
