@@ -6,12 +6,12 @@ namespace Common {
 
 namespace {
 
-/** What this thread's guarded access has lockedByThisThread. */
+/** The mutex that the guarded access of this thread has locked; null if none. */
 thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// An access may lock and unlock more than once, as the masked write of an FPGA register does.
+// An access may lock and unlock more than once: the masked write of an FPGA register does.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();

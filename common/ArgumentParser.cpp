@@ -59,7 +59,7 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** How many letters must change, come, go or swap with their neighbour to turn one word into the other. */
+/** How many letters you must replace, insert, delete or swap with their neighbour to turn one word into the other. */
 std::size_t editDistance(const std::string& one, const std::string& other) {
     std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
     std::iota(table[0].begin(), table[0].end(), 0U);
@@ -76,24 +76,24 @@ std::size_t editDistance(const std::string& one, const std::string& other) {
     return table[one.size()][other.size()];
 }
 
-/** The name of the command that a word is meant to be; empty when it is like none. */
+/** The name of the command that resembles the word most; empty if none resembles it. */
 std::string closestCommand(const CLI::App& app, const std::string& word) {
     constexpr std::size_t maxDistance = 2;
-    std::string likeliest;
-    std::size_t least = std::min(maxDistance, word.size() - 1) + 1;
+    std::string closest;
+    std::size_t best = std::min(maxDistance, word.size() - 1) + 1;
     for (const CLI::App* const command : app.get_subcommands({})) {
         const std::size_t mistakes = editDistance(word, command->get_name());
-        if (mistakes < least) {
-            likeliest = command->get_name();
-            least = mistakes;
+        if (mistakes < best) {
+            closest = command->get_name();
+            best = mistakes;
         }
     }
-    return likeliest;
+    return closest;
 }
 
 /**
- * Says what is wrong with words that nothing takes; a program with commands wants the first of them to be one. What
- * follows an unknown option may be its value.
+ * The error message for words that no option or argument takes. Only the first word is reported: the words after an
+ * unknown option may be its values.
  */
 std::string errorMessage(const CLI::App& app, const CLI::ExtrasError& error) {
     const std::string word = app.remaining().front();
@@ -103,8 +103,8 @@ std::string errorMessage(const CLI::App& app, const CLI::ExtrasError& error) {
     if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
         return error.what();
     }
-    const std::string meant = closestCommand(app, word);
-    return "unknown command '" + word + "'" + (meant.empty() ? "" : " (did you mean '" + meant + "'?)");
+    const std::string suggestion = closestCommand(app, word);
+    return "unknown command '" + word + "'" + (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
 }
 
 } // namespace
@@ -146,7 +146,7 @@ OptionReference Command::addOption(const std::string& names, const std::string& 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
                                    std::size_t lowest, std::size_t highest, const std::string& summary) const {
     CLI::Option& option = addValue(*m_app, names, valueName, value, summary);
-    // Without a description of its own the range would be part of the value's name.
+    // With its default description, the range would appear in the value's name.
     option.check(CLI::Range(lowest, highest).description(""));
     return OptionReference(option);
 }
@@ -163,15 +163,16 @@ void Command::addOptionalArgument(const std::string& name, std::string& value, c
     addPositional(*m_app, name, value, summary);
 }
 
-Command Command::addCommand(const std::string& name, const std::string& summary, std::function<void()> chosen) const {
-    return Command(*m_app->add_subcommand(name, summary)->callback(std::move(chosen)));
+Command Command::addCommand(const std::string& name, const std::string& summary,
+                            std::function<void()> onSelected) const {
+    return Command(*m_app->add_subcommand(name, summary)->callback(std::move(onSelected)));
 }
 
 ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, const std::string& footer)
     : m_app(std::make_unique<CLI::App>(summary, name)) {
     m_app->set_help_flag();
     m_app->footer(footer);
-    // With no more than one, an argument that is called like a command is an argument.
+    // With a limit of one command, an argument that has the name of a command remains an argument.
     m_app->require_subcommand(0, 1);
     m_app->fallthrough();
 }

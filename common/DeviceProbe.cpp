@@ -23,7 +23,7 @@ Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
     return {row.m_devicePath + ": " + reason, std::nullopt};
 }
 
-/** Opens the device and maps it where its backend does, and keeps what the backend will open and map. */
+/** Opens the files of a device, maps it if it is mapped, and keeps both for the backend. */
 class DeviceOpener {
 public:
     explicit DeviceOpener(const Rynvel::MemoryDevice& row) : m_row(row) {}
@@ -57,19 +57,20 @@ public:
 private:
     Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
 
-    // The library reads each attribute again, and takes 0 for one that it cannot read.
+    // The library reads the attribute again and uses 0 if it cannot: a second open file is kept for it.
     std::optional<unsigned long> attribute(const std::string& name) {
-        const std::string path = "/sys/class/uio/" + linkText() + "/maps/map0/" + name;
-        const int now = m_files.open(path, O_RDONLY);
-        const int later = m_files.open(path, O_RDONLY);
+        const std::string path = "/sys/class/uio/" + linkTarget() + "/maps/map0/" + name;
+        const int forProbe = m_files.open(path, O_RDONLY);
+        const int forLibrary = m_files.open(path, O_RDONLY);
         char first = 0;
-        if (now == -1 || later == -1 || ::pread(now, &first, 1, 0) != 1 || ::pread(later, &first, 1, 0) != 1) {
+        if (forProbe == -1 || forLibrary == -1 || ::pread(forProbe, &first, 1, 0) != 1 ||
+            ::pread(forLibrary, &first, 1, 0) != 1) {
             return std::nullopt;
         }
         return Rynvel::Uio<std::uint32_t>::getMapData(m_row.m_devicePath, name);
     }
 
-    std::string linkText() const {
+    std::string linkTarget() const {
         std::array<char, PATH_MAX> text{};
         const ssize_t size = ::readlink(m_row.m_devicePath.c_str(), text.data(), text.size());
         return {text.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
@@ -87,16 +88,16 @@ private:
 };
 
 Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
-    const DeviceTypeInfo* const kind = findDeviceTypeInfo(row.m_type);
-    if (kind == nullptr) {
+    const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
+    if (type == nullptr) {
         return failed(row, "no backend for its type");
     }
-    if (kind->access == Access::Remote) {
+    if (type->access == Access::Remote) {
         return failed(row, "a device of another server");
     }
     opener.emplace(row);
     try {
-        return kind->access == Access::Mapped ? opener->openMapped() : opener->open();
+        return type->access == Access::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
         return failed(row, "an attribute of its memory map in sysfs is no number");
     }

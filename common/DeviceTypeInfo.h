@@ -1,6 +1,6 @@
 /**
  * @file
- * What the programs beside the library know of each kind of backend.
+ * The properties of each device type that the programs need.
  */
 #ifndef RYNVEL_COMMON_DEVICETYPEINFO_H
 #define RYNVEL_COMMON_DEVICETYPEINFO_H
@@ -9,23 +9,23 @@
 
 namespace Common {
 
-/** What a backend reaches its registers through. */
+/** How a backend reaches its registers. */
 enum class Access { Seekable, Mapped, Spi, Remote };
 
 struct DeviceTypeInfo {
-    /** As in a device description file, for instance "Uio32". */
+    /** As in a device description file, for example "Uio32". */
     const char* name;
     Access access;
     /** Bits of a register: 8, 16 or 32. */
     unsigned int width;
     bool hasInterrupts;
-    /** Whether waiting for an interrupt enables it first. */
+    /** Whether waitForInterrupt() enables the interrupt first. */
     bool waitEnablesInterrupt;
-    /** Bytes from one register to the next, in addresses of the device: 1 where an address is a register index. */
+    /** The difference between the addresses of adjacent registers; 1 if the address is a register index. */
     unsigned int addressStride;
 };
 
-/** The kind of a device type; null for a value that names none. */
+/** The properties of a device type; null for a value that is not a device type. */
 const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type);
 
 } // namespace Common

@@ -10,13 +10,14 @@ namespace Common {
 namespace {
 
 /**
- * Whether the signal reports an access, and was not sent by a process. 32-bit ARM reports an external abort with the
- * code of a signal that was sent, and with the address in the sender's recoveryPoint: no sender's number is as high.
+ * Whether the signal reports a faulty access, and not a signal that a process has sent. 32-bit ARM reports an external
+ * abort with the signal code of a sent signal, and with the fault address in place of the sender's process number. No
+ * process number is as high as a fault address.
  */
 bool isFault(const siginfo_t& info) {
-    constexpr std::uintptr_t highestProcess = 4194304;
+    constexpr std::uintptr_t highestProcessNumber = 4194304;
     const bool looksSent = info.si_code == SI_USER && sizeof(void*) == sizeof(std::uint32_t);
-    return info.si_code > 0 || (looksSent && reinterpret_cast<std::uintptr_t>(info.si_addr) > highestProcess);
+    return info.si_code > 0 || (looksSent && reinterpret_cast<std::uintptr_t>(info.si_addr) > highestProcessNumber);
 }
 
 } // namespace
@@ -33,7 +34,7 @@ void FaultGuard::install() {
 bool FaultGuard::call(void (*access)(const void*), const void* object) {
     sigjmp_buf recoveryPoint;
     sigjmp_buf* const outer = s_recoveryPoint;
-    // The mask is not saved, which would cost every access a system call: the handler restores it.
+    // Saving the signal mask would cost a system call for each access: the handler restores the mask instead.
     if (sigsetjmp(recoveryPoint, 0) != 0) {
         s_recoveryPoint = outer;
         return false;
@@ -52,7 +53,7 @@ void FaultGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(*s_recoveryPoint, 1);
     }
-    // The access is repeated on return, and ends the process.
+    // After the handler returns, the processor repeats the access, which now ends the process.
     std::signal(SIGBUS, SIG_DFL);
 }
 

@@ -1,6 +1,6 @@
 /**
  * @file
- * The record that reports an interrupt to a client, as it goes over the wire.
+ * The record that a server sends to a client for each interrupt.
  */
 #ifndef RYNVEL_COMMON_INTERRUPTRECORD_H
 #define RYNVEL_COMMON_INTERRUPTRECORD_H

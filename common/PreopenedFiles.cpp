@@ -1,4 +1,4 @@
-// With these the headers rename what is defined here.
+// With these macros, the headers would rename the functions that this file defines.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
@@ -70,7 +70,7 @@ int PreopenedFiles::open(const std::string& path, int flags) {
 bool PreopenedFiles::map(int descriptor, std::size_t size, std::size_t offset) {
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     m_reservedSize = (offset + size + page - 1) / page * page;
-    // An unmapping that does not begin at a page does nothing.
+    // munmap() fails for an address that is not at the beginning of a page, and unmaps nothing.
     m_remainderSize = offset % page == 0 ? offset : m_reservedSize;
     void* const reserved =
         realMmap(nullptr, m_reservedSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -121,11 +121,11 @@ mode_t modeOf(int flags, std::va_list& arguments) { return __OPEN_NEEDS_MODE(fla
 
 } // namespace
 
-// The functions have further names, which the C library's headers call in a fortified build, and in a build for 32 bits
-// whose file offsets have 64.
+// The C library has several names for each function. Its headers use them in a fortified build, and in a 32-bit build
+// with 64-bit file offsets.
 extern "C" {
 
-// The names are the C library's.
+// The C library determines the names.
 // NOLINTBEGIN(bugprone-reserved-identifier, readability-inconsistent-declaration-parameter-name)
 [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {
     std::va_list arguments;

@@ -1,6 +1,6 @@
 /**
  * @file
- * Lets the library use files that are open already.
+ * Makes the library use files that the program has already opened.
  */
 #ifndef RYNVEL_COMMON_PREOPENEDFILES_H
 #define RYNVEL_COMMON_PREOPENEDFILES_H
@@ -14,7 +14,7 @@
 
 namespace Common {
 
-/** Addresses that are unmapped at the end. */
+/** A range of mapped addresses. The destructor unmaps it. */
 class MappedRange {
 public:
     MappedRange(void* begin, std::size_t size) : m_begin(begin), m_size(size) {}
@@ -28,23 +28,22 @@ private:
 };
 
 /**
- * While it lives, the next attempt of its thread to open a path gets a descriptor that is handed over for it, and the
- * first attempt to map the mapped descriptor from its beginning gets the mapping. What nobody has taken is let go of at
- * its end.
+ * Opens and maps files in advance. While the object exists, open() of its thread returns the preopened descriptor of
+ * the path, and mmap() of the mapped descriptor at offset 0 returns the existing mapping. Each is returned once. The
+ * destructor closes and unmaps everything that was not used.
  *
- * The backends of the library open and map a device file themselves, and end the process when they cannot; a UIO device
- * whose attributes cannot be read has wrong ones. A program that has found out beforehand that all of this works must
- * hand over what it has: a second attempt may fail.
+ * The backends of the library open and map a device file themselves, and end the process if that fails. If they cannot
+ * read the attributes of a UIO device, they use wrong values. A program that has checked beforehand that all of this
+ * works must pass on what it has opened, because a second attempt may fail.
  *
- * It works by functions of the C library's names in the program that links this, which the library's calls find first.
- * Nothing simpler does:
+ * The program defines functions with the names of the C library's functions, and the library's calls are bound to them.
+ * Simpler ways do not work:
  *
- * - The path of an open descriptor below /proc/self/fd opens the file once more. That fails where a driver lets itself
- *   be opened once.
- * - A class that derives from a mapped backend could have it constructed as a fake, and put file and mapping into its
- *   members. Its traces would tell of a fake device, and the backends of seekable files have no such construction.
- * - LinuxIo, by which the backends open and map, is a member of theirs without virtual functions. A way to give them
- *   another one would change the library's binary interface for the sake of two programs.
+ * - Opening /proc/self/fd/N opens the file again. That fails if the driver allows only one open file.
+ * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
+ * the traces would then report a fake device, and the backends of seekable files have no such constructor.
+ * - The backends open and map through their member LinuxIo, which has no virtual functions. Making it replaceable would
+ *   change the library's binary interface for the sake of two programs.
  */
 class PreopenedFiles {
 public:
@@ -53,25 +52,25 @@ public:
     PreopenedFiles& operator=(const PreopenedFiles&) = delete;
     ~PreopenedFiles();
 
-    /** Opens a file, to hand it over once. @return the descriptor; -1, with errno set, when the system refuses. */
+    /** Opens a file in advance. @return the descriptor; -1 with errno set if open() fails. */
     int open(const std::string& path, int flags);
 
     /**
-     * Maps a descriptor from its beginning. The library unmaps what begins at the offset: there the addresses behind
-     * the mapping are reserved, so that nothing else is there.
+     * Maps `size` bytes of a file from offset 0. The library later unmaps `size` bytes that begin at `offset`, which
+     * exceeds the mapping by `offset` bytes: these addresses are reserved, so that nothing else is mapped there.
      *
-     * @return false, with errno set, when the system refuses.
+     * @return false with errno set if mmap() fails.
      */
     bool map(int descriptor, std::size_t size, std::size_t offset);
 
-    /** Whether nobody has taken the mapping. */
+    /** Whether the mapping has not been used yet. */
     bool hasMapping() const { return m_mapping != nullptr; }
-    /** What will be left of the taken mapping when the library has unmapped it; null without an offset. */
+    /** The part of the mapping that remains after the library has unmapped its part; null if the offset is 0. */
     std::shared_ptr<MappedRange> takeRemainder() const;
 
-    /** A descriptor for the path; -1 when there is none, or none any more. */
+    /** Returns a descriptor of the path and passes its ownership to the caller; -1 if none is left. */
     int take(const char* path);
-    /** The mapping, or null when it is not of this file and this size or has been taken. */
+    /** Returns the mapping of this file if it has this size; null otherwise, or if it has been used. */
     void* take(int descriptor, std::size_t size);
 
 private:
@@ -84,7 +83,7 @@ private:
     int m_mapped = -1;
     void* m_mapping = nullptr;
     std::size_t m_size = 0;
-    /** The mapping with the addresses that are reserved behind it. */
+    /** The mapping, followed by the reserved addresses. */
     void* m_begin = nullptr;
     std::size_t m_reservedSize = 0;
     std::size_t m_remainderSize = 0;

@@ -63,12 +63,12 @@ struct Lookup {
 };
 
 Lookup lookUpBlocking(const std::string& host, int flags) {
-    addrinfo wanted{};
-    wanted.ai_family = AF_INET;
-    wanted.ai_socktype = SOCK_STREAM;
-    wanted.ai_flags = flags;
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = flags;
     addrinfo* found = nullptr;
-    Lookup lookup{getaddrinfo(host.c_str(), nullptr, &wanted, &found), {}};
+    Lookup lookup{getaddrinfo(host.c_str(), nullptr, &hints, &found), {}};
     if (lookup.error == 0) {
         sockaddr_in address{};
         std::memcpy(&address, found->ai_addr, sizeof(address));
@@ -78,7 +78,7 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
     return lookup;
 }
 
-// The resolver has no deadline of its own: when it takes too long it is left to itself.
+// The resolver has no time-out: if it takes too long, its thread continues alone.
 Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
@@ -104,14 +104,14 @@ sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
     return address;
 }
 
-/** The error that a connection has run into; 0 when it is made. */
+/** The error of a connection attempt; 0 if it has succeeded. */
 int connectionError(int socket) {
     int error = 0;
     socklen_t size = sizeof(error);
     return ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
-/** The bytes that a transfer has moved; 0 when it is to be tried again once the socket is ready. */
+/** The number of bytes that were transferred; 0 if the caller must wait for the socket and try again. */
 std::size_t transferred(ssize_t count) {
     if (count >= 0) {
         return static_cast<std::size_t>(count);
@@ -151,7 +151,7 @@ Rynvel::Response RecordConnection::exchange(const Rynvel::Request& request, cons
     send(request, deadline);
     receive(response, deadline);
     requireResponse(response);
-    // Only the answer to this request may have interrupts behind it.
+    // Interrupt records may follow only the response to WaitForInterrupt.
     if (request.getType() != Rynvel::RequestData::Type::WaitForInterrupt) {
         requireNoExtraBytes();
     }
@@ -168,8 +168,8 @@ Rynvel::Response RecordConnection::execute(const Rynvel::Request& request, const
 }
 
 void RecordConnection::open(const std::string& deviceName, const Deadline& deadline) {
-    const Rynvel::Request announcement(Rynvel::RequestData::Type::Open, deviceName);
-    if (!exchange(announcement, deadline).isSuccessful()) {
+    const Rynvel::Request openRequest(Rynvel::RequestData::Type::Open, deviceName);
+    if (!exchange(openRequest, deadline).isSuccessful()) {
         throw ExchangeError(Cause::NotServed, "the server does not open '" + deviceName + "'");
     }
 }
@@ -201,7 +201,7 @@ void RecordConnection::requireInSync() const {
     }
 }
 
-// Who echoes, or sends what it wants, answers every request.
+// A peer that echoes, or that sends data without a request, is not a register server.
 void RecordConnection::requireNoExtraBytes() const {
     char byte = 0;
     if (::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT) > 0) {

@@ -23,11 +23,11 @@ public:
 
     AccessResult read(std::uint32_t address, std::uint32_t& value) override {
         T data = 0;
-        const AccessResult outcome = access(address, 1, [&] { return m_device->read(address, &data); });
-        if (outcome == AccessResult::Success) {
+        const AccessResult result = access(address, 1, [&] { return m_device->read(address, &data); });
+        if (result == AccessResult::Success) {
             value = data;
         }
-        return outcome;
+        return result;
     }
 
     AccessResult write(std::uint32_t address, std::uint32_t value) override {
@@ -51,12 +51,12 @@ public:
             return AccessResult::OutOfRange;
         }
         std::vector<T> data(items);
-        const AccessResult outcome =
+        const AccessResult result =
             access(address, items, [&] { return m_device->read(address, data.data(), items, order); });
-        if (outcome == AccessResult::Success) {
+        if (result == AccessResult::Success) {
             std::copy(data.begin(), data.end(), values);
         }
-        return outcome;
+        return result;
     }
 
     AccessResult write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
@@ -81,11 +81,11 @@ private:
             return AccessResult::OutOfRange;
         }
         bool success = false;
-        const bool isWhole = FaultGuard::run([&] { success = operation(); });
+        const bool isComplete = FaultGuard::run([&] { success = operation(); });
         if (m_mutex != nullptr) {
             m_mutex->endAccess();
         }
-        if (!isWhole) {
+        if (!isComplete) {
             return AccessResult::BusError;
         }
         return success ? AccessResult::Success : AccessResult::Failed;
@@ -121,11 +121,11 @@ template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>,
                                               std::optional<std::uint32_t>);
 
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
-    const DeviceTypeInfo* const kind = findDeviceTypeInfo(row.m_type);
-    if (kind == nullptr) {
+    const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
+    if (type == nullptr) {
         return nullptr;
     }
-    return withRegisterType(kind->width, [&](auto zero) { return openAs<decltype(zero)>(row, mapSize); });
+    return withRegisterType(type->width, [&](auto zero) { return openAs<decltype(zero)>(row, mapSize); });
 }
 
 } // namespace Common

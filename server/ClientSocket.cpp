@@ -17,7 +17,7 @@ namespace {
 
 constexpr int on = 1;
 
-/** The system doubles them. A client that reads nothing holds no more than both of the kernel's memory. */
+/** The kernel doubles these sizes. A client that reads nothing uses no more kernel memory than both buffers. */
 constexpr int receiveBuffer = 64 * 1024;
 constexpr int sendBuffer = 128 * 1024;
 
@@ -25,13 +25,13 @@ void setOption(int descriptor, int level, int option, int value) {
     ::setsockopt(descriptor, level, option, &value, sizeof(value));
 }
 
-/** A client whose machine or network has gone is found out within a minute. */
+/** A vanished machine or network is detected within a minute. */
 constexpr int secondsUntilProbe = 20;
 constexpr int secondsBetweenProbes = 10;
 constexpr int maxProbes = 3;
 constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * secondsBetweenProbes);
 
-/** The result of a transfer that no signal has interrupted. */
+/** Repeats a transfer until no signal interrupts it, and returns its result. */
 template <typename Transfer>
 ssize_t uninterrupted(const Transfer& transfer) {
     ssize_t result = transfer();
@@ -43,7 +43,7 @@ ssize_t uninterrupted(const Transfer& transfer) {
 
 } // namespace
 
-// A dead client is found out by the system's probes, an answer is not held back for another.
+// Keep-alive probes detect a vanished client. TCP_NODELAY sends each response at once.
 ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
     setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);

@@ -7,7 +7,7 @@ namespace Rynveld {
 
 namespace {
 
-/** A count from 1 to 999999 in decimal. */
+/** A decimal count from 1 to 999999; empty for any other text. */
 std::optional<std::uint32_t> parseCount(const std::string& text) {
     constexpr Common::NumberFormat sixDigits{false, false, 6};
     const auto count = Common::parseNumber(text, sixDigits);
@@ -37,19 +37,19 @@ std::optional<Fault> parseKind(const std::string& text) {
     return std::nullopt;
 }
 
-void add(InjectedFaults& faults, const Fault& fault) {
+void add(InjectedFaults& injected, const Fault& fault) {
     switch (fault.kind) {
     case Fault::Kind::Delay:
-        faults.delay = fault.time;
+        injected.delay = fault.time;
         break;
     case Fault::Kind::Error:
-        faults.fails = true;
+        injected.fails = true;
         break;
     case Fault::Kind::Split:
-        faults.split = fault.time;
+        injected.split = fault.time;
         break;
     case Fault::Kind::Disconnect:
-        faults.disconnects = true;
+        injected.disconnects = true;
         break;
     }
 }
@@ -72,13 +72,13 @@ std::optional<Fault> parseFault(const std::string& text) {
 
 InjectedFaults FaultInjector::next() {
     ++m_requests;
-    InjectedFaults faults;
+    InjectedFaults injected;
     for (const auto& fault : m_faults) {
         if (m_requests % fault.every == 0) {
-            add(faults, fault);
+            add(injected, fault);
         }
     }
-    return faults;
+    return injected;
 }
 
 } // namespace Rynveld

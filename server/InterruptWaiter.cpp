@@ -21,7 +21,7 @@ namespace Rynveld {
 
 namespace {
 
-/** More are lost, as for a client that does not read them. */
+/** Further words are lost, as for a client that does not read its words. */
 constexpr std::size_t maxQueuedWords = 1000;
 
 } // namespace
@@ -30,12 +30,12 @@ InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterr
     : m_device(device), m_waitEnablesInterrupt(waitEnablesInterrupt), m_holdOff(holdOff) {}
 
 InterruptWaiter::~InterruptWaiter() {
-    const std::lock_guard<std::mutex> control(m_control);
+    const std::lock_guard<std::mutex> control(m_controlMutex);
     stop();
 }
 
 void InterruptWaiter::arm(int socket, const Peer& peer) {
-    const std::lock_guard<std::mutex> control(m_control);
+    const std::lock_guard<std::mutex> control(m_controlMutex);
     bool ended = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -50,14 +50,14 @@ void InterruptWaiter::arm(int socket, const Peer& peer) {
     }
 }
 
-void InterruptWaiter::begin(int socket) {
+void InterruptWaiter::startDelivery(int socket) {
     std::optional<Peer> slowPeer;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         auto& receiver = *std::find_if(m_receivers.begin(), m_receivers.end(),
                                        [socket](const Receiver& each) { return each.socket == socket; });
-        receiver.hasBegun = true;
-        for (const unsigned long word : std::exchange(receiver.kept, {})) {
+        receiver.isDelivering = true;
+        for (const unsigned long word : std::exchange(receiver.queued, {})) {
             if (!deliver(receiver, word)) {
                 slowPeer.emplace(receiver.peer);
             }
@@ -69,7 +69,7 @@ void InterruptWaiter::begin(int socket) {
 }
 
 void InterruptWaiter::disarm(int socket) {
-    const std::lock_guard<std::mutex> control(m_control);
+    const std::lock_guard<std::mutex> control(m_controlMutex);
     bool last = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -82,18 +82,18 @@ void InterruptWaiter::disarm(int socket) {
 }
 
 bool InterruptWaiter::enable() {
-    const std::lock_guard<std::mutex> lock(m_enabling);
+    const std::lock_guard<std::mutex> lock(m_enableMutex);
     if (!m_device.enableInterrupt()) {
         return false;
     }
-    m_lastRequest = InterruptRequest::Enabled;
-    m_requestChanged.notify_all();
+    m_requestedState = RequestedState::Enabled;
+    m_requestedStateChanged.notify_all();
     return true;
 }
 
 bool InterruptWaiter::disable() {
-    const std::lock_guard<std::mutex> lock(m_enabling);
-    m_lastRequest = InterruptRequest::Disabled;
+    const std::lock_guard<std::mutex> lock(m_enableMutex);
+    m_requestedState = RequestedState::Disabled;
     return m_device.disableInterrupt();
 }
 
@@ -109,23 +109,24 @@ void InterruptWaiter::start() {
     m_stopping = false;
     m_ended = false;
     {
-        const std::lock_guard<std::mutex> lock(m_enabling);
-        m_lastRequest = InterruptRequest::None;
+        const std::lock_guard<std::mutex> lock(m_enableMutex);
+        m_requestedState = RequestedState::None;
     }
     m_thread = std::thread([this] { run(); });
 }
 
-// A driver that cannot be polled blocks in the device, where only a signal reaches the thread. It may hold the lock of
-// the enabling there: whoever stops it takes no lock, and tells it again until it has heard.
+// With a driver that cannot be polled, the thread blocks in the device, where only a signal interrupts it. It may hold
+// m_enableMutex there, so this function does not lock it. A notification may be missed without that lock, and a signal
+// may come too early: both are repeated until the thread ends.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
     }
     m_stopping = true;
     ::eventfd_write(m_wakeUp.number(), 1);
-    m_requestChanged.notify_all();
+    m_requestedStateChanged.notify_all();
     while (!waitBrieflyForEnd()) {
-        m_requestChanged.notify_all();
+        m_requestedStateChanged.notify_all();
         if (m_mayBlockInDevice) {
             wakeUp(m_thread);
         }
@@ -142,12 +143,12 @@ void InterruptWaiter::run() {
     unsigned long word = 0;
     while (!m_stopping && prepareToWait() && waitForReadiness() && receive(word)) {
         send(word);
-        pause();
+        holdOff();
     }
     if (!m_stopping) {
         traceFailure();
     }
-    end();
+    finish();
 }
 
 void InterruptWaiter::traceFailure() {
@@ -165,8 +166,8 @@ void InterruptWaiter::traceFailure() {
 }
 
 bool InterruptWaiter::prepareToWait() {
-    const std::lock_guard<std::mutex> lock(m_enabling);
-    if (!m_waitEnablesInterrupt || m_lastRequest == InterruptRequest::Disabled) {
+    const std::lock_guard<std::mutex> lock(m_enableMutex);
+    if (!m_waitEnablesInterrupt || m_requestedState == RequestedState::Disabled) {
         return true;
     }
     m_mayBlockInDevice = true;
@@ -175,7 +176,7 @@ bool InterruptWaiter::prepareToWait() {
     return isEnabled;
 }
 
-// Waiting here and not in the device keeps a stop from being traced as a failure of the device.
+// Polls first: a stop that interrupted the device would be traced as a failure of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {
@@ -186,7 +187,7 @@ bool InterruptWaiter::waitForReadiness() {
     return !m_stopping;
 }
 
-// A signal from outside is no failure of the device.
+// An interruption by a signal is not a failure of the device.
 bool InterruptWaiter::receive(unsigned long& word) {
     m_mayBlockInDevice = true;
     bool received = false;
@@ -197,7 +198,7 @@ bool InterruptWaiter::receive(unsigned long& word) {
     return received;
 }
 
-// A device whose waiting enables the interrupt would enable it a second time, before a client could clear its source.
+// waitForInterrupt() of such a device would enable the interrupt a second time, before a client could clear its source.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
     if (!m_waitEnablesInterrupt) {
@@ -209,22 +210,22 @@ bool InterruptWaiter::receiveOnce(unsigned long& word) {
     return received;
 }
 
-void InterruptWaiter::pause() {
+void InterruptWaiter::holdOff() {
     if (!m_waitEnablesInterrupt) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_enabling);
-    m_requestChanged.wait_for(lock, m_holdOff,
-                              [this] { return m_lastRequest != InterruptRequest::None || m_stopping; });
-    m_requestChanged.wait(lock, [this] { return m_lastRequest != InterruptRequest::Disabled || m_stopping; });
+    std::unique_lock<std::mutex> lock(m_enableMutex);
+    m_requestedStateChanged.wait_for(lock, m_holdOff,
+                                     [this] { return m_requestedState != RequestedState::None || m_stopping; });
+    m_requestedStateChanged.wait(lock, [this] { return m_requestedState != RequestedState::Disabled || m_stopping; });
 }
 
-// The traces come when nobody waits for the lock: they may take their time.
+// Traces after unlocking, because a trace may take long.
 void InterruptWaiter::send(unsigned long word) {
     {
-        const std::lock_guard<std::mutex> lock(m_enabling);
-        if (m_lastRequest == InterruptRequest::Enabled) {
-            m_lastRequest = InterruptRequest::None;
+        const std::lock_guard<std::mutex> lock(m_enableMutex);
+        if (m_requestedState == RequestedState::Enabled) {
+            m_requestedState = RequestedState::None;
         }
     }
     std::vector<Peer> slowPeers;
@@ -241,12 +242,12 @@ void InterruptWaiter::send(unsigned long word) {
     }
 }
 
-/** False when the word is lost. */
+/** False if the word is lost. */
 bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
-    if (!receiver.hasBegun) {
-        const bool hasRoom = receiver.kept.size() < maxQueuedWords;
+    if (!receiver.isDelivering) {
+        const bool hasRoom = receiver.queued.size() < maxQueuedWords;
         if (hasRoom) {
-            receiver.kept.push_back(word);
+            receiver.queued.push_back(word);
         }
         return hasRoom;
     }
@@ -262,9 +263,9 @@ void InterruptWaiter::traceLoss(const Peer& peer) {
     RYNVELD_TRACE_OF(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
 }
 
-// The clients of a device that has failed learn from the end of their connections that nothing will come any more. One
-// that is armed meanwhile either ends with them or starts a thread anew.
-void InterruptWaiter::end() {
+// If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. A
+// connection that is armed at the same time either ends with them or starts a new thread.
+void InterruptWaiter::finish() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {
         for (const auto& receiver : m_receivers) {

@@ -21,7 +21,7 @@ constexpr const char* footer =
     "halves of the answer) and disconnect (instead of operation and answer).\n"
     "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.";
 
-/** The raw of the command line as they were given. */
+/** The option values before their conversion. */
 struct RawOptions {
     std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
     std::vector<std::string> allow;
@@ -34,7 +34,7 @@ struct RawOptions {
 
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
-/** A whole number in decimal, or in hexadecimal with 0x; nothing else. */
+/** Parses a decimal number, or a hexadecimal number with the prefix 0x. */
 std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std::string& problem) {
     constexpr Common::NumberFormat tenDigits{true, false, 10};
     const auto number = Common::parseNumber(text, tenDigits, highest);
@@ -65,23 +65,23 @@ asio::ip::network_v4 networkOf(const std::string& text) {
     const std::uint32_t bits = numberIn(length, longest, problem);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
-    // As in the address, a zero in front could stand for an octal number.
+    // Leading zeros are rejected, as in the address: they could mean an octal number.
     if (error || length != std::to_string(bits)) {
         fail(problem);
     }
     return asio::ip::network_v4(address, static_cast<unsigned short>(bits)).canonical();
 }
 
-const Common::DeviceTypeInfo& servedKindOf(const std::string& option, const std::string& name) {
+const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std::string& name) {
     const auto* const row = Common::findDevice(name);
     if (row == nullptr) {
         fail(option + ": there is no device '" + name + "'");
     }
-    const auto* const kind = Common::findDeviceTypeInfo(row->m_type);
-    if (kind == nullptr || kind->access == Common::Access::Remote) {
+    const auto* const type = Common::findDeviceTypeInfo(row->m_type);
+    if (type == nullptr || type->access == Common::Access::Remote) {
         fail(option + ": the device '" + name + "' is one of another server");
     }
-    return *kind;
+    return *type;
 }
 
 std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
@@ -99,7 +99,7 @@ void addInterruptPeriod(Options& options, const std::string& text) {
         fail(option + ": '" + text + "' is not NAME=TIME");
     }
     const std::string name = text.substr(0, sign);
-    if (!servedKindOf(option, name).hasInterrupts) {
+    if (!servedTypeOf(option, name).hasInterrupts) {
         fail(option + ": the device '" + name + "' has no interrupts");
     }
     if (!options.policy.devices.empty() && options.policy.devices.count(name) == 0) {
@@ -120,10 +120,10 @@ Fault faultOf(const std::string& text) {
     return *fault;
 }
 
-/** Rounded up, so that every host may have a connection. */
+/** Rounded up, so that each host may have at least one connection. */
 std::size_t quarterOf(std::size_t count) { return (count + 3) / 4; }
 
-void interpret(const RawOptions& raw, Options& options) {
+void convert(const RawOptions& raw, Options& options) {
     if (options.maxConnectionsPerHost == 0) {
         options.maxConnectionsPerHost = quarterOf(options.maxConnections);
     }
@@ -132,7 +132,7 @@ void interpret(const RawOptions& raw, Options& options) {
         options.allowed.push_back(networkOf(network));
     }
     for (const auto& name : raw.devices) {
-        servedKindOf("--device", name);
+        servedTypeOf("--device", name);
         options.policy.devices.insert(name);
     }
     for (const auto& command : raw.ioctls) {
@@ -212,7 +212,7 @@ Options parseOptions(int argc, const char* const* argv) {
     Options options;
     RawOptions raw;
     parse(argc, argv, raw, options);
-    interpret(raw, options);
+    convert(raw, options);
     return options;
 }
 

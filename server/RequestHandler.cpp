@@ -21,14 +21,14 @@ using Type = Rynvel::RequestData::Type;
 
 namespace {
 
-constexpr const char* failed = "the device reported failure";
+constexpr const char* deviceFailed = "the device reported failure";
 
-const char* refusalOf(AccessResult outcome) {
-    switch (outcome) {
+const char* refusalOf(AccessResult result) {
+    switch (result) {
     case AccessResult::Success:
         return nullptr;
     case AccessResult::Failed:
-        return failed;
+        return deviceFailed;
     case AccessResult::OutOfRange:
         return "the address is outside of the device";
     case AccessResult::TooWide:
@@ -36,10 +36,10 @@ const char* refusalOf(AccessResult outcome) {
     case AccessResult::BusError:
         return "the hardware answered with a bus error";
     }
-    return failed;
+    return deviceFailed;
 }
 
-const char* refusalUnless(bool success) { return success ? nullptr : failed; }
+const char* refusalUnless(bool success) { return success ? nullptr : deviceFailed; }
 
 const Rynvel::RequestData& recordOf(const Request& request) {
     return *static_cast<const Rynvel::RequestData*>(request.toBuffer());
@@ -62,7 +62,7 @@ RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Pee
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
-        RYNVELD_TRACE_OF(m_peer, outcome, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
+        RYNVELD_TRACE_OF(m_peer, result, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
         return false;
     }
     m_hasSentOpen = true;
@@ -167,7 +167,7 @@ bool RequestHandler::changesDevice(Type type) const {
     }
 }
 
-// What the system refuses while a device is being opened must not end the connections of the others.
+// An exception, for instance because memory is exhausted, must not end the connections of other clients.
 RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     if (name.empty()) {
         return "it names no device";
@@ -180,7 +180,7 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
         reason = exception.what();
     }
     if (!device) {
-        RYNVELD_TRACE_OF(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
+        RYNVELD_TRACE_OF(m_peer, result, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
                          ": ", reason, ".");
         return "the device cannot be opened";
     }
@@ -199,13 +199,13 @@ RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned in
         return "nothing is to be read";
     }
     std::array<std::uint32_t, Rynvel::recordCapacity> values{};
-    const AccessResult outcome =
+    const AccessResult result =
         items == 1 ? registers.read(request.getAddress(), values[0])
                    : registers.read(request.getAddress(), values.data(), items, request.getByteOrder());
     for (std::uint32_t i = 0; i < items; ++i) {
         response.addValue(values[i]);
     }
-    return refusalOf(outcome);
+    return refusalOf(result);
 }
 
 RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned int width) {
@@ -255,7 +255,7 @@ RequestHandler::Refusal RequestHandler::enableInterrupt() { return refusalUnless
 
 RequestHandler::Refusal RequestHandler::disableInterrupt() { return refusalUnless(m_device->waiter().disable()); }
 
-// The connection is armed when the answer has been sent: nothing may come before it.
+// The session arms the connection after this check.
 RequestHandler::Refusal RequestHandler::waitForInterrupt() {
     return m_device->hasInterrupts() ? nullptr : "the device has no interrupts";
 }

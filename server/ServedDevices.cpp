@@ -9,12 +9,12 @@
 
 namespace Rynveld {
 
-ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceTypeInfo& kind,
+ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceTypeInfo& type,
                            SimulatedInterrupt* simulated)
     : m_registers(std::move(device)),
-      m_kind(kind),
+      m_type(type),
       m_simulated(simulated),
-      m_waiter(m_registers->device(), kind.waitEnablesInterrupt) {}
+      m_waiter(m_registers->device(), type.waitEnablesInterrupt) {}
 
 ServedDevices::ServedDevices(const Policy& policy) : m_policy(policy) {}
 
@@ -27,7 +27,7 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
     return openAt(slotOf(name), *row, reason);
 }
 
-/** A device for as long as it has clients. */
+/** A device that has clients. Its end reports that the device file is closed. */
 class ServedDevices::OpenDevice {
 public:
     explicit OpenDevice(Slot& slot) : m_slot(slot) {}
@@ -59,7 +59,7 @@ std::shared_ptr<ServedDevice> ServedDevices::openAt(Slot& slot, const Rynvel::Me
         return device;
     }
     const auto opened = std::make_shared<OpenDevice>(slot);
-    opened->device = make(row, reason);
+    opened->device = create(row, reason);
     if (!opened->device) {
         return nullptr;
     }
@@ -75,19 +75,19 @@ ServedDevices::Slot& ServedDevices::slotOf(const std::string& name) {
     return m_slots[name];
 }
 
-std::unique_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& row, std::string& reason) {
-    const Common::DeviceTypeInfo* const kind = Common::findDeviceTypeInfo(row.m_type);
-    if (kind == nullptr || kind->access == Common::Access::Remote) {
+std::unique_ptr<ServedDevice> ServedDevices::create(const Rynvel::MemoryDevice& row, std::string& reason) {
+    const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
+    if (type == nullptr || type->access == Common::Access::Remote) {
         reason = "a device of another server is not served";
         return nullptr;
     }
     if (m_policy.simulate) {
-        auto simulation = simulate(row.m_name, *kind);
-        return std::make_unique<ServedDevice>(std::move(simulation.device), *kind, simulation.interrupt);
+        auto simulation = simulate(row.m_name, *type);
+        return std::make_unique<ServedDevice>(std::move(simulation.device), *type, simulation.interrupt);
     }
     auto opened = Common::openDevice(row);
     reason = opened.probe.reason;
-    return opened.device ? std::make_unique<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
+    return opened.device ? std::make_unique<ServedDevice>(std::move(opened.device), *type, nullptr) : nullptr;
 }
 
 } // namespace Rynveld

@@ -46,7 +46,7 @@ tcp::endpoint tcpEndpointOf(const Endpoint& endpoint) {
     return result;
 }
 
-/** The path of a local socket; "@" stands for the zero that a name without a file begins with. */
+/** The path of a local socket. For an abstract socket, "@" replaces the NUL at the beginning of its name. */
 std::string pathOf(const Endpoint& endpoint) {
     constexpr std::size_t start = offsetof(sockaddr_un, sun_path);
     std::string path(reinterpret_cast<const char*>(endpoint.data()) + start, endpoint.size() - start);
@@ -71,7 +71,7 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     return isLocal(endpoint) ? "process " + std::to_string(processAt(socket).pid) : textOf(endpoint);
 }
 
-/** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
+/** The IPv4 address, also if it is mapped to IPv6: a passed socket may accept both. Empty for other IPv6 addresses. */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     if (address.is_v4()) {
         return address.to_v4();
@@ -82,7 +82,7 @@ std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
 }
 
-/** Who has a share of the places: as many addresses as one host can have at will count as one. */
+/** The host that a connection counts for. All addresses that one host can choose freely count as one host. */
 std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
         return "user " + std::to_string(processAt(socket).uid);
@@ -95,7 +95,7 @@ std::string hostOf(const Endpoint& endpoint, int socket) {
     return asio::ip::network_v6(address.to_v6(), subnet).canonical().to_string();
 }
 
-/** Hundreds of threads fit into the address space of a small machine. The thread sanitizer keeps much in a stack. */
+/** With 1 MiB, hundreds of threads fit into a 32-bit address space. The thread sanitizer needs large stack frames. */
 void useSmallStacks() {
     constexpr std::size_t stackSize = std::size_t{1024} * 1024;
     pthread_attr_t attributes;
@@ -106,8 +106,8 @@ void useSmallStacks() {
 }
 
 /**
- * The signals that end the server, as a descriptor. No thread that is made from now on receives them: a handler in
- * whatever a thread is at would have to be safe there.
+ * A descriptor that is readable when a signal to terminate the server arrives. Threads that are created later do not
+ * receive these signals, so no signal handler has to be safe in every function.
  */
 int terminationSignals() {
     sigset_t signals;
@@ -127,7 +127,7 @@ int terminationSignals() {
 Server::Server(const Options& options)
     : m_options(options), m_devices(options.policy), m_signals(m_io, terminationSignals()), m_suppressedTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
-    // The end of the terminal that it was started from is not its own.
+    // The server continues after the terminal that started it has closed.
     std::signal(SIGHUP, SIG_IGN);
     Common::FaultGuard::install();
     installWakeUpHandler();
@@ -201,21 +201,21 @@ void Server::accept(Listener& listener) {
             retryAccept(listener, error);
             return;
         }
-        std::error_code gone;
-        const Endpoint endpoint = socket.remote_endpoint(gone);
-        if (!gone) {
+        std::error_code peerError;
+        const Endpoint endpoint = socket.remote_endpoint(peerError);
+        if (!peerError) {
             admit(std::move(socket), endpoint);
         }
         accept(listener);
     });
 }
 
-// Until descriptors or memory are there again.
+// Descriptors or memory are exhausted: tries again later.
 void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "No client can be accepted: ", reason.message(),
                      ".");
-    listener.again.expires_after(std::chrono::milliseconds(100));
-    listener.again.async_wait([this, &listener](const std::error_code& /*error*/) {
+    listener.retryTimer.expires_after(std::chrono::milliseconds(100));
+    listener.retryTimer.async_wait([this, &listener](const std::error_code& /*error*/) {
         if (!m_stopped) {
             accept(listener);
         }
@@ -234,7 +234,7 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
                          count, " connections.");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
-        // Away from the event loop, which would be woken by every record.
+        // Released from the event loop, which every record would wake up.
         serve(socket.release(), peer);
     }
 }
@@ -244,7 +244,7 @@ std::size_t Server::connectionsOf(const std::string& host) const {
         std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
 }
 
-// Who may use a local socket, its file's permissions say.
+// The permissions of the socket's file determine who may use a local socket.
 bool Server::isAllowed(const Endpoint& endpoint) const {
     const auto& allowed = m_options.allowed;
     if (allowed.empty() || isLocal(endpoint)) {
@@ -272,7 +272,7 @@ void Server::serve(int descriptor, const Peer& peer) {
     }
 }
 
-// What the system refuses to one client must not end the connections of the others.
+// An exception, for instance because memory is exhausted, must not end the connections of other clients.
 void Server::run(Session& session) {
     try {
         session.run();
@@ -291,21 +291,21 @@ void Server::startInterruptTimers() {
     for (const auto& [name, period] : m_options.interruptPeriods) {
         std::string reason;
         m_interruptTimers.push_back({m_devices.open(name, reason), period, asio::steady_timer(m_io)});
-        schedule(m_interruptTimers.back());
+        scheduleInterrupt(m_interruptTimers.back());
     }
 }
 
-void Server::schedule(InterruptTimer& interruptTimer) {
+void Server::scheduleInterrupt(InterruptTimer& interruptTimer) {
     interruptTimer.timer.expires_after(interruptTimer.period);
     interruptTimer.timer.async_wait([this, &interruptTimer](const std::error_code& /*error*/) {
         if (!m_stopped) {
             interruptTimer.device->simulatedInterrupt()->raise(std::nullopt);
-            schedule(interruptTimer);
+            scheduleInterrupt(interruptTimer);
         }
     });
 }
 
-// A client that stops its flood causes no further line, which would tell the count.
+// After the last line of a client, no later line reports how many lines were suppressed.
 void Server::scheduleSuppressedReport() {
     m_suppressedTimer.expires_after(TraceLimit::period);
     m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
@@ -323,7 +323,8 @@ void Server::traceSuppressed(TraceLimit::Time now) {
     }
 }
 
-// What is under way already comes in yet, with success.
+// cancel() and close() do not affect operations that have already completed. Their handlers run without an error, and
+// check m_stopped.
 void Server::stop() {
     if (m_stopped) {
         return;
@@ -333,7 +334,7 @@ void Server::stop() {
     std::error_code ignored;
     for (auto& listener : m_listeners) {
         listener.acceptor.close(ignored);
-        listener.again.cancel();
+        listener.retryTimer.cancel();
     }
     m_signals.cancel(ignored);
     for (auto& interruptTimer : m_interruptTimers) {
@@ -345,25 +346,25 @@ void Server::stop() {
     }
 }
 
-// Most operations on devices end by themselves in no time, and are better not interrupted.
+// Most device operations end within milliseconds: interrupts only those that take longer.
 void Server::waitForClients() {
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();
     bool isTraced = false;
-    while (!haveClientsEnded()) {
+    while (!haveAllClientsEnded()) {
         std::this_thread::sleep_for(1ms);
         const auto time = std::chrono::steady_clock::now() - begin;
         if (time > 300ms) {
             interruptClients();
         }
         if (time > 1s && !isTraced) {
-            traceClients();
+            traceRunningClients();
             isTraced = true;
         }
     }
 }
 
-bool Server::haveClientsEnded() const {
+bool Server::haveAllClientsEnded() const {
     return std::all_of(m_clients.begin(), m_clients.end(), [](const Client& client) { return client.hasEnded.load(); });
 }
 
@@ -375,7 +376,7 @@ void Server::interruptClients() {
     }
 }
 
-void Server::traceClients() const {
+void Server::traceRunningClients() const {
     for (const auto& client : m_clients) {
         if (!client.hasEnded) {
             RYNVELD_TRACE(failure, "The end waits for ", client.session->description(), ": it cannot be interrupted.");

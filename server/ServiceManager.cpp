@@ -24,7 +24,7 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-/** The address of the manager's socket; its length is 0 when the path cannot be one. */
+/** Stores the address of the manager's socket and returns its length; 0 if the path is not valid. */
 socklen_t addressOf(const std::string& path, sockaddr_un& address) {
     if (path.size() < 2 || path.size() > sizeof(address.sun_path) || (path[0] != '/' && path[0] != '@')) {
         return 0;
@@ -49,7 +49,7 @@ bool listensForClients(int socket) {
     return socketOption(socket, SO_ACCEPTCONN) == 1 && (isTcp || isLocal);
 }
 
-/** How many descriptors the text says were passed. */
+/** Parses the number of passed sockets. */
 int parseSocketCount(const std::string& text) {
     constexpr Common::NumberFormat fourDigits{false, false, 4};
     const auto count = Common::parseNumber(text.empty() ? "0" : text, fourDigits);

@@ -18,10 +18,10 @@ void Session::run() {
     try {
         serve();
     } catch (...) {
-        end();
+        close();
         throw;
     }
-    end();
+    close();
 }
 
 void Session::serve() {
@@ -30,8 +30,9 @@ void Session::serve() {
     }
 }
 
-// The last to let go of a device closes it, which may take long: it must not keep the thread that accepts clients.
-void Session::end() {
+// The last client to release a device closes it, which may take long. It must not block the thread that accepts
+// clients, so the device is released here and not in the destructor.
+void Session::close() {
     disarm();
     m_socket.shutDown();
     m_handler.close();
@@ -53,7 +54,7 @@ bool Session::answer(const Rynvel::Request& request) {
     }
     if (m_armed) {
         m_socket.setIdleTimeout(std::chrono::milliseconds(0));
-        m_armed->waiter().begin(m_socket.descriptor());
+        m_armed->waiter().startDelivery(m_socket.descriptor());
     }
     return true;
 }
@@ -62,13 +63,13 @@ Rynvel::Response Session::handle(const Rynvel::Request& request) {
     if (request.getType() != Rynvel::RequestData::Type::Open) {
         return m_handler.handle(request);
     }
-    show(request.getDeviceName());
+    setDeviceName(request.getDeviceName());
     Rynvel::Response response = m_handler.handle(request);
-    show(m_handler.deviceName());
+    setDeviceName(m_handler.deviceName());
     return response;
 }
 
-void Session::show(const std::string& deviceName) {
+void Session::setDeviceName(const std::string& deviceName) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_deviceName = deviceName;
 }
@@ -90,8 +91,8 @@ bool Session::send(const Rynvel::Response& response, const InjectedFaults& fault
     return faults.split.count() > 0 ? m_socket.sendInHalves(response, faults.split) : m_socket.send(response);
 }
 
-// The connection is armed before its client knows: what other clients do after that is not undone by the arming, and no
-// interrupt is missed.
+// Arms the connection before the client receives the response. The client therefore misses no interrupt after the
+// response, and arming cannot undo what other clients do after it.
 bool Session::arm() {
     m_armed = m_handler.device();
     try {

@@ -57,8 +57,8 @@ bool SimulatedInterrupt::receive(unsigned long* word) {
 }
 
 void SimulatedInterrupt::deliver(std::uint32_t word) {
-    std::uint32_t earlier = 0;
-    ::recv(descriptor(), &earlier, sizeof(earlier), MSG_DONTWAIT);
+    std::uint32_t replaced = 0;
+    ::recv(descriptor(), &replaced, sizeof(replaced), MSG_DONTWAIT);
     ::send(m_sockets[1].number(), &word, sizeof(word), MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
@@ -67,12 +67,12 @@ namespace {
 template <typename T>
 class SimulatedDevice final : public Rynvel::Device<T> {
 public:
-    SimulatedDevice(const std::string& name, const Common::DeviceTypeInfo& kind)
+    SimulatedDevice(const std::string& name, const Common::DeviceTypeInfo& type)
         : Rynvel::Device<T>(name),
-          m_addressStride(kind.addressStride),
-          m_waitEnablesInterrupt(kind.waitEnablesInterrupt),
+          m_addressStride(type.addressStride),
+          m_waitEnablesInterrupt(type.waitEnablesInterrupt),
           m_registers(simulatedSize / sizeof(T)) {
-        if (kind.hasInterrupts) {
+        if (type.hasInterrupts) {
             m_interrupt = std::make_unique<SimulatedInterrupt>();
         }
     }
@@ -103,7 +103,7 @@ public:
         });
     }
 
-    /** 4, as a UIO device. */
+    /** 4, like a UIO device. */
     bool getInterruptType(unsigned long* type) override {
         if (m_interrupt) {
             *type = 4;
@@ -132,7 +132,7 @@ public:
         return m_interrupt && m_interrupt->receive(info);
     }
 
-    /** Does nothing, successfully, whatever the request. */
+    /** Does nothing and returns 0, for every request. */
     int ioctl(int /*request*/, unsigned long /*arg*/) override { return 0; }
 
     int getNativeHandle() const override { return m_interrupt ? m_interrupt->descriptor() : -1; }
@@ -161,16 +161,16 @@ private:
 };
 
 template <typename T>
-Simulation simulateAs(const std::string& name, const Common::DeviceTypeInfo& kind) {
-    auto device = std::make_unique<SimulatedDevice<T>>(name, kind);
+Simulation simulateAs(const std::string& name, const Common::DeviceTypeInfo& type) {
+    auto device = std::make_unique<SimulatedDevice<T>>(name, type);
     SimulatedInterrupt* const interrupt = device->interrupt();
     return {Common::wrap(std::unique_ptr<Rynvel::Device<T>>(std::move(device)), nullptr, std::nullopt), interrupt};
 }
 
 } // namespace
 
-Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& kind) {
-    return Common::withRegisterType(kind.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, kind); });
+Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type) {
+    return Common::withRegisterType(type.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, type); });
 }
 
 } // namespace Rynveld

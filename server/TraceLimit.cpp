@@ -35,11 +35,11 @@ TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
         return found->second;
     }
     removeQuietEntries(now);
-    const Key& own = m_entries.size() < maxEntries ? key : Key{otherHosts, key.second};
-    return m_entries.emplace(own, Entry{now + period, 0, 0}).first->second;
+    const Key& used = m_entries.size() < maxEntries ? key : Key{otherHosts, key.second};
+    return m_entries.emplace(used, Entry{now + period, 0, 0}).first->second;
 }
 
-// Hosts come and go: those that have had nothing to say for a period are forgotten, once they are too many.
+// Clients may connect from any number of hosts: removes the entries of those without a line in the last period.
 void TraceLimit::removeQuietEntries(Time now) {
     if (m_entries.size() < maxEntries) {
         return;

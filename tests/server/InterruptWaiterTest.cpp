@@ -144,7 +144,7 @@ public:
 
     void arm() {
         m_waiter.arm(m_pair.server(), m_peer);
-        m_waiter.begin(m_pair.server());
+        m_waiter.startDelivery(m_pair.server());
     }
     void disarm() { m_waiter.disarm(m_pair.server()); }
 
@@ -192,7 +192,7 @@ TEST_F(InterruptWaiterTest, SendsWordsInNetworkOrder) {
     InterruptWaiter waiter(device, false);
     SocketPair pair(SOCK_SEQPACKET);
     waiter.arm(pair.server(), m_peer);
-    waiter.begin(pair.server());
+    waiter.startDelivery(pair.server());
     device.enableInterrupt();
     device.pulse();
     std::array<unsigned char, 8> bytes{};
@@ -256,7 +256,7 @@ TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
     }
     char byte = 0;
     EXPECT_LT(::recv(client.socket(), &byte, sizeof(byte), MSG_DONTWAIT), 0);
-    waiter.begin(pair.server());
+    waiter.startDelivery(pair.server());
     device.pulse();
     for (std::uint32_t word = 1; word <= 4; ++word) {
         EXPECT_EQ(client.interrupt(), word);
