@@ -33,7 +33,7 @@ class Differences {
 public:
     void compare(const std::string& field, const std::string& theirs, const std::string& ours) {
         if (theirs != ours) {
-            m_text += (m_text.empty() ? "its " : ", its ") + what + " is " + theirs + " and not " + ours;
+            m_text += (m_text.empty() ? "" : ", ") + field + " " + theirs + " instead of " + ours;
         }
     }
 
@@ -70,8 +70,8 @@ const std::vector<Rynvel::MemoryDevice>& devices() {
 
 std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
     const Rynvel::MemoryDevice* const theirs = Rynvel::Factory::getInstance().findMemoryDevice(row.m_name);
-    const std::string text = theirs == nullptr ? "it has no such device" : differences(*theirs, row, handle);
-    return text.empty() ? "" : row.m_name + ": librynvel disagrees with this program: " + text;
+    const std::string text = theirs == nullptr ? "the device is missing" : differences(*theirs, row, handle);
+    return text.empty() ? "" : row.m_name + ": librynvel has a different device table: " + text;
 }
 
 const Rynvel::MemoryDevice* findDevice(const std::string& name) {

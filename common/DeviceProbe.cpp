@@ -39,15 +39,15 @@ public:
             return failed(std::strerror(errno));
         }
         if (!isUio(m_row.m_type)) {
-            return m_row.m_parameter == 0 ? failed("the mapping has no size") : map(descriptor, 0, m_row.m_parameter);
+            return m_row.m_parameter == 0 ? failed("the size of the map is 0") : map(descriptor, 0, m_row.m_parameter);
         }
         const auto offset = attribute("offset");
         const auto size = attribute("size");
         if (!offset || !size || *size == 0) {
-            return failed("no memory map is described in sysfs");
+            return failed("sysfs describes no memory map");
         }
         if (*offset >= *size || *size > UINT32_MAX) {
-            return failed("the memory map described in sysfs holds no registers");
+            return failed("the memory map in sysfs contains no registers");
         }
         return map(descriptor, *offset, *size);
     }
@@ -90,16 +90,16 @@ private:
 Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
     const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
     if (type == nullptr) {
-        return failed(row, "no backend for its type");
+        return failed(row, "its device type has no backend");
     }
     if (type->access == Access::Remote) {
-        return failed(row, "a device of another server");
+        return failed(row, "a remote device has no device file");
     }
     opener.emplace(row);
     try {
         return type->access == Access::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
-        return failed(row, "an attribute of its memory map in sysfs is no number");
+        return failed(row, "an attribute of its memory map in sysfs is not a number");
     }
 }
 
@@ -113,7 +113,7 @@ OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
     }
     auto device = open(row, probe.mapSize);
     if (opener->files().hasMapping()) {
-        return {nullptr, failed(row, "the memory map described in sysfs has changed")};
+        return {nullptr, failed(row, "the memory map in sysfs has changed")};
     }
     device->keepAlive(opener->files().takeRemainder());
     return {std::move(device), std::move(probe)};

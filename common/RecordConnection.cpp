@@ -44,16 +44,16 @@ ExchangeError connectionClosed() { return unreachable("the connection was closed
 ExchangeError timedOut() { return {Cause::TimedOut, "no answer in time"}; }
 
 ExchangeError notRegisterServer(const std::string& reason) {
-    return {Cause::Malformed, reason + ": it is not a register server"};
+    return {Cause::Malformed, "not a register server: " + reason};
 }
 
 void requireResponse(const Rynvel::Response& response) {
     using Result = Rynvel::ResponseData::Result;
     if (!response.isSuccessful() && response.getResult() != Result::Error) {
-        throw notRegisterServer("the peer answers with a result that is neither 0 nor -1");
+        throw notRegisterServer("the result is neither 0 nor -1");
     }
     if (response.getLength() > Rynvel::recordCapacity) {
-        throw notRegisterServer("the peer answers with more than 128 values");
+        throw notRegisterServer("the response has more than 128 values");
     }
 }
 
@@ -162,7 +162,7 @@ Rynvel::Response RecordConnection::exchange(const Rynvel::Request& request, cons
 Rynvel::Response RecordConnection::execute(const Rynvel::Request& request, const Deadline& deadline) {
     Rynvel::Response response = exchange(request, deadline);
     if (!response.isSuccessful()) {
-        throw ExchangeError(Cause::Refused, "the server refuses it");
+        throw ExchangeError(Cause::Refused, "the server refuses the request");
     }
     return response;
 }
@@ -170,7 +170,7 @@ Rynvel::Response RecordConnection::execute(const Rynvel::Request& request, const
 void RecordConnection::open(const std::string& deviceName, const Deadline& deadline) {
     const Rynvel::Request openRequest(Rynvel::RequestData::Type::Open, deviceName);
     if (!exchange(openRequest, deadline).isSuccessful()) {
-        throw ExchangeError(Cause::NotServed, "the server does not open '" + deviceName + "'");
+        throw ExchangeError(Cause::NotServed, "the server refuses to open '" + deviceName + "'");
     }
 }
 
@@ -197,7 +197,7 @@ void RecordConnection::waitFor(short events, const Deadline& deadline) const {
 
 void RecordConnection::requireInSync() const {
     if (!m_isInSync) {
-        throw unreachable("an earlier exchange was given up");
+        throw unreachable("an earlier exchange was not completed");
     }
 }
 
@@ -205,7 +205,7 @@ void RecordConnection::requireInSync() const {
 void RecordConnection::requireNoExtraBytes() const {
     char byte = 0;
     if (::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT) > 0) {
-        throw notRegisterServer("the peer sends more than it is asked for");
+        throw notRegisterServer("it sends more than one response");
     }
 }
 

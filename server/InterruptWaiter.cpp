@@ -160,7 +160,7 @@ void InterruptWaiter::traceFailure() {
         }
     }
     for (const auto& peer : peers) {
-        RYNVELD_TRACE_OF(peer, failure, "interrupts", "No interrupts can be received from \"", m_device.getDevName(),
+        RYNVELD_TRACE_OF(peer, failure, "interrupts", "Cannot receive interrupts from \"", m_device.getDevName(),
                          "\" for client ", peer.name, ".");
     }
 }

@@ -16,10 +16,13 @@ namespace Rynveld {
 namespace {
 
 constexpr const char* footer =
-    "Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
-    "Faults are delay=TIME (before the answer), error (instead of the operation), split=TIME (between the\n"
-    "halves of the answer) and disconnect (instead of operation and answer).\n"
-    "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.";
+    "TIME is a whole number with a unit, for example 500ms, 2s or 1m.\n"
+    "FAULT is one of: delay=TIME (wait before the answer), error (answer with an error instead of doing the "
+    "operation),\n"
+    "split=TIME (wait between the halves of the answer), disconnect (close the connection instead of doing the "
+    "operation\n"
+    "and answering).\n"
+    "Exit status: 0 after SIGTERM or SIGINT, 1 if the server cannot run, 2 if the command line is wrong.";
 
 /** The option values before their conversion. */
 struct RawOptions {
@@ -45,7 +48,8 @@ std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std
 }
 
 asio::ip::tcp::endpoint endpointOf(const std::string& text) {
-    const std::string problem = "--listen: '" + text + "' is not ADDRESS or ADDRESS:PORT, with an IPv4 address";
+    const std::string problem =
+        "--listen: '" + text + "' is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)";
     const auto colon = text.find(':');
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, colon), error);
@@ -58,7 +62,7 @@ asio::ip::tcp::endpoint endpointOf(const std::string& text) {
 }
 
 asio::ip::network_v4 networkOf(const std::string& text) {
-    const std::string problem = "--allow: '" + text + "' is not an IPv4 network such as 10.0.0.0/8";
+    const std::string problem = "--allow: '" + text + "' is not an IPv4 network (for example 10.0.0.0/8)";
     constexpr std::uint32_t longest = 32;
     const auto slash = text.find('/');
     const std::string length = slash == std::string::npos ? std::to_string(longest) : text.substr(slash + 1);
@@ -75,11 +79,11 @@ asio::ip::network_v4 networkOf(const std::string& text) {
 const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std::string& name) {
     const auto* const row = Common::findDevice(name);
     if (row == nullptr) {
-        fail(option + ": there is no device '" + name + "'");
+        fail(option + ": unknown device '" + name + "' (rynvelctl list shows all names)");
     }
     const auto* const type = Common::findDeviceTypeInfo(row->m_type);
     if (type == nullptr || type->access == Common::Access::Remote) {
-        fail(option + ": the device '" + name + "' is one of another server");
+        fail(option + ": device '" + name + "' is remote (rynveld serves only devices of its own machine)");
     }
     return *type;
 }
@@ -87,7 +91,7 @@ const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std:
 std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        fail(option + ": '" + text + "' is not a time such as 500ms, 2s or 1m");
+        fail(option + ": '" + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)");
     }
     return *duration;
 }
@@ -96,18 +100,18 @@ void addInterruptPeriod(Options& options, const std::string& text) {
     const std::string option = "--interrupt-every";
     const auto sign = text.find('=');
     if (sign == std::string::npos) {
-        fail(option + ": '" + text + "' is not NAME=TIME");
+        fail(option + ": '" + text + "' is not NAME=TIME (for example rtc0=1s)");
     }
     const std::string name = text.substr(0, sign);
     if (!servedTypeOf(option, name).hasInterrupts) {
-        fail(option + ": the device '" + name + "' has no interrupts");
+        fail(option + ": device '" + name + "' has no interrupts");
     }
     if (!options.policy.devices.empty() && options.policy.devices.count(name) == 0) {
-        fail(option + ": the device '" + name + "' is not served");
+        fail(option + ": device '" + name + "' is not served (add --device " + name + ")");
     }
     const auto period = durationOf(option, text.substr(sign + 1));
     if (period.count() == 0) {
-        fail(option + ": the time must not be 0");
+        fail(option + ": the time must be greater than 0");
     }
     options.interruptPeriods[name] = period;
 }
@@ -115,7 +119,7 @@ void addInterruptPeriod(Options& options, const std::string& text) {
 Fault faultOf(const std::string& text) {
     const auto fault = parseFault(text);
     if (!fault) {
-        fail("--fault: '" + text + "' is not a fault such as delay=500ms, error, split=20ms or disconnect:10");
+        fail("--fault: '" + text + "' is not a fault (for example delay=500ms, error, split=20ms or disconnect:10)");
     }
     return *fault;
 }
@@ -137,7 +141,8 @@ void convert(const RawOptions& raw, Options& options) {
     }
     for (const auto& command : raw.ioctls) {
         options.policy.ioctls.insert(
-            numberIn(command, UINT32_MAX, "--allow-ioctl: '" + command + "' is not a number such as 0xEE00"));
+            numberIn(command, UINT32_MAX,
+                     "--allow-ioctl: '" + command + "' is not a number of at most 32 bits (for example 0xEE00)"));
     }
     options.idleTimeout = durationOf("--idle-timeout", raw.idleTimeout);
     for (const auto& period : raw.interruptPeriods) {
@@ -147,42 +152,47 @@ void convert(const RawOptions& raw, Options& options) {
         options.policy.faults.push_back(faultOf(fault));
     }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
-        fail("--interrupt-every needs --simulate");
+        fail("--interrupt-every: requires --simulate");
     }
     if (!options.policy.faults.empty() && !options.policy.simulate) {
-        fail("--fault needs --simulate");
+        fail("--fault: requires --simulate");
     }
 }
 
 void addOptions(const Common::Command& program, RawOptions& raw, Options& options) {
     program
         .addOption("--listen", "ADDRESS[:PORT]", raw.listen,
-                   "Where clients connect; port 0 is one of the system's choice")
+                   "Listen on this IPv4 address and port; with port 0, the system chooses a free port")
         .showDefault();
     program.addOption("--allow", "NETWORK", raw.allow, "Serve only clients from this network; may be repeated")
         .takeOneValue();
     program.addOption("--device", "NAME", raw.devices, "Serve only this device; may be repeated").takeOneValue();
     program.addFlag("--read-only", options.policy.readOnly,
-                    "Refuse all that changes a device or enables its interrupts");
-    program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "Pass this ioctl command on to devices; may be repeated")
+                    "Refuse every request that changes a device or enables its interrupts");
+    program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "Pass this ioctl request on to devices; may be repeated")
         .takeOneValue();
-    program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
+    program
+        .addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000,
+                   "Refuse connections beyond this number")
         .showDefault();
-    program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
-                      "Turn further connections from one host away; a quarter of --max-connections when not given");
+    program.addOption(
+        "--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
+        "Refuse connections from one host beyond this number; the default is a quarter of --max-connections");
     program
         .addOption("--idle-timeout", "TIME", raw.idleTimeout,
-                   "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "
-                   "stays")
+                   "Close a connection that sends no request for this time, unless it is armed for interrupts; 0 means "
+                   "never")
         .showDefault();
-    program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without any hardware");
+    program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without hardware");
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
-                   "With --simulate: raise the interrupt of a device again and again; may be repeated")
+                   "With --simulate: raise the interrupt of this device once per TIME; may be repeated")
         .takeOneValue();
     program
-        .addOption("--fault", "FAULT[:COUNT]", raw.faults,
-                   "With --simulate: go wrong at every request of a connection, or at each COUNTth; may be repeated")
+        .addOption(
+            "--fault", "FAULT[:COUNT]", raw.faults,
+            "With --simulate: simulate a fault at every request of a connection, or at every COUNTth request; may be "
+            "repeated")
         .takeOneValue();
 }
 

@@ -21,7 +21,7 @@ using Type = Rynvel::RequestData::Type;
 
 namespace {
 
-constexpr const char* deviceFailed = "the device reported failure";
+constexpr const char* deviceFailed = "the device reported a failure";
 
 const char* refusalOf(AccessResult result) {
     switch (result) {
@@ -30,11 +30,11 @@ const char* refusalOf(AccessResult result) {
     case AccessResult::Failed:
         return deviceFailed;
     case AccessResult::OutOfRange:
-        return "the address is outside of the device";
+        return "the address is outside the device";
     case AccessResult::TooWide:
         return "a value is wider than a register";
     case AccessResult::BusError:
-        return "the hardware answered with a bus error";
+        return "the hardware reported a bus error";
     }
     return deviceFailed;
 }
@@ -62,7 +62,7 @@ RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Pee
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
-        RYNVELD_TRACE_OF(m_peer, result, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
+        RYNVELD_TRACE_OF(m_peer, result, reason, "Client ", m_peer.name, " was disconnected: ", reason, ".");
         return false;
     }
     m_hasSentOpen = true;
@@ -74,21 +74,21 @@ const char* RequestHandler::findProtocolError(const Request& request) const {
     const auto& name = record.deviceName;
     const auto* const nameEnd = std::find(name.begin(), name.end(), '\0');
     if (!m_hasSentOpen && request.getType() != Type::Open) {
-        return "its first record is no Open";
+        return "its first request is not Open";
     }
     if (request.getType() > Type::Debug) {
-        return "a record's type is above 13";
+        return "the type of a request is above 13";
     }
     if (nameEnd == name.end()) {
-        return "a record's device name has no terminator";
+        return "a device name has no terminating NUL";
     }
     if (std::any_of(name.begin(), nameEnd, Common::isControlCharacter)) {
-        return "a record's device name has a control character";
+        return "a device name contains a control character";
     }
     if (request.getLength() > Rynvel::recordCapacity) {
-        return "a record's length is above 128";
+        return "the length of a request is above 128";
     }
-    return ntohl(record.byteOrder) > 1 ? "a record's byte order is neither 0 nor 1" : nullptr;
+    return ntohl(record.byteOrder) > 1 ? "the byte order of a request is neither 0 nor 1" : nullptr;
 }
 
 Response RequestHandler::handle(const Request& request) {
@@ -151,7 +151,7 @@ RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Resp
     case Type::Debug:
         return raiseInterrupt(request);
     }
-    return "there is no such type";
+    return "the request type is unknown";
 }
 
 bool RequestHandler::changesDevice(Type type) const {
@@ -170,7 +170,7 @@ bool RequestHandler::changesDevice(Type type) const {
 // An exception, for instance because memory is exhausted, must not end the connections of other clients.
 RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     if (name.empty()) {
-        return "it names no device";
+        return "the device name is empty";
     }
     std::string reason;
     std::shared_ptr<ServedDevice> device;
@@ -193,10 +193,10 @@ RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned in
     auto& registers = m_device->registers();
     const std::uint32_t items = request.getLength();
     if (registers.width() != width) {
-        return "the device has another width";
+        return "the register width does not match the device";
     }
     if (items == 0) {
-        return "nothing is to be read";
+        return "the length of the read is 0";
     }
     std::array<std::uint32_t, Rynvel::recordCapacity> values{};
     const AccessResult result =
@@ -213,10 +213,10 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
     const std::uint32_t items = request.getLength();
     const std::uint32_t bitmask = request.getBitmask();
     if (registers.width() != width) {
-        return "the device has another width";
+        return "the register width does not match the device";
     }
     if (bitmask != 0 && items != 1) {
-        return "a masked write has one value";
+        return "a masked write must have one value";
     }
     if (bitmask != 0) {
         return refusalOf(registers.write(request.getAddress(), request.getValue(), bitmask));

@@ -21,7 +21,7 @@ ServedDevices::ServedDevices(const Policy& policy) : m_policy(policy) {}
 std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& reason) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr || (!m_policy.devices.empty() && m_policy.devices.count(name) == 0)) {
-        reason = "no such device is served";
+        reason = "the device is not served";
         return nullptr;
     }
     return openAt(slotOf(name), *row, reason);
@@ -78,7 +78,7 @@ ServedDevices::Slot& ServedDevices::slotOf(const std::string& name) {
 std::unique_ptr<ServedDevice> ServedDevices::create(const Rynvel::MemoryDevice& row, std::string& reason) {
     const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
     if (type == nullptr || type->access == Common::Access::Remote) {
-        reason = "a device of another server is not served";
+        reason = "remote devices are not served";
         return nullptr;
     }
     if (m_policy.simulate) {

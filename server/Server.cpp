@@ -156,7 +156,7 @@ void Server::listen() {
         acceptor.bind(m_options.listen);
         acceptor.listen();
     } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), "cannot listen on " + textOf(m_options.listen));
+        throw std::system_error(error.code(), textOf(m_options.listen) + ": cannot listen");
     }
 }
 
@@ -212,8 +212,7 @@ void Server::accept(Listener& listener) {
 
 // Descriptors or memory are exhausted: tries again later.
 void Server::retryAccept(Listener& listener, const std::error_code& reason) {
-    RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "No client can be accepted: ", reason.message(),
-                     ".");
+    RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(), ".");
     listener.retryTimer.expires_after(std::chrono::milliseconds(100));
     listener.retryTimer.async_wait([this, &listener](const std::error_code& /*error*/) {
         if (!m_stopped) {
@@ -227,11 +226,12 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
     if (!isAllowed(endpoint)) {
         RYNVELD_TRACE_OF(peer, failure, "network", "Client ", peer.name, " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: there are ",
-                         m_clients.size(), " connections.");
-    } else if (const auto count = connectionsOf(peer.host); count >= m_options.maxConnectionsPerHost) {
-        RYNVELD_TRACE_OF(peer, failure, "connections of host", "Client ", peer.name, " turned away: its host has ",
-                         count, " connections.");
+        RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: the connection limit (",
+                         m_options.maxConnections, ") is reached.");
+    } else if (connectionsOf(peer.host) >= m_options.maxConnectionsPerHost) {
+        RYNVELD_TRACE_OF(peer, failure, "connections of host", "Client ", peer.name,
+                         " turned away: its host has reached the connection limit (", m_options.maxConnectionsPerHost,
+                         ").");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // Released from the event loop, which every record would wake up.
@@ -277,8 +277,8 @@ void Server::run(Session& session) {
     try {
         session.run();
     } catch (const std::exception& exception) {
-        RYNVELD_TRACE_OF(session.peer(), failure, "exception", "The connection of client ", session.peer().name,
-                         " is ended: ", exception.what(), ".");
+        RYNVELD_TRACE_OF(session.peer(), failure, "exception", "Client ", session.peer().name,
+                         " was disconnected: ", exception.what(), ".");
     }
 }
 
@@ -318,8 +318,8 @@ void Server::scheduleSuppressedReport() {
 
 void Server::traceSuppressed(TraceLimit::Time now) {
     for (const auto& each : m_traceLimit.takeSuppressed(now)) {
-        RYNVELD_TRACE(failure, "Lines left out", each.host.empty() ? "" : " about " + each.host, ": ", each.count, " (",
-                      each.cause, ").");
+        RYNVELD_TRACE(failure, "Suppressed lines", each.host.empty() ? "" : " about " + each.host, ": ", each.count,
+                      " (", each.cause, ").");
     }
 }
 
@@ -379,7 +379,8 @@ void Server::interruptClients() {
 void Server::traceRunningClients() const {
     for (const auto& client : m_clients) {
         if (!client.hasEnded) {
-            RYNVELD_TRACE(failure, "The end waits for ", client.session->description(), ": it cannot be interrupted.");
+            RYNVELD_TRACE(failure, "Shutdown waits for ", client.session->description(),
+                          ": its operation cannot be interrupted.");
         }
     }
 }

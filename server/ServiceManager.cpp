@@ -54,7 +54,8 @@ int parseSocketCount(const std::string& text) {
     constexpr Common::NumberFormat fourDigits{false, false, 4};
     const auto count = Common::parseNumber(text.empty() ? "0" : text, fourDigits);
     if (!count) {
-        throw std::runtime_error("LISTEN_FDS is '" + text + "', and no number of sockets");
+        throw std::runtime_error("LISTEN_FDS: '" + text +
+                                 "' is not a number of sockets (use at most 4 decimal digits)");
     }
     return static_cast<int>(*count);
 }
@@ -69,8 +70,8 @@ std::vector<int> activationSockets() {
     const int end = firstPassedDescriptor + parseSocketCount(environment("LISTEN_FDS"));
     for (int socket = firstPassedDescriptor; socket < end; ++socket) {
         if (!listensForClients(socket)) {
-            throw std::runtime_error("the socket that was passed as descriptor " + std::to_string(socket) +
-                                     " does not listen for TCP or local stream connections");
+            throw std::runtime_error("descriptor " + std::to_string(socket) +
+                                     ": not a listening TCP or local stream socket");
         }
         ::fcntl(socket, F_SETFD, FD_CLOEXEC);
         sockets.push_back(socket);

@@ -47,7 +47,7 @@ bool Session::answer(const Rynvel::Request& request) {
     Rynvel::Response response = faults.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
     const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
     if (waits && response.isSuccessful() && !arm()) {
-        response = m_handler.refuse(request, "the system has no thread or no descriptor left");
+        response = m_handler.refuse(request, "the system has no threads or descriptors left");
     }
     if (!send(response, faults)) {
         return false;

@@ -15,7 +15,7 @@ std::optional<std::string> TraceLimit::admit(const std::string& host, const std:
     }
     ++entry.lines;
     const std::size_t suppressed = std::exchange(entry.suppressed, 0);
-    return suppressed == 0 ? "" : " (" + std::to_string(suppressed) + " more were left out)";
+    return suppressed == 0 ? "" : " (" + std::to_string(suppressed) + " similar lines suppressed)";
 }
 
 std::vector<TraceLimit::Suppressed> TraceLimit::takeSuppressed(Time now) {

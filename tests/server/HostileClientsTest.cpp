@@ -489,8 +489,8 @@ std::size_t countOf(const std::string& part, const std::string& text) {
 
 /** The server hangs up on the clients that send no requests, and does not let them flood its traces. */
 void expectTracesOfASoak(const std::string& text, std::chrono::seconds time) {
-    const std::string hungUp = " hung up on: ";
-    const std::string suppressed = "Lines left out about 127.0.0.0/8: ";
+    const std::string hungUp = " was disconnected: ";
+    const std::string suppressed = "Suppressed lines about 127.0.0.0/8: ";
     const std::string unknown = " cannot be opened for 127.0.0.1:";
     const std::string lost = " does not read its interrupts: one is lost.";
     EXPECT_GT(countOf(hungUp, text), 0U);

@@ -426,7 +426,7 @@ TEST_P(FailingDevice, HasItsClientsHungUp) {
     EXPECT_TRUE(one.isEnded());
     EXPECT_TRUE(other.isEnded());
     const std::string line =
-        "Rynveld 1 traceFailure: No interrupts can be received from \"fake\" for client 10.0.0.7:4711.";
+        "Rynveld 1 traceFailure: Cannot receive interrupts from \"fake\" for client 10.0.0.7:4711.";
     EXPECT_EQ(recorder.lines(), (EventLog{line, line}));
     const ArmedClient later(waiter);
     EXPECT_TRUE(later.isEnded());

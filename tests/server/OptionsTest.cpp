@@ -59,7 +59,8 @@ TEST(Options, SayWhereToListen) {
     for (const char* wrong : {"localhost", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x",
                               "127.0.0.1:80:90", "127.0.0", "256.0.0.1", "[::1]:80", "::1", ":80", "80", ""}) {
         EXPECT_EQ(problemOf({"--listen", wrong}),
-                  std::string("--listen: '") + wrong + "' is not ADDRESS or ADDRESS:PORT, with an IPv4 address");
+                  std::string("--listen: '") + wrong +
+                      "' is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)");
     }
 }
 
@@ -75,15 +76,17 @@ TEST(Options, NameTheNetworksOfClients) {
     for (const char* wrong : {"10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "10.0.0.0/08", "010.0.0.0/8", "10.0.0.0/0x8",
                               "10.0.0.0/8/8", "10.0.0/8", "net", "::1/128", "/8", ""}) {
         EXPECT_EQ(problemOf({"--allow", wrong}),
-                  std::string("--allow: '") + wrong + "' is not an IPv4 network such as 10.0.0.0/8");
+                  std::string("--allow: '") + wrong + "' is not an IPv4 network (for example 10.0.0.0/8)");
     }
 }
 
 TEST(Options, NameTheDevicesThatAreServed) {
     const auto options = parse({"--device", "uio.16", "--device=seek.8", "--device", "uio.16"});
     EXPECT_EQ(options.policy.devices, (std::set<std::string>{"seek.8", "uio.16"}));
-    EXPECT_EQ(problemOf({"--device", "nothing"}), "--device: there is no device 'nothing'");
-    EXPECT_EQ(problemOf({"--device", "far"}), "--device: the device 'far' is one of another server");
+    EXPECT_EQ(problemOf({"--device", "nothing"}),
+              "--device: unknown device 'nothing' (rynvelctl list shows all names)");
+    EXPECT_EQ(problemOf({"--device", "far"}),
+              "--device: device 'far' is remote (rynveld serves only devices of its own machine)");
 }
 
 TEST(Options, AllowIoctlCommandsByNumber) {
@@ -92,8 +95,8 @@ TEST(Options, AllowIoctlCommandsByNumber) {
     EXPECT_EQ(options.policy.ioctls, (std::set<std::uint32_t>{0, 17, 0xEE00, 0xFFFFFFFF}));
     for (const char* wrong :
          {"4294967296", "0x100000000", "0x", "x", "-1", "+1", " 1", "1 ", "0b1", "12345678901", ""}) {
-        EXPECT_EQ(problemOf({"--allow-ioctl", wrong}),
-                  std::string("--allow-ioctl: '") + wrong + "' is not a number such as 0xEE00");
+        EXPECT_EQ(problemOf({"--allow-ioctl", wrong}), std::string("--allow-ioctl: '") + wrong +
+                                                           "' is not a number of at most 32 bits (for example 0xEE00)");
     }
 }
 
@@ -111,7 +114,8 @@ TEST(Options, LimitConnectionsAndIdleness) {
     }
     EXPECT_EQ(parse({"--idle-timeout", "1m"}).idleTimeout, 1min);
     EXPECT_EQ(parse({"--idle-timeout", "0"}).idleTimeout, 0ms);
-    EXPECT_EQ(problemOf({"--idle-timeout", "5"}), "--idle-timeout: '5' is not a time such as 500ms, 2s or 1m");
+    EXPECT_EQ(problemOf({"--idle-timeout", "5"}),
+              "--idle-timeout: '5' is not a time (a whole number with the unit ms, s or m, at most one day)");
 }
 
 /** A number in the unit that systemd starts the server with. */
@@ -145,16 +149,18 @@ TEST(Options, RaiseInterruptsOfSimulatedDevices) {
 
 TEST(Options, RaiseNoOtherInterrupts) {
     const auto problem = [](const std::string& value) { return problemOf({"--simulate", "--interrupt-every", value}); };
-    EXPECT_EQ(problem("uio.32"), "--interrupt-every: 'uio.32' is not NAME=TIME");
-    EXPECT_EQ(problem("=1s"), "--interrupt-every: there is no device ''");
-    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: there is no device 'nothing'");
-    EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: the device 'seek.8' has no interrupts");
-    EXPECT_EQ(problem("far=1s"), "--interrupt-every: the device 'far' is one of another server");
-    EXPECT_EQ(problem("uio.32="), "--interrupt-every: '' is not a time such as 500ms, 2s or 1m");
-    EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must not be 0");
-    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every needs --simulate");
+    EXPECT_EQ(problem("uio.32"), "--interrupt-every: 'uio.32' is not NAME=TIME (for example rtc0=1s)");
+    EXPECT_EQ(problem("=1s"), "--interrupt-every: unknown device '' (rynvelctl list shows all names)");
+    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: unknown device 'nothing' (rynvelctl list shows all names)");
+    EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: device 'seek.8' has no interrupts");
+    EXPECT_EQ(problem("far=1s"),
+              "--interrupt-every: device 'far' is remote (rynveld serves only devices of its own machine)");
+    EXPECT_EQ(problem("uio.32="),
+              "--interrupt-every: '' is not a time (a whole number with the unit ms, s or m, at most one day)");
+    EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must be greater than 0");
+    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every: requires --simulate");
     EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--interrupt-every", "uio.32=1s"}),
-              "--interrupt-every: the device 'uio.32' is not served");
+              "--interrupt-every: device 'uio.32' is not served (add --device uio.32)");
 }
 
 TEST(Options, GoWrongOnDemand) {
@@ -164,8 +170,8 @@ TEST(Options, GoWrongOnDemand) {
     EXPECT_EQ(faults[0].every, 3U);
     EXPECT_EQ(faults[1].kind, Fault::Kind::Delay);
     EXPECT_EQ(problemOf({"--simulate", "--fault", "nothing"}),
-              "--fault: 'nothing' is not a fault such as delay=500ms, error, split=20ms or disconnect:10");
-    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault needs --simulate");
+              "--fault: 'nothing' is not a fault (for example delay=500ms, error, split=20ms or disconnect:10)");
+    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault: requires --simulate");
 }
 
 TEST(Options, AreOfOneLineEachWhenTheyAreWrong) {

@@ -109,7 +109,7 @@ protected:
     void expectEnd(Connection& connection, const Request& request, const std::string& reason) {
         m_recorder.clear();
         EXPECT_FALSE(connection.accepts(request));
-        EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 hung up on: " + reason + "."});
+        EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 was disconnected: " + reason + "."});
     }
 
     EventLog lines() const { return m_recorder.lines(); }
@@ -171,7 +171,7 @@ TEST_F(RequestHandlerTest, LetsGoOfTheDeviceWithClose) {
 
 TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWithoutAFailure) {
     auto connection = m_server.connect();
-    expectRefusal(connection, Request(Type::Open, ""), "it names no device");
+    expectRefusal(connection, Request(Type::Open, ""), "the device name is empty");
     EXPECT_EQ(lines().size(), 1U);
 }
 
@@ -184,7 +184,7 @@ TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
 TEST_F(RequestHandlerTest, AcceptsNoFirstRecordButOpen) {
     for (std::uint32_t type = 1; type <= 14; ++type) {
         auto connection = m_server.connect();
-        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "its first record is no Open");
+        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "its first request is not Open");
     }
 }
 
@@ -201,13 +201,13 @@ TEST_F(RequestHandlerTest, AcceptsNoNameWithoutTerminator) {
     auto connection = m_server.connect();
     Request request(Type::Open, "");
     overwrite(request, nameAt, std::string(128, 'n'));
-    expectEnd(connection, request, "a record's device name has no terminator");
+    expectEnd(connection, request, "a device name has no terminating NUL");
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
     for (const char* name : {"a\nb", "\x1b[2J", "\x7f", "\x1f"}) {
         auto connection = m_server.connect();
-        expectEnd(connection, Request(Type::Open, name), "a record's device name has a control character");
+        expectEnd(connection, Request(Type::Open, name), "a device name contains a control character");
     }
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "\xc3\xbc ~!")));
@@ -217,7 +217,7 @@ TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
     for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
-        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "a record's type is above 13");
+        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "the type of a request is above 13");
     }
 }
 
@@ -227,9 +227,9 @@ TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
         EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
         Request request(static_cast<Type>(type), "uio.32");
         overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
-        expectEnd(connection, request, "a record's length is above 128");
+        expectEnd(connection, request, "the length of a request is above 128");
         overwrite(request, lengthAt, std::string(4, '\xFF'));
-        expectEnd(connection, request, "a record's length is above 128");
+        expectEnd(connection, request, "the length of a request is above 128");
     }
 }
 
@@ -242,7 +242,7 @@ TEST_F(RequestHandlerTest, AcceptsNoByteOrderButNetworkAndHost) {
     }
     for (const auto& order : {std::string("\0\0\0\2", 4), std::string("\1\0\0\0", 4), std::string(4, '\xFF')}) {
         overwrite(request, byteOrderAt, order);
-        expectEnd(connection, request, "a record's byte order is neither 0 nor 1");
+        expectEnd(connection, request, "the byte order of a request is neither 0 nor 1");
     }
 }
 
@@ -275,9 +275,10 @@ TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
                 EXPECT_TRUE(connection.succeeds(requestOf(row.write, row.name, 0, {1})));
                 continue;
             }
-            expectRefusal(connection, readOf(other.read, row.name, 0), "the device has another width");
-            expectRefusal(connection, requestOf(other.write, row.name, 0, {1}), "the device has another width");
-            expectRefusal(connection, requestOf(other.write, row.name), "the device has another width");
+            expectRefusal(connection, readOf(other.read, row.name, 0), "the register width does not match the device");
+            expectRefusal(connection, requestOf(other.write, row.name, 0, {1}),
+                          "the register width does not match the device");
+            expectRefusal(connection, requestOf(other.write, row.name), "the register width does not match the device");
         }
     }
 }
@@ -328,7 +329,7 @@ TEST_F(RequestHandlerTest, MovesBurstsOf128Values) {
 
 TEST_F(RequestHandlerTest, RefusesAReadOfNothing) {
     auto connection = m_server.connect("uio.32");
-    expectRefusal(connection, readOf(Type::Read32, "uio.32", 0, 0), "nothing is to be read");
+    expectRefusal(connection, readOf(Type::Read32, "uio.32", 0, 0), "the length of the read is 0");
 }
 
 TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
@@ -365,7 +366,7 @@ TEST_F(RequestHandlerTest, RefusesAMaskedWriteOfAnythingButOneValue) {
     for (const auto& values : {Values{}, Values{1, 2}, Values(128, 1)}) {
         auto masked = requestOf(Type::Write16, "uio.16", 5, values);
         masked.setBitmask(1);
-        expectRefusal(connection, masked, "a masked write has one value");
+        expectRefusal(connection, masked, "a masked write must have one value");
     }
     EXPECT_EQ(connection.values(readOf(Type::Read16, "uio.16", 5)), Values{0});
 }
@@ -417,7 +418,7 @@ TEST_F(RequestHandlerTest, TellsTheInterruptTypeOfASimulatedDevice) {
 TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
     auto connection = m_server.connect("seek.8");
     for (const auto type : {Type::GetInterruptType, Type::EnableInterrupt, Type::DisableInterrupt}) {
-        expectRefusal(connection, Request(type, "seek.8"), "the device reported failure");
+        expectRefusal(connection, Request(type, "seek.8"), "the device reported a failure");
     }
     expectRefusal(connection, Request(Type::WaitForInterrupt, "seek.8"), "the device has no interrupts");
     expectRefusal(connection, Request(Type::Debug, "seek.8"), "only a simulated interrupt can be raised");
@@ -467,9 +468,9 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     Server server(policy);
     auto connection = server.connect();
     for (const auto& [name, obstacle] :
-         std::vector<std::pair<std::string, std::string>>{{"nothing", "no such device is served"},
-                                                          {"uio.16", "no such device is served"},
-                                                          {"far", "a device of another server is not served"}}) {
+         std::vector<std::pair<std::string, std::string>>{{"nothing", "the device is not served"},
+                                                          {"uio.16", "the device is not served"},
+                                                          {"far", "remote devices are not served"}}) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
         const auto all = lines();
         ASSERT_EQ(all.size(), 2U);
@@ -553,7 +554,7 @@ TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
     OwnFolder::makeFile("registers.map", pageSize);
     auto connection = m_files.connect("map.32");
     constexpr std::uint32_t registers = pageSize / 4;
-    const std::string reason = "the address is outside of the device";
+    const std::string reason = "the address is outside the device";
     EXPECT_TRUE(connection.succeeds(requestOf(Type::Write32, "map.32", registers - 1, {7})));
     for (const std::uint32_t address : {registers, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
         expectRefusal(connection, readOf(Type::Read32, "map.32", address), reason);
@@ -573,8 +574,8 @@ TEST_F(RequestsToFiles, SurviveBusErrors) {
     Common::FaultGuard::install();
     OwnFolder::makeFile("registers.map", 0);
     auto connection = m_files.connect("map.32");
-    expectRefusal(connection, readOf(Type::Read32, "map.32", 0), "the hardware answered with a bus error");
-    expectRefusal(connection, requestOf(Type::Write32, "map.32", 0, {1, 2}), "the hardware answered with a bus error");
+    expectRefusal(connection, readOf(Type::Read32, "map.32", 0), "the hardware reported a bus error");
+    expectRefusal(connection, requestOf(Type::Write32, "map.32", 0, {1, 2}), "the hardware reported a bus error");
     OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_EQ(connection.values(readOf(Type::Read32, "map.32", 0)), Values{0});
 }
@@ -584,11 +585,11 @@ TEST_F(RequestsToFiles, FailAsTheDeviceDoes) {
     OwnFolder::makeFile("registers.seek", 4);
     auto mapped = m_files.connect("map.32");
     for (const auto type : {Type::EnableInterrupt, Type::DisableInterrupt, Type::GetInterruptType}) {
-        expectRefusal(mapped, Request(type, "map.32"), "the device reported failure");
+        expectRefusal(mapped, Request(type, "map.32"), "the device reported a failure");
     }
     EXPECT_TRUE(mapped.succeeds(Request(Type::WaitForInterrupt, "map.32")));
     auto seekable = m_files.connect("seek.32");
-    expectRefusal(seekable, readOf(Type::Read32, "seek.32", 4), "the device reported failure");
+    expectRefusal(seekable, readOf(Type::Read32, "seek.32", 4), "the device reported a failure");
 }
 
 TEST_F(RequestsToFiles, FailAsAnAllowedIoctlDoes) {
@@ -599,7 +600,7 @@ TEST_F(RequestsToFiles, FailAsAnAllowedIoctlDoes) {
     auto connection = server.connect("seek.32");
     Request request = requestOf(Type::Ioctl, "seek.32", 0, {7});
     request.setCommand(0xEE00);
-    expectRefusal(connection, request, "the device reported failure");
+    expectRefusal(connection, request, "the device reported a failure");
 }
 
 TEST_F(RequestsToFiles, RaiseNoInterruptsOfRealDevices) {

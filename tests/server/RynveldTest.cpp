@@ -104,13 +104,13 @@ TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
     const auto ended = runRynveld({"--listen", "127.0.0.1:" + listener.port()});
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.output, "");
-    EXPECT_EQ(ended.error, "rynveld: cannot listen on 127.0.0.1:" + listener.port() + ": Address already in use\n");
+    EXPECT_EQ(ended.error, "rynveld: 127.0.0.1:" + listener.port() + ": cannot listen: Address already in use\n");
 }
 
 TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {
     const auto ended = runRynveld({"--listen", "192.0.2.1:0"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.error, "rynveld: cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
+    EXPECT_EQ(ended.error, "rynveld: 192.0.2.1:0: cannot listen: Cannot assign requested address\n");
 }
 
 TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
@@ -240,8 +240,8 @@ TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
     std::this_thread::sleep_for(std::chrono::seconds(21));
     EXPECT_TRUE(RecordClient(server.port()).isEnded());
     const std::string text = server.endWithText();
-    const auto count = text.find("Lines left out about 127.0.0.0/8: 5 (connections).\n");
-    const auto last = text.rfind(" turned away: there are 1 connections.\n");
+    const auto count = text.find("Suppressed lines about 127.0.0.0/8: 5 (connections).\n");
+    const auto last = text.rfind(" turned away: the connection limit (1) is reached.\n");
     ASSERT_NE(count, std::string::npos) << text;
     ASSERT_NE(last, std::string::npos) << text;
     EXPECT_LT(count, last) << text;
@@ -534,8 +534,8 @@ TEST(Rynveld, NamesTheClientOfAnOperationThatItCannotInterrupt) {
     EXPECT_EQ(ending.wait_for(std::chrono::seconds(2)), std::future_status::timeout);
     slow.release();
     const std::string text = ending.get();
-    EXPECT_NE(text.find("The end waits for client 127.0.0.1:" + slow.port() +
-                        " on device \"map.32\": it cannot be interrupted."),
+    EXPECT_NE(text.find("Shutdown waits for client 127.0.0.1:" + slow.port() +
+                        " on device \"map.32\": its operation cannot be interrupted."),
               std::string::npos)
         << text;
     EXPECT_EQ(linesIn(text), 1U) << text;
@@ -656,10 +656,10 @@ TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
     fill([port] { return connectByIpv6(port); });
     fill([&local] { return local.connect(); });
     const std::string text = server.endWithText();
-    EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
+    EXPECT_NE(text.find(" turned away: its host has reached the connection limit (2)."), std::string::npos) << text;
     const std::string user = "user " + std::to_string(::geteuid());
     for (const std::string& host : {std::string("127.0.0.0/8"), std::string("::/64"), user}) {
-        const std::string line = "Lines left out about " + host + ": 80 (connections of host).";
+        const std::string line = "Suppressed lines about " + host + ": 80 (connections of host).";
         EXPECT_NE(text.find(line), std::string::npos) << line << '\n' << text;
     }
     EXPECT_EQ(linesIn(text), 3 * (20 + 1)) << text;

@@ -36,7 +36,7 @@ TEST_F(TraceLimitTest, TellsHowManyWereLeftOutWithTheFirstLineOfTheNextPeriod) {
     exhaust();
     EXPECT_EQ(admit(), std::nullopt);
     m_now += TraceLimit::period;
-    EXPECT_EQ(admit(), " (2 more were left out)");
+    EXPECT_EQ(admit(), " (2 similar lines suppressed)");
     EXPECT_EQ(admit(), "");
 }
 

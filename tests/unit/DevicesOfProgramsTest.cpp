@@ -85,29 +85,29 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
 }
 
 TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
-    const std::string start = ": librynvel disagrees with this program: ";
+    const std::string start = ": librynvel has a different device table: ";
     for (const MemoryDevice& row : Common::devices()) {
         EXPECT_EQ(Common::describeMismatch(row), "");
     }
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, DeviceType::Uio32}),
-              "rtc0" + start + "its size is 0 and not 7");
+              "rtc0" + start + "size 0 instead of 7");
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc1", 7, DeviceType::Lseek8}),
               "rtc0" + start +
-                  "its type is Uio32 and not Lseek8, its path is '/dev/rtc0' and not '/dev/rtc1', its "
-                  "parameter is 0 and not 7");
+                  "type Uio32 instead of Lseek8, path '/dev/rtc0' instead of '/dev/rtc1', "
+                  "parameter 0 instead of 7");
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, static_cast<DeviceType>(99)}),
-              "rtc0" + start + "its type is Uio32 and not 99, its parameter is 0 and not 7");
+              "rtc0" + start + "type Uio32 instead of 99, parameter 0 instead of 7");
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, DeviceType::FpgaSpi32}),
-              "rtc0" + start + "its type is Uio32 and not FpgaSpi32, its offset is 0 and not 7");
+              "rtc0" + start + "type Uio32 instead of FpgaSpi32, offset 0 instead of 7");
     EXPECT_EQ(Common::describeMismatch({"nothing", "/dev/rtc0", 0, DeviceType::Uio32}),
-              "nothing" + start + "it has no such device");
+              "nothing" + start + "the device is missing");
 }
 
 TEST(DeviceList, TellsInWhatTheHandleOfARowDiffers) {
     const MemoryDevice& first = Common::devices().front();
     EXPECT_EQ(Common::describeMismatch(first, 0), "");
     EXPECT_EQ(Common::describeMismatch(first, 7),
-              first.m_name + ": librynvel disagrees with this program: its handle is 0 and not 7");
+              first.m_name + ": librynvel has a different device table: handle 0 instead of 7");
 }
 
 TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
@@ -172,7 +172,7 @@ TEST(DeviceProbe, TellsTheSizeOfAMapping) {
 
 TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(probe(mappedRow(file, 0)).reason, file.path() + ": the mapping has no size");
+    EXPECT_EQ(probe(mappedRow(file, 0)).reason, file.path() + ": the size of the map is 0");
     const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
     EXPECT_NE(probe(full).reason, "");
     std::array<int, 2> ends{};
@@ -187,14 +187,14 @@ TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
 TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryFile file(pageSize);
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
-    EXPECT_EQ(probe(row).reason, file.path() + ": no memory map is described in sysfs");
+    EXPECT_EQ(probe(row).reason, file.path() + ": sysfs describes no memory map");
 }
 
 TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
     EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).reason,
-              "10.0.0.7::9000: a device of another server");
+              "10.0.0.7::9000: a remote device has no device file");
     EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).reason,
-              "/dev/odd: no backend for its type");
+              "/dev/odd: its device type has no backend");
 }
 
 /** What a thread asks for while files are handed over. */

@@ -212,7 +212,7 @@ TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
     const auto refused = [this](const std::function<void(RemoteDevice&)>& call) {
         m_peer.script({success(), refusal()});
         auto remote = device();
-        expectError(Cause::Refused, "the server refuses it", [&] { call(remote); });
+        expectError(Cause::Refused, "the server refuses the request", [&] { call(remote); });
     };
     refused([](RemoteDevice& remote) { remote.read(4); });
     refused([](RemoteDevice& remote) { remote.read(4, 2, ByteOrder::Host); });
@@ -226,7 +226,7 @@ TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
     EXPECT_EQ(device().interruptType(), std::nullopt);
     m_peer.script({success(), success(), refusal()});
     auto silent = device();
-    expectError(Cause::Refused, "the server refuses it", [&] { silent.arm(); });
+    expectError(Cause::Refused, "the server refuses the request", [&] { silent.arm(); });
 }
 
 TEST_F(RemoteDevices, AreUsableAfterARefusal) {
@@ -238,10 +238,10 @@ TEST_F(RemoteDevices, AreUsableAfterARefusal) {
 
 TEST_F(RemoteDevices, ReportThatTheServerDoesNotOpenThem) {
     m_peer.script({refusal()});
-    expectError(Cause::NotServed, "the server does not open 'remote'", [&] { device(); });
+    expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { device(); });
     m_peer.script({success(), refusal()});
     auto remote = device();
-    expectError(Cause::NotServed, "the server does not open 'remote'", [&] { remote.arm(); });
+    expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { remote.arm(); });
 }
 
 TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
@@ -270,8 +270,8 @@ std::vector<std::uint8_t> recordOf(std::uint32_t result, std::uint32_t length) {
 }
 
 TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
-    const std::string neither = "the peer answers with a result that is neither 0 nor -1: it is not a register server";
-    const std::string tooMany = "the peer answers with more than 128 values: it is not a register server";
+    const std::string neither = "not a register server: the result is neither 0 nor -1";
+    const std::string tooMany = "not a register server: the response has more than 128 values";
     for (const auto& [result, length, text] :
          {std::tuple{0x48545450U, 0U, neither}, std::tuple{1U, 0U, neither}, std::tuple{0U, 129U, tooMany},
           std::tuple{0U, UINT32_MAX, tooMany}, std::tuple{UINT32_MAX, 129U, tooMany}}) {
@@ -286,7 +286,7 @@ TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
 }
 
 TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
-    const std::string text = "the peer sends more than it is asked for: it is not a register server";
+    const std::string text = "not a register server: it sends more than one response";
     auto tooLong = recordOf(0, 0);
     tooLong.push_back(0);
     m_peer.script({Reply{{tooLong}}});
@@ -294,7 +294,7 @@ TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
     m_peer.script({success(), Reply{{tooLong}}});
     auto remote = device();
     expectError(Cause::Malformed, text, [&] { remote.write(4, 1); });
-    expectError(Cause::Unreachable, "an earlier exchange was given up", [&] { remote.write(4, 1); });
+    expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.write(4, 1); });
     auto quiet = device();
     m_peer.send(2, {0});
     std::this_thread::sleep_for(shortTime);
@@ -328,7 +328,7 @@ TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
     m_patience = shortTime;
     m_peer.script({truncated(responseOf({1}), 519)});
     expectError(Cause::TimedOut, "no answer in time", [&] { remote.read(4); });
-    expectError(Cause::Unreachable, "an earlier exchange was given up", [&] { remote.read(4); });
+    expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.read(4); });
 }
 
 TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
@@ -337,7 +337,7 @@ TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
     m_peer.send(1, {0, 0, 0});
     ASSERT_EQ(poll(&beginning, 1, -1), 1);
     expectError(Cause::TimedOut, "no answer in time", [&] { remote.receiveInterrupt(Deadline(shortTime)); });
-    expectError(Cause::Unreachable, "an earlier exchange was given up",
+    expectError(Cause::Unreachable, "an earlier exchange was not completed",
                 [&] { remote.receiveInterrupt(Deadline(longTime)); });
 }
 
