@@ -28,7 +28,7 @@ struct OptionDescription {
     std::string summary;
     bool isPositional;
     bool isRequired;
-    /** Whether it takes more than one value each time it is given. */
+    /** Whether it takes more than one value. */
     bool takesMultipleValues;
 };
 

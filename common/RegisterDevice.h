@@ -17,7 +17,7 @@
 namespace Common {
 
 enum class AccessResult {
-    Done,
+    Success,
     /** The device has reported failure. */
     Failed,
     /** Some of the registers are outside the device's map. Nothing was accessed. */
@@ -25,7 +25,7 @@ enum class AccessResult {
     /** A value or a mask has more bits than a register. Nothing was accessed. */
     TooWide,
     /** The hardware has reported a bus error. Part of a burst may have been transferred. */
-    Faulted
+    BusError
 };
 
 /**

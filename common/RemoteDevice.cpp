@@ -47,39 +47,39 @@ RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int 
 }
 
 std::uint32_t RemoteDevice::read(std::uint32_t address) {
-    Rynvel::Request reading = request(typesOf(m_width).read);
-    return readValues(reading, address, 1).front();
+    Rynvel::Request readRequest = request(typesOf(m_width).read);
+    return readValues(readRequest, address, 1).front();
 }
 
 std::vector<std::uint32_t> RemoteDevice::read(std::uint32_t address, std::uint32_t items, Rynvel::ByteOrder order) {
-    Rynvel::Request reading = request(typesOf(m_width).read);
-    reading.setByteOrder(order);
-    return readValues(reading, address, items);
+    Rynvel::Request readRequest = request(typesOf(m_width).read);
+    readRequest.setByteOrder(order);
+    return readValues(readRequest, address, items);
 }
 
 void RemoteDevice::write(std::uint32_t address, std::uint32_t value) {
-    Rynvel::Request writing = request(typesOf(m_width).write);
-    writing.setAddress(address);
-    writing.addValue(value);
-    execute(writing);
+    Rynvel::Request writeRequest = request(typesOf(m_width).write);
+    writeRequest.setAddress(address);
+    writeRequest.addValue(value);
+    execute(writeRequest);
 }
 
 void RemoteDevice::write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) {
     if (bitmask == 0) {
         return;
     }
-    Rynvel::Request writing = request(typesOf(m_width).write);
-    writing.setAddress(address);
-    writing.addValue(value);
-    writing.setBitmask(bitmask);
-    execute(writing);
+    Rynvel::Request writeRequest = request(typesOf(m_width).write);
+    writeRequest.setAddress(address);
+    writeRequest.addValue(value);
+    writeRequest.setBitmask(bitmask);
+    execute(writeRequest);
 }
 
 int RemoteDevice::ioctl(std::uint32_t command, std::uint32_t argument) {
-    Rynvel::Request asking = request(Type::Ioctl);
-    asking.setCommand(command);
-    asking.addValue(argument);
-    return static_cast<int>(execute(asking).getValue());
+    Rynvel::Request ioctlRequest = request(Type::Ioctl);
+    ioctlRequest.setCommand(command);
+    ioctlRequest.addValue(argument);
+    return static_cast<int>(execute(ioctlRequest).getValue());
 }
 
 std::optional<std::uint32_t> RemoteDevice::interruptType() {
@@ -96,9 +96,9 @@ void RemoteDevice::enableInterrupt() { execute(request(Type::EnableInterrupt)); 
 void RemoteDevice::disableInterrupt() { execute(request(Type::DisableInterrupt)); }
 
 void RemoteDevice::raiseInterrupt(std::uint32_t word) {
-    Rynvel::Request raising = request(Type::Debug);
-    raising.addValue(word);
-    execute(raising);
+    Rynvel::Request debugRequest = request(Type::Debug);
+    debugRequest.addValue(word);
+    execute(debugRequest);
 }
 
 int RemoteDevice::arm() {
@@ -116,11 +116,11 @@ Rynvel::Response RemoteDevice::execute(const Rynvel::Request& request) {
     return m_requests.execute(request, m_deadlineFactory());
 }
 
-std::vector<std::uint32_t> RemoteDevice::readValues(Rynvel::Request& reading, std::uint32_t address,
+std::vector<std::uint32_t> RemoteDevice::readValues(Rynvel::Request& readRequest, std::uint32_t address,
                                                     std::uint32_t items) {
-    reading.setAddress(address);
-    reading.setLength(items);
-    const Rynvel::Response response = execute(reading);
+    readRequest.setAddress(address);
+    readRequest.setLength(items);
+    const Rynvel::Response response = execute(readRequest);
     requireValues(response, items);
     std::vector<std::uint32_t> values;
     for (std::uint32_t i = 0; i < items; ++i) {

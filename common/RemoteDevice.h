@@ -67,7 +67,7 @@ private:
     Rynvel::Request request(Rynvel::RequestData::Type type) const { return {type, m_name}; }
     Rynvel::Response execute(const Rynvel::Request& request);
     std::uint32_t valueIn(const Rynvel::Response& response, std::uint32_t index) const;
-    std::vector<std::uint32_t> readValues(Rynvel::Request& reading, std::uint32_t address, std::uint32_t items);
+    std::vector<std::uint32_t> readValues(Rynvel::Request& readRequest, std::uint32_t address, std::uint32_t items);
 
     const ServerAddress m_server;
     const std::string m_name;

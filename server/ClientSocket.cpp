@@ -33,7 +33,7 @@ constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * se
 
 /** Repeats a transfer until no signal interrupts it, and returns its result. */
 template <typename Transfer>
-ssize_t uninterrupted(const Transfer& transfer) {
+ssize_t retryInterrupted(const Transfer& transfer) {
     ssize_t result = transfer();
     while (result < 0 && errno == EINTR) {
         result = transfer();
@@ -58,7 +58,7 @@ ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
 bool ClientSocket::receive(Rynvel::IMessage& message) const {
     auto* const bytes = static_cast<char*>(message.toBuffer());
     const std::size_t size = message.getSize();
-    const ssize_t received = uninterrupted([&] { return ::recv(descriptor(), bytes, size, 0); });
+    const ssize_t received = retryInterrupted([&] { return ::recv(descriptor(), bytes, size, 0); });
     const auto count = static_cast<std::size_t>(received);
     return received > 0 && (count == size || receiveRemainder(bytes + count, size - count));
 }
@@ -68,7 +68,7 @@ bool ClientSocket::receiveRemainder(char* bytes, std::size_t size) const {
     std::size_t count = 0;
     while (count < size) {
         pollfd more{descriptor(), POLLIN, 0};
-        if (end.hasPassed() || uninterrupted([&] { return ::poll(&more, 1, end.pollTimeout()); }) <= 0) {
+        if (end.hasPassed() || retryInterrupted([&] { return ::poll(&more, 1, end.pollTimeout()); }) <= 0) {
             return false;
         }
         const ssize_t received = ::recv(descriptor(), bytes + count, size - count, MSG_DONTWAIT);
@@ -94,7 +94,7 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
     std::size_t count = 0;
     while (count < size) {
         const ssize_t sent =
-            uninterrupted([&] { return ::send(descriptor(), bytes + count, size - count, MSG_NOSIGNAL); });
+            retryInterrupted([&] { return ::send(descriptor(), bytes + count, size - count, MSG_NOSIGNAL); });
         if (sent <= 0) {
             return false;
         }

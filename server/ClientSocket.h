@@ -26,8 +26,9 @@ public:
 
     int descriptor() const { return m_socket.number(); }
 
-    /** Blocks until a whole record has arrived, in any number of pieces. False if the connection has ended or timed
-     * out. */
+    /**
+     * Blocks until a whole record has arrived, in any number of pieces. False if the connection has ended or timed out.
+     */
     bool receive(Rynvel::IMessage& message) const;
     /** Blocks until the kernel has taken the record: in one piece, as long as the client reads its responses. */
     bool send(const Rynvel::IMessage& message) const;

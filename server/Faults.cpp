@@ -20,13 +20,13 @@ std::optional<Fault> parseTimed(Fault::Kind kind, const std::string& text) {
 }
 
 std::optional<Fault> parseKind(const std::string& text) {
-    const auto sign = text.find('=') + 1;
-    const std::string name = text.substr(0, sign == 0 ? std::string::npos : sign);
+    const auto equals = text.find('=') + 1;
+    const std::string name = text.substr(0, equals == 0 ? std::string::npos : equals);
     if (name == "delay=") {
-        return parseTimed(Fault::Kind::Delay, text.substr(sign));
+        return parseTimed(Fault::Kind::Delay, text.substr(equals));
     }
     if (name == "split=") {
-        return parseTimed(Fault::Kind::Split, text.substr(sign));
+        return parseTimed(Fault::Kind::Split, text.substr(equals));
     }
     if (name == "error") {
         return Fault{Fault::Kind::Error, {}, 1};

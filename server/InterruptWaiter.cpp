@@ -160,8 +160,8 @@ void InterruptWaiter::traceFailure() {
         }
     }
     for (const auto& peer : peers) {
-        RYNVELD_TRACE_OF(peer, failure, "interrupts", "Cannot receive interrupts from \"", m_device.getDevName(),
-                         "\" for client ", peer.name, ".");
+        RYNVELD_TRACE_LIMITED(peer, failure, "interrupts", "Cannot receive interrupts from \"", m_device.getDevName(),
+                              "\" for client ", peer.name, ".");
     }
 }
 
@@ -242,7 +242,6 @@ void InterruptWaiter::send(unsigned long word) {
     }
 }
 
-/** False if the word is lost. */
 bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
     if (!receiver.isDelivering) {
         const bool hasRoom = receiver.queued.size() < maxQueuedWords;
@@ -260,7 +259,7 @@ bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
 }
 
 void InterruptWaiter::traceLoss(const Peer& peer) {
-    RYNVELD_TRACE_OF(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
+    RYNVELD_TRACE_LIMITED(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
 }
 
 // If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. A

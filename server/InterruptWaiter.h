@@ -54,9 +54,9 @@ public:
     void startDelivery(int socket);
     /** After it has returned, nothing is sent to the socket any more. */
     void disarm(int socket);
-    /** Enables the device's interrupt for a client. */
+    /** Enables the device's interrupt for a client. False if the device reports failure. */
     bool enable();
-    /** Disables the device's interrupt for a client. */
+    /** Disables the device's interrupt for a client. False if the device reports failure. */
     bool disable();
 
 private:
@@ -72,6 +72,7 @@ private:
         std::vector<unsigned long> queued;
     };
 
+    /** Sends the word, or queues it. False if the word is lost. */
     static bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
     void traceFailure();

@@ -38,40 +38,40 @@ struct RawOptions {
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
 /** Parses a decimal number, or a hexadecimal number with the prefix 0x. */
-std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std::string& problem) {
+std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, const std::string& message) {
     constexpr Common::NumberFormat tenDigits{true, false, 10};
     const auto number = Common::parseNumber(text, tenDigits, highest);
     if (!number) {
-        fail(problem);
+        fail(message);
     }
     return *number;
 }
 
-asio::ip::tcp::endpoint endpointOf(const std::string& text) {
-    const std::string problem =
+asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
+    const std::string message =
         "--listen: '" + text + "' is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)";
     const auto colon = text.find(':');
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, colon), error);
     if (error) {
-        fail(problem);
+        fail(message);
     }
     const auto port =
-        colon == std::string::npos ? Common::defaultPort : numberIn(text.substr(colon + 1), UINT16_MAX, problem);
+        colon == std::string::npos ? Common::defaultPort : parseUnsigned(text.substr(colon + 1), UINT16_MAX, message);
     return {address, static_cast<std::uint16_t>(port)};
 }
 
-asio::ip::network_v4 networkOf(const std::string& text) {
-    const std::string problem = "--allow: '" + text + "' is not an IPv4 network (for example 10.0.0.0/8)";
+asio::ip::network_v4 parseNetwork(const std::string& text) {
+    const std::string message = "--allow: '" + text + "' is not an IPv4 network (for example 10.0.0.0/8)";
     constexpr std::uint32_t longest = 32;
     const auto slash = text.find('/');
     const std::string length = slash == std::string::npos ? std::to_string(longest) : text.substr(slash + 1);
-    const std::uint32_t bits = numberIn(length, longest, problem);
+    const std::uint32_t bits = parseUnsigned(length, longest, message);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
     // Leading zeros are rejected, as in the address: they could mean an octal number.
     if (error || length != std::to_string(bits)) {
-        fail(problem);
+        fail(message);
     }
     return asio::ip::network_v4(address, static_cast<unsigned short>(bits)).canonical();
 }
@@ -88,7 +88,7 @@ const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std:
     return *type;
 }
 
-std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
+std::chrono::milliseconds parseTime(const std::string& option, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
         fail(option + ": '" + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)");
@@ -98,25 +98,25 @@ std::chrono::milliseconds durationOf(const std::string& option, const std::strin
 
 void addInterruptPeriod(Options& options, const std::string& text) {
     const std::string option = "--interrupt-every";
-    const auto sign = text.find('=');
-    if (sign == std::string::npos) {
+    const auto equals = text.find('=');
+    if (equals == std::string::npos) {
         fail(option + ": '" + text + "' is not NAME=TIME (for example rtc0=1s)");
     }
-    const std::string name = text.substr(0, sign);
+    const std::string name = text.substr(0, equals);
     if (!servedTypeOf(option, name).hasInterrupts) {
         fail(option + ": device '" + name + "' has no interrupts");
     }
     if (!options.policy.devices.empty() && options.policy.devices.count(name) == 0) {
         fail(option + ": device '" + name + "' is not served (add --device " + name + ")");
     }
-    const auto period = durationOf(option, text.substr(sign + 1));
+    const auto period = parseTime(option, text.substr(equals + 1));
     if (period.count() == 0) {
         fail(option + ": the time must be greater than 0");
     }
     options.interruptPeriods[name] = period;
 }
 
-Fault faultOf(const std::string& text) {
+Fault parseFaultOption(const std::string& text) {
     const auto fault = parseFault(text);
     if (!fault) {
         fail("--fault: '" + text + "' is not a fault (for example delay=500ms, error, split=20ms or disconnect:10)");
@@ -125,15 +125,15 @@ Fault faultOf(const std::string& text) {
 }
 
 /** Rounded up, so that each host may have at least one connection. */
-std::size_t quarterOf(std::size_t count) { return (count + 3) / 4; }
+std::size_t quarter(std::size_t count) { return (count + 3) / 4; }
 
 void convert(const RawOptions& raw, Options& options) {
     if (options.maxConnectionsPerHost == 0) {
-        options.maxConnectionsPerHost = quarterOf(options.maxConnections);
+        options.maxConnectionsPerHost = quarter(options.maxConnections);
     }
-    options.listen = endpointOf(raw.listen);
+    options.listen = parseEndpoint(raw.listen);
     for (const auto& network : raw.allow) {
-        options.allowed.push_back(networkOf(network));
+        options.allowed.push_back(parseNetwork(network));
     }
     for (const auto& name : raw.devices) {
         servedTypeOf("--device", name);
@@ -141,15 +141,15 @@ void convert(const RawOptions& raw, Options& options) {
     }
     for (const auto& command : raw.ioctls) {
         options.policy.ioctls.insert(
-            numberIn(command, UINT32_MAX,
-                     "--allow-ioctl: '" + command + "' is not a number of at most 32 bits (for example 0xEE00)"));
+            parseUnsigned(command, UINT32_MAX,
+                          "--allow-ioctl: '" + command + "' is not a number of at most 32 bits (for example 0xEE00)"));
     }
-    options.idleTimeout = durationOf("--idle-timeout", raw.idleTimeout);
+    options.idleTimeout = parseTime("--idle-timeout", raw.idleTimeout);
     for (const auto& period : raw.interruptPeriods) {
         addInterruptPeriod(options, period);
     }
     for (const auto& fault : raw.faults) {
-        options.policy.faults.push_back(faultOf(fault));
+        options.policy.faults.push_back(parseFaultOption(fault));
     }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
         fail("--interrupt-every: requires --simulate");
@@ -196,7 +196,7 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .takeOneValue();
 }
 
-std::string oneLine(std::string text) {
+std::string joinLines(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
@@ -212,7 +212,7 @@ void parse(int argc, const char* const* argv, RawOptions& raw, Options& options)
         throw InfoRequested{result.text};
     }
     if (result.kind == Common::ParseResult::Kind::Invalid) {
-        fail(oneLine(result.text));
+        fail(joinLines(result.text));
     }
 }
 

@@ -62,7 +62,7 @@ RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Pee
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
-        RYNVELD_TRACE_OF(m_peer, result, reason, "Client ", m_peer.name, " was disconnected: ", reason, ".");
+        RYNVELD_TRACE_LIMITED(m_peer, outcome, reason, "Client ", m_peer.name, " was disconnected: ", reason, ".");
         return false;
     }
     m_hasSentOpen = true;
@@ -98,8 +98,9 @@ Response RequestHandler::handle(const Request& request) {
 }
 
 Response RequestHandler::refuse(const Request& request, const char* reason) {
-    RYNVELD_TRACE_OF(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()), " from ",
-                     m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason, ".");
+    RYNVELD_TRACE_LIMITED(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()),
+                          " from ", m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason,
+                          ".");
     Response response;
     response.setResult(ResponseData::Result::Error);
     return response;
@@ -180,8 +181,8 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
         reason = exception.what();
     }
     if (!device) {
-        RYNVELD_TRACE_OF(m_peer, result, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
-                         ": ", reason, ".");
+        RYNVELD_TRACE_LIMITED(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ",
+                              m_peer.name, ": ", reason, ".");
         return "the device cannot be opened";
     }
     m_name = name;

@@ -24,7 +24,7 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
         reason = "the device is not served";
         return nullptr;
     }
-    return openAt(slotOf(name), *row, reason);
+    return openSlot(slotOf(name), *row, reason);
 }
 
 /** A device that has clients. Its end reports that the device file is closed. */
@@ -48,7 +48,8 @@ private:
     Slot& m_slot;
 };
 
-std::shared_ptr<ServedDevice> ServedDevices::openAt(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason) {
+std::shared_ptr<ServedDevice> ServedDevices::openSlot(Slot& slot, const Rynvel::MemoryDevice& row,
+                                                      std::string& reason) {
     std::unique_lock<std::mutex> lock(slot.mutex);
     std::shared_ptr<ServedDevice> device;
     slot.closed.wait(lock, [&] {

@@ -68,7 +68,7 @@ private:
     class OpenDevice;
 
     Slot& slotOf(const std::string& name);
-    std::shared_ptr<ServedDevice> openAt(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason);
+    std::shared_ptr<ServedDevice> openSlot(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason);
     std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, std::string& reason);
 
     const Policy& m_policy;

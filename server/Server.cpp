@@ -212,7 +212,8 @@ void Server::accept(Listener& listener) {
 
 // Descriptors or memory are exhausted: tries again later.
 void Server::retryAccept(Listener& listener, const std::error_code& reason) {
-    RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(), ".");
+    RYNVELD_TRACE_LIMITED((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(),
+                          ".");
     listener.retryTimer.expires_after(std::chrono::milliseconds(100));
     listener.retryTimer.async_wait([this, &listener](const std::error_code& /*error*/) {
         if (!m_stopped) {
@@ -224,14 +225,15 @@ void Server::retryAccept(Listener& listener, const std::error_code& reason) {
 void Server::admit(Socket socket, const Endpoint& endpoint) {
     const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint, socket.native_handle()), m_traceLimit};
     if (!isAllowed(endpoint)) {
-        RYNVELD_TRACE_OF(peer, failure, "network", "Client ", peer.name, " turned away: its network is not allowed.");
+        RYNVELD_TRACE_LIMITED(peer, failure, "network", "Client ", peer.name,
+                              " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: the connection limit (",
-                         m_options.maxConnections, ") is reached.");
+        RYNVELD_TRACE_LIMITED(peer, failure, "connections", "Client ", peer.name,
+                              " turned away: the connection limit (", m_options.maxConnections, ") is reached.");
     } else if (connectionsOf(peer.host) >= m_options.maxConnectionsPerHost) {
-        RYNVELD_TRACE_OF(peer, failure, "connections of host", "Client ", peer.name,
-                         " turned away: its host has reached the connection limit (", m_options.maxConnectionsPerHost,
-                         ").");
+        RYNVELD_TRACE_LIMITED(peer, failure, "connections of host", "Client ", peer.name,
+                              " turned away: its host has reached the connection limit (",
+                              m_options.maxConnectionsPerHost, ").");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // Released from the event loop, which every record would wake up.
@@ -267,7 +269,7 @@ void Server::serve(int descriptor, const Peer& peer) {
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
-        RYNVELD_TRACE_OF(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
+        RYNVELD_TRACE_LIMITED(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
         m_clients.erase(client);
     }
 }
@@ -277,8 +279,8 @@ void Server::run(Session& session) {
     try {
         session.run();
     } catch (const std::exception& exception) {
-        RYNVELD_TRACE_OF(session.peer(), failure, "exception", "Client ", session.peer().name,
-                         " was disconnected: ", exception.what(), ".");
+        RYNVELD_TRACE_LIMITED(session.peer(), failure, "exception", "Client ", session.peer().name,
+                              " was disconnected: ", exception.what(), ".");
     }
 }
 

@@ -20,11 +20,11 @@ extern ZilTrace serverTrace;
 #define RYNVELD_TRACE(level, ...) RYNVEL_TRACE_MESSAGE(::Rynveld::serverTrace, ::Rynvel::TraceLevel::level, __VA_ARGS__)
 
 /** Like RYNVELD_TRACE, for messages that a client causes: the number of lines per host and cause is limited. */
-#define RYNVELD_TRACE_OF(peer, level, cause, ...)                                                                      \
+#define RYNVELD_TRACE_LIMITED(peer, level, cause, ...)                                                                 \
     do {                                                                                                               \
         if (::Rynveld::serverTrace.isEnabled(::Rynvel::TraceLevel::level)) {                                           \
-            if (const auto ending = (peer).limit.admit((peer).host, cause)) {                                          \
-                RYNVELD_TRACE(level, __VA_ARGS__, *ending);                                                            \
+            if (const auto suffix = (peer).limit.admit((peer).host, cause)) {                                          \
+                RYNVELD_TRACE(level, __VA_ARGS__, *suffix);                                                            \
             }                                                                                                          \
         }                                                                                                              \
     } while (false)

@@ -61,9 +61,9 @@ TEST(Faults, HappenAtTheMultiplesOfTheirCounts) {
                                        {Fault::Kind::Delay, 5ms, 3},
                                        {Fault::Kind::Split, 7ms, 1},
                                        {Fault::Kind::Disconnect, 0ms, 6}};
-    FaultInjector plan(faults);
+    FaultInjector injector(faults);
     for (unsigned int request = 1; request <= 12; ++request) {
-        const auto injected = plan.next();
+        const auto injected = injector.next();
         EXPECT_EQ(injected.fails, request % 2 == 0) << request;
         EXPECT_EQ(injected.delay, request % 3 == 0 ? 5ms : 0ms) << request;
         EXPECT_EQ(injected.split, 7ms) << request;
