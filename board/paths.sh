@@ -1,4 +1,4 @@
-# Places that board/prepare and board/run share. Sourced, never run.
+# The paths that board/prepare and board/run share. Sourced, never run.
 
 board=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd -P)
 tree=$(dirname "$board")

@@ -1,5 +1,5 @@
-# A target with Debian's cross compiler, its tests run under qemu-user. Wants the processor as CMAKE_SYSTEM_PROCESSOR,
-# which is qemu's name for it too, and the compiler's prefix as triplet.
+# A target with Debian's cross compiler, whose tests run under qemu-user. Set CMAKE_SYSTEM_PROCESSOR to the
+# processor, by the name that qemu uses, and triplet to the prefix of the compiler.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triplet}-gcc)

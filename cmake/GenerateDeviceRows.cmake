@@ -11,7 +11,7 @@ endif()
 string(REGEX REPLACE "/\\*+[^*]*\\*+/|//[^\n]*|=[^,]*|[ \n]" "" types "${CMAKE_MATCH_1}")
 string(REPLACE "," ";" types "${types}")
 
-# One line in the form of a compiler's error, then the end.
+# Prints one line in the form of a compiler error, and ends.
 function(fail place message)
   message(NOTICE "${DESCRIPTION}:${place} error: ${message}")
   message(FATAL_ERROR "The device description cannot be compiled.")

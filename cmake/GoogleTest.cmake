@@ -14,17 +14,18 @@ if(NOT TARGET GTest::gtest_main)
   add_library(GTest::gtest_main ALIAS gtest_main)
 endif()
 
-# Tests are compiled without optimization, which takes minutes under the sanitizers, and so not fortified, and with what
-# a stack trace needs of debugging information. What they test is compiled as the build type has it.
+# Tests are compiled without optimization, because it takes minutes under the sanitizers. They are therefore not
+# fortified. Their debugging information is enough for a stack trace. The code under test is compiled as the build type
+# says.
 add_library(test_code INTERFACE)
 target_link_libraries(test_code INTERFACE GTest::gtest_main)
 target_compile_options(test_code INTERFACE -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
-# The undefined behaviour sanitizer is for what they test: on tests it takes a seventh of the build.
+# The undefined behaviour sanitizer checks the code under test only: on the tests it would take a seventh of the build.
 if(RYNVEL_SANITIZERS MATCHES undefined)
   target_compile_options(test_code INTERFACE -fno-sanitize=undefined)
 endif()
-# Emulators and sanitizers take longer to start a program than most tests take, and many times as long for all else:
-# there every program of tests runs as one test, and tests that try many random inputs try fewer.
+# An emulator or a sanitizer takes longer to start a program than most tests take. There, each program of tests runs as
+# one test, and tests with random inputs try fewer of them.
 if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
   set(RYNVEL_TESTS_RUN_SLOWLY ON)
   target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)

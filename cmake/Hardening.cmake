@@ -1,9 +1,9 @@
-# What makes errors in the code harder to exploit, as distributions compile and link: the target rynvel_hardening, for
-# everything that is installed. It has nothing where the option is off: without optimization there are no checked
-# functions of the C library, and sanitizers have checks of their own.
+# The target rynvel_hardening compiles and links as distributions do, so that errors in the code are harder to exploit.
+# Everything that is installed uses it. The target is empty if the option is off: the checked functions of the C library
+# need optimization, and sanitizers have checks of their own.
 
 add_library(rynvel_hardening INTERFACE)
-# A target of its own, since the library does without: it would cost each of its operations up to a quarter.
+# The library does not use this target: each of its operations would take up to a quarter longer.
 add_library(rynvel_stack_protection INTERFACE)
 if(RYNVEL_HARDENING)
   include(CheckPIESupported)

@@ -1,5 +1,5 @@
-# Header-only libraries of the host, for every target architecture: a cross compiler does not search the host's folders,
-# and must not find the rest of what is there.
+# Header-only libraries of the host, for every target architecture. A cross compiler does not search the folders of the
+# host, and it must not find other headers there.
 
 function(rynvel_add_header_library target package)
   set(folder "${PROJECT_BINARY_DIR}/headers/${target}")
@@ -21,7 +21,7 @@ rynvel_add_header_library(cli11 libcli11-dev CLI)
 rynvel_add_header_library(asio libasio-dev asio asio.hpp)
 target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 target_link_libraries(asio INTERFACE Threads::Threads)
-# Its fences are beside the locks that the thread sanitizer follows: that the sanitizer does not follow fences is no harm.
+# The thread sanitizer does not follow fences. That does no harm, because locks surround the fences of this library.
 if(RYNVEL_SANITIZERS STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(asio INTERFACE -Wno-tsan)
 endif()

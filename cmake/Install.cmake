@@ -1,6 +1,6 @@
-# What is installed: both libraries, their headers, CMake packages and pkg-config files, and the documentation; and how
-# programs are installed. Everything runs from any prefix and may be moved: a binary finds the libraries relative to its
-# own folder. A distribution, whose libraries are where the system searches, sets CMAKE_SKIP_INSTALL_RPATH.
+# Installs both libraries, their headers, CMake packages, pkg-config files and documentation, and defines how programs
+# are installed. You may move the installation: a binary finds the libraries relative to its own folder. A distribution
+# installs the libraries where the system searches, so it sets CMAKE_SKIP_INSTALL_RPATH.
 
 include(CMakePackageConfigHelpers)
 
@@ -23,8 +23,8 @@ function(rynvel_install_program target folder)
   install(TARGETS ${target} DESTINATION "${folder}")
 endfunction()
 
-# Installs a file whose template names folders of the installation. The installing command fills it in, since its prefix
-# may be another one than that of the configuration.
+# Installs a file whose template names folders of the installation. The command that installs fills in the template,
+# because its prefix may differ from the prefix of the configuration.
 function(rynvel_install_with_places template folder)
   cmake_path(GET template STEM LAST_ONLY name)
   install(CODE "

@@ -1,4 +1,4 @@
-# Assertions and traces name a source without its extension and its place on the building machine:
+# Assertions and traces name a source without its extension and without its folder on the machine that builds it:
 # "cppsrc/RynvelLseek" for cppsrc/RynvelLseek.h.
 
 # The compiler applies -ffile-prefix-map, which a distribution's build passes, after all maps of single kinds. It means

@@ -1,5 +1,5 @@
-# Warnings of all targets of the project, as the target rynvel_warnings. A switch that forgets an enumerator fails every
-# build, so that a new device type is missed nowhere.
+# The warnings of all targets of the project, as the target rynvel_warnings. A switch that forgets an enumerator fails
+# every build, so that no source can forget a new device type.
 
 add_library(rynvel_warnings INTERFACE)
 target_compile_options(rynvel_warnings INTERFACE

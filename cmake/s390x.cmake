@@ -1,5 +1,5 @@
-# A big-endian processor of 64 bits, with Debian's cross compiler: it shows what the target, little-endian and of 32
-# bits, and the host cannot.
+# A big-endian processor of 64 bits, with Debian's cross compiler: it shows errors of byte order that neither the
+# target nor the host can show.
 
 set(CMAKE_SYSTEM_PROCESSOR s390x)
 set(triplet s390x-linux-gnu)

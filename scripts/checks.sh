@@ -14,7 +14,7 @@ xml_text() {
         sed -e 's/&/\&amp;/g' -e 's/</\&lt;/g' -e 's/>/\&gt;/g' -e 's/"/\&quot;/g'
 }
 
-# Adds a result: its name, "passed" or "FAILED", its seconds, and a file with what a failed one has to say.
+# Adds a result: its name, "passed" or "FAILED", its seconds, and a file with the output of a failed one.
 add_result() {
     local failure=
     printf '%s: %s\n' "$2" "$1"
@@ -22,7 +22,7 @@ add_result() {
         sed 's/^/    /' "$4"
         failure="<failure message=\"failed\">$(xml_text <"$4")</failure>"
     fi
-    # In one piece, since checks may run at the same time.
+    # Checks may run at the same time, so a result is written in one piece.
     printf '<testcase classname="%s" name="%s" time="%s">%s</testcase>\n' "$suite" "$(xml_text <<<"$1")" "$3" \
         "$failure" >>"$results" || exit
 }
@@ -58,7 +58,7 @@ leave_results() {
         { printf '<testsuite name="%s">\n' "$suite" && cat "$results" && printf '</testsuite>\n'; } >"$file"
 }
 
-# Prints the line of totals and leaves the results; fails when a check did, and when there was none.
+# Prints the line of totals and leaves the results. Fails if a check failed, or if there was no check.
 summary() {
     local total failed
     total=$(grep -c '^<testcase ' "$results" || :)

@@ -2,10 +2,10 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
-# What a build for the host needs, and what one for the target adds.
+# The packages of a build for the host, and the further packages of a build for the target.
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
-# What measuring adds: the benchmarks, and the counting of instructions.
+# The further packages of the benchmarks, and of counting instructions.
 benchmark_packages=(libbenchmark-dev)
 counting_packages=(valgrind qemu-user binutils)
 
@@ -15,7 +15,7 @@ die() {
     exit 1
 }
 
-# Prints those of the named Debian packages that are not installed.
+# Prints the named Debian packages that are not installed.
 missing_packages() {
     local package
     for package in "$@"; do
@@ -23,7 +23,7 @@ missing_packages() {
     done
 }
 
-# Runs a command as root: as it is for root, through sudo for anyone else.
+# Runs a command as root, through sudo if the user is not root.
 as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
@@ -33,7 +33,7 @@ as_root() {
     fi
 }
 
-# Installs those of the named Debian packages that are missing. Needs no network when none is.
+# Installs the named Debian packages that are missing. Needs no network if all are installed.
 require_packages() {
     local missing log
     missing=$(missing_packages "$@")

@@ -1,14 +1,14 @@
 # The stages of ./check: what each needs, how long it takes, and what it does. Sourced, never run.
 #
-# A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails when it
-# could not do all that it is for.
+# A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails if it
+# could not do all of its work.
 
 quick_stages=(format scripts lint dev asan tsan armhf bigendian counts board installed fuzz)
 long_stages=(hardened soak)
 
 describe_stage() {
     case $1 in
-        format) echo 'the layout of the sources, by clang-format, and what they may include' ;;
+        format) echo 'the layout of the sources, what they may include, spelling and wording' ;;
         scripts) echo 'the scripts of ./check themselves' ;;
         lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -25,14 +25,14 @@ describe_stage() {
     esac
 }
 
-# Prints the Debian packages that a stage needs, but for those that the scripts it calls install themselves.
+# Prints the Debian packages that a stage needs. The scripts that a stage calls install their own packages.
 packages_of() {
     local tests=("${build_packages[@]}" googletest)
-    # What the tests of the programs run.
+    # The tests of the programs run these.
     local programs=(curl zsh)
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
-        format) echo clang-format ;;
+        format) echo clang-format codespell ;;
         lint) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
@@ -44,7 +44,7 @@ packages_of() {
     esac
 }
 
-# Prints the folder that a stage builds into: where it is missing, the stage takes its longer time.
+# Prints the folder that a stage builds into. If the folder is missing, the stage takes its longer time.
 folder_of() {
     case $1 in
         format | scripts) echo . ;;
@@ -98,8 +98,8 @@ test_preset() {
 # output names the test in which it hangs.
 test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1" --test-output-truncation head; }
 
-# Fails unless the tests of a stage can be chosen by a part of their names. GoogleTest would take some characters, which
-# no name has, for the end of the part.
+# Fails unless you can choose tests of the stage by a part of their names. GoogleTest gives some characters a meaning of
+# their own. No name contains them.
 check_choice() {
     case $1 in
         dev | hardened) ;;
@@ -110,7 +110,7 @@ check_choice() {
     esac
 }
 
-# Builds a preset and runs the tests whose names have a part.
+# Builds a preset and runs the tests whose names contain a text.
 test_matching() {
     case $1 in
         dev | hardened) test_preset "$1" -R "$(sed 's/[][().*+?^$|\\]/\\&/g' <<<"$2")" ;;
@@ -121,8 +121,8 @@ test_matching() {
     esac
 }
 
-# Runs commands of the shell at the same time, as many as there are processors, and then shows their outputs. Fails
-# when one fails.
+# Runs shell commands at the same time, at most one for each processor, and then shows their outputs. Fails if one of
+# them fails.
 together() { together_at_most "$(nproc)" "$@"; }
 
 # The same with a number of processes.
@@ -140,7 +140,7 @@ together_at_most() {
     return $status
 }
 
-# Fails unless each of the programs of tests has left results: one that ends early leaves none.
+# Fails unless each of the programs of tests has left results. A program that ends early leaves none.
 require_results() {
     local program
     for program in "$@"; do
@@ -171,7 +171,7 @@ stage_soak() {
 
 sources() { git ls-files -co --exclude-standard "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
 
-# Prints the folders, those of tests one by one.
+# Prints the folders of the tree, and each folder of tests/.
 folders() { git ls-files | sed -nE 's#^(tests/[^/]+|[^./][^/]*)/.*#\1#p' | grep -vx tests | sort -u; }
 
 contributing_lists_every_folder() {
@@ -184,6 +184,16 @@ contributing_lists_every_folder() {
 
 includes_keep_to_the_map() { git ls-files -co --exclude-standard '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
+# Prints the files that people read: not the corpus, and not the files that quote wordings to avoid.
+texts() { git ls-files -co --exclude-standard | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
+
+# Macros of mdoc, a C++ word, and the misspelled words of tests.
+not_misspelled=nd,fo,statics,wiat,comand,ohter
+
+texts_are_spelled() { texts | xargs codespell --ignore-words-list "$not_misspelled"; }
+
+texts_keep_to_the_wordings() { texts | scripts/words; }
+
 stage_format() (
     . scripts/checks.sh
     suite=format
@@ -191,6 +201,8 @@ stage_format() (
     check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
     check 'CONTRIBUTING.md says what every folder holds' contributing_lists_every_folder
     check 'the sources include what the map in CONTRIBUTING.md allows' includes_keep_to_the_map
+    check 'the texts are spelled correctly, by codespell' texts_are_spelled
+    check 'the texts keep to the wordings of docs/style.md' texts_keep_to_the_wordings
     summary
 )
 
@@ -202,7 +214,7 @@ stage_lint() {
 
 stage_counts() { benchmarks/counts; }
 
-# The register server that the guest reaches is a program of the host.
+# The guest reaches a register server that runs on the host.
 stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
@@ -217,7 +229,7 @@ stage_board() {
         require_results board_tests own_devices_tests remote_board_tests remote_peer served_board_tests
 }
 
-# The release builds for the host and the target, and the sanitized ones, as their users get them.
+# The release builds for the host and the target, and the builds with sanitizers, as they are installed.
 stage_installed() {
     local run=tests/installed/run.sh preset
     for preset in release dev asan tsan armhf-release; do

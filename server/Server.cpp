@@ -309,7 +309,7 @@ void Server::scheduleInterrupt(InterruptTimer& interruptTimer) {
 
 // After the last line of a client, no later line reports how many lines were suppressed.
 void Server::scheduleSuppressedReport() {
-    m_suppressedTimer.expires_after(TraceLimit::period);
+    m_suppressedTimer.expires_after(TraceLimit::period / 5);
     m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
         if (!m_stopped) {
             traceSuppressed(std::chrono::steady_clock::now());

@@ -15,8 +15,8 @@ enum board_forcible {
 };
 
 /*
- * What a test sees and sets of one operation of a device: how often it was called, and the result
- * that its next calls have instead of their own. The fields are guarded by the device's lock.
+ * The view of a test on one operation of a device: how often it was called, and the result that
+ * replaces the results of its next calls. The fields are guarded by the device's lock.
  */
 struct board_probe {
 	struct mutex *lock;

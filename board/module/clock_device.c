@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The machine's PL031 real-time clock as a UIO device. It must have been taken from the kernel's
- * own driver first (see driver_override in sysfs).
+ * The PL031 real-time clock of the machine as a UIO device. Unbind it from the driver of the kernel
+ * first (see driver_override in sysfs).
  */
 #include <linux/amba/bus.h>
 #include <linux/bug.h>

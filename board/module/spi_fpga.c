@@ -27,7 +27,7 @@
 #define ADDRESS_SPACE SZ_64K
 #define IDLE_LINE 0xff
 
-/* Places in a frame, by byte. */
+/* Offsets in a frame, in bytes. */
 #define COMMAND_AT 0
 #define ADDRESS_AT 1
 #define WRITTEN_AT 5
@@ -142,7 +142,7 @@ static int add_controller(void)
 	return error;
 }
 
-/* spidev serves no device that only says so; of the names it knows one is as good as another. */
+/* spidev does not bind to a device of the name "spidev". Any name in its table will do. */
 static int add_device(void)
 {
 	struct spi_board_info info = {

@@ -1,4 +1,4 @@
-/* What the tests of all kinds of devices use. */
+/* Functions that the tests of all devices share. */
 #ifndef RYNVEL_BOARD_DEVICE_TEST_H
 #define RYNVEL_BOARD_DEVICE_TEST_H
 
@@ -10,10 +10,10 @@
 void check(const char* name, bool passed);
 int exit_status(void);
 
-/* Opens or ends the program. */
+/* Opens a file. Ends the program on failure. */
 int open_device(const char* path);
 
-/* Opens, writes or reads as a text or a number a test file of a device, which is given by its path. */
+/* Open, write or read a test file of a device, given by its path, as a text or a number. */
 int open_test_file(const char* device, const char* file);
 bool set(const char* device, const char* file, const char* text);
 bool get_text(const char* device, const char* file, char* text, size_t size);
@@ -27,7 +27,7 @@ bool fails_with(long result, int error);
 /* Maps the registers of a device from its beginning, or returns NULL. */
 void* map_registers(int fd, size_t size);
 
-/* Whether a descriptor can be read, or can be within the time. */
+/* Tells whether a descriptor is readable, or becomes readable within the time. */
 bool is_readable(int fd, int timeout_ms);
 
 long milliseconds(void);

@@ -8,7 +8,7 @@
 
 namespace RynvelTest {
 
-/** The virtual board's means for tests, beside one of its devices: registers, counted and forced calls. */
+/** The test files of one device of the virtual board: its registers, the counts of calls, and forced results. */
 class BoardProbe {
 public:
     /** @param device the name of the device's file in /dev. */
@@ -16,16 +16,16 @@ public:
 
     std::string registersPath() const { return m_folder + "registers"; }
 
-    /** Lets the next calls of an operation ("read", "write", "seek", "ioctl") fail with an errno value. */
+    /** Makes the next calls of an operation ("read", "write", "seek", "ioctl") fail with an errno value. */
     void fail(const std::string& operation, unsigned int calls, int error) const { force(operation, calls, -error); }
 
-    /** Lets the next transfers be of so many bytes at most. */
+    /** Limits the next transfers to a number of bytes. */
     void shorten(const std::string& operation, unsigned int calls, int bytes) const { force(operation, calls, bytes); }
 
     /** How often an operation was called since the last reset. */
     unsigned int calls(const std::string& operation) const { return value(operation + "/calls"); }
 
-    /** The number that a file of the device's folder holds. */
+    /** The number in a file of the folder of the device. */
     unsigned int value(const std::string& file) const {
         std::ifstream stream(m_folder + file);
         unsigned int number = 0;
@@ -35,7 +35,7 @@ public:
 
     void resetCalls(const std::string& operation) const { set(operation + "/calls", "0"); }
 
-    /** The first line of a file of the device's folder. */
+    /** The first line of a file of the folder of the device. */
     std::string text(const std::string& file) const {
         std::ifstream stream(m_folder + file);
         std::string line;

@@ -12,7 +12,7 @@
 
 namespace RynvelTest {
 
-/** The registers of one of the board's devices, beside it. */
+/** The registers of one of the devices of the board, through debugfs. */
 template <typename T>
 class BoardRegisters : public RegisterFile<T> {
 public:

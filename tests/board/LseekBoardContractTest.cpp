@@ -7,7 +7,7 @@
 namespace RynvelTest {
 namespace {
 
-/** One of the board's seekable character devices; its registers are looked at beside it. */
+/** One of the seekable character devices of the board. The test reads its registers through debugfs, too. */
 template <typename T>
 class LseekOnBoard : public SeekableRegisters<T> {
 public:

@@ -3,7 +3,7 @@
 
 #include "BoardProbe.h"
 
-// The C interface of a library that was built with a device description of its own.
+// The C interface of a library that was built with its own device description.
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 namespace RynvelTest {
 
-/** What the register server of the board's tests does on an ioctl of this number; it refuses others. */
+/** The ioctl requests of the register server of the board tests, and their effect. The server refuses all others. */
 enum RemoteCommand : std::uint32_t {
     /** Reports an interrupt with the argument as its word. */
     Raise = 1,

@@ -12,8 +12,8 @@
 #include "RegisterWidth.h"
 #include "RemoteBoard.h"
 
-// Remote devices of the board at a register server outside of it, remote_peer.cpp, which knows the requests that these
-// tests make, in their order. Usage: remote_board_tests HOST::PORT.
+// Remote devices on the board, at the register server remote_peer.cpp outside the board. The server expects the
+// requests of these tests in their order. Usage: remote_board_tests HOST::PORT.
 
 namespace {
 

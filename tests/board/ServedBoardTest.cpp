@@ -10,8 +10,8 @@
 
 #include "PlainMutex.h"
 
-// A client on another machine, at work on the devices of the board: run by served_board.sh, which tells where the
-// board's register server is.
+// A client on another machine that uses the devices of the board. served_board.sh runs it and passes the address of the
+// register server of the board.
 
 namespace RynvelTest {
 namespace {
@@ -141,7 +141,7 @@ TEST(ServedBoard, HandsTheInterruptsOfTheClockOnToAnotherMachine) {
         EXPECT_GT(word, last);
         last = word;
         clock.clear();
-        // What the source, active until it was cleared, has raised meanwhile.
+        // The source was active until it was cleared, so it may have raised more interrupts.
         while (clock.isReady(std::chrono::milliseconds(200))) {
             ASSERT_TRUE(clock.device().waitForInterrupt(&last));
         }

@@ -6,7 +6,7 @@
 #include "DeviceContract.h"
 #include "TraceRecorder.h"
 
-// Tyvon devices through a driver with their requests and interrupt reads.
+// Tyvon devices through a real driver: its requests and interrupt reads.
 
 namespace RynvelTest {
 namespace {
@@ -32,7 +32,8 @@ public:
     static constexpr auto channel = "Rynvel.TyvonInterrupt";
     static constexpr bool hasInterrupts = true;
 
-    /** A 16-bit burst in Network order makes several reads of 2 bytes after one seek: the driver is told. */
+    /** A 16-bit burst in Network order makes several reads of 2 bytes after one seek. The driver is prepared for that.
+     */
     TyvonInterruptOnBoard() : BoardRegisters<T>(name) { BoardProbe(name).set("transfers_per_seek", "5"); }
     ~TyvonInterruptOnBoard() { BoardProbe(name).set("transfers_per_seek", "1"); }
 

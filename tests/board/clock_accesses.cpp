@@ -1,4 +1,4 @@
-// Makes every kind of register operation on places of the real-time clock's page where there is no register. The
+// Makes every kind of register operation at addresses in the page of the real-time clock that have no register. The
 // machine logs the accesses that arrive there: see clock_accesses.sh.
 
 #include <array>

@@ -1,6 +1,6 @@
-// A register server that runs the command which is to use it, with the server's address as its last argument, and then
-// compares what it has received with the requests of RemoteBoardTest.cpp, byte by byte.
-// Usage: remote_peer HOST COMMAND [ARG...], where HOST is this machine as the command knows it.
+// A register server that runs a client command, with the address of the server as the last argument. It then compares
+// the requests that it has received with those of RemoteBoardTest.cpp, byte by byte.
+// Usage: remote_peer HOST COMMAND [ARG...], where HOST is the address under which the command reaches this machine.
 
 #include <cstdio>
 #include <limits>
@@ -26,7 +26,7 @@ using Rynvel::Request;
 using Rynvel::RequestData;
 using namespace RynvelTest;
 
-/** Devices with a register at every address, that raise an interrupt on request. */
+/** Devices that have a register at every address and raise an interrupt on request. */
 class RegisterServer {
 public:
     std::uint16_t port() const { return m_peer.port(); }
@@ -112,11 +112,11 @@ private:
     TestPeer m_peer{[this](std::size_t connection, const Request& request) { return serve(connection, request); }};
 };
 
-/** The requests of one width, in the order of the tests that make them. */
+/** The requests of one width, in the order of the tests. */
 template <typename T>
 class ExpectedRequests {
 public:
-    /** @param connection that of the requests; the next one is that of the interrupts. */
+    /** @param connection the connection of the requests. The next connection is that of the interrupts. */
     explicit ExpectedRequests(std::size_t connection)
         : m_connection(connection), m_name("board." + std::to_string(8 * sizeof(T))) {
         announcement();
@@ -198,7 +198,7 @@ std::vector<TestPeer::ReceivedRequest> expectedRequests() {
     return all;
 }
 
-/** Runs the command with one more argument and returns its exit status, or -1. */
+/** Runs the command with one further argument. Returns its exit status, or -1. */
 int run(std::vector<std::string> command, const std::string& lastArgument) {
     command.push_back(lastArgument);
     std::vector<char*> arguments;

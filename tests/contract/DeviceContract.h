@@ -12,7 +12,7 @@
 
 namespace RynvelTest {
 
-/** What most backends under test are. */
+/** The properties of most backends under test. */
 struct UsualBackend {
     static constexpr bool hasInterrupts = false;
     static constexpr bool hasHandle = true;
@@ -23,19 +23,19 @@ struct UsualBackend {
 };
 
 /**
- * What every backend of every width must do, whatever it reaches its registers by.
+ * The behaviour of every backend of every width.
  *
  * A backend under test is a class with
  *   Value                       the register type,
  *   open()                      a new device object on the registers of this backend object,
  *   address(i)                  the device address of register i,
- *   peek(i), poke(i, value)     a way to register i beside the device,
- *   reportsBurst(items)         whether a complete burst of so many items is reported as complete,
- *   hasInterrupts, hasHandle    what the backend offers,
+ *   peek(i), poke(i, value)     access to register i without the device,
+ *   reportsBurst(items)         whether a complete burst of this many items is reported as complete,
+ *   hasInterrupts, hasHandle    whether the backend has interrupts and a descriptor,
  *   atomicMaskedWrites          whether a masked write keeps other threads from its register,
- *   overRecords                 whether operations travel as records to a server. Those cannot tell a burst of nothing
- *                               from one that is too long, which the server refuses to read, nor a mask of zero from no
- *                               mask; and a refused interrupt type is 0.
+ *   overRecords                 whether operations are records to a server. A record cannot distinguish an empty burst
+ *                               from a burst that is too long, which the server refuses, or a mask of zero from a
+ *                               missing mask. A refused interrupt type is 0.
  * The registers start at zero; there are at least 64.
  */
 template <typename Backend>

@@ -6,7 +6,7 @@
 namespace RynvelTest {
 namespace {
 
-/** A file in memory stands in for the device file. */
+/** A file in memory replaces the device file. */
 template <typename T>
 class LseekOnMemoryFile : public SeekableRegisters<T> {
 public:

@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned int mapSize = 4096;
 
-/** A file in memory stands in for the device file; its mapping is the real system's. */
+/** A file in memory replaces the device file. The mapping is real. */
 template <typename T>
 class MmapOnMemoryFile : public RegisterFile<T>, public UsualBackend {
 public:

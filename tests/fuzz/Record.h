@@ -21,7 +21,7 @@ using RynvelTest::bytesOf;
 
 constexpr std::uint32_t capacity = 128;
 
-/** Ends the process with the rule's name when it does not hold: a finding. */
+/** Ends the process, which is a finding, if a rule does not hold. Prints the name of the rule. */
 inline void require(bool holds, const char* rule) {
     if (!holds) {
         std::fprintf(stderr, "broken: %s\n", rule);
@@ -41,7 +41,7 @@ inline std::string rendered(const Rynvel::IMessage& message) {
     return stream.str();
 }
 
-/** A record as a peer sends it, from an input of any size: cut to the record's, or filled up with zeros. */
+/** A record as a peer sends it, from an input of any size: cut to the size of the record, or padded with zeros. */
 class Record {
 public:
     Record(const std::uint8_t* input, std::size_t inputSize, std::size_t size)
@@ -75,7 +75,7 @@ private:
     std::vector<std::uint8_t> m_bytes;
 };
 
-/** What holds for the values of every record that was received, whatever its length word says. */
+/** Checks the values of a received record. They hold for any length word. */
 template <typename Message>
 class Values {
 public:
@@ -105,7 +105,7 @@ public:
         require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "a value is added behind the others");
     }
 
-    /** The end of the rendering. */
+    /** The end of the text. */
     std::string text() const {
         std::string text = ", length: " + std::to_string(m_length) + ", values: { ";
         for (std::uint32_t i = 0; i < valid(); ++i) {
@@ -129,7 +129,7 @@ private:
     const std::uint32_t m_length;
 };
 
-/** The text between a beginning and an end, which must be there. */
+/** The text between a beginning and an end. Both must be present. */
 inline std::string between(const std::string& text, const std::string& beginning, const std::string& end) {
     require(text.size() >= beginning.size() + end.size(), "a rendering has all its fields");
     require(text.compare(0, beginning.size(), beginning) == 0, "a rendering begins with its first fields");

@@ -14,7 +14,7 @@ using namespace RynvelFuzz;
 constexpr std::size_t size = 660;
 constexpr std::size_t nameSize = 128;
 
-/** Takes all that the server traces. */
+/** Takes all traces of the server. */
 class Traces : public ZilTraceControl::Sink {
 public:
     Traces() {
@@ -40,7 +40,7 @@ std::uint32_t valuesOf(const Request& request) {
     return request.getType() == Type::Ioctl || request.getType() == Type::GetInterruptType ? 1 : 0;
 }
 
-/** What a connection may expect of its server, from the records alone. */
+/** The answers that the protocol prescribes, derived from the records alone. */
 class Connection {
 public:
     explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy)
@@ -60,7 +60,7 @@ public:
     }
 
 private:
-    /** By the description of the protocol. */
+    /** Follows the description of the protocol. */
     bool isWellFormed(const Record& record) const {
         const std::uint32_t type = record.word(0);
         const std::string name = record.text(4, nameSize);
@@ -93,7 +93,7 @@ private:
         require(!isRead(request.getType()) || request.getLength() > 0, "a read of nothing is refused");
     }
 
-    /** Follows which device is open, and reads what has been written. */
+    /** Follows which device is open, and expects to read the written values. */
     void follow(const Request& request, const Response& response) {
         if (!response.isSuccessful()) {
             return;
@@ -133,7 +133,7 @@ Rynveld::Policy simulated() {
     return policy;
 }
 
-/** Sends the input over a connection of its own, as long as the server wants it. */
+/** Sends the input over a connection of its own, until the server closes it. */
 void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, const std::uint8_t* input,
               std::size_t inputSize) {
     Connection connection(devices, policy);
@@ -144,7 +144,7 @@ void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, co
     }
 }
 
-/** Requires the device of the corpus to be as it is at first. */
+/** Requires the device of the corpus to be in its first state. */
 void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy) {
     Rynveld::TraceLimit limit;
     Rynveld::RequestHandler beside(devices, policy, {"127.0.0.1:1", "127.0.0.1", limit});
@@ -161,7 +161,7 @@ void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& po
     }
 }
 
-/** Sends the input behind the beginning of an HTTP request, in the records that the server makes of it. */
+/** Sends the input after the beginning of an HTTP request, cut into the records that the server reads. */
 void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::Policy& policy) {
     Rynveld::ServedDevices devices(policy);
     for (const std::string method : {"POST", "PUT ", "GET ", "OPTI"}) {

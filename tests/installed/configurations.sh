@@ -55,7 +55,7 @@ names_its_sources_when_the_compiler_has_relative_names() {
     [ $? = 134 ] && grep -q ' MSG cppsrc/RynvelLseek:' "$work/err" && grep -q '^[^ ]*: cppsrc/RynvelLseek:[0-9]*: ' "$work/err"
 }
 
-# The same in a folder below the sources, as the presets have it.
+# The same in a build folder below the sources, as with the presets.
 names_its_sources_in_a_build_below_them() {
     local folder=$root/build/configurations object=cppsrc/CMakeFiles/rynvel_objects.dir/RynvelLseek.cpp.o
     mkdir -p "$folder" && launcher_with_relative_names "$folder" >"$work/launcher_below" &&

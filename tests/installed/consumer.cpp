@@ -1,4 +1,4 @@
-// A program against the installed package that uses the classes: a device on a row of its own, or a handle as it is.
+// A program that uses the classes of the installed package: a device with its own table row, or an unchecked handle.
 
 #include <rynvel.hpp>
 

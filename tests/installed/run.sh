@@ -17,7 +17,7 @@ units="$stage/lib/systemd/system"
 
 library() { find "$stage" -name "lib$1.so.1"; }
 
-# Whether the build is one that its users get: others hold debugging information, or no optimized code.
+# Tells whether the build is a release build: other builds hold debugging information, or no optimized code.
 is_a_release() { grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=Release$' "$build/CMakeCache.txt"; }
 
 installs() { cmake --install "$build" --prefix "$stage"; }
@@ -42,7 +42,7 @@ has_licence_and_documentation() {
 
 read_elf() { "${READELF:-readelf}" --wide "$@"; }
 
-# Prints the programs and libraries that are installed.
+# Prints the installed programs and libraries.
 binaries() {
     local file
     find "$stage" -type f | while read -r file; do
@@ -50,7 +50,7 @@ binaries() {
     done
 }
 
-# Fails when one of the programs and libraries is not as a function wants it.
+# Fails if a function rejects one of the installed programs and libraries.
 every_binary() {
     local file files failed=0
     files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'there are too few'; return 1; }
@@ -68,7 +68,7 @@ is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<
 
 uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
 
-# The library has none, for what it costs its operations: see docs/performance.md.
+# The library has none, because of the cost for its operations: see docs/performance.md.
 has_a_stack_protector() {
     case ${1##*/} in
         librynvel.so.*) ;;
@@ -83,12 +83,12 @@ holds_no_place_of_the_build() {
     strings -a "$1" >"$work/strings" && ! grep -F -e "$root/" -e "$build/" "$work/strings"
 }
 
-# The names that the library defines for others, as the linker knows them; fails where there are none.
+# Prints the symbols that the library exports. Fails if there are none.
 defined_symbols() {
     "${NM:-nm}" -D --defined-only "$(library rynvel)" | awk '{ print $NF }' | sed 's/@.*//' | grep .
 }
 
-# What the headers mark as private.
+# Prints the names that the headers declare as private.
 private_members() {
     sed -n 's/.*RYNVEL_LOCAL[^(;]*[ *&]\([a-zA-Z0-9_~]*\)[(;].*/\1/p' "$root"/include/rynvel/*.h |
         sort -u | paste -s -d '|' | grep .
@@ -99,7 +99,7 @@ public_classes() {
         sort -u | paste -s -d '|' | grep .
 }
 
-# Prints what is neither a C function nor a public member or table of a class with a public header.
+# Prints the symbols that are neither a C function nor a public member or table of a class with a public header.
 foreign_symbols() {
     local symbols classes private
     symbols=$(defined_symbols | c++filt) && classes=$(public_classes) && private=$(private_members) || {
@@ -139,7 +139,7 @@ is_named_for_its_interface() {
 
 package_flags() { PKG_CONFIG_LIBDIR="$stage/lib/pkgconfig" pkg-config "$@"; }
 
-# Builds a C program as a user does who knows the package's name only.
+# Builds a C program as a user does who has only the name of the package.
 build_with_pkg_config() {
     "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $sanitize "$1" -o "$2" $(package_flags --cflags --libs rynvel)
 }
@@ -151,15 +151,14 @@ builds_with_find_package() {
         -DCMAKE_PREFIX_PATH="$stage" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH && cmake --build "$work/build"
 }
 
-# Runs a program with nothing in its environment, but for a setting that the variable of this name may have.
+# Runs a program in an environment that holds at most the given variable.
 run_consumer() { (cd "$work" && env -i ${setting+"$setting"} "${emulator[@]}" "$@"); }
 
 c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handle -1' ]; }
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
-# The traces that the installed header tells a program's user of: how they are without a setting, and the setting that
-# turns them off.
+# Checks the traces that the installed header describes: the default, and the setting that turns them off.
 header_tells_how_to_turn_traces_off() {
     local setting
     grep -q 'levels up to 3.*standard error' <(tr -d '\n*' <"$stage/include/rynvel.h" | tr -s ' ') &&
@@ -189,7 +188,7 @@ classes_program_runs() {
     [ "$(run_consumer "$work/build/consumer")" = 'value 0x7856 in Host order, lock 1, slots 1' ]
 }
 
-# Whether a program ends by an assertion on a handle beyond the table, which the text names with the function.
+# Tells whether a program ends with an assertion on a handle beyond the table. The message names the function.
 asserts_its_handle() {
     run_consumer "$1" --handle 30 2>"$work/err"
     [ $? = 134 ] && grep -qE "cppsrc/RynvelFactory:[0-9]+: $2: Assertion \`static_cast<size_t>\(handle\) < m_rynvelList" \
@@ -202,7 +201,7 @@ classes_program_asserts_its_handle() {
     asserts_its_handle "$work/build/consumer" 'Rynvel::Device8\* Rynvel::Factory::getBackend8\(int\)'
 }
 
-# The accessors of the Factory are in its header: the library has what they are made of.
+# The accessors of the Factory are inline functions of its header, on functions of the library.
 accessors_of_devices_are_inline() {
     local symbols
     symbols=$(defined_symbols | c++filt) || return
@@ -228,7 +227,7 @@ runs_where_it_is_moved_to() {
     mv "$work/moved" "$stage" && return $status
 }
 
-# The server's traces of a connection name its sources as the library's do.
+# The traces of the server name its sources as the traces of the library do.
 server_names_its_sources() {
     local server output line
     exec {output}< <(exec env -i ZILTRACE=Rynveld=5 "${emulator[@]}" "$stage/sbin/rynveld" --simulate \
@@ -242,7 +241,7 @@ server_names_its_sources() {
     grep -E ' Rynveld 5 MSG server/[A-Za-z]+:[0-9]+ ' "$work/traces" || { cat "$work/traces"; return 1; }
 }
 
-# A manual page that says anything to complain about is no page: mandoc knows its language, groff is what shows it.
+# A manual page must cause no complaint: mandoc checks its language, and groff renders it.
 has_manual_pages() {
     local pages="$stage/share/man" page
     for page in "$pages/man1/rynvelctl.1" "$pages/man3/librynvel.3" "$pages/man8/rynveld.8"; do
@@ -251,7 +250,7 @@ has_manual_pages() {
     done
 }
 
-# Prints what bash offers for the last of the words.
+# Prints the completions that bash offers for the last word.
 completions() {
     (
         . "$stage/share/bash-completion/completions/rynvelctl"

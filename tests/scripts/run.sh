@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Tests what ./check is made of: that nothing which fails, ends early or does not run is taken for a success.
+# Tests the parts of ./check: a test that fails, ends early or does not run never counts as passed.
 # Usage: run.sh. Ends with a line of totals.
 set -u -o pipefail
 cd "$(dirname "$0")/../.." || exit
@@ -8,7 +8,7 @@ cd "$(dirname "$0")/../.." || exit
 . scripts/stages.sh
 suite=scripts
 
-# Starts a folder of results anew: a ctest entry of a program of tests, and one of a test that is none.
+# Starts a new folder of results: a ctest entry of a program of tests, and one of another test.
 begin_results() {
     rm -rf "$work/stage"
     mkdir "$work/stage"
@@ -90,7 +90,7 @@ names_the_slowest_tests() {
      0.5 s  stage: Lseek.Reads" ]
 }
 
-# Runs a script of checks, with what the arguments say, in a folder of results of its own.
+# Runs a script of checks with the given content, in a folder of results of its own.
 run_checks() {
     rm -rf "$work/stage"
     mkdir "$work/stage"
@@ -117,7 +117,7 @@ requires_the_results_of_every_program() {
     require_results unit_tests && ! require_results unit_tests board_tests
 }
 
-# Makes a tree of a library, its tests, its interface and a program, with a map of them.
+# Makes a tree with a library, its tests, its interface, a program, and a map of these folders.
 begin_tree() {
     rm -rf "$work/tree"
     mkdir -p "$work/tree/include/lib" "$work/tree/lib/tests" "$work/tree/program"
@@ -136,7 +136,7 @@ END
     echo '#include <string>' >"$work/tree/lib/tests/test.cpp"
 }
 
-# Runs the check of the includes on that tree, after an include was added to one of its files.
+# Adds an include to a file of that tree, and runs the check of the includes.
 includes_hold_with() {
     begin_tree
     [ $# = 0 ] || echo "#include $2" >>"$work/tree/$1"
@@ -173,12 +173,26 @@ finds_a_circle_in_the_map() {
         grep '^the map has a circle' "$work/found"
 }
 
+# Runs the check of the wordings on a text.
+wordings_hold_in() {
+    printf '%s\n' "$1" >"$work/text.md"
+    (cd "$work" && echo text.md | "$OLDPWD/scripts/words")
+}
+
+finds_wordings() {
+    wordings_hold_in 'There is no device. The address is not a number.' &&
+        ! wordings_hold_in $'The first line.\nThe address Is No number.' >"$work/found" &&
+        grep -qx "text.md:2: 'Is No ': write .*" "$work/found"
+}
+
+refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }
+
 # A refusal is one line on standard error, and a status that is not 0.
 refuses() {
     ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
 }
 
-refuses_what_it_does_not_know() {
+refuses_unknown_arguments() {
     refuses ./check --fast && refuses ./check nonsense && refuses ./check 'dev asan' && refuses ./check --test &&
         refuses ./check --test x board && refuses ./check --test x dev asan && refuses ./check --test a:b asan &&
         refuses ./demo x
@@ -210,6 +224,8 @@ check 'an include that the map does not allow is found' holds_includes_to_the_ma
 check 'a source in no folder of the map is found' misses_a_folder_in_the_map
 check 'a check of the includes of no source has failed' refuses_to_check_nothing
 check 'folders of the map that include each other are found' finds_a_circle_in_the_map
-check './check and ./demo refuse what they do not know' refuses_what_it_does_not_know
+check 'a wording that the style rules out is found' finds_wordings
+check 'a check of the wordings of no file has failed' refuses_to_check_the_wordings_of_nothing
+check './check and ./demo refuse unknown arguments' refuses_unknown_arguments
 check './check and ./demo show their help' shows_its_help
 summary
