@@ -198,7 +198,8 @@ bool InterruptWaiter::receive(unsigned long& word) {
     return received;
 }
 
-// waitForInterrupt() of such a device would enable the interrupt a second time, before a client could clear its source.
+// If waiting enables the interrupt, waitForInterrupt() would enable it a second time, before a client could clear its
+// source.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
     if (!m_waitEnablesInterrupt) {

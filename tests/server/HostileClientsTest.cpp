@@ -379,7 +379,7 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
               << " us with 100 stalled clients: ratio " << ratio << std::endl;
 }
 
-/** Everything at once, for a while: what a client does again and again. */
+/** Everything at once, for a while: what a client does repeatedly. */
 class Soak {
 public:
     explicit Soak(const RynveldProcess& server) : m_server(server) {

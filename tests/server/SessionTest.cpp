@@ -168,11 +168,11 @@ TEST(Session, StaysWhenTheClientIsIdleAndArmed) {
     RunningSession session({}, 200ms);
     EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::WaitForInterrupt, "uio.32")));
-    timeval patience{0, 600000};
-    ::setsockopt(session.client().socket(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    timeval timeout{0, 600000};
+    ::setsockopt(session.client().socket(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
     EXPECT_FALSE(session.client().isEnded());
-    patience = {60, 0};
-    ::setsockopt(session.client().socket(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    timeout = {60, 0};
+    ::setsockopt(session.client().socket(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "uio.32")));
     session.join();
 }

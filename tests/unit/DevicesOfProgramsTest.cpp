@@ -276,7 +276,7 @@ TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
     close(descriptor);
 }
 
-/** Whether the process has nothing at a page: the system gives it to whoever wishes for it. */
+/** Whether nothing is mapped at a page: then the system maps the page where mmap() asks for it. */
 bool isFree(void* page) {
     void* const given = ::mmap(page, pageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ::munmap(given, pageSize);

@@ -50,7 +50,7 @@ protected:
     Common::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
 
     RemoteDevice device(unsigned int width = 32) {
-        return {server(), "remote", width, [this] { return Deadline(m_patience); }};
+        return {server(), "remote", width, [this] { return Deadline(m_timeout); }};
     }
 
     template <typename Calls>
@@ -75,7 +75,7 @@ protected:
         return requests;
     }
 
-    milliseconds m_patience = longTime;
+    milliseconds m_timeout = longTime;
     TestPeer m_peer;
 };
 
@@ -320,12 +320,12 @@ TEST_F(RemoteDevices, TakeNoValueThatIsWiderThanARegister) {
 }
 
 TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
-    m_patience = shortTime;
+    m_timeout = shortTime;
     m_peer.script({silence()});
     expectError(Cause::TimedOut, "no answer in time", [&] { device(); });
-    m_patience = longTime;
+    m_timeout = longTime;
     auto remote = device();
-    m_patience = shortTime;
+    m_timeout = shortTime;
     m_peer.script({truncated(responseOf({1}), 519)});
     expectError(Cause::TimedOut, "no answer in time", [&] { remote.read(4); });
     expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.read(4); });
