@@ -95,13 +95,13 @@ std::string closestCommand(const CLI::App& app, const std::string& word) {
  * The error message for words that no option or argument takes. Only the first word is reported: the words after an
  * unknown option may be its values.
  */
-std::string errorMessage(const CLI::App& app, const CLI::ExtrasError& error) {
+std::string describeUnexpectedWord(const CLI::App& app) {
     const std::string word = app.remaining().front();
     if (word[0] == '-') {
         return "unknown option '" + word + "'";
     }
     if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
-        return error.what();
+        return "unexpected argument '" + word + "'";
     }
     const std::string suggestion = closestCommand(app, word);
     return "unknown command '" + word + "'" + (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
@@ -146,8 +146,10 @@ OptionReference Command::addOption(const std::string& names, const std::string& 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
                                    std::size_t lowest, std::size_t highest, const std::string& summary) const {
     CLI::Option& option = addValue(*m_app, names, valueName, value, summary);
-    // With its default description, the range would appear in the value's name.
-    option.check(CLI::Range(lowest, highest).description(""));
+    const CLI::Range range(lowest, highest);
+    const std::string problem =
+        "' is not a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+    option.check([=](const std::string& text) { return range(text).empty() ? "" : '\'' + text + problem; });
     return OptionReference(option);
 }
 
@@ -197,8 +199,8 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         return {ParseResult::Kind::InfoRequested, m_app->help()};
     } catch (const CLI::CallForVersion& version) {
         return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};
-    } catch (const CLI::ExtrasError& error) {
-        return {ParseResult::Kind::Invalid, errorMessage(*m_app, error)};
+    } catch (const CLI::ExtrasError&) {
+        return {ParseResult::Kind::Invalid, describeUnexpectedWord(*m_app)};
     } catch (const CLI::ParseError& error) {
         return {ParseResult::Kind::Invalid, error.what()};
     }

@@ -17,11 +17,11 @@ namespace {
 
 constexpr const char* footer =
     "TIME is a whole number with a unit, for example 500ms, 2s or 1m.\n"
-    "FAULT is one of: delay=TIME (wait before the answer), error (answer with an error instead of doing the "
-    "operation),\n"
-    "split=TIME (wait between the halves of the answer), disconnect (close the connection instead of doing the "
-    "operation\n"
-    "and answering).\n"
+    "FAULT is one of the following. COUNT counts the requests of a connection.\n"
+    "  delay=TIME  Wait before the answer\n"
+    "  error       Answer with an error instead of doing the operation\n"
+    "  split=TIME  Wait between the halves of the answer\n"
+    "  disconnect  Close the connection instead of doing the operation and answering\n"
     "Exit status: 0 after SIGTERM or SIGINT, 1 if the server cannot run, 2 if the command line is wrong.";
 
 /** The option values before their conversion. */
@@ -175,13 +175,11 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000,
                    "Refuse connections beyond this number")
         .showDefault();
-    program.addOption(
-        "--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
-        "Refuse connections from one host beyond this number; the default is a quarter of --max-connections");
+    program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
+                      "Refuse connections from one host beyond this number; default: a quarter of --max-connections");
     program
         .addOption("--idle-timeout", "TIME", raw.idleTimeout,
-                   "Close a connection that sends no request for this time, unless it is armed for interrupts; 0 means "
-                   "never")
+                   "Close a connection that sends no request for this time and is not armed; 0 means never")
         .showDefault();
     program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without hardware");
     program
@@ -189,10 +187,8 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                    "With --simulate: raise the interrupt of this device once per TIME; may be repeated")
         .takeOneValue();
     program
-        .addOption(
-            "--fault", "FAULT[:COUNT]", raw.faults,
-            "With --simulate: simulate a fault at every request of a connection, or at every COUNTth request; may be "
-            "repeated")
+        .addOption("--fault", "FAULT[:COUNT]", raw.faults,
+                   "With --simulate: simulate a fault at every or every COUNTth request; may be repeated")
         .takeOneValue();
 }
 
@@ -204,8 +200,8 @@ std::string joinLines(std::string text) {
 void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
     Common::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
                                   footer);
-    parser.addHelpFlag("Print this help message and exit");
-    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Display program version information and exit");
+    parser.addHelpFlag("Print this help and exit");
+    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Print the version and exit");
     addOptions(parser.program(), raw, options);
     const Common::ParseResult result = parser.parse(argc, argv);
     if (result.kind == Common::ParseResult::Kind::InfoRequested) {

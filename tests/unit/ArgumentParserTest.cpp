@@ -106,9 +106,9 @@ TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
     expectWrong({"--nothing"}, "unknown option '--nothing'");
     expectWrong({"--name"}, "--name: 1 required NAME missing");
-    expectWrong({"other", "--one", "a", "b", "c"}, "The following argument was not expected: c");
-    expectWrong({"--name", "a", "--size", "11"}, "--size: Value 11 not in range 1 to 10");
-    expectWrong({"--name", "a", "--size", "0"}, "--size: Value 0 not in range 1 to 10");
+    expectWrong({"other", "--one", "a", "b", "c"}, "unexpected argument 'c'");
+    expectWrong({"--name", "a", "--size", "11"}, "--size: '11' is not a whole number from 1 to 10");
+    expectWrong({"--name", "a", "--size", "0"}, "--size: '0' is not a whole number from 1 to 10");
     expectWrong({"--size", "2"}, "--size requires --name");
     expectWrong({"--flag", "--name", "a"}, "--name excludes --flag");
     expectWrong({"command"}, "FIRST is required");
