@@ -23,7 +23,7 @@ Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
     return {row.m_devicePath + ": " + reason, std::nullopt};
 }
 
-/** Opens the files of a device, maps it if it is mapped, and keeps both for the backend. */
+/** Opens the files of a device, maps a mapped device, and keeps files and map for the backend. */
 class DeviceOpener {
 public:
     explicit DeviceOpener(const Rynvel::MemoryDevice& row) : m_row(row) {}

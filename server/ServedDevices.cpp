@@ -27,7 +27,7 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
     return openSlot(slotOf(name), *row, reason);
 }
 
-/** A device that has clients. Its end reports that the device file is closed. */
+/** An open device. Its destructor reports that the device file is closed. */
 class ServedDevices::OpenDevice {
 public:
     explicit OpenDevice(Slot& slot) : m_slot(slot) {}

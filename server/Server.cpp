@@ -236,7 +236,7 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
                               m_options.maxConnectionsPerHost, ").");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
-        // Released from the event loop, which every record would wake up.
+        // The session reads the socket itself: in the event loop, every record would wake up this thread.
         serve(socket.release(), peer);
     }
 }
@@ -307,7 +307,7 @@ void Server::scheduleInterrupt(InterruptTimer& interruptTimer) {
     });
 }
 
-// After the last line of a client, no later line reports how many lines were suppressed.
+// A line reports the suppressed lines before it. The timer reports those that no line follows.
 void Server::scheduleSuppressedReport() {
     m_suppressedTimer.expires_after(TraceLimit::period / 5);
     m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
