@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The arithmetic of register values.
+ * Arithmetic on register values.
  */
 #ifndef RYNVEL_BASE_REGISTERVALUE_H
 #define RYNVEL_BASE_REGISTERVALUE_H
@@ -9,11 +10,14 @@
 
 namespace Rynvel {
 
+/** Returns the value with its bytes in reverse order. */
 inline std::uint8_t reverseBytes(std::uint8_t value) { return value; }
+/** @copydoc reverseBytes */
 inline std::uint16_t reverseBytes(std::uint16_t value) { return __builtin_bswap16(value); }
+/** @copydoc reverseBytes */
 inline std::uint32_t reverseBytes(std::uint32_t value) { return __builtin_bswap32(value); }
 
-/** `current` with the bits that are set in `bitmask` taken from `data`. */
+/** Returns `current`, with the bits that are set in `bitmask` replaced by those of `data`. */
 template <typename T>
 T replaceBits(T current, T data, T bitmask) {
     return static_cast<T>((current & ~bitmask) | (data & bitmask));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "TracePoint.h"
 
 #include <algorithm>

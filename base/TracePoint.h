@@ -1,9 +1,10 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Trace points: what a message or the entry into an operation costs nothing for while its level is off. The macros take
- * the channel; a part of the project that has one channel gives them shorter names.
+ * Trace points. A trace point records a message, or the entry into an operation, on a trace channel.
  *
- * The texts are built, and their arguments evaluated, only when the channel has the level enabled; errno is kept.
+ * A trace point evaluates its arguments and builds its text only if its level is enabled on the channel. It keeps
+ * `errno`. The macros take the channel as an argument; code that uses a single channel defines shorter macros.
  */
 #ifndef RYNVEL_BASE_TRACEPOINT_H
 #define RYNVEL_BASE_TRACEPOINT_H
@@ -17,19 +18,23 @@
 
 namespace Rynvel {
 
+/** The levels of the library and the server. A lower level is more severe. */
 namespace TraceLevel {
-constexpr ZilTraceLevel failure = 1;
-constexpr ZilTraceLevel unreachable = 2;
-constexpr ZilTraceLevel outcome = 3;
-constexpr ZilTraceLevel life = 4;
-constexpr ZilTraceLevel detail = 5;
-constexpr ZilTraceLevel entry = 6;
-constexpr ZilTraceLevel highRate = 7;
+constexpr ZilTraceLevel failure = 1;     /**< operations that fail */
+constexpr ZilTraceLevel unreachable = 2; /**< devices and servers that cannot be reached */
+constexpr ZilTraceLevel outcome = 3;     /**< notable outcomes */
+constexpr ZilTraceLevel life = 4;        /**< creation and end of objects */
+constexpr ZilTraceLevel detail = 5;      /**< details of an operation */
+constexpr ZilTraceLevel entry = 6;       /**< entries into operations */
+constexpr ZilTraceLevel highRate = 7;    /**< operations that are called at a high rate, and locks */
 } // namespace TraceLevel
 
+/** The level that a channel has until it is configured. */
 constexpr ZilTraceLevel channelLevel = TraceLevel::outcome;
+/** The header option that every channel has. */
 constexpr ZilTraceHdrOption channelHeaderOption = 256;
 
+/** Restores `errno` at the end of a scope. */
 class ErrnoSaver {
 public:
     ErrnoSaver() = default;
@@ -41,27 +46,30 @@ private:
     const int m_errno = errno;
 };
 
-/** Splits the source text of a macro's arguments into the text of each. */
+/** Splits the source text of the arguments of a macro into the single arguments. */
 class ArgumentNames {
 public:
     explicit ArgumentNames(std::string_view names);
+    /** Returns the next argument; an empty text after the last one. */
     std::string_view next();
 
 private:
     std::string_view m_rest;
 };
 
-/** The stream of a trace text: the program's global locale does not reach it. */
+/** Builds a trace text. The global locale of the program does not affect it. */
 class TraceText {
 public:
     TraceText();
 
+    /** Returns the values, written to a stream one after the other. */
     template <typename... Pieces>
     [[gnu::cold]] std::string join(const Pieces&... pieces) {
         (m_stream << ... << pieces);
         return m_stream.str();
     }
 
+    /** Returns the arguments as "name=value", separated by commas. */
     template <typename... Values>
     [[gnu::cold]] std::string joinArguments(const char* names, const Values&... values) {
         ArgumentNames argumentNames(names);
@@ -74,7 +82,7 @@ private:
     std::ostringstream m_stream;
 };
 
-/** Records the entry into an operation whose channel has the level enabled. Keeps errno. */
+/** Records the entry into an operation. The level must be enabled on the channel. Keeps `errno`. */
 class EntryTrace {
 public:
     EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names)
@@ -88,7 +96,7 @@ public:
     }
 
 private:
-    // Takes all that it needs, so that the operation has to make no object.
+    // Static, so that the compiler need not create the object in the operation.
     [[gnu::cold]] static void record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
 
     template <typename... Values>
@@ -105,7 +113,10 @@ private:
     const char* const m_names;
 };
 
-/** Records a message on a channel that has the level enabled. The object is made before the message's pieces. */
+/**
+ * Records a message. The level must be enabled on the channel. Create the object before the arguments of log() are
+ * evaluated: it keeps the `errno` of its construction.
+ */
 class MessageTrace {
 public:
     MessageTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
@@ -127,13 +138,13 @@ private:
 #define RYNVEL_TRACE_HEADER(function)                                                                                  \
     { __FILE__, __LINE__, function }
 
-/** The header of an operation whose trace points lie in code that it shares with others; that code is handed it. */
+/** Defines the header of an operation, which passes it to code that several operations share. */
 #define RYNVEL_TRACE_POINT(name) RYNVEL_TRACE_POINT_OF(name, __func__)
 
-/** The same in code that serves another function, whose name is given. */
+/** Defines the header of a function other than the one that contains the code. */
 #define RYNVEL_TRACE_POINT_OF(name, function) static constexpr ZilTraceHeader name = RYNVEL_TRACE_HEADER(function)
 
-/** Entry of an operation; the arguments are written as name=value. */
+/** Records the entry into an operation. Writes each argument as "name=value". */
 #define RYNVEL_TRACE_ENTRY(channel, level, ...)                                                                        \
     do {                                                                                                               \
         if ((channel).isEnabled(level)) {                                                                              \
@@ -142,7 +153,7 @@ private:
         }                                                                                                              \
     } while (false)
 
-/** A message of the operation with the given header, made of pieces that a stream can write. */
+/** Records a message with the given header. Writes the arguments to a stream one after the other. */
 #define RYNVEL_TRACE_MESSAGE_AT(channel, header, level, ...)                                                           \
     do {                                                                                                               \
         if ((channel).isEnabled(level)) {                                                                              \
@@ -151,7 +162,7 @@ private:
         }                                                                                                              \
     } while (false)
 
-/** A message, made of pieces that a stream can write. */
+/** Records a message. Writes the arguments to a stream one after the other. */
 #define RYNVEL_TRACE_MESSAGE(channel, level, ...)                                                                      \
     do {                                                                                                               \
         RYNVEL_TRACE_POINT(traceHeader);                                                                               \

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_BENCHMARKS_CHILD_H
 #define RYNVEL_BENCHMARKS_CHILD_H
 
@@ -7,7 +8,7 @@
 
 namespace RynvelBenchmark {
 
-/** A process that runs a body, and ends with it, with the object, and with the process that made it. */
+/** A child process that runs `body`. It ends when `body` returns, the object is destroyed or its parent ends. */
 class Child {
 public:
     explicit Child(const std::function<void()>& body);
@@ -19,7 +20,7 @@ private:
     pid_t m_process;
 };
 
-/** Forks a process that runs the body and ends with it, or with the process that called. Returns its number. */
+/** Forks a process that ends when `body` returns or its parent ends. Returns its process identifier. */
 pid_t runInChild(const std::function<void()>& body);
 
 } // namespace RynvelBenchmark

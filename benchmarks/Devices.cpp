@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Devices.h"
 
 #include <rynvel.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_BENCHMARKS_DEVICES_H
 #define RYNVEL_BENCHMARKS_DEVICES_H
 
@@ -8,13 +9,13 @@
 
 namespace RynvelBenchmark {
 
-// The handles of the devices of devices.def, each with the stand-in behind it.
+// Each function creates the stand-in of a device of devices.def, and returns the handle of the device.
 int openMapped();
 int openSeekable();
 int openInterrupt();
 int openWaited();
 
-/** A device of a server, given as host "::" port. The caller owns it. */
+/** Returns a remote device, which the caller owns. `server` is the host, "::" and the port. */
 std::unique_ptr<Rynvel::Device32> connectRemote(const std::string& server, const std::string& name);
 
 } // namespace RynvelBenchmark

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ZilTrace.h>
 #include <benchmark/benchmark.h>
 #include <rynvel.h>
@@ -13,7 +14,7 @@
 #include "Require.h"
 #include "StandIns.h"
 
-// What is neither a register nor an interrupt: a trace that is off, and opening.
+// Benchmarks without registers and interrupts: disabled traces, and opening.
 
 namespace {
 

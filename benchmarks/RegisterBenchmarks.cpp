@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 #include <rynvel.h>
@@ -9,13 +10,14 @@
 #include "Devices.h"
 #include "StandIns.h"
 
-// The ways to registers in memory: through the library, by the bare access, and by the bare access in a mutex.
+// Accesses to registers in memory: through the library, directly, and directly with a mutex locked.
 
 namespace {
 
 using benchmark::State;
 
-/** The program's end of bursts. Its place in a page is not the registers': some processors confuse the two. */
+// The buffer of the bursts. Its offset in a page differs from that of the registers, because some processors treat
+// accesses at the same offset as dependent.
 std::uint32_t* buffer() {
     alignas(4096) static std::uint32_t memory[512 + 4096];
     return &memory[512];
@@ -65,7 +67,7 @@ private:
     static inline pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/** @tparam Lock what is held during each operation. */
+/** Direct accesses. @tparam Lock is held during each operation. */
 template <typename Lock>
 class Raw {
 public:
@@ -116,94 +118,94 @@ private:
     volatile std::uint32_t* const m_words = RynvelBenchmark::MemoryRegisters::get().words();
 };
 
-template <typename Way>
+template <typename Access>
 void readBackToBack(State& state) {
-    const Way way;
+    const Access registers;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(way.read(0));
+        benchmark::DoNotOptimize(registers.read(0));
     }
 }
 
-/** Every address is the value read before it. */
-template <typename Way>
+// Reads each register at the address that the read before has returned.
+template <typename Access>
 void readChain(State& state) {
-    const Way way;
-    way.write(0, 0);
+    const Access registers;
+    registers.write(0, 0);
     std::uint32_t index = 0;
     for (auto _ : state) {
-        index = way.read(index);
+        index = registers.read(index);
     }
     benchmark::DoNotOptimize(index);
 }
 
-template <typename Way>
+template <typename Access>
 void writeBackToBack(State& state) {
-    const Way way;
+    const Access registers;
     for (auto _ : state) {
-        way.write(0, 0);
+        registers.write(0, 0);
     }
 }
 
-/** Every value is read from the register that was written before it. */
-template <typename Way>
+// Writes each value that was read back from the register after the write before.
+template <typename Access>
 void writeChain(State& state) {
-    const Way way;
+    const Access registers;
     std::uint32_t value = 0;
     for (auto _ : state) {
-        way.write(0, value);
-        value = way.read(0);
+        registers.write(0, value);
+        value = registers.read(0);
     }
     benchmark::DoNotOptimize(value);
 }
 
-template <typename Way>
+template <typename Access>
 void writeMasked(State& state) {
-    const Way way;
+    const Access registers;
     for (auto _ : state) {
-        way.writeBits(0, 0x5A5A, 0xFFFF);
+        registers.writeBits(0, 0x5A5A, 0xFFFF);
     }
 }
 
-template <typename Way, void (Way::*operation)(std::uint32_t*, std::size_t) const>
+template <typename Access, void (Access::*operation)(std::uint32_t*, std::size_t) const>
 void readWords(State& state) {
-    const Way way;
+    const Access registers;
     const auto items = static_cast<std::size_t>(state.range(0));
     for (auto _ : state) {
-        (way.*operation)(buffer(), items);
+        (registers.*operation)(buffer(), items);
         benchmark::ClobberMemory();
     }
 }
 
-template <typename Way, void (Way::*operation)(const std::uint32_t*, std::size_t) const>
+template <typename Access, void (Access::*operation)(const std::uint32_t*, std::size_t) const>
 void writeWords(State& state) {
-    const Way way;
+    const Access registers;
     const auto items = static_cast<std::size_t>(state.range(0));
     for (auto _ : state) {
         benchmark::ClobberMemory();
-        (way.*operation)(buffer(), items);
+        (registers.*operation)(buffer(), items);
     }
 }
 
-template <typename Way>
-void addWay(const std::string& way) {
+template <typename Access>
+void addBenchmarks(const std::string& access) {
     const auto add = [&](const char* operation, auto* function) {
-        return benchmark::RegisterBenchmark((operation + ("/" + way)).c_str(), function);
+        return benchmark::RegisterBenchmark((operation + ("/" + access)).c_str(), function);
     };
-    add("read", readBackToBack<Way>);
-    add("read_chain", readChain<Way>);
-    add("write", writeBackToBack<Way>);
-    add("write_chain", writeChain<Way>);
-    add("write_masked", writeMasked<Way>);
-    add("burst_read", readWords<Way, &Way::readBurst>)->Arg(256)->Arg(4096);
-    add("burst_write", writeWords<Way, &Way::writeBurst>)->Arg(256)->Arg(4096);
-    add("burst_read_swapped", readWords<Way, &Way::readSwapped>)->Arg(256)->Arg(4096);
-    add("burst_write_swapped", writeWords<Way, &Way::writeSwapped>)->Arg(256)->Arg(4096);
+    add("read", readBackToBack<Access>);
+    add("read_chain", readChain<Access>);
+    add("write", writeBackToBack<Access>);
+    add("write_chain", writeChain<Access>);
+    add("write_masked", writeMasked<Access>);
+    add("burst_read", readWords<Access, &Access::readBurst>)->Arg(256)->Arg(4096);
+    add("burst_write", writeWords<Access, &Access::writeBurst>)->Arg(256)->Arg(4096);
+    add("burst_read_swapped", readWords<Access, &Access::readSwapped>)->Arg(256)->Arg(4096);
+    add("burst_write_swapped", writeWords<Access, &Access::writeSwapped>)->Arg(256)->Arg(4096);
 }
 
 const bool added = [] {
-    addWay<Library>("library");
-    addWay<Raw<NoLock>>("raw");
-    addWay<Raw<MutexLock>>("raw_in_mutex");
+    addBenchmarks<Library>("library");
+    addBenchmarks<Raw<NoLock>>("raw");
+    addBenchmarks<Raw<MutexLock>>("raw_in_mutex");
     return true;
 }();
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_BENCHMARKS_REQUIRE_H
 #define RYNVEL_BENCHMARKS_REQUIRE_H
 
@@ -6,7 +7,7 @@
 
 namespace RynvelBenchmark {
 
-/** Hands on the result of a call, unless it failed: then it ends the program with one line on standard error. */
+/** Returns the result of a call. If it is `failure`, reports `errno` on standard error and ends the program. */
 template <typename Result>
 Result require(Result result, const char* call, Result failure = Result(-1)) {
     if (result == failure) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "StandIns.h"
 
 #include <arpa/inet.h>
@@ -19,7 +20,7 @@ namespace RynvelBenchmark {
 
 namespace {
 
-// The descriptors that devices.def names.
+// The descriptors in devices.def.
 constexpr int registersDescriptor = 200;
 constexpr int interruptDescriptor = 201;
 constexpr int waitedDescriptor = 202;
@@ -50,7 +51,7 @@ std::array<int, 2> makePipe() {
     return ends;
 }
 
-/** Puts a pipe on a descriptor that both reads and writes it. */
+// Makes the descriptor read and write the same pipe.
 void makeLoop(int descriptor) {
     const std::array<int, 2> ends = makePipe();
     moveDescriptor(openAnew(ends[0]), descriptor);
@@ -58,7 +59,7 @@ void makeLoop(int descriptor) {
     close(ends[1]);
 }
 
-/** Makes the devices' files, and the pipe of the requests to raise an interrupt. */
+// Creates the device files, and returns the pipe for requests to raise an interrupt.
 std::array<int, 2> makeInterrupts() {
     makeLoop(interruptDescriptor);
     makeLoop(waitedDescriptor);
@@ -112,7 +113,7 @@ void acceptConnections(int listener) {
     }
 }
 
-/** Becomes the server, which takes its listening socket as a service manager passes it. */
+// Runs rynveld in this process. Passes the listening socket to it as a service manager does.
 void becomeRynveld(const char* program, int listener) {
     constexpr int passedDescriptor = 3;
     require(dup2(listener, passedDescriptor), "dup2");

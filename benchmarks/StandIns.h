@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_BENCHMARKS_STANDINS_H
 #define RYNVEL_BENCHMARKS_STANDINS_H
 
@@ -8,11 +9,11 @@
 
 #include "Child.h"
 
-// What devices reach in place of hardware. There is one of each, made when it is first asked for.
+// The stand-ins for the hardware of the devices. get() creates the only object of a class when it is first called.
 
 namespace RynvelBenchmark {
 
-/** 16384 registers of 32 bits in memory, all 0: the devices "mapped32", "mapped16" and "seek32". */
+/** 16384 registers of 32 bits in memory, all 0, for the devices "mapped32", "mapped16" and "seek32". */
 class MemoryRegisters {
 public:
     static const MemoryRegisters& get();
@@ -21,10 +22,10 @@ public:
     MemoryRegisters& operator=(const MemoryRegisters&) = delete;
     ~MemoryRegisters();
 
-    /** Opens the registers' file anew, for the caller. */
+    /** Opens the file of the registers. The caller closes the descriptor. */
     int open() const;
 
-    /** The registers, mapped once more. */
+    /** Returns the registers, in a map of their own. */
     volatile std::uint32_t* words() const { return m_words; }
 
 private:
@@ -34,8 +35,8 @@ private:
 };
 
 /**
- * Interrupts of two devices. "interrupt32" gives back every word that is written to it, so that each enabling is an
- * interrupt; the one of "waited32" is raised by another process when it is asked to.
+ * The interrupts of two devices. "interrupt32" returns every word that is written to it: enabling its interrupt raises
+ * it. Another process raises the interrupt of "waited32" on request.
  */
 class InterruptSource {
 public:
@@ -45,13 +46,13 @@ public:
     InterruptSource& operator=(const InterruptSource&) = delete;
     ~InterruptSource();
 
-    /** Opens the file of "interrupt32" anew, for the caller. */
+    /** Opens the file of "interrupt32". The caller closes the descriptor. */
     int openInterrupt() const;
 
-    /** Opens the file of "waited32" anew, for the caller. */
+    /** Opens the file of "waited32". The caller closes the descriptor. */
     int openWaited() const;
 
-    /** Asks the other process to raise the interrupt of "waited32". */
+    /** Requests the interrupt of "waited32" from the other process. */
     void raise() const;
 
 private:
@@ -64,7 +65,7 @@ private:
 constexpr std::size_t requestSize = 660;
 constexpr std::size_t responseSize = 520;
 
-/** A register server that answers every request with one success, from a process of its own for each connection. */
+/** A register server that reports success for every request. It has one process for each connection. */
 class RegisterServer {
 public:
     static const RegisterServer& get();
@@ -73,10 +74,10 @@ public:
     RegisterServer& operator=(const RegisterServer&) = delete;
     ~RegisterServer();
 
-    /** The server as a remote device names it. */
+    /** Returns the address of the server: host, "::", port. */
     std::string address() const;
 
-    /** A connected socket, owned by the caller. */
+    /** Returns a connected socket, which the caller closes. */
     int connect() const;
 
 private:
@@ -87,7 +88,7 @@ private:
     const Child m_child;
 };
 
-/** rynveld with the simulated devices of the board, in a process of its own. */
+/** A process that runs rynveld with the simulated devices of the board. */
 class SimulatedBoard {
 public:
     /** @param program the path of rynveld. */
@@ -97,10 +98,10 @@ public:
     SimulatedBoard& operator=(const SimulatedBoard&) = delete;
     ~SimulatedBoard();
 
-    /** The server as a remote device names it. */
+    /** Returns the address of the server: host, "::", port. */
     std::string address() const;
 
-    /** A connected socket, owned by the caller. */
+    /** Returns a connected socket, which the caller closes. */
     int connect() const;
 
 private:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <benchmark/benchmark.h>
 #include <rynvel.h>
 #include <rynvel.hpp>
@@ -14,7 +15,7 @@
 #include "Require.h"
 #include "StandIns.h"
 
-// Operations that are system calls, against the bare calls.
+// Operations that make system calls, compared with the system calls alone.
 
 namespace {
 
@@ -38,7 +39,7 @@ void seekReadRaw(State& state) {
     }
 }
 
-/** An interrupt that is there when it is waited for. */
+// The interrupt has been raised before the wait.
 void interruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openInterrupt();
     unsigned long count = 0;
@@ -57,7 +58,7 @@ void interruptRaw(State& state) {
     }
 }
 
-/** An interrupt that another process raises while it is waited for. */
+// Another process raises the interrupt during the wait.
 void blockedInterruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openWaited();
     const auto& source = RynvelBenchmark::InterruptSource::get();
@@ -95,7 +96,7 @@ void exchangeRynveldLibrary(State& state) {
 using RequestBytes = std::array<char, RynvelBenchmark::requestSize>;
 using ResponseBytes = std::array<char, RynvelBenchmark::responseSize>;
 
-/** Sends the same request over and over and takes the answers. */
+// Repeatedly sends a request and receives the response.
 void exchange(State& state, int connection, const RequestBytes& request) {
     ResponseBytes response{};
     for (auto _ : state) {
@@ -115,7 +116,7 @@ RequestBytes bytesOf(const Rynvel::Request& request) {
     return bytes;
 }
 
-/** A connection that has a device of rynveld open. */
+// Returns a connection to rynveld on which the device is open.
 int openOnSimulatedBoard(const std::string& name) {
     const int connection = RynvelBenchmark::SimulatedBoard::get(RYNVELD).connect();
     const RequestBytes request = bytesOf(Rynvel::Request(Rynvel::RequestData::Type::Open, name));
@@ -125,7 +126,7 @@ int openOnSimulatedBoard(const std::string& name) {
     return connection;
 }
 
-/** The server's share alone: its client is as bare as that of the bare exchange. */
+// Measures the server without the library: the client is the same as in exchangeRaw().
 void exchangeRynveldBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     Rynvel::Request request(Rynvel::RequestData::Type::Read32, "traf.top");
@@ -137,7 +138,7 @@ BENCHMARK(interruptLibrary)->Name("interrupt/library");
 BENCHMARK(interruptRaw)->Name("interrupt/raw");
 BENCHMARK(seekReadLibrary)->Name("seek_read/library");
 BENCHMARK(seekReadRaw)->Name("seek_read/raw");
-// Another process takes part in what is measured in real time.
+// Benchmarks that need another process are measured in real time.
 BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTime();
 BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();

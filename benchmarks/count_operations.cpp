@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <rynvel.h>
 
 #include <cstdint>
@@ -10,8 +11,8 @@
 #include "Devices.h"
 #include "StandIns.h"
 
-// Does one operation of the library so many times, for a tool that counts instructions: the difference of two runs is
-// that of the operations.
+// Repeats one operation of the library, for a tool that counts instructions. The difference between two runs is the
+// number of instructions of the additional operations.
 
 namespace {
 

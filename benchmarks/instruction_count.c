@@ -1,7 +1,8 @@
+/* SPDX-License-Identifier: MIT */
 /*
- * A plugin of the emulator qemu-user: counts the instructions of the emulated program and prints their number to
- * standard error when the program ends. What it uses of the emulator's interface, version 1, is declared here, because
- * Debian has no package with the header.
+ * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints their number on
+ * standard error when the program ends. It declares the parts of the plugin interface, version 1, that it uses, because
+ * no Debian package contains the header.
  */
 #include <inttypes.h>
 #include <stddef.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <benchmark/benchmark.h>
 #include <sched.h>
 #include <unistd.h>
@@ -10,7 +11,7 @@
 
 namespace {
 
-/** Keeps the program and the processes that it makes on the processor where it is. */
+// Binds the process and its later children to the current processor.
 void stayOnThisProcessor() {
     const int here = RynvelBenchmark::require(sched_getcpu(), "sched_getcpu");
     cpu_set_t processors;
@@ -26,7 +27,7 @@ bool takeFlag(int& argc, char** argv, const std::string& flag) {
     return found;
 }
 
-/** The C library locks differently in a process that has ever had a second thread. */
+// The C library locks in a different way in a process that has ever had a second thread.
 void startIdleThread() {
     std::thread([] {
         for (;;) {

@@ -1,4 +1,5 @@
-# Prints the ratios that limits.table names, and how many of them are within their limits.
+# SPDX-License-Identifier: MIT
+# Prints the ratios that limits.table names, and how many of them exceed their limits.
 # Usage: awk -v column=one|two -f ratios.awk limits.table RESULTS.csv
 
 BEGIN { limit_field = column == "one" ? 3 : 4 }

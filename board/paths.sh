@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The paths that board/prepare and board/run share. Sourced, never run.
 
 board=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd -P)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Compiles through ccache where it is installed, unless the builder has chosen a launcher.
 
 find_program(RYNVEL_CCACHE ccache)

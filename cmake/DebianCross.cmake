@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # A target with Debian's cross compiler, whose tests run under qemu-user. Set CMAKE_SYSTEM_PROCESSOR to the
 # processor, by the name that qemu uses, and triplet to the prefix of the compiler.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Compiles a device description file into the rows of the device table.
 # Run as: cmake -DDESCRIPTION=<file> -DOUTPUT=<file> -P GenerateDeviceRows.cmake
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # GoogleTest, built from the sources that Debian's package googletest installs, so that it suits every target
 # architecture and sanitizer.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The target rynvel_hardening compiles and links as distributions do, so that errors in the code are harder to exploit.
 # Everything that is installed uses it. The target is empty if the option is off: the checked functions of the C library
 # need optimization, and sanitizers have checks of their own.

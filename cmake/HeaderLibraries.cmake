@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Header-only libraries of the host, for every target architecture. A cross compiler does not search the folders of the
 # host, and it must not find other headers there.
 

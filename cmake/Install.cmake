@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Installs both libraries, their headers, CMake packages, pkg-config files and documentation, and defines how programs
 # are installed. You may move the installation: a binary finds the libraries relative to its own folder. A distribution
 # installs the libraries where the system searches, so it sets CMAKE_SKIP_INSTALL_RPATH.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Assertions and traces name a source without its extension and without its folder on the machine that builds it:
 # "cppsrc/RynvelLseek" for cppsrc/RynvelLseek.h.
 

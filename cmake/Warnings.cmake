@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The warnings of all targets of the project, as the target rynvel_warnings. A switch that forgets an enumerator fails
 # every build, so that no source can forget a new device type.
 

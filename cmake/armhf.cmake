@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The target: 32-bit ARM Linux with hardware floating point, with Debian's cross compiler.
 
 set(CMAKE_SYSTEM_PROCESSOR arm)

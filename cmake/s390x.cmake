@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # A big-endian processor of 64 bits, with Debian's cross compiler: it shows errors of byte order that neither the
 # target nor the host can show.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/HexU32Struct.h"
 
 #include <iomanip>

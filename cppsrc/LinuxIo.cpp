@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/LinuxIo.h"
 
 #include <fcntl.h>
@@ -7,7 +8,7 @@
 
 namespace {
 
-// No sign extension: the kernel sees the 32 bits of the request.
+// Prevents sign extension: a request number has 32 bits.
 unsigned long requestNumber(int request) { return static_cast<unsigned int>(request); }
 
 } // namespace

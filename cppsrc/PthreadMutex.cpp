@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "PthreadMutex.h"
 
 #include <cstring>
@@ -13,14 +14,14 @@ IMutex::~IMutex() = default;
 PthreadMutex::PthreadMutex(PthreadMutexType type) {
     RYNVEL_ENTER();
     RYNVEL_TRACE_POINT(here);
-    // A mutex that none of the calls below initialises: its operations then fail, whatever the memory held before.
+    // If no call below initialises the mutex, its operations must fail, whatever the memory contained before.
     std::memset(&m_mutex, 0xFF, sizeof(m_mutex));
     if (type != PthreadMutexType::PriorityInherit) {
         succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here);
         return;
     }
     pthread_mutexattr_t attributes;
-    // A failure leaves the attributes as they are: only a mutex that was made destroys them.
+    // The attributes are destroyed only if every call before has succeeded.
     static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here) &&
                       succeeded(pthread_mutexattr_setprotocol(&attributes, static_cast<int>(type)),
                                 "pthread_mutexattr_setprotocol", here) &&
@@ -48,7 +49,7 @@ bool PthreadMutex::report(int error, const char* call, const ZilTraceHeader& cal
     return false;
 }
 
-// Unlike the messages of lock() and unlock(), those of the construction have no full stop.
+// The messages of the construction have no full stop, unlike those of lock() and unlock().
 bool PthreadMutex::succeeded(int error, const char* call, const ZilTraceHeader& caller) {
     if (error == 0) {
         return true;

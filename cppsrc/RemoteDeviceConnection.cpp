@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/RemoteDeviceConnection.h"
 
 #include <netdb.h>

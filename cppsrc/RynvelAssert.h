@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_ASSERT_H
 #define RYNVEL_ASSERT_H
 
@@ -9,7 +10,7 @@
 
 namespace Rynvel {
 
-/** Fails a standard assertion for code whose source and line are not the compiler's own. */
+/** Fails a standard assertion, with a source file, line and function that the caller chooses. */
 [[noreturn]] inline void failAssertionAt(const char* expression, const char* file, unsigned int line,
                                          const char* function) {
     __assert_fail(expression, file, line, function);

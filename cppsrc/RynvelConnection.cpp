@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/Connection.h"
 
 #include <sys/socket.h>

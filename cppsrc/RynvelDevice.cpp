@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/Device.h"
 
 #include <ostream>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_DEVICELOCK_H
 #define RYNVEL_DEVICELOCK_H
 
@@ -9,12 +10,12 @@
 
 namespace Rynvel {
 
-/** Holds the mutex of a device. One of the library's own is reached without a virtual call, unless it is traced. */
+/** Locks the mutex of a device. It locks a PthreadMutex without a virtual call, unless locks are traced. */
 class DeviceLock {
 public:
     explicit DeviceLock(IMutex& mutex) : m_mutex(mutex), m_direct(isDirect(mutex)) {
         if (__builtin_expect(m_direct, 1)) {
-            own().take();
+            pthreadMutex().take();
         } else {
             m_mutex.lock();
         }
@@ -25,7 +26,7 @@ public:
 
     ~DeviceLock() {
         if (__builtin_expect(m_direct, 1)) {
-            own().release();
+            pthreadMutex().release();
         } else {
             m_mutex.unlock();
         }
@@ -36,7 +37,7 @@ private:
         return __builtin_expect(&typeid(mutex) == &typeid(PthreadMutex), 1) &&
                !PthreadMutex::m_trace.isEnabled(TraceLevel::highRate);
     }
-    PthreadMutex& own() { return static_cast<PthreadMutex&>(m_mutex); }
+    PthreadMutex& pthreadMutex() { return static_cast<PthreadMutex&>(m_mutex); }
 
     IMutex& m_mutex;
     const bool m_direct;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/Factory.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ int findRow(const std::string& logicalDevName) {
     return row == memoryDevices.end() ? -1 : static_cast<int>(std::distance(memoryDevices.begin(), row));
 }
 
-/** A new backend; null, with the arguments left alone, when its width is another than the one asked for. */
+// Returns a new backend; null, with the arguments unchanged, if the backend has another width than T.
 template <typename T, typename Backend, typename... Arguments>
 std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
     if constexpr (std::is_base_of_v<Device<T>, Backend>) {
@@ -41,7 +42,7 @@ std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
     }
 }
 
-/** The device that the row describes, or null, with the mutex left alone, when its type is none of this width. */
+// Returns the device that the row describes; null, with the mutex unchanged, if its type has another width than T.
 template <typename T>
 std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
     const std::string& path = row.m_devicePath;
@@ -73,11 +74,11 @@ std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex
     case DeviceType::Remote32:
         return make<T, Remote<std::uint32_t>>(row.m_name, path, std::move(mutex));
     }
-    // A program's own row may hold any number.
+    // The row of a program may contain any number.
     return nullptr;
 }
 
-std::unique_ptr<IDevice> buildOfAnyWidth(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
+std::unique_ptr<IDevice> buildAnyWidth(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
     if (auto device = build<std::uint8_t>(row, mutex)) {
         return device;
     }
@@ -156,7 +157,7 @@ const MemoryDevice* Factory::findMemoryDevice(const std::string& logicalDevName)
 
 std::unique_ptr<IDevice> Factory::createDevice(const MemoryDevice& row, std::unique_ptr<IMutex> mutex) {
     RYNVEL_TRACE_POINT(here);
-    auto device = buildOfAnyWidth(row, mutex);
+    auto device = buildAnyWidth(row, mutex);
     traceOutcome(row, device != nullptr, here);
     return device;
 }
@@ -191,7 +192,7 @@ std::unique_ptr<Device32> Factory::makeUnique32(const std::string& logicalDevNam
     return makeUnique<std::uint32_t>(logicalDevName, std::move(mutex), here);
 }
 
-// A device that could not be built is reported as unsupported and as created: users of the traces rely on the second.
+// A device that could not be built is reported as unsupported and as created: users of the traces rely on both.
 void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHeader& caller) {
     if (!built) {
         RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, "Unsupported device \"", row.m_name, "\"");
@@ -200,7 +201,7 @@ void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHe
 }
 
 void Factory::failAssertion(const char* expression, unsigned int line, Accessor accessor) {
-    // Texts and no pointers to them, which the dynamic linker would have to relocate in every process.
+    // Arrays of characters, because the dynamic linker would have to relocate pointers in every process.
     static constexpr char accessors[][54]{
         "Rynvel::IDevice* Rynvel::Factory::getBackend(int)",
         "Rynvel::Device8* Rynvel::Factory::getBackend8(int)",
@@ -220,7 +221,7 @@ const Factory::OpenedDevice& Factory::openedDevice(int handle, Accessor accessor
     return m_openedDevices[handle];
 }
 
-/** The device behind a handle of the C interface. A handle that was not opened has none. */
+/** Finds the device of a handle of the C interface. The handle must be open and of the right width. */
 class HandleLookup {
 public:
     static IDevice& device(int handle) { return *Factory::openedDevice(handle, Factory::Accessor::AnyWidth).device; }
@@ -247,11 +248,11 @@ using Rynvel::HandleLookup;
 
 int result(bool success) { return success ? 0 : -1; }
 
-ByteOrder orderOf(int flag) { return flag != 0 ? ByteOrder::Network : ByteOrder::Host; }
+ByteOrder byteOrderOf(int flag) { return flag != 0 ? ByteOrder::Network : ByteOrder::Host; }
 
-unsigned int indexOf16(unsigned int byteAddress) { return byteAddress >> 1U; }
+unsigned int toIndex16(unsigned int byteAddress) { return byteAddress >> 1U; }
 
-unsigned int indexOf32(unsigned int byteAddress) { return byteAddress >> 2U; }
+unsigned int toIndex32(unsigned int byteAddress) { return byteAddress >> 2U; }
 
 template <typename T>
 int readRegister(int handle, unsigned int address, T* value) {
@@ -264,7 +265,7 @@ int writeRegister(int handle, unsigned int address, T value) {
 }
 
 template <typename T>
-int writeBits(int handle, unsigned int address, T data, T bitmask) {
+int writeBitmask(int handle, unsigned int address, T data, T bitmask) {
     return result(HandleLookup::deviceOf<T>(handle).write(address, data, bitmask));
 }
 
@@ -315,11 +316,11 @@ int Rynvel2_read16(int handle, unsigned int index, uint16_t* value) { return rea
 int Rynvel2_read32(int handle, unsigned int index, uint32_t* value) { return readRegister(handle, index, value); }
 
 int Rynvel_read16(int handle, unsigned int byteAddress, uint16_t* value) {
-    return Rynvel2_read16(handle, indexOf16(byteAddress), value);
+    return Rynvel2_read16(handle, toIndex16(byteAddress), value);
 }
 
 int Rynvel_read32(int handle, unsigned int byteAddress, uint32_t* value) {
-    return Rynvel2_read32(handle, indexOf32(byteAddress), value);
+    return Rynvel2_read32(handle, toIndex32(byteAddress), value);
 }
 
 int Rynvel_burstRead8(int handle, unsigned int address, uint8_t* values, unsigned int items) {
@@ -327,19 +328,19 @@ int Rynvel_burstRead8(int handle, unsigned int address, uint8_t* values, unsigne
 }
 
 int Rynvel2_burstRead16(int handle, unsigned int index, uint16_t* values, unsigned int items, int byteOrder) {
-    return readBurst(handle, index, values, items, orderOf(byteOrder));
+    return readBurst(handle, index, values, items, byteOrderOf(byteOrder));
 }
 
 int Rynvel2_burstRead32(int handle, unsigned int index, uint32_t* values, unsigned int items, int byteOrder) {
-    return readBurst(handle, index, values, items, orderOf(byteOrder));
+    return readBurst(handle, index, values, items, byteOrderOf(byteOrder));
 }
 
 int Rynvel_burstRead16(int handle, unsigned int byteAddress, uint16_t* values, unsigned int items, int byteOrder) {
-    return Rynvel2_burstRead16(handle, indexOf16(byteAddress), values, items, byteOrder);
+    return Rynvel2_burstRead16(handle, toIndex16(byteAddress), values, items, byteOrder);
 }
 
 int Rynvel_burstRead32(int handle, unsigned int byteAddress, uint32_t* values, unsigned int items, int byteOrder) {
-    return Rynvel2_burstRead32(handle, indexOf32(byteAddress), values, items, byteOrder);
+    return Rynvel2_burstRead32(handle, toIndex32(byteAddress), values, items, byteOrder);
 }
 
 int Rynvel_write8(int handle, unsigned int address, uint8_t value) { return writeRegister(handle, address, value); }
@@ -349,11 +350,11 @@ int Rynvel2_write16(int handle, unsigned int index, uint16_t value) { return wri
 int Rynvel2_write32(int handle, unsigned int index, uint32_t value) { return writeRegister(handle, index, value); }
 
 int Rynvel_write16(int handle, unsigned int byteAddress, uint16_t value) {
-    return Rynvel2_write16(handle, indexOf16(byteAddress), value);
+    return Rynvel2_write16(handle, toIndex16(byteAddress), value);
 }
 
 int Rynvel_write32(int handle, unsigned int byteAddress, uint32_t value) {
-    return Rynvel2_write32(handle, indexOf32(byteAddress), value);
+    return Rynvel2_write32(handle, toIndex32(byteAddress), value);
 }
 
 int Rynvel_burstWrite8(int handle, unsigned int address, const uint8_t* values, unsigned int items) {
@@ -361,39 +362,39 @@ int Rynvel_burstWrite8(int handle, unsigned int address, const uint8_t* values, 
 }
 
 int Rynvel2_burstWrite16(int handle, unsigned int index, const uint16_t* values, unsigned int items, int byteOrder) {
-    return writeBurst(handle, index, values, items, orderOf(byteOrder));
+    return writeBurst(handle, index, values, items, byteOrderOf(byteOrder));
 }
 
 int Rynvel2_burstWrite32(int handle, unsigned int index, const uint32_t* values, unsigned int items, int byteOrder) {
-    return writeBurst(handle, index, values, items, orderOf(byteOrder));
+    return writeBurst(handle, index, values, items, byteOrderOf(byteOrder));
 }
 
 int Rynvel_burstWrite16(int handle, unsigned int byteAddress, const uint16_t* values, unsigned int items,
                         int byteOrder) {
-    return Rynvel2_burstWrite16(handle, indexOf16(byteAddress), values, items, byteOrder);
+    return Rynvel2_burstWrite16(handle, toIndex16(byteAddress), values, items, byteOrder);
 }
 
 int Rynvel_burstWrite32(int handle, unsigned int byteAddress, const uint32_t* values, unsigned int items,
                         int byteOrder) {
-    return Rynvel2_burstWrite32(handle, indexOf32(byteAddress), values, items, byteOrder);
+    return Rynvel2_burstWrite32(handle, toIndex32(byteAddress), values, items, byteOrder);
 }
 
 int Rynvel_writeBitmask8(int handle, unsigned int address, uint8_t data, uint8_t bitmask) {
-    return writeBits(handle, address, data, bitmask);
+    return writeBitmask(handle, address, data, bitmask);
 }
 
 int Rynvel2_writeBitmask16(int handle, unsigned int index, uint16_t data, uint16_t bitmask) {
-    return writeBits(handle, index, data, bitmask);
+    return writeBitmask(handle, index, data, bitmask);
 }
 
 int Rynvel2_writeBitmask32(int handle, unsigned int index, uint32_t data, uint32_t bitmask) {
-    return writeBits(handle, index, data, bitmask);
+    return writeBitmask(handle, index, data, bitmask);
 }
 
 int Rynvel_writeBitmask16(int handle, unsigned int byteAddress, uint16_t data, uint16_t bitmask) {
-    return Rynvel2_writeBitmask16(handle, indexOf16(byteAddress), data, bitmask);
+    return Rynvel2_writeBitmask16(handle, toIndex16(byteAddress), data, bitmask);
 }
 
 int Rynvel_writeBitmask32(int handle, unsigned int byteAddress, uint32_t data, uint32_t bitmask) {
-    return Rynvel2_writeBitmask32(handle, indexOf32(byteAddress), data, bitmask);
+    return Rynvel2_writeBitmask32(handle, toIndex32(byteAddress), data, bitmask);
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/FpgaSpi32.h"
 
 #include <fcntl.h>
@@ -19,10 +20,11 @@ constexpr std::uint8_t writeCommand = 0x01;
 constexpr std::uint8_t readCommand = 0x02;
 constexpr std::uint8_t success = 0x80;
 
-constexpr std::size_t addressPlace = 1;
-constexpr std::size_t writtenDataPlace = 5;
-constexpr std::size_t readDataPlace = 6;
-constexpr std::size_t statusPlace = 10;
+// The offsets of the fields of a frame, in bytes.
+constexpr std::size_t addressOffset = 1;
+constexpr std::size_t writtenDataOffset = 5;
+constexpr std::size_t readDataOffset = 6;
+constexpr std::size_t statusOffset = 10;
 
 void putBigEndian(std::uint8_t* bytes, std::uint32_t value) {
     for (unsigned int i = 0; i < sizeof(value); ++i) {
@@ -38,7 +40,7 @@ std::uint32_t getBigEndian(const std::uint8_t* bytes) {
     return value;
 }
 
-std::uint32_t inOrder(std::uint32_t value, ByteOrder byteOrder) {
+std::uint32_t inByteOrder(std::uint32_t value, ByteOrder byteOrder) {
     return byteOrder == ByteOrder::Network ? reverseBytes(value) : value;
 }
 
@@ -79,9 +81,9 @@ bool FpgaSpi32::read(unsigned int offset, std::uint32_t* data) {
     if (!transfer(makeRequest(readCommand, offset, 0), reply)) {
         return false;
     }
-    const std::uint32_t status = reply[statusPlace];
+    const std::uint32_t status = reply[statusOffset];
     if (status == success) {
-        *data = getBigEndian(&reply[readDataPlace]);
+        *data = getBigEndian(&reply[readDataOffset]);
         return true;
     }
     RYNVEL_MESSAGE(TraceLevel::failure, "Error occurred while reading, status = ", Hex(status));
@@ -96,7 +98,7 @@ bool FpgaSpi32::write(unsigned int offset, std::uint32_t data) {
     if (!transfer(makeRequest(writeCommand, offset, data), reply)) {
         return false;
     }
-    const std::uint32_t status = reply[statusPlace];
+    const std::uint32_t status = reply[statusOffset];
     if (status == success) {
         return true;
     }
@@ -119,7 +121,7 @@ bool FpgaSpi32::read(unsigned int offset, std::uint32_t* data, unsigned int item
         if (!read(offset + i, &data[i])) {
             return false;
         }
-        data[i] = inOrder(data[i], byteOrder);
+        data[i] = inByteOrder(data[i], byteOrder);
     }
     return true;
 }
@@ -127,7 +129,7 @@ bool FpgaSpi32::read(unsigned int offset, std::uint32_t* data, unsigned int item
 bool FpgaSpi32::write(unsigned int offset, const std::uint32_t* data, unsigned int items, ByteOrder byteOrder) {
     RYNVEL_ENTER(Hex(offset), items, byteOrder);
     for (unsigned int i = 0; i < items; ++i) {
-        if (!write(offset + i, inOrder(data[i], byteOrder))) {
+        if (!write(offset + i, inByteOrder(data[i], byteOrder))) {
             return false;
         }
     }
@@ -136,8 +138,8 @@ bool FpgaSpi32::write(unsigned int offset, const std::uint32_t* data, unsigned i
 
 FpgaSpi32::Frame FpgaSpi32::makeRequest(std::uint8_t command, unsigned int offset, std::uint32_t data) const {
     Frame request{command};
-    putBigEndian(&request[addressPlace], static_cast<std::uint32_t>(m_blockOffset + 4 * std::size_t{offset}));
-    putBigEndian(&request[writtenDataPlace], data);
+    putBigEndian(&request[addressOffset], static_cast<std::uint32_t>(m_blockOffset + 4 * std::size_t{offset}));
+    putBigEndian(&request[writtenDataOffset], data);
     return request;
 }
 

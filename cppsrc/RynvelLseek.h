@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_LSEEK_DEFINITION_H
 #define RYNVEL_LSEEK_DEFINITION_H
 

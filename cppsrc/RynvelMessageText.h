@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_MESSAGETEXT_H
 #define RYNVEL_MESSAGETEXT_H
 
@@ -7,7 +8,7 @@
 
 namespace Rynvel {
 
-/** Lets a message be a piece of a trace text. */
+/** Writes a message, so that trace points accept it as an argument. */
 inline std::ostream& operator<<(std::ostream& stream, const IMessage& message) { return message.toStream(stream); }
 
 } // namespace Rynvel

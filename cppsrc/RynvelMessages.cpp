@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/Messages.h"
 
 #include <arpa/inet.h>
@@ -68,21 +69,21 @@ void storeLength(Record& record, std::uint32_t length) {
     }
 }
 
-/** The number of values that are really there, whatever a received record says. */
+// Returns the number of values that the record contains, even if the length of a received record is too large.
 template <typename Record>
-std::uint32_t validValues(const Record& record) {
+std::uint32_t validLength(const Record& record) {
     return std::min(ntohl(record.length), recordCapacity);
 }
 
 template <typename Record>
 std::uint32_t valueAt(const Record& record, std::uint32_t index) {
-    return index < validValues(record) ? ntohl(record.values[index]) : 0;
+    return index < validLength(record) ? ntohl(record.values[index]) : 0;
 }
 
 template <typename Record>
 std::ostream& writeValues(std::ostream& stream, const Record& record) {
     stream << ", length: " << std::dec << ntohl(record.length) << ", values: { ";
-    for (std::uint32_t i = 0; i < validValues(record); ++i) {
+    for (std::uint32_t i = 0; i < validLength(record); ++i) {
         stream << std::hex << valueAt(record, i) << ", ";
     }
     return stream << "} ]";

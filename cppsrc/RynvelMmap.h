@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_MMAP_DEFINITION_H
 #define RYNVEL_MMAP_DEFINITION_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_REMOTE_DEFINITION_H
 #define RYNVEL_REMOTE_DEFINITION_H
 
@@ -65,12 +66,12 @@ std::string Remote<T>::getIp(const std::string& address) {
 template <typename T>
 int Remote<T>::getPort(const std::string& address) {
     static const std::string delimiter("::");
-    const std::size_t place = address.find(delimiter);
-    if (place == std::string::npos) {
+    const std::size_t position = address.find(delimiter);
+    if (position == std::string::npos) {
         return defaultRemotePort;
     }
     try {
-        return std::stoi(address.substr(place + delimiter.size()));
+        return std::stoi(address.substr(position + delimiter.size()));
     } catch (const std::logic_error&) {
         RYNVEL_MESSAGE(TraceLevel::failure, "Invalid port argument, using default instead");
         return defaultRemotePort;
@@ -80,13 +81,13 @@ int Remote<T>::getPort(const std::string& address) {
 template <typename T>
 int Remote<T>::open() {
     RYNVEL_ENTER(this->getDevName());
-    const Request announcement(RequestData::Type::Open, this->getDevName());
-    if (!sendToServer(announcement, m_requestConnection).isSuccessful() ||
-        !sendToServer(announcement, m_interruptConnection).isSuccessful()) {
+    const Request openRequest(RequestData::Type::Open, this->getDevName());
+    if (!sendToServer(openRequest, m_requestConnection).isSuccessful() ||
+        !sendToServer(openRequest, m_interruptConnection).isSuccessful()) {
         return -1;
     }
-    const Request arming(RequestData::Type::WaitForInterrupt, this->getDevName());
-    if (!sendToServer(arming, m_interruptConnection).isSuccessful()) {
+    const Request armRequest(RequestData::Type::WaitForInterrupt, this->getDevName());
+    if (!sendToServer(armRequest, m_interruptConnection).isSuccessful()) {
         m_interruptConnection.close();
     }
     return m_requestConnection.getSocketDescriptor();

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TRACE_H
 #define RYNVEL_TRACE_H
 
@@ -10,6 +11,7 @@
 
 namespace Rynvel {
 
+/** Returns the lower 32 bits of a number or a pointer, to be written with all hexadecimal digits of its type. */
 template <typename T>
 HexU32Struct Hex(T value) {
     constexpr std::size_t valueBytes = sizeof(T) < sizeof(std::uint32_t) ? sizeof(T) : sizeof(std::uint32_t);
@@ -22,18 +24,18 @@ HexU32Struct Hex(T value) {
 
 } // namespace Rynvel
 
-// The trace points of an operation, on the channel m_trace of its class.
+// The trace points of a class, on its channel m_trace.
 
-/** Entry of an operation; the arguments are written as name=value. */
+/** Records the entry into an operation. Writes each argument as "name=value". */
 #define RYNVEL_ENTER(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::entry, __VA_ARGS__)
 
-/** Entry of a high-rate operation. */
+/** Records the entry into an operation that is called at a high rate. */
 #define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::highRate, __VA_ARGS__)
 
-/** A message of the operation with the given header, made of pieces that a stream can write. */
+/** Records a message with the given header. Writes the arguments to a stream one after the other. */
 #define RYNVEL_MESSAGE_AT(header, level, ...) RYNVEL_TRACE_MESSAGE_AT(m_trace, header, level, __VA_ARGS__)
 
-/** A message, made of pieces that a stream can write. */
+/** Records a message. Writes the arguments to a stream one after the other. */
 #define RYNVEL_MESSAGE(level, ...) RYNVEL_TRACE_MESSAGE(m_trace, level, __VA_ARGS__)
 
 #endif

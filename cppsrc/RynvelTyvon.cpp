@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/Tyvon.h"
 
 #include "RynvelTyvonControl.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rynvel/TyvonInterrupt.h"
 
 #include "RynvelTyvonControl.h"

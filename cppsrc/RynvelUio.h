@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_UIO_DEFINITION_H
 #define RYNVEL_UIO_DEFINITION_H
 
@@ -17,7 +18,7 @@ namespace Rynvel {
 
 constexpr std::size_t uioPathSize = 4096;
 
-inline unsigned long numberOf(const char* text) {
+inline unsigned long parseNumber(const char* text) {
     const ErrnoSaver errnoSaver;
     return std::stoul(text, nullptr, 0);
 }
@@ -25,7 +26,7 @@ inline unsigned long numberOf(const char* text) {
 template <typename T>
 ZilTrace Uio<T>::m_trace("Rynvel.Uio", channelLevel, channelHeaderOption);
 
-// The braces make the base's arguments evaluate in the order in which they stand.
+// The braces make the compiler evaluate the arguments from left to right.
 template <typename T>
 Uio<T>::Uio(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, bool fake)
     : Mmap<T>{physicalDevName, getMapData(physicalDevName, "offset"), getMapData(physicalDevName, "size"),
@@ -94,7 +95,7 @@ unsigned long Uio<T>::readAttribute(const char* dataPath, const ZilTraceHeader& 
         return 0;
     }
     text[static_cast<std::size_t>(length)] = '\0';
-    const unsigned long value = numberOf(text.data());
+    const unsigned long value = parseNumber(text.data());
     RYNVEL_MESSAGE_AT(caller, TraceLevel::detail, "read value ", Hex(value), " from \"", dataPath, "\"");
     return value;
 }

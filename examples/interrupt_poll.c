@@ -1,4 +1,5 @@
-/* Waits for an interrupt of the real-time clock with a time-out: enable first, then poll, then receive. */
+/* SPDX-License-Identifier: MIT */
+/* Waits for an interrupt of the real-time clock with a time-out: enables the interrupt, polls, and then receives it. */
 
 #define _POSIX_C_SOURCE 200809L
 
@@ -11,7 +12,7 @@
 enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
 enum { TIMEOUT_MILLISECONDS = 500, MOST_TIMEOUTS = 20 };
 
-/* Lets the clock interrupt in two seconds. */
+/* Makes the clock signal an interrupt in two seconds. */
 static int setAlarm(int clock) {
     uint32_t now = 0;
     return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&
@@ -40,7 +41,7 @@ int main(void) {
         return 1;
     }
     printf("polling the descriptor of rtc0 for an interrupt\n");
-    /* Receiving enables the interrupt again: its source is cleared before. */
+    /* Receiving enables the interrupt again, so clear its source first. */
     if (!pollUntilReady(clock) || Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) != 0 ||
         Rynvel_receiveInterrupts(clock, &count) != 0) {
         fprintf(stderr, "interrupt_poll: no interrupt came\n");

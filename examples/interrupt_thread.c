@@ -1,4 +1,5 @@
-/* Waits for interrupts of the real-time clock in one thread, while another works on the registers of a device. */
+/* SPDX-License-Identifier: MIT */
+/* Waits for interrupts of the real-time clock in one thread, while another thread writes registers of a device. */
 
 #include <rynvel.h>
 
@@ -13,14 +14,14 @@ enum { INTERRUPTS = 3 };
 static atomic_int interruptsLeft = INTERRUPTS;
 static atomic_int failed = 0;
 
-/* Ends both threads. */
+/* Reports a failure, and makes both threads end. */
 static void fail(const char* what) {
     fprintf(stderr, "interrupt_thread: %s failed\n", what);
     failed = 1;
     interruptsLeft = 0;
 }
 
-/* Lets the clock interrupt one second from now. */
+/* Makes the clock signal an interrupt in one second. */
 static int setAlarm(int clock) {
     uint32_t now = 0;
     return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&
@@ -42,7 +43,7 @@ static void* receiveInterrupts(void* argument) {
     return NULL;
 }
 
-/* Counts in the low byte of a register and keeps the others, until all interrupts are there. */
+/* Counts in the low byte of a register, without changing the other bytes, until all interrupts have arrived. */
 static unsigned long workOnRegisters(int device) {
     unsigned long writes = 0;
     if (Rynvel_write32(device, 0x10, 0xABCDEF00) != 0) {

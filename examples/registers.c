@@ -1,4 +1,5 @@
-/* Opens two devices by name and works with their registers: single, in bursts, and under a mask. */
+/* SPDX-License-Identifier: MIT */
+/* Opens two devices by name, and accesses their registers: one at a time, under a mask, and in bursts. */
 
 #include <rynvel.h>
 
@@ -6,7 +7,7 @@
 
 #define COUNT(array) ((unsigned int)(sizeof(array) / sizeof((array)[0])))
 
-/* Ends the example where an operation fails. */
+/* Reports a failed operation. Returns whether the operation has succeeded. */
 static int done(const char* operation, int result) {
     if (result != 0) {
         fprintf(stderr, "registers: %s failed\n", operation);
@@ -66,7 +67,7 @@ static int burst(int handle) {
 int main(void) {
     const char* const names[] = {"common.spi.0.0", "common.i2c.0"};
     unsigned int i;
-    /* So that traces on standard error come between the lines that they belong to. */
+    /* Writes each line at once, so that traces on standard error appear between the right lines. */
     setvbuf(stdout, NULL, _IOLBF, 0);
     for (i = 0; i < COUNT(names); ++i) {
         const int handle = openDevice(names[i]);

@@ -1,5 +1,6 @@
 #!/bin/sh
-# A session with rynvelctl on the board, up to an interrupt of its clock. Usage: session.sh FOLDER_OF_RYNVELCTL
+# SPDX-License-Identifier: MIT
+# Uses rynvelctl on the board, and ends with an interrupt of its clock. Usage: session.sh FOLDER_OF_RYNVELCTL
 PATH=$1:$PATH
 
 run() {
@@ -12,7 +13,7 @@ run rynvelctl write traf.top 0x10 0x12345678
 run rynvelctl write traf.top 0x10 0xff00 --mask 0xffff --verify
 run rynvelctl dump traf.top 0 8
 
-echo '# The clock: clear its interrupt, let it through, and set the match to two seconds from now.'
+echo '# The clock: clear its interrupt, enable it, and set the match to two seconds from now.'
 run rynvelctl write rtc0 0x1c 1
 run rynvelctl write rtc0 0x10 1
 now=$(rynvelctl --quiet read rtc0 0)

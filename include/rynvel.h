@@ -1,40 +1,77 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Register access by logical device name: the C interface of librynvel. Valid C99 and C++.
  *
- * A program opens a device by its logical name and uses the handle with the functions of the device's own width:
+ * Open a device by its logical name, and pass the handle to the functions for the register width of the device:
  *
  *     int clock = Rynvel_open("rtc0");
  *     uint32_t now;
  *     if (clock != -1 && Rynvel2_read32(clock, 0, &now) == 0) ...
  *
- * Results. Every function but those that say otherwise returns 0 for success and -1 for failure; the cause of a failure
- * is said on the library's trace channels.
+ * Which function to call. The number at the end of a name is the register width in bits. For 16 and 32 bits there are
+ * two generations. The functions of the old generation begin with Rynvel_ and take a byte address. Those of the new
+ * generation begin with Rynvel2_ and pass their address to the device unchanged. docs/functions.md has more about them.
  *
- * Traces. The library hands its traces to libziltrace and writes nothing itself. The libziltrace that comes with it
- * writes those of the levels up to 3 (failures, what cannot be reached, notable outcomes) to standard error, so that a
- * failure is seen without a setting. The environment variable ZILTRACE says what is written, and where: ZILTRACE='*=0'
- * turns all traces off.
+ * | Task                | 8 bits               | 16 and 32 bits, old          | 16 and 32 bits, new           |
+ * |---------------------|----------------------|------------------------------|-------------------------------|
+ * | read a register     | Rynvel_read8         | Rynvel_read16, ...32         | Rynvel2_read16, ...32         |
+ * | write a register    | Rynvel_write8        | Rynvel_write16, ...32        | Rynvel2_write16, ...32        |
+ * | write under a mask  | Rynvel_writeBitmask8 | Rynvel_writeBitmask16, ...32 | Rynvel2_writeBitmask16, ...32 |
+ * | read a burst        | Rynvel_burstRead8    | Rynvel_burstRead16, ...32    | Rynvel2_burstRead16, ...32    |
+ * | write a burst       | Rynvel_burstWrite8   | Rynvel_burstWrite16, ...32   | Rynvel2_burstWrite16, ...32   |
  *
- * Addresses. The Rynvel2_ functions and the 8-bit functions pass their address to the device as it is: a byte offset
- * for a device file, a register index for a mapped device. The older Rynvel_ functions of 16 and 32 bits take a byte
- * address and divide it by the register size; the low bits of an unaligned address are dropped without notice. No
- * address is checked against the size of the device.
+ * What the address means depends on the type of the device ("size" is the register size in bytes):
  *
- * Byte order. A burst's `byteOrder` of 0 exchanges the items unchanged, in the processor's byte order; any other value
- * byte-reverses every item (network byte order on a little-endian processor). The 8-bit bursts need none.
+ * | Device types                         | 8 bits         | 16 and 32 bits, old                 | 16 and 32 bits, new |
+ * |--------------------------------------|----------------|-------------------------------------|---------------------|
+ * | Lseek8                               | byte offset    |                                     |                     |
+ * | Uio, Tyvon, FpgaSpi32                |                | byte address                        | register index      |
+ * | Lseek16, Lseek32, TyvonInterrupt     |                | avoid: reaches byte address / size  | byte offset         |
+ * | Remote                               | sent unchanged | byte address / size is sent         | sent unchanged      |
  *
- * Threads. Any thread may call any function. A device of this machine serialises the register operations on it, an FPGA
- * word by word: another thread's operation may come between the read and the write of its masked write, and between the
- * words of a burst. Requests and interrupts are not serialised, so that one thread may wait while others work.
- * A remote device serialises nothing: the program runs one operation on it at a time, and may wait for an interrupt
- * beside it.
+ * These functions are for devices of every width. Lseek and FpgaSpi32 devices have no interrupts:
  *
- * What ends the process. A handle that is negative or not below the number of devices fails an assertion. A handle that
- * was never opened, or is used with the functions of another width, is not checked: the process faults. Opening a
- * seekable device or an FPGA whose file cannot be opened, a mapped device whose file opens but cannot be mapped, and
- * asking a UIO device for its interrupt type without a place for it each fail an assertion. No function catches an
- * exception: Rynvel_open lets pass what the construction of a device throws, and std::logic_error for a null name.
+ * | Task                                | Functions                                                                  |
+ * |-------------------------------------|----------------------------------------------------------------------------|
+ * | open a device                       | Rynvel_open                                                                |
+ * | wait for an interrupt               | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                          |
+ * | wait for an interrupt, no longer    | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor,                 |
+ * | than a time-out                     | Rynvel_receiveInterrupts when the descriptor is readable                   |
+ * | disable interrupts                  | Rynvel_disableInterrupts                                                   |
+ * | get the interrupt type              | Rynvel_getInterruptType                                                    |
+ * | send a request to the driver        | Rynvel_ioctl                                                               |
+ *
+ * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. The library's
+ * trace channels report the cause of a failure.
+ *
+ * Traces. The library passes its traces to libziltrace and writes nothing itself. The libziltrace that comes with it
+ * writes the levels up to 3 (failures, unreachable devices and servers, notable outcomes) to standard error, so that
+ * you see failures by default. The environment variable ZILTRACE selects the traces and where they are written:
+ * ZILTRACE='*=0' turns all traces off.
+ *
+ * Addresses. The Rynvel2_ functions and the 8-bit functions pass their address to the device unchanged: a byte offset
+ * for a device file, a register index for a mapped device or an FPGA. The Rynvel_ functions of 16 and 32 bits divide
+ * their byte address by the register size in bytes; they silently drop the low bits of an unaligned address. No
+ * function checks an address against the size of the device.
+ *
+ * Byte order. With a `byteOrder` of 0, a burst leaves the items unchanged, in the processor's byte order. With any
+ * other value, it reverses the bytes of every item, which gives network byte order on a little-endian processor. The
+ * 8-bit bursts have no byte order.
+ *
+ * Threads. You may call any function from any thread. A device of this machine serialises the register operations on
+ * it, an FPGA word by word: an operation of another thread may come between the read and the write of a masked write to
+ * an FPGA, and between the words of a burst. Devices do not serialise requests and interrupts, so that one thread may
+ * wait for an interrupt while others use registers. A remote device serialises nothing: run one operation on it at a
+ * time. You may wait for an interrupt during that operation.
+ *
+ * What ends the process. Each of these errors fails an assertion, in every build type: a handle that is negative or not
+ * below the number of devices; opening a seekable device or an FPGA whose file cannot be opened; opening a mapped
+ * device whose file can be opened but not mapped; a null pointer for the interrupt type of a UIO device. The library
+ * does not check whether a handle was opened, or whether the function matches the width of the device: if you get that
+ * wrong, the process crashes. An address beyond the map of a mapped device may end the process by a signal. So does
+ * SIGPIPE, unless the program ignores it, when the server of a remote device has closed the connection. No function
+ * catches an exception: Rynvel_open throws those of the constructor of a device, and std::logic_error for a null name.
  */
 #ifndef RYNVEL_H
 #define RYNVEL_H
@@ -48,54 +85,65 @@ extern "C" {
 #endif
 
 /**
- * Opens the device with this logical name.
+ * Opens the device with this logical name. Opening a remote device blocks until its server has accepted two
+ * connections, and other threads that open a device wait meanwhile.
  *
- * @param name zero-terminated; compared exactly.
- * @return the device's handle, always the same for one name and valid until the process ends; -1 for a name that the
- *         library does not know or a device of an unsupported type. A mapped device whose file cannot be opened gets
- *         its handle all the same: its register operations then fail.
+ * @param name the device name, zero-terminated; it is compared exactly.
+ * @return the handle of the device, which is the same for every call with this name and valid until the process ends;
+ *         -1 if no device has this name, or if the type of the device is not supported. If the file of a mapped device
+ *         cannot be opened, you still get a handle, but register operations on it fail.
  */
 RYNVEL_EXPORT int Rynvel_open(const char* name);
 
-/** The same as Rynvel_open(). */
+/** Does the same as Rynvel_open(). */
 RYNVEL_EXPORT int Rynvel_open2(const char* name);
 
-/** Does nothing: a device stays open until the process ends, and its handle stays valid. */
+/** Does nothing: the device stays open, and its handle valid, until the process ends. */
 RYNVEL_EXPORT void Rynvel_close(int handle);
 
-/** Forwards a request to the device's driver and returns the driver's result; -1 from a device without requests. */
+/**
+ * Forwards a request to the driver of the device.
+ *
+ * @return the driver's result, or -1 for failure; 0 or -1 for a remote device; -1 for an FPGA, which has no requests.
+ */
 RYNVEL_EXPORT int Rynvel_ioctl(int handle, int request, unsigned long argument);
 
-/** Stores the device's interrupt type in `*type`. */
+/** Stores the interrupt type of the device in `*type`: 4 for a UIO device, the driver's own value for others. */
 RYNVEL_EXPORT int Rynvel_getInterruptType(int handle, unsigned long* type);
 
-/** Lets the device deliver interrupts. */
+/** Enables the interrupts of the device. */
 RYNVEL_EXPORT int Rynvel_enableInterrupts(int handle);
 
-/** Stops the device's interrupts. */
+/** Disables the interrupts of the device. */
 RYNVEL_EXPORT int Rynvel_disableInterrupts(int handle);
 
 /**
- * Blocks the calling thread until the device signals an interrupt, and stores what the device reports about it in
- * `*info`. Other threads may use the device's registers meanwhile.
+ * Blocks the calling thread, without a time-out, until the device signals an interrupt. It then stores the interrupt
+ * word in `*info`. Other threads may use the registers of the device meanwhile.
+ *
+ * A UIO device enables its interrupt first, and its interrupt word is the number of interrupts since the device was
+ * registered. A Tyvon device does not enable its interrupt: call Rynvel_enableInterrupts() before.
  */
 RYNVEL_EXPORT int Rynvel_receiveInterrupts(int handle, unsigned long* info);
 
-/** The descriptor that serves the device, owned by the library: do not close it. -1 where there is none. */
+/**
+ * Returns the file descriptor of the device, or -1 if the device has none. For a device with interrupts, poll() reports
+ * the descriptor as readable when an interrupt has arrived. The library owns the descriptor: do not close it.
+ */
 RYNVEL_EXPORT int Rynvel_getFileDescriptor(int handle);
 
-/** @name Single read of the register at a device address or index @{ */
+/** @name Reads the register at a device address or index into `*value` @{ */
 RYNVEL_EXPORT int Rynvel_read8(int handle, unsigned int address, uint8_t* value);
 RYNVEL_EXPORT int Rynvel2_read16(int handle, unsigned int index, uint16_t* value);
 RYNVEL_EXPORT int Rynvel2_read32(int handle, unsigned int index, uint32_t* value);
 /** @} */
 
-/** @name Single read of the register at a byte address @{ */
+/** @name Reads the register at a byte address into `*value` @{ */
 RYNVEL_EXPORT int Rynvel_read16(int handle, unsigned int byteAddress, uint16_t* value);
 RYNVEL_EXPORT int Rynvel_read32(int handle, unsigned int byteAddress, uint32_t* value);
 /** @} */
 
-/** @name Read of `items` consecutive registers from a device address or index on @{ */
+/** @name Reads `items` consecutive registers, starting at a device address or index @{ */
 RYNVEL_EXPORT int Rynvel_burstRead8(int handle, unsigned int address, uint8_t* values, unsigned int items);
 RYNVEL_EXPORT int Rynvel2_burstRead16(int handle, unsigned int index, uint16_t* values, unsigned int items,
                                       int byteOrder);
@@ -103,25 +151,25 @@ RYNVEL_EXPORT int Rynvel2_burstRead32(int handle, unsigned int index, uint32_t* 
                                       int byteOrder);
 /** @} */
 
-/** @name Read of `items` consecutive registers from a byte address on @{ */
+/** @name Reads `items` consecutive registers, starting at a byte address @{ */
 RYNVEL_EXPORT int Rynvel_burstRead16(int handle, unsigned int byteAddress, uint16_t* values, unsigned int items,
                                      int byteOrder);
 RYNVEL_EXPORT int Rynvel_burstRead32(int handle, unsigned int byteAddress, uint32_t* values, unsigned int items,
                                      int byteOrder);
 /** @} */
 
-/** @name Single write of the register at a device address or index @{ */
+/** @name Writes the register at a device address or index @{ */
 RYNVEL_EXPORT int Rynvel_write8(int handle, unsigned int address, uint8_t value);
 RYNVEL_EXPORT int Rynvel2_write16(int handle, unsigned int index, uint16_t value);
 RYNVEL_EXPORT int Rynvel2_write32(int handle, unsigned int index, uint32_t value);
 /** @} */
 
-/** @name Single write of the register at a byte address @{ */
+/** @name Writes the register at a byte address @{ */
 RYNVEL_EXPORT int Rynvel_write16(int handle, unsigned int byteAddress, uint16_t value);
 RYNVEL_EXPORT int Rynvel_write32(int handle, unsigned int byteAddress, uint32_t value);
 /** @} */
 
-/** @name Write of `items` consecutive registers from a device address or index on @{ */
+/** @name Writes `items` consecutive registers, starting at a device address or index @{ */
 RYNVEL_EXPORT int Rynvel_burstWrite8(int handle, unsigned int address, const uint8_t* values, unsigned int items);
 RYNVEL_EXPORT int Rynvel2_burstWrite16(int handle, unsigned int index, const uint16_t* values, unsigned int items,
                                        int byteOrder);
@@ -129,20 +177,20 @@ RYNVEL_EXPORT int Rynvel2_burstWrite32(int handle, unsigned int index, const uin
                                        int byteOrder);
 /** @} */
 
-/** @name Write of `items` consecutive registers from a byte address on @{ */
+/** @name Writes `items` consecutive registers, starting at a byte address @{ */
 RYNVEL_EXPORT int Rynvel_burstWrite16(int handle, unsigned int byteAddress, const uint16_t* values, unsigned int items,
                                       int byteOrder);
 RYNVEL_EXPORT int Rynvel_burstWrite32(int handle, unsigned int byteAddress, const uint32_t* values, unsigned int items,
                                       int byteOrder);
 /** @} */
 
-/** @name Replacement of the bits set in `bitmask`, at a device address or index @{ */
+/** @name Replaces the bits that are set in `bitmask` by those of `data`, at a device address or index @{ */
 RYNVEL_EXPORT int Rynvel_writeBitmask8(int handle, unsigned int address, uint8_t data, uint8_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask16(int handle, unsigned int index, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask32(int handle, unsigned int index, uint32_t data, uint32_t bitmask);
 /** @} */
 
-/** @name Replacement of the bits set in `bitmask`, at a byte address @{ */
+/** @name Replaces the bits that are set in `bitmask` by those of `data`, at a byte address @{ */
 RYNVEL_EXPORT int Rynvel_writeBitmask16(int handle, unsigned int byteAddress, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel_writeBitmask32(int handle, unsigned int byteAddress, uint32_t data, uint32_t bitmask);
 /** @} */

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file
- * The classes of librynvel, for programs that use them directly. Programs on integer handles include rynvel.h.
+ * The C++ classes of librynvel. A program that works with integer handles includes rynvel.h instead.
  */
 #ifndef RYNVEL_HPP
 #define RYNVEL_HPP

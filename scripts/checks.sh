@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Shell functions of the tests that are scripts. Sourced, never run.
 #
 # A script names each result with `check`, takes over those of other programs with `add_results`, and ends with

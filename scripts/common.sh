@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Shell functions shared by ./demo, ./check, board/run and the scripts of benchmarks/. Sourced, never run.
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The stages of ./check: what each needs, how long it takes, and what it does. Sourced, never run.
 #
 # A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails if it
@@ -8,7 +9,7 @@ long_stages=(hardened soak)
 
 describe_stage() {
     case $1 in
-        format) echo 'the layout of the sources, what they may include, spelling and wording' ;;
+        format) echo 'the layout of the sources, their licence lines, what they may include, spelling and wording' ;;
         scripts) echo 'the scripts of ./check themselves' ;;
         lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -182,6 +183,25 @@ contributing_lists_every_folder() {
     return $missing
 }
 
+# Prints the source files, the scripts, and the files of the build.
+licensed_files() {
+    local files
+    files=$(git ls-files -co --exclude-standard) || return
+    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk)$|(^|/)CMakeLists\.txt$' <<<"$files"
+    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|md)$|^tests/fuzz/corpus/' <<<"$files" |
+        xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
+}
+
+# The line is the first of a file, or the second of a script.
+every_source_names_its_licence() {
+    local files unlabelled
+    files=$(licensed_files | sort -u) && [ -n "$files" ] || return
+    unlabelled=$(comm -23 <(printf '%s\n' "$files") \
+        <(xargs -d '\n' grep -nHm 1 -E 'SPDX-License-Identifier: (MIT|GPL-2\.0)\b' <<<"$files" |
+            sed -n 's/:[12]:.*//p' | sort))
+    [ -z "$unlabelled" ] || { printf 'no SPDX line: %s\n' $unlabelled; return 1; }
+}
+
 includes_keep_to_the_map() { git ls-files -co --exclude-standard '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
 # Prints the files that people read: not the corpus, and not the files that quote wordings to avoid.
@@ -199,6 +219,7 @@ stage_format() (
     suite=format
     files=$(sources) || return
     check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
+    check 'every source file names its licence' every_source_names_its_licence
     check 'CONTRIBUTING.md says what every folder holds' contributing_lists_every_folder
     check 'the sources include what the map in CONTRIBUTING.md allows' includes_keep_to_the_map
     check 'the texts are spelled correctly, by codespell' texts_are_spelled

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Functions that the tests of all devices share. */
 #ifndef RYNVEL_BOARD_DEVICE_TEST_H
 #define RYNVEL_BOARD_DEVICE_TEST_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Tests the seekable devices of the board, named by the arguments, from inside the guest. */
 #define _GNU_SOURCE
 #include <errno.h>

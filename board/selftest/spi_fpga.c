@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Tests the FPGA behind the board's SPI controller, named by the argument, from inside the guest. */
 #define _GNU_SOURCE
 #include <endian.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Tests the Tyvon devices of the board from inside the guest: the arguments are the mapped and the seekable one. */
 #define _GNU_SOURCE
 #include <errno.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Tests the UIO devices of the board from inside the guest: the arguments are the clock and then all others. */
 #define _GNU_SOURCE
 #include <errno.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The byte order of burst items.
@@ -12,15 +13,15 @@
 
 namespace Rynvel {
 
-/** How the items of a burst go between the registers and the caller's buffer. */
+/** The order of the bytes of each burst item in the caller's buffer. */
 enum class ByteOrder : std::uint32_t {
-    /** Unchanged, in the processor's byte order. */
+    /** The items are unchanged, in the processor's byte order. */
     Host = 0,
-    /** Every item is byte-reversed on the way: network byte order on a little-endian processor. */
+    /** The bytes of every item are reversed: network byte order on a little-endian processor. */
     Network = 1,
 };
 
-/** Writes "Network" for ByteOrder::Network and "Host" for every other value, out-of-range ones included. */
+/** Writes "Network" for ByteOrder::Network, and "Host" for every other value, even one out of range. */
 RYNVEL_EXPORT std::ostream& operator<<(std::ostream& os, ByteOrder byteOrder);
 
 } // namespace Rynvel

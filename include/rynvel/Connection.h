@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Bytes and messages over a connected stream socket.
+ * Connections that carry bytes and messages over a stream socket.
  */
 #ifndef RYNVEL_CONNECTION_H
 #define RYNVEL_CONNECTION_H
@@ -17,7 +18,7 @@ struct ZilTraceHeader;
 
 namespace Rynvel {
 
-/** A connection that carries messages. The order of the virtual operations is part of the binary interface. */
+/** A connection that carries messages. The order of the virtual functions is part of the binary interface. */
 class RYNVEL_EXPORT IConnection {
 public:
     IConnection() = default;
@@ -25,50 +26,52 @@ public:
     IConnection& operator=(const IConnection&) = delete;
     virtual ~IConnection();
 
-    /** Receives into the message's record. @return 0 for success, -1 for failure. */
+    /** Receives bytes into the record of the message. @return 0 for success, -1 for failure. */
     virtual int receive(IMessage& message) const = 0;
 
-    /** Sends the message's record. @return 0 for success, -1 for failure. */
+    /** Sends the record of the message. @return 0 for success, -1 for failure. */
     virtual int send(const IMessage& message) const = 0;
 
-    /** The descriptor of the socket; -1 when there is none. */
+    /** Returns the descriptor of the socket; -1 if there is none. */
     virtual int getSocketDescriptor() const = 0;
 
     /** Closes the socket. */
     virtual void close() = 0;
 
-    /** A Connection on a socket that is connected already. */
+    /** Returns a Connection on a connected socket. */
     static std::unique_ptr<IConnection> create(int socketDescriptor);
 };
 
 /**
- * One connected stream socket. Every transfer is one system call: nothing is retried or continued, and there is no
- * time-out. A short transfer is a success; what is missing stays as it was.
+ * A connected stream socket. Every transfer is one system call, which is neither repeated nor continued, and has no
+ * time-out. A short transfer is a success; the rest of the buffer stays unchanged.
  *
- * Sending to a peer that is gone raises SIGPIPE in the process, which ends it unless the program ignores that signal.
+ * Sending to a peer that has closed the connection raises SIGPIPE, which ends the process unless the program ignores
+ * that signal.
  *
- * There is no lock: one exchange at a time. A failure leaves the socket open, and `errno` as the system call left it;
- * it is traced at level 1 on the channel "Rynvel.Connection", transfers of messages at level 6.
+ * There is no lock: only one thread at a time may use the connection. A failure leaves the socket open and keeps the
+ * `errno` of the system call. Failures are traced at level 1 on the channel "Rynvel.Connection", transfers of messages
+ * at level 6.
  */
 class RYNVEL_EXPORT Connection : public IConnection {
 public:
     /** @param socketDescriptor a connected socket, or -1 for none. */
     explicit Connection(int socketDescriptor);
 
-    /** Leaves the socket open: its owner calls close(). */
+    /** Leaves the socket open: call close() before. */
     ~Connection() override;
 
     int receive(IMessage& message) const override;
     int send(const IMessage& message) const override;
     int getSocketDescriptor() const override;
 
-    /** Does nothing when there is no socket. */
+    /** Closes the socket, if there is one. */
     void close() override;
 
-    /** Blocks until something comes, and receives up to `length` bytes of it. `true` when at least one came. */
+    /** Blocks until bytes arrive, and receives at most `length` of them. @return whether at least one was received. */
     bool receive(void* buffer, std::uint32_t length) const;
 
-    /** Sends up to `length` bytes. `true` when at least one went. */
+    /** Sends at most `length` bytes. @return whether at least one was sent. */
     bool send(const void* buffer, std::uint32_t length) const;
 
 protected:

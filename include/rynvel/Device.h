@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The contract of a device with registers of one width.
+ * The interface of a device with registers of one width.
  */
 #ifndef RYNVEL_DEVICE_H
 #define RYNVEL_DEVICE_H
@@ -16,27 +17,28 @@ namespace Rynvel {
 /**
  * A device whose registers are of type `T`: `std::uint8_t`, `std::uint16_t` or `std::uint32_t`.
  *
- * The unit of an address is the backend's: a byte offset in the device file for Lseek, a register index for the
- * memory-mapped backends and FpgaSpi32, a value passed through to the server for Remote. No backend checks an address
- * against the size of its device. Each register operation is serialised with the others of the same object by the
- * mutex that the object owns, as far as the backend says.
+ * The backend defines the unit of an address: for Lseek a byte offset in the device file, for the mapped backends and
+ * FpgaSpi32 a register index. Remote sends the address to the server unchanged. No backend checks an address against
+ * the size of its device.
  *
- * A derived class overrides all pure operations; `bool` results are `true` for success.
+ * The object owns a mutex that serialises its register operations. The backend documents what one lock covers.
+ *
+ * A `bool` result is `true` for success.
  */
 template <typename T>
 class RYNVEL_EXPORT Device : public IDevice {
 public:
     using IDevice::IDevice;
 
-    /** -1: no descriptor, unless the backend says otherwise. */
+    /** Returns -1, for no descriptor. Backends that have a descriptor override it. */
     int getNativeHandle() const override;
 
     /** Reads the register at `address` into `*data`. */
     virtual bool read(unsigned int address, T* data) = 0;
 
     /**
-     * Reads `items` consecutive registers from `address` on into `data[0]` to `data[items - 1]`, each delivered in
-     * `byteOrder`. A burst of no items transfers nothing and succeeds wherever one of some items would.
+     * Reads `items` consecutive registers, starting at `address`, into `data[0]` to `data[items - 1]`, each in
+     * `byteOrder`. A burst of 0 items transfers nothing, and succeeds wherever a longer burst would succeed.
      */
     virtual bool read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
@@ -44,20 +46,20 @@ public:
     virtual bool write(unsigned int address, T data) = 0;
 
     /**
-     * Replaces the bits of one register that are set in `bitmask` by those of `data` and keeps the others:
+     * Replaces the bits of a register that are set in `bitmask` by those of `data`, and keeps the others:
      * new = (old AND NOT bitmask) OR (data AND bitmask).
      */
     virtual bool write(unsigned int address, T data, T bitmask) = 0;
 
     /**
-     * Writes `data[0]` to `data[items - 1]` to `items` consecutive registers from `address` on, each taken in
-     * `byteOrder`. A burst of no items transfers nothing and succeeds wherever one of some items would.
+     * Writes `data[0]` to `data[items - 1]`, each in `byteOrder`, to `items` consecutive registers, starting at
+     * `address`. A burst of 0 items transfers nothing, and succeeds wherever a longer burst would succeed.
      */
     virtual bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
     /**
-     * Releases a thread that waits in waitForInterrupt() by a register write: the same as `write(address, data)`, by
-     * its virtual operation, unless a derived class says otherwise.
+     * Releases a thread that is blocked in waitForInterrupt(), by a register write that makes the device signal an
+     * interrupt. Calls the virtual `write(address, data)`, unless a derived class overrides it.
      */
     virtual bool cancelWaitForInterrupt(unsigned int address, T data);
 };

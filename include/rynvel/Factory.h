@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * From a logical device name to a live device.
+ * The Factory, which builds a device from its logical name.
  */
 #ifndef RYNVEL_FACTORY_H
 #define RYNVEL_FACTORY_H
@@ -23,59 +24,61 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * The process-wide owner of the opened devices, and the maker of devices.
+ * Builds devices, and owns the opened devices of the process.
  *
- * Every row of the compiled-in device table has one slot; the row's index is the device's handle. create() fills a slot
- * once and nothing empties it, so a device lives until the process ends. Opens are traced on the channel
+ * Every row of the compiled-in device table has one slot; the index of the row is the handle of the device. create()
+ * fills a slot once, and nothing empties it: a device exists until the process ends. Openings are traced on the channel
  * "Rynvel.Factory".
  *
- * Any thread may call any operation. create() holds one lock for all names while it builds a device; the others take no
- * lock. What a backend's construction throws, or ends the process with, is said in the backend's own header.
+ * You may call any function from any thread. create() holds one lock, the same for all names, while it builds a device;
+ * the other functions take no lock. The header of a backend documents what its constructor throws, and when it ends the
+ * process.
  */
 class RYNVEL_EXPORT Factory {
 public:
-    /** The singleton; made by the first call, destroyed when the process exits. */
+    /** Returns the only Factory, which the first call creates. It is destroyed when the process exits. */
     static Factory& getInstance();
 
     Factory(const Factory&) = delete;
     Factory& operator=(const Factory&) = delete;
 
     /**
-     * Opens the device, or finds it open already. The lock is held while a remote device connects, for as long as that
-     * takes.
+     * Opens the device with this name, or returns the device that is already open. The lock is held while a remote
+     * device connects to its server, which has no time-out.
      *
-     * @return the device, shared with the Factory; empty for an unknown name, and for a device of an unsupported type,
-     *         which the next call tries anew.
-     * @throws std::system_error when the lock cannot be taken; and whatever the backend's construction throws, with the
-     *         slot left empty.
+     * @return the device, shared with the Factory; an empty pointer if no device has this name, or if the type of the
+     *         device is not supported. The next call then tries again.
+     * @throws std::system_error if the lock cannot be taken; any exception of the backend's constructor. The slot then
+     *         stays empty.
      */
     std::shared_ptr<IDevice> create(const std::string& logicalDevName);
 
     /**
-     * The handle of a device that create() returned; -1 for any other device. For an empty pointer, the first handle
-     * that has not been opened.
+     * Returns the handle of a device that create() returned; -1 for any other device. For an empty pointer, it returns
+     * the first handle that is not open, or -1 if all are open.
      */
     int getHandle(const std::shared_ptr<IDevice>& device) const;
 
-    /** The index of the row with exactly this name, or -1. */
+    /** Returns the index of the row with exactly this name; -1 if there is none. */
     int findMemoryDeviceIndex(const std::string& logicalDevName) const;
 
-    /** The row with exactly this name, valid until the process exits; null when there is none. */
+    /** Returns the row with exactly this name, valid until the process exits; null if there is none. */
     const MemoryDevice* findMemoryDevice(const std::string& logicalDevName) const;
 
     /**
-     * Builds the device that a row describes, whether or not the row is one of the table. The caller owns it, and it
-     * has no handle.
+     * Builds the device that a row describes. The row may be one of the table or your own. The caller owns the device,
+     * which has no handle.
      *
-     * @param mutex serialises the device's register operations; owned by the device from now on.
-     * @return null for an unsupported type.
+     * @param mutex serialises the register operations; the device takes ownership.
+     * @return the device; null if its type is not supported.
      */
     std::unique_ptr<IDevice> createDevice(const MemoryDevice& row, std::unique_ptr<IMutex> mutex);
 
     /**
-     * Builds a device of the table for the caller alone, without a handle.
+     * Builds a device of the table that the caller alone owns, and that has no handle.
      *
-     * @return null for an unknown name and for a device of another width.
+     * @param mutex serialises the register operations; the device takes ownership.
+     * @return the device; null if no device has this name, or if its registers have another width.
      */
     std::unique_ptr<Device8> makeUnique8(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex);
     /** @copydoc makeUnique8 */
@@ -84,12 +87,12 @@ public:
     std::unique_ptr<Device32> makeUnique32(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex);
 
     /**
-     * The device behind a handle; null for a handle that has not been opened. A handle outside the table ends the
-     * process by an assertion, in every build type.
+     * Returns the device of a handle; null if the handle is not open. A handle that is negative or not below the number
+     * of devices fails an assertion, in every build type.
      */
     IDevice* getBackend(int handle) { return openedDevice(handle, Accessor::AnyWidth).device; }
 
-    /** As getBackend(); null also for a device of another width. */
+    /** Does the same as getBackend(), but also returns null for a device of another width. */
     Device8* getBackend8(int handle) { return openedDevice(handle, Accessor::Width8).device8; }
     /** @copydoc getBackend8 */
     Device16* getBackend16(int handle) { return openedDevice(handle, Accessor::Width16).device16; }
@@ -97,7 +100,7 @@ public:
     Device32* getBackend32(int handle) { return openedDevice(handle, Accessor::Width32).device32; }
 
 private:
-    /** What the unlocked readers see of a slot: the device and its typed down-casts, made when the slot is filled. */
+    /** A slot as functions without the lock read it: the device, and its down-casts to the class of each width. */
     struct OpenedDevice {
         std::atomic<IDevice*> device{nullptr};
         std::atomic<Device8*> device8{nullptr};
@@ -105,10 +108,10 @@ private:
         std::atomic<Device32*> device32{nullptr};
     };
 
-    /** Which of the getBackend operations a failed assertion names. */
+    /** The getBackend function that a failed assertion names. */
     enum class Accessor { AnyWidth, Width8, Width16, Width32 };
 
-    /** The C interface's way to a device. It needs no Factory object: there is one at most, with every handle. */
+    // Finds the devices of the C interface in the static slots, without a Factory object.
     friend class HandleLookup;
 
     RYNVEL_LOCAL Factory();
@@ -116,7 +119,7 @@ private:
 
     RYNVEL_LOCAL void fillSlot(std::size_t index, std::unique_ptr<IDevice> device);
 
-    /** All that the accessors do. It is exported: they are compiled into the programs that call them. */
+    // Exported, because the getBackend functions are inline: they are compiled into the programs that call them.
     static const OpenedDevice& openedDevice(int handle, Accessor accessor);
     [[noreturn]] RYNVEL_LOCAL static void failAssertion(const char* expression, unsigned int line, Accessor accessor);
 

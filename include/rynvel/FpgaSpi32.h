@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers of an FPGA behind an SPI controller.
+ * Registers of an FPGA on an SPI bus.
  */
 #ifndef RYNVEL_FPGASPI32_H
 #define RYNVEL_FPGASPI32_H
@@ -21,34 +22,34 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * 32-bit registers of an FPGA that is reached through a spidev node.
+ * The 32-bit registers of an FPGA, which the kernel's spidev driver makes accessible.
  *
- * A register address is a word index: the register's byte address on the SPI bus is `blockOffset + 4 * offset`, in
- * 32 bits, wrapping without notice. Every register access is one full-duplex transaction of 11 bytes, one system call,
- * with the mode, clock speed and word size that the node has. A transaction succeeds when the FPGA answers the status
- * 0x80; a failed one leaves the object usable for the next.
+ * A register address is an index: the byte address on the SPI bus is `blockOffset + 4 * offset`, of which the lower 32
+ * bits are sent. Every register access is one full-duplex transfer of 11 bytes in one system call, with 8 bits per word
+ * and the mode and clock speed of the device file. A transfer succeeds if the FPGA replies with the status 0x80. After
+ * a failed transfer you can still use the object.
  *
- * The mutex is held for one transaction at a time: a burst and a masked write are not atomic, and other threads may use
- * the device between two of their words.
+ * The mutex is held for one transfer at a time. Bursts and masked writes are not atomic: other threads may use the
+ * device between their transfers.
  *
- * There are no interrupts and no requests: the four interrupt operations answer `false` and touch nothing, ioctl()
- * answers -1, and there is no native handle (-1).
+ * The device has no interrupts and no requests: the four interrupt functions return `false` and leave their arguments
+ * unchanged, and ioctl() and getNativeHandle() return -1.
  *
- * Entries are traced at level 6, statuses other than success at level 1, on the channel "Rynvel.FpgaSpi".
+ * Calls are traced at level 6, statuses other than success at level 1, on the channel "Rynvel.FpgaSpi".
  */
 class RYNVEL_EXPORT FpgaSpi32 : public Device32 {
 public:
     /**
-     * Opens the spidev node for reading and writing. A node that cannot be opened ends the process: the cause is traced
-     * at level 2, then the assertion `m_fd != -1` fails, in every build type.
+     * Opens the device file for reading and writing. If this fails, the cause is traced at level 2, and the assertion
+     * `m_fd != -1` ends the process, in every build type.
      *
-     * @param physicalDevName the node's path.
-     * @param mutex serialises the transactions; owned from now on.
-     * @param blockOffset byte address of register 0 on the SPI bus.
+     * @param physicalDevName the path of the spidev device file.
+     * @param mutex serialises the transfers; the object takes ownership.
+     * @param blockOffset the byte address of register 0 on the SPI bus.
      */
     FpgaSpi32(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, std::size_t blockOffset);
 
-    /** Closes the node. */
+    /** Closes the device file. */
     ~FpgaSpi32() override;
 
     bool getInterruptType(unsigned long* type) override;
@@ -56,22 +57,22 @@ public:
     bool disableInterrupt() override;
     bool waitForInterrupt(unsigned long* info) override;
 
-    /** A failed transfer leaves `*data` alone; a status other than success sets it to 0 and is traced. */
+    /** A failed system call leaves `*data` unchanged; a status other than success sets it to 0. */
     bool read(unsigned int offset, std::uint32_t* data) override;
 
     /**
-     * One transaction a word, by the virtual single read, up to the first that fails: the words before it are there,
-     * the word itself is as the single read left it. Host order delivers values in the processor's byte order, Network
-     * order reverses each once more.
+     * Calls the virtual single read for each word, up to the first that fails. The words before it are valid; the word
+     * itself is as the single read left it. Host order delivers the words in the processor's byte order; Network order
+     * reverses the bytes of each.
      */
     bool read(unsigned int offset, std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int offset, std::uint32_t data) override;
 
-    /** A virtual read and a virtual write; the write alone when `bitmask` has all bits set. */
+    /** Calls the virtual single read and write; only the write if all bits are set in `bitmask`. */
     bool write(unsigned int offset, std::uint32_t data, std::uint32_t bitmask) override;
 
-    /** One transaction a word, by the virtual single write, up to the first that fails. */
+    /** Calls the virtual single write for each word, up to the first that fails. */
     bool write(unsigned int offset, const std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
 private:

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Hexadecimal numbers in trace texts.
@@ -10,15 +11,15 @@
 
 #include "rynvel/Export.h"
 
-/** A value to be written in hexadecimal with at least `width` digits. */
+/** A value to write in hexadecimal, with at least `width` digits. */
 struct RYNVEL_EXPORT HexU32Struct {
     std::uint32_t value;
     std::int32_t width;
 };
 
 /**
- * Writes "0x" and the value in lower-case digits, padded with zeros to the width; a value that needs more digits is
- * written whole. The stream's format flags are as before afterwards; its fill character is '0'.
+ * Writes "0x" and the value in lower-case digits, padded with zeros to the width. A value that needs more digits is
+ * written in full. Restores the format flags of the stream, but leaves '0' as its fill character.
  */
 RYNVEL_EXPORT std::ostream& operator<<(std::ostream& os, const HexU32Struct& hex);
 

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The operations of a device that do not depend on its register width.
+ * The interface of a device that does not depend on its register width.
  */
 #ifndef RYNVEL_IDEVICE_H
 #define RYNVEL_IDEVICE_H
@@ -12,50 +13,50 @@
 namespace Rynvel {
 
 /**
- * A register device of any width.
+ * A device with registers of any width.
  *
- * Every operation runs in the caller's thread, and any number of threads may call one object at once, unless the
- * backend says otherwise. An operation that fails answers `false` (or -1); what a backend says about the cause goes to
- * its trace channel. The order of the virtual operations is part of the binary interface.
+ * Every function runs in the caller's thread. Any number of threads may use one object at the same time, unless the
+ * header of the backend says otherwise. A function that fails returns `false` or -1, and the backend may report the
+ * cause on its trace channel. The order of the virtual functions is part of the binary interface.
  */
 class RYNVEL_EXPORT IDevice {
 public:
-    /** @param devName the device file's path; for a remote device, the logical device name. */
+    /** @param devName the path of the device file; for a remote device, its logical name. */
     explicit IDevice(std::string devName);
     IDevice(const IDevice&) = delete;
     IDevice& operator=(const IDevice&) = delete;
 
-    /** Releases the device file and mapping, then the device's mutex. A remote device's connections stay open. */
+    /** Unmaps and closes the device file, then destroys the mutex. A remote device leaves its connections open. */
     virtual ~IDevice();
 
     /**
-     * Forwards a request of the device's own to its driver.
+     * Forwards a request to the driver of the device.
      *
-     * @return the driver's result, unchanged; -1 for a failure (`errno` is the system call's), and, with `errno` left
-     *         alone, from a backend that supports no requests.
+     * @return the result of the driver; -1 for failure, with the `errno` of the system call. A backend without requests
+     *         returns -1 and leaves `errno` unchanged.
      */
     virtual int ioctl(int request, unsigned long arg);
 
-    /** Stores the device's interrupt type in `*type`. `false` at once from a backend without interrupts. */
+    /** Stores the interrupt type of the device in `*type`. A backend without interrupts returns `false`. */
     virtual bool getInterruptType(unsigned long* type) = 0;
 
-    /** Lets the device deliver interrupts. `false` at once from a backend without interrupts. */
+    /** Enables the interrupts of the device. A backend without interrupts returns `false`. */
     virtual bool enableInterrupt() = 0;
 
-    /** Stops the device's interrupts. `false` at once from a backend without interrupts. */
+    /** Disables the interrupts of the device. A backend without interrupts returns `false`. */
     virtual bool disableInterrupt() = 0;
 
     /**
-     * Blocks the calling thread until the device signals an interrupt, and stores what the backend reports about it in
-     * `*info`. The device's mutex is not held, so other threads go on using the registers. `false` at once, with
-     * `*info` left alone, from a backend without interrupts.
+     * Blocks the calling thread, without a time-out, until the device signals an interrupt. It then stores the
+     * interrupt word in `*info`. It does not lock the mutex: other threads may use the registers meanwhile. A backend
+     * without interrupts returns `false` at once and leaves `*info` unchanged.
      */
     virtual bool waitForInterrupt(unsigned long* info) = 0;
 
-    /** The descriptor that serves the device (device file or socket), owned by the device; -1 where there is none. */
+    /** Returns the descriptor of the device file or socket, which the device owns; -1 if there is none. */
     virtual int getNativeHandle() const = 0;
 
-    /** The name that the constructor was given. */
+    /** Returns the name that was passed to the constructor. */
     const std::string& getDevName() const;
 
 private:

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The lock that every backend owns.
+ * The interface of the lock that every device owns.
  */
 #ifndef RYNVEL_IMUTEX_H
 #define RYNVEL_IMUTEX_H
@@ -10,10 +11,11 @@
 namespace Rynvel {
 
 /**
- * A lock that is handed to a device at its construction and serialises the device's register operations.
+ * The lock that serialises the register operations of a device. The constructor of the device takes ownership of it.
  *
- * A device never locks it twice on one path, ignores both results and goes on with the access whatever they are.
- * `std::lock_guard<IMutex>` works on it. The order of the virtual operations is part of the binary interface.
+ * A device never locks it again while it holds it, so it need not be recursive. A device ignores the results of lock()
+ * and unlock(): it accesses the register even if they fail. You can use `std::lock_guard<IMutex>`. The order of the
+ * virtual functions is part of the binary interface.
  */
 class RYNVEL_EXPORT IMutex {
 public:
@@ -22,10 +24,10 @@ public:
     IMutex& operator=(const IMutex&) = delete;
     virtual ~IMutex();
 
-    /** `true` when the calling thread now holds the lock. */
+    /** Blocks until the lock is free. @return whether the calling thread now holds it. */
     virtual bool lock() = 0;
 
-    /** `true` when the lock was released. */
+    /** @return whether the lock was released. */
     virtual bool unlock() = 0;
 };
 

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The system calls of the library.
+ * The system calls that the library makes.
  */
 #ifndef RYNVEL_LINUXIO_H
 #define RYNVEL_LINUXIO_H
@@ -8,12 +9,12 @@
 #include "rynvel/Export.h"
 
 /**
- * Passes its arguments to the C library's function of the same name and returns that function's result unchanged,
- * `errno` included. No state, no retry, no tracing; any number of threads may call it.
+ * Each function passes its arguments to the function of the C library with the same name, and returns its result and
+ * `errno` unchanged. The class has no state, repeats no call and traces nothing. You may use it in any thread.
  */
 class RYNVEL_EXPORT LinuxIo {
 public:
-    /** No mode is passed: `flags` must not ask for the creation of a file. */
+    /** Passes no mode: `flags` must not contain O_CREAT or O_TMPFILE. */
     int open(const char* path, int flags);
     int close(int fd);
     long lseek(int fd, long offset, int whence);
@@ -21,11 +22,11 @@ public:
     int write(int fd, const void* buffer, unsigned int count);
     int ioctl(int fd, int request, unsigned long arg);
     int ioctl(int fd, int request, unsigned long* arg);
-    /** Makes the request without a third argument. */
+    /** Makes the system call without a third argument. */
     int ioctl(int fd, int request);
     void* mmap(void* addr, unsigned int length, int prot, int flags, int fd, long offset);
     int munmap(void* addr, unsigned int length);
-    /** @return the length of the link's text; no terminating zero is added. */
+    /** @return the length of the link in bytes, which is not zero-terminated. */
     int readlink(const char* path, char* buffer, unsigned int size);
 };
 

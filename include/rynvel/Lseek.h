@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers reached by positioning and transferring on a character device file.
+ * Registers that are accessed with seek, read and write on a device file.
  */
 #ifndef RYNVEL_LSEEK_H
 #define RYNVEL_LSEEK_H
@@ -19,34 +20,35 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * A device whose register address is the byte offset in its device file, for `T` = `std::uint8_t`, `std::uint16_t` and
- * `std::uint32_t`.
+ * A seekable device, for `T` = `std::uint8_t`, `std::uint16_t` and `std::uint32_t`. A register address is the byte
+ * offset in the device file.
  *
- * Every register operation holds the object's mutex from the positioning to the last transfer. A failed or short
- * transfer answers `false`, leaves `errno` as the system call set it, and leaves the object usable. Nothing is checked
- * or retried here; where the file ends is the driver's matter. On a 32-bit machine an address of 0x80000000 and more is
- * a negative file offset, which the system refuses.
+ * Every register operation holds the mutex from the seek to the last transfer. An operation with a failed or short
+ * transfer returns `false` and keeps the `errno` of the system call; you can still use the object. No address is
+ * checked here: the driver decides where the file ends. On a 32-bit machine, addresses from 0x80000000 are negative
+ * file offsets, which the system refuses.
  *
- * There are no interrupts: the four interrupt operations answer `false`, touch nothing and trace nothing.
+ * The device has no interrupts: the four interrupt functions return `false`, leave their arguments unchanged and trace
+ * nothing.
  *
- * Entries are traced at level 6 on the channel "Rynvel.Lseek".
+ * Calls are traced at level 6 on the channel "Rynvel.Lseek".
  */
 template <typename T>
 class RYNVEL_EXPORT Lseek : public Device<T> {
 public:
     /**
-     * Opens the device file for reading and writing. A file that cannot be opened ends the process: the cause is
-     * traced at level 2, then the assertion `m_fd != -1` fails, in every build type.
+     * Opens the device file for reading and writing. If this fails, the cause is traced at level 2, and the assertion
+     * `m_fd != -1` ends the process, in every build type.
      *
-     * @param physicalDevName the device file's path.
-     * @param mutex serialises the register operations; owned from now on.
+     * @param physicalDevName the path of the device file.
+     * @param mutex serialises the register operations; the object takes ownership.
      */
     Lseek(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex);
 
     /** Closes the device file. */
     ~Lseek() override;
 
-    /** The system call's result, unchanged. The mutex is not taken. */
+    /** @return the result of the system call. Does not lock the mutex. */
     int ioctl(int command, unsigned long arg) override;
 
     bool getInterruptType(unsigned long* type) override;
@@ -54,25 +56,25 @@ public:
     bool disableInterrupt() override;
     bool waitForInterrupt(unsigned long* info) override;
 
-    /** The descriptor of the device file. */
+    /** Returns the descriptor of the device file. */
     int getNativeHandle() const override;
 
     bool read(unsigned int address, T* data) override;
 
     /**
-     * In Host order one transfer for the whole burst, in Network order one transfer per item.
+     * Makes one system call for the whole burst in Host order, and one for each item in Network order.
      *
-     * @return whether the number of bytes transferred equals `items`: for `std::uint16_t` and `std::uint32_t` a
-     *         complete burst of one or more items therefore answers `false`. The data is transferred all the same.
+     * @return whether the number of bytes transferred equals `items`. For `std::uint16_t` and `std::uint32_t`, a
+     *         complete burst of one or more items therefore returns `false`, although the data is transferred.
      */
     bool read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int address, T data) override;
 
-    /** Reads the register first, unless `bitmask` has all bits set; writes nothing when that read fails. */
+    /** Reads the register first, unless all bits are set in `bitmask`. If the read fails, it writes nothing. */
     bool write(unsigned int address, T data, T bitmask) override;
 
-    /** As the burst read, the result included. */
+    /** Makes the same system calls as the burst read, and returns its result in the same way. */
     bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) override;
 
 protected:

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * A row of the device table.
@@ -10,7 +11,7 @@
 
 namespace Rynvel {
 
-/** The kinds of backend, with the register width in the name. */
+/** The device types. The name contains the backend and the register width in bits. */
 enum class DeviceType : std::uint32_t {
     Lseek8 = 0,
     Lseek16 = 1,
@@ -28,19 +29,19 @@ enum class DeviceType : std::uint32_t {
 };
 
 /**
- * What the Factory needs to know to build a device. The library's own rows are compiled in; a program may write a row
- * of its own and give it to Factory::createDevice:
+ * A row describes a device to the Factory. The rows of the device table are compiled in. You can also write a row of
+ * your own and pass it to Factory::createDevice:
  *
  *     const Rynvel::MemoryDevice row{"adc", "/dev/adc", 0, Rynvel::DeviceType::Lseek16};
  *
- * A row cannot be assigned; moving one copies it.
+ * You cannot assign to a row. Moving a row copies it.
  */
 struct MemoryDevice {
-    /** The logical name, compared exactly: case-sensitive, the whole string. */
+    /** The logical device name. It is compared as a whole and case-sensitively. */
     const std::string m_name;
-    /** The device file's path; for a remote device, the server's address. */
+    /** The path of the device file; for a remote device, the address of the server: host, "::", port. */
     const std::string m_devicePath;
-    /** Tyvon16 and Tyvon32: the mapping size in bytes. FpgaSpi32: the block offset in bytes. Else ignored. */
+    /** Tyvon16, Tyvon32: the size of the map in bytes. FpgaSpi32: the block offset in bytes. Others ignore it. */
     std::uint32_t m_parameter;
     DeviceType m_type;
 };

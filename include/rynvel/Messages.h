@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The records that a remote device and its register server exchange.
+ * The messages that a remote device and its register server exchange.
  */
 #ifndef RYNVEL_MESSAGES_H
 #define RYNVEL_MESSAGES_H
@@ -16,9 +17,10 @@
 namespace Rynvel {
 
 /**
- * A record of fixed size that goes over a connection as it lies in memory: without length, tag or terminator.
+ * A message has a record of fixed size. A connection transfers the record as it is in memory, without a length, a tag
+ * or a terminator. A message has no lock: use it in one thread at a time.
  *
- * The order of the virtual operations is part of the binary interface.
+ * The order of the virtual functions is part of the binary interface.
  */
 class RYNVEL_EXPORT IMessage {
 public:
@@ -28,25 +30,25 @@ public:
     virtual ~IMessage();
 
     /**
-     * Writes the message as text. Addresses and values are hexadecimal, lengths decimal; the stream's base is not
-     * restored.
+     * Writes the message as text. Addresses and values are hexadecimal, lengths decimal. Does not restore the number
+     * base of the stream.
      */
     virtual std::ostream& toStream(std::ostream& stream) const = 0;
 
-    /** The first byte of the record. */
+    /** Returns the address of the record. */
     virtual const void* toBuffer() const = 0;
 
-    /** The first byte of the record, to receive into. */
+    /** Returns the address of the record, for receiving into it. */
     virtual void* toBuffer() = 0;
 
-    /** The size of the record in bytes. */
+    /** Returns the size of the record in bytes. */
     virtual unsigned int getSize() const = 0;
 };
 
 /**
- * A message that is one plain record, held in wire form: all integers are big-endian.
+ * A message whose record has type `T`. The record is in wire format: all integers are big-endian.
  *
- * @tparam T RequestData, ResponseData or, for InterruptMessage, a word of 32 bits.
+ * @tparam T RequestData, ResponseData, or std::uint32_t for InterruptMessage.
  */
 template <typename T>
 class RYNVEL_EXPORT Message : public IMessage {
@@ -59,7 +61,7 @@ protected:
     T m_data{};
 };
 
-/** The number of values that a record has room for. */
+/** The maximum number of values in a record. */
 constexpr std::uint32_t recordCapacity = 128;
 
 /** The wire record of a request: 660 bytes, all integers big-endian. */
@@ -82,31 +84,31 @@ struct RYNVEL_EXPORT RequestData {
         Debug = 13,
     };
 
-    /** A Type, or anything when it was received. */
+    /** A Type; a received record may hold any number. */
     std::uint32_t type;
-    /** NUL-padded and NUL-terminated when it was set by Request; anything when it was received. */
+    /** The device name. Request terminates it with zero; a received record may hold any bytes. */
     std::array<char, 128> deviceName;
-    /** The register address, in the unit of the device at the server. */
+    /** The register address, in the unit of the device type at the server. */
     std::uint32_t address;
     /** One register value in each word, whatever the width of the registers. */
     std::array<std::uint32_t, recordCapacity> values;
     /** The number of valid entries in `values`. */
     std::uint32_t length;
-    /** 0 for ByteOrder::Network, 1 for ByteOrder::Host: the other way round than the enumeration. */
+    /** 0 for ByteOrder::Network, 1 for ByteOrder::Host: the reverse of the enumeration. */
     std::uint32_t byteOrder;
-    /** The mask of a masked write and the command of an ioctl request are one word. */
+    /** The mask of a masked write, or the command of an ioctl request. */
     std::uint32_t bitmaskOrCommand;
 };
 
 /** The wire record of a response: 520 bytes, all integers big-endian. */
 struct RYNVEL_EXPORT ResponseData {
-    /** The outcome; the values are those on the wire. Any other value is a failure too. */
+    /** The result; the values are those on the wire. Every other value also means failure. */
     enum class Result : std::int32_t {
         Success = 0,
         Error = -1,
     };
 
-    /** A Result, or anything when it was received. */
+    /** A Result; a received record may hold any number. */
     std::int32_t result;
     /** One register value in each word, whatever the width of the registers. */
     std::array<std::uint32_t, recordCapacity> values;
@@ -115,56 +117,56 @@ struct RYNVEL_EXPORT ResponseData {
 };
 
 /**
- * A request of a client. Setters and getters convert between the processor's byte order and the record's.
+ * A request of a client. Setters and getters convert between the byte orders of the processor and of the record.
  *
- * Nothing fails: what is too much is dropped, what is not there reads as 0. A record that was received may hold
- * anything; the getters and the rendering stay inside of it.
+ * No function fails: setters drop what does not fit, and getters return 0 for a missing value. A received record may
+ * hold any bytes; getters and toStream() never read beyond it.
  */
 class RYNVEL_EXPORT Request : public Message<RequestData> {
 public:
-    /** All bytes zero. */
+    /** Sets all bytes to 0. */
     Request();
-    /** All bytes zero but for the type and the name. */
+    /** Sets all bytes except those of the type and the name to 0. */
     Request(RequestData::Type type, const std::string& name);
 
     std::ostream& toStream(std::ostream& stream) const override;
 
     void setType(RequestData::Type type);
-    /** Stores the first 127 characters over what is there; what a longer earlier name left behind them stays. */
+    /** Stores the first 127 characters. Does not clear the rest of a longer name that was set before. */
     void setDeviceName(const std::string& name);
     void setAddress(std::uint32_t address);
-    /** Appends a value; does nothing when there are 128. */
+    /** Appends a value; does nothing if the length is 128 or more. */
     void addValue(std::uint32_t value);
-    /** Does nothing when the length is above 128. */
+    /** Does nothing if `length` is above 128. */
     void setLength(std::uint32_t length);
-    /** Stores the word that setCommand() stores too. */
+    /** Stores the word that setCommand() also stores. */
     void setBitmask(std::uint32_t bitmask);
-    /** Stores the word that setBitmask() stores too. */
+    /** Stores the word that setBitmask() also stores. */
     void setCommand(std::uint32_t command);
-    /** Every value but Network is stored as Host. */
+    /** Stores every value except Network as Host. */
     void setByteOrder(ByteOrder byteOrder);
 
-    /** The word as it is: no enumerator where the peer sent another number. */
+    /** Returns the word unchanged. It is not an enumerator if the peer sent another number. */
     RequestData::Type getType() const;
-    /** Up to the field's first NUL, or the whole field where there is none. */
+    /** Returns the name up to the first zero byte, or all 128 bytes if there is none. */
     std::string getDeviceName() const;
     std::uint32_t getAddress() const;
-    /** The word as it is, also when it is above 128. */
+    /** Returns the word unchanged, even if it is above 128. */
     std::uint32_t getLength() const;
-    /** The value at an index; 0 for an index at or above the length or 128. */
+    /** Returns the value at an index; 0 if the index is not below both the length and 128. */
     std::uint32_t getValue(std::uint32_t index) const;
-    /** getValue(0). */
+    /** Returns getValue(0). */
     std::uint32_t getValue() const;
     std::uint32_t getBitmask() const;
     std::uint32_t getCommand() const;
-    /** Network for the word 0, Host for every other. */
+    /** Returns Network for the word 0, and Host for every other. */
     ByteOrder getByteOrder() const;
 };
 
-/** A response of a server; as Request in all else. */
+/** A response of a server. It converts and limits values in the same way as Request. */
 class RYNVEL_EXPORT Response : public Message<ResponseData> {
 public:
-    /** All bytes zero: a success without values. */
+    /** Sets all bytes to 0: a success without values. */
     Response();
 
     std::ostream& toStream(std::ostream& stream) const override;
@@ -175,25 +177,25 @@ public:
     /** @copydoc Request::setLength */
     void setLength(std::uint32_t length);
 
-    /** The word as it is: no enumerator where the peer sent another number. */
+    /** Returns the word unchanged. It is not an enumerator if the peer sent another number. */
     ResponseData::Result getResult() const;
-    /** Whether the result is Success; any other value is a failure. */
+    /** Returns whether the result is Success. */
     bool isSuccessful() const;
     /** @copydoc Request::getLength */
     std::uint32_t getLength() const;
     /** @copydoc Request::getValue(std::uint32_t) const */
     std::uint32_t getValue(std::uint32_t index) const;
-    /** getValue(0). */
+    /** Returns getValue(0). */
     std::uint32_t getValue() const;
 };
 
-/** An interrupt that a server reports: one word, which its receiver takes from the buffer and converts itself. */
+/** An interrupt that a server reports: the interrupt word, which the receiver converts from big-endian itself. */
 class RYNVEL_EXPORT InterruptMessage : public Message<std::uint32_t> {
 public:
-    /** The word 0. */
+    /** Sets the word to 0. */
     InterruptMessage();
 
-    /** Writes the word as it is stored, in wire order, in the stream's base. */
+    /** Writes the word as it is stored, without conversion from big-endian, in the number base of the stream. */
     std::ostream& toStream(std::ostream& stream) const override;
 };
 

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers reached through a memory mapping of their device file.
+ * Registers of a device file that is mapped into memory.
  */
 #ifndef RYNVEL_MMAP_H
 #define RYNVEL_MMAP_H
@@ -20,17 +21,18 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * A device whose registers are mapped into the process, for `T` = `std::uint16_t` and `std::uint32_t`.
+ * A mapped device, for `T` = `std::uint16_t` and `std::uint32_t`.
  *
- * A register address is an index counted in units of `T`: register i is the bytes from `devPageOffset + i * sizeof(T)`
- * on within the mapping. Nothing checks it against the size of the mapping: an index beyond it touches other memory or
- * ends the process by a signal.
+ * A register address is an index: register i begins at byte `devPageOffset + i * sizeof(T)` of the map. No function
+ * checks the index against the size of the map. An index beyond the map accesses other memory, or ends the process by a
+ * signal.
  *
- * Every access is one load or store of exactly the register's width, made in the order given, without a system call,
- * under the object's mutex. An operation fails only on an object without a mapping.
+ * Every access is one load or store of the register's width, without a system call. A burst accesses the registers in
+ * ascending order. An operation holds the mutex from its first access to its last. It fails only on an object without a
+ * map.
  *
- * There are no interrupts here: the four interrupt operations answer `false` and touch nothing. Derived classes add
- * them.
+ * The device has no interrupts: the four interrupt functions return `false` and leave their arguments unchanged.
+ * Derived classes add interrupts.
  *
  * Construction and destruction are traced at level 6, details at level 5, operations at level 7, on the channel
  * "Rynvel.Mmap".
@@ -39,28 +41,29 @@ template <typename T>
 class RYNVEL_EXPORT Mmap : public Device<T> {
 public:
     /**
-     * Opens the device file for reading and writing and maps it from its beginning.
+     * Opens the device file for reading and writing, and maps it from its beginning.
      *
-     * A file that cannot be opened leaves an object without a mapping, on which every register operation answers
-     * `false`; so does a `devSize` of 0. A mapping that fails ends the process: the cause is traced at level 1, then
-     * the assertion `m_regMap != MAP_FAILED` fails, in every build type.
+     * If the file cannot be opened, or `devSize` is 0, the object has no map, and every register operation returns
+     * `false`. If the file cannot be mapped, the cause is traced at level 1, and the assertion
+     * `m_regMap != MAP_FAILED` ends the process, in every build type.
      *
-     * @param physicalDevName the device file's path.
-     * @param devPageOffset byte offset of the first register within the mapping.
-     * @param devSize bytes to map.
-     * @param mutex serialises the register operations; owned from now on.
-     * @param fake maps anonymous memory of that size in place of the device file, which is not opened.
+     * @param physicalDevName the path of the device file.
+     * @param devPageOffset the byte offset of the first register in the map.
+     * @param devSize the size of the map in bytes.
+     * @param mutex serialises the register operations; the object takes ownership.
+     * @param fake maps anonymous memory of this size and does not open the device file.
      */
     Mmap(const std::string& physicalDevName, std::size_t devPageOffset, std::size_t devSize,
          std::unique_ptr<IMutex> mutex, bool fake);
 
     /**
-     * Unmaps `devSize` bytes at the first register and closes the file. A `devPageOffset` that is not a multiple of the
-     * page size makes the unmapping fail without notice: the mapping then stays until the process ends.
+     * Unmaps `devSize` bytes, starting at the first register instead of the beginning of the map, and closes the file.
+     * If `devPageOffset` is not a multiple of the page size, unmapping silently fails, and the map stays until the
+     * process ends. If it is a number of whole pages, as many pages behind the map are unmapped.
      */
     ~Mmap() override;
 
-    /** The system call's result, unchanged; -1 without a system call when there is no file. The mutex is not taken. */
+    /** @return the result of the system call; -1 without a system call if no file is open. Does not lock the mutex. */
     int ioctl(int command, unsigned long arg) override;
 
     bool getInterruptType(unsigned long* type) override;
@@ -68,15 +71,15 @@ public:
     bool disableInterrupt() override;
     bool waitForInterrupt(unsigned long* info) override;
 
-    /** The descriptor of the device file; -1 when there is none. */
+    /** Returns the descriptor of the device file; -1 if no file is open. */
     int getNativeHandle() const override;
 
-    /** Stores 0 in `*data` when there is no mapping. */
+    /** Stores 0 in `*data` if there is no map. */
     bool read(unsigned int offset, T* data) override;
     bool read(unsigned int offset, T* data, unsigned int items, ByteOrder byteOrder) override;
     bool write(unsigned int offset, T data) override;
 
-    /** Reads the register for every `bitmask`, all ones included. */
+    /** Reads the register first, even if all bits are set in `bitmask`. */
     bool write(unsigned int offset, T data, T bitmask) override;
     bool write(unsigned int offset, const T* data, unsigned int items, ByteOrder byteOrder) override;
 

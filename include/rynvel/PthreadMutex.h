@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The library's lock: a POSIX threads mutex.
+ * The lock of the library: a POSIX mutex.
  */
 #ifndef RYNVEL_PTHREADMUTEX_H
 #define RYNVEL_PTHREADMUTEX_H
@@ -15,20 +16,17 @@ struct ZilTraceHeader;
 
 namespace Rynvel {
 
-/**
- * The protocol of a PthreadMutex, with the values of POSIX: every value but PriorityInherit means a mutex with default
- * attributes.
- */
+/** The protocol of a PthreadMutex. A value that is not listed here means default attributes. */
 enum class PthreadMutexType : int {
     /** Default attributes. */
     None = 0,
-    /** A thread that holds the mutex inherits the priority of its highest waiter (PTHREAD_PRIO_INHERIT). */
+    /** PTHREAD_PRIO_INHERIT: a thread that holds the mutex inherits the highest priority of the waiting threads. */
     PriorityInherit = 1,
 };
 
 /**
- * A POSIX threads mutex, not recursive. Nothing throws and nothing ends the process: a failed construction is traced on
- * the channel "Rynvel.PthreadMutex" and leaves an object whose operations then report their own failures.
+ * A POSIX mutex, not recursive. No function throws or ends the process. Failures are traced at level 1 on the channel
+ * "Rynvel.PthreadMutex". If the mutex cannot be initialised, lock() and unlock() fail.
  */
 class RYNVEL_EXPORT PthreadMutex : public IMutex {
 public:

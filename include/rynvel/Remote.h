@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers and interrupts of a device on another machine.
+ * Registers and interrupts of a device of another machine.
  */
 #ifndef RYNVEL_REMOTE_H
 #define RYNVEL_REMOTE_H
@@ -20,93 +21,95 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * A device that a register server on another machine serves, for `T` = `std::uint8_t`, `std::uint16_t` and
- * `std::uint32_t`. An address is passed through to the server.
+ * A device that a register server serves, for `T` = `std::uint8_t`, `std::uint16_t` and `std::uint32_t`. Addresses are
+ * sent to the server unchanged.
  *
- * There are two connections to the server. Every operation is one request and one response on the first; interrupts
- * come over the second. A broken connection is not made again: every later operation on it fails.
+ * A device has two connections to its server. The first carries one request and one response for each operation; the
+ * second carries the interrupts. A broken connection is not restored: every later operation on it fails.
  *
- * Nothing has a time-out: the constructor and every operation block for as long as the server stays silent. A response
- * that comes in pieces is taken for its first piece; the rest is taken for the next response, and so on from there.
- * Sending to a server that is gone raises SIGPIPE in the process, which ends it unless the program ignores that signal.
+ * No function has a time-out: the constructor and every operation block until the server answers. If a response arrives
+ * in pieces, the first piece is taken as the response, and the rest as the next response, so that all later responses
+ * are wrong. Sending to a server that has closed the connection raises SIGPIPE, which ends the process unless the
+ * program ignores that signal.
  *
- * No operation takes the mutex: the program must not run two operations on one device at once. waitForInterrupt() alone
- * may block in one thread while another runs any operation but open().
+ * No function locks the mutex: do not run two operations on one device at the same time. Only waitForInterrupt() may
+ * block in one thread while another thread runs any operation except open().
  *
- * Entries are traced at level 6, requests and responses at level 7, on the channel "Rynvel.Remote".
+ * Calls are traced at level 6, requests and responses at level 7, on the channel "Rynvel.Remote".
  */
 template <typename T>
 class RYNVEL_EXPORT Remote : public Device<T> {
 public:
     /**
-     * Connects twice, each time with an attempt every 3 seconds and no end, then calls open(), whose result is ignored.
+     * Connects twice, each time with an attempt every 3 seconds until the server accepts, and then calls open(), whose
+     * result is ignored.
      *
-     * @param name the logical name of the device at the server, which is sent its first 127 characters.
-     * @param address the server: host, "::", port; without "::" the port is 8888.
-     * @param mutex owned from now on; not used.
+     * @param name the logical name of the device at the server. The first 127 characters are sent.
+     * @param address the address of the server: host, "::", port. Without "::", the port is 8888.
+     * @param mutex is not used; the object takes ownership.
      */
     Remote(const std::string& name, const std::string& address, std::unique_ptr<IMutex> mutex);
 
-    /** Leaves both connections open and tells the server nothing. */
+    /** Leaves both connections open and sends nothing to the server. */
     ~Remote() override;
 
-    /** The text before the first "::"; all of it when there is none. */
+    /** Returns the text before the first "::", or all of it if there is no "::". */
     static std::string getIp(const std::string& address);
 
     /**
-     * The number after the first "::"; 8888 when there is no "::". Blanks before the number and whatever stands behind
-     * it are skipped. A text that is no number or does not fit in an `int` is traced at level 1 and gives 8888. The
-     * connections take the lower 16 bits.
+     * Returns the number after the first "::", or 8888 if there is no "::". White space before the number and any text
+     * after it are ignored. A text that is not a number, or does not fit in an `int`, is traced at level 1 and gives
+     * 8888. The connections use the lower 16 bits of the number.
      */
     static int getPort(const std::string& address);
 
     /**
-     * Announces the device on both connections and asks for its interrupts on the second, which is closed when the
-     * server refuses them. The constructor has done it; called again, it takes an interrupt that comes meanwhile for an
-     * answer.
+     * Opens the device on both connections and arms the second one for its interrupts. If the server refuses to arm the
+     * connection, open() closes it. The constructor calls open(). If you call it again, it may take an interrupt for a
+     * response.
      *
-     * @return the descriptor of the first connection; -1 when the server refuses the device on either connection, or
-     *         does not answer.
+     * @return the descriptor of the first connection; -1 if the server refuses the device on either connection, or does
+     *         not answer.
      */
     int open();
 
-    /** One exchange on a connection. @return the response; an Error when it cannot be had. */
+    /** Sends a request and receives the response. @return the response; an Error if sending or receiving fails. */
     Response sendToServer(const Request& request, RemoteDeviceConnection& connection);
 
-    /** @return 0 for success, -1 for failure. The lower 32 bits of `arg` are sent. */
+    /** Sends the lower 32 bits of `arg`. @return 0 for success, -1 for failure. */
     int ioctl(int command, unsigned long arg) override;
 
-    /** `*type` is written in every case; 0 when there is no response. */
+    /** Always sets `*type`; without a response, to 0. */
     bool getInterruptType(unsigned long* type) override;
     bool enableInterrupt() override;
     bool disableInterrupt() override;
 
     /**
-     * Blocks until the server reports an interrupt. `false` at once when it has refused to, or the connection has
-     * ended.
+     * Blocks until the server reports an interrupt. Returns `false` at once if the server refused to arm the
+     * connection, or the connection has ended. Sends nothing to the server.
      *
-     * @param status receives the word that the server sends; left alone when the wait fails.
+     * @param status is set to the interrupt word that the server sends; it stays unchanged if the wait fails.
      */
     bool waitForInterrupt(unsigned long* status) override;
 
-    /** The descriptor of the interrupts' connection, for poll(); -1 when the server has refused them. */
+    /** Returns the descriptor of the interrupt connection, for poll(); -1 if the server refused to arm it. */
     int getNativeHandle() const override;
 
-    /** `*value` is written in every case; 0 when there is no response. */
+    /** Always sets `*value`; without a response, to 0. */
     bool read(unsigned int address, T* value) override;
 
     /**
-     * Stores as many values as the server sends, at most `items` and 128, and leaves the others alone. The result is
-     * the server's. Of more than 128 items none is asked for. The server applies the byte order.
+     * Stores as many values as the server sends, at most `items` and at most 128, and leaves the others unchanged. The
+     * server applies the byte order and decides the result. For more than 128 items, it requests none.
      */
     bool read(unsigned int address, T* values, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int address, T data) override;
 
-    /** One request: the server applies the mask. A mask of 0 makes the request of a write without a mask. */
+    /** Sends one request; the server applies the mask. With a mask of 0, it sends a write without a mask. */
     bool write(unsigned int address, T data, T bitmask) override;
 
-    /** Of more than 128 items the first 128 are written. The server applies the byte order. */
+    /** Writes the first 128 items at most. The server applies the byte order. */
     bool write(unsigned int address, const T* values, unsigned int items, ByteOrder byteOrder) override;
 
 private:

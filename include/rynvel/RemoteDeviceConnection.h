@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The client's end of the link to a register server.
+ * The connection of a client to a register server.
  */
 #ifndef RYNVEL_REMOTEDEVICECONNECTION_H
 #define RYNVEL_REMOTEDEVICECONNECTION_H
@@ -18,26 +19,27 @@ class ZilTrace;
 
 namespace Rynvel {
 
-/** An IPv4 address and a port, ready for connect(). */
+/** An IPv4 address and a port, for connect(). */
 class RYNVEL_EXPORT RynvelIpAddress {
 public:
     /**
-     * Resolves a host name or dotted-quad text. A name that cannot be resolved gives 0.0.0.0 without a word. The
-     * resolver's result is static: threads must not resolve at the same time.
+     * Resolves a host name or an address such as "10.0.0.7". A name that cannot be resolved silently gives 0.0.0.0. The
+     * resolver of the C library uses static memory: do not resolve names in two threads at the same time.
      *
      * @param port in host byte order.
      */
     RynvelIpAddress(const std::string& host, std::uint16_t port);
 
+    /** Returns the socket address, which the object owns. */
     operator sockaddr*();
 
-    /** The size of the socket address in bytes, 16. */
+    /** Returns the size of the socket address in bytes, which is 16. */
     unsigned int size() const;
 
-    /** The port in host byte order. */
+    /** Returns the port in host byte order. */
     std::uint16_t getIpPort() const;
 
-    /** The address as text, such as "10.0.0.7". */
+    /** Returns the address as text, such as "10.0.0.7". */
     std::string getIpAddress() const;
 
 private:
@@ -45,38 +47,38 @@ private:
 };
 
 /**
- * A Connection that connects to a server, trying for as long as it takes. It is used by one thread at a time, and
- * traced on the channel "Rynvel.RemoteDeviceConnection".
+ * A Connection that connects to a server, and repeats failed attempts without end. Use it in one thread at a time. It
+ * is traced on the channel "Rynvel.RemoteDeviceConnection".
  */
 class RYNVEL_EXPORT RemoteDeviceConnection : public Connection {
 public:
-    /** Resolves the address; creates no socket. @param port in host byte order. */
+    /** Resolves the address, without creating a socket. @param port in host byte order. */
     RemoteDeviceConnection(const std::string& ipAddress, std::uint16_t port);
 
-    /** Leaves the socket open: its owner calls close(). */
+    /** Leaves the socket open: call close() before. */
     ~RemoteDeviceConnection() override;
 
     const RynvelIpAddress& getIpAddress() const;
 
-    /** Sleeps for 3 seconds; a signal ends it early. */
+    /** Sleeps for 3 seconds, or until a signal handler has run. */
     void connectInterval3sec() const;
 
     /**
-     * Makes a socket and one attempt to connect it. A socket that is there already is forgotten, not closed: close() it
-     * first.
+     * Creates a socket and makes one attempt to connect it. It does not close a socket that the object already has:
+     * call close() before.
      *
-     * @return 0 for success; -1 for failure, without a socket.
+     * @return 0 for success; -1 for failure, in which case the object has no socket.
      */
     int connectToServer();
 
     /**
-     * Connects, with an attempt every 3 seconds and no end: it returns only when the server has accepted. Every failed
-     * attempt is traced at level 2, every third one also at level 1, the success at level 3. As connectToServer() does,
-     * it forgets a socket that is there already.
+     * Connects with an attempt every 3 seconds, and returns only when the server has accepted. Every failed attempt is
+     * traced at level 2, every third one also at level 1, the success at level 3. Like connectToServer(), it does not
+     * close a socket that the object already has.
      */
     void connect();
 
-    /** Does nothing when there is no socket. */
+    /** Closes the socket, if there is one. */
     void close() override;
 
 private:

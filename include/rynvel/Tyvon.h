@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Mapped registers and interrupts of a device of the Tyvon driver.
@@ -14,9 +15,9 @@
 namespace Rynvel {
 
 /**
- * A Tyvon device with mapped registers, for `T` = `std::uint16_t` and `std::uint32_t`: constructed as Mmap is, with the
- * interrupts of TyvonControl. Interrupt operations are traced at level 6, failed waits at level 1, on the channel
- * "Rynvel.Tyvon".
+ * A device of the Tyvon driver with mapped registers, for `T` = `std::uint16_t` and `std::uint32_t`. It has the
+ * constructor of Mmap and the interrupts of TyvonControl. Interrupt functions are traced at level 6, failed waits at
+ * level 1, on the channel "Rynvel.Tyvon".
  */
 template <typename T>
 class RYNVEL_EXPORT Tyvon : public TyvonControl<Mmap<T>> {

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Interrupts of the Tyvon driver's devices, whatever their registers are reached by.
+ * The interrupts of the devices of the Tyvon driver, both mapped and seekable.
  */
 #ifndef RYNVEL_TYVONCONTROL_H
 #define RYNVEL_TYVONCONTROL_H
@@ -16,12 +17,12 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * Adds the interrupt operations of the Tyvon driver to a backend, on the backend's descriptor. Tyvon and TyvonInterrupt
- * are the classes to use.
+ * Adds the interrupt functions of the Tyvon driver to a backend. They use the descriptor of the backend. Use the
+ * derived classes Tyvon and TyvonInterrupt.
  *
- * No interrupt operation takes the mutex, so that one thread may wait for interrupts while others use the registers.
+ * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers.
  *
- * @tparam Base the backend that serves the registers.
+ * @tparam Base the backend that accesses the registers.
  */
 template <typename Base>
 class RYNVEL_EXPORT TyvonControl : public Base {
@@ -29,19 +30,19 @@ public:
     using Base::Base;
     ~TyvonControl() override;
 
-    /** Lets the driver store the interrupt type in `*type`, unchecked. `true` when it answers exactly 0. */
+    /** Passes `type` to the driver, which stores the interrupt type. @return whether the result is exactly 0. */
     bool getInterruptType(unsigned long* type) override;
 
-    /** `true` when the driver answers exactly 0. */
+    /** @return whether the result of the driver is exactly 0. */
     bool enableInterrupt() override;
 
-    /** `true` when the driver answers exactly 0. */
+    /** @return whether the result of the driver is exactly 0. */
     bool disableInterrupt() override;
 
     /**
-     * Blocks until the driver delivers an interrupt. The interrupt must have been enabled before.
+     * Blocks until the driver delivers an interrupt. Call enableInterrupt() before.
      *
-     * @param status receives the driver's 16-bit status word, zero-extended; 0 when the wait fails.
+     * @param status is set to the 16-bit interrupt word of the driver, zero-extended; to 0 if the wait fails.
      */
     bool waitForInterrupt(unsigned long* status) override;
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Seekable registers and interrupts of a device of the Tyvon driver.
@@ -14,8 +15,8 @@
 namespace Rynvel {
 
 /**
- * A Tyvon device with registers in its device file, for `T` = `std::uint16_t` and `std::uint32_t`: constructed as Lseek
- * is, with the interrupts of TyvonControl. Interrupt operations are traced at level 6, failed waits at level 1, on the
+ * A seekable device of the Tyvon driver, for `T` = `std::uint16_t` and `std::uint32_t`. It has the constructor of Lseek
+ * and the interrupts of TyvonControl. Interrupt functions are traced at level 6, failed waits at level 1, on the
  * channel "Rynvel.TyvonInterrupt".
  */
 template <typename T>

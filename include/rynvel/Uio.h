@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Mapped registers and interrupts of a device of the kernel's userspace I/O framework (UIO).
+ * Mapped registers and interrupts of a device of the userspace I/O framework (UIO) of the kernel.
  */
 #ifndef RYNVEL_UIO_H
 #define RYNVEL_UIO_H
@@ -19,31 +20,31 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`: the registers of Mmap, and the interrupt protocol of UIO
+ * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`. It has the registers of Mmap, and the interrupts of UIO
  * on the same descriptor.
  *
- * The device file's path must be a symbolic link whose text is the bare name of the UIO device in sysfs, such as
- * "uio3". Offset and size of the mapping are those of the device's map 0 there.
+ * The path of the device file must be a symbolic link whose text is the bare name of the UIO device in sysfs, such as
+ * "uio3". The offset and the size of the map are those of map 0 of that device.
  *
- * No interrupt operation takes the mutex, so that one thread may wait for interrupts while others use the registers.
- * Only one thread should wait on a device at a time.
+ * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers. Only one
+ * thread should wait on a device at a time.
  *
- * A program that waits with poll() or epoll on getNativeHandle() enables the interrupt first, polls, and then calls
- * waitForInterrupt(), which finds the interrupt there and returns at once.
+ * To wait with a time-out, call enableInterrupt(), use poll() or epoll on getNativeHandle(), and call
+ * waitForInterrupt() when the descriptor is readable. It then returns at once.
  *
- * Entries are traced at level 6 on the channel "Rynvel.Uio".
+ * Calls are traced at level 6 on the channel "Rynvel.Uio".
  */
 template <typename T>
 class RYNVEL_EXPORT Uio : public Mmap<T> {
 public:
     /**
-     * Looks up the device's map in sysfs, then opens and maps the device as Mmap does, with what it fails with. A
-     * lookup that fails gives 0; a size of 0 leaves an object without a mapping.
+     * Looks up the map of the device in sysfs, and then opens and maps the device. It fails like Mmap. A failed lookup
+     * gives 0 for the offset or the size. If the size is 0, the object has no map.
      *
-     * @param physicalDevName the device file's path.
-     * @param mutex serialises the register operations; owned from now on.
-     * @param fake as for Mmap.
-     * @throws std::invalid_argument when an attribute in sysfs is no number, std::out_of_range when it does not fit in
+     * @param physicalDevName the path of the device file.
+     * @param mutex serialises the register operations; the object takes ownership.
+     * @param fake has the same meaning as for Mmap.
+     * @throws std::invalid_argument if an attribute in sysfs is not a number; std::out_of_range if it does not fit in
      *         an unsigned long.
      */
     Uio(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, bool fake);
@@ -51,16 +52,16 @@ public:
     ~Uio() override;
 
     /**
-     * The value of an attribute of map 0 of the device; 0 when it cannot be read. Decimal, octal after "0" and
-     * hexadecimal after "0x". `errno` is that of the last system call that failed.
+     * Returns the number in an attribute of map 0 of the device; 0 if it cannot be read. The number is decimal, octal
+     * with the prefix "0", or hexadecimal with the prefix "0x". `errno` is that of the last system call that failed.
      *
-     * @param devicePath the device file's path.
+     * @param devicePath the path of the device file.
      * @param dataName the attribute: "offset", "size", "addr" or "name".
-     * @throws as the constructor.
+     * @throws the same exceptions as the constructor.
      */
     static unsigned long getMapData(const std::string& devicePath, const std::string& dataName);
 
-    /** Stores 4 in `*type`. A null pointer ends the process by an assertion, in every build type. */
+    /** Stores 4 in `*type`. A null pointer fails an assertion, which ends the process in every build type. */
     bool getInterruptType(unsigned long* type) override;
 
     /** Writes a 32-bit 1 to the device. A failure is traced at level 7. */
@@ -70,10 +71,10 @@ public:
     bool disableInterrupt() override;
 
     /**
-     * Enables the interrupt, then blocks until the kernel reports one that was not yet received.
+     * Enables the interrupt, and then blocks until the kernel reports one that has not been received yet.
      *
-     * @param status receives the device's interrupt count since it was registered, 32 bits; 0 when the wait fails; left
-     *        alone when the interrupt cannot be enabled.
+     * @param status is set to the number of interrupts since the device was registered, 32 bits; to 0 if the wait
+     *        fails. It stays unchanged if the interrupt cannot be enabled.
      */
     bool waitForInterrupt(unsigned long* status) override;
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_CHANNEL_H
 #define ZILTRACE_CHANNEL_H
 
@@ -8,6 +9,7 @@
 
 namespace ziltrace {
 
+/** The data of a ZilTrace object that the other classes use. */
 struct Channel {
     const std::string name;
     const ZilTraceLevel constructedLevel;

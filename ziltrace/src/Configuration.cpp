@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
 #include "LineFormat.h"
@@ -31,7 +32,7 @@ std::vector<std::string> splitItems(const std::string& specification) {
     return items;
 }
 
-// Each of the following functions returns why it refuses its input, or an empty text.
+// Each of the following functions returns the reason why it rejects its input, or an empty text.
 
 std::string addSink(const std::string& value, Configuration& configuration) {
     if (value == "stderr") {
@@ -85,9 +86,9 @@ std::optional<Configuration> parseConfiguration(const std::string& specification
         return configuration;
     }
     for (const std::string& item : splitItems(specification)) {
-        const std::string refusal = addItem(item, configuration);
-        if (!refusal.empty()) {
-            error = itemError(item, refusal);
+        const std::string reason = addItem(item, configuration);
+        if (!reason.empty()) {
+            error = itemError(item, reason);
             return std::nullopt;
         }
     }

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_CONFIGURATION_H
 #define ZILTRACE_CONFIGURATION_H
 
@@ -21,8 +22,10 @@ struct Configuration {
     std::optional<SinkChoice> sink;
 };
 
+/** Returns the message about a wrong item of a configuration. */
 std::string itemError(const std::string& item, const std::string& reason);
 
+/** Returns the configuration; nothing, with the reason in `error`, if `specification` is malformed. */
 std::optional<Configuration> parseConfiguration(const std::string& specification, std::string& error);
 
 } // namespace ziltrace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LevelRules.h"
 
 #include <algorithm>
@@ -28,8 +29,8 @@ bool matches(std::string_view pattern, std::string_view name) {
 }
 
 void LevelRules::add(const LevelRule& rule) {
-    // An earlier rule of the same pattern can never win again; a program that sets levels for years must not pile
-    // them up.
+    // The new rule overrides an earlier one with the same pattern. The earlier one is removed, so that the rules of a
+    // program that often sets levels do not fill the memory.
     const auto isShadowed = [&rule](const LevelRule& earlier) { return earlier.pattern == rule.pattern; };
     m_rules.erase(std::remove_if(m_rules.begin(), m_rules.end(), isShadowed), m_rules.end());
     m_rules.push_back(rule);

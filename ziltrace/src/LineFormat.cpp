@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LineFormat.h"
 
 #include <array>
@@ -17,9 +18,9 @@ struct Date {
     std::int64_t day;
 };
 
-// gmtime_r takes a lock of the C library that a forked child may find taken for ever.
+// Replaces gmtime_r, which takes a lock of the C library. In a forked child that lock may stay locked for ever.
 Date toDate(std::int64_t daysSince1970) {
-    // Years that begin in March have their leap day at the end.
+    // If years begin in March, the leap day is the last day of the year.
     const std::int64_t daysSinceMarch0000 = daysSince1970 + 719468;
     const std::int64_t daysPerEra = 146097;
     const std::int64_t era =
@@ -51,7 +52,7 @@ void appendEscaped(std::string& out, char c) {
     }
 }
 
-std::string shown(const char* name) { return name == nullptr ? "?" : escaped(name); }
+std::string orQuestionMark(const char* name) { return name == nullptr ? "?" : escaped(name); }
 
 } // namespace
 
@@ -83,8 +84,8 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
 std::string formatMessage(const ZilTraceControl::Record& record) {
     const char* const kind = record.kind == ZilTraceControl::Kind::Enter ? "ENTER" : "MSG";
     std::string message = std::to_string(record.threadId) + ' ' + escaped(record.channel) + ' ' +
-                          std::to_string(record.level) + ' ' + kind + ' ' + shown(record.header->file) + ':' +
-                          std::to_string(record.header->line) + ' ' + shown(record.header->function);
+                          std::to_string(record.level) + ' ' + kind + ' ' + orQuestionMark(record.header->file) + ':' +
+                          std::to_string(record.header->line) + ' ' + orQuestionMark(record.header->function);
     if (record.text != nullptr) {
         message += ": " + escaped(record.text);
     }

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_LINE_FORMAT_H
 #define ZILTRACE_LINE_FORMAT_H
 
@@ -9,15 +10,16 @@
 
 namespace ziltrace {
 
-/// The text with control characters and backslashes written as escape sequences, so that it stays on one line.
+/** Returns the text on one line: control characters and backslashes are replaced by escape sequences. */
 std::string escaped(std::string_view text);
 
+/** Returns the time in UTC, in the format of ISO 8601, with six digits of microseconds. */
 std::string formatTime(std::chrono::system_clock::time_point time);
 
-/// The message without time stamp and newline.
+/** Returns the line without the time and the newline. */
 std::string formatMessage(const ZilTraceControl::Record& record);
 
-/// The whole line, newline included.
+/** Returns the whole line, including the newline. */
 std::string formatLine(const ZilTraceControl::Record& record);
 
 } // namespace ziltrace

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_REGISTRY_H
 #define ZILTRACE_REGISTRY_H
 
@@ -10,6 +11,7 @@
 
 namespace ziltrace {
 
+/** The channels of the process and their configured levels. You may call all functions from any thread. */
 class Registry {
 public:
     void add(const Channel& channel);

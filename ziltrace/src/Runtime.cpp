@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Runtime.h"
 
 #include "Configuration.h"
@@ -53,7 +54,7 @@ bool Runtime::configure(const std::string& specification, std::string& error) {
 }
 
 void Runtime::configureFromEnvironment() {
-    // A program that runs with privileges of its own must not open files that its caller names.
+    // A set-user-ID program must not open a file that its caller has named.
     const char* const value = secure_getenv(environmentVariable);
     std::string error;
     if (value != nullptr && !configure(value, error)) {
@@ -72,7 +73,7 @@ void Runtime::resumeParent() {
 }
 
 void Runtime::resumeChild() {
-    // Threads that were inside a sink do not exist here. prepareFork() does not wait for them, since a sink may block.
+    // Threads that were using a sink do not exist in the child. prepareFork() cannot wait for them: a sink may block.
     m_sinks.resetAfterFork();
     resumeParent();
 }

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_RUNTIME_H
 #define ZILTRACE_RUNTIME_H
 
@@ -10,6 +11,7 @@
 
 namespace ziltrace {
 
+/** The channels, the configuration and the sinks of a process. You may call all functions from any thread. */
 class Runtime {
 public:
     Registry& registry() { return m_registry; }
@@ -25,14 +27,16 @@ public:
     void resumeChild();
 
 private:
-    // Taken before the mutexes of the registry and of the sinks. Tracing takes only the latter.
+    // Is locked before the mutexes of the registry and of the sinks. A log function locks that of the sinks only.
     std::mutex m_changes;
     Registry m_registry;
     SinkSwitch m_sinks;
 };
 
-/// The state of this process, configured from the environment. It is never destroyed: threads and static objects may
-/// trace until the very end of the process.
+/**
+ * Returns the runtime of this process, configured from the environment. It is never destroyed: threads and static
+ * objects may trace until the end of the process.
+ */
 Runtime& runtime();
 
 } // namespace ziltrace

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_SINK_SWITCH_H
 #define ZILTRACE_SINK_SWITCH_H
 
@@ -9,23 +10,25 @@
 
 namespace ziltrace {
 
-/// A shared mutex in which a waiting writer holds back new readers. With std::shared_mutex, threads that trace without
-/// a pause could keep a writer out for ever.
-class WriterFirstMutex {
+/**
+ * A shared mutex that prefers writers: while a writer waits, new readers wait too. With std::shared_mutex, threads that
+ * trace without a pause could block a writer for ever.
+ */
+class WriterPreferringMutex {
 public:
     void lock() noexcept { pthread_rwlock_wrlock(&m_lock); }
     void unlock() noexcept { pthread_rwlock_unlock(&m_lock); }
     void lock_shared() noexcept { pthread_rwlock_rdlock(&m_lock); }
     void unlock_shared() noexcept { pthread_rwlock_unlock(&m_lock); }
 
-    /// Makes it free, in a process in which its holders do not exist.
+    /** Unlocks the mutex in a forked process, in which the threads that locked it do not exist. */
     void reset() noexcept;
 
 private:
     pthread_rwlock_t m_lock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
 };
 
-/// Leads messages to the sink in force. Changes return when no thread is inside the sink that they put out of force.
+/** Passes messages to the current sink. A function that changes the sink returns when no thread uses the old one. */
 class SinkSwitch {
 public:
     SinkSwitch();
@@ -40,7 +43,7 @@ public:
 private:
     ZilTraceControl::Sink& current() const { return m_override != nullptr ? *m_override : *m_configured; }
 
-    WriterFirstMutex m_mutex;
+    WriterPreferringMutex m_mutex;
     std::unique_ptr<ZilTraceControl::Sink> m_configured;
     ZilTraceControl::Sink* m_override = nullptr;
 };

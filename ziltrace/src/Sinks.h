@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_SINKS_H
 #define ZILTRACE_SINKS_H
 
@@ -11,7 +12,7 @@ namespace ziltrace {
 
 std::unique_ptr<ZilTraceControl::Sink> makeStderrSink();
 
-/// Returns null, with the reason in `error`, when the file cannot be opened.
+/** Returns the chosen sink; null, with the reason in `error`, if its file cannot be opened. */
 std::unique_ptr<ZilTraceControl::Sink> makeSink(const SinkChoice& choice, std::string& error);
 
 } // namespace ziltrace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "WriteLine.h"
 
 #include <cerrno>
@@ -10,24 +11,25 @@ namespace ziltrace {
 
 namespace {
 
-class SigpipeHold {
+// Blocks SIGPIPE in this thread. A signal that was pending before stays pending.
+class SigpipeBlock {
 public:
-    SigpipeHold() {
+    SigpipeBlock() {
         sigemptyset(&m_sigpipe);
         sigaddset(&m_sigpipe, SIGPIPE);
         pthread_sigmask(SIG_BLOCK, &m_sigpipe, &m_previousMask);
-        m_callersPending = sigismember(&m_previousMask, SIGPIPE) == 1 && isPending();
+        m_wasPending = sigismember(&m_previousMask, SIGPIPE) == 1 && isPending();
     }
 
-    ~SigpipeHold() { pthread_sigmask(SIG_SETMASK, &m_previousMask, nullptr); }
+    ~SigpipeBlock() { pthread_sigmask(SIG_SETMASK, &m_previousMask, nullptr); }
 
-    SigpipeHold(const SigpipeHold&) = delete;
-    SigpipeHold& operator=(const SigpipeHold&) = delete;
+    SigpipeBlock(const SigpipeBlock&) = delete;
+    SigpipeBlock& operator=(const SigpipeBlock&) = delete;
 
-    void discardOwn() const {
-        const timespec atOnce{};
-        if (!m_callersPending) {
-            sigtimedwait(&m_sigpipe, nullptr, &atOnce);
+    void discardPending() const {
+        const timespec noWait{};
+        if (!m_wasPending) {
+            sigtimedwait(&m_sigpipe, nullptr, &noWait);
         }
     }
 
@@ -40,15 +42,15 @@ private:
 
     sigset_t m_sigpipe;
     sigset_t m_previousMask;
-    bool m_callersPending;
+    bool m_wasPending;
 };
 
 } // namespace
 
 void writeLine(int descriptor, const std::string& line) {
-    const SigpipeHold hold;
+    const SigpipeBlock block;
     if (write(descriptor, line.data(), line.size()) == -1 && errno == EPIPE) {
-        hold.discardOwn();
+        block.discardPending();
     }
 }
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_WRITE_LINE_H
 #define ZILTRACE_WRITE_LINE_H
 
@@ -5,7 +6,7 @@
 
 namespace ziltrace {
 
-/// Writes the line with one system call. A failure is ignored, also the one that would raise SIGPIPE.
+/** Writes the line with one system call. Ignores failures, and raises no SIGPIPE. */
 void writeLine(int descriptor, const std::string& line);
 
 } // namespace ziltrace

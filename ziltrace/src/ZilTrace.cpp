@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ZilTrace.h"
 
 #include "Channel.h"
@@ -14,6 +15,7 @@ namespace {
 using ZilTraceControl::Kind;
 using ZilTraceControl::Record;
 
+// Saves errno and prevents thread cancellation until the end of a scope.
 class CallerState {
 public:
     CallerState() : m_errno(errno) { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState); }
@@ -38,7 +40,7 @@ void send(Kind kind, const ziltrace::Channel& channel, ZilTraceLevel level, cons
         ziltrace::runtime().write(Record{kind, channel.name.c_str(), level, channel.option, &header, text,
                                          std::chrono::system_clock::now(), gettid()});
     } catch (...) {
-        // A message that cannot be written must not change what the traced program does.
+        // A message that cannot be written must not affect the traced program.
     }
 }
 

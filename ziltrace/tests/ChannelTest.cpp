@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ZilTrace.h"
 
 #include "support/AllocationCount.h"
@@ -59,7 +60,7 @@ TEST_F(ChannelTest, EnablesItsLevelAndMoreSevereOnes) {
     EXPECT_FALSE(m_channel.isEnabled(4));
 }
 
-TEST_F(ChannelTest, AsksForTheLevelWithoutAllocation) {
+TEST_F(ChannelTest, ChecksTheLevelWithoutAllocation) {
     const std::size_t atFirst = allocationCount();
     const auto seen = std::make_unique<int>(1);
     const std::size_t before = allocationCount();
@@ -72,7 +73,7 @@ TEST_F(ChannelTest, AsksForTheLevelWithoutAllocation) {
     EXPECT_FALSE(any);
 }
 
-TEST_F(ChannelTest, HandsAnEntryWithoutTextToTheSink) {
+TEST_F(ChannelTest, PassesAnEntryWithoutTextToTheSink) {
     m_channel.logEnterMsg(2, anyHeader);
     ASSERT_EQ(m_sink.entries().size(), 1U);
     const RecordingSink::Entry entry = m_sink.entries()[0];
@@ -84,21 +85,21 @@ TEST_F(ChannelTest, HandsAnEntryWithoutTextToTheSink) {
     EXPECT_EQ(entry.channel, "Test.Channel");
 }
 
-TEST_F(ChannelTest, HandsAnEntryWithTextToTheSink) {
+TEST_F(ChannelTest, PassesAnEntryWithTextToTheSink) {
     m_channel.logEnterMsg(1, anyHeader, "items=3");
     ASSERT_EQ(m_sink.entries().size(), 1U);
     EXPECT_EQ(m_sink.entries()[0].record.kind, Kind::Enter);
     EXPECT_EQ(m_sink.entries()[0].text, "items=3");
 }
 
-TEST_F(ChannelTest, HandsAMessageToTheSink) {
+TEST_F(ChannelTest, PassesAMessageToTheSink) {
     m_channel.logMsg(1, anyHeader, "No match");
     ASSERT_EQ(m_sink.entries().size(), 1U);
     EXPECT_EQ(m_sink.entries()[0].record.kind, Kind::Message);
     EXPECT_EQ(m_sink.entries()[0].text, "No match");
 }
 
-TEST_F(ChannelTest, TakesANullTextAsNone) {
+TEST_F(ChannelTest, TreatsANullTextAsNoText) {
     m_channel.logEnterMsg(1, anyHeader, nullptr);
     m_channel.logMsg(1, anyHeader, nullptr);
     ASSERT_EQ(m_sink.entries().size(), 2U);
@@ -156,7 +157,7 @@ TEST_F(ChannelTest, KeepsErrnoWhenAWriteFails) {
     EXPECT_EQ(tap.calls().size(), 1U);
 }
 
-TEST_F(ChannelTest, TracesOnAfterASinkThrew) {
+TEST_F(ChannelTest, ContinuesAfterASinkThrows) {
     ThrowingSink sink;
     ZilTraceControl::setSink(&sink);
     m_channel.logMsg(1, anyHeader, "lost");
@@ -165,7 +166,7 @@ TEST_F(ChannelTest, TracesOnAfterASinkThrew) {
     EXPECT_EQ(m_sink.texts(), std::vector<std::string>{"kept"});
 }
 
-TEST_F(ChannelTest, LosesWhatASinkTracesItself) {
+TEST_F(ChannelTest, DropsMessagesThatTheSinkTraces) {
     TracingSink sink;
     ZilTraceControl::setSink(&sink);
     m_channel.logMsg(1, anyHeader, "x");
@@ -188,7 +189,7 @@ void* traceWhenCancelled(void* argument) {
     return nullptr;
 }
 
-TEST_F(ChannelTest, IsNoCancellationPoint) {
+TEST_F(ChannelTest, IsNotACancellationPoint) {
     ZilTraceControl::setSink(nullptr);
     configure("sink=file:/dev/null");
     CancelledThread thread{m_channel, false};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/TemporaryFile.h"
 #include "support/TraceFixture.h"
 
@@ -19,7 +20,7 @@ public:
     void write(const ZilTraceControl::Record&) override {
         ++m_inside;
         ++m_total;
-        // With this, there is hardly a moment without a thread inside.
+        // Makes it likely that a thread is always in this function.
         std::this_thread::yield();
         --m_inside;
     }
@@ -29,7 +30,7 @@ private:
     std::atomic<int> m_inside{0};
 };
 
-/// Holds each writer back until it is released.
+/** Blocks each thread that writes until open() is called. */
 class GateSink : public ZilTraceControl::Sink {
 public:
     void write(const ZilTraceControl::Record&) override {
@@ -118,7 +119,7 @@ TEST_F(ConcurrencyTest, ASinkMayBeDestroyedAsSoonAsItIsReplaced) {
     EXPECT_EQ(received, m_sent) << "no message is lost in a change";
 }
 
-TEST_F(ConcurrencyTest, SetSinkWaitsForTheThreadInsideThePreviousSink) {
+TEST_F(ConcurrencyTest, SetSinkWaitsForTheThreadThatUsesThePreviousSink) {
     for (int round = 0; round < 100; ++round) {
         GateSink gate;
         ZilTraceControl::setSink(&gate);
@@ -139,7 +140,7 @@ TEST_F(ConcurrencyTest, SetSinkWaitsForTheThreadInsideThePreviousSink) {
     }
 }
 
-TEST_F(ConcurrencyTest, ThreadsAreInsideASinkTogether) {
+TEST_F(ConcurrencyTest, ThreadsUseASinkAtTheSameTime) {
     class MeetingSink : public ZilTraceControl::Sink {
     public:
         void write(const ZilTraceControl::Record&) override {

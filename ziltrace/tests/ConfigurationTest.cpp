@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +42,7 @@ TEST(ConfigurationText, ListsLevelsInTheirOrder) {
     EXPECT_EQ(parsed("*=0,Rynvel.Mmap=7,Rynvel.?io=3").rules, expected);
 }
 
-TEST(ConfigurationText, KnowsEveryLevel) {
+TEST(ConfigurationText, AcceptsEveryLevel) {
     for (int level = 0; level <= 7; ++level) {
         const std::vector<LevelRule> expected{{"A", level}};
         EXPECT_EQ(parsed("A=" + std::to_string(level)).rules, expected);
@@ -63,7 +64,7 @@ TEST(ConfigurationText, NamesTheSink) {
     EXPECT_FALSE(parsed("A=1").sink.has_value());
 }
 
-TEST(ConfigurationText, LetsTheLastSinkWin) {
+TEST(ConfigurationText, UsesTheLastSink) {
     EXPECT_EQ(parsed("sink=file:/tmp/a,A=3,sink=syslog").sink->kind, SinkChoice::Kind::Syslog);
 }
 
@@ -72,20 +73,20 @@ struct Malformed {
     const char* error;
 };
 
-// The names of the tests hold what it prints: without it, the addresses of the texts.
+// The names of the tests contain the text that this function prints. By default, they would contain addresses.
 void PrintTo(const Malformed& malformed, std::ostream* stream) {
     *stream << ::testing::PrintToString(std::string(malformed.specification));
 }
 
 class MalformedConfigurationText : public ::testing::TestWithParam<Malformed> {};
 
-TEST_P(MalformedConfigurationText, IsRefusedWithTheItemAndTheReason) {
+TEST_P(MalformedConfigurationText, IsRejectedWithTheItemAndTheReason) {
     std::string error;
     EXPECT_FALSE(parseConfiguration(GetParam().specification, error).has_value());
     EXPECT_EQ(error, GetParam().error);
 }
 
-TEST_P(MalformedConfigurationText, IsRefusedBetweenGoodItems) {
+TEST_P(MalformedConfigurationText, IsRejectedBetweenGoodItems) {
     std::string error;
     const std::string specification = std::string("A=1,") + GetParam().specification + ",B=9";
     EXPECT_FALSE(parseConfiguration(specification, error).has_value());

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ZilTraceControl.h"
 
 #include "support/TemporaryFile.h"
@@ -30,7 +31,7 @@ protected:
     }
 };
 
-TEST_F(ControlTest, AChannelHasTheLevelOfItsConstructionUntilItIsNamed) {
+TEST_F(ControlTest, AChannelKeepsItsLevelUntilAConfigurationNamesIt) {
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_EQ(highestEnabled(channel), 3);
     configure("Control.B=7");
@@ -45,13 +46,13 @@ TEST_F(ControlTest, ConfigureChangesChannelsThatExist) {
     EXPECT_EQ(highestEnabled(b), 1);
 }
 
-TEST_F(ControlTest, ConfigureHoldsForChannelsThatAreConstructedLater) {
+TEST_F(ControlTest, ConfigureAppliesToLaterChannels) {
     configure("Control.*=6");
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_EQ(highestEnabled(channel), 6);
 }
 
-TEST_F(ControlTest, ConfigureAddsToWhatIsConfigured) {
+TEST_F(ControlTest, ConfigureAddsToTheConfiguration) {
     const TemporaryFile file;
     ZilTrace a("Control.A", 3, 256);
     const ZilTrace b("Control.B", 3, 256);
@@ -63,7 +64,7 @@ TEST_F(ControlTest, ConfigureAddsToWhatIsConfigured) {
     EXPECT_EQ(file.lines().size(), 1U);
 }
 
-TEST_F(ControlTest, ConfigureHoldsForAllChannelsOfOneName) {
+TEST_F(ControlTest, ConfigureAppliesToAllChannelsWithTheName) {
     const ZilTrace first("Control.A", 3, 256);
     const ZilTrace second("Control.A", 5, 256);
     configure("Control.A=6");
@@ -100,7 +101,7 @@ TEST_F(ControlTest, OnlyTheLastSinkOfAConfigurationIsOpened) {
     EXPECT_FALSE(file.exists());
 }
 
-TEST_F(ControlTest, SetLevelIsAsALaterItem) {
+TEST_F(ControlTest, SetLevelOverridesEarlierItems) {
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_TRUE(ZilTraceControl::setLevel("Control.?", 0));
     EXPECT_EQ(highestEnabled(channel), 0);
@@ -110,7 +111,7 @@ TEST_F(ControlTest, SetLevelIsAsALaterItem) {
     EXPECT_EQ(highestEnabled(later), 7);
 }
 
-TEST_F(ControlTest, SetLevelRefusesWhatTheSyntaxRefuses) {
+TEST_F(ControlTest, SetLevelRejectsWhatTheSyntaxRejects) {
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_FALSE(ZilTraceControl::setLevel("", 5));
     EXPECT_FALSE(ZilTraceControl::setLevel("*", -1));
@@ -138,7 +139,7 @@ TEST_F(ControlTest, ListsChannelsInTheOrderOfConstruction) {
     EXPECT_EQ(states[before + 1].level, 5);
 }
 
-TEST_F(ControlTest, ForgetsChannelsThatAreDestroyedInAnyOrder) {
+TEST_F(ControlTest, RemovesChannelsThatAreDestroyedInAnyOrder) {
     auto first = std::make_unique<ZilTrace>("Control.Many", 3, 256);
     auto second = std::make_unique<ZilTrace>("Control.Many", 4, 256);
     auto third = std::make_unique<ZilTrace>("Control.Many", 5, 256);
@@ -167,7 +168,7 @@ TEST_F(ControlTest, SetSinkReturnsThePreviousSink) {
     EXPECT_EQ(ZilTraceControl::setSink(nullptr), nullptr);
 }
 
-TEST_F(ControlTest, ASinkOfTheProgramTakesThePlaceOfTheConfiguredOne) {
+TEST_F(ControlTest, ASinkOfTheProgramReplacesTheConfiguredOne) {
     const TemporaryFile file;
     ZilTrace channel("Control.A", 3, 256);
     RecordingSink sink;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Runtime.h"
 
 #include "support/TemporaryFile.h"
@@ -18,7 +19,7 @@ using ziltrace::Runtime;
 
 namespace {
 
-/// What a process sees that starts with a given environment.
+/** Configures a runtime from an environment, and traces one message. */
 class EnvironmentTest : public ::testing::Test {
 protected:
     EnvironmentTest() { m_runtime.registry().add(m_channel); }
@@ -63,7 +64,7 @@ TEST_F(EnvironmentTest, WithoutTheVariableChannelsKeepTheirLevelAndTraceToStderr
     EXPECT_EQ(m_errorWrites, std::vector<std::string>{m_tracedLine});
 }
 
-TEST_F(EnvironmentTest, AnEmptyVariableIsAsNone) {
+TEST_F(EnvironmentTest, AnEmptyVariableSetsNothing) {
     startWith("");
     EXPECT_EQ(m_level, constructedLevel);
     EXPECT_EQ(m_errorWrites, std::vector<std::string>{m_tracedLine});
@@ -100,14 +101,14 @@ INSTANTIATE_TEST_SUITE_P(Forms, MalformedEnvironment,
                          ::testing::Values("Test.*=8", "Test.*=x", "=3", "Test", "sink=stdout",
                                            "sink=file:", "sink=file:/nonexistent/trace.log", "sink=file:/"));
 
-TEST_F(EnvironmentTest, ReportsNothingButTheItemsOwnLineWhenItHasNewlines) {
+TEST_F(EnvironmentTest, ReportsAnItemWithNewlinesInOneLine) {
     startWith("Test\nziltrace: forged=1=");
     ASSERT_EQ(m_errorWrites.size(), 2U);
     EXPECT_EQ(m_errorWrites[0], "ziltrace: ZILTRACE ignored: 'Test\\nziltrace: forged=1=': level is not a number from "
                                 "0 to 7\n");
 }
 
-TEST_F(EnvironmentTest, NamesTheReasonWhyAFileCannotBeOpened) {
+TEST_F(EnvironmentTest, ReportsWhyAFileCannotBeOpened) {
     startWith("sink=file:/nonexistent/trace.log");
     EXPECT_EQ(m_errorWrites.at(0), "ziltrace: ZILTRACE ignored: 'sink=file:/nonexistent/trace.log': No such file or "
                                    "directory\n");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Runtime.h"
 
 #include "support/Child.h"
@@ -43,12 +44,12 @@ private:
     std::promise<void> m_release;
 };
 
-TEST_F(ForkTest, AChildTracesAsItsParent) {
+TEST_F(ForkTest, AChildTracesLikeItsParent) {
     EXPECT_EQ(runInChild([this] { std::exit(useEverything()); }).exitCode, 0);
     EXPECT_EQ(useEverything(), 0);
 }
 
-TEST_F(ForkTest, AChildDoesNotWaitForThreadsThatItsParentHasInsideASink) {
+TEST_F(ForkTest, AChildDoesNotWaitForThreadsThatUseASinkInItsParent) {
     BlockingSink sink;
     ZilTraceControl::setSink(&sink);
     std::thread tracer([this] { m_channel.logMsg(1, anyHeader, "x"); });

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LevelRules.h"
 
 #include <gtest/gtest.h>
@@ -34,7 +35,7 @@ TEST(Pattern, StarMatchesAnyNumberOfCharacters) {
     EXPECT_TRUE(matches("a**b", "ab"));
 }
 
-TEST(Pattern, StarGivesBackWhatTheRestNeeds) {
+TEST(Pattern, StarLeavesEnoughForTheRestOfThePattern) {
     EXPECT_TRUE(matches("*ab*ab", "abxababab"));
     EXPECT_TRUE(matches("*a?c", "abcabdabc"));
     EXPECT_FALSE(matches("*ab*ac", "abab"));
@@ -54,7 +55,7 @@ TEST(LevelRules, WithoutAMatchingRuleGiveNoLevel) {
     EXPECT_EQ(rules.levelFor("A"), std::nullopt);
 }
 
-TEST(LevelRules, LaterRulesWinWhetherWiderOrNarrower) {
+TEST(LevelRules, LaterRulesOverrideWiderAndNarrowerOnes) {
     LevelRules rules;
     rules.add({"A.*", 5});
     rules.add({"A.b", 2});

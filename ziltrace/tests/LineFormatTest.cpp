@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LineFormat.h"
 
 #include <gtest/gtest.h>
@@ -55,7 +56,7 @@ TEST(LineFormat, OfAnEmptyTextDiffersFromNoText) {
     EXPECT_EQ(formatMessage(recordOf(Kind::Enter, "")), "4711 Rynvel.Mmap 7 ENTER cppsrc/RynvelMmap:42 read: ");
 }
 
-TEST(LineFormat, ShowsWhatTheHeaderLeavesOutAsQuestionMarks) {
+TEST(LineFormat, WritesQuestionMarksForNullPointersInTheHeader) {
     const ZilTraceHeader empty{nullptr, -1, nullptr};
     Record record = recordOf(Kind::Message, "x");
     record.header = &empty;
@@ -73,7 +74,7 @@ TEST(Escaping, WritesControlCharactersAsSequences) {
     EXPECT_EQ(escaped(std::string("\0\x01\x1b[2J\x1f\x7f", 8)), "\\x00\\x01\\x1b[2J\\x1f\\x7f");
 }
 
-TEST(Escaping, DoublesTheBackslashSoThatTheOriginalCanBeTold) { EXPECT_EQ(escaped("a\\nb"), "a\\\\nb"); }
+TEST(Escaping, DoublesTheBackslash) { EXPECT_EQ(escaped("a\\nb"), "a\\\\nb"); }
 
 TEST(Escaping, LeavesPrintableAndMultibyteCharactersAlone) {
     EXPECT_EQ(escaped(" ~\"'%s"), " ~\"'%s");
@@ -91,12 +92,12 @@ TEST(TimeStamp, ShowsTheLastSecondOfADayAndItsMicroseconds) {
     EXPECT_EQ(formatTime(TimePoint(newYear2024 - nanoseconds(1))), "2023-12-31T23:59:59.999999Z");
 }
 
-TEST(TimeStamp, KnowsThat2100IsNoLeapYear) {
+TEST(TimeStamp, CountsNoLeapDayInTheYear2100) {
     EXPECT_EQ(formatTime(TimePoint(seconds(4107542399))), "2100-02-28T23:59:59.000000Z");
     EXPECT_EQ(formatTime(TimePoint(seconds(4107542400))), "2100-03-01T00:00:00.000000Z");
 }
 
-TEST(TimeStamp, GoesBackBefore1970) {
+TEST(TimeStamp, CoversTimesBefore1970) {
     EXPECT_EQ(formatTime(TimePoint(microseconds(-1))), "1969-12-31T23:59:59.999999Z");
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SinkSwitch.h"
 
 #include "support/TraceFixture.h"
@@ -8,21 +9,21 @@
 #include <utility>
 
 using ziltrace::SinkSwitch;
-using ziltrace::WriterFirstMutex;
+using ziltrace::WriterPreferringMutex;
 
 namespace {
 
-class TellingItsEnd : public RecordingSink {
+class SinkThatReportsItsEnd : public RecordingSink {
 public:
-    explicit TellingItsEnd(bool& ended) : m_ended(ended) {}
-    ~TellingItsEnd() override { m_ended = true; }
+    explicit SinkThatReportsItsEnd(bool& ended) : m_ended(ended) {}
+    ~SinkThatReportsItsEnd() override { m_ended = true; }
 
 private:
     bool& m_ended;
 };
 
-TEST(WriterFirstMutex, IsFreeAfterAResetThoughItsHoldersNeverLetGo) {
-    WriterFirstMutex mutex;
+TEST(WriterPreferringMutex, CanBeLockedAfterAReset) {
+    WriterPreferringMutex mutex;
     mutex.lock_shared();
     mutex.lock_shared();
     mutex.reset();
@@ -30,10 +31,10 @@ TEST(WriterFirstMutex, IsFreeAfterAResetThoughItsHoldersNeverLetGo) {
     mutex.unlock();
 }
 
-TEST(SinkSwitch, KeepsTheConfiguredSinkUnderTheOverride) {
+TEST(SinkSwitch, KeepsTheConfiguredSinkWhileItIsOverridden) {
     SinkSwitch sinks;
     bool ended = false;
-    auto configured = std::make_unique<TellingItsEnd>(ended);
+    auto configured = std::make_unique<SinkThatReportsItsEnd>(ended);
     RecordingSink& underneath = *configured;
     RecordingSink above;
     sinks.setOverride(&above);
@@ -50,7 +51,7 @@ TEST(SinkSwitch, KeepsTheConfiguredSinkUnderTheOverride) {
 TEST(SinkSwitch, DestroysAConfiguredSinkThatIsReplaced) {
     SinkSwitch sinks;
     bool ended = false;
-    sinks.setConfigured(std::make_unique<TellingItsEnd>(ended));
+    sinks.setConfigured(std::make_unique<SinkThatReportsItsEnd>(ended));
     EXPECT_FALSE(ended);
     sinks.setConfigured(std::make_unique<RecordingSink>());
     EXPECT_TRUE(ended);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Sinks.h"
 
 #include "LineFormat.h"
@@ -111,7 +112,7 @@ TEST_F(SinksTest, FileIsSharedByProcessesLineByLine) {
     }
 }
 
-TEST_F(SinksTest, AFailedWriteLosesTheLineOnly) {
+TEST_F(SinksTest, AFailedWriteLosesOnlyItsLine) {
     configure("sink=file:/dev/full");
     m_channel.logMsg(1, anyHeader, "lost");
     const TemporaryFile file;
@@ -120,7 +121,7 @@ TEST_F(SinksTest, AFailedWriteLosesTheLineOnly) {
     EXPECT_EQ(file.lines().size(), 1U);
 }
 
-TEST_F(SinksTest, SyslogGetsThePriorityThatFitsTheLevel) {
+TEST_F(SinksTest, SyslogGetsThePriorityOfTheLevel) {
     configure("sink=syslog");
     SyslogTap tap;
     for (ZilTraceLevel level = -1; level <= 8; ++level) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "WriteLine.h"
 
 #include "support/WriteTap.h"
@@ -90,7 +91,7 @@ TEST(WriteLine, DoesNotRetryAFailedWrite) {
     }
 }
 
-TEST(WriteLine, SurvivesAPipeThatNobodyReads) {
+TEST(WriteLine, SurvivesAPipeWithoutReader) {
     const BrokenPipe pipe;
     ASSERT_FALSE(sigpipeIsBlocked());
     writeLine(pipe.descriptor(), "x\n");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ZilTraceControl.h"
 
 #include "support/Child.h"
@@ -12,7 +13,7 @@
 
 #include <unistd.h>
 
-// Every test uses the library in a forked child only, so that each child sees it as a fresh process does.
+// Every test uses the library in a forked child only, in which the library has not been used before.
 
 namespace {
 
@@ -78,7 +79,7 @@ TEST(Process, ReportsAMalformedEnvironmentOnce) {
     EXPECT_EQ(result.errorOutput, "ziltrace: ZILTRACE ignored: 'Process.B=9': level is not a number from 0 to 7\n");
 }
 
-TEST(Process, LetsTheProgramsOwnSettingsWinOverTheEnvironment) {
+TEST(Process, PrefersTheSettingsOfTheProgramToTheEnvironment) {
     const ChildResult result = runWithEnvironment("Process.*=6", [] {
         ZilTraceControl::setLevel("Process.A", 2);
         const ZilTrace a("Process.A", 3, 256);
@@ -114,7 +115,7 @@ TEST(Process, TracesFromTheLastExitHandler) {
         << result.errorOutput;
 }
 
-TEST(Process, TakesASinkOfTheProgram) {
+TEST(Process, UsesASinkOfTheProgram) {
     class CountingSink : public ZilTraceControl::Sink {
     public:
         void write(const ZilTraceControl::Record&) override { ++count; }

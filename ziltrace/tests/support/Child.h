@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_TESTS_CHILD_H
 #define ZILTRACE_TESTS_CHILD_H
 
@@ -7,18 +8,20 @@
 #include <sys/types.h>
 
 struct ChildResult {
-    int exitCode; ///< -1 when a signal ended it
+    int exitCode; /**< -1 if a signal ended the process */
     std::string errorOutput;
 };
 
-/// Runs `body` in a forked process, which then exits with all exit handlers, and collects its standard error.
+/** Runs `body` in a forked process, which then exits and runs its exit handlers. Collects its standard error. */
 ChildResult runInChild(const std::function<void()>& body);
 
-/// Forks a process that leaves with the code that `body` returns, at once and without exit handlers. An alarm ends it
-/// when it hangs.
+/**
+ * Runs `body` in a forked process, which exits with the status that `body` returns, without exit handlers. An alarm
+ * ends a process that hangs.
+ */
 pid_t forkChild(const std::function<int()>& body);
 
-/// Waits for the end of a child and returns its exit code, or -1 when a signal ended it.
+/** Waits until a child has ended. Returns its exit status, or -1 if a signal ended it. */
 int exitCodeOf(pid_t child);
 
 #endif

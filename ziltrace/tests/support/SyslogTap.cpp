@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SyslogTap.h"
 
 #include <array>
@@ -30,7 +31,7 @@ extern "C" void syslog(int priority, const char* format, ...) {
     va_end(arguments);
 }
 
-// The name under which fortified builds call it.
+// Builds with _FORTIFY_SOURCE call this function instead.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" void __syslog_chk(int priority, int, const char* format, ...) {
     std::va_list arguments;

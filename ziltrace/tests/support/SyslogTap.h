@@ -1,10 +1,11 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_TESTS_SYSLOG_TAP_H
 #define ZILTRACE_TESTS_SYSLOG_TAP_H
 
 #include <string>
 #include <vector>
 
-/// Takes the calls of syslog(3) that are made in its thread while it exists; others are lost.
+/** Records the calls of syslog(3) in its thread while it exists. Other calls have no effect. */
 class SyslogTap {
 public:
     struct Call {

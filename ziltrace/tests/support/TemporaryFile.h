@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_TESTS_TEMPORARY_FILE_H
 #define ZILTRACE_TESTS_TEMPORARY_FILE_H
 
@@ -11,7 +12,7 @@
 
 #include <unistd.h>
 
-/// The name of a file in a fresh directory; the file does not exist at first.
+/** The name of a file in a new directory. The file does not exist at first. */
 class TemporaryFile {
 public:
     TemporaryFile() : m_directory(::testing::TempDir() + "ziltrace-XXXXXX") {

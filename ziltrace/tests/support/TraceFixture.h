@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_TESTS_TRACE_FIXTURE_H
 #define ZILTRACE_TESTS_TRACE_FIXTURE_H
 
@@ -12,11 +13,11 @@
 
 inline constexpr ZilTraceHeader anyHeader{"src/Pump.cpp", 42, "start"};
 
-/// Keeps what it gets.
+/** Stores the messages that it receives. */
 class RecordingSink : public ZilTraceControl::Sink {
 public:
     struct Entry {
-        ZilTraceControl::Record record; ///< its pointers are no longer valid, except that null stays null
+        ZilTraceControl::Record record; /**< do not use its pointers, except to compare them with null */
         std::string channel;
         ZilTraceHeader header;
         std::string text;
@@ -45,7 +46,7 @@ private:
     std::vector<Entry> m_entries;
 };
 
-/// Leaves the process as if nothing had ever been configured.
+/** Restores the configuration that the process had at first. */
 class TraceFixture : public ::testing::Test {
 protected:
     TraceFixture() { unsetenv("ZILTRACE"); }

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef ZILTRACE_TESTS_WRITE_TAP_H
 #define ZILTRACE_TESTS_WRITE_TAP_H
 
@@ -9,7 +10,7 @@
 
 #include <sys/types.h>
 
-/// Sees all calls of write(2) that the library makes while it exists. There may be one at a time.
+/** Intercepts all calls of write(2) while it exists. Only one may exist at a time. */
 class WriteTap {
 public:
     struct Call {
@@ -18,7 +19,7 @@ public:
     };
     using Reaction = std::function<ssize_t(int descriptor, const void* data, std::size_t size)>;
 
-    /// Each call is answered by `reaction`.
+    /** @param reaction runs instead of each call, and returns its result. */
     explicit WriteTap(Reaction reaction);
     ~WriteTap();
 
