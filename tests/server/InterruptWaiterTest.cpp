@@ -12,7 +12,6 @@
 #include <future>
 #include <system_error>
 
-#include <ZilTraceControl.h>
 #include <gtest/gtest.h>
 
 #include "ComesAbout.h"
@@ -31,10 +30,10 @@ using namespace std::chrono_literals;
  * A device with an interrupt as a UIO driver reports it: it fires while its source is active and it is enabled, which
  * disables it. What is received is the number of interrupts so far.
  */
-class FakeDevice : public Rynvel::Device32 {
+class FakeDevice : public Rynvel::IDevice {
 public:
     explicit FakeDevice(bool waitEnablesInterrupt = true)
-        : Device("fake"), m_waitEnablesInterrupt(waitEnablesInterrupt) {}
+        : IDevice("fake"), m_waitEnablesInterrupt(waitEnablesInterrupt) {}
 
     /** An active source fires whenever it can. */
     void activate() {
@@ -48,6 +47,11 @@ public:
         ++m_pulses;
         fire();
     }
+    /** Makes a signal end the next wait. */
+    void interruptTheNextWait() { m_waitIsInterrupted = true; }
+    /** Makes enabling block until a signal comes. */
+    void blockWhenEnabled() { m_enablingBlocks = true; }
+    void refuseToEnable() { m_refuses = true; }
     /** Nothing can be received any more. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
@@ -73,10 +77,6 @@ public:
         m_enabled = false;
         return true;
     }
-    /** A signal ends the next wait. */
-    void interruptTheNextWait() { m_waitIsInterrupted = true; }
-    /** Enabling takes until a signal comes. */
-    void blockWhenEnabled() { m_enablingBlocks = true; }
 
     bool waitForInterrupt(unsigned long* word) override {
         if (m_waitIsInterrupted.exchange(false)) {
@@ -93,22 +93,6 @@ public:
     }
     int getNativeHandle() const override { return m_events.server(); }
     bool getInterruptType(unsigned long* /*type*/) override { return false; }
-    int ioctl(int /*request*/, unsigned long /*arg*/) override { return -1; }
-    bool read(unsigned int /*address*/, std::uint32_t* /*data*/) override { return false; }
-    bool read(unsigned int /*address*/, std::uint32_t* /*data*/, unsigned int /*items*/,
-              Rynvel::ByteOrder /*byteOrder*/) override {
-        return false;
-    }
-    bool write(unsigned int /*address*/, std::uint32_t /*data*/) override { return false; }
-    bool write(unsigned int /*address*/, std::uint32_t /*data*/, std::uint32_t /*bitmask*/) override { return false; }
-    bool write(unsigned int /*address*/, const std::uint32_t* /*data*/, unsigned int /*items*/,
-               Rynvel::ByteOrder /*byteOrder*/) override {
-        return false;
-    }
-    void refuseToEnable() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_refuses = true;
-    }
 
 private:
     void fire() {
@@ -125,12 +109,12 @@ private:
     const bool m_waitEnablesInterrupt;
     std::atomic<bool> m_waitIsInterrupted{false};
     std::atomic<bool> m_enablingBlocks{false};
+    std::atomic<bool> m_refuses{false};
     const SocketPair m_events{SOCK_DGRAM};
     mutable std::mutex m_mutex;
     bool m_active = false;
     unsigned int m_pulses = 0;
     bool m_enabled = false;
-    bool m_refuses = false;
     std::uint32_t m_count = 0;
 };
 
@@ -151,11 +135,12 @@ public:
     /** The next word. */
     std::uint32_t word() const { return m_client.interrupt(); }
     bool isEnded() const { return m_client.isEnded(); }
-    bool hasNothing() const {
-        char byte = 0;
-        return ::recv(m_client.socket(), &byte, sizeof(byte), MSG_DONTWAIT) < 0;
+    bool hasNothing() const { return m_client.hasNothing(); }
+    /** Leaves room for few words that the client has not read. */
+    void leaveLittleRoom() const {
+        constexpr int small = 1;
+        EXPECT_EQ(::setsockopt(m_pair.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
     }
-    int server() const { return m_pair.server(); }
 
 private:
     Rynveld::TraceLimit m_limit;
@@ -165,78 +150,84 @@ private:
     InterruptWaiter& m_waiter;
 };
 
+/** By default, waiting enables the interrupt of the device, and nothing is held off. */
 class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
-    InterruptWaiterTest() { Rynveld::installWakeUpHandler(); }
+    explicit InterruptWaiterTest(bool waitEnablesInterrupt = true, std::chrono::milliseconds holdOff = 0ms)
+        : m_device(waitEnablesInterrupt), m_waiter(m_device, waitEnablesInterrupt, holdOff) {
+        Rynveld::installWakeUpHandler();
+    }
+
+    /** Makes an interrupt. Returns whether each client receives its word. */
+    template <typename... Clients>
+    bool pulseArrives(std::uint32_t word, const Clients&... clients) {
+        m_device.pulse();
+        return ((clients.word() == word) && ...);
+    }
 
     Rynveld::TraceLimit m_limit;
     const Rynveld::Peer m_peer{"", "", m_limit};
+    FakeDevice m_device;
+    InterruptWaiter m_waiter;
+};
+
+class WaitingDoesNotEnable : public InterruptWaiterTest {
+protected:
+    WaitingDoesNotEnable() : InterruptWaiterTest(false) {}
+};
+
+class HeldOffForLong : public InterruptWaiterTest {
+protected:
+    HeldOffForLong() : InterruptWaiterTest(true, never) {}
 };
 
 TEST_F(InterruptWaiterTest, SendsEachWordToAllArmedSockets) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    const ArmedClient one(waiter);
-    const ArmedClient other(waiter);
+    const ArmedClient one(m_waiter);
+    const ArmedClient other(m_waiter);
     for (std::uint32_t word = 1; word <= 100; ++word) {
-        device.pulse();
-        ASSERT_EQ(one.word(), word);
-        ASSERT_EQ(other.word(), word);
+        ASSERT_TRUE(pulseArrives(word, one, other));
     }
 }
 
-TEST_F(InterruptWaiterTest, SendsWordsInNetworkOrder) {
-    FakeDevice device(false);
-    InterruptWaiter waiter(device, false);
+TEST_F(WaitingDoesNotEnable, SendsWordsInNetworkOrder) {
     SocketPair pair(SOCK_SEQPACKET);
-    waiter.arm(pair.server(), m_peer);
-    waiter.startDelivery(pair.server());
-    device.enableInterrupt();
-    device.pulse();
+    m_waiter.arm(pair.server(), m_peer);
+    m_waiter.startDelivery(pair.server());
+    m_device.enableInterrupt();
+    m_device.pulse();
     std::array<unsigned char, 8> bytes{};
     EXPECT_EQ(::recv(pair.client(), bytes.data(), bytes.size(), 0), 4);
     EXPECT_EQ(bytes, (std::array<unsigned char, 8>{0, 0, 0, 1}));
-    waiter.disarm(pair.server());
+    m_waiter.disarm(pair.server());
 }
 
-TEST_F(InterruptWaiterTest, EnablesTheInterruptOnlyWhereWaitingDoes) {
-    FakeDevice device(false);
-    InterruptWaiter waiter(device, false);
-    const ArmedClient client(waiter);
-    EXPECT_TRUE(waiter.enable());
-    device.pulse();
-    EXPECT_EQ(client.word(), 1U);
-    EXPECT_FALSE(device.isEnabled());
+TEST_F(WaitingDoesNotEnable, EnablesTheInterruptOnlyWhereWaitingDoes) {
+    const ArmedClient client(m_waiter);
+    EXPECT_TRUE(m_waiter.enable());
+    EXPECT_TRUE(pulseArrives(1, client));
+    EXPECT_FALSE(m_device.isEnabled());
 }
 
 TEST_F(InterruptWaiterTest, SendsNothingToASocketThatIsArmedNoMore) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    ArmedClient one(waiter);
-    const ArmedClient other(waiter);
+    ArmedClient one(m_waiter);
+    const ArmedClient other(m_waiter);
     one.disarm();
-    device.pulse();
-    EXPECT_EQ(other.word(), 1U);
+    EXPECT_TRUE(pulseArrives(1, other));
     EXPECT_TRUE(one.hasNothing());
     one.arm();
-    device.pulse();
-    EXPECT_EQ(other.word(), 2U);
-    EXPECT_EQ(one.word(), 2U);
+    EXPECT_TRUE(pulseArrives(2, one, other));
 }
 
-TEST_F(InterruptWaiterTest, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, never);
+TEST_F(HeldOffForLong, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
     for (std::uint32_t round = 1; round <= 20; ++round) {
-        ArmedClient client(waiter);
-        device.pulse();
-        ASSERT_EQ(client.word(), round);
+        ArmedClient client(m_waiter);
+        ASSERT_TRUE(pulseArrives(round, client));
         client.disarm();
-        device.disableInterrupt();
-        device.pulse();
-        ASSERT_EQ(device.count(), round);
+        m_device.disableInterrupt();
+        m_device.pulse();
+        ASSERT_EQ(m_device.count(), round);
         ASSERT_TRUE(client.hasNothing());
         client.arm();
         ASSERT_EQ(client.word(), ++round);
@@ -244,37 +235,31 @@ TEST_F(InterruptWaiterTest, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
 }
 
 TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
     const SocketPair pair;
     const RecordClient client = RecordClient::on(::dup(pair.client()));
-    waiter.arm(pair.server(), m_peer);
-    const ArmedClient other(waiter);
+    m_waiter.arm(pair.server(), m_peer);
+    const ArmedClient other(m_waiter);
     for (std::uint32_t word = 1; word <= 3; ++word) {
-        device.pulse();
-        ASSERT_EQ(other.word(), word);
+        ASSERT_TRUE(pulseArrives(word, other));
     }
-    char byte = 0;
-    EXPECT_LT(::recv(client.socket(), &byte, sizeof(byte), MSG_DONTWAIT), 0);
-    waiter.startDelivery(pair.server());
-    device.pulse();
+    EXPECT_TRUE(client.hasNothing());
+    m_waiter.startDelivery(pair.server());
+    m_device.pulse();
     for (std::uint32_t word = 1; word <= 4; ++word) {
         EXPECT_EQ(client.interrupt(), word);
     }
-    waiter.disarm(pair.server());
+    m_waiter.disarm(pair.server());
 }
 
 std::atomic<unsigned int> wakeUps{0};
 
-TEST_F(InterruptWaiterTest, IsStoppedWithoutASignalWhileItWaits) {
+TEST_F(HeldOffForLong, IsStoppedWithoutASignalWhileItWaits) {
     struct sigaction count {};
     struct sigaction before {};
     count.sa_handler = [](int /*signal*/) { ++wakeUps; };
     ASSERT_EQ(sigaction(SIGUSR1, &count, &before), 0);
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, never);
     for (unsigned int i = 0; i < 50; ++i) {
-        const ArmedClient client(waiter);
+        const ArmedClient client(m_waiter);
         std::this_thread::yield();
     }
     EXPECT_EQ(wakeUps, 0U);
@@ -309,18 +294,15 @@ TEST_F(InterruptWaiterTest, IsStoppedInsideOfADeviceThatCannotBePolled) {
 
 TEST_F(InterruptWaiterTest, TracesNoFailureWhenItStops) {
     const TraceRecorder recorder(1, "Rynveld");
-    FakeDevice device;
-    InterruptWaiter waiter(device, true);
     for (unsigned int i = 0; i < 50; ++i) {
-        const ArmedClient client(waiter);
+        const ArmedClient client(m_waiter);
     }
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(InterruptWaiterTest, HoldsOffASourceThatStaysActive) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true);
-    device.activate();
+    InterruptWaiter waiter(m_device, true);
+    m_device.activate();
     const auto begin = std::chrono::steady_clock::now();
     const ArmedClient client(waiter);
     constexpr std::uint32_t words = 5;
@@ -333,131 +315,103 @@ TEST_F(InterruptWaiterTest, HoldsOffASourceThatStaysActive) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, (words - 1) * InterruptWaiter::defaultHoldOff);
 }
 
-TEST_F(InterruptWaiterTest, EndsTheHoldOffWhenAClientEnablesTheInterrupt) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, never);
-    const ArmedClient client(waiter);
+TEST_F(HeldOffForLong, EndsTheHoldOffWhenAClientEnablesTheInterrupt) {
+    const ArmedClient client(m_waiter);
     for (std::uint32_t word = 1; word <= 100; ++word) {
-        device.pulse();
-        ASSERT_EQ(client.word(), word);
-        ASSERT_TRUE(waiter.enable());
+        ASSERT_TRUE(pulseArrives(word, client));
+        ASSERT_TRUE(m_waiter.enable());
     }
 }
 
-TEST_F(InterruptWaiterTest, HoldsOffUntilItIsStopped) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, never);
-    ArmedClient client(waiter);
-    device.pulse();
-    EXPECT_EQ(client.word(), 1U);
+TEST_F(HeldOffForLong, HoldsOffUntilItIsStopped) {
+    ArmedClient client(m_waiter);
+    EXPECT_TRUE(pulseArrives(1, client));
     client.disarm();
     EXPECT_TRUE(client.hasNothing());
 }
 
 TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledUntilAClientEnablesIt) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    ArmedClient client(waiter);
-    device.pulse();
-    EXPECT_EQ(client.word(), 1U);
-    EXPECT_TRUE(waiter.disable());
-    device.pulse();
+    ArmedClient client(m_waiter);
+    EXPECT_TRUE(pulseArrives(1, client));
+    EXPECT_TRUE(m_waiter.disable());
+    m_device.pulse();
     client.disarm();
     EXPECT_TRUE(client.hasNothing());
-    EXPECT_EQ(device.count(), 1U);
+    EXPECT_EQ(m_device.count(), 1U);
     client.arm();
     EXPECT_EQ(client.word(), 2U);
-    EXPECT_TRUE(waiter.disable());
-    device.pulse();
-    EXPECT_TRUE(waiter.enable());
+    EXPECT_TRUE(m_waiter.disable());
+    m_device.pulse();
+    EXPECT_TRUE(m_waiter.enable());
     EXPECT_EQ(client.word(), 3U);
 }
 
 TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenThatIsAskedForBeforeItsThreadBegins) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    device.activate();
+    m_device.activate();
     for (unsigned int round = 0; round < 100; ++round) {
-        const ArmedClient client(waiter);
-        ASSERT_TRUE(waiter.disable());
-        const std::uint32_t count = device.count();
+        const ArmedClient client(m_waiter);
+        ASSERT_TRUE(m_waiter.disable());
+        const std::uint32_t count = m_device.count();
         for (unsigned int i = 0; i < 100; ++i) {
             std::this_thread::yield();
-            ASSERT_EQ(device.count(), count);
+            ASSERT_EQ(m_device.count(), count);
         }
     }
 }
 
-TEST_F(InterruptWaiterTest, ReportsWhenTheInterruptCannotBeEnabled) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, false);
-    device.refuseToEnable();
-    EXPECT_FALSE(waiter.enable());
+TEST_F(WaitingDoesNotEnable, ReportsWhenTheInterruptCannotBeEnabled) {
+    m_device.refuseToEnable();
+    EXPECT_FALSE(m_waiter.enable());
 }
 
-TEST_F(InterruptWaiterTest, WaitsOnAfterASignal) {
-    FakeDevice device(false);
-    InterruptWaiter waiter(device, false);
-    device.interruptTheNextWait();
-    const ArmedClient client(waiter);
-    EXPECT_TRUE(waiter.enable());
-    device.pulse();
-    EXPECT_EQ(client.word(), 1U);
+TEST_F(WaitingDoesNotEnable, WaitsOnAfterASignal) {
+    m_device.interruptTheNextWait();
+    const ArmedClient client(m_waiter);
+    EXPECT_TRUE(m_waiter.enable());
+    EXPECT_TRUE(pulseArrives(1, client));
 }
 
 TEST_F(InterruptWaiterTest, EndsWhileTheDeviceBlocksInItsEnabling) {
-    FakeDevice device;
-    device.blockWhenEnabled();
-    InterruptWaiter waiter(device, true);
-    const ArmedClient client(waiter);
+    m_device.blockWhenEnabled();
+    const ArmedClient client(m_waiter);
 }
 
-class FailingDevice : public InterruptWaiterTest, public testing::WithParamInterface<bool> {};
+class FailingDevice : public InterruptWaiterTest, public testing::WithParamInterface<bool> {
+protected:
+    FailingDevice() : InterruptWaiterTest(GetParam()) {}
+};
 
 INSTANTIATE_TEST_SUITE_P(WaitingEnables, FailingDevice, testing::Bool());
 
 TEST_P(FailingDevice, HasItsClientsHungUp) {
     const TraceRecorder recorder(1, "Rynveld");
-    FakeDevice device(GetParam());
-    InterruptWaiter waiter(device, GetParam());
-    const ArmedClient one(waiter);
-    const ArmedClient other(waiter);
-    device.fail();
+    const ArmedClient one(m_waiter);
+    const ArmedClient other(m_waiter);
+    m_device.fail();
     EXPECT_TRUE(one.isEnded());
     EXPECT_TRUE(other.isEnded());
     const std::string line =
         "Rynveld 1 traceFailure: Cannot receive interrupts from \"fake\" for client 10.0.0.7:4711.";
     EXPECT_EQ(recorder.lines(), (EventLog{line, line}));
-    const ArmedClient later(waiter);
+    const ArmedClient later(m_waiter);
     EXPECT_TRUE(later.isEnded());
 }
 
 TEST_F(InterruptWaiterTest, HangsUpWhenTheInterruptCannotBeEnabled) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true);
-    device.refuseToEnable();
-    const ArmedClient client(waiter);
+    m_device.refuseToEnable();
+    const ArmedClient client(m_waiter);
     EXPECT_TRUE(client.isEnded());
 }
 
 TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     const TraceRecorder recorder(1, "Rynveld");
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    const ArmedClient lazy(waiter);
-    constexpr int small = 1;
-    ASSERT_EQ(::setsockopt(lazy.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
-    const ArmedClient diligent(waiter);
-    constexpr std::uint32_t words = 200;
-    for (std::uint32_t word = 1; word <= words; ++word) {
-        device.pulse();
-        ASSERT_EQ(diligent.word(), word);
+    const ArmedClient lazy(m_waiter);
+    lazy.leaveLittleRoom();
+    const ArmedClient diligent(m_waiter);
+    for (std::uint32_t word = 1; word <= 200; ++word) {
+        ASSERT_TRUE(pulseArrives(word, diligent));
     }
-    std::uint32_t kept = 0;
-    while (!lazy.hasNothing()) {
-        ++kept;
-    }
-    EXPECT_GT(kept, 0U);
+    EXPECT_FALSE(lazy.hasNothing());
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
     EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesPerPeriod);
@@ -467,18 +421,9 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
 }
 
 /** Takes so long for a trace that the test can look at all else. */
-class SlowTraces : public ZilTraceControl::Sink {
+class SlowTraces : public TraceRecorder {
 public:
-    SlowTraces() {
-        ZilTraceControl::setLevel("*", 0);
-        ZilTraceControl::setLevel("Rynveld", 1);
-    }
-    SlowTraces(const SlowTraces&) = delete;
-    SlowTraces& operator=(const SlowTraces&) = delete;
-    ~SlowTraces() override {
-        ZilTraceControl::setSink(m_before);
-        ZilTraceControl::resetLevels();
-    }
+    SlowTraces() : TraceRecorder(1, "Rynveld") {}
 
     void write(const ZilTraceControl::Record& /*record*/) override {
         m_isTracing = true;
@@ -492,21 +437,17 @@ private:
     std::atomic<bool> m_isTracing{false};
     std::promise<void> m_end;
     const std::shared_future<void> m_ended = m_end.get_future().share();
-    ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
 };
 
 TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    const ArmedClient lazy(waiter);
-    constexpr int small = 1;
-    ASSERT_EQ(::setsockopt(lazy.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
+    const ArmedClient lazy(m_waiter);
+    lazy.leaveLittleRoom();
     SlowTraces traces;
     ASSERT_TRUE(comesAbout([&] {
-        device.pulse();
+        m_device.pulse();
         return traces.isTracing();
     }));
-    auto enabled = std::async(std::launch::async, [&] { return waiter.enable(); });
+    auto enabled = std::async(std::launch::async, [&] { return m_waiter.enable(); });
     EXPECT_EQ(enabled.wait_for(60s), std::future_status::ready);
     traces.end();
     EXPECT_TRUE(enabled.get());
@@ -532,59 +473,45 @@ private:
 };
 
 TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true);
     SocketPair pair;
     {
         const NoMoreThreads noMoreThreads;
-        EXPECT_THROW(waiter.arm(pair.server(), m_peer), std::system_error);
-        waiter.disarm(pair.server());
+        EXPECT_THROW(m_waiter.arm(pair.server(), m_peer), std::system_error);
+        m_waiter.disarm(pair.server());
     }
-    const ArmedClient client(waiter);
-    device.pulse();
-    EXPECT_EQ(client.word(), 1U);
+    const ArmedClient client(m_waiter);
+    EXPECT_TRUE(pulseArrives(1, client));
 }
 
 TEST_F(InterruptWaiterTest, StandsClientsThatComeAndGoWhileInterruptsArrive) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    const ArmedClient steady(waiter);
-    std::vector<std::thread> threads;
+    const ArmedClient steady(m_waiter);
+    std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
+        clients.push_back(std::async(std::launch::async, [&] {
             for (unsigned int round = 0; round < 200; ++round) {
-                const ArmedClient client(waiter);
-                waiter.enable();
-                waiter.disable();
-                waiter.enable();
+                const ArmedClient client(m_waiter);
+                m_waiter.enable();
+                m_waiter.disable();
+                m_waiter.enable();
             }
-        });
+        }));
     }
     for (std::uint32_t word = 1; word <= 200; ++word) {
-        device.pulse();
-        ASSERT_EQ(steady.word(), word);
-    }
-    for (auto& thread : threads) {
-        thread.join();
+        ASSERT_TRUE(pulseArrives(word, steady));
     }
 }
 
 TEST_F(InterruptWaiterTest, StandsLastClientsThatComeAndGo) {
-    FakeDevice device;
-    InterruptWaiter waiter(device, true, 0ms);
-    device.activate();
-    std::vector<std::thread> threads;
+    m_device.activate();
+    std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 3; ++i) {
-        threads.emplace_back([&] {
+        clients.push_back(std::async(std::launch::async, [&] {
             for (unsigned int round = 0; round < 200; ++round) {
-                const ArmedClient client(waiter);
-                waiter.enable();
+                const ArmedClient client(m_waiter);
+                m_waiter.enable();
                 ASSERT_NE(client.word(), UINT32_MAX);
             }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
+        }));
     }
 }
 

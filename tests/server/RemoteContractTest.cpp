@@ -8,10 +8,6 @@
 namespace RynvelTest {
 namespace {
 
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Type = RequestData::Type;
-
 struct Seekable {
     static constexpr const char* family = "seek.";
     static constexpr bool hasInterrupts = false;
@@ -32,8 +28,6 @@ public:
     static constexpr bool atomicMaskedWrites = false;
     static constexpr bool overRecords = true;
 
-    RemoteRegisters() { EXPECT_TRUE(m_beside.succeeds(Request(Type::Open, m_name))); }
-
     std::unique_ptr<Rynvel::Device<T>> open() {
         return std::make_unique<Rynvel::Remote<T>>(m_name, m_server.address(), plainMutex());
     }
@@ -44,21 +38,16 @@ public:
     static bool reportsBurst(unsigned int /*items*/) { return true; }
 
     T peek(unsigned int i) const {
-        const auto response = m_beside.exchange(readOf(read, m_name, address(i)));
+        const auto response = m_beside.exchange(readOf(m_name, address(i)));
         EXPECT_TRUE(response.isSuccessful());
         return static_cast<T>(response.getValue());
     }
-    void poke(unsigned int i, T value) const {
-        EXPECT_TRUE(m_beside.succeeds(requestOf(write, m_name, address(i), {value})));
-    }
+    void poke(unsigned int i, T value) const { EXPECT_TRUE(m_beside.succeeds(writeOf(m_name, address(i), {value}))); }
 
 private:
-    static constexpr Type read = sizeof(T) == 1 ? Type::Read8 : sizeof(T) == 2 ? Type::Read16 : Type::Read32;
-    static constexpr Type write = sizeof(T) == 1 ? Type::Write8 : sizeof(T) == 2 ? Type::Write16 : Type::Write32;
-
     const std::string m_name = Kind::family + std::to_string(8 * sizeof(T));
     const RynveldProcess m_server{{"--simulate"}};
-    const RecordClient m_beside{m_server.port()};
+    const RecordClient m_beside{m_server.port(), m_name};
 };
 
 using Backends = testing::Types<RemoteRegisters<std::uint8_t, Seekable>, RemoteRegisters<std::uint16_t, Seekable>,

@@ -1,37 +1,43 @@
 #include "RequestHandler.h"
 
-#include <cstring>
+#include <numeric>
 
 #include <gtest/gtest.h>
 
 #include "FaultGuard.h"
 #include "OwnFolder.h"
 #include "RecordClient.h"
+#include "RequestBytes.h"
+#include "TestPeer.h"
 #include "TraceRecorder.h"
 
 namespace RynvelTest {
 namespace {
 
 using Rynvel::ByteOrder;
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Rynvel::Response;
-using Rynvel::ResponseData;
 using Rynveld::Policy;
-using Rynveld::RequestHandler;
 using Rynveld::ServedDevices;
-using Type = RequestData::Type;
-using Values = std::vector<std::uint32_t>;
 
-constexpr std::size_t nameAt = 4;
-constexpr std::size_t lengthAt = 648;
-constexpr std::size_t byteOrderAt = 652;
-
-/** Overwrites bytes of a record, to what the setters would not. */
-template <typename Record>
-void overwrite(Record& record, std::size_t offset, const std::string& bytes) {
-    std::memcpy(static_cast<char*>(record.toBuffer()) + offset, bytes.data(), bytes.size());
+/** Returns a record that the setters of a request cannot make. */
+Request record(Type type, const std::string& name, const std::vector<WordAt>& words = {}) {
+    return asRequest(requestBytes(type, name, words));
 }
+
+Request inOrder(ByteOrder order, Request request) {
+    request.setByteOrder(order);
+    return request;
+}
+
+Request ioctlOf(const std::string& name, std::uint32_t command) {
+    Request request = requestOf(Type::Ioctl, name, 0, {7});
+    request.setCommand(command);
+    return request;
+}
+
+constexpr auto failed = "the device reported a failure";
+constexpr auto forbiddenIoctl = "the ioctl command is not allowed";
+constexpr auto notOpened = "the connection has not opened the device";
+constexpr auto notSimulated = "only a simulated interrupt can be raised";
 
 Policy simulated() {
     Policy policy;
@@ -39,22 +45,22 @@ Policy simulated() {
     return policy;
 }
 
-/** A connection to a server in this process, and what it traces. */
+/** A connection to a server in this process. */
 class Connection {
 public:
-    explicit Connection(ServedDevices& devices, const Policy& policy)
+    Connection(ServedDevices& devices, const Policy& policy)
         : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", *m_limit}) {}
 
     bool accepts(const Request& request) { return m_handler.accepts(request); }
     bool open(const std::string& name) { return succeeds(Request(Type::Open, name)); }
     bool succeeds(const Request& request) {
-        const auto response = m_handler.handle(request);
+        const auto response = handle(request);
         EXPECT_EQ(response.getLength(), 0U);
         return response.isSuccessful();
     }
     /** The values of a successful answer. */
     Values values(const Request& request) {
-        const auto response = m_handler.handle(request);
+        const auto response = handle(request);
         EXPECT_TRUE(response.isSuccessful());
         return valuesOf(response);
     }
@@ -63,14 +69,14 @@ public:
 
 private:
     std::unique_ptr<Rynveld::TraceLimit> m_limit = std::make_unique<Rynveld::TraceLimit>();
-    RequestHandler m_handler;
+    Rynveld::RequestHandler m_handler;
 };
 
 class Server {
 public:
     explicit Server(Policy policy) : m_policy(std::move(policy)), m_devices(m_policy) {}
 
-    Connection connect() { return Connection(m_devices, m_policy); }
+    Connection connect() { return {m_devices, m_policy}; }
     /** A connection that has opened the device. */
     Connection connect(const std::string& name) {
         Connection connection = connect();
@@ -83,70 +89,83 @@ private:
     ServedDevices m_devices;
 };
 
-class RequestHandlerTest : public testing::Test {
+class RequestRefusals : public testing::Test {
 protected:
-    static constexpr ZilTraceLevel life = 4;
+    explicit RequestRefusals(const Policy& policy) : m_server(policy) {}
 
     /** Expects an empty Error and one line that says which request is refused, and why. */
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason,
                        const std::string& shownName) {
         m_recorder.clear();
         const auto response = connection.handle(request);
-        EXPECT_EQ(response.getResult(), ResponseData::Result::Error);
+        EXPECT_EQ(response.getResult(), Rynvel::ResponseData::Result::Error);
         EXPECT_EQ(response.getLength(), 0U);
-        const auto traces = m_recorder.traces();
-        ASSERT_FALSE(traces.empty());
-        EXPECT_EQ(traces.back().level, life);
-        EXPECT_EQ(traces.back().channel, "Rynveld");
-        EXPECT_EQ(traces.back().text, "Request of type " + std::to_string(static_cast<unsigned>(request.getType())) +
-                                          " from 10.0.0.7:4711 for \"" + shownName + "\" refused: " + reason + ".");
+        ASSERT_FALSE(lines().empty());
+        EXPECT_EQ(lines().back(), "Rynveld 4 refuse: Request of type " +
+                                      std::to_string(static_cast<unsigned>(request.getType())) +
+                                      " from 10.0.0.7:4711 for \"" + shownName + "\" refused: " + reason + ".");
     }
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason) {
         expectRefusal(connection, request, reason, request.getDeviceName());
     }
+    void expectRefusals(Connection& connection, const std::vector<Request>& requests, const std::string& reason) {
+        for (const auto& request : requests) {
+            expectRefusal(connection, request, reason);
+        }
+    }
+    void expectFailedOpen(Connection& connection, const std::string& name, const std::string& obstacle) {
+        expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
+        ASSERT_EQ(lines().size(), 2U);
+        EXPECT_EQ(lines()[0],
+                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + obstacle + ".");
+    }
 
-    /** Expects that the connection is to be closed, and one line that says why. */
-    void expectEnd(Connection& connection, const Request& request, const std::string& reason) {
-        m_recorder.clear();
-        EXPECT_FALSE(connection.accepts(request));
-        EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 was disconnected: " + reason + "."});
+    /** Expects that each record ends its connection, with one line that says why. */
+    void expectEnd(Connection& connection, const std::vector<Request>& requests, const std::string& reason) {
+        for (const auto& request : requests) {
+            m_recorder.clear();
+            EXPECT_FALSE(connection.accepts(request));
+            EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 was disconnected: " + reason + "."});
+        }
+    }
+    void expectEnd(const std::vector<Request>& requests, const std::string& reason) {
+        auto connection = m_server.connect();
+        expectEnd(connection, requests, reason);
     }
 
     EventLog lines() const { return m_recorder.lines(); }
 
-    TraceRecorder m_recorder{life, "Rynveld"};
-    Server m_server{simulated()};
+    TraceRecorder m_recorder{4, "Rynveld"};
+    Server m_server;
+};
+
+class RequestHandlerTest : public RequestRefusals {
+protected:
+    RequestHandlerTest() : RequestRefusals(simulated()) {}
+
+    Connection m_uio16 = m_server.connect("uio.16");
+    Connection m_uio32 = m_server.connect("uio.32");
 };
 
 TEST_F(RequestHandlerTest, TracesNothingOfWhatItServes) {
-    auto connection = m_server.connect("uio.32");
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Write32, "uio.32", 1, {2})));
-    EXPECT_TRUE(connection.succeeds(Request(Type::Close, "uio.32")));
+    EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 1, {2})));
+    EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(lines(), EventLog{});
 }
 
-TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpen) {
+TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForAnotherDeviceThanTheOpenedOne) {
     auto connection = m_server.connect();
     for (std::uint32_t type = 1; type <= 13; ++type) {
-        expectRefusal(connection, readOf(static_cast<Type>(type), "uio.32", 0),
-                      "the connection has not opened the device");
+        expectRefusal(connection, readOf(static_cast<Type>(type), "uio.32", 0), notOpened);
+        expectRefusal(m_uio32, readOf(static_cast<Type>(type), "uio.16", 0), notOpened);
     }
     EXPECT_TRUE(connection.open("uio.32"));
-}
-
-TEST_F(RequestHandlerTest, RefusesOperationsForAnotherDeviceThanTheOpenedOne) {
-    auto connection = m_server.connect("uio.32");
-    for (std::uint32_t type = 1; type <= 13; ++type) {
-        expectRefusal(connection, readOf(static_cast<Type>(type), "uio.16", 0),
-                      "the connection has not opened the device");
-    }
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
+    EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
 TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
     auto connection = m_server.connect();
-    constexpr std::size_t flood = 1000;
-    for (std::size_t i = 0; i < flood; ++i) {
+    for (unsigned int i = 0; i < 1000; ++i) {
         EXPECT_FALSE(connection.open("nothing"));
     }
     // A line of each of the two kinds.
@@ -154,19 +173,22 @@ TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
 }
 
 TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {
-    auto connection = m_server.connect("uio.32");
-    EXPECT_TRUE(connection.open("seek.8"));
-    expectRefusal(connection, readOf(Type::Read32, "uio.32", 0), "the connection has not opened the device");
-    EXPECT_EQ(connection.values(readOf(Type::Read8, "seek.8", 0)), Values{0});
-    EXPECT_TRUE(connection.open("seek.8"));
+    EXPECT_TRUE(m_uio32.open("seek.8"));
+    expectRefusal(m_uio32, readOf("uio.32", 0), notOpened);
+    EXPECT_EQ(m_uio32.values(readOf("seek.8", 0)), Values{0});
+    EXPECT_TRUE(m_uio32.open("seek.8"));
+}
+
+TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
+    expectRefusal(m_uio32, Request(Type::Open, "nothing"), "the device cannot be opened");
+    EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
 TEST_F(RequestHandlerTest, LetsGoOfTheDeviceWithClose) {
-    auto connection = m_server.connect("uio.32");
-    EXPECT_TRUE(connection.succeeds(Request(Type::Close, "uio.32")));
-    EXPECT_EQ(connection.device(), nullptr);
-    expectRefusal(connection, Request(Type::Close, "uio.32"), "the connection has not opened the device");
-    EXPECT_TRUE(connection.open("uio.32"));
+    EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
+    EXPECT_EQ(m_uio32.device(), nullptr);
+    expectRefusal(m_uio32, Request(Type::Close, "uio.32"), notOpened);
+    EXPECT_TRUE(m_uio32.open("uio.32"));
 }
 
 TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWithoutAFailure) {
@@ -175,16 +197,9 @@ TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWith
     EXPECT_EQ(lines().size(), 1U);
 }
 
-TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
-    auto connection = m_server.connect("uio.32");
-    expectRefusal(connection, Request(Type::Open, "nothing"), "the device cannot be opened");
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
-}
-
 TEST_F(RequestHandlerTest, AcceptsNoFirstRecordButOpen) {
     for (std::uint32_t type = 1; type <= 14; ++type) {
-        auto connection = m_server.connect();
-        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "its first request is not Open");
+        expectEnd({Request(static_cast<Type>(type), "uio.32")}, "its first request is not Open");
     }
 }
 
@@ -198,59 +213,47 @@ TEST_F(RequestHandlerTest, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoNameWithoutTerminator) {
-    auto connection = m_server.connect();
-    Request request(Type::Open, "");
-    overwrite(request, nameAt, std::string(128, 'n'));
-    expectEnd(connection, request, "a device name has no terminating NUL");
+    expectEnd({record(Type::Open, std::string(128, 'n'))}, "a device name has no terminating NUL");
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
     for (const char* name : {"a\nb", "\x1b[2J", "\x7f", "\x1f"}) {
-        auto connection = m_server.connect();
-        expectEnd(connection, Request(Type::Open, name), "a device name contains a control character");
+        expectEnd({Request(Type::Open, name)}, "a device name contains a control character");
     }
-    auto connection = m_server.connect();
-    EXPECT_TRUE(connection.accepts(Request(Type::Open, "\xc3\xbc ~!")));
+    EXPECT_TRUE(m_server.connect().accepts(Request(Type::Open, "\xc3\xbc ~!")));
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
     for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
-        expectEnd(connection, Request(static_cast<Type>(type), "uio.32"), "the type of a request is above 13");
+        expectEnd(connection, {Request(static_cast<Type>(type), "uio.32")}, "the type of a request is above 13");
     }
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
-    for (std::uint32_t type = 0; type <= 13; ++type) {
+    for (std::uint32_t number = 0; number <= 13; ++number) {
+        const auto type = static_cast<Type>(number);
         auto connection = m_server.connect();
         EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
-        Request request(static_cast<Type>(type), "uio.32");
-        overwrite(request, lengthAt, std::string("\0\0\0\x81", 4));
-        expectEnd(connection, request, "the length of a request is above 128");
-        overwrite(request, lengthAt, std::string(4, '\xFF'));
-        expectEnd(connection, request, "the length of a request is above 128");
+        expectEnd(connection,
+                  {record(type, "uio.32", {{lengthAt, 129}}), record(type, "uio.32", {{lengthAt, 0xFFFFFFFF}})},
+                  "the length of a request is above 128");
     }
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoByteOrderButNetworkAndHost) {
+    const auto open = [](std::uint32_t order) { return record(Type::Open, "uio.32", {{byteOrderAt, order}}); };
     auto connection = m_server.connect();
-    Request request(Type::Open, "uio.32");
-    for (const char order : {'\0', '\1'}) {
-        overwrite(request, byteOrderAt, std::string("\0\0\0", 3) + order);
-        EXPECT_TRUE(connection.accepts(request));
-    }
-    for (const auto& order : {std::string("\0\0\0\2", 4), std::string("\1\0\0\0", 4), std::string(4, '\xFF')}) {
-        overwrite(request, byteOrderAt, order);
-        expectEnd(connection, request, "the byte order of a request is neither 0 nor 1");
-    }
+    EXPECT_TRUE(connection.accepts(open(0)));
+    EXPECT_TRUE(connection.accepts(open(1)));
+    expectEnd(connection, {open(2), open(0x01000000), open(0xFFFFFFFF)},
+              "the byte order of a request is neither 0 nor 1");
 }
 
 TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
-    auto connection = m_server.connect();
-    Request request(Type::Open, "uio.32");
-    overwrite(request, nameAt + 7, std::string(121, 'n'));
-    EXPECT_TRUE(connection.succeeds(request));
+    const std::string name = std::string("uio.32") + '\0' + std::string(121, 'n');
+    EXPECT_TRUE(m_server.connect().succeeds(record(Type::Open, name)));
 }
 
 TEST_F(RequestHandlerTest, ShowsNothingOfAStrangeNameThatCouldBeTakenForMoreLines) {
@@ -269,197 +272,144 @@ TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
                                    {"uio.32", Type::Read32, Type::Write32}};
     for (const auto& row : rows) {
         auto connection = m_server.connect(row.name);
+        EXPECT_TRUE(connection.handle(readOf(row.read, row.name, 0)).isSuccessful());
+        EXPECT_TRUE(connection.succeeds(requestOf(row.write, row.name, 0, {1})));
         for (const auto& other : rows) {
-            if (&other == &row) {
-                EXPECT_TRUE(connection.handle(readOf(row.read, row.name, 0)).isSuccessful());
-                EXPECT_TRUE(connection.succeeds(requestOf(row.write, row.name, 0, {1})));
-                continue;
+            if (&other != &row) {
+                expectRefusals(connection,
+                               {readOf(other.read, row.name, 0), requestOf(other.write, row.name, 0, {1}),
+                                requestOf(other.write, row.name)},
+                               "the register width does not match the device");
             }
-            expectRefusal(connection, readOf(other.read, row.name, 0), "the register width does not match the device");
-            expectRefusal(connection, requestOf(other.write, row.name, 0, {1}),
-                          "the register width does not match the device");
-            expectRefusal(connection, requestOf(other.write, row.name), "the register width does not match the device");
         }
     }
 }
 
 TEST_F(RequestHandlerTest, ReadsAndWritesOneRegisterWithoutSwappingWhateverTheByteOrder) {
-    auto connection = m_server.connect("uio.32");
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
-        auto write = requestOf(Type::Write32, "uio.32", 5, {0x11223344});
-        write.setByteOrder(order);
-        EXPECT_TRUE(connection.succeeds(write));
-        auto read = readOf(Type::Read32, "uio.32", 5);
+        EXPECT_TRUE(m_uio32.succeeds(inOrder(order, writeOf("uio.32", 5, {0x11223344}))));
         for (const auto readOrder : {ByteOrder::Host, ByteOrder::Network}) {
-            read.setByteOrder(readOrder);
-            EXPECT_EQ(connection.values(read), Values{0x11223344});
+            EXPECT_EQ(m_uio32.values(inOrder(readOrder, readOf("uio.32", 5))), Values{0x11223344});
         }
     }
 }
 
 TEST_F(RequestHandlerTest, SwapsBurstsOfTwoAndMoreByTheByteOrderWord) {
-    auto connection = m_server.connect("uio.32");
-    auto write = requestOf(Type::Write32, "uio.32", 5, {0x11223344, 0x55667788});
-    write.setByteOrder(ByteOrder::Network);
-    EXPECT_TRUE(connection.succeeds(write));
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 5)), Values{0x44332211});
-    auto read = readOf(Type::Read32, "uio.32", 5, 2);
-    read.setByteOrder(ByteOrder::Network);
-    EXPECT_EQ(connection.values(read), (Values{0x11223344, 0x55667788}));
-    read.setByteOrder(ByteOrder::Host);
-    EXPECT_EQ(connection.values(read), (Values{0x44332211, 0x88776655}));
-    write.setByteOrder(ByteOrder::Host);
-    EXPECT_TRUE(connection.succeeds(write));
-    EXPECT_EQ(connection.values(read), (Values{0x11223344, 0x55667788}));
+    const auto write = writeOf("uio.32", 5, {0x11223344, 0x55667788});
+    const auto read = readOf("uio.32", 5, 2);
+    EXPECT_TRUE(m_uio32.succeeds(inOrder(ByteOrder::Network, write)));
+    EXPECT_EQ(m_uio32.values(readOf("uio.32", 5)), Values{0x44332211});
+    EXPECT_EQ(m_uio32.values(inOrder(ByteOrder::Network, read)), (Values{0x11223344, 0x55667788}));
+    EXPECT_EQ(m_uio32.values(inOrder(ByteOrder::Host, read)), (Values{0x44332211, 0x88776655}));
+    EXPECT_TRUE(m_uio32.succeeds(inOrder(ByteOrder::Host, write)));
+    EXPECT_EQ(m_uio32.values(inOrder(ByteOrder::Host, read)), (Values{0x11223344, 0x55667788}));
 }
 
 TEST_F(RequestHandlerTest, MovesBurstsOf128Values) {
-    auto connection = m_server.connect("uio.16");
-    Values values;
-    for (std::uint32_t i = 0; i < 128; ++i) {
-        values.push_back(0xFF00 + i);
-    }
-    auto write = requestOf(Type::Write16, "uio.16", 2048 - 128, values);
-    write.setByteOrder(ByteOrder::Host);
-    EXPECT_TRUE(connection.succeeds(write));
-    auto read = readOf(Type::Read16, "uio.16", 2048 - 128, 128);
-    read.setByteOrder(ByteOrder::Host);
-    EXPECT_EQ(connection.values(read), values);
+    Values values(128);
+    std::iota(values.begin(), values.end(), 0xFF00U);
+    EXPECT_TRUE(m_uio16.succeeds(inOrder(ByteOrder::Host, writeOf("uio.16", 2048 - 128, values))));
+    EXPECT_EQ(m_uio16.values(inOrder(ByteOrder::Host, readOf("uio.16", 2048 - 128, 128))), values);
 }
 
 TEST_F(RequestHandlerTest, RefusesAReadOfNothing) {
-    auto connection = m_server.connect("uio.32");
-    expectRefusal(connection, readOf(Type::Read32, "uio.32", 0, 0), "the length of the read is 0");
+    expectRefusal(m_uio32, readOf("uio.32", 0, 0), "the length of the read is 0");
 }
 
 TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
-    auto connection = m_server.connect("uio.32");
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Write32, "uio.32", 5, {7})));
-    auto nothing = requestOf(Type::Write32, "uio.32", 5);
-    EXPECT_TRUE(connection.succeeds(nothing));
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 5)), Values{7});
-    nothing.setAddress(0xFFFFFFFF);
-    EXPECT_TRUE(connection.succeeds(nothing));
-    auto seekable = m_server.connect("seek.32");
-    EXPECT_TRUE(seekable.succeeds(requestOf(Type::Write32, "seek.32", 3)));
+    EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {7})));
+    EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {})));
+    EXPECT_EQ(m_uio32.values(readOf("uio.32", 5)), Values{7});
+    EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 0xFFFFFFFF, {})));
+    EXPECT_TRUE(m_server.connect("seek.32").succeeds(writeOf("seek.32", 3, {})));
 }
 
-TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMask) {
-    auto connection = m_server.connect("uio.16");
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Write16, "uio.16", 5, {0x1234})));
-    auto masked = requestOf(Type::Write16, "uio.16", 5, {0xFFFF});
-    masked.setBitmask(0x0F0F);
-    EXPECT_TRUE(connection.succeeds(masked));
-    EXPECT_EQ(connection.values(readOf(Type::Read16, "uio.16", 5)), Values{0x1F3F});
-}
-
-TEST_F(RequestHandlerTest, TakesAMaskOfZeroForAPlainWrite) {
-    auto connection = m_server.connect("uio.16");
-    auto write = requestOf(Type::Write16, "uio.16", 5, {0x1234});
-    write.setBitmask(0);
-    EXPECT_TRUE(connection.succeeds(write));
-    EXPECT_EQ(connection.values(readOf(Type::Read16, "uio.16", 5)), Values{0x1234});
+TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTakesAMaskOfZeroForAPlainWrite) {
+    EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0x1234}), 0)));
+    EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0x1234});
+    EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0xFFFF}), 0x0F0F)));
+    EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0x1F3F});
 }
 
 TEST_F(RequestHandlerTest, RefusesAMaskedWriteOfAnythingButOneValue) {
-    auto connection = m_server.connect("uio.16");
     for (const auto& values : {Values{}, Values{1, 2}, Values(128, 1)}) {
-        auto masked = requestOf(Type::Write16, "uio.16", 5, values);
-        masked.setBitmask(1);
-        expectRefusal(connection, masked, "a masked write must have one value");
+        expectRefusal(m_uio16, masked(writeOf("uio.16", 5, values), 1), "a masked write must have one value");
     }
-    EXPECT_EQ(connection.values(readOf(Type::Read16, "uio.16", 5)), Values{0});
+    EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0});
 }
 
 TEST_F(RequestHandlerTest, RefusesValuesAndMasksWiderThanTheRegister) {
-    struct Row {
-        const char* name;
-        Type write;
-        std::uint32_t wide;
-    };
-    for (const auto& row : {Row{"seek.8", Type::Write8, 0x100}, Row{"uio.16", Type::Write16, 0x10000}}) {
-        auto connection = m_server.connect(row.name);
-        expectRefusal(connection, requestOf(row.write, row.name, 0, {row.wide}), "a value is wider than a register");
-        expectRefusal(connection, requestOf(row.write, row.name, 0, {1, row.wide}), "a value is wider than a register");
-        auto masked = requestOf(row.write, row.name, 0, {1});
-        masked.setBitmask(row.wide);
-        expectRefusal(connection, masked, "a value is wider than a register");
-        masked = requestOf(row.write, row.name, 0, {row.wide});
-        masked.setBitmask(1);
-        expectRefusal(connection, masked, "a value is wider than a register");
-        EXPECT_TRUE(connection.succeeds(requestOf(row.write, row.name, 0, {row.wide - 1})));
+    for (const auto& [device, wide] : {std::pair{"seek.8", 0x100U}, std::pair{"uio.16", 0x10000U}}) {
+        auto connection = m_server.connect(device);
+        expectRefusals(connection,
+                       {writeOf(device, 0, {wide}), writeOf(device, 0, {1, wide}),
+                        masked(writeOf(device, 0, {1}), wide), masked(writeOf(device, 0, {wide}), 1)},
+                       "a value is wider than a register");
+        EXPECT_TRUE(connection.succeeds(writeOf(device, 0, {wide - 1})));
     }
 }
 
-TEST_F(RequestHandlerTest, RefusesIoctlCommandsThatAreNotAllowed) {
-    auto connection = m_server.connect("uio.32");
-    Request request = requestOf(Type::Ioctl, "uio.32", 0, {7});
-    request.setCommand(0xEE00);
-    expectRefusal(connection, request, "the ioctl command is not allowed");
-}
-
-TEST_F(RequestHandlerTest, PassesAllowedIoctlCommandsOnAndAnswersWithTheirResult) {
+TEST_F(RequestHandlerTest, PassesOnlyAllowedIoctlCommandsOnAndAnswersWithTheirResult) {
+    expectRefusal(m_uio32, ioctlOf("uio.32", 0xEE00), forbiddenIoctl);
     auto policy = simulated();
     policy.ioctls = {0xEE00};
     Server server(policy);
     auto connection = server.connect("uio.32");
-    Request request = requestOf(Type::Ioctl, "uio.32", 0, {7});
-    request.setCommand(0xEE00);
-    EXPECT_EQ(connection.values(request), Values{0});
-    request.setCommand(0xEE01);
-    expectRefusal(connection, request, "the ioctl command is not allowed");
+    EXPECT_EQ(connection.values(ioctlOf("uio.32", 0xEE00)), Values{0});
+    expectRefusal(connection, ioctlOf("uio.32", 0xEE01), forbiddenIoctl);
 }
 
 TEST_F(RequestHandlerTest, TellsTheInterruptTypeOfASimulatedDevice) {
-    auto connection = m_server.connect("uio.32");
-    EXPECT_EQ(connection.values(Request(Type::GetInterruptType, "uio.32")), Values{4});
+    EXPECT_EQ(m_uio32.values(Request(Type::GetInterruptType, "uio.32")), Values{4});
 }
 
 TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
     auto connection = m_server.connect("seek.8");
     for (const auto type : {Type::GetInterruptType, Type::EnableInterrupt, Type::DisableInterrupt}) {
-        expectRefusal(connection, Request(type, "seek.8"), "the device reported a failure");
+        expectRefusal(connection, Request(type, "seek.8"), failed);
     }
     expectRefusal(connection, Request(Type::WaitForInterrupt, "seek.8"), "the device has no interrupts");
-    expectRefusal(connection, Request(Type::Debug, "seek.8"), "only a simulated interrupt can be raised");
+    expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
-TEST_F(RequestHandlerTest, RaisesASimulatedInterruptWithTheWordOrTheCount) {
-    auto connection = m_server.connect("uio.32");
-    EXPECT_TRUE(connection.succeeds(Request(Type::EnableInterrupt, "uio.32")));
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Debug, "uio.32", 0, {0xCAFE, 1})));
-    auto& interrupt = *connection.device()->simulatedInterrupt();
-    unsigned long word = 0;
-    EXPECT_TRUE(interrupt.receive(&word));
-    EXPECT_EQ(word, 0xCAFEU);
-    EXPECT_TRUE(connection.succeeds(Request(Type::Debug, "uio.32")));
-    EXPECT_TRUE(interrupt.receive(&word));
-    EXPECT_EQ(word, 2U);
+/** Requests of a client for the interrupt of a simulated device. */
+class SimulatedInterruptRequests : public RequestHandlerTest {
+protected:
+    bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }
+    bool succeeds(Type type) { return m_uio32.succeeds(Request(type, "uio.32")); }
+    unsigned long received() {
+        unsigned long word = 0;
+        EXPECT_TRUE(m_uio32.device()->simulatedInterrupt()->receive(&word));
+        return word;
+    }
+};
+
+TEST_F(SimulatedInterruptRequests, RaiseItWithTheWordOrTheCount) {
+    EXPECT_TRUE(succeeds(Type::EnableInterrupt));
+    EXPECT_TRUE(raises({0xCAFE, 1}));
+    EXPECT_EQ(received(), 0xCAFEU);
+    EXPECT_TRUE(raises());
+    EXPECT_EQ(received(), 2U);
 }
 
-TEST_F(RequestHandlerTest, EnablesAndDisablesASimulatedInterrupt) {
-    auto connection = m_server.connect("uio.32");
-    auto& interrupt = *connection.device()->simulatedInterrupt();
-    unsigned long word = 0;
+TEST_F(SimulatedInterruptRequests, EnableAndDisableIt) {
     for (const std::uint32_t raised : {1U, 2U}) {
-        EXPECT_TRUE(connection.succeeds(Request(Type::DisableInterrupt, "uio.32")));
-        EXPECT_TRUE(connection.succeeds(Request(Type::Debug, "uio.32")));
-        EXPECT_TRUE(connection.succeeds(Request(Type::EnableInterrupt, "uio.32")));
-        EXPECT_TRUE(interrupt.receive(&word));
-        EXPECT_EQ(word, raised);
+        EXPECT_TRUE(succeeds(Type::DisableInterrupt));
+        EXPECT_TRUE(raises());
+        EXPECT_TRUE(succeeds(Type::EnableInterrupt));
+        EXPECT_EQ(received(), raised);
     }
 }
 
 TEST_F(RequestHandlerTest, LetsClientsShareADeviceAndKeepsTheRegistersOfASimulatedOne) {
     {
-        auto one = m_server.connect("uio.32");
-        auto other = m_server.connect("uio.32");
+        auto one = m_server.connect("seek.8");
+        auto other = m_server.connect("seek.8");
         EXPECT_EQ(one.device(), other.device());
-        EXPECT_TRUE(one.succeeds(requestOf(Type::Write32, "uio.32", 5, {7})));
-        EXPECT_EQ(other.values(readOf(Type::Read32, "uio.32", 5)), Values{7});
+        EXPECT_TRUE(one.succeeds(writeOf("seek.8", 5, {7})));
+        EXPECT_EQ(other.values(readOf("seek.8", 5)), Values{7});
     }
-    auto later = m_server.connect("uio.32");
-    EXPECT_EQ(later.values(readOf(Type::Read32, "uio.32", 5)), Values{7});
+    EXPECT_EQ(m_server.connect("seek.8").values(readOf("seek.8", 5)), Values{7});
 }
 
 TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
@@ -467,16 +417,9 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     policy.devices = {"uio.32", "far"};
     Server server(policy);
     auto connection = server.connect();
-    for (const auto& [name, obstacle] :
-         std::vector<std::pair<std::string, std::string>>{{"nothing", "the device is not served"},
-                                                          {"uio.16", "the device is not served"},
-                                                          {"far", "remote devices are not served"}}) {
-        expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
-        const auto all = lines();
-        ASSERT_EQ(all.size(), 2U);
-        EXPECT_EQ(all[0],
-                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + obstacle + ".");
-    }
+    expectFailedOpen(connection, "nothing", "the device is not served");
+    expectFailedOpen(connection, "uio.16", "the device is not served");
+    expectFailedOpen(connection, "far", "remote devices are not served");
     EXPECT_TRUE(connection.open("uio.32"));
 }
 
@@ -490,123 +433,102 @@ TEST_F(RequestHandlerTest, RefusesAllThatChangesADeviceWhenItIsReadOnly) {
                             Type::DisableInterrupt, Type::WaitForInterrupt, Type::Debug}) {
         expectRefusal(connection, requestOf(type, "uio.32", 0, {1}), "the server is read-only");
     }
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "uio.32", 0)), Values{0});
     EXPECT_EQ(connection.values(Request(Type::GetInterruptType, "uio.32")), Values{4});
-    EXPECT_TRUE(connection.succeeds(Request(Type::Close, "uio.32")));
-    for (const auto& [name, type] :
-         std::vector<std::pair<std::string, Type>>{{"seek.8", Type::Read8}, {"uio.16", Type::Read16}}) {
+    for (const char* name : {"uio.32", "seek.8", "uio.16"}) {
         EXPECT_TRUE(connection.open(name));
-        EXPECT_EQ(connection.values(readOf(type, name, 0)), Values{0});
+        EXPECT_EQ(connection.values(readOf(name, 0)), Values{0});
+        EXPECT_TRUE(connection.succeeds(Request(Type::Close, name)));
     }
 }
 
 /** Devices of this machine: files in the working folder. */
-class RequestsToFiles : public RequestHandlerTest {
+class RequestsToFiles : public RequestRefusals {
 protected:
     static constexpr std::uintmax_t pageSize = 4096;
 
+    RequestsToFiles() : RequestRefusals(policy()) {
+        OwnFolder::makeFile("registers.map", pageSize);
+        OwnFolder::makeFile("registers.seek", 16);
+    }
+
+    static Policy policy() {
+        Policy policy;
+        policy.ioctls = {0xEE00};
+        return policy;
+    }
+
     OwnFolder m_folder;
-    Server m_files{Policy()};
 };
 
 TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
-    auto connection = m_files.connect();
-    expectRefusal(connection, Request(Type::Open, "missing"), "the device cannot be opened");
-    EXPECT_EQ(lines()[0], "Rynveld 3 open: Device \"missing\" cannot be opened for 10.0.0.7:4711: /nowhere/map: No "
-                          "such file or directory.");
+    std::filesystem::remove("registers.map");
+    auto connection = m_server.connect();
+    expectFailedOpen(connection, "missing", "/nowhere/map: No such file or directory");
     expectRefusal(connection, Request(Type::Open, "map.32"), "the device cannot be opened");
     OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_TRUE(connection.open("map.32"));
 }
 
-TEST_F(RequestsToFiles, ReachTheRegisters) {
-    OwnFolder::makeFile("registers.seek", 16);
-    for (const auto& [name, write, read] :
-         {std::tuple{"seek.8", Type::Write8, Type::Read8}, std::tuple{"seek.16", Type::Write16, Type::Read16},
-          std::tuple{"seek.32", Type::Write32, Type::Read32}}) {
-        auto connection = m_files.connect(name);
-        EXPECT_TRUE(connection.succeeds(requestOf(write, name, 4, {0x5A})));
-        EXPECT_EQ(connection.values(readOf(read, name, 4)), Values{0x5A});
-    }
+TEST_F(RequestsToFiles, SurviveBusErrors) {
+    Common::FaultGuard::install();
+    OwnFolder::makeFile("registers.map", 0);
+    auto connection = m_server.connect("map.32");
+    expectRefusals(connection, {readOf("map.32", 0), writeOf("map.32", 0, {1, 2})},
+                   "the hardware reported a bus error");
+    OwnFolder::makeFile("registers.map", pageSize);
+    EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }
 
 TEST_F(RequestsToFiles, WriteNothingWithoutMovingTheFile) {
-    OwnFolder::makeFile("registers.seek", 16);
-    auto connection = m_files.connect("seek.32");
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Write32, "seek.32", 8)));
+    auto connection = m_server.connect("seek.32");
+    EXPECT_TRUE(connection.succeeds(writeOf("seek.32", 8, {})));
     EXPECT_EQ(::lseek(connection.device()->device().getNativeHandle(), 0, SEEK_CUR), 0);
 }
 
 TEST_F(RequestsToFiles, CloseTheFileWithTheLastClient) {
-    OwnFolder::makeFile("registers.seek", 16);
-    std::weak_ptr<Rynveld::ServedDevice> device;
-    auto one = m_files.connect("seek.8");
-    {
-        auto other = m_files.connect("seek.8");
-        device = other.device();
-    }
+    auto one = m_server.connect("seek.8");
+    const std::weak_ptr<Rynveld::ServedDevice> device = m_server.connect("seek.8").device();
     EXPECT_FALSE(device.expired());
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "seek.8")));
     EXPECT_TRUE(device.expired());
 }
 
 TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
-    OwnFolder::makeFile("registers.map", pageSize);
-    auto connection = m_files.connect("map.32");
+    auto connection = m_server.connect("map.32");
     constexpr std::uint32_t registers = pageSize / 4;
     const std::string reason = "the address is outside the device";
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Write32, "map.32", registers - 1, {7})));
+    EXPECT_TRUE(connection.succeeds(writeOf("map.32", registers - 1, {7})));
     for (const std::uint32_t address : {registers, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-        expectRefusal(connection, readOf(Type::Read32, "map.32", address), reason);
-        expectRefusal(connection, requestOf(Type::Write32, "map.32", address, {1}), reason);
-        expectRefusal(connection, readOf(Type::Read32, "map.32", address, 128), reason);
-        auto masked = requestOf(Type::Write32, "map.32", address, {1});
-        masked.setBitmask(1);
-        expectRefusal(connection, masked, reason);
+        const auto write = writeOf("map.32", address, {1});
+        expectRefusals(connection, {readOf("map.32", address), write, readOf("map.32", address, 128), masked(write, 1)},
+                       reason);
     }
-    expectRefusal(connection, readOf(Type::Read32, "map.32", registers - 1, 2), reason);
-    expectRefusal(connection, requestOf(Type::Write32, "map.32", registers - 1, {1, 2}), reason);
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "map.32", registers - 1)), Values{7});
-    EXPECT_TRUE(connection.succeeds(requestOf(Type::Write32, "map.32", registers)));
+    expectRefusals(connection, {readOf("map.32", registers - 1, 2), writeOf("map.32", registers - 1, {1, 2})}, reason);
+    EXPECT_EQ(connection.values(readOf("map.32", registers - 1)), Values{7});
+    EXPECT_TRUE(connection.succeeds(writeOf("map.32", registers, {})));
 }
 
-TEST_F(RequestsToFiles, SurviveBusErrors) {
-    Common::FaultGuard::install();
-    OwnFolder::makeFile("registers.map", 0);
-    auto connection = m_files.connect("map.32");
-    expectRefusal(connection, readOf(Type::Read32, "map.32", 0), "the hardware reported a bus error");
-    expectRefusal(connection, requestOf(Type::Write32, "map.32", 0, {1, 2}), "the hardware reported a bus error");
-    OwnFolder::makeFile("registers.map", pageSize);
-    EXPECT_EQ(connection.values(readOf(Type::Read32, "map.32", 0)), Values{0});
+TEST_F(RequestsToFiles, ReachTheRegisters) {
+    for (const char* name : {"seek.8", "seek.16", "seek.32"}) {
+        auto connection = m_server.connect(name);
+        EXPECT_TRUE(connection.succeeds(writeOf(name, 4, {0x5A})));
+        EXPECT_EQ(connection.values(readOf(name, 4)), Values{0x5A});
+    }
 }
 
 TEST_F(RequestsToFiles, FailAsTheDeviceDoes) {
-    OwnFolder::makeFile("registers.map", pageSize);
-    OwnFolder::makeFile("registers.seek", 4);
-    auto mapped = m_files.connect("map.32");
+    auto mapped = m_server.connect("map.32");
     for (const auto type : {Type::EnableInterrupt, Type::DisableInterrupt, Type::GetInterruptType}) {
-        expectRefusal(mapped, Request(type, "map.32"), "the device reported a failure");
+        expectRefusal(mapped, Request(type, "map.32"), failed);
     }
     EXPECT_TRUE(mapped.succeeds(Request(Type::WaitForInterrupt, "map.32")));
-    auto seekable = m_files.connect("seek.32");
-    expectRefusal(seekable, readOf(Type::Read32, "seek.32", 4), "the device reported a failure");
-}
-
-TEST_F(RequestsToFiles, FailAsAnAllowedIoctlDoes) {
-    Policy policy;
-    policy.ioctls = {0xEE00};
-    Server server(policy);
-    OwnFolder::makeFile("registers.seek", 4);
-    auto connection = server.connect("seek.32");
-    Request request = requestOf(Type::Ioctl, "seek.32", 0, {7});
-    request.setCommand(0xEE00);
-    expectRefusal(connection, request, "the device reported a failure");
+    auto seekable = m_server.connect("seek.32");
+    expectRefusals(seekable, {readOf("seek.32", 16), ioctlOf("seek.32", 0xEE00)}, failed);
 }
 
 TEST_F(RequestsToFiles, RaiseNoInterruptsOfRealDevices) {
-    OwnFolder::makeFile("registers.map", pageSize);
-    auto connection = m_files.connect("map.32");
-    expectRefusal(connection, Request(Type::Debug, "map.32"), "only a simulated interrupt can be raised");
+    auto connection = m_server.connect("map.32");
+    expectRefusal(connection, raiseOf("map.32"), notSimulated);
 }
 
 } // namespace

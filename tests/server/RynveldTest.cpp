@@ -1,13 +1,13 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -17,6 +17,8 @@
 
 #include "ComesAbout.h"
 #include "LeasedFile.h"
+#include "LocalSocket.h"
+#include "MessageBytes.h"
 #include "OpenCounter.h"
 #include "OwnFolder.h"
 #include "RecordClient.h"
@@ -25,31 +27,52 @@
 namespace RynvelTest {
 namespace {
 
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Type = RequestData::Type;
 using Launch = RynveldProcess::Launch;
-using Values = std::vector<std::uint32_t>;
+using namespace std::chrono_literals;
 
-const Arguments simulated = {"--simulate"};
+/** A server, and the clients that connect to it. */
+class Server : public RynveldProcess {
+public:
+    using RynveldProcess::RynveldProcess;
 
-Arguments simulatedWith(Arguments arguments) {
-    arguments.emplace_back("--simulate");
-    return arguments;
-}
+    RecordClient connect() const { return RecordClient(port()); }
+    /** A client that has opened the device. */
+    RecordClient connect(const std::string& name) const { return {port(), name}; }
+    /** A client that has opened the device and is armed for its interrupts. */
+    RecordClient connectArmed(const std::string& name) const {
+        RecordClient client = connect();
+        client.arm(name);
+        return client;
+    }
+    bool serves(const std::string& name = "uio.32") const { return connect().succeeds(Request(Type::Open, name)); }
+    bool turnsAway() const { return connect().isEnded(); }
+};
 
-/** Whether the server answers a new client. */
-bool serves(const RynveldProcess& server, const std::string& name = "uio.32") {
-    return RecordClient(server.port()).succeeds(Request(Type::Open, name));
+class SimulatingServer : public Server {
+public:
+    explicit SimulatingServer(Arguments arguments = {}, const Launch& launch = {})
+        : Server(simulatedWith(std::move(arguments)), launch) {}
+
+private:
+    static Arguments simulatedWith(Arguments arguments) {
+        arguments.emplace_back("--simulate");
+        return arguments;
+    }
+};
+
+Launch tracing(const std::string& levels) {
+    Launch launch;
+    launch.traces = levels;
+    return launch;
 }
 
 /** The port of this end of a socket. */
-std::string portOf(int socket) {
+std::uint16_t portOf(int socket) {
     sockaddr_in6 address{};
     socklen_t size = sizeof(address);
     EXPECT_EQ(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
     // The port is at the same place in the addresses of both families.
-    return std::to_string(ntohs(address.sin6_port));
+    return ntohs(address.sin6_port);
 }
 
 /** A socket that listens on this machine, on a port of the system's choice. */
@@ -63,8 +86,8 @@ public:
     ~Listener() { ::close(m_socket); }
 
     int descriptor() const { return m_socket; }
-
-    std::string port() const { return portOf(m_socket); }
+    std::uint16_t port() const { return portOf(m_socket); }
+    std::string portText() const { return std::to_string(port()); }
 
 private:
     const int m_socket;
@@ -74,6 +97,13 @@ std::size_t linesIn(const std::string& text) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
+void expectEnding(const Arguments& arguments, int status, const std::string& output, const std::string& error) {
+    const auto ended = runRynveld(arguments);
+    EXPECT_EQ(ended.status, status);
+    EXPECT_EQ(ended.output, output);
+    EXPECT_EQ(ended.error, error);
+}
+
 TEST(RynveldCommandLine, PrintsItsHelp) {
     const auto ended = runRynveld({"--help"});
     EXPECT_EQ(ended.status, 0);
@@ -81,12 +111,7 @@ TEST(RynveldCommandLine, PrintsItsHelp) {
     EXPECT_EQ(ended.error, "");
 }
 
-TEST(RynveldCommandLine, PrintsItsVersion) {
-    const auto ended = runRynveld({"--version"});
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_EQ(ended.output, "rynveld " RYNVEL_VERSION "\n");
-    EXPECT_EQ(ended.error, "");
-}
+TEST(RynveldCommandLine, PrintsItsVersion) { expectEnding({"--version"}, 0, "rynveld " RYNVEL_VERSION "\n", ""); }
 
 TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
     for (const auto& wrong : {Arguments{"--nothing"}, Arguments{"extra"}, Arguments{"--listen", "nowhere"},
@@ -101,22 +126,19 @@ TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
 
 TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
     const Listener listener;
-    const auto ended = runRynveld({"--listen", "127.0.0.1:" + listener.port()});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.output, "");
-    EXPECT_EQ(ended.error, "rynveld: 127.0.0.1:" + listener.port() + ": cannot listen: Address already in use\n");
+    const std::string address = "127.0.0.1:" + listener.portText();
+    expectEnding({"--listen", address}, 1, "", "rynveld: cannot listen on " + address + ": Address already in use\n");
 }
 
 TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {
-    const auto ended = runRynveld({"--listen", "192.0.2.1:0"});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.error, "rynveld: 192.0.2.1:0: cannot listen: Cannot assign requested address\n");
+    expectEnding({"--listen", "192.0.2.1:0"}, 1, "",
+                 "rynveld: 192.0.2.1:0: cannot listen: Cannot assign requested address\n");
 }
 
 TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
     Launch board;
     board.devices = RynveldProcess::Devices::Board;
-    const RynveldProcess simulating(simulated, board);
+    const SimulatingServer simulating({}, board);
     EXPECT_EQ(simulating.banner(), "rynveld: listening on 127.0.0.1:" + std::to_string(simulating.port()) +
                                        ", serving 30 simulated devices");
     const RynveldProcess serving({"--device", "rtc0", "--device", "i2c"}, board);
@@ -126,23 +148,20 @@ TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
 
 TEST(Rynveld, EndsWithStatus0WhenItIsToldTo) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        RynveldProcess server(simulated);
-        server.end(signal);
+        SimulatingServer().end(signal);
     }
 }
 
 TEST(Rynveld, EndsWhateverItsClientsAreAbout) {
-    RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}));
-    const RecordClient idle(server.port());
-    const RecordClient half(server.port());
+    SimulatingServer server({"--interrupt-every", "uio.32=1ms"});
+    const RecordClient idle = server.connect();
+    const RecordClient half = server.connect();
     EXPECT_TRUE(half.send(Request(Type::Open, "uio.32").toBuffer(), 300));
-    const RecordClient armed(server.port());
-    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
-    const RecordClient stalled(server.port());
+    const RecordClient armed = server.connectArmed("uio.32");
+    const RecordClient stalled = server.connect();
     const std::vector<char> requests(std::size_t{660} * 1000);
     ::send(stalled.socket(), requests.data(), requests.size(), MSG_DONTWAIT);
-    EXPECT_TRUE(serves(server));
+    EXPECT_TRUE(server.serves());
     server.end();
     EXPECT_TRUE(idle.isEnded());
     EXPECT_TRUE(half.isEnded());
@@ -150,7 +169,7 @@ TEST(Rynveld, EndsWhateverItsClientsAreAbout) {
 
 TEST(Rynveld, EndsWhileClientsCome) {
     for (unsigned int round = 0; round < 10; ++round) {
-        RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}));
+        SimulatingServer server({"--interrupt-every", "uio.32=1ms"});
         std::vector<RecordClient> clients;
         for (unsigned int i = 0; i < 50; ++i) {
             clients.emplace_back(server.port());
@@ -160,85 +179,53 @@ TEST(Rynveld, EndsWhileClientsCome) {
 }
 
 TEST(Rynveld, IgnoresOtherSignals) {
-    const RynveldProcess server(simulated);
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    const SimulatingServer server;
+    const RecordClient client = server.connect("uio.32");
     for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR1, SIGHUP, SIGBUS}) {
         EXPECT_EQ(::kill(server.pid(), signal), 0);
-        EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+        EXPECT_EQ(client.values(readOf("uio.32", 0)), Values{0});
     }
-}
-
-/** A server whose standard error takes no more, and that has much to say. */
-Launch unheard() {
-    Launch launch;
-    launch.traces = "*=7";
-    launch.isRead = false;
-    return launch;
 }
 
 TEST(Rynveld, ServesAndEndsWhileItsStandardErrorIsBlocked) {
-    RynveldProcess server(simulated, unheard());
+    Launch unheard = tracing("*=7");
+    unheard.isRead = false;
+    SimulatingServer server({}, unheard);
     server.fillStandardError();
-    const RecordClient client(server.port());
+    const RecordClient client = server.connect();
     EXPECT_TRUE(client.isRefused(Request(Type::Open, "nothing")));
     EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(serves(server));
+    EXPECT_TRUE(server.serves());
     server.end();
 }
 
-TEST(Rynveld, TurnsClientsOfOtherNetworksAway) {
-    const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8", "--allow", "127.0.0.2"}));
-    EXPECT_TRUE(RecordClient(server.port()).isEnded());
-}
-
-TEST(Rynveld, ServesClientsOfItsNetworks) {
-    const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/24"}));
-    EXPECT_TRUE(serves(server));
+TEST(Rynveld, ServesOnlyClientsOfItsNetworks) {
+    EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.2"}).turnsAway());
+    EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/24"}).serves());
 }
 
 TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
-    const RynveldProcess server(simulatedWith({"--max-connections", "2", "--max-connections-per-host", "2"}));
-    const RecordClient one(server.port());
-    EXPECT_TRUE(one.succeeds(Request(Type::Open, "uio.32")));
+    const SimulatingServer server({"--max-connections", "2", "--max-connections-per-host", "2"});
+    const RecordClient one = server.connect("uio.32");
     {
-        const RecordClient other(server.port());
-        EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
-        EXPECT_TRUE(RecordClient(server.port()).isEnded());
+        const RecordClient other = server.connect("uio.32");
+        EXPECT_TRUE(server.turnsAway());
     }
     // The server learns in its own time that a client has gone.
-    EXPECT_TRUE(comesAbout([&] { return serves(server); }));
+    EXPECT_TRUE(comesAbout([&] { return server.serves(); }));
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
-}
-
-/** A client of this machine with another address of it. */
-RecordClient connectFrom(const char* address, std::uint16_t port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in own{};
-    own.sin_family = AF_INET;
-    EXPECT_EQ(::inet_pton(AF_INET, address, &own.sin_addr), 1);
-    EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
-    sockaddr_in server{};
-    server.sin_family = AF_INET;
-    server.sin_port = htons(port);
-    server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&server), sizeof(server)), 0);
-    return RecordClient::on(socket);
 }
 
 // It waits for a whole period.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
 TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
-    Launch launch;
-    launch.traces = "*=1";
-    RynveldProcess server(simulatedWith({"--max-connections", "1"}), launch);
-    const RecordClient first(server.port());
-    EXPECT_TRUE(first.succeeds(Request(Type::Open, "uio.32")));
+    SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
+    const RecordClient first = server.connect("uio.32");
     for (unsigned int i = 0; i < 25; ++i) {
-        EXPECT_TRUE(RecordClient(server.port()).isEnded());
+        EXPECT_TRUE(server.turnsAway());
     }
-    std::this_thread::sleep_for(std::chrono::seconds(13));
-    EXPECT_TRUE(RecordClient(server.port()).isEnded());
+    std::this_thread::sleep_for(13s);
+    EXPECT_TRUE(server.turnsAway());
     const std::string text = server.endWithText();
     const auto count = text.find("Suppressed lines about 127.0.0.0/8: 5 (connections).\n");
     const auto last = text.rfind(" turned away: the connection limit (1) is reached.\n");
@@ -249,14 +236,11 @@ TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
 #endif
 
 TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
-    const RynveldProcess server(simulatedWith({"--idle-timeout", "200ms"}));
-    const RecordClient client(server.port());
-    const Request request(Type::Open, "uio.32");
-    const auto* const bytes = static_cast<const char*>(request.toBuffer());
-    std::size_t sent = 0;
-    while (sent < request.getSize() && client.send(bytes + sent, 1)) {
-        ++sent;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const SimulatingServer server({"--idle-timeout", "200ms"});
+    const RecordClient client = server.connect();
+    const auto bytes = bytesOf(Request(Type::Open, "uio.32"));
+    for (std::size_t sent = 0; sent < bytes.size() && client.send(&bytes[sent], 1); ++sent) {
+        std::this_thread::sleep_for(1ms);
     }
     EXPECT_TRUE(client.isEnded());
 }
@@ -267,74 +251,63 @@ TEST(Rynveld, ServesOnWhenItHasRunOutOfDescriptors) {
     Launch launch;
     constexpr std::size_t limit = 40;
     launch.preparation = "ulimit -n " + std::to_string(limit) + "; ";
-    const RynveldProcess server(simulated, launch);
-    const RecordClient first(server.port());
-    EXPECT_TRUE(first.succeeds(Request(Type::Open, "uio.32")));
+    const SimulatingServer server({}, launch);
+    const RecordClient first = server.connect("uio.32");
     {
         std::vector<RecordClient> clients;
         for (unsigned int i = 0; i < 60; ++i) {
             clients.emplace_back(server.port());
         }
         EXPECT_TRUE(comesAbout([&] { return server.descriptors() >= limit; }));
-        EXPECT_EQ(valuesOf(first.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+        EXPECT_EQ(first.values(readOf("uio.32", 0)), Values{0});
         EXPECT_TRUE(first.isRefused(Request(Type::Open, "uio.16")));
-        EXPECT_EQ(valuesOf(first.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+        EXPECT_EQ(first.values(readOf("uio.32", 0)), Values{0});
     }
-    EXPECT_TRUE(serves(server));
+    EXPECT_TRUE(server.serves());
 }
 #endif
 
 TEST(Rynveld, EndsConnectionsThatAreIdleButNotArmedOnes) {
-    const RynveldProcess server(simulatedWith({"--idle-timeout", "300ms"}));
-    const RecordClient armed(server.port());
-    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    const SimulatingServer server({"--idle-timeout", "300ms"});
+    const RecordClient armed = server.connectArmed("uio.32");
     for (unsigned int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(RecordClient(server.port()).isEnded());
+        EXPECT_TRUE(server.turnsAway());
     }
-    const RecordClient other(server.port());
-    EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {7})));
+    const RecordClient other = server.connect("uio.32");
+    EXPECT_TRUE(other.succeeds(raiseOf("uio.32", {7})));
     EXPECT_EQ(armed.interrupt(), 7U);
 }
 
 TEST(Rynveld, ServesTheChosenDevicesOnly) {
-    const RynveldProcess server(simulatedWith({"--device", "uio.16", "--device", "seek.8"}));
-    EXPECT_TRUE(serves(server, "uio.16"));
-    EXPECT_TRUE(serves(server, "seek.8"));
-    EXPECT_FALSE(serves(server, "uio.32"));
+    const SimulatingServer server({"--device", "uio.16", "--device", "seek.8"});
+    EXPECT_TRUE(server.serves("uio.16"));
+    EXPECT_TRUE(server.serves("seek.8"));
+    EXPECT_FALSE(server.serves("uio.32"));
 }
 
-TEST(Rynveld, ServesNoDevicesOfOtherServers) {
-    const RynveldProcess server(simulated);
-    EXPECT_FALSE(serves(server, "far"));
-}
+TEST(Rynveld, ServesNoDevicesOfOtherServers) { EXPECT_FALSE(SimulatingServer().serves("far")); }
 
 TEST(Rynveld, ChangesNothingWhenItIsReadOnly) {
-    const RynveldProcess server(simulatedWith({"--read-only"}));
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(client.isRefused(requestOf(Type::Write32, "uio.32", 0, {7})));
-    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 0))), Values{0});
+    const SimulatingServer server({"--read-only"});
+    const RecordClient client = server.connect("uio.32");
+    EXPECT_TRUE(client.isRefused(writeOf("uio.32", 0, {7})));
+    EXPECT_EQ(client.values(readOf("uio.32", 0)), Values{0});
 }
 
 TEST(Rynveld, PassesOnlyAllowedIoctlCommandsOn) {
-    const RynveldProcess server(simulatedWith({"--allow-ioctl", "0xEE00"}));
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    const SimulatingServer server({"--allow-ioctl", "0xEE00"});
+    const RecordClient client = server.connect("uio.32");
     Request request(Type::Ioctl, "uio.32");
     request.setCommand(0xEE00);
-    EXPECT_EQ(valuesOf(client.exchange(request)), Values{0});
+    EXPECT_EQ(client.values(request), Values{0});
     request.setCommand(0xEE01);
     EXPECT_TRUE(client.isRefused(request));
 }
 
 TEST(Rynveld, RaisesInterruptsAgainAndAgain) {
-    const RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms", "--interrupt-every", "uio.16=2ms"}));
+    const SimulatingServer server({"--interrupt-every", "uio.32=1ms", "--interrupt-every", "uio.16=2ms"});
     for (const char* name : {"uio.16", "uio.32"}) {
-        const RecordClient client(server.port());
-        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
-        EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, name)));
+        const RecordClient client = server.connectArmed(name);
         std::uint32_t last = client.interrupt();
         for (unsigned int i = 0; i < 10; ++i) {
             const std::uint32_t word = client.interrupt();
@@ -352,42 +325,39 @@ constexpr std::uint32_t arming = 1000;
 #endif
 
 /** Lets a client of its own make a request for the device. */
-void tell(const RynveldProcess& server, const Request& request) {
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, request.getDeviceName())));
-    EXPECT_TRUE(client.succeeds(request));
+void tell(const Server& server, const Request& request) {
+    EXPECT_TRUE(server.connect(request.getDeviceName()).succeeds(request));
 }
 
 TEST(Rynveld, HasArmedAConnectionWhenItsAnswerBegins) {
-    const RynveldProcess server(simulatedWith({"--fault", "split=20ms:3"}));
-    constexpr std::size_t half = 260;
-    std::array<char, half> piece{};
+    const SimulatingServer server({"--fault", "split=20ms:3"});
     for (unsigned int round = 0; round < 20; ++round) {
-        const RecordClient armed(server.port());
-        EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
-        EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
+        const RecordClient armed = server.connect("uio.32");
+        armed.open("uio.32");
         EXPECT_TRUE(armed.send(Request(Type::WaitForInterrupt, "uio.32")));
-        ASSERT_EQ(::recv(armed.socket(), piece.data(), half, MSG_WAITALL), static_cast<ssize_t>(half));
+        const auto receiveHalf = [&] {
+            std::array<char, 260> half{};
+            return ::recv(armed.socket(), half.data(), half.size(), MSG_WAITALL) == static_cast<ssize_t>(half.size());
+        };
+        ASSERT_TRUE(receiveHalf());
         tell(server, Request(Type::DisableInterrupt, "uio.32"));
-        tell(server, requestOf(Type::Debug, "uio.32", 0, {7}));
-        ASSERT_EQ(::recv(armed.socket(), piece.data(), half, MSG_WAITALL), static_cast<ssize_t>(half));
+        tell(server, raiseOf("uio.32", {7}));
+        ASSERT_TRUE(receiveHalf());
         // The arming has not enabled what was disabled: the second takes the place of the first.
-        tell(server, requestOf(Type::Debug, "uio.32", 0, {8}));
+        tell(server, raiseOf("uio.32", {8}));
         tell(server, Request(Type::EnableInterrupt, "uio.32"));
         ASSERT_EQ(armed.interrupt(), 8U);
     }
 }
 
 TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
-    const RynveldProcess server(simulated);
-    const RecordClient armed(server.port());
-    const RecordClient other(server.port());
-    EXPECT_TRUE(armed.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
+    const SimulatingServer server;
+    const RecordClient armed = server.connect("uio.32");
+    const RecordClient other = server.connect("uio.32");
     for (std::uint32_t round = 1; round <= arming; ++round) {
         ASSERT_TRUE(armed.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
         ASSERT_TRUE(other.succeeds(Request(Type::DisableInterrupt, "uio.32")));
-        ASSERT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        ASSERT_TRUE(other.succeeds(raiseOf("uio.32", {round})));
         ASSERT_TRUE(armed.succeeds(Request(Type::Open, "uio.32"))) << "an interrupt came in round " << round;
         // The pending interrupt is received, so that the next round begins as this one.
         ASSERT_TRUE(other.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
@@ -397,17 +367,13 @@ TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
 }
 
 TEST(Rynveld, ReportsEveryInterruptThatIsRaisedAfterTheAnswerToTheWait) {
-    const RynveldProcess server(simulated);
-    const RecordClient first(server.port());
-    const RecordClient second(server.port());
-    const RecordClient other(server.port());
-    for (const auto* client : {&first, &second, &other}) {
-        EXPECT_TRUE(client->succeeds(Request(Type::Open, "uio.32")));
-    }
-    EXPECT_TRUE(first.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
+    const SimulatingServer server;
+    const RecordClient second = server.connect("uio.32");
+    const RecordClient other = server.connect("uio.32");
+    const RecordClient first = server.connectArmed("uio.32");
     for (std::uint32_t round = 1; round <= arming; ++round) {
         ASSERT_TRUE(second.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
-        ASSERT_TRUE(other.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        ASSERT_TRUE(other.succeeds(raiseOf("uio.32", {round})));
         ASSERT_EQ(second.interrupt(), round);
         ASSERT_EQ(first.interrupt(), round);
         ASSERT_TRUE(other.succeeds(Request(Type::EnableInterrupt, "uio.32")));
@@ -416,7 +382,7 @@ TEST(Rynveld, ReportsEveryInterruptThatIsRaisedAfterTheAnswerToTheWait) {
 }
 
 TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
-    const RynveldProcess server(simulatedWith({"--max-connections", "1"}));
+    const SimulatingServer server({"--max-connections", "1"});
     for (unsigned int i = 0; i < 10; ++i) {
         std::unique_ptr<RecordClient> client;
         ASSERT_TRUE(comesAbout([&] {
@@ -427,111 +393,97 @@ TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
     }
 }
 
-TEST(Rynveld, ServesTheDevicesOfThisMachine) {
-    const OwnFolder folder;
-    const RynveldProcess server({});
-    EXPECT_FALSE(serves(server, "missing"));
-    EXPECT_FALSE(serves(server, "uio.32"));
-    EXPECT_FALSE(serves(server, "map.32"));
+/** A server of the devices of this machine, which are files in the working folder. */
+class RynveldOnFiles : public testing::Test {
+protected:
+    RynveldOnFiles() {
+        OwnFolder::makeFile("registers.map", 4096);
+        OwnFolder::makeFile("registers.seek", 16);
+    }
+
+    const OwnFolder m_folder;
+    Server m_server{Arguments{}};
+};
+
+TEST_F(RynveldOnFiles, ServesTheDevicesOfThisMachine) {
+    std::filesystem::remove("registers.map");
+    EXPECT_FALSE(m_server.serves("missing"));
+    EXPECT_FALSE(m_server.serves("uio.32"));
+    EXPECT_FALSE(m_server.serves("map.32"));
     OwnFolder::makeFile("registers.map", 4096);
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
-    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, "map.32", 1, {0x11223344})));
-    EXPECT_TRUE(client.isRefused(readOf(Type::Read32, "map.32", 1024)));
+    const RecordClient client = m_server.connect("map.32");
+    EXPECT_TRUE(client.succeeds(writeOf("map.32", 1, {0x11223344})));
+    EXPECT_TRUE(client.isRefused(readOf("map.32", 1024)));
     std::ifstream file("registers.map", std::ios::binary);
     std::array<std::uint32_t, 2> registers{};
     file.read(reinterpret_cast<char*>(registers.data()), sizeof(registers));
     EXPECT_EQ(registers[1], 0x11223344U);
 }
 
-TEST(Rynveld, OpensADeviceFileOnceForAClient) {
-    const OwnFolder folder;
-    const RynveldProcess server({});
+TEST_F(RynveldOnFiles, OpensADeviceFileOnceForAClient) {
     for (const auto& [name, path] : {std::pair{"map.32", "registers.map"}, std::pair{"seek.8", "registers.seek"}}) {
-        OwnFolder::makeFile(path, 4096);
         const OpenCounter counter(path);
-        const RecordClient client(server.port());
-        EXPECT_TRUE(client.succeeds(Request(Type::Open, name)));
+        const RecordClient client = m_server.connect(name);
         EXPECT_EQ(counter.next(), 1U) << name;
     }
 }
 
-/** A client whose Open is under way, for as long as the file of its device is held. */
+/** A client whose opening of map.32 is under way, for as long as its file is held. */
 class OpeningClient {
 public:
-    OpeningClient(const RynveldProcess& server, const std::string& name, const std::string& path)
-        : m_file(path), m_client(server.port()) {
-        EXPECT_TRUE(m_client.send(Request(Type::Open, name)));
+    explicit OpeningClient(const Server& server) : m_client(server.connect()) {
+        EXPECT_TRUE(m_client.send(Request(Type::Open, "map.32")));
         EXPECT_TRUE(comesAbout([this] { return m_file.isAwaited(); }));
     }
 
-    bool isWaiting() const {
-        char byte = 0;
-        return ::recv(m_client.socket(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK) < 0;
-    }
-    std::string port() const { return portOf(m_client.socket()); }
+    bool isWaiting() const { return m_client.hasNothing(); }
+    std::string port() const { return std::to_string(portOf(m_client.socket())); }
     void release() const { m_file.release(); }
     bool opensWhenReleased() const {
         release();
-        Rynvel::Response response;
+        Response response;
         return m_client.receive(response) && response.isSuccessful();
     }
 
 private:
-    const LeasedFile m_file;
+    const LeasedFile m_file{"registers.map"};
     const RecordClient m_client;
 };
 
-TEST(Rynveld, OpensADeviceWhileTheOpeningOfAnotherTakesLong) {
-    const OwnFolder folder;
-    OwnFolder::makeFile("registers.map", 4096);
-    OwnFolder::makeFile("registers.seek", 16);
-    const RynveldProcess server({});
-    const OpeningClient slow(server, "map.32", "registers.map");
-    EXPECT_TRUE(serves(server, "seek.8"));
+TEST_F(RynveldOnFiles, OpensADeviceWhileTheOpeningOfAnotherTakesLong) {
+    const OpeningClient slow(m_server);
+    EXPECT_TRUE(m_server.serves("seek.8"));
     EXPECT_TRUE(slow.isWaiting());
     EXPECT_TRUE(slow.opensWhenReleased());
 }
 
-TEST(Rynveld, EndsWhileADeviceBlocks) {
-    const OwnFolder folder;
-    OwnFolder::makeFile("registers.map", 4096);
-    RynveldProcess server({});
-    const OpeningClient slow(server, "map.32", "registers.map");
+TEST_F(RynveldOnFiles, EndsWhileADeviceBlocks) {
+    const OpeningClient slow(m_server);
     const auto begin = std::chrono::steady_clock::now();
-    server.end();
+    m_server.end();
     // The system would hold it for 45 s.
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
 }
 
-TEST(Rynveld, SurvivesBusErrorsOfManyClients) {
-    const OwnFolder folder;
+TEST_F(RynveldOnFiles, SurvivesBusErrorsOfManyClients) {
     OwnFolder::makeFile("registers.map", 0);
-    const RynveldProcess server({});
     // The signal of a bus error, but of none.
-    EXPECT_EQ(::kill(server.pid(), SIGBUS), 0);
+    EXPECT_EQ(::kill(m_server.pid(), SIGBUS), 0);
     for (unsigned int i = 0; i < 20; ++i) {
-        const RecordClient client(server.port());
-        EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
-        EXPECT_TRUE(client.isRefused(readOf(Type::Read32, "map.32", i)));
+        EXPECT_TRUE(m_server.connect("map.32").isRefused(readOf("map.32", i)));
     }
     OwnFolder::makeFile("registers.map", 4096);
-    const RecordClient client(server.port());
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "map.32")));
-    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "map.32", 0))), Values{0});
+    EXPECT_EQ(m_server.connect("map.32").values(readOf("map.32", 0)), Values{0});
 }
 
-TEST(Rynveld, NamesTheClientOfAnOperationThatItCannotInterrupt) {
-    const OwnFolder folder;
-    OwnFolder::makeFile("registers.map", 4096);
-    Launch launch;
-    launch.traces = "*=1";
+TEST_F(RynveldOnFiles, NamesTheClientOfAnOperationThatItCannotInterrupt) {
+    Launch launch = tracing("*=1");
     // The signal that interrupts operations does not arrive.
     launch.preparation = R"(set -- env --block-signal=USR1 "$@"; )";
-    RynveldProcess server({}, launch);
-    const OpeningClient slow(server, "map.32", "registers.map");
+    Server server({}, launch);
+    const OpeningClient slow(server);
     auto ending = std::async(std::launch::async, [&] { return server.endWithText(); });
-    EXPECT_EQ(ending.wait_for(std::chrono::seconds(2)), std::future_status::timeout);
+    EXPECT_EQ(ending.wait_for(2s), std::future_status::timeout);
     slow.release();
     const std::string text = ending.get();
     EXPECT_NE(text.find("Shutdown waits for client 127.0.0.1:" + slow.port() +
@@ -550,101 +502,85 @@ Launch activatedOn(const std::vector<int>& sockets) {
 }
 
 /** A local socket that listens, with a name in the abstract name space. */
-class LocalListener {
+class LocalListener : public LocalSocket {
 public:
-    LocalListener() {
-        const std::string name = this->name();
-        m_address.sun_family = AF_UNIX;
-        name.copy(m_address.sun_path, name.size());
-        m_address.sun_path[0] = '\0';
-        m_size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-        EXPECT_EQ(::bind(m_socket, address(), m_size), 0);
-        EXPECT_EQ(::listen(m_socket, 100), 0);
-    }
-    LocalListener(const LocalListener&) = delete;
-    LocalListener& operator=(const LocalListener&) = delete;
-    ~LocalListener() { ::close(m_socket); }
+    LocalListener() : LocalSocket(SOCK_STREAM) { EXPECT_EQ(::listen(descriptor(), 100), 0); }
 
-    int descriptor() const { return m_socket; }
-    std::string name() const { return "@rynveld socket " + std::to_string(::getpid()); }
-
-    RecordClient connect() const {
-        const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(::connect(client, address(), m_size), 0);
-        return RecordClient::on(client);
-    }
-
-private:
-    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&m_address); }
-
-    const int m_socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un m_address{};
-    socklen_t m_size = 0;
+    RecordClient connect() const { return RecordClient::on(LocalSocket::connect(SOCK_STREAM)); }
 };
-
-template <typename Socket>
-Launch activatedOn(const Socket& listener) {
-    return activatedOn(std::vector<int>{listener.descriptor()});
-}
 
 TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
     const Listener listener;
-    const RynveldProcess server(simulated, activatedOn(listener));
-    EXPECT_EQ(std::to_string(server.port()), listener.port());
-    EXPECT_TRUE(serves(server));
+    const SimulatingServer server({}, activatedOn({listener.descriptor()}));
+    EXPECT_EQ(server.port(), listener.port());
+    EXPECT_TRUE(server.serves());
 }
 
 TEST(RynveldService, TakesAllSocketsThatItIsStartedFor) {
     const Listener one;
     const Listener other;
     const LocalListener local;
-    const RynveldProcess server(
-        simulatedWith({"--allow", "127.0.0.0/8"}),
-        activatedOn(std::vector<int>{one.descriptor(), other.descriptor(), local.descriptor()}));
-    EXPECT_NE(server.banner().find(" 0.0.0.0:" + one.port() + ", 0.0.0.0:" + other.port() + ", " + local.name() + ","),
+    const SimulatingServer server({"--allow", "127.0.0.0/8"},
+                                  activatedOn({one.descriptor(), other.descriptor(), local.descriptor()}));
+    EXPECT_NE(server.banner().find(" 0.0.0.0:" + one.portText() + ", 0.0.0.0:" + other.portText() + ", " +
+                                   local.name() + ","),
               std::string::npos)
         << server.banner();
-    for (const auto* listener : {&one, &other}) {
-        const RecordClient client(static_cast<std::uint16_t>(std::stoul(listener->port())));
-        EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    for (const auto& client : {RecordClient(one.port()), RecordClient(other.port()), local.connect()}) {
+        client.open("uio.32");
     }
-    EXPECT_TRUE(local.connect().succeeds(Request(Type::Open, "uio.32")));
 }
 
 TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
     const LocalListener local;
-    const RynveldProcess server(simulatedWith({"--interrupt-every", "uio.32=1ms"}), activatedOn(local));
+    const SimulatingServer server({"--interrupt-every", "uio.32=1ms"}, activatedOn({local.descriptor()}));
     const RecordClient client = local.connect();
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(client.succeeds(requestOf(Type::Write32, "uio.32", 5, {7})));
-    EXPECT_EQ(valuesOf(client.exchange(readOf(Type::Read32, "uio.32", 5))), Values{7});
+    client.open("uio.32");
+    EXPECT_TRUE(client.succeeds(writeOf("uio.32", 5, {7})));
+    EXPECT_EQ(client.values(readOf("uio.32", 5)), Values{7});
     EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
     EXPECT_NE(client.interrupt(), UINT32_MAX);
 }
 
-/** A client of this machine by its address of IPv6. */
-RecordClient connectByIpv6(std::uint16_t port) {
-    const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in6 server{};
-    server.sin6_family = AF_INET6;
-    server.sin6_port = htons(port);
-    server.sin6_addr = in6addr_loopback;
+/** Connects from one address of this machine to another. */
+template <typename Address>
+RecordClient connect(const Address& own, const Address& server) {
+    const auto* const addresses = reinterpret_cast<const sockaddr*>(&own);
+    const int socket = ::socket(addresses->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(::bind(socket, addresses, sizeof(own)), 0);
     EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&server), sizeof(server)), 0);
     return RecordClient::on(socket);
+}
+
+/** Returns an address in 127.0.0.0/8 by its last number. */
+sockaddr_in loopback(std::uint32_t number, std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + number);
+    return address;
+}
+
+sockaddr_in6 loopbackV6(std::uint16_t port) {
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_port = htons(port);
+    address.sin6_addr = in6addr_loopback;
+    return address;
 }
 
 TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
     const Listener listener(AF_INET6);
     const LocalListener local;
-    Launch launch = activatedOn(std::vector<int>{listener.descriptor(), local.descriptor()});
+    Launch launch = activatedOn({listener.descriptor(), local.descriptor()});
     launch.traces = "*=1";
-    RynveldProcess server(simulatedWith({"--max-connections", "8"}), launch);
-    const auto port = static_cast<std::uint16_t>(std::stoul(listener.port()));
+    SimulatingServer server({"--max-connections", "8"}, launch);
+    const std::uint16_t port = listener.port();
     std::vector<RecordClient> clients;
     const auto fill = [&clients](const auto& connect) {
         for (unsigned int i = 0; i < 2; ++i) {
             clients.push_back(connect());
-            EXPECT_TRUE(clients.back().succeeds(Request(Type::Open, "uio.32")));
+            clients.back().open("uio.32");
         }
         for (unsigned int i = 0; i < 100; ++i) {
             EXPECT_TRUE(connect().isEnded());
@@ -652,8 +588,8 @@ TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
     };
     // A host has as many addresses of these networks as it likes.
     unsigned int last = 1;
-    fill([&] { return connectFrom(("127.0.0." + std::to_string(++last)).c_str(), port); });
-    fill([port] { return connectByIpv6(port); });
+    fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
+    fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });
     fill([&local] { return local.connect(); });
     const std::string text = server.endWithText();
     EXPECT_NE(text.find(" turned away: its host has reached the connection limit (2)."), std::string::npos) << text;
@@ -667,40 +603,28 @@ TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
 
 TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {
     const Listener listener(AF_INET6);
-    const auto port = static_cast<std::uint16_t>(std::stoul(listener.port()));
+    const auto activated = activatedOn({listener.descriptor()});
     {
-        const RynveldProcess server(simulatedWith({"--allow", "127.0.0.0/8"}), activatedOn(listener));
-        EXPECT_TRUE(RecordClient(port).succeeds(Request(Type::Open, "uio.32")));
+        const SimulatingServer server({"--allow", "127.0.0.0/8"}, activated);
+        RecordClient(listener.port()).open("uio.32");
     }
-    const RynveldProcess server(simulatedWith({"--allow", "10.0.0.0/8"}), activatedOn(listener));
-    EXPECT_NE(server.banner().find(" [::]:" + listener.port() + ','), std::string::npos) << server.banner();
-    EXPECT_TRUE(RecordClient(port).isEnded());
-    EXPECT_TRUE(RecordClient(port).isEnded());
+    const SimulatingServer server({"--allow", "10.0.0.0/8"}, activated);
+    EXPECT_NE(server.banner().find(" [::]:" + listener.portText() + ','), std::string::npos) << server.banner();
+    EXPECT_TRUE(RecordClient(listener.port()).isEnded());
+    EXPECT_TRUE(RecordClient(listener.port()).isEnded());
 }
 
 TEST(RynveldService, SaysWhenItIsReadyAndWhenItStops) {
-    const int manager = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const std::string name = "rynveld test " + std::to_string(::getpid());
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    name.copy(address.sun_path + 1, name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    ASSERT_EQ(::bind(manager, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    const auto received = [manager](int flags) {
-        std::array<char, 100> text{};
-        const ssize_t length = ::recv(manager, text.data(), text.size(), flags);
-        return length < 0 ? "nothing" : std::string(text.data(), static_cast<std::size_t>(length));
-    };
+    const LocalSocket manager(SOCK_DGRAM);
     Launch launch;
-    launch.preparation = "export NOTIFY_SOCKET='@" + name + "'; ";
-    RynveldProcess server(simulated, launch);
-    EXPECT_EQ(received(0), "READY=1");
-    EXPECT_TRUE(serves(server));
-    EXPECT_EQ(received(MSG_DONTWAIT), "nothing");
+    launch.preparation = "export NOTIFY_SOCKET='" + manager.name() + "'; ";
+    SimulatingServer server({}, launch);
+    EXPECT_EQ(manager.received(0), "READY=1");
+    EXPECT_TRUE(server.serves());
+    EXPECT_EQ(manager.received(), "nothing");
     server.end();
-    EXPECT_EQ(received(MSG_DONTWAIT), "STOPPING=1");
-    EXPECT_EQ(received(MSG_DONTWAIT), "nothing");
-    ::close(manager);
+    EXPECT_EQ(manager.received(), "STOPPING=1");
+    EXPECT_EQ(manager.received(), "nothing");
 }
 
 } // namespace

@@ -6,8 +6,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstddef>
 #include <stdexcept>
 #include <tuple>
 #include <vector>
@@ -15,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "ChildProcess.h"
+#include "LocalSocket.h"
 #include "OwnFolder.h"
 
 namespace RynvelTest {
@@ -53,9 +52,9 @@ std::string refusal() {
     return "";
 }
 
-void activate(const std::string& pid = std::to_string(::getpid()), const char* descriptors = "1") {
+void activate(const std::string& descriptors, const std::string& pid = std::to_string(::getpid())) {
     ::setenv("LISTEN_PID", pid.c_str(), 1);
-    ::setenv("LISTEN_FDS", descriptors, 1);
+    ::setenv("LISTEN_FDS", descriptors.c_str(), 1);
 }
 
 TEST(ActivationSocketsDeathTest, AreAllThatWerePassed) {
@@ -65,7 +64,7 @@ TEST(ActivationSocketsDeathTest, AreAllThatWerePassed) {
         pass(AF_INET6, SOCK_STREAM, true, passed + 2);
         Sockets expected;
         for (const char* count : {"0", "1", "2", "3"}) {
-            activate(std::to_string(::getpid()), count);
+            activate(count);
             EXPECT_EQ(activationSockets(), expected);
             expected.push_back(passed + static_cast<int>(expected.size()));
         }
@@ -74,21 +73,16 @@ TEST(ActivationSocketsDeathTest, AreAllThatWerePassed) {
     });
 }
 
-TEST(ActivationSocketsDeathTest, AreNoneWhenAnotherProcessIsMeant) {
+TEST(ActivationSocketsDeathTest, AreNoneWhenAnotherProcessIsMeantOrNoneWasPassed) {
     inChildProcess([] {
         pass(AF_INET, SOCK_STREAM, true);
         for (const auto& pid : {std::to_string(::getppid()), std::string(), std::string("x")}) {
-            activate(pid);
+            activate("1", pid);
             EXPECT_EQ(activationSockets(), Sockets{});
         }
         ::unsetenv("LISTEN_PID");
         EXPECT_EQ(activationSockets(), Sockets{});
-    });
-}
-
-TEST(ActivationSocketsDeathTest, AreNoneWhenNoneWasPassed) {
-    inChildProcess([] {
-        activate(std::to_string(::getpid()), "0");
+        activate("0");
         EXPECT_EQ(activationSockets(), Sockets{});
         ::unsetenv("LISTEN_FDS");
         EXPECT_EQ(activationSockets(), Sockets{});
@@ -98,7 +92,7 @@ TEST(ActivationSocketsDeathTest, AreNoneWhenNoneWasPassed) {
 TEST(ActivationSocketsDeathTest, AreANumber) {
     inChildProcess([] {
         for (const std::string count : {"x", "-1", "1 ", "12345"}) {
-            activate(std::to_string(::getpid()), count.c_str());
+            activate(count);
             EXPECT_EQ(refusal(),
                       "LISTEN_FDS: '" + count + "' is not a number of sockets (use at most 4 decimal digits)");
         }
@@ -108,7 +102,7 @@ TEST(ActivationSocketsDeathTest, AreANumber) {
 TEST(ActivationSocketsDeathTest, MustAllListenForStreams) {
     inChildProcess([] {
         pass(AF_INET, SOCK_STREAM, true);
-        activate(std::to_string(::getpid()), "2");
+        activate("2");
         const std::string problem = "descriptor 4: not a listening TCP or local stream socket";
         ::close(passed + 1);
         EXPECT_EQ(refusal(), problem);
@@ -122,35 +116,15 @@ TEST(ActivationSocketsDeathTest, MustAllListenForStreams) {
 }
 
 /** The socket of a service manager, as NOTIFY_SOCKET names it. */
-class NotifySocket {
+class NotifySocket : public LocalSocket {
 public:
-    /** @param name of the socket, whose first character is 0 in the abstract name space. */
-    explicit NotifySocket(const std::string& name) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        name.copy(address.sun_path, sizeof(address.sun_path));
-        if (name[0] == '@') {
-            address.sun_path[0] = '\0';
-        }
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-        EXPECT_EQ(::bind(m_socket, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    explicit NotifySocket(const std::string& name = "@rynveld test " + std::to_string(::getpid()))
+        : LocalSocket(SOCK_DGRAM, name) {
         ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
     }
     NotifySocket(const NotifySocket&) = delete;
     NotifySocket& operator=(const NotifySocket&) = delete;
-    ~NotifySocket() {
-        ::unsetenv("NOTIFY_SOCKET");
-        ::close(m_socket);
-    }
-
-    std::string received() const {
-        std::array<char, 100> text{};
-        const ssize_t size = ::recv(m_socket, text.data(), text.size(), MSG_DONTWAIT);
-        return size < 0 ? "nothing" : std::string(text.data(), static_cast<std::size_t>(size));
-    }
-
-private:
-    const int m_socket = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+    ~NotifySocket() { ::unsetenv("NOTIFY_SOCKET"); }
 };
 
 TEST(ServiceManager, IsNotifiedAtAPath) {
@@ -163,40 +137,28 @@ TEST(ServiceManager, IsNotifiedAtAPath) {
 }
 
 TEST(ServiceManager, IsNotifiedInTheAbstractNameSpace) {
-    const NotifySocket manager("@rynveld test " + std::to_string(::getpid()));
+    const NotifySocket manager;
     notifyServiceManager("STOPPING=1");
     EXPECT_EQ(manager.received(), "STOPPING=1");
 }
 
 TEST(ServiceManager, IsNotNotifiedWhereThereIsNone) {
     const std::string tooLong = "/" + std::string(sizeof(sockaddr_un::sun_path), 'x');
-    for (const std::string& name : {std::string(), std::string("/"), std::string("relative"), tooLong}) {
-        ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
+    for (const char* name : {"", "/", "relative", tooLong.c_str(), "/nowhere/notify"}) {
+        ::setenv("NOTIFY_SOCKET", name, 1);
         EXPECT_NO_THROW(notifyServiceManager("READY=1"));
     }
-    ::setenv("NOTIFY_SOCKET", "/nowhere/notify", 1);
-    EXPECT_NO_THROW(notifyServiceManager("READY=1"));
     ::unsetenv("NOTIFY_SOCKET");
     EXPECT_NO_THROW(notifyServiceManager("READY=1"));
 }
 
 TEST(ServiceManager, IsNotWaitedForWhenItTakesNothing) {
-    const std::string name = "rynveld manager " + std::to_string(::getpid());
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    name.copy(address.sun_path + 1, name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    const int manager = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(::bind(manager, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    const int sender = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(::connect(sender, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    const NotifySocket manager;
+    const int sender = manager.connect(SOCK_DGRAM | SOCK_NONBLOCK);
     while (::send(sender, "", 1, 0) == 1) {
     }
-    ::setenv("NOTIFY_SOCKET", ("@" + name).c_str(), 1);
     notifyServiceManager("STOPPING=1");
-    ::unsetenv("NOTIFY_SOCKET");
     ::close(sender);
-    ::close(manager);
 }
 
 } // namespace

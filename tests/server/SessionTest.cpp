@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -17,13 +18,8 @@
 namespace RynvelTest {
 namespace {
 
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Rynvel::Response;
 using Rynveld::Fault;
 using Rynveld::Policy;
-using Rynveld::ServedDevices;
-using Type = RequestData::Type;
 using namespace std::chrono_literals;
 
 Policy simulated(const std::vector<Fault>& faults = {}) {
@@ -36,9 +32,7 @@ Policy simulated(const std::vector<Fault>& faults = {}) {
 /** A session in a thread of its own. Each call of send() of the server arrives at its client by itself. */
 class RunningSession {
 public:
-    explicit RunningSession(const std::vector<Fault>& faults = {}, std::chrono::milliseconds idleTimeout = 0ms)
-        : RunningSession(idleTimeout, simulated(faults)) {}
-    RunningSession(std::chrono::milliseconds idleTimeout, Policy policy)
+    explicit RunningSession(Policy policy = simulated(), std::chrono::milliseconds idleTimeout = 0ms)
         : m_policy(std::move(policy)),
           m_devices(m_policy),
           m_session(m_pair.releaseServer(), {"the client", "its host", m_limit}, m_devices, m_policy, idleTimeout) {
@@ -63,16 +57,19 @@ public:
         m_thread = std::thread([] {});
     }
 
-    /** The size of what the server sent with its next call. */
-    ssize_t nextPiece() const {
-        std::array<char, 1024> bytes{};
-        return ::recv(m_client.socket(), bytes.data(), bytes.size(), 0);
+    /** Sends a request, and expects that the server answers with one call per size. */
+    void expectPieces(const Request& request, const std::vector<ssize_t>& sizes) const {
+        EXPECT_TRUE(m_client.send(request));
+        for (const ssize_t size : sizes) {
+            std::array<char, 1024> bytes{};
+            EXPECT_EQ(::recv(m_client.socket(), bytes.data(), bytes.size(), 0), size);
+        }
     }
 
 private:
     SocketPair m_pair{SOCK_SEQPACKET};
     const Policy m_policy;
-    ServedDevices m_devices;
+    Rynveld::ServedDevices m_devices;
     Rynveld::TraceLimit m_limit;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());
     Rynveld::Session m_session;
@@ -85,41 +82,34 @@ constexpr ssize_t wordSize = 4;
 TEST(Session, SendsEveryResponseInOnePiece) {
     const RunningSession session;
     for (const auto& request :
-         {Request(Type::Open, "uio.32"), readOf(Type::Read32, "uio.32", 0, 128), readOf(Type::Read32, "uio.32", 0, 0),
-          requestOf(Type::Write32, "uio.32", 0, {1, 2}), Request(Type::Open, "nothing"),
-          Request(Type::WaitForInterrupt, "uio.32"), Request(Type::Close, "uio.32")}) {
-        EXPECT_TRUE(session.client().send(request));
-        EXPECT_EQ(session.nextPiece(), responseSize);
+         {Request(Type::Open, "uio.32"), readOf("uio.32", 0, 128), readOf("uio.32", 0, 0), writeOf("uio.32", 0, {1, 2}),
+          Request(Type::Open, "nothing"), Request(Type::WaitForInterrupt, "uio.32"), Request(Type::Close, "uio.32")}) {
+        session.expectPieces(request, {responseSize});
     }
 }
 
 TEST(Session, SendsAnInterruptInOnePieceAfterTheResponse) {
     const RunningSession session;
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(session.client().succeeds(requestOf(Type::Debug, "uio.32", 0, {7})));
-    EXPECT_TRUE(session.client().send(Request(Type::WaitForInterrupt, "uio.32")));
-    EXPECT_EQ(session.nextPiece(), responseSize);
-    EXPECT_EQ(session.nextPiece(), wordSize);
+    session.client().open("uio.32");
+    EXPECT_TRUE(session.client().succeeds(raiseOf("uio.32", {7})));
+    session.expectPieces(Request(Type::WaitForInterrupt, "uio.32"), {responseSize, wordSize});
 }
 
 TEST(Session, SendsNoInterruptIntoAnAnswerThatComesInHalves) {
-    const RunningSession session({{Fault::Kind::Split, 20ms, 3}});
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(session.client().succeeds(requestOf(Type::Debug, "uio.32", 0, {7})));
-    EXPECT_TRUE(session.client().send(Request(Type::WaitForInterrupt, "uio.32")));
-    EXPECT_EQ(session.nextPiece(), responseSize / 2);
-    EXPECT_EQ(session.nextPiece(), responseSize / 2);
-    EXPECT_EQ(session.nextPiece(), wordSize);
+    const RunningSession session(simulated({{Fault::Kind::Split, 20ms, 3}}));
+    session.client().open("uio.32");
+    EXPECT_TRUE(session.client().succeeds(raiseOf("uio.32", {7})));
+    session.expectPieces(Request(Type::WaitForInterrupt, "uio.32"), {responseSize / 2, responseSize / 2, wordSize});
 }
 
 TEST(Session, EndsTheArmingWithTheNextRequest) {
     const RunningSession session;
     const auto& client = session.client();
-    EXPECT_TRUE(client.succeeds(Request(Type::Open, "uio.32")));
+    client.open("uio.32");
     for (std::uint32_t round = 1; round <= 20; ++round) {
         EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
         EXPECT_TRUE(client.succeeds(Request(Type::DisableInterrupt, "uio.32")));
-        EXPECT_TRUE(client.succeeds(requestOf(Type::Debug, "uio.32", 0, {round})));
+        EXPECT_TRUE(client.succeeds(raiseOf("uio.32", {round})));
         EXPECT_TRUE(client.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
         EXPECT_EQ(client.interrupt(), round);
     }
@@ -129,14 +119,14 @@ TEST(Session, IsNotArmedByARefusal) {
     const RunningSession session;
     EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "nothing")));
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "uio.32")));
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "seek.8")));
+    session.client().open("seek.8");
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "seek.8")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "seek.8")));
 }
 
 TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
     for (const bool isFirst : {true, false}) {
-        RunningSession session({{Fault::Kind::Error, 0ms, 1}});
+        RunningSession session(simulated({{Fault::Kind::Error, 0ms, 1}}));
         if (!isFirst) {
             EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "uio.32")));
         }
@@ -150,8 +140,8 @@ TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
 TEST(Session, LetsGoOfItsDeviceInItsOwnThread) {
     const OwnFolder folder;
     OwnFolder::makeFile("registers.seek", 16);
-    RunningSession session(0ms, Policy{});
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "seek.8")));
+    RunningSession session(Policy{});
+    session.client().open("seek.8");
     ::shutdown(session.client().socket(), SHUT_WR);
     session.join();
     // Nobody has the file open.
@@ -160,59 +150,52 @@ TEST(Session, LetsGoOfItsDeviceInItsOwnThread) {
 }
 
 TEST(Session, EndsWhenTheClientIsIdle) {
-    RunningSession session({}, 1ms);
+    RunningSession session(simulated(), 1ms);
     session.join();
 }
 
 TEST(Session, StaysWhenTheClientIsIdleAndArmed) {
-    RunningSession session({}, 200ms);
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(session.client().succeeds(Request(Type::WaitForInterrupt, "uio.32")));
-    timeval timeout{0, 600000};
-    ::setsockopt(session.client().socket(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
-    EXPECT_FALSE(session.client().isEnded());
-    timeout = {60, 0};
-    ::setsockopt(session.client().socket(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
+    RunningSession session(simulated(), 200ms);
+    session.client().arm("uio.32");
+    pollfd end{session.client().socket(), POLLIN, 0};
+    EXPECT_EQ(::poll(&end, 1, 600), 0);
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "uio.32")));
     session.join();
 }
 
 TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
     const TraceRecorder recorder(4, "Rynveld");
-    const RunningSession session({{Fault::Kind::Error, 0ms, 2}});
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(session.client().isRefused(requestOf(Type::Write32, "uio.32", 0, {7})));
-    EXPECT_EQ(valuesOf(session.client().exchange(readOf(Type::Read32, "uio.32", 0))), std::vector<std::uint32_t>{0});
+    const RunningSession session(simulated({{Fault::Kind::Error, 0ms, 2}}));
+    session.client().open("uio.32");
+    EXPECT_TRUE(session.client().isRefused(writeOf("uio.32", 0, {7})));
+    EXPECT_EQ(session.client().values(readOf("uio.32", 0)), Values{0});
     EXPECT_EQ(
         recorder.lines(),
         EventLog{"Rynveld 4 refuse: Request of type 7 from the client for \"uio.32\" refused: a fault is simulated."});
 }
 
 TEST(Session, SplitsItsAnswersWhereThatIsItsFault) {
-    const RunningSession session({{Fault::Kind::Split, 1ms, 2}});
-    EXPECT_TRUE(session.client().send(Request(Type::Open, "uio.32")));
-    EXPECT_EQ(session.nextPiece(), responseSize);
-    EXPECT_TRUE(session.client().send(readOf(Type::Read32, "uio.32", 0)));
-    EXPECT_EQ(session.nextPiece(), responseSize / 2);
-    EXPECT_EQ(session.nextPiece(), responseSize / 2);
+    const RunningSession session(simulated({{Fault::Kind::Split, 1ms, 2}}));
+    session.expectPieces(Request(Type::Open, "uio.32"), {responseSize});
+    session.expectPieces(readOf("uio.32", 0), {responseSize / 2, responseSize / 2});
 }
 
 TEST(Session, HoldsItsAnswersBackWhereThatIsItsFault) {
-    const RunningSession session({{Fault::Kind::Delay, 20ms, 1}});
+    const RunningSession session(simulated({{Fault::Kind::Delay, 20ms, 1}}));
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
+    session.client().open("uio.32");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 20ms);
 }
 
 TEST(Session, EndsAtOnceWhileItHoldsAnAnswerBack) {
-    const RunningSession session({{Fault::Kind::Delay, 24h, 1}});
+    const RunningSession session(simulated({{Fault::Kind::Delay, 24h, 1}}));
     EXPECT_TRUE(session.client().send(Request(Type::Open, "uio.32")));
 }
 
 TEST(Session, EndsWhereThatIsItsFault) {
-    RunningSession session({{Fault::Kind::Disconnect, 0ms, 2}});
-    EXPECT_TRUE(session.client().succeeds(Request(Type::Open, "uio.32")));
-    EXPECT_TRUE(session.client().send(readOf(Type::Read32, "uio.32", 0)));
+    RunningSession session(simulated({{Fault::Kind::Disconnect, 0ms, 2}}));
+    session.client().open("uio.32");
+    EXPECT_TRUE(session.client().send(readOf("uio.32", 0)));
     session.join();
 }
 

@@ -14,7 +14,6 @@ using Common::AccessResult;
 using Common::DeviceTypeInfo;
 using Rynvel::ByteOrder;
 using Rynveld::simulate;
-using Rynveld::SimulatedInterrupt;
 using Rynveld::simulatedSize;
 
 constexpr std::uint32_t pattern = 0x81A2C3E4;
@@ -38,19 +37,20 @@ bool isReadable(int descriptor) {
     return ::poll(&state, 1, 0) == 1;
 }
 
-/** The widths. */
+/** The parameter is the width. */
 class SimulatedDeviceTest : public testing::TestWithParam<unsigned int> {
 protected:
-    unsigned int width() const { return GetParam(); }
-    std::uint32_t value(unsigned int i = 0) const { return (pattern + 0x11111111U * i) & maskOf(width()); }
+    static unsigned int width() { return GetParam(); }
+    static std::uint32_t count() { return simulatedSize / (width() / 8); }
+    static std::uint32_t value(unsigned int i) { return (pattern + 0x11111111U * i) & maskOf(width()); }
+
+    Common::RegisterDevice& registers() { return *m_simulation.device; }
 
     std::uint32_t at(std::uint32_t address) {
         std::uint32_t value = 0;
         EXPECT_EQ(registers().read(address, value), AccessResult::Success);
         return value;
     }
-
-    Common::RegisterDevice& registers() { return *m_simulation.device; }
 
     Rynveld::Simulation m_simulation = simulate("simulated", kindOf(GetParam()));
 };
@@ -64,14 +64,13 @@ TEST_P(SimulatedDeviceTest, HasItsNameAndItsWidth) {
 }
 
 TEST_P(SimulatedDeviceTest, KeepsEveryRegisterByItself) {
-    const std::uint32_t count = simulatedSize / (width() / 8);
-    EXPECT_EQ(at(count - 1), 0U);
-    EXPECT_EQ(registers().write(count - 1, value(1)), AccessResult::Success);
+    EXPECT_EQ(at(count() - 1), 0U);
+    EXPECT_EQ(registers().write(count() - 1, value(1)), AccessResult::Success);
     EXPECT_EQ(registers().write(0, value(2)), AccessResult::Success);
-    EXPECT_EQ(at(count - 1), value(1));
+    EXPECT_EQ(at(count() - 1), value(1));
     EXPECT_EQ(at(0), value(2));
     EXPECT_EQ(at(1), 0U);
-    EXPECT_EQ(at(count - 2), 0U);
+    EXPECT_EQ(at(count() - 2), 0U);
 }
 
 TEST_P(SimulatedDeviceTest, ReplacesTheBitsUnderAMask) {
@@ -95,18 +94,17 @@ TEST_P(SimulatedDeviceTest, MovesBurstsInBothOrders) {
 }
 
 TEST_P(SimulatedDeviceTest, HasNothingBehindItsLastRegister) {
-    const std::uint32_t count = simulatedSize / (width() / 8);
     std::uint32_t word = 0;
     std::array<std::uint32_t, 2> words{};
-    for (const std::uint32_t address : {count, count + 1, 0x80000000U, 0xFFFFFFFFU}) {
+    for (const std::uint32_t address : {count(), count() + 1, 0x80000000U, 0xFFFFFFFFU}) {
         EXPECT_EQ(registers().read(address, word), AccessResult::Failed);
         EXPECT_EQ(registers().write(address, 1), AccessResult::Failed);
         EXPECT_EQ(registers().write(address, 1, 1), AccessResult::Failed);
         EXPECT_EQ(registers().read(address, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
     }
-    EXPECT_EQ(registers().read(count - 1, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
-    EXPECT_EQ(registers().write(count - 1, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
-    EXPECT_EQ(registers().read(count - 2, words.data(), 2, ByteOrder::Host), AccessResult::Success);
+    EXPECT_EQ(registers().read(count() - 1, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
+    EXPECT_EQ(registers().write(count() - 1, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
+    EXPECT_EQ(registers().read(count() - 2, words.data(), 2, ByteOrder::Host), AccessResult::Success);
 }
 
 TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
@@ -172,73 +170,61 @@ TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes)
 
 TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
 
-/** The word that waits to be received; none when none does. */
-std::optional<unsigned long> received(SimulatedInterrupt& interrupt) {
-    unsigned long word = 0;
-    if (!isReadable(interrupt.descriptor()) || !interrupt.receive(&word)) {
-        return std::nullopt;
+class SimulatedInterrupt : public testing::Test {
+protected:
+    /** Returns the word that can be received, if any. */
+    std::optional<unsigned long> received() {
+        unsigned long word = 0;
+        if (!isReadable(m_interrupt.descriptor()) || !m_interrupt.receive(&word)) {
+            return std::nullopt;
+        }
+        return word;
     }
-    return word;
+
+    Rynveld::SimulatedInterrupt m_interrupt;
+};
+
+TEST_F(SimulatedInterrupt, IsPendingUntilItIsEnabledAndAgainAfterItIsDisabled) {
+    for (const std::uint32_t word : {7U, 8U}) {
+        m_interrupt.raise(word);
+        EXPECT_EQ(received(), std::nullopt);
+        m_interrupt.enable();
+        EXPECT_EQ(received(), word);
+        m_interrupt.enable();
+        EXPECT_EQ(received(), std::nullopt);
+        m_interrupt.disable();
+    }
 }
 
-TEST(SimulatedInterrupt, IsPendingUntilItIsEnabled) {
-    SimulatedInterrupt interrupt;
-    interrupt.raise(7);
-    EXPECT_EQ(received(interrupt), std::nullopt);
-    interrupt.enable();
-    EXPECT_EQ(received(interrupt), 7U);
-    interrupt.enable();
-    EXPECT_EQ(received(interrupt), std::nullopt);
+TEST_F(SimulatedInterrupt, IsKeptOnceUntilItIsReceivedWhetherItIsPendingOrNot) {
+    // From the second round on, it is enabled.
+    for (const std::uint32_t latest : {8U, 0xFFFFFFFFU}) {
+        m_interrupt.raise(7);
+        m_interrupt.raise(latest);
+        m_interrupt.enable();
+        EXPECT_EQ(received(), latest);
+        EXPECT_EQ(received(), std::nullopt);
+    }
 }
 
-TEST(SimulatedInterrupt, KeepsTheLatestOfThosePending) {
-    SimulatedInterrupt interrupt;
-    interrupt.raise(7);
-    interrupt.raise(8);
-    interrupt.enable();
-    EXPECT_EQ(received(interrupt), 8U);
-    EXPECT_EQ(received(interrupt), std::nullopt);
+TEST_F(SimulatedInterrupt, IsCountedFromOneWithoutAWord) {
+    m_interrupt.enable();
+    m_interrupt.raise(std::nullopt);
+    EXPECT_EQ(received(), 1U);
+    m_interrupt.raise(100);
+    EXPECT_EQ(received(), 100U);
+    m_interrupt.raise(std::nullopt);
+    EXPECT_EQ(received(), 3U);
 }
 
-TEST(SimulatedInterrupt, IsKeptOnceUntilItIsReceived) {
-    SimulatedInterrupt interrupt;
-    interrupt.enable();
-    interrupt.raise(7);
-    interrupt.raise(0xFFFFFFFF);
-    EXPECT_EQ(received(interrupt), 0xFFFFFFFFU);
-    EXPECT_EQ(received(interrupt), std::nullopt);
-}
-
-TEST(SimulatedInterrupt, IsPendingAgainAfterItIsDisabled) {
-    SimulatedInterrupt interrupt;
-    interrupt.enable();
-    interrupt.disable();
-    interrupt.raise(7);
-    EXPECT_EQ(received(interrupt), std::nullopt);
-    interrupt.enable();
-    EXPECT_EQ(received(interrupt), 7U);
-}
-
-TEST(SimulatedInterrupt, IsCountedFromOneWithoutAWord) {
-    SimulatedInterrupt interrupt;
-    interrupt.enable();
-    interrupt.raise(std::nullopt);
-    EXPECT_EQ(received(interrupt), 1U);
-    interrupt.raise(100);
-    EXPECT_EQ(received(interrupt), 100U);
-    interrupt.raise(std::nullopt);
-    EXPECT_EQ(received(interrupt), 3U);
-}
-
-TEST(SimulatedInterrupt, NeverBlocksTheOneWhoRaisesIt) {
-    SimulatedInterrupt interrupt;
-    interrupt.enable();
+TEST_F(SimulatedInterrupt, NeverBlocksTheOneWhoRaisesIt) {
+    m_interrupt.enable();
     constexpr unsigned int more = 100000;
     for (unsigned int i = 0; i < more; ++i) {
-        interrupt.raise(std::nullopt);
+        m_interrupt.raise(std::nullopt);
     }
-    EXPECT_EQ(received(interrupt), more);
-    EXPECT_EQ(received(interrupt), std::nullopt);
+    EXPECT_EQ(received(), more);
+    EXPECT_EQ(received(), std::nullopt);
 }
 
 } // namespace

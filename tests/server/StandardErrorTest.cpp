@@ -15,27 +15,27 @@ namespace {
 
 bool blocks(int descriptor) { return (::fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0; }
 
-/** A pipe whose end for writing is standard error. */
-void redirectToPipe(std::array<int, 2>& ends) {
-    ASSERT_EQ(::pipe(ends.data()), 0);
-    ASSERT_EQ(::dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
+/** Makes standard error the write end of a pipe. Returns another descriptor of that end. */
+int redirectToPipe() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(::pipe(ends.data()), 0);
+    EXPECT_EQ(::dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
+    return ends[1];
 }
 
 TEST(StandardError, NeverBlocksAndLeavesThePipeOfOthersAsItIs) {
     inChildProcess([] {
-        std::array<int, 2> ends{};
-        redirectToPipe(ends);
+        const int pipe = redirectToPipe();
         Rynveld::makeStandardErrorNonBlocking();
         EXPECT_FALSE(blocks(STDERR_FILENO));
-        EXPECT_TRUE(blocks(ends[1]));
+        EXPECT_TRUE(blocks(pipe));
     });
 }
 
 TEST(StandardError, NeverBlocksOnThePipeOfAnotherUser) {
     inChildProcess([] {
-        std::array<int, 2> ends{};
-        redirectToPipe(ends);
-        ASSERT_EQ(::fchmod(ends[1], 0), 0);
+        const int pipe = redirectToPipe();
+        ASSERT_EQ(::fchmod(pipe, 0), 0);
         constexpr uid_t nobody = 65534;
         const uid_t own = ::geteuid();
         // Whoever is not root may not open it either.

@@ -13,11 +13,6 @@
 
 namespace RynvelTest {
 
-using Rynvel::Request;
-using Rynvel::RequestData;
-using Rynvel::Response;
-using Rynvel::ResponseData;
-
 namespace {
 
 int connectedTo(std::uint16_t port) {
@@ -30,10 +25,15 @@ int connectedTo(std::uint16_t port) {
     return socket;
 }
 
+/** Returns the type for the width that the device name ends with. */
+Type typeOf(const std::string& name, Type type8, Type type16, Type type32) {
+    const char last = name.back();
+    return last == '8' ? type8 : last == '6' ? type16 : type32;
+}
+
 } // namespace
 
-Request requestOf(RequestData::Type type, const std::string& name, std::uint32_t address,
-                  const std::vector<std::uint32_t>& values) {
+Request requestOf(Type type, const std::string& name, std::uint32_t address, const Values& values) {
     Request request(type, name);
     request.setAddress(address);
     for (const std::uint32_t value : values) {
@@ -42,14 +42,29 @@ Request requestOf(RequestData::Type type, const std::string& name, std::uint32_t
     return request;
 }
 
-Request readOf(RequestData::Type type, const std::string& name, std::uint32_t address, std::uint32_t items) {
+Request readOf(Type type, const std::string& name, std::uint32_t address, std::uint32_t items) {
     Request request = requestOf(type, name, address);
     request.setLength(items);
     return request;
 }
 
-std::vector<std::uint32_t> valuesOf(const Response& response) {
-    std::vector<std::uint32_t> values;
+Request readOf(const std::string& name, std::uint32_t address, std::uint32_t items) {
+    return readOf(typeOf(name, Type::Read8, Type::Read16, Type::Read32), name, address, items);
+}
+
+Request writeOf(const std::string& name, std::uint32_t address, const Values& values) {
+    return requestOf(typeOf(name, Type::Write8, Type::Write16, Type::Write32), name, address, values);
+}
+
+Request masked(Request write, std::uint32_t bitmask) {
+    write.setBitmask(bitmask);
+    return write;
+}
+
+Request raiseOf(const std::string& name, const Values& word) { return requestOf(Type::Debug, name, 0, word); }
+
+Values valuesOf(const Response& response) {
+    Values values;
     for (std::uint32_t i = 0; i < response.getLength(); ++i) {
         values.push_back(response.getValue(i));
     }
@@ -88,18 +103,30 @@ bool RecordClient::receive(Rynvel::IMessage& message) const {
 Response RecordClient::exchange(const Request& request) const {
     Response response;
     if (!send(request) || !receive(response)) {
-        response.setResult(static_cast<ResponseData::Result>(1));
+        response.setResult(static_cast<Rynvel::ResponseData::Result>(1));
     }
     return response;
 }
 
 bool RecordClient::isRefused(const Request& request) const {
-    return exchange(request).getResult() == ResponseData::Result::Error;
+    return exchange(request).getResult() == Rynvel::ResponseData::Result::Error;
+}
+
+void RecordClient::open(const std::string& device) const { EXPECT_TRUE(succeeds(Request(Type::Open, device))); }
+
+void RecordClient::arm(const std::string& device) const {
+    open(device);
+    EXPECT_TRUE(succeeds(Request(Type::WaitForInterrupt, device)));
 }
 
 std::uint32_t RecordClient::interrupt() const {
     std::uint32_t word = 0;
     return ::recv(m_socket, &word, sizeof(word), MSG_WAITALL) == sizeof(word) ? ntohl(word) : UINT32_MAX;
+}
+
+bool RecordClient::hasNothing() const {
+    char byte = 0;
+    return ::recv(m_socket, &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK) < 0;
 }
 
 bool RecordClient::isEnded() const {

@@ -10,13 +10,22 @@
 
 namespace RynvelTest {
 
-/** A request with an address and values. */
-Rynvel::Request requestOf(Rynvel::RequestData::Type type, const std::string& name, std::uint32_t address = 0,
-                          const std::vector<std::uint32_t>& values = {});
-/** A request for so many values. */
-Rynvel::Request readOf(Rynvel::RequestData::Type type, const std::string& name, std::uint32_t address,
-                       std::uint32_t items = 1);
-std::vector<std::uint32_t> valuesOf(const Rynvel::Response& response);
+using Rynvel::Request;
+using Rynvel::Response;
+using Type = Rynvel::RequestData::Type;
+using Values = std::vector<std::uint32_t>;
+
+Request requestOf(Type type, const std::string& name, std::uint32_t address = 0, const Values& values = {});
+Request readOf(Type type, const std::string& name, std::uint32_t address, std::uint32_t items = 1);
+
+/** Reads or writes registers of the width that the device name ends with. */
+Request readOf(const std::string& name, std::uint32_t address, std::uint32_t items = 1);
+Request writeOf(const std::string& name, std::uint32_t address, const Values& values);
+Request masked(Request write, std::uint32_t bitmask);
+/** Raises a simulated interrupt. Without a value, its interrupt word is the number of interrupts so far. */
+Request raiseOf(const std::string& name, const Values& word = {});
+
+Values valuesOf(const Response& response);
 
 /**
  * A client that speaks the records themselves, and may do so badly. What does not come within a minute does not come
@@ -26,6 +35,8 @@ class RecordClient {
 public:
     /** Connects to a server on this machine. */
     explicit RecordClient(std::uint16_t port);
+    /** Connects, and opens a device. */
+    RecordClient(std::uint16_t port, const std::string& device) : RecordClient(port) { open(device); }
     RecordClient(const RecordClient&) = delete;
     RecordClient(RecordClient&& other) noexcept;
     RecordClient& operator=(const RecordClient&) = delete;
@@ -43,13 +54,20 @@ public:
     bool receive(Rynvel::IMessage& message) const;
 
     /** The answer to a request; an answer with the result 1 when there is none. */
-    Rynvel::Response exchange(const Rynvel::Request& request) const;
-    bool succeeds(const Rynvel::Request& request) const { return exchange(request).isSuccessful(); }
+    Response exchange(const Request& request) const;
+    bool succeeds(const Request& request) const { return exchange(request).isSuccessful(); }
     /** Whether the answer is Error. */
-    bool isRefused(const Rynvel::Request& request) const;
+    bool isRefused(const Request& request) const;
+    Values values(const Request& request) const { return valuesOf(exchange(request)); }
+    /** Expects that the server opens the device. */
+    void open(const std::string& device) const;
+    /** Expects that the server opens the device, and arms the connection for its interrupts. */
+    void arm(const std::string& device) const;
 
     /** The next interrupt's word; all ones when the connection has ended. */
     std::uint32_t interrupt() const;
+    /** Returns whether everything that the server has sent has been received. */
+    bool hasNothing() const;
     /** Waits for the server to end the connection; false when it sends something instead. */
     bool isEnded() const;
     /** Ends the connection, and lets the server find it broken. */
