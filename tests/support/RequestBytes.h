@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "MessageBytes.h"
+#include "NetworkWord.h"
 
 namespace RynvelTest {
 
@@ -35,11 +36,7 @@ constexpr std::size_t byteOrderAt = 652;
 /** The place of the mask and of the command. */
 constexpr std::size_t maskAt = 656;
 
-inline void put(Bytes& record, std::size_t offset, std::uint32_t word) {
-    for (std::size_t i = 0; i < 4; ++i) {
-        record[offset + i] = static_cast<std::uint8_t>(word >> (24 - 8 * i));
-    }
-}
+inline void put(Bytes& record, std::size_t offset, std::uint32_t word) { putWord(&record[offset], word); }
 
 /** The bytes of a request as they go to the server, written out without the library. */
 inline Bytes requestBytes(RequestType type, const std::string& deviceName, const std::vector<WordAt>& words = {}) {

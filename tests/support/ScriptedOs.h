@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <netdb.h>
@@ -94,6 +95,8 @@ public:
     void script(Call call, const std::vector<std::optional<Answer>>& answers);
 
     EventLog& log() { return m_log; }
+    /** The events since the last time. */
+    EventLog takeLog() { return std::exchange(m_log, {}); }
 
     /** Writes every call to standard error too, for tests of what ends the process. */
     void printCalls() { m_printing = true; }

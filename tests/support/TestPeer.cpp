@@ -18,15 +18,6 @@ namespace {
 constexpr std::size_t requestSize = 660;
 constexpr std::chrono::seconds patience(30);
 
-Rynvel::Response responseOf(Rynvel::ResponseData::Result result, const std::vector<std::uint32_t>& values) {
-    Rynvel::Response response;
-    response.setResult(result);
-    for (const std::uint32_t value : values) {
-        response.addValue(value);
-    }
-    return response;
-}
-
 std::pair<Bytes, Bytes> cut(const Bytes& bytes, std::size_t size) {
     const auto middle = bytes.begin() + static_cast<std::ptrdiff_t>(size);
     return {Bytes(bytes.begin(), middle), Bytes(middle, bytes.end())};
@@ -42,14 +33,21 @@ bool sendAll(int socket, const Bytes& bytes) {
 
 } // namespace
 
-Reply answer(const Rynvel::Response& response) { return {{bytesOf(response)}}; }
-
-Reply success(const std::vector<std::uint32_t>& values) {
-    return answer(responseOf(Rynvel::ResponseData::Result::Success, values));
+Rynvel::Response responseOf(const std::vector<std::uint32_t>& values, Rynvel::ResponseData::Result result) {
+    Rynvel::Response response;
+    response.setResult(result);
+    for (const std::uint32_t value : values) {
+        response.addValue(value);
+    }
+    return response;
 }
 
+Reply answer(const Rynvel::Response& response) { return {{bytesOf(response)}}; }
+
+Reply success(const std::vector<std::uint32_t>& values) { return answer(responseOf(values)); }
+
 Reply refusal(const std::vector<std::uint32_t>& values) {
-    return answer(responseOf(Rynvel::ResponseData::Result::Error, values));
+    return answer(responseOf(values, Rynvel::ResponseData::Result::Error));
 }
 
 Reply delayed(const Rynvel::Response& response) { return {{{}, bytesOf(response)}}; }

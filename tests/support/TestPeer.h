@@ -26,6 +26,9 @@ struct Reply {
     bool closes = false;
 };
 
+Rynvel::Response responseOf(const std::vector<std::uint32_t>& values,
+                            Rynvel::ResponseData::Result result = Rynvel::ResponseData::Result::Success);
+
 Reply answer(const Rynvel::Response& response);
 Reply success(const std::vector<std::uint32_t>& values = {});
 Reply refusal(const std::vector<std::uint32_t>& values = {});

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -23,21 +24,20 @@ namespace {
 class LocalDevices : public testing::Test {
 protected:
     LocalDevices() {
-        m_folder.store("registers8", text(0, 32));
-        m_folder.store("registers16", text(0, 32));
-        m_folder.store("registers32", text(0, 32));
-        m_folder.store("map", text(0, 16) + std::string(4080, '\0'));
-    }
-
-    static std::string text(char first, int size) {
-        std::string bytes;
-        for (int i = 0; i < size; ++i) {
-            bytes += static_cast<char>(first + i);
+        std::string bytes(32, '\0');
+        std::iota(bytes.begin(), bytes.end(), '\0');
+        for (const std::string name : {"registers8", "registers16", "registers32"}) {
+            m_folder.store(name, bytes);
         }
-        return bytes;
+        m_folder.store("map", bytes.substr(0, 16) + std::string(4080, '\0'));
     }
 
-    Ending run(const std::string& line) const { return runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path()); }
+    Ending run(const std::string& line) const { return start(line).wait(); }
+
+    /** @param output where standard output goes. */
+    Program start(const std::string& line, int output = Program::toTheTest) const {
+        return {RYNVELCTL_FOR_TESTS, words(line), m_folder.path(), output};
+    }
 
     void expect(const std::string& line, int status, const std::string& output, const std::string& error = "") const {
         const Ending ending = run(line);
@@ -251,22 +251,20 @@ TEST_F(LocalDevices, AreWatchedUntilTheTimeIsOut) {
 }
 
 TEST_F(LocalDevices, AreWatchedForChanges) {
-    Program program(RYNVELCTL_FOR_TESTS, words("watch map32 0 4 --interval 1ms"), m_folder.path());
+    Program program = start("watch map32 0 4 --interval 1ms");
     EXPECT_EQ(withoutTimes(program.outputLine()), "TIME map32 0x00000000 = 0x03020100");
     EXPECT_EQ(withoutTimes(program.outputLine()), "TIME map32 0x00000004 = 0x07060504");
     expect("write map32 4 1", 0, "map32 0x00000004 = 0x00000001\n");
     EXPECT_EQ(withoutTimes(program.outputLine()), "TIME map32 0x00000004 = 0x00000001");
     program.signal(SIGINT);
-    const Ending ending = program.wait();
-    EXPECT_EQ(ending.status, -SIGINT);
-    EXPECT_EQ(ending.output + ending.error, "");
+    expectEnding(program.wait(), -SIGINT, "");
 }
 
 TEST_F(LocalDevices, AreGivenUpWhenStandardOutputTakesNothing) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     ASSERT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
-    Program program(RYNVELCTL_FOR_TESTS, words("--timeout 200ms dump map32 0 1024"), m_folder.path(), ends[1]);
+    Program program = start("--timeout 200ms dump map32 0 1024", ends[1]);
     const Ending ending = program.wait();
     EXPECT_EQ(ending.status, 4);
     EXPECT_EQ(ending.error, "rynvelctl: standard output: not done within 200 ms\n");
@@ -275,18 +273,16 @@ TEST_F(LocalDevices, AreGivenUpWhenStandardOutputTakesNothing) {
 }
 
 TEST_F(LocalDevices, EndAWatchWhenNobodyReads) {
-    Program program(RYNVELCTL_FOR_TESTS, words("watch map32 0 --interval 1m"), m_folder.path());
+    Program program = start("watch map32 0 --interval 1m");
     EXPECT_NE(program.outputLine(), "");
     program.closeOutput();
-    const Ending ending = program.wait();
-    EXPECT_EQ(ending.status, 0);
-    EXPECT_EQ(ending.error, "");
+    expectEnding(program.wait(), 0, "");
 }
 
 TEST_F(LocalDevices, EndAWatchWhenThePeerOfASocketIsGone) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    Program program(RYNVELCTL_FOR_TESTS, words("watch map32 0 --interval 1m"), m_folder.path(), ends[1]);
+    Program program = start("watch map32 0 --interval 1m", ends[1]);
     close(ends[1]);
     char first = 0;
     ASSERT_EQ(::read(ends[0], &first, 1), 1);
@@ -314,7 +310,7 @@ TEST_F(LocalDevices, LeaveTheTerminalAsItIsWhenAWatchIsInterrupted) {
     ASSERT_NE(terminal, -1);
     termios before{};
     ASSERT_EQ(tcgetattr(terminal, &before), 0);
-    Program program(RYNVELCTL_FOR_TESTS, words("watch map32 0 --interval 1m"), m_folder.path(), terminal);
+    Program program = start("watch map32 0 --interval 1m", terminal);
     char first = 0;
     ASSERT_EQ(::read(controller, &first, 1), 1);
     program.signal(SIGINT);
@@ -333,9 +329,8 @@ TEST_F(LocalDevices, EndQuietlyWhenNobodyReadsStandardOutput) {
         int ends[2];
         ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
         close(ends[0]);
-        const Ending ending = Program(RYNVELCTL_FOR_TESTS, words(line), m_folder.path(), ends[1]).wait();
-        EXPECT_EQ(ending.status, 0) << line;
-        EXPECT_EQ(ending.error, "") << line;
+        const Ending ending = start(line, ends[1]).wait();
+        expectEnding(ending, 0, "", "", line);
         close(ends[1]);
     }
 }
@@ -343,7 +338,7 @@ TEST_F(LocalDevices, EndQuietlyWhenNobodyReadsStandardOutput) {
 TEST_F(LocalDevices, ReportWhenStandardOutputTakesNothing) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     for (const std::string line : {"list", "--help", "--version"}) {
-        const Ending ending = Program(RYNVELCTL_FOR_TESTS, words(line), m_folder.path(), full).wait();
+        const Ending ending = start(line, full).wait();
         EXPECT_EQ(ending.status, 1) << line;
         EXPECT_EQ(ending.error, "rynvelctl: standard output: No space left on device\n") << line;
     }

@@ -75,4 +75,11 @@ std::string withoutTimes(const std::string& text) {
     return result;
 }
 
+void expectEnding(const Ending& ending, int status, const std::string& output, const std::string& problem,
+                  const std::string& line) {
+    EXPECT_EQ(ending.status, status) << line;
+    EXPECT_EQ(withoutTimes(ending.output), output) << line;
+    EXPECT_EQ(ending.error, problem.empty() ? "" : "rynvelctl: " + problem + '\n') << line;
+}
+
 } // namespace RynvelTest

@@ -39,6 +39,15 @@ private:
 /** A text with every time stamp replaced by "TIME". */
 std::string withoutTimes(const std::string& text);
 
+/**
+ * Expects how rynvelctl has ended.
+ * @param output with "TIME" in place of every time stamp.
+ * @param problem what it says on standard error behind its name; empty if it says nothing.
+ * @param line the command line, for the message of a failure.
+ */
+void expectEnding(const Ending& ending, int status, const std::string& output, const std::string& problem = "",
+                  const std::string& line = "");
+
 } // namespace RynvelTest
 
 #endif

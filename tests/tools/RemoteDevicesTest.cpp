@@ -1,4 +1,5 @@
 #include <csignal>
+#include <numeric>
 
 #include <gtest/gtest.h>
 
@@ -11,20 +12,12 @@ namespace {
 /** The program on devices at servers. The server opens what it is asked to unless a test says otherwise. */
 class RemoteDevices : public testing::Test {
 protected:
-    Arguments remotely(const std::string& line) const {
-        Arguments arguments{"--remote", m_peer.address()};
-        const Arguments rest = words(line);
-        arguments.insert(arguments.end(), rest.begin(), rest.end());
-        return arguments;
-    }
+    Arguments remotely(const std::string& line) const { return words("--remote " + m_peer.address() + ' ' + line); }
 
     Ending run(const std::string& line) const { return runProgram(RYNVELCTL, remotely(line), "."); }
 
-    void expect(const std::string& line, int status, const std::string& output, const std::string& error = "") const {
-        const Ending ending = run(line);
-        EXPECT_EQ(ending.status, status) << line;
-        EXPECT_EQ(withoutTimes(ending.output), output) << line;
-        EXPECT_EQ(ending.error, error.empty() ? "" : "rynvelctl: " + error + '\n') << line;
+    void expect(const std::string& line, int status, const std::string& output, const std::string& problem = "") const {
+        expectEnding(run(line), status, output, problem, line);
     }
 
     /** What happens before the operation: the device is opened. */
@@ -39,35 +32,34 @@ protected:
     TestPeer m_peer;
 };
 
-TEST_F(RemoteDevices, OfAMappedTypeAreReadAtTheIndexOfTheRegister) {
+TEST_F(RemoteDevices, CostOneConnectionAndTwoRequestsForARegister) {
     opensThen({success({0x12345678})});
     expect("--type Uio32 read remote 0x10", 0, "remote 0x00000010 = 0x12345678\n");
-    const auto bytes = operation();
+    const auto requests = m_peer.requests(2);
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests[1].connection, 0U);
+    const auto& bytes = requests[1].bytes;
     EXPECT_EQ(bytes[3], 4);
     EXPECT_EQ(std::string(bytes.begin() + 4, bytes.begin() + 11), std::string("remote\0", 7));
     EXPECT_EQ(bytes[135], 4);
 }
 
-TEST_F(RemoteDevices, OfAMappedTypeAreReadAtTheNumberItselfWithIndex) {
-    opensThen({success({7})});
-    expect("--type Tyvon16 read remote 0x10 --index", 0, "remote 16 = 0x0007\n");
-    EXPECT_EQ(operation()[135], 16);
-}
-
-TEST_F(RemoteDevices, OfASeekableTypeAreReadAtTheOffsetOfTheRegister) {
-    opensThen({success({7})});
-    expect("--type Lseek16 read remote 0x10", 0, "remote 0x00000010 = 0x0007\n");
-    EXPECT_EQ(operation()[135], 0x10);
-    m_peer.clearRequests();
-    opensThen({success({7})});
-    expect("--type TyvonInterrupt32 read remote 0x10 --index", 0, "remote 16 = 0x00000007\n");
-    EXPECT_EQ(operation()[135], 0x40);
-}
-
-TEST_F(RemoteDevices, OfEightBitsAreReadAtTheByteAddress) {
-    opensThen({success({7})});
-    expect("--type Lseek8 read remote 0x11", 0, "remote 0x00000011 = 0x07\n");
-    EXPECT_EQ(operation()[135], 0x11);
+TEST_F(RemoteDevices, AreReadAtTheAddressThatTheirTypeCountsIn) {
+    struct Row {
+        const char* line;
+        const char* output;
+        int address;
+    };
+    for (const auto& [line, output, address] :
+         {Row{"--type Tyvon16 read remote 0x10 --index", "remote 16 = 0x0007\n", 16},
+          Row{"--type Lseek16 read remote 0x10", "remote 0x00000010 = 0x0007\n", 0x10},
+          Row{"--type TyvonInterrupt32 read remote 0x10 --index", "remote 16 = 0x00000007\n", 0x40},
+          Row{"--type Lseek8 read remote 0x11", "remote 0x00000011 = 0x07\n", 0x11}}) {
+        opensThen({success({7})});
+        expect(line, 0, output);
+        EXPECT_EQ(operation()[135], address) << line;
+        m_peer.clearRequests();
+    }
 }
 
 TEST_F(RemoteDevices, HaveTheTypeOfTheDeviceOfThatNameHere) {
@@ -82,30 +74,21 @@ TEST_F(RemoteDevices, ThatTheServerDoesNotOpenAreOutOfReach) {
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
 }
 
-TEST_F(RemoteDevices, CostOneConnectionAndTwoRequestsForARegister) {
-    opensThen({success({7})});
-    expect("--type Uio32 read remote 0", 0, "remote 0x00000000 = 0x00000007\n");
-    const auto requests = m_peer.requests(2);
-    ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(requests[1].connection, 0U);
-}
-
 TEST_F(RemoteDevices, AreReachedByAddressesThatAServerPrints) {
-    const Ending ending =
-        runProgram(RYNVELCTL, {"--remote", "127.0.0.1:" + std::to_string(m_peer.port()), "irq", "rtc0", "enable"}, ".");
-    EXPECT_EQ(ending.status, 0);
-    EXPECT_EQ(ending.output, "rtc0 interrupt enabled\n");
+    const std::string address = "127.0.0.1:" + std::to_string(m_peer.port());
+    expectEnding(runProgram(RYNVELCTL, words("--remote " + address + " irq rtc0 enable"), "."), 0,
+                 "rtc0 interrupt enabled\n");
 }
 
 TEST_F(RemoteDevices, ThatRefuseFailTheOperation) {
-    opensThen({refusal()});
-    expect("--type Uio32 read remote 8", 1, "", "remote: reading 0x00000008 failed: the server refuses it");
-    opensThen({refusal()});
-    expect("--type Uio32 write remote 8 1", 1, "", "remote: writing 0x00000008 failed: the server refuses it");
-    opensThen({refusal()});
-    expect("--type Uio32 ioctl remote 8 1", 1, "", "remote: the request failed: the server refuses it");
-    opensThen({refusal()});
-    expect("--type Uio32 irq remote enable", 1, "", "remote: enabling the interrupt failed: the server refuses it");
+    for (const auto& [operation, problem] : {std::pair("read remote 8", "reading 0x00000008"),
+                                             {"write remote 8 1", "writing 0x00000008"},
+                                             {"ioctl remote 8 1", "the request"},
+                                             {"irq remote enable", "enabling the interrupt"}}) {
+        opensThen({refusal()});
+        expect(std::string("--type Uio32 ") + operation, 1, "",
+               std::string("remote: ") + problem + " failed: the server refuses it");
+    }
 }
 
 TEST_F(RemoteDevices, WithoutInterruptsSayHowTheyFare) {
@@ -118,14 +101,13 @@ TEST_F(RemoteDevices, WithoutInterruptsSayHowTheyFare) {
 }
 
 TEST_F(RemoteDevices, WhoseAnswersAreTooShortOrTooWideFailTheOperation) {
-    opensThen({success({1, 2})});
-    expect("--type Uio16 dump remote 0 3 --burst", 1, "",
-           m_peer.address() + ": the server answers with 2 values instead of 3");
-    opensThen({success()});
-    expect("--type Uio16 read remote 0", 1, "", m_peer.address() + ": the server answers with 0 values instead of 1");
-    opensThen({success({0x10000})});
-    expect("--type Uio16 read remote 0", 1, "",
-           m_peer.address() + ": the server answers with a value of more than 16 bits");
+    const auto expectProblem = [this](const Reply& reply, const std::string& operation, const std::string& problem) {
+        opensThen({reply});
+        expect("--type Uio16 " + operation, 1, "", m_peer.address() + ": the server answers with " + problem);
+    };
+    expectProblem(success({1, 2}), "dump remote 0 3 --burst", "2 values instead of 3");
+    expectProblem(success(), "read remote 0", "0 values instead of 1");
+    expectProblem(success({0x10000}), "read remote 0", "a value of more than 16 bits");
 }
 
 TEST_F(RemoteDevices, AreDumpedUpToWhereTheServerRefuses) {
@@ -135,15 +117,14 @@ TEST_F(RemoteDevices, AreDumpedUpToWhereTheServerRefuses) {
 }
 
 TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
-    const std::string closed = m_peer.address() + ": the connection was closed";
-    m_peer.script({closing()});
-    expect("--type Uio32 read remote 8", 3, "", closed);
-    opensThen({closing()});
-    expect("--type Uio32 read remote 8", 3, "", closed);
-    opensThen({closing()});
-    expect("--type Uio32 irq remote enable", 3, "", closed);
-    m_peer.script({closing()});
-    expect("ping", 3, "", closed);
+    const auto expectClosed = [this](const std::vector<Reply>& replies, const std::string& line) {
+        m_peer.script(replies);
+        expect(line, 3, "", m_peer.address() + ": the connection was closed");
+    };
+    expectClosed({closing()}, "--type Uio32 read remote 8");
+    expectClosed({success(), closing()}, "--type Uio32 read remote 8");
+    expectClosed({success(), closing()}, "--type Uio32 irq remote enable");
+    expectClosed({closing()}, "ping");
 }
 
 TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
@@ -182,11 +163,8 @@ TEST_F(RemoteDevices, AreToldOfWhatAPingHasMeasuredWhenItIsGivenUp) {
 }
 
 TEST_F(RemoteDevices, HaveNamesThatAServerAccepts) {
-    const Ending ending =
-        runProgram(RYNVELCTL, {"--remote", m_peer.address(), "--type", "Lseek8", "read", "a\nb", "0"}, ".");
-    EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.error,
-              "rynvelctl: the name of the device has a control character, which a server does not accept\n");
+    expectEnding(runProgram(RYNVELCTL, {"--remote", m_peer.address(), "--type", "Lseek8", "read", "a\nb", "0"}, "."), 2,
+                 "", "the name of the device has a control character, which a server does not accept");
 }
 
 TEST_F(RemoteDevices, HaveNamesOfUpTo127Characters) {
@@ -208,9 +186,7 @@ TEST_F(RemoteDevices, AreGivenUpInTheMiddleOfAnInterrupt) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --each 100ms"), ".");
     m_peer.requests(4);
     m_peer.send(1, {0, 0});
-    const Ending ending = program.wait();
-    EXPECT_EQ(ending.status, 4);
-    EXPECT_EQ(ending.error, "rynvelctl: remote: no interrupt within 100 ms\n");
+    expectEnding(program.wait(), 4, "", "remote: no interrupt within 100 ms");
 }
 
 TEST_F(RemoteDevices, AreOpenedBeforeAPingAsksForAnything) {
@@ -247,9 +223,7 @@ TEST_F(RemoteDevices, AreOutOfReachWhenTheConnectionOfTheirInterruptsIsClosed) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
     m_peer.requests(4);
     m_peer.close(1);
-    const Ending ending = program.wait();
-    EXPECT_EQ(ending.status, 3);
-    EXPECT_EQ(ending.error, "rynvelctl: " + m_peer.address() + ": the connection was closed\n");
+    expectEnding(program.wait(), 3, "", m_peer.address() + ": the connection was closed");
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilTheTimeIsOut) {
@@ -264,26 +238,20 @@ TEST_F(RemoteDevices, AreWaitedForWithOneTimeForAllInterrupts) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 3 --timeout 2s"), ".");
     m_peer.requests(4);
     m_peer.send(1, {0, 0, 0, 1});
-    const Ending ending = program.wait();
-    EXPECT_EQ(ending.status, 4);
-    EXPECT_EQ(withoutTimes(ending.output), "TIME remote interrupt, word 1\n");
-    EXPECT_EQ(ending.error, "rynvelctl: remote: 1 of 3 interrupts within 2 s\n");
+    expectEnding(program.wait(), 4, "TIME remote interrupt, word 1\n", "remote: 1 of 3 interrupts within 2 s");
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
     m_peer.requests(4);
     program.signal(SIGINT);
-    const Ending ending = program.wait();
-    EXPECT_EQ(ending.status, -SIGINT);
-    EXPECT_EQ(ending.output + ending.error, "");
+    expectEnding(program.wait(), -SIGINT, "");
 }
 
 TEST_F(RemoteDevices, AreNotReachedWhereNobodyListens) {
     const TestPeer nobody(TestPeer::Start::Later);
-    const Ending ending = runProgram(RYNVELCTL, {"--remote", nobody.address(), "read", "rtc0", "0"}, ".");
-    EXPECT_EQ(ending.status, 3);
-    EXPECT_EQ(ending.error, "rynvelctl: " + nobody.address() + ": Connection refused\n");
+    expectEnding(runProgram(RYNVELCTL, words("--remote " + nobody.address() + " read rtc0 0"), "."), 3, "",
+                 nobody.address() + ": Connection refused");
 }
 
 /** A server of this build, on a port of the system's choice. */
@@ -310,11 +278,8 @@ protected:
 
     Arguments remotely(const std::string& line) const { return words("--remote " + m_server.address() + ' ' + line); }
 
-    void expect(const std::string& line, int status, const std::string& output, const std::string& error = "") const {
-        const Ending ending = runProgram(RYNVELCTL, remotely(line), ".");
-        EXPECT_EQ(ending.status, status) << line;
-        EXPECT_EQ(withoutTimes(ending.output), output) << line;
-        EXPECT_EQ(ending.error, error.empty() ? "" : "rynvelctl: " + error + '\n') << line;
+    void expect(const std::string& line, int status, const std::string& output, const std::string& problem = "") const {
+        expectEnding(runProgram(RYNVELCTL, remotely(line), "."), status, output, problem, line);
     }
 
     RunningServer m_server;
@@ -408,10 +373,8 @@ TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedToFailAndNotToBeGone) {
 class ServedFiles : public testing::Test {
 protected:
     ServedFiles() {
-        std::string bytes;
-        for (int i = 0; i < 64; ++i) {
-            bytes += static_cast<char>(i);
-        }
+        std::string bytes(64, '\0');
+        std::iota(bytes.begin(), bytes.end(), '\0');
         for (const std::string name : {"registers8", "registers16", "registers32"}) {
             m_folder.store(name, bytes);
         }

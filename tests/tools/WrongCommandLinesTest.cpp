@@ -15,6 +15,16 @@ struct Group {
     std::vector<std::string> lines;
 };
 
+/** The lines of a text, which are separated by "; ". */
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 2) {
+        end = text.find("; ", begin);
+        lines.push_back(text.substr(begin, end - begin));
+    }
+    return lines;
+}
+
 const std::vector<std::string> wrongNumbers = {"x",    "0x",  "0b",  "0b2",   "0xg",        "1.5",         "1e3", "+1",
                                                "0x-1", "12a", "1,2", "0x1_0", "4294967296", "0x100000000", "ten"};
 
@@ -45,34 +55,11 @@ const std::vector<Group>& localGroups() {
     static const std::vector<Group> groups = {
         {wrongUsage, linesWithWrongNumbers()},
         // No command, no such command, too little, too much.
-        {wrongUsage,
-         {"",
-          "frobnicate",
-          "Read map32 0",
-          "read",
-          "read map32",
-          "write map32 0",
-          "write",
-          "dump map32",
-          "dump map32 0",
-          "fill map32 0 1",
-          "watch",
-          "watch map32",
-          "ioctl map32",
-          "ioctl map32 1",
-          "irq",
-          "irq map32",
-          "wait",
-          "info",
-          "read map32 0 0",
-          "write map32 0 1 1",
-          "dump map32 0 1 1",
-          "list map32",
-          "info map32 map16",
-          "irq map32 type 1",
-          "irq map32 raise 1 2",
-          "wait map32 1",
-          "read read read read"}},
+        {wrongUsage, {"", "frobnicate", "Read map32 0"}},
+        {wrongUsage, linesOf("read; read map32; write map32 0; write; dump map32; dump map32 0; fill map32 0 1; watch; "
+                             "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info")},
+        {wrongUsage, linesOf("read map32 0 0; write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
+                             "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read")},
         // Options that there are not, or not here, or without their value, or twice.
         {wrongUsage,
          {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
@@ -141,6 +128,12 @@ const std::vector<Group>& localGroups() {
     return groups;
 }
 
+const std::vector<std::string> remoteLines =
+    linesOf("read map32 0; write map32 0 1; write map32 0 1 --mask 1; dump map32 0 4; dump map32 0 4 --burst; "
+            "fill map32 0 2 1; watch map32 0; ioctl map32 1 2; info map32; irq map32 type; irq map32 enable; "
+            "irq map32 raise; irq map32 disable; wait map32; ping; ping map32; read file8 0; --type Uio16 read r 0; "
+            "--type Uio32 read r 0");
+
 class WrongCommandLines : public testing::Test {
 protected:
     WrongCommandLines() {
@@ -171,32 +164,23 @@ protected:
         }
     }
 
+    /** Expects the status of each line on a server that replies so, but for the line that is meant to succeed. */
+    void expectAllOfAServer(const Reply& reply, Status status, const Arguments& options = {},
+                            const std::string& successful = "") {
+        TestPeer peer;
+        Arguments first{"--remote", peer.address()};
+        first.insert(first.end(), options.begin(), options.end());
+        for (const std::string& line : remoteLines) {
+            if (line != successful) {
+                peer.script({reply});
+                expectAll({{status, {line}}}, first);
+            }
+        }
+    }
+
     TestFolder m_folder;
     std::size_t m_count = 0;
 };
-
-const std::vector<std::string>& remoteLines() {
-    static const std::vector<std::string> lines = {"read map32 0",
-                                                   "write map32 0 1",
-                                                   "write map32 0 1 --mask 1",
-                                                   "dump map32 0 4",
-                                                   "dump map32 0 4 --burst",
-                                                   "fill map32 0 2 1",
-                                                   "watch map32 0",
-                                                   "ioctl map32 1 2",
-                                                   "info map32",
-                                                   "irq map32 type",
-                                                   "irq map32 enable",
-                                                   "irq map32 raise",
-                                                   "irq map32 disable",
-                                                   "wait map32",
-                                                   "ping",
-                                                   "ping map32",
-                                                   "read file8 0",
-                                                   "--type Uio16 read r 0",
-                                                   "--type Uio32 read r 0"};
-    return lines;
-}
 
 TEST_F(WrongCommandLines, GiveOneLineAndTheirStatusEach) {
     expectAll(localGroups());
@@ -230,35 +214,17 @@ TEST_F(WrongCommandLines, WithATooLongNameToPingGiveOneLine) {
 
 TEST_F(WrongCommandLines, OfADeadServerGiveOneLine) {
     const TestPeer nobody(TestPeer::Start::Later);
-    expectAll({{unreachable, remoteLines()}}, {"--remote", nobody.address()});
+    expectAll({{unreachable, remoteLines}}, {"--remote", nobody.address()});
     expectAll({{unreachable, {"read map32 0", "ping"}}}, {"--remote", "no-such-host.invalid"});
 }
 
 TEST_F(WrongCommandLines, OfASilentServerGiveOneLine) {
-    TestPeer peer;
-    for (const std::string& line : remoteLines()) {
-        peer.script({silence()});
-        expectAll({{timedOut, {line}}}, {"--remote", peer.address(), "--timeout", "20ms"});
-    }
+    expectAllOfAServer(silence(), timedOut, {"--timeout", "20ms"});
 }
 
-TEST_F(WrongCommandLines, OfAServerThatRefusesGiveOneLine) {
-    TestPeer peer;
-    for (const std::string& line : remoteLines()) {
-        if (line != "ping") {
-            peer.script({refusal()});
-            expectAll({{unreachable, {line}}}, {"--remote", peer.address()});
-        }
-    }
-}
+TEST_F(WrongCommandLines, OfAServerThatRefusesGiveOneLine) { expectAllOfAServer(refusal(), unreachable, {}, "ping"); }
 
-TEST_F(WrongCommandLines, OfAServerThatClosesGiveOneLine) {
-    TestPeer peer;
-    for (const std::string& line : remoteLines()) {
-        peer.script({closing()});
-        expectAll({{unreachable, {line}}}, {"--remote", peer.address()});
-    }
-}
+TEST_F(WrongCommandLines, OfAServerThatClosesGiveOneLine) { expectAllOfAServer(closing(), unreachable); }
 
 } // namespace
 } // namespace RynvelTest

@@ -11,6 +11,7 @@
 
 #include "CFunctions.h"
 #include "PlainMutex.h"
+#include "StoredResults.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
 
@@ -177,45 +178,28 @@ TEST(Allocation, IsNotMadeByAnFpgaRegisterAccessWithTracingOff) {
     EXPECT_EQ(allocations, before);
 }
 
-/** Lets every allocation change errno while it lives. */
-class DisturbingAllocations {
-public:
-    DisturbingAllocations() { disturbing = true; }
-    DisturbingAllocations(const DisturbingAllocations&) = delete;
-    DisturbingAllocations& operator=(const DisturbingAllocations&) = delete;
-    ~DisturbingAllocations() { disturbing = false; }
-};
+/** The result of the operation, and errno after it, where every allocation changes errno. */
+template <typename Operation>
+std::pair<bool, int> withDisturbingAllocations(int errnoBefore, Operation operation) {
+    disturbing = true;
+    errno = errnoBefore;
+    const bool done = operation();
+    const int errnoAfter = errno;
+    disturbing = false;
+    return {done, errnoAfter};
+}
 
 TEST(Errno, IsKeptByTheEntryTraceOfAnOperation) {
     const auto device = make(static_cast<Rynvel::Lseek<std::uint8_t>*>(nullptr));
     const TraceRecorder recorder(6);
-    std::uint8_t value = 0;
-    bool done = false;
-    int after = 0;
-    {
-        const DisturbingAllocations disturbance;
-        errno = ERANGE;
-        done = device->read(0, &value);
-        after = errno;
-    }
-    EXPECT_TRUE(done);
-    EXPECT_EQ(after, ERANGE);
+    EXPECT_EQ(withDisturbingAllocations(ERANGE, [&] { return readFrom(*device).first; }), std::pair(true, ERANGE));
     EXPECT_EQ(recorder.lines().size(), 1U);
 }
 
 TEST(Errno, IsKeptByTheMessageOfAFailure) {
     const TraceRecorder recorder(1, "Rynvel.Uio");
     Rynvel::Uio<std::uint32_t> device("/dev/none", plainMutex(), true);
-    bool done = true;
-    int after = 0;
-    {
-        const DisturbingAllocations disturbance;
-        errno = 0;
-        done = device.disableInterrupt();
-        after = errno;
-    }
-    EXPECT_FALSE(done);
-    EXPECT_EQ(after, EBADF);
+    EXPECT_EQ(withDisturbingAllocations(0, [&] { return device.disableInterrupt(); }), std::pair(false, EBADF));
     EXPECT_EQ(recorder.lines().back(),
               "Rynvel.Uio 1 disableInterrupt: Failed to write on device \"/dev/none\". errno = "
               "Bad file descriptor");

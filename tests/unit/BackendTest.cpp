@@ -11,7 +11,7 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// What holds for every backend of this machine. What is its own stands in the test of its class.
+// What every backend of this machine does. The test of its class covers what only one of them does.
 
 namespace {
 

@@ -36,6 +36,14 @@ void withOpenDevices(Body body) {
     });
 }
 
+/** Opens the three devices, then runs the body with the handle of each and all functions of its width. */
+template <typename Body>
+void withAllCFunctions(Body body) {
+    withOpenDevices([&body](ScriptedOs& os) {
+        forAllCFunctions(handle8, [&](int handle, const auto& functions) { body(os, handle, functions); });
+    });
+}
+
 /** The entry that the operation leaves on the backend's channel. */
 template <typename Operation>
 std::string entryOf(Operation operation) {
@@ -173,90 +181,80 @@ std::vector<unsigned int> addressesOf(unsigned int deviceAddress, unsigned int d
 }
 
 TEST(CInterface, AccessesARegisterAtTheDevicesAddressOrAtItsDividedByteAddress) {
-    withOpenDevices([](ScriptedOs& os) {
-        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
-            using T = RegisterOf<decltype(functions)>;
-            constexpr T value = Width<T>::value;
-            constexpr auto other = static_cast<T>(~value);
-            constexpr auto merged = static_cast<T>((other & ~0x0FU) | (value & 0x0FU));
-            const std::string seek = "lseek(7, 16, 0)";
-            const std::string readCall = std::string("read(7, ") + Width<T>::bytes + ')';
-            for (const unsigned int address : addressesOf(16, functions.divisor)) {
-                os.store(16, value);
-                os.log().clear();
-                T result = 0;
-                EXPECT_EQ(functions.read(handle, address, &result), 0);
-                EXPECT_EQ(result, value);
-                EXPECT_EQ(functions.write(handle, address, other), 0);
-                EXPECT_EQ(functions.writeBitmask(handle, address, value, 0x0F), 0);
-                EXPECT_EQ(os.stored<T>(16), merged);
-                EXPECT_EQ(os.log(), (EventLog{seek, readCall, seek, "write(7, " + inMemory(other) + ')', seek, readCall,
-                                              seek, "write(7, " + inMemory(merged) + ')'}));
-            }
-        });
+    withAllCFunctions([](ScriptedOs& os, int handle, const auto& functions) {
+        using T = RegisterOf<decltype(functions)>;
+        constexpr T value = Width<T>::value;
+        constexpr auto other = static_cast<T>(~value);
+        constexpr auto merged = static_cast<T>((other & ~0x0FU) | (value & 0x0FU));
+        const std::string seek = "lseek(7, 16, 0)";
+        const std::string readCall = std::string("read(7, ") + Width<T>::bytes + ')';
+        for (const unsigned int address : addressesOf(16, functions.divisor)) {
+            os.store(16, value);
+            os.log().clear();
+            T result = 0;
+            EXPECT_EQ(functions.read(handle, address, &result), 0);
+            EXPECT_EQ(result, value);
+            EXPECT_EQ(functions.write(handle, address, other), 0);
+            EXPECT_EQ(functions.writeBitmask(handle, address, value, 0x0F), 0);
+            EXPECT_EQ(os.stored<T>(16), merged);
+            EXPECT_EQ(os.log(), (EventLog{seek, readCall, seek, "write(7, " + inMemory(other) + ')', seek, readCall,
+                                          seek, "write(7, " + inMemory(merged) + ')'}));
+        }
     });
 }
 
 TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
-    withOpenDevices([](ScriptedOs& os) {
-        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
-            RegisterOf<decltype(functions)> value = 0;
-            os.script(Call::Lseek, {failing(EINVAL)});
-            EXPECT_EQ(functions.read(handle, 0xFFFFFFFF, &value), -1);
-            const auto sought = static_cast<long>(0xFFFFFFFF / functions.divisor);
-            EXPECT_EQ(os.log().back(), "lseek(7, " + std::to_string(sought) + ", 0)");
-        });
+    withAllCFunctions([](ScriptedOs& os, int handle, const auto& functions) {
+        RegisterOf<decltype(functions)> value = 0;
+        os.script(Call::Lseek, {failing(EINVAL)});
+        EXPECT_EQ(functions.read(handle, 0xFFFFFFFF, &value), -1);
+        const auto sought = static_cast<long>(0xFFFFFFFF / functions.divisor);
+        EXPECT_EQ(os.log().back(), "lseek(7, " + std::to_string(sought) + ", 0)");
     });
 }
 
 TEST(CInterface, BurstsTakeAnyFlagButZeroForNetworkOrderAndThoseOf8BitsHaveHostOrder) {
-    withOpenDevices([](ScriptedOs&) {
-        forAllCFunctions(handle8, [](int handle, const auto& functions) {
-            RegisterOf<decltype(functions)> values[2] = {};
-            for (const int flag : {0, 1, 7, -1}) {
-                const std::string rest = " ENTER Hex(address)=0x00000008, items=2, byteOrder=" +
-                                         std::string(functions.isHostOrder(flag) ? "Host" : "Network");
-                for (const unsigned int address : addressesOf(8, functions.divisor)) {
-                    EXPECT_EQ(entryOf([&] { functions.burstRead(handle, address, values, 2, flag); }),
-                              "Rynvel.Lseek 6 read" + rest);
-                    EXPECT_EQ(entryOf([&] { functions.burstWrite(handle, address, values, 2, flag); }),
-                              "Rynvel.Lseek 6 write" + rest);
-                }
+    withAllCFunctions([](ScriptedOs& /*os*/, int handle, const auto& functions) {
+        RegisterOf<decltype(functions)> values[2] = {};
+        for (const int flag : {0, 1, 7, -1}) {
+            const std::string rest = " ENTER Hex(address)=0x00000008, items=2, byteOrder=" +
+                                     std::string(functions.isHostOrder(flag) ? "Host" : "Network");
+            for (const unsigned int address : addressesOf(8, functions.divisor)) {
+                EXPECT_EQ(entryOf([&] { functions.burstRead(handle, address, values, 2, flag); }),
+                          "Rynvel.Lseek 6 read" + rest);
+                EXPECT_EQ(entryOf([&] { functions.burstWrite(handle, address, values, 2, flag); }),
+                          "Rynvel.Lseek 6 write" + rest);
             }
-        });
+        }
     });
 }
 
 TEST(CInterface, BurstsMoveTheCallersItems) {
-    withOpenDevices([](ScriptedOs& os) {
-        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
-            using T = RegisterOf<decltype(functions)>;
-            const T written[2] = {Width<T>::value, 1};
-            T values[2] = {};
-            // A device that is sought reports a burst by its bytes.
-            const int result = sizeof(T) == 1 ? 0 : -1;
-            EXPECT_EQ(functions.burstWrite(handle, 16 * functions.divisor, written, 2, 1), result);
-            EXPECT_EQ(os.stored<T>(16), Width<T>::reversed);
-            EXPECT_EQ(functions.burstRead(handle, 16 * functions.divisor, values, 2, 0), result);
-            EXPECT_EQ(values[0], Width<T>::reversed);
-            EXPECT_EQ(functions.burstRead(handle, 16 * functions.divisor, values, 2, 1), result);
-            EXPECT_EQ(values[0], written[0]);
-            EXPECT_EQ(values[1], written[1]);
-        });
+    withAllCFunctions([](ScriptedOs& os, int handle, const auto& functions) {
+        using T = RegisterOf<decltype(functions)>;
+        const T written[2] = {Width<T>::value, 1};
+        T values[2] = {};
+        // A device that is sought reports a burst by its bytes.
+        const int result = sizeof(T) == 1 ? 0 : -1;
+        EXPECT_EQ(functions.burstWrite(handle, 16 * functions.divisor, written, 2, 1), result);
+        EXPECT_EQ(os.stored<T>(16), Width<T>::reversed);
+        EXPECT_EQ(functions.burstRead(handle, 16 * functions.divisor, values, 2, 0), result);
+        EXPECT_EQ(values[0], Width<T>::reversed);
+        EXPECT_EQ(functions.burstRead(handle, 16 * functions.divisor, values, 2, 1), result);
+        EXPECT_EQ(values[0], written[0]);
+        EXPECT_EQ(values[1], written[1]);
     });
 }
 
 TEST(CInterface, ReportsFailedOperationsWithMinusOne) {
-    withOpenDevices([](ScriptedOs& os) {
-        forAllCFunctions(handle8, [&os](int handle, const auto& functions) {
-            RegisterOf<decltype(functions)> value = 0;
-            os.script(Call::Lseek, std::vector(5, failing(EIO)));
-            EXPECT_EQ(functions.read(handle, 0, &value), -1);
-            EXPECT_EQ(functions.write(handle, 0, 0), -1);
-            EXPECT_EQ(functions.writeBitmask(handle, 0, 0, 1), -1);
-            EXPECT_EQ(functions.burstRead(handle, 0, &value, 0, 0), -1);
-            EXPECT_EQ(functions.burstWrite(handle, 0, &value, 0, 0), -1);
-        });
+    withAllCFunctions([](ScriptedOs& os, int handle, const auto& functions) {
+        RegisterOf<decltype(functions)> value = 0;
+        os.script(Call::Lseek, std::vector(5, failing(EIO)));
+        EXPECT_EQ(functions.read(handle, 0, &value), -1);
+        EXPECT_EQ(functions.write(handle, 0, 0), -1);
+        EXPECT_EQ(functions.writeBitmask(handle, 0, 0, 1), -1);
+        EXPECT_EQ(functions.burstRead(handle, 0, &value, 0, 0), -1);
+        EXPECT_EQ(functions.burstWrite(handle, 0, &value, 0, 0), -1);
     });
 }
 

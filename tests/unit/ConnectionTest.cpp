@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "MessageBytes.h"
+#include "NothingTraced.h"
 #include "ScriptedOs.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
@@ -27,9 +28,29 @@ Request someRequest() {
     return request;
 }
 
+/** The results of sending and of receiving a message. */
+std::pair<int, int> transferOn(const Connection& connection) {
+    Response response;
+    const int sent = connection.send(someRequest());
+    return {sent, connection.receive(response)};
+}
+
+constexpr std::pair failed(-1, -1);
+
 /** A connection on the socket 7 of a scripted machine. */
 class ScriptedConnectionTest : public testing::Test {
 protected:
+    /** Expects a transfer to fail in the one call that it makes, with its errno. */
+    template <typename Transfer>
+    void expectFailure(Call call, const Answer& answer, Transfer transfer) {
+        m_os.log().clear();
+        m_os.script(call, {answer});
+        errno = 0;
+        EXPECT_FALSE(transfer()) << nameOf(call);
+        EXPECT_EQ(errno, answer.error) << nameOf(call);
+        EXPECT_EQ(m_os.log().size(), 1U) << nameOf(call);
+    }
+
     ScriptedOs m_os;
     Connection m_connection{ScriptedOs::descriptor};
 };
@@ -74,7 +95,7 @@ TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
 }
 
 TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsItWas) {
-    const TraceRecorder recorder(5);
+    const NothingTraced nothingTraced(5);
     m_os.script(Call::Send, {answering(1)});
     m_os.script(Call::Read, {answering(1)});
     m_os.memory[0] = 0x55;
@@ -85,81 +106,36 @@ TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsI
     EXPECT_EQ(bytesOf(response)[0], 0x55);
     EXPECT_EQ(response.getLength(), 3U);
     EXPECT_EQ(m_os.log().size(), 2U);
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TEST_F(ScriptedConnectionTest, SaysWhyATransferFailedAndKeepsTheSocketAndErrno) {
-    const TraceRecorder recorder(1);
-    m_os.script(Call::Send, {failing(EPIPE)});
-    m_os.script(Call::Read, {failing(EINTR)});
+TEST_F(ScriptedConnectionTest, TriesATransferOnceSaysWhyItFailedAndKeepsTheSocketAndErrno) {
     Response response;
-    errno = 0;
-    EXPECT_EQ(m_connection.send(someRequest()), -1);
-    EXPECT_EQ(errno, EPIPE);
-    EXPECT_EQ(m_connection.receive(response), -1);
-    EXPECT_EQ(errno, EINTR);
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{"Rynvel.Connection 1 send: Sending to socket '7' failed with: Broken pipe",
-                        "Rynvel.Connection 1 receive: Reading from socket '7' failed with: Interrupted system call"}));
-    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
-    EXPECT_EQ(m_os.log().size(), 2U);
-}
-
-TEST_F(ScriptedConnectionTest, TriesATransferThatASignalInterruptsOrThatWouldBlockOnlyOnce) {
-    for (const int error : {EINTR, EAGAIN}) {
-        const TraceRecorder recorder(1);
-        m_os.log().clear();
-        m_os.script(Call::Send, {failing(error)});
-        m_os.script(Call::Read, {failing(error)});
-        std::uint8_t byte = 0;
-        EXPECT_FALSE(m_connection.send(&byte, 1));
-        EXPECT_FALSE(m_connection.receive(&byte, 1));
-        EXPECT_EQ(m_os.log(), (EventLog{"send(7, 00, 0)", "read(7, 1)"}));
-        const std::string reason = std::strerror(error);
-        EXPECT_EQ(recorder.lines(),
-                  (EventLog{"Rynvel.Connection 1 send: Sending to socket '7' failed with: " + reason,
-                            "Rynvel.Connection 1 receive: Reading from socket '7' failed with: " + reason}));
-    }
-}
-
-TEST_F(ScriptedConnectionTest, TakesATransferOfNothingForAClosedSocket) {
-    const TraceRecorder recorder(1);
-    m_os.script(Call::Send, {answering(0)});
-    m_os.script(Call::Read, {answering(0)});
-    Response response;
-    EXPECT_EQ(m_connection.send(someRequest()), -1);
-    EXPECT_EQ(m_connection.receive(response), -1);
-    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Connection 1 send: Socket '7' is closed.",
-                                          "Rynvel.Connection 1 receive: Socket '7' is closed."}));
-    EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
-}
-
-TEST_F(ScriptedConnectionTest, FailsWithFalseWhereBytesAreTransferred) {
     std::uint8_t byte = 0;
-    m_os.script(Call::Send, {failing(EPIPE), answering(0)});
-    m_os.script(Call::Read, {failing(EIO), answering(0)});
-    const TraceRecorder recorder(1);
-    EXPECT_FALSE(m_connection.send(&byte, 1));
-    EXPECT_FALSE(m_connection.send(&byte, 1));
-    EXPECT_FALSE(m_connection.receive(&byte, 1));
-    EXPECT_FALSE(m_connection.receive(&byte, 1));
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{"Rynvel.Connection 1 send: Sending to socket '7' failed with: Broken pipe",
-                        "Rynvel.Connection 1 send: Socket '7' is closed.",
-                        "Rynvel.Connection 1 receive: Reading from socket '7' failed with: Input/output error",
-                        "Rynvel.Connection 1 receive: Socket '7' is closed."}));
+    for (const auto& answer : {failing(EPIPE), failing(EINTR), failing(EAGAIN), failing(EIO), answering(0)}) {
+        const TraceRecorder recorder(1);
+        expectFailure(Call::Send, *answer, [&] { return m_connection.send(someRequest()) != -1; });
+        expectFailure(Call::Send, *answer, [&] { return m_connection.send(&byte, 1); });
+        EXPECT_EQ(m_os.log(), EventLog{"send(7, 00, 0)"});
+        expectFailure(Call::Read, *answer, [&] { return m_connection.receive(response) != -1; });
+        expectFailure(Call::Read, *answer, [&] { return m_connection.receive(&byte, 1); });
+        EXPECT_EQ(m_os.log(), EventLog{"read(7, 1)"});
+        const std::string channel = "Rynvel.Connection 1 ";
+        const std::string reason = " socket '7' failed with: " + std::string(std::strerror(answer->error));
+        const bool isClosed = answer->result == 0;
+        const std::string sending = channel + "send: " + (isClosed ? "Socket '7' is closed." : "Sending to" + reason);
+        const std::string receiving =
+            channel + "receive: " + (isClosed ? "Socket '7' is closed." : "Reading from" + reason);
+        EXPECT_EQ(recorder.lines(), (EventLog{sending, sending, receiving, receiving}));
+        EXPECT_EQ(m_connection.getSocketDescriptor(), 7);
+    }
 }
 
 TEST_F(ScriptedConnectionTest, SaysNothingOfAFailureWhenLevelOneIsOff) {
-    const TraceRecorder recorder(0);
+    const NothingTraced nothingTraced(0);
     m_os.script(Call::Send, {failing(EPIPE), answering(0)});
     m_os.script(Call::Read, {failing(EIO), answering(0)});
-    Response response;
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(m_connection.send(someRequest()), -1);
-        EXPECT_EQ(m_connection.receive(response), -1);
-    }
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_EQ(transferOn(m_connection), failed);
+    EXPECT_EQ(transferOn(m_connection), failed);
 }
 
 TEST_F(ScriptedConnectionTest, TracesTheEntryOfATransferOfAMessageAndRendersWhatItSends) {
@@ -181,8 +157,7 @@ TEST_F(ScriptedConnectionTest, TracesTheEntryBeforeTheTransfer) {
     const TraceRecorder recorder(6, "*", &m_os.log());
     Response response;
     m_connection.receive(response);
-    EXPECT_EQ(m_os.log(), (EventLog{"Rynvel.Connection 6 receive ENTER", "read(7, 520)"}));
-    m_os.log().clear();
+    EXPECT_EQ(m_os.takeLog(), (EventLog{"Rynvel.Connection 6 receive ENTER", "read(7, 520)"}));
     m_connection.send(response);
     EXPECT_EQ(m_os.log(), (EventLog{"Rynvel.Connection 6 send ENTER message=Response: [ result: Success, length: 0, "
                                     "values: { } ]",
@@ -212,23 +187,24 @@ TEST_F(ScriptedConnectionTest, RendersAMessageOnlyWhenLevelSixIsOn) {
 }
 
 TEST_F(ScriptedConnectionTest, TracesNoEntryOfAnyOtherOperation) {
-    const TraceRecorder recorder(7);
-    {
-        Connection connection(5);
-        std::uint8_t byte = 0;
-        connection.send(&byte, 1);
-        connection.receive(&byte, 1);
-        connection.getSocketDescriptor();
-        connection.close();
-    }
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    const NothingTraced nothingTraced(7);
+    Connection connection(5);
+    std::uint8_t byte = 0;
+    connection.send(&byte, 1);
+    connection.receive(&byte, 1);
+    connection.getSocketDescriptor();
+    connection.close();
 }
 
-TEST_F(ScriptedConnectionTest, ClosesItsSocketOnce) {
-    m_connection.close();
-    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
-    m_connection.close();
-    EXPECT_EQ(m_os.log(), EventLog{"close(7)"});
+TEST_F(ScriptedConnectionTest, ClosesItsSocketOnceEvenWhenClosingFails) {
+    for (const auto& answer : {answering(0), failing(EIO)}) {
+        m_os.script(Call::Close, {answer});
+        Connection connection(ScriptedOs::descriptor);
+        connection.close();
+        EXPECT_EQ(connection.getSocketDescriptor(), -1);
+        connection.close();
+        EXPECT_EQ(m_os.takeLog(), EventLog{"close(7)"});
+    }
 }
 
 TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
@@ -241,12 +217,6 @@ TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
     Connection zero(0);
     zero.close();
     EXPECT_EQ(m_os.log(), EventLog{"close(0)"});
-}
-
-TEST_F(ScriptedConnectionTest, GivesItsSocketUpEvenWhenClosingFails) {
-    m_os.script(Call::Close, {failing(EIO)});
-    m_connection.close();
-    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }
 
 TEST(IConnection, IsCreatedAsAConnectionOnTheSocket) {
@@ -323,13 +293,10 @@ TEST_F(SocketConnectionTest, RaisesSigpipeWhenItSendsToAPeerThatIsGone) {
 
 TEST_F(SocketConnectionTest, ReportsThatThereIsNoSocket) {
     const TraceRecorder recorder(1);
-    const Connection connection(-1);
-    Response response;
-    EXPECT_EQ(connection.receive(response), -1);
-    EXPECT_EQ(connection.send(someRequest()), -1);
+    EXPECT_EQ(transferOn(Connection(-1)), failed);
     EXPECT_EQ(recorder.lines(),
-              (EventLog{"Rynvel.Connection 1 receive: Reading from socket '-1' failed with: Bad file descriptor",
-                        "Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor"}));
+              (EventLog{"Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor",
+                        "Rynvel.Connection 1 receive: Reading from socket '-1' failed with: Bad file descriptor"}));
 }
 
 TEST_F(SocketConnectionTest, LeavesTheSocketOpenWhenItIsDestroyed) {

@@ -10,6 +10,7 @@
 #include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "ScriptedPthread.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 // The lock of a device, by the register operations that take it.
@@ -83,9 +84,7 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
     EXPECT_EQ(eventsOfAWrite(*device, 1, bothCalls), failures);
     EXPECT_EQ(eventsOfAWrite(*device, 6, bothCalls), failures);
     EXPECT_EQ(eventsOfAWrite(*device, 7, bothCalls), entriesAndFailures);
-    std::uint32_t value = 0;
-    EXPECT_TRUE(device->read(0, &value));
-    EXPECT_EQ(value, 7U);
+    EXPECT_EQ(readFrom(*device), std::pair(true, 7U));
 }
 
 TEST(DeviceLock, SaysNothingOfAFailureWhenLevelOneIsOff) {

@@ -62,23 +62,19 @@ TYPED_TEST(DeviceTest, AnswersEveryRequestWithMinusOneUnlessOverridden) {
     EXPECT_EQ(errno, 0);
 }
 
-TYPED_TEST(DeviceTest, HasNoNativeHandleUnlessOverridden) {
-    EXPECT_EQ(MinimalDevice<TypeParam>(this->m_log).getNativeHandle(), -1);
+TYPED_TEST(DeviceTest, KeepsTheNameOfItsConstructionAndHasNoNativeHandleUnlessOverridden) {
+    const MinimalDevice<TypeParam> device(this->m_log);
+    EXPECT_EQ(device.getDevName(), "minimal device");
+    EXPECT_EQ(device.getNativeHandle(), -1);
 }
 
-TYPED_TEST(DeviceTest, ReleasesAWaiterByOneVirtualWrite) {
-    MinimalDevice<TypeParam> device(this->m_log);
-    EXPECT_TRUE(device.cancelWaitForInterrupt(0x10, 0x7F));
-    EXPECT_EQ(this->m_log, EventLog{"write 16 127"});
-}
-
-TYPED_TEST(DeviceTest, ReportsTheResultOfTheReleasingWrite) {
-    MinimalDevice<TypeParam> device(this->m_log, false);
-    EXPECT_FALSE(device.cancelWaitForInterrupt(0, 0));
-}
-
-TYPED_TEST(DeviceTest, KeepsTheNameOfItsConstruction) {
-    EXPECT_EQ(MinimalDevice<TypeParam>(this->m_log).getDevName(), "minimal device");
+TYPED_TEST(DeviceTest, ReleasesAWaiterByOneVirtualWriteWhoseResultItReports) {
+    for (const bool answer : {true, false}) {
+        MinimalDevice<TypeParam> device(this->m_log, answer);
+        this->m_log.clear();
+        EXPECT_EQ(device.cancelWaitForInterrupt(0x10, 0x7F), answer);
+        EXPECT_EQ(this->m_log, EventLog{"write 16 127"});
+    }
 }
 
 TYPED_TEST(DeviceTest, RunsTheBackendsDestructorThroughTheBase) {

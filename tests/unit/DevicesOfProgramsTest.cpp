@@ -210,10 +210,10 @@ protected:
 };
 
 TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
-    Common::PreopenedFiles handOver;
+    Common::PreopenedFiles preopened;
     const MemoryFile other(pageSize);
-    const int first = handOver.open(m_file.path(), O_RDWR);
-    const int second = handOver.open(m_file.path(), O_RDWR);
+    const int first = preopened.open(m_file.path(), O_RDWR);
+    const int second = preopened.open(m_file.path(), O_RDWR);
     EXPECT_NE(first, second);
     const int another = openAgain(other.path());
     EXPECT_NE(another, first);
@@ -228,24 +228,24 @@ TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
 }
 
 TEST_F(HandOverTest, SaysWhyAFileCannotBeOpened) {
-    Common::PreopenedFiles handOver;
-    EXPECT_EQ(handOver.open("/nowhere/registers", O_RDWR), -1);
+    Common::PreopenedFiles preopened;
+    EXPECT_EQ(preopened.open("/nowhere/registers", O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
 TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
-    Common::PreopenedFiles handOver;
-    const int descriptor = handOver.open(m_file.path(), O_RDWR);
-    ASSERT_TRUE(handOver.map(descriptor, pageSize, 0));
-    EXPECT_TRUE(handOver.hasMapping());
+    Common::PreopenedFiles preopened;
+    const int descriptor = preopened.open(m_file.path(), O_RDWR);
+    ASSERT_TRUE(preopened.map(descriptor, pageSize, 0));
+    EXPECT_TRUE(preopened.hasMapping());
     void* const larger = mapAgain(descriptor, 2 * pageSize);
-    EXPECT_TRUE(handOver.hasMapping());
+    EXPECT_TRUE(preopened.hasMapping());
     void* const first = mapAgain(descriptor, pageSize);
-    EXPECT_FALSE(handOver.hasMapping());
+    EXPECT_FALSE(preopened.hasMapping());
     void* const second = mapAgain(descriptor, pageSize);
     EXPECT_NE(first, MAP_FAILED);
     EXPECT_NE(first, second);
-    EXPECT_EQ(handOver.take(descriptor, pageSize), nullptr);
+    EXPECT_EQ(preopened.take(descriptor, pageSize), nullptr);
     munmap(larger, 2 * pageSize);
     munmap(first, pageSize);
     munmap(second, pageSize);
@@ -254,8 +254,8 @@ TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
 TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     int descriptor = -1;
     {
-        Common::PreopenedFiles handOver;
-        descriptor = handOver.open(m_file.path(), O_RDWR);
+        Common::PreopenedFiles preopened;
+        descriptor = preopened.open(m_file.path(), O_RDWR);
         int opened = -1;
         std::thread([&] { opened = openAgain(m_file.path()); }).join();
         EXPECT_NE(opened, descriptor);
@@ -268,8 +268,8 @@ TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
 TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
     int descriptor = -1;
     {
-        Common::PreopenedFiles handOver;
-        descriptor = handOver.open(m_file.path(), O_RDWR);
+        Common::PreopenedFiles preopened;
+        descriptor = preopened.open(m_file.path(), O_RDWR);
         EXPECT_EQ(openAgain(m_file.path()), descriptor);
     }
     EXPECT_TRUE(isOpen(descriptor));
@@ -285,11 +285,11 @@ bool isFree(void* page) {
 
 TEST_F(HandOverTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
     for (const std::size_t offset : {std::size_t{0x800}, std::size_t{pageSize}}) {
-        Common::PreopenedFiles handOver;
-        const int descriptor = handOver.open(m_file.path(), O_RDWR);
-        ASSERT_TRUE(handOver.map(descriptor, 2 * pageSize, offset));
+        Common::PreopenedFiles preopened;
+        const int descriptor = preopened.open(m_file.path(), O_RDWR);
+        ASSERT_TRUE(preopened.map(descriptor, 2 * pageSize, offset));
         auto* const mapping = static_cast<char*>(mapAgain(descriptor, 2 * pageSize));
-        auto leftover = handOver.takeRemainder();
+        auto leftover = preopened.takeRemainder();
         EXPECT_FALSE(isFree(mapping));
         // What the unmapping can reach is the mapping's own, so that it takes nothing of others along.
         EXPECT_FALSE(isFree(mapping + 2 * pageSize));
@@ -311,8 +311,8 @@ TEST_F(HandOverTest, LeavesNothingOfAMappingThatNobodyTakes) {
     numberOfMappings();
     const std::size_t before = numberOfMappings();
     for (unsigned int i = 0; i < 10; ++i) {
-        Common::PreopenedFiles handOver;
-        ASSERT_TRUE(handOver.map(handOver.open(m_file.path(), O_RDWR), pageSize, 0x800));
+        Common::PreopenedFiles preopened;
+        ASSERT_TRUE(preopened.map(preopened.open(m_file.path(), O_RDWR), pageSize, 0x800));
         EXPECT_GT(numberOfMappings(), before);
     }
     EXPECT_EQ(numberOfMappings(), before);
@@ -496,30 +496,33 @@ private:
     bool& m_isDestroyed;
 };
 
-TEST(FaultGuard, LeavesAnAccessWithoutUnwindingIt) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
+class FaultGuardTest : public testing::Test {
+protected:
+    FaultGuardTest() { Common::FaultGuard::install(); }
+
+    const volatile std::uint32_t& m_faulty = faultyRegister();
+};
+
+TEST_F(FaultGuardTest, LeavesAnAccessWithoutUnwindingIt) {
     bool isDestroyed = false;
     EXPECT_FALSE(Common::FaultGuard::run([&] {
         const Witness witness(isDestroyed);
-        read(faulty);
+        read(m_faulty);
     }));
     EXPECT_FALSE(isDestroyed);
 }
 
-TEST(FaultGuard, TellsWhetherAnAccessIsRunning) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
+TEST_F(FaultGuardTest, TellsWhetherAnAccessIsRunning) {
     bool isRunning = false;
     EXPECT_FALSE(Common::FaultGuard::isRunning());
     Common::FaultGuard::run([&] { isRunning = Common::FaultGuard::isRunning(); });
     EXPECT_TRUE(isRunning);
     EXPECT_FALSE(Common::FaultGuard::isRunning());
-    Common::FaultGuard::run([&] { read(faulty); });
+    Common::FaultGuard::run([&] { read(m_faulty); });
     EXPECT_FALSE(Common::FaultGuard::isRunning());
 }
 
-class AccessMutexTest : public testing::Test {
+class AccessMutexTest : public FaultGuardTest {
 protected:
     EventLog m_log;
     Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
@@ -555,38 +558,32 @@ TEST_F(AccessMutexTest, StaysLockedForAnAccessThatLocksItAgain) {
 }
 
 TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
     EXPECT_FALSE(Common::FaultGuard::run([&] {
         m_mutex.lock();
-        read(faulty);
+        read(m_faulty);
     }));
     m_mutex.endAccess();
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
 TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
     m_mutex.lock();
     std::thread([&] {
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
         m_mutex.endAccess();
     }).join();
     EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
-TEST(FaultGuard, TakesNoSignalOfAProcessForAFault) {
-    Common::FaultGuard::install();
-    const volatile std::uint32_t& faulty = faultyRegister();
-    for (int i = 0; i < 2; ++i) {
+TEST_F(FaultGuardTest, TakesNoSignalOfAProcessForAFault) {
+    const auto raiseSignals = [] {
         ::kill(getpid(), SIGBUS);
         raise(SIGBUS);
-        EXPECT_TRUE(Common::FaultGuard::run([] {
-            ::kill(getpid(), SIGBUS);
-            raise(SIGBUS);
-        }));
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(faulty); }));
+    };
+    for (int i = 0; i < 2; ++i) {
+        raiseSignals();
+        EXPECT_TRUE(Common::FaultGuard::run(raiseSignals));
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
     }
 }
 

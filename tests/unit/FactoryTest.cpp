@@ -13,6 +13,7 @@
 #include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 // Built with the device table of the tests. create() fills the process-wide list, so what calls it runs in a child.
@@ -113,25 +114,24 @@ TEST(Factory, FreesTheMutexOfADeviceThatItCannotBuild) {
 }
 
 TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
-    const std::vector<std::pair<DeviceType, const char*>> types{
-        {DeviceType::Lseek8, "read(7, 1)"}, {DeviceType::Lseek16, "read(7, 2)"}, {DeviceType::Lseek32, "read(7, 4)"}};
-    for (const auto& [type, readCall] : types) {
+    for (const auto& [type, readCall] : {std::pair(DeviceType::Lseek8, "read(7, 1)"),
+                                         {DeviceType::Lseek16, "read(7, 2)"},
+                                         {DeviceType::Lseek32, "read(7, 4)"}}) {
         ScriptedOs os;
         const TraceRecorder recorder(4);
         const MemoryDevice row{"own", "/dev/own", 0, type};
         const auto device = factory().createDevice(row, std::make_unique<RecordingMutex>(os.log()));
         ASSERT_NE(device, nullptr);
-        std::uint32_t value = 0;
-        if (auto* device8 = dynamic_cast<Rynvel::Device8*>(device.get())) {
-            device8->read(0, reinterpret_cast<std::uint8_t*>(&value));
-        } else if (auto* device16 = dynamic_cast<Rynvel::Device16*>(device.get())) {
-            device16->read(0, reinterpret_cast<std::uint16_t*>(&value));
-        } else if (auto* device32 = dynamic_cast<Rynvel::Device32*>(device.get())) {
-            device32->read(0, &value);
+        if (auto* device8 = dynamic_cast<Device8*>(device.get())) {
+            readFrom(*device8);
+        } else if (auto* device16 = dynamic_cast<Device16*>(device.get())) {
+            readFrom(*device16);
+        } else if (auto* device32 = dynamic_cast<Device32*>(device.get())) {
+            readFrom(*device32);
         }
         EXPECT_EQ(os.log(), (EventLog{"open(/dev/own, 2)", "lock", "lseek(7, 0, 0)", readCall, "unlock"}));
         EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 4 createDevice: Device \"own\" created."});
-        EXPECT_EQ(factory().getHandle(std::shared_ptr<Rynvel::IDevice>(device.get(), [](Rynvel::IDevice*) {})), -1);
+        EXPECT_EQ(factory().getHandle(std::shared_ptr<IDevice>(device.get(), [](IDevice*) {})), -1);
     }
 }
 
@@ -139,12 +139,12 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
 struct Backend {
     const char* name;
     int width;
-    bool (*isOfItsClass)(const Rynvel::IDevice*);
+    bool (*isOfItsClass)(const IDevice*);
     EventLog construction;
 };
 
 template <typename Class>
-bool isOf(const Rynvel::IDevice* device) {
+bool isOf(const IDevice* device) {
     return dynamic_cast<const Class*>(device) != nullptr;
 }
 
@@ -163,16 +163,16 @@ EventLog uioConstruction(const std::string& path) {
 
 const std::vector<Backend>& backends() {
     static const std::vector<Backend> all{
-        {"lseek8", 8, isOf<Rynvel::Lseek<std::uint8_t>>, {"open(/dev/lseek8, 2)"}},
-        {"lseek16", 16, isOf<Rynvel::Lseek<std::uint16_t>>, {"open(/dev/lseek16, 2)"}},
-        {"lseek32", 32, isOf<Rynvel::Lseek<std::uint32_t>>, {"open(/dev/lseek32, 2)"}},
-        {"uio16", 16, isOf<Rynvel::Uio<std::uint16_t>>, uioConstruction("/dev/uio16")},
-        {"uio32", 32, isOf<Rynvel::Uio<std::uint32_t>>, uioConstruction("/dev/uio32")},
-        {"fpga", 32, isOf<Rynvel::FpgaSpi32>, {"open(/dev/fpga, 2)"}},
-        {"tyvon16", 16, isOf<Rynvel::Tyvon<std::uint16_t>>, {"open(/dev/tyvon16, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}},
-        {"tyvon32", 32, isOf<Rynvel::Tyvon<std::uint32_t>>, {"open(/dev/tyvon32, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}},
-        {"tyvonInterrupt16", 16, isOf<Rynvel::TyvonInterrupt<std::uint16_t>>, {"open(/dev/tyvonInterrupt16, 2)"}},
-        {"tyvonInterrupt32", 32, isOf<Rynvel::TyvonInterrupt<std::uint32_t>>, {"open(/dev/tyvonInterrupt32, 2)"}},
+        {"lseek8", 8, isOf<Lseek<std::uint8_t>>, {"open(/dev/lseek8, 2)"}},
+        {"lseek16", 16, isOf<Lseek<std::uint16_t>>, {"open(/dev/lseek16, 2)"}},
+        {"lseek32", 32, isOf<Lseek<std::uint32_t>>, {"open(/dev/lseek32, 2)"}},
+        {"uio16", 16, isOf<Uio<std::uint16_t>>, uioConstruction("/dev/uio16")},
+        {"uio32", 32, isOf<Uio<std::uint32_t>>, uioConstruction("/dev/uio32")},
+        {"fpga", 32, isOf<FpgaSpi32>, {"open(/dev/fpga, 2)"}},
+        {"tyvon16", 16, isOf<Tyvon<std::uint16_t>>, {"open(/dev/tyvon16, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}},
+        {"tyvon32", 32, isOf<Tyvon<std::uint32_t>>, {"open(/dev/tyvon32, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}},
+        {"tyvonInterrupt16", 16, isOf<TyvonInterrupt<std::uint16_t>>, {"open(/dev/tyvonInterrupt16, 2)"}},
+        {"tyvonInterrupt32", 32, isOf<TyvonInterrupt<std::uint32_t>>, {"open(/dev/tyvonInterrupt32, 2)"}},
     };
     return all;
 }
@@ -234,7 +234,7 @@ TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLock
 template <typename T>
 class MakeUniqueTest : public testing::Test {
 protected:
-    static auto make(const std::string& name, std::unique_ptr<Rynvel::IMutex> mutex) {
+    static auto make(const std::string& name, std::unique_ptr<IMutex> mutex) {
         if constexpr (sizeof(T) == 1) {
             return factory().makeUnique8(name, std::move(mutex));
         } else if constexpr (sizeof(T) == 2) {
@@ -261,12 +261,11 @@ TYPED_TEST(MakeUniqueTest, BuildsADeviceOfItsWidthAnewEachTimeOutsideTheList) {
     const auto second = this->make(name, std::make_unique<RecordingMutex>(os.log()));
     ASSERT_NE(first, nullptr);
     EXPECT_NE(first, second);
-    EXPECT_TRUE((std::is_same_v<decltype(*first), Rynvel::Device<TypeParam>&>));
+    EXPECT_TRUE((std::is_same_v<decltype(*first), Device<TypeParam>&>));
     EXPECT_EQ(os.log(), (EventLog{"open(/dev/" + name + ", 2)", "open(/dev/" + name + ", 2)"}));
     EXPECT_EQ(factory().getBackend(factory().findMemoryDeviceIndex(name)), nullptr);
-    const std::string channel = "Rynvel.Factory ";
-    const EventLog once{channel + "6 " + this->m_function + " ENTER logicalDevName=" + name,
-                        channel + "4 " + this->m_function + ": Device \"" + name + "\" created."};
+    const EventLog once{"Rynvel.Factory 6 " + this->m_function + " ENTER logicalDevName=" + name,
+                        "Rynvel.Factory 4 " + this->m_function + ": Device \"" + name + "\" created."};
     EXPECT_EQ(recorder.lines(), (EventLog{once[0], once[1], once[0], once[1]}));
 }
 
@@ -285,10 +284,9 @@ TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
         const TraceRecorder recorder(5);
         EXPECT_EQ(this->make(name, std::make_unique<RecordingMutex>(log)), nullptr);
         EXPECT_EQ(log, EventLog{"mutex destroyed"});
-        const std::string prefix = "Rynvel.Factory ";
         EXPECT_EQ(recorder.lines(),
-                  (EventLog{prefix + "1 " + this->m_function + ": Unsupported device \"" + name + "\"",
-                            prefix + "4 " + this->m_function + ": Device \"" + name + "\" created."}));
+                  (EventLog{"Rynvel.Factory 1 " + this->m_function + ": Unsupported device \"" + name + "\"",
+                            "Rynvel.Factory 4 " + this->m_function + ": Device \"" + name + "\" created."}));
     }
 }
 
@@ -309,7 +307,7 @@ TEST(Factory, GivesTheRowsIndexAsHandle) {
 
 TEST(Factory, GivesNoHandleToADeviceThatIsNotInItsList) {
     ScriptedOs os;
-    const std::shared_ptr<Rynvel::IDevice> device = factory().makeUnique8("lseek8", plainMutex());
+    const std::shared_ptr<IDevice> device = factory().makeUnique8("lseek8", plainMutex());
     EXPECT_EQ(factory().getHandle(device), -1);
 }
 
@@ -327,7 +325,7 @@ TEST(Factory, GivesTheDeviceBehindAHandleToTheAccessorsOfItsWidthOnly) {
         ScriptedOs os;
         const std::array devices{factory().create("lseek8"), factory().create("lseek16"), factory().create("lseek32")};
         for (int handle = 0; handle < 3; ++handle) {
-            const Rynvel::IDevice* const device = devices[static_cast<std::size_t>(handle)].get();
+            const IDevice* const device = devices[static_cast<std::size_t>(handle)].get();
             ASSERT_NE(device, nullptr);
             EXPECT_EQ(factory().getBackend(handle), device);
             EXPECT_EQ(factory().getBackend8(handle), handle == 0 ? device : nullptr);
@@ -338,10 +336,10 @@ TEST(Factory, GivesTheDeviceBehindAHandleToTheAccessorsOfItsWidthOnly) {
 }
 
 TEST(Factory, HasTheAccessorsOfDevicesAsOperationsOfTheObject) {
-    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend), Rynvel::IDevice* (Factory::*)(int)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend8), Rynvel::Device8* (Factory::*)(int)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend16), Rynvel::Device16* (Factory::*)(int)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend32), Rynvel::Device32* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend), IDevice* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend8), Device8* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend16), Device16* (Factory::*)(int)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend32), Device32* (Factory::*)(int)>));
 }
 
 TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
@@ -375,7 +373,7 @@ TEST(Factory, EndsTheProcessOnAHandleBeyondTheTable) {
 TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {
     inChildProcess([] {
         constexpr int threadCount = 8;
-        std::vector<std::shared_ptr<Rynvel::IDevice>> devices(threadCount);
+        std::vector<std::shared_ptr<IDevice>> devices(threadCount);
         std::vector<std::thread> threads;
         const TraceRecorder recorder(4, "Rynvel.Factory");
         for (auto& device : devices) {
@@ -388,7 +386,7 @@ TEST(Factory, OpensOneDeviceForThreadsThatOpenTheSameName) {
         for (auto& thread : threads) {
             thread.join();
         }
-        EXPECT_EQ(std::set<std::shared_ptr<Rynvel::IDevice>>(devices.begin(), devices.end()).size(), 1U);
+        EXPECT_EQ(std::set<std::shared_ptr<IDevice>>(devices.begin(), devices.end()).size(), 1U);
         const auto lines = recorder.lines();
         EXPECT_EQ(std::count(lines.begin(), lines.end(), "Rynvel.Factory 4 createDevice: Device \"lseek8\" created."),
                   1);

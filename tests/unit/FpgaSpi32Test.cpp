@@ -3,14 +3,18 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <utility>
 
 #include <gtest/gtest.h>
 #include <linux/spi/spidev.h>
 #include <rynvel.hpp>
 
+#include "NetworkWord.h"
+#include "NothingTraced.h"
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 namespace {
@@ -59,19 +63,12 @@ private:
     }
 
     void answer(const std::uint8_t* tx, std::uint8_t* rx) {
-        const std::uint32_t address = bigEndian(tx + 1);
+        const std::uint32_t address = wordAt(tx + 1);
         std::fill(rx, rx + frameSize, std::uint8_t{0xEE});
         if (tx[0] == 0x01) {
-            registers[address] = bigEndian(tx + 5);
+            registers[address] = wordAt(tx + 5);
         }
-        for (unsigned int i = 0; i < 4; ++i) {
-            rx[6 + i] = static_cast<std::uint8_t>(registers[address] >> (24 - 8 * i));
-        }
-    }
-
-    static std::uint32_t bigEndian(const std::uint8_t* bytes) {
-        return static_cast<std::uint32_t>(bytes[0]) << 24U | static_cast<std::uint32_t>(bytes[1]) << 16U |
-               static_cast<std::uint32_t>(bytes[2]) << 8U | bytes[3];
+        putWord(rx + 6, registers[address]);
     }
 
     EventLog& m_log;
@@ -82,14 +79,13 @@ private:
 
 class FpgaSpi32Test : public testing::Test {
 protected:
-    explicit FpgaSpi32Test(std::size_t blockOffset = 0x1000)
-        : m_device(path, std::make_unique<RecordingMutex>(m_os.log()), blockOffset) {
-        m_os.log().clear();
-    }
+    FpgaSpi32Test() { m_os.log().clear(); }
+
+    std::pair<bool, std::uint32_t> read(unsigned int address = 0) { return readFrom<std::uint32_t>(m_device, address); }
 
     ScriptedOs m_os;
     ScriptedFpga m_fpga{m_os};
-    FpgaSpi32 m_device;
+    FpgaSpi32 m_device{path, std::make_unique<RecordingMutex>(m_os.log()), 0x1000};
 };
 
 TEST_F(FpgaSpi32Test, OpensTheNodeAndSetsNothingUp) {
@@ -102,9 +98,7 @@ TEST_F(FpgaSpi32Test, OpensTheNodeAndSetsNothingUp) {
 
 TEST_F(FpgaSpi32Test, ReadsARegisterInOneTransactionUnderTheLock) {
     m_fpga.registers[0x100C] = 0x11223344;
-    std::uint32_t value = 0;
-    EXPECT_TRUE(m_device.read(3, &value));
-    EXPECT_EQ(value, 0x11223344U);
+    EXPECT_EQ(read(3), std::pair(true, 0x11223344U));
     EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 020000100c000000000000", "unlock"}));
 }
 
@@ -126,71 +120,46 @@ TEST_F(FpgaSpi32Test, LeavesEveryOtherFieldOfTheTransferToTheNodesSettings) {
         EXPECT_EQ(std::memcmp(&transfer, &expected, sizeof(transfer)), 0);
         EXPECT_EQ(m_fpga.replyBefore(), "0000000000000000000000");
     };
-    std::uint32_t value = 0;
-    expectTransferOf([&] { m_device.read(0, &value); });
-    expectTransferOf([&] { m_device.write(0, 1); });
+    expectTransferOf([this] { read(); });
+    expectTransferOf([this] { m_device.write(0, 1); });
 }
 
-TEST_F(FpgaSpi32Test, SendsAllFourBytesOfAnAddress) {
-    std::uint32_t value = 0;
-    m_device.read(0x048D1159, &value);
-    EXPECT_EQ(m_os.log()[1], "spi 0212345564000000000000");
-}
-
-TEST_F(FpgaSpi32Test, LetsAddressesWrapIn32Bits) {
-    std::uint32_t value = 0;
-    m_device.read(0x3FFFFFFF, &value);
-    EXPECT_EQ(m_os.log()[1], "spi 0200000ffc000000000000");
-    m_os.log().clear();
+TEST_F(FpgaSpi32Test, SendsAllFourBytesOfAnAddressAndLetsItWrapIn32Bits) {
+    read(0x048D1159);
+    EXPECT_EQ(m_os.takeLog()[1], "spi 0212345564000000000000");
+    read(0x3FFFFFFF);
+    EXPECT_EQ(m_os.takeLog()[1], "spi 0200000ffc000000000000");
     m_device.write(0x40000001, 0);
-    EXPECT_EQ(m_os.log()[1], "spi 0100001004000000000000");
+    EXPECT_EQ(m_os.takeLog()[1], "spi 0100001004000000000000");
 }
 
 TEST_F(FpgaSpi32Test, LeavesTheValueAloneAndTracesNothingWhenATransferFails) {
+    const NothingTraced nothingTraced(5);
     for (const int result : {-1, 0}) {
-        const TraceRecorder recorder(5);
-        m_os.log().clear();
-        m_fpga.resultOf = {{m_fpga.transactions(), result}};
-        std::uint32_t value = 0x55;
+        m_fpga.resultOf = {{m_fpga.transactions(), result}, {m_fpga.transactions() + 1, result}};
         errno = 0;
-        EXPECT_FALSE(m_device.read(0, &value));
+        EXPECT_EQ(read(), std::pair(false, untouched<std::uint32_t>));
         EXPECT_EQ(errno, EIO);
-        EXPECT_EQ(value, 0x55U);
-        EXPECT_EQ(recorder.lines(), EventLog{});
-        EXPECT_EQ(m_os.log().back(), "unlock");
-    }
-}
-
-TEST_F(FpgaSpi32Test, ReportsAFailedTransferOfAWriteWithoutATrace) {
-    for (const int result : {-1, 0}) {
-        const TraceRecorder recorder(5);
-        m_os.log().clear();
-        m_fpga.resultOf = {{m_fpga.transactions(), result}};
+        EXPECT_EQ(m_os.takeLog().back(), "unlock");
         EXPECT_FALSE(m_device.write(0, 1));
-        EXPECT_EQ(recorder.lines(), EventLog{});
-        EXPECT_EQ(m_os.log().back(), "unlock");
+        EXPECT_EQ(m_os.takeLog().back(), "unlock");
     }
 }
 
 TEST_F(FpgaSpi32Test, TakesAnyTransferOfAByteOrMoreForDone) {
     m_fpga.resultOf = {{0, 1}};
     m_fpga.status = 0;
-    std::uint32_t value = 0x55;
-    EXPECT_FALSE(m_device.read(0, &value));
-    EXPECT_EQ(value, 0U);
+    EXPECT_EQ(read(), std::pair(false, 0U));
 }
 
 TEST_F(FpgaSpi32Test, SetsTheValueToZeroAndTracesAStatusOtherThanSuccess) {
+    const TraceRecorder recorder(5, "*", &m_os.log());
     for (const auto status : {std::uint8_t{0x00}, std::uint8_t{0x81}, std::uint8_t{0xFF}}) {
-        m_os.log().clear();
-        const TraceRecorder recorder(5, "*", &m_os.log());
         m_fpga.status = status;
-        std::uint32_t value = 0x55;
-        EXPECT_FALSE(m_device.read(0, &value));
-        EXPECT_EQ(value, 0U);
+        EXPECT_EQ(read(), std::pair(false, 0U));
         const std::string message =
             "Rynvel.FpgaSpi 1 read: Error occurred while reading, status = 0x000000" + hexBytes(&status, 1);
-        EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0200001000000000000000", message, "unlock"}));
+        EXPECT_EQ(m_os.takeLog(), (EventLog{"lock", "spi 0200001000000000000000", message, "unlock"}));
     }
 }
 
@@ -204,10 +173,9 @@ TEST_F(FpgaSpi32Test, TracesAStatusOtherThanSuccessOfAWriteUnderTheLock) {
 }
 
 TEST_F(FpgaSpi32Test, SaysNothingOfAStatusWhenLevelOneIsOff) {
-    const TraceRecorder recorder(0);
+    const NothingTraced nothingTraced(0);
     m_fpga.status = 0x42;
     EXPECT_FALSE(m_device.write(0, 1));
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(FpgaSpi32Test, StaysUsableAfterAFailure) {
@@ -219,10 +187,18 @@ TEST_F(FpgaSpi32Test, StaysUsableAfterAFailure) {
 }
 
 TEST_F(FpgaSpi32Test, ReadsThenWritesUnderAMaskWithALockForEach) {
-    m_fpga.registers[0x1000] = 0x11223344;
-    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0x0000FF00));
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0200001000000000000000", "unlock", "lock",
-                                    "spi 01000010001122cc440000", "unlock"}));
+    for (const auto& [mask, write] : {std::pair(0x0000FF00U, "spi 01000010001122cc440000"),
+                                      {0U, "spi 0100001000112233440000"},
+                                      {0x7FFFFFFFU, "spi 01000010002abbccdd0000"}}) {
+        m_fpga.registers[0x1000] = 0x11223344;
+        EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, mask));
+        EXPECT_EQ(m_os.takeLog(), (EventLog{"lock", "spi 0200001000000000000000", "unlock", "lock", write, "unlock"}));
+    }
+}
+
+TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
+    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0xFFFFFFFF));
+    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0100001000aabbccdd0000", "unlock"}));
 }
 
 /** Lets another user of the registers in at its first unlock. */
@@ -247,36 +223,13 @@ TEST_F(FpgaSpi32Test, LosesAWriteThatComesBetweenTheReadAndTheWriteUnderAMask) {
     EXPECT_EQ(m_fpga.registers[0x1000], 0x1111FF11U);
 }
 
-TEST_F(FpgaSpi32Test, RewritesTheCurrentValueUnderAMaskOfZero) {
-    m_fpga.registers[0x1000] = 0x11223344;
-    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0));
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0200001000000000000000", "unlock", "lock",
-                                    "spi 0100001000112233440000", "unlock"}));
-}
-
-TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
-    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0xFFFFFFFF));
-    EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0100001000aabbccdd0000", "unlock"}));
-}
-
-TEST_F(FpgaSpi32Test, ReadsUnderAMaskThatLacksOneBit) {
-    EXPECT_TRUE(m_device.write(0, 0xAABBCCDD, 0x7FFFFFFF));
-    EXPECT_EQ(m_fpga.transactions(), 2U);
-}
-
-TEST_F(FpgaSpi32Test, WritesNothingWhenTheReadOfAMaskedWriteFails) {
+TEST_F(FpgaSpi32Test, EndsAMaskedWriteAtTheReadOrTheWriteThatFails) {
     m_fpga.resultOf = {{0, -1}};
-    EXPECT_FALSE(m_device.write(0, 1, 1));
-    EXPECT_EQ(m_fpga.transactions(), 1U);
-    m_fpga.statusOf = {{1, 0x01}};
-    EXPECT_FALSE(m_device.write(0, 1, 1));
-    EXPECT_EQ(m_fpga.transactions(), 2U);
-}
-
-TEST_F(FpgaSpi32Test, ReportsTheFailedWriteOfAMaskedWrite) {
-    m_fpga.statusOf = {{1, 0x01}};
-    EXPECT_FALSE(m_device.write(0, 1, 1));
-    EXPECT_EQ(m_fpga.transactions(), 2U);
+    m_fpga.statusOf = {{1, 0x01}, {3, 0x01}};
+    for (const std::size_t transactions : {1U, 2U, 4U}) {
+        EXPECT_FALSE(m_device.write(0, 1, 1));
+        EXPECT_EQ(m_fpga.transactions(), transactions);
+    }
 }
 
 TEST_F(FpgaSpi32Test, MakesNoTransactionForAnEmptyBurst) {
@@ -294,25 +247,23 @@ TEST_F(FpgaSpi32Test, MakesOneTransactionAndOneLockAWordOfABurst) {
         for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
             const bool network = order == ByteOrder::Network;
             std::vector<std::uint32_t> written(items);
-            for (unsigned int i = 0; i < items; ++i) {
-                written[i] = 0x11223300 + i;
-            }
+            std::iota(written.begin(), written.end(), 0x11223300);
             auto values = written;
-            m_os.log().clear();
             EXPECT_TRUE(m_device.write(5, values.data(), items, order));
             EXPECT_EQ(values, written);
-            EXPECT_EQ(m_os.log().size(), 3 * items);
+            const EventLog writing = m_os.takeLog();
+            EXPECT_EQ(writing.size(), 3 * items);
             for (unsigned int i = 0; i < items; ++i) {
                 EXPECT_EQ(m_fpga.registers[0x1014 + 4 * i], network ? __builtin_bswap32(written[i]) : written[i]);
-                EXPECT_EQ(m_os.log()[3 * i], "lock");
-                EXPECT_EQ(m_os.log()[3 * i + 2], "unlock");
+                EXPECT_EQ(writing[3 * i], "lock");
+                EXPECT_EQ(writing[3 * i + 2], "unlock");
             }
             std::fill(values.begin(), values.end(), 0);
-            m_os.log().clear();
             EXPECT_TRUE(m_device.read(5, values.data(), items, order));
             EXPECT_EQ(values, written);
-            EXPECT_EQ(m_os.log().size(), 3 * items);
-            EXPECT_EQ(m_os.log()[1], "spi 0200001014000000000000");
+            const EventLog reading = m_os.takeLog();
+            EXPECT_EQ(reading.size(), 3 * items);
+            EXPECT_EQ(reading[1], "spi 0200001014000000000000");
         }
     }
 }
@@ -393,7 +344,7 @@ TEST_F(FpgaSpi32Test, TracesItsLife) {
 TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperation) {
     const TraceRecorder recorder(6);
     std::uint32_t value = 0;
-    m_device.read(0x1F, &value);
+    read(0x1F);
     m_device.write(0x1F, 0xAB);
     m_device.write(0x1F, 0xAB, 0xFFFFFFFF);
     m_device.write(0x1F, 0xAB, 0x0F);

@@ -18,21 +18,24 @@ protected:
     LinuxIo m_io;
 };
 
-TEST_F(LinuxIoTest, OpensWithTheFlagsOfItsCaller) {
-    EXPECT_EQ(m_io.open("/dev/registers", 2), ScriptedOs::descriptor);
-    EXPECT_EQ(onlyCall(), "open(/dev/registers, 2)");
-}
-
-TEST_F(LinuxIoTest, Closes) {
+TEST_F(LinuxIoTest, MakesOneCallWithItsArgumentsAndReturnsTheResult) {
+    const auto expectCall = [this](const std::string& call, auto result, auto operation) {
+        m_os.log().clear();
+        EXPECT_EQ(operation(), result) << call;
+        EXPECT_EQ(onlyCall(), call);
+    };
+    const std::uint8_t bytes[] = {0xA1, 0x0B};
     m_os.script(Call::Close, {answering(3)});
-    EXPECT_EQ(m_io.close(12), 3);
-    EXPECT_EQ(onlyCall(), "close(12)");
-}
-
-TEST_F(LinuxIoTest, Seeks) {
     m_os.script(Call::Lseek, {answering(77)});
-    EXPECT_EQ(m_io.lseek(5, -4, 2), 77);
-    EXPECT_EQ(onlyCall(), "lseek(5, -4, 2)");
+    m_os.script(Call::Ioctl, {answering(42), asUsual});
+    expectCall("open(/dev/registers, 2)", 7, [&] { return m_io.open("/dev/registers", 2); });
+    expectCall("close(12)", 3, [&] { return m_io.close(12); });
+    expectCall("lseek(5, -4, 2)", 77, [&] { return m_io.lseek(5, -4, 2); });
+    expectCall("write(9, a10b)", 2, [&] { return m_io.write(9, bytes, 2); });
+    expectCall("ioctl(4, 0x5401, 0x1234)", 42, [&] { return m_io.ioctl(4, 0x5401, 0x1234UL); });
+    expectCall("ioctl(4, 0xc0206b00, 0x0)", 0, [&] { return m_io.ioctl(4, static_cast<int>(0xC0206B00), 0UL); });
+    expectCall("mmap(0, 4096, 3, 1, 7, 0)", m_os.memory.data(), [&] { return m_io.mmap(nullptr, 4096, 3, 1, 7, 0); });
+    expectCall("munmap(0, 4096)", 0, [&] { return m_io.munmap(nullptr, 4096); });
 }
 
 TEST_F(LinuxIoTest, Reads) {
@@ -42,18 +45,6 @@ TEST_F(LinuxIoTest, Reads) {
     EXPECT_EQ(constant.read(9, buffer, 3), 3);
     EXPECT_EQ(onlyCall(), "read(9, 3)");
     EXPECT_EQ(buffer[2], 0x33);
-}
-
-TEST_F(LinuxIoTest, Writes) {
-    const std::uint8_t bytes[] = {0xA1, 0x0B};
-    EXPECT_EQ(m_io.write(9, bytes, 2), 2);
-    EXPECT_EQ(onlyCall(), "write(9, a10b)");
-}
-
-TEST_F(LinuxIoTest, MakesARequestWithANumber) {
-    m_os.script(Call::Ioctl, {answering(42)});
-    EXPECT_EQ(m_io.ioctl(4, 0x5401, 0x1234UL), 42);
-    EXPECT_EQ(onlyCall(), "ioctl(4, 0x5401, 0x1234)");
 }
 
 TEST_F(LinuxIoTest, MakesARequestWithAPointer) {
@@ -68,21 +59,6 @@ TEST_F(LinuxIoTest, MakesARequestWithoutAnArgument) {
     m_os.script(Call::Ioctl, {answering(1)});
     EXPECT_EQ(m_io.ioctl(4, 0xEE00), 1);
     EXPECT_EQ(onlyCall().rfind("ioctl(4, 0xee00, ", 0), 0U);
-}
-
-TEST_F(LinuxIoTest, KeepsThe32BitsOfARequestNumber) {
-    m_io.ioctl(4, static_cast<int>(0xC0206B00), 0UL);
-    EXPECT_EQ(onlyCall(), "ioctl(4, 0xc0206b00, 0x0)");
-}
-
-TEST_F(LinuxIoTest, Maps) {
-    EXPECT_EQ(m_io.mmap(nullptr, 4096, 3, 1, 7, 0), m_os.memory.data());
-    EXPECT_EQ(onlyCall(), "mmap(0, 4096, 3, 1, 7, 0)");
-}
-
-TEST_F(LinuxIoTest, Unmaps) {
-    EXPECT_EQ(m_io.munmap(nullptr, 4096), 0);
-    EXPECT_EQ(onlyCall(), "munmap(0, 4096)");
 }
 
 TEST_F(LinuxIoTest, ReadsALinkWithoutTerminatingItsText) {

@@ -1,14 +1,18 @@
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <functional>
 #include <limits>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 
+#include "NothingTraced.h"
 #include "RecordingMutex.h"
 #include "RegisterWidth.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 namespace {
@@ -18,11 +22,14 @@ using Rynvel::Lseek;
 using namespace RynvelTest;
 
 constexpr auto path = "/dev/tomkar_registers";
+const std::string opening = "open(/dev/tomkar_registers, 2)";
 
 template <typename T>
 class LseekTest : public testing::Test {
 protected:
     static constexpr T allOnes = std::numeric_limits<T>::max();
+    static constexpr T pattern = Width<T>::value;
+    static constexpr T reversedPattern = Width<T>::reversed;
 
     LseekTest() { m_os.log().clear(); }
 
@@ -33,7 +40,7 @@ protected:
     static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
 
     static std::string readCall() { return std::string("read(7, ") + Width<T>::bytes + ")"; }
-    static std::string writeCall(const std::string& bytes) { return "write(7, " + bytes + ")"; }
+    static std::string writeCall(T written) { return "write(7, " + inMemory(written) + ")"; }
 
     ScriptedOs m_os;
     Lseek<T> m_device{path, std::make_unique<RecordingMutex>(m_os.log())};
@@ -45,91 +52,84 @@ TYPED_TEST_SUITE(LseekTest, Widths);
 TYPED_TEST(LseekTest, OpensTheDeviceFileForReadingAndWritingWithNoOtherFlag) {
     ScriptedOs os;
     const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log()));
-    EXPECT_EQ(os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
+    EXPECT_EQ(os.log(), EventLog{opening});
     EXPECT_EQ(O_RDWR, 2);
 }
 
 TYPED_TEST(LseekTest, ReadsOneRegisterAtItsByteOffsetUnderTheLock) {
-    this->store(0x10, Width<TypeParam>::value);
-    TypeParam value = 0;
-    EXPECT_TRUE(this->m_device.read(0x10, &value));
-    EXPECT_EQ(value, Width<TypeParam>::value);
+    this->store(0x10, this->pattern);
+    EXPECT_EQ(readFrom(this->m_device, 0x10), std::pair(true, this->pattern));
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 16, 0)", this->readCall(), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, TransfersNothingAfterAFailedSeek) {
     TypeParam value = 0x77;
-    for (const bool reads : {true, false}) {
-        this->m_os.log().clear();
+    const std::function<bool()> transfers[] = {[&] { return this->m_device.read(1, &value); },
+                                               [&] { return this->m_device.write(1, 5); },
+                                               [&] { return this->m_device.read(1, &value, 0, ByteOrder::Host); },
+                                               [&] { return this->m_device.write(1, &value, 0, ByteOrder::Host); },
+                                               [&] { return this->m_device.read(1, &value, 0, ByteOrder::Network); },
+                                               [&] { return this->m_device.write(1, &value, 0, ByteOrder::Network); }};
+    for (const auto& transfer : transfers) {
         this->m_os.script(Call::Lseek, {failing(EINVAL)});
         errno = 0;
-        EXPECT_FALSE(reads ? this->m_device.read(1, &value) : this->m_device.write(1, 5));
+        EXPECT_FALSE(transfer());
         EXPECT_EQ(errno, EINVAL);
-        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
+        EXPECT_EQ(this->m_os.takeLog(), (EventLog{"lock", "lseek(7, 1, 0)", "unlock"}));
     }
     EXPECT_EQ(value, 0x77);
 }
 
 TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
     this->m_os.script(Call::Lseek, {answering(3)});
-    TypeParam value = 0;
-    EXPECT_TRUE(this->m_device.read(0, &value));
+    EXPECT_TRUE(readFrom(this->m_device).first);
 }
 
-TYPED_TEST(LseekTest, ReportsAFailedOrShortTransferAndUnlocks) {
+TYPED_TEST(LseekTest, ReportsAFailedOrShortTransferAndUnlocksAndStaysUsable) {
     TypeParam value = 0;
     for (const bool reads : {true, false}) {
+        const auto transfer = [&] { return reads ? this->m_device.read(0, &value) : this->m_device.write(0, 1); };
         for (const auto& answer : {failing(EIO), failing(ENOSPC), answering(0), answering(sizeof(TypeParam) - 1)}) {
-            this->m_os.log().clear();
             this->m_os.script(reads ? Call::Read : Call::Write, {answer});
             errno = 0;
-            EXPECT_FALSE(reads ? this->m_device.read(0, &value) : this->m_device.write(0, 1));
+            EXPECT_FALSE(transfer());
             EXPECT_EQ(errno, answer->error);
             EXPECT_EQ(this->m_os.log().back(), "unlock");
+            EXPECT_TRUE(transfer());
         }
     }
 }
 
 TYPED_TEST(LseekTest, WritesOneRegisterAtItsByteOffsetUnderTheLock) {
-    EXPECT_TRUE(this->m_device.write(0x20, Width<TypeParam>::value));
-    EXPECT_EQ(this->stored(0x20), Width<TypeParam>::value);
-    EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
-}
-
-TYPED_TEST(LseekTest, StaysUsableAfterAFailure) {
-    this->m_os.script(Call::Write, {failing(EIO)});
-    EXPECT_FALSE(this->m_device.write(0, 1));
-    EXPECT_TRUE(this->m_device.write(0, 1));
+    EXPECT_TRUE(this->m_device.write(0x20, this->pattern));
+    EXPECT_EQ(this->stored(0x20), this->pattern);
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 32, 0)", this->writeCall(this->pattern), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, SeeksToAddressesOfMoreThan31BitsAsTheSystemsOffsetTypeHasThem) {
     this->m_os.script(Call::Lseek, {failing(EINVAL)});
-    TypeParam value = 0;
-    EXPECT_FALSE(this->m_device.read(0xFFFFFFFE, &value));
+    EXPECT_FALSE(readFrom(this->m_device, 0xFFFFFFFE).first);
     EXPECT_EQ(this->m_os.log()[1], sizeof(long) == 8 ? "lseek(7, 4294967294, 0)" : "lseek(7, -2, 0)");
 }
 
 TYPED_TEST(LseekTest, MergesAMaskedWriteWithTheCurrentValueUnderOneLock) {
-    this->store(8, static_cast<TypeParam>(0xF0));
-    EXPECT_TRUE(this->m_device.write(8, 0x3C, 0x0F));
-    EXPECT_EQ(this->stored(8), static_cast<TypeParam>(0xFC));
-    const std::string merged = inMemory(static_cast<TypeParam>(0xFC));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
-                                          this->writeCall(merged), "unlock"}));
-}
-
-TYPED_TEST(LseekTest, RewritesTheCurrentValueUnderAMaskOfZero) {
-    this->store(8, Width<TypeParam>::value);
-    EXPECT_TRUE(this->m_device.write(8, 0, 0));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
-                                          this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
+    struct Row {
+        TypeParam current, data, mask, merged;
+    };
+    const auto mixed = static_cast<TypeParam>(0xFC);
+    for (const auto& [current, data, mask, merged] :
+         {Row{static_cast<TypeParam>(0xF0), 0x3C, 0x0F, mixed}, Row{this->pattern, 0, 0, this->pattern}}) {
+        this->store(8, current);
+        EXPECT_TRUE(this->m_device.write(8, data, mask));
+        EXPECT_EQ(this->stored(8), merged);
+        EXPECT_EQ(this->m_os.takeLog(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)",
+                                                  this->writeCall(merged), "unlock"}));
+    }
 }
 
 TYPED_TEST(LseekTest, ReadsNothingUnderAMaskOfAllOnes) {
-    EXPECT_TRUE(this->m_device.write(8, Width<TypeParam>::value, this->allOnes));
-    EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 8, 0)", this->writeCall(inMemory(Width<TypeParam>::value)), "unlock"}));
+    EXPECT_TRUE(this->m_device.write(8, this->pattern, this->allOnes));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->writeCall(this->pattern), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, ReadsUnderAMaskThatLacksTheHighestBitOnly) {
@@ -139,20 +139,16 @@ TYPED_TEST(LseekTest, ReadsUnderAMaskThatLacksTheHighestBitOnly) {
 
 TYPED_TEST(LseekTest, WritesNothingWhenTheReadOfAMaskedWriteFails) {
     for (const auto& answer : {failing(EIO), answering(0), answering(sizeof(TypeParam) - 1)}) {
-        this->m_os.log().clear();
         this->m_os.script(Call::Read, {answer});
         EXPECT_FALSE(this->m_device.write(8, 1, 1));
-        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "unlock"}));
+        EXPECT_EQ(this->m_os.takeLog(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "unlock"}));
     }
 }
 
 TYPED_TEST(LseekTest, StopsAMaskedWriteAtEitherFailedSeek) {
-    this->m_os.script(Call::Lseek, {failing(EINVAL)});
+    this->m_os.script(Call::Lseek, {failing(EINVAL), asUsual, failing(EINVAL)});
     EXPECT_FALSE(this->m_device.write(8, 1, 1));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", "unlock"}));
-
-    this->m_os.log().clear();
-    this->m_os.script(Call::Lseek, {asUsual, failing(EINVAL)});
+    EXPECT_EQ(this->m_os.takeLog(), (EventLog{"lock", "lseek(7, 8, 0)", "unlock"}));
     EXPECT_FALSE(this->m_device.write(8, 1, 1));
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 8, 0)", this->readCall(), "lseek(7, 8, 0)", "unlock"}));
 }
@@ -166,41 +162,38 @@ TYPED_TEST(LseekTest, ReportsAFailedWriteOfAMaskedWrite) {
 }
 
 TYPED_TEST(LseekTest, ReadsAHostBurstInOneTransferAndComparesBytesWithItems) {
-    for (std::size_t i = 0; i < 3; ++i) {
-        this->store(4 + i * sizeof(TypeParam), static_cast<TypeParam>(Width<TypeParam>::value + i));
-    }
-    TypeParam values[3] = {};
-    EXPECT_EQ(this->m_device.read(4, values, 3, ByteOrder::Host), this->reportedComplete(3));
-    EXPECT_EQ(values[0], Width<TypeParam>::value);
-    EXPECT_EQ(values[2], static_cast<TypeParam>(Width<TypeParam>::value + 2));
+    constexpr std::array<TypeParam, 3> stored{TestFixture::pattern, 2, TestFixture::reversedPattern};
+    this->m_os.store(4, stored);
+    std::array<TypeParam, 3> values{};
+    EXPECT_EQ(this->m_device.read(4, values.data(), 3, ByteOrder::Host), this->reportedComplete(3));
+    EXPECT_EQ(values, stored);
     EXPECT_EQ(this->m_os.log(),
-              (EventLog{"lock", "lseek(7, 4, 0)", "read(7, " + std::to_string(3 * sizeof(TypeParam)) + ")", "unlock"}));
+              (EventLog{"lock", "lseek(7, 4, 0)", "read(7, " + std::to_string(sizeof(stored)) + ")", "unlock"}));
 }
 
 TYPED_TEST(LseekTest, ReadsANetworkBurstItemByItemWithTheBytesReversed) {
-    for (std::size_t i = 0; i < 3; ++i) {
-        this->store(4 + i * sizeof(TypeParam), Width<TypeParam>::value);
-    }
-    TypeParam values[3] = {};
-    EXPECT_EQ(this->m_device.read(4, values, 3, ByteOrder::Network), this->reportedComplete(3));
-    for (const TypeParam value : values) {
-        EXPECT_EQ(value, Width<TypeParam>::reversed);
-    }
+    constexpr TypeParam value = TestFixture::pattern;
+    constexpr TypeParam reversed = TestFixture::reversedPattern;
+    this->m_os.store(4, std::array{value, value, reversed});
+    std::array<TypeParam, 3> values{};
+    EXPECT_EQ(this->m_device.read(4, values.data(), 3, ByteOrder::Network), this->reportedComplete(3));
+    EXPECT_EQ(values, (std::array{reversed, reversed, value}));
     EXPECT_EQ(this->m_os.log(),
               (EventLog{"lock", "lseek(7, 4, 0)", this->readCall(), this->readCall(), this->readCall(), "unlock"}));
 }
 
 TYPED_TEST(LseekTest, WritesAHostBurstInOneTransferAndComparesBytesWithItems) {
-    const TypeParam values[3] = {Width<TypeParam>::value, Width<TypeParam>::value, Width<TypeParam>::value};
+    constexpr TypeParam values[3] = {TestFixture::pattern, TestFixture::pattern, TestFixture::pattern};
     EXPECT_EQ(this->m_device.write(4, values, 3, ByteOrder::Host), this->reportedComplete(3));
-    const std::string item = inMemory(Width<TypeParam>::value);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", this->writeCall(item + item + item), "unlock"}));
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{"lock", "lseek(7, 4, 0)", "write(7, " + hexBytes(values, sizeof(values)) + ")", "unlock"}));
 }
 
 TYPED_TEST(LseekTest, WritesANetworkBurstItemByItemWithTheBytesReversed) {
-    const TypeParam values[3] = {Width<TypeParam>::reversed, Width<TypeParam>::reversed, Width<TypeParam>::reversed};
+    constexpr TypeParam values[3] = {TestFixture::reversedPattern, TestFixture::reversedPattern,
+                                     TestFixture::reversedPattern};
     EXPECT_EQ(this->m_device.write(4, values, 3, ByteOrder::Network), this->reportedComplete(3));
-    const std::string item = this->writeCall(inMemory(Width<TypeParam>::value));
+    const std::string item = this->writeCall(this->pattern);
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", item, item, item, "unlock"}));
 }
 
@@ -222,17 +215,6 @@ TYPED_TEST(LseekTest, CompletesAnEmptyBurstAfterTheSeek) {
     EXPECT_EQ(this->m_os.log(),
               (EventLog{"lock", "lseek(7, 4, 0)", "read(7, 0)", "unlock", "lock", "lseek(7, 4, 0)", "unlock", "lock",
                         "lseek(7, 4, 0)", "write(7, )", "unlock", "lock", "lseek(7, 4, 0)", "unlock"}));
-}
-
-TYPED_TEST(LseekTest, TransfersNothingInABurstAfterAFailedSeek) {
-    TypeParam value = 0;
-    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
-        this->m_os.log().clear();
-        this->m_os.script(Call::Lseek, {failing(EINVAL), failing(EINVAL)});
-        EXPECT_FALSE(this->m_device.read(4, &value, 0, order));
-        EXPECT_FALSE(this->m_device.write(4, &value, 0, order));
-        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 4, 0)", "unlock", "lock", "lseek(7, 4, 0)", "unlock"}));
-    }
 }
 
 TYPED_TEST(LseekTest, ReportsAFailedHostBurstAndKeepsErrno) {
@@ -258,9 +240,7 @@ TYPED_TEST(LseekTest, EndsANetworkBurstAtTheFirstFailedItem) {
     EXPECT_FALSE(this->m_device.read(0, values, 3, ByteOrder::Network));
     EXPECT_EQ(values[0], 0);
     EXPECT_EQ(values[1], 1);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "lseek(7, 0, 0)", this->readCall(), this->readCall(), "unlock"}));
-
-    this->m_os.log().clear();
+    EXPECT_EQ(this->m_os.takeLog(), (EventLog{"lock", "lseek(7, 0, 0)", this->readCall(), this->readCall(), "unlock"}));
     this->m_os.script(Call::Write, {asUsual, failing(EIO)});
     EXPECT_FALSE(this->m_device.write(0, values, 3, ByteOrder::Network));
     EXPECT_EQ(this->m_os.log().size(), 5U);
@@ -278,17 +258,14 @@ TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
 }
 
 TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
-    this->store(0, Width<TypeParam>::value);
-    TypeParam values[3] = {1, 1, 1};
+    this->store(0, this->pattern);
+    std::array<TypeParam, 3> values{1, 1, 1};
     this->m_os.script(Call::Read, {answering(0), asUsual, answering(0)});
-    EXPECT_FALSE(this->m_device.read(0, values, 3, ByteOrder::Network));
-    EXPECT_EQ(values[0], 0);
-    EXPECT_EQ(values[1], Width<TypeParam>::reversed);
-    EXPECT_EQ(values[2], 0);
-
+    EXPECT_FALSE(this->m_device.read(0, values.data(), 3, ByteOrder::Network));
+    EXPECT_EQ(values, (std::array<TypeParam, 3>{0, TestFixture::reversedPattern, 0}));
     this->m_os.log().clear();
     this->m_os.script(Call::Write, {answering(0)});
-    EXPECT_FALSE(this->m_device.write(0, values, 3, ByteOrder::Network));
+    EXPECT_FALSE(this->m_device.write(0, values.data(), 3, ByteOrder::Network));
     EXPECT_EQ(this->m_os.log().size(), 6U);
 }
 
@@ -297,9 +274,9 @@ TYPED_TEST(LseekTest, TracesItsLifeBeforeItsCalls) {
     const TraceRecorder recorder(6, "*", &os.log());
     { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
     EXPECT_EQ(os.log(),
-              (EventLog{"Rynvel.Lseek 6 Lseek ENTER physicalDevName=/dev/tomkar_registers",
-                        "open(/dev/tomkar_registers, 2)", "Rynvel.Lseek 6 ~Lseek ENTER",
-                        "Rynvel.Lseek 6 ~Lseek: Device name: /dev/tomkar_registers", "close(7)", "mutex destroyed"}));
+              (EventLog{"Rynvel.Lseek 6 Lseek ENTER physicalDevName=/dev/tomkar_registers", opening,
+                        "Rynvel.Lseek 6 ~Lseek ENTER", "Rynvel.Lseek 6 ~Lseek: Device name: /dev/tomkar_registers",
+                        "close(7)", "mutex destroyed"}));
 }
 
 TYPED_TEST(LseekTest, TracesTheEntryOfEveryOperation) {
@@ -324,15 +301,13 @@ TYPED_TEST(LseekTest, TracesTheEntryOfEveryOperation) {
 }
 
 TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
-    const TraceRecorder recorder(5);
-    TypeParam value = 0;
+    const NothingTraced nothingTraced(5);
     this->m_os.script(Call::Lseek, {failing(EIO)});
     this->m_os.script(Call::Ioctl, {failing(EIO)});
-    this->m_device.read(0, &value);
+    readFrom(this->m_device);
     this->m_device.ioctl(0, 0);
     this->m_os.script(Call::Write, {failing(EIO)});
-    this->m_device.write(0, value);
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    this->m_device.write(0, 1);
 }
 
 template <typename T>
@@ -347,20 +322,14 @@ protected:
 
 TYPED_TEST_SUITE(LseekOpenTest, Widths);
 
-TYPED_TEST(LseekOpenTest, EndsTheProcessWhenTheFileCannotBeOpened) {
-    EXPECT_DEATH(
-        this->openNothing(0),
+TYPED_TEST(LseekOpenTest, TracesAtLevelTwoWhyTheFileCannotBeOpenedAndEndsTheProcess) {
+    const std::string assertion =
         "cppsrc/RynvelLseek:[0-9]+: Rynvel::Lseek<T>::Lseek\\(.*\\) \\[with T = (short )?unsigned (char|int); .*"
-        "Assertion `m_fd != -1' failed");
-}
-
-TYPED_TEST(LseekOpenTest, TracesAtLevelTwoWhyTheFileCannotBeOpenedBeforeItEndsTheProcess) {
-    EXPECT_DEATH(this->openNothing(2), "Could not open device \"/dev/none\". errno = No such file or directory\n"
-                                       ".*Assertion `m_fd != -1' failed");
-}
-
-TYPED_TEST(LseekOpenTest, SaysNothingOfTheCauseBelowLevelTwo) {
-    EXPECT_DEATH(this->openNothing(1), "^[^\n]*Assertion `m_fd != -1' failed");
+        "Assertion `m_fd != -1' failed";
+    EXPECT_DEATH(this->openNothing(2),
+                 "Could not open device \"/dev/none\". errno = No such file or directory\n.*" + assertion);
+    EXPECT_DEATH(this->openNothing(1), "^[^\n]*" + assertion);
+    EXPECT_DEATH(this->openNothing(0), "^[^\n]*" + assertion);
 }
 
 } // namespace

@@ -1,8 +1,10 @@
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <numeric>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -11,10 +13,12 @@
 
 #include "ChildProcess.h"
 #include "Fault.h"
+#include "NothingTraced.h"
 #include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "RegisterWidth.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 namespace {
@@ -25,6 +29,7 @@ using namespace RynvelTest;
 
 constexpr auto path = "/dev/tomkar_registers";
 constexpr std::size_t pageSize = 4096;
+const std::string opening = "open(/dev/tomkar_registers, 2)";
 
 std::string unmapCall(const void* address, unsigned int length) {
     std::ostringstream text;
@@ -35,7 +40,7 @@ std::string unmapCall(const void* address, unsigned int length) {
 template <typename T>
 class MmapTest : public testing::Test {
 protected:
-    using Value = T;
+    static constexpr T pattern = Width<T>::value;
 
     std::unique_ptr<Mmap<T>> make(std::size_t offset, std::size_t size, bool fake = false) {
         return std::make_unique<Mmap<T>>(path, offset, size, std::make_unique<RecordingMutex>(m_os.log()), fake);
@@ -66,17 +71,18 @@ TYPED_TEST_SUITE(MmapTest, Widths);
 
 TYPED_TEST(MmapTest, OpensTheFileAndMapsItFromItsBeginningSharedForReadingAndWriting) {
     const auto device = this->make(0x100, 0x1000);
-    EXPECT_EQ(this->m_os.log(), (EventLog{"open(/dev/tomkar_registers, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}));
+    EXPECT_EQ(this->m_os.log(), (EventLog{opening, "mmap(0, 4096, 3, 1, 7, 0)"}));
     EXPECT_EQ(device->getNativeHandle(), ScriptedOs::descriptor);
     EXPECT_EQ(device->getDevName(), path);
 }
 
-TYPED_TEST(MmapTest, MapsAnonymousMemoryForAFakeAndOpensNothing) {
-    const auto device = this->make(0, 0x1000, true);
-    EXPECT_EQ(this->m_os.log(), EventLog{"mmap(0, 4096, 3, 33, -1, 0)"});
+TYPED_TEST(MmapTest, MapsAnonymousMemoryForAFakeAndNeitherOpensNorCloses) {
+    auto device = this->make(0, 0x1000, true);
+    EXPECT_EQ(this->m_os.takeLog(), EventLog{"mmap(0, 4096, 3, 33, -1, 0)"});
     EXPECT_EQ(device->getNativeHandle(), -1);
     EXPECT_EQ(device->ioctl(1, 2), -1);
-    EXPECT_EQ(this->m_os.log().size(), 1U);
+    device.reset();
+    EXPECT_EQ(this->m_os.log(), (EventLog{unmapCall(this->m_os.memory.data(), 0x1000), "mutex destroyed"}));
 }
 
 TYPED_TEST(MmapTest, UnmapsAtItsFirstRegisterThenClosesThenDestroysTheMutex) {
@@ -98,7 +104,7 @@ bool isMapped(const std::string& file) {
 
 TEST(Mmap, StaysMappedWithoutAWordWhereItsOffsetIsNoMultipleOfThePageSize) {
     inChildProcess([] {
-        const TraceRecorder recorder(4);
+        const NothingTraced nothingTraced(4);
         for (const std::size_t offset : {0x0U, 0x100U}) {
             const std::string file = "mapped" + std::to_string(offset);
             std::ofstream(file) << std::string(0x1000, '0');
@@ -108,18 +114,15 @@ TEST(Mmap, StaysMappedWithoutAWordWhereItsOffsetIsNoMultipleOfThePageSize) {
             device.reset();
             EXPECT_EQ(isMapped(file), offset != 0);
         }
-        EXPECT_EQ(recorder.lines(), EventLog{});
     });
 }
 
 TYPED_TEST(MmapTest, TouchesOtherMemoryOfTheProcessBeyondItsMapping) {
     const auto device = this->make(0, 16);
-    TypeParam value = 0;
-    this->store(64, Width<TypeParam>::value);
-    EXPECT_TRUE(device->read(64 / sizeof(TypeParam), &value));
-    EXPECT_EQ(value, Width<TypeParam>::value);
-    EXPECT_TRUE(device->write(128 / sizeof(TypeParam), Width<TypeParam>::value));
-    EXPECT_EQ(this->stored(128), Width<TypeParam>::value);
+    this->store(64, this->pattern);
+    EXPECT_EQ(readFrom(*device, 64 / sizeof(TypeParam)), std::pair(true, this->pattern));
+    EXPECT_TRUE(device->write(128 / sizeof(TypeParam), this->pattern));
+    EXPECT_EQ(this->stored(128), this->pattern);
 }
 
 TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
@@ -133,26 +136,16 @@ TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
             os.script(Call::Mmap, {answering(reinterpret_cast<long>(region))});
             device = std::make_unique<Mmap<std::uint32_t>>(path, 0, pageSize, plainMutex(), true);
         }
-        std::uint32_t value = 0;
-        EXPECT_TRUE(device->read(pageSize / sizeof(value) - 1, &value));
-        EXPECT_FAULT(device->read(pageSize / sizeof(value), &value));
+        EXPECT_TRUE(readFrom(*device, pageSize / sizeof(std::uint32_t) - 1).first);
+        EXPECT_FAULT(readFrom(*device, pageSize / sizeof(std::uint32_t)));
     }
     EXPECT_EQ(munmap(static_cast<char*>(region) + pageSize, pageSize), 0);
 }
 
-TYPED_TEST(MmapTest, UnmapsAFakeAndClosesNothing) {
-    auto device = this->make(0, 0x1000, true);
-    this->m_os.log().clear();
-    device.reset();
-    EXPECT_EQ(this->m_os.log(), (EventLog{unmapCall(this->m_os.memory.data(), 0x1000), "mutex destroyed"}));
-}
-
 TYPED_TEST(MmapTest, KeepsWhatWasWrittenToAFake) {
     const auto device = this->make(0, 0x1000, true);
-    TypeParam value = 0;
-    EXPECT_TRUE(device->write(0, Width<TypeParam>::value));
-    EXPECT_TRUE(device->read(0, &value));
-    EXPECT_EQ(value, Width<TypeParam>::value);
+    EXPECT_TRUE(device->write(0, this->pattern));
+    EXPECT_EQ(readFrom(*device), std::pair(true, this->pattern));
 }
 
 TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
@@ -161,7 +154,7 @@ TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
     const TraceRecorder recorder(5);
     const auto device = this->make(0, 0x1000);
     EXPECT_EQ(errno, ENODEV);
-    EXPECT_EQ(this->m_os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
+    EXPECT_EQ(this->m_os.log(), EventLog{opening});
     EXPECT_EQ(recorder.lines(),
               EventLog{"Rynvel.Mmap 2 Mmap: Could not open \"/dev/tomkar_registers\". errno = No such device."});
     EXPECT_EQ(device->getNativeHandle(), -1);
@@ -169,16 +162,12 @@ TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
 
 TYPED_TEST(MmapTest, AnswersFalseToEveryRegisterOperationWithoutAMapping) {
     const auto device = this->absent();
-    TypeParam value = 0x55;
-    EXPECT_FALSE(device->read(0, &value));
-    EXPECT_EQ(value, 0);
-    TypeParam values[2] = {1, 2};
+    EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
+    const std::vector<TypeParam> values(2, untouched<TypeParam>);
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
-        EXPECT_FALSE(device->read(0, values, 2, order));
-        EXPECT_EQ(values[0], 1);
-        EXPECT_EQ(values[1], 2);
-        EXPECT_FALSE(device->write(0, values, 2, order));
-        EXPECT_FALSE(device->read(0, values, 0, order));
+        EXPECT_EQ(readBurstFrom(*device, 2, 2, order), std::pair(false, values));
+        EXPECT_FALSE(device->write(0, values.data(), 2, order));
+        EXPECT_FALSE(readBurstFrom(*device, 0, 2, order).first);
     }
     EXPECT_FALSE(device->write(0, 1));
     EXPECT_FALSE(device->write(0, 1, 1));
@@ -198,17 +187,14 @@ TYPED_TEST(MmapTest, SaysThatItClosesADeviceThatItCouldNotOpenButDoesNot) {
 TYPED_TEST(MmapTest, MapsNothingOfSizeZeroButKeepsTheFile) {
     const TraceRecorder recorder(5);
     auto device = this->make(0, 0);
-    EXPECT_EQ(this->m_os.log(), EventLog{"open(/dev/tomkar_registers, 2)"});
+    EXPECT_EQ(this->m_os.takeLog(), EventLog{opening});
     EXPECT_EQ(recorder.lines(), EventLog{});
-    TypeParam value = 0x55;
-    EXPECT_FALSE(device->read(0, &value));
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
     EXPECT_FALSE(device->write(0, 1));
     EXPECT_EQ(device->ioctl(1, 2), 0);
     EXPECT_EQ(device->getNativeHandle(), ScriptedOs::descriptor);
     device.reset();
-    EXPECT_EQ(this->m_os.log(),
-              (EventLog{"open(/dev/tomkar_registers, 2)", "ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
+    EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
 }
 
 /** Writes what is traced to standard error by the C library's streams, which the scripted system does not see. */
@@ -251,37 +237,28 @@ TYPED_TEST(MmapDeathTest, ClosesWhatItDoesNotHaveWhenTheMappingOfAFakeFails) {
 
 TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) {
     const auto device = this->mapped(0x100);
-    this->store(0x100 + 3 * sizeof(TypeParam), Width<TypeParam>::value);
-    TypeParam value = 0;
-    EXPECT_TRUE(device->read(3, &value));
-    EXPECT_EQ(value, Width<TypeParam>::value);
+    this->store(0x100 + 3 * sizeof(TypeParam), this->pattern);
+    EXPECT_EQ(readFrom(*device, 3), std::pair(true, this->pattern));
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
 }
 
 TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
+    using Values = std::array<TypeParam, 10>;
     const auto device = this->mapped();
-    constexpr unsigned int most = 10;
-    const auto expected = [](unsigned int i, unsigned int items, ByteOrder order) {
-        const unsigned int shift = order == ByteOrder::Network ? 8 * (sizeof(TypeParam) - 1) : 0;
-        return i < items ? static_cast<TypeParam>((i + 1) << shift) : TypeParam{0};
-    };
-    TypeParam numbers[most] = {};
-    for (unsigned int i = 0; i < most; ++i) {
-        numbers[i] = static_cast<TypeParam>(i + 1);
-    }
+    Values numbers{};
+    std::iota(numbers.begin(), numbers.end(), TypeParam{1});
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
-        for (unsigned int items = 0; items < most; ++items) {
-            TypeParam values[most] = {};
-            EXPECT_TRUE(device->write(0, values, most, ByteOrder::Host));
-            EXPECT_TRUE(device->write(0, numbers, items, order));
-            for (unsigned int i = 0; i < most; ++i) {
-                EXPECT_EQ(this->stored(i * sizeof(TypeParam)), expected(i, items, order)) << items;
-            }
-            EXPECT_TRUE(device->write(0, numbers, most, ByteOrder::Host));
-            EXPECT_TRUE(device->read(0, values, items, order));
-            for (unsigned int i = 0; i < most; ++i) {
-                EXPECT_EQ(values[i], expected(i, items, order)) << items;
-            }
+        const unsigned int shift = order == ByteOrder::Network ? 8 * (sizeof(TypeParam) - 1) : 0;
+        Values expected{};
+        for (unsigned int items = 0; items < numbers.size(); ++items) {
+            Values values{};
+            EXPECT_TRUE(device->write(0, values.data(), values.size(), ByteOrder::Host));
+            EXPECT_TRUE(device->write(0, numbers.data(), items, order));
+            EXPECT_EQ(this->m_os.template stored<Values>(0), expected) << items;
+            EXPECT_TRUE(device->write(0, numbers.data(), numbers.size(), ByteOrder::Host));
+            EXPECT_TRUE(device->read(0, values.data(), items, order));
+            EXPECT_EQ(values, expected) << items;
+            expected[items] = static_cast<TypeParam>(numbers[items] << shift);
         }
     }
 }
@@ -289,27 +266,24 @@ TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
 TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
     const auto device = this->mapped();
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
-        this->m_os.log().clear();
         EXPECT_TRUE(device->read(0x10000000, nullptr, 0, order));
         EXPECT_TRUE(device->write(0x10000000, nullptr, 0, order));
-        EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock", "lock", "unlock"}));
+        EXPECT_EQ(this->m_os.takeLog(), (EventLog{"lock", "unlock", "lock", "unlock"}));
     }
 }
 
 TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
     const TraceRecorder recorder(6, "*", &this->m_os.log());
     this->make(0x100, 0x1000).reset();
-    EXPECT_EQ(
-        this->m_os.log(),
-        (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
-                  "Hex(devPageOffset)=0x00000100, Hex(devSize)=0x00001000, fake=0",
-                  "open(/dev/tomkar_registers, 2)", "Rynvel.Mmap 5 Mmap: mapSize: 4096", "mmap(0, 4096, 3, 1, 7, 0)",
-                  "Rynvel.Mmap 6 ~Mmap ENTER", unmapCall(&this->m_os.memory[0x100], 0x1000),
-                  "Rynvel.Mmap 5 ~Mmap: Close \"/dev/tomkar_registers\".", "close(7)", "mutex destroyed"}));
-    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
-                                          "Hex(devPageOffset)=0x00000100, Hex(devSize)=0x00001000, fake=0",
-                                          "Rynvel.Mmap 5 Mmap: mapSize: 4096", "Rynvel.Mmap 6 ~Mmap ENTER",
-                                          "Rynvel.Mmap 5 ~Mmap: Close \"/dev/tomkar_registers\"."}));
+    const std::string channel = "Rynvel.Mmap ";
+    const EventLog traces{channel + "6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "
+                                    "Hex(devPageOffset)=0x00000100, Hex(devSize)=0x00001000, fake=0",
+                          channel + "5 Mmap: mapSize: 4096", channel + "6 ~Mmap ENTER",
+                          channel + "5 ~Mmap: Close \"/dev/tomkar_registers\"."};
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{traces[0], opening, traces[1], "mmap(0, 4096, 3, 1, 7, 0)", traces[2],
+                        unmapCall(&this->m_os.memory[0x100], 0x1000), traces[3], "close(7)", "mutex destroyed"}));
+    EXPECT_EQ(recorder.lines(), traces);
     EXPECT_EQ(recorder.traces().front().file, "cppsrc/RynvelMmap");
     EXPECT_EQ(recorder.traces().front().option, 256);
 }
@@ -334,8 +308,8 @@ TYPED_TEST(MmapTest, TracesTheEntryOfEveryOperationAtLevelSeven) {
     TypeParam values[12] = {};
     const TraceRecorder recorder(7);
     device->read(0x1F, values);
-    device->write(0x20, Width<TypeParam>::value);
-    device->write(0x20, Width<TypeParam>::value, 0x0F);
+    device->write(0x20, this->pattern);
+    device->write(0x20, this->pattern, 0x0F);
     device->read(1, values, 12, ByteOrder::Host);
     device->write(2, values, 0, ByteOrder::Network);
     device->ioctl(-5, 0xBEEF);

@@ -43,13 +43,10 @@ void expectConstructionToStopAt(std::size_t failing, MutexCall call) {
                                          std::to_string(EPERM)});
 }
 
-TEST(PthreadMutex, OfTypeNoneMakesADefaultMutexAndNoAttributeCalls) {
-    EXPECT_EQ(callsOfConstruction(PthreadMutexType::None), EventLog{"pthread_mutex_init(default)"});
-}
-
-TEST(PthreadMutex, OfAnyTypeButPriorityInheritanceMakesADefaultMutex) {
-    for (const int type : {-1, 2, 0x7FFFFFFF}) {
-        EXPECT_EQ(callsOfConstruction(static_cast<PthreadMutexType>(type)), EventLog{"pthread_mutex_init(default)"});
+TEST(PthreadMutex, OfAnyTypeButPriorityInheritanceMakesADefaultMutexAndNoAttributeCalls) {
+    for (const auto type : {PthreadMutexType::None, static_cast<PthreadMutexType>(-1), static_cast<PthreadMutexType>(2),
+                            static_cast<PthreadMutexType>(0x7FFFFFFF)}) {
+        EXPECT_EQ(callsOfConstruction(type), EventLog{"pthread_mutex_init(default)"});
     }
 }
 
@@ -173,10 +170,9 @@ void expectFailuresAfterAFailedConstruction(MutexCall failing, PthreadMutexType 
 TEST(PthreadMutex, ReportsItsOwnFailuresAfterAFailedConstruction) {
     for (const auto memory : {std::uint8_t{0x00}, std::uint8_t{0x01}, std::uint8_t{0xFF}}) {
         expectFailuresAfterAFailedConstruction(MutexCall::Init, PthreadMutexType::None, memory);
-        expectFailuresAfterAFailedConstruction(MutexCall::AttributesInit, PthreadMutexType::PriorityInherit, memory);
-        expectFailuresAfterAFailedConstruction(MutexCall::AttributesSetProtocol, PthreadMutexType::PriorityInherit,
-                                               memory);
-        expectFailuresAfterAFailedConstruction(MutexCall::Init, PthreadMutexType::PriorityInherit, memory);
+        for (const auto failing : {MutexCall::AttributesInit, MutexCall::AttributesSetProtocol, MutexCall::Init}) {
+            expectFailuresAfterAFailedConstruction(failing, PthreadMutexType::PriorityInherit, memory);
+        }
     }
 }
 

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "LoopbackListener.h"
+#include "NothingTraced.h"
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
@@ -20,7 +21,14 @@ using Rynvel::RemoteDeviceConnection;
 using Rynvel::RynvelIpAddress;
 using namespace RynvelTest;
 
+// The calls and the traces of connecting to the scripted server.
+const std::string makingSocket = "socket(2, 1, 0)";
+const std::string connecting = "connect(7, 10.0.0.7:9000, 16)";
 const std::string channel = "Rynvel.RemoteDeviceConnection ";
+const std::string entry = channel + "6 connectToServer ENTER";
+const std::string failedOnce = channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000";
+const std::string failedAt = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
+const std::string succeededAt = channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt ";
 
 /** A scripted machine whose resolver knows some hosts. */
 class NetworkTest : public testing::Test {
@@ -63,11 +71,10 @@ TEST_F(RynvelIpAddressTest, IsASocketAddressOfTheSystem) {
 }
 
 TEST_F(RynvelIpAddressTest, StaysZeroWithoutAWordWhenTheNameCannotBeResolved) {
-    const TraceRecorder recorder(7);
+    const NothingTraced nothingTraced(7);
     const RynvelIpAddress address("nobody", 9000);
     EXPECT_EQ(address.getIpAddress(), "0.0.0.0");
     EXPECT_EQ(address.getIpPort(), 9000);
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(RynvelIpAddressTest, TakesAsManyBytesAsTheResolverGivesButNoMoreThanItHasRoomFor) {
@@ -111,22 +118,20 @@ TEST_F(RemoteDeviceConnectionTest, IsAConnectionThatIsClosedByItsOwnOperation) {
 
 TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketOfAnyDescriptorWithoutSettingAnyOptions) {
     for (const int descriptor : {7, 0}) {
-        m_os.log().clear();
         m_os.script(Call::Socket, {answering(descriptor)});
         EXPECT_EQ(m_connection.connectToServer(), 0);
-        EXPECT_EQ(m_os.log(),
-                  (EventLog{"socket(2, 1, 0)", "connect(" + std::to_string(descriptor) + ", 10.0.0.7:9000, 16)"}));
+        EXPECT_EQ(m_os.takeLog(),
+                  (EventLog{makingSocket, "connect(" + std::to_string(descriptor) + ", 10.0.0.7:9000, 16)"}));
         EXPECT_EQ(m_connection.getSocketDescriptor(), descriptor);
     }
 }
 
 TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttemptOfOneCallAlsoWhereItIsInterruptedOrGoesOn) {
     for (const int error : {ECONNREFUSED, EINTR, EINPROGRESS, EISCONN}) {
-        m_os.log().clear();
         m_os.script(Call::Connect, {failing(error)});
         EXPECT_EQ(m_connection.connectToServer(), -1);
         EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
-        EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)"}));
+        EXPECT_EQ(m_os.takeLog(), (EventLog{makingSocket, connecting, "close(7)"}));
     }
 }
 
@@ -135,64 +140,52 @@ TEST_F(RemoteDeviceConnectionTest, TracesAFailedAttemptBeforeItClosesTheSocket) 
     m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     EXPECT_EQ(m_connection.connectToServer(), -1);
     EXPECT_EQ(m_os.log(),
-              (EventLog{channel + "6 connectToServer ENTER", "socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)",
-                        channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000",
-                        channel + "6 close ENTER", "close(7)"}));
+              (EventLog{entry, makingSocket, connecting, failedOnce, channel + "6 close ENTER", "close(7)"}));
 }
 
 TEST_F(RemoteDeviceConnectionTest, KeepsTheNegativeResultOfAFailedSocketCall) {
     for (const int result : {-1, -5}) {
         const TraceRecorder recorder(2);
-        m_os.log().clear();
         m_os.script(Call::Socket, {answering(result)});
         EXPECT_EQ(m_connection.connectToServer(), -1);
         EXPECT_EQ(m_connection.getSocketDescriptor(), result);
-        EXPECT_EQ(m_os.log(), EventLog{"socket(2, 1, 0)"});
+        EXPECT_EQ(m_os.takeLog(), EventLog{makingSocket});
         EXPECT_EQ(recorder.lines(), EventLog{channel + "2 connectToServer: Socket creation error "});
         m_connection.close();
         EXPECT_EQ(m_connection.getSocketDescriptor(), result);
-        EXPECT_EQ(m_os.log(), EventLog{"socket(2, 1, 0)"});
+        EXPECT_EQ(m_os.log(), EventLog{});
     }
 }
 
 TEST_F(RemoteDeviceConnectionTest, SaysNothingOfAFailedAttemptBelowLevelTwo) {
-    const TraceRecorder recorder(1);
+    const NothingTraced nothingTraced(1);
     m_os.script(Call::Socket, {failing(EMFILE), asUsual});
     m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     EXPECT_EQ(m_connection.connectToServer(), -1);
     EXPECT_EQ(m_connection.connectToServer(), -1);
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(RemoteDeviceConnectionTest, SleepsOnceForThreeSecondsAlsoWhenASignalEndsTheSleepEarly) {
+    const NothingTraced nothingTraced(7);
     for (const long left : {0, 2}) {
-        m_os.log().clear();
-        const TraceRecorder recorder(7);
         m_os.script(Call::Sleep, {answering(left)});
         m_connection.connectInterval3sec();
-        EXPECT_EQ(m_os.log(), EventLog{"sleep(3)"});
-        EXPECT_EQ(recorder.lines(), EventLog{});
+        EXPECT_EQ(m_os.takeLog(), EventLog{"sleep(3)"});
     }
 }
 
 TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatIsThere) {
     const TraceRecorder recorder(6, "*", &m_os.log());
     m_connection.connect();
-    EXPECT_EQ(m_os.log(),
-              (EventLog{channel + "6 connect ENTER", channel + "6 connectToServer ENTER", "socket(2, 1, 0)",
-                        "connect(7, 10.0.0.7:9000, 16)",
-                        channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 1"}));
+    EXPECT_EQ(m_os.log(), (EventLog{channel + "6 connect ENTER", entry, makingSocket, connecting, succeededAt + "1"}));
 }
 
 TEST_F(RemoteDeviceConnectionTest, TracesNothingBetweenTwoAttemptsButTheirFailure) {
     const TraceRecorder recorder(7);
     m_os.script(Call::Connect, {failing(ECONNREFUSED)});
     m_connection.connect();
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{channel + "6 connect ENTER", channel + "6 connectToServer ENTER",
-                        channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000",
-                        channel + "6 close ENTER", channel + "6 connectToServer ENTER",
-                        channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 2"}));
+    EXPECT_EQ(recorder.lines(), (EventLog{channel + "6 connect ENTER", entry, failedOnce, channel + "6 close ENTER",
+                                          entry, succeededAt + "2"}));
 }
 
 TEST_F(RemoteDeviceConnectionTest, ForgetsASocketThatItHasWhenItConnectsAgain) {
@@ -200,7 +193,7 @@ TEST_F(RemoteDeviceConnectionTest, ForgetsASocketThatItHasWhenItConnectsAgain) {
     m_os.log().clear();
     m_os.script(Call::Socket, {answering(8)});
     m_connection.connect();
-    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(8, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(m_os.log(), (EventLog{makingSocket, "connect(8, 10.0.0.7:9000, 16)"}));
     EXPECT_EQ(m_connection.getSocketDescriptor(), 8);
 }
 
@@ -208,9 +201,9 @@ TEST_F(RemoteDeviceConnectionTest, TriesAFreshSocketEveryThreeSecondsUntilTheSer
     m_os.script(Call::Socket, {answering(7), answering(8), answering(9)});
     m_os.script(Call::Connect, {failing(ECONNREFUSED), failing(ETIMEDOUT), asUsual});
     m_connection.connect();
-    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)", "sleep(3)",
-                                    "socket(2, 1, 0)", "connect(8, 10.0.0.7:9000, 16)", "close(8)", "sleep(3)",
-                                    "socket(2, 1, 0)", "connect(9, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(m_os.log(),
+              (EventLog{makingSocket, connecting, "close(7)", "sleep(3)", makingSocket, "connect(8, 10.0.0.7:9000, 16)",
+                        "close(8)", "sleep(3)", makingSocket, "connect(9, 10.0.0.7:9000, 16)"}));
     EXPECT_EQ(m_connection.getSocketDescriptor(), 9);
 }
 
@@ -219,19 +212,15 @@ TEST_F(RemoteDeviceConnectionTest, ReachesAServerThatComesUpTenSecondsLaterAtThe
     const auto refused = failing(ECONNREFUSED);
     m_os.script(Call::Connect, {refused, refused, refused, refused, asUsual});
     m_connection.connect();
-    const std::string failed = channel + "2 connectToServer: Connection Failed to 10.0.0.7 at port 9000";
-    const EventLog begin{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"};
     EventLog expected;
     for (int attempt = 1; attempt <= 4; ++attempt) {
-        expected.insert(expected.end(), begin.begin(), begin.end());
-        expected.insert(expected.end(), {failed, "close(7)"});
+        expected.insert(expected.end(), {makingSocket, connecting, failedOnce, "close(7)"});
         if (attempt == 3) {
-            expected.push_back(channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt 3");
+            expected.push_back(failedAt + "3");
         }
         expected.emplace_back("sleep(3)");
     }
-    expected.insert(expected.end(), begin.begin(), begin.end());
-    expected.push_back(channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 5");
+    expected.insert(expected.end(), {makingSocket, connecting, succeededAt + "5"});
     EXPECT_EQ(m_os.log(), expected);
 }
 
@@ -239,8 +228,7 @@ TEST_F(RemoteDeviceConnectionTest, ReportsEveryThirdFailureAtLevelOne) {
     const TraceRecorder recorder(1);
     m_os.script(Call::Connect, std::vector(10, failing(ECONNREFUSED)));
     m_connection.connect();
-    const std::string failed = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
-    EXPECT_EQ(recorder.lines(), (EventLog{failed + "3", failed + "6", failed + "9"}));
+    EXPECT_EQ(recorder.lines(), (EventLog{failedAt + "3", failedAt + "6", failedAt + "9"}));
 }
 
 TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
@@ -251,26 +239,22 @@ TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
     EXPECT_EQ(std::count(m_os.log().begin(), m_os.log().end(), "sleep(3)"), 10000);
     const EventLog lines = recorder.lines();
     EXPECT_EQ(lines.size(), 10000U + 3333U + 1U);
-    EXPECT_EQ(lines.end()[-3], channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt 9999");
-    EXPECT_EQ(lines.back(), channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 10001");
+    EXPECT_EQ(lines.end()[-3], failedAt + "9999");
+    EXPECT_EQ(lines.back(), succeededAt + "10001");
 }
 
 TEST_F(RemoteDeviceConnectionTest, SaysNothingWhenAllLevelsAreOff) {
-    const TraceRecorder recorder(0);
+    const NothingTraced nothingTraced(0);
     m_os.script(Call::Connect, std::vector(3, failing(ECONNREFUSED)));
     m_connection.connect();
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(RemoteDeviceConnectionTest, GoesOnTryingWhenThereAreNoSocketsForATime) {
     const TraceRecorder recorder(3);
     m_os.script(Call::Socket, {failing(EMFILE), asUsual});
     m_connection.connect();
-    EXPECT_EQ(m_os.log(),
-              (EventLog{"socket(2, 1, 0)", "sleep(3)", "socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"}));
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{channel + "2 connectToServer: Socket creation error ",
-                        channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt 2"}));
+    EXPECT_EQ(m_os.log(), (EventLog{makingSocket, "sleep(3)", makingSocket, connecting}));
+    EXPECT_EQ(recorder.lines(), (EventLog{channel + "2 connectToServer: Socket creation error ", succeededAt + "2"}));
 }
 
 TEST_F(RemoteDeviceConnectionTest, TriesAllZerosWhenTheNameCannotBeResolved) {
@@ -290,19 +274,13 @@ TEST_F(RemoteDeviceConnectionTest, MakesNoCallWhenItIsClosedWithoutASocket) {
     EXPECT_EQ(recorder.lines(), EventLog{channel + "6 close ENTER"});
 }
 
-TEST_F(RemoteDeviceConnectionTest, ClosesADescriptorOfZero) {
+TEST_F(RemoteDeviceConnectionTest, ClosesADescriptorOfZeroAndHasNoSocketAfterAFailingClose) {
     m_os.script(Call::Socket, {answering(0)});
     m_connection.connect();
     m_os.log().clear();
-    m_connection.close();
-    EXPECT_EQ(m_os.log(), EventLog{"close(0)"});
-    EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
-}
-
-TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailingClose) {
-    m_connection.connect();
     m_os.script(Call::Close, {failing(EIO)});
     m_connection.close();
+    EXPECT_EQ(m_os.log(), EventLog{"close(0)"});
     EXPECT_EQ(m_connection.getSocketDescriptor(), -1);
 }
 
@@ -311,18 +289,16 @@ TEST_F(RemoteDeviceConnectionTest, CanBeConnectedAgainAfterItWasClosed) {
     m_connection.close();
     m_connection.close();
     m_connection.connect();
-    EXPECT_EQ(m_os.log(), (EventLog{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)", "close(7)", "socket(2, 1, 0)",
-                                    "connect(7, 10.0.0.7:9000, 16)"}));
+    EXPECT_EQ(m_os.log(), (EventLog{makingSocket, connecting, "close(7)", makingSocket, connecting}));
 }
 
 TEST_F(RemoteDeviceConnectionTest, LeavesItsSocketOpenWithoutAWordWhenItIsDestroyed) {
     auto connection = std::make_unique<RemoteDeviceConnection>("server", 1);
     connection->connect();
     m_os.log().clear();
-    const TraceRecorder recorder(7);
+    const NothingTraced nothingTraced(7);
     connection.reset();
     EXPECT_EQ(m_os.log(), EventLog{});
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TEST_F(RemoteDeviceConnectionTest, TracesItsTransfersOnTheChannelOfAConnection) {

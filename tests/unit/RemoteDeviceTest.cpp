@@ -8,7 +8,6 @@
 
 #include <array>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <thread>
 #include <tuple>
@@ -36,14 +35,6 @@ constexpr milliseconds longTime(60'000);
 /** What a test waits for when nothing is to come. */
 constexpr milliseconds shortTime(20);
 
-Rynvel::Response responseOf(const std::vector<std::uint32_t>& values) {
-    Rynvel::Response response;
-    for (const std::uint32_t value : values) {
-        response.addValue(value);
-    }
-    return response;
-}
-
 /** Devices at a server of the test. */
 class RemoteDevices : public testing::Test {
 protected:
@@ -51,6 +42,13 @@ protected:
 
     RemoteDevice device(unsigned int width = 32) {
         return {server(), "remote", width, [this] { return Deadline(m_timeout); }};
+    }
+
+    /** A device whose server opens it and then replies so. */
+    RemoteDevice deviceThatGets(const std::vector<Reply>& replies) {
+        m_peer.script({success()});
+        m_peer.script(replies);
+        return device();
     }
 
     template <typename Calls>
@@ -136,16 +134,8 @@ TYPED_TEST(RemoteDevicesOfAnyWidth, MakeTheRequestsOfTheLibrarysRemoteDevices) {
     EXPECT_EQ(this->requestsBehind(openingByTheClient, answersInUse().size()), expected);
 }
 
-TEST_F(RemoteDevices, AreOpenedByOneRequest) {
-    device();
-    const auto requests = m_peer.requests(1);
-    ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].bytes, requestBytes(RequestType::Open, "remote"));
-}
-
 TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
-    m_peer.script({success(), success({0x12345678}), success({1, 2}), success({4}), success({5})});
-    auto remote = device();
+    auto remote = deviceThatGets({success({0x12345678}), success({1, 2}), success({4}), success({5})});
     EXPECT_EQ(remote.read(4), 0x12345678U);
     EXPECT_EQ(remote.read(4, 2, ByteOrder::Host), (std::vector<std::uint32_t>{1, 2}));
     EXPECT_EQ(remote.interruptType(), 4U);
@@ -154,8 +144,7 @@ TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
 
 TEST_F(RemoteDevices, WaitForTheRestOfAnAnswerThatComesInPieces) {
     for (const std::size_t size : {1U, 4U, 8U, 519U}) {
-        m_peer.script({success(), split(responseOf({0xDEADBEEF}), size)});
-        auto remote = device();
+        auto remote = deviceThatGets({split(responseOf({0xDEADBEEF}), size)});
         m_peer.clearRequests();
         std::thread peer([this] {
             m_peer.requests(1);
@@ -176,11 +165,14 @@ TEST_F(RemoteDevices, WaitForTheRestOfAnInterruptThatComesInPieces) {
     peer.join();
 }
 
-TEST_F(RemoteDevices, AreArmedOnAConnectionOfTheirOwn) {
+TEST_F(RemoteDevices, AreOpenedByOneRequestAndArmedOnAConnectionOfTheirOwn) {
     auto remote = device();
+    EXPECT_EQ(m_peer.requests(1).size(), 1U);
     remote.arm();
     const auto requests = m_peer.requests(3);
-    EXPECT_EQ(requests[1].bytes, requestBytes(RequestType::Open, "remote"));
+    const Bytes opening = requestBytes(RequestType::Open, "remote");
+    EXPECT_EQ(requests[0].bytes, opening);
+    EXPECT_EQ(requests[1].bytes, opening);
     EXPECT_EQ(requests[2].bytes, requestBytes(RequestType::WaitForInterrupt, "remote"));
     EXPECT_EQ(requests[0].connection, 0U);
     EXPECT_EQ(requests[1].connection, 1U);
@@ -210,8 +202,7 @@ TEST_F(RemoteDevices, AskForNothingUnderAMaskOfNoBits) {
 
 TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
     const auto refused = [this](const std::function<void(RemoteDevice&)>& call) {
-        m_peer.script({success(), refusal()});
-        auto remote = device();
+        auto remote = deviceThatGets({refusal()});
         expectError(Cause::Refused, "the server refuses the request", [&] { call(remote); });
     };
     refused([](RemoteDevice& remote) { remote.read(4); });
@@ -222,16 +213,13 @@ TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
     refused([](RemoteDevice& remote) { remote.enableInterrupt(); });
     refused([](RemoteDevice& remote) { remote.disableInterrupt(); });
     refused([](RemoteDevice& remote) { remote.raiseInterrupt(1); });
-    m_peer.script({success(), refusal()});
-    EXPECT_EQ(device().interruptType(), std::nullopt);
-    m_peer.script({success(), success(), refusal()});
-    auto silent = device();
+    EXPECT_EQ(deviceThatGets({refusal()}).interruptType(), std::nullopt);
+    auto silent = deviceThatGets({success(), refusal()});
     expectError(Cause::Refused, "the server refuses the request", [&] { silent.arm(); });
 }
 
 TEST_F(RemoteDevices, AreUsableAfterARefusal) {
-    m_peer.script({success(), refusal(), success({3})});
-    auto remote = device();
+    auto remote = deviceThatGets({refusal(), success({3})});
     EXPECT_THROW(remote.read(4), ExchangeError);
     EXPECT_EQ(remote.read(4), 3U);
 }
@@ -239,16 +227,14 @@ TEST_F(RemoteDevices, AreUsableAfterARefusal) {
 TEST_F(RemoteDevices, ReportThatTheServerDoesNotOpenThem) {
     m_peer.script({refusal()});
     expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { device(); });
-    m_peer.script({success(), refusal()});
-    auto remote = device();
+    auto remote = deviceThatGets({refusal()});
     expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { remote.arm(); });
 }
 
 TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
     const auto malformed = [this](const Reply& reply, const std::string& text,
                                   const std::function<void(RemoteDevice&)>& call) {
-        m_peer.script({success(), reply});
-        auto remote = device();
+        auto remote = deviceThatGets({reply});
         expectError(Cause::Malformed, text, [&] { call(remote); });
     };
     malformed(success(), "the server answers with 0 values instead of 1", [](RemoteDevice& remote) { remote.read(4); });
@@ -260,13 +246,11 @@ TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
               [](RemoteDevice& remote) { remote.interruptType(); });
 }
 
-std::vector<std::uint8_t> recordOf(std::uint32_t result, std::uint32_t length) {
-    Rynvel::Response response;
-    response.setResult(static_cast<Rynvel::ResponseData::Result>(result));
-    auto* const bytes = static_cast<std::uint8_t*>(response.toBuffer());
-    const std::uint32_t word = htonl(length);
-    std::memcpy(bytes + response.getSize() - sizeof(word), &word, sizeof(word));
-    return {bytes, bytes + response.getSize()};
+Bytes recordOf(std::uint32_t result, std::uint32_t length) {
+    Bytes record(520);
+    put(record, 0, result);
+    put(record, 516, length);
+    return record;
 }
 
 TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
@@ -277,12 +261,10 @@ TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
           std::tuple{0U, UINT32_MAX, tooMany}, std::tuple{UINT32_MAX, 129U, tooMany}}) {
         m_peer.script({Reply{{recordOf(result, length)}}});
         expectError(Cause::Malformed, text, [&] { device(); });
-        m_peer.script({success(), Reply{{recordOf(result, length)}}});
-        auto remote = device();
+        auto remote = deviceThatGets({Reply{{recordOf(result, length)}}});
         expectError(Cause::Malformed, text, [&] { remote.write(4, 1); });
     }
-    m_peer.script({success(), Reply{{recordOf(0, 128)}}});
-    device().write(4, 1);
+    deviceThatGets({Reply{{recordOf(0, 128)}}}).write(4, 1);
 }
 
 TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
@@ -291,8 +273,7 @@ TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
     tooLong.push_back(0);
     m_peer.script({Reply{{tooLong}}});
     expectError(Cause::Malformed, text, [&] { device(); });
-    m_peer.script({success(), Reply{{tooLong}}});
-    auto remote = device();
+    auto remote = deviceThatGets({Reply{{tooLong}}});
     expectError(Cause::Malformed, text, [&] { remote.write(4, 1); });
     expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.write(4, 1); });
     auto quiet = device();
@@ -304,8 +285,7 @@ TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
 TEST_F(RemoteDevices, TakeTheInterruptsThatComeWithTheAnswerToTheWait) {
     auto answer = recordOf(0, 0);
     answer.insert(answer.end(), {0, 0, 0, 9});
-    m_peer.script({success(), success(), Reply{{answer}}});
-    auto remote = device();
+    auto remote = deviceThatGets({success(), Reply{{answer}}});
     remote.arm();
     EXPECT_EQ(remote.receiveInterrupt(Deadline(longTime)), 9U);
 }
@@ -344,8 +324,7 @@ TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
 TEST_F(RemoteDevices, ReportThatTheConnectionHasEnded) {
     m_peer.script({closing()});
     expectError(Cause::Unreachable, "the connection was closed", [&] { device(); });
-    m_peer.script({success(), closing()});
-    auto remote = device();
+    auto remote = deviceThatGets({closing()});
     expectError(Cause::Unreachable, "the connection was closed", [&] { remote.read(4); });
     auto armed = device();
     armed.arm();

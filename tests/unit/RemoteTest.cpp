@@ -15,9 +15,11 @@
 #include <unistd.h>
 
 #include "MessageBytes.h"
+#include "NothingTraced.h"
 #include "RecordingMutex.h"
 #include "RequestBytes.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
 
@@ -29,7 +31,6 @@ using namespace RynvelTest;
 constexpr auto name = "traf.top";
 constexpr std::size_t requests = 0;
 constexpr std::size_t interrupts = 1;
-constexpr unsigned long untouched = 0x55;
 
 /** The bytes of a request that carries the device's name, and the words at their offsets. */
 Bytes requestOf(RequestType type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
@@ -74,22 +75,37 @@ protected:
         return received[0].bytes;
     }
 
-    void reply(const Reply& answer) { m_peer.script({answer}); }
+    /** Opens the device, and then appends to what the server does about the next requests. */
+    void reply(const std::vector<Reply>& answers) {
+        device();
+        m_peer.script(answers);
+    }
+
+    std::pair<bool, T> read(unsigned int address = 0) { return readFrom(device(), address); }
+    std::pair<bool, T> readAfter(const Reply& answer) {
+        reply({answer});
+        return read();
+    }
+
+    /** Begins to read in another thread, and returns when the server has the request and the thread waits. */
+    std::future<std::pair<bool, T>> beginToRead(const Reply& answer) {
+        reply({answer});
+        auto reading = std::async(std::launch::async, [this] { return read(); });
+        m_peer.requests(1);
+        EXPECT_EQ(reading.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+        return reading;
+    }
 
     /** Expects the operation to give the result that the server gives, and a failure when there is no answer. */
     template <typename Operation>
     void expectTheResultOfTheServer(Operation operation) {
-        device();
-        EXPECT_TRUE(operation());
-        reply(refusal());
-        EXPECT_FALSE(operation());
         Response odd;
         odd.setResult(static_cast<ResponseData::Result>(1));
-        reply(answer(odd));
-        EXPECT_FALSE(operation());
-        reply(closing());
-        EXPECT_FALSE(operation());
-        EXPECT_FALSE(operation());
+        reply({success(), refusal(), answer(odd), closing()});
+        EXPECT_TRUE(operation());
+        for (int failure = 0; failure < 4; ++failure) {
+            EXPECT_FALSE(operation()) << failure;
+        }
     }
 
     const BrokenPipesIgnored m_brokenPipesIgnored;
@@ -131,14 +147,10 @@ TYPED_TEST(RemoteTest, StopsAnnouncingItselfWhenTheServerRefusesItButExists) {
 TYPED_TEST(RemoteTest, ServesWhatTheServerAllowsWhenItRefusesTheAnnouncement) {
     this->m_peer.script({refusal()});
     const auto device = this->make();
-    TypeParam value = 0;
-    this->reply(success({7}));
-    EXPECT_TRUE(device->read(0, &value));
-    EXPECT_EQ(value, 7);
+    this->m_peer.script({success({7})});
+    EXPECT_EQ(readFrom(*device), std::pair(true, TypeParam{7}));
     this->m_peer.send(interrupts, {0, 0, 0, 1});
-    unsigned long status = 0;
-    EXPECT_TRUE(device->waitForInterrupt(&status));
-    EXPECT_EQ(status, 1U);
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 1UL));
 }
 
 TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerClosesTheirConnectionInsteadOfAnAnswer) {
@@ -165,15 +177,9 @@ TYPED_TEST(RemoteTest, OpensWithTheDescriptorOfTheConnectionOfRequests) {
 TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerRefusesThemButRegisters) {
     this->m_peer.script({success(), success(), refusal()});
     EXPECT_EQ(this->device().getNativeHandle(), -1);
-    unsigned long status = untouched;
-    const TraceRecorder recorder(1);
-    EXPECT_FALSE(this->device().waitForInterrupt(&status));
-    EXPECT_EQ(status, untouched);
-    EXPECT_EQ(recorder.lines(), EventLog{});
-    TypeParam value = 0;
-    this->reply(success({7}));
-    EXPECT_TRUE(this->device().read(0, &value));
-    EXPECT_EQ(value, 7);
+    const NothingTraced nothingTraced(1);
+    EXPECT_EQ(waitForInterruptOf(this->device()), std::pair(false, untouched<unsigned long>));
+    EXPECT_EQ(this->readAfter(success({7})), std::pair(true, TypeParam{7}));
     EXPECT_TRUE(this->device().write(0, 1));
 }
 
@@ -184,43 +190,26 @@ TYPED_TEST(RemoteTest, CutsANameTo127Characters) {
     EXPECT_EQ(device->getDevName(), longName);
 }
 
-TYPED_TEST(RemoteTest, ReadsARegisterByOneRequest) {
-    this->device();
-    this->reply(success({0x12345678}));
-    TypeParam value = 0;
-    EXPECT_TRUE(this->device().read(0x1F0, &value));
-    EXPECT_EQ(value, static_cast<TypeParam>(0x12345678));
-    EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{addressAt, 0x1F0}, {lengthAt, 1}}));
-}
-
-TYPED_TEST(RemoteTest, PassesEveryAddressThrough) {
-    TypeParam value = 0;
-    this->device().read(0xFFFFFFFF, &value);
-    EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{addressAt, 0xFFFFFFFF}, {lengthAt, 1}}));
+TYPED_TEST(RemoteTest, ReadsARegisterAtAnyAddressByOneRequest) {
+    for (const unsigned int address : {0x1F0U, 0xFFFFFFFFU}) {
+        this->reply({success({0x12345678})});
+        EXPECT_EQ(this->read(address), std::pair(true, static_cast<TypeParam>(0x12345678)));
+        EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{addressAt, address}, {lengthAt, 1}}));
+    }
 }
 
 TYPED_TEST(RemoteTest, StoresTheValueReadAlsoWhenTheReadFails) {
-    TypeParam value = untouched;
-    this->device();
-    this->m_peer.script({refusal({9}), refusal(), success()});
-    EXPECT_FALSE(this->device().read(0, &value));
-    EXPECT_EQ(value, 9);
-    EXPECT_FALSE(this->device().read(0, &value));
-    EXPECT_EQ(value, 0);
-    value = untouched;
-    EXPECT_TRUE(this->device().read(0, &value));
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(this->readAfter(refusal({9})), std::pair(false, TypeParam{9}));
+    EXPECT_EQ(this->readAfter(refusal()), std::pair(false, TypeParam{0}));
+    EXPECT_EQ(this->readAfter(success()), std::pair(true, TypeParam{0}));
 }
 
 TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
-    this->device();
+    this->reply({closing()});
     const TraceRecorder recorder(1);
-    this->reply(closing());
-    for (int round = 0; round < 3; ++round) {
-        TypeParam value = untouched;
-        EXPECT_FALSE(this->device().read(0, &value));
-        EXPECT_EQ(value, 0);
-        EXPECT_EQ(recorder.traces().size(), static_cast<std::size_t>(round + 1));
+    for (std::size_t round = 1; round <= 3; ++round) {
+        EXPECT_EQ(this->read(), std::pair(false, TypeParam{0}));
+        EXPECT_EQ(recorder.traces().size(), round);
     }
     const std::string first = recorder.lines()[0];
     EXPECT_EQ(first.rfind("Rynvel.Connection 1 receive: Socket '", 0), 0U) << first;
@@ -229,60 +218,31 @@ TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
 }
 
 TYPED_TEST(RemoteTest, TakesATruncatedResponseForWhatCameOfIt) {
-    this->device();
-    Response response;
-    response.addValue(3);
-    this->reply(truncated(response, 100));
-    TypeParam value = untouched;
-    EXPECT_TRUE(this->device().read(0, &value));
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(this->readAfter(truncated(responseOf({3}), 100)), std::pair(true, TypeParam{0}));
 }
 
 TYPED_TEST(RemoteTest, TakesTheRestOfASplitResponseForTheNextOne) {
-    this->device();
-    Response response;
-    response.addValue(3);
-    response.addValue(4);
-    this->reply(split(response, 8));
-    TypeParam value = untouched;
-    EXPECT_TRUE(this->device().read(0, &value));
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(this->readAfter(split(responseOf({3, 4}), 8)), std::pair(true, TypeParam{0}));
     this->m_peer.letGo();
-    // Its second value, 4, stands where the result is expected.
-    EXPECT_FALSE(this->device().read(0, &value));
-    EXPECT_EQ(value, 0);
+    // The second value, 4, is where the result is expected.
+    EXPECT_EQ(this->read(), std::pair(false, TypeParam{0}));
 }
 
 TYPED_TEST(RemoteTest, WaitsForAResponseForAsLongAsItTakes) {
-    this->device();
-    Response response;
-    response.addValue(3);
-    this->reply(delayed(response));
-    TypeParam value = 0;
-    auto read = std::async(std::launch::async, [&] { return this->device().read(0, &value); });
-    this->m_peer.requests(1);
-    EXPECT_EQ(read.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    auto reading = this->beginToRead(delayed(responseOf({3})));
     this->m_peer.letGo();
-    EXPECT_TRUE(read.get());
-    EXPECT_EQ(value, 3);
+    EXPECT_EQ(reading.get(), std::pair(true, TypeParam{3}));
 }
 
 TYPED_TEST(RemoteTest, WaitsForASilentServerUntilTheConnectionEnds) {
-    this->device();
-    this->reply(silence());
-    TypeParam value = untouched;
-    auto read = std::async(std::launch::async, [&] { return this->device().read(0, &value); });
-    this->m_peer.requests(1);
-    EXPECT_EQ(read.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    auto reading = this->beginToRead(silence());
     this->m_peer.close(requests);
-    EXPECT_FALSE(read.get());
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(reading.get(), std::pair(false, TypeParam{0}));
 }
 
 TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
-        this->device();
-        this->reply(success({0x11111111, 0x22222222, 0x12345678}));
+        this->reply({success({0x11111111, 0x22222222, 0x12345678})});
         TypeParam values[3] = {};
         EXPECT_TRUE(this->device().read(0x10, values, 3, byteOrder));
         EXPECT_EQ(values[0], static_cast<TypeParam>(0x11111111));
@@ -296,96 +256,68 @@ TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
 }
 
 TYPED_TEST(RemoteTest, LeavesTheItemsThatTheServerDoesNotSendAlone) {
-    this->device();
-    for (const auto& [reply, result] : {std::pair{success({1, 2, 3, 4}), true}, {refusal({1, 2, 3, 4}), false}}) {
-        std::vector<TypeParam> values(10, untouched);
-        this->reply(reply);
-        EXPECT_EQ(this->device().read(0, values.data(), 10, ByteOrder::Host), result);
-        EXPECT_EQ(values, (std::vector<TypeParam>{1, 2, 3, 4, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}));
-    }
+    this->reply({success({1, 2, 3, 4}), refusal({1, 2, 3, 4})});
+    std::vector<TypeParam> expected{1, 2, 3, 4};
+    expected.resize(10, untouched<TypeParam>);
+    EXPECT_EQ(readBurstFrom(this->device(), 10, 10), std::pair(true, expected));
+    EXPECT_EQ(readBurstFrom(this->device(), 10, 10), std::pair(false, expected));
 }
 
 TYPED_TEST(RemoteTest, StoresNoMoreThanWasAskedFor) {
-    this->device();
-    this->reply(success({1, 2, 3, 4}));
-    std::vector<TypeParam> values(4, untouched);
-    EXPECT_TRUE(this->device().read(0, values.data(), 2, ByteOrder::Host));
-    EXPECT_EQ(values, (std::vector<TypeParam>{1, 2, 0x55, 0x55}));
-    EXPECT_TRUE(this->device().read(0, values.data(), 0, ByteOrder::Host));
-    EXPECT_EQ(values, (std::vector<TypeParam>{1, 2, 0x55, 0x55}));
+    constexpr TypeParam before = untouched<TypeParam>;
+    using Values = std::vector<TypeParam>;
+    this->reply({success({1, 2, 3, 4})});
+    EXPECT_EQ(readBurstFrom(this->device(), 2, 4), std::pair(true, Values{1, 2, before, before}));
+    EXPECT_EQ(readBurstFrom(this->device(), 0, 4), std::pair(true, Values(4, before)));
 }
 
 TYPED_TEST(RemoteTest, NeverTrustsTheLengthOfAResponse) {
-    this->device();
+    constexpr auto value = static_cast<TypeParam>(0x33333333);
+    std::vector<TypeParam> expected(128, value);
+    expected.resize(200, untouched<TypeParam>);
     for (const std::uint32_t length : {129U, 0xFFFFFFFFU}) {
         Bytes bytes(520, 0x33);
         put(bytes, 0, 0);
         put(bytes, 516, length);
-        this->m_peer.script({{{bytes}}, {{bytes}}});
-        std::vector<TypeParam> values(200, untouched);
-        EXPECT_TRUE(this->device().read(0, values.data(), 200, ByteOrder::Host));
-        std::vector<TypeParam> expected(128, static_cast<TypeParam>(0x33333333));
-        expected.resize(200, untouched);
-        EXPECT_EQ(values, expected);
-        TypeParam value = 0;
-        EXPECT_TRUE(this->device().read(0, &value));
-        EXPECT_EQ(value, static_cast<TypeParam>(0x33333333));
+        this->reply({{{bytes}}, {{bytes}}});
+        EXPECT_EQ(readBurstFrom(this->device(), 200, 200), std::pair(true, expected));
+        EXPECT_EQ(this->read(), std::pair(true, value));
     }
 }
 
 TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoneOfMore) {
-    std::vector<TypeParam> values(200);
-    this->device().read(0, values.data(), 128, ByteOrder::Network);
+    const auto readBurst = [this](unsigned int items) {
+        return readBurstFrom(this->device(), items, 200, ByteOrder::Network);
+    };
+    const std::vector<TypeParam> nothing(200, untouched<TypeParam>);
+    readBurst(128);
     EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>, {{lengthAt, 128}}));
     for (const unsigned int items : {0U, 129U, 200U}) {
-        std::fill(values.begin(), values.end(), untouched);
-        EXPECT_TRUE(this->device().read(0, values.data(), items, ByteOrder::Network));
+        EXPECT_EQ(readBurst(items), std::pair(true, nothing));
         EXPECT_EQ(this->onlyRequest(), requestOf(readType<TypeParam>));
-        this->reply(refusal());
-        EXPECT_FALSE(this->device().read(0, values.data(), items, ByteOrder::Network));
+        this->reply({refusal()});
+        EXPECT_EQ(readBurst(items), std::pair(false, nothing));
         this->onlyRequest();
-        EXPECT_EQ(values, std::vector<TypeParam>(200, untouched));
     }
 }
 
 TYPED_TEST(RemoteTest, StoresAllItemsOfAFullResponse) {
-    this->device();
     std::vector<std::uint32_t> sent(128);
     std::iota(sent.begin(), sent.end(), 1);
-    this->reply(success(sent));
-    std::vector<TypeParam> values(128);
-    EXPECT_TRUE(this->device().read(0, values.data(), 128, ByteOrder::Host));
-    EXPECT_EQ(values, std::vector<TypeParam>(sent.begin(), sent.end()));
+    this->reply({success(sent)});
+    EXPECT_EQ(readBurstFrom(this->device(), 128, 128),
+              std::pair(true, std::vector<TypeParam>(sent.begin(), sent.end())));
 }
 
-TYPED_TEST(RemoteTest, WritesARegisterByOneRequest) {
+TYPED_TEST(RemoteTest, WritesARegisterByOneRequestWhoseMaskOnlyTheServerUsesAndMayBeZeroForNone) {
+    const std::vector<WordAt> words{{addressAt, 0x20}, {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)}, {lengthAt, 1}};
     EXPECT_TRUE(this->device().write(0x20, static_cast<TypeParam>(0xA1B2C3D4)));
-    EXPECT_EQ(this->onlyRequest(),
-              requestOf(writeType<TypeParam>,
-                        {{addressAt, 0x20}, {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)}, {lengthAt, 1}}));
-}
-
-TYPED_TEST(RemoteTest, WritesUnderAMaskByOneRequest) {
-    EXPECT_TRUE(this->device().write(0x20, static_cast<TypeParam>(0xA1B2C3D4), this->all));
-    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, {{addressAt, 0x20},
-                                                                    {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)},
-                                                                    {lengthAt, 1},
-                                                                    {maskAt, this->all}}));
-}
-
-TYPED_TEST(RemoteTest, WritesUnderAMaskOfZeroByTheRequestOfAPlainWrite) {
-    EXPECT_TRUE(this->device().write(0x20, TypeParam{7}));
-    const Bytes plain = this->onlyRequest();
-    EXPECT_TRUE(this->device().write(0x20, TypeParam{7}, TypeParam{0}));
-    EXPECT_EQ(this->onlyRequest(), plain);
-}
-
-TYPED_TEST(RemoteTest, SendsTheMaskAsItIsAndLeavesItsUseToTheServer) {
-    for (const TypeParam mask : {TypeParam{0}, TypeParam{0x0F}, TypeParam{0xA0}}) {
-        EXPECT_TRUE(this->device().write(0x20, this->all, mask));
-        EXPECT_EQ(
-            this->onlyRequest(),
-            requestOf(writeType<TypeParam>, {{addressAt, 0x20}, {valuesAt, this->all}, {lengthAt, 1}, {maskAt, mask}}));
+    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, words));
+    for (const TypeParam mask : {TypeParam{0}, TypeParam{0x0F}, TypeParam{0xA0}, this->all}) {
+        auto withMask = words;
+        withMask.emplace_back(maskAt, mask);
+        EXPECT_TRUE(this->device().write(0x20, static_cast<TypeParam>(0xA1B2C3D4), mask));
+        EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, withMask));
     }
 }
 
@@ -422,25 +354,22 @@ TYPED_TEST(RemoteTest, WritesABurstByOneRequestInEitherOrder) {
 
 TYPED_TEST(RemoteTest, WritesTheFirst128ItemsOfABurst) {
     std::vector<TypeParam> values(200);
-    std::vector<WordAt> words{{lengthAt, 128}};
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        values[i] = static_cast<TypeParam>(i + 1);
-        if (i < 128) {
-            words.emplace_back(valuesAt + 4 * i, values[i]);
-        }
-    }
+    std::iota(values.begin(), values.end(), TypeParam{1});
     EXPECT_TRUE(this->device().write(0, values.data(), 200, ByteOrder::Network));
-    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, words));
+    EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, valueWords({values.begin(), values.begin() + 128})));
     EXPECT_TRUE(this->device().write(0, values.data(), 0, ByteOrder::Network));
     EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>));
-    this->reply(refusal());
+    this->reply({refusal()});
     EXPECT_FALSE(this->device().write(0, values.data(), 200, ByteOrder::Network));
 }
 
-TYPED_TEST(RemoteTest, ForwardsARequestToTheDriverWithItsArgument) {
+TYPED_TEST(RemoteTest, ForwardsARequestToTheDriverWithItsArgumentAndIgnoresTheServersValues) {
     EXPECT_EQ(this->device().ioctl(-2, 0x89ABCDEF), 0);
     EXPECT_EQ(this->onlyRequest(),
               requestOf(RequestType::Ioctl, {{valuesAt, 0x89ABCDEF}, {lengthAt, 1}, {maskAt, 0xFFFFFFFE}}));
+    this->reply({success({5})});
+    EXPECT_EQ(this->device().ioctl(0, 0), 0);
+    EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::Ioctl, {{lengthAt, 1}}));
     this->expectTheResultOfTheServer([&] {
         const int result = this->device().ioctl(1, 2);
         EXPECT_TRUE(result == 0 || result == -1);
@@ -448,27 +377,14 @@ TYPED_TEST(RemoteTest, ForwardsARequestToTheDriverWithItsArgument) {
     });
 }
 
-TYPED_TEST(RemoteTest, SendsARequestsArgumentAlsoWhenItIsZeroAndIgnoresTheServersValues) {
-    this->device();
-    this->reply(success({5}));
-    EXPECT_EQ(this->device().ioctl(0, 0), 0);
-    EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::Ioctl, {{lengthAt, 1}}));
-}
-
 TYPED_TEST(RemoteTest, AsksTheServerForTheInterruptType) {
-    this->device();
-    this->m_peer.script({success({0xFFFFFFFF}), refusal({5}), refusal()});
-    unsigned long type = untouched;
-    EXPECT_TRUE(this->device().getInterruptType(&type));
-    EXPECT_EQ(type, 0xFFFFFFFFUL);
+    this->reply({success({0xFFFFFFFF}), refusal({5}), refusal()});
+    EXPECT_EQ(interruptTypeOf(this->device()), std::pair(true, 0xFFFFFFFFUL));
     EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::GetInterruptType));
-    EXPECT_FALSE(this->device().getInterruptType(&type));
-    EXPECT_EQ(type, 5U);
-    EXPECT_FALSE(this->device().getInterruptType(&type));
-    EXPECT_EQ(type, 0U);
+    EXPECT_EQ(interruptTypeOf(this->device()), std::pair(false, 5UL));
+    EXPECT_EQ(interruptTypeOf(this->device()), std::pair(false, 0UL));
     this->expectTheResultOfTheServer([&] {
-        type = untouched;
-        const bool result = this->device().getInterruptType(&type);
+        const auto [result, type] = interruptTypeOf(this->device());
         EXPECT_EQ(type, 0U);
         return result;
     });
@@ -489,27 +405,21 @@ TYPED_TEST(RemoteTest, ReceivesTheWordOfAnInterruptOrItsFirstBytesWithoutAReques
                                                       {{0, 0, 0, 0}, 0},
                                                       {{0x12, 0x34}, 0x12340000}}) {
         this->m_peer.send(interrupts, bytes);
-        unsigned long status = untouched;
-        EXPECT_TRUE(this->device().waitForInterrupt(&status));
-        EXPECT_EQ(status, word);
+        EXPECT_EQ(waitForInterruptOf(this->device()), std::pair(true, word));
     }
     EXPECT_EQ(this->m_peer.requests(0).size(), 0U);
 }
 
 TYPED_TEST(RemoteTest, LeavesTheStatusAloneWhenTheServerClosesTheConnectionOfInterrupts) {
-    this->device();
-    this->m_peer.close(interrupts);
-    unsigned long status = untouched;
     const int descriptor = this->device().getNativeHandle();
+    this->m_peer.close(interrupts);
     const TraceRecorder recorder(1);
-    EXPECT_FALSE(this->device().waitForInterrupt(&status));
-    EXPECT_FALSE(this->device().waitForInterrupt(&status));
-    EXPECT_EQ(status, untouched);
+    EXPECT_EQ(waitForInterruptOf(this->device()), std::pair(false, untouched<unsigned long>));
+    EXPECT_EQ(waitForInterruptOf(this->device()), std::pair(false, untouched<unsigned long>));
     EXPECT_EQ(this->device().getNativeHandle(), descriptor);
     const std::string closed = "Rynvel.Connection 1 receive: Socket '" + std::to_string(descriptor) + "' is closed.";
     EXPECT_EQ(recorder.lines(), (EventLog{closed, closed}));
-    TypeParam value = 0;
-    EXPECT_TRUE(this->device().read(0, &value));
+    EXPECT_TRUE(this->read().first);
 }
 
 TYPED_TEST(RemoteTest, HasANativeHandleThatIsReadyWhenThereIsAnInterrupt) {
@@ -517,24 +427,18 @@ TYPED_TEST(RemoteTest, HasANativeHandleThatIsReadyWhenThereIsAnInterrupt) {
     EXPECT_EQ(poll(&ready, 1, 0), 0);
     this->m_peer.send(interrupts, {0, 0, 0, 1});
     EXPECT_EQ(poll(&ready, 1, -1), 1);
-    unsigned long status = 0;
-    EXPECT_TRUE(this->device().waitForInterrupt(&status));
-    EXPECT_EQ(status, 1U);
+    EXPECT_EQ(waitForInterruptOf(this->device()), std::pair(true, 1UL));
 }
 
 TYPED_TEST(RemoteTest, ServesRegistersWhileAThreadWaitsForAnInterrupt) {
-    this->device();
-    unsigned long status = 0;
-    auto wait = std::async(std::launch::async, [&] { return this->device().waitForInterrupt(&status); });
+    auto& device = this->device();
+    auto wait = std::async(std::launch::async, [&device] { return waitForInterruptOf(device); });
     for (unsigned int i = 0; i < 100; ++i) {
-        TypeParam value = 0;
-        this->reply(success({i}));
-        EXPECT_TRUE(this->device().read(i, &value));
-        EXPECT_EQ(value, i);
+        this->reply({success({i})});
+        EXPECT_EQ(this->read(i), std::pair(true, static_cast<TypeParam>(i)));
     }
     this->m_peer.send(interrupts, {0, 0, 0, 9});
-    EXPECT_TRUE(wait.get());
-    EXPECT_EQ(status, 9U);
+    EXPECT_EQ(wait.get(), std::pair(true, 9UL));
 }
 
 TYPED_TEST(RemoteTest, CancelsAWaitByASingleWrite) {
@@ -543,24 +447,37 @@ TYPED_TEST(RemoteTest, CancelsAWaitByASingleWrite) {
     EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, {{addressAt, 0x30}, {valuesAt, 7}, {lengthAt, 1}}));
 }
 
-TYPED_TEST(RemoteTest, TakesNoLockInAnyOperationAndDestroysItAtTheEnd) {
+TYPED_TEST(RemoteTest, TracesItsEntriesWithTheirArgumentsAndTakesNoLock) {
     TypeParam values[2] = {};
-    unsigned long number = 0;
     auto& device = this->device();
     this->m_peer.send(interrupts, {0, 0, 0, 1});
-    device.read(0, values);
-    device.read(0, values, 2, ByteOrder::Host);
-    device.write(0, values[0]);
-    device.write(0, values[0], values[1]);
-    device.write(0, values, 2, ByteOrder::Host);
-    device.ioctl(0, 0);
-    device.getInterruptType(&number);
+    const TraceRecorder recorder(6, "Rynvel.Remote");
+    device.read(0x1F0, values);
+    device.read(0x1F0, values, 2, ByteOrder::Network);
+    device.write(0x1F0, 0xA);
+    device.write(0x1F0, 0xA, this->all);
+    device.write(0x1F0, values, 2, ByteOrder::Host);
+    device.cancelWaitForInterrupt(0x1F0, 0xA);
+    device.ioctl(-3, 70000);
+    interruptTypeOf(device);
     device.enableInterrupt();
     device.disableInterrupt();
-    device.waitForInterrupt(&number);
-    device.cancelWaitForInterrupt(0, values[0]);
-    device.getNativeHandle();
+    waitForInterruptOf(device);
     device.open();
+    device.getNativeHandle();
+    const std::string read = "Rynvel.Remote 6 read ENTER Hex(address)=0x000001f0";
+    const std::string write = "Rynvel.Remote 6 write ENTER Hex(address)=0x000001f0";
+    const std::string data = ", Hex(data)=0x" + std::string(2 * sizeof(TypeParam) - 1, '0') + "a";
+    const std::string mask = ", Hex(bitmask)=0x" + std::string(2 * sizeof(TypeParam), 'f');
+    EXPECT_EQ(
+        recorder.lines(),
+        (EventLog{read, read + ", items=2, byteOrder=Network", write + data, write + data + mask,
+                  write + ", items=2, byteOrder=Host", write + data,
+                  "Rynvel.Remote 6 ioctl ENTER command=-3, arg=70000", "Rynvel.Remote 6 getInterruptType ENTER",
+                  "Rynvel.Remote 6 enableInterrupt ENTER", "Rynvel.Remote 6 disableInterrupt ENTER",
+                  "Rynvel.Remote 6 waitForInterrupt ENTER", "Rynvel.Remote 6 open ENTER this->getDevName()=traf.top"}));
+    EXPECT_EQ(recorder.traces()[0].option, 256);
+    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelRemote");
     EXPECT_EQ(this->m_log, EventLog{});
     this->m_device.reset();
     EXPECT_EQ(this->m_log, EventLog{"mutex destroyed"});
@@ -568,9 +485,8 @@ TYPED_TEST(RemoteTest, TakesNoLockInAnyOperationAndDestroysItAtTheEnd) {
 
 TYPED_TEST(RemoteTest, LeavesItsConnectionsOpenAndSendsNothingWhenItIsDestroyed) {
     const int descriptor = this->device().getNativeHandle();
-    const TraceRecorder recorder(7);
+    const NothingTraced nothingTraced(7);
     this->m_device.reset();
-    EXPECT_EQ(recorder.lines(), EventLog{});
     EXPECT_EQ(this->m_peer.requests(0).size(), 0U);
     this->m_peer.send(interrupts, {0, 0, 0, 1});
     std::uint32_t word = 0;
@@ -584,40 +500,6 @@ TYPED_TEST(RemoteTest, LeavesItsTwoDescriptorsToTheProgramToClose) {
         EXPECT_EQ(close(descriptor), 0);
         EXPECT_EQ(close(descriptor), -1);
     }
-}
-
-TYPED_TEST(RemoteTest, TracesItsEntriesWithTheirArguments) {
-    this->device();
-    this->m_peer.send(interrupts, {0, 0, 0, 1});
-    const TraceRecorder recorder(6, "Rynvel.Remote");
-    TypeParam values[2] = {};
-    unsigned long number = 0;
-    this->device().read(0x1F0, values);
-    this->device().read(0x1F0, values, 2, ByteOrder::Network);
-    this->device().write(0x1F0, 0xA);
-    this->device().write(0x1F0, 0xA, this->all);
-    this->device().write(0x1F0, values, 2, ByteOrder::Host);
-    this->device().ioctl(-3, 70000);
-    this->device().getInterruptType(&number);
-    this->device().enableInterrupt();
-    this->device().disableInterrupt();
-    this->device().waitForInterrupt(&number);
-    this->device().open();
-    this->device().getNativeHandle();
-    const std::string data = "0x" + std::string(2 * sizeof(TypeParam) - 1, '0') + "a";
-    const std::string mask = "0x" + std::string(2 * sizeof(TypeParam), 'f');
-    const std::string channel = "Rynvel.Remote 6 ";
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{channel + "read ENTER Hex(address)=0x000001f0",
-                        channel + "read ENTER Hex(address)=0x000001f0, items=2, byteOrder=Network",
-                        channel + "write ENTER Hex(address)=0x000001f0, Hex(data)=" + data,
-                        channel + "write ENTER Hex(address)=0x000001f0, Hex(data)=" + data + ", Hex(bitmask)=" + mask,
-                        channel + "write ENTER Hex(address)=0x000001f0, items=2, byteOrder=Host",
-                        channel + "ioctl ENTER command=-3, arg=70000", channel + "getInterruptType ENTER",
-                        channel + "enableInterrupt ENTER", channel + "disableInterrupt ENTER",
-                        channel + "waitForInterrupt ENTER", channel + "open ENTER this->getDevName()=traf.top"}));
-    EXPECT_EQ(recorder.traces()[0].option, 256);
-    EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelRemote");
 }
 
 TYPED_TEST(RemoteTest, TracesItsConstructionInTheOrderOfItsSteps) {
@@ -639,24 +521,20 @@ TYPED_TEST(RemoteTest, TracesItsConstructionInTheOrderOfItsSteps) {
 }
 
 TYPED_TEST(RemoteTest, RendersRequestsAndResponsesAtLevelSeven) {
-    this->device();
+    this->reply({success({0x1F}), closing()});
     const TraceRecorder recorder(7, "Rynvel.Remote");
-    this->reply(success({0x1F}));
-    TypeParam value = 0;
-    this->device().read(0x10, &value);
-    this->reply(closing());
+    this->read(0x10);
     this->device().enableInterrupt();
-    const std::string bits = std::to_string(8 * sizeof(TypeParam));
+    const std::string request = "Rynvel.Remote 7 sendToServer: Request: [ type: ";
+    const std::string common = ", byteOrder: Network, logicalDeviceName: traf.top, address: ";
+    const std::string response = "Rynvel.Remote 7 sendToServer: Response: [ result: ";
     EXPECT_EQ(recorder.lines(),
               (EventLog{"Rynvel.Remote 6 read ENTER Hex(address)=0x00000010",
-                        "Rynvel.Remote 7 sendToServer: Request: [ type: Read" + bits +
-                            ", byteOrder: Network, logicalDeviceName: traf.top, address: 10, bitmask: 0, command: 0, "
-                            "length: 1, values: { 0, } ]",
-                        "Rynvel.Remote 7 sendToServer: Response: [ result: Success, length: 1, values: { 1f, } ]",
-                        "Rynvel.Remote 6 enableInterrupt ENTER",
-                        "Rynvel.Remote 7 sendToServer: Request: [ type: EnableInterrupt, byteOrder: Network, "
-                        "logicalDeviceName: traf.top, address: 0, bitmask: 0, command: 0, length: 0, values: { } ]",
-                        "Rynvel.Remote 7 sendToServer: Response: [ result: Error, length: 0, values: { } ]"}));
+                        request + "Read" + std::to_string(8 * sizeof(TypeParam)) + common +
+                            "10, bitmask: 0, command: 0, length: 1, values: { 0, } ]",
+                        response + "Success, length: 1, values: { 1f, } ]", "Rynvel.Remote 6 enableInterrupt ENTER",
+                        request + "EnableInterrupt" + common + "0, bitmask: 0, command: 0, length: 0, values: { } ]",
+                        response + "Error, length: 0, values: { } ]"}));
 }
 
 TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
@@ -664,7 +542,7 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
     Rynvel::RemoteDeviceConnection connection("127.0.0.1", this->m_peer.port());
     connection.connect();
     const Request request(RequestData::Type::Debug, "other");
-    this->reply(refusal({1, 0xFFFFFFFF}));
+    this->reply({refusal({1, 0xFFFFFFFF})});
     const Response response = device.sendToServer(request, connection);
     EXPECT_EQ(response.getResult(), ResponseData::Result::Error);
     EXPECT_EQ(response.getLength(), 2U);
@@ -672,7 +550,7 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
     const auto received = this->m_peer.requests(1);
     EXPECT_EQ(received[0].connection, 2U);
     EXPECT_EQ(received[0].bytes, requestOf(RequestType::Debug, {}, "other"));
-    this->reply(closing());
+    this->reply({closing()});
     Response error;
     error.setResult(ResponseData::Result::Error);
     EXPECT_EQ(bytesOf(device.sendToServer(request, connection)), bytesOf(error));
@@ -684,47 +562,38 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
               EventLog{"Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor"});
 }
 
-TYPED_TEST(RemoteTest, TakesTheHostFromTheAddress) {
-    for (const auto& [address, host] : std::vector<std::pair<std::string, std::string>>{{"10.0.0.7::9000", "10.0.0.7"},
-                                                                                        {"server", "server"},
-                                                                                        {"server:9000", "server:9000"},
-                                                                                        {"::9000", ""},
-                                                                                        {"a::b::c", "a"},
-                                                                                        {"a:::1", "a"},
-                                                                                        {"", ""}}) {
+TYPED_TEST(RemoteTest, TakesTheHostAndThePortWithoutAWordFromTheAddress) {
+    const NothingTraced nothingTraced(7);
+    const std::vector<std::tuple<std::string, std::string, int>> addresses{{"10.0.0.7::9000", "10.0.0.7", 9000},
+                                                                           {"server", "server", 8888},
+                                                                           {"server:9000", "server:9000", 8888},
+                                                                           {"", "", 8888},
+                                                                           {"::9000", "", 9000},
+                                                                           {"::1", "", 1},
+                                                                           {"a::9000x", "a", 9000},
+                                                                           {"a:: \t9000", "a", 9000},
+                                                                           {"a::9000::1", "a", 9000},
+                                                                           {"a::+7", "a", 7},
+                                                                           {"a::-1", "a", -1},
+                                                                           {"a::0x10", "a", 0},
+                                                                           {"a::70000", "a", 70000},
+                                                                           {"a::2147483647", "a", 2147483647}};
+    for (const auto& [address, host, port] : addresses) {
         EXPECT_EQ(Remote<TypeParam>::getIp(address), host) << address;
-    }
-}
-
-TYPED_TEST(RemoteTest, TakesThePortFromTheAddressWithoutAWordWhereThereIsOne) {
-    const TraceRecorder recorder(7);
-    for (const auto& [address, port] : std::vector<std::pair<std::string, int>>{{"10.0.0.7::9000", 9000},
-                                                                                {"server", 8888},
-                                                                                {"server:9000", 8888},
-                                                                                {"", 8888},
-                                                                                {"::1", 1},
-                                                                                {"a::9000x", 9000},
-                                                                                {"a:: \t9000", 9000},
-                                                                                {"a::9000::1", 9000},
-                                                                                {"a::+7", 7},
-                                                                                {"a::-1", -1},
-                                                                                {"a::0x10", 0},
-                                                                                {"a::70000", 70000},
-                                                                                {"a::2147483647", 2147483647}}) {
         EXPECT_EQ(Remote<TypeParam>::getPort(address), port) << address;
     }
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNoNumber) {
-    for (const std::string port : {"", " ", "abc", "x9000", ":9000", "2147483648", "-2147483649", "99999999999999"}) {
+    for (const std::string port :
+         {"", " ", "abc", "x9000", ":9000", ":1", "b::c", "2147483648", "-2147483649", "99999999999999"}) {
         const TraceRecorder recorder(1);
+        EXPECT_EQ(Remote<TypeParam>::getIp("host::" + port), "host") << port;
         EXPECT_EQ(Remote<TypeParam>::getPort("host::" + port), 8888) << port;
         EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Remote 1 getPort: Invalid port argument, using default instead"});
     }
-    const TraceRecorder recorder(0);
+    const NothingTraced nothingTraced(0);
     EXPECT_EQ(Remote<TypeParam>::getPort("host::abc"), 8888);
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 /** The device of a scripted machine that has a server at 10.0.0.7. */
@@ -733,8 +602,14 @@ class ScriptedRemoteTest : public testing::Test {
 protected:
     ScriptedRemoteTest() { m_os.hosts = {{"server", {10, 0, 0, 7}}}; }
 
-    void construct(const std::string& address) {
-        Remote<T>(name, address, std::make_unique<RecordingMutex>(m_os.log()));
+    std::unique_ptr<Remote<T>> make(const std::string& address = "server::9000") {
+        return std::make_unique<Remote<T>>(name, address, std::make_unique<RecordingMutex>(m_os.log()));
+    }
+
+    std::unique_ptr<Remote<T>> opened() {
+        auto device = make();
+        m_os.log().clear();
+        return device;
     }
 
     /** The calls that begin like that. */
@@ -764,7 +639,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheL
     for (const auto& [address, port, lines] : places) {
         this->m_os.log().clear();
         const TraceRecorder recorder(1);
-        this->construct(address);
+        this->make(address);
         const std::string connection = "connect(7, 10.0.0.7:" + port + ", 16)";
         EXPECT_EQ(this->calls("gethostbyname"), (EventLog{"gethostbyname(server)", "gethostbyname(server)"}));
         EXPECT_EQ(this->calls("connect"), (EventLog{connection, connection}));
@@ -774,7 +649,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheL
 
 TYPED_TEST(ScriptedRemoteTest, WaitsForBothConnectionsBeforeItSendsAnything) {
     this->m_os.script(Call::Connect, {failing(ECONNREFUSED), asUsual, failing(ECONNREFUSED)});
-    this->construct("server::9000");
+    this->make();
     const auto firstSend = std::find_if(this->m_os.log().begin(), this->m_os.log().end(),
                                         [](const std::string& call) { return call.rfind("send", 0) == 0; });
     const EventLog attempt{"socket(2, 1, 0)", "connect(7, 10.0.0.7:9000, 16)"};
@@ -785,31 +660,24 @@ TYPED_TEST(ScriptedRemoteTest, WaitsForBothConnectionsBeforeItSendsAnything) {
 }
 
 TYPED_TEST(ScriptedRemoteTest, MakesOneSendAndOneReceiveForARead) {
-    Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
-    this->m_os.log().clear();
-    TypeParam value = 0;
-    device.read(0, &value);
+    const auto device = this->opened();
+    readFrom(*device);
     ASSERT_EQ(this->m_os.log().size(), 2U);
     EXPECT_EQ(this->calls("send").size(), 1U);
     EXPECT_EQ(this->m_os.log()[1], "read(7, 520)");
 }
 
 TYPED_TEST(ScriptedRemoteTest, ReceivesNothingWhenASendFails) {
-    Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
-    this->m_os.log().clear();
+    const auto device = this->opened();
     this->m_os.script(Call::Send, {failing(EPIPE)});
-    TypeParam value = untouched;
-    EXPECT_FALSE(device.read(0, &value));
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
     EXPECT_EQ(this->m_os.log().size(), 1U);
 }
 
 TYPED_TEST(ScriptedRemoteTest, WaitsForInterruptsOnADescriptorOfZeroByOneRead) {
     this->m_os.script(Call::Socket, {answering(5), answering(0)});
-    Remote<TypeParam> device(name, "server::9000", std::make_unique<RecordingMutex>(this->m_os.log()));
-    this->m_os.log().clear();
-    unsigned long status = untouched;
-    EXPECT_TRUE(device.waitForInterrupt(&status));
+    const auto device = this->opened();
+    EXPECT_TRUE(waitForInterruptOf(*device).first);
     EXPECT_EQ(this->m_os.log(), EventLog{"read(0, 4)"});
 }
 
@@ -821,9 +689,8 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
             TestPeer peer;
             Remote<std::uint8_t> device(name, peer.address(), std::make_unique<RecordingMutex>(log));
             peer.script({closing()});
-            std::uint8_t value = 0;
             for (int round = 0; round < 3; ++round) {
-                device.read(0, &value);
+                readFrom(device);
             }
         },
         testing::KilledBySignal(SIGPIPE), "");
@@ -850,16 +717,6 @@ TEST(Remote, IsWhatTheFactoryBuildsForTheRemoteTypesOutOfNameAndPath) {
     EXPECT_TRUE(isBuiltAs<std::uint8_t>(DeviceType::Remote8));
     EXPECT_TRUE(isBuiltAs<std::uint16_t>(DeviceType::Remote16));
     EXPECT_TRUE(isBuiltAs<std::uint32_t>(DeviceType::Remote32));
-}
-
-TEST(Remote, HasOneChannelForEachWidth) {
-    const auto channels = ZilTraceControl::channels();
-    const auto count = [&](const std::string& channel) {
-        return std::count_if(channels.begin(), channels.end(), [&](const auto& each) { return each.name == channel; });
-    };
-    EXPECT_EQ(count("Rynvel.Remote"), 3);
-    EXPECT_EQ(count("Rynvel.Connection"), 1);
-    EXPECT_EQ(count("Rynvel.RemoteDeviceConnection"), 1);
 }
 
 } // namespace

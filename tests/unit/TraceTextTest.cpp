@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <locale>
+#include <map>
 
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
@@ -32,16 +33,19 @@ TEST(TraceText, IsNotTouchedByTheProgramsGlobalLocale) {
               EventLog{"Rynvel.Lseek 6 read ENTER Hex(address)=0x00001000, items=10000, byteOrder=Host"});
 }
 
-TEST(TraceText, OfEveryChannelStartsAtLevelThree) {
-    const auto channels = ZilTraceControl::channels();
-    EventLog names;
-    for (const auto& channel : channels) {
+TEST(TraceChannels, StartAtLevelThreeAndAreOneForEachClassOrForEachOfItsWidths) {
+    const std::map<std::string, int> expected{{"Rynvel.Connection", 1}, {"Rynvel.Factory", 1},
+                                              {"Rynvel.FpgaSpi", 1},    {"Rynvel.Lseek", 3},
+                                              {"Rynvel.Mmap", 2},       {"Rynvel.PthreadMutex", 1},
+                                              {"Rynvel.Remote", 3},     {"Rynvel.RemoteDeviceConnection", 1},
+                                              {"Rynvel.Tyvon", 2},      {"Rynvel.TyvonInterrupt", 2},
+                                              {"Rynvel.Uio", 2}};
+    std::map<std::string, int> channels;
+    for (const auto& channel : ZilTraceControl::channels()) {
         EXPECT_EQ(channel.constructedLevel, 3) << channel.name;
-        names.push_back(channel.name);
+        ++channels[channel.name];
     }
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Factory"), 1);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.PthreadMutex"), 1);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Lseek"), 3);
+    EXPECT_EQ(channels, expected);
 }
 
 } // namespace

@@ -1,14 +1,14 @@
 #include <cerrno>
-#include <limits>
-#include <sstream>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 
+#include "NothingTraced.h"
 #include "PlainMutex.h"
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 namespace {
@@ -74,22 +74,14 @@ TYPED_TEST(TyvonTest, TracesNothingOfItsOwnWhenConstructedAndDestroyed) {
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-/** The recorded request of the operation, whose argument, where there is none, is whatever the caller's registers hold.
- */
-template <typename Operation>
-std::string requestOf(ScriptedOs& os, Operation operation) {
-    os.log().clear();
-    operation();
-    return os.log().size() == 1 ? os.log().front() : "not one call";
-}
-
 TYPED_TEST(TyvonTest, EnablesAndDisablesByRequestsWithoutTheLock) {
-    EXPECT_EQ(
-        requestOf(this->m_os, [this] { EXPECT_TRUE(this->m_device->enableInterrupt()); }).rfind("ioctl(7, 0xee00, ", 0),
-        0U);
-    EXPECT_EQ(requestOf(this->m_os, [this] { EXPECT_TRUE(this->m_device->disableInterrupt()); })
-                  .rfind("ioctl(7, 0xee01, ", 0),
-              0U);
+    EXPECT_TRUE(this->m_device->enableInterrupt());
+    EXPECT_TRUE(this->m_device->disableInterrupt());
+    // Their argument is whatever the registers of the caller hold.
+    const EventLog& log = this->m_os.log();
+    ASSERT_EQ(log.size(), 2U);
+    EXPECT_EQ(log[0].rfind("ioctl(7, 0xee00, ", 0), 0U);
+    EXPECT_EQ(log[1].rfind("ioctl(7, 0xee01, ", 0), 0U);
 }
 
 TYPED_TEST(TyvonTest, LetsTheDriverStoreTheInterruptType) {
@@ -98,9 +90,7 @@ TYPED_TEST(TyvonTest, LetsTheDriverStoreTheInterruptType) {
         *reinterpret_cast<unsigned long*>(arg) = 3;
         return 0;
     };
-    unsigned long type = std::numeric_limits<unsigned long>::max();
-    EXPECT_TRUE(this->m_device->getInterruptType(&type));
-    EXPECT_EQ(type, 3U);
+    EXPECT_EQ(interruptTypeOf(*this->m_device), std::pair(true, 3UL));
     EXPECT_EQ(this->m_os.log(), EventLog{});
 }
 
@@ -112,31 +102,26 @@ TYPED_TEST(TyvonTest, PassesANullPlaceForTheTypeOn) {
 }
 
 TYPED_TEST(TyvonTest, TakesAnyResultButZeroOfARequestForAFailureAndTracesNone) {
-    const TraceRecorder recorder(5);
-    unsigned long type = 0;
+    const NothingTraced nothingTraced(5);
     for (const auto& answer : {failing(EIO), answering(1), answering(7)}) {
         this->m_os.script(Call::Ioctl, {answer, answer, answer});
         EXPECT_FALSE(this->m_device->enableInterrupt());
         EXPECT_FALSE(this->m_device->disableInterrupt());
-        EXPECT_FALSE(this->m_device->getInterruptType(&type));
+        EXPECT_FALSE(interruptTypeOf(*this->m_device).first);
     }
-    EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
 TYPED_TEST(TyvonTest, WaitsByAReadOfTwoBytesWithoutEnablingAndWithoutTheLock) {
     this->m_os.store(0, std::uint16_t{0xABCD});
     this->m_os.memory[2] = 0xFF;
-    unsigned long status = std::numeric_limits<unsigned long>::max();
-    EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
-    EXPECT_EQ(status, 0xABCDU);
+    EXPECT_EQ(waitForInterruptOf(*this->m_device), std::pair(true, 0xABCDUL));
     EXPECT_EQ(this->m_os.log(), EventLog{"read(7, 2)"});
 }
 
 TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
     this->m_os.store(0, std::uint16_t{0xABCD});
     const TraceRecorder recorder(6);
-    unsigned long status = 0;
-    EXPECT_TRUE(this->m_device->waitForInterrupt(&status));
+    EXPECT_TRUE(waitForInterruptOf(*this->m_device).first);
     EXPECT_EQ(recorder.lines(), (EventLog{this->line("6 waitForInterrupt ENTER"),
                                           this->line("6 waitForInterrupt: *status = 0x0000abcd")}));
     EXPECT_EQ(recorder.traces()[0].option, 256);
@@ -145,11 +130,9 @@ TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
 TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
     const TraceRecorder recorder(1);
     this->m_os.script(Call::Read, {failing(EINTR)});
-    unsigned long status = 7;
     errno = 0;
-    EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
+    EXPECT_EQ(waitForInterruptOf(*this->m_device), std::pair(false, 0UL));
     EXPECT_EQ(errno, EINTR);
-    EXPECT_EQ(status, 0U);
     EXPECT_EQ(recorder.lines(), EventLog{this->line("1 waitForInterrupt: Failed to read from device \"/dev/tyvon\". "
                                                     "errno = Interrupted system call")});
 }
@@ -158,9 +141,7 @@ TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNot
     for (const int count : {0, 1}) {
         const TraceRecorder recorder(1);
         this->m_os.script(Call::Read, {answering(count)});
-        unsigned long status = 7;
-        EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
-        EXPECT_EQ(status, 0U);
+        EXPECT_EQ(waitForInterruptOf(*this->m_device), std::pair(false, 0UL));
         EXPECT_EQ(recorder.lines(),
                   EventLog{this->line("1 waitForInterrupt: Did not read correct number of bytes from \"/dev/tyvon\". "
                                       "Did read ") +
@@ -169,18 +150,15 @@ TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNot
 }
 
 TYPED_TEST(TyvonTest, SaysNothingOfAFailedWaitWhenLevelOneIsOff) {
-    const TraceRecorder recorder(0);
+    const NothingTraced nothingTraced(0);
     this->m_os.script(Call::Read, {failing(EINTR), answering(0)});
-    unsigned long status = 7;
-    EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
-    EXPECT_FALSE(this->m_device->waitForInterrupt(&status));
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_FALSE(waitForInterruptOf(*this->m_device).first);
+    EXPECT_FALSE(waitForInterruptOf(*this->m_device).first);
 }
 
 TYPED_TEST(TyvonTest, TracesTheEntryOfTheOtherInterruptOperationsAtLevelSix) {
     const TraceRecorder recorder(6);
-    unsigned long type = 0;
-    this->m_device->getInterruptType(&type);
+    interruptTypeOf(*this->m_device);
     this->m_device->enableInterrupt();
     this->m_device->disableInterrupt();
     EXPECT_EQ(recorder.lines(), (EventLog{this->line("6 getInterruptType ENTER"), this->line("6 enableInterrupt ENTER"),
@@ -199,21 +177,8 @@ TEST(TyvonOpen, EndsTheProcessOfAMissingSoughtDeviceAndLeavesAMissingMappedOneWi
     EXPECT_DEATH(TyvonInterrupt<std::uint16_t>("/dev/none", plainMutex()), "Assertion `m_fd != -1' failed");
     EXPECT_DEATH(TyvonInterrupt<std::uint32_t>("/dev/none", plainMutex()), "Assertion `m_fd != -1' failed");
     Tyvon<std::uint32_t> mapped("/dev/none", 0, 0x1000, plainMutex(), false);
-    std::uint32_t value = 0x55;
-    EXPECT_FALSE(mapped.read(0, &value));
+    EXPECT_FALSE(readFrom(mapped).first);
     EXPECT_EQ(mapped.getNativeHandle(), -1);
-}
-
-TEST(TyvonChannels, AreOneObjectAWidth) {
-    EventLog names;
-    for (const auto& channel : ZilTraceControl::channels()) {
-        names.push_back(channel.name);
-    }
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Tyvon"), 2);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.TyvonInterrupt"), 2);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.FpgaSpi"), 1);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Mmap"), 2);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "Rynvel.Uio"), 2);
 }
 
 } // namespace

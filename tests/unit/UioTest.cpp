@@ -2,15 +2,16 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
 #include <rynvel.hpp>
 
 #include "ChildProcess.h"
+#include "NothingTraced.h"
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
+#include "StoredResults.h"
 #include "TraceRecorder.h"
 
 extern "C" int __vsnprintf_chk(char* text, size_t size, int flag, size_t room, const char* format, std::va_list values);
@@ -52,8 +53,12 @@ using Rynvel::Uio;
 using namespace RynvelTest;
 
 constexpr auto path = "/dev/tomkar_traffic";
-constexpr auto offsetPath = "/sys/class/uio/uio3/maps/map0/offset";
-constexpr auto sizePath = "/sys/class/uio/uio3/maps/map0/size";
+const std::string offsetPath = "/sys/class/uio/uio3/maps/map0/offset";
+const std::string sizePath = "/sys/class/uio/uio3/maps/map0/size";
+const std::string readingLink = "readlink(/dev/tomkar_traffic, 4095)";
+const std::string opening = "open(/dev/tomkar_traffic, 2)";
+const std::string enabling = "write(7, " + inMemory(std::int32_t{1}) + ")";
+const std::string disabling = "write(7, 00000000)";
 
 /** Lets the formatting of a path fail while it lives. */
 class FailingFormat {
@@ -88,9 +93,22 @@ protected:
 
     T stored(std::size_t place) const { return m_os.stored<T>(place); }
 
+    static unsigned long size() { return Uio<T>::getMapData(path, "size"); }
+
     unsigned long sizeAttribute(const std::string& text) {
         setMap("0", text);
-        return Uio<T>::getMapData(path, "size");
+        return size();
+    }
+
+    /** The message of an exception that the attribute makes. */
+    template <typename Exception>
+    std::string complaint(const std::string& text) {
+        try {
+            sizeAttribute(text);
+        } catch (const Exception& error) {
+            return error.what();
+        }
+        return "no exception";
     }
 
     ScriptedOs m_os;
@@ -101,11 +119,9 @@ TYPED_TEST_SUITE(UioTest, Widths);
 
 TYPED_TEST(UioTest, LooksUpOffsetThenSizeThenOpensAndMapsTheDevice) {
     const auto device = this->make();
-    EXPECT_EQ(
-        this->m_os.log(),
-        (EventLog{"readlink(/dev/tomkar_traffic, 4095)", std::string("open(") + offsetPath + ", 0)", "read(8, 19)",
-                  "close(8)", "readlink(/dev/tomkar_traffic, 4095)", std::string("open(") + sizePath + ", 0)",
-                  "read(8, 19)", "close(8)", "open(/dev/tomkar_traffic, 2)", "mmap(0, 4096, 3, 1, 7, 0)"}));
+    EXPECT_EQ(this->m_os.log(),
+              (EventLog{readingLink, "open(" + offsetPath + ", 0)", "read(8, 19)", "close(8)", readingLink,
+                        "open(" + sizePath + ", 0)", "read(8, 19)", "close(8)", opening, "mmap(0, 4096, 3, 1, 7, 0)"}));
     EXPECT_EQ(device->getNativeHandle(), ScriptedOs::descriptor);
     EXPECT_EQ(device->getDevName(), path);
 }
@@ -127,13 +143,12 @@ TYPED_TEST(UioTest, HandsFakeOnToItsBase) {
 TYPED_TEST(UioTest, TracesItsConstructionAfterThatOfItsBase) {
     const TraceRecorder recorder(6);
     const auto device = this->make();
-    EXPECT_EQ(recorder.lines(),
-              (EventLog{std::string("Rynvel.Uio 5 getMapData: read value 0x00000000 from \"") + offsetPath + "\"",
-                        std::string("Rynvel.Uio 5 getMapData: read value 0x00001000 from \"") + sizePath + "\"",
-                        "Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_traffic, "
-                        "Hex(devPageOffset)=0x00000000, Hex(devSize)=0x00001000, fake=0",
-                        "Rynvel.Mmap 5 Mmap: mapSize: 4096",
-                        "Rynvel.Uio 6 Uio ENTER physicalDevName=/dev/tomkar_traffic, fake=0"}));
+    EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Uio 5 getMapData: read value 0x00000000 from \"" + offsetPath + "\"",
+                                          "Rynvel.Uio 5 getMapData: read value 0x00001000 from \"" + sizePath + "\"",
+                                          "Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_traffic, "
+                                          "Hex(devPageOffset)=0x00000000, Hex(devSize)=0x00001000, fake=0",
+                                          "Rynvel.Mmap 5 Mmap: mapSize: 4096",
+                                          "Rynvel.Uio 6 Uio ENTER physicalDevName=/dev/tomkar_traffic, fake=0"}));
     EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelUio");
     EXPECT_EQ(recorder.traces()[0].option, 256);
     EXPECT_EQ(recorder.traces()[4].file, "cppsrc/RynvelUio");
@@ -146,35 +161,22 @@ TYPED_TEST(UioTest, TracesItsConstructionAsAFake) {
 }
 
 TYPED_TEST(UioTest, ReadsAnAttributeOfUpTo19BytesWithTheBaseOfItsPrefix) {
-    EXPECT_EQ(this->sizeAttribute("4096\n"), 4096U);
-    EXPECT_EQ(this->sizeAttribute("0x1000\n"), 0x1000U);
-    EXPECT_EQ(this->sizeAttribute("0X1f\n"), 0x1FU);
-    EXPECT_EQ(this->sizeAttribute("010"), 8U);
-    EXPECT_EQ(this->sizeAttribute("  12 apples"), 12U);
-    EXPECT_EQ(this->sizeAttribute("08"), 0U);
-    EXPECT_EQ(this->sizeAttribute("0xffffffff"), 0xFFFFFFFFU);
-    EXPECT_EQ(this->sizeAttribute("0000000000000000010777"), 8U);
+    const std::vector<std::pair<const char*, unsigned long>> attributes{
+        {"4096\n", 4096},           {"0x1000\n", 0x1000},
+        {"0X1f\n", 0x1F},           {"010", 8},
+        {"  12 apples", 12},        {"08", 0},
+        {"0xffffffff", 0xFFFFFFFF}, {"0000000000000000010777", 8}};
+    for (const auto& [text, value] : attributes) {
+        EXPECT_EQ(this->sizeAttribute(text), value) << text;
+    }
 }
 
-TYPED_TEST(UioTest, ThrowsOnAnAttributeThatIsNoNumber) {
+TYPED_TEST(UioTest, ThrowsOnAnAttributeThatIsNoNumberOrDoesNotFitInAnUnsignedLong) {
     for (const char* text : {"", "\n", "size", "x10"}) {
-        try {
-            this->sizeAttribute(text);
-            ADD_FAILURE() << "no exception for '" << text << "'";
-        } catch (const std::invalid_argument& error) {
-            EXPECT_STREQ(error.what(), "stoul");
-        }
+        EXPECT_EQ(this->template complaint<std::invalid_argument>(text), "stoul") << text;
         EXPECT_EQ(this->m_os.log().back(), "close(8)");
     }
-}
-
-TYPED_TEST(UioTest, ThrowsOnAnAttributeThatDoesNotFitInAnUnsignedLong) {
-    try {
-        this->sizeAttribute("0xfffffffffffffffffff");
-        ADD_FAILURE() << "no exception";
-    } catch (const std::out_of_range& error) {
-        EXPECT_STREQ(error.what(), "stoul");
-    }
+    EXPECT_EQ(this->template complaint<std::out_of_range>("0xfffffffffffffffffff"), "stoul");
 }
 
 TYPED_TEST(UioTest, TakesAnAttributeOf33BitsWhereAnUnsignedLongHasThem) {
@@ -188,7 +190,7 @@ TYPED_TEST(UioTest, TakesAnAttributeOf33BitsWhereAnUnsignedLongHasThem) {
 TYPED_TEST(UioTest, TakesTheDescriptorZeroForAnOpenAttribute) {
     this->m_os.script(Call::Open, {answering(0)});
     this->m_os.memory[0] = '8';
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
+    EXPECT_EQ(this->size(), 8U);
     EXPECT_EQ(this->m_os.log().back(), "close(0)");
 }
 
@@ -203,12 +205,11 @@ TYPED_TEST(UioTest, KeepsErrnoAroundTheConversion) {
 }
 
 TYPED_TEST(UioTest, LetsTheExceptionsLeaveTheConstructorWithNothingOpenAndTheMutexFreed) {
-    const TraceRecorder recorder(4);
+    const NothingTraced nothingTraced(4);
     this->setMap("0", "none");
     EXPECT_THROW(this->make(), std::invalid_argument);
     EXPECT_EQ(this->m_os.log().back(), "mutex destroyed");
-    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(8)");
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_EQ(this->m_os.log().end()[-2], "close(8)");
     this->setMap("none", "0x1000");
     EXPECT_THROW(this->make(), std::invalid_argument);
 }
@@ -222,34 +223,29 @@ TYPED_TEST(UioTest, TakesAPathThatIsNoLinkForAMapOfSizeZeroAndSaysSoForEachLooku
     const std::string message =
         "Rynvel.Uio 3 getMapData: readlink of \"/dev/tomkar_traffic\" failed with Invalid argument";
     EXPECT_EQ(recorder.lines(), (EventLog{message, message}));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"readlink(/dev/tomkar_traffic, 4095)", "readlink(/dev/tomkar_traffic, 4095)",
-                                          "open(/dev/tomkar_traffic, 2)"}));
-    TypeParam value = 0x55;
-    EXPECT_FALSE(device->read(0, &value));
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(this->m_os.log(), (EventLog{readingLink, readingLink, opening}));
+    EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
 }
 
 TYPED_TEST(UioTest, UsesTheLinksTextAsItIs) {
     this->m_os.linkText = "../uio3";
     this->m_os.files = {{"/sys/class/uio/../uio3/maps/map0/size", "8"}};
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
+    EXPECT_EQ(this->size(), 8U);
 }
 
 TYPED_TEST(UioTest, TakesALinkWhoseTextIsAPathForAMapOfSizeZeroWithoutAWord) {
-    const TraceRecorder recorder(4);
+    const NothingTraced nothingTraced(4);
     this->m_os.linkText = "/dev/uio3";
     const auto device = this->make();
-    EXPECT_EQ(this->m_os.log().back(), "open(/dev/tomkar_traffic, 2)");
-    EXPECT_EQ(recorder.lines(), EventLog{});
-    TypeParam value = 0x55;
-    EXPECT_FALSE(device->read(0, &value));
+    EXPECT_EQ(this->m_os.log().back(), opening);
+    EXPECT_FALSE(readFrom(*device).first);
     EXPECT_FALSE(device->write(0, 1));
 }
 
 TYPED_TEST(UioTest, ReportsAPathThatALongLinkTextTruncates) {
     const TraceRecorder recorder(1);
     this->m_os.linkText = std::string(4095, 'u');
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    EXPECT_EQ(this->size(), 0U);
     this->m_os.linkText = std::string(5000, 'u');
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "offset"), 0U);
     const std::string begin =
@@ -262,19 +258,18 @@ TYPED_TEST(UioTest, TakesAPathOf4095BytesAndRefusesOneMore) {
     const std::size_t around = std::strlen("/sys/class/uio//maps/map0/size");
     this->m_os.linkText = std::string(4095 - around, 'u');
     this->m_os.files = {{"/sys/class/uio/" + this->m_os.linkText + "/maps/map0/size", "8"}};
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 8U);
+    EXPECT_EQ(this->size(), 8U);
     EXPECT_EQ(recorder.lines(), EventLog{});
     this->m_os.linkText += 'u';
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
+    EXPECT_EQ(this->size(), 0U);
     EXPECT_EQ(recorder.lines().size(), 1U);
 }
 
 TYPED_TEST(UioTest, GivesUpSilentlyOnALinkTextThatCannotFit) {
-    const TraceRecorder recorder(7);
+    const NothingTraced nothingTraced(7);
     this->m_os.script(Call::Readlink, {answering(4096), answering(5000)});
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
-    EXPECT_EQ(recorder.lines(), EventLog{});
+    EXPECT_EQ(this->size(), 0U);
+    EXPECT_EQ(this->size(), 0U);
     EXPECT_EQ(this->m_os.log().size(), 2U);
 }
 
@@ -283,7 +278,7 @@ TYPED_TEST(UioTest, ReportsAPathThatCannotBeFormatted) {
     unsigned long value = 1;
     {
         const FailingFormat failing;
-        value = Uio<TypeParam>::getMapData(path, "size");
+        value = this->size();
     }
     EXPECT_EQ(value, 0U);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 1 getMapData: snprintf failed with devicePath: "
@@ -291,9 +286,8 @@ TYPED_TEST(UioTest, ReportsAPathThatCannotBeFormatted) {
 }
 
 TYPED_TEST(UioTest, TakesAnAttributeThatCannotBeOpenedForZeroWithoutAMessage) {
-    const TraceRecorder recorder(7);
+    const NothingTraced nothingTraced(7);
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "none"), 0U);
-    EXPECT_EQ(recorder.lines(), EventLog{});
     EXPECT_EQ(this->m_os.log().back(), "open(/sys/class/uio/uio3/maps/map0/none, 0)");
 }
 
@@ -301,27 +295,23 @@ TYPED_TEST(UioTest, ReportsAnAttributeThatCannotBeReadAfterClosingIt) {
     const TraceRecorder recorder(1, "*", &this->m_os.log());
     this->m_os.script(Call::Read, {failing(EIO)});
     this->m_os.script(Call::Close, {failing(EBADF)});
-    EXPECT_EQ(Uio<TypeParam>::getMapData(path, "size"), 0U);
-    EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(8)");
+    EXPECT_EQ(this->size(), 0U);
+    EXPECT_EQ(this->m_os.log().end()[-2], "close(8)");
     EXPECT_EQ(this->m_os.log().back(),
-              std::string("Rynvel.Uio 1 getMapData: read of \"") + sizePath + "\" failed with Input/output error");
+              "Rynvel.Uio 1 getMapData: read of \"" + sizePath + "\" failed with Input/output error");
 }
 
 TYPED_TEST(UioTest, HasInterruptType4WhateverTheDevice) {
     const auto device = this->opened();
-    unsigned long type = std::numeric_limits<unsigned long>::max();
-    EXPECT_TRUE(device->getInterruptType(&type));
-    EXPECT_EQ(type, 4U);
+    EXPECT_EQ(interruptTypeOf(*device), std::pair(true, 4UL));
     EXPECT_EQ(this->m_os.log(), EventLog{});
 }
-
-std::string enablingWrite() { return "write(7, " + inMemory(std::int32_t{1}) + ")"; }
 
 TYPED_TEST(UioTest, EnablesWithA32BitOneAndDisablesWithA32BitZeroWithoutTheLock) {
     const auto device = this->opened();
     EXPECT_TRUE(device->enableInterrupt());
     EXPECT_TRUE(device->disableInterrupt());
-    EXPECT_EQ(this->m_os.log(), (EventLog{enablingWrite(), "write(7, 00000000)"}));
+    EXPECT_EQ(this->m_os.log(), (EventLog{enabling, disabling}));
 }
 
 TYPED_TEST(UioTest, TakesAShortWriteForSuccess) {
@@ -331,62 +321,42 @@ TYPED_TEST(UioTest, TakesAShortWriteForSuccess) {
     EXPECT_TRUE(device->disableInterrupt());
 }
 
+TYPED_TEST(UioTest, EnablesAndThenReadsAnyBytesOfTheCountWhenItWaitsAlsoAfterADisable) {
+    const auto device = this->opened();
+    this->m_os.store(0, 0xFEDCBA98);
+    this->m_os.script(Call::Write, {answering(0), answering(0)});
+    EXPECT_TRUE(device->disableInterrupt());
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 0xFEDCBA98UL));
+    EXPECT_EQ(this->m_os.log(), (EventLog{disabling, enabling, "read(7, 4)"}));
+    this->m_os.script(Call::Read, {answering(0)});
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(true, 0UL));
+}
+
 TYPED_TEST(UioTest, TracesAFailedEnableAtLevelSevenAndAFailedDisableAtLevelOne) {
     const auto device = this->opened();
+    this->m_os.script(Call::Write, {failing(EIO), failing(EIO), failing(EIO)});
+    const auto tracesOf = [](ZilTraceLevel level, auto operation) {
+        const TraceRecorder recorder(level, "Rynvel.Uio");
+        errno = 0;
+        EXPECT_FALSE(operation());
+        EXPECT_EQ(errno, EIO);
+        return recorder.lines();
+    };
+    const auto enable = [&] { return device->enableInterrupt(); };
     const std::string text = "Failed to write on device \"/dev/tomkar_traffic\". errno = Input/output error";
-    {
-        const TraceRecorder recorder(6, "Rynvel.Uio");
-        this->m_os.script(Call::Write, {failing(EIO)});
-        errno = 0;
-        EXPECT_FALSE(device->enableInterrupt());
-        EXPECT_EQ(errno, EIO);
-        EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 6 enableInterrupt ENTER"});
-    }
-    {
-        const TraceRecorder recorder(7, "Rynvel.Uio");
-        this->m_os.script(Call::Write, {failing(EIO)});
-        EXPECT_FALSE(device->enableInterrupt());
-        EXPECT_EQ(recorder.lines().back(), "Rynvel.Uio 7 enableInterrupt: " + text);
-    }
-    {
-        const TraceRecorder recorder(1, "Rynvel.Uio");
-        this->m_os.script(Call::Write, {failing(EIO)});
-        errno = 0;
-        EXPECT_FALSE(device->disableInterrupt());
-        EXPECT_EQ(errno, EIO);
-        EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 1 disableInterrupt: " + text});
-    }
-}
-
-/** Lets the next read from the device give a count of interrupts. */
-void giveCount(ScriptedOs& os, std::uint32_t count) { os.store(0, count); }
-
-TYPED_TEST(UioTest, EnablesAndThenReadsTheCountWhenItWaits) {
-    const auto device = this->opened();
-    giveCount(this->m_os, 0xFEDCBA98);
-    this->m_os.script(Call::Write, {answering(0)});
-    unsigned long status = std::numeric_limits<unsigned long>::max();
-    EXPECT_TRUE(device->waitForInterrupt(&status));
-    EXPECT_EQ(status, 0xFEDCBA98UL);
-    EXPECT_EQ(this->m_os.log(), (EventLog{enablingWrite(), "read(7, 4)"}));
-}
-
-TYPED_TEST(UioTest, TakesAnyCountOfBytesForAnInterrupt) {
-    const auto device = this->opened();
-    this->m_os.script(Call::Read, {answering(0)});
-    unsigned long status = 7;
-    EXPECT_TRUE(device->waitForInterrupt(&status));
-    EXPECT_EQ(status, 0U);
+    const std::string entry = "Rynvel.Uio 6 enableInterrupt ENTER";
+    EXPECT_EQ(tracesOf(6, enable), EventLog{entry});
+    EXPECT_EQ(tracesOf(7, enable), (EventLog{entry, "Rynvel.Uio 7 enableInterrupt: " + text}));
+    EXPECT_EQ(tracesOf(1, [&] { return device->disableInterrupt(); }),
+              EventLog{"Rynvel.Uio 1 disableInterrupt: " + text});
 }
 
 TYPED_TEST(UioTest, DoesNotWaitWhenItCannotEnable) {
     const auto device = this->opened();
     const TraceRecorder recorder(7, "Rynvel.Uio");
     this->m_os.script(Call::Write, {failing(ENODEV)});
-    unsigned long status = 7;
-    EXPECT_FALSE(device->waitForInterrupt(&status));
-    EXPECT_EQ(status, 7U);
-    EXPECT_EQ(this->m_os.log(), EventLog{enablingWrite()});
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(false, untouched<unsigned long>));
+    EXPECT_EQ(this->m_os.log(), EventLog{enabling});
     EXPECT_EQ(recorder.lines(),
               (EventLog{"Rynvel.Uio 6 waitForInterrupt ENTER", "Rynvel.Uio 6 enableInterrupt ENTER",
                         "Rynvel.Uio 7 enableInterrupt: Failed to write on device \"/dev/tomkar_traffic\". errno = "
@@ -399,11 +369,9 @@ TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
     const auto device = this->opened();
     const TraceRecorder recorder(1);
     this->m_os.script(Call::Read, {failing(EINTR)});
-    unsigned long status = 7;
     errno = 0;
-    EXPECT_FALSE(device->waitForInterrupt(&status));
+    EXPECT_EQ(waitForInterruptOf(*device), std::pair(false, 0UL));
     EXPECT_EQ(errno, EINTR);
-    EXPECT_EQ(status, 0U);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Uio 1 waitForInterrupt: Failed to read from device "
                                          "\"/dev/tomkar_traffic\". errno = Interrupted system call"});
 }
@@ -423,29 +391,18 @@ public:
 TYPED_TEST(UioTest, EnablesThroughTheVirtualOperationWhenItWaits) {
     OwnEnable<TypeParam> device(path, std::make_unique<RecordingMutex>(this->m_os.log()), false);
     this->m_os.log().clear();
-    unsigned long status = 0;
-    EXPECT_TRUE(device.waitForInterrupt(&status));
+    EXPECT_TRUE(waitForInterruptOf(device).first);
     EXPECT_EQ(device.enables, 1);
     EXPECT_EQ(this->m_os.log(), EventLog{"read(7, 4)"});
-}
-
-TYPED_TEST(UioTest, WaitsAfterADisableToo) {
-    const auto device = this->opened();
-    unsigned long status = 0;
-    this->m_os.script(Call::Write, {answering(0), answering(0)});
-    EXPECT_TRUE(device->disableInterrupt());
-    EXPECT_TRUE(device->waitForInterrupt(&status));
-    EXPECT_EQ(this->m_os.log(), (EventLog{"write(7, 00000000)", enablingWrite(), "read(7, 4)"}));
 }
 
 TYPED_TEST(UioTest, TracesTheEntryOfEveryInterruptOperationAtLevelSix) {
     const auto device = this->opened();
     const TraceRecorder recorder(6);
-    unsigned long value = 0;
-    device->getInterruptType(&value);
+    interruptTypeOf(*device);
     device->enableInterrupt();
     device->disableInterrupt();
-    device->waitForInterrupt(&value);
+    waitForInterruptOf(*device);
     EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Uio 6 getInterruptType ENTER", "Rynvel.Uio 6 enableInterrupt ENTER",
                                           "Rynvel.Uio 6 disableInterrupt ENTER", "Rynvel.Uio 6 waitForInterrupt ENTER",
                                           "Rynvel.Uio 6 enableInterrupt ENTER"}));

@@ -1,0 +1,24 @@
+#ifndef RYNVEL_TESTS_NOTHINGTRACED_H
+#define RYNVEL_TESTS_NOTHINGTRACED_H
+
+#include <gtest/gtest.h>
+
+#include "TraceRecorder.h"
+
+namespace RynvelTest {
+
+/** Expects that nothing is traced up to the level while it lives. */
+class NothingTraced {
+public:
+    explicit NothingTraced(ZilTraceLevel level) : m_recorder(level) {}
+    NothingTraced(const NothingTraced&) = delete;
+    NothingTraced& operator=(const NothingTraced&) = delete;
+    ~NothingTraced() { EXPECT_EQ(m_recorder.lines(), EventLog{}); }
+
+private:
+    const TraceRecorder m_recorder;
+};
+
+} // namespace RynvelTest
+
+#endif
