@@ -113,11 +113,11 @@ protected:
             expectRefusal(connection, request, reason);
         }
     }
-    void expectFailedOpen(Connection& connection, const std::string& name, const std::string& obstacle) {
+    void expectFailedOpen(Connection& connection, const std::string& name, const std::string& reason) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
         ASSERT_EQ(lines().size(), 2U);
         EXPECT_EQ(lines()[0],
-                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + obstacle + ".");
+                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + reason + ".");
     }
 
     /** Expects that each record ends its connection, with one line that says why. */

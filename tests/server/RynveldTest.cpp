@@ -127,7 +127,7 @@ TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
 TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
     const Listener listener;
     const std::string address = "127.0.0.1:" + listener.portText();
-    expectEnding({"--listen", address}, 1, "", "rynveld: cannot listen on " + address + ": Address already in use\n");
+    expectEnding({"--listen", address}, 1, "", "rynveld: " + address + ": cannot listen: Address already in use\n");
 }
 
 TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {

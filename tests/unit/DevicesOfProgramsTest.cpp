@@ -198,7 +198,7 @@ TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
 }
 
 /** What a thread asks for while files are handed over. */
-class HandOverTest : public testing::Test {
+class PreopenedFilesTest : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
     static void* mapAgain(int descriptor, std::size_t size) {
@@ -209,7 +209,7 @@ protected:
     const MemoryFile m_file{pageSize};
 };
 
-TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
+TEST_F(PreopenedFilesTest, GivesAFileAsOftenAsItIsHandedOver) {
     Common::PreopenedFiles preopened;
     const MemoryFile other(pageSize);
     const int first = preopened.open(m_file.path(), O_RDWR);
@@ -227,13 +227,13 @@ TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
     }
 }
 
-TEST_F(HandOverTest, SaysWhyAFileCannotBeOpened) {
+TEST_F(PreopenedFilesTest, SaysWhyAFileCannotBeOpened) {
     Common::PreopenedFiles preopened;
     EXPECT_EQ(preopened.open("/nowhere/registers", O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
+TEST_F(PreopenedFilesTest, GivesTheMappingToTheFirstThatMapsTheFile) {
     Common::PreopenedFiles preopened;
     const int descriptor = preopened.open(m_file.path(), O_RDWR);
     ASSERT_TRUE(preopened.map(descriptor, pageSize, 0));
@@ -251,7 +251,7 @@ TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
     munmap(second, pageSize);
 }
 
-TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
+TEST_F(PreopenedFilesTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     int descriptor = -1;
     {
         Common::PreopenedFiles preopened;
@@ -265,7 +265,7 @@ TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     EXPECT_FALSE(isOpen(descriptor));
 }
 
-TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
+TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
     int descriptor = -1;
     {
         Common::PreopenedFiles preopened;
@@ -283,7 +283,7 @@ bool isFree(void* page) {
     return given == page;
 }
 
-TEST_F(HandOverTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
+TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
     for (const std::size_t offset : {std::size_t{0x800}, std::size_t{pageSize}}) {
         Common::PreopenedFiles preopened;
         const int descriptor = preopened.open(m_file.path(), O_RDWR);
@@ -307,7 +307,7 @@ std::size_t numberOfMappings() {
         std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n'));
 }
 
-TEST_F(HandOverTest, LeavesNothingOfAMappingThatNobodyTakes) {
+TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatNobodyTakes) {
     numberOfMappings();
     const std::size_t before = numberOfMappings();
     for (unsigned int i = 0; i < 10; ++i) {
