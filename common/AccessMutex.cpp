@@ -6,28 +6,28 @@ namespace Common {
 
 namespace {
 
-/** What this thread's guarded access has locked. */
-thread_local const AccessMutex* locked = nullptr;
+/** The mutex that the guarded access of this thread has locked; null if none. */
+thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// An access may lock and unlock more than once, as the masked write of an FPGA register does.
+// An access may lock and unlock more than once: the masked write of an FPGA register does.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();
     }
-    if (locked == this) {
+    if (lockedByThisThread == this) {
         return true;
     }
-    locked = this;
+    lockedByThisThread = this;
     return m_mutex->lock();
 }
 
 bool AccessMutex::unlock() { return FaultGuard::isRunning() || m_mutex->unlock(); }
 
 void AccessMutex::endAccess() {
-    if (locked == this) {
-        locked = nullptr;
+    if (lockedByThisThread == this) {
+        lockedByThisThread = nullptr;
         m_mutex->unlock();
     }
 }

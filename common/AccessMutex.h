@@ -1,6 +1,6 @@
 /**
  * @file
- * The mutex of a device whose registers may answer with a bus error.
+ * The mutex of a device whose registers may cause a bus error.
  */
 #ifndef RYNVEL_COMMON_ACCESSMUTEX_H
 #define RYNVEL_COMMON_ACCESSMUTEX_H
@@ -13,10 +13,11 @@
 namespace Common {
 
 /**
- * Passes the library's calls on to another mutex, but for unlock() in a guarded access: that is left to whoever runs
- * the access, in a frame that a fault does not jump over. Until then the mutex stays locked, and is not locked again.
+ * Passes the library's calls on to another mutex. Exception: within a guarded access, unlock() does nothing, and
+ * further calls of lock() do nothing either. The mutex stays locked until the caller of the guarded access calls
+ * endAccess(), in a stack frame that a fault does not skip.
  *
- * Threads: as the other mutex. A thread has one guarded access at a time.
+ * Threads: same rules as the other mutex. A thread runs one guarded access at a time.
  */
 class AccessMutex final : public Rynvel::IMutex {
 public:
@@ -25,7 +26,7 @@ public:
     bool lock() override;
     bool unlock() override;
 
-    /** Unlocks the mutex when the guarded access of this thread has locked it. To be called after every one. */
+    /** Unlocks the mutex if the guarded access of this thread has locked it. Call it after every guarded access. */
     void endAccess();
 
 private:

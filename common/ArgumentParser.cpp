@@ -59,8 +59,8 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** How many letters must change, come, go or swap with their neighbour to turn one word into the other. */
-std::size_t distance(const std::string& one, const std::string& other) {
+/** How many letters you must replace, insert, delete or swap with their neighbour to turn one word into the other. */
+std::size_t editDistance(const std::string& one, const std::string& other) {
     std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
     std::iota(table[0].begin(), table[0].end(), 0U);
     for (std::size_t i = 1; i <= one.size(); ++i) {
@@ -76,79 +76,81 @@ std::size_t distance(const std::string& one, const std::string& other) {
     return table[one.size()][other.size()];
 }
 
-/** The name of the command that a word is meant to be; empty when it is like none. */
-std::string likeliestCommand(const CLI::App& app, const std::string& word) {
-    constexpr std::size_t mostMistakes = 2;
-    std::string likeliest;
-    std::size_t least = std::min(mostMistakes, word.size() - 1) + 1;
+/** The name of the command that resembles the word most; empty if none resembles it. */
+std::string closestCommand(const CLI::App& app, const std::string& word) {
+    constexpr std::size_t maxDistance = 2;
+    std::string closest;
+    std::size_t best = std::min(maxDistance, word.size() - 1) + 1;
     for (const CLI::App* const command : app.get_subcommands({})) {
-        const std::size_t mistakes = distance(word, command->get_name());
-        if (mistakes < least) {
-            likeliest = command->get_name();
-            least = mistakes;
+        const std::size_t mistakes = editDistance(word, command->get_name());
+        if (mistakes < best) {
+            closest = command->get_name();
+            best = mistakes;
         }
     }
-    return likeliest;
+    return closest;
 }
 
 /**
- * Says what is wrong with words that nothing takes; a program with commands wants the first of them to be one. What
- * follows an unknown option may be its value.
+ * The error message for words that no option or argument takes. Only the first word is reported: the words after an
+ * unknown option may be its values.
  */
-std::string problemWith(const CLI::App& app, const CLI::ExtrasError& error) {
+std::string describeUnexpectedWord(const CLI::App& app) {
     const std::string word = app.remaining().front();
     if (word[0] == '-') {
         return "unknown option '" + word + "'";
     }
     if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
-        return error.what();
+        return "unexpected argument '" + word + "'";
     }
-    const std::string meant = likeliestCommand(app, word);
-    return "unknown command '" + word + "'" + (meant.empty() ? "" : " (did you mean '" + meant + "'?)");
+    const std::string suggestion = closestCommand(app, word);
+    return "unknown command '" + word + "'" + (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
 }
 
 } // namespace
 
-AddedOption AddedOption::showDefault() const {
+OptionReference OptionReference::showDefault() const {
     m_option->capture_default_str();
     return *this;
 }
 
-AddedOption AddedOption::takeOneValue() const {
+OptionReference OptionReference::takeOneValue() const {
     m_option->allow_extra_args(false);
     return *this;
 }
 
-AddedOption AddedOption::needs(AddedOption other) const {
+OptionReference OptionReference::needs(OptionReference other) const {
     m_option->needs(other.m_option);
     return *this;
 }
 
-AddedOption AddedOption::excludes(AddedOption other) const {
+OptionReference OptionReference::excludes(OptionReference other) const {
     m_option->excludes(other.m_option);
     return *this;
 }
 
-AddedOption Command::addFlag(const std::string& names, bool& isGiven, const std::string& summary) const {
-    return AddedOption(*m_app->add_flag(names, isGiven, summary));
+OptionReference Command::addFlag(const std::string& names, bool& isGiven, const std::string& summary) const {
+    return OptionReference(*m_app->add_flag(names, isGiven, summary));
 }
 
-AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
-                               const std::string& summary) const {
-    return AddedOption(addValue(*m_app, names, valueName, value, summary));
+OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
+                                   const std::string& summary) const {
+    return OptionReference(addValue(*m_app, names, valueName, value, summary));
 }
 
-AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
-                               const std::string& summary) const {
-    return AddedOption(addValue(*m_app, names, valueName, values, summary));
+OptionReference Command::addOption(const std::string& names, const std::string& valueName,
+                                   std::vector<std::string>& values, const std::string& summary) const {
+    return OptionReference(addValue(*m_app, names, valueName, values, summary));
 }
 
-AddedOption Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
-                               std::size_t lowest, std::size_t highest, const std::string& summary) const {
+OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
+                                   std::size_t lowest, std::size_t highest, const std::string& summary) const {
     CLI::Option& option = addValue(*m_app, names, valueName, value, summary);
-    // Without a description of its own the range would be part of the value's name.
-    option.check(CLI::Range(lowest, highest).description(""));
-    return AddedOption(option);
+    const CLI::Range range(lowest, highest);
+    const std::string problem =
+        "' is not a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+    option.check([=](const std::string& text) { return range(text).empty() ? "" : '\'' + text + problem; });
+    return OptionReference(option);
 }
 
 void Command::addArgument(const std::string& name, std::string& value, const std::string& summary) const {
@@ -163,15 +165,16 @@ void Command::addOptionalArgument(const std::string& name, std::string& value, c
     addPositional(*m_app, name, value, summary);
 }
 
-Command Command::addCommand(const std::string& name, const std::string& summary, std::function<void()> chosen) const {
-    return Command(*m_app->add_subcommand(name, summary)->callback(std::move(chosen)));
+Command Command::addCommand(const std::string& name, const std::string& summary,
+                            std::function<void()> onSelected) const {
+    return Command(*m_app->add_subcommand(name, summary)->callback(std::move(onSelected)));
 }
 
 ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, const std::string& footer)
     : m_app(std::make_unique<CLI::App>(summary, name)) {
     m_app->set_help_flag();
     m_app->footer(footer);
-    // With no more than one, an argument that is called like a command is an argument.
+    // With a limit of one command, an argument that has the name of a command remains an argument.
     m_app->require_subcommand(0, 1);
     m_app->fallthrough();
 }
@@ -193,13 +196,13 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         m_app->parse(argc, argv);
         return {ParseResult::Kind::Parsed, ""};
     } catch (const CLI::CallForHelp&) {
-        return {ParseResult::Kind::Answered, m_app->help()};
+        return {ParseResult::Kind::InfoRequested, m_app->help()};
     } catch (const CLI::CallForVersion& version) {
-        return {ParseResult::Kind::Answered, version.what() + std::string("\n")};
-    } catch (const CLI::ExtrasError& error) {
-        return {ParseResult::Kind::Wrong, problemWith(*m_app, error)};
+        return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};
+    } catch (const CLI::ExtrasError&) {
+        return {ParseResult::Kind::Invalid, describeUnexpectedWord(*m_app)};
     } catch (const CLI::ParseError& error) {
-        return {ParseResult::Kind::Wrong, error.what()};
+        return {ParseResult::Kind::Invalid, error.what()};
     }
 }
 

@@ -1,6 +1,6 @@
 /**
  * @file
- * The command line of a program: options, positional arguments and commands, their help, and the parsing.
+ * Parses the command line of a program: its options, positional arguments and commands. Generates the help.
  */
 #ifndef RYNVEL_COMMON_ARGUMENTPARSER_H
 #define RYNVEL_COMMON_ARGUMENTPARSER_H
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-// The library that parses takes longer to compile than all else in a program: one source alone includes it.
+// The parsing library takes longer to compile than the rest of a program, so only one source file includes it.
 namespace CLI {
 class App;
 class Option;
@@ -19,24 +19,24 @@ class Option;
 
 namespace Common {
 
-/** What a program tells of an option or of a positional argument. */
+/** Describes an option or a positional argument. */
 struct OptionDescription {
-    /** The names of an option with their dashes, short ones first; the one name of a positional argument. */
+    /** Option: its names with dashes, short names first. Positional argument: its only name. */
     std::vector<std::string> names;
-    /** What stands for the value; empty for a flag and for a positional argument. */
+    /** The placeholder of the value in the help; empty for a flag or a positional argument. */
     std::string valueName;
     std::string summary;
     bool isPositional;
     bool isRequired;
-    /** Whether the help shows several values in a row. */
-    bool takesSeveral;
+    /** Whether it takes more than one value. */
+    bool takesMultipleValues;
 };
 
-/** What a program tells of a command, or of itself. */
+/** Describes a command, or the program itself. */
 struct CommandDescription {
     std::string name;
     std::string summary;
-    /** In the order in which they were added. A command does not list the help flag that it has from its program. */
+    /** In the order in which they were added. Commands do not list the help flag that they inherit. */
     std::vector<OptionDescription> options;
     /** In the order in which they were added. */
     std::vector<CommandDescription> commands;
@@ -44,36 +44,36 @@ struct CommandDescription {
 
 struct ParseResult {
     enum class Kind {
-        /** The variables hold what was given. */
+        /** The variables hold the values that were given. */
         Parsed,
-        /** The user asks for help or version: the text is the answer, line end included. */
-        Answered,
-        /** The command line is wrong: the text says why. For an unknown command it names the one that is meant. */
-        Wrong
+        /** The user asks for help or the version: `text` is what to print, with a line end. */
+        InfoRequested,
+        /** The command line is wrong: `text` says why. For a misspelt command it suggests the right one. */
+        Invalid
     };
 
     Kind kind;
     std::string text;
 };
 
-/** An option that a command has, to say more of it. It must not outlive its ArgumentParser. */
-class AddedOption {
+/** Changes the properties of an option that was added. It must not outlive its ArgumentParser. */
+class OptionReference {
 public:
-    /** Shows in the help the value that the variable has now. */
-    AddedOption showDefault() const;
+    /** Shows the current value of the variable in the help. */
+    OptionReference showDefault() const;
 
-    /** For a list: takes one value each time that the option is given, not all words up to the next option. */
-    AddedOption takeOneValue() const;
+    /** For a list: takes only one value each time the option is given, not all words up to the next option. */
+    OptionReference takeOneValue() const;
 
-    /** Makes this option wrong without the other one. */
-    AddedOption needs(AddedOption other) const;
+    /** Makes it an error to give this option without the other one. */
+    OptionReference needs(OptionReference other) const;
 
-    /** Makes the two options wrong together. */
-    AddedOption excludes(AddedOption other) const;
+    /** Makes it an error to give both options. */
+    OptionReference excludes(OptionReference other) const;
 
 private:
     friend class Command;
-    explicit AddedOption(CLI::Option& option) : m_option(&option) {}
+    explicit OptionReference(CLI::Option& option) : m_option(&option) {}
 
     CLI::Option* m_option;
 };
@@ -81,31 +81,31 @@ private:
 /**
  * A command of a program, or the program itself. It must not outlive its ArgumentParser.
  *
- * Parsing stores the values in the variables, which must live until then. A variable keeps its value when its option is
- * not given. The names of an option are those that the user writes, separated by commas, as in "-h,--help". To add a
- * name that is taken, or that is none, throws a std::runtime_error.
+ * Parsing stores the values in the variables, which must live until then. A variable keeps its value if its option is
+ * not given. `names` lists the names of an option as the user types them, separated by commas, as in "-h,--help".
+ * Adding an invalid name, or a name that exists already, throws a std::runtime_error.
  */
 class Command {
 public:
-    AddedOption addFlag(const std::string& names, bool& isGiven, const std::string& summary) const;
-    AddedOption addOption(const std::string& names, const std::string& valueName, std::string& value,
-                          const std::string& summary) const;
-    /** Adds an option that may be given several times, with any number of values each time. */
-    AddedOption addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
-                          const std::string& summary) const;
+    OptionReference addFlag(const std::string& names, bool& isGiven, const std::string& summary) const;
+    OptionReference addOption(const std::string& names, const std::string& valueName, std::string& value,
+                              const std::string& summary) const;
+    /** Adds an option that the user may repeat, with any number of values each time. */
+    OptionReference addOption(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
+                              const std::string& summary) const;
     /** Adds an option whose value is a number from `lowest` to `highest`. */
-    AddedOption addOption(const std::string& names, const std::string& valueName, std::size_t& value,
-                          std::size_t lowest, std::size_t highest, const std::string& summary) const;
+    OptionReference addOption(const std::string& names, const std::string& valueName, std::size_t& value,
+                              std::size_t lowest, std::size_t highest, const std::string& summary) const;
 
-    /** Adds a positional argument that must be given. */
+    /** Adds a required positional argument. */
     void addArgument(const std::string& name, std::string& value, const std::string& summary) const;
-    /** Adds a positional argument that must be given once at least. */
+    /** Adds a positional argument that requires at least one value. */
     void addArgument(const std::string& name, std::vector<std::string>& values, const std::string& summary) const;
-    /** Adds a positional argument that may be left out. */
+    /** Adds an optional positional argument. */
     void addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const;
 
-    /** Adds a command. @param chosen is called when a command line that is not wrong names the command. */
-    Command addCommand(const std::string& name, const std::string& summary, std::function<void()> chosen) const;
+    /** Adds a command. @param onSelected is called if a valid command line contains the command. */
+    Command addCommand(const std::string& name, const std::string& summary, std::function<void()> onSelected) const;
 
 private:
     friend class ArgumentParser;
@@ -115,12 +115,11 @@ private:
 };
 
 /**
- * Parses the command line of a program that has one command at most. Options of the program may stand behind the
- * command as well.
+ * Parses a command line that has at most one command. Options of the program may precede or follow the command.
  */
 class ArgumentParser {
 public:
-    /** @param footer ends the help of the program and of its commands. */
+    /** @param footer the last lines of the help of the program and of its commands. */
     ArgumentParser(const std::string& name, const std::string& summary, const std::string& footer);
     ArgumentParser(const ArgumentParser&) = delete;
     ArgumentParser& operator=(const ArgumentParser&) = delete;
@@ -129,19 +128,19 @@ public:
     /** Adds -h and --help to the program and to every command that is added later. */
     void addHelpFlag(const std::string& summary);
 
-    /** Adds --version. @param version is the answer, without a line end. */
+    /** Adds --version. @param version the text to print, without a line end. */
     void addVersionFlag(const std::string& version, const std::string& summary);
 
-    /** The program itself, to add its options and commands to. */
+    /** The program itself, to which you add options and commands. */
     Command program();
 
     CommandDescription describe() const;
 
     /**
-     * Stores what is given, and calls what the named command wants to be called. A wrong command line, or one that is
-     * answered, may have stored some of the values.
+     * Stores the given values in their variables, and calls `onSelected` of the given command. If the result is not
+     * `Parsed`, some of the variables may have changed.
      *
-     * @param argv the program's name and its arguments, as main() has them.
+     * @param argv the program's name and its arguments, as main() receives them.
      */
     ParseResult parse(int argc, const char* const* argv);
 

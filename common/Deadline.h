@@ -1,6 +1,6 @@
 /**
  * @file
- * Moments by which something must have happened.
+ * Points in time by which an operation must end.
  */
 #ifndef RYNVEL_COMMON_DEADLINE_H
 #define RYNVEL_COMMON_DEADLINE_H
@@ -11,34 +11,34 @@
 
 namespace Common {
 
-/** A moment of the steady clock, or one that never comes. */
+/** A point in time of the steady clock, or no limit. */
 class Deadline {
 public:
-    using Moment = std::chrono::steady_clock::time_point;
+    using TimePoint = std::chrono::steady_clock::time_point;
 
-    /** One that never comes. */
+    /** No limit. */
     Deadline() = default;
 
-    /** @param time from now on. */
-    explicit Deadline(std::chrono::milliseconds time) : m_moment(std::chrono::steady_clock::now() + time) {}
+    /** @param time the time that is left from now on. */
+    explicit Deadline(std::chrono::milliseconds time) : m_timePoint(std::chrono::steady_clock::now() + time) {}
 
-    /** None for one that never comes. */
-    const std::optional<Moment>& moment() const { return m_moment; }
+    /** Empty if there is no limit. */
+    const std::optional<TimePoint>& timePoint() const { return m_timePoint; }
 
-    bool isOver() const { return pollTime() == 0; }
+    bool hasPassed() const { return pollTimeout() == 0; }
 
-    /** The milliseconds that are left, as poll() takes them: rounded up, 0 when it is over, -1 when it never comes. */
-    int pollTime() const;
+    /** The time left in milliseconds, for poll(): rounded up, 0 if the deadline has passed, -1 if there is no limit. */
+    int pollTimeout() const;
 
-    /** The one of two that comes first. */
+    /** The earlier of two deadlines. */
     static Deadline earlier(const Deadline& one, const Deadline& other);
 
 private:
-    std::optional<Moment> m_moment;
+    std::optional<TimePoint> m_timePoint;
 };
 
-/** Gives the deadline of what begins now. */
-using Deadlines = std::function<Deadline()>;
+/** Returns the deadline of an operation that begins now. */
+using DeadlineFactory = std::function<Deadline()>;
 
 } // namespace Common
 

@@ -11,18 +11,18 @@
 
 namespace Common {
 
-/** Owns a file descriptor, or none. What it owns is closed at its end, and when another takes its place. */
+/** Owns a file descriptor, or none. Destruction and assignment close the descriptor that it owns. */
 class Descriptor {
 public:
-    /** None. */
+    /** Owns none. */
     Descriptor() = default;
 
-    /** @param number as a system call returns it: of an open file, owned from now on, or -1. */
+    /** @param number the return value of a system call: a descriptor, which the object then owns, or -1. */
     explicit Descriptor(int number) : m_number(number) {}
 
     Descriptor(Descriptor&& other) noexcept : m_number(other.release()) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
-        Descriptor former(std::exchange(m_number, other.release()));
+        Descriptor previous(std::exchange(m_number, other.release()));
         return *this;
     }
     Descriptor(const Descriptor&) = delete;
@@ -36,10 +36,10 @@ public:
 
     bool isOpen() const { return m_number != none; }
 
-    /** -1 for none. */
+    /** The descriptor; -1 if the object owns none. */
     int number() const { return m_number; }
 
-    /** The number, which is the caller's from now on. */
+    /** Returns the descriptor and passes its ownership to the caller. */
     int release() { return std::exchange(m_number, none); }
 
 private:

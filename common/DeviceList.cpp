@@ -2,21 +2,21 @@
 
 #include <algorithm>
 
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 
 namespace Common {
 
 namespace {
 
 std::string nameOf(Rynvel::DeviceType type) {
-    const DeviceKind* const kind = findKind(type);
-    return kind == nullptr ? std::to_string(static_cast<std::uint32_t>(type)) : kind->name;
+    const DeviceTypeInfo* const info = findDeviceTypeInfo(type);
+    return info == nullptr ? std::to_string(static_cast<std::uint32_t>(type)) : info->name;
 }
 
-/** What the parameter of a row is. */
-const char* parameterOf(Rynvel::DeviceType type) {
-    const DeviceKind* const kind = findKind(type);
-    switch (kind == nullptr ? Access::Remote : kind->access) {
+/** The meaning of a row's parameter, in words. */
+const char* parameterName(Rynvel::DeviceType type) {
+    const DeviceTypeInfo* const info = findDeviceTypeInfo(type);
+    switch (info == nullptr ? Access::Remote : info->access) {
     case Access::Mapped:
         return "size";
     case Access::Spi:
@@ -28,12 +28,12 @@ const char* parameterOf(Rynvel::DeviceType type) {
 
 std::string quoted(const std::string& text) { return '\'' + text + '\''; }
 
-/** Collects what differs, in words. */
+/** Describes the differences, in words. */
 class Differences {
 public:
-    void compare(const std::string& what, const std::string& theirs, const std::string& ours) {
+    void compare(const std::string& field, const std::string& theirs, const std::string& ours) {
         if (theirs != ours) {
-            m_text += (m_text.empty() ? "its " : ", its ") + what + " is " + theirs + " and not " + ours;
+            m_text += (m_text.empty() ? "" : ", ") + field + " " + theirs + " instead of " + ours;
         }
     }
 
@@ -49,7 +49,7 @@ std::string differences(const Rynvel::MemoryDevice& theirs, const Rynvel::Memory
     found.compare("name", quoted(theirs.m_name), quoted(ours.m_name));
     found.compare("type", nameOf(theirs.m_type), nameOf(ours.m_type));
     found.compare("path", quoted(theirs.m_devicePath), quoted(ours.m_devicePath));
-    found.compare(parameterOf(ours.m_type), std::to_string(theirs.m_parameter), std::to_string(ours.m_parameter));
+    found.compare(parameterName(ours.m_type), std::to_string(theirs.m_parameter), std::to_string(ours.m_parameter));
     if (handle) {
         const int theirHandle = Rynvel::Factory::getInstance().findMemoryDeviceIndex(ours.m_name);
         found.compare("handle", std::to_string(theirHandle), std::to_string(*handle));
@@ -68,10 +68,10 @@ const std::vector<Rynvel::MemoryDevice>& devices() {
     return rows;
 }
 
-std::string disagreement(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
+std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
     const Rynvel::MemoryDevice* const theirs = Rynvel::Factory::getInstance().findMemoryDevice(row.m_name);
-    const std::string text = theirs == nullptr ? "it has no such device" : differences(*theirs, row, handle);
-    return text.empty() ? "" : row.m_name + ": librynvel disagrees with this program: " + text;
+    const std::string text = theirs == nullptr ? "the device is missing" : differences(*theirs, row, handle);
+    return text.empty() ? "" : row.m_name + ": librynvel has a different device table: " + text;
 }
 
 const Rynvel::MemoryDevice* findDevice(const std::string& name) {
@@ -80,8 +80,8 @@ const Rynvel::MemoryDevice* findDevice(const std::string& name) {
     if (row == rows.end()) {
         return nullptr;
     }
-    if (const std::string problem = disagreement(*row); !problem.empty()) {
-        throw DisagreementOnDevice(problem);
+    if (const std::string problem = describeMismatch(*row); !problem.empty()) {
+        throw DeviceTableMismatch(problem);
     }
     return &*row;
 }

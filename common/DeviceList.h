@@ -1,6 +1,6 @@
 /**
  * @file
- * The logical devices that the program knows, and whether the library knows the same.
+ * The device table of the program, and how it differs from the library's.
  */
 #ifndef RYNVEL_COMMON_DEVICELIST_H
 #define RYNVEL_COMMON_DEVICELIST_H
@@ -15,28 +15,28 @@
 
 namespace Common {
 
-/** The rows of the device table in the order of their handles: compiled from the same description as the library. */
+/** The rows of the device table, in the order of their handles. */
 const std::vector<Rynvel::MemoryDevice>& devices();
 
-/** Says in one line what the library knows otherwise. */
-class DisagreementOnDevice : public std::runtime_error {
+/** The library's row of a device differs. The text says how, in one line. */
+class DeviceTableMismatch : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
 /**
- * Compares a row of devices() with the library's row of that name, in every field: a library that has been replaced may
- * have another table.
+ * Compares all fields of a row of devices() with the library's row of the same name. They may differ if the library was
+ * replaced after the program was built.
  *
- * @param handle the place of the row, for a caller that shows it: it is compared, too.
- * @return what differs, in one line that begins with the name; empty when nothing does.
+ * @param handle the handle of the row, if the caller uses it; it is compared, too.
+ * @return the differences, in one line that begins with the device name; empty if there are none.
  */
-std::string disagreement(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);
+std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);
 
 /**
- * The row of that name; null when there is none.
+ * The row of a device name; null if there is none.
  *
- * @throws DisagreementOnDevice when the library's row is another one.
+ * @throws DeviceTableMismatch if the library's row of that name differs.
  */
 const Rynvel::MemoryDevice* findDevice(const std::string& name);
 

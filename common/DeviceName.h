@@ -1,14 +1,19 @@
 /**
  * @file
- * What the register protocol allows in the name of a device.
+ * The characters that the register protocol allows in a device name.
  */
 #ifndef RYNVEL_COMMON_DEVICENAME_H
 #define RYNVEL_COMMON_DEVICENAME_H
 
 namespace Common {
 
-/** Whether a server hangs up on a client that names a device with this character: 0 to 31, and 127. */
-inline bool isControl(char character) { return static_cast<unsigned char>(character) < ' ' || character == '\x7F'; }
+/**
+ * Whether the character is a control character: 0 to 31, or 127. A server disconnects a client that sends a device name
+ * with a control character.
+ */
+inline bool isControlCharacter(char character) {
+    return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
+}
 
 } // namespace Common
 

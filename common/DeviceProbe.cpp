@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "DeviceKind.h"
-#include "HandOver.h"
+#include "DeviceTypeInfo.h"
+#include "PreopenedFiles.h"
 
 namespace Common {
 
@@ -23,10 +23,10 @@ Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
     return {row.m_devicePath + ": " + reason, std::nullopt};
 }
 
-/** Opens the device and maps it where its backend does, and keeps what the backend will open and map. */
-class Opening {
+/** Opens the files of a device, maps a mapped device, and keeps files and map for the backend. */
+class DeviceOpener {
 public:
-    explicit Opening(const Rynvel::MemoryDevice& row) : m_row(row) {}
+    explicit DeviceOpener(const Rynvel::MemoryDevice& row) : m_row(row) {}
 
     Probe open() {
         const int descriptor = m_files.open(m_row.m_devicePath, O_RDWR);
@@ -39,37 +39,38 @@ public:
             return failed(std::strerror(errno));
         }
         if (!isUio(m_row.m_type)) {
-            return m_row.m_parameter == 0 ? failed("the mapping has no size") : map(descriptor, 0, m_row.m_parameter);
+            return m_row.m_parameter == 0 ? failed("the size of the map is 0") : map(descriptor, 0, m_row.m_parameter);
         }
         const auto offset = attribute("offset");
         const auto size = attribute("size");
         if (!offset || !size || *size == 0) {
-            return failed("no memory map is described in sysfs");
+            return failed("sysfs describes no memory map");
         }
         if (*offset >= *size || *size > UINT32_MAX) {
-            return failed("the memory map described in sysfs holds no registers");
+            return failed("the memory map in sysfs contains no registers");
         }
         return map(descriptor, *offset, *size);
     }
 
-    const HandOver& files() const { return m_files; }
+    const PreopenedFiles& files() const { return m_files; }
 
 private:
     Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
 
-    // The library reads each attribute again, and takes 0 for one that it cannot read.
+    // The library reads the attribute again and uses 0 if it cannot: a second open file is kept for it.
     std::optional<unsigned long> attribute(const std::string& name) {
-        const std::string path = "/sys/class/uio/" + linkText() + "/maps/map0/" + name;
-        const int now = m_files.open(path, O_RDONLY);
-        const int later = m_files.open(path, O_RDONLY);
+        const std::string path = "/sys/class/uio/" + linkTarget() + "/maps/map0/" + name;
+        const int forProbe = m_files.open(path, O_RDONLY);
+        const int forLibrary = m_files.open(path, O_RDONLY);
         char first = 0;
-        if (now == -1 || later == -1 || ::pread(now, &first, 1, 0) != 1 || ::pread(later, &first, 1, 0) != 1) {
+        if (forProbe == -1 || forLibrary == -1 || ::pread(forProbe, &first, 1, 0) != 1 ||
+            ::pread(forLibrary, &first, 1, 0) != 1) {
             return std::nullopt;
         }
         return Rynvel::Uio<std::uint32_t>::getMapData(m_row.m_devicePath, name);
     }
 
-    std::string linkText() const {
+    std::string linkTarget() const {
         std::array<char, PATH_MAX> text{};
         const ssize_t size = ::readlink(m_row.m_devicePath.c_str(), text.data(), text.size());
         return {text.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
@@ -83,41 +84,41 @@ private:
     }
 
     const Rynvel::MemoryDevice& m_row;
-    HandOver m_files;
+    PreopenedFiles m_files;
 };
 
-Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<Opening>& opening) {
-    const DeviceKind* const kind = findKind(row.m_type);
-    if (kind == nullptr) {
-        return failed(row, "no backend for its type");
+Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
+    const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
+    if (type == nullptr) {
+        return failed(row, "its device type has no backend");
     }
-    if (kind->access == Access::Remote) {
-        return failed(row, "a device of another server");
+    if (type->access == Access::Remote) {
+        return failed(row, "a remote device has no device file");
     }
-    opening.emplace(row);
+    opener.emplace(row);
     try {
-        return kind->access == Access::Mapped ? opening->openMapped() : opening->open();
+        return type->access == Access::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
-        return failed(row, "an attribute of its memory map in sysfs is no number");
+        return failed(row, "an attribute of its memory map in sysfs is not a number");
     }
 }
 
 } // namespace
 
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
-    std::optional<Opening> opening;
-    Probe probe = openFiles(row, opening);
-    if (!probe.obstacle.empty()) {
+    std::optional<DeviceOpener> opener;
+    Probe probe = openFiles(row, opener);
+    if (!probe.reason.empty()) {
         return {nullptr, std::move(probe)};
     }
     auto device = open(row, probe.mapSize);
-    if (opening->files().hasMapping()) {
-        return {nullptr, failed(row, "the memory map described in sysfs has changed")};
+    if (opener->files().hasMapping()) {
+        return {nullptr, failed(row, "the memory map in sysfs has changed")};
     }
-    device->keep(opening->files().takeLeftover());
+    device->keepAlive(opener->files().takeRemainder());
     return {std::move(device), std::move(probe)};
 }
 
-bool isPresent(const Rynvel::MemoryDevice& row) { return ::access(row.m_devicePath.c_str(), F_OK) == 0; }
+bool deviceFileExists(const Rynvel::MemoryDevice& row) { return ::access(row.m_devicePath.c_str(), F_OK) == 0; }
 
 } // namespace Common

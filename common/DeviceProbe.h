@@ -1,6 +1,6 @@
 /**
  * @file
- * Opens a device so that a program never meets the assertions of the library that end a process when a device file is
+ * Opens a device without the assertions by which the library ends the process, for instance if a device file is
  * missing.
  */
 #ifndef RYNVEL_COMMON_DEVICEPROBE_H
@@ -18,27 +18,27 @@
 namespace Common {
 
 struct Probe {
-    /** Why the device cannot be opened, for instance "/dev/idt: Permission denied"; empty when it can. */
-    std::string obstacle;
-    /** Mapped devices: the bytes of registers that the mapping holds. */
+    /** Why the device cannot be opened, for example "/dev/idt: Permission denied"; empty if it can. */
+    std::string reason;
+    /** The size of the registers in the map, in bytes; empty for devices that are not mapped. */
     std::optional<std::uint32_t> mapSize;
 };
 
 struct OpenedDevice {
-    /** Null when there is an obstacle. */
+    /** Null if the device cannot be opened. */
     std::unique_ptr<RegisterDevice> device;
     Probe probe;
 };
 
 /**
- * Opens the device of a row of this machine for the caller alone: opens its file as its backend does, maps it where the
- * backend does, and hands both over to the backend, which so has nothing left to do that could fail and end the
- * process. A remote device has no file: it is not opened.
+ * Opens a local device, for the caller alone. Opens the device file, maps it if the device is mapped, and passes both
+ * to the backend: no step is left that could fail in the backend and end the process. Does not open remote devices,
+ * which have no file.
  */
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 
-/** Whether the device file is there, with no attempt to open it. A remote device has none. */
-bool isPresent(const Rynvel::MemoryDevice& row);
+/** Whether the device file exists. Does not open it. A remote device has no file. */
+bool deviceFileExists(const Rynvel::MemoryDevice& row);
 
 } // namespace Common
 

@@ -15,16 +15,16 @@ struct Unit {
     std::chrono::milliseconds length;
 };
 
-// From the longest to the shortest.
+// Longest first: describe() takes the first unit that fits.
 constexpr std::array<Unit, 3> units{
     {{"m", std::chrono::minutes(1)}, {"s", std::chrono::seconds(1)}, {"ms", std::chrono::milliseconds(1)}}};
 
-constexpr Notation eightDigits{false, false, 8};
+constexpr NumberFormat eightDigits{false, false, 8};
 
 } // namespace
 
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) {
-    constexpr std::chrono::milliseconds longest = std::chrono::hours(24);
+    constexpr std::chrono::milliseconds maximum = std::chrono::hours(24);
     if (text == "0") {
         return std::chrono::milliseconds(0);
     }
@@ -33,7 +33,7 @@ std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) 
     for (const Unit& unit : units) {
         if (count && text.substr(end) == unit.name) {
             const auto duration = *count * std::chrono::duration<long long, std::milli>(unit.length);
-            return duration <= longest ? std::optional<std::chrono::milliseconds>(duration) : std::nullopt;
+            return duration <= maximum ? std::optional<std::chrono::milliseconds>(duration) : std::nullopt;
         }
     }
     return std::nullopt;

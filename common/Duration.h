@@ -1,6 +1,6 @@
 /**
  * @file
- * Times as users write and read them, and as the system takes them.
+ * Conversion of durations: from and to text, and for system calls.
  */
 #ifndef RYNVEL_COMMON_DURATION_H
 #define RYNVEL_COMMON_DURATION_H
@@ -14,16 +14,16 @@
 namespace Common {
 
 /**
- * A whole decimal number with the unit ms, s or m, as in "500ms"; "0" needs none. At most a day.
+ * Parses a whole decimal number with the unit ms, s or m, as in "500ms"; 0 needs no unit. The maximum is one day.
  *
- * @return none for any other text.
+ * @return empty for any other text.
  */
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text);
 
-/** In the largest unit that it is a whole number of, for instance "5 s". */
+/** The duration as text, in the largest unit that gives a whole number, for example "5 s". */
 std::string describe(std::chrono::milliseconds duration);
 
-/** As socket options take a time. */
+/** The duration as the options of sockets require it. */
 timeval toTimeval(std::chrono::milliseconds duration);
 
 } // namespace Common

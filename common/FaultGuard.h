@@ -1,6 +1,6 @@
 /**
  * @file
- * Survives the bus errors of memory-mapped registers.
+ * Recovers from bus errors of memory-mapped registers.
  */
 #ifndef RYNVEL_COMMON_FAULTGUARD_H
 #define RYNVEL_COMMON_FAULTGUARD_H
@@ -11,43 +11,43 @@
 namespace Common {
 
 /**
- * Runs accesses to mapped registers that the hardware may answer with a bus error.
+ * Runs accesses to mapped registers that may cause a bus error (SIGBUS).
  *
- * Any number of threads may run guarded accesses at once. Faults outside of run() end the process as before. A SIGBUS
- * that a process has sent is ignored.
+ * Any number of threads may run guarded accesses at once. A fault outside run() ends the process, as without this
+ * class. A SIGBUS that a process has sent is ignored.
  *
- * A fault leaves its access by siglongjmp(). What makes that sound:
+ * A fault leaves the access by siglongjmp(). This is sound for these reasons:
  *
- * - The signal comes from the load or store itself, or where a processor reports a store late, from what little the
- *   library does behind it: the jump interrupts no function of the C library.
- * - On Linux, siglongjmp() restores the registers that a call preserves, and jumps. It unwinds nothing: no destructor
- *   in between runs, which a test of this class holds on every processor.
- * - C++ leaves a jump past an object with a non-trivial destructor undefined, and the library holds the mutex of its
- *   device by one. That the destructor does not run is harmless, for it does nothing here: AccessMutex is unlocked by
- *   the frame that calls run().
- * - The frame to which it returns has no variable that changes after sigsetjmp(). It is not the frame of any caller,
- *   whatever the optimizer does with run().
+ * - The load or store itself raises the signal. A processor that reports stores late raises it in the few instructions
+ *   of the library that follow. The jump therefore never interrupts a function of the C library.
+ * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack: no destructor
+ *   runs. A test of this class verifies that on every processor.
+ * - In C++, a jump over an object with a non-trivial destructor is undefined behaviour, and the library holds the mutex
+ *   of its device by such an object. Skipping the destructor is harmless, because it would do nothing: the caller of
+ *   run() unlocks AccessMutex.
+ * - The frame that calls sigsetjmp() has no variable that changes afterwards. It is never merged with the frame of a
+ *   caller, because the function is not inlined.
  */
 class FaultGuard {
 public:
-    /** Handles SIGBUS for the whole process from now on. */
+    /** Installs the SIGBUS handler of the process. */
     static void install();
 
-    /** Runs `access`; false when it ended by a fault. What it still had to destroy then is not destroyed. */
+    /** Runs `access`. Returns false if a fault has ended it; then the destructors of its local objects did not run. */
     template <typename Function>
     static bool run(const Function& access) {
         return call([](const void* object) { (*static_cast<const Function*>(object))(); }, &access);
     }
 
-    /** Whether the calling thread is in a guarded access. */
-    static bool isRunning() { return s_place != nullptr; }
+    /** Whether the calling thread runs a guarded access. */
+    static bool isRunning() { return s_recoveryPoint != nullptr; }
 
 private:
     [[gnu::noinline]] static bool call(void (*access)(const void*), const void* object);
-    static void handle(int signal, siginfo_t* info, void* context);
+    static void handleSignal(int signal, siginfo_t* info, void* context);
 
-    /** Volatile, as the registers are: it is set before the first of them is accessed, and reset after the last. */
-    static thread_local sigjmp_buf* volatile s_place;
+    /** Volatile, so that the compiler does not move it across the accesses, which are volatile, too. */
+    static thread_local sigjmp_buf* volatile s_recoveryPoint;
 };
 
 } // namespace Common

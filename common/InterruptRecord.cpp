@@ -13,7 +13,7 @@ Rynvel::InterruptMessage interruptRecord(std::uint32_t word) {
     return record;
 }
 
-std::uint32_t wordOf(const Rynvel::InterruptMessage& record) {
+std::uint32_t interruptWord(const Rynvel::InterruptMessage& record) {
     std::uint32_t received = 0;
     std::memcpy(&received, record.toBuffer(), sizeof(received));
     return ntohl(received);

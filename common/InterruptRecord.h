@@ -1,6 +1,6 @@
 /**
  * @file
- * The record that reports an interrupt to a client, as it goes over the wire.
+ * The record that a server sends to a client for each interrupt.
  */
 #ifndef RYNVEL_COMMON_INTERRUPTRECORD_H
 #define RYNVEL_COMMON_INTERRUPTRECORD_H
@@ -13,7 +13,7 @@ namespace Common {
 
 Rynvel::InterruptMessage interruptRecord(std::uint32_t word);
 
-std::uint32_t wordOf(const Rynvel::InterruptMessage& record);
+std::uint32_t interruptWord(const Rynvel::InterruptMessage& record);
 
 } // namespace Common
 

@@ -16,34 +16,34 @@ bool hasPrefix(std::string_view text, char letter) {
     return text.size() > 1 && text[0] == '0' && (text[1] == letter || text[1] == letter - 'a' + 'A');
 }
 
-Digits digitsOf(std::string_view text, const Notation& notation) {
-    if (notation.hasHexadecimal && hasPrefix(text, 'x')) {
+Digits digitsOf(std::string_view text, const NumberFormat& format) {
+    if (format.allowsHexadecimal && hasPrefix(text, 'x')) {
         return {text.substr(2), 16};
     }
-    if (notation.hasBinary && hasPrefix(text, 'b')) {
+    if (format.allowsBinary && hasPrefix(text, 'b')) {
         return {text.substr(2), 2};
     }
     return {text, 10};
 }
 
-/** No error for a number, invalid_argument for another text, result_out_of_range for a number of more than 32 bits. */
-std::errc read(std::string_view text, const Notation& notation, std::uint32_t& number) {
-    const Digits digits = digitsOf(text, notation);
+/** Returns no error for a number, result_out_of_range for more than 32 bits, and invalid_argument for other texts. */
+std::errc read(std::string_view text, const NumberFormat& format, std::uint32_t& number) {
+    const Digits digits = digitsOf(text, format);
     const char* const end = digits.text.data() + digits.text.size();
     const auto result = std::from_chars(digits.text.data(), end, number, digits.base);
-    return result.ptr != end || digits.text.size() > notation.mostDigits ? std::errc::invalid_argument : result.ec;
+    return result.ptr != end || digits.text.size() > format.maxDigits ? std::errc::invalid_argument : result.ec;
 }
 
 } // namespace
 
-bool isNumber(std::string_view text, const Notation& notation) {
+bool isNumber(std::string_view text, const NumberFormat& format) {
     std::uint32_t number = 0;
-    return read(text, notation, number) != std::errc::invalid_argument;
+    return read(text, format, number) != std::errc::invalid_argument;
 }
 
-std::optional<std::uint32_t> parseNumber(std::string_view text, const Notation& notation, std::uint32_t highest) {
+std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& format, std::uint32_t highest) {
     std::uint32_t number = 0;
-    const bool isRead = read(text, notation, number) == std::errc{};
+    const bool isRead = read(text, format, number) == std::errc{};
     return isRead && number <= highest ? std::optional<std::uint32_t>(number) : std::nullopt;
 }
 

@@ -1,6 +1,6 @@
 /**
  * @file
- * Numbers in the texts that users and other programs write.
+ * Parses numbers.
  */
 #ifndef RYNVEL_COMMON_NUMBER_H
 #define RYNVEL_COMMON_NUMBER_H
@@ -12,21 +12,21 @@
 
 namespace Common {
 
-/** How a number may be written beside decimal. */
-struct Notation {
+/** The notations that are allowed besides decimal. */
+struct NumberFormat {
     /** After 0x or 0X. */
-    bool hasHexadecimal = false;
+    bool allowsHexadecimal = false;
     /** After 0b or 0B. */
-    bool hasBinary = false;
-    /** Leading zeros count, the prefix does not. */
-    std::size_t mostDigits = std::string_view::npos;
+    bool allowsBinary = false;
+    /** Includes leading zeros, but not the prefix. */
+    std::size_t maxDigits = std::string_view::npos;
 };
 
-/** Whether the text is a number, of any size: a prefix that the notation has, then digits and nothing else. */
-bool isNumber(std::string_view text, const Notation& notation);
+/** Whether the text is a number of any size: a prefix that `format` allows, then digits only. */
+bool isNumber(std::string_view text, const NumberFormat& format);
 
-/** @return none for a text that is no number in the notation, and for a number above `highest`. */
-std::optional<std::uint32_t> parseNumber(std::string_view text, const Notation& notation,
+/** @return empty if the text is not a number in the format, or if the number is greater than `highest`. */
+std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& format,
                                          std::uint32_t highest = UINT32_MAX);
 
 } // namespace Common

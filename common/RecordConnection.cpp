@@ -39,21 +39,21 @@ void traceRecord(const ZilTraceHeader& header, const Rynvel::IMessage& message) 
 
 ExchangeError unreachable(const std::string& reason) { return {Cause::Unreachable, reason}; }
 
-ExchangeError closed() { return unreachable("the connection was closed"); }
+ExchangeError connectionClosed() { return unreachable("the connection was closed"); }
 
 ExchangeError timedOut() { return {Cause::TimedOut, "no answer in time"}; }
 
-ExchangeError noRegisterServer(const std::string& reason) {
-    return {Cause::Malformed, reason + ": it is not a register server"};
+ExchangeError notRegisterServer(const std::string& reason) {
+    return {Cause::Malformed, "not a register server: " + reason};
 }
 
 void requireResponse(const Rynvel::Response& response) {
     using Result = Rynvel::ResponseData::Result;
     if (!response.isSuccessful() && response.getResult() != Result::Error) {
-        throw noRegisterServer("the peer answers with a result that is neither 0 nor -1");
+        throw notRegisterServer("the result is neither 0 nor -1");
     }
     if (response.getLength() > Rynvel::recordCapacity) {
-        throw noRegisterServer("the peer answers with more than 128 values");
+        throw notRegisterServer("the response has more than 128 values");
     }
 }
 
@@ -62,13 +62,13 @@ struct Lookup {
     in_addr address;
 };
 
-Lookup lookUpNow(const std::string& host, int flags) {
-    addrinfo wanted{};
-    wanted.ai_family = AF_INET;
-    wanted.ai_socktype = SOCK_STREAM;
-    wanted.ai_flags = flags;
+Lookup lookUpBlocking(const std::string& host, int flags) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = flags;
     addrinfo* found = nullptr;
-    Lookup lookup{getaddrinfo(host.c_str(), nullptr, &wanted, &found), {}};
+    Lookup lookup{getaddrinfo(host.c_str(), nullptr, &hints, &found), {}};
     if (lookup.error == 0) {
         sockaddr_in address{};
         std::memcpy(&address, found->ai_addr, sizeof(address));
@@ -78,21 +78,21 @@ Lookup lookUpNow(const std::string& host, int flags) {
     return lookup;
 }
 
-// The resolver has no deadline of its own: when it takes too long it is left to itself.
-Lookup lookUp(const std::string& host, const Deadline& deadline) {
-    std::packaged_task<Lookup()> task([host] { return lookUpNow(host, 0); });
+// The resolver has no time-out: if it takes too long, its thread continues alone.
+Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline) {
+    std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
     std::thread(std::move(task)).detach();
-    if (deadline.moment() && result.wait_until(*deadline.moment()) != std::future_status::ready) {
+    if (deadline.timePoint() && result.wait_until(*deadline.timePoint()) != std::future_status::ready) {
         throw timedOut();
     }
     return result.get();
 }
 
 sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
-    Lookup lookup = lookUpNow(server.host, AI_NUMERICHOST);
+    Lookup lookup = lookUpBlocking(server.host, AI_NUMERICHOST);
     if (lookup.error == EAI_NONAME) {
-        lookup = lookUp(server.host, deadline);
+        lookup = lookUpWithDeadline(server.host, deadline);
     }
     if (lookup.error != 0) {
         throw unreachable(gai_strerror(lookup.error));
@@ -104,15 +104,15 @@ sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
     return address;
 }
 
-/** The error that a connection has run into; 0 when it is made. */
+/** The error of a connection attempt; 0 if it has succeeded. */
 int connectionError(int socket) {
     int error = 0;
     socklen_t size = sizeof(error);
     return ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
-/** The bytes that a transfer has moved; 0 when it is to be tried again once the socket is ready. */
-std::size_t moved(ssize_t count) {
+/** The number of bytes that were transferred; 0 if the caller must wait for the socket and try again. */
+std::size_t transferred(ssize_t count) {
     if (count >= 0) {
         return static_cast<std::size_t>(count);
     }
@@ -120,7 +120,7 @@ std::size_t moved(ssize_t count) {
         return 0;
     }
     if (errno == EPIPE || errno == ECONNRESET) {
-        throw closed();
+        throw connectionClosed();
     }
     throw unreachable(std::strerror(errno));
 }
@@ -135,7 +135,7 @@ RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& 
     const sockaddr_in address = resolve(server, deadline);
     int error = ::connect(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
     if (error == EINPROGRESS || error == EINTR) {
-        await(POLLOUT, deadline);
+        waitFor(POLLOUT, deadline);
         error = connectionError(descriptor());
     }
     if (error != 0) {
@@ -144,68 +144,68 @@ RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& 
 }
 
 Rynvel::Response RecordConnection::exchange(const Rynvel::Request& request, const Deadline& deadline) {
-    requireInStep();
-    m_isInStep = false;
+    requireInSync();
+    m_isInSync = false;
     Rynvel::Response response;
-    requireNothingMore();
+    requireNoExtraBytes();
     send(request, deadline);
     receive(response, deadline);
     requireResponse(response);
-    // Only the answer to this request may have interrupts behind it.
+    // Interrupt records may follow only the response to WaitForInterrupt.
     if (request.getType() != Rynvel::RequestData::Type::WaitForInterrupt) {
-        requireNothingMore();
+        requireNoExtraBytes();
     }
-    m_isInStep = true;
+    m_isInSync = true;
     return response;
 }
 
-Rynvel::Response RecordConnection::demand(const Rynvel::Request& request, const Deadline& deadline) {
+Rynvel::Response RecordConnection::execute(const Rynvel::Request& request, const Deadline& deadline) {
     Rynvel::Response response = exchange(request, deadline);
     if (!response.isSuccessful()) {
-        throw ExchangeError(Cause::Refused, "the server refuses it");
+        throw ExchangeError(Cause::Refused, "the server refuses the request");
     }
     return response;
 }
 
 void RecordConnection::open(const std::string& deviceName, const Deadline& deadline) {
-    const Rynvel::Request announcement(Rynvel::RequestData::Type::Open, deviceName);
-    if (!exchange(announcement, deadline).isSuccessful()) {
-        throw ExchangeError(Cause::NotServed, "the server does not open '" + deviceName + "'");
+    const Rynvel::Request openRequest(Rynvel::RequestData::Type::Open, deviceName);
+    if (!exchange(openRequest, deadline).isSuccessful()) {
+        throw ExchangeError(Cause::NotServed, "the server refuses to open '" + deviceName + "'");
     }
 }
 
 std::uint32_t RecordConnection::receiveInterrupt(const Deadline& deadline) {
-    requireInStep();
-    await(POLLIN, deadline);
-    m_isInStep = false;
+    requireInSync();
+    waitFor(POLLIN, deadline);
+    m_isInSync = false;
     Rynvel::InterruptMessage interrupt;
     receive(interrupt, deadline);
-    m_isInStep = true;
-    return wordOf(interrupt);
+    m_isInSync = true;
+    return interruptWord(interrupt);
 }
 
-void RecordConnection::await(short events, const Deadline& deadline) const {
+void RecordConnection::waitFor(short events, const Deadline& deadline) const {
     pollfd ready{descriptor(), events, 0};
     int count = 0;
     do {
-        count = ::poll(&ready, 1, deadline.pollTime());
+        count = ::poll(&ready, 1, deadline.pollTimeout());
     } while (count == -1 && errno == EINTR);
     if (count == 0) {
         throw timedOut();
     }
 }
 
-void RecordConnection::requireInStep() const {
-    if (!m_isInStep) {
-        throw unreachable("an earlier exchange was given up");
+void RecordConnection::requireInSync() const {
+    if (!m_isInSync) {
+        throw unreachable("an earlier exchange was not completed");
     }
 }
 
-// Who echoes, or sends what it wants, answers every request.
-void RecordConnection::requireNothingMore() const {
+// A peer that echoes, or that sends data without a request, is not a register server.
+void RecordConnection::requireNoExtraBytes() const {
     char byte = 0;
     if (::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT) > 0) {
-        throw noRegisterServer("the peer sends more than it is asked for");
+        throw notRegisterServer("it sends more than one response");
     }
 }
 
@@ -215,8 +215,8 @@ void RecordConnection::send(const Rynvel::IMessage& message, const Deadline& dea
     const auto* const bytes = static_cast<const char*>(message.toBuffer());
     std::size_t count = 0;
     while (count < message.getSize()) {
-        await(POLLOUT, deadline);
-        count += moved(::send(descriptor(), bytes + count, message.getSize() - count, MSG_NOSIGNAL));
+        waitFor(POLLOUT, deadline);
+        count += transferred(::send(descriptor(), bytes + count, message.getSize() - count, MSG_NOSIGNAL));
     }
 }
 
@@ -225,12 +225,12 @@ void RecordConnection::receive(Rynvel::IMessage& message, const Deadline& deadli
     auto* const bytes = static_cast<char*>(message.toBuffer());
     std::size_t count = 0;
     while (count < message.getSize()) {
-        await(POLLIN, deadline);
+        waitFor(POLLIN, deadline);
         const ssize_t received = ::recv(descriptor(), bytes + count, message.getSize() - count, 0);
         if (received == 0) {
-            throw closed();
+            throw connectionClosed();
         }
-        count += moved(received);
+        count += transferred(received);
     }
     traceRecord(header, message);
 }

@@ -1,6 +1,6 @@
 /**
  * @file
- * A client's connection to a register server, which puts records together and knows when to give up.
+ * A client's connection to a register server, with deadlines.
  */
 #ifndef RYNVEL_COMMON_RECORDCONNECTION_H
 #define RYNVEL_COMMON_RECORDCONNECTION_H
@@ -18,19 +18,19 @@
 
 namespace Common {
 
-/** Ends an exchange with a server; the text says what went wrong. */
+/** An exchange with a server has failed; the text says why. */
 class ExchangeError : public std::runtime_error {
 public:
     enum class Cause {
-        /** There is no connection, or it has ended. */
+        /** The connection cannot be made, or has ended. */
         Unreachable,
-        /** The deadline is over. */
+        /** The deadline has passed. */
         TimedOut,
-        /** The server does not open the device. */
+        /** The server answers Open with an error. */
         NotServed,
-        /** The server answers the request with an error. It does not say why. */
+        /** The server answers the request with an error. The protocol has no field for the reason. */
         Refused,
-        /** The answer does not fit the request, or is none of the protocol. */
+        /** The response does not match the request, or violates the protocol. */
         Malformed
     };
 
@@ -43,10 +43,10 @@ private:
 };
 
 /**
- * One connection, which carries whole records whatever the pieces they come in. Everything that fails is thrown as
- * ExchangeError. After an exchange that was given up halfway, the connection carries no other one.
+ * A connection that sends and receives whole records; a record may arrive in pieces. Every failure is thrown as an
+ * ExchangeError. After an exchange that was not completed, all further exchanges fail.
  *
- * The records that go over it are traced at level 7 on the channel "Rynvel.Client".
+ * Traces the records at level 7 on the channel "Rynvel.Client".
  *
  * Threads: one at a time.
  */
@@ -54,33 +54,37 @@ class RecordConnection {
 public:
     RecordConnection(const ServerAddress& server, const Deadline& deadline);
 
-    /** For poll(): it is ready to be read when a record begins to come in, or the connection has ended. */
+    /** For poll(): readable when a record begins to arrive, or when the connection has ended. */
     int descriptor() const { return m_socket.number(); }
 
     /**
-     * Sends a request and receives its response. A refusal is a response like any other. Whatever cannot come from a
-     * register server is thrown: another result than Success and Error, a length above 128, bytes beyond the response.
+     * Sends a request and receives its response, which may report an error of the server. Throws if the peer cannot be
+     * a register server: if the result is neither Success nor Error, the length is above 128, or bytes follow the
+     * response.
      */
     Rynvel::Response exchange(const Rynvel::Request& request, const Deadline& deadline);
 
-    /** The response to a request that the server grants. @throws ExchangeError when it refuses it, too. */
-    Rynvel::Response demand(const Rynvel::Request& request, const Deadline& deadline);
+    /** Like exchange(), but also throws if the response reports an error. */
+    Rynvel::Response execute(const Rynvel::Request& request, const Deadline& deadline);
 
-    /** Announces the device of the connection. */
+    /** Makes the server open the device that this connection uses. */
     void open(const std::string& deviceName, const Deadline& deadline);
 
-    /** The word of the next interrupt. It may be waited for again when the deadline is over before one begins. */
+    /**
+     * Waits for the next interrupt and returns its word. If the deadline passes before a record begins to arrive, you
+     * may call it again.
+     */
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
 private:
-    void await(short events, const Deadline& deadline) const;
-    void requireInStep() const;
-    void requireNothingMore() const;
+    void waitFor(short events, const Deadline& deadline) const;
+    void requireInSync() const;
+    void requireNoExtraBytes() const;
     void send(const Rynvel::IMessage& message, const Deadline& deadline) const;
     void receive(Rynvel::IMessage& message, const Deadline& deadline) const;
 
     const Descriptor m_socket;
-    bool m_isInStep = true;
+    bool m_isInSync = true;
 };
 
 } // namespace Common

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 #include "FaultGuard.h"
 #include "RegisterWord.h"
 
@@ -21,73 +21,74 @@ public:
     unsigned int width() const override { return widthOf<T>; }
     Rynvel::IDevice& device() override { return *m_device; }
 
-    Outcome read(std::uint32_t address, std::uint32_t& value) override {
+    AccessResult read(std::uint32_t address, std::uint32_t& value) override {
         T data = 0;
-        const Outcome outcome = access(address, 1, [&] { return m_device->read(address, &data); });
-        if (outcome == Outcome::Done) {
+        const AccessResult result = access(address, 1, [&] { return m_device->read(address, &data); });
+        if (result == AccessResult::Success) {
             value = data;
         }
-        return outcome;
+        return result;
     }
 
-    Outcome write(std::uint32_t address, std::uint32_t value) override {
+    AccessResult write(std::uint32_t address, std::uint32_t value) override {
         if (!fits(value)) {
-            return Outcome::TooWide;
+            return AccessResult::TooWide;
         }
         return access(address, 1, [&] { return m_device->write(address, static_cast<T>(value)); });
     }
 
-    Outcome write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) override {
+    AccessResult write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) override {
         if (!fits(value) || !fits(bitmask)) {
-            return Outcome::TooWide;
+            return AccessResult::TooWide;
         }
         return access(address, 1,
                       [&] { return m_device->write(address, static_cast<T>(value), static_cast<T>(bitmask)); });
     }
 
-    Outcome read(std::uint32_t address, std::uint32_t* values, std::uint32_t items, Rynvel::ByteOrder order) override {
+    AccessResult read(std::uint32_t address, std::uint32_t* values, std::uint32_t items,
+                      Rynvel::ByteOrder order) override {
         if (!isInside(address, items)) {
-            return Outcome::OutOfRange;
+            return AccessResult::OutOfRange;
         }
         std::vector<T> data(items);
-        const Outcome outcome =
+        const AccessResult result =
             access(address, items, [&] { return m_device->read(address, data.data(), items, order); });
-        if (outcome == Outcome::Done) {
+        if (result == AccessResult::Success) {
             std::copy(data.begin(), data.end(), values);
         }
-        return outcome;
+        return result;
     }
 
-    Outcome write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
-                  Rynvel::ByteOrder order) override {
+    AccessResult write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
+                       Rynvel::ByteOrder order) override {
         if (!std::all_of(values, values + items, fits)) {
-            return Outcome::TooWide;
+            return AccessResult::TooWide;
         }
         const std::vector<T> data(values, values + items);
         return access(address, items, [&] { return m_device->write(address, data.data(), items, order); });
     }
 
 private:
-    static bool fits(std::uint32_t value) { return value <= largestValue(widthOf<T>); }
+    static bool fits(std::uint32_t value) { return value <= maxValue(widthOf<T>); }
 
     bool isInside(std::uint32_t address, std::uint32_t items) const {
         return !m_mapSize || std::uint64_t{address} + items <= *m_mapSize / sizeof(T);
     }
 
     template <typename Function>
-    Outcome access(std::uint32_t address, std::uint32_t items, const Function& operation) {
+    AccessResult access(std::uint32_t address, std::uint32_t items, const Function& operation) {
         if (!isInside(address, items)) {
-            return Outcome::OutOfRange;
+            return AccessResult::OutOfRange;
         }
         bool success = false;
-        const bool isWhole = FaultGuard::run([&] { success = operation(); });
+        const bool isComplete = FaultGuard::run([&] { success = operation(); });
         if (m_mutex != nullptr) {
             m_mutex->endAccess();
         }
-        if (!isWhole) {
-            return Outcome::Faulted;
+        if (!isComplete) {
+            return AccessResult::BusError;
         }
-        return success ? Outcome::Done : Outcome::Failed;
+        return success ? AccessResult::Success : AccessResult::Failed;
     }
 
     const std::unique_ptr<Rynvel::Device<T>> m_device;
@@ -120,11 +121,11 @@ template std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device32>,
                                               std::optional<std::uint32_t>);
 
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize) {
-    const DeviceKind* const kind = findKind(row.m_type);
-    if (kind == nullptr) {
+    const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
+    if (type == nullptr) {
         return nullptr;
     }
-    return withRegisterType(kind->width, [&](auto zero) { return openAs<decltype(zero)>(row, mapSize); });
+    return withRegisterType(type->width, [&](auto zero) { return openAs<decltype(zero)>(row, mapSize); });
 }
 
 } // namespace Common

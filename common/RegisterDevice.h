@@ -1,6 +1,6 @@
 /**
  * @file
- * A device of any width, as programs use it that learn the width at run time.
+ * A device whose register width is only known at run time.
  */
 #ifndef RYNVEL_COMMON_REGISTERDEVICE_H
 #define RYNVEL_COMMON_REGISTERDEVICE_H
@@ -16,65 +16,64 @@
 
 namespace Common {
 
-enum class Outcome {
-    Done,
-    /** The device reported failure. */
+enum class AccessResult {
+    Success,
+    /** The device has reported failure. */
     Failed,
-    /** The registers are not all inside the device's mapping: nothing was accessed. */
+    /** Some of the registers are outside the device's map. Nothing was accessed. */
     OutOfRange,
-    /** A value or a mask does not fit in a register: nothing was accessed. */
+    /** A value or a mask has more bits than a register. Nothing was accessed. */
     TooWide,
-    /** The hardware answered with a bus error. Part of a burst may have been done. */
-    Faulted
+    /** The hardware has reported a bus error. Part of a burst may have been transferred. */
+    BusError
 };
 
 /**
- * Checks every access against the device's mapping and width, and survives bus errors once FaultGuard::install() has
- * been called. Addresses are the device's: a byte offset or a register index, as its backend has it. Values are the
- * low `width()` bits of a word.
+ * Checks every access against the device's map and width, and recovers from bus errors after FaultGuard::install().
+ * Addresses are byte offsets or register indices, depending on the backend. Values are the low `width()` bits of a
+ * word.
  *
- * Threads: as the device itself.
+ * Threads: same rules as the device itself.
  */
 class RegisterDevice {
 public:
     virtual ~RegisterDevice() = default;
 
-    /** Bits of a register: 8, 16 or 32. */
+    /** The register width in bits: 8, 16 or 32. */
     virtual unsigned int width() const = 0;
-    /** The device itself, for its requests and interrupts. */
+    /** The device itself, for ioctl requests and interrupts. */
     virtual Rynvel::IDevice& device() = 0;
 
-    /** On any other outcome than Done, `value` is untouched. */
-    virtual Outcome read(std::uint32_t address, std::uint32_t& value) = 0;
-    virtual Outcome write(std::uint32_t address, std::uint32_t value) = 0;
-    virtual Outcome write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) = 0;
-    /** On any other outcome than Done, `values` are untouched. */
-    virtual Outcome read(std::uint32_t address, std::uint32_t* values, std::uint32_t items,
-                         Rynvel::ByteOrder order) = 0;
-    virtual Outcome write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
-                          Rynvel::ByteOrder order) = 0;
+    /** Changes `value` only if the result is Success. */
+    virtual AccessResult read(std::uint32_t address, std::uint32_t& value) = 0;
+    virtual AccessResult write(std::uint32_t address, std::uint32_t value) = 0;
+    virtual AccessResult write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) = 0;
+    /** Changes `values` only if the result is Success. */
+    virtual AccessResult read(std::uint32_t address, std::uint32_t* values, std::uint32_t items,
+                              Rynvel::ByteOrder order) = 0;
+    virtual AccessResult write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
+                               Rynvel::ByteOrder order) = 0;
 
-    /** Lets something live until the device itself has ended. */
-    void keep(std::shared_ptr<const void> thing) { m_kept = std::move(thing); }
+    /** Keeps the resource alive until the device itself has been destroyed. */
+    void keepAlive(std::shared_ptr<const void> resource) { m_keptAlive = std::move(resource); }
 
 private:
-    std::shared_ptr<const void> m_kept;
+    std::shared_ptr<const void> m_keptAlive;
 };
 
 /**
- * @param mutex the lock that `device` owns. Null when no access can fault.
- * @param mapSize bytes of registers that may be accessed, from register index 0 on; none where addresses are not
- *        checked.
+ * @param mutex the mutex that `device` owns; null if no access can cause a bus error.
+ * @param mapSize size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
  */
 template <typename T>
 std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex,
                                      std::optional<std::uint32_t> mapSize);
 
 /**
- * Opens the device of a row for the caller alone.
+ * Opens the device of a row, for the caller alone.
  *
- * @param mapSize bytes of registers that may be accessed; none where addresses are not checked.
- * @return null for a type without a backend.
+ * @param mapSize size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
+ * @return null if the device type has no backend.
  */
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize);
 

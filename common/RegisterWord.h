@@ -1,9 +1,9 @@
 /**
  * @file
- * Values of registers of 8, 16 or 32 bits, in words of 32 bits.
+ * Register values of 8, 16 or 32 bits, in words of 32 bits.
  */
-#ifndef RYNVEL_COMMON_REGISTERVALUE_H
-#define RYNVEL_COMMON_REGISTERVALUE_H
+#ifndef RYNVEL_COMMON_REGISTERWORD_H
+#define RYNVEL_COMMON_REGISTERWORD_H
 
 #include <cstdint>
 
@@ -11,21 +11,21 @@
 
 namespace Common {
 
-/** The bits of a register of type `T`. */
+/** The width of a register of type `T`, in bits. */
 template <typename T>
 constexpr unsigned int widthOf = 8 * sizeof(T);
 
 constexpr unsigned int bytesOf(unsigned int width) { return width / 8; }
 
 /** The largest value of a register of `width` bits. */
-constexpr std::uint32_t largestValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
+constexpr std::uint32_t maxValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
 
-/** The value that a burst in this byte order delivers, or stores, for one of the host's. */
-inline std::uint32_t inOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
+/** Converts a value between host order and `order`: reverses its bytes if the order is Network. */
+inline std::uint32_t inByteOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }
 
-/** Calls `function` with a 0 of the type of registers of `width` bits, and returns what it returns. */
+/** Calls `function` with a 0 of the type that has `width` bits, and returns its result. */
 template <typename Function>
 auto withRegisterType(unsigned int width, const Function& function) {
     switch (width) {

@@ -37,53 +37,53 @@ void requireValues(const Rynvel::Response& response, std::uint32_t count) {
 
 } // namespace
 
-RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, Deadlines deadlines)
+RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory)
     : m_server(std::move(server)),
       m_name(std::move(name)),
       m_width(width),
-      m_deadlines(std::move(deadlines)),
-      m_requests(m_server, m_deadlines()) {
-    m_requests.open(m_name, m_deadlines());
+      m_deadlineFactory(std::move(deadlineFactory)),
+      m_requests(m_server, m_deadlineFactory()) {
+    m_requests.open(m_name, m_deadlineFactory());
 }
 
 std::uint32_t RemoteDevice::read(std::uint32_t address) {
-    Rynvel::Request reading = request(typesOf(m_width).read);
-    return ask(reading, address, 1).front();
+    Rynvel::Request readRequest = request(typesOf(m_width).read);
+    return readValues(readRequest, address, 1).front();
 }
 
 std::vector<std::uint32_t> RemoteDevice::read(std::uint32_t address, std::uint32_t items, Rynvel::ByteOrder order) {
-    Rynvel::Request reading = request(typesOf(m_width).read);
-    reading.setByteOrder(order);
-    return ask(reading, address, items);
+    Rynvel::Request readRequest = request(typesOf(m_width).read);
+    readRequest.setByteOrder(order);
+    return readValues(readRequest, address, items);
 }
 
 void RemoteDevice::write(std::uint32_t address, std::uint32_t value) {
-    Rynvel::Request writing = request(typesOf(m_width).write);
-    writing.setAddress(address);
-    writing.addValue(value);
-    demand(writing);
+    Rynvel::Request writeRequest = request(typesOf(m_width).write);
+    writeRequest.setAddress(address);
+    writeRequest.addValue(value);
+    execute(writeRequest);
 }
 
 void RemoteDevice::write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) {
     if (bitmask == 0) {
         return;
     }
-    Rynvel::Request writing = request(typesOf(m_width).write);
-    writing.setAddress(address);
-    writing.addValue(value);
-    writing.setBitmask(bitmask);
-    demand(writing);
+    Rynvel::Request writeRequest = request(typesOf(m_width).write);
+    writeRequest.setAddress(address);
+    writeRequest.addValue(value);
+    writeRequest.setBitmask(bitmask);
+    execute(writeRequest);
 }
 
 int RemoteDevice::ioctl(std::uint32_t command, std::uint32_t argument) {
-    Rynvel::Request asking = request(Type::Ioctl);
-    asking.setCommand(command);
-    asking.addValue(argument);
-    return static_cast<int>(demand(asking).getValue());
+    Rynvel::Request ioctlRequest = request(Type::Ioctl);
+    ioctlRequest.setCommand(command);
+    ioctlRequest.addValue(argument);
+    return static_cast<int>(execute(ioctlRequest).getValue());
 }
 
 std::optional<std::uint32_t> RemoteDevice::interruptType() {
-    const Rynvel::Response response = m_requests.exchange(request(Type::GetInterruptType), m_deadlines());
+    const Rynvel::Response response = m_requests.exchange(request(Type::GetInterruptType), m_deadlineFactory());
     if (!response.isSuccessful()) {
         return std::nullopt;
     }
@@ -91,20 +91,20 @@ std::optional<std::uint32_t> RemoteDevice::interruptType() {
     return response.getValue();
 }
 
-void RemoteDevice::enableInterrupt() { demand(request(Type::EnableInterrupt)); }
+void RemoteDevice::enableInterrupt() { execute(request(Type::EnableInterrupt)); }
 
-void RemoteDevice::disableInterrupt() { demand(request(Type::DisableInterrupt)); }
+void RemoteDevice::disableInterrupt() { execute(request(Type::DisableInterrupt)); }
 
 void RemoteDevice::raiseInterrupt(std::uint32_t word) {
-    Rynvel::Request raising = request(Type::Debug);
-    raising.addValue(word);
-    demand(raising);
+    Rynvel::Request debugRequest = request(Type::Debug);
+    debugRequest.addValue(word);
+    execute(debugRequest);
 }
 
 int RemoteDevice::arm() {
-    m_interrupts.emplace(m_server, m_deadlines());
-    m_interrupts->open(m_name, m_deadlines());
-    m_interrupts->demand(request(Type::WaitForInterrupt), m_deadlines());
+    m_interrupts.emplace(m_server, m_deadlineFactory());
+    m_interrupts->open(m_name, m_deadlineFactory());
+    m_interrupts->execute(request(Type::WaitForInterrupt), m_deadlineFactory());
     return m_interrupts->descriptor();
 }
 
@@ -112,14 +112,15 @@ std::uint32_t RemoteDevice::receiveInterrupt(const Deadline& deadline) {
     return m_interrupts->receiveInterrupt(deadline);
 }
 
-Rynvel::Response RemoteDevice::demand(const Rynvel::Request& request) {
-    return m_requests.demand(request, m_deadlines());
+Rynvel::Response RemoteDevice::execute(const Rynvel::Request& request) {
+    return m_requests.execute(request, m_deadlineFactory());
 }
 
-std::vector<std::uint32_t> RemoteDevice::ask(Rynvel::Request& reading, std::uint32_t address, std::uint32_t items) {
-    reading.setAddress(address);
-    reading.setLength(items);
-    const Rynvel::Response response = demand(reading);
+std::vector<std::uint32_t> RemoteDevice::readValues(Rynvel::Request& readRequest, std::uint32_t address,
+                                                    std::uint32_t items) {
+    readRequest.setAddress(address);
+    readRequest.setLength(items);
+    const Rynvel::Response response = execute(readRequest);
     requireValues(response, items);
     std::vector<std::uint32_t> values;
     for (std::uint32_t i = 0; i < items; ++i) {
@@ -130,7 +131,7 @@ std::vector<std::uint32_t> RemoteDevice::ask(Rynvel::Request& reading, std::uint
 
 std::uint32_t RemoteDevice::valueIn(const Rynvel::Response& response, std::uint32_t index) const {
     const std::uint32_t value = response.getValue(index);
-    if (value > largestValue(m_width)) {
+    if (value > maxValue(m_width)) {
         throw malformed("the server answers with a value of more than " + std::to_string(m_width) + " bits");
     }
     return value;

@@ -1,6 +1,6 @@
 /**
  * @file
- * Where a register server is.
+ * The address of a register server.
  */
 #ifndef RYNVEL_COMMON_SERVERADDRESS_H
 #define RYNVEL_COMMON_SERVERADDRESS_H
@@ -10,11 +10,11 @@
 
 namespace Common {
 
-/** The port of a server that is named without one; that of the library's remote devices, too. */
+/** The port of an address that has none. The library's remote devices use the same default. */
 constexpr std::uint16_t defaultPort = 8888;
 
 struct ServerAddress {
-    /** A name, or an IPv4 address. */
+    /** A host name, or an IPv4 address. */
     std::string host;
     /** In host byte order. */
     std::uint16_t port;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int on = 1;
 
-/** The system doubles them. A client that reads nothing holds no more than both of the kernel's memory. */
+/** The kernel doubles these sizes. A client that reads nothing uses no more kernel memory than both buffers. */
 constexpr int receiveBuffer = 64 * 1024;
 constexpr int sendBuffer = 128 * 1024;
 
@@ -25,15 +25,15 @@ void setOption(int descriptor, int level, int option, int value) {
     ::setsockopt(descriptor, level, option, &value, sizeof(value));
 }
 
-/** A client whose machine or network has gone is found out within a minute. */
+/** A vanished machine or network is detected within a minute. */
 constexpr int secondsUntilProbe = 20;
 constexpr int secondsBetweenProbes = 10;
-constexpr int mostProbes = 3;
-constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + mostProbes * secondsBetweenProbes);
+constexpr int maxProbes = 3;
+constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * secondsBetweenProbes);
 
-/** The result of a transfer that no signal has interrupted. */
+/** Repeats a transfer until no signal interrupts it, and returns its result. */
 template <typename Transfer>
-ssize_t uninterrupted(const Transfer& transfer) {
+ssize_t retryInterrupted(const Transfer& transfer) {
     ssize_t result = transfer();
     while (result < 0 && errno == EINTR) {
         result = transfer();
@@ -43,12 +43,12 @@ ssize_t uninterrupted(const Transfer& transfer) {
 
 } // namespace
 
-// A dead client is found out by the system's probes, an answer is not held back for another.
+// Keep-alive probes detect a vanished client. TCP_NODELAY sends each response at once.
 ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
     setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, secondsBetweenProbes);
-    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, mostProbes);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, maxProbes);
     setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, millisecondsUntilGone);
     setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, on);
     setOption(descriptor, SOL_SOCKET, SO_RCVBUF, receiveBuffer);
@@ -58,17 +58,17 @@ ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
 bool ClientSocket::receive(Rynvel::IMessage& message) const {
     auto* const bytes = static_cast<char*>(message.toBuffer());
     const std::size_t size = message.getSize();
-    const ssize_t received = uninterrupted([&] { return ::recv(descriptor(), bytes, size, 0); });
+    const ssize_t received = retryInterrupted([&] { return ::recv(descriptor(), bytes, size, 0); });
     const auto count = static_cast<std::size_t>(received);
-    return received > 0 && (count == size || receiveRest(bytes + count, size - count));
+    return received > 0 && (count == size || receiveRemainder(bytes + count, size - count));
 }
 
-bool ClientSocket::receiveRest(char* bytes, std::size_t size) const {
+bool ClientSocket::receiveRemainder(char* bytes, std::size_t size) const {
     const Common::Deadline end(m_recordTime);
     std::size_t count = 0;
     while (count < size) {
         pollfd more{descriptor(), POLLIN, 0};
-        if (end.isOver() || uninterrupted([&] { return ::poll(&more, 1, end.pollTime()); }) <= 0) {
+        if (end.hasPassed() || retryInterrupted([&] { return ::poll(&more, 1, end.pollTimeout()); }) <= 0) {
             return false;
         }
         const ssize_t received = ::recv(descriptor(), bytes + count, size - count, MSG_DONTWAIT);
@@ -94,7 +94,7 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
     std::size_t count = 0;
     while (count < size) {
         const ssize_t sent =
-            uninterrupted([&] { return ::send(descriptor(), bytes + count, size - count, MSG_NOSIGNAL); });
+            retryInterrupted([&] { return ::send(descriptor(), bytes + count, size - count, MSG_NOSIGNAL); });
         if (sent <= 0) {
             return false;
         }
@@ -104,7 +104,7 @@ bool ClientSocket::send(const char* bytes, std::size_t size) const {
 }
 
 void ClientSocket::setIdleTimeout(std::chrono::milliseconds timeout) {
-    m_recordTime = timeout.count() == 0 ? longestRecordTime : std::min(timeout, longestRecordTime);
+    m_recordTime = timeout.count() == 0 ? maxRecordTime : std::min(timeout, maxRecordTime);
     const timeval value = Common::toTimeval(timeout);
     ::setsockopt(descriptor(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
     ::setsockopt(descriptor(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));

@@ -15,42 +15,44 @@
 namespace Rynveld {
 
 /**
- * Moves whole records. Threads: one at a time, but shutDown() may be called by any.
+ * Sends and receives whole records. Threads: one at a time; any thread may call shutDown().
  */
 class ClientSocket {
 public:
-    static constexpr std::chrono::milliseconds longestRecordTime{30000};
+    static constexpr std::chrono::milliseconds maxRecordTime{30000};
 
-    /** @param descriptor a connected, blocking socket, owned from now on. */
+    /** @param descriptor a connected, blocking socket. The object takes ownership. */
     explicit ClientSocket(int descriptor);
 
     int descriptor() const { return m_socket.number(); }
 
-    /** Blocks until the record is whole, however many pieces it comes in. False when the client is gone, or idle. */
+    /**
+     * Blocks until a whole record has arrived, in any number of pieces. False if the connection has ended or timed out.
+     */
     bool receive(Rynvel::IMessage& message) const;
-    /** Blocks until the record has been taken. It goes out in one piece as long as the client reads its answers. */
+    /** Blocks until the kernel has taken the record: in one piece, as long as the client reads its responses. */
     bool send(const Rynvel::IMessage& message) const;
 
-    /** The same with a pause in the middle of the record. */
+    /** Like send(), but pauses in the middle of the record. */
     bool sendInHalves(const Rynvel::IMessage& message, std::chrono::milliseconds pause) const;
-    /** Does nothing for so long. False when the connection has ended. */
+    /** Waits for this time. False if the connection has ended. */
     bool pause(std::chrono::milliseconds duration) const;
 
     /**
-     * How long a piece of a record may take to come or to be taken; 0 for as long as it takes. A record that has begun
-     * must be whole after the same time, or after half a minute when that is less.
+     * Sets the time-out of receiving and of sending a piece of a record; 0 for none. A record that has begun must be
+     * complete within the same time, or within 30 seconds if that is shorter.
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);
 
-    /** Ends the connection, and what blocks on it. */
+    /** Ends the connection, and every operation that blocks on it. */
     void shutDown() const;
 
 private:
-    bool receiveRest(char* bytes, std::size_t size) const;
+    bool receiveRemainder(char* bytes, std::size_t size) const;
     bool send(const char* bytes, std::size_t size) const;
 
     const Common::Descriptor m_socket;
-    std::chrono::milliseconds m_recordTime{longestRecordTime};
+    std::chrono::milliseconds m_recordTime{maxRecordTime};
 };
 
 } // namespace Rynveld

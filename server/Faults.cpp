@@ -7,9 +7,9 @@ namespace Rynveld {
 
 namespace {
 
-/** A count from 1 to 999999 in decimal. */
+/** A decimal count from 1 to 999999; empty for any other text. */
 std::optional<std::uint32_t> parseCount(const std::string& text) {
-    constexpr Common::Notation sixDigits{false, false, 6};
+    constexpr Common::NumberFormat sixDigits{false, false, 6};
     const auto count = Common::parseNumber(text, sixDigits);
     return count != 0U ? count : std::nullopt;
 }
@@ -20,13 +20,13 @@ std::optional<Fault> parseTimed(Fault::Kind kind, const std::string& text) {
 }
 
 std::optional<Fault> parseKind(const std::string& text) {
-    const auto sign = text.find('=') + 1;
-    const std::string name = text.substr(0, sign == 0 ? std::string::npos : sign);
+    const auto equals = text.find('=') + 1;
+    const std::string name = text.substr(0, equals == 0 ? std::string::npos : equals);
     if (name == "delay=") {
-        return parseTimed(Fault::Kind::Delay, text.substr(sign));
+        return parseTimed(Fault::Kind::Delay, text.substr(equals));
     }
     if (name == "split=") {
-        return parseTimed(Fault::Kind::Split, text.substr(sign));
+        return parseTimed(Fault::Kind::Split, text.substr(equals));
     }
     if (name == "error") {
         return Fault{Fault::Kind::Error, {}, 1};
@@ -37,19 +37,19 @@ std::optional<Fault> parseKind(const std::string& text) {
     return std::nullopt;
 }
 
-void add(Mishap& mishap, const Fault& fault) {
+void add(InjectedFaults& injected, const Fault& fault) {
     switch (fault.kind) {
     case Fault::Kind::Delay:
-        mishap.delay = fault.time;
+        injected.delay = fault.time;
         break;
     case Fault::Kind::Error:
-        mishap.fails = true;
+        injected.fails = true;
         break;
     case Fault::Kind::Split:
-        mishap.split = fault.time;
+        injected.split = fault.time;
         break;
     case Fault::Kind::Disconnect:
-        mishap.disconnects = true;
+        injected.disconnects = true;
         break;
     }
 }
@@ -70,15 +70,15 @@ std::optional<Fault> parseFault(const std::string& text) {
     return fault;
 }
 
-Mishap FaultPlan::next() {
+InjectedFaults FaultInjector::next() {
     ++m_requests;
-    Mishap mishap;
+    InjectedFaults injected;
     for (const auto& fault : m_faults) {
         if (m_requests % fault.every == 0) {
-            add(mishap, fault);
+            add(injected, fault);
         }
     }
-    return mishap;
+    return injected;
 }
 
 } // namespace Rynveld

@@ -1,6 +1,6 @@
 /**
  * @file
- * What the server does wrong on purpose, for the tests of clients.
+ * Fault injection, for the tests of clients.
  */
 #ifndef RYNVELD_FAULTS_H
 #define RYNVELD_FAULTS_H
@@ -17,37 +17,37 @@ struct Fault {
     enum class Kind { Delay, Error, Split, Disconnect };
 
     Kind kind;
-    /** Delay: how long the answer is held back. Split: how long its second half is. */
+    /** Delay: the time before the response. Split: the time between the halves of the response. */
     std::chrono::milliseconds time;
-    /** The fault is at each request of a connection whose number, from 1 on, is a multiple of this. */
+    /** The fault occurs at each request of a connection whose number, counted from 1, is a multiple of this. */
     std::uint32_t every;
 };
 
 /**
- * A fault as on the command line: "delay=TIME", "error", "split=TIME" or "disconnect", each with ":COUNT" behind it
- * when it is not at every request.
+ * Parses a fault of the command line: "delay=TIME", "error", "split=TIME" or "disconnect". An optional ":COUNT" follows
+ * for a fault that does not occur at every request.
  *
- * @return none for any other text.
+ * @return empty for any other text.
  */
 std::optional<Fault> parseFault(const std::string& text);
 
-/** What goes wrong with one request. */
-struct Mishap {
-    /** 0 for none. */
+/** The faults to inject at one request. */
+struct InjectedFaults {
+    /** The time before the response; 0 for none. */
     std::chrono::milliseconds delay{0};
-    /** The pause between the halves of the answer; 0 for none. */
+    /** The time between the halves of the response; 0 for none. */
     std::chrono::milliseconds split{0};
     bool fails = false;
     bool disconnects = false;
 };
 
-/** The faults of one connection. */
-class FaultPlan {
+/** Counts the requests of one connection, and says which faults to inject. */
+class FaultInjector {
 public:
-    explicit FaultPlan(const std::vector<Fault>& faults) : m_faults(faults) {}
+    explicit FaultInjector(const std::vector<Fault>& faults) : m_faults(faults) {}
 
-    /** What goes wrong with the next request. */
-    Mishap next();
+    /** Counts a request and returns its faults. */
+    InjectedFaults next();
 
 private:
     const std::vector<Fault>& m_faults;

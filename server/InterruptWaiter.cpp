@@ -21,21 +21,21 @@ namespace Rynveld {
 
 namespace {
 
-/** More are lost, as for a client that does not read them. */
-constexpr std::size_t mostWordsKept = 1000;
+/** Further words are lost, as for a client that does not read its words. */
+constexpr std::size_t maxQueuedWords = 1000;
 
 } // namespace
 
-InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff)
-    : m_device(device), m_waitingEnables(waitingEnables), m_holdOff(holdOff) {}
+InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt, std::chrono::milliseconds holdOff)
+    : m_device(device), m_waitEnablesInterrupt(waitEnablesInterrupt), m_holdOff(holdOff) {}
 
 InterruptWaiter::~InterruptWaiter() {
-    const std::lock_guard<std::mutex> control(m_control);
+    const std::lock_guard<std::mutex> control(m_controlMutex);
     stop();
 }
 
 void InterruptWaiter::arm(int socket, const Peer& peer) {
-    const std::lock_guard<std::mutex> control(m_control);
+    const std::lock_guard<std::mutex> control(m_controlMutex);
     bool ended = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -50,14 +50,14 @@ void InterruptWaiter::arm(int socket, const Peer& peer) {
     }
 }
 
-void InterruptWaiter::begin(int socket) {
+void InterruptWaiter::startDelivery(int socket) {
     std::optional<Peer> slowPeer;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         auto& receiver = *std::find_if(m_receivers.begin(), m_receivers.end(),
                                        [socket](const Receiver& each) { return each.socket == socket; });
-        receiver.hasBegun = true;
-        for (const unsigned long word : std::exchange(receiver.kept, {})) {
+        receiver.isDelivering = true;
+        for (const unsigned long word : std::exchange(receiver.queued, {})) {
             if (!deliver(receiver, word)) {
                 slowPeer.emplace(receiver.peer);
             }
@@ -69,7 +69,7 @@ void InterruptWaiter::begin(int socket) {
 }
 
 void InterruptWaiter::disarm(int socket) {
-    const std::lock_guard<std::mutex> control(m_control);
+    const std::lock_guard<std::mutex> control(m_controlMutex);
     bool last = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -82,18 +82,18 @@ void InterruptWaiter::disarm(int socket) {
 }
 
 bool InterruptWaiter::enable() {
-    const std::lock_guard<std::mutex> lock(m_enabling);
+    const std::lock_guard<std::mutex> lock(m_enableMutex);
     if (!m_device.enableInterrupt()) {
         return false;
     }
-    m_wish = Wish::Enabled;
-    m_wished.notify_all();
+    m_requestedState = RequestedState::Enabled;
+    m_requestedStateChanged.notify_all();
     return true;
 }
 
 bool InterruptWaiter::disable() {
-    const std::lock_guard<std::mutex> lock(m_enabling);
-    m_wish = Wish::Disabled;
+    const std::lock_guard<std::mutex> lock(m_enableMutex);
+    m_requestedState = RequestedState::Disabled;
     return m_device.disableInterrupt();
 }
 
@@ -109,45 +109,46 @@ void InterruptWaiter::start() {
     m_stopping = false;
     m_ended = false;
     {
-        const std::lock_guard<std::mutex> lock(m_enabling);
-        m_wish = Wish::None;
+        const std::lock_guard<std::mutex> lock(m_enableMutex);
+        m_requestedState = RequestedState::None;
     }
     m_thread = std::thread([this] { run(); });
 }
 
-// A driver that cannot be polled blocks in the device, where only a signal reaches the thread. It may hold the lock of
-// the enabling there: whoever stops it takes no lock, and tells it again until it has heard.
+// With a driver that cannot be polled, the thread blocks in the device, where only a signal interrupts it. It may hold
+// m_enableMutex there, so this function does not lock it. A notification may be missed without that lock, and a signal
+// may come too early: both are repeated until the thread ends.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
     }
     m_stopping = true;
     ::eventfd_write(m_wakeUp.number(), 1);
-    m_wished.notify_all();
-    while (!hasEndedSoon()) {
-        m_wished.notify_all();
-        if (m_isInDevice) {
+    m_requestedStateChanged.notify_all();
+    while (!waitBrieflyForEnd()) {
+        m_requestedStateChanged.notify_all();
+        if (m_mayBlockInDevice) {
             wakeUp(m_thread);
         }
     }
     m_thread.join();
 }
 
-bool InterruptWaiter::hasEndedSoon() {
+bool InterruptWaiter::waitBrieflyForEnd() {
     std::unique_lock<std::mutex> lock(m_mutex);
     return m_hasEnded.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_ended.load(); });
 }
 
 void InterruptWaiter::run() {
     unsigned long word = 0;
-    while (!m_stopping && beginToWait() && waitForReadiness() && receive(word)) {
+    while (!m_stopping && prepareToWait() && waitForReadiness() && receive(word)) {
         send(word);
-        pause();
+        holdOff();
     }
     if (!m_stopping) {
         traceFailure();
     }
-    end();
+    finish();
 }
 
 void InterruptWaiter::traceFailure() {
@@ -159,23 +160,23 @@ void InterruptWaiter::traceFailure() {
         }
     }
     for (const auto& peer : peers) {
-        RYNVELD_TRACE_OF(peer, failure, "interrupts", "No interrupts can be received from \"", m_device.getDevName(),
-                         "\" for client ", peer.name, ".");
+        RYNVELD_TRACE_LIMITED(peer, failure, "interrupts", "Cannot receive interrupts from \"", m_device.getDevName(),
+                              "\" for client ", peer.name, ".");
     }
 }
 
-bool InterruptWaiter::beginToWait() {
-    const std::lock_guard<std::mutex> lock(m_enabling);
-    if (!m_waitingEnables || m_wish == Wish::Disabled) {
+bool InterruptWaiter::prepareToWait() {
+    const std::lock_guard<std::mutex> lock(m_enableMutex);
+    if (!m_waitEnablesInterrupt || m_requestedState == RequestedState::Disabled) {
         return true;
     }
-    m_isInDevice = true;
+    m_mayBlockInDevice = true;
     const bool isEnabled = m_device.enableInterrupt();
-    m_isInDevice = false;
+    m_mayBlockInDevice = false;
     return isEnabled;
 }
 
-// Waiting here and not in the device keeps a stop from being traced as a failure of the device.
+// Polls first: a stop that interrupted the device would be traced as a failure of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {
@@ -186,21 +187,22 @@ bool InterruptWaiter::waitForReadiness() {
     return !m_stopping;
 }
 
-// A signal from outside is no failure of the device.
+// An interruption by a signal is not a failure of the device.
 bool InterruptWaiter::receive(unsigned long& word) {
-    m_isInDevice = true;
+    m_mayBlockInDevice = true;
     bool received = false;
     do {
         received = !m_stopping && receiveOnce(word);
     } while (!received && !m_stopping && errno == EINTR);
-    m_isInDevice = false;
+    m_mayBlockInDevice = false;
     return received;
 }
 
-// A device whose waiting enables the interrupt would enable it a second time, before a client could clear its source.
+// If waiting enables the interrupt, waitForInterrupt() would enable it a second time, before a client could clear its
+// source.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
-    if (!m_waitingEnables) {
+    if (!m_waitEnablesInterrupt) {
         return m_device.waitForInterrupt(&word);
     }
     std::uint32_t count = 0;
@@ -209,21 +211,22 @@ bool InterruptWaiter::receiveOnce(unsigned long& word) {
     return received;
 }
 
-void InterruptWaiter::pause() {
-    if (!m_waitingEnables) {
+void InterruptWaiter::holdOff() {
+    if (!m_waitEnablesInterrupt) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_enabling);
-    m_wished.wait_for(lock, m_holdOff, [this] { return m_wish != Wish::None || m_stopping; });
-    m_wished.wait(lock, [this] { return m_wish != Wish::Disabled || m_stopping; });
+    std::unique_lock<std::mutex> lock(m_enableMutex);
+    m_requestedStateChanged.wait_for(lock, m_holdOff,
+                                     [this] { return m_requestedState != RequestedState::None || m_stopping; });
+    m_requestedStateChanged.wait(lock, [this] { return m_requestedState != RequestedState::Disabled || m_stopping; });
 }
 
-// The traces come when nobody waits for the lock: they may take their time.
+// Traces after unlocking, because a trace may take long.
 void InterruptWaiter::send(unsigned long word) {
     {
-        const std::lock_guard<std::mutex> lock(m_enabling);
-        if (m_wish == Wish::Enabled) {
-            m_wish = Wish::None;
+        const std::lock_guard<std::mutex> lock(m_enableMutex);
+        if (m_requestedState == RequestedState::Enabled) {
+            m_requestedState = RequestedState::None;
         }
     }
     std::vector<Peer> slowPeers;
@@ -240,12 +243,11 @@ void InterruptWaiter::send(unsigned long word) {
     }
 }
 
-/** False when the word is lost. */
 bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
-    if (!receiver.hasBegun) {
-        const bool hasRoom = receiver.kept.size() < mostWordsKept;
+    if (!receiver.isDelivering) {
+        const bool hasRoom = receiver.queued.size() < maxQueuedWords;
         if (hasRoom) {
-            receiver.kept.push_back(word);
+            receiver.queued.push_back(word);
         }
         return hasRoom;
     }
@@ -258,12 +260,12 @@ bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
 }
 
 void InterruptWaiter::traceLoss(const Peer& peer) {
-    RYNVELD_TRACE_OF(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
+    RYNVELD_TRACE_LIMITED(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
 }
 
-// The clients of a device that has failed learn from the end of their connections that nothing will come any more. One
-// that is armed meanwhile either ends with them or starts a thread anew.
-void InterruptWaiter::end() {
+// If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. A
+// connection that is armed at the same time either ends with them or starts a new thread.
+void InterruptWaiter::finish() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {
         for (const auto& receiver : m_receivers) {

@@ -1,6 +1,6 @@
 /**
  * @file
- * Hands the interrupts of one device on to the connections that are armed for them.
+ * Sends the interrupts of a device to the armed connections.
  */
 #ifndef RYNVELD_INTERRUPTWAITER_H
 #define RYNVELD_INTERRUPTWAITER_H
@@ -22,53 +22,57 @@
 namespace Rynveld {
 
 /**
- * One thread waits for the device's interrupts while at least one connection is armed, and sends each of them the word.
+ * While at least one connection is armed, a thread waits for the device's interrupts and sends the interrupt word to
+ * all armed connections.
  *
- * Where waiting enables the interrupt, the next wait begins when a client enables the interrupt or after a hold-off, so
- * that a source that stays active until a client clears it is not reported over and over meanwhile. Once a client has
- * disabled the interrupt, it stays so until a client enables it, or arms the first connection anew.
+ * If waiting enables the interrupt, the next wait begins when a client enables the interrupt, or after a hold-off time.
+ * A source that stays active until a client clears it is therefore not reported continuously. After a client has
+ * disabled the interrupt, it stays disabled until a client enables it, or until the last connection is disarmed and
+ * another one is armed.
  *
- * handleWakeUps() is to be called beforehand. Threads: arm(), begin(), disarm(), enable() and disable() may be called
- * by any number of threads at once.
+ * Call installWakeUpHandler() first. Threads: any number may call arm(), startDelivery(), disarm(), enable() and
+ * disable() at once.
  */
 class InterruptWaiter {
 public:
-    static constexpr std::chrono::milliseconds usualHoldOff{10};
+    static constexpr std::chrono::milliseconds defaultHoldOff{10};
 
-    /** @param waitingEnables whether waitForInterrupt() of the device enables its interrupt. */
-    InterruptWaiter(Rynvel::IDevice& device, bool waitingEnables, std::chrono::milliseconds holdOff = usualHoldOff);
+    /** @param waitEnablesInterrupt whether waitForInterrupt() of the device enables its interrupt. */
+    InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt,
+                    std::chrono::milliseconds holdOff = defaultHoldOff);
     InterruptWaiter(const InterruptWaiter&) = delete;
     InterruptWaiter& operator=(const InterruptWaiter&) = delete;
     ~InterruptWaiter();
 
     /**
-     * Takes every interrupt from now on for a connected socket, too. The words are kept until begin().
+     * Arms a connected socket. Its words are queued until startDelivery().
      *
-     * @throws std::system_error when the system has no thread left. The socket is to be disarmed then, too.
+     * @throws std::system_error if the system has no thread or no descriptor left. Disarm the socket in that case, too.
      */
     void arm(int socket, const Peer& peer);
-    /** Sends an armed socket what was kept for it, and from now on each word at once. */
-    void begin(int socket);
-    /** Nothing is sent to the socket any more when it returns. */
+    /** Sends the queued words to an armed socket, and every later word at once. */
+    void startDelivery(int socket);
+    /** After it has returned, nothing is sent to the socket any more. */
     void disarm(int socket);
-    /** Enables the device's interrupt for a client. */
+    /** Enables the device's interrupt for a client. False if the device reports failure. */
     bool enable();
-    /** Disables the device's interrupt for a client. */
+    /** Disables the device's interrupt for a client. False if the device reports failure. */
     bool disable();
 
 private:
-    /** What the clients have last asked for since the last interrupt. */
-    enum class Wish { None, Enabled, Disabled };
+    /** The last request of a client since the last interrupt. */
+    enum class RequestedState { None, Enabled, Disabled };
 
     /** An armed connection. */
     struct Receiver {
         int socket;
         Peer peer;
-        bool hasBegun;
-        /** What came before it began. */
-        std::vector<unsigned long> kept;
+        bool isDelivering;
+        /** The words that arrived before the delivery started. */
+        std::vector<unsigned long> queued;
     };
 
+    /** Sends the word, or queues it. False if the word is lost. */
     static bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
     void traceFailure();
@@ -76,38 +80,38 @@ private:
     void start();
     void stop();
     void run();
-    bool beginToWait();
+    bool prepareToWait();
     bool waitForReadiness();
     bool receive(unsigned long& word);
     bool receiveOnce(unsigned long& word);
-    bool hasEndedSoon();
-    void pause();
+    bool waitBrieflyForEnd();
+    void holdOff();
     void send(unsigned long word);
-    void end();
+    void finish();
 
     Rynvel::IDevice& m_device;
-    const bool m_waitingEnables;
+    const bool m_waitEnablesInterrupt;
     const std::chrono::milliseconds m_holdOff;
 
-    /** Serialises the starting and stopping of the thread. */
-    std::mutex m_control;
+    /** Serialises starting and stopping the thread. */
+    std::mutex m_controlMutex;
     std::thread m_thread;
-    /** Readable when the thread is to stop; none until there is a thread. */
+    /** Readable when the thread must stop; not open before the first start. */
     Common::Descriptor m_wakeUp;
 
-    /** Held while the device enables or disables its interrupt, for as long as that takes. */
-    std::mutex m_enabling;
-    std::condition_variable m_wished;
-    Wish m_wish = Wish::None;
+    /** Locked while the device enables or disables its interrupt, which may take long. */
+    std::mutex m_enableMutex;
+    std::condition_variable m_requestedStateChanged;
+    RequestedState m_requestedState = RequestedState::None;
 
     std::mutex m_mutex;
     std::condition_variable m_hasEnded;
     std::list<Receiver> m_receivers;
-    /** Whether the thread reaches its end, or there is none. Changes while m_mutex is held, but at the start. */
+    /** Whether the thread has finished its work. Changes under m_mutex, except before the thread starts. */
     std::atomic<bool> m_ended{false};
     std::atomic<bool> m_stopping{false};
-    /** Whether the thread may block in the device, where only a signal reaches it. */
-    std::atomic<bool> m_isInDevice{false};
+    /** Whether the thread may block in the device, where only a signal interrupts it. */
+    std::atomic<bool> m_mayBlockInDevice{false};
 };
 
 } // namespace Rynveld

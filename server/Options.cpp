@@ -5,8 +5,8 @@
 #include <stdexcept>
 
 #include "ArgumentParser.h"
-#include "DeviceKind.h"
 #include "DeviceList.h"
+#include "DeviceTypeInfo.h"
 #include "Duration.h"
 #include "Number.h"
 #include "ServerAddress.h"
@@ -16,13 +16,16 @@ namespace Rynveld {
 namespace {
 
 constexpr const char* footer =
-    "Times are numbers with a unit, as in 500ms, 2s or 1m.\n"
-    "Faults are delay=TIME (before the answer), error (instead of the operation), split=TIME (between the\n"
-    "halves of the answer) and disconnect (instead of operation and answer).\n"
-    "Exit status: 0 after SIGTERM or SIGINT, 1 when the server cannot run, 2 for a wrong command line.";
+    "TIME is a whole number with a unit, for example 500ms, 2s or 1m.\n"
+    "FAULT is one of the following. COUNT counts the requests of a connection.\n"
+    "  delay=TIME  Wait before the answer\n"
+    "  error       Answer with an error instead of doing the operation\n"
+    "  split=TIME  Wait between the halves of the answer\n"
+    "  disconnect  Close the connection instead of doing the operation and answering\n"
+    "Exit status: 0 after SIGTERM or SIGINT, 1 if the server cannot run, 2 if the command line is wrong.";
 
-/** The texts of the command line as they were given. */
-struct Texts {
+/** The option values before their conversion. */
+struct RawOptions {
     std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
     std::vector<std::string> allow;
     std::vector<std::string> devices;
@@ -34,175 +37,178 @@ struct Texts {
 
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
-/** A whole number in decimal, or in hexadecimal with 0x; nothing else. */
-std::uint32_t numberIn(const std::string& text, std::uint32_t highest, const std::string& problem) {
-    constexpr Common::Notation tenDigits{true, false, 10};
+/** Parses a decimal number, or a hexadecimal number with the prefix 0x. */
+std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, const std::string& message) {
+    constexpr Common::NumberFormat tenDigits{true, false, 10};
     const auto number = Common::parseNumber(text, tenDigits, highest);
     if (!number) {
-        fail(problem);
+        fail(message);
     }
     return *number;
 }
 
-asio::ip::tcp::endpoint endpointOf(const std::string& text) {
-    const std::string problem = "--listen: '" + text + "' is not ADDRESS or ADDRESS:PORT, with an IPv4 address";
+asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
+    const std::string message =
+        "--listen: '" + text + "' is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)";
     const auto colon = text.find(':');
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, colon), error);
     if (error) {
-        fail(problem);
+        fail(message);
     }
     const auto port =
-        colon == std::string::npos ? Common::defaultPort : numberIn(text.substr(colon + 1), UINT16_MAX, problem);
+        colon == std::string::npos ? Common::defaultPort : parseUnsigned(text.substr(colon + 1), UINT16_MAX, message);
     return {address, static_cast<std::uint16_t>(port)};
 }
 
-asio::ip::network_v4 networkOf(const std::string& text) {
-    const std::string problem = "--allow: '" + text + "' is not an IPv4 network such as 10.0.0.0/8";
+asio::ip::network_v4 parseNetwork(const std::string& text) {
+    const std::string message = "--allow: '" + text + "' is not an IPv4 network (for example 10.0.0.0/8)";
     constexpr std::uint32_t longest = 32;
     const auto slash = text.find('/');
     const std::string length = slash == std::string::npos ? std::to_string(longest) : text.substr(slash + 1);
-    const std::uint32_t bits = numberIn(length, longest, problem);
+    const std::uint32_t bits = parseUnsigned(length, longest, message);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
-    // As in the address, a zero in front could stand for an octal number.
+    // Leading zeros are rejected, as in the address: they could mean an octal number.
     if (error || length != std::to_string(bits)) {
-        fail(problem);
+        fail(message);
     }
     return asio::ip::network_v4(address, static_cast<unsigned short>(bits)).canonical();
 }
 
-const Common::DeviceKind& servedKindOf(const std::string& option, const std::string& name) {
+const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std::string& name) {
     const auto* const row = Common::findDevice(name);
     if (row == nullptr) {
-        fail(option + ": there is no device '" + name + "'");
+        fail(option + ": unknown device '" + name + "' (rynvelctl list shows all names)");
     }
-    const auto* const kind = Common::findKind(row->m_type);
-    if (kind == nullptr || kind->access == Common::Access::Remote) {
-        fail(option + ": the device '" + name + "' is one of another server");
+    const auto* const type = Common::findDeviceTypeInfo(row->m_type);
+    if (type == nullptr || type->access == Common::Access::Remote) {
+        fail(option + ": device '" + name + "' is remote (rynveld serves only devices of its own machine)");
     }
-    return *kind;
+    return *type;
 }
 
-std::chrono::milliseconds durationOf(const std::string& option, const std::string& text) {
+std::chrono::milliseconds parseTime(const std::string& option, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        fail(option + ": '" + text + "' is not a time such as 500ms, 2s or 1m");
+        fail(option + ": '" + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)");
     }
     return *duration;
 }
 
 void addInterruptPeriod(Options& options, const std::string& text) {
     const std::string option = "--interrupt-every";
-    const auto sign = text.find('=');
-    if (sign == std::string::npos) {
-        fail(option + ": '" + text + "' is not NAME=TIME");
+    const auto equals = text.find('=');
+    if (equals == std::string::npos) {
+        fail(option + ": '" + text + "' is not NAME=TIME (for example rtc0=1s)");
     }
-    const std::string name = text.substr(0, sign);
-    if (!servedKindOf(option, name).hasInterrupts) {
-        fail(option + ": the device '" + name + "' has no interrupts");
+    const std::string name = text.substr(0, equals);
+    if (!servedTypeOf(option, name).hasInterrupts) {
+        fail(option + ": device '" + name + "' has no interrupts");
     }
     if (!options.policy.devices.empty() && options.policy.devices.count(name) == 0) {
-        fail(option + ": the device '" + name + "' is not served");
+        fail(option + ": device '" + name + "' is not served (add --device " + name + ")");
     }
-    const auto period = durationOf(option, text.substr(sign + 1));
+    const auto period = parseTime(option, text.substr(equals + 1));
     if (period.count() == 0) {
-        fail(option + ": the time must not be 0");
+        fail(option + ": the time must be greater than 0");
     }
     options.interruptPeriods[name] = period;
 }
 
-Fault faultOf(const std::string& text) {
+Fault parseFaultOption(const std::string& text) {
     const auto fault = parseFault(text);
     if (!fault) {
-        fail("--fault: '" + text + "' is not a fault such as delay=500ms, error, split=20ms or disconnect:10");
+        fail("--fault: '" + text + "' is not a fault (for example delay=500ms, error, split=20ms or disconnect:10)");
     }
     return *fault;
 }
 
-/** Rounded up, so that every host may have a connection. */
-std::size_t quarterOf(std::size_t count) { return (count + 3) / 4; }
+/** Rounded up, so that each host may have at least one connection. */
+std::size_t quarter(std::size_t count) { return (count + 3) / 4; }
 
-void interpret(const Texts& texts, Options& options) {
+void convert(const RawOptions& raw, Options& options) {
     if (options.maxConnectionsPerHost == 0) {
-        options.maxConnectionsPerHost = quarterOf(options.maxConnections);
+        options.maxConnectionsPerHost = quarter(options.maxConnections);
     }
-    options.listen = endpointOf(texts.listen);
-    for (const auto& network : texts.allow) {
-        options.allowed.push_back(networkOf(network));
+    options.listen = parseEndpoint(raw.listen);
+    for (const auto& network : raw.allow) {
+        options.allowed.push_back(parseNetwork(network));
     }
-    for (const auto& name : texts.devices) {
-        servedKindOf("--device", name);
+    for (const auto& name : raw.devices) {
+        servedTypeOf("--device", name);
         options.policy.devices.insert(name);
     }
-    for (const auto& command : texts.ioctls) {
+    for (const auto& command : raw.ioctls) {
         options.policy.ioctls.insert(
-            numberIn(command, UINT32_MAX, "--allow-ioctl: '" + command + "' is not a number such as 0xEE00"));
+            parseUnsigned(command, UINT32_MAX,
+                          "--allow-ioctl: '" + command + "' is not a number of at most 32 bits (for example 0xEE00)"));
     }
-    options.idleTimeout = durationOf("--idle-timeout", texts.idleTimeout);
-    for (const auto& period : texts.interruptPeriods) {
+    options.idleTimeout = parseTime("--idle-timeout", raw.idleTimeout);
+    for (const auto& period : raw.interruptPeriods) {
         addInterruptPeriod(options, period);
     }
-    for (const auto& fault : texts.faults) {
-        options.policy.faults.push_back(faultOf(fault));
+    for (const auto& fault : raw.faults) {
+        options.policy.faults.push_back(parseFaultOption(fault));
     }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
-        fail("--interrupt-every needs --simulate");
+        fail("--interrupt-every: requires --simulate");
     }
     if (!options.policy.faults.empty() && !options.policy.simulate) {
-        fail("--fault needs --simulate");
+        fail("--fault: requires --simulate");
     }
 }
 
-void addOptions(const Common::Command& program, Texts& texts, Options& options) {
+void addOptions(const Common::Command& program, RawOptions& raw, Options& options) {
     program
-        .addOption("--listen", "ADDRESS[:PORT]", texts.listen,
-                   "Where clients connect; port 0 is one of the system's choice")
+        .addOption("--listen", "ADDRESS[:PORT]", raw.listen,
+                   "Listen on this IPv4 address and port; with port 0, the system chooses a free port")
         .showDefault();
-    program.addOption("--allow", "NETWORK", texts.allow, "Serve only clients from this network; may be repeated")
+    program.addOption("--allow", "NETWORK", raw.allow, "Serve only clients from this network; may be repeated")
         .takeOneValue();
-    program.addOption("--device", "NAME", texts.devices, "Serve only this device; may be repeated").takeOneValue();
+    program.addOption("--device", "NAME", raw.devices, "Serve only this device; may be repeated").takeOneValue();
     program.addFlag("--read-only", options.policy.readOnly,
-                    "Refuse all that changes a device or enables its interrupts");
-    program.addOption("--allow-ioctl", "NUMBER", texts.ioctls, "Pass this ioctl command on to devices; may be repeated")
+                    "Refuse every request that changes a device or enables its interrupts");
+    program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "Pass this ioctl request on to devices; may be repeated")
         .takeOneValue();
-    program.addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000, "Turn further connections away")
+    program
+        .addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000,
+                   "Refuse connections beyond this number")
         .showDefault();
     program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
-                      "Turn further connections from one host away; a quarter of --max-connections when not given");
+                      "Refuse connections from one host beyond this number; default: a quarter of --max-connections");
     program
-        .addOption("--idle-timeout", "TIME", texts.idleTimeout,
-                   "End a connection that asks for nothing for so long, 0 for never; one that is armed for interrupts "
-                   "stays")
+        .addOption("--idle-timeout", "TIME", raw.idleTimeout,
+                   "Close a connection that sends no request for this time and is not armed; 0 means never")
         .showDefault();
-    program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without any hardware");
+    program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without hardware");
     program
-        .addOption("--interrupt-every", "NAME=TIME", texts.interruptPeriods,
-                   "With --simulate: raise the interrupt of a device again and again; may be repeated")
+        .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
+                   "With --simulate: raise the interrupt of this device once per TIME; may be repeated")
         .takeOneValue();
     program
-        .addOption("--fault", "FAULT[:COUNT]", texts.faults,
-                   "With --simulate: go wrong at every request of a connection, or at each COUNTth; may be repeated")
+        .addOption("--fault", "FAULT[:COUNT]", raw.faults,
+                   "With --simulate: simulate a fault at every or every COUNTth request; may be repeated")
         .takeOneValue();
 }
 
-std::string oneLine(std::string text) {
+std::string joinLines(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
 
-void parse(int argc, const char* const* argv, Texts& texts, Options& options) {
+void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
     Common::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
                                   footer);
-    parser.addHelpFlag("Print this help message and exit");
-    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Display program version information and exit");
-    addOptions(parser.program(), texts, options);
+    parser.addHelpFlag("Print this help and exit");
+    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Print the version and exit");
+    addOptions(parser.program(), raw, options);
     const Common::ParseResult result = parser.parse(argc, argv);
-    if (result.kind == Common::ParseResult::Kind::Answered) {
-        throw Answered{result.text};
+    if (result.kind == Common::ParseResult::Kind::InfoRequested) {
+        throw InfoRequested{result.text};
     }
-    if (result.kind == Common::ParseResult::Kind::Wrong) {
-        fail(oneLine(result.text));
+    if (result.kind == Common::ParseResult::Kind::Invalid) {
+        fail(joinLines(result.text));
     }
 }
 
@@ -210,9 +216,9 @@ void parse(int argc, const char* const* argv, Texts& texts, Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
-    Texts texts;
-    parse(argc, argv, texts, options);
-    interpret(texts, options);
+    RawOptions raw;
+    parse(argc, argv, raw, options);
+    convert(raw, options);
     return options;
 }
 

@@ -20,26 +20,26 @@ namespace Rynveld {
 
 struct Options {
     asio::ip::tcp::endpoint listen;
-    /** The networks that clients may come from; any when it is empty. */
+    /** The networks that clients may connect from; if it is empty, all. */
     std::vector<asio::ip::network_v4> allowed;
     std::size_t maxConnections = 256;
-    /** Those from one address. */
+    /** The limit for one host; see docs/protocol.md for what counts as a host. */
     std::size_t maxConnectionsPerHost = 0;
     /** 0 for never. */
     std::chrono::milliseconds idleTimeout{0};
-    /** The period of the interrupts of simulated devices, by name. */
+    /** The interrupt periods of simulated devices, by device name. */
     std::map<std::string, std::chrono::milliseconds> interruptPeriods;
     Policy policy;
 };
 
-/** The command line asks for no server: the text to print is in what(). */
-struct Answered {
+/** Thrown if the user asks for help or the version. `text` is what to print. */
+struct InfoRequested {
     std::string text;
 };
 
 /**
- * @throws Answered for --help and --version.
- * @throws std::invalid_argument for a wrong command line, with one line that says what is wrong.
+ * @throws InfoRequested for --help and --version.
+ * @throws std::invalid_argument if the command line is wrong. what() says why, in one line.
  */
 Options parseOptions(int argc, const char* const* argv);
 

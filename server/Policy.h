@@ -1,6 +1,6 @@
 /**
  * @file
- * What the server lets its clients do.
+ * What the clients of the server may do.
  */
 #ifndef RYNVELD_POLICY_H
 #define RYNVELD_POLICY_H
@@ -15,13 +15,13 @@
 namespace Rynveld {
 
 struct Policy {
-    /** The names that are served; all devices when it is empty. */
+    /** The names of the served devices; if it is empty, all. */
     std::set<std::string> devices;
-    /** Refuses everything that changes a device, the enabling of its interrupts included. */
+    /** Refuses every request that changes a device or enables its interrupts. */
     bool readOnly = false;
-    /** The ioctl commands that are passed on to a device. */
+    /** The ioctl commands that clients may send to a device. */
     std::set<std::uint32_t> ioctls;
-    /** Serves devices in memory instead of those of this machine. */
+    /** Serves simulated devices in memory instead of the devices of this machine. */
     bool simulate = false;
     std::vector<Fault> faults;
 };

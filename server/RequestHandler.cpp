@@ -13,7 +13,7 @@
 
 namespace Rynveld {
 
-using Common::Outcome;
+using Common::AccessResult;
 using Rynvel::Request;
 using Rynvel::Response;
 using Rynvel::ResponseData;
@@ -21,25 +21,25 @@ using Type = Rynvel::RequestData::Type;
 
 namespace {
 
-constexpr const char* failed = "the device reported failure";
+constexpr const char* deviceFailed = "the device reported a failure";
 
-const char* refusalOf(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::Done:
+const char* refusalOf(AccessResult result) {
+    switch (result) {
+    case AccessResult::Success:
         return nullptr;
-    case Outcome::Failed:
-        return failed;
-    case Outcome::OutOfRange:
-        return "the address is outside of the device";
-    case Outcome::TooWide:
+    case AccessResult::Failed:
+        return deviceFailed;
+    case AccessResult::OutOfRange:
+        return "the address is outside the device";
+    case AccessResult::TooWide:
         return "a value is wider than a register";
-    case Outcome::Faulted:
-        return "the hardware answered with a bus error";
+    case AccessResult::BusError:
+        return "the hardware reported a bus error";
     }
-    return failed;
+    return deviceFailed;
 }
 
-const char* refusalUnless(bool success) { return success ? nullptr : failed; }
+const char* refusalUnless(bool success) { return success ? nullptr : deviceFailed; }
 
 const Rynvel::RequestData& recordOf(const Request& request) {
     return *static_cast<const Rynvel::RequestData*>(request.toBuffer());
@@ -60,35 +60,35 @@ RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Pee
     : m_devices(devices), m_policy(policy), m_peer(std::move(peer)) {}
 
 bool RequestHandler::accepts(const Request& request) {
-    const char* const reason = malformation(request);
+    const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
-        RYNVELD_TRACE_OF(m_peer, outcome, reason, "Client ", m_peer.name, " hung up on: ", reason, ".");
+        RYNVELD_TRACE_LIMITED(m_peer, outcome, reason, "Client ", m_peer.name, " was disconnected: ", reason, ".");
         return false;
     }
-    m_hasBegun = true;
+    m_hasSentOpen = true;
     return true;
 }
 
-const char* RequestHandler::malformation(const Request& request) const {
+const char* RequestHandler::findProtocolError(const Request& request) const {
     const auto& record = recordOf(request);
     const auto& name = record.deviceName;
     const auto* const nameEnd = std::find(name.begin(), name.end(), '\0');
-    if (!m_hasBegun && request.getType() != Type::Open) {
-        return "its first record is no Open";
+    if (!m_hasSentOpen && request.getType() != Type::Open) {
+        return "its first request is not Open";
     }
     if (request.getType() > Type::Debug) {
-        return "a record's type is above 13";
+        return "the type of a request is above 13";
     }
     if (nameEnd == name.end()) {
-        return "a record's device name has no terminator";
+        return "a device name has no terminating NUL";
     }
-    if (std::any_of(name.begin(), nameEnd, Common::isControl)) {
-        return "a record's device name has a control character";
+    if (std::any_of(name.begin(), nameEnd, Common::isControlCharacter)) {
+        return "a device name contains a control character";
     }
     if (request.getLength() > Rynvel::recordCapacity) {
-        return "a record's length is above 128";
+        return "the length of a request is above 128";
     }
-    return ntohl(record.byteOrder) > 1 ? "a record's byte order is neither 0 nor 1" : nullptr;
+    return ntohl(record.byteOrder) > 1 ? "the byte order of a request is neither 0 nor 1" : nullptr;
 }
 
 Response RequestHandler::handle(const Request& request) {
@@ -98,8 +98,9 @@ Response RequestHandler::handle(const Request& request) {
 }
 
 Response RequestHandler::refuse(const Request& request, const char* reason) {
-    RYNVELD_TRACE_OF(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()), " from ",
-                     m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason, ".");
+    RYNVELD_TRACE_LIMITED(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()),
+                          " from ", m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason,
+                          ".");
     Response response;
     response.setResult(ResponseData::Result::Error);
     return response;
@@ -117,7 +118,7 @@ RequestHandler::Refusal RequestHandler::serve(const Request& request, Response& 
 }
 
 RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Response& response) {
-    if (m_policy.readOnly && changesTheDevice(request.getType())) {
+    if (m_policy.readOnly && changesDevice(request.getType())) {
         return "the server is read-only";
     }
     switch (request.getType()) {
@@ -151,10 +152,10 @@ RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Resp
     case Type::Debug:
         return raiseInterrupt(request);
     }
-    return "there is no such type";
+    return "the request type is unknown";
 }
 
-bool RequestHandler::changesTheDevice(Type type) const {
+bool RequestHandler::changesDevice(Type type) const {
     switch (type) {
     case Type::Close:
     case Type::Read8:
@@ -167,21 +168,21 @@ bool RequestHandler::changesTheDevice(Type type) const {
     }
 }
 
-// What the system refuses while a device is being opened must not end the connections of the others.
+// An exception, for instance because memory is exhausted, must not end the connections of other clients.
 RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     if (name.empty()) {
-        return "it names no device";
+        return "the device name is empty";
     }
-    std::string obstacle;
+    std::string reason;
     std::shared_ptr<ServedDevice> device;
     try {
-        device = m_devices.open(name, obstacle);
+        device = m_devices.open(name, reason);
     } catch (const std::exception& exception) {
-        obstacle = exception.what();
+        reason = exception.what();
     }
     if (!device) {
-        RYNVELD_TRACE_OF(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ", m_peer.name,
-                         ": ", obstacle, ".");
+        RYNVELD_TRACE_LIMITED(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ",
+                              m_peer.name, ": ", reason, ".");
         return "the device cannot be opened";
     }
     m_name = name;
@@ -193,19 +194,19 @@ RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned in
     auto& registers = m_device->registers();
     const std::uint32_t items = request.getLength();
     if (registers.width() != width) {
-        return "the device has another width";
+        return "the register width does not match the device";
     }
     if (items == 0) {
-        return "nothing is to be read";
+        return "the length of the read is 0";
     }
     std::array<std::uint32_t, Rynvel::recordCapacity> values{};
-    const Outcome outcome = items == 1
-                                ? registers.read(request.getAddress(), values[0])
-                                : registers.read(request.getAddress(), values.data(), items, request.getByteOrder());
+    const AccessResult result =
+        items == 1 ? registers.read(request.getAddress(), values[0])
+                   : registers.read(request.getAddress(), values.data(), items, request.getByteOrder());
     for (std::uint32_t i = 0; i < items; ++i) {
         response.addValue(values[i]);
     }
-    return refusalOf(outcome);
+    return refusalOf(result);
 }
 
 RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned int width) {
@@ -213,10 +214,10 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
     const std::uint32_t items = request.getLength();
     const std::uint32_t bitmask = request.getBitmask();
     if (registers.width() != width) {
-        return "the device has another width";
+        return "the register width does not match the device";
     }
     if (bitmask != 0 && items != 1) {
-        return "a masked write has one value";
+        return "a masked write must have one value";
     }
     if (bitmask != 0) {
         return refusalOf(registers.write(request.getAddress(), request.getValue(), bitmask));
@@ -255,7 +256,7 @@ RequestHandler::Refusal RequestHandler::enableInterrupt() { return refusalUnless
 
 RequestHandler::Refusal RequestHandler::disableInterrupt() { return refusalUnless(m_device->waiter().disable()); }
 
-// The connection is armed when the answer has been sent: nothing may come before it.
+// The session arms the connection after this check.
 RequestHandler::Refusal RequestHandler::waitForInterrupt() {
     return m_device->hasInterrupts() ? nullptr : "the device has no interrupts";
 }

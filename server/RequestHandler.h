@@ -1,6 +1,6 @@
 /**
  * @file
- * What the server answers to the requests of one connection.
+ * Handles the requests of one connection.
  */
 #ifndef RYNVELD_REQUESTHANDLER_H
 #define RYNVELD_REQUESTHANDLER_H
@@ -16,40 +16,40 @@
 
 namespace Rynveld {
 
-/** What came from outside, with nothing in it that could be taken for something else in a trace. */
+/** Replaces every character that is not printable ASCII, so that received text cannot forge a trace. */
 std::string printable(std::string text);
 
 /**
- * Serves the requests of one connection, whatever they hold: what cannot be done is answered with Error and traced.
- * docs/protocol.md has the rules. Threads: one at a time.
+ * Handles the requests of one connection, whatever they contain. Answers a request that cannot be carried out with
+ * Error, and traces the reason. docs/protocol.md has the rules. Threads: one at a time.
  */
 class RequestHandler {
 public:
     RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer);
 
     /**
-     * Whether the next record of the connection can come from a client of the protocol. When it cannot, as the body of
-     * an HTTP request does not, the connection is to be closed without an answer; the reason is traced.
+     * Whether a client of the protocol can have sent the next record of the connection. If not, as in the body of an
+     * HTTP request, traces the reason; the caller must close the connection without a response.
      */
     bool accepts(const Rynvel::Request& request);
-    /** Answers a request that was accepted. */
+    /** Carries out a request that accepts() has accepted, and returns the response. */
     Rynvel::Response handle(const Rynvel::Request& request);
-    /** Answers with Error and traces the reason. */
+    /** Traces the reason and returns a response with Error. */
     Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
 
-    /** Lets go of the device that this connection has open, if any. */
+    /** Releases the device that this connection has opened, if any. */
     void close() { m_device.reset(); }
 
-    /** The device that this connection has open; null when there is none. */
+    /** The open device of this connection; null if there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }
-    /** The name of the device that this connection has opened last. */
+    /** The name of the device that this connection opened last. */
     const std::string& deviceName() const { return m_name; }
 
 private:
-    /** Null when the request has been done, else why it is refused. */
+    /** The reason why a request is refused; null if it has been carried out. */
     using Refusal = const char*;
 
-    const char* malformation(const Rynvel::Request& request) const;
+    const char* findProtocolError(const Rynvel::Request& request) const;
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
@@ -61,13 +61,13 @@ private:
     Refusal disableInterrupt();
     Refusal waitForInterrupt();
     Refusal raiseInterrupt(const Rynvel::Request& request);
-    bool changesTheDevice(Rynvel::RequestData::Type type) const;
+    bool changesDevice(Rynvel::RequestData::Type type) const;
 
     ServedDevices& m_devices;
     const Policy& m_policy;
     const Peer m_peer;
-    /** Whether the connection has begun with an Open. */
-    bool m_hasBegun = false;
+    /** Whether the first record of the connection was an Open. */
+    bool m_hasSentOpen = false;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;
 };

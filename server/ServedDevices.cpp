@@ -3,92 +3,92 @@
 #include <exception>
 #include <utility>
 
-#include "DeviceKind.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
+#include "DeviceTypeInfo.h"
 
 namespace Rynveld {
 
-ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceKind& kind,
+ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceTypeInfo& type,
                            SimulatedInterrupt* simulated)
     : m_registers(std::move(device)),
-      m_kind(kind),
+      m_type(type),
       m_simulated(simulated),
-      m_waiter(m_registers->device(), kind.waitingEnables) {}
+      m_waiter(m_registers->device(), type.waitEnablesInterrupt) {}
 
 ServedDevices::ServedDevices(const Policy& policy) : m_policy(policy) {}
 
-std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& obstacle) {
+std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& reason) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr || (!m_policy.devices.empty() && m_policy.devices.count(name) == 0)) {
-        obstacle = "no such device is served";
+        reason = "the device is not served";
         return nullptr;
     }
-    return openAt(placeOf(name), *row, obstacle);
+    return openSlot(slotOf(name), *row, reason);
 }
 
-/** A device for as long as it has clients. */
+/** An open device. Its destructor reports that the device file is closed. */
 class ServedDevices::OpenDevice {
 public:
-    explicit OpenDevice(Place& place) : m_place(place) {}
+    explicit OpenDevice(Slot& slot) : m_slot(slot) {}
     OpenDevice(const OpenDevice&) = delete;
     OpenDevice& operator=(const OpenDevice&) = delete;
     ~OpenDevice() {
         if (device) {
             device.reset();
-            const std::lock_guard<std::mutex> lock(m_place.mutex);
-            m_place.isOpen = false;
-            m_place.closed.notify_all();
+            const std::lock_guard<std::mutex> lock(m_slot.mutex);
+            m_slot.isOpen = false;
+            m_slot.closed.notify_all();
         }
     }
 
     std::unique_ptr<ServedDevice> device;
 
 private:
-    Place& m_place;
+    Slot& m_slot;
 };
 
-std::shared_ptr<ServedDevice> ServedDevices::openAt(Place& place, const Rynvel::MemoryDevice& row,
-                                                    std::string& obstacle) {
-    std::unique_lock<std::mutex> lock(place.mutex);
+std::shared_ptr<ServedDevice> ServedDevices::openSlot(Slot& slot, const Rynvel::MemoryDevice& row,
+                                                      std::string& reason) {
+    std::unique_lock<std::mutex> lock(slot.mutex);
     std::shared_ptr<ServedDevice> device;
-    place.closed.wait(lock, [&] {
-        device = place.device.lock();
-        return device || !place.isOpen;
+    slot.closed.wait(lock, [&] {
+        device = slot.device.lock();
+        return device || !slot.isOpen;
     });
     if (device) {
         return device;
     }
-    const auto opened = std::make_shared<OpenDevice>(place);
-    opened->device = make(row, obstacle);
+    const auto opened = std::make_shared<OpenDevice>(slot);
+    opened->device = create(row, reason);
     if (!opened->device) {
         return nullptr;
     }
-    place.isOpen = true;
+    slot.isOpen = true;
     device = std::shared_ptr<ServedDevice>(opened, opened->device.get());
-    place.device = device;
-    place.simulated = m_policy.simulate ? device : nullptr;
+    slot.device = device;
+    slot.simulated = m_policy.simulate ? device : nullptr;
     return device;
 }
 
-ServedDevices::Place& ServedDevices::placeOf(const std::string& name) {
+ServedDevices::Slot& ServedDevices::slotOf(const std::string& name) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_places[name];
+    return m_slots[name];
 }
 
-std::unique_ptr<ServedDevice> ServedDevices::make(const Rynvel::MemoryDevice& row, std::string& obstacle) {
-    const Common::DeviceKind* const kind = Common::findKind(row.m_type);
-    if (kind == nullptr || kind->access == Common::Access::Remote) {
-        obstacle = "a device of another server is not served";
+std::unique_ptr<ServedDevice> ServedDevices::create(const Rynvel::MemoryDevice& row, std::string& reason) {
+    const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
+    if (type == nullptr || type->access == Common::Access::Remote) {
+        reason = "remote devices are not served";
         return nullptr;
     }
     if (m_policy.simulate) {
-        auto simulation = simulate(row.m_name, *kind);
-        return std::make_unique<ServedDevice>(std::move(simulation.device), *kind, simulation.interrupt);
+        auto simulation = simulate(row.m_name, *type);
+        return std::make_unique<ServedDevice>(std::move(simulation.device), *type, simulation.interrupt);
     }
     auto opened = Common::openDevice(row);
-    obstacle = opened.probe.obstacle;
-    return opened.device ? std::make_unique<ServedDevice>(std::move(opened.device), *kind, nullptr) : nullptr;
+    reason = opened.probe.reason;
+    return opened.device ? std::make_unique<ServedDevice>(std::move(opened.device), *type, nullptr) : nullptr;
 }
 
 } // namespace Rynveld

@@ -1,6 +1,6 @@
 /**
  * @file
- * The devices that clients have open.
+ * The devices that clients have opened.
  */
 #ifndef RYNVELD_SERVEDDEVICES_H
 #define RYNVELD_SERVEDDEVICES_H
@@ -19,60 +19,61 @@
 
 namespace Rynveld {
 
-/** A device that is open for at least one client. Threads: any number may use it at once. */
+/** A device that at least one client has opened. Threads: any number may use it at once. */
 class ServedDevice {
 public:
-    /** @param simulated the device's interrupt when it is simulated, else null. */
-    ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceKind& kind,
+    /** @param simulated the interrupt of a simulated device; null if the device is not simulated. */
+    ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceTypeInfo& type,
                  SimulatedInterrupt* simulated);
 
     Common::RegisterDevice& registers() { return *m_registers; }
     Rynvel::IDevice& device() { return m_registers->device(); }
-    bool hasInterrupts() const { return m_kind.hasInterrupts; }
+    bool hasInterrupts() const { return m_type.hasInterrupts; }
     InterruptWaiter& waiter() { return m_waiter; }
     SimulatedInterrupt* simulatedInterrupt() { return m_simulated; }
 
 private:
     const std::unique_ptr<Common::RegisterDevice> m_registers;
-    const Common::DeviceKind& m_kind;
+    const Common::DeviceTypeInfo& m_type;
     SimulatedInterrupt* const m_simulated;
     InterruptWaiter m_waiter;
 };
 
-/** Opens devices by name. A device is one object for all of its clients. Threads: any number may open at once. */
+/** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:
     explicit ServedDevices(const Policy& policy);
 
     /**
-     * A device of this machine is closed when its last client lets go of it; a simulated one keeps its registers.
+     * Opens a device, or returns it if it is open. A device of this machine is closed when its last client releases it.
+     * A simulated device keeps its registers.
      *
-     * @return null when it is not served or cannot be opened; then `obstacle` says why.
+     * @return null if the device is not served or cannot be opened; `reason` says why.
      */
-    std::shared_ptr<ServedDevice> open(const std::string& name, std::string& obstacle);
+    std::shared_ptr<ServedDevice> open(const std::string& name, std::string& reason);
 
 private:
-    /** Where a device is that is served, open or not. */
-    struct Place {
-        /** Held while the device is being opened, for as long as that takes. */
+    /** The state of a served device, open or not. */
+    struct Slot {
+        /** Locked while the device is being opened, which may take long. */
         std::mutex mutex;
-        /** The device is let go of before its file is closed: it is opened anew after that. */
+        /** Notified when the device file is closed, which happens after the last client has released the device. */
         std::condition_variable closed;
         bool isOpen = false;
         std::weak_ptr<ServedDevice> device;
-        /** Keeps the registers of a simulated device. */
+        /** Keeps a simulated device alive. */
         std::shared_ptr<ServedDevice> simulated;
     };
 
     class OpenDevice;
 
-    Place& placeOf(const std::string& name);
-    std::shared_ptr<ServedDevice> openAt(Place& place, const Rynvel::MemoryDevice& row, std::string& obstacle);
-    std::unique_ptr<ServedDevice> make(const Rynvel::MemoryDevice& row, std::string& obstacle);
+    Slot& slotOf(const std::string& name);
+    std::shared_ptr<ServedDevice> openSlot(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason);
+    std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, std::string& reason);
 
     const Policy& m_policy;
     std::mutex m_mutex;
-    std::map<std::string, Place> m_places;
+    std::map<std::string, Slot> m_slots;
 };
 
 } // namespace Rynveld

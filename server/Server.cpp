@@ -46,7 +46,7 @@ tcp::endpoint tcpEndpointOf(const Endpoint& endpoint) {
     return result;
 }
 
-/** The path of a local socket; "@" stands for the zero that a name without a file begins with. */
+/** The path of a local socket. For an abstract socket, "@" replaces the NUL at the beginning of its name. */
 std::string pathOf(const Endpoint& endpoint) {
     constexpr std::size_t start = offsetof(sockaddr_un, sun_path);
     std::string path(reinterpret_cast<const char*>(endpoint.data()) + start, endpoint.size() - start);
@@ -71,7 +71,7 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     return isLocal(endpoint) ? "process " + std::to_string(processAt(socket).pid) : textOf(endpoint);
 }
 
-/** None for an address that has no other form than IPv6. A socket that was passed may serve both. */
+/** The IPv4 address, also if it is mapped to IPv6: a passed socket may accept both. Empty for other IPv6 addresses. */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     if (address.is_v4()) {
         return address.to_v4();
@@ -82,7 +82,7 @@ std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
 }
 
-/** Who has a share of the places: as many addresses as one host can have at will count as one. */
+/** The host that a connection counts for. All addresses that one host can choose freely count as one host. */
 std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
         return "user " + std::to_string(processAt(socket).uid);
@@ -95,7 +95,7 @@ std::string hostOf(const Endpoint& endpoint, int socket) {
     return asio::ip::network_v6(address.to_v6(), subnet).canonical().to_string();
 }
 
-/** Hundreds of threads fit into the address space of a small machine. The thread sanitizer keeps much in a stack. */
+/** With 1 MiB, hundreds of threads fit into a 32-bit address space. The thread sanitizer needs large stack frames. */
 void useSmallStacks() {
     constexpr std::size_t stackSize = std::size_t{1024} * 1024;
     pthread_attr_t attributes;
@@ -106,10 +106,10 @@ void useSmallStacks() {
 }
 
 /**
- * The signals that end the server, as a descriptor. No thread that is made from now on receives them: a handler in
- * whatever a thread is at would have to be safe there.
+ * A descriptor that is readable when a signal to terminate the server arrives. Threads that are created later do not
+ * receive these signals, so no signal handler has to be safe in every function.
  */
-int endingSignals() {
+int terminationSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
@@ -125,23 +125,23 @@ int endingSignals() {
 } // namespace
 
 Server::Server(const Options& options)
-    : m_options(options), m_devices(options.policy), m_signals(m_io, endingSignals()), m_leftOutTimer(m_io) {
+    : m_options(options), m_devices(options.policy), m_signals(m_io, terminationSignals()), m_suppressedTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
-    // The end of the terminal that it was started from is not its own.
+    // The server continues after the terminal that started it has closed.
     std::signal(SIGHUP, SIG_IGN);
     Common::FaultGuard::install();
-    handleWakeUps();
+    installWakeUpHandler();
     useSmallStacks();
     listen();
 }
 
 Server::~Server() {
     stop();
-    awaitClients();
+    waitForClients();
     for (auto& client : m_clients) {
         client.thread.join();
     }
-    traceLeftOut(TraceLimit::Time::max());
+    traceSuppressed(TraceLimit::Time::max());
 }
 
 void Server::listen() {
@@ -156,7 +156,7 @@ void Server::listen() {
         acceptor.bind(m_options.listen);
         acceptor.listen();
     } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), "cannot listen on " + textOf(m_options.listen));
+        throw std::system_error(error.code(), textOf(m_options.listen) + ": cannot listen");
     }
 }
 
@@ -183,8 +183,8 @@ void Server::run() {
             stop();
         }
     });
-    startTickers();
-    watchLeftOutTraces();
+    startInterruptTimers();
+    scheduleSuppressedReport();
     for (auto& listener : m_listeners) {
         accept(listener);
     }
@@ -198,24 +198,24 @@ void Server::accept(Listener& listener) {
             return;
         }
         if (error) {
-            acceptLater(listener, error);
+            retryAccept(listener, error);
             return;
         }
-        std::error_code gone;
-        const Endpoint endpoint = socket.remote_endpoint(gone);
-        if (!gone) {
+        std::error_code peerError;
+        const Endpoint endpoint = socket.remote_endpoint(peerError);
+        if (!peerError) {
             admit(std::move(socket), endpoint);
         }
         accept(listener);
     });
 }
 
-// Until descriptors or memory are there again.
-void Server::acceptLater(Listener& listener, const std::error_code& reason) {
-    RYNVELD_TRACE_OF((Peer{"", "", m_traceLimit}), failure, "accept", "No client can be accepted: ", reason.message(),
-                     ".");
-    listener.again.expires_after(std::chrono::milliseconds(100));
-    listener.again.async_wait([this, &listener](const std::error_code& /*error*/) {
+// Descriptors or memory are exhausted: tries again later.
+void Server::retryAccept(Listener& listener, const std::error_code& reason) {
+    RYNVELD_TRACE_LIMITED((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(),
+                          ".");
+    listener.retryTimer.expires_after(std::chrono::milliseconds(100));
+    listener.retryTimer.async_wait([this, &listener](const std::error_code& /*error*/) {
         if (!m_stopped) {
             accept(listener);
         }
@@ -225,16 +225,18 @@ void Server::acceptLater(Listener& listener, const std::error_code& reason) {
 void Server::admit(Socket socket, const Endpoint& endpoint) {
     const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint, socket.native_handle()), m_traceLimit};
     if (!isAllowed(endpoint)) {
-        RYNVELD_TRACE_OF(peer, failure, "network", "Client ", peer.name, " turned away: its network is not allowed.");
+        RYNVELD_TRACE_LIMITED(peer, failure, "network", "Client ", peer.name,
+                              " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        RYNVELD_TRACE_OF(peer, failure, "connections", "Client ", peer.name, " turned away: there are ",
-                         m_clients.size(), " connections.");
-    } else if (const auto count = connectionsOf(peer.host); count >= m_options.maxConnectionsPerHost) {
-        RYNVELD_TRACE_OF(peer, failure, "connections of host", "Client ", peer.name, " turned away: its host has ",
-                         count, " connections.");
+        RYNVELD_TRACE_LIMITED(peer, failure, "connections", "Client ", peer.name,
+                              " turned away: the connection limit (", m_options.maxConnections, ") is reached.");
+    } else if (connectionsOf(peer.host) >= m_options.maxConnectionsPerHost) {
+        RYNVELD_TRACE_LIMITED(peer, failure, "connections of host", "Client ", peer.name,
+                              " turned away: its host has reached the connection limit (",
+                              m_options.maxConnectionsPerHost, ").");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
-        // Away from the event loop, which would be woken by every record.
+        // The session reads the socket itself: in the event loop, every record would wake up this thread.
         serve(socket.release(), peer);
     }
 }
@@ -244,7 +246,7 @@ std::size_t Server::connectionsOf(const std::string& host) const {
         std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
 }
 
-// Who may use a local socket, its file's permissions say.
+// The permissions of the socket's file determine who may use a local socket.
 bool Server::isAllowed(const Endpoint& endpoint) const {
     const auto& allowed = m_options.allowed;
     if (allowed.empty() || isLocal(endpoint)) {
@@ -267,18 +269,18 @@ void Server::serve(int descriptor, const Peer& peer) {
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
-        RYNVELD_TRACE_OF(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
+        RYNVELD_TRACE_LIMITED(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
         m_clients.erase(client);
     }
 }
 
-// What the system refuses to one client must not end the connections of the others.
+// An exception, for instance because memory is exhausted, must not end the connections of other clients.
 void Server::run(Session& session) {
     try {
         session.run();
     } catch (const std::exception& exception) {
-        RYNVELD_TRACE_OF(session.peer(), failure, "exception", "The connection of client ", session.peer().name,
-                         " is ended: ", exception.what(), ".");
+        RYNVELD_TRACE_LIMITED(session.peer(), failure, "exception", "Client ", session.peer().name,
+                              " was disconnected: ", exception.what(), ".");
     }
 }
 
@@ -287,43 +289,44 @@ void Server::remove(Clients::iterator client) {
     m_clients.erase(client);
 }
 
-void Server::startTickers() {
+void Server::startInterruptTimers() {
     for (const auto& [name, period] : m_options.interruptPeriods) {
-        std::string obstacle;
-        m_tickers.push_back({m_devices.open(name, obstacle), period, asio::steady_timer(m_io)});
-        tick(m_tickers.back());
+        std::string reason;
+        m_interruptTimers.push_back({m_devices.open(name, reason), period, asio::steady_timer(m_io)});
+        scheduleInterrupt(m_interruptTimers.back());
     }
 }
 
-void Server::tick(Ticker& ticker) {
-    ticker.timer.expires_after(ticker.period);
-    ticker.timer.async_wait([this, &ticker](const std::error_code& /*error*/) {
+void Server::scheduleInterrupt(InterruptTimer& interruptTimer) {
+    interruptTimer.timer.expires_after(interruptTimer.period);
+    interruptTimer.timer.async_wait([this, &interruptTimer](const std::error_code& /*error*/) {
         if (!m_stopped) {
-            ticker.device->simulatedInterrupt()->raise(std::nullopt);
-            tick(ticker);
+            interruptTimer.device->simulatedInterrupt()->raise(std::nullopt);
+            scheduleInterrupt(interruptTimer);
         }
     });
 }
 
-// A client that stops its flood causes no further line, which would tell the count.
-void Server::watchLeftOutTraces() {
-    m_leftOutTimer.expires_after(TraceLimit::period / 5);
-    m_leftOutTimer.async_wait([this](const std::error_code& /*error*/) {
+// A line reports the suppressed lines before it. The timer reports those that no line follows.
+void Server::scheduleSuppressedReport() {
+    m_suppressedTimer.expires_after(TraceLimit::period / 5);
+    m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
         if (!m_stopped) {
-            traceLeftOut(std::chrono::steady_clock::now());
-            watchLeftOutTraces();
+            traceSuppressed(std::chrono::steady_clock::now());
+            scheduleSuppressedReport();
         }
     });
 }
 
-void Server::traceLeftOut(TraceLimit::Time now) {
-    for (const auto& each : m_traceLimit.takeLeftOut(now)) {
-        RYNVELD_TRACE(failure, "Lines left out", each.host.empty() ? "" : " about " + each.host, ": ", each.count, " (",
-                      each.cause, ").");
+void Server::traceSuppressed(TraceLimit::Time now) {
+    for (const auto& each : m_traceLimit.takeSuppressed(now)) {
+        RYNVELD_TRACE(failure, "Suppressed lines", each.host.empty() ? "" : " about " + each.host, ": ", each.count,
+                      " (", each.cause, ").");
     }
 }
 
-// What is under way already comes in yet, with success.
+// cancel() and close() do not affect operations that have already completed. Their handlers run without an error, and
+// check m_stopped.
 void Server::stop() {
     if (m_stopped) {
         return;
@@ -333,41 +336,41 @@ void Server::stop() {
     std::error_code ignored;
     for (auto& listener : m_listeners) {
         listener.acceptor.close(ignored);
-        listener.again.cancel();
+        listener.retryTimer.cancel();
     }
     m_signals.cancel(ignored);
-    for (auto& ticker : m_tickers) {
-        ticker.timer.cancel();
+    for (auto& interruptTimer : m_interruptTimers) {
+        interruptTimer.timer.cancel();
     }
-    m_leftOutTimer.cancel();
+    m_suppressedTimer.cancel();
     for (const auto& client : m_clients) {
         client.session->stop();
     }
 }
 
-// Most operations on devices end by themselves in no time, and are better not interrupted.
-void Server::awaitClients() {
+// Most device operations end within milliseconds: interrupts only those that take longer.
+void Server::waitForClients() {
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();
     bool isTraced = false;
-    while (!haveClientsEnded()) {
+    while (!haveAllClientsEnded()) {
         std::this_thread::sleep_for(1ms);
         const auto time = std::chrono::steady_clock::now() - begin;
         if (time > 300ms) {
-            wakeUpClients();
+            interruptClients();
         }
         if (time > 1s && !isTraced) {
-            traceClients();
+            traceRunningClients();
             isTraced = true;
         }
     }
 }
 
-bool Server::haveClientsEnded() const {
+bool Server::haveAllClientsEnded() const {
     return std::all_of(m_clients.begin(), m_clients.end(), [](const Client& client) { return client.hasEnded.load(); });
 }
 
-void Server::wakeUpClients() {
+void Server::interruptClients() {
     for (auto& client : m_clients) {
         if (!client.hasEnded) {
             wakeUp(client.thread);
@@ -375,10 +378,11 @@ void Server::wakeUpClients() {
     }
 }
 
-void Server::traceClients() const {
+void Server::traceRunningClients() const {
     for (const auto& client : m_clients) {
         if (!client.hasEnded) {
-            RYNVELD_TRACE(failure, "The end waits for ", client.session->description(), ": it cannot be interrupted.");
+            RYNVELD_TRACE(failure, "Shutdown waits for ", client.session->description(),
+                          ": its operation cannot be interrupted.");
         }
     }
 }

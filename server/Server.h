@@ -1,6 +1,6 @@
 /**
  * @file
- * The server: accepts clients, and ends when it is told to.
+ * The register server.
  */
 #ifndef RYNVELD_SERVER_H
 #define RYNVELD_SERVER_H
@@ -27,39 +27,40 @@
 namespace Rynveld {
 
 /**
- * Accepting, signals and timers run in the thread that calls run(). Each connection has a thread of its own, since what
- * it asks of a device may block: a slow device or client delays nobody else.
+ * Accepts clients until it receives a signal to terminate. The thread that calls run() handles new connections, signals
+ * and timers. Each connection has its own thread, because device operations may block: a slow device or client does not
+ * delay other clients.
  */
 class Server {
 public:
     /**
-     * Listens, so that clients can connect from now on.
+     * Starts to listen. From then on, clients can connect.
      *
-     * @throws std::system_error, with a text that names the address, when it cannot.
+     * @throws std::system_error if it cannot listen. The text names the address.
      */
     explicit Server(const Options& options);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     ~Server();
 
-    /** Where it listens, for instance "127.0.0.1:8888"; with commas between several places. */
+    /** The listening addresses, separated by commas, for example "127.0.0.1:8888". */
     std::string address() const;
 
     /**
-     * Serves until SIGTERM or SIGINT. Operations on devices that are under way then are interrupted; the end of those
-     * that cannot be interrupted is awaited, with a trace after a second.
+     * Serves clients until SIGTERM or SIGINT. The destructor then interrupts the device operations that are in
+     * progress. It waits for operations that cannot be interrupted, and traces them after a second.
      */
     void run();
 
 private:
     using Socket = asio::generic::stream_protocol::socket;
 
-    /** Where clients come from. */
+    /** A listening socket. */
     struct Listener {
-        explicit Listener(asio::io_context& io) : acceptor(io), again(io) {}
+        explicit Listener(asio::io_context& io) : acceptor(io), retryTimer(io) {}
 
         asio::basic_socket_acceptor<asio::generic::stream_protocol> acceptor;
-        asio::steady_timer again;
+        asio::steady_timer retryTimer;
     };
 
     struct Client {
@@ -70,8 +71,8 @@ private:
     };
     using Clients = std::list<Client>;
 
-    /** Raises the interrupt of a simulated device again and again. */
-    struct Ticker {
+    /** Raises the interrupt of a simulated device periodically. */
+    struct InterruptTimer {
         std::shared_ptr<ServedDevice> device;
         std::chrono::milliseconds period;
         asio::steady_timer timer;
@@ -80,22 +81,22 @@ private:
     void listen();
     void listenOn(const std::vector<int>& sockets);
     void accept(Listener& listener);
-    void acceptLater(Listener& listener, const std::error_code& reason);
+    void retryAccept(Listener& listener, const std::error_code& reason);
     void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
     std::size_t connectionsOf(const std::string& host) const;
     bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
     void serve(int descriptor, const Peer& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
-    void startTickers();
-    void tick(Ticker& ticker);
-    void watchLeftOutTraces();
-    void traceLeftOut(TraceLimit::Time now);
+    void startInterruptTimers();
+    void scheduleInterrupt(InterruptTimer& interruptTimer);
+    void scheduleSuppressedReport();
+    void traceSuppressed(TraceLimit::Time now);
     void stop();
-    void awaitClients();
-    bool haveClientsEnded() const;
-    void wakeUpClients();
-    void traceClients() const;
+    void waitForClients();
+    bool haveAllClientsEnded() const;
+    void interruptClients();
+    void traceRunningClients() const;
 
     bool m_stopped = false;
     const Options& m_options;
@@ -104,8 +105,8 @@ private:
     asio::io_context m_io;
     std::list<Listener> m_listeners;
     asio::posix::stream_descriptor m_signals;
-    std::list<Ticker> m_tickers;
-    asio::steady_timer m_leftOutTimer;
+    std::list<InterruptTimer> m_interruptTimers;
+    asio::steady_timer m_suppressedTimer;
     Clients m_clients;
 };
 

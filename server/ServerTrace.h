@@ -1,8 +1,8 @@
 /**
  * @file
- * The server's trace channel, "Rynveld": failures of the server and its devices and clients that are turned away at
- * level 1, clients that are hung up on and devices that cannot be opened at level 3, refused requests at level 4,
- * connections at level 5.
+ * The server's trace channel, "Rynveld". Level 1: failures of the server and of its devices, and clients that are
+ * turned away. Level 3: clients that the server disconnects, and devices that cannot be opened. Level 4: refused
+ * requests. Level 5: connections.
  */
 #ifndef RYNVELD_SERVERTRACE_H
 #define RYNVELD_SERVERTRACE_H
@@ -16,15 +16,15 @@ extern ZilTrace serverTrace;
 
 } // namespace Rynveld
 
-/** A message made of pieces that a stream can write. */
+/** Traces a message. Its pieces are any values that a stream can write. */
 #define RYNVELD_TRACE(level, ...) RYNVEL_TRACE_MESSAGE(::Rynveld::serverTrace, ::Rynvel::TraceLevel::level, __VA_ARGS__)
 
-/** The same on what a client does: its host may cause so many lines of a kind. */
-#define RYNVELD_TRACE_OF(peer, level, cause, ...)                                                                      \
+/** Like RYNVELD_TRACE, for messages that a client causes: the number of lines per host and cause is limited. */
+#define RYNVELD_TRACE_LIMITED(peer, level, cause, ...)                                                                 \
     do {                                                                                                               \
         if (::Rynveld::serverTrace.isEnabled(::Rynvel::TraceLevel::level)) {                                           \
-            if (const auto ending = (peer).limit.admit((peer).host, cause)) {                                          \
-                RYNVELD_TRACE(level, __VA_ARGS__, *ending);                                                            \
+            if (const auto suffix = (peer).limit.admit((peer).host, cause)) {                                          \
+                RYNVELD_TRACE(level, __VA_ARGS__, *suffix);                                                            \
             }                                                                                                          \
         }                                                                                                              \
     } while (false)

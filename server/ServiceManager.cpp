@@ -24,7 +24,7 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-/** The address of the manager's socket; its length is 0 when the path cannot be one. */
+/** Stores the address of the manager's socket and returns its length; 0 if the path is not valid. */
 socklen_t addressOf(const std::string& path, sockaddr_un& address) {
     if (path.size() < 2 || path.size() > sizeof(address.sun_path) || (path[0] != '/' && path[0] != '@')) {
         return 0;
@@ -37,24 +37,25 @@ socklen_t addressOf(const std::string& path, sockaddr_un& address) {
     return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
 }
 
-int optionOf(int socket, int option) {
+int socketOption(int socket, int option) {
     int value = 0;
     socklen_t size = sizeof(value);
     return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
 }
 
 bool listensForClients(int socket) {
-    const bool isTcp = optionOf(socket, SO_PROTOCOL) == IPPROTO_TCP;
-    const bool isLocal = optionOf(socket, SO_DOMAIN) == AF_UNIX && optionOf(socket, SO_TYPE) == SOCK_STREAM;
-    return optionOf(socket, SO_ACCEPTCONN) == 1 && (isTcp || isLocal);
+    const bool isTcp = socketOption(socket, SO_PROTOCOL) == IPPROTO_TCP;
+    const bool isLocal = socketOption(socket, SO_DOMAIN) == AF_UNIX && socketOption(socket, SO_TYPE) == SOCK_STREAM;
+    return socketOption(socket, SO_ACCEPTCONN) == 1 && (isTcp || isLocal);
 }
 
-/** How many descriptors the text says were passed. */
-int countIn(const std::string& text) {
-    constexpr Common::Notation fourDigits{false, false, 4};
+/** Parses the number of passed sockets. */
+int parseSocketCount(const std::string& text) {
+    constexpr Common::NumberFormat fourDigits{false, false, 4};
     const auto count = Common::parseNumber(text.empty() ? "0" : text, fourDigits);
     if (!count) {
-        throw std::runtime_error("LISTEN_FDS is '" + text + "', and no number of sockets");
+        throw std::runtime_error("LISTEN_FDS: '" + text +
+                                 "' is not a number of sockets (use at most 4 decimal digits)");
     }
     return static_cast<int>(*count);
 }
@@ -66,11 +67,11 @@ std::vector<int> activationSockets() {
     if (environment("LISTEN_PID") != std::to_string(::getpid())) {
         return sockets;
     }
-    const int end = firstPassedDescriptor + countIn(environment("LISTEN_FDS"));
+    const int end = firstPassedDescriptor + parseSocketCount(environment("LISTEN_FDS"));
     for (int socket = firstPassedDescriptor; socket < end; ++socket) {
         if (!listensForClients(socket)) {
-            throw std::runtime_error("the socket that was passed as descriptor " + std::to_string(socket) +
-                                     " does not listen for TCP or local stream connections");
+            throw std::runtime_error("descriptor " + std::to_string(socket) +
+                                     ": not a listening TCP or local stream socket");
         }
         ::fcntl(socket, F_SETFD, FD_CLOEXEC);
         sockets.push_back(socket);

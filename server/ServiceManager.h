@@ -1,6 +1,6 @@
 /**
  * @file
- * What systemd tells a service, and is told by it.
+ * The interface between systemd and a service.
  */
 #ifndef RYNVELD_SERVICEMANAGER_H
 #define RYNVELD_SERVICEMANAGER_H
@@ -11,13 +11,13 @@
 namespace Rynveld {
 
 /**
- * The listening sockets that were passed by socket activation; none when the process was not started by it.
+ * The listening sockets that socket activation has passed to this process; empty without socket activation.
  *
- * @throws std::runtime_error when one of them is no socket that listens for TCP or local stream connections.
+ * @throws std::runtime_error if one of them is not a listening TCP socket or local stream socket.
  */
 std::vector<int> activationSockets();
 
-/** Sends a state such as "READY=1" to the service manager. Does nothing when there is none. */
+/** Sends a state such as "READY=1" to the service manager. Does nothing if there is no service manager. */
 void notifyServiceManager(const std::string& state);
 
 } // namespace Rynveld

@@ -18,10 +18,10 @@ void Session::run() {
     try {
         serve();
     } catch (...) {
-        end();
+        close();
         throw;
     }
-    end();
+    close();
 }
 
 void Session::serve() {
@@ -30,8 +30,9 @@ void Session::serve() {
     }
 }
 
-// The last to let go of a device closes it, which may take long: it must not keep the thread that accepts clients.
-void Session::end() {
+// The last client to release a device closes it, which may take long. It must not block the thread that accepts
+// clients, so the device is released here and not in the destructor.
+void Session::close() {
     disarm();
     m_socket.shutDown();
     m_handler.close();
@@ -39,21 +40,21 @@ void Session::end() {
 
 bool Session::answer(const Rynvel::Request& request) {
     disarm();
-    const Mishap mishap = m_faults.next();
-    if (mishap.disconnects) {
+    const InjectedFaults faults = m_faults.next();
+    if (faults.disconnects) {
         return false;
     }
-    Rynvel::Response response = mishap.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
+    Rynvel::Response response = faults.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
     const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
     if (waits && response.isSuccessful() && !arm()) {
-        response = m_handler.refuse(request, "the system has no thread or no descriptor left");
+        response = m_handler.refuse(request, "the system has no threads or descriptors left");
     }
-    if (!send(response, mishap)) {
+    if (!send(response, faults)) {
         return false;
     }
     if (m_armed) {
         m_socket.setIdleTimeout(std::chrono::milliseconds(0));
-        m_armed->waiter().begin(m_socket.descriptor());
+        m_armed->waiter().startDelivery(m_socket.descriptor());
     }
     return true;
 }
@@ -62,13 +63,13 @@ Rynvel::Response Session::handle(const Rynvel::Request& request) {
     if (request.getType() != Rynvel::RequestData::Type::Open) {
         return m_handler.handle(request);
     }
-    show(request.getDeviceName());
+    setDeviceName(request.getDeviceName());
     Rynvel::Response response = m_handler.handle(request);
-    show(m_handler.deviceName());
+    setDeviceName(m_handler.deviceName());
     return response;
 }
 
-void Session::show(const std::string& deviceName) {
+void Session::setDeviceName(const std::string& deviceName) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_deviceName = deviceName;
 }
@@ -83,15 +84,15 @@ void Session::stop() {
     m_socket.shutDown();
 }
 
-bool Session::send(const Rynvel::Response& response, const Mishap& mishap) const {
-    if (mishap.delay.count() > 0 && !m_socket.pause(mishap.delay)) {
+bool Session::send(const Rynvel::Response& response, const InjectedFaults& faults) const {
+    if (faults.delay.count() > 0 && !m_socket.pause(faults.delay)) {
         return false;
     }
-    return mishap.split.count() > 0 ? m_socket.sendInHalves(response, mishap.split) : m_socket.send(response);
+    return faults.split.count() > 0 ? m_socket.sendInHalves(response, faults.split) : m_socket.send(response);
 }
 
-// The connection is armed before its client knows: what other clients do after that is not undone by the arming, and no
-// interrupt is missed.
+// Arms the connection before the client receives the response. The client therefore misses no interrupt after the
+// response, and arming cannot undo what other clients do after it.
 bool Session::arm() {
     m_armed = m_handler.device();
     try {

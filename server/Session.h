@@ -1,6 +1,6 @@
 /**
  * @file
- * One client's connection.
+ * The connection of a client.
  */
 #ifndef RYNVELD_SESSION_H
 #define RYNVELD_SESSION_H
@@ -17,50 +17,50 @@
 namespace Rynveld {
 
 /**
- * Answers the requests of one connection until it ends, or until a record comes that is no request. A request on a
- * connection that is armed for interrupts ends the arming.
+ * Answers the requests of one connection until the connection ends, or until a record arrives that is not a valid
+ * request. A request on an armed connection disarms it.
  */
 class Session {
 public:
-    /** @param idleTimeout ends a connection that sends nothing for so long and is not armed; 0 for never. */
+    /** @param idleTimeout a connection that is not armed ends after this time without a request; 0 for never. */
     Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
             std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session() = default;
 
-    /** Returns when the connection has ended. */
+    /** Serves the connection. Returns when it has ended. */
     void run();
 
-    /** Makes run() return when the request that is being done is. May be called by any thread. */
+    /** Makes run() return after the current request. Any thread may call it. */
     void stop();
 
     const Peer& peer() const { return m_peer; }
 
-    /** The client and the device that it uses, for a trace. May be called by any thread. */
+    /** The client and its device, for a trace. Any thread may call it. */
     std::string description() const;
 
 private:
     void serve();
     bool answer(const Rynvel::Request& request);
     Rynvel::Response handle(const Rynvel::Request& request);
-    void show(const std::string& deviceName);
-    bool send(const Rynvel::Response& response, const Mishap& mishap) const;
+    void setDeviceName(const std::string& deviceName);
+    bool send(const Rynvel::Response& response, const InjectedFaults& faults) const;
     bool arm();
     void disarm();
-    void end();
+    void close();
 
     ClientSocket m_socket;
     const Peer m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
-    FaultPlan m_faults;
-    /** Null when the connection is not armed. */
+    FaultInjector m_faults;
+    /** The device that the connection is armed for; null if it is not armed. */
     std::shared_ptr<ServedDevice> m_armed;
 
     std::atomic<bool> m_stopped{false};
     mutable std::mutex m_mutex;
-    /** The device that is open, or is being opened. */
+    /** The name of the device that is open or is being opened. */
     std::string m_deviceName;
 };
 

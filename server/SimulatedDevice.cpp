@@ -19,7 +19,7 @@ SimulatedInterrupt::SimulatedInterrupt() {
     if (::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "socketpair");
     }
-    m_ends = {Common::Descriptor(ends[0]), Common::Descriptor(ends[1])};
+    m_sockets = {Common::Descriptor(ends[0]), Common::Descriptor(ends[1])};
 }
 
 void SimulatedInterrupt::raise(std::optional<std::uint32_t> word) {
@@ -57,9 +57,9 @@ bool SimulatedInterrupt::receive(unsigned long* word) {
 }
 
 void SimulatedInterrupt::deliver(std::uint32_t word) {
-    std::uint32_t earlier = 0;
-    ::recv(descriptor(), &earlier, sizeof(earlier), MSG_DONTWAIT);
-    ::send(m_ends[1].number(), &word, sizeof(word), MSG_DONTWAIT | MSG_NOSIGNAL);
+    std::uint32_t replaced = 0;
+    ::recv(descriptor(), &replaced, sizeof(replaced), MSG_DONTWAIT);
+    ::send(m_sockets[1].number(), &word, sizeof(word), MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
 namespace {
@@ -67,12 +67,12 @@ namespace {
 template <typename T>
 class SimulatedDevice final : public Rynvel::Device<T> {
 public:
-    SimulatedDevice(const std::string& name, const Common::DeviceKind& kind)
+    SimulatedDevice(const std::string& name, const Common::DeviceTypeInfo& type)
         : Rynvel::Device<T>(name),
-          m_addressStep(kind.addressStep),
-          m_waitingEnables(kind.waitingEnables),
+          m_addressStride(type.addressStride),
+          m_waitEnablesInterrupt(type.waitEnablesInterrupt),
           m_registers(simulatedSize / sizeof(T)) {
-        if (kind.hasInterrupts) {
+        if (type.hasInterrupts) {
             m_interrupt = std::make_unique<SimulatedInterrupt>();
         }
     }
@@ -80,30 +80,30 @@ public:
     SimulatedInterrupt* interrupt() const { return m_interrupt.get(); }
 
     bool read(unsigned int address, T* data) override {
-        return access(address, 1, [&](T* place) { *data = *place; });
+        return access(address, 1, [&](T* registers) { *data = *registers; });
     }
 
     bool read(unsigned int address, T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
-        return access(address, items, [&](T* place) {
-            std::transform(place, place + items, data, [&](T value) { return ordered(value, byteOrder); });
+        return access(address, items, [&](T* registers) {
+            std::transform(registers, registers + items, data, [&](T value) { return ordered(value, byteOrder); });
         });
     }
 
     bool write(unsigned int address, T data) override {
-        return access(address, 1, [&](T* place) { *place = data; });
+        return access(address, 1, [&](T* registers) { *registers = data; });
     }
 
     bool write(unsigned int address, T data, T bitmask) override {
-        return access(address, 1, [&](T* place) { *place = Rynvel::replaceBits(*place, data, bitmask); });
+        return access(address, 1, [&](T* registers) { *registers = Rynvel::replaceBits(*registers, data, bitmask); });
     }
 
     bool write(unsigned int address, const T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
-        return access(address, items, [&](T* place) {
-            std::transform(data, data + items, place, [&](T value) { return ordered(value, byteOrder); });
+        return access(address, items, [&](T* registers) {
+            std::transform(data, data + items, registers, [&](T value) { return ordered(value, byteOrder); });
         });
     }
 
-    /** 4, as a UIO device. */
+    /** 4, like a UIO device. */
     bool getInterruptType(unsigned long* type) override {
         if (m_interrupt) {
             *type = 4;
@@ -126,26 +126,26 @@ public:
     }
 
     bool waitForInterrupt(unsigned long* info) override {
-        if (m_interrupt && m_waitingEnables) {
+        if (m_interrupt && m_waitEnablesInterrupt) {
             m_interrupt->enable();
         }
         return m_interrupt && m_interrupt->receive(info);
     }
 
-    /** Does nothing, successfully, whatever the request. */
+    /** Does nothing and returns 0, for every request. */
     int ioctl(int /*request*/, unsigned long /*arg*/) override { return 0; }
 
     int getNativeHandle() const override { return m_interrupt ? m_interrupt->descriptor() : -1; }
 
 private:
     static T ordered(T value, Rynvel::ByteOrder byteOrder) {
-        return static_cast<T>(Common::inOrder(value, Common::widthOf<T>, byteOrder));
+        return static_cast<T>(Common::inByteOrder(value, Common::widthOf<T>, byteOrder));
     }
 
     template <typename Function>
     bool access(unsigned int address, unsigned int items, const Function& function) {
-        const std::size_t index = address / m_addressStep;
-        if (address % m_addressStep != 0 || index > m_registers.size() || items > m_registers.size() - index) {
+        const std::size_t index = address / m_addressStride;
+        if (address % m_addressStride != 0 || index > m_registers.size() || items > m_registers.size() - index) {
             return false;
         }
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -153,24 +153,24 @@ private:
         return true;
     }
 
-    const unsigned int m_addressStep;
-    const bool m_waitingEnables;
+    const unsigned int m_addressStride;
+    const bool m_waitEnablesInterrupt;
     std::mutex m_mutex;
     std::vector<T> m_registers;
     std::unique_ptr<SimulatedInterrupt> m_interrupt;
 };
 
 template <typename T>
-Simulation simulateAs(const std::string& name, const Common::DeviceKind& kind) {
-    auto device = std::make_unique<SimulatedDevice<T>>(name, kind);
+Simulation simulateAs(const std::string& name, const Common::DeviceTypeInfo& type) {
+    auto device = std::make_unique<SimulatedDevice<T>>(name, type);
     SimulatedInterrupt* const interrupt = device->interrupt();
     return {Common::wrap(std::unique_ptr<Rynvel::Device<T>>(std::move(device)), nullptr, std::nullopt), interrupt};
 }
 
 } // namespace
 
-Simulation simulate(const std::string& name, const Common::DeviceKind& kind) {
-    return Common::withRegisterType(kind.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, kind); });
+Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type) {
+    return Common::withRegisterType(type.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, type); });
 }
 
 } // namespace Rynveld

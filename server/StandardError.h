@@ -1,6 +1,6 @@
 /**
  * @file
- * What the server writes for its administrator.
+ * The mode of standard error.
  */
 #ifndef RYNVELD_STANDARDERROR_H
 #define RYNVELD_STANDARDERROR_H
@@ -8,11 +8,10 @@
 namespace Rynveld {
 
 /**
- * Lets writing to standard error lose what nobody takes, instead of blocking, in this process alone. A terminal or pipe
- * that stands still would otherwise hold the thread that traces, and with it the clients that it serves and the end of
- * the process.
+ * Makes writes to standard error lose data instead of blocking, if possible in this process alone. Otherwise a terminal
+ * or pipe that takes no more data would block the thread that traces, and with it clients and the end of the process.
  */
-void neverBlockOnStandardError();
+void makeStandardErrorNonBlocking();
 
 } // namespace Rynveld
 

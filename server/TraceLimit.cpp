@@ -9,24 +9,24 @@ std::optional<std::string> TraceLimit::admit(const std::string& host, const std:
         entry.end = now + period;
         entry.lines = 0;
     }
-    if (entry.lines == linesInAPeriod) {
-        ++entry.leftOut;
+    if (entry.lines == linesPerPeriod) {
+        ++entry.suppressed;
         return std::nullopt;
     }
     ++entry.lines;
-    const std::size_t leftOut = std::exchange(entry.leftOut, 0);
-    return leftOut == 0 ? "" : " (" + std::to_string(leftOut) + " more were left out)";
+    const std::size_t suppressed = std::exchange(entry.suppressed, 0);
+    return suppressed == 0 ? "" : " (" + std::to_string(suppressed) + " similar lines suppressed)";
 }
 
-std::vector<TraceLimit::LeftOut> TraceLimit::takeLeftOut(Time now) {
+std::vector<TraceLimit::Suppressed> TraceLimit::takeSuppressed(Time now) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::vector<LeftOut> leftOut;
+    std::vector<Suppressed> suppressed;
     for (auto& [key, entry] : m_entries) {
-        if (now >= entry.end && entry.leftOut > 0) {
-            leftOut.push_back({key.first, key.second, std::exchange(entry.leftOut, 0)});
+        if (now >= entry.end && entry.suppressed > 0) {
+            suppressed.push_back({key.first, key.second, std::exchange(entry.suppressed, 0)});
         }
     }
-    return leftOut;
+    return suppressed;
 }
 
 TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
@@ -34,18 +34,18 @@ TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
     if (found != m_entries.end()) {
         return found->second;
     }
-    makeRoom(now);
-    const Key& own = m_entries.size() < mostEntries ? key : Key{otherHosts, key.second};
-    return m_entries.emplace(own, Entry{now + period, 0, 0}).first->second;
+    removeQuietEntries(now);
+    const Key& used = m_entries.size() < maxEntries ? key : Key{otherHosts, key.second};
+    return m_entries.emplace(used, Entry{now + period, 0, 0}).first->second;
 }
 
-// Hosts come and go: those that have had nothing to say for a period are forgotten, once they are too many.
-void TraceLimit::makeRoom(Time now) {
-    if (m_entries.size() < mostEntries) {
+// Clients may connect from any number of hosts: removes the entries of those without a line in the last period.
+void TraceLimit::removeQuietEntries(Time now) {
+    if (m_entries.size() < maxEntries) {
         return;
     }
     for (auto entry = m_entries.begin(); entry != m_entries.end();) {
-        const bool isQuiet = now >= entry->second.end && entry->second.leftOut == 0;
+        const bool isQuiet = now >= entry->second.end && entry->second.suppressed == 0;
         entry = isQuiet ? m_entries.erase(entry) : std::next(entry);
     }
 }

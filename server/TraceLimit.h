@@ -1,6 +1,6 @@
 /**
  * @file
- * Keeps clients from flooding the traces.
+ * Limits the traces that a client can cause.
  */
 #ifndef RYNVELD_TRACELIMIT_H
 #define RYNVELD_TRACELIMIT_H
@@ -17,58 +17,59 @@
 namespace Rynveld {
 
 /**
- * Lets a host have some lines for each cause in a period, and counts the others. Threads: any number may use it at
- * once.
+ * Allows each host a number of lines per cause and period, and counts the suppressed lines. Threads: any number may use
+ * it at once.
  */
 class TraceLimit {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    static constexpr std::size_t linesInAPeriod = 20;
+    static constexpr std::size_t linesPerPeriod = 20;
     static constexpr std::chrono::seconds period{10};
-    /** Further hosts share one entry for each cause. */
-    static constexpr std::size_t mostEntries = 1000;
+    /** When there are this many, further hosts share one entry per cause. */
+    static constexpr std::size_t maxEntries = 1000;
     static constexpr const char* otherHosts = "other hosts";
 
     /**
-     * What the line ends with: how many like it have been left out since the last one, or nothing.
+     * Counts a line of a host.
      *
-     * @return none when the line itself is to be left out.
+     * @return the text to append to the line: the number of lines suppressed since the last one, or nothing. Empty
+     *         optional if this line must be suppressed.
      */
     std::optional<std::string> admit(const std::string& host, const std::string& cause,
                                      Time now = std::chrono::steady_clock::now());
 
-    /** Lines of a period that has ended and that no later line has counted. */
-    struct LeftOut {
+    /** Suppressed lines of a period that has ended. No later line has reported their number. */
+    struct Suppressed {
         std::string host;
         std::string cause;
         std::size_t count;
     };
-    /** Each is told once. */
-    std::vector<LeftOut> takeLeftOut(Time now);
+    /** Returns the suppressed lines that were not reported, and marks them as reported. */
+    std::vector<Suppressed> takeSuppressed(Time now);
 
 private:
     struct Entry {
         Time end;
         std::size_t lines;
-        std::size_t leftOut;
+        std::size_t suppressed;
     };
 
     /** Host and cause. */
     using Key = std::pair<std::string, std::string>;
 
     Entry& entryOf(const Key& key, Time now);
-    void makeRoom(Time now);
+    void removeQuietEntries(Time now);
 
     std::mutex m_mutex;
     std::map<Key, Entry> m_entries;
 };
 
-/** A client, as traces show it. */
+/** A client, as it appears in traces. */
 struct Peer {
-    /** For instance "10.0.0.7:4711". */
+    /** For example "10.0.0.7:4711". */
     std::string name;
-    /** The same without what differs from one connection to the next. */
+    /** The host that the connection counts for, for example "10.0.0.7". */
     std::string host;
     TraceLimit& limit;
 };

@@ -12,7 +12,7 @@ constexpr int wakeUpSignal = SIGUSR1;
 
 } // namespace
 
-void handleWakeUps() {
+void installWakeUpHandler() {
     struct sigaction action {};
     action.sa_handler = [](int /*signal*/) {};
     sigaction(wakeUpSignal, &action, nullptr);

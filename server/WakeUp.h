@@ -1,6 +1,6 @@
 /**
  * @file
- * Ends the waiting of a thread that blocks in a device.
+ * Interrupts a thread that blocks in a device.
  */
 #ifndef RYNVELD_WAKEUP_H
 #define RYNVELD_WAKEUP_H
@@ -9,12 +9,12 @@
 
 namespace Rynveld {
 
-/** Prepares the process: its signal interrupts a system call instead of ending the process. */
-void handleWakeUps();
+/** Installs the handler of the signal, so that the signal interrupts system calls instead of ending the process. */
+void installWakeUpHandler();
 
 /**
- * Interrupts the system call that the thread blocks in. It has no effect on one that has not yet begun, so that it is
- * to be repeated until the thread has ended.
+ * Interrupts the system call that the thread blocks in. It has no effect on a system call that has not begun yet, so
+ * repeat it until the thread has ended.
  */
 void wakeUp(std::thread& thread);
 

@@ -20,7 +20,7 @@ std::size_t servedDevices(const Rynveld::Policy& policy) {
 }
 
 int serve(const Rynveld::Options& options) {
-    Rynveld::neverBlockOnStandardError();
+    Rynveld::makeStandardErrorNonBlocking();
     Rynveld::Server server(options);
     std::cerr << "rynveld: listening on " << server.address() << ", serving " << servedDevices(options.policy)
               << (options.policy.simulate ? " simulated" : "") << " devices" << std::endl;
@@ -33,7 +33,7 @@ int serve(const Rynveld::Options& options) {
 int main(int argc, char** argv) {
     try {
         return serve(Rynveld::parseOptions(argc, argv));
-    } catch (const Rynveld::Answered& answer) {
+    } catch (const Rynveld::InfoRequested& answer) {
         std::cout << answer.text << std::flush;
         return std::cout ? stopped : cannotRun;
     } catch (const std::invalid_argument& problem) {

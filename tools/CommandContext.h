@@ -50,7 +50,7 @@ private:
     CommandTimeout m_timeout;
     Output m_output;
     std::optional<RemoteServer> m_server;
-    const Common::DeviceKind* m_givenType = nullptr;
+    const Common::DeviceTypeInfo* m_givenType = nullptr;
 };
 
 } // namespace Rynvelctl

@@ -62,10 +62,10 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     std::for_each(argv + std::min(argc, 1), argv + argc, checkArgument);
     const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
-    case Common::ParseResult::Kind::Answered:
+    case Common::ParseResult::Kind::InfoRequested:
         Output(Format::Text, CommandTimeout(std::nullopt)).write(result.text);
         return false;
-    case Common::ParseResult::Kind::Wrong:
+    case Common::ParseResult::Kind::Invalid:
         throw usageError(result.text);
     default:
         return true;

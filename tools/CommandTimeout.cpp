@@ -16,7 +16,7 @@ CommandTimeout::CommandTimeout(std::optional<std::chrono::milliseconds> limit)
     : m_limit(limit), m_deadline(limit ? Common::Deadline(*limit) : Common::Deadline()) {}
 
 void CommandTimeout::requireTimeLeft(const std::string& name) const {
-    if (m_deadline.isOver()) {
+    if (m_deadline.hasPassed()) {
         throw Failure(ExitStatus::TimedOut, name + ": timed out after " + limitText());
     }
 }

@@ -143,7 +143,7 @@ private:
     Words argumentValues() const {
         std::size_t index = 0;
         for (const OptionDescription& argument : m_command->options) {
-            if (argument.isPositional && (index++ == m_arguments || argument.takesSeveral)) {
+            if (argument.isPositional && (index++ == m_arguments || argument.takesMultipleValues)) {
                 return valuesFor(argument.names.front());
             }
         }

@@ -25,15 +25,15 @@ struct IoctlOptions {
     std::string argument;
 };
 
-std::optional<bool> hasFile(const Rynvel::MemoryDevice& row, const Common::DeviceKind* type) {
+std::optional<bool> hasFile(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo* type) {
     if (type != nullptr && type->access == Common::Access::Remote) {
         return std::nullopt;
     }
-    return Common::isPresent(row);
+    return Common::deviceFileExists(row);
 }
 
 ListedDevice toListedDevice(const Rynvel::MemoryDevice& row, std::size_t handle) {
-    const Common::DeviceKind* const type = Common::findKind(row.m_type);
+    const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
     return {row.m_name,
             handle,
             row.m_devicePath,
@@ -57,7 +57,7 @@ void list(const CommandContext& context, const NoOptions& /*options*/) {
     DeviceList devices;
     std::vector<std::string> problems;
     for (std::size_t handle = 0; handle < rows.size(); ++handle) {
-        const std::string problem = Common::disagreement(rows[handle], handle);
+        const std::string problem = Common::describeMismatch(rows[handle], handle);
         if (problem.empty()) {
             devices.push_back(toListedDevice(rows[handle], handle));
         } else {

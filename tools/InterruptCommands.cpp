@@ -124,7 +124,7 @@ public:
                 ++m_received;
                 return *word;
             }
-            if (deadline.isOver()) {
+            if (deadline.hasPassed()) {
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + timeoutMessage());
             }
             // Another process has taken the interrupt, or the driver always reports that it is ready: do not spin.
@@ -141,7 +141,7 @@ private:
         std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
         int count = 0;
         do {
-            count = ::poll(ready.data(), ready.size(), deadline.pollTime());
+            count = ::poll(ready.data(), ready.size(), deadline.pollTimeout());
         } while (count == -1 && errno == EINTR);
         if (ready[0].revents == 0 && ready[1].revents != 0) {
             throw OutputClosed();
@@ -150,7 +150,7 @@ private:
     }
 
     std::string timeoutMessage() const {
-        if (m_each && !m_timeout.deadline().isOver()) {
+        if (m_each && !m_timeout.deadline().hasPassed()) {
             return "no interrupt within " + describe(*m_each);
         }
         const std::string progress =

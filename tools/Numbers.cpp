@@ -11,7 +11,7 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr Common::Notation anyNotation{true, true};
+constexpr Common::NumberFormat anyNotation{true, true};
 
 } // namespace
 
@@ -28,7 +28,7 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text) {
 
 std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width) {
     const std::uint32_t value = parseNumber(name, text);
-    if (value > largestValue(width)) {
+    if (value > maxValue(width)) {
         throw usageError(name + ' ' + text + " does not fit in " + std::to_string(width) + " bits");
     }
     return value;

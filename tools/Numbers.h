@@ -25,7 +25,7 @@ std::uint32_t parseValue(const std::string& name, const std::string& text, unsig
 /** @throws Failure if the text is not a number from 1 to `max`. */
 std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max = UINT32_MAX);
 
-using Common::largestValue;
+using Common::maxValue;
 
 /** Returns 0x and the hexadecimal digits of a register of `width` bits. */
 std::string hexadecimal(std::uint32_t value, unsigned int width = 32);

@@ -10,12 +10,12 @@ namespace Rynvelctl {
 
 namespace {
 
-using Common::Outcome;
+using Common::AccessResult;
 
 Common::OpenedDevice open(const Target& target) {
     Common::OpenedDevice device = Common::openDevice(target.row);
     if (!device.device) {
-        throw Failure(ExitStatus::Unreachable, target.name() + ": " + device.probe.obstacle);
+        throw Failure(ExitStatus::Unreachable, target.name() + ": " + device.probe.reason);
     }
     return device;
 }
@@ -40,11 +40,11 @@ template <typename Operation>
 void OpenLocalDevice::access(const std::string& action, const Operation& operation) {
     m_timeout.requireTimeLeft(m_target.name());
     errno = 0;
-    const Outcome outcome = operation();
-    if (outcome == Outcome::Faulted) {
+    const AccessResult outcome = operation();
+    if (outcome == AccessResult::BusError) {
         throw Failure(ExitStatus::Failed, m_target.name() + ": " + action + " caused a bus error");
     }
-    require(outcome == Outcome::Done, action);
+    require(outcome == AccessResult::Success, action);
 }
 
 std::uint32_t OpenLocalDevice::read(const RegisterRange& range) {

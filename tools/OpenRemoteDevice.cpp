@@ -65,7 +65,7 @@ std::optional<std::uint32_t> OpenRemoteDevice::receiveInterrupt(const Common::De
             try {
                 return m_device.receiveInterrupt(earliest);
             } catch (const Common::ExchangeError&) {
-                if (deadline.isOver()) {
+                if (deadline.hasPassed()) {
                     return std::nullopt;
                 }
                 throw;

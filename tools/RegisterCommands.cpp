@@ -151,7 +151,7 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
     ReadResult result;
     try {
         for (std::uint32_t i = 0; i < range.count(); ++i) {
-            result.values.push_back(Common::inOrder(device.read(range[i]), range.device().width(), order));
+            result.values.push_back(Common::inByteOrder(device.read(range[i]), range.device().width(), order));
         }
     } catch (const Failure& failure) {
         result.failure = failure;
@@ -225,7 +225,7 @@ std::vector<RegisterRange> registersOf(const Target& target, const WatchOptions&
 /** Waits until the deadline. @throws OutputClosed. */
 void waitUntil(const Common::Deadline& deadline) {
     pollfd output{STDOUT_FILENO, 0, 0};
-    if (poll(&output, 1, deadline.pollTime()) > 0) {
+    if (poll(&output, 1, deadline.pollTimeout()) > 0) {
         throw OutputClosed();
     }
 }

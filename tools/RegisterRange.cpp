@@ -38,8 +38,8 @@ void RegisterRange::requireAddresses() const {
                          ": only address 0 can be used (to use others, give the type on the server with --type)");
     }
     // The SPI protocol sends the byte address, although the library takes an index.
-    const Common::DeviceKind& type = m_device->type;
-    const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStep;
+    const Common::DeviceTypeInfo& type = m_device->type;
+    const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStride;
     if (lastIndex * step() > UINT32_MAX || lastIndex * deviceStep > UINT32_MAX) {
         throw usageError(m_device->name() + ": " + textOutside("the 32-bit address range"));
     }

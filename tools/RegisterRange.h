@@ -52,7 +52,7 @@ public:
     /** Returns the same address as text. */
     std::string addressText() const;
     /** Returns the address of the first register, in the unit of the device. */
-    std::uint32_t deviceAddress() const { return m_index * m_device->type.addressStep; }
+    std::uint32_t deviceAddress() const { return m_index * m_device->type.addressStride; }
 
 private:
     void requireAddresses() const;

@@ -45,7 +45,7 @@ RemoteServer::RemoteServer(const std::string& address, const CommandTimeout& tim
 
 std::string RemoteServer::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
 
-Common::Deadlines RemoteServer::deadlines() const {
+Common::DeadlineFactory RemoteServer::deadlines() const {
     return [timeout = m_timeout] { return timeout.answerDeadline(); };
 }
 

@@ -31,7 +31,7 @@ public:
     std::string name() const;
 
     /** Returns a function that returns the deadline for an answer to a request that is sent now. */
-    Common::Deadlines deadlines() const;
+    Common::DeadlineFactory deadlines() const;
 
     /**
      * Calls an operation that exchanges records with the server, and returns its result.

@@ -24,7 +24,7 @@ std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const s
 }
 
 std::unique_ptr<Common::RecordConnection> connectTo(const RemoteServer& server, const std::string& deviceName) {
-    const Common::Deadlines deadlines = server.deadlines();
+    const Common::DeadlineFactory deadlines = server.deadlines();
     auto connection = std::make_unique<Common::RecordConnection>(server.address(), deadlines());
     if (deviceName.empty()) {
         // A server may close the connection of a client whose first request does not open a device. Any name will do.

@@ -12,19 +12,19 @@ namespace Rynvelctl {
 
 namespace {
 
-using Common::DeviceKind;
+using Common::DeviceTypeInfo;
 
 constexpr std::size_t maxNameLength = std::tuple_size_v<decltype(Rynvel::RequestData::deviceName)> - 1;
 
-const DeviceKind& typeOf(const Rynvel::MemoryDevice& row) {
-    const DeviceKind* const type = Common::findKind(row.m_type);
+const DeviceTypeInfo& typeOf(const Rynvel::MemoryDevice& row) {
+    const DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
     if (type == nullptr) {
         throw usageError(row.m_name + ": no backend supports the type of the device");
     }
     return *type;
 }
 
-const DeviceKind& typeOfLocalDevice(const std::string& name) {
+const DeviceTypeInfo& typeOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw usageError(name + ": this machine has no such device (give the type on the server with --type)");
@@ -44,10 +44,10 @@ Rynvel::DeviceType remoteType(unsigned int width) {
 }
 
 /** Returns all types except the remote ones: a server does not serve the devices of another server. */
-std::vector<const DeviceKind*> serverDeviceTypes() {
-    std::vector<const DeviceKind*> types;
+std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
+    std::vector<const DeviceTypeInfo*> types;
     for (std::uint32_t number = 0;; ++number) {
-        const DeviceKind* const type = Common::findKind(static_cast<Rynvel::DeviceType>(number));
+        const DeviceTypeInfo* const type = Common::findDeviceTypeInfo(static_cast<Rynvel::DeviceType>(number));
         if (type == nullptr) {
             return types;
         }
@@ -70,7 +70,7 @@ RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& tim
     }
 }
 
-Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& type, const DeviceKind* givenType,
+Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceTypeInfo& type, const DeviceTypeInfo* givenType,
                  const CommandTimeout& timeout) {
     if (givenType != nullptr && givenType->width != type.width) {
         throw usageError(row.m_name + ": type " + givenType->name + " has " + std::to_string(givenType->width) +
@@ -85,12 +85,12 @@ Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceKind& type, const 
 
 const char* Target::backend() const { return typeOf(row).name; }
 
-Target localTarget(const std::string& name, const DeviceKind* givenType, const CommandTimeout& timeout) {
+Target localTarget(const std::string& name, const DeviceTypeInfo* givenType, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
         throw usageError(name + ": no such device ('rynvelctl list' shows the names)");
     }
-    const DeviceKind& type = typeOf(*row);
+    const DeviceTypeInfo& type = typeOf(*row);
     if (type.access == Common::Access::Remote) {
         return remoteRow(*row, type, givenType, timeout);
     }
@@ -104,28 +104,28 @@ void requireValidName(const std::string& name) {
     if (name.size() > maxNameLength) {
         throw usageError(name + ": the name is longer than " + std::to_string(maxNameLength) + " characters");
     }
-    if (std::any_of(name.begin(), name.end(), Common::isControl)) {
+    if (std::any_of(name.begin(), name.end(), Common::isControlCharacter)) {
         throw usageError(name + ": the name contains a control character, which a server does not accept");
     }
 }
 
-Target remoteTarget(const std::string& name, const RemoteServer& server, const DeviceKind* givenType) {
+Target remoteTarget(const std::string& name, const RemoteServer& server, const DeviceTypeInfo* givenType) {
     requireValidName(name);
-    const DeviceKind& type = givenType == nullptr ? typeOfLocalDevice(name) : *givenType;
+    const DeviceTypeInfo& type = givenType == nullptr ? typeOfLocalDevice(name) : *givenType;
     return {{name, server.name(), 0, remoteType(type.width)}, type, server};
 }
 
 std::vector<std::string> serverDeviceTypeNames() {
     std::vector<std::string> names;
-    for (const DeviceKind* const type : serverDeviceTypes()) {
+    for (const DeviceTypeInfo* const type : serverDeviceTypes()) {
         names.emplace_back(type->name);
     }
     return names;
 }
 
-const DeviceKind& parseType(const std::string& text) {
+const DeviceTypeInfo& parseType(const std::string& text) {
     std::string names;
-    for (const DeviceKind* const type : serverDeviceTypes()) {
+    for (const DeviceTypeInfo* const type : serverDeviceTypes()) {
         if (text == type->name) {
             return *type;
         }

@@ -13,7 +13,7 @@
 #include <rynvel.hpp>
 
 #include "CommandTimeout.h"
-#include "DeviceKind.h"
+#include "DeviceTypeInfo.h"
 #include "RemoteServer.h"
 
 namespace Rynvelctl {
@@ -21,7 +21,7 @@ namespace Rynvelctl {
 struct Target {
     Rynvel::MemoryDevice row;
     /** The properties of the device type. For a remote device, that is the type on the server if it is known. */
-    Common::DeviceKind type;
+    Common::DeviceTypeInfo type;
     /** The server of a remote device. */
     std::optional<RemoteServer> server;
 
@@ -40,7 +40,7 @@ void requireValidName(const std::string& name);
  * @param givenType the type that a remote device has on its server; null if the user has not given one.
  * @throws Failure if there is no device of that name, or if the type does not match the device.
  */
-Target localTarget(const std::string& name, const Common::DeviceKind* givenType, const CommandTimeout& timeout);
+Target localTarget(const std::string& name, const Common::DeviceTypeInfo* givenType, const CommandTimeout& timeout);
 
 /**
  * Describes a device on a server.
@@ -48,13 +48,13 @@ Target localTarget(const std::string& name, const Common::DeviceKind* givenType,
  * @param givenType the type on the server; null selects the type of the device with the same name on this machine.
  * @throws Failure if the type is unknown, or if a request cannot contain the name.
  */
-Target remoteTarget(const std::string& name, const RemoteServer& server, const Common::DeviceKind* givenType);
+Target remoteTarget(const std::string& name, const RemoteServer& server, const Common::DeviceTypeInfo* givenType);
 
 /** Returns the names of the types that a device on a server can have. */
 std::vector<std::string> serverDeviceTypeNames();
 
 /** @throws Failure if the text is not one of serverDeviceTypeNames(). */
-const Common::DeviceKind& parseType(const std::string& text);
+const Common::DeviceTypeInfo& parseType(const std::string& text);
 
 } // namespace Rynvelctl
 

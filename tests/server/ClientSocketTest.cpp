@@ -78,7 +78,7 @@ TEST_F(ClientSocketTest, FailsToReceiveWhenTheClientGoesInTheMiddle) {
 }
 
 TEST_F(ClientSocketTest, ReceivesThroughSignals) {
-    Rynveld::handleWakeUps();
+    Rynveld::installWakeUpHandler();
     std::promise<pthread_t> thread;
     auto whole = std::async(std::launch::async, [&] {
         thread.set_value(pthread_self());

@@ -6,7 +6,7 @@ namespace RynvelTest {
 namespace {
 
 using Rynveld::Fault;
-using Rynveld::FaultPlan;
+using Rynveld::FaultInjector;
 using Rynveld::parseFault;
 using namespace std::chrono_literals;
 
@@ -47,20 +47,20 @@ TEST(Faults, HappenAtTheMultiplesOfTheirCounts) {
                                        {Fault::Kind::Delay, 5ms, 3},
                                        {Fault::Kind::Split, 7ms, 1},
                                        {Fault::Kind::Disconnect, 0ms, 6}};
-    FaultPlan plan(faults);
+    FaultInjector injector(faults);
     for (unsigned int request = 1; request <= 12; ++request) {
-        const auto mishap = plan.next();
-        EXPECT_EQ(mishap.fails, request % 2 == 0) << request;
-        EXPECT_EQ(mishap.delay, request % 3 == 0 ? 5ms : 0ms) << request;
-        EXPECT_EQ(mishap.split, 7ms) << request;
-        EXPECT_EQ(mishap.disconnects, request % 6 == 0) << request;
+        const auto injected = injector.next();
+        EXPECT_EQ(injected.fails, request % 2 == 0) << request;
+        EXPECT_EQ(injected.delay, request % 3 == 0 ? 5ms : 0ms) << request;
+        EXPECT_EQ(injected.split, 7ms) << request;
+        EXPECT_EQ(injected.disconnects, request % 6 == 0) << request;
     }
 }
 
 TEST(Faults, AreCountedForEachConnectionByItself) {
     const std::vector<Fault> faults = {{Fault::Kind::Error, 0ms, 2}};
-    FaultPlan one(faults);
-    FaultPlan other(faults);
+    FaultInjector one(faults);
+    FaultInjector other(faults);
     EXPECT_FALSE(one.next().fails);
     EXPECT_FALSE(other.next().fails);
     EXPECT_TRUE(one.next().fails);

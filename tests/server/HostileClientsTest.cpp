@@ -366,7 +366,7 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
               << " us with 100 stalled clients: ratio " << ratio << std::endl;
 }
 
-/** Everything at once, for a while: what a client does again and again. */
+/** Everything at once, for a while: what a client does repeatedly. */
 class Soak {
 public:
     explicit Soak(const RynveldProcess& server) : m_server(server) {}
@@ -468,16 +468,16 @@ std::size_t countOf(const std::string& part, const std::string& text) {
 
 /** The server hangs up on the clients that send no requests, and does not let them flood its traces. */
 void expectTracesOfASoak(const std::string& text) {
-    const std::size_t hungUp = countOf(" hung up on: ", text);
+    const std::size_t hungUp = countOf(" was disconnected: ", text);
     EXPECT_GT(hungUp, 0U);
-    const std::size_t others = countOf("Lines left out about 127.0.0.0/8: ", text) +
+    const std::size_t others = countOf("Suppressed lines about 127.0.0.0/8: ", text) +
                                countOf(" cannot be opened for 127.0.0.1:", text) +
                                countOf(" does not read its interrupts: one is lost.", text);
     EXPECT_EQ(hungUp + others, countOf("\n", text)) << text;
     constexpr std::size_t causes = 6;
-    constexpr std::size_t linesInAPeriod = 20;
+    constexpr std::size_t linesPerPeriod = 20;
     const auto periods = static_cast<std::size_t>(Soak::time() / 10s) + 2;
-    EXPECT_LE(hungUp, periods * causes * linesInAPeriod);
+    EXPECT_LE(hungUp, periods * causes * linesPerPeriod);
 }
 
 TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {

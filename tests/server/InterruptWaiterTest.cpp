@@ -32,7 +32,8 @@ using namespace std::chrono_literals;
  */
 class FakeDevice : public Rynvel::IDevice {
 public:
-    explicit FakeDevice(bool waitingEnables = true) : IDevice("fake"), m_waitingEnables(waitingEnables) {}
+    explicit FakeDevice(bool waitEnablesInterrupt = true)
+        : IDevice("fake"), m_waitEnablesInterrupt(waitEnablesInterrupt) {}
 
     /** An active source fires whenever it can. */
     void activate() {
@@ -82,7 +83,7 @@ public:
             errno = EINTR;
             return false;
         }
-        if (m_waitingEnables && !enableInterrupt()) {
+        if (m_waitEnablesInterrupt && !enableInterrupt()) {
             return false;
         }
         std::uint32_t received = 0;
@@ -105,7 +106,7 @@ private:
         }
     }
 
-    const bool m_waitingEnables;
+    const bool m_waitEnablesInterrupt;
     std::atomic<bool> m_waitIsInterrupted{false};
     std::atomic<bool> m_enablingBlocks{false};
     std::atomic<bool> m_refuses{false};
@@ -127,7 +128,7 @@ public:
 
     void arm() {
         m_waiter.arm(m_pair.server(), m_peer);
-        m_waiter.begin(m_pair.server());
+        m_waiter.startDelivery(m_pair.server());
     }
     void disarm() { m_waiter.disarm(m_pair.server()); }
 
@@ -154,9 +155,9 @@ class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
-    explicit InterruptWaiterTest(bool waitingEnables = true, std::chrono::milliseconds holdOff = 0ms)
-        : m_device(waitingEnables), m_waiter(m_device, waitingEnables, holdOff) {
-        Rynveld::handleWakeUps();
+    explicit InterruptWaiterTest(bool waitEnablesInterrupt = true, std::chrono::milliseconds holdOff = 0ms)
+        : m_device(waitEnablesInterrupt), m_waiter(m_device, waitEnablesInterrupt, holdOff) {
+        Rynveld::installWakeUpHandler();
     }
 
     /** Makes an interrupt. Returns whether each client receives its word. */
@@ -193,7 +194,7 @@ TEST_F(InterruptWaiterTest, SendsEachWordToAllArmedSockets) {
 TEST_F(WaitingDoesNotEnable, SendsWordsInNetworkOrder) {
     SocketPair pair(SOCK_SEQPACKET);
     m_waiter.arm(pair.server(), m_peer);
-    m_waiter.begin(pair.server());
+    m_waiter.startDelivery(pair.server());
     m_device.enableInterrupt();
     m_device.pulse();
     std::array<unsigned char, 8> bytes{};
@@ -242,7 +243,7 @@ TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
         ASSERT_TRUE(pulseArrives(word, other));
     }
     EXPECT_TRUE(client.hasNothing());
-    m_waiter.begin(pair.server());
+    m_waiter.startDelivery(pair.server());
     m_device.pulse();
     for (std::uint32_t word = 1; word <= 4; ++word) {
         EXPECT_EQ(client.interrupt(), word);
@@ -311,7 +312,7 @@ TEST_F(InterruptWaiterTest, HoldsOffASourceThatStaysActive) {
         EXPECT_GT(word, last);
         last = word;
     }
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, (words - 1) * InterruptWaiter::usualHoldOff);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, (words - 1) * InterruptWaiter::defaultHoldOff);
 }
 
 TEST_F(HeldOffForLong, EndsTheHoldOffWhenAClientEnablesTheInterrupt) {
@@ -390,7 +391,7 @@ TEST_P(FailingDevice, HasItsClientsHungUp) {
     EXPECT_TRUE(one.isEnded());
     EXPECT_TRUE(other.isEnded());
     const std::string line =
-        "Rynveld 1 traceFailure: No interrupts can be received from \"fake\" for client 10.0.0.7:4711.";
+        "Rynveld 1 traceFailure: Cannot receive interrupts from \"fake\" for client 10.0.0.7:4711.";
     EXPECT_EQ(recorder.lines(), (EventLog{line, line}));
     const ArmedClient later(m_waiter);
     EXPECT_TRUE(later.isEnded());
@@ -413,7 +414,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     EXPECT_FALSE(lazy.hasNothing());
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
-    EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesInAPeriod);
+    EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesPerPeriod);
     for (const auto& line : lines) {
         EXPECT_EQ(line, "Rynveld 1 traceLoss: Client 10.0.0.7:4711 does not read its interrupts: one is lost.");
     }

@@ -42,7 +42,7 @@ void expectWrong(const std::string& option, const std::vector<std::string>& valu
 std::string answerTo(const std::string& word) {
     try {
         parse({word});
-    } catch (const Rynveld::Answered& answer) {
+    } catch (const Rynveld::InfoRequested& answer) {
         return answer.text;
     }
     return "";
@@ -96,8 +96,10 @@ TEST(Options, NameTheNetworksOfClients) {
 TEST(Options, NameTheDevicesThatAreServed) {
     EXPECT_EQ(parse({"--device", "uio.16", "--device=seek.8", "--device", "uio.16"}).policy.devices,
               (std::set<std::string>{"seek.8", "uio.16"}));
-    EXPECT_EQ(problemOf({"--device", "nothing"}), "--device: there is no device 'nothing'");
-    EXPECT_EQ(problemOf({"--device", "far"}), "--device: the device 'far' is one of another server");
+    EXPECT_EQ(problemOf({"--device", "nothing"}),
+              "--device: unknown device 'nothing' (rynvelctl list shows all names)");
+    EXPECT_EQ(problemOf({"--device", "far"}),
+              "--device: device 'far' is remote (rynveld serves only devices of its own machine)");
 }
 
 TEST(Options, AllowIoctlCommandsByNumber) {
@@ -123,7 +125,8 @@ TEST(Options, LimitConnectionsAndIdleness) {
     }
     EXPECT_EQ(parse({"--idle-timeout", "1m"}).idleTimeout, 1min);
     EXPECT_EQ(parse({"--idle-timeout", "0"}).idleTimeout, 0ms);
-    EXPECT_EQ(problemOf({"--idle-timeout", "5"}), "--idle-timeout: '5' is not a time such as 500ms, 2s or 1m");
+    EXPECT_EQ(problemOf({"--idle-timeout", "5"}),
+              "--idle-timeout: '5' is not a time (a whole number with the unit ms, s or m, at most one day)");
 }
 
 /** A number in the unit that systemd starts the server with. */
@@ -157,16 +160,18 @@ TEST(Options, RaiseInterruptsOfSimulatedDevices) {
 
 TEST(Options, RaiseNoOtherInterrupts) {
     const auto problem = [](const std::string& value) { return problemOf({"--simulate", "--interrupt-every", value}); };
-    EXPECT_EQ(problem("uio.32"), "--interrupt-every: 'uio.32' is not NAME=TIME");
-    EXPECT_EQ(problem("=1s"), "--interrupt-every: there is no device ''");
-    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: there is no device 'nothing'");
-    EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: the device 'seek.8' has no interrupts");
-    EXPECT_EQ(problem("far=1s"), "--interrupt-every: the device 'far' is one of another server");
-    EXPECT_EQ(problem("uio.32="), "--interrupt-every: '' is not a time such as 500ms, 2s or 1m");
-    EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must not be 0");
-    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every needs --simulate");
+    EXPECT_EQ(problem("uio.32"), "--interrupt-every: 'uio.32' is not NAME=TIME (for example rtc0=1s)");
+    EXPECT_EQ(problem("=1s"), "--interrupt-every: unknown device '' (rynvelctl list shows all names)");
+    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: unknown device 'nothing' (rynvelctl list shows all names)");
+    EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: device 'seek.8' has no interrupts");
+    EXPECT_EQ(problem("far=1s"),
+              "--interrupt-every: device 'far' is remote (rynveld serves only devices of its own machine)");
+    EXPECT_EQ(problem("uio.32="),
+              "--interrupt-every: '' is not a time (a whole number with the unit ms, s or m, at most one day)");
+    EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must be greater than 0");
+    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every: requires --simulate");
     EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--interrupt-every", "uio.32=1s"}),
-              "--interrupt-every: the device 'uio.32' is not served");
+              "--interrupt-every: device 'uio.32' is not served (add --device uio.32)");
 }
 
 TEST(Options, GoWrongOnDemand) {
@@ -176,8 +181,8 @@ TEST(Options, GoWrongOnDemand) {
     EXPECT_EQ(faults[0].every, 3U);
     EXPECT_EQ(faults[1].kind, Fault::Kind::Delay);
     EXPECT_EQ(problemOf({"--simulate", "--fault", "nothing"}),
-              "--fault: 'nothing' is not a fault such as delay=500ms, error, split=20ms or disconnect:10");
-    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault needs --simulate");
+              "--fault: 'nothing' is not a fault (for example delay=500ms, error, split=20ms or disconnect:10)");
+    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault: requires --simulate");
 }
 
 TEST(Options, AreOfOneLineEachWhenTheyAreWrong) {

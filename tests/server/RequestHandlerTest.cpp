@@ -34,7 +34,7 @@ Request ioctlOf(const std::string& name, std::uint32_t command) {
     return request;
 }
 
-constexpr auto failed = "the device reported failure";
+constexpr auto failed = "the device reported a failure";
 constexpr auto forbiddenIoctl = "the ioctl command is not allowed";
 constexpr auto notOpened = "the connection has not opened the device";
 constexpr auto notSimulated = "only a simulated interrupt can be raised";
@@ -113,11 +113,11 @@ protected:
             expectRefusal(connection, request, reason);
         }
     }
-    void expectFailedOpen(Connection& connection, const std::string& name, const std::string& obstacle) {
+    void expectFailedOpen(Connection& connection, const std::string& name, const std::string& reason) {
         expectRefusal(connection, Request(Type::Open, name), "the device cannot be opened");
         ASSERT_EQ(lines().size(), 2U);
         EXPECT_EQ(lines()[0],
-                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + obstacle + ".");
+                  "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + reason + ".");
     }
 
     /** Expects that each record ends its connection, with one line that says why. */
@@ -125,7 +125,7 @@ protected:
         for (const auto& request : requests) {
             m_recorder.clear();
             EXPECT_FALSE(connection.accepts(request));
-            EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 hung up on: " + reason + "."});
+            EXPECT_EQ(lines(), EventLog{"Rynveld 3 accepts: Client 10.0.0.7:4711 was disconnected: " + reason + "."});
         }
     }
     void expectEnd(const std::vector<Request>& requests, const std::string& reason) {
@@ -169,7 +169,7 @@ TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
         EXPECT_FALSE(connection.open("nothing"));
     }
     // A line of each of the two kinds.
-    EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesInAPeriod);
+    EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesPerPeriod);
 }
 
 TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {
@@ -193,13 +193,13 @@ TEST_F(RequestHandlerTest, LetsGoOfTheDeviceWithClose) {
 
 TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWithoutAFailure) {
     auto connection = m_server.connect();
-    expectRefusal(connection, Request(Type::Open, ""), "it names no device");
+    expectRefusal(connection, Request(Type::Open, ""), "the device name is empty");
     EXPECT_EQ(lines().size(), 1U);
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoFirstRecordButOpen) {
     for (std::uint32_t type = 1; type <= 14; ++type) {
-        expectEnd({Request(static_cast<Type>(type), "uio.32")}, "its first record is no Open");
+        expectEnd({Request(static_cast<Type>(type), "uio.32")}, "its first request is not Open");
     }
 }
 
@@ -213,12 +213,12 @@ TEST_F(RequestHandlerTest, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoNameWithoutTerminator) {
-    expectEnd({record(Type::Open, std::string(128, 'n'))}, "a record's device name has no terminator");
+    expectEnd({record(Type::Open, std::string(128, 'n'))}, "a device name has no terminating NUL");
 }
 
 TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
     for (const char* name : {"a\nb", "\x1b[2J", "\x7f", "\x1f"}) {
-        expectEnd({Request(Type::Open, name)}, "a record's device name has a control character");
+        expectEnd({Request(Type::Open, name)}, "a device name contains a control character");
     }
     EXPECT_TRUE(m_server.connect().accepts(Request(Type::Open, "\xc3\xbc ~!")));
 }
@@ -227,7 +227,7 @@ TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
     for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
-        expectEnd(connection, {Request(static_cast<Type>(type), "uio.32")}, "a record's type is above 13");
+        expectEnd(connection, {Request(static_cast<Type>(type), "uio.32")}, "the type of a request is above 13");
     }
 }
 
@@ -238,7 +238,7 @@ TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
         EXPECT_TRUE(connection.accepts(readOf(Type::Open, "uio.32", 0, 128)));
         expectEnd(connection,
                   {record(type, "uio.32", {{lengthAt, 129}}), record(type, "uio.32", {{lengthAt, 0xFFFFFFFF}})},
-                  "a record's length is above 128");
+                  "the length of a request is above 128");
     }
 }
 
@@ -247,7 +247,8 @@ TEST_F(RequestHandlerTest, AcceptsNoByteOrderButNetworkAndHost) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(open(0)));
     EXPECT_TRUE(connection.accepts(open(1)));
-    expectEnd(connection, {open(2), open(0x01000000), open(0xFFFFFFFF)}, "a record's byte order is neither 0 nor 1");
+    expectEnd(connection, {open(2), open(0x01000000), open(0xFFFFFFFF)},
+              "the byte order of a request is neither 0 nor 1");
 }
 
 TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
@@ -278,7 +279,7 @@ TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
                 expectRefusals(connection,
                                {readOf(other.read, row.name, 0), requestOf(other.write, row.name, 0, {1}),
                                 requestOf(other.write, row.name)},
-                               "the device has another width");
+                               "the register width does not match the device");
             }
         }
     }
@@ -312,7 +313,7 @@ TEST_F(RequestHandlerTest, MovesBurstsOf128Values) {
 }
 
 TEST_F(RequestHandlerTest, RefusesAReadOfNothing) {
-    expectRefusal(m_uio32, readOf("uio.32", 0, 0), "nothing is to be read");
+    expectRefusal(m_uio32, readOf("uio.32", 0, 0), "the length of the read is 0");
 }
 
 TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
@@ -332,7 +333,7 @@ TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTakesAMaskOfZeroForAPlain
 
 TEST_F(RequestHandlerTest, RefusesAMaskedWriteOfAnythingButOneValue) {
     for (const auto& values : {Values{}, Values{1, 2}, Values(128, 1)}) {
-        expectRefusal(m_uio16, masked(writeOf("uio.16", 5, values), 1), "a masked write has one value");
+        expectRefusal(m_uio16, masked(writeOf("uio.16", 5, values), 1), "a masked write must have one value");
     }
     EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0});
 }
@@ -416,9 +417,9 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     policy.devices = {"uio.32", "far"};
     Server server(policy);
     auto connection = server.connect();
-    expectFailedOpen(connection, "nothing", "no such device is served");
-    expectFailedOpen(connection, "uio.16", "no such device is served");
-    expectFailedOpen(connection, "far", "a device of another server is not served");
+    expectFailedOpen(connection, "nothing", "the device is not served");
+    expectFailedOpen(connection, "uio.16", "the device is not served");
+    expectFailedOpen(connection, "far", "remote devices are not served");
     EXPECT_TRUE(connection.open("uio.32"));
 }
 
@@ -473,7 +474,7 @@ TEST_F(RequestsToFiles, SurviveBusErrors) {
     OwnFolder::makeFile("registers.map", 0);
     auto connection = m_server.connect("map.32");
     expectRefusals(connection, {readOf("map.32", 0), writeOf("map.32", 0, {1, 2})},
-                   "the hardware answered with a bus error");
+                   "the hardware reported a bus error");
     OwnFolder::makeFile("registers.map", pageSize);
     EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }
@@ -495,7 +496,7 @@ TEST_F(RequestsToFiles, CloseTheFileWithTheLastClient) {
 TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
     auto connection = m_server.connect("map.32");
     constexpr std::uint32_t registers = pageSize / 4;
-    const std::string reason = "the address is outside of the device";
+    const std::string reason = "the address is outside the device";
     EXPECT_TRUE(connection.succeeds(writeOf("map.32", registers - 1, {7})));
     for (const std::uint32_t address : {registers, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
         const auto write = writeOf("map.32", address, {1});

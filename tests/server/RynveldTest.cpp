@@ -127,12 +127,12 @@ TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
 TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
     const Listener listener;
     const std::string address = "127.0.0.1:" + listener.portText();
-    expectEnding({"--listen", address}, 1, "", "rynveld: cannot listen on " + address + ": Address already in use\n");
+    expectEnding({"--listen", address}, 1, "", "rynveld: " + address + ": cannot listen: Address already in use\n");
 }
 
 TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {
     expectEnding({"--listen", "192.0.2.1:0"}, 1, "",
-                 "rynveld: cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
+                 "rynveld: 192.0.2.1:0: cannot listen: Cannot assign requested address\n");
 }
 
 TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
@@ -227,8 +227,8 @@ TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
     std::this_thread::sleep_for(13s);
     EXPECT_TRUE(server.turnsAway());
     const std::string text = server.endWithText();
-    const auto count = text.find("Lines left out about 127.0.0.0/8: 5 (connections).\n");
-    const auto last = text.rfind(" turned away: there are 1 connections.\n");
+    const auto count = text.find("Suppressed lines about 127.0.0.0/8: 5 (connections).\n");
+    const auto last = text.rfind(" turned away: the connection limit (1) is reached.\n");
     ASSERT_NE(count, std::string::npos) << text;
     ASSERT_NE(last, std::string::npos) << text;
     EXPECT_LT(count, last) << text;
@@ -486,8 +486,8 @@ TEST_F(RynveldOnFiles, NamesTheClientOfAnOperationThatItCannotInterrupt) {
     EXPECT_EQ(ending.wait_for(2s), std::future_status::timeout);
     slow.release();
     const std::string text = ending.get();
-    EXPECT_NE(text.find("The end waits for client 127.0.0.1:" + slow.port() +
-                        " on device \"map.32\": it cannot be interrupted."),
+    EXPECT_NE(text.find("Shutdown waits for client 127.0.0.1:" + slow.port() +
+                        " on device \"map.32\": its operation cannot be interrupted."),
               std::string::npos)
         << text;
     EXPECT_EQ(linesIn(text), 1U) << text;
@@ -592,10 +592,10 @@ TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });
     fill([&local] { return local.connect(); });
     const std::string text = server.endWithText();
-    EXPECT_NE(text.find(" turned away: its host has 2 connections."), std::string::npos) << text;
+    EXPECT_NE(text.find(" turned away: its host has reached the connection limit (2)."), std::string::npos) << text;
     const std::string user = "user " + std::to_string(::geteuid());
     for (const std::string& host : {std::string("127.0.0.0/8"), std::string("::/64"), user}) {
-        const std::string line = "Lines left out about " + host + ": 80 (connections of host).";
+        const std::string line = "Suppressed lines about " + host + ": 80 (connections of host).";
         EXPECT_NE(text.find(line), std::string::npos) << line << '\n' << text;
     }
     EXPECT_EQ(linesIn(text), 3 * (20 + 1)) << text;

@@ -34,9 +34,9 @@ TEST(ServedDevices, OpenAFileOnceAtATime) {
     std::atomic<std::size_t> most{0};
     const auto openAndClose = [&] {
         for (unsigned int i = 0; i < rounds; ++i) {
-            std::string obstacle;
-            const auto device = devices.open("seek.8", obstacle);
-            EXPECT_NE(device, nullptr) << obstacle;
+            std::string reason;
+            const auto device = devices.open("seek.8", reason);
+            EXPECT_NE(device, nullptr) << reason;
             if (const std::size_t count = openingsOf(file); count > most) {
                 most = count;
             }

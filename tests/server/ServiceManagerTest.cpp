@@ -93,7 +93,8 @@ TEST(ActivationSocketsDeathTest, AreANumber) {
     inChildProcess([] {
         for (const std::string count : {"x", "-1", "1 ", "12345"}) {
             activate(count);
-            EXPECT_EQ(refusal(), "LISTEN_FDS is '" + count + "', and no number of sockets");
+            EXPECT_EQ(refusal(),
+                      "LISTEN_FDS: '" + count + "' is not a number of sockets (use at most 4 decimal digits)");
         }
     });
 }
@@ -102,8 +103,7 @@ TEST(ActivationSocketsDeathTest, MustAllListenForStreams) {
     inChildProcess([] {
         pass(AF_INET, SOCK_STREAM, true);
         activate("2");
-        const std::string problem =
-            "the socket that was passed as descriptor 4 does not listen for TCP or local stream connections";
+        const std::string problem = "descriptor 4: not a listening TCP or local stream socket";
         ::close(passed + 1);
         EXPECT_EQ(refusal(), problem);
         for (const auto& [family, type, listens] :

@@ -36,7 +36,7 @@ public:
         : m_policy(std::move(policy)),
           m_devices(m_policy),
           m_session(m_pair.releaseServer(), {"the client", "its host", m_limit}, m_devices, m_policy, idleTimeout) {
-        Rynveld::handleWakeUps();
+        Rynveld::installWakeUpHandler();
         m_thread = std::thread([this] { m_session.run(); });
     }
     RunningSession(const RunningSession&) = delete;

@@ -10,16 +10,16 @@
 namespace RynvelTest {
 namespace {
 
-using Common::DeviceKind;
-using Common::Outcome;
+using Common::AccessResult;
+using Common::DeviceTypeInfo;
 using Rynvel::ByteOrder;
 using Rynveld::simulate;
 using Rynveld::simulatedSize;
 
 constexpr std::uint32_t pattern = 0x81A2C3E4;
 
-DeviceKind kindOf(unsigned int width, unsigned int addressStep = 1, bool hasInterrupts = true) {
-    return {"", Common::Access::Mapped, width, hasInterrupts, true, addressStep};
+DeviceTypeInfo kindOf(unsigned int width, unsigned int addressStride = 1, bool hasInterrupts = true) {
+    return {"", Common::Access::Mapped, width, hasInterrupts, true, addressStride};
 }
 
 std::uint32_t maskOf(unsigned int width) { return width == 32 ? UINT32_MAX : (1U << width) - 1; }
@@ -48,7 +48,7 @@ protected:
 
     std::uint32_t at(std::uint32_t address) {
         std::uint32_t value = 0;
-        EXPECT_EQ(registers().read(address, value), Outcome::Done);
+        EXPECT_EQ(registers().read(address, value), AccessResult::Success);
         return value;
     }
 
@@ -65,8 +65,8 @@ TEST_P(SimulatedDeviceTest, HasItsNameAndItsWidth) {
 
 TEST_P(SimulatedDeviceTest, KeepsEveryRegisterByItself) {
     EXPECT_EQ(at(count() - 1), 0U);
-    EXPECT_EQ(registers().write(count() - 1, value(1)), Outcome::Done);
-    EXPECT_EQ(registers().write(0, value(2)), Outcome::Done);
+    EXPECT_EQ(registers().write(count() - 1, value(1)), AccessResult::Success);
+    EXPECT_EQ(registers().write(0, value(2)), AccessResult::Success);
     EXPECT_EQ(at(count() - 1), value(1));
     EXPECT_EQ(at(0), value(2));
     EXPECT_EQ(at(1), 0U);
@@ -75,20 +75,20 @@ TEST_P(SimulatedDeviceTest, KeepsEveryRegisterByItself) {
 
 TEST_P(SimulatedDeviceTest, ReplacesTheBitsUnderAMask) {
     const std::uint32_t mask = 0x0FF0F00FU & maskOf(width());
-    EXPECT_EQ(registers().write(3, value(1)), Outcome::Done);
-    EXPECT_EQ(registers().write(3, value(2), mask), Outcome::Done);
+    EXPECT_EQ(registers().write(3, value(1)), AccessResult::Success);
+    EXPECT_EQ(registers().write(3, value(2), mask), AccessResult::Success);
     EXPECT_EQ(at(3), (value(1) & ~mask) | (value(2) & mask));
 }
 
 TEST_P(SimulatedDeviceTest, MovesBurstsInBothOrders) {
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         const std::array<std::uint32_t, 3> written{value(1), value(2), value(3)};
-        EXPECT_EQ(registers().write(7, written.data(), 3, order), Outcome::Done);
+        EXPECT_EQ(registers().write(7, written.data(), 3, order), AccessResult::Success);
         for (unsigned int i = 0; i < 3; ++i) {
             EXPECT_EQ(at(7 + i), order == ByteOrder::Host ? written[i] : reversed(written[i], width()));
         }
         std::array<std::uint32_t, 3> values{};
-        EXPECT_EQ(registers().read(7, values.data(), 3, order), Outcome::Done);
+        EXPECT_EQ(registers().read(7, values.data(), 3, order), AccessResult::Success);
         EXPECT_EQ(values, written);
     }
 }
@@ -97,28 +97,28 @@ TEST_P(SimulatedDeviceTest, HasNothingBehindItsLastRegister) {
     std::uint32_t word = 0;
     std::array<std::uint32_t, 2> words{};
     for (const std::uint32_t address : {count(), count() + 1, 0x80000000U, 0xFFFFFFFFU}) {
-        EXPECT_EQ(registers().read(address, word), Outcome::Failed);
-        EXPECT_EQ(registers().write(address, 1), Outcome::Failed);
-        EXPECT_EQ(registers().write(address, 1, 1), Outcome::Failed);
-        EXPECT_EQ(registers().read(address, words.data(), 2, ByteOrder::Host), Outcome::Failed);
+        EXPECT_EQ(registers().read(address, word), AccessResult::Failed);
+        EXPECT_EQ(registers().write(address, 1), AccessResult::Failed);
+        EXPECT_EQ(registers().write(address, 1, 1), AccessResult::Failed);
+        EXPECT_EQ(registers().read(address, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
     }
-    EXPECT_EQ(registers().read(count() - 1, words.data(), 2, ByteOrder::Host), Outcome::Failed);
-    EXPECT_EQ(registers().write(count() - 1, words.data(), 2, ByteOrder::Host), Outcome::Failed);
-    EXPECT_EQ(registers().read(count() - 2, words.data(), 2, ByteOrder::Host), Outcome::Done);
+    EXPECT_EQ(registers().read(count() - 1, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
+    EXPECT_EQ(registers().write(count() - 1, words.data(), 2, ByteOrder::Host), AccessResult::Failed);
+    EXPECT_EQ(registers().read(count() - 2, words.data(), 2, ByteOrder::Host), AccessResult::Success);
 }
 
 TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
     const unsigned int step = width() / 8;
     const auto seekable = simulate("seekable", kindOf(width(), step, false));
     const std::array<std::uint32_t, 2> written{value(1), value(2)};
-    EXPECT_EQ(seekable.device->write(step, written.data(), 2, ByteOrder::Host), Outcome::Done);
+    EXPECT_EQ(seekable.device->write(step, written.data(), 2, ByteOrder::Host), AccessResult::Success);
     std::uint32_t word = 0;
-    EXPECT_EQ(seekable.device->read(2 * step, word), Outcome::Done);
+    EXPECT_EQ(seekable.device->read(2 * step, word), AccessResult::Success);
     EXPECT_EQ(word, value(2));
-    EXPECT_EQ(seekable.device->read(simulatedSize - step, word), Outcome::Done);
-    EXPECT_EQ(seekable.device->read(simulatedSize, word), Outcome::Failed);
+    EXPECT_EQ(seekable.device->read(simulatedSize - step, word), AccessResult::Success);
+    EXPECT_EQ(seekable.device->read(simulatedSize, word), AccessResult::Failed);
     if (step > 1) {
-        EXPECT_EQ(seekable.device->read(step + 1, word), Outcome::Failed);
+        EXPECT_EQ(seekable.device->read(step + 1, word), AccessResult::Failed);
     }
 }
 
@@ -155,7 +155,7 @@ TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
 
 TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes) {
     auto kind = kindOf(width());
-    kind.waitingEnables = false;
+    kind.waitEnablesInterrupt = false;
     const auto simulation = simulate("simulated", kind);
     auto& device = simulation.device->device();
     EXPECT_TRUE(device.enableInterrupt());

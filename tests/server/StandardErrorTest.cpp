@@ -26,7 +26,7 @@ int redirectToPipe() {
 TEST(StandardError, NeverBlocksAndLeavesThePipeOfOthersAsItIs) {
     inChildProcess([] {
         const int pipe = redirectToPipe();
-        Rynveld::neverBlockOnStandardError();
+        Rynveld::makeStandardErrorNonBlocking();
         EXPECT_FALSE(blocks(STDERR_FILENO));
         EXPECT_TRUE(blocks(pipe));
     });
@@ -40,7 +40,7 @@ TEST(StandardError, NeverBlocksOnThePipeOfAnotherUser) {
         const uid_t own = ::geteuid();
         // Whoever is not root may not open it either.
         EXPECT_TRUE(own != 0 || ::seteuid(nobody) == 0);
-        Rynveld::neverBlockOnStandardError();
+        Rynveld::makeStandardErrorNonBlocking();
         EXPECT_TRUE(own != 0 || ::seteuid(own) == 0);
         EXPECT_FALSE(blocks(STDERR_FILENO));
     });

@@ -16,7 +16,7 @@ protected:
 
     /** Uses up what a host may have of lines in a period. */
     void exhaust() {
-        for (std::size_t i = 0; i < TraceLimit::linesInAPeriod; ++i) {
+        for (std::size_t i = 0; i < TraceLimit::linesPerPeriod; ++i) {
             EXPECT_EQ(admit(), "");
         }
         EXPECT_EQ(admit(), std::nullopt);
@@ -36,7 +36,7 @@ TEST_F(TraceLimitTest, TellsHowManyWereLeftOutWithTheFirstLineOfTheNextPeriod) {
     exhaust();
     EXPECT_EQ(admit(), std::nullopt);
     m_now += TraceLimit::period;
-    EXPECT_EQ(admit(), " (2 more were left out)");
+    EXPECT_EQ(admit(), " (2 similar lines suppressed)");
     EXPECT_EQ(admit(), "");
 }
 
@@ -44,14 +44,14 @@ TEST_F(TraceLimitTest, TellsOnceWhatWasLeftOutInAPeriodThatHasEnded) {
     exhaust();
     EXPECT_EQ(admit(), std::nullopt);
     EXPECT_EQ(admit("10.0.0.8"), "");
-    EXPECT_TRUE(m_limit.takeLeftOut(m_now + TraceLimit::period - 1ms).empty());
-    const auto leftOut = m_limit.takeLeftOut(m_now + TraceLimit::period);
-    ASSERT_EQ(leftOut.size(), 1U);
-    EXPECT_EQ(leftOut[0].host, "10.0.0.7");
-    EXPECT_EQ(leftOut[0].cause, "a cause");
-    EXPECT_EQ(leftOut[0].count, 2U);
+    EXPECT_TRUE(m_limit.takeSuppressed(m_now + TraceLimit::period - 1ms).empty());
+    const auto suppressed = m_limit.takeSuppressed(m_now + TraceLimit::period);
+    ASSERT_EQ(suppressed.size(), 1U);
+    EXPECT_EQ(suppressed[0].host, "10.0.0.7");
+    EXPECT_EQ(suppressed[0].cause, "a cause");
+    EXPECT_EQ(suppressed[0].count, 2U);
     m_now += TraceLimit::period;
-    EXPECT_TRUE(m_limit.takeLeftOut(m_now).empty());
+    EXPECT_TRUE(m_limit.takeSuppressed(m_now).empty());
     EXPECT_EQ(admit(), "");
 }
 
@@ -63,7 +63,7 @@ TEST_F(TraceLimitTest, CountsEveryHostAndEveryCauseByItself) {
 }
 
 TEST_F(TraceLimitTest, ForgetsTheHostsThatHaveNothingToSayAnyMore) {
-    for (std::size_t i = 1; i < TraceLimit::mostEntries; ++i) {
+    for (std::size_t i = 1; i < TraceLimit::maxEntries; ++i) {
         EXPECT_EQ(admit(std::to_string(i)), "");
     }
     m_now += TraceLimit::period / 2;
@@ -74,20 +74,20 @@ TEST_F(TraceLimitTest, ForgetsTheHostsThatHaveNothingToSayAnyMore) {
 }
 
 TEST_F(TraceLimitTest, GivesHostsThatAreTooManyOneShare) {
-    for (std::size_t i = 0; i < TraceLimit::mostEntries; ++i) {
+    for (std::size_t i = 0; i < TraceLimit::maxEntries; ++i) {
         EXPECT_EQ(admit(std::to_string(i)), "");
     }
-    for (std::size_t i = 0; i < 2 * TraceLimit::mostEntries; ++i) {
-        EXPECT_EQ(admit("another " + std::to_string(i)).has_value(), i < TraceLimit::linesInAPeriod) << i;
+    for (std::size_t i = 0; i < 2 * TraceLimit::maxEntries; ++i) {
+        EXPECT_EQ(admit("another " + std::to_string(i)).has_value(), i < TraceLimit::linesPerPeriod) << i;
     }
-    for (std::size_t i = 1; i < TraceLimit::linesInAPeriod; ++i) {
+    for (std::size_t i = 1; i < TraceLimit::linesPerPeriod; ++i) {
         EXPECT_EQ(admit("0"), "");
     }
     EXPECT_EQ(admit("0"), std::nullopt);
-    const auto leftOut = m_limit.takeLeftOut(m_now + TraceLimit::period);
-    ASSERT_EQ(leftOut.size(), 2U);
-    EXPECT_EQ(leftOut[1].host, "other hosts");
-    EXPECT_EQ(leftOut[1].count, 2 * TraceLimit::mostEntries - TraceLimit::linesInAPeriod);
+    const auto suppressed = m_limit.takeSuppressed(m_now + TraceLimit::period);
+    ASSERT_EQ(suppressed.size(), 2U);
+    EXPECT_EQ(suppressed[1].host, "other hosts");
+    EXPECT_EQ(suppressed[1].count, 2 * TraceLimit::maxEntries - TraceLimit::linesPerPeriod);
 }
 
 } // namespace

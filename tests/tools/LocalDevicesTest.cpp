@@ -370,10 +370,10 @@ TEST_F(LocalDevices, SayWhyTheyCannotBeOpened) {
     expect("read missing 0", 3, "", "rynvelctl: missing: nowhere/registers: No such file or directory\n");
     expect("read missing.map 0", 3, "", "rynvelctl: missing.map: nowhere/map: No such file or directory\n");
     expect("read folder 0", 3, "", "rynvelctl: folder: /: Is a directory\n");
-    expect("read sizeless 0", 3, "", "rynvelctl: sizeless: map: the mapping has no size\n");
+    expect("read sizeless 0", 3, "", "rynvelctl: sizeless: map: the size of the map is 0\n");
     expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: No such file or directory\n");
     m_folder.store("uio_link", "");
-    expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: no memory map is described in sysfs\n");
+    expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: sysfs describes no memory map\n");
 }
 
 TEST_F(LocalDevices, TraceWhatTheyAreAskedTo) {

@@ -74,7 +74,7 @@ std::string inSynopsis(const OptionDescription& option) {
     if (!option.isPositional) {
         return text;
     }
-    return option.isRequired ? text + (option.takesSeveral ? " ..." : "") : '[' + text + ']';
+    return option.isRequired ? text + (option.takesMultipleValues ? " ..." : "") : '[' + text + ']';
 }
 
 /** Options first, as a page shows them. */

@@ -70,7 +70,7 @@ TEST_F(RemoteDevices, HaveTheTypeOfTheDeviceOfThatNameHere) {
 
 TEST_F(RemoteDevices, ThatTheServerDoesNotOpenAreOutOfReach) {
     m_peer.script({refusal()});
-    expect("--type Uio32 read remote 0", 3, "", m_peer.address() + ": the server does not open 'remote'");
+    expect("--type Uio32 read remote 0", 3, "", m_peer.address() + ": the server refuses to open 'remote'");
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
 }
 
@@ -309,7 +309,7 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("read traf.top 0x1000", 1, "", "traf.top: reading 0x00001000 failed: the server refused the request");
     expect("--type Lseek8 read traf.top 0", 1, "",
            "traf.top: reading 0x00000000 failed: the server refused the request");
-    expect("--type Uio32 read nothing 0", 3, "", m_address + ": the server does not open 'nothing'");
+    expect("--type Uio32 read nothing 0", 3, "", m_address + ": the server refuses to open 'nothing'");
 }
 
 TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
@@ -343,7 +343,7 @@ TEST_F(SimulatedDevices, AnswerPings) {
     EXPECT_EQ(ending.output.find(m_address + ": 3 round trips, min "), 0U);
     const Ending nameless = runProgram(RYNVELCTL, remotely("ping"), ".");
     EXPECT_EQ(nameless.output.find(m_address + ": 10 round trips, min "), 0U);
-    expect("ping nothing", 3, "", m_address + ": the server does not open 'nothing'");
+    expect("ping nothing", 3, "", m_address + ": the server refuses to open 'nothing'");
 }
 
 class SimulatedDevicesInPieces : public SimulatedDevices {

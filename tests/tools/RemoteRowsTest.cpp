@@ -76,7 +76,7 @@ TEST_F(RemoteRows, HaveNoAddressBut0WithoutTheirType) {
 TEST_F(RemoteRows, SayWhatTheirServerRefuses) {
     m_peer.script({refusal(), success(), refusal(), success(), refusal(), success(), success(), refusal()});
     expect("read traf.remote.32 0", ExitStatus::Unreachable, "",
-           "10.0.0.7::9000: the server does not open 'traf.remote.32'");
+           "10.0.0.7::9000: the server refuses to open 'traf.remote.32'");
     expect("read traf.remote.32 0", ExitStatus::Failed, "",
            "traf.remote.32: reading 0x00000000 failed: the server refused the request");
     expect("--quiet info traf.remote.32", ExitStatus::Done,

@@ -41,26 +41,25 @@ TEST_F(ReplacedLibrary, ServesTheDevicesOnWhichItAgrees) {
 }
 
 TEST_F(ReplacedLibrary, IsRefusedForADeviceThatItKnowsOtherwise) {
-    expectRefusal("write map32 0 1",
-                  "map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32");
+    expectRefusal("write map32 0 1", "map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
     expectRefusal("write file32 0 1",
-                  "file32: librynvel disagrees with this program: its path is 'registers16' and not 'registers32'");
-    expectRefusal("info map16", "map16: librynvel disagrees with this program: its size is 8192 and not 4096");
-    expectRefusal("dump spi 0 1", "spi: librynvel disagrees with this program: its offset is 4 and not 0");
+                  "file32: librynvel has a different device table: path 'registers16' instead of 'registers32'");
+    expectRefusal("info map16", "map16: librynvel has a different device table: size 8192 instead of 4096");
+    expectRefusal("dump spi 0 1", "spi: librynvel has a different device table: offset 4 instead of 0");
 }
 
 TEST_F(ReplacedLibrary, IsRefusedWithEveryDifferenceInOneLine) {
-    expectRefusal("read sizeless 0", "sizeless: librynvel disagrees with this program: its type is Tyvon16 and not "
-                                     "Tyvon32, its path is 'elsewhere' and not 'map', its size is 16 and not 0");
+    expectRefusal("read sizeless 0", "sizeless: librynvel has a different device table: type Tyvon16 instead of "
+                                     "Tyvon32, path 'elsewhere' instead of 'map', size 16 instead of 0");
 }
 
 TEST_F(ReplacedLibrary, IsRefusedForADeviceThatItDoesNotHave) {
-    expectRefusal("read file16 0", "file16: librynvel disagrees with this program: it has no such device");
+    expectRefusal("read file16 0", "file16: librynvel has a different device table: the device is missing");
 }
 
 TEST_F(ReplacedLibrary, IsRefusedForTheTypeOfADeviceAtAServer) {
     expectRefusal("--remote 127.0.0.1:1 read map32 0",
-                  "map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32");
+                  "map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
 }
 
 TEST_F(ReplacedLibrary, HasTheRowsLeftOutOfTheListOnWhichItDisagrees) {
@@ -73,19 +72,19 @@ TEST_F(ReplacedLibrary, HasTheRowsLeftOutOfTheListOnWhichItDisagrees) {
                              "uio         9       uio_link     Uio32             32     missing\n"
                              "folder      10      /            Lseek8            8      present\n"
                              "full        13      /dev/full    Lseek8            8      present\n");
-    const std::string start = ": librynvel disagrees with this program: ";
+    const std::string start = ": librynvel has a different device table: ";
     EXPECT_EQ(ending.error,
-              "rynvelctl: file16" + start + "it has no such device\n" + //
+              "rynvelctl: file16" + start + "the device is missing\n" + //
                   "rynvelctl: file32" + start +
-                  "its path is 'registers16' and not 'registers32'\n" //
+                  "path 'registers16' instead of 'registers32'\n" //
                   "rynvelctl: map16" +
-                  start + "its size is 8192 and not 4096\n" + //
-                  "rynvelctl: map32" + start + "its type is Tyvon16 and not Tyvon32\n" + "rynvelctl: sizeless" + start +
-                  "its type is Tyvon16 and not Tyvon32, its path is 'elsewhere' and not 'map', its size "
-                  "is 16 and not 0\n" +
-                  "rynvelctl: spi" + start + "its offset is 4 and not 0\n" + //
-                  "rynvelctl: missing" + start + "its handle is 12 and not 11\n" + "rynvelctl: missing.map" + start +
-                  "its handle is 11 and not 12\n" + "rynvelctl: 8 devices are not listed\n");
+                  start + "size 8192 instead of 4096\n" + //
+                  "rynvelctl: map32" + start + "type Tyvon16 instead of Tyvon32\n" + "rynvelctl: sizeless" + start +
+                  "type Tyvon16 instead of Tyvon32, path 'elsewhere' instead of 'map', "
+                  "size 16 instead of 0\n" +
+                  "rynvelctl: spi" + start + "offset 4 instead of 0\n" + //
+                  "rynvelctl: missing" + start + "handle 12 instead of 11\n" + "rynvelctl: missing.map" + start +
+                  "handle 11 instead of 12\n" + "rynvelctl: 8 devices are not listed\n");
 }
 
 /** The server in the same case. */
@@ -107,7 +106,7 @@ TEST_F(ReplacedLibraryOfServer, LetsItsClientsHaveTheDevicesOnWhichItAgrees) {
     ASSERT_EQ(refused.status, 3);
     const std::string trace = server.errorLine();
     EXPECT_NE(trace.find("Device \"map32\" cannot be opened for 127.0.0.1:"), std::string::npos) << trace;
-    EXPECT_NE(trace.find(": map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32."),
+    EXPECT_NE(trace.find(": map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32."),
               std::string::npos)
         << trace;
 }
@@ -116,7 +115,7 @@ TEST_F(ReplacedLibraryOfServer, KeepsItFromStartingForADeviceOnWhichItDisagrees)
     Program server(RYNVELD_WITH_REPLACED_LIBRARY, {"--listen", "127.0.0.1:0", "--device", "file8", "--device", "map32"},
                    m_folder.path());
     ASSERT_EQ(server.errorLine(),
-              "rynveld: map32: librynvel disagrees with this program: its type is Tyvon16 and not Tyvon32");
+              "rynveld: map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
     EXPECT_EQ(server.wait().status, 1);
 }
 

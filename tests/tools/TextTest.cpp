@@ -16,13 +16,13 @@ namespace {
 
 using namespace Rynvelctl;
 using Common::Access;
-using Common::DeviceKind;
+using Common::DeviceTypeInfo;
 
-constexpr DeviceKind seekable16{"Lseek16", Access::Seekable, 16, false, false, 2};
-constexpr DeviceKind mapped32{"Uio32", Access::Mapped, 32, true, true, 1};
-constexpr DeviceKind remote8{"Remote8", Access::Remote, 8, true, false, 1};
-constexpr DeviceKind remote32{"Remote32", Access::Remote, 32, true, false, 1};
-constexpr DeviceKind seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
+constexpr DeviceTypeInfo seekable16{"Lseek16", Access::Seekable, 16, false, false, 2};
+constexpr DeviceTypeInfo mapped32{"Uio32", Access::Mapped, 32, true, true, 1};
+constexpr DeviceTypeInfo remote8{"Remote8", Access::Remote, 8, true, false, 1};
+constexpr DeviceTypeInfo remote32{"Remote32", Access::Remote, 32, true, false, 1};
+constexpr DeviceTypeInfo seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
 
 /** What a failing call tells its user. */
 template <typename Call>
@@ -102,7 +102,7 @@ TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
               "2000-02-29T00:00:00.000042Z");
 }
 
-Target target(const char* name, const DeviceKind& type) { return {{name, "/dev/file", 0, {}}, type, std::nullopt}; }
+Target target(const char* name, const DeviceTypeInfo& type) { return {{name, "/dev/file", 0, {}}, type, std::nullopt}; }
 
 const Target mapped = target("mapped", mapped32);
 const Target seekable = target("seekable", seekable16);
@@ -203,12 +203,12 @@ TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
 TEST(CommandTimes, AreTheAnswersTimesToo) {
     using std::chrono::milliseconds;
     const CommandTimeout unlimited(std::nullopt);
-    EXPECT_EQ(unlimited.deadline().moment(), std::nullopt);
-    EXPECT_NE(unlimited.answerDeadline().moment(), std::nullopt);
+    EXPECT_EQ(unlimited.deadline().timePoint(), std::nullopt);
+    EXPECT_NE(unlimited.answerDeadline().timePoint(), std::nullopt);
     EXPECT_EQ(unlimited.limitText(), "5 s");
     unlimited.requireTimeLeft("map32");
     const CommandTimeout limited(milliseconds(60'000));
-    EXPECT_EQ(limited.answerDeadline().moment(), limited.deadline().moment());
+    EXPECT_EQ(limited.answerDeadline().timePoint(), limited.deadline().timePoint());
     EXPECT_EQ(limited.limitText(), "1 m");
     limited.requireTimeLeft("map32");
 }

@@ -45,13 +45,13 @@ protected:
 
     void expectWrong(const Words& words, const std::string& problem) {
         const ParseResult result = parse(words);
-        EXPECT_EQ(result.kind, ParseResult::Kind::Wrong);
+        EXPECT_EQ(result.kind, ParseResult::Kind::Invalid);
         EXPECT_EQ(result.text, problem);
     }
 
     std::string answerTo(const Words& words) {
         const ParseResult result = parse(words);
-        EXPECT_EQ(result.kind, ParseResult::Kind::Answered);
+        EXPECT_EQ(result.kind, ParseResult::Kind::InfoRequested);
         return result.text;
     }
 
@@ -106,9 +106,9 @@ TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
     expectWrong({"--nothing"}, "unknown option '--nothing'");
     expectWrong({"--name"}, "--name: 1 required NAME missing");
-    expectWrong({"other", "--one", "a", "b", "c"}, "The following argument was not expected: c");
-    expectWrong({"--name", "a", "--size", "11"}, "--size: Value 11 not in range 1 to 10");
-    expectWrong({"--name", "a", "--size", "0"}, "--size: Value 0 not in range 1 to 10");
+    expectWrong({"other", "--one", "a", "b", "c"}, "unexpected argument 'c'");
+    expectWrong({"--name", "a", "--size", "11"}, "--size: '11' is not a whole number from 1 to 10");
+    expectWrong({"--name", "a", "--size", "0"}, "--size: '0' is not a whole number from 1 to 10");
     expectWrong({"--size", "2"}, "--size requires --name");
     expectWrong({"--flag", "--name", "a"}, "--name excludes --flag");
     expectWrong({"command"}, "FIRST is required");
@@ -157,9 +157,9 @@ TEST_F(ArgumentParsers, DescribeThemselves) {
     EXPECT_EQ(program.options[3].valueName, "SIZE");
     EXPECT_EQ(program.options[3].summary, "a number");
     EXPECT_FALSE(program.options[3].isPositional);
-    EXPECT_FALSE(program.options[3].takesSeveral);
-    EXPECT_TRUE(program.options[4].takesSeveral);
-    EXPECT_TRUE(program.options[5].takesSeveral);
+    EXPECT_FALSE(program.options[3].takesMultipleValues);
+    EXPECT_TRUE(program.options[4].takesMultipleValues);
+    EXPECT_TRUE(program.options[5].takesMultipleValues);
     ASSERT_EQ(program.commands.size(), 2U);
     EXPECT_EQ(program.commands[1].name, "other");
 }
@@ -173,7 +173,7 @@ TEST_F(ArgumentParsers, DescribeTheirCommands) {
     EXPECT_EQ(command.options[1].valueName, "");
     EXPECT_TRUE(command.options[1].isPositional);
     EXPECT_TRUE(command.options[1].isRequired);
-    EXPECT_TRUE(command.options[1].takesSeveral);
+    EXPECT_TRUE(command.options[1].takesMultipleValues);
     EXPECT_FALSE(m_parser.describe().commands[1].options[0].isRequired);
 }
 

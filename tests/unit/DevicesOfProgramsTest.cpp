@@ -15,14 +15,14 @@
 #include <gtest/gtest.h>
 
 #include "AccessMutex.h"
-#include "DeviceKind.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
+#include "DeviceTypeInfo.h"
 #include "EventLog.h"
 #include "FaultGuard.h"
-#include "HandOver.h"
 #include "OpenCounter.h"
 #include "OwnFolder.h"
+#include "PreopenedFiles.h"
 #include "RecordingMutex.h"
 #include "RegisterDevice.h"
 
@@ -30,7 +30,7 @@ namespace RynvelTest {
 namespace {
 
 using Common::Access;
-using Common::Outcome;
+using Common::AccessResult;
 using Rynvel::ByteOrder;
 using Rynvel::DeviceType;
 using Rynvel::MemoryDevice;
@@ -85,29 +85,29 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
 }
 
 TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
-    const std::string start = ": librynvel disagrees with this program: ";
+    const std::string start = ": librynvel has a different device table: ";
     for (const MemoryDevice& row : Common::devices()) {
-        EXPECT_EQ(Common::disagreement(row), "");
+        EXPECT_EQ(Common::describeMismatch(row), "");
     }
-    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc0", 7, DeviceType::Uio32}),
-              "rtc0" + start + "its size is 0 and not 7");
-    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc1", 7, DeviceType::Lseek8}),
+    EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, DeviceType::Uio32}),
+              "rtc0" + start + "size 0 instead of 7");
+    EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc1", 7, DeviceType::Lseek8}),
               "rtc0" + start +
-                  "its type is Uio32 and not Lseek8, its path is '/dev/rtc0' and not '/dev/rtc1', its "
-                  "parameter is 0 and not 7");
-    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc0", 7, static_cast<DeviceType>(99)}),
-              "rtc0" + start + "its type is Uio32 and not 99, its parameter is 0 and not 7");
-    EXPECT_EQ(Common::disagreement({"rtc0", "/dev/rtc0", 7, DeviceType::FpgaSpi32}),
-              "rtc0" + start + "its type is Uio32 and not FpgaSpi32, its offset is 0 and not 7");
-    EXPECT_EQ(Common::disagreement({"nothing", "/dev/rtc0", 0, DeviceType::Uio32}),
-              "nothing" + start + "it has no such device");
+                  "type Uio32 instead of Lseek8, path '/dev/rtc0' instead of '/dev/rtc1', "
+                  "parameter 0 instead of 7");
+    EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, static_cast<DeviceType>(99)}),
+              "rtc0" + start + "type Uio32 instead of 99, parameter 0 instead of 7");
+    EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, DeviceType::FpgaSpi32}),
+              "rtc0" + start + "type Uio32 instead of FpgaSpi32, offset 0 instead of 7");
+    EXPECT_EQ(Common::describeMismatch({"nothing", "/dev/rtc0", 0, DeviceType::Uio32}),
+              "nothing" + start + "the device is missing");
 }
 
 TEST(DeviceList, TellsInWhatTheHandleOfARowDiffers) {
     const MemoryDevice& first = Common::devices().front();
-    EXPECT_EQ(Common::disagreement(first, 0), "");
-    EXPECT_EQ(Common::disagreement(first, 7),
-              first.m_name + ": librynvel disagrees with this program: its handle is 0 and not 7");
+    EXPECT_EQ(Common::describeMismatch(first, 0), "");
+    EXPECT_EQ(Common::describeMismatch(first, 7),
+              first.m_name + ": librynvel has a different device table: handle 0 instead of 7");
 }
 
 TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
@@ -116,7 +116,7 @@ TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
         std::vector<unsigned int> widths;
         Access access;
         bool hasInterrupts;
-        bool waitingEnables;
+        bool waitEnablesInterrupt;
     };
     const std::vector<Backend> backends = {
         {"Lseek", {8, 16, 32}, Access::Seekable, false, false},
@@ -129,36 +129,36 @@ TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
     std::uint32_t type = 0;
     for (const auto& backend : backends) {
         for (const auto width : backend.widths) {
-            const auto* const kind = Common::findKind(static_cast<DeviceType>(type++));
+            const auto* const kind = Common::findDeviceTypeInfo(static_cast<DeviceType>(type++));
             ASSERT_NE(kind, nullptr) << backend.name << width;
             EXPECT_EQ(kind->name, backend.name + std::to_string(width));
             EXPECT_EQ(kind->access, backend.access) << kind->name;
             EXPECT_EQ(kind->width, width) << kind->name;
             EXPECT_EQ(kind->hasInterrupts, backend.hasInterrupts) << kind->name;
-            EXPECT_EQ(kind->waitingEnables, backend.waitingEnables) << kind->name;
-            EXPECT_EQ(kind->addressStep, backend.access == Access::Seekable ? width / 8 : 1) << kind->name;
+            EXPECT_EQ(kind->waitEnablesInterrupt, backend.waitEnablesInterrupt) << kind->name;
+            EXPECT_EQ(kind->addressStride, backend.access == Access::Seekable ? width / 8 : 1) << kind->name;
         }
     }
-    EXPECT_EQ(Common::findKind(static_cast<DeviceType>(type)), nullptr);
-    EXPECT_EQ(Common::findKind(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
+    EXPECT_EQ(Common::findDeviceTypeInfo(static_cast<DeviceType>(type)), nullptr);
+    EXPECT_EQ(Common::findDeviceTypeInfo(static_cast<DeviceType>(0xFFFFFFFFU)), nullptr);
 }
 
 Common::Probe probe(const MemoryDevice& row) { return Common::openDevice(row).probe; }
 
 TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     const MemoryDevice missing{"missing", "/nowhere/registers", 0, DeviceType::Lseek8};
-    EXPECT_FALSE(Common::isPresent(missing));
-    EXPECT_EQ(probe(missing).obstacle, "/nowhere/registers: No such file or directory");
+    EXPECT_FALSE(Common::deviceFileExists(missing));
+    EXPECT_EQ(probe(missing).reason, "/nowhere/registers: No such file or directory");
     const MemoryDevice folder{"folder", "/", 0, DeviceType::Lseek8};
-    EXPECT_TRUE(Common::isPresent(folder));
-    EXPECT_EQ(probe(folder).obstacle, "/: Is a directory");
+    EXPECT_TRUE(Common::deviceFileExists(folder));
+    EXPECT_EQ(probe(folder).reason, "/: Is a directory");
 }
 
 TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
         const auto found = probe({"seekable", file.path(), 0, type});
-        EXPECT_EQ(found.obstacle, "");
+        EXPECT_EQ(found.reason, "");
         EXPECT_FALSE(found.mapSize);
     }
 }
@@ -166,20 +166,20 @@ TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
 TEST(DeviceProbe, TellsTheSizeOfAMapping) {
     const MemoryFile file(pageSize);
     const auto found = probe(mappedRow(file, pageSize));
-    EXPECT_EQ(found.obstacle, "");
+    EXPECT_EQ(found.reason, "");
     EXPECT_EQ(found.mapSize, pageSize);
 }
 
 TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(probe(mappedRow(file, 0)).obstacle, file.path() + ": the mapping has no size");
+    EXPECT_EQ(probe(mappedRow(file, 0)).reason, file.path() + ": the size of the map is 0");
     const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
-    EXPECT_NE(probe(full).obstacle, "");
+    EXPECT_NE(probe(full).reason, "");
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     const std::string pipePath = "/proc/self/fd/" + std::to_string(ends[0]);
     const MemoryDevice unmappable{"pipe", pipePath, pageSize, DeviceType::Tyvon32};
-    EXPECT_EQ(probe(unmappable).obstacle, pipePath + ": cannot be mapped: No such device");
+    EXPECT_EQ(probe(unmappable).reason, pipePath + ": cannot be mapped: No such device");
     close(ends[0]);
     close(ends[1]);
 }
@@ -187,18 +187,18 @@ TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
 TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryFile file(pageSize);
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
-    EXPECT_EQ(probe(row).obstacle, file.path() + ": no memory map is described in sysfs");
+    EXPECT_EQ(probe(row).reason, file.path() + ": sysfs describes no memory map");
 }
 
 TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
-    EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).obstacle,
-              "10.0.0.7::9000: a device of another server");
-    EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).obstacle,
-              "/dev/odd: no backend for its type");
+    EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).reason,
+              "10.0.0.7::9000: a remote device has no device file");
+    EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).reason,
+              "/dev/odd: its device type has no backend");
 }
 
 /** What a thread asks for while files are handed over. */
-class HandOverTest : public testing::Test {
+class PreopenedFilesTest : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
     static void* mapAgain(int descriptor, std::size_t size) {
@@ -209,11 +209,11 @@ protected:
     const MemoryFile m_file{pageSize};
 };
 
-TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
-    Common::HandOver handOver;
+TEST_F(PreopenedFilesTest, GivesAFileAsOftenAsItIsHandedOver) {
+    Common::PreopenedFiles preopened;
     const MemoryFile other(pageSize);
-    const int first = handOver.open(m_file.path(), O_RDWR);
-    const int second = handOver.open(m_file.path(), O_RDWR);
+    const int first = preopened.open(m_file.path(), O_RDWR);
+    const int second = preopened.open(m_file.path(), O_RDWR);
     EXPECT_NE(first, second);
     const int another = openAgain(other.path());
     EXPECT_NE(another, first);
@@ -227,35 +227,35 @@ TEST_F(HandOverTest, GivesAFileAsOftenAsItIsHandedOver) {
     }
 }
 
-TEST_F(HandOverTest, SaysWhyAFileCannotBeOpened) {
-    Common::HandOver handOver;
-    EXPECT_EQ(handOver.open("/nowhere/registers", O_RDWR), -1);
+TEST_F(PreopenedFilesTest, SaysWhyAFileCannotBeOpened) {
+    Common::PreopenedFiles preopened;
+    EXPECT_EQ(preopened.open("/nowhere/registers", O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(HandOverTest, GivesTheMappingToTheFirstThatMapsTheFile) {
-    Common::HandOver handOver;
-    const int descriptor = handOver.open(m_file.path(), O_RDWR);
-    ASSERT_TRUE(handOver.map(descriptor, pageSize, 0));
-    EXPECT_TRUE(handOver.hasMapping());
+TEST_F(PreopenedFilesTest, GivesTheMappingToTheFirstThatMapsTheFile) {
+    Common::PreopenedFiles preopened;
+    const int descriptor = preopened.open(m_file.path(), O_RDWR);
+    ASSERT_TRUE(preopened.map(descriptor, pageSize, 0));
+    EXPECT_TRUE(preopened.hasMapping());
     void* const larger = mapAgain(descriptor, 2 * pageSize);
-    EXPECT_TRUE(handOver.hasMapping());
+    EXPECT_TRUE(preopened.hasMapping());
     void* const first = mapAgain(descriptor, pageSize);
-    EXPECT_FALSE(handOver.hasMapping());
+    EXPECT_FALSE(preopened.hasMapping());
     void* const second = mapAgain(descriptor, pageSize);
     EXPECT_NE(first, MAP_FAILED);
     EXPECT_NE(first, second);
-    EXPECT_EQ(handOver.take(descriptor, pageSize), nullptr);
+    EXPECT_EQ(preopened.take(descriptor, pageSize), nullptr);
     munmap(larger, 2 * pageSize);
     munmap(first, pageSize);
     munmap(second, pageSize);
 }
 
-TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
+TEST_F(PreopenedFilesTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     int descriptor = -1;
     {
-        Common::HandOver handOver;
-        descriptor = handOver.open(m_file.path(), O_RDWR);
+        Common::PreopenedFiles preopened;
+        descriptor = preopened.open(m_file.path(), O_RDWR);
         int opened = -1;
         std::thread([&] { opened = openAgain(m_file.path()); }).join();
         EXPECT_NE(opened, descriptor);
@@ -265,31 +265,31 @@ TEST_F(HandOverTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     EXPECT_FALSE(isOpen(descriptor));
 }
 
-TEST_F(HandOverTest, LeavesAFileThatWasTakenToItsTaker) {
+TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
     int descriptor = -1;
     {
-        Common::HandOver handOver;
-        descriptor = handOver.open(m_file.path(), O_RDWR);
+        Common::PreopenedFiles preopened;
+        descriptor = preopened.open(m_file.path(), O_RDWR);
         EXPECT_EQ(openAgain(m_file.path()), descriptor);
     }
     EXPECT_TRUE(isOpen(descriptor));
     close(descriptor);
 }
 
-/** Whether the process has nothing at a page: the system gives it to whoever wishes for it. */
+/** Whether nothing is mapped at a page: then the system maps the page where mmap() asks for it. */
 bool isFree(void* page) {
     void* const given = ::mmap(page, pageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ::munmap(given, pageSize);
     return given == page;
 }
 
-TEST_F(HandOverTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
+TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
     for (const std::size_t offset : {std::size_t{0x800}, std::size_t{pageSize}}) {
-        Common::HandOver handOver;
-        const int descriptor = handOver.open(m_file.path(), O_RDWR);
-        ASSERT_TRUE(handOver.map(descriptor, 2 * pageSize, offset));
+        Common::PreopenedFiles preopened;
+        const int descriptor = preopened.open(m_file.path(), O_RDWR);
+        ASSERT_TRUE(preopened.map(descriptor, 2 * pageSize, offset));
         auto* const mapping = static_cast<char*>(mapAgain(descriptor, 2 * pageSize));
-        auto leftover = handOver.takeLeftover();
+        auto leftover = preopened.takeRemainder();
         EXPECT_FALSE(isFree(mapping));
         // What the unmapping can reach is the mapping's own, so that it takes nothing of others along.
         EXPECT_FALSE(isFree(mapping + 2 * pageSize));
@@ -307,12 +307,12 @@ std::size_t numberOfMappings() {
         std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n'));
 }
 
-TEST_F(HandOverTest, LeavesNothingOfAMappingThatNobodyTakes) {
+TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatNobodyTakes) {
     numberOfMappings();
     const std::size_t before = numberOfMappings();
     for (unsigned int i = 0; i < 10; ++i) {
-        Common::HandOver handOver;
-        ASSERT_TRUE(handOver.map(handOver.open(m_file.path(), O_RDWR), pageSize, 0x800));
+        Common::PreopenedFiles preopened;
+        ASSERT_TRUE(preopened.map(preopened.open(m_file.path(), O_RDWR), pageSize, 0x800));
         EXPECT_GT(numberOfMappings(), before);
     }
     EXPECT_EQ(numberOfMappings(), before);
@@ -326,7 +326,7 @@ TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
                             DeviceType::Tyvon16, DeviceType::Tyvon32}) {
         const auto opened = Common::openDevice({"device", "registers", pageSize, type});
         ASSERT_NE(opened.device, nullptr);
-        EXPECT_EQ(opened.probe.obstacle, "");
+        EXPECT_EQ(opened.probe.reason, "");
         EXPECT_EQ(counter.next(), 1U);
     }
 }
@@ -335,7 +335,7 @@ TEST(OpenDevice, ReachesTheRegisters) {
     const MemoryFile file(pageSize);
     const auto opened = Common::openDevice(mappedRow(file, pageSize));
     EXPECT_EQ(opened.probe.mapSize, pageSize);
-    EXPECT_EQ(opened.device->write(3, 0x12345678), Outcome::Done);
+    EXPECT_EQ(opened.device->write(3, 0x12345678), AccessResult::Success);
     std::uint32_t stored = 0;
     std::memcpy(&stored, &file.bytes(pageSize)[12], sizeof(stored));
     EXPECT_EQ(stored, 0x12345678U);
@@ -354,7 +354,7 @@ TEST(OpenDevice, LetsGoOfTheFileWithTheDevice) {
 TEST(OpenDevice, SaysWhatIsInTheWay) {
     const auto opened = Common::openDevice({"missing", "/nowhere/registers", 0, DeviceType::Lseek8});
     EXPECT_EQ(opened.device, nullptr);
-    EXPECT_EQ(opened.probe.obstacle, "/nowhere/registers: No such file or directory");
+    EXPECT_EQ(opened.probe.reason, "/nowhere/registers: No such file or directory");
 }
 
 TEST(RegisterDevice, HasTheWidthOfItsRow) {
@@ -370,13 +370,13 @@ void expectRegisters(DeviceType type) {
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, pageSize, type), pageSize);
     EXPECT_EQ(device->width(), 8 * sizeof(T));
-    EXPECT_EQ(device->write(3, 0x5A), Outcome::Done);
+    EXPECT_EQ(device->write(3, 0x5A), AccessResult::Success);
     T stored = 0;
     std::memcpy(&stored, &file.bytes(pageSize)[3 * sizeof(T)], sizeof(T));
     EXPECT_EQ(stored, 0x5AU);
     std::uint32_t value = 0xFFFFFFFF;
-    EXPECT_EQ(device->write(3, 0x0F, 0x11), Outcome::Done);
-    EXPECT_EQ(device->read(3, value), Outcome::Done);
+    EXPECT_EQ(device->write(3, 0x0F, 0x11), AccessResult::Success);
+    EXPECT_EQ(device->read(3, value), AccessResult::Success);
     EXPECT_EQ(value, 0x4BU);
 }
 
@@ -391,10 +391,10 @@ TEST(RegisterDevice, MovesBurstsInBothOrders) {
     const auto device = Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
     const std::array<std::uint32_t, 3> written{0x1122, 0x3344, 0x5566};
     std::array<std::uint32_t, 3> read{};
-    EXPECT_EQ(device->write(10, written.data(), 3, ByteOrder::Network), Outcome::Done);
-    EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Network), Outcome::Done);
+    EXPECT_EQ(device->write(10, written.data(), 3, ByteOrder::Network), AccessResult::Success);
+    EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Network), AccessResult::Success);
     EXPECT_EQ(read, written);
-    EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Host), Outcome::Done);
+    EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Host), AccessResult::Success);
     EXPECT_EQ(read, (std::array<std::uint32_t, 3>{0x2211, 0x4433, 0x6655}));
 }
 
@@ -403,19 +403,19 @@ TEST(RegisterDevice, RefusesWhatLiesOutsideTheMappingAndTouchesNothing) {
     const auto device = Common::open(mappedRow(file, pageSize), pageSize);
     constexpr std::uint32_t end = pageSize / 4;
     std::array<std::uint32_t, 2> values{7, 7};
-    EXPECT_EQ(device->read(end - 1, values[0]), Outcome::Done);
+    EXPECT_EQ(device->read(end - 1, values[0]), AccessResult::Success);
     values = {7, 7};
     for (const std::uint32_t address : {end, 0xFFFFFFFFU}) {
-        EXPECT_EQ(device->read(address, values[0]), Outcome::OutOfRange);
-        EXPECT_EQ(device->write(address, 1), Outcome::OutOfRange);
-        EXPECT_EQ(device->write(address, 1, 1), Outcome::OutOfRange);
+        EXPECT_EQ(device->read(address, values[0]), AccessResult::OutOfRange);
+        EXPECT_EQ(device->write(address, 1), AccessResult::OutOfRange);
+        EXPECT_EQ(device->write(address, 1, 1), AccessResult::OutOfRange);
     }
-    EXPECT_EQ(device->read(end - 2, values.data(), 2, ByteOrder::Host), Outcome::Done);
+    EXPECT_EQ(device->read(end - 2, values.data(), 2, ByteOrder::Host), AccessResult::Success);
     values = {7, 7};
-    EXPECT_EQ(device->read(end - 1, values.data(), 2, ByteOrder::Host), Outcome::OutOfRange);
-    EXPECT_EQ(device->read(1, values.data(), 0xFFFFFFFF, ByteOrder::Host), Outcome::OutOfRange);
+    EXPECT_EQ(device->read(end - 1, values.data(), 2, ByteOrder::Host), AccessResult::OutOfRange);
+    EXPECT_EQ(device->read(1, values.data(), 0xFFFFFFFF, ByteOrder::Host), AccessResult::OutOfRange);
     EXPECT_EQ(values, (std::array<std::uint32_t, 2>{7, 7}));
-    EXPECT_EQ(device->write(end - 1, values.data(), 2, ByteOrder::Host), Outcome::OutOfRange);
+    EXPECT_EQ(device->write(end - 1, values.data(), 2, ByteOrder::Host), AccessResult::OutOfRange);
     EXPECT_EQ(file.bytes(pageSize), std::vector<std::uint8_t>(pageSize));
 }
 
@@ -423,12 +423,12 @@ TEST(RegisterDevice, RefusesValuesAndMasksWiderThanARegister) {
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
     const std::array<std::uint32_t, 2> values{0xFFFF, 0x10000};
-    EXPECT_EQ(device->write(0, 0x10000), Outcome::TooWide);
-    EXPECT_EQ(device->write(0, 0x10000, 1), Outcome::TooWide);
-    EXPECT_EQ(device->write(0, 1, 0x10000), Outcome::TooWide);
-    EXPECT_EQ(device->write(0, values.data(), 2, ByteOrder::Host), Outcome::TooWide);
+    EXPECT_EQ(device->write(0, 0x10000), AccessResult::TooWide);
+    EXPECT_EQ(device->write(0, 0x10000, 1), AccessResult::TooWide);
+    EXPECT_EQ(device->write(0, 1, 0x10000), AccessResult::TooWide);
+    EXPECT_EQ(device->write(0, values.data(), 2, ByteOrder::Host), AccessResult::TooWide);
     EXPECT_EQ(file.bytes(pageSize), std::vector<std::uint8_t>(pageSize));
-    EXPECT_EQ(device->write(0, 0xFFFF), Outcome::Done);
+    EXPECT_EQ(device->write(0, 0xFFFF), AccessResult::Success);
 }
 
 TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
@@ -436,9 +436,9 @@ TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
     const auto device = Common::open({"short", file.path(), 0, DeviceType::Lseek8}, {});
     std::uint32_t value = 7;
     std::array<std::uint32_t, 3> values{7, 7, 7};
-    EXPECT_EQ(device->read(2, value), Outcome::Failed);
+    EXPECT_EQ(device->read(2, value), AccessResult::Failed);
     EXPECT_EQ(value, 7U);
-    EXPECT_EQ(device->read(0, values.data(), 3, ByteOrder::Host), Outcome::Failed);
+    EXPECT_EQ(device->read(0, values.data(), 3, ByteOrder::Host), AccessResult::Failed);
     EXPECT_EQ(values, (std::array<std::uint32_t, 3>{7, 7, 7}));
 }
 
@@ -450,16 +450,16 @@ TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
     std::uint32_t value = 7;
     std::array<std::uint32_t, 2> values{7, 7};
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(device->read(beyond, value), Outcome::Faulted);
-        EXPECT_EQ(device->write(beyond, 1), Outcome::Faulted);
-        EXPECT_EQ(device->write(beyond, 1, 1), Outcome::Faulted);
-        EXPECT_EQ(device->read(beyond - 1, values.data(), 2, ByteOrder::Host), Outcome::Faulted);
-        EXPECT_EQ(device->write(beyond, values.data(), 1, ByteOrder::Host), Outcome::Faulted);
+        EXPECT_EQ(device->read(beyond, value), AccessResult::BusError);
+        EXPECT_EQ(device->write(beyond, 1), AccessResult::BusError);
+        EXPECT_EQ(device->write(beyond, 1, 1), AccessResult::BusError);
+        EXPECT_EQ(device->read(beyond - 1, values.data(), 2, ByteOrder::Host), AccessResult::BusError);
+        EXPECT_EQ(device->write(beyond, values.data(), 1, ByteOrder::Host), AccessResult::BusError);
     }
     EXPECT_EQ(value, 7U);
     EXPECT_EQ(values, (std::array<std::uint32_t, 2>{7, 7}));
-    EXPECT_EQ(device->write(beyond - 1, 0x12345678), Outcome::Done);
-    EXPECT_EQ(device->read(beyond - 1, value), Outcome::Done);
+    EXPECT_EQ(device->write(beyond - 1, 0x12345678), AccessResult::Success);
+    EXPECT_EQ(device->read(beyond - 1, value), AccessResult::Success);
     EXPECT_EQ(value, 0x12345678U);
 }
 

@@ -6,13 +6,13 @@ namespace RynvelTest {
 namespace {
 
 using Common::isNumber;
-using Common::Notation;
+using Common::NumberFormat;
 using Common::parseNumber;
 
-constexpr Notation decimal;
-constexpr Notation withHexadecimal{true, false};
-constexpr Notation every{true, true};
-constexpr Notation fourDigits{true, true, 4};
+constexpr NumberFormat decimal;
+constexpr NumberFormat withHexadecimal{true, false};
+constexpr NumberFormat every{true, true};
+constexpr NumberFormat fourDigits{true, true, 4};
 
 TEST(Number, IsDecimal) {
     EXPECT_EQ(parseNumber("0", decimal), 0U);

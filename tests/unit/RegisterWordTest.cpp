@@ -21,16 +21,16 @@ TEST(RegisterWord, HasTheWidthOfItsType) {
 }
 
 TEST(RegisterWord, IsAtMostAllOnes) {
-    EXPECT_EQ(Common::largestValue(8), 0xFFU);
-    EXPECT_EQ(Common::largestValue(16), 0xFFFFU);
-    EXPECT_EQ(Common::largestValue(32), 0xFFFFFFFFU);
+    EXPECT_EQ(Common::maxValue(8), 0xFFU);
+    EXPECT_EQ(Common::maxValue(16), 0xFFFFU);
+    EXPECT_EQ(Common::maxValue(32), 0xFFFFFFFFU);
 }
 
 TEST(RegisterWord, HasItsBytesReversedInTheOrderOfTheNetwork) {
-    EXPECT_EQ(Common::inOrder(0x12, 8, ByteOrder::Network), 0x12U);
-    EXPECT_EQ(Common::inOrder(0x1234, 16, ByteOrder::Network), 0x3412U);
-    EXPECT_EQ(Common::inOrder(0x12345678, 32, ByteOrder::Network), 0x78563412U);
-    EXPECT_EQ(Common::inOrder(0x12345678, 32, ByteOrder::Host), 0x12345678U);
+    EXPECT_EQ(Common::inByteOrder(0x12, 8, ByteOrder::Network), 0x12U);
+    EXPECT_EQ(Common::inByteOrder(0x1234, 16, ByteOrder::Network), 0x3412U);
+    EXPECT_EQ(Common::inByteOrder(0x12345678, 32, ByteOrder::Network), 0x78563412U);
+    EXPECT_EQ(Common::inByteOrder(0x12345678, 32, ByteOrder::Host), 0x12345678U);
 }
 
 TEST(InterruptRecord, CarriesItsWordWithTheHighestByteFirst) {
@@ -41,7 +41,7 @@ TEST(InterruptRecord, CarriesItsWordWithTheHighestByteFirst) {
     EXPECT_EQ(bytes[1], 0x34);
     EXPECT_EQ(bytes[2], 0x56);
     EXPECT_EQ(bytes[3], 0x78);
-    EXPECT_EQ(Common::wordOf(record), 0x12345678U);
+    EXPECT_EQ(Common::interruptWord(record), 0x12345678U);
 }
 
 TEST(ServerAddress, HasTheDefaultPortOfTheLibrary) {

@@ -41,7 +41,7 @@ protected:
     Common::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
 
     RemoteDevice device(unsigned int width = 32) {
-        return {server(), "remote", width, [this] { return Deadline(m_patience); }};
+        return {server(), "remote", width, [this] { return Deadline(m_timeout); }};
     }
 
     /** A device whose server opens it and then replies so. */
@@ -73,7 +73,7 @@ protected:
         return requests;
     }
 
-    milliseconds m_patience = longTime;
+    milliseconds m_timeout = longTime;
     TestPeer m_peer;
 };
 
@@ -203,7 +203,7 @@ TEST_F(RemoteDevices, AskForNothingUnderAMaskOfNoBits) {
 TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
     const auto refused = [this](const std::function<void(RemoteDevice&)>& call) {
         auto remote = deviceThatGets({refusal()});
-        expectError(Cause::Refused, "the server refuses it", [&] { call(remote); });
+        expectError(Cause::Refused, "the server refuses the request", [&] { call(remote); });
     };
     refused([](RemoteDevice& remote) { remote.read(4); });
     refused([](RemoteDevice& remote) { remote.read(4, 2, ByteOrder::Host); });
@@ -215,7 +215,7 @@ TEST_F(RemoteDevices, ReportWhatTheServerRefuses) {
     refused([](RemoteDevice& remote) { remote.raiseInterrupt(1); });
     EXPECT_EQ(deviceThatGets({refusal()}).interruptType(), std::nullopt);
     auto silent = deviceThatGets({success(), refusal()});
-    expectError(Cause::Refused, "the server refuses it", [&] { silent.arm(); });
+    expectError(Cause::Refused, "the server refuses the request", [&] { silent.arm(); });
 }
 
 TEST_F(RemoteDevices, AreUsableAfterARefusal) {
@@ -226,9 +226,9 @@ TEST_F(RemoteDevices, AreUsableAfterARefusal) {
 
 TEST_F(RemoteDevices, ReportThatTheServerDoesNotOpenThem) {
     m_peer.script({refusal()});
-    expectError(Cause::NotServed, "the server does not open 'remote'", [&] { device(); });
+    expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { device(); });
     auto remote = deviceThatGets({refusal()});
-    expectError(Cause::NotServed, "the server does not open 'remote'", [&] { remote.arm(); });
+    expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { remote.arm(); });
 }
 
 TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
@@ -254,8 +254,8 @@ Bytes recordOf(std::uint32_t result, std::uint32_t length) {
 }
 
 TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
-    const std::string neither = "the peer answers with a result that is neither 0 nor -1: it is not a register server";
-    const std::string tooMany = "the peer answers with more than 128 values: it is not a register server";
+    const std::string neither = "not a register server: the result is neither 0 nor -1";
+    const std::string tooMany = "not a register server: the response has more than 128 values";
     for (const auto& [result, length, text] :
          {std::tuple{0x48545450U, 0U, neither}, std::tuple{1U, 0U, neither}, std::tuple{0U, 129U, tooMany},
           std::tuple{0U, UINT32_MAX, tooMany}, std::tuple{UINT32_MAX, 129U, tooMany}}) {
@@ -268,14 +268,14 @@ TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
 }
 
 TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
-    const std::string text = "the peer sends more than it is asked for: it is not a register server";
+    const std::string text = "not a register server: it sends more than one response";
     auto tooLong = recordOf(0, 0);
     tooLong.push_back(0);
     m_peer.script({Reply{{tooLong}}});
     expectError(Cause::Malformed, text, [&] { device(); });
     auto remote = deviceThatGets({Reply{{tooLong}}});
     expectError(Cause::Malformed, text, [&] { remote.write(4, 1); });
-    expectError(Cause::Unreachable, "an earlier exchange was given up", [&] { remote.write(4, 1); });
+    expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.write(4, 1); });
     auto quiet = device();
     m_peer.send(2, {0});
     std::this_thread::sleep_for(shortTime);
@@ -300,15 +300,15 @@ TEST_F(RemoteDevices, TakeNoValueThatIsWiderThanARegister) {
 }
 
 TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
-    m_patience = shortTime;
+    m_timeout = shortTime;
     m_peer.script({silence()});
     expectError(Cause::TimedOut, "no answer in time", [&] { device(); });
-    m_patience = longTime;
+    m_timeout = longTime;
     auto remote = device();
-    m_patience = shortTime;
+    m_timeout = shortTime;
     m_peer.script({truncated(responseOf({1}), 519)});
     expectError(Cause::TimedOut, "no answer in time", [&] { remote.read(4); });
-    expectError(Cause::Unreachable, "an earlier exchange was given up", [&] { remote.read(4); });
+    expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.read(4); });
 }
 
 TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
@@ -317,7 +317,7 @@ TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
     m_peer.send(1, {0, 0, 0});
     ASSERT_EQ(poll(&beginning, 1, -1), 1);
     expectError(Cause::TimedOut, "no answer in time", [&] { remote.receiveInterrupt(Deadline(shortTime)); });
-    expectError(Cause::Unreachable, "an earlier exchange was given up",
+    expectError(Cause::Unreachable, "an earlier exchange was not completed",
                 [&] { remote.receiveInterrupt(Deadline(longTime)); });
 }
 
@@ -408,21 +408,21 @@ TEST(RecordConnections, ShowTheirRecordsInATrace) {
 }
 
 TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
-    EXPECT_EQ(Deadline().pollTime(), -1);
-    EXPECT_FALSE(Deadline().isOver());
-    EXPECT_TRUE(Deadline(milliseconds(0)).isOver());
-    EXPECT_FALSE(Deadline(longTime).isOver());
-    EXPECT_GT(Deadline(longTime).pollTime(), 0);
+    EXPECT_EQ(Deadline().pollTimeout(), -1);
+    EXPECT_FALSE(Deadline().hasPassed());
+    EXPECT_TRUE(Deadline(milliseconds(0)).hasPassed());
+    EXPECT_FALSE(Deadline(longTime).hasPassed());
+    EXPECT_GT(Deadline(longTime).pollTimeout(), 0);
 }
 
 TEST(Deadlines, ComeInAnOrder) {
     const Deadline soon(shortTime);
     const Deadline late(longTime);
-    EXPECT_EQ(Deadline::earlier(soon, late).moment(), soon.moment());
-    EXPECT_EQ(Deadline::earlier(late, soon).moment(), soon.moment());
-    EXPECT_EQ(Deadline::earlier(Deadline(), late).moment(), late.moment());
-    EXPECT_EQ(Deadline::earlier(late, Deadline()).moment(), late.moment());
-    EXPECT_EQ(Deadline::earlier(Deadline(), Deadline()).moment(), std::nullopt);
+    EXPECT_EQ(Deadline::earlier(soon, late).timePoint(), soon.timePoint());
+    EXPECT_EQ(Deadline::earlier(late, soon).timePoint(), soon.timePoint());
+    EXPECT_EQ(Deadline::earlier(Deadline(), late).timePoint(), late.timePoint());
+    EXPECT_EQ(Deadline::earlier(late, Deadline()).timePoint(), late.timePoint());
+    EXPECT_EQ(Deadline::earlier(Deadline(), Deadline()).timePoint(), std::nullopt);
 }
 
 } // namespace

@@ -1,8 +1,8 @@
-// With these the headers rename what is defined here.
+// With these macros, the headers would rename the functions that this file defines.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
-#include "HandOver.h"
+#include "PreopenedFiles.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -16,13 +16,13 @@
 
 namespace {
 
-__thread Common::HandOver* current = nullptr;
+__thread Common::PreopenedFiles* current = nullptr;
 
-int openReally(const char* path, int flags, mode_t mode) {
+int realOpen(const char* path, int flags, mode_t mode) {
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-void* mapReally(void* address, size_t length, int protection, int flags, int descriptor, off64_t offset) {
+void* realMmap(void* address, size_t length, int protection, int flags, int descriptor, off64_t offset) {
 #ifdef SYS_mmap2
     constexpr off64_t unit = 4096;
     return reinterpret_cast<void*>(
@@ -38,9 +38,9 @@ void* mapReally(void* address, size_t length, int protection, int flags, int des
 }
 
 void* map(void* address, size_t length, int protection, int flags, int descriptor, off64_t offset) {
-    const bool mayBeThere = current != nullptr && address == nullptr && offset == 0;
-    void* const mapping = mayBeThere ? current->take(descriptor, length) : nullptr;
-    return mapping != nullptr ? mapping : mapReally(address, length, protection, flags, descriptor, offset);
+    const bool mayBePreopened = current != nullptr && address == nullptr && offset == 0;
+    void* const mapping = mayBePreopened ? current->take(descriptor, length) : nullptr;
+    return mapping != nullptr ? mapping : realMmap(address, length, protection, flags, descriptor, offset);
 }
 
 } // namespace
@@ -49,17 +49,17 @@ namespace Common {
 
 MappedRange::~MappedRange() { ::munmap(m_begin, m_size); }
 
-HandOver::HandOver() { current = this; }
+PreopenedFiles::PreopenedFiles() { current = this; }
 
-HandOver::~HandOver() {
+PreopenedFiles::~PreopenedFiles() {
     current = nullptr;
     if (m_mapping != nullptr) {
-        ::munmap(m_begin, m_whole);
+        ::munmap(m_begin, m_reservedSize);
     }
 }
 
-int HandOver::open(const std::string& path, int flags) {
-    Descriptor opened(openReally(path.c_str(), flags | O_CLOEXEC, 0));
+int PreopenedFiles::open(const std::string& path, int flags) {
+    Descriptor opened(realOpen(path.c_str(), flags | O_CLOEXEC, 0));
     const int descriptor = opened.number();
     if (opened.isOpen()) {
         m_files.push_back({path, std::move(opened)});
@@ -67,19 +67,20 @@ int HandOver::open(const std::string& path, int flags) {
     return descriptor;
 }
 
-bool HandOver::map(int descriptor, std::size_t size, std::size_t offset) {
+bool PreopenedFiles::map(int descriptor, std::size_t size, std::size_t offset) {
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    m_whole = (offset + size + page - 1) / page * page;
-    // An unmapping that does not begin at a page does nothing.
-    m_leftoverSize = offset % page == 0 ? offset : m_whole;
-    void* const reserved = mapReally(nullptr, m_whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    m_reservedSize = (offset + size + page - 1) / page * page;
+    // munmap() fails for an address that is not at the beginning of a page, and unmaps nothing.
+    m_remainderSize = offset % page == 0 ? offset : m_reservedSize;
+    void* const reserved =
+        realMmap(nullptr, m_reservedSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (reserved == MAP_FAILED) {
         return false;
     }
     m_begin = reserved;
-    if (mapReally(m_begin, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, descriptor, 0) == MAP_FAILED) {
+    if (realMmap(m_begin, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, descriptor, 0) == MAP_FAILED) {
         const int reason = errno;
-        ::munmap(m_begin, m_whole);
+        ::munmap(m_begin, m_reservedSize);
         errno = reason;
         return false;
     }
@@ -89,11 +90,11 @@ bool HandOver::map(int descriptor, std::size_t size, std::size_t offset) {
     return true;
 }
 
-std::shared_ptr<MappedRange> HandOver::takeLeftover() const {
-    return m_leftoverSize == 0 ? nullptr : std::make_shared<MappedRange>(m_begin, m_leftoverSize);
+std::shared_ptr<MappedRange> PreopenedFiles::takeRemainder() const {
+    return m_remainderSize == 0 ? nullptr : std::make_shared<MappedRange>(m_begin, m_remainderSize);
 }
 
-int HandOver::take(const char* path) {
+int PreopenedFiles::take(const char* path) {
     const auto file = std::find_if(m_files.begin(), m_files.end(), [&](const File& each) { return each.path == path; });
     if (file == m_files.end()) {
         return -1;
@@ -103,7 +104,7 @@ int HandOver::take(const char* path) {
     return descriptor;
 }
 
-void* HandOver::take(int descriptor, std::size_t size) {
+void* PreopenedFiles::take(int descriptor, std::size_t size) {
     return descriptor == m_mapped && size == m_size ? std::exchange(m_mapping, nullptr) : nullptr;
 }
 
@@ -111,27 +112,27 @@ void* HandOver::take(int descriptor, std::size_t size) {
 
 namespace {
 
-int openOrTake(const char* path, int flags, mode_t mode) {
-    const int handedOver = current != nullptr ? current->take(path) : -1;
-    return handedOver != -1 ? handedOver : openReally(path, flags, mode);
+int openPreopenedOrReal(const char* path, int flags, mode_t mode) {
+    const int preopened = current != nullptr ? current->take(path) : -1;
+    return preopened != -1 ? preopened : realOpen(path, flags, mode);
 }
 
 mode_t modeOf(int flags, std::va_list& arguments) { return __OPEN_NEEDS_MODE(flags) ? va_arg(arguments, mode_t) : 0; }
 
 } // namespace
 
-// The functions have further names, which the C library's headers call in a fortified build, and in a build for 32 bits
-// whose file offsets have 64.
+// The C library has several names for each function. Its headers use them in a fortified build, and in a 32-bit build
+// with 64-bit file offsets.
 extern "C" {
 
-// The names are the C library's.
+// The C library determines the names.
 // NOLINTBEGIN(bugprone-reserved-identifier, readability-inconsistent-declaration-parameter-name)
 [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {
     std::va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeOf(flags, arguments);
     va_end(arguments);
-    return openOrTake(path, flags, mode);
+    return openPreopenedOrReal(path, flags, mode);
 }
 
 [[gnu::visibility("default")]] int open64(const char* path, int flags, ...) {
@@ -139,13 +140,13 @@ extern "C" {
     va_start(arguments, flags);
     const mode_t mode = modeOf(flags, arguments);
     va_end(arguments);
-    return openOrTake(path, flags | O_LARGEFILE, mode);
+    return openPreopenedOrReal(path, flags | O_LARGEFILE, mode);
 }
 
-[[gnu::visibility("default")]] int __open_2(const char* path, int flags) { return openOrTake(path, flags, 0); }
+[[gnu::visibility("default")]] int __open_2(const char* path, int flags) { return openPreopenedOrReal(path, flags, 0); }
 
 [[gnu::visibility("default")]] int __open64_2(const char* path, int flags) {
-    return openOrTake(path, flags | O_LARGEFILE, 0);
+    return openPreopenedOrReal(path, flags | O_LARGEFILE, 0);
 }
 
 [[gnu::visibility("default")]] void* mmap(void* address, size_t length, int protection, int flags, int descriptor,

@@ -1,0 +1,33 @@
+/**
+ * @file
+ * The properties of each device type that the programs need.
+ */
+#ifndef RYNVEL_COMMON_DEVICETYPEINFO_H
+#define RYNVEL_COMMON_DEVICETYPEINFO_H
+
+#include <rynvel.hpp>
+
+namespace Common {
+
+/** How a backend reaches its registers. */
+enum class Access { Seekable, Mapped, Spi, Remote };
+
+struct DeviceTypeInfo {
+    /** As in a device description file, for example "Uio32". */
+    const char* name;
+    Access access;
+    /** Bits of a register: 8, 16 or 32. */
+    unsigned int width;
+    bool hasInterrupts;
+    /** Whether waitForInterrupt() enables the interrupt first. */
+    bool waitEnablesInterrupt;
+    /** The difference between the addresses of adjacent registers; 1 if the address is a register index. */
+    unsigned int addressStride;
+};
+
+/** The properties of a device type; null for a value that is not a device type. */
+const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type);
+
+} // namespace Common
+
+#endif
