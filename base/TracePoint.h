@@ -9,12 +9,12 @@
 #ifndef RYNVEL_BASE_TRACEPOINT_H
 #define RYNVEL_BASE_TRACEPOINT_H
 
+#include <ZilTrace.h>
+
 #include <cerrno>
 #include <sstream>
 #include <string>
 #include <string_view>
-
-#include <ZilTrace.h>
 
 namespace Rynvel {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Child.h"
 
+#include <csignal>
+
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <csignal>
 
 #include "Require.h"
 

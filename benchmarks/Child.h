@@ -2,9 +2,9 @@
 #ifndef RYNVEL_BENCHMARKS_CHILD_H
 #define RYNVEL_BENCHMARKS_CHILD_H
 
-#include <sys/types.h>
-
 #include <functional>
+
+#include <sys/types.h>
 
 namespace RynvelBenchmark {
 

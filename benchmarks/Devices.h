@@ -2,10 +2,10 @@
 #ifndef RYNVEL_BENCHMARKS_DEVICES_H
 #define RYNVEL_BENCHMARKS_DEVICES_H
 
+#include <rynvel.hpp>
+
 #include <memory>
 #include <string>
-
-#include <rynvel.hpp>
 
 namespace RynvelBenchmark {
 

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <ZilTrace.h>
-#include <benchmark/benchmark.h>
 #include <rynvel.h>
 #include <rynvel.hpp>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <memory>
 #include <utility>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
 
 #include "Devices.h"
 #include "Require.h"

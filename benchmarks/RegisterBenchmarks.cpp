@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include <benchmark/benchmark.h>
-#include <pthread.h>
 #include <rynvel.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+
+#include <pthread.h>
+
+#include <benchmark/benchmark.h>
 
 #include "Devices.h"
 #include "StandIns.h"

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "StandIns.h"
 
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <array>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
 #include "Require.h"
 

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include <benchmark/benchmark.h>
 #include <rynvel.h>
 #include <rynvel.hpp>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
 
 #include "Devices.h"
 #include "Require.h"

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <benchmark/benchmark.h>
-#include <sched.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <string>
 #include <thread>
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
 
 #include "Require.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "AccessMutex.h"
 
 #include "FaultGuard.h"

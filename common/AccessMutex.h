@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The mutex of a device whose registers may cause a bus error.
@@ -5,10 +6,10 @@
 #ifndef RYNVEL_COMMON_ACCESSMUTEX_H
 #define RYNVEL_COMMON_ACCESSMUTEX_H
 
+#include <rynvel.hpp>
+
 #include <memory>
 #include <utility>
-
-#include <rynvel.hpp>
 
 namespace Common {
 

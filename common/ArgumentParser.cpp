@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ArgumentParser.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Parses the command line of a program: its options, positional arguments and commands. Generates the help.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * A file descriptor that closes itself.
@@ -5,9 +6,9 @@
 #ifndef RYNVEL_COMMON_DESCRIPTOR_H
 #define RYNVEL_COMMON_DESCRIPTOR_H
 
-#include <unistd.h>
-
 #include <utility>
+
+#include <unistd.h>
 
 namespace Common {
 

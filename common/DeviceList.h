@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The device table of the program, and how it differs from the library's.
@@ -5,13 +6,13 @@
 #ifndef RYNVEL_COMMON_DEVICELIST_H
 #define RYNVEL_COMMON_DEVICELIST_H
 
+#include <rynvel.hpp>
+
 #include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <rynvel.hpp>
 
 namespace Common {
 

@@ -1,7 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include "DeviceProbe.h"
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -9,6 +7,9 @@
 #include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "DeviceTypeInfo.h"
 #include "PreopenedFiles.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Opens a device without the assertions by which the library ends the process, for instance if a device file is
@@ -6,12 +7,12 @@
 #ifndef RYNVEL_COMMON_DEVICEPROBE_H
 #define RYNVEL_COMMON_DEVICEPROBE_H
 
+#include <rynvel.hpp>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-
-#include <rynvel.hpp>
 
 #include "RegisterDevice.h"
 

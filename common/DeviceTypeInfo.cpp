@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "DeviceTypeInfo.h"
 
 namespace Common {

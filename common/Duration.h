@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Conversion of durations: from and to text, and for system calls.
@@ -5,11 +6,11 @@
 #ifndef RYNVEL_COMMON_DURATION_H
 #define RYNVEL_COMMON_DURATION_H
 
-#include <sys/time.h>
-
 #include <chrono>
 #include <optional>
 #include <string>
+
+#include <sys/time.h>
 
 namespace Common {
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 #include "FaultGuard.h"
+
+#include <cstdint>
 
 #include <pthread.h>
 #include <ucontext.h>
-
-#include <cstdint>
 
 namespace Common {
 

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 #include "InterruptRecord.h"
 
-#include <netinet/in.h>
-
 #include <cstring>
+
+#include <netinet/in.h>
 
 namespace Common {
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The record that a server sends to a client for each interrupt.
@@ -5,9 +6,9 @@
 #ifndef RYNVEL_COMMON_INTERRUPTRECORD_H
 #define RYNVEL_COMMON_INTERRUPTRECORD_H
 
-#include <cstdint>
-
 #include <rynvel.hpp>
+
+#include <cstdint>
 
 namespace Common {
 

@@ -1,18 +1,19 @@
+// SPDX-License-Identifier: MIT
 // With these macros, the headers would rename the functions that this file defines.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
 #include "PreopenedFiles.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 

@@ -1,10 +1,7 @@
+// SPDX-License-Identifier: MIT
 #include "RecordConnection.h"
 
-#include <arpa/inet.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
+#include <ZilTrace.h>
 
 #include <cerrno>
 #include <cstring>
@@ -13,7 +10,11 @@
 #include <thread>
 #include <utility>
 
-#include <ZilTrace.h>
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
 
 #include "InterruptRecord.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * A client's connection to a register server, with deadlines.
@@ -5,12 +6,12 @@
 #ifndef RYNVEL_COMMON_RECORDCONNECTION_H
 #define RYNVEL_COMMON_RECORDCONNECTION_H
 
+#include <rynvel.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
-
-#include <rynvel.hpp>
 
 #include "Deadline.h"
 #include "Descriptor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "RegisterDevice.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * A device whose register width is only known at run time.
@@ -5,12 +6,12 @@
 #ifndef RYNVEL_COMMON_REGISTERDEVICE_H
 #define RYNVEL_COMMON_REGISTERDEVICE_H
 
+#include <rynvel.hpp>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <utility>
-
-#include <rynvel.hpp>
 
 #include "AccessMutex.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Register values of 8, 16 or 32 bits, in words of 32 bits.
@@ -5,9 +6,9 @@
 #ifndef RYNVEL_COMMON_REGISTERWORD_H
 #define RYNVEL_COMMON_REGISTERWORD_H
 
-#include <cstdint>
-
 #include <rynvel.hpp>
+
+#include <cstdint>
 
 namespace Common {
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * A device of a register server, without the library's remote devices.
@@ -5,12 +6,12 @@
 #ifndef RYNVEL_COMMON_REMOTEDEVICE_H
 #define RYNVEL_COMMON_REMOTEDEVICE_H
 
+#include <rynvel.hpp>
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <rynvel.hpp>
 
 #include "RecordConnection.h"
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "rynvel/RemoteDeviceConnection.h"
 
-#include <netdb.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <ostream>
+
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "RynvelTrace.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "rynvel/Connection.h"
 
-#include <sys/socket.h>
-
 #include <cstring>
+
+#include <sys/socket.h>
 
 #include "RynvelMessageText.h"
 #include "RynvelTrace.h"

@@ -2,11 +2,12 @@
 #ifndef RYNVEL_DEVICELOCK_H
 #define RYNVEL_DEVICELOCK_H
 
+#include "rynvel/IMutex.h"
+
 #include <typeinfo>
 
 #include "PthreadMutex.h"
 #include "RynvelTrace.h"
-#include "rynvel/IMutex.h"
 
 namespace Rynvel {
 

@@ -1,5 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include "rynvel.h"
 #include "rynvel/Factory.h"
+#include "rynvel/FpgaSpi32.h"
+#include "rynvel/Lseek.h"
+#include "rynvel/PthreadMutex.h"
+#include "rynvel/Remote.h"
+#include "rynvel/Tyvon.h"
+#include "rynvel/TyvonInterrupt.h"
+#include "rynvel/Uio.h"
 
 #include <algorithm>
 #include <array>
@@ -9,14 +17,6 @@
 
 #include "RynvelAssert.h"
 #include "RynvelTrace.h"
-#include "rynvel.h"
-#include "rynvel/FpgaSpi32.h"
-#include "rynvel/Lseek.h"
-#include "rynvel/PthreadMutex.h"
-#include "rynvel/Remote.h"
-#include "rynvel/Tyvon.h"
-#include "rynvel/TyvonInterrupt.h"
-#include "rynvel/Uio.h"
 
 namespace Rynvel {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "rynvel/FpgaSpi32.h"
 
-#include <fcntl.h>
-#include <linux/spi/spidev.h>
-
 #include <cstring>
 #include <utility>
+
+#include <fcntl.h>
+#include <linux/spi/spidev.h>
 
 #include "RegisterValue.h"
 #include "RynvelAssert.h"

@@ -4,12 +4,12 @@
 
 #include "rynvel/Lseek.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <limits>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "RegisterValue.h"
 #include "RynvelAssert.h"

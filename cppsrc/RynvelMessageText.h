@@ -2,9 +2,9 @@
 #ifndef RYNVEL_MESSAGETEXT_H
 #define RYNVEL_MESSAGETEXT_H
 
-#include <ostream>
-
 #include "rynvel/Messages.h"
+
+#include <ostream>
 
 namespace Rynvel {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "rynvel/Messages.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <ostream>
+
+#include <arpa/inet.h>
 
 namespace Rynvel {
 

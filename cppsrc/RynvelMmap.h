@@ -4,11 +4,11 @@
 
 #include "rynvel/Mmap.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-
 #include <cstring>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
 
 #include "RegisterValue.h"
 #include "RynvelAssert.h"

@@ -4,12 +4,12 @@
 
 #include "rynvel/Remote.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include <arpa/inet.h>
 
 #include "RynvelMessageText.h"
 #include "RynvelTrace.h"

@@ -2,12 +2,13 @@
 #ifndef RYNVEL_TRACE_H
 #define RYNVEL_TRACE_H
 
+#include "rynvel/HexU32Struct.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
 #include "TracePoint.h"
-#include "rynvel/HexU32Struct.h"
 
 namespace Rynvel {
 

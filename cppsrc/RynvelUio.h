@@ -4,12 +4,12 @@
 
 #include "rynvel/Uio.h"
 
-#include <fcntl.h>
-
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <utility>
+
+#include <fcntl.h>
 
 #include "RynvelAssert.h"
 #include "RynvelTrace.h"

@@ -76,9 +76,9 @@
 #ifndef RYNVEL_H
 #define RYNVEL_H
 
-#include <stdint.h>
-
 #include "rynvel/Export.h"
+
+#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {

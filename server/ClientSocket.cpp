@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: MIT
 #include "ClientSocket.h"
+
+#include <algorithm>
+#include <cerrno>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-
-#include <algorithm>
-#include <cerrno>
 
 #include "Deadline.h"
 #include "Duration.h"

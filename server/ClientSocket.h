@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The connected socket of a client.
@@ -5,10 +6,10 @@
 #ifndef RYNVELD_CLIENTSOCKET_H
 #define RYNVELD_CLIENTSOCKET_H
 
+#include <rynvel.hpp>
+
 #include <chrono>
 #include <cstddef>
-
-#include <rynvel.hpp>
 
 #include "Descriptor.h"
 

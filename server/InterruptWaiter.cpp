@@ -1,9 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include "InterruptWaiter.h"
-
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +8,11 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "InterruptRecord.h"
 #include "ServerTrace.h"

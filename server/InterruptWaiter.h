@@ -1,9 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Sends the interrupts of a device to the armed connections.
  */
 #ifndef RYNVELD_INTERRUPTWAITER_H
 #define RYNVELD_INTERRUPTWAITER_H
+
+#include <rynvel.hpp>
 
 #include <atomic>
 #include <chrono>
@@ -13,8 +16,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <rynvel.hpp>
 
 #include "Descriptor.h"
 #include "TraceLimit.h"

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: MIT
 #include "RequestHandler.h"
-
-#include <netinet/in.h>
 
 #include <algorithm>
 #include <array>
 #include <exception>
 #include <optional>
 #include <utility>
+
+#include <netinet/in.h>
 
 #include "DeviceName.h"
 #include "ServerTrace.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * Handles the requests of one connection.
@@ -5,10 +6,10 @@
 #ifndef RYNVELD_REQUESTHANDLER_H
 #define RYNVELD_REQUESTHANDLER_H
 
+#include <rynvel.hpp>
+
 #include <memory>
 #include <string>
-
-#include <rynvel.hpp>
 
 #include "Policy.h"
 #include "ServedDevices.h"

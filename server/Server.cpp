@@ -1,9 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include "Server.h"
-
-#include <pthread.h>
-#include <sys/signalfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +14,10 @@
 
 #include <asio/ip/network_v6.hpp>
 #include <asio/post.hpp>
+#include <pthread.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include "FaultGuard.h"
 #include "ServerTrace.h"

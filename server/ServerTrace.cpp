@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ServerTrace.h"
 
 namespace Rynveld {

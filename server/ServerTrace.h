@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * The server's trace channel, "Rynveld". Level 1: failures of the server and of its devices, and clients that are

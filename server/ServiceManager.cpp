@@ -1,14 +1,15 @@
+// SPDX-License-Identifier: MIT
 #include "ServiceManager.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <stdexcept>
 
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <cstddef>
-#include <cstdlib>
-#include <stdexcept>
 
 #include "Descriptor.h"
 #include "Number.h"

@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: MIT
 #include "SimulatedDevice.h"
-
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
 #include <vector>
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "RegisterValue.h"
 #include "RegisterWord.h"

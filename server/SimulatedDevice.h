@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file
  * A device in memory, to try out clients without hardware.
@@ -5,14 +6,14 @@
 #ifndef RYNVELD_SIMULATEDDEVICE_H
 #define RYNVELD_SIMULATEDDEVICE_H
 
+#include <rynvel.hpp>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
-
-#include <rynvel.hpp>
 
 #include "Descriptor.h"
 #include "DeviceTypeInfo.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "StandardError.h"
 
 #include <fcntl.h>

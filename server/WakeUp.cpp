@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 #include "WakeUp.h"
 
-#include <pthread.h>
-
 #include <csignal>
+
+#include <pthread.h>
 
 namespace Rynveld {
 

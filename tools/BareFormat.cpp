@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "Formats.h"
-
 #include "Numbers.h"
 
 namespace Rynvelctl {

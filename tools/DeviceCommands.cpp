@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "Commands.h"
-
 #include <algorithm>
 
+#include "Commands.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
 #include "Failure.h"

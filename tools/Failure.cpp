@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Failure.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
+
+#include <unistd.h>
 
 namespace Rynvelctl {
 

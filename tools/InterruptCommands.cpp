@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "Commands.h"
-
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 
+#include <poll.h>
+#include <unistd.h>
+
+#include "Commands.h"
 #include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "Formats.h"
-
 #include "Json.h"
 
 namespace Rynvelctl {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "OpenLocalDevice.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstring>
+
+#include <fcntl.h>
 
 namespace Rynvelctl {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Output.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <string_view>
+
+#include <poll.h>
+#include <unistd.h>
 
 #include "Failure.h"
 #include "Formats.h"

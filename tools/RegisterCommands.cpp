@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "Commands.h"
+#include <map>
+#include <optional>
 
 #include <poll.h>
 #include <unistd.h>
 
-#include <map>
-#include <optional>
-
+#include "Commands.h"
 #include "Completion.h"
 #include "Durations.h"
 #include "Failure.h"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-
 #include "Numbers.h"
 
 namespace Rynvelctl {

@@ -6,11 +6,11 @@
 #ifndef RYNVELCTL_TARGET_H
 #define RYNVELCTL_TARGET_H
 
+#include <rynvel.hpp>
+
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <rynvel.hpp>
 
 #include "CommandTimeout.h"
 #include "DeviceTypeInfo.h"

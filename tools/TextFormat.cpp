@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "Formats.h"
-
 #include <algorithm>
 #include <iomanip>
 #include <sstream>
 
+#include "Formats.h"
 #include "Numbers.h"
 
 namespace Rynvelctl {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <exception>
 #include <new>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "CommandLine.h"
 #include "Failure.h"

@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #define _GNU_SOURCE
+#include "device_test.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -10,8 +12,6 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
-
-#include "device_test.h"
 
 #define LIMIT_MS 5000
 #define TAINTED_BY_WARNING (1 << 9)

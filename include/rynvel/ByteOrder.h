@@ -6,10 +6,10 @@
 #ifndef RYNVEL_BYTEORDER_H
 #define RYNVEL_BYTEORDER_H
 
+#include "rynvel/Export.h"
+
 #include <cstdint>
 #include <iosfwd>
-
-#include "rynvel/Export.h"
 
 namespace Rynvel {
 

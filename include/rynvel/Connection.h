@@ -6,12 +6,12 @@
 #ifndef RYNVEL_CONNECTION_H
 #define RYNVEL_CONNECTION_H
 
-#include <cstdint>
-#include <memory>
-
 #include "rynvel/Export.h"
 #include "rynvel/LinuxIo.h"
 #include "rynvel/Messages.h"
+
+#include <cstdint>
+#include <memory>
 
 class ZilTrace;
 struct ZilTraceHeader;

@@ -6,11 +6,11 @@
 #ifndef RYNVEL_DEVICE_H
 #define RYNVEL_DEVICE_H
 
-#include <cstdint>
-
 #include "rynvel/ByteOrder.h"
 #include "rynvel/Export.h"
 #include "rynvel/IDevice.h"
+
+#include <cstdint>
 
 namespace Rynvel {
 

@@ -6,17 +6,17 @@
 #ifndef RYNVEL_FACTORY_H
 #define RYNVEL_FACTORY_H
 
+#include "rynvel/Device.h"
+#include "rynvel/Export.h"
+#include "rynvel/IMutex.h"
+#include "rynvel/MemoryDevice.h"
+
 #include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
-
-#include "rynvel/Device.h"
-#include "rynvel/Export.h"
-#include "rynvel/IMutex.h"
-#include "rynvel/MemoryDevice.h"
 
 class ZilTrace;
 struct ZilTraceHeader;

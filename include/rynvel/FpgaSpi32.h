@@ -6,16 +6,16 @@
 #ifndef RYNVEL_FPGASPI32_H
 #define RYNVEL_FPGASPI32_H
 
+#include "rynvel/Device.h"
+#include "rynvel/Export.h"
+#include "rynvel/IMutex.h"
+#include "rynvel/LinuxIo.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include "rynvel/Device.h"
-#include "rynvel/Export.h"
-#include "rynvel/IMutex.h"
-#include "rynvel/LinuxIo.h"
 
 class ZilTrace;
 

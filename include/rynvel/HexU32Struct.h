@@ -6,10 +6,10 @@
 #ifndef RYNVEL_HEXU32STRUCT_H
 #define RYNVEL_HEXU32STRUCT_H
 
+#include "rynvel/Export.h"
+
 #include <cstdint>
 #include <iosfwd>
-
-#include "rynvel/Export.h"
 
 /** A value to write in hexadecimal, with at least `width` digits. */
 struct RYNVEL_EXPORT HexU32Struct {

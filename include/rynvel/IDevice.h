@@ -6,9 +6,9 @@
 #ifndef RYNVEL_IDEVICE_H
 #define RYNVEL_IDEVICE_H
 
-#include <string>
-
 #include "rynvel/Export.h"
+
+#include <string>
 
 namespace Rynvel {
 

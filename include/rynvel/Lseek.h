@@ -6,14 +6,14 @@
 #ifndef RYNVEL_LSEEK_H
 #define RYNVEL_LSEEK_H
 
-#include <cstdint>
-#include <memory>
-#include <string>
-
 #include "rynvel/Device.h"
 #include "rynvel/Export.h"
 #include "rynvel/IMutex.h"
 #include "rynvel/LinuxIo.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
 
 class ZilTrace;
 

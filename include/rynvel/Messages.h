@@ -6,13 +6,13 @@
 #ifndef RYNVEL_MESSAGES_H
 #define RYNVEL_MESSAGES_H
 
+#include "rynvel/ByteOrder.h"
+#include "rynvel/Export.h"
+
 #include <array>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
-
-#include "rynvel/ByteOrder.h"
-#include "rynvel/Export.h"
 
 namespace Rynvel {
 

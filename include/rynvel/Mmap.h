@@ -6,15 +6,15 @@
 #ifndef RYNVEL_MMAP_H
 #define RYNVEL_MMAP_H
 
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <string>
-
 #include "rynvel/Device.h"
 #include "rynvel/Export.h"
 #include "rynvel/IMutex.h"
 #include "rynvel/LinuxIo.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
 
 class ZilTrace;
 

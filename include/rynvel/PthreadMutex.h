@@ -6,10 +6,10 @@
 #ifndef RYNVEL_PTHREADMUTEX_H
 #define RYNVEL_PTHREADMUTEX_H
 
-#include <pthread.h>
-
 #include "rynvel/Export.h"
 #include "rynvel/IMutex.h"
+
+#include <pthread.h>
 
 class ZilTrace;
 struct ZilTraceHeader;

@@ -6,15 +6,15 @@
 #ifndef RYNVEL_REMOTE_H
 #define RYNVEL_REMOTE_H
 
-#include <cstdint>
-#include <memory>
-#include <string>
-
 #include "rynvel/Device.h"
 #include "rynvel/Export.h"
 #include "rynvel/IMutex.h"
 #include "rynvel/Messages.h"
 #include "rynvel/RemoteDeviceConnection.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
 
 class ZilTrace;
 

@@ -6,14 +6,14 @@
 #ifndef RYNVEL_REMOTEDEVICECONNECTION_H
 #define RYNVEL_REMOTEDEVICECONNECTION_H
 
+#include "rynvel/Connection.h"
+#include "rynvel/Export.h"
+#include "rynvel/LinuxIo.h"
+
 #include <cstdint>
 #include <string>
 
 #include <netinet/in.h>
-
-#include "rynvel/Connection.h"
-#include "rynvel/Export.h"
-#include "rynvel/LinuxIo.h"
 
 class ZilTrace;
 

@@ -6,11 +6,11 @@
 #ifndef RYNVEL_TYVON_H
 #define RYNVEL_TYVON_H
 
-#include <cstdint>
-
 #include "rynvel/Export.h"
 #include "rynvel/Mmap.h"
 #include "rynvel/TyvonControl.h"
+
+#include <cstdint>
 
 namespace Rynvel {
 

@@ -6,11 +6,11 @@
 #ifndef RYNVEL_TYVONCONTROL_H
 #define RYNVEL_TYVONCONTROL_H
 
-#include <cstdint>
-
 #include "rynvel/Export.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/Mmap.h"
+
+#include <cstdint>
 
 class ZilTrace;
 

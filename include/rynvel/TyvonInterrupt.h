@@ -6,11 +6,11 @@
 #ifndef RYNVEL_TYVONINTERRUPT_H
 #define RYNVEL_TYVONINTERRUPT_H
 
-#include <cstdint>
-
 #include "rynvel/Export.h"
 #include "rynvel/Lseek.h"
 #include "rynvel/TyvonControl.h"
+
+#include <cstdint>
 
 namespace Rynvel {
 

@@ -6,13 +6,13 @@
 #ifndef RYNVEL_UIO_H
 #define RYNVEL_UIO_H
 
-#include <cstdint>
-#include <memory>
-#include <string>
-
 #include "rynvel/Export.h"
 #include "rynvel/IMutex.h"
 #include "rynvel/Mmap.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
 
 class ZilTrace;
 struct ZilTraceHeader;

@@ -1,10 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_BOARDREGISTERS_H
 #define RYNVEL_TESTS_BOARDREGISTERS_H
+
+#include <rynvel.hpp>
 
 #include <string>
 
 #include <fcntl.h>
-#include <rynvel.hpp>
 
 #include "BoardProbe.h"
 #include "PlainMutex.h"

@@ -1,10 +1,13 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.h>
+#include <rynvel.hpp>
+
 #include <array>
 #include <cerrno>
+
 #include <sys/ioctl.h>
 
 #include <gtest/gtest.h>
-#include <rynvel.h>
-#include <rynvel.hpp>
 
 #include "BoardProbe.h"
 #include "ChildProcess.h"

@@ -1,5 +1,7 @@
-#include <gtest/gtest.h>
+// SPDX-License-Identifier: MIT
 #include <rynvel.h>
+
+#include <gtest/gtest.h>
 
 #include "BoardProbe.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_REMOTEBOARD_H
 #define RYNVEL_TESTS_REMOTEBOARD_H
 

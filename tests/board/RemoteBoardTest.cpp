@@ -1,16 +1,20 @@
+// SPDX-License-Identifier: MIT
+#include "RemoteBoard.h"
+
+#include <rynvel.hpp>
+
 #include <csignal>
 #include <cstdio>
 #include <future>
 #include <limits>
 #include <numeric>
 
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "PlainMutex.h"
 #include "RegisterWidth.h"
-#include "RemoteBoard.h"
 
 // Remote devices on the board, at the register server remote_peer.cpp outside the board. The server expects the
 // requests of these tests in their order. Usage: remote_board_tests HOST::PORT.

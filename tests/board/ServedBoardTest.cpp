@@ -1,12 +1,15 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <array>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <string>
 
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "PlainMutex.h"
 

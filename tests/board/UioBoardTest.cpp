@@ -1,14 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.h>
+#include <rynvel.hpp>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <fcntl.h>
-#include <poll.h>
 #include <thread>
 
+#include <fcntl.h>
+#include <poll.h>
+
 #include <gtest/gtest.h>
-#include <rynvel.h>
-#include <rynvel.hpp>
 
 #include "BoardProbe.h"
 #include "BoardRegisters.h"

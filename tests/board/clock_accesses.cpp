@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: MIT
 // Makes every kind of register operation at addresses in the page of the real-time clock that have no register. The
 // machine logs the accesses that arrive there: see clock_accesses.sh.
 
+#include <rynvel.hpp>
+
 #include <array>
 #include <cstdio>
-
-#include <rynvel.hpp>
 
 namespace {
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Compares the accesses that the machine sees with those that the register operations are to make: for the target's own
 # code, none wider, narrower, repeated or merged. Usage: clock_accesses.sh PROGRAM. Ends with a line of totals.
 set -u

@@ -1,6 +1,9 @@
+// SPDX-License-Identifier: MIT
 // A register server that runs a client command, with the address of the server as the last argument. It then compares
 // the requests that it has received with those of RemoteBoardTest.cpp, byte by byte.
 // Usage: remote_peer HOST COMMAND [ARG...], where HOST is the address under which the command reaches this machine.
+
+#include <rynvel.hpp>
 
 #include <cstdio>
 #include <limits>
@@ -9,11 +12,11 @@
 #include <numeric>
 #include <utility>
 
-#include <gtest/gtest.h>
-#include <rynvel.hpp>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "RegisterWidth.h"
 #include "RemoteBoard.h"

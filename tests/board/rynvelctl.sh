@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Compares a session with rynvelctl on the board, outputs and exit statuses, with the one that is expected.
 # Usage: rynvelctl.sh BUILD_FOLDER, for the target. Ends with a line of totals, in which every command counts.
 set -u -o pipefail

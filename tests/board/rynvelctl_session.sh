@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # A session with rynvelctl, in the guest. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
 # Prints every command, what it writes and its exit status, with what is different each time replaced.
 program=$1

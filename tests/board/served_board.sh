@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Lets the board serve its devices, and a client on this machine use them.
 # Usage: served_board.sh SERVER CLIENT, a program of the board and one of this machine. Ends with lines of totals.
 set -u -o pipefail

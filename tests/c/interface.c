@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A program in C99 that uses every function of the C interface on a device of each width. Run it in a folder where
  * files may be made: they stand in for the devices of the tests' device table. */
 

@@ -1,5 +1,8 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_DEVICECONTRACT_H
 #define RYNVEL_TESTS_DEVICECONTRACT_H
+
+#include <rynvel.hpp>
 
 #include <array>
 #include <limits>
@@ -8,7 +11,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 namespace RynvelTest {
 

@@ -1,11 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_SEEKABLEREGISTERS_H
 #define RYNVEL_TESTS_SEEKABLEREGISTERS_H
+
+#include <rynvel.hpp>
 
 #include <memory>
 #include <string>
 #include <utility>
-
-#include <rynvel.hpp>
 
 #include "DeviceContract.h"
 #include "RegisterFile.h"

@@ -1,5 +1,8 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_FUZZ_RECORD_H
 #define RYNVEL_FUZZ_RECORD_H
+
+#include <rynvel.hpp>
 
 #include <algorithm>
 #include <cstddef>
@@ -10,8 +13,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <rynvel.hpp>
 
 #include "MessageBytes.h"
 

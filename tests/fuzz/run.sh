@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Fuzzes a target for RYNVEL_FUZZ_SECONDS seconds, 60 unless it is set, from its corpus and from what earlier runs
 # added. Everything is written beside the target; the corpus is only read. Usage: run.sh TARGET CORPUS MAX_LENGTH
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ZilTraceControl.h>
 
 #include "Record.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds the library as integrators configure it: with a device description of their own, and with a tracing library that
 # is installed. Usage: configurations.sh RELEASE_BUILD_FOLDER. Ends with a line of totals.
 set -u -o pipefail

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A program in C99 against the installed package: opens the device that its argument names, or uses a handle as it
  * is. */
 

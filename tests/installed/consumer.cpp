@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program that uses the classes of the installed package: a device with its own table row, or an unchecked handle.
 
 #include <rynvel.hpp>

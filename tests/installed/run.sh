@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs a build and uses the result as its users do: everything installed runs in an empty environment.
 # Usage: run.sh BUILD_FOLDER [EMULATOR...]
 # Compilers: $CC and $CXX; $SANITIZERS are those of the build. Ends with a line of totals.

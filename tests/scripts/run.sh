@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Tests the parts of ./check: a test that fails, ends early or does not run never counts as passed.
 # Usage: run.sh. Ends with a line of totals.
 set -u -o pipefail

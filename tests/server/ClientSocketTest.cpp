@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: MIT
 #include "ClientSocket.h"
+
+#include <csignal>
+#include <future>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <pthread.h>
-
-#include <csignal>
-#include <future>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,4 @@
-#include <sched.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-
+// SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -17,6 +14,10 @@
 #include <string_view>
 #include <thread>
 #include <vector>
+
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include "InterruptWaiter.h"
-
-#include <poll.h>
-#include <pthread.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -11,6 +7,11 @@
 #include <csignal>
 #include <future>
 #include <system_error>
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,14 @@
-#include <poll.h>
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
 
 #include <array>
 #include <future>
 #include <numeric>
 #include <vector>
 
+#include <poll.h>
+
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "PlainMutex.h"
 #include "RecordClient.h"

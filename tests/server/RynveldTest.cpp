@@ -1,8 +1,4 @@
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+// SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -12,6 +8,11 @@
 #include <future>
 #include <memory>
 #include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: MIT
 #include "ServedDevices.h"
-
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <filesystem>
 #include <thread>
+
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,15 @@
+// SPDX-License-Identifier: MIT
 #include "ServiceManager.h"
+
+#include <stdexcept>
+#include <tuple>
+#include <vector>
 
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <stdexcept>
-#include <tuple>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: MIT
 #include "Session.h"
-
-#include <poll.h>
-#include <sys/socket.h>
 
 #include <array>
 #include <thread>
+
+#include <poll.h>
+#include <sys/socket.h>
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 #include "SimulatedDevice.h"
-
-#include <poll.h>
 
 #include <array>
 #include <limits>
+
+#include <poll.h>
 
 #include <gtest/gtest.h>
 

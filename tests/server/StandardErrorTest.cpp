@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: MIT
 #include "StandardError.h"
+
+#include <array>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <array>
 
 #include <gtest/gtest.h>
 

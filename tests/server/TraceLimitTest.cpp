@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "TraceLimit.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_CFUNCTIONS_H
 #define RYNVEL_TESTS_CFUNCTIONS_H
+
+#include <rynvel.h>
 
 #include <cstdint>
 #include <type_traits>
 #include <vector>
-
-#include <rynvel.h>
 
 namespace RynvelTest {
 

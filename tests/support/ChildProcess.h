@@ -1,11 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_CHILDPROCESS_H
 #define RYNVEL_TESTS_CHILDPROCESS_H
+
+#include <cstdlib>
 
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cstdlib>
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_EVENTLOG_H
 #define RYNVEL_TESTS_EVENTLOG_H
 

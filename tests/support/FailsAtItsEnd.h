@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_FAILSATITSEND_H
 #define RYNVEL_TESTS_FAILSATITSEND_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C library's functions, as the library under test finds them in a program that links this file: they go to the
 // scripted operating system of the calling thread, and to the kernel where there is none. Nothing here may need a
 // sanitizer's runtime, which makes such calls before it is ready.
@@ -9,6 +10,9 @@
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
+#include <cstdarg>
+#include <ctime>
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netdb.h>
@@ -17,9 +21,6 @@
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include <cstdarg>
-#include <ctime>
 
 #include "ScriptedOs.h"
 

@@ -1,11 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_LEASEDFILE_H
 #define RYNVEL_TESTS_LEASEDFILE_H
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

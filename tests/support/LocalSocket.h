@@ -1,13 +1,14 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_LOCALSOCKET_H
 #define RYNVEL_TESTS_LOCALSOCKET_H
-
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstddef>
 #include <string>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,15 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_LOOPBACKLISTENER_H
 #define RYNVEL_TESTS_LOOPBACKLISTENER_H
 
 #include <cstdint>
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace RynvelTest {
 

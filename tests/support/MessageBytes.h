@@ -1,10 +1,11 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_MESSAGEBYTES_H
 #define RYNVEL_TESTS_MESSAGEBYTES_H
 
+#include <rynvel.hpp>
+
 #include <cstdint>
 #include <vector>
-
-#include <rynvel.hpp>
 
 namespace RynvelTest {
 

@@ -1,12 +1,13 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_OPENCOUNTER_H
 #define RYNVEL_TESTS_OPENCOUNTER_H
-
-#include <sys/inotify.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <string>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

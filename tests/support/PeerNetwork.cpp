@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: MIT
 #include "PeerNetwork.h"
-
-#include <arpa/inet.h>
-#include <dlfcn.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <arpa/inet.h>
+#include <dlfcn.h>
 
 namespace RynvelTest {
 

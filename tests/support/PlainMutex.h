@@ -1,9 +1,10 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_PLAINMUTEX_H
 #define RYNVEL_TESTS_PLAINMUTEX_H
 
-#include <memory>
-
 #include <rynvel.hpp>
+
+#include <memory>
 
 namespace RynvelTest {
 

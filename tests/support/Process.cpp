@@ -1,15 +1,16 @@
+// SPDX-License-Identifier: MIT
 #include "Process.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <csignal>
-#include <utility>
 
 #include <gtest/gtest.h>
 

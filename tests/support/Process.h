@@ -1,10 +1,11 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_PROCESS_H
 #define RYNVEL_TESTS_PROCESS_H
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace RynvelTest {
 

@@ -1,4 +1,7 @@
+// SPDX-License-Identifier: MIT
 #include "RecordClient.h"
+
+#include <utility>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -6,8 +9,6 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
-
-#include <utility>
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,13 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_RECORDCLIENT_H
 #define RYNVEL_TESTS_RECORDCLIENT_H
+
+#include <rynvel.hpp>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <rynvel.hpp>
 
 namespace RynvelTest {
 

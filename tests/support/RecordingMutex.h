@@ -1,9 +1,10 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_RECORDINGMUTEX_H
 #define RYNVEL_TESTS_RECORDINGMUTEX_H
 
-#include <memory>
-
 #include <rynvel.hpp>
+
+#include <memory>
 
 #include "EventLog.h"
 

@@ -1,8 +1,10 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_REGISTERFILE_H
 #define RYNVEL_TESTS_REGISTERFILE_H
 
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace RynvelTest {
 

@@ -1,7 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include "ScriptedOs.h"
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +7,9 @@
 #include <cstring>
 #include <iterator>
 #include <sstream>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
 
 #include "UnusedAnswers.h"
 

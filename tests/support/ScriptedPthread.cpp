@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: MIT
 #include "ScriptedPthread.h"
-
-#include <dlfcn.h>
-#include <pthread.h>
 
 #include <iterator>
 #include <utility>
+
+#include <dlfcn.h>
+#include <pthread.h>
 
 #include "UnusedAnswers.h"
 

@@ -1,15 +1,15 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_SOCKETPAIR_H
 #define RYNVEL_TESTS_SOCKETPAIR_H
-
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <linux/sockios.h>
 
 #include <array>
 #include <thread>
 #include <utility>
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

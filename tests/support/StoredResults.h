@@ -2,11 +2,11 @@
 #ifndef RYNVEL_TESTS_STOREDRESULTS_H
 #define RYNVEL_TESTS_STOREDRESULTS_H
 
+#include <rynvel.hpp>
+
 #include <cstdint>
 #include <utility>
 #include <vector>
-
-#include <rynvel.hpp>
 
 // Operations that store a value for their caller: each function returns the result of the operation and the value.
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: MIT
 #include "TestPeer.h"
-
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <utility>
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,8 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_TESTPEER_H
 #define RYNVEL_TESTS_TESTPEER_H
+
+#include <rynvel.hpp>
 
 #include <condition_variable>
 #include <cstddef>
@@ -11,8 +14,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <rynvel.hpp>
 
 #include "LoopbackListener.h"
 

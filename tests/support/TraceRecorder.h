@@ -1,11 +1,12 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_TRACERECORDER_H
 #define RYNVEL_TESTS_TRACERECORDER_H
+
+#include <ZilTraceControl.h>
 
 #include <atomic>
 #include <string>
 #include <vector>
-
-#include <ZilTraceControl.h>
 
 #include "EventLog.h"
 

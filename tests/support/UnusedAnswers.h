@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_UNUSEDANSWERS_H
 #define RYNVEL_TESTS_UNUSEDANSWERS_H
 
@@ -8,8 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <sys/mman.h>
+
+#include <gtest/gtest.h>
 
 namespace RynvelTest {
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_VIRTUALSLOT_H
 #define RYNVEL_TESTS_VIRTUALSLOT_H
 

@@ -1,8 +1,4 @@
-#include <poll.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+// SPDX-License-Identifier: MIT
 #include <array>
 #include <csignal>
 #include <cstdlib>
@@ -10,6 +6,11 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

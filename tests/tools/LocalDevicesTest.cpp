@@ -1,10 +1,4 @@
-#include <fcntl.h>
-#include <sys/inotify.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <termios.h>
-#include <unistd.h>
-
+// SPDX-License-Identifier: MIT
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -12,6 +6,13 @@
 #include <cstring>
 #include <numeric>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,16 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.h>
+#include <rynvel.hpp>
+
 #include <cerrno>
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
 #include <new>
+
+#include <fcntl.h>
 #include <sys/mman.h>
 
 #include <gtest/gtest.h>
-#include <rynvel.h>
-#include <rynvel.hpp>
 
 #include "CFunctions.h"
 #include "PlainMutex.h"

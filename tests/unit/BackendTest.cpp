@@ -1,10 +1,13 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <type_traits>
 
-#include <gtest/gtest.h>
 #include <linux/spi/spidev.h>
-#include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "RecordingMutex.h"
 #include "RegisterWidth.h"

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.h>
+
 #include <numeric>
 #include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <rynvel.h>
 
 #include "CFunctions.h"
 #include "ChildProcess.h"

@@ -1,11 +1,14 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <csignal>
 #include <cstring>
 #include <type_traits>
 
-#include <gtest/gtest.h>
-#include <rynvel.hpp>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "MessageBytes.h"
 #include "NothingTraced.h"

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 #include "Descriptor.h"
 
-#include <fcntl.h>
-
 #include <utility>
+
+#include <fcntl.h>
 
 #include <gtest/gtest.h>
 

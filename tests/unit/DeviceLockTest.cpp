@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <cerrno>
 #include <initializer_list>
 #include <memory>
@@ -5,7 +8,6 @@
 #include <utility>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "PlainMutex.h"
 #include "RecordingMutex.h"

@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <array>
 #include <type_traits>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 namespace {
 

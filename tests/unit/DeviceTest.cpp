@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <cstring>
 #include <sstream>
 #include <type_traits>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "EventLog.h"
 #include "VirtualSlot.h"

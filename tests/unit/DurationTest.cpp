@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Duration.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,12 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.h>
+#include <rynvel.hpp>
+
 #include <cerrno>
 #include <fstream>
 #include <system_error>
 
 #include <gtest/gtest.h>
-#include <rynvel.h>
-#include <rynvel.hpp>
 
 #include "ScriptedPthread.h"
 #include "TraceRecorder.h"

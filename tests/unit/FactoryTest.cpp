@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <array>
 #include <cerrno>
 #include <set>
@@ -7,7 +10,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "ChildProcess.h"
 #include "PlainMutex.h"

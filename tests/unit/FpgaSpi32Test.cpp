@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -6,9 +9,9 @@
 #include <numeric>
 #include <utility>
 
-#include <gtest/gtest.h>
 #include <linux/spi/spidev.h>
-#include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "NetworkWord.h"
 #include "NothingTraced.h"

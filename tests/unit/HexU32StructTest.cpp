@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <iomanip>
 #include <sstream>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 namespace {
 

@@ -1,8 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <cerrno>
 
-#include <gtest/gtest.h>
-#include <rynvel.hpp>
 #include <sys/mman.h>
+
+#include <gtest/gtest.h>
 
 #include "ScriptedOs.h"
 

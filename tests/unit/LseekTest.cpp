@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -5,8 +8,8 @@
 #include <limits>
 
 #include <fcntl.h>
+
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "NothingTraced.h"
 #include "RecordingMutex.h"

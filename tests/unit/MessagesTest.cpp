@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -7,7 +10,6 @@
 #include <type_traits>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "MessageBytes.h"
 #include "NetworkWord.h"

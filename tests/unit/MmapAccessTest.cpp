@@ -1,5 +1,7 @@
-#include <gtest/gtest.h>
+// SPDX-License-Identifier: MIT
 #include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "AccessRecorder.h"
 #include "RecordingMutex.h"

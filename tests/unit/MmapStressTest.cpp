@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -6,7 +9,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 namespace {
 

@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <array>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "SystemCallBan.h"
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -7,9 +10,9 @@
 #include <numeric>
 #include <sstream>
 
-#include <gtest/gtest.h>
-#include <rynvel.hpp>
 #include <sys/mman.h>
+
+#include <gtest/gtest.h>
 
 #include "ChildProcess.h"
 #include "Fault.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Number.h"
 
 #include <gtest/gtest.h>

@@ -1,12 +1,15 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <cerrno>
 #include <cstring>
 #include <mutex>
 #include <new>
 #include <thread>
 
-#include <gtest/gtest.h>
 #include <pthread.h>
-#include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "ScriptedPthread.h"
 #include "TraceRecorder.h"

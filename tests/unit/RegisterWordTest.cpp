@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "RegisterWord.h"
 
 #include <gtest/gtest.h>

@@ -1,13 +1,16 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.h>
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <future>
 #include <thread>
 
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <rynvel.h>
-#include <rynvel.hpp>
+
+#include <gtest/gtest.h>
 
 #include "CFunctions.h"
 #include "ChildProcess.h"

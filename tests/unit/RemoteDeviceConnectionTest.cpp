@@ -1,13 +1,16 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <rynvel.hpp>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "LoopbackListener.h"
 #include "NothingTraced.h"

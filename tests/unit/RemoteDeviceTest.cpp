@@ -1,16 +1,17 @@
+// SPDX-License-Identifier: MIT
 #include "RemoteDevice.h"
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <csignal>
 #include <functional>
 #include <thread>
 #include <tuple>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 

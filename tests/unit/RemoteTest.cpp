@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -8,11 +11,11 @@
 #include <tuple>
 #include <type_traits>
 
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <rynvel.hpp>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "MessageBytes.h"
 #include "NothingTraced.h"

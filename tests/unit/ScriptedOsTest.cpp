@@ -1,16 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include "ScriptedOs.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "FailsAtItsEnd.h"
-#include "ScriptedOs.h"
 
 extern "C" {
 // What the C library's headers call, and do not declare under these names.

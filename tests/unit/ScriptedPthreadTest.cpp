@@ -1,10 +1,13 @@
+// SPDX-License-Identifier: MIT
+#include "ScriptedPthread.h"
+
 #include <cerrno>
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <gtest/gtest.h>
+
 #include "FailsAtItsEnd.h"
-#include "ScriptedPthread.h"
 
 namespace {
 

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <cerrno>
 #include <locale>
 #include <map>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include <rynvel.hpp>
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -5,7 +8,6 @@
 #include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <rynvel.hpp>
 
 #include "ChildProcess.h"
 #include "NothingTraced.h"

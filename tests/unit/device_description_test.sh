@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Compiles good and malformed device descriptions. Usage: device_description_test.sh CMAKE SOURCE_ROOT
 set -u
 cmake=$1

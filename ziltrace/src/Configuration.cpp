@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
-#include "LineFormat.h"
-
 #include <cstddef>
 #include <string_view>
+
+#include "LineFormat.h"
 
 namespace ziltrace {
 

@@ -2,11 +2,11 @@
 #ifndef ZILTRACE_CONFIGURATION_H
 #define ZILTRACE_CONFIGURATION_H
 
-#include "LevelRules.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "LevelRules.h"
 
 namespace ziltrace {
 

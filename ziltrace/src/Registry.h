@@ -2,12 +2,13 @@
 #ifndef ZILTRACE_REGISTRY_H
 #define ZILTRACE_REGISTRY_H
 
-#include "Channel.h"
-#include "LevelRules.h"
 #include "ZilTraceControl.h"
 
 #include <mutex>
 #include <vector>
+
+#include "Channel.h"
+#include "LevelRules.h"
 
 namespace ziltrace {
 

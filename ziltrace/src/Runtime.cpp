@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "Runtime.h"
 
-#include "Configuration.h"
-#include "Sinks.h"
-#include "WriteLine.h"
-
 #include <cstdlib>
 #include <memory>
 #include <utility>
 
 #include <pthread.h>
 #include <unistd.h>
+
+#include "Configuration.h"
+#include "Sinks.h"
+#include "WriteLine.h"
 
 namespace ziltrace {
 

@@ -2,12 +2,13 @@
 #ifndef ZILTRACE_RUNTIME_H
 #define ZILTRACE_RUNTIME_H
 
-#include "Registry.h"
-#include "SinkSwitch.h"
 #include "ZilTraceControl.h"
 
 #include <mutex>
 #include <string>
+
+#include "Registry.h"
+#include "SinkSwitch.h"
 
 namespace ziltrace {
 

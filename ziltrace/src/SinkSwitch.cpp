@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "SinkSwitch.h"
 
-#include "Sinks.h"
-
 #include <mutex>
 #include <shared_mutex>
 #include <utility>
+
+#include "Sinks.h"
 
 namespace ziltrace {
 

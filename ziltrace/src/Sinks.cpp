@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Sinks.h"
 
-#include "LineFormat.h"
-#include "WriteLine.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -13,6 +10,9 @@
 #include <fcntl.h>
 #include <syslog.h>
 #include <unistd.h>
+
+#include "LineFormat.h"
+#include "WriteLine.h"
 
 namespace ZilTraceControl {
 

@@ -2,11 +2,12 @@
 #ifndef ZILTRACE_SINKS_H
 #define ZILTRACE_SINKS_H
 
-#include "Configuration.h"
 #include "ZilTraceControl.h"
 
 #include <memory>
 #include <string>
+
+#include "Configuration.h"
 
 namespace ziltrace {
 

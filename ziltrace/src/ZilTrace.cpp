@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "ZilTrace.h"
 
-#include "Channel.h"
-#include "Runtime.h"
-
 #include <cerrno>
 #include <chrono>
 
 #include <pthread.h>
 #include <unistd.h>
+
+#include "Channel.h"
+#include "Runtime.h"
 
 namespace {
 

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "ZilTrace.h"
 
-#include "support/AllocationCount.h"
-#include "support/TraceFixture.h"
-#include "support/WriteTap.h"
-
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -16,6 +12,10 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
+
+#include "support/AllocationCount.h"
+#include "support/TraceFixture.h"
+#include "support/WriteTap.h"
 
 using ZilTraceControl::Kind;
 using ZilTraceControl::Record;

@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "support/TemporaryFile.h"
-#include "support/TraceFixture.h"
-
 #include <atomic>
 #include <condition_variable>
 #include <memory>
@@ -9,6 +6,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "support/TemporaryFile.h"
+#include "support/TraceFixture.h"
 
 namespace {
 

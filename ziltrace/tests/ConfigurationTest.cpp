@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 using ziltrace::Configuration;
 using ziltrace::LevelRule;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "ZilTraceControl.h"
 
-#include "support/TemporaryFile.h"
-#include "support/TraceFixture.h"
-
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "support/TemporaryFile.h"
+#include "support/TraceFixture.h"
 
 using ZilTraceControl::ChannelState;
 

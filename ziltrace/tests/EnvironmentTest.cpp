@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "Runtime.h"
-
-#include "support/TemporaryFile.h"
-#include "support/TraceFixture.h"
-#include "support/WriteTap.h"
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "Runtime.h"
+#include "support/TemporaryFile.h"
+#include "support/TraceFixture.h"
+#include "support/WriteTap.h"
 
 using ziltrace::Channel;
 using ziltrace::Runtime;

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "Runtime.h"
-
-#include "support/Child.h"
-#include "support/TraceFixture.h"
-
 #include <atomic>
 #include <cstdlib>
 #include <future>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "Runtime.h"
+#include "support/Child.h"
+#include "support/TraceFixture.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "LineFormat.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <chrono>
 #include <ctime>
 #include <string>
+
+#include <gtest/gtest.h>
 
 using ziltrace::escaped;
 using ziltrace::formatLine;

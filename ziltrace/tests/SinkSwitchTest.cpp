@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "SinkSwitch.h"
 
-#include "support/TraceFixture.h"
+#include <memory>
+#include <utility>
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <utility>
+#include "support/TraceFixture.h"
 
 using ziltrace::SinkSwitch;
 using ziltrace::WriterPreferringMutex;

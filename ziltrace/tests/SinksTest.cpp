@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Sinks.h"
 
-#include "LineFormat.h"
-#include "support/Child.h"
-#include "support/SyslogTap.h"
-#include "support/TemporaryFile.h"
-#include "support/TraceFixture.h"
-#include "support/WriteTap.h"
-
 #include <array>
 #include <set>
 #include <string>
@@ -16,6 +9,13 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+
+#include "LineFormat.h"
+#include "support/Child.h"
+#include "support/SyslogTap.h"
+#include "support/TemporaryFile.h"
+#include "support/TraceFixture.h"
+#include "support/WriteTap.h"
 
 namespace {
 

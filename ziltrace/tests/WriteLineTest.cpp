@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "WriteLine.h"
 
-#include "support/WriteTap.h"
-
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/WriteTap.h"
 
 using ziltrace::writeLine;
 

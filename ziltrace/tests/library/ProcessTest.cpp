@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "ZilTraceControl.h"
 
-#include "support/Child.h"
-#include "support/WriteTap.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <string>
 
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/Child.h"
+#include "support/WriteTap.h"
 
 // Every test uses the library in a forked child only, in which the library has not been used before.
 

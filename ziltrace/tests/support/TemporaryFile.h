@@ -2,8 +2,6 @@
 #ifndef ZILTRACE_TESTS_TEMPORARY_FILE_H
 #define ZILTRACE_TESTS_TEMPORARY_FILE_H
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -11,6 +9,8 @@
 #include <vector>
 
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 /** The name of a file in a new directory. The file does not exist at first. */
 class TemporaryFile {

@@ -4,12 +4,12 @@
 
 #include "ZilTraceControl.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 inline constexpr ZilTraceHeader anyHeader{"src/Pump.cpp", 42, "start"};
 
