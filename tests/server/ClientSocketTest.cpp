@@ -72,7 +72,7 @@ TEST_F(ClientSocketTest, TakesNoMoreThanTheRecord) {
     EXPECT_TRUE(hasReceivedTheRequest());
 }
 
-TEST_F(ClientSocketTest, FailsToReceiveWhenTheClientGoesInTheMiddle) {
+TEST_F(ClientSocketTest, FailsToReceiveWhenTheClientDisconnectsInTheMiddle) {
     sendPiece(0, 659);
     ::shutdown(m_client.socket(), SHUT_WR);
     EXPECT_FALSE(receives());
@@ -138,7 +138,7 @@ TEST_F(ClientSocketTest, SendsARecord) {
     EXPECT_TRUE(hasReceivedTheRequest());
 }
 
-TEST_F(ClientSocketTest, FailsToSendToAClientThatIsGone) {
+TEST_F(ClientSocketTest, FailsToSendToAClientThatHasDisconnected) {
     m_client.reset();
     EXPECT_FALSE(m_socket.send(m_request));
 }
@@ -170,7 +170,7 @@ TEST(ClientSocket, ProbesDeadClientsAndHoldsNoAnswerBack) {
     EXPECT_NE(optionOf(socket, IPPROTO_TCP, TCP_NODELAY), 0);
 }
 
-TEST(ClientSocket, FindsOutWithinAMinuteThatAClientHasGone) {
+TEST(ClientSocket, NoticesADeadClientWithinAMinute) {
     const ClientSocket socket(::socket(AF_INET, SOCK_STREAM, 0));
     const auto option = [&](int name) { return optionOf(socket, IPPROTO_TCP, name); };
     EXPECT_LE(option(TCP_KEEPIDLE) + option(TCP_KEEPCNT) * option(TCP_KEEPINTVL), 60);

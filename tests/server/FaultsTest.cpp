@@ -36,7 +36,7 @@ void expectNoFaults(const std::vector<std::string>& texts) {
     }
 }
 
-TEST(Faults, AreNothingElse) {
+TEST(Faults, RefuseAnythingElse) {
     expectNoFaults({"", ":", ":1", "Error", "nothing"});
     expectNoFaults({"delay", "delay=", "delay=0", "delay=0ms", "delay=1", "delay=1s:", "delay:1=1s", "split"});
     expectNoFaults({"error=1s", "error=", "error:", "error:0", "error:-1", "error:1x", "error:1000000", "error:1:1"});

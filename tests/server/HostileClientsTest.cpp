@@ -27,7 +27,7 @@
 #include "RecordClient.h"
 #include "RynveldProcess.h"
 
-// Clients that do everything wrong, and very many of those that do not.
+// Clients that do everything wrong, and many clients that do everything right.
 
 namespace RynvelTest {
 namespace {
@@ -41,14 +41,14 @@ constexpr bool sanitized = true;
 constexpr bool sanitized = false;
 #endif
 
-/** Whether the server's command begins with an emulator. */
+/** Whether an emulator runs the server. */
 constexpr bool emulated = std::string_view(RYNVELD).find('|') != std::string_view::npos;
 constexpr bool memoryIsItsOwn = !sanitized && !emulated;
 
 constexpr std::size_t requestSize = 660;
 constexpr auto name = "uio.32";
 
-/** The connections of one thread: what they do, they do in turns, so that all are at it at once. */
+/** The connections of one thread. They take turns, so that all are busy at the same time. */
 using Clients = std::vector<RecordClient>;
 
 Clients connectTo(const RynveldProcess& server, std::size_t count) {
@@ -85,7 +85,7 @@ void expectNoMoreDescriptors(const RynveldProcess& server, std::size_t most) {
     EXPECT_TRUE(comesAbout([&] { return server.descriptors() <= most; })) << server.descriptors();
 }
 
-/** Bytes that look like requests more or less, by the share of requests that are right. */
+/** Bytes that resemble requests. A given share of them are correct requests. */
 class Noise {
 public:
     explicit Noise(unsigned int seed) : m_random(seed) {}
@@ -121,7 +121,7 @@ void append(std::vector<char>& bytes, const Request& request) {
     bytes.insert(bytes.end(), record.begin(), record.end());
 }
 
-/** Sends as much as the server takes, and takes what comes back. */
+/** Sends as much as the server accepts, and reads the answers. */
 void throwAt(const RynveldProcess& server, const std::vector<char>& bytes) {
     const RecordClient client(server.port());
     std::thread reader([&] {
@@ -150,7 +150,7 @@ TEST(HostileClients, SendAnythingThatARequestCanBe) {
         std::vector<char> requests;
         append(requests, Request(Type::Open, name));
         for (unsigned int j = 0; j < 200; ++j) {
-            // The answer to a wait is the last one that is in step.
+            // After the answer to a wait, the answers no longer match the requests.
             const Request request = noise.request();
             if (request.getType() != Type::WaitForInterrupt) {
                 append(requests, request);
@@ -161,7 +161,7 @@ TEST(HostileClients, SendAnythingThatARequestCanBe) {
     expectService(server);
 }
 
-TEST(HostileClients, LoseTheirConnectionWithTheFirstRecordThatIsNoRequest) {
+TEST(HostileClients, LoseTheirConnectionWithTheFirstRecordThatIsNotARequest) {
     const RynveldProcess server({"--simulate"});
     Noise noise(3);
     for (unsigned int i = 0; i < 50; ++i) {
@@ -177,7 +177,7 @@ TEST(HostileClients, LoseTheirConnectionWithTheFirstRecordThatIsNoRequest) {
     expectService(server);
 }
 
-/** What a web page would have its visitor's browser post to the server: a write to a register at every alignment. */
+/** The body that a web page could make a browser post to the server: a write request at every alignment. */
 std::vector<char> writesAtEveryAlignment(std::uint32_t address) {
     std::vector<char> body;
     for (std::size_t i = 0; i <= requestSize; ++i) {
@@ -188,7 +188,7 @@ std::vector<char> writesAtEveryAlignment(std::uint32_t address) {
     return body;
 }
 
-/** The exit status of curl, which posts the file "body" to the server. */
+/** Posts the file "body" to the server with curl. Returns the exit status of curl. */
 int post(const RynveldProcess& server) {
     const std::string command =
         "curl --silent --http0.9 --noproxy '*' --max-time 60 --header 'Content-Type: text/plain' "
@@ -210,7 +210,7 @@ TEST(HostileClients, ReachNoRegisterThroughAnHttpClient) {
     EXPECT_EQ(RecordClient(server.port(), name).values(readOf(name, address)), Values{0});
 }
 
-TEST(HostileClients, GoInTheMiddleOfARequest) {
+TEST(HostileClients, DisconnectInTheMiddleOfARequest) {
     const RynveldProcess server({"--simulate"});
     const Request request(Type::Open, name);
     for (std::size_t size = 1; size < requestSize; size += 13) {
@@ -269,7 +269,7 @@ TEST(ManyClients, AreAllAnsweredCorrectly) {
     std::cout << "100000 operations of 500 connections in " << time.count() << " s" << std::endl;
 }
 
-/** Clients that all go in the middle of an exchange, as those of a killed process do: the answers are not read. */
+/** Clients that all disconnect during an exchange, as in a killed process: they do not read the answers. */
 void goInTheMiddleOfAnExchange(const RynveldProcess& server, std::size_t count) {
     const std::vector<char> requests(requestSize * 3 / 2);
     for (const auto& client : connectTo(server, count)) {
@@ -277,11 +277,11 @@ void goInTheMiddleOfAnExchange(const RynveldProcess& server, std::size_t count) 
     }
 }
 
-TEST(HostileClients, LeaveNothingBehindWhenTheyGoInTheMiddleOfAnExchange) {
+TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
     const RynveldProcess server({"--simulate", "--max-connections", "1000", "--max-connections-per-host", "1000"});
     const std::size_t descriptors = server.descriptors();
     const std::size_t threads = server.threads();
-    // The thread sanitizer starts one of its own.
+    // The thread sanitizer starts a thread of its own.
     const std::size_t flat = threads + (sanitized ? 1 : 0);
     const auto isFlat = [&] { return server.descriptors() == descriptors && server.threads() <= flat; };
     std::vector<std::size_t> memory;
@@ -291,7 +291,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyGoInTheMiddleOfAnExchange) {
         ASSERT_TRUE(comesAbout(isFlat)) << server.descriptors() << " descriptors, " << server.threads() << " threads";
         memory.push_back(server.residentMemory());
     }
-    // Some is kept for the next clients, and now and then some is not yet given back.
+    // The allocator keeps some memory for the next clients.
     const auto half = memory.begin() + static_cast<std::ptrdiff_t>(memory.size() / 2);
     const std::size_t before = *std::max_element(memory.begin(), half);
     const std::size_t after = *std::min_element(half, memory.end());
@@ -303,7 +303,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyGoInTheMiddleOfAnExchange) {
     expectService(server);
 }
 
-/** Sends requests and takes no answers, until the server can send no more. */
+/** Sends requests and reads no answers, until the server cannot send any more. */
 void stall(const RecordClient& client) {
     constexpr int small = 1;
     ::setsockopt(client.socket(), SOL_SOCKET, SO_RCVBUF, &small, sizeof(small));
@@ -346,7 +346,7 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
     for (const auto& client : stalled) {
         stall(client);
     }
-    // What they have asked for is being done until no more answers can be sent.
+    // The server carries out their requests until it cannot send any more answers.
     unsigned int idle = 0;
     ASSERT_TRUE(comesAbout([&] {
         idle = busy.isIdle() ? idle + 1 : 0;
@@ -378,7 +378,7 @@ public:
         return std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
     }
 
-    /** Starts clients that each make connection after connection, and have their own noise. */
+    /** Starts clients. Each makes one connection after the other, with its own random numbers. */
     template <typename Use>
     void start(unsigned int count, const Use& use) {
         for (unsigned int i = 0; i < count; ++i) {
@@ -400,7 +400,7 @@ private:
     std::vector<std::future<void>> m_clients;
 };
 
-/** The server keeps what it has made for a simulated device. */
+/** The server keeps the registers of a simulated device. */
 void useEveryDevice(const RynveldProcess& server) {
     for (const char* device : {"uio.32", "uio.16", "seek.8"}) {
         RecordClient(server.port(), device).exchange(Request(Type::WaitForInterrupt, device));
@@ -424,7 +424,7 @@ void end(RecordClient& client, Noise& noise) {
 void requestAnything(RecordClient& client, Noise& noise) {
     for (std::uint32_t i = noise.below(20); i > 0; --i) {
         Request request = noise.request();
-        // The others rely on their registers and their interrupts.
+        // The other clients rely on their registers and their interrupts.
         if (request.getDeviceName() == name) {
             request.setType(noise.half() ? Type::Open : Type::WaitForInterrupt);
         }
@@ -467,7 +467,7 @@ std::size_t countOf(const std::string& part, const std::string& text) {
     return count;
 }
 
-/** The server hangs up on the clients that send no requests, and does not let them flood its traces. */
+/** The server closes the connections of clients that send no requests, and limits the traces that they cause. */
 void expectTracesOfASoak(const std::string& text) {
     const std::size_t hungUp = countOf(" was disconnected: ", text);
     EXPECT_GT(hungUp, 0U);

@@ -28,21 +28,21 @@ using Rynveld::InterruptWaiter;
 using namespace std::chrono_literals;
 
 /**
- * A device with an interrupt as a UIO driver reports it: it fires while its source is active and it is enabled, which
- * disables it. What is received is the number of interrupts so far.
+ * A device with an interrupt, like a UIO device: while the source is active and the interrupt is enabled, it fires,
+ * which disables it. A program receives the number of interrupts so far.
  */
 class FakeDevice : public Rynvel::IDevice {
 public:
     explicit FakeDevice(bool waitEnablesInterrupt = true)
         : IDevice("fake"), m_waitEnablesInterrupt(waitEnablesInterrupt) {}
 
-    /** An active source fires whenever it can. */
+    /** An active source fires whenever the interrupt is enabled. */
     void activate() {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_active = true;
         fire();
     }
-    /** Makes a single interrupt, as soon as it is enabled. */
+    /** Raises one interrupt as soon as the interrupt is enabled. */
     void pulse() {
         const std::lock_guard<std::mutex> lock(m_mutex);
         ++m_pulses;
@@ -53,7 +53,7 @@ public:
     /** Makes enabling block until a signal comes. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
-    /** Nothing can be received any more. */
+    /** Makes every further reception fail. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -133,7 +133,7 @@ public:
     }
     void disarm() { m_waiter.disarm(m_pair.server()); }
 
-    /** The next word. */
+    /** The next interrupt word. */
     std::uint32_t word() const { return m_client.interrupt(); }
     bool isEnded() const { return m_client.isEnded(); }
     bool hasNothing() const { return m_client.hasNothing(); }
@@ -211,7 +211,7 @@ TEST_F(WaitingDoesNotEnable, EnablesTheInterruptOnlyWhereWaitingDoes) {
     EXPECT_FALSE(m_device.isEnabled());
 }
 
-TEST_F(InterruptWaiterTest, SendsNothingToASocketThatIsArmedNoMore) {
+TEST_F(InterruptWaiterTest, SendsNothingToASocketThatIsNoLongerArmed) {
     ArmedClient one(m_waiter);
     const ArmedClient other(m_waiter);
     one.disarm();
@@ -221,7 +221,7 @@ TEST_F(InterruptWaiterTest, SendsNothingToASocketThatIsArmedNoMore) {
     EXPECT_TRUE(pulseArrives(2, one, other));
 }
 
-TEST_F(HeldOffForLong, WaitsNoMoreAfterTheLastSocketAndAgainAfterTheNext) {
+TEST_F(HeldOffForLong, StopsWaitingAfterTheLastSocketAndResumesWithTheNext) {
     for (std::uint32_t round = 1; round <= 20; ++round) {
         ArmedClient client(m_waiter);
         ASSERT_TRUE(pulseArrives(round, client));
@@ -267,7 +267,7 @@ TEST_F(HeldOffForLong, IsStoppedWithoutASignalWhileItWaits) {
     sigaction(SIGUSR1, &before, nullptr);
 }
 
-/** A device whose driver says that there is an interrupt when there is none, as one that cannot be polled does. */
+/** A device whose driver reports an interrupt when there is none, as a driver without poll support does. */
 class UnpollableDevice : public FakeDevice {
 public:
     UnpollableDevice() : FakeDevice(false) { EXPECT_EQ(::write(m_always.client(), "", 1), 1); }
@@ -384,7 +384,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(WaitingEnables, FailingDevice, testing::Bool());
 
-TEST_P(FailingDevice, HasItsClientsHungUp) {
+TEST_P(FailingDevice, ClosesTheConnectionsOfItsClients) {
     const TraceRecorder recorder(1, "Rynveld");
     const ArmedClient one(m_waiter);
     const ArmedClient other(m_waiter);
@@ -398,13 +398,13 @@ TEST_P(FailingDevice, HasItsClientsHungUp) {
     EXPECT_TRUE(later.isEnded());
 }
 
-TEST_F(InterruptWaiterTest, HangsUpWhenTheInterruptCannotBeEnabled) {
+TEST_F(InterruptWaiterTest, ClosesTheConnectionsWhenTheInterruptCannotBeEnabled) {
     m_device.refuseToEnable();
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(client.isEnded());
 }
 
-TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
+TEST_F(InterruptWaiterTest, LosesTheWordsOfAnUnreadSocketOnly) {
     const TraceRecorder recorder(1, "Rynveld");
     const ArmedClient lazy(m_waiter);
     lazy.leaveLittleRoom();
@@ -421,7 +421,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfASocketThatIsNotReadAndOfNoOther) {
     }
 }
 
-/** Takes so long for a trace that the test can look at all else. */
+/** Delays a trace, so that the test can check everything else meanwhile. */
 class SlowTraces : public TraceRecorder {
 public:
     SlowTraces() : TraceRecorder(1, "Rynveld") {}
@@ -454,7 +454,7 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
     EXPECT_TRUE(enabled.get());
 }
 
-/** Lets no thread start: the system has no room for its stack. */
+/** Makes the start of a thread fail: the system has no memory for the stack. */
 class NoMoreThreads {
 public:
     NoMoreThreads() {
@@ -484,7 +484,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
     EXPECT_TRUE(pulseArrives(1, client));
 }
 
-TEST_F(InterruptWaiterTest, StandsClientsThatComeAndGoWhileInterruptsArrive) {
+TEST_F(InterruptWaiterTest, SurvivesClientsThatComeAndGoWhileInterruptsArrive) {
     const ArmedClient steady(m_waiter);
     std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 4; ++i) {
@@ -502,7 +502,7 @@ TEST_F(InterruptWaiterTest, StandsClientsThatComeAndGoWhileInterruptsArrive) {
     }
 }
 
-TEST_F(InterruptWaiterTest, StandsLastClientsThatComeAndGo) {
+TEST_F(InterruptWaiterTest, SurvivesLastClientsThatComeAndGo) {
     m_device.activate();
     std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 3; ++i) {

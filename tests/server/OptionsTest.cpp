@@ -22,7 +22,7 @@ Options parse(const Words& words) {
     return Rynveld::parseOptions(static_cast<int>(pointers.size()), pointers.data());
 }
 
-/** The message of a wrong command line; nothing for a right one. */
+/** The message for a wrong command line; empty for a correct one. */
 std::string problemOf(const Words& words) {
     try {
         parse(words);
@@ -175,7 +175,7 @@ TEST(Options, RaiseNoOtherInterrupts) {
               "--interrupt-every: device 'uio.32' is not served (add --device uio.32)");
 }
 
-TEST(Options, GoWrongOnDemand) {
+TEST(Options, SimulateFaultsOnDemand) {
     const auto faults = parse({"--simulate", "--fault", "error:3", "--fault=delay=1s"}).policy.faults;
     ASSERT_EQ(faults.size(), 2U);
     EXPECT_EQ(faults[0].kind, Fault::Kind::Error);
@@ -186,7 +186,7 @@ TEST(Options, GoWrongOnDemand) {
     EXPECT_EQ(problemOf({"--fault", "error"}), "--fault: requires --simulate");
 }
 
-TEST(Options, AreOfOneLineEachWhenTheyAreWrong) {
+TEST(Options, AreRefusedWithOneLineEach) {
     for (const auto& words : {Words{"--nothing"}, Words{"extra"}, Words{"--listen"}, Words{"--max-connections", "x"},
                               Words{"--simulate=perhaps"}, Words{"--listen", "0.0.0.0", "--listen", "0.0.0.0"},
                               Words{"--allow"}, Words{"-x"}, Words{"--nothing\nmore"}}) {

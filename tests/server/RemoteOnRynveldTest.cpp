@@ -14,7 +14,7 @@
 #include "RecordClient.h"
 #include "RynveldProcess.h"
 
-// The library's own remote devices against the real server.
+// The remote devices of the library, with the real server.
 
 namespace RynvelTest {
 namespace {
@@ -100,7 +100,7 @@ TYPED_TEST(RemoteOnRynveld, HasNoInterruptsWhereTheServersDeviceHasNone) {
 TYPED_TEST(RemoteOnRynveld, LosesNoBitOfMaskedWritesOfManyClients) {
     constexpr unsigned int clients = 4;
     constexpr unsigned int rounds = 100;
-    // Connecting resolves the address, which is for one thread at a time.
+    // Connecting resolves the address. Only one thread may do so at a time.
     std::vector<std::unique_ptr<Remote<TypeParam>>> devices;
     for (unsigned int i = 0; i < clients; ++i) {
         devices.push_back(remote<TypeParam>(this->m_server, this->m_name));
@@ -175,7 +175,7 @@ TYPED_TEST(RemoteInterruptsOnRynveld, MakeADescriptorReadable) {
     EXPECT_EQ(this->received(), 5U);
 }
 
-/** A device of a server that goes wrong on purpose. */
+/** A device of a server with simulated faults. */
 class RemoteOnFaultyRynveld : public testing::Test {
 protected:
     std::unique_ptr<Remote<std::uint32_t>> connect(const std::string& fault) {

@@ -94,7 +94,7 @@ class RequestRefusals : public testing::Test {
 protected:
     explicit RequestRefusals(const Policy& policy) : m_server(policy) {}
 
-    /** Expects an empty Error and one line that says which request is refused, and why. */
+    /** Expects an empty Error and one line with the refused request and the reason. */
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason,
                        const std::string& shownName) {
         m_recorder.clear();
@@ -169,7 +169,7 @@ TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
     for (unsigned int i = 0; i < 1000; ++i) {
         EXPECT_FALSE(connection.open("nothing"));
     }
-    // A line of each of the two kinds.
+    // One line of each kind.
     EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesPerPeriod);
 }
 
@@ -185,7 +185,7 @@ TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, LetsGoOfTheDeviceWithClose) {
+TEST_F(RequestHandlerTest, ReleasesTheDeviceOnClose) {
     EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(m_uio32.device(), nullptr);
     expectRefusal(m_uio32, Request(Type::Close, "uio.32"), notOpened);
@@ -198,7 +198,7 @@ TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWith
     EXPECT_EQ(lines().size(), 1U);
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoFirstRecordButOpen) {
+TEST_F(RequestHandlerTest, AcceptsOnlyOpenAsTheFirstRecord) {
     for (std::uint32_t type = 1; type <= 14; ++type) {
         expectEnd({Request(static_cast<Type>(type), "uio.32")}, "its first request is not Open");
     }
@@ -243,7 +243,7 @@ TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
     }
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoByteOrderButNetworkAndHost) {
+TEST_F(RequestHandlerTest, AcceptsOnlyTheByteOrdersNetworkAndHost) {
     const auto open = [](std::uint32_t order) { return record(Type::Open, "uio.32", {{byteOrderAt, order}}); };
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(open(0)));

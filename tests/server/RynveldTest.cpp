@@ -72,11 +72,11 @@ std::uint16_t portOf(int socket) {
     sockaddr_in6 address{};
     socklen_t size = sizeof(address);
     EXPECT_EQ(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    // The port is at the same place in the addresses of both families.
+    // The port has the same offset in the addresses of both families.
     return ntohs(address.sin6_port);
 }
 
-/** A socket that listens on this machine, on a port of the system's choice. */
+/** A socket that listens on this machine, on a port that the system chooses. */
 class Listener {
 public:
     explicit Listener(int family = AF_INET) : m_socket(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -125,13 +125,13 @@ TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
     }
 }
 
-TEST(RynveldCommandLine, IsOfNoUseWhenThePortIsTaken) {
+TEST(RynveldCommandLine, FailsWhenThePortIsInUse) {
     const Listener listener;
     const std::string address = "127.0.0.1:" + listener.portText();
     expectEnding({"--listen", address}, 1, "", "rynveld: " + address + ": cannot listen: Address already in use\n");
 }
 
-TEST(RynveldCommandLine, IsOfNoUseWhenTheAddressIsAnothers) {
+TEST(RynveldCommandLine, FailsWhenTheAddressBelongsToAnotherHost) {
     expectEnding({"--listen", "192.0.2.1:0"}, 1, "",
                  "rynveld: 192.0.2.1:0: cannot listen: Cannot assign requested address\n");
 }
@@ -153,7 +153,7 @@ TEST(Rynveld, EndsWithStatus0WhenItIsToldTo) {
     }
 }
 
-TEST(Rynveld, EndsWhateverItsClientsAreAbout) {
+TEST(Rynveld, EndsWhateverItsClientsDo) {
     SimulatingServer server({"--interrupt-every", "uio.32=1ms"});
     const RecordClient idle = server.connect();
     const RecordClient half = server.connect();
@@ -212,12 +212,12 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
         const RecordClient other = server.connect("uio.32");
         EXPECT_TRUE(server.turnsAway());
     }
-    // The server learns in its own time that a client has gone.
+    // The server needs some time to notice that a client has disconnected.
     EXPECT_TRUE(comesAbout([&] { return server.serves(); }));
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
-// It waits for a whole period.
+// The test waits for a whole period.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
 TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
@@ -246,7 +246,7 @@ TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
     EXPECT_TRUE(client.isEnded());
 }
 
-// The checks for undefined behaviour need descriptors themselves.
+// The sanitizers need descriptors, too.
 #ifndef __SANITIZE_ADDRESS__
 TEST(Rynveld, ServesOnWhenItHasRunOutOfDescriptors) {
     Launch launch;
@@ -305,7 +305,7 @@ TEST(Rynveld, PassesOnlyAllowedIoctlCommandsOn) {
     EXPECT_TRUE(client.isRefused(request));
 }
 
-TEST(Rynveld, RaisesInterruptsAgainAndAgain) {
+TEST(Rynveld, RaisesInterruptsPeriodically) {
     const SimulatingServer server({"--interrupt-every", "uio.32=1ms", "--interrupt-every", "uio.16=2ms"});
     for (const char* name : {"uio.16", "uio.32"}) {
         const RecordClient client = server.connectArmed(name);
@@ -325,7 +325,7 @@ constexpr std::uint32_t arming = 100;
 constexpr std::uint32_t arming = 1000;
 #endif
 
-/** Lets a client of its own make a request for the device. */
+/** Sends a request for the device from a client of its own. */
 void tell(const Server& server, const Request& request) {
     EXPECT_TRUE(server.connect(request.getDeviceName()).succeeds(request));
 }
@@ -344,7 +344,7 @@ TEST(Rynveld, HasArmedAConnectionWhenItsAnswerBegins) {
         tell(server, Request(Type::DisableInterrupt, "uio.32"));
         tell(server, raiseOf("uio.32", {7}));
         ASSERT_TRUE(receiveHalf());
-        // The arming has not enabled what was disabled: the second takes the place of the first.
+        // Arming does not enable a disabled interrupt: the second request replaces the first.
         tell(server, raiseOf("uio.32", {8}));
         tell(server, Request(Type::EnableInterrupt, "uio.32"));
         ASSERT_EQ(armed.interrupt(), 8U);
@@ -360,7 +360,7 @@ TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
         ASSERT_TRUE(other.succeeds(Request(Type::DisableInterrupt, "uio.32")));
         ASSERT_TRUE(other.succeeds(raiseOf("uio.32", {round})));
         ASSERT_TRUE(armed.succeeds(Request(Type::Open, "uio.32"))) << "an interrupt came in round " << round;
-        // The pending interrupt is received, so that the next round begins as this one.
+        // Receives the pending interrupt, so that the next round begins in the same state.
         ASSERT_TRUE(other.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
         ASSERT_EQ(other.interrupt(), round);
         ASSERT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
@@ -382,7 +382,7 @@ TEST(Rynveld, ReportsEveryInterruptThatIsRaisedAfterTheAnswerToTheWait) {
     }
 }
 
-TEST(Rynveld, FreesThePlaceOfAnArmedClientThatGoes) {
+TEST(Rynveld, FreesTheConnectionOfAnArmedClientThatDisconnects) {
     const SimulatingServer server({"--max-connections", "1"});
     for (unsigned int i = 0; i < 10; ++i) {
         std::unique_ptr<RecordClient> client;
@@ -462,13 +462,13 @@ TEST_F(RynveldOnFiles, EndsWhileADeviceBlocks) {
     const OpeningClient slow(m_server);
     const auto begin = std::chrono::steady_clock::now();
     m_server.end();
-    // The system would hold it for 45 s.
+    // The system would break the lease after 45 s.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
 }
 
 TEST_F(RynveldOnFiles, SurvivesBusErrorsOfManyClients) {
     OwnFolder::makeFile("registers.map", 0);
-    // The signal of a bus error, but of none.
+    // SIGBUS without a bus error.
     EXPECT_EQ(::kill(m_server.pid(), SIGBUS), 0);
     for (unsigned int i = 0; i < 20; ++i) {
         EXPECT_TRUE(m_server.connect("map.32").isRefused(readOf("map.32", i)));
@@ -479,7 +479,7 @@ TEST_F(RynveldOnFiles, SurvivesBusErrorsOfManyClients) {
 
 TEST_F(RynveldOnFiles, NamesTheClientOfAnOperationThatItCannotInterrupt) {
     Launch launch = tracing("*=1");
-    // The signal that interrupts operations does not arrive.
+    // The signal that interrupts operations is blocked.
     launch.preparation = R"(set -- env --block-signal=USR1 "$@"; )";
     Server server({}, launch);
     const OpeningClient slow(server);
@@ -502,7 +502,7 @@ Launch activatedOn(const std::vector<int>& sockets) {
     return launch;
 }
 
-/** A local socket that listens, with a name in the abstract name space. */
+/** A listening local socket with a name in the abstract name space. */
 class LocalListener : public LocalSocket {
 public:
     LocalListener() : LocalSocket(SOCK_STREAM) { EXPECT_EQ(::listen(descriptor(), 100), 0); }
@@ -570,7 +570,7 @@ sockaddr_in6 loopbackV6(std::uint16_t port) {
     return address;
 }
 
-TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
+TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsAway) {
     const Listener listener(AF_INET6);
     const LocalListener local;
     Launch launch = activatedOn({listener.descriptor(), local.descriptor()});
@@ -587,7 +587,7 @@ TEST(RynveldService, LeavesPlacesToOtherHostsAndSaysWhomItTurnsAway) {
             EXPECT_TRUE(connect().isEnded());
         }
     };
-    // A host has as many addresses of these networks as it likes.
+    // One host can use any number of addresses of these networks.
     unsigned int last = 1;
     fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });

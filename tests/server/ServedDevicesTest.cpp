@@ -15,7 +15,7 @@
 namespace RynvelTest {
 namespace {
 
-/** How many descriptors of this process are of the file. */
+/** The number of descriptors of this process that refer to the file. */
 std::size_t openingsOf(const std::filesystem::path& file) {
     std::size_t count = 0;
     std::error_code gone;

@@ -34,7 +34,7 @@ void pass(int family, int type, bool listens, int descriptor = passed) {
     if (family == AF_UNIX) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        // A name of the system's choice.
+        // The system chooses the name.
         EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address.sun_family)), 0);
     }
     if (listens) {
@@ -43,7 +43,7 @@ void pass(int family, int type, bool listens, int descriptor = passed) {
     EXPECT_EQ(::dup2(socket, descriptor), descriptor);
 }
 
-/** Why the passed sockets are refused. */
+/** The message with which the passed sockets are refused. */
 std::string refusal() {
     try {
         activationSockets();
@@ -116,7 +116,7 @@ TEST(ActivationSocketsDeathTest, MustAllListenForStreams) {
     });
 }
 
-/** The socket of a service manager, as NOTIFY_SOCKET names it. */
+/** The socket of a service manager, named by NOTIFY_SOCKET. */
 class NotifySocket : public LocalSocket {
 public:
     explicit NotifySocket(const std::string& name = "@rynveld test " + std::to_string(::getpid()))
@@ -130,7 +130,7 @@ public:
 
 TEST(ServiceManager, IsNotifiedAtAPath) {
     const OwnFolder folder;
-    // A socket's path has at most 108 bytes, fewer than that of the working folder may have.
+    // The path of a socket has at most 108 bytes. The path of the working folder may be longer.
     const NotifySocket manager("/proc/self/cwd/notify");
     notifyServiceManager("READY=1");
     EXPECT_EQ(manager.received(), "READY=1");

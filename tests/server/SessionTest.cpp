@@ -30,7 +30,7 @@ Policy simulated(const std::vector<Fault>& faults = {}) {
     return policy;
 }
 
-/** A session in a thread of its own. Each call of send() of the server arrives at its client by itself. */
+/** A session in a thread of its own. The client receives each send() of the server as one message. */
 class RunningSession {
 public:
     explicit RunningSession(Policy policy = simulated(), std::chrono::milliseconds idleTimeout = 0ms)
@@ -125,7 +125,7 @@ TEST(Session, IsNotArmedByARefusal) {
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "seek.8")));
 }
 
-TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
+TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNotARequest) {
     for (const bool isFirst : {true, false}) {
         RunningSession session(simulated({{Fault::Kind::Error, 0ms, 1}}));
         if (!isFirst) {
@@ -138,7 +138,7 @@ TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNoRequest) {
     }
 }
 
-TEST(Session, LetsGoOfItsDeviceInItsOwnThread) {
+TEST(Session, ReleasesItsDeviceInItsOwnThread) {
     const OwnFolder folder;
     OwnFolder::makeFile("registers.seek", 16);
     RunningSession session(Policy{});

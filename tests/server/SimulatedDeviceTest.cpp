@@ -94,7 +94,7 @@ TEST_P(SimulatedDeviceTest, MovesBurstsInBothOrders) {
     }
 }
 
-TEST_P(SimulatedDeviceTest, HasNothingBehindItsLastRegister) {
+TEST_P(SimulatedDeviceTest, HasNothingAfterItsLastRegister) {
     std::uint32_t word = 0;
     std::array<std::uint32_t, 2> words{};
     for (const std::uint32_t address : {count(), count() + 1, 0x80000000U, 0xFFFFFFFFU}) {
@@ -218,7 +218,7 @@ TEST_F(SimulatedInterrupt, IsCountedFromOneWithoutAWord) {
     EXPECT_EQ(received(), 3U);
 }
 
-TEST_F(SimulatedInterrupt, NeverBlocksTheOneWhoRaisesIt) {
+TEST_F(SimulatedInterrupt, NeverBlocksTheThreadThatRaisesIt) {
     m_interrupt.enable();
     constexpr unsigned int more = 100000;
     for (unsigned int i = 0; i < more; ++i) {

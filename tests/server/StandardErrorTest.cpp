@@ -39,7 +39,7 @@ TEST(StandardError, NeverBlocksOnThePipeOfAnotherUser) {
         ASSERT_EQ(::fchmod(pipe, 0), 0);
         constexpr uid_t nobody = 65534;
         const uid_t own = ::geteuid();
-        // Whoever is not root may not open it either.
+        // Users other than root may not open it.
         EXPECT_TRUE(own != 0 || ::seteuid(nobody) == 0);
         Rynveld::makeStandardErrorNonBlocking();
         EXPECT_TRUE(own != 0 || ::seteuid(own) == 0);

@@ -15,7 +15,7 @@ protected:
         return m_limit.admit(host, cause, m_now);
     }
 
-    /** Uses up what a host may have of lines in a period. */
+    /** Uses up the lines of a host in a period. */
     void exhaust() {
         for (std::size_t i = 0; i < TraceLimit::linesPerPeriod; ++i) {
             EXPECT_EQ(admit(), "");
@@ -27,7 +27,7 @@ protected:
     TraceLimit m_limit;
 };
 
-TEST_F(TraceLimitTest, LeavesOutWhatIsTooMuchInAPeriod) {
+TEST_F(TraceLimitTest, LeavesOutTheLinesAboveTheLimitOfAPeriod) {
     exhaust();
     m_now += TraceLimit::period - 1ms;
     EXPECT_EQ(admit(), std::nullopt);
@@ -63,7 +63,7 @@ TEST_F(TraceLimitTest, CountsEveryHostAndEveryCauseByItself) {
     EXPECT_EQ(admit(), std::nullopt);
 }
 
-TEST_F(TraceLimitTest, ForgetsTheHostsThatHaveNothingToSayAnyMore) {
+TEST_F(TraceLimitTest, ForgetsQuietHosts) {
     for (std::size_t i = 1; i < TraceLimit::maxEntries; ++i) {
         EXPECT_EQ(admit(std::to_string(i)), "");
     }
@@ -74,7 +74,7 @@ TEST_F(TraceLimitTest, ForgetsTheHostsThatHaveNothingToSayAnyMore) {
     EXPECT_EQ(admit(), std::nullopt);
 }
 
-TEST_F(TraceLimitTest, GivesHostsThatAreTooManyOneShare) {
+TEST_F(TraceLimitTest, CountsHostsAboveTheLimitTogether) {
     for (std::size_t i = 0; i < TraceLimit::maxEntries; ++i) {
         EXPECT_EQ(admit(std::to_string(i)), "");
     }

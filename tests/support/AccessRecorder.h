@@ -10,8 +10,8 @@ namespace RynvelTest {
 
 /**
  * A page of memory whose accesses are recorded one by one while it is watched, by the faults that they cause: each
- * instruction that touches the page is let through alone. The memory behind the page is watched too, so that an access
- * that reaches beyond the page's end shows as one more. For amd64 only.
+ * instruction that touches the page runs alone. The memory after the page is watched, too: an access beyond the end of
+ * the page is recorded as a second access. For amd64 only.
  */
 class AccessRecorder {
 public:

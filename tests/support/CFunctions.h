@@ -10,7 +10,7 @@
 
 namespace RynvelTest {
 
-/** Functions of the C interface for the registers of a width, which take their address in one way. */
+/** The functions of the C interface for one register width and one kind of address. */
 template <typename T>
 struct CFunctions {
     using Register = T;
@@ -20,7 +20,7 @@ struct CFunctions {
     int (*writeBitmask)(int handle, unsigned int address, T data, T bitmask);
     int (*burstRead)(int handle, unsigned int address, T* values, unsigned int items, int byteOrder);
     int (*burstWrite)(int handle, unsigned int address, const T* values, unsigned int items, int byteOrder);
-    /** What an address is divided by to give the device's. */
+    /** The divisor between the address of the function and the address of the device. */
     unsigned int divisor;
 
     /** The functions for bursts of 8 bits have no byte order. */

@@ -7,7 +7,7 @@
 
 namespace RynvelTest {
 
-/** What happened, in order, as texts. */
+/** The events of a test, in order, as texts. */
 using EventLog = std::vector<std::string>;
 
 } // namespace RynvelTest

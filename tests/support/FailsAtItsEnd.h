@@ -11,7 +11,7 @@
 
 namespace RynvelTest {
 
-/** Tests that fail after their bodies. The suite takes their failures and compares them with the expected ones. */
+/** Tests that fail after their bodies. The suite compares their failures with the expected ones. */
 class FailsAtItsEnd : public testing::Test {
 protected:
     static void SetUpTestSuite() {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The C library's functions, as the library under test finds them in a program that links this file: they go to the
-// scripted operating system of the calling thread, and to the kernel where there is none. Nothing here may need a
-// sanitizer's runtime, which makes such calls before it is ready.
+// Replaces functions of the C library in a program that links this file. A call is sent to the scripted operating
+// system of the calling thread, or to the kernel if the thread has none. Nothing here may need the runtime of a
+// sanitizer, which makes such calls before it is ready.
 //
-// A function has further names, which the C library's headers call in a fortified build, and in a build for 32 bits
-// whose file offsets and times have 64.
+// A function has further names. The headers of the C library call them in a fortified build, and in a 32-bit build with
+// 64-bit file offsets and times.
 
-// With these the headers rename what is defined here.
+// With these macros, the headers rename the functions that are defined here.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
@@ -73,7 +73,7 @@ void* map(void* addr, size_t length, int prot, int flags, int fd, off64_t offset
                                 : reinterpret_cast<void*>(mapReally(addr, length, prot, flags, fd, offset));
 }
 
-/** Ends the process, as the C library does, where a call wants more than its caller has room for. */
+/** Ends the process, as the C library does, if a call asks for more bytes than its buffer holds. */
 void checkRoom(size_t wanted, size_t room) {
     if (wanted > room) {
         __chk_fail();

@@ -12,11 +12,11 @@
 
 namespace RynvelTest {
 
-/** A file that nobody else can open: who tries is held, until it is released or the system loses its patience. */
+/** A file that nobody else can open: an attempt blocks until the lease is released or broken by the system. */
 class LeasedFile {
 public:
     explicit LeasedFile(const std::string& path) : m_fd(::open(path.c_str(), O_RDWR | O_CLOEXEC)) {
-        // It tells of those who try.
+        // The signal reports attempts.
         std::signal(SIGIO, SIG_IGN);
         EXPECT_EQ(::fcntl(m_fd, F_SETLEASE, F_WRLCK), 0);
     }
@@ -24,7 +24,7 @@ public:
     LeasedFile& operator=(const LeasedFile&) = delete;
     ~LeasedFile() { ::close(m_fd); }
 
-    /** Whether somebody has tried. */
+    /** Tells whether an attempt was made. */
     bool isAwaited() const { return ::fcntl(m_fd, F_GETLEASE) != F_WRLCK; }
     void release() const { EXPECT_EQ(::fcntl(m_fd, F_SETLEASE, F_UNLCK), 0); }
 

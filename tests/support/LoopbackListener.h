@@ -30,7 +30,7 @@ public:
     ~LoopbackListener() { ::close(m_socket); }
 
     std::uint16_t port() const { return m_port; }
-    /** @param backlog how many connections the system takes that nobody has accepted, and one more. */
+    /** @param backlog the system queues one connection more than this number. */
     void listen(int backlog = 4) const { EXPECT_EQ(::listen(m_socket, backlog), 0); }
     /** The next connection; -1 after stop(). */
     int accept() const { return ::accept(m_socket, nullptr, nullptr); }

@@ -13,7 +13,7 @@
 
 namespace RynvelTest {
 
-/** Counts how often a file has been opened since it was last asked. */
+/** Counts how often a file has been opened since the last query. */
 class OpenCounter {
 public:
     explicit OpenCounter(const std::string& path) {

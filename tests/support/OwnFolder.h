@@ -10,7 +10,7 @@
 
 namespace RynvelTest {
 
-/** The working folder of a test that names its files as others do. It is removed with all that is in it. */
+/** A working folder of its own for a test, removed with its contents at the end. */
 class OwnFolder {
 public:
     OwnFolder() : m_before(std::filesystem::current_path()) {

@@ -13,10 +13,9 @@
 namespace RynvelTest {
 
 /**
- * The network that a compiled device table is written for, while it lives. Connections of the program, of any thread,
- * to a server's address really go to a port of this machine that the system has chosen. A connection to an address
- * without a server here ends the program. Sleeping takes until the test wakes the sleeper. The calls reach it because
- * the test program defines the C library's functions itself.
+ * The network of a compiled device table, while the object exists. A connection of any thread to the address of a
+ * server is made to a port of this machine instead. A connection to any other address ends the program. A call of
+ * sleep() returns when the test wakes the sleeper. The test program defines these functions of the C library itself.
  */
 class PeerNetwork {
 public:
@@ -28,7 +27,7 @@ public:
     /** @param address digits, colon, port: "10.0.0.7:9000". */
     void place(const std::string& address, std::uint16_t port);
 
-    /** Waits until a thread sleeps, and returns for how many seconds it wants to. */
+    /** Waits until a thread calls sleep(). Returns the number of seconds that it asks for. */
     unsigned int awaitSleeper();
     void wakeSleeper();
 
@@ -40,7 +39,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::map<std::string, std::uint16_t> m_places;
-    /** How long the thread that sleeps wants to; 0 when none does. */
+    /** The number of seconds that the sleeping thread asks for; 0 if no thread sleeps. */
     unsigned int m_sleep = 0;
 };
 

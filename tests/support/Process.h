@@ -9,7 +9,7 @@
 
 namespace RynvelTest {
 
-/** How a process ended: with a status, or by a signal, whose number is negative here. */
+/** The end of a process: its exit status, or the negative number of the signal that ended it. */
 struct Ending {
     int status;
     std::string output;
@@ -18,16 +18,17 @@ struct Ending {
 
 using Arguments = std::vector<std::string>;
 
-/** A program while it runs, whose standard error goes to the test. What is not said otherwise ends with the test. */
+/** A running program. The test reads its standard error. The program ends with the test at the latest. */
 class Process {
 public:
-    /** Where standard output goes: to the test, or to an open file of its own. */
+    /** The destination of standard output: the test, or an open file. */
     static constexpr int toTheTest = -1;
 
     struct Launch {
-        /** What a shell does before it becomes the program, for instance "ulimit -n 64; ". */
+        /** Commands that a shell runs before it executes the program, for instance "ulimit -n 64; ". */
         std::string preparation;
-        /** Passed as descriptor 3 and those that follow; in rising order. No other open file of the test is passed. */
+        /** Passed as descriptor 3 and the following ones, in rising order. The program inherits no other file of the
+         * test. */
         std::vector<int> passed;
         int output = toTheTest;
     };
@@ -35,25 +36,25 @@ public:
     Process(const Arguments& command, const Launch& launch);
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
-    /** Kills it when it still runs. */
+    /** Kills the program if it still runs. */
     ~Process();
 
-    /** -1 when its end has been waited for. */
+    /** -1 after wait(). */
     pid_t pid() const { return m_pid; }
-    /** The end of the pipe that its standard error comes from. */
+    /** The reading end of the pipe that is its standard error. */
     int error() const { return m_error; }
 
-    /** The next line of standard output, or of standard error, without its end; empty when there is none. */
+    /** The next line of standard output or standard error, without its newline; empty at the end. */
     std::string outputLine() { return line(m_output); }
     std::string errorLine() { return line(m_error); }
 
     void closeOutput();
     void signal(int number) const;
 
-    /** Whether it has ended; its end can still be waited for. */
+    /** Tells whether the program has ended. A call of wait() is still needed. */
     bool hasEnded() const;
 
-    /** Waits for the end. What was read before is not in the outputs. */
+    /** Waits for the end. The outputs do not include what was read before. */
     Ending wait();
 
 private:
@@ -65,7 +66,7 @@ private:
     int m_error = -1;
 };
 
-/** What comes from a descriptor until there is no more. */
+/** Reads a descriptor until its end. */
 std::string readToTheEnd(int descriptor);
 
 } // namespace RynvelTest

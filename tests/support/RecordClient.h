@@ -29,8 +29,7 @@ Request raiseOf(const std::string& name, const Values& word = {});
 Values valuesOf(const Response& response);
 
 /**
- * A client that speaks the records themselves, and may do so badly. What does not come within a minute does not come
- * at all.
+ * A client that sends and receives records, correct or not. It waits for an answer for at most a minute.
  */
 class RecordClient {
 public:
@@ -51,13 +50,13 @@ public:
 
     bool send(const Rynvel::IMessage& message) const;
     bool send(const void* bytes, std::size_t size) const;
-    /** False when the connection has ended before the record was whole. */
+    /** Returns false if the connection ends before the record is complete. */
     bool receive(Rynvel::IMessage& message) const;
 
-    /** The answer to a request; an answer with the result 1 when there is none. */
+    /** The answer to a request. Without an answer, a response with the result 1. */
     Response exchange(const Request& request) const;
     bool succeeds(const Request& request) const { return exchange(request).isSuccessful(); }
-    /** Whether the answer is Error. */
+    /** Tells whether the answer is Error. */
     bool isRefused(const Request& request) const;
     Values values(const Request& request) const { return valuesOf(exchange(request)); }
     /** Expects that the server opens the device. */
@@ -65,13 +64,13 @@ public:
     /** Expects that the server opens the device, and arms the connection for its interrupts. */
     void arm(const std::string& device) const;
 
-    /** The next interrupt's word; all ones when the connection has ended. */
+    /** The word of the next interrupt; all ones if the connection has ended. */
     std::uint32_t interrupt() const;
     /** Returns whether everything that the server has sent has been received. */
     bool hasNothing() const;
-    /** Waits for the server to end the connection; false when it sends something instead. */
+    /** Waits until the server ends the connection. Returns false if the server sends anything. */
     bool isEnded() const;
-    /** Ends the connection, and lets the server find it broken. */
+    /** Ends the connection with a reset. */
     void reset();
 
 private:

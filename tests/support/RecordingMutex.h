@@ -10,7 +10,7 @@
 
 namespace RynvelTest {
 
-/** Writes "lock", "unlock" and "mutex destroyed" to an event log, and answers what it is told to. */
+/** Writes "lock", "unlock" and "mutex destroyed" to an event log, and returns the results that a test sets. */
 class RecordingMutex : public Rynvel::IMutex {
 public:
     explicit RecordingMutex(EventLog& log, bool answer = true) : m_log(log), m_answer(answer) {}

@@ -8,7 +8,7 @@
 
 namespace RynvelTest {
 
-/** Registers of type T in an open file, to look at and change beside the device that is tested on them. */
+/** Registers of type T in an open file. A test reads and changes them without the device under test. */
 template <typename T>
 class RegisterFile {
 public:

@@ -6,7 +6,7 @@
 
 namespace RynvelTest {
 
-/** A value of a register width whose bytes all differ, and how it looks. */
+/** A value of a register width whose bytes all differ, and its text. */
 template <typename T>
 struct Width;
 

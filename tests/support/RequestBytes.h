@@ -26,7 +26,7 @@ constexpr RequestType writeType = sizeof(T) == 1   ? RequestType::Write8
                                   : sizeof(T) == 2 ? RequestType::Write16
                                                    : RequestType::Write32;
 
-/** A word and its place in a record. */
+/** A word and its offset in a record. */
 using WordAt = std::pair<std::size_t, std::uint32_t>;
 
 constexpr std::size_t nameAt = 4;
@@ -34,12 +34,12 @@ constexpr std::size_t addressAt = 132;
 constexpr std::size_t valuesAt = 136;
 constexpr std::size_t lengthAt = 648;
 constexpr std::size_t byteOrderAt = 652;
-/** The place of the mask and of the command. */
+/** The offset of the mask and of the command. */
 constexpr std::size_t maskAt = 656;
 
 inline void put(Bytes& record, std::size_t offset, std::uint32_t word) { putWord(&record[offset], word); }
 
-/** The bytes of a request as they go to the server, written out without the library. */
+/** The bytes of a request, composed without the library. */
 inline Bytes requestBytes(RequestType type, const std::string& deviceName, const std::vector<WordAt>& words = {}) {
     Bytes record(660);
     put(record, 0, static_cast<std::uint32_t>(type));
@@ -50,7 +50,7 @@ inline Bytes requestBytes(RequestType type, const std::string& deviceName, const
     return record;
 }
 
-/** The values of a request or a response one by one, from its first value on, and their number. */
+/** The number of values of a request or a response, and its values. */
 inline std::vector<WordAt> valueWords(const std::vector<std::uint32_t>& values) {
     std::vector<WordAt> words{{lengthAt, static_cast<std::uint32_t>(values.size())}};
     for (std::size_t i = 0; i < values.size(); ++i) {

@@ -29,7 +29,7 @@ Arguments commandOf(RynveldProcess::Devices devices) {
     return command;
 }
 
-/** The channels trace what the launch says, whatever the environment of the tests does. */
+/** The launch sets the trace levels. The environment of the tests has no effect. */
 Process::Launch shellOf(const RynveldProcess::Launch& launch, int output) {
     return {launch.preparation + "export ZILTRACE='" + launch.traces + "'; ", launch.passed, output};
 }

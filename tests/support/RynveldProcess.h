@@ -12,13 +12,13 @@
 
 namespace RynvelTest {
 
-/** Runs the server of this build to its end. */
+/** Runs the server of this build until it ends. */
 Ending runRynveld(const Arguments& arguments);
 
 /** The register server as a process of its own, with a port of the system's choice. */
 class RynveldProcess {
 public:
-    /** Whose device table it has: the control board's, or the one of tests/server/devices.def. */
+    /** The device table of the server: the table of the control board, or the one of tests/server/devices.def. */
     enum class Devices { Board, Tests };
 
     struct Launch {
@@ -26,37 +26,37 @@ public:
         /** As a process has them. */
         std::string preparation;
         std::vector<int> passed;
-        /** The levels of the trace channels, as ZILTRACE has them. */
+        /** The levels of the trace channels, in the form of ZILTRACE. */
         std::string traces = "*=0";
-        /** Whether what it writes to standard error is taken, other than its first line. */
+        /** Whether the test reads standard error after the first line. */
         bool isRead = true;
         /** Appended to the arguments. */
         Arguments listen = {"--listen", "127.0.0.1:0"};
     };
 
-    /** Returns when it listens. */
+    /** Returns when the server listens. */
     explicit RynveldProcess(const Arguments& arguments) : RynveldProcess(arguments, Launch()) {}
     RynveldProcess(const Arguments& arguments, const Launch& launch);
     RynveldProcess(const RynveldProcess&) = delete;
     RynveldProcess& operator=(const RynveldProcess&) = delete;
-    /** Ends it with SIGTERM when it still runs. */
+    /** Ends the server with SIGTERM if it still runs. */
     ~RynveldProcess();
 
-    /** 0 when it listens on local sockets alone. */
+    /** 0 if the server listens on local sockets only. */
     std::uint16_t port() const { return m_port; }
-    /** The server as a remote device names it. */
+    /** The address of the server, in the form of a remote device. */
     std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
-    /** The line that it starts with. */
+    /** The first line of standard error. */
     const std::string& banner() const { return m_banner; }
     pid_t pid() const { return m_process.pid(); }
 
-    /** Fills the pipe that is its standard error, which nobody reads. */
+    /** Fills the pipe that is the standard error of the server. */
     void fillStandardError() const;
 
-    /** Signals it to end, and expects it to do so with status 0, and to have said nothing more where that is read. */
+    /** Sends the signal, and expects the exit status 0 and no further text on standard error. */
     void end(int signal = SIGTERM);
 
-    /** The same with what it has said after its first line. */
+    /** Ends the server in the same way. Returns the text on standard error after the first line. */
     std::string endWithText();
 
     std::size_t descriptors() const;
@@ -64,7 +64,7 @@ public:
     /** In KiB. */
     std::size_t residentMemory() const { return numberOf("VmRSS"); }
 
-    /** Whether none of its threads has anything to do at this moment. */
+    /** Tells whether all threads sleep at this moment. */
     bool isIdle() const;
 
 private:

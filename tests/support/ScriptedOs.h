@@ -41,13 +41,13 @@ enum class Call {
 /** The name of the function in C. */
 const char* nameOf(Call call);
 
-/** What a scripted call answers in place of what it usually does. */
+/** The result of a scripted call. */
 struct Answer {
     long result;
     int error;
 };
 
-/** A call that does what it usually does, between scripted ones. */
+/** A call with the default behaviour, between scripted ones. */
 inline const std::optional<Answer> asUsual = std::nullopt;
 
 inline std::optional<Answer> failing(int error) { return Answer{-1, error}; }
@@ -56,19 +56,18 @@ inline std::optional<Answer> answering(long result) { return Answer{result, 0}; 
 /** Bytes as hex digits. */
 std::string hexBytes(const void* bytes, std::size_t count);
 
-/** The bytes of a number in the order in which this processor has them in its memory. */
+/** The bytes of a number in the byte order of this processor. */
 template <typename T>
 std::string inMemory(T value) {
     return hexBytes(&value, sizeof(value));
 }
 
 /**
- * Stands in for the operating system while it lives and is the thread's latest, for the calls that the constructing
- * thread makes: every call is recorded with its arguments in the event log, and answered by the script.
+ * Replaces the operating system for the calls of the constructing thread, while this is the latest object of the
+ * thread. The event log records every call with its arguments. The script supplies the results.
  *
- * Unscripted, it is a machine with one device file: whatever is opened outside /sys gets the descriptor 7, and seeking,
- * reading, writing and mapping act on `memory`. The calls reach it because the test program defines the C library's
- * functions itself.
+ * Without a script, it is a machine with one device file: opening any path outside /sys returns the descriptor 7, and
+ * seeking, reading, writing and mapping use `memory`. The test program defines these functions of the C library itself.
  *
  * Recorded forms: "open(PATH, FLAGS)", "close(FD)", "lseek(FD, OFFSET, WHENCE)", "read(FD, COUNT)",
  * "write(FD, BYTES)" with the bytes as hex digits, "ioctl(FD, REQUEST, ARG)" with hex numbers,
@@ -86,12 +85,12 @@ public:
     ScriptedOs& operator=(const ScriptedOs&) = delete;
     ~ScriptedOs();
 
-    /** The scripted machine of the calling thread; null when it uses the real one. */
+    /** The scripted machine of the calling thread; null if the thread uses the real one. */
     static ScriptedOs* current();
 
     /**
-     * Answers the next calls of a function, in order. The test fails at its end where an answer is unused. A
-     * death test constructs and scripts the object in its statement: what lives around it gets GoogleTest's calls.
+     * Sets the results of the next calls of a function, in order. The test fails at its end if a result is unused. In a
+     * death test, construct and script the object within the statement. An object outside gets the calls of GoogleTest.
      */
     void script(Call call, const std::vector<std::optional<Answer>>& answers);
 
@@ -99,7 +98,7 @@ public:
     /** The events since the last time. */
     EventLog takeLog() { return std::exchange(m_log, {}); }
 
-    /** Writes every call to standard error too, for tests of what ends the process. */
+    /** Also writes every call to standard error, for tests that end the process. */
     void printCalls() { m_printing = true; }
 
     int open(const char* path, int flags);
@@ -121,13 +120,13 @@ public:
     /** The content of the device file. */
     std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(4096);
 
-    /** Puts a number into `memory` as this processor does. */
+    /** Stores a number in `memory` in the byte order of this processor. */
     template <typename T>
     void store(std::size_t place, T value) {
         std::memcpy(&memory.at(place), &value, sizeof(value));
     }
 
-    /** The number at a place of `memory`. */
+    /** The number at an offset of `memory`. */
     template <typename T>
     T stored(std::size_t place) const {
         T value{};
@@ -135,13 +134,13 @@ public:
         return value;
     }
 
-    /** Takes the unscripted requests, in place of the record and the result 0. */
+    /** Handles requests without a script, instead of recording them and returning 0. */
     std::function<int(unsigned long request, unsigned long arg)> onRequest;
     /** The text of every symbolic link. */
     std::string linkText = "uio0";
-    /** The text files below /sys. Opening one gives its text to the next reads; opening another there fails. */
+    /** The text files below /sys. After opening one, reads return its text. Opening any other path there fails. */
     std::map<std::string, std::string> files;
-    /** The first addresses of the hosts that the resolver knows; their second one is 203.0.113.1. */
+    /** The hosts that the resolver finds, with their first address. The second address of each is 203.0.113.1. */
     std::map<std::string, std::vector<std::uint8_t>> hosts;
 
 private:

@@ -15,7 +15,7 @@ namespace {
 
 __thread ScriptedPthread* currentPthread = nullptr;
 
-/** Lets the calls that recording itself makes pass. */
+/** Exempts the calls that recording itself makes. */
 class Pause {
 public:
     Pause() : m_paused(currentPthread) { currentPthread = nullptr; }
@@ -69,7 +69,7 @@ namespace {
 
 using namespace RynvelTest;
 
-/** Records the call where there is a script, and makes it unless the script lets it fail. */
+/** Records the call if there is a script, and makes the call unless the script makes it fail. */
 template <typename... Parameters, typename Text, typename... Arguments>
 int interpose(int (*&real)(Parameters...), MutexCall call, Text text, Arguments... arguments) {
     if (real == nullptr) {
@@ -82,7 +82,7 @@ int interpose(int (*&real)(Parameters...), MutexCall call, Text text, Arguments.
 
 std::string noText() { return ""; }
 
-// No function-local statics: their guards are a sanitizer's too.
+// No function-local statics: a sanitizer intercepts their guards, too.
 int (*realInit)(pthread_mutex_t*, const pthread_mutexattr_t*) = nullptr;
 int (*realDestroy)(pthread_mutex_t*) = nullptr;
 int (*realAttributesInit)(pthread_mutexattr_t*) = nullptr;

@@ -9,7 +9,7 @@
 
 namespace RynvelTest {
 
-/** The functions that a test can let fail. */
+/** The functions that a test can make fail. */
 enum class MutexCall {
     Init,
     Destroy,
@@ -24,8 +24,8 @@ enum class MutexCall {
 const char* nameOf(MutexCall call);
 
 /**
- * Records the mutex calls of the constructing thread while it lives, and fails those that it is told to. The calls
- * reach it because the test program defines the functions itself; what does not fail goes on to the C library.
+ * Records the mutex calls of the constructing thread, and makes those fail that a test selects. The test program
+ * defines these functions itself. Every other call is forwarded to the C library.
  *
  * Recorded forms: the function's name, with the default attributes or a protocol in brackets where there is one, as in
  * "pthread_mutex_init(default)", "pthread_mutexattr_setprotocol(1)".
@@ -39,13 +39,13 @@ public:
 
     static ScriptedPthread* current();
 
-    /** Lets every call of the function fail with the error. The test fails at its end where no call has. */
+    /** Makes every call of the function fail with the error. The test fails at its end if no call has failed. */
     void fail(MutexCall call, int error);
 
-    /** Lets every call succeed again. */
+    /** Makes every call succeed again. */
     void succeed() { m_failures.clear(); }
 
-    /** Records a call and returns the error it is to fail with, or 0. */
+    /** Records a call. Returns the error that a test has set for it, or 0. */
     int record(MutexCall call, const std::string& arguments = "");
 
     EventLog& log() { return m_log; }

@@ -15,7 +15,7 @@
 
 namespace RynvelTest {
 
-/** Waits until the other end has taken all that was sent from a socket of a pair. */
+/** Waits until the other end has received everything that was sent from a socket of a pair. */
 inline void waitUntilTaken(int socket) {
     int waiting = 1;
     while (::ioctl(socket, SIOCOUTQ, &waiting) == 0 && waiting > 0) {
@@ -43,7 +43,7 @@ public:
     int server() const { return m_ends[0]; }
     int client() const { return m_ends[1]; }
 
-    /** Leaves the closing of an end to somebody else. */
+    /** Releases an end, which the caller then closes. */
     int releaseServer() { return std::exchange(m_ends[0], -1); }
     int releaseClient() { return std::exchange(m_ends[1], -1); }
 

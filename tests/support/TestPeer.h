@@ -19,11 +19,11 @@
 
 namespace RynvelTest {
 
-/** What a peer does about one request. */
+/** The reaction of a peer to one request. */
 struct Reply {
-    /** What it sends: the first piece at once, each other one when the test lets it go. */
+    /** The pieces to send: the first one at once, each further one when the test releases it. */
     std::vector<std::vector<std::uint8_t>> pieces;
-    /** Whether it closes the connection then. */
+    /** Whether the peer then closes the connection. */
     bool closes = false;
 };
 
@@ -33,21 +33,21 @@ Rynvel::Response responseOf(const std::vector<std::uint32_t>& values,
 Reply answer(const Rynvel::Response& response);
 Reply success(const std::vector<std::uint32_t>& values = {});
 Reply refusal(const std::vector<std::uint32_t>& values = {});
-/** The whole answer, but not before the test lets it go. */
+/** The whole answer, after the test releases it. */
 Reply delayed(const Rynvel::Response& response);
-/** The first `size` bytes of the answer, and the rest when the test lets it go. */
+/** The first `size` bytes of the answer, and the rest after the test releases it. */
 Reply split(const Rynvel::Response& response, std::size_t size);
 /** The first `size` bytes of the answer and no more. */
 Reply truncated(const Rynvel::Response& response, std::size_t size);
 Reply silence();
 Reply closing();
 
-/** A request as a server written against the library's classes has it. */
+/** A received request, with the accessors that a server on the classes of the library uses. */
 Rynvel::Request asRequest(const std::vector<std::uint8_t>& bytes);
 
 /**
- * A register server for tests, on a port of the system's choice, for clients on this machine. It records every request
- * and answers as it is told to, and as its service does when it is told nothing: with an empty success.
+ * A register server for tests, for clients on this machine, on a port that the system chooses. It records every
+ * request. A test sets the reactions. Without one, the service of the peer answers, by default with an empty success.
  */
 class TestPeer {
 public:
@@ -72,16 +72,16 @@ public:
     void start();
 
     std::uint16_t port() const { return m_listener.port(); }
-    /** The peer as a remote device names it. */
+    /** The address of the peer, in the form of a remote device. */
     std::string address() const { return "127.0.0.1::" + std::to_string(port()); }
 
-    /** Appends to what is done about the next requests, whatever their connection. */
+    /** Appends reactions to the next requests of any connection. */
     void script(const std::vector<Reply>& replies);
 
-    /** Lets the next held piece of an answer go. */
+    /** Releases the next held piece of an answer. */
     void letGo();
 
-    /** Waits until there are so many; a test that waits in vain fails. */
+    /** Waits until there are this many. The test fails if that takes longer than a minute. */
     std::vector<ReceivedRequest> requests(std::size_t count);
     void clearRequests();
 

@@ -12,7 +12,7 @@
 
 namespace RynvelTest {
 
-/** A lock that makes no mutex calls, so that tests which script those see only the library's. */
+/** A lock without mutex calls, so that tests that script mutex calls see those of the library only. */
 class SpinLock {
 public:
     void lock() {
@@ -25,7 +25,7 @@ private:
     std::atomic_flag m_taken = ATOMIC_FLAG_INIT;
 };
 
-/** A message as it reached the tracing library. */
+/** A message that the tracing library received. */
 struct RecordedTrace {
     ZilTraceControl::Kind kind;
     std::string channel;
@@ -39,12 +39,12 @@ struct RecordedTrace {
 };
 
 /**
- * Takes the messages of all channels while it lives. A message is also written to the event log as
+ * Receives the messages of all channels. The event log receives each message, too, in one of the forms
  * "CHANNEL LEVEL FUNCTION ENTER", "CHANNEL LEVEL FUNCTION ENTER TEXT" or "CHANNEL LEVEL FUNCTION: TEXT".
  */
 class TraceRecorder : public ZilTraceControl::Sink {
 public:
-    /** Lets the channels that match the pattern trace up to the level, and no other channel at all. */
+    /** Enables the channels that match the pattern, up to the level, and disables all others. */
     TraceRecorder(ZilTraceLevel level, const std::string& pattern = "*", EventLog* log = nullptr);
     TraceRecorder(const TraceRecorder&) = delete;
     TraceRecorder& operator=(const TraceRecorder&) = delete;

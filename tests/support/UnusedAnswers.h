@@ -16,13 +16,12 @@
 namespace RynvelTest {
 
 /**
- * Counts, for each function of a double, the answers that a test has scripted and that no call has used, and fails the
- * test at whose end one is left. The child processes of a test share the counts: one that dies, as in a death test,
- * cannot report its own.
+ * Counts the scripted results of each function that no call has used. A test fails at its end if one is left. The child
+ * processes of a test share the counts, because a process that dies, as in a death test, cannot report its own.
  */
 class UnusedAnswers : public testing::EmptyTestEventListener {
 public:
-    /** Makes the one object of a double before its program's first test. It lives as long as the program. */
+    /** Creates the one object of a double before the first test of the program. The object is never destroyed. */
     static UnusedAnswers& of(std::vector<std::string> functions) {
         auto* const unused = new UnusedAnswers(std::move(functions));
         testing::UnitTest::GetInstance()->listeners().Append(unused);

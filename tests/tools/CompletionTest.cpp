@@ -19,7 +19,7 @@
 namespace RynvelTest {
 namespace {
 
-/** What the program offers for the last of the words, blank by blank. */
+/** The completions that the program offers for the last word of a line. */
 std::string offered(Arguments words) {
     words.insert(words.begin(), "--complete");
     const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words, ".");
@@ -64,17 +64,17 @@ TEST(Completion, OffersValues) {
     EXPECT_EQ(offered({"--remote", ""}), "");
 }
 
-TEST(Completion, GoesOnBehindAServer) {
+TEST(Completion, ContinuesAfterAServer) {
     EXPECT_EQ(offered({"--remote", "127.0.0.1::9000", "irq", "map32", "e"}), "enable");
     EXPECT_EQ(offered({"--remote=127.0.0.1::9000", "rea"}), "read");
 }
 
-TEST(Completion, OffersNothingBehindAnUnknownCommand) {
+TEST(Completion, OffersNothingAfterAnUnknownCommand) {
     EXPECT_EQ(offered({"frobnicate", "map"}), "");
     EXPECT_EQ(offered({}), "");
 }
 
-/** A shell that believes to have a user. */
+/** An interactive shell on a terminal. */
 class InteractiveShell {
 public:
     InteractiveShell(const Arguments& command, const Arguments& environment) {
@@ -96,7 +96,7 @@ public:
         EXPECT_EQ(write(m_terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
 
-    /** What is shown from a text on to the end of its line; waits for it. */
+    /** Waits for a text. Returns the output from the text to the end of its line. */
     std::string awaitLine(const std::string& start) {
         const std::size_t begin = awaitText(start, 0);
         const std::size_t end = awaitText("\r", begin);
@@ -146,7 +146,7 @@ private:
     std::string m_shown;
 };
 
-/** Completion in a shell where rynvelctl shows what it is given. */
+/** Completion in a shell where rynvelctl is a function that prints its arguments. */
 class CompletionInAShell : public testing::Test {
 protected:
     CompletionInAShell() {
@@ -155,7 +155,7 @@ protected:
                                         " \"$@\" ;; *) printf 'given:'; printf ' <%s>' \"$@\"; echo ;; esac\n");
     }
 
-    /** The setting up that is the same in every shell. */
+    /** The setup that all shells share. */
     std::string common() const {
         return "PS1='" + std::string(InteractiveShell::prompt) + "'\nrynvelctl() { sh '" + m_folder.path() +
                "/rynvelctl' \"$@\"; }\n";

@@ -21,7 +21,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The program on devices that are files of the test. */
+/** The program, on devices that are files of the test. */
 class LocalDevices : public testing::Test {
 protected:
     LocalDevices() {
@@ -47,7 +47,7 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
-    /** What the system says to a request that a file does not know: an emulator of single programs has its own word. */
+    /** The error text for a request that a file does not support. It differs under an emulator of single programs. */
     std::string refusal() const {
         const int file = open((m_folder.path() + "/map").c_str(), O_RDWR | O_CLOEXEC);
         EXPECT_EQ(ioctl(file, 0xEE7F, 0), -1);
@@ -63,7 +63,7 @@ protected:
 class Openings {
 public:
     explicit Openings(const std::string& path) : m_events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        // With the ends between them, two openings are not merged into one event.
+        // Watching the closes as well keeps the system from merging two openings into one event.
         EXPECT_NE(inotify_add_watch(m_events, path.c_str(), IN_OPEN | IN_CLOSE), -1);
     }
     Openings(const Openings&) = delete;
@@ -83,7 +83,7 @@ private:
     const int m_events;
 };
 
-// A second attempt may fail, and then end the program by an assertion.
+// A second opening may fail, and an assertion would then end the program.
 TEST_F(LocalDevices, AreOpenedOnce) {
     for (const auto& [name, file] : {std::pair("file8", "/registers8"), std::pair("map32", "/map")}) {
         const Openings openings(m_folder.path() + file);
@@ -118,7 +118,7 @@ TEST_F(LocalDevices, AreListed) {
     EXPECT_EQ(json.substr(json.size() - 3), "}]\n");
 }
 
-TEST_F(LocalDevices, TellWhatOnlyAnOpenDeviceKnows) {
+TEST_F(LocalDevices, ShowPropertiesThatOnlyAnOpenDeviceHas) {
     expect("info file8", 0,
            "name:            file8\npath:            registers8\nbackend:         Lseek8\nwidth:           8\n"
            "map size:        none\ninterrupt type:  none\ndescriptor:      3\n");
@@ -170,7 +170,7 @@ TEST_F(LocalDevices, AreWrittenUnderAMask) {
     EXPECT_EQ(m_folder.load("registers8").substr(1, 1), "\xf1");
 }
 
-TEST_F(LocalDevices, AreNotSaidToHaveBitsThatAMaskHeldBack) {
+TEST_F(LocalDevices, AreReportedWithTheWrittenBitsOnly) {
     expect("write file8 0 0xff --mask 0x0f --json", 0, "{\"name\":\"file8\",\"address\":0,\"value\":15,\"mask\":15}\n");
     EXPECT_EQ(m_folder.load("registers8").substr(0, 1), "\x0f");
     expect("write file8 0 0xff --mask 0x0f --quiet", 0, "");
@@ -237,7 +237,7 @@ TEST_F(LocalDevices, AreFilledInsideOfTheMapOnly) {
     EXPECT_EQ(m_folder.load("map").substr(0xff8), std::string(8, '\0'));
 }
 
-TEST_F(LocalDevices, AreWatchedForSoManyLooks) {
+TEST_F(LocalDevices, AreWatchedForTheGivenCount) {
     expect("watch map32 0 4 --interval 1ms --count 3", 0,
            "TIME map32 0x00000000 = 0x03020100\nTIME map32 0x00000004 = 0x07060504\n");
     expect("watch map32 0 --interval 1ms --count 2 --quiet", 0, "0x00000000 0x03020100\n");

@@ -24,7 +24,7 @@ std::string contentsOf(const std::string& path) {
 
 std::string page(const std::string& name) { return contentsOf(RYNVEL_MANUAL_PAGES "/" + name); }
 
-/** A line of mdoc(7) as its reader sees it, without the brackets of options. */
+/** A line of mdoc(7) as it is rendered, without the brackets of options. */
 std::string plain(const std::string& line) {
     std::string text;
     std::string macro;
@@ -40,7 +40,7 @@ std::string plain(const std::string& line) {
     return text;
 }
 
-/** What the lists of a page have an item for, beginning with a macro: options are marked by one, commands by another.
+/** The items of the lists of a page that begin with a macro. One macro marks options, another one commands.
  */
 Lines itemsOf(const std::string& name, const std::string& macro) {
     const std::string start = ".It " + macro + ' ';
@@ -103,7 +103,7 @@ std::set<std::string> optionNames(const CommandDescription& program) {
     return names;
 }
 
-/** The options that the help of a program has a line for, without what is said of them. */
+/** The options in the help of a program, without their descriptions. */
 Lines optionsInHelp(const std::string& program) {
     std::istringstream help(runProgram(program, {"--help"}, ".").output);
     Lines options;
@@ -133,7 +133,7 @@ TEST(ManualPages, OfRynvelctlHasTheCommandsWithTheirOptionsAndArguments) {
     EXPECT_EQ(itemsOf("rynvelctl.1", "Cm"), commands);
 }
 
-TEST(ManualPages, OfRynvelctlNamesNoOptionThatThereIsNot) {
+TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {
     EXPECT_EQ(wordsBehind("Fl", "rynvelctl.1"), optionNames(Rynvelctl::CommandLine().describe()));
 }
 
@@ -145,7 +145,7 @@ TEST(ManualPages, OfRynveldHasTheOptionsOfItsHelp) {
     EXPECT_EQ(options, optionsInHelp(RYNVELD));
 }
 
-TEST(ManualPages, OfRynveldNamesNoOptionThatThereIsNot) {
+TEST(ManualPages, OfRynveldNamesNoUnknownOption) {
     std::set<std::string> names;
     for (const std::string& option : optionsInHelp(RYNVELD)) {
         for (const std::string& name : words(option)) {

@@ -14,7 +14,7 @@ namespace RynvelTest {
 
 namespace {
 
-/** The program itself, or the emulator that runs it. */
+/** The program, or the emulator that runs it. */
 Arguments commandOf(const std::string& path, const Arguments& arguments) {
     Arguments command = words(RYNVEL_EMULATOR);
     command.push_back(path);

@@ -11,17 +11,17 @@ namespace RynvelTest {
 /** The words of a command line, separated by blanks. */
 Arguments words(const std::string& line);
 
-/** A program of this build while it runs, with the levels of its trace channels as they are without an environment. */
+/** A running program of this build, with the default levels of its trace channels. */
 class Program : public Process {
 public:
-    /** @param path as the build knows it. @param folder the working directory. */
+    /** @param path the path in the build folder. @param folder the working directory. */
     Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output = toTheTest);
 };
 
 /** Runs a program to its end. */
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder);
 
-/** A folder of its own for a test, gone with it. */
+/** A folder of its own for a test, removed at the end. */
 class TestFolder {
 public:
     TestFolder();

@@ -10,7 +10,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The program on devices at servers. The server opens what it is asked to unless a test says otherwise. */
+/** The program, on devices at servers. The server opens every device unless a test says otherwise. */
 class RemoteDevices : public testing::Test {
 protected:
     Arguments remotely(const std::string& line) const { return words("--remote " + m_peer.address() + ' ' + line); }
@@ -21,13 +21,13 @@ protected:
         expectEnding(run(line), status, output, problem, line);
     }
 
-    /** What happens before the operation: the device is opened. */
+    /** The exchange that opens the device, before the operation. */
     void opensThen(const std::vector<Reply>& replies) {
         m_peer.script({success()});
         m_peer.script(replies);
     }
 
-    /** The bytes of the request behind the one that opens the device. */
+    /** The bytes of the request after the one that opens the device. */
     std::vector<std::uint8_t> operation() { return m_peer.requests(2)[1].bytes; }
 
     TestPeer m_peer;
@@ -69,7 +69,7 @@ TEST_F(RemoteDevices, HaveTheTypeOfTheDeviceOfThatNameHere) {
     EXPECT_EQ(operation()[3], 2);
 }
 
-TEST_F(RemoteDevices, ThatTheServerDoesNotOpenAreOutOfReach) {
+TEST_F(RemoteDevices, ThatTheServerDoesNotOpenAreUnreachable) {
     m_peer.script({refusal()});
     expect("--type Uio32 read remote 0", 3, "", m_peer.address() + ": the server refuses to open 'remote'");
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
@@ -92,7 +92,7 @@ TEST_F(RemoteDevices, ThatRefuseFailTheOperation) {
     }
 }
 
-TEST_F(RemoteDevices, WithoutInterruptsSayHowTheyFare) {
+TEST_F(RemoteDevices, WithoutInterruptsReportThat) {
     opensThen({refusal()});
     expect("--type Uio32 irq remote type", 1, "", "remote: the device has no interrupts");
     m_peer.script({success(), success(), refusal()});
@@ -117,7 +117,7 @@ TEST_F(RemoteDevices, AreDumpedUpToWhereTheServerRefuses) {
            "remote: reading 0x00000008 failed: the server refused the request");
 }
 
-TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
+TEST_F(RemoteDevices, AreUnreachableWhenTheirServerClosesTheConnection) {
     const auto expectClosed = [this](const std::vector<Reply>& replies, const std::string& line) {
         m_peer.script(replies);
         expect(line, 3, "", m_peer.address() + ": the connection was closed");
@@ -130,9 +130,9 @@ TEST_F(RemoteDevices, AreOutOfReachWhenTheirServerClosesTheConnection) {
 
 TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
-    // Time enough for the answers that do come.
+    // Long enough for the answers that the server sends.
     const std::string notDone = m_peer.address() + ": timed out after 500 ms";
-    // In vain for the device, its interrupts, their report, and the enabling.
+    // The device, its interrupts, their report, or the enabling stays unanswered.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());
@@ -146,7 +146,7 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     expect("--timeout 50ms ping", 4, "", silent);
 }
 
-TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitStands) {
+TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitIsGiven) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     for (const std::string line :
          {"--timeout 50ms wait rtc0", "wait --timeout 50ms rtc0", "wait rtc0 --timeout 50ms"}) {
@@ -155,7 +155,7 @@ TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitStands) {
     }
 }
 
-TEST_F(RemoteDevices, AreToldOfWhatAPingHasMeasuredWhenItIsGivenUp) {
+TEST_F(RemoteDevices, ReportWhatAPingHasMeasuredWhenItIsGivenUp) {
     m_peer.script({success(), success(), success(), silence()});
     const Ending ending = run("--timeout 1s ping");
     EXPECT_EQ(ending.status, 4);
@@ -220,7 +220,7 @@ TEST_F(RemoteDevices, ReportTheirInterrupts) {
     EXPECT_EQ(program.wait().status, 0);
 }
 
-TEST_F(RemoteDevices, AreOutOfReachWhenTheConnectionOfTheirInterruptsIsClosed) {
+TEST_F(RemoteDevices, AreUnreachableWhenTheConnectionOfTheirInterruptsIsClosed) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
     m_peer.requests(4);
     m_peer.close(1);
@@ -228,7 +228,7 @@ TEST_F(RemoteDevices, AreOutOfReachWhenTheConnectionOfTheirInterruptsIsClosed) {
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilTheTimeIsOut) {
-    // Connecting takes a part of the time of the whole command: it must be enough for it.
+    // Connecting uses a part of the time of the whole command, so the time must suffice for both.
     expect("--type Uio32 wait remote --timeout 1s", 4, "", "remote: no interrupt within 1 s");
     expect("--timeout 1s --type Uio32 wait remote", 4, "", "remote: no interrupt within 1 s");
     expect("--type Uio32 wait remote --each 20ms", 4, "", "remote: no interrupt within 20 ms");
@@ -272,7 +272,7 @@ private:
     std::string m_address;
 };
 
-/** The program on a server that simulates its devices. */
+/** The program, on a server that simulates its devices. */
 class SimulatedDevices : public testing::Test {
 protected:
     explicit SimulatedDevices(const std::string& options = "") : m_server(RYNVELD, "--simulate " + options, ".") {}
@@ -318,7 +318,7 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
     expect("irq rtc0 enable", 0, "rtc0 interrupt enabled\n");
     expect("irq rtc0 disable --json", 0, "{\"name\":\"rtc0\",\"interrupt\":\"disabled\"}\n");
     expect("wait rtc0 --each 20ms", 4, "", "rtc0: no interrupt within 20 ms");
-    // Each on a device that no earlier command may still be connected to.
+    // Each command uses its own device, because an earlier command may still be connected.
     expect("irq tod raise 42 --quiet", 0, "");
     expect("wait tod --timeout 30s", 0, "TIME tod interrupt, word 42\n");
     expect("irq sync raise", 0, "sync interrupt raised\n");
@@ -328,7 +328,7 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
     expect("irq common.idt raise", 2, "", "common.idt: a device of type Lseek8 has no interrupts");
 }
 
-TEST_F(SimulatedDevices, InterruptWhoWaits) {
+TEST_F(SimulatedDevices, InterruptWaitingClients) {
     expect("irq tod raise 5 --quiet", 0, "");
     Program program(RYNVELCTL, remotely("wait tod --count 2 --quiet"), ".");
     EXPECT_EQ(program.outputLine(), "5");
@@ -367,12 +367,12 @@ protected:
     SimulatedDevicesThatFailAtTimes() : SimulatedDevices("--fault error:3") {}
 };
 
-TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedToFailAndNotToBeGone) {
+TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedAsFailingAndNotAsUnreachable) {
     expect("dump traf.top 0 2", 1, "0x00000000: 00000000\n",
            "traf.top: reading 0x00000004 failed: the server refused the request");
 }
 
-/** The program on files of this machine, and on the same files at a server. */
+/** The program, on files of this machine and on the same files at a server. */
 class ServedFiles : public testing::Test {
 protected:
     ServedFiles() {

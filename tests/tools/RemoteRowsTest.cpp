@@ -12,7 +12,7 @@ namespace {
 
 using Rynvelctl::ExitStatus;
 
-/** What a command line comes to. */
+/** The outcome of a command line. */
 struct Outcome {
     ExitStatus status;
     std::string output;
@@ -43,7 +43,7 @@ void expect(const std::string& line, ExitStatus status, const std::string& outpu
     EXPECT_EQ(outcome.error, error) << line;
 }
 
-/** Devices of other machines in the table of this one, whose server is where the test wants it. */
+/** Remote devices in the table of this machine, at a server of the test. */
 class RemoteRows : public testing::Test {
 protected:
     explicit RemoteRows(TestPeer::Start start = TestPeer::Start::AtOnce) : m_peer(start) {
@@ -111,7 +111,7 @@ protected:
     RemoteRowsOfADeadServer() : RemoteRows(TestPeer::Start::Later) {}
 };
 
-TEST_F(RemoteRowsOfADeadServer, AreOutOfReach) {
+TEST_F(RemoteRowsOfADeadServer, AreUnreachable) {
     for (const std::string line :
          {"read traf.remote.32 0", "info traf.remote.32", "wait traf.remote.32 --timeout 1s", "irq traf.remote.32 type",
           "write traf.remote.8 0 1", "dump traf.remote.8 0 4", "ioctl traf.remote.8 1 2"}) {

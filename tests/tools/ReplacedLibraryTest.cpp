@@ -19,7 +19,7 @@ protected:
         return runProgram(RYNVELCTL_WITH_REPLACED_LIBRARY, words(line), m_folder.path());
     }
 
-    /** The command is refused in one line, and has touched nothing. */
+    /** Expects one line of refusal and no access to a device. */
     void expectRefusal(const std::string& line, const std::string& difference) const {
         const Ending ending = run(line);
         EXPECT_EQ(ending.status, 1) << line;
@@ -41,7 +41,7 @@ TEST_F(ReplacedLibrary, ServesTheDevicesOnWhichItAgrees) {
     EXPECT_EQ(run("info missing").error, "rynvelctl: missing: nowhere/registers: No such file or directory\n");
 }
 
-TEST_F(ReplacedLibrary, IsRefusedForADeviceThatItKnowsOtherwise) {
+TEST_F(ReplacedLibrary, IsRefusedForADeviceWhoseRowsDiffer) {
     expectRefusal("write map32 0 1", "map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
     expectRefusal("write file32 0 1",
                   "file32: librynvel has a different device table: path 'registers16' instead of 'registers32'");
@@ -63,7 +63,7 @@ TEST_F(ReplacedLibrary, IsRefusedForTheTypeOfADeviceAtAServer) {
                   "map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
 }
 
-TEST_F(ReplacedLibrary, HasTheRowsLeftOutOfTheListOnWhichItDisagrees) {
+TEST_F(ReplacedLibrary, OmitsTheRowsThatDifferFromTheList) {
     const Ending ending = run("list");
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output, "NAME        HANDLE  PATH         BACKEND           WIDTH  FILE\n"
@@ -91,7 +91,7 @@ TEST_F(ReplacedLibrary, HasTheRowsLeftOutOfTheListOnWhichItDisagrees) {
 /** The server in the same case. */
 class ReplacedLibraryOfServer : public ReplacedLibrary {
 protected:
-    /** What a server says when it starts, with its port. */
+    /** The first line of a server, with its port. */
     static std::string portIn(const std::string& banner) {
         const std::string start = "rynveld: listening on 127.0.0.1:";
         EXPECT_EQ(banner.substr(0, start.size()), start);

@@ -61,7 +61,7 @@ const std::vector<Group>& localGroups() {
                              "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info")},
         {wrongUsage, linesOf("read map32 0 0; write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
                              "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read")},
-        // Options that there are not, or not here, or without their value, or twice.
+        // Options that are unknown, misplaced, without their value, or given twice.
         {wrongUsage,
          {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
           "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
@@ -90,7 +90,7 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("fill map32 ", {"0 1025 1", "4096 1 1", "0 0 1", "0 1048577 1"})},
         {wrongUsage, withEach("dump file8 0xffffffff ", {"2", "1048576"})},
         {wrongUsage, {"watch map32 0 4096", "watch map32 0 2"}},
-        // Values that are too wide, masks that let nothing through.
+        // Values that are too wide, masks that select no bits.
         {wrongUsage,
          withEach("write file8 0 ", {"256", "0x100", "0b100000000", "0xffffffff", "1 --mask 256", "1 --mask 0"})},
         {wrongUsage, withEach("write file16 0 ", {"65536", "0x10000", "1 --mask 0x10000", "1 --mask 0"})},
@@ -114,7 +114,7 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, {"--remote h --type Uio32 dump r 0 129 --burst", "--remote h --type Lseek8 write r 0 256"}},
         {wrongUsage,
          {"--remote h --type Uio32 read r 2", "--remote h --type Lseek8 read " + std::string(128, 'n') + " 0"}},
-        // Devices that are not there, or are something else.
+        // Devices that are missing, or are something else.
         {unreachable,
          {"read missing 0", "write missing 0 1", "dump missing 0 1", "dump missing 0 1 --burst", "fill missing 0 1 1",
           "watch missing 0", "ioctl missing 1 1", "info missing", "read missing.map 0", "write missing.map 0 1",

@@ -25,7 +25,7 @@ thread_local bool disturbing = false;
 
 } // namespace
 
-// Every allocation of the library comes through these: it is C++ alone.
+// Every allocation of the library uses these operators, because the library is C++ only.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     if (disturbing) {
@@ -45,7 +45,7 @@ namespace {
 using Rynvel::ByteOrder;
 using namespace RynvelTest;
 
-/** The path of a file in memory that the descriptor keeps. */
+/** The path of a file in memory that exists as long as the descriptor is open. */
 std::string memoryFile() {
     const int fd = memfd_create("registers", 0);
     EXPECT_EQ(ftruncate(fd, 4096), 0);

@@ -12,7 +12,7 @@ using Common::CommandDescription;
 using Common::ParseResult;
 using Words = std::vector<std::string>;
 
-/** A program with something of all that there is. */
+/** A program with every kind of option, argument and command. */
 class ArgumentParsers : public testing::Test {
 protected:
     ArgumentParsers() {
@@ -93,7 +93,7 @@ TEST_F(ArgumentParsers, CallTheCommandThatIsNamed) {
     EXPECT_TRUE(m_isGiven);
 }
 
-TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentBehindTheFirst) {
+TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentAfterTheFirst) {
     expectParsed({"other", "command"});
     EXPECT_EQ(m_last, "command");
     EXPECT_EQ(m_calls, 0);

@@ -26,7 +26,7 @@ constexpr auto path = "/dev/registers";
 template <typename T>
 T registerOf(const Device<T>* device);
 
-/** A device of any of the classes, with the arguments that its constructor takes. */
+/** A device of any of the classes, with the arguments of its constructor. */
 template <typename Backend>
 std::unique_ptr<Backend> makeDevice(std::unique_ptr<IMutex> mutex) {
     if constexpr (std::is_constructible_v<Backend, const char*, std::unique_ptr<IMutex>>) {
@@ -38,7 +38,7 @@ std::unique_ptr<Backend> makeDevice(std::unique_ptr<IMutex> mutex) {
     }
 }
 
-/** Answers a frame of the FPGA with success and what it asks for: the written value, or one whose bytes differ. */
+/** Answers a frame of the FPGA with success and a value: the written value, or one whose bytes all differ. */
 int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
     const auto* const frame = reinterpret_cast<const std::uint8_t*>(transfer.tx_buf);
     auto* const reply = reinterpret_cast<std::uint8_t*>(transfer.rx_buf);
@@ -56,11 +56,12 @@ protected:
     using Register = decltype(registerOf(static_cast<const Backend*>(nullptr)));
 
     static constexpr bool isMapped = std::is_base_of_v<Mmap<Register>, Backend>;
-    /** It has neither descriptor nor requests, and its bursts and masked writes consist of single operations. */
+    /** Whether the device has neither descriptor nor requests, and composes bursts and masked writes of single
+     * operations. */
     static constexpr bool isFpga = std::is_same_v<Backend, FpgaSpi32>;
     static constexpr bool hasInterrupts =
         !isFpga && !std::is_same_v<Backend, Lseek<Register>> && !std::is_same_v<Backend, Mmap<Register>>;
-    /** The files that it opens before its own. */
+    /** The files that the device opens before its own. */
     static constexpr std::size_t earlierFiles = std::is_same_v<Backend, Uio<Register>> ? 2 : 0;
     static constexpr ZilTraceLevel entryLevel = isMapped ? 7 : 6;
     static constexpr auto source = isMapped ? "cppsrc/RynvelMmap"
@@ -82,7 +83,7 @@ protected:
         return makeDevice<Backend>(std::make_unique<RecordingMutex>(m_os.log(), mutexWorks));
     }
 
-    /** What the operation does to the machine, whose registers hold the same before. */
+    /** The calls of the operation on a machine whose registers hold the same values at first. */
     template <typename Operation>
     std::pair<EventLog, std::vector<std::uint8_t>> effectOf(Operation operation) {
         for (std::size_t i = 0; i < m_os.memory.size(); ++i) {
@@ -120,7 +121,7 @@ TYPED_TEST(BackendTest, TakesTheDescriptorZeroForAnOpenFile) {
     EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(0)");
 }
 
-TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsAnswer) {
+TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsReturn) {
     this->m_os.script(Call::Close, {failing(EIO)});
     if (this->isMapped) {
         this->m_os.script(Call::Munmap, {failing(EINVAL)});
@@ -186,7 +187,7 @@ TYPED_TEST(BackendTest, TakesAnyOrderButNetworkForHost) {
     }
 }
 
-TYPED_TEST(BackendTest, GoesOnWhenItsMutexReportsFailures) {
+TYPED_TEST(BackendTest, ContinuesWhenItsMutexReportsFailures) {
     const auto device = this->make(false);
     typename TestFixture::Register value = 0;
     EXPECT_TRUE(device->read(0, &value));

@@ -14,7 +14,8 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests. Opening fills a process-wide list, so what opens runs in a child.
+// Built with the device table of the tests. Opening fills a process-wide list, so tests that open run in a child
+// process.
 
 namespace {
 
@@ -46,7 +47,7 @@ void withAllCFunctions(Body body) {
     });
 }
 
-/** The entry that the operation leaves on the backend's channel. */
+/** The entry trace of the operation on the channel of the backend. */
 template <typename Operation>
 std::string entryOf(Operation operation) {
     const TraceRecorder recorder(6, "Rynvel.Lseek");
@@ -175,7 +176,7 @@ TEST(CInterface, LetsTheExceptionOfAConstructionPass) {
     EXPECT_THROW(Rynvel_open("uio32"), std::out_of_range);
 }
 
-/** The addresses, of a kind that is divided, that name the device's address: all that differ in the bits dropped. */
+/** All byte addresses that the division maps to one device address. */
 std::vector<unsigned int> addressesOf(unsigned int deviceAddress, unsigned int divisor) {
     std::vector<unsigned int> addresses(divisor);
     std::iota(addresses.begin(), addresses.end(), deviceAddress * divisor);
@@ -236,7 +237,7 @@ TEST(CInterface, BurstsMoveTheCallersItems) {
         using T = RegisterOf<decltype(functions)>;
         const T written[2] = {Width<T>::value, 1};
         T values[2] = {};
-        // A device that is sought reports a burst by its bytes.
+        // A seekable device returns the number of bytes of a burst.
         const int result = sizeof(T) == 1 ? 0 : -1;
         EXPECT_EQ(functions.burstWrite(handle, 16 * functions.divisor, written, 2, 1), result);
         EXPECT_EQ(os.stored<T>(16), Width<T>::reversed);

@@ -167,7 +167,7 @@ TEST_F(ScriptedConnectionTest, TracesTheEntryBeforeTheTransfer) {
                                     "send(7, " + hexOf(response) + ", 0)"}));
 }
 
-/** Counts how often it is rendered. */
+/** Counts how often it is printed. */
 class CountingMessage : public Response {
 public:
     std::ostream& toStream(std::ostream& stream) const override {

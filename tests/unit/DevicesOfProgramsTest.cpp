@@ -38,7 +38,7 @@ using Rynvel::MemoryDevice;
 
 constexpr std::uint32_t pageSize = 4096;
 
-/** A file in memory; what lies beyond its size faults when a mapping of it is touched. */
+/** A file in memory. An access to a mapping beyond the size of the file faults. */
 class MemoryFile {
 public:
     explicit MemoryFile(off_t size) : m_fd(memfd_create("registers", MFD_CLOEXEC)) {
@@ -111,7 +111,7 @@ TEST(DeviceList, TellsInWhatTheHandleOfARowDiffers) {
               first.m_name + ": librynvel has a different device table: handle 0 instead of 7");
 }
 
-TEST(DeviceList, KnowsEveryKindOfBackendAndNoOther) {
+TEST(DeviceList, ListsEveryKindOfBackendAndNoOther) {
     struct Backend {
         const char* name;
         std::vector<unsigned int> widths;
@@ -155,7 +155,7 @@ TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     EXPECT_EQ(probe(folder).reason, "/: Is a directory");
 }
 
-TEST(DeviceProbe, FindsNothingInTheWayOfASeekableDevice) {
+TEST(DeviceProbe, FindsNoObstacleForASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
         const auto found = probe({"seekable", file.path(), 0, type});
@@ -198,7 +198,7 @@ TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
               "/dev/odd: its device type has no backend");
 }
 
-/** What a thread asks for while files are handed over. */
+/** The requests of a second thread while files are handed over. */
 class PreopenedFilesTest : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
@@ -292,7 +292,7 @@ TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffs
         auto* const mapping = static_cast<char*>(mapAgain(descriptor, 2 * pageSize));
         auto leftover = preopened.takeRemainder();
         EXPECT_FALSE(isFree(mapping));
-        // What the unmapping can reach is the mapping's own, so that it takes nothing of others along.
+        // The reserved range covers everything that the unmapping removes, so no other mapping is lost.
         EXPECT_FALSE(isFree(mapping + 2 * pageSize));
         munmap(mapping + offset, 2 * pageSize);
         leftover.reset();
@@ -342,7 +342,7 @@ TEST(OpenDevice, ReachesTheRegisters) {
     EXPECT_EQ(stored, 0x12345678U);
 }
 
-TEST(OpenDevice, LetsGoOfTheFileWithTheDevice) {
+TEST(OpenDevice, ReleasesTheFileWithTheDevice) {
     const MemoryFile file(pageSize);
     const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     close(next);
@@ -352,7 +352,7 @@ TEST(OpenDevice, LetsGoOfTheFileWithTheDevice) {
     }
 }
 
-TEST(OpenDevice, SaysWhatIsInTheWay) {
+TEST(OpenDevice, SaysWhyItCannotBeOpened) {
     const auto opened = Common::openDevice({"missing", "/nowhere/registers", 0, DeviceType::Lseek8});
     EXPECT_EQ(opened.device, nullptr);
     EXPECT_EQ(opened.probe.reason, "/nowhere/registers: No such file or directory");
@@ -464,7 +464,7 @@ TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
     EXPECT_EQ(value, 0x12345678U);
 }
 
-/** A register that the hardware answers with a bus error. It stays mapped. */
+/** A register whose access causes a bus error. The register stays mapped. */
 const volatile std::uint32_t& faultyRegister() {
     const MemoryFile empty(0);
     const int descriptor = ::open(empty.path().c_str(), O_RDONLY | O_CLOEXEC);
@@ -485,7 +485,7 @@ TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
         testing::KilledBySignal(SIGBUS), "");
 }
 
-/** Notes that it was destroyed. */
+/** Records its destruction. */
 class Witness {
 public:
     explicit Witness(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}

@@ -28,7 +28,7 @@ TEST(Duration, IsAtMostADay) {
     }
 }
 
-TEST(Duration, IsNothingElse) {
+TEST(Duration, RefusesAnythingElse) {
     for (const char* text : {"", "1", "00", "ms", "s", "-1s", "+1s", " 1s", "1s ", "1 s", "1.5s", "1h", "1S", "1mss",
                              "0x10s", "1s2", "1m30s"}) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;

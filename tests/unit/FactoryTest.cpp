@@ -18,7 +18,7 @@
 #include "StoredResults.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests. create() fills the process-wide list, so what calls it runs in a child.
+// Built with the device table of the tests. create() fills the process-wide list, so tests that call it run in a child.
 
 namespace {
 
@@ -44,7 +44,7 @@ TEST(Factory, OpensADeviceOnce) {
     });
 }
 
-TEST(Factory, TracesTheFirstOpenAndThatASecondOneFoundTheDevice) {
+TEST(Factory, TracesTheFirstOpenAndTheSecondThatFindsTheDevice) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -73,7 +73,7 @@ TEST(Factory, GivesEveryDeviceAPlainMutexOfItsOwn) {
     });
 }
 
-TEST(Factory, KeepsWhatItOpenedWhenTheCallerLetsGo) {
+TEST(Factory, KeepsWhatItOpenedWhenTheCallerReleasesIt) {
     inChildProcess([] {
         ScriptedOs os;
         EXPECT_EQ(factory().create("lseek8").use_count(), 2);
@@ -98,7 +98,7 @@ TEST(Factory, FindsRowsByNameAndTracesAMissAtLevelOne) {
                                           "Rynvel.Factory 1 findMemoryDevice: No match for device y z"}));
 }
 
-TEST(Factory, ReportsAnUnsupportedTypeAsUnsupportedAndAsCreatedAndTriesAnewTheNextTime) {
+TEST(Factory, ReportsAnUnsupportedTypeAsUnsupportedAndAsCreatedAndTriesAgainTheNextTime) {
     const TraceRecorder recorder(4);
     EXPECT_EQ(factory().create("unsupported"), nullptr);
     EXPECT_EQ(factory().getBackend(3), nullptr);
@@ -137,7 +137,7 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
     }
 }
 
-/** A row of the tests' table, and what its device is built of. */
+/** A row of the table of the tests, and the arguments of its device. */
 struct Backend {
     const char* name;
     int width;
@@ -232,7 +232,7 @@ TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLock
     });
 }
 
-/** The function that makes private devices of a width, whose rows are named for theirs. */
+/** The function that creates private devices of a width. The names of the rows contain the width. */
 template <typename T>
 class MakeUniqueTest : public testing::Test {
 protected:
@@ -322,7 +322,7 @@ TEST(Factory, GivesTheFirstEmptySlotAsTheHandleOfAnEmptyPointer) {
     });
 }
 
-TEST(Factory, GivesTheDeviceBehindAHandleToTheAccessorsOfItsWidthOnly) {
+TEST(Factory, GivesTheDeviceOfAHandleToTheAccessorsOfItsWidthOnly) {
     inChildProcess([] {
         ScriptedOs os;
         const std::array devices{factory().create("lseek8"), factory().create("lseek16"), factory().create("lseek32")};

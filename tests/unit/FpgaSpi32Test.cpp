@@ -37,7 +37,7 @@ public:
     }
 
     std::map<std::uint32_t, std::uint32_t> registers;
-    /** The status of every answer, and that of one transaction counted from 0. */
+    /** The status of every answer, and the status of one transaction, counted from 0. */
     std::uint8_t status = 0x80;
     std::map<std::size_t, std::uint8_t> statusOf;
     /** The transactions, counted from 0, that fail with errno EIO. */
@@ -149,7 +149,7 @@ TEST_F(FpgaSpi32Test, LeavesTheValueAloneAndTracesNothingWhenATransferFails) {
     }
 }
 
-TEST_F(FpgaSpi32Test, TakesAnyTransferOfAByteOrMoreForDone) {
+TEST_F(FpgaSpi32Test, TakesAnyTransferOfAByteOrMoreForASuccess) {
     m_fpga.resultOf = {{0, 1}};
     m_fpga.status = 0;
     EXPECT_EQ(read(), std::pair(false, 0U));
@@ -204,7 +204,7 @@ TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
     EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0100001000aabbccdd0000", "unlock"}));
 }
 
-/** Lets another user of the registers in at its first unlock. */
+/** Runs another access to the registers at its first unlock. */
 class IntrudedMutex : public Rynvel::IMutex {
 public:
     explicit IntrudedMutex(std::function<void()> intrusion) : m_intrusion(std::move(intrusion)) {}
@@ -300,7 +300,7 @@ TEST_F(FpgaSpi32Test, EndsABurstWriteAtTheWordThatFails) {
     EXPECT_EQ(m_fpga.registers, (std::map<std::uint32_t, std::uint32_t>{{0x1000, 1}, {0x1004, 2}}));
 }
 
-/** Counts the single operations that bursts and masked writes make through the virtual slots. */
+/** Counts the single operations that bursts and masked writes call as virtual functions. */
 class CountingFpga : public FpgaSpi32 {
 public:
     using FpgaSpi32::FpgaSpi32;
@@ -362,7 +362,7 @@ TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperation) {
                                           entry + "write ENTER Hex(offset)=0x00000002, items=0, byteOrder=Host"}));
 }
 
-/** Opens a node that is not there, on the real system, with traces up to the level on standard error. */
+/** Opens a missing node on the real system, with traces up to the level on standard error. */
 void openNothing(ZilTraceLevel level) {
     ZilTraceControl::setLevel("*", level);
     const FpgaSpi32 device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), 0);

@@ -24,7 +24,7 @@ using namespace RynvelTest;
 constexpr std::size_t requestSize = 660;
 constexpr std::size_t responseSize = 520;
 
-/** A request of which every byte but the name's terminator is filled, as it is on every processor. */
+/** A request with every byte filled except the terminator of the name. The bytes are the same on every processor. */
 constexpr auto fullRequest =
     "00000007747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261"
     "662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e74"
@@ -40,7 +40,7 @@ constexpr auto fullRequest =
     "6f4c2902704f2e09715233107255381773583d1e745b4225755e472c76614c337764513a78675641796a5b487a6d604f7b706556"
     "7c736a5d7d766f647e79746b7f7c7972807f7e7981828380000000800000000189abcdef";
 
-/** A full response, as it is on every processor. */
+/** A full response. The bytes are the same on every processor. */
 constexpr auto fullResponse =
     "ffffffff070503010e0a0602150f09031c140c0423190f052a1e120631231507382818083f2d1b0946321e0a4d37210b543c240c"
     "5b41270d62462a0e694b2d0f70503010775533117e5a3612855f39138c643c1493693f159a6e4216a1734517a8784818af7d4b19"
@@ -67,7 +67,7 @@ std::uint32_t responseValue(std::uint32_t i) { return (i + 1) * 0x07050301U; }
 
 std::string hexOf(const IMessage& message) { return hexBytes(message.toBuffer(), message.getSize()); }
 
-/** The bytes that hex digits say. */
+/** The bytes of a text of hex digits. */
 Bytes bytesFrom(const std::string& digits) {
     Bytes bytes;
     for (std::size_t i = 0; i < digits.size(); i += 2) {
@@ -76,13 +76,13 @@ Bytes bytesFrom(const std::string& digits) {
     return bytes;
 }
 
-/** Lets the message be what a peer sent. */
+/** Replaces the bytes of the message by those that a peer sent. */
 void receive(IMessage& message, const Bytes& bytes) {
     ASSERT_EQ(bytes.size(), message.getSize());
     std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(message.toBuffer()));
 }
 
-/** A record of zeros but for the bytes from the offset on. */
+/** A record of zeros, except for the bytes from the offset on. */
 Bytes record(std::size_t size, std::size_t offset, const Bytes& bytes) {
     Bytes all(size);
     std::copy(bytes.begin(), bytes.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -122,14 +122,14 @@ std::string baseAfter(const IMessage& message) {
     return stream.str();
 }
 
-/** The number of values in a rendering, which ends with them. */
+/** The number of values at the end of a printed message. */
 std::uint32_t renderedValues(const std::string& text) {
     const std::size_t list = text.rfind(", values: { ");
     return static_cast<std::uint32_t>(
         std::count(text.begin() + static_cast<std::ptrdiff_t>(list) + 1, text.end(), ','));
 }
 
-/** Records of random bytes. Most lengths are small, for the sake of the time that renderings take. */
+/** Records of random bytes. Most lengths are small, because printing long records takes time. */
 class RandomRecords {
 public:
     RandomRecords(std::size_t size, std::size_t length) : m_length(length), m_record(size) {
@@ -169,7 +169,7 @@ void expectOwnFields(const Response& message, const std::uint8_t* bytes) {
     ASSERT_EQ(message.isSuccessful(), wordAt(bytes) == 0);
 }
 
-/** The records with values: what they have in common holds for both. */
+/** The behaviour that requests and responses share. */
 template <typename M>
 class ValuesTest : public testing::Test {
 protected:
@@ -192,7 +192,7 @@ TYPED_TEST(ValuesTest, AreAllZeroWhenNew) {
     EXPECT_EQ(message.getValue(), 0U);
 }
 
-TYPED_TEST(ValuesTest, AreAddedOneBehindTheOtherAndCounted) {
+TYPED_TEST(ValuesTest, AreAppendedAndCounted) {
     TypeParam message;
     message.addValue(0x01020304);
     message.addValue(0xFFFEFDFC);
@@ -393,7 +393,7 @@ TEST(Request, NumbersTheOperationsAsOnTheWire) {
     }
 }
 
-TEST(Request, RendersATypeThatItDoesNotKnowWithoutAName) {
+TEST(Request, RendersAnUnknownTypeWithoutAName) {
     for (const std::uint32_t type : {14U, 0x10000U, 0xFFFFFFFFU}) {
         EXPECT_EQ(rendered(received<Request>(request(0, type))), renderingOf(""));
     }
@@ -543,7 +543,7 @@ TEST(Response, RendersItsResultLengthAndValues) {
               "abcdef05, abcdef06, abcdef07, abcdef08, abcdef09, abcdef0a, } ]");
 }
 
-TEST(Response, RendersAResultThatItDoesNotKnowAsNothing) {
+TEST(Response, RendersAnUnknownResultAsNothing) {
     EXPECT_EQ(rendered(received<Response>(response(1))), "Response: [ result: , length: 0, values: { } ]");
 }
 
@@ -598,7 +598,7 @@ TEST(IMessage, GivesOneBufferToReadAndToReceiveInto) {
 }
 
 TEST(IMessage, KeepsTheOrderOfItsOperations) {
-    // The destructor has the first two places.
+    // The destructor occupies the first two slots.
     EXPECT_EQ(slotOf(&IMessage::toStream), 2U);
     EXPECT_EQ(slotOf<const void* (IMessage::*)() const>(&IMessage::toBuffer), 3U);
     EXPECT_EQ(slotOf<void* (IMessage::*)()>(&IMessage::toBuffer), 4U);

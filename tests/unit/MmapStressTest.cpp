@@ -24,7 +24,7 @@ constexpr unsigned int threadCount = 4;
 constexpr unsigned int laneRegister = 0;
 constexpr unsigned int pairRegister = 1;
 
-/** Threads at work on one device until the time is over or one of them saw what it must not see. */
+/** Threads that use one device until the time is over or one of them finds an error. */
 template <typename T>
 class Stress {
 public:
@@ -50,7 +50,7 @@ private:
         }
     }
 
-    /** Every writer owns some bits of one register; a pair of registers is written as one burst by all of them. */
+    /** Every writer owns some bits of one register. All writers write a pair of registers as one burst. */
     bool write(unsigned int thread, unsigned int round) {
         constexpr unsigned int laneBits = 2 * sizeof(T);
         const unsigned int shift = laneBits * thread;

@@ -97,7 +97,7 @@ TYPED_TEST(MmapTest, UnmapsAtItsFirstRegisterThenClosesThenDestroysTheMutex) {
     }
 }
 
-/** Whether the process has memory that is mapped from the file, on the real system. */
+/** Tells whether the process has a mapping of the file, on the real system. */
 bool isMapped(const std::string& file) {
     std::ifstream maps("/proc/self/maps");
     const std::string text((std::istreambuf_iterator<char>(maps)), std::istreambuf_iterator<char>());
@@ -105,7 +105,7 @@ bool isMapped(const std::string& file) {
     return text.find(file) != std::string::npos;
 }
 
-TEST(Mmap, StaysMappedWithoutAWordWhereItsOffsetIsNoMultipleOfThePageSize) {
+TEST(Mmap, StaysMappedSilentlyWhereItsOffsetIsNotAMultipleOfThePageSize) {
     inChildProcess([] {
         const NothingTraced nothingTraced(4);
         for (const std::size_t offset : {0x0U, 0x100U}) {
@@ -200,7 +200,7 @@ TYPED_TEST(MmapTest, MapsNothingOfSizeZeroButKeepsTheFile) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
 }
 
-/** Writes what is traced to standard error by the C library's streams, which the scripted system does not see. */
+/** Writes traces to standard error with the streams of the C library, which bypass the scripted system. */
 class PrintingSink : public ZilTraceControl::Sink {
 public:
     void write(const ZilTraceControl::Record& record) override {
@@ -211,7 +211,7 @@ public:
 template <typename T>
 class MmapDeathTest : public testing::Test {
 protected:
-    /** Fails the mapping and prints the calls and what is traced. */
+    /** Makes the mapping fail, and prints the calls and the traces. */
     static void failToMap(bool fake) {
         ScriptedOs os;
         PrintingSink sink;

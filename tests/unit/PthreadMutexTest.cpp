@@ -29,7 +29,7 @@ EventLog callsOfConstruction(PthreadMutexType type) {
     return script.log();
 }
 
-/** The calls up to the one that fails, and what is traced about it. */
+/** The calls up to the one that fails, and its trace. */
 void expectConstructionToStopAt(std::size_t failing, MutexCall call) {
     const std::string function = nameOf(call);
     const TraceRecorder recorder(1);
@@ -146,10 +146,10 @@ TEST(PthreadMutex, TracesBeforeItsCalls) {
                                "pthread_mutex_unlock", channel + "6 ~PthreadMutex ENTER", "pthread_mutex_destroy"}));
 }
 
-// The thread sanitizer reports every use of a mutex that was not initialised, which is what these tests are about.
+// These tests use mutexes that are not initialized. The thread sanitizer reports every such use.
 #ifndef __SANITIZE_THREAD__
 
-/** What lock and unlock answer on an object whose construction failed, in memory that held something else before. */
+/** The results of lock and unlock on an object whose construction failed, in memory with other contents before. */
 void expectFailuresAfterAFailedConstruction(MutexCall failing, PthreadMutexType type, std::uint8_t memory) {
     alignas(PthreadMutex) unsigned char place[sizeof(PthreadMutex)];
     std::memset(place, memory, sizeof(place));

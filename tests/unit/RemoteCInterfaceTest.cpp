@@ -39,7 +39,7 @@ constexpr auto name32 = "traf.remote.32";
 /** By their handles. */
 constexpr const char* names[] = {name8, name16, name32};
 
-/** The server of the three devices, in its network. */
+/** The server of the three devices, and its network. */
 struct Site {
     Site() { network.place("10.0.0.7:9000", peer.port()); }
 
@@ -209,7 +209,7 @@ TEST(RemoteCInterface, HasNoDescriptorWhereTheServerRefusesInterrupts) {
     });
 }
 
-/** Operates on the 8-bit device, whose server goes away, without meeting a broken pipe. */
+/** Uses the 8-bit device, whose server closes the connection, with SIGPIPE ignored. */
 void loseTheServer(Site& site) {
     site.peer.script({closing()});
     std::uint8_t value = 0x55;
@@ -224,7 +224,7 @@ TEST(RemoteCInterface, EndsTheProcessBySigpipeAtALaterOperationOnADeadServer) {
             Rynvel_open(name8);
             loseTheServer(site);
             std::fputs("alive after the first\n", stderr);
-            // The machine of the server answers the next send by a reset, which the one after it meets.
+            // The host of the server answers the next send with a reset. The send after it fails.
             Rynvel_write8(handle8, 0, 1);
             Rynvel_write8(handle8, 0, 1);
             std::fputs("alive after the last\n", stderr);
@@ -258,7 +258,7 @@ std::unique_ptr<Rynvel::Device8> ownDevice(const char* name) {
     return Rynvel::Factory::getInstance().makeUnique8(name, plainMutex());
 }
 
-TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
+TEST(RemoteCInterface, SurvivesItsServerByMakingItsPrivateDeviceAgain) {
     inChildProcess([] {
         Site site;
         std::signal(SIGPIPE, SIG_IGN);
@@ -272,7 +272,7 @@ TEST(RemoteCInterface, SurvivesItsServerByMakingADeviceOfItsOwnAnew) {
     });
 }
 
-/** A thread that opens the device whose server is not there, found in the pause after its first attempt. */
+/** A thread that opens a device without a server, in the pause after its first attempt. */
 class EndlessOpening {
 public:
     using Opening = int();
@@ -305,7 +305,7 @@ private:
     std::future<int> m_opening;
 };
 
-/** Opens a device in a thread of its own, and returns once it is about to take the Factory's lock. */
+/** Opens a device in a thread of its own. Returns when the thread is about to take the lock of the Factory. */
 std::future<int> beginToOpen(const char* name, const TraceRecorder& recorder) {
     const std::string entry = std::string("Rynvel.Factory 6 create ENTER logicalDevName=") + name;
     auto opening = std::async(std::launch::async, [name] { return Rynvel_open(name); });

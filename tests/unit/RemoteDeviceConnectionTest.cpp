@@ -33,7 +33,7 @@ const std::string failedOnce = channel + "2 connectToServer: Connection Failed t
 const std::string failedAt = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
 const std::string succeededAt = channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt ";
 
-/** A scripted machine whose resolver knows some hosts. */
+/** A scripted machine whose resolver finds some hosts. */
 class NetworkTest : public testing::Test {
 protected:
     NetworkTest() {
@@ -73,7 +73,7 @@ TEST_F(RynvelIpAddressTest, IsASocketAddressOfTheSystem) {
     EXPECT_EQ(sizeof(RynvelIpAddress), sizeof(sockaddr_in));
 }
 
-TEST_F(RynvelIpAddressTest, StaysZeroWithoutAWordWhenTheNameCannotBeResolved) {
+TEST_F(RynvelIpAddressTest, StaysZeroSilentlyWhenTheNameCannotBeResolved) {
     const NothingTraced nothingTraced(7);
     const RynvelIpAddress address("nobody", 9000);
     EXPECT_EQ(address.getIpAddress(), "0.0.0.0");
@@ -295,7 +295,7 @@ TEST_F(RemoteDeviceConnectionTest, CanBeConnectedAgainAfterItWasClosed) {
     EXPECT_EQ(m_os.log(), (EventLog{makingSocket, connecting, "close(7)", makingSocket, connecting}));
 }
 
-TEST_F(RemoteDeviceConnectionTest, LeavesItsSocketOpenWithoutAWordWhenItIsDestroyed) {
+TEST_F(RemoteDeviceConnectionTest, LeavesItsSocketOpenSilentlyWhenItIsDestroyed) {
     auto connection = std::make_unique<RemoteDeviceConnection>("server", 1);
     connection->connect();
     m_os.log().clear();

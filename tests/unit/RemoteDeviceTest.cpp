@@ -33,7 +33,7 @@ using std::chrono::milliseconds;
 
 /** Longer than any test, and shorter than the test program may take. */
 constexpr milliseconds longTime(60'000);
-/** What a test waits for when nothing is to come. */
+/** The time-out of a test that expects nothing to arrive. */
 constexpr milliseconds shortTime(20);
 
 /** Devices at a server of the test. */
@@ -63,7 +63,7 @@ protected:
         }
     }
 
-    /** The requests of a device's connection behind those that open it. */
+    /** The requests on the connection of a device, without those that open it. */
     std::vector<Bytes> requestsBehind(std::size_t opening, std::size_t count) {
         std::vector<Bytes> requests;
         const auto received = m_peer.requests(opening + count);
@@ -78,7 +78,7 @@ protected:
     TestPeer m_peer;
 };
 
-/** What programs do with a device, by the library's class and by the programs' client. */
+/** The operations of programs on a device, with the class of the library and with the client of the programs. */
 template <typename Device, typename T>
 void useByTheLibrary(Device& device) {
     T value = 0;
@@ -193,7 +193,7 @@ TEST_F(RemoteDevices, RaiseSimulatedInterruptsWithAWord) {
     EXPECT_EQ(m_peer.requests(2)[1].bytes, requestBytes(RequestType::Debug, "remote", valueWords({42})));
 }
 
-TEST_F(RemoteDevices, AskForNothingUnderAMaskOfNoBits) {
+TEST_F(RemoteDevices, SendNoRequestUnderAMaskOfZero) {
     auto remote = device();
     remote.write(4, 0xFF, 0);
     remote.write(4, 1);
@@ -232,7 +232,7 @@ TEST_F(RemoteDevices, ReportThatTheServerDoesNotOpenThem) {
     expectError(Cause::NotServed, "the server refuses to open 'remote'", [&] { remote.arm(); });
 }
 
-TEST_F(RemoteDevices, TakeNoAnswerOfAnotherLengthForData) {
+TEST_F(RemoteDevices, RefuseAnAnswerOfAnotherLength) {
     const auto malformed = [this](const Reply& reply, const std::string& text,
                                   const std::function<void(RemoteDevice&)>& call) {
         auto remote = deviceThatGets({reply});
@@ -254,7 +254,7 @@ Bytes recordOf(std::uint32_t result, std::uint32_t length) {
     return record;
 }
 
-TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
+TEST_F(RemoteDevices, RefuseARecordThatIsNotAnAnswer) {
     const std::string neither = "not a register server: the result is neither 0 nor -1";
     const std::string tooMany = "not a register server: the response has more than 128 values";
     for (const auto& [result, length, text] :
@@ -268,7 +268,7 @@ TEST_F(RemoteDevices, TakeNoRecordForAnAnswerThatIsNone) {
     deviceThatGets({Reply{{recordOf(0, 128)}}}).write(4, 1);
 }
 
-TEST_F(RemoteDevices, TakeNothingFromAPeerThatSendsMoreThanItIsAskedFor) {
+TEST_F(RemoteDevices, RefuseAPeerThatSendsMoreThanItIsAskedFor) {
     const std::string text = "not a register server: it sends more than one response";
     auto tooLong = recordOf(0, 0);
     tooLong.push_back(0);
@@ -291,7 +291,7 @@ TEST_F(RemoteDevices, TakeTheInterruptsThatComeWithTheAnswerToTheWait) {
     EXPECT_EQ(remote.receiveInterrupt(Deadline(longTime)), 9U);
 }
 
-TEST_F(RemoteDevices, TakeNoValueThatIsWiderThanARegister) {
+TEST_F(RemoteDevices, RefuseAValueThatIsWiderThanARegister) {
     m_peer.script({success(), success({0x100}), success(), success({0xFFFF}), success({0x10000})});
     auto narrow = device(8);
     expectError(Cause::Malformed, "the server answers with a value of more than 8 bits", [&] { narrow.read(4); });
@@ -348,7 +348,7 @@ TEST(RecordConnections, ReportWhyThereIsNoServer) {
     EXPECT_NE(problemWith({"no-such-host.invalid", 8888}), "");
 }
 
-/** A socket that listens, whose queue of connections is full: the system answers no further one. */
+/** A listening socket whose queue of connections is full: the system answers no further connection. */
 class FullListener {
 public:
     FullListener() {
@@ -386,7 +386,7 @@ TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
     } catch (const ExchangeError& error) {
         EXPECT_EQ(error.cause(), Cause::TimedOut) << error.what();
     }
-    // The system itself would try for minutes.
+    // The system would retry for minutes.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 

@@ -35,12 +35,12 @@ constexpr auto name = "traf.top";
 constexpr std::size_t requests = 0;
 constexpr std::size_t interrupts = 1;
 
-/** The bytes of a request that carries the device's name, and the words at their offsets. */
+/** The bytes of a request with the name of the device, and words at their offsets. */
 Bytes requestOf(RequestType type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
     return requestBytes(type, deviceName, words);
 }
 
-/** Lets writing to a peer that is gone fail instead of ending the test. */
+/** Ignores SIGPIPE, so that writing to a closed connection fails instead of ending the test. */
 class BrokenPipesIgnored {
 public:
     BrokenPipesIgnored() { std::signal(SIGPIPE, SIG_IGN); }
@@ -66,7 +66,7 @@ protected:
         return *m_device;
     }
 
-    /** The one request since the device was opened; it came over the connection of the requests. */
+    /** The only request since the device was opened. It must arrive on the connection of the requests. */
     Bytes onlyRequest() {
         const auto received = m_peer.requests(1);
         EXPECT_EQ(received.size(), 1U);
@@ -99,7 +99,7 @@ protected:
         return reading;
     }
 
-    /** Expects the operation to give the result that the server gives, and a failure when there is no answer. */
+    /** Expects the operation to return the result of the server, and a failure without an answer. */
     template <typename Operation>
     void expectTheResultOfTheServer(Operation operation) {
         Response odd;
@@ -587,7 +587,7 @@ TYPED_TEST(RemoteTest, TakesTheHostAndThePortWithoutAWordFromTheAddress) {
     }
 }
 
-TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNoNumber) {
+TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNotANumber) {
     for (const std::string port :
          {"", " ", "abc", "x9000", ":9000", ":1", "b::c", "2147483648", "-2147483649", "99999999999999"}) {
         const TraceRecorder recorder(1);
@@ -615,7 +615,7 @@ protected:
         return device;
     }
 
-    /** The calls that begin like that. */
+    /** The calls whose texts begin with the prefix. */
     EventLog calls(const std::string& begin) {
         EventLog found;
         std::copy_if(m_os.log().begin(), m_os.log().end(), std::back_inserter(found),
@@ -637,7 +637,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheL
         {"server::abc", "8888", {invalid, invalid}},
         {"server::70000", "4464", {}},
         {"server::-1", "65535", {}}};
-    // All answers come from there.
+    // All answers are read from there.
     this->m_os.memory.resize(16384);
     for (const auto& [address, port, lines] : places) {
         this->m_os.log().clear();
@@ -699,7 +699,7 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
         testing::KilledBySignal(SIGPIPE), "");
 }
 
-/** A row that an integrator would add for a device at the peer. */
+/** The row that an integrator would add for a device at the peer. */
 Rynvel::MemoryDevice row(DeviceType type, const TestPeer& peer) { return {name, peer.address(), 0U, type}; }
 
 template <typename T>

@@ -16,7 +16,7 @@
 #include "FailsAtItsEnd.h"
 
 extern "C" {
-// What the C library's headers call, and do not declare under these names.
+// The headers of the C library call these functions without declaring them under these names.
 int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
 ssize_t __read_chk(int fd, void* buffer, size_t count, size_t room);
@@ -40,13 +40,13 @@ TEST_F(UnusedAnswersTest, FailTheTestOfTheirMachine) {
     expectFailure("unused answers of sleep: 2");
 }
 
-TEST_F(UnusedAnswersTest, FailTheTestOfAMachineThatIsGone) {
+TEST_F(UnusedAnswersTest, FailTheTestOfADestroyedMachine) {
     ScriptedOs().script(Call::Open, {failing(ENODEV)});
     ScriptedOs().script(Call::Open, {failing(ENODEV)});
     expectFailure("unused answers of open: 2");
 }
 
-/** What ends the process with answers of a machine of its own. */
+/** A statement that ends the process, with a scripted machine of its own. */
 template <typename End>
 void endWith(const std::vector<std::optional<Answer>>& answers, End end) {
     ScriptedOs os;
@@ -103,7 +103,7 @@ TEST(ScriptedOs, LeavesLongFileOffsetsToTheKernelWhereThereIsNone) {
     EXPECT_EQ(::close(fd), 0);
 }
 
-/** A fortified call on a scripted machine that wants more than there is room for. */
+/** A fortified call on a scripted machine that asks for more bytes than the buffer holds. */
 template <typename Operation>
 void overflow(Operation operation) {
     const ScriptedOs os;
@@ -111,7 +111,7 @@ void overflow(Operation operation) {
     operation(bytes);
 }
 
-TEST(ScriptedOs, EndsFortifiedCodeThatWantsMoreThanItHasRoomFor) {
+TEST(ScriptedOs, EndsFortifiedCodeThatAsksForMoreThanItsBuffer) {
     const char* const end = "buffer overflow detected";
     EXPECT_DEATH(overflow([](char* bytes) { ::__read_chk(7, bytes, 5, 4); }), end);
     EXPECT_DEATH(overflow([](char* bytes) { ::__readlink_chk("/dev/clock", bytes, 5, 4); }), end);

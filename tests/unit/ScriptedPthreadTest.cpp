@@ -33,7 +33,7 @@ TEST_F(UnusedErrorsTest, FailTheTest) {
     expectFailure("unused answers of pthread_mutex_unlock: 1");
 }
 
-TEST_F(UnusedErrorsTest, FailTheTestAlsoWhereAnotherErrorFollowsOrTheCallIsToSucceedAgain) {
+TEST_F(UnusedErrorsTest, FailTheTestEvenIfAnotherErrorFollowsOrTheCallSucceedsAgain) {
     {
         ScriptedPthread script;
         script.fail(MutexCall::Lock, EDEADLK);

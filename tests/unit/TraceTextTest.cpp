@@ -15,7 +15,7 @@ namespace {
 
 using namespace RynvelTest;
 
-/** Writes thousands with separators and without leading digits of a kind that a trace has. */
+/** Prints numbers with thousands separators, which no trace may contain. */
 class GroupingNumbers : public std::numpunct<char> {
 protected:
     char do_thousands_sep() const override { return '\''; }

@@ -96,7 +96,7 @@ TYPED_TEST(TyvonTest, LetsTheDriverStoreTheInterruptType) {
     EXPECT_EQ(this->m_os.log(), EventLog{});
 }
 
-TYPED_TEST(TyvonTest, PassesANullPlaceForTheTypeOn) {
+TYPED_TEST(TyvonTest, PassesANullPointerForTheTypeOn) {
     this->m_os.script(Call::Ioctl, {failing(EFAULT)});
     EXPECT_FALSE(this->m_device->getInterruptType(nullptr));
     EXPECT_EQ(errno, EFAULT);

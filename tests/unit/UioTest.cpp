@@ -28,8 +28,8 @@ int formatUnlessItFails(char* text, size_t size, int flag, size_t room, const ch
 
 } // namespace
 
-// Formatting cannot be made to fail by its arguments: the library finds these functions, the second where it is
-// fortified, in place of the C library's.
+// No argument makes formatting fail. These functions replace those of the C library. A fortified library calls the
+// second one.
 extern "C" {
 
 int snprintf(char* text, size_t size, const char* format, ...) noexcept {
@@ -62,7 +62,7 @@ const std::string opening = "open(/dev/tomkar_traffic, 2)";
 const std::string enabling = "write(7, " + inMemory(std::int32_t{1}) + ")";
 const std::string disabling = "write(7, 00000000)";
 
-/** Lets the formatting of a path fail while it lives. */
+/** Makes the formatting of a path fail. */
 class FailingFormat {
 public:
     FailingFormat() { formattingFails = true; }
@@ -216,7 +216,7 @@ TYPED_TEST(UioTest, LetsTheExceptionsLeaveTheConstructorWithNothingOpenAndTheMut
     EXPECT_THROW(this->make(), std::invalid_argument);
 }
 
-TYPED_TEST(UioTest, TakesAPathThatIsNoLinkForAMapOfSizeZeroAndSaysSoForEachLookup) {
+TYPED_TEST(UioTest, TakesAPathThatIsNotALinkForAMapOfSizeZeroAndSaysSoForEachLookup) {
     const TraceRecorder recorder(3);
     this->m_os.script(Call::Readlink, {failing(EINVAL), failing(EINVAL)});
     errno = 0;
@@ -235,7 +235,7 @@ TYPED_TEST(UioTest, UsesTheLinksTextAsItIs) {
     EXPECT_EQ(this->size(), 8U);
 }
 
-TYPED_TEST(UioTest, TakesALinkWhoseTextIsAPathForAMapOfSizeZeroWithoutAWord) {
+TYPED_TEST(UioTest, TakesALinkWhoseTextIsAPathForAMapOfSizeZeroSilently) {
     const NothingTraced nothingTraced(4);
     this->m_os.linkText = "/dev/uio3";
     const auto device = this->make();
@@ -378,7 +378,7 @@ TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
                                          "\"/dev/tomkar_traffic\". errno = Interrupted system call"});
 }
 
-/** Records the enables that a wait makes. */
+/** Records the calls of enable within a wait. */
 template <typename T>
 class OwnEnable : public Uio<T> {
 public:
@@ -428,7 +428,7 @@ protected:
 
 TYPED_TEST_SUITE(UioDeathTest, Widths);
 
-TYPED_TEST(UioDeathTest, EndsTheProcessWhenThereIsNoPlaceForTheType) {
+TYPED_TEST(UioDeathTest, EndsTheProcessOnANullPointerForTheType) {
     EXPECT_DEATH(this->askForTypeWithoutAPlace(),
                  std::string("cppsrc/RynvelUio:35: bool Rynvel::Uio<T>::getInterruptType\\(long unsigned int\\*\\) "
                              "\\[with T = ") +
