@@ -124,13 +124,13 @@ private:
     }
 
     std::size_t awaitText(const std::string& text, std::size_t from) {
-        constexpr int patience = 60'000;
+        constexpr int timeoutMilliseconds = 60'000;
         std::size_t place = m_shown.find(text, from);
         for (; place == std::string::npos; place = m_shown.find(text, from)) {
             pollfd ready{m_terminal, POLLIN, 0};
             std::array<char, 512> bytes{};
             const ssize_t count =
-                poll(&ready, 1, patience) == 1 ? read(m_terminal, bytes.data(), bytes.size()) : ssize_t{0};
+                poll(&ready, 1, timeoutMilliseconds) == 1 ? read(m_terminal, bytes.data(), bytes.size()) : ssize_t{0};
             if (count <= 0) {
                 ADD_FAILURE() << "'" << text << "' does not come behind:\n" << m_shown;
                 m_shown += text;

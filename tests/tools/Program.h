@@ -43,7 +43,7 @@ std::string withoutTimes(const std::string& text);
 /**
  * Expects how rynvelctl has ended.
  * @param output with "TIME" in place of every time stamp.
- * @param problem what it says on standard error behind its name; empty if it says nothing.
+ * @param problem the error message, without the name of the program; empty for none.
  * @param line the command line, for the message of a failure.
  */
 void expectEnding(const Ending& ending, int status, const std::string& output, const std::string& problem = "",

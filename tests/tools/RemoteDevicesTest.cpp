@@ -130,18 +130,18 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheirServerClosesTheConnection) {
 
 TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
-    // Long enough for the answers that the server sends.
-    const std::string notDone = m_peer.address() + ": timed out after 500 ms";
-    // The device, its interrupts, their report, or the enabling stays unanswered.
+    // This time-out leaves enough time for the answers that the server does send.
+    const std::string commandTimedOut = m_peer.address() + ": timed out after 500 ms";
+    // The requests that get no answer: open the device, open it for interrupts, arm, enable the interrupt.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());
         m_peer.script(replies);
         const std::string limit = answers == 0 ? "50ms" : "500ms";
-        expect("--timeout " + limit + " --type Uio32 wait remote", 4, "", answers == 0 ? silent : notDone);
+        expect("--timeout " + limit + " --type Uio32 wait remote", 4, "", answers == 0 ? silent : commandTimedOut);
     }
     opensThen({silence()});
-    expect("--timeout 500ms --type Uio32 read remote 8", 4, "", notDone);
+    expect("--timeout 500ms --type Uio32 read remote 8", 4, "", commandTimedOut);
     m_peer.script({silence()});
     expect("--timeout 50ms ping", 4, "", silent);
 }
