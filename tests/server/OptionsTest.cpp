@@ -76,7 +76,7 @@ TEST(Options, SayWhereToListen) {
     expectWrong("--listen",
                 {"localhost", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x", "127.0.0.1:80:90",
                  "127.0.0", "256.0.0.1", "[::1]:80", "::1", ":80", "80", ""},
-                "is not ADDRESS or ADDRESS:PORT, with an IPv4 address");
+                "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)");
 }
 
 TEST(Options, NameTheNetworksOfClients) {
@@ -91,7 +91,7 @@ TEST(Options, NameTheNetworksOfClients) {
     expectWrong("--allow",
                 {"10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "10.0.0.0/08", "010.0.0.0/8", "10.0.0.0/0x8",
                  "10.0.0.0/8/8", "10.0.0/8", "net", "::1/128", "/8", ""},
-                "is not an IPv4 network such as 10.0.0.0/8");
+                "is not an IPv4 network (for example 10.0.0.0/8)");
 }
 
 TEST(Options, NameTheDevicesThatAreServed) {
@@ -109,7 +109,7 @@ TEST(Options, AllowIoctlCommandsByNumber) {
     EXPECT_EQ(options.policy.ioctls, (std::set<std::uint32_t>{0, 17, 0xEE00, 0xFFFFFFFF}));
     expectWrong("--allow-ioctl",
                 {"4294967296", "0x100000000", "0x", "x", "-1", "+1", " 1", "1 ", "0b1", "12345678901", ""},
-                "is not a number such as 0xEE00");
+                "is not a number of at most 32 bits (for example 0xEE00)");
 }
 
 TEST(Options, LimitConnectionsAndIdleness) {
