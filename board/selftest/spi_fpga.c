@@ -128,7 +128,7 @@ static void test_addresses(const char* path) {
     for (size_t i = 0; i < sizeof wrong / sizeof *wrong; i++)
         refused = write_register(fd, wrong[i], 0xbadbadba) == BAD_ADDRESS &&
                   read_register(fd, wrong[i], &data) == BAD_ADDRESS && refused;
-    check("an address that is no register's has the status 0x02", refused);
+    check("an address without a register has the status 0x02", refused);
     check("and changes nothing", has(fd, 0x3000, 0x600d600d) && has(fd, 0x3004, 0) && has(fd, SPACE - 4, 0));
     check("the first and the last register are there", write_register(fd, 0, 1) == DONE &&
                                                            write_register(fd, SPACE - 4, 2) == DONE && has(fd, 0, 1) &&
@@ -160,7 +160,7 @@ static void test_forced_status(const char* path) {
     check("a status can be 0", set(path, "status", "1 0") && read_register(fd, 0x4000, &data) == 0);
     check("a forced status can be taken back",
           set(path, "status", "9 1") && set(path, "status", "0 0") && has(fd, 0x4000, 0x11111111));
-    check("what is no status is refused", !set(path, "status", "1 256") && !set(path, "status", "1 -5") &&
+    check("an invalid status is refused", !set(path, "status", "1 256") && !set(path, "status", "1 -5") &&
                                               !set(path, "status", "nonsense") && has(fd, 0x4000, 0x11111111));
     close(fd);
 }

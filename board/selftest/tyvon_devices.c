@@ -121,7 +121,7 @@ static void test_delivery(const char* path) {
     check("it stays enabled", get(path, "enabled") == 1 && set(path, "raise", "0") && receives(fd, 0));
     check("of several not yet received the last is delivered",
           set(path, "raise", "1") && set(path, "raise", "2") && receives(fd, 2) && !is_readable(fd, 0));
-    check("what is no status is refused",
+    check("an invalid status is refused",
           !set(path, "raise", "0x10000") && !set(path, "raise", "nonsense") && get(path, "pending") == 0);
     disable(fd);
     close(fd);

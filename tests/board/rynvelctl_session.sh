@@ -60,7 +60,7 @@ installed() { LD_LIBRARY_PATH=/tmp/installed:/lib /tmp/installed/rynvelctl "$@";
 
 # How long a wait of 100 ms without an interrupt takes, the program's start included. The machine may have other things
 # to do: the best of some attempts counts.
-wait_in_vain() {
+wait_without_interrupt() {
     install_program || return
     for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
         time=$(duration installed wait tod --timeout 100ms)
@@ -121,7 +121,7 @@ rynvelctl irq tod disable --json
 interrupt tomkar_tod 1
 rynvelctl wait tod --quiet --count 1 --timeout 30s
 rynvelctl wait tod --timeout 100ms
-show 'a wait of 100 ms in vain ends' wait_in_vain
+show 'a wait of 100 ms without an interrupt ends' wait_without_interrupt
 force tomkar_tod/enable '1 -5'
 rynvelctl wait tod
 force tomkar_tod/disable '1 -5'

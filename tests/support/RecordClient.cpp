@@ -75,10 +75,10 @@ Values valuesOf(const Response& response) {
 RecordClient::RecordClient(std::uint16_t port) : RecordClient(Socket{connectedTo(port)}) {}
 
 RecordClient::RecordClient(Socket socket) : m_socket(socket.descriptor) {
-    constexpr timeval patience{60, 0};
+    constexpr timeval timeout{60, 0};
     constexpr int on = 1;
-    ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
-    ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
+    ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
+    ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof(timeout));
     ::setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
 }
 

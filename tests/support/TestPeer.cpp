@@ -17,7 +17,7 @@ namespace RynvelTest {
 namespace {
 
 constexpr std::size_t requestSize = 660;
-constexpr std::chrono::seconds patience(30);
+constexpr std::chrono::seconds timeout(30);
 
 std::pair<Bytes, Bytes> cut(const Bytes& bytes, std::size_t size) {
     const auto middle = bytes.begin() + static_cast<std::ptrdiff_t>(size);
@@ -177,7 +177,7 @@ void TestPeer::letGo() {
 
 std::vector<TestPeer::ReceivedRequest> TestPeer::requests(std::size_t count) {
     std::unique_lock<std::mutex> lock(m_mutex);
-    EXPECT_TRUE(m_changed.wait_for(lock, patience, [&] { return m_requests.size() >= count; }))
+    EXPECT_TRUE(m_changed.wait_for(lock, timeout, [&] { return m_requests.size() >= count; }))
         << m_requests.size() << " requests came, not " << count;
     return m_requests;
 }
