@@ -28,7 +28,7 @@ add_result() {
         "$failure" >>"$results" || exit
 }
 
-# Prints the seconds since a moment that EPOCHREALTIME gave.
+# Prints the seconds since a time that was read from EPOCHREALTIME.
 seconds_since() {
     local microseconds=$((${EPOCHREALTIME/[.,]/} - ${1/[.,]/}))
     printf '%d.%06d' $((microseconds / 1000000)) $((microseconds % 1000000))

@@ -20,7 +20,7 @@ describe_stage() {
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use the installed packages' ;;
-        fuzz) echo 'random input for what reads bytes from outside' ;;
+        fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
     esac

@@ -23,8 +23,9 @@ namespace Rynvel {
 class RYNVEL_EXPORT RynvelIpAddress {
 public:
     /**
-     * Resolves a host name or an address such as "10.0.0.7". A name that cannot be resolved silently gives 0.0.0.0. The
-     * resolver of the C library uses static memory: do not resolve names in two threads at the same time.
+     * Resolves a host name or an address such as "10.0.0.7". If the name cannot be resolved, the address is 0.0.0.0. No
+     * error is reported. The resolver of the C library uses static memory: do not resolve names in two threads at the
+     * same time.
      *
      * @param port in host byte order.
      */

@@ -22,7 +22,7 @@ using RynvelTest::bytesOf;
 
 constexpr std::uint32_t capacity = 128;
 
-/** Ends the process, which is a finding, if a rule does not hold. Prints the name of the rule. */
+/** If the rule does not hold, prints its name and ends the process: the fuzzer reports a finding. */
 inline void require(bool holds, const char* rule) {
     if (!holds) {
         std::fprintf(stderr, "broken: %s\n", rule);

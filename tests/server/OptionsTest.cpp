@@ -130,7 +130,7 @@ TEST(Options, LimitConnectionsAndIdleness) {
               "--idle-timeout: '5' is not a time (a whole number with the unit ms, s or m, at most one day)");
 }
 
-/** A number in the unit that systemd starts the server with. */
+/** Returns a numeric setting of the systemd unit that starts the server. */
 std::size_t limitInUnit(const std::string& name) {
     std::ifstream unit(RYNVELD_UNIT);
     for (std::string line; std::getline(unit, line);) {

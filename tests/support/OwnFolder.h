@@ -10,7 +10,7 @@
 
 namespace RynvelTest {
 
-/** A working folder of its own for a test, removed with its contents at the end. */
+/** A working folder for one test. It is removed with its contents when the test ends. */
 class OwnFolder {
 public:
     OwnFolder() : m_before(std::filesystem::current_path()) {

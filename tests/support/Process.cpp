@@ -32,7 +32,7 @@ bool readSome(int descriptor, std::string& text) {
     return count > 0;
 }
 
-/** Reads both to their ends. A descriptor of -1 is empty. */
+/** Reads both descriptors to the end. For a descriptor of -1, the text is empty. */
 void readAll(int first, std::string& firstText, int second, std::string& secondText) {
     std::array<pollfd, 2> waiting{{{first, POLLIN, 0}, {second, POLLIN, 0}}};
     while (waiting[0].fd != -1 || waiting[1].fd != -1) {

@@ -18,12 +18,12 @@ Ending runRynveld(const Arguments& arguments);
 /** The register server as a process of its own, with a port of the system's choice. */
 class RynveldProcess {
 public:
-    /** The device table of the server: the table of the control board, or the one of tests/server/devices.def. */
+    /** The device table of the server: the table of the control board, or that of tests/server/devices.def. */
     enum class Devices { Board, Tests };
 
     struct Launch {
         Devices devices = Devices::Tests;
-        /** As a process has them. */
+        /** See Process::Launch. */
         std::string preparation;
         std::vector<int> passed;
         /** The levels of the trace channels, in the form of ZILTRACE. */

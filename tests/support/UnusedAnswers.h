@@ -21,7 +21,7 @@ namespace RynvelTest {
  */
 class UnusedAnswers : public testing::EmptyTestEventListener {
 public:
-    /** Creates the one object of a double before the first test of the program. The object is never destroyed. */
+    /** Creates the object of a test double. Call it once, before the first test. The object is never destroyed. */
     static UnusedAnswers& of(std::vector<std::string> functions) {
         auto* const unused = new UnusedAnswers(std::move(functions));
         testing::UnitTest::GetInstance()->listeners().Append(unused);

@@ -7,7 +7,7 @@
 
 namespace RynvelTest {
 
-/** The slot of a virtual operation, as a pointer to it encodes it. */
+/** Returns the slot number that a pointer to a virtual member function encodes. */
 template <typename Operation>
 std::size_t slotOf(Operation operation) {
     struct {

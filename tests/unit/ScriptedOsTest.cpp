@@ -103,7 +103,7 @@ TEST(ScriptedOs, LeavesLongFileOffsetsToTheKernelWhereThereIsNone) {
     EXPECT_EQ(::close(fd), 0);
 }
 
-/** A fortified call on a scripted machine that asks for more bytes than the buffer holds. */
+/** Makes a fortified call that asks for more bytes than the buffer holds, on a scripted machine. */
 template <typename Operation>
 void overflow(Operation operation) {
     const ScriptedOs os;
