@@ -36,14 +36,15 @@
  * |-------------------------------------|----------------------------------------------------------------------------|
  * | open a device                       | Rynvel_open                                                                |
  * | wait for an interrupt               | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                          |
- * | wait for an interrupt, no longer    | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor,                 |
- * | than a time-out                     | Rynvel_receiveInterrupts when the descriptor is readable                   |
+ * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor,                 |
+ * | time-out                            | Rynvel_receiveInterrupts when the descriptor is readable                   |
  * | disable interrupts                  | Rynvel_disableInterrupts                                                   |
  * | get the interrupt type              | Rynvel_getInterruptType                                                    |
  * | send a request to the driver        | Rynvel_ioctl                                                               |
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. The library's
- * trace channels report the cause of a failure.
+ * trace channels report why opening, connecting or waiting failed. A failed transfer of a device file, a failed ioctl
+ * request and a failed enable leave no trace by default: errno gives the cause.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. The libziltrace that comes with it
  * writes the levels up to 3 (failures, unreachable devices and servers, notable outcomes) to standard error, so that
@@ -85,8 +86,8 @@ extern "C" {
 #endif
 
 /**
- * Opens the device with this logical name. Opening a remote device blocks until its server has accepted two
- * connections, and other threads that open a device wait meanwhile.
+ * Opens the device with this logical name. Opening a remote device blocks until its server has accepted two connections
+ * and answered the requests that open the device. Other threads that open a device wait meanwhile.
  *
  * @param name the device name, zero-terminated; it is compared exactly.
  * @return the handle of the device, which is the same for every call with this name and valid until the process ends;
@@ -122,13 +123,15 @@ RYNVEL_EXPORT int Rynvel_disableInterrupts(int handle);
  * word in `*info`. Other threads may use the registers of the device meanwhile.
  *
  * A UIO device enables its interrupt first, and its interrupt word is the number of interrupts since the device was
- * registered. A Tyvon device does not enable its interrupt: call Rynvel_enableInterrupts() before.
+ * registered. A Tyvon device does not enable its interrupt, and a wait on a remote device sends nothing: call
+ * Rynvel_enableInterrupts() before.
  */
 RYNVEL_EXPORT int Rynvel_receiveInterrupts(int handle, unsigned long* info);
 
 /**
  * Returns the file descriptor of the device, or -1 if the device has none. For a device with interrupts, poll() reports
- * the descriptor as readable when an interrupt has arrived. The library owns the descriptor: do not close it.
+ * the descriptor as readable when an interrupt has arrived, or when the server of a remote device has closed the
+ * connection. Receiving then fails. The library owns the descriptor: do not close it.
  */
 RYNVEL_EXPORT int Rynvel_getFileDescriptor(int handle);
 
