@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "InterruptWaiter.h"
 
+#include <ZilTraceControl.h>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -422,9 +424,19 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfAnUnreadSocketOnly) {
 }
 
 /** Delays a trace, so that the test can check everything else meanwhile. */
-class SlowTraces : public TraceRecorder {
+class SlowTraces : public ZilTraceControl::Sink {
 public:
-    SlowTraces() : TraceRecorder(1, "Rynveld") {}
+    SlowTraces() {
+        ZilTraceControl::setLevel("*", 0);
+        ZilTraceControl::setLevel("Rynveld", 1);
+    }
+    SlowTraces(const SlowTraces&) = delete;
+    SlowTraces& operator=(const SlowTraces&) = delete;
+    // Waits for a trace that is still being written, before the members are destroyed.
+    ~SlowTraces() override {
+        ZilTraceControl::setSink(m_before);
+        ZilTraceControl::resetLevels();
+    }
 
     void write(const ZilTraceControl::Record& /*record*/) override {
         m_isTracing = true;
@@ -438,6 +450,7 @@ private:
     std::atomic<bool> m_isTracing{false};
     std::promise<void> m_end;
     const std::shared_future<void> m_ended = m_end.get_future().share();
+    ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
 };
 
 TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
