@@ -170,7 +170,10 @@ stage_soak() {
             --gtest_filter="$arming" --gtest_repeat=10
 }
 
-sources() { git ls-files -co --exclude-standard "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
+# Prints the files of the project, those that match the patterns if there are any.
+project_files() { git ls-files -co --exclude-standard "$@"; }
+
+sources() { project_files "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
 
 # Prints the folders of the tree, and each folder of tests/.
 folders() { git ls-files | sed -nE 's#^(tests/[^/]+|[^./][^/]*)/.*#\1#p' | grep -vx tests | sort -u; }
@@ -186,7 +189,7 @@ contributing_lists_every_folder() {
 # Prints the source files, the scripts, and the files of the build.
 licensed_files() {
     local files
-    files=$(git ls-files -co --exclude-standard) || return
+    files=$(project_files) || return
     grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk)$|(^|/)CMakeLists\.txt$' <<<"$files"
     grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|md)$|^tests/fuzz/corpus/' <<<"$files" |
         xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
@@ -202,10 +205,10 @@ every_source_names_its_licence() {
     [ -z "$unlabelled" ] || { printf 'no SPDX line: %s\n' $unlabelled; return 1; }
 }
 
-includes_keep_to_the_map() { git ls-files -co --exclude-standard '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
+includes_keep_to_the_map() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
 # Prints the files that people read: not the corpus, and not the files that quote wordings to avoid.
-texts() { git ls-files -co --exclude-standard | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
+texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
 
 # Macros of mdoc, a C++ word, and the misspelled words of tests.
 not_misspelled=nd,fo,statics,wiat,comand,ohter
