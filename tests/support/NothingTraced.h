@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: MIT
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_NOTHINGTRACED_H
 #define RYNVEL_TESTS_NOTHINGTRACED_H
 

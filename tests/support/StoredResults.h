@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: MIT
+/* SPDX-License-Identifier: MIT */
 #ifndef RYNVEL_TESTS_STOREDRESULTS_H
 #define RYNVEL_TESTS_STOREDRESULTS_H
 
