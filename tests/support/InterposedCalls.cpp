@@ -10,6 +10,7 @@
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
+#include <atomic>
 #include <cstdarg>
 #include <ctime>
 
@@ -29,6 +30,9 @@ extern "C" [[noreturn]] void __chk_fail() noexcept;
 namespace {
 
 __thread RynvelTest::ScriptedOs* currentOs = nullptr;
+
+// The devices of a process unmap their memory when the process exits, after the end of the scripted operating system.
+std::atomic<const void*> scriptedMemory{nullptr};
 
 off64_t seekReally(int fd, off64_t offset, int whence) {
 #ifdef SYS__llseek
@@ -68,6 +72,10 @@ off64_t seek(int fd, off64_t offset, int whence) {
     return currentOs != nullptr ? currentOs->lseek(fd, offset, whence) : seekReally(fd, offset, whence);
 }
 
+int unmapReally(void* addr, size_t length) {
+    return addr == scriptedMemory && addr != nullptr ? 0 : static_cast<int>(syscall(SYS_munmap, addr, length));
+}
+
 void* map(void* addr, size_t length, int prot, int flags, int fd, off64_t offset) {
     return currentOs != nullptr ? currentOs->mmap(addr, length, prot, flags, fd, offset)
                                 : reinterpret_cast<void*>(mapReally(addr, length, prot, flags, fd, offset));
@@ -87,6 +95,8 @@ namespace RynvelTest {
 ScriptedOs* ScriptedOs::current() { return currentOs; }
 
 void ScriptedOs::makeCurrent(ScriptedOs* os) { currentOs = os; }
+
+void ScriptedOs::keepMapped(const void* memory) { scriptedMemory = memory; }
 
 } // namespace RynvelTest
 
@@ -145,7 +155,7 @@ void* mmap64(void* addr, size_t length, int prot, int flags, int fd, off64_t off
 }
 
 int munmap(void* addr, size_t length) noexcept {
-    return currentOs != nullptr ? currentOs->munmap(addr, length) : static_cast<int>(syscall(SYS_munmap, addr, length));
+    return currentOs != nullptr ? currentOs->munmap(addr, length) : unmapReally(addr, length);
 }
 
 ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {

@@ -175,6 +175,7 @@ void* ScriptedOs::mmap(void* addr, std::size_t length, int prot, int flags, int 
     if (const auto answer = answerTo(Call::Mmap, addr, length, prot, flags, fd, offset)) {
         return reinterpret_cast<void*>(resultOf(*answer));
     }
+    keepMapped(memory.data());
     return memory.data();
 }
 

@@ -145,6 +145,8 @@ public:
 
 private:
     static void makeCurrent(ScriptedOs* os);
+    /** Makes the kernel never unmap this memory, which is part of the heap. */
+    static void keepMapped(const void* memory);
     int openText(const std::string& path);
     long readText(void* buffer, std::size_t count);
     template <typename... Arguments>

@@ -111,6 +111,15 @@ void overflow(Operation operation) {
     operation(bytes);
 }
 
+TEST(ScriptedOs, KeepsTheHeapMappedWhenADeviceOutlivesIt) {
+    void* mapped = nullptr;
+    {
+        ScriptedOs os;
+        mapped = ::mmap(nullptr, 4096, PROT_READ, MAP_SHARED, ScriptedOs::descriptor, 0);
+    }
+    EXPECT_EQ(::munmap(mapped, 4096), 0);
+}
+
 TEST(ScriptedOs, EndsFortifiedCodeThatAsksForMoreThanItsBuffer) {
     const char* const end = "buffer overflow detected";
     EXPECT_DEATH(overflow([](char* bytes) { ::__read_chk(7, bytes, 5, 4); }), end);
