@@ -40,6 +40,10 @@ std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) 
     return std::nullopt;
 }
 
+std::string notADuration(const std::string& text) {
+    return '\'' + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)";
+}
+
 std::string describe(std::chrono::milliseconds duration) {
     for (const Unit& unit : units) {
         if (duration.count() != 0 && duration % unit.length == std::chrono::milliseconds(0)) {

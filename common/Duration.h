@@ -21,6 +21,9 @@ namespace Common {
  */
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text);
 
+/** Returns the error message for a text that parseDuration() refuses. */
+std::string notADuration(const std::string& text);
+
 /** The duration as text, in the largest unit that gives a whole number, for example "5 s". */
 std::string describe(std::chrono::milliseconds duration);
 

@@ -92,7 +92,7 @@ const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std:
 std::chrono::milliseconds parseTime(const std::string& option, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        fail(option + ": '" + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)");
+        fail(option + ": " + Common::notADuration(text));
     }
     return *duration;
 }

@@ -12,8 +12,7 @@ namespace Rynvelctl {
 std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text) {
     const auto duration = Common::parseDuration(text);
     if (!duration) {
-        throw usageError("--" + name + ": '" + text +
-                         "' is not a time (a whole number with the unit ms, s or m, at most one day)");
+        throw usageError("--" + name + ": " + Common::notADuration(text));
     }
     return *duration;
 }

@@ -191,7 +191,7 @@ void fill(const CommandContext& context, const FillOptions& options) {
 class Watch {
 public:
     Watch(const CommandContext& context, std::vector<RegisterRange> ranges, OpenDevice& device)
-        : m_session(context), m_ranges(std::move(ranges)), m_device(device) {}
+        : m_context(context), m_ranges(std::move(ranges)), m_device(device) {}
 
     /** Reads the registers, and prints the values that are new. */
     void sample() {
@@ -200,13 +200,13 @@ public:
             const auto previous = m_values.find(range.index());
             if (previous == m_values.end() || previous->second != value) {
                 m_values[range.index()] = value;
-                m_session.output().print(RegisterChange{range, value, timeStamp()});
+                m_context.output().print(RegisterChange{range, value, timeStamp()});
             }
         }
     }
 
 private:
-    const CommandContext& m_session;
+    const CommandContext& m_context;
     const std::vector<RegisterRange> m_ranges;
     OpenDevice& m_device;
     std::map<std::uint32_t, std::uint32_t> m_values;
