@@ -3,7 +3,7 @@
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
 # What a build for the host needs, and what one for the target adds.
-build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev)
+build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
 # What measuring adds: the benchmarks, and the counting of instructions.
 benchmark_packages=(libbenchmark-dev)
