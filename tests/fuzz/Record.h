@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -14,20 +13,13 @@
 #include <rynvel.hpp>
 
 #include "MessageBytes.h"
+#include "Rule.h"
 
 namespace RynvelFuzz {
 
 using RynvelTest::bytesOf;
 
 constexpr std::uint32_t capacity = 128;
-
-/** Ends the process with the rule's name when it does not hold: a finding. */
-inline void require(bool holds, const char* rule) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", rule);
-        std::abort();
-    }
-}
 
 inline std::string hex(std::uint32_t word) {
     char digits[9];
