@@ -8,6 +8,6 @@ if(NOT RYNVEL_PUGIXML_HEADERS OR NOT RYNVEL_PUGIXML_ARCHIVE)
   message(FATAL_ERROR "No pugixml.hpp or no libpugixml.a: install the package libpugixml-dev, or run "
     "scripts/target-packages to build for the target")
 endif()
-add_library(pugixml STATIC IMPORTED)
+add_library(pugixml STATIC IMPORTED GLOBAL)
 set_target_properties(pugixml PROPERTIES IMPORTED_LOCATION "${RYNVEL_PUGIXML_ARCHIVE}")
 target_include_directories(pugixml SYSTEM INTERFACE "${RYNVEL_PUGIXML_HEADERS}")
