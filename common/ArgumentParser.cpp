@@ -1,10 +1,10 @@
 #include "ArgumentParser.h"
 
-#include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include <CLI/CLI.hpp>
+
+#include "NearestName.h"
 
 namespace Common {
 
@@ -59,36 +59,14 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** How many letters must change, come, go or swap with their neighbour to turn one word into the other. */
-std::size_t distance(const std::string& one, const std::string& other) {
-    std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
-    std::iota(table[0].begin(), table[0].end(), 0U);
-    for (std::size_t i = 1; i <= one.size(); ++i) {
-        table[i][0] = i;
-        for (std::size_t j = 1; j <= other.size(); ++j) {
-            const std::size_t changed = table[i - 1][j - 1] + (one[i - 1] == other[j - 1] ? 0 : 1);
-            table[i][j] = std::min({changed, table[i][j - 1] + 1, table[i - 1][j] + 1});
-            if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1]) {
-                table[i][j] = std::min(table[i][j], table[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return table[one.size()][other.size()];
-}
-
 /** The name of the command that a word is meant to be; empty when it is like none. */
 std::string likeliestCommand(const CLI::App& app, const std::string& word) {
-    constexpr std::size_t mostMistakes = 2;
-    std::string likeliest;
-    std::size_t least = std::min(mostMistakes, word.size() - 1) + 1;
+    std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
-        const std::size_t mistakes = distance(word, command->get_name());
-        if (mistakes < least) {
-            likeliest = command->get_name();
-            least = mistakes;
-        }
+        names.push_back(command->get_name());
     }
-    return likeliest;
+    const std::vector<std::string> nearest = nearestNames(word, names);
+    return nearest.empty() ? "" : nearest.front();
 }
 
 /**
