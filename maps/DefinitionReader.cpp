@@ -132,6 +132,9 @@ void readEnumeration(Definition& field, const Element& element) {
         return;
     }
     if (!target.values.empty()) {
+        if (!definition.derivedFrom.empty()) {
+            element.warn("enumeratedValues are derived and have values of their own, which are used");
+        }
         definition.values = SharedList<EnumeratedValue>(std::move(target.values));
     }
     addTo(field.enumerations, std::move(definition));
@@ -194,6 +197,7 @@ const Tags<RangeLimits>& rangeTags() {
 }
 
 void readRange(std::optional<WriteConstraint>& constraint, const Element& element) {
+    element.expectNoAttributes();
     RangeLimits range;
     rangeTags().readInto(range, element);
     if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
@@ -224,6 +228,7 @@ const Tags<MaybeConstraint>& constraintTags() {
 }
 
 void readConstraint(Definition& definition, const Element& element) {
+    element.expectNoAttributes();
     constraintTags().readInto(definition.writeConstraint, element);
 }
 
@@ -252,6 +257,7 @@ const Tags<BlockDefinition>& blockTags() {
 }
 
 void readBlock(Definition& peripheral, const Element& element) {
+    element.expectNoAttributes();
     BlockDefinition definition;
     blockTags().readInto(definition, element);
     if (!definition.hasSize) {
@@ -289,6 +295,7 @@ const Tags<InterruptDefinition>& interruptTags() {
 }
 
 void readInterrupt(Definition& peripheral, const Element& element) {
+    element.expectNoAttributes();
     InterruptDefinition definition;
     interruptTags().readInto(definition, element);
     if (definition.interrupt.name.empty() || !definition.hasValue) {

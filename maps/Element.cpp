@@ -30,6 +30,7 @@ std::string lettersOf(std::string_view text) {
 bool areAlike(std::string_view one, std::string_view other) { return lettersOf(one) == lettersOf(other); }
 
 std::string_view Element::text() const {
+    expectNoAttributes();
     std::string_view text = trimmed(m_node.value());
     for (const pugi::xml_node& child : m_node.children()) {
         if (!isText(child)) {

@@ -76,7 +76,7 @@ private:
         for (const Register& contents : registers) {
             if (isMeant(contents, path.first)) {
                 const PlacedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
-                if (const auto found = findField(place, path.rest)) {
+                if (auto found = findField(place, path.rest)) {
                     return found;
                 }
             }
@@ -84,7 +84,7 @@ private:
         for (const Cluster& cluster : clusters) {
             if (hasName(cluster, path.first)) {
                 const PlacedRegister inside{around.name + cluster.name + ".", around.offset + cluster.offset, nullptr};
-                if (const auto found = findIn(cluster.registers, cluster.clusters, path.rest, inside)) {
+                if (auto found = findIn(cluster.registers, cluster.clusters, path.rest, inside)) {
                     return found;
                 }
             }

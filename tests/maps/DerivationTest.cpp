@@ -123,6 +123,13 @@ TEST(DerivedRegister, TakesEverythingOver) {
     expectFull(b);
 }
 
+TEST(DerivedRegister, IsOfTheSameGroup) {
+    const Maps::Peripheral peripheral =
+        onlyPeripheral(read(mapOf(named("register", "A", "<alternateGroup>G</alternateGroup>" + at0) +
+                                  derived("register", "A", "<name>B</name>" + at4))));
+    EXPECT_EQ(named(peripheral.registers, "B").alternateGroup, "G");
+}
+
 TEST(DerivedRegister, ReplacesWhatItSaysItself) {
     const Maps::Peripheral peripheral = onlyPeripheral(read(
         mapOf(named("register", "A", at0 + full) +
@@ -346,6 +353,14 @@ TEST(OddDerivation, OfValuesFindsNone) {
             "m.svd:1: warning: enumeratedValues are derived from 'Own', where the map has none\n");
 }
 
+TEST(OddDerivation, OfValuesBesideOwnOnesIsNotUsed) {
+    const Maps::Device device =
+        readOdd(derivedValues("Switch", "<enumeratedValue><name>Own</name><value>1</value></enumeratedValue>"),
+                "m.svd:1: warning: enumeratedValues are derived and have values of their own, which are used\n");
+    const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
+    EXPECT_EQ(namesOf(field.enumerations[0].values), "Own ");
+}
+
 TEST(Derivation, OverAnyNumberOfStepsEnds) {
     constexpr int count = 2000;
     std::string registers;
@@ -356,6 +371,19 @@ TEST(Derivation, OverAnyNumberOfStepsEnds) {
     }
     registers += named("register", "R" + std::to_string(count), "<addressOffset>0xFFFFF0</addressOffset>" + full);
     expectFull(onlyPeripheral(read(mapOf(registers))).registers[0]);
+}
+
+TEST(Derivation, OverAnyNumberOfPathsEnds) {
+    constexpr int count = 20000;
+    std::string clusters;
+    for (int i = 0; i < count; ++i) {
+        clusters +=
+            derived("cluster", "P.C" + std::to_string(i + 1) + ".IN", element("name", "C" + std::to_string(i)) + at0);
+    }
+    const Maps::ReadMap map = Maps::readMap(mapOf(clusters + registerOf("")));
+    EXPECT_EQ(onlyPeripheral(deviceIn(map)).clusters.size(), static_cast<std::size_t>(count));
+    EXPECT_NE(diagnosticsOf(map).find("cluster 'C0' is derived from 'P.C1.IN', which is not a cluster of the map"),
+              std::string::npos);
 }
 
 } // namespace

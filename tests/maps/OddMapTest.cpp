@@ -107,6 +107,12 @@ TEST(OddMap, HasAttributesThatAreNotKnown) {
             "m.svd:1: warning: attribute 'x' of 'register' is not known, and not used\n");
     readOdd(mapOf(registerOf("<fields y=\"1\">" + fieldOf("") + "</fields>")),
             "m.svd:1: warning: attribute 'y' of 'fields' is not known, and not used\n");
+    readOdd(mapOf(registerOf("<size z=\"1\">32</size>")),
+            "m.svd:1: warning: attribute 'z' of 'size' is not known, and not used\n");
+    readOdd(mapOf(registerOf("<writeConstraint a=\"1\"><range b=\"1\"><minimum>0</minimum><maximum>1</maximum>"
+                             "</range></writeConstraint>")),
+            "m.svd:1: warning: attribute 'a' of 'writeConstraint' is not known, and not used\n"
+            "m.svd:1: warning: attribute 'b' of 'range' is not known, and not used\n");
 }
 
 TEST(OddMap, HasTextBetweenElements) {
@@ -213,6 +219,13 @@ TEST(OddAddressBlock, WithoutASizeIsLeftOut) {
     EXPECT_TRUE(onlyPeripheral(readOdd(withBlock("<addressBlock><offset>0</offset></addressBlock>"),
                                        "m.svd:1: warning: an address block has no size, and is not used\n"))
                     .addressBlocks.empty());
+}
+
+TEST(OddPeripheral, HasAttributesThatAreNotKnown) {
+    readOdd(withBlock("<addressBlock a=\"1\"><offset>0</offset><size>4</size><usage>registers</usage></addressBlock>"
+                      "<interrupt b=\"1\"><name>I</name><value>1</value></interrupt>"),
+            "m.svd:1: warning: attribute 'a' of 'addressBlock' is not known, and not used\n"
+            "m.svd:1: warning: attribute 'b' of 'interrupt' is not known, and not used\n");
 }
 
 TEST(OddInterrupt, WithoutANameOrAValueIsLeftOut) {
