@@ -55,7 +55,7 @@ public:
     std::size_t line() const { return m_source->document.lineOf(m_node); }
     void warn(const std::string& text) const { m_source->warnings.add(line(), text); }
 
-    /** The text without the white space around it. Warns of a text that is empty, of elements in it and of attributes. */
+    /** The text without the white space around it. Warns of an empty text, of elements in it and of attributes. */
     std::string_view text() const;
 
     /** The text as one line. */
