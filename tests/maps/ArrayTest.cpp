@@ -125,12 +125,22 @@ TEST(OddArray, WithoutAnIncrementHasOneElement) {
 }
 
 TEST(OddArray, WithUnusableIndexesCountsThem) {
-    for (const std::string index : {"A", "A,", "3-0", "0-1-2", "a-D", "A-2", "0-99999999", ","}) {
+    for (const std::string index : {"A", "A,", "3-0", "0-1-2", "A-d", "D-A", "A-2", "0-99999999", ","}) {
         EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
                                       "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
                                           "', which does not name 2 indexes: they are counted from 0\n")),
                   "R0 R1 ");
     }
+}
+
+TEST(OddArray, WithALongIndexCountsThem) {
+    const std::string longest(64, 'x');
+    EXPECT_EQ(registersIn(read(arrayOf("2", "R%s", element("dimIndex", "A," + longest)))), "RA R" + longest + " ");
+    const std::string index = "A,x" + longest;
+    EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
+                                  "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
+                                      "', which does not name 2 indexes: they are counted from 0\n")),
+              "R0 R1 ");
 }
 
 TEST(OddArray, WithTooManyIndexesTakesTheFirst) {

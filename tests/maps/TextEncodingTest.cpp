@@ -52,6 +52,9 @@ TEST(TextEncoding, TakesEverythingElseForLatin1) {
     expectText("<a>\xE2\x82</a>", "<a>\xC3\xA2\xC2\x82</a>", true);
     expectText("<a>ISO-8859-1\xFF", "<a>ISO-8859-1\xC3\xBF", true);
     expectText("\xC3", "\xC3\x83", true);
+    expectText("\xC0\x80", "\xC3\x80\xC2\x80", true);
+    expectText("\x80\x80", "\xC2\x80\xC2\x80", true);
+    expectText("\xF8\x80\x80\x80", "\xC3\xB8\xC2\x80\xC2\x80\xC2\x80", true);
 }
 
 TEST(OneLine, HasSingleSpaces) {
