@@ -3,7 +3,8 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
-# The folder of the target's unpacked packages, in which cmake/armhf.cmake searches. The system needs no second architecture.
+# The folder of the target's unpacked packages, which cmake/armhf.cmake searches. The system needs no second
+# architecture.
 target_root="$rynvel_cache/armhf"
 
 # The packages of a build for the host, and the further packages of a build for the target.
@@ -43,7 +44,8 @@ as_root() {
     fi
 }
 
-# Writes apt.conf into a folder: with these settings, apt also sees the target's packages and keeps its state in the folder.
+# Writes apt.conf into a folder. With these settings, apt also sees the target's packages, and keeps its state in the
+# folder.
 write_target_apt_settings() {
     mkdir -p "$1/apt/state/lists/partial" "$1/apt/cache/archives/partial"
     : >"$1/apt/status"
