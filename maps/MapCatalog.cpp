@@ -65,8 +65,9 @@ MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missin
 
 std::optional<DeviceDescription> MapCatalog::find(const std::string& deviceName) {
     for (std::size_t position = 0; position < m_files.size(); ++position) {
-        if (const Peripheral* const peripheral = findPeripheral(*map(position).device, deviceName)) {
-            return DeviceDescription{m_files[position], peripheral};
+        const Device& device = *map(position).device;
+        if (const Peripheral* const peripheral = findPeripheral(device, deviceName)) {
+            return DeviceDescription{m_files[position], &device, peripheral};
         }
     }
     return std::nullopt;

@@ -26,7 +26,8 @@ public:
 struct DeviceDescription {
     /** The map file. */
     std::string file;
-    /** The catalog owns it. */
+    /** The catalog owns it, and the peripheral. */
+    const Device* map = nullptr;
     const Peripheral* peripheral = nullptr;
 };
 
