@@ -70,20 +70,28 @@ std::string closestCommand(const CLI::App& app, const std::string& word) {
     return nearest.empty() ? "" : nearest.front();
 }
 
+/** The command that the command line selects last; the program itself if it selects none. */
+const CLI::App& selectedCommand(const CLI::App& app) {
+    const std::vector<CLI::App*> selected = app.get_subcommands();
+    return selected.empty() ? app : selectedCommand(*selected.front());
+}
+
 /**
  * The error message for words that no option or argument takes. Only the first word is reported: the words after an
  * unknown option may be its values.
  */
 std::string describeUnexpectedWord(const CLI::App& app) {
-    const std::string word = app.remaining().front();
+    const std::string word = app.remaining(true).front();
     if (word[0] == '-') {
         return "unknown option '" + word + "'";
     }
-    if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
+    const CLI::App& command = selectedCommand(app);
+    if (command.get_subcommands({}).empty()) {
         return "unexpected argument '" + word + "'";
     }
-    const std::string suggestion = closestCommand(app, word);
-    return "unknown command '" + word + "'" + (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
+    const std::string suggestion = closestCommand(command, word);
+    return (command.get_parent() == nullptr ? "" : command.get_name() + ": ") + "unknown command '" + word + "'" +
+           (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
 }
 
 } // namespace

@@ -105,7 +105,11 @@ public:
     /** Adds an optional positional argument. */
     void addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const;
 
-    /** Adds a command. @param onSelected is called if a valid command line contains the command. */
+    /**
+     * Adds a command. If you add commands to a command, it needs one of them.
+     *
+     * @param onSelected is called if a valid command line contains the command, after that of a command in it.
+     */
     Command addCommand(const std::string& name, const std::string& summary, std::function<void()> onSelected) const;
 
 private:
@@ -116,7 +120,8 @@ private:
 };
 
 /**
- * Parses a command line that has at most one command. Options of the program may precede or follow the command.
+ * Parses a command line that has at most one command, which may have at most one of its own commands behind it. Options
+ * of the program may precede or follow the command.
  */
 class ArgumentParser {
 public:
