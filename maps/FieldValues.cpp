@@ -2,6 +2,7 @@
 #include "FieldValues.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "NearestName.h"
@@ -136,6 +137,14 @@ bool isInside(const Field& field, const Register& aRegister) { return field.msb 
 
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
 
+std::vector<const Field*> fieldsFromTheTop(const Register& aRegister) {
+    std::vector<const Field*> fields;
+    std::transform(aRegister.fields.begin(), aRegister.fields.end(), std::back_inserter(fields),
+                   [](const Field& field) { return &field; });
+    std::stable_sort(fields.begin(), fields.end(), [](const Field* a, const Field* b) { return a->msb > b->msb; });
+    return fields;
+}
+
 FieldValue decode(const Field& field, std::uint64_t registerValue) {
     const std::uint64_t value = registerValue >> field.lsb & highestOf(field);
     return {&field, value, nameOf(field, Usage::Read, value)};
@@ -143,13 +152,11 @@ FieldValue decode(const Field& field, std::uint64_t registerValue) {
 
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue) {
     std::vector<FieldValue> values;
-    for (const Field& field : aRegister.fields) {
-        if (isReadable(field.access) && isInside(field, aRegister)) {
-            values.push_back(decode(field, registerValue));
+    for (const Field* const field : fieldsFromTheTop(aRegister)) {
+        if (isReadable(field->access) && isInside(*field, aRegister)) {
+            values.push_back(decode(*field, registerValue));
         }
     }
-    std::stable_sort(values.begin(), values.end(),
-                     [](const FieldValue& a, const FieldValue& b) { return a.field->msb > b.field->msb; });
     return values;
 }
 

@@ -21,6 +21,9 @@ bool isInside(const Field& field, const Register& aRegister);
 /** The bits of a field that is inside of its register. */
 std::uint64_t maskOf(const Field& field);
 
+/** The fields of a register, from the highest bit to the lowest. */
+std::vector<const Field*> fieldsFromTheTop(const Register& aRegister);
+
 struct FieldValue {
     const Field* field = nullptr;
     std::uint64_t value = 0;

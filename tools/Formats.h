@@ -23,6 +23,12 @@ std::string formatBare(const Report& report);
 /** Formats a report as one JSON value on one line. */
 std::string formatJson(const Report& report);
 
+/** Does the same for a report about register maps. @{ */
+std::string formatText(const MapReport& report);
+std::string formatBare(const MapReport& report);
+std::string formatJson(const MapReport& report);
+/** @} */
+
 /** Returns the time with three decimals and without the unit. */
 std::string inMilliseconds(std::chrono::nanoseconds time);
 

@@ -63,16 +63,21 @@ std::vector<std::string> RegisterMap::inaccessible() const {
     return messages;
 }
 
-Selection RegisterMap::find(const std::string& name) const {
+Maps::NamedRegister RegisterMap::named(const std::string& name) const {
     const auto found = Maps::findRegister(*m_description.peripheral, name);
     if (!found) {
         throw unknownName(name);
     }
-    const std::string obstacle = obstacleTo(found->place);
+    return *found;
+}
+
+Selection RegisterMap::find(const std::string& name) const {
+    const Maps::NamedRegister found = named(name);
+    const std::string obstacle = obstacleTo(found.place);
     if (!obstacle.empty()) {
         throw usageError(m_target.name() + ": " + obstacle);
     }
-    return {mapped(found->place), found->field};
+    return {mapped(found.place), found.field};
 }
 
 std::string RegisterMap::obstacleTo(const Maps::PlacedRegister& place) const {

@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "MapReport.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
@@ -105,8 +106,9 @@ struct RoundTrips {
     std::chrono::nanoseconds longest() const;
 };
 
-using Report = std::variant<DeviceList, DeviceInfo, RegisterValue, WrittenValue, FilledRange, RegisterDump,
-                            RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips>;
+using Report =
+    std::variant<DeviceList, DeviceInfo, RegisterValue, WrittenValue, FilledRange, RegisterDump, RegisterChange,
+                 IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips, MapReport>;
 
 } // namespace Rynvelctl
 

@@ -85,6 +85,8 @@ std::string format(const RoundTrips& trips) {
            inMilliseconds(trips.longest()) + " ms";
 }
 
+std::string format(const MapReport& report) { return formatText(report); }
+
 } // namespace
 
 std::string formatText(const Report& report) {

@@ -79,14 +79,24 @@ std::string inSynopsis(const OptionDescription& option) {
 }
 
 /** Options first, as a page shows them. */
-std::string synopsis(const CommandDescription& command) {
-    std::string text = command.name;
+std::string synopsis(const CommandDescription& command, const std::string& name) {
+    std::string text = name;
     for (const bool isPositional : {false, true}) {
         for (const OptionDescription& option : command.options) {
             text += option.isPositional == isPositional ? ' ' + inSynopsis(option) : "";
         }
     }
     return text;
+}
+
+/** The synopses of the commands of a program; those of the commands in a command instead of its own. */
+Lines synopses(const CommandDescription& program, const std::string& before = "") {
+    Lines lines;
+    for (const CommandDescription& command : program.commands) {
+        const std::string name = before + command.name;
+        lines.merge(command.commands.empty() ? Lines{synopsis(command, name)} : synopses(command, name + ' '));
+    }
+    return lines;
 }
 
 std::set<std::string> optionNames(const CommandDescription& program) {
@@ -126,11 +136,7 @@ TEST(ManualPages, OfRynvelctlHasTheGlobalOptions) {
 }
 
 TEST(ManualPages, OfRynvelctlHasTheCommandsWithTheirOptionsAndArguments) {
-    Lines commands;
-    for (const CommandDescription& command : Rynvelctl::CommandLine().describe().commands) {
-        commands.insert(synopsis(command));
-    }
-    EXPECT_EQ(itemsOf("rynvelctl.1", "Cm"), commands);
+    EXPECT_EQ(itemsOf("rynvelctl.1", "Cm"), synopses(Rynvelctl::CommandLine().describe()));
 }
 
 TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {
