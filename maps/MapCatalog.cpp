@@ -17,12 +17,21 @@ UnusableMap unusable(const std::string& path, const std::string& text) {
     return UnusableMap(render(path, {Severity::Error, 0, text}));
 }
 
+// A link that leads nowhere is a map that cannot be read, which the user wants to hear of. Editors hide their locks and
+// copies behind a dot.
+bool isMap(const fs::directory_entry& entry) {
+    std::error_code error;
+    const fs::file_status status = entry.status(error);
+    return entry.path().extension() == ".svd" && entry.path().filename().string().front() != '.' &&
+           (error || status.type() == fs::file_type::regular);
+}
+
 std::vector<std::string> mapsOf(const std::string& folder) {
     std::vector<std::string> names;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        if (entry->path().extension() == ".svd") {
+        if (isMap(*entry)) {
             names.push_back(entry->path().string());
         }
     }

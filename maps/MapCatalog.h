@@ -39,7 +39,7 @@ public:
 
     /**
      * @param paths map files and folders, in the order of the search. The maps of a folder are its files with the
-     * ending ".svd", in the order of their names.
+     * ending ".svd" that are not hidden, in the order of their names.
      * @throws UnusableMap if a path does not exist, or if a folder cannot be read.
      */
     explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused);
