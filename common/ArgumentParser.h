@@ -104,6 +104,9 @@ public:
     void addArgument(const std::string& name, std::vector<std::string>& values, const std::string& summary) const;
     /** Adds an optional positional argument. */
     void addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const;
+    /** Adds a positional argument that takes any number of values. */
+    void addOptionalArgument(const std::string& name, std::vector<std::string>& values,
+                             const std::string& summary) const;
 
     /**
      * Adds a command. If you add commands to a command, it needs one of them.

@@ -36,7 +36,7 @@ std::string offered(Arguments words, const std::string& folder = ".") {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch describe maps irq wait ping");
+    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch show describe maps irq wait ping");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
