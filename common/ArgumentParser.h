@@ -123,8 +123,8 @@ private:
 };
 
 /**
- * Parses a command line that has at most one command, which may have at most one of its own commands behind it. Options
- * of the program may precede or follow the command.
+ * Parses a command line that has at most one command, which one of its own commands may follow. Options of the program
+ * may precede or follow the command.
  */
 class ArgumentParser {
 public:

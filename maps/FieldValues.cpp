@@ -17,8 +17,6 @@ constexpr unsigned int widest = 64;
 
 std::uint64_t lowBits(unsigned int count) { return count >= widest ? UINT64_MAX : (std::uint64_t{1} << count) - 1; }
 
-std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
-
 bool isFor(const Enumeration& enumeration, Usage usage) {
     return enumeration.usage == usage || enumeration.usage == Usage::ReadWrite;
 }
@@ -155,6 +153,8 @@ private:
 } // namespace
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
+
+std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
 
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
 

@@ -19,6 +19,9 @@ namespace Maps {
 /** Whether all bits of a field are in its register, and in 64 bits: any other field can be neither read nor written. */
 bool isInside(const Field& field, const Register& aRegister);
 
+/** The highest value of a field, up to that of 64 bits. */
+std::uint64_t highestOf(const Field& field);
+
 /** The bits of a field that is inside of its register. */
 std::uint64_t maskOf(const Field& field);
 

@@ -19,7 +19,7 @@ std::string macroName(const std::vector<std::string>& names);
 class MacroNames {
 public:
     /**
-     * Returns the name for a macro: the one that is wanted, or the same with a number behind it if another macro has
+     * Returns the name for a macro: the one that is wanted, or the same with a number if another macro has
      * that name. Returns an empty text if the header has the same macro already.
      *
      * @param definition what follows the name.

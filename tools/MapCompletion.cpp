@@ -15,7 +15,7 @@ const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::s
     return found && found->field == nullptr ? found->place.contents : nullptr;
 }
 
-/** The names of the values that can be written to a field, each behind the same text. */
+/** The names of the values that can be written to a field, each after the same text. */
 Words valuesOf(const Maps::Field& field, const std::string& before) {
     Words words;
     for (const Maps::Enumeration& enumeration : field.enumerations) {

@@ -21,12 +21,12 @@ class MapCompletion {
 public:
     MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}
 
-    /** Returns the registers. Behind the name of a register and a dot, returns its fields. */
+    /** Returns the registers, and after the name of a register and a dot its fields. */
     std::vector<std::string> names(const std::string& word) const;
 
     /**
      * Returns the values that can be written to a register or a field. The values of a register are its fields with an
-     * equals sign; behind the sign, they have the values of the field.
+     * equals sign, which the values of the field follow.
      */
     std::vector<std::string> values(const std::string& name, const std::string& word) const;
 

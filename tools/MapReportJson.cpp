@@ -72,11 +72,11 @@ std::string format(const HeaderText& header) {
     return JsonObject().add("name", header.device).add("header", header.text).text();
 }
 
-std::string format(const Maps::EnumeratedValue& value, const Maps::Enumeration& enumeration, unsigned int bits) {
+std::string format(const Maps::EnumeratedValue& value, const Maps::Enumeration& enumeration, const Maps::Field& field) {
     return JsonObject()
         .add("name", value.name)
         .addJson("value", value.isDefault ? "null" : std::to_string(value.value))
-        .addJson("mask", value.isDefault ? "null" : std::to_string(value.mask & onesBelow(bits)))
+        .addJson("mask", value.isDefault ? "null" : std::to_string(value.mask & Maps::highestOf(field)))
         .add("usage", wordFor(enumeration.usage))
         .add("description", value.description.str())
         .text();
@@ -86,7 +86,7 @@ std::string valuesOf(const Maps::Field& field) {
     std::vector<std::string> values;
     for (const Maps::Enumeration& enumeration : field.enumerations) {
         for (const Maps::EnumeratedValue& value : enumeration.values) {
-            values.push_back(format(value, enumeration, field.msb - field.lsb + 1));
+            values.push_back(format(value, enumeration, field));
         }
     }
     return jsonArray(values);

@@ -5,6 +5,7 @@
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
+#include "Numbers.h"
 #include "TextTable.h"
 
 namespace Rynvelctl {
@@ -14,8 +15,6 @@ namespace {
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 using Lines = std::vector<std::string>;
-
-constexpr unsigned int offsetBits = 32;
 
 std::string counted(std::size_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
@@ -72,7 +71,7 @@ std::string headingOf(const std::string& name, const std::string& description) {
 }
 
 std::string resetValueOf(const Maps::Register& contents) {
-    return contents.resetValue ? hexadecimalOf(*contents.resetValue, contents.size) : "-";
+    return contents.resetValue ? hexadecimal(*contents.resetValue, contents.size) : "-";
 }
 
 std::string format(const DescribedDevice& device) {
@@ -80,7 +79,7 @@ std::string format(const DescribedDevice& device) {
     Rows rows{{"OFFSET", "REGISTER", "BITS", "ACCESS", "RESET", "DESCRIPTION"}};
     for (const Maps::PlacedRegister& place : device.registers) {
         const Maps::Register& contents = *place.contents;
-        rows.push_back({hexadecimalOf(place.offset, offsetBits), printable(place.name), std::to_string(contents.size),
+        rows.push_back({hexadecimal(place.offset), printable(place.name), std::to_string(contents.size),
                         wordsFor(contents.access), resetValueOf(contents), printable(contents.description.str())});
     }
     return joinLines({headingOf(device.device, peripheral.description.str()),
@@ -106,12 +105,12 @@ void addBehaviour(Rows& rows, const Element& element) {
 Rows propertiesOf(const DescribedRegister& described) {
     const Maps::PlacedRegister& place = described.named.place;
     const Maps::Register& contents = *place.contents;
-    Rows rows{{"offset:", hexadecimalOf(place.offset, offsetBits)}, {"width:", counted(contents.size, "bit")}};
+    Rows rows{{"offset:", hexadecimal(place.offset)}, {"width:", counted(contents.size, "bit")}};
     addBehaviour(rows, contents);
     if (contents.resetValue) {
-        const std::string bits = contents.resetMask == onesBelow(contents.size)
+        const std::string bits = contents.resetMask == Maps::bitsOf(contents)
                                      ? ""
-                                     : " in the bits " + hexadecimalOf(contents.resetMask, contents.size);
+                                     : " in the bits " + hexadecimal(contents.resetMask, contents.size);
         rows.push_back({"reset value:", resetValueOf(contents) + bits});
     }
     if (!contents.alternateRegister.empty()) {
@@ -142,21 +141,21 @@ std::string tableOfFields(const Maps::Register& contents) {
     return TextTable(rows).text();
 }
 
-std::string valuesOf(const Maps::Enumeration& enumeration, unsigned int bits) {
+std::string valuesOf(const Maps::Enumeration& enumeration, const Maps::Field& field) {
     Rows rows;
     for (const Maps::EnumeratedValue& value : enumeration.values) {
-        rows.push_back({"  " + textOf(value, bits), printable(value.name), printable(value.description.str())});
+        rows.push_back({"  " + textOf(value, field), printable(value.name), printable(value.description.str())});
     }
     return TextTable(rows).text();
 }
 
-/** Adds the values of a field that have names, behind an empty line. */
+/** Adds the values of a field that have names, after an empty line. */
 void addValues(Lines& lines, const Maps::Field& field) {
     for (const Maps::Enumeration& enumeration : field.enumerations) {
         const std::string usage =
             enumeration.usage == Maps::Usage::ReadWrite ? "" : " (" + wordFor(enumeration.usage) + ')';
-        lines.insert(lines.end(), {"", "values of " + printable(field.name) + usage + ':',
-                                   valuesOf(enumeration, field.msb - field.lsb + 1)});
+        lines.insert(lines.end(),
+                     {"", "values of " + printable(field.name) + usage + ':', valuesOf(enumeration, field)});
     }
 }
 
@@ -177,7 +176,7 @@ std::string formatRegister(const DescribedRegister& described) {
 std::string formatField(const DescribedRegister& described) {
     const Maps::PlacedRegister& place = described.named.place;
     const Maps::Field& field = *described.named.field;
-    Rows rows{{"register offset:", hexadecimalOf(place.offset, offsetBits)}, {"bits:", bitRange(field.msb, field.lsb)}};
+    Rows rows{{"register offset:", hexadecimal(place.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
     addBehaviour(rows, field);
     rows.push_back({"reset value:", resetValueOf(field, *place.contents)});
     Lines lines{headingOf(described.device + ' ' + place.name + '.' + field.name, field.description.str()), "",

@@ -2,22 +2,23 @@
 #include "MapWords.h"
 
 #include <algorithm>
-#include <iomanip>
-#include <sstream>
+#include <cstdint>
 
 #include "DeviceName.h"
+#include "FieldValues.h"
 
 namespace Rynvelctl {
 
 namespace {
 
-std::string inBits(const Maps::EnumeratedValue& value, unsigned int bits) {
-    std::string text = "0b";
-    for (unsigned int bit = bits; bit-- > 0;) {
-        const bool isOpen = (value.mask >> bit & 1U) == 0;
-        text += isOpen ? "x" : (value.value >> bit & 1U) == 0 ? "0" : "1";
+/** The bits of a field from the highest to the lowest, with an x for each open one. */
+std::string inBits(const Maps::EnumeratedValue& value, const Maps::Field& field) {
+    std::string digits;
+    for (std::uint64_t bit = 1; bit != 0 && (bit & Maps::highestOf(field)) != 0; bit <<= 1U) {
+        const bool isOpen = (value.mask & bit) == 0;
+        digits += isOpen ? 'x' : (value.value & bit) == 0 ? '0' : '1';
     }
-    return text;
+    return "0b" + std::string(digits.rbegin(), digits.rend());
 }
 
 } // namespace
@@ -84,21 +85,8 @@ std::string wordFor(Maps::Usage usage) {
     }
 }
 
-std::uint64_t onesBelow(unsigned int bits) {
-    constexpr unsigned int widest = 64;
-    return bits >= widest ? UINT64_MAX : (std::uint64_t{1} << bits) - 1;
-}
-
 std::string bitRange(unsigned int msb, unsigned int lsb) {
     return std::to_string(msb) + (msb == lsb ? "" : ':' + std::to_string(lsb));
-}
-
-std::string hexadecimalOf(std::uint64_t value, unsigned int bits) {
-    constexpr unsigned int bitsOfDigit = 4;
-    std::ostringstream text;
-    text << "0x" << std::hex << std::setfill('0') << std::setw(static_cast<int>((bits + bitsOfDigit - 1) / bitsOfDigit))
-         << value;
-    return text.str();
 }
 
 std::string wordsFor(const Maps::WriteConstraint& constraint) {
@@ -112,12 +100,12 @@ std::string wordsFor(const Maps::WriteConstraint& constraint) {
     }
 }
 
-std::string textOf(const Maps::EnumeratedValue& value, unsigned int bits) {
+std::string textOf(const Maps::EnumeratedValue& value, const Maps::Field& field) {
     if (value.isDefault) {
         return "others";
     }
-    const bool hasOpenBits = (value.mask & onesBelow(bits)) != onesBelow(bits);
-    return hasOpenBits ? inBits(value, bits) : std::to_string(value.value);
+    const bool hasOpenBits = (value.mask & Maps::highestOf(field)) != Maps::highestOf(field);
+    return hasOpenBits ? inBits(value, field) : std::to_string(value.value);
 }
 
 std::string printable(std::string text) {

@@ -6,7 +6,6 @@
 #ifndef RYNVELCTL_MAPWORDS_H
 #define RYNVELCTL_MAPWORDS_H
 
-#include <cstdint>
 #include <string>
 
 #include "Model.h"
@@ -25,20 +24,14 @@ std::string wordFor(Maps::ModifiedWrite modification);
 /** Returns "read", "write" or "read-write". */
 std::string wordFor(Maps::Usage usage);
 
-/** Returns the number with so many ones, or with 64. */
-std::uint64_t onesBelow(unsigned int bits);
-
 /** Returns "7:4", or "3" for a single bit. */
 std::string bitRange(unsigned int msb, unsigned int lsb);
-
-/** Returns 0x and the digits that a number of so many bits can have. */
-std::string hexadecimalOf(std::uint64_t value, unsigned int bits);
 
 /** Returns the values that may be written, in words. */
 std::string wordsFor(const Maps::WriteConstraint& constraint);
 
-/** Returns the value as a number, as bits of which some are open ("0b1x"), or "others". */
-std::string textOf(const Maps::EnumeratedValue& value, unsigned int bits);
+/** Returns a value of a field as a number, as bits of which some are open ("0b1x"), or "others". */
+std::string textOf(const Maps::EnumeratedValue& value, const Maps::Field& field);
 
 /** Returns the text with a question mark for each control character: a file must not control the terminal. */
 std::string printable(std::string text);

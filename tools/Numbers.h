@@ -28,10 +28,10 @@ std::uint32_t parseCount(const std::string& name, const std::string& text, std::
 using Common::maxValue;
 
 /** Returns 0x and the hexadecimal digits of a register of `width` bits. */
-std::string hexadecimal(std::uint32_t value, unsigned int width = 32);
+std::string hexadecimal(std::uint64_t value, unsigned int width = 32);
 
 /** Returns the digits without 0x. */
-std::string hexadecimalDigits(std::uint32_t value, unsigned int width);
+std::string hexadecimalDigits(std::uint64_t value, unsigned int width);
 
 } // namespace Rynvelctl
 

@@ -130,7 +130,7 @@ TEST_F(MapCompletion, OffersRegistersThatFitTheCommand) {
     EXPECT_EQ(offeredFor("fill map32 S"), "");
 }
 
-TEST_F(MapCompletion, OffersFieldsBehindADot) {
+TEST_F(MapCompletion, OffersFieldsAfterADot) {
     EXPECT_EQ(offeredFor("read map32 CTRL."), "CTRL.RUN CTRL.MODE CTRL.GAIN CTRL.PINA CTRL.PINB");
     EXPECT_EQ(offeredFor("write map32 CTRL.M"), "CTRL.MODE");
     EXPECT_EQ(offeredFor("read map32 NOTHING."), "");

@@ -107,7 +107,7 @@ TEST_F(MapCommands, ShowNoControlCharactersOfAMap) {
 TEST_F(MapCommands, RefuseWrongCommandLines) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister)));
     expectFailure("maps", 2, "maps: the command is missing (list, check or header)");
-    expectFailure("maps chekc a.svd", 2, "maps: unknown command 'chekc' (did you mean 'check'?)");
+    expectFailure("maps lisst", 2, "maps: unknown command 'lisst' (did you mean 'list'?)");
     expectFailure("maps xyz", 2, "maps: unknown command 'xyz'");
     expectFailure("maps list list", 2, "unexpected argument 'list'");
     expectFailure("maps --frob list", 2, "unknown option '--frob'");
