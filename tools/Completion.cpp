@@ -175,7 +175,7 @@ public:
             return optionNames();
         }
         const CommandDescription& command = m_command == nullptr ? m_program : *m_command;
-        return command.commands.empty() ? argumentValues(word) : commandNames(command);
+        return command.commands.empty() ? argumentValues(command, word) : commandNames(command);
     }
 
 private:
@@ -238,9 +238,9 @@ private:
         return names;
     }
 
-    Words argumentValues(const std::string& word) const {
+    Words argumentValues(const CommandDescription& command, const std::string& word) const {
         std::size_t index = 0;
-        for (const OptionDescription& argument : m_command->options) {
+        for (const OptionDescription& argument : command.options) {
             if (argument.isPositional && (index++ == m_line.arguments.size() || argument.takesMultipleValues)) {
                 return valuesFor(argument.names.front(), m_line, word);
             }

@@ -12,6 +12,7 @@ using Lines = std::vector<std::string>;
 template <typename Elements, typename TextOf>
 std::string linesOf(const Elements& elements, const TextOf& textOf) {
     Lines lines;
+    lines.reserve(elements.size());
     for (const auto& element : elements) {
         lines.push_back(textOf(element));
     }

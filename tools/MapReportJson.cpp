@@ -11,6 +11,7 @@ namespace {
 template <typename Elements, typename Format>
 std::string arrayOf(const Elements& elements, const Format& format) {
     std::vector<std::string> values;
+    values.reserve(elements.size());
     for (const auto& element : elements) {
         values.push_back(format(element));
     }

@@ -16,6 +16,8 @@ using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 using Lines = std::vector<std::string>;
 
+constexpr std::size_t widestLine = 100;
+
 std::string counted(std::size_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
@@ -67,7 +69,8 @@ std::string format(const HeaderText& header) { return header.text; }
 
 /** A heading of a name and its description. */
 std::string headingOf(const std::string& name, const std::string& description) {
-    return printable(name) + (description.empty() ? "" : ": " + printable(description));
+    const Rows heading{{printable(name) + (description.empty() ? "" : ": " + printable(description))}};
+    return TextTable(heading).text(widestLine);
 }
 
 std::string resetValueOf(const Maps::Register& contents) {
@@ -84,7 +87,7 @@ std::string format(const DescribedDevice& device) {
     }
     return joinLines({headingOf(device.device, peripheral.description.str()),
                       "map: " + printable(device.description.file) + ", peripheral " + printable(peripheral.name), "",
-                      TextTable(rows).text()});
+                      TextTable(rows).text(widestLine)});
 }
 
 /** Adds what registers and fields have in common. */
@@ -138,7 +141,7 @@ std::string tableOfFields(const Maps::Register& contents) {
         rows.push_back({bitRange(field->msb, field->lsb), printable(field->name), wordsFor(field->access),
                         resetValueOf(*field, contents), printable(field->description.str())});
     }
-    return TextTable(rows).text();
+    return TextTable(rows).text(widestLine);
 }
 
 std::string valuesOf(const Maps::Enumeration& enumeration, const Maps::Field& field) {
@@ -146,7 +149,7 @@ std::string valuesOf(const Maps::Enumeration& enumeration, const Maps::Field& fi
     for (const Maps::EnumeratedValue& value : enumeration.values) {
         rows.push_back({"  " + textOf(value, field), printable(value.name), printable(value.description.str())});
     }
-    return TextTable(rows).text();
+    return TextTable(rows).text(widestLine);
 }
 
 /** Adds the values of a field that have names, after an empty line. */
@@ -180,7 +183,7 @@ std::string formatField(const DescribedRegister& described) {
     addBehaviour(rows, field);
     rows.push_back({"reset value:", resetValueOf(field, *place.contents)});
     Lines lines{headingOf(described.device + ' ' + place.name + '.' + field.name, field.description.str()), "",
-                TextTable(rows).text()};
+                TextTable(rows).text(widestLine)};
     addValues(lines, field);
     return joinLines(lines);
 }

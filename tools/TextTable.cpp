@@ -2,6 +2,8 @@
 #include "TextTable.h"
 
 #include <algorithm>
+#include <numeric>
+#include <sstream>
 #include <utility>
 
 #include "Formats.h"
@@ -28,17 +30,46 @@ std::string lineOf(const std::vector<std::string>& row, const std::vector<std::s
     return line;
 }
 
+/** How wide the last column may be so that a line has a width; not so narrow that single words fill the lines. */
+std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t lineWidth) {
+    constexpr std::size_t narrowest = 30;
+    const std::size_t others = std::accumulate(widths.begin(), widths.end() - 1, std::size_t{0},
+                                               [](std::size_t sum, std::size_t width) { return sum + width + gap; });
+    return lineWidth > others + narrowest ? lineWidth - others : narrowest;
+}
+
+/** The words of a text on lines of a width, at least one line. A longer word has a line of its own. */
+std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
+    if (lengthOf(text) <= width) {
+        return {text};
+    }
+    std::vector<std::string> lines{""};
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        const bool fits = lengthOf(lines.back()) + 1 + lengthOf(word) <= width;
+        if (!fits && !lines.back().empty()) {
+            lines.emplace_back();
+        }
+        lines.back() += (lines.back().empty() ? "" : " ") + word;
+    }
+    return lines;
+}
+
 } // namespace
 
-std::string TextTable::text() const {
+std::string TextTable::text(std::size_t lineWidth) const {
     std::vector<std::size_t> widths;
     for (std::size_t column = 0; !m_rows.empty() && column < m_rows.front().size(); ++column) {
         widths.push_back(width(column));
     }
     std::vector<std::string> lines;
     lines.reserve(m_rows.size());
-    for (const auto& row : m_rows) {
-        lines.push_back(lineOf(row, widths));
+    for (auto row : m_rows) {
+        for (const std::string& part : wrapped(row.back(), widthOfLast(widths, lineWidth))) {
+            row.back() = part;
+            lines.push_back(lineOf(row, widths));
+            std::fill(row.begin(), row.end(), "");
+        }
     }
     return joinLines(lines);
 }

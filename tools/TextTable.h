@@ -20,7 +20,10 @@ public:
     explicit TextTable(std::vector<std::vector<std::string>> rows) : m_rows(std::move(rows)) {}
 
     /** Returns the lines without the final line end. A line ends after its last cell that is not empty. */
-    std::string text() const;
+    std::string text() const { return text(std::string::npos); }
+
+    /** Returns the same with the words of the last column on as many lines as a width of the lines demands. */
+    std::string text(std::size_t lineWidth) const;
 
 private:
     std::size_t width(std::size_t column) const;

@@ -268,6 +268,24 @@ TEST_F(Descriptions, AreOfDevicesOfServersToo) {
     expectDescription("codec --remote 192.0.2.1 --type Lseek16 --quiet", "A\n");
 }
 
+TEST_F(Descriptions, OfManyWordsTakeSeveralLines) {
+    std::string text = "word";
+    for (int i = 0; i < 20; ++i) {
+        text += " word";
+    }
+    const std::string nine = "word word word word word word word word word";
+    m_folder.store("m.svd", mapOfPeripherals(peripheralOf(
+                                "map32", "", registerAt("A", "0", "<description>" + text + "</description>"))));
+    expectDescription("map32", "map32\n"
+                               "map: m.svd, peripheral map32\n"
+                               "\n"
+                               "OFFSET      REGISTER  BITS  ACCESS      RESET       DESCRIPTION\n"
+                               "0x00000000  A         32    read-write  0x00000000  " +
+                                   nine + "\n" + std::string(52, ' ') + nine + "\n" + std::string(52, ' ') +
+                                   "word word word\n");
+    EXPECT_EQ(run("--map m.svd describe map32 A").output.find('\n'), 98U);
+}
+
 TEST_F(Descriptions, AreOneValueInJson) {
     expectDescription(
         "map32 CTRL.MODE --json",
