@@ -53,6 +53,17 @@ TEST(BitDiagram, ShowsFieldsThatShareBitsInDrawingsOfTheirOwn) {
               "+-----+");
 }
 
+TEST(BitDiagram, TakesASingleSharedBitForShared) {
+    EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 7, 4), fieldOf("B", 4, 0)})), "  7:4   3:0\n"
+                                                                                   "+-----+-----+\n"
+                                                                                   "|  A  |  -  |\n"
+                                                                                   "+-----+-----+\n"
+                                                                                   "  7:5   4:0\n"
+                                                                                   "+-----+-----+\n"
+                                                                                   "|  -  |  B  |\n"
+                                                                                   "+-----+-----+");
+}
+
 TEST(BitDiagram, LeavesOutFieldsOutsideOfTheRegister) {
     EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 8, 8)})), "");
     EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 8, 1), fieldOf("B", 7, 0)})), "  7:0\n"
