@@ -18,13 +18,21 @@ endif()
 # Tests are compiled without optimization, because it takes minutes under the sanitizers. They are therefore not
 # fortified. Their debugging information is enough for a stack trace. The code under test is compiled as the build type
 # says.
-add_library(test_code INTERFACE)
-target_link_libraries(test_code INTERFACE GTest::gtest_main)
-target_compile_options(test_code INTERFACE -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
+set(test_options -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
+# ccache needs it for precompiled headers.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND test_options -fpch-preprocess)
+endif()
 # The undefined behaviour sanitizer checks the code under test only: on the tests it would take a seventh of the build.
 if(RYNVEL_SANITIZERS MATCHES undefined)
-  target_compile_options(test_code INTERFACE -fno-sanitize=undefined)
+  list(APPEND test_options -fno-sanitize=undefined)
 endif()
+add_library(test_code INTERFACE)
+target_link_libraries(test_code INTERFACE GTest::gtest_main)
+target_compile_options(test_code INTERFACE ${test_options})
+foreach(library IN ITEMS gtest gtest_main)
+  target_compile_options(${library} PRIVATE ${test_options})
+endforeach()
 # An emulator or a sanitizer takes longer to start a program than most tests take. There, each program of tests runs as
 # one test, and tests with random inputs try fewer of them.
 if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)

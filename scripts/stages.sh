@@ -238,18 +238,18 @@ stage_lint() {
 
 stage_counts() { benchmarks/counts; }
 
-# The guest reaches a register server that runs on the host.
+# The guest reaches a register server that runs on the host. The longest session is the first.
 stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
         cmake --preset dev && cmake --build --preset dev --target remote_peer served_board_tests && board/prepare &&
-        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together board/selftest/run \
+        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together 'tests/board/rynvelctl.sh build/armhf' \
+            board/selftest/run \
             "$guest build/armhf/tests/board_tests" \
             "$guest build/armhf/tests/own_devices_tests" \
             'tests/board/clock_accesses.sh build/armhf/tests/clock_accesses' \
             "build/dev/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
-            'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' \
-            'tests/board/rynvelctl.sh build/armhf' &&
+            'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' &&
         require_results board_tests own_devices_tests remote_board_tests remote_peer served_board_tests
 }
 
