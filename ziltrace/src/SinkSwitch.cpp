@@ -31,7 +31,7 @@ void WriterPreferringMutex::reset() noexcept {
 SinkSwitch::SinkSwitch() : m_configured(makeStderrSink()) {}
 
 void SinkSwitch::write(const ZilTraceControl::Record& record) {
-    // A sink that traces would call itself without end, and would deadlock while another thread changes the sink.
+    // Otherwise, a sink that traces would call itself without end, or wait for ever if another thread changes the sink.
     if (t_insideSink) {
         return;
     }
