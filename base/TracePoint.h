@@ -96,7 +96,7 @@ public:
     }
 
 private:
-    // These functions are static because the compiler then need not create the object in the traced operation.
+    // These functions are static. The compiler therefore need not create the object in the traced operation.
     [[gnu::cold]] static void record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
 
     template <typename... Values>
@@ -138,7 +138,7 @@ private:
 #define RYNVEL_TRACE_HEADER(function)                                                                                  \
     { __FILE__, __LINE__, function }
 
-/** Defines a header for the enclosing function, which passes the header to code that several functions share. */
+/** Defines a header that the enclosing function passes to code that several functions share. */
 #define RYNVEL_TRACE_POINT(name) RYNVEL_TRACE_POINT_OF(name, __func__)
 
 /** Defines a header that names `function` instead of the enclosing function. */
@@ -153,7 +153,7 @@ private:
         }                                                                                                              \
     } while (false)
 
-/** Records a message with the given header. The text is the concatenation of the remaining arguments. */
+/** Records a message with the given header. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_TRACE_MESSAGE_AT(channel, header, level, ...)                                                           \
     do {                                                                                                               \
         if ((channel).isEnabled(level)) {                                                                              \
@@ -162,7 +162,7 @@ private:
         }                                                                                                              \
     } while (false)
 
-/** Records a message. The text is the concatenation of the remaining arguments. */
+/** Records a message. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_TRACE_MESSAGE(channel, level, ...)                                                                      \
     do {                                                                                                               \
         RYNVEL_TRACE_POINT(traceHeader);                                                                               \

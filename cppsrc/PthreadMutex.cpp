@@ -14,14 +14,14 @@ IMutex::~IMutex() = default;
 PthreadMutex::PthreadMutex(PthreadMutexType type) {
     RYNVEL_ENTER();
     RYNVEL_TRACE_POINT(here);
-    // With these bytes, lock() and unlock() fail. They must fail if the mutex cannot be initialised.
+    // If the initialisation fails, lock() and unlock() must fail. These bytes make them fail.
     std::memset(&m_mutex, 0xFF, sizeof(m_mutex));
     if (type != PthreadMutexType::PriorityInherit) {
         succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here);
         return;
     }
     pthread_mutexattr_t attributes;
-    // A failed call ends the sequence, so the attributes are destroyed only after a success of all other calls.
+    // A failed call ends the sequence, so the attributes are destroyed only if all other calls succeed.
     static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here) &&
                       succeeded(pthread_mutexattr_setprotocol(&attributes, static_cast<int>(type)),
                                 "pthread_mutexattr_setprotocol", here) &&

@@ -12,7 +12,10 @@
 
 namespace Rynvel {
 
-/** Returns the lower 32 bits of a number or a pointer, in the form that a stream writes as hexadecimal digits. */
+/**
+ * Returns the lower 32 bits of a number or a pointer. A stream writes the result with all hexadecimal digits of the
+ * type of the number, at most 8.
+ */
 template <typename T>
 HexU32Struct Hex(T value) {
     constexpr std::size_t valueBytes = sizeof(T) < sizeof(std::uint32_t) ? sizeof(T) : sizeof(std::uint32_t);
@@ -33,10 +36,10 @@ HexU32Struct Hex(T value) {
 /** Records the entry into an operation that programs call at a high rate. */
 #define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::highRate, __VA_ARGS__)
 
-/** Records a message with the given header. The text is the concatenation of the remaining arguments. */
+/** Records a message with the given header. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_MESSAGE_AT(header, level, ...) RYNVEL_TRACE_MESSAGE_AT(m_trace, header, level, __VA_ARGS__)
 
-/** Records a message. The text is the concatenation of the remaining arguments. */
+/** Records a message. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_MESSAGE(level, ...) RYNVEL_TRACE_MESSAGE(m_trace, level, __VA_ARGS__)
 
 #endif

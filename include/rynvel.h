@@ -108,7 +108,7 @@ RYNVEL_EXPORT int Rynvel_open(const char* name);
 /** Does the same as Rynvel_open(). */
 RYNVEL_EXPORT int Rynvel_open2(const char* name);
 
-/** Does nothing: the device stays open, and its handle valid, until the process ends. */
+/** Does nothing. The device stays open and the handle stays valid until the process ends. */
 RYNVEL_EXPORT void Rynvel_close(int handle);
 
 /**
@@ -119,7 +119,10 @@ RYNVEL_EXPORT void Rynvel_close(int handle);
  */
 RYNVEL_EXPORT int Rynvel_ioctl(int handle, int request, unsigned long argument);
 
-/** Stores the interrupt type of the device in `*type`: 4 for a UIO device, a number of the driver for others. */
+/**
+ * Stores the interrupt type of the device in `*type`. The type of a UIO device is 4. For other devices, the driver
+ * determines the type.
+ */
 RYNVEL_EXPORT int Rynvel_getInterruptType(int handle, unsigned long* type);
 
 /** Enables the interrupts of the device. */

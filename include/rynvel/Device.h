@@ -58,8 +58,9 @@ public:
     virtual bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
     /**
-     * Ends a waitForInterrupt() that blocks another thread: writes `data` to a register that makes the device signal an
-     * interrupt. The default implementation calls the virtual `write(address, data)` and returns its result.
+     * Ends a waitForInterrupt() that blocks another thread. The function writes `data` to the register at `address`,
+     * and the write must make the device signal an interrupt. The default implementation calls the virtual
+     * `write(address, data)` and returns the result.
      */
     virtual bool cancelWaitForInterrupt(unsigned int address, T data);
 };

@@ -8,7 +8,7 @@
 
 #define RYNVEL_EXPORT __attribute__((visibility("default")))
 
-/** Marks a private member of an exported class that the library does not export. */
+/** Marks a private member of an exported class. The library does not export the member. */
 #define RYNVEL_LOCAL __attribute__((visibility("hidden")))
 
 #endif

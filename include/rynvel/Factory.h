@@ -24,7 +24,7 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * Builds devices, and owns the opened devices of the process.
+ * The builder of devices, which owns the opened devices of the process.
  *
  * Every row of the compiled-in device table has a slot for one opened device. The index of the row is the handle of the
  * device. create() fills a slot once, and nothing empties the slot: the device exists until the process ends. The class
@@ -44,7 +44,7 @@ public:
 
     /**
      * Opens the device with this name, or returns the device if it is already open. The function also holds the lock
-     * while a remote device connects to its server, without a time-out.
+     * while a remote device connects to the server. Connecting has no time-out.
      *
      * @return the device, which you share with the Factory; an empty pointer if no device has this name, or if the
      *         device type is not supported. After an empty pointer, the next call tries again.
@@ -100,7 +100,7 @@ public:
     Device32* getBackend32(int handle) { return openedDevice(handle, Accessor::Width32).device32; }
 
 private:
-    /** The device of a slot, which functions read without the lock. Pointers for other register widths are null. */
+    /** The device of a slot. Functions read the pointers without the lock. Pointers for other widths are null. */
     struct OpenedDevice {
         std::atomic<IDevice*> device{nullptr};
         std::atomic<Device8*> device8{nullptr};

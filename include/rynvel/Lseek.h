@@ -24,9 +24,9 @@ namespace Rynvel {
  * in the device file.
  *
  * Every register operation holds the mutex from the seek to the last transfer. A single read or write returns `false`
- * if its transfer fails or is short. After a failed system call, `errno` is that of the call, and you can still use the
- * object. The class does not check addresses: the driver decides where the file ends. On a 32-bit machine, an address
- * of 0x80000000 or above is a negative file offset, which the system refuses.
+ * if the transfer fails or is short. After a failure, `errno` is that of the failed system call, and you can still use
+ * the object. The class does not check addresses: the driver decides where the file ends. On a 32-bit machine, an
+ * address of 0x80000000 or above is a negative file offset, which the system refuses.
  *
  * The device has no interrupts: the four interrupt functions return `false`, leave their arguments unchanged and trace
  * nothing.

@@ -34,14 +34,17 @@ enum class DeviceType : std::uint32_t {
  *
  *     const Rynvel::MemoryDevice row{"adc", "/dev/adc", 0, Rynvel::DeviceType::Lseek16};
  *
- * You cannot assign to a row. Moving a row copies it.
+ * You cannot assign to a row. Moving a row copies the row.
  */
 struct MemoryDevice {
     /** The device name, which is case-sensitive. */
     const std::string m_name;
     /** The path of the device file; for a remote device, the address of the server as HOST::PORT. */
     const std::string m_devicePath;
-    /** The size of the map for Tyvon16 and Tyvon32, the block offset for FpgaSpi32, in bytes. Other types ignore it. */
+    /**
+     * The size of the map in bytes for Tyvon16 and Tyvon32; the block offset in bytes for FpgaSpi32. The other device
+     * types ignore the parameter.
+     */
     std::uint32_t m_parameter;
     DeviceType m_type;
 };

@@ -159,7 +159,7 @@ public:
     std::uint32_t getValue() const;
     std::uint32_t getBitmask() const;
     std::uint32_t getCommand() const;
-    /** Returns Network for the number 0, and Host for every other number. */
+    /** Returns Network if the record contains 0, and Host if the record contains any other number. */
     ByteOrder getByteOrder() const;
 };
 
@@ -195,7 +195,7 @@ public:
     /** Sets the interrupt word to 0. */
     InterruptMessage();
 
-    /** Writes the unconverted word, in the number base of the stream. */
+    /** Writes the interrupt word without conversion, in the number base of the stream. */
     std::ostream& toStream(std::ostream& stream) const override;
 };
 

@@ -41,7 +41,7 @@ template <typename T>
 class RYNVEL_EXPORT Mmap : public Device<T> {
 public:
     /**
-     * Opens the device file for reading and writing, and maps it from its beginning.
+     * Opens the device file for reading and writing, and maps the file from its beginning.
      *
      * If the file cannot be opened, or if `devSize` is 0, the object has no map, and every register operation returns
      * `false`. If the file cannot be mapped, the constructor traces the cause at level 1, and the assertion

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * A mutex for devices that uses a POSIX mutex.
+ * The implementation of IMutex with a POSIX mutex.
  */
 #ifndef RYNVEL_PTHREADMUTEX_H
 #define RYNVEL_PTHREADMUTEX_H

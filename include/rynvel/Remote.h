@@ -80,7 +80,7 @@ public:
     /** Sends the lower 32 bits of `arg`. @return 0 for success, -1 for failure. */
     int ioctl(int command, unsigned long arg) override;
 
-    /** Stores the first value of the response in `*type`, even after a failure; stores 0 if there is no value. */
+    /** Stores the first value of the response in `*type`, even after a failure. Stores 0 if there is no value. */
     bool getInterruptType(unsigned long* type) override;
     bool enableInterrupt() override;
     bool disableInterrupt() override;
@@ -95,7 +95,7 @@ public:
     /** Returns the descriptor of the second connection, for poll(); -1 if the server refused to arm the connection. */
     int getNativeHandle() const override;
 
-    /** Stores the first value of the response in `*value`, even after a failure; stores 0 if there is no value. */
+    /** Stores the first value of the response in `*value`, even after a failure. Stores 0 if there is no value. */
     bool read(unsigned int address, T* value) override;
 
     /**

@@ -17,8 +17,8 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * A backend with the interrupt functions of the Tyvon driver, which use the descriptor of the backend. Use the derived
- * classes Tyvon and TyvonInterrupt.
+ * A backend with the interrupt functions of the Tyvon driver. The functions use the descriptor of the backend. Create
+ * objects of the derived classes Tyvon and TyvonInterrupt.
  *
  * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers.
  *
@@ -33,10 +33,10 @@ public:
     /** Passes `type` to the driver, which stores the interrupt type. @return whether the result of the driver is 0. */
     bool getInterruptType(unsigned long* type) override;
 
-    /** @return whether the result of the driver is 0. */
+    /** Enables the interrupts. @return whether the result of the driver is 0. */
     bool enableInterrupt() override;
 
-    /** @return whether the result of the driver is 0. */
+    /** Disables the interrupts. @return whether the result of the driver is 0. */
     bool disableInterrupt() override;
 
     /**
