@@ -23,10 +23,10 @@ namespace TraceLevel {
 constexpr ZilTraceLevel failure = 1;     /**< operations that fail */
 constexpr ZilTraceLevel unreachable = 2; /**< devices and servers that cannot be reached */
 constexpr ZilTraceLevel outcome = 3;     /**< notable outcomes */
-constexpr ZilTraceLevel life = 4;        /**< creation and end of objects */
+constexpr ZilTraceLevel life = 4;        /**< creation of devices, and refused requests */
 constexpr ZilTraceLevel detail = 5;      /**< details of an operation */
 constexpr ZilTraceLevel entry = 6;       /**< entries into operations */
-constexpr ZilTraceLevel highRate = 7;    /**< operations that are called at a high rate, and locks */
+constexpr ZilTraceLevel highRate = 7;    /**< operations that programs call at a high rate, and locks */
 } // namespace TraceLevel
 
 /** The level of a channel that no configuration names. */
