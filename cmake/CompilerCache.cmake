@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Compiles through ccache where it is installed, unless the builder has chosen a launcher.
+# Compiles with ccache if ccache is installed and CMAKE_<LANGUAGE>_COMPILER_LAUNCHER is not set.
 
 find_program(RYNVEL_CCACHE ccache)
 mark_as_advanced(RYNVEL_CCACHE)
