@@ -28,7 +28,7 @@ bool takeFlag(int& argc, char** argv, const std::string& flag) {
     return found;
 }
 
-// The C library locks in a different way in a process that has ever had a second thread.
+// In a process that has ever had a second thread, the C library locks a mutex with atomic instructions.
 void startIdleThread() {
     std::thread([] {
         for (;;) {
