@@ -8,7 +8,7 @@
 
 namespace RynvelBenchmark {
 
-/** A child process that runs `body`. It ends when `body` returns, the object is destroyed or its parent ends. */
+/** A process that runs `body`. The process ends when `body` returns, the object is destroyed or the parent ends. */
 class Child {
 public:
     explicit Child(const std::function<void()>& body);

@@ -23,7 +23,7 @@ public:
     MemoryRegisters& operator=(const MemoryRegisters&) = delete;
     ~MemoryRegisters();
 
-    /** Returns a new descriptor for the file of the registers. The caller closes it. */
+    /** Returns a new descriptor for the file of the registers. The caller closes the descriptor. */
     int open() const;
 
     /** Returns the registers in a map that the object owns. */
@@ -36,8 +36,8 @@ private:
 };
 
 /**
- * The interrupts of two devices. A read of "interrupt32" returns a word that was written to it: enabling
- * the interrupt also raises it. Another process raises the interrupt of "waited32" on request.
+ * The interrupts of two devices. A read of "interrupt32" returns a word that was written to the device, so enabling the
+ * interrupt also raises it. Another process raises the interrupt of "waited32" on request.
  */
 class InterruptSource {
 public:
@@ -47,10 +47,10 @@ public:
     InterruptSource& operator=(const InterruptSource&) = delete;
     ~InterruptSource();
 
-    /** Returns a new descriptor for the file of "interrupt32". The caller closes it. */
+    /** Returns a new descriptor for the file of "interrupt32". The caller closes the descriptor. */
     int openInterrupt() const;
 
-    /** Returns a new descriptor for the file of "waited32". The caller closes it. */
+    /** Returns a new descriptor for the file of "waited32". The caller closes the descriptor. */
     int openWaited() const;
 
     /** Asks the other process to raise the interrupt of "waited32", and returns without waiting for it. */

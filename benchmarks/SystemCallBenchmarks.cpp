@@ -140,7 +140,7 @@ BENCHMARK(interruptLibrary)->Name("interrupt/library");
 BENCHMARK(interruptRaw)->Name("interrupt/raw");
 BENCHMARK(seekReadLibrary)->Name("seek_read/library");
 BENCHMARK(seekReadRaw)->Name("seek_read/raw");
-// These benchmarks measure real time, because the processor time does not include another process.
+// These benchmarks measure real time, because processor time does not include the other process.
 BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTime();
 BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();

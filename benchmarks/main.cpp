@@ -12,7 +12,7 @@
 
 namespace {
 
-// Binds the process and its later children to the current processor.
+// Binds this process, and the processes that it starts later, to the current processor.
 void stayOnThisProcessor() {
     const int here = RynvelBenchmark::require(sched_getcpu(), "sched_getcpu");
     cpu_set_t processors;

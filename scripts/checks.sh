@@ -24,7 +24,7 @@ add_result() {
         sed 's/^/    /' "$4"
         failure="<failure message=\"failed\">$(xml_text <"$4")</failure>"
     fi
-    # Checks may run at the same time, so each result is written in a single call.
+    # Checks may run at the same time, so a single call writes the whole result.
     printf '<testcase classname="%s" name="%s" time="%s">%s</testcase>\n' "$suite" "$(xml_text <<<"$1")" "$3" \
         "$failure" >>"$results" || exit
 }

@@ -96,11 +96,11 @@ test_preset() {
 }
 
 # Like test_preset, for a preset in which ctest runs each test program as one test. The test programs write the results
-# of their tests themselves. The end of a program's output, which ctest keeps, names the test in which it hangs.
+# of their tests themselves. If a program hangs, the end of its output, which ctest keeps, names the test.
 test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1" --test-output-truncation head; }
 
 # Fails unless --test can select tests of a stage by a part of their names. The arguments are the stage and the part. In
-# a filter of GoogleTest, '-' and ':' are operators; no name contains them.
+# a filter of GoogleTest, '-' and ':' are operators. No name of a test contains them.
 check_choice() {
     case $1 in
         dev | hardened) ;;

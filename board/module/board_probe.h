@@ -10,13 +10,13 @@ struct dentry;
 /* The results that a test can force on the calls of an operation. */
 enum board_forcible {
 	BOARD_FORCE_ERRORS,
-	BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, and 0 or more */
+	BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, or any number from 0 */
 	BOARD_FORCE_BYTES, /* 0 to 255 */
 };
 
 /*
- * The state of an operation of a device that a test reads and sets: the number of calls, and a
- * result that the next calls return instead of their own. The device's lock guards the members.
+ * The calls of one operation of a device. A test reads and sets the number of calls, and can force
+ * a result for the next calls. The lock of the device guards the members.
  */
 struct board_probe {
 	struct mutex *lock;

@@ -37,7 +37,7 @@ static void set_enabled(struct board_uio *uio, bool enabled)
 	spin_unlock_irqrestore(&clock->irq_lock, flags);
 }
 
-/* Only user space can clear the interrupt, a level, so it stays masked until it is enabled. */
+/* The interrupt stays active until user space clears it, so the handler has to mask it. */
 static irqreturn_t mask_interrupt(int irq, struct uio_info *info)
 {
 	set_enabled(container_of(info, struct board_uio, info), false);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * Character devices with registers and interrupts in one file. A read returns the status word of an
- * interrupt. Programs map the registers of one device, and seek, read and write those of the other.
+ * Character devices with registers and interrupts in one file. A read returns the interrupt
+ * word. Programs map the registers of one device, and seek, read and write those of the other.
  */
 #include <linux/debugfs.h>
 #include <linux/fs.h>
@@ -56,8 +56,8 @@ struct tyvon_device {
 };
 
 /*
- * An open file. It has its own position, because the kernel sets that of the file when a read ends.
- * This would undo a seek that another thread has made during the read.
+ * An open file, with a separate position. The kernel overwrites its own position of the file when a
+ * read ends, which would undo a seek that another thread has made during the read.
  */
 struct open_file {
 	struct tyvon_device *device;

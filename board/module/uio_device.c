@@ -17,7 +17,7 @@
 #define MAX_RAISES 1000
 
 struct page_device {
-	struct board_uio uio; /* its lock also guards "pending" and the registers */
+	struct board_uio uio; /* its lock also guards "enabled", "pending" and the registers */
 	struct board_registers registers;
 	u8 pending;
 };

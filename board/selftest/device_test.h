@@ -32,23 +32,26 @@ bool becomes(const char* device, const char* file, long value);
 /* Tells whether a system call with this result has failed with an error number. */
 bool fails_with(long result, int error);
 
-/* Maps registers of a device, from the first one, and returns their address, or NULL on failure. "size" is in bytes. */
+/* Maps the first "size" bytes of the registers of a device. Returns their address, or NULL on failure. */
 void* map_registers(int fd, size_t size);
 
 /* Tells whether a descriptor is readable or becomes readable within the time-out. */
 bool is_readable(int fd, int timeout_ms);
 
-/* Returns the time of the monotonic clock. */
+/* Returns the time of the monotonic clock in milliseconds. */
 long milliseconds(void);
 void pause_ms(int duration);
 
-/* Returns a child process that waits, and then raises the interrupt of a device by writing a text to "raise". */
+/*
+ * Starts a process that raises the interrupt of a device after a pause, by writing a text to the file "raise". Returns
+ * the identifier of the process, for ended_well().
+ */
 pid_t raise_after(int duration_ms, const char* device, const char* text);
 
 /* Waits for the end of a child process, and tells whether its status is 0. */
 bool ended_well(pid_t child);
 
-/* Checks that the kernel has not traced a warning. Call this after all other checks. */
+/* Checks that the kernel has not reported a warning. Call this after all other checks. */
 void check_kernel_warnings(void);
 
 #endif

@@ -49,7 +49,7 @@ static void* wait_once(void* argument) {
     return NULL;
 }
 
-/* Starts a waiter and returns when its wait has begun. Returns whether it has begun within 5 seconds. */
+/* Starts a waiter. Returns true when its wait has begun, or false if the wait has not begun within 5 seconds. */
 static bool start(struct waiter* waiter, const char* path, int fd) {
     long waits = get(path, "wait/calls");
     *waiter = (struct waiter){.fd = fd};
