@@ -159,7 +159,7 @@ misses_a_folder_in_the_map() {
     begin_tree
     sed -i /program/d "$work/tree/CONTRIBUTING.md"
     (cd "$work/tree" && echo program/main.cpp | "$OLDPWD/scripts/includes") >"$work/found"
-    [ $? = 1 ] && grep -qx 'program/main.cpp: the map names no folder of it' "$work/found"
+    [ $? = 1 ] && grep -qx 'program/main.cpp: no row of the folder table covers this file' "$work/found"
 }
 
 refuses_to_check_nothing() {
@@ -171,7 +171,7 @@ finds_a_circle_in_the_map() {
     begin_tree
     sed -i 's#the interface | |#the interface | `lib/` |#' "$work/tree/CONTRIBUTING.md"
     ! (cd "$work/tree" && echo lib/Trace.h | "$OLDPWD/scripts/includes") >"$work/found" &&
-        grep '^the map has a circle' "$work/found"
+        grep '^the folder table has a cycle' "$work/found"
 }
 
 # Runs the check of the wordings on a text.
