@@ -17,7 +17,7 @@ using Rynvel::Device;
 using Rynvel::IDevice;
 using namespace RynvelTest;
 
-/** Overrides the pure operations only, and records the single writes. */
+/** A device that overrides only the pure virtual operations, and records its single writes. */
 template <typename T>
 class MinimalDevice : public Device<T> {
 public:

@@ -38,7 +38,7 @@ using Rynvel::MemoryDevice;
 
 constexpr std::uint32_t pageSize = 4096;
 
-/** A file in memory. An access to a mapping beyond the size of the file faults. */
+/** A file in memory. An access to mapped pages beyond the end of the file causes a bus error. */
 class MemoryFile {
 public:
     explicit MemoryFile(off_t size) : m_fd(memfd_create("registers", MFD_CLOEXEC)) {
@@ -60,7 +60,7 @@ private:
     const int m_fd;
 };
 
-/** A row whose backend maps `size` bytes of the file. */
+/** Returns a table row whose backend maps `size` bytes of the file. */
 MemoryDevice mappedRow(const MemoryFile& file, std::uint32_t size, DeviceType type = DeviceType::Tyvon32) {
     return {"mapped", file.path(), size, type};
 }
@@ -198,7 +198,7 @@ TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
               "/dev/odd: its device type has no backend");
 }
 
-/** The requests of a second thread while files are handed over. */
+/** A fixture that opens and maps preopened files, as the library does. */
 class PreopenedFilesTest : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
@@ -277,7 +277,7 @@ TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
     close(descriptor);
 }
 
-/** Whether nothing is mapped at a page: then the system maps the page where mmap() asks for it. */
+/** Returns whether nothing is mapped at a page. Only then does mmap() return the address that the caller asks for. */
 bool isFree(void* page) {
     void* const given = ::mmap(page, pageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ::munmap(given, pageSize);
@@ -292,7 +292,7 @@ TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffs
         auto* const mapping = static_cast<char*>(mapAgain(descriptor, 2 * pageSize));
         auto leftover = preopened.takeRemainder();
         EXPECT_FALSE(isFree(mapping));
-        // The reserved range covers everything that the unmapping removes, so no other mapping is lost.
+        // The reserved range includes all pages that the library unmaps, so the library cannot remove another mapping.
         EXPECT_FALSE(isFree(mapping + 2 * pageSize));
         munmap(mapping + offset, 2 * pageSize);
         leftover.reset();
@@ -464,7 +464,7 @@ TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
     EXPECT_EQ(value, 0x12345678U);
 }
 
-/** A register whose access causes a bus error. The register stays mapped. */
+/** Returns a register that causes a bus error when a program reads it. The register stays mapped. */
 const volatile std::uint32_t& faultyRegister() {
     const MemoryFile empty(0);
     const int descriptor = ::open(empty.path().c_str(), O_RDONLY | O_CLOEXEC);
@@ -485,7 +485,7 @@ TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
         testing::KilledBySignal(SIGBUS), "");
 }
 
-/** Records its destruction. */
+/** An object that records its destruction. */
 class Witness {
 public:
     explicit Witness(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}

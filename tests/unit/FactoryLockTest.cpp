@@ -11,7 +11,7 @@
 #include "ScriptedPthread.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests.
+// The library of these tests has the device table of the tests.
 
 namespace {
 

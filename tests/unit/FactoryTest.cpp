@@ -18,7 +18,8 @@
 #include "StoredResults.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests. create() fills the process-wide list, so tests that call it run in a child.
+// The library of these tests has the device table of the tests. A device that create() has opened stays open until its
+// process ends, so tests that call create() run in child processes.
 
 namespace {
 
@@ -137,7 +138,7 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
     }
 }
 
-/** A row of the table of the tests, and the arguments of its device. */
+/** A row of the device table of the tests, with the class of the device and the calls of its construction. */
 struct Backend {
     const char* name;
     int width;
@@ -232,7 +233,7 @@ TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLock
     });
 }
 
-/** The function that creates private devices of a width. The names of the rows contain the width. */
+/** A fixture for the function that creates private devices of a width. The device names contain the width. */
 template <typename T>
 class MakeUniqueTest : public testing::Test {
 protected:
@@ -351,7 +352,7 @@ TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
     EXPECT_EQ(factory().getBackend32(2), nullptr);
 }
 
-/** Expects every accessor to end the process on either handle, with its name and the assertion that failed. */
+/** Expects every accessor to end the process on a wrong handle. The message names the accessor and the assertion. */
 void expectEndOn(int handle, int extreme, const std::string& assertion) {
     const auto message = [&](const std::string& width) {
         return "cppsrc/RynvelFactory:[0-9]+: Rynvel::" + (width.empty() ? "IDevice" : "Device" + width) +

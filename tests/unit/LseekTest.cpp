@@ -39,7 +39,7 @@ protected:
     void store(std::size_t address, T value) { m_os.store(address, value); }
     T stored(std::size_t address) const { return m_os.stored<T>(address); }
 
-    /** A burst returns its number of bytes, so only an 8-bit or an empty burst is reported as complete. */
+    /** Returns whether the device reports a complete burst as successful. It does so for 8-bit and for empty bursts. */
     static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
 
     static std::string readCall() { return std::string("read(7, ") + Width<T>::bytes + ")"; }
@@ -251,7 +251,7 @@ TYPED_TEST(LseekTest, EndsANetworkBurstAtTheFirstFailedItem) {
 
 TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
     constexpr unsigned int bytes = 2 * sizeof(TypeParam);
-    // The third item fails, even if two items have as many bytes as the burst has items.
+    // If the two good items have as many bytes as the burst has items, the burst succeeds in spite of the failed item.
     constexpr unsigned int items = std::max(bytes, 3U);
     TypeParam values[items] = {};
     this->m_os.script(Call::Read, {asUsual, asUsual, failing(EIO)});
@@ -316,7 +316,7 @@ TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
 template <typename T>
 class LseekOpenTest : public testing::Test {
 protected:
-    /** Opens a missing file on the real system, with traces up to the level on standard error. */
+    /** Opens a missing device file of the real system. Traces up to the level are written to standard error. */
     static void openNothing(ZilTraceLevel level) {
         ZilTraceControl::setLevel("*", level);
         const Lseek<T> device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));

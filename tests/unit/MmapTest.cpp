@@ -55,7 +55,7 @@ protected:
         return device;
     }
 
-    /** A device whose file could not be opened. */
+    /** Returns a device whose file could not be opened. */
     std::unique_ptr<Mmap<T>> absent() {
         m_os.script(Call::Open, {failing(ENODEV)});
         auto device = make(0, 0x1000);
@@ -97,7 +97,7 @@ TYPED_TEST(MmapTest, UnmapsAtItsFirstRegisterThenClosesThenDestroysTheMutex) {
     }
 }
 
-/** Tells whether the process has a mapping of the file, on the real system. */
+/** Returns whether the real system has a mapping of the file for this process. */
 bool isMapped(const std::string& file) {
     std::ifstream maps("/proc/self/maps");
     const std::string text((std::istreambuf_iterator<char>(maps)), std::istreambuf_iterator<char>());
@@ -200,7 +200,7 @@ TYPED_TEST(MmapTest, MapsNothingOfSizeZeroButKeepsTheFile) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
 }
 
-/** Writes traces to standard error with the streams of the C library, which bypass the scripted system. */
+/** A trace sink on standard error. Its stdio calls do not reach the scripted operating system. */
 class PrintingSink : public ZilTraceControl::Sink {
 public:
     void write(const ZilTraceControl::Record& record) override {
@@ -211,7 +211,7 @@ public:
 template <typename T>
 class MmapDeathTest : public testing::Test {
 protected:
-    /** Makes the mapping fail, and prints the calls and the traces. */
+    /** Constructs a device whose mapping fails. Prints the calls and the traces. */
     static void failToMap(bool fake) {
         ScriptedOs os;
         PrintingSink sink;

@@ -33,7 +33,7 @@ const std::string failedOnce = channel + "2 connectToServer: Connection Failed t
 const std::string failedAt = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
 const std::string succeededAt = channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt ";
 
-/** A scripted machine whose resolver finds some hosts. */
+/** A scripted operating system whose resolver finds some hosts. */
 class NetworkTest : public testing::Test {
 protected:
     NetworkTest() {

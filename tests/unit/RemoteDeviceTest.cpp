@@ -31,12 +31,12 @@ using Rynvel::ByteOrder;
 using Cause = ExchangeError::Cause;
 using std::chrono::milliseconds;
 
-/** Longer than any test, and shorter than the test program may take. */
+/** A time-out that no correct test reaches. It is shorter than the time limit of the test program. */
 constexpr milliseconds longTime(60'000);
 /** The time-out of a test that expects nothing to arrive. */
 constexpr milliseconds shortTime(20);
 
-/** Devices at a server of the test. */
+/** A fixture for remote devices of a server that the test controls. */
 class RemoteDevices : public testing::Test {
 protected:
     Common::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
@@ -45,7 +45,7 @@ protected:
         return {server(), "remote", width, [this] { return Deadline(m_timeout); }};
     }
 
-    /** A device whose server opens it and then replies so. */
+    /** Returns a remote device. The server opens the device and then sends the replies. */
     RemoteDevice deviceThatGets(const std::vector<Reply>& replies) {
         m_peer.script({success()});
         m_peer.script(replies);
@@ -63,7 +63,7 @@ protected:
         }
     }
 
-    /** The requests on the connection of a device, without those that open it. */
+    /** Returns `count` requests, without the first `opening` ones, which open the device. */
     std::vector<Bytes> requestsBehind(std::size_t opening, std::size_t count) {
         std::vector<Bytes> requests;
         const auto received = m_peer.requests(opening + count);
@@ -78,7 +78,7 @@ protected:
     TestPeer m_peer;
 };
 
-/** The operations of programs on a device, with the class of the library and with the client of the programs. */
+/** Performs the operations on a device that useByTheClient() performs with the client of the programs. */
 template <typename Device, typename T>
 void useByTheLibrary(Device& device) {
     T value = 0;
@@ -348,7 +348,7 @@ TEST(RecordConnections, ReportWhyThereIsNoServer) {
     EXPECT_NE(problemWith({"no-such-host.invalid", 8888}), "");
 }
 
-/** A listening socket whose queue of connections is full: the system answers no further connection. */
+/** A listening socket whose queue of connections is full. The system does not answer further connections. */
 class FullListener {
 public:
     FullListener() {
@@ -386,7 +386,7 @@ TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
     } catch (const ExchangeError& error) {
         EXPECT_EQ(error.cause(), Cause::TimedOut) << error.what();
     }
-    // The system would retry for minutes.
+    // Without the time-out, the system would retry for minutes.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 

@@ -35,12 +35,12 @@ constexpr auto name = "traf.top";
 constexpr std::size_t requests = 0;
 constexpr std::size_t interrupts = 1;
 
-/** The bytes of a request with the name of the device, and words at their offsets. */
+/** Returns the bytes of a request with the name of the device, and with words at offsets. */
 Bytes requestOf(RequestType type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
     return requestBytes(type, deviceName, words);
 }
 
-/** Ignores SIGPIPE, so that writing to a closed connection fails instead of ending the test. */
+/** A scope that ignores SIGPIPE. Writing to a closed connection then fails instead of ending the test. */
 class BrokenPipesIgnored {
 public:
     BrokenPipesIgnored() { std::signal(SIGPIPE, SIG_IGN); }
@@ -66,7 +66,7 @@ protected:
         return *m_device;
     }
 
-    /** The only request since the device was opened. It must arrive on the connection of the requests. */
+    /** Returns the only request since the device was opened. Expects the request on the request connection. */
     Bytes onlyRequest() {
         const auto received = m_peer.requests(1);
         EXPECT_EQ(received.size(), 1U);
@@ -78,7 +78,7 @@ protected:
         return received[0].bytes;
     }
 
-    /** Opens the device, and then appends to what the server does about the next requests. */
+    /** Opens the device, and appends replies to the next requests. */
     void reply(const std::vector<Reply>& answers) {
         device();
         m_peer.script(answers);
@@ -90,7 +90,7 @@ protected:
         return read();
     }
 
-    /** Begins to read in another thread, and returns when the server has the request and the thread waits. */
+    /** Begins to read in another thread. Returns when the server has received the request. */
     std::future<std::pair<bool, T>> beginToRead(const Reply& answer) {
         reply({answer});
         auto reading = std::async(std::launch::async, [this] { return read(); });
@@ -99,7 +99,7 @@ protected:
         return reading;
     }
 
-    /** Expects the operation to return the result of the server, and a failure without an answer. */
+    /** Expects the operation to succeed if the server answers Success. Expects it to fail in all other cases. */
     template <typename Operation>
     void expectTheResultOfTheServer(Operation operation) {
         Response odd;
@@ -227,7 +227,7 @@ TYPED_TEST(RemoteTest, TakesATruncatedResponseForWhatCameOfIt) {
 TYPED_TEST(RemoteTest, TakesTheRestOfASplitResponseForTheNextOne) {
     EXPECT_EQ(this->readAfter(split(responseOf({3, 4}), 8)), std::pair(true, TypeParam{0}));
     this->m_peer.letGo();
-    // The second value, 4, is where the result is expected.
+    // The rest of the response begins with the second value, 4. The device takes this value for the result.
     EXPECT_EQ(this->read(), std::pair(false, TypeParam{0}));
 }
 
@@ -599,7 +599,7 @@ TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNotANumber) {
     EXPECT_EQ(Remote<TypeParam>::getPort("host::abc"), 8888);
 }
 
-/** The device of a scripted machine that has a server at 10.0.0.7. */
+/** A fixture for devices on a scripted operating system, whose resolver finds the server at 10.0.0.7. */
 template <typename T>
 class ScriptedRemoteTest : public testing::Test {
 protected:
@@ -615,7 +615,7 @@ protected:
         return device;
     }
 
-    /** The calls whose texts begin with the prefix. */
+    /** Returns the recorded calls whose texts begin with `begin`. */
     EventLog calls(const std::string& begin) {
         EventLog found;
         std::copy_if(m_os.log().begin(), m_os.log().end(), std::back_inserter(found),
@@ -637,7 +637,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheL
         {"server::abc", "8888", {invalid, invalid}},
         {"server::70000", "4464", {}},
         {"server::-1", "65535", {}}};
-    // All answers are read from there.
+    // The scripted operating system takes all answers from this memory.
     this->m_os.memory.resize(16384);
     for (const auto& [address, port, lines] : places) {
         this->m_os.log().clear();
@@ -699,7 +699,7 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
         testing::KilledBySignal(SIGPIPE), "");
 }
 
-/** The row that an integrator would add for a device at the peer. */
+/** Returns the table row that an integrator would add for a device of the peer. */
 Rynvel::MemoryDevice row(DeviceType type, const TestPeer& peer) { return {name, peer.address(), 0U, type}; }
 
 template <typename T>

@@ -15,7 +15,6 @@ using namespace RynvelTest;
 
 using UnusedErrorsTest = FailsAtItsEnd;
 
-/** Locks and unlocks a mutex. */
 void useAMutex() {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     if (pthread_mutex_lock(&mutex) == 0) {

@@ -15,7 +15,7 @@ namespace {
 
 using namespace RynvelTest;
 
-/** Prints numbers with thousands separators, which no trace may contain. */
+/** A locale facet for numbers with thousands separators, which no trace may contain. */
 class GroupingNumbers : public std::numpunct<char> {
 protected:
     char do_thousands_sep() const override { return '\''; }

@@ -28,8 +28,8 @@ int formatUnlessItFails(char* text, size_t size, int flag, size_t room, const ch
 
 } // namespace
 
-// No argument makes formatting fail. These functions replace those of the C library. A fortified library calls the
-// second one.
+// These functions replace those of the C library, because no argument of the library makes formatting fail. A fortified
+// build of the library calls the second one.
 extern "C" {
 
 int snprintf(char* text, size_t size, const char* format, ...) noexcept {
@@ -62,7 +62,7 @@ const std::string opening = "open(/dev/tomkar_traffic, 2)";
 const std::string enabling = "write(7, " + inMemory(std::int32_t{1}) + ")";
 const std::string disabling = "write(7, 00000000)";
 
-/** Makes the formatting of a path fail. */
+/** A scope in which the formatting of a path fails. */
 class FailingFormat {
 public:
     FailingFormat() { formattingFails = true; }
@@ -102,7 +102,7 @@ protected:
         return size();
     }
 
-    /** The message of an exception that the attribute makes. */
+    /** Returns the message of the exception that this text of the size attribute causes, or "no exception". */
     template <typename Exception>
     std::string complaint(const std::string& text) {
         try {
@@ -378,7 +378,7 @@ TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
                                          "\"/dev/tomkar_traffic\". errno = Interrupted system call"});
 }
 
-/** Records the calls of enable within a wait. */
+/** A UIO device that counts the calls of enableInterrupt(). */
 template <typename T>
 class OwnEnable : public Uio<T> {
 public:
