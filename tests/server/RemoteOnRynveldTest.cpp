@@ -14,7 +14,7 @@
 #include "RecordClient.h"
 #include "RynveldProcess.h"
 
-// The remote devices of the library, with the real server.
+// Tests the remote devices of the library with the real server.
 
 namespace RynvelTest {
 namespace {
@@ -27,7 +27,7 @@ std::unique_ptr<Remote<T>> remote(const RynveldProcess& server, const std::strin
     return std::make_unique<Remote<T>>(name, server.address(), plainMutex());
 }
 
-/** A seekable device of each width. */
+/** A fixture for a remote device of a width. The device is seekable at the server. */
 template <typename T>
 class RemoteOnRynveld : public testing::Test {
 protected:
@@ -100,7 +100,7 @@ TYPED_TEST(RemoteOnRynveld, HasNoInterruptsWhereTheServersDeviceHasNone) {
 TYPED_TEST(RemoteOnRynveld, LosesNoBitOfMaskedWritesOfManyClients) {
     constexpr unsigned int clients = 4;
     constexpr unsigned int rounds = 100;
-    // Connecting resolves the address. Only one thread may do so at a time.
+    // The constructor calls gethostbyname(), which is not thread-safe, so one thread makes all devices.
     std::vector<std::unique_ptr<Remote<TypeParam>>> devices;
     for (unsigned int i = 0; i < clients; ++i) {
         devices.push_back(remote<TypeParam>(this->m_server, this->m_name));
@@ -132,7 +132,7 @@ TYPED_TEST(RemoteOnRynveld, WorksOnWithNothingOnADeviceOfAnotherWidthAndOnOneTha
     }
 }
 
-/** A device with interrupts, and a client beside it that raises them. */
+/** A fixture for a device with interrupts, and a second client that raises the interrupts. */
 template <typename T>
 class RemoteInterruptsOnRynveld : public testing::Test {
 protected:
@@ -175,7 +175,7 @@ TYPED_TEST(RemoteInterruptsOnRynveld, MakeADescriptorReadable) {
     EXPECT_EQ(this->received(), 5U);
 }
 
-/** A device of a server with simulated faults. */
+/** A fixture for a device of a server with simulated faults. */
 class RemoteOnFaultyRynveld : public testing::Test {
 protected:
     std::unique_ptr<Remote<std::uint32_t>> connect(const std::string& fault) {

@@ -59,7 +59,7 @@ public:
         EXPECT_EQ(response.getLength(), 0U);
         return response.isSuccessful();
     }
-    /** The values of a successful answer. */
+    /** Expects a successful answer, and returns its values. */
     Values values(const Request& request) {
         const auto response = handle(request);
         EXPECT_TRUE(response.isSuccessful());
@@ -78,7 +78,7 @@ public:
     explicit Server(Policy policy) : m_policy(std::move(policy)), m_devices(m_policy) {}
 
     Connection connect() { return {m_devices, m_policy}; }
-    /** A connection that has opened the device. */
+    /** Returns a connection that has opened the device. */
     Connection connect(const std::string& name) {
         Connection connection = connect();
         EXPECT_TRUE(connection.open(name));
@@ -94,7 +94,7 @@ class RequestRefusals : public testing::Test {
 protected:
     explicit RequestRefusals(const Policy& policy) : m_server(policy) {}
 
-    /** Expects an empty Error and one line with the refused request and the reason. */
+    /** Expects an Error without values. Expects the last trace to name the refused request and the reason. */
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason,
                        const std::string& shownName) {
         m_recorder.clear();
@@ -121,7 +121,7 @@ protected:
                   "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + reason + ".");
     }
 
-    /** Expects that each record ends its connection, with one line that says why. */
+    /** Expects each record to end the connection, with one trace that says why. */
     void expectEnd(Connection& connection, const std::vector<Request>& requests, const std::string& reason) {
         for (const auto& request : requests) {
             m_recorder.clear();
@@ -169,7 +169,7 @@ TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
     for (unsigned int i = 0; i < 1000; ++i) {
         EXPECT_FALSE(connection.open("nothing"));
     }
-    // One line of each kind.
+    // Each failed opening causes two traces, and the limit applies to each of the two kinds.
     EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesPerPeriod);
 }
 
@@ -373,7 +373,7 @@ TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts)
     expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
-/** Requests of a client for the interrupt of a simulated device. */
+/** A fixture for requests of a client to the interrupt of a simulated device. */
 class SimulatedInterruptRequests : public RequestHandlerTest {
 protected:
     bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }
@@ -442,7 +442,7 @@ TEST_F(RequestHandlerTest, RefusesAllThatChangesADeviceWhenItIsReadOnly) {
     }
 }
 
-/** Devices of this machine: files in the working folder. */
+/** A fixture for devices of this machine, which are files in the working folder. */
 class RequestsToFiles : public RequestRefusals {
 protected:
     static constexpr std::uintmax_t pageSize = 4096;

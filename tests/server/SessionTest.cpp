@@ -30,7 +30,7 @@ Policy simulated(const std::vector<Fault>& faults = {}) {
     return policy;
 }
 
-/** A session in a thread of its own. The client receives each send() of the server as one message. */
+/** A session in its own thread. The client receives the bytes of each send() of the server separately. */
 class RunningSession {
 public:
     explicit RunningSession(Policy policy = simulated(), std::chrono::milliseconds idleTimeout = 0ms)
@@ -58,7 +58,7 @@ public:
         m_thread = std::thread([] {});
     }
 
-    /** Sends a request, and expects that the server answers with one call per size. */
+    /** Sends a request, and expects the server to send the answer in pieces of these sizes in bytes. */
     void expectPieces(const Request& request, const std::vector<ssize_t>& sizes) const {
         EXPECT_TRUE(m_client.send(request));
         for (const ssize_t size : sizes) {
@@ -145,7 +145,7 @@ TEST(Session, ReleasesItsDeviceInItsOwnThread) {
     session.client().open("seek.8");
     ::shutdown(session.client().socket(), SHUT_WR);
     session.join();
-    // Nobody has the file open.
+    // The system refuses the lease if the file is still open.
     const LeasedFile file("registers.seek");
     EXPECT_TRUE(session.client().isEnded());
 }

@@ -38,7 +38,7 @@ bool isReadable(int descriptor) {
     return ::poll(&state, 1, 0) == 1;
 }
 
-/** The parameter is the width. */
+/** A fixture for a simulated device. The parameter is the register width in bits. */
 class SimulatedDeviceTest : public testing::TestWithParam<unsigned int> {
 protected:
     static unsigned int width() { return GetParam(); }
@@ -173,7 +173,7 @@ TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().io
 
 class SimulatedInterrupt : public testing::Test {
 protected:
-    /** Returns the word that can be received, if any. */
+    /** Returns the interrupt word that is ready to be received, if there is one. */
     std::optional<unsigned long> received() {
         unsigned long word = 0;
         if (!isReadable(m_interrupt.descriptor()) || !m_interrupt.receive(&word)) {
@@ -198,7 +198,7 @@ TEST_F(SimulatedInterrupt, IsPendingUntilItIsEnabledAndAgainAfterItIsDisabled) {
 }
 
 TEST_F(SimulatedInterrupt, IsKeptOnceUntilItIsReceivedWhetherItIsPendingOrNot) {
-    // From the second round on, it is enabled.
+    // The interrupt is disabled in the first round, and enabled in the second.
     for (const std::uint32_t latest : {8U, 0xFFFFFFFFU}) {
         m_interrupt.raise(7);
         m_interrupt.raise(latest);

@@ -15,7 +15,7 @@ protected:
         return m_limit.admit(host, cause, m_now);
     }
 
-    /** Uses up the lines of a host in a period. */
+    /** Uses up the lines that a host may cause in a period. */
     void exhaust() {
         for (std::size_t i = 0; i < TraceLimit::linesPerPeriod; ++i) {
             EXPECT_EQ(admit(), "");
