@@ -21,7 +21,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The program, on devices that are files of the test. */
+/** A fixture for rynvelctl with devices that are files of the test. */
 class LocalDevices : public testing::Test {
 protected:
     LocalDevices() {
@@ -35,7 +35,7 @@ protected:
 
     Ending run(const std::string& line) const { return start(line).wait(); }
 
-    /** @param output where standard output goes. */
+    /** @param output the descriptor for standard output, or Program::toTheTest. */
     Program start(const std::string& line, int output = Program::toTheTest) const {
         return {RYNVELCTL_FOR_TESTS, words(line), m_folder.path(), output};
     }
@@ -47,7 +47,7 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
-    /** The error text for a request that a file does not support. It differs under an emulator of single programs. */
+    /** Returns the error text of the system for an ioctl request to a file. A user-mode emulator has another text. */
     std::string refusal() const {
         const int file = open((m_folder.path() + "/map").c_str(), O_RDWR | O_CLOEXEC);
         EXPECT_EQ(ioctl(file, 0xEE7F, 0), -1);
@@ -59,11 +59,11 @@ protected:
     TestFolder m_folder;
 };
 
-/** Counts how often a file is opened. */
+/** A counter of the openings of a file. */
 class Openings {
 public:
     explicit Openings(const std::string& path) : m_events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        // Watching the closes as well keeps the system from merging two openings into one event.
+        // Also watches closing the file, because the system merges two openings without another event between them.
         EXPECT_NE(inotify_add_watch(m_events, path.c_str(), IN_OPEN | IN_CLOSE), -1);
     }
     Openings(const Openings&) = delete;

@@ -10,7 +10,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The program, on devices at servers. The server opens every device unless a test says otherwise. */
+/** A fixture for rynvelctl with devices of a server. By default, the server answers every request with success. */
 class RemoteDevices : public testing::Test {
 protected:
     Arguments remotely(const std::string& line) const { return words("--remote " + m_peer.address() + ' ' + line); }
@@ -21,13 +21,13 @@ protected:
         expectEnding(run(line), status, output, problem, line);
     }
 
-    /** The exchange that opens the device, before the operation. */
+    /** Scripts a success for opening the device, and then the replies to the operation. */
     void opensThen(const std::vector<Reply>& replies) {
         m_peer.script({success()});
         m_peer.script(replies);
     }
 
-    /** The bytes of the request after the one that opens the device. */
+    /** Returns the bytes of the second request, which follows the opening of the device. */
     std::vector<std::uint8_t> operation() { return m_peer.requests(2)[1].bytes; }
 
     TestPeer m_peer;
@@ -132,7 +132,7 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     // This time-out leaves enough time for the answers that the server does send.
     const std::string commandTimedOut = m_peer.address() + ": timed out after 500 ms";
-    // The requests that get no answer: open the device, open it for interrupts, arm, enable the interrupt.
+    // The server stops answering at each request in turn: two Open requests, arming, enabling the interrupt.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());
@@ -209,7 +209,7 @@ TEST_F(RemoteDevices, AreDumpedInOneRequestWithBurst) {
 
 TEST_F(RemoteDevices, ReportTheirInterrupts) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 2"), ".");
-    // The first four requests open the device, arm its interrupts and enable them.
+    // The first four requests open the device twice, arm a connection and enable the interrupt.
     m_peer.requests(4);
     m_peer.send(1, {0, 0});
     m_peer.send(1, {1, 2});
@@ -228,7 +228,7 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheConnectionOfTheirInterruptsIsClosed) 
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilTheTimeIsOut) {
-    // Connecting uses a part of the time of the whole command, so the time must suffice for both.
+    // The time-out of the whole command includes connecting, so it must be long enough for both.
     expect("--type Uio32 wait remote --timeout 1s", 4, "", "remote: no interrupt within 1 s");
     expect("--timeout 1s --type Uio32 wait remote", 4, "", "remote: no interrupt within 1 s");
     expect("--type Uio32 wait remote --each 20ms", 4, "", "remote: no interrupt within 20 ms");
@@ -255,7 +255,7 @@ TEST_F(RemoteDevices, AreNotReachedWhereNobodyListens) {
                  nobody.address() + ": Connection refused");
 }
 
-/** A server of this build, on a port of the system's choice. */
+/** A server of this build, on a port that the system chooses. */
 class RunningServer {
 public:
     RunningServer(const std::string& path, const std::string& options, const std::string& folder)
@@ -272,7 +272,7 @@ private:
     std::string m_address;
 };
 
-/** The program, on a server that simulates its devices. */
+/** A fixture for rynvelctl with a server that simulates its devices. */
 class SimulatedDevices : public testing::Test {
 protected:
     explicit SimulatedDevices(const std::string& options = "") : m_server(RYNVELD, "--simulate " + options, ".") {}
@@ -372,7 +372,7 @@ TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedAsFailingAndNotAsUnreachable)
            "traf.top: reading 0x00000004 failed: the server refused the request");
 }
 
-/** The program, on files of this machine and on the same files at a server. */
+/** A fixture for rynvelctl with devices that are files, directly and through a server. */
 class ServedFiles : public testing::Test {
 protected:
     ServedFiles() {

@@ -25,7 +25,7 @@ constexpr DeviceTypeInfo remote8{"Remote8", Access::Remote, 8, true, false, 1};
 constexpr DeviceTypeInfo remote32{"Remote32", Access::Remote, 32, true, false, 1};
 constexpr DeviceTypeInfo seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
 
-/** The message of a failing call. */
+/** Returns the message of a call that fails with a usage error. */
 template <typename Call>
 std::string complaint(const Call& call) {
     try {
