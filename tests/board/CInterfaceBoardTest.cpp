@@ -12,7 +12,7 @@
 #include "BoardProbe.h"
 #include "ChildProcess.h"
 
-// The C interface on the board's own devices, through the real kernel.
+// Tests the C interface with the devices of the board and the real kernel.
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "DeviceContract.h"
 #include "TraceRecorder.h"
 
-// FPGA registers through the real spidev driver.
+// Tests FPGA registers with the real spidev driver.
 
 namespace RynvelTest {
 namespace {

@@ -7,7 +7,7 @@
 #include "DeviceContract.h"
 #include "TraceRecorder.h"
 
-// Tyvon devices through a real driver: its requests and interrupt reads.
+// Tests Tyvon devices with a real driver, including its ioctl requests and interrupt reads.
 
 namespace RynvelTest {
 namespace {
@@ -33,8 +33,7 @@ public:
     static constexpr auto channel = "Rynvel.TyvonInterrupt";
     static constexpr bool hasInterrupts = true;
 
-    /** A 16-bit burst in Network order makes several reads of 2 bytes after one seek. The driver is prepared for that.
-     */
+    /** Prepares the driver for bursts in Network order, which make several transfers after one seek. */
     TyvonInterruptOnBoard() : BoardRegisters<T>(name) { BoardProbe(name).set("transfers_per_seek", "5"); }
     ~TyvonInterruptOnBoard() { BoardProbe(name).set("transfers_per_seek", "1"); }
 

@@ -18,7 +18,7 @@
 #include "ChildProcess.h"
 #include "DeviceContract.h"
 
-// Mapped registers and interrupts on the board's UIO devices, through the real kernel.
+// Tests the mapped registers and the interrupts of the UIO devices of the board, with the real kernel.
 
 namespace RynvelTest {
 namespace {
@@ -202,7 +202,7 @@ TEST_F(BoardUioInterrupts, SetTheInformationToZeroWhenTheWaitFails) {
     ASSERT_EQ(fcntl(descriptor, F_SETFL, flags), 0);
 }
 
-/** The registers of the real-time clock, by index. */
+/** The indexes of the registers of the real-time clock. */
 enum ClockRegister : unsigned int { counter = 0, match = 1, interruptMask = 4, interruptClear = 7 };
 
 TEST(BoardClock, CountsSecondsAndDeliversItsMatchInterruptWithinASecondOfItsTime) {
