@@ -7,7 +7,7 @@
 #include "DeviceContract.h"
 #include "TraceRecorder.h"
 
-// Tests Tyvon devices with a real driver, including its ioctl requests and interrupt reads.
+// Tests Tyvon devices, their ioctl requests and their interrupt reads with a real driver.
 
 namespace RynvelTest {
 namespace {

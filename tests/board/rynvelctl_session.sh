@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Runs a session with rynvelctl on the board. Prints every command, its output and its exit status. Replaces the parts of
-# the output that vary. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
+# Runs a session with rynvelctl on the board. Prints every command, its output and its exit status. Replaces the parts
+# that vary. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
 program=$1
 own_program=$2
 server=$3
@@ -69,7 +69,7 @@ wait_without_interrupt() {
     echo "after $time hundredths of a second"
 }
 
-# Raises an interrupt, which stays pending until it is enabled.
+# Raises an interrupt, which stays pending until rynvelctl enables it.
 interrupt() {
     echo "$2" >"$probe/$1/raise"
     printf '# %s raised: %s\n' "$1" "$2"

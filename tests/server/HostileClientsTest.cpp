@@ -467,7 +467,7 @@ std::size_t countOf(const std::string& part, const std::string& text) {
     return count;
 }
 
-/** Expects only traces that hostile clients cause, and no more disconnections than the limit of traces allows. */
+/** Expects only traces that hostile clients cause, and no more lines about disconnections than the limit. */
 void expectTracesOfASoak(const std::string& text) {
     const std::size_t hungUp = countOf(" was disconnected: ", text);
     EXPECT_GT(hungUp, 0U);

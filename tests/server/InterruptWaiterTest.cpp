@@ -55,7 +55,7 @@ public:
     /** Makes enableInterrupt() block until the thread receives a signal. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
-    /** Makes every further reception fail. */
+    /** Makes every further wait fail. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -139,7 +139,7 @@ public:
     std::uint32_t word() const { return m_client.interrupt(); }
     bool isEnded() const { return m_client.isEnded(); }
     bool hasNothing() const { return m_client.hasNothing(); }
-    /** Limits the send buffer to few words that the client has not read. */
+    /** Limits the send buffer of the server to a few interrupt words. */
     void leaveLittleRoom() const {
         constexpr int small = 1;
         EXPECT_EQ(::setsockopt(m_pair.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);

@@ -217,7 +217,7 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
-// This test waits for a whole period, so it does not run where the tests run slowly.
+// This test waits for a whole period, so it does not run in builds whose tests run slowly.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
 TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));

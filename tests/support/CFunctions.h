@@ -23,7 +23,7 @@ struct CFunctions {
     /** The number by which a function divides its address to get the address of the device. */
     unsigned int divisor;
 
-    /** Returns whether a burst with this argument has Host order. An 8-bit burst always has. */
+    /** Returns whether a burst with this argument has Host order. An 8-bit burst always has Host order. */
     static bool isHostOrder(int byteOrder) { return sizeof(T) == 1 || byteOrder == 0; }
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Replaces functions of the C library in a program that links this file. Each function calls the scripted operating
 // system of the calling thread, or the kernel if the thread has none. A sanitizer calls these functions before its
-// runtime is ready, so they must not use that runtime.
+// runtime is ready, so the functions must not use that runtime.
 //
 // This file also replaces the further names that the headers of the C library use for these functions in a fortified
 // build, and in a 32-bit build with 64-bit file offsets and times.

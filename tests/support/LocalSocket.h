@@ -14,7 +14,7 @@
 
 namespace RynvelTest {
 
-/** A local socket with a name: a path, or "@" and a name in the abstract name space. */
+/** A local socket whose name is a path, or "@" and a name in the abstract name space. */
 class LocalSocket {
 public:
     explicit LocalSocket(int type, std::string name = "@rynvel test " + std::to_string(::getpid()))

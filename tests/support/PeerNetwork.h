@@ -39,7 +39,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::map<std::string, std::uint16_t> m_places;
-    /** The number of seconds that the sleeping thread asks for; 0 if no thread sleeps. */
+    /** The number of seconds that the sleeping thread asks for, or 0 if no thread sleeps. */
     unsigned int m_sleep = 0;
 };
 

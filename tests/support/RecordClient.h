@@ -53,7 +53,7 @@ public:
     /** Returns false if the connection ends or a minute passes before the record is complete. */
     bool receive(Rynvel::IMessage& message) const;
 
-    /** Returns the answer to a request, or a response with the result 1, which is not valid, if there is no answer. */
+    /** Returns the answer to a request. If there is no answer, returns a response with the invalid result 1. */
     Response exchange(const Request& request) const;
     bool succeeds(const Request& request) const { return exchange(request).isSuccessful(); }
     /** Returns whether the answer is Error. */

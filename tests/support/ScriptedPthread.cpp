@@ -27,7 +27,7 @@ private:
     ScriptedPthread* const m_paused;
 };
 
-// In the order of the enumeration MutexCall.
+// The names have the order of the enumeration MutexCall.
 constexpr const char* names[] = {
     "pthread_mutex_init",        "pthread_mutex_destroy", "pthread_mutexattr_init", "pthread_mutexattr_setprotocol",
     "pthread_mutexattr_destroy", "pthread_mutex_lock",    "pthread_mutex_unlock"};

@@ -39,7 +39,7 @@ public:
 
     static ScriptedPthread* current();
 
-    /** Makes every call of the function fail with the error. The test fails at its end if it has made no such call. */
+    /** Makes every call of the function fail with the error. The test fails at its end if there was no such call. */
     void fail(MutexCall call, int error);
 
     /** Makes every call succeed again. */

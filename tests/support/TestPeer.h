@@ -60,7 +60,7 @@ public:
 
     enum class Start { AtOnce, Later };
 
-    /** The function that replies without a script. Each connection calls it in its own thread. */
+    /** The function that replies without a script. Each connection calls the function in its own thread. */
     using Service = std::function<Reply(std::size_t connection, const Rynvel::Request& request)>;
 
     /** With Start::Later, the peer refuses connections until start(). */

@@ -21,7 +21,7 @@ namespace RynvelTest {
  */
 class UnusedAnswers : public testing::EmptyTestEventListener {
 public:
-    /** Creates the object of a test double. Call of() once, before the first test. The object is never destroyed. */
+    /** Returns a new object for a test double. Call of() once, before the first test. The object is never destroyed. */
     static UnusedAnswers& of(std::vector<std::string> functions) {
         auto* const unused = new UnusedAnswers(std::move(functions));
         testing::UnitTest::GetInstance()->listeners().Append(unused);

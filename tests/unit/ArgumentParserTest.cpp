@@ -12,7 +12,7 @@ using Common::CommandDescription;
 using Common::ParseResult;
 using Words = std::vector<std::string>;
 
-/** A program with every kind of option, argument and command. */
+/** A fixture for a program with every kind of option, argument and command. */
 class ArgumentParsers : public testing::Test {
 protected:
     ArgumentParsers() {

@@ -14,8 +14,8 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// The library of these tests has the device table of the tests. A device stays open until its process ends, so tests
-// that open devices run in child processes.
+// These tests use a library whose device table is TestDeviceRows.inc. A device stays open until its process ends, so
+// tests that open devices run in child processes.
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "ScriptedPthread.h"
 #include "TraceRecorder.h"
 
-// The library of these tests has the device table of the tests.
+// These tests use a library whose device table is TestDeviceRows.inc.
 
 namespace {
 

@@ -18,7 +18,7 @@
 #include "StoredResults.h"
 #include "TraceRecorder.h"
 
-// The library of these tests has the device table of the tests. A device that create() has opened stays open until its
+// These tests use a library whose device table is TestDeviceRows.inc. A device that create() opens stays open until its
 // process ends, so tests that call create() run in child processes.
 
 namespace {

@@ -363,7 +363,7 @@ TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperation) {
                                           entry + "write ENTER Hex(offset)=0x00000002, items=0, byteOrder=Host"}));
 }
 
-/** Opens a missing device file of the real system. Traces up to the level are written to standard error. */
+/** Opens a missing device file of the real system. Writes traces up to the level to standard error. */
 void openNothing(ZilTraceLevel level) {
     ZilTraceControl::setLevel("*", level);
     const FpgaSpi32 device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), 0);

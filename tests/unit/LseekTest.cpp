@@ -39,7 +39,7 @@ protected:
     void store(std::size_t address, T value) { m_os.store(address, value); }
     T stored(std::size_t address) const { return m_os.stored<T>(address); }
 
-    /** Returns whether the device reports a complete burst as successful. It does so for 8-bit and for empty bursts. */
+    /** Returns whether the device reports a complete burst as successful. Only 8-bit bursts and empty bursts are. */
     static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
 
     static std::string readCall() { return std::string("read(7, ") + Width<T>::bytes + ")"; }
@@ -316,7 +316,7 @@ TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
 template <typename T>
 class LseekOpenTest : public testing::Test {
 protected:
-    /** Opens a missing device file of the real system. Traces up to the level are written to standard error. */
+    /** Opens a missing device file of the real system. Writes traces up to the level to standard error. */
     static void openNothing(ZilTraceLevel level) {
         ZilTraceControl::setLevel("*", level);
         const Lseek<T> device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));

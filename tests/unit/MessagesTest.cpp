@@ -76,13 +76,13 @@ Bytes bytesFrom(const std::string& digits) {
     return bytes;
 }
 
-/** Stores the bytes that a peer sent in a message. */
+/** Stores bytes in a message, as if a peer had sent them. */
 void receive(IMessage& message, const Bytes& bytes) {
     ASSERT_EQ(bytes.size(), message.getSize());
     std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(message.toBuffer()));
 }
 
-/** Returns a record of zeros with the bytes at an offset. */
+/** Returns a record that has the bytes at the offset, and zeros elsewhere. */
 Bytes record(std::size_t size, std::size_t offset, const Bytes& bytes) {
     Bytes all(size);
     std::copy(bytes.begin(), bytes.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));

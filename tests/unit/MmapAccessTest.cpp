@@ -17,7 +17,7 @@ using namespace RynvelTest;
 template <typename T>
 class MmapAccessTest : public testing::Test {
 protected:
-    /** The index of the last register of the page. An access that is too wide crosses the end of the page there. */
+    /** The index of the last register of the page. A wider access at this index crosses the end of the page. */
     static constexpr unsigned int last = AccessRecorder::pageSize / sizeof(T) - 1;
     static constexpr std::size_t lastOffset = last * sizeof(T);
 

@@ -149,7 +149,7 @@ TEST(PthreadMutex, TracesBeforeItsCalls) {
 // This test uses mutexes that are not initialized. The thread sanitizer would report them.
 #ifndef __SANITIZE_THREAD__
 
-/** Expects lock() and unlock() to fail after a failed construction, with any earlier content of the memory. */
+/** Expects lock() and unlock() to fail after a failed construction, in memory that was filled with a byte before. */
 void expectFailuresAfterAFailedConstruction(MutexCall failing, PthreadMutexType type, std::uint8_t memory) {
     alignas(PthreadMutex) unsigned char place[sizeof(PthreadMutex)];
     std::memset(place, memory, sizeof(place));

@@ -78,7 +78,7 @@ protected:
     TestPeer m_peer;
 };
 
-/** Performs the operations on a device that useByTheClient() performs with the client of the programs. */
+/** Performs the operations of useByTheClient() with a device of the library. */
 template <typename Device, typename T>
 void useByTheLibrary(Device& device) {
     T value = 0;
