@@ -76,7 +76,7 @@ TEST(ServedBoard, MovesTheLargestBurst) {
     EXPECT_EQ(values, written);
 }
 
-TEST(ServedBoard, RefusesWhatLiesOutsideOfAMappingAndServesOn) {
+TEST(ServedBoard, RefusesAccessesOutsideTheMappingAndContinues) {
     const auto device = remote<std::uint32_t>("traf.car");
     std::uint32_t value = 7;
     EXPECT_TRUE(device->read(1023, &value));
@@ -128,7 +128,7 @@ private:
     const std::unique_ptr<Rynvel::Device32> m_device = remote<std::uint32_t>("rtc0");
 };
 
-TEST(ServedBoard, HandsTheInterruptsOfTheClockOnToAnotherMachine) {
+TEST(ServedBoard, ForwardsTheInterruptsOfTheClockToAnotherMachine) {
     Clock clock;
     unsigned long type = 0;
     EXPECT_TRUE(clock.device().getInterruptType(&type));

@@ -79,7 +79,7 @@ TYPED_TEST(BoardTyvon, ReachesTheDriverWithTheRightRequests) {
     EXPECT_EQ(type, 3U);
 }
 
-TYPED_TEST(BoardTyvon, TakesAPositiveResultOfARequestForAFailure) {
+TYPED_TEST(BoardTyvon, TreatsAPositiveResultOfARequestAsAFailure) {
     unsigned long type = 0;
     this->m_probe.set("ioctl/force", "3 5");
     EXPECT_FALSE(this->m_device->enableInterrupt());
@@ -121,7 +121,7 @@ TYPED_TEST(BoardTyvon, WaitsForAnInterruptThatIsThereUntilItIsEnabled) {
     waiter.join();
 }
 
-TYPED_TEST(BoardTyvon, WaitsWithoutHinderingRegisterAccessFromAnotherThread) {
+TYPED_TEST(BoardTyvon, WaitsWithoutBlockingRegisterAccessByAnotherThread) {
     using Value = typename TypeParam::Value;
     EXPECT_TRUE(this->m_device->enableInterrupt());
     this->m_probe.resetCalls("wait");
@@ -147,7 +147,7 @@ TYPED_TEST(BoardTyvon, WaitsWithoutHinderingRegisterAccessFromAnotherThread) {
     waiter.join();
 }
 
-TYPED_TEST(BoardTyvon, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
+TYPED_TEST(BoardTyvon, SetsTheInterruptWordToZeroAndTracesWhyWhenTheWaitFails) {
     const std::string path = std::string("/dev/") + TypeParam::name;
     const auto failing = [&](const std::string& force, const std::string& text) {
         const TraceRecorder recorder(1);

@@ -237,7 +237,7 @@ TEST_F(HeldOffForLong, StopsWaitingAfterTheLastSocketAndResumesWithTheNext) {
     }
 }
 
-TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
+TEST_F(InterruptWaiterTest, KeepsTheWordsForASocketUntilDeliveryStarts) {
     const SocketPair pair;
     const RecordClient client = RecordClient::on(::dup(pair.client()));
     m_waiter.arm(pair.server(), m_peer);
@@ -256,7 +256,7 @@ TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
 
 std::atomic<unsigned int> wakeUps{0};
 
-TEST_F(HeldOffForLong, IsStoppedWithoutASignalWhileItWaits) {
+TEST_F(HeldOffForLong, StopsWithoutASignalWhileItWaits) {
     struct sigaction count {};
     struct sigaction before {};
     count.sa_handler = [](int /*signal*/) { ++wakeUps; };
@@ -285,7 +285,7 @@ private:
     const SocketPair m_never;
 };
 
-TEST_F(InterruptWaiterTest, IsStoppedInsideOfADeviceThatCannotBePolled) {
+TEST_F(InterruptWaiterTest, StopsInsideADeviceThatCannotBePolled) {
     UnpollableDevice device;
     InterruptWaiter waiter(device, false);
     for (unsigned int i = 0; i < 10; ++i) {
@@ -367,14 +367,14 @@ TEST_F(WaitingDoesNotEnable, ReportsWhenTheInterruptCannotBeEnabled) {
     EXPECT_FALSE(m_waiter.enable());
 }
 
-TEST_F(WaitingDoesNotEnable, WaitsOnAfterASignal) {
+TEST_F(WaitingDoesNotEnable, ContinuesToWaitAfterASignal) {
     m_device.interruptTheNextWait();
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(m_waiter.enable());
     EXPECT_TRUE(pulseArrives(1, client));
 }
 
-TEST_F(InterruptWaiterTest, EndsWhileTheDeviceBlocksInItsEnabling) {
+TEST_F(InterruptWaiterTest, EndsWhileEnablingTheInterruptBlocks) {
     m_device.blockWhenEnabled();
     const ArmedClient client(m_waiter);
 }
@@ -406,7 +406,7 @@ TEST_F(InterruptWaiterTest, ClosesTheConnectionsWhenTheInterruptCannotBeEnabled)
     EXPECT_TRUE(client.isEnded());
 }
 
-TEST_F(InterruptWaiterTest, LosesTheWordsOfAnUnreadSocketOnly) {
+TEST_F(InterruptWaiterTest, LosesOnlyTheWordsOfAnUnreadSocket) {
     const TraceRecorder recorder(1, "Rynveld");
     const ArmedClient lazy(m_waiter);
     lazy.leaveLittleRoom();

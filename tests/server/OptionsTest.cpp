@@ -112,7 +112,7 @@ TEST(Options, AllowIoctlCommandsByNumber) {
                 "is not a number of at most 32 bits (for example 0xEE00)");
 }
 
-TEST(Options, LimitConnectionsAndIdleness) {
+TEST(Options, LimitConnectionsAndIdleTime) {
     EXPECT_EQ(parse({"--max-connections", "1"}).maxConnections, 1U);
     EXPECT_EQ(parse({"--max-connections", "10000"}).maxConnections, 10000U);
     for (const char* wrong : {"0", "10001", "-1", "many", ""}) {
@@ -141,7 +141,7 @@ std::size_t limitInUnit(const std::string& name) {
     return 0;
 }
 
-TEST(Options, LimitConnectionsToWhatTheServicesUnitHasRoomFor) {
+TEST(Options, LimitConnectionsToTheCapacityOfTheSystemdUnit) {
     constexpr std::size_t most = 10000;
     constexpr std::size_t others = 100;
     EXPECT_EQ(parse({"--max-connections", std::to_string(most)}).maxConnections, most);

@@ -75,7 +75,7 @@ TYPED_TEST(RemoteOnRynveld, IsRefusedLongerReadsAndWritesTheStartOfLongerBursts)
     EXPECT_EQ(this->at(128 * sizeof(TypeParam)), 0U);
 }
 
-TYPED_TEST(RemoteOnRynveld, IsRefusedWhatLiesOutsideOfTheDevice) {
+TYPED_TEST(RemoteOnRynveld, FailsOutsideTheDevice) {
     TypeParam value = 9;
     EXPECT_FALSE(this->m_device->read(4096, &value));
     EXPECT_FALSE(this->m_device->write(4096, 1));
@@ -83,12 +83,12 @@ TYPED_TEST(RemoteOnRynveld, IsRefusedWhatLiesOutsideOfTheDevice) {
     EXPECT_TRUE(this->m_device->read(0, &value));
 }
 
-TYPED_TEST(RemoteOnRynveld, PassesAllowedIoctlCommandsOn) {
+TYPED_TEST(RemoteOnRynveld, ForwardsAllowedIoctlCommands) {
     EXPECT_EQ(this->m_device->ioctl(7, 1), 0);
     EXPECT_EQ(this->m_device->ioctl(8, 1), -1);
 }
 
-TYPED_TEST(RemoteOnRynveld, HasNoInterruptsWhereTheServersDeviceHasNone) {
+TYPED_TEST(RemoteOnRynveld, HasNoInterruptsIfTheDeviceOfTheServerHasNone) {
     unsigned long word = 0;
     EXPECT_EQ(this->m_device->getNativeHandle(), -1);
     EXPECT_FALSE(this->m_device->enableInterrupt());
@@ -202,7 +202,7 @@ TEST_F(RemoteOnFaultyRynveld, WaitsForDelayedAnswers) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
 }
 
-TEST_F(RemoteOnFaultyRynveld, TakesTheFirstHalfOfASplitAnswerForAllOfIt) {
+TEST_F(RemoteOnFaultyRynveld, TreatsTheFirstHalfOfASplitAnswerAsTheWholeAnswer) {
     const auto device = connect("split=1m:3");
     std::array<std::uint32_t, 128> values{};
     std::iota(values.begin(), values.end(), 1U);
@@ -212,7 +212,7 @@ TEST_F(RemoteOnFaultyRynveld, TakesTheFirstHalfOfASplitAnswerForAllOfIt) {
     EXPECT_EQ(read, (std::array<std::uint32_t, 128>{}));
 }
 
-TEST_F(RemoteOnFaultyRynveld, FailsForGoodWhenItsConnectionEnds) {
+TEST_F(RemoteOnFaultyRynveld, FailsPermanentlyWhenItsConnectionEnds) {
     const auto device = connect("disconnect:3");
     EXPECT_TRUE(device->read(0, &m_value));
     EXPECT_FALSE(device->read(0, &m_value));
@@ -222,7 +222,7 @@ TEST_F(RemoteOnFaultyRynveld, FailsForGoodWhenItsConnectionEnds) {
     EXPECT_TRUE(later->read(0, &m_value));
 }
 
-TEST_F(RemoteOnFaultyRynveld, HasNoDeviceWhereEveryRequestIsAnError) {
+TEST_F(RemoteOnFaultyRynveld, HasNoDeviceIfEveryRequestIsAnError) {
     const auto device = connect("error");
     EXPECT_FALSE(device->read(0, &m_value));
     EXPECT_FALSE(device->enableInterrupt());

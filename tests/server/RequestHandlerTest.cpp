@@ -148,7 +148,7 @@ protected:
     Connection m_uio32 = m_server.connect("uio.32");
 };
 
-TEST_F(RequestHandlerTest, TracesNothingOfWhatItServes) {
+TEST_F(RequestHandlerTest, TracesNothingForRequestsThatItServes) {
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 1, {2})));
     EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(lines(), EventLog{});
@@ -164,7 +164,7 @@ TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForAnotherDeviceThanThe
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
+TEST_F(RequestHandlerTest, LimitsTheTracesOfAFloodOfBadRequests) {
     auto connection = m_server.connect();
     for (unsigned int i = 0; i < 1000; ++i) {
         EXPECT_FALSE(connection.open("nothing"));
@@ -224,7 +224,7 @@ TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
     EXPECT_TRUE(m_server.connect().accepts(Request(Type::Open, "\xc3\xbc ~!")));
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
+TEST_F(RequestHandlerTest, AcceptsNoUnknownType) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
     for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
@@ -232,7 +232,7 @@ TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
     }
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
+TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128ForAnyType) {
     for (std::uint32_t number = 0; number <= 13; ++number) {
         const auto type = static_cast<Type>(number);
         auto connection = m_server.connect();
@@ -252,7 +252,7 @@ TEST_F(RequestHandlerTest, AcceptsOnlyTheByteOrdersNetworkAndHost) {
               "the byte order of a request is neither 0 nor 1");
 }
 
-TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
+TEST_F(RequestHandlerTest, ReadsANameUpToItsTerminator) {
     const std::string name = std::string("uio.32") + '\0' + std::string(121, 'n');
     EXPECT_TRUE(m_server.connect().succeeds(record(Type::Open, name)));
 }
@@ -313,11 +313,11 @@ TEST_F(RequestHandlerTest, MovesBurstsOf128Values) {
     EXPECT_EQ(m_uio16.values(inOrder(ByteOrder::Host, readOf("uio.16", 2048 - 128, 128))), values);
 }
 
-TEST_F(RequestHandlerTest, RefusesAReadOfNothing) {
+TEST_F(RequestHandlerTest, RefusesAnEmptyRead) {
     expectRefusal(m_uio32, readOf("uio.32", 0, 0), "the length of the read is 0");
 }
 
-TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
+TEST_F(RequestHandlerTest, AcceptsAnEmptyWriteWithoutADeviceAccess) {
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {7})));
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {})));
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 5)), Values{7});
@@ -325,7 +325,7 @@ TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
     EXPECT_TRUE(m_server.connect("seek.32").succeeds(writeOf("seek.32", 3, {})));
 }
 
-TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTakesAMaskOfZeroForAPlainWrite) {
+TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTreatsAMaskOfZeroAsAPlainWrite) {
     EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0x1234}), 0)));
     EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0x1234});
     EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0xFFFF}), 0x0F0F)));
@@ -350,7 +350,7 @@ TEST_F(RequestHandlerTest, RefusesValuesAndMasksWiderThanTheRegister) {
     }
 }
 
-TEST_F(RequestHandlerTest, PassesOnlyAllowedIoctlCommandsOnAndAnswersWithTheirResult) {
+TEST_F(RequestHandlerTest, ForwardsOnlyAllowedIoctlCommandsAndAnswersWithTheirResult) {
     expectRefusal(m_uio32, ioctlOf("uio.32", 0xEE00), forbiddenIoctl);
     auto policy = simulated();
     policy.ioctls = {0xEE00};
@@ -360,7 +360,7 @@ TEST_F(RequestHandlerTest, PassesOnlyAllowedIoctlCommandsOnAndAnswersWithTheirRe
     expectRefusal(connection, ioctlOf("uio.32", 0xEE01), forbiddenIoctl);
 }
 
-TEST_F(RequestHandlerTest, TellsTheInterruptTypeOfASimulatedDevice) {
+TEST_F(RequestHandlerTest, ReturnsTheInterruptTypeOfASimulatedDevice) {
     EXPECT_EQ(m_uio32.values(Request(Type::GetInterruptType, "uio.32")), Values{4});
 }
 
@@ -424,7 +424,7 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     EXPECT_TRUE(connection.open("uio.32"));
 }
 
-TEST_F(RequestHandlerTest, RefusesAllThatChangesADeviceWhenItIsReadOnly) {
+TEST_F(RequestHandlerTest, RefusesOperationsThatChangeADeviceWhenItIsReadOnly) {
     auto policy = simulated();
     policy.readOnly = true;
     policy.ioctls = {0};
@@ -494,7 +494,7 @@ TEST_F(RequestsToFiles, CloseTheFileWithTheLastClient) {
     EXPECT_TRUE(device.expired());
 }
 
-TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
+TEST_F(RequestsToFiles, AreRefusedOutsideTheMapping) {
     auto connection = m_server.connect("map.32");
     constexpr std::uint32_t registers = pageSize / 4;
     const std::string reason = "the address is outside the device";

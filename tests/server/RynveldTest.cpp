@@ -168,7 +168,7 @@ TEST(Rynveld, EndsWhateverItsClientsDo) {
     EXPECT_TRUE(half.isEnded());
 }
 
-TEST(Rynveld, EndsWhileClientsCome) {
+TEST(Rynveld, EndsWhileClientsConnect) {
     for (unsigned int round = 0; round < 10; ++round) {
         SimulatingServer server({"--interrupt-every", "uio.32=1ms"});
         std::vector<RecordClient> clients;
@@ -205,7 +205,7 @@ TEST(Rynveld, ServesOnlyClientsOfItsNetworks) {
     EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/24"}).serves());
 }
 
-TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
+TEST(Rynveld, TurnsAwayClientsAboveTheLimitUntilOneDisconnects) {
     const SimulatingServer server({"--max-connections", "2", "--max-connections-per-host", "2"});
     const RecordClient one = server.connect("uio.32");
     {
@@ -219,7 +219,7 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
 
 // This test waits for a whole period, so it does not run in builds whose tests run slowly.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
-TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
+TEST(Rynveld, ReportsTheNumberOfSuppressedLinesWhenAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
     const RecordClient first = server.connect("uio.32");
     for (unsigned int i = 0; i < 25; ++i) {
@@ -248,7 +248,7 @@ TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
 
 // The address sanitizer needs descriptors, too.
 #ifndef __SANITIZE_ADDRESS__
-TEST(Rynveld, ServesOnWhenItHasRunOutOfDescriptors) {
+TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
     Launch launch;
     constexpr std::size_t limit = 40;
     launch.preparation = "ulimit -n " + std::to_string(limit) + "; ";
@@ -295,7 +295,7 @@ TEST(Rynveld, ChangesNothingWhenItIsReadOnly) {
     EXPECT_EQ(client.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST(Rynveld, PassesOnlyAllowedIoctlCommandsOn) {
+TEST(Rynveld, ForwardsOnlyAllowedIoctlCommands) {
     const SimulatingServer server({"--allow-ioctl", "0xEE00"});
     const RecordClient client = server.connect("uio.32");
     Request request(Type::Ioctl, "uio.32");
@@ -510,14 +510,14 @@ public:
     RecordClient connect() const { return RecordClient::on(LocalSocket::connect(SOCK_STREAM)); }
 };
 
-TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
+TEST(RynveldService, UsesTheSocketThatItIsStartedFor) {
     const Listener listener;
     const SimulatingServer server({}, activatedOn({listener.descriptor()}));
     EXPECT_EQ(server.port(), listener.port());
     EXPECT_TRUE(server.serves());
 }
 
-TEST(RynveldService, TakesAllSocketsThatItIsStartedFor) {
+TEST(RynveldService, UsesAllSocketsThatItIsStartedFor) {
     const Listener one;
     const Listener other;
     const LocalListener local;
@@ -602,7 +602,7 @@ TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsA
     EXPECT_EQ(linesIn(text), 3 * (20 + 1)) << text;
 }
 
-TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {
+TEST(RynveldService, RecognizesTheNetworkOfAClientOnASocketOfBothFamilies) {
     const Listener listener(AF_INET6);
     const auto activated = activatedOn({listener.descriptor()});
     {
@@ -615,7 +615,7 @@ TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {
     EXPECT_TRUE(RecordClient(listener.port()).isEnded());
 }
 
-TEST(RynveldService, SaysWhenItIsReadyAndWhenItStops) {
+TEST(RynveldService, NotifiesWhenItIsReadyAndWhenItStops) {
     const LocalSocket manager(SOCK_DGRAM);
     Launch launch;
     launch.preparation = "export NOTIFY_SOCKET='" + manager.name() + "'; ";

@@ -143,7 +143,7 @@ TEST(ServiceManager, IsNotifiedInTheAbstractNameSpace) {
     EXPECT_EQ(manager.received(), "STOPPING=1");
 }
 
-TEST(ServiceManager, IsNotNotifiedWhereThereIsNone) {
+TEST(ServiceManager, IsNotNotifiedIfThereIsNone) {
     const std::string tooLong = "/" + std::string(sizeof(sockaddr_un::sun_path), 'x');
     for (const char* name : {"", "/", "relative", tooLong.c_str(), "/nowhere/notify"}) {
         ::setenv("NOTIFY_SOCKET", name, 1);

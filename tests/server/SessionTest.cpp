@@ -164,7 +164,7 @@ TEST(Session, StaysWhenTheClientIsIdleAndArmed) {
     session.join();
 }
 
-TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
+TEST(Session, AnswersWithErrorIfThatIsItsFault) {
     const TraceRecorder recorder(4, "Rynveld");
     const RunningSession session(simulated({{Fault::Kind::Error, 0ms, 2}}));
     session.client().open("uio.32");
@@ -175,25 +175,25 @@ TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
         EventLog{"Rynveld 4 refuse: Request of type 7 from the client for \"uio.32\" refused: a fault is simulated."});
 }
 
-TEST(Session, SplitsItsAnswersWhereThatIsItsFault) {
+TEST(Session, SplitsItsAnswersIfThatIsItsFault) {
     const RunningSession session(simulated({{Fault::Kind::Split, 1ms, 2}}));
     session.expectPieces(Request(Type::Open, "uio.32"), {responseSize});
     session.expectPieces(readOf("uio.32", 0), {responseSize / 2, responseSize / 2});
 }
 
-TEST(Session, HoldsItsAnswersBackWhereThatIsItsFault) {
+TEST(Session, DelaysItsAnswersIfThatIsItsFault) {
     const RunningSession session(simulated({{Fault::Kind::Delay, 20ms, 1}}));
     const auto begin = std::chrono::steady_clock::now();
     session.client().open("uio.32");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 20ms);
 }
 
-TEST(Session, EndsAtOnceWhileItHoldsAnAnswerBack) {
+TEST(Session, EndsAtOnceWhileItDelaysAnAnswer) {
     const RunningSession session(simulated({{Fault::Kind::Delay, 24h, 1}}));
     EXPECT_TRUE(session.client().send(Request(Type::Open, "uio.32")));
 }
 
-TEST(Session, EndsWhereThatIsItsFault) {
+TEST(Session, EndsIfThatIsItsFault) {
     RunningSession session(simulated({{Fault::Kind::Disconnect, 0ms, 2}}));
     session.client().open("uio.32");
     EXPECT_TRUE(session.client().send(readOf("uio.32", 0)));

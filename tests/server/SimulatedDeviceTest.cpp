@@ -64,7 +64,7 @@ TEST_P(SimulatedDeviceTest, HasItsNameAndItsWidth) {
     EXPECT_EQ(registers().device().getDevName(), "simulated");
 }
 
-TEST_P(SimulatedDeviceTest, KeepsEveryRegisterByItself) {
+TEST_P(SimulatedDeviceTest, KeepsEveryRegisterSeparately) {
     EXPECT_EQ(at(count() - 1), 0U);
     EXPECT_EQ(registers().write(count() - 1, value(1)), AccessResult::Success);
     EXPECT_EQ(registers().write(0, value(2)), AccessResult::Success);
@@ -123,7 +123,7 @@ TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
     }
 }
 
-TEST_P(SimulatedDeviceTest, HasInterruptsWhereItsKindHas) {
+TEST_P(SimulatedDeviceTest, HasInterruptsIfItsKindHas) {
     unsigned long type = 0;
     auto& device = registers().device();
     EXPECT_TRUE(device.getInterruptType(&type));
@@ -133,7 +133,7 @@ TEST_P(SimulatedDeviceTest, HasInterruptsWhereItsKindHas) {
     EXPECT_EQ(device.getNativeHandle(), m_simulation.interrupt->descriptor());
 }
 
-TEST_P(SimulatedDeviceTest, HasNoInterruptsWhereItsKindHasNone) {
+TEST_P(SimulatedDeviceTest, HasNoInterruptsIfItsKindHasNone) {
     const auto simulation = simulate("simulated", kindOf(width(), 1, false));
     auto& device = simulation.device->device();
     unsigned long type = 0x55;
@@ -169,7 +169,7 @@ TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes)
     EXPECT_FALSE(isReadable(device.getNativeHandle()));
 }
 
-TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
+TEST_P(SimulatedDeviceTest, AcceptsEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
 
 class SimulatedInterrupt : public testing::Test {
 protected:

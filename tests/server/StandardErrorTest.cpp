@@ -24,7 +24,7 @@ int redirectToPipe() {
     return ends[1];
 }
 
-TEST(StandardError, NeverBlocksAndLeavesThePipeOfOthersAsItIs) {
+TEST(StandardError, NeverBlocksAndKeepsThePipeOfOthersBlocking) {
     inChildProcess([] {
         const int pipe = redirectToPipe();
         Rynveld::makeStandardErrorNonBlocking();

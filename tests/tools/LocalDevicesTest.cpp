@@ -231,7 +231,7 @@ TEST_F(LocalDevices, AreFilled) {
     expect("fill file8 0 2 1 --json", 0, "{\"name\":\"file8\",\"address\":0,\"count\":2,\"value\":1}\n");
 }
 
-TEST_F(LocalDevices, AreFilledInsideOfTheMapOnly) {
+TEST_F(LocalDevices, AreFilledInsideTheMapOnly) {
     expect("fill map32 0xff8 3 1", 2, "",
            "rynvelctl: map32: 3 registers from 0x00000ff8 extend beyond the map of 4096 bytes\n");
     EXPECT_EQ(m_folder.load("map").substr(0xff8), std::string(8, '\0'));
@@ -377,7 +377,7 @@ TEST_F(LocalDevices, SayWhyTheyCannotBeOpened) {
     expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: sysfs describes no memory map\n");
 }
 
-TEST_F(LocalDevices, TraceWhatTheyAreAskedTo) {
+TEST_F(LocalDevices, TraceTheRequestedChannels) {
     const Ending ending = run("--trace Rynvel.Lseek=6 read file8 1");
     EXPECT_EQ(ending.status, 0);
     EXPECT_EQ(ending.output, "file8 0x00000001 = 0x01\n");
@@ -406,7 +406,7 @@ TEST_F(LocalDevices, SayWhichChannelsThereAreWhenATraceNamesNone) {
     EXPECT_NE(ending.error.find(", Rynvel.Lseek, "), std::string::npos) << ending.error;
 }
 
-TEST_F(LocalDevices, NameTheCommandThatIsMeant) {
+TEST_F(LocalDevices, SuggestTheCommandThatIsMeant) {
     expect("rea map32 0", 2, "", "rynvelctl: unknown command 'rea' (did you mean 'read'?)\n");
     expect("wiat map32", 2, "", "rynvelctl: unknown command 'wiat' (did you mean 'wait'?)\n");
     expect("--tiemout 1s read map32 0", 2, "", "rynvelctl: unknown option '--tiemout'\n");
@@ -423,7 +423,7 @@ TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {
     }
 }
 
-TEST_F(LocalDevices, TakeAnArgumentThatIsCalledLikeACommand) {
+TEST_F(LocalDevices, AcceptAnArgumentWithTheNameOfACommand) {
     expect("read list 0", 2, "", "rynvelctl: list: no such device ('rynvelctl list' shows the names)\n");
 }
 

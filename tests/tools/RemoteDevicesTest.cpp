@@ -146,7 +146,7 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     expect("--timeout 50ms ping", 4, "", silent);
 }
 
-TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitIsGiven) {
+TEST_F(RemoteDevices, TimeOutWhereverTheLimitIsGiven) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     for (const std::string line :
          {"--timeout 50ms wait rtc0", "wait --timeout 50ms rtc0", "wait rtc0 --timeout 50ms"}) {
@@ -183,7 +183,7 @@ TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerTells) {
     EXPECT_EQ(operation()[3], 9);
 }
 
-TEST_F(RemoteDevices, AreGivenUpInTheMiddleOfAnInterrupt) {
+TEST_F(RemoteDevices, TimeOutInTheMiddleOfAnInterrupt) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --each 100ms"), ".");
     m_peer.requests(4);
     m_peer.send(1, {0, 0});
@@ -227,7 +227,7 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheConnectionOfTheirInterruptsIsClosed) 
     expectEnding(program.wait(), 3, "", m_peer.address() + ": the connection was closed");
 }
 
-TEST_F(RemoteDevices, AreWaitedForUntilTheTimeIsOut) {
+TEST_F(RemoteDevices, AreWaitedForUntilTheTimeOut) {
     // The time-out of the whole command includes connecting, so it must be long enough for both.
     expect("--type Uio32 wait remote --timeout 1s", 4, "", "remote: no interrupt within 1 s");
     expect("--timeout 1s --type Uio32 wait remote", 4, "", "remote: no interrupt within 1 s");
@@ -249,7 +249,7 @@ TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(RemoteDevices, AreNotReachedWhereNobodyListens) {
+TEST_F(RemoteDevices, AreUnreachableIfNobodyListens) {
     const TestPeer nobody(TestPeer::Start::Later);
     expectEnding(runProgram(RYNVELCTL, words("--remote " + nobody.address() + " read rtc0 0"), "."), 3, "",
                  nobody.address() + ": Connection refused");
@@ -287,7 +287,7 @@ protected:
     const std::string m_address = m_server.address();
 };
 
-TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
+TEST_F(SimulatedDevices, SupportEveryCommandOnRegisters) {
     expect("info traf.top --json", 0,
            R"({"name":"traf.top","path":")" + m_address +
                R"(","backend":"Remote32","width":32,"mapSize":null,"interruptType":4,"descriptor":null})"
@@ -313,7 +313,7 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("--type Uio32 read nothing 0", 3, "", m_address + ": the server refuses to open 'nothing'");
 }
 
-TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
+TEST_F(SimulatedDevices, SupportEveryCommandOnInterrupts) {
     expect("irq rtc0 type", 0, "rtc0 interrupt type = 4\n");
     expect("irq rtc0 enable", 0, "rtc0 interrupt enabled\n");
     expect("irq rtc0 disable --json", 0, "{\"name\":\"rtc0\",\"interrupt\":\"disabled\"}\n");
@@ -397,7 +397,7 @@ protected:
     RunningServer m_server{RYNVELD_FOR_TESTS, "", m_folder.path()};
 };
 
-TEST_F(ServedFiles, AreReadAtTheSameRegistersHereAndThere) {
+TEST_F(ServedFiles, AreReadAtTheSameRegistersLocallyAndRemotely) {
     for (const std::string device : {"file8", "file16", "file32", "map16", "map32"}) {
         for (const std::string& line :
              {"read " + device + " 8", "read " + device + " 3 --index", "dump " + device + " 4 5"}) {
@@ -408,7 +408,7 @@ TEST_F(ServedFiles, AreReadAtTheSameRegistersHereAndThere) {
     EXPECT_EQ(outputOf(remotely("--type Lseek16 read file16 2")), "file16 0x00000002 = 0x0302\n");
 }
 
-TEST_F(ServedFiles, AreWrittenAtTheSameRegistersHereAndThere) {
+TEST_F(ServedFiles, AreWrittenAtTheSameRegistersLocallyAndRemotely) {
     outputOf(remotely("write file32 8 0xffffffff --verify"));
     EXPECT_EQ(m_folder.load("registers32").substr(0, 16),
               std::string("\0\1\2\3\4\5\6\7\xff\xff\xff\xff\x0c\x0d\x0e\x0f", 16));

@@ -104,7 +104,7 @@ TYPED_TEST(AllocationTest, NeitherAllocatesNorLogsIn10000OperationsWithTracingOf
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TYPED_TEST(AllocationTest, SeesTheAllocationsOfATracedOperation) {
+TYPED_TEST(AllocationTest, DetectsTheAllocationsOfATracedOperation) {
     const auto device = make(static_cast<TypeParam*>(nullptr));
     const TraceRecorder recorder(7);
     const unsigned long before = allocations;

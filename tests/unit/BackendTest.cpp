@@ -111,7 +111,7 @@ TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleWhereItHasReques
     EXPECT_EQ(this->m_device->getNativeHandle(), this->isFpga ? -1 : ScriptedOs::descriptor);
 }
 
-TYPED_TEST(BackendTest, TakesTheDescriptorZeroForAnOpenFile) {
+TYPED_TEST(BackendTest, TreatsTheDescriptorZeroAsAnOpenFile) {
     auto answers = std::vector<std::optional<Answer>>(this->earlierFiles, asUsual);
     answers.emplace_back(answering(0));
     this->m_os.script(Call::Open, answers);
@@ -137,7 +137,7 @@ TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsRetu
     EXPECT_EQ(log, (EventLog{"close(7)", "mutex destroyed"}));
 }
 
-TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
+TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockIfItHasRequests) {
     if (this->isFpga) {
         EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), -1);
         EXPECT_EQ(this->m_os.log(), EventLog{});
@@ -151,7 +151,7 @@ TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
 }
 
-TYPED_TEST(BackendTest, TouchesAndTracesNothingForInterruptsWhereItHasNone) {
+TYPED_TEST(BackendTest, MakesNoCallAndNoTraceForInterruptsIfItHasNone) {
     if (this->hasInterrupts) {
         return;
     }
@@ -172,7 +172,7 @@ TYPED_TEST(BackendTest, ReleasesAWaiterByASingleWrite) {
               this->effectOf([&] { EXPECT_TRUE(this->m_device->write(8, value)); }));
 }
 
-TYPED_TEST(BackendTest, TakesAnyOrderButNetworkForHost) {
+TYPED_TEST(BackendTest, TreatsAnyOrderButNetworkAsHost) {
     const auto transfer = [this](ByteOrder order) {
         std::array<typename TestFixture::Register, 2> values{};
         const auto effect = this->effectOf([&] {
@@ -233,7 +233,7 @@ TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {
     EXPECT_EQ(errno, ERANGE);
 }
 
-TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndHasALineOfItsOwnForEveryTracePoint) {
+TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndASeparateLineForEveryTracePoint) {
     const TraceRecorder recorder(this->entryLevel);
     typename TestFixture::Register value = 0;
     this->m_device->read(0, &value);

@@ -56,7 +56,7 @@ std::string entryOf(Operation operation) {
     return lines.size() == 1 ? lines.front() : "not one entry";
 }
 
-TEST(CInterface, OpensADeviceByItsNameToItsHandleEveryTime) {
+TEST(CInterface, OpensADeviceByNameWithTheSameHandleEveryTime) {
     inChildProcess([] {
         ScriptedOs os;
         EXPECT_EQ(Rynvel_open("lseek32"), handle32);
@@ -68,7 +68,7 @@ TEST(CInterface, OpensADeviceByItsNameToItsHandleEveryTime) {
     });
 }
 
-TEST(CInterface, GivesNoHandleForAnUnknownNameOrAnUnsupportedType) {
+TEST(CInterface, ReturnsNoHandleForAnUnknownNameOrAnUnsupportedType) {
     const TraceRecorder recorder(3);
     EXPECT_EQ(Rynvel_open("unknown"), -1);
     EXPECT_EQ(Rynvel_open2("unknown"), -1);
@@ -77,7 +77,7 @@ TEST(CInterface, GivesNoHandleForAnUnknownNameOrAnUnsupportedType) {
     EXPECT_EQ(recorder.lines().back(), "Rynvel.Factory 1 createDevice: Unsupported device \"unsupported\"");
 }
 
-TEST(CInterface, LetsTheExceptionOfANullNamePass) {
+TEST(CInterface, PropagatesTheExceptionOfANullName) {
     EXPECT_THROW(Rynvel_open(nullptr), std::logic_error);
     EXPECT_THROW(Rynvel_open2(nullptr), std::logic_error);
 }
@@ -93,7 +93,7 @@ TEST(CInterface, ClosesNothing) {
     });
 }
 
-TEST(CInterface, ForwardsARequestAndReturnsItsResultAsItIs) {
+TEST(CInterface, ForwardsARequestAndReturnsItsResultUnchanged) {
     withOpenDevices([](ScriptedOs& os) {
         os.script(Call::Ioctl, {answering(42), failing(ENOTTY), answering(-5)});
         EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), 42);
@@ -115,7 +115,7 @@ TEST(CInterface, ReportsTheMissingInterruptsOfADevice) {
     });
 }
 
-TEST(CInterface, GivesTheDescriptorOfADevice) {
+TEST(CInterface, ReturnsTheDescriptorOfADevice) {
     withOpenDevices([](ScriptedOs&) { EXPECT_EQ(Rynvel_getFileDescriptor(handle16), ScriptedOs::descriptor); });
 }
 
@@ -168,7 +168,7 @@ TEST(CInterface, ServesTheInterruptsOfADevice) {
     });
 }
 
-TEST(CInterface, LetsTheExceptionOfAConstructionPass) {
+TEST(CInterface, PropagatesTheExceptionOfAConstruction) {
     ScriptedOs os;
     os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "none"}};
     EXPECT_THROW(Rynvel_open("uio32"), std::invalid_argument);
@@ -216,7 +216,7 @@ TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
     });
 }
 
-TEST(CInterface, BurstsTakeAnyFlagButZeroForNetworkOrderAndThoseOf8BitsHaveHostOrder) {
+TEST(CInterface, BurstsTreatAnyFlagButZeroAsNetworkOrderAndThoseOf8BitsHaveHostOrder) {
     withAllCFunctions([](ScriptedOs& /*os*/, int handle, const auto& functions) {
         RegisterOf<decltype(functions)> values[2] = {};
         for (const int flag : {0, 1, 7, -1}) {

@@ -97,7 +97,7 @@ TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
     EXPECT_EQ(received, (Bytes{0x11, 0}));
 }
 
-TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsItWas) {
+TEST_F(ScriptedConnectionTest, TreatsAShortTransferAsSuccessAndKeepsTheRest) {
     const NothingTraced nothingTraced(5);
     m_os.script(Call::Send, {answering(1)});
     m_os.script(Call::Read, {answering(1)});
@@ -111,7 +111,7 @@ TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsI
     EXPECT_EQ(m_os.log().size(), 2U);
 }
 
-TEST_F(ScriptedConnectionTest, TriesATransferOnceSaysWhyItFailedAndKeepsTheSocketAndErrno) {
+TEST_F(ScriptedConnectionTest, TriesATransferOnceTracesItsFailureAndKeepsTheSocketAndErrno) {
     Response response;
     std::uint8_t byte = 0;
     for (const auto& answer : {failing(EPIPE), failing(EINTR), failing(EAGAIN), failing(EIO), answering(0)}) {
@@ -133,7 +133,7 @@ TEST_F(ScriptedConnectionTest, TriesATransferOnceSaysWhyItFailedAndKeepsTheSocke
     }
 }
 
-TEST_F(ScriptedConnectionTest, SaysNothingOfAFailureWhenLevelOneIsOff) {
+TEST_F(ScriptedConnectionTest, TracesNoFailureWhenLevelOneIsOff) {
     const NothingTraced nothingTraced(0);
     m_os.script(Call::Send, {failing(EPIPE), answering(0)});
     m_os.script(Call::Read, {failing(EIO), answering(0)});
@@ -210,7 +210,7 @@ TEST_F(ScriptedConnectionTest, ClosesItsSocketOnceEvenWhenClosingFails) {
     }
 }
 
-TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
+TEST_F(ScriptedConnectionTest, ClosesTheDescriptorZeroButNoNegativeOne) {
     for (const int none : {-1, -2}) {
         Connection connection(none);
         connection.close();
@@ -255,7 +255,7 @@ TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
     EXPECT_EQ(bytesOf(received), bytesOf(sent));
 }
 
-TEST_F(SocketConnectionTest, ReceivesTheFirstPieceOnlyOfARecordThatComesInTwo) {
+TEST_F(SocketConnectionTest, ReceivesOnlyTheFirstPieceOfARecordThatComesInTwo) {
     const Connection connection(m_sockets.server());
     const Bytes bytes = bytesOf(someRequest());
     Request received;

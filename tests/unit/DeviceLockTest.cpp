@@ -74,7 +74,7 @@ TEST(DeviceLock, TracesTheEntriesOfTheLibrarysMutexAtLevelSeven) {
                                                     "Rynvel.PthreadMutex 7 unlock: ENTER", "pthread_mutex_unlock"}));
 }
 
-TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) {
+TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndContinuesTheAccess) {
     const std::string end = "() failed with error " + std::to_string(EDEADLK) + ".";
     const std::string channel = "Rynvel.PthreadMutex ";
     const EventLog failures{"pthread_mutex_lock", channel + "1 lock: pthread_mutex_lock" + end, "pthread_mutex_unlock",
@@ -89,7 +89,7 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
     EXPECT_EQ(readFrom(*device), std::pair(true, 7U));
 }
 
-TEST(DeviceLock, SaysNothingOfAFailureWhenLevelOneIsOff) {
+TEST(DeviceLock, TracesNoFailureWhenLevelOneIsOff) {
     const auto device = memoryWith(plainMutex());
     EXPECT_EQ(eventsOfAWrite(*device, 0, bothCalls), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
 }

@@ -85,7 +85,7 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
     EXPECT_EQ(Common::findDevice(""), nullptr);
 }
 
-TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
+TEST(DeviceList, ReportsHowTheRowOfTheLibraryDiffers) {
     const std::string start = ": librynvel has a different device table: ";
     for (const MemoryDevice& row : Common::devices()) {
         EXPECT_EQ(Common::describeMismatch(row), "");
@@ -104,7 +104,7 @@ TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
               "nothing" + start + "the device is missing");
 }
 
-TEST(DeviceList, TellsInWhatTheHandleOfARowDiffers) {
+TEST(DeviceList, ReportsHowTheHandleOfARowDiffers) {
     const MemoryDevice& first = Common::devices().front();
     EXPECT_EQ(Common::describeMismatch(first, 0), "");
     EXPECT_EQ(Common::describeMismatch(first, 7),
@@ -164,7 +164,7 @@ TEST(DeviceProbe, FindsNoObstacleForASeekableDevice) {
     }
 }
 
-TEST(DeviceProbe, TellsTheSizeOfAMapping) {
+TEST(DeviceProbe, ReportsTheSizeOfAMapping) {
     const MemoryFile file(pageSize);
     const auto found = probe(mappedRow(file, pageSize));
     EXPECT_EQ(found.reason, "");
@@ -443,7 +443,7 @@ TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
     EXPECT_EQ(values, (std::array<std::uint32_t, 3>{7, 7, 7}));
 }
 
-TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
+TEST(RegisterDevice, SurvivesBusErrorsAndContinues) {
     Common::FaultGuard::install();
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, 2 * pageSize), 2 * pageSize);
@@ -475,7 +475,7 @@ const volatile std::uint32_t& faultyRegister() {
 
 void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uint32_t value = place; }
 
-TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
+TEST(FaultGuardDeathTest, IgnoresFaultsOutsideItsAccesses) {
     EXPECT_EXIT(
         {
             Common::FaultGuard::install();
@@ -576,7 +576,7 @@ TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
     EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
-TEST_F(FaultGuardTest, TakesNoSignalOfAProcessForAFault) {
+TEST_F(FaultGuardTest, TreatsNoSignalOfAProcessAsAFault) {
     const auto raiseSignals = [] {
         ::kill(getpid(), SIGBUS);
         raise(SIGBUS);

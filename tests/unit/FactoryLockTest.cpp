@@ -18,7 +18,7 @@ namespace {
 using Rynvel::Factory;
 using namespace RynvelTest;
 
-TEST(FactoryLock, LetsTheErrorPassWhenItCannotBeTaken) {
+TEST(FactoryLock, PropagatesTheErrorWhenItCannotBeTaken) {
     Factory& factory = Factory::getInstance();
     const TraceRecorder recorder(0);
     ScriptedPthread script;

@@ -62,7 +62,7 @@ TEST(Factory, TracesTheFirstOpenAndTheSecondThatFindsTheDevice) {
     });
 }
 
-TEST(Factory, GivesEveryDeviceAPlainMutexOfItsOwn) {
+TEST(Factory, GivesEveryDeviceItsOwnPlainMutex) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(6, "Rynvel.PthreadMutex");
@@ -82,7 +82,7 @@ TEST(Factory, KeepsWhatItOpenedWhenTheCallerReleasesIt) {
     });
 }
 
-TEST(Factory, AnswersAnUnknownNameWithAnEmptyPointerAndOneMessage) {
+TEST(Factory, ReturnsAnEmptyPointerAndTracesOneMessageForAnUnknownName) {
     const TraceRecorder recorder(5);
     EXPECT_EQ(factory().create("lseek"), nullptr);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDeviceIndex: No match for device lseek"});
@@ -196,7 +196,7 @@ TEST(Factory, BuildsTheBackendOfEveryTypeFromItsRow) {
     }
 }
 
-TEST(Factory, MakesPrivateDevicesOfTheAskedWidthOnly) {
+TEST(Factory, MakesPrivateDevicesOfTheRequestedWidthOnly) {
     for (const Backend& backend : backends()) {
         ScriptedOs os;
         addUioDevice(os);
@@ -222,7 +222,7 @@ TEST(Factory, GivesTheRowsParameterAsBlockOffsetToAnFpga) {
               EventLog{"Rynvel.FpgaSpi 6 FpgaSpi32 ENTER physicalDevName=/dev/fpga, blockOffset=4096"});
 }
 
-TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLockFree) {
+TEST(Factory, PropagatesTheExceptionOfAConstructionAndLeavesTheSlotEmptyAndTheLockFree) {
     inChildProcess([] {
         ScriptedOs os;
         os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "none"}};
@@ -256,7 +256,7 @@ protected:
 using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(MakeUniqueTest, Widths);
 
-TYPED_TEST(MakeUniqueTest, BuildsADeviceOfItsWidthAnewEachTimeOutsideTheList) {
+TYPED_TEST(MakeUniqueTest, BuildsANewDeviceOfItsWidthOutsideTheListEachTime) {
     const std::string name = this->m_own;
     ScriptedOs os;
     const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -293,7 +293,7 @@ TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
     }
 }
 
-TYPED_TEST(MakeUniqueTest, AnswersAnUnknownNameWithNullAndOneMessage) {
+TYPED_TEST(MakeUniqueTest, ReturnsNullAndTracesOneMessageForAnUnknownName) {
     const TraceRecorder recorder(5);
     EXPECT_EQ(this->make("unknown", plainMutex()), nullptr);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDevice: No match for device unknown"});
@@ -345,7 +345,7 @@ TEST(Factory, HasTheAccessorsOfDevicesAsOperationsOfTheObject) {
     EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend32), Device32* (Factory::*)(int)>));
 }
 
-TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
+TEST(Factory, ReturnsNullForAHandleThatWasNotOpened) {
     EXPECT_EQ(factory().getBackend(0), nullptr);
     EXPECT_EQ(factory().getBackend8(0), nullptr);
     EXPECT_EQ(factory().getBackend16(1), nullptr);

@@ -176,7 +176,7 @@ TEST_F(FpgaSpi32Test, TracesAStatusOtherThanSuccessOfAWriteUnderTheLock) {
                         "Rynvel.FpgaSpi 1 write: Error occurred while writing, status = 0x00000042", "unlock"}));
 }
 
-TEST_F(FpgaSpi32Test, SaysNothingOfAStatusWhenLevelOneIsOff) {
+TEST_F(FpgaSpi32Test, TracesNoStatusWhenLevelOneIsOff) {
     const NothingTraced nothingTraced(0);
     m_fpga.status = 0x42;
     EXPECT_FALSE(m_device.write(0, 1));
@@ -219,7 +219,7 @@ private:
     std::function<void()> m_intrusion;
 };
 
-TEST_F(FpgaSpi32Test, LosesAWriteThatComesBetweenTheReadAndTheWriteUnderAMask) {
+TEST_F(FpgaSpi32Test, LosesAWriteBetweenTheReadAndTheWriteOfAMaskedWrite) {
     m_fpga.registers[0x1000] = 0x11111111;
     FpgaSpi32 intruded(path, std::make_unique<IntrudedMutex>([this] { m_device.write(0, 0x22222222); }), 0x1000);
     EXPECT_TRUE(intruded.write(0, 0x0000FF00, 0x0000FF00));
@@ -246,7 +246,7 @@ TEST_F(FpgaSpi32Test, MakesNoTransactionForAnEmptyBurst) {
     EXPECT_EQ(m_os.log(), EventLog{});
 }
 
-TEST_F(FpgaSpi32Test, MakesOneTransactionAndOneLockAWordOfABurst) {
+TEST_F(FpgaSpi32Test, MakesOneTransactionUnderOneLockPerWordOfABurst) {
     for (const unsigned int items : {1U, 300U}) {
         for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
             const bool network = order == ByteOrder::Network;
@@ -318,7 +318,7 @@ public:
     int writes = 0;
 };
 
-TEST_F(FpgaSpi32Test, MakesBurstsAndMaskedWritesOfVirtualSingleOperations) {
+TEST_F(FpgaSpi32Test, BuildsBurstsAndMaskedWritesFromVirtualSingleOperations) {
     CountingFpga device(path, std::make_unique<RecordingMutex>(m_os.log()), 0);
     std::array<std::uint32_t, 3> values{};
     EXPECT_TRUE(device.read(0, values.data(), 3, ByteOrder::Host));
@@ -333,7 +333,7 @@ TEST_F(FpgaSpi32Test, MakesBurstsAndMaskedWritesOfVirtualSingleOperations) {
     EXPECT_EQ(m_fpga.transactions(), 0U);
 }
 
-TEST_F(FpgaSpi32Test, TracesItsLife) {
+TEST_F(FpgaSpi32Test, TracesItsConstructionAndDestruction) {
     ScriptedOs os;
     const TraceRecorder recorder(6);
     { const FpgaSpi32 device(path, std::make_unique<RecordingMutex>(os.log()), 4096); }

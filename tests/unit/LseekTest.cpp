@@ -83,7 +83,7 @@ TYPED_TEST(LseekTest, TransfersNothingAfterAFailedSeek) {
     EXPECT_EQ(value, 0x77);
 }
 
-TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
+TYPED_TEST(LseekTest, TreatsASeekToAnotherOffsetAsSuccess) {
     this->m_os.script(Call::Lseek, {answering(3)});
     EXPECT_TRUE(readFrom(this->m_device).first);
 }
@@ -260,7 +260,7 @@ TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
     EXPECT_EQ(this->m_device.write(0, values, items, ByteOrder::Network), bytes == items);
 }
 
-TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
+TYPED_TEST(LseekTest, ContinuesANetworkBurstAfterAShortItem) {
     this->store(0, this->pattern);
     std::array<TypeParam, 3> values{1, 1, 1};
     this->m_os.script(Call::Read, {answering(0), asUsual, answering(0)});
@@ -272,7 +272,7 @@ TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
     EXPECT_EQ(this->m_os.log().size(), 6U);
 }
 
-TYPED_TEST(LseekTest, TracesItsLifeBeforeItsCalls) {
+TYPED_TEST(LseekTest, TracesItsConstructionAndDestructionBeforeItsCalls) {
     ScriptedOs os;
     const TraceRecorder recorder(6, "*", &os.log());
     { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }

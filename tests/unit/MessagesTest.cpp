@@ -252,7 +252,7 @@ TYPED_TEST(ValuesTest, ReadAsZeroFromTheLengthOnWhateverTheRecordHoldsThere) {
     EXPECT_EQ(message.getValue(), 0U);
 }
 
-TYPED_TEST(ValuesTest, EndAt128WhenAReceivedLengthSaysMoreWhichIsReportedAsItCame) {
+TYPED_TEST(ValuesTest, EndAt128WhenTheReceivedLengthIsGreater) {
     Bytes bytes(this->size, 0x5A);
     putWord(&bytes[this->length], 0xFFFFFFFF);
     const auto message = received<TypeParam>(bytes);
@@ -348,7 +348,7 @@ TEST(Request, HasTheSameBytesOnEveryProcessor) {
     EXPECT_EQ(hexOf(message), fullRequest);
 }
 
-TEST(Request, IsUnderstoodOnEveryProcessor) {
+TEST(Request, IsDecodedOnEveryProcessor) {
     const auto message = received<Request>(bytesFrom(fullRequest));
     EXPECT_EQ(message.getType(), RequestData::Type::Write32);
     EXPECT_EQ(message.getDeviceName(), fullName);
@@ -450,7 +450,7 @@ TEST(Request, StoresMaskAndCommandInOneWord) {
     EXPECT_EQ(bytesOf(message), request(656, 0x1234U));
 }
 
-TEST(Request, StoresTheByteOrderTheOtherWayRound) {
+TEST(Request, StoresTheByteOrderInverted) {
     Request message;
     message.setByteOrder(ByteOrder::Host);
     EXPECT_EQ(message.getByteOrder(), ByteOrder::Host);
@@ -499,7 +499,7 @@ TEST(Response, HasTheSameBytesOnEveryProcessor) {
     EXPECT_EQ(hexOf(message), fullResponse);
 }
 
-TEST(Response, IsUnderstoodOnEveryProcessor) {
+TEST(Response, IsDecodedOnEveryProcessor) {
     const auto message = received<Response>(bytesFrom(fullResponse));
     EXPECT_EQ(message.getResult(), ResponseData::Result::Error);
     EXPECT_EQ(message.getLength(), 128U);
@@ -525,7 +525,7 @@ TEST(Response, IsASuccessWhenNew) {
     EXPECT_EQ(rendered(message), "Response: [ result: Success, length: 0, values: { } ]");
 }
 
-TEST(Response, TakesEveryResultButZeroForAFailure) {
+TEST(Response, TreatsEveryResultButZeroAsAFailure) {
     for (const std::uint32_t word : {0xFFFFFFFFU, 1U, 0x01000000U, 0x80000000U}) {
         EXPECT_FALSE(received<Response>(response(word)).isSuccessful());
     }

@@ -105,7 +105,7 @@ bool isMapped(const std::string& file) {
     return text.find(file) != std::string::npos;
 }
 
-TEST(Mmap, StaysMappedSilentlyWhereItsOffsetIsNotAMultipleOfThePageSize) {
+TEST(Mmap, StaysMappedSilentlyIfItsOffsetIsNotAMultipleOfThePageSize) {
     inChildProcess([] {
         const NothingTraced nothingTraced(4);
         for (const std::size_t offset : {0x0U, 0x100U}) {
@@ -128,7 +128,7 @@ TYPED_TEST(MmapTest, TouchesOtherMemoryOfTheProcessBeyondItsMapping) {
     EXPECT_EQ(this->stored(128), this->pattern);
 }
 
-TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
+TEST(Mmap, EndsTheProcessBySignalIfThereIsNoMemoryBeyondItsMapping) {
     const TraceRecorder silence(0);
     void* const region = mmap(nullptr, 2 * pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_EQ(mprotect(static_cast<char*>(region) + pageSize, pageSize, PROT_NONE), 0);
@@ -163,7 +163,7 @@ TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
     EXPECT_EQ(device->getNativeHandle(), -1);
 }
 
-TYPED_TEST(MmapTest, AnswersFalseToEveryRegisterOperationWithoutAMapping) {
+TYPED_TEST(MmapTest, FailsEveryRegisterOperationWithoutAMapping) {
     const auto device = this->absent();
     EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
     const std::vector<TypeParam> values(2, untouched<TypeParam>);
@@ -245,7 +245,7 @@ TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) 
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
 }
 
-TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
+TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoFurtherRegister) {
     using Values = std::array<TypeParam, 10>;
     const auto device = this->mapped();
     Values numbers{};
@@ -275,7 +275,7 @@ TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
     }
 }
 
-TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
+TYPED_TEST(MmapTest, TracesItsConstructionAndDestructionBeforeItsCalls) {
     const TraceRecorder recorder(6, "*", &this->m_os.log());
     this->make(0x100, 0x1000).reset();
     const std::string channel = "Rynvel.Mmap ";
@@ -291,7 +291,7 @@ TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
     EXPECT_EQ(recorder.traces().front().option, 256);
 }
 
-TYPED_TEST(MmapTest, TracesTheLifeOfAFakeWithoutAClose) {
+TYPED_TEST(MmapTest, TracesTheConstructionAndDestructionOfAFakeWithoutAClose) {
     const TraceRecorder recorder(6);
     this->make(0, 0x1000, true).reset();
     EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "

@@ -103,7 +103,7 @@ TEST(PthreadMutex, ReportsAFailureWithOneMessageThatEndsWithAFullStop) {
     }
 }
 
-TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {
+TEST(PthreadMutex, TracesNoFailuresWhenLevelOneIsOff) {
     PthreadMutex mutex(PthreadMutexType::None);
     const TraceRecorder recorder(0);
     ScriptedPthread script;
@@ -112,7 +112,7 @@ TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TEST(PthreadMutex, TracesItsLifeAtLevelSix) {
+TEST(PthreadMutex, TracesItsConstructionAndDestructionAtLevelSix) {
     const TraceRecorder recorder(6);
     {
         PthreadMutex mutex(PthreadMutexType::PriorityInherit);

@@ -110,7 +110,7 @@ TEST(RemoteCInterface, OpensADeviceThatTheServerRefuses) {
     });
 }
 
-TEST(RemoteCInterface, FindsAServerAtTheUsualPortWhereTheRowHasNone) {
+TEST(RemoteCInterface, FindsAServerAtTheDefaultPortIfTheRowHasNone) {
     inChildProcess([] {
         Site site;
         TestPeer usual;
@@ -120,7 +120,7 @@ TEST(RemoteCInterface, FindsAServerAtTheUsualPortWhereTheRowHasNone) {
     });
 }
 
-TEST(RemoteCInterface, AccessesARegisterByOneRequestAtTheDividedAddress) {
+TEST(RemoteCInterface, AccessesARegisterWithOneRequestAtTheDividedAddress) {
     withOpenDevices([](Site& site) {
         forAllCFunctions(handle8, [&site](int handle, const auto& functions) {
             using T = RegisterOf<decltype(functions)>;
@@ -196,7 +196,7 @@ TEST(RemoteCInterface, ServesTheInterruptsOfADevice) {
     });
 }
 
-TEST(RemoteCInterface, HasNoDescriptorWhereTheServerRefusesInterrupts) {
+TEST(RemoteCInterface, HasNoDescriptorIfTheServerRefusesInterrupts) {
     inChildProcess([] {
         Site site;
         site.peer.script({success(), success(), refusal()});
@@ -232,7 +232,7 @@ TEST(RemoteCInterface, EndsTheProcessBySigpipeAtALaterOperationOnADeadServer) {
         testing::KilledBySignal(SIGPIPE), "^alive after the first\n$");
 }
 
-TEST(RemoteCInterface, ReportsFailuresOfADeadServerForGoodWhereSigpipeIsIgnored) {
+TEST(RemoteCInterface, ReportsFailuresOfADeadServerPermanentlyIfSigpipeIsIgnored) {
     withOpenDevices([](Site& site) {
         std::signal(SIGPIPE, SIG_IGN);
         loseTheServer(site);
@@ -319,7 +319,7 @@ bool isDone(const std::future<int>& opening) {
     return opening.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
-TEST(RemoteCInterface, HoldsUpEveryOtherOpeningUntilTheServerIsThere) {
+TEST(RemoteCInterface, BlocksEveryOtherOpeningUntilTheServerListens) {
     withOpenDevices([](Site& site) {
         EndlessOpening far(site);
         const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -344,7 +344,7 @@ TEST(RemoteCInterface, HoldsUpEveryOtherOpeningUntilTheServerIsThere) {
     });
 }
 
-TEST(RemoteCInterface, HoldsUpNoOpeningByAPrivateDeviceThatWaitsForItsServer) {
+TEST(RemoteCInterface, BlocksNoOpeningWhileAPrivateDeviceWaitsForItsServer) {
     inChildProcess([] {
         Site site;
         EndlessOpening far(site, EndlessOpening::privately);
@@ -354,7 +354,7 @@ TEST(RemoteCInterface, HoldsUpNoOpeningByAPrivateDeviceThatWaitsForItsServer) {
     });
 }
 
-TEST(RemoteCInterface, OpensTheOtherDevicesAfterTheOneThatHeldThemUp) {
+TEST(RemoteCInterface, OpensTheOtherDevicesAfterTheOneThatBlockedThem) {
     inChildProcess([] {
         Site site;
         EndlessOpening far(site);

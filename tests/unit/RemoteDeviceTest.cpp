@@ -166,7 +166,7 @@ TEST_F(RemoteDevices, WaitForTheRestOfAnInterruptThatComesInPieces) {
     peer.join();
 }
 
-TEST_F(RemoteDevices, AreOpenedByOneRequestAndArmedOnAConnectionOfTheirOwn) {
+TEST_F(RemoteDevices, AreOpenedWithOneRequestAndArmedOnASeparateConnection) {
     auto remote = device();
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
     remote.arm();
@@ -300,7 +300,7 @@ TEST_F(RemoteDevices, RefuseAValueThatIsWiderThanARegister) {
     expectError(Cause::Malformed, "the server answers with a value of more than 16 bits", [&] { wide.read(4); });
 }
 
-TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
+TEST_F(RemoteDevices, GiveUpOnASilentServerInTime) {
     m_timeout = shortTime;
     m_peer.script({silence()});
     expectError(Cause::TimedOut, "no answer in time", [&] { device(); });
@@ -312,7 +312,7 @@ TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
     expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.read(4); });
 }
 
-TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
+TEST_F(RemoteDevices, GiveUpOnAnIncompleteInterrupt) {
     auto remote = device();
     pollfd beginning{remote.arm(), POLLIN, 0};
     m_peer.send(1, {0, 0, 0});
@@ -377,7 +377,7 @@ private:
     std::array<int, 4> m_clients{};
 };
 
-TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
+TEST(RecordConnections, TimeOutWhenNobodyAcceptsThem) {
     const FullListener listener;
     const auto begin = std::chrono::steady_clock::now();
     try {
@@ -408,7 +408,7 @@ TEST(RecordConnections, ShowTheirRecordsInATrace) {
     EXPECT_EQ(traces[1].text.find("Response: [ result: Success"), 0U);
 }
 
-TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
+TEST(Deadlines, ExpireWhenTheirTimeHasPassed) {
     EXPECT_EQ(Deadline().pollTimeout(), -1);
     EXPECT_FALSE(Deadline().hasPassed());
     EXPECT_TRUE(Deadline(milliseconds(0)).hasPassed());
@@ -416,7 +416,7 @@ TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
     EXPECT_GT(Deadline(longTime).pollTimeout(), 0);
 }
 
-TEST(Deadlines, ComeInAnOrder) {
+TEST(Deadlines, AreOrdered) {
     const Deadline soon(shortTime);
     const Deadline late(longTime);
     EXPECT_EQ(Deadline::earlier(soon, late).timePoint(), soon.timePoint());

@@ -193,7 +193,7 @@ TYPED_TEST(RemoteTest, CutsANameTo127Characters) {
     EXPECT_EQ(device->getDevName(), longName);
 }
 
-TYPED_TEST(RemoteTest, ReadsARegisterAtAnyAddressByOneRequest) {
+TYPED_TEST(RemoteTest, ReadsARegisterAtAnyAddressWithOneRequest) {
     for (const unsigned int address : {0x1F0U, 0xFFFFFFFFU}) {
         this->reply({success({0x12345678})});
         EXPECT_EQ(this->read(address), std::pair(true, static_cast<TypeParam>(0x12345678)));
@@ -207,7 +207,7 @@ TYPED_TEST(RemoteTest, StoresTheValueReadAlsoWhenTheReadFails) {
     EXPECT_EQ(this->readAfter(success()), std::pair(true, TypeParam{0}));
 }
 
-TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
+TYPED_TEST(RemoteTest, ReadsZeroAndFailsOnALostConnection) {
     this->reply({closing()});
     const TraceRecorder recorder(1);
     for (std::size_t round = 1; round <= 3; ++round) {
@@ -220,11 +220,11 @@ TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
     EXPECT_NE(recorder.lines()[2].find("' failed with: Broken pipe"), std::string::npos) << recorder.lines()[2];
 }
 
-TYPED_TEST(RemoteTest, TakesATruncatedResponseForWhatCameOfIt) {
+TYPED_TEST(RemoteTest, TreatsATruncatedResponseAsComplete) {
     EXPECT_EQ(this->readAfter(truncated(responseOf({3}), 100)), std::pair(true, TypeParam{0}));
 }
 
-TYPED_TEST(RemoteTest, TakesTheRestOfASplitResponseForTheNextOne) {
+TYPED_TEST(RemoteTest, TreatsTheRestOfASplitResponseAsTheNextOne) {
     EXPECT_EQ(this->readAfter(split(responseOf({3, 4}), 8)), std::pair(true, TypeParam{0}));
     this->m_peer.letGo();
     // The rest of the response begins with the second value, 4. The device takes this value for the result.
@@ -243,7 +243,7 @@ TYPED_TEST(RemoteTest, WaitsForASilentServerUntilTheConnectionEnds) {
     EXPECT_EQ(reading.get(), std::pair(false, TypeParam{0}));
 }
 
-TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
+TYPED_TEST(RemoteTest, ReadsABurstWithOneRequestInEitherOrder) {
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
         this->reply({success({0x11111111, 0x22222222, 0x12345678})});
         TypeParam values[3] = {};
@@ -258,7 +258,7 @@ TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
     }
 }
 
-TYPED_TEST(RemoteTest, LeavesTheItemsThatTheServerDoesNotSendAlone) {
+TYPED_TEST(RemoteTest, KeepsTheItemsThatTheServerDoesNotSend) {
     this->reply({success({1, 2, 3, 4}), refusal({1, 2, 3, 4})});
     std::vector<TypeParam> expected{1, 2, 3, 4};
     expected.resize(10, untouched<TypeParam>);
@@ -341,7 +341,7 @@ TYPED_TEST(RemoteTest, AccessesRegistersWithTheResultOfTheServer) {
     }
 }
 
-TYPED_TEST(RemoteTest, WritesABurstByOneRequestInEitherOrder) {
+TYPED_TEST(RemoteTest, WritesABurstWithOneRequestInEitherOrder) {
     const TypeParam values[] = {1, this->all, 3};
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
         EXPECT_TRUE(this->device().write(0x10, values, 3, byteOrder));
@@ -413,7 +413,7 @@ TYPED_TEST(RemoteTest, ReceivesTheWordOfAnInterruptOrItsFirstBytesWithoutAReques
     EXPECT_EQ(this->m_peer.requests(0).size(), 0U);
 }
 
-TYPED_TEST(RemoteTest, LeavesTheStatusAloneWhenTheServerClosesTheConnectionOfInterrupts) {
+TYPED_TEST(RemoteTest, KeepsTheInterruptWordWhenTheServerClosesTheInterruptConnection) {
     const int descriptor = this->device().getNativeHandle();
     this->m_peer.close(interrupts);
     const TraceRecorder recorder(1);
@@ -565,7 +565,7 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
               EventLog{"Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor"});
 }
 
-TYPED_TEST(RemoteTest, TakesTheHostAndThePortWithoutAWordFromTheAddress) {
+TYPED_TEST(RemoteTest, TakesTheHostAndThePortFromTheAddressSilently) {
     const NothingTraced nothingTraced(7);
     const std::vector<std::tuple<std::string, std::string, int>> addresses{{"10.0.0.7::9000", "10.0.0.7", 9000},
                                                                            {"server", "server", 8888},
@@ -587,7 +587,7 @@ TYPED_TEST(RemoteTest, TakesTheHostAndThePortWithoutAWordFromTheAddress) {
     }
 }
 
-TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNotANumber) {
+TYPED_TEST(RemoteTest, UsesTheDefaultPortAndTracesThatWhenTheTextIsNotANumber) {
     for (const std::string port :
          {"", " ", "abc", "x9000", ":9000", ":1", "b::c", "2147483648", "-2147483649", "99999999999999"}) {
         const TraceRecorder recorder(1);
@@ -716,7 +716,7 @@ bool isBuiltAs(DeviceType type) {
     return true;
 }
 
-TEST(Remote, IsWhatTheFactoryBuildsForTheRemoteTypesOutOfNameAndPath) {
+TEST(Remote, IsBuiltByTheFactoryForTheRemoteTypesFromNameAndPath) {
     EXPECT_TRUE(isBuiltAs<std::uint8_t>(DeviceType::Remote8));
     EXPECT_TRUE(isBuiltAs<std::uint16_t>(DeviceType::Remote16));
     EXPECT_TRUE(isBuiltAs<std::uint32_t>(DeviceType::Remote32));

@@ -62,7 +62,7 @@ TEST_F(UnusedAnswersTest, FailTheTestOfAChildProcessHoweverItEnds) {
     expectFailure("unused answers of munmap: 3");
 }
 
-TEST_F(UnusedAnswersTest, AreNotThoseThatACallHasTaken) {
+TEST_F(UnusedAnswersTest, DoNotIncludeThoseThatACallHasReturned) {
     endWith({asUsual}, [] {});
     EXPECT_EXIT(endWith({asUsual}, std::abort), testing::KilledBySignal(SIGABRT), "");
 }

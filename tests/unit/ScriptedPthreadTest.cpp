@@ -45,7 +45,7 @@ TEST_F(UnusedErrorsTest, FailTheTestEvenIfAnotherErrorFollowsOrTheCallSucceedsAg
     expectFailure("unused answers of pthread_mutex_lock: 2");
 }
 
-TEST_F(UnusedErrorsTest, AreNotThoseThatACallHasMet) {
+TEST_F(UnusedErrorsTest, DoNotIncludeThoseThatACallHasReturned) {
     ScriptedPthread script;
     script.fail(MutexCall::Lock, EDEADLK);
     useAMutex();

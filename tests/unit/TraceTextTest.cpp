@@ -22,7 +22,7 @@ protected:
     std::string do_grouping() const override { return "\3"; }
 };
 
-TEST(TraceText, IsNotTouchedByTheProgramsGlobalLocale) {
+TEST(TraceText, IsIndependentOfTheGlobalLocale) {
     ScriptedOs os;
     Rynvel::Lseek<std::uint8_t> device("/dev/x", std::make_unique<RecordingMutex>(os.log()));
     const TraceRecorder recorder(6);
