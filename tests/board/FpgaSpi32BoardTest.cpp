@@ -62,7 +62,7 @@ TEST_F(BoardFpga, MakesOneTransferPerRegister) {
     EXPECT_EQ(m_probe.calls("transfer"), 5U);
 }
 
-TEST_F(BoardFpga, AnswersABadStatusThatMakesTheValueZeroAndIsTraced) {
+TEST_F(BoardFpga, ReadsZeroAndTracesABadStatus) {
     const TraceRecorder recorder(1);
     std::uint32_t value = 7;
     m_probe.set("status", "2 0x40");

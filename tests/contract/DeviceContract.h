@@ -153,7 +153,7 @@ TYPED_TEST_P(DeviceContract, SharesItsRegistersWithAnotherObjectAndKeepsThemAfte
     EXPECT_EQ(value, this->pattern(4));
 }
 
-TYPED_TEST_P(DeviceContract, AnswersFalseAtOnceWhereItHasNoInterrupts) {
+TYPED_TEST_P(DeviceContract, FailsInterruptOperationsAtOnceIfItHasNoInterrupts) {
     if (TypeParam::hasInterrupts) {
         unsigned long type = 0;
         EXPECT_TRUE(this->m_device->getInterruptType(&type));
@@ -169,11 +169,11 @@ TYPED_TEST_P(DeviceContract, AnswersFalseAtOnceWhereItHasNoInterrupts) {
     EXPECT_EQ(info, 0x55U);
 }
 
-TYPED_TEST_P(DeviceContract, GivesADescriptorWhereItHasOne) {
+TYPED_TEST_P(DeviceContract, ReturnsADescriptorIfItHasOne) {
     EXPECT_EQ(this->m_device->getNativeHandle() != -1, TypeParam::hasHandle);
 }
 
-TYPED_TEST_P(DeviceContract, TearsNoMaskedWriteOfConcurrentThreadsWhereTheyAreAtomic) {
+TYPED_TEST_P(DeviceContract, KeepsMaskedWritesOfConcurrentThreadsApartIfTheyAreAtomic) {
     if (!TypeParam::atomicMaskedWrites) {
         return;
     }
@@ -205,8 +205,8 @@ REGISTER_TYPED_TEST_SUITE_P(DeviceContract, ReadsWhatARegisterHolds, WritesOneRe
                             MovesBurstsBetweenConsecutiveRegistersAndTheBufferInBothOrders,
                             CompletesAnEmptyBurstAndTouchesNothing, ReleasesAWaiterByASingleWrite,
                             SharesItsRegistersWithAnotherObjectAndKeepsThemAfterItsEnd,
-                            AnswersFalseAtOnceWhereItHasNoInterrupts, GivesADescriptorWhereItHasOne,
-                            TearsNoMaskedWriteOfConcurrentThreadsWhereTheyAreAtomic);
+                            FailsInterruptOperationsAtOnceIfItHasNoInterrupts, ReturnsADescriptorIfItHasOne,
+                            KeepsMaskedWritesOfConcurrentThreadsApartIfTheyAreAtomic);
 
 } // namespace RynvelTest
 

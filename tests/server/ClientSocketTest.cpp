@@ -121,7 +121,7 @@ TEST_F(ClientSocketTest, GivesUpOnAClientThatDoesNotReadItsAnswers) {
     EXPECT_GT(sent, 0U);
 }
 
-TEST_F(ClientSocketTest, IsToldTheIdleTimeoutInFull) {
+TEST_F(ClientSocketTest, SetsTheIdleTimeoutWithMilliseconds) {
     m_socket.setIdleTimeout(90061001ms);
     const auto timeout = optionOf<timeval>(m_socket, SOL_SOCKET, SO_RCVTIMEO);
     EXPECT_EQ(timeout.tv_sec, 90061);

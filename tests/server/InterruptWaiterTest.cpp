@@ -206,7 +206,7 @@ TEST_F(WaitingDoesNotEnable, SendsWordsInNetworkOrder) {
     m_waiter.disarm(pair.server());
 }
 
-TEST_F(WaitingDoesNotEnable, EnablesTheInterruptOnlyWhereWaitingDoes) {
+TEST_F(WaitingDoesNotEnable, DoesNotEnableTheInterruptAgain) {
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(m_waiter.enable());
     EXPECT_TRUE(pulseArrives(1, client));
@@ -349,7 +349,7 @@ TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledUntilAClientEnablesIt) {
     EXPECT_EQ(client.word(), 3U);
 }
 
-TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenThatIsAskedForBeforeItsThreadBegins) {
+TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenAClientDisablesItAtOnce) {
     m_device.activate();
     for (unsigned int round = 0; round < 100; ++round) {
         const ArmedClient client(m_waiter);

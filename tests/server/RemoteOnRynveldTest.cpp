@@ -66,7 +66,7 @@ TYPED_TEST(RemoteOnRynveld, MovesTheLongestBurstsInBothOrders) {
     }
 }
 
-TYPED_TEST(RemoteOnRynveld, IsRefusedLongerReadsAndWritesTheStartOfLongerBursts) {
+TYPED_TEST(RemoteOnRynveld, FailsToReadLongerBurstsAndWritesOnlyTheirStart) {
     std::array<TypeParam, 129> values{};
     values.fill(5);
     EXPECT_TRUE(this->m_device->write(0, values.data(), 129, ByteOrder::Host));
@@ -122,7 +122,7 @@ TYPED_TEST(RemoteOnRynveld, LosesNoBitOfMaskedWritesOfManyClients) {
     EXPECT_EQ(this->at(0), 0xFFU);
 }
 
-TYPED_TEST(RemoteOnRynveld, WorksOnWithNothingOnADeviceOfAnotherWidthAndOnOneThatTheServerDoesNotHave) {
+TYPED_TEST(RemoteOnRynveld, FailsOnADeviceOfAnotherWidthAndOnAnUnknownDevice) {
     for (const char* name : {sizeof(TypeParam) == 1 ? "seek.16" : "seek.8", "nothing"}) {
         const auto device = remote<TypeParam>(this->m_server, name);
         TypeParam value = 9;

@@ -192,7 +192,7 @@ TEST_F(RequestHandlerTest, ReleasesTheDeviceOnClose) {
     EXPECT_TRUE(m_uio32.open("uio.32"));
 }
 
-TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWithoutAFailure) {
+TEST_F(RequestHandlerTest, RefusesAnEmptyNameWithoutTracingAFailure) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, ""), "the device name is empty");
     EXPECT_EQ(lines().size(), 1U);
@@ -257,7 +257,7 @@ TEST_F(RequestHandlerTest, ReadsANameUpToItsTerminator) {
     EXPECT_TRUE(m_server.connect().succeeds(record(Type::Open, name)));
 }
 
-TEST_F(RequestHandlerTest, ShowsNothingOfAStrangeNameThatCouldBeTakenForMoreLines) {
+TEST_F(RequestHandlerTest, TracesQuestionMarksForSpecialCharactersOfAName) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, "a\nb\x1b[\x7f\xff"), "the device cannot be opened", "a?b?[??");
 }
@@ -480,7 +480,7 @@ TEST_F(RequestsToFiles, SurviveBusErrors) {
     EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }
 
-TEST_F(RequestsToFiles, WriteNothingWithoutMovingTheFile) {
+TEST_F(RequestsToFiles, DoNotSeekForAnEmptyWrite) {
     auto connection = m_server.connect("seek.32");
     EXPECT_TRUE(connection.succeeds(writeOf("seek.32", 8, {})));
     EXPECT_EQ(::lseek(connection.device()->device().getNativeHandle(), 0, SEEK_CUR), 0);

@@ -147,7 +147,7 @@ TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
               "rynveld: listening on 127.0.0.1:" + std::to_string(serving.port()) + ", serving 2 devices");
 }
 
-TEST(Rynveld, EndsWithStatus0WhenItIsToldTo) {
+TEST(Rynveld, EndsWithStatus0OnATerminationSignal) {
     for (const int signal : {SIGTERM, SIGINT}) {
         SimulatingServer().end(signal);
     }

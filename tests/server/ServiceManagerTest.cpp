@@ -153,7 +153,7 @@ TEST(ServiceManager, IsNotNotifiedIfThereIsNone) {
     EXPECT_NO_THROW(notifyServiceManager("READY=1"));
 }
 
-TEST(ServiceManager, IsNotWaitedForWhenItTakesNothing) {
+TEST(ServiceManager, IsNotWaitedForWhenItDoesNotReceive) {
     const NotifySocket manager;
     const int sender = manager.connect(SOCK_DGRAM | SOCK_NONBLOCK);
     while (::send(sender, "", 1, 0) == 1) {

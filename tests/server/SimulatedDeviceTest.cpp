@@ -154,7 +154,7 @@ TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
     EXPECT_EQ(word, 7U);
 }
 
-TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes) {
+TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledWhenItWaitsIfItsKindDoes) {
     auto kind = kindOf(width());
     kind.waitEnablesInterrupt = false;
     const auto simulation = simulate("simulated", kind);

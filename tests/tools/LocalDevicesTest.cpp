@@ -261,7 +261,7 @@ TEST_F(LocalDevices, AreWatchedForChanges) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(LocalDevices, AreGivenUpWhenStandardOutputTakesNothing) {
+TEST_F(LocalDevices, TimeOutWhenStandardOutputBlocks) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     ASSERT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
@@ -336,7 +336,7 @@ TEST_F(LocalDevices, EndQuietlyWhenNobodyReadsStandardOutput) {
     }
 }
 
-TEST_F(LocalDevices, ReportWhenStandardOutputTakesNothing) {
+TEST_F(LocalDevices, ReportAFailureOfStandardOutput) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     for (const std::string line : {"list", "--help", "--version"}) {
         const Ending ending = start(line, full).wait();
@@ -386,7 +386,7 @@ TEST_F(LocalDevices, TraceTheRequestedChannels) {
     EXPECT_EQ(ending.error.find("Rynvel.PthreadMutex"), std::string::npos);
 }
 
-TEST_F(LocalDevices, TraceOneChannelForEachTimeThatTheyAreAskedTo) {
+TEST_F(LocalDevices, TraceTheChannelsOfSeveralOptions) {
     const Ending ending = run("read --trace Rynvel.Lseek=6 --trace Rynvel.PthreadMutex=6 file8 1");
     EXPECT_EQ(ending.output, "file8 0x00000001 = 0x01\n");
     EXPECT_NE(ending.error.find("Rynvel.Lseek 6 ENTER"), std::string::npos);
@@ -395,7 +395,7 @@ TEST_F(LocalDevices, TraceOneChannelForEachTimeThatTheyAreAskedTo) {
            "rynvelctl: nothing: no such device ('rynvelctl list' shows the names)\n");
 }
 
-TEST_F(LocalDevices, SayWhichChannelsThereAreWhenATraceNamesNone) {
+TEST_F(LocalDevices, ListTheChannelsWhenATraceMatchesNone) {
     const Ending ending = run("--trace Rynvel.Lsek=6 read file8 1");
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(ending.output, "");

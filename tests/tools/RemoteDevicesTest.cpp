@@ -63,7 +63,7 @@ TEST_F(RemoteDevices, AreReadAtTheAddressThatTheirTypeCountsIn) {
     }
 }
 
-TEST_F(RemoteDevices, HaveTheTypeOfTheDeviceOfThatNameHere) {
+TEST_F(RemoteDevices, HaveTheTypeOfTheLocalDeviceOfTheSameName) {
     opensThen({success({7})});
     expect("read common.idt 0", 0, "common.idt 0x00000000 = 0x07\n");
     EXPECT_EQ(operation()[3], 2);

@@ -106,7 +106,7 @@ using Backends =
                    Tyvon<std::uint32_t>, TyvonInterrupt<std::uint16_t>, TyvonInterrupt<std::uint32_t>, FpgaSpi32>;
 TYPED_TEST_SUITE(BackendTest, Backends);
 
-TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleWhereItHasRequests) {
+TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleIfItHasRequests) {
     EXPECT_EQ(this->m_device->getDevName(), path);
     EXPECT_EQ(this->m_device->getNativeHandle(), this->isFpga ? -1 : ScriptedOs::descriptor);
 }

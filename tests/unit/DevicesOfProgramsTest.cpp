@@ -155,7 +155,7 @@ TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     EXPECT_EQ(probe(folder).reason, "/: Is a directory");
 }
 
-TEST(DeviceProbe, FindsNoObstacleForASeekableDevice) {
+TEST(DeviceProbe, AcceptsASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
         const auto found = probe({"seekable", file.path(), 0, type});

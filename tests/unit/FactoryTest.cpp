@@ -45,7 +45,7 @@ TEST(Factory, OpensADeviceOnce) {
     });
 }
 
-TEST(Factory, TracesTheFirstOpenAndTheSecondThatFindsTheDevice) {
+TEST(Factory, TracesThatTheSecondOpenFindsTheDevice) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(6, "Rynvel.Factory");

@@ -206,7 +206,7 @@ TYPED_TEST(ValuesTest, AreAppendedAndCounted) {
     EXPECT_EQ(message.getValue(1), 0xFFFEFDFCU);
 }
 
-TYPED_TEST(ValuesTest, FillTheRecordWith128AndDropWhatIsAddedThen) {
+TYPED_TEST(ValuesTest, FillTheRecordWith128AndIgnoreFurtherOnes) {
     TypeParam message;
     Bytes expected = this->withLength(128);
     for (std::uint32_t i = 0; i < 128; ++i) {
@@ -278,7 +278,7 @@ TYPED_TEST(ValuesTest, AreAllRenderedWhenTheRecordIsFull) {
     EXPECT_EQ(text.substr(text.find(", length: ")), ", length: 128, values: { " + expected.str() + "} ]");
 }
 
-TYPED_TEST(ValuesTest, LeaveTheStreamInHexWhenThereAreAnyAndElseInDecimal) {
+TYPED_TEST(ValuesTest, LeaveTheStreamInHexIfThereAreAnyAndOtherwiseInDecimal) {
     TypeParam message;
     EXPECT_EQ(baseAfter(message), "16");
     message.addValue(1);

@@ -179,7 +179,7 @@ TYPED_TEST(MmapTest, FailsEveryRegisterOperationWithoutAMapping) {
     EXPECT_EQ(this->m_os.log(), EventLog{});
 }
 
-TYPED_TEST(MmapTest, SaysThatItClosesADeviceThatItCouldNotOpenButDoesNot) {
+TYPED_TEST(MmapTest, TracesTheCloseOfADeviceThatItCouldNotOpenButMakesNoCall) {
     auto device = this->absent();
     const TraceRecorder recorder(5);
     device.reset();

@@ -129,7 +129,7 @@ TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketOfAnyDescriptorWithoutSet
     }
 }
 
-TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttemptOfOneCallAlsoWhereItIsInterruptedOrGoesOn) {
+TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAnyFailureToConnect) {
     for (const int error : {ECONNREFUSED, EINTR, EINPROGRESS, EISCONN}) {
         m_os.script(Call::Connect, {failing(error)});
         EXPECT_EQ(m_connection.connectToServer(), -1);

@@ -135,7 +135,7 @@ TYPED_TEST(RemoteTest, AnnouncesItselfOnBothConnectionsAndArmsTheSecondWhenItIsC
     EXPECT_GE(device->getNativeHandle(), 0);
 }
 
-TYPED_TEST(RemoteTest, StopsAnnouncingItselfWhenTheServerRefusesItButExists) {
+TYPED_TEST(RemoteTest, ExistsButSendsNoFurtherRequestWhenTheServerRefusesIt) {
     this->m_peer.script({refusal()});
     const auto refusedAtOnce = this->make();
     EXPECT_EQ(this->m_peer.requests(1).size(), 1U);
@@ -400,7 +400,7 @@ TYPED_TEST(RemoteTest, LetsTheServerEnableAndDisableInterrupts) {
     EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::DisableInterrupt));
 }
 
-TYPED_TEST(RemoteTest, ReceivesTheWordOfAnInterruptOrItsFirstBytesWithoutARequest) {
+TYPED_TEST(RemoteTest, ReceivesAnInterruptWordOrItsFirstBytesWithoutARequest) {
     this->device();
     for (const auto& [bytes, word] :
          std::vector<std::pair<Bytes, unsigned long>>{{{0x12, 0x34, 0x56, 0x78}, 0x12345678},
