@@ -163,7 +163,7 @@ TEST_F(LocalDevices, AreWritten) {
 
 TEST_F(LocalDevices, AreWrittenUnderAMask) {
     expect("write map32 8 0xffffffff --mask 0x0000ff00 --verify", 0,
-           "map32 0x00000008 = 0x0000ff00 under 0x0000ff00\n");
+           "map32 0x00000008 = 0x0000ff00 with mask 0x0000ff00\n");
     EXPECT_EQ(m_folder.load("map").substr(8, 4), "\x08\xff\x0a\x0b");
     expect("write file8 1 0xf0 --mask 0b11110000 --json", 0,
            "{\"name\":\"file8\",\"address\":1,\"value\":240,\"mask\":240}\n");
@@ -183,7 +183,7 @@ TEST_F(LocalDevices, AreReadBackWhenAWriteIsVerified) {
     ASSERT_EQ(symlink("/dev/zero", (m_folder.path() + "/registers8").c_str()), 0);
     expect("write file8 3 5", 0, "file8 0x00000003 = 0x05\n");
     expect("write file8 3 5 --verify", 1, "", "rynvelctl: file8: 0x00000003 holds 0x00 after 0x05 was written\n");
-    expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 under 0xf0\n");
+    expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 with mask 0xf0\n");
     expect("write file8 3 0x15 --mask 0x0f --verify", 1, "",
            "rynvelctl: file8: 0x00000003 holds 0x00 after 0x05 was written with mask 0x0f\n");
 }

@@ -295,7 +295,7 @@ TEST_F(SimulatedDevices, SupportEveryCommandOnRegisters) {
     expect("info common.idt --quiet", 0, "common.idt\n" + m_address + "\nRemote8\n8\nnone\nnone\nnone\n");
     expect("write traf.top 0x10 0x12345678 --verify", 0, "traf.top 0x00000010 = 0x12345678\n");
     expect("write traf.top 0x10 0xffff --mask 0xff00 --verify", 0,
-           "traf.top 0x00000010 = 0x0000ff00 under 0x0000ff00\n");
+           "traf.top 0x00000010 = 0x0000ff00 with mask 0x0000ff00\n");
     expect("read traf.top 0x10", 0, "traf.top 0x00000010 = 0x1234ff78\n");
     expect("read traf.top 4 --index --quiet", 0, "0x1234ff78\n");
     expect("dump traf.top 0x8 5", 0, "0x00000008: 00000000 00000000 1234ff78 00000000\n0x00000018: 00000000\n");

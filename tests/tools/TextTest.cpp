@@ -242,5 +242,13 @@ TEST(Formats, ShowTheShortestTheMeanAndTheLongestRoundTrip) {
                                   R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
 }
 
+TEST(Formats, CountInTheSingularAndThePlural) {
+    const RegisterRange range(seekable, AddressUnit::Bytes, "0x10");
+    EXPECT_EQ(formatText(FilledRange{range, 1}), "seekable 0x00000010 = 0x0001 in 1 register");
+    EXPECT_EQ(formatText(FilledRange{range.resized(2), 1}), "seekable 0x00000010 = 0x0001 in 2 registers");
+    const std::string oneTrip = formatText(RoundTrips{"node::8888", {std::chrono::microseconds(1'000)}});
+    EXPECT_EQ(oneTrip, "node::8888: 1 round trip, min 1.000 ms, avg 1.000 ms, max 1.000 ms");
+}
+
 } // namespace
 } // namespace RynvelTest

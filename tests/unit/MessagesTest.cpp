@@ -525,6 +525,15 @@ TEST(Response, IsASuccessWhenNew) {
     EXPECT_EQ(rendered(message), "Response: [ result: Success, length: 0, values: { } ]");
 }
 
+TEST(Messages, TakeTheWholeRecordOfTheMessageThatIsAssigned) {
+    Request request(RequestData::Type::Open, "an.earlier.name");
+    request = received<Request>(bytesFrom(fullRequest));
+    EXPECT_EQ(hexOf(request), fullRequest);
+    Response response;
+    response = received<Response>(bytesFrom(fullResponse));
+    EXPECT_EQ(hexOf(response), fullResponse);
+}
+
 TEST(Response, TreatsEveryResultButZeroAsAFailure) {
     for (const std::uint32_t word : {0xFFFFFFFFU, 1U, 0x01000000U, 0x80000000U}) {
         EXPECT_FALSE(received<Response>(response(word)).isSuccessful());
