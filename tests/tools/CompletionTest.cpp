@@ -19,7 +19,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The completions that the program offers for the last word of a line. */
+/** Returns the completions that the program offers for the last word of a line, with blanks between them. */
 std::string offered(Arguments words) {
     words.insert(words.begin(), "--complete");
     const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words, ".");
@@ -146,7 +146,7 @@ private:
     std::string m_shown;
 };
 
-/** Completion in a shell where rynvelctl is a function that prints its arguments. */
+/** A fixture for completion in shells. There, rynvelctl is a shell function that prints its arguments. */
 class CompletionInAShell : public testing::Test {
 protected:
     CompletionInAShell() {
@@ -155,7 +155,7 @@ protected:
                                         " \"$@\" ;; *) printf 'given:'; printf ' <%s>' \"$@\"; echo ;; esac\n");
     }
 
-    /** The setup that all shells share. */
+    /** Returns the commands that prepare any of the shells. */
     std::string common() const {
         return "PS1='" + std::string(InteractiveShell::prompt) + "'\nrynvelctl() { sh '" + m_folder.path() +
                "/rynvelctl' \"$@\"; }\n";
