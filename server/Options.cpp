@@ -10,6 +10,7 @@
 #include "DeviceTypeInfo.h"
 #include "Duration.h"
 #include "Number.h"
+#include "ServedDevices.h"
 #include "ServerAddress.h"
 
 namespace Rynveld {
@@ -82,8 +83,8 @@ const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std:
     if (row == nullptr) {
         fail(option + ": unknown device '" + name + "' (rynvelctl list shows all names)");
     }
-    const auto* const type = Common::findDeviceTypeInfo(row->m_type);
-    if (type == nullptr || type->access == Common::Access::Remote) {
+    const auto* const type = servableType(*row);
+    if (type == nullptr) {
         fail(option + ": device '" + name + "' is remote (rynveld serves only devices of its own machine)");
     }
     return *type;

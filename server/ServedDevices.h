@@ -40,6 +40,12 @@ private:
     InterruptWaiter m_waiter;
 };
 
+/** Returns the type of a device that the server can serve; null for a remote device, which its own server serves. */
+const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row);
+
+/** Returns the number of devices that clients can open under the policy. */
+std::size_t countServedDevices(const Policy& policy);
+
 /** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:

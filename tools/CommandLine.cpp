@@ -58,9 +58,10 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
                                        "print only values, and nothing for a command that returns no value");
     program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
     program
-        .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
-                   "turn on the library's traces up to a level from 0 to 7, for one channel or for all channels that "
-                   "match a pattern")
+        .addOption(
+            "--trace", "CHANNEL=LEVEL", m_options.traces,
+            "turn on the library's traces up to LEVEL (0 to 7), for one channel or for all channels that match a "
+            "pattern")
         .takeOneValue();
 }
 

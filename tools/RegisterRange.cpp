@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "Count.h"
 #include "Failure.h"
 #include "Numbers.h"
 
@@ -57,7 +58,7 @@ void RegisterRange::requireInside(std::optional<std::uint32_t> mapSize) const {
     if (!mapSize || (std::uint64_t{m_index} + m_count) * bytes() <= *mapSize) {
         return;
     }
-    throw usageError(m_device->name() + ": " + textOutside("the map of " + std::to_string(*mapSize) + " bytes"));
+    throw usageError(m_device->name() + ": " + textOutside("the map of " + Common::counted(*mapSize, "byte")));
 }
 
 std::string RegisterRange::textOutside(const std::string& bounds) const {
