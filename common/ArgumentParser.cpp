@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ArgumentParser.h"
 
-#include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include <CLI/CLI.hpp>
+
+#include "NearestName.h"
 
 namespace Common {
 
@@ -60,36 +60,14 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** How many letters you must replace, insert, delete or swap with their neighbour to turn one word into the other. */
-std::size_t editDistance(const std::string& one, const std::string& other) {
-    std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
-    std::iota(table[0].begin(), table[0].end(), 0U);
-    for (std::size_t i = 1; i <= one.size(); ++i) {
-        table[i][0] = i;
-        for (std::size_t j = 1; j <= other.size(); ++j) {
-            const std::size_t changed = table[i - 1][j - 1] + (one[i - 1] == other[j - 1] ? 0 : 1);
-            table[i][j] = std::min({changed, table[i][j - 1] + 1, table[i - 1][j] + 1});
-            if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1]) {
-                table[i][j] = std::min(table[i][j], table[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return table[one.size()][other.size()];
-}
-
 /** The name of the command that resembles the word most; empty if none resembles it. */
 std::string closestCommand(const CLI::App& app, const std::string& word) {
-    constexpr std::size_t maxDistance = 2;
-    std::string closest;
-    std::size_t best = std::min(maxDistance, word.size() - 1) + 1;
+    std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
-        const std::size_t mistakes = editDistance(word, command->get_name());
-        if (mistakes < best) {
-            closest = command->get_name();
-            best = mistakes;
-        }
+        names.push_back(command->get_name());
     }
-    return closest;
+    const std::vector<std::string> nearest = nearestNames(word, names);
+    return nearest.empty() ? "" : nearest.front();
 }
 
 /**

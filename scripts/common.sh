@@ -3,9 +3,13 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
+# The folder of the target's unpacked packages, which cmake/armhf.cmake searches. The system needs no second
+# architecture.
+target_root="$rynvel_cache/armhf"
+
 # The packages of a build for the host, and the further packages of a build for the target.
-build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev)
-target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf)
+build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev)
+target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:armhf)
 # The further packages of the benchmarks, and of counting instructions.
 benchmark_packages=(libbenchmark-dev)
 counting_packages=(valgrind qemu-user binutils)
@@ -16,11 +20,17 @@ die() {
     exit 1
 }
 
-# Prints the named Debian packages that are not installed.
+# Prints the named Debian packages that are not installed. A package NAME:armhf is missing until it is unpacked.
 missing_packages() {
     local package
     for package in "$@"; do
-        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || printf '%s\n' "$package"
+        case $package in
+            *:armhf) [ -e "$target_root/packages/$package" ] || printf '%s\n' "$package" ;;
+            *)
+                [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+                    printf '%s\n' "$package"
+                ;;
+        esac
     done
 }
 
@@ -34,7 +44,46 @@ as_root() {
     fi
 }
 
-# Installs the named Debian packages that are missing. Needs no network if all are installed.
+# Writes apt.conf into a folder. With these settings, apt also sees the target's packages, and keeps its state in the
+# folder.
+write_target_apt_settings() {
+    mkdir -p "$1/apt/state/lists/partial" "$1/apt/cache/archives/partial"
+    : >"$1/apt/status"
+    cat >"$1/apt.conf" <<-END
+	#clear APT::Architectures;
+	APT::Architecture "armhf";
+	APT::Architectures { "armhf"; "$(dpkg --print-architecture)"; };
+	APT::Sandbox::User "root";
+	Dir::State "$1/apt/state";
+	Dir::State::status "$1/apt/status";
+	Dir::Cache "$1/apt/cache";
+	END
+}
+
+# Downloads packages of the target into a folder that holds these settings. The lists of some archives may be missing:
+# only a package that cannot be downloaded is an error.
+fetch_target_packages() (
+    export APT_CONFIG="$1/apt.conf"
+    apt-get update || echo "some package lists are missing"
+    cd "$1" && apt-get download "${@:2}"
+)
+
+# Unpacks packages of the target into target_root.
+unpack_target_packages() (
+    stage=$(mktemp -d "$rynvel_cache/armhf.XXXXXX") || exit
+    trap 'rm -rf "$stage"' EXIT
+    write_target_apt_settings "$stage" && fetch_target_packages "$stage" "$@" || exit
+    mkdir -p "$target_root/packages"
+    for archive in "$stage"/*.deb; do
+        dpkg-deb -x "$archive" "$target_root" || exit
+    done
+    for package in "$@"; do
+        : >"$target_root/packages/$package" || exit
+    done
+)
+
+# Installs the named Debian packages that are missing, and unpacks those of the target. Needs no network if none is
+# missing.
 require_packages() {
     local missing log
     missing=$(missing_packages "$@")
@@ -42,7 +91,13 @@ require_packages() {
     mkdir -p "$rynvel_cache"
     log="$rynvel_cache/apt.log"
     printf 'installing packages: %s\n' "$(echo $missing)"
-    { as_root apt-get update && as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get install --yes --no-install-recommends $missing; } >"$log" 2>&1 ||
-        die "cannot install $(echo $missing) (see $log)"
+    { install_packages $(grep -v ':armhf$' <<<"$missing") && unpack_missing $(grep ':armhf$' <<<"$missing"); } \
+        >"$log" 2>&1 || die "cannot install $(echo $missing) (see $log)"
 }
+
+install_packages() {
+    [ $# = 0 ] || { as_root apt-get update && as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get install --yes --no-install-recommends "$@"; }
+}
+
+unpack_missing() { [ $# = 0 ] || unpack_target_packages "$@"; }

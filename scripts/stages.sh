@@ -60,7 +60,7 @@ folder_of() {
 # Prints the seconds that --all adds to a stage.
 added_seconds() {
     case $1 in
-        fuzz) echo 320 ;;
+        fuzz) echo 400 ;;
         dev | asan) echo 50 ;;
         tsan | armhf | bigendian) echo 110 ;;
         *) echo 0 ;;
@@ -80,7 +80,7 @@ usual_seconds() {
         counts) echo 25 10 ;;
         board) echo 110 80 ;;
         installed) echo 75 30 ;;
-        fuzz) echo 75 45 ;;
+        fuzz) echo 95 60 ;;
         hardened) echo 110 20 ;;
         soak) echo 340 330 ;;
     esac

@@ -8,27 +8,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "MessageBytes.h"
+#include "Rule.h"
 
 namespace RynvelFuzz {
 
 using RynvelTest::bytesOf;
 
 constexpr std::uint32_t capacity = 128;
-
-/** If the rule does not hold, prints its name and ends the process: the fuzzer reports a finding. */
-inline void require(bool holds, const char* rule) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", rule);
-        std::abort();
-    }
-}
 
 inline std::string hex(std::uint32_t word) {
     char digits[9];

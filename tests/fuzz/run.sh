@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Fuzzes a target for RYNVEL_FUZZ_SECONDS seconds, 60 unless it is set, from its corpus and from what earlier runs
-# added. Everything is written beside the target; the corpus is only read. Usage: run.sh TARGET CORPUS MAX_LENGTH
+# added. CORPUS.dict, if it is there, has words of the format. Everything is written beside the target; the corpus is only read. Usage: run.sh TARGET CORPUS MAX_LENGTH
 set -euo pipefail
 target=$1 corpus=$2 max_length=$3 status=0
 
 [ -n "$(ls "$corpus")" ] || { printf '%s: no inputs in %s\n' "${0##*/}" "$corpus" >&2; exit 1; }
 mkdir -p "$target.corpus" "$target.findings"
 touch "$target.started"
-"$target" -max_total_time="${RYNVEL_FUZZ_SECONDS:-60}" -max_len="$max_length" -timeout=10 -print_final_stats=1 \
+words=()
+[ ! -e "$corpus.dict" ] || words=(-dict="$corpus.dict")
+"$target" ${words[@]+"${words[@]}"} -max_total_time="${RYNVEL_FUZZ_SECONDS:-60}" -max_len="$max_length" -timeout=10 -print_final_stats=1 \
     -artifact_prefix="$target.findings/" "$target.corpus" "$corpus" 2>&1 || status=$?
 [ "$status" = 0 ] || find "$target.findings" -type f -newer "$target.started" -printf "finding, to run again: $target %p\n"
 exit "$status"

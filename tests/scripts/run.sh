@@ -193,6 +193,13 @@ refuses() {
     ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
 }
 
+misses_a_package_of_the_target_until_it_is_unpacked() {
+    local target_root="$work/target"
+    [ "$(missing_packages bash one:armhf two:armhf)" = $'one:armhf\ntwo:armhf' ] || return
+    mkdir -p "$target_root/packages" && : >"$target_root/packages/one:armhf"
+    [ "$(missing_packages bash one:armhf two:armhf)" = two:armhf ]
+}
+
 refuses_unknown_arguments() {
     refuses ./check --fast && refuses ./check nonsense && refuses ./check 'dev asan' && refuses ./check --test &&
         refuses ./check --test x board && refuses ./check --test x dev asan && refuses ./check --test a:b asan &&
@@ -227,6 +234,7 @@ check 'a check of the includes of no source has failed' refuses_to_check_nothing
 check 'folders of the map that include each other are found' finds_a_circle_in_the_map
 check 'a wording that the style rules out is found' finds_wordings
 check 'a check of the wordings of no file has failed' refuses_to_check_the_wordings_of_nothing
+check 'a package of the target is missing until it is unpacked' misses_a_package_of_the_target_until_it_is_unpacked
 check './check and ./demo refuse unknown arguments' refuses_unknown_arguments
 check './check and ./demo show their help' shows_its_help
 summary

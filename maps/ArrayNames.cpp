@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#include "ArrayNames.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "ScaledNumber.h"
+#include "TextEncoding.h"
+
+namespace Maps {
+
+namespace {
+
+constexpr std::string_view placeholder = "%s";
+// Each placeholder of a name takes an index.
+constexpr std::size_t longestIndex = 64;
+
+bool isDecimal(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+bool isOneLetter(std::string_view text) {
+    return text.size() == 1 && std::isalpha(static_cast<unsigned char>(text.front())) != 0;
+}
+
+using Indexes = std::optional<std::vector<std::string>>;
+
+Indexes numbersBetween(std::string_view first, std::string_view last, std::uint64_t most) {
+    const auto low = parseScaledNumber(first);
+    const auto high = parseScaledNumber(last);
+    if (!low || !high || *low > *high || *high - *low >= most) {
+        return std::nullopt;
+    }
+    std::vector<std::string> indexes;
+    for (std::uint64_t number = *low; indexes.size() <= *high - *low; ++number) {
+        indexes.push_back(std::to_string(number));
+    }
+    return indexes;
+}
+
+Indexes lettersBetween(char first, char last) {
+    const bool isOneCase =
+        (std::isupper(static_cast<unsigned char>(first)) != 0) == (std::isupper(static_cast<unsigned char>(last)) != 0);
+    if (first > last || !isOneCase) {
+        return std::nullopt;
+    }
+    std::vector<std::string> indexes;
+    for (char letter = first; letter <= last; ++letter) {
+        indexes.emplace_back(1, letter);
+    }
+    return indexes;
+}
+
+Indexes parseRange(std::string_view first, std::string_view last, std::uint64_t most) {
+    if (isDecimal(first) && isDecimal(last)) {
+        return numbersBetween(first, last, most);
+    }
+    return isOneLetter(first) && isOneLetter(last) ? lettersBetween(first.front(), last.front()) : std::nullopt;
+}
+
+Indexes parseList(std::string_view text, std::uint64_t most) {
+    std::vector<std::string> indexes;
+    while (indexes.size() < most) {
+        const std::size_t comma = std::min(text.find(','), text.size());
+        const std::string_view index = trimmed(text.substr(0, comma));
+        if (index.empty() || index.size() > longestIndex) {
+            return std::nullopt;
+        }
+        indexes.emplace_back(index);
+        if (comma == text.size()) {
+            return indexes;
+        }
+        text.remove_prefix(comma + 1);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+bool hasPlaceholder(std::string_view text) { return text.find(placeholder) != std::string_view::npos; }
+
+std::string withIndex(std::string_view text, std::string_view index) {
+    std::string result;
+    for (std::size_t place = text.find(placeholder); place != std::string_view::npos; place = text.find(placeholder)) {
+        result.append(text.substr(0, place)).append(index);
+        text.remove_prefix(place + placeholder.size());
+    }
+    return result.append(text);
+}
+
+std::string withoutPlaceholder(std::string_view name) {
+    std::string rest(name);
+    for (const std::string_view place : {std::string_view("[%s]"), placeholder}) {
+        for (std::size_t at = rest.find(place); at != std::string::npos; at = rest.find(place)) {
+            rest.erase(at, place.size());
+        }
+    }
+    return rest;
+}
+
+std::optional<std::vector<std::string>> parseIndexes(std::string_view text, std::uint64_t most) {
+    const std::size_t dash = text.find('-');
+    if (text.find(',') == std::string_view::npos && dash != std::string_view::npos) {
+        return parseRange(trimmed(text.substr(0, dash)), trimmed(text.substr(dash + 1)), most);
+    }
+    return parseList(text, most);
+}
+
+std::vector<std::string> countedIndexes(std::uint64_t size) {
+    std::vector<std::string> indexes;
+    for (std::uint64_t index = 0; index < size; ++index) {
+        indexes.push_back(std::to_string(index));
+    }
+    return indexes;
+}
+
+} // namespace Maps

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+#include "Consistency.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Maps {
+
+namespace {
+
+/** The name of an element, or that of its array: one warning is for all its elements. */
+template <typename T>
+std::string nameOf(const T& element) {
+    return "'" + (element.arrayElement.array ? element.arrayElement.array->name : element.name) + "'";
+}
+
+/** A stretch of bits or bytes that an element takes. */
+template <typename T>
+struct Extent {
+    std::uint64_t first;
+    std::uint64_t last;
+    const T* element;
+};
+
+class Consistency {
+public:
+    explicit Consistency(Warnings& warnings) : m_warnings(warnings) {}
+
+    void check(const Device& device) {
+        checkNames("peripheral", device.peripherals, [](const Peripheral& p) { return p.name; });
+        for (const Peripheral& peripheral : device.peripherals) {
+            checkContent(peripheral.registers, peripheral.clusters);
+        }
+    }
+
+private:
+    /** Whether a list is seen for the first time: elements share lists. */
+    template <typename T>
+    bool isNew(const SharedList<T>& list) {
+        return !list.empty() && m_seen.insert(list.begin()).second;
+    }
+
+    template <typename T, typename NameOf>
+    void checkNames(const std::string& kind, const SharedList<T>& elements, NameOf uniqueName) {
+        std::set<std::string> names;
+        for (const T& element : elements) {
+            if (!names.insert(uniqueName(element)).second) {
+                m_warnings.add(element.line, kind + " " + nameOf(element) + " has the name of another one");
+            }
+        }
+    }
+
+    void checkContent(const SharedList<Register>& registers, const SharedList<Cluster>& clusters) {
+        if (isNew(registers)) {
+            checkRegisters(registers);
+        }
+        if (isNew(clusters)) {
+            checkNames("cluster", clusters, [](const Cluster& c) { return c.name; });
+            for (const Cluster& cluster : clusters) {
+                checkContent(cluster.registers, cluster.clusters);
+            }
+        }
+    }
+
+    void checkRegisters(const SharedList<Register>& registers) {
+        checkNames("register", registers, [](const Register& r) { return r.name + "\n" + r.alternateGroup; });
+        std::vector<Extent<Register>> extents;
+        for (const Register& aRegister : registers) {
+            if (aRegister.alternateGroup.empty() && aRegister.alternateRegister.empty()) {
+                const std::uint64_t bytes = (aRegister.size + 7) / 8;
+                extents.push_back(
+                    {aRegister.offset, aRegister.offset + std::max<std::uint64_t>(bytes, 1) - 1, &aRegister});
+            }
+            if (isNew(aRegister.fields)) {
+                checkFields(aRegister);
+            }
+        }
+        warnOfOverlaps("register", std::move(extents), " without being its alternative");
+    }
+
+    void checkFields(const Register& aRegister) {
+        checkNames("field", aRegister.fields, [](const Field& f) { return f.name; });
+        std::vector<Extent<Field>> extents;
+        for (const Field& field : aRegister.fields) {
+            extents.push_back({field.lsb, field.msb, &field});
+            if (field.msb >= aRegister.size) {
+                m_warnings.add(field.line, "field " + nameOf(field) + " is outside of the " +
+                                               std::to_string(aRegister.size) + " bits of its register");
+            }
+            for (const Enumeration& enumeration : field.enumerations) {
+                checkValues(enumeration, field);
+            }
+        }
+        warnOfOverlaps("field", std::move(extents), "");
+    }
+
+    template <typename T>
+    void warnOfOverlap(const std::string& kind, const Extent<T>& extent, const Extent<T>& other,
+                       const std::string& reason) {
+        const std::string with = kind + nameOf(*other.element) + reason;
+        m_warnings.add(extent.element->line, kind + nameOf(*extent.element) + " overlaps " + with);
+    }
+
+    /** Compares each element with the one before that reaches furthest. */
+    template <typename T>
+    void warnOfOverlaps(const std::string& kind, std::vector<Extent<T>> extents, const std::string& reason) {
+        std::stable_sort(extents.begin(), extents.end(),
+                         [](const Extent<T>& a, const Extent<T>& b) { return a.first < b.first; });
+        // Those that are only read and those that are only written may share their place.
+        for (const auto isConcerned : {isReadable, isWritable}) {
+            const Extent<T>* furthest = nullptr;
+            for (const Extent<T>& extent : extents) {
+                if (!isConcerned(extent.element->access)) {
+                    continue;
+                }
+                if (furthest != nullptr && extent.first <= furthest->last) {
+                    warnOfOverlap(kind + " ", extent, *furthest, reason);
+                }
+                if (furthest == nullptr || extent.last > furthest->last) {
+                    furthest = &extent;
+                }
+            }
+        }
+    }
+
+    void checkValues(const Enumeration& enumeration, const Field& field) {
+        if (!isNew(enumeration.values)) {
+            return;
+        }
+        const unsigned int width = field.msb - field.lsb + 1;
+        const std::uint64_t highest = width >= 64 ? UINT64_MAX : (std::uint64_t{1} << width) - 1;
+        std::set<std::string> names;
+        std::set<std::pair<std::uint64_t, std::uint64_t>> values;
+        for (const EnumeratedValue& value : enumeration.values) {
+            if (value.value > highest) {
+                m_warnings.add(value.line, "enumerated value '" + value.name + "' does not fit in the " +
+                                               std::to_string(width) + " bits of field " + nameOf(field));
+            }
+            if (!value.name.empty() && !names.insert(value.name).second) {
+                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the name of another one");
+            }
+            if (!value.isDefault && !values.emplace(value.value, value.mask).second) {
+                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the value of another one");
+            }
+        }
+    }
+
+    Warnings& m_warnings;
+    std::set<const void*> m_seen;
+};
+
+} // namespace
+
+void checkConsistency(const Device& device, Warnings& warnings) { Consistency(warnings).check(device); }
+
+} // namespace Maps

@@ -1,0 +1,557 @@
+// SPDX-License-Identifier: MIT
+#include "DefinitionReader.h"
+
+#include <utility>
+
+#include "ScaledNumber.h"
+#include "TextEncoding.h"
+
+namespace Maps {
+
+namespace {
+
+using Kind = Definition::Kind;
+using DefinitionTag = Tags<Definition>::Tag;
+using TagGroup = std::vector<DefinitionTag>;
+
+constexpr Words<Access, 5> accessWords{{{"read-only", Access::ReadOnly},
+                                        {"write-only", Access::WriteOnly},
+                                        {"read-write", Access::ReadWrite},
+                                        {"writeOnce", Access::WriteOnce},
+                                        {"read-writeOnce", Access::ReadWriteOnce}}};
+
+constexpr Words<Protection, 3> protectionWords{
+    {{"s", Protection::Secure}, {"n", Protection::NonSecure}, {"p", Protection::Privileged}}};
+
+constexpr Words<ReadAction, 4> readActionWords{{{"clear", ReadAction::Clear},
+                                                {"set", ReadAction::Set},
+                                                {"modify", ReadAction::Modify},
+                                                {"modifyExternal", ReadAction::ModifyExternal}}};
+
+constexpr Words<ModifiedWrite, 9> modifiedWriteWords{{{"oneToClear", ModifiedWrite::OneToClear},
+                                                      {"oneToSet", ModifiedWrite::OneToSet},
+                                                      {"oneToToggle", ModifiedWrite::OneToToggle},
+                                                      {"zeroToClear", ModifiedWrite::ZeroToClear},
+                                                      {"zeroToSet", ModifiedWrite::ZeroToSet},
+                                                      {"zeroToToggle", ModifiedWrite::ZeroToToggle},
+                                                      {"clear", ModifiedWrite::Clear},
+                                                      {"set", ModifiedWrite::Set},
+                                                      {"modify", ModifiedWrite::Modify}}};
+
+constexpr Words<Usage, 3> usageWords{
+    {{"read", Usage::Read}, {"write", Usage::Write}, {"read-write", Usage::ReadWrite}}};
+
+constexpr Words<AddressBlock::Usage, 3> blockUsageWords{{{"registers", AddressBlock::Usage::Registers},
+                                                         {"buffer", AddressBlock::Usage::Buffer},
+                                                         {"reserved", AddressBlock::Usage::Reserved}}};
+
+/** For what a map may have and this reader has no use for. */
+template <typename Target>
+void ignore(Target&, const Element&) {}
+
+// Enumerated values
+
+struct ValueDefinition {
+    EnumeratedValue value;
+    bool hasValue = false;
+};
+
+void readValue(ValueDefinition& target, const Element& element) {
+    const std::string_view text = element.text();
+    if (const auto pattern = parseBitPattern(text)) {
+        target.value.value = pattern->value;
+        target.value.mask = pattern->mask;
+        target.hasValue = true;
+    } else if (!text.empty()) {
+        element.warn(element.quoted(text) + " is not a number of up to 64 bits, and not used");
+    }
+}
+
+const Tags<ValueDefinition>& valueTags() {
+    static const Tags<ValueDefinition> tags{
+        {{"name", [](ValueDefinition& v, const Element& e) { v.value.name = oneLine(std::string(e.name())); }},
+         {"description", [](ValueDefinition& v, const Element& e) { v.value.description = Text(e.plainText()); }},
+         {"value", readValue},
+         {"isDefault", [](ValueDefinition& v, const Element& e) { v.value.isDefault = e.boolean().value_or(false); }}}};
+    return tags;
+}
+
+void readEnumeratedValue(std::vector<EnumeratedValue>& values, const Element& element) {
+    element.expectNoAttributes();
+    ValueDefinition definition;
+    definition.value.line = element.line();
+    valueTags().readInto(definition, element);
+    EnumeratedValue& value = definition.value;
+    if (!definition.hasValue && !value.isDefault) {
+        element.warn("enumerated value '" + value.name + "' has no value, and is not used");
+        return;
+    }
+    if (value.name.empty()) {
+        element.warn("an enumerated value has no name");
+    }
+    if (definition.hasValue && value.isDefault) {
+        element.warn("enumerated value '" + value.name + "' has a value and is the default: the value is used");
+        value.isDefault = false;
+    }
+    values.push_back(std::move(value));
+}
+
+/** Enumerated values that are being read, with the properties of what holds them. */
+template <typename Target>
+struct ValuesOf {
+    Target& target;
+    std::vector<EnumeratedValue> values;
+};
+
+using EnumerationTarget = ValuesOf<EnumerationDefinition>;
+
+const Tags<EnumerationTarget>& enumerationTags() {
+    static const Tags<EnumerationTarget> tags{
+        {{"name", [](EnumerationTarget& t, const Element& e) { t.target.name = e.name(); }},
+         {"headerEnumName", [](EnumerationTarget& t, const Element& e) { t.target.headerEnumName = e.name(); }},
+         {"usage", [](EnumerationTarget& t, const Element& e) { t.target.usage = e.word(usageWords); }},
+         {"enumeratedValue", [](EnumerationTarget& t, const Element& e) { readEnumeratedValue(t.values, e); }, true}}};
+    return tags;
+}
+
+void readEnumeration(Definition& field, const Element& element) {
+    // One for reading and one for writing are what a field may have.
+    constexpr std::size_t most = 16;
+    if (field.enumerations && field.enumerations->size() == most) {
+        element.warn("a field has more than " + std::to_string(most) + " enumeratedValues: these are not used");
+        return;
+    }
+    EnumerationDefinition definition;
+    definition.line = element.line();
+    definition.field = &field;
+    definition.derivedFrom = element.derivedFrom();
+    EnumerationTarget target{definition, {}};
+    enumerationTags().readInto(target, element);
+    if (target.values.empty() && definition.derivedFrom.empty()) {
+        element.warn("enumeratedValues without an enumerated value");
+        return;
+    }
+    if (!target.values.empty()) {
+        if (!definition.derivedFrom.empty()) {
+            element.warn("enumeratedValues are derived and have values of their own, which are used");
+        }
+        definition.values = SharedList<EnumeratedValue>(std::move(target.values));
+    }
+    addTo(field.enumerations, std::move(definition));
+}
+
+using IndexNamesTarget = ValuesOf<Enumeration>;
+
+const Tags<IndexNamesTarget>& indexNamesTags() {
+    static const Tags<IndexNamesTarget> tags{
+        {{"headerEnumName", [](IndexNamesTarget& t, const Element& e) { t.target.headerEnumName = e.name(); }},
+         {"enumeratedValue", [](IndexNamesTarget& t, const Element& e) { readEnumeratedValue(t.values, e); }, true}}};
+    return tags;
+}
+
+void readIndexNames(Definition& definition, const Element& element) {
+    element.expectNoAttributes();
+    IndexNamesTarget target{definition.dimension.indexNames, {}};
+    indexNamesTags().readInto(target, element);
+    definition.dimension.indexNames.values = SharedList<EnumeratedValue>(std::move(target.values));
+}
+
+// Bit ranges and write constraints
+
+/** Sets a number of a bit range, unless one before is another. */
+void setBit(std::optional<std::uint64_t>& bit, std::optional<std::uint64_t> number, const Element& element) {
+    if (bit && number && bit != number) {
+        element.warn(element.quoted(element.text()) + " contradicts the bit range before, and is not used");
+    }
+    bit = bit ? bit : number;
+}
+
+void readBitRange(Definition& field, const Element& element) {
+    const std::string_view text = element.text();
+    const std::size_t colon = text.find(':');
+    const bool hasBrackets = text.size() > 2 && text.front() == '[' && text.back() == ']';
+    if (hasBrackets && colon != std::string_view::npos) {
+        const auto msb = parseScaledNumber(trimmed(text.substr(1, colon - 1)));
+        const auto lsb = parseScaledNumber(trimmed(text.substr(colon + 1, text.size() - colon - 2)));
+        if (msb && lsb) {
+            setBit(field.bits.lsb, lsb, element);
+            setBit(field.bits.msb, msb, element);
+            return;
+        }
+    }
+    if (!text.empty()) {
+        element.warn(element.quoted(text) + " is not of the form [MSB:LSB], and not used");
+    }
+}
+
+struct RangeLimits {
+    std::optional<std::uint64_t> minimum;
+    std::optional<std::uint64_t> maximum;
+};
+
+const Tags<RangeLimits>& rangeTags() {
+    static const Tags<RangeLimits> tags{
+        {{"minimum", [](RangeLimits& r, const Element& e) { r.minimum = e.number(); }},
+         {"maximum", [](RangeLimits& r, const Element& e) { r.maximum = e.number(); }}}};
+    return tags;
+}
+
+void readRange(std::optional<WriteConstraint>& constraint, const Element& element) {
+    element.expectNoAttributes();
+    RangeLimits range;
+    rangeTags().readInto(range, element);
+    if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
+        element.warn("a range needs a minimum and a maximum that is not below: it is not used");
+        return;
+    }
+    constraint = {WriteConstraint::Kind::Range, *range.minimum, *range.maximum};
+}
+
+using MaybeConstraint = std::optional<WriteConstraint>;
+
+void readConstraintFlag(MaybeConstraint& constraint, WriteConstraint::Kind kind, const Element& element) {
+    if (element.boolean().value_or(false)) {
+        constraint = {kind, 0, 0};
+    }
+}
+
+const Tags<MaybeConstraint>& constraintTags() {
+    static const Tags<MaybeConstraint> tags{
+        {{"writeAsRead",
+          [](MaybeConstraint& c, const Element& e) { readConstraintFlag(c, WriteConstraint::Kind::WriteAsRead, e); }},
+         {"useEnumeratedValues",
+          [](MaybeConstraint& c, const Element& e) {
+              readConstraintFlag(c, WriteConstraint::Kind::EnumeratedValues, e);
+          }},
+         {"range", readRange}}};
+    return tags;
+}
+
+void readConstraint(Definition& definition, const Element& element) {
+    element.expectNoAttributes();
+    constraintTags().readInto(definition.writeConstraint, element);
+}
+
+// Address blocks and interrupts
+
+struct BlockDefinition {
+    AddressBlock block;
+    bool hasSize = false;
+};
+
+const Tags<BlockDefinition>& blockTags() {
+    static const Tags<BlockDefinition> tags{
+        {{"offset", [](BlockDefinition& b, const Element& e) { b.block.offset = e.number().value_or(0); }},
+         {"size",
+          [](BlockDefinition& b, const Element& e) {
+              const auto size = e.number();
+              b.hasSize = size.has_value();
+              b.block.size = size.value_or(0);
+          }},
+         {"usage",
+          [](BlockDefinition& b, const Element& e) {
+              b.block.usage = e.word(blockUsageWords).value_or(AddressBlock::Usage::Registers);
+          }},
+         {"protection", [](BlockDefinition& b, const Element& e) { b.block.protection = e.word(protectionWords); }}}};
+    return tags;
+}
+
+void readBlock(Definition& peripheral, const Element& element) {
+    element.expectNoAttributes();
+    BlockDefinition definition;
+    blockTags().readInto(definition, element);
+    if (!definition.hasSize) {
+        element.warn("an address block has no size, and is not used");
+        return;
+    }
+    addTo(peripheral.addressBlocks, definition.block);
+}
+
+struct InterruptDefinition {
+    Interrupt interrupt;
+    bool hasValue = false;
+};
+
+/** Reads an integer, which may be negative. */
+void readInterruptValue(InterruptDefinition& target, const Element& element) {
+    const std::string_view text = element.text();
+    const bool isNegative = text.substr(0, 1) == "-";
+    const auto number = parseScaledNumber(text.substr(isNegative ? 1 : 0));
+    target.hasValue = number && *number <= INT64_MAX;
+    if (target.hasValue) {
+        const auto value = static_cast<std::int64_t>(*number);
+        target.interrupt.value = isNegative ? -value : value;
+    } else if (!text.empty()) {
+        element.warn(element.quoted(text) + " is not an integer of up to 64 bits, and not used");
+    }
+}
+
+const Tags<InterruptDefinition>& interruptTags() {
+    static const Tags<InterruptDefinition> tags{
+        {{"name", [](InterruptDefinition& i, const Element& e) { i.interrupt.name = e.plainText(); }},
+         {"description", [](InterruptDefinition& i, const Element& e) { i.interrupt.description = e.plainText(); }},
+         {"value", readInterruptValue}}};
+    return tags;
+}
+
+void readInterrupt(Definition& peripheral, const Element& element) {
+    element.expectNoAttributes();
+    InterruptDefinition definition;
+    interruptTags().readInto(definition, element);
+    if (definition.interrupt.name.empty() || !definition.hasValue) {
+        element.warn("an interrupt without a name or a value is not used");
+        return;
+    }
+    addTo(peripheral.interrupts, std::move(definition.interrupt));
+}
+
+// Definitions
+
+const Tags<Definition>& tagsOf(Kind kind);
+
+std::size_t clusterDepthOf(const Definition* definition) {
+    std::size_t depth = 0;
+    for (; definition->kind == Kind::Cluster; definition = definition->parent) {
+        ++depth;
+    }
+    return depth;
+}
+
+void expectDepth(const Definition& definition, std::size_t most) {
+    if (clusterDepthOf(&definition) > most) {
+        throw MalformedMap(definition.line, "clusters are nested more than " + std::to_string(most) + " deep");
+    }
+}
+
+Definition& addDefinition(Kind kind, const Definition* parent, const Element& element) {
+    Definition& definition = element.source().definitions.emplace_back();
+    definition.kind = kind;
+    definition.line = element.line();
+    definition.parent = parent;
+    return definition;
+}
+
+void warnOfMissing(const Definition& definition, const Element& element) {
+    const bool needsDescription = definition.kind == Kind::Cluster || definition.kind == Kind::Device;
+    if (needsDescription && definition.description.empty() && definition.derivedFrom.empty()) {
+        element.warn(describe(definition) + " has no description");
+    }
+}
+
+template <Kind kind>
+void readChild(Definition& parent, const Element& element) {
+    Definition& child = addDefinition(kind, &parent, element);
+    expectDepth(child, element.source().limits.clusterDepth);
+    child.derivedFrom = element.derivedFrom();
+    tagsOf(kind).readInto(child, element);
+    if (child.name.empty()) {
+        element.warn("a " + std::string(tagOf(kind)) + " without a name is not used");
+        return;
+    }
+    warnOfMissing(child, element);
+    addTo<const Definition*>(parent.children, &child);
+}
+
+/** Reads what only holds a list of elements. A second list adds to the first. */
+void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
+    element.expectNoAttributes();
+    if (parent.children) {
+        element.warn("element '" + std::string(element.tag()) + "' is there before: both are used");
+    }
+    tags.readInto(parent, element);
+}
+
+void readPeripherals(Definition& device, const Element& element) {
+    static const Tags<Definition> tags{{{"peripheral", readChild<Kind::Peripheral>, true}}};
+    readList(device, element, tags);
+}
+
+void readRegisters(Definition& peripheral, const Element& element) {
+    static const Tags<Definition> tags{
+        {{"cluster", readChild<Kind::Cluster>, true}, {"register", readChild<Kind::Register>, true}}};
+    readList(peripheral, element, tags);
+}
+
+void readFields(Definition& aRegister, const Element& element) {
+    static const Tags<Definition> tags{{{"field", readChild<Kind::Field>, true}}};
+    readList(aRegister, element, tags);
+}
+
+TagGroup commonTags() {
+    return {{"name", [](Definition& d, const Element& e) { d.name = e.name(); }},
+            {"description", [](Definition& d, const Element& e) { d.description = e.text(); }}};
+}
+
+TagGroup dimensionTags() {
+    return {{"dim", [](Definition& d, const Element& e) { d.dimension.size = e.number(); }},
+            {"dimIncrement", [](Definition& d, const Element& e) { d.dimension.increment = e.number(); }},
+            {"dimIndex", [](Definition& d, const Element& e) { d.dimension.index = e.text(); }},
+            {"dimName", [](Definition& d, const Element& e) { d.dimension.structName = e.name(); }},
+            {"dimArrayIndex", readIndexNames}};
+}
+
+void readAccess(Definition& definition, const Element& element) {
+    const std::string_view given = element.text();
+    if (given == "read" || given == "write") {
+        element.warn(element.quoted(given) + " should be written '" + std::string(given) + "-only'");
+        definition.properties.access = given == "read" ? Access::ReadOnly : Access::WriteOnly;
+    } else if (!given.empty()) {
+        definition.properties.access = element.word(accessWords);
+    }
+}
+
+void readOffset(Definition& definition, const Element& element) { definition.offset = element.number(); }
+
+TagGroup propertyTags() {
+    return {{"size", [](Definition& d, const Element& e) { d.properties.size = e.number(); }},
+            {"access", readAccess},
+            {"protection", [](Definition& d, const Element& e) { d.properties.protection = e.word(protectionWords); }},
+            {"resetValue", [](Definition& d, const Element& e) { d.properties.resetValue = e.number(); }},
+            {"resetMask", [](Definition& d, const Element& e) { d.properties.resetMask = e.number(); }}};
+}
+
+TagGroup effectTags() {
+    return {
+        {"readAction", [](Definition& d, const Element& e) { d.readAction = e.word(readActionWords); }},
+        {"modifiedWriteValues", [](Definition& d, const Element& e) { d.modifiedWrite = e.word(modifiedWriteWords); }},
+        {"writeConstraint", readConstraint}};
+}
+
+DefinitionTag alternativeTag(std::string_view name) {
+    return {name, [](Definition& d, const Element& e) { d.alternative = e.name(); }};
+}
+
+DefinitionTag headerStructTag() {
+    return {"headerStructName", [](Definition& d, const Element& e) { d.headerStructName = e.name(); }};
+}
+
+TagGroup deviceOwnTags() {
+    return {{"version", [](Definition& d, const Element& e) { d.version = e.text(); }},
+            {"addressUnitBits", [](Definition& d, const Element& e) { d.addressUnitBits = e.number(); }},
+            {"width", [](Definition& d, const Element& e) { d.width = e.number(); }},
+            {"peripherals", readPeripherals, true},
+            {"vendor", ignore},
+            {"vendorID", ignore},
+            {"series", ignore},
+            {"licenseText", ignore},
+            {"cpu", ignore},
+            {"headerSystemFilename", ignore},
+            {"headerDefinitionsPrefix", ignore},
+            {"vendorExtensions", ignore}};
+}
+
+TagGroup peripheralOwnTags() {
+    return {{"version", ignore},
+            alternativeTag("alternatePeripheral"),
+            {"groupName", ignore},
+            {"prependToName", [](Definition& d, const Element& e) { d.prependToName = e.name(); }},
+            {"appendToName", [](Definition& d, const Element& e) { d.appendToName = e.name(); }},
+            headerStructTag(),
+            {"disableCondition", ignore},
+            {"baseAddress", readOffset},
+            {"addressBlock", readBlock, true},
+            {"interrupt", readInterrupt, true},
+            {"registers", readRegisters, true}};
+}
+
+TagGroup clusterOwnTags() {
+    return {alternativeTag("alternateCluster"),
+            headerStructTag(),
+            {"addressOffset", readOffset},
+            {"register", readChild<Kind::Register>, true},
+            {"cluster", readChild<Kind::Cluster>, true}};
+}
+
+TagGroup registerOwnTags() {
+    return {{"displayName", [](Definition& d, const Element& e) { d.displayName = e.shortText(); }},
+            {"alternateGroup", [](Definition& d, const Element& e) { d.alternateGroup = e.name(); }},
+            alternativeTag("alternateRegister"),
+            {"addressOffset", readOffset},
+            {"dataType", ignore},
+            {"fields", readFields, true}};
+}
+
+TagGroup fieldOwnTags() {
+    return {{"lsb", [](Definition& d, const Element& e) { setBit(d.bits.lsb, e.number(), e); }},
+            {"msb", [](Definition& d, const Element& e) { setBit(d.bits.msb, e.number(), e); }},
+            {"bitOffset", [](Definition& d, const Element& e) { setBit(d.bits.lsb, e.number(), e); }},
+            {"bitWidth", [](Definition& d, const Element& e) { setBit(d.bits.width, e.number(), e); }},
+            {"bitRange", readBitRange},
+            {"access", readAccess},
+            {"enumeratedValues", readEnumeration, true}};
+}
+
+const Tags<Definition>& tagsOf(Kind kind) {
+    static const Tags<Definition> device{commonTags(), propertyTags(), deviceOwnTags()};
+    static const Tags<Definition> peripheral{commonTags(), dimensionTags(), propertyTags(), peripheralOwnTags()};
+    static const Tags<Definition> cluster{commonTags(), dimensionTags(), propertyTags(), clusterOwnTags()};
+    static const Tags<Definition> aRegister{commonTags(), dimensionTags(), propertyTags(), effectTags(),
+                                            registerOwnTags()};
+    static const Tags<Definition> field{commonTags(), dimensionTags(), effectTags(), fieldOwnTags()};
+    switch (kind) {
+    case Kind::Device:
+        return device;
+    case Kind::Peripheral:
+        return peripheral;
+    case Kind::Cluster:
+        return cluster;
+    case Kind::Register:
+        return aRegister;
+    case Kind::Field:
+        return field;
+    }
+    return device;
+}
+
+void warnOfMissingInDevice(const Definition& device, const Element& element) {
+    if (device.name.empty()) {
+        element.warn("the device has no name");
+    }
+    if (device.version.empty()) {
+        element.warn("the device has no version");
+    }
+    if (!device.addressUnitBits || !device.width) {
+        element.warn("the device has no addressUnitBits or no width (8 and 32 are assumed)");
+    }
+    warnOfMissing(device, element);
+}
+
+} // namespace
+
+std::string_view tagOf(Kind kind) {
+    switch (kind) {
+    case Kind::Device:
+        return "device";
+    case Kind::Peripheral:
+        return "peripheral";
+    case Kind::Cluster:
+        return "cluster";
+    case Kind::Register:
+        return "register";
+    case Kind::Field:
+        return "field";
+    }
+    return "";
+}
+
+std::string describe(const Definition& definition) {
+    return std::string(tagOf(definition.kind)) + " '" + std::string(definition.name) + "'";
+}
+
+const Definition& readDefinitions(Source& source) {
+    const pugi::xml_node root = source.document.root();
+    if (std::string_view(root.name()) != "device") {
+        throw MalformedMap(root ? source.document.lineOf(root) : 1,
+                           "the root of a map is 'device', not '" + std::string(root.name()) + "'");
+    }
+    const Element element(source, root);
+    Definition& device = addDefinition(Kind::Device, nullptr, element);
+    tagsOf(Kind::Device).readInto(device, element);
+    if (!device.children) {
+        throw MalformedMap(device.line, "the device has no peripherals");
+    }
+    warnOfMissingInDevice(device, element);
+    return device;
+}
+
+} // namespace Maps

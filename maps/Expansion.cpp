@@ -1,0 +1,477 @@
+// SPDX-License-Identifier: MIT
+#include "Expansion.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+#include <utility>
+
+#include "ArrayNames.h"
+#include "Derivation.h"
+#include "TextEncoding.h"
+
+namespace Maps {
+
+namespace {
+
+using Kind = Definition::Kind;
+
+constexpr unsigned int widest = 64;
+// No register is that wide: beyond it, a size or a bit number is a mistake.
+constexpr std::uint64_t highestBit = 65535;
+
+std::uint64_t onesBelow(std::uint64_t bit) { return bit >= widest ? UINT64_MAX : (std::uint64_t{1} << bit) - 1; }
+
+Properties refine(Properties properties, const Properties& own) {
+    properties.size = own.size ? own.size : properties.size;
+    properties.access = own.access ? own.access : properties.access;
+    properties.protection = own.protection ? own.protection : properties.protection;
+    properties.resetValue = own.resetValue ? own.resetValue : properties.resetValue;
+    properties.resetMask = own.resetMask ? own.resetMask : properties.resetMask;
+    return properties;
+}
+
+auto keyOf(const Properties& p) { return std::tie(p.size, p.access, p.protection, p.resetValue, p.resetMask); }
+
+struct ByContent {
+    bool operator()(const std::pair<const Definitions*, Properties>& a,
+                    const std::pair<const Definitions*, Properties>& b) const {
+        return a.first != b.first ? a.first < b.first : keyOf(a.second) < keyOf(b.second);
+    }
+};
+
+/** The registers and clusters of a peripheral or cluster. */
+struct Content {
+    SharedList<Register> registers;
+    SharedList<Cluster> clusters;
+    /** With everything in them. */
+    std::uint64_t elements = 0;
+};
+
+/** An element of an array, or what is none. */
+struct Place {
+    std::string name;
+    ArrayElement element;
+    std::uint64_t distance = 0;
+};
+
+class Expansion {
+public:
+    Expansion(const Definition& device, Warnings& warnings, const Limits& limits)
+        : m_derivation(device, warnings, limits), m_warnings(warnings), m_limits(limits) {}
+
+    Device expandDevice(const Definition& definition) {
+        Device device;
+        device.name = definition.name;
+        device.version = oneLine(std::string(definition.version));
+        device.description = textOf(definition.description);
+        device.addressUnitBits = definition.addressUnitBits.value_or(device.addressUnitBits);
+        device.width = definition.width.value_or(device.width);
+        std::vector<Peripheral> peripherals;
+        for (const Definition* const child : *definition.children) {
+            addPeripherals(peripherals, m_derivation.resolve(*child), definition.properties);
+        }
+        device.peripherals = SharedList<Peripheral>(std::move(peripherals));
+        return device;
+    }
+
+private:
+    static Text textOf(std::string_view text) { return text.empty() ? Text() : Text(oneLine(std::string(text))); }
+
+    void warn(const Definition& definition, const std::string& text) {
+        m_warnings.add(definition.line, describe(definition) + " " + text);
+    }
+
+    /** @throws MalformedMap when there are more elements than a map may have. */
+    void expectAtMost(const Definition& definition, std::uint64_t elements) const {
+        if (elements > m_limits.elements) {
+            throw MalformedMap(definition.line, describe(definition) + " exceeds the " +
+                                                    std::to_string(m_limits.elements) +
+                                                    " elements that a map may have");
+        }
+    }
+
+    /** Counts an element that is made; the device counts it as often as it is there. */
+    void countMade(const Definition& definition) { expectAtMost(definition, ++m_made); }
+
+    // Arrays
+
+    /** The elements of an array in their order, or the only element of what is none. */
+    std::vector<Place> placesOf(const Definition& definition) {
+        if (!definition.dimension.size) {
+            return {onlyPlace(definition)};
+        }
+        if (*definition.dimension.size == 0 || *definition.dimension.size > m_limits.arraySize) {
+            warn(definition, "is an array of " + std::to_string(*definition.dimension.size) +
+                                 " elements, and not used (1 to " + std::to_string(m_limits.arraySize) + " are)");
+            return {};
+        }
+        return elementsOf(definition);
+    }
+
+    Place onlyPlace(const Definition& definition) {
+        const bool isTemplate = hasPlaceholder(definition.name);
+        if (isTemplate) {
+            warn(definition, "has a place for an index, but no dim");
+        }
+        if (definition.dimension.increment || !definition.dimension.index.empty()) {
+            warn(definition, "has a dimIncrement or dimIndex, but no dim");
+        }
+        return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
+    }
+
+    std::vector<Place> elementsOf(const Definition& definition) {
+        const auto array = std::make_shared<const Array>(arrayOf(definition));
+        const std::vector<std::string> indexes = indexesOf(definition, array->size);
+        std::vector<Place> places;
+        for (std::uint64_t i = 0; i < array->size; ++i) {
+            const std::string& index = indexes[static_cast<std::size_t>(i)];
+            places.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
+        }
+        return places;
+    }
+
+    Array arrayOf(const Definition& definition) {
+        Array array;
+        array.name = definition.name;
+        if (!hasPlaceholder(array.name)) {
+            warn(definition, "is an array without a place for the index in its name ([%s] is added)");
+            array.name += "[%s]";
+        }
+        array.structName = definition.dimension.structName;
+        array.size = *definition.dimension.size;
+        array.increment = definition.dimension.increment.value_or(0);
+        if (array.size > 1 && array.increment == 0) {
+            warn(definition, "is an array without a dimIncrement: only its first element is used");
+            array.size = 1;
+        }
+        if (array.increment > UINT64_MAX / array.size) {
+            warn(definition, "is an array beyond 64 bits of addresses: only its first element is used");
+            array.size = 1;
+        }
+        array.indexNames = definition.dimension.indexNames;
+        return array;
+    }
+
+    std::vector<std::string> indexesOf(const Definition& definition, std::uint64_t size) {
+        const std::string_view text = definition.dimension.index;
+        if (text.empty()) {
+            return countedIndexes(size);
+        }
+        auto indexes = parseIndexes(text, m_limits.arraySize);
+        if (!indexes || indexes->size() < size) {
+            warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
+                                 std::to_string(size) + " indexes: they are counted from 0");
+            return countedIndexes(size);
+        }
+        if (indexes->size() > *definition.dimension.size) {
+            warn(definition, "has more indexes in its dimIndex than its dim has elements");
+        }
+        return *indexes;
+    }
+
+    /** The offset of an element of an array; none, with a warning, beyond 64 bits. */
+    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
+        const std::uint64_t offset = definition.offset.value_or(0);
+        if (place.distance > UINT64_MAX - offset) {
+            warn(definition, "is beyond 64 bits of addresses, and not used");
+            return std::nullopt;
+        }
+        return offset + place.distance;
+    }
+
+    // Peripherals and clusters
+
+    void addPeripherals(std::vector<Peripheral>& peripherals, const Definition& definition, const Properties& around) {
+        if (!definition.offset) {
+            warn(definition, "has no baseAddress (0 is assumed)");
+        }
+        const Content content = contentOf(definition, refine(around, definition.properties), 0);
+        Peripheral peripheral;
+        peripheral.description = textOf(definition.description);
+        peripheral.alternatePeripheral = definition.alternative;
+        peripheral.headerStructName = definition.headerStructName;
+        peripheral.prependToName = definition.prependToName;
+        peripheral.appendToName = definition.appendToName;
+        peripheral.addressBlocks = SharedList<AddressBlock>(definition.addressBlocks);
+        peripheral.interrupts = SharedList<Interrupt>(definition.interrupts);
+        peripheral.registers = content.registers;
+        peripheral.clusters = content.clusters;
+        peripheral.line = definition.line;
+        for (Place& place : placesOf(definition)) {
+            if (const auto address = offsetAt(definition, place)) {
+                m_elements += content.elements + 1;
+                expectAtMost(definition, m_elements);
+                peripheral.name = std::move(place.name);
+                peripheral.arrayElement = std::move(place.element);
+                peripheral.baseAddress = *address;
+                peripherals.push_back(peripheral);
+            }
+        }
+    }
+
+    Content contentOf(const Definition& definition, const Properties& properties, std::size_t depth) {
+        if (!definition.children) {
+            warn(definition, "has no registers");
+            return {};
+        }
+        const auto known = m_contents.find({definition.children.get(), properties});
+        if (known != m_contents.end()) {
+            return known->second;
+        }
+        std::vector<Register> registers;
+        std::vector<Cluster> clusters;
+        Content content;
+        for (const Definition* const unresolved : *definition.children) {
+            const Definition& child = m_derivation.resolve(*unresolved);
+            content.elements += child.kind == Kind::Cluster ? addClusters(clusters, child, properties, depth + 1)
+                                                            : addRegisters(registers, child, properties);
+        }
+        content.registers = SharedList<Register>(std::move(registers));
+        content.clusters = SharedList<Cluster>(std::move(clusters));
+        return m_contents[{definition.children.get(), properties}] = content;
+    }
+
+    bool hasOffset(const Definition& definition) {
+        if (!definition.offset) {
+            warn(definition, "has no addressOffset, and is not used");
+        }
+        return definition.offset.has_value();
+    }
+
+    /** Returns the number of elements. */
+    std::uint64_t addClusters(std::vector<Cluster>& clusters, const Definition& definition, const Properties& around,
+                              std::size_t depth) {
+        if (depth > m_limits.clusterDepth) {
+            throw MalformedMap(definition.line,
+                               "clusters are nested more than " + std::to_string(m_limits.clusterDepth) + " deep");
+        }
+        if (!hasOffset(definition)) {
+            return 0;
+        }
+        const Content content = contentOf(definition, refine(around, definition.properties), depth);
+        Cluster cluster;
+        cluster.description = textOf(definition.description);
+        cluster.alternateCluster = definition.alternative;
+        cluster.headerStructName = definition.headerStructName;
+        cluster.registers = content.registers;
+        cluster.clusters = content.clusters;
+        cluster.line = definition.line;
+        std::uint64_t elements = 0;
+        for (Place& place : placesOf(definition)) {
+            if (const auto offset = offsetAt(definition, place)) {
+                countMade(definition);
+                elements += content.elements + 1;
+                expectAtMost(definition, elements);
+                cluster.name = std::move(place.name);
+                cluster.arrayElement = std::move(place.element);
+                cluster.offset = *offset;
+                clusters.push_back(cluster);
+            }
+        }
+        return elements;
+    }
+
+    // Registers
+
+    std::uint64_t addRegisters(std::vector<Register>& registers, const Definition& definition,
+                               const Properties& around) {
+        if (!hasOffset(definition)) {
+            return 0;
+        }
+        Register aRegister = registerOf(definition, refine(around, definition.properties));
+        std::uint64_t elements = 0;
+        for (Place& place : placesOf(definition)) {
+            if (const auto offset = offsetAt(definition, place)) {
+                countMade(definition);
+                elements += aRegister.fields.size() + 1;
+                expectAtMost(definition, elements);
+                aRegister.name = std::move(place.name);
+                aRegister.arrayElement = std::move(place.element);
+                aRegister.offset = *offset;
+                aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
+                aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
+                registers.push_back(aRegister);
+            }
+        }
+        return elements;
+    }
+
+    Register registerOf(const Definition& definition, const Properties& properties) {
+        Register aRegister;
+        aRegister.description = textOf(definition.description);
+        aRegister.alternateGroup = definition.alternateGroup;
+        aRegister.size = sizeOf(definition, properties);
+        aRegister.access = accessOf(definition, properties);
+        aRegister.protection = properties.protection;
+        setReset(aRegister, definition, properties);
+        aRegister.readAction = definition.readAction;
+        aRegister.modifiedWrite = definition.modifiedWrite.value_or(ModifiedWrite::Modify);
+        aRegister.writeConstraint = definition.writeConstraint;
+        aRegister.fields = fieldsOf(definition, aRegister);
+        aRegister.line = definition.line;
+        return aRegister;
+    }
+
+    Access accessOf(const Definition& definition, const Properties& properties) {
+        if (properties.access) {
+            return *properties.access;
+        }
+        if (const auto access = accessOfFields(definition)) {
+            warn(definition, "has no access (that of its fields is assumed)");
+            return *access;
+        }
+        warn(definition, "has no access (read-write is assumed)");
+        return Access::ReadWrite;
+    }
+
+    /** What can be done with any of the fields; none where one does not say it. */
+    std::optional<Access> accessOfFields(const Definition& definition) {
+        bool canBeRead = false;
+        bool canBeWritten = false;
+        for (const Definition* const child : definition.children ? *definition.children : Definitions()) {
+            const auto access = m_derivation.resolve(*child).properties.access;
+            if (!access) {
+                return std::nullopt;
+            }
+            canBeRead = canBeRead || isReadable(*access);
+            canBeWritten = canBeWritten || isWritable(*access);
+        }
+        if (canBeRead && canBeWritten) {
+            return Access::ReadWrite;
+        }
+        return canBeRead      ? std::optional<Access>(Access::ReadOnly)
+               : canBeWritten ? std::optional<Access>(Access::WriteOnly)
+                              : std::nullopt;
+    }
+
+    unsigned int sizeOf(const Definition& definition, const Properties& properties) {
+        constexpr unsigned int usual = 32;
+        if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
+            warn(definition, "has no size, or one that makes no sense (32 bits are assumed)");
+            return usual;
+        }
+        const auto size = static_cast<unsigned int>(*properties.size);
+        if (size != 8 && size != 16 && size != 32 && size != widest) {
+            warn(definition, "has " + std::to_string(size) + " bits (8, 16, 32 or 64 are usual)");
+        }
+        return size;
+    }
+
+    void setReset(Register& aRegister, const Definition& definition, const Properties& properties) {
+        const std::uint64_t bits = onesBelow(aRegister.size);
+        aRegister.resetMask = properties.resetMask.value_or(UINT64_MAX) & bits;
+        if (properties.resetValue) {
+            aRegister.resetValue = *properties.resetValue & bits;
+        }
+        if (properties.resetValue.value_or(0) > bits) {
+            warn(definition, "has a reset value that does not fit in its " + std::to_string(aRegister.size) + " bits");
+        }
+        // A mask for registers of several sizes is as wide as the widest.
+        if (definition.properties.resetMask.value_or(0) > bits) {
+            warn(definition, "has a reset mask that does not fit in its " + std::to_string(aRegister.size) + " bits");
+        }
+    }
+
+    // Fields
+
+    SharedList<Field> fieldsOf(const Definition& definition, const Register& aRegister) {
+        if (!definition.children) {
+            return {};
+        }
+        std::vector<Field> fields;
+        for (const Definition* const child : *definition.children) {
+            addFields(fields, m_derivation.resolve(*child), aRegister);
+        }
+        return SharedList<Field>(std::move(fields));
+    }
+
+    void addFields(std::vector<Field>& fields, const Definition& definition, const Register& aRegister) {
+        const auto bits = bitsOf(definition);
+        if (!bits) {
+            return;
+        }
+        Field field;
+        field.description = textOf(definition.description);
+        field.access = definition.properties.access.value_or(aRegister.access);
+        field.readAction = definition.readAction ? definition.readAction : aRegister.readAction;
+        field.modifiedWrite = definition.modifiedWrite.value_or(aRegister.modifiedWrite);
+        field.writeConstraint = definition.writeConstraint ? definition.writeConstraint : aRegister.writeConstraint;
+        field.enumerations = enumerationsOf(definition);
+        field.line = definition.line;
+        for (Place& place : placesOf(definition)) {
+            if (place.distance > highestBit - bits->second) {
+                warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and not used");
+                return;
+            }
+            field.lsb = static_cast<unsigned int>(bits->first + place.distance);
+            field.msb = static_cast<unsigned int>(bits->second + place.distance);
+            field.name = std::move(place.name);
+            field.arrayElement = std::move(place.element);
+            countMade(definition);
+            fields.push_back(field);
+        }
+    }
+
+    /** The lowest and the highest bit; none, with a warning, where they are not given. */
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> bitsOf(const Definition& definition) {
+        const BitRange& bits = definition.bits;
+        const bool hasWidth = bits.width.value_or(1) != 0 && bits.width.value_or(1) <= highestBit;
+        if (!bits.lsb || *bits.lsb > highestBit || bits.msb.value_or(0) > highestBit || !hasWidth) {
+            warn(definition, "has no bit range, or one that makes no sense, and is not used");
+            return std::nullopt;
+        }
+        const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
+        if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
+            warn(definition, "has a width that contradicts its most significant bit, which is used");
+        }
+        if (msb < *bits.lsb) {
+            warn(definition, "has its most significant bit below its least significant one: they are swapped");
+        }
+        return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
+    }
+
+    SharedList<Enumeration> enumerationsOf(const Definition& definition) {
+        if (!definition.enumerations) {
+            return {};
+        }
+        const auto [known, isNew] = m_enumerations.try_emplace(definition.enumerations.get());
+        if (isNew) {
+            std::vector<Enumeration> enumerations;
+            for (const EnumerationDefinition& own : *definition.enumerations) {
+                Enumeration enumeration = enumerationOf(own);
+                if (!enumeration.values.empty()) {
+                    enumerations.push_back(std::move(enumeration));
+                }
+            }
+            known->second = SharedList<Enumeration>(std::move(enumerations));
+        }
+        return known->second;
+    }
+
+    Enumeration enumerationOf(const EnumerationDefinition& own) {
+        const EnumerationDefinition& source = m_derivation.resolve(own);
+        Enumeration enumeration;
+        enumeration.name = own.name.empty() ? source.name : own.name;
+        enumeration.headerEnumName = own.headerEnumName.empty() ? source.headerEnumName : own.headerEnumName;
+        enumeration.usage = own.usage ? *own.usage : source.usage.value_or(Usage::ReadWrite);
+        enumeration.values = own.values.empty() ? source.values : own.values;
+        return enumeration;
+    }
+
+    Derivation m_derivation;
+    Warnings& m_warnings;
+    const Limits& m_limits;
+    std::uint64_t m_made = 0;
+    std::uint64_t m_elements = 0;
+    std::map<std::pair<const Definitions*, Properties>, Content, ByContent> m_contents;
+    std::map<const std::vector<EnumerationDefinition>*, SharedList<Enumeration>> m_enumerations;
+};
+
+} // namespace
+
+Device expand(const Definition& device, Warnings& warnings, const Limits& limits) {
+    return Expansion(device, warnings, limits).expandDevice(device);
+}
+
+} // namespace Maps

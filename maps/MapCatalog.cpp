@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#include "MapCatalog.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "RegisterName.h"
+
+namespace Maps {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+UnusableMap unusable(const std::string& path, const std::string& text) {
+    return UnusableMap(render(path, {Severity::Error, 0, text}));
+}
+
+std::vector<std::string> mapsOf(const std::string& folder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (entry->path().extension() == ".svd") {
+            names.push_back(entry->path().string());
+        }
+    }
+    if (error) {
+        throw unusable(folder, error.message());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missing) {
+    for (const std::string& path : paths) {
+        std::error_code error;
+        const fs::file_status status = fs::status(path, error);
+        if (status.type() == fs::file_type::not_found && missing == MissingPath::Ignored) {
+            continue;
+        }
+        if (error) {
+            throw unusable(path, error.message());
+        }
+        if (status.type() == fs::file_type::directory) {
+            const std::vector<std::string> names = mapsOf(path);
+            m_files.insert(m_files.end(), names.begin(), names.end());
+        } else {
+            m_files.push_back(path);
+        }
+    }
+}
+
+std::optional<DeviceDescription> MapCatalog::find(const std::string& deviceName) {
+    for (std::size_t position = 0; position < m_files.size(); ++position) {
+        if (const Peripheral* const peripheral = findPeripheral(*map(position).device, deviceName)) {
+            return DeviceDescription{m_files[position], peripheral};
+        }
+    }
+    return std::nullopt;
+}
+
+const ReadMap& MapCatalog::map(std::size_t position) {
+    while (m_maps.size() <= position) {
+        const std::string& file = m_files[m_maps.size()];
+        ReadMap read = readMapFile(file);
+        if (!read.device) {
+            throw UnusableMap(render(file, read.diagnostics.back()));
+        }
+        m_maps.push_back(std::move(read));
+    }
+    return m_maps[position];
+}
+
+} // namespace Maps

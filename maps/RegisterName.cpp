@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "RegisterName.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+#include "ArrayNames.h"
+#include "NearestName.h"
+
+namespace Maps {
+
+namespace {
+
+constexpr std::size_t mostSuggestions = 3;
+
+struct Path {
+    std::string_view first;
+    std::string_view rest;
+};
+
+/** A path after its first dot; the rest is empty without one. */
+Path splitFirst(std::string_view path) {
+    const std::size_t dot = std::min(path.find('.'), path.size());
+    return {path.substr(0, dot), path.substr(std::min(dot + 1, path.size()))};
+}
+
+bool isIndexName(const ArrayElement& element, std::string_view index) {
+    const auto& names = element.array->indexNames.values;
+    return std::any_of(names.begin(), names.end(), [&element, index](const EnumeratedValue& value) {
+        return !value.isDefault && value.value == element.position && value.name == index;
+    });
+}
+
+/** Whether a name is that of an array with an index in brackets. */
+bool isElement(const ArrayElement& element, std::string_view name) {
+    const std::size_t bracket = name.find('[');
+    if (!element.array || bracket == std::string_view::npos || name.back() != ']') {
+        return false;
+    }
+    const std::string_view index = name.substr(bracket + 1, name.size() - bracket - 2);
+    return name.substr(0, bracket) == withoutPlaceholder(element.array->name) &&
+           (index == element.index || isIndexName(element, index));
+}
+
+template <typename T>
+bool hasName(const T& element, std::string_view name) {
+    return element.name == name || isElement(element.arrayElement, name);
+}
+
+/** Calls a function with each register, its path and its offset. */
+template <typename Function>
+void forEachRegister(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
+                     const std::string& path, std::uint64_t offset, const Function& function) {
+    for (const Register& contents : registers) {
+        function(PlacedRegister{path + contents.name, offset + contents.offset, &contents});
+    }
+    for (const Cluster& cluster : clusters) {
+        forEachRegister(cluster.registers, cluster.clusters, path + cluster.name + ".", offset + cluster.offset,
+                        function);
+    }
+}
+
+class Search {
+public:
+    explicit Search(const Peripheral& peripheral) : m_peripheral(peripheral) {}
+
+    std::optional<NamedRegister> find(const std::string& name) const {
+        return findIn(m_peripheral.registers, m_peripheral.clusters, name, {"", 0, nullptr});
+    }
+
+private:
+    std::optional<NamedRegister> findIn(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
+                                        std::string_view name, const PlacedRegister& around) const {
+        const Path path = splitFirst(name);
+        for (const Register& contents : registers) {
+            if (isMeant(contents, path.first)) {
+                const PlacedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
+                if (auto found = findField(place, path.rest)) {
+                    return found;
+                }
+            }
+        }
+        for (const Cluster& cluster : clusters) {
+            if (hasName(cluster, path.first)) {
+                const PlacedRegister inside{around.name + cluster.name + ".", around.offset + cluster.offset, nullptr};
+                if (auto found = findIn(cluster.registers, cluster.clusters, path.rest, inside)) {
+                    return found;
+                }
+            }
+        }
+        return std::nullopt;
+    }
+
+    bool isMeant(const Register& contents, std::string_view name) const {
+        return hasName(contents, name) ||
+               name == m_peripheral.prependToName + contents.name + m_peripheral.appendToName;
+    }
+
+    static std::optional<NamedRegister> findField(const PlacedRegister& place, std::string_view name) {
+        if (name.empty()) {
+            return NamedRegister{place, nullptr};
+        }
+        for (const Field& field : place.contents->fields) {
+            if (hasName(field, name)) {
+                return NamedRegister{place, &field};
+            }
+        }
+        return std::nullopt;
+    }
+
+    const Peripheral& m_peripheral;
+};
+
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+/** The names of registers, or those of the fields of the register that the name begins with. */
+std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::string& name) {
+    std::vector<std::string> names;
+    const std::size_t dot = name.rfind('.');
+    const auto around = dot == std::string::npos ? std::nullopt : findRegister(peripheral, name.substr(0, dot));
+    if (around && around->field == nullptr) {
+        for (const Field& field : around->place.contents->fields) {
+            names.push_back(around->place.name + "." + field.name);
+        }
+        return names;
+    }
+    forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
+                    [&names](const PlacedRegister& place) { names.push_back(place.name); });
+    return names;
+}
+
+} // namespace
+
+std::string peripheralNameOf(const std::string& deviceName) {
+    std::string name = deviceName;
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char character) { return std::isalnum(character) == 0; }, '_');
+    return name;
+}
+
+const Peripheral* findPeripheral(const Device& map, const std::string& deviceName) {
+    const std::string name = peripheralNameOf(deviceName);
+    const Peripheral* const found = std::find_if(map.peripherals.begin(), map.peripherals.end(),
+                                                 [&name](const Peripheral& each) { return each.name == name; });
+    return found == map.peripherals.end() ? nullptr : found;
+}
+
+std::vector<PlacedRegister> registersOf(const Peripheral& peripheral) {
+    std::vector<PlacedRegister> registers;
+    forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
+                    [&registers](PlacedRegister place) { registers.push_back(std::move(place)); });
+    std::stable_sort(registers.begin(), registers.end(),
+                     [](const PlacedRegister& a, const PlacedRegister& b) { return a.offset < b.offset; });
+    return registers;
+}
+
+std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name) {
+    return name.empty() || name.back() == '.' ? std::nullopt : Search(peripheral).find(name);
+}
+
+std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name) {
+    const std::vector<std::string> candidates = candidatesFor(peripheral, name);
+    std::vector<std::string> inLowerCase(candidates.size());
+    std::transform(candidates.begin(), candidates.end(), inLowerCase.begin(), lowerCase);
+    const std::vector<std::string> nearest = Common::nearestNames(lowerCase(name), inLowerCase);
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < candidates.size() && names.size() < mostSuggestions; ++i) {
+        if (std::find(nearest.begin(), nearest.end(), inLowerCase[i]) != nearest.end()) {
+            names.push_back(candidates[i]);
+        }
+    }
+    return names;
+}
+
+} // namespace Maps

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#ifndef RYNVEL_FUZZ_RULE_H
+#define RYNVEL_FUZZ_RULE_H
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace RynvelFuzz {
+
+/** If the rule does not hold, prints its name and ends the process: the fuzzer reports a finding. */
+inline void require(bool holds, const char* rule) {
+    if (!holds) {
+        std::fprintf(stderr, "broken: %s\n", rule);
+        std::abort();
+    }
+}
+
+} // namespace RynvelFuzz
+
+#endif

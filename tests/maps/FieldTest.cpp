@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+#include "MapText.h"
+
+namespace RynvelTest {
+namespace {
+
+std::string fieldWithBits(const std::string& bits) { return mapOfFields(element("field", "<name>F</name>" + bits)); }
+
+void expectBits(const Maps::Field& field, unsigned int lsb, unsigned int msb) {
+    EXPECT_EQ(field.lsb, lsb);
+    EXPECT_EQ(field.msb, msb);
+}
+
+TEST(Field, HasABitRangeInEverySpelling) {
+    expectBits(onlyField(read(fieldWithBits("<bitOffset>4</bitOffset><bitWidth>3</bitWidth>"))), 4, 6);
+    expectBits(onlyField(read(fieldWithBits("<lsb>4</lsb><msb>6</msb>"))), 4, 6);
+    expectBits(onlyField(read(fieldWithBits("<bitRange>[6:4]</bitRange>"))), 4, 6);
+    expectBits(onlyField(read(fieldWithBits("<bitRange> [ 31 : 0 ] </bitRange>"))), 0, 31);
+    expectBits(onlyField(read(fieldWithBits("<bitOffset>0x4</bitOffset>"))), 4, 4);
+}
+
+TEST(Field, HasWhatItsElementsSay) {
+    const Maps::Field field = onlyField(read(mapOfFields(
+        fieldOf("<description>A\n field</description><access>read-only</access><readAction>set</readAction>"
+                "<modifiedWriteValues>oneToClear</modifiedWriteValues>"
+                "<writeConstraint><range><minimum>1</minimum><maximum>2</maximum></range></writeConstraint>"))));
+    EXPECT_EQ(field.name, "F");
+    EXPECT_EQ(field.description.str(), "A field");
+    EXPECT_EQ(field.access, Maps::Access::ReadOnly);
+    EXPECT_EQ(field.readAction, Maps::ReadAction::Set);
+    EXPECT_EQ(field.modifiedWrite, Maps::ModifiedWrite::OneToClear);
+    ASSERT_TRUE(field.writeConstraint);
+    EXPECT_EQ(field.writeConstraint->maximum, 2U);
+}
+
+TEST(Field, InheritsFromItsRegister) {
+    const Maps::Field field =
+        onlyField(read(mapOf(registerOf("<access>write-only</access><modifiedWriteValues>oneToSet</modifiedWriteValues>"
+                                        "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"
+                                        "<readAction>clear</readAction><fields>" +
+                                        fieldOf("") + "</fields>"))));
+    EXPECT_EQ(field.access, Maps::Access::WriteOnly);
+    EXPECT_EQ(field.readAction, Maps::ReadAction::Clear);
+    EXPECT_EQ(field.modifiedWrite, Maps::ModifiedWrite::OneToSet);
+    ASSERT_TRUE(field.writeConstraint);
+    EXPECT_EQ(field.writeConstraint->kind, Maps::WriteConstraint::Kind::WriteAsRead);
+}
+
+std::string value(const std::string& name, const std::string& number) {
+    return element("enumeratedValue", element("name", name) + element("value", number));
+}
+
+TEST(Field, NamesItsValues) {
+    const Maps::Field field = onlyField(read(mapOfFields(fieldOf(
+        "<enumeratedValues><name>Mode</name><headerEnumName>MODE</headerEnumName>"
+        "<enumeratedValue><name>Off</name><description>Not\n on</description><value>0</value></enumeratedValue>" +
+        value("On", "0b1") +
+        "<enumeratedValue><name>Other</name><isDefault>true</isDefault></enumeratedValue></enumeratedValues>"))));
+    ASSERT_EQ(field.enumerations.size(), 1U);
+    const Maps::Enumeration& enumeration = field.enumerations[0];
+    EXPECT_EQ(enumeration.name, "Mode");
+    EXPECT_EQ(enumeration.headerEnumName, "MODE");
+    EXPECT_EQ(enumeration.usage, Maps::Usage::ReadWrite);
+    ASSERT_EQ(namesOf(enumeration.values), "Off On Other ");
+    EXPECT_EQ(enumeration.values[0].description.str(), "Not on");
+    EXPECT_EQ(enumeration.values[1].value, 1U);
+    EXPECT_EQ(enumeration.values[1].mask, UINT64_MAX);
+    EXPECT_FALSE(enumeration.values[1].isDefault);
+    EXPECT_TRUE(enumeration.values[2].isDefault);
+    EXPECT_EQ(enumeration.values[2].mask, 0U);
+}
+
+TEST(Field, NamesValuesForReadingAndForWriting) {
+    const auto usage = [](const std::string& word) {
+        return "<enumeratedValues>" + element("usage", word) + value("V", "1") + "</enumeratedValues>";
+    };
+    const Maps::Field field = onlyField(read(mapOfFields(fieldOf(usage("read") + usage("write")))));
+    ASSERT_EQ(field.enumerations.size(), 2U);
+    EXPECT_EQ(field.enumerations[0].usage, Maps::Usage::Read);
+    EXPECT_EQ(field.enumerations[1].usage, Maps::Usage::Write);
+    EXPECT_EQ(onlyField(read(mapOfFields(fieldOf(usage("read-write"))))).enumerations[0].usage, Maps::Usage::ReadWrite);
+}
+
+TEST(Field, NamesValuesWithOpenBits) {
+    const Maps::Field field = onlyField(
+        read(mapOfFields(fieldOf(element("enumeratedValues", value("High", "#1xx") + value("Low", "#000"))))));
+    EXPECT_EQ(field.enumerations[0].values[0].value, 4U);
+    EXPECT_EQ(field.enumerations[0].values[0].mask, ~std::uint64_t{3});
+}
+
+TEST(OddField, WithoutABitRangeIsLeftOut) {
+    const std::string warning =
+        "m.svd:1: warning: field 'F' has no bit range, or one that makes no sense, and is not used\n";
+    for (const std::string bits :
+         {"", "<msb>3</msb>", "<bitWidth>3</bitWidth>", "<bitOffset>0</bitOffset><bitWidth>0</bitWidth>",
+          "<bitOffset>65536</bitOffset>", "<lsb>0</lsb><msb>65536</msb>",
+          "<bitOffset>0</bitOffset><bitWidth>65536</bitWidth>"}) {
+        EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(bits), warning)).fields.empty()) << bits;
+    }
+    for (const std::string range : {"7:4", "[7]", "[7-4]", "[a:4]", "[7:]", "[:4]", "[]", ":"}) {
+        EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(element("bitRange", range)),
+                                         "m.svd:1: warning: bitRange '" + range +
+                                             "' is not of the form [MSB:LSB], and not used\n" + warning))
+                        .fields.empty())
+            << range;
+    }
+}
+
+TEST(OddField, TurnsABitRangeAround) {
+    expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[4:7]</bitRange>"),
+                                 "m.svd:1: warning: field 'F' has its most significant bit below its least "
+                                 "significant one: they are swapped\n")),
+               4, 7);
+}
+
+TEST(Field, MayHaveSeveralBitRangesThatAgree) {
+    expectBits(onlyField(read(fieldWithBits("<bitOffset>4</bitOffset><bitWidth>3</bitWidth><lsb>4</lsb><msb>6</msb>"
+                                            "<bitRange>[6:4]</bitRange>"))),
+               4, 6);
+}
+
+TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
+    expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitRange>[7:4]</bitRange>"),
+                                 "m.svd:1: warning: bitRange '[7:4]' contradicts the bit range before, and is not "
+                                 "used\n")),
+               4, 6);
+    expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
+                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant bit, "
+                                 "which is used\n")),
+               4, 6);
+}
+
+TEST(OddField, OutsideOfItsRegisterIsKept) {
+    expectBits(
+        onlyField(readOdd(mapOf(registerOf("<size>8</size><fields>" +
+                                           element("field", "<name>F</name><bitRange>[8:4]</bitRange>") + "</fields>")),
+                          "m.svd:1: warning: field 'F' is outside of the 8 bits of its register\n")),
+        4, 8);
+}
+
+std::string twoFields(const std::string& first, const std::string& second) {
+    return mapOfFields("<field><name>A</name><bitRange>[5:2]</bitRange>" + first +
+                       "</field>\n<field><name>B</name><bitRange>[7:5]</bitRange>" + second + "</field>");
+}
+
+TEST(OddFields, ThatOverlapAreBothUsed) {
+    EXPECT_EQ(
+        namesOf(onlyRegister(readOdd(twoFields("", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n")).fields),
+        "A B ");
+    readOdd(twoFields("<access>read-only</access>", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n");
+    readOdd(twoFields("<access>write-only</access>", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n");
+}
+
+TEST(OddFields, ThatOverlapBehindAShorterOneAreSeen) {
+    readOdd(mapOfFields("<field><name>A</name><bitRange>[9:0]</bitRange></field>\n"
+                        "<field><name>B</name><bitRange>[2:1]</bitRange></field>\n"
+                        "<field><name>C</name><bitRange>[8:7]</bitRange></field>"),
+            "m.svd:2: warning: field 'B' overlaps field 'A'\nm.svd:3: warning: field 'C' overlaps field 'A'\n");
+}
+
+TEST(Fields, MayOverlapIfOneIsReadAndTheOtherWritten) {
+    read(twoFields("<access>read-only</access>", "<access>write-only</access>"));
+}
+
+TEST(OddFields, OfTheSameNameAreBothUsed) {
+    EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
+                                                                     "</field>"),
+                                           "m.svd:2: warning: field 'F' has the name of another one\n"))
+                          .fields),
+              "F F ");
+}
+
+Maps::Enumeration oddValues(const std::string& values, const std::string& warnings) {
+    const Maps::Field field = onlyField(readOdd(mapOfFields(fieldOf(element("enumeratedValues", values))), warnings));
+    return field.enumerations.empty() ? Maps::Enumeration() : field.enumerations[0];
+}
+
+TEST(OddValue, WithoutANameIsKept) {
+    const Maps::Enumeration enumeration = oddValues("<enumeratedValue><value>1</value></enumeratedValue>\n"
+                                                    "<enumeratedValue><name></name><value>2</value></enumeratedValue>",
+                                                    "m.svd:1: warning: an enumerated value has no name\n"
+                                                    "m.svd:2: warning: an enumerated value has no name\n"
+                                                    "m.svd:2: warning: element 'name' is empty\n");
+    ASSERT_EQ(enumeration.values.size(), 2U);
+    EXPECT_EQ(enumeration.values[1].value, 2U);
+}
+
+TEST(OddValue, WithoutAValueIsLeftOut) {
+    EXPECT_EQ(namesOf(oddValues("<enumeratedValue><name>A</name></enumeratedValue>" + value("B", "1"),
+                                "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n")
+                          .values),
+              "B ");
+    EXPECT_EQ(namesOf(oddValues(value("A", "abc") + value("B", "1"),
+                                "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n"
+                                "m.svd:1: warning: value 'abc' is not a number of up to 64 bits, and not used\n")
+                          .values),
+              "B ");
+}
+
+TEST(OddValue, ThatIsTheDefaultKeepsItsValue) {
+    const Maps::Enumeration enumeration =
+        oddValues("<enumeratedValue><name>A</name><value>3</value><isDefault>true</isDefault></enumeratedValue>",
+                  "m.svd:1: warning: enumerated value 'A' has a value and is the default: the value is used\n");
+    EXPECT_FALSE(enumeration.values[0].isDefault);
+    EXPECT_EQ(enumeration.values[0].value, 3U);
+}
+
+TEST(OddValue, ThatDoesNotFitIsKept) {
+    EXPECT_EQ(oddValues(value("A", "16") + value("B", "15"),
+                        "m.svd:1: warning: enumerated value 'A' does not fit in the 4 bits of field 'F'\n")
+                  .values[0]
+                  .value,
+              16U);
+}
+
+TEST(OddValues, ThatAreThereTwiceAreKept) {
+    EXPECT_EQ(namesOf(oddValues(value("A", "1") + "\n" + value("A", "2") + "\n" + value("B", "1"),
+                                "m.svd:2: warning: enumerated value 'A' has the name of another one\n"
+                                "m.svd:3: warning: enumerated value 'B' has the value of another one\n")
+                          .values),
+              "A A B ");
+    EXPECT_EQ(oddValues(value("A", "#1x") + value("B", "#10"), "").values.size(), 2U);
+}
+
+TEST(OddValues, AreNotThereAtAll) { oddValues("", "m.svd:1: warning: enumeratedValues without an enumerated value\n"); }
+
+TEST(OddValues, AreOfTooManyEnumerations) {
+    std::string enumerations;
+    for (int i = 0; i < 17; ++i) {
+        enumerations += element("enumeratedValues", value("V", "1"));
+    }
+    EXPECT_EQ(onlyField(readOdd(mapOfFields(fieldOf(enumerations)),
+                                "m.svd:1: warning: a field has more than 16 enumeratedValues: these are not used\n"))
+                  .enumerations.size(),
+              16U);
+}
+
+TEST(OddConstraint, IsLeftOut) {
+    const auto constraint = [](const std::string& content) {
+        return mapOfFields(fieldOf(element("writeConstraint", content)));
+    };
+    const std::string warning =
+        "m.svd:1: warning: a range needs a minimum and a maximum that is not below: it is not used\n";
+    EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
+    EXPECT_FALSE(onlyField(readOdd(constraint("<range><maximum>1</maximum></range>"), warning)).writeConstraint);
+    EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>2</minimum><maximum>1</maximum></range>"), warning))
+                     .writeConstraint);
+    EXPECT_FALSE(onlyField(readOdd(constraint("<writeAsRead>yes</writeAsRead>"),
+                                   "m.svd:1: warning: writeAsRead 'yes' is neither 'true' nor 'false', and not used\n"))
+                     .writeConstraint);
+}
+
+} // namespace
+} // namespace RynvelTest

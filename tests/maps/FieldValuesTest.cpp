@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "FieldValues.h"
+
+#include "MapText.h"
+
+namespace RynvelTest {
+namespace {
+
+using Maps::Assignment;
+using Maps::decode;
+using Maps::encode;
+
+std::string value(const std::string& name, const std::string& number) {
+    return element("enumeratedValue", element("name", name) + element("value", number));
+}
+
+std::string valuesFor(const std::string& usage, const std::string& values) {
+    return element("enumeratedValues", element("usage", usage) + values);
+}
+
+std::string field(const std::string& name, const std::string& range, const std::string& further = "") {
+    return element("field", element("name", name) + element("bitRange", range) + further);
+}
+
+const std::string other = "<enumeratedValue><name>other</name><isDefault>true</isDefault></enumeratedValue>";
+
+Maps::Register control() {
+    return onlyRegister(read(mapOfFields(
+        field("START", "[0:0]", "<access>write-only</access>") + field("READY", "[0:0]", "<access>read-only</access>") +
+        field("MODE", "[3:1]",
+              valuesFor("read", value("slow", "0") + value("fast", "#1xx") + other) +
+                  valuesFor("write", value("stop", "0") + value("run", "#1xx") + other)) +
+        field("GAIN", "[15:8]",
+              "<writeConstraint><range><minimum>2</minimum><maximum>200</maximum></range>"
+              "</writeConstraint>") +
+        field("KIND", "[17:16]",
+              valuesFor("read-write", value("a", "1") + value("b", "2")) +
+                  "<writeConstraint><useEnumeratedValues>true</useEnumeratedValues>"
+                  "</writeConstraint>") +
+        field("SAME", "[18:18]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
+}
+
+/** The fields with their values and names. */
+std::string decoded(const Maps::Register& aRegister, std::uint64_t number) {
+    std::string text;
+    for (const Maps::FieldValue& each : decode(aRegister, number)) {
+        text += each.field->name + "=" + std::to_string(each.value) +
+                (each.name == nullptr ? "" : "(" + each.name->name + ")") + " ";
+    }
+    return text;
+}
+
+TEST(RegisterValue, HasItsReadableFieldsFromTheHighestBit) {
+    EXPECT_EQ(decoded(control(), 0), "SAME=0 KIND=0 GAIN=0 MODE=0(slow) READY=0 ");
+    EXPECT_EQ(decoded(control(), 0x6FF01), "SAME=1 KIND=2(b) GAIN=255 MODE=0(slow) READY=1 ");
+}
+
+TEST(RegisterValue, HasTheNamesForReading) {
+    EXPECT_EQ(decode(named(control().fields, "MODE"), 0x2).name->name, "other");
+    for (const std::uint64_t number : {0x8U, 0xAU, 0xCU, 0xEU}) {
+        const Maps::Register aRegister = control();
+        EXPECT_EQ(decode(named(aRegister.fields, "MODE"), number).name->name, "fast");
+    }
+}
+
+TEST(RegisterValue, HasFieldsOf64Bits) {
+    const Maps::Register aRegister = onlyRegister(read(
+        mapOf(registerOf("<size>64</size><resetMask>0</resetMask><fields>" + field("ALL", "[63:0]") + "</fields>"))));
+    EXPECT_EQ(decoded(aRegister, UINT64_MAX), "ALL=18446744073709551615 ");
+    EXPECT_EQ(maskOf(aRegister.fields[0]), UINT64_MAX);
+    EXPECT_EQ(encode(aRegister, {{"ALL", "0xFFFFFFFFFFFFFFFF"}}).value, UINT64_MAX);
+}
+
+TEST(RegisterValue, HasNoFieldsOutsideOfTheRegister) {
+    const Maps::Register aRegister =
+        onlyRegister(Maps::readMap(mapOf(registerOf("<size>8</size><fields>" + field("IN", "[7:0]") +
+                                                    field("OUT", "[8:8]") + field("BOTH", "[9:7]") + "</fields>")))
+                         .device.value());
+    EXPECT_EQ(decoded(aRegister, 0x3FF), "IN=255 ");
+    const Maps::Register wide = onlyRegister(
+        Maps::readMap(mapOf(registerOf("<size>128</size><fields>" + field("HIGH", "[64:64]") + "</fields>")))
+            .device.value());
+    EXPECT_FALSE(isInside(wide.fields[0], wide));
+}
+
+void expectMaskedValue(const std::vector<Assignment>& assignments, std::uint64_t expected, std::uint64_t mask) {
+    const Maps::MaskedValue result = encode(control(), assignments);
+    EXPECT_EQ(result.value, expected);
+    EXPECT_EQ(result.mask, mask);
+}
+
+TEST(Assignments, AreOneMaskedWrite) {
+    expectMaskedValue({{"MODE", "5"}}, 0xA, 0xE);
+    expectMaskedValue({{"START", "1"}, {"GAIN", "0x20"}, {"KIND", "2"}}, 0x22001, 0x3FF01);
+    expectMaskedValue({{"SAME", "1"}}, 0x40000, 0x40000);
+    expectMaskedValue({}, 0, 0);
+}
+
+TEST(Assignments, HaveTheNamesForWriting) {
+    expectMaskedValue({{"MODE", "run"}}, 0x8, 0xE);
+    expectMaskedValue({{"MODE", "stop"}, {"KIND", "b"}}, 0x20000, 0x3000E);
+}
+
+void expectRefused(const std::vector<Assignment>& assignments, const std::string& reason) {
+    try {
+        encode(control(), assignments);
+        ADD_FAILURE() << "not refused: " << reason;
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_EQ(refused.what(), reason);
+    }
+}
+
+TEST(Assignments, AreRefusedForAnUnknownField) {
+    expectRefused({{"GAIM", "2"}}, "register 'R' has no field 'GAIM' (did you mean GAIN?)");
+    expectRefused({{"NOTHING", "2"}}, "register 'R' has no field 'NOTHING'");
+}
+
+TEST(Assignments, AreRefusedForAFieldThatCannotBeWritten) {
+    expectRefused({{"READY", "1"}}, "field 'READY' is read-only");
+    const Maps::Register aRegister =
+        onlyRegister(Maps::readMap(mapOf(registerOf("<size>8</size><fields>" + field("OUT", "[8:8]") + "</fields>")))
+                         .device.value());
+    try {
+        encode(aRegister, {{"OUT", "1"}});
+        ADD_FAILURE() << "not refused";
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_STREQ(refused.what(), "field 'OUT' is outside of the 8 bits of its register");
+    }
+}
+
+TEST(Assignments, AreRefusedForAnUnknownName) {
+    for (const std::string name : {"slow", "other", "", "RUN"}) {
+        expectRefused({{"MODE", name}}, "field 'MODE': '" + name + "' is neither a number nor one of stop, run");
+    }
+    expectRefused({{"GAIN", "high"}}, "field 'GAIN': 'high' is neither a number nor a name, of which it has none");
+}
+
+TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {
+    expectRefused({{"MODE", "8"}}, "field 'MODE': '8' does not fit in 3 bits");
+}
+
+TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
+    for (const std::string number : {"1", "201"}) {
+        expectRefused({{"GAIN", number}}, "field 'GAIN': '" + number + "' is not a value that may be written");
+    }
+    expectRefused({{"KIND", "3"}}, "field 'KIND': '3' is not a value that may be written");
+}
+
+TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {
+    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field 'MODE' is assigned twice, or overlaps another one");
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#ifndef RYNVEL_TESTS_MAPS_MAPTEXT_H
+#define RYNVEL_TESTS_MAPS_MAPTEXT_H
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "MapReader.h"
+
+namespace RynvelTest {
+
+/** An element with a content. */
+inline std::string element(const std::string& tag, const std::string& content) {
+    return "<" + tag + ">" + content + "</" + tag + ">";
+}
+
+/** What a device needs beside its peripherals, with the properties that registers inherit; all in one line. */
+inline std::string deviceHead() {
+    return "<name>D</name><version>1</version><description>A device</description>"
+           "<addressUnitBits>8</addressUnitBits><width>32</width>"
+           "<size>32</size><access>read-write</access><resetValue>0</resetValue><resetMask>0xFFFFFFFF</resetMask>";
+}
+
+inline std::string deviceOf(const std::string& peripherals) {
+    return "<device schemaVersion=\"1.3\">" + deviceHead() + element("peripherals", peripherals) + "</device>";
+}
+
+/** A peripheral P at 0x1000 with registers and clusters. */
+inline std::string peripheralOf(const std::string& registers) {
+    return element("peripheral", "<name>P</name><baseAddress>0x1000</baseAddress>" + element("registers", registers));
+}
+
+inline std::string mapOf(const std::string& registers) { return deviceOf(peripheralOf(registers)); }
+
+/** A register R at 0 with further elements. */
+inline std::string registerOf(const std::string& elements) {
+    return element("register", "<name>R</name><addressOffset>0</addressOffset>" + elements);
+}
+
+/** A map of one register with fields. */
+inline std::string mapOfFields(const std::string& fields) { return mapOf(registerOf(element("fields", fields))); }
+
+/** A field F in bits 7 to 4 with further elements. */
+inline std::string fieldOf(const std::string& elements) {
+    return element("field", "<name>F</name><bitRange>[7:4]</bitRange>" + elements);
+}
+
+/** The diagnostics of a map as a program shows them, one a line. */
+inline std::string diagnosticsOf(const Maps::ReadMap& map) {
+    std::string lines;
+    for (const Maps::Diagnostic& diagnostic : map.diagnostics) {
+        lines += Maps::render("m.svd", diagnostic) + "\n";
+    }
+    return lines;
+}
+
+/** Reads a map that must be usable. */
+inline Maps::Device deviceIn(const Maps::ReadMap& map) {
+    EXPECT_TRUE(map.device) << diagnosticsOf(map);
+    return map.device.value_or(Maps::Device());
+}
+
+/** Reads a map that must be without fault. */
+inline Maps::Device read(const std::string& text) {
+    const Maps::ReadMap map = Maps::readMap(text);
+    EXPECT_EQ(diagnosticsOf(map), "");
+    return deviceIn(map);
+}
+
+/** Reads a map that must be usable and have these warnings. */
+inline Maps::Device readOdd(const std::string& text, const std::string& warnings) {
+    const Maps::ReadMap map = Maps::readMap(text);
+    EXPECT_EQ(diagnosticsOf(map), warnings);
+    return deviceIn(map);
+}
+
+/** Expects a map to be refused with an error, which is the last line of the diagnostics. */
+inline void expectError(const std::string& text, const std::string& error, const Maps::Limits& limits = {}) {
+    const Maps::ReadMap map = Maps::readMap(text, limits);
+    EXPECT_FALSE(map.device);
+    ASSERT_FALSE(map.diagnostics.empty());
+    EXPECT_EQ(Maps::render("m.svd", map.diagnostics.back()), error);
+}
+
+/** The names of elements, with a space behind each. */
+template <typename Elements>
+std::string namesOf(const Elements& elements) {
+    std::string names;
+    for (const auto& each : elements) {
+        names += each.name + " ";
+    }
+    return names;
+}
+
+/** The element of that name; ends the test program without it. */
+template <typename T>
+const T& named(const Maps::SharedList<T>& elements, const std::string& name) {
+    const T* const found =
+        std::find_if(elements.begin(), elements.end(), [&name](const T& each) { return each.name == name; });
+    if (found == elements.end()) {
+        ADD_FAILURE() << "no '" << name << "' among " << namesOf(elements);
+        std::abort();
+    }
+    return *found;
+}
+
+inline Maps::Peripheral onlyPeripheral(const Maps::Device& device) {
+    EXPECT_EQ(device.peripherals.size(), 1U);
+    return device.peripherals.empty() ? Maps::Peripheral() : device.peripherals[0];
+}
+
+inline Maps::Register onlyRegister(const Maps::Device& device) {
+    const Maps::Peripheral peripheral = onlyPeripheral(device);
+    EXPECT_EQ(peripheral.registers.size(), 1U);
+    return peripheral.registers.empty() ? Maps::Register() : peripheral.registers[0];
+}
+
+inline Maps::Field onlyField(const Maps::Device& device) {
+    const Maps::Register aRegister = onlyRegister(device);
+    EXPECT_EQ(aRegister.fields.size(), 1U);
+    return aRegister.fields.empty() ? Maps::Field() : aRegister.fields[0];
+}
+
+} // namespace RynvelTest
+
+#endif

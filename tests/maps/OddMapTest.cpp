@@ -1,0 +1,327 @@
+// SPDX-License-Identifier: MIT
+#include "MapText.h"
+
+namespace RynvelTest {
+namespace {
+
+TEST(MalformedMap, IsAnErrorWithItsLine) {
+    expectError("", "m.svd:1: error: not well-formed XML: No document element found");
+    expectError("<device>\n<name>", "m.svd:2: error: not well-formed XML: Start-end tags mismatch");
+    expectError("<device>\n<name>\n</nam></device>", "m.svd:3: error: not well-formed XML: Start-end tags mismatch");
+    expectError("<device>\n\n<a b=c/></device>",
+                "m.svd:3: error: not well-formed XML: Error parsing element attribute");
+    expectError("<device>\n<!-- no end", "m.svd:2: error: not well-formed XML: Error parsing comment");
+    expectError("<device>\n<![CDATA[ no end", "m.svd:2: error: not well-formed XML: Error parsing CDATA section");
+    expectError("no XML", "m.svd:1: error: not well-formed XML: No document element found");
+}
+
+TEST(MalformedMap, HasANulCharacter) {
+    const std::string text = deviceOf("\n" + peripheralOf(registerOf("")));
+    expectError(text + std::string("\0", 1), "m.svd:2: error: a NUL character is not XML");
+    expectError(std::string("<device>\n\n\0", 11) + "</device>", "m.svd:3: error: a NUL character is not XML");
+}
+
+TEST(MalformedMap, EndsTooEarlyAtAnyPlace) {
+    const std::string text = mapOf(registerOf("<fields>" + fieldOf("") + "</fields>"));
+    for (std::size_t size = 0; size < text.size(); ++size) {
+        const Maps::ReadMap map = Maps::readMap(text.substr(0, size));
+        EXPECT_FALSE(map.device) << size;
+    }
+}
+
+TEST(MalformedMap, HasAnotherRoot) {
+    expectError("\n<package/>", "m.svd:2: error: the root of a map is 'device', not 'package'");
+}
+
+TEST(MalformedMap, HasNoPeripherals) {
+    expectError("\n<device>" + deviceHead() + "</device>", "m.svd:2: error: the device has no peripherals");
+    expectError(deviceOf(""), "m.svd:1: error: the device has no peripherals");
+    expectError(deviceOf("<peripheral/>"), "m.svd:1: error: the device has no peripherals");
+}
+
+TEST(MalformedMap, KeepsItsWarnings) {
+    EXPECT_EQ(diagnosticsOf(Maps::readMap("<device><x/></device>")),
+              "m.svd:1: warning: element 'x' is not known, and not used\n"
+              "m.svd:1: error: the device has no peripherals\n");
+}
+
+TEST(OddMap, LacksWhatADeviceNeeds) {
+    const Maps::Device device =
+        readOdd("<device><size>32</size><access>read-write</access><peripherals>" + peripheralOf(registerOf("")) +
+                    "</peripherals></device>",
+                "m.svd:1: warning: device '' has no description\n"
+                "m.svd:1: warning: the device has no addressUnitBits or no width (8 and 32 are assumed)\n"
+                "m.svd:1: warning: the device has no name\n"
+                "m.svd:1: warning: the device has no version\n");
+    EXPECT_EQ(device.addressUnitBits, 8U);
+    EXPECT_EQ(device.width, 32U);
+}
+
+TEST(OddMap, HasADocumentTypeThatIsNotRead) {
+    const Maps::Register aRegister =
+        onlyRegister(readOdd("<!DOCTYPE device SYSTEM \"/etc/passwd\" [<!ENTITY e \"text\">"
+                             "<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
+                                 mapOf(registerOf("<description>&e; &x;</description>")),
+                             "m.svd:1: warning: the document type is not read, nor are its entities\n"));
+    EXPECT_EQ(aRegister.description.str(), "&e; &x;");
+}
+
+TEST(OddMap, HasElementsThatAreNotKnown) {
+    const std::string unknown = "<unknown>text<more/></unknown>";
+    const std::string warning = "m.svd:1: warning: element 'unknown' is not known, and not used\n";
+    for (const std::string& text :
+         {"<device>" + unknown + deviceHead() + "<peripherals>" + peripheralOf(registerOf("")) +
+              "</peripherals></device>",
+          deviceOf(unknown + peripheralOf(registerOf(""))), mapOf(unknown + registerOf("")), mapOf(registerOf(unknown)),
+          mapOfFields(unknown + fieldOf("")), mapOfFields(fieldOf(unknown)),
+          mapOfFields(fieldOf("<enumeratedValues>" + unknown +
+                              "<enumeratedValue><name>V</name><value>1</value></enumeratedValue></enumeratedValues>")),
+          mapOfFields(fieldOf("<enumeratedValues><enumeratedValue><name>V</name><value>1</value>" + unknown +
+                              "</enumeratedValue></enumeratedValues>")),
+          mapOfFields(fieldOf("<writeConstraint>" + unknown + "</writeConstraint>")),
+          mapOf(registerOf("") + "<cluster><name>C</name><description>C</description><addressOffset>8</addressOffset>" +
+                unknown + registerOf("") + "</cluster>")}) {
+        readOdd(text, warning);
+    }
+}
+
+TEST(OddMap, HasElementsTwice) {
+    const std::string again = "\n<addressOffset>8</addressOffset>";
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' is there "
+                                                             "before, and this one is not used\n"))
+                  .offset,
+              0U);
+}
+
+TEST(OddMap, HasListsTwice) {
+    EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOf(registerOf("<fields>" + fieldOf("") +
+                                                            "</fields>\n<fields><field>"
+                                                            "<name>G</name><bitOffset>0</bitOffset></field></fields>")),
+                                           "m.svd:2: warning: element 'fields' is there before: both are used\n"))
+                          .fields),
+              "F G ");
+}
+
+TEST(OddMap, HasAttributesThatAreNotKnown) {
+    readOdd(mapOf("<register x=\"1\"><name>R</name><addressOffset>0</addressOffset></register>"),
+            "m.svd:1: warning: attribute 'x' of 'register' is not known, and not used\n");
+    readOdd(mapOf(registerOf("<fields y=\"1\">" + fieldOf("") + "</fields>")),
+            "m.svd:1: warning: attribute 'y' of 'fields' is not known, and not used\n");
+    readOdd(mapOf(registerOf("<size z=\"1\">32</size>")),
+            "m.svd:1: warning: attribute 'z' of 'size' is not known, and not used\n");
+    readOdd(mapOf(registerOf("<writeConstraint a=\"1\"><range b=\"1\"><minimum>0</minimum><maximum>1</maximum>"
+                             "</range></writeConstraint>")),
+            "m.svd:1: warning: attribute 'a' of 'writeConstraint' is not known, and not used\n"
+            "m.svd:1: warning: attribute 'b' of 'range' is not known, and not used\n");
+}
+
+TEST(OddMap, HasTextBetweenElements) {
+    const std::string warning = "m.svd:1: warning: text in 'register' is not used\n";
+    readOdd(mapOf("<register>stray<name>R</name><addressOffset>0</addressOffset></register>"), warning);
+    readOdd(mapOf(registerOf("stray")), warning);
+    readOdd(mapOf(registerOf("<![CDATA[stray]]>")), warning);
+    readOdd(deviceOf("stray" + peripheralOf(registerOf(""))), "m.svd:1: warning: text in 'peripherals' is not used\n");
+}
+
+TEST(OddMap, HasElementsInTexts) {
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<description>a <b>c</b> d</description>")),
+                                   "m.svd:1: warning: element 'b' in a text is not used\n"))
+                  .description.str(),
+              "a d");
+}
+
+TEST(OddMap, HasEmptyElements) {
+    readOdd(mapOf(registerOf("<description></description><size/>")),
+            "m.svd:1: warning: element 'description' is empty\nm.svd:1: warning: element 'size' is empty\n");
+}
+
+TEST(OddMap, HasNumbersThatAreNone) {
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<size>wide</size><resetValue>0x1FFFFFFFFFFFFFFFF</resetValue>")),
+                                   "m.svd:1: warning: resetValue '0x1FFFFFFFFFFFFFFFF' is not a number of up to 64 "
+                                   "bits, and not used\n"
+                                   "m.svd:1: warning: size 'wide' is not a number of up to 64 bits, and not used\n"))
+                  .size,
+              32U);
+}
+
+TEST(OddMap, HasWordsThatAreNotKnown) {
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>sometimes</access>")),
+                                   "m.svd:1: warning: access 'sometimes' is not known, and not used\n"))
+                  .access,
+              Maps::Access::ReadWrite);
+}
+
+TEST(OddMap, HasWordsInAnotherSpelling) {
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>Read Only</access>")),
+                                   "m.svd:1: warning: access 'Read Only' should be written 'read-only'\n"))
+                  .access,
+              Maps::Access::ReadOnly);
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>read</access>")),
+                                   "m.svd:1: warning: access 'read' should be written 'read-only'\n"))
+                  .access,
+              Maps::Access::ReadOnly);
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>write</access>")),
+                                   "m.svd:1: warning: access 'write' should be written 'write-only'\n"))
+                  .access,
+              Maps::Access::WriteOnly);
+}
+
+TEST(OddMap, QuotesTheBeginningOfALongText) {
+    readOdd(mapOf(registerOf(element("size", std::string(100, 'x')))),
+            "m.svd:1: warning: size '" + std::string(80, 'x') + "' is not a number of up to 64 bits, and not used\n");
+}
+
+std::string clustersOf(const std::string& elements) { return "<cluster><name>C</name>" + elements + "</cluster>"; }
+
+TEST(OddCluster, LacksWhatItNeeds) {
+    EXPECT_EQ(onlyPeripheral(readOdd(mapOf(registerOf("") + clustersOf("<addressOffset>8</addressOffset>")),
+                                     "m.svd:1: warning: cluster 'C' has no description\n"
+                                     "m.svd:1: warning: cluster 'C' has no registers\n"))
+                  .clusters.size(),
+              1U);
+    EXPECT_EQ(
+        onlyPeripheral(readOdd(mapOf(registerOf("") + clustersOf("<description>C</description>" + registerOf(""))),
+                               "m.svd:1: warning: cluster 'C' has no addressOffset, and is not used\n"))
+            .clusters.size(),
+        0U);
+}
+
+TEST(OddClusters, OfTheSameNameAreBothUsed) {
+    const std::string rest = "<description>C</description><addressOffset>8</addressOffset>" + registerOf("");
+    EXPECT_EQ(onlyPeripheral(readOdd(mapOf(clustersOf(rest) + "\n" + clustersOf(rest)),
+                                     "m.svd:2: warning: cluster 'C' has the name of another one\n"))
+                  .clusters.size(),
+              2U);
+}
+
+TEST(OddPeripheral, LacksWhatItNeeds) {
+    const Maps::Peripheral peripheral =
+        onlyPeripheral(readOdd(deviceOf("<peripheral><name>P</name></peripheral>"),
+                               "m.svd:1: warning: peripheral 'P' has no baseAddress (0 is assumed)\n"
+                               "m.svd:1: warning: peripheral 'P' has no registers\n"));
+    EXPECT_EQ(peripheral.baseAddress, 0U);
+}
+
+TEST(OddPeripherals, OfTheSameNameAreBothUsed) {
+    const std::string peripheral = peripheralOf(registerOf(""));
+    EXPECT_EQ(readOdd(deviceOf(peripheral + "\n" + peripheral),
+                      "m.svd:2: warning: peripheral 'P' has the name of another one\n")
+                  .peripherals.size(),
+              2U);
+}
+
+std::string withBlock(const std::string& content) {
+    return deviceOf("<peripheral><name>P</name><baseAddress>0</baseAddress>" + content +
+                    element("registers", registerOf("")) + "</peripheral>");
+}
+
+TEST(OddAddressBlock, WithoutASizeIsLeftOut) {
+    EXPECT_TRUE(onlyPeripheral(readOdd(withBlock("<addressBlock><offset>0</offset></addressBlock>"),
+                                       "m.svd:1: warning: an address block has no size, and is not used\n"))
+                    .addressBlocks.empty());
+}
+
+TEST(OddPeripheral, HasAttributesThatAreNotKnown) {
+    readOdd(withBlock("<addressBlock a=\"1\"><offset>0</offset><size>4</size><usage>registers</usage></addressBlock>"
+                      "<interrupt b=\"1\"><name>I</name><value>1</value></interrupt>"),
+            "m.svd:1: warning: attribute 'a' of 'addressBlock' is not known, and not used\n"
+            "m.svd:1: warning: attribute 'b' of 'interrupt' is not known, and not used\n");
+}
+
+TEST(OddInterrupt, WithoutANameOrAValueIsLeftOut) {
+    const std::string warning = "m.svd:1: warning: an interrupt without a name or a value is not used\n";
+    for (const std::string content : {"<name>I</name>", "<value>1</value>"}) {
+        EXPECT_TRUE(onlyPeripheral(readOdd(withBlock(element("interrupt", content)), warning)).interrupts.empty());
+    }
+    EXPECT_TRUE(onlyPeripheral(readOdd(withBlock("<interrupt><name>I</name><value>-x</value></interrupt>"),
+                                       warning + "m.svd:1: warning: value '-x' is not an integer of up to 64 bits, and "
+                                                 "not used\n"))
+                    .interrupts.empty());
+}
+
+TEST(LimitedMap, HasNoMoreBytes) {
+    Maps::Limits limits;
+    limits.bytes = 100;
+    expectError(std::string(101, ' '), "m.svd: error: the file has more than 100 bytes", limits);
+    expectError(std::string(100, ' '), "m.svd:1: error: not well-formed XML: No document element found", limits);
+}
+
+/** Clusters in clusters. */
+std::string nestedClusters(std::size_t depth) {
+    std::string text;
+    for (std::size_t i = 0; i < depth; ++i) {
+        text += "\n<cluster><name>C</name><description>C</description><addressOffset>0</addressOffset>";
+    }
+    text += registerOf("");
+    for (std::size_t i = 0; i < depth; ++i) {
+        text += "</cluster>";
+    }
+    return mapOf(text);
+}
+
+TEST(LimitedMap, HasNoDeeperClusters) {
+    read(nestedClusters(32));
+    expectError(nestedClusters(33), "m.svd:34: error: clusters are nested more than 32 deep");
+    expectError(nestedClusters(30000), "m.svd:34: error: clusters are nested more than 32 deep");
+}
+
+TEST(LimitedMap, HasNoClusterInItself) {
+    expectError(
+        mapOf("<cluster><name>C</name><description>C</description><addressOffset>0</addressOffset>\n"
+              "<cluster derivedFrom=\"P.C\"><name>D</name><addressOffset>0</addressOffset></cluster></cluster>"),
+        "m.svd:2: error: clusters are nested more than 32 deep");
+}
+
+std::string nestedArrays(const std::string& dim, const std::string& tail) {
+    const std::string array = element("dim", dim) + "<dimIncrement>1</dimIncrement>";
+    return "<cluster>" + array + "<name>A%s</name><description>A</description><addressOffset>0</addressOffset>" +
+           "<cluster>" + array + "<name>B%s</name><description>B</description><addressOffset>0</addressOffset>" +
+           registerOf("") + "</cluster></cluster>" + tail;
+}
+
+Maps::Limits elements(std::uint64_t most) {
+    Maps::Limits limits;
+    limits.elements = most;
+    return limits;
+}
+
+/** Counted elements of a name, 100 in an array. */
+std::string array(const std::string& tag, const std::string& name, const std::string& place) {
+    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + place);
+}
+
+TEST(LimitedMap, HasNoMoreElementsInAll) {
+    // 10 times A, in each 10 times B and R, and then the register and the peripheral.
+    const std::string text = mapOf(nestedArrays("10", registerOf("")));
+    EXPECT_TRUE(Maps::readMap(text, elements(212)).device);
+    expectError(text, "m.svd:1: error: peripheral 'P' exceeds the 211 elements that a map may have", elements(211));
+    expectError(mapOf(nestedArrays("1000", "")),
+                "m.svd:1: error: cluster 'A%s' exceeds the 1000000 elements that a map may have");
+}
+
+TEST(LimitedMap, HasNoMoreElementsOfOneKind) {
+    const std::string at0 = "<addressOffset>0</addressOffset>";
+    expectError(mapOf(array("register", "A", at0) + array("register", "B", at0)),
+                "m.svd:1: error: register 'B%s' exceeds the 150 elements that a map may have", elements(150));
+    const std::string bit = "<bitOffset>0</bitOffset>";
+    expectError(mapOfFields(array("field", "A", bit) + array("field", "B", bit)),
+                "m.svd:1: error: field 'B%s' exceeds the 150 elements that a map may have", elements(150));
+    const std::string cluster = "<description>C</description>" + at0;
+    expectError(mapOf(array("cluster", "A", cluster) + array("cluster", "B", cluster)),
+                "m.svd:1: error: cluster 'B%s' exceeds the 150 elements that a map may have", elements(150));
+}
+
+TEST(LimitedMap, HasNoMoreDerivedElements) {
+    std::string peripherals;
+    for (int i = 20; i > 0; --i) {
+        peripherals += "\n<peripheral derivedFrom=\"P" + (i == 1 ? "" : std::to_string(i - 1)) + "\"><name>P" +
+                       std::to_string(i) + "</name><baseAddress>0</baseAddress><registers><register>" +
+                       element("name", "R" + std::to_string(i)) +
+                       "<addressOffset>0</addressOffset></register></registers></peripheral>";
+    }
+    expectError(deviceOf(peripherals + peripheralOf(registerOf(""))),
+                "m.svd:9: error: derived elements have more than 100 elements", elements(100));
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+#include "RegisterName.h"
+
+#include "MapText.h"
+
+namespace RynvelTest {
+namespace {
+
+using Maps::findPeripheral;
+using Maps::findRegister;
+using Maps::namesLike;
+
+std::string at(const std::string& offset) { return element("addressOffset", offset); }
+
+/** A register at 0x40, clusters with arrays of registers from 0x10 on, and arrays of fields. */
+Maps::Device map() {
+    const std::string inner =
+        "<cluster><name>IN</name><description>C</description>" + at("8") +
+        "<register><dim>2</dim><dimIncrement>4</dimIncrement><name>DATA[%s]</name>" + at("0") +
+        "<dimArrayIndex><enumeratedValue><name>Left</name><value>0</value></enumeratedValue>"
+        "<enumeratedValue><name>Right</name><value>1</value></enumeratedValue></dimArrayIndex></register></cluster>";
+    const std::string outer = "<cluster><dim>2</dim><dimIncrement>0x10</dimIncrement><name>CH%s</name>"
+                              "<description>C</description>" +
+                              at("0x10") + "<register><name>CTRL</name>" + at("0") + "</register>" + inner +
+                              "</cluster>";
+    const std::string control = "<register><name>CONTROL</name>" + at("0x40") +
+                                "<fields><field><name>MODE</name><bitRange>[3:0]</bitRange></field>"
+                                "<field><dim>2</dim><dimIncrement>1</dimIncrement><dimIndex>A,B</dimIndex>"
+                                "<name>PIN%s</name><bitOffset>8</bitOffset></field></fields></register>";
+    return read(deviceOf("<peripheral><name>traf_top</name><prependToName>PRE_</prependToName>"
+                         "<appendToName>_POST</appendToName><baseAddress>0x1000</baseAddress>" +
+                         element("registers", control + outer) + "</peripheral>"));
+}
+
+std::string found(const std::string& name) {
+    const Maps::Device device = map();
+    const auto result = findRegister(device.peripherals[0], name);
+    if (!result) {
+        return "";
+    }
+    return result->place.name + " " + std::to_string(result->place.offset) +
+           (result->field == nullptr ? "" : " " + result->field->name);
+}
+
+TEST(PeripheralName, HasAnUnderscoreForWhatIsNoLetterOrDigit) {
+    EXPECT_EQ(Maps::peripheralNameOf("traf.top"), "traf_top");
+    EXPECT_EQ(Maps::peripheralNameOf("Common-i2c:0/x_\xC3"), "Common_i2c_0_x__");
+}
+
+TEST(Peripheral, IsFoundByTheNameOfItsDevice) {
+    const Maps::Device device = map();
+    EXPECT_EQ(findPeripheral(device, "traf.top"), &device.peripherals[0]);
+    EXPECT_EQ(findPeripheral(device, "traf_top"), &device.peripherals[0]);
+    EXPECT_EQ(findPeripheral(device, "traf"), nullptr);
+    EXPECT_EQ(findPeripheral(device, "TRAF.TOP"), nullptr);
+}
+
+TEST(Registers, AreAllThoseOfAPeripheralByTheirOffsets) {
+    std::string registers;
+    const Maps::Device device = map();
+    for (const Maps::PlacedRegister& place : Maps::registersOf(device.peripherals[0])) {
+        registers += place.name + "@" + std::to_string(place.offset) + " ";
+        EXPECT_EQ(place.contents->name, place.name.substr(place.name.rfind('.') + 1));
+    }
+    EXPECT_EQ(registers, "CH0.CTRL@16 CH0.IN.DATA[0]@24 CH0.IN.DATA[1]@28 CH1.CTRL@32 CH1.IN.DATA[0]@40 "
+                         "CH1.IN.DATA[1]@44 CONTROL@64 ");
+}
+
+TEST(RegisterName, IsThatOfTheMap) {
+    EXPECT_EQ(found("CONTROL"), "CONTROL 64");
+    EXPECT_EQ(found("CH1.CTRL"), "CH1.CTRL 32");
+    EXPECT_EQ(found("CH0.IN.DATA[1]"), "CH0.IN.DATA[1] 28");
+}
+
+TEST(RegisterName, MayHaveAFieldBehindIt) {
+    EXPECT_EQ(found("CONTROL.MODE"), "CONTROL 64 MODE");
+    EXPECT_EQ(found("CONTROL.PINB"), "CONTROL 64 PINB");
+    EXPECT_EQ(found("CONTROL.PIN[B]"), "CONTROL 64 PINB");
+}
+
+TEST(RegisterName, MayHaveAnyIndexInBrackets) {
+    EXPECT_EQ(found("CH[1].CTRL"), "CH1.CTRL 32");
+    EXPECT_EQ(found("CH0.IN.DATA[Right]"), "CH0.IN.DATA[1] 28");
+}
+
+TEST(RegisterName, MayHaveWhatAViewerShowsAroundIt) { EXPECT_EQ(found("PRE_CONTROL_POST.MODE"), "CONTROL 64 MODE"); }
+
+TEST(RegisterName, IsNoOtherText) {
+    for (const char* const name : {"",
+                                   ".",
+                                   "CONTROL.",
+                                   ".CONTROL",
+                                   "CONTROL.MODE.X",
+                                   "CONTROL..MODE",
+                                   "CTRL",
+                                   "CH0",
+                                   "CH0.IN",
+                                   "CH2.CTRL",
+                                   "CH[2].CTRL",
+                                   "CH[].CTRL",
+                                   "CH].CTRL",
+                                   "CH[.CTRL",
+                                   "CH[1.CTRL",
+                                   "CH0.IN.DATA",
+                                   "CH0.IN.DATA[2]",
+                                   "CH0.IN.DATA[Middle]",
+                                   "control",
+                                   "CONTROL.mode",
+                                   "PRE_CONTROL",
+                                   "CONTROL.PIN[C]"}) {
+        EXPECT_EQ(found(name), "") << name;
+    }
+}
+
+std::string like(const std::string& name) {
+    std::string names;
+    const Maps::Device device = map();
+    for (const std::string& each : namesLike(device.peripherals[0], name)) {
+        names += each + " ";
+    }
+    return names;
+}
+
+TEST(UnknownName, IsLikeOthersInAnyCase) {
+    EXPECT_EQ(like("CONTRL"), "CONTROL ");
+    EXPECT_EQ(like("control"), "CONTROL ");
+    EXPECT_EQ(like("ch1.ctlr"), "CH1.CTRL ");
+    EXPECT_EQ(like("nothing"), "");
+}
+
+TEST(UnknownName, IsLikeAFieldBehindAKnownRegister) {
+    EXPECT_EQ(like("CONTROL.MOED"), "CONTROL.MODE ");
+    EXPECT_EQ(like("CONTROL.pinc"), "CONTROL.PINA CONTROL.PINB ");
+}
+
+TEST(UnknownName, IsLikeThreeOthersAtMost) { EXPECT_EQ(like("CH0.IN.DATA[2]"), "CH0.IN.DATA[0] CH0.IN.DATA[1] "); }
+
+TEST(UnknownName, HasTheFirstThreeOfManyThatItIsLike) {
+    const Maps::Device device =
+        read(mapOf("<register><dim>9</dim><dimIncrement>4</dimIncrement><name>REG%s</name>" + at("0") + "</register>"));
+    EXPECT_EQ(namesLike(device.peripherals[0], "REG9"), (std::vector<std::string>{"REG0", "REG1", "REG2"}));
+}
+
+} // namespace
+} // namespace RynvelTest
