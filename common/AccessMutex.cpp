@@ -7,12 +7,12 @@ namespace Common {
 
 namespace {
 
-/** The mutex that the guarded access of this thread has locked; null if none. */
+/** The mutex that the guarded access of this thread has locked; null if it has locked none. */
 thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// An access may lock and unlock more than once: the masked write of an FPGA register does.
+// A masked write of an FPGA register locks and unlocks the mutex more than once.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();
