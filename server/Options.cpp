@@ -70,7 +70,7 @@ asio::ip::network_v4 parseNetwork(const std::string& text) {
     const std::uint32_t bits = parseUnsigned(length, longest, message);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
-    // Leading zeros are rejected, as in the address: they could mean an octal number.
+    // A leading zero is an error, as in the address, because it could mean an octal number.
     if (error || length != std::to_string(bits)) {
         fail(message);
     }
@@ -125,7 +125,7 @@ Fault parseFaultOption(const std::string& text) {
     return *fault;
 }
 
-/** Rounded up, so that each host may have at least one connection. */
+/** Returns a quarter of the count, rounded up so that each host may have at least one connection. */
 std::size_t quarter(std::size_t count) { return (count + 3) / 4; }
 
 void convert(const RawOptions& raw, Options& options) {
