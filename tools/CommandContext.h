@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What the global options select for every command.
+ * The settings that the global options select for every command.
  */
 #ifndef RYNVELCTL_COMMANDCONTEXT_H
 #define RYNVELCTL_COMMANDCONTEXT_H
@@ -30,7 +30,7 @@ struct GlobalOptions {
 /** The output, the time-out, the server and the device type that a command uses. */
 class CommandContext {
 public:
-    /** Also sets up the traces. @throws Failure if an option is wrong. */
+    /** Evaluates the options and sets up the traces. @throws Failure if an option is wrong. */
     explicit CommandContext(const GlobalOptions& options);
 
     const Output& output() const { return m_output; }
@@ -40,10 +40,18 @@ public:
     /** Returns the device of that name, on this machine or on the server. @throws Failure if there is none. */
     Target target(const std::string& name) const;
 
-    /** @throws Failure if the user has not given a server. @param command the command that needs one. */
+    /**
+     * Returns the server. @param command the command that needs a server. @throws Failure if the user has not given
+     * one.
+     */
     const RemoteServer& server(const char* command) const;
 
-    /** @throws Failure if the user has given options for remote devices. @param command the command without them. */
+    /**
+     * Checks that the user has given no options for remote devices.
+     *
+     * @param command the command, which does not support these options.
+     * @throws Failure if the user has given one.
+     */
     void requireLocal(const char* command) const;
 
 private:

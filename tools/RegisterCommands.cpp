@@ -193,7 +193,7 @@ public:
     Watch(const CommandContext& context, std::vector<RegisterRange> ranges, OpenDevice& device)
         : m_context(context), m_ranges(std::move(ranges)), m_device(device) {}
 
-    /** Reads the registers, and prints the values that are new. */
+    /** Reads the registers, and prints the values that have changed since the last sample. */
     void sample() {
         for (const RegisterRange& range : m_ranges) {
             const std::uint32_t value = m_device.read(range);
@@ -221,7 +221,7 @@ std::vector<RegisterRange> registersOf(const Target& target, const WatchOptions&
     return ranges;
 }
 
-/** Waits until the deadline. @throws OutputClosed. */
+/** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
 void waitUntil(const Common::Deadline& deadline) {
     pollfd output{STDOUT_FILENO, 0, 0};
     if (poll(&output, 1, deadline.pollTimeout()) > 0) {

@@ -43,7 +43,7 @@ Rynvel::DeviceType remoteType(unsigned int width) {
     }
 }
 
-/** Returns all types except the remote ones: a server does not serve the devices of another server. */
+/** Returns all device types except the remote ones, because a server does not serve the devices of another server. */
 std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
     std::vector<const DeviceTypeInfo*> types;
     for (std::uint32_t number = 0;; ++number) {
