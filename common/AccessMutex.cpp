@@ -12,7 +12,7 @@ thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// A masked write of an FPGA register locks and unlocks the mutex more than once.
+// Locks the mutex only once in an access. A masked write of an FPGA register calls lock() and unlock() more than once.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();

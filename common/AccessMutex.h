@@ -27,7 +27,10 @@ public:
     bool lock() override;
     bool unlock() override;
 
-    /** Unlocks the mutex if the guarded access of this thread has locked it. Call it after every guarded access. */
+    /**
+     * Unlocks the mutex if the guarded access of this thread has locked it. Call this function after every guarded
+     * access.
+     */
     void endAccess();
 
 private:

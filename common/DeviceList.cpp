@@ -14,7 +14,7 @@ std::string nameOf(Rynvel::DeviceType type) {
     return info == nullptr ? std::to_string(static_cast<std::uint32_t>(type)) : info->name;
 }
 
-/** Returns the word for the parameter of a row. */
+/** Returns the name of the parameter of a row, for messages. */
 const char* parameterName(Rynvel::DeviceType type) {
     const DeviceTypeInfo* const info = findDeviceTypeInfo(type);
     switch (info == nullptr ? Access::Remote : info->access) {

@@ -26,10 +26,10 @@ public:
 };
 
 /**
- * Compares all fields of a row of devices() with the library's row of the same name. They differ if someone has
- * replaced the library by another version after the program was built.
+ * Compares all fields of a row of devices() with the library's row of the same name. The rows may differ if the library
+ * was replaced after the program was built.
  *
- * @param handle the handle of the row, to compare it, too; empty if the caller does not use the handle.
+ * @param handle the handle of the row, to compare the handle, too; empty if the caller does not use the handle.
  * @return the differences, in one line that begins with the device name; empty if there are none.
  */
 std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);

@@ -11,10 +11,10 @@ namespace Common {
 namespace {
 
 /**
- * Returns whether a faulty access has caused the signal, and not another process.
+ * Returns whether a faulty access has caused the signal, and not a process that has sent the signal.
  *
- * On 32-bit ARM, an external abort has the signal code of a signal from a process, and has the fault address in place
- * of the process number of the sender. A fault address is higher than every process number.
+ * On 32-bit ARM, an external abort has the signal code of a sent signal, and has the fault address in place of the
+ * process number of the sender. A fault address is higher than every process number.
  */
 bool isFault(const siginfo_t& info) {
     constexpr std::uintptr_t highestProcessNumber = 4194304;

@@ -13,8 +13,8 @@ namespace Common {
 
 /**
  * Returns the names that differ least from a word, in the order of `names`. A letter that is changed, missing,
- * superfluous or swapped with its neighbour is one mistake. A name with more than two mistakes, or with as many
- * mistakes as the word has letters, is not returned.
+ * superfluous or swapped with its neighbour is one mistake. Leaves out a name with more than two mistakes, or with at
+ * least as many mistakes as the word has letters.
  */
 std::vector<std::string> nearestNames(const std::string& word, const std::vector<std::string>& names);
 

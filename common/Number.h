@@ -13,7 +13,7 @@
 
 namespace Common {
 
-/** The notations that a number may have besides the decimal one, and its greatest length. */
+/** The notations that a number may have besides decimal, and the number of digits that it may have. */
 struct NumberFormat {
     /** Whether hexadecimal digits may follow 0x or 0X. */
     bool allowsHexadecimal = false;

@@ -123,8 +123,8 @@ mode_t modeOf(int flags, std::va_list& arguments) { return __OPEN_NEEDS_MODE(fla
 
 } // namespace
 
-// The C library has several names for each function. Its headers use them in a fortified build, and in a 32-bit build
-// with 64-bit file offsets.
+// The C library has several names for each function. Its headers use these names in a fortified build, and in a 32-bit
+// build with 64-bit file offsets.
 extern "C" {
 
 // The C library determines the names.

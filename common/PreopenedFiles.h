@@ -29,13 +29,14 @@ private:
 };
 
 /**
- * Opens and maps files in advance. While the object exists, open() of a path returns the preopened descriptor in the
- * same thread, and mmap() of the mapped descriptor at offset 0 returns the existing mapping. Each of them is returned
- * only once. The destructor closes and unmaps everything that was not used.
+ * Opens and maps files in advance, for the thread that creates the object. While the object exists, open() of that
+ * thread returns the preopened descriptor of a path, and mmap() of the mapped descriptor at offset 0 returns the
+ * existing mapping. Every descriptor and the mapping are returned only once. The destructor closes and unmaps
+ * everything that was not used.
  *
  * The backends of the library open and map a device file themselves, and end the process if that fails. If they cannot
- * read the attributes of a UIO device, they use wrong values. A program that opens and maps the files beforehand, to
- * avoid this, must pass the open files on to the backend, because a second attempt may fail.
+ * read the attributes of a UIO device, they use wrong values. A program that checks the files beforehand must pass the
+ * open files on to the backend, because a second attempt may fail.
  *
  * The program defines functions with the names of the C library's functions, and the library's calls are bound to them.
  * Simpler ways do not work:
@@ -43,8 +44,8 @@ private:
  * - Opening /proc/self/fd/N opens the file again. That fails if the driver allows only one open file.
  * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
  *   the traces would then report a fake device, and the backends of seekable files have no such constructor.
- * - The backends open and map through their member LinuxIo, which has no virtual functions. Adding them would change
- *   the binary interface of the library for the sake of two programs.
+ * - The backends open and map through their member LinuxIo, which has no virtual functions. Virtual functions would
+ *   change the binary interface of the library for the sake of two programs.
  */
 class PreopenedFiles {
 public:

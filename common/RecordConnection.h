@@ -56,7 +56,8 @@ public:
     RecordConnection(const ServerAddress& server, const Deadline& deadline);
 
     /**
-     * Returns the socket, for poll(). It is readable when a record begins to arrive, or when the connection has ended.
+     * Returns the socket, for poll(). The socket is readable when a record begins to arrive, or when the connection has
+     * ended.
      */
     int descriptor() const { return m_socket.number(); }
 

@@ -21,7 +21,7 @@ constexpr unsigned int bytesOf(unsigned int width) { return width / 8; }
 /** Returns the largest value of a register of `width` bits. */
 constexpr std::uint32_t maxValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
 
-/** Converts a value between host order and `order`. If `order` is Network, that reverses the bytes of the value. */
+/** Converts a value between host order and `order`. Reverses the bytes of the value if `order` is Network. */
 inline std::uint32_t inByteOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }

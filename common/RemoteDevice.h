@@ -59,8 +59,8 @@ public:
     /**
      * Opens and arms a second connection, over which the server then reports the interrupts.
      *
-     * @return the socket of the second connection, for poll(). It is readable when an interrupt begins to arrive, or
-     *          when the connection has ended.
+     * @return the socket of the second connection, for poll(). The socket is readable when an interrupt begins to
+     *          arrive, or when the connection has ended.
      */
     int arm();
 

@@ -11,7 +11,7 @@
 
 namespace Common {
 
-/** The port of a server address without a port. The remote devices of the library use the same default. */
+/** The port if a server address does not contain one. The remote devices of the library use the same default. */
 constexpr std::uint16_t defaultPort = 8888;
 
 struct ServerAddress {
