@@ -18,7 +18,10 @@ namespace {
 
 constexpr int on = 1;
 
-/** The kernel doubles these sizes. They limit the kernel memory that a client uses if it reads nothing. */
+/**
+ * The sizes of the socket buffers in bytes, which the kernel doubles. They limit the kernel memory of a client that
+ * reads nothing.
+ */
 constexpr int receiveBuffer = 64 * 1024;
 constexpr int sendBuffer = 128 * 1024;
 

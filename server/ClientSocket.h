@@ -47,7 +47,7 @@ public:
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);
 
-    /** Ends the connection, and every operation that blocks on it. */
+    /** Ends the connection, and every operation that blocks on the connection. */
     void shutDown() const;
 
 private:

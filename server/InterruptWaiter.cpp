@@ -118,8 +118,8 @@ void InterruptWaiter::start() {
 
 // With a driver that cannot be polled, the thread blocks in the device, where only a signal interrupts the thread. This
 // function does not lock m_enableMutex, because the thread may hold that mutex while it blocks. The thread may
-// therefore miss a notification, and a signal may arrive before the thread blocks. The loop repeats both until the
-// thread ends.
+// therefore miss a notification, and a signal may arrive before the thread blocks. The loop repeats the notification
+// and the signal until the thread ends.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
@@ -178,8 +178,8 @@ bool InterruptWaiter::prepareToWait() {
     return isEnabled;
 }
 
-// Polls before receive() waits in the device. A stop would interrupt that wait, and the trace would report a failure of
-// the device.
+// Waits by poll(), which a stop ends without a trace. If a stop interrupted receive(), the trace would report a failure
+// of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {
@@ -201,8 +201,8 @@ bool InterruptWaiter::receive(unsigned long& word) {
     return received;
 }
 
-// Reads the device itself if waitForInterrupt() enables the interrupt. That call would enable the interrupt a second
-// time, before a client could clear the source of the interrupt.
+// Reads the device file directly if waitForInterrupt() enables the interrupt. That call would enable the interrupt a
+// second time, before a client could clear the source of the interrupt.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
     if (!m_waitEnablesInterrupt) {

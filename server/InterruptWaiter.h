@@ -51,7 +51,7 @@ public:
      * @throws std::system_error if the system has no thread or no descriptor left. Disarm the socket in that case, too.
      */
     void arm(int socket, const Peer& peer);
-    /** Sends the queued interrupt words to an armed socket. From then on, every interrupt word is sent at once. */
+    /** Sends the queued interrupt words to an armed socket, and from then on every interrupt word at once. */
     void startDelivery(int socket);
     /** Disarms a socket. After this function has returned, the object sends nothing to the socket. */
     void disarm(int socket);

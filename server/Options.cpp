@@ -38,7 +38,10 @@ struct RawOptions {
 
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
-/** Parses a decimal number, or a hexadecimal number with the prefix 0x. */
+/**
+ * Returns a decimal number, or a hexadecimal number with the prefix 0x. Throws `message` for any other text, and for
+ * a number above `highest`.
+ */
 std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, const std::string& message) {
     constexpr Common::NumberFormat tenDigits{true, false, 10};
     const auto number = Common::parseNumber(text, tenDigits, highest);
@@ -70,7 +73,7 @@ asio::ip::network_v4 parseNetwork(const std::string& text) {
     const std::uint32_t bits = parseUnsigned(length, longest, message);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
-    // A leading zero is an error, as in the address, because it could mean an octal number.
+    // Refuses a leading zero, which could mean an octal number. The address does not allow a leading zero either.
     if (error || length != std::to_string(bits)) {
         fail(message);
     }

@@ -169,8 +169,8 @@ bool RequestHandler::changesDevice(Type type) const {
     }
 }
 
-// Also refuses the request after an exception, for instance because memory is exhausted. Without the catch, the
-// exception would end the connection.
+// Refuses the request after an exception, for instance when memory is exhausted. Otherwise, the exception would end the
+// connection.
 RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     if (name.empty()) {
         return "the device name is empty";

@@ -20,7 +20,7 @@
 
 namespace Rynveld {
 
-/** A device that at least one client has opened. Threads: any number may use it at once. */
+/** A device that at least one client has opened. Threads: any number may use the object at once. */
 class ServedDevice {
 public:
     /** @param simulated the interrupt of a simulated device; null if the device is not simulated. */
@@ -46,8 +46,8 @@ public:
     explicit ServedDevices(const Policy& policy);
 
     /**
-     * Returns a device, and opens it before if it is not open. A device of this machine is closed when its last client
-     * releases it. A simulated device stays open and keeps the values of its registers.
+     * Returns a device, which this function opens first if it is not open. A device of this machine is closed when its
+     * last client releases it. A simulated device stays open and keeps the values of its registers.
      *
      * @return null if the device is not served or cannot be opened. `reason` then says why.
      */

@@ -73,7 +73,7 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
 
 /**
  * Returns the IPv4 address, even if it is mapped to an IPv6 address; empty for any other IPv6 address. A socket that
- * the service manager has passed may accept both.
+ * the service manager has passed may accept both kinds of addresses.
  */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     if (address.is_v4()) {
@@ -280,8 +280,8 @@ void Server::serve(int descriptor, const Peer& peer) {
     }
 }
 
-// Catches every exception, for instance because memory is exhausted, so that it does not end the connections of other
-// clients.
+// Catches exceptions, for instance when memory is exhausted. Otherwise, an exception would also end the connections of
+// other clients.
 void Server::run(Session& session) {
     try {
         session.run();

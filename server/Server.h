@@ -49,7 +49,7 @@ public:
 
     /**
      * Serves clients until SIGTERM or SIGINT. The destructor then interrupts the device operations that are in
-     * progress. It waits for operations that it cannot interrupt, and traces them after a second.
+     * progress. The destructor waits for operations that cannot be interrupted, and traces them after a second.
      */
     void run();
 

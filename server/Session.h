@@ -19,7 +19,7 @@ namespace Rynveld {
 
 /**
  * Answers the requests of one connection until the connection ends, or until a record arrives that is not a valid
- * request. A request on an armed connection disarms it.
+ * request. A request on an armed connection disarms the connection.
  */
 class Session {
 public:

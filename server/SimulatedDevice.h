@@ -29,7 +29,7 @@ constexpr std::uint32_t simulatedSize = 4096;
  * enable(). The descriptor is readable while receive() has an interrupt to receive. As in hardware, an interrupt that
  * was not received is lost when the next interrupt replaces it.
  *
- * Threads: any number may use it at once.
+ * Threads: any number may use the object at once.
  */
 class SimulatedInterrupt {
 public:

@@ -19,7 +19,7 @@ namespace Rynveld {
 
 /**
  * Allows each host a number of lines per cause and period, and counts the suppressed lines. Threads: any number may use
- * it at once.
+ * the object at once.
  */
 class TraceLimit {
 public:
