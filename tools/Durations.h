@@ -21,7 +21,7 @@ namespace Rynvelctl {
  */
 std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text);
 
-/** Does the same as parseDuration(). @throws Failure also for a duration of 0. */
+/** Like parseDuration(), but also throws Failure for a duration of 0. */
 std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text);
 
 using Common::describe;

@@ -126,8 +126,8 @@ public:
             if (deadline.hasPassed()) {
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + timeoutMessage());
             }
-            // Another process may have taken the interrupt, or the driver may always report that it is ready. The pause
-            // keeps the loop from using all time of the processor.
+            // Another process may have taken the interrupt, or the driver may always report readiness. The pause keeps
+            // the loop from using the whole processor.
             waitUntilReady(noDescriptor, Common::Deadline::earlier(Common::Deadline(retryInterval), deadline));
         }
     }

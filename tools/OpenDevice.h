@@ -17,7 +17,8 @@
 namespace Rynvelctl {
 
 /**
- * A device that a command has opened. A function throws Failure if it fails, or if the time-out of the command passes.
+ * A device that a command has opened. A function throws Failure if the operation fails, or if the time-out of the
+ * command passes.
  */
 class OpenDevice {
 public:

@@ -136,7 +136,7 @@ void requireBurst(const RegisterRange& range) {
 }
 
 bool readsOneBurst(const RegisterRange& range, const DumpOptions& options) {
-    // A server takes a burst of one register for a single read, which has no byte order.
+    // A server treats a burst of one register as a single read, which has no byte order.
     return options.usesBurst && !(range.device().server && range.count() == 1);
 }
 

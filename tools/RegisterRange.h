@@ -67,7 +67,7 @@ private:
     std::string textOutside(const std::string& bounds) const;
     /**
      * Returns whether the address unit of the device is known, or does not matter. A remote device type, such as
-     * Remote16, does not tell the unit. For registers of 8 bits, an address is the same in both units.
+     * Remote16, does not determine the unit. For registers of 8 bits, an address is the same in both units.
      */
     bool isDeviceUnitKnown() const { return m_device->type.access != Common::Access::Remote || bytes() == 1; }
     unsigned int bytes() const { return Common::bytesOf(m_device->width()); }

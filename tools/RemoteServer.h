@@ -68,8 +68,8 @@ private:
     Common::ServerAddress m_address;
     CommandTimeout m_timeout;
     /**
-     * Whether the server has answered. Selects the message of a time-out: after an answer, the message says that the
-     * command takes too long, and not the server.
+     * Whether the server has answered. After an answer, the message of a time-out says that the command takes too long,
+     * and not the server.
      */
     mutable bool m_hasAnswered = false;
 };

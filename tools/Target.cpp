@@ -59,7 +59,7 @@ std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
 
 RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& timeout) {
     const std::string& address = row.m_devicePath;
-    // The library takes an address with a single colon for a host name.
+    // The library treats an address with a single colon as a host name.
     if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
         throw usageError(row.m_name + ": server address '" + address + "' is not HOST or HOST::PORT");
     }

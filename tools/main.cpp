@@ -19,8 +19,8 @@ int report(ExitStatus status, const std::string& text) {
     return static_cast<int>(status);
 }
 
-// Otherwise, a device or a connection could become standard output, and the program would print to the registers of the
-// device.
+// Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and
+// the program would print to the registers of the device.
 void reserveStandardDescriptors() {
     int descriptor = 0;
     do {
