@@ -20,13 +20,13 @@ bool hasPlaceholder(std::string_view text);
 /** Returns the text with the index instead of every `%s`. */
 std::string withIndex(std::string_view text, std::string_view index);
 
-/** Returns the name without every `%s` and `[%s]`. */
+/** Returns the name without `%s` and `[%s]`. */
 std::string withoutPlaceholder(std::string_view name);
 
 /**
  * Returns the indexes of a list such as "A,B,C", or of a range such as "0-3" or "A-D".
  *
- * @return none for any other text, and for more than `most` indexes.
+ * @return the indexes; none for any other text, and for more than `most` indexes.
  */
 std::optional<std::vector<std::string>> parseIndexes(std::string_view text, std::uint64_t most);
 

@@ -107,7 +107,7 @@ private:
         m_warnings.add(extent.element->line, kind + nameOf(*extent.element) + " overlaps " + with);
     }
 
-    /** Compares each element with the earlier element that has the highest end. */
+    /** Compares each element with the earlier element that ends last. */
     template <typename T>
     void warnOfOverlaps(const std::string& kind, std::vector<Extent<T>> extents, const std::string& reason) {
         std::stable_sort(extents.begin(), extents.end(),

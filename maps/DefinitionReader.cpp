@@ -115,7 +115,7 @@ const Tags<EnumerationTarget>& enumerationTags() {
 }
 
 void readEnumeration(Definition& field, const Element& element) {
-    // The format allows two for a field: one for reading and one for writing.
+    // The format allows two enumeratedValues for a field, one for reading and one for writing.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("a field has more than " + std::to_string(most) + " enumeratedValues: these are not used");

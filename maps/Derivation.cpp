@@ -56,7 +56,10 @@ std::optional<std::uint64_t> widthOf(const BitRange& bits) {
     return hasBothEnds ? std::optional<std::uint64_t>(*bits.msb - *bits.lsb + 1) : bits.width;
 }
 
-/** Inherits the width, and not the highest bit: a field that begins at another bit keeps the width of its base. */
+/**
+ * Inherits the width, and not the highest bit. A field that begins at another bit therefore keeps the width of its
+ * base.
+ */
 void inherit(BitRange& own, const BitRange& base) {
     if (!own.lsb && !own.msb && !own.width) {
         own = base;
@@ -169,7 +172,7 @@ bool Scope::isElement(const Definition& array, std::string_view name) {
 }
 
 const Definition& Derivation::resolve(const Definition& own) {
-    // A loop and not a recursion, because a chain may be as long as the file.
+    // Uses a loop and not a recursion, because a chain may be as long as the file.
     std::vector<const Definition*> chain;
     const Definition* at = &own;
     while (!at->derivedFrom.empty()) {

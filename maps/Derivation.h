@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Resolves derivedFrom: a definition inherits the properties and children of another one.
+ * Resolves derivedFrom, by which a definition inherits the properties and children of another one.
  */
 #ifndef RYNVEL_MAPS_DERIVATION_H
 #define RYNVEL_MAPS_DERIVATION_H

@@ -29,7 +29,7 @@
 namespace Maps {
 
 /**
- * The objects that reading needs. The document, `definitions` and `texts` must exist as long as a definition is used.
+ * The objects for reading a map. The document, `definitions` and `texts` must exist as long as a definition is used.
  */
 struct Source {
     const XmlDocument& document;
@@ -147,7 +147,9 @@ public:
         std::sort(m_tags.begin(), m_tags.end(), [](const Tag& a, const Tag& b) { return a.name < b.name; });
     }
 
-    /** Reads all child elements. Leaves out unknown elements and wrong repetitions, and warns of them. */
+    /**
+     * Reads all child elements. Leaves out unknown elements and repetitions that are not allowed, and warns of them.
+     */
     void readInto(Target& target, const Element& element) const {
         element.expectNoText();
         std::bitset<mostTags> seen;

@@ -44,7 +44,7 @@ struct ByContent {
 struct Content {
     SharedList<Register> registers;
     SharedList<Cluster> clusters;
-    /** The number of elements, with all elements inside them. */
+    /** The number of registers, clusters and fields, at all levels. */
     std::uint64_t elements = 0;
 };
 
@@ -242,7 +242,7 @@ private:
         return definition.offset.has_value();
     }
 
-    /** Returns the number of added elements, with all elements inside them. */
+    /** Returns the number of added clusters, registers and fields, at all levels. */
     std::uint64_t addClusters(std::vector<Cluster>& clusters, const Definition& definition, const Properties& around,
                               std::size_t depth) {
         if (depth > m_limits.clusterDepth) {

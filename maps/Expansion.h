@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Converts definitions to the model: expands arrays, and adds the inherited properties.
+ * Converts definitions to the model. Expands arrays, and adds the inherited properties.
  */
 #ifndef RYNVEL_MAPS_EXPANSION_H
 #define RYNVEL_MAPS_EXPANSION_H

@@ -37,7 +37,7 @@ FieldValue decode(const Field& field, std::uint64_t registerValue);
 /** Returns the values of all readable fields inside the register, from the highest bit to the lowest. */
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue);
 
-/** The new value of a field, as the user types it: a number, or a name for one. */
+/** The new value of a field, as the user types it: a number, or the name of an enumerated value. */
 struct Assignment {
     std::string field;
     std::string value;

@@ -48,7 +48,7 @@ enum class Protection { Secure, NonSecure, Privileged };
 /** The effect of a read on the bits that are read. */
 enum class ReadAction { Clear, Set, Modify, ModifyExternal };
 
-/** The effect of a write on the written bits. Modify stores them. */
+/** The effect of a write on the written bits. Modify stores the bits. */
 enum class ModifiedWrite {
     OneToClear,
     OneToSet,

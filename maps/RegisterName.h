@@ -26,7 +26,7 @@ const Peripheral* findPeripheral(const Device& map, const std::string& deviceNam
 
 /** A register of a peripheral. The peripheral must outlive this object. */
 struct PlacedRegister {
-    /** The name, after the names of the clusters around the register, such as `CLUSTER.REGISTER`. */
+    /** The name of the register with the names of the clusters around it, such as `CLUSTER.REGISTER`. */
     std::string name;
     /** The offset from the beginning of the peripheral. */
     std::uint64_t offset = 0;

@@ -27,8 +27,8 @@ Utf8Text toUtf8(std::string bytes);
 std::string_view trimmed(std::string_view text);
 
 /**
- * Returns a text as one line. A single space replaces white space, control characters, and the two characters `\n`,
- * which the format uses for a line end.
+ * Returns a text as one line. A single space replaces every sequence of white space and control characters. The two
+ * characters `\n`, which the format uses for a line end, count as white space.
  */
 std::string oneLine(const std::string& text);
 
