@@ -41,7 +41,9 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
     return openSlot(slotOf(name), *row, reason);
 }
 
-/** An open device. Its destructor reports that the device file is closed. */
+/**
+ * An open device. The destructor closes the device file, and notifies the threads that wait until the file is closed.
+ */
 class ServedDevices::OpenDevice {
 public:
     explicit OpenDevice(Slot& slot) : m_slot(slot) {}

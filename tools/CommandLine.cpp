@@ -14,7 +14,8 @@ namespace Rynvelctl {
 
 namespace {
 
-// An empty argument comes from an unset variable of a script. The parser would take a word in brackets for a list.
+// Refuses an empty argument, which usually comes from an unset variable of a script. Refuses a word that begins with a
+// bracket, because the parser would take the word for a list.
 void checkArgument(const std::string& word) {
     if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
         throw usageError(word.empty() ? "an argument is empty (give a value, or leave it out)"

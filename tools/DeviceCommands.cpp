@@ -42,7 +42,7 @@ ListedDevice toListedDevice(const Rynvel::MemoryDevice& row, std::size_t handle)
             hasFile(row, type)};
 }
 
-/** @throws Failure if a row has a problem, after it has printed all problems. */
+/** Prints all problems. @throws Failure if there is one. */
 void requireNoProblems(const std::vector<std::string>& problems) {
     std::for_each(problems.begin(), problems.end(), printError);
     if (!problems.empty()) {

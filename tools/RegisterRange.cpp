@@ -46,7 +46,8 @@ void RegisterRange::requireAddresses() const {
         throw usageError(m_device->name() +
                          ": only address 0 can be used (to use others, give the type on the server with --type)");
     }
-    // The SPI protocol sends the byte address, although the library takes an index.
+    // For an SPI device, the byte address must fit in 32 bits, too, because the library turns the index into a byte
+    // address.
     const Common::DeviceTypeInfo& type = m_device->type;
     const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStride;
     if (lastIndex * step() > UINT32_MAX || lastIndex * deviceStep > UINT32_MAX) {

@@ -44,7 +44,7 @@ Rynvel::DeviceType remoteType(unsigned int width) {
     }
 }
 
-/** Returns all types except the remote ones: a server does not serve the devices of another server. */
+/** Returns all device types except the remote ones, because a server does not serve the devices of another server. */
 std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
     std::vector<const DeviceTypeInfo*> types;
     for (std::uint32_t number = 0;; ++number) {
@@ -60,7 +60,7 @@ std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
 
 RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& timeout) {
     const std::string& address = row.m_devicePath;
-    // The library takes an address with a single colon for a host name.
+    // The library treats an address with a single colon as a host name.
     if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
         throw usageError(row.m_name + ": server address '" + address + "' is not HOST or HOST::PORT");
     }
