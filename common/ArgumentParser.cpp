@@ -60,7 +60,7 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** A question for the command that resembles the word most, in parentheses; empty if none resembles it. */
+/** Returns a question for the command that resembles the word most, in parentheses; empty if no command does. */
 std::string suggestionFor(const CLI::App& app, const std::string& word) {
     std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
@@ -77,8 +77,8 @@ const CLI::App& selectedCommand(const CLI::App& app) {
 }
 
 /**
- * The error message for words that no option or argument takes. Only the first word is reported: the words after an
- * unknown option may be its values.
+ * Returns the error message for the words that no option or argument takes. Reports only the first word, because the
+ * words after an unknown option may be values of that option.
  */
 std::string describeUnexpectedWord(const CLI::App& app) {
     const std::string word = app.remaining(true).front();
@@ -165,7 +165,7 @@ ArgumentParser::ArgumentParser(const std::string& name, const std::string& summa
     : m_app(std::make_unique<CLI::App>(summary, name)) {
     m_app->set_help_flag();
     m_app->footer(footer);
-    // With a limit of one command, an argument that has the name of a command remains an argument.
+    // With a limit of one command, the parser takes a later word as an argument, even if it is the name of a command.
     m_app->require_subcommand(0, 1);
     m_app->fallthrough();
 }

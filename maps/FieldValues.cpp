@@ -21,7 +21,7 @@ bool isFor(const Enumeration& enumeration, Usage usage) {
     return enumeration.usage == usage || enumeration.usage == Usage::ReadWrite;
 }
 
-/** The first of the enumerated values for a usage that a condition holds for; null without one. */
+/** Returns the first enumerated value for a usage that meets the condition; null if there is none. */
 template <typename Condition>
 const EnumeratedValue* firstValue(const Field& field, Usage usage, const Condition& condition) {
     for (const Enumeration& enumeration : field.enumerations) {
@@ -35,7 +35,7 @@ const EnumeratedValue* firstValue(const Field& field, Usage usage, const Conditi
     return nullptr;
 }
 
-/** The name that a value has for a usage, the default included. */
+/** Returns the enumerated value that names a number for a usage, or else the default; null if there is none. */
 const EnumeratedValue* nameOf(const Field& field, Usage usage, std::uint64_t number) {
     const EnumeratedValue* const exact = firstValue(field, usage, [number](const EnumeratedValue& each) {
         return !each.isDefault && (number & each.mask) == each.value;

@@ -139,7 +139,7 @@ const CommandDescription* findCommand(const CommandDescription& program, const s
     return command == program.commands.end() ? nullptr : &*command;
 }
 
-/** A position on the command line, which decides what a word can be. */
+/** A position on the command line, which determines the possible words. */
 class Position {
 public:
     explicit Position(const CommandDescription& program) : m_program(program) {}
@@ -159,7 +159,10 @@ public:
         }
     }
 
-    /** Returns what the word at this position can be. An option and its value may share the word. */
+    /**
+     * Returns the words that are possible at this position. A single word may hold an option and the value of this
+     * option.
+     */
     Words candidates(const std::string& word) const {
         const std::size_t equalsSign = word.find('=');
         if (m_isUnknownCommand) {

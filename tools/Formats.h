@@ -38,7 +38,7 @@ std::string orNone(const std::optional<Number>& number) {
     return number ? std::to_string(*number) : "none";
 }
 
-/** Joins lines with line ends, without a final line end. */
+/** Returns the lines as one text, without a line end after the last line. */
 std::string joinLines(const std::vector<std::string>& lines);
 
 } // namespace Rynvelctl

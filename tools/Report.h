@@ -126,7 +126,7 @@ struct InterruptEvent {
 
 struct RoundTrips {
     std::string server;
-    /** At least one. */
+    /** The times of the round trips, at least one. */
     std::vector<std::chrono::nanoseconds> times;
 
     std::chrono::nanoseconds shortest() const;

@@ -12,7 +12,7 @@ using Maps::namesLike;
 
 std::string at(const std::string& offset) { return element("addressOffset", offset); }
 
-/** A register at 0x40, clusters with arrays of registers from 0x10 on, and arrays of fields. */
+/** Returns a map with a register at 0x40, clusters with an array of registers from 0x10 on, and an array of fields. */
 Maps::Device map() {
     const std::string inner =
         "<cluster><name>IN</name><description>C</description>" + at("8") +
@@ -122,7 +122,7 @@ std::string like(const std::string& name) {
 }
 
 TEST(UnknownName, IsLikeOthersInAnyCase) {
-    EXPECT_EQ(like("CONTRL"), "CONTROL ");
+    EXPECT_EQ(like("CONTRO"), "CONTROL ");
     EXPECT_EQ(like("control"), "CONTROL ");
     EXPECT_EQ(like("ch1.ctlr"), "CH1.CTRL ");
     EXPECT_EQ(like("nothing"), "");

@@ -20,7 +20,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The completions that the program offers for the last word of a line. */
+/** Returns the completions that the program offers for the last word of a line, with blanks between them. */
 std::string offered(Arguments words, const std::string& folder = ".") {
     words.insert(words.begin(), "--complete");
     const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words, folder);
@@ -233,7 +233,7 @@ private:
     std::string m_shown;
 };
 
-/** Completion in a shell where rynvelctl is a function that prints its arguments. */
+/** A fixture for completion in shells. There, rynvelctl is a shell function that prints its arguments. */
 class CompletionInAShell : public testing::Test {
 protected:
     CompletionInAShell() {
@@ -243,7 +243,7 @@ protected:
         m_folder.store("m.svd", timerMap());
     }
 
-    /** The setup that all shells share. */
+    /** Returns the commands that prepare any of the shells. */
     std::string common() const {
         return "export RYNVEL_MAPS='" + m_folder.path() + "/m.svd'\nPS1='" + std::string(InteractiveShell::prompt) +
                "'\nrynvelctl() { sh '" + m_folder.path() + "/rynvelctl' \"$@\"; }\n";

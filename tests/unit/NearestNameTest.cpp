@@ -11,7 +11,7 @@ using Common::nearestNames;
 using Names = std::vector<std::string>;
 
 TEST(NearestNames, HaveALetterThatIsChangedMissingTooManyOrSwapped) {
-    for (const char* const word : {"reed", "rad", "reaad", "raed", "read"}) {
+    for (const char* const word : {"reed", "rad", "reaad", "erad", "read"}) {
         EXPECT_EQ(nearestNames(word, {"write", "read"}), Names{"read"}) << word;
     }
 }
