@@ -122,7 +122,7 @@ std::string like(const std::string& name) {
 }
 
 TEST(UnknownName, IsLikeOthersInAnyCase) {
-    EXPECT_EQ(like("CONTRO"), "CONTROL ");
+    EXPECT_EQ(like("CONTROLX"), "CONTROL ");
     EXPECT_EQ(like("control"), "CONTROL ");
     EXPECT_EQ(like("ch1.ctlr"), "CH1.CTRL ");
     EXPECT_EQ(like("nothing"), "");
