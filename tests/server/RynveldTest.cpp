@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "ComesAbout.h"
+#include "DescriptionText.h"
 #include "LeasedFile.h"
 #include "LocalSocket.h"
 #include "MessageBytes.h"
@@ -116,7 +117,8 @@ TEST(RynveldCommandLine, PrintsItsVersion) { expectEnding({"--version"}, 0, "ryn
 
 TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
     for (const auto& wrong : {Arguments{"--nothing"}, Arguments{"extra"}, Arguments{"--listen", "nowhere"},
-                              Arguments{"--device", "nothing"}, Arguments{"--fault", "error"}}) {
+                              Arguments{"--device", "nothing"}, Arguments{"--fault", "error"},
+                              Arguments{"--simulate", "--map", "/nowhere.svd"}}) {
         const auto ended = runRynveld(wrong);
         EXPECT_EQ(ended.status, 2) << wrong[0];
         EXPECT_EQ(ended.output, "");
@@ -284,6 +286,16 @@ TEST(Rynveld, ServesTheChosenDevicesOnly) {
     EXPECT_TRUE(server.serves("uio.16"));
     EXPECT_TRUE(server.serves("seek.8"));
     EXPECT_FALSE(server.serves("uio.32"));
+}
+
+TEST(Rynveld, SimulatesRegistersAsAMapDescribesThem) {
+    const OwnFolder folder;
+    std::ofstream("uio.svd") << mapWith("uio_32", registerAt("0x8", "<resetValue>0x1234</resetValue>") +
+                                                      registerAt("0xC", "<readAction>set</readAction>"));
+    const SimulatingServer server({"--map", "uio.svd"});
+    const RecordClient client = server.connect("uio.32");
+    EXPECT_EQ(client.values(readOf("uio.32", 1, 3)), (Values{0, 0x1234, 0}));
+    EXPECT_EQ(client.values(readOf("uio.32", 3)), Values{0xFFFFFFFF});
 }
 
 TEST(Rynveld, ServesNoDevicesOfOtherServers) { EXPECT_FALSE(SimulatingServer().serves("far")); }
