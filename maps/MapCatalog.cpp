@@ -17,12 +17,21 @@ UnusableMap unusable(const std::string& path, const std::string& text) {
     return UnusableMap(render(path, {Severity::Error, 0, text}));
 }
 
+// A link that leads nowhere is a map that cannot be read, which the user wants to hear of. Editors hide their locks and
+// copies behind a dot.
+bool isMap(const fs::directory_entry& entry) {
+    std::error_code error;
+    const fs::file_status status = entry.status(error);
+    return entry.path().extension() == ".svd" && entry.path().filename().string().front() != '.' &&
+           (error || status.type() == fs::file_type::regular);
+}
+
 std::vector<std::string> mapsOf(const std::string& folder) {
     std::vector<std::string> names;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        if (entry->path().extension() == ".svd") {
+        if (isMap(*entry)) {
             names.push_back(entry->path().string());
         }
     }
@@ -56,8 +65,9 @@ MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missin
 
 std::optional<DeviceDescription> MapCatalog::find(const std::string& deviceName) {
     for (std::size_t position = 0; position < m_files.size(); ++position) {
-        if (const Peripheral* const peripheral = findPeripheral(*map(position).device, deviceName)) {
-            return DeviceDescription{m_files[position], peripheral};
+        const Device& device = *map(position).device;
+        if (const Peripheral* const peripheral = findPeripheral(device, deviceName)) {
+            return DeviceDescription{m_files[position], &device, peripheral};
         }
     }
     return std::nullopt;

@@ -26,7 +26,8 @@ public:
 struct DeviceDescription {
     /** The map file. */
     std::string file;
-    /** The catalog owns it. */
+    /** The catalog owns it, and the peripheral. */
+    const Device* map = nullptr;
     const Peripheral* peripheral = nullptr;
 };
 
@@ -38,7 +39,7 @@ public:
 
     /**
      * @param paths map files and folders, in the order of the search. The maps of a folder are its files with the
-     * ending ".svd", in the order of their names.
+     * ending ".svd" that are not hidden, in the order of their names.
      * @throws UnusableMap if a path does not exist, or if a folder cannot be read.
      */
     explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused);

@@ -26,7 +26,9 @@ CommandTimeout timeoutOf(const GlobalOptions& options) {
 } // namespace
 
 CommandContext::CommandContext(const GlobalOptions& options)
-    : m_timeout(timeoutOf(options)), m_output(formatOf(options), m_timeout) {
+    : m_timeout(timeoutOf(options)),
+      m_output(formatOf(options), m_timeout),
+      m_maps(std::make_unique<MapSearch>(options.maps)) {
     if (!options.remote.empty()) {
         m_server.emplace(options.remote, m_timeout);
     }
@@ -38,6 +40,14 @@ CommandContext::CommandContext(const GlobalOptions& options)
 
 Target CommandContext::target(const std::string& name) const {
     return m_server ? remoteTarget(name, *m_server, m_givenType) : localTarget(name, m_givenType, m_timeout);
+}
+
+RegisterMap CommandContext::registerMap(const Target& target) const {
+    const auto description = maps().find(target.name());
+    if (!description) {
+        throw usageError(target.name() + ": no register map describes the device (give a map with --map)");
+    }
+    return {target, *description};
 }
 
 const RemoteServer& CommandContext::server(const char* command) const {

@@ -6,12 +6,15 @@
 #ifndef RYNVELCTL_COMMANDCONTEXT_H
 #define RYNVELCTL_COMMANDCONTEXT_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "CommandTimeout.h"
+#include "MapSearch.h"
 #include "Output.h"
+#include "RegisterMap.h"
 #include "RemoteServer.h"
 #include "Target.h"
 
@@ -25,9 +28,10 @@ struct GlobalOptions {
     std::string type;
     std::string timeout;
     std::vector<std::string> traces;
+    std::vector<std::string> maps;
 };
 
-/** The output, the time-out, the server and the device type that a command uses. */
+/** The output, the time-out, the server, the device type and the register maps that a command uses. */
 class CommandContext {
 public:
     /** Also sets up the traces. @throws Failure if an option is wrong. */
@@ -40,6 +44,18 @@ public:
     /** Returns the device of that name, on this machine or on the server. @throws Failure if there is none. */
     Target target(const std::string& name) const;
 
+    /** Returns the register maps. @throws Maps::UnusableMap if a file or folder that the user gives cannot be read. */
+    Maps::MapCatalog& maps() const { return m_maps->catalog(); }
+
+    /**
+     * Returns the description of a device.
+     *
+     * @param target must outlive the result.
+     * @throws Maps::UnusableMap if a register map cannot be used.
+     * @throws Failure if no register map describes the device.
+     */
+    RegisterMap registerMap(const Target& target) const;
+
     /** @throws Failure if the user has not given a server. @param command the command that needs one. */
     const RemoteServer& server(const char* command) const;
 
@@ -51,6 +67,7 @@ private:
     Output m_output;
     std::optional<RemoteServer> m_server;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
+    std::unique_ptr<MapSearch> m_maps;
 };
 
 } // namespace Rynvelctl

@@ -48,6 +48,11 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
         "with the same name on this machine)");
     program.addOption("--timeout", "TIME", m_options.timeout,
                       "give up if the command takes longer (default: no limit, except 5s for each answer of a server)");
+    program
+        .addOption(
+            "--map", "FILE", m_options.maps,
+            "a register map, or a folder of register maps (default: those in RYNVEL_MAPS, or the installed ones)")
+        .takeOneValue();
     const auto quiet = program.addFlag("--quiet", m_options.isQuiet,
                                        "print only values, and nothing for a command that returns no value");
     program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "RegisterRange.h"
 
+#include <utility>
+
 #include "Failure.h"
 #include "Numbers.h"
 
@@ -17,6 +19,11 @@ RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::
     requireAddresses();
 }
 
+RegisterRange::RegisterRange(const Target& device, std::uint32_t index, std::string name)
+    : m_device(&device), m_unit(AddressUnit::Bytes), m_name(std::move(name)), m_index(index) {
+    requireAddresses();
+}
+
 RegisterRange RegisterRange::resized(std::uint32_t count) const {
     RegisterRange range = *this;
     range.m_count = count;
@@ -26,6 +33,7 @@ RegisterRange RegisterRange::resized(std::uint32_t count) const {
 
 RegisterRange RegisterRange::operator[](std::uint32_t position) const {
     RegisterRange range = *this;
+    range.m_name.clear();
     range.m_index += position;
     range.m_count = 1;
     return range;
@@ -58,6 +66,9 @@ std::string RegisterRange::textOutside(const std::string& bounds) const {
 }
 
 std::string RegisterRange::addressText() const {
+    if (!m_name.empty()) {
+        return m_name;
+    }
     return m_unit == AddressUnit::Bytes ? hexadecimal(address()) : std::to_string(address());
 }
 

@@ -29,10 +29,18 @@ public:
      */
     RegisterRange(const Target& device, AddressUnit unit, const std::string& address);
 
+    /**
+     * Constructs the range of a single register that has a name.
+     *
+     * @param device must outlive this range and its copies.
+     * @throws Failure if the register has no address.
+     */
+    RegisterRange(const Target& device, std::uint32_t index, std::string name);
+
     /** Returns a range of `count` registers from the same address. @throws Failure if one of them has no address. */
     RegisterRange resized(std::uint32_t count) const;
 
-    /** Returns the range of a single register, counted from 0. */
+    /** Returns the range of a single register, counted from 0. It has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
     /**
@@ -49,7 +57,9 @@ public:
     std::uint32_t index() const { return m_index; }
     /** Returns the address of the first register, in the unit of the user. */
     std::uint32_t address() const { return m_index * step(); }
-    /** Returns the same address as text. */
+    /** Returns the name of the first register; empty if the user gave an address. */
+    const std::string& name() const { return m_name; }
+    /** Returns the first register as the user gave it: its name, or its address. */
     std::string addressText() const;
     /** Returns the address of the first register, in the unit of the device. */
     std::uint32_t deviceAddress() const { return m_index * m_device->type.addressStride; }
@@ -69,6 +79,7 @@ private:
 
     const Target* m_device;
     AddressUnit m_unit;
+    std::string m_name;
     std::uint32_t m_index = 0;
     std::uint32_t m_count = 1;
 };

@@ -1,50 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
-#include <iomanip>
-#include <sstream>
-
 #include "Formats.h"
 #include "Numbers.h"
+#include "TextTable.h"
 
 namespace Rynvelctl {
 
 namespace {
 
 constexpr std::size_t bitsPerLine = 128;
-
-class Table {
-public:
-    explicit Table(std::vector<std::vector<std::string>> rows) : m_rows(std::move(rows)) {}
-
-    std::string text() const {
-        std::vector<std::string> lines;
-        lines.reserve(m_rows.size());
-        for (const auto& row : m_rows) {
-            lines.push_back(line(row));
-        }
-        return joinLines(lines);
-    }
-
-private:
-    std::size_t width(std::size_t column) const {
-        std::size_t width = 0;
-        for (const auto& row : m_rows) {
-            width = std::max(width, row[column].size());
-        }
-        return width;
-    }
-
-    std::string line(const std::vector<std::string>& row) const {
-        std::ostringstream line;
-        for (std::size_t column = 0; column + 1 < row.size(); ++column) {
-            line << std::left << std::setw(static_cast<int>(width(column) + 2)) << row[column];
-        }
-        line << row.back();
-        return line.str();
-    }
-
-    std::vector<std::vector<std::string>> m_rows;
-};
 
 std::string fileState(const ListedDevice& device) {
     if (!device.isPresent) {
@@ -63,17 +26,17 @@ std::string format(const DeviceList& devices) {
         rows.push_back({device.name, std::to_string(device.handle), device.path, device.backend,
                         std::to_string(device.width), fileState(device)});
     }
-    return Table(rows).text();
+    return TextTable(rows).text();
 }
 
 std::string format(const DeviceInfo& info) {
-    return Table({{"name:", info.name},
-                  {"path:", info.path},
-                  {"backend:", info.backend},
-                  {"width:", std::to_string(info.width)},
-                  {"map size:", orNone(info.mapSize)},
-                  {"interrupt type:", orNone(info.interruptType)},
-                  {"descriptor:", orNone(info.descriptor)}})
+    return TextTable({{"name:", info.name},
+                      {"path:", info.path},
+                      {"backend:", info.backend},
+                      {"width:", std::to_string(info.width)},
+                      {"map size:", orNone(info.mapSize)},
+                      {"interrupt type:", orNone(info.interruptType)},
+                      {"descriptor:", orNone(info.descriptor)}})
         .text();
 }
 

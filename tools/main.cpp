@@ -9,6 +9,7 @@
 #include "CommandLine.h"
 #include "Failure.h"
 #include "FaultGuard.h"
+#include "MapCatalog.h"
 
 namespace {
 
@@ -43,6 +44,8 @@ int main(int argc, char** argv) {
         return static_cast<int>(ExitStatus::Done);
     } catch (const Failure& failure) {
         return report(failure.status(), failure.what());
+    } catch (const Maps::UnusableMap& unusable) {
+        return report(ExitStatus::UsageError, unusable.what());
     } catch (const std::bad_alloc&) {
         return report(ExitStatus::Failed, "out of memory");
     } catch (const std::exception& exception) {

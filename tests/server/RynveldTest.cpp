@@ -290,12 +290,15 @@ TEST(Rynveld, ServesTheChosenDevicesOnly) {
 
 TEST(Rynveld, SimulatesRegistersAsAMapDescribesThem) {
     const OwnFolder folder;
-    std::ofstream("uio.svd") << mapWith("uio_32", registerAt("0x8", "<resetValue>0x1234</resetValue>") +
-                                                      registerAt("0xC", "<readAction>set</readAction>"));
+    std::ofstream("uio.svd") << mapWith("uio_32",
+                                        registerAt("0x8", "<resetValue>0x1234</resetValue>") +
+                                            registerAt("0xC", "<modifiedWriteValues>oneToSet</modifiedWriteValues>"));
     const SimulatingServer server({"--map", "uio.svd"});
     const RecordClient client = server.connect("uio.32");
-    EXPECT_EQ(client.values(readOf("uio.32", 1, 3)), (Values{0, 0x1234, 0}));
-    EXPECT_EQ(client.values(readOf("uio.32", 3)), Values{0xFFFFFFFF});
+    EXPECT_EQ(client.values(readOf("uio.32", 2)), Values{0x1234});
+    EXPECT_TRUE(client.succeeds(writeOf("uio.32", 3, {0xF0})));
+    EXPECT_TRUE(client.succeeds(masked(writeOf("uio.32", 3, {0xF}), 0xF3)));
+    EXPECT_EQ(client.values(readOf("uio.32", 3)), Values{0xF3});
 }
 
 TEST(Rynveld, ServesNoDevicesOfOtherServers) { EXPECT_FALSE(SimulatingServer().serves("far")); }

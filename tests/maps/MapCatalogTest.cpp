@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#include <filesystem>
+#include <fstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "MapCatalog.h"
+#include "MapText.h"
+#include "OwnFolder.h"
+
+namespace RynvelTest {
+namespace {
+
+using Maps::MapCatalog;
+using Paths = std::vector<std::string>;
+
+/** A map with a peripheral of one register. */
+std::string mapWith(const std::string& peripheral) {
+    return deviceOf(element("peripheral", element("name", peripheral) + "<baseAddress>0</baseAddress>" +
+                                              element("registers", registerOf(""))));
+}
+
+void store(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
+
+/** The error of an action; empty without one. */
+template <typename Action>
+std::string errorOf(const Action& action) {
+    try {
+        action();
+    } catch (const Maps::UnusableMap& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string errorOfPaths(const Paths& paths, MapCatalog::MissingPath missing = MapCatalog::MissingPath::Refused) {
+    return errorOf([&] { MapCatalog(paths, missing); });
+}
+
+/** The file that describes a device; empty without one. */
+std::string fileFor(MapCatalog& catalog, const std::string& device) {
+    const auto description = catalog.find(device);
+    return description ? description->file : "";
+}
+
+class MapCatalogs : public testing::Test {
+protected:
+    MapCatalogs() { std::filesystem::create_directory("maps"); }
+
+    OwnFolder m_folder;
+};
+
+TEST_F(MapCatalogs, AreEmptyWithoutPaths) {
+    MapCatalog catalog({});
+    EXPECT_EQ(catalog.files(), Paths());
+    EXPECT_FALSE(catalog.find("a"));
+}
+
+TEST_F(MapCatalogs, HaveTheirPathsInTheGivenOrder) {
+    store("b.svd", mapWith("B"));
+    store("a.svd", mapWith("A"));
+    EXPECT_EQ(MapCatalog({"b.svd", "a.svd", "b.svd"}).files(), (Paths{"b.svd", "a.svd", "b.svd"}));
+}
+
+TEST_F(MapCatalogs, HaveTheMapsOfAFolderInTheOrderOfTheirNames) {
+    for (const std::string name : {"c.svd", "a.svd", "B.svd", "b.svd"}) {
+        store("maps/" + name, "");
+    }
+    store("first.svd", "");
+    store("last.svd", "");
+    EXPECT_EQ(
+        MapCatalog({"first.svd", "maps", "last.svd"}).files(),
+        (Paths{"first.svd", "maps/B.svd", "maps/a.svd", "maps/b.svd", "maps/c.svd", "last.svd"}));
+    EXPECT_EQ(MapCatalog({"maps/"}).files().front(), "maps/B.svd");
+}
+
+TEST_F(MapCatalogs, TakeOnlyMapsFromAFolder) {
+    for (const std::string name : {"a.svd", "a.xml", "svd", "a.svd~", "a.svd.bak", ".svd", ".hidden.svd", "a.SVD"}) {
+        store("maps/" + name, "");
+    }
+    std::filesystem::create_directory("maps/folder.svd");
+    store("maps/folder.svd/b.svd", "");
+    EXPECT_EQ(mkfifo("maps/pipe.svd", 0600), 0);
+    EXPECT_EQ(MapCatalog({"maps"}).files(), Paths{"maps/a.svd"});
+}
+
+TEST_F(MapCatalogs, FollowTheLinksOfAFolder) {
+    store("target", mapWith("A"));
+    std::filesystem::create_symlink("../target", "maps/a.svd");
+    std::filesystem::create_symlink("nowhere", "maps/b.svd");
+    MapCatalog catalog({"maps"});
+    EXPECT_EQ(fileFor(catalog, "A"), "maps/a.svd");
+    EXPECT_EQ(errorOf([&] { catalog.find("B"); }), "maps/b.svd: error: No such file or directory");
+}
+
+TEST_F(MapCatalogs, TakeAGivenFileWhateverItsName) {
+    store("map.xml", mapWith("A"));
+    MapCatalog catalog({"map.xml"});
+    EXPECT_EQ(fileFor(catalog, "A"), "map.xml");
+}
+
+TEST_F(MapCatalogs, RefuseAMissingPath) {
+    EXPECT_EQ(errorOfPaths({"maps", "nowhere.svd"}), "nowhere.svd: error: No such file or directory");
+    EXPECT_EQ(errorOfPaths({""}), ": error: No such file or directory");
+}
+
+TEST_F(MapCatalogs, IgnoreAMissingPathIfTheProgramAsksForIt) {
+    store("a.svd", mapWith("A"));
+    EXPECT_EQ(MapCatalog({"nowhere", "a.svd/nowhere", "a.svd"}, MapCatalog::MissingPath::Ignored).files(),
+              Paths{"a.svd"});
+}
+
+TEST_F(MapCatalogs, RefuseAFolderThatCannotBeRead) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "root can read every folder";
+    }
+    EXPECT_EQ(chmod("maps", 0), 0);
+    const std::string error = "maps: error: Permission denied";
+    EXPECT_EQ(errorOfPaths({"maps"}), error);
+    EXPECT_EQ(errorOfPaths({"maps"}, MapCatalog::MissingPath::Ignored), error);
+    EXPECT_EQ(errorOfPaths({"maps/a.svd"}), "maps/a.svd: error: Permission denied");
+    EXPECT_EQ(chmod("maps", 0700), 0);
+}
+
+TEST_F(MapCatalogs, RefuseAPathThatIsALoopOfLinks) {
+    std::filesystem::create_symlink("loop", "loop");
+    const std::string error = "loop: error: Too many levels of symbolic links";
+    EXPECT_EQ(errorOfPaths({"loop"}), error);
+    EXPECT_EQ(errorOfPaths({"loop"}, MapCatalog::MissingPath::Ignored), error);
+}
+
+TEST_F(MapCatalogs, FindTheFirstDescription) {
+    store("a.svd", mapWith("A"));
+    store("b.svd", mapWith("B"));
+    store("other_b.svd", mapWith("B"));
+    MapCatalog catalog({"a.svd", "b.svd", "other_b.svd"});
+    EXPECT_EQ(fileFor(catalog, "B"), "b.svd");
+    EXPECT_EQ(fileFor(catalog, "A"), "a.svd");
+    EXPECT_EQ(fileFor(catalog, "C"), "");
+    EXPECT_EQ(catalog.find("B")->peripheral->name, "B");
+}
+
+TEST_F(MapCatalogs, KeepADescriptionWhileTheyReadFurtherMaps) {
+    store("a.svd", mapWith("A"));
+    store("b.svd", mapWith("B"));
+    MapCatalog catalog({"a.svd", "b.svd"});
+    const Maps::Peripheral* const first = catalog.find("A")->peripheral;
+    EXPECT_TRUE(catalog.find("B"));
+    EXPECT_EQ(catalog.find("A")->peripheral, first);
+    EXPECT_EQ(first->name, "A");
+}
+
+TEST_F(MapCatalogs, ReadAFileOnlyIfNoFileBeforeItDescribesTheDevice) {
+    store("a.svd", mapWith("A"));
+    store("broken.svd", "<device>\n<oops>");
+    MapCatalog catalog({"a.svd", "broken.svd"});
+    EXPECT_EQ(fileFor(catalog, "A"), "a.svd");
+    const std::string error = errorOf([&] { catalog.find("B"); });
+    EXPECT_EQ(error.rfind("broken.svd:2: error: ", 0), 0U) << error;
+    EXPECT_EQ(errorOf([&] { catalog.find("B"); }), error);
+    EXPECT_EQ(fileFor(catalog, "A"), "a.svd");
+}
+
+TEST_F(MapCatalogs, ReadAFileOnce) {
+    store("a.svd", mapWith("A"));
+    MapCatalog catalog({"a.svd"});
+    EXPECT_EQ(fileFor(catalog, "A"), "a.svd");
+    std::filesystem::remove("a.svd");
+    EXPECT_EQ(fileFor(catalog, "A"), "a.svd");
+}
+
+TEST_F(MapCatalogs, GiveTheMapOfEachFileWithItsWarnings) {
+    store("a.svd", mapWith("A"));
+    store("b.svd", "<device><odd/>\n" + mapWith("B").substr(mapWith("B").find("<name>")));
+    MapCatalog catalog({"a.svd", "b.svd"});
+    EXPECT_EQ(diagnosticsOf(catalog.map(1)), "m.svd:1: warning: element 'odd' is not known, and not used\n");
+    EXPECT_EQ(catalog.map(0).device->peripherals[0].name, "A");
+}
+
+} // namespace
+} // namespace RynvelTest
