@@ -97,6 +97,11 @@ TEST(DescribedRegisters, DoWithFieldsWhatTheFieldsSay) {
     EXPECT_EQ(found.at(0).read(), 0xAAFFAAAAU);
 }
 
+TEST(DescribedRegisters, DoNotReadAWriteOnlyFieldOfARegisterThatCanBeRead) {
+    const std::string registers = registerAt("0", reset("0x1234") + fields(fieldIn("[7:0]", access("write-only"))));
+    EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x1200}}));
+}
+
 TEST(DescribedRegisters, DoWhereDescriptionsOverlapWhatTheFirstOneSays) {
     const std::string other =
         "<register><name>OTHER</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" +
