@@ -60,14 +60,14 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** The name of the command that resembles the word most; empty if none resembles it. */
-std::string closestCommand(const CLI::App& app, const std::string& word) {
+/** A question for the command that resembles the word most, in parentheses; empty if none resembles it. */
+std::string suggestionFor(const CLI::App& app, const std::string& word) {
     std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
         names.push_back(command->get_name());
     }
     const std::vector<std::string> nearest = nearestNames(word, names);
-    return nearest.empty() ? "" : nearest.front();
+    return nearest.empty() ? "" : " (" + didYouMean({nearest.front()}) + ')';
 }
 
 /**
@@ -82,8 +82,7 @@ std::string describeUnexpectedWord(const CLI::App& app) {
     if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
         return "unexpected argument '" + word + "'";
     }
-    const std::string suggestion = closestCommand(app, word);
-    return "unknown command '" + word + "'" + (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
+    return "unknown command '" + word + "'" + suggestionFor(app, word);
 }
 
 } // namespace
@@ -142,6 +141,11 @@ void Command::addArgument(const std::string& name, std::vector<std::string>& val
 
 void Command::addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const {
     addPositional(*m_app, name, value, summary);
+}
+
+void Command::addOptionalArgument(const std::string& name, std::vector<std::string>& values,
+                                  const std::string& summary) const {
+    addPositional(*m_app, name, values, summary);
 }
 
 Command Command::addCommand(const std::string& name, const std::string& summary,

@@ -104,6 +104,9 @@ public:
     void addArgument(const std::string& name, std::vector<std::string>& values, const std::string& summary) const;
     /** Adds an optional positional argument. */
     void addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const;
+    /** Adds a positional argument that takes any number of values. */
+    void addOptionalArgument(const std::string& name, std::vector<std::string>& values,
+                             const std::string& summary) const;
 
     /** Adds a command. @param onSelected is called if a valid command line contains the command. */
     Command addCommand(const std::string& name, const std::string& summary, std::function<void()> onSelected) const;

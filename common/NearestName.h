@@ -17,6 +17,9 @@ namespace Common {
  */
 std::vector<std::string> nearestNames(const std::string& word, const std::vector<std::string>& names);
 
+/** The question "did you mean 'A', 'B' or 'C'?"; empty without names. */
+std::string didYouMean(const std::vector<std::string>& names);
+
 } // namespace Common
 
 #endif

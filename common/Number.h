@@ -23,6 +23,9 @@ struct NumberFormat {
     std::size_t maxDigits = std::string_view::npos;
 };
 
+/** The notations on command lines. */
+constexpr NumberFormat anyNotation{true, true};
+
 /** Whether the text is a number of any size: a prefix that `format` allows, then digits only. */
 bool isNumber(std::string_view text, const NumberFormat& format);
 

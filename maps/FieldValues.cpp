@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "NearestName.h"
+#include "Number.h"
 #include "ScaledNumber.h"
 
 namespace Maps {
@@ -13,10 +14,9 @@ namespace {
 
 constexpr unsigned int widest = 64;
 
-std::uint64_t highestOf(const Field& field) {
-    const unsigned int width = field.msb - field.lsb + 1;
-    return width == widest ? UINT64_MAX : (std::uint64_t{1} << width) - 1;
-}
+std::uint64_t lowBits(unsigned int count) { return count >= widest ? UINT64_MAX : (std::uint64_t{1} << count) - 1; }
+
+std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
 
 bool isFor(const Enumeration& enumeration, Usage usage) {
     return enumeration.usage == usage || enumeration.usage == Usage::ReadWrite;
@@ -68,67 +68,88 @@ std::vector<std::string> namesToWrite(const Field& field) {
     return names;
 }
 
-const Field& fieldOf(const Register& aRegister, const std::string& name) {
-    std::vector<std::string> names;
-    for (const Field& field : aRegister.fields) {
-        if (field.name == name) {
-            return field;
-        }
-        names.push_back(field.name);
-    }
-    const std::string nearest = listOf(Common::nearestNames(name, names));
-    throw RefusedValue("register " + quoted(aRegister.name) + " has no field " + quoted(name) +
-                       (nearest.empty() ? "" : " (did you mean " + nearest + "?)"));
-}
-
-std::uint64_t numberOf(const Field& field, const std::string& text) {
-    if (const auto number = parseScaledNumber(text)) {
-        return *number;
-    }
-    const EnumeratedValue* const value = firstValue(
-        field, Usage::Write, [&text](const EnumeratedValue& each) { return !each.isDefault && each.name == text; });
-    if (value == nullptr) {
-        const std::string names = listOf(namesToWrite(field));
-        throw RefusedValue("field " + quoted(field.name) + ": " + quoted(text) + " is neither a number nor " +
-                           (names.empty() ? "a name, of which it has none" : "one of " + names));
-    }
-    return value->value;
-}
-
-bool isAllowed(const Field& field, std::uint64_t number) {
+bool mayHold(const Field& field, std::uint64_t number) {
     if (!field.writeConstraint) {
         return true;
     }
-    switch (field.writeConstraint->kind) {
-    case WriteConstraint::Kind::WriteAsRead:
-        return true;
-    case WriteConstraint::Kind::EnumeratedValues:
-        return nameOf(field, Usage::Write, number) != nullptr;
-    case WriteConstraint::Kind::Range:
-        return number >= field.writeConstraint->minimum && number <= field.writeConstraint->maximum;
-    }
-    return true;
+    return field.writeConstraint->kind == WriteConstraint::Kind::EnumeratedValues
+               ? nameOf(field, Usage::Write, number) != nullptr
+               : isAllowed(*field.writeConstraint, number);
 }
 
-void requireWritable(const Field& field, const Register& aRegister) {
-    if (!isWritable(field.access)) {
-        throw RefusedValue("field " + quoted(field.name) + " is read-only");
+/** A field that an assignment names. */
+class AssignedField {
+public:
+    AssignedField(const PlacedRegister& place, const std::string& name)
+        : m_field(fieldOf(place, name)), m_name(place.name + '.' + m_field.name) {
+        if (!isWritable(m_field.access)) {
+            throw refusal(" is read-only");
+        }
+        if (!isInside(m_field, *place.contents)) {
+            throw refusal(" is outside of the " + std::to_string(place.contents->size) + " bits of its register");
+        }
     }
-    if (!isInside(field, aRegister)) {
-        throw RefusedValue("field " + quoted(field.name) + " is outside of the " + std::to_string(aRegister.size) +
-                           " bits of its register");
-    }
-}
 
-void requireAllowed(const Field& field, std::uint64_t number, const std::string& text) {
-    if (number > highestOf(field)) {
-        throw RefusedValue("field " + quoted(field.name) + ": " + quoted(text) + " does not fit in " +
-                           std::to_string(field.msb - field.lsb + 1) + " bits");
+    const Field& field() const { return m_field; }
+
+    RefusedValue refusal(const std::string& problem) const { return RefusedValue("field " + m_name + problem); }
+
+    std::uint64_t parse(const std::string& text) const {
+        const std::uint64_t number = numberOf(text);
+        if (!mayHold(m_field, number)) {
+            throw refusal(": " + quoted(text) + " is not a value that may be written");
+        }
+        return number;
     }
-    if (!isAllowed(field, number)) {
-        throw RefusedValue("field " + quoted(field.name) + ": " + quoted(text) + " is not a value that may be written");
+
+private:
+    static const Field& fieldOf(const PlacedRegister& place, const std::string& name) {
+        const Field* const field = findField(*place.contents, name);
+        if (field == nullptr) {
+            std::vector<std::string> names;
+            for (const Field& each : place.contents->fields) {
+                names.push_back(each.name);
+            }
+            const std::string question = Common::didYouMean(Common::nearestNames(name, names));
+            throw RefusedValue("register " + place.name + " has no field " + quoted(name) +
+                               (question.empty() ? "" : " (" + question + ')'));
+        }
+        return *field;
     }
-}
+
+    std::uint64_t numberOf(const std::string& text) const {
+        // A name may begin with a digit, such as 16k.
+        return Common::isNumber(text, Common::anyNotation) ? fittingNumber(text) : numberNamed(text);
+    }
+
+    std::uint64_t fittingNumber(const std::string& text) const {
+        const auto narrow = Common::parseNumber(text, Common::anyNotation);
+        const auto number = narrow ? std::optional<std::uint64_t>(*narrow) : parseScaledNumber(text);
+        if (!number || *number > highestOf(m_field)) {
+            throw refusal(": " + quoted(text) + " does not fit in " + std::to_string(m_field.msb - m_field.lsb + 1) +
+                          " bits");
+        }
+        return *number;
+    }
+
+    std::uint64_t numberNamed(const std::string& text) const {
+        const EnumeratedValue* const value = firstValue(m_field, Usage::Write, [&text](const EnumeratedValue& each) {
+            return !each.isDefault && !text.empty() && each.name == text;
+        });
+        if (value == nullptr) {
+            const std::string names = listOf(namesToWrite(m_field));
+            throw refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names));
+        }
+        if (value->value > highestOf(m_field)) {
+            throw refusal(": the value of " + quoted(text) + " does not fit in " +
+                          std::to_string(m_field.msb - m_field.lsb + 1) + " bits");
+        }
+        return value->value;
+    }
+
+    const Field& m_field;
+    std::string m_name;
+};
 
 } // namespace
 
@@ -136,9 +157,16 @@ bool isInside(const Field& field, const Register& aRegister) { return field.msb 
 
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
 
-FieldValue decode(const Field& field, std::uint64_t registerValue) {
+std::uint64_t bitsOf(const Register& aRegister) { return lowBits(aRegister.size); }
+
+bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
+    return constraint.kind != WriteConstraint::Kind::Range ||
+           (value >= constraint.minimum && value <= constraint.maximum);
+}
+
+FieldValue decode(const Field& field, std::uint64_t registerValue, Usage usage) {
     const std::uint64_t value = registerValue >> field.lsb & highestOf(field);
-    return {&field, value, nameOf(field, Usage::Read, value)};
+    return {&field, value, nameOf(field, usage, value)};
 }
 
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue) {
@@ -153,15 +181,14 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
     return values;
 }
 
-MaskedValue encode(const Register& aRegister, const std::vector<Assignment>& assignments) {
+MaskedValue encode(const PlacedRegister& place, const std::vector<Assignment>& assignments) {
     MaskedValue result;
     for (const Assignment& assignment : assignments) {
-        const Field& field = fieldOf(aRegister, assignment.field);
-        requireWritable(field, aRegister);
-        const std::uint64_t number = numberOf(field, assignment.value);
-        requireAllowed(field, number, assignment.value);
+        const AssignedField assigned(place, assignment.field);
+        const Field& field = assigned.field();
+        const std::uint64_t number = assigned.parse(assignment.value);
         if ((result.mask & maskOf(field)) != 0) {
-            throw RefusedValue("field " + quoted(field.name) + " is assigned twice, or overlaps another one");
+            throw assigned.refusal(" is assigned twice, or overlaps another one");
         }
         result.value |= number << field.lsb;
         result.mask |= maskOf(field);

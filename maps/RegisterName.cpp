@@ -76,7 +76,7 @@ private:
         for (const Register& contents : registers) {
             if (isMeant(contents, path.first)) {
                 const PlacedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
-                if (auto found = findField(place, path.rest)) {
+                if (auto found = findPart(place, std::string(path.rest))) {
                     return found;
                 }
             }
@@ -97,16 +97,12 @@ private:
                name == m_peripheral.prependToName + contents.name + m_peripheral.appendToName;
     }
 
-    static std::optional<NamedRegister> findField(const PlacedRegister& place, std::string_view name) {
-        if (name.empty()) {
+    static std::optional<NamedRegister> findPart(const PlacedRegister& place, const std::string& field) {
+        if (field.empty()) {
             return NamedRegister{place, nullptr};
         }
-        for (const Field& field : place.contents->fields) {
-            if (hasName(field, name)) {
-                return NamedRegister{place, &field};
-            }
-        }
-        return std::nullopt;
+        const Field* const found = findField(*place.contents, field);
+        return found == nullptr ? std::nullopt : std::optional<NamedRegister>({place, found});
     }
 
     const Peripheral& m_peripheral;
@@ -157,6 +153,12 @@ std::vector<PlacedRegister> registersOf(const Peripheral& peripheral) {
     std::stable_sort(registers.begin(), registers.end(),
                      [](const PlacedRegister& a, const PlacedRegister& b) { return a.offset < b.offset; });
     return registers;
+}
+
+const Field* findField(const Register& aRegister, const std::string& name) {
+    const Field* const found = std::find_if(aRegister.fields.begin(), aRegister.fields.end(),
+                                            [&name](const Field& field) { return hasName(field, name); });
+    return found == aRegister.fields.end() ? nullptr : found;
 }
 
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name) {

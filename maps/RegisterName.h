@@ -40,6 +40,9 @@ struct NamedRegister {
     const Field* field = nullptr;
 };
 
+/** Finds a field of a register by its name. Null if the register has none. */
+const Field* findField(const Register& aRegister, const std::string& name);
+
 /**
  * Finds `REGISTER`, `CLUSTER.REGISTER` or either with `.FIELD`. An element of an array has the name in the map, such as
  * `IRQ3` or `DATA[3]`, and is also found as `IRQ[3]`, or by the name of its index, such as `DATA[Left]`. The name of a

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "FieldText.h"
 #include "Formats.h"
 #include "Numbers.h"
 
@@ -22,6 +23,18 @@ std::string format(const DeviceInfo& info) {
 
 std::string format(const RegisterValue& read) { return hexadecimal(read.value, read.range.device().width()); }
 
+std::string format(const FieldReading& read) { return std::to_string(read.field.value); }
+
+std::string format(const RegisterListing& listing) {
+    std::vector<std::string> lines;
+    for (const ListedRegister& listed : listing.registers) {
+        if (listed.value) {
+            lines.push_back(listed.range.name() + ' ' + hexadecimal(*listed.value, listed.range.device().width()));
+        }
+    }
+    return joinLines(lines);
+}
+
 std::string format(const WrittenValue& /*written*/) { return ""; }
 
 std::string format(const FilledRange& /*filled*/) { return ""; }
@@ -35,8 +48,12 @@ std::string format(const RegisterDump& dump) {
     return joinLines(lines);
 }
 
+std::string placeOf(const RegisterValue& read) { return read.range.addressText(); }
+
+std::string placeOf(const FieldReading& read) { return pathOf(read.range, read.field); }
+
 std::string format(const RegisterChange& change) {
-    return change.range.addressText() + ' ' + hexadecimal(change.value, change.range.device().width());
+    return std::visit([](const auto& read) { return placeOf(read) + ' ' + format(read); }, change.reading);
 }
 
 std::string format(const IoctlResult& result) { return std::to_string(result.result); }

@@ -42,12 +42,16 @@ Target CommandContext::target(const std::string& name) const {
     return m_server ? remoteTarget(name, *m_server, m_givenType) : localTarget(name, m_givenType, m_timeout);
 }
 
-RegisterMap CommandContext::registerMap(const Target& target) const {
+std::optional<RegisterMap> CommandContext::findRegisterMap(const Target& target) const {
     const auto description = maps().find(target.name());
-    if (!description) {
-        throw usageError(target.name() + ": no register map describes the device (give a map with --map)");
+    return description ? std::optional<RegisterMap>({target, *description}) : std::nullopt;
+}
+
+RegisterMap CommandContext::registerMap(const Target& target) const {
+    if (auto found = findRegisterMap(target)) {
+        return *found;
     }
-    return {target, *description};
+    throw usageError(target.name() + ": no register map describes the device (give a map with --map)");
 }
 
 const RemoteServer& CommandContext::server(const char* command) const {

@@ -48,12 +48,14 @@ public:
     Maps::MapCatalog& maps() const { return m_maps->catalog(); }
 
     /**
-     * Returns the description of a device.
+     * Returns the description of a device; none if no register map describes it.
      *
      * @param target must outlive the result.
      * @throws Maps::UnusableMap if a register map cannot be used.
-     * @throws Failure if no register map describes the device.
      */
+    std::optional<RegisterMap> findRegisterMap(const Target& target) const;
+
+    /** Returns the same description. @throws Failure also if there is none. */
     RegisterMap registerMap(const Target& target) const;
 
     /** @throws Failure if the user has not given a server. @param command the command that needs one. */

@@ -19,6 +19,8 @@ using Action = std::function<void(const CommandContext&)>;
 
 void addDeviceCommands(const Common::Command& program, Action& chosen);
 void addRegisterCommands(const Common::Command& program, Action& chosen);
+void addWriteCommand(const Common::Command& program, Action& chosen);
+void addShowCommand(const Common::Command& program, Action& chosen);
 void addInterruptCommands(const Common::Command& program, Action& chosen);
 void addServerCommands(const Common::Command& program, Action& chosen);
 

@@ -31,6 +31,25 @@ const std::vector<HelpSection> helpSections{
       "--type gives. Without --type, it has the type of the device with the same name on this machine. If that device "
       "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
       "can use only address 0."}},
+    {"Names",
+     {"An address that does not begin with a digit is a name from a register map: REGISTER, or REGISTER.FIELD for a "
+      "field. A register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
+      "The map says which registers and fields can be read and written, and which values they take. The command "
+      "refuses "
+      "what the map does not allow, before it opens the device.",
+      "To write several fields of a register with one write, give FIELD=VALUE for each. The value of a field is a "
+      "number "
+      "or the name of an enumerated value. The other fields keep their values. If a field cannot, the write is "
+      "refused."}},
+    {"Register maps",
+     {"A register map is a file in the format CMSIS-SVD. The description of a device is the peripheral with the name "
+      "of "
+      "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
+      "The program searches the files and folders of --map. Without --map, it searches those in the environment "
+      "variable "
+      "RYNVEL_MAPS, separated by colons. Without both, it searches /etc/rynvel/maps and the folder share/rynvel/maps "
+      "of "
+      "the installation. The first description of a device is used."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
       "A server does not report why it refuses a request. The address may lie outside the device, the device may have "

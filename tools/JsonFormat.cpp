@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "FieldText.h"
 #include "Formats.h"
 #include "Json.h"
 
@@ -7,9 +8,36 @@ namespace Rynvelctl {
 namespace {
 
 JsonObject objectFor(const RegisterRange& range) {
-    return JsonObject()
-        .add("name", range.device().name())
+    JsonObject object;
+    object.add("name", range.device().name())
         .add(range.unit() == AddressUnit::Bytes ? "address" : "index", range.address());
+    return range.name().empty() ? object : object.add("register", range.name());
+}
+
+JsonObject& addValue(JsonObject& object, const Maps::FieldValue& field) {
+    object.add("value", field.value);
+    const std::string meaning = meaningOf(field);
+    return meaning.empty() ? object : object.add("meaning", meaning);
+}
+
+std::string jsonFields(const std::vector<Maps::FieldValue>& fields) {
+    std::vector<std::string> objects;
+    objects.reserve(fields.size());
+    for (const Maps::FieldValue& field : fields) {
+        JsonObject object;
+        objects.push_back(addValue(object.add("name", field.field->name), field).text());
+    }
+    return jsonArray(objects);
+}
+
+JsonObject objectFor(const RegisterValue& read) {
+    JsonObject object = objectFor(read.range).add("value", read.value);
+    return read.range.name().empty() ? object : object.addJson("fields", jsonFields(read.fields));
+}
+
+JsonObject objectFor(const FieldReading& read) {
+    JsonObject object = objectFor(read.range).add("field", read.field.field->name);
+    return addValue(object, read.field);
 }
 
 std::string format(const ListedDevice& device) {
@@ -44,11 +72,32 @@ std::string format(const DeviceInfo& info) {
         .text();
 }
 
-std::string format(const RegisterValue& read) { return objectFor(read.range).add("value", read.value).text(); }
+std::string format(const RegisterValue& read) { return objectFor(read).text(); }
+
+std::string format(const FieldReading& read) { return objectFor(read).text(); }
+
+std::string format(const ListedRegister& listed) {
+    return listed.value ? format(RegisterValue{listed.range, *listed.value, listed.fields})
+                        : objectFor(listed.range).add("skipped", "reading has a side effect").text();
+}
+
+std::string format(const RegisterListing& listing) {
+    std::vector<std::string> lines;
+    for (const ListedRegister& listed : listing.registers) {
+        lines.push_back(format(listed));
+    }
+    for (const std::string& problem : listing.inaccessible) {
+        lines.push_back(JsonObject().add("skipped", problem).text());
+    }
+    return joinLines(lines);
+}
 
 std::string format(const WrittenValue& written) {
     JsonObject object = objectFor(written.range).add("value", written.value);
-    return written.mask ? object.add("mask", *written.mask).text() : object.text();
+    if (written.mask) {
+        object.add("mask", *written.mask);
+    }
+    return written.fields.empty() ? object.text() : object.addJson("fields", jsonFields(written.fields)).text();
 }
 
 std::string format(const FilledRange& filled) {
@@ -69,7 +118,8 @@ std::string format(const RegisterDump& dump) {
 }
 
 std::string format(const RegisterChange& change) {
-    return objectFor(change.range).add("value", change.value).add("time", change.time).text();
+    JsonObject object = std::visit([](const auto& read) { return objectFor(read); }, change.reading);
+    return object.add("time", change.time).text();
 }
 
 std::string format(const IoctlResult& result) {

@@ -9,11 +9,7 @@
 
 namespace Rynvelctl {
 
-namespace {
-
-constexpr Common::NumberFormat anyNotation{true, true};
-
-} // namespace
+using Common::anyNotation;
 
 std::uint32_t parseNumber(const std::string& name, const std::string& text) {
     if (!Common::isNumber(text, anyNotation)) {

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <map>
 #include <optional>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
 
+#include "Addresses.h"
 #include "Commands.h"
 #include "Completion.h"
 #include "Durations.h"
-#include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "RegisterOptions.h"
 #include "RegisterWord.h"
 
 namespace Rynvelctl {
@@ -22,20 +24,6 @@ constexpr std::uint32_t maxRegisters = 1U << 20U;
 
 constexpr const char* hostOrder = "host";
 constexpr const char* networkOrder = "network";
-
-struct RegisterOptions {
-    std::string name;
-    std::string address;
-    bool usesIndex = false;
-
-    AddressUnit unit() const { return usesIndex ? AddressUnit::Registers : AddressUnit::Bytes; }
-};
-
-struct WriteOptions : RegisterOptions {
-    std::string value;
-    std::string mask;
-    bool verifies = false;
-};
 
 struct RangeOptions : RegisterOptions {
     std::string count;
@@ -56,62 +44,21 @@ struct WatchOptions : RegisterOptions {
     std::string count;
 };
 
-RegisterRange registerOf(const Target& target, const RegisterOptions& options) {
-    return {target, options.unit(), options.address};
+Addressed firstOf(const CommandContext& context, const Target& target, const RegisterOptions& options) {
+    return Addresses(context, target, options.unit()).findWhole(options.address);
 }
 
-RegisterRange rangeOf(const Target& target, const RangeOptions& options) {
-    return registerOf(target, options).resized(parseCount("count", options.count, maxRegisters));
+RegisterRange rangeOf(const Addressed& first, const RangeOptions& options) {
+    return first.range.resized(parseCount("count", options.count, maxRegisters));
 }
 
 void read(const CommandContext& context, const RegisterOptions& options) {
     const Target target = context.target(options.name);
-    const RegisterRange range = registerOf(target, options);
-    const auto device = openDevice(range, context.timeout());
-    context.output().print(RegisterValue{range, device->read(range)});
-}
-
-void verify(OpenDevice& device, const WrittenValue& written) {
-    const RegisterRange& range = written.range;
-    const std::uint32_t found = device.read(range);
-    const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
-    if ((found & mask) != (written.value & mask)) {
-        const Target& target = range.device();
-        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, target.width()) : "";
-        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " holds " +
-                                              hexadecimal(found, target.width()) + " after " +
-                                              hexadecimal(written.value, target.width()) + " was written" + masked);
-    }
-}
-
-std::uint32_t parseMask(const std::string& text, unsigned int width) {
-    const std::uint32_t mask = parseValue("mask", text, width);
-    // To a server, a mask of 0 means that there is no mask.
-    if (mask == 0) {
-        throw usageError("mask " + text + " selects no bits");
-    }
-    return mask;
-}
-
-void write(const CommandContext& context, const WriteOptions& options) {
-    const Target target = context.target(options.name);
-    const RegisterRange range = registerOf(target, options);
-    const std::uint32_t value = parseValue("value", options.value, target.width());
-    std::optional<std::uint32_t> mask;
-    if (!options.mask.empty()) {
-        mask = parseMask(options.mask, target.width());
-    }
-    const auto device = openDevice(range, context.timeout());
-    if (mask) {
-        device->write(range, value, *mask);
-    } else {
-        device->write(range, value);
-    }
-    const WrittenValue written{range, value & mask.value_or(UINT32_MAX), mask};
-    if (options.verifies) {
-        verify(*device, written);
-    }
-    context.output().print(written);
+    const Addressed addressed = Addresses(context, target, options.unit()).find(options.address);
+    requireReadable(addressed);
+    const auto device = openDevice(addressed.range, context.timeout());
+    const Reading reading = readingOf(addressed, device->read(addressed.range));
+    std::visit([&context](const auto& read) { context.output().print(read); }, reading);
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
@@ -160,7 +107,9 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
 
 void dump(const CommandContext& context, const DumpOptions& options) {
     const Target target = context.target(options.name);
-    const RegisterRange range = rangeOf(target, options);
+    const Addressed first = firstOf(context, target, options);
+    requireReadable(first);
+    const RegisterRange range = rangeOf(first, options);
     const Rynvel::ByteOrder order = parseOrder(options.order);
     if (options.usesBurst) {
         requireBurst(range);
@@ -178,7 +127,9 @@ void dump(const CommandContext& context, const DumpOptions& options) {
 
 void fill(const CommandContext& context, const FillOptions& options) {
     const Target target = context.target(options.name);
-    const RegisterRange range = rangeOf(target, options);
+    const Addressed first = firstOf(context, target, options);
+    requireWritable(first);
+    const RegisterRange range = rangeOf(first, options);
     const std::uint32_t value = parseValue("value", options.value, target.width());
     const auto device = openDevice(range, context.timeout());
     for (std::uint32_t i = 0; i < range.count(); ++i) {
@@ -187,38 +138,53 @@ void fill(const CommandContext& context, const FillOptions& options) {
     context.output().print(FilledRange{range, value});
 }
 
-/** Watched registers, with their values at the last sample. */
+/** Watched registers and fields, with their values at the last sample. */
 class Watch {
 public:
-    Watch(const CommandContext& context, std::vector<RegisterRange> ranges, OpenDevice& device)
-        : m_context(context), m_ranges(std::move(ranges)), m_device(device) {}
+    Watch(const CommandContext& context, std::vector<Addressed> watched, OpenDevice& device)
+        : m_context(context), m_watched(std::move(watched)), m_device(device) {}
 
-    /** Reads the registers, and prints the values that are new. */
+    /** Reads each register once, and prints the values that are new. */
     void sample() {
-        for (const RegisterRange& range : m_ranges) {
-            const std::uint32_t value = m_device.read(range);
-            const auto previous = m_values.find(range.index());
-            if (previous == m_values.end() || previous->second != value) {
-                m_values[range.index()] = value;
-                m_context.output().print(RegisterChange{range, value, timeStamp()});
-            }
+        std::map<std::uint32_t, std::uint32_t> values;
+        for (const Addressed& each : m_watched) {
+            const auto known = values.find(each.range.index());
+            const std::uint32_t value = known == values.end() ? m_device.read(each.range) : known->second;
+            values[each.range.index()] = value;
+            printIfNew(each, readingOf(each, value));
         }
     }
 
 private:
+    static std::uint64_t numberIn(const Reading& reading) {
+        const auto* const field = std::get_if<FieldReading>(&reading);
+        return field == nullptr ? std::get<RegisterValue>(reading).value : field->field.value;
+    }
+
+    void printIfNew(const Addressed& watched, const Reading& reading) {
+        const auto place = std::make_pair(watched.range.index(), watched.field());
+        const auto previous = m_previous.find(place);
+        if (previous == m_previous.end() || previous->second != numberIn(reading)) {
+            m_previous[place] = numberIn(reading);
+            m_context.output().print(RegisterChange{reading, timeStamp()});
+        }
+    }
+
     const CommandContext& m_context;
-    const std::vector<RegisterRange> m_ranges;
+    const std::vector<Addressed> m_watched;
     OpenDevice& m_device;
-    std::map<std::uint32_t, std::uint32_t> m_values;
+    std::map<std::pair<std::uint32_t, const Maps::Field*>, std::uint64_t> m_previous;
 };
 
-std::vector<RegisterRange> registersOf(const Target& target, const WatchOptions& options) {
-    std::vector<RegisterRange> ranges;
-    ranges.reserve(options.addresses.size());
+std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {
+    Addresses addresses(context, target, options.unit());
+    std::vector<Addressed> watched;
+    watched.reserve(options.addresses.size());
     for (const std::string& address : options.addresses) {
-        ranges.emplace_back(target, options.unit(), address);
+        watched.push_back(addresses.find(address));
+        requireReadable(watched.back());
     }
-    return ranges;
+    return watched;
 }
 
 /** Waits until the deadline. @throws OutputClosed. */
@@ -231,14 +197,14 @@ void waitUntil(const Common::Deadline& deadline) {
 
 void watch(const CommandContext& context, const WatchOptions& options) {
     const Target target = context.target(options.name);
-    const std::vector<RegisterRange> ranges = registersOf(target, options);
+    const std::vector<Addressed> addressed = watchedBy(context, target, options);
     const auto interval = parsePositiveDuration("interval", options.interval);
     const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
     const auto device = openDevice(target, context.timeout());
-    for (const RegisterRange& range : ranges) {
-        range.requireInside(device->mapSize());
+    for (const Addressed& each : addressed) {
+        each.range.requireInside(device->mapSize());
     }
-    Watch watched(context, ranges, *device);
+    Watch watched(context, addressed, *device);
     watched.sample();
     for (std::uint32_t samples = 1; count == 0 || samples < count; ++samples) {
         waitUntil(Common::Deadline::earlier(Common::Deadline(interval), context.timeout().deadline()));
@@ -247,34 +213,15 @@ void watch(const CommandContext& context, const WatchOptions& options) {
     }
 }
 
-void addRegister(const Common::Command& command, RegisterOptions& options) {
-    command.addArgument("NAME", options.name, "the device");
-    command.addArgument("ADDRESS", options.address, "the byte address of the register");
-}
-
 void addRange(const Common::Command& command, RangeOptions& options) {
     addRegister(command, options);
     command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 
-void addIndexOption(const Common::Command& command, RegisterOptions& options) {
-    command.addFlag("--index", options.usesIndex, "addresses are register indices instead of byte addresses");
-}
-
 void addRead(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<RegisterOptions>();
-    const Common::Command command = addCommand(program, chosen, "read", "read a register", options, read);
+    const Common::Command command = addCommand(program, chosen, "read", "read a register or a field", options, read);
     addRegister(command, *options);
-    addIndexOption(command, *options);
-}
-
-void addWrite(const Common::Command& program, Action& chosen) {
-    const auto options = std::make_shared<WriteOptions>();
-    const Common::Command command = addCommand(program, chosen, "write", "write a register", options, write);
-    addRegister(command, *options);
-    command.addArgument("VALUE", options->value, "the value to write");
-    command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
-    command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
     addIndexOption(command, *options);
 }
 
@@ -300,11 +247,12 @@ void addFill(const Common::Command& program, Action& chosen) {
 
 void addWatch(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WatchOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "watch", "show registers, and then their changes, until you interrupt the command",
-                   options, watch);
+    const Common::Command command = addCommand(
+        program, chosen, "watch", "show registers and fields, and then their changes, until you interrupt the command",
+        options, watch);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("ADDRESS", options->addresses, "the byte addresses of the registers");
+    command.addArgument("ADDRESS", options->addresses,
+                        "the byte addresses of the registers, or names of registers and fields");
     command.addOption("--interval", "TIME", options->interval, "the time from one sample to the next (default: 1s)");
     command.addOption("--count", "COUNT", options->count, "end after this number of samples (default: no end)");
     addIndexOption(command, *options);
@@ -314,10 +262,11 @@ void addWatch(const Common::Command& program, Action& chosen) {
 
 void addRegisterCommands(const Common::Command& program, Action& chosen) {
     addRead(program, chosen);
-    addWrite(program, chosen);
+    addWriteCommand(program, chosen);
     addDump(program, chosen);
     addFill(program, chosen);
     addWatch(program, chosen);
+    addShowCommand(program, chosen);
 }
 
 } // namespace Rynvelctl

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "FieldValues.h"
+#include "NearestName.h"
 #include "Numbers.h"
 
 namespace Rynvelctl {
@@ -12,14 +14,6 @@ namespace {
 constexpr unsigned int byteBits = 8;
 
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
-
-std::string listOf(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : ", ") + name;
-    }
-    return list;
-}
 
 Maps::Access accessOf(const Selection& selection) {
     return selection.field == nullptr ? selection.whole.contents().access : selection.field->access;
@@ -35,7 +29,7 @@ Failure refusal(const Selection& selection, const std::string& problem) {
 std::string Selection::name() const { return field == nullptr ? whole.name() : whole.name() + '.' + field->name; }
 
 RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& description)
-    : m_target(target), m_description(description), m_places(Maps::registersOf(*description.peripheral)) {
+    : m_target(&target), m_description(description), m_places(Maps::registersOf(*description.peripheral)) {
     if (description.map->addressUnitBits != byteBits) {
         throw usageError(description.file + ": an address selects " + std::to_string(description.map->addressUnitBits) +
                          " bits (8 are supported)");
@@ -57,7 +51,7 @@ std::vector<std::string> RegisterMap::inaccessible() const {
     for (const Maps::PlacedRegister& place : m_places) {
         const std::string obstacle = obstacleTo(place);
         if (!obstacle.empty()) {
-            messages.push_back(m_target.name() + ": " + obstacle);
+            messages.push_back(m_target->name() + ": " + obstacle);
         }
     }
     return messages;
@@ -70,13 +64,18 @@ Selection RegisterMap::find(const std::string& name) const {
     }
     const std::string obstacle = obstacleTo(found->place);
     if (!obstacle.empty()) {
-        throw usageError(m_target.name() + ": " + obstacle);
+        throw usageError(m_target->name() + ": " + obstacle);
     }
-    return {mapped(found->place), found->field};
+    const Selection selection{mapped(found->place), found->field};
+    if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
+        throw refusal(selection,
+                      "outside of the " + std::to_string(selection.whole.contents().size) + " bits of its register");
+    }
+    return selection;
 }
 
 std::string RegisterMap::obstacleTo(const Maps::PlacedRegister& place) const {
-    const unsigned int width = m_target.width();
+    const unsigned int width = m_target->width();
     const unsigned int bytes = Common::bytesOf(width);
     const std::string subject = "register " + place.name;
     if (place.contents->size > width) {
@@ -98,27 +97,35 @@ std::string RegisterMap::obstacleTo(const Maps::PlacedRegister& place) const {
 }
 
 const Maps::PlacedRegister* RegisterMap::neighbourOf(const Maps::PlacedRegister& place) const {
-    if (place.contents->size >= m_target.width()) {
+    if (place.contents->size >= m_target->width()) {
         return nullptr;
     }
     const auto next =
         std::upper_bound(m_places.begin(), m_places.end(), place.offset,
                          [](std::uint64_t offset, const Maps::PlacedRegister& other) { return offset < other.offset; });
-    const bool isInWord = next != m_places.end() && next->offset - place.offset < Common::bytesOf(m_target.width());
+    const bool isInWord = next != m_places.end() && next->offset - place.offset < Common::bytesOf(m_target->width());
     return isInWord ? &*next : nullptr;
 }
 
 MappedRegister RegisterMap::mapped(const Maps::PlacedRegister& place) const {
-    const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target.width()));
-    return {place, RegisterRange(m_target, index, place.name)};
+    const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target->width()));
+    return {place, RegisterRange(*m_target, index, place.name)};
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {
-    const std::string nearest = listOf(Maps::namesLike(*m_description.peripheral, name));
-    const std::string remedy = nearest.empty() ? "'rynvelctl describe " + m_target.name() + "' shows the names"
-                                               : "did you mean " + nearest + "?";
-    return usageError(m_target.name() + ": '" + name + "' is not a name in " + m_description.file + " (" + remedy +
-                      ")");
+    const std::string question = Common::didYouMean(Maps::namesLike(*m_description.peripheral, name));
+    const std::string remedy =
+        question.empty() ? "'rynvelctl describe " + m_target->name() + "' shows the names" : question;
+    return usageError(m_target->name() + ": '" + name + "' is not a name in " + m_description.file + " (" + remedy +
+                      ')');
+}
+
+const MappedRegister& wholeOf(const Selection& selection) {
+    if (selection.field != nullptr) {
+        throw usageError(selection.whole.range.device().name() + ": " + selection.name() +
+                         " is a field (give a register)");
+    }
+    return selection.whole;
 }
 
 void requireReadable(const Selection& selection) {

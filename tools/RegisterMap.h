@@ -47,7 +47,7 @@ public:
      */
     RegisterMap(const Target& target, const Maps::DeviceDescription& description);
 
-    const Target& device() const { return m_target; }
+    const Target& device() const { return *m_target; }
     const Maps::DeviceDescription& description() const { return m_description; }
 
     /** Returns all registers of the map that the device can access, in the order of their offsets. */
@@ -59,7 +59,8 @@ public:
     /**
      * Returns what a name selects.
      *
-     * @throws Failure for an unknown name, and for a register that the device cannot access.
+     * @throws Failure for an unknown name, for a register that the device cannot access, and for a field outside of its
+     * register.
      */
     Selection find(const std::string& name) const;
 
@@ -71,10 +72,13 @@ private:
     MappedRegister mapped(const Maps::PlacedRegister& place) const;
     Failure unknownName(const std::string& name) const;
 
-    const Target& m_target;
+    const Target* m_target;
     Maps::DeviceDescription m_description;
     std::vector<Maps::PlacedRegister> m_places;
 };
+
+/** Returns the register that a name selects. @throws Failure if the name selects a field. */
+const MappedRegister& wholeOf(const Selection& selection);
 
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);

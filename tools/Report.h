@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "FieldValues.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
@@ -42,6 +43,32 @@ struct DeviceInfo {
 struct RegisterValue {
     RegisterRange range;
     std::uint32_t value;
+    /** The readable fields; empty if the user gave an address. */
+    std::vector<Maps::FieldValue> fields;
+};
+
+struct FieldReading {
+    /** The register of the field. */
+    RegisterRange range;
+    Maps::FieldValue field;
+};
+
+/** What the user asked for. */
+using Reading = std::variant<RegisterValue, FieldReading>;
+
+/** A register, or the reason why it was not read. */
+struct ListedRegister {
+    RegisterRange range;
+    /** None if the register was not read. */
+    std::optional<std::uint32_t> value;
+    std::vector<Maps::FieldValue> fields;
+};
+
+/** The registers of a device. */
+struct RegisterListing {
+    std::vector<ListedRegister> registers;
+    /** Why the device cannot access the other registers of its map. */
+    std::vector<std::string> inaccessible;
 };
 
 /** The value that a command has written to a register. Bits outside the mask are unknown. */
@@ -49,6 +76,8 @@ struct WrittenValue {
     RegisterRange range;
     std::uint32_t value;
     std::optional<std::uint32_t> mask;
+    /** The fields that the user gave; empty if the user gave a value for the register. */
+    std::vector<Maps::FieldValue> fields;
 };
 
 /** The value that a command has written to each register of a range. */
@@ -64,10 +93,9 @@ struct RegisterDump {
     Rynvel::ByteOrder order;
 };
 
-/** A new value of a register, and the time when the command has read it. */
+/** A new value of a register or a field, and the time when the command has read it. */
 struct RegisterChange {
-    RegisterRange range;
-    std::uint32_t value;
+    Reading reading;
     std::string time;
 };
 
@@ -105,8 +133,9 @@ struct RoundTrips {
     std::chrono::nanoseconds longest() const;
 };
 
-using Report = std::variant<DeviceList, DeviceInfo, RegisterValue, WrittenValue, FilledRange, RegisterDump,
-                            RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips>;
+using Report =
+    std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, RegisterListing, WrittenValue, FilledRange,
+                 RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips>;
 
 } // namespace Rynvelctl
 

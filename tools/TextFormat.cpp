@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "FieldText.h"
 #include "Formats.h"
 #include "Numbers.h"
 #include "TextTable.h"
@@ -20,6 +21,14 @@ std::string assignment(const RegisterRange& range, std::uint32_t value) {
     return range.device().name() + ' ' + range.addressText() + " = " + hexadecimal(value, range.device().width());
 }
 
+std::string assignment(const RegisterRange& range, const Maps::FieldValue& value) {
+    return range.device().name() + ' ' + pathOf(range, value) + " = " + textOf(value);
+}
+
+std::string assignment(const RegisterValue& read) { return assignment(read.range, read.value); }
+
+std::string assignment(const FieldReading& read) { return assignment(read.range, read.field); }
+
 std::string format(const DeviceList& devices) {
     std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "BACKEND", "WIDTH", "FILE"}};
     for (const ListedDevice& device : devices) {
@@ -40,9 +49,49 @@ std::string format(const DeviceInfo& info) {
         .text();
 }
 
-std::string format(const RegisterValue& read) { return assignment(read.range, read.value); }
+/** Joins two texts of lines, each of which may be empty. */
+std::string joinTexts(const std::string& first, const std::string& second) {
+    return first.empty() || second.empty() ? first + second : first + '\n' + second;
+}
+
+std::string format(const RegisterValue& read) {
+    AssignmentLines lines;
+    for (const Maps::FieldValue& field : read.fields) {
+        lines.add("  " + labelOf(*field.field), textOf(field));
+    }
+    return joinTexts(assignment(read), lines.text());
+}
+
+std::string format(const FieldReading& read) { return assignment(read); }
+
+void add(AssignmentLines& lines, const ListedRegister& listed) {
+    const std::string address = hexadecimal(listed.range.address()) + "  ";
+    if (!listed.value) {
+        lines.addNote(address + listed.range.name(), "not read, because reading has a side effect");
+        return;
+    }
+    lines.add(address + listed.range.name(), hexadecimal(*listed.value, listed.range.device().width()));
+    for (const Maps::FieldValue& field : listed.fields) {
+        lines.add(std::string(address.size() + 2, ' ') + labelOf(*field.field), textOf(field));
+    }
+}
+
+std::string format(const RegisterListing& listing) {
+    AssignmentLines lines;
+    for (const ListedRegister& listed : listing.registers) {
+        add(lines, listed);
+    }
+    return joinTexts(lines.text(), joinLines(listing.inaccessible));
+}
 
 std::string format(const WrittenValue& written) {
+    if (!written.fields.empty()) {
+        std::vector<std::string> lines;
+        for (const Maps::FieldValue& field : written.fields) {
+            lines.push_back(assignment(written.range, field));
+        }
+        return joinLines(lines);
+    }
     const std::string text = assignment(written.range, written.value);
     return written.mask ? text + " under " + hexadecimal(*written.mask, written.range.device().width()) : text;
 }
@@ -63,7 +112,9 @@ std::string format(const RegisterDump& dump) {
     return joinLines(lines);
 }
 
-std::string format(const RegisterChange& change) { return change.time + ' ' + assignment(change.range, change.value); }
+std::string format(const RegisterChange& change) {
+    return change.time + ' ' + std::visit([](const auto& read) { return assignment(read); }, change.reading);
+}
 
 std::string format(const IoctlResult& result) {
     return result.device + " request " + hexadecimal(result.request) + " = " + std::to_string(result.result);

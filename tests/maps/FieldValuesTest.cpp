@@ -68,7 +68,7 @@ TEST(RegisterValue, HasFieldsOf64Bits) {
         mapOf(registerOf("<size>64</size><resetMask>0</resetMask><fields>" + field("ALL", "[63:0]") + "</fields>"))));
     EXPECT_EQ(decoded(aRegister, UINT64_MAX), "ALL=18446744073709551615 ");
     EXPECT_EQ(maskOf(aRegister.fields[0]), UINT64_MAX);
-    EXPECT_EQ(encode(aRegister, {{"ALL", "0xFFFFFFFFFFFFFFFF"}}).value, UINT64_MAX);
+    EXPECT_EQ(encode({"R", 0, &aRegister}, {{"ALL", "0xFFFFFFFFFFFFFFFF"}}).value, UINT64_MAX);
 }
 
 TEST(RegisterValue, HasNoFieldsOutsideOfTheRegister) {
@@ -84,7 +84,8 @@ TEST(RegisterValue, HasNoFieldsOutsideOfTheRegister) {
 }
 
 void expectMaskedValue(const std::vector<Assignment>& assignments, std::uint64_t expected, std::uint64_t mask) {
-    const Maps::MaskedValue result = encode(control(), assignments);
+    const Maps::Register aRegister = control();
+    const Maps::MaskedValue result = encode({"C.R", 0, &aRegister}, assignments);
     EXPECT_EQ(result.value, expected);
     EXPECT_EQ(result.mask, mask);
 }
@@ -101,53 +102,78 @@ TEST(Assignments, HaveTheNamesForWriting) {
     expectMaskedValue({{"MODE", "stop"}, {"KIND", "b"}}, 0x20000, 0x3000E);
 }
 
-void expectRefused(const std::vector<Assignment>& assignments, const std::string& reason) {
+void expectRefused(const Maps::Register& aRegister, const std::vector<Assignment>& assignments,
+                   const std::string& reason) {
     try {
-        encode(control(), assignments);
+        encode({"C.R", 0, &aRegister}, assignments);
         ADD_FAILURE() << "not refused: " << reason;
     } catch (const Maps::RefusedValue& refused) {
         EXPECT_EQ(refused.what(), reason);
     }
 }
 
+void expectRefused(const std::vector<Assignment>& assignments, const std::string& reason) {
+    expectRefused(control(), assignments, reason);
+}
+
+TEST(Assignments, TakeANameThatBeginsWithADigit) {
+    const Maps::Register aRegister = onlyRegister(read(mapOfFields(
+        field("SIZE", "[3:0]", valuesFor("read-write", value("1k", "2") + value("0b2", "3") + value("7", "4"))))));
+    const auto valueOf = [&aRegister](const std::string& text) {
+        return encode({"R", 0, &aRegister}, {{"SIZE", text}}).value;
+    };
+    EXPECT_EQ(valueOf("1k"), 2U);
+    EXPECT_EQ(valueOf("0b2"), 3U);
+    EXPECT_EQ(valueOf("7"), 7U);
+    EXPECT_EQ(valueOf("0B11"), 3U);
+}
+
+TEST(Assignments, NameElementsOfArraysOfFields) {
+    const Maps::Register aRegister = onlyRegister(read(mapOfFields(
+        "<field><dim>4</dim><dimIncrement>2</dimIncrement><name>PIN%s</name><bitRange>[1:0]</bitRange></field>")));
+    EXPECT_EQ(encode({"R", 0, &aRegister}, {{"PIN[3]", "2"}}).value, 0x80U);
+    EXPECT_EQ(encode({"R", 0, &aRegister}, {{"PIN3", "2"}}).mask, 0xC0U);
+}
+
 TEST(Assignments, AreRefusedForAnUnknownField) {
-    expectRefused({{"GAIM", "2"}}, "register 'R' has no field 'GAIM' (did you mean GAIN?)");
-    expectRefused({{"NOTHING", "2"}}, "register 'R' has no field 'NOTHING'");
+    expectRefused({{"GAIM", "2"}}, "register C.R has no field 'GAIM' (did you mean 'GAIN'?)");
+    expectRefused({{"NOTHING", "2"}}, "register C.R has no field 'NOTHING'");
 }
 
 TEST(Assignments, AreRefusedForAFieldThatCannotBeWritten) {
-    expectRefused({{"READY", "1"}}, "field 'READY' is read-only");
-    const Maps::Register aRegister =
+    expectRefused({{"READY", "1"}}, "field C.R.READY is read-only");
+    expectRefused(
         onlyRegister(Maps::readMap(mapOf(registerOf("<size>8</size><fields>" + field("OUT", "[8:8]") + "</fields>")))
-                         .device.value());
-    try {
-        encode(aRegister, {{"OUT", "1"}});
-        ADD_FAILURE() << "not refused";
-    } catch (const Maps::RefusedValue& refused) {
-        EXPECT_STREQ(refused.what(), "field 'OUT' is outside of the 8 bits of its register");
-    }
+                         .device.value()),
+        {{"OUT", "1"}}, "field C.R.OUT is outside of the 8 bits of its register");
 }
 
 TEST(Assignments, AreRefusedForAnUnknownName) {
     for (const std::string name : {"slow", "other", "", "RUN"}) {
-        expectRefused({{"MODE", name}}, "field 'MODE': '" + name + "' is neither a number nor one of stop, run");
+        expectRefused({{"MODE", name}}, "field C.R.MODE: '" + name + "' is not a number or one of stop, run");
     }
-    expectRefused({{"GAIN", "high"}}, "field 'GAIN': 'high' is neither a number nor a name, of which it has none");
+    expectRefused({{"GAIN", "high"}}, "field C.R.GAIN: 'high' is not a number");
 }
 
 TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {
-    expectRefused({{"MODE", "8"}}, "field 'MODE': '8' does not fit in 3 bits");
+    for (const std::string number : {"8", "0x1ffffffff", "0xfffffffffffffffff"}) {
+        expectRefused({{"MODE", number}}, "field C.R.MODE: '" + number + "' does not fit in 3 bits");
+    }
+    expectRefused(
+        onlyRegister(Maps::readMap(mapOfFields(field("F", "[1:0]", valuesFor("read-write", value("wide", "4")))))
+                         .device.value()),
+        {{"F", "wide"}}, "field C.R.F: the value of 'wide' does not fit in 2 bits");
 }
 
 TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
     for (const std::string number : {"1", "201"}) {
-        expectRefused({{"GAIN", number}}, "field 'GAIN': '" + number + "' is not a value that may be written");
+        expectRefused({{"GAIN", number}}, "field C.R.GAIN: '" + number + "' is not a value that may be written");
     }
-    expectRefused({{"KIND", "3"}}, "field 'KIND': '3' is not a value that may be written");
+    expectRefused({{"KIND", "3"}}, "field C.R.KIND: '3' is not a value that may be written");
 }
 
 TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {
-    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field 'MODE' is assigned twice, or overlaps another one");
+    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field C.R.MODE is assigned twice, or overlaps another one");
 }
 
 } // namespace

@@ -35,7 +35,7 @@ std::string offered(Arguments words) {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch irq wait ping");
+    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch show irq wait ping");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
@@ -44,7 +44,7 @@ TEST(Completion, OffersOptionsOfTheProgramAndOfTheCommand) {
     EXPECT_EQ(offered({"--t"}), "--type --timeout --trace");
     EXPECT_EQ(offered({"write", "map32", "0", "1", "--v"}), "--version --verify");
     EXPECT_EQ(offered({"wait", "map32", "-"}),
-              "--version --help --remote --type --timeout --quiet --json --trace --each --count");
+              "--version --help --remote --type --timeout --map --quiet --json --trace --each --count");
 }
 
 TEST(Completion, OffersDeviceNames) {

@@ -75,7 +75,7 @@ std::string inSynopsis(const OptionDescription& option) {
     if (!option.isPositional) {
         return text;
     }
-    return option.isRequired ? text + (option.takesMultipleValues ? " ..." : "") : '[' + text + ']';
+    return (option.isRequired ? text : '[' + text + ']') + (option.takesMultipleValues ? " ..." : "");
 }
 
 /** Options first, as a page shows them. */

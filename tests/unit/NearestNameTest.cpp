@@ -6,6 +6,7 @@
 namespace RynvelTest {
 namespace {
 
+using Common::didYouMean;
 using Common::nearestNames;
 using Names = std::vector<std::string>;
 
@@ -28,6 +29,13 @@ TEST(NearestNames, ShareALetterWithTheWord) {
     EXPECT_EQ(nearestNames("ab", {"xy", "ax"}), Names{"ax"});
     EXPECT_EQ(nearestNames("a", {"b"}), Names{});
     EXPECT_EQ(nearestNames("", {"a"}), Names{});
+}
+
+TEST(NearestNames, AreAQuestion) {
+    EXPECT_EQ(didYouMean({}), "");
+    EXPECT_EQ(didYouMean({"A"}), "did you mean 'A'?");
+    EXPECT_EQ(didYouMean({"A", "B"}), "did you mean 'A' or 'B'?");
+    EXPECT_EQ(didYouMean({"A", "B", "C"}), "did you mean 'A', 'B' or 'C'?");
 }
 
 } // namespace

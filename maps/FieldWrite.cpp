@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#include "FieldWrite.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace Maps {
+
+namespace {
+
+bool isConcerned(const Field& field, const Register& aRegister) {
+    return isWritable(field.access) && isInside(field, aRegister);
+}
+
+/** The value of bits that leaves them as they are; none if a write has to repeat what was read. */
+std::optional<std::uint64_t> neutral(ModifiedWrite modifiedWrite, std::uint64_t bits) {
+    switch (modifiedWrite) {
+    case ModifiedWrite::OneToClear:
+    case ModifiedWrite::OneToSet:
+    case ModifiedWrite::OneToToggle:
+        return 0;
+    case ModifiedWrite::ZeroToClear:
+    case ModifiedWrite::ZeroToSet:
+    case ModifiedWrite::ZeroToToggle:
+        return bits;
+    case ModifiedWrite::Clear:
+    case ModifiedWrite::Set:
+    case ModifiedWrite::Modify:
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+/** Plans one write, with the fields that it does not assign. */
+class Plan {
+public:
+    Plan(const PlacedRegister& place, const MaskedValue& assigned) : m_place(place), m_assigned(assigned) {}
+
+    /** The bits to write. */
+    MaskedValue written() const {
+        MaskedValue written = m_assigned;
+        for (const Field& field : contents().fields) {
+            if (isConcerned(field, contents())) {
+                keep(written, field.modifiedWrite, maskOf(field));
+            }
+        }
+        keep(written, contents().modifiedWrite, bitsOf(contents()) & ~bitsOfFields());
+        return written;
+    }
+
+    /** Whether no field is left that has to keep its value. */
+    bool isComplete() const {
+        return std::none_of(contents().fields.begin(), contents().fields.end(),
+                            [this](const Field& field) { return isOther(field); });
+    }
+
+    /** @throws RefusedValue if another field cannot keep its value. */
+    void requireKept() const {
+        if (!isReadable(contents().access)) {
+            throw refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values");
+        }
+        if (hasReadEffect(contents())) {
+            throw refusal("reading register " + m_place.name +
+                          " has a side effect, so its other fields cannot keep their values");
+        }
+        for (const Field& field : contents().fields) {
+            const std::string reason = isOther(field) ? reasonToChange(field) : "";
+            if (!reason.empty()) {
+                throw refusal("field " + m_place.name + '.' + field.name + ' ' + reason);
+            }
+        }
+    }
+
+private:
+    const Register& contents() const { return *m_place.contents; }
+
+    bool isOther(const Field& field) const {
+        return isConcerned(field, contents()) && (maskOf(field) & ~m_assigned.mask) != 0;
+    }
+
+    void keep(MaskedValue& written, ModifiedWrite modifiedWrite, std::uint64_t bits) const {
+        const std::uint64_t others = bits & ~m_assigned.mask;
+        if (const auto value = neutral(modifiedWrite, others)) {
+            written.value |= *value;
+            written.mask |= others;
+        }
+    }
+
+    std::uint64_t bitsOfFields() const {
+        std::uint64_t bits = 0;
+        for (const Field& field : contents().fields) {
+            bits |= isInside(field, contents()) ? maskOf(field) : 0;
+        }
+        return bits;
+    }
+
+    /** Why a masked write may change a field; empty if it does not. */
+    static std::string reasonToChange(const Field& field) {
+        if (neutral(field.modifiedWrite, maskOf(field))) {
+            return "";
+        }
+        if (field.modifiedWrite != ModifiedWrite::Modify) {
+            return "changes with every write to its register";
+        }
+        if (!isReadable(field.access)) {
+            return "is write-only, so it cannot keep its value";
+        }
+        return field.access == Access::ReadWriteOnce ? "can be written only once, so it cannot be left for later" : "";
+    }
+
+    RefusedValue refusal(const std::string& problem) const {
+        std::string others;
+        for (const Field& field : contents().fields) {
+            if (isOther(field)) {
+                others += (others.empty() ? "" : ", ") + field.name;
+            }
+        }
+        return RefusedValue(problem + " (assign also " + others + ")");
+    }
+
+    const PlacedRegister& m_place;
+    const MaskedValue& m_assigned;
+};
+
+} // namespace
+
+bool hasReadEffect(const Register& aRegister) {
+    return aRegister.readAction || std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
+                                               [](const Field& field) { return field.readAction.has_value(); });
+}
+
+FieldWrite planWrite(const PlacedRegister& place, const std::vector<Assignment>& assignments) {
+    const Register& contents = *place.contents;
+    FieldWrite write;
+    write.assigned = encode(place, assignments);
+    const Plan plan(place, write.assigned);
+    if (!plan.isComplete()) {
+        plan.requireKept();
+    }
+    write.written = plan.written();
+    write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect(contents);
+    for (const Assignment& assignment : assignments) {
+        write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
+    }
+    return write;
+}
+
+} // namespace Maps

@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+#include "FieldWrite.h"
+
+#include "MapText.h"
+
+namespace RynvelTest {
+namespace {
+
+using Maps::Assignment;
+using Assignments = std::vector<Assignment>;
+
+const std::string writeOnly = "<access>write-only</access>";
+const std::string clearedByReading = "<readAction>clear</readAction>";
+
+std::string modified(const std::string& kind) { return element("modifiedWriteValues", kind); }
+
+std::string bit(const std::string& name, unsigned int number, const std::string& further = "") {
+    const std::string place = std::to_string(number);
+    return element("field", element("name", name) + element("bitRange", "[" + place + ":" + place + "]") + further);
+}
+
+/** A register of 8 bits with fields. */
+Maps::Register registerWith(const std::string& fields, const std::string& further = "") {
+    const std::string size = "<size>8</size><resetValue>0</resetValue><resetMask>0xFF</resetMask>";
+    return onlyRegister(read(mapOf(registerOf(size + further + element("fields", fields)))));
+}
+
+Maps::FieldWrite plan(const Maps::Register& aRegister, const Assignments& assignments) {
+    return planWrite({"C.R", 0, &aRegister}, assignments);
+}
+
+void expectMasked(const Maps::Register& aRegister, const Assignments& assignments, std::uint64_t value,
+                  std::uint64_t mask) {
+    const Maps::FieldWrite write = plan(aRegister, assignments);
+    EXPECT_EQ(write.written.value, value);
+    EXPECT_EQ(write.written.mask, mask);
+    EXPECT_FALSE(write.isWhole);
+}
+
+void expectWhole(const Maps::Register& aRegister, const Assignments& assignments, std::uint64_t value) {
+    const Maps::FieldWrite write = plan(aRegister, assignments);
+    EXPECT_EQ(write.written.value, value);
+    EXPECT_TRUE(write.isWhole);
+}
+
+void expectRefused(const Maps::Register& aRegister, const std::string& reason) {
+    try {
+        plan(aRegister, {{"A", "1"}});
+        ADD_FAILURE() << "not refused: " << reason;
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_EQ(refused.what(), reason);
+    }
+}
+
+TEST(FieldWrite, IsMaskedAndSelectsTheAssignedFields) {
+    const Maps::Register aRegister = registerWith(bit("A", 0) + bit("B", 1) + bit("C", 7));
+    expectMasked(aRegister, {{"A", "1"}}, 0x01, 0x01);
+    expectMasked(aRegister, {{"C", "1"}, {"A", "0"}}, 0x80, 0x81);
+}
+
+TEST(FieldWrite, HasTheAssignedFieldsWithTheirNamesForWriting) {
+    const auto named = [](const std::string& usage, const std::string& name) {
+        return element("enumeratedValues", element("name", usage + "s") + element("usage", usage) +
+                                               element("enumeratedValue", element("name", name) + "<value>1</value>"));
+    };
+    const Maps::Register aRegister =
+        registerWith(bit("A", 4, named("read", "busy") + named("write", "go")) + bit("B", 1));
+    const Maps::FieldWrite write = plan(aRegister, {{"B", "0"}, {"A", "go"}});
+    ASSERT_EQ(write.fields.size(), 2U);
+    EXPECT_EQ(write.fields[0].field->name, "B");
+    EXPECT_EQ(write.fields[0].value, 0U);
+    EXPECT_EQ(write.fields[0].name, nullptr);
+    EXPECT_EQ(write.fields[1].value, 1U);
+    EXPECT_EQ(write.fields[1].name->name, "go");
+}
+
+TEST(FieldWrite, LeavesOtherFieldsAloneThatAOneWouldChange) {
+    for (const std::string kind : {"oneToClear", "oneToSet", "oneToToggle"}) {
+        expectMasked(registerWith(bit("A", 0) + bit("B", 1, modified(kind)) + bit("C", 2)), {{"A", "1"}}, 0x01, 0x03);
+    }
+}
+
+TEST(FieldWrite, LeavesOtherFieldsAloneThatAZeroWouldChange) {
+    for (const std::string kind : {"zeroToClear", "zeroToSet", "zeroToToggle"}) {
+        expectMasked(registerWith(bit("A", 0) + bit("B", 1, modified(kind)) + bit("C", 2)), {{"A", "1"}}, 0x03, 0x03);
+    }
+}
+
+TEST(FieldWrite, WritesAssignedFieldsAsTheyAreAssigned) {
+    expectMasked(registerWith(bit("A", 0, modified("oneToClear")) + bit("B", 1, modified("zeroToClear"))),
+                 {{"A", "1"}, {"B", "0"}}, 0x01, 0x03);
+}
+
+TEST(FieldWrite, LeavesBitsWithoutAFieldAlone) {
+    expectMasked(registerWith(bit("A", 0) + bit("B", 1, "<access>read-only</access>"), modified("oneToClear")),
+                 {{"A", "1"}}, 0x01, 0xFD);
+    expectMasked(registerWith(bit("A", 0) + bit("B", 1, "<access>read-only</access>"), modified("zeroToSet")),
+                 {{"A", "0"}}, 0xFC, 0xFD);
+    expectMasked(registerWith(bit("A", 0), modified("clear")), {{"A", "1"}}, 0x01, 0x01);
+}
+
+TEST(FieldWrite, LeavesAloneOneBitAtATimeOfFieldsThatOverlap) {
+    const std::string both =
+        "<field><name>BOTH</name><bitRange>[1:0]</bitRange>" + modified("zeroToClear") + "</field>";
+    expectMasked(
+        onlyRegister(Maps::readMap(mapOf(registerOf("<size>8</size>" +
+                                                    element("fields", both + bit("A", 0, modified("zeroToClear"))))))
+                         .device.value()),
+        {{"A", "0"}}, 0x02, 0x03);
+}
+
+TEST(FieldWrite, IsAPlainOneIfItHasAllBits) {
+    expectWhole(registerWith("<field><name>A</name><bitRange>[7:0]</bitRange></field>"), {{"A", "0x5A"}}, 0x5A);
+    expectWhole(registerWith(bit("A", 0), modified("oneToSet")), {{"A", "1"}}, 0x01);
+}
+
+TEST(FieldWrite, IsRefusedIfAnotherFieldChangesWithEveryWrite) {
+    for (const std::string kind : {"clear", "set"}) {
+        expectRefused(registerWith(bit("A", 0) + bit("B", 1, modified(kind)) + bit("C", 2)),
+                      "field C.R.B changes with every write to its register (assign also B, C)");
+    }
+}
+
+TEST(FieldWrite, IsRefusedIfTheValueOfAnotherFieldCannotBeWrittenBack) {
+    expectRefused(registerWith(bit("A", 0) + bit("B", 1, writeOnly)),
+                  "field C.R.B is write-only, so it cannot keep its value (assign also B)");
+    expectRefused(registerWith(bit("A", 0) + bit("B", 1, "<access>read-writeOnce</access>")),
+                  "field C.R.B can be written only once, so it cannot be left for later (assign also B)");
+    expectMasked(registerWith(bit("A", 0) + bit("B", 1, writeOnly + modified("oneToSet"))), {{"A", "1"}}, 0x01, 0x03);
+}
+
+TEST(FieldWrite, IsRefusedIfTheRegisterIsWriteOnly) {
+    expectRefused(registerWith(bit("A", 0) + bit("B", 1), writeOnly),
+                  "register C.R is write-only, so its other fields cannot keep their values (assign also B)");
+}
+
+TEST(FieldWrite, IsRefusedIfReadingHasASideEffect) {
+    const std::string reason =
+        "reading register C.R has a side effect, so its other fields cannot keep their values (assign also B)";
+    expectRefused(registerWith(bit("A", 0) + bit("B", 1), clearedByReading), reason);
+    expectRefused(
+        registerWith(bit("A", 0) + bit("B", 1) + bit("C", 2, "<access>read-only</access>" + clearedByReading)), reason);
+}
+
+TEST(FieldWrite, IsAPlainOneOfAllFieldsIfTheRegisterCannotBeRead) {
+    const Assignments both = {{"A", "1"}, {"B", "0"}};
+    expectWhole(registerWith(bit("A", 0) + bit("B", 1), writeOnly), both, 0x01);
+    expectWhole(registerWith(bit("A", 0) + bit("B", 1), clearedByReading), both, 0x01);
+    expectWhole(registerWith(bit("A", 0) + bit("B", 1) + bit("C", 2, "<access>read-only</access>" + clearedByReading)),
+                both, 0x01);
+    expectWhole(registerWith(bit("A", 0) + bit("B", 1), writeOnly + modified("zeroToClear")), both, 0xFD);
+}
+
+TEST(FieldWrite, IsMaskedIfAllFieldsWithSpecialWritesAreAssigned) {
+    expectMasked(registerWith(bit("A", 0) + bit("B", 1, modified("clear")) + bit("C", 2, writeOnly)),
+                 {{"A", "1"}, {"B", "1"}, {"C", "1"}}, 0x07, 0x07);
+}
+
+TEST(ReadEffect, IsThatOfARegisterOrOfAField) {
+    EXPECT_FALSE(hasReadEffect(registerWith(bit("A", 0))));
+    EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0), "<readAction>modifyExternal</readAction>")));
+    EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0) + bit("B", 1, "<readAction>set</readAction>"))));
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: MIT
+#include <cstdint>
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "Program.h"
+#include "TestPeer.h"
+
+namespace RynvelTest {
+namespace {
+
+/** Registers of the devices map32 and remote, in two halves: a compiler may limit the length of a literal. */
+const std::string controlRegisters = R"(
+<register><name>CTRL</name><addressOffset>0</addressOffset><fields>
+  <field><name>START</name><bitRange>[0:0]</bitRange><enumeratedValues>
+    <enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>
+    <enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues></field>
+  <field><name>MODE</name><bitRange>[6:4]</bitRange></field>
+  <field><name>GAIN</name><bitRange>[15:8]</bitRange>
+    <writeConstraint><range><minimum>2</minimum><maximum>200</maximum></range></writeConstraint></field>
+  <field><name>READY</name><bitRange>[31:31]</bitRange><access>read-only</access></field></fields></register>
+<register><name>STATUS</name><addressOffset>4</addressOffset><access>read-only</access></register>
+<register><name>KEY</name><addressOffset>8</addressOffset><access>write-only</access><fields>
+  <field><name>CODE</name><bitRange>[7:0]</bitRange></field>
+  <field><name>LOCK</name><bitRange>[8:8]</bitRange></field></fields></register>
+<register><name>FLAGS</name><addressOffset>0xC</addressOffset><fields>
+  <field><name>ERROR</name><bitRange>[0:0]</bitRange><modifiedWriteValues>oneToClear</modifiedWriteValues></field>
+  <field><name>ENABLE</name><bitRange>[1:1]</bitRange></field></fields></register>)";
+const std::string furtherRegisters = R"(
+<register><dim>4</dim><dimIncrement>4</dimIncrement><name>DATA[%s]</name><addressOffset>0x10</addressOffset></register>
+<cluster><name>CHANNEL</name><addressOffset>0x20</addressOffset>
+  <register><name>LEVEL</name><addressOffset>4</addressOffset></register></cluster>
+<register><name>FIFO</name><addressOffset>0x40</addressOffset><readAction>modify</readAction><fields>
+  <field><name>LOW</name><bitRange>[15:0]</bitRange></field>
+  <field><name>HIGH</name><bitRange>[31:16]</bitRange></field></fields></register>
+<register><name>WIDE</name><addressOffset>0x48</addressOffset><size>64</size></register>
+<register><name>BYTE0</name><addressOffset>0x50</addressOffset><size>8</size></register>
+<register><name>BYTE1</name><addressOffset>0x51</addressOffset><size>8</size></register>
+<register><name>NARROW</name><addressOffset>0x54</addressOffset><size>16</size></register>
+<register><name>LIMITED</name><addressOffset>0x58</addressOffset>
+  <writeConstraint><range><minimum>1</minimum><maximum>5</maximum></range></writeConstraint></register>
+<register><name>OUTSIDE</name><addressOffset>0x1000</addressOffset></register>
+<register><name>TOO_FAR</name><addressOffset>0x100000000</addressOffset></register>)";
+
+std::string peripheral(const std::string& name, const std::string& registers) {
+    return "<peripheral><name>" + name + "</name><baseAddress>0</baseAddress><registers>" + registers +
+           "</registers></peripheral>";
+}
+
+std::string mapOf(const std::string& peripherals, const std::string& addressUnitBits = "8") {
+    return "<device schemaVersion=\"1.3\"><name>D</name><version>1</version><description>d</description>"
+           "<addressUnitBits>" +
+           addressUnitBits +
+           "</addressUnitBits><width>32</width><size>32</size><access>read-write</access><resetValue>0</resetValue>"
+           "<resetMask>0xFFFFFFFF</resetMask><peripherals>" +
+           peripherals + "</peripherals></device>";
+}
+
+/** The program, on devices that a register map describes. */
+class RegisterNames : public testing::Test {
+protected:
+    RegisterNames() {
+        m_folder.store("map", std::string(4096, '\0'));
+        m_folder.store("registers8", std::string(64, '\0'));
+        const std::string registers = controlRegisters + furtherRegisters;
+        m_folder.store("board.svd", mapOf(peripheral("map32", registers) + peripheral("remote", registers)));
+    }
+
+    Ending run(const std::string& line) const {
+        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd " + line), m_folder.path());
+    }
+
+    void expect(const std::string& line, int status, const std::string& output, const std::string& problem = "") const {
+        expectEnding(run(line), status, output, problem, line);
+    }
+
+    void expectRefused(const std::string& line, const std::string& problem) const {
+        const std::string before = m_folder.load("map");
+        expect(line, 2, "", problem);
+        EXPECT_EQ(m_folder.load("map"), before) << line;
+    }
+
+    void set(std::size_t offset, std::uint32_t value) const {
+        std::string bytes = m_folder.load("map");
+        bytes.replace(offset, sizeof(value), reinterpret_cast<const char*>(&value), sizeof(value));
+        m_folder.store("map", bytes);
+    }
+
+    std::uint32_t get(std::size_t offset) const {
+        const std::string bytes = m_folder.load("map").substr(offset, sizeof(std::uint32_t));
+        std::uint32_t value = 0;
+        bytes.copy(reinterpret_cast<char*>(&value), sizeof(value));
+        return value;
+    }
+
+    TestFolder m_folder;
+};
+
+TEST_F(RegisterNames, ReadARegisterWithItsFields) {
+    set(0, 0x80003721);
+    expect(
+        "read map32 CTRL", 0,
+        "map32 CTRL = 0x80003721\n  READY[31]  = 1\n  GAIN[15:8] = 55\n  MODE[6:4]  = 2\n  START[0]   = 1 (running)\n");
+    expect("read map32 CTRL --quiet", 0, "0x80003721\n");
+    expect("read map32 CTRL --json", 0,
+           R"({"name":"map32","address":0,"register":"CTRL","value":2147497761,"fields":[{"name":"READY","value":1},)"
+           R"({"name":"GAIN","value":55},{"name":"MODE","value":2},{"name":"START","value":1,"meaning":"running"}]})"
+           "\n");
+}
+
+TEST_F(RegisterNames, ReadARegisterWithoutFields) {
+    set(4, 7);
+    expect("read map32 STATUS", 0, "map32 STATUS = 0x00000007\n");
+    expect("read map32 STATUS --json", 0,
+           "{\"name\":\"map32\",\"address\":4,\"register\":\"STATUS\",\"value\":7,\"fields\":[]}\n");
+}
+
+TEST_F(RegisterNames, ReadAField) {
+    set(0, 0x00003721);
+    expect("read map32 CTRL.START", 0, "map32 CTRL.START = 1 (running)\n");
+    expect("read map32 CTRL.GAIN", 0, "map32 CTRL.GAIN = 55\n");
+    expect("read map32 CTRL.START --quiet", 0, "1\n");
+    expect("read map32 CTRL.START --json", 0,
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"field\":\"START\",\"value\":1,"
+           "\"meaning\":\"running\"}\n");
+    expect("read map32 CTRL.GAIN --json", 0,
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"field\":\"GAIN\",\"value\":55}\n");
+}
+
+TEST_F(RegisterNames, ReachElementsOfArraysAndClusters) {
+    set(0x1C, 0x1234);
+    set(0x24, 0x5678);
+    expect("read map32 DATA[3]", 0, "map32 DATA[3] = 0x00001234\n");
+    expect("read map32 CHANNEL.LEVEL", 0, "map32 CHANNEL.LEVEL = 0x00005678\n");
+}
+
+TEST_F(RegisterNames, LeaveNumbersAsTheyAre) {
+    m_folder.store("board.svd", "broken");
+    set(4, 7);
+    expect("read map32 4", 0, "map32 0x00000004 = 0x00000007\n");
+    expect("write map32 --index 0 1", 0, "map32 0 = 0x00000001\n");
+    expectRefused("read map32 --index CTRL",
+                  "index 'CTRL' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
+}
+
+TEST_F(RegisterNames, WriteARegister) {
+    expect("write map32 CTRL 0x3721", 0, "map32 CTRL = 0x00003721\n");
+    EXPECT_EQ(get(0), 0x3721U);
+    expect("write map32 CTRL 0xff --mask 0xf0 --verify", 0, "map32 CTRL = 0x000000f0 under 0x000000f0\n");
+    EXPECT_EQ(get(0), 0x37F1U);
+    expect("write map32 KEY 5", 0, "map32 KEY = 0x00000005\n");
+    expect("write map32 LIMITED 5 --json", 0,
+           "{\"name\":\"map32\",\"address\":88,\"register\":\"LIMITED\",\"value\":5}\n");
+    expect("write map32 NARROW 0xffff --quiet", 0, "");
+    EXPECT_EQ(get(0x54), 0xFFFFU);
+}
+
+TEST_F(RegisterNames, WriteAField) {
+    set(0, 0xFFFFFFFF);
+    expect("write map32 CTRL.START stopped --verify", 0, "map32 CTRL.START = 0 (stopped)\n");
+    EXPECT_EQ(get(0), 0xFFFFFFFEU);
+    expect("write map32 CTRL.MODE 0b101 --quiet", 0, "");
+    EXPECT_EQ(get(0), 0xFFFFFFDEU);
+}
+
+TEST_F(RegisterNames, WriteSeveralFieldsAtOnce) {
+    set(0, 0xFFFF0000);
+    expect("write map32 CTRL MODE=5 START=running --verify", 0,
+           "map32 CTRL.MODE = 5\nmap32 CTRL.START = 1 (running)\n");
+    EXPECT_EQ(get(0), 0xFFFF0051U);
+    expect("write map32 CTRL GAIN=3 --json", 0,
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"value\":768,\"mask\":65280,"
+           "\"fields\":[{\"name\":\"GAIN\",\"value\":3}]}\n");
+    EXPECT_EQ(get(0), 0xFFFF0351U);
+}
+
+TEST_F(RegisterNames, LeaveOtherFieldsAlone) {
+    set(0xC, 0x1);
+    expect("write map32 FLAGS.ENABLE 1", 0, "map32 FLAGS.ENABLE = 1\n");
+    EXPECT_EQ(get(0xC), 0x2U);
+}
+
+TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
+    set(8, 0xFFFFFFFF);
+    expect("write map32 KEY CODE=0x5a LOCK=0", 0, "map32 KEY.CODE = 90\nmap32 KEY.LOCK = 0\n");
+    EXPECT_EQ(get(8), 0x5AU);
+    expect("write map32 FIFO LOW=1 HIGH=2", 0, "map32 FIFO.LOW = 1\nmap32 FIFO.HIGH = 2\n");
+    EXPECT_EQ(get(0x40), 0x20001U);
+}
+
+TEST_F(RegisterNames, RefuseAWriteThatWouldHarmAnotherField) {
+    expectRefused("write map32 KEY.CODE 1",
+                  "map32: register KEY is write-only, so its other fields cannot keep their values (assign also LOCK)");
+    expectRefused("write map32 FIFO LOW=1", "map32: reading register FIFO has a side effect, so its other fields "
+                                            "cannot keep their values (assign also HIGH)");
+}
+
+TEST_F(RegisterNames, AreRefusedIfTheyAreUnknown) {
+    expectRefused("read map32 CTLR", "map32: 'CTLR' is not a name in board.svd (did you mean 'CTRL'?)");
+    expectRefused("read map32 ctrl.mode", "map32: 'ctrl.mode' is not a name in board.svd ('rynvelctl describe map32' "
+                                          "shows the names)");
+    expectRefused("read map32 CTRL.MODES",
+                  "map32: 'CTRL.MODES' is not a name in board.svd (did you mean 'CTRL.MODE'?)");
+    expectRefused("write map32 CTRL MODES=1", "map32: register CTRL has no field 'MODES' (did you mean 'MODE'?)");
+}
+
+TEST_F(RegisterNames, AreRefusedForAnAccessThatTheMapExcludes) {
+    expectRefused("read map32 KEY", "map32: register KEY is write-only");
+    expectRefused("read map32 KEY.CODE", "map32: field KEY.CODE is write-only");
+    expectRefused("dump map32 KEY 2", "map32: register KEY is write-only");
+    expectRefused("watch map32 CTRL KEY", "map32: register KEY is write-only");
+    expectRefused("write map32 KEY 1 --verify", "map32: register KEY is write-only");
+    expectRefused("write map32 KEY 1 --mask 1", "map32: register KEY is write-only");
+    expectRefused("write map32 STATUS 1", "map32: register STATUS is read-only");
+    expectRefused("fill map32 STATUS 2 1", "map32: register STATUS is read-only");
+    expectRefused("write map32 CTRL.READY 1", "map32: field CTRL.READY is read-only");
+    expectRefused("write map32 CTRL MODE=1 READY=1", "map32: field CTRL.READY is read-only");
+}
+
+TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
+    expectRefused("write map32 NARROW 0x10000", "value 0x10000 does not fit in 16 bits");
+    expectRefused("write map32 NARROW 1 --mask 0x10000", "mask 0x10000 does not fit in 16 bits");
+    expectRefused("write map32 LIMITED 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("write map32 CTRL.MODE 8", "map32: field CTRL.MODE: '8' does not fit in 3 bits");
+    expectRefused("write map32 CTRL.GAIN 1", "map32: field CTRL.GAIN: '1' is not a value that may be written");
+    expectRefused("write map32 CTRL.START going",
+                  "map32: field CTRL.START: 'going' is not a number or one of stopped, running");
+}
+
+TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
+    expectRefused("write map32 CTRL 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
+    expectRefused("write map32 0 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
+    expectRefused("write map32 CTRL.MODE 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
+    expectRefused("write map32 CTRL MODE=1 2", "map32: '2' does not assign a value to a field (FIELD=VALUE)");
+    expectRefused("write map32 CTRL MODE=", "map32: 'MODE=' does not assign a value to a field (FIELD=VALUE)");
+    expectRefused("write map32 CTRL =1", "map32: '=1' does not assign a value to a field (FIELD=VALUE)");
+    expectRefused("write map32 0 MODE=1",
+                  "map32: 'MODE=1' assigns a field of address 0x00000000 (give the name of the register)");
+    expectRefused("write map32 CTRL.MODE 1 --mask 1", "--mask: fields have a mask of their own (leave out --mask)");
+    expectRefused("dump map32 CTRL.MODE 1", "map32: CTRL.MODE is a field (give a register)");
+    expectRefused("fill map32 CTRL.MODE 1 1", "map32: CTRL.MODE is a field (give a register)");
+}
+
+TEST_F(RegisterNames, AreRefusedIfAWriteCannotBeVerified) {
+    expectRefused("write map32 FLAGS ERROR=1 ENABLE=1 --verify",
+                  "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
+    expectRefused("write map32 KEY CODE=1 LOCK=1 --verify", "map32: register KEY is write-only");
+}
+
+TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
+    expectRefused("read map32 WIDE", "map32: register WIDE has 64 bits (the device has 32-bit registers)");
+    expectRefused("read map32 BYTE0", "map32: register BYTE0 has 8 bits and shares its word with register BYTE1 (the "
+                                      "device has 32-bit registers)");
+    expectRefused("read map32 BYTE1",
+                  "map32: register BYTE1: offset 0x00000051 is not a multiple of 4 (32-bit registers)");
+    expectRefused("read map32 TOO_FAR", "map32: register TOO_FAR is outside the 32-bit address range");
+    expectRefused("read map32 OUTSIDE", "map32: register OUTSIDE is outside the map of 4096 bytes");
+}
+
+TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
+    set(0x18, 0xAB);
+    expect("dump map32 DATA[1] 3", 0, "0x00000014: 00000000 000000ab 00000000\n");
+    expect("fill map32 DATA[1] 2 7", 0, "map32 DATA[1] = 0x00000007 in 2 registers\n");
+    EXPECT_EQ(get(0x10), 0U);
+    EXPECT_EQ(get(0x18), 7U);
+}
+
+TEST_F(RegisterNames, AreWatched) {
+    expect("watch map32 CTRL CTRL.START 4 --count 2 --interval 1ms", 0,
+           "TIME map32 CTRL = 0x00000000\nTIME map32 CTRL.START = 0 (stopped)\nTIME map32 0x00000004 = 0x00000000\n");
+    expect("watch map32 CTRL CTRL.START --count 1 --quiet", 0, "CTRL 0x00000000\nCTRL.START 0\n");
+    expect(
+        "watch map32 STATUS CTRL.MODE --count 1 --json", 0,
+        "{\"name\":\"map32\",\"address\":4,\"register\":\"STATUS\",\"value\":0,\"fields\":[],\"time\":\"TIME\"}\n"
+        "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"field\":\"MODE\",\"value\":0,\"time\":\"TIME\"}\n");
+}
+
+TEST_F(RegisterNames, PrintAWatchedFieldOnlyWhenTheFieldChanges) {
+    Program program(RYNVELCTL_FOR_TESTS, words("--map board.svd watch map32 CTRL.MODE CTRL --interval 1ms --quiet"),
+                    m_folder.path());
+    EXPECT_EQ(program.outputLine(), "CTRL.MODE 0");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000000");
+    run("write map32 CTRL 1");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000001");
+    run("write map32 CTRL 0x31");
+    EXPECT_EQ(program.outputLine(), "CTRL.MODE 3");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000031");
+}
+
+/** The maps that the program searches, without those in its folders. */
+class MapsOfRegisterNames : public RegisterNames {
+protected:
+    void expectWith(const std::string& maps, const std::string& line, int status, const std::string& output,
+                    const std::string& problem = "") const {
+        Arguments command = words(RYNVEL_EMULATOR);
+        command.emplace_back(RYNVELCTL_FOR_TESTS);
+        const Arguments further = words(line);
+        command.insert(command.end(), further.begin(), further.end());
+        const std::string preparation = "unset ZILTRACE; cd '" + m_folder.path() + "' && export RYNVEL_MAPS='" + maps;
+        Process program(command, {preparation + "' && ", {}, Process::toTheTest});
+        expectEnding(program.wait(), status, output, problem, maps + ": " + line);
+    }
+};
+
+TEST_F(MapsOfRegisterNames, AreThoseOfTheEnvironment) {
+    m_folder.store("other.svd", mapOf(peripheral("file8", "<register><name>R</name><addressOffset>0</addressOffset>"
+                                                          "<size>8</size></register>")));
+    expectWith("other.svd:board.svd", "read map32 STATUS", 0, "map32 STATUS = 0x00000000\n");
+    expectWith(":other.svd:", "read file8 R", 0, "file8 R = 0x00\n");
+    expectWith(".", "read file8 R", 0, "file8 R = 0x00\n");
+    expectWith("other.svd", "read map32 STATUS", 2, "",
+               "map32: 'STATUS' is not an address, and no register map describes the device (give a map with --map)");
+    expectWith("nowhere", "read map32 STATUS", 2, "", "nowhere: error: No such file or directory");
+    expectWith("nowhere", "read map32 4", 0, "map32 0x00000004 = 0x00000000\n");
+}
+
+TEST_F(MapsOfRegisterNames, AreThoseOfTheCommandLineFirst) {
+    expectWith("nowhere", "read map32 STATUS --map board.svd", 0, "map32 STATUS = 0x00000000\n");
+    expectWith("board.svd", "read map32 STATUS --map nowhere.svd", 2, "",
+               "nowhere.svd: error: No such file or directory");
+}
+
+TEST_F(MapsOfRegisterNames, MustBeUsable) {
+    m_folder.store("broken.svd", "<device>\n<peripherals>\n</device>");
+    expectWith("broken.svd", "read map32 STATUS", 2, "",
+               "broken.svd:3: error: not well-formed XML: Start-end tags mismatch");
+    m_folder.store("words.svd", mapOf(peripheral("map32", controlRegisters), "16"));
+    expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: an address selects 16 bits (8 are supported)");
+}
+
+/** The program, on a device of a server. */
+class RemoteRegisterNames : public RegisterNames {
+protected:
+    Ending run(const std::string& line) {
+        return RegisterNames::run("--remote " + m_peer.address() + " --type Uio32 " + line);
+    }
+
+    /** The request after the one that opens the device. */
+    Rynvel::Request operation() { return asRequest(m_peer.requests(2)[1].bytes); }
+
+    TestPeer m_peer;
+};
+
+TEST_F(RemoteRegisterNames, ReadTheSameRegister) {
+    m_peer.script({success(), success({0x21})});
+    expectEnding(run("read remote CTRL.START"), 0, "remote CTRL.START = 1 (running)\n");
+}
+
+TEST_F(RemoteRegisterNames, WriteFieldsWithTheirMask) {
+    m_peer.script({success(), success()});
+    expectEnding(run("write remote CTRL MODE=5 START=0"), 0, "remote CTRL.MODE = 5\nremote CTRL.START = 0 (stopped)\n");
+    const Rynvel::Request request = operation();
+    EXPECT_EQ(request.getType(), Rynvel::RequestData::Type::Write32);
+    EXPECT_EQ(request.getAddress(), 0U);
+    EXPECT_EQ(request.getValue(), 0x50U);
+    EXPECT_EQ(request.getBitmask(), 0x71U);
+}
+
+TEST_F(RemoteRegisterNames, WriteAllFieldsWithoutAMask) {
+    m_peer.script({success(), success()});
+    expectEnding(run("write remote KEY CODE=5 LOCK=1"), 0, "remote KEY.CODE = 5\nremote KEY.LOCK = 1\n");
+    EXPECT_EQ(operation().getValue(), 0x105U);
+    EXPECT_EQ(operation().getBitmask(), 0U);
+}
+
+TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {
+    expectEnding(run("write remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
+    EXPECT_EQ(m_peer.requests(0).size(), 0U);
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include "Addresses.h"
+
+#include <cctype>
+
+#include "FieldValues.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<unsigned char>(text.front())) != 0; }
+
+} // namespace
+
+Addressed Addresses::find(const std::string& text) {
+    if (m_unit == AddressUnit::Registers || beginsWithDigit(text)) {
+        return {RegisterRange(m_target, m_unit, text), std::nullopt};
+    }
+    const Selection selection = registerMap(text).find(text);
+    return {selection.whole.range, selection};
+}
+
+Addressed Addresses::findWhole(const std::string& text) {
+    Addressed addressed = find(text);
+    if (addressed.named) {
+        wholeOf(*addressed.named);
+    }
+    return addressed;
+}
+
+const RegisterMap& Addresses::registerMap(const std::string& name) {
+    if (!m_map) {
+        m_map = m_context.findRegisterMap(m_target);
+    }
+    if (!m_map) {
+        throw usageError(m_target.name() + ": '" + name +
+                         "' is not an address, and no register map describes the device (give a map with --map)");
+    }
+    return *m_map;
+}
+
+void requireReadable(const Addressed& addressed) {
+    if (addressed.named) {
+        requireReadable(*addressed.named);
+    }
+}
+
+void requireWritable(const Addressed& addressed) {
+    if (addressed.named) {
+        requireWritable(*addressed.named);
+    }
+}
+
+Reading readingOf(const Addressed& addressed, std::uint32_t value) {
+    if (!addressed.named) {
+        return RegisterValue{addressed.range, value, {}};
+    }
+    if (addressed.field() != nullptr) {
+        return FieldReading{addressed.range, Maps::decode(*addressed.field(), value)};
+    }
+    return decoded(addressed.named->whole, value);
+}
+
+RegisterValue decoded(const MappedRegister& whole, std::uint32_t value) {
+    return {whole.range, value, Maps::decode(whole.contents(), value)};
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#include "FieldText.h"
+
+#include <algorithm>
+
+#include "Formats.h"
+
+namespace Rynvelctl {
+
+std::string labelOf(const Maps::Field& field) {
+    const std::string lowest = std::to_string(field.lsb);
+    return field.name + '[' + (field.msb == field.lsb ? lowest : std::to_string(field.msb) + ':' + lowest) + ']';
+}
+
+std::string pathOf(const RegisterRange& range, const Maps::FieldValue& value) {
+    return range.name() + '.' + value.field->name;
+}
+
+std::string meaningOf(const Maps::FieldValue& value) { return value.name == nullptr ? "" : value.name->name; }
+
+std::string textOf(const Maps::FieldValue& value) {
+    const std::string meaning = meaningOf(value);
+    return std::to_string(value.value) + (meaning.empty() ? "" : " (" + meaning + ')');
+}
+
+std::string AssignmentLines::text() const {
+    std::size_t width = 0;
+    for (const auto& [label, value] : m_lines) {
+        width = std::max(width, label.size());
+    }
+    std::vector<std::string> lines;
+    for (const auto& [label, value] : m_lines) {
+        lines.push_back(label + std::string(width - label.size(), ' ') + ' ' + value);
+    }
+    return joinLines(lines);
+}
+
+} // namespace Rynvelctl

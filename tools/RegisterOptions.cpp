@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#include "RegisterOptions.h"
+
+namespace Rynvelctl {
+
+void addRegister(const Common::Command& command, RegisterOptions& options) {
+    command.addArgument("NAME", options.name, "the device");
+    command.addArgument("ADDRESS", options.address, "the byte address of the register, or its name");
+}
+
+void addIndexOption(const Common::Command& command, RegisterOptions& options) {
+    command.addFlag("--index", options.usesIndex, "addresses are register indices instead of byte addresses");
+}
+
+} // namespace Rynvelctl

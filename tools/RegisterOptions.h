@@ -1,0 +1,31 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The part of the command line that commands on registers share.
+ */
+#ifndef RYNVELCTL_REGISTEROPTIONS_H
+#define RYNVELCTL_REGISTEROPTIONS_H
+
+#include <string>
+
+#include "ArgumentParser.h"
+#include "RegisterRange.h"
+
+namespace Rynvelctl {
+
+struct RegisterOptions {
+    std::string name;
+    std::string address;
+    bool usesIndex = false;
+
+    AddressUnit unit() const { return usesIndex ? AddressUnit::Registers : AddressUnit::Bytes; }
+};
+
+/** Adds the arguments for a device and a register. */
+void addRegister(const Common::Command& command, RegisterOptions& options);
+
+void addIndexOption(const Common::Command& command, RegisterOptions& options);
+
+} // namespace Rynvelctl
+
+#endif

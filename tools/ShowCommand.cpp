@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+
+#include "Addresses.h"
+#include "Commands.h"
+#include "FieldWrite.h"
+#include "OpenDevice.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct ShowOptions {
+    std::string name;
+    std::vector<std::string> registers;
+    bool includesSideEffects = false;
+};
+
+using Registers = std::vector<MappedRegister>;
+
+Registers readableRegistersOf(const RegisterMap& map) {
+    Registers registers = map.registers();
+    const auto others = std::remove_if(registers.begin(), registers.end(), [](const MappedRegister& each) {
+        return !Maps::isReadable(each.contents().access);
+    });
+    registers.erase(others, registers.end());
+    return registers;
+}
+
+Registers registersNamed(const RegisterMap& map, const std::vector<std::string>& names) {
+    Registers registers;
+    for (const std::string& name : names) {
+        const Selection selection = map.find(name);
+        requireReadable(selection);
+        registers.push_back(wholeOf(selection));
+    }
+    return registers;
+}
+
+/** Moves the registers that are outside the device to the inaccessible ones of the listing. */
+Registers insideOf(const OpenDevice& device, const Registers& registers, RegisterListing& listing) {
+    Registers inside;
+    for (const MappedRegister& each : registers) {
+        try {
+            each.range.requireInside(device.mapSize());
+            inside.push_back(each);
+        } catch (const Failure& outside) {
+            listing.inaccessible.emplace_back(outside.what());
+        }
+    }
+    return inside;
+}
+
+/** Reads the registers into the listing. @return the failure that ended the reading; none if all were read. */
+std::optional<Failure> read(OpenDevice& device, const Registers& registers, bool includesSideEffects,
+                            RegisterListing& listing) {
+    try {
+        for (const MappedRegister& each : registers) {
+            if (includesSideEffects || !Maps::hasReadEffect(each.contents())) {
+                const RegisterValue value = decoded(each, device.read(each.range));
+                listing.registers.push_back({value.range, value.value, value.fields});
+            } else {
+                listing.registers.push_back({each.range, std::nullopt, {}});
+            }
+        }
+    } catch (const Failure& failure) {
+        return failure;
+    }
+    return std::nullopt;
+}
+
+/** @throws Failure if a register was not read. */
+void requireRead(const RegisterListing& listing) {
+    for (const ListedRegister& each : listing.registers) {
+        if (!each.value) {
+            throw usageError(each.range.device().name() + ": register " + each.range.name() +
+                             " was not read, because reading has a side effect (--with-side-effects reads it)");
+        }
+    }
+}
+
+void show(const CommandContext& context, const ShowOptions& options) {
+    const Target target = context.target(options.name);
+    const RegisterMap map = context.registerMap(target);
+    const bool areNamed = !options.registers.empty();
+    Registers registers = areNamed ? registersNamed(map, options.registers) : readableRegistersOf(map);
+    const auto device = openDevice(target, context.timeout());
+    RegisterListing listing;
+    if (areNamed) {
+        for (const MappedRegister& each : registers) {
+            each.range.requireInside(device->mapSize());
+        }
+    } else {
+        listing.inaccessible = map.inaccessible();
+        registers = insideOf(*device, registers, listing);
+    }
+    const auto failure = read(*device, registers, options.includesSideEffects, listing);
+    context.output().print(listing);
+    if (failure) {
+        throw Failure(*failure);
+    }
+    if (areNamed) {
+        requireRead(listing);
+    }
+}
+
+} // namespace
+
+void addShowCommand(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<ShowOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "show", "show registers and their fields by name", options, show);
+    command.addArgument("NAME", options->name, "the device");
+    command.addOptionalArgument("REGISTER", options->registers,
+                                "the names of registers (default: all that are readable)");
+    command.addFlag("--with-side-effects", options->includesSideEffects,
+                    "read also the registers whose reading has a side effect");
+}
+
+} // namespace Rynvelctl

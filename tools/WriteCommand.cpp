@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+
+#include "Addresses.h"
+#include "Commands.h"
+#include "FieldWrite.h"
+#include "Numbers.h"
+#include "OpenDevice.h"
+#include "RegisterOptions.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct WriteOptions : RegisterOptions {
+    std::vector<std::string> values;
+    std::string mask;
+    bool verifies = false;
+};
+
+/** The write that the user asks for. */
+struct PlannedWrite {
+    /** The value for the device, and its mask. */
+    std::uint32_t value;
+    std::optional<std::uint32_t> mask;
+    /** The part that the user gave. */
+    WrittenValue given;
+};
+
+std::uint32_t parseMask(const std::string& text, unsigned int width) {
+    const std::uint32_t mask = parseValue("mask", text, width);
+    // To a server, a mask of 0 means that there is no mask.
+    if (mask == 0) {
+        throw usageError("mask " + text + " selects no bits");
+    }
+    return mask;
+}
+
+/** Builds the plan from the command line. */
+class Planner {
+public:
+    Planner(const Addressed& addressed, const WriteOptions& options) : m_addressed(addressed), m_options(options) {}
+
+    PlannedWrite plan() const {
+        if (m_addressed.field() != nullptr) {
+            return planFields({{m_addressed.field()->name, onlyValue()}});
+        }
+        return isAssignment(m_options.values.front()) ? planFields(assignments()) : planRegister();
+    }
+
+private:
+    static bool isAssignment(const std::string& word) { return word.find('=') != std::string::npos; }
+
+    const Target& device() const { return m_addressed.range.device(); }
+
+    Failure refusal(const std::string& problem) const { return usageError(device().name() + ": " + problem); }
+
+    const std::string& onlyValue() const {
+        if (m_options.values.size() > 1) {
+            throw refusal("'" + m_options.values[1] + "' is a second value (to write fields, give FIELD=VALUE)");
+        }
+        return m_options.values.front();
+    }
+
+    Maps::Assignment assignment(const std::string& word) const {
+        const std::size_t equalsSign = std::min(word.find('='), word.size());
+        if (equalsSign == 0 || equalsSign + 1 >= word.size()) {
+            throw refusal("'" + word + "' does not assign a value to a field (FIELD=VALUE)");
+        }
+        return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
+    }
+
+    std::vector<Maps::Assignment> assignments() const {
+        if (!m_addressed.named) {
+            throw refusal("'" + m_options.values.front() + "' assigns a field of address " +
+                          m_addressed.range.addressText() + " (give the name of the register)");
+        }
+        std::vector<Maps::Assignment> assignments;
+        for (const std::string& word : m_options.values) {
+            assignments.push_back(assignment(word));
+        }
+        return assignments;
+    }
+
+    PlannedWrite planFields(const std::vector<Maps::Assignment>& assignments) const {
+        if (!m_options.mask.empty()) {
+            throw usageError("--mask: fields have a mask of their own (leave out --mask)");
+        }
+        const Maps::FieldWrite write = fieldWrite(assignments);
+        const auto narrow = [](std::uint64_t value) { return static_cast<std::uint32_t>(value); };
+        const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
+        return {narrow(write.written.value),
+                mask,
+                {m_addressed.range, narrow(write.assigned.value), narrow(write.assigned.mask), write.fields}};
+    }
+
+    Maps::FieldWrite fieldWrite(const std::vector<Maps::Assignment>& assignments) const {
+        try {
+            return Maps::planWrite(m_addressed.named->whole.place, assignments);
+        } catch (const Maps::RefusedValue& refused) {
+            throw refusal(refused.what());
+        }
+    }
+
+    PlannedWrite planRegister() const {
+        const unsigned int width = bits();
+        const std::uint32_t value = parseValue("value", onlyValue(), width);
+        std::optional<std::uint32_t> mask;
+        if (!m_options.mask.empty()) {
+            mask = parseMask(m_options.mask, width);
+        }
+        if (m_addressed.named) {
+            requireAllowed(value);
+        }
+        return {value, mask, {m_addressed.range, value & mask.value_or(UINT32_MAX), mask, {}}};
+    }
+
+    unsigned int bits() const {
+        return m_addressed.named ? m_addressed.named->whole.contents().size : device().width();
+    }
+
+    void requireAllowed(std::uint32_t value) const {
+        requireWritable(*m_addressed.named);
+        // A masked write also reads.
+        if (!m_options.mask.empty()) {
+            requireReadable(*m_addressed.named);
+        }
+        const auto& constraint = m_addressed.named->whole.contents().writeConstraint;
+        if (constraint && !Maps::isAllowed(*constraint, value)) {
+            throw refusal("register " + m_addressed.range.name() + ": value " + m_options.values.front() +
+                          " may not be written (from " + std::to_string(constraint->minimum) + " to " +
+                          std::to_string(constraint->maximum) + ')');
+        }
+    }
+
+    const Addressed& m_addressed;
+    const WriteOptions& m_options;
+};
+
+/** @throws Failure if the map says that the written bits do not read as they were written. */
+void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
+    if (!addressed.named) {
+        return;
+    }
+    const MappedRegister& whole = addressed.named->whole;
+    requireReadable({whole, nullptr});
+    for (const Maps::FieldValue& value : plan.given.fields) {
+        requireReadable({whole, value.field});
+        if (value.field->modifiedWrite != Maps::ModifiedWrite::Modify) {
+            throw usageError(whole.range.device().name() + ": field " + Selection{whole, value.field}.name() +
+                             " does not store what is written (leave out --verify)");
+        }
+    }
+}
+
+void verify(OpenDevice& device, const WrittenValue& written) {
+    const RegisterRange& range = written.range;
+    const std::uint32_t found = device.read(range);
+    const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
+    if ((found & mask) != (written.value & mask)) {
+        const Target& target = range.device();
+        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, target.width()) : "";
+        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " holds " +
+                                              hexadecimal(found, target.width()) + " after " +
+                                              hexadecimal(written.value, target.width()) + " was written" + masked);
+    }
+}
+
+void write(const CommandContext& context, const WriteOptions& options) {
+    const Target target = context.target(options.name);
+    const Addressed addressed = Addresses(context, target, options.unit()).find(options.address);
+    const PlannedWrite plan = Planner(addressed, options).plan();
+    if (options.verifies) {
+        requireVerifiable(addressed, plan);
+    }
+    const auto device = openDevice(addressed.range, context.timeout());
+    if (plan.mask) {
+        device->write(addressed.range, plan.value, *plan.mask);
+    } else {
+        device->write(addressed.range, plan.value);
+    }
+    if (options.verifies) {
+        verify(*device, plan.given);
+    }
+    context.output().print(plan.given);
+}
+
+} // namespace
+
+void addWriteCommand(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<WriteOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "write", "write a register, or fields of a register", options, write);
+    addRegister(command, *options);
+    command.addArgument("VALUE", options->values, "the value to write, or FIELD=VALUE for each field of the register");
+    command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
+    command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
+    addIndexOption(command, *options);
+}
+
+} // namespace Rynvelctl
