@@ -24,7 +24,7 @@ struct RegisterBits {
     Maps::ModifiedWrite modifiedWrite = Maps::ModifiedWrite::Modify;
 };
 
-/** Bits without a description are memory, and 0 at first. Threads: one at a time. */
+/** Bits without a description are memory, and initially 0. Threads: one at a time. */
 class SimulatedRegister {
 public:
     /** @param bits their masks must not overlap. */
