@@ -27,7 +27,9 @@ protected:
         const Command command = program.addCommand("command", "does it", [this] { ++m_calls; });
         command.addArgument("FIRST", m_first, "must be given");
         command.addArgument("REST", m_rest, "must be given, too");
-        program.addCommand("other", "does nothing", [] {}).addOptionalArgument("LAST", m_last, "may be given");
+        const Command other = program.addCommand("other", "does nothing", [] {});
+        other.addOptionalArgument("LAST", m_last, "may be given");
+        other.addOptionalArgument("MORE", m_more, "any number");
     }
 
     ParseResult parse(const Words& words) {
@@ -65,6 +67,7 @@ protected:
     std::string m_first;
     std::vector<std::string> m_rest;
     std::string m_last = "default";
+    std::vector<std::string> m_more;
     int m_calls = 0;
 };
 
@@ -102,6 +105,13 @@ TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentAfterTheFirst) {
 TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
     expectParsed({"other"});
     EXPECT_EQ(m_last, "default");
+    EXPECT_EQ(m_more, Words());
+}
+
+TEST_F(ArgumentParsers, TakeSeveralOptionalArguments) {
+    expectParsed({"other", "1", "2", "3", "--flag"});
+    EXPECT_EQ(m_last, "1");
+    EXPECT_EQ(m_more, (Words{"2", "3"}));
 }
 
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
@@ -175,7 +185,10 @@ TEST_F(ArgumentParsers, DescribeTheirCommands) {
     EXPECT_TRUE(command.options[1].isPositional);
     EXPECT_TRUE(command.options[1].isRequired);
     EXPECT_TRUE(command.options[1].takesMultipleValues);
-    EXPECT_FALSE(m_parser.describe().commands[1].options[0].isRequired);
+    const CommandDescription other = m_parser.describe().commands[1];
+    EXPECT_FALSE(other.options[0].isRequired);
+    EXPECT_FALSE(other.options[1].isRequired);
+    EXPECT_TRUE(other.options[1].takesMultipleValues);
 }
 
 } // namespace
