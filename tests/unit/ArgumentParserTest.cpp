@@ -27,9 +27,8 @@ protected:
         const Command command = program.addCommand("command", "does it", [this] { ++m_calls; });
         command.addArgument("FIRST", m_first, "must be given");
         command.addArgument("REST", m_rest, "must be given, too");
-        const Command other = program.addCommand("other", "does nothing", [] {});
-        other.addOptionalArgument("LAST", m_last, "may be given");
-        other.addOptionalArgument("MORE", m_more, "any number");
+        program.addCommand("other", "does nothing", [] {}).addOptionalArgument("LAST", m_last, "may be given");
+        program.addCommand("several", "takes any number", [] {}).addOptionalArgument("MORE", m_more, "may be given");
     }
 
     ParseResult parse(const Words& words) {
@@ -105,13 +104,14 @@ TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentAfterTheFirst) {
 TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
     expectParsed({"other"});
     EXPECT_EQ(m_last, "default");
+    expectParsed({"several"});
     EXPECT_EQ(m_more, Words());
 }
 
 TEST_F(ArgumentParsers, TakeSeveralOptionalArguments) {
-    expectParsed({"other", "1", "2", "3", "--flag"});
-    EXPECT_EQ(m_last, "1");
-    EXPECT_EQ(m_more, (Words{"2", "3"}));
+    expectParsed({"several", "1", "2", "--flag"});
+    EXPECT_EQ(m_more, (Words{"1", "2"}));
+    EXPECT_TRUE(m_isGiven);
 }
 
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
@@ -171,7 +171,7 @@ TEST_F(ArgumentParsers, DescribeThemselves) {
     EXPECT_FALSE(program.options[3].takesMultipleValues);
     EXPECT_TRUE(program.options[4].takesMultipleValues);
     EXPECT_TRUE(program.options[5].takesMultipleValues);
-    ASSERT_EQ(program.commands.size(), 2U);
+    ASSERT_EQ(program.commands.size(), 3U);
     EXPECT_EQ(program.commands[1].name, "other");
 }
 
@@ -185,10 +185,9 @@ TEST_F(ArgumentParsers, DescribeTheirCommands) {
     EXPECT_TRUE(command.options[1].isPositional);
     EXPECT_TRUE(command.options[1].isRequired);
     EXPECT_TRUE(command.options[1].takesMultipleValues);
-    const CommandDescription other = m_parser.describe().commands[1];
-    EXPECT_FALSE(other.options[0].isRequired);
-    EXPECT_FALSE(other.options[1].isRequired);
-    EXPECT_TRUE(other.options[1].takesMultipleValues);
+    EXPECT_FALSE(m_parser.describe().commands[1].options[0].isRequired);
+    EXPECT_FALSE(m_parser.describe().commands[2].options[0].isRequired);
+    EXPECT_TRUE(m_parser.describe().commands[2].options[0].takesMultipleValues);
 }
 
 } // namespace
