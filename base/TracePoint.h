@@ -3,8 +3,8 @@
  * @file
  * Trace points. A trace point records a message, or the entry into an operation, on a trace channel.
  *
- * A trace point evaluates its arguments and builds its text only if its level is enabled on the channel. It keeps
- * `errno`. The macros take the channel as an argument; code that uses a single channel defines shorter macros.
+ * A trace point evaluates its arguments and builds its text only if its level is enabled on the channel. A trace point
+ * keeps `errno`. The macros take the channel as an argument. Code that uses a single channel can define shorter macros.
  */
 #ifndef RYNVEL_BASE_TRACEPOINT_H
 #define RYNVEL_BASE_TRACEPOINT_H
@@ -23,18 +23,18 @@ namespace TraceLevel {
 constexpr ZilTraceLevel failure = 1;     /**< operations that fail */
 constexpr ZilTraceLevel unreachable = 2; /**< devices and servers that cannot be reached */
 constexpr ZilTraceLevel outcome = 3;     /**< notable outcomes */
-constexpr ZilTraceLevel life = 4;        /**< creation and end of objects */
+constexpr ZilTraceLevel life = 4;        /**< creation of devices, and refused requests */
 constexpr ZilTraceLevel detail = 5;      /**< details of an operation */
 constexpr ZilTraceLevel entry = 6;       /**< entries into operations */
-constexpr ZilTraceLevel highRate = 7;    /**< operations that are called at a high rate, and locks */
+constexpr ZilTraceLevel highRate = 7;    /**< operations that programs call at a high rate, and locks */
 } // namespace TraceLevel
 
-/** The level that a channel has until it is configured. */
+/** The level of a channel that no configuration names. */
 constexpr ZilTraceLevel channelLevel = TraceLevel::outcome;
-/** The header option that every channel has. */
+/** The header option of every channel. */
 constexpr ZilTraceHdrOption channelHeaderOption = 256;
 
-/** Restores `errno` at the end of a scope. */
+/** A scope that restores `errno` at its end. */
 class ErrnoSaver {
 public:
     ErrnoSaver() = default;
@@ -46,23 +46,23 @@ private:
     const int m_errno = errno;
 };
 
-/** Splits the source text of the arguments of a macro into the single arguments. */
+/** The source texts of the arguments of a macro, one after the other. */
 class ArgumentNames {
 public:
     explicit ArgumentNames(std::string_view names);
-    /** Returns the next argument; an empty text after the last one. */
+    /** Returns the source text of the next argument; an empty text after the last argument. */
     std::string_view next();
 
 private:
     std::string_view m_rest;
 };
 
-/** Builds a trace text. The global locale of the program does not affect it. */
+/** A builder of trace texts. The global locale of the program does not affect the texts. */
 class TraceText {
 public:
     TraceText();
 
-    /** Returns the values, written to a stream one after the other. */
+    /** Returns the concatenation of the pieces. */
     template <typename... Pieces>
     [[gnu::cold]] std::string join(const Pieces&... pieces) {
         (m_stream << ... << pieces);
@@ -82,7 +82,7 @@ private:
     std::ostringstream m_stream;
 };
 
-/** Records the entry into an operation. The level must be enabled on the channel. Keeps `errno`. */
+/** A trace of the entry into an operation. The level must be enabled on the channel. log() keeps `errno`. */
 class EntryTrace {
 public:
     EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names)
@@ -96,7 +96,7 @@ public:
     }
 
 private:
-    // Static, so that the compiler need not create the object in the operation.
+    // These functions are static. The compiler therefore need not create the object in the traced operation.
     [[gnu::cold]] static void record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
 
     template <typename... Values>
@@ -114,8 +114,8 @@ private:
 };
 
 /**
- * Records a message. The level must be enabled on the channel. Create the object before the arguments of log() are
- * evaluated: it keeps the `errno` of its construction.
+ * A trace of a message. The level must be enabled on the channel. The destructor restores the `errno` of the
+ * construction, so create the object before the arguments of log() are evaluated.
  */
 class MessageTrace {
 public:
@@ -138,13 +138,13 @@ private:
 #define RYNVEL_TRACE_HEADER(function)                                                                                  \
     { __FILE__, __LINE__, function }
 
-/** Defines the header of an operation, which passes it to code that several operations share. */
+/** Defines a header that the enclosing function passes to code that several functions share. */
 #define RYNVEL_TRACE_POINT(name) RYNVEL_TRACE_POINT_OF(name, __func__)
 
-/** Defines the header of a function other than the one that contains the code. */
+/** Defines a header that names `function` instead of the enclosing function. */
 #define RYNVEL_TRACE_POINT_OF(name, function) static constexpr ZilTraceHeader name = RYNVEL_TRACE_HEADER(function)
 
-/** Records the entry into an operation. Writes each argument as "name=value". */
+/** Records the entry into an operation. The text contains each argument as "name=value". */
 #define RYNVEL_TRACE_ENTRY(channel, level, ...)                                                                        \
     do {                                                                                                               \
         if ((channel).isEnabled(level)) {                                                                              \
@@ -153,7 +153,7 @@ private:
         }                                                                                                              \
     } while (false)
 
-/** Records a message with the given header. Writes the arguments to a stream one after the other. */
+/** Records a message with the given header. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_TRACE_MESSAGE_AT(channel, header, level, ...)                                                           \
     do {                                                                                                               \
         if ((channel).isEnabled(level)) {                                                                              \
@@ -162,7 +162,7 @@ private:
         }                                                                                                              \
     } while (false)
 
-/** Records a message. Writes the arguments to a stream one after the other. */
+/** Records a message. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_TRACE_MESSAGE(channel, level, ...)                                                                      \
     do {                                                                                                               \
         RYNVEL_TRACE_POINT(traceHeader);                                                                               \

@@ -8,7 +8,7 @@
 
 namespace RynvelBenchmark {
 
-/** A child process that runs `body`. It ends when `body` returns, the object is destroyed or its parent ends. */
+/** A process that runs `body`. The process ends when `body` returns, the object is destroyed or the parent ends. */
 class Child {
 public:
     explicit Child(const std::function<void()>& body);
@@ -20,7 +20,7 @@ private:
     pid_t m_process;
 };
 
-/** Forks a process that ends when `body` returns or its parent ends. Returns its process identifier. */
+/** Forks a process that runs `body` and ends when `body` returns or the parent ends. Returns the process identifier. */
 pid_t runInChild(const std::function<void()>& body);
 
 } // namespace RynvelBenchmark

@@ -9,7 +9,8 @@
 
 namespace RynvelBenchmark {
 
-// Each function creates the stand-in of a device of devices.def, and returns the handle of the device.
+// Each function creates the stand-in for a device of devices.def, and returns the handle of the device. If the device
+// cannot be opened, the function ends the program.
 int openMapped();
 int openSeekable();
 int openInterrupt();

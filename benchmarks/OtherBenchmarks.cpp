@@ -16,7 +16,7 @@
 #include "Require.h"
 #include "StandIns.h"
 
-// Benchmarks without registers and interrupts: disabled traces, and opening.
+// Benchmarks of disabled traces, and of opening a device.
 
 namespace {
 

@@ -69,7 +69,7 @@ private:
     static inline pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/** Direct accesses. @tparam Lock is held during each operation. */
+/** Direct register accesses. @tparam Lock the lock that each operation holds. */
 template <typename Lock>
 class Raw {
 public:
@@ -128,7 +128,7 @@ void readBackToBack(State& state) {
     }
 }
 
-// Reads each register at the address that the read before has returned.
+// Reads each register at the index that the previous read has returned. The processor cannot overlap these reads.
 template <typename Access>
 void readChain(State& state) {
     const Access registers;
@@ -148,7 +148,7 @@ void writeBackToBack(State& state) {
     }
 }
 
-// Writes each value that was read back from the register after the write before.
+// Writes the value that was read back after the previous write. The processor cannot overlap these accesses.
 template <typename Access>
 void writeChain(State& state) {
     const Access registers;

@@ -20,7 +20,7 @@ namespace RynvelBenchmark {
 
 namespace {
 
-// The descriptors in devices.def.
+// The descriptors in the paths of devices.def.
 constexpr int registersDescriptor = 200;
 constexpr int interruptDescriptor = 201;
 constexpr int waitedDescriptor = 202;
@@ -51,7 +51,7 @@ std::array<int, 2> makePipe() {
     return ends;
 }
 
-// Makes the descriptor read and write the same pipe.
+// Makes a pipe with one descriptor for both ends. The descriptor reads what is written to it.
 void makeLoop(int descriptor) {
     const std::array<int, 2> ends = makePipe();
     moveDescriptor(openAnew(ends[0]), descriptor);
@@ -59,7 +59,7 @@ void makeLoop(int descriptor) {
     close(ends[1]);
 }
 
-// Creates the device files, and returns the pipe for requests to raise an interrupt.
+// Creates the device files. Returns the pipe that carries the requests to raise an interrupt.
 std::array<int, 2> makeInterrupts() {
     makeLoop(interruptDescriptor);
     makeLoop(waitedDescriptor);

@@ -9,7 +9,8 @@
 
 #include "Child.h"
 
-// The stand-ins for the hardware of the devices. get() creates the only object of a class when it is first called.
+// Stand-ins for the hardware of the devices. Each class has one object, which the first call of get() creates. If a
+// system call fails, the program ends.
 
 namespace RynvelBenchmark {
 
@@ -22,10 +23,10 @@ public:
     MemoryRegisters& operator=(const MemoryRegisters&) = delete;
     ~MemoryRegisters();
 
-    /** Opens the file of the registers. The caller closes the descriptor. */
+    /** Returns a new descriptor for the file of the registers. The caller closes the descriptor. */
     int open() const;
 
-    /** Returns the registers, in a map of their own. */
+    /** Returns the registers in a map that the object owns. */
     volatile std::uint32_t* words() const { return m_words; }
 
 private:
@@ -35,8 +36,8 @@ private:
 };
 
 /**
- * The interrupts of two devices. "interrupt32" returns every word that is written to it: enabling its interrupt raises
- * it. Another process raises the interrupt of "waited32" on request.
+ * The interrupts of two devices. A read of "interrupt32" returns a word that was written to the device, so enabling the
+ * interrupt also raises it. Another process raises the interrupt of "waited32" on request.
  */
 class InterruptSource {
 public:
@@ -46,13 +47,13 @@ public:
     InterruptSource& operator=(const InterruptSource&) = delete;
     ~InterruptSource();
 
-    /** Opens the file of "interrupt32". The caller closes the descriptor. */
+    /** Returns a new descriptor for the file of "interrupt32". The caller closes the descriptor. */
     int openInterrupt() const;
 
-    /** Opens the file of "waited32". The caller closes the descriptor. */
+    /** Returns a new descriptor for the file of "waited32". The caller closes the descriptor. */
     int openWaited() const;
 
-    /** Requests the interrupt of "waited32" from the other process. */
+    /** Asks the other process to raise the interrupt of "waited32", and returns without waiting for it. */
     void raise() const;
 
 private:
@@ -62,10 +63,11 @@ private:
     const Child m_child;
 };
 
+// The sizes of the protocol's records, in bytes.
 constexpr std::size_t requestSize = 660;
 constexpr std::size_t responseSize = 520;
 
-/** A register server that reports success for every request. It has one process for each connection. */
+/** A register server that reports success for every request. It forks one process for each connection. */
 class RegisterServer {
 public:
     static const RegisterServer& get();
@@ -91,7 +93,7 @@ private:
 /** A process that runs rynveld with the simulated devices of the board. */
 class SimulatedBoard {
 public:
-    /** @param program the path of rynveld. */
+    /** @param program the path of rynveld. Only the first call uses it. */
     static const SimulatedBoard& get(const char* program);
 
     SimulatedBoard(const SimulatedBoard&) = delete;

@@ -41,7 +41,7 @@ void seekReadRaw(State& state) {
     }
 }
 
-// The interrupt has been raised before the wait.
+// Enabling the interrupt also raises it, so the wait does not block.
 void interruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openInterrupt();
     unsigned long count = 0;
@@ -128,7 +128,7 @@ int openOnSimulatedBoard(const std::string& name) {
     return connection;
 }
 
-// Measures the server without the library: the client is the same as in exchangeRaw().
+// Measures rynveld without the library. The client makes the same system calls as in exchangeRaw().
 void exchangeRynveldBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     Rynvel::Request request(Rynvel::RequestData::Type::Read32, "traf.top");
@@ -140,7 +140,7 @@ BENCHMARK(interruptLibrary)->Name("interrupt/library");
 BENCHMARK(interruptRaw)->Name("interrupt/raw");
 BENCHMARK(seekReadLibrary)->Name("seek_read/library");
 BENCHMARK(seekReadRaw)->Name("seek_read/raw");
-// Benchmarks that need another process are measured in real time.
+// These benchmarks measure real time, because processor time does not include the other process.
 BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTime();
 BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();

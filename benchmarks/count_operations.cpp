@@ -11,8 +11,8 @@
 #include "Devices.h"
 #include "StandIns.h"
 
-// Repeats one operation of the library, for a tool that counts instructions. The difference between two runs is the
-// number of instructions of the additional operations.
+// Repeats one operation of the library for a tool that counts instructions. If two runs have different numbers of
+// repetitions, the difference of their counts is the number of instructions of the additional repetitions.
 
 namespace {
 

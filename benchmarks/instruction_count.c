@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints their number on
- * standard error when the program ends. It declares the parts of the plugin interface, version 1, that it uses, because
- * no Debian package contains the header.
+ * standard error when the program ends. No Debian package contains the header of the plugin interface, so this file
+ * declares what it uses of version 1.
  */
 #include <inttypes.h>
 #include <stddef.h>

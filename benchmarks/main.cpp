@@ -12,7 +12,7 @@
 
 namespace {
 
-// Binds the process and its later children to the current processor.
+// Binds this process, and the processes that it starts later, to the current processor.
 void stayOnThisProcessor() {
     const int here = RynvelBenchmark::require(sched_getcpu(), "sched_getcpu");
     cpu_set_t processors;
@@ -28,7 +28,7 @@ bool takeFlag(int& argc, char** argv, const std::string& flag) {
     return found;
 }
 
-// The C library locks in a different way in a process that has ever had a second thread.
+// In a process that has ever had a second thread, the C library locks a mutex with atomic instructions.
 void startIdleThread() {
     std::thread([] {
         for (;;) {

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# The paths that board/prepare and board/run share. Sourced, never run.
+# The paths that board/prepare, board/run and board/selftest/run share. Source this file; do not run it.
 
 board=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd -P)
 tree=$(dirname "$board")

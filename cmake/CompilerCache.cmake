@@ -1,12 +1,14 @@
 # SPDX-License-Identifier: MIT
-# Compiles through ccache where it is installed, unless the builder has chosen a launcher.
+# Compiles with ccache if ccache is installed and CMAKE_<LANGUAGE>_COMPILER_LAUNCHER is not set.
 
 find_program(RYNVEL_CCACHE ccache)
 mark_as_advanced(RYNVEL_CCACHE)
 if(RYNVEL_COMPILER_CACHE AND RYNVEL_CCACHE AND PROJECT_IS_TOP_LEVEL)
   foreach(language IN ITEMS C CXX)
     if(NOT DEFINED CMAKE_${language}_COMPILER_LAUNCHER)
-      set(CMAKE_${language}_COMPILER_LAUNCHER "${RYNVEL_CCACHE}")
+      # Without these settings, ccache does not store what is compiled with a precompiled header.
+      set(CMAKE_${language}_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${RYNVEL_CCACHE}")
     endif()
   endforeach()
 endif()

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# A target with Debian's cross compiler, whose tests run under qemu-user. Set CMAKE_SYSTEM_PROCESSOR to the
-# processor, by the name that qemu uses, and triplet to the prefix of the compiler.
+# The settings for a cross compiler of Debian, with tests under qemu-user. Before you include this file, set
+# CMAKE_SYSTEM_PROCESSOR to the name of the processor in qemu, and `triplet` to the prefix of the compiler.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triplet}-gcc)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Compiles a device description file into the rows of the device table.
-# Run as: cmake -DDESCRIPTION=<file> -DOUTPUT=<file> -P GenerateDeviceRows.cmake
+# Usage: cmake -DDESCRIPTION=<file> -DOUTPUT=<file> -P GenerateDeviceRows.cmake
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -12,7 +12,7 @@ endif()
 string(REGEX REPLACE "/\\*+[^*]*\\*+/|//[^\n]*|=[^,]*|[ \n]" "" types "${CMAKE_MATCH_1}")
 string(REPLACE "," ";" types "${types}")
 
-# Prints one line in the form of a compiler error, and ends.
+# Prints a message in the form of a compiler error, and ends the script.
 function(fail place message)
   message(NOTICE "${DESCRIPTION}:${place} error: ${message}")
   message(FATAL_ERROR "The device description cannot be compiled.")

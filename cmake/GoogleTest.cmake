@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# GoogleTest, built from the sources that Debian's package googletest installs, so that it suits every target
-# architecture and sanitizer.
+# Builds GoogleTest from the sources in Debian's package googletest, because each target architecture and sanitizer
+# needs a separate build.
 
 include(GoogleTest)
 set(RYNVEL_GOOGLETEST "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")
@@ -15,24 +15,33 @@ if(NOT TARGET GTest::gtest_main)
   add_library(GTest::gtest_main ALIAS gtest_main)
 endif()
 
-# Tests are compiled without optimization, because it takes minutes under the sanitizers. They are therefore not
-# fortified. Their debugging information is enough for a stack trace. The code under test is compiled as the build type
-# says.
+# The options for the code of tests, GoogleTest included. The code under test has the options of the build type.
+# -O0: With a sanitizer, optimization takes minutes.
+# -g1: The debugging information is enough for a stack trace.
+# -U_FORTIFY_SOURCE: Fortification needs optimization.
+set(test_options -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
+# ccache stores code with precompiled headers only with this option.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND test_options -fpch-preprocess)
+endif()
+# The undefined behaviour sanitizer does not check the code of tests, because that would take a seventh of the build.
+if(RYNVEL_SANITIZERS MATCHES undefined)
+  list(APPEND test_options -fno-sanitize=undefined)
+endif()
 add_library(test_code INTERFACE)
 target_link_libraries(test_code INTERFACE GTest::gtest_main)
-target_compile_options(test_code INTERFACE -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
-# The undefined behaviour sanitizer checks the code under test only: on the tests it would take a seventh of the build.
-if(RYNVEL_SANITIZERS MATCHES undefined)
-  target_compile_options(test_code INTERFACE -fno-sanitize=undefined)
-endif()
-# An emulator or a sanitizer takes longer to start a program than most tests take. There, each program of tests runs as
-# one test, and tests with random inputs try fewer of them.
+target_compile_options(test_code INTERFACE ${test_options})
+foreach(library IN ITEMS gtest gtest_main)
+  target_compile_options(${library} PRIVATE ${test_options})
+endforeach()
+# With an emulator or a sanitizer, the start of a program takes longer than most tests. Each test program then runs as a
+# single test of CTest, and tests with random inputs use fewer inputs.
 if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
   set(RYNVEL_TESTS_RUN_SLOWLY ON)
   target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)
 endif()
 
-# Registers the tests of a program, which run in a folder, with the properties that follow.
+# Registers the tests of a program, which run in `folder`. The remaining arguments are properties of the tests.
 function(rynvel_register_tests target folder prefix)
   if(RYNVEL_TESTS_RUN_SLOWLY)
     add_test(NAME ${target} COMMAND ${target} WORKING_DIRECTORY "${folder}")

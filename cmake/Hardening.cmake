@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
-# The target rynvel_hardening compiles and links as distributions do, so that errors in the code are harder to exploit.
-# Everything that is installed uses it. The target is empty if the option is off: the checked functions of the C library
-# need optimization, and sanitizers have checks of their own.
+# The target rynvel_hardening has the hardening options of distributions, which make errors harder to exploit. All
+# installed binaries use the target. The target is empty unless RYNVEL_HARDENING is on. The option is off by default,
+# because the checked functions of the C library need optimization, and sanitizers have other checks.
 
 add_library(rynvel_hardening INTERFACE)
-# The library does not use this target: each of its operations would take up to a quarter longer.
+# librynvel does not use this target, because each register operation would take up to a quarter longer.
 add_library(rynvel_stack_protection INTERFACE)
 if(RYNVEL_HARDENING)
   include(CheckPIESupported)

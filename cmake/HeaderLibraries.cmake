@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
-# Header-only libraries of the host, for every target architecture. A cross compiler does not search the folders of the
-# host, and it must not find other headers there.
+# Header-only libraries of the build machine, for every target architecture. A cross compiler does not search
+# /usr/include, and must not find any other headers of the build machine. The compiler therefore gets a folder that
+# contains only links to these libraries.
 
 function(rynvel_add_header_library target package)
   set(folder "${PROJECT_BINARY_DIR}/headers/${target}")
@@ -22,7 +23,8 @@ rynvel_add_header_library(cli11 libcli11-dev CLI)
 rynvel_add_header_library(asio libasio-dev asio asio.hpp)
 target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 target_link_libraries(asio INTERFACE Threads::Threads)
-# The thread sanitizer does not follow fences. That does no harm, because locks surround the fences of this library.
+# GCC warns that the thread sanitizer does not support fences. The warning is harmless, because locks surround the
+# fences of asio.
 if(RYNVEL_SANITIZERS STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(asio INTERFACE -Wno-tsan)
 endif()

@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
-# Installs both libraries, their headers, CMake packages, pkg-config files and documentation, and defines how programs
-# are installed. You may move the installation: a binary finds the libraries relative to its own folder. A distribution
-# installs the libraries where the system searches, so it sets CMAKE_SKIP_INSTALL_RPATH.
+# Installs both libraries with their headers, CMake packages, pkg-config files and documentation, and defines functions
+# that install programs. You may move the installation, because each binary finds the libraries relative to the folder
+# of the binary. A distribution sets CMAKE_SKIP_INSTALL_RPATH, because it installs the libraries in a folder that the
+# dynamic linker searches.
 
 include(CMakePackageConfigHelpers)
 
@@ -9,7 +10,7 @@ if(NOT CMAKE_SKIP_INSTALL_RPATH)
   set(RUN_PATH_OF_USERS "-Wl,-rpath,\${libdir} ")
 endif()
 
-# Lets a program or library that is installed to a folder find the libraries.
+# Sets the run path of a program or library that is installed in `folder`.
 function(rynvel_find_libraries_from target folder)
   cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}")
   file(RELATIVE_PATH libraries_from_folder "${folder}" "${CMAKE_INSTALL_FULL_LIBDIR}")
@@ -24,8 +25,8 @@ function(rynvel_install_program target folder)
   install(TARGETS ${target} DESTINATION "${folder}")
 endfunction()
 
-# Installs a file whose template names folders of the installation. The command that installs fills in the template,
-# because its prefix may differ from the prefix of the configuration.
+# Installs a file from a template that names folders of the installation. The install command fills in the template,
+# because --prefix may change the prefix of the configuration.
 function(rynvel_install_with_places template folder)
   cmake_path(GET template STEM LAST_ONLY name)
   install(CODE "

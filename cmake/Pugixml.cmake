@@ -1,5 +1,5 @@
-# The XML parser of the register maps, as Debian's package libpugixml-dev has it. The archive and not the shared library,
-# so that programs need nothing more where they run.
+# The XML parser for register maps, from Debian's package libpugixml-dev. Links the static library, so that a program
+# does not need the shared library on its machine.
 
 find_path(RYNVEL_PUGIXML_HEADERS pugixml.hpp)
 find_library(RYNVEL_PUGIXML_ARCHIVE libpugixml.a PATH_SUFFIXES "${triplet}")

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-# Assertions and traces name a source without its extension and without its folder on the machine that builds it:
-# "cppsrc/RynvelLseek" for cppsrc/RynvelLseek.h.
+# Assertions and traces name a source by its path in the project, without the extension. For example,
+# "cppsrc/RynvelLseek" is the name of cppsrc/RynvelLseek.h.
 
-# The compiler applies -ffile-prefix-map, which a distribution's build passes, after all maps of single kinds. It means
-# the same as these, which are applied in their order, so that the project's own maps come last.
+# Distributions pass -ffile-prefix-map, which GCC applies after all maps of single kinds, such as -fmacro-prefix-map.
+# The following code replaces the option by the equivalent maps of single kinds. GCC applies maps of single kinds in
+# their order, so the maps of the project come last.
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fprofile-prefix-map=a=b RYNVEL_HAS_PROFILE_PREFIX_MAP)
 set(maps_of_single_kinds "-fdebug-prefix-map=\\1 -fmacro-prefix-map=\\1")
@@ -19,8 +20,8 @@ foreach(language IN ITEMS C CXX)
   endforeach()
 endforeach()
 
-# Maps the names of the sources in a folder for a target, in the scope of its options. The names are the compiler's own:
-# absolute ones, or those from the build folder, which is what a compiler cache may make of them.
+# Maps the names of the sources in `folder` for a target, with options of the given scope: PRIVATE, PUBLIC or INTERFACE.
+# The compiler gets the absolute path of a source, or, from a compiler cache, the path relative to the build folder.
 function(rynvel_map_source_names target scope folder)
   file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.h" "${PROJECT_SOURCE_DIR}/${folder}/*.cpp")
   cmake_path(RELATIVE_PATH PROJECT_SOURCE_DIR BASE_DIRECTORY "${CMAKE_BINARY_DIR}" OUTPUT_VARIABLE root_from_build)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# The warnings of all targets of the project, as the target rynvel_warnings. A switch that forgets an enumerator fails
-# every build, so that no source can forget a new device type.
+# The target rynvel_warnings has the warnings for all targets of the project. -Werror=switch fails every build with a
+# switch that lacks an enumerator, such as a new device type.
 
 add_library(rynvel_warnings INTERFACE)
 target_compile_options(rynvel_warnings INTERFACE

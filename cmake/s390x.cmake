@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# A big-endian processor of 64 bits, with Debian's cross compiler: it shows errors of byte order that neither the
-# target nor the host can show.
+# The settings for a 64-bit big-endian processor and Debian's cross compiler. Tests on this processor find byte order
+# errors that tests on the little-endian target and build machine cannot find.
 
 set(CMAKE_SYSTEM_PROCESSOR s390x)
 set(triplet s390x-linux-gnu)

@@ -7,12 +7,12 @@ namespace Common {
 
 namespace {
 
-/** The mutex that the guarded access of this thread has locked; null if none. */
+/** The mutex that the guarded access of this thread has locked; null if it has locked none. */
 thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// An access may lock and unlock more than once: the masked write of an FPGA register does.
+// Locks the mutex only once in an access. A masked write of an FPGA register calls lock() and unlock() more than once.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();

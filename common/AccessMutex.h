@@ -14,11 +14,11 @@
 namespace Common {
 
 /**
- * Passes the library's calls on to another mutex. Exception: within a guarded access, unlock() does nothing, and
- * further calls of lock() do nothing either. The mutex stays locked until the caller of the guarded access calls
- * endAccess(), in a stack frame that a fault does not skip.
+ * Passes the calls of the library on to another mutex. Within a guarded access, only the first lock() locks the other
+ * mutex, and unlock() does nothing. The caller of the guarded access unlocks the other mutex with endAccess(), in a
+ * stack frame that a fault does not skip.
  *
- * Threads: same rules as the other mutex. A thread runs one guarded access at a time.
+ * Threads: the rules of the other mutex apply. A thread runs one guarded access at a time.
  */
 class AccessMutex final : public Rynvel::IMutex {
 public:
@@ -27,7 +27,10 @@ public:
     bool lock() override;
     bool unlock() override;
 
-    /** Unlocks the mutex if the guarded access of this thread has locked it. Call it after every guarded access. */
+    /**
+     * Unlocks the mutex if the guarded access of this thread has locked it. Call this function after every guarded
+     * access.
+     */
     void endAccess();
 
 private:

@@ -60,7 +60,7 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** A question for the command that resembles the word most, in parentheses; empty if none resembles it. */
+/** Returns a question for the command that resembles the word most, in parentheses; empty if no command does. */
 std::string suggestionFor(const CLI::App& app, const std::string& word) {
     std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
@@ -70,19 +70,27 @@ std::string suggestionFor(const CLI::App& app, const std::string& word) {
     return nearest.empty() ? "" : " (" + didYouMean({nearest.front()}) + ')';
 }
 
+/** The command that the command line selects last; the program itself if it selects none. */
+const CLI::App& selectedCommand(const CLI::App& app) {
+    const std::vector<CLI::App*> selected = app.get_subcommands();
+    return selected.empty() ? app : selectedCommand(*selected.front());
+}
+
 /**
- * The error message for words that no option or argument takes. Only the first word is reported: the words after an
- * unknown option may be its values.
+ * Returns the error message for the words that no option or argument takes. Reports only the first word, because the
+ * words after an unknown option may be values of that option.
  */
 std::string describeUnexpectedWord(const CLI::App& app) {
-    const std::string word = app.remaining().front();
+    const std::string word = app.remaining(true).front();
     if (word[0] == '-') {
         return "unknown option '" + word + "'";
     }
-    if (app.get_subcommands({}).empty() || !app.get_subcommands().empty()) {
+    const CLI::App& command = selectedCommand(app);
+    if (command.get_subcommands({}).empty()) {
         return "unexpected argument '" + word + "'";
     }
-    return "unknown command '" + word + "'" + suggestionFor(app, word);
+    return (command.get_parent() == nullptr ? "" : command.get_name() + ": ") + "unknown command '" + word + "'" +
+           suggestionFor(command, word);
 }
 
 } // namespace
@@ -157,7 +165,7 @@ ArgumentParser::ArgumentParser(const std::string& name, const std::string& summa
     : m_app(std::make_unique<CLI::App>(summary, name)) {
     m_app->set_help_flag();
     m_app->footer(footer);
-    // With a limit of one command, an argument that has the name of a command remains an argument.
+    // With a limit of one command, the parser takes a later word as an argument, even if it is the name of a command.
     m_app->require_subcommand(0, 1);
     m_app->fallthrough();
 }

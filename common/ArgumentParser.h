@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Parses the command line of a program: its options, positional arguments and commands. Generates the help.
+ * Parses the command line of a program: its options, positional arguments and commands. Also generates the help.
  */
 #ifndef RYNVEL_COMMON_ARGUMENTPARSER_H
 #define RYNVEL_COMMON_ARGUMENTPARSER_H
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-// The parsing library takes longer to compile than the rest of a program, so only one source file includes it.
+// Only one source file includes the parsing library, which takes longer to compile than the rest of a program.
 namespace CLI {
 class App;
 class Option;
@@ -22,14 +22,14 @@ namespace Common {
 
 /** Describes an option or a positional argument. */
 struct OptionDescription {
-    /** Option: its names with dashes, short names first. Positional argument: its only name. */
+    /** For an option, its names with dashes, short names first. For a positional argument, its only name. */
     std::vector<std::string> names;
     /** The placeholder of the value in the help; empty for a flag or a positional argument. */
     std::string valueName;
     std::string summary;
     bool isPositional;
     bool isRequired;
-    /** Whether it takes more than one value. */
+    /** Whether the option or the argument takes more than one value. */
     bool takesMultipleValues;
 };
 
@@ -37,19 +37,22 @@ struct OptionDescription {
 struct CommandDescription {
     std::string name;
     std::string summary;
-    /** In the order in which they were added. Commands do not list the help flag that they inherit. */
+    /**
+     * The options and arguments in the order in which they were added. A command does not list the help flag that it
+     * inherits.
+     */
     std::vector<OptionDescription> options;
-    /** In the order in which they were added. */
+    /** The commands in the order in which they were added. */
     std::vector<CommandDescription> commands;
 };
 
 struct ParseResult {
     enum class Kind {
-        /** The variables hold the values that were given. */
+        /** The variables hold the values from the command line. */
         Parsed,
-        /** The user asks for help or the version: `text` is what to print, with a line end. */
+        /** The user asks for help or the version. `text` is the text to print, with a line end. */
         InfoRequested,
-        /** The command line is wrong: `text` says why. For a misspelt command it suggests the right one. */
+        /** The command line is wrong. `text` says why, and suggests the right command for a misspelt one. */
         Invalid
     };
 
@@ -57,13 +60,16 @@ struct ParseResult {
     std::string text;
 };
 
-/** Changes the properties of an option that was added. It must not outlive its ArgumentParser. */
+/** Changes the properties of an added option. Do not use the object after its ArgumentParser is destroyed. */
 class OptionReference {
 public:
     /** Shows the current value of the variable in the help. */
     OptionReference showDefault() const;
 
-    /** For a list: takes only one value each time the option is given, not all words up to the next option. */
+    /**
+     * Takes one value each time the user gives the option. Without this call, an option with a list of values takes all
+     * words up to the next option.
+     */
     OptionReference takeOneValue() const;
 
     /** Makes it an error to give this option without the other one. */
@@ -80,11 +86,11 @@ private:
 };
 
 /**
- * A command of a program, or the program itself. It must not outlive its ArgumentParser.
+ * A command of a program, or the program itself. Do not use the object after its ArgumentParser is destroyed.
  *
- * Parsing stores the values in the variables, which must live until then. A variable keeps its value if its option is
- * not given. `names` lists the names of an option as the user types them, separated by commas, as in "-h,--help".
- * Adding an invalid name, or a name that exists already, throws a std::runtime_error.
+ * ArgumentParser::parse() stores the values in the variables, which must exist until then. A variable keeps its value
+ * if the command line does not have its option. `names` lists the names of an option as the user types them, separated
+ * by commas, as in "-h,--help". Adding an invalid name, or a name that exists already, throws a std::runtime_error.
  */
 class Command {
 public:
@@ -108,7 +114,12 @@ public:
     void addOptionalArgument(const std::string& name, std::vector<std::string>& values,
                              const std::string& summary) const;
 
-    /** Adds a command. @param onSelected is called if a valid command line contains the command. */
+    /**
+     * Adds a command. If you add commands to a command, the command line must contain one of them.
+     *
+     * @param onSelected the function that parse() calls if a valid command line has the command. The function of an
+     * inner command is called first.
+     */
     Command addCommand(const std::string& name, const std::string& summary, std::function<void()> onSelected) const;
 
 private:
@@ -119,7 +130,8 @@ private:
 };
 
 /**
- * Parses a command line that has at most one command. Options of the program may precede or follow the command.
+ * Parses a command line that has at most one command, which one of its own commands may follow. Options of the program
+ * may precede or follow the command.
  */
 class ArgumentParser {
 public:
@@ -135,16 +147,16 @@ public:
     /** Adds --version. @param version the text to print, without a line end. */
     void addVersionFlag(const std::string& version, const std::string& summary);
 
-    /** The program itself, to which you add options and commands. */
+    /** Returns the program itself, to which you add options and commands. */
     Command program();
 
     CommandDescription describe() const;
 
     /**
-     * Stores the given values in their variables, and calls `onSelected` of the given command. If the result is not
-     * `Parsed`, some of the variables may have changed.
+     * Stores the values from the command line in their variables, and calls `onSelected` of the command. If the result
+     * is not `Parsed`, some of the variables may have changed.
      *
-     * @param argv the program's name and its arguments, as main() receives them.
+     * @param argv the name of the program and its arguments, as main() receives them.
      */
     ParseResult parse(int argc, const char* const* argv);
 

@@ -20,18 +20,21 @@ public:
     /** No limit. */
     Deadline() = default;
 
-    /** @param time the time that is left from now on. */
+    /** The point in time that is `time` from now. */
     explicit Deadline(std::chrono::milliseconds time) : m_timePoint(std::chrono::steady_clock::now() + time) {}
 
-    /** Empty if there is no limit. */
+    /** Returns the point in time; empty if there is no limit. */
     const std::optional<TimePoint>& timePoint() const { return m_timePoint; }
 
     bool hasPassed() const { return pollTimeout() == 0; }
 
-    /** The time left in milliseconds, for poll(): rounded up, 0 if the deadline has passed, -1 if there is no limit. */
+    /**
+     * Returns the time left in milliseconds, rounded up, for poll(). Returns 0 if the deadline has passed, and -1 if
+     * there is no limit.
+     */
     int pollTimeout() const;
 
-    /** The earlier of two deadlines. */
+    /** Returns the earlier of two deadlines. */
     static Deadline earlier(const Deadline& one, const Deadline& other);
 
 private:

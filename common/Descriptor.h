@@ -12,13 +12,13 @@
 
 namespace Common {
 
-/** Owns a file descriptor, or none. Destruction and assignment close the descriptor that it owns. */
+/** Owns a file descriptor, or none. The destructor and an assignment close the descriptor that the object owns. */
 class Descriptor {
 public:
-    /** Owns none. */
+    /** Owns no descriptor. */
     Descriptor() = default;
 
-    /** @param number the return value of a system call: a descriptor, which the object then owns, or -1. */
+    /** @param number the return value of a system call: -1, or a descriptor, which the object then owns. */
     explicit Descriptor(int number) : m_number(number) {}
 
     Descriptor(Descriptor&& other) noexcept : m_number(other.release()) {}
@@ -37,7 +37,7 @@ public:
 
     bool isOpen() const { return m_number != none; }
 
-    /** The descriptor; -1 if the object owns none. */
+    /** Returns the descriptor; -1 if the object owns none. */
     int number() const { return m_number; }
 
     /** Returns the descriptor and passes its ownership to the caller. */

@@ -14,7 +14,7 @@ std::string nameOf(Rynvel::DeviceType type) {
     return info == nullptr ? std::to_string(static_cast<std::uint32_t>(type)) : info->name;
 }
 
-/** The meaning of a row's parameter, in words. */
+/** Returns the name of the parameter of a row, for messages. */
 const char* parameterName(Rynvel::DeviceType type) {
     const DeviceTypeInfo* const info = findDeviceTypeInfo(type);
     switch (info == nullptr ? Access::Remote : info->access) {
@@ -29,7 +29,7 @@ const char* parameterName(Rynvel::DeviceType type) {
 
 std::string quoted(const std::string& text) { return '\'' + text + '\''; }
 
-/** Describes the differences, in words. */
+/** Collects the differences between two rows, as text. */
 class Differences {
 public:
     void compare(const std::string& field, const std::string& theirs, const std::string& ours) {

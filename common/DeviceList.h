@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The device table of the program, and how it differs from the library's.
+ * The device table of the program, and its differences from the device table of the library.
  */
 #ifndef RYNVEL_COMMON_DEVICELIST_H
 #define RYNVEL_COMMON_DEVICELIST_H
@@ -16,26 +16,26 @@
 
 namespace Common {
 
-/** The rows of the device table, in the order of their handles. */
+/** Returns the rows of the device table, in the order of their handles. */
 const std::vector<Rynvel::MemoryDevice>& devices();
 
-/** The library's row of a device differs. The text says how, in one line. */
+/** Thrown if the library's row of a device differs. The text says how, in one line. */
 class DeviceTableMismatch : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
 /**
- * Compares all fields of a row of devices() with the library's row of the same name. They may differ if the library was
- * replaced after the program was built.
+ * Compares all fields of a row of devices() with the library's row of the same name. The rows may differ if the library
+ * was replaced after the program was built.
  *
- * @param handle the handle of the row, if the caller uses it; it is compared, too.
+ * @param handle the handle of the row, to compare the handle, too; empty if the caller does not use the handle.
  * @return the differences, in one line that begins with the device name; empty if there are none.
  */
 std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);
 
 /**
- * The row of a device name; null if there is none.
+ * Returns the row of a device name; null if there is none.
  *
  * @throws DeviceTableMismatch if the library's row of that name differs.
  */

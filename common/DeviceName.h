@@ -9,8 +9,8 @@
 namespace Common {
 
 /**
- * Whether the character is a control character: 0 to 31, or 127. A server disconnects a client that sends a device name
- * with a control character.
+ * Returns whether the character is a control character: 0 to 31, or 127. A server disconnects a client that sends a
+ * device name with a control character.
  */
 inline bool isControlCharacter(char character) {
     return static_cast<unsigned char>(character) < ' ' || character == '\x7F';

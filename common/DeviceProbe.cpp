@@ -24,7 +24,7 @@ Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
     return {row.m_devicePath + ": " + reason, std::nullopt};
 }
 
-/** Opens the files of a device, maps a mapped device, and keeps files and map for the backend. */
+/** Opens the files of a device, maps a mapped device, and keeps the files and the map for the backend. */
 class DeviceOpener {
 public:
     explicit DeviceOpener(const Rynvel::MemoryDevice& row) : m_row(row) {}
@@ -58,7 +58,8 @@ public:
 private:
     Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
 
-    // The library reads the attribute again and uses 0 if it cannot: a second open file is kept for it.
+    // Opens the attribute twice. The second open file is for the backend, which reads the attribute again, and uses 0
+    // if it cannot read it.
     std::optional<unsigned long> attribute(const std::string& name) {
         const std::string path = "/sys/class/uio/" + linkTarget() + "/maps/map0/" + name;
         const int forProbe = m_files.open(path, O_RDONLY);

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Opens a device without the assertions by which the library ends the process, for instance if a device file is
- * missing.
+ * Opens a device without the risk that an assertion of the library ends the process, for instance because a device file
+ * is missing.
  */
 #ifndef RYNVEL_COMMON_DEVICEPROBE_H
 #define RYNVEL_COMMON_DEVICEPROBE_H
@@ -19,9 +19,11 @@
 namespace Common {
 
 struct Probe {
-    /** Why the device cannot be opened, for example "/dev/idt: Permission denied"; empty if it can. */
+    /**
+     * The reason why the device cannot be opened, for example "/dev/idt: Permission denied"; empty if it can be opened.
+     */
     std::string reason;
-    /** The size of the registers in the map, in bytes; empty for devices that are not mapped. */
+    /** The size of the registers in the map, in bytes; empty for a device that is not mapped. */
     std::optional<std::uint32_t> mapSize;
 };
 
@@ -33,12 +35,12 @@ struct OpenedDevice {
 
 /**
  * Opens a local device, for the caller alone. Opens the device file, maps it if the device is mapped, and passes both
- * to the backend: no step is left that could fail in the backend and end the process. Does not open remote devices,
- * which have no file.
+ * to the backend. The backend then has no step left that can fail and end the process. Does not open a remote device,
+ * which has no device file.
  */
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 
-/** Whether the device file exists. Does not open it. A remote device has no file. */
+/** Returns whether the device file exists, without opening it. A remote device has no device file. */
 bool deviceFileExists(const Rynvel::MemoryDevice& row);
 
 } // namespace Common

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The properties of each device type that the programs need.
+ * The properties of the device types, as far as the programs need them.
  */
 #ifndef RYNVEL_COMMON_DEVICETYPEINFO_H
 #define RYNVEL_COMMON_DEVICETYPEINFO_H
@@ -14,19 +14,19 @@ namespace Common {
 enum class Access { Seekable, Mapped, Spi, Remote };
 
 struct DeviceTypeInfo {
-    /** As in a device description file, for example "Uio32". */
+    /** The name in a device description file, for example "Uio32". */
     const char* name;
     Access access;
-    /** Bits of a register: 8, 16 or 32. */
+    /** The register width in bits: 8, 16 or 32. */
     unsigned int width;
     bool hasInterrupts;
-    /** Whether waitForInterrupt() enables the interrupt first. */
+    /** Whether waitForInterrupt() enables the interrupt before it waits. */
     bool waitEnablesInterrupt;
     /** The difference between the addresses of adjacent registers; 1 if the address is a register index. */
     unsigned int addressStride;
 };
 
-/** The properties of a device type; null for a value that is not a device type. */
+/** Returns the properties of a device type; null for a value that is not a device type. */
 const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type);
 
 } // namespace Common

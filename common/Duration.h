@@ -15,19 +15,20 @@
 namespace Common {
 
 /**
- * Parses a whole decimal number with the unit ms, s or m, as in "500ms"; 0 needs no unit. The maximum is one day.
+ * Parses a whole decimal number with the unit ms, s or m, as in "500ms". The number 0 needs no unit. The maximum is one
+ * day.
  *
- * @return empty for any other text.
+ * @return the duration; empty for any other text.
  */
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text);
 
 /** Returns the error message for a text that parseDuration() refuses. */
 std::string notADuration(const std::string& text);
 
-/** The duration as text, in the largest unit that gives a whole number, for example "5 s". */
+/** Returns the duration as text, in the largest unit that gives a whole number, for example "5 s". */
 std::string describe(std::chrono::milliseconds duration);
 
-/** The duration as the options of sockets require it. */
+/** Returns the duration in the form that the options of a socket require. */
 timeval toTimeval(std::chrono::milliseconds duration);
 
 } // namespace Common

@@ -11,9 +11,10 @@ namespace Common {
 namespace {
 
 /**
- * Whether the signal reports a faulty access, and not a signal that a process has sent. 32-bit ARM reports an external
- * abort with the signal code of a sent signal, and with the fault address in place of the sender's process number. No
- * process number is as high as a fault address.
+ * Returns whether a faulty access has caused the signal, and not a process that has sent the signal.
+ *
+ * On 32-bit ARM, an external abort has the signal code of a sent signal, and has the fault address in place of the
+ * process number of the sender. A fault address is higher than every process number.
  */
 bool isFault(const siginfo_t& info) {
     constexpr std::uintptr_t highestProcessNumber = 4194304;
@@ -35,7 +36,7 @@ void FaultGuard::install() {
 bool FaultGuard::call(void (*access)(const void*), const void* object) {
     sigjmp_buf recoveryPoint;
     sigjmp_buf* const outer = s_recoveryPoint;
-    // Saving the signal mask would cost a system call for each access: the handler restores the mask instead.
+    // To save the signal mask here would cost a system call for each access. The handler restores the mask instead.
     if (sigsetjmp(recoveryPoint, 0) != 0) {
         s_recoveryPoint = outer;
         return false;

@@ -15,39 +15,46 @@ namespace Common {
  * Runs accesses to mapped registers that may cause a bus error (SIGBUS).
  *
  * Any number of threads may run guarded accesses at once. A fault outside run() ends the process, as without this
- * class. A SIGBUS that a process has sent is ignored.
+ * class. The handler ignores a SIGBUS that a process has sent.
  *
- * A fault leaves the access by siglongjmp(). This is sound for these reasons:
+ * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
- * - The load or store itself raises the signal. A processor that reports stores late raises it in the few instructions
- *   of the library that follow. The jump therefore never interrupts a function of the C library.
- * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack: no destructor
- *   runs. A test of this class verifies that on every processor.
- * - In C++, a jump over an object with a non-trivial destructor is undefined behaviour, and the library holds the mutex
- *   of its device by such an object. Skipping the destructor is harmless, because it would do nothing: the caller of
- *   run() unlocks AccessMutex.
- * - The frame that calls sigsetjmp() has no variable that changes afterwards. It is never merged with the frame of a
- *   caller, because the function is not inlined.
+ * - The load or store itself raises the signal. On a processor that reports stores late, one of the next few
+ *   instructions raises the signal, and these belong to the library, too. The jump therefore never interrupts a
+ *   function of the C library.
+ * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack, and runs no
+ *   destructor. A test of this class verifies on every processor that no destructor runs.
+ * - In C++, a jump over an object with a non-trivial destructor is undefined behaviour. The library uses an object with
+ *   such a destructor to hold the mutex of a device. The destructor has nothing to do in a guarded access, because the
+ *   caller of run() unlocks the AccessMutex.
+ * - The function that calls sigsetjmp() has no variable that changes afterwards. The compiler does not merge its stack
+ *   frame with the frame of a caller, because the function is not inlined.
  */
 class FaultGuard {
 public:
     /** Installs the SIGBUS handler of the process. */
     static void install();
 
-    /** Runs `access`. Returns false if a fault has ended it; then the destructors of its local objects did not run. */
+    /**
+     * Runs `access`. Returns false if a fault has ended it. In that case, the destructors of its local objects have not
+     * run.
+     */
     template <typename Function>
     static bool run(const Function& access) {
         return call([](const void* object) { (*static_cast<const Function*>(object))(); }, &access);
     }
 
-    /** Whether the calling thread runs a guarded access. */
+    /** Returns whether the calling thread runs a guarded access. */
     static bool isRunning() { return s_recoveryPoint != nullptr; }
 
 private:
     [[gnu::noinline]] static bool call(void (*access)(const void*), const void* object);
     static void handleSignal(int signal, siginfo_t* info, void* context);
 
-    /** Volatile, so that the compiler does not move it across the accesses, which are volatile, too. */
+    /**
+     * Volatile, so that the compiler does not move a change of the pointer across an access to a register. These
+     * accesses are volatile, too.
+     */
     static thread_local sigjmp_buf* volatile s_recoveryPoint;
 };
 

@@ -9,7 +9,10 @@ namespace Common {
 
 namespace {
 
-/** How many letters must change, come, go or swap with their neighbour to turn one word into the other. */
+/**
+ * Returns how many letters you must change, insert, delete or swap with their neighbour to turn one word into the
+ * other.
+ */
 std::size_t distance(const std::string& one, const std::string& other) {
     std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
     std::iota(table[0].begin(), table[0].end(), 0U);

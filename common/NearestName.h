@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Names that a mistyped one may be meant to be.
+ * Finds the names that a user may have meant by a mistyped name.
  */
 #ifndef RYNVEL_COMMON_NEARESTNAME_H
 #define RYNVEL_COMMON_NEARESTNAME_H
@@ -12,8 +12,9 @@
 namespace Common {
 
 /**
- * The names that differ least from a word, in their order. A letter that is changed, missing, too many or swapped with
- * its neighbour is a mistake. Empty if all names have more than two mistakes, or as many as the word has letters.
+ * Returns the names that differ least from a word, in the order of `names`. A letter that is changed, missing,
+ * superfluous or swapped with its neighbour is one mistake. Leaves out a name with more than two mistakes, or with at
+ * least as many mistakes as the word has letters.
  */
 std::vector<std::string> nearestNames(const std::string& word, const std::vector<std::string>& names);
 

@@ -27,7 +27,10 @@ Digits digitsOf(std::string_view text, const NumberFormat& format) {
     return {text, 10};
 }
 
-/** Returns no error for a number, result_out_of_range for more than 32 bits, and invalid_argument for other texts. */
+/**
+ * Returns no error for a number, result_out_of_range for a number of more than 32 bits, and invalid_argument for any
+ * other text.
+ */
 std::errc read(std::string_view text, const NumberFormat& format, std::uint32_t& number) {
     const Digits digits = digitsOf(text, format);
     const char* const end = digits.text.data() + digits.text.size();

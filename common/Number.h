@@ -13,23 +13,23 @@
 
 namespace Common {
 
-/** The notations that are allowed besides decimal. */
+/** The notations that a number may have besides decimal, and the number of digits that it may have. */
 struct NumberFormat {
-    /** After 0x or 0X. */
+    /** Whether hexadecimal digits may follow 0x or 0X. */
     bool allowsHexadecimal = false;
-    /** After 0b or 0B. */
+    /** Whether binary digits may follow 0b or 0B. */
     bool allowsBinary = false;
-    /** Includes leading zeros, but not the prefix. */
+    /** The greatest number of digits. Leading zeros count, the prefix does not. */
     std::size_t maxDigits = std::string_view::npos;
 };
 
 /** The notations on command lines. */
 constexpr NumberFormat anyNotation{true, true};
 
-/** Whether the text is a number of any size: a prefix that `format` allows, then digits only. */
+/** Returns whether the text is a number of any size: a prefix that `format` allows, and then only digits. */
 bool isNumber(std::string_view text, const NumberFormat& format);
 
-/** @return empty if the text is not a number in the format, or if the number is greater than `highest`. */
+/** Returns the number; empty if the text is not a number in the format, or if the number is greater than `highest`. */
 std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& format,
                                          std::uint32_t highest = UINT32_MAX);
 

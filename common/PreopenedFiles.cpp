@@ -71,7 +71,8 @@ int PreopenedFiles::open(const std::string& path, int flags) {
 bool PreopenedFiles::map(int descriptor, std::size_t size, std::size_t offset) {
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     m_reservedSize = (offset + size + page - 1) / page * page;
-    // munmap() fails for an address that is not at the beginning of a page, and unmaps nothing.
+    // The address that the library unmaps is at `offset`. If that is not the beginning of a page, munmap() fails and
+    // unmaps nothing.
     m_remainderSize = offset % page == 0 ? offset : m_reservedSize;
     void* const reserved =
         realMmap(nullptr, m_reservedSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -122,8 +123,8 @@ mode_t modeOf(int flags, std::va_list& arguments) { return __OPEN_NEEDS_MODE(fla
 
 } // namespace
 
-// The C library has several names for each function. Its headers use them in a fortified build, and in a 32-bit build
-// with 64-bit file offsets.
+// The C library has several names for each function. Its headers use these names in a fortified build, and in a 32-bit
+// build with 64-bit file offsets.
 extern "C" {
 
 // The C library determines the names.

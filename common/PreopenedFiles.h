@@ -29,22 +29,23 @@ private:
 };
 
 /**
- * Opens and maps files in advance. While the object exists, open() of its thread returns the preopened descriptor of
- * the path, and mmap() of the mapped descriptor at offset 0 returns the existing mapping. Each is returned once. The
- * destructor closes and unmaps everything that was not used.
+ * Opens and maps files in advance, for the thread that creates the object. While the object exists, open() of that
+ * thread returns the preopened descriptor of a path, and mmap() of the mapped descriptor at offset 0 returns the
+ * existing mapping. Every descriptor and the mapping are returned only once. The destructor closes and unmaps
+ * everything that was not used.
  *
  * The backends of the library open and map a device file themselves, and end the process if that fails. If they cannot
- * read the attributes of a UIO device, they use wrong values. A program that has checked beforehand that all of this
- * works must pass on what it has opened, because a second attempt may fail.
+ * read the attributes of a UIO device, they use wrong values. A program that checks the files beforehand must pass the
+ * open files on to the backend, because a second attempt may fail.
  *
  * The program defines functions with the names of the C library's functions, and the library's calls are bound to them.
  * Simpler ways do not work:
  *
  * - Opening /proc/self/fd/N opens the file again. That fails if the driver allows only one open file.
  * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
- * the traces would then report a fake device, and the backends of seekable files have no such constructor.
- * - The backends open and map through their member LinuxIo, which has no virtual functions. Making it replaceable would
- *   change the library's binary interface for the sake of two programs.
+ *   the traces would then report a fake device, and the backends of seekable files have no such constructor.
+ * - The backends open and map through their member LinuxIo, which has no virtual functions. Virtual functions would
+ *   change the binary interface of the library for the sake of two programs.
  */
 class PreopenedFiles {
 public:
@@ -57,21 +58,24 @@ public:
     int open(const std::string& path, int flags);
 
     /**
-     * Maps `size` bytes of a file from offset 0. The library later unmaps `size` bytes that begin at `offset`, which
-     * exceeds the mapping by `offset` bytes: these addresses are reserved, so that nothing else is mapped there.
+     * Maps `size` bytes of a file from offset 0, and reserves the `offset` bytes of addresses that follow. The library
+     * later unmaps `size` bytes that begin at `offset`, and so unmaps the reserved addresses, too. The reservation
+     * ensures that nothing else is mapped there.
      *
      * @return false with errno set if mmap() fails.
      */
     bool map(int descriptor, std::size_t size, std::size_t offset);
 
-    /** Whether the mapping has not been used yet. */
+    /** Returns whether there is a mapping that mmap() has not returned yet. */
     bool hasMapping() const { return m_mapping != nullptr; }
-    /** The part of the mapping that remains after the library has unmapped its part; null if the offset is 0. */
+    /**
+     * Returns the part of the mapping that remains after the library has unmapped its part; null if nothing remains.
+     */
     std::shared_ptr<MappedRange> takeRemainder() const;
 
     /** Returns a descriptor of the path and passes its ownership to the caller; -1 if none is left. */
     int take(const char* path);
-    /** Returns the mapping of this file if it has this size; null otherwise, or if it has been used. */
+    /** Returns the mapping of this file if it has this size and was not returned before; null otherwise. */
     void* take(int descriptor, std::size_t size);
 
 private:
@@ -84,7 +88,7 @@ private:
     int m_mapped = -1;
     void* m_mapping = nullptr;
     std::size_t m_size = 0;
-    /** The mapping, followed by the reserved addresses. */
+    /** The beginning of the mapping and of the reserved addresses after it. */
     void* m_begin = nullptr;
     std::size_t m_reservedSize = 0;
     std::size_t m_remainderSize = 0;

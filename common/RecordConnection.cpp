@@ -79,7 +79,7 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
     return lookup;
 }
 
-// The resolver has no time-out: if it takes too long, its thread continues alone.
+// The resolver has no time-out. If the deadline passes, the thread of the resolver continues on its own.
 Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
@@ -105,14 +105,14 @@ sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
     return address;
 }
 
-/** The error of a connection attempt; 0 if it has succeeded. */
+/** Returns the error number of a connection attempt; 0 if the attempt has succeeded. */
 int connectionError(int socket) {
     int error = 0;
     socklen_t size = sizeof(error);
     return ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
-/** The number of bytes that were transferred; 0 if the caller must wait for the socket and try again. */
+/** Returns the number of transferred bytes; 0 if the caller must wait for the socket and try again. */
 std::size_t transferred(ssize_t count) {
     if (count >= 0) {
         return static_cast<std::size_t>(count);

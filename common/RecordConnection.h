@@ -19,7 +19,7 @@
 
 namespace Common {
 
-/** An exchange with a server has failed; the text says why. */
+/** Thrown if an exchange with a server has failed. The text says why. */
 class ExchangeError : public std::runtime_error {
 public:
     enum class Cause {
@@ -44,8 +44,8 @@ private:
 };
 
 /**
- * A connection that sends and receives whole records; a record may arrive in pieces. Every failure is thrown as an
- * ExchangeError. After an exchange that was not completed, all further exchanges fail.
+ * A connection that sends and receives whole records. A record may arrive in pieces. Throws an ExchangeError for every
+ * failure. After an incomplete exchange, all further exchanges fail.
  *
  * Traces the records at level 7 on the channel "Rynvel.Client".
  *
@@ -55,12 +55,15 @@ class RecordConnection {
 public:
     RecordConnection(const ServerAddress& server, const Deadline& deadline);
 
-    /** For poll(): readable when a record begins to arrive, or when the connection has ended. */
+    /**
+     * Returns the socket, for poll(). The socket is readable when a record begins to arrive, or when the connection has
+     * ended.
+     */
     int descriptor() const { return m_socket.number(); }
 
     /**
-     * Sends a request and receives its response, which may report an error of the server. Throws if the peer cannot be
-     * a register server: if the result is neither Success nor Error, the length is above 128, or bytes follow the
+     * Sends a request and returns the response, which may report an error of the server. Throws if the peer cannot be a
+     * register server: if the result is neither Success nor Error, if the length is above 128, or if bytes follow the
      * response.
      */
     Rynvel::Response exchange(const Rynvel::Request& request, const Deadline& deadline);
@@ -68,12 +71,12 @@ public:
     /** Like exchange(), but also throws if the response reports an error. */
     Rynvel::Response execute(const Rynvel::Request& request, const Deadline& deadline);
 
-    /** Makes the server open the device that this connection uses. */
+    /** Makes the server open a device. The further requests of this connection use that device. */
     void open(const std::string& deviceName, const Deadline& deadline);
 
     /**
-     * Waits for the next interrupt and returns its word. If the deadline passes before a record begins to arrive, you
-     * may call it again.
+     * Waits for the next interrupt and returns its interrupt word. If the deadline passes before a record begins to
+     * arrive, you may call the function again.
      */
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * A device whose register width is only known at run time.
+ * A device whose register width is known only at run time.
  */
 #ifndef RYNVEL_COMMON_REGISTERDEVICE_H
 #define RYNVEL_COMMON_REGISTERDEVICE_H
@@ -21,28 +21,28 @@ enum class AccessResult {
     Success,
     /** The device has reported failure. */
     Failed,
-    /** Some of the registers are outside the device's map. Nothing was accessed. */
+    /** Some of the registers are outside the map of the device. No register was accessed. */
     OutOfRange,
-    /** A value or a mask has more bits than a register. Nothing was accessed. */
+    /** A value or a mask has more bits than a register. No register was accessed. */
     TooWide,
-    /** The hardware has reported a bus error. Part of a burst may have been transferred. */
+    /** The hardware has reported a bus error. The device may have transferred a part of a burst. */
     BusError
 };
 
 /**
- * Checks every access against the device's map and width, and recovers from bus errors after FaultGuard::install().
- * Addresses are byte offsets or register indices, depending on the backend. Values are the low `width()` bits of a
- * word.
+ * Checks every access against the map and the register width of the device. After FaultGuard::install(), also recovers
+ * from bus errors. Addresses are byte offsets or register indices, depending on the backend. Values are the low
+ * `width()` bits of a word.
  *
- * Threads: same rules as the device itself.
+ * Threads: the rules of the device itself apply.
  */
 class RegisterDevice {
 public:
     virtual ~RegisterDevice() = default;
 
-    /** The register width in bits: 8, 16 or 32. */
+    /** Returns the register width in bits: 8, 16 or 32. */
     virtual unsigned int width() const = 0;
-    /** The device itself, for ioctl requests and interrupts. */
+    /** Returns the device itself, for ioctl requests and interrupts. */
     virtual Rynvel::IDevice& device() = 0;
 
     /** Changes `value` only if the result is Success. */
@@ -63,8 +63,10 @@ private:
 };
 
 /**
+ * Returns the device as a RegisterDevice.
+ *
  * @param mutex the mutex that `device` owns; null if no access can cause a bus error.
- * @param mapSize size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
+ * @param mapSize the size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
  */
 template <typename T>
 std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex,
@@ -73,8 +75,8 @@ std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, 
 /**
  * Opens the device of a row, for the caller alone.
  *
- * @param mapSize size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
- * @return null if the device type has no backend.
+ * @param mapSize the size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
+ * @return the device; null if the device type has no backend.
  */
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize);
 

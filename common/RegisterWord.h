@@ -18,15 +18,15 @@ constexpr unsigned int widthOf = 8 * sizeof(T);
 
 constexpr unsigned int bytesOf(unsigned int width) { return width / 8; }
 
-/** The largest value of a register of `width` bits. */
+/** Returns the largest value of a register of `width` bits. */
 constexpr std::uint32_t maxValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
 
-/** Converts a value between host order and `order`: reverses its bytes if the order is Network. */
+/** Converts a value between host order and `order`. Reverses the bytes of the value if `order` is Network. */
 inline std::uint32_t inByteOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }
 
-/** Calls `function` with a 0 of the type that has `width` bits, and returns its result. */
+/** Calls `function` with a 0 of the register type that has `width` bits, and returns the result of the function. */
 template <typename Function>
 auto withRegisterType(unsigned int width, const Function& function) {
     switch (width) {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * A device of a register server, without the library's remote devices.
+ * Access to a device of a register server without the remote devices of the library.
  */
 #ifndef RYNVEL_COMMON_REMOTEDEVICE_H
 #define RYNVEL_COMMON_REMOTEDEVICE_H
@@ -18,50 +18,53 @@
 namespace Common {
 
 /**
- * Works with a device of a server, by the same requests as the library's remote devices. Unlike those, it waits for
- * whole responses, has deadlines, and checks each response. Every failure is thrown as an ExchangeError.
+ * Accesses a device of a register server with the same requests as the remote devices of the library. Unlike them, it
+ * waits for whole responses, has deadlines, and checks each response. Throws an ExchangeError for every failure.
  *
- * Addresses are passed to the server's device unchanged. Values are the low `width` bits of a word.
+ * The server passes an address on to its device unchanged. Values are the low `width` bits of a word.
  *
  * Threads: one at a time.
  */
 class RemoteDevice {
 public:
     /**
-     * Connects, and makes the server open the device.
+     * Connects to the server, and makes it open the device.
      *
      * @param name the device name at the server, at most 127 characters.
      * @param width the register width in bits: 8, 16 or 32.
-     * @param deadlineFactory returns the deadline of connecting, and of each exchange.
+     * @param deadlineFactory returns the deadline for the connection, and for each exchange.
      */
     RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory);
 
     std::uint32_t read(std::uint32_t address);
-    /** @param items at most 128. */
+    /** Reads a burst. @param items the number of registers, at most 128. */
     std::vector<std::uint32_t> read(std::uint32_t address, std::uint32_t items, Rynvel::ByteOrder order);
     void write(std::uint32_t address, std::uint32_t value);
-    /** The server applies the mask. If the mask is 0, no request is sent. */
+    /** Writes with a mask, which the server applies. Sends no request if the mask is 0. */
     void write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask);
 
-    /** @return the device's result; 0 if the server does not report it. */
+    /** Sends an ioctl request. @return the result of the device; 0 if the server does not report the result. */
     int ioctl(std::uint32_t command, std::uint32_t argument);
 
-    /** Empty if the server refuses the request, for instance because the device has no interrupts. */
+    /**
+     * Returns the interrupt type; empty if the server refuses the request, for instance because the device has no
+     * interrupts.
+     */
     std::optional<std::uint32_t> interruptType();
     void enableInterrupt();
     void disableInterrupt();
-    /** Works only on servers that simulate the device. */
+    /** Raises an interrupt with this interrupt word. Works only on servers that simulate the device. */
     void raiseInterrupt(std::uint32_t word);
 
     /**
-     * Arms a second connection, over which the server then reports the interrupts.
+     * Opens and arms a second connection, over which the server then reports the interrupts.
      *
-     * @return the connection's descriptor, for poll(): readable when an interrupt begins to arrive, or when the
-     *         connection has ended.
+     * @return the socket of the second connection, for poll(). The socket is readable when an interrupt begins to
+     *          arrive, or when the connection has ended.
      */
     int arm();
 
-    /** Waits for the next interrupt and returns its word. Call arm() first. */
+    /** Waits for the next interrupt and returns its interrupt word. Call arm() first. */
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
 private:

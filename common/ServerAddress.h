@@ -11,13 +11,13 @@
 
 namespace Common {
 
-/** The port of an address that has none. The library's remote devices use the same default. */
+/** The port if a server address does not contain one. The remote devices of the library use the same default. */
 constexpr std::uint16_t defaultPort = 8888;
 
 struct ServerAddress {
     /** A host name, or an IPv4 address. */
     std::string host;
-    /** In host byte order. */
+    /** The port, in host byte order. */
     std::uint16_t port;
 };
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Prevents sign extension: a request number has 32 bits.
+// Returns the request number without sign extension, because a request number has 32 bits.
 unsigned long requestNumber(int request) { return static_cast<unsigned int>(request); }
 
 } // namespace

@@ -14,14 +14,14 @@ IMutex::~IMutex() = default;
 PthreadMutex::PthreadMutex(PthreadMutexType type) {
     RYNVEL_ENTER();
     RYNVEL_TRACE_POINT(here);
-    // If no call below initialises the mutex, its operations must fail, whatever the memory contained before.
+    // If the initialisation fails, lock() and unlock() must fail. These bytes make them fail.
     std::memset(&m_mutex, 0xFF, sizeof(m_mutex));
     if (type != PthreadMutexType::PriorityInherit) {
         succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here);
         return;
     }
     pthread_mutexattr_t attributes;
-    // The attributes are destroyed only if every call before has succeeded.
+    // A failed call ends the sequence, so the attributes are destroyed only if all other calls succeed.
     static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here) &&
                       succeeded(pthread_mutexattr_setprotocol(&attributes, static_cast<int>(type)),
                                 "pthread_mutexattr_setprotocol", here) &&
@@ -49,7 +49,7 @@ bool PthreadMutex::report(int error, const char* call, const ZilTraceHeader& cal
     return false;
 }
 
-// The messages of the construction have no full stop, unlike those of lock() and unlock().
+// The messages of the constructor have no full stop, unlike the messages of lock() and unlock().
 bool PthreadMutex::succeeded(int error, const char* call, const ZilTraceHeader& caller) {
     if (error == 0) {
         return true;

@@ -10,7 +10,7 @@
 
 namespace Rynvel {
 
-/** Fails a standard assertion, with a source file, line and function that the caller chooses. */
+/** Fails a standard assertion, whose message contains the given source file, line and function. */
 [[noreturn]] inline void failAssertionAt(const char* expression, const char* file, unsigned int line,
                                          const char* function) {
     __assert_fail(expression, file, line, function);

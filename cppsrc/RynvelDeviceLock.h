@@ -11,7 +11,7 @@
 
 namespace Rynvel {
 
-/** Locks the mutex of a device. It locks a PthreadMutex without a virtual call, unless locks are traced. */
+/** A scope that locks the mutex of a device. If locks are not traced, a PthreadMutex needs no virtual call. */
 class DeviceLock {
 public:
     explicit DeviceLock(IMutex& mutex) : m_mutex(mutex), m_direct(isDirect(mutex)) {

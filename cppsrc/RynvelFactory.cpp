@@ -32,7 +32,8 @@ int findRow(const std::string& logicalDevName) {
     return row == memoryDevices.end() ? -1 : static_cast<int>(std::distance(memoryDevices.begin(), row));
 }
 
-// Returns a new backend; null, with the arguments unchanged, if the backend has another width than T.
+// Returns a new backend. If the registers of the backend have another width than T, returns null and does not move from
+// the arguments.
 template <typename T, typename Backend, typename... Arguments>
 std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
     if constexpr (std::is_base_of_v<Device<T>, Backend>) {
@@ -42,7 +43,8 @@ std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
     }
 }
 
-// Returns the device that the row describes; null, with the mutex unchanged, if its type has another width than T.
+// Returns the device that the row describes. If the device type is unknown or has another width than T, returns null
+// and does not move from the mutex.
 template <typename T>
 std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
     const std::string& path = row.m_devicePath;
@@ -74,7 +76,7 @@ std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex
     case DeviceType::Remote32:
         return make<T, Remote<std::uint32_t>>(row.m_name, path, std::move(mutex));
     }
-    // The row of a program may contain any number.
+    // A row that a program defines may contain any number as the device type.
     return nullptr;
 }
 
@@ -192,7 +194,7 @@ std::unique_ptr<Device32> Factory::makeUnique32(const std::string& logicalDevNam
     return makeUnique<std::uint32_t>(logicalDevName, std::move(mutex), here);
 }
 
-// A device that could not be built is reported as unsupported and as created: users of the traces rely on both.
+// Traces a device that could not be built as unsupported and as created, because users of the traces rely on both.
 void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHeader& caller) {
     if (!built) {
         RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, "Unsupported device \"", row.m_name, "\"");
@@ -201,7 +203,7 @@ void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHe
 }
 
 void Factory::failAssertion(const char* expression, unsigned int line, Accessor accessor) {
-    // Arrays of characters, because the dynamic linker would have to relocate pointers in every process.
+    // The names are arrays, because the dynamic linker would have to relocate pointers in every process.
     static constexpr char accessors[][54]{
         "Rynvel::IDevice* Rynvel::Factory::getBackend(int)",
         "Rynvel::Device8* Rynvel::Factory::getBackend8(int)",
@@ -221,7 +223,7 @@ const Factory::OpenedDevice& Factory::openedDevice(int handle, Accessor accessor
     return m_openedDevices[handle];
 }
 
-/** Finds the device of a handle of the C interface. The handle must be open and of the right width. */
+/** The lookup of devices for the C interface. The handle must be open, and the device must have the right width. */
 class HandleLookup {
 public:
     static IDevice& device(int handle) { return *Factory::openedDevice(handle, Factory::Accessor::AnyWidth).device; }

@@ -8,7 +8,7 @@
 
 namespace Rynvel {
 
-/** Writes a message, so that trace points accept it as an argument. */
+/** Writes a message as text. Trace points need this operator for arguments that are messages. */
 inline std::ostream& operator<<(std::ostream& stream, const IMessage& message) { return message.toStream(stream); }
 
 } // namespace Rynvel

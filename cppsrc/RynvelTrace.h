@@ -12,7 +12,10 @@
 
 namespace Rynvel {
 
-/** Returns the lower 32 bits of a number or a pointer, to be written with all hexadecimal digits of its type. */
+/**
+ * Returns the lower 32 bits of a number or a pointer. A stream writes the result with all hexadecimal digits of the
+ * type of the number, at most 8.
+ */
 template <typename T>
 HexU32Struct Hex(T value) {
     constexpr std::size_t valueBytes = sizeof(T) < sizeof(std::uint32_t) ? sizeof(T) : sizeof(std::uint32_t);
@@ -25,18 +28,18 @@ HexU32Struct Hex(T value) {
 
 } // namespace Rynvel
 
-// The trace points of a class, on its channel m_trace.
+// The following macros are trace points of a class with the channel `m_trace`.
 
-/** Records the entry into an operation. Writes each argument as "name=value". */
+/** Records the entry into an operation. The text contains each argument as "name=value". */
 #define RYNVEL_ENTER(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::entry, __VA_ARGS__)
 
-/** Records the entry into an operation that is called at a high rate. */
+/** Records the entry into an operation that programs call at a high rate. */
 #define RYNVEL_ENTER_HIGH_RATE(...) RYNVEL_TRACE_ENTRY(m_trace, ::Rynvel::TraceLevel::highRate, __VA_ARGS__)
 
-/** Records a message with the given header. Writes the arguments to a stream one after the other. */
+/** Records a message with the given header. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_MESSAGE_AT(header, level, ...) RYNVEL_TRACE_MESSAGE_AT(m_trace, header, level, __VA_ARGS__)
 
-/** Records a message. Writes the arguments to a stream one after the other. */
+/** Records a message. The text is the concatenation of the arguments after `level`. */
 #define RYNVEL_MESSAGE(level, ...) RYNVEL_TRACE_MESSAGE(m_trace, level, __VA_ARGS__)
 
 #endif

@@ -26,7 +26,7 @@ inline unsigned long parseNumber(const char* text) {
 template <typename T>
 ZilTrace Uio<T>::m_trace("Rynvel.Uio", channelLevel, channelHeaderOption);
 
-// The braces make the compiler evaluate the arguments from left to right.
+// The braces make the compiler evaluate the arguments from left to right: the offset is read before the size.
 template <typename T>
 Uio<T>::Uio(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, bool fake)
     : Mmap<T>{physicalDevName, getMapData(physicalDevName, "offset"), getMapData(physicalDevName, "size"),

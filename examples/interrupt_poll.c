@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Waits for an interrupt of the real-time clock with a time-out: enables the interrupt, polls, and then receives it. */
+/* Waits for an interrupt of the real-time clock with a time-out: enables, polls for and receives the interrupt. */
 
 #define _POSIX_C_SOURCE 200809L
 
@@ -8,11 +8,11 @@
 #include <poll.h>
 #include <stdio.h>
 
-/* Registers of the clock, by index. */
+/* The register indexes of the clock. */
 enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
 enum { TIMEOUT_MILLISECONDS = 500, MOST_TIMEOUTS = 20 };
 
-/* Makes the clock signal an interrupt in two seconds. */
+/* Makes the clock signal an interrupt after two seconds. Returns whether all operations have succeeded. */
 static int setAlarm(int clock) {
     uint32_t now = 0;
     return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&
@@ -41,7 +41,7 @@ int main(void) {
         return 1;
     }
     printf("polling the descriptor of rtc0 for an interrupt\n");
-    /* Receiving enables the interrupt again, so clear its source first. */
+    /* Rynvel_receiveInterrupts() enables the interrupt again, so clear the source of the interrupt first. */
     if (!pollUntilReady(clock) || Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) != 0 ||
         Rynvel_receiveInterrupts(clock, &count) != 0) {
         fprintf(stderr, "interrupt_poll: no interrupt came\n");

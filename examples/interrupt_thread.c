@@ -7,21 +7,21 @@
 #include <stdatomic.h>
 #include <stdio.h>
 
-/* Registers of the clock, by index. */
+/* The register indexes of the clock. */
 enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
 enum { INTERRUPTS = 3 };
 
 static atomic_int interruptsLeft = INTERRUPTS;
 static atomic_int failed = 0;
 
-/* Reports a failure, and makes both threads end. */
+/* Reports a failure, and ends the loops of both threads. */
 static void fail(const char* what) {
     fprintf(stderr, "interrupt_thread: %s failed\n", what);
     failed = 1;
     interruptsLeft = 0;
 }
 
-/* Makes the clock signal an interrupt in one second. */
+/* Makes the clock signal an interrupt after one second. Returns whether all operations have succeeded. */
 static int setAlarm(int clock) {
     uint32_t now = 0;
     return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&
@@ -43,7 +43,7 @@ static void* receiveInterrupts(void* argument) {
     return NULL;
 }
 
-/* Counts in the low byte of a register, without changing the other bytes, until all interrupts have arrived. */
+/* Writes a count to the low byte of a register until all interrupts have arrived. Returns the number of writes. */
 static unsigned long workOnRegisters(int device) {
     unsigned long writes = 0;
     if (Rynvel_write32(device, 0x10, 0xABCDEF00) != 0) {

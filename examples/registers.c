@@ -67,7 +67,7 @@ static int burst(int handle) {
 int main(void) {
     const char* const names[] = {"common.spi.0.0", "common.i2c.0"};
     unsigned int i;
-    /* Writes each line at once, so that traces on standard error appear between the right lines. */
+    /* Line buffering keeps the output in the right order with the traces on standard error. */
     setvbuf(stdout, NULL, _IOLBF, 0);
     for (i = 0; i < COUNT(names); ++i) {
         const int handle = openDevice(names[i]);

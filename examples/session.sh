@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Uses rynvelctl on the board, and ends with an interrupt of its clock. Usage: session.sh FOLDER_OF_RYNVELCTL
+# Uses registers and an interrupt of the board with rynvelctl. Usage: session.sh FOLDER_OF_RYNVELCTL
 PATH=$1:$PATH
 
 run() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * The C++ classes of librynvel. A program that works with integer handles includes rynvel.h instead.
+ * The C++ classes of librynvel. If your program works with integer handles, include rynvel.h instead.
  */
 #ifndef RYNVEL_HPP
 #define RYNVEL_HPP

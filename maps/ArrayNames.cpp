@@ -12,7 +12,7 @@ namespace Maps {
 namespace {
 
 constexpr std::string_view placeholder = "%s";
-// Each placeholder of a name takes an index.
+// Limits the length of a name, in which the index replaces every placeholder.
 constexpr std::size_t longestIndex = 64;
 
 bool isDecimal(std::string_view text) {

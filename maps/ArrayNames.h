@@ -14,23 +14,23 @@
 
 namespace Maps {
 
-/** Whether a text has the place for an index, `%s`. */
+/** Returns whether a text contains `%s`, the placeholder for an index. */
 bool hasPlaceholder(std::string_view text);
 
-/** The text with an index in place of every `%s`. */
+/** Returns the text with the index instead of every `%s`. */
 std::string withIndex(std::string_view text, std::string_view index);
 
-/** The name without `%s` or `[%s]`. */
+/** Returns the name without `%s` and `[%s]`. */
 std::string withoutPlaceholder(std::string_view name);
 
 /**
- * The indexes that a list such as "A,B,C" names, or a range such as "0-3" or "A-D".
+ * Returns the indexes of a list such as "A,B,C", or of a range such as "0-3" or "A-D".
  *
- * @return none for another text, and for more than `most` indexes.
+ * @return the indexes; none for any other text, and for more than `most` indexes.
  */
 std::optional<std::vector<std::string>> parseIndexes(std::string_view text, std::uint64_t most);
 
-/** The indexes from 0 below a size. */
+/** Returns the numbers from 0 to `size` - 1 as indexes. */
 std::vector<std::string> countedIndexes(std::uint64_t size);
 
 } // namespace Maps

@@ -11,13 +11,16 @@ namespace Maps {
 
 namespace {
 
-/** The name of an element, or that of its array: one warning is for all its elements. */
+/**
+ * Returns the quoted name of an element. All elements of an array have the name of the array, and therefore share one
+ * warning.
+ */
 template <typename T>
 std::string nameOf(const T& element) {
     return "'" + (element.arrayElement.array ? element.arrayElement.array->name : element.name) + "'";
 }
 
-/** A stretch of bits or bytes that an element takes. */
+/** The range of bits or bytes that an element occupies. */
 template <typename T>
 struct Extent {
     std::uint64_t first;
@@ -37,7 +40,7 @@ public:
     }
 
 private:
-    /** Whether a list is seen for the first time: elements share lists. */
+    /** Returns whether a list has elements and was not checked before. Elements of a map can share a list. */
     template <typename T>
     bool isNew(const SharedList<T>& list) {
         return !list.empty() && m_seen.insert(list.begin()).second;
@@ -104,12 +107,13 @@ private:
         m_warnings.add(extent.element->line, kind + nameOf(*extent.element) + " overlaps " + with);
     }
 
-    /** Compares each element with the one before that reaches furthest. */
+    /** Compares each element with the earlier element that ends last. */
     template <typename T>
     void warnOfOverlaps(const std::string& kind, std::vector<Extent<T>> extents, const std::string& reason) {
         std::stable_sort(extents.begin(), extents.end(),
                          [](const Extent<T>& a, const Extent<T>& b) { return a.first < b.first; });
-        // Those that are only read and those that are only written may share their place.
+        // A read-only element and a write-only element may overlap, so readable and writable elements are compared
+        // separately.
         for (const auto isConcerned : {isReadable, isWritable}) {
             const Extent<T>* furthest = nullptr;
             for (const Extent<T>& extent : extents) {

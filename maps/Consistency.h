@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * What makes no sense in a map that can be read.
+ * Checks a map for contradictions between its elements.
  */
 #ifndef RYNVEL_MAPS_CONSISTENCY_H
 #define RYNVEL_MAPS_CONSISTENCY_H
@@ -12,8 +12,8 @@
 namespace Maps {
 
 /**
- * Warns of names that are there twice, of fields outside of their register, of fields and registers that overlap, and
- * of enumerated values that do not fit or are there twice.
+ * Warns of each name that occurs twice, of each field outside its register, of fields and registers that overlap, and
+ * of enumerated values that do not fit or occur twice.
  */
 void checkConsistency(const Device& device, Warnings& warnings);
 

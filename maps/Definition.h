@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * A register map as its file has it, before arrays are expanded and anything is inherited.
+ * The content of a map file, before the expansion of arrays and the inheritance of properties.
  */
 #ifndef RYNVEL_MAPS_DEFINITION_H
 #define RYNVEL_MAPS_DEFINITION_H
@@ -21,7 +21,7 @@ namespace Maps {
 
 struct Definition;
 
-/** What registers inherit from the elements around them. */
+/** The properties that registers inherit from the elements around them. */
 struct Properties {
     std::optional<std::uint64_t> size;
     std::optional<Access> access;
@@ -30,7 +30,7 @@ struct Properties {
     std::optional<std::uint64_t> resetMask;
 };
 
-/** The elements that make an array. */
+/** The properties that make an element an array. */
 struct Dimension {
     std::optional<std::uint64_t> size;
     std::optional<std::uint64_t> increment;
@@ -39,7 +39,7 @@ struct Dimension {
     Enumeration indexNames;
 };
 
-/** The three spellings of a bit range: any of the numbers may be missing. */
+/** A bit range in any of the three notations of the format. Each of the numbers may be missing. */
 struct BitRange {
     std::optional<std::uint64_t> lsb;
     std::optional<std::uint64_t> msb;
@@ -69,13 +69,13 @@ void addTo(List<T>& list, T element) {
     list->push_back(std::move(element));
 }
 
-/** A device, peripheral, cluster, register or field. A text that is empty is not there. */
+/** A device, peripheral, cluster, register or field. A text is empty if the file does not give it. */
 struct Definition {
     enum class Kind { Device, Peripheral, Cluster, Register, Field };
 
     Kind kind = Kind::Device;
     std::size_t line = 0;
-    /** Null for the device. */
+    /** The element around this one; null for the device. */
     const Definition* parent = nullptr;
     std::string_view derivedFrom;
     std::string_view name;
@@ -83,14 +83,14 @@ struct Definition {
     std::string_view displayName;
     std::string_view version;
     std::string_view headerStructName;
-    /** The peripheral, cluster or register that it is an alternative to. */
+    /** The name of the peripheral, cluster or register to which this one is an alternative. */
     std::string_view alternative;
     std::string_view alternateGroup;
     std::string_view prependToName;
     std::string_view appendToName;
     std::optional<std::uint64_t> addressUnitBits;
     std::optional<std::uint64_t> width;
-    /** The base address or the offset. */
+    /** The base address of a peripheral, or the offset of a cluster or register. */
     std::optional<std::uint64_t> offset;
     BitRange bits;
     Properties properties;
@@ -98,18 +98,20 @@ struct Definition {
     std::optional<ReadAction> readAction;
     std::optional<ModifiedWrite> modifiedWrite;
     std::optional<WriteConstraint> writeConstraint;
-    // What follows is null where it is not there. Derived definitions share it.
+    // The following lists are null if the file does not give them. Derived definitions share the lists.
     List<AddressBlock> addressBlocks;
     List<Interrupt> interrupts;
     List<EnumerationDefinition> enumerations;
-    /** The peripherals of a device, the registers and clusters of a peripheral or cluster, the fields of a register. */
+    /**
+     * The peripherals of a device, the registers and clusters of a peripheral or cluster, or the fields of a register.
+     */
     List<const Definition*> children;
 };
 
-/** The name of a kind of element, as files have it. */
+/** Returns the XML tag of a kind of definition. */
 std::string_view tagOf(Definition::Kind kind);
 
-/** For messages: the kind and the name, such as "register 'CR'". */
+/** Returns the kind and the name for a message, such as "register 'CR'". */
 std::string describe(const Definition& definition);
 
 } // namespace Maps

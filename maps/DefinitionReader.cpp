@@ -45,7 +45,7 @@ constexpr Words<AddressBlock::Usage, 3> blockUsageWords{{{"registers", AddressBl
                                                          {"buffer", AddressBlock::Usage::Buffer},
                                                          {"reserved", AddressBlock::Usage::Reserved}}};
 
-/** For what a map may have and this reader has no use for. */
+/** Accepts an element that the format allows and that this reader does not need. */
 template <typename Target>
 void ignore(Target&, const Element&) {}
 
@@ -96,7 +96,7 @@ void readEnumeratedValue(std::vector<EnumeratedValue>& values, const Element& el
     values.push_back(std::move(value));
 }
 
-/** Enumerated values that are being read, with the properties of what holds them. */
+/** The enumerated values that were read so far, and the target that they belong to. */
 template <typename Target>
 struct ValuesOf {
     Target& target;
@@ -115,7 +115,7 @@ const Tags<EnumerationTarget>& enumerationTags() {
 }
 
 void readEnumeration(Definition& field, const Element& element) {
-    // One for reading and one for writing are what a field may have.
+    // The format allows two enumeratedValues for a field, one for reading and one for writing.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("a field has more than " + std::to_string(most) + " enumeratedValues: these are not used");
@@ -158,7 +158,7 @@ void readIndexNames(Definition& definition, const Element& element) {
 
 // Bit ranges and write constraints
 
-/** Sets a number of a bit range, unless one before is another. */
+/** Stores a number of a bit range. Keeps an earlier number, and warns if the two differ. */
 void setBit(std::optional<std::uint64_t>& bit, std::optional<std::uint64_t> number, const Element& element) {
     if (bit && number && bit != number) {
         element.warn(element.quoted(element.text()) + " contradicts the bit range before, and is not used");
@@ -352,7 +352,7 @@ void readChild(Definition& parent, const Element& element) {
     addTo<const Definition*>(parent.children, &child);
 }
 
-/** Reads what only holds a list of elements. A second list adds to the first. */
+/** Reads an element that contains only a list of elements. Adds them to the elements that the parent already has. */
 void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
     element.expectNoAttributes();
     if (parent.children) {

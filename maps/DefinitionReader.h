@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * From XML to definitions.
+ * Reads the definitions of a map from its XML elements.
  */
 #ifndef RYNVEL_MAPS_DEFINITIONREADER_H
 #define RYNVEL_MAPS_DEFINITIONREADER_H
@@ -12,9 +12,11 @@
 namespace Maps {
 
 /**
- * Reads the root of a map. An element without a name is not used, with a warning.
+ * Reads a map and returns its root, the device. Leaves out a peripheral, cluster, register or field without a name, and
+ * warns of it.
  *
- * @throws MalformedMap when the root is not a device, the device has no peripherals, or clusters are nested too deep.
+ * @throws MalformedMap if the root is not a device, if the device has no peripherals, or if clusters are nested too
+ * deep.
  */
 const Definition& readDefinitions(Source& source);
 

@@ -14,7 +14,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// Paths through derived definitions may lead to further ones; more than this is made up.
+// The path to a base may lead through definitions that are derived, too. Only a contrived map nests such paths deeper
+// than this.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {
@@ -49,13 +50,16 @@ void inherit(Properties& own, const Properties& base) {
     inherit(own.resetMask, base.resetMask);
 }
 
-/** The width of a bit range; none where it does not say. */
+/** Returns the width of a bit range; none if the numbers do not give it. */
 std::optional<std::uint64_t> widthOf(const BitRange& bits) {
     const bool hasBothEnds = bits.lsb && bits.msb && *bits.msb >= *bits.lsb && *bits.msb - *bits.lsb < UINT64_MAX;
     return hasBothEnds ? std::optional<std::uint64_t>(*bits.msb - *bits.lsb + 1) : bits.width;
 }
 
-/** A range that begins elsewhere keeps its width. */
+/**
+ * Inherits the width, and not the highest bit. A field that begins at another bit therefore keeps the width of its
+ * base.
+ */
 void inherit(BitRange& own, const BitRange& base) {
     if (!own.lsb && !own.msb && !own.width) {
         own = base;
@@ -67,7 +71,7 @@ void inherit(BitRange& own, const BitRange& base) {
     }
 }
 
-/** An element that has a name for one is one, whatever it is derived from. */
+/** Inherits the array properties only if the name has a placeholder for an index. */
 void inherit(Dimension& own, const Dimension& base, std::string_view name) {
     if (own.size || !hasPlaceholder(name)) {
         return;
@@ -101,7 +105,7 @@ void inherit(Definition& own, const Definition& base) {
     inherit(own.enumerations, base.enumerations);
 }
 
-/** Counts how deep calls are nested. */
+/** Counts the depth of nested calls. */
 class Nesting {
 public:
     explicit Nesting(std::size_t& depth) : m_depth(depth) { ++m_depth; }
@@ -168,7 +172,7 @@ bool Scope::isElement(const Definition& array, std::string_view name) {
 }
 
 const Definition& Derivation::resolve(const Definition& own) {
-    // A chain may be as long as the file: no recursion.
+    // Uses a loop and not a recursion, because a chain may be as long as the file.
     std::vector<const Definition*> chain;
     const Definition* at = &own;
     while (!at->derivedFrom.empty()) {
@@ -218,7 +222,7 @@ const Definition* Derivation::walk(const Definition& scope, const std::vector<st
 
 const Definition* Derivation::childOf(const Definition& parent, std::string_view name, Kind kind, bool isLast,
                                       const Definition* except) {
-    // The definition that is being resolved may be in the one whose children are looked at.
+    // While the parent itself is being resolved, only its own children can be searched.
     const auto known = m_resolved.find(&parent);
     const bool isInProgress = known != m_resolved.end() && known->second == nullptr;
     const Definition& full = isInProgress ? parent : resolve(parent);
@@ -341,7 +345,7 @@ const EnumerationDefinition* Derivation::baseOf(const EnumerationDefinition& own
     return findByField(own);
 }
 
-/** The enumeration of a field that may be derived, or of an element of an array. */
+/** Returns the enumeration of a field that is derived or an element of an array; null if there is none. */
 const EnumerationDefinition* Derivation::findByField(const EnumerationDefinition& own) {
     std::vector<std::string_view> path = split(own.derivedFrom);
     const std::string_view name = path.back();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * What definitions take over from others by derivedFrom.
+ * Resolves derivedFrom, by which a definition inherits the properties and children of another one.
  */
 #ifndef RYNVEL_MAPS_DERIVATION_H
 #define RYNVEL_MAPS_DERIVATION_H
@@ -29,8 +29,8 @@ public:
     Scope(const Definitions& children, std::uint64_t mostIndexes);
 
     /**
-     * The child of a kind that a name means: by its own name, by that of an element of its array, or by its name
-     * without the place for an index. Never `except`. Null when there is none.
+     * Returns the child of a kind that has the name; null if there is none. The name may be that of the child, that of
+     * an element of its array, or that of its array without the placeholder. Never returns `except`.
      */
     const Definition* find(Definition::Kind kind, std::string_view name, const Definition* except);
 
@@ -42,16 +42,16 @@ private:
 
     std::uint64_t m_mostIndexes;
     std::map<Key, const Definition*> m_byName;
-    /** Arrays by what comes before the index. */
+    /** The arrays, by the text before the placeholder. */
     std::map<Key, const Definition*> m_byBeginning;
-    /** Names without the place for an index. */
+    /** The arrays, by their names without the placeholder. */
     std::map<std::pair<Definition::Kind, std::string>, const Definition*> m_byBareName;
     std::map<const Definition*, std::unordered_set<std::string>> m_indexes;
 };
 
 /**
- * Looks for what a definition is derived from in the element around it, then in those further out: the path from the
- * device, which the format wants, is the last of them.
+ * Resolves the definitions of a device. Searches for the base of a definition in the element around it, and then in
+ * each further element up to the device. The format requires a path from the device, which the search tries last.
  */
 class Derivation {
 public:
@@ -59,14 +59,18 @@ public:
         : m_device(device), m_warnings(warnings), m_limits(limits) {}
 
     /**
-     * The definition with all that it takes over. Its own children come after those taken over, or replace one of the
-     * same name. Warns when there is nothing to derive from, and cuts a circle of derived definitions with a warning.
+     * Returns the definition with everything that it inherits from its base. An inherited child precedes the own
+     * children, unless one of these has the same name and replaces it. Warns of a base that does not exist. Breaks a
+     * circle of derived definitions, with a warning.
      *
-     * @throws MalformedMap when derived definitions have more children than a map may have elements.
+     * @throws MalformedMap if derived definitions have more children than a map may have elements.
      */
     const Definition& resolve(const Definition& own);
 
-    /** The enumeration that has the values of one, which may be derived. Warns when there are none. */
+    /**
+     * Returns the enumeration that has the values of `own`: itself, or the one from which it is derived. Warns if no
+     * values exist.
+     */
     const EnumerationDefinition& resolve(const EnumerationDefinition& own);
 
 private:
@@ -89,12 +93,15 @@ private:
     std::size_t m_nesting = 0;
     std::uint64_t m_mergedChildren = 0;
     std::deque<Definition> m_derived;
-    /** Null while a definition is being resolved. */
+    /** The results of resolve(); null while a definition is being resolved. */
     std::unordered_map<const Definition*, const Definition*> m_resolved;
     std::unordered_map<const Definitions*, std::unique_ptr<Scope>> m_scopes;
     std::unordered_map<const EnumerationDefinition*, const EnumerationDefinition*> m_resolvedEnumerations;
     bool m_hasNotedEnumerations = false;
-    /** Enumerations by an element around them and the path from there, or the end of that path. */
+    /**
+     * The named enumerations. The key is an element around the enumeration, and the path from this element or an end of
+     * that path.
+     */
     std::map<std::pair<const Definition*, std::string>, const EnumerationDefinition*> m_enumerations;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * What is wrong with a file, line by line.
+ * The errors and warnings of a file, with their lines.
  */
 #ifndef RYNVEL_MAPS_DIAGNOSTICS_H
 #define RYNVEL_MAPS_DIAGNOSTICS_H
@@ -24,15 +24,18 @@ enum class Severity {
 
 struct Diagnostic {
     Severity severity = Severity::Warning;
-    /** Counted from 1; 0 for the whole file. */
+    /** The number of the line, counted from 1; 0 for the whole file. */
     std::size_t line = 0;
     std::string text;
 };
 
-/** Returns "FILE:LINE: warning: TEXT", or "FILE: warning: TEXT" for the whole file; "error" instead for an error. */
+/**
+ * Returns "FILE:LINE: warning: TEXT", or "FILE: warning: TEXT" for the whole file. An error has "error" instead of
+ * "warning".
+ */
 std::string render(const std::string& file, const Diagnostic& diagnostic);
 
-/** Ends the reading of a file. */
+/** Thrown if a file cannot be used as a map. what() is the text of the error. */
 class MalformedMap : public std::runtime_error {
 public:
     MalformedMap(std::size_t line, const std::string& text) : std::runtime_error(text), m_line(line) {}
@@ -43,14 +46,17 @@ private:
     std::size_t m_line;
 };
 
-/** Collects warnings, each line and text once, up to a number of them. */
+/** Collects warnings up to a maximum number. Keeps a warning with the same line and text only once. */
 class Warnings {
 public:
     explicit Warnings(std::size_t most) : m_most(most) {}
 
     void add(std::size_t line, const std::string& text);
 
-    /** The warnings in the order of their lines, and one more that counts those above the number. */
+    /**
+     * Returns the warnings in the order of their lines. If there are more than the maximum, one more warning gives the
+     * number of the others.
+     */
     std::vector<Diagnostic> inOrder() const;
 
 private:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * XML elements, read with a warning of everything that is wrong or not used.
+ * Reads XML elements, and warns of everything that is wrong or not used.
  */
 #ifndef RYNVEL_MAPS_ELEMENT_H
 #define RYNVEL_MAPS_ELEMENT_H
@@ -28,21 +28,23 @@
 
 namespace Maps {
 
-/** What reading needs beside the elements, and what must live as long as the definitions. */
+/**
+ * The objects for reading a map. The document, `definitions` and `texts` must exist as long as a definition is used.
+ */
 struct Source {
     const XmlDocument& document;
     Warnings& warnings;
     const Limits& limits;
     std::deque<Definition>& definitions;
-    /** Texts that were in pieces. */
+    /** The texts that have several pieces in the document. */
     std::deque<std::string>& texts;
 };
 
-/** The texts of an element, each with its meaning. */
+/** The words that an element may contain, each with its meaning. */
 template <typename T, std::size_t count>
 using Words = std::array<std::pair<std::string_view, T>, count>;
 
-/** Whether two words differ in nothing but case, hyphens and other characters that are not letters. */
+/** Returns whether two words have the same letters. Ignores the case of the letters, and all other characters. */
 bool areAlike(std::string_view one, std::string_view other);
 
 class Element {
@@ -55,24 +57,35 @@ public:
     std::size_t line() const { return m_source->document.lineOf(m_node); }
     void warn(const std::string& text) const { m_source->warnings.add(line(), text); }
 
-    /** The text without the white space around it. Warns of an empty text, of elements in it and of attributes. */
+    /**
+     * Returns the text without leading and trailing white space. Warns of an empty text, of child elements and of
+     * attributes.
+     */
     std::string_view text() const;
 
-    /** The text as one line. */
+    /** Returns the text as one line. */
     std::string plainText() const;
 
-    /** The text, which is not used, with a warning, if it is long: names are copied often. */
+    /**
+     * Returns the text; empty, with a warning, if it is longer than 256 characters. The limit is necessary because
+     * names are copied often.
+     */
     std::string_view shortText() const;
 
-    /** The text as a name, which is not used if it is long. Warns of characters that a name in C may not have; `%s` and
-     * `[%s]` are allowed. */
+    /**
+     * Returns the text as a name, with the limit of shortText(). Warns of characters that a name in C cannot have,
+     * except for `%s` and `[%s]`.
+     */
     std::string_view name() const;
 
-    /** @return none, with a warning, for what is not a number. */
+    /** Returns the number; none, with a warning, for any other text. */
     std::optional<std::uint64_t> number() const;
     std::optional<bool> boolean() const;
 
-    /** @return none, with a warning, for none of the words. Takes another spelling of a word, with a warning. */
+    /**
+     * Returns the meaning of the word; none, with a warning, if the text is not one of the words. Accepts another
+     * spelling of a word, with a warning.
+     */
     template <typename T, std::size_t count>
     std::optional<T> word(const Words<T, count>& words) const {
         const std::string_view given = text();
@@ -93,16 +106,16 @@ public:
         return std::nullopt;
     }
 
-    /** The value of the attribute derivedFrom; empty without it. Warns of all other attributes. */
+    /** Returns the attribute derivedFrom; empty if it is missing or cannot be used. Warns of all other attributes. */
     std::string_view derivedFrom() const;
 
     /** Warns of attributes. */
     void expectNoAttributes() const;
 
-    /** Warns of text beside the elements in this one. */
+    /** Warns of text between the child elements. */
     void expectNoText() const;
 
-    /** For messages: the tag and a text. */
+    /** Returns the tag and a text for a message. Shortens a long text. */
     std::string quoted(std::string_view text) const {
         return std::string(tag()) + " '" + std::string(text.substr(0, longestQuote)) + "'";
     }
@@ -117,7 +130,7 @@ private:
     pugi::xml_node m_node;
 };
 
-/** The elements that may be in another one, and what each sets in a target. */
+/** The child elements that an element may have, each with the function that reads it into a target. */
 template <typename Target>
 class Tags {
 public:
@@ -134,7 +147,9 @@ public:
         std::sort(m_tags.begin(), m_tags.end(), [](const Tag& a, const Tag& b) { return a.name < b.name; });
     }
 
-    /** Reads all that is in an element, with a warning of what is not used: the unknown, and repetitions. */
+    /**
+     * Reads all child elements. Leaves out unknown elements and repetitions that are not allowed, and warns of them.
+     */
     void readInto(Target& target, const Element& element) const {
         element.expectNoText();
         std::bitset<mostTags> seen;

@@ -17,7 +17,7 @@ namespace {
 using Kind = Definition::Kind;
 
 constexpr unsigned int widest = 64;
-// No register is that wide: beyond it, a size or a bit number is a mistake.
+// No register is wider. A greater size or bit number is a mistake in the map.
 constexpr std::uint64_t highestBit = 65535;
 
 std::uint64_t onesBelow(std::uint64_t bit) { return bit >= widest ? UINT64_MAX : (std::uint64_t{1} << bit) - 1; }
@@ -44,11 +44,11 @@ struct ByContent {
 struct Content {
     SharedList<Register> registers;
     SharedList<Cluster> clusters;
-    /** With everything in them. */
+    /** The number of registers, clusters and fields, at all levels. */
     std::uint64_t elements = 0;
 };
 
-/** An element of an array, or what is none. */
+/** The name of an element, its position in an array, and its distance from the first element of the array. */
 struct Place {
     std::string name;
     ArrayElement element;
@@ -82,7 +82,7 @@ private:
         m_warnings.add(definition.line, describe(definition) + " " + text);
     }
 
-    /** @throws MalformedMap when there are more elements than a map may have. */
+    /** @throws MalformedMap if there are more elements than a map may have. */
     void expectAtMost(const Definition& definition, std::uint64_t elements) const {
         if (elements > m_limits.elements) {
             throw MalformedMap(definition.line, describe(definition) + " exceeds the " +
@@ -91,12 +91,15 @@ private:
         }
     }
 
-    /** Counts an element that is made; the device counts it as often as it is there. */
+    /**
+     * Counts an element that is created. Several peripherals can share the element, but m_elements counts it for each
+     * of them.
+     */
     void countMade(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
     // Arrays
 
-    /** The elements of an array in their order, or the only element of what is none. */
+    /** Returns the elements of an array in their order, or the only element of a definition that is not an array. */
     std::vector<Place> placesOf(const Definition& definition) {
         if (!definition.dimension.size) {
             return {onlyPlace(definition)};
@@ -170,7 +173,7 @@ private:
         return *indexes;
     }
 
-    /** The offset of an element of an array; none, with a warning, beyond 64 bits. */
+    /** Returns the offset of an element; none, with a warning, if the offset does not fit in 64 bits. */
     std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
         const std::uint64_t offset = definition.offset.value_or(0);
         if (place.distance > UINT64_MAX - offset) {
@@ -239,7 +242,7 @@ private:
         return definition.offset.has_value();
     }
 
-    /** Returns the number of elements. */
+    /** Returns the number of added clusters, registers and fields, at all levels. */
     std::uint64_t addClusters(std::vector<Cluster>& clusters, const Definition& definition, const Properties& around,
                               std::size_t depth) {
         if (depth > m_limits.clusterDepth) {
@@ -325,7 +328,10 @@ private:
         return Access::ReadWrite;
     }
 
-    /** What can be done with any of the fields; none where one does not say it. */
+    /**
+     * Returns the access that allows everything that one of the fields allows; none if a field does not give its
+     * access.
+     */
     std::optional<Access> accessOfFields(const Definition& definition) {
         bool canBeRead = false;
         bool canBeWritten = false;
@@ -367,7 +373,7 @@ private:
         if (properties.resetValue.value_or(0) > bits) {
             warn(definition, "has a reset value that does not fit in its " + std::to_string(aRegister.size) + " bits");
         }
-        // A mask for registers of several sizes is as wide as the widest.
+        // Does not check the mask of an outer element, which may be for wider registers, too.
         if (definition.properties.resetMask.value_or(0) > bits) {
             warn(definition, "has a reset mask that does not fit in its " + std::to_string(aRegister.size) + " bits");
         }
@@ -413,7 +419,7 @@ private:
         }
     }
 
-    /** The lowest and the highest bit; none, with a warning, where they are not given. */
+    /** Returns the lowest and the highest bit; none, with a warning, if the bit range is missing or makes no sense. */
     std::optional<std::pair<std::uint64_t, std::uint64_t>> bitsOf(const Definition& definition) {
         const BitRange& bits = definition.bits;
         const bool hasWidth = bits.width.value_or(1) != 0 && bits.width.value_or(1) <= highestBit;

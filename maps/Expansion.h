@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * From definitions to the model: arrays are expanded, and properties inherited.
+ * Converts definitions to the model. Expands arrays, and adds the inherited properties.
  */
 #ifndef RYNVEL_MAPS_EXPANSION_H
 #define RYNVEL_MAPS_EXPANSION_H
@@ -14,9 +14,9 @@
 namespace Maps {
 
 /**
- * Warns of everything that cannot be used, and leaves it out.
+ * Returns the model of a device. Leaves out everything that cannot be used, and warns of it.
  *
- * @throws MalformedMap when the device has more elements or deeper clusters than the limits allow.
+ * @throws MalformedMap if the device has more elements or deeper clusters than the limits allow.
  */
 Device expand(const Definition& device, Warnings& warnings, const Limits& limits);
 

@@ -2,6 +2,7 @@
 #include "FieldValues.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "NearestName.h"
@@ -16,13 +17,11 @@ constexpr unsigned int widest = 64;
 
 std::uint64_t lowBits(unsigned int count) { return count >= widest ? UINT64_MAX : (std::uint64_t{1} << count) - 1; }
 
-std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
-
 bool isFor(const Enumeration& enumeration, Usage usage) {
     return enumeration.usage == usage || enumeration.usage == Usage::ReadWrite;
 }
 
-/** The first of the enumerated values for a usage that a condition holds for; null without one. */
+/** Returns the first enumerated value for a usage that meets the condition; null if there is none. */
 template <typename Condition>
 const EnumeratedValue* firstValue(const Field& field, Usage usage, const Condition& condition) {
     for (const Enumeration& enumeration : field.enumerations) {
@@ -36,7 +35,7 @@ const EnumeratedValue* firstValue(const Field& field, Usage usage, const Conditi
     return nullptr;
 }
 
-/** The name that a value has for a usage, the default included. */
+/** Returns the enumerated value that names a number for a usage, or else the default; null if there is none. */
 const EnumeratedValue* nameOf(const Field& field, Usage usage, std::uint64_t number) {
     const EnumeratedValue* const exact = firstValue(field, usage, [number](const EnumeratedValue& each) {
         return !each.isDefault && (number & each.mask) == each.value;
@@ -157,7 +156,17 @@ private:
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
 
+std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
+
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
+
+std::vector<const Field*> fieldsFromTheTop(const Register& aRegister) {
+    std::vector<const Field*> fields;
+    std::transform(aRegister.fields.begin(), aRegister.fields.end(), std::back_inserter(fields),
+                   [](const Field& field) { return &field; });
+    std::stable_sort(fields.begin(), fields.end(), [](const Field* a, const Field* b) { return a->msb > b->msb; });
+    return fields;
+}
 
 std::uint64_t bitsOf(const Register& aRegister) { return lowBits(aRegister.size); }
 
@@ -173,13 +182,11 @@ FieldValue decode(const Field& field, std::uint64_t registerValue, Usage usage) 
 
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue) {
     std::vector<FieldValue> values;
-    for (const Field& field : aRegister.fields) {
-        if (isReadable(field.access) && isInside(field, aRegister)) {
-            values.push_back(decode(field, registerValue));
+    for (const Field* const field : fieldsFromTheTop(aRegister)) {
+        if (isReadable(field->access) && isInside(*field, aRegister)) {
+            values.push_back(decode(*field, registerValue));
         }
     }
-    std::stable_sort(values.begin(), values.end(),
-                     [](const FieldValue& a, const FieldValue& b) { return a.field->msb > b.field->msb; });
     return values;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * How much a register map may cost.
+ * The maximum sizes of a register map.
  */
 #ifndef RYNVEL_MAPS_LIMITS_H
 #define RYNVEL_MAPS_LIMITS_H
@@ -13,13 +13,13 @@ namespace Maps {
 
 struct Limits {
     std::size_t bytes = std::size_t{64} << 20U;
-    /** Clusters in clusters. */
+    /** The depth of nested clusters. */
     std::size_t clusterDepth = 32;
-    /** Elements of one array. A larger array is not used, with a warning. */
+    /** The number of elements of one array. The reader leaves out a larger array, and warns of it. */
     std::uint64_t arraySize = 65536;
-    /** Peripherals, clusters, registers and fields in all. */
+    /** The number of peripherals, clusters, registers and fields, all together. */
     std::uint64_t elements = 1000000;
-    /** Warnings that are kept; the others are counted. */
+    /** The number of warnings that are kept. Further warnings are only counted. */
     std::size_t warnings = 10000;
 };
 

@@ -16,7 +16,7 @@
 
 namespace Maps {
 
-/** A map that cannot be used. what() is the error message, with the file and the line. */
+/** Thrown if a map cannot be used. what() is the error message, with the file and the line. */
 class UnusableMap : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -26,12 +26,15 @@ public:
 struct DeviceDescription {
     /** The map file. */
     std::string file;
-    /** The catalog owns it, and the peripheral. */
+    /** The map and its peripheral that describes the device. The catalog owns both. */
     const Device* map = nullptr;
     const Peripheral* peripheral = nullptr;
 };
 
-/** Reads a file only if no file before it describes the device. */
+/**
+ * The map files in which a program searches for its devices. A file is read only if no earlier file describes the
+ * device.
+ */
 class MapCatalog {
 public:
     /** Whether a path that does not exist is an error. */
@@ -40,7 +43,7 @@ public:
     /**
      * @param paths map files and folders, in the order of the search. The maps of a folder are its files with the
      * ending ".svd" that are not hidden, in the order of their names.
-     * @throws UnusableMap if a path does not exist, or if a folder cannot be read.
+     * @throws UnusableMap if a folder cannot be read, or if a path does not exist and `missing` is Refused.
      */
     explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused);
 
@@ -48,7 +51,7 @@ public:
     const std::vector<std::string>& files() const { return m_files; }
 
     /**
-     * Returns the first description of a device, by its logical name; none if no file describes the device.
+     * Returns the first description of a device name; none if no file describes the device.
      *
      * @throws UnusableMap if a file that the search reads is not a map.
      */
@@ -59,7 +62,7 @@ public:
 
 private:
     std::vector<std::string> m_files;
-    /** The maps of the first files. A deque keeps the addresses of its elements. */
+    /** The maps of the files that were read so far. A deque keeps the addresses of its elements. */
     std::deque<ReadMap> m_maps;
 };
 

@@ -39,7 +39,7 @@ Device readDevice(std::string bytes, Warnings& warnings, const Limits& limits) {
     return device;
 }
 
-/** Reads up to a number of bytes and one more. */
+/** Reads a file up to its end, or until there are more than `most` bytes. */
 std::string readBytes(std::FILE& file, std::size_t most) {
     constexpr std::size_t step = 65536;
     std::string bytes;

@@ -3,8 +3,8 @@
  * @file
  * Reads register maps in the format CMSIS-SVD, schema 1.3.
  *
- * A file that breaks a rule of the format is used as far as it can be. Whatever is left out or assumed is in a warning
- * with its line. Nothing but the file is read, and what it may cost is limited.
+ * The reader uses as much as possible of a file that breaks a rule of the format. It warns of everything that it leaves
+ * out or assumes, with the line. It opens no other file, and has limits for the size of a map.
  */
 #ifndef RYNVEL_MAPS_MAPREADER_H
 #define RYNVEL_MAPS_MAPREADER_H
@@ -20,16 +20,16 @@
 namespace Maps {
 
 struct ReadMap {
-    /** None where one of the diagnostics is an error. */
+    /** None if one of the diagnostics is an error. */
     std::optional<Device> device;
-    /** In the order of their lines; an error is the last. */
+    /** The warnings in the order of their lines, and then the error. */
     std::vector<Diagnostic> diagnostics;
 };
 
-/** Reads the bytes of a map. */
+/** Reads a map from bytes in memory. */
 ReadMap readMap(std::string bytes, const Limits& limits = {});
 
-/** Reads a file. That it cannot be read is an error of the whole file. */
+/** Reads a map from a file. A file that cannot be read gives an error for the whole file. */
 ReadMap readMapFile(const std::string& name, const Limits& limits = {});
 
 } // namespace Maps

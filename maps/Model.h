@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * What a register map says, with everything resolved: arrays are expanded, and each element holds what it inherits.
+ * The content of a register map, after the expansion of arrays. Each element has the properties that it inherits.
  *
- * Offsets count from the element that encloses: those of registers in a cluster from the cluster. A number is the
- * file's own, even if it makes no sense for the element, such as a field above the bits of its register: the reader
- * warns of that.
+ * An offset counts from the beginning of the enclosing element, for example of the cluster that contains a register.
+ * The numbers are those of the file, even if they make no sense, for example if a field is above the bits of its
+ * register. The reader warns of these numbers.
  */
 #ifndef RYNVEL_MAPS_MODEL_H
 #define RYNVEL_MAPS_MODEL_H
@@ -21,13 +21,13 @@
 
 namespace Maps {
 
-/** A text that is never changed, so that copies share it. */
+/** A constant text. Copies share the characters. */
 class Text {
 public:
     Text() = default;
     explicit Text(std::string text) : m_text(std::make_shared<const std::string>(std::move(text))) {}
 
-    /** Empty where the file gives none. */
+    /** Returns the text; empty if the file gives none. */
     const std::string& str() const {
         static const std::string none;
         return m_text ? *m_text : none;
@@ -42,13 +42,13 @@ enum class Access { ReadOnly, WriteOnly, ReadWrite, WriteOnce, ReadWriteOnce };
 constexpr bool isReadable(Access access) { return access != Access::WriteOnly && access != Access::WriteOnce; }
 constexpr bool isWritable(Access access) { return access != Access::ReadOnly; }
 
-/** Which right an access needs. */
+/** The right that an access needs. */
 enum class Protection { Secure, NonSecure, Privileged };
 
-/** What a read does to the bits that are read. */
+/** The effect of a read on the bits that are read. */
 enum class ReadAction { Clear, Set, Modify, ModifyExternal };
 
-/** What a write makes of the written bits; Modify stores them. */
+/** The effect of a write on the written bits. Modify stores the bits. */
 enum class ModifiedWrite {
     OneToClear,
     OneToSet,
@@ -61,13 +61,13 @@ enum class ModifiedWrite {
     Modify
 };
 
-/** Which values may be written. */
+/** The values that may be written. */
 struct WriteConstraint {
     enum class Kind {
-        /** The value that was read last. */
+        /** Only the value that was read last. */
         WriteAsRead,
         EnumeratedValues,
-        /** From `minimum` to `maximum`. */
+        /** The values from `minimum` to `maximum`. */
         Range
     };
     Kind kind = Kind::Range;
@@ -75,25 +75,25 @@ struct WriteConstraint {
     std::uint64_t maximum = 0;
 };
 
-/** A value of a field that has a name. */
+/** A value of a field, with its name. */
 struct EnumeratedValue {
-    /** Empty where the file gives none. */
+    /** The name; empty if the file gives none. */
     std::string name;
     Text description;
     std::uint64_t value = 0;
-    /** The bits of the value that count: a binary value may leave others open. */
+    /** The bits of the value that are compared. A binary value in the file may leave other bits open. */
     std::uint64_t mask = 0;
-    /** Whether it stands for all values that no other one describes; value and mask are 0 then. */
+    /** Whether the name is for all values that have no other name. In that case, `value` and `mask` are 0. */
     bool isDefault = false;
     std::size_t line = 0;
 };
 
-/** Which accesses the names of values are for. */
+/** The accesses for which the names of values are valid. */
 enum class Usage { Read, Write, ReadWrite };
 
 struct Enumeration {
     std::string name;
-    /** The name for the type in a C header; empty where the file gives none. */
+    /** The name of the type in a C header; empty if the file gives none. */
     std::string headerEnumName;
     Usage usage = Usage::ReadWrite;
     SharedList<EnumeratedValue> values;
@@ -101,24 +101,24 @@ struct Enumeration {
 
 /** An array of peripherals, clusters, registers or fields. */
 struct Array {
-    /** The name that its elements share, with %s for the index. */
+    /** The name that the elements share, with %s for the index. */
     std::string name;
-    /** The name for its type in C; empty where the file gives none. */
+    /** The name of the type of an element in C; empty if the file gives none. */
     std::string structName;
     std::uint64_t size = 0;
-    /** From one element to the next: bytes, or bits for fields. */
+    /** The distance from one element to the next, in bytes, or in bits for fields. */
     std::uint64_t increment = 0;
-    /** The names of indexes; without values where the file gives none. */
+    /** The names of the indexes; without values if the file gives none. */
     Enumeration indexNames;
 };
 
-/** What an element of an array has beside its own properties. In its description, %s stands for the index. */
+/** The position of an element in its array. In the description of the element, %s means the index. */
 struct ArrayElement {
-    /** Null for what is not an element of an array. */
+    /** The array; null if the element does not belong to an array. */
     std::shared_ptr<const Array> array;
-    /** The position in the array, counted from 0. */
+    /** The number of the element in the array, counted from 0. */
     std::uint64_t position = 0;
-    /** The text in the name. */
+    /** The text of the index in the name of the element. */
     std::string index;
 };
 
@@ -126,7 +126,7 @@ struct Field {
     std::string name;
     Text description;
     unsigned int lsb = 0;
-    /** At least as high as lsb. */
+    /** The most significant bit, at least as high as lsb. */
     unsigned int msb = 0;
     Access access = Access::ReadWrite;
     std::optional<ReadAction> readAction;
@@ -139,19 +139,21 @@ struct Field {
 
 struct Register {
     std::string name;
-    /** The name to show; empty where the file gives none. */
+    /** The name for users; empty if the file gives none. */
     std::string displayName;
     Text description;
-    /** The register whose address it shares, and the group whose registers it replaces; each mostly empty. */
+    /** The name of the register whose address this one shares; usually empty. */
     std::string alternateRegister;
+    /** The name of the group whose registers this one replaces; usually empty. */
     std::string alternateGroup;
     std::uint64_t offset = 0;
-    /** Bits. */
+    /** The width in bits. */
     unsigned int size = 32;
     Access access = Access::ReadWrite;
     std::optional<Protection> protection;
-    /** The value after a reset, and the bits of it that are defined; none where the file gives none. */
+    /** The value after a reset; none if the file gives no value. */
     std::optional<std::uint64_t> resetValue;
+    /** The bits of the reset value that are defined. */
     std::uint64_t resetMask = 0;
     std::optional<ReadAction> readAction;
     ModifiedWrite modifiedWrite = ModifiedWrite::Modify;
@@ -161,7 +163,7 @@ struct Register {
     std::size_t line = 0;
 };
 
-/** Registers with an offset of their own. */
+/** A group of registers with a common offset. */
 struct Cluster {
     std::string name;
     Text description;
@@ -194,8 +196,9 @@ struct Peripheral {
     Text description;
     std::string alternatePeripheral;
     std::string headerStructName;
-    /** What a viewer shows before and after the names of the registers. */
+    /** The text that a viewer shows before the names of the registers. */
     std::string prependToName;
+    /** The text that a viewer shows after the names of the registers. */
     std::string appendToName;
     std::uint64_t baseAddress = 0;
     SharedList<AddressBlock> addressBlocks;
@@ -211,9 +214,9 @@ struct Device {
     std::string name;
     std::string version;
     Text description;
-    /** Bits that one address selects. */
+    /** The number of bits that one address selects. */
     std::uint64_t addressUnitBits = 8;
-    /** Bits of the widest access. */
+    /** The number of bits of the widest access. */
     std::uint64_t width = 32;
     SharedList<Peripheral> peripherals;
 };

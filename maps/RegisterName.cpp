@@ -19,7 +19,7 @@ struct Path {
     std::string_view rest;
 };
 
-/** A path after its first dot; the rest is empty without one. */
+/** Splits a path at its first dot. Without a dot, the rest is empty. */
 Path splitFirst(std::string_view path) {
     const std::size_t dot = std::min(path.find('.'), path.size());
     return {path.substr(0, dot), path.substr(std::min(dot + 1, path.size()))};
@@ -32,7 +32,7 @@ bool isIndexName(const ArrayElement& element, std::string_view index) {
     });
 }
 
-/** Whether a name is that of an array with an index in brackets. */
+/** Returns whether a name is the name of the array, and then the index of the element in brackets. */
 bool isElement(const ArrayElement& element, std::string_view name) {
     const std::size_t bracket = name.find('[');
     if (!element.array || bracket == std::string_view::npos || name.back() != ']') {
@@ -114,7 +114,10 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
-/** The names of registers, or those of the fields of the register that the name begins with. */
+/**
+ * Returns the names of all registers. If the name begins with the path of a register, returns the names of the fields
+ * of that register.
+ */
 std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::string& name) {
     std::vector<std::string> names;
     const std::size_t dot = name.rfind('.');

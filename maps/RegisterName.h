@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Registers and fields by the names that users write.
+ * Finds registers and fields by the names that users type.
  */
 #ifndef RYNVEL_MAPS_REGISTERNAME_H
 #define RYNVEL_MAPS_REGISTERNAME_H
@@ -15,28 +15,31 @@
 
 namespace Maps {
 
-/** The name of the peripheral that describes a device: every character that is not a letter or a digit becomes `_`. */
+/**
+ * Returns the name of the peripheral that describes a device. Every character of the device name that is not a letter
+ * or a digit becomes `_`.
+ */
 std::string peripheralNameOf(const std::string& deviceName);
 
-/** The peripheral that describes a device, by its logical name. Null if the map has none. */
+/** Returns the peripheral that describes a device, by the device name; null if the map has none. */
 const Peripheral* findPeripheral(const Device& map, const std::string& deviceName);
 
-/** A register of a peripheral, which must outlive it. */
+/** A register of a peripheral. The peripheral must outlive this object. */
 struct PlacedRegister {
-    /** With the names of the clusters around it, such as `CLUSTER.REGISTER`. */
+    /** The name of the register with the names of the clusters around it, such as `CLUSTER.REGISTER`. */
     std::string name;
-    /** From the beginning of the peripheral. */
+    /** The offset from the beginning of the peripheral. */
     std::uint64_t offset = 0;
     const Register* contents = nullptr;
 };
 
-/** All registers of a peripheral, those of clusters included, in the order of their offsets. */
+/** Returns all registers of a peripheral, also those in clusters, in the order of their offsets. */
 std::vector<PlacedRegister> registersOf(const Peripheral& peripheral);
 
-/** What a name means. */
+/** The register or field that a name means. */
 struct NamedRegister {
     PlacedRegister place;
-    /** Null for the register as a whole. */
+    /** The field; null if the name means the whole register. */
     const Field* field = nullptr;
 };
 
@@ -44,13 +47,15 @@ struct NamedRegister {
 const Field* findField(const Register& aRegister, const std::string& name);
 
 /**
- * Finds `REGISTER`, `CLUSTER.REGISTER` or either with `.FIELD`. An element of an array has the name in the map, such as
- * `IRQ3` or `DATA[3]`, and is also found as `IRQ[3]`, or by the name of its index, such as `DATA[Left]`. The name of a
- * register may have what a viewer shows before and after it.
+ * Returns the register or field that a name means; none if there is none. The name is `REGISTER` or `CLUSTER.REGISTER`,
+ * and `.FIELD` may follow. The name of a register may include the texts that a viewer shows before and after it.
+ *
+ * An element of an array has its name in the map, such as `IRQ3` or `DATA[3]`. You can also write `IRQ[3]`, or the name
+ * of the index, such as `DATA[Left]`.
  */
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name);
 
-/** Up to three names that an unknown one may be meant to be, whatever the case of its letters. */
+/** Returns up to three names that the user may have meant by an unknown name. Ignores the case of letters. */
 std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name);
 
 } // namespace Maps

@@ -39,7 +39,7 @@ std::optional<std::uint64_t> parseDigits(const Digits& digits) {
     return result.ec == std::errc{} && result.ptr == end ? std::optional<std::uint64_t>(number) : std::nullopt;
 }
 
-/** How many bits a multiplier shifts by; 0 for any other character. */
+/** Returns the number of bits by which a multiplier shifts; 0 for any other character. */
 unsigned int shiftOf(char multiplier) {
     constexpr std::string_view multipliers = "kmgtKMGT";
     const std::size_t index = multipliers.find(multiplier);

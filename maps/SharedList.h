@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Lists that are never changed, so that copies share their elements.
+ * A constant list. Copies share its elements.
  */
 #ifndef RYNVEL_MAPS_SHAREDLIST_H
 #define RYNVEL_MAPS_SHAREDLIST_H
@@ -21,14 +21,14 @@ public:
     explicit SharedList(std::vector<T> elements)
         : m_elements(std::make_shared<const std::vector<T>>(std::move(elements))) {}
 
-    /** Shares a list that is not changed any more. */
+    /** Shares a list. Do not change the list afterwards. */
     explicit SharedList(std::shared_ptr<const std::vector<T>> elements) : m_elements(std::move(elements)) {}
 
     const T* begin() const { return m_elements ? m_elements->data() : nullptr; }
     const T* end() const { return begin() + size(); }
     std::size_t size() const { return m_elements ? m_elements->size() : 0; }
     bool empty() const { return size() == 0; }
-    /** The element at an index below size(). */
+    /** Returns the element at an index, which must be below size(). */
     const T& operator[](std::size_t index) const { return (*m_elements)[index]; }
 
 private:

@@ -34,7 +34,7 @@ void append(std::string& text, std::uint32_t character) {
     }
 }
 
-/** The units of a text in UTF-16. */
+/** The code units of a UTF-16 text. */
 class Units {
 public:
     Units(std::string_view bytes, bool isBigEndian) : m_bytes(bytes), m_isBigEndian(isBigEndian) {}
@@ -84,7 +84,7 @@ std::string fromLatin1(std::string_view bytes) {
     return text;
 }
 
-/** The bytes that follow the first of a character in UTF-8; -1 for a byte that begins none. */
+/** Returns how many bytes follow the first byte of a UTF-8 character; -1 for a byte that cannot be the first one. */
 int continuationsOf(unsigned char lead) {
     if (lead < 0x80) {
         return 0;
@@ -110,7 +110,7 @@ bool isUtf8(std::string_view bytes) {
     return true;
 }
 
-/** Whether the XML declaration names Latin-1, of which ASCII is a part. */
+/** Returns whether the XML declaration names Latin-1, or windows-1252, which is read as Latin-1. */
 bool declaresLatin1(std::string_view bytes) {
     const std::string_view declaration = bytes.substr(0, beginsWith(bytes, "<?xml") ? bytes.find("?>") : 0);
     constexpr std::array<std::string_view, 5> names{"ISO-8859-1", "iso-8859-1", "latin1", "windows-1252",

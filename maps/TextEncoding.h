@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * The encodings that register maps come in.
+ * The text encodings of register maps.
  */
 #ifndef RYNVEL_MAPS_TEXTENCODING_H
 #define RYNVEL_MAPS_TEXTENCODING_H
@@ -13,18 +13,23 @@ namespace Maps {
 
 struct Utf8Text {
     std::string text;
-    /** Whether the bytes were neither UTF-8 nor UTF-16, and the file does not declare Latin-1, as which they were read.
-     */
+    /** Whether the bytes were read as Latin-1 without a declaration, because they are neither UTF-8 nor UTF-16. */
     bool isGuessed = false;
 };
 
-/** Converts UTF-16 and Latin-1 to UTF-8, and removes a byte order mark. Line ends stay where they are. */
+/**
+ * Converts UTF-16 and Latin-1 to UTF-8, and removes a byte order mark. Does not change the line ends, so that line
+ * numbers stay valid.
+ */
 Utf8Text toUtf8(std::string bytes);
 
-/** The text without the white space around it. */
+/** Returns the text without leading and trailing white space. */
 std::string_view trimmed(std::string_view text);
 
-/** Makes one line of a text: white space, control characters and the format's own `\n` become single spaces. */
+/**
+ * Returns a text as one line. A single space replaces every sequence of white space and control characters. The two
+ * characters `\n`, which the format uses for a line end, count as white space.
+ */
 std::string oneLine(const std::string& text);
 
 } // namespace Maps

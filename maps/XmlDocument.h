@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * An XML document in memory, with the lines of its elements.
+ * An XML document in memory, with the line numbers of its elements.
  */
 #ifndef RYNVEL_MAPS_XMLDOCUMENT_H
 #define RYNVEL_MAPS_XMLDOCUMENT_H
@@ -16,17 +16,17 @@
 
 namespace Maps {
 
-/** Neither entities of its own nor anything outside of the text is loaded. */
+/** Parses only the given text. Does not expand entities that the document declares, and opens no file. */
 class XmlDocument {
 public:
-    /** @throws MalformedMap when the text, which is UTF-8, is not an XML document. */
+    /** @param text the document in UTF-8. @throws MalformedMap if the text is not an XML document. */
     XmlDocument(std::string text, Warnings& warnings);
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
 
     pugi::xml_node root() const { return m_root; }
 
-    /** The line on which the name of an element begins. */
+    /** Returns the number of the line on which the name of an element begins. */
     std::size_t lineOf(const pugi::xml_node& element) const;
 
 private:

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# Shell functions of the tests that are scripts. Sourced, never run.
+# Shell functions for tests that are scripts. Source this file; do not run it.
 #
-# A script names each result with `check`, takes over those of other programs with `add_results`, and ends with
-# `summary`. Where RYNVEL_RESULTS names a folder, the results go there too, in JUnit's format.
+# A script runs each check with `check`, adds the results of other programs with `add_results`, and ends with `summary`.
+# If RYNVEL_RESULTS names a folder, `summary` also writes the results to a JUnit file in that folder.
 
 work=$(mktemp -d) || exit
 trap 'rm -rf "$work"' EXIT
@@ -15,7 +15,8 @@ xml_text() {
         sed -e 's/&/\&amp;/g' -e 's/</\&lt;/g' -e 's/>/\&gt;/g' -e 's/"/\&quot;/g'
 }
 
-# Adds a result: its name, "passed" or "FAILED", its seconds, and a file with the output of a failed one.
+# Adds a result. The arguments are its name, "passed" or "FAILED", its time in seconds, and the file with its output.
+# Shows the output of a check that has failed.
 add_result() {
     local failure=
     printf '%s: %s\n' "$2" "$1"
@@ -23,18 +24,18 @@ add_result() {
         sed 's/^/    /' "$4"
         failure="<failure message=\"failed\">$(xml_text <"$4")</failure>"
     fi
-    # Checks may run at the same time, so a result is written in one piece.
+    # Checks may run at the same time, so a single call writes the whole result.
     printf '<testcase classname="%s" name="%s" time="%s">%s</testcase>\n' "$suite" "$(xml_text <<<"$1")" "$3" \
         "$failure" >>"$results" || exit
 }
 
-# Prints the seconds since a time that was read from EPOCHREALTIME.
+# Prints the seconds that have passed since EPOCHREALTIME had the given value.
 seconds_since() {
     local microseconds=$((${EPOCHREALTIME/[.,]/} - ${1/[.,]/}))
     printf '%d.%06d' $((microseconds / 1000000)) $((microseconds % 1000000))
 }
 
-# Runs a command as the check of that name, and shows its output when it fails.
+# Runs a command as a check. The arguments are the name of the check and the command.
 check() {
     local name=$1 outcome=passed start=$EPOCHREALTIME output="$work/output.$BASHPID"
     shift
@@ -42,7 +43,8 @@ check() {
     add_result "$name" "$outcome" "$(seconds_since "$start")" "$output"
 }
 
-# Takes over the results in a program's output, a line each: "passed: NAME" or "FAILED: NAME".
+# Adds the results in a file with the output of a program: the lines "passed: NAME" and "FAILED: NAME". Prints all other
+# lines.
 add_results() {
     local line
     while IFS= read -r line; do
@@ -59,12 +61,12 @@ leave_results() {
         { printf '<testsuite name="%s">\n' "$suite" && cat "$results" && printf '</testsuite>\n'; } >"$file"
 }
 
-# Prints the line of totals and leaves the results. Fails if a check failed, or if there was no check.
+# Prints the line of totals and writes the JUnit file. Fails if a check has failed, or if there was no check.
 summary() {
     local total failed
     total=$(grep -c '^<testcase ' "$results" || :)
     failed=$(grep -c '<failure ' "$results" || :)
-    [ -z "${RYNVEL_RESULTS-}" ] || leave_results || { echo "$suite: cannot leave its results" >&2; return 1; }
+    [ -z "${RYNVEL_RESULTS-}" ] || leave_results || { echo "$suite: cannot write its results" >&2; return 1; }
     printf '%d passed, %d failed\n' $((total - failed)) "$failed"
     [ "$total" != 0 ] && [ "$failed" = 0 ]
 }

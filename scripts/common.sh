@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Shell functions shared by ./demo, ./check, board/run and the scripts of benchmarks/. Sourced, never run.
+# Shell functions that ./demo, ./check, board/run and the scripts of benchmarks/ share. Source this file; do not run it.
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
@@ -7,14 +7,14 @@ rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 # architecture.
 target_root="$rynvel_cache/armhf"
 
-# The packages of a build for the host, and the further packages of a build for the target.
+# The packages for a build for this machine, and the additional packages for a build for the target.
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:armhf)
-# The further packages of the benchmarks, and of counting instructions.
+# The additional packages for the benchmarks, and for counting instructions.
 benchmark_packages=(libbenchmark-dev)
 counting_packages=(valgrind qemu-user binutils)
 
-# Ends the calling script with one line on standard error.
+# Prints a message on standard error and ends the script with status 1.
 die() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
     exit 1
@@ -39,7 +39,7 @@ as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
     else
-        command -v sudo >/dev/null || die "need root to run '$*': run as root or install sudo"
+        command -v sudo >/dev/null || die "cannot run '$*' as root (run this script as root, or install sudo)"
         sudo -- "$@"
     fi
 }

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# The stages of ./check: what each needs, how long it takes, and what it does. Sourced, never run.
+# The stages of ./check: what each needs, how long it takes, and what it does. Source this file; do not run it.
 #
-# A stage writes to standard output, leaves its results as JUnit files in the folder RYNVEL_RESULTS, and fails if it
-# could not do all of its work.
+# A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
+# cannot do all of its work.
 
 quick_stages=(format scripts lint dev asan tsan armhf bigendian counts board installed fuzz)
 long_stages=(hardened soak)
@@ -10,11 +10,11 @@ long_stages=(hardened soak)
 describe_stage() {
     case $1 in
         format) echo 'the layout of the sources, their licence lines, what they may include, spelling and wording' ;;
-        scripts) echo 'the scripts of ./check themselves' ;;
-        lint) echo 'clang-tidy, for the sources that changed since it passed' ;;
+        scripts) echo 'the scripts that ./check itself uses' ;;
+        lint) echo 'clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
-        asan) echo 'the same with the address and undefined behaviour sanitizers' ;;
-        tsan) echo 'the same with the thread sanitizer' ;;
+        asan) echo 'the same tests with the address and undefined behaviour sanitizers' ;;
+        tsan) echo 'the same tests with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
@@ -29,7 +29,7 @@ describe_stage() {
 # Prints the Debian packages that a stage needs. The scripts that a stage calls install their own packages.
 packages_of() {
     local tests=("${build_packages[@]}" googletest)
-    # The tests of the programs run these.
+    # The tests of rynvelctl and rynveld run curl and zsh.
     local programs=(curl zsh)
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
@@ -45,7 +45,7 @@ packages_of() {
     esac
 }
 
-# Prints the folder that a stage builds into. If the folder is missing, the stage takes its longer time.
+# Prints the folder that a stage builds into. If the folder is missing, the stage takes the time of a first run.
 folder_of() {
     case $1 in
         format | scripts) echo . ;;
@@ -67,7 +67,7 @@ added_seconds() {
     esac
 }
 
-# Prints the seconds that a stage took on two processors: the first time, and again without a change.
+# Prints the usual times of a stage on two processors, in seconds: of a first run, and of a run without any change.
 usual_seconds() {
     case $1 in
         format | scripts) echo 1 1 ;;
@@ -88,26 +88,26 @@ usual_seconds() {
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
 
-# Builds a preset and runs its tests, with further arguments of ctest.
+# Builds a preset and runs its tests. Passes its other arguments to ctest.
 test_preset() {
     local preset=$1
     shift
     build "$preset" && ctest --preset "$preset" -j "$(nproc)" --output-junit "$RYNVEL_RESULTS/ctest.xml" "$@"
 }
 
-# The same where every program of tests runs as one test: it leaves the results of its tests itself. The end of its
-# output names the test in which it hangs.
+# Like test_preset, for a preset in which ctest runs each test program as one test. The test programs write the results
+# of their tests themselves. If a program hangs, the end of its output, which ctest keeps, names the test.
 test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1" --test-output-truncation head; }
 
-# Fails unless you can choose tests of the stage by a part of their names. GoogleTest gives some characters a meaning of
-# their own. No name contains them.
+# Fails unless --test can select tests of a stage by a part of their names. The arguments are the stage and the part. In
+# a filter of GoogleTest, '-' and ':' are operators. No name of a test contains them.
 check_choice() {
     case $1 in
         dev | hardened) ;;
         asan | tsan | armhf | bigendian)
-            [[ $2 != *[-:]* ]] || die "'$2' has '-' or ':', which no name of a test in $1 has"
+            [[ $2 != *[-:]* ]] || die "'$2' contains '-' or ':' (no name of a test in $1 contains them)"
             ;;
-        *) die "stage '$1' has no tests to choose from: dev, asan, tsan, armhf, bigendian and hardened have" ;;
+        *) die "--test cannot select tests of stage '$1' (only of dev, asan, tsan, armhf, bigendian and hardened)" ;;
     esac
 }
 
@@ -117,7 +117,7 @@ test_matching() {
         dev | hardened) test_preset "$1" -R "$(sed 's/[][().*+?^$|\\]/\\&/g' <<<"$2")" ;;
         *)
             GTEST_FILTER="*$2*" test_preset_by_program "$1" &&
-                { grep -q '<testcase' "$RYNVEL_RESULTS"/*_tests.xml || die "no test of $1 has '$2' in its name"; }
+                { grep -q '<testcase' "$RYNVEL_RESULTS"/*_tests.xml || die "no name of a test in $1 contains '$2'"; }
             ;;
     esac
 }
@@ -126,7 +126,7 @@ test_matching() {
 # them fails.
 together() { together_at_most "$(nproc)" "$@"; }
 
-# The same with a number of processes.
+# Like together. The first argument is the maximum number of processes.
 together_at_most() {
     local processes=$1 commands=("${@:2}") i status=0 outputs
     outputs=$(mktemp -d) || return
@@ -141,23 +141,23 @@ together_at_most() {
     return $status
 }
 
-# Fails unless each of the programs of tests has left results. A program that ends early leaves none.
+# Fails unless each test program has written its results. A program that ends early does not write them.
 require_results() {
     local program
     for program in "$@"; do
-        grep -q '<testcase' "$RYNVEL_RESULTS/$program.xml" || { echo "$program has left no results"; return 1; }
+        grep -q '<testcase' "$RYNVEL_RESULTS/$program.xml" || { echo "$program has not written its results"; return 1; }
     done
 }
 
 stage_dev() { test_preset dev; }
 stage_asan() { test_preset_by_program asan; }
-# Races need time to show.
+# A race shows only in a long run.
 stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by_program tsan; }
 stage_armhf() { test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
-# Races between arming a connection and what other clients do show rarely.
+# The tests of arming a connection run ten times, because their races with other clients rarely occur.
 stage_soak() {
     local preset commands=() soak='HostileClients.DoNotKeepTheOthersFromTheirWork' arming='Rynveld.Reports*AfterTheAnswer*'
     for preset in hardened asan tsan; do
@@ -170,12 +170,12 @@ stage_soak() {
             --gtest_filter="$arming" --gtest_repeat=10
 }
 
-# Prints the files of the project, those that match the patterns if there are any.
+# Prints the files of the project. If the arguments are patterns, prints only the files that match one of them.
 project_files() { git ls-files -co --exclude-standard "$@"; }
 
 sources() { project_files "$@" | grep -E '\.(c|h|cpp|hpp)$' | grep -v '^board/module/'; }
 
-# Prints the folders of the tree, and each folder of tests/.
+# Prints the folders of the project: the top-level folders except tests/, and the folders in tests/.
 folders() { git ls-files | sed -nE 's#^(tests/[^/]+|[^./][^/]*)/.*#\1#p' | grep -vx tests | sort -u; }
 
 contributing_lists_every_folder() {
@@ -195,22 +195,23 @@ licensed_files() {
         xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
 }
 
-# The line is the first of a file, or the second of a script.
+# The licence line is the first line of a file, or the second line of a script.
 every_source_names_its_licence() {
     local files unlabelled
     files=$(licensed_files | sort -u) && [ -n "$files" ] || return
     unlabelled=$(comm -23 <(printf '%s\n' "$files") \
         <(xargs -d '\n' grep -nHm 1 -E 'SPDX-License-Identifier: (MIT|GPL-2\.0)\b' <<<"$files" |
             sed -n 's/:[12]:.*//p' | sort))
-    [ -z "$unlabelled" ] || { printf 'no SPDX line: %s\n' $unlabelled; return 1; }
+    [ -z "$unlabelled" ] || { printf 'missing SPDX line: %s\n' $unlabelled; return 1; }
 }
 
 includes_keep_to_the_map() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
-# Prints the files that people read: not the corpus, and not the files that quote wordings to avoid.
+# Prints the files whose wording is checked. Leaves out the licence, the fuzzing corpus, and the files that quote
+# excluded wordings.
 texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
 
-# Macros of mdoc, a C++ word, and the misspelled words of tests.
+# Words that codespell would report: macros of mdoc, a C++ term, and words that the tests misspell on purpose.
 not_misspelled=nd,fo,statics,wiat,comand,ohter
 
 texts_are_spelled() { texts | xargs codespell --ignore-words-list "$not_misspelled"; }
@@ -221,12 +222,12 @@ stage_format() (
     . scripts/checks.sh
     suite=format
     files=$(sources) || return
-    check 'the sources have the layout of .clang-format' clang-format --dry-run -Werror $files
-    check 'every source file names its licence' every_source_names_its_licence
-    check 'CONTRIBUTING.md says what every folder holds' contributing_lists_every_folder
-    check 'the sources include what the map in CONTRIBUTING.md allows' includes_keep_to_the_map
-    check 'the texts are spelled correctly, by codespell' texts_are_spelled
-    check 'the texts keep to the wordings of docs/style.md' texts_keep_to_the_wordings
+    check 'clang-format changes nothing in the sources' clang-format --dry-run -Werror $files
+    check 'every source file has a licence line' every_source_names_its_licence
+    check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
+    check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_map
+    check 'codespell finds no spelling mistake' texts_are_spelled
+    check 'the texts contain no wording that docs/style.md excludes' texts_keep_to_the_wordings
     summary
 )
 
@@ -238,22 +239,24 @@ stage_lint() {
 
 stage_counts() { benchmarks/counts; }
 
-# The guest reaches a register server that runs on the host.
+# A test in the guest connects to remote_peer, a register server on this machine, which the guest reaches at 10.0.2.2.
+# The longest session starts first.
 stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
         cmake --preset dev && cmake --build --preset dev --target remote_peer served_board_tests && board/prepare &&
-        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together board/selftest/run \
+        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together 'tests/board/rynvelctl.sh build/armhf' \
+            board/selftest/run \
             "$guest build/armhf/tests/board_tests" \
             "$guest build/armhf/tests/own_devices_tests" \
             'tests/board/clock_accesses.sh build/armhf/tests/clock_accesses' \
             "build/dev/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
-            'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' \
-            'tests/board/rynvelctl.sh build/armhf' &&
+            'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' &&
         require_results board_tests own_devices_tests remote_board_tests remote_peer served_board_tests
 }
 
-# The release builds for the host and the target, and the builds with sanitizers, as they are installed.
+# Installs and tests the release builds for this machine and for the target, the debug build, and the builds with
+# sanitizers.
 stage_installed() {
     local run=tests/installed/run.sh preset
     for preset in release dev asan tsan armhf-release; do

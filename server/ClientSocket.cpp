@@ -18,7 +18,10 @@ namespace {
 
 constexpr int on = 1;
 
-/** The kernel doubles these sizes. A client that reads nothing uses no more kernel memory than both buffers. */
+/**
+ * The sizes of the socket buffers in bytes, which the kernel doubles. They limit the kernel memory of a client that
+ * reads nothing.
+ */
 constexpr int receiveBuffer = 64 * 1024;
 constexpr int sendBuffer = 128 * 1024;
 
@@ -26,13 +29,13 @@ void setOption(int descriptor, int level, int option, int value) {
     ::setsockopt(descriptor, level, option, &value, sizeof(value));
 }
 
-/** A vanished machine or network is detected within a minute. */
+/** With these times, the server detects a vanished machine or network within a minute. */
 constexpr int secondsUntilProbe = 20;
 constexpr int secondsBetweenProbes = 10;
 constexpr int maxProbes = 3;
 constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * secondsBetweenProbes);
 
-/** Repeats a transfer until no signal interrupts it, and returns its result. */
+/** Repeats a transfer that a signal interrupts, and returns the result of the transfer. */
 template <typename Transfer>
 ssize_t retryInterrupted(const Transfer& transfer) {
     ssize_t result = transfer();
@@ -44,7 +47,7 @@ ssize_t retryInterrupted(const Transfer& transfer) {
 
 } // namespace
 
-// Keep-alive probes detect a vanished client. TCP_NODELAY sends each response at once.
+// Keep-alive probes detect a vanished client. With TCP_NODELAY, the kernel sends each response at once.
 ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
     setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);

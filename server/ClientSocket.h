@@ -15,37 +15,39 @@
 
 namespace Rynveld {
 
-/**
- * Sends and receives whole records. Threads: one at a time; any thread may call shutDown().
- */
+/** Sends and receives whole records. Threads: one at a time, but any thread may call shutDown(). */
 class ClientSocket {
 public:
     static constexpr std::chrono::milliseconds maxRecordTime{30000};
 
-    /** @param descriptor a connected, blocking socket. The object takes ownership. */
+    /** @param descriptor a connected, blocking socket, which the object then owns. */
     explicit ClientSocket(int descriptor);
 
     int descriptor() const { return m_socket.number(); }
 
     /**
-     * Blocks until a whole record has arrived, in any number of pieces. False if the connection has ended or timed out.
+     * Blocks until a whole record has arrived, in any number of pieces. Returns false if the connection has ended or
+     * timed out.
      */
     bool receive(Rynvel::IMessage& message) const;
-    /** Blocks until the kernel has taken the record: in one piece, as long as the client reads its responses. */
+    /**
+     * Blocks until the kernel has taken the record. The kernel takes the record in one piece if the client reads its
+     * responses. Returns false if the connection has ended or timed out.
+     */
     bool send(const Rynvel::IMessage& message) const;
 
     /** Like send(), but pauses in the middle of the record. */
     bool sendInHalves(const Rynvel::IMessage& message, std::chrono::milliseconds pause) const;
-    /** Waits for this time. False if the connection has ended. */
+    /** Waits for this time. Returns false if the connection has ended. */
     bool pause(std::chrono::milliseconds duration) const;
 
     /**
-     * Sets the time-out of receiving and of sending a piece of a record; 0 for none. A record that has begun must be
-     * complete within the same time, or within 30 seconds if that is shorter.
+     * Sets the longest time that the connection may be idle during receive() or send(); 0 for no limit. A record that
+     * has begun to arrive must be complete within the same time, and within 30 seconds at most.
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);
 
-    /** Ends the connection, and every operation that blocks on it. */
+    /** Ends the connection, and every operation that blocks on the connection. */
     void shutDown() const;
 
 private:

@@ -8,7 +8,7 @@ namespace Rynveld {
 
 namespace {
 
-/** A decimal count from 1 to 999999; empty for any other text. */
+/** Returns a decimal count from 1 to 999999; empty for any other text. */
 std::optional<std::uint32_t> parseCount(const std::string& text) {
     constexpr Common::NumberFormat sixDigits{false, false, 6};
     const auto count = Common::parseNumber(text, sixDigits);

@@ -20,15 +20,18 @@ struct Fault {
     Kind kind;
     /** Delay: the time before the response. Split: the time between the halves of the response. */
     std::chrono::milliseconds time;
-    /** The fault occurs at each request of a connection whose number, counted from 1, is a multiple of this. */
+    /**
+     * The fault occurs at every request whose number is a multiple of this value. The requests of a connection have the
+     * numbers 1, 2, 3 and so on.
+     */
     std::uint32_t every;
 };
 
 /**
- * Parses a fault of the command line: "delay=TIME", "error", "split=TIME" or "disconnect". An optional ":COUNT" follows
- * for a fault that does not occur at every request.
+ * Parses a fault of the command line: "delay=TIME", "error", "split=TIME" or "disconnect". With ":COUNT" at the end,
+ * the fault occurs only at every COUNTth request.
  *
- * @return empty for any other text.
+ * @return the fault; empty for any other text.
  */
 std::optional<Fault> parseFault(const std::string& text);
 
@@ -42,7 +45,7 @@ struct InjectedFaults {
     bool disconnects = false;
 };
 
-/** Counts the requests of one connection, and says which faults to inject. */
+/** Counts the requests of one connection, and selects the faults to inject. */
 class FaultInjector {
 public:
     explicit FaultInjector(const std::vector<Fault>& faults) : m_faults(faults) {}

@@ -22,7 +22,7 @@ namespace Rynveld {
 
 namespace {
 
-/** Further words are lost, as for a client that does not read its words. */
+/** The maximum number of queued interrupt words for a connection. Further words are lost. */
 constexpr std::size_t maxQueuedWords = 1000;
 
 } // namespace
@@ -116,9 +116,10 @@ void InterruptWaiter::start() {
     m_thread = std::thread([this] { run(); });
 }
 
-// With a driver that cannot be polled, the thread blocks in the device, where only a signal interrupts it. It may hold
-// m_enableMutex there, so this function does not lock it. A notification may be missed without that lock, and a signal
-// may come too early: both are repeated until the thread ends.
+// With a driver that cannot be polled, the thread blocks in the device, where only a signal interrupts the thread. This
+// function does not lock m_enableMutex, because the thread may hold that mutex while it blocks. The thread may
+// therefore miss a notification, and a signal may arrive before the thread blocks. The loop repeats the notification
+// and the signal until the thread ends.
 void InterruptWaiter::stop() {
     if (!m_thread.joinable()) {
         return;
@@ -177,7 +178,8 @@ bool InterruptWaiter::prepareToWait() {
     return isEnabled;
 }
 
-// Polls first: a stop that interrupted the device would be traced as a failure of the device.
+// Waits by poll(), which a stop ends without a trace. If a stop interrupted receive(), the trace would report a failure
+// of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {
@@ -188,7 +190,7 @@ bool InterruptWaiter::waitForReadiness() {
     return !m_stopping;
 }
 
-// An interruption by a signal is not a failure of the device.
+// Repeats the wait after a signal, because a signal is not a failure of the device.
 bool InterruptWaiter::receive(unsigned long& word) {
     m_mayBlockInDevice = true;
     bool received = false;
@@ -199,8 +201,8 @@ bool InterruptWaiter::receive(unsigned long& word) {
     return received;
 }
 
-// If waiting enables the interrupt, waitForInterrupt() would enable it a second time, before a client could clear its
-// source.
+// Reads the device file directly if waitForInterrupt() enables the interrupt. That call would enable the interrupt a
+// second time, before a client could clear the source of the interrupt.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
     if (!m_waitEnablesInterrupt) {
@@ -264,8 +266,8 @@ void InterruptWaiter::traceLoss(const Peer& peer) {
     RYNVELD_TRACE_LIMITED(peer, failure, "lost", "Client ", peer.name, " does not read its interrupts: one is lost.");
 }
 
-// If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. A
-// connection that is armed at the same time either ends with them or starts a new thread.
+// If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. If
+// another thread arms a connection at the same time, that connection either ends, too, or starts a new thread.
 void InterruptWaiter::finish() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {

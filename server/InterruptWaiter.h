@@ -23,12 +23,12 @@
 namespace Rynveld {
 
 /**
- * While at least one connection is armed, a thread waits for the device's interrupts and sends the interrupt word to
- * all armed connections.
+ * While at least one connection is armed, a thread waits for the interrupts of the device, and sends each interrupt
+ * word to all armed connections.
  *
  * If waiting enables the interrupt, the next wait begins when a client enables the interrupt, or after a hold-off time.
- * A source that stays active until a client clears it is therefore not reported continuously. After a client has
- * disabled the interrupt, it stays disabled until a client enables it, or until the last connection is disarmed and
+ * The object therefore does not continuously report a source that stays active until a client clears it. An interrupt
+ * that a client has disabled stays disabled until a client enables it, or until the last connection is disarmed and
  * another one is armed.
  *
  * Call installWakeUpHandler() first. Threads: any number may call arm(), startDelivery(), disarm(), enable() and
@@ -46,18 +46,18 @@ public:
     ~InterruptWaiter();
 
     /**
-     * Arms a connected socket. Its words are queued until startDelivery().
+     * Arms a connected socket. Until startDelivery(), the interrupt words for the socket are queued.
      *
      * @throws std::system_error if the system has no thread or no descriptor left. Disarm the socket in that case, too.
      */
     void arm(int socket, const Peer& peer);
-    /** Sends the queued words to an armed socket, and every later word at once. */
+    /** Sends the queued interrupt words to an armed socket, and from then on every interrupt word at once. */
     void startDelivery(int socket);
-    /** After it has returned, nothing is sent to the socket any more. */
+    /** Disarms a socket. After this function has returned, the object sends nothing to the socket. */
     void disarm(int socket);
-    /** Enables the device's interrupt for a client. False if the device reports failure. */
+    /** Enables the interrupt of the device for a client. Returns false if the device reports failure. */
     bool enable();
-    /** Disables the device's interrupt for a client. False if the device reports failure. */
+    /** Disables the interrupt of the device for a client. Returns false if the device reports failure. */
     bool disable();
 
 private:
@@ -69,11 +69,11 @@ private:
         int socket;
         Peer peer;
         bool isDelivering;
-        /** The words that arrived before the delivery started. */
+        /** The interrupt words that arrived before the delivery started. */
         std::vector<unsigned long> queued;
     };
 
-    /** Sends the word, or queues it. False if the word is lost. */
+    /** Sends or queues an interrupt word. Returns false if the word is lost. */
     static bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
     void traceFailure();
@@ -94,10 +94,10 @@ private:
     const bool m_waitEnablesInterrupt;
     const std::chrono::milliseconds m_holdOff;
 
-    /** Serialises starting and stopping the thread. */
+    /** Locked while a function starts or stops the thread. */
     std::mutex m_controlMutex;
     std::thread m_thread;
-    /** Readable when the thread must stop; not open before the first start. */
+    /** Readable when the thread must stop. Closed until the thread starts for the first time. */
     Common::Descriptor m_wakeUp;
 
     /** Locked while the device enables or disables its interrupt, which may take long. */

@@ -10,6 +10,7 @@
 #include "DeviceTypeInfo.h"
 #include "Duration.h"
 #include "Number.h"
+#include "ServedDevices.h"
 #include "ServerAddress.h"
 
 namespace Rynveld {
@@ -38,7 +39,10 @@ struct RawOptions {
 
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
-/** Parses a decimal number, or a hexadecimal number with the prefix 0x. */
+/**
+ * Returns a decimal number, or a hexadecimal number with the prefix 0x. Throws `message` for any other text, and for
+ * a number above `highest`.
+ */
 std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, const std::string& message) {
     constexpr Common::NumberFormat tenDigits{true, false, 10};
     const auto number = Common::parseNumber(text, tenDigits, highest);
@@ -70,7 +74,7 @@ asio::ip::network_v4 parseNetwork(const std::string& text) {
     const std::uint32_t bits = parseUnsigned(length, longest, message);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
-    // Leading zeros are rejected, as in the address: they could mean an octal number.
+    // Refuses a leading zero, which could mean an octal number. The address does not allow a leading zero either.
     if (error || length != std::to_string(bits)) {
         fail(message);
     }
@@ -82,8 +86,8 @@ const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std:
     if (row == nullptr) {
         fail(option + ": unknown device '" + name + "' (rynvelctl list shows all names)");
     }
-    const auto* const type = Common::findDeviceTypeInfo(row->m_type);
-    if (type == nullptr || type->access == Common::Access::Remote) {
+    const auto* const type = servableType(*row);
+    if (type == nullptr) {
         fail(option + ": device '" + name + "' is remote (rynveld serves only devices of its own machine)");
     }
     return *type;
@@ -125,7 +129,7 @@ Fault parseFaultOption(const std::string& text) {
     return *fault;
 }
 
-/** Rounded up, so that each host may have at least one connection. */
+/** Returns a quarter of the count, rounded up so that each host may have at least one connection. */
 std::size_t quarter(std::size_t count) { return (count + 3) / 4; }
 
 void convert(const RawOptions& raw, Options& options) {

@@ -21,24 +21,26 @@ namespace Rynveld {
 
 struct Options {
     asio::ip::tcp::endpoint listen;
-    /** The networks that clients may connect from; if it is empty, all. */
+    /** The networks from which clients may connect; empty for all networks. */
     std::vector<asio::ip::network_v4> allowed;
     std::size_t maxConnections = 256;
-    /** The limit for one host; see docs/protocol.md for what counts as a host. */
+    /** The maximum number of connections of one host. docs/protocol.md defines a host. */
     std::size_t maxConnectionsPerHost = 0;
-    /** 0 for never. */
+    /** The time without a request after which a connection ends, unless it is armed; 0 for never. */
     std::chrono::milliseconds idleTimeout{0};
     /** The interrupt periods of simulated devices, by device name. */
     std::map<std::string, std::chrono::milliseconds> interruptPeriods;
     Policy policy;
 };
 
-/** Thrown if the user asks for help or the version. `text` is what to print. */
+/** Thrown if the user asks for help or the version. `text` is the text to print. */
 struct InfoRequested {
     std::string text;
 };
 
 /**
+ * Returns the options of a command line.
+ *
  * @throws InfoRequested for --help and --version.
  * @throws std::invalid_argument if the command line is wrong. what() says why, in one line.
  */

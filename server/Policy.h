@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What the clients of the server may do.
+ * The rules for the requests of clients.
  */
 #ifndef RYNVELD_POLICY_H
 #define RYNVELD_POLICY_H
@@ -16,13 +16,13 @@
 namespace Rynveld {
 
 struct Policy {
-    /** The names of the served devices; if it is empty, all. */
+    /** The names of the served devices; empty for all devices. */
     std::set<std::string> devices;
-    /** Refuses every request that changes a device or enables its interrupts. */
+    /** Whether the server refuses every request that changes a device or enables its interrupts. */
     bool readOnly = false;
     /** The ioctl commands that clients may send to a device. */
     std::set<std::uint32_t> ioctls;
-    /** Serves simulated devices in memory instead of the devices of this machine. */
+    /** Whether the server serves simulated devices in memory instead of the devices of this machine. */
     bool simulate = false;
     std::vector<Fault> faults;
 };

@@ -169,7 +169,8 @@ bool RequestHandler::changesDevice(Type type) const {
     }
 }
 
-// An exception, for instance because memory is exhausted, must not end the connections of other clients.
+// Refuses the request after an exception, for instance when memory is exhausted. Otherwise, the exception would end the
+// connection.
 RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     if (name.empty()) {
         return "the device name is empty";

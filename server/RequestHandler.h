@@ -17,20 +17,24 @@
 
 namespace Rynveld {
 
-/** Replaces every character that is not printable ASCII, so that received text cannot forge a trace. */
+/**
+ * Returns the text with a "?" in place of each character that is not printable ASCII. Otherwise, received text could
+ * forge a trace.
+ */
 std::string printable(std::string text);
 
 /**
- * Handles the requests of one connection, whatever they contain. Answers a request that cannot be carried out with
- * Error, and traces the reason. docs/protocol.md has the rules. Threads: one at a time.
+ * Handles the requests of one connection, whatever they contain. If a request cannot be carried out, answers with Error
+ * and traces the reason. docs/protocol.md has the rules. Threads: one at a time.
  */
 class RequestHandler {
 public:
     RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer);
 
     /**
-     * Whether a client of the protocol can have sent the next record of the connection. If not, as in the body of an
-     * HTTP request, traces the reason; the caller must close the connection without a response.
+     * Returns whether a client of the protocol can have sent the next record of the connection. If not, for instance
+     * because the record is a piece of an HTTP request, traces the reason. The caller must then close the connection
+     * without a response.
      */
     bool accepts(const Rynvel::Request& request);
     /** Carries out a request that accepts() has accepted, and returns the response. */
@@ -41,13 +45,13 @@ public:
     /** Releases the device that this connection has opened, if any. */
     void close() { m_device.reset(); }
 
-    /** The open device of this connection; null if there is none. */
+    /** Returns the open device of this connection; null if there is none. */
     const std::shared_ptr<ServedDevice>& device() const { return m_device; }
-    /** The name of the device that this connection opened last. */
+    /** Returns the name of the device that this connection opened last. */
     const std::string& deviceName() const { return m_name; }
 
 private:
-    /** The reason why a request is refused; null if it has been carried out. */
+    /** The reason for the refusal of a request; null if the request has been carried out. */
     using Refusal = const char*;
 
     const char* findProtocolError(const Rynvel::Request& request) const;
@@ -67,7 +71,7 @@ private:
     ServedDevices& m_devices;
     const Policy& m_policy;
     const Peer m_peer;
-    /** Whether the first record of the connection was an Open. */
+    /** Whether the client has sent Open, which must be its first request. */
     bool m_hasSentOpen = false;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ServedDevices.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -17,6 +18,18 @@ ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const
       m_simulated(simulated),
       m_waiter(m_registers->device(), type.waitEnablesInterrupt) {}
 
+const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row) {
+    const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
+    return type == nullptr || type->access == Common::Access::Remote ? nullptr : type;
+}
+
+std::size_t countServedDevices(const Policy& policy) {
+    const std::vector<Rynvel::MemoryDevice>& rows = Common::devices();
+    return static_cast<std::size_t>(std::count_if(rows.begin(), rows.end(), [&](const Rynvel::MemoryDevice& row) {
+        return servableType(row) != nullptr && (policy.devices.empty() || policy.devices.count(row.m_name) != 0);
+    }));
+}
+
 ServedDevices::ServedDevices(const Policy& policy) : m_policy(policy) {}
 
 std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& reason) {
@@ -28,7 +41,9 @@ std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::
     return openSlot(slotOf(name), *row, reason);
 }
 
-/** An open device. Its destructor reports that the device file is closed. */
+/**
+ * An open device. The destructor closes the device file, and notifies the threads that wait until the file is closed.
+ */
 class ServedDevices::OpenDevice {
 public:
     explicit OpenDevice(Slot& slot) : m_slot(slot) {}
@@ -78,8 +93,8 @@ ServedDevices::Slot& ServedDevices::slotOf(const std::string& name) {
 }
 
 std::unique_ptr<ServedDevice> ServedDevices::create(const Rynvel::MemoryDevice& row, std::string& reason) {
-    const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
-    if (type == nullptr || type->access == Common::Access::Remote) {
+    const Common::DeviceTypeInfo* const type = servableType(row);
+    if (type == nullptr) {
         reason = "remote devices are not served";
         return nullptr;
     }

@@ -20,7 +20,7 @@
 
 namespace Rynveld {
 
-/** A device that at least one client has opened. Threads: any number may use it at once. */
+/** A device that at least one client has opened. Threads: any number may use the object at once. */
 class ServedDevice {
 public:
     /** @param simulated the interrupt of a simulated device; null if the device is not simulated. */
@@ -40,21 +40,27 @@ private:
     InterruptWaiter m_waiter;
 };
 
+/** Returns the type of a device that the server can serve; null for a remote device, which its own server serves. */
+const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row);
+
+/** Returns the number of devices that clients can open under the policy. */
+std::size_t countServedDevices(const Policy& policy);
+
 /** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:
     explicit ServedDevices(const Policy& policy);
 
     /**
-     * Opens a device, or returns it if it is open. A device of this machine is closed when its last client releases it.
-     * A simulated device keeps its registers.
+     * Returns a device, which this function opens first if it is not open. A device of this machine is closed when its
+     * last client releases it. A simulated device stays open and keeps the values of its registers.
      *
-     * @return null if the device is not served or cannot be opened; `reason` says why.
+     * @return null if the device is not served or cannot be opened. `reason` then says why.
      */
     std::shared_ptr<ServedDevice> open(const std::string& name, std::string& reason);
 
 private:
-    /** The state of a served device, open or not. */
+    /** The state of a served device, whether the device is open or not. */
     struct Slot {
         /** Locked while the device is being opened, which may take long. */
         std::mutex mutex;
@@ -62,7 +68,7 @@ private:
         std::condition_variable closed;
         bool isOpen = false;
         std::weak_ptr<ServedDevice> device;
-        /** Keeps a simulated device alive. */
+        /** Keeps a simulated device open without clients; null for a device of this machine. */
         std::shared_ptr<ServedDevice> simulated;
     };
 

@@ -46,7 +46,7 @@ tcp::endpoint tcpEndpointOf(const Endpoint& endpoint) {
     return result;
 }
 
-/** The path of a local socket. For an abstract socket, "@" replaces the NUL at the beginning of its name. */
+/** Returns the path of a local socket. For an abstract socket, "@" replaces the NUL at the beginning of the name. */
 std::string pathOf(const Endpoint& endpoint) {
     constexpr std::size_t start = offsetof(sockaddr_un, sun_path);
     std::string path(reinterpret_cast<const char*>(endpoint.data()) + start, endpoint.size() - start);
@@ -71,7 +71,10 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     return isLocal(endpoint) ? "process " + std::to_string(processAt(socket).pid) : textOf(endpoint);
 }
 
-/** The IPv4 address, also if it is mapped to IPv6: a passed socket may accept both. Empty for other IPv6 addresses. */
+/**
+ * Returns the IPv4 address, even if it is mapped to an IPv6 address; empty for any other IPv6 address. A socket that
+ * the service manager has passed may accept both kinds of addresses.
+ */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     if (address.is_v4()) {
         return address.to_v4();
@@ -82,7 +85,7 @@ std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
 }
 
-/** The host that a connection counts for. All addresses that one host can choose freely count as one host. */
+/** Returns the host to which a connection belongs. All addresses that one host can choose freely count as one host. */
 std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
         return "user " + std::to_string(processAt(socket).uid);
@@ -95,7 +98,10 @@ std::string hostOf(const Endpoint& endpoint, int socket) {
     return asio::ip::network_v6(address.to_v6(), subnet).canonical().to_string();
 }
 
-/** With 1 MiB, hundreds of threads fit into a 32-bit address space. The thread sanitizer needs large stack frames. */
+/**
+ * Sets the stack size of new threads to 1 MiB, so that hundreds of threads fit into a 32-bit address space. The thread
+ * sanitizer has large stack frames, and does not allow a smaller size.
+ */
 void useSmallStacks() {
     constexpr std::size_t stackSize = std::size_t{1024} * 1024;
     pthread_attr_t attributes;
@@ -106,8 +112,8 @@ void useSmallStacks() {
 }
 
 /**
- * A descriptor that is readable when a signal to terminate the server arrives. Threads that are created later do not
- * receive these signals, so no signal handler has to be safe in every function.
+ * Returns a descriptor that is readable when SIGTERM or SIGINT arrives. Blocks these signals for the threads that are
+ * created later. The server therefore needs no signal handler, which may call only few functions.
  */
 int terminationSignals() {
     sigset_t signals;
@@ -127,7 +133,7 @@ int terminationSignals() {
 Server::Server(const Options& options)
     : m_options(options), m_devices(options.policy), m_signals(m_io, terminationSignals()), m_suppressedTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
-    // The server continues after the terminal that started it has closed.
+    // The server must continue when the terminal that has started it closes.
     std::signal(SIGHUP, SIG_IGN);
     Common::FaultGuard::install();
     installWakeUpHandler();
@@ -210,7 +216,7 @@ void Server::accept(Listener& listener) {
     });
 }
 
-// Descriptors or memory are exhausted: tries again later.
+// The system has no descriptors or no memory left, so the server tries again later.
 void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     RYNVELD_TRACE_LIMITED((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(),
                           ".");
@@ -236,7 +242,7 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
                               m_options.maxConnectionsPerHost, ").");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
-        // The session reads the socket itself: in the event loop, every record would wake up this thread.
+        // The thread of the session reads the socket. In the event loop, every record would wake up this thread.
         serve(socket.release(), peer);
     }
 }
@@ -246,7 +252,7 @@ std::size_t Server::connectionsOf(const std::string& host) const {
         std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
 }
 
-// The permissions of the socket's file determine who may use a local socket.
+// The permissions of the socket file determine who may use a local socket.
 bool Server::isAllowed(const Endpoint& endpoint) const {
     const auto& allowed = m_options.allowed;
     if (allowed.empty() || isLocal(endpoint)) {
@@ -274,7 +280,8 @@ void Server::serve(int descriptor, const Peer& peer) {
     }
 }
 
-// An exception, for instance because memory is exhausted, must not end the connections of other clients.
+// Catches exceptions, for instance when memory is exhausted. Otherwise, an exception would also end the connections of
+// other clients.
 void Server::run(Session& session) {
     try {
         session.run();
@@ -307,7 +314,8 @@ void Server::scheduleInterrupt(InterruptTimer& interruptTimer) {
     });
 }
 
-// A line reports the suppressed lines before it. The timer reports those that no line follows.
+// A trace also reports how many similar lines were suppressed before it. If no trace follows, the timer reports the
+// suppressed lines.
 void Server::scheduleSuppressedReport() {
     m_suppressedTimer.expires_after(TraceLimit::period / 5);
     m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
@@ -325,8 +333,8 @@ void Server::traceSuppressed(TraceLimit::Time now) {
     }
 }
 
-// cancel() and close() do not affect operations that have already completed. Their handlers run without an error, and
-// check m_stopped.
+// cancel() and close() do not affect operations that have already completed. The handlers of these operations run
+// without an error, and check m_stopped.
 void Server::stop() {
     if (m_stopped) {
         return;
@@ -348,7 +356,7 @@ void Server::stop() {
     }
 }
 
-// Most device operations end within milliseconds: interrupts only those that take longer.
+// Most device operations end within milliseconds. Interrupts only the operations that take longer.
 void Server::waitForClients() {
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();

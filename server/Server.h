@@ -28,28 +28,28 @@
 namespace Rynveld {
 
 /**
- * Accepts clients until it receives a signal to terminate. The thread that calls run() handles new connections, signals
- * and timers. Each connection has its own thread, because device operations may block: a slow device or client does not
- * delay other clients.
+ * Accepts clients until the server receives a signal to terminate. The thread that calls run() handles new connections,
+ * signals and timers. Each connection has its own thread, because device operations may block. A slow device or client
+ * therefore does not delay other clients.
  */
 class Server {
 public:
     /**
      * Starts to listen. From then on, clients can connect.
      *
-     * @throws std::system_error if it cannot listen. The text names the address.
+     * @throws std::system_error if the server cannot listen. The text names the address.
      */
     explicit Server(const Options& options);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     ~Server();
 
-    /** The listening addresses, separated by commas, for example "127.0.0.1:8888". */
+    /** Returns the listening addresses, separated by commas, for example "127.0.0.1:8888". */
     std::string address() const;
 
     /**
      * Serves clients until SIGTERM or SIGINT. The destructor then interrupts the device operations that are in
-     * progress. It waits for operations that cannot be interrupted, and traces them after a second.
+     * progress. The destructor waits for operations that cannot be interrupted, and traces them after a second.
      */
     void run();
 

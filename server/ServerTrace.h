@@ -1,9 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The server's trace channel, "Rynveld". Level 1: failures of the server and of its devices, and clients that are
- * turned away. Level 3: clients that the server disconnects, and devices that cannot be opened. Level 4: refused
- * requests. Level 5: connections.
+ * The trace channel of the server, "Rynveld". Its levels are:
+ *
+ * - 1: failures of the server and of its devices, and clients that the server turns away
+ * - 3: clients that the server disconnects, and devices that it cannot open
+ * - 4: refused requests
+ * - 5: connections
  */
 #ifndef RYNVELD_SERVERTRACE_H
 #define RYNVELD_SERVERTRACE_H
@@ -17,10 +20,10 @@ extern ZilTrace serverTrace;
 
 } // namespace Rynveld
 
-/** Traces a message. Its pieces are any values that a stream can write. */
+/** Traces a message of several values, which may have any type that a stream can write. */
 #define RYNVELD_TRACE(level, ...) RYNVEL_TRACE_MESSAGE(::Rynveld::serverTrace, ::Rynvel::TraceLevel::level, __VA_ARGS__)
 
-/** Like RYNVELD_TRACE, for messages that a client causes: the number of lines per host and cause is limited. */
+/** Like RYNVELD_TRACE, for messages that a client causes. Limits the number of lines per host and cause. */
 #define RYNVELD_TRACE_LIMITED(peer, level, cause, ...)                                                                 \
     do {                                                                                                               \
         if (::Rynveld::serverTrace.isEnabled(::Rynvel::TraceLevel::level)) {                                           \

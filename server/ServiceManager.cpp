@@ -25,7 +25,9 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-/** Stores the address of the manager's socket and returns its length; 0 if the path is not valid. */
+/**
+ * Stores the address of the service manager's socket and returns the length of the address; 0 if the path is not valid.
+ */
 socklen_t addressOf(const std::string& path, sockaddr_un& address) {
     if (path.size() < 2 || path.size() > sizeof(address.sun_path) || (path[0] != '/' && path[0] != '@')) {
         return 0;
@@ -50,7 +52,7 @@ bool listensForClients(int socket) {
     return socketOption(socket, SO_ACCEPTCONN) == 1 && (isTcp || isLocal);
 }
 
-/** Parses the number of passed sockets. */
+/** Returns the number of passed sockets; 0 for an empty text. Throws std::runtime_error if the text is not a number. */
 int parseSocketCount(const std::string& text) {
     constexpr Common::NumberFormat fourDigits{false, false, 4};
     const auto count = Common::parseNumber(text.empty() ? "0" : text, fourDigits);

@@ -12,9 +12,10 @@
 namespace Rynveld {
 
 /**
- * The listening sockets that socket activation has passed to this process; empty without socket activation.
+ * Returns the listening sockets that the service manager has passed to this process; empty without socket activation.
  *
- * @throws std::runtime_error if one of them is not a listening TCP socket or local stream socket.
+ * @throws std::runtime_error if the number of sockets is not valid, or if a passed descriptor is not a listening TCP
+ * socket or local stream socket.
  */
 std::vector<int> activationSockets();
 

@@ -31,8 +31,8 @@ void Session::serve() {
     }
 }
 
-// The last client to release a device closes it, which may take long. It must not block the thread that accepts
-// clients, so the device is released here and not in the destructor.
+// Releases the device here and not in the destructor, which runs in the thread that accepts clients. The last client
+// that releases a device closes it, which may take long.
 void Session::close() {
     disarm();
     m_socket.shutDown();
@@ -93,7 +93,7 @@ bool Session::send(const Rynvel::Response& response, const InjectedFaults& fault
 }
 
 // Arms the connection before the client receives the response. The client therefore misses no interrupt after the
-// response, and arming cannot undo what other clients do after it.
+// response. Arming also cannot undo a request that another client sends after the response.
 bool Session::arm() {
     m_armed = m_handler.device();
     try {

@@ -19,26 +19,26 @@ namespace Rynveld {
 
 /**
  * Answers the requests of one connection until the connection ends, or until a record arrives that is not a valid
- * request. A request on an armed connection disarms it.
+ * request. A request on an armed connection disarms the connection.
  */
 class Session {
 public:
-    /** @param idleTimeout a connection that is not armed ends after this time without a request; 0 for never. */
+    /** @param idleTimeout the time without a request after which a connection ends, unless it is armed; 0 for never. */
     Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
             std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session() = default;
 
-    /** Serves the connection. Returns when it has ended. */
+    /** Serves the connection. Returns when the connection has ended. */
     void run();
 
-    /** Makes run() return after the current request. Any thread may call it. */
+    /** Makes run() return after the current request. Any thread may call this function. */
     void stop();
 
     const Peer& peer() const { return m_peer; }
 
-    /** The client and its device, for a trace. Any thread may call it. */
+    /** Returns the client and its device as text for a trace. Any thread may call this function. */
     std::string description() const;
 
 private:
@@ -56,7 +56,7 @@ private:
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
     FaultInjector m_faults;
-    /** The device that the connection is armed for; null if it is not armed. */
+    /** The device for which the connection is armed; null if the connection is not armed. */
     std::shared_ptr<ServedDevice> m_armed;
 
     std::atomic<bool> m_stopped{false};

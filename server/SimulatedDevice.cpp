@@ -104,7 +104,7 @@ public:
         });
     }
 
-    /** 4, like a UIO device. */
+    /** Stores 4, as a UIO device does. */
     bool getInterruptType(unsigned long* type) override {
         if (m_interrupt) {
             *type = 4;

@@ -25,28 +25,30 @@ namespace Rynveld {
 constexpr std::uint32_t simulatedSize = 4096;
 
 /**
- * The interrupt of a simulated device. An interrupt that is raised while it is disabled stays pending. The descriptor
- * is readable while an interrupt waits to be received. As in hardware, only one is kept: the next interrupt replaces
- * one that was not received.
+ * The interrupt of a simulated device. An interrupt that is raised while interrupts are disabled stays pending until
+ * enable(). The descriptor is readable while receive() has an interrupt to receive. As in hardware, an interrupt that
+ * was not received is lost when the next interrupt replaces it.
  *
- * Threads: any number may use it at once.
+ * Threads: any number may use the object at once.
  */
 class SimulatedInterrupt {
 public:
     SimulatedInterrupt();
 
-    /** Raises the interrupt. Its word is `word` or, without one, the number of interrupts raised so far. */
+    /** Raises the interrupt. If `word` is empty, the interrupt word is the number of interrupts raised so far. */
     void raise(std::optional<std::uint32_t> word);
     void enable();
     void disable();
-    /** Blocks until an interrupt can be received. False if a signal interrupts the wait. */
+    /**
+     * Blocks until an interrupt arrives, and stores its interrupt word. Returns false if a signal interrupts the wait.
+     */
     bool receive(unsigned long* word);
     int descriptor() const { return m_sockets[0].number(); }
 
 private:
     void deliver(std::uint32_t word);
 
-    /** A socket pair: raise() sends to the second one, receive() reads from the first one. */
+    /** A socket pair. raise() and enable() send to the second socket, receive() reads from the first one. */
     std::array<Common::Descriptor, 2> m_sockets;
     std::mutex m_mutex;
     std::uint32_t m_count = 0;
@@ -57,11 +59,11 @@ private:
 /** A simulated device. */
 struct Simulation {
     std::unique_ptr<Common::RegisterDevice> device;
-    /** Part of the device; null if its type has no interrupts. */
+    /** The interrupt, which the device owns; null if the device type has no interrupts. */
     SimulatedInterrupt* interrupt;
 };
 
-/** Creates a device of the type. All registers are 0 and the interrupt is disabled. */
+/** Returns a new device of the type. All registers are 0, and the interrupt is disabled. */
 Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type);
 
 } // namespace Rynveld

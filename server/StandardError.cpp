@@ -11,8 +11,8 @@ namespace Rynveld {
 
 namespace {
 
-// Opens the terminal or pipe again, because changing the mode of the inherited descriptor would affect all processes
-// that have inherited it from the same parent.
+// Opens the terminal or pipe again. A new mode of the inherited descriptor would affect all processes that have
+// inherited the descriptor from the same parent.
 bool reopenNonBlocking() {
     const Common::Descriptor reopened(::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!reopened.isOpen()) {
@@ -22,8 +22,9 @@ bool reopenNonBlocking() {
     return true;
 }
 
-// For files that cannot be opened again: a socket, which a service manager creates for this service alone, and a
-// terminal or pipe of another user, where the clients of the server matter more than the other processes.
+// Changes the mode of the inherited descriptor, for files that cannot be opened again. One example is a socket, which a
+// service manager creates for this service alone. The other is a terminal or pipe of another user, where the clients of
+// the server matter more than the other processes.
 void setNonBlocking() { ::fcntl(STDERR_FILENO, F_SETFL, ::fcntl(STDERR_FILENO, F_GETFL) | O_NONBLOCK); }
 
 } // namespace

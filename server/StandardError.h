@@ -9,8 +9,9 @@
 namespace Rynveld {
 
 /**
- * Makes writes to standard error lose data instead of blocking, if possible in this process alone. Otherwise a terminal
- * or pipe that takes no more data would block the thread that traces, and with it clients and the end of the process.
+ * Makes writes to standard error lose data instead of blocking, if possible in this process alone. Otherwise, a
+ * terminal or pipe that takes no more data would block the thread that traces. Clients and the end of the process would
+ * then wait for that thread.
  */
 void makeStandardErrorNonBlocking();
 

@@ -40,7 +40,8 @@ TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
     return m_entries.emplace(used, Entry{now + period, 0, 0}).first->second;
 }
 
-// Clients may connect from any number of hosts: removes the entries of those without a line in the last period.
+// Removes the entries of a past period that have no suppressed lines to report. Without a limit, the number of entries
+// would grow with the number of hosts.
 void TraceLimit::removeQuietEntries(Time now) {
     if (m_entries.size() < maxEntries) {
         return;

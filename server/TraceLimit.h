@@ -19,7 +19,7 @@ namespace Rynveld {
 
 /**
  * Allows each host a number of lines per cause and period, and counts the suppressed lines. Threads: any number may use
- * it at once.
+ * the object at once.
  */
 class TraceLimit {
 public:
@@ -27,20 +27,20 @@ public:
 
     static constexpr std::size_t linesPerPeriod = 20;
     static constexpr std::chrono::seconds period{10};
-    /** When there are this many, further hosts share one entry per cause. */
+    /** With this number of entries, further hosts share one entry per cause. */
     static constexpr std::size_t maxEntries = 1000;
     static constexpr const char* otherHosts = "other hosts";
 
     /**
      * Counts a line of a host.
      *
-     * @return the text to append to the line: the number of lines suppressed since the last one, or nothing. Empty
-     *         optional if this line must be suppressed.
+     * @return the text to append to the line: how many lines were suppressed since the last one, or nothing if none
+     *          was. The optional is empty if this line must be suppressed.
      */
     std::optional<std::string> admit(const std::string& host, const std::string& cause,
                                      Time now = std::chrono::steady_clock::now());
 
-    /** Suppressed lines of a period that has ended. No later line has reported their number. */
+    /** The suppressed lines of a period that has ended. No later line has reported their number. */
     struct Suppressed {
         std::string host;
         std::string cause;
@@ -56,7 +56,7 @@ private:
         std::size_t suppressed;
     };
 
-    /** Host and cause. */
+    /** The host and the cause of a line. */
     using Key = std::pair<std::string, std::string>;
 
     Entry& entryOf(const Key& key, Time now);
@@ -66,11 +66,11 @@ private:
     std::map<Key, Entry> m_entries;
 };
 
-/** A client, as it appears in traces. */
+/** A client, as traces describe it. */
 struct Peer {
-    /** For example "10.0.0.7:4711". */
+    /** The name of the client, for example "10.0.0.7:4711". */
     std::string name;
-    /** The host that the connection counts for, for example "10.0.0.7". */
+    /** The host of the client, for example "10.0.0.7". */
     std::string host;
     TraceLimit& limit;
 };

@@ -14,8 +14,8 @@ namespace Rynveld {
 void installWakeUpHandler();
 
 /**
- * Interrupts the system call that the thread blocks in. It has no effect on a system call that has not begun yet, so
- * repeat it until the thread has ended.
+ * Interrupts the system call in which the thread blocks. This has no effect on a system call that has not begun, so
+ * call the function repeatedly until the thread has ended.
  */
 void wakeUp(std::thread& thread);
 

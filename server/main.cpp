@@ -3,7 +3,8 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "DeviceList.h"
+#include "Count.h"
+#include "ServedDevices.h"
 #include "Server.h"
 #include "StandardError.h"
 
@@ -16,15 +17,13 @@ int report(const std::exception& problem, ExitStatus status) {
     return status;
 }
 
-std::size_t servedDevices(const Rynveld::Policy& policy) {
-    return policy.devices.empty() ? Common::devices().size() : policy.devices.size();
-}
-
 int serve(const Rynveld::Options& options) {
     Rynveld::makeStandardErrorNonBlocking();
     Rynveld::Server server(options);
-    std::cerr << "rynveld: listening on " << server.address() << ", serving " << servedDevices(options.policy)
-              << (options.policy.simulate ? " simulated" : "") << " devices" << std::endl;
+    std::cerr << "rynveld: listening on " << server.address() << ", serving "
+              << Common::counted(Rynveld::countServedDevices(options.policy),
+                                 options.policy.simulate ? "simulated device" : "device")
+              << std::endl;
     server.run();
     return stopped;
 }

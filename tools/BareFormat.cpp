@@ -69,6 +69,8 @@ std::string format(const RoundTrips& trips) {
            inMilliseconds(trips.longest());
 }
 
+std::string format(const MapReport& report) { return formatBare(report); }
+
 } // namespace
 
 std::string formatBare(const Report& report) {

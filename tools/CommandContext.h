@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What the global options select for every command.
+ * The settings that the global options select for every command.
  */
 #ifndef RYNVELCTL_COMMANDCONTEXT_H
 #define RYNVELCTL_COMMANDCONTEXT_H
@@ -34,7 +34,7 @@ struct GlobalOptions {
 /** The output, the time-out, the server, the device type and the register maps that a command uses. */
 class CommandContext {
 public:
-    /** Also sets up the traces. @throws Failure if an option is wrong. */
+    /** Evaluates the options and sets up the traces. @throws Failure if an option is wrong. */
     explicit CommandContext(const GlobalOptions& options);
 
     const Output& output() const { return m_output; }
@@ -58,10 +58,18 @@ public:
     /** Returns the same description. @throws Failure also if there is none. */
     RegisterMap registerMap(const Target& target) const;
 
-    /** @throws Failure if the user has not given a server. @param command the command that needs one. */
+    /**
+     * Returns the server. @param command the command that needs a server. @throws Failure if the user has not given
+     * one.
+     */
     const RemoteServer& server(const char* command) const;
 
-    /** @throws Failure if the user has given options for remote devices. @param command the command without them. */
+    /**
+     * Checks that the user has given no options for remote devices.
+     *
+     * @param command the command, which does not support these options.
+     * @throws Failure if the user has given one.
+     */
     void requireLocal(const char* command) const;
 
 private:

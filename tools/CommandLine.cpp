@@ -14,7 +14,8 @@ namespace Rynvelctl {
 
 namespace {
 
-// An empty argument comes from an unset variable of a script. The parser would take a word in brackets for a list.
+// Refuses an empty argument, which usually comes from an unset variable of a script. Refuses a word that begins with a
+// bracket, because the parser would take the word for a list.
 void checkArgument(const std::string& word) {
     if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
         throw usageError(word.empty() ? "an argument is empty (give a value, or leave it out)"
@@ -34,6 +35,7 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
     addGlobalOptions(m_parser.program());
     addDeviceCommands(m_parser.program(), m_action);
     addRegisterCommands(m_parser.program(), m_action);
+    addMapCommands(m_parser.program(), m_action);
     addInterruptCommands(m_parser.program(), m_action);
     addServerCommands(m_parser.program(), m_action);
 }
@@ -57,9 +59,10 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
                                        "print only values, and nothing for a command that returns no value");
     program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
     program
-        .addOption("--trace", "CHANNEL=LEVEL", m_options.traces,
-                   "turn on the library's traces up to a level from 0 to 7, for one channel or for all channels that "
-                   "match a pattern")
+        .addOption(
+            "--trace", "CHANNEL=LEVEL", m_options.traces,
+            "turn on the library's traces up to LEVEL (0 to 7), for one channel or for all channels that match a "
+            "pattern")
         .takeOneValue();
 }
 

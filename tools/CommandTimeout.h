@@ -17,15 +17,21 @@ namespace Rynvelctl {
 /** The time-out of the whole command. It starts when the object is constructed. */
 class CommandTimeout {
 public:
-    /** @param limit none for a command without a time-out. An answer of a server has one of 5 s then. */
+    /**
+     * @param limit the time-out; none for a command without one. In that case, each answer of a server has a time-out
+     * of 5 s.
+     */
     explicit CommandTimeout(std::optional<std::chrono::milliseconds> limit);
 
     const Common::Deadline& deadline() const { return m_deadline; }
 
-    /** @throws Failure if the time is over. @param name the device or file that the message names. */
+    /** @throws Failure if the deadline has passed. @param name the device or file for the error message. */
     void requireTimeLeft(const std::string& name) const;
 
-    /** Returns the deadline for an answer to a request that is sent now: that of the command, or else 5 s from now. */
+    /**
+     * Returns the deadline for the answer to a request that you send now. This is the deadline of the command, or 5 s
+     * from now for a command without a time-out.
+     */
     Common::Deadline answerDeadline() const;
 
     /** Returns whether the command itself has a time-out. */

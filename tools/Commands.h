@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The commands, in groups. Each function adds commands to the program. A command that the user gives sets `chosen` to
- * the action that runs it.
+ * The commands, in groups. Each function adds commands to the program. If the user gives one of these commands,
+ * `chosen` becomes the action that runs the command.
  */
 #ifndef RYNVELCTL_COMMANDS_H
 #define RYNVELCTL_COMMANDS_H
@@ -21,11 +21,12 @@ void addDeviceCommands(const Common::Command& program, Action& chosen);
 void addRegisterCommands(const Common::Command& program, Action& chosen);
 void addWriteCommand(const Common::Command& program, Action& chosen);
 void addShowCommand(const Common::Command& program, Action& chosen);
+void addMapCommands(const Common::Command& program, Action& chosen);
 void addInterruptCommands(const Common::Command& program, Action& chosen);
 void addServerCommands(const Common::Command& program, Action& chosen);
 
 /**
- * Adds a command with its own options.
+ * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options.
  *
  * @return the command, to which the caller adds the options.
  */

@@ -2,9 +2,13 @@
 #include "Completion.h"
 
 #include <algorithm>
+#include <exception>
+#include <filesystem>
 #include <sstream>
 
 #include "DeviceList.h"
+#include "MapCompletion.h"
+#include "MapSearch.h"
 #include "Target.h"
 
 namespace Rynvelctl {
@@ -29,22 +33,95 @@ Words deviceNames() {
     return names;
 }
 
-/** Returns the possible values of an option or argument whose value has this name in the help. */
-Words valuesFor(const std::string& name) {
-    if (name == "NAME") {
+/** Returns the files and folders whose names begin with the word. A slash follows the name of a folder. */
+Words files(const std::string& word) {
+    namespace fs = std::filesystem;
+    const std::size_t slash = word.rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : word.substr(0, slash + 1);
+    std::error_code error;
+    Words names;
+    for (fs::directory_iterator entry(folder.empty() ? "." : folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code ignored;
+        const std::string name = entry->path().filename().string();
+        if (name.front() != '.' || word.size() > folder.size()) {
+            names.push_back(folder + name + (entry->is_directory(ignored) ? "/" : ""));
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+RegisterUse useOf(const std::string& command) {
+    if (command == "write" || command == "fill") {
+        return RegisterUse::Write;
+    }
+    return command == "describe" ? RegisterUse::Any : RegisterUse::Read;
+}
+
+/** The words that the user has typed so far. */
+struct Line {
+    std::string command;
+    Words arguments;
+    /** The values of --map. */
+    Words maps;
+};
+
+/** Calls a function that takes completions from the map of the device of the line. Returns nothing without a map. */
+template <typename Function>
+Words fromMap(const Line& line, const Function& function) {
+    if (line.arguments.empty()) {
+        return {};
+    }
+    // A shell cannot show why there is nothing to offer.
+    try {
+        MapSearch search(line.maps);
+        const auto description = search.catalog().find(line.arguments.front());
+        return description ? function(MapCompletion(*description->peripheral, useOf(line.command))) : Words();
+    } catch (const Maps::UnusableMap&) {
+        return {};
+    }
+}
+
+Words registerNames(const Line& line, const std::string& word) {
+    return fromMap(line, [&](const MapCompletion& map) { return map.names(word); });
+}
+
+Words registerValues(const Line& line, const std::string& word) {
+    if (line.command != "write" || line.arguments.size() < 2) {
+        return {};
+    }
+    return fromMap(line, [&](const MapCompletion& map) { return map.values(line.arguments[1], word); });
+}
+
+/** Returns the possible values of an option or argument that has one of the names of the help; else the name itself. */
+Words choicesFor(const std::string& name, const Line& line, const std::string& word) {
+    if (name == "NAME" || name == "DEVICE") {
         return deviceNames();
     }
     if (name == "TYPE") {
         return serverDeviceTypeNames();
     }
-    Words choices;
-    if (name.find(choiceSeparator) != std::string::npos) {
-        std::istringstream stream(name);
-        for (std::string choice; std::getline(stream, choice, choiceSeparator);) {
-            choices.push_back(choice);
+    if (name == "FILE") {
+        return files(word);
+    }
+    if (name == "ADDRESS" || name == "REGISTER") {
+        return registerNames(line, word);
+    }
+    return name == "VALUE" ? registerValues(line, word) : Words{name};
+}
+
+/** Returns the possible values of an option or argument whose value has this name in the help. */
+Words valuesFor(const std::string& name, const Line& line, const std::string& word) {
+    Words values;
+    std::istringstream stream(name);
+    for (std::string choice; std::getline(stream, choice, choiceSeparator);) {
+        const Words choices = choicesFor(choice, line, word);
+        if (choice != name || choices != Words{name}) {
+            values.insert(values.end(), choices.begin(), choices.end());
         }
     }
-    return choices;
+    return values;
 }
 
 Words longNames(const CommandDescription& command) {
@@ -62,44 +139,68 @@ const CommandDescription* findCommand(const CommandDescription& program, const s
     return command == program.commands.end() ? nullptr : &*command;
 }
 
-/** A position on the command line, which decides what a word can be. */
+/** A position on the command line, which determines the possible words. */
 class Position {
 public:
     explicit Position(const CommandDescription& program) : m_program(program) {}
 
     void advance(const std::string& word) {
         if (m_pendingOption != nullptr) {
+            keepValue(*m_pendingOption, word);
             m_pendingOption = nullptr;
         } else if (isOption(word)) {
-            const OptionDescription* const option = findOption(word);
-            m_pendingOption = option == nullptr || option->valueName.empty() ? nullptr : option;
-        } else if (m_command != nullptr) {
-            ++m_arguments;
+            advanceOption(word);
+        } else if (m_command != nullptr && m_command->commands.empty()) {
+            m_line.arguments.push_back(word);
         } else {
-            m_command = findCommand(m_program, word);
+            m_command = findCommand(m_command == nullptr ? m_program : *m_command, word);
             m_isUnknownCommand = m_command == nullptr;
+            m_line.command = word;
         }
     }
 
-    /** Returns what the word at this position can be. An option and its value may share the word. */
+    /**
+     * Returns the words that are possible at this position. A single word may hold an option and the value of this
+     * option.
+     */
     Words candidates(const std::string& word) const {
         const std::size_t equalsSign = word.find('=');
         if (m_isUnknownCommand) {
             return {};
         }
         if (m_pendingOption != nullptr) {
-            return valuesFor(m_pendingOption->valueName);
+            return valuesFor(m_pendingOption->valueName, m_line, word);
         }
         if (isOption(word) && equalsSign != std::string::npos) {
-            return assignments(word.substr(0, equalsSign));
+            return assignments(word.substr(0, equalsSign), word.substr(equalsSign + 1));
         }
         if (!word.empty() && word[0] == '-') {
             return optionNames();
         }
-        return m_command == nullptr ? commandNames() : argumentValues();
+        const CommandDescription& command = m_command == nullptr ? m_program : *m_command;
+        return command.commands.empty() ? argumentValues(word) : commandNames(command);
     }
 
 private:
+    void advanceOption(const std::string& word) {
+        const std::size_t equalsSign = word.find('=');
+        const OptionDescription* const option = findOption(word.substr(0, equalsSign));
+        if (option == nullptr || option->valueName.empty()) {
+            return;
+        }
+        if (equalsSign == std::string::npos) {
+            m_pendingOption = option;
+        } else {
+            keepValue(*option, word.substr(equalsSign + 1));
+        }
+    }
+
+    void keepValue(const OptionDescription& option, const std::string& value) {
+        if (option.names.front() == "--map") {
+            m_line.maps.push_back(value);
+        }
+    }
+
     const OptionDescription* findOption(const std::string& name) const {
         for (const CommandDescription* const command : {m_command, &m_program}) {
             if (command == nullptr) {
@@ -114,9 +215,9 @@ private:
         return nullptr;
     }
 
-    Words assignments(const std::string& name) const {
+    Words assignments(const std::string& name, const std::string& start) const {
         const OptionDescription* const option = findOption(name);
-        Words words = option == nullptr ? Words() : valuesFor(option->valueName);
+        Words words = option == nullptr ? Words() : valuesFor(option->valueName, m_line, start);
         for (std::string& value : words) {
             value.insert(0, name + '=');
         }
@@ -132,19 +233,19 @@ private:
         return names;
     }
 
-    Words commandNames() const {
+    static Words commandNames(const CommandDescription& program) {
         Words names;
-        for (const CommandDescription& command : m_program.commands) {
+        for (const CommandDescription& command : program.commands) {
             names.push_back(command.name);
         }
         return names;
     }
 
-    Words argumentValues() const {
+    Words argumentValues(const std::string& word) const {
         std::size_t index = 0;
         for (const OptionDescription& argument : m_command->options) {
-            if (argument.isPositional && (index++ == m_arguments || argument.takesMultipleValues)) {
-                return valuesFor(argument.names.front());
+            if (argument.isPositional && (index++ == m_line.arguments.size() || argument.takesMultipleValues)) {
+                return valuesFor(argument.names.front(), m_line, word);
             }
         }
         return {};
@@ -154,7 +255,7 @@ private:
     const CommandDescription* m_command = nullptr;
     /** The option whose value is the next word; null if there is none. */
     const OptionDescription* m_pendingOption = nullptr;
-    std::size_t m_arguments = 0;
+    Line m_line;
     bool m_isUnknownCommand = false;
 };
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "Commands.h"
+#include "Count.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
 #include "Failure.h"
@@ -41,12 +42,12 @@ ListedDevice toListedDevice(const Rynvel::MemoryDevice& row, std::size_t handle)
             hasFile(row, type)};
 }
 
-/** @throws Failure if a row has a problem, after it has printed all problems. */
+/** Prints all problems. @throws Failure if there is one. */
 void requireNoProblems(const std::vector<std::string>& problems) {
     std::for_each(problems.begin(), problems.end(), printError);
     if (!problems.empty()) {
-        const std::string rest = problems.size() == 1 ? " device is not listed" : " devices are not listed";
-        throw Failure(ExitStatus::Failed, std::to_string(problems.size()) + rest);
+        const std::string verb = problems.size() == 1 ? " is" : " are";
+        throw Failure(ExitStatus::Failed, Common::counted(problems.size(), "device") + verb + " not listed");
     }
 }
 

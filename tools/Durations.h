@@ -14,12 +14,14 @@
 namespace Rynvelctl {
 
 /**
- * @param name names the option in the error message, for example "timeout".
+ * Returns the duration that the text gives.
+ *
+ * @param name the name of the option for the error message, for example "timeout".
  * @throws Failure if Common::parseDuration() does not accept the text.
  */
 std::chrono::milliseconds parseDuration(const std::string& name, const std::string& text);
 
-/** @throws Failure also for a duration of 0. */
+/** Like parseDuration(), but also throws Failure for a duration of 0. */
 std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text);
 
 using Common::describe;
@@ -27,7 +29,7 @@ using Common::describe;
 /** Returns the current time in UTC with microseconds, for example "2020-01-31T23:59:59.000001Z". */
 std::string timeStamp();
 
-/** Returns a time in the same form. */
+/** Returns a given time in the same form. */
 std::string timeStamp(std::chrono::system_clock::time_point time);
 
 } // namespace Rynvelctl

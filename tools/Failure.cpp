@@ -17,7 +17,7 @@ std::string errorLine(const std::string& text) {
 
 void printError(const std::string& text) {
     const std::string line = errorLine(text);
-    // There is no other stream to report a failure to.
+    // If this write fails, there is no other stream for an error message.
     [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
 }
 

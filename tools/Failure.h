@@ -14,7 +14,7 @@ namespace Rynvelctl {
 /** The exit status of the program. */
 enum class ExitStatus { Done = 0, Failed = 1, UsageError = 2, Unreachable = 3, TimedOut = 4 };
 
-/** Ends the command with a status. what() is the error message, without the name of the program. */
+/** Thrown to end the command with a status. what() is the error message, without the name of the program. */
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), m_status(status) {}

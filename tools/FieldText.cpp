@@ -4,13 +4,11 @@
 #include <algorithm>
 
 #include "Formats.h"
+#include "MapWords.h"
 
 namespace Rynvelctl {
 
-std::string labelOf(const Maps::Field& field) {
-    const std::string lowest = std::to_string(field.lsb);
-    return field.name + '[' + (field.msb == field.lsb ? lowest : std::to_string(field.msb) + ':' + lowest) + ']';
-}
+std::string labelOf(const Maps::Field& field) { return field.name + '[' + bitRange(field.msb, field.lsb) + ']'; }
 
 std::string pathOf(const RegisterRange& range, const Maps::FieldValue& value) {
     return range.name() + '.' + value.field->name;

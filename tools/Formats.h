@@ -23,6 +23,12 @@ std::string formatBare(const Report& report);
 /** Formats a report as one JSON value on one line. */
 std::string formatJson(const Report& report);
 
+/** Does the same for a report about register maps. @{ */
+std::string formatText(const MapReport& report);
+std::string formatBare(const MapReport& report);
+std::string formatJson(const MapReport& report);
+/** @} */
+
 /** Returns the time with three decimals and without the unit. */
 std::string inMilliseconds(std::chrono::nanoseconds time);
 
@@ -32,7 +38,7 @@ std::string orNone(const std::optional<Number>& number) {
     return number ? std::to_string(*number) : "none";
 }
 
-/** Joins lines with line ends, without a final line end. */
+/** Returns the lines as one text, without a line end after the last line. */
 std::string joinLines(const std::vector<std::string>& lines);
 
 } // namespace Rynvelctl

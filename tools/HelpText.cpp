@@ -58,8 +58,8 @@ const std::vector<HelpSection> helpSections{
     {"Time limits",
      {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
       "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
-      "command ends with status 4, after the output that it has printed so far. The command does not interrupt a call "
-      "to a driver of this machine: it ends when the call has returned.",
+      "command ends with status 4. Its output up to then is already printed. The command cannot interrupt a "
+      "driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. A command still gives up on a server that takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Interrupts",
@@ -70,12 +70,13 @@ const std::vector<HelpSection> helpSections{
       "interrupts again at once.",
       "irq raise works with servers that simulate their devices."}},
     {"Traces",
-     {"The tracing library decides where the library's traces go; the default is standard error. Traces are off if you "
+     {"The tracing library selects the destination of the library's traces. The default is standard error. Traces are "
+      "off if you "
       "set neither --trace nor the environment variable ZILTRACE.",
       "With a server, Rynvel.Client=7 shows the records that the command and the server exchange."}},
     {"Completion",
-     {"The installation contains completion for bash and zsh. Both ask the program itself: rynvelctl --complete "
-      "WORD... prints the possible completions of the last word, which may be empty."}},
+     {"The installation contains completion for bash and zsh. Both call rynvelctl: "
+      "rynvelctl --complete WORD... prints the possible completions of the last word, which may be empty."}},
     {"Exit status",
      {"0: the command succeeded, or standard output no longer has a reader. 1: the operation failed. 2: the command "
       "line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",

@@ -101,7 +101,7 @@ void irq(const CommandContext& context, const IrqOptions& options) {
     action->run(context, options);
 }
 
-/** Waits for interrupts until a time-out, or until the reader of standard output closes it. */
+/** Waits for interrupts until a time-out, or until the reader of standard output closes the stream. */
 class InterruptWait {
 public:
     InterruptWait(const CommandContext& context, const Target& target, const WaitOptions& options)
@@ -113,7 +113,7 @@ public:
 
     std::uint32_t count() const { return m_count; }
 
-    /** Returns the word of the next interrupt. @throws Failure or OutputClosed. */
+    /** Returns the interrupt word of the next interrupt. @throws Failure or OutputClosed. */
     std::uint32_t next(OpenDevice& device, int descriptor) {
         const Common::Deadline eachDeadline = m_each ? Common::Deadline(*m_each) : Common::Deadline();
         const Common::Deadline deadline = Common::Deadline::earlier(eachDeadline, m_timeout.deadline());
@@ -126,7 +126,8 @@ public:
             if (deadline.hasPassed()) {
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + timeoutMessage());
             }
-            // Another process has taken the interrupt, or the driver always reports that it is ready: do not spin.
+            // Another process may have taken the interrupt, or the driver may always report readiness. The pause keeps
+            // the loop from using the whole processor.
             waitUntilReady(noDescriptor, Common::Deadline::earlier(Common::Deadline(retryInterval), deadline));
         }
     }
@@ -170,7 +171,8 @@ void wait(const CommandContext& context, const WaitOptions& options) {
     const auto device = openDevice(target, context.timeout());
     const int descriptor = device->prepareInterrupts();
     for (std::uint32_t i = 0; i < waiting.count(); ++i) {
-        // The driver disables the interrupt when one arrives. If another one is pending, the next call receives it.
+        // The driver disables the interrupt of the device when an interrupt arrives. If another interrupt is already
+        // pending, next() receives that interrupt.
         device->enableInterrupts();
         context.output().print(InterruptEvent{target.name(), waiting.next(*device, descriptor), timeStamp()});
     }

@@ -153,6 +153,8 @@ std::string format(const RoundTrips& trips) {
         .text();
 }
 
+std::string format(const MapReport& report) { return formatJson(report); }
+
 } // namespace
 
 std::string formatJson(const Report& report) {

@@ -41,9 +41,9 @@ std::uint32_t parseCount(const std::string& name, const std::string& text, std::
     return count;
 }
 
-std::string hexadecimal(std::uint32_t value, unsigned int width) { return "0x" + hexadecimalDigits(value, width); }
+std::string hexadecimal(std::uint64_t value, unsigned int width) { return "0x" + hexadecimalDigits(value, width); }
 
-std::string hexadecimalDigits(std::uint32_t value, unsigned int width) {
+std::string hexadecimalDigits(std::uint64_t value, unsigned int width) {
     std::ostringstream digits;
     digits << std::hex << std::setfill('0') << std::setw(static_cast<int>(width / 4)) << value;
     return digits.str();

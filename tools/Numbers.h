@@ -14,24 +14,30 @@
 namespace Rynvelctl {
 
 /**
- * @param name names the number in the error message, for example "address".
+ * Returns the number that the text gives.
+ *
+ * @param name the name of the number for the error message, for example "address".
  * @throws Failure if the text is not a number, or if the number does not fit in 32 bits.
  */
 std::uint32_t parseNumber(const std::string& name, const std::string& text);
 
-/** @throws Failure if the text is not a number, or if the number does not fit in a register of `width` bits. */
+/**
+ * Returns the number that the text gives.
+ *
+ * @throws Failure if the text is not a number, or if the number does not fit in a register of `width` bits.
+ */
 std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width);
 
-/** @throws Failure if the text is not a number from 1 to `max`. */
+/** Returns the number that the text gives. @throws Failure if the text is not a number from 1 to `max`. */
 std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max = UINT32_MAX);
 
 using Common::maxValue;
 
-/** Returns 0x and the hexadecimal digits of a register of `width` bits. */
-std::string hexadecimal(std::uint32_t value, unsigned int width = 32);
+/** Returns 0x and as many hexadecimal digits as a register of `width` bits has. */
+std::string hexadecimal(std::uint64_t value, unsigned int width = 32);
 
-/** Returns the digits without 0x. */
-std::string hexadecimalDigits(std::uint32_t value, unsigned int width);
+/** Returns the same digits without 0x. */
+std::string hexadecimalDigits(std::uint64_t value, unsigned int width);
 
 } // namespace Rynvelctl
 

@@ -16,7 +16,10 @@
 
 namespace Rynvelctl {
 
-/** A function that fails throws Failure, and so does a function that reaches the time-out of the command. */
+/**
+ * A device that a command has opened. A function throws Failure if the operation fails, or if the time-out of the
+ * command passes.
+ */
 class OpenDevice {
 public:
     OpenDevice() = default;
@@ -24,7 +27,7 @@ public:
     OpenDevice& operator=(const OpenDevice&) = delete;
     virtual ~OpenDevice() = default;
 
-    /** Returns the size of the map in bytes; none if it is unknown. */
+    /** Returns the size of the map in bytes; none if the size is unknown. */
     virtual std::optional<std::uint32_t> mapSize() const = 0;
 
     /** Reads the first register of the range. */
@@ -39,16 +42,16 @@ public:
     /** Sends an ioctl request to the driver. @return the result of the driver. */
     virtual int ioctl(std::uint32_t request, std::uint32_t argument) = 0;
 
-    /** Returns none for a device without interrupts. */
+    /** Returns the interrupt type; none for a device without interrupts. */
     virtual std::optional<std::uint32_t> interruptType() = 0;
     virtual void enableInterrupts() = 0;
     virtual void disableInterrupts() = 0;
     /** Prepares to receive interrupts. @return the file descriptor to poll. */
     virtual int prepareInterrupts() = 0;
     /**
-     * Receives an interrupt. Call it when the descriptor is ready.
+     * Receives an interrupt. Call this function when the descriptor is ready.
      *
-     * @param deadline the end of the time for receiving the whole interrupt word.
+     * @param deadline the time by which the whole interrupt word must arrive.
      * @return the interrupt word; none if there is no interrupt, or if the deadline passes.
      */
     virtual std::optional<std::uint32_t> receiveInterrupt(const Common::Deadline& deadline) = 0;
@@ -57,10 +60,10 @@ public:
     virtual std::optional<int> descriptor() = 0;
 };
 
-/** @param target must outlive the result. */
+/** Opens a device. @param target must outlive the result. */
 std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTimeout& timeout);
 
-/** Opens the device of the registers. @throws Failure also if a register is outside the map of the device. */
+/** Opens the device of a range. @throws Failure also if a register is outside the map of the device. */
 std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTimeout& timeout);
 
 } // namespace Rynvelctl

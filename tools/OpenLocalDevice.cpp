@@ -96,7 +96,8 @@ void OpenLocalDevice::disableInterrupts() {
     require(m_opened.device->device().disableInterrupt(), "disabling the interrupt");
 }
 
-// Another process may take the interrupt after poll() returns: receiving must then not block until the next one.
+// Makes the descriptor non-blocking. Another process may take the interrupt after poll() returns, and
+// receiveInterrupt() must then not wait for the next interrupt.
 int OpenLocalDevice::prepareInterrupts() {
     const int descriptor = m_opened.device->device().getNativeHandle();
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);

@@ -15,8 +15,7 @@
 namespace Rynvelctl {
 
 /**
- * Uses the library. It checks the time-out of the command before each access, and does not interrupt a call to a
- * driver.
+ * Uses the library. Checks the time-out of the command before each access, but does not interrupt a call to a driver.
  */
 class OpenLocalDevice final : public OpenDevice {
 public:

@@ -14,8 +14,7 @@
 namespace Rynvelctl {
 
 /**
- * Uses the client of the programs, which puts together a record that arrives in pieces. The remote devices of the
- * library do not.
+ * Uses Common::RemoteDevice, which can receive a record in pieces. The remote devices of the library cannot do this.
  */
 class OpenRemoteDevice final : public OpenDevice {
 public:
@@ -29,7 +28,7 @@ public:
     void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) override;
     std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) override;
     int ioctl(std::uint32_t request, std::uint32_t argument) override;
-    /** Returns none also if the server refuses the request. */
+    /** Returns the interrupt type; none also if the server refuses the request. */
     std::optional<std::uint32_t> interruptType() override;
     void enableInterrupts() override;
     void disableInterrupts() override;

@@ -28,7 +28,7 @@ std::string formatReport(Format format, const Report& report) {
     }
 }
 
-/** Waits until standard output is writable. It also returns on an error, which the next write reports. */
+/** Waits until standard output is writable. Also returns after an error, which the next write reports. */
 void waitUntilWritable(const CommandTimeout& timeout) {
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
     while (::poll(&output, 1, timeout.deadline().pollTimeout()) <= 0) {

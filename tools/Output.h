@@ -13,7 +13,7 @@ namespace Rynvelctl {
 
 enum class Format { Text, Bare, Json };
 
-/** The reader of standard output has closed it. */
+/** Thrown if the reader of standard output has closed the stream. */
 struct OutputClosed {};
 
 class Output {

@@ -83,7 +83,7 @@ void requireBurst(const RegisterRange& range) {
 }
 
 bool readsOneBurst(const RegisterRange& range, const DumpOptions& options) {
-    // A server takes a burst of one register for a single read, which has no byte order.
+    // A server treats a burst of one register as a single read, which has no byte order.
     return options.usesBurst && !(range.device().server && range.count() == 1);
 }
 
@@ -144,7 +144,7 @@ public:
     Watch(const CommandContext& context, std::vector<Addressed> watched, OpenDevice& device)
         : m_context(context), m_watched(std::move(watched)), m_device(device) {}
 
-    /** Reads each register once, and prints the values that are new. */
+    /** Reads each register once, and prints the values that have changed since the last sample. */
     void sample() {
         std::map<std::uint32_t, std::uint32_t> values;
         for (const Addressed& each : m_watched) {
@@ -187,7 +187,7 @@ std::vector<Addressed> watchedBy(const CommandContext& context, const Target& ta
     return watched;
 }
 
-/** Waits until the deadline. @throws OutputClosed. */
+/** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
 void waitUntil(const Common::Deadline& deadline) {
     pollfd output{STDOUT_FILENO, 0, 0};
     if (poll(&output, 1, deadline.pollTimeout()) > 0) {

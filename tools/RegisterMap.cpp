@@ -57,16 +57,21 @@ std::vector<std::string> RegisterMap::inaccessible() const {
     return messages;
 }
 
-Selection RegisterMap::find(const std::string& name) const {
+Maps::NamedRegister RegisterMap::named(const std::string& name) const {
     const auto found = Maps::findRegister(*m_description.peripheral, name);
     if (!found) {
         throw unknownName(name);
     }
-    const std::string obstacle = obstacleTo(found->place);
+    return *found;
+}
+
+Selection RegisterMap::find(const std::string& name) const {
+    const Maps::NamedRegister found = named(name);
+    const std::string obstacle = obstacleTo(found.place);
     if (!obstacle.empty()) {
         throw usageError(m_target->name() + ": " + obstacle);
     }
-    Selection selection{mapped(found->place), found->field};
+    Selection selection{mapped(found.place), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
                       "outside of the " + std::to_string(selection.whole.contents().size) + " bits of its register");

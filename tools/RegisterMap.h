@@ -53,7 +53,17 @@ public:
     /** Returns all registers of the map that the device can access, in the order of their offsets. */
     std::vector<MappedRegister> registers() const;
 
-    /** Returns an error message for each of the other registers of the map: why the device cannot access it. */
+    /** Returns all registers of the map, in the order of their offsets. */
+    const std::vector<Maps::PlacedRegister>& places() const { return m_places; }
+
+    /** Returns what a name means, whether the device can access it or not. @throws Failure for an unknown name. */
+    Maps::NamedRegister named(const std::string& name) const;
+
+    /** Returns why the device cannot access a register of the map; empty if it can. */
+    std::string obstacleTo(const Maps::PlacedRegister& place) const;
+
+    /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
+     * access it. */
     std::vector<std::string> inaccessible() const;
 
     /**
@@ -65,8 +75,6 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** Returns why the device cannot access a register; empty if it can. */
-    std::string obstacleTo(const Maps::PlacedRegister& place) const;
     /** Returns another register in the word of a register that is narrower than the word; null if there is none. */
     const Maps::PlacedRegister* neighbourOf(const Maps::PlacedRegister& place) const;
     MappedRegister mapped(const Maps::PlacedRegister& place) const;

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "Count.h"
 #include "Failure.h"
 #include "Numbers.h"
 
@@ -45,7 +46,8 @@ void RegisterRange::requireAddresses() const {
         throw usageError(m_device->name() +
                          ": only address 0 can be used (to use others, give the type on the server with --type)");
     }
-    // The SPI protocol sends the byte address, although the library takes an index.
+    // For an SPI device, the byte address must fit in 32 bits, too, because the library turns the index into a byte
+    // address.
     const Common::DeviceTypeInfo& type = m_device->type;
     const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStride;
     if (lastIndex * step() > UINT32_MAX || lastIndex * deviceStep > UINT32_MAX) {
@@ -57,7 +59,7 @@ void RegisterRange::requireInside(std::optional<std::uint32_t> mapSize) const {
     if (!mapSize || (std::uint64_t{m_index} + m_count) * bytes() <= *mapSize) {
         return;
     }
-    throw usageError(m_device->name() + ": " + textOutside("the map of " + std::to_string(*mapSize) + " bytes"));
+    throw usageError(m_device->name() + ": " + textOutside("the map of " + Common::counted(*mapSize, "byte")));
 }
 
 std::string RegisterRange::textOutside(const std::string& bounds) const {

@@ -18,7 +18,10 @@ namespace Rynvelctl {
 /** The unit of the addresses on the command line. */
 enum class AddressUnit { Bytes, Registers };
 
-/** Consecutive registers of a device. All their addresses fit in 32 bits, in the unit of the user and of the device. */
+/**
+ * Consecutive registers of a device. Every address fits in 32 bits, both in the unit of the user and in the unit of the
+ * device.
+ */
 class RegisterRange {
 public:
     /**
@@ -37,14 +40,18 @@ public:
      */
     RegisterRange(const Target& device, std::uint32_t index, std::string name);
 
-    /** Returns a range of `count` registers from the same address. @throws Failure if one of them has no address. */
+    /**
+     * Returns a range of `count` registers from the same address. @throws Failure if one of them cannot be addressed.
+     */
     RegisterRange resized(std::uint32_t count) const;
 
-    /** Returns the range of a single register, counted from 0. It has no name. */
+    /** Returns the range of the single register at `position`, counted from 0. It has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
     /**
-     * @param mapSize in bytes; none if it is unknown.
+     * Checks that the range is inside the map.
+     *
+     * @param mapSize the size of the map in bytes; none if the size is unknown.
      * @throws Failure if a register is outside the map of the device.
      */
     void requireInside(std::optional<std::uint32_t> mapSize) const;
@@ -69,8 +76,8 @@ private:
     /** Returns the error message for a range that is not inside its bounds. */
     std::string textOutside(const std::string& bounds) const;
     /**
-     * Returns whether the address unit of the device is known. It is unknown for a row of a remote device. Registers of
-     * 8 bits have the same address in both units.
+     * Returns whether the address unit of the device is known, or does not matter. A remote device type, such as
+     * Remote16, does not determine the unit. For registers of 8 bits, an address is the same in both units.
      */
     bool isDeviceUnitKnown() const { return m_device->type.access != Common::Access::Remote || bytes() == 1; }
     unsigned int bytes() const { return Common::bytesOf(m_device->width()); }

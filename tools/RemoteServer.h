@@ -15,7 +15,7 @@
 
 namespace Rynvelctl {
 
-/** The address of a register server. Calls to the server fail with messages that name it. */
+/** The address of a register server. The error message of a failed call names the server. */
 class RemoteServer {
 public:
     /**
@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    /** Records that an operation has ended without an exception, whatever it returns. */
+    /** Records whether an operation has ended without an exception. */
     class AnswerRecorder {
     public:
         explicit AnswerRecorder(bool& hasAnswered) : m_hasAnswered(hasAnswered) {}
@@ -67,7 +67,10 @@ private:
 
     Common::ServerAddress m_address;
     CommandTimeout m_timeout;
-    /** Decides the message of a time-out: once the server has answered, it is the command that takes too long. */
+    /**
+     * Whether the server has answered. After an answer, the message of a time-out says that the command takes too long,
+     * and not the server.
+     */
     mutable bool m_hasAnswered = false;
 };
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "FieldValues.h"
+#include "MapReport.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
@@ -125,7 +126,7 @@ struct InterruptEvent {
 
 struct RoundTrips {
     std::string server;
-    /** At least one. */
+    /** The times of the round trips, at least one. */
     std::vector<std::chrono::nanoseconds> times;
 
     std::chrono::nanoseconds shortest() const;
@@ -133,9 +134,9 @@ struct RoundTrips {
     std::chrono::nanoseconds longest() const;
 };
 
-using Report =
-    std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, RegisterListing, WrittenValue, FilledRange,
-                 RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips>;
+using Report = std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, RegisterListing, WrittenValue,
+                            FilledRange, RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState,
+                            InterruptEvent, RoundTrips, MapReport>;
 
 } // namespace Rynvelctl
 

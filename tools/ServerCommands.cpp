@@ -15,7 +15,7 @@ struct PingOptions {
 
 std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const std::string& deviceName,
                                    const Common::Deadline& deadline) {
-    // Any answer will do, even a refusal.
+    // The measurement takes every answer, even a refusal.
     const Rynvel::Request request(Rynvel::RequestData::Type::GetInterruptType, deviceName);
     const auto start = std::chrono::steady_clock::now();
     connection.exchange(request, deadline);
@@ -26,7 +26,8 @@ std::unique_ptr<Common::RecordConnection> connectTo(const RemoteServer& server, 
     const Common::DeadlineFactory deadlines = server.deadlines();
     auto connection = std::make_unique<Common::RecordConnection>(server.address(), deadlines());
     if (deviceName.empty()) {
-        // A server may close the connection of a client whose first request does not open a device. Any name will do.
+        // A server may close the connection of a client whose first request is not Open. The device name does not
+        // matter, because ping also accepts a refusal.
         connection->exchange({Rynvel::RequestData::Type::Open, ""}, deadlines());
     } else {
         connection->open(deviceName, deadlines());

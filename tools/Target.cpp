@@ -27,7 +27,8 @@ const DeviceTypeInfo& typeOf(const Rynvel::MemoryDevice& row) {
 const DeviceTypeInfo& typeOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw usageError(name + ": this machine has no such device (give the type on the server with --type)");
+        throw usageError(name + ": no device on this machine has this name, so its type is unknown (give the type on "
+                                "the server with --type)");
     }
     return typeOf(*row);
 }
@@ -43,7 +44,7 @@ Rynvel::DeviceType remoteType(unsigned int width) {
     }
 }
 
-/** Returns all types except the remote ones: a server does not serve the devices of another server. */
+/** Returns all device types except the remote ones, because a server does not serve the devices of another server. */
 std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
     std::vector<const DeviceTypeInfo*> types;
     for (std::uint32_t number = 0;; ++number) {
@@ -59,7 +60,7 @@ std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
 
 RemoteServer serverOf(const Rynvel::MemoryDevice& row, const CommandTimeout& timeout) {
     const std::string& address = row.m_devicePath;
-    // The library takes an address with a single colon for a host name.
+    // The library treats an address with a single colon as a host name.
     if (address.find(':') != std::string::npos && address.find("::") == std::string::npos) {
         throw usageError(row.m_name + ": server address '" + address + "' is not HOST or HOST::PORT");
     }

@@ -20,7 +20,9 @@ namespace Rynvelctl {
 
 struct Target {
     Rynvel::MemoryDevice row;
-    /** The properties of the device type. For a remote device, that is the type on the server if it is known. */
+    /**
+     * The properties of the device type. For a remote device, this is the device type on the server, if that is known.
+     */
     Common::DeviceTypeInfo type;
     /** The server of a remote device. */
     std::optional<RemoteServer> server;
@@ -31,7 +33,7 @@ struct Target {
     const char* backend() const;
 };
 
-/** @throws Failure if a request cannot contain the device name. */
+/** Checks a device name. @throws Failure if a request cannot contain the name. */
 void requireValidName(const std::string& name);
 
 /**
@@ -43,7 +45,7 @@ void requireValidName(const std::string& name);
 Target localTarget(const std::string& name, const Common::DeviceTypeInfo* givenType, const CommandTimeout& timeout);
 
 /**
- * Describes a device on a server.
+ * Returns the description of a device on a server.
  *
  * @param givenType the type on the server; null selects the type of the device with the same name on this machine.
  * @throws Failure if the type is unknown, or if a request cannot contain the name.
@@ -53,7 +55,7 @@ Target remoteTarget(const std::string& name, const RemoteServer& server, const C
 /** Returns the names of the types that a device on a server can have. */
 std::vector<std::string> serverDeviceTypeNames();
 
-/** @throws Failure if the text is not one of serverDeviceTypeNames(). */
+/** Returns the device type of this name. @throws Failure if the text is not one of serverDeviceTypeNames(). */
 const Common::DeviceTypeInfo& parseType(const std::string& text);
 
 } // namespace Rynvelctl

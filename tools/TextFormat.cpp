@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "Count.h"
 #include "FieldText.h"
 #include "Formats.h"
 #include "Numbers.h"
@@ -93,11 +94,11 @@ std::string format(const WrittenValue& written) {
         return joinLines(lines);
     }
     const std::string text = assignment(written.range, written.value);
-    return written.mask ? text + " under " + hexadecimal(*written.mask, written.range.device().width()) : text;
+    return written.mask ? text + " with mask " + hexadecimal(*written.mask, written.range.device().width()) : text;
 }
 
 std::string format(const FilledRange& filled) {
-    return assignment(filled.range, filled.value) + " in " + std::to_string(filled.range.count()) + " registers";
+    return assignment(filled.range, filled.value) + " in " + Common::counted(filled.range.count(), "register");
 }
 
 std::string format(const RegisterDump& dump) {
@@ -131,10 +132,12 @@ std::string format(const InterruptEvent& interrupt) {
 }
 
 std::string format(const RoundTrips& trips) {
-    return trips.server + ": " + std::to_string(trips.times.size()) + " round trips, min " +
+    return trips.server + ": " + Common::counted(trips.times.size(), "round trip") + ", min " +
            inMilliseconds(trips.shortest()) + " ms, avg " + inMilliseconds(trips.mean()) + " ms, max " +
            inMilliseconds(trips.longest()) + " ms";
 }
+
+std::string format(const MapReport& report) { return formatText(report); }
 
 } // namespace
 

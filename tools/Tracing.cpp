@@ -42,7 +42,7 @@ std::string channelNames() {
     return text;
 }
 
-// Only the tracing library can match patterns: this function tries a pattern out, and leaves its channels at the
+// Tries a pattern out, because only the tracing library can match patterns. Leaves the channels that match at the
 // highest level.
 bool matchesAChannel(const std::string& pattern) {
     ZilTraceControl::setLevel(pattern, lowestLevel);

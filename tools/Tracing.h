@@ -12,8 +12,8 @@
 namespace Rynvelctl {
 
 /**
- * Applies trace settings of the form CHANNEL=LEVEL. If the environment has no settings, all other channels are off:
- * an error message is then the only line on standard error.
+ * Applies trace settings of the form CHANNEL=LEVEL. Without settings in the environment variable ZILTRACE, all other
+ * channels are off. An error message is then the only line on standard error.
  *
  * @throws Failure if a setting is malformed, or if the program cannot control the tracing library.
  */

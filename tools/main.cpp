@@ -20,7 +20,8 @@ int report(ExitStatus status, const std::string& text) {
     return static_cast<int>(status);
 }
 
-// If a device or a connection became standard output, the program would print to its registers.
+// Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and
+// the program would print to the registers of the device.
 void reserveStandardDescriptors() {
     int descriptor = 0;
     do {
@@ -35,7 +36,7 @@ void reserveStandardDescriptors() {
 
 int main(int argc, char** argv) {
     reserveStandardDescriptors();
-    // A write to a closed connection or pipe then fails instead of ending the process.
+    // Without SIGPIPE, a write to a closed connection or pipe fails instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
     Common::FaultGuard::install();
     try {

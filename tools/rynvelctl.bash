@@ -12,6 +12,8 @@ _rynvelctl() {
     [ -z "$breaks" ] || kept=${word%"${word##*[$breaks]}"}
     mapfile -t COMPREPLY < <("${words[0]/#\~/$HOME}" --complete "${words[@]:1}" 2>/dev/null)
     COMPREPLY=("${COMPREPLY[@]#"$kept"}")
+    # A value follows an equals sign, and a file follows a folder.
+    [[ ${#COMPREPLY[@]} -ne 1 || ${COMPREPLY[0]} != *[=/] ]] || compopt -o nospace
 }
 
 complete -F _rynvelctl rynvelctl

@@ -2,7 +2,11 @@
 # SPDX-License-Identifier: MIT
 # Completion of rynvelctl for zsh. The program itself prints the possible completions.
 
-local -a before candidates
-before=("${(@)words[2,CURRENT-1]}")
-candidates=(${(f)"$("${words[1]}" --complete "${(@)before}" "$PREFIX" 2>/dev/null)"})
-compadd -a candidates
+local -a before candidates whole begun
+before=("${(@Q)words[2,CURRENT-1]}")
+candidates=(${(f)"$("${words[1]}" --complete "${(@)before}" "${(Q)PREFIX}" 2>/dev/null)"})
+# A value follows an equals sign, and a file follows a folder.
+begun=(${(M)candidates:#*[=/]})
+whole=(${candidates:|begun})
+compadd -a whole
+compadd -S '' -a begun

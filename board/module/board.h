@@ -4,7 +4,7 @@
 
 struct dentry;
 
-/* The folder "rynvel_board" of debugfs; each family keeps its devices' test files there. */
+/* The folder "rynvel_board" of debugfs. Each family creates the test files of its devices in it. */
 extern struct dentry *board_debugfs;
 
 int seek_devices_init(void);

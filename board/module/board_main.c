@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The register devices of the control board, for a guest that has no such hardware.
+ * The virtual register devices of the control board.
  */
 #include <linux/debugfs.h>
 #include <linux/kernel.h>

@@ -7,16 +7,16 @@
 
 struct dentry;
 
-/* The results that can be forced upon the calls of an operation. */
+/* The results that a test can force on the calls of an operation. */
 enum board_forcible {
 	BOARD_FORCE_ERRORS,
-	BOARD_FORCE_ERRORS_AND_COUNTS, /* any error and any number from 0 */
+	BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, or any number from 0 */
 	BOARD_FORCE_BYTES, /* 0 to 255 */
 };
 
 /*
- * The view of a test on one operation of a device: how often it was called, and the result that
- * replaces the results of its next calls. The fields are guarded by the device's lock.
+ * The calls of one operation of a device. A test reads and sets the number of calls, and can force
+ * a result for the next calls. The lock of the device guards the members.
  */
 struct board_probe {
 	struct mutex *lock;
@@ -26,25 +26,25 @@ struct board_probe {
 	int forced_result;
 };
 
-/* Adds the folder "name" with the files "calls" and "force" to "parent". */
+/* Adds the folder "name", with the files "calls" and "force", to the folder "parent". */
 void board_probe_create(struct board_probe *probe, struct mutex *lock,
 			enum board_forcible forcible, const char *name, struct dentry *parent);
 
-/* Adds the file "force" alone, as "name". */
+/* Adds only the file "force" to the folder "parent", with the name "name". */
 void board_probe_create_force(struct board_probe *probe, struct mutex *lock,
 			      enum board_forcible forcible, const char *name,
 			      struct dentry *parent);
 
 /*
- * Counts one call. Tells whether its result is forced, and only then sets "result". The caller
+ * Counts one call. Returns whether its result is forced, and if so, stores the result. The caller
  * holds the lock.
  */
 bool board_probe_forced(struct board_probe *probe, int *result);
 
 /*
- * Counts one call that transfers bytes or only fails. Returns a negative error if the call is to
- * fail; otherwise lowers "length", which may be NULL, if the call is to be short. The caller holds
- * the lock.
+ * Counts one call. Returns a negative error number if a test forces the call to fail, otherwise 0.
+ * If a test limits the number of bytes, reduces "length" to this limit. "length" is NULL if the
+ * operation transfers no bytes. The caller holds the lock.
  */
 int board_probe_call(struct board_probe *probe, size_t *length);
 

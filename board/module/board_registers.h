@@ -7,20 +7,24 @@
 
 struct dentry;
 
-/* The registers of a device as a block of bytes. The lock is the device's. */
+/* The registers of a device as bytes. "size" is in bytes. "lock" is the lock of the device. */
 struct board_registers {
 	struct mutex *lock;
 	u8 *bytes;
 	size_t size;
 };
 
-/* Transfer from and to user space as a file does. The caller holds the lock. */
+/*
+ * Copy bytes at a position to or from user space, and advance the position. Both return the number
+ * of bytes or a negative error number. At the end, a read returns 0 and a write returns -ENOSPC.
+ * The caller holds the lock.
+ */
 ssize_t board_registers_read(struct board_registers *registers, char __user *user, size_t length,
 			     loff_t *pos);
 ssize_t board_registers_write(struct board_registers *registers, const char __user *user,
 			      size_t length, loff_t *pos);
 
-/* Adds the file "registers" to "parent", through which a test sees and changes them. */
+/* Adds the file "registers" to "parent". A test reads and writes the registers with this file. */
 void board_registers_create(struct board_registers *registers, struct dentry *parent);
 
 #endif

@@ -39,7 +39,7 @@ int board_uio_add(struct board_uio *uio, const char *name, struct device *parent
 	uio->info.version = "1";
 	uio->info.irqcontrol = board_uio_irqcontrol;
 
-	/* The probes must be ready before the first opener, so the test files come first. */
+	/* A program may open a registered device at once, so the probes must be ready. */
 	create_test_files(uio);
 	error = uio_register_device(parent, &uio->info);
 	if (error)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The PL031 real-time clock of the machine as a UIO device. Unbind it from the driver of the kernel
- * first (see driver_override in sysfs).
+ * The PL031 real-time clock of the machine as a UIO device. guest/init must unbind the clock from
+ * the kernel's own driver before it loads this module.
  */
 #include <linux/amba/bus.h>
 #include <linux/bug.h>
@@ -17,7 +17,7 @@
 
 struct clock_device {
 	struct board_uio uio;
-	spinlock_t irq_lock; /* guards "enabled" and the interrupt's depth of disabling */
+	spinlock_t irq_lock; /* keeps "enabled" and the state of the interrupt line consistent */
 };
 
 static const char *const names[] = { BOARD_CLOCK_DEVICES };
@@ -37,7 +37,7 @@ static void set_enabled(struct board_uio *uio, bool enabled)
 	spin_unlock_irqrestore(&clock->irq_lock, flags);
 }
 
-/* The line is a level that only user space can clear, so it stays masked until enabled again. */
+/* The interrupt stays active until user space clears it, so the handler has to mask it. */
 static irqreturn_t mask_interrupt(int irq, struct uio_info *info)
 {
 	set_enabled(container_of(info, struct board_uio, info), false);

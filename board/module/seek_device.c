@@ -136,7 +136,7 @@ static int add_device(struct seek_device *device, const char *name)
 	if (!device->registers.bytes)
 		return -ENOMEM;
 
-	/* The probes must be ready before the first opener, so the test files come first. */
+	/* A program may open a registered device at once, so the probes must be ready. */
 	create_test_files(device);
 	error = misc_register(&device->misc);
 	if (error) {

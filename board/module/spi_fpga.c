@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * An FPGA with 32-bit registers behind an SPI controller, for the kernel's own spidev driver.
+ * An FPGA with 32-bit registers on a virtual SPI controller. Programs reach it through the kernel's
+ * own spidev driver.
  */
 #include <asm/unaligned.h>
 #include <linux/debugfs.h>
@@ -43,7 +44,7 @@
 #define STATUS_DONE 0x80
 
 static struct {
-	struct mutex lock; /* guards all but the pointers */
+	struct mutex lock; /* guards all members except the last three */
 	u32 words[ADDRESS_SPACE / sizeof(u32)];
 	struct board_registers registers;
 	struct board_probe transfers;
@@ -142,7 +143,7 @@ static int add_controller(void)
 	return error;
 }
 
-/* spidev does not bind to a device of the name "spidev". Any name in its table will do. */
+/* spidev refuses a device with the name "spidev", so this one has another name from its table. */
 static int add_device(void)
 {
 	struct spi_board_info info = {
@@ -163,7 +164,7 @@ int spi_fpga_init(void)
 	if (IS_ERR(fpga.parent))
 		return PTR_ERR(fpga.parent);
 
-	/* The probes must be ready before the first opener, so the test files come first. */
+	/* A program may open a registered device at once, so the probes must be ready. */
 	create_test_files();
 	error = add_controller();
 	if (error)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * Character devices that deliver their interrupts by reads of a status word, from the same file
- * that the registers are reached through: mapped by one device, sought by the other.
+ * Character devices with registers and interrupts in one file. A read returns the interrupt
+ * word. Programs map the registers of one device, and seek, read and write those of the other.
  */
 #include <linux/debugfs.h>
 #include <linux/fs.h>
@@ -26,7 +26,7 @@
 #define DISABLE_REQUEST 0xEE01
 #define TYPE_REQUEST 0xEE02
 
-/* The last three are of the seekable device alone. */
+/* Only the seekable device has the last three operations. */
 enum operation { IOCTL_CALL, WAIT_CALL, READ_CALL, WRITE_CALL, SEEK_CALL, OPERATIONS };
 
 static const struct {
@@ -48,14 +48,17 @@ struct tyvon_device {
 	u32 request;
 	u32 transfers_per_seek;
 	unsigned long type;
-	wait_queue_head_t interrupts; /* its lock guards the next three */
+	wait_queue_head_t interrupts; /* its lock guards the next three members */
 	u8 enabled;
 	u8 pending;
 	u16 status;
 	struct dentry *debugfs;
 };
 
-/* The position is not the file's own, which a read that ends after a seek would put back. */
+/*
+ * An open file, with a separate position. The kernel overwrites its own position of the file when a
+ * read ends, which would undo a seek that another thread has made during the read.
+ */
 struct open_file {
 	struct tyvon_device *device;
 	loff_t position;
@@ -232,7 +235,7 @@ static ssize_t read_registers(struct open_file *open, char __user *user, size_t 
 	return board_registers_read(&open->device->registers, user, length, &open->position);
 }
 
-/* Two bytes may be a register or an interrupt's status: only a seek tells. */
+/* A read of 2 bytes is a register access only if the same thread has made a seek before. */
 static ssize_t seekable_read(struct file *file, char __user *user, size_t length, loff_t *pos)
 {
 	struct open_file *open = file->private_data;
@@ -356,7 +359,7 @@ static int add_device(struct tyvon_device *device)
 	if (!device->registers.bytes)
 		return -ENOMEM;
 
-	/* The probes must be ready before the first opener, so the test files come first. */
+	/* A program may open a registered device at once, so the probes must be ready. */
 	create_test_files(device);
 	error = misc_register(&device->misc);
 	if (error) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * UIO devices whose registers are a page of memory and whose interrupt is raised by tests.
+ * UIO devices. Their registers are a page of memory, and tests raise their interrupts.
  */
 #include <linux/debugfs.h>
 #include <linux/device.h>
@@ -17,7 +17,7 @@
 #define MAX_RAISES 1000
 
 struct page_device {
-	struct board_uio uio; /* its lock also guards "enabled", "pending" and the test file */
+	struct board_uio uio; /* its lock also guards "enabled", "pending" and the registers */
 	struct board_registers registers;
 	u8 pending;
 };
@@ -26,7 +26,7 @@ static const char *const names[] = { BOARD_UIO_DEVICES };
 static struct page_device devices[ARRAY_SIZE(names)];
 static struct device *parent;
 
-/* The interrupt stays masked after its delivery, until it is enabled again. */
+/* Delivers a pending interrupt if it is enabled. The delivery disables the interrupt. */
 static void deliver_pending(struct page_device *device)
 {
 	if (!device->uio.enabled || !device->pending)

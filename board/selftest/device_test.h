@@ -7,38 +7,51 @@
 #include <stddef.h>
 #include <sys/types.h>
 
-/* Prints one result. The program's exit status is that of all of them. */
+/* Prints the result of a check. */
 void check(const char* name, bool passed);
+
+/* Returns 0 if all checks have passed so far, otherwise 1. */
 int exit_status(void);
 
-/* Opens a file. Ends the program on failure. */
+/* Opens a file and returns its descriptor. Ends the program with status 2 on failure. */
 int open_device(const char* path);
 
-/* Open, write or read a test file of a device, given by its path, as a text or a number. */
+/*
+ * Open, write or read a file of the device's folder in debugfs. "device" is the path of the device. All end the program
+ * with status 2 if the file cannot be opened. get_text() stores a text of at most size - 1 characters. get() returns a
+ * decimal number, or -1 on failure.
+ */
 int open_test_file(const char* device, const char* file);
 bool set(const char* device, const char* file, const char* text);
 bool get_text(const char* device, const char* file, char* text, size_t size);
 long get(const char* device, const char* file);
 
-/* Waits until a test file has a value, for some seconds at most. */
+/* Waits up to 5 seconds for a file of debugfs to contain a value, and returns whether it does. */
 bool becomes(const char* device, const char* file, long value);
 
+/* Tells whether a system call with this result has failed with an error number. */
 bool fails_with(long result, int error);
 
-/* Maps the registers of a device from its beginning, or returns NULL. */
+/* Maps the first "size" bytes of the registers of a device. Returns their address, or NULL on failure. */
 void* map_registers(int fd, size_t size);
 
-/* Tells whether a descriptor is readable, or becomes readable within the time. */
+/* Tells whether a descriptor is readable or becomes readable within the time-out. */
 bool is_readable(int fd, int timeout_ms);
 
+/* Returns the time of the monotonic clock in milliseconds. */
 long milliseconds(void);
 void pause_ms(int duration);
 
-/* Raises a device's interrupt from another process, after a pause. */
+/*
+ * Starts a process that raises the interrupt of a device after a pause, by writing a text to the file "raise". Returns
+ * the identifier of the process, for ended_well().
+ */
 pid_t raise_after(int duration_ms, const char* device, const char* text);
+
+/* Waits for the end of a child process, and tells whether its status is 0. */
 bool ended_well(pid_t child);
 
-/* The last check of a program. */
+/* Checks that the kernel has not reported a warning. Call this after all other checks. */
 void check_kernel_warnings(void);
 
 #endif

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Tests the seekable devices of the board, named by the arguments, from inside the guest. */
+/* Tests the seekable devices of the board. Runs in the guest. The arguments are the paths of the devices. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <pthread.h>

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Tests the FPGA behind the board's SPI controller, named by the argument, from inside the guest. */
+/* Tests the FPGA on the board's SPI controller. Runs in the guest. The argument is the path of the spidev device. */
 #define _GNU_SOURCE
 #include <endian.h>
 #include <errno.h>
@@ -47,7 +47,7 @@ static long exchange(int fd, struct frame request, struct frame* reply) {
     return exchange_sized(fd, request.bytes, reply->bytes, FRAME, 8);
 }
 
-/* Writes or reads a register and returns the status, or -1 if the transfer fails. */
+/* Write and read a register. Both return the status of the reply, or -1 if the transfer fails. */
 static int write_register(int fd, uint32_t address, uint32_t data) {
     struct frame reply;
     return exchange(fd, make_frame(WRITE_COMMAND, address, data), &reply) == FRAME ? reply.bytes[10] : -1;

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Tests the Tyvon devices of the board from inside the guest: the arguments are the mapped and the seekable one. */
+/* Tests the Tyvon devices of the board. Runs in the guest. The arguments are the paths of tyvon_map and tyvon_seek. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -49,7 +49,7 @@ static void* wait_once(void* argument) {
     return NULL;
 }
 
-/* Comes back when the thread's wait has begun. */
+/* Starts a waiter. Returns true when its wait has begun, or false if the wait has not begun within 5 seconds. */
 static bool start(struct waiter* waiter, const char* path, int fd) {
     long waits = get(path, "wait/calls");
     *waiter = (struct waiter){.fd = fd};
@@ -349,7 +349,7 @@ static void test_access_while_waiting(const char* path) {
     close(fd);
 }
 
-/* A wait that begins and ends between the seek and the read of another thread. */
+/* Tests a wait that begins and ends between the seek and the read of another thread. */
 static void test_interleaving(const char* path) {
     struct waiter before, between;
     int fd = open_device(path);

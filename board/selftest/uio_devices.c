@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Tests the UIO devices of the board from inside the guest: the arguments are the clock and then all others. */
+/* Tests the UIO devices of the board. Runs in the guest. The arguments are the paths, with the clock first. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -50,7 +50,7 @@ static bool disable(const struct uio* uio) { return control(uio, 0) == 4; }
 
 static bool raise_interrupt(const struct uio* uio) { return set(uio->path, "raise", "1"); }
 
-/* Blocks until there is an interrupt. */
+/* Waits for an interrupt, and stores the number of interrupts so far. */
 static bool receive(const struct uio* uio, uint32_t* count) {
     return read(uio->fd, count, sizeof *count) == sizeof *count;
 }
@@ -65,7 +65,7 @@ static bool link_text(const char* path, char* text, size_t size) {
     return length > 0;
 }
 
-/* Reads an attribute in sysfs of the UIO device that a link names. */
+/* Stores an attribute of a UIO device from sysfs. "path" is the link to the device. */
 static bool attribute(const char* path, const char* name, char* text, int size) {
     char link[32], file[128];
     if (!link_text(path, link, sizeof link))

@@ -13,15 +13,15 @@
 
 namespace Rynvel {
 
-/** The order of the bytes of each burst item in the caller's buffer. */
+/** The order of the bytes in each item of a burst, in the buffer of the caller. */
 enum class ByteOrder : std::uint32_t {
-    /** The items are unchanged, in the processor's byte order. */
+    /** The items are unchanged, in the byte order of the processor. */
     Host = 0,
-    /** The bytes of every item are reversed: network byte order on a little-endian processor. */
+    /** The bytes of every item are reversed. On a little-endian processor, this gives network byte order. */
     Network = 1,
 };
 
-/** Writes "Network" for ByteOrder::Network, and "Host" for every other value, even one out of range. */
+/** Writes "Network" for ByteOrder::Network, and "Host" for every other value. */
 RYNVEL_EXPORT std::ostream& operator<<(std::ostream& os, ByteOrder byteOrder);
 
 } // namespace Rynvel

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Connections that carry bytes and messages over a stream socket.
+ * Connections that transfer bytes and messages over a stream socket.
  */
 #ifndef RYNVEL_CONNECTION_H
 #define RYNVEL_CONNECTION_H
@@ -18,7 +18,7 @@ struct ZilTraceHeader;
 
 namespace Rynvel {
 
-/** A connection that carries messages. The order of the virtual functions is part of the binary interface. */
+/** The interface of a connection. The order of the virtual functions is part of the binary interface. */
 class RYNVEL_EXPORT IConnection {
 public:
     IConnection() = default;
@@ -26,39 +26,40 @@ public:
     IConnection& operator=(const IConnection&) = delete;
     virtual ~IConnection();
 
-    /** Receives bytes into the record of the message. @return 0 for success, -1 for failure. */
+    /** Receives bytes, and stores them in the record of `message`. @return 0 for success, -1 for failure. */
     virtual int receive(IMessage& message) const = 0;
 
-    /** Sends the record of the message. @return 0 for success, -1 for failure. */
+    /** Sends the record of `message`. @return 0 for success, -1 for failure. */
     virtual int send(const IMessage& message) const = 0;
 
-    /** Returns the descriptor of the socket; -1 if there is none. */
+    /** Returns the descriptor of the socket; -1 if the connection has no socket. */
     virtual int getSocketDescriptor() const = 0;
 
     /** Closes the socket. */
     virtual void close() = 0;
 
-    /** Returns a Connection on a connected socket. */
+    /** Returns a new Connection that uses a connected socket. */
     static std::unique_ptr<IConnection> create(int socketDescriptor);
 };
 
 /**
- * A connected stream socket. Every transfer is one system call, which is neither repeated nor continued, and has no
- * time-out. A short transfer is a success; the rest of the buffer stays unchanged.
+ * A connection over a stream socket. Every transfer is a single system call without a time-out. The class does not
+ * repeat a failed call or continue a short transfer. A short transfer is a success, and leaves the rest of the buffer
+ * unchanged.
  *
  * Sending to a peer that has closed the connection raises SIGPIPE, which ends the process unless the program ignores
- * that signal.
+ * the signal.
  *
- * There is no lock: only one thread at a time may use the connection. A failure leaves the socket open and keeps the
- * `errno` of the system call. Failures are traced at level 1 on the channel "Rynvel.Connection", transfers of messages
- * at level 6.
+ * A connection has no lock: use it in one thread at a time. After a failure, the socket is still open, and `errno` is
+ * that of the system call. The class traces failures at level 1 and transfers of messages at level 6, on the channel
+ * "Rynvel.Connection".
  */
 class RYNVEL_EXPORT Connection : public IConnection {
 public:
-    /** @param socketDescriptor a connected socket, or -1 for none. */
+    /** @param socketDescriptor the descriptor of a connected socket; -1 for a connection without a socket. */
     explicit Connection(int socketDescriptor);
 
-    /** Leaves the socket open: call close() before. */
+    /** Does not close the socket: call close() first. */
     ~Connection() override;
 
     int receive(IMessage& message) const override;
@@ -68,10 +69,10 @@ public:
     /** Closes the socket, if there is one. */
     void close() override;
 
-    /** Blocks until bytes arrive, and receives at most `length` of them. @return whether at least one was received. */
+    /** Blocks until bytes arrive, and stores at most `length` bytes. @return whether at least one byte was received. */
     bool receive(void* buffer, std::uint32_t length) const;
 
-    /** Sends at most `length` bytes. @return whether at least one was sent. */
+    /** Sends at most `length` bytes. @return whether at least one byte was sent. */
     bool send(const void* buffer, std::uint32_t length) const;
 
 protected:

@@ -17,28 +17,28 @@ namespace Rynvel {
 /**
  * A device whose registers are of type `T`: `std::uint8_t`, `std::uint16_t` or `std::uint32_t`.
  *
- * The backend defines the unit of an address: for Lseek a byte offset in the device file, for the mapped backends and
- * FpgaSpi32 a register index. Remote sends the address to the server unchanged. No backend checks an address against
- * the size of its device.
+ * The backend defines the meaning of an address. For Lseek, an address is a byte offset in the device file. For the
+ * mapped backends and FpgaSpi32, an address is a register index. Remote sends the address to the server unchanged. No
+ * backend checks an address against the size of the device.
  *
- * The object owns a mutex that serialises its register operations. The backend documents what one lock covers.
+ * Each backend owns a mutex. The header of the backend says which register operations the mutex serialises.
  *
- * A `bool` result is `true` for success.
+ * Functions with a `bool` result return `true` for success.
  */
 template <typename T>
 class RYNVEL_EXPORT Device : public IDevice {
 public:
     using IDevice::IDevice;
 
-    /** Returns -1, for no descriptor. Backends that have a descriptor override it. */
+    /** Returns -1, which means that the device has no descriptor. Backends with a descriptor override this function. */
     int getNativeHandle() const override;
 
-    /** Reads the register at `address` into `*data`. */
+    /** Stores the value of the register at `address` in `*data`. */
     virtual bool read(unsigned int address, T* data) = 0;
 
     /**
      * Reads `items` consecutive registers, starting at `address`, into `data[0]` to `data[items - 1]`, each in
-     * `byteOrder`. A burst of 0 items transfers nothing, and succeeds wherever a longer burst would succeed.
+     * `byteOrder`. A burst of 0 items transfers nothing. It succeeds if a longer burst would succeed.
      */
     virtual bool read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
@@ -46,20 +46,21 @@ public:
     virtual bool write(unsigned int address, T data) = 0;
 
     /**
-     * Replaces the bits of a register that are set in `bitmask` by those of `data`, and keeps the others:
-     * new = (old AND NOT bitmask) OR (data AND bitmask).
+     * Writes the bits of `data` that `bitmask` selects to the register at `address`, and keeps the other bits of the
+     * register: new = (old AND NOT bitmask) OR (data AND bitmask).
      */
     virtual bool write(unsigned int address, T data, T bitmask) = 0;
 
     /**
      * Writes `data[0]` to `data[items - 1]`, each in `byteOrder`, to `items` consecutive registers, starting at
-     * `address`. A burst of 0 items transfers nothing, and succeeds wherever a longer burst would succeed.
+     * `address`. A burst of 0 items transfers nothing. It succeeds if a longer burst would succeed.
      */
     virtual bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
     /**
-     * Releases a thread that is blocked in waitForInterrupt(), by a register write that makes the device signal an
-     * interrupt. Calls the virtual `write(address, data)`, unless a derived class overrides it.
+     * Ends a waitForInterrupt() that blocks another thread. The function writes `data` to the register at `address`,
+     * and the write must make the device signal an interrupt. The default implementation calls the virtual
+     * `write(address, data)` and returns the result.
      */
     virtual bool cancelWaitForInterrupt(unsigned int address, T data);
 };

@@ -1,14 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Marks the symbols that librynvel exports. Valid C99 and C++.
+ * Macros for the symbols that librynvel exports. The header is valid C99 and C++.
  */
 #ifndef RYNVEL_EXPORT_H
 #define RYNVEL_EXPORT_H
 
 #define RYNVEL_EXPORT __attribute__((visibility("default")))
 
-/** Marks the private members of an exported class, which are not exported. */
+/** Marks a private member of an exported class. The library does not export the member. */
 #define RYNVEL_LOCAL __attribute__((visibility("hidden")))
 
 #endif

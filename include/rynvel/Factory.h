@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The Factory, which builds a device from its logical name.
+ * The Factory, which builds a device from its name.
  */
 #ifndef RYNVEL_FACTORY_H
 #define RYNVEL_FACTORY_H
@@ -24,60 +24,60 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * Builds devices, and owns the opened devices of the process.
+ * The builder of devices, which owns the opened devices of the process.
  *
- * Every row of the compiled-in device table has one slot; the index of the row is the handle of the device. create()
- * fills a slot once, and nothing empties it: a device exists until the process ends. Openings are traced on the channel
- * "Rynvel.Factory".
+ * Every row of the compiled-in device table has a slot for one opened device. The index of the row is the handle of the
+ * device. create() fills a slot once, and nothing empties the slot: the device exists until the process ends. The class
+ * traces on the channel "Rynvel.Factory".
  *
- * You may call any function from any thread. create() holds one lock, the same for all names, while it builds a device;
- * the other functions take no lock. The header of a backend documents what its constructor throws, and when it ends the
- * process.
+ * You may call any function from any thread. While create() builds a device, it holds a lock, which is the same for all
+ * names. The other functions take no lock. The header of a backend says which exceptions the constructor throws, and
+ * when the constructor ends the process.
  */
 class RYNVEL_EXPORT Factory {
 public:
-    /** Returns the only Factory, which the first call creates. It is destroyed when the process exits. */
+    /** Returns the only Factory, which exists from the first call until the process exits. */
     static Factory& getInstance();
 
     Factory(const Factory&) = delete;
     Factory& operator=(const Factory&) = delete;
 
     /**
-     * Opens the device with this name, or returns the device that is already open. The lock is held while a remote
-     * device connects to its server, which has no time-out.
+     * Opens the device with this name, or returns the device if it is already open. The function also holds the lock
+     * while a remote device connects to the server. Connecting has no time-out.
      *
-     * @return the device, shared with the Factory; an empty pointer if no device has this name, or if the type of the
-     *         device is not supported. The next call then tries again.
-     * @throws std::system_error if the lock cannot be taken; any exception of the backend's constructor. The slot then
-     *         stays empty.
+     * @return the device, which you share with the Factory; an empty pointer if no device has this name, or if the
+     *         device type is not supported. After an empty pointer, the next call tries again.
+     * @throws std::system_error if the lock cannot be taken, and any exception of the constructor of the backend. The
+     *         slot stays empty.
      */
     std::shared_ptr<IDevice> create(const std::string& logicalDevName);
 
     /**
-     * Returns the handle of a device that create() returned; -1 for any other device. For an empty pointer, it returns
-     * the first handle that is not open, or -1 if all are open.
+     * Returns the handle of a device that create() returned; -1 for any other device. For an empty pointer, returns the
+     * first handle that is not open; -1 if all handles are open.
      */
     int getHandle(const std::shared_ptr<IDevice>& device) const;
 
-    /** Returns the index of the row with exactly this name; -1 if there is none. */
+    /** Returns the index of the row with exactly this name; -1 if no row has this name. */
     int findMemoryDeviceIndex(const std::string& logicalDevName) const;
 
-    /** Returns the row with exactly this name, valid until the process exits; null if there is none. */
+    /** Returns the row with exactly this name, valid until the process exits; null if no row has this name. */
     const MemoryDevice* findMemoryDevice(const std::string& logicalDevName) const;
 
     /**
-     * Builds the device that a row describes. The row may be one of the table or your own. The caller owns the device,
-     * which has no handle.
+     * Builds the device that `row` describes. You may pass a row of the device table or a row of your own. The caller
+     * owns the device, which has no handle.
      *
-     * @param mutex serialises the register operations; the device takes ownership.
-     * @return the device; null if its type is not supported.
+     * @param mutex the mutex that serialises the register operations. The device takes ownership.
+     * @return the device; null if the device type is not supported.
      */
     std::unique_ptr<IDevice> createDevice(const MemoryDevice& row, std::unique_ptr<IMutex> mutex);
 
     /**
-     * Builds a device of the table that the caller alone owns, and that has no handle.
+     * Builds the device of the device table with this name. The caller owns the device, which has no handle.
      *
-     * @param mutex serialises the register operations; the device takes ownership.
+     * @param mutex the mutex that serialises the register operations. The device takes ownership.
      * @return the device; null if no device has this name, or if its registers have another width.
      */
     std::unique_ptr<Device8> makeUnique8(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex);
@@ -92,7 +92,7 @@ public:
      */
     IDevice* getBackend(int handle) { return openedDevice(handle, Accessor::AnyWidth).device; }
 
-    /** Does the same as getBackend(), but also returns null for a device of another width. */
+    /** Returns the device of a handle, like getBackend(). Also returns null if the registers have another width. */
     Device8* getBackend8(int handle) { return openedDevice(handle, Accessor::Width8).device8; }
     /** @copydoc getBackend8 */
     Device16* getBackend16(int handle) { return openedDevice(handle, Accessor::Width16).device16; }
@@ -100,7 +100,7 @@ public:
     Device32* getBackend32(int handle) { return openedDevice(handle, Accessor::Width32).device32; }
 
 private:
-    /** A slot as functions without the lock read it: the device, and its down-casts to the class of each width. */
+    /** The device of a slot. Functions read the pointers without the lock. Pointers for other widths are null. */
     struct OpenedDevice {
         std::atomic<IDevice*> device{nullptr};
         std::atomic<Device8*> device8{nullptr};
@@ -108,10 +108,10 @@ private:
         std::atomic<Device32*> device32{nullptr};
     };
 
-    /** The getBackend function that a failed assertion names. */
+    /** The getBackend function that the message of a failed assertion names. */
     enum class Accessor { AnyWidth, Width8, Width16, Width32 };
 
-    // Finds the devices of the C interface in the static slots, without a Factory object.
+    // Gives the C interface access to the static slots, which need no Factory object.
     friend class HandleLookup;
 
     RYNVEL_LOCAL Factory();
@@ -119,7 +119,7 @@ private:
 
     RYNVEL_LOCAL void fillSlot(std::size_t index, std::unique_ptr<IDevice> device);
 
-    // Exported, because the getBackend functions are inline: they are compiled into the programs that call them.
+    // The library exports this function because programs contain the inline getBackend functions that call it.
     static const OpenedDevice& openedDevice(int handle, Accessor accessor);
     [[noreturn]] RYNVEL_LOCAL static void failAssertion(const char* expression, unsigned int line, Accessor accessor);
 

@@ -22,29 +22,29 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * The 32-bit registers of an FPGA, which the kernel's spidev driver makes accessible.
+ * A device with the 32-bit registers of an FPGA, which the class reaches through the spidev driver of the kernel.
  *
- * A register address is an index: the byte address on the SPI bus is `blockOffset + 4 * offset`, of which the lower 32
- * bits are sent. Every register access is one full-duplex transfer of 11 bytes in one system call, with 8 bits per word
- * and the mode and clock speed of the device file. A transfer succeeds if the FPGA replies with the status 0x80. After
- * a failed transfer you can still use the object.
+ * A register address is an index. The byte address on the SPI bus is `blockOffset + 4 * offset`. The class sends the
+ * lower 32 bits of this address. Every register access is a single system call with a full-duplex transfer of 11 bytes.
+ * The transfer has 8 bits per word, and the mode and clock speed of the device file. The access succeeds if the FPGA
+ * replies with the status 0x80. After a failed access you can still use the object.
  *
- * The mutex is held for one transfer at a time. Bursts and masked writes are not atomic: other threads may use the
- * device between their transfers.
+ * An operation holds the mutex for one transfer at a time. Bursts and masked writes are not atomic: other threads may
+ * use the device between the transfers.
  *
- * The device has no interrupts and no requests: the four interrupt functions return `false` and leave their arguments
- * unchanged, and ioctl() and getNativeHandle() return -1.
+ * The device has no interrupts: the four interrupt functions return `false` and leave their arguments unchanged. The
+ * functions ioctl() and getNativeHandle() return -1.
  *
- * Calls are traced at level 6, statuses other than success at level 1, on the channel "Rynvel.FpgaSpi".
+ * The class traces calls at level 6 and statuses other than success at level 1, on the channel "Rynvel.FpgaSpi".
  */
 class RYNVEL_EXPORT FpgaSpi32 : public Device32 {
 public:
     /**
-     * Opens the device file for reading and writing. If this fails, the cause is traced at level 2, and the assertion
-     * `m_fd != -1` ends the process, in every build type.
+     * Opens the device file for reading and writing. If the file cannot be opened, the constructor traces the cause at
+     * level 2, and the assertion `m_fd != -1` ends the process in every build type.
      *
      * @param physicalDevName the path of the spidev device file.
-     * @param mutex serialises the transfers; the object takes ownership.
+     * @param mutex the mutex that serialises the transfers. The object takes ownership.
      * @param blockOffset the byte address of register 0 on the SPI bus.
      */
     FpgaSpi32(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, std::size_t blockOffset);
@@ -57,22 +57,21 @@ public:
     bool disableInterrupt() override;
     bool waitForInterrupt(unsigned long* info) override;
 
-    /** A failed system call leaves `*data` unchanged; a status other than success sets it to 0. */
+    /** Leaves `*data` unchanged if the system call fails. Stores 0 in `*data` if the status is not success. */
     bool read(unsigned int offset, std::uint32_t* data) override;
 
     /**
-     * Calls the virtual single read for each word, up to the first that fails. The words before it are valid; the word
-     * itself is as the single read left it. Host order delivers the words in the processor's byte order; Network order
-     * reverses the bytes of each.
+     * Calls the virtual single read for each word, and stops after the first read that fails. The words before the
+     * failed word are valid. The failed word is 0 or unchanged, as after a single read.
      */
     bool read(unsigned int offset, std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int offset, std::uint32_t data) override;
 
-    /** Calls the virtual single read and write; only the write if all bits are set in `bitmask`. */
+    /** Calls the virtual single read and then the virtual single write. If `bitmask` has all bits set, only writes. */
     bool write(unsigned int offset, std::uint32_t data, std::uint32_t bitmask) override;
 
-    /** Calls the virtual single write for each word, up to the first that fails. */
+    /** Calls the virtual single write for each word, and stops after the first write that fails. */
     bool write(unsigned int offset, const std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
 private:

@@ -18,8 +18,8 @@ struct RYNVEL_EXPORT HexU32Struct {
 };
 
 /**
- * Writes "0x" and the value in lower-case digits, padded with zeros to the width. A value that needs more digits is
- * written in full. Restores the format flags of the stream, but leaves '0' as its fill character.
+ * Writes "0x" and the value in lower-case hexadecimal digits, padded with zeros to `width` digits. Writes all digits of
+ * a longer value. Restores the format flags of the stream, but leaves '0' as the fill character of the stream.
  */
 RYNVEL_EXPORT std::ostream& operator<<(std::ostream& os, const HexU32Struct& hex);
 

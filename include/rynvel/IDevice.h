@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The interface of a device that does not depend on its register width.
+ * The part of the interface of a device that does not depend on the register width.
  */
 #ifndef RYNVEL_IDEVICE_H
 #define RYNVEL_IDEVICE_H
@@ -21,16 +21,16 @@ namespace Rynvel {
  */
 class RYNVEL_EXPORT IDevice {
 public:
-    /** @param devName the path of the device file; for a remote device, its logical name. */
+    /** @param devName the path of the device file; for a remote device, the device name. */
     explicit IDevice(std::string devName);
     IDevice(const IDevice&) = delete;
     IDevice& operator=(const IDevice&) = delete;
 
-    /** Unmaps and closes the device file, then destroys the mutex. A remote device leaves its connections open. */
+    /** Unmaps and closes the device file, and destroys the mutex. A remote device does not close its connections. */
     virtual ~IDevice();
 
     /**
-     * Forwards a request to the driver of the device.
+     * Forwards an ioctl request to the driver of the device.
      *
      * @return the result of the driver; -1 for failure, with the `errno` of the system call. A backend without requests
      *         returns -1 and leaves `errno` unchanged.
@@ -47,13 +47,13 @@ public:
     virtual bool disableInterrupt() = 0;
 
     /**
-     * Blocks the calling thread, without a time-out, until the device signals an interrupt. It then stores the
-     * interrupt word in `*info`. It does not lock the mutex: other threads may use the registers meanwhile. A backend
-     * without interrupts returns `false` at once and leaves `*info` unchanged.
+     * Blocks the calling thread, without a time-out, until the device signals an interrupt. Then stores the interrupt
+     * word in `*info`. Does not lock the mutex: other threads may use the registers meanwhile. A backend without
+     * interrupts returns `false` immediately and leaves `*info` unchanged.
      */
     virtual bool waitForInterrupt(unsigned long* info) = 0;
 
-    /** Returns the descriptor of the device file or socket, which the device owns; -1 if there is none. */
+    /** Returns the descriptor of the device file or socket; -1 if there is none. The device owns the descriptor. */
     virtual int getNativeHandle() const = 0;
 
     /** Returns the name that was passed to the constructor. */

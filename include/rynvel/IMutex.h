@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The interface of the lock that every device owns.
+ * The interface of the mutex that every device owns.
  */
 #ifndef RYNVEL_IMUTEX_H
 #define RYNVEL_IMUTEX_H
@@ -11,11 +11,12 @@
 namespace Rynvel {
 
 /**
- * The lock that serialises the register operations of a device. The constructor of the device takes ownership of it.
+ * A mutex that serialises the register operations of a device. The constructor of the device takes ownership of the
+ * mutex.
  *
- * A device never locks it again while it holds it, so it need not be recursive. A device ignores the results of lock()
- * and unlock(): it accesses the register even if they fail. You can use `std::lock_guard<IMutex>`. The order of the
- * virtual functions is part of the binary interface.
+ * The mutex need not be recursive, because a device does not lock a mutex that it already holds. A device ignores the
+ * results of lock() and unlock(), and accesses the register even if they fail. You can use `std::lock_guard<IMutex>`.
+ * The order of the virtual functions is part of the binary interface.
  */
 class RYNVEL_EXPORT IMutex {
 public:
@@ -24,10 +25,10 @@ public:
     IMutex& operator=(const IMutex&) = delete;
     virtual ~IMutex();
 
-    /** Blocks until the lock is free. @return whether the calling thread now holds it. */
+    /** Blocks until the mutex is free, and locks it. @return whether the calling thread holds the mutex. */
     virtual bool lock() = 0;
 
-    /** @return whether the lock was released. */
+    /** Unlocks the mutex. @return whether the mutex was unlocked. */
     virtual bool unlock() = 0;
 };
 

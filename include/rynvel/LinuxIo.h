@@ -9,8 +9,9 @@
 #include "rynvel/Export.h"
 
 /**
- * Each function passes its arguments to the function of the C library with the same name, and returns its result and
- * `errno` unchanged. The class has no state, repeats no call and traces nothing. You may use it in any thread.
+ * The system calls of the library. Each function passes its arguments to the C library function with the same name, and
+ * leaves the result and `errno` of that function unchanged. The class has no state, does not repeat failed calls, and
+ * traces nothing. You may call the functions from any thread.
  */
 class RYNVEL_EXPORT LinuxIo {
 public:
@@ -22,11 +23,11 @@ public:
     int write(int fd, const void* buffer, unsigned int count);
     int ioctl(int fd, int request, unsigned long arg);
     int ioctl(int fd, int request, unsigned long* arg);
-    /** Makes the system call without a third argument. */
+    /** Makes a request without an argument. */
     int ioctl(int fd, int request);
     void* mmap(void* addr, unsigned int length, int prot, int flags, int fd, long offset);
     int munmap(void* addr, unsigned int length);
-    /** @return the length of the link in bytes, which is not zero-terminated. */
+    /** Stores the text of the link without a final zero. @return the length of the text in bytes; -1 for failure. */
     int readlink(const char* path, char* buffer, unsigned int size);
 };
 

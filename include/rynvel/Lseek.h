@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers that are accessed with seek, read and write on a device file.
+ * Registers of a device file that the library seeks, reads and writes.
  */
 #ifndef RYNVEL_LSEEK_H
 #define RYNVEL_LSEEK_H
@@ -20,35 +20,35 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * A seekable device, for `T` = `std::uint8_t`, `std::uint16_t` and `std::uint32_t`. A register address is the byte
- * offset in the device file.
+ * A seekable device, for `T` = `std::uint8_t`, `std::uint16_t` and `std::uint32_t`. A register address is a byte offset
+ * in the device file.
  *
- * Every register operation holds the mutex from the seek to the last transfer. An operation with a failed or short
- * transfer returns `false` and keeps the `errno` of the system call; you can still use the object. No address is
- * checked here: the driver decides where the file ends. On a 32-bit machine, addresses from 0x80000000 are negative
- * file offsets, which the system refuses.
+ * Every register operation holds the mutex from the seek to the last transfer. A single read or write returns `false`
+ * if the transfer fails or is short. After a failure, `errno` is that of the failed system call, and you can still use
+ * the object. The class does not check addresses: the driver decides where the file ends. On a 32-bit machine, an
+ * address of 0x80000000 or above is a negative file offset, which the system refuses.
  *
  * The device has no interrupts: the four interrupt functions return `false`, leave their arguments unchanged and trace
  * nothing.
  *
- * Calls are traced at level 6 on the channel "Rynvel.Lseek".
+ * The class traces other calls at level 6 on the channel "Rynvel.Lseek".
  */
 template <typename T>
 class RYNVEL_EXPORT Lseek : public Device<T> {
 public:
     /**
-     * Opens the device file for reading and writing. If this fails, the cause is traced at level 2, and the assertion
-     * `m_fd != -1` ends the process, in every build type.
+     * Opens the device file for reading and writing. If the file cannot be opened, the constructor traces the cause at
+     * level 2, and the assertion `m_fd != -1` ends the process in every build type.
      *
      * @param physicalDevName the path of the device file.
-     * @param mutex serialises the register operations; the object takes ownership.
+     * @param mutex the mutex that serialises the register operations. The object takes ownership.
      */
     Lseek(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex);
 
     /** Closes the device file. */
     ~Lseek() override;
 
-    /** @return the result of the system call. Does not lock the mutex. */
+    /** Does not lock the mutex. @return the result of the system call. */
     int ioctl(int command, unsigned long arg) override;
 
     bool getInterruptType(unsigned long* type) override;
@@ -62,19 +62,20 @@ public:
     bool read(unsigned int address, T* data) override;
 
     /**
-     * Makes one system call for the whole burst in Host order, and one for each item in Network order.
+     * In Host order, reads the whole burst with one system call. In Network order, reads each item with a separate
+     * system call.
      *
      * @return whether the number of bytes transferred equals `items`. For `std::uint16_t` and `std::uint32_t`, a
-     *         complete burst of one or more items therefore returns `false`, although the data is transferred.
+     *         complete burst of one or more items therefore returns `false`, although all items are transferred.
      */
     bool read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int address, T data) override;
 
-    /** Reads the register first, unless all bits are set in `bitmask`. If the read fails, it writes nothing. */
+    /** Reads the register first, unless all bits are set in `bitmask`. Writes nothing if the read fails. */
     bool write(unsigned int address, T data, T bitmask) override;
 
-    /** Makes the same system calls as the burst read, and returns its result in the same way. */
+    /** Divides the burst into system calls, and determines the result, in the same way as the burst read. */
     bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) override;
 
 protected:

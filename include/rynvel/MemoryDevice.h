@@ -11,7 +11,7 @@
 
 namespace Rynvel {
 
-/** The device types. The name contains the backend and the register width in bits. */
+/** The device types. The name of a type consists of the backend and the register width in bits. */
 enum class DeviceType : std::uint32_t {
     Lseek8 = 0,
     Lseek16 = 1,
@@ -29,19 +29,22 @@ enum class DeviceType : std::uint32_t {
 };
 
 /**
- * A row describes a device to the Factory. The rows of the device table are compiled in. You can also write a row of
- * your own and pass it to Factory::createDevice:
+ * A row of the device table, which describes a device to the Factory. The device table is compiled into the library.
+ * You can also define your own row, and pass the row to Factory::createDevice():
  *
  *     const Rynvel::MemoryDevice row{"adc", "/dev/adc", 0, Rynvel::DeviceType::Lseek16};
  *
- * You cannot assign to a row. Moving a row copies it.
+ * You cannot assign to a row. Moving a row copies the row.
  */
 struct MemoryDevice {
-    /** The logical device name. It is compared as a whole and case-sensitively. */
+    /** The device name, which is case-sensitive. */
     const std::string m_name;
-    /** The path of the device file; for a remote device, the address of the server: host, "::", port. */
+    /** The path of the device file; for a remote device, the address of the server as HOST::PORT. */
     const std::string m_devicePath;
-    /** Tyvon16, Tyvon32: the size of the map in bytes. FpgaSpi32: the block offset in bytes. Others ignore it. */
+    /**
+     * The size of the map in bytes for Tyvon16 and Tyvon32; the block offset in bytes for FpgaSpi32. The other device
+     * types ignore the parameter.
+     */
     std::uint32_t m_parameter;
     DeviceType m_type;
 };

@@ -17,7 +17,7 @@
 namespace Rynvel {
 
 /**
- * A message has a record of fixed size. A connection transfers the record as it is in memory, without a length, a tag
+ * A message, which has a record of fixed size. A connection transfers the bytes of the record, without a length, a tag
  * or a terminator. A message has no lock: use it in one thread at a time.
  *
  * The order of the virtual functions is part of the binary interface.
@@ -30,15 +30,15 @@ public:
     virtual ~IMessage();
 
     /**
-     * Writes the message as text. Addresses and values are hexadecimal, lengths decimal. Does not restore the number
-     * base of the stream.
+     * Writes the message as text, with hexadecimal addresses and values, and a decimal length. Does not restore the
+     * number base of the stream.
      */
     virtual std::ostream& toStream(std::ostream& stream) const = 0;
 
-    /** Returns the address of the record. */
+    /** Returns a pointer to the record, for sending. */
     virtual const void* toBuffer() const = 0;
 
-    /** Returns the address of the record, for receiving into it. */
+    /** Returns a pointer to the record, for receiving. */
     virtual void* toBuffer() = 0;
 
     /** Returns the size of the record in bytes. */
@@ -64,9 +64,9 @@ protected:
 /** The maximum number of values in a record. */
 constexpr std::uint32_t recordCapacity = 128;
 
-/** The wire record of a request: 660 bytes, all integers big-endian. */
+/** The record of a request. It has 660 bytes, and all integers are big-endian. */
 struct RYNVEL_EXPORT RequestData {
-    /** The operation; the values are those on the wire. */
+    /** The operations, with their numbers in a record. */
     enum class Type : std::uint32_t {
         Open = 0,
         Close = 1,
@@ -84,89 +84,89 @@ struct RYNVEL_EXPORT RequestData {
         Debug = 13,
     };
 
-    /** A Type; a received record may hold any number. */
+    /** The Type of the operation. A received record may contain any number. */
     std::uint32_t type;
-    /** The device name. Request terminates it with zero; a received record may hold any bytes. */
+    /** The device name. Request ends the name with a zero byte. A received record may contain any bytes. */
     std::array<char, 128> deviceName;
     /** The register address, in the unit of the device type at the server. */
     std::uint32_t address;
-    /** One register value in each word, whatever the width of the registers. */
+    /** The register values, one in each word for every register width. */
     std::array<std::uint32_t, recordCapacity> values;
-    /** The number of valid entries in `values`. */
+    /** The number of valid words in `values`. */
     std::uint32_t length;
-    /** 0 for ByteOrder::Network, 1 for ByteOrder::Host: the reverse of the enumeration. */
+    /** The byte order: 0 for ByteOrder::Network, 1 for ByteOrder::Host. The enumerators have the opposite values. */
     std::uint32_t byteOrder;
     /** The mask of a masked write, or the command of an ioctl request. */
     std::uint32_t bitmaskOrCommand;
 };
 
-/** The wire record of a response: 520 bytes, all integers big-endian. */
+/** The record of a response. It has 520 bytes, and all integers are big-endian. */
 struct RYNVEL_EXPORT ResponseData {
-    /** The result; the values are those on the wire. Every other value also means failure. */
+    /** The results, with their numbers in a record. Every other number also means failure. */
     enum class Result : std::int32_t {
         Success = 0,
         Error = -1,
     };
 
-    /** A Result; a received record may hold any number. */
+    /** The Result of the operation. A received record may contain any number. */
     std::int32_t result;
-    /** One register value in each word, whatever the width of the registers. */
+    /** The register values, one in each word for every register width. */
     std::array<std::uint32_t, recordCapacity> values;
-    /** The number of valid entries in `values`. */
+    /** The number of valid words in `values`. */
     std::uint32_t length;
 };
 
 /**
- * A request of a client. Setters and getters convert between the byte orders of the processor and of the record.
+ * A request of a client. Setters and getters convert between the byte order of the processor and that of the record.
  *
- * No function fails: setters drop what does not fit, and getters return 0 for a missing value. A received record may
- * hold any bytes; getters and toStream() never read beyond it.
+ * No function fails. Setters ignore data that does not fit in the record. A received record may contain any bytes, but
+ * getters and toStream() never read beyond the record.
  */
 class RYNVEL_EXPORT Request : public Message<RequestData> {
 public:
-    /** Sets all bytes to 0. */
+    /** Sets all bytes of the record to 0. */
     Request();
-    /** Sets all bytes except those of the type and the name to 0. */
+    /** Stores the type and the device name, and sets all other bytes of the record to 0. */
     Request(RequestData::Type type, const std::string& name);
 
     std::ostream& toStream(std::ostream& stream) const override;
 
     void setType(RequestData::Type type);
-    /** Stores the first 127 characters. Does not clear the rest of a longer name that was set before. */
+    /** Stores the first 127 characters of the name. If an earlier name was longer, its last characters remain. */
     void setDeviceName(const std::string& name);
     void setAddress(std::uint32_t address);
-    /** Appends a value; does nothing if the length is 128 or more. */
+    /** Appends a value. Does nothing if the length is already 128 or more. */
     void addValue(std::uint32_t value);
-    /** Does nothing if `length` is above 128. */
+    /** Stores the number of values. Does nothing if `length` is above 128. */
     void setLength(std::uint32_t length);
-    /** Stores the word that setCommand() also stores. */
+    /** Stores the mask in the word that setCommand() also uses. */
     void setBitmask(std::uint32_t bitmask);
-    /** Stores the word that setBitmask() also stores. */
+    /** Stores the command of an ioctl request in the word that setBitmask() also uses. */
     void setCommand(std::uint32_t command);
-    /** Stores every value except Network as Host. */
+    /** Stores the byte order. Every value except Network is stored as Host. */
     void setByteOrder(ByteOrder byteOrder);
 
-    /** Returns the word unchanged. It is not an enumerator if the peer sent another number. */
+    /** Returns the number in the record, even if the number is not an enumerator. */
     RequestData::Type getType() const;
-    /** Returns the name up to the first zero byte, or all 128 bytes if there is none. */
+    /** Returns the name up to the first zero byte, or all 128 bytes if no byte is zero. */
     std::string getDeviceName() const;
     std::uint32_t getAddress() const;
-    /** Returns the word unchanged, even if it is above 128. */
+    /** Returns the length in the record, even if the length is above 128. */
     std::uint32_t getLength() const;
-    /** Returns the value at an index; 0 if the index is not below both the length and 128. */
+    /** Returns the value at `index`. Returns 0 if `index` is not less than the length, or not less than 128. */
     std::uint32_t getValue(std::uint32_t index) const;
-    /** Returns getValue(0). */
+    /** Returns the first value; 0 if the record has no values. */
     std::uint32_t getValue() const;
     std::uint32_t getBitmask() const;
     std::uint32_t getCommand() const;
-    /** Returns Network for the word 0, and Host for every other. */
+    /** Returns Network if the record contains 0, and Host if the record contains any other number. */
     ByteOrder getByteOrder() const;
 };
 
-/** A response of a server. It converts and limits values in the same way as Request. */
+/** A response of a server. The class converts and limits values in the same way as Request. */
 class RYNVEL_EXPORT Response : public Message<ResponseData> {
 public:
-    /** Sets all bytes to 0: a success without values. */
+    /** Sets all bytes of the record to 0, which means a success without values. */
     Response();
 
     std::ostream& toStream(std::ostream& stream) const override;
@@ -177,7 +177,7 @@ public:
     /** @copydoc Request::setLength */
     void setLength(std::uint32_t length);
 
-    /** Returns the word unchanged. It is not an enumerator if the peer sent another number. */
+    /** Returns the number in the record, even if the number is not an enumerator. */
     ResponseData::Result getResult() const;
     /** Returns whether the result is Success. */
     bool isSuccessful() const;
@@ -185,17 +185,17 @@ public:
     std::uint32_t getLength() const;
     /** @copydoc Request::getValue(std::uint32_t) const */
     std::uint32_t getValue(std::uint32_t index) const;
-    /** Returns getValue(0). */
+    /** Returns the first value; 0 if the record has no values. */
     std::uint32_t getValue() const;
 };
 
-/** An interrupt that a server reports: the interrupt word, which the receiver converts from big-endian itself. */
+/** The report of an interrupt. The record is the interrupt word, which the class does not convert from big-endian. */
 class RYNVEL_EXPORT InterruptMessage : public Message<std::uint32_t> {
 public:
-    /** Sets the word to 0. */
+    /** Sets the interrupt word to 0. */
     InterruptMessage();
 
-    /** Writes the word as it is stored, without conversion from big-endian, in the number base of the stream. */
+    /** Writes the interrupt word without conversion, in the number base of the stream. */
     std::ostream& toStream(std::ostream& stream) const override;
 };
 

@@ -27,43 +27,44 @@ namespace Rynvel {
  * checks the index against the size of the map. An index beyond the map accesses other memory, or ends the process by a
  * signal.
  *
- * Every access is one load or store of the register's width, without a system call. A burst accesses the registers in
- * ascending order. An operation holds the mutex from its first access to its last. It fails only on an object without a
- * map.
+ * Every register access is one load or store of the register width, without a system call. A burst accesses the
+ * registers in ascending order. An operation holds the mutex from its first access to its last access. Operations fail
+ * only if the object has no map.
  *
  * The device has no interrupts: the four interrupt functions return `false` and leave their arguments unchanged.
  * Derived classes add interrupts.
  *
- * Construction and destruction are traced at level 6, details at level 5, operations at level 7, on the channel
- * "Rynvel.Mmap".
+ * The class traces construction and destruction at level 6, their details at level 5, and operations at level 7, on the
+ * channel "Rynvel.Mmap".
  */
 template <typename T>
 class RYNVEL_EXPORT Mmap : public Device<T> {
 public:
     /**
-     * Opens the device file for reading and writing, and maps it from its beginning.
+     * Opens the device file for reading and writing, and maps the file from its beginning.
      *
-     * If the file cannot be opened, or `devSize` is 0, the object has no map, and every register operation returns
-     * `false`. If the file cannot be mapped, the cause is traced at level 1, and the assertion
-     * `m_regMap != MAP_FAILED` ends the process, in every build type.
+     * If the file cannot be opened, or if `devSize` is 0, the object has no map, and every register operation returns
+     * `false`. If the file cannot be mapped, the constructor traces the cause at level 1, and the assertion
+     * `m_regMap != MAP_FAILED` ends the process in every build type.
      *
      * @param physicalDevName the path of the device file.
      * @param devPageOffset the byte offset of the first register in the map.
      * @param devSize the size of the map in bytes.
-     * @param mutex serialises the register operations; the object takes ownership.
-     * @param fake maps anonymous memory of this size and does not open the device file.
+     * @param mutex the mutex that serialises the register operations. The object takes ownership.
+     * @param fake if `true`, the object maps anonymous memory of `devSize` bytes, and does not open the device file.
      */
     Mmap(const std::string& physicalDevName, std::size_t devPageOffset, std::size_t devSize,
          std::unique_ptr<IMutex> mutex, bool fake);
 
     /**
-     * Unmaps `devSize` bytes, starting at the first register instead of the beginning of the map, and closes the file.
-     * If `devPageOffset` is not a multiple of the page size, unmapping silently fails, and the map stays until the
-     * process ends. If it is a number of whole pages, as many pages behind the map are unmapped.
+     * Closes the device file, and unmaps `devSize` bytes, starting at the first register instead of the beginning of
+     * the map. If `devPageOffset` is not a multiple of the page size, the unmapping silently fails, and the map exists
+     * until the process ends. If `devPageOffset` is one or more whole pages, the same number of pages at the beginning
+     * of the map stay mapped, and the same number of pages after the map are unmapped.
      */
     ~Mmap() override;
 
-    /** @return the result of the system call; -1 without a system call if no file is open. Does not lock the mutex. */
+    /** Does not lock the mutex. @return the result of the system call; -1 without a system call if no file is open. */
     int ioctl(int command, unsigned long arg) override;
 
     bool getInterruptType(unsigned long* type) override;
@@ -74,7 +75,7 @@ public:
     /** Returns the descriptor of the device file; -1 if no file is open. */
     int getNativeHandle() const override;
 
-    /** Stores 0 in `*data` if there is no map. */
+    /** Stores 0 in `*data` if the object has no map. */
     bool read(unsigned int offset, T* data) override;
     bool read(unsigned int offset, T* data, unsigned int items, ByteOrder byteOrder) override;
     bool write(unsigned int offset, T data) override;

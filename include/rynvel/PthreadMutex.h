@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The lock of the library: a POSIX mutex.
+ * The implementation of IMutex with a POSIX mutex.
  */
 #ifndef RYNVEL_PTHREADMUTEX_H
 #define RYNVEL_PTHREADMUTEX_H
@@ -16,7 +16,7 @@ struct ZilTraceHeader;
 
 namespace Rynvel {
 
-/** The protocol of a PthreadMutex. A value that is not listed here means default attributes. */
+/** The attributes of a PthreadMutex. Every value except PriorityInherit means default attributes. */
 enum class PthreadMutexType : int {
     /** Default attributes. */
     None = 0,
@@ -25,8 +25,8 @@ enum class PthreadMutexType : int {
 };
 
 /**
- * A POSIX mutex, not recursive. No function throws or ends the process. Failures are traced at level 1 on the channel
- * "Rynvel.PthreadMutex". If the mutex cannot be initialised, lock() and unlock() fail.
+ * A POSIX mutex that is not recursive. No function throws or ends the process. If the mutex cannot be initialised,
+ * lock() and unlock() fail. The class traces failures at level 1 on the channel "Rynvel.PthreadMutex".
  */
 class RYNVEL_EXPORT PthreadMutex : public IMutex {
 public:

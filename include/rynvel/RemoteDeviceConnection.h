@@ -23,11 +23,11 @@ namespace Rynvel {
 class RYNVEL_EXPORT RynvelIpAddress {
 public:
     /**
-     * Resolves a host name or an address such as "10.0.0.7". If the name cannot be resolved, the address is 0.0.0.0. No
-     * error is reported. The resolver of the C library uses static memory: do not resolve names in two threads at the
-     * same time.
+     * Resolves a host name, or an address such as "10.0.0.7". If the name cannot be resolved, the constructor silently
+     * uses the address 0.0.0.0. The resolver of the C library uses static memory: do not resolve names in two threads
+     * at the same time.
      *
-     * @param port in host byte order.
+     * @param port the port in host byte order.
      */
     RynvelIpAddress(const std::string& host, std::uint16_t port);
 
@@ -48,15 +48,15 @@ private:
 };
 
 /**
- * A Connection that connects to a server, and repeats failed attempts without end. Use it in one thread at a time. It
- * is traced on the channel "Rynvel.RemoteDeviceConnection".
+ * A Connection that a client opens to a server. Use a connection in one thread at a time. The class traces on the
+ * channel "Rynvel.RemoteDeviceConnection".
  */
 class RYNVEL_EXPORT RemoteDeviceConnection : public Connection {
 public:
-    /** Resolves the address, without creating a socket. @param port in host byte order. */
+    /** Resolves `ipAddress`, and creates no socket. @param port the port in host byte order. */
     RemoteDeviceConnection(const std::string& ipAddress, std::uint16_t port);
 
-    /** Leaves the socket open: call close() before. */
+    /** Does not close the socket: call close() first. */
     ~RemoteDeviceConnection() override;
 
     const RynvelIpAddress& getIpAddress() const;
@@ -65,17 +65,17 @@ public:
     void connectInterval3sec() const;
 
     /**
-     * Creates a socket and makes one attempt to connect it. It does not close a socket that the object already has:
-     * call close() before.
+     * Creates a socket, and tries once to connect the socket to the server. Does not close a socket that the object
+     * already has: call close() first.
      *
-     * @return 0 for success; -1 for failure, in which case the object has no socket.
+     * @return 0 for success; -1 for failure. After a failure, the object has no socket.
      */
     int connectToServer();
 
     /**
-     * Connects with an attempt every 3 seconds, and returns only when the server has accepted. Every failed attempt is
-     * traced at level 2, every third one also at level 1, the success at level 3. Like connectToServer(), it does not
-     * close a socket that the object already has.
+     * Tries to connect every 3 seconds, and returns when the server has accepted the connection. Traces every failed
+     * attempt at level 2, every third failed attempt also at level 1, and the success at level 3. Does not close a
+     * socket that the object already has: call close() first.
      */
     void connect();
 

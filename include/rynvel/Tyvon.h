@@ -15,9 +15,9 @@
 namespace Rynvel {
 
 /**
- * A device of the Tyvon driver with mapped registers, for `T` = `std::uint16_t` and `std::uint32_t`. It has the
- * constructor of Mmap and the interrupts of TyvonControl. Interrupt functions are traced at level 6, failed waits at
- * level 1, on the channel "Rynvel.Tyvon".
+ * A device of the Tyvon driver with mapped registers, for `T` = `std::uint16_t` and `std::uint32_t`. The class has the
+ * constructor of Mmap and the interrupt functions of TyvonControl. It traces interrupt functions at level 6 and failed
+ * waits at level 1, on the channel "Rynvel.Tyvon".
  */
 template <typename T>
 class RYNVEL_EXPORT Tyvon : public TyvonControl<Mmap<T>> {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The interrupts of the devices of the Tyvon driver, both mapped and seekable.
+ * Interrupts of mapped and seekable devices of the Tyvon driver.
  */
 #ifndef RYNVEL_TYVONCONTROL_H
 #define RYNVEL_TYVONCONTROL_H
@@ -17,8 +17,8 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * Adds the interrupt functions of the Tyvon driver to a backend. They use the descriptor of the backend. Use the
- * derived classes Tyvon and TyvonInterrupt.
+ * A backend with the interrupt functions of the Tyvon driver. The functions use the descriptor of the backend. Create
+ * objects of the derived classes Tyvon and TyvonInterrupt.
  *
  * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers.
  *
@@ -30,19 +30,18 @@ public:
     using Base::Base;
     ~TyvonControl() override;
 
-    /** Passes `type` to the driver, which stores the interrupt type. @return whether the result is exactly 0. */
+    /** Passes `type` to the driver, which stores the interrupt type. @return whether the result of the driver is 0. */
     bool getInterruptType(unsigned long* type) override;
 
-    /** @return whether the result of the driver is exactly 0. */
+    /** Enables the interrupts. @return whether the result of the driver is 0. */
     bool enableInterrupt() override;
 
-    /** @return whether the result of the driver is exactly 0. */
+    /** Disables the interrupts. @return whether the result of the driver is 0. */
     bool disableInterrupt() override;
 
     /**
-     * Blocks until the driver delivers an interrupt. Call enableInterrupt() before.
-     *
-     * @param status is set to the 16-bit interrupt word of the driver, zero-extended; to 0 if the wait fails.
+     * Blocks until the driver reports an interrupt, and then stores the 16-bit interrupt word of the driver in
+     * `*status`. Stores 0 if the wait fails. Call enableInterrupt() first.
      */
     bool waitForInterrupt(unsigned long* status) override;
 

@@ -15,9 +15,9 @@
 namespace Rynvel {
 
 /**
- * A seekable device of the Tyvon driver, for `T` = `std::uint16_t` and `std::uint32_t`. It has the constructor of Lseek
- * and the interrupts of TyvonControl. Interrupt functions are traced at level 6, failed waits at level 1, on the
- * channel "Rynvel.TyvonInterrupt".
+ * A seekable device of the Tyvon driver, for `T` = `std::uint16_t` and `std::uint32_t`. The class has the constructor
+ * of Lseek and the interrupt functions of TyvonControl. It traces interrupt functions at level 6 and failed waits at
+ * level 1, on the channel "Rynvel.TyvonInterrupt".
  */
 template <typename T>
 class RYNVEL_EXPORT TyvonInterrupt : public TyvonControl<Lseek<T>> {

@@ -20,43 +20,44 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`. It has the registers of Mmap, and the interrupts of UIO
- * on the same descriptor.
+ * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`. The class has the registers of Mmap, and uses the same
+ * descriptor for interrupts.
  *
  * The path of the device file must be a symbolic link whose text is the bare name of the UIO device in sysfs, such as
- * "uio3". The offset and the size of the map are those of map 0 of that device.
+ * "uio3". The offset and the size of the map are those of map 0 of this UIO device.
  *
  * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers. Only one
  * thread should wait on a device at a time.
  *
- * To wait with a time-out, call enableInterrupt(), use poll() or epoll on getNativeHandle(), and call
- * waitForInterrupt() when the descriptor is readable. It then returns at once.
+ * To wait with a time-out, call enableInterrupt(), and poll the descriptor that getNativeHandle() returns. When the
+ * descriptor is readable, call waitForInterrupt(), which then returns immediately.
  *
- * Calls are traced at level 6 on the channel "Rynvel.Uio".
+ * The class traces calls at level 6 on the channel "Rynvel.Uio".
  */
 template <typename T>
 class RYNVEL_EXPORT Uio : public Mmap<T> {
 public:
     /**
-     * Looks up the map of the device in sysfs, and then opens and maps the device. It fails like Mmap. A failed lookup
-     * gives 0 for the offset or the size. If the size is 0, the object has no map.
+     * Reads the offset and the size of the map from sysfs, and then opens and maps the device file like the constructor
+     * of Mmap. An attribute that cannot be read counts as 0. If the size is 0, the object has no map.
      *
      * @param physicalDevName the path of the device file.
-     * @param mutex serialises the register operations; the object takes ownership.
-     * @param fake has the same meaning as for Mmap.
-     * @throws std::invalid_argument if an attribute in sysfs is not a number; std::out_of_range if it does not fit in
-     *         an unsigned long.
+     * @param mutex the mutex that serialises the register operations. The object takes ownership.
+     * @param fake if `true`, the object maps anonymous memory, and does not open the device file.
+     * @throws std::invalid_argument if an attribute in sysfs is not a number; std::out_of_range if the number does not
+     *         fit in an `unsigned long`.
      */
     Uio(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, bool fake);
 
     ~Uio() override;
 
     /**
-     * Returns the number in an attribute of map 0 of the device; 0 if it cannot be read. The number is decimal, octal
-     * with the prefix "0", or hexadecimal with the prefix "0x". `errno` is that of the last system call that failed.
+     * Returns the number in an attribute of map 0 of the device; 0 if the attribute cannot be read. The number is
+     * decimal, octal with the prefix "0", or hexadecimal with the prefix "0x". If a system call fails, `errno` is that
+     * of the last failed call.
      *
      * @param devicePath the path of the device file.
-     * @param dataName the attribute: "offset", "size", "addr" or "name".
+     * @param dataName the name of the attribute, such as "offset" or "size".
      * @throws the same exceptions as the constructor.
      */
     static unsigned long getMapData(const std::string& devicePath, const std::string& dataName);
@@ -64,17 +65,16 @@ public:
     /** Stores 4 in `*type`. A null pointer fails an assertion, which ends the process in every build type. */
     bool getInterruptType(unsigned long* type) override;
 
-    /** Writes a 32-bit 1 to the device. A failure is traced at level 7. */
+    /** Writes the 32-bit number 1 to the device file. Traces a failure at level 7. */
     bool enableInterrupt() override;
 
-    /** Writes a 32-bit 0 to the device. A failure is traced at level 1. */
+    /** Writes the 32-bit number 0 to the device file. Traces a failure at level 1. */
     bool disableInterrupt() override;
 
     /**
-     * Enables the interrupt, and then blocks until the kernel reports one that has not been received yet.
-     *
-     * @param status is set to the number of interrupts since the device was registered, 32 bits; to 0 if the wait
-     *        fails. It stays unchanged if the interrupt cannot be enabled.
+     * Enables the interrupt, and then blocks until the kernel reports an interrupt that was not received before. Then
+     * stores the 32-bit number of interrupts since the device was registered in `*status`. Stores 0 if the wait fails.
+     * Leaves `*status` unchanged if the interrupt cannot be enabled.
      */
     bool waitForInterrupt(unsigned long* status) override;
 

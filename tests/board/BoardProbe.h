@@ -9,24 +9,24 @@
 
 namespace RynvelTest {
 
-/** The test files of one device of the virtual board: its registers, the counts of calls, and forced results. */
+/** The debugfs files of a device of the virtual board: its registers, the numbers of calls, and forced results. */
 class BoardProbe {
 public:
-    /** @param device the name of the device's file in /dev. */
+    /** @param device the name of the device file in /dev. */
     explicit BoardProbe(const std::string& device) : m_folder("/sys/kernel/debug/rynvel_board/" + device + "/") {}
 
     std::string registersPath() const { return m_folder + "registers"; }
 
-    /** Makes the next calls of an operation ("read", "write", "seek", "ioctl") fail with an errno value. */
+    /** Makes the next `calls` calls of an operation ("read", "write", "seek", "ioctl") fail with an errno value. */
     void fail(const std::string& operation, unsigned int calls, int error) const { force(operation, calls, -error); }
 
-    /** Limits the next transfers to a number of bytes. */
+    /** Limits the next `calls` transfers to a number of bytes. */
     void shorten(const std::string& operation, unsigned int calls, int bytes) const { force(operation, calls, bytes); }
 
-    /** How often an operation was called since the last reset. */
+    /** Returns how often an operation was called since the last resetCalls(). */
     unsigned int calls(const std::string& operation) const { return value(operation + "/calls"); }
 
-    /** The number in a file of the folder of the device. */
+    /** Returns the number in a debugfs file of the device. */
     unsigned int value(const std::string& file) const {
         std::ifstream stream(m_folder + file);
         unsigned int number = 0;
@@ -36,7 +36,7 @@ public:
 
     void resetCalls(const std::string& operation) const { set(operation + "/calls", "0"); }
 
-    /** The first line of a file of the folder of the device. */
+    /** Returns the first line of a debugfs file of the device. */
     std::string text(const std::string& file) const {
         std::ifstream stream(m_folder + file);
         std::string line;

@@ -14,11 +14,11 @@
 
 namespace RynvelTest {
 
-/** The registers of one of the devices of the board, through debugfs. */
+/** The registers of a device of the board, as debugfs shows them. */
 template <typename T>
 class BoardRegisters : public RegisterFile<T> {
 public:
-    /** @param device the name of the device's file in /dev. */
+    /** @param device the name of the device file in /dev. */
     explicit BoardRegisters(const std::string& device)
         : RegisterFile<T>(open(BoardProbe(device).registersPath().c_str(), O_RDWR | O_CLOEXEC)) {}
 };

@@ -12,7 +12,7 @@
 #include "BoardProbe.h"
 #include "ChildProcess.h"
 
-// The C interface on the board's own devices, through the real kernel.
+// Tests the C interface with the devices of the board and the real kernel.
 
 namespace {
 
@@ -64,7 +64,7 @@ TEST_F(BoardSeekable, MoveInBursts) {
     EXPECT_EQ(values, written);
 }
 
-TEST_F(BoardSeekable, AreReachedWithOneSeekAndOneTransferAnAccessOrABurst) {
+TEST_F(BoardSeekable, UseOneSeekAndOneTransferPerAccessOrBurst) {
     for (const char* operation : {"seek", "read", "write"}) {
         m_probe.resetCalls(operation);
     }
@@ -78,7 +78,7 @@ TEST_F(BoardSeekable, AreReachedWithOneSeekAndOneTransferAnAccessOrABurst) {
     EXPECT_EQ(m_probe.calls("write"), 2U);
 }
 
-TEST_F(BoardSeekable, AreReadByTheNextProcessAsTheLastOneWroteThem) {
+TEST_F(BoardSeekable, KeepWrittenValuesForTheNextProcess) {
     const auto inNextProcess = [](auto body) {
         return succeedsInChildProcess([&body] { return body(Rynvel_open("common.spi.0.0")); });
     };
@@ -115,7 +115,7 @@ TEST_F(BoardSeekable, RefuseAddressesBeyondTheSystemsFileOffsets) {
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(BoardSeekable, PassAFailureOfTheDriverOnAndWorkAgainAfterIt) {
+TEST_F(BoardSeekable, ReportAFailureOfTheDriverAndWorkAfterIt) {
     std::uint8_t value = 0;
     const auto failsOnce = [&](const char* operation, int error, auto call) {
         m_probe.fail(operation, 1, error);

@@ -7,7 +7,7 @@
 #include "DeviceContract.h"
 #include "TraceRecorder.h"
 
-// FPGA registers through the real spidev driver.
+// Tests FPGA registers with the real spidev driver.
 
 namespace RynvelTest {
 namespace {
@@ -40,7 +40,7 @@ protected:
     Rynvel::Device32& m_device = dynamic_cast<Rynvel::Device32&>(*m_owner);
 };
 
-TEST_F(BoardFpga, SeesTheFramesOfAReadAndAWrite) {
+TEST_F(BoardFpga, ReceivesTheFramesOfAReadAndAWrite) {
     std::uint32_t value = 7;
     EXPECT_TRUE(m_device.write(3, 0xA1B2C3D4));
     EXPECT_EQ(m_probe.text("frame"), "01 00 00 10 0c a1 b2 c3 d4 00 00");
@@ -49,7 +49,7 @@ TEST_F(BoardFpga, SeesTheFramesOfAReadAndAWrite) {
     EXPECT_EQ(value, 0xA1B2C3D4U);
 }
 
-TEST_F(BoardFpga, MakesOneTransferARegister) {
+TEST_F(BoardFpga, MakesOneTransferPerRegister) {
     m_probe.resetCalls("transfer");
     std::vector<std::uint32_t> values(300);
     EXPECT_TRUE(m_device.write(0, values.data(), 300, Rynvel::ByteOrder::Host));
@@ -62,7 +62,7 @@ TEST_F(BoardFpga, MakesOneTransferARegister) {
     EXPECT_EQ(m_probe.calls("transfer"), 5U);
 }
 
-TEST_F(BoardFpga, AnswersABadStatusThatMakesTheValueZeroAndIsTraced) {
+TEST_F(BoardFpga, ReadsZeroAndTracesABadStatus) {
     const TraceRecorder recorder(1);
     std::uint32_t value = 7;
     m_probe.set("status", "2 0x40");
@@ -82,7 +82,7 @@ TEST_F(BoardFpga, AnswersABadStatusBeyondItsRegisters) {
     EXPECT_EQ(value, 0U);
 }
 
-TEST_F(BoardFpga, LeavesTheValueAloneWhenATransferFails) {
+TEST_F(BoardFpga, KeepsTheValueWhenATransferFails) {
     const TraceRecorder recorder(1);
     std::uint32_t value = 7;
     m_probe.fail("transfer", 2, EIO);

@@ -8,7 +8,7 @@
 namespace RynvelTest {
 namespace {
 
-/** One of the seekable character devices of the board. The test reads its registers through debugfs, too. */
+/** A seekable character device of the board. The test also accesses its registers through debugfs. */
 template <typename T>
 class LseekOnBoard : public SeekableRegisters<T> {
 public:

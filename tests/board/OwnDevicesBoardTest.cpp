@@ -5,7 +5,7 @@
 
 #include "BoardProbe.h"
 
-// The C interface of a library that was built with its own device description.
+// Tests the C interface of a library that was built with the device description own_devices.def.
 
 namespace {
 

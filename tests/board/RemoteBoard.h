@@ -6,15 +6,15 @@
 
 namespace RynvelTest {
 
-/** The ioctl requests of the register server of the board tests, and their effect. The server refuses all others. */
+/** The ioctl commands that the register server of the board tests accepts. The server refuses all others. */
 enum RemoteCommand : std::uint32_t {
-    /** Reports an interrupt with the argument as its word. */
+    /** Makes the server report an interrupt with the argument as the interrupt word. */
     Raise = 1,
-    /** Closes the connection without an answer. */
+    /** Makes the server close the connection without an answer. */
     HangUp = 2,
 };
 
-/** The server refuses accesses to this address. */
+/** The address at which the server refuses every access. */
 constexpr std::uint32_t refusedAddress = 0xFFFFFFFF;
 
 } // namespace RynvelTest

@@ -16,8 +16,8 @@
 #include "PlainMutex.h"
 #include "RegisterWidth.h"
 
-// Remote devices on the board, at the register server remote_peer.cpp outside the board. The server expects the
-// requests of these tests in their order. Usage: remote_board_tests HOST::PORT.
+// Tests remote devices on the board. Their register server, remote_peer.cpp, runs outside the board and expects the
+// requests of these tests in order. Usage: remote_board_tests HOST::PORT.
 
 namespace {
 

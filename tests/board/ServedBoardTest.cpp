@@ -13,8 +13,8 @@
 
 #include "PlainMutex.h"
 
-// A client on another machine that uses the devices of the board. served_board.sh runs it and passes the address of the
-// register server of the board.
+// Tests the devices of the board from another machine. served_board.sh runs these tests, and passes the port that leads
+// to the register server of the board in RYNVEL_SERVED_PORT.
 
 namespace RynvelTest {
 namespace {
@@ -76,7 +76,7 @@ TEST(ServedBoard, MovesTheLargestBurst) {
     EXPECT_EQ(values, written);
 }
 
-TEST(ServedBoard, RefusesWhatLiesOutsideOfAMappingAndServesOn) {
+TEST(ServedBoard, RefusesAccessesOutsideTheMappingAndContinues) {
     const auto device = remote<std::uint32_t>("traf.car");
     std::uint32_t value = 7;
     EXPECT_TRUE(device->read(1023, &value));
@@ -101,7 +101,7 @@ TEST(ServedBoard, ReportsNoInterruptsOfASeekableDevice) {
     EXPECT_FALSE(device->waitForInterrupt(&word));
 }
 
-/** The board's real-time clock, registers by index. */
+/** The real-time clock of the board. The addresses of its registers are indexes. */
 class Clock {
 public:
     ~Clock() { EXPECT_TRUE(m_device->write(interruptMask, 0)); }
@@ -128,7 +128,7 @@ private:
     const std::unique_ptr<Rynvel::Device32> m_device = remote<std::uint32_t>("rtc0");
 };
 
-TEST(ServedBoard, HandsTheInterruptsOfTheClockOnToAnotherMachine) {
+TEST(ServedBoard, ForwardsTheInterruptsOfTheClockToAnotherMachine) {
     Clock clock;
     unsigned long type = 0;
     EXPECT_TRUE(clock.device().getInterruptType(&type));
@@ -144,7 +144,7 @@ TEST(ServedBoard, HandsTheInterruptsOfTheClockOnToAnotherMachine) {
         EXPECT_GT(word, last);
         last = word;
         clock.clear();
-        // The source was active until it was cleared, so it may have raised more interrupts.
+        // The source was active until the test cleared it, so more interrupts may be pending.
         while (clock.isReady(std::chrono::milliseconds(200))) {
             ASSERT_TRUE(clock.device().waitForInterrupt(&last));
         }

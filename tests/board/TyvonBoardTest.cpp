@@ -7,7 +7,7 @@
 #include "DeviceContract.h"
 #include "TraceRecorder.h"
 
-// Tyvon devices through a real driver: its requests and interrupt reads.
+// Tests Tyvon devices, their ioctl requests and their interrupt reads with a real driver.
 
 namespace RynvelTest {
 namespace {
@@ -33,8 +33,7 @@ public:
     static constexpr auto channel = "Rynvel.TyvonInterrupt";
     static constexpr bool hasInterrupts = true;
 
-    /** A 16-bit burst in Network order makes several reads of 2 bytes after one seek. The driver is prepared for that.
-     */
+    /** Prepares the driver for bursts in Network order, which make several transfers after one seek. */
     TyvonInterruptOnBoard() : BoardRegisters<T>(name) { BoardProbe(name).set("transfers_per_seek", "5"); }
     ~TyvonInterruptOnBoard() { BoardProbe(name).set("transfers_per_seek", "1"); }
 
@@ -80,7 +79,7 @@ TYPED_TEST(BoardTyvon, ReachesTheDriverWithTheRightRequests) {
     EXPECT_EQ(type, 3U);
 }
 
-TYPED_TEST(BoardTyvon, TakesAPositiveResultOfARequestForAFailure) {
+TYPED_TEST(BoardTyvon, TreatsAPositiveResultOfARequestAsAFailure) {
     unsigned long type = 0;
     this->m_probe.set("ioctl/force", "3 5");
     EXPECT_FALSE(this->m_device->enableInterrupt());
@@ -122,7 +121,7 @@ TYPED_TEST(BoardTyvon, WaitsForAnInterruptThatIsThereUntilItIsEnabled) {
     waiter.join();
 }
 
-TYPED_TEST(BoardTyvon, WaitsWithoutHinderingRegisterAccessFromAnotherThread) {
+TYPED_TEST(BoardTyvon, WaitsWithoutBlockingRegisterAccessByAnotherThread) {
     using Value = typename TypeParam::Value;
     EXPECT_TRUE(this->m_device->enableInterrupt());
     this->m_probe.resetCalls("wait");
@@ -148,7 +147,7 @@ TYPED_TEST(BoardTyvon, WaitsWithoutHinderingRegisterAccessFromAnotherThread) {
     waiter.join();
 }
 
-TYPED_TEST(BoardTyvon, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
+TYPED_TEST(BoardTyvon, SetsTheInterruptWordToZeroAndTracesWhyWhenTheWaitFails) {
     const std::string path = std::string("/dev/") + TypeParam::name;
     const auto failing = [&](const std::string& force, const std::string& text) {
         const TraceRecorder recorder(1);

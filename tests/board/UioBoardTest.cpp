@@ -18,7 +18,7 @@
 #include "ChildProcess.h"
 #include "DeviceContract.h"
 
-// Mapped registers and interrupts on the board's UIO devices, through the real kernel.
+// Tests the mapped registers and the interrupts of the UIO devices of the board, with the real kernel.
 
 namespace RynvelTest {
 namespace {
@@ -76,7 +76,7 @@ public:
 using Backends = testing::Types<UioOnBoard<std::uint16_t>, UioOnBoard<std::uint32_t>>;
 INSTANTIATE_TYPED_TEST_SUITE_P(BoardUio, DeviceContract, Backends);
 
-TEST(BoardUioRegisters, AreReachedByByteAddressByIndexAndByASecondProcess) {
+TEST(BoardUioRegisters, AreAccessibleByByteAddressByIndexAndFromASecondProcess) {
     const int handle = Rynvel_open("traf.top");
     ASSERT_EQ(handle, 0);
     EXPECT_EQ(Rynvel_write32(handle, 0x10, 0x12345678), 0);
@@ -127,7 +127,7 @@ TEST_F(BoardUioInterrupts, ReachTheDriverAsItsEnableAndDisable) {
     EXPECT_EQ(m_probe.value("disable/calls"), 1U);
 }
 
-TEST_F(BoardUioInterrupts, BlockTheWaitingThreadUntilTheyAreRaisedAndCountOn) {
+TEST_F(BoardUioInterrupts, BlockTheWaitingThreadUntilTheyAreRaisedAndKeepCounting) {
     std::atomic<int> received{0};
     std::array<unsigned long, 3> counts{};
     std::thread waiter([&] {
@@ -156,7 +156,7 @@ TEST_F(BoardUioInterrupts, BlockTheWaitingThreadUntilTheyAreRaisedAndCountOn) {
     EXPECT_EQ(counts[2], counts[0] + 2);
 }
 
-TEST_F(BoardUioInterrupts, AreWaitedForAfterADisableToo) {
+TEST_F(BoardUioInterrupts, CanBeWaitedForAfterADisable) {
     EXPECT_EQ(Rynvel_disableInterrupts(m_handle), 0);
     raise();
     EXPECT_FALSE(ready(0));
@@ -166,7 +166,7 @@ TEST_F(BoardUioInterrupts, AreWaitedForAfterADisableToo) {
     EXPECT_EQ(m_probe.value("enable/calls"), 1U);
 }
 
-TEST_F(BoardUioInterrupts, ArePolledForOnTheDescriptorOnceEnabled) {
+TEST_F(BoardUioInterrupts, MakeTheDescriptorReadableOnceEnabled) {
     EXPECT_EQ(Rynvel_enableInterrupts(m_handle), 0);
     EXPECT_FALSE(ready(50));
     raise();
@@ -202,7 +202,7 @@ TEST_F(BoardUioInterrupts, SetTheInformationToZeroWhenTheWaitFails) {
     ASSERT_EQ(fcntl(descriptor, F_SETFL, flags), 0);
 }
 
-/** The registers of the real-time clock, by index. */
+/** The indexes of the registers of the real-time clock. */
 enum ClockRegister : unsigned int { counter = 0, match = 1, interruptMask = 4, interruptClear = 7 };
 
 TEST(BoardClock, CountsSecondsAndDeliversItsMatchInterruptWithinASecondOfItsTime) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Makes every kind of register operation at addresses in the page of the real-time clock that have no register. The
-// machine logs the accesses that arrive there: see clock_accesses.sh.
+// Performs every kind of register operation at addresses without a register, in the page of the real-time clock. The
+// emulated machine logs these accesses, and clock_accesses.sh checks the log.
 
 #include <rynvel.hpp>
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Compares the accesses that the machine sees with those that the register operations are to make: for the target's own
-# code, none wider, narrower, repeated or merged. Usage: clock_accesses.sh PROGRAM. Ends with a line of totals.
+# Checks the accesses of a program of the target to the hardware, in the log of the emulated machine. No access may be
+# wider or narrower than a register, repeated or merged. Usage: clock_accesses.sh PROGRAM. Ends with a line of totals.
 set -u
 root=$(cd "$(dirname "$0")/../.." && pwd)
 . "$root/scripts/checks.sh"
@@ -13,7 +13,7 @@ burst() {
     done
 }
 
-# One read, one write, two masked writes, then bursts: read in both orders, write in both orders.
+# Prints the accesses of a read, a write, two masked writes, and bursts that read and write in both byte orders.
 expected() {
     local place=$1 size=$2 kind
     for kind in read write read write read write; do
@@ -24,12 +24,12 @@ expected() {
     done
 }
 
-# The accesses to the places without a register, of which 0x9010800 is the first.
+# Prints the logged accesses to the addresses without a register, from 0x9010800 on.
 seen() {
     sed -n "s/^memory_region_ops_\(read\|write\) cpu [0-9]* mr [^ ]* addr \(0x90108..\|0x90109..\) .* \(size [0-9]\) name 'pl031'$/\1 \2 \3/p"
 }
 
-# The accesses of so many bytes, which begin at a place of their own.
+# Compares the accesses of a size in bytes, which begin at a given address, with the expected ones.
 reach_the_hardware_one_by_one() {
     local size=$1 place=$2
     expected $place $size >"$work/expected.$size"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A register server that runs a client command, with the address of the server as the last argument. It then compares
-// the requests that it has received with those of RemoteBoardTest.cpp, byte by byte.
+// Runs a register server, and a client command with the address of the server as its last argument. Then compares the
+// received requests with the requests of RemoteBoardTest.cpp, byte by byte.
 // Usage: remote_peer HOST COMMAND [ARG...], where HOST is the address under which the command reaches this machine.
 
 #include <rynvel.hpp>
@@ -29,7 +29,7 @@ using Rynvel::Request;
 using Rynvel::RequestData;
 using namespace RynvelTest;
 
-/** Devices that have a register at every address and raise an interrupt on request. */
+/** A server of devices that have a register at every address and raise an interrupt on request. */
 class RegisterServer {
 public:
     std::uint16_t port() const { return m_peer.port(); }
@@ -115,11 +115,11 @@ private:
     TestPeer m_peer{[this](std::size_t connection, const Request& request) { return serve(connection, request); }};
 };
 
-/** The requests of one width, in the order of the tests. */
+/** The requests of the tests for one register width, in order. */
 template <typename T>
 class ExpectedRequests {
 public:
-    /** @param connection the connection of the requests. The next connection is that of the interrupts. */
+    /** @param connection the number of the request connection. The interrupt connection has the next number. */
     explicit ExpectedRequests(std::size_t connection)
         : m_connection(connection), m_name("board." + std::to_string(8 * sizeof(T))) {
         announcement();
@@ -201,7 +201,7 @@ std::vector<TestPeer::ReceivedRequest> expectedRequests() {
     return all;
 }
 
-/** Runs the command with one further argument. Returns its exit status, or -1. */
+/** Runs the command with one more argument. Returns the exit status, or -1 if the command does not exit. */
 int run(std::vector<std::string> command, const std::string& lastArgument) {
     command.push_back(lastArgument);
     std::vector<char*> arguments;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Compares a session with rynvelctl on the board, outputs and exit statuses, with the one that is expected.
-# Usage: rynvelctl.sh BUILD_FOLDER, for the target. Ends with a line of totals, in which every command counts.
+# Runs a session with rynvelctl on the board, and compares the outputs and exit statuses with rynvelctl.expected.
+# Usage: rynvelctl.sh BUILD_FOLDER, a build for the target. Ends with a line of totals, in which every command counts.
 set -u -o pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 build=$(cd "$1" && pwd) || exit
@@ -12,7 +12,7 @@ session() {
         "$build/tests/rynvelctl_with_own_devices" "$build/server/rynveld" </dev/null >"$work/session"
 }
 
-# Splits a session into the files 1, 2, ... of a folder, one a command, and prints their count.
+# Writes the commands of a session to the files 1, 2, ... of a folder. Prints the number of commands.
 split_session() {
     mkdir "$2"
     awk -v folder="$2" '/^\$ / { count++ } { print >(folder "/" count + 0) } END { print count + 0 }' "$1"

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# A session with rynvelctl, in the guest. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
-# Prints every command, what it writes and its exit status, with what is different each time replaced.
+# Runs a session with rynvelctl on the board. Prints every command, its output and its exit status. Replaces the parts
+# that vary. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
 program=$1
 own_program=$2
 server=$3
@@ -30,7 +30,7 @@ force() {
     printf '# %s: %s\n' "$1" "$2"
 }
 
-# Lets the clock interrupt within two seconds.
+# Makes the clock raise an interrupt within two seconds.
 set_alarm() {
     "$program" --quiet write rtc0 0x1c 1 && "$program" --quiet write rtc0 0x10 1 &&
         "$program" --quiet write rtc0 4 $(($("$program" --quiet read rtc0 0) + 2))
@@ -49,7 +49,7 @@ duration() {
     echo $(($(hundredths) - begin))
 }
 
-# The program as it is when it is installed: the shared folder, where it was built, takes long to be searched.
+# Copies the program and its libraries to the guest, because loading them from the shared build folder takes long.
 install_program() {
     build=${program%/tools/*}
     mkdir /tmp/installed &&
@@ -58,8 +58,8 @@ install_program() {
 
 installed() { LD_LIBRARY_PATH=/tmp/installed:/lib /tmp/installed/rynvelctl "$@"; }
 
-# How long a wait of 100 ms without an interrupt takes, the program's start included. The machine may have other things
-# to do: the best of some attempts counts.
+# Prints whether a wait of 100 ms without an interrupt ends within 200 ms, including the start of the program. The board
+# may be busy, so one good attempt of 20 is enough.
 wait_without_interrupt() {
     install_program || return
     for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
@@ -69,7 +69,7 @@ wait_without_interrupt() {
     echo "after $time hundredths of a second"
 }
 
-# Raises an interrupt, which stays pending until it is enabled.
+# Raises an interrupt, which stays pending until rynvelctl enables it.
 interrupt() {
     echo "$2" >"$probe/$1/raise"
     printf '# %s raised: %s\n' "$1" "$2"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Lets the board serve its devices, and a client on this machine use them.
-# Usage: served_board.sh SERVER CLIENT, a program of the board and one of this machine. Ends with lines of totals.
+# Runs a register server on the board, and a client on this machine that tests the devices of the server.
+# Usage: served_board.sh SERVER CLIENT. SERVER is a program of the board, CLIENT one of this machine. Ends with lines of
+# totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 . "$root/scripts/checks.sh"
@@ -13,7 +14,7 @@ end_board() {
     board=
 }
 
-# The guest's server ends when the guest's input does.
+# Starts the board with a server. The server ends at the end of the input of the board.
 start_board() {
     mkfifo "$work/input"
     "$root/board/run" --forward "$1:8888" sh -c '

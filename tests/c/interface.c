@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* A program in C99 that uses every function of the C interface on a device of each width. Run it in a folder where
- * files may be made: they stand in for the devices of the tests' device table. */
+/* A C99 program that uses every function of the C interface on a device of each width. The devices are files, which the
+ * program makes in the working folder. */
 
 #define _POSIX_C_SOURCE 200809L
 
@@ -43,7 +43,7 @@ static void use8Bits(int handle) {
     EXPECT(Rynvel_burstRead8(handle, 16, values, 4) == 0 && values[3] == 4);
 }
 
-/* A complete burst of more than 8 bits is reported as failed by this kind of device: the data says more. */
+/* A seekable device reports a complete burst of more than 8 bits as failed, so the test also compares the values. */
 static void use16Bits(int handle) {
     uint16_t value = 0;
     uint16_t values[2] = {0x0102, 0x0304};
@@ -86,7 +86,7 @@ static void useWithoutWidth(int handle) {
     EXPECT(Rynvel_getFileDescriptor(handle) > 2);
 }
 
-/* The exception finds no one to catch it in a program in C. */
+/* A C program cannot catch the exception, so the exception ends the process. */
 static void openNull(void) {
     int status = 0;
     const pid_t child = fork();

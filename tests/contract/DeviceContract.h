@@ -25,7 +25,7 @@ struct UsualBackend {
 };
 
 /**
- * The behaviour of every backend of every width.
+ * A fixture for the behaviour that all backends of all widths share.
  *
  * A backend under test is a class with
  *   Value                       the register type,
@@ -34,11 +34,11 @@ struct UsualBackend {
  *   peek(i), poke(i, value)     access to register i without the device,
  *   reportsBurst(items)         whether a complete burst of this many items is reported as complete,
  *   hasInterrupts, hasHandle    whether the backend has interrupts and a descriptor,
- *   atomicMaskedWrites          whether a masked write keeps other threads from its register,
- *   overRecords                 whether operations are records to a server. A record cannot distinguish an empty burst
- *                               from a burst that is too long, which the server refuses, or a mask of zero from a
- *                               missing mask. A refused interrupt type is 0.
- * The registers start at zero; there are at least 64.
+ *   atomicMaskedWrites          whether a masked write is atomic for the other threads of the process,
+ *   overRecords                 whether operations are requests to a server. A request for an empty burst looks like a
+ *                               burst that is too long, which the server refuses. A mask of zero looks like no mask.
+ *                               If the server refuses the interrupt type, the device stores 0.
+ * There are at least 64 registers. They are zero at first.
  */
 template <typename Backend>
 class DeviceContract : public testing::Test {
@@ -47,7 +47,7 @@ protected:
 
     static constexpr Value allOnes = std::numeric_limits<Value>::max();
 
-    /** A value whose bytes all differ, so that a lost or swapped byte shows. */
+    /** Returns a value whose bytes all differ. A lost or swapped byte changes such a value. */
     static Value pattern(unsigned int i) { return static_cast<Value>(0x81A2C3E4U + 0x11111111U * i); }
 
     static Value reversed(Value value) {
@@ -153,7 +153,7 @@ TYPED_TEST_P(DeviceContract, SharesItsRegistersWithAnotherObjectAndKeepsThemAfte
     EXPECT_EQ(value, this->pattern(4));
 }
 
-TYPED_TEST_P(DeviceContract, AnswersFalseAtOnceWhereItHasNoInterrupts) {
+TYPED_TEST_P(DeviceContract, FailsInterruptOperationsAtOnceIfItHasNoInterrupts) {
     if (TypeParam::hasInterrupts) {
         unsigned long type = 0;
         EXPECT_TRUE(this->m_device->getInterruptType(&type));
@@ -169,11 +169,11 @@ TYPED_TEST_P(DeviceContract, AnswersFalseAtOnceWhereItHasNoInterrupts) {
     EXPECT_EQ(info, 0x55U);
 }
 
-TYPED_TEST_P(DeviceContract, GivesADescriptorWhereItHasOne) {
+TYPED_TEST_P(DeviceContract, ReturnsADescriptorIfItHasOne) {
     EXPECT_EQ(this->m_device->getNativeHandle() != -1, TypeParam::hasHandle);
 }
 
-TYPED_TEST_P(DeviceContract, TearsNoMaskedWriteOfConcurrentThreadsWhereTheyAreAtomic) {
+TYPED_TEST_P(DeviceContract, KeepsMaskedWritesOfConcurrentThreadsApartIfTheyAreAtomic) {
     if (!TypeParam::atomicMaskedWrites) {
         return;
     }
@@ -205,8 +205,8 @@ REGISTER_TYPED_TEST_SUITE_P(DeviceContract, ReadsWhatARegisterHolds, WritesOneRe
                             MovesBurstsBetweenConsecutiveRegistersAndTheBufferInBothOrders,
                             CompletesAnEmptyBurstAndTouchesNothing, ReleasesAWaiterByASingleWrite,
                             SharesItsRegistersWithAnotherObjectAndKeepsThemAfterItsEnd,
-                            AnswersFalseAtOnceWhereItHasNoInterrupts, GivesADescriptorWhereItHasOne,
-                            TearsNoMaskedWriteOfConcurrentThreadsWhereTheyAreAtomic);
+                            FailsInterruptOperationsAtOnceIfItHasNoInterrupts, ReturnsADescriptorIfItHasOne,
+                            KeepsMaskedWritesOfConcurrentThreadsApartIfTheyAreAtomic);
 
 } // namespace RynvelTest
 

@@ -7,7 +7,7 @@
 namespace RynvelTest {
 namespace {
 
-/** A file in memory replaces the device file. */
+/** A backend whose device file is a file in memory. */
 template <typename T>
 class LseekOnMemoryFile : public SeekableRegisters<T> {
 public:

@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned int mapSize = 4096;
 
-/** A file in memory replaces the device file. The mapping is real. */
+/** A backend that maps a file in memory instead of a device file. */
 template <typename T>
 class MmapOnMemoryFile : public RegisterFile<T>, public UsualBackend {
 public:
@@ -30,7 +30,7 @@ private:
     const std::string m_path;
 };
 
-/** The scripted operating system has the UIO device and its attributes. */
+/** A backend on a scripted operating system, which has the UIO device and its attributes. */
 template <typename T>
 class UioOnScriptedOs : public UsualBackend {
 public:

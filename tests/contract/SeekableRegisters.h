@@ -13,11 +13,11 @@
 
 namespace RynvelTest {
 
-/** Registers in a file that can be positioned, for the device contract. */
+/** Registers in a seekable file, for the device contract. */
 template <typename T>
 class SeekableRegisters : public RegisterFile<T>, public UsualBackend {
 public:
-    /** @param fd a descriptor of the file, owned from now on. */
+    /** @param fd a descriptor of the file. The object takes ownership of the descriptor. */
     SeekableRegisters(std::string path, int fd) : RegisterFile<T>(fd), m_path(std::move(path)) {}
 
     std::unique_ptr<Rynvel::Device<T>> open() {

@@ -34,7 +34,7 @@ inline std::string rendered(const Rynvel::IMessage& message) {
     return stream.str();
 }
 
-/** A record as a peer sends it, from an input of any size: cut to the size of the record, or padded with zeros. */
+/** A record that a peer sends. An input of another size is cut, or padded with zeros. */
 class Record {
 public:
     Record(const std::uint8_t* input, std::size_t inputSize, std::size_t size)
@@ -44,7 +44,7 @@ public:
 
     const std::vector<std::uint8_t>& bytes() const { return m_bytes; }
 
-    /** The word at an offset, which is big-endian. */
+    /** Returns the big-endian word at an offset. */
     std::uint32_t word(std::size_t offset) const {
         std::uint32_t word = 0;
         for (std::size_t i = 0; i < 4; ++i) {
@@ -53,7 +53,7 @@ public:
         return word;
     }
 
-    /** The characters of a field up to its first NUL, or all of them. */
+    /** Returns the characters of a field before its first NUL, or all its characters if there is no NUL. */
     std::string text(std::size_t offset, std::size_t size) const {
         const auto* const first = reinterpret_cast<const char*>(&m_bytes.at(offset));
         return {first, std::find(first, first + size, '\0')};
@@ -68,7 +68,7 @@ private:
     std::vector<std::uint8_t> m_bytes;
 };
 
-/** Checks the values of a received record. They hold for any length word. */
+/** The rules for the values of a received record, with any length word. */
 template <typename Message>
 class Values {
 public:
@@ -87,7 +87,7 @@ public:
         }
     }
 
-    /** Changes the message. */
+    /** Requires the setters to keep to the capacity. Changes the message. */
     void requireSetters(Message& message) const {
         message.setLength(capacity + 1);
         message.setLength(0xFFFFFFFF);
@@ -98,7 +98,7 @@ public:
         require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "a value is added behind the others");
     }
 
-    /** The end of the text. */
+    /** Returns the end of the text of the message, with the length and the values. */
     std::string text() const {
         std::string text = ", length: " + std::to_string(m_length) + ", values: { ";
         for (std::uint32_t i = 0; i < valid(); ++i) {
@@ -122,7 +122,7 @@ private:
     const std::uint32_t m_length;
 };
 
-/** The text between a beginning and an end. Both must be present. */
+/** Returns the part of a text between a beginning and an end. Requires the text to have both. */
 inline std::string between(const std::string& text, const std::string& beginning, const std::string& end) {
     require(text.size() >= beginning.size() + end.size(), "a rendering has all its fields");
     require(text.compare(0, beginning.size(), beginning) == 0, "a rendering begins with its first fields");

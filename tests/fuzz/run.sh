@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Fuzzes a target for RYNVEL_FUZZ_SECONDS seconds, 60 unless it is set, from its corpus and from what earlier runs
-# added. CORPUS.dict, if it is there, has words of the format. Everything is written beside the target; the corpus is only read. Usage: run.sh TARGET CORPUS MAX_LENGTH
+# Fuzzes a target for RYNVEL_FUZZ_SECONDS seconds, or 60 by default. Starts with the inputs of the corpus and of earlier
+# runs. The file CORPUS.dict, if it exists, contains words of the input's format. Writes new inputs to the folder of the
+# target, never to the corpus. Usage: run.sh TARGET CORPUS MAX_LENGTH
 set -euo pipefail
 target=$1 corpus=$2 max_length=$3 status=0
 

@@ -15,7 +15,7 @@ using namespace RynvelFuzz;
 constexpr std::size_t size = 660;
 constexpr std::size_t nameSize = 128;
 
-/** Takes all traces of the server. */
+/** A sink for all traces of the server, which checks their texts. */
 class Traces : public ZilTraceControl::Sink {
 public:
     Traces() {
@@ -33,7 +33,7 @@ public:
 
 bool isRead(Type type) { return type >= Type::Read8 && type <= Type::Read32; }
 
-/** The values of a successful response of each type. */
+/** Returns the number of values in a successful response to the request. */
 std::uint32_t valuesOf(const Request& request) {
     if (isRead(request.getType())) {
         return request.getLength();
@@ -41,13 +41,13 @@ std::uint32_t valuesOf(const Request& request) {
     return request.getType() == Type::Ioctl || request.getType() == Type::GetInterruptType ? 1 : 0;
 }
 
-/** The answers that the protocol prescribes, derived from the records alone. */
+/** A connection whose answers must follow the protocol. The expected answers depend on the records alone. */
 class Connection {
 public:
     explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy)
         : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}) {}
 
-    /** False when the server closes the connection. */
+    /** Sends a record. Returns false if the server closes the connection. */
     bool exchange(const Record& record) {
         Request request;
         record.receiveInto(request);
@@ -61,7 +61,7 @@ public:
     }
 
 private:
-    /** Follows the description of the protocol. */
+    /** Returns whether the protocol allows the record. */
     bool isWellFormed(const Record& record) const {
         const std::uint32_t type = record.word(0);
         const std::string name = record.text(4, nameSize);
@@ -94,7 +94,7 @@ private:
         require(!isRead(request.getType()) || request.getLength() > 0, "a read of nothing is refused");
     }
 
-    /** Follows which device is open, and expects to read the written values. */
+    /** Keeps track of the open device. Requires that a register keeps a value that was written without a mask. */
     void follow(const Request& request, const Response& response) {
         if (!response.isSuccessful()) {
             return;
@@ -134,7 +134,7 @@ Rynveld::Policy simulated() {
     return policy;
 }
 
-/** Sends the input over a connection of its own, until the server closes it. */
+/** Sends the input over a new connection, until the server closes the connection. */
 void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, const std::uint8_t* input,
               std::size_t inputSize) {
     Connection connection(devices, policy);
@@ -145,7 +145,7 @@ void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, co
     }
 }
 
-/** Requires the device of the corpus to be in its first state. */
+/** Requires all registers of traf.top, the device of the HTTP inputs in the corpus, to be zero. */
 void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy) {
     Rynveld::TraceLimit limit;
     Rynveld::RequestHandler beside(devices, policy, {"127.0.0.1:1", "127.0.0.1", limit});
@@ -162,7 +162,7 @@ void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& po
     }
 }
 
-/** Sends the input after the beginning of an HTTP request, cut into the records that the server reads. */
+/** Sends the input after the first letters of an HTTP request, and requires that no register changes. */
 void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::Policy& policy) {
     Rynveld::ServedDevices devices(policy);
     for (const std::string method : {"POST", "PUT ", "GET ", "OPTI"}) {

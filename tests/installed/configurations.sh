@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds the library as integrators configure it: with a device description of their own, and with a tracing library that
-# is installed. Usage: configurations.sh RELEASE_BUILD_FOLDER. Ends with a line of totals.
+# Builds the library as integrators configure it, with their own device description, and with an installed tracing
+# library. Usage: configurations.sh RELEASE_BUILD_FOLDER. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 release=$(cd "$1" && pwd) || exit
 . "$root/scripts/checks.sh"
 suite="installed configurations"
 
-# Configures and builds the library into a folder, with further options.
+# Configures and builds the library in a folder. Usage: build FOLDER [OPTION...]
 build() {
     local folder=$1
     shift
@@ -16,7 +16,7 @@ build() {
         cmake --build "$work/$folder"
 }
 
-# Prints a compiler launcher that names sources from a build folder, as compiler caches may do.
+# Prints a compiler launcher that makes the names of sources relative to a build folder, as compiler caches may do.
 launcher_with_relative_names() {
     local relative
     relative=$(realpath --relative-to="$1" "$root")
@@ -56,7 +56,7 @@ names_its_sources_when_the_compiler_has_relative_names() {
     [ $? = 134 ] && grep -q ' MSG cppsrc/RynvelLseek:' "$work/err" && grep -q '^[^ ]*: cppsrc/RynvelLseek:[0-9]*: ' "$work/err"
 }
 
-# The same in a build folder below the sources, as with the presets.
+# Succeeds if a build folder below the sources, as the presets use, also leads to the usual names of sources.
 names_its_sources_in_a_build_below_them() {
     local folder=$root/build/configurations object=cppsrc/CMakeFiles/rynvel_objects.dir/RynvelLseek.cpp.o
     mkdir -p "$folder" && launcher_with_relative_names "$folder" >"$work/launcher_below" &&

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* A program in C99 against the installed package: opens the device that its argument names, or uses a handle as it
- * is. */
+/* A C99 program that uses the installed package. It opens the device that its argument names, or uses a handle without
+ * opening a device. */
 
 #include <rynvel.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program that uses the classes of the installed package: a device with its own table row, or an unchecked handle.
+// A program that uses the classes of the installed package, for a device with its own table row or for a wrong handle.
 
 #include <rynvel.hpp>
 

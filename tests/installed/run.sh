@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Installs a build and uses the result as its users do: everything installed runs in an empty environment.
+# Installs a build, and uses the result as a user does. The installed programs run in an empty environment.
 # Usage: run.sh BUILD_FOLDER [EMULATOR...]
-# Compilers: $CC and $CXX; $SANITIZERS are those of the build. Ends with a line of totals.
+# $CC and $CXX are the compilers. $SANITIZERS are the sanitizers of the build. Ends with a line of totals.
 set -u -o pipefail
 source_folder=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$source_folder/../.." && pwd)
@@ -18,7 +18,7 @@ units="$stage/lib/systemd/system"
 
 library() { find "$stage" -name "lib$1.so.1"; }
 
-# Tells whether the build is a release build: other builds hold debugging information, or no optimized code.
+# Succeeds if the build is a release build. Other builds have debugging information or are not optimized.
 is_a_release() { grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=Release$' "$build/CMakeCache.txt"; }
 
 installs() { cmake --install "$build" --prefix "$stage"; }
@@ -69,7 +69,7 @@ is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<
 
 uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
 
-# The library has none, because of the cost for its operations: see docs/performance.md.
+# Succeeds for a program with a stack protector. Also succeeds for librynvel, which has none because of the cost.
 has_a_stack_protector() {
     case ${1##*/} in
         librynvel.so.*) ;;
@@ -77,7 +77,7 @@ has_a_stack_protector() {
     esac
 }
 
-# Each of them calls a function of the C library that the compiler replaces by one that checks its arguments.
+# Succeeds if a program or library calls at least one checked function of the C library.
 is_fortified() { uses "$1" '__[a-z0-9]+_chk|__open(at)?(64)?_2'; }
 
 holds_no_place_of_the_build() {
@@ -140,7 +140,7 @@ is_named_for_its_interface() {
 
 package_flags() { PKG_CONFIG_LIBDIR="$stage/lib/pkgconfig" pkg-config "$@"; }
 
-# Builds a C program as a user does who has only the name of the package.
+# Builds a C program with the flags of pkg-config only.
 build_with_pkg_config() {
     "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $sanitize "$1" -o "$2" $(package_flags --cflags --libs rynvel)
 }
@@ -152,14 +152,14 @@ builds_with_find_package() {
         -DCMAKE_PREFIX_PATH="$stage" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH && cmake --build "$work/build"
 }
 
-# Runs a program in an environment that holds at most the given variable.
+# Runs a program in an environment that is empty, except for the variable in $setting.
 run_consumer() { (cd "$work" && env -i ${setting+"$setting"} "${emulator[@]}" "$@"); }
 
 c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handle -1' ]; }
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
-# Checks the traces that the installed header describes: the default, and the setting that turns them off.
+# Succeeds if the installed header describes the default traces, and its setting of ZILTRACE turns them off.
 header_tells_how_to_turn_traces_off() {
     local setting
     grep -q 'levels up to 3.*standard error' <(tr -d '\n*' <"$stage/include/rynvel.h" | tr -s ' ') &&
@@ -167,7 +167,7 @@ header_tells_how_to_turn_traces_off() {
         [ -z "$(run_consumer "$work/consumer_c" 2>&1 >/dev/null | tee /dev/stderr)" ]
 }
 
-# Prints a paragraph of the installed header, by the word that it begins with.
+# Prints the paragraph of the installed header that begins with a word.
 header_paragraph() { sed -n "/^ \* $1\./,/^ \*\$/p" "$stage/include/rynvel.h"; }
 
 header_tells_what_is_not_serialised() {
@@ -177,7 +177,7 @@ header_tells_what_is_not_serialised() {
         [[ $sentences == *'A remote device serialises nothing'* ]]
 }
 
-# The first lines of C that a new user copies.
+# Builds and runs the first program of the README.
 first_snippet_runs_without_devices() {
     sed -n '/^```c$/,/^```$/{p; /^```$/q}' "$root/README.md" | grep -v '^```' >"$work/snippet.c" &&
         build_with_pkg_config "$work/snippet.c" "$work/snippet" || return
@@ -189,7 +189,7 @@ classes_program_runs() {
     [ "$(run_consumer "$work/build/consumer")" = 'value 0x7856 in Host order, lock 1, slots 1' ]
 }
 
-# Tells whether a program ends with an assertion on a handle beyond the table. The message names the function.
+# Succeeds if a handle beyond the table ends a program with an assertion. The message must name the function.
 asserts_its_handle() {
     run_consumer "$1" --handle 30 2>"$work/err"
     [ $? = 134 ] && grep -qE "cppsrc/RynvelFactory:[0-9]+: $2: Assertion \`static_cast<size_t>\(handle\) < m_rynvelList" \
@@ -202,7 +202,7 @@ classes_program_asserts_its_handle() {
     asserts_its_handle "$work/build/consumer" 'Rynvel::Device8\* Rynvel::Factory::getBackend8\(int\)'
 }
 
-# The accessors of the Factory are inline functions of its header, on functions of the library.
+# Succeeds if the accessors of the Factory are inline functions of the header that call a function of the library.
 accessors_of_devices_are_inline() {
     local symbols
     symbols=$(defined_symbols | c++filt) || return
@@ -228,7 +228,7 @@ runs_where_it_is_moved_to() {
     mv "$work/moved" "$stage" && return $status
 }
 
-# The traces of the server name its sources as the traces of the library do.
+# Succeeds if the traces of the server name its sources in the same way as the traces of the library.
 server_names_its_sources() {
     local server output line
     exec {output}< <(exec env -i ZILTRACE=Rynveld=5 "${emulator[@]}" "$stage/sbin/rynveld" --simulate \
@@ -242,7 +242,7 @@ server_names_its_sources() {
     grep -E ' Rynveld 5 MSG server/[A-Za-z]+:[0-9]+ ' "$work/traces" || { cat "$work/traces"; return 1; }
 }
 
-# A manual page must cause no complaint: mandoc checks its language, and groff renders it.
+# Succeeds if mandoc and groff report no problem in the manual pages.
 has_manual_pages() {
     local pages="$stage/share/man" page
     for page in "$pages/man1/rynvelctl.1" "$pages/man3/librynvel.3" "$pages/man8/rynveld.8"; do

@@ -4,7 +4,7 @@
 namespace RynvelTest {
 namespace {
 
-/** A map of an array of registers of 4 bytes. */
+/** Returns a map with an array of registers of 4 bytes. */
 std::string arrayOf(const std::string& dim, const std::string& name, const std::string& further = "") {
     return mapOf(element("register", element("dim", dim) + "<dimIncrement>4</dimIncrement>" + further +
                                          element("name", name) + "<addressOffset>0x10</addressOffset>"));

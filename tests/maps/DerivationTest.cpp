@@ -4,7 +4,7 @@
 namespace RynvelTest {
 namespace {
 
-/** An element that is derived from another one. */
+/** Returns an element that is derived from another one. */
 std::string derived(const std::string& tag, const std::string& from, const std::string& content) {
     return "<" + tag + " derivedFrom=\"" + from + "\">" + content + "</" + tag + ">";
 }
@@ -245,7 +245,7 @@ TEST(DerivedField, IsFoundByItsPath) {
 const std::string onOff = "<enumeratedValue><name>Off</name><value>0</value></enumeratedValue>"
                           "<enumeratedValue><name>On</name><value>1</value></enumeratedValue>";
 
-/** Three fields in two registers of two peripherals, of which the last has derived values. */
+/** Returns a map of two peripherals with one field each. The second field has derived values. */
 std::string derivedValues(const std::string& from, const std::string& further = "") {
     const auto field = [](const std::string& name, const std::string& bit, const std::string& values) {
         return named("field", name, element("bitOffset", bit) + values);

@@ -40,7 +40,7 @@ Maps::Register control() {
         field("SAME", "[18:18]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
 }
 
-/** The fields with their values and names. */
+/** Returns the decoded fields as text, each with its value and the name of the value. */
 std::string decoded(const Maps::Register& aRegister, std::uint64_t number) {
     std::string text;
     for (const Maps::FieldValue& each : decode(aRegister, number)) {

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include "MapCatalog.h"
+
 #include <filesystem>
 #include <fstream>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "MapCatalog.h"
 #include "MapText.h"
 #include "OwnFolder.h"
 
@@ -69,9 +70,8 @@ TEST_F(MapCatalogs, HaveTheMapsOfAFolderInTheOrderOfTheirNames) {
     }
     store("first.svd", "");
     store("last.svd", "");
-    EXPECT_EQ(
-        MapCatalog({"first.svd", "maps", "last.svd"}).files(),
-        (Paths{"first.svd", "maps/B.svd", "maps/a.svd", "maps/b.svd", "maps/c.svd", "last.svd"}));
+    EXPECT_EQ(MapCatalog({"first.svd", "maps", "last.svd"}).files(),
+              (Paths{"first.svd", "maps/B.svd", "maps/a.svd", "maps/b.svd", "maps/c.svd", "last.svd"}));
     EXPECT_EQ(MapCatalog({"maps/"}).files().front(), "maps/B.svd");
 }
 

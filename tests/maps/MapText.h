@@ -12,12 +12,15 @@
 
 namespace RynvelTest {
 
-/** An element with a content. */
+/** Returns an element with a content. */
 inline std::string element(const std::string& tag, const std::string& content) {
     return "<" + tag + ">" + content + "</" + tag + ">";
 }
 
-/** What a device needs beside its peripherals, with the properties that registers inherit; all in one line. */
+/**
+ * Returns the elements of a device that precede its peripherals, on one line. They include the properties that
+ * registers inherit.
+ */
 inline std::string deviceHead() {
     return "<name>D</name><version>1</version><description>A device</description>"
            "<addressUnitBits>8</addressUnitBits><width>32</width>"
@@ -28,27 +31,27 @@ inline std::string deviceOf(const std::string& peripherals) {
     return "<device schemaVersion=\"1.3\">" + deviceHead() + element("peripherals", peripherals) + "</device>";
 }
 
-/** A peripheral P at 0x1000 with registers and clusters. */
+/** Returns a peripheral P at 0x1000 with registers and clusters. */
 inline std::string peripheralOf(const std::string& registers) {
     return element("peripheral", "<name>P</name><baseAddress>0x1000</baseAddress>" + element("registers", registers));
 }
 
 inline std::string mapOf(const std::string& registers) { return deviceOf(peripheralOf(registers)); }
 
-/** A register R at 0 with further elements. */
+/** Returns a register R at offset 0 with further elements. */
 inline std::string registerOf(const std::string& elements) {
     return element("register", "<name>R</name><addressOffset>0</addressOffset>" + elements);
 }
 
-/** A map of one register with fields. */
+/** Returns a map of one register with fields. */
 inline std::string mapOfFields(const std::string& fields) { return mapOf(registerOf(element("fields", fields))); }
 
-/** A field F in bits 7 to 4 with further elements. */
+/** Returns a field F in bits 7 to 4 with further elements. */
 inline std::string fieldOf(const std::string& elements) {
     return element("field", "<name>F</name><bitRange>[7:4]</bitRange>" + elements);
 }
 
-/** The diagnostics of a map as a program shows them, one a line. */
+/** Returns the diagnostics of a map as a program prints them, one on each line. */
 inline std::string diagnosticsOf(const Maps::ReadMap& map) {
     std::string lines;
     for (const Maps::Diagnostic& diagnostic : map.diagnostics) {
@@ -57,27 +60,27 @@ inline std::string diagnosticsOf(const Maps::ReadMap& map) {
     return lines;
 }
 
-/** Reads a map that must be usable. */
+/** Returns the device of a map, which must be usable. */
 inline Maps::Device deviceIn(const Maps::ReadMap& map) {
     EXPECT_TRUE(map.device) << diagnosticsOf(map);
     return map.device.value_or(Maps::Device());
 }
 
-/** Reads a map that must be without fault. */
+/** Returns the device of a map, which must have neither warnings nor errors. */
 inline Maps::Device read(const std::string& text) {
     const Maps::ReadMap map = Maps::readMap(text);
     EXPECT_EQ(diagnosticsOf(map), "");
     return deviceIn(map);
 }
 
-/** Reads a map that must be usable and have these warnings. */
+/** Returns the device of a map, which must be usable and have these warnings. */
 inline Maps::Device readOdd(const std::string& text, const std::string& warnings) {
     const Maps::ReadMap map = Maps::readMap(text);
     EXPECT_EQ(diagnosticsOf(map), warnings);
     return deviceIn(map);
 }
 
-/** Expects a map to be refused with an error, which is the last line of the diagnostics. */
+/** Expects that the reader refuses a map. The error must be the last diagnostic. */
 inline void expectError(const std::string& text, const std::string& error, const Maps::Limits& limits = {}) {
     const Maps::ReadMap map = Maps::readMap(text, limits);
     EXPECT_FALSE(map.device);
@@ -85,7 +88,7 @@ inline void expectError(const std::string& text, const std::string& error, const
     EXPECT_EQ(Maps::render("m.svd", map.diagnostics.back()), error);
 }
 
-/** The names of elements, with a space behind each. */
+/** Returns the names of elements, with a space after each name. */
 template <typename Elements>
 std::string namesOf(const Elements& elements) {
     std::string names;
@@ -95,7 +98,7 @@ std::string namesOf(const Elements& elements) {
     return names;
 }
 
-/** The element of that name; ends the test program without it. */
+/** Returns the element of a name. Ends the test program if there is none. */
 template <typename T>
 const T& named(const Maps::SharedList<T>& elements, const std::string& name) {
     const T* const found =

@@ -246,7 +246,7 @@ TEST(LimitedMap, HasNoMoreBytes) {
     expectError(std::string(100, ' '), "m.svd:1: error: not well-formed XML: No document element found", limits);
 }
 
-/** Clusters in clusters. */
+/** Returns a map with clusters inside each other, each on the next line. */
 std::string nestedClusters(std::size_t depth) {
     std::string text;
     for (std::size_t i = 0; i < depth; ++i) {
@@ -285,13 +285,14 @@ Maps::Limits elements(std::uint64_t most) {
     return limits;
 }
 
-/** Counted elements of a name, 100 in an array. */
+/** Returns an array of 100 elements. */
 std::string array(const std::string& tag, const std::string& name, const std::string& place) {
     return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + place);
 }
 
 TEST(LimitedMap, HasNoMoreElementsInAll) {
-    // 10 times A, in each 10 times B and R, and then the register and the peripheral.
+    // A has 10 elements, each with 10 elements of B, and each B has a register. With the other register and the
+    // peripheral, the map has 212 elements.
     const std::string text = mapOf(nestedArrays("10", registerOf("")));
     EXPECT_TRUE(Maps::readMap(text, elements(212)).device);
     expectError(text, "m.svd:1: error: peripheral 'P' exceeds the 211 elements that a map may have", elements(211));

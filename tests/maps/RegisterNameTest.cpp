@@ -12,7 +12,7 @@ using Maps::namesLike;
 
 std::string at(const std::string& offset) { return element("addressOffset", offset); }
 
-/** A register at 0x40, clusters with arrays of registers from 0x10 on, and arrays of fields. */
+/** Returns a map with a register at 0x40, clusters with an array of registers from 0x10 on, and an array of fields. */
 Maps::Device map() {
     const std::string inner =
         "<cluster><name>IN</name><description>C</description>" + at("8") +

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Tests the parts of ./check: a test that fails, ends early or does not run never counts as passed.
+# Tests the scripts of ./check. A test that fails, ends early or does not run must never count as passed.
 # Usage: run.sh. Ends with a line of totals.
 set -u -o pipefail
 cd "$(dirname "$0")/../.." || exit
@@ -9,7 +9,7 @@ cd "$(dirname "$0")/../.." || exit
 . scripts/stages.sh
 suite=scripts
 
-# Starts a new folder of results: a ctest entry of a program of tests, and one of another test.
+# Makes a new folder of results. It has the results of ctest for a program of tests and for another test.
 begin_results() {
     rm -rf "$work/stage"
     mkdir "$work/stage"
@@ -91,7 +91,7 @@ names_the_slowest_tests() {
      0.5 s  stage: Lseek.Reads" ]
 }
 
-# Runs a script of checks with the given content, in a folder of results of its own.
+# Runs a script with the given checks, in a new folder of results.
 run_checks() {
     rm -rf "$work/stage"
     mkdir "$work/stage"
@@ -137,7 +137,7 @@ END
     echo '#include <string>' >"$work/tree/lib/tests/test.cpp"
 }
 
-# Adds an include to a file of that tree, and runs the check of the includes.
+# Makes the tree, adds an include to a file, and runs the check of the includes.
 includes_hold_with() {
     begin_tree
     [ $# = 0 ] || echo "#include $2" >>"$work/tree/$1"
@@ -159,7 +159,7 @@ misses_a_folder_in_the_map() {
     begin_tree
     sed -i /program/d "$work/tree/CONTRIBUTING.md"
     (cd "$work/tree" && echo program/main.cpp | "$OLDPWD/scripts/includes") >"$work/found"
-    [ $? = 1 ] && grep -qx 'program/main.cpp: the map names no folder of it' "$work/found"
+    [ $? = 1 ] && grep -qx 'program/main.cpp: no row of the folder table covers this file' "$work/found"
 }
 
 refuses_to_check_nothing() {
@@ -171,7 +171,7 @@ finds_a_circle_in_the_map() {
     begin_tree
     sed -i 's#the interface | |#the interface | `lib/` |#' "$work/tree/CONTRIBUTING.md"
     ! (cd "$work/tree" && echo lib/Trace.h | "$OLDPWD/scripts/includes") >"$work/found" &&
-        grep '^the map has a circle' "$work/found"
+        grep '^the folder table has a cycle' "$work/found"
 }
 
 # Runs the check of the wordings on a text.
@@ -188,7 +188,7 @@ finds_wordings() {
 
 refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }
 
-# A refusal is one line on standard error, and a status that is not 0.
+# Succeeds if a command fails and prints one line.
 refuses() {
     ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
 }

@@ -52,7 +52,7 @@ class ClientSocketInPieces : public ClientSocketTest, public testing::WithParamI
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ClientSocketInPieces, testing::Values(1U, 4U, 132U, 329U, 659U, 660U));
 
-TEST_P(ClientSocketInPieces, ReceivesARecordWhole) {
+TEST_P(ClientSocketInPieces, ReceivesAWholeRecord) {
     auto whole = startToReceive();
     for (std::size_t from = 0; from < m_request.getSize(); from += GetParam()) {
         sendPiece(from, std::min<std::size_t>(GetParam(), m_request.getSize() - from));
@@ -121,7 +121,7 @@ TEST_F(ClientSocketTest, GivesUpOnAClientThatDoesNotReadItsAnswers) {
     EXPECT_GT(sent, 0U);
 }
 
-TEST_F(ClientSocketTest, IsToldTheIdleTimeoutInFull) {
+TEST_F(ClientSocketTest, SetsTheIdleTimeoutWithMilliseconds) {
     m_socket.setIdleTimeout(90061001ms);
     const auto timeout = optionOf<timeval>(m_socket, SOL_SOCKET, SO_RCVTIMEO);
     EXPECT_EQ(timeout.tv_sec, 90061);
@@ -150,7 +150,7 @@ TEST_F(ClientSocketTest, SendsInHalves) {
     EXPECT_TRUE(hasReceivedTheRequest());
 }
 
-TEST_F(ClientSocketTest, EndsWhatBlocks) {
+TEST_F(ClientSocketTest, EndsBlockedCalls) {
     auto received = startToReceive();
     auto paused = std::async(std::launch::async, [&] { return m_socket.pause(24h); });
     m_socket.shutDown();
@@ -158,13 +158,13 @@ TEST_F(ClientSocketTest, EndsWhatBlocks) {
     EXPECT_FALSE(paused.get());
 }
 
-TEST(ClientSocket, IsClosedAtItsEnd) {
+TEST(ClientSocket, IsClosedByTheDestructor) {
     SocketPair pair;
     { const ClientSocket socket(pair.releaseServer()); }
     EXPECT_TRUE(RecordClient::on(pair.releaseClient()).isEnded());
 }
 
-TEST(ClientSocket, ProbesDeadClientsAndHoldsNoAnswerBack) {
+TEST(ClientSocket, ProbesDeadClientsAndDoesNotDelayAnswers) {
     const ClientSocket socket(::socket(AF_INET, SOCK_STREAM, 0));
     EXPECT_NE(optionOf(socket, SOL_SOCKET, SO_KEEPALIVE), 0);
     EXPECT_NE(optionOf(socket, IPPROTO_TCP, TCP_NODELAY), 0);
@@ -178,7 +178,7 @@ TEST(ClientSocket, NoticesADeadClientWithinAMinute) {
     EXPECT_LE(option(TCP_USER_TIMEOUT), 60000);
 }
 
-TEST(ClientSocket, HoldsLittleOfTheKernelsMemory) {
+TEST(ClientSocket, UsesLittleKernelMemory) {
     constexpr int clients = 128;
     constexpr int most = 64 * 1024 * 1024;
     const LoopbackListener listener;

@@ -19,7 +19,7 @@ void expectFault(const std::string& text, Fault::Kind kind, std::chrono::millise
     EXPECT_EQ(fault->every, every);
 }
 
-TEST(Faults, AreAtEveryRequestUnlessACountSaysOtherwise) {
+TEST(Faults, AffectEveryRequestUnlessACountIsGiven) {
     expectFault("delay=200ms", Fault::Kind::Delay, 200ms, 1);
     expectFault("delay=2s:3", Fault::Kind::Delay, 2s, 3);
     expectFault("error", Fault::Kind::Error, 0ms, 1);
@@ -58,7 +58,7 @@ TEST(Faults, HappenAtTheMultiplesOfTheirCounts) {
     }
 }
 
-TEST(Faults, AreCountedForEachConnectionByItself) {
+TEST(Faults, AreCountedSeparatelyForEachConnection) {
     const std::vector<Fault> faults = {{Fault::Kind::Error, 0ms, 2}};
     FaultInjector one(faults);
     FaultInjector other(faults);

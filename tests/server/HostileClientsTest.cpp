@@ -27,7 +27,7 @@
 #include "RecordClient.h"
 #include "RynveldProcess.h"
 
-// Clients that do everything wrong, and many clients that do everything right.
+// Tests the server with clients that violate the protocol, and with many clients that follow it.
 
 namespace RynvelTest {
 namespace {
@@ -48,7 +48,7 @@ constexpr bool memoryIsItsOwn = !sanitized && !emulated;
 constexpr std::size_t requestSize = 660;
 constexpr auto name = "uio.32";
 
-/** The connections of one thread. They take turns, so that all are busy at the same time. */
+/** The connections of one thread. The thread sends over all of them before it receives, so all are busy at once. */
 using Clients = std::vector<RecordClient>;
 
 Clients connectTo(const RynveldProcess& server, std::size_t count) {
@@ -85,7 +85,7 @@ void expectNoMoreDescriptors(const RynveldProcess& server, std::size_t most) {
     EXPECT_TRUE(comesAbout([&] { return server.descriptors() <= most; })) << server.descriptors();
 }
 
-/** Bytes that resemble requests. A given share of them are correct requests. */
+/** Random bytes, numbers and requests. A seed always gives the same sequence. */
 class Noise {
 public:
     explicit Noise(unsigned int seed) : m_random(seed) {}
@@ -100,7 +100,7 @@ public:
     std::uint32_t below(std::uint32_t limit) { return word() % limit; }
     bool half() { return below(2) == 0; }
 
-    /** A request of any type, with an address and a length of any kind. */
+    /** Returns a random request. Its fields may be correct or not. */
     Request request() {
         static constexpr std::array<const char*, 4> names{"uio.32", "uio.16", "seek.8", "nothing"};
         Request request(static_cast<Type>(below(14)), names[below(names.size())]);
@@ -121,7 +121,7 @@ void append(std::vector<char>& bytes, const Request& request) {
     bytes.insert(bytes.end(), record.begin(), record.end());
 }
 
-/** Sends as much as the server accepts, and reads the answers. */
+/** Sends as many of the bytes as the server accepts, and discards the answers. */
 void throwAt(const RynveldProcess& server, const std::vector<char>& bytes) {
     const RecordClient client(server.port());
     std::thread reader([&] {
@@ -150,7 +150,7 @@ TEST(HostileClients, SendAnythingThatARequestCanBe) {
         std::vector<char> requests;
         append(requests, Request(Type::Open, name));
         for (unsigned int j = 0; j < 200; ++j) {
-            // After the answer to a wait, the answers no longer match the requests.
+            // Leaves out waits, because an armed connection also carries interrupts.
             const Request request = noise.request();
             if (request.getType() != Type::WaitForInterrupt) {
                 append(requests, request);
@@ -177,7 +177,7 @@ TEST(HostileClients, LoseTheirConnectionWithTheFirstRecordThatIsNotARequest) {
     expectService(server);
 }
 
-/** The body that a web page could make a browser post to the server: a write request at every alignment. */
+/** Returns a body that a web page could make a browser post. It has a write request at every alignment. */
 std::vector<char> writesAtEveryAlignment(std::uint32_t address) {
     std::vector<char> body;
     for (std::size_t i = 0; i <= requestSize; ++i) {
@@ -204,7 +204,7 @@ TEST(HostileClients, ReachNoRegisterThroughAnHttpClient) {
     const auto body = writesAtEveryAlignment(address);
     std::ofstream("body", std::ios::binary).write(body.data(), static_cast<std::streamsize>(body.size()));
     const int status = post(server);
-    // No answer, a failed sending, or a failed reception: the server closed the connection.
+    // If the server closes the connection, curl reports an empty reply, a failed send or a failed receive.
     EXPECT_TRUE(status == 52 || status == 55 || status == 56) << status;
     EXPECT_EQ(std::filesystem::exists("answer") ? std::filesystem::file_size("answer") : 0U, 0U);
     EXPECT_EQ(RecordClient(server.port(), name).values(readOf(name, address)), Values{0});
@@ -237,7 +237,7 @@ TEST(HostileClients, ConnectThousandsOfTimesAndSayNothing) {
     expectNoMoreDescriptors(server, descriptors);
 }
 
-/** Writes and reads back one register for each client, in every round. */
+/** In every round, writes one register for each client and reads the register back. */
 void useRegistersFrom(std::uint32_t first, const Clients& clients, std::uint32_t rounds) {
     const auto registerOf = [first](std::size_t i) { return static_cast<std::uint32_t>(first + i); };
     exchangeOver(clients, [](std::size_t /*i*/) { return Request(Type::Open, name); });
@@ -269,7 +269,7 @@ TEST(ManyClients, AreAllAnsweredCorrectly) {
     std::cout << "100000 operations of 500 connections in " << time.count() << " s" << std::endl;
 }
 
-/** Clients that all disconnect during an exchange, as in a killed process: they do not read the answers. */
+/** Makes clients send one and a half records, and disconnect without reading the answers, as killed clients do. */
 void goInTheMiddleOfAnExchange(const RynveldProcess& server, std::size_t count) {
     const std::vector<char> requests(requestSize * 3 / 2);
     for (const auto& client : connectTo(server, count)) {
@@ -281,7 +281,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
     const RynveldProcess server({"--simulate", "--max-connections", "1000", "--max-connections-per-host", "1000"});
     const std::size_t descriptors = server.descriptors();
     const std::size_t threads = server.threads();
-    // The thread sanitizer starts a thread of its own.
+    // The thread sanitizer may start its own thread.
     const std::size_t flat = threads + (sanitized ? 1 : 0);
     const auto isFlat = [&] { return server.descriptors() == descriptors && server.threads() <= flat; };
     std::vector<std::size_t> memory;
@@ -291,7 +291,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
         ASSERT_TRUE(comesAbout(isFlat)) << server.descriptors() << " descriptors, " << server.threads() << " threads";
         memory.push_back(server.residentMemory());
     }
-    // The allocator keeps some memory for the next clients.
+    // The allocator keeps some memory, so the test compares later rounds with earlier ones.
     const auto half = memory.begin() + static_cast<std::ptrdiff_t>(memory.size() / 2);
     const std::size_t before = *std::max_element(memory.begin(), half);
     const std::size_t after = *std::min_element(half, memory.end());
@@ -303,7 +303,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
     expectService(server);
 }
 
-/** Sends requests and reads no answers, until the server cannot send any more. */
+/** Sends requests without reading the answers, until sending would block. */
 void stall(const RecordClient& client) {
     constexpr int small = 1;
     ::setsockopt(client.socket(), SOL_SOCKET, SO_RCVBUF, &small, sizeof(small));
@@ -319,7 +319,7 @@ std::chrono::duration<double, std::micro> roundTrip(const RecordClient& client) 
     return Clock::now() - begin;
 }
 
-/** Keeps the calling thread, and the processes that it starts, on one processor, so that times compare. */
+/** A scope in which the thread and the processes that it starts share one processor, so their times are comparable. */
 class OneProcessor {
 public:
     OneProcessor() {
@@ -346,7 +346,7 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
     for (const auto& client : stalled) {
         stall(client);
     }
-    // The server carries out their requests until it cannot send any more answers.
+    // The measurement begins when the server cannot send any more answers to the stalled clients.
     unsigned int idle = 0;
     ASSERT_TRUE(comesAbout([&] {
         idle = busy.isIdle() ? idle + 1 : 0;
@@ -367,18 +367,18 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
               << " us with 100 stalled clients: ratio " << ratio << std::endl;
 }
 
-/** Everything at once, for a while: what a client does repeatedly. */
+/** Clients of several kinds that use a server repeatedly and at the same time, for the duration of the soak. */
 class Soak {
 public:
     explicit Soak(const RynveldProcess& server) : m_server(server) {}
 
-    /** Returns how long the soak takes. */
+    /** Returns the duration of the soak, RYNVEL_SOAK_SECONDS or 2 seconds. */
     static std::chrono::seconds time() {
         const char* const seconds = std::getenv("RYNVEL_SOAK_SECONDS");
         return std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
     }
 
-    /** Starts clients. Each makes one connection after the other, with its own random numbers. */
+    /** Starts clients. Each uses one connection after the other, with its own random numbers. */
     template <typename Use>
     void start(unsigned int count, const Use& use) {
         for (unsigned int i = 0; i < count; ++i) {
@@ -400,7 +400,7 @@ private:
     std::vector<std::future<void>> m_clients;
 };
 
-/** The server keeps the registers of a simulated device. */
+/** Uses every device once. The server keeps simulated devices, so its number of descriptors does not grow later. */
 void useEveryDevice(const RynveldProcess& server) {
     for (const char* device : {"uio.32", "uio.16", "seek.8"}) {
         RecordClient(server.port(), device).exchange(Request(Type::WaitForInterrupt, device));
@@ -414,7 +414,7 @@ void receiveInterrupts(RecordClient& client, Noise& /*noise*/) {
     }
 }
 
-/** Breaks the connection, or leaves it to be closed. */
+/** Resets the connection, or leaves the connection to the destructor of the client. */
 void end(RecordClient& client, Noise& noise) {
     if (noise.half()) {
         client.reset();
@@ -424,7 +424,7 @@ void end(RecordClient& client, Noise& noise) {
 void requestAnything(RecordClient& client, Noise& noise) {
     for (std::uint32_t i = noise.below(20); i > 0; --i) {
         Request request = noise.request();
-        // The other clients rely on their registers and their interrupts.
+        // Other clients check the registers and the interrupts of this device.
         if (request.getDeviceName() == name) {
             request.setType(noise.half() ? Type::Open : Type::WaitForInterrupt);
         }
@@ -467,7 +467,7 @@ std::size_t countOf(const std::string& part, const std::string& text) {
     return count;
 }
 
-/** The server closes the connections of clients that send no requests, and limits the traces that they cause. */
+/** Expects only traces that hostile clients cause, and no more lines about disconnections than the limit. */
 void expectTracesOfASoak(const std::string& text) {
     const std::size_t hungUp = countOf(" was disconnected: ", text);
     EXPECT_GT(hungUp, 0U);

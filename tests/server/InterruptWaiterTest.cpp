@@ -30,15 +30,15 @@ using Rynveld::InterruptWaiter;
 using namespace std::chrono_literals;
 
 /**
- * A device with an interrupt, like a UIO device: while the source is active and the interrupt is enabled, it fires,
- * which disables it. A program receives the number of interrupts so far.
+ * A device with an interrupt, like a UIO device. If the source is active and the interrupt is enabled, the interrupt
+ * fires and is then disabled. The interrupt word is the number of interrupts so far.
  */
 class FakeDevice : public Rynvel::IDevice {
 public:
     explicit FakeDevice(bool waitEnablesInterrupt = true)
         : IDevice("fake"), m_waitEnablesInterrupt(waitEnablesInterrupt) {}
 
-    /** An active source fires whenever the interrupt is enabled. */
+    /** Activates the source. The interrupt then fires whenever it is enabled. */
     void activate() {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_active = true;
@@ -50,12 +50,12 @@ public:
         ++m_pulses;
         fire();
     }
-    /** Makes a signal end the next wait. */
+    /** Makes the next wait fail with EINTR, as after a signal. */
     void interruptTheNextWait() { m_waitIsInterrupted = true; }
-    /** Makes enabling block until a signal comes. */
+    /** Makes enableInterrupt() block until the thread receives a signal. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
-    /** Makes every further reception fail. */
+    /** Makes every further wait fail. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -121,7 +121,7 @@ private:
     std::uint32_t m_count = 0;
 };
 
-/** A client whose connection can be armed. */
+/** A client whose connection is armed from construction to disarm(). */
 class ArmedClient {
 public:
     explicit ArmedClient(InterruptWaiter& waiter) : m_waiter(waiter) { arm(); }
@@ -135,11 +135,11 @@ public:
     }
     void disarm() { m_waiter.disarm(m_pair.server()); }
 
-    /** The next interrupt word. */
+    /** Returns the next interrupt word. */
     std::uint32_t word() const { return m_client.interrupt(); }
     bool isEnded() const { return m_client.isEnded(); }
     bool hasNothing() const { return m_client.hasNothing(); }
-    /** Leaves room for few words that the client has not read. */
+    /** Limits the send buffer of the server to a few interrupt words. */
     void leaveLittleRoom() const {
         constexpr int small = 1;
         EXPECT_EQ(::setsockopt(m_pair.server(), SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
@@ -153,7 +153,7 @@ private:
     InterruptWaiter& m_waiter;
 };
 
-/** By default, waiting enables the interrupt of the device, and nothing is held off. */
+/** A fixture for an interrupt waiter. By default, a wait enables the interrupt, and the hold-off time is 0. */
 class InterruptWaiterTest : public testing::Test {
 protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
@@ -163,7 +163,7 @@ protected:
         Rynveld::installWakeUpHandler();
     }
 
-    /** Makes an interrupt. Returns whether each client receives its word. */
+    /** Raises one interrupt. Returns whether each client receives the word. */
     template <typename... Clients>
     bool pulseArrives(std::uint32_t word, const Clients&... clients) {
         m_device.pulse();
@@ -206,7 +206,7 @@ TEST_F(WaitingDoesNotEnable, SendsWordsInNetworkOrder) {
     m_waiter.disarm(pair.server());
 }
 
-TEST_F(WaitingDoesNotEnable, EnablesTheInterruptOnlyWhereWaitingDoes) {
+TEST_F(WaitingDoesNotEnable, DoesNotEnableTheInterruptAgain) {
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(m_waiter.enable());
     EXPECT_TRUE(pulseArrives(1, client));
@@ -237,7 +237,7 @@ TEST_F(HeldOffForLong, StopsWaitingAfterTheLastSocketAndResumesWithTheNext) {
     }
 }
 
-TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
+TEST_F(InterruptWaiterTest, KeepsTheWordsForASocketUntilDeliveryStarts) {
     const SocketPair pair;
     const RecordClient client = RecordClient::on(::dup(pair.client()));
     m_waiter.arm(pair.server(), m_peer);
@@ -256,7 +256,7 @@ TEST_F(InterruptWaiterTest, KeepsTheWordsOfASocketUntilItBegins) {
 
 std::atomic<unsigned int> wakeUps{0};
 
-TEST_F(HeldOffForLong, IsStoppedWithoutASignalWhileItWaits) {
+TEST_F(HeldOffForLong, StopsWithoutASignalWhileItWaits) {
     struct sigaction count {};
     struct sigaction before {};
     count.sa_handler = [](int /*signal*/) { ++wakeUps; };
@@ -269,7 +269,7 @@ TEST_F(HeldOffForLong, IsStoppedWithoutASignalWhileItWaits) {
     sigaction(SIGUSR1, &before, nullptr);
 }
 
-/** A device whose driver reports an interrupt when there is none, as a driver without poll support does. */
+/** A device whose descriptor is always readable, as with a driver without poll support. */
 class UnpollableDevice : public FakeDevice {
 public:
     UnpollableDevice() : FakeDevice(false) { EXPECT_EQ(::write(m_always.client(), "", 1), 1); }
@@ -285,7 +285,7 @@ private:
     const SocketPair m_never;
 };
 
-TEST_F(InterruptWaiterTest, IsStoppedInsideOfADeviceThatCannotBePolled) {
+TEST_F(InterruptWaiterTest, StopsInsideADeviceThatCannotBePolled) {
     UnpollableDevice device;
     InterruptWaiter waiter(device, false);
     for (unsigned int i = 0; i < 10; ++i) {
@@ -349,7 +349,7 @@ TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledUntilAClientEnablesIt) {
     EXPECT_EQ(client.word(), 3U);
 }
 
-TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenThatIsAskedForBeforeItsThreadBegins) {
+TEST_F(InterruptWaiterTest, LeavesTheInterruptDisabledWhenAClientDisablesItAtOnce) {
     m_device.activate();
     for (unsigned int round = 0; round < 100; ++round) {
         const ArmedClient client(m_waiter);
@@ -367,14 +367,14 @@ TEST_F(WaitingDoesNotEnable, ReportsWhenTheInterruptCannotBeEnabled) {
     EXPECT_FALSE(m_waiter.enable());
 }
 
-TEST_F(WaitingDoesNotEnable, WaitsOnAfterASignal) {
+TEST_F(WaitingDoesNotEnable, ContinuesToWaitAfterASignal) {
     m_device.interruptTheNextWait();
     const ArmedClient client(m_waiter);
     EXPECT_TRUE(m_waiter.enable());
     EXPECT_TRUE(pulseArrives(1, client));
 }
 
-TEST_F(InterruptWaiterTest, EndsWhileTheDeviceBlocksInItsEnabling) {
+TEST_F(InterruptWaiterTest, EndsWhileEnablingTheInterruptBlocks) {
     m_device.blockWhenEnabled();
     const ArmedClient client(m_waiter);
 }
@@ -406,7 +406,7 @@ TEST_F(InterruptWaiterTest, ClosesTheConnectionsWhenTheInterruptCannotBeEnabled)
     EXPECT_TRUE(client.isEnded());
 }
 
-TEST_F(InterruptWaiterTest, LosesTheWordsOfAnUnreadSocketOnly) {
+TEST_F(InterruptWaiterTest, LosesOnlyTheWordsOfAnUnreadSocket) {
     const TraceRecorder recorder(1, "Rynveld");
     const ArmedClient lazy(m_waiter);
     lazy.leaveLittleRoom();
@@ -423,7 +423,7 @@ TEST_F(InterruptWaiterTest, LosesTheWordsOfAnUnreadSocketOnly) {
     }
 }
 
-/** Delays a trace, so that the test can check everything else meanwhile. */
+/** A trace sink that blocks until the test calls end(). */
 class SlowTraces : public ZilTraceControl::Sink {
 public:
     SlowTraces() {
@@ -432,7 +432,7 @@ public:
     }
     SlowTraces(const SlowTraces&) = delete;
     SlowTraces& operator=(const SlowTraces&) = delete;
-    // Waits for a trace that is still being written, before the members are destroyed.
+    // setSink() waits until no thread uses this sink any more, so the members must still exist.
     ~SlowTraces() override {
         ZilTraceControl::setSink(m_before);
         ZilTraceControl::resetLevels();
@@ -467,7 +467,7 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
     EXPECT_TRUE(enabled.get());
 }
 
-/** Makes the start of a thread fail: the system has no memory for the stack. */
+/** A scope in which no thread can start, because the system has no memory for its stack. */
 class NoMoreThreads {
 public:
     NoMoreThreads() {

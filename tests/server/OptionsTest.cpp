@@ -22,7 +22,7 @@ Options parse(const Words& words) {
     return Rynveld::parseOptions(static_cast<int>(pointers.size()), pointers.data());
 }
 
-/** The message for a wrong command line; empty for a correct one. */
+/** Returns the message for a wrong command line, or an empty text for a correct one. */
 std::string problemOf(const Words& words) {
     try {
         parse(words);
@@ -32,7 +32,7 @@ std::string problemOf(const Words& words) {
     return "";
 }
 
-/** Expects the problem for each value, in a message that quotes the value. */
+/** Expects a message for each value. The message quotes the value and ends with the problem. */
 void expectWrong(const std::string& option, const std::vector<std::string>& values, const std::string& problem) {
     for (const auto& value : values) {
         EXPECT_EQ(problemOf({option, value}), option + ": '" + value + "' " + problem);
@@ -112,7 +112,7 @@ TEST(Options, AllowIoctlCommandsByNumber) {
                 "is not a number of at most 32 bits (for example 0xEE00)");
 }
 
-TEST(Options, LimitConnectionsAndIdleness) {
+TEST(Options, LimitConnectionsAndIdleTime) {
     EXPECT_EQ(parse({"--max-connections", "1"}).maxConnections, 1U);
     EXPECT_EQ(parse({"--max-connections", "10000"}).maxConnections, 10000U);
     for (const char* wrong : {"0", "10001", "-1", "many", ""}) {
@@ -130,7 +130,7 @@ TEST(Options, LimitConnectionsAndIdleness) {
               "--idle-timeout: '5' is not a time (a whole number with the unit ms, s or m, at most one day)");
 }
 
-/** Returns a numeric setting of the systemd unit that starts the server. */
+/** Returns a numeric setting of the systemd unit that starts the server, or 0 if the unit does not have it. */
 std::size_t limitInUnit(const std::string& name) {
     std::ifstream unit(RYNVELD_UNIT);
     for (std::string line; std::getline(unit, line);) {
@@ -141,7 +141,7 @@ std::size_t limitInUnit(const std::string& name) {
     return 0;
 }
 
-TEST(Options, LimitConnectionsToWhatTheServicesUnitHasRoomFor) {
+TEST(Options, LimitConnectionsToTheCapacityOfTheSystemdUnit) {
     constexpr std::size_t most = 10000;
     constexpr std::size_t others = 100;
     EXPECT_EQ(parse({"--max-connections", std::to_string(most)}).maxConnections, most);

@@ -19,7 +19,7 @@ struct Mapped {
     static constexpr bool hasInterrupts = true;
 };
 
-/** Registers of a simulated device of a server. */
+/** The registers of a simulated device of a server. */
 template <typename T, typename Kind>
 class RemoteRegisters {
 public:

@@ -14,7 +14,7 @@
 #include "RecordClient.h"
 #include "RynveldProcess.h"
 
-// The remote devices of the library, with the real server.
+// Tests the remote devices of the library with the real server.
 
 namespace RynvelTest {
 namespace {
@@ -27,7 +27,7 @@ std::unique_ptr<Remote<T>> remote(const RynveldProcess& server, const std::strin
     return std::make_unique<Remote<T>>(name, server.address(), plainMutex());
 }
 
-/** A seekable device of each width. */
+/** A fixture for a remote device of a width. The device is seekable at the server. */
 template <typename T>
 class RemoteOnRynveld : public testing::Test {
 protected:
@@ -66,7 +66,7 @@ TYPED_TEST(RemoteOnRynveld, MovesTheLongestBurstsInBothOrders) {
     }
 }
 
-TYPED_TEST(RemoteOnRynveld, IsRefusedLongerReadsAndWritesTheStartOfLongerBursts) {
+TYPED_TEST(RemoteOnRynveld, FailsToReadLongerBurstsAndWritesOnlyTheirStart) {
     std::array<TypeParam, 129> values{};
     values.fill(5);
     EXPECT_TRUE(this->m_device->write(0, values.data(), 129, ByteOrder::Host));
@@ -75,7 +75,7 @@ TYPED_TEST(RemoteOnRynveld, IsRefusedLongerReadsAndWritesTheStartOfLongerBursts)
     EXPECT_EQ(this->at(128 * sizeof(TypeParam)), 0U);
 }
 
-TYPED_TEST(RemoteOnRynveld, IsRefusedWhatLiesOutsideOfTheDevice) {
+TYPED_TEST(RemoteOnRynveld, FailsOutsideTheDevice) {
     TypeParam value = 9;
     EXPECT_FALSE(this->m_device->read(4096, &value));
     EXPECT_FALSE(this->m_device->write(4096, 1));
@@ -83,12 +83,12 @@ TYPED_TEST(RemoteOnRynveld, IsRefusedWhatLiesOutsideOfTheDevice) {
     EXPECT_TRUE(this->m_device->read(0, &value));
 }
 
-TYPED_TEST(RemoteOnRynveld, PassesAllowedIoctlCommandsOn) {
+TYPED_TEST(RemoteOnRynveld, ForwardsAllowedIoctlCommands) {
     EXPECT_EQ(this->m_device->ioctl(7, 1), 0);
     EXPECT_EQ(this->m_device->ioctl(8, 1), -1);
 }
 
-TYPED_TEST(RemoteOnRynveld, HasNoInterruptsWhereTheServersDeviceHasNone) {
+TYPED_TEST(RemoteOnRynveld, HasNoInterruptsIfTheDeviceOfTheServerHasNone) {
     unsigned long word = 0;
     EXPECT_EQ(this->m_device->getNativeHandle(), -1);
     EXPECT_FALSE(this->m_device->enableInterrupt());
@@ -100,7 +100,7 @@ TYPED_TEST(RemoteOnRynveld, HasNoInterruptsWhereTheServersDeviceHasNone) {
 TYPED_TEST(RemoteOnRynveld, LosesNoBitOfMaskedWritesOfManyClients) {
     constexpr unsigned int clients = 4;
     constexpr unsigned int rounds = 100;
-    // Connecting resolves the address. Only one thread may do so at a time.
+    // The constructor calls gethostbyname(), which is not thread-safe, so one thread makes all devices.
     std::vector<std::unique_ptr<Remote<TypeParam>>> devices;
     for (unsigned int i = 0; i < clients; ++i) {
         devices.push_back(remote<TypeParam>(this->m_server, this->m_name));
@@ -122,7 +122,7 @@ TYPED_TEST(RemoteOnRynveld, LosesNoBitOfMaskedWritesOfManyClients) {
     EXPECT_EQ(this->at(0), 0xFFU);
 }
 
-TYPED_TEST(RemoteOnRynveld, WorksOnWithNothingOnADeviceOfAnotherWidthAndOnOneThatTheServerDoesNotHave) {
+TYPED_TEST(RemoteOnRynveld, FailsOnADeviceOfAnotherWidthAndOnAnUnknownDevice) {
     for (const char* name : {sizeof(TypeParam) == 1 ? "seek.16" : "seek.8", "nothing"}) {
         const auto device = remote<TypeParam>(this->m_server, name);
         TypeParam value = 9;
@@ -132,7 +132,7 @@ TYPED_TEST(RemoteOnRynveld, WorksOnWithNothingOnADeviceOfAnotherWidthAndOnOneTha
     }
 }
 
-/** A device with interrupts, and a client beside it that raises them. */
+/** A fixture for a device with interrupts, and a second client that raises the interrupts. */
 template <typename T>
 class RemoteInterruptsOnRynveld : public testing::Test {
 protected:
@@ -175,7 +175,7 @@ TYPED_TEST(RemoteInterruptsOnRynveld, MakeADescriptorReadable) {
     EXPECT_EQ(this->received(), 5U);
 }
 
-/** A device of a server with simulated faults. */
+/** A fixture for a device of a server with simulated faults. */
 class RemoteOnFaultyRynveld : public testing::Test {
 protected:
     std::unique_ptr<Remote<std::uint32_t>> connect(const std::string& fault) {
@@ -202,7 +202,7 @@ TEST_F(RemoteOnFaultyRynveld, WaitsForDelayedAnswers) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
 }
 
-TEST_F(RemoteOnFaultyRynveld, TakesTheFirstHalfOfASplitAnswerForAllOfIt) {
+TEST_F(RemoteOnFaultyRynveld, TreatsTheFirstHalfOfASplitAnswerAsTheWholeAnswer) {
     const auto device = connect("split=1m:3");
     std::array<std::uint32_t, 128> values{};
     std::iota(values.begin(), values.end(), 1U);
@@ -212,7 +212,7 @@ TEST_F(RemoteOnFaultyRynveld, TakesTheFirstHalfOfASplitAnswerForAllOfIt) {
     EXPECT_EQ(read, (std::array<std::uint32_t, 128>{}));
 }
 
-TEST_F(RemoteOnFaultyRynveld, FailsForGoodWhenItsConnectionEnds) {
+TEST_F(RemoteOnFaultyRynveld, FailsPermanentlyWhenItsConnectionEnds) {
     const auto device = connect("disconnect:3");
     EXPECT_TRUE(device->read(0, &m_value));
     EXPECT_FALSE(device->read(0, &m_value));
@@ -222,7 +222,7 @@ TEST_F(RemoteOnFaultyRynveld, FailsForGoodWhenItsConnectionEnds) {
     EXPECT_TRUE(later->read(0, &m_value));
 }
 
-TEST_F(RemoteOnFaultyRynveld, HasNoDeviceWhereEveryRequestIsAnError) {
+TEST_F(RemoteOnFaultyRynveld, HasNoDeviceIfEveryRequestIsAnError) {
     const auto device = connect("error");
     EXPECT_FALSE(device->read(0, &m_value));
     EXPECT_FALSE(device->enableInterrupt());

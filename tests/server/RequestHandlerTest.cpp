@@ -59,7 +59,7 @@ public:
         EXPECT_EQ(response.getLength(), 0U);
         return response.isSuccessful();
     }
-    /** The values of a successful answer. */
+    /** Expects a successful answer, and returns its values. */
     Values values(const Request& request) {
         const auto response = handle(request);
         EXPECT_TRUE(response.isSuccessful());
@@ -78,7 +78,7 @@ public:
     explicit Server(Policy policy) : m_policy(std::move(policy)), m_devices(m_policy) {}
 
     Connection connect() { return {m_devices, m_policy}; }
-    /** A connection that has opened the device. */
+    /** Returns a connection that has opened the device. */
     Connection connect(const std::string& name) {
         Connection connection = connect();
         EXPECT_TRUE(connection.open(name));
@@ -94,7 +94,7 @@ class RequestRefusals : public testing::Test {
 protected:
     explicit RequestRefusals(const Policy& policy) : m_server(policy) {}
 
-    /** Expects an empty Error and one line with the refused request and the reason. */
+    /** Expects an Error without values. Expects the last trace to name the refused request and the reason. */
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason,
                        const std::string& shownName) {
         m_recorder.clear();
@@ -121,7 +121,7 @@ protected:
                   "Rynveld 3 open: Device \"" + name + "\" cannot be opened for 10.0.0.7:4711: " + reason + ".");
     }
 
-    /** Expects that each record ends its connection, with one line that says why. */
+    /** Expects each record to end the connection, with one trace that says why. */
     void expectEnd(Connection& connection, const std::vector<Request>& requests, const std::string& reason) {
         for (const auto& request : requests) {
             m_recorder.clear();
@@ -148,7 +148,7 @@ protected:
     Connection m_uio32 = m_server.connect("uio.32");
 };
 
-TEST_F(RequestHandlerTest, TracesNothingOfWhatItServes) {
+TEST_F(RequestHandlerTest, TracesNothingForRequestsThatItServes) {
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 1, {2})));
     EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(lines(), EventLog{});
@@ -164,12 +164,12 @@ TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForAnotherDeviceThanThe
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, TracesAFloodOfBadRequestsInPart) {
+TEST_F(RequestHandlerTest, LimitsTheTracesOfAFloodOfBadRequests) {
     auto connection = m_server.connect();
     for (unsigned int i = 0; i < 1000; ++i) {
         EXPECT_FALSE(connection.open("nothing"));
     }
-    // One line of each kind.
+    // Each failed opening causes two traces, and the limit applies to each of the two kinds.
     EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesPerPeriod);
 }
 
@@ -192,7 +192,7 @@ TEST_F(RequestHandlerTest, ReleasesTheDeviceOnClose) {
     EXPECT_TRUE(m_uio32.open("uio.32"));
 }
 
-TEST_F(RequestHandlerTest, RefusesAClientThatOnlyAsksWhetherTheServerIsThereWithoutAFailure) {
+TEST_F(RequestHandlerTest, RefusesAnEmptyNameWithoutTracingAFailure) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, ""), "the device name is empty");
     EXPECT_EQ(lines().size(), 1U);
@@ -224,7 +224,7 @@ TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
     EXPECT_TRUE(m_server.connect().accepts(Request(Type::Open, "\xc3\xbc ~!")));
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
+TEST_F(RequestHandlerTest, AcceptsNoUnknownType) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
     for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
@@ -232,7 +232,7 @@ TEST_F(RequestHandlerTest, AcceptsNoTypeThatDoesNotExist) {
     }
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128WhateverTheType) {
+TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128ForAnyType) {
     for (std::uint32_t number = 0; number <= 13; ++number) {
         const auto type = static_cast<Type>(number);
         auto connection = m_server.connect();
@@ -252,12 +252,12 @@ TEST_F(RequestHandlerTest, AcceptsOnlyTheByteOrdersNetworkAndHost) {
               "the byte order of a request is neither 0 nor 1");
 }
 
-TEST_F(RequestHandlerTest, TakesANameUpToItsTerminator) {
+TEST_F(RequestHandlerTest, ReadsANameUpToItsTerminator) {
     const std::string name = std::string("uio.32") + '\0' + std::string(121, 'n');
     EXPECT_TRUE(m_server.connect().succeeds(record(Type::Open, name)));
 }
 
-TEST_F(RequestHandlerTest, ShowsNothingOfAStrangeNameThatCouldBeTakenForMoreLines) {
+TEST_F(RequestHandlerTest, TracesQuestionMarksForSpecialCharactersOfAName) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, "a\nb\x1b[\x7f\xff"), "the device cannot be opened", "a?b?[??");
 }
@@ -313,11 +313,11 @@ TEST_F(RequestHandlerTest, MovesBurstsOf128Values) {
     EXPECT_EQ(m_uio16.values(inOrder(ByteOrder::Host, readOf("uio.16", 2048 - 128, 128))), values);
 }
 
-TEST_F(RequestHandlerTest, RefusesAReadOfNothing) {
+TEST_F(RequestHandlerTest, RefusesAnEmptyRead) {
     expectRefusal(m_uio32, readOf("uio.32", 0, 0), "the length of the read is 0");
 }
 
-TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
+TEST_F(RequestHandlerTest, AcceptsAnEmptyWriteWithoutADeviceAccess) {
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {7})));
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {})));
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 5)), Values{7});
@@ -325,7 +325,7 @@ TEST_F(RequestHandlerTest, WritesNothingSuccessfullyAndTouchesNoDevice) {
     EXPECT_TRUE(m_server.connect("seek.32").succeeds(writeOf("seek.32", 3, {})));
 }
 
-TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTakesAMaskOfZeroForAPlainWrite) {
+TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTreatsAMaskOfZeroAsAPlainWrite) {
     EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0x1234}), 0)));
     EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0x1234});
     EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0xFFFF}), 0x0F0F)));
@@ -350,7 +350,7 @@ TEST_F(RequestHandlerTest, RefusesValuesAndMasksWiderThanTheRegister) {
     }
 }
 
-TEST_F(RequestHandlerTest, PassesOnlyAllowedIoctlCommandsOnAndAnswersWithTheirResult) {
+TEST_F(RequestHandlerTest, ForwardsOnlyAllowedIoctlCommandsAndAnswersWithTheirResult) {
     expectRefusal(m_uio32, ioctlOf("uio.32", 0xEE00), forbiddenIoctl);
     auto policy = simulated();
     policy.ioctls = {0xEE00};
@@ -360,7 +360,7 @@ TEST_F(RequestHandlerTest, PassesOnlyAllowedIoctlCommandsOnAndAnswersWithTheirRe
     expectRefusal(connection, ioctlOf("uio.32", 0xEE01), forbiddenIoctl);
 }
 
-TEST_F(RequestHandlerTest, TellsTheInterruptTypeOfASimulatedDevice) {
+TEST_F(RequestHandlerTest, ReturnsTheInterruptTypeOfASimulatedDevice) {
     EXPECT_EQ(m_uio32.values(Request(Type::GetInterruptType, "uio.32")), Values{4});
 }
 
@@ -373,7 +373,7 @@ TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts)
     expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
-/** Requests of a client for the interrupt of a simulated device. */
+/** A fixture for requests of a client to the interrupt of a simulated device. */
 class SimulatedInterruptRequests : public RequestHandlerTest {
 protected:
     bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }
@@ -424,7 +424,7 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     EXPECT_TRUE(connection.open("uio.32"));
 }
 
-TEST_F(RequestHandlerTest, RefusesAllThatChangesADeviceWhenItIsReadOnly) {
+TEST_F(RequestHandlerTest, RefusesOperationsThatChangeADeviceWhenItIsReadOnly) {
     auto policy = simulated();
     policy.readOnly = true;
     policy.ioctls = {0};
@@ -442,7 +442,7 @@ TEST_F(RequestHandlerTest, RefusesAllThatChangesADeviceWhenItIsReadOnly) {
     }
 }
 
-/** Devices of this machine: files in the working folder. */
+/** A fixture for devices of this machine, which are files in the working folder. */
 class RequestsToFiles : public RequestRefusals {
 protected:
     static constexpr std::uintmax_t pageSize = 4096;
@@ -480,7 +480,7 @@ TEST_F(RequestsToFiles, SurviveBusErrors) {
     EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }
 
-TEST_F(RequestsToFiles, WriteNothingWithoutMovingTheFile) {
+TEST_F(RequestsToFiles, DoNotSeekForAnEmptyWrite) {
     auto connection = m_server.connect("seek.32");
     EXPECT_TRUE(connection.succeeds(writeOf("seek.32", 8, {})));
     EXPECT_EQ(::lseek(connection.device()->device().getNativeHandle(), 0, SEEK_CUR), 0);
@@ -494,7 +494,7 @@ TEST_F(RequestsToFiles, CloseTheFileWithTheLastClient) {
     EXPECT_TRUE(device.expired());
 }
 
-TEST_F(RequestsToFiles, AreRefusedOutsideOfTheMapping) {
+TEST_F(RequestsToFiles, AreRefusedOutsideTheMapping) {
     auto connection = m_server.connect("map.32");
     constexpr std::uint32_t registers = pageSize / 4;
     const std::string reason = "the address is outside the device";

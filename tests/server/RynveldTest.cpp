@@ -31,15 +31,15 @@ namespace {
 using Launch = RynveldProcess::Launch;
 using namespace std::chrono_literals;
 
-/** A server, and the clients that connect to it. */
+/** A running server, with functions that connect clients to it. */
 class Server : public RynveldProcess {
 public:
     using RynveldProcess::RynveldProcess;
 
     RecordClient connect() const { return RecordClient(port()); }
-    /** A client that has opened the device. */
+    /** Returns a client that has opened the device. */
     RecordClient connect(const std::string& name) const { return {port(), name}; }
-    /** A client that has opened the device and is armed for its interrupts. */
+    /** Returns a client that has opened the device and armed its connection. */
     RecordClient connectArmed(const std::string& name) const {
         RecordClient client = connect();
         client.arm(name);
@@ -67,12 +67,12 @@ Launch tracing(const std::string& levels) {
     return launch;
 }
 
-/** The port of this end of a socket. */
+/** Returns the local port of a socket. */
 std::uint16_t portOf(int socket) {
     sockaddr_in6 address{};
     socklen_t size = sizeof(address);
     EXPECT_EQ(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    // The port has the same offset in the addresses of both families.
+    // sockaddr_in and sockaddr_in6 have the port at the same offset.
     return ntohs(address.sin6_port);
 }
 
@@ -139,15 +139,23 @@ TEST(RynveldCommandLine, FailsWhenTheAddressBelongsToAnotherHost) {
 TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
     Launch board;
     board.devices = RynveldProcess::Devices::Board;
+    const auto banner = [](const RynveldProcess& server, const std::string& devices) {
+        return "rynveld: listening on 127.0.0.1:" + std::to_string(server.port()) + ", serving " + devices;
+    };
     const SimulatingServer simulating({}, board);
-    EXPECT_EQ(simulating.banner(), "rynveld: listening on 127.0.0.1:" + std::to_string(simulating.port()) +
-                                       ", serving 30 simulated devices");
-    const RynveldProcess serving({"--device", "rtc0", "--device", "i2c"}, board);
-    EXPECT_EQ(serving.banner(),
-              "rynveld: listening on 127.0.0.1:" + std::to_string(serving.port()) + ", serving 2 devices");
+    EXPECT_EQ(simulating.banner(), banner(simulating, "30 simulated devices"));
+    const RynveldProcess one({"--device", "rtc0"}, board);
+    EXPECT_EQ(one.banner(), banner(one, "1 device"));
+    const RynveldProcess two({"--device", "rtc0", "--device", "i2c"}, board);
+    EXPECT_EQ(two.banner(), banner(two, "2 devices"));
 }
 
-TEST(Rynveld, EndsWithStatus0WhenItIsToldTo) {
+TEST(Rynveld, LeavesRemoteDevicesOutOfTheNumberThatItServes) {
+    const SimulatingServer server;
+    EXPECT_NE(server.banner().find(", serving 8 simulated devices"), std::string::npos) << server.banner();
+}
+
+TEST(Rynveld, EndsWithStatus0OnATerminationSignal) {
     for (const int signal : {SIGTERM, SIGINT}) {
         SimulatingServer().end(signal);
     }
@@ -168,7 +176,7 @@ TEST(Rynveld, EndsWhateverItsClientsDo) {
     EXPECT_TRUE(half.isEnded());
 }
 
-TEST(Rynveld, EndsWhileClientsCome) {
+TEST(Rynveld, EndsWhileClientsConnect) {
     for (unsigned int round = 0; round < 10; ++round) {
         SimulatingServer server({"--interrupt-every", "uio.32=1ms"});
         std::vector<RecordClient> clients;
@@ -205,7 +213,7 @@ TEST(Rynveld, ServesOnlyClientsOfItsNetworks) {
     EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/24"}).serves());
 }
 
-TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
+TEST(Rynveld, TurnsAwayClientsAboveTheLimitUntilOneDisconnects) {
     const SimulatingServer server({"--max-connections", "2", "--max-connections-per-host", "2"});
     const RecordClient one = server.connect("uio.32");
     {
@@ -217,9 +225,9 @@ TEST(Rynveld, TurnsClientsAboveTheLimitAwayUntilOneGoes) {
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
-// The test waits for a whole period.
+// This test waits for a whole period, so it does not run in builds whose tests run slowly.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
-TEST(Rynveld, TellsWhatItHasLeftOutAfterAFloodHasEnded) {
+TEST(Rynveld, ReportsTheNumberOfSuppressedLinesWhenAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
     const RecordClient first = server.connect("uio.32");
     for (unsigned int i = 0; i < 25; ++i) {
@@ -246,9 +254,9 @@ TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
     EXPECT_TRUE(client.isEnded());
 }
 
-// The sanitizers need descriptors, too.
+// The address sanitizer needs descriptors, too.
 #ifndef __SANITIZE_ADDRESS__
-TEST(Rynveld, ServesOnWhenItHasRunOutOfDescriptors) {
+TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
     Launch launch;
     constexpr std::size_t limit = 40;
     launch.preparation = "ulimit -n " + std::to_string(limit) + "; ";
@@ -295,7 +303,7 @@ TEST(Rynveld, ChangesNothingWhenItIsReadOnly) {
     EXPECT_EQ(client.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST(Rynveld, PassesOnlyAllowedIoctlCommandsOn) {
+TEST(Rynveld, ForwardsOnlyAllowedIoctlCommands) {
     const SimulatingServer server({"--allow-ioctl", "0xEE00"});
     const RecordClient client = server.connect("uio.32");
     Request request(Type::Ioctl, "uio.32");
@@ -325,7 +333,7 @@ constexpr std::uint32_t arming = 100;
 constexpr std::uint32_t arming = 1000;
 #endif
 
-/** Sends a request for the device from a client of its own. */
+/** Sends a request from a new client that has opened the device, and expects success. */
 void tell(const Server& server, const Request& request) {
     EXPECT_TRUE(server.connect(request.getDeviceName()).succeeds(request));
 }
@@ -344,7 +352,7 @@ TEST(Rynveld, HasArmedAConnectionWhenItsAnswerBegins) {
         tell(server, Request(Type::DisableInterrupt, "uio.32"));
         tell(server, raiseOf("uio.32", {7}));
         ASSERT_TRUE(receiveHalf());
-        // Arming does not enable a disabled interrupt: the second request replaces the first.
+        // The interrupt is still disabled, because arming does not enable it. The word 8 replaces the pending word 7.
         tell(server, raiseOf("uio.32", {8}));
         tell(server, Request(Type::EnableInterrupt, "uio.32"));
         ASSERT_EQ(armed.interrupt(), 8U);
@@ -360,7 +368,7 @@ TEST(Rynveld, ReportsNoInterruptThatWasDisabledAfterTheAnswerToTheWait) {
         ASSERT_TRUE(other.succeeds(Request(Type::DisableInterrupt, "uio.32")));
         ASSERT_TRUE(other.succeeds(raiseOf("uio.32", {round})));
         ASSERT_TRUE(armed.succeeds(Request(Type::Open, "uio.32"))) << "an interrupt came in round " << round;
-        // Receives the pending interrupt, so that the next round begins in the same state.
+        // Receives the pending interrupt. The next round then begins in the same state.
         ASSERT_TRUE(other.succeeds(Request(Type::WaitForInterrupt, "uio.32")));
         ASSERT_EQ(other.interrupt(), round);
         ASSERT_TRUE(other.succeeds(Request(Type::Open, "uio.32")));
@@ -394,7 +402,7 @@ TEST(Rynveld, FreesTheConnectionOfAnArmedClientThatDisconnects) {
     }
 }
 
-/** A server of the devices of this machine, which are files in the working folder. */
+/** A fixture for a server whose devices are files in the working folder. */
 class RynveldOnFiles : public testing::Test {
 protected:
     RynveldOnFiles() {
@@ -429,7 +437,7 @@ TEST_F(RynveldOnFiles, OpensADeviceFileOnceForAClient) {
     }
 }
 
-/** A client whose opening of map.32 is under way, for as long as its file is held. */
+/** A client that is opening map.32. A lease on the device file keeps the client waiting until release(). */
 class OpeningClient {
 public:
     explicit OpeningClient(const Server& server) : m_client(server.connect()) {
@@ -468,7 +476,7 @@ TEST_F(RynveldOnFiles, EndsWhileADeviceBlocks) {
 
 TEST_F(RynveldOnFiles, SurvivesBusErrorsOfManyClients) {
     OwnFolder::makeFile("registers.map", 0);
-    // SIGBUS without a bus error.
+    // The server must also survive a SIGBUS that is not a bus error.
     EXPECT_EQ(::kill(m_server.pid(), SIGBUS), 0);
     for (unsigned int i = 0; i < 20; ++i) {
         EXPECT_TRUE(m_server.connect("map.32").isRefused(readOf("map.32", i)));
@@ -479,7 +487,7 @@ TEST_F(RynveldOnFiles, SurvivesBusErrorsOfManyClients) {
 
 TEST_F(RynveldOnFiles, NamesTheClientOfAnOperationThatItCannotInterrupt) {
     Launch launch = tracing("*=1");
-    // The signal that interrupts operations is blocked.
+    // Blocks the signal with which the server interrupts operations.
     launch.preparation = R"(set -- env --block-signal=USR1 "$@"; )";
     Server server({}, launch);
     const OpeningClient slow(server);
@@ -502,7 +510,7 @@ Launch activatedOn(const std::vector<int>& sockets) {
     return launch;
 }
 
-/** A listening local socket with a name in the abstract name space. */
+/** A local socket that listens under a name in the abstract name space. */
 class LocalListener : public LocalSocket {
 public:
     LocalListener() : LocalSocket(SOCK_STREAM) { EXPECT_EQ(::listen(descriptor(), 100), 0); }
@@ -510,14 +518,14 @@ public:
     RecordClient connect() const { return RecordClient::on(LocalSocket::connect(SOCK_STREAM)); }
 };
 
-TEST(RynveldService, TakesTheSocketThatItIsStartedFor) {
+TEST(RynveldService, UsesTheSocketThatItIsStartedFor) {
     const Listener listener;
     const SimulatingServer server({}, activatedOn({listener.descriptor()}));
     EXPECT_EQ(server.port(), listener.port());
     EXPECT_TRUE(server.serves());
 }
 
-TEST(RynveldService, TakesAllSocketsThatItIsStartedFor) {
+TEST(RynveldService, UsesAllSocketsThatItIsStartedFor) {
     const Listener one;
     const Listener other;
     const LocalListener local;
@@ -543,7 +551,7 @@ TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
     EXPECT_NE(client.interrupt(), UINT32_MAX);
 }
 
-/** Connects from one address of this machine to another. */
+/** Returns a client that is connected from the address `own` to the address `server`. */
 template <typename Address>
 RecordClient connect(const Address& own, const Address& server) {
     const auto* const addresses = reinterpret_cast<const sockaddr*>(&own);
@@ -553,7 +561,7 @@ RecordClient connect(const Address& own, const Address& server) {
     return RecordClient::on(socket);
 }
 
-/** Returns an address in 127.0.0.0/8 by its last number. */
+/** Returns an address in 127.0.0.0/24 whose last number is `number`. */
 sockaddr_in loopback(std::uint32_t number, std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -587,7 +595,7 @@ TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsA
             EXPECT_TRUE(connect().isEnded());
         }
     };
-    // One host can use any number of addresses of these networks.
+    // The server counts each of these networks as one host, because one host can use all addresses of the network.
     unsigned int last = 1;
     fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });
@@ -602,7 +610,7 @@ TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsA
     EXPECT_EQ(linesIn(text), 3 * (20 + 1)) << text;
 }
 
-TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {
+TEST(RynveldService, RecognizesTheNetworkOfAClientOnASocketOfBothFamilies) {
     const Listener listener(AF_INET6);
     const auto activated = activatedOn({listener.descriptor()});
     {
@@ -615,7 +623,7 @@ TEST(RynveldService, TellsTheNetworkOfAClientOnASocketOfBothFamilies) {
     EXPECT_TRUE(RecordClient(listener.port()).isEnded());
 }
 
-TEST(RynveldService, SaysWhenItIsReadyAndWhenItStops) {
+TEST(RynveldService, NotifiesWhenItIsReadyAndWhenItStops) {
     const LocalSocket manager(SOCK_DGRAM);
     Launch launch;
     launch.preparation = "export NOTIFY_SOCKET='" + manager.name() + "'; ";

@@ -15,7 +15,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The number of descriptors of this process that refer to the file. */
+/** Returns the number of descriptors of this process that refer to the file. */
 std::size_t openingsOf(const std::filesystem::path& file) {
     std::size_t count = 0;
     std::error_code gone;

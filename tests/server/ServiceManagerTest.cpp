@@ -25,10 +25,10 @@ using Rynveld::notifyServiceManager;
 
 using Sockets = std::vector<int>;
 
-/** The first descriptor that is passed. */
+/** The descriptor of the first passed socket. */
 constexpr int passed = 3;
 
-/** Makes a descriptor a socket. */
+/** Creates a socket with the number `descriptor`. */
 void pass(int family, int type, bool listens, int descriptor = passed) {
     const int socket = ::socket(family, type, 0);
     if (family == AF_UNIX) {
@@ -43,7 +43,7 @@ void pass(int family, int type, bool listens, int descriptor = passed) {
     EXPECT_EQ(::dup2(socket, descriptor), descriptor);
 }
 
-/** The message with which the passed sockets are refused. */
+/** Returns the message that refuses the passed sockets, or an empty text if they are accepted. */
 std::string refusal() {
     try {
         activationSockets();
@@ -116,7 +116,7 @@ TEST(ActivationSocketsDeathTest, MustAllListenForStreams) {
     });
 }
 
-/** The socket of a service manager, named by NOTIFY_SOCKET. */
+/** The socket of a service manager. NOTIFY_SOCKET contains its name. */
 class NotifySocket : public LocalSocket {
 public:
     explicit NotifySocket(const std::string& name = "@rynveld test " + std::to_string(::getpid()))
@@ -130,7 +130,7 @@ public:
 
 TEST(ServiceManager, IsNotifiedAtAPath) {
     const OwnFolder folder;
-    // The path of a socket has at most 108 bytes. The path of the working folder may be longer.
+    // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
     const NotifySocket manager("/proc/self/cwd/notify");
     notifyServiceManager("READY=1");
     EXPECT_EQ(manager.received(), "READY=1");
@@ -143,7 +143,7 @@ TEST(ServiceManager, IsNotifiedInTheAbstractNameSpace) {
     EXPECT_EQ(manager.received(), "STOPPING=1");
 }
 
-TEST(ServiceManager, IsNotNotifiedWhereThereIsNone) {
+TEST(ServiceManager, IsNotNotifiedIfThereIsNone) {
     const std::string tooLong = "/" + std::string(sizeof(sockaddr_un::sun_path), 'x');
     for (const char* name : {"", "/", "relative", tooLong.c_str(), "/nowhere/notify"}) {
         ::setenv("NOTIFY_SOCKET", name, 1);
@@ -153,7 +153,7 @@ TEST(ServiceManager, IsNotNotifiedWhereThereIsNone) {
     EXPECT_NO_THROW(notifyServiceManager("READY=1"));
 }
 
-TEST(ServiceManager, IsNotWaitedForWhenItTakesNothing) {
+TEST(ServiceManager, IsNotWaitedForWhenItDoesNotReceive) {
     const NotifySocket manager;
     const int sender = manager.connect(SOCK_DGRAM | SOCK_NONBLOCK);
     while (::send(sender, "", 1, 0) == 1) {

@@ -30,7 +30,7 @@ Policy simulated(const std::vector<Fault>& faults = {}) {
     return policy;
 }
 
-/** A session in a thread of its own. The client receives each send() of the server as one message. */
+/** A session in its own thread. The client receives the bytes of each send() of the server separately. */
 class RunningSession {
 public:
     explicit RunningSession(Policy policy = simulated(), std::chrono::milliseconds idleTimeout = 0ms)
@@ -58,7 +58,7 @@ public:
         m_thread = std::thread([] {});
     }
 
-    /** Sends a request, and expects that the server answers with one call per size. */
+    /** Sends a request, and expects the server to send the answer in pieces of these sizes in bytes. */
     void expectPieces(const Request& request, const std::vector<ssize_t>& sizes) const {
         EXPECT_TRUE(m_client.send(request));
         for (const ssize_t size : sizes) {
@@ -145,7 +145,7 @@ TEST(Session, ReleasesItsDeviceInItsOwnThread) {
     session.client().open("seek.8");
     ::shutdown(session.client().socket(), SHUT_WR);
     session.join();
-    // Nobody has the file open.
+    // The system refuses the lease if the file is still open.
     const LeasedFile file("registers.seek");
     EXPECT_TRUE(session.client().isEnded());
 }
@@ -164,7 +164,7 @@ TEST(Session, StaysWhenTheClientIsIdleAndArmed) {
     session.join();
 }
 
-TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
+TEST(Session, AnswersWithErrorIfThatIsItsFault) {
     const TraceRecorder recorder(4, "Rynveld");
     const RunningSession session(simulated({{Fault::Kind::Error, 0ms, 2}}));
     session.client().open("uio.32");
@@ -175,25 +175,25 @@ TEST(Session, AnswersWithErrorWhereThatIsItsFault) {
         EventLog{"Rynveld 4 refuse: Request of type 7 from the client for \"uio.32\" refused: a fault is simulated."});
 }
 
-TEST(Session, SplitsItsAnswersWhereThatIsItsFault) {
+TEST(Session, SplitsItsAnswersIfThatIsItsFault) {
     const RunningSession session(simulated({{Fault::Kind::Split, 1ms, 2}}));
     session.expectPieces(Request(Type::Open, "uio.32"), {responseSize});
     session.expectPieces(readOf("uio.32", 0), {responseSize / 2, responseSize / 2});
 }
 
-TEST(Session, HoldsItsAnswersBackWhereThatIsItsFault) {
+TEST(Session, DelaysItsAnswersIfThatIsItsFault) {
     const RunningSession session(simulated({{Fault::Kind::Delay, 20ms, 1}}));
     const auto begin = std::chrono::steady_clock::now();
     session.client().open("uio.32");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 20ms);
 }
 
-TEST(Session, EndsAtOnceWhileItHoldsAnAnswerBack) {
+TEST(Session, EndsAtOnceWhileItDelaysAnAnswer) {
     const RunningSession session(simulated({{Fault::Kind::Delay, 24h, 1}}));
     EXPECT_TRUE(session.client().send(Request(Type::Open, "uio.32")));
 }
 
-TEST(Session, EndsWhereThatIsItsFault) {
+TEST(Session, EndsIfThatIsItsFault) {
     RunningSession session(simulated({{Fault::Kind::Disconnect, 0ms, 2}}));
     session.client().open("uio.32");
     EXPECT_TRUE(session.client().send(readOf("uio.32", 0)));

@@ -38,7 +38,7 @@ bool isReadable(int descriptor) {
     return ::poll(&state, 1, 0) == 1;
 }
 
-/** The parameter is the width. */
+/** A fixture for a simulated device. The parameter is the register width in bits. */
 class SimulatedDeviceTest : public testing::TestWithParam<unsigned int> {
 protected:
     static unsigned int width() { return GetParam(); }
@@ -64,7 +64,7 @@ TEST_P(SimulatedDeviceTest, HasItsNameAndItsWidth) {
     EXPECT_EQ(registers().device().getDevName(), "simulated");
 }
 
-TEST_P(SimulatedDeviceTest, KeepsEveryRegisterByItself) {
+TEST_P(SimulatedDeviceTest, KeepsEveryRegisterSeparately) {
     EXPECT_EQ(at(count() - 1), 0U);
     EXPECT_EQ(registers().write(count() - 1, value(1)), AccessResult::Success);
     EXPECT_EQ(registers().write(0, value(2)), AccessResult::Success);
@@ -123,7 +123,7 @@ TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
     }
 }
 
-TEST_P(SimulatedDeviceTest, HasInterruptsWhereItsKindHas) {
+TEST_P(SimulatedDeviceTest, HasInterruptsIfItsKindHas) {
     unsigned long type = 0;
     auto& device = registers().device();
     EXPECT_TRUE(device.getInterruptType(&type));
@@ -133,7 +133,7 @@ TEST_P(SimulatedDeviceTest, HasInterruptsWhereItsKindHas) {
     EXPECT_EQ(device.getNativeHandle(), m_simulation.interrupt->descriptor());
 }
 
-TEST_P(SimulatedDeviceTest, HasNoInterruptsWhereItsKindHasNone) {
+TEST_P(SimulatedDeviceTest, HasNoInterruptsIfItsKindHasNone) {
     const auto simulation = simulate("simulated", kindOf(width(), 1, false));
     auto& device = simulation.device->device();
     unsigned long type = 0x55;
@@ -154,7 +154,7 @@ TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
     EXPECT_EQ(word, 7U);
 }
 
-TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes) {
+TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledWhenItWaitsIfItsKindDoes) {
     auto kind = kindOf(width());
     kind.waitEnablesInterrupt = false;
     const auto simulation = simulate("simulated", kind);
@@ -169,11 +169,11 @@ TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledByWaitingWhereItsKindDoes)
     EXPECT_FALSE(isReadable(device.getNativeHandle()));
 }
 
-TEST_P(SimulatedDeviceTest, TakesEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
+TEST_P(SimulatedDeviceTest, AcceptsEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
 
 class SimulatedInterrupt : public testing::Test {
 protected:
-    /** Returns the word that can be received, if any. */
+    /** Returns the interrupt word that is ready to be received, if there is one. */
     std::optional<unsigned long> received() {
         unsigned long word = 0;
         if (!isReadable(m_interrupt.descriptor()) || !m_interrupt.receive(&word)) {
@@ -198,7 +198,7 @@ TEST_F(SimulatedInterrupt, IsPendingUntilItIsEnabledAndAgainAfterItIsDisabled) {
 }
 
 TEST_F(SimulatedInterrupt, IsKeptOnceUntilItIsReceivedWhetherItIsPendingOrNot) {
-    // From the second round on, it is enabled.
+    // The interrupt is disabled in the first round, and enabled in the second.
     for (const std::uint32_t latest : {8U, 0xFFFFFFFFU}) {
         m_interrupt.raise(7);
         m_interrupt.raise(latest);

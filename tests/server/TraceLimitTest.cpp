@@ -15,7 +15,7 @@ protected:
         return m_limit.admit(host, cause, m_now);
     }
 
-    /** Uses up the lines of a host in a period. */
+    /** Uses up the lines that a host may cause in a period. */
     void exhaust() {
         for (std::size_t i = 0; i < TraceLimit::linesPerPeriod; ++i) {
             EXPECT_EQ(admit(), "");
@@ -27,13 +27,13 @@ protected:
     TraceLimit m_limit;
 };
 
-TEST_F(TraceLimitTest, LeavesOutTheLinesAboveTheLimitOfAPeriod) {
+TEST_F(TraceLimitTest, SuppressesTheLinesAboveTheLimitOfAPeriod) {
     exhaust();
     m_now += TraceLimit::period - 1ms;
     EXPECT_EQ(admit(), std::nullopt);
 }
 
-TEST_F(TraceLimitTest, TellsHowManyWereLeftOutWithTheFirstLineOfTheNextPeriod) {
+TEST_F(TraceLimitTest, ReportsTheSuppressedLinesWithTheFirstLineOfTheNextPeriod) {
     exhaust();
     EXPECT_EQ(admit(), std::nullopt);
     m_now += TraceLimit::period;
@@ -41,7 +41,7 @@ TEST_F(TraceLimitTest, TellsHowManyWereLeftOutWithTheFirstLineOfTheNextPeriod) {
     EXPECT_EQ(admit(), "");
 }
 
-TEST_F(TraceLimitTest, TellsOnceWhatWasLeftOutInAPeriodThatHasEnded) {
+TEST_F(TraceLimitTest, ReportsTheSuppressedLinesOfAnEndedPeriodOnce) {
     exhaust();
     EXPECT_EQ(admit(), std::nullopt);
     EXPECT_EQ(admit("10.0.0.8"), "");
@@ -56,7 +56,7 @@ TEST_F(TraceLimitTest, TellsOnceWhatWasLeftOutInAPeriodThatHasEnded) {
     EXPECT_EQ(admit(), "");
 }
 
-TEST_F(TraceLimitTest, CountsEveryHostAndEveryCauseByItself) {
+TEST_F(TraceLimitTest, CountsEveryHostAndEveryCauseSeparately) {
     exhaust();
     EXPECT_EQ(admit("10.0.0.8"), "");
     EXPECT_EQ(admit("10.0.0.7", "another cause"), "");

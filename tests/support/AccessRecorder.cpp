@@ -20,7 +20,7 @@ struct Access {
     bool store;
 };
 
-// The state that the signal handlers use.
+// A signal handler has no argument for its state, so the state is global.
 char* watched = nullptr;
 std::array<Access, 10000> recorded;
 std::size_t recordedCount = 0;
@@ -37,7 +37,7 @@ void onFault(int /*signal*/, siginfo_t* info, void* context) {
     }
     auto& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
     recorded[recordedCount++] = {offset, (registers[REG_ERR] & writeFault) != 0};
-    // The other page stays protected, in case the access crosses the boundary.
+    // The other page stays protected. An access that crosses the boundary then causes a second fault.
     mprotect(watched + offset / AccessRecorder::pageSize * AccessRecorder::pageSize, AccessRecorder::pageSize,
              PROT_READ | PROT_WRITE);
     registers[REG_EFL] |= trapFlag;

@@ -9,9 +9,9 @@
 namespace RynvelTest {
 
 /**
- * A page of memory whose accesses are recorded one by one while it is watched, by the faults that they cause: each
- * instruction that touches the page runs alone. The memory after the page is watched, too: an access beyond the end of
- * the page is recorded as a second access. For amd64 only.
+ * A page of memory that records each access while the test watches the page. An access causes a fault. The signal
+ * handler records the access, and then lets the processor execute the one instruction. The recorder also watches the
+ * page that follows, so it records an access across the end of the page as two accesses. For amd64 only.
  */
 class AccessRecorder {
 public:
@@ -26,7 +26,7 @@ public:
 
     void watch();
 
-    /** Ends the watch and gives the accesses since it began, as "load OFFSET" or "store OFFSET". */
+    /** Stops watching. Returns the accesses since watch(), each as "load OFFSET" or "store OFFSET". */
     std::vector<std::string> accesses();
 
 private:

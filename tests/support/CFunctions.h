@@ -20,14 +20,14 @@ struct CFunctions {
     int (*writeBitmask)(int handle, unsigned int address, T data, T bitmask);
     int (*burstRead)(int handle, unsigned int address, T* values, unsigned int items, int byteOrder);
     int (*burstWrite)(int handle, unsigned int address, const T* values, unsigned int items, int byteOrder);
-    /** The divisor between the address of the function and the address of the device. */
+    /** The number by which a function divides its address to get the address of the device. */
     unsigned int divisor;
 
-    /** The functions for bursts of 8 bits have no byte order. */
+    /** Returns whether a burst with this argument has Host order. An 8-bit burst always has Host order. */
     static bool isHostOrder(int byteOrder) { return sizeof(T) == 1 || byteOrder == 0; }
 };
 
-/** All functions for the registers of a width. */
+/** The functions for the registers of a width, one item for each kind of address. */
 template <typename T>
 const std::vector<CFunctions<T>> cFunctions;
 
@@ -52,7 +52,10 @@ inline const std::vector<CFunctions<std::uint32_t>> cFunctions<std::uint32_t>{
     {Rynvel2_read32, Rynvel2_write32, Rynvel2_writeBitmask32, Rynvel2_burstRead32, Rynvel2_burstWrite32, 1},
     {Rynvel_read32, Rynvel_write32, Rynvel_writeBitmask32, Rynvel_burstRead32, Rynvel_burstWrite32, 4}};
 
-/** Calls the body with the handle of a device and its functions. The devices of the widths have successive handles. */
+/**
+ * Calls the body for three devices, with each set of functions of their width.
+ * @param handle8 the handle of the 8-bit device. The 16-bit and the 32-bit device have the next two handles.
+ */
 template <typename Body>
 void forAllCFunctions(int handle8, Body body) {
     const auto forWidth = [&body](int handle, const auto& all) {
@@ -65,7 +68,7 @@ void forAllCFunctions(int handle8, Body body) {
     forWidth(handle8 + 2, cFunctions<std::uint32_t>);
 }
 
-/** The register type of functions. */
+/** The register type of a CFunctions type. */
 template <typename Functions>
 using RegisterOf = typename std::decay_t<Functions>::Register;
 

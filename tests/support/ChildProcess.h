@@ -13,8 +13,8 @@
 namespace RynvelTest {
 
 /**
- * Runs a test's body in a process of its own, which has a Factory of its own: the expectations of the body are the
- * test's. What the process writes to standard error, its exit included, must match the pattern.
+ * Runs the body in a child process, which has its own Factory. The test fails if an expectation of the body fails. It
+ * also fails if the text on standard error, including the text of the exit, does not match the pattern.
  */
 template <typename Body>
 void inChildProcess(Body body, const char* pattern = "") {
@@ -26,7 +26,7 @@ void inChildProcess(Body body, const char* pattern = "") {
         testing::ExitedWithCode(EXIT_SUCCESS), pattern);
 }
 
-/** Whether the body returns true in a process of its own, which ends at once. */
+/** Returns whether the body returns true in a child process. The process ends without destructors or exit handlers. */
 template <typename Body>
 bool succeedsInChildProcess(Body body) {
     const pid_t child = fork();

@@ -7,7 +7,7 @@
 
 namespace RynvelTest {
 
-/** Waits for a condition that no event announces. Returns false if it does not become true within a minute. */
+/** Polls a condition every millisecond. Returns false if the condition does not become true within a minute. */
 template <typename Condition>
 bool comesAbout(const Condition& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);

@@ -11,7 +11,7 @@
 
 namespace RynvelTest {
 
-/** Tests that fail after their bodies. The suite compares their failures with the expected ones. */
+/** A fixture for tests that fail after their bodies. It expects exactly the failures that the tests announce. */
 class FailsAtItsEnd : public testing::Test {
 protected:
     static void SetUpTestSuite() {

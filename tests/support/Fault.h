@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-/** Expects a fault of the process. Each sanitizer reports a fault in its own way. */
+/** Expects the statement to end the process with SIGSEGV. A sanitizer reports this fault in its own way. */
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define EXPECT_FAULT(statement) EXPECT_DEATH(statement, "")
 #else

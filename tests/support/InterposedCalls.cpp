@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Replaces functions of the C library in a program that links this file. A call is sent to the scripted operating
-// system of the calling thread, or to the kernel if the thread has none. Nothing here may need the runtime of a
-// sanitizer, which makes such calls before it is ready.
+// Replaces functions of the C library in a program that links this file. Each function calls the scripted operating
+// system of the calling thread, or the kernel if the thread has none. A sanitizer calls these functions before its
+// runtime is ready, so the functions must not use that runtime.
 //
-// A function has further names. The headers of the C library call them in a fortified build, and in a 32-bit build with
-// 64-bit file offsets and times.
+// This file also replaces the further names that the headers of the C library use for these functions in a fortified
+// build, and in a 32-bit build with 64-bit file offsets and times.
 
-// With these macros, the headers rename the functions that are defined here.
+// These macros would make the headers rename the functions that this file defines.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
@@ -31,7 +31,8 @@ namespace {
 
 __thread RynvelTest::ScriptedOs* currentOs = nullptr;
 
-// The devices of a process unmap their memory when the process exits, after the end of the scripted operating system.
+// The memory that a device has mapped from the latest scripted operating system. The device may unmap the memory after
+// that system has ended, when the process exits. The kernel must not unmap the memory, because it is part of the heap.
 std::atomic<const void*> scriptedMemory{nullptr};
 
 off64_t seekReally(int fd, off64_t offset, int whence) {

@@ -12,11 +12,11 @@
 
 namespace RynvelTest {
 
-/** A file that nobody else can open: an attempt blocks until the lease is released or broken by the system. */
+/** A file with a lease. Opening the file blocks until the test releases the lease or the system breaks it. */
 class LeasedFile {
 public:
     explicit LeasedFile(const std::string& path) : m_fd(::open(path.c_str(), O_RDWR | O_CLOEXEC)) {
-        // The signal reports attempts.
+        // The system reports each attempt to open the file with SIGIO, which would end the test.
         std::signal(SIGIO, SIG_IGN);
         EXPECT_EQ(::fcntl(m_fd, F_SETLEASE, F_WRLCK), 0);
     }
@@ -24,7 +24,7 @@ public:
     LeasedFile& operator=(const LeasedFile&) = delete;
     ~LeasedFile() { ::close(m_fd); }
 
-    /** Tells whether an attempt was made. */
+    /** Returns whether a process has tried to open the file. */
     bool isAwaited() const { return ::fcntl(m_fd, F_GETLEASE) != F_WRLCK; }
     void release() const { EXPECT_EQ(::fcntl(m_fd, F_SETLEASE, F_UNLCK), 0); }
 

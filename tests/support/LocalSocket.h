@@ -14,7 +14,7 @@
 
 namespace RynvelTest {
 
-/** A local socket with a name: a path, or "@" and a name in the abstract name space. */
+/** A local socket whose name is a path, or "@" and a name in the abstract name space. */
 class LocalSocket {
 public:
     explicit LocalSocket(int type, std::string name = "@rynvel test " + std::to_string(::getpid()))
@@ -40,7 +40,7 @@ public:
         return client;
     }
 
-    /** Returns the next datagram, or "nothing". */
+    /** Returns the next datagram, or "nothing" if receiving fails. With the flags 0, waits for a datagram. */
     std::string received(int flags = MSG_DONTWAIT) const {
         std::array<char, 100> text{};
         const ssize_t length = ::recv(m_socket, text.data(), text.size(), flags);

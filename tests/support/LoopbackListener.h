@@ -13,7 +13,7 @@
 
 namespace RynvelTest {
 
-/** A port of the system's choice on the loopback interface, which refuses connections until listen(). */
+/** A socket on the loopback interface, on a port that the system chooses. It refuses connections until listen(). */
 class LoopbackListener {
 public:
     LoopbackListener() {
@@ -32,7 +32,7 @@ public:
     std::uint16_t port() const { return m_port; }
     /** @param backlog the system queues one connection more than this number. */
     void listen(int backlog = 4) const { EXPECT_EQ(::listen(m_socket, backlog), 0); }
-    /** The next connection; -1 after stop(). */
+    /** Returns the next connection, or -1 after stop(). The caller closes the connection. */
     int accept() const { return ::accept(m_socket, nullptr, nullptr); }
     void stop() const { shutdown(m_socket, SHUT_RDWR); }
 

@@ -11,7 +11,7 @@ namespace RynvelTest {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/** The record of a message, as it is sent over a connection. */
+/** Returns the bytes that a connection sends for a message. */
 inline Bytes bytesOf(const Rynvel::IMessage& message) {
     const auto* const first = static_cast<const std::uint8_t*>(message.toBuffer());
     return {first, first + message.getSize()};

@@ -6,7 +6,7 @@
 
 namespace RynvelTest {
 
-/** The word of four bytes in network byte order. */
+/** Returns the word that four bytes in network byte order encode. */
 inline std::uint32_t wordAt(const std::uint8_t* bytes) {
     return static_cast<std::uint32_t>(bytes[0]) << 24U | static_cast<std::uint32_t>(bytes[1]) << 16U |
            static_cast<std::uint32_t>(bytes[2]) << 8U | static_cast<std::uint32_t>(bytes[3]);

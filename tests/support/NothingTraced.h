@@ -8,7 +8,7 @@
 
 namespace RynvelTest {
 
-/** Expects that nothing is traced up to the level while it lives. */
+/** A scope in which the test expects no trace up to the level. */
 class NothingTraced {
 public:
     explicit NothingTraced(ZilTraceLevel level) : m_recorder(level) {}

@@ -13,7 +13,7 @@
 
 namespace RynvelTest {
 
-/** Counts how often a file has been opened since the last query. */
+/** A counter of the openings of a file. Each call of next() returns the number since the previous call. */
 class OpenCounter {
 public:
     explicit OpenCounter(const std::string& path) {

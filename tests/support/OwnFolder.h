@@ -10,7 +10,7 @@
 
 namespace RynvelTest {
 
-/** A working folder for one test. It is removed with its contents when the test ends. */
+/** A working folder for one test. The destructor removes the folder with its contents. */
 class OwnFolder {
 public:
     OwnFolder() : m_before(std::filesystem::current_path()) {
@@ -26,7 +26,7 @@ public:
         std::filesystem::remove_all(m_path);
     }
 
-    /** A file of zeros in the working folder. */
+    /** Makes a file of `size` zero bytes in the working folder. */
     static void makeFile(const std::string& name, std::uintmax_t size) {
         std::ofstream{name};
         std::filesystem::resize_file(name, size);

@@ -13,9 +13,9 @@
 namespace RynvelTest {
 
 /**
- * The network of a compiled device table, while the object exists. A connection of any thread to the address of a
- * server is made to a port of this machine instead. A connection to any other address ends the program. A call of
- * sleep() returns when the test wakes the sleeper. The test program defines these functions of the C library itself.
+ * A stand-in for the network of a device table. While the object exists, connect() in any thread connects to a port of
+ * this machine instead of the IPv4 address of a server, and ends the program if the address has no server. sleep()
+ * returns when the test wakes the sleeper. The test program replaces these functions of the C library.
  */
 class PeerNetwork {
 public:
@@ -24,10 +24,10 @@ public:
     PeerNetwork& operator=(const PeerNetwork&) = delete;
     ~PeerNetwork();
 
-    /** @param address digits, colon, port: "10.0.0.7:9000". */
+    /** Redirects connections to an IPv4 address and port, such as "10.0.0.7:9000", to a port of this machine. */
     void place(const std::string& address, std::uint16_t port);
 
-    /** Waits until a thread calls sleep(). Returns the number of seconds that it asks for. */
+    /** Waits until a thread calls sleep(). Returns the number of seconds that the thread asks for. */
     unsigned int awaitSleeper();
     void wakeSleeper();
 
@@ -39,7 +39,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::map<std::string, std::uint16_t> m_places;
-    /** The number of seconds that the sleeping thread asks for; 0 if no thread sleeps. */
+    /** The number of seconds that the sleeping thread asks for, or 0 if no thread sleeps. */
     unsigned int m_sleep = 0;
 };
 

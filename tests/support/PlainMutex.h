@@ -8,7 +8,7 @@
 
 namespace RynvelTest {
 
-/** The mutex that the Factory gives to a device. */
+/** Returns a mutex of the type that the Factory gives to its devices. */
 inline std::unique_ptr<Rynvel::PthreadMutex> plainMutex() {
     return std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None);
 }

@@ -24,7 +24,7 @@ struct Pipe {
     std::array<int, 2> ends{-1, -1};
 };
 
-/** Appends the available bytes. Returns false at the end of the input. */
+/** Appends the available bytes to the text. Returns false at the end of the input. */
 bool readSome(int descriptor, std::string& text) {
     std::array<char, 4096> piece{};
     const ssize_t count = ::read(descriptor, piece.data(), piece.size());
@@ -32,7 +32,7 @@ bool readSome(int descriptor, std::string& text) {
     return count > 0;
 }
 
-/** Reads both descriptors to the end. For a descriptor of -1, the text is empty. */
+/** Reads both descriptors to their ends, and appends the bytes to the texts. Skips a descriptor that is -1. */
 void readAll(int first, std::string& firstText, int second, std::string& secondText) {
     std::array<pollfd, 2> waiting{{{first, POLLIN, 0}, {second, POLLIN, 0}}};
     while (waiting[0].fd != -1 || waiting[1].fd != -1) {

@@ -9,8 +9,9 @@
 
 namespace RynvelTest {
 
-/** The end of a process: its exit status, or the negative number of the signal that ended it. */
+/** The status and the outputs of a process that has ended. */
 struct Ending {
+    /** The exit status, or the negative number of the signal that ended the process. */
     int status;
     std::string output;
     std::string error;
@@ -18,17 +19,19 @@ struct Ending {
 
 using Arguments = std::vector<std::string>;
 
-/** A running program. The test reads its standard error. The program ends with the test at the latest. */
+/** A running program, whose standard error the test reads. */
 class Process {
 public:
-    /** The destination of standard output: the test, or an open file. */
+    /** The value of Launch::output with which the test reads standard output. */
     static constexpr int toTheTest = -1;
 
     struct Launch {
         /** Commands that a shell runs before it executes the program, for instance "ulimit -n 64; ". */
         std::string preparation;
-        /** Passed as descriptor 3 and the following ones, in rising order. The program inherits no other file of the
-         * test. */
+        /**
+         * The descriptors that the program inherits as 3, 4 and so on. They must be in rising order. The program
+         * inherits no other descriptor of the test, except standard input.
+         */
         std::vector<int> passed;
         int output = toTheTest;
     };
@@ -39,22 +42,22 @@ public:
     /** Kills the program if it still runs. */
     ~Process();
 
-    /** -1 after wait(). */
+    /** Returns the process ID, or -1 after wait(). */
     pid_t pid() const { return m_pid; }
-    /** The reading end of the pipe that is its standard error. */
+    /** Returns the read end of the pipe to which the program writes standard error. */
     int error() const { return m_error; }
 
-    /** The next line of standard output or standard error, without its newline; empty at the end. */
+    /** Returns the next line of the output without its newline, or an empty text at the end of the output. */
     std::string outputLine() { return line(m_output); }
     std::string errorLine() { return line(m_error); }
 
     void closeOutput();
     void signal(int number) const;
 
-    /** Tells whether the program has ended. A call of wait() is still needed. */
+    /** Returns whether the program has ended. You must still call wait(). */
     bool hasEnded() const;
 
-    /** Waits for the end. The outputs do not include what was read before. */
+    /** Waits until the program ends. Returns its status, and its outputs without the lines that were read before. */
     Ending wait();
 
 private:
@@ -66,7 +69,7 @@ private:
     int m_error = -1;
 };
 
-/** Reads a descriptor until its end. */
+/** Returns the bytes that a descriptor delivers up to its end. */
 std::string readToTheEnd(int descriptor);
 
 } // namespace RynvelTest

@@ -26,7 +26,7 @@ int connectedTo(std::uint16_t port) {
     return socket;
 }
 
-/** Returns the type for the width that the device name ends with. */
+/** Returns the type for the register width with which the device name ends. */
 Type typeOf(const std::string& name, Type type8, Type type16, Type type32) {
     const char last = name.back();
     return last == '8' ? type8 : last == '6' ? type16 : type32;

@@ -19,17 +19,17 @@ using Values = std::vector<std::uint32_t>;
 Request requestOf(Type type, const std::string& name, std::uint32_t address = 0, const Values& values = {});
 Request readOf(Type type, const std::string& name, std::uint32_t address, std::uint32_t items = 1);
 
-/** Reads or writes registers of the width that the device name ends with. */
+/** Returns a request to read or write registers. The device name must end with the register width, 8, 16 or 32. */
 Request readOf(const std::string& name, std::uint32_t address, std::uint32_t items = 1);
 Request writeOf(const std::string& name, std::uint32_t address, const Values& values);
 Request masked(Request write, std::uint32_t bitmask);
-/** Raises a simulated interrupt. Without a value, its interrupt word is the number of interrupts so far. */
+/** Returns a request to raise a simulated interrupt. The default interrupt word is the number of interrupts so far. */
 Request raiseOf(const std::string& name, const Values& word = {});
 
 Values valuesOf(const Response& response);
 
 /**
- * A client that sends and receives records, correct or not. It waits for an answer for at most a minute.
+ * A client that sends and receives records, including malformed ones. Sending and receiving time out after a minute.
  */
 class RecordClient {
 public:
@@ -43,32 +43,32 @@ public:
     RecordClient& operator=(RecordClient&&) = delete;
     ~RecordClient();
 
-    /** Takes over a connected socket. */
+    /** Returns a client that owns a connected socket. */
     static RecordClient on(int socket) { return RecordClient(Socket{socket}); }
 
     int socket() const { return m_socket; }
 
     bool send(const Rynvel::IMessage& message) const;
     bool send(const void* bytes, std::size_t size) const;
-    /** Returns false if the connection ends before the record is complete. */
+    /** Returns false if the connection ends or a minute passes before the record is complete. */
     bool receive(Rynvel::IMessage& message) const;
 
-    /** The answer to a request. Without an answer, a response with the result 1. */
+    /** Returns the answer to a request. If there is no answer, returns a response with the invalid result 1. */
     Response exchange(const Request& request) const;
     bool succeeds(const Request& request) const { return exchange(request).isSuccessful(); }
-    /** Tells whether the answer is Error. */
+    /** Returns whether the answer is Error. */
     bool isRefused(const Request& request) const;
     Values values(const Request& request) const { return valuesOf(exchange(request)); }
-    /** Expects that the server opens the device. */
+    /** Expects the server to open the device. */
     void open(const std::string& device) const;
-    /** Expects that the server opens the device, and arms the connection for its interrupts. */
+    /** Expects the server to open the device and to arm the connection. */
     void arm(const std::string& device) const;
 
-    /** The word of the next interrupt; all ones if the connection has ended. */
+    /** Returns the word of the next interrupt, or all ones if the connection ends or a minute passes. */
     std::uint32_t interrupt() const;
-    /** Returns whether everything that the server has sent has been received. */
+    /** Returns whether there are no bytes to receive at this moment. */
     bool hasNothing() const;
-    /** Waits until the server ends the connection. Returns false if the server sends anything. */
+    /** Waits until the server ends the connection. Returns false if the server sends anything or a minute passes. */
     bool isEnded() const;
     /** Ends the connection with a reset. */
     void reset();

@@ -8,13 +8,13 @@
 
 namespace RynvelTest {
 
-/** Registers of type T in an open file. A test reads and changes them without the device under test. */
+/** Registers of type T in an open file. A test reads and changes the registers without the device under test. */
 template <typename T>
 class RegisterFile {
 public:
     using Value = T;
 
-    /** @param fd the file, owned from now on. The first 64 registers are set to zero. */
+    /** Takes ownership of the file, and sets the first 64 registers to zero. */
     explicit RegisterFile(int fd) : m_fd(fd) {
         for (unsigned int i = 0; i < 64; ++i) {
             poke(i, 0);

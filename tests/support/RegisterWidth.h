@@ -6,7 +6,7 @@
 
 namespace RynvelTest {
 
-/** A value of a register width whose bytes all differ, and its text. */
+/** A register value whose bytes all differ, the value with its bytes reversed, and the texts for the register width. */
 template <typename T>
 struct Width;
 
@@ -16,7 +16,7 @@ struct Width<std::uint8_t> {
     static constexpr auto reversed = std::uint8_t{0xA5};
     static constexpr auto bytes = "1";
     static constexpr auto dataText = "0xa5";
-    /** The mask 0x0F in a trace. */
+    /** The text of the mask 0x0F in a trace. */
     static constexpr auto maskText = "0x0f";
 };
 

@@ -16,7 +16,7 @@ namespace RynvelTest {
 
 using RequestType = Rynvel::RequestData::Type;
 
-/** The types of the requests that read and write registers of a width. */
+/** The types of the requests that read and write the registers of a width. */
 template <typename T>
 constexpr RequestType readType = sizeof(T) == 1   ? RequestType::Read8
                                  : sizeof(T) == 2 ? RequestType::Read16
@@ -34,12 +34,12 @@ constexpr std::size_t addressAt = 132;
 constexpr std::size_t valuesAt = 136;
 constexpr std::size_t lengthAt = 648;
 constexpr std::size_t byteOrderAt = 652;
-/** The offset of the mask and of the command. */
+/** The offset of the mask. In an ioctl request, it is the offset of the command. */
 constexpr std::size_t maskAt = 656;
 
 inline void put(Bytes& record, std::size_t offset, std::uint32_t word) { putWord(&record[offset], word); }
 
-/** The bytes of a request, composed without the library. */
+/** Returns the bytes of a request, which this function composes without the library. */
 inline Bytes requestBytes(RequestType type, const std::string& deviceName, const std::vector<WordAt>& words = {}) {
     Bytes record(660);
     put(record, 0, static_cast<std::uint32_t>(type));
@@ -50,7 +50,7 @@ inline Bytes requestBytes(RequestType type, const std::string& deviceName, const
     return record;
 }
 
-/** The number of values of a request or a response, and its values. */
+/** Returns the words of a request that contain its values and their number. */
 inline std::vector<WordAt> valueWords(const std::vector<std::uint32_t>& values) {
     std::vector<WordAt> words{{lengthAt, static_cast<std::uint32_t>(values.size())}};
     for (std::size_t i = 0; i < values.size(); ++i) {

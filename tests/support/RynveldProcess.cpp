@@ -19,7 +19,7 @@ namespace RynvelTest {
 
 namespace {
 
-/** A server's command, its emulator included where the build has one. */
+/** Returns the command that starts the server, with the emulator if the build has one. */
 Arguments commandOf(RynveldProcess::Devices devices) {
     std::istringstream text(devices == RynveldProcess::Devices::Board ? RYNVELD : RYNVELD_WITH_TEST_DEVICES);
     Arguments command;
@@ -29,7 +29,7 @@ Arguments commandOf(RynveldProcess::Devices devices) {
     return command;
 }
 
-/** The launch sets the trace levels. The environment of the tests has no effect. */
+/** Returns a launch that sets ZILTRACE, so that the environment of the tests has no effect on the traces. */
 Process::Launch shellOf(const RynveldProcess::Launch& launch, int output) {
     return {launch.preparation + "export ZILTRACE='" + launch.traces + "'; ", launch.passed, output};
 }

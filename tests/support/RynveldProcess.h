@@ -12,29 +12,29 @@
 
 namespace RynvelTest {
 
-/** Runs the server of this build until it ends. */
+/** Runs the server of this build, and waits until the server ends. */
 Ending runRynveld(const Arguments& arguments);
 
-/** The register server as a process of its own, with a port of the system's choice. */
+/** A register server in its own process, on a port that the system chooses. */
 class RynveldProcess {
 public:
-    /** The device table of the server: the table of the control board, or that of tests/server/devices.def. */
+    /** The device table of the server. Board is the table of the control board. Tests is tests/server/devices.def. */
     enum class Devices { Board, Tests };
 
     struct Launch {
         Devices devices = Devices::Tests;
-        /** See Process::Launch. */
+        /** The preparation and the passed descriptors of Process::Launch. */
         std::string preparation;
         std::vector<int> passed;
         /** The levels of the trace channels, in the form of ZILTRACE. */
         std::string traces = "*=0";
         /** Whether the test reads standard error after the first line. */
         bool isRead = true;
-        /** Appended to the arguments. */
+        /** The options that precede the other arguments of the server. */
         Arguments listen = {"--listen", "127.0.0.1:0"};
     };
 
-    /** Returns when the server listens. */
+    /** Starts the server, and waits until the server listens. */
     explicit RynveldProcess(const Arguments& arguments) : RynveldProcess(arguments, Launch()) {}
     RynveldProcess(const Arguments& arguments, const Launch& launch);
     RynveldProcess(const RynveldProcess&) = delete;
@@ -42,29 +42,29 @@ public:
     /** Ends the server with SIGTERM if it still runs. */
     ~RynveldProcess();
 
-    /** 0 if the server listens on local sockets only. */
+    /** Returns the TCP port, or 0 if the server listens on local sockets only. */
     std::uint16_t port() const { return m_port; }
-    /** The address of the server, in the form of a remote device. */
+    /** Returns the address of the server in the form that a remote device needs, HOST::PORT. */
     std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
-    /** The first line of standard error. */
+    /** Returns the first line of standard error. */
     const std::string& banner() const { return m_banner; }
     pid_t pid() const { return m_process.pid(); }
 
-    /** Fills the pipe that is the standard error of the server. */
+    /** Fills the pipe to which the server writes standard error. */
     void fillStandardError() const;
 
     /** Sends the signal, and expects the exit status 0 and no further text on standard error. */
     void end(int signal = SIGTERM);
 
-    /** Ends the server in the same way. Returns the text on standard error after the first line. */
+    /** Sends SIGTERM, and expects the exit status 0. Returns the text on standard error after the first line. */
     std::string endWithText();
 
     std::size_t descriptors() const;
     std::size_t threads() const { return numberOf("Threads"); }
-    /** In KiB. */
+    /** Returns the resident memory of the server in KiB. */
     std::size_t residentMemory() const { return numberOf("VmRSS"); }
 
-    /** Tells whether all threads sleep at this moment. */
+    /** Returns whether all threads of the server sleep at this moment. */
     bool isIdle() const;
 
 private:

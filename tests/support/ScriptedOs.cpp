@@ -52,7 +52,7 @@ long resultOf(const std::optional<Answer>& answer, long usual) { return answer ?
 
 int intResultOf(const std::optional<Answer>& answer, int usual) { return static_cast<int>(resultOf(answer, usual)); }
 
-// In the order of the enumeration.
+// The names have the order of the enumeration Call.
 constexpr const char* names[] = {"open",   "close",    "lseek", "read",   "write",   "ioctl",      "mmap",
                                  "munmap", "readlink", "send",  "socket", "connect", "setsockopt", "sleep"};
 static_assert(std::size(names) == static_cast<std::size_t>(Call::Sleep) + 1, "a call without a name");

@@ -38,42 +38,44 @@ enum class Call {
     Sleep,
 };
 
-/** The name of the function in C. */
+/** Returns the name of the function in C. */
 const char* nameOf(Call call);
 
-/** The result of a scripted call. */
+/** The result of a scripted call, and errno after the result -1. */
 struct Answer {
     long result;
     int error;
 };
 
-/** A call with the default behaviour, between scripted ones. */
+/** The item of a script that leaves a call its default behaviour. */
 inline const std::optional<Answer> asUsual = std::nullopt;
 
 inline std::optional<Answer> failing(int error) { return Answer{-1, error}; }
 inline std::optional<Answer> answering(long result) { return Answer{result, 0}; }
 
-/** Bytes as hex digits. */
+/** Returns bytes as hex digits. */
 std::string hexBytes(const void* bytes, std::size_t count);
 
-/** The bytes of a number in the byte order of this processor. */
+/** Returns the bytes of a number in the byte order of this processor, as hex digits. */
 template <typename T>
 std::string inMemory(T value) {
     return hexBytes(&value, sizeof(value));
 }
 
 /**
- * Replaces the operating system for the calls of the constructing thread, while this is the latest object of the
- * thread. The event log records every call with its arguments. The script supplies the results.
+ * A replacement for the operating system of the thread that constructs the object. If the thread has several objects,
+ * the latest one handles the calls. The event log records every call with its arguments. The script supplies the
+ * results.
  *
- * Without a script, it is a machine with one device file: opening any path outside /sys returns the descriptor 7, and
- * seeking, reading, writing and mapping use `memory`. The test program defines these functions of the C library itself.
+ * Without a script, the replacement is a machine with one device file: open() returns the descriptor 7 for any path
+ * outside /sys, and lseek(), read(), write() and mmap() use `memory`. sleep() takes no time. The test program replaces
+ * these functions of the C library.
  *
  * Recorded forms: "open(PATH, FLAGS)", "close(FD)", "lseek(FD, OFFSET, WHENCE)", "read(FD, COUNT)",
  * "write(FD, BYTES)" with the bytes as hex digits, "ioctl(FD, REQUEST, ARG)" with hex numbers,
  * "mmap(ADDR, LENGTH, PROT, FLAGS, FD, OFFSET)", "munmap(ADDR, LENGTH)", "readlink(PATH, SIZE)",
  * "send(FD, BYTES, FLAGS)", "socket(DOMAIN, TYPE, PROTOCOL)", "connect(FD, ADDRESS:PORT, SIZE)",
- * "setsockopt(FD, LEVEL, NAME)", "sleep(SECONDS)", "gethostbyname(NAME)". Sleeping takes no time.
+ * "setsockopt(FD, LEVEL, NAME)", "sleep(SECONDS)", "gethostbyname(NAME)".
  */
 class ScriptedOs {
 public:
@@ -85,17 +87,17 @@ public:
     ScriptedOs& operator=(const ScriptedOs&) = delete;
     ~ScriptedOs();
 
-    /** The scripted machine of the calling thread; null if the thread uses the real one. */
+    /** Returns the scripted operating system of the calling thread, or null if the thread uses the real one. */
     static ScriptedOs* current();
 
     /**
-     * Sets the results of the next calls of a function, in order. The test fails at its end if a result is unused. In a
-     * death test, construct and script the object within the statement. An object outside gets the calls of GoogleTest.
+     * Appends the results of the next calls of a function. The test fails at its end if a result is unused. In a death
+     * test, construct and script the object inside the statement. An object outside would get the calls of GoogleTest.
      */
     void script(Call call, const std::vector<std::optional<Answer>>& answers);
 
     EventLog& log() { return m_log; }
-    /** The events since the last time. */
+    /** Returns the event log, and clears it. */
     EventLog takeLog() { return std::exchange(m_log, {}); }
 
     /** Also writes every call to standard error, for tests that end the process. */
@@ -126,7 +128,7 @@ public:
         std::memcpy(&memory.at(place), &value, sizeof(value));
     }
 
-    /** The number at an offset of `memory`. */
+    /** Returns the number at an offset of `memory`, in the byte order of this processor. */
     template <typename T>
     T stored(std::size_t place) const {
         T value{};
@@ -134,18 +136,18 @@ public:
         return value;
     }
 
-    /** Handles requests without a script, instead of recording them and returning 0. */
+    /** Handles ioctl() calls without a scripted result, if set. The event log does not record these calls. */
     std::function<int(unsigned long request, unsigned long arg)> onRequest;
-    /** The text of every symbolic link. */
+    /** The target of every symbolic link. */
     std::string linkText = "uio0";
-    /** The text files below /sys. After opening one, reads return its text. Opening any other path there fails. */
+    /** The texts of the files below /sys, by path. Opening any other path below /sys fails with ENOENT. */
     std::map<std::string, std::string> files;
-    /** The hosts that the resolver finds, with their first address. The second address of each is 203.0.113.1. */
+    /** The hosts that gethostbyname() finds, with their first IPv4 address. Their second address is 203.0.113.1. */
     std::map<std::string, std::vector<std::uint8_t>> hosts;
 
 private:
     static void makeCurrent(ScriptedOs* os);
-    /** Makes the kernel never unmap this memory, which is part of the heap. */
+    /** Keeps munmap() from unmapping this memory in the kernel, because the memory is part of the heap. */
     static void keepMapped(const void* memory);
     int openText(const std::string& path);
     long readText(void* buffer, std::size_t count);

@@ -15,7 +15,7 @@ namespace {
 
 __thread ScriptedPthread* currentPthread = nullptr;
 
-/** Exempts the calls that recording itself makes. */
+/** A scope without recording, for the mutex calls that the recording itself makes. */
 class Pause {
 public:
     Pause() : m_paused(currentPthread) { currentPthread = nullptr; }
@@ -27,7 +27,7 @@ private:
     ScriptedPthread* const m_paused;
 };
 
-// In the order of the enumeration.
+// The names have the order of the enumeration MutexCall.
 constexpr const char* names[] = {
     "pthread_mutex_init",        "pthread_mutex_destroy", "pthread_mutexattr_init", "pthread_mutexattr_setprotocol",
     "pthread_mutexattr_destroy", "pthread_mutex_lock",    "pthread_mutex_unlock"};
@@ -69,7 +69,7 @@ namespace {
 
 using namespace RynvelTest;
 
-/** Records the call if there is a script, and makes the call unless the script makes it fail. */
+/** Records the call if the thread has a script. Returns the error that the script sets, or the result of the call. */
 template <typename... Parameters, typename Text, typename... Arguments>
 int interpose(int (*&real)(Parameters...), MutexCall call, Text text, Arguments... arguments) {
     if (real == nullptr) {
@@ -82,7 +82,7 @@ int interpose(int (*&real)(Parameters...), MutexCall call, Text text, Arguments.
 
 std::string noText() { return ""; }
 
-// No function-local statics: a sanitizer intercepts their guards, too.
+// These are globals, because a sanitizer also intercepts the guards of function-local statics.
 int (*realInit)(pthread_mutex_t*, const pthread_mutexattr_t*) = nullptr;
 int (*realDestroy)(pthread_mutex_t*) = nullptr;
 int (*realAttributesInit)(pthread_mutexattr_t*) = nullptr;

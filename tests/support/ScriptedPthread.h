@@ -20,15 +20,15 @@ enum class MutexCall {
     Unlock,
 };
 
-/** The name of the function in C. */
+/** Returns the name of the function in C. */
 const char* nameOf(MutexCall call);
 
 /**
- * Records the mutex calls of the constructing thread, and makes those fail that a test selects. The test program
- * defines these functions itself. Every other call is forwarded to the C library.
+ * A recorder of the mutex calls of the thread that constructs the object. A test selects the functions that fail. All
+ * other calls reach the C library. The test program replaces these functions of the C library.
  *
- * Recorded forms: the function's name, with the default attributes or a protocol in brackets where there is one, as in
- * "pthread_mutex_init(default)", "pthread_mutexattr_setprotocol(1)".
+ * Recorded form: the name of the function. "(default)" or "(attributes)" follows pthread_mutex_init. The protocol
+ * follows pthread_mutexattr_setprotocol, as in "pthread_mutexattr_setprotocol(1)".
  */
 class ScriptedPthread {
 public:
@@ -39,13 +39,13 @@ public:
 
     static ScriptedPthread* current();
 
-    /** Makes every call of the function fail with the error. The test fails at its end if no call has failed. */
+    /** Makes every call of the function fail with the error. The test fails at its end if there was no such call. */
     void fail(MutexCall call, int error);
 
     /** Makes every call succeed again. */
     void succeed() { m_failures.clear(); }
 
-    /** Records a call. Returns the error that a test has set for it, or 0. */
+    /** Records a call. Returns the error that a test has set for the function, or 0. */
     int record(MutexCall call, const std::string& arguments = "");
 
     EventLog& log() { return m_log; }

@@ -15,7 +15,7 @@
 
 namespace RynvelTest {
 
-/** Waits until the other end has received everything that was sent from a socket of a pair. */
+/** Waits until the other end of the pair has received all bytes that were sent from the socket. */
 inline void waitUntilTaken(int socket) {
     int waiting = 1;
     while (::ioctl(socket, SIOCOUTQ, &waiting) == 0 && waiting > 0) {
@@ -26,7 +26,7 @@ inline void waitUntilTaken(int socket) {
 /** Two connected sockets. */
 class SocketPair {
 public:
-    /** @param type SOCK_STREAM, or SOCK_SEQPACKET to see each call of send() by itself. */
+    /** @param type SOCK_STREAM, or SOCK_SEQPACKET to receive the bytes of each send() separately. */
     explicit SocketPair(int type = SOCK_STREAM) {
         EXPECT_EQ(::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, m_ends.data()), 0);
     }
@@ -43,7 +43,7 @@ public:
     int server() const { return m_ends[0]; }
     int client() const { return m_ends[1]; }
 
-    /** Releases an end, which the caller then closes. */
+    /** Returns the socket of an end. The caller closes the socket. */
     int releaseServer() { return std::exchange(m_ends[0], -1); }
     int releaseClient() { return std::exchange(m_ends[1], -1); }
 

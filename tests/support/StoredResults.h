@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-// Operations that store a value for their caller: each function returns the result of the operation and the value.
+// Calls of operations that store a value. Each function returns the result of the operation and the stored value.
 
 namespace RynvelTest {
 
-/** The value before the operation. */
+/** The value of the variable before the operation. */
 template <typename T>
 constexpr T untouched = static_cast<T>(0x5555555555555555U);
 

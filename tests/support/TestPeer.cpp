@@ -148,7 +148,7 @@ void TestPeer::perform(const Reply& reply, int socket) {
         if (i > 0) {
             waitToLetGo();
         }
-        // The client may have closed the connection: at the end of a test it does not wait for the last answer.
+        // Sending may fail, because a client does not wait for the last answer at the end of a test.
         sendAll(socket, reply.pieces[i]);
     }
     if (reply.closes) {

@@ -21,9 +21,9 @@ namespace RynvelTest {
 
 /** The reaction of a peer to one request. */
 struct Reply {
-    /** The pieces to send: the first one at once, each further one when the test releases it. */
+    /** The pieces of the answer. The peer sends the first one at once, and each further one after a letGo(). */
     std::vector<std::vector<std::uint8_t>> pieces;
-    /** Whether the peer then closes the connection. */
+    /** Whether the peer closes the connection after the last piece. */
     bool closes = false;
 };
 
@@ -33,36 +33,37 @@ Rynvel::Response responseOf(const std::vector<std::uint32_t>& values,
 Reply answer(const Rynvel::Response& response);
 Reply success(const std::vector<std::uint32_t>& values = {});
 Reply refusal(const std::vector<std::uint32_t>& values = {});
-/** The whole answer, after the test releases it. */
+/** Returns a reply that sends the whole answer after letGo(). */
 Reply delayed(const Rynvel::Response& response);
-/** The first `size` bytes of the answer, and the rest after the test releases it. */
+/** Returns a reply that sends the first `size` bytes of the answer at once, and the rest after letGo(). */
 Reply split(const Rynvel::Response& response, std::size_t size);
-/** The first `size` bytes of the answer and no more. */
+/** Returns a reply that sends only the first `size` bytes of the answer. */
 Reply truncated(const Rynvel::Response& response, std::size_t size);
 Reply silence();
 Reply closing();
 
-/** A received request, with the accessors that a server on the classes of the library uses. */
+/** Returns the request that consists of these bytes. */
 Rynvel::Request asRequest(const std::vector<std::uint8_t>& bytes);
 
 /**
- * A register server for tests, for clients on this machine, on a port that the system chooses. It records every
- * request. A test sets the reactions. Without one, the service of the peer answers, by default with an empty success.
+ * A register server for clients on this machine, on a port that the system chooses. The server records every request.
+ * It sends the replies that the test has scripted. Without a script, its service replies. The default service replies
+ * with a success without values.
  */
 class TestPeer {
 public:
     struct ReceivedRequest {
-        /** The connections are counted from 0 in the order in which they were made. */
+        /** The number of the connection, counted from 0 in the order in which the server accepts connections. */
         std::size_t connection;
         std::vector<std::uint8_t> bytes;
     };
 
     enum class Start { AtOnce, Later };
 
-    /** Called by one thread for each connection. */
+    /** The function that replies without a script. Each connection calls the function in its own thread. */
     using Service = std::function<Reply(std::size_t connection, const Rynvel::Request& request)>;
 
-    /** A peer that starts later refuses connections until start(). */
+    /** With Start::Later, the peer refuses connections until start(). */
     explicit TestPeer(Start start = Start::AtOnce);
     explicit TestPeer(Service service);
     TestPeer(const TestPeer&) = delete;
@@ -72,16 +73,16 @@ public:
     void start();
 
     std::uint16_t port() const { return m_listener.port(); }
-    /** The address of the peer, in the form of a remote device. */
+    /** Returns the address of the peer in the form that a remote device needs, HOST::PORT. */
     std::string address() const { return "127.0.0.1::" + std::to_string(port()); }
 
-    /** Appends reactions to the next requests of any connection. */
+    /** Appends replies to the next requests on any connection. */
     void script(const std::vector<Reply>& replies);
 
-    /** Releases the next held piece of an answer. */
+    /** Makes the peer send the next piece of an answer. */
     void letGo();
 
-    /** Waits until there are this many. The test fails if that takes longer than a minute. */
+    /** Waits for `count` requests, and returns all requests so far. The test fails after 30 seconds without them. */
     std::vector<ReceivedRequest> requests(std::size_t count);
     void clearRequests();
 

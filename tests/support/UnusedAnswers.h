@@ -16,12 +16,12 @@
 namespace RynvelTest {
 
 /**
- * Counts the scripted results of each function that no call has used. A test fails at its end if one is left. The child
- * processes of a test share the counts, because a process that dies, as in a death test, cannot report its own.
+ * The number of scripted results that no call has used, for each function. A test fails at its end if a result is left.
+ * The child processes of a test share the numbers, because the child of a death test cannot report its own.
  */
 class UnusedAnswers : public testing::EmptyTestEventListener {
 public:
-    /** Creates the object of a test double. Call it once, before the first test. The object is never destroyed. */
+    /** Returns a new object for a test double. Call of() once, before the first test. The object is never destroyed. */
     static UnusedAnswers& of(std::vector<std::string> functions) {
         auto* const unused = new UnusedAnswers(std::move(functions));
         testing::UnitTest::GetInstance()->listeners().Append(unused);
@@ -31,7 +31,7 @@ public:
     void add(std::size_t function, std::size_t count) { m_counts[function] += count; }
     void remove(std::size_t function) { --m_counts[function]; }
 
-    /** Fails the test for each function that has unused answers, and forgets them. */
+    /** Fails the test for each function that has unused answers, and resets the numbers. */
     void OnTestEnd(const testing::TestInfo& /*test*/) override {
         for (std::size_t function = 0; function < m_functions.size(); ++function) {
             if (const std::size_t count = m_counts[function].exchange(0)) {

@@ -7,7 +7,7 @@
 
 namespace RynvelTest {
 
-/** Returns the slot number that a pointer to a virtual member function encodes. */
+/** Returns the slot of the vtable that a pointer to a virtual member function encodes. */
 template <typename Operation>
 std::size_t slotOf(Operation operation) {
     struct {

@@ -14,15 +14,16 @@
 
 #include <gtest/gtest.h>
 
+#include "DescribedDevice.h"
 #include "Program.h"
 
 namespace RynvelTest {
 namespace {
 
-/** The completions that the program offers for the last word of a line. */
-std::string offered(Arguments words) {
+/** Returns the completions that the program offers for the last word of a line, with blanks between them. */
+std::string offered(Arguments words, const std::string& folder = ".") {
     words.insert(words.begin(), "--complete");
-    const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words, ".");
+    const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words, folder);
     EXPECT_EQ(ending.status, 0);
     EXPECT_EQ(ending.error, "");
     std::istringstream lines(ending.output);
@@ -35,7 +36,7 @@ std::string offered(Arguments words) {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch show irq wait ping");
+    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch show describe maps irq wait ping");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
@@ -72,6 +73,92 @@ TEST(Completion, ContinuesAfterAServer) {
 TEST(Completion, OffersNothingAfterAnUnknownCommand) {
     EXPECT_EQ(offered({"frobnicate", "map"}), "");
     EXPECT_EQ(offered({}), "");
+}
+
+TEST(Completion, OffersCommandsInACommand) {
+    EXPECT_EQ(offered({"maps", ""}), "list check header");
+    EXPECT_EQ(offered({"--quiet", "maps", "--map", "m.svd", "he"}), "header");
+    EXPECT_EQ(offered({"maps", "header", "map"}), "map16 map32");
+    EXPECT_EQ(offered({"maps", "list", "m"}), "");
+    EXPECT_EQ(offered({"maps", "nothing", ""}), "");
+}
+
+TEST(Completion, OffersFiles) {
+    const TestFolder folder;
+    folder.store("a.svd", "");
+    folder.store(".hidden", "");
+    std::filesystem::create_directory(folder.path() + "/maps");
+    folder.store("maps/b.svd", "");
+    EXPECT_EQ(offered({"maps", "check", ""}, folder.path()), "a.svd maps/");
+    EXPECT_EQ(offered({"maps", "check", "a.svd", "ma"}, folder.path()), "maps/");
+    EXPECT_EQ(offered({"--map", "maps/"}, folder.path()), "maps/b.svd");
+    EXPECT_EQ(offered({"--map=maps/b"}, folder.path()), "--map=maps/b.svd");
+    EXPECT_EQ(offered({"--map", ".h"}, folder.path()), ".hidden");
+    EXPECT_EQ(offered({"--map", "nowhere/"}, folder.path()), "");
+}
+
+/** Completion with the map of a device. */
+class MapCompletion : public testing::Test {
+protected:
+    MapCompletion() { m_folder.store("m.svd", timerMap()); }
+
+    /** The last word may be "-" for an empty one. */
+    std::string offeredFor(const std::string& line) const {
+        Arguments arguments = words("--map m.svd " + line);
+        if (arguments.back() == "-") {
+            arguments.back().clear();
+        }
+        return offered(arguments, m_folder.path());
+    }
+
+    TestFolder m_folder;
+};
+
+TEST_F(MapCompletion, OffersRegisters) {
+    EXPECT_EQ(offeredFor("describe map32 -"), "CTRL STATUS ACK WIDE LEVEL0 LEVEL1 CH[0].DATAIN CH[0].DATAOUT "
+                                              "CH[0].LIMIT CH[1].DATAIN CH[1].DATAOUT CH[1].LIMIT");
+    EXPECT_EQ(offeredFor("describe map32 CH[1].DATA"), "CH[1].DATAIN CH[1].DATAOUT");
+    EXPECT_EQ(offeredFor("describe file8 -"), "");
+    EXPECT_EQ(offeredFor("describe map32 CTRL -"), "");
+    EXPECT_EQ(offeredFor("watch map32 CTRL LE"), "LEVEL0 LEVEL1");
+}
+
+TEST_F(MapCompletion, OffersRegistersThatFitTheCommand) {
+    EXPECT_EQ(offeredFor("read map32 A"), "");
+    EXPECT_EQ(offeredFor("write map32 A"), "ACK");
+    EXPECT_EQ(offeredFor("read map32 S"), "STATUS");
+    EXPECT_EQ(offeredFor("fill map32 S"), "");
+}
+
+TEST_F(MapCompletion, OffersFieldsAfterADot) {
+    EXPECT_EQ(offeredFor("read map32 CTRL."), "CTRL.RUN CTRL.MODE CTRL.GAIN CTRL.PINA CTRL.PINB");
+    EXPECT_EQ(offeredFor("write map32 CTRL.M"), "CTRL.MODE");
+    EXPECT_EQ(offeredFor("read map32 NOTHING."), "");
+}
+
+TEST_F(MapCompletion, OffersValues) {
+    EXPECT_EQ(offeredFor("write map32 CTRL.MODE -"), "slow fast");
+    EXPECT_EQ(offeredFor("write map32 CTRL -"), "RUN= MODE= GAIN= PINA= PINB=");
+    EXPECT_EQ(offeredFor("write map32 CTRL MODE="), "MODE=slow MODE=fast");
+    EXPECT_EQ(offeredFor("write map32 CTRL MODE=f"), "MODE=fast");
+    EXPECT_EQ(offeredFor("write map32 CTRL GAIN="), "");
+    EXPECT_EQ(offeredFor("write map32 STATUS -"), "");
+    EXPECT_EQ(offeredFor("write map32 0x10 -"), "");
+    EXPECT_EQ(offeredFor("fill map32 CTRL 1 -"), "");
+}
+
+TEST_F(MapCompletion, TakesTheMapsOfTheLine) {
+    EXPECT_EQ(offered({"--map=m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"read", "map32", "--map", "m.svd", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"read", "map32", "ST"}, m_folder.path()), "");
+    EXPECT_EQ(offered({"--map", "m.svd", "--remote", "h", "read", "map32", "ST"}, m_folder.path()), "STATUS");
+}
+
+TEST_F(MapCompletion, IsSilentAboutMapsThatCannotBeUsed) {
+    m_folder.store("broken.svd", "<device>");
+    EXPECT_EQ(offered({"--map", "broken.svd", "read", "map32", ""}, m_folder.path()), "");
+    EXPECT_EQ(offered({"--map", "nowhere.svd", "read", "map32", ""}, m_folder.path()), "");
+    EXPECT_EQ(offered({"--map", "broken.svd", "read", "map"}, m_folder.path()), "map16 map32");
 }
 
 /** An interactive shell on a terminal. */
@@ -146,22 +233,23 @@ private:
     std::string m_shown;
 };
 
-/** Completion in a shell where rynvelctl is a function that prints its arguments. */
+/** A fixture for completion in shells. There, rynvelctl is a shell function that prints its arguments. */
 class CompletionInAShell : public testing::Test {
 protected:
     CompletionInAShell() {
         m_folder.store("rynvelctl", "case $1 in --complete) " + std::string(RYNVEL_EMULATOR) +
                                         " " RYNVELCTL_FOR_TESTS
                                         " \"$@\" ;; *) printf 'given:'; printf ' <%s>' \"$@\"; echo ;; esac\n");
+        m_folder.store("m.svd", timerMap());
     }
 
-    /** The setup that all shells share. */
+    /** Returns the commands that prepare any of the shells. */
     std::string common() const {
-        return "PS1='" + std::string(InteractiveShell::prompt) + "'\nrynvelctl() { sh '" + m_folder.path() +
-               "/rynvelctl' \"$@\"; }\n";
+        return "export RYNVEL_MAPS='" + m_folder.path() + "/m.svd'\nPS1='" + std::string(InteractiveShell::prompt) +
+               "'\nrynvelctl() { sh '" + m_folder.path() + "/rynvelctl' \"$@\"; }\n";
     }
 
-    static void expectCompletions(InteractiveShell& shell) {
+    void expectCompletions(InteractiveShell& shell) const {
         const std::vector<std::pair<std::string, std::string>> lines{
             {"rea\t", "given: <read>"},
             {"read fil\t", "given: <read> <file>"},
@@ -169,7 +257,13 @@ protected:
             {"--remote 127.0.0.1::9000 rea\t map1\t 0", "given: <--remote> <127.0.0.1::9000> <read> <map16> <0>"},
             {"--remote 127.0.0.1:9000 irq map32 en\t", "given: <--remote> <127.0.0.1:9000> <irq> <map32> <enable>"},
             {"dump --order=n\t file8 0 1", "given: <dump> <--order=network> <file8> <0> <1>"},
-            {"--remote=h::9000 --type=Uio3\t irq", "given: <--remote=h::9000> <--type=Uio32> <irq>"}};
+            {"--remote=h::9000 --type=Uio3\t irq", "given: <--remote=h::9000> <--type=Uio32> <irq>"},
+            {"maps hea\t map3\t", "given: <maps> <header> <map32>"},
+            {"read map32 CTRL.MO\t", "given: <read> <map32> <CTRL.MODE>"},
+            {"read map32 CH[1].L\t", "given: <read> <map32> <CH[1].LIMIT>"},
+            {"write map32 CTRL GA\t5", "given: <write> <map32> <CTRL> <GAIN=5>"},
+            {"write map32 CTRL MODE=f\t", "given: <write> <map32> <CTRL> <MODE=fast>"},
+            {"--map=" + m_folder.path() + "/m.s\t list", "given: <--map=" + m_folder.path() + "/m.svd> <list>"}};
         for (const auto& [typed, given] : lines) {
             shell.awaitPrompt();
             shell.type("rynvelctl " + typed + '\n');

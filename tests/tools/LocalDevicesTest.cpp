@@ -21,7 +21,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The program, on devices that are files of the test. */
+/** A fixture for rynvelctl with devices that are files of the test. */
 class LocalDevices : public testing::Test {
 protected:
     LocalDevices() {
@@ -35,7 +35,7 @@ protected:
 
     Ending run(const std::string& line) const { return start(line).wait(); }
 
-    /** @param output where standard output goes. */
+    /** @param output the descriptor for standard output, or Program::toTheTest. */
     Program start(const std::string& line, int output = Program::toTheTest) const {
         return {RYNVELCTL_FOR_TESTS, words(line), m_folder.path(), output};
     }
@@ -47,7 +47,7 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
-    /** The error text for a request that a file does not support. It differs under an emulator of single programs. */
+    /** Returns the error text of the system for an ioctl request to a file. A user-mode emulator has another text. */
     std::string refusal() const {
         const int file = open((m_folder.path() + "/map").c_str(), O_RDWR | O_CLOEXEC);
         EXPECT_EQ(ioctl(file, 0xEE7F, 0), -1);
@@ -59,11 +59,11 @@ protected:
     TestFolder m_folder;
 };
 
-/** Counts how often a file is opened. */
+/** A counter of the openings of a file. */
 class Openings {
 public:
     explicit Openings(const std::string& path) : m_events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        // Watching the closes as well keeps the system from merging two openings into one event.
+        // Also watches closing the file, because the system merges two openings without another event between them.
         EXPECT_NE(inotify_add_watch(m_events, path.c_str(), IN_OPEN | IN_CLOSE), -1);
     }
     Openings(const Openings&) = delete;
@@ -163,7 +163,7 @@ TEST_F(LocalDevices, AreWritten) {
 
 TEST_F(LocalDevices, AreWrittenUnderAMask) {
     expect("write map32 8 0xffffffff --mask 0x0000ff00 --verify", 0,
-           "map32 0x00000008 = 0x0000ff00 under 0x0000ff00\n");
+           "map32 0x00000008 = 0x0000ff00 with mask 0x0000ff00\n");
     EXPECT_EQ(m_folder.load("map").substr(8, 4), "\x08\xff\x0a\x0b");
     expect("write file8 1 0xf0 --mask 0b11110000 --json", 0,
            "{\"name\":\"file8\",\"address\":1,\"value\":240,\"mask\":240}\n");
@@ -183,7 +183,7 @@ TEST_F(LocalDevices, AreReadBackWhenAWriteIsVerified) {
     ASSERT_EQ(symlink("/dev/zero", (m_folder.path() + "/registers8").c_str()), 0);
     expect("write file8 3 5", 0, "file8 0x00000003 = 0x05\n");
     expect("write file8 3 5 --verify", 1, "", "rynvelctl: file8: 0x00000003 holds 0x00 after 0x05 was written\n");
-    expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 under 0xf0\n");
+    expect("write file8 3 5 --mask 0xf0 --verify", 0, "file8 0x00000003 = 0x00 with mask 0xf0\n");
     expect("write file8 3 0x15 --mask 0x0f --verify", 1, "",
            "rynvelctl: file8: 0x00000003 holds 0x00 after 0x05 was written with mask 0x0f\n");
 }
@@ -231,7 +231,7 @@ TEST_F(LocalDevices, AreFilled) {
     expect("fill file8 0 2 1 --json", 0, "{\"name\":\"file8\",\"address\":0,\"count\":2,\"value\":1}\n");
 }
 
-TEST_F(LocalDevices, AreFilledInsideOfTheMapOnly) {
+TEST_F(LocalDevices, AreFilledInsideTheMapOnly) {
     expect("fill map32 0xff8 3 1", 2, "",
            "rynvelctl: map32: 3 registers from 0x00000ff8 extend beyond the map of 4096 bytes\n");
     EXPECT_EQ(m_folder.load("map").substr(0xff8), std::string(8, '\0'));
@@ -261,7 +261,7 @@ TEST_F(LocalDevices, AreWatchedForChanges) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(LocalDevices, AreGivenUpWhenStandardOutputTakesNothing) {
+TEST_F(LocalDevices, TimeOutWhenStandardOutputBlocks) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     ASSERT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
@@ -336,7 +336,7 @@ TEST_F(LocalDevices, EndQuietlyWhenNobodyReadsStandardOutput) {
     }
 }
 
-TEST_F(LocalDevices, ReportWhenStandardOutputTakesNothing) {
+TEST_F(LocalDevices, ReportAFailureOfStandardOutput) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     for (const std::string line : {"list", "--help", "--version"}) {
         const Ending ending = start(line, full).wait();
@@ -377,7 +377,7 @@ TEST_F(LocalDevices, SayWhyTheyCannotBeOpened) {
     expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: sysfs describes no memory map\n");
 }
 
-TEST_F(LocalDevices, TraceWhatTheyAreAskedTo) {
+TEST_F(LocalDevices, TraceTheRequestedChannels) {
     const Ending ending = run("--trace Rynvel.Lseek=6 read file8 1");
     EXPECT_EQ(ending.status, 0);
     EXPECT_EQ(ending.output, "file8 0x00000001 = 0x01\n");
@@ -386,7 +386,7 @@ TEST_F(LocalDevices, TraceWhatTheyAreAskedTo) {
     EXPECT_EQ(ending.error.find("Rynvel.PthreadMutex"), std::string::npos);
 }
 
-TEST_F(LocalDevices, TraceOneChannelForEachTimeThatTheyAreAskedTo) {
+TEST_F(LocalDevices, TraceTheChannelsOfSeveralOptions) {
     const Ending ending = run("read --trace Rynvel.Lseek=6 --trace Rynvel.PthreadMutex=6 file8 1");
     EXPECT_EQ(ending.output, "file8 0x00000001 = 0x01\n");
     EXPECT_NE(ending.error.find("Rynvel.Lseek 6 ENTER"), std::string::npos);
@@ -395,7 +395,7 @@ TEST_F(LocalDevices, TraceOneChannelForEachTimeThatTheyAreAskedTo) {
            "rynvelctl: nothing: no such device ('rynvelctl list' shows the names)\n");
 }
 
-TEST_F(LocalDevices, SayWhichChannelsThereAreWhenATraceNamesNone) {
+TEST_F(LocalDevices, ListTheChannelsWhenATraceMatchesNone) {
     const Ending ending = run("--trace Rynvel.Lsek=6 read file8 1");
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(ending.output, "");
@@ -406,7 +406,7 @@ TEST_F(LocalDevices, SayWhichChannelsThereAreWhenATraceNamesNone) {
     EXPECT_NE(ending.error.find(", Rynvel.Lseek, "), std::string::npos) << ending.error;
 }
 
-TEST_F(LocalDevices, NameTheCommandThatIsMeant) {
+TEST_F(LocalDevices, SuggestTheCommandThatIsMeant) {
     expect("rea map32 0", 2, "", "rynvelctl: unknown command 'rea' (did you mean 'read'?)\n");
     expect("wiat map32", 2, "", "rynvelctl: unknown command 'wiat' (did you mean 'wait'?)\n");
     expect("--tiemout 1s read map32 0", 2, "", "rynvelctl: unknown option '--tiemout'\n");
@@ -423,7 +423,7 @@ TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {
     }
 }
 
-TEST_F(LocalDevices, TakeAnArgumentThatIsCalledLikeACommand) {
+TEST_F(LocalDevices, AcceptAnArgumentWithTheNameOfACommand) {
     expect("read list 0", 2, "", "rynvelctl: list: no such device ('rynvelctl list' shows the names)\n");
 }
 

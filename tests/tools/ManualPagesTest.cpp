@@ -24,7 +24,7 @@ std::string contentsOf(const std::string& path) {
 
 std::string page(const std::string& name) { return contentsOf(RYNVEL_MANUAL_PAGES "/" + name); }
 
-/** A line of mdoc(7) as it is rendered, without the brackets of options. */
+/** Returns the text of a line in mdoc(7), without the brackets of Oo and Oc. */
 std::string plain(const std::string& line) {
     std::string text;
     std::string macro;
@@ -40,8 +40,7 @@ std::string plain(const std::string& line) {
     return text;
 }
 
-/** The items of the lists of a page that begin with a macro. One macro marks options, another one commands.
- */
+/** Returns the list items of a page that begin with a macro, Fl for options or Cm for commands. */
 Lines itemsOf(const std::string& name, const std::string& macro) {
     const std::string start = ".It " + macro + ' ';
     Lines items;
@@ -54,7 +53,7 @@ Lines itemsOf(const std::string& name, const std::string& macro) {
     return items;
 }
 
-/** The words that follow a macro anywhere in a page. */
+/** Returns the words that follow a macro anywhere in a page. */
 std::set<std::string> wordsBehind(const std::string& macro, const std::string& name) {
     std::istringstream text(page(name));
     std::set<std::string> found;
@@ -78,15 +77,25 @@ std::string inSynopsis(const OptionDescription& option) {
     return (option.isRequired ? text : '[' + text + ']') + (option.takesMultipleValues ? " ..." : "");
 }
 
-/** Options first, as a page shows them. */
-std::string synopsis(const CommandDescription& command) {
-    std::string text = command.name;
+/** Returns the synopsis of a command as a page shows it, with the options first. */
+std::string synopsis(const CommandDescription& command, const std::string& name) {
+    std::string text = name;
     for (const bool isPositional : {false, true}) {
         for (const OptionDescription& option : command.options) {
             text += option.isPositional == isPositional ? ' ' + inSynopsis(option) : "";
         }
     }
     return text;
+}
+
+/** The synopses of the commands of a program; those of the commands in a command instead of its own. */
+Lines synopses(const CommandDescription& program, const std::string& before = "") {
+    Lines lines;
+    for (const CommandDescription& command : program.commands) {
+        const std::string name = before + command.name;
+        lines.merge(command.commands.empty() ? Lines{synopsis(command, name)} : synopses(command, name + ' '));
+    }
+    return lines;
 }
 
 std::set<std::string> optionNames(const CommandDescription& program) {
@@ -103,7 +112,7 @@ std::set<std::string> optionNames(const CommandDescription& program) {
     return names;
 }
 
-/** The options in the help of a program, without their descriptions. */
+/** Returns the options in the help of a program, without their descriptions. */
 Lines optionsInHelp(const std::string& program) {
     std::istringstream help(runProgram(program, {"--help"}, ".").output);
     Lines options;
@@ -126,11 +135,7 @@ TEST(ManualPages, OfRynvelctlHasTheGlobalOptions) {
 }
 
 TEST(ManualPages, OfRynvelctlHasTheCommandsWithTheirOptionsAndArguments) {
-    Lines commands;
-    for (const CommandDescription& command : Rynvelctl::CommandLine().describe().commands) {
-        commands.insert(synopsis(command));
-    }
-    EXPECT_EQ(itemsOf("rynvelctl.1", "Cm"), commands);
+    EXPECT_EQ(itemsOf("rynvelctl.1", "Cm"), synopses(Rynvelctl::CommandLine().describe()));
 }
 
 TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {

@@ -14,7 +14,7 @@ namespace RynvelTest {
 
 namespace {
 
-/** The program, or the emulator that runs it. */
+/** Returns the command that runs the program, with the emulator if the build has one. */
 Arguments commandOf(const std::string& path, const Arguments& arguments) {
     Arguments command = words(RYNVEL_EMULATOR);
     command.push_back(path);

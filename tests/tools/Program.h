@@ -8,20 +8,20 @@
 
 namespace RynvelTest {
 
-/** The words of a command line, separated by blanks. */
+/** Returns the words of a command line. Blanks separate the words. */
 Arguments words(const std::string& line);
 
 /** A running program of this build, with the default levels of its trace channels. */
 class Program : public Process {
 public:
-    /** @param path the path in the build folder. @param folder the working directory. */
+    /** @param path the path in the build folder. @param folder the working folder of the program. */
     Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output = toTheTest);
 };
 
-/** Runs a program to its end. */
+/** Runs a program, and waits until the program ends. */
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder);
 
-/** A folder of its own for a test, removed at the end. */
+/** A temporary folder for a test. The destructor removes the folder with its contents. */
 class TestFolder {
 public:
     TestFolder();
@@ -37,14 +37,14 @@ private:
     std::string m_path;
 };
 
-/** A text with every time stamp replaced by "TIME". */
+/** Returns the text with "TIME" in place of every time stamp. */
 std::string withoutTimes(const std::string& text);
 
 /**
- * Expects how rynvelctl has ended.
- * @param output with "TIME" in place of every time stamp.
- * @param problem the error message, without the name of the program; empty for none.
- * @param line the command line, for the message of a failure.
+ * Expects rynvelctl to have ended with a status and outputs.
+ * @param output the expected output, with "TIME" in place of every time stamp.
+ * @param problem the error message without the name of the program, or an empty text if there is none.
+ * @param line the command line, which the message of a failure shows.
  */
 void expectEnding(const Ending& ending, int status, const std::string& output, const std::string& problem = "",
                   const std::string& line = "");

@@ -10,7 +10,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The program, on devices at servers. The server opens every device unless a test says otherwise. */
+/** A fixture for rynvelctl with devices of a server. By default, the server answers every request with success. */
 class RemoteDevices : public testing::Test {
 protected:
     Arguments remotely(const std::string& line) const { return words("--remote " + m_peer.address() + ' ' + line); }
@@ -21,13 +21,13 @@ protected:
         expectEnding(run(line), status, output, problem, line);
     }
 
-    /** The exchange that opens the device, before the operation. */
+    /** Scripts a success for opening the device, and then the replies to the operation. */
     void opensThen(const std::vector<Reply>& replies) {
         m_peer.script({success()});
         m_peer.script(replies);
     }
 
-    /** The bytes of the request after the one that opens the device. */
+    /** Returns the bytes of the second request, which follows the opening of the device. */
     std::vector<std::uint8_t> operation() { return m_peer.requests(2)[1].bytes; }
 
     TestPeer m_peer;
@@ -63,7 +63,7 @@ TEST_F(RemoteDevices, AreReadAtTheAddressThatTheirTypeCountsIn) {
     }
 }
 
-TEST_F(RemoteDevices, HaveTheTypeOfTheDeviceOfThatNameHere) {
+TEST_F(RemoteDevices, HaveTheTypeOfTheLocalDeviceOfTheSameName) {
     opensThen({success({7})});
     expect("read common.idt 0", 0, "common.idt 0x00000000 = 0x07\n");
     EXPECT_EQ(operation()[3], 2);
@@ -132,7 +132,7 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     // This time-out leaves enough time for the answers that the server does send.
     const std::string commandTimedOut = m_peer.address() + ": timed out after 500 ms";
-    // The requests that get no answer: open the device, open it for interrupts, arm, enable the interrupt.
+    // The server stops answering at each request in turn: two Open requests, arming, enabling the interrupt.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());
@@ -146,7 +146,7 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     expect("--timeout 50ms ping", 4, "", silent);
 }
 
-TEST_F(RemoteDevices, AreGivenUpInTimeWhereverTheLimitIsGiven) {
+TEST_F(RemoteDevices, TimeOutWhereverTheLimitIsGiven) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     for (const std::string line :
          {"--timeout 50ms wait rtc0", "wait --timeout 50ms rtc0", "wait rtc0 --timeout 50ms"}) {
@@ -183,7 +183,7 @@ TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerTells) {
     EXPECT_EQ(operation()[3], 9);
 }
 
-TEST_F(RemoteDevices, AreGivenUpInTheMiddleOfAnInterrupt) {
+TEST_F(RemoteDevices, TimeOutInTheMiddleOfAnInterrupt) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --each 100ms"), ".");
     m_peer.requests(4);
     m_peer.send(1, {0, 0});
@@ -209,7 +209,7 @@ TEST_F(RemoteDevices, AreDumpedInOneRequestWithBurst) {
 
 TEST_F(RemoteDevices, ReportTheirInterrupts) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 2"), ".");
-    // The first four requests open the device, arm its interrupts and enable them.
+    // The first four requests open the device twice, arm a connection and enable the interrupt.
     m_peer.requests(4);
     m_peer.send(1, {0, 0});
     m_peer.send(1, {1, 2});
@@ -227,8 +227,8 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheConnectionOfTheirInterruptsIsClosed) 
     expectEnding(program.wait(), 3, "", m_peer.address() + ": the connection was closed");
 }
 
-TEST_F(RemoteDevices, AreWaitedForUntilTheTimeIsOut) {
-    // Connecting uses a part of the time of the whole command, so the time must suffice for both.
+TEST_F(RemoteDevices, AreWaitedForUntilTheTimeOut) {
+    // The time-out of the whole command includes connecting, so it must be long enough for both.
     expect("--type Uio32 wait remote --timeout 1s", 4, "", "remote: no interrupt within 1 s");
     expect("--timeout 1s --type Uio32 wait remote", 4, "", "remote: no interrupt within 1 s");
     expect("--type Uio32 wait remote --each 20ms", 4, "", "remote: no interrupt within 20 ms");
@@ -249,13 +249,13 @@ TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(RemoteDevices, AreNotReachedWhereNobodyListens) {
+TEST_F(RemoteDevices, AreUnreachableIfNobodyListens) {
     const TestPeer nobody(TestPeer::Start::Later);
     expectEnding(runProgram(RYNVELCTL, words("--remote " + nobody.address() + " read rtc0 0"), "."), 3, "",
                  nobody.address() + ": Connection refused");
 }
 
-/** A server of this build, on a port of the system's choice. */
+/** A server of this build, on a port that the system chooses. */
 class RunningServer {
 public:
     RunningServer(const std::string& path, const std::string& options, const std::string& folder)
@@ -272,7 +272,7 @@ private:
     std::string m_address;
 };
 
-/** The program, on a server that simulates its devices. */
+/** A fixture for rynvelctl with a server that simulates its devices. */
 class SimulatedDevices : public testing::Test {
 protected:
     explicit SimulatedDevices(const std::string& options = "") : m_server(RYNVELD, "--simulate " + options, ".") {}
@@ -287,7 +287,7 @@ protected:
     const std::string m_address = m_server.address();
 };
 
-TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
+TEST_F(SimulatedDevices, SupportEveryCommandOnRegisters) {
     expect("info traf.top --json", 0,
            R"({"name":"traf.top","path":")" + m_address +
                R"(","backend":"Remote32","width":32,"mapSize":null,"interruptType":4,"descriptor":null})"
@@ -295,7 +295,7 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("info common.idt --quiet", 0, "common.idt\n" + m_address + "\nRemote8\n8\nnone\nnone\nnone\n");
     expect("write traf.top 0x10 0x12345678 --verify", 0, "traf.top 0x00000010 = 0x12345678\n");
     expect("write traf.top 0x10 0xffff --mask 0xff00 --verify", 0,
-           "traf.top 0x00000010 = 0x0000ff00 under 0x0000ff00\n");
+           "traf.top 0x00000010 = 0x0000ff00 with mask 0x0000ff00\n");
     expect("read traf.top 0x10", 0, "traf.top 0x00000010 = 0x1234ff78\n");
     expect("read traf.top 4 --index --quiet", 0, "0x1234ff78\n");
     expect("dump traf.top 0x8 5", 0, "0x00000008: 00000000 00000000 1234ff78 00000000\n0x00000018: 00000000\n");
@@ -313,7 +313,7 @@ TEST_F(SimulatedDevices, TakePartInEveryCommandOnRegisters) {
     expect("--type Uio32 read nothing 0", 3, "", m_address + ": the server refuses to open 'nothing'");
 }
 
-TEST_F(SimulatedDevices, TakePartInEveryCommandOnInterrupts) {
+TEST_F(SimulatedDevices, SupportEveryCommandOnInterrupts) {
     expect("irq rtc0 type", 0, "rtc0 interrupt type = 4\n");
     expect("irq rtc0 enable", 0, "rtc0 interrupt enabled\n");
     expect("irq rtc0 disable --json", 0, "{\"name\":\"rtc0\",\"interrupt\":\"disabled\"}\n");
@@ -372,7 +372,7 @@ TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedAsFailingAndNotAsUnreachable)
            "traf.top: reading 0x00000004 failed: the server refused the request");
 }
 
-/** The program, on files of this machine and on the same files at a server. */
+/** A fixture for rynvelctl with devices that are files, directly and through a server. */
 class ServedFiles : public testing::Test {
 protected:
     ServedFiles() {
@@ -397,7 +397,7 @@ protected:
     RunningServer m_server{RYNVELD_FOR_TESTS, "", m_folder.path()};
 };
 
-TEST_F(ServedFiles, AreReadAtTheSameRegistersHereAndThere) {
+TEST_F(ServedFiles, AreReadAtTheSameRegistersLocallyAndRemotely) {
     for (const std::string device : {"file8", "file16", "file32", "map16", "map32"}) {
         for (const std::string& line :
              {"read " + device + " 8", "read " + device + " 3 --index", "dump " + device + " 4 5"}) {
@@ -408,7 +408,7 @@ TEST_F(ServedFiles, AreReadAtTheSameRegistersHereAndThere) {
     EXPECT_EQ(outputOf(remotely("--type Lseek16 read file16 2")), "file16 0x00000002 = 0x0302\n");
 }
 
-TEST_F(ServedFiles, AreWrittenAtTheSameRegistersHereAndThere) {
+TEST_F(ServedFiles, AreWrittenAtTheSameRegistersLocallyAndRemotely) {
     outputOf(remotely("write file32 8 0xffffffff --verify"));
     EXPECT_EQ(m_folder.load("registers32").substr(0, 16),
               std::string("\0\1\2\3\4\5\6\7\xff\xff\xff\xff\x0c\x0d\x0e\x0f", 16));

@@ -12,7 +12,7 @@ namespace {
 
 using Rynvelctl::ExitStatus;
 
-/** The outcome of a command line. */
+/** The status and the outputs of a command line. */
 struct Outcome {
     ExitStatus status;
     std::string output;
@@ -43,7 +43,7 @@ void expect(const std::string& line, ExitStatus status, const std::string& outpu
     EXPECT_EQ(outcome.error, error) << line;
 }
 
-/** Remote devices in the table of this machine, at a server of the test. */
+/** A fixture for remote devices in the device table of this machine. The test controls their server. */
 class RemoteRows : public testing::Test {
 protected:
     explicit RemoteRows(TestPeer::Start start = TestPeer::Start::AtOnce) : m_peer(start) {

@@ -6,7 +6,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Programs with the table of devices.def, on a library that has the one of replaced_devices.def. */
+/** A fixture for programs with the table of devices.def, and a library with the table of replaced_devices.def. */
 class ReplacedLibrary : public testing::Test {
 protected:
     ReplacedLibrary() {
@@ -19,7 +19,7 @@ protected:
         return runProgram(RYNVELCTL_WITH_REPLACED_LIBRARY, words(line), m_folder.path());
     }
 
-    /** Expects one line of refusal and no access to a device. */
+    /** Expects one error line with the difference between the tables, and no access to a device. */
     void expectRefusal(const std::string& line, const std::string& difference) const {
         const Ending ending = run(line);
         EXPECT_EQ(ending.status, 1) << line;
@@ -88,10 +88,10 @@ TEST_F(ReplacedLibrary, OmitsTheRowsThatDifferFromTheList) {
                   "handle 11 instead of 12\n" + "rynvelctl: 8 devices are not listed\n");
 }
 
-/** The server in the same case. */
+/** A fixture for a register server whose library has been replaced. */
 class ReplacedLibraryOfServer : public ReplacedLibrary {
 protected:
-    /** The first line of a server, with its port. */
+    /** Returns the port in the first line of a server. */
     static std::string portIn(const std::string& banner) {
         const std::string start = "rynveld: listening on 127.0.0.1:";
         EXPECT_EQ(banner.substr(0, start.size()), start);

@@ -25,7 +25,7 @@ constexpr DeviceTypeInfo remote8{"Remote8", Access::Remote, 8, true, false, 1};
 constexpr DeviceTypeInfo remote32{"Remote32", Access::Remote, 32, true, false, 1};
 constexpr DeviceTypeInfo seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
 
-/** The message of a failing call. */
+/** Returns the message of a call that fails with a usage error. */
 template <typename Call>
 std::string complaint(const Call& call) {
     try {
@@ -109,7 +109,7 @@ const Target mapped = target("mapped", mapped32);
 const Target seekable = target("seekable", seekable16);
 const Target served = target("served", remote32);
 
-TEST(RegisterRanges, TurnByteAddressesIntoWhatTheDeviceTakes) {
+TEST(RegisterRanges, ConvertByteAddressesToAddressesOfTheDevice) {
     EXPECT_EQ(RegisterRange(mapped, AddressUnit::Bytes, "0x10").deviceAddress(), 4U);
     EXPECT_EQ(RegisterRange(mapped, AddressUnit::Bytes, "0xfffffffc").deviceAddress(), 0x3FFFFFFFU);
     const RegisterRange range(seekable, AddressUnit::Bytes, "0x10");
@@ -117,7 +117,7 @@ TEST(RegisterRanges, TurnByteAddressesIntoWhatTheDeviceTakes) {
     EXPECT_EQ(range.index(), 8U);
 }
 
-TEST(RegisterRanges, TurnIndicesIntoWhatTheDeviceTakes) {
+TEST(RegisterRanges, ConvertIndicesToAddressesOfTheDevice) {
     EXPECT_EQ(RegisterRange(mapped, AddressUnit::Registers, "5").deviceAddress(), 5U);
     EXPECT_EQ(RegisterRange(seekable, AddressUnit::Registers, "5").deviceAddress(), 10U);
 }
@@ -130,7 +130,7 @@ TEST(RegisterRanges, RefuseUnalignedAddresses) {
     EXPECT_EQ(RegisterRange(target("dsp", seekable8), AddressUnit::Bytes, "3").deviceAddress(), 3U);
 }
 
-TEST(RegisterRanges, RefuseWhatHasNoAddressOf32Bits) {
+TEST(RegisterRanges, RefuseRegistersWithoutAnAddressOf32Bits) {
     EXPECT_EQ(complaint([] { RegisterRange(seekable, AddressUnit::Registers, "0x80000000"); }),
               "seekable: register 2147483648 is outside the 32-bit address range");
     const RegisterRange last(mapped, AddressUnit::Bytes, "0xfffffffc");
@@ -139,7 +139,7 @@ TEST(RegisterRanges, RefuseWhatHasNoAddressOf32Bits) {
               "mapped: 2 registers from 0xfffffffc extend beyond the 32-bit address range");
 }
 
-TEST(RegisterRanges, RefuseToGuessWhatARemoteRowCountsIn) {
+TEST(RegisterRanges, RefuseToGuessTheAddressUnitOfARemoteRow) {
     const std::string problem =
         "served: only address 0 can be used (to use others, give the type on the server with --type)";
     const RegisterRange first(served, AddressUnit::Bytes, "0");
@@ -150,7 +150,7 @@ TEST(RegisterRanges, RefuseToGuessWhatARemoteRowCountsIn) {
     EXPECT_EQ(RegisterRange(target("served", remote8), AddressUnit::Bytes, "5").deviceAddress(), 5U);
 }
 
-TEST(RegisterRanges, RefuseToBeOutsideOfTheMap) {
+TEST(RegisterRanges, RefuseRegistersOutsideTheMap) {
     const auto requireInside = [](std::optional<std::uint32_t> mapSize, const char* address, std::uint32_t count) {
         RegisterRange(mapped, AddressUnit::Bytes, address).resized(count).requireInside(mapSize);
     };
@@ -175,7 +175,7 @@ TEST(RegisterRanges, CountFromTheirFirstRegister) {
     EXPECT_EQ(RegisterRange(seekable, AddressUnit::Registers, "2").resized(5)[3].addressText(), "5");
 }
 
-TEST(Json, EscapesWhatStringsMustNotHold) {
+TEST(Json, EscapesCharactersThatStringsMustNotContain) {
     EXPECT_EQ(jsonString("\x1f \x7f"), "\"\\u001f \x7f\"");
     EXPECT_EQ(jsonString("a\"b\\c\nd"), "\"a\\\"b\\\\c\\u000ad\"");
     EXPECT_EQ(jsonArray({}), "[]");
@@ -185,7 +185,7 @@ TEST(Json, EscapesWhatStringsMustNotHold) {
 
 TEST(Diagnostics, AreOneLine) { EXPECT_EQ(errorLine("a\nb\x1b"), "rynvelctl: a?b?\n"); }
 
-TEST(ServerAddress, HasAPortOfItsOwnOrTheUsualOne) {
+TEST(ServerAddress, HasItsOwnPortOrTheDefaultPort) {
     const CommandTimeout time(std::nullopt);
     EXPECT_EQ(RemoteServer("node", time).name(), "node::8888");
     EXPECT_EQ(RemoteServer("10.0.0.7::9000", time).name(), "10.0.0.7::9000");
@@ -214,7 +214,7 @@ TEST(CommandTimes, AreTheAnswersTimesToo) {
     limited.requireTimeLeft("map32");
 }
 
-TEST(CommandTimes, EndTheCommandWhenTheyAreOver) {
+TEST(CommandTimes, EndTheCommandWhenTheyExpire) {
     try {
         CommandTimeout(std::chrono::milliseconds(0)).requireTimeLeft("map32");
         ADD_FAILURE() << "it went on";
@@ -224,7 +224,7 @@ TEST(CommandTimes, EndTheCommandWhenTheyAreOver) {
     }
 }
 
-TEST(Formats, DumpSixteenBytesALine) {
+TEST(Formats, DumpSixteenBytesPerLine) {
     const RegisterRange range = RegisterRange(seekable, AddressUnit::Bytes, "0x10").resized(9);
     const Report report = RegisterDump{range, {1, 2, 3, 4, 5, 6, 7, 8, 9}, Rynvel::ByteOrder::Host};
     EXPECT_EQ(formatText(report), "0x00000010: 0001 0002 0003 0004 0005 0006 0007 0008\n0x00000020: 0009");
@@ -233,13 +233,21 @@ TEST(Formats, DumpSixteenBytesALine) {
               R"({"name":"seekable","address":16,"width":16,"order":"host","values":[1,2,3,4,5,6,7,8,9]})");
 }
 
-TEST(Formats, TellTheShortestTheMeanAndTheLongestRoundTrip) {
+TEST(Formats, ShowTheShortestTheMeanAndTheLongestRoundTrip) {
     using std::chrono::microseconds;
     const Report report = RoundTrips{"node::8888", {microseconds(1'000), microseconds(2'000), microseconds(4'500)}};
     EXPECT_EQ(formatText(report), "node::8888: 3 round trips, min 1.000 ms, avg 2.500 ms, max 4.500 ms");
     EXPECT_EQ(formatBare(report), "1.000 2.500 4.500");
     EXPECT_EQ(formatJson(report), R"({"server":"node::8888","roundTrips":3,"minMilliseconds":1.000,)"
                                   R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
+}
+
+TEST(Formats, CountInTheSingularAndThePlural) {
+    const RegisterRange range(seekable, AddressUnit::Bytes, "0x10");
+    EXPECT_EQ(formatText(FilledRange{range, 1}), "seekable 0x00000010 = 0x0001 in 1 register");
+    EXPECT_EQ(formatText(FilledRange{range.resized(2), 1}), "seekable 0x00000010 = 0x0001 in 2 registers");
+    const std::string oneTrip = formatText(RoundTrips{"node::8888", {std::chrono::microseconds(1'000)}});
+    EXPECT_EQ(oneTrip, "node::8888: 1 round trip, min 1.000 ms, avg 1.000 ms, max 1.000 ms");
 }
 
 } // namespace

@@ -16,7 +16,7 @@ struct Group {
     std::vector<std::string> lines;
 };
 
-/** The lines of a text, which are separated by "; ". */
+/** Returns the command lines of a text. "; " separates them in the text. */
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 2) {
@@ -55,7 +55,7 @@ std::vector<std::string> linesWithWrongNumbers() {
 const std::vector<Group>& localGroups() {
     static const std::vector<Group> groups = {
         {wrongUsage, linesWithWrongNumbers()},
-        // No command, no such command, too little, too much.
+        // No command, an unknown command, too few arguments, too many arguments.
         {wrongUsage, {"", "frobnicate", "Read map32 0"}},
         {wrongUsage, linesOf("read; read map32; write map32 0; write; dump map32; dump map32 0; fill map32 0 1; watch; "
                              "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info")},
@@ -66,13 +66,13 @@ const std::vector<Group>& localGroups() {
                              "write map32 CTRL MODE=1; write map32 0 MODE=1; dump map32 CTRL 1; fill map32 CTRL 1 1; "
                              "watch map32 CTRL; watch map32 0 CTRL; show; show nothing; show map32; show map32 CTRL")},
         {wrongUsage, withEach("read map32 CTRL --map ", {"nowhere", "/", "map", "/dev/null", "nowhere/map"})},
-        // Options that are unknown, misplaced, without their value, or given twice.
+        // Options that are unknown, misplaced, without a value, or given twice.
         {wrongUsage,
          {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
           "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
           "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--type Uio32 read map32 0",
           "--type Uio32 list", "--timeout", "-"}},
-        // Names.
+        // Unknown devices, devices without interrupts, and wrong interrupt operations.
         {wrongUsage,
          withEach("read ", {"nothing", "map", "MAP32", "map32.", "map32x", "seek", "0", "file8,file16", "/dev/null"},
                   " 0")},
@@ -95,12 +95,12 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("fill map32 ", {"0 1025 1", "4096 1 1", "0 0 1", "0 1048577 1"})},
         {wrongUsage, withEach("dump file8 0xffffffff ", {"2", "1048576"})},
         {wrongUsage, {"watch map32 0 4096", "watch map32 0 2"}},
-        // Values that are too wide, masks that select no bits.
+        // Values that are too wide, and masks that select no bits.
         {wrongUsage,
          withEach("write file8 0 ", {"256", "0x100", "0b100000000", "0xffffffff", "1 --mask 256", "1 --mask 0"})},
         {wrongUsage, withEach("write file16 0 ", {"65536", "0x10000", "1 --mask 0x10000", "1 --mask 0"})},
         {wrongUsage, {"fill file8 0 1 256", "fill map16 0 1 0x10000", "write map32 0 0x100000000"}},
-        // Times, byte orders, widths, traces, servers.
+        // Wrong times, counts, byte orders, burst widths, trace levels, servers and device types.
         {wrongUsage, withEach("watch file8 0 --interval ", {"1", "0s", "0", "1h", "s", "1.5s", "2d", "25000m"})},
         {wrongUsage, withEach("wait map32 --timeout ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
         {wrongUsage, withEach("wait map32 --each ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
@@ -119,7 +119,7 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, {"--remote h --type Uio32 dump r 0 129 --burst", "--remote h --type Lseek8 write r 0 256"}},
         {wrongUsage,
          {"--remote h --type Uio32 read r 2", "--remote h --type Lseek8 read " + std::string(128, 'n') + " 0"}},
-        // Devices that are missing, or are something else.
+        // Devices whose file is missing or unsuitable, and operations that fail.
         {unreachable,
          {"read missing 0", "write missing 0 1", "dump missing 0 1", "dump missing 0 1 --burst", "fill missing 0 1 1",
           "watch missing 0", "ioctl missing 1 1", "info missing", "read missing.map 0", "write missing.map 0 1",
@@ -170,7 +170,7 @@ protected:
         }
     }
 
-    /** Expects the status of each line on a server that replies so, but for the line that is meant to succeed. */
+    /** Expects the status for each line, with a server that always sends the reply. Leaves out the successful line. */
     void expectAllOfAServer(const Reply& reply, Status status, const Arguments& options = {},
                             const std::string& successful = "") {
         TestPeer peer;

@@ -25,7 +25,7 @@ thread_local bool disturbing = false;
 
 } // namespace
 
-// Every allocation of the library uses these operators, because the library is C++ only.
+// The library is written in C++ only, so all of its allocations use these operators.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     if (disturbing) {
@@ -45,7 +45,7 @@ namespace {
 using Rynvel::ByteOrder;
 using namespace RynvelTest;
 
-/** The path of a file in memory that exists as long as the descriptor is open. */
+/** Returns the path of a new file of 4096 bytes in memory. The path is valid until the process ends. */
 std::string memoryFile() {
     const int fd = memfd_create("registers", 0);
     EXPECT_EQ(ftruncate(fd, 4096), 0);
@@ -104,7 +104,7 @@ TYPED_TEST(AllocationTest, NeitherAllocatesNorLogsIn10000OperationsWithTracingOf
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TYPED_TEST(AllocationTest, SeesTheAllocationsOfATracedOperation) {
+TYPED_TEST(AllocationTest, DetectsTheAllocationsOfATracedOperation) {
     const auto device = make(static_cast<TypeParam*>(nullptr));
     const TraceRecorder recorder(7);
     const unsigned long before = allocations;
@@ -181,7 +181,7 @@ TEST(Allocation, IsNotMadeByAnFpgaRegisterAccessWithTracingOff) {
     EXPECT_EQ(allocations, before);
 }
 
-/** The result of the operation, and errno after it, where every allocation changes errno. */
+/** Returns the result of the operation, and errno after it. During the operation, every allocation changes errno. */
 template <typename Operation>
 std::pair<bool, int> withDisturbingAllocations(int errnoBefore, Operation operation) {
     disturbing = true;

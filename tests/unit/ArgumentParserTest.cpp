@@ -12,7 +12,7 @@ using Common::CommandDescription;
 using Common::ParseResult;
 using Words = std::vector<std::string>;
 
-/** A program with every kind of option, argument and command. */
+/** A fixture for a program with every kind of option, argument and command. */
 class ArgumentParsers : public testing::Test {
 protected:
     ArgumentParsers() {
@@ -70,7 +70,7 @@ protected:
     int m_calls = 0;
 };
 
-TEST_F(ArgumentParsers, LeaveAloneWhatIsNotGiven) {
+TEST_F(ArgumentParsers, KeepValuesThatAreNotGiven) {
     expectParsed({});
     EXPECT_EQ(m_name, "default");
     EXPECT_EQ(m_size, 3U);
@@ -101,7 +101,7 @@ TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentAfterTheFirst) {
     EXPECT_EQ(m_calls, 0);
 }
 
-TEST_F(ArgumentParsers, LetAnArgumentBeLeftOut) {
+TEST_F(ArgumentParsers, AllowAnOptionalArgument) {
     expectParsed({"other"});
     EXPECT_EQ(m_last, "default");
     expectParsed({"several"});
@@ -127,7 +127,7 @@ TEST_F(ArgumentParsers, SayWhatIsWrong) {
     EXPECT_EQ(m_calls, 0);
 }
 
-TEST_F(ArgumentParsers, NameTheCommandThatAWordIsMeantToBe) {
+TEST_F(ArgumentParsers, SuggestTheCommandThatAWordIsMeantToBe) {
     expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
     expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");
     expectWrong({"--flag", "ohter", "--nothing"}, "unknown command 'ohter' (did you mean 'other'?)");

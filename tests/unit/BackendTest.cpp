@@ -14,7 +14,7 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// What every backend of this machine does. The test of its class covers what only one of them does.
+// Tests the behaviour that all backends of this machine share. Each backend also has tests of its own.
 
 namespace {
 
@@ -26,7 +26,7 @@ constexpr auto path = "/dev/registers";
 template <typename T>
 T registerOf(const Device<T>* device);
 
-/** A device of any of the classes, with the arguments of its constructor. */
+/** Returns a device of the backend, with the arguments that its constructor needs. */
 template <typename Backend>
 std::unique_ptr<Backend> makeDevice(std::unique_ptr<IMutex> mutex) {
     if constexpr (std::is_constructible_v<Backend, const char*, std::unique_ptr<IMutex>>) {
@@ -38,7 +38,7 @@ std::unique_ptr<Backend> makeDevice(std::unique_ptr<IMutex> mutex) {
     }
 }
 
-/** Answers a frame of the FPGA with success and a value: the written value, or one whose bytes all differ. */
+/** Records a frame for the FPGA, and answers it with success and the value 0x00010203. Returns the frame size. */
 int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
     const auto* const frame = reinterpret_cast<const std::uint8_t*>(transfer.tx_buf);
     auto* const reply = reinterpret_cast<std::uint8_t*>(transfer.rx_buf);
@@ -56,12 +56,14 @@ protected:
     using Register = decltype(registerOf(static_cast<const Backend*>(nullptr)));
 
     static constexpr bool isMapped = std::is_base_of_v<Mmap<Register>, Backend>;
-    /** Whether the device has neither descriptor nor requests, and composes bursts and masked writes of single
-     * operations. */
+    /**
+     * Whether the device has neither a descriptor nor ioctl requests, and performs bursts and masked writes with single
+     * operations.
+     */
     static constexpr bool isFpga = std::is_same_v<Backend, FpgaSpi32>;
     static constexpr bool hasInterrupts =
         !isFpga && !std::is_same_v<Backend, Lseek<Register>> && !std::is_same_v<Backend, Mmap<Register>>;
-    /** The files that the device opens before its own. */
+    /** The number of files that the device opens before its device file. */
     static constexpr std::size_t earlierFiles = std::is_same_v<Backend, Uio<Register>> ? 2 : 0;
     static constexpr ZilTraceLevel entryLevel = isMapped ? 7 : 6;
     static constexpr auto source = isMapped ? "cppsrc/RynvelMmap"
@@ -83,7 +85,7 @@ protected:
         return makeDevice<Backend>(std::make_unique<RecordingMutex>(m_os.log(), mutexWorks));
     }
 
-    /** The calls of the operation on a machine whose registers hold the same values at first. */
+    /** Returns the calls of the operation and the memory after it. The memory is the same before every operation. */
     template <typename Operation>
     std::pair<EventLog, std::vector<std::uint8_t>> effectOf(Operation operation) {
         for (std::size_t i = 0; i < m_os.memory.size(); ++i) {
@@ -104,12 +106,12 @@ using Backends =
                    Tyvon<std::uint32_t>, TyvonInterrupt<std::uint16_t>, TyvonInterrupt<std::uint32_t>, FpgaSpi32>;
 TYPED_TEST_SUITE(BackendTest, Backends);
 
-TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleWhereItHasRequests) {
+TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleIfItHasRequests) {
     EXPECT_EQ(this->m_device->getDevName(), path);
     EXPECT_EQ(this->m_device->getNativeHandle(), this->isFpga ? -1 : ScriptedOs::descriptor);
 }
 
-TYPED_TEST(BackendTest, TakesTheDescriptorZeroForAnOpenFile) {
+TYPED_TEST(BackendTest, TreatsTheDescriptorZeroAsAnOpenFile) {
     auto answers = std::vector<std::optional<Answer>>(this->earlierFiles, asUsual);
     answers.emplace_back(answering(0));
     this->m_os.script(Call::Open, answers);
@@ -135,7 +137,7 @@ TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsRetu
     EXPECT_EQ(log, (EventLog{"close(7)", "mutex destroyed"}));
 }
 
-TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
+TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockIfItHasRequests) {
     if (this->isFpga) {
         EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), -1);
         EXPECT_EQ(this->m_os.log(), EventLog{});
@@ -149,7 +151,7 @@ TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockWhereItHasThem) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
 }
 
-TYPED_TEST(BackendTest, TouchesAndTracesNothingForInterruptsWhereItHasNone) {
+TYPED_TEST(BackendTest, MakesNoCallAndNoTraceForInterruptsIfItHasNone) {
     if (this->hasInterrupts) {
         return;
     }
@@ -170,7 +172,7 @@ TYPED_TEST(BackendTest, ReleasesAWaiterByASingleWrite) {
               this->effectOf([&] { EXPECT_TRUE(this->m_device->write(8, value)); }));
 }
 
-TYPED_TEST(BackendTest, TakesAnyOrderButNetworkForHost) {
+TYPED_TEST(BackendTest, TreatsAnyOrderButNetworkAsHost) {
     const auto transfer = [this](ByteOrder order) {
         std::array<typename TestFixture::Register, 2> values{};
         const auto effect = this->effectOf([&] {
@@ -212,7 +214,7 @@ TYPED_TEST(BackendTest, TracesThenLocksOnceAnOperationAtTheLevelOfItsEntriesOnly
         operation();
         EXPECT_EQ(silence.lines(), EventLog{});
     };
-    // An FPGA's bursts and masked writes consist of operations that trace and lock.
+    // The bursts and masked writes of an FPGA consist of single operations, which also trace and lock.
     const std::size_t entries = this->isFpga ? 2 : 1;
     expectEntriesThenLocks(1, 1, [&] { this->m_device->read(0, &value); });
     expectEntriesThenLocks(1, 1, [&] { this->m_device->write(0, value); });
@@ -231,7 +233,7 @@ TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {
     EXPECT_EQ(errno, ERANGE);
 }
 
-TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndHasALineOfItsOwnForEveryTracePoint) {
+TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndASeparateLineForEveryTracePoint) {
     const TraceRecorder recorder(this->entryLevel);
     typename TestFixture::Register value = 0;
     this->m_device->read(0, &value);

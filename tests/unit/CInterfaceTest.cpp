@@ -14,8 +14,8 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests. Opening fills a process-wide list, so tests that open run in a child
-// process.
+// These tests use a library whose device table is TestDeviceRows.inc. A device stays open until its process ends, so
+// tests that open devices run in child processes.
 
 namespace {
 
@@ -26,7 +26,7 @@ constexpr int handle16 = 1;
 constexpr int handle32 = 2;
 constexpr int handleOfUnsupported = 3;
 
-/** Opens the three devices on a scripted machine, then runs the body with an empty event log. */
+/** In a child process, opens three devices of a scripted operating system, empties the event log, and runs the body. */
 template <typename Body>
 void withOpenDevices(Body body) {
     inChildProcess([&] {
@@ -39,7 +39,7 @@ void withOpenDevices(Body body) {
     });
 }
 
-/** Opens the three devices, then runs the body with the handle of each and all functions of its width. */
+/** Opens the three devices, and runs the body for each of them with each set of functions of its width. */
 template <typename Body>
 void withAllCFunctions(Body body) {
     withOpenDevices([&body](ScriptedOs& os) {
@@ -47,7 +47,7 @@ void withAllCFunctions(Body body) {
     });
 }
 
-/** The entry trace of the operation on the channel of the backend. */
+/** Returns the entry trace of the operation on the channel Rynvel.Lseek. */
 template <typename Operation>
 std::string entryOf(Operation operation) {
     const TraceRecorder recorder(6, "Rynvel.Lseek");
@@ -56,7 +56,7 @@ std::string entryOf(Operation operation) {
     return lines.size() == 1 ? lines.front() : "not one entry";
 }
 
-TEST(CInterface, OpensADeviceByItsNameToItsHandleEveryTime) {
+TEST(CInterface, OpensADeviceByNameWithTheSameHandleEveryTime) {
     inChildProcess([] {
         ScriptedOs os;
         EXPECT_EQ(Rynvel_open("lseek32"), handle32);
@@ -68,7 +68,7 @@ TEST(CInterface, OpensADeviceByItsNameToItsHandleEveryTime) {
     });
 }
 
-TEST(CInterface, GivesNoHandleForAnUnknownNameOrAnUnsupportedType) {
+TEST(CInterface, ReturnsNoHandleForAnUnknownNameOrAnUnsupportedType) {
     const TraceRecorder recorder(3);
     EXPECT_EQ(Rynvel_open("unknown"), -1);
     EXPECT_EQ(Rynvel_open2("unknown"), -1);
@@ -77,7 +77,7 @@ TEST(CInterface, GivesNoHandleForAnUnknownNameOrAnUnsupportedType) {
     EXPECT_EQ(recorder.lines().back(), "Rynvel.Factory 1 createDevice: Unsupported device \"unsupported\"");
 }
 
-TEST(CInterface, LetsTheExceptionOfANullNamePass) {
+TEST(CInterface, PropagatesTheExceptionOfANullName) {
     EXPECT_THROW(Rynvel_open(nullptr), std::logic_error);
     EXPECT_THROW(Rynvel_open2(nullptr), std::logic_error);
 }
@@ -93,7 +93,7 @@ TEST(CInterface, ClosesNothing) {
     });
 }
 
-TEST(CInterface, ForwardsARequestAndReturnsItsResultAsItIs) {
+TEST(CInterface, ForwardsARequestAndReturnsItsResultUnchanged) {
     withOpenDevices([](ScriptedOs& os) {
         os.script(Call::Ioctl, {answering(42), failing(ENOTTY), answering(-5)});
         EXPECT_EQ(Rynvel_ioctl(handle8, 0x5401, 0xBEEF), 42);
@@ -115,7 +115,7 @@ TEST(CInterface, ReportsTheMissingInterruptsOfADevice) {
     });
 }
 
-TEST(CInterface, GivesTheDescriptorOfADevice) {
+TEST(CInterface, ReturnsTheDescriptorOfADevice) {
     withOpenDevices([](ScriptedOs&) { EXPECT_EQ(Rynvel_getFileDescriptor(handle16), ScriptedOs::descriptor); });
 }
 
@@ -168,7 +168,7 @@ TEST(CInterface, ServesTheInterruptsOfADevice) {
     });
 }
 
-TEST(CInterface, LetsTheExceptionOfAConstructionPass) {
+TEST(CInterface, PropagatesTheExceptionOfAConstruction) {
     ScriptedOs os;
     os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "none"}};
     EXPECT_THROW(Rynvel_open("uio32"), std::invalid_argument);
@@ -176,7 +176,7 @@ TEST(CInterface, LetsTheExceptionOfAConstructionPass) {
     EXPECT_THROW(Rynvel_open("uio32"), std::out_of_range);
 }
 
-/** All byte addresses that the division maps to one device address. */
+/** Returns all addresses that a function with this divisor maps to one device address. */
 std::vector<unsigned int> addressesOf(unsigned int deviceAddress, unsigned int divisor) {
     std::vector<unsigned int> addresses(divisor);
     std::iota(addresses.begin(), addresses.end(), deviceAddress * divisor);
@@ -216,7 +216,7 @@ TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
     });
 }
 
-TEST(CInterface, BurstsTakeAnyFlagButZeroForNetworkOrderAndThoseOf8BitsHaveHostOrder) {
+TEST(CInterface, BurstsTreatAnyFlagButZeroAsNetworkOrderAndThoseOf8BitsHaveHostOrder) {
     withAllCFunctions([](ScriptedOs& /*os*/, int handle, const auto& functions) {
         RegisterOf<decltype(functions)> values[2] = {};
         for (const int flag : {0, 1, 7, -1}) {
@@ -237,7 +237,7 @@ TEST(CInterface, BurstsMoveTheCallersItems) {
         using T = RegisterOf<decltype(functions)>;
         const T written[2] = {Width<T>::value, 1};
         T values[2] = {};
-        // A seekable device returns the number of bytes of a burst.
+        // A seekable device reports a complete burst as failed if the registers are wider than 8 bits.
         const int result = sizeof(T) == 1 ? 0 : -1;
         EXPECT_EQ(functions.burstWrite(handle, 16 * functions.divisor, written, 2, 1), result);
         EXPECT_EQ(os.stored<T>(16), Width<T>::reversed);

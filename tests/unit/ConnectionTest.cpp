@@ -31,7 +31,7 @@ Request someRequest() {
     return request;
 }
 
-/** The results of sending and of receiving a message. */
+/** Sends a message and receives one. Returns both results. */
 std::pair<int, int> transferOn(const Connection& connection) {
     Response response;
     const int sent = connection.send(someRequest());
@@ -40,10 +40,10 @@ std::pair<int, int> transferOn(const Connection& connection) {
 
 constexpr std::pair failed(-1, -1);
 
-/** A connection on the socket 7 of a scripted machine. */
+/** A connection on the descriptor 7 of a scripted operating system. */
 class ScriptedConnectionTest : public testing::Test {
 protected:
-    /** Expects a transfer to fail in the one call that it makes, with its errno. */
+    /** Expects a transfer to make a single call, which fails, and to keep the errno of the call. */
     template <typename Transfer>
     void expectFailure(Call call, const Answer& answer, Transfer transfer) {
         m_os.log().clear();
@@ -97,7 +97,7 @@ TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
     EXPECT_EQ(received, (Bytes{0x11, 0}));
 }
 
-TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsItWas) {
+TEST_F(ScriptedConnectionTest, TreatsAShortTransferAsSuccessAndKeepsTheRest) {
     const NothingTraced nothingTraced(5);
     m_os.script(Call::Send, {answering(1)});
     m_os.script(Call::Read, {answering(1)});
@@ -111,7 +111,7 @@ TEST_F(ScriptedConnectionTest, TakesAShortTransferForASuccessAndLeavesTheRestAsI
     EXPECT_EQ(m_os.log().size(), 2U);
 }
 
-TEST_F(ScriptedConnectionTest, TriesATransferOnceSaysWhyItFailedAndKeepsTheSocketAndErrno) {
+TEST_F(ScriptedConnectionTest, TriesATransferOnceTracesItsFailureAndKeepsTheSocketAndErrno) {
     Response response;
     std::uint8_t byte = 0;
     for (const auto& answer : {failing(EPIPE), failing(EINTR), failing(EAGAIN), failing(EIO), answering(0)}) {
@@ -133,7 +133,7 @@ TEST_F(ScriptedConnectionTest, TriesATransferOnceSaysWhyItFailedAndKeepsTheSocke
     }
 }
 
-TEST_F(ScriptedConnectionTest, SaysNothingOfAFailureWhenLevelOneIsOff) {
+TEST_F(ScriptedConnectionTest, TracesNoFailureWhenLevelOneIsOff) {
     const NothingTraced nothingTraced(0);
     m_os.script(Call::Send, {failing(EPIPE), answering(0)});
     m_os.script(Call::Read, {failing(EIO), answering(0)});
@@ -167,7 +167,7 @@ TEST_F(ScriptedConnectionTest, TracesTheEntryBeforeTheTransfer) {
                                     "send(7, " + hexOf(response) + ", 0)"}));
 }
 
-/** Counts how often it is printed. */
+/** A message that counts how often it is printed. */
 class CountingMessage : public Response {
 public:
     std::ostream& toStream(std::ostream& stream) const override {
@@ -210,7 +210,7 @@ TEST_F(ScriptedConnectionTest, ClosesItsSocketOnceEvenWhenClosingFails) {
     }
 }
 
-TEST_F(ScriptedConnectionTest, ClosesADescriptorOfZeroButNoneBelow) {
+TEST_F(ScriptedConnectionTest, ClosesTheDescriptorZeroButNoNegativeOne) {
     for (const int none : {-1, -2}) {
         Connection connection(none);
         connection.close();
@@ -236,7 +236,7 @@ TEST(IConnection, KeepsTheOrderOfItsOperations) {
     EXPECT_EQ(slotOf(&IConnection::close), 5U);
 }
 
-/** A connection on one end of a pair of real sockets. */
+/** A fixture with a pair of real sockets, which ignores SIGPIPE. */
 class SocketConnectionTest : public testing::Test {
 protected:
     SocketConnectionTest() { std::signal(SIGPIPE, SIG_IGN); }
@@ -255,7 +255,7 @@ TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
     EXPECT_EQ(bytesOf(received), bytesOf(sent));
 }
 
-TEST_F(SocketConnectionTest, ReceivesTheFirstPieceOnlyOfARecordThatComesInTwo) {
+TEST_F(SocketConnectionTest, ReceivesOnlyTheFirstPieceOfARecordThatComesInTwo) {
     const Connection connection(m_sockets.server());
     const Bytes bytes = bytesOf(someRequest());
     Request received;

@@ -16,13 +16,13 @@ int openFile() { return ::open("/dev/null", O_RDONLY | O_CLOEXEC); }
 
 bool isOpen(int number) { return fcntl(number, F_GETFD) != -1; }
 
-TEST(Descriptor, IsNoneAtFirstAndForACallThatFailed) {
+TEST(Descriptor, IsInvalidAtFirstAndAfterAFailedCall) {
     EXPECT_FALSE(Descriptor().isOpen());
     EXPECT_EQ(Descriptor().number(), -1);
     EXPECT_FALSE(Descriptor(-1).isOpen());
 }
 
-TEST(Descriptor, ClosesItsFileAtItsEnd) {
+TEST(Descriptor, ClosesItsFileWhenItIsDestroyed) {
     const int number = openFile();
     {
         const Descriptor descriptor(number);
@@ -33,7 +33,7 @@ TEST(Descriptor, ClosesItsFileAtItsEnd) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(Descriptor, LeavesAFileThatItLetsGoOf) {
+TEST(Descriptor, LeavesAReleasedFileOpen) {
     const int number = openFile();
     {
         Descriptor descriptor(number);
@@ -45,7 +45,7 @@ TEST(Descriptor, LeavesAFileThatItLetsGoOf) {
     close(number);
 }
 
-TEST(Descriptor, GivesItsFileToTheOneThatItIsMovedTo) {
+TEST(Descriptor, GivesItsFileToTheTargetOfAMove) {
     const int number = openFile();
     Descriptor first(number);
     const Descriptor second(std::move(first));

@@ -15,7 +15,7 @@
 #include "StoredResults.h"
 #include "TraceRecorder.h"
 
-// The lock of a device, tested by the register operations that take it.
+// Tests the lock of a device with the register operations that take the lock.
 
 namespace {
 
@@ -23,7 +23,7 @@ using Rynvel::PthreadMutex;
 using Rynvel::PthreadMutexType;
 using namespace RynvelTest;
 
-/** A mutex that an application derives from the mutex of the library. */
+/** A mutex that counts its calls. An application may derive such a class from the mutex of the library. */
 class CountingMutex : public PthreadMutex {
 public:
     explicit CountingMutex(int& calls) : PthreadMutex(PthreadMutexType::None), m_calls(calls) {}
@@ -46,7 +46,7 @@ std::unique_ptr<Rynvel::Device32> memoryWith(std::unique_ptr<Rynvel::IMutex> mut
     return std::make_unique<Rynvel::Mmap<std::uint32_t>>("memory", 0, 4096, std::move(mutex), true);
 }
 
-/** The mutex calls and traces of one write. The calls of some functions fail. */
+/** Returns the mutex calls and traces of one write. All calls of the functions in `failing` fail. */
 EventLog eventsOfAWrite(Rynvel::Device32& device, int level, std::initializer_list<MutexCall> failing = {}) {
     ScriptedPthread script;
     const TraceRecorder recorder(level, "Rynvel.PthreadMutex", &script.log());
@@ -56,7 +56,7 @@ EventLog eventsOfAWrite(Rynvel::Device32& device, int level, std::initializer_li
     }
     EXPECT_TRUE(device.write(0, 7U));
     const EventLog events = script.log();
-    // The destructor of the recorder makes such calls, too.
+    // The destructor of the recorder also calls these functions, and must not fail.
     script.succeed();
     return events;
 }
@@ -74,7 +74,7 @@ TEST(DeviceLock, TracesTheEntriesOfTheLibrarysMutexAtLevelSeven) {
                                                     "Rynvel.PthreadMutex 7 unlock: ENTER", "pthread_mutex_unlock"}));
 }
 
-TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) {
+TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndContinuesTheAccess) {
     const std::string end = "() failed with error " + std::to_string(EDEADLK) + ".";
     const std::string channel = "Rynvel.PthreadMutex ";
     const EventLog failures{"pthread_mutex_lock", channel + "1 lock: pthread_mutex_lock" + end, "pthread_mutex_unlock",
@@ -89,7 +89,7 @@ TEST(DeviceLock, TracesEachFailureOfTheLibrarysMutexOnceAndGoesOnWithTheAccess) 
     EXPECT_EQ(readFrom(*device), std::pair(true, 7U));
 }
 
-TEST(DeviceLock, SaysNothingOfAFailureWhenLevelOneIsOff) {
+TEST(DeviceLock, TracesNoFailureWhenLevelOneIsOff) {
     const auto device = memoryWith(plainMutex());
     EXPECT_EQ(eventsOfAWrite(*device, 0, bothCalls), (EventLog{"pthread_mutex_lock", "pthread_mutex_unlock"}));
 }

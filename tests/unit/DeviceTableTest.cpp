@@ -73,7 +73,7 @@ TEST(DeviceTable, HasNoThirtyFirstDevice) {
     EXPECT_DEATH(Factory::getInstance().getBackend(30), "m_rynvelList.size");
 }
 
-TEST(DeviceTable, MatchesWholeNamesToTheLetter) {
+TEST(DeviceTable, MatchesWholeNamesExactly) {
     for (const char* name : {"cri", "common.spi", "traf.to", "Traf.top", "traf.top ", " traf.top", "traf.top.", ""}) {
         EXPECT_EQ(factory().findMemoryDeviceIndex(name), -1) << name;
         EXPECT_EQ(factory().findMemoryDevice(name), nullptr) << name;

@@ -17,7 +17,7 @@ using Rynvel::Device;
 using Rynvel::IDevice;
 using namespace RynvelTest;
 
-/** Overrides the pure operations only, and records the single writes. */
+/** A device that overrides only the pure virtual operations, and records its single writes. */
 template <typename T>
 class MinimalDevice : public Device<T> {
 public:
@@ -56,7 +56,7 @@ protected:
 using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(DeviceTest, Widths);
 
-TYPED_TEST(DeviceTest, AnswersEveryRequestWithMinusOneUnlessOverridden) {
+TYPED_TEST(DeviceTest, ReturnsMinusOneForEveryRequestUnlessOverridden) {
     MinimalDevice<TypeParam> device(this->m_log);
     errno = 0;
     EXPECT_EQ(device.ioctl(0, 0), -1);

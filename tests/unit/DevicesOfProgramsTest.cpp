@@ -38,7 +38,7 @@ using Rynvel::MemoryDevice;
 
 constexpr std::uint32_t pageSize = 4096;
 
-/** A file in memory. An access to a mapping beyond the size of the file faults. */
+/** A file in memory. An access to mapped pages beyond the end of the file causes a bus error. */
 class MemoryFile {
 public:
     explicit MemoryFile(off_t size) : m_fd(memfd_create("registers", MFD_CLOEXEC)) {
@@ -60,7 +60,7 @@ private:
     const int m_fd;
 };
 
-/** A row whose backend maps `size` bytes of the file. */
+/** Returns a table row whose backend maps `size` bytes of the file. */
 MemoryDevice mappedRow(const MemoryFile& file, std::uint32_t size, DeviceType type = DeviceType::Tyvon32) {
     return {"mapped", file.path(), size, type};
 }
@@ -85,7 +85,7 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
     EXPECT_EQ(Common::findDevice(""), nullptr);
 }
 
-TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
+TEST(DeviceList, ReportsHowTheRowOfTheLibraryDiffers) {
     const std::string start = ": librynvel has a different device table: ";
     for (const MemoryDevice& row : Common::devices()) {
         EXPECT_EQ(Common::describeMismatch(row), "");
@@ -104,7 +104,7 @@ TEST(DeviceList, TellsInWhatTheLibrarysRowDiffers) {
               "nothing" + start + "the device is missing");
 }
 
-TEST(DeviceList, TellsInWhatTheHandleOfARowDiffers) {
+TEST(DeviceList, ReportsHowTheHandleOfARowDiffers) {
     const MemoryDevice& first = Common::devices().front();
     EXPECT_EQ(Common::describeMismatch(first, 0), "");
     EXPECT_EQ(Common::describeMismatch(first, 7),
@@ -155,7 +155,7 @@ TEST(DeviceProbe, NamesTheFileAndTheReasonWhenADeviceCannotBeOpened) {
     EXPECT_EQ(probe(folder).reason, "/: Is a directory");
 }
 
-TEST(DeviceProbe, FindsNoObstacleForASeekableDevice) {
+TEST(DeviceProbe, AcceptsASeekableDevice) {
     const MemoryFile file(pageSize);
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16}) {
         const auto found = probe({"seekable", file.path(), 0, type});
@@ -164,7 +164,7 @@ TEST(DeviceProbe, FindsNoObstacleForASeekableDevice) {
     }
 }
 
-TEST(DeviceProbe, TellsTheSizeOfAMapping) {
+TEST(DeviceProbe, ReportsTheSizeOfAMapping) {
     const MemoryFile file(pageSize);
     const auto found = probe(mappedRow(file, pageSize));
     EXPECT_EQ(found.reason, "");
@@ -198,7 +198,7 @@ TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
               "/dev/odd: its device type has no backend");
 }
 
-/** The requests of a second thread while files are handed over. */
+/** A fixture that opens and maps preopened files, as the library does. */
 class PreopenedFilesTest : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
@@ -277,7 +277,7 @@ TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
     close(descriptor);
 }
 
-/** Whether nothing is mapped at a page: then the system maps the page where mmap() asks for it. */
+/** Returns whether nothing is mapped at a page. Only then does mmap() return the address that the caller asks for. */
 bool isFree(void* page) {
     void* const given = ::mmap(page, pageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ::munmap(given, pageSize);
@@ -292,7 +292,7 @@ TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffs
         auto* const mapping = static_cast<char*>(mapAgain(descriptor, 2 * pageSize));
         auto leftover = preopened.takeRemainder();
         EXPECT_FALSE(isFree(mapping));
-        // The reserved range covers everything that the unmapping removes, so no other mapping is lost.
+        // The reserved range includes all pages that the library unmaps, so the library cannot remove another mapping.
         EXPECT_FALSE(isFree(mapping + 2 * pageSize));
         munmap(mapping + offset, 2 * pageSize);
         leftover.reset();
@@ -443,7 +443,7 @@ TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
     EXPECT_EQ(values, (std::array<std::uint32_t, 3>{7, 7, 7}));
 }
 
-TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
+TEST(RegisterDevice, SurvivesBusErrorsAndContinues) {
     Common::FaultGuard::install();
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, 2 * pageSize), 2 * pageSize);
@@ -464,7 +464,7 @@ TEST(RegisterDevice, SurvivesBusErrorsAndServesOnAfterThem) {
     EXPECT_EQ(value, 0x12345678U);
 }
 
-/** A register whose access causes a bus error. The register stays mapped. */
+/** Returns a register that causes a bus error when a program reads it. The register stays mapped. */
 const volatile std::uint32_t& faultyRegister() {
     const MemoryFile empty(0);
     const int descriptor = ::open(empty.path().c_str(), O_RDONLY | O_CLOEXEC);
@@ -475,7 +475,7 @@ const volatile std::uint32_t& faultyRegister() {
 
 void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uint32_t value = place; }
 
-TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
+TEST(FaultGuardDeathTest, IgnoresFaultsOutsideItsAccesses) {
     EXPECT_EXIT(
         {
             Common::FaultGuard::install();
@@ -485,7 +485,7 @@ TEST(FaultGuardDeathTest, LeavesFaultsOutsideOfItsAccessesAlone) {
         testing::KilledBySignal(SIGBUS), "");
 }
 
-/** Records its destruction. */
+/** An object that records its destruction. */
 class Witness {
 public:
     explicit Witness(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}
@@ -576,7 +576,7 @@ TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
     EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
-TEST_F(FaultGuardTest, TakesNoSignalOfAProcessForAFault) {
+TEST_F(FaultGuardTest, TreatsNoSignalOfAProcessAsAFault) {
     const auto raiseSignals = [] {
         ::kill(getpid(), SIGBUS);
         raise(SIGBUS);

@@ -17,7 +17,7 @@ TEST(Duration, IsAWholeNumberWithAUnit) {
     EXPECT_EQ(parseDuration("007s"), 7s);
 }
 
-TEST(Duration, NeedsNoUnitWhenItIsNothing) { EXPECT_EQ(parseDuration("0"), 0ms); }
+TEST(Duration, NeedsNoUnitIfItIsZero) { EXPECT_EQ(parseDuration("0"), 0ms); }
 
 TEST(Duration, IsAtMostADay) {
     EXPECT_EQ(parseDuration("1440m"), 24h);

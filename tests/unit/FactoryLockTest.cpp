@@ -11,14 +11,14 @@
 #include "ScriptedPthread.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests.
+// These tests use a library whose device table is TestDeviceRows.inc.
 
 namespace {
 
 using Rynvel::Factory;
 using namespace RynvelTest;
 
-TEST(FactoryLock, LetsTheErrorPassWhenItCannotBeTaken) {
+TEST(FactoryLock, PropagatesTheErrorWhenItCannotBeTaken) {
     Factory& factory = Factory::getInstance();
     const TraceRecorder recorder(0);
     ScriptedPthread script;

@@ -18,7 +18,8 @@
 #include "StoredResults.h"
 #include "TraceRecorder.h"
 
-// Built with the device table of the tests. create() fills the process-wide list, so tests that call it run in a child.
+// These tests use a library whose device table is TestDeviceRows.inc. A device that create() opens stays open until its
+// process ends, so tests that call create() run in child processes.
 
 namespace {
 
@@ -44,7 +45,7 @@ TEST(Factory, OpensADeviceOnce) {
     });
 }
 
-TEST(Factory, TracesTheFirstOpenAndTheSecondThatFindsTheDevice) {
+TEST(Factory, TracesThatTheSecondOpenFindsTheDevice) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -61,7 +62,7 @@ TEST(Factory, TracesTheFirstOpenAndTheSecondThatFindsTheDevice) {
     });
 }
 
-TEST(Factory, GivesEveryDeviceAPlainMutexOfItsOwn) {
+TEST(Factory, GivesEveryDeviceItsOwnPlainMutex) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(6, "Rynvel.PthreadMutex");
@@ -81,7 +82,7 @@ TEST(Factory, KeepsWhatItOpenedWhenTheCallerReleasesIt) {
     });
 }
 
-TEST(Factory, AnswersAnUnknownNameWithAnEmptyPointerAndOneMessage) {
+TEST(Factory, ReturnsAnEmptyPointerAndTracesOneMessageForAnUnknownName) {
     const TraceRecorder recorder(5);
     EXPECT_EQ(factory().create("lseek"), nullptr);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDeviceIndex: No match for device lseek"});
@@ -137,7 +138,7 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
     }
 }
 
-/** A row of the table of the tests, and the arguments of its device. */
+/** A row of the device table of the tests, with the class of the device and the calls of its construction. */
 struct Backend {
     const char* name;
     int width;
@@ -195,7 +196,7 @@ TEST(Factory, BuildsTheBackendOfEveryTypeFromItsRow) {
     }
 }
 
-TEST(Factory, MakesPrivateDevicesOfTheAskedWidthOnly) {
+TEST(Factory, MakesPrivateDevicesOfTheRequestedWidthOnly) {
     for (const Backend& backend : backends()) {
         ScriptedOs os;
         addUioDevice(os);
@@ -221,7 +222,7 @@ TEST(Factory, GivesTheRowsParameterAsBlockOffsetToAnFpga) {
               EventLog{"Rynvel.FpgaSpi 6 FpgaSpi32 ENTER physicalDevName=/dev/fpga, blockOffset=4096"});
 }
 
-TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLockFree) {
+TEST(Factory, PropagatesTheExceptionOfAConstructionAndLeavesTheSlotEmptyAndTheLockFree) {
     inChildProcess([] {
         ScriptedOs os;
         os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "none"}};
@@ -232,7 +233,7 @@ TEST(Factory, LetsTheExceptionOfAConstructionPassAndLeavesTheSlotEmptyAndTheLock
     });
 }
 
-/** The function that creates private devices of a width. The names of the rows contain the width. */
+/** A fixture for the function that creates private devices of a width. The device names contain the width. */
 template <typename T>
 class MakeUniqueTest : public testing::Test {
 protected:
@@ -255,7 +256,7 @@ protected:
 using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(MakeUniqueTest, Widths);
 
-TYPED_TEST(MakeUniqueTest, BuildsADeviceOfItsWidthAnewEachTimeOutsideTheList) {
+TYPED_TEST(MakeUniqueTest, BuildsANewDeviceOfItsWidthOutsideTheListEachTime) {
     const std::string name = this->m_own;
     ScriptedOs os;
     const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -292,7 +293,7 @@ TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
     }
 }
 
-TYPED_TEST(MakeUniqueTest, AnswersAnUnknownNameWithNullAndOneMessage) {
+TYPED_TEST(MakeUniqueTest, ReturnsNullAndTracesOneMessageForAnUnknownName) {
     const TraceRecorder recorder(5);
     EXPECT_EQ(this->make("unknown", plainMutex()), nullptr);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDevice: No match for device unknown"});
@@ -344,14 +345,14 @@ TEST(Factory, HasTheAccessorsOfDevicesAsOperationsOfTheObject) {
     EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend32), Device32* (Factory::*)(int)>));
 }
 
-TEST(Factory, GivesNullForAHandleThatWasNotOpened) {
+TEST(Factory, ReturnsNullForAHandleThatWasNotOpened) {
     EXPECT_EQ(factory().getBackend(0), nullptr);
     EXPECT_EQ(factory().getBackend8(0), nullptr);
     EXPECT_EQ(factory().getBackend16(1), nullptr);
     EXPECT_EQ(factory().getBackend32(2), nullptr);
 }
 
-/** Expects every accessor to end the process on either handle, with its name and the assertion that failed. */
+/** Expects every accessor to end the process on a wrong handle. The message names the accessor and the assertion. */
 void expectEndOn(int handle, int extreme, const std::string& assertion) {
     const auto message = [&](const std::string& width) {
         return "cppsrc/RynvelFactory:[0-9]+: Rynvel::" + (width.empty() ? "IDevice" : "Device" + width) +

@@ -29,7 +29,7 @@ using namespace RynvelTest;
 constexpr auto path = "/dev/spidev7.1";
 constexpr std::size_t frameSize = 11;
 
-/** An FPGA on the scripted machine's spidev node. Each transaction is an event "spi REQUEST". */
+/** An FPGA on the spidev device of the scripted operating system. It records each transaction as "spi FRAME". */
 class ScriptedFpga {
 public:
     explicit ScriptedFpga(ScriptedOs& os) : m_log(os.log()) {
@@ -37,10 +37,11 @@ public:
     }
 
     std::map<std::uint32_t, std::uint32_t> registers;
-    /** The status of every answer, and the status of one transaction, counted from 0. */
+    /** The status of every transaction that `statusOf` does not contain. */
     std::uint8_t status = 0x80;
+    /** The status of single transactions, by their number, counted from 0. */
     std::map<std::size_t, std::uint8_t> statusOf;
-    /** The transactions, counted from 0, that fail with errno EIO. */
+    /** The results of transactions that fail with errno EIO, by their number, counted from 0. */
     std::map<std::size_t, int> resultOf;
 
     const spi_ioc_transfer& lastTransfer() const { return m_transfer; }
@@ -175,7 +176,7 @@ TEST_F(FpgaSpi32Test, TracesAStatusOtherThanSuccessOfAWriteUnderTheLock) {
                         "Rynvel.FpgaSpi 1 write: Error occurred while writing, status = 0x00000042", "unlock"}));
 }
 
-TEST_F(FpgaSpi32Test, SaysNothingOfAStatusWhenLevelOneIsOff) {
+TEST_F(FpgaSpi32Test, TracesNoStatusWhenLevelOneIsOff) {
     const NothingTraced nothingTraced(0);
     m_fpga.status = 0x42;
     EXPECT_FALSE(m_device.write(0, 1));
@@ -204,7 +205,7 @@ TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
     EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0100001000aabbccdd0000", "unlock"}));
 }
 
-/** Runs another access to the registers at its first unlock. */
+/** A mutex that runs another access to the registers at the first unlock. */
 class IntrudedMutex : public Rynvel::IMutex {
 public:
     explicit IntrudedMutex(std::function<void()> intrusion) : m_intrusion(std::move(intrusion)) {}
@@ -218,7 +219,7 @@ private:
     std::function<void()> m_intrusion;
 };
 
-TEST_F(FpgaSpi32Test, LosesAWriteThatComesBetweenTheReadAndTheWriteUnderAMask) {
+TEST_F(FpgaSpi32Test, LosesAWriteBetweenTheReadAndTheWriteOfAMaskedWrite) {
     m_fpga.registers[0x1000] = 0x11111111;
     FpgaSpi32 intruded(path, std::make_unique<IntrudedMutex>([this] { m_device.write(0, 0x22222222); }), 0x1000);
     EXPECT_TRUE(intruded.write(0, 0x0000FF00, 0x0000FF00));
@@ -245,7 +246,7 @@ TEST_F(FpgaSpi32Test, MakesNoTransactionForAnEmptyBurst) {
     EXPECT_EQ(m_os.log(), EventLog{});
 }
 
-TEST_F(FpgaSpi32Test, MakesOneTransactionAndOneLockAWordOfABurst) {
+TEST_F(FpgaSpi32Test, MakesOneTransactionUnderOneLockPerWordOfABurst) {
     for (const unsigned int items : {1U, 300U}) {
         for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
             const bool network = order == ByteOrder::Network;
@@ -300,7 +301,7 @@ TEST_F(FpgaSpi32Test, EndsABurstWriteAtTheWordThatFails) {
     EXPECT_EQ(m_fpga.registers, (std::map<std::uint32_t, std::uint32_t>{{0x1000, 1}, {0x1004, 2}}));
 }
 
-/** Counts the single operations that bursts and masked writes call as virtual functions. */
+/** An FPGA that counts its single operations. Bursts and masked writes call them as virtual functions. */
 class CountingFpga : public FpgaSpi32 {
 public:
     using FpgaSpi32::FpgaSpi32;
@@ -317,7 +318,7 @@ public:
     int writes = 0;
 };
 
-TEST_F(FpgaSpi32Test, MakesBurstsAndMaskedWritesOfVirtualSingleOperations) {
+TEST_F(FpgaSpi32Test, BuildsBurstsAndMaskedWritesFromVirtualSingleOperations) {
     CountingFpga device(path, std::make_unique<RecordingMutex>(m_os.log()), 0);
     std::array<std::uint32_t, 3> values{};
     EXPECT_TRUE(device.read(0, values.data(), 3, ByteOrder::Host));
@@ -332,7 +333,7 @@ TEST_F(FpgaSpi32Test, MakesBurstsAndMaskedWritesOfVirtualSingleOperations) {
     EXPECT_EQ(m_fpga.transactions(), 0U);
 }
 
-TEST_F(FpgaSpi32Test, TracesItsLife) {
+TEST_F(FpgaSpi32Test, TracesItsConstructionAndDestruction) {
     ScriptedOs os;
     const TraceRecorder recorder(6);
     { const FpgaSpi32 device(path, std::make_unique<RecordingMutex>(os.log()), 4096); }
@@ -362,7 +363,7 @@ TEST_F(FpgaSpi32Test, TracesTheEntryOfEveryOperation) {
                                           entry + "write ENTER Hex(offset)=0x00000002, items=0, byteOrder=Host"}));
 }
 
-/** Opens a missing node on the real system, with traces up to the level on standard error. */
+/** Opens a missing device file of the real system. Writes traces up to the level to standard error. */
 void openNothing(ZilTraceLevel level) {
     ZilTraceControl::setLevel("*", level);
     const FpgaSpi32 device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), 0);

@@ -20,7 +20,7 @@ TEST(HexU32Struct, PadsWithZerosToTheWidth) {
     EXPECT_EQ(written(0xB, 1), "0xb");
 }
 
-TEST(HexU32Struct, WritesAValueThatNeedsMoreDigitsWhole) {
+TEST(HexU32Struct, WritesAllDigitsOfALongerValue) {
     EXPECT_EQ(written(0xABCD, 2), "0xabcd");
     EXPECT_EQ(written(0xFFFFFFFF, 8), "0xffffffff");
     EXPECT_EQ(written(0x12345678, 0), "0x12345678");

@@ -72,7 +72,7 @@ TEST_F(LinuxIoTest, ReadsALinkWithoutTerminatingItsText) {
     EXPECT_EQ(buffer, "uio3####");
 }
 
-TEST_F(LinuxIoTest, ReturnsEveryFailureAsItCameAndTriesOnce) {
+TEST_F(LinuxIoTest, ReturnsEveryFailureUnchangedAndTriesOnce) {
     std::uint8_t byte = 0;
     char text[8] = {};
     unsigned long argument = 0;

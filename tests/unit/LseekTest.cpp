@@ -39,7 +39,7 @@ protected:
     void store(std::size_t address, T value) { m_os.store(address, value); }
     T stored(std::size_t address) const { return m_os.stored<T>(address); }
 
-    /** A burst returns its number of bytes, so only an 8-bit or an empty burst is reported as complete. */
+    /** Returns whether the device reports a complete burst as successful. Only 8-bit bursts and empty bursts are. */
     static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
 
     static std::string readCall() { return std::string("read(7, ") + Width<T>::bytes + ")"; }
@@ -83,7 +83,7 @@ TYPED_TEST(LseekTest, TransfersNothingAfterAFailedSeek) {
     EXPECT_EQ(value, 0x77);
 }
 
-TYPED_TEST(LseekTest, TakesASeekToAnotherPlaceForASuccess) {
+TYPED_TEST(LseekTest, TreatsASeekToAnotherOffsetAsSuccess) {
     this->m_os.script(Call::Lseek, {answering(3)});
     EXPECT_TRUE(readFrom(this->m_device).first);
 }
@@ -251,7 +251,7 @@ TYPED_TEST(LseekTest, EndsANetworkBurstAtTheFirstFailedItem) {
 
 TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
     constexpr unsigned int bytes = 2 * sizeof(TypeParam);
-    // The third item fails, even if two items have as many bytes as the burst has items.
+    // If the two good items have as many bytes as the burst has items, the burst succeeds in spite of the failed item.
     constexpr unsigned int items = std::max(bytes, 3U);
     TypeParam values[items] = {};
     this->m_os.script(Call::Read, {asUsual, asUsual, failing(EIO)});
@@ -260,7 +260,7 @@ TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
     EXPECT_EQ(this->m_device.write(0, values, items, ByteOrder::Network), bytes == items);
 }
 
-TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
+TYPED_TEST(LseekTest, ContinuesANetworkBurstAfterAShortItem) {
     this->store(0, this->pattern);
     std::array<TypeParam, 3> values{1, 1, 1};
     this->m_os.script(Call::Read, {answering(0), asUsual, answering(0)});
@@ -272,7 +272,7 @@ TYPED_TEST(LseekTest, GoesOnWithANetworkBurstAfterAShortItem) {
     EXPECT_EQ(this->m_os.log().size(), 6U);
 }
 
-TYPED_TEST(LseekTest, TracesItsLifeBeforeItsCalls) {
+TYPED_TEST(LseekTest, TracesItsConstructionAndDestructionBeforeItsCalls) {
     ScriptedOs os;
     const TraceRecorder recorder(6, "*", &os.log());
     { const Lseek<TypeParam> device(path, std::make_unique<RecordingMutex>(os.log())); }
@@ -316,7 +316,7 @@ TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
 template <typename T>
 class LseekOpenTest : public testing::Test {
 protected:
-    /** Opens a missing file on the real system, with traces up to the level on standard error. */
+    /** Opens a missing device file of the real system. Writes traces up to the level to standard error. */
     static void openNothing(ZilTraceLevel level) {
         ZilTraceControl::setLevel("*", level);
         const Lseek<T> device("/dev/none", std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None));

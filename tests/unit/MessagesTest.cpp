@@ -24,7 +24,7 @@ using namespace RynvelTest;
 constexpr std::size_t requestSize = 660;
 constexpr std::size_t responseSize = 520;
 
-/** A request with every byte filled except the terminator of the name. The bytes are the same on every processor. */
+/** The hex digits of a request in which every field is set. The bytes are the same on every processor. */
 constexpr auto fullRequest =
     "00000007747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261"
     "662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e747261662e746f702e74"
@@ -40,7 +40,7 @@ constexpr auto fullRequest =
     "6f4c2902704f2e09715233107255381773583d1e745b4225755e472c76614c337764513a78675641796a5b487a6d604f7b706556"
     "7c736a5d7d766f647e79746b7f7c7972807f7e7981828380000000800000000189abcdef";
 
-/** A full response. The bytes are the same on every processor. */
+/** The hex digits of a response in which every field is set. The bytes are the same on every processor. */
 constexpr auto fullResponse =
     "ffffffff070503010e0a0602150f09031c140c0423190f052a1e120631231507382818083f2d1b0946321e0a4d37210b543c240c"
     "5b41270d62462a0e694b2d0f70503010775533117e5a3612855f39138c643c1493693f159a6e4216a1734517a8784818af7d4b19"
@@ -61,13 +61,13 @@ const std::string fullName = [] {
     return name.substr(0, 127);
 }();
 
-/** The value at an index of the full records. */
+/** Returns the value at an index of fullRequest. responseValue() does the same for fullResponse. */
 std::uint32_t requestValue(std::uint32_t i) { return (i + 1) * 0x01030507U; }
 std::uint32_t responseValue(std::uint32_t i) { return (i + 1) * 0x07050301U; }
 
 std::string hexOf(const IMessage& message) { return hexBytes(message.toBuffer(), message.getSize()); }
 
-/** The bytes of a text of hex digits. */
+/** Returns the bytes that hex digits encode. */
 Bytes bytesFrom(const std::string& digits) {
     Bytes bytes;
     for (std::size_t i = 0; i < digits.size(); i += 2) {
@@ -76,13 +76,13 @@ Bytes bytesFrom(const std::string& digits) {
     return bytes;
 }
 
-/** Replaces the bytes of the message by those that a peer sent. */
+/** Stores bytes in a message, as if a peer had sent them. */
 void receive(IMessage& message, const Bytes& bytes) {
     ASSERT_EQ(bytes.size(), message.getSize());
     std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(message.toBuffer()));
 }
 
-/** A record of zeros, except for the bytes from the offset on. */
+/** Returns a record that has the bytes at the offset, and zeros elsewhere. */
 Bytes record(std::size_t size, std::size_t offset, const Bytes& bytes) {
     Bytes all(size);
     std::copy(bytes.begin(), bytes.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -122,14 +122,14 @@ std::string baseAfter(const IMessage& message) {
     return stream.str();
 }
 
-/** The number of values at the end of a printed message. */
+/** Returns the number of values in the text of a message. */
 std::uint32_t renderedValues(const std::string& text) {
     const std::size_t list = text.rfind(", values: { ");
     return static_cast<std::uint32_t>(
         std::count(text.begin() + static_cast<std::ptrdiff_t>(list) + 1, text.end(), ','));
 }
 
-/** Records of random bytes. Most lengths are small, because printing long records takes time. */
+/** Records of random bytes. Most of them have few values, because printing many values takes time. */
 class RandomRecords {
 public:
     RandomRecords(std::size_t size, std::size_t length) : m_length(length), m_record(size) {
@@ -169,7 +169,7 @@ void expectOwnFields(const Response& message, const std::uint8_t* bytes) {
     ASSERT_EQ(message.isSuccessful(), wordAt(bytes) == 0);
 }
 
-/** The behaviour that requests and responses share. */
+/** A fixture for the behaviour that requests and responses share. */
 template <typename M>
 class ValuesTest : public testing::Test {
 protected:
@@ -206,7 +206,7 @@ TYPED_TEST(ValuesTest, AreAppendedAndCounted) {
     EXPECT_EQ(message.getValue(1), 0xFFFEFDFCU);
 }
 
-TYPED_TEST(ValuesTest, FillTheRecordWith128AndDropWhatIsAddedThen) {
+TYPED_TEST(ValuesTest, FillTheRecordWith128AndIgnoreFurtherOnes) {
     TypeParam message;
     Bytes expected = this->withLength(128);
     for (std::uint32_t i = 0; i < 128; ++i) {
@@ -252,7 +252,7 @@ TYPED_TEST(ValuesTest, ReadAsZeroFromTheLengthOnWhateverTheRecordHoldsThere) {
     EXPECT_EQ(message.getValue(), 0U);
 }
 
-TYPED_TEST(ValuesTest, EndAt128WhenAReceivedLengthSaysMoreWhichIsReportedAsItCame) {
+TYPED_TEST(ValuesTest, EndAt128WhenTheReceivedLengthIsGreater) {
     Bytes bytes(this->size, 0x5A);
     putWord(&bytes[this->length], 0xFFFFFFFF);
     const auto message = received<TypeParam>(bytes);
@@ -278,7 +278,7 @@ TYPED_TEST(ValuesTest, AreAllRenderedWhenTheRecordIsFull) {
     EXPECT_EQ(text.substr(text.find(", length: ")), ", length: 128, values: { " + expected.str() + "} ]");
 }
 
-TYPED_TEST(ValuesTest, LeaveTheStreamInHexWhenThereAreAnyAndElseInDecimal) {
+TYPED_TEST(ValuesTest, LeaveTheStreamInHexIfThereAreAnyAndOtherwiseInDecimal) {
     TypeParam message;
     EXPECT_EQ(baseAfter(message), "16");
     message.addValue(1);
@@ -348,7 +348,7 @@ TEST(Request, HasTheSameBytesOnEveryProcessor) {
     EXPECT_EQ(hexOf(message), fullRequest);
 }
 
-TEST(Request, IsUnderstoodOnEveryProcessor) {
+TEST(Request, IsDecodedOnEveryProcessor) {
     const auto message = received<Request>(bytesFrom(fullRequest));
     EXPECT_EQ(message.getType(), RequestData::Type::Write32);
     EXPECT_EQ(message.getDeviceName(), fullName);
@@ -361,7 +361,7 @@ TEST(Request, IsUnderstoodOnEveryProcessor) {
     }
 }
 
-/** The rendering of a request that has a type and a name, and is zero besides. */
+/** Returns the text of a request that has a type and a name. All other fields are zero. */
 std::string renderingOf(const std::string& type, const std::string& name = "") {
     return "Request: [ type: " + type + ", byteOrder: Network, logicalDeviceName: " + name +
            ", address: 0, bitmask: 0, command: 0, length: 0, values: { } ]";
@@ -450,7 +450,7 @@ TEST(Request, StoresMaskAndCommandInOneWord) {
     EXPECT_EQ(bytesOf(message), request(656, 0x1234U));
 }
 
-TEST(Request, StoresTheByteOrderTheOtherWayRound) {
+TEST(Request, StoresTheByteOrderInverted) {
     Request message;
     message.setByteOrder(ByteOrder::Host);
     EXPECT_EQ(message.getByteOrder(), ByteOrder::Host);
@@ -499,7 +499,7 @@ TEST(Response, HasTheSameBytesOnEveryProcessor) {
     EXPECT_EQ(hexOf(message), fullResponse);
 }
 
-TEST(Response, IsUnderstoodOnEveryProcessor) {
+TEST(Response, IsDecodedOnEveryProcessor) {
     const auto message = received<Response>(bytesFrom(fullResponse));
     EXPECT_EQ(message.getResult(), ResponseData::Result::Error);
     EXPECT_EQ(message.getLength(), 128U);
@@ -525,7 +525,16 @@ TEST(Response, IsASuccessWhenNew) {
     EXPECT_EQ(rendered(message), "Response: [ result: Success, length: 0, values: { } ]");
 }
 
-TEST(Response, TakesEveryResultButZeroForAFailure) {
+TEST(Messages, TakeTheWholeRecordOfTheMessageThatIsAssigned) {
+    Request request(RequestData::Type::Open, "an.earlier.name");
+    request = received<Request>(bytesFrom(fullRequest));
+    EXPECT_EQ(hexOf(request), fullRequest);
+    Response response;
+    response = received<Response>(bytesFrom(fullResponse));
+    EXPECT_EQ(hexOf(response), fullResponse);
+}
+
+TEST(Response, TreatsEveryResultButZeroAsAFailure) {
     for (const std::uint32_t word : {0xFFFFFFFFU, 1U, 0x01000000U, 0x80000000U}) {
         EXPECT_FALSE(received<Response>(response(word)).isSuccessful());
     }
@@ -598,7 +607,7 @@ TEST(IMessage, GivesOneBufferToReadAndToReceiveInto) {
 }
 
 TEST(IMessage, KeepsTheOrderOfItsOperations) {
-    // The destructor occupies the first two slots.
+    // The destructor occupies the first two slots of the vtable.
     EXPECT_EQ(slotOf(&IMessage::toStream), 2U);
     EXPECT_EQ(slotOf<const void* (IMessage::*)() const>(&IMessage::toBuffer), 3U);
     EXPECT_EQ(slotOf<void* (IMessage::*)()>(&IMessage::toBuffer), 4U);

@@ -7,7 +7,7 @@
 #include "RecordingMutex.h"
 #include "ScriptedOs.h"
 
-// Every load and store of the registers: none is wider, narrower, repeated or merged.
+// Tests every load and store of a register. None may be wider or narrower than the register, repeated or merged.
 
 namespace {
 
@@ -17,7 +17,7 @@ using namespace RynvelTest;
 template <typename T>
 class MmapAccessTest : public testing::Test {
 protected:
-    /** The index of the last register. An access that is too wide crosses the end of the page there. */
+    /** The index of the last register of the page. A wider access at this index crosses the end of the page. */
     static constexpr unsigned int last = AccessRecorder::pageSize / sizeof(T) - 1;
     static constexpr std::size_t lastOffset = last * sizeof(T);
 

@@ -24,7 +24,7 @@ constexpr unsigned int threadCount = 4;
 constexpr unsigned int laneRegister = 0;
 constexpr unsigned int pairRegister = 1;
 
-/** Threads that use one device until the time is over or one of them finds an error. */
+/** Threads that use one device until the time is over or a thread finds an error. */
 template <typename T>
 class Stress {
 public:
@@ -50,7 +50,7 @@ private:
         }
     }
 
-    /** Every writer owns some bits of one register. All writers write a pair of registers as one burst. */
+    /** Writes and reads back the bits of a register that the thread owns. Writes a pair of registers as one burst. */
     bool write(unsigned int thread, unsigned int round) {
         constexpr unsigned int laneBits = 2 * sizeof(T);
         const unsigned int shift = laneBits * thread;

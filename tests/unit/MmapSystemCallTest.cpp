@@ -36,11 +36,11 @@ protected:
 using Widths = testing::Types<std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(MmapSystemCallTest, Widths);
 
-TYPED_TEST(MmapSystemCallTest, MakesNoneInAnyRegisterOperation) {
+TYPED_TEST(MmapSystemCallTest, MakesNoSystemCallInAnyRegisterOperation) {
     EXPECT_TRUE(runsWithoutSystemCalls([this] { return this->operate(); }));
 }
 
-TYPED_TEST(MmapSystemCallTest, SeesTheOneOfARequest) {
+TYPED_TEST(MmapSystemCallTest, DetectsTheSystemCallOfARequest) {
     Rynvel::Mmap<TypeParam> device("/dev/null", 0, 0,
                                    std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), false);
     EXPECT_FALSE(runsWithoutSystemCalls([&] { return device.ioctl(0, 0) == -1; }));

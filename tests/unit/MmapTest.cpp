@@ -55,7 +55,7 @@ protected:
         return device;
     }
 
-    /** A device whose file could not be opened. */
+    /** Returns a device whose file could not be opened. */
     std::unique_ptr<Mmap<T>> absent() {
         m_os.script(Call::Open, {failing(ENODEV)});
         auto device = make(0, 0x1000);
@@ -97,7 +97,7 @@ TYPED_TEST(MmapTest, UnmapsAtItsFirstRegisterThenClosesThenDestroysTheMutex) {
     }
 }
 
-/** Tells whether the process has a mapping of the file, on the real system. */
+/** Returns whether the real system has a mapping of the file for this process. */
 bool isMapped(const std::string& file) {
     std::ifstream maps("/proc/self/maps");
     const std::string text((std::istreambuf_iterator<char>(maps)), std::istreambuf_iterator<char>());
@@ -105,7 +105,7 @@ bool isMapped(const std::string& file) {
     return text.find(file) != std::string::npos;
 }
 
-TEST(Mmap, StaysMappedSilentlyWhereItsOffsetIsNotAMultipleOfThePageSize) {
+TEST(Mmap, StaysMappedSilentlyIfItsOffsetIsNotAMultipleOfThePageSize) {
     inChildProcess([] {
         const NothingTraced nothingTraced(4);
         for (const std::size_t offset : {0x0U, 0x100U}) {
@@ -128,7 +128,7 @@ TYPED_TEST(MmapTest, TouchesOtherMemoryOfTheProcessBeyondItsMapping) {
     EXPECT_EQ(this->stored(128), this->pattern);
 }
 
-TEST(Mmap, EndsTheProcessBySignalWhereThereIsNoMemoryBeyondItsMapping) {
+TEST(Mmap, EndsTheProcessBySignalIfThereIsNoMemoryBeyondItsMapping) {
     const TraceRecorder silence(0);
     void* const region = mmap(nullptr, 2 * pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_EQ(mprotect(static_cast<char*>(region) + pageSize, pageSize, PROT_NONE), 0);
@@ -163,7 +163,7 @@ TYPED_TEST(MmapTest, LeavesAnObjectWithoutAMappingWhenTheFileCannotBeOpened) {
     EXPECT_EQ(device->getNativeHandle(), -1);
 }
 
-TYPED_TEST(MmapTest, AnswersFalseToEveryRegisterOperationWithoutAMapping) {
+TYPED_TEST(MmapTest, FailsEveryRegisterOperationWithoutAMapping) {
     const auto device = this->absent();
     EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
     const std::vector<TypeParam> values(2, untouched<TypeParam>);
@@ -179,7 +179,7 @@ TYPED_TEST(MmapTest, AnswersFalseToEveryRegisterOperationWithoutAMapping) {
     EXPECT_EQ(this->m_os.log(), EventLog{});
 }
 
-TYPED_TEST(MmapTest, SaysThatItClosesADeviceThatItCouldNotOpenButDoesNot) {
+TYPED_TEST(MmapTest, TracesTheCloseOfADeviceThatItCouldNotOpenButMakesNoCall) {
     auto device = this->absent();
     const TraceRecorder recorder(5);
     device.reset();
@@ -200,7 +200,7 @@ TYPED_TEST(MmapTest, MapsNothingOfSizeZeroButKeepsTheFile) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
 }
 
-/** Writes traces to standard error with the streams of the C library, which bypass the scripted system. */
+/** A trace sink on standard error. Its stdio calls do not reach the scripted operating system. */
 class PrintingSink : public ZilTraceControl::Sink {
 public:
     void write(const ZilTraceControl::Record& record) override {
@@ -211,7 +211,7 @@ public:
 template <typename T>
 class MmapDeathTest : public testing::Test {
 protected:
-    /** Makes the mapping fail, and prints the calls and the traces. */
+    /** Constructs a device whose mapping fails. Prints the calls and the traces. */
     static void failToMap(bool fake) {
         ScriptedOs os;
         PrintingSink sink;
@@ -245,7 +245,7 @@ TYPED_TEST(MmapTest, ReadsTheRegisterAtAnIndexInUnitsOfItsWidthFromTheOffsetOn) 
     EXPECT_EQ(this->m_os.log(), (EventLog{"lock", "unlock"}));
 }
 
-TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoRegisterMore) {
+TYPED_TEST(MmapTest, MovesBurstsOfEveryLengthAndNoFurtherRegister) {
     using Values = std::array<TypeParam, 10>;
     const auto device = this->mapped();
     Values numbers{};
@@ -275,7 +275,7 @@ TYPED_TEST(MmapTest, LocksForAnEmptyBurstAndTouchesNothing) {
     }
 }
 
-TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
+TYPED_TEST(MmapTest, TracesItsConstructionAndDestructionBeforeItsCalls) {
     const TraceRecorder recorder(6, "*", &this->m_os.log());
     this->make(0x100, 0x1000).reset();
     const std::string channel = "Rynvel.Mmap ";
@@ -291,7 +291,7 @@ TYPED_TEST(MmapTest, TracesItsLifeBeforeItsCalls) {
     EXPECT_EQ(recorder.traces().front().option, 256);
 }
 
-TYPED_TEST(MmapTest, TracesTheLifeOfAFakeWithoutAClose) {
+TYPED_TEST(MmapTest, TracesTheConstructionAndDestructionOfAFakeWithoutAClose) {
     const TraceRecorder recorder(6);
     this->make(0, 0x1000, true).reset();
     EXPECT_EQ(recorder.lines(), (EventLog{"Rynvel.Mmap 6 Mmap ENTER physicalDevName=/dev/tomkar_registers, "

@@ -39,7 +39,7 @@ TEST(Number, IsTheWholeText) {
     }
 }
 
-TEST(Number, IsOneOfAnySizeAndParsedUpToTheHighest) {
+TEST(Number, IsRecognizedAtAnySizeAndParsedUpToTheHighest) {
     for (const char* const text : {"4294967296", "0x100000000", "99999999999999999999"}) {
         EXPECT_TRUE(isNumber(text, every)) << text;
         EXPECT_EQ(parseNumber(text, every), std::nullopt) << text;

@@ -29,7 +29,7 @@ EventLog callsOfConstruction(PthreadMutexType type) {
     return script.log();
 }
 
-/** The calls up to the one that fails, and its trace. */
+/** Expects a construction to stop at the call with the index `failing`, which fails, and to trace the failure. */
 void expectConstructionToStopAt(std::size_t failing, MutexCall call) {
     const std::string function = nameOf(call);
     const TraceRecorder recorder(1);
@@ -103,7 +103,7 @@ TEST(PthreadMutex, ReportsAFailureWithOneMessageThatEndsWithAFullStop) {
     }
 }
 
-TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {
+TEST(PthreadMutex, TracesNoFailuresWhenLevelOneIsOff) {
     PthreadMutex mutex(PthreadMutexType::None);
     const TraceRecorder recorder(0);
     ScriptedPthread script;
@@ -112,7 +112,7 @@ TEST(PthreadMutex, SaysNothingOfFailuresWhenLevelOneIsOff) {
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TEST(PthreadMutex, TracesItsLifeAtLevelSix) {
+TEST(PthreadMutex, TracesItsConstructionAndDestructionAtLevelSix) {
     const TraceRecorder recorder(6);
     {
         PthreadMutex mutex(PthreadMutexType::PriorityInherit);
@@ -146,10 +146,10 @@ TEST(PthreadMutex, TracesBeforeItsCalls) {
                                "pthread_mutex_unlock", channel + "6 ~PthreadMutex ENTER", "pthread_mutex_destroy"}));
 }
 
-// These tests use mutexes that are not initialized. The thread sanitizer reports every such use.
+// This test uses mutexes that are not initialized. The thread sanitizer would report them.
 #ifndef __SANITIZE_THREAD__
 
-/** The results of lock and unlock on an object whose construction failed, in memory with other contents before. */
+/** Expects lock() and unlock() to fail after a failed construction, in memory that was filled with a byte before. */
 void expectFailuresAfterAFailedConstruction(MutexCall failing, PthreadMutexType type, std::uint8_t memory) {
     alignas(PthreadMutex) unsigned char place[sizeof(PthreadMutex)];
     std::memset(place, memory, sizeof(place));

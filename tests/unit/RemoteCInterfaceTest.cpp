@@ -20,8 +20,8 @@
 #include "TestPeer.h"
 #include "TraceRecorder.h"
 
-// The C interface of a library that was built with a description of remote devices. Opening fills a process-wide list,
-// so every test runs in a child.
+// Tests the C interface of a library that was built with a description of remote devices. A device stays open until its
+// process ends, so every test runs in a child process.
 
 namespace {
 
@@ -36,7 +36,7 @@ constexpr int handleOfLocal = 5;
 constexpr auto name8 = "traf.remote.8";
 constexpr auto name16 = "traf.remote.16";
 constexpr auto name32 = "traf.remote.32";
-/** By their handles. */
+/** The device names, by handle. */
 constexpr const char* names[] = {name8, name16, name32};
 
 /** The server of the three devices, and its network. */
@@ -48,7 +48,7 @@ struct Site {
     PeerNetwork network;
 };
 
-/** Expects the call to succeed by this one request, on the connection of the device's requests. */
+/** Expects the call to succeed with exactly this request, on the request connection of the device. */
 template <typename Call>
 void expectRequest(Site& site, int handle, RequestType type, const std::vector<WordAt>& words, Call call) {
     site.peer.clearRequests();
@@ -59,7 +59,7 @@ void expectRequest(Site& site, int handle, RequestType type, const std::vector<W
     EXPECT_EQ(received[0].bytes, requestBytes(type, names[handle], words));
 }
 
-/** Opens the three devices, whose connections are 0 and 1, 2 and 3, 4 and 5, and runs the body. */
+/** In a child process, opens the three devices with the connections 0 and 1, 2 and 3, 4 and 5, and runs the body. */
 template <typename Body>
 void withOpenDevices(Body body) {
     inChildProcess([&] {
@@ -110,7 +110,7 @@ TEST(RemoteCInterface, OpensADeviceThatTheServerRefuses) {
     });
 }
 
-TEST(RemoteCInterface, FindsAServerAtTheUsualPortWhereTheRowHasNone) {
+TEST(RemoteCInterface, FindsAServerAtTheDefaultPortIfTheRowHasNone) {
     inChildProcess([] {
         Site site;
         TestPeer usual;
@@ -120,7 +120,7 @@ TEST(RemoteCInterface, FindsAServerAtTheUsualPortWhereTheRowHasNone) {
     });
 }
 
-TEST(RemoteCInterface, AccessesARegisterByOneRequestAtTheDividedAddress) {
+TEST(RemoteCInterface, AccessesARegisterWithOneRequestAtTheDividedAddress) {
     withOpenDevices([](Site& site) {
         forAllCFunctions(handle8, [&site](int handle, const auto& functions) {
             using T = RegisterOf<decltype(functions)>;
@@ -196,7 +196,7 @@ TEST(RemoteCInterface, ServesTheInterruptsOfADevice) {
     });
 }
 
-TEST(RemoteCInterface, HasNoDescriptorWhereTheServerRefusesInterrupts) {
+TEST(RemoteCInterface, HasNoDescriptorIfTheServerRefusesInterrupts) {
     inChildProcess([] {
         Site site;
         site.peer.script({success(), success(), refusal()});
@@ -209,7 +209,7 @@ TEST(RemoteCInterface, HasNoDescriptorWhereTheServerRefusesInterrupts) {
     });
 }
 
-/** Uses the 8-bit device, whose server closes the connection, with SIGPIPE ignored. */
+/** Makes the server close the request connection of the 8-bit device, and expects a read to fail. */
 void loseTheServer(Site& site) {
     site.peer.script({closing()});
     std::uint8_t value = 0x55;
@@ -224,7 +224,7 @@ TEST(RemoteCInterface, EndsTheProcessBySigpipeAtALaterOperationOnADeadServer) {
             Rynvel_open(name8);
             loseTheServer(site);
             std::fputs("alive after the first\n", stderr);
-            // The host of the server answers the next send with a reset. The send after it fails.
+            // The host of the server answers the first send with a reset. The second send then raises SIGPIPE.
             Rynvel_write8(handle8, 0, 1);
             Rynvel_write8(handle8, 0, 1);
             std::fputs("alive after the last\n", stderr);
@@ -232,7 +232,7 @@ TEST(RemoteCInterface, EndsTheProcessBySigpipeAtALaterOperationOnADeadServer) {
         testing::KilledBySignal(SIGPIPE), "^alive after the first\n$");
 }
 
-TEST(RemoteCInterface, ReportsFailuresOfADeadServerForGoodWhereSigpipeIsIgnored) {
+TEST(RemoteCInterface, ReportsFailuresOfADeadServerPermanentlyIfSigpipeIsIgnored) {
     withOpenDevices([](Site& site) {
         std::signal(SIGPIPE, SIG_IGN);
         loseTheServer(site);
@@ -272,7 +272,7 @@ TEST(RemoteCInterface, SurvivesItsServerByMakingItsPrivateDeviceAgain) {
     });
 }
 
-/** A thread that opens a device without a server, in the pause after its first attempt. */
+/** A thread that opens a device whose server does not listen. The first attempt to connect has failed. */
 class EndlessOpening {
 public:
     using Opening = int();
@@ -305,7 +305,7 @@ private:
     std::future<int> m_opening;
 };
 
-/** Opens a device in a thread of its own. Returns when the thread is about to take the lock of the Factory. */
+/** Begins to open a device in another thread. Returns when the thread is about to take the lock of the Factory. */
 std::future<int> beginToOpen(const char* name, const TraceRecorder& recorder) {
     const std::string entry = std::string("Rynvel.Factory 6 create ENTER logicalDevName=") + name;
     auto opening = std::async(std::launch::async, [name] { return Rynvel_open(name); });
@@ -319,7 +319,7 @@ bool isDone(const std::future<int>& opening) {
     return opening.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
-TEST(RemoteCInterface, HoldsUpEveryOtherOpeningUntilTheServerIsThere) {
+TEST(RemoteCInterface, BlocksEveryOtherOpeningUntilTheServerListens) {
     withOpenDevices([](Site& site) {
         EndlessOpening far(site);
         const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -344,7 +344,7 @@ TEST(RemoteCInterface, HoldsUpEveryOtherOpeningUntilTheServerIsThere) {
     });
 }
 
-TEST(RemoteCInterface, HoldsUpNoOpeningByAPrivateDeviceThatWaitsForItsServer) {
+TEST(RemoteCInterface, BlocksNoOpeningWhileAPrivateDeviceWaitsForItsServer) {
     inChildProcess([] {
         Site site;
         EndlessOpening far(site, EndlessOpening::privately);
@@ -354,7 +354,7 @@ TEST(RemoteCInterface, HoldsUpNoOpeningByAPrivateDeviceThatWaitsForItsServer) {
     });
 }
 
-TEST(RemoteCInterface, OpensTheOtherDevicesAfterTheOneThatHeldThemUp) {
+TEST(RemoteCInterface, OpensTheOtherDevicesAfterTheOneThatBlockedThem) {
     inChildProcess([] {
         Site site;
         EndlessOpening far(site);

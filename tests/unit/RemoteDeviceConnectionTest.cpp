@@ -33,7 +33,7 @@ const std::string failedOnce = channel + "2 connectToServer: Connection Failed t
 const std::string failedAt = channel + "1 connect: Connection failed to 10.0.0.7 at port 9000 at attempt ";
 const std::string succeededAt = channel + "3 connect: Connection succeeded to 10.0.0.7 at port 9000 at attempt ";
 
-/** A scripted machine whose resolver finds some hosts. */
+/** A scripted operating system whose resolver finds some hosts. */
 class NetworkTest : public testing::Test {
 protected:
     NetworkTest() {
@@ -46,7 +46,7 @@ protected:
 
 using RynvelIpAddressTest = NetworkTest;
 
-TEST_F(RynvelIpAddressTest, IsThatOfTheHostAsTheResolverKnowsIt) {
+TEST_F(RynvelIpAddressTest, IsTheAddressThatTheResolverReturns) {
     EXPECT_EQ(RynvelIpAddress("server", 1).getIpAddress(), "10.0.0.7");
     EXPECT_EQ(RynvelIpAddress("192.168.1.20", 1).getIpAddress(), "192.168.1.20");
     EXPECT_EQ(RynvelIpAddress("high", 1).getIpAddress(), "255.254.128.1");
@@ -55,7 +55,7 @@ TEST_F(RynvelIpAddressTest, IsThatOfTheHostAsTheResolverKnowsIt) {
                                     "gethostbyname()"}));
 }
 
-TEST_F(RynvelIpAddressTest, GivesThePortBackAsItWasPassed) {
+TEST_F(RynvelIpAddressTest, ReturnsThePortUnchanged) {
     for (const std::uint16_t port : std::vector<std::uint16_t>{0, 1, 0x1234, 8888, 65535}) {
         EXPECT_EQ(RynvelIpAddress("server", port).getIpPort(), port);
     }
@@ -80,7 +80,7 @@ TEST_F(RynvelIpAddressTest, StaysZeroSilentlyWhenTheNameCannotBeResolved) {
     EXPECT_EQ(address.getIpPort(), 9000);
 }
 
-TEST_F(RynvelIpAddressTest, TakesAsManyBytesAsTheResolverGivesButNoMoreThanItHasRoomFor) {
+TEST_F(RynvelIpAddressTest, CopiesTheBytesThatTheResolverReturnsButNoMoreThanFit) {
     m_os.hosts = {{"short", {10, 1}}, {"long", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}}};
     EXPECT_EQ(RynvelIpAddress("short", 1).getIpAddress(), "10.1.0.0");
     EXPECT_EQ(RynvelIpAddress("long", 1).getIpAddress(), "1.2.3.4");
@@ -129,7 +129,7 @@ TEST_F(RemoteDeviceConnectionTest, ConnectsAFreshSocketOfAnyDescriptorWithoutSet
     }
 }
 
-TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAFailedAttemptOfOneCallAlsoWhereItIsInterruptedOrGoesOn) {
+TEST_F(RemoteDeviceConnectionTest, HasNoSocketAfterAnyFailureToConnect) {
     for (const int error : {ECONNREFUSED, EINTR, EINPROGRESS, EISCONN}) {
         m_os.script(Call::Connect, {failing(error)});
         EXPECT_EQ(m_connection.connectToServer(), -1);
@@ -160,7 +160,7 @@ TEST_F(RemoteDeviceConnectionTest, KeepsTheNegativeResultOfAFailedSocketCall) {
     }
 }
 
-TEST_F(RemoteDeviceConnectionTest, SaysNothingOfAFailedAttemptBelowLevelTwo) {
+TEST_F(RemoteDeviceConnectionTest, TracesNoFailedAttemptBelowLevelTwo) {
     const NothingTraced nothingTraced(1);
     m_os.script(Call::Socket, {failing(EMFILE), asUsual});
     m_os.script(Call::Connect, {failing(ECONNREFUSED)});
@@ -177,7 +177,7 @@ TEST_F(RemoteDeviceConnectionTest, SleepsOnceForThreeSecondsAlsoWhenASignalEndsT
     }
 }
 
-TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatIsThere) {
+TEST_F(RemoteDeviceConnectionTest, ConnectsWithoutSleepingToAServerThatListens) {
     const TraceRecorder recorder(6, "*", &m_os.log());
     m_connection.connect();
     EXPECT_EQ(m_os.log(), (EventLog{channel + "6 connect ENTER", entry, makingSocket, connecting, succeededAt + "1"}));
@@ -200,7 +200,7 @@ TEST_F(RemoteDeviceConnectionTest, ForgetsASocketThatItHasWhenItConnectsAgain) {
     EXPECT_EQ(m_connection.getSocketDescriptor(), 8);
 }
 
-TEST_F(RemoteDeviceConnectionTest, TriesAFreshSocketEveryThreeSecondsUntilTheServerIsThere) {
+TEST_F(RemoteDeviceConnectionTest, TriesANewSocketEveryThreeSecondsUntilTheServerListens) {
     m_os.script(Call::Socket, {answering(7), answering(8), answering(9)});
     m_os.script(Call::Connect, {failing(ECONNREFUSED), failing(ETIMEDOUT), asUsual});
     m_connection.connect();
@@ -246,13 +246,13 @@ TEST_F(RemoteDeviceConnectionTest, NeverGivesUp) {
     EXPECT_EQ(lines.back(), succeededAt + "10001");
 }
 
-TEST_F(RemoteDeviceConnectionTest, SaysNothingWhenAllLevelsAreOff) {
+TEST_F(RemoteDeviceConnectionTest, TracesNothingWhenAllLevelsAreOff) {
     const NothingTraced nothingTraced(0);
     m_os.script(Call::Connect, std::vector(3, failing(ECONNREFUSED)));
     m_connection.connect();
 }
 
-TEST_F(RemoteDeviceConnectionTest, GoesOnTryingWhenThereAreNoSocketsForATime) {
+TEST_F(RemoteDeviceConnectionTest, RetriesWhenThereAreNoSocketsForATime) {
     const TraceRecorder recorder(3);
     m_os.script(Call::Socket, {failing(EMFILE), asUsual});
     m_connection.connect();

@@ -31,12 +31,12 @@ using Rynvel::ByteOrder;
 using Cause = ExchangeError::Cause;
 using std::chrono::milliseconds;
 
-/** Longer than any test, and shorter than the test program may take. */
+/** A time-out that no correct test reaches. It is shorter than the time limit of the test program. */
 constexpr milliseconds longTime(60'000);
 /** The time-out of a test that expects nothing to arrive. */
 constexpr milliseconds shortTime(20);
 
-/** Devices at a server of the test. */
+/** A fixture for remote devices of a server that the test controls. */
 class RemoteDevices : public testing::Test {
 protected:
     Common::ServerAddress server() const { return {"127.0.0.1", m_peer.port()}; }
@@ -45,7 +45,7 @@ protected:
         return {server(), "remote", width, [this] { return Deadline(m_timeout); }};
     }
 
-    /** A device whose server opens it and then replies so. */
+    /** Returns a remote device. The server opens the device and then sends the replies. */
     RemoteDevice deviceThatGets(const std::vector<Reply>& replies) {
         m_peer.script({success()});
         m_peer.script(replies);
@@ -63,7 +63,7 @@ protected:
         }
     }
 
-    /** The requests on the connection of a device, without those that open it. */
+    /** Returns `count` requests, without the first `opening` ones, which open the device. */
     std::vector<Bytes> requestsBehind(std::size_t opening, std::size_t count) {
         std::vector<Bytes> requests;
         const auto received = m_peer.requests(opening + count);
@@ -78,7 +78,7 @@ protected:
     TestPeer m_peer;
 };
 
-/** The operations of programs on a device, with the class of the library and with the client of the programs. */
+/** Performs the operations of useByTheClient() with a device of the library. */
 template <typename Device, typename T>
 void useByTheLibrary(Device& device) {
     T value = 0;
@@ -166,7 +166,7 @@ TEST_F(RemoteDevices, WaitForTheRestOfAnInterruptThatComesInPieces) {
     peer.join();
 }
 
-TEST_F(RemoteDevices, AreOpenedByOneRequestAndArmedOnAConnectionOfTheirOwn) {
+TEST_F(RemoteDevices, AreOpenedWithOneRequestAndArmedOnASeparateConnection) {
     auto remote = device();
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
     remote.arm();
@@ -300,7 +300,7 @@ TEST_F(RemoteDevices, RefuseAValueThatIsWiderThanARegister) {
     expectError(Cause::Malformed, "the server answers with a value of more than 16 bits", [&] { wide.read(4); });
 }
 
-TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
+TEST_F(RemoteDevices, GiveUpOnASilentServerInTime) {
     m_timeout = shortTime;
     m_peer.script({silence()});
     expectError(Cause::TimedOut, "no answer in time", [&] { device(); });
@@ -312,7 +312,7 @@ TEST_F(RemoteDevices, GiveUpASilentServerInTime) {
     expectError(Cause::Unreachable, "an earlier exchange was not completed", [&] { remote.read(4); });
 }
 
-TEST_F(RemoteDevices, GiveUpAnInterruptThatDoesNotComeToItsEnd) {
+TEST_F(RemoteDevices, GiveUpOnAnIncompleteInterrupt) {
     auto remote = device();
     pollfd beginning{remote.arm(), POLLIN, 0};
     m_peer.send(1, {0, 0, 0});
@@ -348,7 +348,7 @@ TEST(RecordConnections, ReportWhyThereIsNoServer) {
     EXPECT_NE(problemWith({"no-such-host.invalid", 8888}), "");
 }
 
-/** A listening socket whose queue of connections is full: the system answers no further connection. */
+/** A listening socket whose queue of connections is full. The system does not answer further connections. */
 class FullListener {
 public:
     FullListener() {
@@ -377,7 +377,7 @@ private:
     std::array<int, 4> m_clients{};
 };
 
-TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
+TEST(RecordConnections, TimeOutWhenNobodyAcceptsThem) {
     const FullListener listener;
     const auto begin = std::chrono::steady_clock::now();
     try {
@@ -386,7 +386,7 @@ TEST(RecordConnections, AreGivenUpInTimeWhenNobodyTakesThem) {
     } catch (const ExchangeError& error) {
         EXPECT_EQ(error.cause(), Cause::TimedOut) << error.what();
     }
-    // The system would retry for minutes.
+    // Without the time-out, the system would retry for minutes.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
@@ -408,7 +408,7 @@ TEST(RecordConnections, ShowTheirRecordsInATrace) {
     EXPECT_EQ(traces[1].text.find("Response: [ result: Success"), 0U);
 }
 
-TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
+TEST(Deadlines, ExpireWhenTheirTimeHasPassed) {
     EXPECT_EQ(Deadline().pollTimeout(), -1);
     EXPECT_FALSE(Deadline().hasPassed());
     EXPECT_TRUE(Deadline(milliseconds(0)).hasPassed());
@@ -416,7 +416,7 @@ TEST(Deadlines, AreOverWhenTheirTimeHasPassed) {
     EXPECT_GT(Deadline(longTime).pollTimeout(), 0);
 }
 
-TEST(Deadlines, ComeInAnOrder) {
+TEST(Deadlines, AreOrdered) {
     const Deadline soon(shortTime);
     const Deadline late(longTime);
     EXPECT_EQ(Deadline::earlier(soon, late).timePoint(), soon.timePoint());

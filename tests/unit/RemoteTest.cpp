@@ -35,12 +35,12 @@ constexpr auto name = "traf.top";
 constexpr std::size_t requests = 0;
 constexpr std::size_t interrupts = 1;
 
-/** The bytes of a request with the name of the device, and words at their offsets. */
+/** Returns the bytes of a request with the name of the device, and with words at offsets. */
 Bytes requestOf(RequestType type, const std::vector<WordAt>& words = {}, const std::string& deviceName = name) {
     return requestBytes(type, deviceName, words);
 }
 
-/** Ignores SIGPIPE, so that writing to a closed connection fails instead of ending the test. */
+/** A scope that ignores SIGPIPE. Writing to a closed connection then fails instead of ending the test. */
 class BrokenPipesIgnored {
 public:
     BrokenPipesIgnored() { std::signal(SIGPIPE, SIG_IGN); }
@@ -66,7 +66,7 @@ protected:
         return *m_device;
     }
 
-    /** The only request since the device was opened. It must arrive on the connection of the requests. */
+    /** Returns the only request since the device was opened. Expects the request on the request connection. */
     Bytes onlyRequest() {
         const auto received = m_peer.requests(1);
         EXPECT_EQ(received.size(), 1U);
@@ -78,7 +78,7 @@ protected:
         return received[0].bytes;
     }
 
-    /** Opens the device, and then appends to what the server does about the next requests. */
+    /** Opens the device, and appends replies to the next requests. */
     void reply(const std::vector<Reply>& answers) {
         device();
         m_peer.script(answers);
@@ -90,7 +90,7 @@ protected:
         return read();
     }
 
-    /** Begins to read in another thread, and returns when the server has the request and the thread waits. */
+    /** Begins to read in another thread. Returns when the server has received the request. */
     std::future<std::pair<bool, T>> beginToRead(const Reply& answer) {
         reply({answer});
         auto reading = std::async(std::launch::async, [this] { return read(); });
@@ -99,7 +99,7 @@ protected:
         return reading;
     }
 
-    /** Expects the operation to return the result of the server, and a failure without an answer. */
+    /** Expects the operation to succeed if the server answers Success. Expects it to fail in all other cases. */
     template <typename Operation>
     void expectTheResultOfTheServer(Operation operation) {
         Response odd;
@@ -135,7 +135,7 @@ TYPED_TEST(RemoteTest, AnnouncesItselfOnBothConnectionsAndArmsTheSecondWhenItIsC
     EXPECT_GE(device->getNativeHandle(), 0);
 }
 
-TYPED_TEST(RemoteTest, StopsAnnouncingItselfWhenTheServerRefusesItButExists) {
+TYPED_TEST(RemoteTest, ExistsButSendsNoFurtherRequestWhenTheServerRefusesIt) {
     this->m_peer.script({refusal()});
     const auto refusedAtOnce = this->make();
     EXPECT_EQ(this->m_peer.requests(1).size(), 1U);
@@ -193,7 +193,7 @@ TYPED_TEST(RemoteTest, CutsANameTo127Characters) {
     EXPECT_EQ(device->getDevName(), longName);
 }
 
-TYPED_TEST(RemoteTest, ReadsARegisterAtAnyAddressByOneRequest) {
+TYPED_TEST(RemoteTest, ReadsARegisterAtAnyAddressWithOneRequest) {
     for (const unsigned int address : {0x1F0U, 0xFFFFFFFFU}) {
         this->reply({success({0x12345678})});
         EXPECT_EQ(this->read(address), std::pair(true, static_cast<TypeParam>(0x12345678)));
@@ -207,7 +207,7 @@ TYPED_TEST(RemoteTest, StoresTheValueReadAlsoWhenTheReadFails) {
     EXPECT_EQ(this->readAfter(success()), std::pair(true, TypeParam{0}));
 }
 
-TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
+TYPED_TEST(RemoteTest, ReadsZeroAndFailsOnALostConnection) {
     this->reply({closing()});
     const TraceRecorder recorder(1);
     for (std::size_t round = 1; round <= 3; ++round) {
@@ -220,14 +220,14 @@ TYPED_TEST(RemoteTest, ReadsZeroAndFailsFromALostConnection) {
     EXPECT_NE(recorder.lines()[2].find("' failed with: Broken pipe"), std::string::npos) << recorder.lines()[2];
 }
 
-TYPED_TEST(RemoteTest, TakesATruncatedResponseForWhatCameOfIt) {
+TYPED_TEST(RemoteTest, TreatsATruncatedResponseAsComplete) {
     EXPECT_EQ(this->readAfter(truncated(responseOf({3}), 100)), std::pair(true, TypeParam{0}));
 }
 
-TYPED_TEST(RemoteTest, TakesTheRestOfASplitResponseForTheNextOne) {
+TYPED_TEST(RemoteTest, TreatsTheRestOfASplitResponseAsTheNextOne) {
     EXPECT_EQ(this->readAfter(split(responseOf({3, 4}), 8)), std::pair(true, TypeParam{0}));
     this->m_peer.letGo();
-    // The second value, 4, is where the result is expected.
+    // The rest of the response begins with the second value, 4. The device takes this value for the result.
     EXPECT_EQ(this->read(), std::pair(false, TypeParam{0}));
 }
 
@@ -243,7 +243,7 @@ TYPED_TEST(RemoteTest, WaitsForASilentServerUntilTheConnectionEnds) {
     EXPECT_EQ(reading.get(), std::pair(false, TypeParam{0}));
 }
 
-TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
+TYPED_TEST(RemoteTest, ReadsABurstWithOneRequestInEitherOrder) {
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
         this->reply({success({0x11111111, 0x22222222, 0x12345678})});
         TypeParam values[3] = {};
@@ -258,7 +258,7 @@ TYPED_TEST(RemoteTest, ReadsABurstByOneRequestInEitherOrder) {
     }
 }
 
-TYPED_TEST(RemoteTest, LeavesTheItemsThatTheServerDoesNotSendAlone) {
+TYPED_TEST(RemoteTest, KeepsTheItemsThatTheServerDoesNotSend) {
     this->reply({success({1, 2, 3, 4}), refusal({1, 2, 3, 4})});
     std::vector<TypeParam> expected{1, 2, 3, 4};
     expected.resize(10, untouched<TypeParam>);
@@ -341,7 +341,7 @@ TYPED_TEST(RemoteTest, AccessesRegistersWithTheResultOfTheServer) {
     }
 }
 
-TYPED_TEST(RemoteTest, WritesABurstByOneRequestInEitherOrder) {
+TYPED_TEST(RemoteTest, WritesABurstWithOneRequestInEitherOrder) {
     const TypeParam values[] = {1, this->all, 3};
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
         EXPECT_TRUE(this->device().write(0x10, values, 3, byteOrder));
@@ -400,7 +400,7 @@ TYPED_TEST(RemoteTest, LetsTheServerEnableAndDisableInterrupts) {
     EXPECT_EQ(this->onlyRequest(), requestOf(RequestType::DisableInterrupt));
 }
 
-TYPED_TEST(RemoteTest, ReceivesTheWordOfAnInterruptOrItsFirstBytesWithoutARequest) {
+TYPED_TEST(RemoteTest, ReceivesAnInterruptWordOrItsFirstBytesWithoutARequest) {
     this->device();
     for (const auto& [bytes, word] :
          std::vector<std::pair<Bytes, unsigned long>>{{{0x12, 0x34, 0x56, 0x78}, 0x12345678},
@@ -413,7 +413,7 @@ TYPED_TEST(RemoteTest, ReceivesTheWordOfAnInterruptOrItsFirstBytesWithoutAReques
     EXPECT_EQ(this->m_peer.requests(0).size(), 0U);
 }
 
-TYPED_TEST(RemoteTest, LeavesTheStatusAloneWhenTheServerClosesTheConnectionOfInterrupts) {
+TYPED_TEST(RemoteTest, KeepsTheInterruptWordWhenTheServerClosesTheInterruptConnection) {
     const int descriptor = this->device().getNativeHandle();
     this->m_peer.close(interrupts);
     const TraceRecorder recorder(1);
@@ -565,7 +565,7 @@ TYPED_TEST(RemoteTest, ExchangesAnyRequestOnTheConnectionThatItIsGiven) {
               EventLog{"Rynvel.Connection 1 send: Sending to socket '-1' failed with: Bad file descriptor"});
 }
 
-TYPED_TEST(RemoteTest, TakesTheHostAndThePortWithoutAWordFromTheAddress) {
+TYPED_TEST(RemoteTest, TakesTheHostAndThePortFromTheAddressSilently) {
     const NothingTraced nothingTraced(7);
     const std::vector<std::tuple<std::string, std::string, int>> addresses{{"10.0.0.7::9000", "10.0.0.7", 9000},
                                                                            {"server", "server", 8888},
@@ -587,7 +587,7 @@ TYPED_TEST(RemoteTest, TakesTheHostAndThePortWithoutAWordFromTheAddress) {
     }
 }
 
-TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNotANumber) {
+TYPED_TEST(RemoteTest, UsesTheDefaultPortAndTracesThatWhenTheTextIsNotANumber) {
     for (const std::string port :
          {"", " ", "abc", "x9000", ":9000", ":1", "b::c", "2147483648", "-2147483649", "99999999999999"}) {
         const TraceRecorder recorder(1);
@@ -599,7 +599,7 @@ TYPED_TEST(RemoteTest, TakesTheDefaultPortAndSaysSoWhenTheTextIsNotANumber) {
     EXPECT_EQ(Remote<TypeParam>::getPort("host::abc"), 8888);
 }
 
-/** The device of a scripted machine that has a server at 10.0.0.7. */
+/** A fixture for devices on a scripted operating system, whose resolver finds the server at 10.0.0.7. */
 template <typename T>
 class ScriptedRemoteTest : public testing::Test {
 protected:
@@ -615,7 +615,7 @@ protected:
         return device;
     }
 
-    /** The calls whose texts begin with the prefix. */
+    /** Returns the recorded calls whose texts begin with `begin`. */
     EventLog calls(const std::string& begin) {
         EventLog found;
         std::copy_if(m_os.log().begin(), m_os.log().end(), std::back_inserter(found),
@@ -637,7 +637,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheL
         {"server::abc", "8888", {invalid, invalid}},
         {"server::70000", "4464", {}},
         {"server::-1", "65535", {}}};
-    // All answers are read from there.
+    // The scripted operating system takes all answers from this memory.
     this->m_os.memory.resize(16384);
     for (const auto& [address, port, lines] : places) {
         this->m_os.log().clear();
@@ -699,7 +699,7 @@ TEST(Remote, EndsTheProcessBySigpipeWhenTheServerIsGone) {
         testing::KilledBySignal(SIGPIPE), "");
 }
 
-/** The row that an integrator would add for a device at the peer. */
+/** Returns the table row that an integrator would add for a device of the peer. */
 Rynvel::MemoryDevice row(DeviceType type, const TestPeer& peer) { return {name, peer.address(), 0U, type}; }
 
 template <typename T>
@@ -716,7 +716,7 @@ bool isBuiltAs(DeviceType type) {
     return true;
 }
 
-TEST(Remote, IsWhatTheFactoryBuildsForTheRemoteTypesOutOfNameAndPath) {
+TEST(Remote, IsBuiltByTheFactoryForTheRemoteTypesFromNameAndPath) {
     EXPECT_TRUE(isBuiltAs<std::uint8_t>(DeviceType::Remote8));
     EXPECT_TRUE(isBuiltAs<std::uint16_t>(DeviceType::Remote16));
     EXPECT_TRUE(isBuiltAs<std::uint32_t>(DeviceType::Remote32));

@@ -16,7 +16,7 @@
 #include "FailsAtItsEnd.h"
 
 extern "C" {
-// The headers of the C library call these functions without declaring them under these names.
+// The headers of the C library call these functions, but do not declare these names.
 int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
 ssize_t __read_chk(int fd, void* buffer, size_t count, size_t room);
@@ -46,7 +46,7 @@ TEST_F(UnusedAnswersTest, FailTheTestOfADestroyedMachine) {
     expectFailure("unused answers of open: 2");
 }
 
-/** A statement that ends the process, with a scripted machine of its own. */
+/** Scripts the results of munmap(), uses one of them, and ends the process. */
 template <typename End>
 void endWith(const std::vector<std::optional<Answer>>& answers, End end) {
     ScriptedOs os;
@@ -62,7 +62,7 @@ TEST_F(UnusedAnswersTest, FailTheTestOfAChildProcessHoweverItEnds) {
     expectFailure("unused answers of munmap: 3");
 }
 
-TEST_F(UnusedAnswersTest, AreNotThoseThatACallHasTaken) {
+TEST_F(UnusedAnswersTest, DoNotIncludeThoseThatACallHasReturned) {
     endWith({asUsual}, [] {});
     EXPECT_EXIT(endWith({asUsual}, std::abort), testing::KilledBySignal(SIGABRT), "");
 }
@@ -103,7 +103,7 @@ TEST(ScriptedOs, LeavesLongFileOffsetsToTheKernelWhereThereIsNone) {
     EXPECT_EQ(::close(fd), 0);
 }
 
-/** Makes a fortified call that asks for more bytes than the buffer holds, on a scripted machine. */
+/** Makes a fortified call on a scripted operating system, with a buffer of 4 bytes. */
 template <typename Operation>
 void overflow(Operation operation) {
     const ScriptedOs os;

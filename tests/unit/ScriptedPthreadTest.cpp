@@ -15,7 +15,6 @@ using namespace RynvelTest;
 
 using UnusedErrorsTest = FailsAtItsEnd;
 
-/** Locks and unlocks a mutex. */
 void useAMutex() {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     if (pthread_mutex_lock(&mutex) == 0) {
@@ -46,7 +45,7 @@ TEST_F(UnusedErrorsTest, FailTheTestEvenIfAnotherErrorFollowsOrTheCallSucceedsAg
     expectFailure("unused answers of pthread_mutex_lock: 2");
 }
 
-TEST_F(UnusedErrorsTest, AreNotThoseThatACallHasMet) {
+TEST_F(UnusedErrorsTest, DoNotIncludeThoseThatACallHasReturned) {
     ScriptedPthread script;
     script.fail(MutexCall::Lock, EDEADLK);
     useAMutex();

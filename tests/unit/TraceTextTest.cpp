@@ -15,14 +15,14 @@ namespace {
 
 using namespace RynvelTest;
 
-/** Prints numbers with thousands separators, which no trace may contain. */
+/** A locale facet for numbers with thousands separators, which no trace may contain. */
 class GroupingNumbers : public std::numpunct<char> {
 protected:
     char do_thousands_sep() const override { return '\''; }
     std::string do_grouping() const override { return "\3"; }
 };
 
-TEST(TraceText, IsNotTouchedByTheProgramsGlobalLocale) {
+TEST(TraceText, IsIndependentOfTheGlobalLocale) {
     ScriptedOs os;
     Rynvel::Lseek<std::uint8_t> device("/dev/x", std::make_unique<RecordingMutex>(os.log()));
     const TraceRecorder recorder(6);

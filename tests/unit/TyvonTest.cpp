@@ -79,7 +79,7 @@ TYPED_TEST(TyvonTest, TracesNothingOfItsOwnWhenConstructedAndDestroyed) {
 TYPED_TEST(TyvonTest, EnablesAndDisablesByRequestsWithoutTheLock) {
     EXPECT_TRUE(this->m_device->enableInterrupt());
     EXPECT_TRUE(this->m_device->disableInterrupt());
-    // Their argument is whatever the registers of the caller hold.
+    // The library passes no argument to these requests, so the recorded argument can have any value.
     const EventLog& log = this->m_os.log();
     ASSERT_EQ(log.size(), 2U);
     EXPECT_EQ(log[0].rfind("ioctl(7, 0xee00, ", 0), 0U);
@@ -96,14 +96,14 @@ TYPED_TEST(TyvonTest, LetsTheDriverStoreTheInterruptType) {
     EXPECT_EQ(this->m_os.log(), EventLog{});
 }
 
-TYPED_TEST(TyvonTest, PassesANullPointerForTheTypeOn) {
+TYPED_TEST(TyvonTest, ForwardsANullPointerForTheType) {
     this->m_os.script(Call::Ioctl, {failing(EFAULT)});
     EXPECT_FALSE(this->m_device->getInterruptType(nullptr));
     EXPECT_EQ(errno, EFAULT);
     EXPECT_EQ(this->m_os.log(), EventLog{"ioctl(7, 0xee02, 0x0)"});
 }
 
-TYPED_TEST(TyvonTest, TakesAnyResultButZeroOfARequestForAFailureAndTracesNone) {
+TYPED_TEST(TyvonTest, TreatsAnyResultButZeroOfARequestAsAFailureAndTracesNone) {
     const NothingTraced nothingTraced(5);
     for (const auto& answer : {failing(EIO), answering(1), answering(7)}) {
         this->m_os.script(Call::Ioctl, {answer, answer, answer});
@@ -120,7 +120,7 @@ TYPED_TEST(TyvonTest, WaitsByAReadOfTwoBytesWithoutEnablingAndWithoutTheLock) {
     EXPECT_EQ(this->m_os.log(), EventLog{"read(7, 2)"});
 }
 
-TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
+TYPED_TEST(TyvonTest, TracesTheInterruptWordAtLevelSix) {
     this->m_os.store(0, std::uint16_t{0xABCD});
     const TraceRecorder recorder(6);
     EXPECT_TRUE(waitForInterruptOf(*this->m_device).first);
@@ -129,7 +129,7 @@ TYPED_TEST(TyvonTest, TracesTheStatusOfAnInterruptAtLevelSix) {
     EXPECT_EQ(recorder.traces()[0].option, 256);
 }
 
-TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
+TYPED_TEST(TyvonTest, SetsTheInterruptWordToZeroAndTracesWhyWhenTheWaitFails) {
     const TraceRecorder recorder(1);
     this->m_os.script(Call::Read, {failing(EINTR)});
     errno = 0;
@@ -139,7 +139,7 @@ TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysWhyWhenTheWaitFails) {
                                                     "errno = Interrupted system call")});
 }
 
-TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNotTwo) {
+TYPED_TEST(TyvonTest, SetsTheInterruptWordToZeroAndTracesTheNumberOfBytesUnlessItIsTwo) {
     for (const int count : {0, 1}) {
         const TraceRecorder recorder(1);
         this->m_os.script(Call::Read, {answering(count)});
@@ -151,7 +151,7 @@ TYPED_TEST(TyvonTest, SetsTheStatusToZeroAndSaysHowManyBytesCameWhenThereWereNot
     }
 }
 
-TYPED_TEST(TyvonTest, SaysNothingOfAFailedWaitWhenLevelOneIsOff) {
+TYPED_TEST(TyvonTest, TracesNoFailedWaitWhenLevelOneIsOff) {
     const NothingTraced nothingTraced(0);
     this->m_os.script(Call::Read, {failing(EINTR), answering(0)});
     EXPECT_FALSE(waitForInterruptOf(*this->m_device).first);

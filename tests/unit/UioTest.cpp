@@ -28,8 +28,8 @@ int formatUnlessItFails(char* text, size_t size, int flag, size_t room, const ch
 
 } // namespace
 
-// No argument makes formatting fail. These functions replace those of the C library. A fortified library calls the
-// second one.
+// These functions replace those of the C library, because no argument of the library makes formatting fail. A fortified
+// build of the library calls the second one.
 extern "C" {
 
 int snprintf(char* text, size_t size, const char* format, ...) noexcept {
@@ -62,7 +62,7 @@ const std::string opening = "open(/dev/tomkar_traffic, 2)";
 const std::string enabling = "write(7, " + inMemory(std::int32_t{1}) + ")";
 const std::string disabling = "write(7, 00000000)";
 
-/** Makes the formatting of a path fail. */
+/** A scope in which the formatting of a path fails. */
 class FailingFormat {
 public:
     FailingFormat() { formattingFails = true; }
@@ -102,7 +102,7 @@ protected:
         return size();
     }
 
-    /** The message of an exception that the attribute makes. */
+    /** Returns the message of the exception that this text of the size attribute causes, or "no exception". */
     template <typename Exception>
     std::string complaint(const std::string& text) {
         try {
@@ -136,7 +136,7 @@ TYPED_TEST(UioTest, PutsItsFirstRegisterAtTheMapsOffset) {
     this->m_os.script(Call::Munmap, {answering(0)});
 }
 
-TYPED_TEST(UioTest, HandsFakeOnToItsBase) {
+TYPED_TEST(UioTest, PassesFakeToItsBase) {
     const auto device = this->make(true);
     EXPECT_EQ(this->m_os.log().back(), "mmap(0, 4096, 3, 33, -1, 0)");
     EXPECT_EQ(device->getNativeHandle(), -1);
@@ -173,7 +173,7 @@ TYPED_TEST(UioTest, ReadsAnAttributeOfUpTo19BytesWithTheBaseOfItsPrefix) {
     }
 }
 
-TYPED_TEST(UioTest, ThrowsOnAnAttributeThatIsNoNumberOrDoesNotFitInAnUnsignedLong) {
+TYPED_TEST(UioTest, ThrowsOnAnAttributeThatIsNotANumberOrDoesNotFitInAnUnsignedLong) {
     for (const char* text : {"", "\n", "size", "x10"}) {
         EXPECT_EQ(this->template complaint<std::invalid_argument>(text), "stoul") << text;
         EXPECT_EQ(this->m_os.log().back(), "close(8)");
@@ -181,7 +181,7 @@ TYPED_TEST(UioTest, ThrowsOnAnAttributeThatIsNoNumberOrDoesNotFitInAnUnsignedLon
     EXPECT_EQ(this->template complaint<std::out_of_range>("0xfffffffffffffffffff"), "stoul");
 }
 
-TYPED_TEST(UioTest, TakesAnAttributeOf33BitsWhereAnUnsignedLongHasThem) {
+TYPED_TEST(UioTest, AcceptsAnAttributeOf33BitsIfItFitsInAnUnsignedLong) {
     if (sizeof(unsigned long) > 4) {
         EXPECT_EQ(this->sizeAttribute("0x100000000"), 0x100000000ULL);
     } else {
@@ -189,7 +189,7 @@ TYPED_TEST(UioTest, TakesAnAttributeOf33BitsWhereAnUnsignedLongHasThem) {
     }
 }
 
-TYPED_TEST(UioTest, TakesTheDescriptorZeroForAnOpenAttribute) {
+TYPED_TEST(UioTest, TreatsTheDescriptorZeroAsAnOpenAttribute) {
     this->m_os.script(Call::Open, {answering(0)});
     this->m_os.memory[0] = '8';
     EXPECT_EQ(this->size(), 8U);
@@ -216,7 +216,7 @@ TYPED_TEST(UioTest, LetsTheExceptionsLeaveTheConstructorWithNothingOpenAndTheMut
     EXPECT_THROW(this->make(), std::invalid_argument);
 }
 
-TYPED_TEST(UioTest, TakesAPathThatIsNotALinkForAMapOfSizeZeroAndSaysSoForEachLookup) {
+TYPED_TEST(UioTest, TreatsAPathThatIsNotALinkAsAMapOfSizeZeroAndTracesEachLookup) {
     const TraceRecorder recorder(3);
     this->m_os.script(Call::Readlink, {failing(EINVAL), failing(EINVAL)});
     errno = 0;
@@ -229,13 +229,13 @@ TYPED_TEST(UioTest, TakesAPathThatIsNotALinkForAMapOfSizeZeroAndSaysSoForEachLoo
     EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
 }
 
-TYPED_TEST(UioTest, UsesTheLinksTextAsItIs) {
+TYPED_TEST(UioTest, UsesTheTextOfTheLinkUnchanged) {
     this->m_os.linkText = "../uio3";
     this->m_os.files = {{"/sys/class/uio/../uio3/maps/map0/size", "8"}};
     EXPECT_EQ(this->size(), 8U);
 }
 
-TYPED_TEST(UioTest, TakesALinkWhoseTextIsAPathForAMapOfSizeZeroSilently) {
+TYPED_TEST(UioTest, TreatsALinkWhoseTextIsAPathAsAMapOfSizeZeroSilently) {
     const NothingTraced nothingTraced(4);
     this->m_os.linkText = "/dev/uio3";
     const auto device = this->make();
@@ -255,7 +255,7 @@ TYPED_TEST(UioTest, ReportsAPathThatALongLinkTextTruncates) {
     EXPECT_EQ(recorder.lines(), (EventLog{begin + "size", begin + "offset"}));
 }
 
-TYPED_TEST(UioTest, TakesAPathOf4095BytesAndRefusesOneMore) {
+TYPED_TEST(UioTest, AcceptsAPathOf4095BytesAndRefusesALongerOne) {
     const TraceRecorder recorder(1);
     const std::size_t around = std::strlen("/sys/class/uio//maps/map0/size");
     this->m_os.linkText = std::string(4095 - around, 'u');
@@ -287,7 +287,7 @@ TYPED_TEST(UioTest, ReportsAPathThatCannotBeFormatted) {
                                          "/dev/tomkar_traffic, and dataName: size"});
 }
 
-TYPED_TEST(UioTest, TakesAnAttributeThatCannotBeOpenedForZeroWithoutAMessage) {
+TYPED_TEST(UioTest, TreatsAnAttributeThatCannotBeOpenedAsZeroWithoutAMessage) {
     const NothingTraced nothingTraced(7);
     EXPECT_EQ(Uio<TypeParam>::getMapData(path, "none"), 0U);
     EXPECT_EQ(this->m_os.log().back(), "open(/sys/class/uio/uio3/maps/map0/none, 0)");
@@ -316,7 +316,7 @@ TYPED_TEST(UioTest, EnablesWithA32BitOneAndDisablesWithA32BitZeroWithoutTheLock)
     EXPECT_EQ(this->m_os.log(), (EventLog{enabling, disabling}));
 }
 
-TYPED_TEST(UioTest, TakesAShortWriteForSuccess) {
+TYPED_TEST(UioTest, TreatsAShortWriteAsSuccess) {
     const auto device = this->opened();
     this->m_os.script(Call::Write, {answering(0), answering(3)});
     EXPECT_TRUE(device->enableInterrupt());
@@ -367,7 +367,7 @@ TYPED_TEST(UioTest, DoesNotWaitWhenItCannotEnable) {
                         "\"/dev/tomkar_traffic\"."}));
 }
 
-TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
+TYPED_TEST(UioTest, SetsTheInterruptWordToZeroWhenTheWaitFails) {
     const auto device = this->opened();
     const TraceRecorder recorder(1);
     this->m_os.script(Call::Read, {failing(EINTR)});
@@ -378,7 +378,7 @@ TYPED_TEST(UioTest, SetsTheStatusToZeroWhenTheWaitFails) {
                                          "\"/dev/tomkar_traffic\". errno = Interrupted system call"});
 }
 
-/** Records the calls of enable within a wait. */
+/** A UIO device that counts the calls of enableInterrupt(). */
 template <typename T>
 class OwnEnable : public Uio<T> {
 public:

@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Trace channels: the part of the tracing library that every traced class uses.
+ * Trace channels, which every traced class uses.
  *
- * Levels and sinks are configured at run time, with the functions of ZilTraceControl.h or with the environment variable
- * ZILTRACE. The README of this library describes the variable.
+ * Programs configure levels and sinks with the functions of ZilTraceControl.h. Users configure levels and sinks with
+ * the environment variable ZILTRACE. The README of this library describes the variable.
  */
 #ifndef ZILTRACE_H
 #define ZILTRACE_H
@@ -18,12 +18,12 @@
 /** The level of a message, 0 to 7. A lower level is more severe. */
 using ZilTraceLevel = int;
 
-/** The header option of a channel. It is passed to the sinks unchanged, and does not affect the layout of the lines. */
+/** The header option of a channel. Sinks receive the option unchanged. It does not affect the layout of the lines. */
 using ZilTraceHdrOption = int;
 
-/** Names a trace point. Each trace point has a constant header of its own. A null pointer is written as "?". */
+/** The position of a trace point. Each trace point has its own constant header. A null pointer is written as "?". */
 struct ZilTraceHeader {
-    const char* file;     /**< path of the source file, as the compiler received it */
+    const char* file;     /**< path of the source file, in the form that the compiler received */
     std::int32_t line;    /**< line of the trace point */
     const char* function; /**< bare name of the function */
 };
@@ -33,31 +33,32 @@ struct Channel;
 }
 
 /**
- * A named trace channel with a level of its own.
+ * A trace channel, which has a name and a level.
  *
- * Call isEnabled() first. Only if it returns true, build the text and pass it to a log function:
+ * Call isEnabled() first. If the result is true, build the text and pass the text to a log function:
  *
  *     if (m_trace.isEnabled(6)) {
  *         m_trace.logEnterMsg(6, header, text.c_str());
  *     }
  *
- * The caller filters messages: the log functions write every message that they get, so that a caller that does not call
- * isEnabled() is visible in the trace.
+ * The log functions write every message, and do not check the level. If a caller does not call isEnabled(), unexpected
+ * messages in the trace show the error.
  *
- * Several channels may have the same name. A configuration for a name applies to all of them.
+ * Several channels may have the same name. A configuration for a name applies to all channels with the name.
  *
- * Threads: you may call all functions from any number of threads at the same time, even while the configuration
- * changes, but not from signal handlers. You may construct channels during static initialisation, and destroy them in
- * any order, up to the end of the process.
+ * You may call all functions from any number of threads at the same time, even while the configuration changes. Do not
+ * call them from signal handlers. You may construct channels during static initialisation. You may destroy channels in
+ * any order, until the end of the process.
  */
 class ZILTRACE_EXPORT ZilTrace {
 public:
     /**
-     * Registers the channel. The construction of the first channel reads the environment variable ZILTRACE.
+     * Registers the channel. The constructor of the first channel reads the environment variable ZILTRACE, unless a
+     * function of ZilTraceControl.h has already read the variable.
      *
-     * @param channelName the name of the channel, which is copied; not null.
-     * @param level the level of the channel, unless a present or later configuration matches its name.
-     * @param option is passed to the sinks.
+     * @param channelName the name of the channel, not null. The constructor copies the name.
+     * @param level the level of the channel while no configuration matches the name.
+     * @param option the header option, which the sinks receive.
      */
     ZilTrace(const char* channelName, ZilTraceLevel level, ZilTraceHdrOption option);
     ~ZilTrace();
@@ -66,23 +67,23 @@ public:
     ZilTrace& operator=(const ZilTrace&) = delete;
 
     /**
-     * Returns whether messages of `level` are enabled. Costs one load and one comparison. Other threads see a change of
-     * the configuration soon, but at no defined moment.
+     * Returns whether messages of `level` are enabled. Costs one load and one comparison. A change of the configuration
+     * by another thread takes effect soon, but at an undefined moment.
      */
     bool isEnabled(ZilTraceLevel level) const noexcept { return level <= m_level.load(std::memory_order_relaxed); }
 
     /**
      * Records the entry into the function that `header` names.
      *
-     * Like all log functions, it does not check the level of the channel, keeps `errno`, throws nothing, and is not a
-     * thread cancellation point. A message that cannot be written is lost.
+     * Like all log functions, this function does not check the level of the channel, keeps `errno`, throws nothing, and
+     * is not a thread cancellation point. A message that cannot be written is lost.
      */
     void logEnterMsg(ZilTraceLevel level, const ZilTraceHeader& header) noexcept;
 
-    /** Records the entry and the text of the arguments. A null `text` means no text. */
+    /** Records the entry with a text that describes the arguments. If `text` is null, the entry has no text. */
     void logEnterMsg(ZilTraceLevel level, const ZilTraceHeader& header, const char* text) noexcept;
 
-    /** Records a message. A null `text` means an empty text. */
+    /** Records a message. If `text` is null, the message has an empty text. */
     void logMsg(ZilTraceLevel level, const ZilTraceHeader& header, const char* text) noexcept;
 
 private:

@@ -3,11 +3,11 @@
  * @file
  * Control of the trace channels of the process: their levels, and the sink of their messages.
  *
- * The environment variable ZILTRACE is applied before any setting that a program makes here. The settings of the
- * program therefore override it.
+ * The library applies the environment variable ZILTRACE before any setting that a program makes with these functions.
+ * The settings of the program therefore override the variable.
  *
- * Threads: you may call all functions from any number of threads at the same time, even while other threads trace. Do
- * not call them from Sink::write() or from a signal handler.
+ * You may call all functions from any number of threads at the same time, even while other threads trace. Do not call
+ * them from Sink::write() or from a signal handler.
  */
 #ifndef ZILTRACE_CONTROL_H
 #define ZILTRACE_CONTROL_H
@@ -26,7 +26,7 @@ enum class Kind {
     Message /**< any other message */
 };
 
-/** A message as a sink receives it. All pointers are valid only during Sink::write(). */
+/** A message in the form that a sink receives. All pointers are valid only during Sink::write(). */
 struct Record {
     Kind kind;
     const char* channel;
@@ -38,15 +38,15 @@ struct Record {
     std::int32_t threadId; /**< the kernel's identifier of the calling thread */
 };
 
-/** A sink of the program, which receives the messages instead of the configured sink. */
+/** A receiver of messages. A program can define a sink, and use it instead of the configured sink. */
 class ZILTRACE_EXPORT Sink {
 public:
     virtual ~Sink();
 
     /**
-     * Receives one message, in the thread that traces. Several threads may call it at the same time. Exceptions that it
-     * throws are ignored, and messages that it traces itself are lost. It must not call the functions of this header,
-     * and must not fork.
+     * Receives a message, in the thread that traces. Several threads may call this function at the same time. The
+     * library ignores exceptions of this function, and drops messages that this function traces. The function must not
+     * call the functions of this header, and must not fork.
      */
     virtual void write(const Record& record) = 0;
 };
@@ -54,24 +54,24 @@ public:
 /** The state of a channel. */
 struct ChannelState {
     std::string name;
-    ZilTraceLevel constructedLevel; /**< the level that it was constructed with */
-    ZilTraceLevel level;            /**< the level that it has now */
+    ZilTraceLevel constructedLevel; /**< the level that the channel was constructed with */
+    ZilTraceLevel level;            /**< the present level of the channel */
 };
 
 /**
- * Adds `specification`, which has the syntax of the environment variable ZILTRACE, to the configuration. Its items
- * override earlier ones; settings that it does not name stay unchanged.
+ * Adds `specification`, which has the syntax of the environment variable ZILTRACE, to the configuration. The items of
+ * `specification` override earlier items. Settings that `specification` does not name stay unchanged.
  *
- * @param error is set only on failure: it names the wrong item and the reason.
- * @return false if `specification` is malformed or its file cannot be opened; the configuration is then unchanged.
+ * @param error names the wrong item and the reason after a failure. It stays unchanged after a success.
+ * @return false if `specification` is malformed, or if its file cannot be opened. The configuration is then unchanged.
  */
 ZILTRACE_EXPORT bool configure(const std::string& specification, std::string& error);
 
 /**
  * Sets the level of all present and later channels whose name matches `pattern`, like the item "pattern=level". In a
- * pattern, '*' matches any number of characters, and '?' matches exactly one.
+ * pattern, '*' matches any number of characters, and '?' matches exactly one character.
  *
- * @return false if `pattern` is empty or `level` is not from 0 to 7; no level is then changed.
+ * @return false if `pattern` is empty, or if `level` is not from 0 to 7. The levels are then unchanged.
  */
 ZILTRACE_EXPORT bool setLevel(const std::string& pattern, ZilTraceLevel level);
 
@@ -85,11 +85,11 @@ ZILTRACE_EXPORT void resetLevels();
 ZILTRACE_EXPORT std::vector<ChannelState> channels();
 
 /**
- * Sends the messages of all channels to `sink`; to the configured sink if `sink` is null. The caller keeps the
- * ownership. The function returns when no thread uses the previous sink any more, so that you may destroy it. It waits
- * for such threads: do not hold a lock that the previous sink takes.
+ * Sends the messages of all channels to `sink`, or to the configured sink if `sink` is null. The caller keeps the
+ * ownership of `sink`. The function waits until no thread uses the previous sink. You may then destroy the previous
+ * sink. While you call this function, do not hold a lock that the previous sink takes.
  *
- * @return the previous sink; null if messages were sent to the configured sink.
+ * @return the previous sink; null if the configured sink received the messages.
  */
 ZILTRACE_EXPORT Sink* setSink(Sink* sink);
 

@@ -9,7 +9,7 @@
 
 namespace ziltrace {
 
-/** The data of a ZilTrace object that the other classes use. */
+/** The data of a ZilTrace object that other classes use. */
 struct Channel {
     const std::string name;
     const ZilTraceLevel constructedLevel;

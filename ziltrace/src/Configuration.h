@@ -22,10 +22,10 @@ struct Configuration {
     std::optional<SinkChoice> sink;
 };
 
-/** Returns the message about a wrong item of a configuration. */
+/** Returns the error message for a wrong item of a configuration. */
 std::string itemError(const std::string& item, const std::string& reason);
 
-/** Returns the configuration; nothing, with the reason in `error`, if `specification` is malformed. */
+/** Returns the configuration. If `specification` is malformed, returns nothing and stores the reason in `error`. */
 std::optional<Configuration> parseConfiguration(const std::string& specification, std::string& error);
 
 } // namespace ziltrace

@@ -29,8 +29,8 @@ bool matches(std::string_view pattern, std::string_view name) {
 }
 
 void LevelRules::add(const LevelRule& rule) {
-    // The new rule overrides an earlier one with the same pattern. The earlier one is removed, so that the rules of a
-    // program that often sets levels do not fill the memory.
+    // The new rule overrides an earlier rule with the same pattern. If the earlier rule stayed, a program that often
+    // sets levels would need more and more memory.
     const auto isShadowed = [&rule](const LevelRule& earlier) { return earlier.pattern == rule.pattern; };
     m_rules.erase(std::remove_if(m_rules.begin(), m_rules.end(), isShadowed), m_rules.end());
     m_rules.push_back(rule);

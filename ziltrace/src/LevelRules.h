@@ -21,7 +21,7 @@ struct LevelRule {
     ZilTraceLevel level;
 };
 
-/** The configured levels. A later rule overrides an earlier one. */
+/** The configured levels. A later rule overrides an earlier rule. */
 class LevelRules {
 public:
     void add(const LevelRule& rule);

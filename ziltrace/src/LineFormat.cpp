@@ -18,9 +18,10 @@ struct Date {
     std::int64_t day;
 };
 
-// Replaces gmtime_r, which takes a lock of the C library. In a forked child that lock may stay locked for ever.
+// This function replaces gmtime_r, which takes a lock of the C library. In a forked child, the lock stays locked for
+// ever if another thread of the parent held the lock.
 Date toDate(std::int64_t daysSince1970) {
-    // If years begin in March, the leap day is the last day of the year.
+    // The calculation begins the year in March, because the leap day is then the last day of the year.
     const std::int64_t daysSinceMarch0000 = daysSince1970 + 719468;
     const std::int64_t daysPerEra = 146097;
     const std::int64_t era =

@@ -10,16 +10,16 @@
 
 namespace ziltrace {
 
-/** Returns the text on one line: control characters and backslashes are replaced by escape sequences. */
+/** Returns the text as a single line, with escape sequences for control characters and backslashes. */
 std::string escaped(std::string_view text);
 
-/** Returns the time in UTC, in the format of ISO 8601, with six digits of microseconds. */
+/** Returns the time in UTC in the format of ISO 8601, with six digits of microseconds. */
 std::string formatTime(std::chrono::system_clock::time_point time);
 
-/** Returns the line without the time and the newline. */
+/** Returns the line of a message, without the time and the newline. */
 std::string formatMessage(const ZilTraceControl::Record& record);
 
-/** Returns the whole line, including the newline. */
+/** Returns the whole line of a message, with the time and the newline. */
 std::string formatLine(const ZilTraceControl::Record& record);
 
 } // namespace ziltrace

@@ -54,7 +54,7 @@ bool Runtime::configure(const std::string& specification, std::string& error) {
 }
 
 void Runtime::configureFromEnvironment() {
-    // A set-user-ID program must not open a file that its caller has named.
+    // A set-user-ID program must not open a file that its caller names.
     const char* const value = secure_getenv(environmentVariable);
     std::string error;
     if (value != nullptr && !configure(value, error)) {
@@ -73,7 +73,8 @@ void Runtime::resumeParent() {
 }
 
 void Runtime::resumeChild() {
-    // Threads that were using a sink do not exist in the child. prepareFork() cannot wait for them: a sink may block.
+    // The threads that used a sink in the parent do not exist in the child. prepareFork() cannot wait for these
+    // threads, because a sink may block.
     m_sinks.resetAfterFork();
     resumeParent();
 }

@@ -28,15 +28,16 @@ public:
     void resumeChild();
 
 private:
-    // Is locked before the mutexes of the registry and of the sinks. A log function locks that of the sinks only.
+    // A thread locks this mutex before the mutexes of the registry and the sinks. Log functions lock only the mutex of
+    // the sinks.
     std::mutex m_changes;
     Registry m_registry;
     SinkSwitch m_sinks;
 };
 
 /**
- * Returns the runtime of this process, configured from the environment. It is never destroyed: threads and static
- * objects may trace until the end of the process.
+ * Returns the runtime of this process, configured from the environment. The runtime is never destroyed, because threads
+ * and static objects may trace until the end of the process.
  */
 Runtime& runtime();
 

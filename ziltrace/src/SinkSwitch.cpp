@@ -31,7 +31,8 @@ void WriterPreferringMutex::reset() noexcept {
 SinkSwitch::SinkSwitch() : m_configured(makeStderrSink()) {}
 
 void SinkSwitch::write(const ZilTraceControl::Record& record) {
-    // A sink that traces would call itself without end, and would deadlock while another thread changes the sink.
+    // Without this check, a sink that traces would call itself without end, or wait for ever while another thread
+    // changes the sink.
     if (t_insideSink) {
         return;
     }

@@ -11,8 +11,8 @@
 namespace ziltrace {
 
 /**
- * A shared mutex that prefers writers: while a writer waits, new readers wait too. With std::shared_mutex, threads that
- * trace without a pause could block a writer for ever.
+ * A shared mutex that prefers writers: while a writer waits, new readers wait too. With a std::shared_mutex, threads
+ * that trace without a pause could block a writer for ever.
  */
 class WriterPreferringMutex {
 public:
@@ -21,14 +21,17 @@ public:
     void lock_shared() noexcept { pthread_rwlock_rdlock(&m_lock); }
     void unlock_shared() noexcept { pthread_rwlock_unlock(&m_lock); }
 
-    /** Unlocks the mutex in a forked process, in which the threads that locked it do not exist. */
+    /** Unlocks the mutex in a forked child, in which the threads that locked the mutex do not exist. */
     void reset() noexcept;
 
 private:
     pthread_rwlock_t m_lock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
 };
 
-/** Passes messages to the current sink. A function that changes the sink returns when no thread uses the old one. */
+/**
+ * A switch between the configured sink and a sink of the program. The functions that change the sink wait until no
+ * thread uses the previous sink.
+ */
 class SinkSwitch {
 public:
     SinkSwitch();

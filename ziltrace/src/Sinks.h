@@ -13,7 +13,7 @@ namespace ziltrace {
 
 std::unique_ptr<ZilTraceControl::Sink> makeStderrSink();
 
-/** Returns the chosen sink; null, with the reason in `error`, if its file cannot be opened. */
+/** Returns the chosen sink. If the file of the sink cannot be opened, returns null and stores the reason in `error`. */
 std::unique_ptr<ZilTraceControl::Sink> makeSink(const SinkChoice& choice, std::string& error);
 
 } // namespace ziltrace

@@ -11,7 +11,7 @@ namespace ziltrace {
 
 namespace {
 
-// Blocks SIGPIPE in this thread. A signal that was pending before stays pending.
+// A scope in which the thread blocks SIGPIPE. A signal that was already pending stays pending.
 class SigpipeBlock {
 public:
     SigpipeBlock() {

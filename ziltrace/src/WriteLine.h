@@ -6,7 +6,7 @@
 
 namespace ziltrace {
 
-/** Writes the line with one system call. Ignores failures, and raises no SIGPIPE. */
+/** Writes the line with one system call. Ignores failures, and does not raise SIGPIPE. */
 void writeLine(int descriptor, const std::string& line);
 
 } // namespace ziltrace

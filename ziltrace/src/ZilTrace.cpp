@@ -15,7 +15,7 @@ namespace {
 using ZilTraceControl::Kind;
 using ZilTraceControl::Record;
 
-// Saves errno and prevents thread cancellation until the end of a scope.
+// A scope that keeps errno and prevents the cancellation of the thread.
 class CallerState {
 public:
     CallerState() : m_errno(errno) { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState); }

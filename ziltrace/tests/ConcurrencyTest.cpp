@@ -20,7 +20,7 @@ public:
     void write(const ZilTraceControl::Record&) override {
         ++m_inside;
         ++m_total;
-        // Makes it likely that a thread is always in this function.
+        // The pause makes it likely that some thread is always in this function.
         std::this_thread::yield();
         --m_inside;
     }
@@ -30,7 +30,7 @@ private:
     std::atomic<int> m_inside{0};
 };
 
-/** Blocks each thread that writes until open() is called. */
+/** A sink that blocks each writing thread until a test calls open(). */
 class GateSink : public ZilTraceControl::Sink {
 public:
     void write(const ZilTraceControl::Record&) override {

@@ -73,7 +73,7 @@ struct Malformed {
     const char* error;
 };
 
-// The names of the tests contain the text that this function prints. By default, they would contain addresses.
+// GoogleTest uses the printed text in the names of the tests. Without this function, the names would contain addresses.
 void PrintTo(const Malformed& malformed, std::ostream* stream) {
     *stream << ::testing::PrintToString(std::string(malformed.specification));
 }

@@ -18,7 +18,7 @@ using ziltrace::Runtime;
 
 namespace {
 
-/** Configures a runtime from an environment, and traces one message. */
+/** A fixture that configures a runtime from the environment, and traces one message. */
 class EnvironmentTest : public ::testing::Test {
 protected:
     EnvironmentTest() { m_runtime.registry().add(m_channel); }

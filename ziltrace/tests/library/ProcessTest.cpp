@@ -13,7 +13,7 @@
 #include "support/Child.h"
 #include "support/WriteTap.h"
 
-// Every test uses the library in a forked child only, in which the library has not been used before.
+// Every test uses the library only in a forked child, so each child starts with an unused library.
 
 namespace {
 

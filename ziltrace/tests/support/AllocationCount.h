@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-/** Returns the number of allocations with operator new that this thread has made. */
+/** Returns the number of calls of operator new in this thread. */
 std::size_t allocationCount();
 
 #endif

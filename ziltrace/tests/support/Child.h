@@ -8,20 +8,23 @@
 #include <sys/types.h>
 
 struct ChildResult {
-    int exitCode; /**< -1 if a signal ended the process */
+    int exitCode; /**< the exit status; -1 if a signal ended the child */
     std::string errorOutput;
 };
 
-/** Runs `body` in a forked process, which then exits and runs its exit handlers. Collects its standard error. */
+/**
+ * Runs `body` in a forked child, which then exits with status 0 and runs its exit handlers. Returns the exit status and
+ * the standard error of the child. An alarm ends a child that hangs.
+ */
 ChildResult runInChild(const std::function<void()>& body);
 
 /**
- * Runs `body` in a forked process, which exits with the status that `body` returns, without exit handlers. An alarm
- * ends a process that hangs.
+ * Runs `body` in a forked child, which exits with the status that `body` returns, and does not run exit handlers. An
+ * alarm ends a child that hangs. Returns the process ID of the child.
  */
 pid_t forkChild(const std::function<int()>& body);
 
-/** Waits until a child has ended. Returns its exit status, or -1 if a signal ended it. */
+/** Waits until the child has ended. Returns the exit status of the child; -1 if a signal ended the child. */
 int exitCodeOf(pid_t child);
 
 #endif

@@ -31,7 +31,7 @@ extern "C" void syslog(int priority, const char* format, ...) {
     va_end(arguments);
 }
 
-// Builds with _FORTIFY_SOURCE call this function instead.
+// Builds with _FORTIFY_SOURCE call this function instead of syslog().
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" void __syslog_chk(int priority, int, const char* format, ...) {
     std::va_list arguments;

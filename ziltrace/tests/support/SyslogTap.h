@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/** Records the calls of syslog(3) in its thread while it exists. Other calls have no effect. */
+/** A recorder of the calls of syslog(3) in the thread that creates the recorder. Other calls have no effect. */
 class SyslogTap {
 public:
     struct Call {

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-/** The name of a file in a new directory. The file does not exist at first. */
+/** A file name in a new directory. The constructor does not create the file. */
 class TemporaryFile {
 public:
     TemporaryFile() : m_directory(::testing::TempDir() + "ziltrace-XXXXXX") {

@@ -13,11 +13,11 @@
 
 inline constexpr ZilTraceHeader anyHeader{"src/Pump.cpp", 42, "start"};
 
-/** Stores the messages that it receives. */
+/** A sink that stores all messages. */
 class RecordingSink : public ZilTraceControl::Sink {
 public:
     struct Entry {
-        ZilTraceControl::Record record; /**< do not use its pointers, except to compare them with null */
+        ZilTraceControl::Record record; /**< the pointers may be invalid: only compare them */
         std::string channel;
         ZilTraceHeader header;
         std::string text;
@@ -46,7 +46,7 @@ private:
     std::vector<Entry> m_entries;
 };
 
-/** Restores the configuration that the process had at first. */
+/** A fixture that restores the initial configuration of the process after each test. */
 class TraceFixture : public ::testing::Test {
 protected:
     TraceFixture() { unsetenv("ZILTRACE"); }

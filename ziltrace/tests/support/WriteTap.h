@@ -10,7 +10,7 @@
 
 #include <sys/types.h>
 
-/** Intercepts all calls of write(2) while it exists. Only one may exist at a time. */
+/** An object that intercepts all calls of write(2). Only one WriteTap may exist at a time. */
 class WriteTap {
 public:
     struct Call {
@@ -19,7 +19,7 @@ public:
     };
     using Reaction = std::function<ssize_t(int descriptor, const void* data, std::size_t size)>;
 
-    /** @param reaction runs instead of each call, and returns its result. */
+    /** @param reaction the function that replaces write(2). */
     explicit WriteTap(Reaction reaction);
     ~WriteTap();
 

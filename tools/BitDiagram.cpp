@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+#include "BitDiagram.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "FieldValues.h"
+#include "Formats.h"
+#include "MapWords.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr std::size_t widestLine = 100;
+
+struct Box {
+    unsigned int msb;
+    unsigned int lsb;
+    std::string name;
+
+    std::string bits() const { return bitRange(msb, lsb); }
+    /** With a blank on either side. */
+    std::size_t width() const { return std::max(bits().size(), name.size()) + 2; }
+};
+
+using Boxes = std::vector<Box>;
+
+/** The boxes of the fields, the highest bits first. */
+Boxes boxesOf(const Maps::Register& contents) {
+    Boxes boxes;
+    for (const Maps::Field& field : contents.fields) {
+        if (Maps::isInside(field, contents)) {
+            boxes.push_back({field.msb, field.lsb, printable(field.name)});
+        }
+    }
+    std::stable_sort(boxes.begin(), boxes.end(), [](const Box& a, const Box& b) { return a.msb > b.msb; });
+    return boxes;
+}
+
+/** Takes the boxes that do not share bits, the highest first, and fills the gaps between them. */
+Boxes takeLayer(Boxes& boxes, unsigned int size) {
+    Boxes layer;
+    Boxes others;
+    unsigned int end = size;
+    for (Box& box : boxes) {
+        if (box.msb >= end) {
+            others.push_back(std::move(box));
+            continue;
+        }
+        if (box.msb + 1 < end) {
+            layer.push_back({end - 1, box.msb + 1, "-"});
+        }
+        end = box.lsb;
+        layer.push_back(std::move(box));
+    }
+    if (end > 0) {
+        layer.push_back({end - 1, 0, "-"});
+    }
+    boxes = std::move(others);
+    return layer;
+}
+
+std::string centred(const std::string& text, std::size_t width) {
+    const std::size_t before = (width - text.size()) / 2;
+    return std::string(before, ' ') + text + std::string(width - text.size() - before, ' ');
+}
+
+/** The drawing of boxes side by side. */
+std::string drawingOf(Boxes::const_iterator first, Boxes::const_iterator end) {
+    std::string bits;
+    std::string edge = "+";
+    std::string names = "|";
+    for (; first != end; ++first) {
+        bits += ' ' + centred(first->bits(), first->width());
+        edge += std::string(first->width(), '-') + '+';
+        names += centred(first->name, first->width()) + '|';
+    }
+    bits.erase(bits.find_last_not_of(' ') + 1);
+    return joinLines({bits, edge, names, edge});
+}
+
+Boxes::const_iterator endOfLine(Boxes::const_iterator first, Boxes::const_iterator end) {
+    std::size_t width = 1;
+    const auto last = std::find_if(first, end, [&width](const Box& box) {
+        width += box.width() + 1;
+        return width > widestLine;
+    });
+    return last == first ? first + 1 : last;
+}
+
+} // namespace
+
+std::string bitDiagram(const Maps::Register& contents) {
+    Boxes boxes = boxesOf(contents);
+    std::vector<std::string> drawings;
+    while (!boxes.empty()) {
+        const Boxes layer = takeLayer(boxes, contents.size);
+        for (auto first = layer.begin(), end = first; first != layer.end(); first = end) {
+            end = endOfLine(first, layer.end());
+            drawings.push_back(drawingOf(first, end));
+        }
+    }
+    return joinLines(drawings);
+}
+
+} // namespace Rynvelctl

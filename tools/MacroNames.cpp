@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "MacroNames.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+bool isUpperCase(char character) { return character >= 'A' && character <= 'Z'; }
+
+// The functions of the C library depend on the locale.
+char upperCase(char character) {
+    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+}
+
+} // namespace
+
+std::string macroName(const std::vector<std::string>& names) {
+    std::string result;
+    bool isGap = false;
+    for (const std::string& name : names) {
+        isGap = true;
+        for (const char character : name) {
+            const char letter = upperCase(character);
+            if (!isUpperCase(letter) && !isDigit(letter)) {
+                isGap = true;
+                continue;
+            }
+            // The implementation owns the names with two underscores, and those that begin with one.
+            result.append(isGap && !result.empty() ? "_" : "").push_back(letter);
+            isGap = false;
+        }
+    }
+    return result.empty() || isDigit(result.front()) ? "DEVICE_" + result : result;
+}
+
+std::string MacroNames::add(const std::string& wanted, const std::string& definition) {
+    std::string name = wanted;
+    for (unsigned int number = 2;; ++number) {
+        const auto [known, isNew] = m_definitions.emplace(name, definition);
+        if (isNew) {
+            return name;
+        }
+        if (known->second == definition) {
+            return "";
+        }
+        name = wanted + '_' + std::to_string(number);
+    }
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,35 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The names of macros in a C header.
+ */
+#ifndef RYNVELCTL_MACRONAMES_H
+#define RYNVELCTL_MACRONAMES_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Rynvelctl {
+
+/** Joins names with underscores to a C identifier in upper case. Other characters become underscores, never two. */
+std::string macroName(const std::vector<std::string>& names);
+
+/** The macros of a header. */
+class MacroNames {
+public:
+    /**
+     * Returns the name for a macro: the one that is wanted, or the same with a number if another macro has
+     * that name. Returns an empty text if the header has the same macro already.
+     *
+     * @param definition what follows the name.
+     */
+    std::string add(const std::string& wanted, const std::string& definition);
+
+private:
+    std::map<std::string, std::string> m_definitions;
+};
+
+} // namespace Rynvelctl
+
+#endif

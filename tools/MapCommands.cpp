@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <map>
+
+#include "Commands.h"
+#include "DeviceList.h"
+#include "Failure.h"
+#include "RegisterHeader.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct NoOptions {};
+
+struct CheckOptions {
+    std::vector<std::string> files;
+};
+
+struct HeaderOptions {
+    std::string name;
+};
+
+struct DescribeOptions {
+    std::string name;
+    std::string element;
+};
+
+std::vector<std::string> devicesOf(const Maps::Peripheral& peripheral) {
+    std::vector<std::string> names;
+    for (const Rynvel::MemoryDevice& row : Common::devices()) {
+        if (Maps::peripheralNameOf(row.m_name) == peripheral.name) {
+            names.push_back(row.m_name);
+        }
+    }
+    return names;
+}
+
+/** Lists maps in the order of the search. */
+class Listing {
+public:
+    ListedMap add(const std::string& file, const Maps::Device& device) {
+        ListedMap map{file, device.name, device.version, {}};
+        for (const Maps::Peripheral& peripheral : device.peripherals) {
+            const auto [first, isNew] = m_files.emplace(peripheral.name, file);
+            const std::size_t registers = Maps::registersOf(peripheral).size();
+            if (isNew) {
+                map.peripherals.push_back({peripheral.name, registers, devicesOf(peripheral), std::nullopt});
+            } else {
+                map.peripherals.push_back({peripheral.name, registers, {}, first->second});
+            }
+        }
+        return map;
+    }
+
+private:
+    /** The file with the first description of each name. */
+    std::map<std::string, std::string> m_files;
+};
+
+void listMaps(const CommandContext& context, const NoOptions& /*options*/) {
+    context.requireLocal("maps list");
+    Maps::MapCatalog& catalog = context.maps();
+    MapList maps;
+    Listing listing;
+    for (std::size_t position = 0; position < catalog.files().size(); ++position) {
+        maps.push_back(listing.add(catalog.files()[position], *catalog.map(position).device));
+    }
+    context.output().print(MapReport(std::move(maps)));
+}
+
+CheckedMap check(const std::string& file) {
+    Maps::ReadMap map = Maps::readMapFile(file);
+    CheckedMap checked{file, map.device.has_value(), 0, 0, std::move(map.diagnostics)};
+    if (map.device) {
+        checked.peripherals = map.device->peripherals.size();
+        for (const Maps::Peripheral& peripheral : map.device->peripherals) {
+            checked.registers += Maps::registersOf(peripheral).size();
+        }
+    }
+    return checked;
+}
+
+void checkMaps(const CommandContext& context, const CheckOptions& options) {
+    const Maps::MapCatalog catalog(options.files);
+    MapCheck maps;
+    for (const std::string& file : catalog.files()) {
+        maps.push_back(check(file));
+    }
+    const auto unusable = std::count_if(maps.begin(), maps.end(), [](const CheckedMap& map) { return !map.isUsable; });
+    const std::size_t count = maps.size();
+    context.output().print(MapReport(std::move(maps)));
+    if (unusable != 0) {
+        throw Failure(ExitStatus::Failed, "maps check: " + std::to_string(unusable) + " of " + std::to_string(count) +
+                                              (count == 1 ? " map" : " maps") + " cannot be used");
+    }
+}
+
+void writeHeader(const CommandContext& context, const HeaderOptions& options) {
+    const Target target = context.target(options.name);
+    std::string text = registerHeader(context.registerMap(target));
+    // The output adds the last line end.
+    text.pop_back();
+    context.output().print(MapReport(HeaderText{target.name(), std::move(text)}));
+}
+
+void describe(const CommandContext& context, const DescribeOptions& options) {
+    const Target target = context.target(options.name);
+    const RegisterMap map = context.registerMap(target);
+    if (options.element.empty()) {
+        context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.places()}));
+        return;
+    }
+    const Maps::NamedRegister named = map.named(options.element);
+    context.output().print(MapReport(DescribedRegister{target.name(), named, map.obstacleTo(named.place)}));
+}
+
+void addMapFileCommands(const Common::Command& program, Action& chosen) {
+    const Common::Command maps =
+        program.addCommand("maps", "list or check register maps, or write a C header from one", [&chosen] {
+            if (!chosen) {
+                throw usageError("maps: the command is missing (list, check or header)");
+            }
+        });
+    addCommand(maps, chosen, "list", "list the register maps, and the devices of this machine that they describe",
+               std::make_shared<NoOptions>(), listMaps);
+
+    const auto checkOptions = std::make_shared<CheckOptions>();
+    const Common::Command checkCommand =
+        addCommand(maps, chosen, "check", "show the errors and the warnings of register maps", checkOptions, checkMaps);
+    checkCommand.addArgument("FILE", checkOptions->files, "a register map, or a folder of register maps");
+
+    const auto headerOptions = std::make_shared<HeaderOptions>();
+    const Common::Command headerCommand = addCommand(
+        maps, chosen, "header", "write a C header with the registers of a device", headerOptions, writeHeader);
+    headerCommand.addArgument("NAME", headerOptions->name, "the device");
+}
+
+} // namespace
+
+void addMapCommands(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<DescribeOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "describe", "show what the register map says about a device, a register or a field",
+                   options, describe);
+    command.addArgument("NAME", options->name, "the device");
+    command.addOptionalArgument("REGISTER", options->element, "a register, or a field: REGISTER.FIELD");
+    addMapFileCommands(program, chosen);
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "MapCompletion.h"
+
+#include "RegisterName.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+/** The register of a name without a field; null for any other name. */
+const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::string& name) {
+    const auto found = Maps::findRegister(peripheral, name);
+    return found && found->field == nullptr ? found->place.contents : nullptr;
+}
+
+/** The names of the values that can be written to a field, each after the same text. */
+Words valuesOf(const Maps::Field& field, const std::string& before) {
+    Words words;
+    for (const Maps::Enumeration& enumeration : field.enumerations) {
+        for (const Maps::EnumeratedValue& value : enumeration.values) {
+            if (enumeration.usage != Maps::Usage::Read && !value.isDefault && !value.name.empty()) {
+                words.push_back(before + value.name);
+            }
+        }
+    }
+    return words;
+}
+
+} // namespace
+
+template <typename Element>
+bool MapCompletion::isUsable(const Element& element) const {
+    switch (m_use) {
+    case RegisterUse::Read:
+        return Maps::isReadable(element.access);
+    case RegisterUse::Write:
+        return Maps::isWritable(element.access);
+    default:
+        return true;
+    }
+}
+
+std::vector<std::string> MapCompletion::names(const std::string& word) const {
+    Words words;
+    for (const Maps::PlacedRegister& place : Maps::registersOf(m_peripheral)) {
+        if (isUsable(*place.contents)) {
+            words.push_back(place.name);
+        }
+    }
+    const std::size_t dot = word.rfind('.');
+    const std::string before = dot == std::string::npos ? "" : word.substr(0, dot);
+    if (const Maps::Register* const contents = findWhole(m_peripheral, before)) {
+        for (const Maps::Field& field : contents->fields) {
+            if (isUsable(field)) {
+                words.push_back(before + '.' + field.name);
+            }
+        }
+    }
+    return words;
+}
+
+std::vector<std::string> MapCompletion::values(const std::string& name, const std::string& word) const {
+    const auto found = Maps::findRegister(m_peripheral, name);
+    if (!found || found->field != nullptr) {
+        return found ? valuesOf(*found->field, "") : Words();
+    }
+    Words words;
+    for (const Maps::Field& field : found->place.contents->fields) {
+        const std::string assignment = field.name + '=';
+        const bool isAssigned = word.compare(0, assignment.size(), assignment) == 0;
+        const Words values = isAssigned ? valuesOf(field, assignment) : Words{assignment};
+        if (isUsable(field)) {
+            words.insert(words.end(), values.begin(), values.end());
+        }
+    }
+    return words;
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,43 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Completion of the names in a register map.
+ */
+#ifndef RYNVELCTL_MAPCOMPLETION_H
+#define RYNVELCTL_MAPCOMPLETION_H
+
+#include <string>
+#include <vector>
+
+#include "Model.h"
+
+namespace Rynvelctl {
+
+/** What a command does with registers. It decides which of them are offered. */
+enum class RegisterUse { Read, Write, Any };
+
+/** Completes names with the description of one device, which must outlive it. */
+class MapCompletion {
+public:
+    MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}
+
+    /** Returns the registers, and after the name of a register and a dot its fields. */
+    std::vector<std::string> names(const std::string& word) const;
+
+    /**
+     * Returns the values that can be written to a register or a field. The values of a register are its fields with an
+     * equals sign, which the values of the field follow.
+     */
+    std::vector<std::string> values(const std::string& name, const std::string& word) const;
+
+private:
+    template <typename Element>
+    bool isUsable(const Element& element) const;
+
+    const Maps::Peripheral& m_peripheral;
+    RegisterUse m_use;
+};
+
+} // namespace Rynvelctl
+
+#endif

@@ -1,0 +1,74 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The results of the commands about register maps. What they point to belongs to the catalog of maps.
+ */
+#ifndef RYNVELCTL_MAPREPORT_H
+#define RYNVELCTL_MAPREPORT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "MapCatalog.h"
+#include "RegisterName.h"
+
+namespace Rynvelctl {
+
+struct ListedPeripheral {
+    std::string name;
+    std::size_t registers;
+    /** The devices of this machine that it describes. */
+    std::vector<std::string> devices;
+    /** The file with an earlier description of the same name, which is used instead. */
+    std::optional<std::string> hiddenBy;
+};
+
+struct ListedMap {
+    std::string file;
+    std::string name;
+    std::string version;
+    std::vector<ListedPeripheral> peripherals;
+};
+
+using MapList = std::vector<ListedMap>;
+
+struct CheckedMap {
+    std::string file;
+    /** Whether none of the diagnostics is an error. Without it, there are no peripherals. */
+    bool isUsable;
+    std::size_t peripherals;
+    std::size_t registers;
+    std::vector<Maps::Diagnostic> diagnostics;
+};
+
+using MapCheck = std::vector<CheckedMap>;
+
+/** A header of C and C++. */
+struct HeaderText {
+    std::string device;
+    std::string text;
+};
+
+/** All registers of a device. */
+struct DescribedDevice {
+    std::string device;
+    Maps::DeviceDescription description;
+    std::vector<Maps::PlacedRegister> registers;
+};
+
+/** A register, or one of its fields. */
+struct DescribedRegister {
+    std::string device;
+    Maps::NamedRegister named;
+    /** Why the device cannot access the register; empty if it can. */
+    std::string obstacle;
+};
+
+using MapReport = std::variant<MapList, MapCheck, HeaderText, DescribedDevice, DescribedRegister>;
+
+} // namespace Rynvelctl
+
+#endif

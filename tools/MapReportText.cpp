@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+
+#include "BitDiagram.h"
+#include "FieldValues.h"
+#include "Formats.h"
+#include "MapWords.h"
+#include "Numbers.h"
+#include "TextTable.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+using Row = std::vector<std::string>;
+using Rows = std::vector<Row>;
+using Lines = std::vector<std::string>;
+
+std::string counted(std::size_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+std::string listOf(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names) {
+        list += (list.empty() ? "" : ", ") + name;
+    }
+    return list;
+}
+
+std::string usesOf(const ListedPeripheral& peripheral) {
+    if (peripheral.hiddenBy) {
+        return "hidden by " + printable(*peripheral.hiddenBy);
+    }
+    return peripheral.devices.empty() ? "-" : listOf(peripheral.devices);
+}
+
+std::string format(const MapList& maps) {
+    Rows rows{{"FILE", "PERIPHERAL", "REGISTERS", "DEVICES"}};
+    for (const ListedMap& map : maps) {
+        for (const ListedPeripheral& peripheral : map.peripherals) {
+            rows.push_back({printable(map.file), printable(peripheral.name), std::to_string(peripheral.registers),
+                            usesOf(peripheral)});
+        }
+    }
+    return TextTable(rows).text();
+}
+
+std::string summaryOf(const CheckedMap& map) {
+    const std::string contents = counted(map.peripherals, "peripheral") + ", " + counted(map.registers, "register");
+    return printable(map.file) + ": " + (map.isUsable ? contents : "not usable") + ", " +
+           counted(map.diagnostics.size() - (map.isUsable ? 0 : 1), "warning");
+}
+
+std::string format(const MapCheck& maps) {
+    Lines lines;
+    for (const CheckedMap& map : maps) {
+        if (!map.diagnostics.empty()) {
+            lines.push_back(formatBare(MapReport(MapCheck{map})));
+        }
+        lines.push_back(summaryOf(map));
+    }
+    return joinLines(lines);
+}
+
+std::string format(const HeaderText& header) { return header.text; }
+
+/** A heading of a name and its description. */
+std::string headingOf(const std::string& name, const std::string& description) {
+    return printable(name) + (description.empty() ? "" : ": " + printable(description));
+}
+
+std::string resetValueOf(const Maps::Register& contents) {
+    return contents.resetValue ? hexadecimal(*contents.resetValue, contents.size) : "-";
+}
+
+std::string format(const DescribedDevice& device) {
+    const Maps::Peripheral& peripheral = *device.description.peripheral;
+    Rows rows{{"OFFSET", "REGISTER", "BITS", "ACCESS", "RESET", "DESCRIPTION"}};
+    for (const Maps::PlacedRegister& place : device.registers) {
+        const Maps::Register& contents = *place.contents;
+        rows.push_back({hexadecimal(place.offset), printable(place.name), std::to_string(contents.size),
+                        wordsFor(contents.access), resetValueOf(contents), printable(contents.description.str())});
+    }
+    return joinLines({headingOf(device.device, peripheral.description.str()),
+                      "map: " + printable(device.description.file) + ", peripheral " + printable(peripheral.name), "",
+                      TextTable(rows).text()});
+}
+
+/** Adds what registers and fields have in common. */
+template <typename Element>
+void addBehaviour(Rows& rows, const Element& element) {
+    rows.push_back({"access:", wordsFor(element.access)});
+    if (element.readAction) {
+        rows.push_back({"effect of a read:", wordFor(*element.readAction)});
+    }
+    if (element.modifiedWrite != Maps::ModifiedWrite::Modify) {
+        rows.push_back({"effect of a write:", wordFor(element.modifiedWrite)});
+    }
+    if (element.writeConstraint) {
+        rows.push_back({"may be written:", wordsFor(*element.writeConstraint)});
+    }
+}
+
+Rows propertiesOf(const DescribedRegister& described) {
+    const Maps::PlacedRegister& place = described.named.place;
+    const Maps::Register& contents = *place.contents;
+    Rows rows{{"offset:", hexadecimal(place.offset)}, {"width:", counted(contents.size, "bit")}};
+    addBehaviour(rows, contents);
+    if (contents.resetValue) {
+        const std::string bits = contents.resetMask == Maps::bitsOf(contents)
+                                     ? ""
+                                     : " in the bits " + hexadecimal(contents.resetMask, contents.size);
+        rows.push_back({"reset value:", resetValueOf(contents) + bits});
+    }
+    if (!contents.alternateRegister.empty()) {
+        rows.push_back({"alternative to:", printable(contents.alternateRegister)});
+    }
+    if (!contents.alternateGroup.empty()) {
+        rows.push_back({"alternative group:", printable(contents.alternateGroup)});
+    }
+    if (!described.obstacle.empty()) {
+        rows.push_back({"not accessible:", printable(described.obstacle)});
+    }
+    return rows;
+}
+
+/** The value of a field after a reset; "-" if the map does not give all its bits. */
+std::string resetValueOf(const Maps::Field& field, const Maps::Register& contents) {
+    const bool isGiven = contents.resetValue && Maps::isInside(field, contents) &&
+                         (contents.resetMask & Maps::maskOf(field)) == Maps::maskOf(field);
+    return isGiven ? std::to_string(Maps::decode(field, *contents.resetValue).value) : "-";
+}
+
+std::string tableOfFields(const Maps::Register& contents) {
+    Rows rows{{"BITS", "FIELD", "ACCESS", "RESET", "DESCRIPTION"}};
+    for (const Maps::Field* const field : Maps::fieldsFromTheTop(contents)) {
+        rows.push_back({bitRange(field->msb, field->lsb), printable(field->name), wordsFor(field->access),
+                        resetValueOf(*field, contents), printable(field->description.str())});
+    }
+    return TextTable(rows).text();
+}
+
+std::string valuesOf(const Maps::Enumeration& enumeration, const Maps::Field& field) {
+    Rows rows;
+    for (const Maps::EnumeratedValue& value : enumeration.values) {
+        rows.push_back({"  " + textOf(value, field), printable(value.name), printable(value.description.str())});
+    }
+    return TextTable(rows).text();
+}
+
+/** Adds the values of a field that have names, after an empty line. */
+void addValues(Lines& lines, const Maps::Field& field) {
+    for (const Maps::Enumeration& enumeration : field.enumerations) {
+        const std::string usage =
+            enumeration.usage == Maps::Usage::ReadWrite ? "" : " (" + wordFor(enumeration.usage) + ')';
+        lines.insert(lines.end(),
+                     {"", "values of " + printable(field.name) + usage + ':', valuesOf(enumeration, field)});
+    }
+}
+
+std::string formatRegister(const DescribedRegister& described) {
+    const Maps::PlacedRegister& place = described.named.place;
+    const Maps::Register& contents = *place.contents;
+    Lines lines{headingOf(described.device + ' ' + place.name, contents.description.str()), "",
+                TextTable(propertiesOf(described)).text()};
+    if (!contents.fields.empty()) {
+        lines.insert(lines.end(), {"", bitDiagram(contents), "", tableOfFields(contents)});
+        for (const Maps::Field* const field : Maps::fieldsFromTheTop(contents)) {
+            addValues(lines, *field);
+        }
+    }
+    return joinLines(lines);
+}
+
+std::string formatField(const DescribedRegister& described) {
+    const Maps::PlacedRegister& place = described.named.place;
+    const Maps::Field& field = *described.named.field;
+    Rows rows{{"register offset:", hexadecimal(place.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
+    addBehaviour(rows, field);
+    rows.push_back({"reset value:", resetValueOf(field, *place.contents)});
+    Lines lines{headingOf(described.device + ' ' + place.name + '.' + field.name, field.description.str()), "",
+                TextTable(rows).text()};
+    addValues(lines, field);
+    return joinLines(lines);
+}
+
+std::string format(const DescribedRegister& described) {
+    return described.named.field == nullptr ? formatRegister(described) : formatField(described);
+}
+
+} // namespace
+
+std::string formatText(const MapReport& report) {
+    return std::visit([](const auto& value) { return format(value); }, report);
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Words for what a register map says.
+ */
+#ifndef RYNVELCTL_MAPWORDS_H
+#define RYNVELCTL_MAPWORDS_H
+
+#include <string>
+
+#include "Model.h"
+
+namespace Rynvelctl {
+
+/** Returns words such as "read-only". */
+std::string wordsFor(Maps::Access access);
+
+/** Returns the word of the file format, such as "modifyExternal". */
+std::string wordFor(Maps::ReadAction action);
+
+/** Returns the word of the file format, such as "oneToClear". */
+std::string wordFor(Maps::ModifiedWrite modification);
+
+/** Returns "read", "write" or "read-write". */
+std::string wordFor(Maps::Usage usage);
+
+/** Returns "7:4", or "3" for a single bit. */
+std::string bitRange(unsigned int msb, unsigned int lsb);
+
+/** Returns the values that may be written, in words. */
+std::string wordsFor(const Maps::WriteConstraint& constraint);
+
+/** Returns a value of a field as a number, as bits of which some are open ("0b1x"), or "others". */
+std::string textOf(const Maps::EnumeratedValue& value, const Maps::Field& field);
+
+/** Returns the text with a question mark for each control character: a file must not control the terminal. */
+std::string printable(std::string text);
+
+} // namespace Rynvelctl
+
+#endif
