@@ -9,6 +9,7 @@
 #include "DeviceList.h"
 #include "DeviceTypeInfo.h"
 #include "Duration.h"
+#include "MapCatalog.h"
 #include "Number.h"
 #include "ServedDevices.h"
 #include "ServerAddress.h"
@@ -33,6 +34,7 @@ struct RawOptions {
     std::vector<std::string> devices;
     std::vector<std::string> ioctls;
     std::string idleTimeout = "0";
+    std::vector<std::string> maps;
     std::vector<std::string> interruptPeriods;
     std::vector<std::string> faults;
 };
@@ -101,6 +103,34 @@ std::chrono::milliseconds parseTime(const std::string& option, const std::string
     return *duration;
 }
 
+bool isServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
+    const auto* const type = Common::findDeviceTypeInfo(row.m_type);
+    const bool isSelected = policy.devices.empty() || policy.devices.count(row.m_name) != 0;
+    return isSelected && type != nullptr && type->access != Common::Access::Remote;
+}
+
+std::vector<std::string> servedNames(const Policy& policy) {
+    std::vector<std::string> names;
+    for (const auto& row : Common::devices()) {
+        if (isServed(policy, row)) {
+            names.push_back(row.m_name);
+        }
+    }
+    return names;
+}
+
+void addMap(Policy& policy, const std::string& path) {
+    try {
+        if (!policy.descriptions.add(path, servedNames(policy))) {
+            fail("--map: '" + path +
+                 "' does not describe any served device (a peripheral describes the device of its name, for example "
+                 "traf_top the device traf.top)");
+        }
+    } catch (const Maps::UnusableMap& problem) {
+        fail(problem.what());
+    }
+}
+
 void addInterruptPeriod(Options& options, const std::string& text) {
     const std::string option = "--interrupt-every";
     const auto equals = text.find('=');
@@ -156,6 +186,12 @@ void convert(const RawOptions& raw, Options& options) {
     for (const auto& fault : raw.faults) {
         options.policy.faults.push_back(parseFaultOption(fault));
     }
+    if (!raw.maps.empty() && !options.policy.simulate) {
+        fail("--map: requires --simulate");
+    }
+    for (const auto& path : raw.maps) {
+        addMap(options.policy, path);
+    }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
         fail("--interrupt-every: requires --simulate");
     }
@@ -187,6 +223,11 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                    "Close a connection that sends no request for this time and is not armed; 0 means never")
         .showDefault();
     program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without hardware");
+    program
+        .addOption("--map", "FILE", raw.maps,
+                   "With --simulate: let registers behave as this register map says, a file or a folder of files; may "
+                   "be repeated")
+        .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
                    "With --simulate: raise the interrupt of this device once per TIME; may be repeated")

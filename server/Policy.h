@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "DeviceDescriptions.h"
 #include "Faults.h"
 
 namespace Rynveld {
@@ -24,6 +25,8 @@ struct Policy {
     std::set<std::uint32_t> ioctls;
     /** Whether the server serves simulated devices in memory instead of the devices of this machine. */
     bool simulate = false;
+    /** How the registers of simulated devices behave. */
+    DeviceDescriptions descriptions;
     std::vector<Fault> faults;
 };
 

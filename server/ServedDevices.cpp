@@ -99,7 +99,7 @@ std::unique_ptr<ServedDevice> ServedDevices::create(const Rynvel::MemoryDevice& 
         return nullptr;
     }
     if (m_policy.simulate) {
-        auto simulation = simulate(row.m_name, *type);
+        auto simulation = simulate(row.m_name, *type, m_policy.descriptions.find(row.m_name));
         return std::make_unique<ServedDevice>(std::move(simulation.device), *type, simulation.interrupt);
     }
     auto opened = Common::openDevice(row);

@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "DescribedRegisters.h"
 #include "RegisterValue.h"
 #include "RegisterWord.h"
 
@@ -68,11 +69,12 @@ namespace {
 template <typename T>
 class SimulatedDevice final : public Rynvel::Device<T> {
 public:
-    SimulatedDevice(const std::string& name, const Common::DeviceTypeInfo& type)
+    SimulatedDevice(const std::string& name, const Common::DeviceTypeInfo& type, DescribedRegisters described)
         : Rynvel::Device<T>(name),
           m_addressStride(type.addressStride),
           m_waitEnablesInterrupt(type.waitEnablesInterrupt),
-          m_registers(simulatedSize / sizeof(T)) {
+          m_registers(simulatedSize / sizeof(T)),
+          m_described(std::move(described)) {
         if (type.hasInterrupts) {
             m_interrupt = std::make_unique<SimulatedInterrupt>();
         }
@@ -81,26 +83,27 @@ public:
     SimulatedInterrupt* interrupt() const { return m_interrupt.get(); }
 
     bool read(unsigned int address, T* data) override {
-        return access(address, 1, [&](T* registers) { *data = *registers; });
+        return access(address, 1, [&](std::size_t index) { *data = load(index); });
     }
 
     bool read(unsigned int address, T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
-        return access(address, items, [&](T* registers) {
-            std::transform(registers, registers + items, data, [&](T value) { return ordered(value, byteOrder); });
+        return access(address, items, [&](std::size_t index) {
+            std::generate(data, data + items, [&] { return ordered(load(index++), byteOrder); });
         });
     }
 
     bool write(unsigned int address, T data) override {
-        return access(address, 1, [&](T* registers) { *registers = data; });
+        return access(address, 1, [&](std::size_t index) { store(index, data); });
     }
 
     bool write(unsigned int address, T data, T bitmask) override {
-        return access(address, 1, [&](T* registers) { *registers = Rynvel::replaceBits(*registers, data, bitmask); });
+        return access(address, 1,
+                      [&](std::size_t index) { store(index, Rynvel::replaceBits(load(index), data, bitmask)); });
     }
 
     bool write(unsigned int address, const T* data, unsigned int items, Rynvel::ByteOrder byteOrder) override {
-        return access(address, items, [&](T* registers) {
-            std::transform(data, data + items, registers, [&](T value) { return ordered(value, byteOrder); });
+        return access(address, items, [&](std::size_t index) {
+            std::for_each(data, data + items, [&](T value) { store(index++, ordered(value, byteOrder)); });
         });
     }
 
@@ -150,28 +153,46 @@ private:
             return false;
         }
         const std::lock_guard<std::mutex> lock(m_mutex);
-        function(m_registers.data() + index);
+        function(index);
         return true;
+    }
+
+    T load(std::size_t index) {
+        const auto described = m_described.find(index);
+        return described == m_described.end() ? m_registers[index] : static_cast<T>(described->second.read());
+    }
+
+    void store(std::size_t index, T data) {
+        const auto described = m_described.find(index);
+        if (described == m_described.end()) {
+            m_registers[index] = data;
+        } else {
+            described->second.write(data);
+        }
     }
 
     const unsigned int m_addressStride;
     const bool m_waitEnablesInterrupt;
     std::mutex m_mutex;
     std::vector<T> m_registers;
+    DescribedRegisters m_described;
     std::unique_ptr<SimulatedInterrupt> m_interrupt;
 };
 
 template <typename T>
-Simulation simulateAs(const std::string& name, const Common::DeviceTypeInfo& type) {
-    auto device = std::make_unique<SimulatedDevice<T>>(name, type);
+Simulation simulateAs(const std::string& name, const Common::DeviceTypeInfo& type, DescribedRegisters described) {
+    auto device = std::make_unique<SimulatedDevice<T>>(name, type, std::move(described));
     SimulatedInterrupt* const interrupt = device->interrupt();
     return {Common::wrap(std::unique_ptr<Rynvel::Device<T>>(std::move(device)), nullptr, std::nullopt), interrupt};
 }
 
 } // namespace
 
-Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type) {
-    return Common::withRegisterType(type.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, type); });
+Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type, const Maps::Peripheral* description) {
+    DescribedRegisters described =
+        description == nullptr ? DescribedRegisters() : describedRegisters(*description, type.width);
+    return Common::withRegisterType(
+        type.width, [&](auto zero) { return simulateAs<decltype(zero)>(name, type, std::move(described)); });
 }
 
 } // namespace Rynveld

@@ -17,6 +17,7 @@
 
 #include "Descriptor.h"
 #include "DeviceTypeInfo.h"
+#include "Model.h"
 #include "RegisterDevice.h"
 
 namespace Rynveld {
@@ -63,8 +64,14 @@ struct Simulation {
     SimulatedInterrupt* interrupt;
 };
 
-/** Returns a new device of the type. All registers are 0, and the interrupt is disabled. */
-Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type);
+/**
+ * Returns a new device of the type. The interrupt is disabled. The registers that the description has behave as it
+ * says. All other registers are memory, and initially 0.
+ *
+ * @param description null without one.
+ */
+Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type,
+                    const Maps::Peripheral* description = nullptr);
 
 } // namespace Rynveld
 

@@ -242,6 +242,8 @@ server_names_its_sources() {
     grep -E ' Rynveld 5 MSG server/[A-Za-z]+:[0-9]+ ' "$work/traces" || { cat "$work/traces"; return 1; }
 }
 
+has_register_maps() { cmp "$root/board/maps/rtc0.svd" "$stage/share/rynvel/maps/rtc0.svd"; }
+
 # Succeeds if mandoc and groff report no problem in the manual pages.
 has_manual_pages() {
     local pages="$stage/share/man" page
@@ -289,6 +291,7 @@ unit_starts_what_is_installed() {
 check 'the build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
 check 'licence and documentation are installed' has_licence_and_documentation
+check 'the register maps of the device table are installed' has_register_maps
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs the standard library and libziltrace only' needs_only_the_tracing_library

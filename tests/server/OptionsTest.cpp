@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Options.h"
 
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+
+#include "DescriptionText.h"
+#include "OwnFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -175,6 +179,68 @@ TEST(Options, RaiseNoOtherInterrupts) {
               "--interrupt-every: device 'uio.32' is not served (add --device uio.32)");
 }
 
+/** Whether the server simulates the device as a register map describes it. */
+bool isDescribed(const Rynveld::Options& options, const std::string& device) {
+    return options.policy.descriptions.find(device) != nullptr;
+}
+
+/** Map files in a folder of their own. */
+class OptionsWithMaps : public testing::Test {
+protected:
+    static void store(const std::string& name, const std::string& text) { std::ofstream(name) << text; }
+
+private:
+    const OwnFolder m_folder;
+};
+
+TEST_F(OptionsWithMaps, DescribeSimulatedDevices) {
+    store("uio.svd", mapWith("uio_32", registerAt("0", "")));
+    std::filesystem::create_directory("maps");
+    store("maps/seek.svd", mapWith("seek_8", registerAt("0", "")));
+    store("maps/unrelated.svd", mapWith("other", registerAt("0", "")));
+    const auto options = parse({"--simulate", "--map", "uio.svd", "--map=maps"});
+    EXPECT_TRUE(isDescribed(options, "uio.32"));
+    EXPECT_TRUE(isDescribed(options, "seek.8"));
+    EXPECT_FALSE(isDescribed(options, "uio.16"));
+    EXPECT_FALSE(isDescribed(parse({"--simulate"}), "uio.32"));
+}
+
+TEST_F(OptionsWithMaps, DescribeADeviceByTheFirstMap) {
+    store("first.svd", mapWith("uio_32", registerAt("0x10", "")));
+    store("second.svd", mapWith("uio_32", registerAt("0x20", "")));
+    const auto options = parse({"--simulate", "--map", "first.svd", "--map", "second.svd"});
+    ASSERT_TRUE(isDescribed(options, "uio.32"));
+    EXPECT_EQ(options.policy.descriptions.find("uio.32")->registers[0].offset, 0x10U);
+}
+
+TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
+    store("uio.svd", mapWith("uio_32", registerAt("0", "")));
+    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: requires --simulate");
+}
+
+TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
+    const auto refusal = [](const std::string& path) {
+        return "--map: '" + path +
+               "' does not describe any served device (a peripheral describes the device of its name, for example "
+               "traf_top the device traf.top)";
+    };
+    store("uio.svd", mapWith("uio_32", registerAt("0", "")));
+    store("far.svd", mapWith("far", registerAt("0", "")));
+    store("other.svd", mapWith("other", registerAt("0", "")));
+    std::filesystem::create_directory("empty");
+    for (const char* path : {"other.svd", "far.svd", "empty"}) {
+        EXPECT_EQ(problemOf({"--simulate", "--map", "uio.svd", "--map", path}), refusal(path));
+    }
+    EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--map", "uio.svd"}), refusal("uio.svd"));
+}
+
+TEST_F(OptionsWithMaps, RefuseAFileThatIsNotAMap) {
+    store("broken.svd", "<device>\n<name>D</nam>\n</device>\n");
+    const std::string problem = problemOf({"--simulate", "--map", "broken.svd"});
+    EXPECT_EQ(problem.compare(0, 20, "broken.svd:2: error:"), 0) << problem;
+    EXPECT_EQ(problemOf({"--simulate", "--map", "missing.svd"}), "missing.svd: error: No such file or directory");
+}
+
 TEST(Options, SimulateFaultsOnDemand) {
     const auto faults = parse({"--simulate", "--fault", "error:3", "--fault=delay=1s"}).policy.faults;
     ASSERT_EQ(faults.size(), 2U);
@@ -199,8 +265,8 @@ TEST(Options, AreRefusedWithOneLineEach) {
 TEST(Options, AskForHelp) {
     const std::string help = answerTo("--help");
     for (const char* option : {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl", "--max-connections",
-                               "--max-connections-per-host", "--idle-timeout", "--simulate", "--interrupt-every",
-                               "--fault", "Exit status"}) {
+                               "--max-connections-per-host", "--idle-timeout", "--simulate", "--map",
+                               "--interrupt-every", "--fault", "Exit status"}) {
         EXPECT_NE(help.find(option), std::string::npos) << option;
     }
 }

@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "ComesAbout.h"
+#include "DescriptionText.h"
 #include "LeasedFile.h"
 #include "LocalSocket.h"
 #include "MessageBytes.h"
@@ -116,7 +117,8 @@ TEST(RynveldCommandLine, PrintsItsVersion) { expectEnding({"--version"}, 0, "ryn
 
 TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
     for (const auto& wrong : {Arguments{"--nothing"}, Arguments{"extra"}, Arguments{"--listen", "nowhere"},
-                              Arguments{"--device", "nothing"}, Arguments{"--fault", "error"}}) {
+                              Arguments{"--device", "nothing"}, Arguments{"--fault", "error"},
+                              Arguments{"--simulate", "--map", "/nowhere.svd"}}) {
         const auto ended = runRynveld(wrong);
         EXPECT_EQ(ended.status, 2) << wrong[0];
         EXPECT_EQ(ended.output, "");
@@ -292,6 +294,19 @@ TEST(Rynveld, ServesTheChosenDevicesOnly) {
     EXPECT_TRUE(server.serves("uio.16"));
     EXPECT_TRUE(server.serves("seek.8"));
     EXPECT_FALSE(server.serves("uio.32"));
+}
+
+TEST(Rynveld, SimulatesRegistersAsAMapDescribesThem) {
+    const OwnFolder folder;
+    std::ofstream("uio.svd") << mapWith("uio_32",
+                                        registerAt("0x8", "<resetValue>0x1234</resetValue>") +
+                                            registerAt("0xC", "<modifiedWriteValues>oneToSet</modifiedWriteValues>"));
+    const SimulatingServer server({"--map", "uio.svd"});
+    const RecordClient client = server.connect("uio.32");
+    EXPECT_EQ(client.values(readOf("uio.32", 2)), Values{0x1234});
+    EXPECT_TRUE(client.succeeds(writeOf("uio.32", 3, {0xF0})));
+    EXPECT_TRUE(client.succeeds(masked(writeOf("uio.32", 3, {0xF}), 0xF3)));
+    EXPECT_EQ(client.values(readOf("uio.32", 3)), Values{0xF3});
 }
 
 TEST(Rynveld, ServesNoDevicesOfOtherServers) { EXPECT_FALSE(SimulatingServer().serves("far")); }

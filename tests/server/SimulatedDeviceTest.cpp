@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include "DescriptionText.h"
+#include "MapReader.h"
+
 namespace RynvelTest {
 namespace {
 
@@ -170,6 +173,89 @@ TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledWhenItWaitsIfItsKindDoes) 
 }
 
 TEST_P(SimulatedDeviceTest, AcceptsEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
+
+/** A device with a register of each kind, and memory elsewhere. The parameter is the width. */
+class DescribedDevice : public testing::TestWithParam<unsigned int> {
+protected:
+    static std::uint32_t bytes() { return GetParam() / 8; }
+    static std::uint32_t cut(std::uint32_t value) { return value & maskOf(GetParam()); }
+
+    Common::RegisterDevice& registers() { return *m_simulation.device; }
+
+    std::uint32_t at(std::uint32_t address) {
+        std::uint32_t value = 0;
+        EXPECT_EQ(registers().read(address, value), AccessResult::Success);
+        return value;
+    }
+
+    void reset() { m_simulation = simulateDescribed(); }
+
+private:
+    static std::string registerOf(unsigned int index, const std::string& elements) {
+        return registerAt(std::to_string(index * bytes()), element("size", GetParam()) + elements);
+    }
+
+    static std::string element(const std::string& tag, std::uint32_t number) {
+        return "<" + tag + ">" + std::to_string(number) + "</" + tag + ">";
+    }
+
+    static std::string text() {
+        const std::string reset = element("resetValue", cut(pattern));
+        return mapWith("P", registerOf(0, reset + "<access>read-only</access>") +
+                                registerOf(1, reset + "<modifiedWriteValues>oneToClear</modifiedWriteValues>") +
+                                registerOf(2, reset + "<readAction>clear</readAction>"));
+    }
+
+    static Rynveld::Simulation simulateDescribed() {
+        const Maps::ReadMap map = Maps::readMap(text());
+        return simulate("simulated", kindOf(GetParam()), &map.device.value().peripherals[0]);
+    }
+
+    Rynveld::Simulation m_simulation = simulateDescribed();
+};
+
+INSTANTIATE_TEST_SUITE_P(Widths, DescribedDevice, testing::Values(8U, 16U, 32U),
+                         [](const auto& width) { return std::to_string(width.param); });
+
+TEST_P(DescribedDevice, ReadsAndWritesEachRegisterAsItIsDescribed) {
+    for (const std::uint32_t address : {0U, 1U, 2U, 3U}) {
+        EXPECT_EQ(at(address), address < 3 ? cut(pattern) : 0U);
+        EXPECT_EQ(registers().write(address, cut(0x0F0F0F0F)), AccessResult::Success);
+    }
+    EXPECT_EQ(at(0), cut(pattern));
+    EXPECT_EQ(at(1), cut(pattern & 0xF0F0F0F0));
+    EXPECT_EQ(at(2), cut(0x0F0F0F0F));
+    EXPECT_EQ(at(2), 0U);
+    EXPECT_EQ(at(3), cut(0x0F0F0F0F));
+}
+
+TEST_P(DescribedDevice, DoesABurstRegisterByRegister) {
+    for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
+        const auto ordered = [order](std::uint32_t value) {
+            return order == ByteOrder::Host ? value : reversed(value, GetParam());
+        };
+        reset();
+        std::array<std::uint32_t, 4> values{};
+        EXPECT_EQ(registers().read(0, values.data(), 4, order), AccessResult::Success);
+        const std::uint32_t initial = ordered(cut(pattern));
+        EXPECT_EQ(values, (std::array<std::uint32_t, 4>{initial, initial, initial, 0}));
+        const std::uint32_t data = cut(0x0F0F0F01);
+        values.fill(data);
+        EXPECT_EQ(registers().write(0, values.data(), 4, order), AccessResult::Success);
+        EXPECT_EQ(registers().read(0, values.data(), 4, order), AccessResult::Success);
+        EXPECT_EQ(values, (std::array<std::uint32_t, 4>{initial, initial & ~data, data, data}));
+    }
+}
+
+TEST_P(DescribedDevice, ReadsAndThenWritesUnderAMask) {
+    const std::uint32_t mask = 0xF;
+    EXPECT_EQ(registers().write(1, 0, mask), AccessResult::Success);
+    EXPECT_EQ(at(1), cut(pattern & mask)) << "the bits outside of the mask are written back, which clears them";
+    EXPECT_EQ(registers().write(2, 5, mask), AccessResult::Success);
+    EXPECT_EQ(at(2), cut((pattern & ~mask) | 5U)) << "the bits outside of the mask have the values before the read";
+    EXPECT_EQ(registers().write(0, 5, mask), AccessResult::Success);
+    EXPECT_EQ(at(0), cut(pattern));
+}
 
 class SimulatedInterrupt : public testing::Test {
 protected:

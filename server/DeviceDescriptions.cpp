@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include "DeviceDescriptions.h"
+
+#include "MapCatalog.h"
+
+namespace Rynveld {
+
+bool DeviceDescriptions::add(const std::string& path, const std::vector<std::string>& deviceNames) {
+    Maps::MapCatalog catalog({path});
+    bool isAnyDescribed = false;
+    for (const std::string& name : deviceNames) {
+        if (const auto description = catalog.find(name)) {
+            m_peripherals.emplace(name, *description->peripheral);
+            isAnyDescribed = true;
+        }
+    }
+    return isAnyDescribed;
+}
+
+const Maps::Peripheral* DeviceDescriptions::find(const std::string& deviceName) const {
+    const auto found = m_peripherals.find(deviceName);
+    return found == m_peripherals.end() ? nullptr : &found->second;
+}
+
+} // namespace Rynveld

@@ -1,0 +1,49 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * A register in memory that behaves as a register map says.
+ */
+#ifndef RYNVELD_SIMULATEDREGISTER_H
+#define RYNVELD_SIMULATEDREGISTER_H
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "Model.h"
+
+namespace Rynveld {
+
+/** Bits of a register that share their behaviour. */
+struct RegisterBits {
+    std::uint64_t mask = 0;
+    /** The bits outside of the mask are 0. */
+    std::uint64_t resetValue = 0;
+    Maps::Access access = Maps::Access::ReadWrite;
+    std::optional<Maps::ReadAction> readAction;
+    Maps::ModifiedWrite modifiedWrite = Maps::ModifiedWrite::Modify;
+};
+
+/** Bits without a description are memory, and initially 0. Threads: one at a time. */
+class SimulatedRegister {
+public:
+    /** @param bits their masks must not overlap. */
+    explicit SimulatedRegister(std::vector<RegisterBits> bits);
+
+    /** Returns the value, in which write-only bits are 0, and then does the read actions. */
+    std::uint64_t read();
+
+    /** Does with each bit what a write of `data` does. Bits that accept one write only keep that of the first call. */
+    void write(std::uint64_t data);
+
+private:
+    bool accepts(const RegisterBits& bits) const;
+
+    const std::vector<RegisterBits> m_bits;
+    std::uint64_t m_value = 0;
+    bool m_isWritten = false;
+};
+
+} // namespace Rynveld
+
+#endif

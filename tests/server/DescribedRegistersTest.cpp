@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "DescribedRegisters.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "DescriptionText.h"
+#include "MapReader.h"
+
+namespace RynvelTest {
+namespace {
+
+using Values = std::map<std::uint64_t, std::uint64_t>;
+
+/** The registers that a device of a width has from a map of these registers. */
+Rynveld::DescribedRegisters registersOf(const std::string& registers, unsigned int width) {
+    const Maps::ReadMap map = Maps::readMap(mapWith("P", registers));
+    return Rynveld::describedRegisters(map.device.value().peripherals[0], width);
+}
+
+Values valuesOf(Rynveld::DescribedRegisters registers) {
+    Values values;
+    for (auto& [index, aRegister] : registers) {
+        values[index] = aRegister.read();
+    }
+    return values;
+}
+
+/** The values of all described registers after a write of the same data to each. */
+Values valuesAfter(std::uint64_t data, Rynveld::DescribedRegisters registers) {
+    for (auto& [index, aRegister] : registers) {
+        aRegister.write(data);
+    }
+    return valuesOf(std::move(registers));
+}
+
+std::string reset(const std::string& value) { return "<resetValue>" + value + "</resetValue>"; }
+std::string size(const std::string& bits) { return "<size>" + bits + "</size>"; }
+std::string access(const std::string& word) { return "<access>" + word + "</access>"; }
+std::string fields(const std::string& elements) { return "<fields>" + elements + "</fields>"; }
+
+TEST(DescribedRegisters, AreThoseOfTheMap) {
+    EXPECT_EQ(valuesOf(registersOf(registerAt("0x8", reset("0x11223344")) + registerAt("0x10", ""), 32)),
+              (Values{{2, 0x11223344}, {4, 0}}));
+}
+
+TEST(DescribedRegisters, ResetOnlyTheBitsThatAreDefined) {
+    EXPECT_EQ(valuesOf(registersOf(registerAt("0", reset("0x11223344") + "<resetMask>0xFF00FF00</resetMask>"), 32)),
+              (Values{{0, 0x11003300}}));
+}
+
+TEST(DescribedRegisters, IncludeThoseOfClustersAndArrays) {
+    const std::string cluster =
+        "<cluster><dim>2</dim><dimIncrement>16</dimIncrement><name>C[%s]</name><addressOffset>0x20</addressOffset>"
+        "<register><name>R</name><addressOffset>4</addressOffset><resetValue>7</resetValue></register></cluster>";
+    EXPECT_EQ(valuesOf(registersOf(cluster, 32)), (Values{{9, 7}, {13, 7}}));
+}
+
+TEST(DescribedRegisters, ThatAreNarrowerShareARegisterOfTheDevice) {
+    const std::string registers = registerAt("4", size("8") + reset("0x11")) +
+                                  registerAt("5", size("8") + reset("0x22") + access("read-only")) +
+                                  registerAt("6", size("16") + reset("0x3344"));
+    EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{1, 0x33442211}}));
+    EXPECT_EQ(valuesAfter(0xFFFFFFFF, registersOf(registers, 32)), (Values{{1, 0xFFFF22FF}}));
+}
+
+TEST(DescribedRegisters, LeaveTheRestOfARegisterOfTheDeviceMemory) {
+    const std::string narrow = registerAt("1", size("8") + reset("0x22") + access("read-only"));
+    EXPECT_EQ(valuesAfter(0xABCDEF01, registersOf(narrow, 32)), (Values{{0, 0xABCD2201}}));
+}
+
+TEST(DescribedRegisters, ThatAreWiderAreSeveralRegistersOfTheDevice) {
+    const std::string wide = registerAt("8", size("64") + reset("0x1122334455667788") + access("read-only"));
+    EXPECT_EQ(valuesOf(registersOf(wide, 32)), (Values{{2, 0x55667788}, {3, 0x11223344}}));
+    EXPECT_EQ(valuesOf(registersOf(wide, 16)), (Values{{4, 0x7788}, {5, 0x5566}, {6, 0x3344}, {7, 0x1122}}));
+    EXPECT_EQ(valuesAfter(0xFF, registersOf(wide, 8)).size(), 8U);
+    EXPECT_EQ(valuesAfter(0xFF, registersOf(wide, 8)).at(15), 0x11U);
+}
+
+TEST(DescribedRegisters, MayBeginInsideOfARegisterOfTheDevice) {
+    EXPECT_EQ(valuesOf(registersOf(registerAt("2", reset("0x11223344")), 32)),
+              (Values{{0, 0x33440000}, {1, 0x00001122}}));
+}
+
+TEST(DescribedRegisters, DoWithFieldsWhatTheFieldsSay) {
+    const std::string registers =
+        registerAt("0", reset("0xAAAAAAAA") + "<modifiedWriteValues>oneToClear</modifiedWriteValues>" +
+                            fields(fieldIn("[7:0]", access("read-only")) +
+                                   fieldIn("[15:8]", "<modifiedWriteValues>oneToSet</modifiedWriteValues>") +
+                                   fieldIn("[23:16]", "<readAction>set</readAction>")));
+    EXPECT_EQ(valuesAfter(0xF0F0F0F0, registersOf(registers, 32)), (Values{{0, 0x0A0AFAAA}}));
+    auto found = registersOf(registers, 32);
+    EXPECT_EQ(found.at(0).read(), 0xAAAAAAAAU);
+    EXPECT_EQ(found.at(0).read(), 0xAAFFAAAAU);
+}
+
+TEST(DescribedRegisters, DoNotReadAWriteOnlyFieldOfARegisterThatCanBeRead) {
+    const std::string registers = registerAt("0", reset("0x1234") + fields(fieldIn("[7:0]", access("write-only"))));
+    EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x1200}}));
+}
+
+TEST(DescribedRegisters, DoWhereDescriptionsOverlapWhatTheFirstOneSays) {
+    const std::string other =
+        "<register><name>OTHER</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" +
+        reset("0x22") + "</register>";
+    EXPECT_EQ(valuesAfter(0xFF, registersOf(registerAt("0", reset("0x11") + access("read-only")) + other, 32)),
+              (Values{{0, 0x11}}));
+}
+
+TEST(DescribedRegisters, ReadBeforeWriteWhereDescriptionsOverlap) {
+    const std::string received =
+        "<register><name>RECEIVED</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" +
+        reset("0x22") + access("read-only") + "</register>";
+    EXPECT_EQ(valuesAfter(0xFF, registersOf(registerAt("0", access("write-only")) + received, 32)),
+              (Values{{0, 0x22}}));
+}
+
+TEST(DescribedRegisters, IgnoreAFieldOutsideOfItsRegister) {
+    const std::string registers =
+        registerAt("0", size("8") + reset("0x55") + fields(fieldIn("[8:1]", access("read-only"))));
+    EXPECT_EQ(valuesAfter(0xFF, registersOf(registers, 16)), (Values{{0, 0xFF}}));
+}
+
+} // namespace
+} // namespace RynvelTest

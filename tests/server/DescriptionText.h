@@ -1,0 +1,32 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef RYNVEL_TESTS_DESCRIPTIONTEXT_H
+#define RYNVEL_TESTS_DESCRIPTIONTEXT_H
+
+#include <string>
+
+namespace RynvelTest {
+
+/** A register map of one peripheral. Its registers have 32 bits unless they say otherwise. */
+inline std::string mapWith(const std::string& peripheral, const std::string& registers) {
+    return "<device schemaVersion=\"1.3\">\n"
+           "<name>D</name><version>1</version><description>A device</description>\n"
+           "<addressUnitBits>8</addressUnitBits><width>32</width><size>32</size><access>read-write</access>\n"
+           "<peripherals><peripheral><name>" +
+           peripheral + "</name><baseAddress>0</baseAddress><registers>\n" + registers +
+           "</registers></peripheral></peripherals></device>\n";
+}
+
+/** @param elements the further elements of the register or field. */
+inline std::string registerAt(const std::string& offset, const std::string& elements) {
+    return "<register><name>R" + offset + "</name><addressOffset>" + offset + "</addressOffset>" + elements +
+           "</register>\n";
+}
+
+inline std::string fieldIn(const std::string& bitRange, const std::string& elements) {
+    return "<field><name>F" + bitRange.substr(1, 1) + "</name><bitRange>" + bitRange + "</bitRange>" + elements +
+           "</field>";
+}
+
+} // namespace RynvelTest
+
+#endif
