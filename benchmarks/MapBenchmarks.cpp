@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include <benchmark/benchmark.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <string>
 
 #include <pugixml.hpp>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
 
 #include "MapReader.h"
 #include "Require.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The XML parser for register maps, from Debian's package libpugixml-dev. Links the static library, so that a program
 # does not need the shared library on its machine.
 

@@ -1,7 +1,10 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Uses registers and an interrupt of the board with rynvelctl. Usage: session.sh FOLDER_OF_RYNVELCTL
+# Uses registers and an interrupt of the board with rynvelctl. The clock has a register map, so its registers have names.
+# Usage: session.sh FOLDER_OF_RYNVELCTL FOLDER_OF_MAPS
 PATH=$1:$PATH
+RYNVEL_MAPS=$2
+export RYNVEL_MAPS
 
 run() {
     printf '$ %s\n' "$*"
@@ -13,10 +16,12 @@ run rynvelctl write traf.top 0x10 0x12345678
 run rynvelctl write traf.top 0x10 0xff00 --mask 0xffff --verify
 run rynvelctl dump traf.top 0 8
 
-echo '# The clock: clear its interrupt, enable it, and set the match to two seconds from now.'
-run rynvelctl write rtc0 0x1c 1
-run rynvelctl write rtc0 0x10 1
-now=$(rynvelctl --quiet read rtc0 0)
-run rynvelctl write rtc0 4 $((now + 2))
+echo '# The clock: clear its interrupt, let it through, and set the match to two seconds from now.'
+run rynvelctl describe rtc0 RTCIMSC
+run rynvelctl write rtc0 RTCICR 1
+run rynvelctl write rtc0 RTCIMSC.RTCIMSC unmasked
+now=$(rynvelctl --quiet read rtc0 RTCDR)
+run rynvelctl write rtc0 RTCMR $((now + 2))
 run rynvelctl wait rtc0 --timeout 5s
-run rynvelctl write rtc0 0x10 0
+run rynvelctl show rtc0 RTCRIS RTCMIS RTCIMSC
+run rynvelctl write rtc0 RTCIMSC.RTCIMSC masked

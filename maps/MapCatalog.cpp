@@ -17,8 +17,8 @@ UnusableMap unusable(const std::string& path, const std::string& text) {
     return UnusableMap(render(path, {Severity::Error, 0, text}));
 }
 
-// A link that leads nowhere is a map that cannot be read: the user has to learn of it. The names of the locks and copies
-// of editors begin with a dot.
+// A link that leads nowhere is a map that cannot be read: the user has to learn of it. The names of the locks and
+// copies of editors begin with a dot.
 bool isMap(const fs::directory_entry& entry) {
     std::error_code error;
     const fs::file_status status = entry.status(error);

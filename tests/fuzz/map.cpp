@@ -47,7 +47,7 @@ private:
 
     void requireContent(const Maps::SharedList<Maps::Register>& registers,
                         const Maps::SharedList<Maps::Cluster>& clusters, std::size_t depth) {
-        RynvelFuzz::require(depth <= m_limits.clusterDepth, "clusters are no deeper than their limit");
+        RynvelFuzz::require(depth <= m_limits.clusterDepth, "clusters are not deeper than their limit");
         for (const Maps::Register& aRegister : registers) {
             requireNamed(aRegister);
             RynvelFuzz::require(aRegister.size > 0, "a register has bits");

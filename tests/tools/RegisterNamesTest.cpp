@@ -147,7 +147,7 @@ TEST_F(RegisterNames, LeaveNumbersAsTheyAre) {
 TEST_F(RegisterNames, WriteARegister) {
     expect("write map32 CTRL 0x3721", 0, "map32 CTRL = 0x00003721\n");
     EXPECT_EQ(get(0), 0x3721U);
-    expect("write map32 CTRL 0xff --mask 0xf0 --verify", 0, "map32 CTRL = 0x000000f0 under 0x000000f0\n");
+    expect("write map32 CTRL 0xff --mask 0xf0 --verify", 0, "map32 CTRL = 0x000000f0 with mask 0x000000f0\n");
     EXPECT_EQ(get(0), 0x37F1U);
     expect("write map32 KEY 5", 0, "map32 KEY = 0x00000005\n");
     expect("write map32 LIMITED 5 --json", 0,
