@@ -2,10 +2,17 @@
 # SPDX-License-Identifier: MIT
 # Runs a session with rynvelctl on the board. Prints every command, its output and its exit status. Replaces the parts
 # that vary. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
-program=$1
-own_program=$2
 server=$3
 probe=/sys/kernel/debug/rynvel_board
+
+# Copies the programs and their libraries to the guest, because loading them from the shared build folder takes long.
+build=${1%/tools/*}
+mkdir /tmp/installed &&
+    cp "$1" "$2" "$build/cppsrc/librynvel.so.1" "${2%/*}/librynvel_with_own_devices.so" \
+        "$build/ziltrace/libziltrace.so.1" /tmp/installed || exit
+program=/tmp/installed/${1##*/}
+own_program=/tmp/installed/${2##*/}
+export LD_LIBRARY_PATH=/tmp/installed:/lib
 
 normalized() {
     sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}\.[0-9]{6}Z/TIME/; s/[0-9]+\.[0-9]{3}/DURATION/g; s/rtc0 interrupt, word [0-9]+/rtc0 interrupt, word COUNT/'
@@ -35,9 +42,9 @@ force() {
 set_alarm() {
     "$program" --quiet write rtc0 "$1" 1 && "$program" --quiet write rtc0 "$2" 1 || return
     alarm=0
-    until [ $(($("$program" --quiet read rtc0 "$4"))) -lt $alarm ]; do
+    until [ $(($("$program" --quiet read rtc0 "$4"))) -lt "$alarm" ]; do
         alarm=$(($("$program" --quiet read rtc0 "$4") + 2))
-        "$program" --quiet write rtc0 "$3" $alarm || return
+        "$program" --quiet write rtc0 "$3" "$alarm" || return
     done
 } >/dev/null
 
@@ -59,21 +66,11 @@ duration() {
     echo $(($(hundredths) - begin))
 }
 
-# Copies the program and its libraries to the guest, because loading them from the shared build folder takes long.
-install_program() {
-    build=${program%/tools/*}
-    mkdir /tmp/installed &&
-        cp "$program" "$build/cppsrc/librynvel.so.1" "$build/ziltrace/libziltrace.so.1" /tmp/installed
-}
-
-installed() { LD_LIBRARY_PATH=/tmp/installed:/lib /tmp/installed/rynvelctl "$@"; }
-
 # Prints whether a wait of 100 ms without an interrupt ends within 200 ms, including the start of the program. The board
 # may be busy, so one good attempt of 20 is enough.
 wait_without_interrupt() {
-    install_program || return
     for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
-        time=$(duration installed wait tod --timeout 100ms)
+        time=$(duration "$program" wait tod --timeout 100ms)
         [ $time -lt 10 ] || [ $time -ge 20 ] || { echo 'within 200 ms'; return; }
     done
     echo "after $time hundredths of a second"
