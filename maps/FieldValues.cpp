@@ -82,21 +82,22 @@ public:
     AssignedField(const PlacedRegister& place, const std::string& name)
         : m_field(fieldOf(place, name)), m_name(place.name + '.' + m_field.name) {
         if (!isWritable(m_field.access)) {
-            throw refusal(" is read-only");
+            throw RefusedValue(refusal(" is read-only"));
         }
         if (!isInside(m_field, *place.contents)) {
-            throw refusal(" is outside of the " + std::to_string(place.contents->size) + " bits of its register");
+            throw RefusedValue(
+                refusal(" is outside of the " + std::to_string(place.contents->size) + " bits of its register"));
         }
     }
 
     const Field& field() const { return m_field; }
 
-    RefusedValue refusal(const std::string& problem) const { return RefusedValue("field " + m_name + problem); }
+    std::string refusal(const std::string& problem) const { return "field " + m_name + problem; }
 
     std::uint64_t parse(const std::string& text) const {
         const std::uint64_t number = numberOf(text);
         if (!mayHold(m_field, number)) {
-            throw refusal(": " + quoted(text) + " is not a value that may be written");
+            throw RefusedValue(refusal(": " + quoted(text) + " is not a value that may be written"));
         }
         return number;
     }
@@ -125,8 +126,8 @@ private:
         const auto narrow = Common::parseNumber(text, Common::anyNotation);
         const auto number = narrow ? std::optional<std::uint64_t>(*narrow) : parseScaledNumber(text);
         if (!number || *number > highestOf(m_field)) {
-            throw refusal(": " + quoted(text) + " does not fit in " + std::to_string(m_field.msb - m_field.lsb + 1) +
-                          " bits");
+            throw RefusedValue(refusal(": " + quoted(text) + " does not fit in " +
+                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
         }
         return *number;
     }
@@ -137,11 +138,12 @@ private:
         });
         if (value == nullptr) {
             const std::string names = listOf(namesToWrite(m_field));
-            throw refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names));
+            throw RefusedValue(
+                refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names)));
         }
         if (value->value > highestOf(m_field)) {
-            throw refusal(": the value of " + quoted(text) + " does not fit in " +
-                          std::to_string(m_field.msb - m_field.lsb + 1) + " bits");
+            throw RefusedValue(refusal(": the value of " + quoted(text) + " does not fit in " +
+                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
         }
         return value->value;
     }
@@ -195,7 +197,7 @@ MaskedValue encode(const PlacedRegister& place, const std::vector<Assignment>& a
         const Field& field = assigned.field();
         const std::uint64_t number = assigned.parse(assignment.value);
         if ((result.mask & maskOf(field)) != 0) {
-            throw assigned.refusal(" is assigned twice, or overlaps another one");
+            throw RefusedValue(assigned.refusal(" is assigned twice, or overlaps another one"));
         }
         result.value |= number << field.lsb;
         result.mask |= maskOf(field);

@@ -57,16 +57,17 @@ public:
     /** @throws RefusedValue if another field cannot keep its value. */
     void requireKept() const {
         if (!isReadable(contents().access)) {
-            throw refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values");
+            throw RefusedValue(
+                refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values"));
         }
         if (hasReadEffect(contents())) {
-            throw refusal("reading register " + m_place.name +
-                          " has a side effect, so its other fields cannot keep their values");
+            throw RefusedValue(refusal("reading register " + m_place.name +
+                                       " has a side effect, so its other fields cannot keep their values"));
         }
         for (const Field& field : contents().fields) {
             const std::string reason = isOther(field) ? reasonToChange(field) : "";
             if (!reason.empty()) {
-                throw refusal("field " + m_place.name + '.' + field.name + ' ' + reason);
+                throw RefusedValue(refusal("field " + m_place.name + '.' + field.name + ' ' + reason));
             }
         }
     }
@@ -108,14 +109,14 @@ private:
         return field.access == Access::ReadWriteOnce ? "can be written only once, so it cannot be left for later" : "";
     }
 
-    RefusedValue refusal(const std::string& problem) const {
+    std::string refusal(const std::string& problem) const {
         std::string others;
         for (const Field& field : contents().fields) {
             if (isOther(field)) {
                 others += (others.empty() ? "" : ", ") + field.name;
             }
         }
-        return RefusedValue(problem + " (assign also " + others + ")");
+        return problem + " (assign also " + others + ")";
     }
 
     const PlacedRegister& m_place;

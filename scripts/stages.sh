@@ -14,7 +14,7 @@ describe_stage() {
         lint) echo 'clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
         asan) echo 'the same tests with the address and undefined behaviour sanitizers' ;;
-        tsan) echo 'the same tests with the thread sanitizer' ;;
+        tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;

@@ -28,7 +28,9 @@ std::string AssignmentLines::text() const {
     }
     std::vector<std::string> lines;
     for (const auto& [label, value] : m_lines) {
-        lines.push_back(label + std::string(width - label.size(), ' ') + ' ' + value);
+        std::string line = label;
+        line.resize(width + 1, ' ');
+        lines.push_back(line + value);
     }
     return joinLines(lines);
 }

@@ -71,7 +71,7 @@ Selection RegisterMap::find(const std::string& name) const {
     if (!obstacle.empty()) {
         throw usageError(m_target->name() + ": " + obstacle);
     }
-    const Selection selection{mapped(found.place), found.field};
+    Selection selection{mapped(found.place), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
                       "outside of the " + std::to_string(selection.whole.contents().size) + " bits of its register");

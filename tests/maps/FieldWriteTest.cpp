@@ -159,6 +159,7 @@ TEST(FieldWrite, IsMaskedIfAllFieldsWithSpecialWritesAreAssigned) {
 TEST(ReadEffect, IsThatOfARegisterOrOfAField) {
     EXPECT_FALSE(hasReadEffect(registerWith(bit("A", 0))));
     EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0), "<readAction>modifyExternal</readAction>")));
+    EXPECT_TRUE(hasReadEffect(onlyRegister(read(mapOf(registerOf(clearedByReading))))));
     EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0) + bit("B", 1, "<readAction>set</readAction>"))));
 }
 

@@ -37,7 +37,8 @@ const std::string furtherRegisters = R"(
 <register><name>WIDE</name><addressOffset>0x48</addressOffset><size>64</size></register>
 <register><name>BYTE0</name><addressOffset>0x50</addressOffset><size>8</size></register>
 <register><name>BYTE1</name><addressOffset>0x51</addressOffset><size>8</size></register>
-<register><name>NARROW</name><addressOffset>0x54</addressOffset><size>16</size></register>
+<register><name>NARROW</name><addressOffset>0x54</addressOffset><size>16</size><fields>
+  <field><name>ABOVE</name><bitRange>[16:16]</bitRange></field></fields></register>
 <register><name>LIMITED</name><addressOffset>0x58</addressOffset>
   <writeConstraint><range><minimum>1</minimum><maximum>5</maximum></range></writeConstraint></register>
 <register><name>OUTSIDE</name><addressOffset>0x1000</addressOffset></register>
@@ -255,6 +256,7 @@ TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
     expectRefused("read map32 BYTE1",
                   "map32: register BYTE1: offset 0x00000051 is not a multiple of 4 (32-bit registers)");
     expectRefused("read map32 TOO_FAR", "map32: register TOO_FAR is outside the 32-bit address range");
+    expectRefused("read map32 NARROW.ABOVE", "map32: field NARROW.ABOVE is outside of the 16 bits of its register");
     expectRefused("read map32 OUTSIDE", "map32: register OUTSIDE is outside the map of 4096 bytes");
 }
 

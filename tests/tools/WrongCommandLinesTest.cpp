@@ -61,6 +61,11 @@ const std::vector<Group>& localGroups() {
                              "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info")},
         {wrongUsage, linesOf("read map32 0 0; write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
                              "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read")},
+        // Names of registers without a register map, or with one that cannot be used.
+        {wrongUsage, linesOf("read map32 CTRL; read map32 CTRL.MODE; write map32 CTRL 1; write map32 CTRL.MODE 1; "
+                             "write map32 CTRL MODE=1; write map32 0 MODE=1; dump map32 CTRL 1; fill map32 CTRL 1 1; "
+                             "watch map32 CTRL; watch map32 0 CTRL; show; show nothing; show map32; show map32 CTRL")},
+        {wrongUsage, withEach("read map32 CTRL --map ", {"nowhere", "/", "map", "/dev/null", "nowhere/map"})},
         // Options that are unknown, misplaced, without a value, or given twice.
         {wrongUsage,
          {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",

@@ -28,6 +28,7 @@ protected:
         command.addArgument("FIRST", m_first, "must be given");
         command.addArgument("REST", m_rest, "must be given, too");
         program.addCommand("other", "does nothing", [] {}).addOptionalArgument("LAST", m_last, "may be given");
+        program.addCommand("several", "takes any number", [] {}).addOptionalArgument("MORE", m_more, "may be given");
     }
 
     ParseResult parse(const Words& words) {
@@ -65,6 +66,7 @@ protected:
     std::string m_first;
     std::vector<std::string> m_rest;
     std::string m_last = "default";
+    std::vector<std::string> m_more;
     int m_calls = 0;
 };
 
@@ -102,6 +104,14 @@ TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentAfterTheFirst) {
 TEST_F(ArgumentParsers, AllowAnOptionalArgument) {
     expectParsed({"other"});
     EXPECT_EQ(m_last, "default");
+    expectParsed({"several"});
+    EXPECT_EQ(m_more, Words());
+}
+
+TEST_F(ArgumentParsers, TakeSeveralOptionalArguments) {
+    expectParsed({"several", "1", "2", "--flag"});
+    EXPECT_EQ(m_more, (Words{"1", "2"}));
+    EXPECT_TRUE(m_isGiven);
 }
 
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
@@ -161,7 +171,7 @@ TEST_F(ArgumentParsers, DescribeThemselves) {
     EXPECT_FALSE(program.options[3].takesMultipleValues);
     EXPECT_TRUE(program.options[4].takesMultipleValues);
     EXPECT_TRUE(program.options[5].takesMultipleValues);
-    ASSERT_EQ(program.commands.size(), 2U);
+    ASSERT_EQ(program.commands.size(), 3U);
     EXPECT_EQ(program.commands[1].name, "other");
 }
 
@@ -176,6 +186,8 @@ TEST_F(ArgumentParsers, DescribeTheirCommands) {
     EXPECT_TRUE(command.options[1].isRequired);
     EXPECT_TRUE(command.options[1].takesMultipleValues);
     EXPECT_FALSE(m_parser.describe().commands[1].options[0].isRequired);
+    EXPECT_FALSE(m_parser.describe().commands[2].options[0].isRequired);
+    EXPECT_TRUE(m_parser.describe().commands[2].options[0].takesMultipleValues);
 }
 
 } // namespace
