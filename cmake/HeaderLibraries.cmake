@@ -20,6 +20,7 @@ endfunction()
 
 find_package(Threads REQUIRED)
 rynvel_add_header_library(cli11 libcli11-dev CLI)
+rynvel_add_header_library(nlohmann_json nlohmann-json3-dev nlohmann)
 rynvel_add_header_library(asio libasio-dev asio asio.hpp)
 target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 target_link_libraries(asio INTERFACE Threads::Threads)

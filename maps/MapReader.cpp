@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "MapReader.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <deque>
-#include <memory>
+#include <system_error>
 #include <utility>
 
 #include "Consistency.h"
 #include "DefinitionReader.h"
 #include "Expansion.h"
+#include "InputFile.h"
 #include "TextEncoding.h"
 #include "XmlDocument.h"
 
@@ -39,20 +37,6 @@ Device readDevice(std::string bytes, Warnings& warnings, const Limits& limits) {
     return device;
 }
 
-/** Reads a file up to its end, or until there are more than `most` bytes. */
-std::string readBytes(std::FILE& file, std::size_t most) {
-    constexpr std::size_t step = 65536;
-    std::string bytes;
-    std::size_t count = step;
-    while (count == step && bytes.size() <= most) {
-        const std::size_t size = bytes.size();
-        bytes.resize(size + step);
-        count = std::fread(&bytes[size], 1, step, &file);
-        bytes.resize(size + count);
-    }
-    return bytes;
-}
-
 ReadMap failure(std::vector<Diagnostic> diagnostics, std::size_t line, const std::string& text) {
     diagnostics.push_back({Severity::Error, line, text});
     return {std::nullopt, std::move(diagnostics)};
@@ -71,15 +55,11 @@ ReadMap readMap(std::string bytes, const Limits& limits) {
 }
 
 ReadMap readMapFile(const std::string& name, const Limits& limits) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rbe"), std::fclose);
-    if (!file) {
-        return failure({}, 0, std::strerror(errno));
+    try {
+        return readMap(Common::readFile(name, limits.bytes), limits);
+    } catch (const std::system_error& error) {
+        return failure({}, 0, error.code().message());
     }
-    std::string bytes = readBytes(*file, limits.bytes);
-    if (std::ferror(file.get()) != 0) {
-        return failure({}, 0, std::strerror(errno));
-    }
-    return readMap(std::move(bytes), limits);
 }
 
 } // namespace Maps

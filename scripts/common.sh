@@ -8,7 +8,7 @@ rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 target_root="$rynvel_cache/armhf"
 
 # The packages for a build for this machine, and the additional packages for a build for the target.
-build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev)
+build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev nlohmann-json3-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:armhf)
 # The additional packages for the benchmarks, and for counting instructions.
 benchmark_packages=(libbenchmark-dev)

@@ -69,6 +69,14 @@ std::string format(const RoundTrips& trips) {
            inMilliseconds(trips.longest());
 }
 
+std::string format(const SavedRegisters& /*saved*/) { return ""; }
+
+std::string format(const RegisterDifference& /*difference*/) { return ""; }
+
+std::string format(const RestoredRegister& /*restored*/) { return ""; }
+
+std::string format(const SkippedRegisters& /*skipped*/) { return ""; }
+
 std::string format(const MapReport& report) { return formatBare(report); }
 
 } // namespace

@@ -35,6 +35,7 @@ CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
     addGlobalOptions(m_parser.program());
     addDeviceCommands(m_parser.program(), m_action);
     addRegisterCommands(m_parser.program(), m_action);
+    addSnapshotCommands(m_parser.program(), m_action);
     addMapCommands(m_parser.program(), m_action);
     addInterruptCommands(m_parser.program(), m_action);
     addServerCommands(m_parser.program(), m_action);

@@ -23,6 +23,7 @@ void addWriteCommand(const Common::Command& program, Action& chosen);
 void addShowCommand(const Common::Command& program, Action& chosen);
 void addMapCommands(const Common::Command& program, Action& chosen);
 void addInterruptCommands(const Common::Command& program, Action& chosen);
+void addSnapshotCommands(const Common::Command& program, Action& chosen);
 void addServerCommands(const Common::Command& program, Action& chosen);
 
 /**

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Durations.h"
 
+#include <algorithm>
+#include <cctype>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
@@ -41,5 +43,11 @@ std::string timeStamp(std::chrono::system_clock::time_point time) {
 }
 
 std::string timeStamp() { return timeStamp(std::chrono::system_clock::now()); }
+
+bool isTimeStamp(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char character) { return std::isdigit(character) != 0; }, '0');
+    return text == "0000-00-00T00:00:00.000000Z";
+}
 
 } // namespace Rynvelctl

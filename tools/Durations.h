@@ -32,6 +32,9 @@ std::string timeStamp();
 /** Returns a given time in the same form. */
 std::string timeStamp(std::chrono::system_clock::time_point time);
 
+/** Returns whether a text has this form. */
+bool isTimeStamp(std::string text);
+
 } // namespace Rynvelctl
 
 #endif

@@ -25,6 +25,11 @@ private:
     ExitStatus m_status;
 };
 
+/** Ends the command with a status and without an error message. */
+struct SilentEnd {
+    ExitStatus status;
+};
+
 inline Failure usageError(const std::string& text) { return {ExitStatus::UsageError, text}; }
 
 /** Returns an error message as a whole line. A control character in the text becomes a question mark. */

@@ -12,12 +12,20 @@ std::string inMilliseconds(std::chrono::nanoseconds time) {
     return text.str();
 }
 
-std::string joinLines(const std::vector<std::string>& lines) {
+namespace {
+
+std::string join(const std::vector<std::string>& parts, const char* separator) {
     std::string text;
-    for (const std::string& line : lines) {
-        text += (text.empty() ? "" : "\n") + line;
+    for (const std::string& part : parts) {
+        text += (text.empty() ? "" : separator) + part;
     }
     return text;
 }
+
+} // namespace
+
+std::string joinNames(const std::vector<std::string>& names) { return join(names, ", "); }
+
+std::string joinLines(const std::vector<std::string>& lines) { return join(lines, "\n"); }
 
 } // namespace Rynvelctl

@@ -38,6 +38,9 @@ std::string orNone(const std::optional<Number>& number) {
     return number ? std::to_string(*number) : "none";
 }
 
+/** Returns the names as one text, with commas between them. */
+std::string joinNames(const std::vector<std::string>& names);
+
 /** Returns the lines as one text, without a line end after the last line. */
 std::string joinLines(const std::vector<std::string>& lines);
 

@@ -62,6 +62,13 @@ const std::vector<HelpSection> helpSections{
       "driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. A command still gives up on a server that takes longer than "
       "5 s to accept a connection or to answer a request."}},
+    {"Saved registers",
+     {"save, diff and restore use the register map of the device. save leaves out the registers that change, or change "
+      "something else, when they are read.",
+      "The first argument of diff is a device or a file: a name with a slash and the name of an existing file select "
+      "the "
+      "file. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with status 2 if an "
+      "operation fails."}},
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the word that "
       "the device reports.",

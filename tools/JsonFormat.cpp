@@ -153,6 +153,59 @@ std::string format(const RoundTrips& trips) {
         .text();
 }
 
+std::string format(const SavedRegisters& saved) {
+    return JsonObject().add("name", saved.device).add("file", saved.file).add("count", saved.count).text();
+}
+
+JsonObject& addSide(JsonObject& object, const char* name, const char* meaningName, const Maps::FieldValue& value) {
+    object.add(name, value.value);
+    const std::string meaning = meaningOf(value);
+    return meaning.empty() ? object : object.add(meaningName, meaning);
+}
+
+std::string format(const FieldDifference& difference) {
+    JsonObject object;
+    object.add("name", difference.first.field->name);
+    addSide(object, "first", "firstMeaning", difference.first);
+    return addSide(object, "second", "secondMeaning", difference.second).text();
+}
+
+std::string format(const RegisterDifference& difference) {
+    std::vector<std::string> fields;
+    for (const FieldDifference& field : difference.fields) {
+        fields.push_back(format(field));
+    }
+    return JsonObject()
+        .add("name", difference.device)
+        .add("address", difference.offset)
+        .add("register", difference.name)
+        .add("first", difference.first)
+        .add("second", difference.second)
+        .addJson("fields", jsonArray(fields))
+        .text();
+}
+
+std::string format(const RestoredRegister& restored) {
+    return objectFor(restored.range)
+        .add("before", restored.before)
+        .add("after", restored.after)
+        .addFlag("written", restored.isWritten)
+        .text();
+}
+
+std::string format(const SkippedRegisters& skipped) {
+    std::vector<std::string> names;
+    names.reserve(skipped.names.size());
+    for (const std::string& name : skipped.names) {
+        names.push_back(jsonString(name));
+    }
+    return JsonObject()
+        .add("name", skipped.device)
+        .addJson("notRestored", jsonArray(names))
+        .add("reason", skipped.reason)
+        .text();
+}
+
 std::string format(const MapReport& report) { return formatJson(report); }
 
 } // namespace

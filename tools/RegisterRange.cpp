@@ -55,11 +55,14 @@ void RegisterRange::requireAddresses() const {
     }
 }
 
+bool RegisterRange::isInside(std::optional<std::uint32_t> mapSize) const {
+    return !mapSize || (std::uint64_t{m_index} + m_count) * bytes() <= *mapSize;
+}
+
 void RegisterRange::requireInside(std::optional<std::uint32_t> mapSize) const {
-    if (!mapSize || (std::uint64_t{m_index} + m_count) * bytes() <= *mapSize) {
-        return;
+    if (!isInside(mapSize)) {
+        throw usageError(m_device->name() + ": " + textOutside("the map of " + Common::counted(*mapSize, "byte")));
     }
-    throw usageError(m_device->name() + ": " + textOutside("the map of " + Common::counted(*mapSize, "byte")));
 }
 
 std::string RegisterRange::textOutside(const std::string& bounds) const {

@@ -48,6 +48,9 @@ public:
     /** Returns the range of the single register at `position`, counted from 0. It has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
+    /** Returns whether all registers are inside the map of the device. @param mapSize in bytes; none if unknown. */
+    bool isInside(std::optional<std::uint32_t> mapSize) const;
+
     /**
      * Checks that the range is inside the map.
      *

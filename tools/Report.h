@@ -134,9 +134,53 @@ struct RoundTrips {
     std::chrono::nanoseconds longest() const;
 };
 
-using Report = std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, RegisterListing, WrittenValue,
-                            FilledRange, RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState,
-                            InterruptEvent, RoundTrips, MapReport>;
+/** The registers that a command has saved to a file. */
+struct SavedRegisters {
+    std::string device;
+    std::string file;
+    std::size_t count;
+};
+
+struct FieldDifference {
+    Maps::FieldValue first;
+    Maps::FieldValue second;
+};
+
+/** A register whose saved values differ. */
+struct RegisterDifference {
+    std::string device;
+    std::string name;
+    std::uint32_t offset;
+    unsigned int size;
+    /** None on the side that does not have the register. */
+    std::optional<std::uint32_t> first;
+    std::optional<std::uint32_t> second;
+    /** The side that has the register, as the user gave it; empty if both sides have it. */
+    std::string source;
+    std::vector<FieldDifference> fields;
+};
+
+/** A register with the value of a snapshot. */
+struct RestoredRegister {
+    RegisterRange range;
+    unsigned int size;
+    std::uint32_t before;
+    std::uint32_t after;
+    /** Whether the command has written the register, and not only found out what it would write. */
+    bool isWritten;
+};
+
+/** Registers and fields that a command has not given the values of a snapshot. */
+struct SkippedRegisters {
+    std::string device;
+    std::string reason;
+    std::vector<std::string> names;
+};
+
+using Report =
+    std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, RegisterListing, WrittenValue, FilledRange,
+                 RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips,
+                 SavedRegisters, RegisterDifference, RestoredRegister, SkippedRegisters, MapReport>;
 
 } // namespace Rynvelctl
 

@@ -137,6 +137,38 @@ std::string format(const RoundTrips& trips) {
            inMilliseconds(trips.longest()) + " ms";
 }
 
+std::string format(const SavedRegisters& saved) {
+    return saved.device + ": saved " + Common::counted(saved.count, "register") + " in " + saved.file;
+}
+
+std::string change(const std::string& before, const std::string& after) { return ": " + before + " -> " + after; }
+
+std::string format(const RegisterDifference& difference) {
+    const unsigned int size = difference.size;
+    if (!difference.first || !difference.second) {
+        const std::uint32_t value = difference.first ? *difference.first : *difference.second;
+        return difference.name + ": only in " + difference.source + " (" + hexadecimal(difference.offset) + " = " +
+               hexadecimal(value, size) + ')';
+    }
+    std::vector<std::string> lines{difference.name +
+                                   change(hexadecimal(*difference.first, size), hexadecimal(*difference.second, size))};
+    for (const FieldDifference& field : difference.fields) {
+        lines.push_back(difference.name + '.' + field.first.field->name +
+                        change(textOf(field.first), textOf(field.second)));
+    }
+    return joinLines(lines);
+}
+
+std::string format(const RestoredRegister& restored) {
+    return restored.range.device().name() + ' ' + restored.range.addressText() +
+           change(hexadecimal(restored.before, restored.size), hexadecimal(restored.after, restored.size)) +
+           (restored.isWritten ? "" : " (not written)");
+}
+
+std::string format(const SkippedRegisters& skipped) {
+    return skipped.device + ": not restored, " + skipped.reason + ": " + joinNames(skipped.names);
+}
+
 std::string format(const MapReport& report) { return formatText(report); }
 
 } // namespace

@@ -38,11 +38,15 @@ int main(int argc, char** argv) {
     reserveStandardDescriptors();
     // Without SIGPIPE, a write to a closed connection or pipe fails instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
+    // Without SIGXFSZ, a write to a file that becomes too large fails as well.
+    std::signal(SIGXFSZ, SIG_IGN);
     Common::FaultGuard::install();
     try {
         CommandLine().run(argc, argv);
     } catch (const OutputClosed&) {
         return static_cast<int>(ExitStatus::Done);
+    } catch (const SilentEnd& end) {
+        return static_cast<int>(end.status);
     } catch (const Failure& failure) {
         return report(failure.status(), failure.what());
     } catch (const Maps::UnusableMap& unusable) {

@@ -36,7 +36,8 @@ std::string offered(Arguments words, const std::string& folder = ".") {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(offered({""}), "list info ioctl read write dump fill watch show describe maps irq wait ping");
+    EXPECT_EQ(offered({""}),
+              "list info ioctl read write dump fill watch show save diff restore describe maps irq wait ping");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
@@ -51,6 +52,7 @@ TEST(Completion, OffersOptionsOfTheProgramAndOfTheCommand) {
 TEST(Completion, OffersDeviceNames) {
     EXPECT_EQ(offered({"read", "map"}), "map16 map32");
     EXPECT_EQ(offered({"--trace", "Rynvel.*=3", "watch", "--interval", "1s", "file"}), "file8 file16 file32");
+    EXPECT_EQ(offered({"diff", "map"}), "map16 map32");
     EXPECT_EQ(offered({"read", "map32", "m"}), "");
     EXPECT_EQ(offered({"watch", "map32", "0", "m"}), "");
     EXPECT_EQ(offered({"list", "m"}), "");

@@ -58,7 +58,9 @@ const std::vector<Group>& localGroups() {
         // No command, an unknown command, too few arguments, too many arguments.
         {wrongUsage, {"", "frobnicate", "Read map32 0"}},
         {wrongUsage, linesOf("read; read map32; write map32 0; write; dump map32; dump map32 0; fill map32 0 1; watch; "
-                             "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info")},
+                             "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info; save; save map32; "
+                             "diff; diff a; restore; restore map32; "
+                             "save map32 s t; diff a b c; restore map32 s t; restore map32 s --with-side-effects")},
         {wrongUsage, linesOf("read map32 0 0; write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
                              "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read")},
         // Names of registers without a register map, or with one that cannot be used.

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "DeviceSnapshot.h"
+
+#include "Durations.h"
+#include "FieldWrite.h"
+#include "OpenDevice.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+SnapshotMap describe(const Maps::DeviceDescription& description) {
+    return {description.file, description.map->name, description.map->version};
+}
+
+SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
+    const std::uint32_t word = device.read(mapped.range);
+    return {mapped.name(), static_cast<std::uint32_t>(mapped.place.offset), mapped.contents().size,
+            word & static_cast<std::uint32_t>(Maps::bitsOf(mapped.contents()))};
+}
+
+} // namespace
+
+DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeout, SideEffects sideEffects) {
+    DeviceSnapshot taken{{map.device().name(), describe(map.description()), timeStamp(), {}}, {}, map.inaccessible()};
+    const auto device = openDevice(map.device(), timeout);
+    for (const MappedRegister& mapped : map.registers()) {
+        if (!Maps::isReadable(mapped.contents().access)) {
+            continue;
+        }
+        if (!mapped.range.isInside(device->mapSize())) {
+            taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() +
+                                      " is outside the map of the device");
+        } else if (sideEffects == SideEffects::LeftOut && Maps::hasReadEffect(mapped.contents())) {
+            taken.withSideEffects.push_back(mapped.name());
+        } else {
+            taken.snapshot.registers.push_back(readRegister(*device, mapped));
+        }
+    }
+    return taken;
+}
+
+} // namespace Rynvelctl

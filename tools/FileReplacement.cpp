@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "FileReplacement.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Descriptor.h"
+#include "Failure.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr mode_t newFileMode = 0666;
+constexpr mode_t permissions = 07777;
+
+Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
+
+/** Keeps the signals that usually end the process waiting, so that it leaves no temporary file. */
+class DelayedSignals {
+public:
+    DelayedSignals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+            sigaddset(&signals, number);
+        }
+        ::pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    DelayedSignals(const DelayedSignals&) = delete;
+    DelayedSignals& operator=(const DelayedSignals&) = delete;
+    ~DelayedSignals() { ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+private:
+    sigset_t m_before{};
+};
+
+std::string folderOf(const std::string& name) {
+    const std::size_t slash = name.rfind('/');
+    return slash == std::string::npos ? "." : name.substr(0, slash + 1);
+}
+
+/** A new file in a folder, removed at the end unless it has replaced another one. */
+class TemporaryFile {
+public:
+    /** @param name the file that it is to replace. */
+    explicit TemporaryFile(const std::string& name) : m_name(name), m_folder(folderOf(name)) {
+        for (int number = 0; !m_file.isOpen(); ++number) {
+            m_path = m_folder + "/.rynvelctl." + std::to_string(::getpid()) + '.' + std::to_string(number);
+            m_file = Common::Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFileMode));
+            if (!m_file.isOpen() && errno != EEXIST) {
+                throw lastError(m_name);
+            }
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!m_hasReplaced) {
+            ::unlink(m_path.c_str());
+        }
+    }
+
+    void setMode(mode_t mode) const { require(::fchmod(m_file.number(), mode & permissions) == 0); }
+
+    void write(std::string_view contents) const {
+        while (!contents.empty()) {
+            const ssize_t count = ::write(m_file.number(), contents.data(), contents.size());
+            require(count >= 0 || errno == EINTR);
+            contents.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+        }
+        require(::fsync(m_file.number()) == 0);
+    }
+
+    void replace() {
+        require(::rename(m_path.c_str(), m_name.c_str()) == 0);
+        m_hasReplaced = true;
+        // Not every file system can do this, and the new file is complete in any case.
+        const Common::Descriptor folder(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ::fsync(folder.number());
+    }
+
+private:
+    void require(bool success) const {
+        if (!success) {
+            throw lastError(m_name);
+        }
+    }
+
+    const std::string& m_name;
+    const std::string m_folder;
+    std::string m_path;
+    Common::Descriptor m_file;
+    bool m_hasReplaced = false;
+};
+
+/** Returns the mode of a file; none if it does not exist. */
+std::optional<mode_t> modeOf(const std::string& name) {
+    struct stat file {};
+    if (::lstat(name.c_str(), &file) == 0) {
+        return file.st_mode;
+    }
+    if (errno != ENOENT) {
+        throw lastError(name);
+    }
+    return std::nullopt;
+}
+
+void requireReplaceable(const std::string& name, mode_t mode) {
+    if (S_ISDIR(mode)) {
+        throw usageError(name + ": " + std::strerror(EISDIR));
+    }
+    if (S_ISLNK(mode)) {
+        throw usageError(name + ": the file is a symbolic link (give the name of the file itself)");
+    }
+    if (!S_ISREG(mode)) {
+        throw usageError(name + ": the file is not a regular file (- is standard output)");
+    }
+    if (::faccessat(AT_FDCWD, name.c_str(), W_OK, AT_EACCESS) != 0) {
+        throw lastError(name);
+    }
+}
+
+} // namespace
+
+void requireReplaceable(const std::string& name) {
+    if (const auto mode = modeOf(name)) {
+        requireReplaceable(name, *mode);
+    }
+}
+
+void replaceFile(const std::string& name, const std::string& contents) {
+    requireReplaceable(name);
+    const auto mode = modeOf(name);
+    const DelayedSignals signals;
+    TemporaryFile file(name);
+    if (mode) {
+        file.setMode(*mode);
+    }
+    file.write(contents);
+    file.replace();
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,27 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Writes files as a whole or not at all.
+ */
+#ifndef RYNVELCTL_FILEREPLACEMENT_H
+#define RYNVELCTL_FILEREPLACEMENT_H
+
+#include <string>
+
+namespace Rynvelctl {
+
+/** @throws Failure if the name is that of a folder, a symbolic link, a device or another special file. */
+void requireReplaceable(const std::string& name);
+
+/**
+ * Gives a file new contents, or creates it. A failure, a signal and a loss of power leave the old file unchanged: the
+ * new contents are in a temporary file in the same folder until they are on the disk. A file that exists keeps its
+ * permissions.
+ *
+ * @throws Failure also if the file cannot be written.
+ */
+void replaceFile(const std::string& name, const std::string& contents);
+
+} // namespace Rynvelctl
+
+#endif

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "JsonReader.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr std::size_t maxDepth = 8;
+
+using Parser = nlohmann::json;
+
+/** How far the parser has read a text. */
+class Progress {
+public:
+    explicit Progress(const std::string& text)
+        : m_next(text.data()), m_end(text.data() + text.size()), m_counted(text.data()) {}
+
+    const char& next() const { return *m_next; }
+    void advance() { ++m_next; }
+    bool isAtEnd() const { return m_next == m_end; }
+
+    /**
+     * Returns the line of the last byte that was read. The parser has read at most one byte after a token, and then
+     * that byte ends the line of the token if it is a line end.
+     */
+    std::size_t line() {
+        const char* const last = std::max(m_next - 1, m_counted);
+        m_lines += static_cast<std::size_t>(std::count(m_counted, last, '\n'));
+        m_counted = last;
+        return m_lines;
+    }
+
+private:
+    const char* m_next;
+    const char* m_end;
+    /** The beginning of the bytes whose line ends m_lines does not include. */
+    const char* m_counted;
+    std::size_t m_lines = 1;
+};
+
+/** The bytes of a text. All copies share the progress. */
+class Bytes {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    /** @param progress null for the end of the text. */
+    explicit Bytes(Progress* progress) : m_progress(progress) {}
+
+    reference operator*() const { return m_progress->next(); }
+    Bytes& operator++() {
+        m_progress->advance();
+        return *this;
+    }
+    friend bool operator==(const Bytes& a, const Bytes& b) { return a.isAtEnd() == b.isAtEnd(); }
+    friend bool operator!=(const Bytes& a, const Bytes& b) { return !(a == b); }
+
+private:
+    bool isAtEnd() const { return m_progress == nullptr || m_progress->isAtEnd(); }
+
+    Progress* m_progress;
+};
+
+/** Returns the cause in a message such as "[json.exception.parse_error.101] parse error at line 1: CAUSE; DETAILS". */
+std::string causeOf(const std::string& message) {
+    const std::size_t place = message.find(": ");
+    const std::size_t id = message.find("] ");
+    const std::size_t start = place != std::string::npos ? place + 2 : id == std::string::npos ? 0 : id + 2;
+    constexpr std::size_t longest = 100;
+    return message.substr(start, std::min(message.find(';', start) - start, longest));
+}
+
+class Builder : public nlohmann::json_sax<Parser> {
+public:
+    Builder(JsonValue& root, Progress& progress) : m_root(root), m_progress(progress) {}
+
+    bool null() override {
+        add(JsonValue::Kind::Null);
+        return true;
+    }
+    bool boolean(bool /*value*/) override {
+        add(JsonValue::Kind::Flag);
+        return true;
+    }
+    bool number_integer(std::int64_t /*value*/) override {
+        add(JsonValue::Kind::OtherNumber);
+        return true;
+    }
+    bool number_unsigned(std::uint64_t value) override {
+        add(JsonValue::Kind::WholeNumber).number = value;
+        return true;
+    }
+    bool number_float(double /*value*/, const std::string& /*text*/) override {
+        add(JsonValue::Kind::OtherNumber);
+        return true;
+    }
+    bool string(std::string& value) override {
+        add(JsonValue::Kind::String).text = value;
+        return true;
+    }
+    bool binary(Parser::binary_t& /*value*/) override { return false; }
+    bool start_object(std::size_t /*size*/) override { return open(JsonValue::Kind::Object); }
+    bool key(std::string& name) override {
+        m_name = name;
+        return true;
+    }
+    bool end_object() override { return close(); }
+    bool start_array(std::size_t /*size*/) override { return open(JsonValue::Kind::Array); }
+    bool end_array() override { return close(); }
+    bool parse_error(std::size_t /*place*/, const std::string& /*token*/,
+                     const nlohmann::detail::exception& error) override {
+        throw WrongJson(m_progress.line(), "not well-formed JSON: " + causeOf(error.what()));
+    }
+
+private:
+    JsonValue& add(JsonValue::Kind kind) {
+        JsonValue& value = m_open.empty() ? m_root : m_open.back()->parts.emplace_back();
+        value.kind = kind;
+        value.line = m_progress.line();
+        value.name = std::exchange(m_name, "");
+        return value;
+    }
+
+    bool open(JsonValue::Kind kind) {
+        if (m_open.size() == maxDepth) {
+            throw WrongJson(m_progress.line(), "more than " + std::to_string(maxDepth) + " levels of values");
+        }
+        m_open.push_back(&add(kind));
+        return true;
+    }
+
+    bool close() {
+        m_open.pop_back();
+        return true;
+    }
+
+    JsonValue& m_root;
+    Progress& m_progress;
+    /** The arrays and objects around the next value, the innermost last. Only the innermost one grows. */
+    std::vector<JsonValue*> m_open;
+    /** The name of the next member. */
+    std::string m_name;
+};
+
+} // namespace
+
+JsonValue parseJson(const std::string& text) {
+    JsonValue root;
+    Progress progress(text);
+    Builder builder(root, progress);
+    Parser::sax_parse(Bytes(&progress), Bytes(nullptr), &builder);
+    return root;
+}
+
+} // namespace Rynvelctl

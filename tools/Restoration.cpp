@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include "Restoration.h"
+
+#include <algorithm>
+
+#include "Formats.h"
+#include "Numbers.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+using Maps::Field;
+using Maps::FieldWrite;
+using Maps::ModifiedWrite;
+
+const char* const readOnly = "read-only";
+const char* const modifiesWrites = "a write does not store the value";
+const char* const repeatsReads = "a write must repeat the value that was read";
+
+/** Returns why the field cannot be given a certain value; empty if it can. */
+std::string obstacleTo(const Field& field) {
+    if (!Maps::isWritable(field.access)) {
+        return readOnly;
+    }
+    if (field.modifiedWrite != ModifiedWrite::Modify) {
+        return modifiesWrites;
+    }
+    const bool repeats =
+        field.writeConstraint && field.writeConstraint->kind == Maps::WriteConstraint::Kind::WriteAsRead;
+    return repeats ? repeatsReads : "";
+}
+
+/** The write of a register without fields. */
+FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
+    FieldWrite write;
+    write.assigned = {value, Maps::bitsOf(contents)};
+    write.written = write.assigned;
+    write.isWhole = true;
+    return write;
+}
+
+std::uint32_t valueIn(const MappedRegister& target, std::uint32_t word) {
+    return word & static_cast<std::uint32_t>(Maps::bitsOf(target.contents()));
+}
+
+void writeFields(OpenDevice& device, const RegisterRange& range, const FieldWrite& write) {
+    const auto value = static_cast<std::uint32_t>(write.written.value);
+    if (write.isWhole) {
+        device.write(range, value);
+    } else {
+        device.write(range, value, static_cast<std::uint32_t>(write.written.mask));
+    }
+}
+
+std::string listOrNone(const std::vector<std::string>& names) { return names.empty() ? "none" : joinNames(names); }
+
+} // namespace
+
+Restoration::Restoration(const RegisterMap& map, OpenDevice& device, Mode mode)
+    : m_map(map), m_device(device), m_mode(mode) {
+    for (const MappedRegister& mapped : map.registers()) {
+        m_registers.emplace(mapped.name(), mapped);
+    }
+}
+
+std::optional<Failure> Restoration::restore(const Snapshot& snapshot) {
+    for (std::size_t i = 0; i < snapshot.registers.size(); ++i) {
+        try {
+            restore(snapshot.registers[i]);
+        } catch (const Failure& failure) {
+            return m_mode == Mode::DryRun ? failure : incomplete(failure, snapshot, i);
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<Report> Restoration::reports() const {
+    std::vector<Report> reports(m_restored.begin(), m_restored.end());
+    reports.insert(reports.end(), m_skipped.begin(), m_skipped.end());
+    return reports;
+}
+
+void Restoration::restore(const SavedRegister& saved) {
+    const std::string obstacle = obstacleTo(saved);
+    if (!obstacle.empty()) {
+        skip(obstacle, saved.name);
+        return;
+    }
+    const MappedRegister& target = m_registers.at(saved.name);
+    const std::uint32_t current = valueIn(target, m_device.read(target.range));
+    if (current == saved.value) {
+        return;
+    }
+    if (const auto planned = planWrite(target, current, saved.value)) {
+        write(target, current, *planned);
+    }
+}
+
+std::string Restoration::obstacleTo(const SavedRegister& saved) const {
+    const auto found = m_registers.find(saved.name);
+    if (found == m_registers.end()) {
+        return isDescribed(saved.name) ? "the device cannot access it" : "unknown in the register map";
+    }
+    const MappedRegister& target = found->second;
+    if (target.place.offset != saved.offset || target.contents().size != saved.size) {
+        return "the register map has another offset or size";
+    }
+    if (!target.range.isInside(m_device.mapSize())) {
+        return "outside the map of the device";
+    }
+    if (!Maps::isReadable(target.contents().access)) {
+        return "write-only";
+    }
+    return Maps::hasReadEffect(target.contents()) ? "reading has a side effect" : "";
+}
+
+bool Restoration::isDescribed(const std::string& name) const {
+    const auto places = Maps::registersOf(*m_map.description().peripheral);
+    return std::any_of(places.begin(), places.end(),
+                       [&name](const Maps::PlacedRegister& place) { return place.name == name; });
+}
+
+std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, std::uint32_t current,
+                                                 std::uint32_t wanted) {
+    const Maps::Register& contents = target.contents();
+    if (!Maps::isWritable(contents.access)) {
+        skip(readOnly, target.name());
+        return std::nullopt;
+    }
+    if (contents.fields.empty()) {
+        if (contents.modifiedWrite == ModifiedWrite::Modify) {
+            return wholeWrite(contents, wanted);
+        }
+        skip(modifiesWrites, target.name());
+        return std::nullopt;
+    }
+    const std::vector<Maps::Assignment> assignments = differingFields(target, current, wanted);
+    if (assignments.empty()) {
+        return std::nullopt;
+    }
+    try {
+        return Maps::planWrite(target.place, assignments);
+    } catch (const Maps::RefusedValue& refusal) {
+        skip(refusal.what(), target.name());
+        return std::nullopt;
+    }
+}
+
+std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister& target, std::uint32_t current,
+                                                           std::uint32_t wanted) {
+    std::vector<Maps::Assignment> assignments;
+    std::uint64_t different = current ^ wanted;
+    for (const Field& field : target.contents().fields) {
+        if (!Maps::isInside(field, target.contents()) || (different & Maps::maskOf(field)) == 0 ||
+            !Maps::isReadable(field.access)) {
+            continue;
+        }
+        const std::string obstacle = Rynvelctl::obstacleTo(field);
+        if (!obstacle.empty()) {
+            skip(obstacle, target.name() + '.' + field.name);
+            continue;
+        }
+        assignments.push_back({field.name, std::to_string(Maps::decode(field, wanted).value)});
+        // Another field may share the bits.
+        different &= ~Maps::maskOf(field);
+    }
+    return assignments;
+}
+
+void Restoration::write(const MappedRegister& target, std::uint32_t current, const FieldWrite& write) {
+    const auto mask = static_cast<std::uint32_t>(write.assigned.mask);
+    const auto value = static_cast<std::uint32_t>(write.assigned.value);
+    std::uint32_t result = (current & ~mask) | value;
+    if (m_mode == Mode::Write) {
+        writeFields(m_device, target.range, write);
+        result = valueIn(target, m_device.read(target.range));
+        if ((result & mask) != value) {
+            const unsigned int width = target.contents().size;
+            throw Failure(ExitStatus::Failed, target.range.device().name() + ": " + target.name() + " holds " +
+                                                  hexadecimal(result, width) + " after " +
+                                                  hexadecimal((current & ~mask) | value, width) + " was written");
+        }
+    }
+    m_restored.push_back({target.range, target.contents().size, current, result, m_mode == Mode::Write});
+}
+
+void Restoration::skip(const std::string& reason, const std::string& name) {
+    const auto found = std::find_if(m_skipped.begin(), m_skipped.end(),
+                                    [&reason](const SkippedRegisters& skipped) { return skipped.reason == reason; });
+    if (found == m_skipped.end()) {
+        m_skipped.push_back({m_map.device().name(), reason, {name}});
+    } else {
+        found->names.push_back(name);
+    }
+}
+
+Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {
+    std::vector<std::string> restored;
+    for (const RestoredRegister& each : m_restored) {
+        restored.push_back(each.range.name());
+    }
+    std::vector<std::string> later;
+    for (std::size_t i = failed + 1; i < snapshot.registers.size(); ++i) {
+        later.push_back(snapshot.registers[i].name);
+    }
+    return {failure.status(), std::string(failure.what()) + " (restored: " + listOrNone(restored) + "; not restored: " +
+                                  snapshot.registers[failed].name + "; not reached: " + listOrNone(later) + ')'};
+}
+
+} // namespace Rynvelctl

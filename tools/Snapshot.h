@@ -1,0 +1,51 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The saved values of the registers of a device.
+ */
+#ifndef RYNVELCTL_SNAPSHOT_H
+#define RYNVELCTL_SNAPSHOT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Rynvelctl {
+
+struct SavedRegister {
+    std::string name;
+    /** From the beginning of the device, in bytes. */
+    std::uint32_t offset = 0;
+    /** In bits, at most 32. */
+    unsigned int size = 0;
+    std::uint32_t value = 0;
+};
+
+/** The register map that named the registers. */
+struct SnapshotMap {
+    std::string file;
+    /** The name and the version that the file gives itself. */
+    std::string name;
+    std::string version;
+};
+
+struct Snapshot {
+    std::string device;
+    SnapshotMap map;
+    /** In the form of timeStamp(). */
+    std::string time;
+    std::vector<SavedRegister> registers;
+};
+
+/** Returns the contents of the file for a snapshot: JSON, with each register on a line of its own. */
+std::string snapshotText(const Snapshot& snapshot);
+
+/** Returns what a text of snapshotText() holds. @throws WrongJson for any other text. */
+Snapshot parseSnapshot(const std::string& text);
+
+/** Reads the file of a snapshot. @throws Failure, with the line if the contents are wrong. */
+Snapshot readSnapshot(const std::string& file);
+
+} // namespace Rynvelctl
+
+#endif

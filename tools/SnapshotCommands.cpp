@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <filesystem>
+#include <new>
+#include <optional>
+#include <system_error>
+
+#include "Commands.h"
+#include "DeviceSnapshot.h"
+#include "Failure.h"
+#include "FileReplacement.h"
+#include "Formats.h"
+#include "OpenDevice.h"
+#include "Restoration.h"
+#include "SnapshotComparison.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr const char* standardOutput = "-";
+
+struct SaveOptions {
+    std::string name;
+    std::string file;
+    bool includesSideEffects = false;
+};
+
+struct DiffOptions {
+    std::string first;
+    std::string second;
+    bool includesSideEffects = false;
+};
+
+struct RestoreOptions {
+    std::string name;
+    std::string file;
+    bool isDryRun = false;
+};
+
+SideEffects sideEffectsOf(bool areIncluded) { return areIncluded ? SideEffects::Included : SideEffects::LeftOut; }
+
+void printLeftOut(const std::string& device, const std::vector<std::string>& names) {
+    if (!names.empty()) {
+        printError(device + ": reading has a side effect, left out: " + joinNames(names) +
+                   " (--with-side-effects includes them)");
+    }
+}
+
+void save(const CommandContext& context, const SaveOptions& options) {
+    const bool isPrinted = options.file == standardOutput;
+    if (!isPrinted) {
+        requireReplaceable(options.file);
+    }
+    const Target target = context.target(options.name);
+    const RegisterMap map = context.registerMap(target);
+    const DeviceSnapshot taken = takeSnapshot(map, context.timeout(), sideEffectsOf(options.includesSideEffects));
+    context.timeout().requireTimeLeft(options.file);
+    if (!isPrinted) {
+        replaceFile(options.file, snapshotText(taken.snapshot));
+    }
+    printLeftOut(target.name(), taken.withSideEffects);
+    for (const std::string& obstacle : taken.obstacles) {
+        printError(obstacle);
+    }
+    if (isPrinted) {
+        context.output().write(snapshotText(taken.snapshot));
+    } else {
+        context.output().print(SavedRegisters{target.name(), options.file, taken.snapshot.registers.size()});
+    }
+}
+
+bool isFile(const std::string& name) {
+    std::error_code error;
+    return name.find('/') != std::string::npos || std::filesystem::exists(name, error);
+}
+
+/** Removes the registers with these names, and returns the names that the snapshot has. */
+std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<std::string>& names) {
+    std::vector<std::string> removed;
+    for (const std::string& name : names) {
+        auto& registers = snapshot.registers;
+        const auto found = std::find_if(registers.begin(), registers.end(),
+                                        [&name](const SavedRegister& saved) { return saved.name == name; });
+        if (found != registers.end()) {
+            registers.erase(found);
+            removed.push_back(name);
+        }
+    }
+    return removed;
+}
+
+Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
+    if (isFile(options.first)) {
+        return readSnapshot(options.first);
+    }
+    const Target target = context.target(options.first);
+    DeviceSnapshot taken =
+        takeSnapshot(context.registerMap(target), context.timeout(), sideEffectsOf(options.includesSideEffects));
+    printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
+    return std::move(taken.snapshot);
+}
+
+bool printDifferences(const CommandContext& context, const DiffOptions& options) {
+    ComparedSnapshot second{options.second, readSnapshot(options.second)};
+    const ComparedSnapshot first{options.first, snapshotToCompare(context, options, second.snapshot)};
+    const auto description = context.maps().find(first.snapshot.device);
+    const auto differences = compare(first, second, description ? description->peripheral : nullptr);
+    for (const RegisterDifference& difference : differences) {
+        context.output().print(difference);
+    }
+    return !differences.empty();
+}
+
+// Status 1 means that there are differences, so that no failure may end with it.
+void diff(const CommandContext& context, const DiffOptions& options) {
+    bool isDifferent = false;
+    try {
+        isDifferent = printDifferences(context, options);
+    } catch (const OutputClosed&) {
+        isDifferent = true;
+    } catch (const Failure& failure) {
+        throw failure.status() == ExitStatus::Failed ? usageError(failure.what()) : failure;
+    } catch (const std::bad_alloc&) {
+        throw usageError("out of memory");
+    }
+    if (isDifferent) {
+        throw SilentEnd{ExitStatus::Failed};
+    }
+}
+
+void restore(const CommandContext& context, const RestoreOptions& options) {
+    const Snapshot snapshot = readSnapshot(options.file);
+    const Target target = context.target(options.name);
+    if (snapshot.device != target.name()) {
+        throw usageError(options.file + ": the file holds the registers of " + snapshot.device + " (the device is " +
+                         target.name() + ')');
+    }
+    const RegisterMap map = context.registerMap(target);
+    const auto device = openDevice(target, context.timeout());
+    Restoration restoration(map, *device, options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
+    // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
+    const std::optional<Failure> failure = restoration.restore(snapshot);
+    try {
+        for (const Report& report : restoration.reports()) {
+            context.output().print(report);
+        }
+    } catch (const OutputClosed&) {
+        // The reader misses the rest of the output, but not a failure.
+    }
+    if (failure) {
+        throw Failure(*failure);
+    }
+}
+
+void addSideEffectsOption(const Common::Command& command, bool& areIncluded) {
+    command.addFlag("--with-side-effects", areIncluded, "also read the registers that change when they are read");
+}
+
+void addSave(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<SaveOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "save", "save the values of all readable registers in a file", options, save);
+    command.addArgument("NAME", options->name, "the device");
+    command.addArgument("FILE", options->file, "the file to write; - is standard output");
+    addSideEffectsOption(command, options->includesSideEffects);
+}
+
+void addDiff(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<DiffOptions>();
+    const Common::Command command = addCommand(
+        program, chosen, "diff", "show the registers and fields that differ from a saved file", options, diff);
+    command.addArgument("DEVICE|FILE", options->first,
+                        "a device, or a saved file: a name with / or the name of an existing file");
+    command.addArgument("FILE", options->second, "a saved file");
+    addSideEffectsOption(command, options->includesSideEffects);
+}
+
+void addRestore(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<RestoreOptions>();
+    const Common::Command command = addCommand(
+        program, chosen, "restore", "write the saved values that differ, and read them back", options, restore);
+    command.addArgument("NAME", options->name, "the device");
+    command.addArgument("FILE", options->file, "a saved file");
+    command.addFlag("--dry-run", options->isDryRun, "show what the command would write, and write nothing");
+}
+
+} // namespace
+
+void addSnapshotCommands(const Common::Command& program, Action& chosen) {
+    addSave(program, chosen);
+    addDiff(program, chosen);
+    addRestore(program, chosen);
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,36 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Differences between snapshots.
+ */
+#ifndef RYNVELCTL_SNAPSHOTCOMPARISON_H
+#define RYNVELCTL_SNAPSHOTCOMPARISON_H
+
+#include <string>
+#include <vector>
+
+#include "Model.h"
+#include "Report.h"
+#include "Snapshot.h"
+
+namespace Rynvelctl {
+
+/** One of the snapshots to compare. */
+struct ComparedSnapshot {
+    /** The device or the file, as the user gave it. */
+    std::string source;
+    Snapshot snapshot;
+};
+
+/**
+ * Returns the registers that differ, in the order of their offsets. Registers are the same if their names, offsets and
+ * sizes are the same.
+ *
+ * @param peripheral describes the fields of the registers; null without a description. The result refers to it.
+ */
+std::vector<RegisterDifference> compare(const ComparedSnapshot& first, const ComparedSnapshot& second,
+                                        const Maps::Peripheral* peripheral);
+
+} // namespace Rynvelctl
+
+#endif
