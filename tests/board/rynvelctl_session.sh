@@ -2,10 +2,17 @@
 # SPDX-License-Identifier: MIT
 # Runs a session with rynvelctl on the board. Prints every command, its output and its exit status. Replaces the parts
 # that vary. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
-program=$1
-own_program=$2
 server=$3
 probe=/sys/kernel/debug/rynvel_board
+
+# Copies the programs and their libraries to the guest, because loading them from the shared build folder takes long.
+build=${1%/tools/*}
+mkdir /tmp/installed &&
+    cp "$1" "$2" "$build/cppsrc/librynvel.so.1" "${2%/*}/librynvel_with_own_devices.so" \
+        "$build/ziltrace/libziltrace.so.1" /tmp/installed || exit
+program=/tmp/installed/${1##*/}
+own_program=/tmp/installed/${2##*/}
+export LD_LIBRARY_PATH=/tmp/installed:/lib
 
 normalized() {
     sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}\.[0-9]{6}Z/TIME/; s/[0-9]+\.[0-9]{3}/DURATION/g; s/rtc0 interrupt, word [0-9]+/rtc0 interrupt, word COUNT/'
@@ -30,11 +37,21 @@ force() {
     printf '# %s: %s\n' "$1" "$2"
 }
 
-# Makes the clock raise an interrupt within two seconds.
+# Makes the clock raise an interrupt within two seconds. The time may pass the alarm before the write: the function then
+# sets another alarm. Usage: set_alarm RTCICR RTCIMSC RTCMR RTCDR, each an address or a name.
 set_alarm() {
-    "$program" --quiet write rtc0 0x1c 1 && "$program" --quiet write rtc0 0x10 1 &&
-        "$program" --quiet write rtc0 4 $(($("$program" --quiet read rtc0 0) + 2))
+    "$program" --quiet write rtc0 "$1" 1 && "$program" --quiet write rtc0 "$2" 1 || return
+    alarm=0
+    until [ $(($("$program" --quiet read rtc0 "$4"))) -lt "$alarm" ]; do
+        alarm=$(($("$program" --quiet read rtc0 "$4") + 2))
+        "$program" --quiet write rtc0 "$3" "$alarm" || return
+    done
 } >/dev/null
+
+# Makes the register maps of the board those of the guest.
+install_maps() {
+    mkdir -p /etc/rynvel && cp -r "${0%/*}/../../board/maps" /etc/rynvel
+}
 
 # Prints the time since boot in hundredths of a second.
 hundredths() {
@@ -49,21 +66,11 @@ duration() {
     echo $(($(hundredths) - begin))
 }
 
-# Copies the program and its libraries to the guest, because loading them from the shared build folder takes long.
-install_program() {
-    build=${program%/tools/*}
-    mkdir /tmp/installed &&
-        cp "$program" "$build/cppsrc/librynvel.so.1" "$build/ziltrace/libziltrace.so.1" /tmp/installed
-}
-
-installed() { LD_LIBRARY_PATH=/tmp/installed:/lib /tmp/installed/rynvelctl "$@"; }
-
 # Prints whether a wait of 100 ms without an interrupt ends within 200 ms, including the start of the program. The board
 # may be busy, so one good attempt of 20 is enough.
 wait_without_interrupt() {
-    install_program || return
     for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
-        time=$(duration installed wait tod --timeout 100ms)
+        time=$(duration "$program" wait tod --timeout 100ms)
         [ $time -lt 10 ] || [ $time -ge 20 ] || { echo 'within 200 ms'; return; }
     done
     echo "after $time hundredths of a second"
@@ -129,7 +136,7 @@ rynvelctl irq tod disable
 rynvelctl irq common.idt enable
 rynvelctl wait common.idt
 
-set_alarm
+set_alarm 0x1c 0x10 4 0
 rynvelctl wait rtc0 --timeout 2s
 rynvelctl write rtc0 0x10 0
 rynvelctl write rtc0 0x1c 1
@@ -159,6 +166,40 @@ own wait own.tyvon.seek.16 --timeout 10ms
 own irq own.tyvon.seek.32 disable
 own irq own.fpga enable
 
+rynvelctl read rtc0 RTCCR
+install_maps
+rynvelctl show rtc0 RTCPeriphID0 RTCPeriphID1 RTCPeriphID2 RTCPeriphID3
+rynvelctl show rtc0 RTCPCellID0 RTCPCellID1 RTCPCellID2 RTCPCellID3 --quiet
+rynvelctl read rtc0 RTCCR.START
+rynvelctl write rtc0 RTCDR 0
+rynvelctl read rtc0 RTCICR
+rynvelctl read rtc0 RTCDX
+set_alarm RTCICR RTCIMSC RTCMR RTCDR
+rynvelctl wait rtc0 --timeout 2s
+rynvelctl read rtc0 RTCRIS
+rynvelctl write rtc0 RTCIMSC.RTCIMSC masked --verify
+rynvelctl write rtc0 RTCICR.RTCICR clear
+rynvelctl read rtc0 RTCRIS --json
+
+own write own.fpga CTRL MODE=fast GAIN=3
+show 'the last frame' cat $probe/spidev7.1/frame
+own read own.fpga CTRL
+own write own.fpga CTRL.MODE slow --verify
+own read own.fpga 0
+own write own.fpga CTRL GAIN=13
+own write own.fpga CTRL MODE=faster
+own write own.fpga STATUS.LOCKED 1
+own read own.fpga 0
+own write own.fpga 'CHANNEL[2].FILTER.TAP1' I=0x1234 Q=0xabcd --verify
+own dump own.fpga 'CHANNEL[2].FILTER.TAP0' 3
+own write own.fpga POWER_TX LEVEL=300 SIGN=negative
+own show own.fpga CTRL STATUS POWER_TX
+own write own.tyvon.map.16 'INPUT[3].CONFIG' SEVERITY=major INVERTED=1 --verify
+own read own.tyvon.map.16 0x58
+own read own.tyvon.map.16 'INPUT[3].CONFIG.SEVERITY'
+own write own.tyvon.seek.32 'ALARM[2]' 0x12345678 --verify
+own read own.tyvon.seek.32 0x218
+
 ifconfig lo 127.0.0.1
 rynvelctl --remote 127.0.0.1::8888 read traf.top 0x10
 "$server" --listen 127.0.0.1:8888 2>/tmp/server &
@@ -167,6 +208,8 @@ rynvelctl --remote 127.0.0.1 read traf.top 0x10
 rynvelctl --remote 127.0.0.1 write common.idt 0x20 9 --verify
 rynvelctl read common.idt 0x20
 rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
+rynvelctl --remote 127.0.0.1 read rtc0 RTCIMSC
+rynvelctl --remote 127.0.0.1 write rtc0 RTCDR 0
 rynvelctl --remote 127.0.0.1 ping tod --count 2
 rynvelctl --remote 127.0.0.1:8888 read common.idt 0x10000
 rynvelctl --remote 127.0.0.1 irq tod raise

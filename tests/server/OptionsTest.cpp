@@ -235,7 +235,7 @@ TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
 }
 
 TEST_F(OptionsWithMaps, RefuseAFileThatIsNotAMap) {
-    store("broken.svd", "<device>\n<name>D</nam>\n</device>\n");
+    store("broken.svd", "<device>\n<name>D</version>\n</device>\n");
     const std::string problem = problemOf({"--simulate", "--map", "broken.svd"});
     EXPECT_EQ(problem.compare(0, 20, "broken.svd:2: error:"), 0) << problem;
     EXPECT_EQ(problemOf({"--simulate", "--map", "missing.svd"}), "missing.svd: error: No such file or directory");
