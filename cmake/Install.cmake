@@ -27,7 +27,7 @@ endfunction()
 
 # Installs a file from a template that names folders of the installation. The install command fills in the template,
 # because --prefix may change the prefix of the configuration.
-function(rynvel_install_with_places template folder)
+function(rynvel_install_from_template template folder)
   cmake_path(GET template STEM LAST_ONLY name)
   install(CODE "
     set(sbin_folder \"${CMAKE_INSTALL_SBINDIR}\")

@@ -44,7 +44,7 @@ int main(void) {
     /* Rynvel_receiveInterrupts() enables the interrupt again, so clear the source of the interrupt first. */
     if (!pollUntilReady(clock) || Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) != 0 ||
         Rynvel_receiveInterrupts(clock, &count) != 0) {
-        fprintf(stderr, "interrupt_poll: no interrupt came\n");
+        fprintf(stderr, "interrupt_poll: no interrupt arrived\n");
         return 1;
     }
     printf("  interrupt received, the kernel counts %lu\n", count);

@@ -51,7 +51,7 @@ private:
         std::set<std::string> names;
         for (const T& element : elements) {
             if (!names.insert(uniqueName(element)).second) {
-                m_warnings.add(element.line, kind + " " + nameOf(element) + " has the name of another one");
+                m_warnings.add(element.line, kind + " " + nameOf(element) + " has the same name as another one");
             }
         }
     }
@@ -90,7 +90,7 @@ private:
         for (const Field& field : aRegister.fields) {
             extents.push_back({field.lsb, field.msb, &field});
             if (field.msb >= aRegister.size) {
-                m_warnings.add(field.line, "field " + nameOf(field) + " is outside of the " +
+                m_warnings.add(field.line, "field " + nameOf(field) + " is outside the " +
                                                std::to_string(aRegister.size) + " bits of its register");
             }
             for (const Enumeration& enumeration : field.enumerations) {
@@ -144,10 +144,10 @@ private:
                                                std::to_string(width) + " bits of field " + nameOf(field));
             }
             if (!value.name.empty() && !names.insert(value.name).second) {
-                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the name of another one");
+                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the same name as another one");
             }
             if (!value.isDefault && !values.emplace(value.value, value.mask).second) {
-                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the value of another one");
+                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the same value as another one");
             }
         }
     }

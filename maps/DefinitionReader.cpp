@@ -128,7 +128,7 @@ void readEnumeration(Definition& field, const Element& element) {
     EnumerationTarget target{definition, {}};
     enumerationTags().readInto(target, element);
     if (target.values.empty() && definition.derivedFrom.empty()) {
-        element.warn("enumeratedValues without an enumerated value");
+        element.warn("enumeratedValues contains no enumerated value");
         return;
     }
     if (!target.values.empty()) {
@@ -161,7 +161,7 @@ void readIndexNames(Definition& definition, const Element& element) {
 /** Stores a number of a bit range. Keeps an earlier number, and warns if the two differ. */
 void setBit(std::optional<std::uint64_t>& bit, std::optional<std::uint64_t> number, const Element& element) {
     if (bit && number && bit != number) {
-        element.warn(element.quoted(element.text()) + " contradicts the bit range before, and is not used");
+        element.warn(element.quoted(element.text()) + " contradicts an earlier bit range, and is not used");
     }
     bit = bit ? bit : number;
 }

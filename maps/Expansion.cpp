@@ -95,12 +95,12 @@ private:
      * Counts an element that is created. Several peripherals can share the element, but m_elements counts it for each
      * of them.
      */
-    void countMade(const Definition& definition) { expectAtMost(definition, ++m_made); }
+    void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
     // Arrays
 
     /** Returns the elements of an array in their order, or the only element of a definition that is not an array. */
-    std::vector<Place> placesOf(const Definition& definition) {
+    std::vector<Place> positionsOf(const Definition& definition) {
         if (!definition.dimension.size) {
             return {onlyPlace(definition)};
         }
@@ -115,7 +115,7 @@ private:
     Place onlyPlace(const Definition& definition) {
         const bool isTemplate = hasPlaceholder(definition.name);
         if (isTemplate) {
-            warn(definition, "has a place for an index, but no dim");
+            warn(definition, "has a placeholder for an index, but no dim");
         }
         if (definition.dimension.increment || !definition.dimension.index.empty()) {
             warn(definition, "has a dimIncrement or dimIndex, but no dim");
@@ -201,7 +201,7 @@ private:
         peripheral.registers = content.registers;
         peripheral.clusters = content.clusters;
         peripheral.line = definition.line;
-        for (Place& place : placesOf(definition)) {
+        for (Place& place : positionsOf(definition)) {
             if (const auto address = offsetAt(definition, place)) {
                 m_elements += content.elements + 1;
                 expectAtMost(definition, m_elements);
@@ -261,9 +261,9 @@ private:
         cluster.clusters = content.clusters;
         cluster.line = definition.line;
         std::uint64_t elements = 0;
-        for (Place& place : placesOf(definition)) {
+        for (Place& place : positionsOf(definition)) {
             if (const auto offset = offsetAt(definition, place)) {
-                countMade(definition);
+                countCreated(definition);
                 elements += content.elements + 1;
                 expectAtMost(definition, elements);
                 cluster.name = std::move(place.name);
@@ -284,9 +284,9 @@ private:
         }
         Register aRegister = registerOf(definition, refine(around, definition.properties));
         std::uint64_t elements = 0;
-        for (Place& place : placesOf(definition)) {
+        for (Place& place : positionsOf(definition)) {
             if (const auto offset = offsetAt(definition, place)) {
-                countMade(definition);
+                countCreated(definition);
                 elements += aRegister.fields.size() + 1;
                 expectAtMost(definition, elements);
                 aRegister.name = std::move(place.name);
@@ -405,7 +405,7 @@ private:
         field.writeConstraint = definition.writeConstraint ? definition.writeConstraint : aRegister.writeConstraint;
         field.enumerations = enumerationsOf(definition);
         field.line = definition.line;
-        for (Place& place : placesOf(definition)) {
+        for (Place& place : positionsOf(definition)) {
             if (place.distance > highestBit - bits->second) {
                 warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and not used");
                 return;
@@ -414,7 +414,7 @@ private:
             field.msb = static_cast<unsigned int>(bits->second + place.distance);
             field.name = std::move(place.name);
             field.arrayElement = std::move(place.element);
-            countMade(definition);
+            countCreated(definition);
             fields.push_back(field);
         }
     }

@@ -79,14 +79,14 @@ bool mayHold(const Field& field, std::uint64_t number) {
 /** A field that an assignment names. */
 class AssignedField {
 public:
-    AssignedField(const PlacedRegister& place, const std::string& name)
+    AssignedField(const LocatedRegister& place, const std::string& name)
         : m_field(fieldOf(place, name)), m_name(place.name + '.' + m_field.name) {
         if (!isWritable(m_field.access)) {
             throw RefusedValue(refusal(" is read-only"));
         }
         if (!isInside(m_field, *place.contents)) {
             throw RefusedValue(
-                refusal(" is outside of the " + std::to_string(place.contents->size) + " bits of its register"));
+                refusal(" is outside the " + std::to_string(place.contents->size) + " bits of its register"));
         }
     }
 
@@ -103,7 +103,7 @@ public:
     }
 
 private:
-    static const Field& fieldOf(const PlacedRegister& place, const std::string& name) {
+    static const Field& fieldOf(const LocatedRegister& place, const std::string& name) {
         const Field* const field = findField(*place.contents, name);
         if (field == nullptr) {
             std::vector<std::string> names;
@@ -190,7 +190,7 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
     return values;
 }
 
-MaskedValue encode(const PlacedRegister& place, const std::vector<Assignment>& assignments) {
+MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
     MaskedValue result;
     for (const Assignment& assignment : assignments) {
         const AssignedField assigned(place, assignment.field);

@@ -87,7 +87,7 @@ public:
  * - A value is neither a number nor a name that the field has for writing.
  * - A number does not fit in the field, or breaks its write constraint.
  */
-MaskedValue encode(const PlacedRegister& place, const std::vector<Assignment>& assignments);
+MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);
 
 } // namespace Maps
 

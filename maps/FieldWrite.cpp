@@ -34,7 +34,7 @@ std::optional<std::uint64_t> neutral(ModifiedWrite modifiedWrite, std::uint64_t 
 /** Plans one write, with the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const PlacedRegister& place, const MaskedValue& assigned) : m_place(place), m_assigned(assigned) {}
+    Plan(const LocatedRegister& place, const MaskedValue& assigned) : m_place(place), m_assigned(assigned) {}
 
     /** The bits to write. */
     MaskedValue written() const {
@@ -119,7 +119,7 @@ private:
         return problem + " (assign also " + others + ")";
     }
 
-    const PlacedRegister& m_place;
+    const LocatedRegister& m_place;
     const MaskedValue& m_assigned;
 };
 
@@ -130,7 +130,7 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const PlacedRegister& place, const std::vector<Assignment>& assignments) {
+FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
     const Register& contents = *place.contents;
     FieldWrite write;
     write.assigned = encode(place, assignments);

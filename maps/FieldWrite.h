@@ -33,7 +33,7 @@ bool hasReadEffect(const Register& aRegister);
  * @throws RefusedValue as encode() does, and where another field cannot keep its value: one that changes with every
  * write or whose value cannot be read and written back. No field is in the way if all that can be written are assigned.
  */
-FieldWrite planWrite(const PlacedRegister& place, const std::vector<Assignment>& assignments);
+FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments);
 
 } // namespace Maps
 

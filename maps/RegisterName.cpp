@@ -53,7 +53,7 @@ template <typename Function>
 void forEachRegister(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
                      const std::string& path, std::uint64_t offset, const Function& function) {
     for (const Register& contents : registers) {
-        function(PlacedRegister{path + contents.name, offset + contents.offset, &contents});
+        function(LocatedRegister{path + contents.name, offset + contents.offset, &contents});
     }
     for (const Cluster& cluster : clusters) {
         forEachRegister(cluster.registers, cluster.clusters, path + cluster.name + ".", offset + cluster.offset,
@@ -71,11 +71,11 @@ public:
 
 private:
     std::optional<NamedRegister> findIn(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
-                                        std::string_view name, const PlacedRegister& around) const {
+                                        std::string_view name, const LocatedRegister& around) const {
         const Path path = splitFirst(name);
         for (const Register& contents : registers) {
             if (isMeant(contents, path.first)) {
-                const PlacedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
+                const LocatedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
                 if (auto found = findPart(place, std::string(path.rest))) {
                     return found;
                 }
@@ -83,7 +83,7 @@ private:
         }
         for (const Cluster& cluster : clusters) {
             if (hasName(cluster, path.first)) {
-                const PlacedRegister inside{around.name + cluster.name + ".", around.offset + cluster.offset, nullptr};
+                const LocatedRegister inside{around.name + cluster.name + ".", around.offset + cluster.offset, nullptr};
                 if (auto found = findIn(cluster.registers, cluster.clusters, path.rest, inside)) {
                     return found;
                 }
@@ -97,7 +97,7 @@ private:
                name == m_peripheral.prependToName + contents.name + m_peripheral.appendToName;
     }
 
-    static std::optional<NamedRegister> findPart(const PlacedRegister& place, const std::string& field) {
+    static std::optional<NamedRegister> findPart(const LocatedRegister& place, const std::string& field) {
         if (field.empty()) {
             return NamedRegister{place, nullptr};
         }
@@ -129,7 +129,7 @@ std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::
         return names;
     }
     forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
-                    [&names](const PlacedRegister& place) { names.push_back(place.name); });
+                    [&names](const LocatedRegister& place) { names.push_back(place.name); });
     return names;
 }
 
@@ -149,12 +149,12 @@ const Peripheral* findPeripheral(const Device& map, const std::string& deviceNam
     return found == map.peripherals.end() ? nullptr : found;
 }
 
-std::vector<PlacedRegister> registersOf(const Peripheral& peripheral) {
-    std::vector<PlacedRegister> registers;
+std::vector<LocatedRegister> registersOf(const Peripheral& peripheral) {
+    std::vector<LocatedRegister> registers;
     forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
-                    [&registers](PlacedRegister place) { registers.push_back(std::move(place)); });
+                    [&registers](LocatedRegister place) { registers.push_back(std::move(place)); });
     std::stable_sort(registers.begin(), registers.end(),
-                     [](const PlacedRegister& a, const PlacedRegister& b) { return a.offset < b.offset; });
+                     [](const LocatedRegister& a, const LocatedRegister& b) { return a.offset < b.offset; });
     return registers;
 }
 

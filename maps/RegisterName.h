@@ -25,7 +25,7 @@ std::string peripheralNameOf(const std::string& deviceName);
 const Peripheral* findPeripheral(const Device& map, const std::string& deviceName);
 
 /** A register of a peripheral. The peripheral must outlive this object. */
-struct PlacedRegister {
+struct LocatedRegister {
     /** The name of the register with the names of the clusters around it, such as `CLUSTER.REGISTER`. */
     std::string name;
     /** The offset from the beginning of the peripheral. */
@@ -34,11 +34,11 @@ struct PlacedRegister {
 };
 
 /** Returns all registers of a peripheral, also those in clusters, in the order of their offsets. */
-std::vector<PlacedRegister> registersOf(const Peripheral& peripheral);
+std::vector<LocatedRegister> registersOf(const Peripheral& peripheral);
 
 /** The register or field that a name means. */
 struct NamedRegister {
-    PlacedRegister place;
+    LocatedRegister place;
     /** The field; null if the name means the whole register. */
     const Field* field = nullptr;
 };

@@ -25,7 +25,7 @@ XmlDocument::XmlDocument(std::string text, Warnings& warnings)
     : m_text(std::move(text)), m_lineEnds(lineEndsIn(m_text)) {
     const std::size_t nul = m_text.find('\0');
     if (nul != std::string::npos) {
-        throw MalformedMap(lineAt(static_cast<std::ptrdiff_t>(nul)), "a NUL character is not XML");
+        throw MalformedMap(lineAt(static_cast<std::ptrdiff_t>(nul)), "the file contains a NUL character");
     }
     parse();
     findRoot(warnings);

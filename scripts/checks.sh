@@ -55,7 +55,7 @@ add_results() {
     done <"$1"
 }
 
-leave_results() {
+write_results() {
     local file
     file=$(mktemp "$RYNVEL_RESULTS/$suite.XXXXXX.xml") &&
         { printf '<testsuite name="%s">\n' "$suite" && cat "$results" && printf '</testsuite>\n'; } >"$file"
@@ -66,7 +66,7 @@ summary() {
     local total failed
     total=$(grep -c '^<testcase ' "$results" || :)
     failed=$(grep -c '<failure ' "$results" || :)
-    [ -z "${RYNVEL_RESULTS-}" ] || leave_results || { echo "$suite: cannot write its results" >&2; return 1; }
+    [ -z "${RYNVEL_RESULTS-}" ] || write_results || { echo "$suite: cannot write its results" >&2; return 1; }
     printf '%d passed, %d failed\n' $((total - failed)) "$failed"
     [ "$total" != 0 ] && [ "$failed" = 0 ]
 }

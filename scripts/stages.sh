@@ -205,7 +205,7 @@ every_source_names_its_licence() {
     [ -z "$unlabelled" ] || { printf 'missing SPDX line: %s\n' $unlabelled; return 1; }
 }
 
-includes_keep_to_the_map() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
+includes_keep_to_the_folder_table() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
 # Prints the files whose wording is checked. Leaves out the licence, the fuzzing corpus, and the files that quote
 # excluded wordings.
@@ -225,7 +225,7 @@ stage_format() (
     check 'clang-format changes nothing in the sources' clang-format --dry-run -Werror $files
     check 'every source file has a licence line' every_source_names_its_licence
     check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
-    check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_map
+    check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_folder_table
     check 'codespell finds no spelling mistake' texts_are_spelled
     check 'the texts contain no wording that docs/style.md excludes' texts_keep_to_the_wordings
     summary

@@ -57,7 +57,7 @@ class BitsByIndex {
 public:
     explicit BitsByIndex(unsigned int width) : m_width(width) {}
 
-    void add(const Maps::PlacedRegister& place) {
+    void add(const Maps::LocatedRegister& place) {
         for (const RegisterBits& bits : behaviourOf(*place.contents)) {
             add(place.offset, bits);
         }
@@ -94,7 +94,7 @@ private:
 
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width) {
     BitsByIndex bits(width);
-    for (const Maps::PlacedRegister& place : Maps::registersOf(peripheral)) {
+    for (const Maps::LocatedRegister& place : Maps::registersOf(peripheral)) {
         bits.add(place);
     }
     return bits.registers();

@@ -234,7 +234,7 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .takeOneValue();
     program
         .addOption("--fault", "FAULT[:COUNT]", raw.faults,
-                   "With --simulate: simulate a fault at every or every COUNTth request; may be repeated")
+                   "With --simulate: simulate a fault at every request, or at every COUNTth request; may be repeated")
         .takeOneValue();
 }
 

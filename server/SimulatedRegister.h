@@ -17,7 +17,7 @@ namespace Rynveld {
 /** Bits of a register that share their behaviour. */
 struct RegisterBits {
     std::uint64_t mask = 0;
-    /** The bits outside of the mask are 0. */
+    /** The bits outside the mask are 0. */
     std::uint64_t resetValue = 0;
     Maps::Access access = Maps::Access::ReadWrite;
     std::optional<Maps::ReadAction> readAction;

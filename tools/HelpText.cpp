@@ -70,7 +70,8 @@ const std::vector<HelpSection> helpSections{
       "file. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with status 2 if an "
       "operation fails."}},
     {"Interrupts",
-     {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the word that "
+     {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
+      "word that "
       "the device reports.",
       "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
       "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, it "

@@ -44,7 +44,7 @@ bool MapCompletion::isUsable(const Element& element) const {
 
 std::vector<std::string> MapCompletion::names(const std::string& word) const {
     Words words;
-    for (const Maps::PlacedRegister& place : Maps::registersOf(m_peripheral)) {
+    for (const Maps::LocatedRegister& place : Maps::registersOf(m_peripheral)) {
         if (isUsable(*place.contents)) {
             words.push_back(place.name);
         }

@@ -56,7 +56,7 @@ struct HeaderText {
 struct DescribedDevice {
     std::string device;
     Maps::DeviceDescription description;
-    std::vector<Maps::PlacedRegister> registers;
+    std::vector<Maps::LocatedRegister> registers;
 };
 
 /** A register, or one of its fields. */

@@ -36,7 +36,7 @@ std::string format(const MapCheck& maps) {
 std::string format(const HeaderText& header) { return header.text; }
 
 std::string format(const DescribedDevice& device) {
-    return linesOf(device.registers, [](const Maps::PlacedRegister& place) { return printable(place.name); });
+    return linesOf(device.registers, [](const Maps::LocatedRegister& place) { return printable(place.name); });
 }
 
 std::string format(const DescribedRegister& described) {

@@ -112,7 +112,7 @@ std::string format(const Maps::Field* field) {
     return addField(object.add("name", field->name), *field).text();
 }
 
-JsonObject& addRegister(JsonObject& object, const Maps::PlacedRegister& place) {
+JsonObject& addRegister(JsonObject& object, const Maps::LocatedRegister& place) {
     const Maps::Register& contents = *place.contents;
     object.add("register", place.name).add("offset", place.offset).add("width", contents.size);
     return addBehaviour(object, contents)
@@ -129,7 +129,7 @@ std::string format(const DescribedDevice& device) {
         .add("peripheral", device.description.peripheral->name)
         .add("description", device.description.peripheral->description.str())
         .addJson("registers", arrayOf(device.registers,
-                                      [](const Maps::PlacedRegister& place) {
+                                      [](const Maps::LocatedRegister& place) {
                                           JsonObject object;
                                           return addRegister(object, place).text();
                                       }))

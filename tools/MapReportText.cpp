@@ -80,7 +80,7 @@ std::string resetValueOf(const Maps::Register& contents) {
 std::string format(const DescribedDevice& device) {
     const Maps::Peripheral& peripheral = *device.description.peripheral;
     Rows rows{{"OFFSET", "REGISTER", "BITS", "ACCESS", "RESET", "DESCRIPTION"}};
-    for (const Maps::PlacedRegister& place : device.registers) {
+    for (const Maps::LocatedRegister& place : device.registers) {
         const Maps::Register& contents = *place.contents;
         rows.push_back({hexadecimal(place.offset), printable(place.name), std::to_string(contents.size),
                         wordsFor(contents.access), resetValueOf(contents), printable(contents.description.str())});
@@ -106,7 +106,7 @@ void addBehaviour(Rows& rows, const Element& element) {
 }
 
 Rows propertiesOf(const DescribedRegister& described) {
-    const Maps::PlacedRegister& place = described.named.place;
+    const Maps::LocatedRegister& place = described.named.place;
     const Maps::Register& contents = *place.contents;
     Rows rows{{"offset:", hexadecimal(place.offset)}, {"width:", counted(contents.size, "bit")}};
     addBehaviour(rows, contents);
@@ -163,7 +163,7 @@ void addValues(Lines& lines, const Maps::Field& field) {
 }
 
 std::string formatRegister(const DescribedRegister& described) {
-    const Maps::PlacedRegister& place = described.named.place;
+    const Maps::LocatedRegister& place = described.named.place;
     const Maps::Register& contents = *place.contents;
     Lines lines{headingOf(described.device + ' ' + place.name, contents.description.str()), "",
                 TextTable(propertiesOf(described)).text()};
@@ -177,7 +177,7 @@ std::string formatRegister(const DescribedRegister& described) {
 }
 
 std::string formatField(const DescribedRegister& described) {
-    const Maps::PlacedRegister& place = described.named.place;
+    const Maps::LocatedRegister& place = described.named.place;
     const Maps::Field& field = *described.named.field;
     Rows rows{{"register offset:", hexadecimal(place.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
     addBehaviour(rows, field);

@@ -282,13 +282,13 @@ private:
             addWhole(leaf, leaf.path);
         }
         if (leaf.path.hasOwnIndex) {
-            m_blocks.push_back({single.offset, dotted(single.shared), placesOf(leaf, single)});
+            m_blocks.push_back({single.offset, dotted(single.shared), positionsOf(leaf, single)});
         }
     }
 
     void addWhole(const Leaf& leaf, const Path& path) {
         const Maps::Register& contents = *leaf.contents;
-        Block block{path.offset, described(dotted(path.shared), contents.description.str()), placesOf(leaf, path)};
+        Block block{path.offset, described(dotted(path.shared), contents.description.str()), positionsOf(leaf, path)};
         if (path.isInArray() && contents.arrayElement.array) {
             block.macros.push_back(countOf(path.shared, *contents.arrayElement.array, ofRegister));
         }
@@ -299,7 +299,7 @@ private:
         m_blocks.push_back(std::move(block));
     }
 
-    std::vector<Macro> placesOf(const Leaf& leaf, const Path& path) const {
+    std::vector<Macro> positionsOf(const Leaf& leaf, const Path& path) const {
         const std::string parameters = parametersFor(path.arrays.size());
         return {{with(path.shared, "ADDRESS"), parameters, placeOf(*leaf.address, path, m_scale), ofRegister},
                 {with(path.shared, "OFFSET"), parameters, placeOf(path.offset, path, {1, 1}), ofRegister}};

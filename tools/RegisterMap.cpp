@@ -38,7 +38,7 @@ RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& de
 
 std::vector<MappedRegister> RegisterMap::registers() const {
     std::vector<MappedRegister> registers;
-    for (const Maps::PlacedRegister& place : m_places) {
+    for (const Maps::LocatedRegister& place : m_places) {
         if (obstacleTo(place).empty()) {
             registers.push_back(mapped(place));
         }
@@ -48,7 +48,7 @@ std::vector<MappedRegister> RegisterMap::registers() const {
 
 std::vector<std::string> RegisterMap::inaccessible() const {
     std::vector<std::string> messages;
-    for (const Maps::PlacedRegister& place : m_places) {
+    for (const Maps::LocatedRegister& place : m_places) {
         const std::string obstacle = obstacleTo(place);
         if (!obstacle.empty()) {
             messages.push_back(m_target->name() + ": " + obstacle);
@@ -74,12 +74,12 @@ Selection RegisterMap::find(const std::string& name) const {
     Selection selection{mapped(found.place), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
-                      "outside of the " + std::to_string(selection.whole.contents().size) + " bits of its register");
+                      "outside the " + std::to_string(selection.whole.contents().size) + " bits of its register");
     }
     return selection;
 }
 
-std::string RegisterMap::obstacleTo(const Maps::PlacedRegister& place) const {
+std::string RegisterMap::obstacleTo(const Maps::LocatedRegister& place) const {
     const unsigned int width = m_target->width();
     const unsigned int bytes = Common::bytesOf(width);
     const std::string subject = "register " + place.name;
@@ -94,25 +94,25 @@ std::string RegisterMap::obstacleTo(const Maps::PlacedRegister& place) const {
         return subject + ": offset " + hexadecimal(static_cast<std::uint32_t>(place.offset)) +
                " is not a multiple of " + std::to_string(bytes) + " (" + bitRegisters(width) + ")";
     }
-    if (const Maps::PlacedRegister* const neighbour = neighbourOf(place)) {
+    if (const Maps::LocatedRegister* const neighbour = neighbourOf(place)) {
         return subject + " has " + std::to_string(place.contents->size) + " bits and shares its word with register " +
                neighbour->name + " (the device has " + bitRegisters(width) + ")";
     }
     return "";
 }
 
-const Maps::PlacedRegister* RegisterMap::neighbourOf(const Maps::PlacedRegister& place) const {
+const Maps::LocatedRegister* RegisterMap::neighbourOf(const Maps::LocatedRegister& place) const {
     if (place.contents->size >= m_target->width()) {
         return nullptr;
     }
-    const auto next =
-        std::upper_bound(m_places.begin(), m_places.end(), place.offset,
-                         [](std::uint64_t offset, const Maps::PlacedRegister& other) { return offset < other.offset; });
+    const auto next = std::upper_bound(
+        m_places.begin(), m_places.end(), place.offset,
+        [](std::uint64_t offset, const Maps::LocatedRegister& other) { return offset < other.offset; });
     const bool isInWord = next != m_places.end() && next->offset - place.offset < Common::bytesOf(m_target->width());
     return isInWord ? &*next : nullptr;
 }
 
-MappedRegister RegisterMap::mapped(const Maps::PlacedRegister& place) const {
+MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {
     const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target->width()));
     return {place, RegisterRange(*m_target, index, place.name)};
 }

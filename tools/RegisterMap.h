@@ -19,7 +19,7 @@ namespace Rynvelctl {
 
 /** A register that a register map describes, and that the device can access. */
 struct MappedRegister {
-    Maps::PlacedRegister place;
+    Maps::LocatedRegister place;
     /** Has the name of the register. */
     RegisterRange range;
 
@@ -54,13 +54,13 @@ public:
     std::vector<MappedRegister> registers() const;
 
     /** Returns all registers of the map, in the order of their offsets. */
-    const std::vector<Maps::PlacedRegister>& places() const { return m_places; }
+    const std::vector<Maps::LocatedRegister>& places() const { return m_places; }
 
     /** Returns what a name means, whether the device can access it or not. @throws Failure for an unknown name. */
     Maps::NamedRegister named(const std::string& name) const;
 
     /** Returns why the device cannot access a register of the map; empty if it can. */
-    std::string obstacleTo(const Maps::PlacedRegister& place) const;
+    std::string obstacleTo(const Maps::LocatedRegister& place) const;
 
     /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
      * access it. */
@@ -69,20 +69,20 @@ public:
     /**
      * Returns what a name selects.
      *
-     * @throws Failure for an unknown name, for a register that the device cannot access, and for a field outside of its
+     * @throws Failure for an unknown name, for a register that the device cannot access, and for a field outside its
      * register.
      */
     Selection find(const std::string& name) const;
 
 private:
     /** Returns another register in the word of a register that is narrower than the word; null if there is none. */
-    const Maps::PlacedRegister* neighbourOf(const Maps::PlacedRegister& place) const;
-    MappedRegister mapped(const Maps::PlacedRegister& place) const;
+    const Maps::LocatedRegister* neighbourOf(const Maps::LocatedRegister& place) const;
+    MappedRegister mapped(const Maps::LocatedRegister& place) const;
     Failure unknownName(const std::string& name) const;
 
     const Target* m_target;
     Maps::DeviceDescription m_description;
-    std::vector<Maps::PlacedRegister> m_places;
+    std::vector<Maps::LocatedRegister> m_places;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */

@@ -43,8 +43,9 @@ RegisterRange RegisterRange::operator[](std::uint32_t position) const {
 void RegisterRange::requireAddresses() const {
     const std::uint64_t lastIndex = std::uint64_t{m_index} + m_count - 1;
     if (lastIndex != 0 && !isDeviceUnitKnown()) {
-        throw usageError(m_device->name() +
-                         ": only address 0 can be used (to use others, give the type on the server with --type)");
+        throw usageError(
+            m_device->name() +
+            ": you can use only address 0, because the type on the server is unknown (give the type with --type)");
     }
     // For an SPI device, the byte address must fit in 32 bits, too, because the library turns the index into a byte
     // address.

@@ -118,7 +118,7 @@ std::string Restoration::obstacleTo(const SavedRegister& saved) const {
 bool Restoration::isDescribed(const std::string& name) const {
     const auto places = Maps::registersOf(*m_map.description().peripheral);
     return std::any_of(places.begin(), places.end(),
-                       [&name](const Maps::PlacedRegister& place) { return place.name == name; });
+                       [&name](const Maps::LocatedRegister& place) { return place.name == name; });
 }
 
 std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, std::uint32_t current,

@@ -37,7 +37,7 @@ class Descriptions {
 public:
     explicit Descriptions(const Maps::Peripheral* peripheral) {
         if (peripheral != nullptr) {
-            for (const Maps::PlacedRegister& place : Maps::registersOf(*peripheral)) {
+            for (const Maps::LocatedRegister& place : Maps::registersOf(*peripheral)) {
                 m_places.emplace(place.name, place);
             }
         }
@@ -62,7 +62,7 @@ public:
     }
 
 private:
-    std::unordered_map<std::string, Maps::PlacedRegister> m_places;
+    std::unordered_map<std::string, Maps::LocatedRegister> m_places;
 };
 
 RegisterDifference presentOnlyIn(const ComparedSnapshot& compared, const SavedRegister& saved) {

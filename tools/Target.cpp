@@ -89,7 +89,7 @@ const char* Target::backend() const { return typeOf(row).name; }
 Target localTarget(const std::string& name, const DeviceTypeInfo* givenType, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw usageError(name + ": no such device ('rynvelctl list' shows the names)");
+        throw usageError(name + ": not a device of this machine ('rynvelctl list' shows the names)");
     }
     const DeviceTypeInfo& type = typeOf(*row);
     if (type.access == Common::Access::Remote) {

@@ -5,7 +5,7 @@
 struct dentry;
 
 /* The folder "rynvel_board" of debugfs. Each family creates the test files of its devices in it. */
-extern struct dentry *board_debugfs;
+extern struct dentry* board_debugfs;
 
 int seek_devices_init(void);
 void seek_devices_exit(void);

@@ -9,9 +9,9 @@ struct dentry;
 
 /* The results that a test can force on the calls of an operation. */
 enum board_forcible {
-	BOARD_FORCE_ERRORS,
-	BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, or any number from 0 */
-	BOARD_FORCE_BYTES, /* 0 to 255 */
+    BOARD_FORCE_ERRORS,
+    BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, or any number from 0 */
+    BOARD_FORCE_BYTES,             /* 0 to 255 */
 };
 
 /*
@@ -19,33 +19,32 @@ enum board_forcible {
  * a result for the next calls. The lock of the device guards the members.
  */
 struct board_probe {
-	struct mutex *lock;
-	enum board_forcible forcible;
-	u32 calls;
-	u32 forced_calls;
-	int forced_result;
+    struct mutex* lock;
+    enum board_forcible forcible;
+    u32 calls;
+    u32 forced_calls;
+    int forced_result;
 };
 
 /* Adds the folder "name", with the files "calls" and "force", to the folder "parent". */
-void board_probe_create(struct board_probe *probe, struct mutex *lock,
-			enum board_forcible forcible, const char *name, struct dentry *parent);
+void board_probe_create(struct board_probe* probe, struct mutex* lock, enum board_forcible forcible, const char* name,
+                        struct dentry* parent);
 
 /* Adds only the file "force" to the folder "parent", with the name "name". */
-void board_probe_create_force(struct board_probe *probe, struct mutex *lock,
-			      enum board_forcible forcible, const char *name,
-			      struct dentry *parent);
+void board_probe_create_force(struct board_probe* probe, struct mutex* lock, enum board_forcible forcible,
+                              const char* name, struct dentry* parent);
 
 /*
  * Counts one call. Returns whether its result is forced, and if so, stores the result. The caller
  * holds the lock.
  */
-bool board_probe_forced(struct board_probe *probe, int *result);
+bool board_probe_forced(struct board_probe* probe, int* result);
 
 /*
  * Counts one call. Returns a negative error number if a test forces the call to fail, otherwise 0.
  * If a test limits the number of bytes, reduces "length" to this limit. "length" is NULL if the
  * operation transfers no bytes. The caller holds the lock.
  */
-int board_probe_call(struct board_probe *probe, size_t *length);
+int board_probe_call(struct board_probe* probe, size_t* length);
 
 #endif

@@ -9,9 +9,9 @@ struct dentry;
 
 /* The registers of a device as bytes. "size" is in bytes. "lock" is the lock of the device. */
 struct board_registers {
-	struct mutex *lock;
-	u8 *bytes;
-	size_t size;
+    struct mutex* lock;
+    u8* bytes;
+    size_t size;
 };
 
 /*
@@ -19,12 +19,10 @@ struct board_registers {
  * of bytes or a negative error number. At the end, a read returns 0 and a write returns -ENOSPC.
  * The caller holds the lock.
  */
-ssize_t board_registers_read(struct board_registers *registers, char __user *user, size_t length,
-			     loff_t *pos);
-ssize_t board_registers_write(struct board_registers *registers, const char __user *user,
-			      size_t length, loff_t *pos);
+ssize_t board_registers_read(struct board_registers* registers, char __user* user, size_t length, loff_t* pos);
+ssize_t board_registers_write(struct board_registers* registers, const char __user* user, size_t length, loff_t* pos);
 
 /* Adds the file "registers" to "parent". A test reads and writes the registers with this file. */
-void board_registers_create(struct board_registers *registers, struct dentry *parent);
+void board_registers_create(struct board_registers* registers, struct dentry* parent);
 
 #endif

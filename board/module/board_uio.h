@@ -13,16 +13,16 @@
  * interrupt in "info", and "set_enabled", which enables or disables the interrupt.
  */
 struct board_uio {
-	struct uio_info info;
-	struct mutex lock; /* guards the probes; held while set_enabled is called */
-	struct board_probe probes[2]; /* index: false for disabling, true for enabling */
-	u8 enabled;
-	void (*set_enabled)(struct board_uio *uio, bool enabled);
-	struct dentry *debugfs;
+    struct uio_info info;
+    struct mutex lock;            /* guards the probes; held while set_enabled is called */
+    struct board_probe probes[2]; /* index: false for disabling, true for enabling */
+    u8 enabled;
+    void (*set_enabled)(struct board_uio* uio, bool enabled);
+    struct dentry* debugfs;
 };
 
 /* Registers the device and adds its test files. Returns 0 or a negative error number. */
-int board_uio_add(struct board_uio *uio, const char *name, struct device *parent);
-void board_uio_remove(struct board_uio *uio);
+int board_uio_add(struct board_uio* uio, const char* name, struct device* parent);
+void board_uio_remove(struct board_uio* uio);
 
 #endif

@@ -93,7 +93,7 @@ static void test_end(const char* path) {
 static void test_seek(const char* path) {
     int fd = open_device(path);
     lseek(fd, 0x10, SEEK_SET);
-    check("a seek outside of the block fails with EINVAL",
+    check("a seek outside the block fails with EINVAL",
           fails_with(lseek(fd, SIZE + 1, SEEK_SET), EINVAL) && fails_with(lseek(fd, -1, SEEK_SET), EINVAL) &&
               fails_with(lseek(fd, -0x11, SEEK_CUR), EINVAL) && fails_with(lseek(fd, 1, SEEK_END), EINVAL));
     check("a failed seek leaves the position", lseek(fd, 0, SEEK_CUR) == 0x10);

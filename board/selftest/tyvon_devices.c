@@ -280,9 +280,9 @@ static void test_seeking(const char* path) {
           pwrite(beside, "\x77\x88", 2, 0x104) == 2 && reads_at(fd, 0x104, "\x77\x88", 2));
     check("the position advances by the bytes transferred",
           lseek(fd, 0, SEEK_CUR) == 0x106 && lseek(fd, -2, SEEK_CUR) == 0x104 && lseek(other, 0, SEEK_CUR) == 0x104);
-    check("a seek outside of the page fails with EINVAL", fails_with(lseek(fd, SIZE + 1, SEEK_SET), EINVAL) &&
-                                                              fails_with(lseek(fd, -1, SEEK_SET), EINVAL) &&
-                                                              lseek(fd, 0, SEEK_CUR) == 0x104);
+    check("a seek outside the page fails with EINVAL", fails_with(lseek(fd, SIZE + 1, SEEK_SET), EINVAL) &&
+                                                           fails_with(lseek(fd, -1, SEEK_SET), EINVAL) &&
+                                                           lseek(fd, 0, SEEK_CUR) == 0x104);
     check("a write at the end fails with ENOSPC, a read gives nothing",
           lseek(fd, 0, SEEK_END) == SIZE && fails_with(write(fd, "xx", 2), ENOSPC) && read(fd, &value, 4) == 0);
     check("there are no transfers beside the position",

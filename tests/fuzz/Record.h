@@ -94,8 +94,8 @@ public:
         require(message.getLength() == m_length, "a length above the capacity is not stored");
         message.addValue(0x12345678);
         require(message.getLength() == (m_length < capacity ? m_length + 1 : m_length),
-                "a value is added where there is room, and else not");
-        require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "a value is added behind the others");
+                "a value is added only if there is room");
+        require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "a value is added after the others");
     }
 
     /** Returns the end of the text of the message, with the length and the values. */

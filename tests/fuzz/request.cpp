@@ -28,7 +28,7 @@ void requireRendering(const Request& message, const Record& record, const Values
                                ", address: " + hex(record.word(132)) + ", bitmask: " + hex(record.word(656)) +
                                ", command: " + hex(record.word(656));
     const std::string type = between(rendered(message), "Request: [ type: ", fields + values.text());
-    require(type.empty() == (record.word(0) > 13), "the types up to 13 have a name, and no other");
+    require(type.empty() == (record.word(0) > 13), "only the types up to 13 have a name");
     require(type.find_first_of(" ,") == std::string::npos, "the name of a type is one word");
 }
 

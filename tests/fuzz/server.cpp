@@ -72,7 +72,7 @@ private:
 
     void answer(const Request& request, const Record& record) {
         const Response response = m_handler.handle(request);
-        require(bytesOf(request) == record.bytes(), "a request is left as it is");
+        require(bytesOf(request) == record.bytes(), "a request is not changed");
         if (response.isSuccessful()) {
             requireRight(request);
             require(response.getLength() == valuesOf(request), "a success has the values of its type");
@@ -91,7 +91,7 @@ private:
     void requireRight(const Request& request) const {
         require(request.getType() == Type::Open || (m_isOpen && request.getDeviceName() == m_name),
                 "an operation for a device that is not open is refused");
-        require(!isRead(request.getType()) || request.getLength() > 0, "a read of nothing is refused");
+        require(!isRead(request.getType()) || request.getLength() > 0, "an empty read is refused");
     }
 
     /** Keeps track of the open device. Requires that a register keeps a value that was written without a mask. */
@@ -157,7 +157,7 @@ void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& po
         read.setLength(capacity);
         const Response response = beside.handle(read);
         for (std::uint32_t i = 0; i < capacity; ++i) {
-            require(response.getValue(i) == 0, "what begins as HTTP reaches no register");
+            require(response.getValue(i) == 0, "an HTTP request reaches no register");
         }
     }
 }

@@ -56,7 +56,7 @@ every_binary() {
     local file files failed=0
     files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'there are too few'; return 1; }
     for file in $files; do
-        "$1" "$file" || { printf 'not so: %s\n' "$file"; failed=1; }
+        "$1" "$file" || { printf 'fails: %s\n' "$file"; failed=1; }
     done
     return $failed
 }
@@ -80,7 +80,7 @@ has_a_stack_protector() {
 # Succeeds if a program or library calls at least one checked function of the C library.
 is_fortified() { uses "$1" '__[a-z0-9]+_chk|__open(at)?(64)?_2'; }
 
-holds_no_place_of_the_build() {
+contains_no_path_of_the_build() {
     strings -a "$1" >"$work/strings" && ! grep -F -e "$root/" -e "$build/" "$work/strings"
 }
 
@@ -313,11 +313,11 @@ check 'the command line program runs' runs_the_command_line_program
 check 'the programs run where the installation is moved to' runs_where_it_is_moved_to
 check 'the register server names its sources in traces' server_names_its_sources
 check 'the manual pages are installed and well formed' has_manual_pages
-check 'completion for bash knows commands, options and device names' completes_commands_options_and_device_names
+check 'completion for bash offers commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
 check 'the unit starts the server of the prefix that was installed to' unit_starts_what_is_installed
 if is_a_release; then
-    check 'programs and libraries hold no place of the build' every_binary holds_no_place_of_the_build
+    check 'programs and libraries contain no path of the build' every_binary contains_no_path_of_the_build
     check 'programs and libraries are position independent' every_binary is_position_independent
     check 'programs and libraries have read-only relocations' every_binary has_read_only_relocations
     check 'programs and libraries are bound when they are loaded' every_binary is_bound_at_once

@@ -154,7 +154,7 @@ TEST(OddArray, WithoutADimIsOneElement) {
     EXPECT_EQ(registersIn(readOdd(mapOf("<register><dimIndex>A,B</dimIndex><name>R[%s]</name>"
                                         "<addressOffset>0</addressOffset></register>"),
                                   "m.svd:1: warning: register 'R[%s]' has a dimIncrement or dimIndex, but no dim\n"
-                                  "m.svd:1: warning: register 'R[%s]' has a place for an index, but no dim\n")),
+                                  "m.svd:1: warning: register 'R[%s]' has a placeholder for an index, but no dim\n")),
               "R ");
 }
 
@@ -179,7 +179,7 @@ TEST(OddArray, OfFieldsEndsWithTheHighestBit) {
         onlyRegister(readOdd(mapOfFields("<field><dim>3</dim><dimIncrement>40000</dimIncrement><name>F%s</name>"
                                          "<bitOffset>0</bitOffset></field>"),
                              "m.svd:1: warning: field 'F%s' is beyond bit 65535, and not used\n"
-                             "m.svd:1: warning: field 'F%s' is outside of the 32 bits of its register\n"));
+                             "m.svd:1: warning: field 'F%s' is outside the 32 bits of its register\n"));
     EXPECT_EQ(namesOf(aRegister.fields), "F0 F1 ");
 }
 

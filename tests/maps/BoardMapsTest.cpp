@@ -83,7 +83,7 @@ TEST(BoardMaps, DescribeRegistersOfTheWidthOfTheDevice) {
     for (const auto& [name, type] : boardDevices()) {
         const auto description = catalog.find(name);
         for (const auto& place :
-             description ? Maps::registersOf(*description->peripheral) : std::vector<Maps::PlacedRegister>()) {
+             description ? Maps::registersOf(*description->peripheral) : std::vector<Maps::LocatedRegister>()) {
             EXPECT_EQ(place.contents->size, widthOf(type)) << name << " " << place.name;
             EXPECT_EQ(place.offset * 8 % widthOf(type), 0U) << name << " " << place.name;
             EXPECT_LT(place.offset, sizeOfEachDevice) << name << " " << place.name;

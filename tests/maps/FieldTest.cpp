@@ -121,7 +121,7 @@ TEST(Field, MayHaveSeveralBitRangesThatAgree) {
 
 TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitRange>[7:4]</bitRange>"),
-                                 "m.svd:1: warning: bitRange '[7:4]' contradicts the bit range before, and is not "
+                                 "m.svd:1: warning: bitRange '[7:4]' contradicts an earlier bit range, and is not "
                                  "used\n")),
                4, 6);
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
@@ -134,7 +134,7 @@ TEST(OddField, OutsideOfItsRegisterIsKept) {
     expectBits(
         onlyField(readOdd(mapOf(registerOf("<size>8</size><fields>" +
                                            element("field", "<name>F</name><bitRange>[8:4]</bitRange>") + "</fields>")),
-                          "m.svd:1: warning: field 'F' is outside of the 8 bits of its register\n")),
+                          "m.svd:1: warning: field 'F' is outside the 8 bits of its register\n")),
         4, 8);
 }
 
@@ -165,7 +165,7 @@ TEST(Fields, MayOverlapIfOneIsReadAndTheOtherWritten) {
 TEST(OddFields, OfTheSameNameAreBothUsed) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
                                                                      "</field>"),
-                                           "m.svd:2: warning: field 'F' has the name of another one\n"))
+                                           "m.svd:2: warning: field 'F' has the same name as another one\n"))
                           .fields),
               "F F ");
 }
@@ -215,14 +215,16 @@ TEST(OddValue, ThatDoesNotFitIsKept) {
 
 TEST(OddValues, ThatAreThereTwiceAreKept) {
     EXPECT_EQ(namesOf(oddValues(value("A", "1") + "\n" + value("A", "2") + "\n" + value("B", "1"),
-                                "m.svd:2: warning: enumerated value 'A' has the name of another one\n"
-                                "m.svd:3: warning: enumerated value 'B' has the value of another one\n")
+                                "m.svd:2: warning: enumerated value 'A' has the same name as another one\n"
+                                "m.svd:3: warning: enumerated value 'B' has the same value as another one\n")
                           .values),
               "A A B ");
     EXPECT_EQ(oddValues(value("A", "#1x") + value("B", "#10"), "").values.size(), 2U);
 }
 
-TEST(OddValues, AreNotThereAtAll) { oddValues("", "m.svd:1: warning: enumeratedValues without an enumerated value\n"); }
+TEST(OddValues, AreNotThereAtAll) {
+    oddValues("", "m.svd:1: warning: enumeratedValues contains no enumerated value\n");
+}
 
 TEST(OddValues, AreOfTooManyEnumerations) {
     std::string enumerations;

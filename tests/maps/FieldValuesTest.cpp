@@ -145,7 +145,7 @@ TEST(Assignments, AreRefusedForAFieldThatCannotBeWritten) {
     expectRefused(
         onlyRegister(Maps::readMap(mapOf(registerOf("<size>8</size><fields>" + field("OUT", "[8:8]") + "</fields>")))
                          .device.value()),
-        {{"OUT", "1"}}, "field C.R.OUT is outside of the 8 bits of its register");
+        {{"OUT", "1"}}, "field C.R.OUT is outside the 8 bits of its register");
 }
 
 TEST(Assignments, AreRefusedForAnUnknownName) {

@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 
 #include "MapText.h"
-#include "OwnFolder.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -65,7 +65,7 @@ class MapCatalogs : public testing::Test {
 protected:
     MapCatalogs() { std::filesystem::create_directory("maps"); }
 
-    OwnFolder m_folder;
+    TemporaryWorkingFolder m_folder;
 };
 
 TEST_F(MapCatalogs, AreEmptyWithoutPaths) {

@@ -2,7 +2,7 @@
 #include <fstream>
 
 #include "MapText.h"
-#include "OwnFolder.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -111,7 +111,7 @@ TEST(Map, WithoutADeclaredEncodingIsReadAsLatin1) {
 }
 
 TEST(MapFile, IsRead) {
-    const OwnFolder folder;
+    const TemporaryWorkingFolder folder;
     const std::string name = "m.svd";
     std::ofstream(name) << mapOf(registerOf(""));
     const Maps::ReadMap map = readMapFile(name);
@@ -120,7 +120,7 @@ TEST(MapFile, IsRead) {
 }
 
 TEST(MapFile, OfSeveralBlocksIsReadWhole) {
-    const OwnFolder folder;
+    const TemporaryWorkingFolder folder;
     const std::string name = "m.svd";
     std::ofstream(name) << mapOf(registerOf("") + std::string(65536 * 2, ' '));
     EXPECT_EQ(onlyRegister(deviceIn(readMapFile(name))).name, "R");

@@ -17,8 +17,8 @@ TEST(MalformedMap, IsAnErrorWithItsLine) {
 
 TEST(MalformedMap, HasANulCharacter) {
     const std::string text = deviceOf("\n" + peripheralOf(registerOf("")));
-    expectError(text + std::string("\0", 1), "m.svd:2: error: a NUL character is not XML");
-    expectError(std::string("<device>\n\n\0", 11) + "</device>", "m.svd:3: error: a NUL character is not XML");
+    expectError(text + std::string("\0", 1), "m.svd:2: error: the file contains a NUL character");
+    expectError(std::string("<device>\n\n\0", 11) + "</device>", "m.svd:3: error: the file contains a NUL character");
 }
 
 TEST(MalformedMap, EndsTooEarlyAtAnyPlace) {
@@ -189,7 +189,7 @@ TEST(OddCluster, LacksWhatItNeeds) {
 TEST(OddClusters, OfTheSameNameAreBothUsed) {
     const std::string rest = "<description>C</description><addressOffset>8</addressOffset>" + registerOf("");
     EXPECT_EQ(onlyPeripheral(readOdd(mapOf(clustersOf(rest) + "\n" + clustersOf(rest)),
-                                     "m.svd:2: warning: cluster 'C' has the name of another one\n"))
+                                     "m.svd:2: warning: cluster 'C' has the same name as another one\n"))
                   .clusters.size(),
               2U);
 }
@@ -205,7 +205,7 @@ TEST(OddPeripheral, LacksWhatItNeeds) {
 TEST(OddPeripherals, OfTheSameNameAreBothUsed) {
     const std::string peripheral = peripheralOf(registerOf(""));
     EXPECT_EQ(readOdd(deviceOf(peripheral + "\n" + peripheral),
-                      "m.svd:2: warning: peripheral 'P' has the name of another one\n")
+                      "m.svd:2: warning: peripheral 'P' has the same name as another one\n")
                   .peripherals.size(),
               2U);
 }

@@ -58,7 +58,7 @@ TEST(Peripheral, IsFoundByTheNameOfItsDevice) {
 TEST(Registers, AreAllThoseOfAPeripheralByTheirOffsets) {
     std::string registers;
     const Maps::Device device = map();
-    for (const Maps::PlacedRegister& place : Maps::registersOf(device.peripherals[0])) {
+    for (const Maps::LocatedRegister& place : Maps::registersOf(device.peripherals[0])) {
         registers += place.name + "@" + std::to_string(place.offset) + " ";
         EXPECT_EQ(place.contents->name, place.name.substr(place.name.rfind('.') + 1));
     }
@@ -85,7 +85,7 @@ TEST(RegisterName, MayHaveAnyIndexInBrackets) {
 
 TEST(RegisterName, MayHaveWhatAViewerShowsAroundIt) { EXPECT_EQ(found("PRE_CONTROL_POST.MODE"), "CONTROL 64 MODE"); }
 
-TEST(RegisterName, IsNoOtherText) {
+TEST(RegisterName, RefusesOtherTexts) {
     for (const char* const name : {"",
                                    ".",
                                    "CONTROL.",

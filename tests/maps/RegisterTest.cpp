@@ -254,7 +254,7 @@ TEST(OddRegister, OfALongNameIsLeftOut) {
 TEST(OddRegisters, OfTheSameNameAreBothUsed) {
     EXPECT_EQ(namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
                                                                     "</addressOffset></register>"),
-                                             "m.svd:2: warning: register 'R' has the name of another one\n"))
+                                             "m.svd:2: warning: register 'R' has the same name as another one\n"))
                           .registers),
               "R R ");
 }

@@ -43,7 +43,7 @@ TEST(ScaledNumber, HasUpTo64Bits) {
     EXPECT_EQ(parseScaledNumber("16777216t"), std::nullopt);
 }
 
-TEST(ScaledNumber, IsNoOtherText) {
+TEST(ScaledNumber, RefusesOtherTexts) {
     for (const char* const text : {"",   "+",  "0x", "#",   "0b",  "k",   "0xk",   "1F",   "#12", "0b2",
                                    "-1", "1 ", " 1", "++1", "1kk", "1.5", "0x1_0", "0x-1", "#x",  "1x"}) {
         EXPECT_EQ(parseScaledNumber(text), std::nullopt) << text;
@@ -66,7 +66,7 @@ TEST(BitPattern, LeavesBitsOpen) {
     EXPECT_EQ(pattern->mask, ~std::uint64_t{5});
 }
 
-TEST(BitPattern, IsNoOtherText) {
+TEST(BitPattern, RefusesOtherTexts) {
     for (const char* const text : {"", "x", "1x", "0x1x", "#", "#2", "5k", "#1k"}) {
         EXPECT_FALSE(parseBitPattern(text)) << text;
     }

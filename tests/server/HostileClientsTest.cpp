@@ -21,11 +21,11 @@
 
 #include <gtest/gtest.h>
 
-#include "ComesAbout.h"
+#include "BecomesTrue.h"
 #include "MessageBytes.h"
-#include "OwnFolder.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
+#include "TemporaryWorkingFolder.h"
 
 // Tests the server with clients that violate the protocol, and with many clients that follow it.
 
@@ -82,7 +82,7 @@ void expectService(const RynveldProcess& server) {
 }
 
 void expectNoMoreDescriptors(const RynveldProcess& server, std::size_t most) {
-    EXPECT_TRUE(comesAbout([&] { return server.descriptors() <= most; })) << server.descriptors();
+    EXPECT_TRUE(becomesTrue([&] { return server.descriptors() <= most; })) << server.descriptors();
 }
 
 /** Random bytes, numbers and requests. A seed always gives the same sequence. */
@@ -198,7 +198,7 @@ int post(const RynveldProcess& server) {
 }
 
 TEST(HostileClients, ReachNoRegisterThroughAnHttpClient) {
-    const OwnFolder folder;
+    const TemporaryWorkingFolder folder;
     const RynveldProcess server({"--simulate"});
     constexpr std::uint32_t address = 16;
     const auto body = writesAtEveryAlignment(address);
@@ -270,7 +270,7 @@ TEST(ManyClients, AreAllAnsweredCorrectly) {
 }
 
 /** Makes clients send one and a half records, and disconnect without reading the answers, as killed clients do. */
-void goInTheMiddleOfAnExchange(const RynveldProcess& server, std::size_t count) {
+void disconnectDuringAnExchange(const RynveldProcess& server, std::size_t count) {
     const std::vector<char> requests(requestSize * 3 / 2);
     for (const auto& client : connectTo(server, count)) {
         EXPECT_TRUE(client.send(requests.data(), requests.size()));
@@ -286,9 +286,9 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
     const auto isFlat = [&] { return server.descriptors() == descriptors && server.threads() <= flat; };
     std::vector<std::size_t> memory;
     for (unsigned int round = 0; round < (memoryIsItsOwn ? 6 : 2); ++round) {
-        goInTheMiddleOfAnExchange(server, 500);
-        goInTheMiddleOfAnExchange(server, 500);
-        ASSERT_TRUE(comesAbout(isFlat)) << server.descriptors() << " descriptors, " << server.threads() << " threads";
+        disconnectDuringAnExchange(server, 500);
+        disconnectDuringAnExchange(server, 500);
+        ASSERT_TRUE(becomesTrue(isFlat)) << server.descriptors() << " descriptors, " << server.threads() << " threads";
         memory.push_back(server.residentMemory());
     }
     // The allocator keeps some memory, so the test compares later rounds with earlier ones.
@@ -348,7 +348,7 @@ TEST(HostileClients, DelayNobodyWhenTheyStall) {
     }
     // The measurement begins when the server cannot send any more answers to the stalled clients.
     unsigned int idle = 0;
-    ASSERT_TRUE(comesAbout([&] {
+    ASSERT_TRUE(becomesTrue([&] {
         idle = busy.isIdle() ? idle + 1 : 0;
         return idle == 10;
     }));

@@ -17,7 +17,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ComesAbout.h"
+#include "BecomesTrue.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
@@ -457,7 +457,7 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
     const ArmedClient lazy(m_waiter);
     lazy.leaveLittleRoom();
     SlowTraces traces;
-    ASSERT_TRUE(comesAbout([&] {
+    ASSERT_TRUE(becomesTrue([&] {
         m_device.pulse();
         return traces.isTracing();
     }));

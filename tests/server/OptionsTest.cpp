@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "DescriptionText.h"
-#include "OwnFolder.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -190,7 +190,7 @@ protected:
     static void store(const std::string& name, const std::string& text) { std::ofstream(name) << text; }
 
 private:
-    const OwnFolder m_folder;
+    const TemporaryWorkingFolder m_folder;
 };
 
 TEST_F(OptionsWithMaps, DescribeSimulatedDevices) {

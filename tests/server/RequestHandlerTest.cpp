@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "FaultGuard.h"
-#include "OwnFolder.h"
 #include "RecordClient.h"
 #include "RequestBytes.h"
+#include "TemporaryWorkingFolder.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
 
@@ -448,8 +448,8 @@ protected:
     static constexpr std::uintmax_t pageSize = 4096;
 
     RequestsToFiles() : RequestRefusals(policy()) {
-        OwnFolder::makeFile("registers.map", pageSize);
-        OwnFolder::makeFile("registers.seek", 16);
+        TemporaryWorkingFolder::makeFile("registers.map", pageSize);
+        TemporaryWorkingFolder::makeFile("registers.seek", 16);
     }
 
     static Policy policy() {
@@ -458,7 +458,7 @@ protected:
         return policy;
     }
 
-    OwnFolder m_folder;
+    TemporaryWorkingFolder m_folder;
 };
 
 TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
@@ -466,17 +466,17 @@ TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
     auto connection = m_server.connect();
     expectFailedOpen(connection, "missing", "/nowhere/map: No such file or directory");
     expectRefusal(connection, Request(Type::Open, "map.32"), "the device cannot be opened");
-    OwnFolder::makeFile("registers.map", pageSize);
+    TemporaryWorkingFolder::makeFile("registers.map", pageSize);
     EXPECT_TRUE(connection.open("map.32"));
 }
 
 TEST_F(RequestsToFiles, SurviveBusErrors) {
     Common::FaultGuard::install();
-    OwnFolder::makeFile("registers.map", 0);
+    TemporaryWorkingFolder::makeFile("registers.map", 0);
     auto connection = m_server.connect("map.32");
     expectRefusals(connection, {readOf("map.32", 0), writeOf("map.32", 0, {1, 2})},
                    "the hardware reported a bus error");
-    OwnFolder::makeFile("registers.map", pageSize);
+    TemporaryWorkingFolder::makeFile("registers.map", pageSize);
     EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }
 

@@ -16,15 +16,15 @@
 
 #include <gtest/gtest.h>
 
-#include "ComesAbout.h"
+#include "BecomesTrue.h"
 #include "DescriptionText.h"
 #include "LeasedFile.h"
 #include "LocalSocket.h"
 #include "MessageBytes.h"
 #include "OpenCounter.h"
-#include "OwnFolder.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -223,7 +223,7 @@ TEST(Rynveld, TurnsAwayClientsAboveTheLimitUntilOneDisconnects) {
         EXPECT_TRUE(server.turnsAway());
     }
     // The server needs some time to notice that a client has disconnected.
-    EXPECT_TRUE(comesAbout([&] { return server.serves(); }));
+    EXPECT_TRUE(becomesTrue([&] { return server.serves(); }));
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
@@ -269,7 +269,7 @@ TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
         for (unsigned int i = 0; i < 60; ++i) {
             clients.emplace_back(server.port());
         }
-        EXPECT_TRUE(comesAbout([&] { return server.descriptors() >= limit; }));
+        EXPECT_TRUE(becomesTrue([&] { return server.descriptors() >= limit; }));
         EXPECT_EQ(first.values(readOf("uio.32", 0)), Values{0});
         EXPECT_TRUE(first.isRefused(Request(Type::Open, "uio.16")));
         EXPECT_EQ(first.values(readOf("uio.32", 0)), Values{0});
@@ -297,7 +297,7 @@ TEST(Rynveld, ServesTheChosenDevicesOnly) {
 }
 
 TEST(Rynveld, SimulatesRegistersAsAMapDescribesThem) {
-    const OwnFolder folder;
+    const TemporaryWorkingFolder folder;
     std::ofstream("uio.svd") << mapWith("uio_32",
                                         registerAt("0x8", "<resetValue>0x1234</resetValue>") +
                                             registerAt("0xC", "<modifiedWriteValues>oneToSet</modifiedWriteValues>"));
@@ -409,7 +409,7 @@ TEST(Rynveld, FreesTheConnectionOfAnArmedClientThatDisconnects) {
     const SimulatingServer server({"--max-connections", "1"});
     for (unsigned int i = 0; i < 10; ++i) {
         std::unique_ptr<RecordClient> client;
-        ASSERT_TRUE(comesAbout([&] {
+        ASSERT_TRUE(becomesTrue([&] {
             client = std::make_unique<RecordClient>(server.port());
             return client->succeeds(Request(Type::Open, "uio.32"));
         }));
@@ -421,11 +421,11 @@ TEST(Rynveld, FreesTheConnectionOfAnArmedClientThatDisconnects) {
 class RynveldOnFiles : public testing::Test {
 protected:
     RynveldOnFiles() {
-        OwnFolder::makeFile("registers.map", 4096);
-        OwnFolder::makeFile("registers.seek", 16);
+        TemporaryWorkingFolder::makeFile("registers.map", 4096);
+        TemporaryWorkingFolder::makeFile("registers.seek", 16);
     }
 
-    const OwnFolder m_folder;
+    const TemporaryWorkingFolder m_folder;
     Server m_server{Arguments{}};
 };
 
@@ -434,7 +434,7 @@ TEST_F(RynveldOnFiles, ServesTheDevicesOfThisMachine) {
     EXPECT_FALSE(m_server.serves("missing"));
     EXPECT_FALSE(m_server.serves("uio.32"));
     EXPECT_FALSE(m_server.serves("map.32"));
-    OwnFolder::makeFile("registers.map", 4096);
+    TemporaryWorkingFolder::makeFile("registers.map", 4096);
     const RecordClient client = m_server.connect("map.32");
     EXPECT_TRUE(client.succeeds(writeOf("map.32", 1, {0x11223344})));
     EXPECT_TRUE(client.isRefused(readOf("map.32", 1024)));
@@ -457,7 +457,7 @@ class OpeningClient {
 public:
     explicit OpeningClient(const Server& server) : m_client(server.connect()) {
         EXPECT_TRUE(m_client.send(Request(Type::Open, "map.32")));
-        EXPECT_TRUE(comesAbout([this] { return m_file.isAwaited(); }));
+        EXPECT_TRUE(becomesTrue([this] { return m_file.isAwaited(); }));
     }
 
     bool isWaiting() const { return m_client.hasNothing(); }
@@ -490,13 +490,13 @@ TEST_F(RynveldOnFiles, EndsWhileADeviceBlocks) {
 }
 
 TEST_F(RynveldOnFiles, SurvivesBusErrorsOfManyClients) {
-    OwnFolder::makeFile("registers.map", 0);
+    TemporaryWorkingFolder::makeFile("registers.map", 0);
     // The server must also survive a SIGBUS that is not a bus error.
     EXPECT_EQ(::kill(m_server.pid(), SIGBUS), 0);
     for (unsigned int i = 0; i < 20; ++i) {
         EXPECT_TRUE(m_server.connect("map.32").isRefused(readOf("map.32", i)));
     }
-    OwnFolder::makeFile("registers.map", 4096);
+    TemporaryWorkingFolder::makeFile("registers.map", 4096);
     EXPECT_EQ(m_server.connect("map.32").values(readOf("map.32", 0)), Values{0});
 }
 

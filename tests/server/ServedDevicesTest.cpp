@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "OwnFolder.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -26,8 +26,8 @@ std::size_t openingsOf(const std::filesystem::path& file) {
 }
 
 TEST(ServedDevices, OpenAFileOnceAtATime) {
-    const OwnFolder folder;
-    OwnFolder::makeFile("registers.seek", 16);
+    const TemporaryWorkingFolder folder;
+    TemporaryWorkingFolder::makeFile("registers.seek", 16);
     const auto file = std::filesystem::current_path() / "registers.seek";
     const Rynveld::Policy policy;
     Rynveld::ServedDevices devices(policy);

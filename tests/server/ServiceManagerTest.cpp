@@ -15,7 +15,7 @@
 
 #include "ChildProcess.h"
 #include "LocalSocket.h"
-#include "OwnFolder.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -129,7 +129,7 @@ public:
 };
 
 TEST(ServiceManager, IsNotifiedAtAPath) {
-    const OwnFolder folder;
+    const TemporaryWorkingFolder folder;
     // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
     const NotifySocket manager("/proc/self/cwd/notify");
     notifyServiceManager("READY=1");

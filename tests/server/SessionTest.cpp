@@ -10,9 +10,9 @@
 #include <gtest/gtest.h>
 
 #include "LeasedFile.h"
-#include "OwnFolder.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
+#include "TemporaryWorkingFolder.h"
 #include "TraceRecorder.h"
 #include "WakeUp.h"
 
@@ -139,8 +139,8 @@ TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNotARequest) {
 }
 
 TEST(Session, ReleasesItsDeviceInItsOwnThread) {
-    const OwnFolder folder;
-    OwnFolder::makeFile("registers.seek", 16);
+    const TemporaryWorkingFolder folder;
+    TemporaryWorkingFolder::makeFile("registers.seek", 16);
     RunningSession session(Policy{});
     session.client().open("seek.8");
     ::shutdown(session.client().socket(), SHUT_WR);

@@ -250,9 +250,9 @@ TEST_P(DescribedDevice, DoesABurstRegisterByRegister) {
 TEST_P(DescribedDevice, ReadsAndThenWritesUnderAMask) {
     const std::uint32_t mask = 0xF;
     EXPECT_EQ(registers().write(1, 0, mask), AccessResult::Success);
-    EXPECT_EQ(at(1), cut(pattern & mask)) << "the bits outside of the mask are written back, which clears them";
+    EXPECT_EQ(at(1), cut(pattern & mask)) << "the bits outside the mask are written back, which clears them";
     EXPECT_EQ(registers().write(2, 5, mask), AccessResult::Success);
-    EXPECT_EQ(at(2), cut((pattern & ~mask) | 5U)) << "the bits outside of the mask have the values before the read";
+    EXPECT_EQ(at(2), cut((pattern & ~mask) | 5U)) << "the bits outside the mask have the values before the read";
     EXPECT_EQ(registers().write(0, 5, mask), AccessResult::Success);
     EXPECT_EQ(at(0), cut(pattern));
 }

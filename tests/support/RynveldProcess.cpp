@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ComesAbout.h"
+#include "BecomesTrue.h"
 
 namespace RynvelTest {
 
@@ -78,7 +78,7 @@ std::string RynveldProcess::endWithText() {
 
 void RynveldProcess::stop(int signal) {
     m_process.signal(signal);
-    if (!comesAbout([this] { return m_process.hasEnded(); })) {
+    if (!becomesTrue([this] { return m_process.hasEnded(); })) {
         ADD_FAILURE() << "the server has not ended";
         m_process.signal(SIGKILL);
     }

@@ -158,9 +158,9 @@ void TestPeer::perform(const Reply& reply, int socket) {
 
 void TestPeer::waitToLetGo() {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_letGo > 0 || m_ending; });
-    if (m_letGo > 0) {
-        --m_letGo;
+    m_changed.wait(lock, [this] { return m_releaseNextPiece > 0 || m_ending; });
+    if (m_releaseNextPiece > 0) {
+        --m_releaseNextPiece;
     }
 }
 
@@ -169,9 +169,9 @@ void TestPeer::script(const std::vector<Reply>& replies) {
     m_replies.insert(m_replies.end(), replies.begin(), replies.end());
 }
 
-void TestPeer::letGo() {
+void TestPeer::releaseNextPiece() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_letGo;
+    ++m_releaseNextPiece;
     m_changed.notify_all();
 }
 

@@ -21,7 +21,8 @@ namespace RynvelTest {
 
 /** The reaction of a peer to one request. */
 struct Reply {
-    /** The pieces of the answer. The peer sends the first one at once, and each further one after a letGo(). */
+    /** The pieces of the answer. The peer sends the first one at once, and each further one after a releaseNextPiece().
+     */
     std::vector<std::vector<std::uint8_t>> pieces;
     /** Whether the peer closes the connection after the last piece. */
     bool closes = false;
@@ -33,9 +34,9 @@ Rynvel::Response responseOf(const std::vector<std::uint32_t>& values,
 Reply answer(const Rynvel::Response& response);
 Reply success(const std::vector<std::uint32_t>& values = {});
 Reply refusal(const std::vector<std::uint32_t>& values = {});
-/** Returns a reply that sends the whole answer after letGo(). */
+/** Returns a reply that sends the whole answer after releaseNextPiece(). */
 Reply delayed(const Rynvel::Response& response);
-/** Returns a reply that sends the first `size` bytes of the answer at once, and the rest after letGo(). */
+/** Returns a reply that sends the first `size` bytes of the answer at once, and the rest after releaseNextPiece(). */
 Reply split(const Rynvel::Response& response, std::size_t size);
 /** Returns a reply that sends only the first `size` bytes of the answer. */
 Reply truncated(const Rynvel::Response& response, std::size_t size);
@@ -80,7 +81,7 @@ public:
     void script(const std::vector<Reply>& replies);
 
     /** Makes the peer send the next piece of an answer. */
-    void letGo();
+    void releaseNextPiece();
 
     /** Waits for `count` requests, and returns all requests so far. The test fails after 30 seconds without them. */
     std::vector<ReceivedRequest> requests(std::size_t count);
@@ -107,7 +108,7 @@ private:
     std::vector<ReceivedRequest> m_requests;
     std::vector<int> m_sockets;
     std::vector<std::thread> m_servers;
-    unsigned int m_letGo = 0;
+    unsigned int m_releaseNextPiece = 0;
     bool m_ending = false;
     std::thread m_acceptor;
 };

@@ -221,7 +221,8 @@ TEST_F(LocalDevices, AreDumpedUpToWhereTheyEnd) {
 
 TEST_F(LocalDevices, AreNotDumpedInABurstThatTheLibraryCannotReport) {
     expect("dump file16 0 2 --burst", 2, "",
-           "rynvelctl: file16: the library reports every burst of type Lseek16 as failed (leave out --burst)\n");
+           "rynvelctl: file16: the library cannot read a burst from a device of type Lseek16 as failed (leave out "
+           "--burst)\n");
 }
 
 TEST_F(LocalDevices, AreFilled) {
@@ -392,7 +393,7 @@ TEST_F(LocalDevices, TraceTheChannelsOfSeveralOptions) {
     EXPECT_NE(ending.error.find("Rynvel.Lseek 6 ENTER"), std::string::npos);
     EXPECT_NE(ending.error.find("Rynvel.PthreadMutex"), std::string::npos);
     expect("irq --trace Rynvel.*=0 nothing type", 2, "",
-           "rynvelctl: nothing: no such device ('rynvelctl list' shows the names)\n");
+           "rynvelctl: nothing: not a device of this machine ('rynvelctl list' shows the names)\n");
 }
 
 TEST_F(LocalDevices, ListTheChannelsWhenATraceMatchesNone) {
@@ -424,7 +425,7 @@ TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {
 }
 
 TEST_F(LocalDevices, AcceptAnArgumentWithTheNameOfACommand) {
-    expect("read list 0", 2, "", "rynvelctl: list: no such device ('rynvelctl list' shows the names)\n");
+    expect("read list 0", 2, "", "rynvelctl: list: not a device of this machine ('rynvelctl list' shows the names)\n");
 }
 
 } // namespace

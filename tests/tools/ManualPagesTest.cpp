@@ -54,7 +54,7 @@ Lines itemsOf(const std::string& name, const std::string& macro) {
 }
 
 /** Returns the words that follow a macro anywhere in a page. */
-std::set<std::string> wordsBehind(const std::string& macro, const std::string& name) {
+std::set<std::string> wordsAfter(const std::string& macro, const std::string& name) {
     std::istringstream text(page(name));
     std::set<std::string> found;
     for (std::string previous, word; text >> word; previous = word) {
@@ -139,7 +139,7 @@ TEST(ManualPages, OfRynvelctlHasTheCommandsWithTheirOptionsAndArguments) {
 }
 
 TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {
-    EXPECT_EQ(wordsBehind("Fl", "rynvelctl.1"), optionNames(Rynvelctl::CommandLine().describe()));
+    EXPECT_EQ(wordsAfter("Fl", "rynvelctl.1"), optionNames(Rynvelctl::CommandLine().describe()));
 }
 
 TEST(ManualPages, OfRynveldHasTheOptionsOfItsHelp) {
@@ -157,7 +157,7 @@ TEST(ManualPages, OfRynveldNamesNoUnknownOption) {
             names.insert(name.substr(1));
         }
     }
-    EXPECT_EQ(wordsBehind("Fl", "rynveld.8"), names);
+    EXPECT_EQ(wordsAfter("Fl", "rynveld.8"), names);
 }
 
 TEST(ManualPages, OfTheLibraryHasTheFunctionsOfTheHeader) {
@@ -169,8 +169,8 @@ TEST(ManualPages, OfTheLibraryHasTheFunctionsOfTheHeader) {
             functions.insert(word);
         }
     }
-    std::set<std::string> described = wordsBehind("Fn", "librynvel.3");
-    described.merge(wordsBehind("Fo", "librynvel.3"));
+    std::set<std::string> described = wordsAfter("Fn", "librynvel.3");
+    described.merge(wordsAfter("Fo", "librynvel.3"));
     EXPECT_EQ(described, functions);
 }
 

@@ -118,7 +118,8 @@ TEST_F(MapCommands, RefuseWrongCommandLines) {
                   "maps list: --remote is not supported (the command works only on this machine)");
     expectFailure("--map a.svd maps header file8", 2,
                   "file8: no register map describes the device (give a map with --map)");
-    expectFailure("--map a.svd maps header nothing", 2, "nothing: no such device ('rynvelctl list' shows the names)");
+    expectFailure("--map a.svd maps header nothing", 2,
+                  "nothing: not a device of this machine ('rynvelctl list' shows the names)");
     expectFailure("--map a.svd describe map32 B.C.D", 2,
                   "map32: 'B.C.D' is not a name in a.svd ('rynvelctl describe map32' shows the names)");
     expectFailure("--map a.svd describe map32 A A", 2, "unexpected argument 'A'");

@@ -256,7 +256,7 @@ TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
     expectRefused("read map32 BYTE1",
                   "map32: register BYTE1: offset 0x00000051 is not a multiple of 4 (32-bit registers)");
     expectRefused("read map32 TOO_FAR", "map32: register TOO_FAR is outside the 32-bit address range");
-    expectRefused("read map32 NARROW.ABOVE", "map32: field NARROW.ABOVE is outside of the 16 bits of its register");
+    expectRefused("read map32 NARROW.ABOVE", "map32: field NARROW.ABOVE is outside the 16 bits of its register");
     expectRefused("read map32 OUTSIDE", "map32: register OUTSIDE is outside the map of 4096 bytes");
 }
 

@@ -69,7 +69,8 @@ TEST_F(RemoteRows, HaveNoAddressBut0WithoutTheirType) {
     m_peer.script({success(), success({7})});
     expect("read traf.remote.32 0", ExitStatus::Done, "traf.remote.32 0x00000000 = 0x00000007\n");
     expect("read traf.remote.32 4", ExitStatus::UsageError, "",
-           "traf.remote.32: only address 0 can be used (to use others, give the type on the server with --type)");
+           "traf.remote.32: you can use only address 0, because the type on the server is unknown (give the type with "
+           "--type)");
     expect("--type Uio16 read traf.remote.32 0", ExitStatus::UsageError, "",
            "traf.remote.32: type Uio16 has 16-bit registers (this Remote32 device needs 32 bits)");
 }

@@ -324,7 +324,8 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
     expect("diff bad a", 2, "",
            "rynvelctl: bad:1: error: not well-formed JSON: syntax error while parsing object key - unexpected end of "
            "input\n");
-    expect("diff nothing a", 2, "", "rynvelctl: nothing: no such device ('rynvelctl list' shows the names)\n");
+    expect("diff nothing a", 2, "",
+           "rynvelctl: nothing: not a device of this machine ('rynvelctl list' shows the names)\n");
     m_folder.store("registers8", "\x01\x02");
     expect("diff file8 a", 2, "", "rynvelctl: file8: reading C failed\n");
 }

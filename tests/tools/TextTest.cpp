@@ -141,7 +141,7 @@ TEST(RegisterRanges, RefuseRegistersWithoutAnAddressOf32Bits) {
 
 TEST(RegisterRanges, RefuseToGuessTheAddressUnitOfARemoteRow) {
     const std::string problem =
-        "served: only address 0 can be used (to use others, give the type on the server with --type)";
+        "served: you can use only address 0, because the type on the server is unknown (give the type with --type)";
     const RegisterRange first(served, AddressUnit::Bytes, "0");
     EXPECT_EQ(first.deviceAddress(), 0U);
     EXPECT_EQ(complaint([] { RegisterRange(served, AddressUnit::Bytes, "4"); }), problem);

@@ -22,10 +22,10 @@
 #include "EventLog.h"
 #include "FaultGuard.h"
 #include "OpenCounter.h"
-#include "OwnFolder.h"
 #include "PreopenedFiles.h"
 #include "RecordingMutex.h"
 #include "RegisterDevice.h"
+#include "TemporaryWorkingFolder.h"
 
 namespace RynvelTest {
 namespace {
@@ -320,8 +320,8 @@ TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatNobodyTakes) {
 }
 
 TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
-    const OwnFolder folder;
-    OwnFolder::makeFile("registers", pageSize);
+    const TemporaryWorkingFolder folder;
+    TemporaryWorkingFolder::makeFile("registers", pageSize);
     const OpenCounter counter("registers");
     for (const auto type : {DeviceType::Lseek8, DeviceType::FpgaSpi32, DeviceType::TyvonInterrupt16,
                             DeviceType::Tyvon16, DeviceType::Tyvon32}) {

@@ -206,9 +206,9 @@ TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
 }
 
 /** A mutex that runs another access to the registers at the first unlock. */
-class IntrudedMutex : public Rynvel::IMutex {
+class InterruptingMutex : public Rynvel::IMutex {
 public:
-    explicit IntrudedMutex(std::function<void()> intrusion) : m_intrusion(std::move(intrusion)) {}
+    explicit InterruptingMutex(std::function<void()> intrusion) : m_intrusion(std::move(intrusion)) {}
     bool lock() override { return true; }
     bool unlock() override {
         std::exchange(m_intrusion, [] {})();
@@ -221,7 +221,7 @@ private:
 
 TEST_F(FpgaSpi32Test, LosesAWriteBetweenTheReadAndTheWriteOfAMaskedWrite) {
     m_fpga.registers[0x1000] = 0x11111111;
-    FpgaSpi32 intruded(path, std::make_unique<IntrudedMutex>([this] { m_device.write(0, 0x22222222); }), 0x1000);
+    FpgaSpi32 intruded(path, std::make_unique<InterruptingMutex>([this] { m_device.write(0, 0x22222222); }), 0x1000);
     EXPECT_TRUE(intruded.write(0, 0x0000FF00, 0x0000FF00));
     EXPECT_EQ(m_fpga.transactions(), 3U);
     EXPECT_EQ(m_fpga.registers[0x1000], 0x1111FF11U);

@@ -273,7 +273,7 @@ TEST(RemoteCInterface, SurvivesItsServerByMakingItsPrivateDeviceAgain) {
 }
 
 /** A thread that opens a device whose server does not listen. The first attempt to connect has failed. */
-class EndlessOpening {
+class PendingOpening {
 public:
     using Opening = int();
 
@@ -282,7 +282,7 @@ public:
         return Rynvel::Factory::getInstance().makeUnique32("far.remote", plainMutex()) != nullptr ? 0 : -1;
     }
 
-    explicit EndlessOpening(Site& site, Opening* open = byName) : m_network(site.network) {
+    explicit PendingOpening(Site& site, Opening* open = byName) : m_network(site.network) {
         m_network.place("10.0.0.8:9000", m_server.port());
         m_opening = std::async(std::launch::async, open);
         EXPECT_EQ(m_network.awaitSleeper(), 3U);
@@ -321,7 +321,7 @@ bool isDone(const std::future<int>& opening) {
 
 TEST(RemoteCInterface, BlocksEveryOtherOpeningUntilTheServerListens) {
     withOpenDevices([](Site& site) {
-        EndlessOpening far(site);
+        PendingOpening far(site);
         const TraceRecorder recorder(6, "Rynvel.Factory");
         auto another = beginToOpen("local", recorder);
         auto open = beginToOpen(name8, recorder);
@@ -347,7 +347,7 @@ TEST(RemoteCInterface, BlocksEveryOtherOpeningUntilTheServerListens) {
 TEST(RemoteCInterface, BlocksNoOpeningWhileAPrivateDeviceWaitsForItsServer) {
     inChildProcess([] {
         Site site;
-        EndlessOpening far(site, EndlessOpening::privately);
+        PendingOpening far(site, PendingOpening::privately);
         EXPECT_EQ(Rynvel_open("local"), handleOfLocal);
         EXPECT_EQ(Rynvel_open(name8), handle8);
         EXPECT_EQ(far.succeed(), 0);
@@ -357,7 +357,7 @@ TEST(RemoteCInterface, BlocksNoOpeningWhileAPrivateDeviceWaitsForItsServer) {
 TEST(RemoteCInterface, OpensTheOtherDevicesAfterTheOneThatBlockedThem) {
     inChildProcess([] {
         Site site;
-        EndlessOpening far(site);
+        PendingOpening far(site);
         const TraceRecorder recorder(6, "Rynvel.Factory");
         auto another = beginToOpen("local", recorder);
         EXPECT_EQ(far.succeed(), handleOfFar);

@@ -64,7 +64,7 @@ protected:
     }
 
     /** Returns `count` requests, without the first `opening` ones, which open the device. */
-    std::vector<Bytes> requestsBehind(std::size_t opening, std::size_t count) {
+    std::vector<Bytes> requestsAfter(std::size_t opening, std::size_t count) {
         std::vector<Bytes> requests;
         const auto received = m_peer.requests(opening + count);
         for (std::size_t i = opening; i < received.size(); ++i) {
@@ -127,12 +127,12 @@ TYPED_TEST(RemoteDevicesOfAnyWidth, MakeTheRequestsOfTheLibrarysRemoteDevices) {
     this->m_peer.script(answersInUse());
     Rynvel::Remote<TypeParam> library("remote", this->m_peer.address(), nullptr);
     useByTheLibrary<Rynvel::Remote<TypeParam>, TypeParam>(library);
-    const auto expected = this->requestsBehind(openingByTheLibrary, answersInUse().size());
+    const auto expected = this->requestsAfter(openingByTheLibrary, answersInUse().size());
     this->m_peer.script({success()});
     this->m_peer.script(answersInUse());
     auto client = this->device(8 * sizeof(TypeParam));
     useByTheClient(client);
-    EXPECT_EQ(this->requestsBehind(openingByTheClient, answersInUse().size()), expected);
+    EXPECT_EQ(this->requestsAfter(openingByTheClient, answersInUse().size()), expected);
 }
 
 TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
@@ -149,7 +149,7 @@ TEST_F(RemoteDevices, WaitForTheRestOfAnAnswerThatComesInPieces) {
         m_peer.clearRequests();
         std::thread peer([this] {
             m_peer.requests(1);
-            m_peer.letGo();
+            m_peer.releaseNextPiece();
         });
         EXPECT_EQ(remote.read(4), 0xDEADBEEF);
         peer.join();

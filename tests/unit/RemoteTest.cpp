@@ -226,14 +226,14 @@ TYPED_TEST(RemoteTest, TreatsATruncatedResponseAsComplete) {
 
 TYPED_TEST(RemoteTest, TreatsTheRestOfASplitResponseAsTheNextOne) {
     EXPECT_EQ(this->readAfter(split(responseOf({3, 4}), 8)), std::pair(true, TypeParam{0}));
-    this->m_peer.letGo();
+    this->m_peer.releaseNextPiece();
     // The rest of the response begins with the second value, 4. The device takes this value for the result.
     EXPECT_EQ(this->read(), std::pair(false, TypeParam{0}));
 }
 
 TYPED_TEST(RemoteTest, WaitsForAResponseForAsLongAsItTakes) {
     auto reading = this->beginToRead(delayed(responseOf({3})));
-    this->m_peer.letGo();
+    this->m_peer.releaseNextPiece();
     EXPECT_EQ(reading.get(), std::pair(true, TypeParam{3}));
 }
 

@@ -30,7 +30,7 @@ accepts() {
 refuses() {
     ! compile "$1" || fail "accepted: $1"
     grep -qxF "$description:$2" "$folder/out" || fail "did not say '$2': $1"
-    [ ! -e "$rows" ] || fail "left rows behind: $1"
+    [ ! -e "$rows" ] || fail "wrote rows: $1"
 }
 
 accepts 'adc /dev/adc 0 Lseek16\n' 'MemoryDevice{"adc", "/dev/adc", 0U, DeviceType::Lseek16},'

@@ -177,14 +177,14 @@ TEST_F(ChannelTest, DropsMessagesThatTheSinkTraces) {
 
 struct CancelledThread {
     ZilTrace& channel;
-    bool cameBack;
+    bool returned;
 };
 
 void* traceWhenCancelled(void* argument) {
     auto& thread = *static_cast<CancelledThread*>(argument);
     pthread_cancel(pthread_self());
     thread.channel.logMsg(1, anyHeader, "x");
-    thread.cameBack = true;
+    thread.returned = true;
     pthread_testcancel();
     return nullptr;
 }
@@ -197,7 +197,7 @@ TEST_F(ChannelTest, IsNotACancellationPoint) {
     ASSERT_EQ(pthread_create(&id, nullptr, traceWhenCancelled, &thread), 0);
     void* result = nullptr;
     pthread_join(id, &result);
-    EXPECT_TRUE(thread.cameBack);
+    EXPECT_TRUE(thread.returned);
     EXPECT_EQ(result, PTHREAD_CANCELED);
 }
 

@@ -116,7 +116,7 @@ TEST_F(ConcurrencyTest, ASinkMayBeDestroyedAsSoonAsItIsReplaced) {
     }
     stopTracing();
     ZilTraceControl::setSink(nullptr);
-    EXPECT_EQ(received, m_sent) << "no message is lost in a change";
+    EXPECT_EQ(received, m_sent) << "a change of the sink must not lose messages";
 }
 
 TEST_F(ConcurrencyTest, SetSinkWaitsForTheThreadThatUsesThePreviousSink) {

@@ -90,7 +90,7 @@ TEST_P(MalformedConfigurationText, IsRejectedBetweenGoodItems) {
     std::string error;
     const std::string specification = std::string("A=1,") + GetParam().specification + ",B=9";
     EXPECT_FALSE(parseConfiguration(specification, error).has_value());
-    EXPECT_EQ(error.find("'B=9'"), std::string::npos) << "the first wrong item is the one to name";
+    EXPECT_EQ(error.find("'B=9'"), std::string::npos) << "the error must name the first wrong item";
 }
 
 INSTANTIATE_TEST_SUITE_P(

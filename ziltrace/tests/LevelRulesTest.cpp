@@ -74,7 +74,7 @@ TEST(LevelRules, ARuleThatIsRepeatedMovesToTheEnd) {
     EXPECT_EQ(rules.levelFor("A.c"), 5);
 }
 
-TEST(LevelRules, ClearedGiveNoLevel) {
+TEST(LevelRules, GiveNoLevelAfterTheyAreCleared) {
     LevelRules rules;
     rules.add({"*", 7});
     rules.clear();

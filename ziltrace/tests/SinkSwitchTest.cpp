@@ -13,10 +13,10 @@ using ziltrace::WriterPreferringMutex;
 
 namespace {
 
-class SinkThatReportsItsEnd : public RecordingSink {
+class SinkThatReportsDestruction : public RecordingSink {
 public:
-    explicit SinkThatReportsItsEnd(bool& ended) : m_ended(ended) {}
-    ~SinkThatReportsItsEnd() override { m_ended = true; }
+    explicit SinkThatReportsDestruction(bool& ended) : m_ended(ended) {}
+    ~SinkThatReportsDestruction() override { m_ended = true; }
 
 private:
     bool& m_ended;
@@ -34,7 +34,7 @@ TEST(WriterPreferringMutex, CanBeLockedAfterAReset) {
 TEST(SinkSwitch, KeepsTheConfiguredSinkWhileItIsOverridden) {
     SinkSwitch sinks;
     bool ended = false;
-    auto configured = std::make_unique<SinkThatReportsItsEnd>(ended);
+    auto configured = std::make_unique<SinkThatReportsDestruction>(ended);
     RecordingSink& underneath = *configured;
     RecordingSink above;
     sinks.setOverride(&above);
@@ -51,7 +51,7 @@ TEST(SinkSwitch, KeepsTheConfiguredSinkWhileItIsOverridden) {
 TEST(SinkSwitch, DestroysAConfiguredSinkThatIsReplaced) {
     SinkSwitch sinks;
     bool ended = false;
-    sinks.setConfigured(std::make_unique<SinkThatReportsItsEnd>(ended));
+    sinks.setConfigured(std::make_unique<SinkThatReportsDestruction>(ended));
     EXPECT_FALSE(ended);
     sinks.setConfigured(std::make_unique<RecordingSink>());
     EXPECT_TRUE(ended);

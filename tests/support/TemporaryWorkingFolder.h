@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef RYNVEL_TESTS_OWNFOLDER_H
-#define RYNVEL_TESTS_OWNFOLDER_H
+#ifndef RYNVEL_TESTS_TEMPORARYWORKINGFOLDER_H
+#define RYNVEL_TESTS_TEMPORARYWORKINGFOLDER_H
 
 #include <filesystem>
 #include <fstream>
@@ -11,17 +11,17 @@
 namespace RynvelTest {
 
 /** A working folder for one test. The destructor removes the folder with its contents. */
-class OwnFolder {
+class TemporaryWorkingFolder {
 public:
-    OwnFolder() : m_before(std::filesystem::current_path()) {
+    TemporaryWorkingFolder() : m_before(std::filesystem::current_path()) {
         std::string path = m_before / "test.XXXXXX";
         EXPECT_NE(::mkdtemp(path.data()), nullptr);
         m_path = path;
         std::filesystem::current_path(m_path);
     }
-    OwnFolder(const OwnFolder&) = delete;
-    OwnFolder& operator=(const OwnFolder&) = delete;
-    ~OwnFolder() {
+    TemporaryWorkingFolder(const TemporaryWorkingFolder&) = delete;
+    TemporaryWorkingFolder& operator=(const TemporaryWorkingFolder&) = delete;
+    ~TemporaryWorkingFolder() {
         std::filesystem::current_path(m_before);
         std::filesystem::remove_all(m_path);
     }

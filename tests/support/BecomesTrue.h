@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef RYNVEL_TESTS_COMESABOUT_H
-#define RYNVEL_TESTS_COMESABOUT_H
+#ifndef RYNVEL_TESTS_BECOMESTRUE_H
+#define RYNVEL_TESTS_BECOMESTRUE_H
 
 #include <chrono>
 #include <thread>
@@ -9,7 +9,7 @@ namespace RynvelTest {
 
 /** Polls a condition every millisecond. Returns false if the condition does not become true within a minute. */
 template <typename Condition>
-bool comesAbout(const Condition& condition) {
+bool becomesTrue(const Condition& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
