@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "DeviceName.h"
 #include "Failure.h"
 #include "Formats.h"
 
@@ -26,6 +27,14 @@ std::string formatReport(Format format, const Report& report) {
     default:
         return formatText(report);
     }
+}
+
+// The names of a register map come from a file, which must not control the terminal.
+std::string withoutControlCharacters(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char character) { return character != '\n' && Common::isControlCharacter(character); }, '?');
+    return text;
 }
 
 /** Waits until standard output is writable. Also returns after an error, which the next write reports. */
@@ -54,7 +63,7 @@ std::size_t writeSome(std::string_view text) {
 } // namespace
 
 void Output::print(const Report& report) const {
-    const std::string text = formatReport(m_format, report);
+    const std::string text = withoutControlCharacters(formatReport(m_format, report));
     if (!text.empty()) {
         write(text + '\n');
     }

@@ -52,6 +52,13 @@ protected:
     TestFolder m_folder;
 };
 
+TEST_F(Show, PrintsAQuestionMarkForAControlCharacterInAName) {
+    describe(mapOf("map32", "<register><name>E&#27;[2J</name><addressOffset>0x14</addressOffset></register>"));
+    EXPECT_EQ(run("show map32").output.find('\x1B'), std::string::npos);
+    EXPECT_NE(run("show map32").output.find("E?[2J"), std::string::npos);
+    EXPECT_EQ(run("--json show map32").output.find('\x1B'), std::string::npos);
+}
+
 TEST_F(Show, PrintsTheReadableRegistersWithTheirFields) {
     expect("show map32", 0,
            "0x00000000  CTRL        = 0x04030201\n"
