@@ -21,7 +21,8 @@ namespace Rynvelctl {
 namespace {
 
 constexpr mode_t newFileMode = 0666;
-constexpr mode_t permissions = 07777;
+// A replaced file does not run as its owner or its group.
+constexpr mode_t permissions = 0777;
 
 Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
 
@@ -70,6 +71,14 @@ public:
         }
     }
 
+    /** Gives the file to an owner and a group as far as the user may do so. */
+    void setOwner(uid_t owner, gid_t group) const {
+        constexpr auto sameOwner = static_cast<uid_t>(-1);
+        if (::fchown(m_file.number(), owner, group) != 0) {
+            [[maybe_unused]] const int result = ::fchown(m_file.number(), sameOwner, group);
+        }
+    }
+
     void setMode(mode_t mode) const { require(::fchmod(m_file.number(), mode & permissions) == 0); }
 
     void write(std::string_view contents) const {
@@ -103,19 +112,7 @@ private:
     bool m_hasReplaced = false;
 };
 
-/** Returns the mode of a file; none if it does not exist. */
-std::optional<mode_t> modeOf(const std::string& name) {
-    struct stat file {};
-    if (::lstat(name.c_str(), &file) == 0) {
-        return file.st_mode;
-    }
-    if (errno != ENOENT) {
-        throw lastError(name);
-    }
-    return std::nullopt;
-}
-
-void requireReplaceable(const std::string& name, mode_t mode) {
+void requireRegularFile(const std::string& name, mode_t mode) {
     if (S_ISDIR(mode)) {
         throw usageError(name + ": " + std::strerror(EISDIR));
     }
@@ -130,21 +127,34 @@ void requireReplaceable(const std::string& name, mode_t mode) {
     }
 }
 
+/** Returns the state of the file to replace; none if it does not exist. */
+std::optional<struct stat> findReplaced(const std::string& name) {
+    struct stat file {};
+    if (::lstat(name.c_str(), &file) == 0) {
+        requireRegularFile(name, file.st_mode);
+        return file;
+    }
+    if (errno != ENOENT) {
+        throw lastError(name);
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 void requireReplaceable(const std::string& name) {
-    if (const auto mode = modeOf(name)) {
-        requireReplaceable(name, *mode);
-    }
+    findReplaced(name);
+    const DelayedSignals signals;
+    const TemporaryFile trial(name);
 }
 
 void replaceFile(const std::string& name, const std::string& contents) {
-    requireReplaceable(name);
-    const auto mode = modeOf(name);
+    const auto replaced = findReplaced(name);
     const DelayedSignals signals;
     TemporaryFile file(name);
-    if (mode) {
-        file.setMode(*mode);
+    if (replaced) {
+        file.setOwner(replaced->st_uid, replaced->st_gid);
+        file.setMode(replaced->st_mode);
     }
     file.write(contents);
     file.replace();

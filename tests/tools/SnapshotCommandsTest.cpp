@@ -209,6 +209,11 @@ TEST_F(SavedRegisters, ReplaceNothingWhenTheFileCannotBeWritten) {
     EXPECT_EQ(files(), 5U);
 }
 
+TEST_F(SavedRegisters, AreNotReadWhenTheFolderOfTheFileCannotBeUsed) {
+    std::filesystem::remove(m_folder.path() + "/registers8");
+    expect("save file8 no/s", 1, "", "rynvelctl: no/s: No such file or directory\n");
+}
+
 TEST_F(SavedRegisters, ReplaceNothingWhenTheServerStaysSilent) {
     m_folder.store("s", "old");
     TestPeer peer;

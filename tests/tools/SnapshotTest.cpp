@@ -254,6 +254,28 @@ TEST_F(ReplacedFiles, KeepTheirPermissionsAndTheOldFileForThoseWhoReadIt) {
     EXPECT_EQ(seen, "old");
 }
 
+TEST_F(ReplacedFiles, KeepTheirOwner) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file to another user";
+    }
+    m_folder.store("f", "old");
+    ASSERT_EQ(chown(name("f").c_str(), 12, 34), 0);
+    replaceFile(name("f"), "new");
+    struct stat file {};
+    ASSERT_EQ(stat(name("f").c_str(), &file), 0);
+    EXPECT_EQ(file.st_uid, 12U);
+    EXPECT_EQ(file.st_gid, 34U);
+}
+
+TEST_F(ReplacedFiles, DoNotRunAsTheirOwner) {
+    m_folder.store("f", "old");
+    ASSERT_EQ(chmod(name("f").c_str(), 06750), 0);
+    replaceFile(name("f"), "new");
+    struct stat file {};
+    ASSERT_EQ(stat(name("f").c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 07777U, 0750U);
+}
+
 TEST_F(ReplacedFiles, HaveThePermissionsOfNewFilesAtFirst) {
     const mode_t mask = umask(027);
     replaceFile(name("f"), "new");
