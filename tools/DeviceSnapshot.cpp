@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "DeviceSnapshot.h"
 
+#include <unordered_set>
+
 #include "Durations.h"
 #include "FieldWrite.h"
+#include "Numbers.h"
 #include "OpenDevice.h"
 
 namespace Rynvelctl {
@@ -13,9 +16,11 @@ SnapshotMap describe(const Maps::DeviceDescription& description) {
     return {description.file, description.map->name, description.map->version};
 }
 
+std::uint32_t offsetOf(const MappedRegister& mapped) { return static_cast<std::uint32_t>(mapped.place.offset); }
+
 SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
     const std::uint32_t word = device.read(mapped.range);
-    return {mapped.name(), static_cast<std::uint32_t>(mapped.place.offset), mapped.contents().size,
+    return {mapped.name(), offsetOf(mapped), mapped.contents().size,
             word & static_cast<std::uint32_t>(Maps::bitsOf(mapped.contents()))};
 }
 
@@ -24,11 +29,16 @@ SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
 DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeout, SideEffects sideEffects) {
     DeviceSnapshot taken{{map.device().name(), describe(map.description()), timeStamp(), {}}, {}, map.inaccessible()};
     const auto device = openDevice(map.device(), timeout);
+    std::unordered_set<std::string> names;
     for (const MappedRegister& mapped : map.registers()) {
+        const bool isFirst = names.insert(mapped.name()).second;
         if (!Maps::isReadable(mapped.contents().access)) {
             continue;
         }
-        if (!mapped.range.isInside(device->mapSize())) {
+        if (!isFirst) {
+            taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() + " at " +
+                                      hexadecimal(offsetOf(mapped)) + " has the name of another register");
+        } else if (!mapped.range.isInside(device->mapSize())) {
             taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() +
                                       " is outside the map of the device");
         } else if (sideEffects == SideEffects::LeftOut && Maps::hasReadEffect(mapped.contents())) {

@@ -22,7 +22,7 @@ struct DeviceSnapshot {
     Snapshot snapshot;
     /** The registers that the snapshot does not hold because reading has a side effect. */
     std::vector<std::string> withSideEffects;
-    /** An error message for each of the registers that the device cannot access. */
+    /** An error message for each of the registers that the device cannot access, or that have the name of another. */
     std::vector<std::string> obstacles;
 };
 

@@ -13,6 +13,8 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::size_t maxDepth = 8;
+// A value needs far more memory than text.
+constexpr std::size_t maxValues = 2'000'000;
 
 using Parser = nlohmann::json;
 
@@ -124,6 +126,9 @@ public:
 
 private:
     JsonValue& add(JsonValue::Kind kind) {
+        if (++m_count > maxValues) {
+            throw WrongJson(m_progress.line(), "more than " + std::to_string(maxValues) + " values");
+        }
         JsonValue& value = m_open.empty() ? m_root : m_open.back()->parts.emplace_back();
         value.kind = kind;
         value.line = m_progress.line();
@@ -146,6 +151,7 @@ private:
 
     JsonValue& m_root;
     Progress& m_progress;
+    std::size_t m_count = 0;
     /** The arrays and objects around the next value, the innermost last. Only the innermost one grows. */
     std::vector<JsonValue*> m_open;
     /** The name of the next member. */

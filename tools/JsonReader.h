@@ -50,7 +50,8 @@ private:
     std::size_t m_line;
 };
 
-/** @throws WrongJson if the text is not JSON, or nests its values deeper than 8 levels. */
+/** @throws WrongJson if the text is not JSON, nests its values deeper than 8 levels, or has more than 2000000 values.
+ */
 JsonValue parseJson(const std::string& text);
 
 } // namespace Rynvelctl

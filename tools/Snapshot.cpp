@@ -70,6 +70,8 @@ void require(const JsonValue& value, const std::string& name, JsonValue::Kind ki
     }
 }
 
+WrongJson notAName(const JsonValue& value) { return {value.line, quoted(value.name) + " is not a name"}; }
+
 /** The members of an object, all of which the caller must take. */
 class Members {
 public:
@@ -105,12 +107,12 @@ public:
 
     std::string takeText(const std::string& name) { return take(name, JsonValue::Kind::String).text; }
 
-    std::string takeName(const std::string& name) {
+    const JsonValue& takeName(const std::string& name) {
         const JsonValue& value = take(name, JsonValue::Kind::String);
-        if (value.text.empty() || std::any_of(value.text.begin(), value.text.end(), Common::isControlCharacter)) {
-            throw WrongJson(value.line, quoted(name) + " is not a name");
+        if (value.text.empty()) {
+            throw notAName(value);
         }
-        return value.text;
+        return value;
     }
 
     void requireNoMore() const {
@@ -142,6 +144,14 @@ void takeFormat(Members& members, std::size_t line) {
     }
 }
 
+std::string takeDevice(Members& members) {
+    const JsonValue& device = members.takeName("device");
+    if (std::any_of(device.text.begin(), device.text.end(), Common::isControlCharacter)) {
+        throw notAName(device);
+    }
+    return device.text;
+}
+
 SnapshotMap takeMap(Members& members) {
     Members map(members.take("map", JsonValue::Kind::Object), "'map'");
     SnapshotMap result{map.takeText("file"), map.takeText("name"), map.takeText("version")};
@@ -160,7 +170,7 @@ std::string takeTime(Members& members) {
 SavedRegister parseRegister(const JsonValue& value) {
     Members members(value, "the register");
     SavedRegister saved;
-    saved.name = members.takeName("name");
+    saved.name = members.takeName("name").text;
     saved.offset = members.takeNumber("offset", 0, UINT32_MAX);
     saved.size = members.takeNumber("size", 1, 32);
     saved.value = members.takeNumber("value", 0, Common::maxValue(saved.size));
@@ -180,6 +190,13 @@ std::vector<SavedRegister> parseRegisters(const JsonValue& list) {
         }
     }
     return registers;
+}
+
+Snapshot parseFile(const std::string& contents) {
+    if (contents.size() > maxFileSize) {
+        throw WrongJson(0, "the file has more than " + std::to_string(maxFileSize) + " bytes");
+    }
+    return parseSnapshot(contents);
 }
 
 Failure wrongFile(const std::string& file, std::size_t line, const std::string& text) {
@@ -205,7 +222,7 @@ Snapshot parseSnapshot(const std::string& text) {
     Members members(root, "the snapshot");
     takeFormat(members, root.line);
     Snapshot snapshot;
-    snapshot.device = members.takeName("device");
+    snapshot.device = takeDevice(members);
     snapshot.map = takeMap(members);
     snapshot.time = takeTime(members);
     snapshot.registers = parseRegisters(members.take("registers", JsonValue::Kind::Array));
@@ -213,13 +230,20 @@ Snapshot parseSnapshot(const std::string& text) {
     return snapshot;
 }
 
+std::string readableText(const Snapshot& snapshot) {
+    std::string text = snapshotText(snapshot);
+    try {
+        parseFile(text);
+    } catch (const WrongJson& error) {
+        throw Failure(ExitStatus::Failed,
+                      snapshot.device + ": a snapshot of the registers cannot be read again: " + error.what());
+    }
+    return text;
+}
+
 Snapshot readSnapshot(const std::string& file) {
     try {
-        const std::string text = Common::readFile(file, maxFileSize);
-        if (text.size() > maxFileSize) {
-            throw WrongJson(0, "the file has more than " + std::to_string(maxFileSize) + " bytes");
-        }
-        return parseSnapshot(text);
+        return parseFile(Common::readFile(file, maxFileSize));
     } catch (const WrongJson& error) {
         throw wrongFile(file, error.line(), error.what());
     } catch (const std::system_error& error) {

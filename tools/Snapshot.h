@@ -40,6 +40,9 @@ struct Snapshot {
 /** Returns the contents of the file for a snapshot: JSON, with each register on a line of its own. */
 std::string snapshotText(const Snapshot& snapshot);
 
+/** Returns the same text. @throws Failure if readSnapshot() refuses a file with it. */
+std::string readableText(const Snapshot& snapshot);
+
 /** Returns what a text of snapshotText() holds. @throws WrongJson for any other text. */
 Snapshot parseSnapshot(const std::string& text);
 

@@ -56,15 +56,16 @@ void save(const CommandContext& context, const SaveOptions& options) {
     const RegisterMap map = context.registerMap(target);
     const DeviceSnapshot taken = takeSnapshot(map, context.timeout(), sideEffectsOf(options.includesSideEffects));
     context.timeout().requireTimeLeft(options.file);
+    const std::string text = readableText(taken.snapshot);
     if (!isPrinted) {
-        replaceFile(options.file, snapshotText(taken.snapshot));
+        replaceFile(options.file, text);
     }
     printLeftOut(target.name(), taken.withSideEffects);
     for (const std::string& obstacle : taken.obstacles) {
         printError(obstacle);
     }
     if (isPrinted) {
-        context.output().write(snapshotText(taken.snapshot));
+        context.output().write(text);
     } else {
         context.output().print(SavedRegisters{target.name(), options.file, taken.snapshot.registers.size()});
     }

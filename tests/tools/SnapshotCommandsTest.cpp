@@ -58,15 +58,18 @@ std::string registersOfMap32() {
            aRegister("FAR", "0x2000");
 }
 
-std::string map() {
-    const std::string bits = element("size", "8");
+std::string mapOf(const std::string& peripherals) {
     return "<device schemaVersion=\"1.3\"><name>tests</name><version>1.5</version><description>d</description>"
            "<addressUnitBits>8</addressUnitBits><width>32</width><size>32</size><access>read-write</access>"
            "<resetValue>0</resetValue><resetMask>0xFFFFFFFF</resetMask>" +
-           element("peripherals", peripheral("map32", registersOfMap32()) +
-                                      peripheral("file8", aRegister("A", "0", bits) + aRegister("B", "1", bits) +
-                                                              aRegister("C", "2", bits))) +
-           "</device>";
+           element("peripherals", peripherals) + "</device>";
+}
+
+std::string map() {
+    const std::string bits = element("size", "8");
+    return mapOf(
+        peripheral("map32", registersOfMap32()) +
+        peripheral("file8", aRegister("A", "0", bits) + aRegister("B", "1", bits) + aRegister("C", "2", bits)));
 }
 
 const char* const leftOut = "rynvelctl: map32: reading has a side effect, left out: FIFO, POP "
@@ -102,6 +105,11 @@ protected:
         Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), ends[1]);
         close(ends[1]);
         return program.wait();
+    }
+
+    /** Gives map32 other registers. */
+    void describeMap32(const std::string& registers) const {
+        m_folder.store("tests.svd", mapOf(peripheral("map32", registers)));
     }
 
     /** Sets a register of map32 without the program. */
@@ -173,6 +181,24 @@ TEST_F(SavedRegisters, ArePrintedOnRequest) {
     EXPECT_EQ(ending.error, "");
     expect("save file8 s --quiet", 0, "");
     EXPECT_EQ(withoutTimes(ending.output), withoutTimes(m_folder.load("s")));
+}
+
+TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
+    describeMap32(aRegister("R", "0", element("alternateGroup", "one")) +
+                  aRegister("R", "4", element("alternateGroup", "two")));
+    expect("save map32 s", 0, "map32: saved 1 register in s\n",
+           "rynvelctl: map32: register R at 0x00000004 has the name of another register\n");
+    poke(0, 1);
+    expect("diff map32 s", 1, "R: 0x00000001 -> 0x00000000\n");
+    expect("restore map32 s", 0, "map32 R: 0x00000001 -> 0x00000000\n");
+}
+
+TEST_F(SavedRegisters, WithAnyNamesAreReadAgain) {
+    describeMap32(aRegister("A&#9;B", "0"));
+    expect("save map32 s", 0, "map32: saved 1 register in s\n");
+    poke(0, 1);
+    expect("diff map32 s", 1, "A?B: 0x00000001 -> 0x00000000\n");
+    expect("restore map32 s", 0, "map32 A?B: 0x00000001 -> 0x00000000\n");
 }
 
 TEST_F(SavedRegisters, ReplaceAnOlderFile) {

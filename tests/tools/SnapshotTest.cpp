@@ -100,10 +100,10 @@ TEST(Snapshots, MayHoldNoRegister) {
 TEST(Snapshots, HoldNamesWithAnyCharacter) {
     Snapshot snapshot = example();
     snapshot.map.file = "a \"b\"\\\n\xFF";
-    snapshot.registers[0].name = "\xC3\xBC";
+    snapshot.registers[0].name = "\xC3\xBC\t";
     const Snapshot read = parseSnapshot(snapshotText(snapshot));
     EXPECT_EQ(read.map.file, "a \"b\"\\\n\xC3\xBF");
-    EXPECT_EQ(read.registers[0].name, "\xC3\xBC");
+    EXPECT_EQ(read.registers[0].name, "\xC3\xBC\t");
 }
 
 TEST(Snapshots, AreReadInAnyLayout) {
@@ -156,7 +156,8 @@ TEST(Snapshots, MustHaveEachMemberOnce) {
 TEST(Snapshots, MustHaveValuesOfTheRightKind) {
     EXPECT_EQ(complaint(exampleWith("\"rtc0\"", "0")), "1: 'device' is not a string");
     EXPECT_EQ(complaint(exampleWith("\"rtc0\"", "\"\"")), "1: 'device' is not a name");
-    EXPECT_EQ(complaint(exampleWith("\"RTCDR\"", "\"RTC\\nDR\"")), "2: 'name' is not a name");
+    EXPECT_EQ(complaint(exampleWith("\"rtc0\"", "\"rtc\\n0\"")), "1: 'device' is not a name");
+    EXPECT_EQ(complaint(exampleWith("\"RTCDR\"", "\"\"")), "2: 'name' is not a name");
     EXPECT_EQ(complaint(exampleWith("{\"name\":\"RTCDR\"", "7,{\"name\":\"RTCDR\"")),
               "2: the register is not an object");
     EXPECT_EQ(complaint(exampleWith("2026-01-02T", "2026-01-02 ")),
@@ -179,6 +180,26 @@ TEST(Snapshots, MustHaveNumbersInTheirRanges) {
 
 TEST(Snapshots, MustHoldEachRegisterOnce) {
     EXPECT_EQ(complaint(exampleWith("CHANNEL[1].MODE", "RTCDR")), "3: register RTCDR is also in line 2");
+}
+
+TEST(Snapshots, MustNotHaveTooManyValues) {
+    std::string text = "[\n0";
+    for (int i = 0; i < 2'000'000; ++i) {
+        text += ",0";
+    }
+    EXPECT_EQ(complaint(text), "2: more than 2000000 values");
+}
+
+TEST(SnapshotFiles, AreNotWrittenIfTheyCannotBeReadAgain) {
+    Snapshot snapshot = example();
+    EXPECT_EQ(readableText(snapshot), exampleText);
+    snapshot.registers[1].name = "RTCDR";
+    EXPECT_EQ(failureOf([&] { readableText(snapshot); }),
+              "1: rtc0: a snapshot of the registers cannot be read again: register RTCDR is also in line 2");
+    snapshot = example();
+    snapshot.map.version.assign(16'777'216, '1');
+    EXPECT_EQ(failureOf([&] { readableText(snapshot); }),
+              "1: rtc0: a snapshot of the registers cannot be read again: the file has more than 16777216 bytes");
 }
 
 TEST(SnapshotFiles, AreRefusedWithTheirNameAndLine) {
