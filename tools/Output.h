@@ -21,6 +21,8 @@ public:
     /** @param timeout the time-out of the command, which also limits the wait for a reader of standard output. */
     Output(Format format, const CommandTimeout& timeout) : m_format(format), m_timeout(timeout) {}
 
+    Format format() const { return m_format; }
+
     /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. */
     void print(const Report& report) const;
 

@@ -15,8 +15,13 @@ using Maps::FieldWrite;
 using Maps::ModifiedWrite;
 
 const char* const readOnly = "read-only";
+const char* const writeOnly = "write-only";
 const char* const modifiesWrites = "a write does not store the value";
 const char* const repeatsReads = "a write must repeat the value that was read";
+
+bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
+    return constraint && constraint->kind == Maps::WriteConstraint::Kind::WriteAsRead;
+}
 
 /** Returns why the field cannot be given a certain value; empty if it can. */
 std::string obstacleTo(const Field& field) {
@@ -26,9 +31,19 @@ std::string obstacleTo(const Field& field) {
     if (field.modifiedWrite != ModifiedWrite::Modify) {
         return modifiesWrites;
     }
-    const bool repeats =
-        field.writeConstraint && field.writeConstraint->kind == Maps::WriteConstraint::Kind::WriteAsRead;
-    return repeats ? repeatsReads : "";
+    return repeats(field.writeConstraint) ? repeatsReads : "";
+}
+
+/** Returns why a register without fields cannot be given the value; empty if it can. */
+std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
+    if (contents.modifiedWrite != ModifiedWrite::Modify) {
+        return modifiesWrites;
+    }
+    if (repeats(contents.writeConstraint)) {
+        return repeatsReads;
+    }
+    const bool isAllowed = !contents.writeConstraint || Maps::isAllowed(*contents.writeConstraint, value);
+    return isAllowed ? "" : "the value may not be written";
 }
 
 /** The write of a register without fields. */
@@ -57,8 +72,11 @@ std::string listOrNone(const std::vector<std::string>& names) { return names.emp
 
 } // namespace
 
-Restoration::Restoration(const RegisterMap& map, OpenDevice& device, Mode mode)
-    : m_map(map), m_device(device), m_mode(mode) {
+Restoration::Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode)
+    : m_map(map), m_device(device), m_timeout(timeout), m_mode(mode) {
+    for (const Maps::LocatedRegister& place : map.places()) {
+        m_described.insert(place.name);
+    }
     for (const MappedRegister& mapped : map.registers()) {
         m_registers.emplace(mapped.name(), mapped);
     }
@@ -67,6 +85,7 @@ Restoration::Restoration(const RegisterMap& map, OpenDevice& device, Mode mode)
 std::optional<Failure> Restoration::restore(const Snapshot& snapshot) {
     for (std::size_t i = 0; i < snapshot.registers.size(); ++i) {
         try {
+            m_timeout.requireTimeLeft(m_map.device().name());
             restore(snapshot.registers[i]);
         } catch (const Failure& failure) {
             return m_mode == Mode::DryRun ? failure : incomplete(failure, snapshot, i);
@@ -75,16 +94,10 @@ std::optional<Failure> Restoration::restore(const Snapshot& snapshot) {
     return std::nullopt;
 }
 
-std::vector<Report> Restoration::reports() const {
-    std::vector<Report> reports(m_restored.begin(), m_restored.end());
-    reports.insert(reports.end(), m_skipped.begin(), m_skipped.end());
-    return reports;
-}
-
 void Restoration::restore(const SavedRegister& saved) {
-    const std::string obstacle = obstacleTo(saved);
-    if (!obstacle.empty()) {
-        skip(obstacle, saved.name);
+    if (const auto obstacle = obstacleTo(saved)) {
+        skip(obstacle->reason, saved.name);
+        m_isMatching = m_isMatching && obstacle->isMatching;
         return;
     }
     const MappedRegister& target = m_registers.at(saved.name);
@@ -97,28 +110,26 @@ void Restoration::restore(const SavedRegister& saved) {
     }
 }
 
-std::string Restoration::obstacleTo(const SavedRegister& saved) const {
+std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister& saved) const {
     const auto found = m_registers.find(saved.name);
     if (found == m_registers.end()) {
-        return isDescribed(saved.name) ? "the device cannot access it" : "unknown in the register map";
+        const bool isDescribed = m_described.count(saved.name) != 0;
+        return Obstacle{isDescribed ? "the device cannot access it" : "unknown in the register map", false};
     }
     const MappedRegister& target = found->second;
     if (target.place.offset != saved.offset || target.contents().size != saved.size) {
-        return "the register map has another offset or size";
+        return Obstacle{"the register map has another offset or size", false};
     }
     if (!target.range.isInside(m_device.mapSize())) {
-        return "outside the map of the device";
+        return Obstacle{"outside the map of the device", false};
     }
     if (!Maps::isReadable(target.contents().access)) {
-        return "write-only";
+        return Obstacle{writeOnly, true};
     }
-    return Maps::hasReadEffect(target.contents()) ? "reading has a side effect" : "";
-}
-
-bool Restoration::isDescribed(const std::string& name) const {
-    const auto places = Maps::registersOf(*m_map.description().peripheral);
-    return std::any_of(places.begin(), places.end(),
-                       [&name](const Maps::LocatedRegister& place) { return place.name == name; });
+    if (Maps::hasReadEffect(target.contents())) {
+        return Obstacle{"reading has a side effect", true};
+    }
+    return std::nullopt;
 }
 
 std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, std::uint32_t current,
@@ -129,10 +140,11 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     if (contents.fields.empty()) {
-        if (contents.modifiedWrite == ModifiedWrite::Modify) {
+        const std::string obstacle = Rynvelctl::obstacleTo(contents, wanted);
+        if (obstacle.empty()) {
             return wholeWrite(contents, wanted);
         }
-        skip(modifiesWrites, target.name());
+        skip(obstacle, target.name());
         return std::nullopt;
     }
     const std::vector<Maps::Assignment> assignments = differingFields(target, current, wanted);
@@ -151,11 +163,13 @@ std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister&
                                                            std::uint32_t wanted) {
     std::vector<Maps::Assignment> assignments;
     std::uint64_t different = current ^ wanted;
+    std::uint64_t others = different;
     for (const Field& field : target.contents().fields) {
         if (!Maps::isInside(field, target.contents()) || (different & Maps::maskOf(field)) == 0 ||
             !Maps::isReadable(field.access)) {
             continue;
         }
+        others &= ~Maps::maskOf(field);
         const std::string obstacle = Rynvelctl::obstacleTo(field);
         if (!obstacle.empty()) {
             skip(obstacle, target.name() + '.' + field.name);
@@ -165,7 +179,21 @@ std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister&
         // Another field may share the bits.
         different &= ~Maps::maskOf(field);
     }
+    skipOtherBits(target, others);
     return assignments;
+}
+
+void Restoration::skipOtherBits(const MappedRegister& target, std::uint64_t bits) {
+    for (const Field& field : target.contents().fields) {
+        const bool isInvisible = Maps::isInside(field, target.contents()) && !Maps::isReadable(field.access);
+        if (isInvisible && (bits & Maps::maskOf(field)) != 0) {
+            skip(writeOnly, target.name() + '.' + field.name);
+            bits &= ~Maps::maskOf(field);
+        }
+    }
+    if (bits != 0) {
+        skip("bits outside the fields differ", target.name());
+    }
 }
 
 void Restoration::write(const MappedRegister& target, std::uint32_t current, const FieldWrite& write) {
@@ -174,6 +202,7 @@ void Restoration::write(const MappedRegister& target, std::uint32_t current, con
     std::uint32_t result = (current & ~mask) | value;
     if (m_mode == Mode::Write) {
         writeFields(m_device, target.range, write);
+        m_isUnconfirmed = true;
         result = valueIn(target, m_device.read(target.range));
         if ((result & mask) != value) {
             const unsigned int width = target.contents().size;
@@ -182,6 +211,7 @@ void Restoration::write(const MappedRegister& target, std::uint32_t current, con
                                                   hexadecimal((current & ~mask) | value, width) + " was written");
         }
     }
+    m_isUnconfirmed = false;
     m_restored.push_back({target.range, target.contents().size, current, result, m_mode == Mode::Write});
 }
 
@@ -204,7 +234,8 @@ Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot
     for (std::size_t i = failed + 1; i < snapshot.registers.size(); ++i) {
         later.push_back(snapshot.registers[i].name);
     }
-    return {failure.status(), std::string(failure.what()) + " (restored: " + listOrNone(restored) + "; not restored: " +
+    const std::string outcome = m_isUnconfirmed ? "; written, but not confirmed: " : "; not restored: ";
+    return {failure.status(), std::string(failure.what()) + " (restored: " + listOrNone(restored) + outcome +
                                   snapshot.registers[failed].name + "; not reached: " + listOrNone(later) + ')'};
 }
 

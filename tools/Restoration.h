@@ -9,8 +9,10 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
+#include "CommandTimeout.h"
 #include "FieldWrite.h"
 #include "OpenDevice.h"
 #include "RegisterMap.h"
@@ -28,8 +30,8 @@ public:
         DryRun
     };
 
-    /** @param map and `device` must outlive this object. */
-    Restoration(const RegisterMap& map, OpenDevice& device, Mode mode);
+    /** @param map and `device` must outlive this object. @param timeout also limits the time without an access. */
+    Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
 
     /**
      * Writes and reads back each register, in the order of the snapshot. It ends at the first failure.
@@ -38,30 +40,49 @@ public:
      */
     std::optional<Failure> restore(const Snapshot& snapshot);
 
-    /** Returns the registers that were written, and those that were left as they are. */
-    std::vector<Report> reports() const;
+    /** Returns the registers that were written. */
+    const std::vector<RestoredRegister>& restored() const { return m_restored; }
+
+    /** Returns the registers that were left as they are. */
+    const std::vector<SkippedRegisters>& skipped() const { return m_skipped; }
+
+    /** Returns whether the device has all registers of the snapshot, with the same offsets and sizes. */
+    bool isMatching() const { return m_isMatching; }
 
 private:
+    /** Why a register of the snapshot cannot be compared with the device. */
+    struct Obstacle {
+        std::string reason;
+        /** Whether the device has the register, with the same offset and size. */
+        bool isMatching;
+    };
+
     void restore(const SavedRegister& saved);
-    /** Returns why a register of the snapshot cannot be compared with the device; empty if it can. */
-    std::string obstacleTo(const SavedRegister& saved) const;
-    /** Returns whether the map has a register of that name, even one that the device cannot access. */
-    bool isDescribed(const std::string& name) const;
+    /** Returns why a register of the snapshot cannot be compared with the device; none if it can. */
+    std::optional<Obstacle> obstacleTo(const SavedRegister& saved) const;
     /** Returns the write that a register needs; none if no part that differs can be written. */
     std::optional<Maps::FieldWrite> planWrite(const MappedRegister& target, std::uint32_t current,
                                               std::uint32_t wanted);
     std::vector<Maps::Assignment> differingFields(const MappedRegister& target, std::uint32_t current,
                                                   std::uint32_t wanted);
+    /** Names what differs although no readable field describes it. @param bits those that differ. */
+    void skipOtherBits(const MappedRegister& target, std::uint64_t bits);
     void write(const MappedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);
     void skip(const std::string& reason, const std::string& name);
     Failure incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const;
 
     const RegisterMap& m_map;
     OpenDevice& m_device;
+    const CommandTimeout& m_timeout;
     const Mode m_mode;
     std::unordered_map<std::string, MappedRegister> m_registers;
+    /** The names of all registers of the map, even of those that the device cannot access. */
+    std::unordered_set<std::string> m_described;
     std::vector<RestoredRegister> m_restored;
     std::vector<SkippedRegisters> m_skipped;
+    bool m_isMatching = true;
+    /** Whether the last register has been written, but not read back with the right value. */
+    bool m_isUnconfirmed = false;
 };
 
 } // namespace Rynvelctl

@@ -130,6 +130,24 @@ void diff(const CommandContext& context, const DiffOptions& options) {
     }
 }
 
+// Without text, too, the user must see what differs from the file.
+void printSkipped(const Output& output, const SkippedRegisters& skipped) {
+    if (output.format() == Format::Bare) {
+        printError(formatText(Report(skipped)));
+    } else {
+        output.print(skipped);
+    }
+}
+
+void print(const Output& output, const Restoration& restoration) {
+    for (const RestoredRegister& restored : restoration.restored()) {
+        output.print(restored);
+    }
+    for (const SkippedRegisters& skipped : restoration.skipped()) {
+        printSkipped(output, skipped);
+    }
+}
+
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file);
     const Target target = context.target(options.name);
@@ -139,18 +157,20 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     }
     const RegisterMap map = context.registerMap(target);
     const auto device = openDevice(target, context.timeout());
-    Restoration restoration(map, *device, options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
+    Restoration restoration(map, *device, context.timeout(),
+                            options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
     // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     try {
-        for (const Report& report : restoration.reports()) {
-            context.output().print(report);
-        }
+        print(context.output(), restoration);
     } catch (const OutputClosed&) {
         // The reader misses the rest of the output, but not a failure.
     }
     if (failure) {
         throw Failure(*failure);
+    }
+    if (!restoration.isMatching()) {
+        throw SilentEnd{ExitStatus::Failed};
     }
 }
 

@@ -375,19 +375,22 @@ TEST_F(SavedRegisters, AreRestoredWhereTheyDiffer) {
     poke(0x00, 0x32);
     poke(0x14, 0);
     poke(0x20, 0xAB);
+    const std::string outside = "map32: not restored, bits outside the fields differ: CTRL\n";
     expect("restore map32 s --dry-run", 0,
            "map32 CTRL: 0x00000032 -> 0x00000033 (not written)\n"
            "map32 LIMIT: 0x00000000 -> 0x000000ff (not written)\n"
-           "map32 SMALL: 0x00ab -> 0x1234 (not written)\n");
+           "map32 SMALL: 0x00ab -> 0x1234 (not written)\n" +
+               outside);
     EXPECT_EQ(peek(0x00), 0x32U);
     EXPECT_EQ(peek(0x14), 0U);
     expect("restore map32 s", 0,
            "map32 CTRL: 0x00000032 -> 0x00000033\nmap32 LIMIT: 0x00000000 -> 0x000000ff\n"
-           "map32 SMALL: 0x00ab -> 0x1234\n");
+           "map32 SMALL: 0x00ab -> 0x1234\n" +
+               outside);
     EXPECT_EQ(peek(0x00), 0x33U);
     EXPECT_EQ(peek(0x14), 0xFFU);
     EXPECT_EQ(peek(0x20), 0x1234U);
-    expect("restore map32 s", 0, "");
+    expect("restore map32 s", 0, outside);
 }
 
 TEST_F(SavedRegisters, AreRestoredForScriptsAndForPrograms) {
@@ -400,7 +403,7 @@ TEST_F(SavedRegisters, AreRestoredForScriptsAndForPrograms) {
            "\n"
            R"({"name":"map32","notRestored":["STATUS"],"reason":"read-only"})"
            "\n");
-    expect("restore map32 s --quiet", 0, "");
+    expect("restore map32 s --quiet", 0, "", "rynvelctl: map32: not restored, read-only: STATUS\n");
     EXPECT_EQ(peek(0x14), 1U);
 }
 
@@ -416,7 +419,7 @@ TEST_F(SavedRegisters, AreLeftAsTheyAreWhereAWriteCannotRestoreThem) {
     edit("s", "{\"name\":\"FIFO\"",
          R"({"name":"KEY","offset":12,"size":32,"value":0},{"name":"WIDE","offset":24,"size":32,"value":0},)"
          R"({"name":"FAR","offset":8192,"size":32,"value":0},{"name":"FIFO")");
-    expect("restore map32 s", 0,
+    expect("restore map32 s", 1,
            "map32: not restored, read-only: CTRL.BUSY, STATUS\n"
            "map32: not restored, write-only: KEY\n"
            "map32: not restored, the device cannot access it: WIDE\n"
@@ -428,6 +431,24 @@ TEST_F(SavedRegisters, AreLeftAsTheyAreWhereAWriteCannotRestoreThem) {
            "map32: not restored, a write must repeat the value that was read: MIXED.ECHO\n");
     EXPECT_EQ(peek(0x10), 1U);
     EXPECT_EQ(peek(0x24), 0x10000100U);
+}
+
+TEST_F(SavedRegisters, ThatTheDeviceDoesNotHaveEndTheRestorationWithAFailure) {
+    run("save map32 saved");
+    for (const auto& [file, name, replaced, replacement] :
+         {std::array{"a", "NONE", "\"LIMIT\"", "\"NONE\""},
+          {"b", "LIMIT", "\"LIMIT\",\"offset\":20", "\"LIMIT\",\"offset\":24"},
+          {"c", "WIDE", "\"LIMIT\",\"offset\":20", "\"WIDE\",\"offset\":24"},
+          {"d", "FAR", "\"LIMIT\",\"offset\":20", "\"FAR\",\"offset\":8192"}}) {
+        m_folder.store(file, m_folder.load("saved"));
+        edit(file, replaced, replacement);
+        const Ending ending = run(std::string("restore map32 --quiet ") + file);
+        EXPECT_EQ(ending.status, 1) << name;
+        EXPECT_EQ(ending.output, "");
+        EXPECT_NE(ending.error.find("rynvelctl: map32: not restored, "), std::string::npos) << ending.error;
+        EXPECT_NE(ending.error.find(std::string(": ") + name + '\n'), std::string::npos) << ending.error;
+        EXPECT_EQ(run(std::string("restore map32 ") + file).status, 1) << name;
+    }
 }
 
 TEST_F(SavedRegisters, AreRestoredWithoutAnEffectOnFieldsThatWritesModify) {
@@ -452,6 +473,42 @@ TEST_F(SavedRegisters, AreNotRestoredToValuesThatMayNotBeWritten) {
     EXPECT_EQ(peek(0x24), 0x10000U);
 }
 
+TEST_F(SavedRegisters, AreNamedWhereBitsDifferThatARestorationDoesNotWrite) {
+    describeMap32(
+        aRegister("CTRL", "0",
+                  element("fields", field("SEEN", "[0:0]", element("access", "read-only")) + field("MODE", "[7:4]") +
+                                        field("CLEAR", "[0:0]", element("access", "write-only")) +
+                                        field("START", "[9:8]", element("access", "write-only")))));
+    run("save map32 s");
+    poke(0, 0x10000);
+    expect("restore map32 s", 0, "map32: not restored, bits outside the fields differ: CTRL\n");
+    poke(0, 0x10301);
+    expect("restore map32 s", 0,
+           "map32: not restored, read-only: CTRL.SEEN\nmap32: not restored, write-only: CTRL.START\n"
+           "map32: not restored, bits outside the fields differ: CTRL\n");
+    EXPECT_EQ(peek(0), 0x10301U);
+}
+
+TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
+    describeMap32(
+        aRegister("ECHO", "0", element("writeConstraint", element("writeAsRead", "true"))) +
+        aRegister("STEP", "4",
+                  element("writeConstraint", element("range", element("minimum", "1") + element("maximum", "4")))));
+    poke(4, 5);
+    run("save map32 s");
+    poke(0, 1);
+    poke(4, 2);
+    expect("restore map32 s", 0,
+           "map32: not restored, a write must repeat the value that was read: ECHO\n"
+           "map32: not restored, the value may not be written: STEP\n");
+    EXPECT_EQ(peek(0), 1U);
+    EXPECT_EQ(peek(4), 2U);
+    edit("s", "\"size\":32,\"value\":5", "\"size\":32,\"value\":4");
+    expect("restore map32 s", 0,
+           "map32 STEP: 0x00000002 -> 0x00000004\n"
+           "map32: not restored, a write must repeat the value that was read: ECHO\n");
+}
+
 TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
@@ -465,7 +522,12 @@ TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
     // Open, read A, write A, read A, read B, write B, read B.
     peer.script({success(), success({7}), success(), success({1}), success({7}), success(), success({7})});
     expect(line, 1, "file8 A: 0x07 -> 0x01\n",
-           "rynvelctl: file8: B holds 0x07 after 0x02 was written (restored: A; not restored: B; not reached: C)\n");
+           "rynvelctl: file8: B holds 0x07 after 0x02 was written (restored: A; written, but not confirmed: B; not "
+           "reached: C)\n");
+    peer.script({success(), success({7}), success(), refusal()});
+    expect(line, 1, "",
+           "rynvelctl: file8: reading A failed: the server refused the request (restored: none; written, but not "
+           "confirmed: A; not reached: B, C)\n");
     peer.script({success(), success({7}), refusal()});
     expect(line, 1, "",
            "rynvelctl: file8: writing A failed: the server refused the request (restored: none; not restored: A; not "
@@ -474,6 +536,19 @@ TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
     expect(line, 1, "",
            "rynvelctl: file8: reading C failed: the server refused the request (restored: none; not restored: C; not "
            "reached: none)\n");
+}
+
+TEST_F(SavedRegisters, ThatTheMapDoesNotHaveTakeNoMoreTimeThanTheCommandMay) {
+    run("save file8 s");
+    std::string unknown;
+    for (int i = 0; i < 20'000; ++i) {
+        unknown += R"({"name":"X)" + std::to_string(i) + R"(","offset":0,"size":8,"value":0},)";
+    }
+    edit("s", "{\"name\":\"A\"", unknown + "{\"name\":\"A\"");
+    const Ending ending = run("--timeout 1ms restore file8 s");
+    EXPECT_EQ(ending.status, 4);
+    EXPECT_EQ(ending.error.rfind("rynvelctl: file8: timed out after 1 ms (restored: none; not restored: X0; ", 0), 0U)
+        << ending.error.substr(0, 200);
 }
 
 TEST_F(SavedRegisters, AreRestoredToTheEndWithoutAReader) {
