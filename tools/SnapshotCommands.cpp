@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <exception>
 #include <filesystem>
 #include <new>
 #include <optional>
 #include <system_error>
 
 #include "Commands.h"
+#include "DeviceList.h"
 #include "DeviceSnapshot.h"
 #include "Failure.h"
 #include "FileReplacement.h"
@@ -72,8 +74,16 @@ void save(const CommandContext& context, const SaveOptions& options) {
 }
 
 bool isFile(const std::string& name) {
+    if (name.find('/') != std::string::npos) {
+        return true;
+    }
     std::error_code error;
-    return name.find('/') != std::string::npos || std::filesystem::exists(name, error);
+    const bool exists = std::filesystem::exists(name, error);
+    if (exists && Common::findDevice(name) != nullptr) {
+        throw usageError(name + ": a device and a file have this name (give ./" + name +
+                         " for the file, or run the command in another folder for the device)");
+    }
+    return exists;
 }
 
 /** Removes the registers with these names, and returns the names that the snapshot has. */
@@ -102,11 +112,21 @@ Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& opt
     return std::move(taken.snapshot);
 }
 
+/** Returns the description of a device; null if there is none, or if a register map cannot be used. */
+const Maps::Peripheral* describe(const CommandContext& context, const std::string& device) {
+    try {
+        const auto description = context.maps().find(device);
+        return description ? description->peripheral : nullptr;
+    } catch (const Maps::UnusableMap& unusable) {
+        printError(unusable.what());
+        return nullptr;
+    }
+}
+
 bool printDifferences(const CommandContext& context, const DiffOptions& options) {
     ComparedSnapshot second{options.second, readSnapshot(options.second)};
     const ComparedSnapshot first{options.first, snapshotToCompare(context, options, second.snapshot)};
-    const auto description = context.maps().find(first.snapshot.device);
-    const auto differences = compare(first, second, description ? description->peripheral : nullptr);
+    const auto differences = compare(first, second, describe(context, first.snapshot.device));
     for (const RegisterDifference& difference : differences) {
         context.output().print(difference);
     }
@@ -124,6 +144,8 @@ void diff(const CommandContext& context, const DiffOptions& options) {
         throw failure.status() == ExitStatus::Failed ? usageError(failure.what()) : failure;
     } catch (const std::bad_alloc&) {
         throw usageError("out of memory");
+    } catch (const std::exception& exception) {
+        throw usageError(exception.what());
     }
     if (isDifferent) {
         throw SilentEnd{ExitStatus::Failed};

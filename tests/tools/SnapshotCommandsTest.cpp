@@ -315,6 +315,18 @@ TEST_F(SavedRegisters, ThatDifferAreNamedWithoutAMap) {
     expectEnding(ending, 1, "B: 0x02 -> 0x42\n");
 }
 
+TEST_F(SavedRegisters, InFilesAreComparedWithoutAMapThatCannotBeUsed) {
+    run("save file8 a");
+    m_folder.store("registers8", "\x01\x42\x03");
+    run("save file8 b");
+    m_folder.store("broken.svd", "<device>");
+    const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words("--map broken.svd diff a b"), m_folder.path());
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.output, "B: 0x02 -> 0x42\n");
+    EXPECT_EQ(ending.error.rfind("rynvelctl: broken.svd:1: error: ", 0), 0U) << ending.error;
+    EXPECT_EQ(runProgram(RYNVELCTL_FOR_TESTS, words("--map broken.svd diff file8 b"), m_folder.path()).status, 2);
+}
+
 TEST_F(SavedRegisters, ThatOneSideDoesNotHaveAreNamed) {
     run("save file8 a");
     run("save file8 b");
@@ -338,11 +350,14 @@ TEST_F(SavedRegisters, WithSideEffectsAreComparedWithADeviceOnlyOnRequest) {
     expect("diff map32 a --with-side-effects", 1, "FIFO: 0x00000001 -> 0x00000000\n");
 }
 
-TEST_F(SavedRegisters, AreThoseOfAFileIfThereIsOneOfThatName) {
+TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
     run("save file8 a");
     m_folder.store("file8", m_folder.load("a"));
     m_folder.store("registers8", "\x09\x09\x09");
-    expect("diff file8 a", 0, "");
+    expect("diff file8 a", 2, "",
+           "rynvelctl: file8: a device and a file have this name (give ./file8 for the file, or run the command in "
+           "another folder for the device)\n");
+    expect("diff ./file8 a", 0, "");
     std::filesystem::remove(m_folder.path() + "/file8");
     expect("diff file8 a", 1, "A: 0x09 -> 0x01\nB: 0x09 -> 0x02\nC: 0x09 -> 0x03\n");
     expect("diff ./file8 a", 2, "", "rynvelctl: ./file8: No such file or directory\n");
