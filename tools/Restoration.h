@@ -30,7 +30,10 @@ public:
         DryRun
     };
 
-    /** @param map and `device` must outlive this object. @param timeout also limits the time without an access. */
+    /**
+     * @param map must outlive this object, and so must `device` and `timeout`.
+     * @param timeout also limits the time that passes without an access to the device.
+     */
     Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
 
     /**
