@@ -58,6 +58,12 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value);
 
 /**
+ * Returns the names of values that an assignment to a field accepts. They do not include a name that is also a number,
+ * unless the name has this number.
+ */
+std::vector<std::string> namesToWrite(const Field& field);
+
+/**
  * The new value of a field, as the user types it: a decimal, hexadecimal or binary number, or the name of an enumerated
  * value.
  */
@@ -84,7 +90,7 @@ public:
  * @throws RefusedValue in these cases:
  *
  * - A field is unknown, read-only, outside its register, or assigned twice, or it overlaps another assigned field.
- * - A value is neither a number nor a name that the field has for writing.
+ * - A value is neither a number nor a name that the field has for writing, or it is both and means two numbers.
  * - A number does not fit in the field, or breaks its write constraint.
  */
 MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);

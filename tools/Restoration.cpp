@@ -161,7 +161,7 @@ std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister&
             skip(obstacle, target.name() + '.' + field.name);
             continue;
         }
-        assignments.push_back({field.name, std::to_string(Maps::decode(field, wanted).value)});
+        assignments.push_back({field.name, hexadecimal(Maps::decode(field, wanted).value)});
         // Another field may share the bits.
         different &= ~Maps::maskOf(field);
     }

@@ -421,6 +421,16 @@ TEST_F(SavedRegisters, AreNotRestoredToValuesThatMayNotBeWritten) {
     EXPECT_EQ(peek(0x24), 0x10000U);
 }
 
+TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
+    edit("tests.svd", "<name>running</name>", "<name>0</name>");
+    edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
+    poke(0, 1);
+    expect("save map32 s --quiet", 0, "", std::string(leftOut) + obstacles);
+    poke(0, 0);
+    expect("restore map32 s", 0, "map32 CTRL: 0x00000000 -> 0x00000001\n");
+    EXPECT_EQ(peek(0), 1U);
+}
+
 TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
