@@ -22,6 +22,8 @@ struct MappedRegister {
     Maps::LocatedRegister place;
     /** Has the name of the register. */
     RegisterRange range;
+    /** Whether reading its word has a side effect, on this register or on another one of the word. */
+    bool hasReadEffect;
 
     const std::string& name() const { return place.name; }
     const Maps::Register& contents() const { return *place.contents; }
@@ -75,7 +77,23 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** Returns another register in the word of a register that is narrower than the word; null if there is none. */
+    /** What the places up to a certain one take, in their order. */
+    struct Extent {
+        /** The position of the place that ends last. */
+        std::size_t furthest;
+        /** The end of the last place whose reading has a side effect; 0 if there is none. */
+        std::uint64_t readEffectEnd;
+    };
+
+    /** Returns the number of places that begin before an offset. */
+    std::size_t countBefore(std::uint64_t offset) const;
+    /** Returns the place that ends last among the first ones; null for a count of 0. */
+    const Maps::LocatedRegister* furthestOf(std::size_t count) const;
+    bool hasReadEffect(const Maps::LocatedRegister& place) const;
+    /**
+     * Returns another register in the word of a register that is narrower than the word; null if there is none. A
+     * register at the same offset that is not wider is an alternative, and does not count.
+     */
     const Maps::LocatedRegister* neighbourOf(const Maps::LocatedRegister& place) const;
     MappedRegister mapped(const Maps::LocatedRegister& place) const;
     Failure unknownName(const std::string& name) const;
@@ -83,6 +101,8 @@ private:
     const Target* m_target;
     Maps::DeviceDescription m_description;
     std::vector<Maps::LocatedRegister> m_places;
+    /** One for each place. */
+    std::vector<Extent> m_extents;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */

@@ -112,7 +112,7 @@ std::string Restoration::obstacleTo(const SavedRegister& saved) const {
     if (!Maps::isReadable(target.contents().access)) {
         return "write-only";
     }
-    return Maps::hasReadEffect(target.contents()) ? "reading has a side effect" : "";
+    return target.hasReadEffect ? "reading has a side effect" : "";
 }
 
 bool Restoration::isDescribed(const std::string& name) const {
@@ -140,7 +140,7 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     try {
-        return Maps::planWrite(target.place, assignments);
+        return Maps::planWrite(target.place, assignments, target.hasReadEffect);
     } catch (const Maps::RefusedValue& refusal) {
         skip(refusal.what(), target.name());
         return std::nullopt;

@@ -96,7 +96,8 @@ private:
 
     Maps::FieldWrite fieldWrite(const std::vector<Maps::Assignment>& assignments) const {
         try {
-            return Maps::planWrite(m_addressed.named->whole.place, assignments);
+            const MappedRegister& whole = m_addressed.named->whole;
+            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
         } catch (const Maps::RefusedValue& refused) {
             throw refusal(refused.what());
         }

@@ -44,6 +44,19 @@ const std::string furtherRegisters = R"(
 <register><name>OUTSIDE</name><addressOffset>0x1000</addressOffset></register>
 <register><name>TOO_FAR</name><addressOffset>0x100000000</addressOffset></register>)";
 
+std::string aRegister(const std::string& name, const std::string& offset, const std::string& elements = "") {
+    return "<register><name>" + name + "</name><addressOffset>" + offset + "</addressOffset>" + elements +
+           "</register>";
+}
+
+std::string field(const std::string& name, const std::string& range, const std::string& elements = "") {
+    return "<field><name>" + name + "</name><bitRange>" + range + "</bitRange>" + elements + "</field>";
+}
+
+std::string fields(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
+
+const std::string takenByReading = "<readAction>modify</readAction>";
+
 std::string peripheral(const std::string& name, const std::string& registers) {
     return "<peripheral><name>" + name + "</name><baseAddress>0</baseAddress><registers>" + registers +
            "</registers></peripheral>";
@@ -66,6 +79,11 @@ protected:
         m_folder.store("registers8", std::string(64, '\0'));
         const std::string registers = controlRegisters + furtherRegisters;
         m_folder.store("board.svd", mapOf(peripheral("map32", registers) + peripheral("remote", registers)));
+    }
+
+    /** Replaces the registers of the device map32. */
+    void describe(const std::string& registers) const {
+        m_folder.store("board.svd", mapOf(peripheral("map32", registers)));
     }
 
     Ending run(const std::string& line) const {
@@ -260,6 +278,34 @@ TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
     expectRefused("read map32 OUTSIDE", "map32: register OUTSIDE is outside the map of 4096 bytes");
 }
 
+TEST_F(RegisterNames, AreRefusedForANarrowRegisterInsideAnother) {
+    describe(aRegister("DATA", "0") + aRegister("DATA8", "0", "<size>8</size>") +
+             aRegister("EARLY", "6", "<size>32</size>") + aRegister("BEHIND", "8", "<size>16</size>") +
+             aRegister("ONE", "0x10", "<size>16</size>") +
+             aRegister("OTHER", "0x10", "<alternateRegister>ONE</alternateRegister><size>16</size>") +
+             aRegister("SMALL", "0x10", "<alternateRegister>ONE</alternateRegister><size>8</size>"));
+    const std::string width = " (the device has 32-bit registers)";
+    expectRefused("write map32 DATA8 5",
+                  "map32: register DATA8 has 8 bits and shares its word with register DATA" + width);
+    expectRefused("write map32 BEHIND 5",
+                  "map32: register BEHIND has 16 bits and shares its word with register EARLY" + width);
+    expectRefused("write map32 SMALL 5",
+                  "map32: register SMALL has 8 bits and shares its word with register ONE" + width);
+    expect("write map32 DATA 5", 0, "map32 DATA = 0x00000005\n");
+    expect("write map32 OTHER 5 --quiet", 0, "");
+    EXPECT_EQ(get(0x10), 5U);
+}
+
+TEST_F(RegisterNames, AreRefusedForAFieldIfReadingAnotherRegisterOfTheWordHasASideEffect) {
+    describe(
+        aRegister("RBR", "0", "<access>read-only</access>" + takenByReading) +
+        aRegister("DLL", "0",
+                  "<alternateRegister>RBR</alternateRegister>" + fields(field("F", "[7:0]") + field("G", "[15:8]"))));
+    expectRefused("write map32 DLL.F 1", "map32: reading register DLL has a side effect, so its other fields cannot "
+                                         "keep their values (assign also G)");
+    expect("write map32 DLL F=1 G=2", 0, "map32 DLL.F = 1\nmap32 DLL.G = 2\n");
+}
+
 TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
     set(0x18, 0xAB);
     expect("dump map32 DATA[1] 3", 0, "0x00000014: 00000000 000000ab 00000000\n");
@@ -283,11 +329,11 @@ TEST_F(RegisterNames, PrintAWatchedFieldOnlyWhenTheFieldChanges) {
                     m_folder.path());
     EXPECT_EQ(program.outputLine(), "CTRL.MODE 0");
     EXPECT_EQ(program.outputLine(), "CTRL 0x00000000");
-    run("write map32 CTRL 1");
-    EXPECT_EQ(program.outputLine(), "CTRL 0x00000001");
-    run("write map32 CTRL 0x31");
+    run("write map32 CTRL 0x201");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000201");
+    run("write map32 CTRL 0x231");
     EXPECT_EQ(program.outputLine(), "CTRL.MODE 3");
-    EXPECT_EQ(program.outputLine(), "CTRL 0x00000031");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000231");
 }
 
 /** The maps that the program searches, without those in its folders. */

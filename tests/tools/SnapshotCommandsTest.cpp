@@ -421,6 +421,21 @@ TEST_F(SavedRegisters, AreNotRestoredToValuesThatMayNotBeWritten) {
     EXPECT_EQ(peek(0x24), 0x10000U);
 }
 
+TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
+    edit("tests.svd", "<peripheral><name>map32</name>", "<peripheral><name>unused</name>");
+    edit("tests.svd", "<peripherals>",
+         "<peripherals>" +
+             peripheral("map32",
+                        aRegister("RBR", "0", element("access", "read-only") + element("readAction", "modify")) +
+                            aRegister("DLL", "0", element("alternateRegister", "RBR")) + aRegister("NEXT", "4", "")));
+    expect("save map32 s", 0, "map32: saved 1 register in s\n",
+           "rynvelctl: map32: reading has a side effect, left out: RBR, DLL (--with-side-effects includes them)\n");
+    expect("save map32 s --with-side-effects", 0, "map32: saved 3 registers in s\n");
+    poke(0, 1);
+    expect("restore map32 s", 0, "map32: not restored, reading has a side effect: RBR, DLL\n");
+    EXPECT_EQ(peek(0), 1U);
+}
+
 TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
     edit("tests.svd", "<name>running</name>", "<name>0</name>");
     edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
