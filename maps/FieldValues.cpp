@@ -66,6 +66,8 @@ bool isAmbiguous(const EnumeratedValue& value) {
     return Common::isNumber(value.name, Common::anyNotation) && numberIn(value.name) != value.value;
 }
 
+constexpr const char* onlyAsRead = " may be written only with the value that was read";
+
 /** Returns why a field may not be given a number; empty if it may. @param text the number in the message. */
 std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::string& text) {
     if (!field.writeConstraint) {
@@ -73,7 +75,7 @@ std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::
     }
     const WriteConstraint& constraint = *field.writeConstraint;
     if (constraint.kind == WriteConstraint::Kind::WriteAsRead) {
-        return " may be written only with the value that was read";
+        return onlyAsRead;
     }
     const bool isAllowed = constraint.kind == WriteConstraint::Kind::EnumeratedValues
                                ? nameOf(field, Usage::Write, number) != nullptr
@@ -81,11 +83,17 @@ std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::
     return isAllowed ? "" : ": " + text + " is not a value that may be written";
 }
 
+std::string subjectOf(const LocatedRegister& place) { return "register " + place.name; }
+
+std::string subjectOf(const LocatedRegister& place, const Field& field) {
+    return "field " + place.name + '.' + field.name;
+}
+
 /** A field that an assignment names. */
 class AssignedField {
 public:
     AssignedField(const LocatedRegister& place, const std::string& name)
-        : m_field(fieldOf(place, name)), m_name(place.name + '.' + m_field.name) {
+        : m_field(fieldOf(place, name)), m_subject(subjectOf(place, m_field)) {
         if (!isWritable(m_field.access)) {
             throw RefusedValue(refusal(" is read-only"));
         }
@@ -97,7 +105,7 @@ public:
 
     const Field& field() const { return m_field; }
 
-    std::string refusal(const std::string& problem) const { return "field " + m_name + problem; }
+    std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
     std::uint64_t parse(const std::string& text) const {
         const std::uint64_t number = numberOf(text);
@@ -117,7 +125,7 @@ private:
                 names.push_back(each.name);
             }
             const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-            throw RefusedValue("register " + place.name + " has no field " + quoted(name) +
+            throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
                                (question.empty() ? "" : " (" + question + ')'));
         }
         return *field;
@@ -164,7 +172,7 @@ private:
     }
 
     const Field& m_field;
-    std::string m_name;
+    std::string m_subject;
 };
 
 } // namespace
@@ -230,6 +238,38 @@ MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& 
         result.mask |= maskOf(field);
     }
     return result;
+}
+
+void requireInRange(const LocatedRegister& place, std::uint64_t value) {
+    const auto& constraint = place.contents->writeConstraint;
+    if (constraint && !isAllowed(*constraint, value)) {
+        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(value) + " may not be written (from " +
+                           std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
+    }
+}
+
+void requireAllowed(const LocatedRegister& place, const MaskedValue& written) {
+    const Register& contents = *place.contents;
+    const std::uint64_t bits = bitsOf(contents);
+    if ((written.value & ~bits) != 0) {
+        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(written.value) + " does not fit in " +
+                           std::to_string(contents.size) + " bits");
+    }
+    if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
+        throw RefusedValue(subjectOf(place) + onlyAsRead);
+    }
+    if ((bits & ~written.mask) == 0) {
+        requireInRange(place, written.value);
+    }
+    for (const Field& field : contents.fields) {
+        if (isWritable(field.access) && isInside(field, contents) && (maskOf(field) & ~written.mask) == 0) {
+            const std::uint64_t number = decode(field, written.value).value;
+            const std::string reason = reasonToRefuse(field, number, std::to_string(number));
+            if (!reason.empty()) {
+                throw RefusedValue(subjectOf(place, field) + reason);
+            }
+        }
+    }
 }
 
 } // namespace Maps

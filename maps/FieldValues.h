@@ -95,6 +95,17 @@ public:
  */
 MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);
 
+/** @throws RefusedValue if a register has a range of values, and the value of all its bits is outside the range. */
+void requireInRange(const LocatedRegister& place, std::uint64_t value);
+
+/**
+ * Checks a value for a register, which the user gives without names of fields.
+ *
+ * @throws RefusedValue if the value does not fit, or breaks a write constraint: that of a field all of whose bits are
+ * written, or that of the register. A range of the register counts only if all bits of the register are written.
+ */
+void requireAllowed(const LocatedRegister& place, const MaskedValue& written);
+
 } // namespace Maps
 
 #endif

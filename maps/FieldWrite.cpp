@@ -142,6 +142,9 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
     }
     write.written = plan.written();
     write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
+    if (write.isWhole) {
+        requireInRange(place, write.written.value);
+    }
     for (const Assignment& assignment : assignments) {
         write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
     }

@@ -34,8 +34,9 @@ bool hasReadEffect(const Register& aRegister);
  * Plans a write that changes no other field.
  *
  * @param hasReadEffect whether reading the address of the register has a side effect.
- * @throws RefusedValue as encode() does, and where another field cannot keep its value: one that changes with every
- * write or whose value cannot be read and written back. No field is in the way if all that can be written are assigned.
+ * @throws RefusedValue as encode() does, for a value outside the range of the register, and where another field cannot
+ * keep its value: one that changes with every write or whose value cannot be read and written back. No field is in the
+ * way if all that can be written are assigned.
  */
 FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect);
 

@@ -17,7 +17,7 @@ Addressed Addresses::find(const std::string& text) {
     if (m_unit == AddressUnit::Registers || beginsWithDigit(text)) {
         return {RegisterRange(m_target, m_unit, text), std::nullopt};
     }
-    const Selection selection = registerMap(text).find(text);
+    const Selection selection = registerMapFor(text).find(text);
     return {selection.whole.range, selection};
 }
 
@@ -29,7 +29,7 @@ Addressed Addresses::findWhole(const std::string& text) {
     return addressed;
 }
 
-const RegisterMap& Addresses::registerMap(const std::string& name) {
+const RegisterMap& Addresses::registerMapFor(const std::string& name) {
     if (!m_map) {
         m_map = m_context.findRegisterMap(m_target);
     }
@@ -43,12 +43,6 @@ const RegisterMap& Addresses::registerMap(const std::string& name) {
 void requireReadable(const Addressed& addressed) {
     if (addressed.named) {
         requireReadable(*addressed.named);
-    }
-}
-
-void requireWritable(const Addressed& addressed) {
-    if (addressed.named) {
-        requireWritable(*addressed.named);
     }
 }
 

@@ -39,8 +39,11 @@ public:
     /** Finds a register. @throws Failure also for a field. */
     Addressed findWhole(const std::string& text);
 
+    /** Returns the register map in which a name was found; null before. */
+    const RegisterMap* registerMap() const { return m_map ? &*m_map : nullptr; }
+
 private:
-    const RegisterMap& registerMap(const std::string& name);
+    const RegisterMap& registerMapFor(const std::string& name);
 
     const CommandContext& m_context;
     const Target& m_target;
@@ -50,9 +53,6 @@ private:
 
 /** @throws Failure if the register map says that it cannot be read. */
 void requireReadable(const Addressed& addressed);
-
-/** @throws Failure if the register map says that it cannot be written. */
-void requireWritable(const Addressed& addressed);
 
 /** Returns what the user asked for: the value of the register, or that of the field in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);

@@ -44,13 +44,42 @@ struct WatchOptions : RegisterOptions {
     std::string count;
 };
 
-Addressed firstOf(const CommandContext& context, const Target& target, const RegisterOptions& options) {
-    return Addresses(context, target, options.unit()).findWhole(options.address);
-}
+/** The registers of a command, the first of which the user gave. */
+class NamedRange {
+public:
+    NamedRange(const CommandContext& context, const Target& target, const RangeOptions& options)
+        : m_addresses(context, target, options.unit()), m_first(m_addresses.findWhole(options.address)) {}
 
-RegisterRange rangeOf(const Addressed& first, const RangeOptions& options) {
-    return first.range.resized(parseCount("count", options.count, maxRegisters));
-}
+    /** Returns the registers. @throws Failure if their number is wrong. */
+    RegisterRange sized(const std::string& count) const {
+        return m_first.range.resized(parseCount("count", count, maxRegisters));
+    }
+
+    /** @throws Failure if the user gave a name, and the register map says that a register cannot be read. */
+    void requireReadable(const RegisterRange& range) const {
+        check(range, [](const MappedRegister& whole) { Rynvelctl::requireReadable({whole, nullptr}); });
+    }
+
+    /** @throws Failure if the user gave a name, and the register map does not allow the value for each register. */
+    void requireAllowed(const RegisterRange& range, std::uint32_t value) const {
+        check(range, [this, value](const MappedRegister& whole) {
+            m_addresses.registerMap()->requireAccessible(whole.place);
+            Rynvelctl::requireAllowed(whole, {value, UINT32_MAX});
+        });
+    }
+
+private:
+    template <typename Check>
+    void check(const RegisterRange& range, const Check& check) const {
+        if (m_first.named) {
+            check(m_first.named->whole);
+            m_addresses.registerMap()->checkBehindFirst(range, check);
+        }
+    }
+
+    Addresses m_addresses;
+    Addressed m_first;
+};
 
 void read(const CommandContext& context, const RegisterOptions& options) {
     const Target target = context.target(options.name);
@@ -107,9 +136,9 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
 
 void dump(const CommandContext& context, const DumpOptions& options) {
     const Target target = context.target(options.name);
-    const Addressed first = firstOf(context, target, options);
-    requireReadable(first);
-    const RegisterRange range = rangeOf(first, options);
+    const NamedRange named(context, target, options);
+    const RegisterRange range = named.sized(options.count);
+    named.requireReadable(range);
     const Rynvel::ByteOrder order = parseOrder(options.order);
     if (options.usesBurst) {
         requireBurst(range);
@@ -127,10 +156,10 @@ void dump(const CommandContext& context, const DumpOptions& options) {
 
 void fill(const CommandContext& context, const FillOptions& options) {
     const Target target = context.target(options.name);
-    const Addressed first = firstOf(context, target, options);
-    requireWritable(first);
-    const RegisterRange range = rangeOf(first, options);
+    const NamedRange named(context, target, options);
+    const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
+    named.requireAllowed(range, value);
     const auto device = openDevice(range, context.timeout());
     for (std::uint32_t i = 0; i < range.count(); ++i) {
         device->write(range[i], value);

@@ -2,6 +2,8 @@
 #include "RegisterMap.h"
 
 #include <algorithm>
+#include <map>
+#include <optional>
 
 #include "FieldValues.h"
 #include "FieldWrite.h"
@@ -13,6 +15,17 @@ namespace Rynvelctl {
 namespace {
 
 constexpr unsigned int byteBits = 8;
+
+/** Returns the failure of a check; none if the register passes. */
+std::optional<Failure> refusalBy(const std::function<void(const MappedRegister&)>& check,
+                                 const MappedRegister& mapped) {
+    try {
+        check(mapped);
+    } catch (const Failure& failure) {
+        return failure;
+    }
+    return std::nullopt;
+}
 
 /** Returns the offset behind a register. */
 std::uint64_t endOf(const Maps::LocatedRegister& place) {
@@ -61,6 +74,30 @@ std::vector<MappedRegister> RegisterMap::registers() const {
     return registers;
 }
 
+void RegisterMap::requireAccessible(const Maps::LocatedRegister& place) const {
+    const std::string obstacle = obstacleTo(place);
+    if (!obstacle.empty()) {
+        throw usageError(m_target->name() + ": " + obstacle);
+    }
+}
+
+void RegisterMap::checkBehindFirst(const RegisterRange& range,
+                                   const std::function<void(const MappedRegister&)>& check) const {
+    const std::uint64_t bytes = Common::bytesOf(m_target->width());
+    const std::size_t end = countBefore((std::uint64_t{range.index()} + range.count()) * bytes);
+    std::map<std::uint64_t, std::optional<Failure>> refusals;
+    for (std::size_t i = countBefore((std::uint64_t{range.index()} + 1) * bytes); i < end; ++i) {
+        const auto refusal = refusalBy(check, mapped(m_places[i]));
+        auto& known = refusals.try_emplace(m_places[i].offset / bytes, refusal).first->second;
+        known = refusal ? known : std::nullopt;
+    }
+    for (const auto& [word, refusal] : refusals) {
+        if (refusal) {
+            throw Failure(*refusal);
+        }
+    }
+}
+
 std::vector<std::string> RegisterMap::inaccessible() const {
     std::vector<std::string> messages;
     for (const Maps::LocatedRegister& place : m_places) {
@@ -82,10 +119,7 @@ Maps::NamedRegister RegisterMap::named(const std::string& name) const {
 
 Selection RegisterMap::find(const std::string& name) const {
     const Maps::NamedRegister found = named(name);
-    const std::string obstacle = obstacleTo(found.place);
-    if (!obstacle.empty()) {
-        throw usageError(m_target->name() + ": " + obstacle);
-    }
+    requireAccessible(found.place);
     Selection selection{mapped(found.place), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
@@ -179,9 +213,21 @@ void requireReadable(const Selection& selection) {
     }
 }
 
-void requireWritable(const Selection& selection) {
-    if (!Maps::isWritable(accessOf(selection))) {
-        throw refusal(selection, "read-only");
+void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
+    if (!Maps::isWritable(whole.contents().access)) {
+        throw refusal({whole, nullptr}, "read-only");
+    }
+    try {
+        Maps::requireAllowed(whole.place, written);
+    } catch (const Maps::RefusedValue& refused) {
+        throw usageError(whole.range.device().name() + ": " + refused.what());
+    }
+}
+
+void requireNoReadEffect(const MappedRegister& whole, const std::string& option) {
+    if (whole.hasReadEffect) {
+        throw usageError(whole.range.device().name() + ": reading register " + whole.name() +
+                         " has a side effect (leave out " + option + ')');
     }
 }
 

@@ -6,10 +6,12 @@
 #ifndef RYNVELCTL_REGISTERMAP_H
 #define RYNVELCTL_REGISTERMAP_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "Failure.h"
+#include "FieldValues.h"
 #include "MapCatalog.h"
 #include "RegisterName.h"
 #include "RegisterRange.h"
@@ -64,6 +66,17 @@ public:
     /** Returns why the device cannot access a register of the map; empty if it can. */
     std::string obstacleTo(const Maps::LocatedRegister& place) const;
 
+    /** @throws Failure if the device cannot access a register of the map. */
+    void requireAccessible(const Maps::LocatedRegister& place) const;
+
+    /**
+     * Checks the registers of the map behind the first register of a range. Of several registers in a word, one must
+     * pass.
+     *
+     * @param check throws Failure for a register that does not pass.
+     */
+    void checkBehindFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
+
     /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
      * access it. */
     std::vector<std::string> inaccessible() const;
@@ -111,8 +124,11 @@ const MappedRegister& wholeOf(const Selection& selection);
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);
 
-/** @throws Failure if the map says that a register or a field cannot be written. */
-void requireWritable(const Selection& selection);
+/** @throws Failure if the map says that a register cannot be written, or not with a certain value. */
+void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
+
+/** @param option needs to read the register. @throws Failure if reading the register has a side effect. */
+void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
 
 } // namespace Rynvelctl
 

@@ -247,6 +247,33 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
                   "map32: field CTRL.START: 'going' is not a number or one of stopped, running");
 }
 
+TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
+    expectRefused("write map32 CTRL 1", "map32: field CTRL.GAIN: 0 is not a value that may be written");
+    expectRefused("write map32 CTRL 0x100 --mask 0xff00",
+                  "map32: field CTRL.GAIN: 1 is not a value that may be written");
+    expect("write map32 CTRL 1 --mask 0xf0ff --quiet", 0, "");
+    describe(aRegister("R", "0",
+                       fields(field("SAME", "[0:0]",
+                                    "<writeConstraint><writeAsRead>true</writeAsRead>"
+                                    "</writeConstraint>"))));
+    expectRefused("write map32 R 1", "map32: field R.SAME may be written only with the value that was read");
+    expect("write map32 R 2 --mask 2 --quiet", 0, "");
+    describe(aRegister("R", "0", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"));
+    expectRefused("write map32 R 1", "map32: register R may be written only with the value that was read");
+}
+
+TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
+    describe(
+        aRegister("R", "0",
+                  "<writeConstraint><range><minimum>256</minimum><maximum>511</maximum></range></writeConstraint>" +
+                      fields(field("LOW", "[15:0]") + field("HIGH", "[31:16]"))));
+    expect("write map32 R.LOW 5", 0, "map32 R.LOW = 5\n");
+    expect("write map32 R LOW=256 HIGH=0 --quiet", 0, "");
+    expect("write map32 R 6 --mask 7 --quiet", 0, "");
+    expectRefused("write map32 R LOW=5 HIGH=0", "map32: register R: value 5 may not be written (from 256 to 511)");
+    expectRefused("write map32 R 5", "map32: register R: value 5 may not be written (from 256 to 511)");
+}
+
 TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
     expectRefused("write map32 CTRL 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
     expectRefused("write map32 0 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
@@ -265,6 +292,19 @@ TEST_F(RegisterNames, AreRefusedIfAWriteCannotBeVerified) {
     expectRefused("write map32 FLAGS ERROR=1 ENABLE=1 --verify",
                   "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
     expectRefused("write map32 KEY CODE=1 LOCK=1 --verify", "map32: register KEY is write-only");
+    expectRefused("write map32 FLAGS 1 --verify",
+                  "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
+    expect("write map32 FLAGS 2 --mask 2 --verify --quiet", 0, "");
+    describe(aRegister("EVENTS", "0", "<modifiedWriteValues>oneToClear</modifiedWriteValues>"));
+    expectRefused("write map32 EVENTS 1 --verify",
+                  "map32: register EVENTS does not store what is written (leave out --verify)");
+}
+
+TEST_F(RegisterNames, AreRefusedIfAWriteWouldReadWithASideEffect) {
+    const std::string problem = "map32: reading register FIFO has a side effect (leave out ";
+    expectRefused("write map32 FIFO 1 --mask 1", problem + "--mask)");
+    expectRefused("write map32 FIFO 1 --verify", problem + "--verify)");
+    expectRefused("write map32 FIFO LOW=1 HIGH=2 --verify", problem + "--verify)");
 }
 
 TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
@@ -312,6 +352,25 @@ TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
     expect("fill map32 DATA[1] 2 7", 0, "map32 DATA[1] = 0x00000007 in 2 registers\n");
     EXPECT_EQ(get(0x10), 0U);
     EXPECT_EQ(get(0x18), 7U);
+}
+
+TEST_F(RegisterNames, AreRefusedIfARegisterBehindTheFirstExcludesTheAccess) {
+    expectRefused("fill map32 CTRL 2 0x200", "map32: register STATUS is read-only");
+    expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("fill map32 NARROW 1 0x10000", "map32: register NARROW: value 65536 does not fit in 16 bits");
+    expectRefused("fill map32 FIFO 3 1", "map32: register WIDE has 64 bits (the device has 32-bit registers)");
+    expectRefused("dump map32 STATUS 2", "map32: register KEY is write-only");
+    expect("fill map32 0 2 0x200 --quiet", 0, "");
+}
+
+TEST_F(RegisterNames, SelectConsecutiveRegistersIfOneOfEachAddressAllowsTheAccess) {
+    describe(aRegister("FIRST", "0") + aRegister("RBR", "4", "<access>read-only</access>") +
+             aRegister("THR", "4", "<alternateRegister>RBR</alternateRegister><access>write-only</access>"));
+    expect("fill map32 FIRST 3 1 --quiet", 0, "");
+    expect("dump map32 FIRST 3", 0, "0x00000000: 00000001 00000001 00000001\n");
+    expectRefused("fill map32 RBR 1 1", "map32: register RBR is read-only");
+    expectRefused("dump map32 THR 1", "map32: register THR is write-only");
 }
 
 TEST_F(RegisterNames, AreWatched) {
