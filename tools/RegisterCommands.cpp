@@ -171,16 +171,17 @@ void fill(const CommandContext& context, const FillOptions& options) {
 class Watch {
 public:
     Watch(const CommandContext& context, std::vector<Addressed> watched, OpenDevice& device)
-        : m_context(context), m_watched(std::move(watched)), m_device(device) {}
+        : m_context(context), m_watched(std::move(watched)), m_device(device), m_previous(m_watched.size()) {}
 
     /** Reads each register once, and prints the values that have changed since the last sample. */
     void sample() {
         std::map<std::uint32_t, std::uint32_t> values;
-        for (const Addressed& each : m_watched) {
+        for (std::size_t i = 0; i < m_watched.size(); ++i) {
+            const Addressed& each = m_watched[i];
             const auto known = values.find(each.range.index());
             const std::uint32_t value = known == values.end() ? m_device.read(each.range) : known->second;
             values[each.range.index()] = value;
-            printIfNew(each, readingOf(each, value));
+            printIfNew(readingOf(each, value), m_previous[i]);
         }
     }
 
@@ -190,11 +191,9 @@ private:
         return field == nullptr ? std::get<RegisterValue>(reading).value : field->field.value;
     }
 
-    void printIfNew(const Addressed& watched, const Reading& reading) {
-        const auto place = std::make_pair(watched.range.index(), watched.field());
-        const auto previous = m_previous.find(place);
-        if (previous == m_previous.end() || previous->second != numberIn(reading)) {
-            m_previous[place] = numberIn(reading);
+    void printIfNew(const Reading& reading, std::optional<std::uint64_t>& previous) {
+        if (previous != numberIn(reading)) {
+            previous = numberIn(reading);
             m_context.output().print(RegisterChange{reading, timeStamp()});
         }
     }
@@ -202,7 +201,8 @@ private:
     const CommandContext& m_context;
     const std::vector<Addressed> m_watched;
     OpenDevice& m_device;
-    std::map<std::pair<std::uint32_t, const Maps::Field*>, std::uint64_t> m_previous;
+    /** One value for each of the watched; none before the first sample. */
+    std::vector<std::optional<std::uint64_t>> m_previous;
 };
 
 std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {

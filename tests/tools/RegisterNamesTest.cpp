@@ -373,6 +373,11 @@ TEST_F(RegisterNames, SelectConsecutiveRegistersIfOneOfEachAddressAllowsTheAcces
     expectRefused("dump map32 THR 1", "map32: register THR is write-only");
 }
 
+TEST_F(RegisterNames, AreWatchedAtTheSameAddress) {
+    describe(aRegister("RX", "0") + aRegister("TX", "0", "<alternateRegister>RX</alternateRegister>"));
+    expect("watch map32 RX TX RX --count 2 --interval 1ms --quiet", 0, "RX 0x00000000\nTX 0x00000000\nRX 0x00000000\n");
+}
+
 TEST_F(RegisterNames, AreWatched) {
     expect("watch map32 CTRL CTRL.START 4 --count 2 --interval 1ms", 0,
            "TIME map32 CTRL = 0x00000000\nTIME map32 CTRL.START = 0 (stopped)\nTIME map32 0x00000004 = 0x00000000\n");
