@@ -57,7 +57,8 @@ Reading readingOf(const Addressed& addressed, std::uint32_t value) {
 }
 
 RegisterValue decoded(const MappedRegister& whole, std::uint32_t value) {
-    return {whole.range, value, Maps::decode(whole.contents(), value)};
+    const auto bits = static_cast<std::uint32_t>(Maps::bitsOf(whole.contents()));
+    return {whole.range, value & bits, Maps::decode(whole.contents(), value)};
 }
 
 } // namespace Rynvelctl

@@ -57,7 +57,7 @@ void requireReadable(const Addressed& addressed);
 /** Returns what the user asked for: the value of the register, or that of the field in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
-/** Returns a register with its fields. */
+/** Returns a register with its fields. @param value the value of the word, which may have further bits. */
 RegisterValue decoded(const MappedRegister& whole, std::uint32_t value);
 
 } // namespace Rynvelctl

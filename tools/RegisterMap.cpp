@@ -188,7 +188,7 @@ bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& place) const {
 
 MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {
     const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target->width()));
-    return {place, RegisterRange(*m_target, index, place.name), hasReadEffect(place)};
+    return {place, RegisterRange(*m_target, index, place.name, place.contents->size), hasReadEffect(place)};
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {

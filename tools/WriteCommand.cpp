@@ -104,7 +104,7 @@ private:
     }
 
     PlannedWrite planRegister() const {
-        const unsigned int width = bits();
+        const unsigned int width = m_addressed.range.bits();
         const std::uint32_t value = parseValue("value", onlyValue(), width);
         std::optional<std::uint32_t> mask;
         if (!m_options.mask.empty()) {
@@ -114,10 +114,6 @@ private:
             requireAllowed(value, mask);
         }
         return {value, mask, {m_addressed.range, value & mask.value_or(UINT32_MAX), mask, {}}};
-    }
-
-    unsigned int bits() const {
-        return m_addressed.named ? m_addressed.named->whole.contents().size : device().width();
     }
 
     void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {
@@ -177,14 +173,14 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
 
 void verify(OpenDevice& device, const WrittenValue& written) {
     const RegisterRange& range = written.range;
-    const std::uint32_t found = device.read(range);
-    const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
+    const unsigned int bits = range.bits();
+    const std::uint32_t found = device.read(range) & maxValue(bits);
+    const std::uint32_t mask = written.mask.value_or(maxValue(bits));
     if ((found & mask) != (written.value & mask)) {
-        const Target& target = range.device();
-        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, target.width()) : "";
-        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " holds " +
-                                              hexadecimal(found, target.width()) + " after " +
-                                              hexadecimal(written.value, target.width()) + " was written" + masked);
+        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, bits) : "";
+        throw Failure(ExitStatus::Failed, range.device().name() + ": " + range.addressText() + " holds " +
+                                              hexadecimal(found, bits) + " after " + hexadecimal(written.value, bits) +
+                                              " was written" + masked);
     }
 }
 

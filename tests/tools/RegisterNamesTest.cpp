@@ -154,6 +154,18 @@ TEST_F(RegisterNames, ReachElementsOfArraysAndClusters) {
     expect("read map32 CHANNEL.LEVEL", 0, "map32 CHANNEL.LEVEL = 0x00005678\n");
 }
 
+TEST_F(RegisterNames, HaveOnlyTheBitsOfTheirRegister) {
+    set(0x54, 0xFFFF1234);
+    expect("read map32 NARROW", 0, "map32 NARROW = 0x1234\n");
+    expect("read map32 NARROW --quiet", 0, "0x1234\n");
+    expect("read map32 NARROW --json", 0,
+           "{\"name\":\"map32\",\"address\":84,\"register\":\"NARROW\",\"value\":4660,\"fields\":[]}\n");
+    expect("watch map32 NARROW --count 1 --quiet", 0, "NARROW 0x1234\n");
+    expect("show map32 NARROW", 0, "0x00000054  NARROW = 0x1234\n");
+    expect("show map32 NARROW --quiet", 0, "NARROW 0x1234\n");
+    expect("write map32 NARROW 0xff --mask 0xf", 0, "map32 NARROW = 0x000f with mask 0x000f\n");
+}
+
 TEST_F(RegisterNames, LeaveNumbersAsTheyAre) {
     m_folder.store("board.svd", "broken");
     set(4, 7);
@@ -474,6 +486,11 @@ TEST_F(RemoteRegisterNames, WriteAllFieldsWithoutAMask) {
     expectEnding(run("write remote KEY CODE=5 LOCK=1"), 0, "remote KEY.CODE = 5\nremote KEY.LOCK = 1\n");
     EXPECT_EQ(operation().getValue(), 0x105U);
     EXPECT_EQ(operation().getBitmask(), 0U);
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheBitsOfOthers) {
+    m_peer.script({success(), success(), success({0xABCD0005})});
+    expectEnding(run("write remote NARROW 5 --verify"), 0, "remote NARROW = 0x0005\n");
 }
 
 TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {
