@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "FieldValues.h"
+#include "Number.h"
 
 namespace Rynvelctl {
 
@@ -14,7 +15,7 @@ bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<
 } // namespace
 
 Addressed Addresses::find(const std::string& text) {
-    if (m_unit == AddressUnit::Registers || beginsWithDigit(text)) {
+    if (isAddress(text)) {
         return {RegisterRange(m_target, m_unit, text), std::nullopt};
     }
     const Selection selection = registerMapFor(text).find(text);
@@ -29,11 +30,22 @@ Addressed Addresses::findWhole(const std::string& text) {
     return addressed;
 }
 
-const RegisterMap& Addresses::registerMapFor(const std::string& name) {
+bool Addresses::isAddress(const std::string& text) {
+    if (m_unit == AddressUnit::Registers || Common::isNumber(text, Common::anyNotation)) {
+        return true;
+    }
+    return beginsWithDigit(text) && findMap() == nullptr;
+}
+
+const RegisterMap* Addresses::findMap() {
     if (!m_map) {
         m_map = m_context.findRegisterMap(m_target);
     }
-    if (!m_map) {
+    return registerMap();
+}
+
+const RegisterMap& Addresses::registerMapFor(const std::string& name) {
+    if (findMap() == nullptr) {
         throw usageError(m_target.name() + ": '" + name +
                          "' is not an address, and no register map describes the device (give a map with --map)");
     }

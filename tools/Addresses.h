@@ -39,10 +39,13 @@ public:
     /** Finds a register. @throws Failure also for a field. */
     Addressed findWhole(const std::string& text);
 
-    /** Returns the register map in which a name was found; null before. */
+    /** Returns the register map that was searched for a name; null if there is none. */
     const RegisterMap* registerMap() const { return m_map ? &*m_map : nullptr; }
 
 private:
+    /** Returns whether a text is an address. A name may begin with a digit, too. */
+    bool isAddress(const std::string& text);
+    const RegisterMap* findMap();
     const RegisterMap& registerMapFor(const std::string& name);
 
     const CommandContext& m_context;

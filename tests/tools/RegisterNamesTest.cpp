@@ -390,6 +390,18 @@ TEST_F(RegisterNames, AreWatchedAtTheSameAddress) {
     expect("watch map32 RX TX RX --count 2 --interval 1ms --quiet", 0, "RX 0x00000000\nTX 0x00000000\nRX 0x00000000\n");
 }
 
+TEST_F(RegisterNames, MayBeginWithADigitAndHaveDots) {
+    describe(aRegister("0X", "4") + aRegister("A.B", "8", fields(field("F", "[7:0]"))));
+    set(4, 7);
+    set(8, 5);
+    expect("read map32 0X", 0, "map32 0X = 0x00000007\n");
+    expect("read map32 0x4", 0, "map32 0x00000004 = 0x00000007\n");
+    expect("read map32 A.B", 0, "map32 A.B = 0x00000005\n  F[7:0] = 5\n");
+    expect("read map32 A.B.F", 0, "map32 A.B.F = 5\n");
+    expectRefused("read map32 0XX", "map32: '0XX' is not a name in board.svd (did you mean '0X'?)");
+    expectRefused("read file8 0X", "address '0X' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
+}
+
 TEST_F(RegisterNames, AreWatched) {
     expect("watch map32 CTRL CTRL.START 4 --count 2 --interval 1ms", 0,
            "TIME map32 CTRL = 0x00000000\nTIME map32 CTRL.START = 0 (stopped)\nTIME map32 0x00000004 = 0x00000000\n");
