@@ -392,6 +392,12 @@ private:
         return SharedList<Field>(std::move(fields));
     }
 
+    /** Returns the write constraint that the fields inherit. A range is one of values of the whole register. */
+    static std::optional<WriteConstraint> constraintForFields(const Register& aRegister) {
+        const auto& constraint = aRegister.writeConstraint;
+        return constraint && constraint->kind == WriteConstraint::Kind::Range ? std::nullopt : constraint;
+    }
+
     void addFields(std::vector<Field>& fields, const Definition& definition, const Register& aRegister) {
         const auto bits = bitsOf(definition);
         if (!bits) {
@@ -402,7 +408,8 @@ private:
         field.access = definition.properties.access.value_or(aRegister.access);
         field.readAction = definition.readAction ? definition.readAction : aRegister.readAction;
         field.modifiedWrite = definition.modifiedWrite.value_or(aRegister.modifiedWrite);
-        field.writeConstraint = definition.writeConstraint ? definition.writeConstraint : aRegister.writeConstraint;
+        field.writeConstraint =
+            definition.writeConstraint ? definition.writeConstraint : constraintForFields(aRegister);
         field.enumerations = enumerationsOf(definition);
         field.line = definition.line;
         for (Place& place : positionsOf(definition)) {

@@ -55,32 +55,45 @@ std::string listOf(const Names& names) {
     return list;
 }
 
-std::vector<std::string> namesToWrite(const Field& field) {
-    std::vector<std::string> names;
-    for (const Enumeration& enumeration : field.enumerations) {
-        for (const EnumeratedValue& value : enumeration.values) {
-            if (isFor(enumeration, Usage::Write) && !value.isDefault && !value.name.empty()) {
-                names.push_back(value.name);
-            }
-        }
-    }
-    return names;
+/** Returns the number that a text is; none if it does not fit in 64 bits. */
+std::optional<std::uint64_t> numberIn(const std::string& text) {
+    const auto narrow = Common::parseNumber(text, Common::anyNotation);
+    return narrow ? std::optional<std::uint64_t>(*narrow) : parseScaledNumber(text);
 }
 
-bool mayHold(const Field& field, std::uint64_t number) {
+/** Returns whether the name of a value is also another number. */
+bool isAmbiguous(const EnumeratedValue& value) {
+    return Common::isNumber(value.name, Common::anyNotation) && numberIn(value.name) != value.value;
+}
+
+constexpr const char* onlyAsRead = " may be written only with the value that was read";
+
+/** Returns why a field may not be given a number; empty if it may. @param text the number in the message. */
+std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::string& text) {
     if (!field.writeConstraint) {
-        return true;
+        return "";
     }
-    return field.writeConstraint->kind == WriteConstraint::Kind::EnumeratedValues
-               ? nameOf(field, Usage::Write, number) != nullptr
-               : isAllowed(*field.writeConstraint, number);
+    const WriteConstraint& constraint = *field.writeConstraint;
+    if (constraint.kind == WriteConstraint::Kind::WriteAsRead) {
+        return onlyAsRead;
+    }
+    const bool isAllowed = constraint.kind == WriteConstraint::Kind::EnumeratedValues
+                               ? nameOf(field, Usage::Write, number) != nullptr
+                               : Maps::isAllowed(constraint, number);
+    return isAllowed ? "" : ": " + text + " is not a value that may be written";
+}
+
+std::string subjectOf(const LocatedRegister& place) { return "register " + place.name; }
+
+std::string subjectOf(const LocatedRegister& place, const Field& field) {
+    return "field " + place.name + '.' + field.name;
 }
 
 /** A field that an assignment names. */
 class AssignedField {
 public:
     AssignedField(const LocatedRegister& place, const std::string& name)
-        : m_field(fieldOf(place, name)), m_name(place.name + '.' + m_field.name) {
+        : m_field(fieldOf(place, name)), m_subject(subjectOf(place, m_field)) {
         if (!isWritable(m_field.access)) {
             throw RefusedValue(refusal(" is read-only"));
         }
@@ -92,12 +105,13 @@ public:
 
     const Field& field() const { return m_field; }
 
-    std::string refusal(const std::string& problem) const { return "field " + m_name + problem; }
+    std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
     std::uint64_t parse(const std::string& text) const {
         const std::uint64_t number = numberOf(text);
-        if (!mayHold(m_field, number)) {
-            throw RefusedValue(refusal(": " + quoted(text) + " is not a value that may be written"));
+        const std::string reason = reasonToRefuse(m_field, number, quoted(text));
+        if (!reason.empty()) {
+            throw RefusedValue(refusal(reason));
         }
         return number;
     }
@@ -111,20 +125,27 @@ private:
                 names.push_back(each.name);
             }
             const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-            throw RefusedValue("register " + place.name + " has no field " + quoted(name) +
+            throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
                                (question.empty() ? "" : " (" + question + ')'));
         }
         return *field;
     }
 
     std::uint64_t numberOf(const std::string& text) const {
-        // A name may begin with a digit, such as 16k.
-        return Common::isNumber(text, Common::anyNotation) ? fittingNumber(text) : numberNamed(text);
+        // A name may begin with a digit, such as 16k, or have only digits.
+        if (const EnumeratedValue* const value = valueNamed(text)) {
+            return numberOf(*value);
+        }
+        if (!Common::isNumber(text, Common::anyNotation)) {
+            const std::string names = listOf(namesToWrite(m_field));
+            throw RefusedValue(
+                refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names)));
+        }
+        return fittingNumber(text);
     }
 
     std::uint64_t fittingNumber(const std::string& text) const {
-        const auto narrow = Common::parseNumber(text, Common::anyNotation);
-        const auto number = narrow ? std::optional<std::uint64_t>(*narrow) : parseScaledNumber(text);
+        const auto number = numberIn(text);
         if (!number || *number > highestOf(m_field)) {
             throw RefusedValue(refusal(": " + quoted(text) + " does not fit in " +
                                        std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
@@ -132,24 +153,26 @@ private:
         return *number;
     }
 
-    std::uint64_t numberNamed(const std::string& text) const {
-        const EnumeratedValue* const value = firstValue(m_field, Usage::Write, [&text](const EnumeratedValue& each) {
+    const EnumeratedValue* valueNamed(const std::string& text) const {
+        return firstValue(m_field, Usage::Write, [&text](const EnumeratedValue& each) {
             return !each.isDefault && !text.empty() && each.name == text;
         });
-        if (value == nullptr) {
-            const std::string names = listOf(namesToWrite(m_field));
-            throw RefusedValue(
-                refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names)));
+    }
+
+    std::uint64_t numberOf(const EnumeratedValue& named) const {
+        if (isAmbiguous(named)) {
+            throw RefusedValue(refusal(": " + quoted(named.name) + " is a number and also the name of " +
+                                       std::to_string(named.value) + " (give the value with 0x or 0b)"));
         }
-        if (value->value > highestOf(m_field)) {
-            throw RefusedValue(refusal(": the value of " + quoted(text) + " does not fit in " +
+        if (named.value > highestOf(m_field)) {
+            throw RefusedValue(refusal(": the value of " + quoted(named.name) + " does not fit in " +
                                        std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
         }
-        return value->value;
+        return named.value;
     }
 
     const Field& m_field;
-    std::string m_name;
+    std::string m_subject;
 };
 
 } // namespace
@@ -173,6 +196,18 @@ std::uint64_t bitsOf(const Register& aRegister) { return lowBits(aRegister.size)
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
     return constraint.kind != WriteConstraint::Kind::Range ||
            (value >= constraint.minimum && value <= constraint.maximum);
+}
+
+std::vector<std::string> namesToWrite(const Field& field) {
+    std::vector<std::string> names;
+    for (const Enumeration& enumeration : field.enumerations) {
+        for (const EnumeratedValue& value : enumeration.values) {
+            if (isFor(enumeration, Usage::Write) && !value.isDefault && !value.name.empty() && !isAmbiguous(value)) {
+                names.push_back(value.name);
+            }
+        }
+    }
+    return names;
 }
 
 FieldValue decode(const Field& field, std::uint64_t registerValue, Usage usage) {
@@ -203,6 +238,38 @@ MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& 
         result.mask |= maskOf(field);
     }
     return result;
+}
+
+void requireInRange(const LocatedRegister& place, std::uint64_t value) {
+    const auto& constraint = place.contents->writeConstraint;
+    if (constraint && !isAllowed(*constraint, value)) {
+        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(value) + " may not be written (from " +
+                           std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
+    }
+}
+
+void requireAllowed(const LocatedRegister& place, const MaskedValue& written) {
+    const Register& contents = *place.contents;
+    const std::uint64_t bits = bitsOf(contents);
+    if ((written.value & ~bits) != 0) {
+        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(written.value) + " does not fit in " +
+                           std::to_string(contents.size) + " bits");
+    }
+    if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
+        throw RefusedValue(subjectOf(place) + onlyAsRead);
+    }
+    if ((bits & ~written.mask) == 0) {
+        requireInRange(place, written.value);
+    }
+    for (const Field& field : contents.fields) {
+        if (isWritable(field.access) && isInside(field, contents) && (maskOf(field) & ~written.mask) == 0) {
+            const std::uint64_t number = decode(field, written.value).value;
+            const std::string reason = reasonToRefuse(field, number, std::to_string(number));
+            if (!reason.empty()) {
+                throw RefusedValue(subjectOf(place, field) + reason);
+            }
+        }
+    }
 }
 
 } // namespace Maps

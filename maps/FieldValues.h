@@ -58,6 +58,12 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value);
 
 /**
+ * Returns the names of values that an assignment to a field accepts. They do not include a name that is also a number,
+ * unless the name has this number.
+ */
+std::vector<std::string> namesToWrite(const Field& field);
+
+/**
  * The new value of a field, as the user types it: a decimal, hexadecimal or binary number, or the name of an enumerated
  * value.
  */
@@ -84,10 +90,21 @@ public:
  * @throws RefusedValue in these cases:
  *
  * - A field is unknown, read-only, outside its register, or assigned twice, or it overlaps another assigned field.
- * - A value is neither a number nor a name that the field has for writing.
+ * - A value is neither a number nor a name that the field has for writing, or it is both and means two numbers.
  * - A number does not fit in the field, or breaks its write constraint.
  */
 MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);
+
+/** @throws RefusedValue if a register has a range of values, and the value of all its bits is outside the range. */
+void requireInRange(const LocatedRegister& place, std::uint64_t value);
+
+/**
+ * Checks a value for a register, which the user gives without names of fields.
+ *
+ * @throws RefusedValue if the value does not fit, or breaks a write constraint: that of a field all of whose bits are
+ * written, or that of the register. A range of the register counts only if all bits of the register are written.
+ */
+void requireAllowed(const LocatedRegister& place, const MaskedValue& written);
 
 } // namespace Maps
 

@@ -34,7 +34,8 @@ std::optional<std::uint64_t> neutral(ModifiedWrite modifiedWrite, std::uint64_t 
 /** Plans one write, with the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const LocatedRegister& place, const MaskedValue& assigned) : m_place(place), m_assigned(assigned) {}
+    Plan(const LocatedRegister& place, const MaskedValue& assigned, bool hasReadEffect)
+        : m_place(place), m_assigned(assigned), m_hasReadEffect(hasReadEffect) {}
 
     /** The bits to write. */
     MaskedValue written() const {
@@ -60,7 +61,7 @@ public:
             throw RefusedValue(
                 refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values"));
         }
-        if (hasReadEffect(contents())) {
+        if (m_hasReadEffect) {
             throw RefusedValue(refusal("reading register " + m_place.name +
                                        " has a side effect, so its other fields cannot keep their values"));
         }
@@ -121,6 +122,7 @@ private:
 
     const LocatedRegister& m_place;
     const MaskedValue& m_assigned;
+    const bool m_hasReadEffect;
 };
 
 } // namespace
@@ -130,16 +132,19 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
+FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect) {
     const Register& contents = *place.contents;
     FieldWrite write;
     write.assigned = encode(place, assignments);
-    const Plan plan(place, write.assigned);
+    const Plan plan(place, write.assigned, hasReadEffect);
     if (!plan.isComplete()) {
         plan.requireKept();
     }
     write.written = plan.written();
-    write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect(contents);
+    write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
+    if (write.isWhole) {
+        requireInRange(place, write.written.value);
+    }
     for (const Assignment& assignment : assignments) {
         write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
     }

@@ -24,16 +24,21 @@ struct FieldWrite {
     bool isWhole = false;
 };
 
-/** Whether reading a register has an effect on it, on one of its fields or on another register. */
+/**
+ * Whether reading a register has an effect on it, on one of its fields or on another register. Does not consider
+ * registers at the same address.
+ */
 bool hasReadEffect(const Register& aRegister);
 
 /**
  * Plans a write that changes no other field.
  *
- * @throws RefusedValue as encode() does, and where another field cannot keep its value: one that changes with every
- * write or whose value cannot be read and written back. No field is in the way if all that can be written are assigned.
+ * @param hasReadEffect whether reading the address of the register has a side effect.
+ * @throws RefusedValue as encode() does, for a value outside the range of the register, and where another field cannot
+ * keep its value: one that changes with every write or whose value cannot be read and written back. No field is in the
+ * way if all that can be written are assigned.
  */
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments);
+FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect);
 
 } // namespace Maps
 

@@ -19,10 +19,15 @@ struct Path {
     std::string_view rest;
 };
 
-/** Splits a path at its first dot. Without a dot, the rest is empty. */
-Path splitFirst(std::string_view path) {
-    const std::size_t dot = std::min(path.find('.'), path.size());
-    return {path.substr(0, dot), path.substr(std::min(dot + 1, path.size()))};
+/** Returns the whole path, and then the splits at each dot from the last one on: a name may have dots of its own. */
+std::vector<Path> splitsOf(std::string_view path) {
+    std::vector<Path> splits{{path, {}}};
+    for (std::size_t i = path.size(); i-- > 0;) {
+        if (path[i] == '.') {
+            splits.push_back({path.substr(0, i), path.substr(i + 1)});
+        }
+    }
+    return splits;
 }
 
 bool isIndexName(const ArrayElement& element, std::string_view index) {
@@ -72,7 +77,16 @@ public:
 private:
     std::optional<NamedRegister> findIn(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
                                         std::string_view name, const LocatedRegister& around) const {
-        const Path path = splitFirst(name);
+        for (const Path& path : splitsOf(name)) {
+            if (auto found = findAt(path, registers, clusters, around)) {
+                return found;
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::optional<NamedRegister> findAt(const Path& path, const SharedList<Register>& registers,
+                                        const SharedList<Cluster>& clusters, const LocatedRegister& around) const {
         for (const Register& contents : registers) {
             if (isMeant(contents, path.first)) {
                 const LocatedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
@@ -82,7 +96,7 @@ private:
             }
         }
         for (const Cluster& cluster : clusters) {
-            if (hasName(cluster, path.first)) {
+            if (hasName(cluster, path.first) && !path.rest.empty()) {
                 const LocatedRegister inside{around.name + cluster.name + ".", around.offset + cluster.offset, nullptr};
                 if (auto found = findIn(cluster.registers, cluster.clusters, path.rest, inside)) {
                     return found;

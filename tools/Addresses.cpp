@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "FieldValues.h"
+#include "Number.h"
 
 namespace Rynvelctl {
 
@@ -14,10 +15,10 @@ bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<
 } // namespace
 
 Addressed Addresses::find(const std::string& text) {
-    if (m_unit == AddressUnit::Registers || beginsWithDigit(text)) {
+    if (isAddress(text)) {
         return {RegisterRange(m_target, m_unit, text), std::nullopt};
     }
-    const Selection selection = registerMap(text).find(text);
+    const Selection selection = registerMapFor(text).find(text);
     return {selection.whole.range, selection};
 }
 
@@ -29,11 +30,22 @@ Addressed Addresses::findWhole(const std::string& text) {
     return addressed;
 }
 
-const RegisterMap& Addresses::registerMap(const std::string& name) {
+bool Addresses::isAddress(const std::string& text) {
+    if (m_unit == AddressUnit::Registers || Common::isNumber(text, Common::anyNotation)) {
+        return true;
+    }
+    return beginsWithDigit(text) && findMap() == nullptr;
+}
+
+const RegisterMap* Addresses::findMap() {
     if (!m_map) {
         m_map = m_context.findRegisterMap(m_target);
     }
-    if (!m_map) {
+    return registerMap();
+}
+
+const RegisterMap& Addresses::registerMapFor(const std::string& name) {
+    if (findMap() == nullptr) {
         throw usageError(m_target.name() + ": '" + name +
                          "' is not an address, and no register map describes the device (give a map with --map)");
     }
@@ -43,12 +55,6 @@ const RegisterMap& Addresses::registerMap(const std::string& name) {
 void requireReadable(const Addressed& addressed) {
     if (addressed.named) {
         requireReadable(*addressed.named);
-    }
-}
-
-void requireWritable(const Addressed& addressed) {
-    if (addressed.named) {
-        requireWritable(*addressed.named);
     }
 }
 
@@ -63,7 +69,8 @@ Reading readingOf(const Addressed& addressed, std::uint32_t value) {
 }
 
 RegisterValue decoded(const MappedRegister& whole, std::uint32_t value) {
-    return {whole.range, value, Maps::decode(whole.contents(), value)};
+    const auto bits = static_cast<std::uint32_t>(Maps::bitsOf(whole.contents()));
+    return {whole.range, value & bits, Maps::decode(whole.contents(), value)};
 }
 
 } // namespace Rynvelctl

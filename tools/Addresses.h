@@ -39,8 +39,14 @@ public:
     /** Finds a register. @throws Failure also for a field. */
     Addressed findWhole(const std::string& text);
 
+    /** Returns the register map that was searched for a name; null if there is none. */
+    const RegisterMap* registerMap() const { return m_map ? &*m_map : nullptr; }
+
 private:
-    const RegisterMap& registerMap(const std::string& name);
+    /** Returns whether a text is an address. A name may begin with a digit, too. */
+    bool isAddress(const std::string& text);
+    const RegisterMap* findMap();
+    const RegisterMap& registerMapFor(const std::string& name);
 
     const CommandContext& m_context;
     const Target& m_target;
@@ -51,13 +57,10 @@ private:
 /** @throws Failure if the register map says that it cannot be read. */
 void requireReadable(const Addressed& addressed);
 
-/** @throws Failure if the register map says that it cannot be written. */
-void requireWritable(const Addressed& addressed);
-
 /** Returns what the user asked for: the value of the register, or that of the field in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
-/** Returns a register with its fields. */
+/** Returns a register with its fields. @param value the value of the word, which may have further bits. */
 RegisterValue decoded(const MappedRegister& whole, std::uint32_t value);
 
 } // namespace Rynvelctl

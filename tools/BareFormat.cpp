@@ -21,7 +21,7 @@ std::string format(const DeviceInfo& info) {
                       orNone(info.interruptType), orNone(info.descriptor)});
 }
 
-std::string format(const RegisterValue& read) { return hexadecimal(read.value, read.range.device().width()); }
+std::string format(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
 
 std::string format(const FieldReading& read) { return std::to_string(read.field.value); }
 
@@ -29,7 +29,7 @@ std::string format(const RegisterListing& listing) {
     std::vector<std::string> lines;
     for (const ListedRegister& listed : listing.registers) {
         if (listed.value) {
-            lines.push_back(listed.range.name() + ' ' + hexadecimal(*listed.value, listed.range.device().width()));
+            lines.push_back(listed.range.name() + ' ' + hexadecimal(*listed.value, listed.range.bits()));
         }
     }
     return joinLines(lines);

@@ -41,7 +41,7 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeou
         } else if (!mapped.range.isInside(device->mapSize())) {
             taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() +
                                       " is outside the map of the device");
-        } else if (sideEffects == SideEffects::LeftOut && Maps::hasReadEffect(mapped.contents())) {
+        } else if (sideEffects == SideEffects::LeftOut && mapped.hasReadEffect) {
             taken.withSideEffects.push_back(mapped.name());
         } else {
             taken.snapshot.registers.push_back(readRegister(*device, mapped));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "MapCompletion.h"
 
+#include "FieldValues.h"
 #include "RegisterName.h"
 
 namespace Rynvelctl {
@@ -17,13 +18,9 @@ const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::s
 
 /** The names of the values that can be written to a field, each after the same text. */
 Words valuesOf(const Maps::Field& field, const std::string& before) {
-    Words words;
-    for (const Maps::Enumeration& enumeration : field.enumerations) {
-        for (const Maps::EnumeratedValue& value : enumeration.values) {
-            if (enumeration.usage != Maps::Usage::Read && !value.isDefault && !value.name.empty()) {
-                words.push_back(before + value.name);
-            }
-        }
+    Words words = Maps::namesToWrite(field);
+    for (std::string& word : words) {
+        word.insert(0, before);
     }
     return words;
 }

@@ -44,13 +44,42 @@ struct WatchOptions : RegisterOptions {
     std::string count;
 };
 
-Addressed firstOf(const CommandContext& context, const Target& target, const RegisterOptions& options) {
-    return Addresses(context, target, options.unit()).findWhole(options.address);
-}
+/** The registers of a command, the first of which the user gave. */
+class NamedRange {
+public:
+    NamedRange(const CommandContext& context, const Target& target, const RangeOptions& options)
+        : m_addresses(context, target, options.unit()), m_first(m_addresses.findWhole(options.address)) {}
 
-RegisterRange rangeOf(const Addressed& first, const RangeOptions& options) {
-    return first.range.resized(parseCount("count", options.count, maxRegisters));
-}
+    /** Returns the registers. @throws Failure if their number is wrong. */
+    RegisterRange sized(const std::string& count) const {
+        return m_first.range.resized(parseCount("count", count, maxRegisters));
+    }
+
+    /** @throws Failure if the user gave a name, and the register map says that a register cannot be read. */
+    void requireReadable(const RegisterRange& range) const {
+        check(range, [](const MappedRegister& whole) { Rynvelctl::requireReadable({whole, nullptr}); });
+    }
+
+    /** @throws Failure if the user gave a name, and the register map does not allow the value for each register. */
+    void requireAllowed(const RegisterRange& range, std::uint32_t value) const {
+        check(range, [this, value](const MappedRegister& whole) {
+            m_addresses.registerMap()->requireAccessible(whole.place);
+            Rynvelctl::requireAllowed(whole, {value, UINT32_MAX});
+        });
+    }
+
+private:
+    template <typename Check>
+    void check(const RegisterRange& range, const Check& check) const {
+        if (m_first.named) {
+            check(m_first.named->whole);
+            m_addresses.registerMap()->checkBehindFirst(range, check);
+        }
+    }
+
+    Addresses m_addresses;
+    Addressed m_first;
+};
 
 void read(const CommandContext& context, const RegisterOptions& options) {
     const Target target = context.target(options.name);
@@ -107,9 +136,9 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
 
 void dump(const CommandContext& context, const DumpOptions& options) {
     const Target target = context.target(options.name);
-    const Addressed first = firstOf(context, target, options);
-    requireReadable(first);
-    const RegisterRange range = rangeOf(first, options);
+    const NamedRange named(context, target, options);
+    const RegisterRange range = named.sized(options.count);
+    named.requireReadable(range);
     const Rynvel::ByteOrder order = parseOrder(options.order);
     if (options.usesBurst) {
         requireBurst(range);
@@ -127,10 +156,10 @@ void dump(const CommandContext& context, const DumpOptions& options) {
 
 void fill(const CommandContext& context, const FillOptions& options) {
     const Target target = context.target(options.name);
-    const Addressed first = firstOf(context, target, options);
-    requireWritable(first);
-    const RegisterRange range = rangeOf(first, options);
+    const NamedRange named(context, target, options);
+    const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
+    named.requireAllowed(range, value);
     const auto device = openDevice(range, context.timeout());
     for (std::uint32_t i = 0; i < range.count(); ++i) {
         device->write(range[i], value);
@@ -142,16 +171,17 @@ void fill(const CommandContext& context, const FillOptions& options) {
 class Watch {
 public:
     Watch(const CommandContext& context, std::vector<Addressed> watched, OpenDevice& device)
-        : m_context(context), m_watched(std::move(watched)), m_device(device) {}
+        : m_context(context), m_watched(std::move(watched)), m_device(device), m_previous(m_watched.size()) {}
 
     /** Reads each register once, and prints the values that have changed since the last sample. */
     void sample() {
         std::map<std::uint32_t, std::uint32_t> values;
-        for (const Addressed& each : m_watched) {
+        for (std::size_t i = 0; i < m_watched.size(); ++i) {
+            const Addressed& each = m_watched[i];
             const auto known = values.find(each.range.index());
             const std::uint32_t value = known == values.end() ? m_device.read(each.range) : known->second;
             values[each.range.index()] = value;
-            printIfNew(each, readingOf(each, value));
+            printIfNew(readingOf(each, value), m_previous[i]);
         }
     }
 
@@ -161,11 +191,9 @@ private:
         return field == nullptr ? std::get<RegisterValue>(reading).value : field->field.value;
     }
 
-    void printIfNew(const Addressed& watched, const Reading& reading) {
-        const auto place = std::make_pair(watched.range.index(), watched.field());
-        const auto previous = m_previous.find(place);
-        if (previous == m_previous.end() || previous->second != numberIn(reading)) {
-            m_previous[place] = numberIn(reading);
+    void printIfNew(const Reading& reading, std::optional<std::uint64_t>& previous) {
+        if (previous != numberIn(reading)) {
+            previous = numberIn(reading);
             m_context.output().print(RegisterChange{reading, timeStamp()});
         }
     }
@@ -173,7 +201,8 @@ private:
     const CommandContext& m_context;
     const std::vector<Addressed> m_watched;
     OpenDevice& m_device;
-    std::map<std::pair<std::uint32_t, const Maps::Field*>, std::uint64_t> m_previous;
+    /** One value for each of the watched; none before the first sample. */
+    std::vector<std::optional<std::uint64_t>> m_previous;
 };
 
 std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {

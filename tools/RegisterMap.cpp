@@ -2,8 +2,11 @@
 #include "RegisterMap.h"
 
 #include <algorithm>
+#include <map>
+#include <optional>
 
 #include "FieldValues.h"
+#include "FieldWrite.h"
 #include "NearestName.h"
 #include "Numbers.h"
 
@@ -12,6 +15,23 @@ namespace Rynvelctl {
 namespace {
 
 constexpr unsigned int byteBits = 8;
+
+/** Returns the failure of a check; none if the register passes. */
+std::optional<Failure> refusalBy(const std::function<void(const MappedRegister&)>& check,
+                                 const MappedRegister& mapped) {
+    try {
+        check(mapped);
+    } catch (const Failure& failure) {
+        return failure;
+    }
+    return std::nullopt;
+}
+
+/** Returns the offset behind a register. */
+std::uint64_t endOf(const Maps::LocatedRegister& place) {
+    const std::uint64_t bytes = (std::uint64_t{place.contents->size} + byteBits - 1) / byteBits;
+    return place.offset > UINT64_MAX - bytes ? UINT64_MAX : place.offset + bytes;
+}
 
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
 
@@ -34,6 +54,14 @@ RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& de
         throw usageError(description.file + ": an address selects " + std::to_string(description.map->addressUnitBits) +
                          " bits (8 are supported)");
     }
+    Extent extent{0, 0};
+    for (std::size_t i = 0; i < m_places.size(); ++i) {
+        const std::uint64_t end = endOf(m_places[i]);
+        extent.furthest = end > endOf(m_places[extent.furthest]) ? i : extent.furthest;
+        extent.readEffectEnd =
+            Maps::hasReadEffect(*m_places[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
+        m_extents.push_back(extent);
+    }
 }
 
 std::vector<MappedRegister> RegisterMap::registers() const {
@@ -44,6 +72,30 @@ std::vector<MappedRegister> RegisterMap::registers() const {
         }
     }
     return registers;
+}
+
+void RegisterMap::requireAccessible(const Maps::LocatedRegister& place) const {
+    const std::string obstacle = obstacleTo(place);
+    if (!obstacle.empty()) {
+        throw usageError(m_target->name() + ": " + obstacle);
+    }
+}
+
+void RegisterMap::checkBehindFirst(const RegisterRange& range,
+                                   const std::function<void(const MappedRegister&)>& check) const {
+    const std::uint64_t bytes = Common::bytesOf(m_target->width());
+    const std::size_t end = countBefore((std::uint64_t{range.index()} + range.count()) * bytes);
+    std::map<std::uint64_t, std::optional<Failure>> refusals;
+    for (std::size_t i = countBefore((std::uint64_t{range.index()} + 1) * bytes); i < end; ++i) {
+        const auto refusal = refusalBy(check, mapped(m_places[i]));
+        auto& known = refusals.try_emplace(m_places[i].offset / bytes, refusal).first->second;
+        known = refusal ? known : std::nullopt;
+    }
+    for (const auto& [word, refusal] : refusals) {
+        if (refusal) {
+            throw Failure(*refusal);
+        }
+    }
 }
 
 std::vector<std::string> RegisterMap::inaccessible() const {
@@ -67,10 +119,7 @@ Maps::NamedRegister RegisterMap::named(const std::string& name) const {
 
 Selection RegisterMap::find(const std::string& name) const {
     const Maps::NamedRegister found = named(name);
-    const std::string obstacle = obstacleTo(found.place);
-    if (!obstacle.empty()) {
-        throw usageError(m_target->name() + ": " + obstacle);
-    }
+    requireAccessible(found.place);
     Selection selection{mapped(found.place), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
@@ -105,16 +154,41 @@ const Maps::LocatedRegister* RegisterMap::neighbourOf(const Maps::LocatedRegiste
     if (place.contents->size >= m_target->width()) {
         return nullptr;
     }
-    const auto next = std::upper_bound(
-        m_places.begin(), m_places.end(), place.offset,
-        [](std::uint64_t offset, const Maps::LocatedRegister& other) { return offset < other.offset; });
-    const bool isInWord = next != m_places.end() && next->offset - place.offset < Common::bytesOf(m_target->width());
-    return isInWord ? &*next : nullptr;
+    const Maps::LocatedRegister* const earlier = furthestOf(countBefore(place.offset));
+    if (earlier != nullptr && endOf(*earlier) > place.offset) {
+        return earlier;
+    }
+    const std::size_t next = countBefore(place.offset + 1);
+    const Maps::LocatedRegister* const wider = furthestOf(next);
+    if (wider != nullptr && endOf(*wider) > endOf(place)) {
+        return wider;
+    }
+    const bool isInWord =
+        next < m_places.size() && m_places[next].offset - place.offset < Common::bytesOf(m_target->width());
+    return isInWord ? &m_places[next] : nullptr;
+}
+
+std::size_t RegisterMap::countBefore(std::uint64_t offset) const {
+    const auto end =
+        std::lower_bound(m_places.begin(), m_places.end(), offset,
+                         [](const Maps::LocatedRegister& place, std::uint64_t limit) { return place.offset < limit; });
+    return static_cast<std::size_t>(end - m_places.begin());
+}
+
+const Maps::LocatedRegister* RegisterMap::furthestOf(std::size_t count) const {
+    return count == 0 ? nullptr : &m_places[m_extents[count - 1].furthest];
+}
+
+bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& place) const {
+    const unsigned int bytes = Common::bytesOf(m_target->width());
+    const std::uint64_t word = place.offset - place.offset % bytes;
+    const std::size_t count = countBefore(word + bytes);
+    return count != 0 && m_extents[count - 1].readEffectEnd > word;
 }
 
 MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {
     const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target->width()));
-    return {place, RegisterRange(*m_target, index, place.name)};
+    return {place, RegisterRange(*m_target, index, place.name, place.contents->size), hasReadEffect(place)};
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {
@@ -139,9 +213,21 @@ void requireReadable(const Selection& selection) {
     }
 }
 
-void requireWritable(const Selection& selection) {
-    if (!Maps::isWritable(accessOf(selection))) {
-        throw refusal(selection, "read-only");
+void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
+    if (!Maps::isWritable(whole.contents().access)) {
+        throw refusal({whole, nullptr}, "read-only");
+    }
+    try {
+        Maps::requireAllowed(whole.place, written);
+    } catch (const Maps::RefusedValue& refused) {
+        throw usageError(whole.range.device().name() + ": " + refused.what());
+    }
+}
+
+void requireNoReadEffect(const MappedRegister& whole, const std::string& option) {
+    if (whole.hasReadEffect) {
+        throw usageError(whole.range.device().name() + ": reading register " + whole.name() +
+                         " has a side effect (leave out " + option + ')');
     }
 }
 

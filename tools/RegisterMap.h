@@ -6,10 +6,12 @@
 #ifndef RYNVELCTL_REGISTERMAP_H
 #define RYNVELCTL_REGISTERMAP_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "Failure.h"
+#include "FieldValues.h"
 #include "MapCatalog.h"
 #include "RegisterName.h"
 #include "RegisterRange.h"
@@ -22,6 +24,8 @@ struct MappedRegister {
     Maps::LocatedRegister place;
     /** Has the name of the register. */
     RegisterRange range;
+    /** Whether reading its word has a side effect, on this register or on another one of the word. */
+    bool hasReadEffect;
 
     const std::string& name() const { return place.name; }
     const Maps::Register& contents() const { return *place.contents; }
@@ -62,6 +66,17 @@ public:
     /** Returns why the device cannot access a register of the map; empty if it can. */
     std::string obstacleTo(const Maps::LocatedRegister& place) const;
 
+    /** @throws Failure if the device cannot access a register of the map. */
+    void requireAccessible(const Maps::LocatedRegister& place) const;
+
+    /**
+     * Checks the registers of the map behind the first register of a range. Of several registers in a word, one must
+     * pass.
+     *
+     * @param check throws Failure for a register that does not pass.
+     */
+    void checkBehindFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
+
     /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
      * access it. */
     std::vector<std::string> inaccessible() const;
@@ -75,7 +90,23 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** Returns another register in the word of a register that is narrower than the word; null if there is none. */
+    /** What the places up to a certain one take, in their order. */
+    struct Extent {
+        /** The position of the place that ends last. */
+        std::size_t furthest;
+        /** The end of the last place whose reading has a side effect; 0 if there is none. */
+        std::uint64_t readEffectEnd;
+    };
+
+    /** Returns the number of places that begin before an offset. */
+    std::size_t countBefore(std::uint64_t offset) const;
+    /** Returns the place that ends last among the first ones; null for a count of 0. */
+    const Maps::LocatedRegister* furthestOf(std::size_t count) const;
+    bool hasReadEffect(const Maps::LocatedRegister& place) const;
+    /**
+     * Returns another register in the word of a register that is narrower than the word; null if there is none. A
+     * register at the same offset that is not wider is an alternative, and does not count.
+     */
     const Maps::LocatedRegister* neighbourOf(const Maps::LocatedRegister& place) const;
     MappedRegister mapped(const Maps::LocatedRegister& place) const;
     Failure unknownName(const std::string& name) const;
@@ -83,6 +114,8 @@ private:
     const Target* m_target;
     Maps::DeviceDescription m_description;
     std::vector<Maps::LocatedRegister> m_places;
+    /** One for each place. */
+    std::vector<Extent> m_extents;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */
@@ -91,8 +124,11 @@ const MappedRegister& wholeOf(const Selection& selection);
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);
 
-/** @throws Failure if the map says that a register or a field cannot be written. */
-void requireWritable(const Selection& selection);
+/** @throws Failure if the map says that a register cannot be written, or not with a certain value. */
+void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
+
+/** @param option needs to read the register. @throws Failure if reading the register has a side effect. */
+void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
 
 } // namespace Rynvelctl
 

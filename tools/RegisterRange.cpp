@@ -10,7 +10,7 @@
 namespace Rynvelctl {
 
 RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::string& address)
-    : m_device(&device), m_unit(unit) {
+    : m_device(&device), m_unit(unit), m_bits(device.width()) {
     const std::uint32_t number = parseNumber(unit == AddressUnit::Bytes ? "address" : "index", address);
     if (number % step() != 0) {
         throw usageError(device.name() + ": address " + address + " is not a multiple of " + std::to_string(step()) +
@@ -20,13 +20,14 @@ RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::
     requireAddresses();
 }
 
-RegisterRange::RegisterRange(const Target& device, std::uint32_t index, std::string name)
-    : m_device(&device), m_unit(AddressUnit::Bytes), m_name(std::move(name)), m_index(index) {
+RegisterRange::RegisterRange(const Target& device, std::uint32_t index, std::string name, unsigned int bits)
+    : m_device(&device), m_unit(AddressUnit::Bytes), m_name(std::move(name)), m_bits(bits), m_index(index) {
     requireAddresses();
 }
 
 RegisterRange RegisterRange::resized(std::uint32_t count) const {
     RegisterRange range = *this;
+    range.m_bits = m_device->width();
     range.m_count = count;
     range.requireAddresses();
     return range;
@@ -35,6 +36,7 @@ RegisterRange RegisterRange::resized(std::uint32_t count) const {
 RegisterRange RegisterRange::operator[](std::uint32_t position) const {
     RegisterRange range = *this;
     range.m_name.clear();
+    range.m_bits = m_device->width();
     range.m_index += position;
     range.m_count = 1;
     return range;

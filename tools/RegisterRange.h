@@ -33,12 +33,12 @@ public:
     RegisterRange(const Target& device, AddressUnit unit, const std::string& address);
 
     /**
-     * Constructs the range of a single register that has a name.
+     * Constructs the range of a single register that has a name, and at most as many bits as those of the device.
      *
      * @param device must outlive this range and its copies.
      * @throws Failure if the register has no address.
      */
-    RegisterRange(const Target& device, std::uint32_t index, std::string name);
+    RegisterRange(const Target& device, std::uint32_t index, std::string name, unsigned int bits);
 
     /**
      * Returns a range of `count` registers from the same address. @throws Failure if one of them cannot be addressed.
@@ -69,6 +69,8 @@ public:
     std::uint32_t address() const { return m_index * step(); }
     /** Returns the name of the first register; empty if the user gave an address. */
     const std::string& name() const { return m_name; }
+    /** Returns the number of bits of each register. A register that has a name may be narrower than the device's. */
+    unsigned int bits() const { return m_bits; }
     /** Returns the first register as the user gave it: its name, or its address. */
     std::string addressText() const;
     /** Returns the address of the first register, in the unit of the device. */
@@ -90,6 +92,7 @@ private:
     const Target* m_device;
     AddressUnit m_unit;
     std::string m_name;
+    unsigned int m_bits;
     std::uint32_t m_index = 0;
     std::uint32_t m_count = 1;
 };

@@ -126,7 +126,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
     if (!Maps::isReadable(target.contents().access)) {
         return Obstacle{writeOnly, true};
     }
-    if (Maps::hasReadEffect(target.contents())) {
+    if (target.hasReadEffect) {
         return Obstacle{"reading has a side effect", true};
     }
     return std::nullopt;
@@ -152,7 +152,7 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     try {
-        return Maps::planWrite(target.place, assignments);
+        return Maps::planWrite(target.place, assignments, target.hasReadEffect);
     } catch (const Maps::RefusedValue& refusal) {
         skip(refusal.what(), target.name());
         return std::nullopt;
@@ -175,7 +175,7 @@ std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister&
             skip(obstacle, target.name() + '.' + field.name);
             continue;
         }
-        assignments.push_back({field.name, std::to_string(Maps::decode(field, wanted).value)});
+        assignments.push_back({field.name, hexadecimal(Maps::decode(field, wanted).value)});
         // Another field may share the bits.
         different &= ~Maps::maskOf(field);
     }

@@ -3,7 +3,6 @@
 
 #include "Addresses.h"
 #include "Commands.h"
-#include "FieldWrite.h"
 #include "OpenDevice.h"
 
 namespace Rynvelctl {
@@ -56,7 +55,7 @@ std::optional<Failure> read(OpenDevice& device, const Registers& registers, bool
                             RegisterListing& listing) {
     try {
         for (const MappedRegister& each : registers) {
-            if (includesSideEffects || !Maps::hasReadEffect(each.contents())) {
+            if (includesSideEffects || !each.hasReadEffect) {
                 const RegisterValue value = decoded(each, device.read(each.range));
                 listing.registers.push_back({value.range, value.value, value.fields});
             } else {

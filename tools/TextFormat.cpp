@@ -19,7 +19,7 @@ std::string fileState(const ListedDevice& device) {
 }
 
 std::string assignment(const RegisterRange& range, std::uint32_t value) {
-    return range.device().name() + ' ' + range.addressText() + " = " + hexadecimal(value, range.device().width());
+    return range.device().name() + ' ' + range.addressText() + " = " + hexadecimal(value, range.bits());
 }
 
 std::string assignment(const RegisterRange& range, const Maps::FieldValue& value) {
@@ -71,7 +71,7 @@ void add(AssignmentLines& lines, const ListedRegister& listed) {
         lines.addNote(address + listed.range.name(), "not read, because reading has a side effect");
         return;
     }
-    lines.add(address + listed.range.name(), hexadecimal(*listed.value, listed.range.device().width()));
+    lines.add(address + listed.range.name(), hexadecimal(*listed.value, listed.range.bits()));
     for (const Maps::FieldValue& field : listed.fields) {
         lines.add(std::string(address.size() + 2, ' ') + labelOf(*field.field), textOf(field));
     }
@@ -94,7 +94,7 @@ std::string format(const WrittenValue& written) {
         return joinLines(lines);
     }
     const std::string text = assignment(written.range, written.value);
-    return written.mask ? text + " with mask " + hexadecimal(*written.mask, written.range.device().width()) : text;
+    return written.mask ? text + " with mask " + hexadecimal(*written.mask, written.range.bits()) : text;
 }
 
 std::string format(const FilledRange& filled) {

@@ -96,40 +96,33 @@ private:
 
     Maps::FieldWrite fieldWrite(const std::vector<Maps::Assignment>& assignments) const {
         try {
-            return Maps::planWrite(m_addressed.named->whole.place, assignments);
+            const MappedRegister& whole = m_addressed.named->whole;
+            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
         } catch (const Maps::RefusedValue& refused) {
             throw refusal(refused.what());
         }
     }
 
     PlannedWrite planRegister() const {
-        const unsigned int width = bits();
+        const unsigned int width = m_addressed.range.bits();
         const std::uint32_t value = parseValue("value", onlyValue(), width);
         std::optional<std::uint32_t> mask;
         if (!m_options.mask.empty()) {
             mask = parseMask(m_options.mask, width);
         }
         if (m_addressed.named) {
-            requireAllowed(value);
+            requireAllowed(value, mask);
         }
         return {value, mask, {m_addressed.range, value & mask.value_or(UINT32_MAX), mask, {}}};
     }
 
-    unsigned int bits() const {
-        return m_addressed.named ? m_addressed.named->whole.contents().size : device().width();
-    }
-
-    void requireAllowed(std::uint32_t value) const {
-        requireWritable(*m_addressed.named);
+    void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {
+        const MappedRegister& whole = m_addressed.named->whole;
+        Rynvelctl::requireAllowed(whole, {value, mask.value_or(UINT32_MAX)});
         // A masked write also reads.
-        if (!m_options.mask.empty()) {
+        if (mask) {
             requireReadable(*m_addressed.named);
-        }
-        const auto& constraint = m_addressed.named->whole.contents().writeConstraint;
-        if (constraint && !Maps::isAllowed(*constraint, value)) {
-            throw refusal("register " + m_addressed.range.name() + ": value " + m_options.values.front() +
-                          " may not be written (from " + std::to_string(constraint->minimum) + " to " +
-                          std::to_string(constraint->maximum) + ')');
+            requireNoReadEffect(whole, "--mask");
         }
     }
 
@@ -137,32 +130,57 @@ private:
     const WriteOptions& m_options;
 };
 
+/** @throws Failure if a write does not store its bits in a register or a field. */
+void requireStored(Maps::ModifiedWrite modifiedWrite, const std::string& subject, const Target& device) {
+    if (modifiedWrite != Maps::ModifiedWrite::Modify) {
+        throw usageError(device.name() + ": " + subject + " does not store what is written (leave out --verify)");
+    }
+}
+
+/** Returns the fields that a write changes: those that the user gave, or those with bits of the value. */
+std::vector<const Maps::Field*> fieldsWritten(const Maps::Register& contents, const WrittenValue& written) {
+    std::vector<const Maps::Field*> fields;
+    for (const Maps::FieldValue& value : written.fields) {
+        fields.push_back(value.field);
+    }
+    for (const Maps::Field& field : contents.fields) {
+        if (written.fields.empty() && Maps::isWritable(field.access) && Maps::isInside(field, contents) &&
+            (Maps::maskOf(field) & written.mask.value_or(UINT32_MAX)) != 0) {
+            fields.push_back(&field);
+        }
+    }
+    return fields;
+}
+
 /** @throws Failure if the map says that the written bits do not read as they were written. */
 void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     if (!addressed.named) {
         return;
     }
     const MappedRegister& whole = addressed.named->whole;
+    const Target& device = whole.range.device();
     requireReadable({whole, nullptr});
-    for (const Maps::FieldValue& value : plan.given.fields) {
-        requireReadable({whole, value.field});
-        if (value.field->modifiedWrite != Maps::ModifiedWrite::Modify) {
-            throw usageError(whole.range.device().name() + ": field " + Selection{whole, value.field}.name() +
-                             " does not store what is written (leave out --verify)");
-        }
+    requireNoReadEffect(whole, "--verify");
+    if (plan.given.fields.empty()) {
+        requireStored(whole.contents().modifiedWrite, "register " + whole.name(), device);
+    }
+    for (const Maps::Field* const field : fieldsWritten(whole.contents(), plan.given)) {
+        const Selection selection{whole, field};
+        requireReadable(selection);
+        requireStored(field->modifiedWrite, "field " + selection.name(), device);
     }
 }
 
 void verify(OpenDevice& device, const WrittenValue& written) {
     const RegisterRange& range = written.range;
-    const std::uint32_t found = device.read(range);
-    const std::uint32_t mask = written.mask.value_or(UINT32_MAX);
+    const unsigned int bits = range.bits();
+    const std::uint32_t found = device.read(range) & maxValue(bits);
+    const std::uint32_t mask = written.mask.value_or(maxValue(bits));
     if ((found & mask) != (written.value & mask)) {
-        const Target& target = range.device();
-        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, target.width()) : "";
-        throw Failure(ExitStatus::Failed, target.name() + ": " + range.addressText() + " holds " +
-                                              hexadecimal(found, target.width()) + " after " +
-                                              hexadecimal(written.value, target.width()) + " was written" + masked);
+        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, bits) : "";
+        throw Failure(ExitStatus::Failed, range.device().name() + ": " + range.addressText() + " holds " +
+                                              hexadecimal(found, bits) + " after " + hexadecimal(written.value, bits) +
+                                              " was written" + masked);
     }
 }
 

@@ -93,7 +93,6 @@ void expectMaskedValue(const std::vector<Assignment>& assignments, std::uint64_t
 TEST(Assignments, AreOneMaskedWrite) {
     expectMaskedValue({{"MODE", "5"}}, 0xA, 0xE);
     expectMaskedValue({{"START", "1"}, {"GAIN", "0x20"}, {"KIND", "2"}}, 0x22001, 0x3FF01);
-    expectMaskedValue({{"SAME", "1"}}, 0x40000, 0x40000);
     expectMaskedValue({}, 0, 0);
 }
 
@@ -118,7 +117,7 @@ void expectRefused(const std::vector<Assignment>& assignments, const std::string
 
 TEST(Assignments, TakeANameThatBeginsWithADigit) {
     const Maps::Register aRegister = onlyRegister(read(mapOfFields(
-        field("SIZE", "[3:0]", valuesFor("read-write", value("1k", "2") + value("0b2", "3") + value("7", "4"))))));
+        field("SIZE", "[3:0]", valuesFor("read-write", value("1k", "2") + value("0b2", "3") + value("7", "7"))))));
     const auto valueOf = [&aRegister](const std::string& text) {
         return encode({"R", 0, &aRegister}, {{"SIZE", text}}).value;
     };
@@ -126,6 +125,18 @@ TEST(Assignments, TakeANameThatBeginsWithADigit) {
     EXPECT_EQ(valueOf("0b2"), 3U);
     EXPECT_EQ(valueOf("7"), 7U);
     EXPECT_EQ(valueOf("0B11"), 3U);
+}
+
+TEST(Assignments, AreRefusedForANumberThatIsTheNameOfAnotherValue) {
+    const Maps::Register aRegister = onlyRegister(read(mapOfFields(
+        field("TRIGGER", "[3:0]", valuesFor("write", value("0010", "#0010") + value("0x3", "4") + value("a", "5"))))));
+    expectRefused(aRegister, {{"TRIGGER", "0010"}},
+                  "field C.R.TRIGGER: '0010' is a number and also the name of 2 (give the value with 0x or 0b)");
+    expectRefused(aRegister, {{"TRIGGER", "0x3"}},
+                  "field C.R.TRIGGER: '0x3' is a number and also the name of 4 (give the value with 0x or 0b)");
+    expectRefused(aRegister, {{"TRIGGER", "b"}}, "field C.R.TRIGGER: 'b' is not a number or one of a");
+    EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "10"}}).value, 10U);
+    EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "0b10"}}).value, 2U);
 }
 
 TEST(Assignments, NameElementsOfArraysOfFields) {
@@ -170,6 +181,7 @@ TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
         expectRefused({{"GAIN", number}}, "field C.R.GAIN: '" + number + "' is not a value that may be written");
     }
     expectRefused({{"KIND", "3"}}, "field C.R.KIND: '3' is not a value that may be written");
+    expectRefused({{"SAME", "1"}}, "field C.R.SAME may be written only with the value that was read");
 }
 
 TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {

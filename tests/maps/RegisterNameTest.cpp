@@ -85,6 +85,29 @@ TEST(RegisterName, MayHaveAnyIndexInBrackets) {
 
 TEST(RegisterName, MayHaveWhatAViewerShowsAroundIt) { EXPECT_EQ(found("PRE_CONTROL_POST.MODE"), "CONTROL 64 MODE"); }
 
+TEST(RegisterName, MayHaveDotsOfItsOwn) {
+    const auto named = [](const std::string& name) {
+        return "<register><name>" + name + "</name>" + at("0x4") +
+               "<fields><field><name>F.G</name><bitRange>[0:0]</bitRange></field></fields></register>";
+    };
+    const Maps::Device device =
+        Maps::readMap(mapOf(named("A.B") + "<cluster><name>C.D</name><description>C</description>" + at("8") +
+                            named("E.F") + "</cluster>"))
+            .device.value();
+    for (const std::string name : {"A.B", "C.D.E.F"}) {
+        const auto whole = findRegister(device.peripherals[0], name);
+        ASSERT_TRUE(whole) << name;
+        EXPECT_EQ(whole->place.name, name);
+        EXPECT_EQ(whole->field, nullptr);
+        const auto field = findRegister(device.peripherals[0], name + ".F.G");
+        ASSERT_TRUE(field) << name;
+        EXPECT_EQ(field->place.name, name);
+        EXPECT_EQ(field->field->name, "F.G");
+    }
+    EXPECT_FALSE(findRegister(device.peripherals[0], "C.D"));
+    EXPECT_FALSE(findRegister(device.peripherals[0], "A.B.F"));
+}
+
 TEST(RegisterName, RefusesOtherTexts) {
     for (const char* const name : {"",
                                    ".",

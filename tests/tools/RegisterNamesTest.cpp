@@ -44,6 +44,19 @@ const std::string furtherRegisters = R"(
 <register><name>OUTSIDE</name><addressOffset>0x1000</addressOffset></register>
 <register><name>TOO_FAR</name><addressOffset>0x100000000</addressOffset></register>)";
 
+std::string aRegister(const std::string& name, const std::string& offset, const std::string& elements = "") {
+    return "<register><name>" + name + "</name><addressOffset>" + offset + "</addressOffset>" + elements +
+           "</register>";
+}
+
+std::string field(const std::string& name, const std::string& range, const std::string& elements = "") {
+    return "<field><name>" + name + "</name><bitRange>" + range + "</bitRange>" + elements + "</field>";
+}
+
+std::string fields(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
+
+const std::string takenByReading = "<readAction>modify</readAction>";
+
 std::string peripheral(const std::string& name, const std::string& registers) {
     return "<peripheral><name>" + name + "</name><baseAddress>0</baseAddress><registers>" + registers +
            "</registers></peripheral>";
@@ -66,6 +79,11 @@ protected:
         m_folder.store("registers8", std::string(64, '\0'));
         const std::string registers = controlRegisters + furtherRegisters;
         m_folder.store("board.svd", mapOf(peripheral("map32", registers) + peripheral("remote", registers)));
+    }
+
+    /** Replaces the registers of the device map32. */
+    void describe(const std::string& registers) const {
+        m_folder.store("board.svd", mapOf(peripheral("map32", registers)));
     }
 
     Ending run(const std::string& line) const {
@@ -134,6 +152,18 @@ TEST_F(RegisterNames, ReachElementsOfArraysAndClusters) {
     set(0x24, 0x5678);
     expect("read map32 DATA[3]", 0, "map32 DATA[3] = 0x00001234\n");
     expect("read map32 CHANNEL.LEVEL", 0, "map32 CHANNEL.LEVEL = 0x00005678\n");
+}
+
+TEST_F(RegisterNames, HaveOnlyTheBitsOfTheirRegister) {
+    set(0x54, 0xFFFF1234);
+    expect("read map32 NARROW", 0, "map32 NARROW = 0x1234\n");
+    expect("read map32 NARROW --quiet", 0, "0x1234\n");
+    expect("read map32 NARROW --json", 0,
+           "{\"name\":\"map32\",\"address\":84,\"register\":\"NARROW\",\"value\":4660,\"fields\":[]}\n");
+    expect("watch map32 NARROW --count 1 --quiet", 0, "NARROW 0x1234\n");
+    expect("show map32 NARROW", 0, "0x00000054  NARROW = 0x1234\n");
+    expect("show map32 NARROW --quiet", 0, "NARROW 0x1234\n");
+    expect("write map32 NARROW 0xff --mask 0xf", 0, "map32 NARROW = 0x000f with mask 0x000f\n");
 }
 
 TEST_F(RegisterNames, LeaveNumbersAsTheyAre) {
@@ -229,6 +259,33 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
                   "map32: field CTRL.START: 'going' is not a number or one of stopped, running");
 }
 
+TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
+    expectRefused("write map32 CTRL 1", "map32: field CTRL.GAIN: 0 is not a value that may be written");
+    expectRefused("write map32 CTRL 0x100 --mask 0xff00",
+                  "map32: field CTRL.GAIN: 1 is not a value that may be written");
+    expect("write map32 CTRL 1 --mask 0xf0ff --quiet", 0, "");
+    describe(aRegister("R", "0",
+                       fields(field("SAME", "[0:0]",
+                                    "<writeConstraint><writeAsRead>true</writeAsRead>"
+                                    "</writeConstraint>"))));
+    expectRefused("write map32 R 1", "map32: field R.SAME may be written only with the value that was read");
+    expect("write map32 R 2 --mask 2 --quiet", 0, "");
+    describe(aRegister("R", "0", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"));
+    expectRefused("write map32 R 1", "map32: register R may be written only with the value that was read");
+}
+
+TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
+    describe(
+        aRegister("R", "0",
+                  "<writeConstraint><range><minimum>256</minimum><maximum>511</maximum></range></writeConstraint>" +
+                      fields(field("LOW", "[15:0]") + field("HIGH", "[31:16]"))));
+    expect("write map32 R.LOW 5", 0, "map32 R.LOW = 5\n");
+    expect("write map32 R LOW=256 HIGH=0 --quiet", 0, "");
+    expect("write map32 R 6 --mask 7 --quiet", 0, "");
+    expectRefused("write map32 R LOW=5 HIGH=0", "map32: register R: value 5 may not be written (from 256 to 511)");
+    expectRefused("write map32 R 5", "map32: register R: value 5 may not be written (from 256 to 511)");
+}
+
 TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
     expectRefused("write map32 CTRL 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
     expectRefused("write map32 0 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
@@ -247,6 +304,19 @@ TEST_F(RegisterNames, AreRefusedIfAWriteCannotBeVerified) {
     expectRefused("write map32 FLAGS ERROR=1 ENABLE=1 --verify",
                   "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
     expectRefused("write map32 KEY CODE=1 LOCK=1 --verify", "map32: register KEY is write-only");
+    expectRefused("write map32 FLAGS 1 --verify",
+                  "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
+    expect("write map32 FLAGS 2 --mask 2 --verify --quiet", 0, "");
+    describe(aRegister("EVENTS", "0", "<modifiedWriteValues>oneToClear</modifiedWriteValues>"));
+    expectRefused("write map32 EVENTS 1 --verify",
+                  "map32: register EVENTS does not store what is written (leave out --verify)");
+}
+
+TEST_F(RegisterNames, AreRefusedIfAWriteWouldReadWithASideEffect) {
+    const std::string problem = "map32: reading register FIFO has a side effect (leave out ";
+    expectRefused("write map32 FIFO 1 --mask 1", problem + "--mask)");
+    expectRefused("write map32 FIFO 1 --verify", problem + "--verify)");
+    expectRefused("write map32 FIFO LOW=1 HIGH=2 --verify", problem + "--verify)");
 }
 
 TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
@@ -260,12 +330,76 @@ TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
     expectRefused("read map32 OUTSIDE", "map32: register OUTSIDE is outside the map of 4096 bytes");
 }
 
+TEST_F(RegisterNames, AreRefusedForANarrowRegisterInsideAnother) {
+    describe(aRegister("DATA", "0") + aRegister("DATA8", "0", "<size>8</size>") +
+             aRegister("EARLY", "6", "<size>32</size>") + aRegister("BEHIND", "8", "<size>16</size>") +
+             aRegister("ONE", "0x10", "<size>16</size>") +
+             aRegister("OTHER", "0x10", "<alternateRegister>ONE</alternateRegister><size>16</size>") +
+             aRegister("SMALL", "0x10", "<alternateRegister>ONE</alternateRegister><size>8</size>"));
+    const std::string width = " (the device has 32-bit registers)";
+    expectRefused("write map32 DATA8 5",
+                  "map32: register DATA8 has 8 bits and shares its word with register DATA" + width);
+    expectRefused("write map32 BEHIND 5",
+                  "map32: register BEHIND has 16 bits and shares its word with register EARLY" + width);
+    expectRefused("write map32 SMALL 5",
+                  "map32: register SMALL has 8 bits and shares its word with register ONE" + width);
+    expect("write map32 DATA 5", 0, "map32 DATA = 0x00000005\n");
+    expect("write map32 OTHER 5 --quiet", 0, "");
+    EXPECT_EQ(get(0x10), 5U);
+}
+
+TEST_F(RegisterNames, AreRefusedForAFieldIfReadingAnotherRegisterOfTheWordHasASideEffect) {
+    describe(
+        aRegister("RBR", "0", "<access>read-only</access>" + takenByReading) +
+        aRegister("DLL", "0",
+                  "<alternateRegister>RBR</alternateRegister>" + fields(field("F", "[7:0]") + field("G", "[15:8]"))));
+    expectRefused("write map32 DLL.F 1", "map32: reading register DLL has a side effect, so its other fields cannot "
+                                         "keep their values (assign also G)");
+    expect("write map32 DLL F=1 G=2", 0, "map32 DLL.F = 1\nmap32 DLL.G = 2\n");
+}
+
 TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
     set(0x18, 0xAB);
     expect("dump map32 DATA[1] 3", 0, "0x00000014: 00000000 000000ab 00000000\n");
     expect("fill map32 DATA[1] 2 7", 0, "map32 DATA[1] = 0x00000007 in 2 registers\n");
     EXPECT_EQ(get(0x10), 0U);
     EXPECT_EQ(get(0x18), 7U);
+}
+
+TEST_F(RegisterNames, AreRefusedIfARegisterBehindTheFirstExcludesTheAccess) {
+    expectRefused("fill map32 CTRL 2 0x200", "map32: register STATUS is read-only");
+    expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("fill map32 NARROW 1 0x10000", "map32: register NARROW: value 65536 does not fit in 16 bits");
+    expectRefused("fill map32 FIFO 3 1", "map32: register WIDE has 64 bits (the device has 32-bit registers)");
+    expectRefused("dump map32 STATUS 2", "map32: register KEY is write-only");
+    expect("fill map32 0 2 0x200 --quiet", 0, "");
+}
+
+TEST_F(RegisterNames, SelectConsecutiveRegistersIfOneOfEachAddressAllowsTheAccess) {
+    describe(aRegister("FIRST", "0") + aRegister("RBR", "4", "<access>read-only</access>") +
+             aRegister("THR", "4", "<alternateRegister>RBR</alternateRegister><access>write-only</access>"));
+    expect("fill map32 FIRST 3 1 --quiet", 0, "");
+    expect("dump map32 FIRST 3", 0, "0x00000000: 00000001 00000001 00000001\n");
+    expectRefused("fill map32 RBR 1 1", "map32: register RBR is read-only");
+    expectRefused("dump map32 THR 1", "map32: register THR is write-only");
+}
+
+TEST_F(RegisterNames, AreWatchedAtTheSameAddress) {
+    describe(aRegister("RX", "0") + aRegister("TX", "0", "<alternateRegister>RX</alternateRegister>"));
+    expect("watch map32 RX TX RX --count 2 --interval 1ms --quiet", 0, "RX 0x00000000\nTX 0x00000000\nRX 0x00000000\n");
+}
+
+TEST_F(RegisterNames, MayBeginWithADigitAndHaveDots) {
+    describe(aRegister("0X", "4") + aRegister("A.B", "8", fields(field("F", "[7:0]"))));
+    set(4, 7);
+    set(8, 5);
+    expect("read map32 0X", 0, "map32 0X = 0x00000007\n");
+    expect("read map32 0x4", 0, "map32 0x00000004 = 0x00000007\n");
+    expect("read map32 A.B", 0, "map32 A.B = 0x00000005\n  F[7:0] = 5\n");
+    expect("read map32 A.B.F", 0, "map32 A.B.F = 5\n");
+    expectRefused("read map32 0XX", "map32: '0XX' is not a name in board.svd (did you mean '0X'?)");
+    expectRefused("read file8 0X", "address '0X' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
 }
 
 TEST_F(RegisterNames, AreWatched) {
@@ -283,11 +417,11 @@ TEST_F(RegisterNames, PrintAWatchedFieldOnlyWhenTheFieldChanges) {
                     m_folder.path());
     EXPECT_EQ(program.outputLine(), "CTRL.MODE 0");
     EXPECT_EQ(program.outputLine(), "CTRL 0x00000000");
-    run("write map32 CTRL 1");
-    EXPECT_EQ(program.outputLine(), "CTRL 0x00000001");
-    run("write map32 CTRL 0x31");
+    run("write map32 CTRL 0x201");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000201");
+    run("write map32 CTRL 0x231");
     EXPECT_EQ(program.outputLine(), "CTRL.MODE 3");
-    EXPECT_EQ(program.outputLine(), "CTRL 0x00000031");
+    EXPECT_EQ(program.outputLine(), "CTRL 0x00000231");
 }
 
 /** The maps that the program searches, without those in its folders. */
@@ -364,6 +498,11 @@ TEST_F(RemoteRegisterNames, WriteAllFieldsWithoutAMask) {
     expectEnding(run("write remote KEY CODE=5 LOCK=1"), 0, "remote KEY.CODE = 5\nremote KEY.LOCK = 1\n");
     EXPECT_EQ(operation().getValue(), 0x105U);
     EXPECT_EQ(operation().getBitmask(), 0U);
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheBitsOfOthers) {
+    m_peer.script({success(), success(), success({0xABCD0005})});
+    expectEnding(run("write remote NARROW 5 --verify"), 0, "remote NARROW = 0x0005\n");
 }
 
 TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {

@@ -89,6 +89,20 @@ TEST_F(Show, PrintsOneObjectForEachRegister) {
            "\n");
 }
 
+TEST_F(Show, DoesNotReadAWordWithASideEffectOfAnotherRegister) {
+    describe(mapOf("map32", "<register><name>OTHER</name><alternateRegister>FIFO</alternateRegister>"
+                            "<addressOffset>0xC</addressOffset></register>"
+                            "<register><name>WIDE</name><addressOffset>0x20</addressOffset><size>64</size>"
+                            "<readAction>clear</readAction></register>"
+                            "<register><name>HIGH</name><alternateRegister>WIDE</alternateRegister>"
+                            "<addressOffset>0x24</addressOffset></register>"));
+    for (const std::string name : {"OTHER", "HIGH"}) {
+        expect("show map32 --quiet " + name, 2, "",
+               "map32: register " + name +
+                   " was not read, because reading has a side effect (--with-side-effects reads it)");
+    }
+}
+
 TEST_F(Show, ReadsRegistersWithSideEffectsOnRequest) {
     expect("show map32 --with-side-effects FIFO PENDING", 0,
            "0x0000000c  FIFO      = 0x100f0e0d\n"

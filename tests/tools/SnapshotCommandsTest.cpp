@@ -524,6 +524,31 @@ TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
            "map32: not restored, a write must repeat the value that was read: ECHO\n");
 }
 
+TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
+    edit("tests.svd", "<peripheral><name>map32</name>", "<peripheral><name>unused</name>");
+    edit("tests.svd", "<peripherals>",
+         "<peripherals>" +
+             peripheral("map32",
+                        aRegister("RBR", "0", element("access", "read-only") + element("readAction", "modify")) +
+                            aRegister("DLL", "0", element("alternateRegister", "RBR")) + aRegister("NEXT", "4", "")));
+    expect("save map32 s", 0, "map32: saved 1 register in s\n",
+           "rynvelctl: map32: reading has a side effect, left out: RBR, DLL (--with-side-effects includes them)\n");
+    expect("save map32 s --with-side-effects", 0, "map32: saved 3 registers in s\n");
+    poke(0, 1);
+    expect("restore map32 s", 0, "map32: not restored, reading has a side effect: RBR, DLL\n");
+    EXPECT_EQ(peek(0), 1U);
+}
+
+TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
+    edit("tests.svd", "<name>running</name>", "<name>0</name>");
+    edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
+    poke(0, 1);
+    expect("save map32 s --quiet", 0, "", std::string(leftOut) + obstacles);
+    poke(0, 0);
+    expect("restore map32 s", 0, "map32 CTRL: 0x00000000 -> 0x00000001\n");
+    EXPECT_EQ(peek(0), 1U);
+}
+
 TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
