@@ -73,7 +73,7 @@ private:
     void check(const RegisterRange& range, const Check& check) const {
         if (m_first.named) {
             check(m_first.named->whole);
-            m_addresses.registerMap()->checkBehindFirst(range, check);
+            m_addresses.registerMap()->checkAfterFirst(range, check);
         }
     }
 

@@ -27,7 +27,7 @@ std::optional<Failure> refusalBy(const std::function<void(const MappedRegister&)
     return std::nullopt;
 }
 
-/** Returns the offset behind a register. */
+/** Returns the offset of the first byte after a register. */
 std::uint64_t endOf(const Maps::LocatedRegister& place) {
     const std::uint64_t bytes = (std::uint64_t{place.contents->size} + byteBits - 1) / byteBits;
     return place.offset > UINT64_MAX - bytes ? UINT64_MAX : place.offset + bytes;
@@ -81,8 +81,8 @@ void RegisterMap::requireAccessible(const Maps::LocatedRegister& place) const {
     }
 }
 
-void RegisterMap::checkBehindFirst(const RegisterRange& range,
-                                   const std::function<void(const MappedRegister&)>& check) const {
+void RegisterMap::checkAfterFirst(const RegisterRange& range,
+                                  const std::function<void(const MappedRegister&)>& check) const {
     const std::uint64_t bytes = Common::bytesOf(m_target->width());
     const std::size_t end = countBefore((std::uint64_t{range.index()} + range.count()) * bytes);
     std::map<std::uint64_t, std::optional<Failure>> refusals;

@@ -70,12 +70,12 @@ public:
     void requireAccessible(const Maps::LocatedRegister& place) const;
 
     /**
-     * Checks the registers of the map behind the first register of a range. Of several registers in a word, one must
+     * Checks the registers of the map after the first register of a range. Of several registers in a word, one must
      * pass.
      *
      * @param check throws Failure for a register that does not pass.
      */
-    void checkBehindFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
+    void checkAfterFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
 
     /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
      * access it. */

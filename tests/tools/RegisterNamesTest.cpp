@@ -366,7 +366,7 @@ TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
     EXPECT_EQ(get(0x18), 7U);
 }
 
-TEST_F(RegisterNames, AreRefusedIfARegisterBehindTheFirstExcludesTheAccess) {
+TEST_F(RegisterNames, AreRefusedIfARegisterAfterTheFirstExcludesTheAccess) {
     expectRefused("fill map32 CTRL 2 0x200", "map32: register STATUS is read-only");
     expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
     expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
