@@ -31,7 +31,7 @@ std::string obstacleTo(const Field& field) {
     return repeats ? repeatsReads : "";
 }
 
-/** The write of a register without fields. */
+/** Returns the write of a register without fields. */
 FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
     FieldWrite write;
     write.assigned = {value, Maps::bitsOf(contents)};

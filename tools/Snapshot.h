@@ -14,9 +14,9 @@ namespace Rynvelctl {
 
 struct SavedRegister {
     std::string name;
-    /** From the beginning of the device, in bytes. */
+    /** The offset from the beginning of the device, in bytes. */
     std::uint32_t offset = 0;
-    /** In bits, at most 32. */
+    /** The size in bits, at most 32. */
     unsigned int size = 0;
     std::uint32_t value = 0;
 };
@@ -24,7 +24,7 @@ struct SavedRegister {
 /** The register map that named the registers. */
 struct SnapshotMap {
     std::string file;
-    /** The name and the version that the file gives itself. */
+    /** The name and the version in the file. */
     std::string name;
     std::string version;
 };
@@ -32,7 +32,7 @@ struct SnapshotMap {
 struct Snapshot {
     std::string device;
     SnapshotMap map;
-    /** In the form of timeStamp(). */
+    /** The time in the form of timeStamp(). */
     std::string time;
     std::vector<SavedRegister> registers;
 };
@@ -40,7 +40,7 @@ struct Snapshot {
 /** Returns the contents of the file for a snapshot: JSON, with each register on a line of its own. */
 std::string snapshotText(const Snapshot& snapshot);
 
-/** Returns what a text of snapshotText() holds. @throws WrongJson for any other text. */
+/** Returns the snapshot in a text of snapshotText(). @throws WrongJson for any other text. */
 Snapshot parseSnapshot(const std::string& text);
 
 /** Reads the file of a snapshot. @throws Failure, with the line if the contents are wrong. */

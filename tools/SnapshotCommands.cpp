@@ -112,7 +112,7 @@ bool printDifferences(const CommandContext& context, const DiffOptions& options)
     return !differences.empty();
 }
 
-// Status 1 means that there are differences, so that no failure may end with it.
+// Status 1 means that there are differences, so a failure must not end with status 1.
 void diff(const CommandContext& context, const DiffOptions& options) {
     bool isDifferent = false;
     try {
@@ -139,7 +139,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     const RegisterMap map = context.registerMap(target);
     const auto device = openDevice(target, context.timeout());
     Restoration restoration(map, *device, options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
-    // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
+    // Prints only at the end, because a reader that closes the output must not stop a restoration halfway.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     try {
         for (const Report& report : restoration.reports()) {
