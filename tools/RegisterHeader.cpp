@@ -45,10 +45,15 @@ std::string constant(std::uint64_t value) {
     return text.str();
 }
 
-// From U+202A to U+202E, and from U+2066 to U+2069.
-constexpr std::array<const char*, 9> directionControls{"\xE2\x80\xAA", "\xE2\x80\xAB", "\xE2\x80\xAC",
-                                                       "\xE2\x80\xAD", "\xE2\x80\xAE", "\xE2\x81\xA6",
-                                                       "\xE2\x81\xA7", "\xE2\x81\xA8", "\xE2\x81\xA9"};
+/** Characters of three bytes that control the direction of writing: the first two bytes, and the limits of the third.
+ */
+struct DirectionControls {
+    const char* start;
+    unsigned char first;
+    unsigned char last;
+};
+
+constexpr std::array<DirectionControls, 2> directionControls{{{"\xE2\x80", 0xAA, 0xAE}, {"\xE2\x81", 0xA6, 0xA9}}};
 
 /** Returns a text that neither ends nor begins a comment, and that cannot change the direction of writing. */
 std::string forComment(std::string text) {
@@ -57,9 +62,12 @@ std::string forComment(std::string text) {
             text.insert(place + 1, " ");
         }
     }
-    for (const std::string control : directionControls) {
-        for (std::size_t place = text.find(control); place != std::string::npos; place = text.find(control, place)) {
-            text.replace(place, control.size(), "?");
+    for (const auto& [start, first, last] : directionControls) {
+        for (std::size_t place = text.find(start); place != std::string::npos; place = text.find(start, place + 1)) {
+            const auto third = place + 2 < text.size() ? static_cast<unsigned char>(text[place + 2]) : 0U;
+            if (third >= first && third <= last) {
+                text.replace(place, 3, "?");
+            }
         }
     }
     return text;

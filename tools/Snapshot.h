@@ -40,7 +40,7 @@ struct Snapshot {
 /** Returns the contents of the file for a snapshot: JSON, with each register on a line of its own. */
 std::string snapshotText(const Snapshot& snapshot);
 
-/** Returns the snapshot in a text of snapshotText(). @throws WrongJson for any other text. */
+/** Returns what a text of snapshotText() holds. @throws WrongJson for any other text. */
 Snapshot parseSnapshot(const std::string& text);
 
 /** Reads the file of a snapshot. @throws Failure, with the line if the contents are wrong. */

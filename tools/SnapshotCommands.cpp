@@ -139,7 +139,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     const RegisterMap map = context.registerMap(target);
     const auto device = openDevice(target, context.timeout());
     Restoration restoration(map, *device, options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
-    // Prints only at the end, because a reader that closes the output must not stop a restoration halfway.
+    // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     try {
         for (const Report& report : restoration.reports()) {
