@@ -45,8 +45,7 @@ std::string constant(std::uint64_t value) {
     return text.str();
 }
 
-/** Characters of three bytes that control the direction of writing: the first two bytes, and the limits of the third.
- */
+/** A range of characters that control the direction of writing: two equal bytes, and the limits of the third byte. */
 struct DirectionControls {
     const char* start;
     unsigned char first;
