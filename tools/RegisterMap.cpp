@@ -11,8 +11,6 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr unsigned int byteBits = 8;
-
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
 
 Maps::Access accessOf(const Selection& selection) {
@@ -30,10 +28,7 @@ std::string Selection::name() const { return field == nullptr ? whole.name() : w
 
 RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& description)
     : m_target(&target), m_description(description), m_places(Maps::registersOf(*description.peripheral)) {
-    if (description.map->addressUnitBits != byteBits) {
-        throw usageError(description.file + ": an address selects " + std::to_string(description.map->addressUnitBits) +
-                         " bits (8 are supported)");
-    }
+    Maps::requireByteAddresses(description);
 }
 
 std::vector<MappedRegister> RegisterMap::registers() const {

@@ -192,9 +192,9 @@ TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
 
 TEST_F(RegisterNames, RefuseAWriteThatWouldHarmAnotherField) {
     expectRefused("write map32 KEY.CODE 1",
-                  "map32: register KEY is write-only, so its other fields cannot keep their values (assign also LOCK)");
+                  "map32: register KEY is write-only, so its other fields cannot keep their values (also assign LOCK)");
     expectRefused("write map32 FIFO LOW=1", "map32: reading register FIFO has a side effect, so its other fields "
-                                            "cannot keep their values (assign also HIGH)");
+                                            "cannot keep their values (also assign HIGH)");
 }
 
 TEST_F(RegisterNames, AreRefusedIfTheyAreUnknown) {
