@@ -20,7 +20,7 @@ private:
     pid_t m_process;
 };
 
-/** Forks a process that runs `body` and ends when `body` returns or the parent ends. Returns the process identifier. */
+/** Forks a process that runs `body` and ends when `body` returns or the parent ends. Returns the process ID. */
 pid_t runInChild(const std::function<void()>& body);
 
 } // namespace RynvelBenchmark

@@ -11,15 +11,15 @@ namespace Common {
 namespace {
 
 /**
- * Returns whether a faulty access has caused the signal, and not a process that has sent the signal.
+ * Returns whether a faulty access caused the signal, rather than a process that sent it.
  *
  * On 32-bit ARM, an external abort has the signal code of a sent signal, and has the fault address in place of the
- * process number of the sender. A fault address is higher than every process number.
+ * process ID of the sender. A fault address is higher than every process ID.
  */
 bool isFault(const siginfo_t& info) {
-    constexpr std::uintptr_t highestProcessNumber = 4194304;
+    constexpr std::uintptr_t highestProcessId = 4194304;
     const bool looksSent = info.si_code == SI_USER && sizeof(void*) == sizeof(std::uint32_t);
-    return info.si_code > 0 || (looksSent && reinterpret_cast<std::uintptr_t>(info.si_addr) > highestProcessNumber);
+    return info.si_code > 0 || (looksSent && reinterpret_cast<std::uintptr_t>(info.si_addr) > highestProcessId);
 }
 
 } // namespace
@@ -36,7 +36,7 @@ void FaultGuard::install() {
 bool FaultGuard::call(void (*access)(const void*), const void* object) {
     sigjmp_buf recoveryPoint;
     sigjmp_buf* const outer = s_recoveryPoint;
-    // To save the signal mask here would cost a system call for each access. The handler restores the mask instead.
+    // Saving the signal mask here would cost a system call for each access. The handler restores the mask instead.
     if (sigsetjmp(recoveryPoint, 0) != 0) {
         s_recoveryPoint = outer;
         return false;

@@ -11,7 +11,7 @@ namespace Rynvel {
 
 /**
  * Two adjacent values that one instruction loads from memory. A burst write is faster with fewer loads, because a
- * processor executes fewer loads per cycle than loads and stores together.
+ * processor can execute more loads and stores together per cycle than loads alone.
  */
 template <typename T>
 class ValuePair {

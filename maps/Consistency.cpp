@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    /** Returns whether a list has elements and was not checked before. Elements of a map can share a list. */
+    /** Returns whether a list has elements and has not been checked yet. Elements of a map can share a list. */
     template <typename T>
     bool isNew(const SharedList<T>& list) {
         return !list.empty() && m_seen.insert(list.begin()).second;
@@ -81,7 +81,7 @@ private:
                 checkFields(aRegister);
             }
         }
-        warnOfOverlaps("register", std::move(extents), " without being its alternative");
+        warnOfOverlaps("register", std::move(extents), " and is not an alternative to it");
     }
 
     void checkFields(const Register& aRegister) {

@@ -63,7 +63,7 @@ void readValue(ValueDefinition& target, const Element& element) {
         target.value.mask = pattern->mask;
         target.hasValue = true;
     } else if (!text.empty()) {
-        element.warn(element.quoted(text) + " is not a number of up to 64 bits, and not used");
+        element.warn(element.quoted(text) + " is not a number of up to 64 bits, and is not used");
     }
 }
 
@@ -96,7 +96,7 @@ void readEnumeratedValue(std::vector<EnumeratedValue>& values, const Element& el
     values.push_back(std::move(value));
 }
 
-/** The enumerated values that were read so far, and the target that they belong to. */
+/** The enumerated values that have been read so far, and the target that they belong to. */
 template <typename Target>
 struct ValuesOf {
     Target& target;
@@ -118,7 +118,8 @@ void readEnumeration(Definition& field, const Element& element) {
     // The format allows two enumeratedValues for a field, one for reading and one for writing.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
-        element.warn("a field has more than " + std::to_string(most) + " enumeratedValues: these are not used");
+        element.warn("the field has more than " + std::to_string(most) +
+                     " enumeratedValues (this one and later ones are not used)");
         return;
     }
     EnumerationDefinition definition;
@@ -133,7 +134,7 @@ void readEnumeration(Definition& field, const Element& element) {
     }
     if (!target.values.empty()) {
         if (!definition.derivedFrom.empty()) {
-            element.warn("enumeratedValues are derived and have values of their own, which are used");
+            element.warn("enumeratedValues are derived and also contain values (these are used)");
         }
         definition.values = SharedList<EnumeratedValue>(std::move(target.values));
     }
@@ -180,7 +181,7 @@ void readBitRange(Definition& field, const Element& element) {
         }
     }
     if (!text.empty()) {
-        element.warn(element.quoted(text) + " is not of the form [MSB:LSB], and not used");
+        element.warn(element.quoted(text) + " is not of the form [MSB:LSB], and is not used");
     }
 }
 
@@ -201,7 +202,7 @@ void readRange(std::optional<WriteConstraint>& constraint, const Element& elemen
     RangeLimits range;
     rangeTags().readInto(range, element);
     if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
-        element.warn("a range needs a minimum and a maximum that is not below: it is not used");
+        element.warn("a range needs a minimum and a maximum that is at least the minimum (the range is not used)");
         return;
     }
     constraint = {WriteConstraint::Kind::Range, *range.minimum, *range.maximum};
@@ -282,7 +283,7 @@ void readInterruptValue(InterruptDefinition& target, const Element& element) {
         const auto value = static_cast<std::int64_t>(*number);
         target.interrupt.value = isNegative ? -value : value;
     } else if (!text.empty()) {
-        element.warn(element.quoted(text) + " is not an integer of up to 64 bits, and not used");
+        element.warn(element.quoted(text) + " is not an integer of up to 64 bits, and is not used");
     }
 }
 
@@ -356,7 +357,7 @@ void readChild(Definition& parent, const Element& element) {
 void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
     element.expectNoAttributes();
     if (parent.children) {
-        element.warn("element '" + std::string(element.tag()) + "' is there before: both are used");
+        element.warn("element '" + std::string(element.tag()) + "' occurs twice (both are used)");
     }
     tags.readInto(parent, element);
 }

@@ -14,7 +14,7 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The path to a base may lead through definitions that are derived, too. Only a contrived map nests such paths deeper
+// The path to a base may lead through definitions that are also derived. Only a contrived map nests such paths deeper
 // than this.
 constexpr std::size_t deepestNesting = 64;
 
@@ -179,7 +179,7 @@ const Definition& Derivation::resolve(const Definition& own) {
         const auto [known, isNew] = m_resolved.try_emplace(at, nullptr);
         if (!isNew) {
             if (known->second == nullptr) {
-                m_warnings.add(at->line, describe(*at) + " is derived from itself: it takes nothing over");
+                m_warnings.add(at->line, describe(*at) + " is derived from itself (derivedFrom is ignored)");
             }
             at = known->second;
             break;

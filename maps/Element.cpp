@@ -53,7 +53,7 @@ std::string_view Element::shortText() const {
     constexpr std::size_t longest = 256;
     const std::string_view given = text();
     if (given.size() > longest) {
-        warn(quoted(given) + " is longer than " + std::to_string(longest) + " characters, and not used");
+        warn(quoted(given) + " is longer than " + std::to_string(longest) + " characters, and is not used");
         return {};
     }
     return given;
@@ -72,7 +72,7 @@ std::optional<std::uint64_t> Element::number() const {
     const std::string_view given = text();
     const auto number = parseScaledNumber(given);
     if (!number && !given.empty()) {
-        warn(quoted(given) + " is not a number of up to 64 bits, and not used");
+        warn(quoted(given) + " is not a number of up to 64 bits, and is not used");
     }
     return number;
 }
@@ -81,7 +81,7 @@ std::optional<bool> Element::boolean() const {
     const std::string_view given = text();
     const auto boolean = parseBoolean(given);
     if (!boolean && !given.empty()) {
-        warn(quoted(given) + " is neither 'true' nor 'false', and not used");
+        warn(quoted(given) + " is neither 'true' nor 'false', and is not used");
     }
     return boolean;
 }
@@ -103,7 +103,7 @@ std::string_view Element::pathIn(const pugi::xml_attribute& attribute) const {
     const std::string_view path = trimmed(attribute.value());
     if (path.empty() || path.size() > longest) {
         warn("attribute 'derivedFrom' is empty or longer than " + std::to_string(longest) +
-             " characters, and not used");
+             " characters, and is not used");
         return {};
     }
     return path;
@@ -117,7 +117,7 @@ void Element::expectNoAttributes() const {
 
 void Element::warnOfAttribute(const pugi::xml_attribute& attribute) const {
     warn("attribute '" + std::string(attribute.name()) + "' of '" + std::string(tag()) +
-         "' is not known, and not used");
+         "' is not part of the format, and is not used");
 }
 
 void Element::expectNoText() const {

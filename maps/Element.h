@@ -101,7 +101,7 @@ public:
             }
         }
         if (!given.empty()) {
-            warn(quoted(given) + " is not known, and not used");
+            warn(quoted(given) + " is not a word of the format, and is not used");
         }
         return std::nullopt;
     }
@@ -169,12 +169,12 @@ private:
             std::lower_bound(m_tags.begin(), m_tags.end(), name,
                              [](const Tag& known, std::string_view sought) { return known.name < sought; });
         if (tag == m_tags.end() || tag->name != name) {
-            child.warn("element '" + std::string(name) + "' is not known, and not used");
+            child.warn("element '" + std::string(name) + "' is not part of the format, and is not used");
             return;
         }
         const auto index = static_cast<std::size_t>(tag - m_tags.begin());
         if (seen.test(index) && !tag->isRepeatable) {
-            child.warn("element '" + std::string(name) + "' is there before, and this one is not used");
+            child.warn("element '" + std::string(name) + "' occurs twice (only the first is used)");
             return;
         }
         seen.set(index);

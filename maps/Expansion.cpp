@@ -92,8 +92,8 @@ private:
     }
 
     /**
-     * Counts an element that is created. Several peripherals can share the element, but m_elements counts it for each
-     * of them.
+     * Counts an element once, when it is created, even if several peripherals share it. `m_elements` counts it once for
+     * each peripheral.
      */
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
@@ -106,7 +106,8 @@ private:
         }
         if (*definition.dimension.size == 0 || *definition.dimension.size > m_limits.arraySize) {
             warn(definition, "is an array of " + std::to_string(*definition.dimension.size) +
-                                 " elements, and not used (1 to " + std::to_string(m_limits.arraySize) + " are)");
+                                 " elements, and is not used (1 to " + std::to_string(m_limits.arraySize) +
+                                 " elements are supported)");
             return {};
         }
         return elementsOf(definition);
@@ -164,7 +165,7 @@ private:
         auto indexes = parseIndexes(text, m_limits.arraySize);
         if (!indexes || indexes->size() < size) {
             warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
-                                 std::to_string(size) + " indexes: they are counted from 0");
+                                 std::to_string(size) + " indexes (the elements are numbered from 0)");
             return countedIndexes(size);
         }
         if (indexes->size() > *definition.dimension.size) {
@@ -177,7 +178,7 @@ private:
     std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
         const std::uint64_t offset = definition.offset.value_or(0);
         if (place.distance > UINT64_MAX - offset) {
-            warn(definition, "is beyond 64 bits of addresses, and not used");
+            warn(definition, "is beyond 64 bits of addresses, and is not used");
             return std::nullopt;
         }
         return offset + place.distance;
@@ -321,7 +322,7 @@ private:
             return *properties.access;
         }
         if (const auto access = accessOfFields(definition)) {
-            warn(definition, "has no access (that of its fields is assumed)");
+            warn(definition, "has no access (the access of its fields is assumed)");
             return *access;
         }
         warn(definition, "has no access (read-write is assumed)");
@@ -354,7 +355,7 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has no size, or one that makes no sense (32 bits are assumed)");
+            warn(definition, "has a missing or invalid size (32 bits are assumed)");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);
@@ -414,7 +415,7 @@ private:
         field.line = definition.line;
         for (Place& place : positionsOf(definition)) {
             if (place.distance > highestBit - bits->second) {
-                warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and not used");
+                warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and is not used");
                 return;
             }
             field.lsb = static_cast<unsigned int>(bits->first + place.distance);
@@ -426,17 +427,17 @@ private:
         }
     }
 
-    /** Returns the lowest and the highest bit; none, with a warning, if the bit range is missing or makes no sense. */
+    /** Returns the lowest and the highest bit; none, with a warning, if the bit range is missing or invalid. */
     std::optional<std::pair<std::uint64_t, std::uint64_t>> bitsOf(const Definition& definition) {
         const BitRange& bits = definition.bits;
         const bool hasWidth = bits.width.value_or(1) != 0 && bits.width.value_or(1) <= highestBit;
         if (!bits.lsb || *bits.lsb > highestBit || bits.msb.value_or(0) > highestBit || !hasWidth) {
-            warn(definition, "has no bit range, or one that makes no sense, and is not used");
+            warn(definition, "has a missing or invalid bit range, and is not used");
             return std::nullopt;
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
         if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
-            warn(definition, "has a width that contradicts its most significant bit, which is used");
+            warn(definition, "has a width that contradicts its most significant bit (the width is ignored)");
         }
         if (msb < *bits.lsb) {
             warn(definition, "has its most significant bit below its least significant one: they are swapped");

@@ -12,7 +12,7 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** The value of bits that leaves them as they are; none if a write has to repeat what was read. */
+/** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
 std::optional<std::uint64_t> neutral(ModifiedWrite modifiedWrite, std::uint64_t bits) {
     switch (modifiedWrite) {
     case ModifiedWrite::OneToClear:
@@ -31,13 +31,13 @@ std::optional<std::uint64_t> neutral(ModifiedWrite modifiedWrite, std::uint64_t 
     return std::nullopt;
 }
 
-/** Plans one write, with the fields that it does not assign. */
+/** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
     Plan(const LocatedRegister& place, const MaskedValue& assigned, bool hasReadEffect)
         : m_place(place), m_assigned(assigned), m_hasReadEffect(hasReadEffect) {}
 
-    /** The bits to write. */
+    /** Returns the bits to write. */
     MaskedValue written() const {
         MaskedValue written = m_assigned;
         for (const Field& field : contents().fields) {
@@ -49,7 +49,7 @@ public:
         return written;
     }
 
-    /** Whether no field is left that has to keep its value. */
+    /** Returns whether all writable fields are assigned. */
     bool isComplete() const {
         return std::none_of(contents().fields.begin(), contents().fields.end(),
                             [this](const Field& field) { return isOther(field); });
@@ -96,7 +96,7 @@ private:
         return bits;
     }
 
-    /** Why a masked write may change a field; empty if it does not. */
+    /** Returns why a masked write may change a field that it does not assign; empty if it does not change the field. */
     static std::string reasonToChange(const Field& field) {
         if (neutral(field.modifiedWrite, maskOf(field))) {
             return "";
@@ -107,7 +107,8 @@ private:
         if (!isReadable(field.access)) {
             return "is write-only, so it cannot keep its value";
         }
-        return field.access == Access::ReadWriteOnce ? "can be written only once, so it cannot be left for later" : "";
+        return field.access == Access::ReadWriteOnce ? "can be written only once, and this write would use that up"
+                                                     : "";
     }
 
     std::string refusal(const std::string& problem) const {
@@ -117,7 +118,7 @@ private:
                 others += (others.empty() ? "" : ", ") + field.name;
             }
         }
-        return problem + " (assign also " + others + ")";
+        return problem + " (also assign " + others + ")";
     }
 
     const LocatedRegister& m_place;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * How to write single fields of a register so that the other fields keep their values.
+ * Writes single fields of a register so that the other fields keep their values.
  */
 #ifndef RYNVEL_MAPS_FIELDWRITE_H
 #define RYNVEL_MAPS_FIELDWRITE_H
@@ -20,13 +20,13 @@ struct FieldWrite {
     MaskedValue assigned;
     /** The bits to write: also those of the other fields that keep their values only if a certain bit is written. */
     MaskedValue written;
-    /** Whether to write the value as a whole, without reading the register. The write is a masked one otherwise. */
+    /** Whether to write the whole register without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;
 };
 
 /**
- * Whether reading a register has an effect on it, on one of its fields or on another register. Does not consider
- * registers at the same address.
+ * Returns whether reading a register changes it, one of its fields or another register. Does not consider registers at
+ * the same address.
  */
 bool hasReadEffect(const Register& aRegister);
 
@@ -34,9 +34,8 @@ bool hasReadEffect(const Register& aRegister);
  * Plans a write that changes no other field.
  *
  * @param hasReadEffect whether reading the address of the register has a side effect.
- * @throws RefusedValue as encode() does, for a value outside the range of the register, and where another field cannot
- * keep its value: one that changes with every write or whose value cannot be read and written back. No field is in the
- * way if all that can be written are assigned.
+ * @throws RefusedValue as encode() does, for a value outside the range of the register, and if another writable field
+ * cannot keep its value. Such a field changes with every write, or its value cannot be read and written back.
  */
 FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect);
 

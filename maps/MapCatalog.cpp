@@ -17,8 +17,8 @@ UnusableMap unusable(const std::string& path, const std::string& text) {
     return UnusableMap(render(path, {Severity::Error, 0, text}));
 }
 
-// A link that leads nowhere is a map that cannot be read: the user has to learn of it. The names of the locks and
-// copies of editors begin with a dot.
+// Includes a link to a missing file, so that the user gets an error. Leaves out names that begin with a dot, because
+// editors use them for locks and copies.
 bool isMap(const fs::directory_entry& entry) {
     std::error_code error;
     const fs::file_status status = entry.status(error);
@@ -43,6 +43,14 @@ std::vector<std::string> mapsOf(const std::string& folder) {
 }
 
 } // namespace
+
+void requireByteAddresses(const DeviceDescription& description) {
+    constexpr unsigned int byteBits = 8;
+    if (description.map->addressUnitBits != byteBits) {
+        throw UnusableMap(description.file + ": an address selects " +
+                          std::to_string(description.map->addressUnitBits) + " bits (8 are supported)");
+    }
+}
 
 MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missing) {
     for (const std::string& path : paths) {

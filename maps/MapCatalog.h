@@ -31,6 +31,9 @@ struct DeviceDescription {
     const Peripheral* peripheral = nullptr;
 };
 
+/** @throws UnusableMap if the addresses of the map do not count bytes. */
+void requireByteAddresses(const DeviceDescription& description);
+
 /**
  * The map files in which a program searches for its devices. A file is read only if no earlier file describes the
  * device.
@@ -62,7 +65,7 @@ public:
 
 private:
     std::vector<std::string> m_files;
-    /** The maps of the files that were read so far. A deque keeps the addresses of its elements. */
+    /** The maps of the files that have been read so far. A deque keeps the addresses of its elements. */
     std::deque<ReadMap> m_maps;
 };
 

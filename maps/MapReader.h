@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Reads register maps in the format CMSIS-SVD, schema 1.3.
+ * Reads register maps in CMSIS-SVD format, schema 1.3.
  *
  * The reader uses as much as possible of a file that breaks a rule of the format. It warns of everything that it leaves
  * out or assumes, with the line. It opens no other file, and has limits for the size of a map.

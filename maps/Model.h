@@ -4,7 +4,7 @@
  * The content of a register map, after the expansion of arrays. Each element has the properties that it inherits.
  *
  * An offset counts from the beginning of the enclosing element, for example of the cluster that contains a register.
- * The numbers are those of the file, even if they make no sense, for example if a field is above the bits of its
+ * The numbers are those of the file, even if they are invalid, for example if a field is above the bits of its
  * register. The reader warns of these numbers.
  */
 #ifndef RYNVEL_MAPS_MODEL_H
@@ -176,7 +176,7 @@ struct Cluster {
     std::size_t line = 0;
 };
 
-/** A range of addresses that a peripheral takes. */
+/** A range of addresses that belongs to a peripheral. */
 struct AddressBlock {
     enum class Usage { Registers, Buffer, Reserved };
     std::uint64_t offset = 0;

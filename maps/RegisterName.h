@@ -36,19 +36,20 @@ struct LocatedRegister {
 /** Returns all registers of a peripheral, also those in clusters, in the order of their offsets. */
 std::vector<LocatedRegister> registersOf(const Peripheral& peripheral);
 
-/** The register or field that a name means. */
+/** The register or field that a name selects. */
 struct NamedRegister {
     LocatedRegister place;
-    /** The field; null if the name means the whole register. */
+    /** The field; null if the name selects the whole register. */
     const Field* field = nullptr;
 };
 
-/** Finds a field of a register by its name. Null if the register has none. */
+/** Returns the field of a register that has the name; null if there is none. */
 const Field* findField(const Register& aRegister, const std::string& name);
 
 /**
- * Returns the register or field that a name means; none if there is none. The name is `REGISTER` or `CLUSTER.REGISTER`,
- * and `.FIELD` may follow. The name of a register may include the texts that a viewer shows before and after it.
+ * Returns the register or field that a name selects; none if there is none. The name is `REGISTER` or
+ * `CLUSTER.REGISTER`, and `.FIELD` may follow. The name of a register may include the texts that a viewer shows before
+ * and after it.
  *
  * An element of an array has its name in the map, such as `IRQ3` or `DATA[3]`. You can also write `IRQ[3]`, or the name
  * of the index, such as `DATA[Left]`.

@@ -41,7 +41,7 @@ void XmlDocument::parse() {
 void XmlDocument::findRoot(Warnings& warnings) {
     for (const pugi::xml_node& node : m_document.children()) {
         if (node.type() == pugi::node_doctype) {
-            warnings.add(1, "the document type is not read, nor are its entities");
+            warnings.add(1, "the document type and its entities are not read");
         } else if (node.type() == pugi::node_element && m_root) {
             warnings.add(lineOf(node), std::string("'") + node.name() + "' after the end of the map is not used");
         } else if (node.type() == pugi::node_element) {

@@ -18,9 +18,9 @@ namespace Rynveld {
 using DescribedRegisters = std::map<std::uint64_t, SimulatedRegister>;
 
 /**
- * Cuts the registers of a peripheral into those of a device whose registers have `width` bits. The byte at the lowest
- * offset has the lowest bits. A field overrides its register. Where descriptions overlap, the first one counts, but one
- * that can be read before one that cannot.
+ * Returns the registers of a device with `width` bits for each register, from the description of a peripheral. The byte
+ * at the lowest offset has the lowest bits. A field overrides its register. Where descriptions overlap, a readable one
+ * has precedence over others, and then the first one.
  */
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width);
 

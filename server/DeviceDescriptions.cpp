@@ -10,6 +10,7 @@ bool DeviceDescriptions::add(const std::string& path, const std::vector<std::str
     bool isAnyDescribed = false;
     for (const std::string& name : deviceNames) {
         if (const auto description = catalog.find(name)) {
+            Maps::requireByteAddresses(*description);
             m_peripherals.emplace(name, *description->peripheral);
             isAnyDescribed = true;
         }

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What register maps say about devices.
+ * The descriptions of devices in register maps.
  */
 #ifndef RYNVELD_DEVICEDESCRIPTIONS_H
 #define RYNVELD_DEVICEDESCRIPTIONS_H
@@ -18,11 +18,12 @@ namespace Rynveld {
 class DeviceDescriptions {
 public:
     /**
-     * Adds the descriptions of devices that a map file or the map files of a folder have. A description that was added
-     * earlier stays.
+     * Adds the descriptions of devices from a map file, or from the map files of a folder. Keeps a description that was
+     * added earlier.
      *
      * @return whether any of the devices is described.
-     * @throws Maps::UnusableMap if a file is not a map.
+     * @throws Maps::UnusableMap if a file is not a map, or if the addresses of a map that describes a device do not
+     * count bytes.
      */
     bool add(const std::string& path, const std::vector<std::string>& deviceNames);
 

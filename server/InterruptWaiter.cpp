@@ -224,7 +224,7 @@ void InterruptWaiter::holdOff() {
     m_requestedStateChanged.wait(lock, [this] { return m_requestedState != RequestedState::Disabled || m_stopping; });
 }
 
-// Traces after unlocking, because a trace may take long.
+// Traces after unlocking, because a trace may take a long time.
 void InterruptWaiter::send(unsigned long word) {
     {
         const std::lock_guard<std::mutex> lock(m_enableMutex);

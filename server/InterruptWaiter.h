@@ -100,7 +100,7 @@ private:
     /** Readable when the thread must stop. Closed until the thread starts for the first time. */
     Common::Descriptor m_wakeUp;
 
-    /** Locked while the device enables or disables its interrupt, which may take long. */
+    /** Locked while the device enables or disables its interrupt, which may take a long time. */
     std::mutex m_enableMutex;
     std::condition_variable m_requestedStateChanged;
     RequestedState m_requestedState = RequestedState::None;

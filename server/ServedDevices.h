@@ -62,7 +62,7 @@ public:
 private:
     /** The state of a served device, whether the device is open or not. */
     struct Slot {
-        /** Locked while the device is being opened, which may take long. */
+        /** Locked while the device is being opened, which may take a long time. */
         std::mutex mutex;
         /** Notified when the device file is closed, which happens after the last client has released the device. */
         std::condition_variable closed;

@@ -32,7 +32,7 @@ void Session::serve() {
 }
 
 // Releases the device here and not in the destructor, which runs in the thread that accepts clients. The last client
-// that releases a device closes it, which may take long.
+// that releases a device closes it, which may take a long time.
 void Session::close() {
     disarm();
     m_socket.shutDown();

@@ -65,8 +65,8 @@ struct Simulation {
 };
 
 /**
- * Returns a new device of the type. The interrupt is disabled. The registers that the description has behave as it
- * says. All other registers are memory, and initially 0.
+ * Returns a new device of the type. The interrupt is disabled. The described registers behave as the description says.
+ * All other registers are memory, and initially 0.
  *
  * @param description null without one.
  */

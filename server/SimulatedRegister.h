@@ -30,10 +30,10 @@ public:
     /** @param bits their masks must not overlap. */
     explicit SimulatedRegister(std::vector<RegisterBits> bits);
 
-    /** Returns the value, in which write-only bits are 0, and then does the read actions. */
+    /** Returns the value, in which write-only bits are 0, and then performs the read actions. */
     std::uint64_t read();
 
-    /** Does with each bit what a write of `data` does. Bits that accept one write only keep that of the first call. */
+    /** Performs a write of `data` on each bit. Bits that can be written only once keep the value of the first call. */
     void write(std::uint64_t data);
 
 private:

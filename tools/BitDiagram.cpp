@@ -13,6 +13,8 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::size_t widestLine = 100;
+// A register with more is a mistake in the map. Without a limit, the work grows with the square of the fields.
+constexpr std::size_t mostLayers = 16;
 
 struct Box {
     unsigned int msb;
@@ -20,13 +22,13 @@ struct Box {
     std::string name;
 
     std::string bits() const { return bitRange(msb, lsb); }
-    /** With a blank on either side. */
+    /** Returns the width in characters, with a blank on either side. */
     std::size_t width() const { return std::max(bits().size(), name.size()) + 2; }
 };
 
 using Boxes = std::vector<Box>;
 
-/** The boxes of the fields, the highest bits first. */
+/** Returns the boxes of the fields, the highest bits first. */
 Boxes boxesOf(const Maps::Register& contents) {
     Boxes boxes;
     for (const Maps::Field& field : contents.fields) {
@@ -66,7 +68,7 @@ std::string centred(const std::string& text, std::size_t width) {
     return std::string(before, ' ') + text + std::string(width - text.size() - before, ' ');
 }
 
-/** The drawing of boxes side by side. */
+/** Returns the drawing of boxes side by side. */
 std::string drawingOf(Boxes::const_iterator first, Boxes::const_iterator end) {
     std::string bits;
     std::string edge = "+";
@@ -94,12 +96,16 @@ Boxes::const_iterator endOfLine(Boxes::const_iterator first, Boxes::const_iterat
 std::string bitDiagram(const Maps::Register& contents) {
     Boxes boxes = boxesOf(contents);
     std::vector<std::string> drawings;
-    while (!boxes.empty()) {
+    for (std::size_t count = 0; !boxes.empty() && count < mostLayers; ++count) {
         const Boxes layer = takeLayer(boxes, contents.size);
         for (auto first = layer.begin(), end = first; first != layer.end(); first = end) {
             end = endOfLine(first, layer.end());
             drawings.push_back(drawingOf(first, end));
         }
+    }
+    if (!boxes.empty()) {
+        drawings.push_back('(' + std::to_string(boxes.size()) +
+                           (boxes.size() == 1 ? " more field shares" : " more fields share") + " bits with these)");
     }
     return joinLines(drawings);
 }

@@ -83,8 +83,19 @@ Words fromMap(const Line& line, const Function& function) {
     }
 }
 
+bool takesFields(const std::string& command) {
+    return command == "read" || command == "write" || command == "watch" || command == "describe";
+}
+
 Words registerNames(const Line& line, const std::string& word) {
-    return fromMap(line, [&](const MapCompletion& map) { return map.names(word); });
+    return fromMap(line, [&](const MapCompletion& map) {
+        Words names = map.registers();
+        if (takesFields(line.command)) {
+            const Words fields = map.fields(word);
+            names.insert(names.end(), fields.begin(), fields.end());
+        }
+        return names;
+    });
 }
 
 Words registerValues(const Line& line, const std::string& word) {

@@ -15,7 +15,7 @@
 
 namespace Rynvelctl {
 
-/** Whether a snapshot holds the registers that change, or change something else, when they are read. */
+/** Whether a snapshot contains the registers that have a side effect when they are read. */
 enum class SideEffects { LeftOut, Included };
 
 struct DeviceSnapshot {

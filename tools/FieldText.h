@@ -21,10 +21,10 @@ std::string labelOf(const Maps::Field& field);
 /** Returns `REGISTER.FIELD`. */
 std::string pathOf(const RegisterRange& range, const Maps::FieldValue& value);
 
-/** Returns the name for the value; empty without one. */
+/** Returns the name of the value; empty if it has none. */
 std::string meaningOf(const Maps::FieldValue& value);
 
-/** Returns the value with the name for it, such as `1 (running)`. */
+/** Returns the value with its name, such as `1 (running)`. */
 std::string textOf(const Maps::FieldValue& value);
 
 /** Lines of the form `LABEL = VALUE`, with the values in one column. */

@@ -42,14 +42,11 @@ const std::vector<HelpSection> helpSections{
       "or the name of an enumerated value. The other fields keep their values. If a field cannot, the write is "
       "refused."}},
     {"Register maps",
-     {"A register map is a file in the format CMSIS-SVD. The description of a device is the peripheral with the name "
-      "of "
+     {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
       "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
       "The program searches the files and folders of --map. Without --map, it searches those in the environment "
-      "variable "
-      "RYNVEL_MAPS, separated by colons. Without both, it searches /etc/rynvel/maps and the folder share/rynvel/maps "
-      "of "
-      "the installation. The first description of a device is used."}},
+      "variable RYNVEL_MAPS, separated by colons. Without both, it searches /etc/rynvel/maps and the folder "
+      "share/rynvel/maps of the installation. The first description of a device is used."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
       "A server does not report why it refuses a request. The address may lie outside the device, the device may have "

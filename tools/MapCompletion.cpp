@@ -10,13 +10,13 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/** The register of a name without a field; null for any other name. */
+/** Returns the register that a name without a field selects; null for any other name. */
 const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::string& name) {
     const auto found = Maps::findRegister(peripheral, name);
     return found && found->field == nullptr ? found->place.contents : nullptr;
 }
 
-/** The names of the values that can be written to a field, each after the same text. */
+/** Returns the names of the values that can be written to a field, each with `before` in front of it. */
 Words valuesOf(const Maps::Field& field, const std::string& before) {
     Words words = Maps::namesToWrite(field);
     for (std::string& word : words) {
@@ -39,13 +39,18 @@ bool MapCompletion::isUsable(const Element& element) const {
     }
 }
 
-std::vector<std::string> MapCompletion::names(const std::string& word) const {
+std::vector<std::string> MapCompletion::registers() const {
     Words words;
     for (const Maps::LocatedRegister& place : Maps::registersOf(m_peripheral)) {
         if (isUsable(*place.contents)) {
             words.push_back(place.name);
         }
     }
+    return words;
+}
+
+std::vector<std::string> MapCompletion::fields(const std::string& word) const {
+    Words words;
     const std::size_t dot = word.rfind('.');
     const std::string before = dot == std::string::npos ? "" : word.substr(0, dot);
     if (const Maps::Register* const contents = findWhole(m_peripheral, before)) {

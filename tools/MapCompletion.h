@@ -21,8 +21,11 @@ class MapCompletion {
 public:
     MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}
 
-    /** Returns the registers, and after the name of a register and a dot its fields. */
-    std::vector<std::string> names(const std::string& word) const;
+    /** Returns the registers. */
+    std::vector<std::string> registers() const;
+
+    /** Returns the fields of the register whose name and a dot begin the word. */
+    std::vector<std::string> fields(const std::string& word) const;
 
     /**
      * Returns the values that can be written to a register or a field. The values of a register are its fields with an

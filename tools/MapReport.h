@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The results of the commands about register maps. What they point to belongs to the catalog of maps.
+ * The results of the commands about register maps. The catalog of maps must outlive them.
  */
 #ifndef RYNVELCTL_MAPREPORT_H
 #define RYNVELCTL_MAPREPORT_H
@@ -20,7 +20,7 @@ namespace Rynvelctl {
 struct ListedPeripheral {
     std::string name;
     std::size_t registers;
-    /** The devices of this machine that it describes. */
+    /** The devices of this machine that the peripheral describes. */
     std::vector<std::string> devices;
     /** The file with an earlier description of the same name, which is used instead. */
     std::optional<std::string> hiddenBy;
@@ -37,7 +37,7 @@ using MapList = std::vector<ListedMap>;
 
 struct CheckedMap {
     std::string file;
-    /** Whether none of the diagnostics is an error. Without it, there are no peripherals. */
+    /** Whether none of the diagnostics is an error. If one is an error, the numbers are 0. */
     bool isUsable;
     std::size_t peripherals;
     std::size_t registers;
@@ -46,7 +46,7 @@ struct CheckedMap {
 
 using MapCheck = std::vector<CheckedMap>;
 
-/** A header of C and C++. */
+/** A header for C and C++. */
 struct HeaderText {
     std::string device;
     std::string text;

@@ -93,7 +93,7 @@ std::string valuesOf(const Maps::Field& field) {
     return jsonArray(values);
 }
 
-/** Adds what registers and fields have in common. */
+/** Adds the properties that registers and fields share. */
 template <typename Element>
 JsonObject& addBehaviour(JsonObject& object, const Element& element) {
     return object.add("access", wordsFor(element.access))

@@ -67,7 +67,7 @@ std::string format(const MapCheck& maps) {
 
 std::string format(const HeaderText& header) { return header.text; }
 
-/** A heading of a name and its description. */
+/** Returns a heading of a name and its description. */
 std::string headingOf(const std::string& name, const std::string& description) {
     const Rows heading{{printable(name) + (description.empty() ? "" : ": " + printable(description))}};
     return TextTable(heading).text(widestLine);
@@ -90,7 +90,7 @@ std::string format(const DescribedDevice& device) {
                       TextTable(rows).text(widestLine)});
 }
 
-/** Adds what registers and fields have in common. */
+/** Adds the properties that registers and fields share. */
 template <typename Element>
 void addBehaviour(Rows& rows, const Element& element) {
     rows.push_back({"access:", wordsFor(element.access)});
@@ -128,7 +128,7 @@ Rows propertiesOf(const DescribedRegister& described) {
     return rows;
 }
 
-/** The value of a field after a reset; "-" if the map does not give all its bits. */
+/** Returns the value of a field after a reset; "-" if the map does not give all its bits. */
 std::string resetValueOf(const Maps::Field& field, const Maps::Register& contents) {
     const bool isGiven = contents.resetValue && Maps::isInside(field, contents) &&
                          (contents.resetMask & Maps::maskOf(field)) == Maps::maskOf(field);

@@ -14,12 +14,13 @@
 
 namespace Rynvelctl {
 
-/** The register maps that the user selects. It reads them when a command needs one. */
+/** The register maps that the user selects. Reads them when a command needs one. */
 class MapSearch {
 public:
     /**
-     * @param given the files and folders that the user gives. Without them, those of the environment variable
-     * RYNVEL_MAPS, separated by colons. Without it, the folder of this machine and that of the installation.
+     * @param given the files and folders that the user gives. If there are none, the search uses those of the
+     * environment variable RYNVEL_MAPS, separated by colons. Without the variable, it uses the folder of this machine
+     * and the folder of the installation.
      */
     explicit MapSearch(std::vector<std::string> given) : m_given(std::move(given)) {}
 

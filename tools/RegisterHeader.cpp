@@ -2,6 +2,7 @@
 #include "RegisterHeader.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -20,7 +21,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/** Macros of an earlier rank keep their names if others have the same. */
+/** If several macros have the same name, those of the earliest rank keep it. */
 enum Rank { ofRegister, ofField, ofValue };
 
 struct Macro {
@@ -44,18 +45,26 @@ std::string constant(std::uint64_t value) {
     return text.str();
 }
 
-/** A text that neither ends a comment nor begins one, and that cannot change the order of its characters. */
+/** A range of characters that control the direction of writing: two equal bytes, and the limits of the third byte. */
+struct DirectionControls {
+    const char* start;
+    unsigned char first;
+    unsigned char last;
+};
+
+constexpr std::array<DirectionControls, 2> directionControls{{{"\xE2\x80", 0xAA, 0xAE}, {"\xE2\x81", 0xA6, 0xA9}}};
+
+/** Returns a text that neither ends nor begins a comment, and that cannot change the direction of writing. */
 std::string forComment(std::string text) {
     for (const std::string mark : {"*/", "/*"}) {
         for (std::size_t place = text.find(mark); place != std::string::npos; place = text.find(mark)) {
             text.insert(place + 1, " ");
         }
     }
-    for (const std::string sequence : {"\xE2\x80", "\xE2\x81"}) {
-        for (std::size_t place = text.find(sequence); place != std::string::npos;
-             place = text.find(sequence, place + 1)) {
-            const auto last = place + 2 < text.size() ? static_cast<unsigned char>(text[place + 2]) : 0U;
-            if ((last >= 0xAA && last <= 0xAE) || (last >= 0xA6 && last <= 0xA9)) {
+    for (const auto& [start, first, last] : directionControls) {
+        for (std::size_t place = text.find(start); place != std::string::npos; place = text.find(start, place + 1)) {
+            const auto third = place + 2 < text.size() ? static_cast<unsigned char>(text[place + 2]) : 0U;
+            if (third >= first && third <= last) {
                 text.replace(place, 3, "?");
             }
         }
@@ -69,14 +78,14 @@ std::string described(const std::string& name, const std::string& description) {
     return description.empty() ? name : name + ": " + description;
 }
 
-/** The name of one of the parameters of a macro. */
+/** Returns the name of one of the parameters of a macro. */
 std::string parameter(std::size_t position, std::size_t count) {
     return count == 1 ? "index" : "index" + std::to_string(position);
 }
 
-/** Where an element of a map is, as its names and its arrays say. */
+/** The names and the arrays that lead to an element of a map. */
 struct Path {
-    /** With the index of each array, and without. */
+    /** The names; `single` has the index of each array, and `shared` has none. */
     Names single;
     Names shared;
     std::uint64_t offset = 0;
@@ -108,7 +117,7 @@ struct Path {
     }
 };
 
-/** The parameters of a macro for an element of arrays. */
+/** Returns the parameters of a macro for an element of arrays. */
 std::string parametersFor(std::size_t arrays) {
     std::string parameters;
     for (std::size_t i = 0; i < arrays; ++i) {
@@ -122,7 +131,7 @@ std::string with(Names names, const std::string& last) {
     return macroName(names);
 }
 
-/** The names after that of the device. */
+/** Returns the names after the name of the device, with dots between them. */
 std::string dotted(const Names& names) {
     std::string text;
     for (std::size_t i = 1; i < names.size(); ++i) {
@@ -131,7 +140,7 @@ std::string dotted(const Names& names) {
     return text;
 }
 
-/** How far addresses advance in a number of bytes. */
+/** Converts a number of bytes to addresses. */
 struct Scale {
     std::uint64_t addresses;
     std::uint64_t bytes;
@@ -165,7 +174,7 @@ public:
     }
 
 private:
-    // Each field of an array has a mask of its own. The values are those of all of them.
+    // Each field of an array has its own mask. All of them share the values.
     void add(const Maps::Field& field) {
         const Names names = namesFor(field.name);
         add(with(names, "MASK"), constant(Maps::maskOf(field)), ofField);
@@ -214,7 +223,7 @@ private:
     Names m_names;
 };
 
-/** A register of the tree that the map is. */
+/** A register in the tree of the map. */
 struct Leaf {
     const Maps::Register* contents;
     Path path;
@@ -309,7 +318,7 @@ private:
     /** The addresses of the registers that the device can access. */
     std::map<std::pair<const Maps::Register*, std::uint64_t>, std::uint32_t> m_addresses;
     std::vector<Leaf> m_leaves;
-    /** The names of the registers and arrays that the device cannot access, or only in part. */
+    /** The names of the registers and arrays that the device cannot access completely. */
     std::set<Names> m_incomplete;
     std::vector<Block> m_blocks;
 };

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * A header of C and C++ that gives names to the registers of a device.
+ * A header for C and C++ that gives names to the registers of a device.
  */
 #ifndef RYNVELCTL_REGISTERHEADER_H
 #define RYNVELCTL_REGISTERHEADER_H

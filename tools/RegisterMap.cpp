@@ -50,10 +50,7 @@ std::string Selection::name() const { return field == nullptr ? whole.name() : w
 
 RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& description)
     : m_target(&target), m_description(description), m_places(Maps::registersOf(*description.peripheral)) {
-    if (description.map->addressUnitBits != byteBits) {
-        throw usageError(description.file + ": an address selects " + std::to_string(description.map->addressUnitBits) +
-                         " bits (8 are supported)");
-    }
+    Maps::requireByteAddresses(description);
     Extent extent{0, 0};
     for (std::size_t i = 0; i < m_places.size(); ++i) {
         const std::uint64_t end = endOf(m_places[i]);

@@ -47,7 +47,7 @@ public:
     /**
      * @param target must outlive this object and the ranges that it returns.
      * @param description must describe the target; its catalog must outlive this object.
-     * @throws Failure if the addresses of the map do not count bytes.
+     * @throws Maps::UnusableMap if the addresses of the map do not count bytes.
      */
     RegisterMap(const Target& target, const Maps::DeviceDescription& description);
 
@@ -60,7 +60,7 @@ public:
     /** Returns all registers of the map, in the order of their offsets. */
     const std::vector<Maps::LocatedRegister>& places() const { return m_places; }
 
-    /** Returns what a name means, whether the device can access it or not. @throws Failure for an unknown name. */
+    /** Returns what a name selects, even if the device cannot access it. @throws Failure for an unknown name. */
     Maps::NamedRegister named(const std::string& name) const;
 
     /** Returns why the device cannot access a register of the map; empty if it can. */

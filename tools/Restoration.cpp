@@ -46,7 +46,7 @@ std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
     return isAllowed ? "" : "the value may not be written";
 }
 
-/** The write of a register without fields. */
+/** Returns the write of a register without fields. */
 FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
     FieldWrite write;
     write.assigned = {value, Maps::bitsOf(contents)};

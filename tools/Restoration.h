@@ -21,7 +21,7 @@
 
 namespace Rynvelctl {
 
-/** Writes what is writable and differs, register by register. */
+/** Writes the registers and fields that are writable and differ from the snapshot. */
 class Restoration {
 public:
     enum class Mode {

@@ -126,7 +126,7 @@ public:
 private:
     const JsonValue& m_object;
     std::string m_name;
-    /** Those that the caller has not taken. */
+    /** The members that the caller has not taken. */
     std::unordered_map<std::string, const JsonValue*> m_members;
 };
 

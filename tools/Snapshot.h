@@ -14,9 +14,9 @@ namespace Rynvelctl {
 
 struct SavedRegister {
     std::string name;
-    /** From the beginning of the device, in bytes. */
+    /** The offset from the beginning of the device, in bytes. */
     std::uint32_t offset = 0;
-    /** In bits, at most 32. */
+    /** The size in bits, at most 32. */
     unsigned int size = 0;
     std::uint32_t value = 0;
 };
@@ -24,7 +24,7 @@ struct SavedRegister {
 /** The register map that named the registers. */
 struct SnapshotMap {
     std::string file;
-    /** The name and the version that the file gives itself. */
+    /** The name and the version in the file. */
     std::string name;
     std::string version;
 };
@@ -32,7 +32,7 @@ struct SnapshotMap {
 struct Snapshot {
     std::string device;
     SnapshotMap map;
-    /** In the form of timeStamp(). */
+    /** The time in the form of timeStamp(). */
     std::string time;
     std::vector<SavedRegister> registers;
 };

@@ -133,7 +133,7 @@ bool printDifferences(const CommandContext& context, const DiffOptions& options)
     return !differences.empty();
 }
 
-// Status 1 means that there are differences, so that no failure may end with it.
+// Status 1 means that there are differences, so a failure must not end with status 1.
 void diff(const CommandContext& context, const DiffOptions& options) {
     bool isDifferent = false;
     try {

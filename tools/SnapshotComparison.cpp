@@ -20,7 +20,7 @@ public:
         }
     }
 
-    /** Returns the same register; null if the snapshot does not hold it. */
+    /** Returns the same register; null if the snapshot does not contain it. */
     const SavedRegister* find(const SavedRegister& other) const {
         const auto found = m_registers.find(other.name);
         const bool isSame =

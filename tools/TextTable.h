@@ -22,7 +22,10 @@ public:
     /** Returns the lines without the final line end. A line ends after its last cell that is not empty. */
     std::string text() const { return text(std::string::npos); }
 
-    /** Returns the same with the words of the last column on as many lines as a width of the lines demands. */
+    /**
+     * Returns the same text, with the last column wrapped so that lines fit in `lineWidth` characters. The last column
+     * keeps a width of at least 30 characters.
+     */
     std::string text(std::size_t lineWidth) const;
 
 private:

@@ -111,5 +111,5 @@ void check_kernel_warnings(void) {
     int fd = open("/proc/sys/kernel/tainted", O_RDONLY);
     bool found = read(fd, text, sizeof text - 1) > 0;
     close(fd);
-    check("the kernel has not warned of anything", found && !(strtoul(text, NULL, 10) & TAINTED_BY_WARNING));
+    check("the kernel has not issued a warning", found && !(strtoul(text, NULL, 10) & TAINTED_BY_WARNING));
 }

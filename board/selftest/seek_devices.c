@@ -34,7 +34,7 @@ static void test_fresh(int count, char** paths) {
         fresh = fresh && read(fd, found, SIZE) == SIZE && memcmp(found, zeros, SIZE) == 0;
         close(fd);
     }
-    check("every device is there and begins with zeros", count > 0 && fresh);
+    check("every device exists, and its registers are initially 0", count > 0 && fresh);
 }
 
 static void test_separate(int count, char** paths) {
@@ -61,7 +61,7 @@ static void test_processes(const char* path) {
     int status;
     waitpid(child, &status, 0);
     int fd = open_device(path);
-    check("what one process wrote the next one reads", status == 0 && reads_at(fd, 0x100, "kept", 4));
+    check("a process reads what an earlier process wrote", status == 0 && reads_at(fd, 0x100, "kept", 4));
     close(fd);
 }
 
@@ -70,7 +70,7 @@ static void test_positions(const char* path) {
     int second = open_device(path);
     char text[8] = "";
     bool written = write_at(first, 0x200, "abcd", 4) && write(first, "efgh", 4) == 4;
-    check("the position advances by the bytes transferred",
+    check("the position advances by the number of bytes transferred",
           written && lseek(first, 0, SEEK_CUR) == 0x208 && lseek(first, -8, SEEK_CUR) == 0x200 &&
               read(first, text, 3) == 3 && read(first, text + 3, 5) == 5 && memcmp(text, "abcdefgh", 8) == 0);
     check("every open file has its own position", lseek(second, 0, SEEK_CUR) == 0);
@@ -83,8 +83,8 @@ static void test_end(const char* path) {
     int fd = open_device(path);
     check("a write across the end is short", lseek(fd, -4, SEEK_END) == SIZE - 4 && write(fd, "12345678", 8) == 4);
     check("a write at the end fails with ENOSPC", fails_with(write(fd, "x", 1), ENOSPC));
-    check("a read at the end gives nothing", read(fd, text, sizeof text) == 0);
-    check("a read beyond the end gives nothing", pread(fd, text, sizeof text, SIZE + 100) == 0);
+    check("a read at the end returns 0 bytes", read(fd, text, sizeof text) == 0);
+    check("a read beyond the end returns 0 bytes", pread(fd, text, sizeof text, SIZE + 100) == 0);
     check("a read across the end is short",
           lseek(fd, SIZE - 4, SEEK_SET) == SIZE - 4 && read(fd, text, 8) == 4 && memcmp(text, "1234", 4) == 0);
     close(fd);
@@ -96,14 +96,14 @@ static void test_seek(const char* path) {
     check("a seek outside the block fails with EINVAL",
           fails_with(lseek(fd, SIZE + 1, SEEK_SET), EINVAL) && fails_with(lseek(fd, -1, SEEK_SET), EINVAL) &&
               fails_with(lseek(fd, -0x11, SEEK_CUR), EINVAL) && fails_with(lseek(fd, 1, SEEK_END), EINVAL));
-    check("a failed seek leaves the position", lseek(fd, 0, SEEK_CUR) == 0x10);
+    check("a failed seek does not change the position", lseek(fd, 0, SEEK_CUR) == 0x10);
     check("a seek to the end is allowed", lseek(fd, 0, SEEK_END) == SIZE);
     close(fd);
 }
 
 static void test_ioctl(const char* path) {
     int fd = open_device(path);
-    check("an ioctl tells the size of the block", ioctl(fd, GET_BLOCK_SIZE) == SIZE);
+    check("an ioctl returns the size of the block", ioctl(fd, GET_BLOCK_SIZE) == SIZE);
     check("other ioctls fail with ENOTTY", fails_with(ioctl(fd, _IO('B', 99)), ENOTTY));
     close(fd);
 }
@@ -113,10 +113,11 @@ static void test_registers_file(const char* path) {
     int beside = open_test_file(path, "registers");
     char text[4];
     long reads = get(path, "read/calls");
-    check("a test sees the registers",
+    check("the test file shows the registers",
           write_at(fd, 0x300, "seen", 4) && pread(beside, text, 4, 0x300) == 4 && memcmp(text, "seen", 4) == 0);
-    check("a test changes the registers", pwrite(beside, "made", 4, 0x304) == 4 && reads_at(fd, 0x304, "made", 4));
-    check("a test's own looks are not counted", get(path, "read/calls") == reads + 1);
+    check("a write to the test file changes the registers",
+          pwrite(beside, "made", 4, 0x304) == 4 && reads_at(fd, 0x304, "made", 4));
+    check("accesses through the test file are not counted", get(path, "read/calls") == reads + 1);
     close(fd);
     close(beside);
 }
@@ -153,7 +154,7 @@ static void test_forced_errors(const char* path) {
                                                     ioctl(fd, GET_BLOCK_SIZE) == SIZE);
     check("the next ioctl can be made to return a number",
           set(path, "ioctl/force", "1 5") && ioctl(fd, GET_BLOCK_SIZE) == 5 && ioctl(fd, GET_BLOCK_SIZE) == SIZE);
-    check("a forced result can be taken back",
+    check("a forced result can be cancelled",
           set(path, "read/force", "9 -5") && set(path, "read/force", "0 0") && read(fd, text, 4) == 4);
     close(fd);
 }
@@ -166,11 +167,11 @@ static void test_forced_short(const char* path) {
     lseek(fd, 0, SEEK_SET);
     check("the next read can be made short",
           set(path, "read/force", "1 3") && read(fd, text, 4) == 3 && read(fd, text, 1) == 1 && text[0] == 'z');
-    check("a read can be made to give nothing",
+    check("a read can be made to return 0 bytes",
           set(path, "read/force", "1 0") && read(fd, text, 4) == 0 && read(fd, text, 4) == 4);
-    check("what makes no sense is refused", !set(path, "seek/force", "1 2") && !set(path, "read/force", "nonsense") &&
-                                                !set(path, "read/force", "1 -99999") &&
-                                                !set(path, "read/force", "1 2 3"));
+    check("an invalid setting is refused", !set(path, "seek/force", "1 2") && !set(path, "read/force", "nonsense") &&
+                                               !set(path, "read/force", "1 -99999") &&
+                                               !set(path, "read/force", "1 2 3"));
     close(fd);
 }
 
@@ -206,8 +207,8 @@ static void test_concurrency(const char* path) {
         whole = pread(fd, data, sizeof data, 0x1000) == sizeof data && is_uniform(data, sizeof data) && whole;
     for (int i = 0; i < 2; i++)
         pthread_join(writers[i], NULL);
-    check("transfers at the same time are whole", whole);
-    check("calls at the same time are all counted", get(path, "write/calls") == 2 * ROUNDS + 1);
+    check("concurrent transfers do not mix", whole);
+    check("concurrent calls are all counted", get(path, "write/calls") == 2 * ROUNDS + 1);
     close(fd);
 }
 

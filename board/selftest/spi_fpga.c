@@ -84,11 +84,11 @@ static bool all_zero(const char* path) {
 
 static void test_fresh(const char* path) {
     char driver[128] = "";
-    check("the device is one of the kernel's own spidev driver",
+    check("the kernel's own spidev driver serves the device",
           readlink("/sys/bus/spi/devices/spi7.1/driver", driver, sizeof driver - 1) > 0 &&
               strcmp(strrchr(driver, '/'), "/spidev") == 0);
-    check("it has 64 KiB of registers, zero at first", all_zero(path));
-    check("no frame was received at first", last_frame_is(path, "00 00 00 00 00 00 00 00 00 00 00\n"));
+    check("the device has 64 KiB of registers, which are initially 0", all_zero(path));
+    check("initially, the device has not received a frame", last_frame_is(path, "00 00 00 00 00 00 00 00 00 00 00\n"));
 }
 
 static void test_frames(const char* path) {
@@ -96,26 +96,27 @@ static void test_frames(const char* path) {
     struct frame reply;
     static const uint8_t written[FRAME] = {255, 255, 255, 255, 255, 255, 255, 255, 255, 255, DONE};
     static const uint8_t found[FRAME] = {255, 255, 255, 255, 255, 255, 0x12, 0x34, 0x56, 0x78, DONE};
-    check("the request is that of one message", SPI_IOC_MESSAGE(1) == 0x40206B00);
+    check("the ioctl request is the one for a single message", SPI_IOC_MESSAGE(1) == 0x40206B00);
     check("a frame writes a register", exchange(fd, make_frame(WRITE_COMMAND, 0x100c, 0x12345678), &reply) == FRAME &&
                                            memcmp(reply.bytes, written, FRAME) == 0);
-    check("the frame is seen as received", last_frame_is(path, "01 00 00 10 0c 12 34 56 78 00 00\n"));
+    check("the test file shows the received frame", last_frame_is(path, "01 00 00 10 0c 12 34 56 78 00 00\n"));
     check("a frame reads a register",
           exchange(fd, make_frame(READ_COMMAND, 0x100c, 0), &reply) == FRAME && memcmp(reply.bytes, found, FRAME) == 0);
-    check("that frame is seen next", last_frame_is(path, "02 00 00 10 0c 00 00 00 00 00 00\n"));
+    check("the test file shows the next received frame", last_frame_is(path, "02 00 00 10 0c 00 00 00 00 00 00\n"));
     struct frame request = make_frame(WRITE_COMMAND, 0x1010, 0x9abcdef0);
-    check("a plain write is a frame, too", write(fd, request.bytes, FRAME) == FRAME && has(fd, 0x1010, 0x9abcdef0));
+    check("a plain write is also a frame", write(fd, request.bytes, FRAME) == FRAME && has(fd, 0x1010, 0x9abcdef0));
     close(fd);
 }
 
 static void test_registers_file(const char* path) {
     int fd = open_device(path), beside = open_test_file(path, "registers");
     uint32_t value = 0;
-    check("a test sees the registers as words of the guest", write_register(fd, 0x2000, 0xcafe0001) == DONE &&
-                                                                 pread(beside, &value, 4, 0x2000) == 4 &&
-                                                                 value == 0xcafe0001);
+    check("the test file shows the registers as words of the guest", write_register(fd, 0x2000, 0xcafe0001) == DONE &&
+                                                                         pread(beside, &value, 4, 0x2000) == 4 &&
+                                                                         value == 0xcafe0001);
     value = 0xcafe0002;
-    check("a test changes the registers", pwrite(beside, &value, 4, 0x2004) == 4 && has(fd, 0x2004, 0xcafe0002));
+    check("a write to the test file changes the registers",
+          pwrite(beside, &value, 4, 0x2004) == 4 && has(fd, 0x2004, 0xcafe0002));
     close(beside);
     close(fd);
 }
@@ -128,11 +129,12 @@ static void test_addresses(const char* path) {
     for (size_t i = 0; i < sizeof wrong / sizeof *wrong; i++)
         refused = write_register(fd, wrong[i], 0xbadbadba) == BAD_ADDRESS &&
                   read_register(fd, wrong[i], &data) == BAD_ADDRESS && refused;
-    check("an address without a register has the status 0x02", refused);
-    check("and changes nothing", has(fd, 0x3000, 0x600d600d) && has(fd, 0x3004, 0) && has(fd, SPACE - 4, 0));
-    check("the first and the last register are there", write_register(fd, 0, 1) == DONE &&
-                                                           write_register(fd, SPACE - 4, 2) == DONE && has(fd, 0, 1) &&
-                                                           has(fd, SPACE - 4, 2));
+    check("an address without a register is answered with status 0x02", refused);
+    check("an access to an address without a register changes nothing",
+          has(fd, 0x3000, 0x600d600d) && has(fd, 0x3004, 0) && has(fd, SPACE - 4, 0));
+    check("the first and the last register exist", write_register(fd, 0, 1) == DONE &&
+                                                       write_register(fd, SPACE - 4, 2) == DONE && has(fd, 0, 1) &&
+                                                       has(fd, SPACE - 4, 2));
     close(fd);
 }
 
@@ -144,7 +146,7 @@ static void test_commands(const char* path) {
     for (size_t i = 0; i < sizeof wrong; i++)
         refused = exchange(fd, make_frame(wrong[i], 0x3100, 0xbadbadba), &reply) == FRAME &&
                   reply.bytes[10] == UNKNOWN_COMMAND && refused;
-    check("an unknown command has the status 0x01 and changes nothing", refused && has(fd, 0x3100, 0));
+    check("an unknown command is answered with status 0x01, and changes nothing", refused && has(fd, 0x3100, 0));
     close(fd);
 }
 
@@ -152,13 +154,13 @@ static void test_forced_status(const char* path) {
     int fd = open_device(path);
     uint32_t data = 0;
     write_register(fd, 0x4000, 0x11111111);
-    check("the next frames can be answered with another status", set(path, "status", "2 0x40") &&
-                                                                     read_register(fd, 0x4000, &data) == 0x40 &&
-                                                                     write_register(fd, 0x4000, 0x22222222) == 0x40);
-    check("a read so answered carries the register", data == 0x11111111);
-    check("a write so answered changes nothing", has(fd, 0x4000, 0x11111111));
-    check("a status can be 0", set(path, "status", "1 0") && read_register(fd, 0x4000, &data) == 0);
-    check("a forced status can be taken back",
+    check("the status of the next replies can be forced", set(path, "status", "2 0x40") &&
+                                                              read_register(fd, 0x4000, &data) == 0x40 &&
+                                                              write_register(fd, 0x4000, 0x22222222) == 0x40);
+    check("a read with a forced status returns the register", data == 0x11111111);
+    check("a write with a forced status changes nothing", has(fd, 0x4000, 0x11111111));
+    check("a forced status can be 0", set(path, "status", "1 0") && read_register(fd, 0x4000, &data) == 0);
+    check("a forced status can be cancelled",
           set(path, "status", "9 1") && set(path, "status", "0 0") && has(fd, 0x4000, 0x11111111));
     check("an invalid status is refused", !set(path, "status", "1 256") && !set(path, "status", "1 -5") &&
                                               !set(path, "status", "nonsense") && has(fd, 0x4000, 0x11111111));
@@ -174,7 +176,7 @@ static void test_transfers(const char* path) {
           set(path, "transfer/force", "2 -5") &&
               fails_with(exchange(fd, make_frame(WRITE_COMMAND, 0x4000, 0x33333333), &reply), EIO) &&
               fails_with(exchange(fd, make_frame(READ_COMMAND, 0, 0), &reply), EIO));
-    check("nothing of them is received",
+    check("the device does not receive a failed transfer",
           last_frame_is(path, "02 00 00 40 00 00 00 00 00 00 00\n") && has(fd, 0x4000, 0x11111111));
     check("transfers of other sizes than 11 fail with EINVAL",
           fails_with(exchange_sized(fd, bytes, bytes, FRAME - 1, 8), EINVAL) &&
@@ -211,8 +213,8 @@ static void test_concurrency(const char* path) {
         pthread_create(&threads[i], NULL, use_register, &users[i]);
     for (int i = 0; i < 2; i++)
         pthread_join(threads[i], NULL);
-    check("frames at the same time do not disturb each other", users[0].served && users[1].served);
-    check("transfers at the same time are all counted", get(path, "transfer/calls") == 4 * ROUNDS);
+    check("concurrent frames do not disturb each other", users[0].served && users[1].served);
+    check("concurrent transfers are all counted", get(path, "transfer/calls") == 4 * ROUNDS);
 }
 
 int main(int argc, char** argv) {

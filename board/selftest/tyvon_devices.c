@@ -72,7 +72,7 @@ static bool ends_with(struct waiter* waiter, uint16_t status) {
 static void test_fresh(const char* path) {
     uint8_t bytes[SIZE], zeros[SIZE] = {0};
     int fd = open_device(path), beside = open_test_file(path, "registers");
-    check("the device begins with zeros, its interrupt disabled",
+    check("the registers are initially 0, and the interrupt is disabled",
           read(beside, bytes, SIZE) == SIZE && memcmp(bytes, zeros, SIZE) == 0 && read(beside, bytes, 1) == 0 &&
               get(path, "enabled") == 0 && get(path, "pending") == 0 && get(path, "request") == 0);
     close(beside);
@@ -84,11 +84,13 @@ static void test_requests(const char* path) {
     unsigned long type = 99;
     bool reset = set(path, "ioctl/calls", "0");
     check("an interrupt can be enabled", enable(fd) && get(path, "enabled") == 1 && get(path, "request") == ENABLE);
-    check("and disabled", disable(fd) && get(path, "enabled") == 0 && get(path, "request") == DISABLE);
-    check("its type can be asked", ioctl(fd, GET_TYPE, &type) == 0 && type == 1 && get(path, "request") == GET_TYPE);
-    check("a test sets the type",
+    check("an interrupt can be disabled", disable(fd) && get(path, "enabled") == 0 && get(path, "request") == DISABLE);
+    check("the type of an interrupt can be read",
+          ioctl(fd, GET_TYPE, &type) == 0 && type == 1 && get(path, "request") == GET_TYPE);
+    check("a write to the test file sets the type",
           set(path, "type", "4000000000") && ioctl(fd, GET_TYPE, &type) == 0 && type == 4000000000);
-    check("a type that cannot be stored fails with EFAULT", fails_with(ioctl(fd, GET_TYPE, NULL), EFAULT));
+    check("a request for the type fails with EFAULT if the type cannot be stored",
+          fails_with(ioctl(fd, GET_TYPE, NULL), EFAULT));
     check("other requests fail with ENOTTY", fails_with(ioctl(fd, 0xEE03, &type), ENOTTY) &&
                                                  get(path, "request") == 0xEE03 &&
                                                  fails_with(ioctl(fd, 0xED00), ENOTTY));
@@ -108,20 +110,20 @@ static void test_forced_requests(const char* path) {
               get(path, "enabled") == 0 && get(path, "request") == GET_TYPE);
     check("a request can be made to do nothing",
           set(path, "ioctl/force", "1 0") && enable(fd) && get(path, "enabled") == 0);
-    check("then requests work again", enable(fd) && get(path, "enabled") == 1 && disable(fd));
+    check("requests work again after that", enable(fd) && get(path, "enabled") == 1 && disable(fd));
     close(fd);
 }
 
 static void test_delivery(const char* path) {
     int fd = open_device(path);
-    check("an enabled interrupt is delivered with its status", enable(fd) && !is_readable(fd, 0) &&
-                                                                   set(path, "raise", "0xabcd") && is_readable(fd, 0) &&
-                                                                   receives(fd, 0xABCD));
-    check("it is delivered once", !is_readable(fd, 0) && get(path, "pending") == 0);
-    check("it stays enabled", get(path, "enabled") == 1 && set(path, "raise", "0") && receives(fd, 0));
-    check("of several not yet received the last is delivered",
+    check("an enabled interrupt is delivered with its interrupt word", enable(fd) && !is_readable(fd, 0) &&
+                                                                           set(path, "raise", "0xabcd") &&
+                                                                           is_readable(fd, 0) && receives(fd, 0xABCD));
+    check("the interrupt is delivered once", !is_readable(fd, 0) && get(path, "pending") == 0);
+    check("the interrupt stays enabled", get(path, "enabled") == 1 && set(path, "raise", "0") && receives(fd, 0));
+    check("if several interrupts are pending, the last one is delivered",
           set(path, "raise", "1") && set(path, "raise", "2") && receives(fd, 2) && !is_readable(fd, 0));
-    check("an invalid status is refused",
+    check("an invalid interrupt word is refused",
           !set(path, "raise", "0x10000") && !set(path, "raise", "nonsense") && get(path, "pending") == 0);
     disable(fd);
     close(fd);
@@ -129,10 +131,11 @@ static void test_delivery(const char* path) {
 
 static void test_pending(const char* path) {
     int fd = open_device(path);
-    check("an interrupt raised while disabled is kept back",
+    check("an interrupt that is raised while disabled is not delivered",
           disable(fd) && set(path, "raise", "0x1234") && get(path, "pending") == 1 && !is_readable(fd, SHORT_MS));
-    check("it is delivered when enabled", enable(fd) && is_readable(fd, 0) && receives(fd, 0x1234));
-    check("an interrupt that was disabled before it was received is kept back, too",
+    check("the pending interrupt is delivered when it is enabled",
+          enable(fd) && is_readable(fd, 0) && receives(fd, 0x1234));
+    check("an interrupt that is disabled before it is received is not delivered until it is enabled",
           set(path, "raise", "7") && disable(fd) && !is_readable(fd, 0) && enable(fd) && receives(fd, 7));
     disable(fd);
     close(fd);
@@ -145,7 +148,8 @@ static void test_blocking(const char* path) {
     check("an interrupt read blocks until the interrupt",
           waits && set(path, "raise", "0xabcd") && ends_with(&waiter, 0xABCD));
     waits = disable(fd) && start(&waiter, path, fd) && set(path, "raise", "0xbeef") && !ends_within(&waiter, SHORT_MS);
-    check("while disabled it blocks on", waits && enable(fd) && ends_with(&waiter, 0xBEEF));
+    check("an interrupt read continues to block while the interrupt is disabled",
+          waits && enable(fd) && ends_with(&waiter, 0xBEEF));
     disable(fd);
     close(fd);
 }
@@ -156,10 +160,12 @@ static void test_several(const char* path) {
     bool waits = enable(fd) && start(&first, path, fd) && start(&second, path, other);
     bool one = set(path, "raise", "1") && becomes(path, "pending", 0);
     pause_ms(SHORT_MS);
-    check("of two waiting one gets the interrupt", waits && one && (first.result == 2) + (second.result == 2) == 1);
+    check("one of two waiting threads receives the interrupt",
+          waits && one && (first.result == 2) + (second.result == 2) == 1);
     set(path, "raise", "2");
-    check("the other gets the next", ends_within(&first, LONG_MS) && ends_within(&second, LONG_MS) &&
-                                         first.result == 2 && second.result == 2 && first.status + second.status == 3);
+    check("the other thread receives the next interrupt", ends_within(&first, LONG_MS) &&
+                                                              ends_within(&second, LONG_MS) && first.result == 2 &&
+                                                              second.result == 2 && first.status + second.status == 3);
     disable(fd);
     close(fd);
     close(other);
@@ -174,10 +180,11 @@ static void test_poll(const char* path) {
     begin = milliseconds();
     bool became_ready = is_readable(fd, LONG_MS);
     check("poll ends with the interrupt", became_ready && milliseconds() - begin < LONG_MS / 2 && ended_well(child));
-    check("poll is ready until the status is read", is_readable(fd, 0) && receives(fd, 3) && !is_readable(fd, 0));
+    check("poll reports the interrupt until the interrupt word is read",
+          is_readable(fd, 0) && receives(fd, 3) && !is_readable(fd, 0));
     fcntl(fd, F_SETFL, O_NONBLOCK);
     uint16_t status;
-    check("an interrupt read that may not block fails with EAGAIN", fails_with(read(fd, &status, 2), EAGAIN));
+    check("a non-blocking interrupt read fails with EAGAIN", fails_with(read(fd, &status, 2), EAGAIN));
     disable(fd);
     close(fd);
 }
@@ -186,17 +193,17 @@ static void test_forced_waits(const char* path) {
     int fd = open_device(path);
     uint8_t bytes[2] = {0xff, 0xff};
     bool counted = set(path, "wait/calls", "0") && enable(fd) && set(path, "raise", "0xabcd");
-    check("the next interrupt reads can be made to fail, which leaves the interrupt",
+    check("the next interrupt reads can be made to fail, and the interrupt stays pending",
           set(path, "wait/force", "2 -5") && fails_with(read(fd, bytes, 2), EIO) &&
               fails_with(read(fd, bytes, 2), EIO) && get(path, "pending") == 1);
-    check("an interrupt read can be made to give nothing, which leaves the interrupt",
+    check("an interrupt read can be made to return 0 bytes, and the interrupt stays pending",
           set(path, "wait/force", "1 0") && read(fd, bytes, 2) == 0 && get(path, "pending") == 1);
-    check("an interrupt read can be made to give one byte, which takes the interrupt",
+    check("an interrupt read can be made to return one byte, and the interrupt is no longer pending",
           set(path, "wait/force", "1 1") && read(fd, bytes, 2) == 1 && bytes[0] == 0xcd && bytes[1] == 0xff &&
               get(path, "pending") == 0);
-    check("those that fail or give nothing do not wait", set(path, "wait/force", "1 -71") &&
-                                                             fails_with(read(fd, bytes, 2), EPROTO) &&
-                                                             set(path, "wait/force", "1 0") && read(fd, bytes, 2) == 0);
+    check("interrupt reads that are made to fail or to return 0 bytes do not wait",
+          set(path, "wait/force", "1 -71") && fails_with(read(fd, bytes, 2), EPROTO) &&
+              set(path, "wait/force", "1 0") && read(fd, bytes, 2) == 0);
     check("interrupt reads are counted",
           set(path, "raise", "5") && receives(fd, 5) && counted && get(path, "wait/calls") == 7);
     disable(fd);
@@ -241,17 +248,17 @@ static void test_mapping(const char* path) {
     volatile uint16_t* halves = (volatile uint16_t*)words;
     uint32_t value = 0;
     words[0x100 / 4] = 0xcafe0001;
-    check("a test sees the mapped registers", pread(beside, &value, 4, 0x100) == 4 && value == 0xcafe0001);
+    check("the test file shows the mapped registers", pread(beside, &value, 4, 0x100) == 4 && value == 0xcafe0001);
     value = 0xcafe0002;
-    check("a test changes the mapped registers",
+    check("a write to the test file changes the mapped registers",
           pwrite(beside, &value, 4, SIZE - 4) == 4 && words[SIZE / 4 - 1] == 0xcafe0002);
     halves[0x200 / 2] = 0x1111;
     halves[0x202 / 2] = 0x2222;
-    check("registers of 16 bits are halves of those of 32", words[0x200 / 4] == 0x22221111);
+    check("16-bit registers are the halves of 32-bit registers", words[0x200 / 4] == 0x22221111);
     check("a mapping of more than the page fails with EINVAL", !map_registers(fd, 2 * SIZE) && errno == EINVAL);
     check("interrupt reads of other sizes than 2 fail with EINVAL",
           fails_with(read(fd, &value, 1), EINVAL) && fails_with(read(fd, &value, 4), EINVAL));
-    check("there is nothing to seek", fails_with(lseek(fd, 0, SEEK_SET), ESPIPE));
+    check("lseek fails with ESPIPE", fails_with(lseek(fd, 0, SEEK_SET), ESPIPE));
     munmap((void*)words, SIZE);
     close(beside);
     close(fd);
@@ -270,22 +277,22 @@ static bool reads_at(int fd, off_t address, const void* data, size_t size) {
 static void test_seeking(const char* path) {
     int fd = open_device(path), other = open_device(path), beside = open_test_file(path, "registers");
     uint32_t value = 0xcafe0003;
-    check("registers of 32 bits are written and read",
+    check("32-bit registers can be written and read",
           write_at(fd, 0x100, &value, 4) && reads_at(other, 0x100, &value, 4));
-    check("registers of 16 bits are halves of them", reads_at(fd, 0x100, "\x03\x00", 2) &&
-                                                         reads_at(fd, 0x102, "\xfe\xca", 2) &&
-                                                         write_at(fd, 0x102, "\x11\x11", 2));
-    check("a test sees the registers", pread(beside, &value, 4, 0x100) == 4 && value == 0x11110003);
-    check("a test changes the registers",
+    check("16-bit registers are the halves of 32-bit registers", reads_at(fd, 0x100, "\x03\x00", 2) &&
+                                                                     reads_at(fd, 0x102, "\xfe\xca", 2) &&
+                                                                     write_at(fd, 0x102, "\x11\x11", 2));
+    check("the test file shows the registers", pread(beside, &value, 4, 0x100) == 4 && value == 0x11110003);
+    check("a write to the test file changes the registers",
           pwrite(beside, "\x77\x88", 2, 0x104) == 2 && reads_at(fd, 0x104, "\x77\x88", 2));
-    check("the position advances by the bytes transferred",
+    check("the position advances by the number of bytes transferred",
           lseek(fd, 0, SEEK_CUR) == 0x106 && lseek(fd, -2, SEEK_CUR) == 0x104 && lseek(other, 0, SEEK_CUR) == 0x104);
     check("a seek outside the page fails with EINVAL", fails_with(lseek(fd, SIZE + 1, SEEK_SET), EINVAL) &&
                                                            fails_with(lseek(fd, -1, SEEK_SET), EINVAL) &&
                                                            lseek(fd, 0, SEEK_CUR) == 0x104);
-    check("a write at the end fails with ENOSPC, a read gives nothing",
+    check("a write at the end fails with ENOSPC, and a read returns 0 bytes",
           lseek(fd, 0, SEEK_END) == SIZE && fails_with(write(fd, "xx", 2), ENOSPC) && read(fd, &value, 4) == 0);
-    check("there are no transfers beside the position",
+    check("pread and pwrite fail with ESPIPE",
           fails_with(pread(fd, &value, 2, 0), ESPIPE) && fails_with(pwrite(fd, &value, 2, 0), ESPIPE));
     close(beside);
     close(fd);
@@ -296,22 +303,22 @@ static void test_telling_apart(const char* path) {
     int fd = open_device(path);
     uint8_t bytes[4];
     enable(fd);
-    check("after a register's read an interrupt can be read", write_at(fd, 0x200, "abcdefgh", 8) &&
-                                                                  reads_at(fd, 0x200, "ab", 2) &&
-                                                                  set(path, "raise", "0x1001") && receives(fd, 0x1001));
-    check("so it can after a register's write",
+    check("an interrupt can be read after a register was read",
+          write_at(fd, 0x200, "abcdefgh", 8) && reads_at(fd, 0x200, "ab", 2) && set(path, "raise", "0x1001") &&
+              receives(fd, 0x1001));
+    check("an interrupt can be read after a register was written",
           write_at(fd, 0x200, "AB", 2) && set(path, "raise", "0x1002") && receives(fd, 0x1002));
-    check("and interrupts leave the position", lseek(fd, 0, SEEK_CUR) == 0x202);
-    check("a read of other than 2 bytes needs no seek", reads_at(fd, 0x200, "ABcd", 4) && read(fd, bytes, 4) == 4 &&
-                                                            memcmp(bytes, "efgh", 4) == 0 &&
-                                                            set(path, "raise", "0x1003") && receives(fd, 0x1003));
+    check("interrupt reads do not change the position", lseek(fd, 0, SEEK_CUR) == 0x202);
+    check("a read of a size other than 2 bytes needs no seek",
+          reads_at(fd, 0x200, "ABcd", 4) && read(fd, bytes, 4) == 4 && memcmp(bytes, "efgh", 4) == 0 &&
+              set(path, "raise", "0x1003") && receives(fd, 0x1003));
     set(path, "transfers_per_seek", "3");
-    check("a seek can be made to stand for several reads of 2 bytes",
+    check("a seek can be made to apply to several reads of 2 bytes",
           reads_at(fd, 0x200, "AB", 2) && read(fd, bytes, 2) == 2 && memcmp(bytes, "cd", 2) == 0 &&
               read(fd, bytes, 2) == 2 && memcmp(bytes, "ef", 2) == 0 && set(path, "raise", "0x1004") &&
               receives(fd, 0x1004));
     set(path, "transfers_per_seek", "1");
-    check("a failed seek does not make the next read a register's",
+    check("after a failed seek, a read of 2 bytes is an interrupt read",
           set(path, "seek/force", "1 -5") && fails_with(lseek(fd, 0x200, SEEK_SET), EIO) &&
               set(path, "raise", "0x1005") && receives(fd, 0x1005));
     disable(fd);
@@ -328,7 +335,7 @@ static void test_register_calls(const char* path) {
                                                        get(path, "wait/calls") == 0);
     uint8_t bytes[4];
     lseek(fd, 0x300, SEEK_SET);
-    check("register accesses can be made to fail or be short",
+    check("register accesses can be made to fail or to be short",
           set(path, "read/force", "1 -5") && fails_with(read(fd, bytes, 2), EIO) && set(path, "write/force", "1 -6") &&
               fails_with(write(fd, "xx", 2), ENXIO) && set(path, "read/force", "1 3") && read(fd, bytes, 4) == 3 &&
               memcmp(bytes, "abc", 3) == 0);
@@ -342,9 +349,9 @@ static void test_access_while_waiting(const char* path) {
     bool accessed = true;
     for (uint16_t i = 0; i < ROUNDS; i++)
         accessed = write_at(fd, 0x400, &i, 2) && reads_at(fd, 0x400, &i, 2) && accessed;
-    check("registers are accessed while another thread waits on the same file",
+    check("registers can be accessed while another thread waits on the same file",
           waits && accessed && !ends_within(&waiter, 0));
-    check("and it gets its interrupt", set(path, "raise", "0xabcd") && ends_with(&waiter, 0xABCD));
+    check("the waiting thread receives its interrupt", set(path, "raise", "0xabcd") && ends_with(&waiter, 0xABCD));
     disable(fd);
     close(fd);
 }
@@ -359,7 +366,7 @@ static void test_interleaving(const char* path) {
     bool waits = enable(fd) && write(fd, "rs", 2) == 2 && start(&before, path, fd);
     bool received = lseek(fd, 0x500, SEEK_SET) == 0x500 && set(path, "raise", "1") && ends_with(&before, 1) &&
                     start(&between, path, fd) && set(path, "raise", "2") && ends_with(&between, 2);
-    check("waits of other threads come between a seek and its read",
+    check("waits of other threads do not disturb a seek and the read after it",
           waits && received && read(fd, bytes, 2) == 2 && memcmp(bytes, "pq", 2) == 0);
     disable(fd);
     close(fd);

@@ -101,7 +101,7 @@ static void test_links(int count, char** paths) {
         linked = has_bare_link(paths[i]) && linked;
         sized = has_page(paths[i]) && sized;
     }
-    check("every device is a link to its bare name", count > 0 && linked);
+    check("every device path is a relative link to the UIO device of that name", count > 0 && linked);
     check("every device has a map of 4096 bytes at offset 0", count > 0 && sized);
     printf("(%d devices)\n", count);
 }
@@ -120,7 +120,7 @@ static void test_fresh(int count, char** paths) {
     bool fresh = true;
     for (int i = 0; i < count; i++)
         fresh = is_fresh(paths[i]) && fresh;
-    check("every device begins with zeros, its interrupt disabled", fresh);
+    check("the registers of every device are initially 0, and its interrupt is disabled", fresh);
 }
 
 static void test_separate(int count, char** paths) {
@@ -138,7 +138,7 @@ static void test_separate(int count, char** paths) {
         close_uio(&devices[i]);
     }
     free(devices);
-    check("every device has registers and an interrupt of its own", separate);
+    check("every device has its own registers and its own interrupt", separate);
 }
 
 static bool register_becomes(volatile uint32_t* value, uint32_t wanted) {
@@ -167,11 +167,11 @@ static void test_mapping(const char* path) {
     int beside = open_test_file(path, "registers");
     uint32_t value = 0;
     uio.registers[0x100 / 4] = 0xcafe0001;
-    check("a test sees the registers", pread(beside, &value, 4, 0x100) == 4 && value == 0xcafe0001);
+    check("the test file shows the registers", pread(beside, &value, 4, 0x100) == 4 && value == 0xcafe0001);
     value = 0xcafe0002;
-    check("a test changes the registers",
+    check("a write to the test file changes the registers",
           pwrite(beside, &value, 4, 0x104) == 4 && uio.registers[0x104 / 4] == 0xcafe0002);
-    check("the test file ends with the page",
+    check("the test file ends at the end of the page",
           pread(beside, &value, 4, SIZE) == 0 && fails_with(pwrite(beside, &value, 4, SIZE), ENOSPC));
     check("a mapping of more than the page fails with EINVAL", !map_registers(uio.fd, 2 * SIZE) && errno == EINVAL);
     close(beside);
@@ -183,8 +183,8 @@ static void test_delivery(const char* path) {
     uint32_t first = 0, second = 0;
     check("an enabled interrupt is delivered", enable(&uio) && get(path, "enabled") == 1 && !ready(&uio, 0) &&
                                                    raise_interrupt(&uio) && receive(&uio, &first));
-    check("a delivered interrupt is masked", get(path, "enabled") == 0 && !ready(&uio, 0));
-    check("the count goes on by one",
+    check("an interrupt is disabled after its delivery", get(path, "enabled") == 0 && !ready(&uio, 0));
+    check("the count increases by 1",
           enable(&uio) && raise_interrupt(&uio) && receive(&uio, &second) && second == first + 1);
     close_uio(&uio);
 }
@@ -203,25 +203,26 @@ static void test_blocking(const char* path) {
 static void test_pending(const char* path) {
     struct uio uio = open_uio(path);
     uint32_t count;
-    check("an interrupt raised while disabled is kept back",
+    check("an interrupt that is raised while disabled is not delivered",
           raise_interrupt(&uio) && get(path, "pending") == 1 && !ready(&uio, SHORT_MS));
-    check("it is delivered when enabled", enable(&uio) && ready(&uio, 0) && receive(&uio, &count) &&
-                                              get(path, "pending") == 0 && get(path, "enabled") == 0);
-    check("an interrupt that was disabled again is kept back, too",
-          enable(&uio) && disable(&uio) && get(path, "enabled") == 0 && raise_interrupt(&uio) &&
-              !ready(&uio, SHORT_MS));
-    check("any value but 0 enables", control(&uio, -7) == 4 && receive(&uio, &count));
+    check("the pending interrupt is delivered when it is enabled",
+          enable(&uio) && ready(&uio, 0) && receive(&uio, &count) && get(path, "pending") == 0 &&
+              get(path, "enabled") == 0);
+    check("an interrupt that is disabled again is not delivered", enable(&uio) && disable(&uio) &&
+                                                                      get(path, "enabled") == 0 &&
+                                                                      raise_interrupt(&uio) && !ready(&uio, SHORT_MS));
+    check("any value except 0 enables the interrupt", control(&uio, -7) == 4 && receive(&uio, &count));
     close_uio(&uio);
 }
 
 static void test_repeated(const char* path) {
     struct uio uio = open_uio(path);
     uint32_t first = 0, second = 0;
-    check("of three interrupts at once the first is delivered",
+    check("the first of three simultaneous interrupts is delivered",
           enable(&uio) && set(path, "raise", "3") && receive(&uio, &first) && !ready(&uio, 0));
-    check("the others are one, delivered when enabled",
+    check("the other two are delivered as one interrupt when it is enabled",
           enable(&uio) && receive(&uio, &second) && second == first + 1 && enable(&uio) && !ready(&uio, SHORT_MS));
-    check("too many at once are refused", !set(path, "raise", "1001") && !set(path, "raise", "nonsense"));
+    check("an invalid number of interrupts is refused", !set(path, "raise", "1001") && !set(path, "raise", "nonsense"));
     disable(&uio);
     close_uio(&uio);
 }
@@ -236,19 +237,21 @@ static void test_poll(const char* path) {
     begin = milliseconds();
     bool became_ready = ready(&uio, LONG_MS);
     check("poll ends with the interrupt", became_ready && milliseconds() - begin < LONG_MS / 2 && ended_well(child));
-    check("poll is ready until the count is read", ready(&uio, 0) && receive(&uio, &count) && !ready(&uio, 0));
+    check("poll reports the interrupt until the count is read",
+          ready(&uio, 0) && receive(&uio, &count) && !ready(&uio, 0));
     close_uio(&uio);
 }
 
 static void test_descriptors(const char* path) {
     struct uio first = open_uio(path), second = open_uio(path);
     uint32_t count, same;
-    check("every open file gets the interrupt", enable(&first) && raise_interrupt(&first) && receive(&first, &count) &&
-                                                    ready(&second, 0) && receive(&second, &same) && same == count);
+    check("every open file receives the interrupt", enable(&first) && raise_interrupt(&first) &&
+                                                        receive(&first, &count) && ready(&second, 0) &&
+                                                        receive(&second, &same) && same == count);
     check("transfers of other sizes than 4 fail with EINVAL",
           fails_with(write(first.fd, &count, 2), EINVAL) && fails_with(read(first.fd, &count, 2), EINVAL));
     fcntl(first.fd, F_SETFL, O_NONBLOCK);
-    check("a read that may not block fails with EAGAIN", fails_with(read(first.fd, &count, 4), EAGAIN));
+    check("a non-blocking read fails with EAGAIN", fails_with(read(first.fd, &count, 4), EAGAIN));
     close_uio(&first);
     close_uio(&second);
 }
@@ -270,8 +273,8 @@ static void test_failures(const char* path) {
     check("a failed enabling changes nothing", get(path, "enabled") == 0 && enable(&uio) && get(path, "enabled") == 1);
     check("the next disabling can be made to fail and changes nothing",
           set(path, "disable/force", "1 -6") && fails_with(control(&uio, 0), ENXIO) && get(path, "enabled") == 1);
-    check("a forced short transfer makes no sense", !set(path, "enable/force", "1 2"));
-    check("then disabling works again", disable(&uio) && get(path, "enabled") == 0);
+    check("a forced short transfer is refused", !set(path, "enable/force", "1 2"));
+    check("disabling works again after that", disable(&uio) && get(path, "enabled") == 0);
     close_uio(&uio);
 }
 
@@ -290,7 +293,7 @@ static void test_counter(const char* path) {
     uint32_t seconds = clock_read(&clock, COUNTER) - first;
     check("the clock counts seconds", seconds >= 2 && seconds <= 3);
     check("the clock counts from 1970", labs((long)(clock_read(&clock, COUNTER) - (uint32_t)time(NULL))) <= 2);
-    check("the kernel has no clock of that name", access("/sys/class/rtc/rtc0", F_OK) == -1);
+    check("the kernel has no clock with the name rtc0", access("/sys/class/rtc/rtc0", F_OK) == -1);
     close_uio(&clock);
 }
 
@@ -315,12 +318,14 @@ static void test_match(const char* path) {
     printf("(match interrupt %ld ms after it was set to 2 s)\n", elapsed);
     check("the match interrupt ends a read within a second of its time",
           prepared && received && matched_just_now(&clock) && elapsed > 900 && elapsed < 3000);
-    check("the clock shows its interrupt", clock_read(&clock, RAW) == 1 && clock_read(&clock, MASKED) == 1);
-    check("the delivered match interrupt is masked", get(path, "enabled") == 0 && !ready(&clock, SHORT_MS));
-    check("an interrupt that was not cleared comes again",
+    check("the registers of the clock show its interrupt",
+          clock_read(&clock, RAW) == 1 && clock_read(&clock, MASKED) == 1);
+    check("the match interrupt is disabled after its delivery", get(path, "enabled") == 0 && !ready(&clock, SHORT_MS));
+    check("an interrupt that was not cleared is delivered again",
           enable(&clock) && receive(&clock, &second) && second == first + 1);
     clock_write(&clock, CLEAR, 1);
-    check("a cleared interrupt does not", clock_read(&clock, RAW) == 0 && enable(&clock) && !ready(&clock, SHORT_MS));
+    check("a cleared interrupt is not delivered again",
+          clock_read(&clock, RAW) == 0 && enable(&clock) && !ready(&clock, SHORT_MS));
     disable(&clock);
     close_uio(&clock);
 }
@@ -330,14 +335,15 @@ static void test_disabled_match(const char* path) {
     uint32_t count;
     set_match(&clock, 1);
     bool reached = register_becomes(&clock.registers[RAW / 4], 1);
-    check("a match while disabled is kept back", reached && !ready(&clock, SHORT_MS));
-    check("it is delivered when enabled, though enabled twice",
+    check("a match interrupt is not delivered while it is disabled", reached && !ready(&clock, SHORT_MS));
+    check("an interrupt is delivered each time it is enabled",
           enable(&clock) && receive(&clock, &count) && enable(&clock) && receive(&clock, &count));
     clock_write(&clock, CLEAR, 1);
     clock_write(&clock, INTERRUPT_MASK, 0);
-    check("disabling twice does no harm", disable(&clock) && disable(&clock) && enable(&clock) && !ready(&clock, 0));
+    check("disabling an interrupt twice has the same effect as disabling it once",
+          disable(&clock) && disable(&clock) && enable(&clock) && !ready(&clock, 0));
     set_match(&clock, 1);
-    check("after that a match is delivered at once", ready(&clock, LONG_MS) && matched_just_now(&clock));
+    check("the next match interrupt is delivered without delay", ready(&clock, LONG_MS) && matched_just_now(&clock));
     clock_write(&clock, CLEAR, 1);
     close_uio(&clock);
 }

@@ -99,13 +99,14 @@ TEST(Array, OfFieldsCountsBits) {
 
 TEST(OddArray, OfNothingIsLeftOut) {
     EXPECT_EQ(registersIn(readOdd(arrayOf("0", "R%s"), "m.svd:1: warning: register 'R%s' is an array of 0 elements, "
-                                                       "and not used (1 to 65536 are)\n")),
+                                                       "and is not used (1 to 65536 elements are supported)\n")),
               "");
 }
 
 TEST(OddArray, OfTooManyElementsIsLeftOut) {
-    EXPECT_EQ(registersIn(readOdd(arrayOf("65537", "R%s"), "m.svd:1: warning: register 'R%s' is an array of 65537 "
-                                                           "elements, and not used (1 to 65536 are)\n")),
+    EXPECT_EQ(registersIn(readOdd(arrayOf("65537", "R%s"),
+                                  "m.svd:1: warning: register 'R%s' is an array of 65537 "
+                                  "elements, and is not used (1 to 65536 elements are supported)\n")),
               "");
     EXPECT_EQ(onlyPeripheral(read(arrayOf("65536", "R%s"))).registers.size(), 65536U);
 }
@@ -128,7 +129,7 @@ TEST(OddArray, WithUnusableIndexesCountsThem) {
     for (const std::string index : {"A", "A,", "3-0", "0-1-2", "A-d", "D-A", "A-2", "0-99999999", ","}) {
         EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
                                       "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
-                                          "', which does not name 2 indexes: they are counted from 0\n")),
+                                          "', which does not name 2 indexes (the elements are numbered from 0)\n")),
                   "R0 R1 ");
     }
 }
@@ -139,7 +140,7 @@ TEST(OddArray, WithALongIndexCountsThem) {
     const std::string index = "A,x" + longest;
     EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
                                   "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
-                                      "', which does not name 2 indexes: they are counted from 0\n")),
+                                      "', which does not name 2 indexes (the elements are numbered from 0)\n")),
               "R0 R1 ");
 }
 
@@ -167,18 +168,19 @@ TEST(OddArray, EndsWith64BitsOfAddresses) {
                                                              "bits of addresses: only its first element is used\n")),
               "R0 ");
     EXPECT_EQ(registersIn(readOdd(map("0x5555555555555555"), "")), "R0 R1 R2 ");
-    EXPECT_EQ(registersIn(readOdd(mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
-                                        "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
-                                        "</register>"),
-                                  "m.svd:1: warning: register 'R%s' is beyond 64 bits of addresses, and not used\n")),
-              "R0 ");
+    EXPECT_EQ(
+        registersIn(readOdd(mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
+                                  "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
+                                  "</register>"),
+                            "m.svd:1: warning: register 'R%s' is beyond 64 bits of addresses, and is not used\n")),
+        "R0 ");
 }
 
 TEST(OddArray, OfFieldsEndsWithTheHighestBit) {
     const Maps::Register aRegister =
         onlyRegister(readOdd(mapOfFields("<field><dim>3</dim><dimIncrement>40000</dimIncrement><name>F%s</name>"
                                          "<bitOffset>0</bitOffset></field>"),
-                             "m.svd:1: warning: field 'F%s' is beyond bit 65535, and not used\n"
+                             "m.svd:1: warning: field 'F%s' is beyond bit 65535, and is not used\n"
                              "m.svd:1: warning: field 'F%s' is outside the 32 bits of its register\n"));
     EXPECT_EQ(namesOf(aRegister.fields), "F0 F1 ");
 }

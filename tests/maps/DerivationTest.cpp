@@ -327,7 +327,7 @@ TEST(OddDerivation, FromNothingTakesNothingOver) {
 
 TEST(OddDerivation, FromAnEmptyOrLongNameTakesNothingOver) {
     const std::string warning =
-        "m.svd:1: warning: attribute 'derivedFrom' is empty or longer than 1024 characters, and not used\n";
+        "m.svd:1: warning: attribute 'derivedFrom' is empty or longer than 1024 characters, and is not used\n";
     readOdd(mapOf(derived("register", " ", "<name>S</name>" + at4)), warning);
     readOdd(mapOf(derived("register", std::string(1025, 'x'), "<name>S</name>" + at4)), warning);
 }
@@ -337,7 +337,7 @@ TEST(OddDerivation, InACircleIsCut) {
         onlyPeripheral(readOdd(mapOf(derived("register", "B", "<name>A</name>" + at0 + "<access>read-only</access>") +
                                      "\n" + derived("register", "C", "<name>B</name>" + at4) + "\n" +
                                      derived("register", "A", "<name>C</name>" + at8 + "<size>16</size>")),
-                               "m.svd:1: warning: register 'A' is derived from itself: it takes nothing over\n"));
+                               "m.svd:1: warning: register 'A' is derived from itself (derivedFrom is ignored)\n"));
     EXPECT_EQ(namesOf(peripheral.registers), "A B C ");
 }
 
@@ -356,7 +356,7 @@ TEST(OddDerivation, OfValuesFindsNone) {
 TEST(OddDerivation, OfValuesBesideOwnOnesIsNotUsed) {
     const Maps::Device device =
         readOdd(derivedValues("Switch", "<enumeratedValue><name>Own</name><value>1</value></enumeratedValue>"),
-                "m.svd:1: warning: enumeratedValues are derived and have values of their own, which are used\n");
+                "m.svd:1: warning: enumeratedValues are derived and also contain values (these are used)\n");
     const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
     EXPECT_EQ(namesOf(field.enumerations[0].values), "Own ");
 }

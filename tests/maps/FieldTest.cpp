@@ -89,8 +89,7 @@ TEST(Field, NamesValuesWithOpenBits) {
 }
 
 TEST(OddField, WithoutABitRangeIsLeftOut) {
-    const std::string warning =
-        "m.svd:1: warning: field 'F' has no bit range, or one that makes no sense, and is not used\n";
+    const std::string warning = "m.svd:1: warning: field 'F' has a missing or invalid bit range, and is not used\n";
     for (const std::string bits :
          {"", "<msb>3</msb>", "<bitWidth>3</bitWidth>", "<bitOffset>0</bitOffset><bitWidth>0</bitWidth>",
           "<bitOffset>65536</bitOffset>", "<lsb>0</lsb><msb>65536</msb>",
@@ -100,7 +99,7 @@ TEST(OddField, WithoutABitRangeIsLeftOut) {
     for (const std::string range : {"7:4", "[7]", "[7-4]", "[a:4]", "[7:]", "[:4]", "[]", ":"}) {
         EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(element("bitRange", range)),
                                          "m.svd:1: warning: bitRange '" + range +
-                                             "' is not of the form [MSB:LSB], and not used\n" + warning))
+                                             "' is not of the form [MSB:LSB], and is not used\n" + warning))
                         .fields.empty())
             << range;
     }
@@ -125,8 +124,8 @@ TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
                                  "used\n")),
                4, 6);
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
-                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant bit, "
-                                 "which is used\n")),
+                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant bit "
+                                 "(the width is ignored)\n")),
                4, 6);
 }
 
@@ -192,7 +191,7 @@ TEST(OddValue, WithoutAValueIsLeftOut) {
               "B ");
     EXPECT_EQ(namesOf(oddValues(value("A", "abc") + value("B", "1"),
                                 "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n"
-                                "m.svd:1: warning: value 'abc' is not a number of up to 64 bits, and not used\n")
+                                "m.svd:1: warning: value 'abc' is not a number of up to 64 bits, and is not used\n")
                           .values),
               "B ");
 }
@@ -232,7 +231,8 @@ TEST(OddValues, AreOfTooManyEnumerations) {
         enumerations += element("enumeratedValues", value("V", "1"));
     }
     EXPECT_EQ(onlyField(readOdd(mapOfFields(fieldOf(enumerations)),
-                                "m.svd:1: warning: a field has more than 16 enumeratedValues: these are not used\n"))
+                                "m.svd:1: warning: the field has more than 16 enumeratedValues (this one and later "
+                                "ones are not used)\n"))
                   .enumerations.size(),
               16U);
 }
@@ -241,15 +241,16 @@ TEST(OddConstraint, IsLeftOut) {
     const auto constraint = [](const std::string& content) {
         return mapOfFields(fieldOf(element("writeConstraint", content)));
     };
-    const std::string warning =
-        "m.svd:1: warning: a range needs a minimum and a maximum that is not below: it is not used\n";
+    const std::string warning = "m.svd:1: warning: a range needs a minimum and a maximum that is at least the minimum "
+                                "(the range is not used)\n";
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><maximum>1</maximum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>2</minimum><maximum>1</maximum></range>"), warning))
                      .writeConstraint);
-    EXPECT_FALSE(onlyField(readOdd(constraint("<writeAsRead>yes</writeAsRead>"),
-                                   "m.svd:1: warning: writeAsRead 'yes' is neither 'true' nor 'false', and not used\n"))
-                     .writeConstraint);
+    EXPECT_FALSE(
+        onlyField(readOdd(constraint("<writeAsRead>yes</writeAsRead>"),
+                          "m.svd:1: warning: writeAsRead 'yes' is neither 'true' nor 'false', and is not used\n"))
+            .writeConstraint);
 }
 
 } // namespace

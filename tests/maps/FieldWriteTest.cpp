@@ -117,26 +117,26 @@ TEST(FieldWrite, IsAPlainOneIfItHasAllBits) {
 TEST(FieldWrite, IsRefusedIfAnotherFieldChangesWithEveryWrite) {
     for (const std::string kind : {"clear", "set"}) {
         expectRefused(registerWith(bit("A", 0) + bit("B", 1, modified(kind)) + bit("C", 2)),
-                      "field C.R.B changes with every write to its register (assign also B, C)");
+                      "field C.R.B changes with every write to its register (also assign B, C)");
     }
 }
 
 TEST(FieldWrite, IsRefusedIfTheValueOfAnotherFieldCannotBeWrittenBack) {
     expectRefused(registerWith(bit("A", 0) + bit("B", 1, writeOnly)),
-                  "field C.R.B is write-only, so it cannot keep its value (assign also B)");
+                  "field C.R.B is write-only, so it cannot keep its value (also assign B)");
     expectRefused(registerWith(bit("A", 0) + bit("B", 1, "<access>read-writeOnce</access>")),
-                  "field C.R.B can be written only once, so it cannot be left for later (assign also B)");
+                  "field C.R.B can be written only once, and this write would use that up (also assign B)");
     expectMasked(registerWith(bit("A", 0) + bit("B", 1, writeOnly + modified("oneToSet"))), {{"A", "1"}}, 0x01, 0x03);
 }
 
 TEST(FieldWrite, IsRefusedIfTheRegisterIsWriteOnly) {
     expectRefused(registerWith(bit("A", 0) + bit("B", 1), writeOnly),
-                  "register C.R is write-only, so its other fields cannot keep their values (assign also B)");
+                  "register C.R is write-only, so its other fields cannot keep their values (also assign B)");
 }
 
 TEST(FieldWrite, IsRefusedIfReadingHasASideEffect) {
     const std::string reason =
-        "reading register C.R has a side effect, so its other fields cannot keep their values (assign also B)";
+        "reading register C.R has a side effect, so its other fields cannot keep their values (also assign B)";
     expectRefused(registerWith(bit("A", 0) + bit("B", 1), clearedByReading), reason);
     expectRefused(
         registerWith(bit("A", 0) + bit("B", 1) + bit("C", 2, "<access>read-only</access>" + clearedByReading)), reason);

@@ -194,7 +194,8 @@ TEST_F(MapCatalogs, GiveTheMapOfEachFileWithItsWarnings) {
     store("a.svd", mapWith("A"));
     store("b.svd", "<device><odd/>\n" + mapWith("B").substr(mapWith("B").find("<name>")));
     MapCatalog catalog({"a.svd", "b.svd"});
-    EXPECT_EQ(diagnosticsOf(catalog.map(1)), "m.svd:1: warning: element 'odd' is not known, and not used\n");
+    EXPECT_EQ(diagnosticsOf(catalog.map(1)),
+              "m.svd:1: warning: element 'odd' is not part of the format, and is not used\n");
     EXPECT_EQ(catalog.map(0).device->peripherals[0].name, "A");
 }
 

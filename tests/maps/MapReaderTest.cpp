@@ -98,9 +98,10 @@ TEST(Map, MayBeInAnotherEncoding) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         wide += text[i] == '\xC2' ? "" : std::string(1, text[i]) + std::string(1, '\0');
     }
-    EXPECT_EQ(onlyRegister(readOdd(wide, "m.svd:2: warning: element 'unknown' is not known, and not used\n"))
-                  .description.str(),
-              "\xC2\xB5s");
+    EXPECT_EQ(
+        onlyRegister(readOdd(wide, "m.svd:2: warning: element 'unknown' is not part of the format, and is not used\n"))
+            .description.str(),
+        "\xC2\xB5s");
 }
 
 TEST(Map, WithoutADeclaredEncodingIsReadAsLatin1) {
@@ -147,9 +148,9 @@ TEST(MapFile, WithoutAnEndIsAnError) {
 TEST(Diagnostics, AreInTheOrderOfTheirLines) {
     const Maps::ReadMap map =
         readMap(deviceOf("<b/>\n\n<c/><a/>" + peripheralOf(registerOf("<size>7</size>"))) + "\n<d/>");
-    EXPECT_EQ(diagnosticsOf(map), "m.svd:1: warning: element 'b' is not known, and not used\n"
-                                  "m.svd:3: warning: element 'a' is not known, and not used\n"
-                                  "m.svd:3: warning: element 'c' is not known, and not used\n"
+    EXPECT_EQ(diagnosticsOf(map), "m.svd:1: warning: element 'b' is not part of the format, and is not used\n"
+                                  "m.svd:3: warning: element 'a' is not part of the format, and is not used\n"
+                                  "m.svd:3: warning: element 'c' is not part of the format, and is not used\n"
                                   "m.svd:3: warning: register 'R' has 7 bits (8, 16, 32 or 64 are usual)\n"
                                   "m.svd:4: warning: 'd' after the end of the map is not used\n");
 }
@@ -158,8 +159,8 @@ TEST(Diagnostics, AreCountedAboveTheirLimit) {
     Maps::Limits limits;
     limits.warnings = 2;
     EXPECT_EQ(diagnosticsOf(readMap(deviceOf("<a/><b/><a/><c/><d/>" + peripheralOf(registerOf(""))), limits)),
-              "m.svd:1: warning: element 'a' is not known, and not used\n"
-              "m.svd:1: warning: element 'b' is not known, and not used\n"
+              "m.svd:1: warning: element 'a' is not part of the format, and is not used\n"
+              "m.svd:1: warning: element 'b' is not part of the format, and is not used\n"
               "m.svd: warning: 2 further warnings are not shown\n");
 }
 

@@ -41,7 +41,7 @@ TEST(MalformedMap, HasNoPeripherals) {
 
 TEST(MalformedMap, KeepsItsWarnings) {
     EXPECT_EQ(diagnosticsOf(Maps::readMap("<device><x/></device>")),
-              "m.svd:1: warning: element 'x' is not known, and not used\n"
+              "m.svd:1: warning: element 'x' is not part of the format, and is not used\n"
               "m.svd:1: error: the device has no peripherals\n");
 }
 
@@ -62,13 +62,13 @@ TEST(OddMap, HasADocumentTypeThatIsNotRead) {
         onlyRegister(readOdd("<!DOCTYPE device SYSTEM \"/etc/passwd\" [<!ENTITY e \"text\">"
                              "<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
                                  mapOf(registerOf("<description>&e; &x;</description>")),
-                             "m.svd:1: warning: the document type is not read, nor are its entities\n"));
+                             "m.svd:1: warning: the document type and its entities are not read\n"));
     EXPECT_EQ(aRegister.description.str(), "&e; &x;");
 }
 
 TEST(OddMap, HasElementsThatAreNotKnown) {
     const std::string unknown = "<unknown>text<more/></unknown>";
-    const std::string warning = "m.svd:1: warning: element 'unknown' is not known, and not used\n";
+    const std::string warning = "m.svd:1: warning: element 'unknown' is not part of the format, and is not used\n";
     for (const std::string& text :
          {"<device>" + unknown + deviceHead() + "<peripherals>" + peripheralOf(registerOf("")) +
               "</peripherals></device>",
@@ -87,8 +87,8 @@ TEST(OddMap, HasElementsThatAreNotKnown) {
 
 TEST(OddMap, HasElementsTwice) {
     const std::string again = "\n<addressOffset>8</addressOffset>";
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' is there "
-                                                             "before, and this one is not used\n"))
+    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' occurs "
+                                                             "twice (only the first is used)\n"))
                   .offset,
               0U);
 }
@@ -97,22 +97,22 @@ TEST(OddMap, HasListsTwice) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOf(registerOf("<fields>" + fieldOf("") +
                                                             "</fields>\n<fields><field>"
                                                             "<name>G</name><bitOffset>0</bitOffset></field></fields>")),
-                                           "m.svd:2: warning: element 'fields' is there before: both are used\n"))
+                                           "m.svd:2: warning: element 'fields' occurs twice (both are used)\n"))
                           .fields),
               "F G ");
 }
 
 TEST(OddMap, HasAttributesThatAreNotKnown) {
     readOdd(mapOf("<register x=\"1\"><name>R</name><addressOffset>0</addressOffset></register>"),
-            "m.svd:1: warning: attribute 'x' of 'register' is not known, and not used\n");
+            "m.svd:1: warning: attribute 'x' of 'register' is not part of the format, and is not used\n");
     readOdd(mapOf(registerOf("<fields y=\"1\">" + fieldOf("") + "</fields>")),
-            "m.svd:1: warning: attribute 'y' of 'fields' is not known, and not used\n");
+            "m.svd:1: warning: attribute 'y' of 'fields' is not part of the format, and is not used\n");
     readOdd(mapOf(registerOf("<size z=\"1\">32</size>")),
-            "m.svd:1: warning: attribute 'z' of 'size' is not known, and not used\n");
+            "m.svd:1: warning: attribute 'z' of 'size' is not part of the format, and is not used\n");
     readOdd(mapOf(registerOf("<writeConstraint a=\"1\"><range b=\"1\"><minimum>0</minimum><maximum>1</maximum>"
                              "</range></writeConstraint>")),
-            "m.svd:1: warning: attribute 'a' of 'writeConstraint' is not known, and not used\n"
-            "m.svd:1: warning: attribute 'b' of 'range' is not known, and not used\n");
+            "m.svd:1: warning: attribute 'a' of 'writeConstraint' is not part of the format, and is not used\n"
+            "m.svd:1: warning: attribute 'b' of 'range' is not part of the format, and is not used\n");
 }
 
 TEST(OddMap, HasTextBetweenElements) {
@@ -138,17 +138,18 @@ TEST(OddMap, HasEmptyElements) {
 TEST(OddMap, HasNumbersThatAreNone) {
     EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<size>wide</size><resetValue>0x1FFFFFFFFFFFFFFFF</resetValue>")),
                                    "m.svd:1: warning: resetValue '0x1FFFFFFFFFFFFFFFF' is not a number of up to 64 "
-                                   "bits, and not used\n"
-                                   "m.svd:1: warning: size 'wide' is not a number of up to 64 bits, and not used\n"))
+                                   "bits, and is not used\n"
+                                   "m.svd:1: warning: size 'wide' is not a number of up to 64 bits, and is not used\n"))
                   .size,
               32U);
 }
 
 TEST(OddMap, HasWordsThatAreNotKnown) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>sometimes</access>")),
-                                   "m.svd:1: warning: access 'sometimes' is not known, and not used\n"))
-                  .access,
-              Maps::Access::ReadWrite);
+    EXPECT_EQ(
+        onlyRegister(readOdd(mapOf(registerOf("<access>sometimes</access>")),
+                             "m.svd:1: warning: access 'sometimes' is not a word of the format, and is not used\n"))
+            .access,
+        Maps::Access::ReadWrite);
 }
 
 TEST(OddMap, HasWordsInAnotherSpelling) {
@@ -168,7 +169,8 @@ TEST(OddMap, HasWordsInAnotherSpelling) {
 
 TEST(OddMap, QuotesTheBeginningOfALongText) {
     readOdd(mapOf(registerOf(element("size", std::string(100, 'x')))),
-            "m.svd:1: warning: size '" + std::string(80, 'x') + "' is not a number of up to 64 bits, and not used\n");
+            "m.svd:1: warning: size '" + std::string(80, 'x') +
+                "' is not a number of up to 64 bits, and is not used\n");
 }
 
 std::string clustersOf(const std::string& elements) { return "<cluster><name>C</name>" + elements + "</cluster>"; }
@@ -224,8 +226,8 @@ TEST(OddAddressBlock, WithoutASizeIsLeftOut) {
 TEST(OddPeripheral, HasAttributesThatAreNotKnown) {
     readOdd(withBlock("<addressBlock a=\"1\"><offset>0</offset><size>4</size><usage>registers</usage></addressBlock>"
                       "<interrupt b=\"1\"><name>I</name><value>1</value></interrupt>"),
-            "m.svd:1: warning: attribute 'a' of 'addressBlock' is not known, and not used\n"
-            "m.svd:1: warning: attribute 'b' of 'interrupt' is not known, and not used\n");
+            "m.svd:1: warning: attribute 'a' of 'addressBlock' is not part of the format, and is not used\n"
+            "m.svd:1: warning: attribute 'b' of 'interrupt' is not part of the format, and is not used\n");
 }
 
 TEST(OddInterrupt, WithoutANameOrAValueIsLeftOut) {
@@ -235,7 +237,7 @@ TEST(OddInterrupt, WithoutANameOrAValueIsLeftOut) {
     }
     EXPECT_TRUE(onlyPeripheral(readOdd(withBlock("<interrupt><name>I</name><value>-x</value></interrupt>"),
                                        warning + "m.svd:1: warning: value '-x' is not an integer of up to 64 bits, and "
-                                                 "not used\n"))
+                                                 "is not used\n"))
                     .interrupts.empty());
 }
 

@@ -156,8 +156,7 @@ TEST(Register, TakesTheBitsOfAnInheritedMaskThatItHas) {
 }
 
 TEST(OddRegister, WithoutASizeHas32Bits) {
-    const std::string warning =
-        "m.svd:1: warning: register 'R' has no size, or one that makes no sense (32 bits are assumed)\n";
+    const std::string warning = "m.svd:1: warning: register 'R' has a missing or invalid size (32 bits are assumed)\n";
     EXPECT_EQ(onlyPeripheral(readOdd(nested("<access>read-only</access>", "", "", ""), warning))
                   .clusters[0]
                   .registers[0]
@@ -183,7 +182,7 @@ TEST(OddRegister, WithoutAnAccessHasThatOfItsFields) {
         };
         return onlyPeripheral(
                    readOdd(nested("<size>32</size>", "", "", element("fields", field("A", one) + field("B", other))),
-                           "m.svd:1: warning: register 'R' has no access (that of its fields is assumed)\n"))
+                           "m.svd:1: warning: register 'R' has no access (the access of its fields is assumed)\n"))
             .clusters[0]
             .registers[0]
             .access;
@@ -246,7 +245,7 @@ TEST(OddRegister, OfALongNameIsLeftOut) {
                                   registerOf("")),
                             "m.svd:1: warning: a register without a name is not used\n"
                             "m.svd:1: warning: name '" +
-                                longName.substr(0, 80) + "' is longer than 256 characters, and not used\n"))
+                                longName.substr(0, 80) + "' is longer than 256 characters, and is not used\n"))
                     .registers),
         "R ");
 }
@@ -274,7 +273,7 @@ std::string two(const std::string& firstElements, const std::string& secondEleme
 
 TEST(OddRegisters, ThatOverlapAreBothUsed) {
     EXPECT_EQ(namesOf(onlyPeripheral(readOdd(two("", ""), "m.svd:2: warning: register 'B' overlaps register 'A' "
-                                                          "without being its alternative\n"))
+                                                          "and is not an alternative to it\n"))
                           .registers),
               "A B ");
 }

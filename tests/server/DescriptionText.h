@@ -7,10 +7,13 @@
 namespace RynvelTest {
 
 /** A register map of one peripheral. Its registers have 32 bits unless they say otherwise. */
-inline std::string mapWith(const std::string& peripheral, const std::string& registers) {
+inline std::string mapWith(const std::string& peripheral, const std::string& registers,
+                           const std::string& addressUnitBits = "8") {
     return "<device schemaVersion=\"1.3\">\n"
            "<name>D</name><version>1</version><description>A device</description>\n"
-           "<addressUnitBits>8</addressUnitBits><width>32</width><size>32</size><access>read-write</access>\n"
+           "<addressUnitBits>" +
+           addressUnitBits +
+           "</addressUnitBits><width>32</width><size>32</size><access>read-write</access>\n"
            "<peripherals><peripheral><name>" +
            peripheral + "</name><baseAddress>0</baseAddress><registers>\n" + registers +
            "</registers></peripheral></peripherals></device>\n";

@@ -234,6 +234,18 @@ TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
     EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--map", "uio.svd"}), refusal("uio.svd"));
 }
 
+TEST_F(OptionsWithMaps, RefuseAMapWhoseAddressesDoNotCountBytes) {
+    store("words.svd", mapWith("uio_32", registerAt("0", ""), "16"));
+    EXPECT_EQ(problemOf({"--simulate", "--map", "words.svd"}),
+              "words.svd: an address selects 16 bits (8 are supported)");
+}
+
+TEST_F(OptionsWithMaps, AcceptAddressesThatDoNotCountBytesForOtherDevices) {
+    store("words.svd", mapWith("other", registerAt("0", ""), "16"));
+    store("uio.svd", mapWith("uio_32", registerAt("0", "")));
+    EXPECT_TRUE(isDescribed(parse({"--simulate", "--map", "."}), "uio.32"));
+}
+
 TEST_F(OptionsWithMaps, RefuseAFileThatIsNotAMap) {
     store("broken.svd", "<device>\n<name>D</version>\n</device>\n");
     const std::string problem = problemOf({"--simulate", "--map", "broken.svd"});

@@ -124,15 +124,15 @@ public:
 
     /** Stores a number in `memory` in the byte order of this processor. */
     template <typename T>
-    void store(std::size_t place, T value) {
-        std::memcpy(&memory.at(place), &value, sizeof(value));
+    void store(std::size_t offset, T value) {
+        std::memcpy(&memory.at(offset), &value, sizeof(value));
     }
 
     /** Returns the number at an offset of `memory`, in the byte order of this processor. */
     template <typename T>
-    T stored(std::size_t place) const {
+    T stored(std::size_t offset) const {
         T value{};
-        std::memcpy(&value, &memory.at(place), sizeof(value));
+        std::memcpy(&value, &memory.at(offset), sizeof(value));
         return value;
     }
 

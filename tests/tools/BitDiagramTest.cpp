@@ -64,6 +64,20 @@ TEST(BitDiagram, TakesASingleSharedBitForShared) {
                                                                                    "+-----+-----+");
 }
 
+TEST(BitDiagram, HasUpTo16DrawingsOfFieldsThatShareBits) {
+    const auto drawingOf = [](std::size_t count) {
+        return bitDiagram(registerOf(1, std::vector<Maps::Field>(count, fieldOf("A", 0, 0))));
+    };
+    const std::string box = "  0\n+---+\n| A |\n+---+";
+    std::string boxes = box;
+    for (int i = 1; i < 16; ++i) {
+        boxes += '\n' + box;
+    }
+    EXPECT_EQ(drawingOf(16), boxes);
+    EXPECT_EQ(drawingOf(17), boxes + "\n(1 more field shares bits with these)");
+    EXPECT_EQ(drawingOf(20), boxes + "\n(4 more fields share bits with these)");
+}
+
 TEST(BitDiagram, LeavesOutFieldsOutsideOfTheRegister) {
     EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 8, 8)})), "");
     EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 8, 1), fieldOf("B", 7, 0)})), "  7:0\n"

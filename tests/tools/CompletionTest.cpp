@@ -136,6 +136,16 @@ TEST_F(MapCompletion, OffersFieldsAfterADot) {
     EXPECT_EQ(offeredFor("read map32 CTRL."), "CTRL.RUN CTRL.MODE CTRL.GAIN CTRL.PINA CTRL.PINB");
     EXPECT_EQ(offeredFor("write map32 CTRL.M"), "CTRL.MODE");
     EXPECT_EQ(offeredFor("read map32 NOTHING."), "");
+    EXPECT_EQ(offeredFor("watch map32 CTRL.M"), "CTRL.MODE");
+    EXPECT_EQ(offeredFor("describe map32 CTRL.M"), "CTRL.MODE");
+}
+
+TEST_F(MapCompletion, OffersNoFieldsToACommandForWholeRegisters) {
+    for (const std::string command : {"show", "dump", "fill"}) {
+        EXPECT_EQ(offeredFor(command + " map32 CTRL."), "") << command;
+        EXPECT_EQ(offeredFor(command + " map32 CT"), "CTRL") << command;
+        EXPECT_EQ(offeredFor(command + " map32 CH[1].DATAO"), "CH[1].DATAOUT") << command;
+    }
 }
 
 TEST_F(MapCompletion, OffersValues) {

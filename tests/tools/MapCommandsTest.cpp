@@ -69,14 +69,15 @@ TEST_F(MapCommands, CheckSoundMaps) {
 TEST_F(MapCommands, CheckOddMapsWithoutAFailure) {
     m_folder.store("odd.svd", mapOfPeripherals(peripheralOf("P", "", registerAt("A", "0", "\n<odd/><size>7</size>"))));
     const std::string warnings = "odd.svd:6: warning: register 'A' has 7 bits (8, 16, 32 or 64 are usual)\n"
-                                 "odd.svd:7: warning: element 'odd' is not known, and not used\n";
+                                 "odd.svd:7: warning: element 'odd' is not part of the format, and is not used\n";
     expect("maps check odd.svd", warnings + "odd.svd: 1 peripheral, 1 register, 2 warnings\n");
     expect("maps check odd.svd --quiet", warnings);
     expect("maps check odd.svd --json",
            "[{\"file\":\"odd.svd\",\"usable\":true,\"peripherals\":1,\"registers\":1,\"diagnostics\":["
            "{\"line\":6,\"severity\":\"warning\","
            "\"text\":\"register 'A' has 7 bits (8, 16, 32 or 64 are usual)\"},"
-           "{\"line\":7,\"severity\":\"warning\",\"text\":\"element 'odd' is not known, and not used\"}]}]\n");
+           "{\"line\":7,\"severity\":\"warning\",\"text\":\"element 'odd' is not part of the format, and is not "
+           "used\"}]}]\n");
 }
 
 TEST_F(MapCommands, CheckAllMapsAndFailIfOneIsBroken) {

@@ -257,6 +257,14 @@ TEST_F(Headers, AreValidWhateverTheMapSays) {
     EXPECT_NE(m_header.find("\xC2\xB5s"), std::string::npos);
 }
 
+TEST_F(Headers, KeepThePunctuationOfDescriptions) {
+    const std::string punctuation = "\xE2\x80\x94 \xE2\x80\x98 \xE2\x80\xA6 \xE2\x80\xA7";
+    write(mapOfPeripherals(
+              peripheralOf("map32", "", registerAt("A", "0", "<description>" + punctuation + "</description>"))),
+          "map32");
+    EXPECT_NE(m_header.find(punctuation), std::string::npos) << m_header;
+}
+
 TEST_F(Headers, AreAStringInJson) {
     m_folder.store("m.svd", mapOfPeripherals(peripheralOf("map32", "", registerAt("A", "0", ""))));
     const Ending ending =

@@ -222,9 +222,9 @@ TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
 
 TEST_F(RegisterNames, RefuseAWriteThatWouldHarmAnotherField) {
     expectRefused("write map32 KEY.CODE 1",
-                  "map32: register KEY is write-only, so its other fields cannot keep their values (assign also LOCK)");
+                  "map32: register KEY is write-only, so its other fields cannot keep their values (also assign LOCK)");
     expectRefused("write map32 FIFO LOW=1", "map32: reading register FIFO has a side effect, so its other fields "
-                                            "cannot keep their values (assign also HIGH)");
+                                            "cannot keep their values (also assign HIGH)");
 }
 
 TEST_F(RegisterNames, AreRefusedIfTheyAreUnknown) {
@@ -354,7 +354,7 @@ TEST_F(RegisterNames, AreRefusedForAFieldIfReadingAnotherRegisterOfTheWordHasASi
         aRegister("DLL", "0",
                   "<alternateRegister>RBR</alternateRegister>" + fields(field("F", "[7:0]") + field("G", "[15:8]"))));
     expectRefused("write map32 DLL.F 1", "map32: reading register DLL has a side effect, so its other fields cannot "
-                                         "keep their values (assign also G)");
+                                         "keep their values (also assign G)");
     expect("write map32 DLL F=1 G=2", 0, "map32 DLL.F = 1\nmap32 DLL.G = 2\n");
 }
 

@@ -13,7 +13,7 @@ namespace ziltrace {
 /** Returns the text as a single line, with escape sequences for control characters and backslashes. */
 std::string escaped(std::string_view text);
 
-/** Returns the time in UTC in the format of ISO 8601, with six digits of microseconds. */
+/** Returns the time in UTC in ISO 8601 format, with microseconds (six decimal places). */
 std::string formatTime(std::chrono::system_clock::time_point time);
 
 /** Returns the line of a message, without the time and the newline. */
