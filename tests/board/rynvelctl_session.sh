@@ -194,6 +194,13 @@ own write own.fpga 'CHANNEL[2].FILTER.TAP1' I=0x1234 Q=0xabcd --verify
 own dump own.fpga 'CHANNEL[2].FILTER.TAP0' 3
 own write own.fpga POWER_TX LEVEL=300 SIGN=negative
 own show own.fpga CTRL STATUS POWER_TX
+own --quiet save own.fpga /tmp/fpga.json
+own write own.fpga CTRL MODE=fast GAIN=1
+own diff own.fpga /tmp/fpga.json
+own restore --dry-run own.fpga /tmp/fpga.json
+own restore own.fpga /tmp/fpga.json
+own diff own.fpga /tmp/fpga.json
+own read own.fpga CTRL
 own write own.tyvon.map.16 'INPUT[3].CONFIG' SEVERITY=major INVERTED=1 --verify
 own read own.tyvon.map.16 0x58
 own read own.tyvon.map.16 'INPUT[3].CONFIG.SEVERITY'
