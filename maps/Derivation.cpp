@@ -270,8 +270,7 @@ List<const Definition*> Derivation::mergedChildren(const Definition& own, const 
     merged->insert(merged->end(), own.children->begin(), own.children->end());
     m_mergedChildren += merged->size();
     if (m_mergedChildren > m_limits.elements) {
-        throw MalformedMap(own.line,
-                           "derived elements have more than " + std::to_string(m_limits.elements) + " elements");
+        throw MalformedMap(own.line, "derivedFrom copies more than " + std::to_string(m_limits.elements) + " elements");
     }
     return merged;
 }

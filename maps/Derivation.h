@@ -99,8 +99,9 @@ private:
     std::unordered_map<const EnumerationDefinition*, const EnumerationDefinition*> m_resolvedEnumerations;
     bool m_hasNotedEnumerations = false;
     /**
-     * The named enumerations. The key is an element around the enumeration, and the path from this element or an end of
-     * that path.
+     * The named enumerations. The key is an enclosing element and a dotted path, such as `REGISTER.FIELD.NAME`. Each
+     * enclosing element has one entry for the path from it to the enumeration, and one for each ending of that path,
+     * such as `NAME`.
      */
     std::map<std::pair<const Definition*, std::string>, const EnumerationDefinition*> m_enumerations;
 };

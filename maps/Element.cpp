@@ -34,7 +34,8 @@ std::string_view Element::text() const {
     std::string_view text = trimmed(m_node.value());
     for (const pugi::xml_node& child : m_node.children()) {
         if (!isText(child)) {
-            Element(*m_source, child).warn("element '" + std::string(child.name()) + "' in a text is not used");
+            Element(*m_source, child)
+                .warn("element '" + std::string(child.name()) + "' is not used, because only text is allowed here");
         } else if (text.empty()) {
             text = trimmed(child.value());
         } else {

@@ -16,8 +16,9 @@ namespace {
 
 using Kind = Definition::Kind;
 
+/** The greatest supported width of a register in bits. */
 constexpr unsigned int widest = 64;
-// No register is wider. A greater size or bit number is a mistake in the map.
+/** The limit for sizes and bit numbers in a map. A greater number is a mistake. */
 constexpr std::uint64_t highestBit = 65535;
 
 std::uint64_t onesBelow(std::uint64_t bit) { return bit >= widest ? UINT64_MAX : (std::uint64_t{1} << bit) - 1; }
@@ -355,7 +356,7 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has a missing or invalid size (32 bits are assumed)");
+            warn(definition, "has no valid size (32 bits are assumed)");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);
@@ -432,7 +433,7 @@ private:
         const BitRange& bits = definition.bits;
         const bool hasWidth = bits.width.value_or(1) != 0 && bits.width.value_or(1) <= highestBit;
         if (!bits.lsb || *bits.lsb > highestBit || bits.msb.value_or(0) > highestBit || !hasWidth) {
-            warn(definition, "has a missing or invalid bit range, and is not used");
+            warn(definition, "has no valid bit range, and is not used");
             return std::nullopt;
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
@@ -440,7 +441,7 @@ private:
             warn(definition, "has a width that contradicts its most significant bit (the width is ignored)");
         }
         if (msb < *bits.lsb) {
-            warn(definition, "has its most significant bit below its least significant one: they are swapped");
+            warn(definition, "has its most significant bit below its least significant one (they are swapped)");
         }
         return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
     }

@@ -83,6 +83,15 @@ std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::
     return isAllowed ? "" : ": " + text + " is not a value that may be written";
 }
 
+/** Returns whether the write constraint of a field applies to a write. The field must be inside its register. */
+bool isConstrained(const Field& field, const MaskedValue& written) {
+    const std::uint64_t bits = maskOf(field);
+    if (field.writeConstraint && field.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
+        return (bits & written.mask) != 0;
+    }
+    return (bits & ~written.mask) == 0 && neutralValue(field.modifiedWrite, bits) != (written.value & bits);
+}
+
 std::string subjectOf(const LocatedRegister& place) { return "register " + place.name; }
 
 std::string subjectOf(const LocatedRegister& place, const Field& field) {
@@ -161,7 +170,7 @@ private:
 
     std::uint64_t numberOf(const EnumeratedValue& named) const {
         if (isAmbiguous(named)) {
-            throw RefusedValue(refusal(": " + quoted(named.name) + " is a number and also the name of " +
+            throw RefusedValue(refusal(": " + quoted(named.name) + " is a number and also the name of the value " +
                                        std::to_string(named.value) + " (give the value with 0x or 0b)"));
         }
         if (named.value > highestOf(m_field)) {
@@ -240,10 +249,31 @@ MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& 
     return result;
 }
 
-void requireInRange(const LocatedRegister& place, std::uint64_t value) {
+std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits) {
+    switch (modifiedWrite) {
+    case ModifiedWrite::OneToClear:
+    case ModifiedWrite::OneToSet:
+    case ModifiedWrite::OneToToggle:
+        return 0;
+    case ModifiedWrite::ZeroToClear:
+    case ModifiedWrite::ZeroToSet:
+    case ModifiedWrite::ZeroToToggle:
+        return bits;
+    case ModifiedWrite::Clear:
+    case ModifiedWrite::Set:
+    case ModifiedWrite::Modify:
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+void requireInRange(const LocatedRegister& place, const MaskedValue& written) {
     const auto& constraint = place.contents->writeConstraint;
-    if (constraint && !isAllowed(*constraint, value)) {
-        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(value) + " may not be written (from " +
+    const std::uint64_t lowest = written.value & written.mask;
+    const std::uint64_t highest = lowest | (bitsOf(*place.contents) & ~written.mask);
+    if (constraint && constraint->kind == WriteConstraint::Kind::Range &&
+        (lowest > constraint->maximum || highest < constraint->minimum)) {
+        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(lowest) + " may not be written (from " +
                            std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
     }
 }
@@ -258,11 +288,9 @@ void requireAllowed(const LocatedRegister& place, const MaskedValue& written) {
     if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
         throw RefusedValue(subjectOf(place) + onlyAsRead);
     }
-    if ((bits & ~written.mask) == 0) {
-        requireInRange(place, written.value);
-    }
+    requireInRange(place, written);
     for (const Field& field : contents.fields) {
-        if (isWritable(field.access) && isInside(field, contents) && (maskOf(field) & ~written.mask) == 0) {
+        if (isWritable(field.access) && isInside(field, contents) && isConstrained(field, written)) {
             const std::uint64_t number = decode(field, written.value).value;
             const std::string reason = reasonToRefuse(field, number, std::to_string(number));
             if (!reason.empty()) {

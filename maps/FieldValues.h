@@ -7,6 +7,7 @@
 #define RYNVEL_MAPS_FIELDVALUES_H
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -95,14 +96,17 @@ public:
  */
 MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);
 
-/** @throws RefusedValue if a register has a range of values, and the value of all its bits is outside the range. */
-void requireInRange(const LocatedRegister& place, std::uint64_t value);
+/** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
+std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
+
+/** @throws RefusedValue if a register has a range, and no value of the bits outside the mask is inside the range. */
+void requireInRange(const LocatedRegister& place, const MaskedValue& written);
 
 /**
  * Checks a value for a register, which the user gives without names of fields.
  *
  * @throws RefusedValue if the value does not fit, or breaks a write constraint: that of a field all of whose bits are
- * written, or that of the register. A range of the register counts only if all bits of the register are written.
+ * written, or that of the register.
  */
 void requireAllowed(const LocatedRegister& place, const MaskedValue& written);
 

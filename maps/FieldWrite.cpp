@@ -12,25 +12,6 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
-std::optional<std::uint64_t> neutral(ModifiedWrite modifiedWrite, std::uint64_t bits) {
-    switch (modifiedWrite) {
-    case ModifiedWrite::OneToClear:
-    case ModifiedWrite::OneToSet:
-    case ModifiedWrite::OneToToggle:
-        return 0;
-    case ModifiedWrite::ZeroToClear:
-    case ModifiedWrite::ZeroToSet:
-    case ModifiedWrite::ZeroToToggle:
-        return bits;
-    case ModifiedWrite::Clear:
-    case ModifiedWrite::Set:
-    case ModifiedWrite::Modify:
-        return std::nullopt;
-    }
-    return std::nullopt;
-}
-
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
@@ -82,7 +63,7 @@ private:
 
     void keep(MaskedValue& written, ModifiedWrite modifiedWrite, std::uint64_t bits) const {
         const std::uint64_t others = bits & ~m_assigned.mask;
-        if (const auto value = neutral(modifiedWrite, others)) {
+        if (const auto value = neutralValue(modifiedWrite, others)) {
             written.value |= *value;
             written.mask |= others;
         }
@@ -98,7 +79,7 @@ private:
 
     /** Returns why a masked write may change a field that it does not assign; empty if it does not change the field. */
     static std::string reasonToChange(const Field& field) {
-        if (neutral(field.modifiedWrite, maskOf(field))) {
+        if (neutralValue(field.modifiedWrite, maskOf(field))) {
             return "";
         }
         if (field.modifiedWrite != ModifiedWrite::Modify) {
@@ -143,9 +124,7 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
     }
     write.written = plan.written();
     write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
-    if (write.isWhole) {
-        requireInRange(place, write.written.value);
-    }
+    requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
     for (const Assignment& assignment : assignments) {
         write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
     }

@@ -43,7 +43,8 @@ void XmlDocument::findRoot(Warnings& warnings) {
         if (node.type() == pugi::node_doctype) {
             warnings.add(1, "the document type and its entities are not read");
         } else if (node.type() == pugi::node_element && m_root) {
-            warnings.add(lineOf(node), std::string("'") + node.name() + "' after the end of the map is not used");
+            warnings.add(lineOf(node),
+                         std::string("element '") + node.name() + "' after the end of the map is not used");
         } else if (node.type() == pugi::node_element) {
             m_root = node;
         }

@@ -10,9 +10,11 @@ bool DeviceDescriptions::add(const std::string& path, const std::vector<std::str
     bool isAnyDescribed = false;
     for (const std::string& name : deviceNames) {
         if (const auto description = catalog.find(name)) {
-            Maps::requireByteAddresses(*description);
-            m_peripherals.emplace(name, *description->peripheral);
             isAnyDescribed = true;
+            if (m_peripherals.count(name) == 0) {
+                Maps::requireByteAddresses(*description);
+                m_peripherals.emplace(name, *description->peripheral);
+            }
         }
     }
     return isAnyDescribed;

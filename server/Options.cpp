@@ -220,12 +220,13 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                       "Refuse connections from one host beyond this number; default: a quarter of --max-connections");
     program
         .addOption("--idle-timeout", "TIME", raw.idleTimeout,
-                   "Close a connection that sends no request for this time and is not armed; 0 means never")
+                   "Close a connection whose client sends no request for this time, unless it is armed; 0 means never")
         .showDefault();
     program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without hardware");
     program
         .addOption("--map", "FILE", raw.maps,
-                   "With --simulate: let registers behave as this register map says, a file or a folder of files; may "
+                   "With --simulate: let registers behave as this register map (a file or a folder of files) describes "
+                   "them; may "
                    "be repeated")
         .takeOneValue();
     program

@@ -21,7 +21,7 @@ void requireReplaceable(const std::string& name);
  * new contents are in a temporary file in the same folder until they are on the disk. A file that exists keeps its
  * permissions, and its owner and group as far as the user may set them.
  *
- * @throws Failure also if the file cannot be written.
+ * @throws Failure if requireReplaceable() does, or if the file cannot be written.
  */
 void replaceFile(const std::string& name, const std::string& contents);
 

@@ -12,7 +12,10 @@
 
 namespace Rynvelctl {
 
-/** Joins names with underscores to a C identifier in upper case. Other characters become underscores, never two. */
+/**
+ * Returns a C identifier in upper case: the names, separated by underscores. A run of other characters becomes one
+ * underscore. An identifier that would be empty or begin with a digit begins with `DEVICE_`.
+ */
 std::string macroName(const std::vector<std::string>& names);
 
 /** The macros of a header. */

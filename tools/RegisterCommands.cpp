@@ -106,7 +106,7 @@ void requireBurst(const RegisterRange& range) {
                          ")");
     }
     if (target.type.access == Common::Access::Seekable && target.width() != 8) {
-        throw usageError(target.name() + ": the library cannot read a burst from a device of type " + target.type.name +
+        throw usageError(target.name() + ": the library reports every burst from a device of type " + target.type.name +
                          " as failed (leave out --burst)");
     }
 }

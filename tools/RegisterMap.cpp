@@ -27,10 +27,15 @@ std::optional<Failure> refusalBy(const std::function<void(const MappedRegister&)
     return std::nullopt;
 }
 
-/** Returns the offset of the first byte after a register. */
+/** Returns an offset in bits, or the greatest number. */
+std::uint64_t bitsBefore(std::uint64_t offset) {
+    return offset > UINT64_MAX / byteBits ? UINT64_MAX : offset * byteBits;
+}
+
+/** Returns the offset of the first bit after a register. */
 std::uint64_t endOf(const Maps::LocatedRegister& place) {
-    const std::uint64_t bytes = (std::uint64_t{place.contents->size} + byteBits - 1) / byteBits;
-    return place.offset > UINT64_MAX - bytes ? UINT64_MAX : place.offset + bytes;
+    const std::uint64_t start = bitsBefore(place.offset);
+    return start > UINT64_MAX - place.contents->size ? UINT64_MAX : start + place.contents->size;
 }
 
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
@@ -152,7 +157,7 @@ const Maps::LocatedRegister* RegisterMap::neighbourOf(const Maps::LocatedRegiste
         return nullptr;
     }
     const Maps::LocatedRegister* const earlier = furthestOf(countBefore(place.offset));
-    if (earlier != nullptr && endOf(*earlier) > place.offset) {
+    if (earlier != nullptr && endOf(*earlier) > bitsBefore(place.offset)) {
         return earlier;
     }
     const std::size_t next = countBefore(place.offset + 1);
@@ -180,7 +185,7 @@ bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& place) const {
     const unsigned int bytes = Common::bytesOf(m_target->width());
     const std::uint64_t word = place.offset - place.offset % bytes;
     const std::size_t count = countBefore(word + bytes);
-    return count != 0 && m_extents[count - 1].readEffectEnd > word;
+    return count != 0 && m_extents[count - 1].readEffectEnd > bitsBefore(word);
 }
 
 MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {

@@ -113,7 +113,7 @@ void addShowCommand(const Common::Command& program, Action& chosen) {
     command.addOptionalArgument("REGISTER", options->registers,
                                 "the names of registers (default: all that are readable)");
     command.addFlag("--with-side-effects", options->includesSideEffects,
-                    "read also the registers whose reading has a side effect");
+                    "also read the registers whose reading has a side effect");
 }
 
 } // namespace Rynvelctl

@@ -152,7 +152,7 @@ void diff(const CommandContext& context, const DiffOptions& options) {
     }
 }
 
-// Without text, too, the user must see what differs from the file.
+// With --quiet, too, the user must see what was not restored. Standard error then has the names.
 void printSkipped(const Output& output, const SkippedRegisters& skipped) {
     if (output.format() == Format::Bare) {
         printError(formatText(Report(skipped)));

@@ -23,8 +23,8 @@ struct ComparedSnapshot {
 };
 
 /**
- * Returns the registers that differ, in the order of their offsets. Registers are the same if their names, offsets and
- * sizes are the same.
+ * Returns the corresponding registers whose values differ, and the registers without a corresponding one, in the order
+ * of their offsets. Two registers correspond if they have the same name, offset and size.
  *
  * @param peripheral describes the fields of the registers; null without a description. The result refers to it.
  */

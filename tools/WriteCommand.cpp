@@ -171,11 +171,21 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-void verify(OpenDevice& device, const WrittenValue& written) {
+/** Returns the bits of the fields that a write does not change. */
+std::uint32_t readOnlyBits(const Maps::Register& contents) {
+    std::uint64_t bits = 0;
+    for (const Maps::Field& field : contents.fields) {
+        bits |= Maps::isWritable(field.access) || !Maps::isInside(field, contents) ? 0 : Maps::maskOf(field);
+    }
+    return static_cast<std::uint32_t>(bits);
+}
+
+/** @param ignored the bits that may have any value. */
+void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t ignored) {
     const RegisterRange& range = written.range;
     const unsigned int bits = range.bits();
     const std::uint32_t found = device.read(range) & maxValue(bits);
-    const std::uint32_t mask = written.mask.value_or(maxValue(bits));
+    const std::uint32_t mask = written.mask.value_or(maxValue(bits)) & ~ignored;
     if ((found & mask) != (written.value & mask)) {
         const std::string masked = written.mask ? " with mask " + hexadecimal(mask, bits) : "";
         throw Failure(ExitStatus::Failed, range.device().name() + ": " + range.addressText() + " holds " +
@@ -198,7 +208,7 @@ void write(const CommandContext& context, const WriteOptions& options) {
         device->write(addressed.range, plan.value);
     }
     if (options.verifies) {
-        verify(*device, plan.given);
+        verify(*device, plan.given, addressed.named ? readOnlyBits(addressed.named->whole.contents()) : 0);
     }
     context.output().print(plan.given);
 }

@@ -130,10 +130,12 @@ TEST(Assignments, TakeANameThatBeginsWithADigit) {
 TEST(Assignments, AreRefusedForANumberThatIsTheNameOfAnotherValue) {
     const Maps::Register aRegister = onlyRegister(read(mapOfFields(
         field("TRIGGER", "[3:0]", valuesFor("write", value("0010", "#0010") + value("0x3", "4") + value("a", "5"))))));
-    expectRefused(aRegister, {{"TRIGGER", "0010"}},
-                  "field C.R.TRIGGER: '0010' is a number and also the name of 2 (give the value with 0x or 0b)");
-    expectRefused(aRegister, {{"TRIGGER", "0x3"}},
-                  "field C.R.TRIGGER: '0x3' is a number and also the name of 4 (give the value with 0x or 0b)");
+    expectRefused(
+        aRegister, {{"TRIGGER", "0010"}},
+        "field C.R.TRIGGER: '0010' is a number and also the name of the value 2 (give the value with 0x or 0b)");
+    expectRefused(
+        aRegister, {{"TRIGGER", "0x3"}},
+        "field C.R.TRIGGER: '0x3' is a number and also the name of the value 4 (give the value with 0x or 0b)");
     expectRefused(aRegister, {{"TRIGGER", "b"}}, "field C.R.TRIGGER: 'b' is not a number or one of a");
     EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "10"}}).value, 10U);
     EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "0b10"}}).value, 2U);

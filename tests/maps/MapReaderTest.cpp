@@ -152,7 +152,7 @@ TEST(Diagnostics, AreInTheOrderOfTheirLines) {
                                   "m.svd:3: warning: element 'a' is not part of the format, and is not used\n"
                                   "m.svd:3: warning: element 'c' is not part of the format, and is not used\n"
                                   "m.svd:3: warning: register 'R' has 7 bits (8, 16, 32 or 64 are usual)\n"
-                                  "m.svd:4: warning: 'd' after the end of the map is not used\n");
+                                  "m.svd:4: warning: element 'd' after the end of the map is not used\n");
 }
 
 TEST(Diagnostics, AreCountedAboveTheirLimit) {

@@ -125,7 +125,7 @@ TEST(OddMap, HasTextBetweenElements) {
 
 TEST(OddMap, HasElementsInTexts) {
     EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<description>a <b>c</b> d</description>")),
-                                   "m.svd:1: warning: element 'b' in a text is not used\n"))
+                                   "m.svd:1: warning: element 'b' is not used, because only text is allowed here\n"))
                   .description.str(),
               "a d");
 }
@@ -323,7 +323,7 @@ TEST(LimitedMap, HasNoMoreDerivedElements) {
                        "<addressOffset>0</addressOffset></register></registers></peripheral>";
     }
     expectError(deviceOf(peripherals + peripheralOf(registerOf(""))),
-                "m.svd:9: error: derived elements have more than 100 elements", elements(100));
+                "m.svd:9: error: derivedFrom copies more than 100 elements", elements(100));
 }
 
 } // namespace

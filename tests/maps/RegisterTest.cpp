@@ -156,7 +156,7 @@ TEST(Register, TakesTheBitsOfAnInheritedMaskThatItHas) {
 }
 
 TEST(OddRegister, WithoutASizeHas32Bits) {
-    const std::string warning = "m.svd:1: warning: register 'R' has a missing or invalid size (32 bits are assumed)\n";
+    const std::string warning = "m.svd:1: warning: register 'R' has no valid size (32 bits are assumed)\n";
     EXPECT_EQ(onlyPeripheral(readOdd(nested("<access>read-only</access>", "", "", ""), warning))
                   .clusters[0]
                   .registers[0]

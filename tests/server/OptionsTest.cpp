@@ -246,6 +246,12 @@ TEST_F(OptionsWithMaps, AcceptAddressesThatDoNotCountBytesForOtherDevices) {
     EXPECT_TRUE(isDescribed(parse({"--simulate", "--map", "."}), "uio.32"));
 }
 
+TEST_F(OptionsWithMaps, AcceptAddressesThatDoNotCountBytesInADescriptionThatIsNotUsed) {
+    store("uio.svd", mapWith("uio_32", registerAt("0", "")));
+    store("words.svd", mapWith("uio_32", registerAt("0", ""), "16"));
+    EXPECT_TRUE(isDescribed(parse({"--simulate", "--map", "uio.svd", "--map", "words.svd"}), "uio.32"));
+}
+
 TEST_F(OptionsWithMaps, RefuseAFileThatIsNotAMap) {
     store("broken.svd", "<device>\n<name>D</version>\n</device>\n");
     const std::string problem = problemOf({"--simulate", "--map", "broken.svd"});

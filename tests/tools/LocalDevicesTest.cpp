@@ -221,7 +221,7 @@ TEST_F(LocalDevices, AreDumpedUpToWhereTheyEnd) {
 
 TEST_F(LocalDevices, AreNotDumpedInABurstThatTheLibraryCannotReport) {
     expect("dump file16 0 2 --burst", 2, "",
-           "rynvelctl: file16: the library cannot read a burst from a device of type Lseek16 as failed (leave out "
+           "rynvelctl: file16: the library reports every burst from a device of type Lseek16 as failed (leave out "
            "--burst)\n");
 }
 

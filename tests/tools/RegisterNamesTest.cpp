@@ -270,8 +270,31 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
                                     "</writeConstraint>"))));
     expectRefused("write map32 R 1", "map32: field R.SAME may be written only with the value that was read");
     expect("write map32 R 2 --mask 2 --quiet", 0, "");
+    describe(aRegister(
+        "R", "0",
+        fields(field("SAME", "[1:0]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
+    expectRefused("write map32 R 1 --mask 1", "map32: field R.SAME may be written only with the value that was read");
     describe(aRegister("R", "0", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"));
     expectRefused("write map32 R 1", "map32: register R may be written only with the value that was read");
+}
+
+TEST_F(RegisterNames, MayKeepAFieldWhoseOnlyValueClearsIt) {
+    const std::string clearing =
+        "<modifiedWriteValues>oneToClear</modifiedWriteValues>"
+        "<writeConstraint><useEnumeratedValues>true</useEnumeratedValues></writeConstraint>"
+        "<enumeratedValues><enumeratedValue><name>Clear</name><value>1</value></enumeratedValue></enumeratedValues>";
+    describe(aRegister("IFCR", "0", fields(field("A", "[0:0]", clearing) + field("B", "[1:1]", clearing))));
+    expect("write map32 IFCR 1", 0, "map32 IFCR = 0x00000001\n");
+}
+
+TEST_F(RegisterNames, HaveARangeThatNoPartOfAWriteMayLeave) {
+    describe(aRegister("R", "0",
+                       "<writeConstraint><range><minimum>1</minimum><maximum>5</maximum></range></writeConstraint>" +
+                           fields(field("F", "[7:0]"))));
+    const std::string refusal = "map32: register R: value 9 may not be written (from 1 to 5)";
+    expectRefused("write map32 R.F 9", refusal);
+    expectRefused("write map32 R 9 --mask 0xff", refusal);
+    expect("write map32 R.F 5", 0, "map32 R.F = 5\n");
 }
 
 TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
@@ -335,7 +358,8 @@ TEST_F(RegisterNames, AreRefusedForANarrowRegisterInsideAnother) {
              aRegister("EARLY", "6", "<size>32</size>") + aRegister("BEHIND", "8", "<size>16</size>") +
              aRegister("ONE", "0x10", "<size>16</size>") +
              aRegister("OTHER", "0x10", "<alternateRegister>ONE</alternateRegister><size>16</size>") +
-             aRegister("SMALL", "0x10", "<alternateRegister>ONE</alternateRegister><size>8</size>"));
+             aRegister("SMALL", "0x10", "<alternateRegister>ONE</alternateRegister><size>8</size>") +
+             aRegister("NEARLY", "0x10", "<alternateRegister>ONE</alternateRegister><size>12</size>"));
     const std::string width = " (the device has 32-bit registers)";
     expectRefused("write map32 DATA8 5",
                   "map32: register DATA8 has 8 bits and shares its word with register DATA" + width);
@@ -343,6 +367,8 @@ TEST_F(RegisterNames, AreRefusedForANarrowRegisterInsideAnother) {
                   "map32: register BEHIND has 16 bits and shares its word with register EARLY" + width);
     expectRefused("write map32 SMALL 5",
                   "map32: register SMALL has 8 bits and shares its word with register ONE" + width);
+    expectRefused("write map32 NEARLY 5",
+                  "map32: register NEARLY has 12 bits and shares its word with register ONE" + width);
     expect("write map32 DATA 5", 0, "map32 DATA = 0x00000005\n");
     expect("write map32 OTHER 5 --quiet", 0, "");
     EXPECT_EQ(get(0x10), 5U);
@@ -503,6 +529,11 @@ TEST_F(RemoteRegisterNames, WriteAllFieldsWithoutAMask) {
 TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheBitsOfOthers) {
     m_peer.script({success(), success(), success({0xABCD0005})});
     expectEnding(run("write remote NARROW 5 --verify"), 0, "remote NARROW = 0x0005\n");
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheirReadOnlyFields) {
+    m_peer.script({success(), success(), success({0x80000201})});
+    expectEnding(run("write remote CTRL 0x201 --verify"), 0, "remote CTRL = 0x00000201\n");
 }
 
 TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {

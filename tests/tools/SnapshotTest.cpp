@@ -53,7 +53,7 @@ std::string exampleWith(const std::string& replaced, const std::string& replacem
     return text.replace(place, replaced.size(), replacement);
 }
 
-/** What is wrong with a text, after its line. */
+/** Returns the error in a snapshot, as `LINE: REASON`; "no complaint" if there is none. */
 std::string complaint(const std::string& text) {
     try {
         parseSnapshot(text);
