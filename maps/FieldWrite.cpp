@@ -12,11 +12,35 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
+/** Returns why a masked write may change bits of this kind that it does not assign; empty if it does not change them.
+ */
+std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
+    if (neutralValue(modifiedWrite, 0)) {
+        return "";
+    }
+    if (modifiedWrite != ModifiedWrite::Modify) {
+        return "changes with every write to its register";
+    }
+    if (!isReadable(access)) {
+        return "is write-only, so it cannot keep its value";
+    }
+    return access == Access::ReadWriteOnce ? "can be written only once, and this write would use that up" : "";
+}
+
+/** What a user may do about other fields: the text before their names, and the one after. */
+struct Remedy {
+    const char* before;
+    const char* after;
+};
+
+constexpr Remedy byAssignment{"also assign ", ""};
+constexpr Remedy byMask{"also select all bits of ", " with the mask"};
+
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const LocatedRegister& place, const MaskedValue& assigned, bool hasReadEffect)
-        : m_place(place), m_assigned(assigned), m_hasReadEffect(hasReadEffect) {}
+    Plan(const LocatedRegister& place, const MaskedValue& assigned, const Remedy& remedy)
+        : m_place(place), m_assigned(assigned), m_remedy(remedy) {}
 
     /** Returns the bits to write. */
     MaskedValue written() const {
@@ -36,18 +60,22 @@ public:
                             [this](const Field& field) { return isOther(field); });
     }
 
-    /** @throws RefusedValue if another field cannot keep its value. */
-    void requireKept() const {
+    /** @throws RefusedValue if the register cannot be read for the values of the other fields. */
+    void requireReadable(bool hasReadEffect) const {
         if (!isReadable(contents().access)) {
             throw RefusedValue(
                 refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values"));
         }
-        if (m_hasReadEffect) {
+        if (hasReadEffect) {
             throw RefusedValue(refusal("reading register " + m_place.name +
                                        " has a side effect, so its other fields cannot keep their values"));
         }
+    }
+
+    /** @throws RefusedValue if another field cannot keep its value although the register can be read. */
+    void requireKept() const {
         for (const Field& field : contents().fields) {
-            const std::string reason = isOther(field) ? reasonToChange(field) : "";
+            const std::string reason = isOther(field) ? reasonToChange(field.access, field.modifiedWrite) : "";
             if (!reason.empty()) {
                 throw RefusedValue(refusal("field " + m_place.name + '.' + field.name + ' ' + reason));
             }
@@ -77,21 +105,6 @@ private:
         return bits;
     }
 
-    /** Returns why a masked write may change a field that it does not assign; empty if it does not change the field. */
-    static std::string reasonToChange(const Field& field) {
-        if (neutralValue(field.modifiedWrite, maskOf(field))) {
-            return "";
-        }
-        if (field.modifiedWrite != ModifiedWrite::Modify) {
-            return "changes with every write to its register";
-        }
-        if (!isReadable(field.access)) {
-            return "is write-only, so it cannot keep its value";
-        }
-        return field.access == Access::ReadWriteOnce ? "can be written only once, and this write would use that up"
-                                                     : "";
-    }
-
     std::string refusal(const std::string& problem) const {
         std::string others;
         for (const Field& field : contents().fields) {
@@ -99,13 +112,23 @@ private:
                 others += (others.empty() ? "" : ", ") + field.name;
             }
         }
-        return problem + " (also assign " + others + ")";
+        return problem + " (" + m_remedy.before + others + m_remedy.after + ")";
     }
 
     const LocatedRegister& m_place;
     const MaskedValue& m_assigned;
-    const bool m_hasReadEffect;
+    const Remedy& m_remedy;
 };
+
+/** @throws RefusedValue if a register without fields cannot keep the bits outside a mask. */
+void requireOtherBitsKept(const LocatedRegister& place, std::uint64_t mask) {
+    const Register& contents = *place.contents;
+    if (contents.fields.empty() && (bitsOf(contents) & ~mask) != 0 &&
+        !reasonToChange(contents.access, contents.modifiedWrite).empty()) {
+        throw RefusedValue("register " + place.name +
+                           ": the bits outside the mask cannot keep their values (leave out the mask)");
+    }
+}
 
 } // namespace
 
@@ -118,10 +141,11 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
     const Register& contents = *place.contents;
     FieldWrite write;
     write.assigned = encode(place, assignments);
-    const Plan plan(place, write.assigned, hasReadEffect);
+    const Plan plan(place, write.assigned, byAssignment);
     if (!plan.isComplete()) {
-        plan.requireKept();
+        plan.requireReadable(hasReadEffect);
     }
+    plan.requireKept();
     write.written = plan.written();
     write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
     requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
@@ -129,6 +153,15 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
         write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
     }
     return write;
+}
+
+MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected) {
+    const Plan plan(place, selected, byMask);
+    plan.requireKept();
+    requireOtherBitsKept(place, selected.mask);
+    const MaskedValue written = plan.written();
+    requireInRange(place, written);
+    return written;
 }
 
 } // namespace Maps

@@ -36,6 +36,8 @@ std::uint32_t parseMask(const std::string& text, unsigned int width) {
     return mask;
 }
 
+std::uint32_t narrow(std::uint64_t value) { return static_cast<std::uint32_t>(value); }
+
 /** Builds the plan from the command line. */
 class Planner {
 public:
@@ -82,25 +84,27 @@ private:
         return assignments;
     }
 
+    /** Returns the plan for the register that the user named. @throws Failure if the register map refuses it. */
+    template <typename Plan>
+    auto allowed(const Plan& plan) const {
+        try {
+            return plan(m_addressed.named->whole);
+        } catch (const Maps::RefusedValue& refused) {
+            throw refusal(refused.what());
+        }
+    }
+
     PlannedWrite planFields(const std::vector<Maps::Assignment>& assignments) const {
         if (!m_options.mask.empty()) {
             throw usageError("--mask: fields have a mask of their own (leave out --mask)");
         }
-        const Maps::FieldWrite write = fieldWrite(assignments);
-        const auto narrow = [](std::uint64_t value) { return static_cast<std::uint32_t>(value); };
+        const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
+            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
+        });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
                 mask,
                 {m_addressed.range, narrow(write.assigned.value), narrow(write.assigned.mask), write.fields}};
-    }
-
-    Maps::FieldWrite fieldWrite(const std::vector<Maps::Assignment>& assignments) const {
-        try {
-            const MappedRegister& whole = m_addressed.named->whole;
-            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
-        } catch (const Maps::RefusedValue& refused) {
-            throw refusal(refused.what());
-        }
     }
 
     PlannedWrite planRegister() const {
@@ -110,10 +114,18 @@ private:
         if (!m_options.mask.empty()) {
             mask = parseMask(m_options.mask, width);
         }
+        const WrittenValue given{m_addressed.range, value & mask.value_or(UINT32_MAX), mask, {}};
         if (m_addressed.named) {
             requireAllowed(value, mask);
         }
-        return {value, mask, {m_addressed.range, value & mask.value_or(UINT32_MAX), mask, {}}};
+        return m_addressed.named && mask ? planMasked(given) : PlannedWrite{value, mask, given};
+    }
+
+    PlannedWrite planMasked(const WrittenValue& given) const {
+        const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
+            return Maps::planMaskedWrite(whole.place, {given.value, *given.mask});
+        });
+        return {narrow(written.value), narrow(written.mask), given};
     }
 
     void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {

@@ -156,6 +156,68 @@ TEST(FieldWrite, IsMaskedIfAllFieldsWithSpecialWritesAreAssigned) {
                  {{"A", "1"}, {"B", "1"}, {"C", "1"}}, 0x07, 0x07);
 }
 
+Maps::MaskedValue planMasked(const Maps::Register& aRegister, std::uint64_t value, std::uint64_t mask) {
+    return Maps::planMaskedWrite({"C.R", 0, &aRegister}, {value, mask});
+}
+
+void expectMaskedRefused(const Maps::Register& aRegister, std::uint64_t mask, const std::string& reason) {
+    try {
+        planMasked(aRegister, 0, mask);
+        ADD_FAILURE() << "not refused: " << reason;
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_EQ(refused.what(), reason);
+    }
+}
+
+TEST(MaskedWrite, SelectsItsBits) {
+    const Maps::MaskedValue written = planMasked(registerWith(bit("A", 0) + bit("B", 1)), 0x02, 0x42);
+    EXPECT_EQ(written.value, 0x02U);
+    EXPECT_EQ(written.mask, 0x42U);
+}
+
+TEST(MaskedWrite, LeavesAloneTheBitsOutsideTheMaskOfAFieldThatItSelectsPartly) {
+    const std::string flags = "<field><name>A</name><bitRange>[3:0]</bitRange>" + modified("zeroToClear") + "</field>";
+    const Maps::MaskedValue written =
+        planMasked(registerWith(flags + bit("B", 4, modified("oneToSet")) + bit("C", 5)), 0, 0x01);
+    EXPECT_EQ(written.value, 0x0EU);
+    EXPECT_EQ(written.mask, 0x1FU);
+}
+
+TEST(MaskedWrite, LeavesAloneTheOtherBitsOfARegisterWithoutFields) {
+    const Maps::Register aRegister =
+        onlyRegister(read(mapOf(registerOf("<size>8</size><resetMask>0xFF</resetMask>" + modified("zeroToToggle")))));
+    const Maps::MaskedValue written = planMasked(aRegister, 0, 0x0F);
+    EXPECT_EQ(written.value, 0xF0U);
+    EXPECT_EQ(written.mask, 0xFFU);
+}
+
+TEST(MaskedWrite, IsRefusedIfAFieldThatItDoesNotSelectChanges) {
+    const Maps::Register aRegister =
+        registerWith(bit("A", 0) + bit("B", 1, modified("clear")) + bit("C", 2, writeOnly) + bit("D", 3));
+    expectMaskedRefused(
+        aRegister, 0x01,
+        "field C.R.B changes with every write to its register (also select all bits of B, C, D with the mask)");
+    expectMaskedRefused(
+        aRegister, 0x0B,
+        "field C.R.C is write-only, so it cannot keep its value (also select all bits of C with the mask)");
+    EXPECT_EQ(planMasked(aRegister, 0x06, 0x06).mask, 0x06U);
+}
+
+TEST(MaskedWrite, IsRefusedIfARegisterWithoutFieldsChanges) {
+    const Maps::Register aRegister =
+        onlyRegister(read(mapOf(registerOf("<size>8</size><resetMask>0xFF</resetMask>" + modified("set")))));
+    expectMaskedRefused(aRegister, 0x7F,
+                        "register C.R: the bits outside the mask cannot keep their values (leave out the mask)");
+    EXPECT_EQ(planMasked(aRegister, 0, 0xFF).mask, 0xFFU);
+}
+
+TEST(MaskedWrite, IsRefusedIfTheNeutralValueOfAnotherFieldIsOutsideTheRange) {
+    const std::string range =
+        "<writeConstraint><range><minimum>0</minimum><maximum>1</maximum></range></writeConstraint>";
+    expectMaskedRefused(registerWith(bit("A", 0) + bit("B", 1, modified("zeroToClear")), range), 0x01,
+                        "register C.R: value 2 may not be written (from 0 to 1)");
+}
+
 TEST(ReadEffect, IsThatOfARegisterOrOfAField) {
     EXPECT_FALSE(hasReadEffect(registerWith(bit("A", 0))));
     EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0), "<readAction>modifyExternal</readAction>")));

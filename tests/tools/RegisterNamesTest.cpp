@@ -55,6 +55,8 @@ std::string field(const std::string& name, const std::string& range, const std::
 
 std::string fields(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
 
+std::string modifiedWrite(const std::string& kind) { return "<modifiedWriteValues>" + kind + "</modifiedWriteValues>"; }
+
 const std::string takenByReading = "<readAction>modify</readAction>";
 
 std::string peripheral(const std::string& name, const std::string& registers) {
@@ -210,6 +212,44 @@ TEST_F(RegisterNames, LeaveOtherFieldsAlone) {
     set(0xC, 0x1);
     expect("write map32 FLAGS.ENABLE 1", 0, "map32 FLAGS.ENABLE = 1\n");
     EXPECT_EQ(get(0xC), 0x2U);
+}
+
+TEST_F(RegisterNames, LeaveTheBitsOutsideAMaskAlone) {
+    set(0xC, 0x1);
+    expect("write map32 FLAGS 2 --mask 2 --verify", 0, "map32 FLAGS = 0x00000002 with mask 0x00000002\n");
+    EXPECT_EQ(get(0xC), 0x2U);
+    set(0xC, 0x1);
+    expect("write map32 0xC 2 --mask 2", 0, "map32 0x0000000c = 0x00000002 with mask 0x00000002\n");
+    EXPECT_EQ(get(0xC), 0x3U);
+    describe(aRegister("EVENTS", "0", "<modifiedWriteValues>zeroToClear</modifiedWriteValues>") +
+             aRegister("BITS", "4", fields(field("TWO", "[1:0]", modifiedWrite("oneToToggle")))));
+    expect("write map32 EVENTS 0xff --mask 3", 0, "map32 EVENTS = 0x00000003 with mask 0x00000003\n");
+    EXPECT_EQ(get(0), 0xFFFFFFFFU);
+    set(4, 0xFF03);
+    expect("write map32 BITS 1 --mask 1 --quiet", 0, "");
+    EXPECT_EQ(get(4), 0xFF01U);
+}
+
+TEST_F(RegisterNames, RefuseAMaskThatWouldHarmTheOtherBits) {
+    describe(aRegister("R", "0",
+                       fields(field("A", "[0:0]") + field("KEY", "[5:4]", "<access>write-only</access>") +
+                              field("ONCE", "[8:8]", "<access>read-writeOnce</access>"))) +
+             aRegister("EVENTS", "4", modifiedWrite("clear")) +
+             aRegister("FUSE", "8", "<access>read-writeOnce</access>"));
+    const std::string keyIsLost = "map32: field R.KEY is write-only, so it cannot keep its value (also select all bits "
+                                  "of KEY, ONCE with the mask)";
+    expectRefused("write map32 R 1 --mask 1", keyIsLost);
+    expectRefused("write map32 R 1 --mask 0x11", keyIsLost);
+    expectRefused("write map32 R 1 --mask 0x31",
+                  "map32: field R.ONCE can be written only once, and this write would use that up (also select all "
+                  "bits of ONCE with the mask)");
+    expect("write map32 R 0x121 --mask 0x131", 0, "map32 R = 0x00000121 with mask 0x00000131\n");
+    EXPECT_EQ(get(0), 0x121U);
+    expectRefused("write map32 EVENTS 1 --mask 1",
+                  "map32: register EVENTS: the bits outside the mask cannot keep their values (leave out the mask)");
+    expectRefused("write map32 FUSE 1 --mask 1",
+                  "map32: register FUSE: the bits outside the mask cannot keep their values (leave out the mask)");
+    expect("write map32 FUSE 1 --mask 0xffffffff --quiet", 0, "");
 }
 
 TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
