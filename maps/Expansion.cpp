@@ -394,10 +394,22 @@ private:
         return SharedList<Field>(std::move(fields));
     }
 
-    /** Returns the write constraint that the fields inherit. A range is one of values of the whole register. */
-    static std::optional<WriteConstraint> constraintForFields(const Register& aRegister) {
+    /**
+     * Returns the write constraint that a field inherits. A range is one of values of the whole register. A constraint
+     * to enumerated values is for the fields that have some: it does not exclude all values of another field.
+     */
+    static std::optional<WriteConstraint> inheritedConstraint(const Register& aRegister, const Field& field) {
         const auto& constraint = aRegister.writeConstraint;
-        return constraint && constraint->kind == WriteConstraint::Kind::Range ? std::nullopt : constraint;
+        const bool isInherited =
+            constraint && (constraint->kind == WriteConstraint::Kind::WriteAsRead ||
+                           (constraint->kind == WriteConstraint::Kind::EnumeratedValues && hasValuesToWrite(field)));
+        return isInherited ? constraint : std::nullopt;
+    }
+
+    static bool hasValuesToWrite(const Field& field) {
+        return std::any_of(field.enumerations.begin(), field.enumerations.end(), [](const Enumeration& enumeration) {
+            return enumeration.usage != Usage::Read && !enumeration.values.empty();
+        });
     }
 
     void addFields(std::vector<Field>& fields, const Definition& definition, const Register& aRegister) {
@@ -410,9 +422,9 @@ private:
         field.access = definition.properties.access.value_or(aRegister.access);
         field.readAction = definition.readAction ? definition.readAction : aRegister.readAction;
         field.modifiedWrite = definition.modifiedWrite.value_or(aRegister.modifiedWrite);
-        field.writeConstraint =
-            definition.writeConstraint ? definition.writeConstraint : constraintForFields(aRegister);
         field.enumerations = enumerationsOf(definition);
+        field.writeConstraint =
+            definition.writeConstraint ? definition.writeConstraint : inheritedConstraint(aRegister, field);
         field.line = definition.line;
         for (Place& place : positionsOf(definition)) {
             if (place.distance > highestBit - bits->second) {

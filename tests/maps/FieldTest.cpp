@@ -50,6 +50,24 @@ std::string value(const std::string& name, const std::string& number) {
     return element("enumeratedValue", element("name", name) + element("value", number));
 }
 
+TEST(Field, InheritsAConstraintToEnumeratedValuesIfItHasSomeForWriting) {
+    const auto constraintOf = [](const std::string& elements) {
+        return onlyField(read(mapOf(registerOf("<writeConstraint><useEnumeratedValues>true</useEnumeratedValues>"
+                                               "</writeConstraint>" +
+                                               element("fields", fieldOf(elements))))))
+            .writeConstraint;
+    };
+    const auto valuesFor = [](const std::string& usage) {
+        return element("enumeratedValues", element("usage", usage) + value("On", "1"));
+    };
+    EXPECT_FALSE(constraintOf(""));
+    EXPECT_FALSE(constraintOf(valuesFor("read")));
+    for (const std::string usage : {"write", "read-write"}) {
+        ASSERT_TRUE(constraintOf(valuesFor(usage))) << usage;
+        EXPECT_EQ(constraintOf(valuesFor(usage))->kind, Maps::WriteConstraint::Kind::EnumeratedValues);
+    }
+}
+
 TEST(Field, NamesItsValues) {
     const Maps::Field field = onlyField(read(mapOfFields(fieldOf(
         "<enumeratedValues><name>Mode</name><headerEnumName>MODE</headerEnumName>"

@@ -318,6 +318,18 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
     expectRefused("write map32 R 1", "map32: register R may be written only with the value that was read");
 }
 
+TEST_F(RegisterNames, TakeAnyNumberForAFieldWithoutNamesOfARegisterThatTakesOnlyNames) {
+    const std::string states = "<enumeratedValues><enumeratedValue><name>on</name><value>1</value></enumeratedValue>"
+                               "</enumeratedValues>";
+    describe(aRegister("R", "0",
+                       "<writeConstraint><useEnumeratedValues>true</useEnumeratedValues></writeConstraint>" +
+                           fields(field("STATE", "[1:0]", states) + field("LEVEL", "[15:8]"))));
+    expect("write map32 R.LEVEL 5", 0, "map32 R.LEVEL = 5\n");
+    expect("write map32 R 0x701", 0, "map32 R = 0x00000701\n");
+    expectRefused("write map32 R.STATE 2", "map32: field R.STATE: '2' is not a value that may be written");
+    expectRefused("write map32 R 0x702", "map32: field R.STATE: 2 is not a value that may be written");
+}
+
 TEST_F(RegisterNames, MayKeepAFieldWhoseOnlyValueClearsIt) {
     const std::string clearing =
         "<modifiedWriteValues>oneToClear</modifiedWriteValues>"
