@@ -66,6 +66,9 @@ public:
             m_addresses.registerMap()->requireAccessible(whole.place);
             Rynvelctl::requireAllowed(whole, {value, UINT32_MAX});
         });
+        if (m_first.named) {
+            m_addresses.registerMap()->requireNoParts(range);
+        }
     }
 
 private:

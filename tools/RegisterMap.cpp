@@ -100,6 +100,17 @@ void RegisterMap::checkAfterFirst(const RegisterRange& range,
     }
 }
 
+void RegisterMap::requireNoParts(const RegisterRange& range) const {
+    const std::uint64_t bytes = Common::bytesOf(m_target->width());
+    for (std::uint64_t position = 1; position < range.count(); ++position) {
+        const std::uint64_t word = (range.index() + position) * bytes;
+        const Maps::LocatedRegister* const earlier = extendingBeyond(word);
+        if (earlier != nullptr && countBefore(word) == countBefore(word + bytes)) {
+            requireAccessible(*earlier);
+        }
+    }
+}
+
 std::vector<std::string> RegisterMap::inaccessible() const {
     std::vector<std::string> messages;
     for (const Maps::LocatedRegister& place : m_places) {
@@ -156,8 +167,7 @@ const Maps::LocatedRegister* RegisterMap::neighbourOf(const Maps::LocatedRegiste
     if (place.contents->size >= m_target->width()) {
         return nullptr;
     }
-    const Maps::LocatedRegister* const earlier = furthestOf(countBefore(place.offset));
-    if (earlier != nullptr && endOf(*earlier) > bitsBefore(place.offset)) {
+    if (const Maps::LocatedRegister* const earlier = extendingBeyond(place.offset)) {
         return earlier;
     }
     const std::size_t next = countBefore(place.offset + 1);
@@ -179,6 +189,11 @@ std::size_t RegisterMap::countBefore(std::uint64_t offset) const {
 
 const Maps::LocatedRegister* RegisterMap::furthestOf(std::size_t count) const {
     return count == 0 ? nullptr : &m_places[m_extents[count - 1].furthest];
+}
+
+const Maps::LocatedRegister* RegisterMap::extendingBeyond(std::uint64_t offset) const {
+    const Maps::LocatedRegister* const furthest = furthestOf(countBefore(offset));
+    return furthest != nullptr && endOf(*furthest) > bitsBefore(offset) ? furthest : nullptr;
 }
 
 bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& place) const {

@@ -77,6 +77,13 @@ public:
      */
     void checkAfterFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
 
+    /**
+     * Checks the words of a range after the first one in which no register of the map begins.
+     *
+     * @throws Failure if an earlier register extends into one of them. The device cannot access such a register.
+     */
+    void requireNoParts(const RegisterRange& range) const;
+
     /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
      * access it. */
     std::vector<std::string> inaccessible() const;
@@ -102,6 +109,8 @@ private:
     std::size_t countBefore(std::uint64_t offset) const;
     /** Returns the place that ends last among the first ones; null for a count of 0. */
     const Maps::LocatedRegister* furthestOf(std::size_t count) const;
+    /** Returns the place that begins before an offset and ends last, if it ends after the offset; null otherwise. */
+    const Maps::LocatedRegister* extendingBeyond(std::uint64_t offset) const;
     bool hasReadEffect(const Maps::LocatedRegister& place) const;
     /**
      * Returns another register in the word of a register that is narrower than the word; null if there is none. A

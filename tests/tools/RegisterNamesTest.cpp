@@ -463,6 +463,20 @@ TEST_F(RegisterNames, SelectConsecutiveRegistersIfOneOfEachAddressAllowsTheAcces
     expectRefused("dump map32 THR 1", "map32: register THR is write-only");
 }
 
+TEST_F(RegisterNames, AreRefusedIfAWiderRegisterReachesIntoALaterAddress) {
+    describe(aRegister("LOW", "0") + aRegister("BOTH", "0", "<size>64</size>") + aRegister("NEXT", "0xC") +
+             aRegister("LONG", "0xC", "<size>128</size>") + aRegister("LAST", "0x14"));
+    expectRefused("fill map32 LOW 2 1", "map32: register BOTH has 64 bits (the device has 32-bit registers)");
+    expectRefused("fill map32 LAST 2 1", "map32: register LONG has 128 bits (the device has 32-bit registers)");
+    expect("fill map32 LOW 1 1 --quiet", 0, "");
+    expect("fill map32 0 2 1 --quiet", 0, "");
+    expect("dump map32 LOW 2", 0, "0x00000000: 00000001 00000001\n");
+    describe(aRegister("LOW", "0") + aRegister("BOTH", "0", "<size>64</size>") + aRegister("HIGH", "4") +
+             aRegister("BEHIND", "12"));
+    expect("fill map32 LOW 4 2 --quiet", 0, "");
+    EXPECT_EQ(get(12), 2U);
+}
+
 TEST_F(RegisterNames, AreWatchedAtTheSameAddress) {
     describe(aRegister("RX", "0") + aRegister("TX", "0", "<alternateRegister>RX</alternateRegister>"));
     expect("watch map32 RX TX RX --count 2 --interval 1ms --quiet", 0, "RX 0x00000000\nTX 0x00000000\nRX 0x00000000\n");
