@@ -46,6 +46,11 @@ std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
     return isAllowed ? "" : "the value may not be written";
 }
 
+/** Returns whether a field can be compared, and has one of the bits that differ. */
+bool isDifferent(const Field& field, const Maps::Register& contents, std::uint64_t bits) {
+    return Maps::isInside(field, contents) && Maps::isReadable(field.access) && (bits & Maps::maskOf(field)) != 0;
+}
+
 /** Returns the write of a register without fields. */
 FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
     FieldWrite write;
@@ -163,24 +168,26 @@ std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister&
                                                            std::uint32_t wanted) {
     std::vector<Maps::Assignment> assignments;
     std::uint64_t different = current ^ wanted;
-    std::uint64_t others = different;
     for (const Field& field : target.contents().fields) {
-        if (!Maps::isInside(field, target.contents()) || (different & Maps::maskOf(field)) == 0 ||
-            !Maps::isReadable(field.access)) {
-            continue;
+        if (isDifferent(field, target.contents(), different) && Rynvelctl::obstacleTo(field).empty()) {
+            assignments.push_back({field.name, hexadecimal(Maps::decode(field, wanted).value)});
+            // Another field may share the bits.
+            different &= ~Maps::maskOf(field);
         }
-        others &= ~Maps::maskOf(field);
-        const std::string obstacle = Rynvelctl::obstacleTo(field);
-        if (!obstacle.empty()) {
-            skip(obstacle, target.name() + '.' + field.name);
-            continue;
+    }
+    skipFields(target, different);
+    return assignments;
+}
+
+void Restoration::skipFields(const MappedRegister& target, std::uint64_t bits) {
+    std::uint64_t others = bits;
+    for (const Field& field : target.contents().fields) {
+        if (isDifferent(field, target.contents(), bits)) {
+            skip(Rynvelctl::obstacleTo(field), target.name() + '.' + field.name);
+            others &= ~Maps::maskOf(field);
         }
-        assignments.push_back({field.name, hexadecimal(Maps::decode(field, wanted).value)});
-        // Another field may share the bits.
-        different &= ~Maps::maskOf(field);
     }
     skipOtherBits(target, others);
-    return assignments;
 }
 
 void Restoration::skipOtherBits(const MappedRegister& target, std::uint64_t bits) {

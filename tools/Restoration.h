@@ -68,6 +68,8 @@ private:
                                               std::uint32_t wanted);
     std::vector<Maps::Assignment> differingFields(const MappedRegister& target, std::uint32_t current,
                                                   std::uint32_t wanted);
+    /** Names what differs and is not restored. @param bits those that differ. */
+    void skipFields(const MappedRegister& target, std::uint64_t bits);
     /** Names what differs although no readable field describes it. @param bits those that differ. */
     void skipOtherBits(const MappedRegister& target, std::uint64_t bits);
     void write(const MappedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);

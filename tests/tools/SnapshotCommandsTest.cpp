@@ -504,6 +504,19 @@ TEST_F(SavedRegisters, AreNamedWhereBitsDifferThatARestorationDoesNotWrite) {
     EXPECT_EQ(peek(0), 0x10301U);
 }
 
+TEST_F(SavedRegisters, AreNotNamedWhereAnotherFieldRestoresTheirBits) {
+    const std::string canOnlyBeRead = element("access", "read-only");
+    describeMap32(aRegister("CTRL", "0",
+                            element("fields", field("SEEN", "[3:0]", canOnlyBeRead) + field("SET", "[3:0]") +
+                                                  field("MORE", "[4:3]", canOnlyBeRead))));
+    run("save map32 s");
+    poke(0, 0x0F);
+    expect("restore map32 s --dry-run", 0, "map32 CTRL: 0x0000000f -> 0x00000000 (not written)\n");
+    expect("restore map32 s", 0, "map32 CTRL: 0x0000000f -> 0x00000000\n");
+    poke(0, 0x1F);
+    expect("restore map32 s", 0, "map32 CTRL: 0x0000001f -> 0x00000010\nmap32: not restored, read-only: CTRL.MORE\n");
+}
+
 TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
     describeMap32(
         aRegister("ECHO", "0", element("writeConstraint", element("writeAsRead", "true"))) +
