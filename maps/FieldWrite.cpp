@@ -55,38 +55,50 @@ public:
     }
 
     /** Returns whether all writable fields are assigned. */
-    bool isComplete() const {
-        return std::none_of(contents().fields.begin(), contents().fields.end(),
-                            [this](const Field& field) { return isOther(field); });
-    }
+    bool isComplete() const { return otherFields().empty(); }
 
     /** @throws RefusedValue if the register cannot be read for the values of the other fields. */
     void requireReadable(bool hasReadEffect) const {
         if (!isReadable(contents().access)) {
             throw RefusedValue(
-                refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values"));
+                refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values",
+                        otherFields()));
         }
         if (hasReadEffect) {
             throw RefusedValue(refusal("reading register " + m_place.name +
-                                       " has a side effect, so its other fields cannot keep their values"));
+                                           " has a side effect, so its other fields cannot keep their values",
+                                       otherFields()));
         }
     }
 
     /** @throws RefusedValue if another field cannot keep its value although the register can be read. */
     void requireKept() const {
-        for (const Field& field : contents().fields) {
-            const std::string reason = isOther(field) ? reasonToChange(field.access, field.modifiedWrite) : "";
-            if (!reason.empty()) {
-                throw RefusedValue(refusal("field " + m_place.name + '.' + field.name + ' ' + reason));
-            }
+        const auto reasonFor = [](const Field& field) { return reasonToChange(field.access, field.modifiedWrite); };
+        const std::vector<const Field*> lost =
+            otherFields([&reasonFor](const Field& field) { return !reasonFor(field).empty(); });
+        if (!lost.empty()) {
+            throw RefusedValue(
+                refusal("field " + m_place.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
         }
     }
 
 private:
     const Register& contents() const { return *m_place.contents; }
 
-    bool isOther(const Field& field) const {
-        return isConcerned(field, contents()) && (maskOf(field) & ~m_assigned.mask) != 0;
+    std::vector<const Field*> otherFields() const {
+        return otherFields([](const Field&) { return true; });
+    }
+
+    /** Returns the writable fields that are not assigned completely and meet a condition. */
+    template <typename Condition>
+    std::vector<const Field*> otherFields(const Condition& condition) const {
+        std::vector<const Field*> fields;
+        for (const Field& field : contents().fields) {
+            if (isConcerned(field, contents()) && (maskOf(field) & ~m_assigned.mask) != 0 && condition(field)) {
+                fields.push_back(&field);
+            }
+        }
+        return fields;
     }
 
     void keep(MaskedValue& written, ModifiedWrite modifiedWrite, std::uint64_t bits) const {
@@ -105,14 +117,13 @@ private:
         return bits;
     }
 
-    std::string refusal(const std::string& problem) const {
-        std::string others;
-        for (const Field& field : contents().fields) {
-            if (isOther(field)) {
-                others += (others.empty() ? "" : ", ") + field.name;
-            }
+    /** @param fields those that the user must also write. */
+    std::string refusal(const std::string& problem, const std::vector<const Field*>& fields) const {
+        std::string names;
+        for (const Field* const field : fields) {
+            names += (names.empty() ? "" : ", ") + field->name;
         }
-        return problem + " (" + m_remedy.before + others + m_remedy.after + ")";
+        return problem + " (" + m_remedy.before + names + m_remedy.after + ")";
     }
 
     const LocatedRegister& m_place;
