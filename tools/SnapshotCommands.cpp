@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -152,23 +153,44 @@ void diff(const CommandContext& context, const DiffOptions& options) {
     }
 }
 
-// With --quiet, too, the user must see what was not restored. Standard error then has the names.
-void printSkipped(const Output& output, const SkippedRegisters& skipped) {
-    if (output.format() == Format::Bare) {
-        printError(formatText(Report(skipped)));
-    } else {
-        output.print(skipped);
-    }
-}
+/** Standard output for the results of a restoration, which is over even if a result is lost. */
+class RestorationOutput {
+public:
+    explicit RestorationOutput(const Output& output) : m_output(output) {}
 
-void print(const Output& output, const Restoration& restoration) {
-    for (const RestoredRegister& restored : restoration.restored()) {
-        output.print(restored);
+    void print(const Restoration& restoration) {
+        for (const RestoredRegister& restored : restoration.restored()) {
+            print(restored);
+        }
+        for (const SkippedRegisters& skipped : restoration.skipped()) {
+            print(skipped);
+            // The user must see what was not restored, even with --quiet or without standard output.
+            if (m_failure || m_output.format() == Format::Bare) {
+                printError(formatText(Report(skipped)));
+            }
+        }
     }
-    for (const SkippedRegisters& skipped : restoration.skipped()) {
-        printSkipped(output, skipped);
+
+    /** Returns why results are lost; none if there is none. */
+    const std::optional<Failure>& failure() const { return m_failure; }
+
+private:
+    void print(const Report& report) {
+        if (m_failure) {
+            return;
+        }
+        try {
+            m_output.print(report);
+        } catch (const OutputClosed&) {
+            m_failure = outputFailure(EPIPE);
+        } catch (const Failure& failure) {
+            m_failure = failure;
+        }
     }
-}
+
+    const Output& m_output;
+    std::optional<Failure> m_failure;
+};
 
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file);
@@ -183,13 +205,12 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
     // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
     const std::optional<Failure> failure = restoration.restore(snapshot);
-    try {
-        print(context.output(), restoration);
-    } catch (const OutputClosed&) {
-        // The reader misses the rest of the output, but not a failure.
-    }
-    if (failure) {
-        throw Failure(*failure);
+    RestorationOutput output(context.output());
+    output.print(restoration);
+    for (const auto& problem : {failure, output.failure()}) {
+        if (problem) {
+            throw Failure(*problem);
+        }
     }
     if (!restoration.isMatching()) {
         throw SilentEnd{ExitStatus::Failed};

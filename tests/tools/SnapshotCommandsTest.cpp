@@ -97,14 +97,24 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
+    /** @param output the descriptor of standard output, which is closed. */
+    Ending runWithOutput(int output, const std::string& line) const {
+        Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), output);
+        close(output);
+        return program.wait();
+    }
+
     /** Runs the program with a standard output that nobody reads. */
     Ending runWithoutAReader(const std::string& line) const {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
         close(ends[0]);
-        Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), ends[1]);
-        close(ends[1]);
-        return program.wait();
+        return runWithOutput(ends[1], line);
+    }
+
+    /** Runs the program with a standard output that has no more space. */
+    Ending runOnAFullDisk(const std::string& line) const {
+        return runWithOutput(open("/dev/full", O_WRONLY | O_CLOEXEC), line);
     }
 
     /** Gives map32 other registers. */
@@ -591,14 +601,38 @@ TEST_F(SavedRegisters, ThatTheMapDoesNotHaveTakeNoMoreTimeThanTheCommandMay) {
         << ending.error.substr(0, 200);
 }
 
-TEST_F(SavedRegisters, AreRestoredToTheEndWithoutAReader) {
+TEST_F(SavedRegisters, AreRestoredToTheEndWhenStandardOutputFails) {
     run("save file8 s");
     m_folder.store("registers8", "\x09\x09\x09");
-    expectEnding(runWithoutAReader("restore file8 s"), 0, "");
+    expectEnding(runWithoutAReader("restore file8 s"), 1, "", "standard output: Broken pipe");
     EXPECT_EQ(m_folder.load("registers8"), "\x01\x02\x03");
+    expectEnding(runWithoutAReader("restore file8 s"), 0, "");
+    m_folder.store("registers8", "\x09\x09\x09");
+    expectEnding(runOnAFullDisk("restore file8 s"), 1, "", "standard output: No space left on device");
+    EXPECT_EQ(m_folder.load("registers8"), "\x01\x02\x03");
+    const std::string problem = "file8: reading C failed (restored: A, B; not restored: C; not reached: none)";
     m_folder.store("registers8", "\x09\x09");
-    expectEnding(runWithoutAReader("restore file8 s"), 1, "",
-                 "file8: reading C failed (restored: A, B; not restored: C; not reached: none)");
+    expectEnding(runWithoutAReader("restore file8 s"), 1, "", problem);
+    m_folder.store("registers8", "\x09\x09");
+    expectEnding(runOnAFullDisk("restore file8 s"), 1, "", problem);
+}
+
+TEST_F(SavedRegisters, ThatAreNotRestoredAreNamedWhenStandardOutputFails) {
+    run("save map32 s");
+    const std::string notRestored = "map32: not restored, read-only: STATUS\n"
+                                    "rynvelctl: map32: not restored, a write does not store the value: EVENTS\n"
+                                    "rynvelctl: standard output: ";
+    for (const std::uint32_t limit : {0U, 1U}) {
+        poke(0x04, 1);
+        poke(0x10, 1);
+        poke(0x14, limit);
+        expectEnding(runWithoutAReader("restore map32 s"), 1, "", notRestored + "Broken pipe");
+        EXPECT_EQ(peek(0x14), 0U);
+        poke(0x14, limit);
+        expectEnding(runOnAFullDisk("restore map32 s"), 1, "", notRestored + "No space left on device");
+        EXPECT_EQ(peek(0x14), 0U);
+        expectEnding(runWithoutAReader("restore map32 s --dry-run"), 1, "", notRestored + "Broken pipe");
+    }
 }
 
 } // namespace
