@@ -588,6 +588,31 @@ TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
            "reached: none)\n");
 }
 
+TEST_F(SavedRegisters, WhoseWriteIsNotAnsweredMayHaveBeenRestored) {
+    run("save file8 s");
+    TestPeer peer;
+    const std::string line = "--remote " + peer.address() + " restore file8 s";
+    // Open, read A, write A, read A, read B, write B.
+    const auto script = [&peer](const Reply& lastReply) {
+        peer.script({success(), success({7}), success(), success({1}), success({7}), lastReply});
+    };
+    const std::string restored = "file8 A: 0x07 -> 0x01\n";
+    const std::string outcome = " (restored: A; unknown whether written: B; not reached: C)\n";
+    script(closing());
+    expect(line, 3, restored, "rynvelctl: " + peer.address() + ": the connection was closed" + outcome);
+    script(silence());
+    expect("--timeout 500ms " + line, 4, restored,
+           "rynvelctl: " + peer.address() + ": timed out after 500 ms" + outcome);
+    script(answer(responseOf({}, Rynvel::ResponseData::Result(1))));
+    expect(line, 1, restored,
+           "rynvelctl: " + peer.address() + ": not a register server: the result is neither 0 nor -1" + outcome);
+    // A read that is not answered restores nothing.
+    peer.script({success(), closing()});
+    expect(line, 3, "",
+           "rynvelctl: " + peer.address() +
+               ": the connection was closed (restored: none; not restored: A; not reached: B, C)\n");
+}
+
 TEST_F(SavedRegisters, ThatTheMapDoesNotHaveTakeNoMoreTimeThanTheCommandMay) {
     run("save file8 s");
     std::string unknown;
