@@ -112,6 +112,16 @@ private:
     bool m_hasReplaced = false;
 };
 
+/**
+ * Checks that the user may remove a file from its folder: with the sticky bit, only the owner of the file or of the
+ * folder may do so. rmdir() does not remove a file, but says so only after the system has checked the permission.
+ */
+void requireRemovable(const std::string& file) {
+    if (::rmdir(file.c_str()) != 0 && errno != ENOTDIR) {
+        throw lastError(file);
+    }
+}
+
 void requireRegularFile(const std::string& name, mode_t mode) {
     if (S_ISDIR(mode)) {
         throw usageError(name + ": " + std::strerror(EISDIR));
@@ -143,7 +153,9 @@ std::optional<struct stat> findReplaced(const std::string& name) {
 } // namespace
 
 void requireReplaceable(const std::string& name) {
-    findReplaced(name);
+    if (findReplaced(name)) {
+        requireRemovable(name);
+    }
     const DelayedSignals signals;
     const TemporaryFile trial(name);
 }

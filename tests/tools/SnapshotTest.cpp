@@ -233,6 +233,17 @@ public:
     static inline std::function<int()> reaction;
 };
 
+/** Takes the privileges of root from the process, as long as the object exists. */
+class OtherUser {
+public:
+    static constexpr uid_t id = 65534;
+
+    OtherUser() { EXPECT_EQ(seteuid(id), 0); }
+    OtherUser(const OtherUser&) = delete;
+    OtherUser& operator=(const OtherUser&) = delete;
+    ~OtherUser() { EXPECT_EQ(seteuid(0), 0); }
+};
+
 /** Files in a folder of their own. */
 class ReplacedFiles : public testing::Test {
 protected:
@@ -324,6 +335,29 @@ TEST_F(ReplacedFiles, AreRegularFilesInAFolderThatExists) {
               "1: " + name("no/f") + ": No such file or directory");
     EXPECT_EQ(m_folder.load("f"), "old");
     EXPECT_EQ(count(), 3U);
+}
+
+TEST_F(ReplacedFiles, BelongToTheUserInAFolderWhereOthersKeepTheirs) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file to another user";
+    }
+    for (const std::string file : {"own", "foreign"}) {
+        m_folder.store(file, "old");
+        ASSERT_EQ(chmod(name(file).c_str(), 0666), 0);
+    }
+    ASSERT_EQ(chown(name("own").c_str(), OtherUser::id, 0), 0);
+    ASSERT_EQ(chmod(m_folder.path().c_str(), 01777), 0);
+    requireReplaceable(name("foreign"));
+    {
+        const OtherUser user;
+        requireReplaceable(name("own"));
+        requireReplaceable(name("new"));
+        EXPECT_EQ(failureOf([&] { requireReplaceable(name("foreign")); }),
+                  "1: " + name("foreign") + ": Operation not permitted");
+    }
+    EXPECT_EQ(m_folder.load("own"), "old");
+    EXPECT_EQ(m_folder.load("foreign"), "old");
+    EXPECT_EQ(count(), 2U);
 }
 
 TEST_F(ReplacedFiles, StayAsTheyWereWhenTheDiskIsFull) {
