@@ -19,7 +19,8 @@ void requireReplaceable(const std::string& name);
 /**
  * Gives a file new contents, or creates it. A failure, a signal and a loss of power leave the old file unchanged: the
  * new contents are in a temporary file in the same folder until they are on the disk. A file that exists keeps its
- * permissions, and its owner and group as far as the user may set them.
+ * permissions, and its owner and group as far as the user may set them. If it cannot keep its group, its new group has
+ * no permissions.
  *
  * @throws Failure if requireReplaceable() does, or if the file cannot be written.
  */

@@ -299,6 +299,25 @@ TEST_F(ReplacedFiles, KeepTheirOwner) {
     EXPECT_EQ(file.st_gid, 34U);
 }
 
+TEST_F(ReplacedFiles, GiveNoPermissionsToAnotherGroup) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file to another group";
+    }
+    m_folder.store("f", "old");
+    ASSERT_EQ(chown(name("f").c_str(), OtherUser::id, 34), 0);
+    ASSERT_EQ(chmod(name("f").c_str(), 06674), 0);
+    ASSERT_EQ(chmod(m_folder.path().c_str(), 0777), 0);
+    {
+        const OtherUser user;
+        replaceFile(name("f"), "new");
+    }
+    struct stat file {};
+    ASSERT_EQ(stat(name("f").c_str(), &file), 0);
+    EXPECT_EQ(file.st_uid, OtherUser::id);
+    EXPECT_NE(file.st_gid, 34U);
+    EXPECT_EQ(file.st_mode & 07777U, 0604U);
+}
+
 TEST_F(ReplacedFiles, DoNotRunAsTheirOwner) {
     m_folder.store("f", "old");
     ASSERT_EQ(chmod(name("f").c_str(), 06750), 0);
