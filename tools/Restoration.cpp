@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Restoration.h"
 
-#include <algorithm>
-
 #include "Formats.h"
 #include "Numbers.h"
 
@@ -221,13 +219,11 @@ void Restoration::writeFields(const RegisterRange& range, const FieldWrite& writ
 }
 
 void Restoration::skip(const std::string& reason, const std::string& name) {
-    const auto found = std::find_if(m_skipped.begin(), m_skipped.end(),
-                                    [&reason](const SkippedRegisters& skipped) { return skipped.reason == reason; });
-    if (found == m_skipped.end()) {
-        m_skipped.push_back({m_map.device().name(), reason, {name}});
-    } else {
-        found->names.push_back(name);
+    const auto [place, isNew] = m_reasons.emplace(reason, m_skipped.size());
+    if (isNew) {
+        m_skipped.push_back({m_map.device().name(), reason, {}});
     }
+    m_skipped[place->second].names.push_back(name);
 }
 
 Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {

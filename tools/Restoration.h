@@ -88,6 +88,8 @@ private:
     std::unordered_set<std::string> m_described;
     std::vector<RestoredRegister> m_restored;
     std::vector<SkippedRegisters> m_skipped;
+    /** The indexes in m_skipped by the reasons. */
+    std::unordered_map<std::string, std::size_t> m_reasons;
     bool m_isMatching = true;
     /** What has happened to the register that failed, for the error message. */
     const char* m_outcome = notRestored;

@@ -3,9 +3,11 @@
 #include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <new>
 #include <optional>
 #include <system_error>
+#include <unordered_set>
 
 #include "Commands.h"
 #include "DeviceList.h"
@@ -89,16 +91,18 @@ bool isFile(const std::string& name) {
 
 /** Removes the registers with these names, and returns the names that the snapshot has. */
 std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<std::string>& names) {
-    std::vector<std::string> removed;
-    for (const std::string& name : names) {
-        auto& registers = snapshot.registers;
-        const auto found = std::find_if(registers.begin(), registers.end(),
-                                        [&name](const SavedRegister& saved) { return saved.name == name; });
-        if (found != registers.end()) {
-            registers.erase(found);
-            removed.push_back(name);
-        }
+    auto& registers = snapshot.registers;
+    std::unordered_set<std::string> present;
+    for (const SavedRegister& saved : registers) {
+        present.insert(saved.name);
     }
+    std::vector<std::string> removed;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(removed),
+                 [&present](const std::string& name) { return present.count(name) != 0; });
+    const std::unordered_set<std::string> unwanted(removed.begin(), removed.end());
+    registers.erase(std::remove_if(registers.begin(), registers.end(),
+                                   [&unwanted](const SavedRegister& saved) { return unwanted.count(saved.name) != 0; }),
+                    registers.end());
     return removed;
 }
 

@@ -360,6 +360,18 @@ TEST_F(SavedRegisters, WithSideEffectsAreComparedWithADeviceOnlyOnRequest) {
     expect("diff map32 a --with-side-effects", 1, "FIFO: 0x00000001 -> 0x00000000\n");
 }
 
+TEST_F(SavedRegisters, WithSideEffectsAreNamedInTheOrderOfTheDevice) {
+    const std::string effect = element("readAction", "clear");
+    describeMap32(aRegister("A", "0", effect) + aRegister("B", "4") + aRegister("C", "8", effect) +
+                  aRegister("D", "12", effect) + aRegister("E", "16"));
+    run("save map32 s");
+    edit("s", R"({"name":"B","offset":4,"size":32,"value":0})",
+         R"({"name":"D","offset":12,"size":32,"value":1},{"name":"F","offset":20,"size":32,"value":0},)"
+         R"({"name":"B","offset":4,"size":32,"value":1},{"name":"A","offset":0,"size":32,"value":1})");
+    expect("diff map32 s", 1, "B: 0x00000000 -> 0x00000001\nF: only in s (0x00000014 = 0x00000000)\n",
+           "rynvelctl: map32: reading has a side effect, left out: A, D (--with-side-effects includes them)\n");
+}
+
 TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
     run("save file8 a");
     m_folder.store("file8", m_folder.load("a"));
@@ -474,6 +486,28 @@ TEST_F(SavedRegisters, ThatTheDeviceDoesNotHaveEndTheRestorationWithAFailure) {
         EXPECT_NE(ending.error.find(std::string(": ") + name + '\n'), std::string::npos) << ending.error;
         EXPECT_EQ(run(std::string("restore map32 ") + file).status, 1) << name;
     }
+}
+
+TEST_F(SavedRegisters, AreNamedByTheReasonsInTheOrderInWhichTheReasonsOccur) {
+    const std::string limited =
+        element("fields",
+                field("F", "[7:0]",
+                      element("writeConstraint", element("range", element("minimum", "0") + element("maximum", "4")))));
+    const std::string readOnly = element("access", "read-only");
+    describeMap32(aRegister("A", "0", limited) + aRegister("B", "4", readOnly) + aRegister("C", "8", limited) +
+                  aRegister("D", "12", readOnly));
+    const auto pokeAll = [this](std::uint32_t number) {
+        for (const std::size_t offset : {0U, 4U, 8U, 12U}) {
+            poke(offset, number);
+        }
+    };
+    pokeAll(9);
+    run("save map32 s");
+    pokeAll(0);
+    expect("restore map32 s", 0,
+           "map32: not restored, field A.F: '0x00000009' is not a value that may be written: A\n"
+           "map32: not restored, read-only: B, D\n"
+           "map32: not restored, field C.F: '0x00000009' is not a value that may be written: C\n");
 }
 
 TEST_F(SavedRegisters, AreRestoredWithoutAnEffectOnFieldsThatWritesModify) {
