@@ -25,6 +25,12 @@ private:
     ExitStatus m_status;
 };
 
+/** The failure of a request without a valid answer. The server may have carried out the request. */
+class UnansweredRequest : public Failure {
+public:
+    explicit UnansweredRequest(const Failure& failure) : Failure(failure) {}
+};
+
 /** Ends the command with a status and without an error message. */
 struct SilentEnd {
     ExitStatus status;

@@ -23,6 +23,7 @@ namespace {
 constexpr mode_t newFileMode = 0666;
 // A replaced file does not run as its owner or its group.
 constexpr mode_t permissions = 0777;
+constexpr mode_t groupPermissions = 0070;
 
 Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
 
@@ -71,12 +72,10 @@ public:
         }
     }
 
-    /** Gives the file to an owner and a group as far as the user may do so. */
-    void setOwner(uid_t owner, gid_t group) const {
+    /** Gives the file to an owner and a group as far as the user may do so. @return whether it has the group. */
+    bool setOwner(uid_t owner, gid_t group) const {
         constexpr auto sameOwner = static_cast<uid_t>(-1);
-        if (::fchown(m_file.number(), owner, group) != 0) {
-            [[maybe_unused]] const int result = ::fchown(m_file.number(), sameOwner, group);
-        }
+        return ::fchown(m_file.number(), owner, group) == 0 || ::fchown(m_file.number(), sameOwner, group) == 0;
     }
 
     void setMode(mode_t mode) const { require(::fchmod(m_file.number(), mode & permissions) == 0); }
@@ -112,6 +111,16 @@ private:
     bool m_hasReplaced = false;
 };
 
+/**
+ * Checks that the user may remove a file from its folder: with the sticky bit, only the owner of the file or of the
+ * folder may do so. rmdir() does not remove a file, but says so only after the system has checked the permission.
+ */
+void requireRemovable(const std::string& file) {
+    if (::rmdir(file.c_str()) != 0 && errno != ENOTDIR) {
+        throw lastError(file);
+    }
+}
+
 void requireRegularFile(const std::string& name, mode_t mode) {
     if (S_ISDIR(mode)) {
         throw usageError(name + ": " + std::strerror(EISDIR));
@@ -143,7 +152,9 @@ std::optional<struct stat> findReplaced(const std::string& name) {
 } // namespace
 
 void requireReplaceable(const std::string& name) {
-    findReplaced(name);
+    if (findReplaced(name)) {
+        requireRemovable(name);
+    }
     const DelayedSignals signals;
     const TemporaryFile trial(name);
 }
@@ -153,8 +164,9 @@ void replaceFile(const std::string& name, const std::string& contents) {
     const DelayedSignals signals;
     TemporaryFile file(name);
     if (replaced) {
-        file.setOwner(replaced->st_uid, replaced->st_gid);
-        file.setMode(replaced->st_mode);
+        const bool hasGroup = file.setOwner(replaced->st_uid, replaced->st_gid);
+        // Another group does not have the permissions of this group.
+        file.setMode(hasGroup ? replaced->st_mode : replaced->st_mode & ~groupPermissions);
     }
     file.write(contents);
     file.replace();

@@ -11,15 +11,16 @@
 namespace Rynvelctl {
 
 /**
- * @throws Failure if the name is that of a folder, a symbolic link, a device or another special file, or if no file can
- * be created in its folder.
+ * @throws Failure if the name is that of a folder, a symbolic link, a device or another special file, if the user may
+ * not write or replace it, or if no file can be created in its folder.
  */
 void requireReplaceable(const std::string& name);
 
 /**
  * Gives a file new contents, or creates it. A failure, a signal and a loss of power leave the old file unchanged: the
  * new contents are in a temporary file in the same folder until they are on the disk. A file that exists keeps its
- * permissions, and its owner and group as far as the user may set them.
+ * permissions, and its owner and group as far as the user may set them. If it cannot keep its group, its new group has
+ * no permissions.
  *
  * @throws Failure if requireReplaceable() does, or if the file cannot be written.
  */

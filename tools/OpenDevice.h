@@ -18,7 +18,7 @@ namespace Rynvelctl {
 
 /**
  * A device that a command has opened. A function throws Failure if the operation fails, or if the time-out of the
- * command passes.
+ * command passes. The failure is an UnansweredRequest if a server may have carried out the operation.
  */
 class OpenDevice {
 public:

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "DeviceName.h"
-#include "Failure.h"
 #include "Formats.h"
 
 namespace Rynvelctl {
@@ -55,12 +54,16 @@ std::size_t writeSome(std::string_view text) {
         throw OutputClosed();
     }
     if (errno != EAGAIN && errno != EINTR) {
-        throw Failure(ExitStatus::Failed, std::string("standard output: ") + std::strerror(errno));
+        throw outputFailure(errno);
     }
     return 0;
 }
 
 } // namespace
+
+Failure outputFailure(int error) {
+    return {ExitStatus::Failed, std::string("standard output: ") + std::strerror(error)};
+}
 
 void Output::print(const Report& report) const {
     const std::string text = withoutControlCharacters(formatReport(m_format, report));

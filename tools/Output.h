@@ -7,6 +7,7 @@
 #define RYNVELCTL_OUTPUT_H
 
 #include "CommandTimeout.h"
+#include "Failure.h"
 #include "Report.h"
 
 namespace Rynvelctl {
@@ -15,6 +16,9 @@ enum class Format { Text, Bare, Json };
 
 /** Thrown if the reader of standard output has closed the stream. */
 struct OutputClosed {};
+
+/** Returns the failure of a write to standard output. @param error the error number. */
+Failure outputFailure(int error);
 
 class Output {
 public:

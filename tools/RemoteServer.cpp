@@ -49,6 +49,11 @@ Common::DeadlineFactory RemoteServer::deadlines() const {
     return [timeout = m_timeout] { return timeout.answerDeadline(); };
 }
 
+bool RemoteServer::isAnswer(const Common::ExchangeError& error) {
+    using Cause = Common::ExchangeError::Cause;
+    return error.cause() == Cause::Refused || error.cause() == Cause::NotServed;
+}
+
 Failure RemoteServer::failure(const Common::ExchangeError& error, const std::string& refusal) const {
     using Cause = Common::ExchangeError::Cause;
     switch (error.cause()) {

@@ -37,7 +37,8 @@ public:
      * Calls an operation that exchanges records with the server, and returns its result.
      *
      * @param refusal the error message if the server refuses a request.
-     * @throws Failure instead of an ExchangeError.
+     * @throws Failure instead of an ExchangeError: UnansweredRequest if the server has not answered a request, or not
+     * in a valid way.
      */
     template <typename Operation>
     auto call(const Operation& operation, const std::string& refusal) const {
@@ -45,7 +46,10 @@ public:
             const AnswerRecorder recorder(m_hasAnswered);
             return operation();
         } catch (const Common::ExchangeError& error) {
-            throw failure(error, refusal);
+            if (isAnswer(error)) {
+                throw failure(error, refusal);
+            }
+            throw UnansweredRequest(failure(error, refusal));
         }
     }
 
@@ -62,6 +66,9 @@ private:
         bool& m_hasAnswered;
         const int m_exceptions = std::uncaught_exceptions();
     };
+
+    /** Returns whether the server has answered the request, with an error. */
+    static bool isAnswer(const Common::ExchangeError& error);
 
     Failure failure(const Common::ExchangeError& error, const std::string& refusal) const;
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Restoration.h"
 
-#include <algorithm>
-
 #include "Formats.h"
 #include "Numbers.h"
 
@@ -62,15 +60,6 @@ FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
 
 std::uint32_t valueIn(const MappedRegister& target, std::uint32_t word) {
     return word & static_cast<std::uint32_t>(Maps::bitsOf(target.contents()));
-}
-
-void writeFields(OpenDevice& device, const RegisterRange& range, const FieldWrite& write) {
-    const auto value = static_cast<std::uint32_t>(write.written.value);
-    if (write.isWhole) {
-        device.write(range, value);
-    } else {
-        device.write(range, value, static_cast<std::uint32_t>(write.written.mask));
-    }
 }
 
 std::string listOrNone(const std::vector<std::string>& names) { return names.empty() ? "none" : joinNames(names); }
@@ -208,8 +197,7 @@ void Restoration::write(const MappedRegister& target, std::uint32_t current, con
     const auto value = static_cast<std::uint32_t>(write.assigned.value);
     std::uint32_t result = (current & ~mask) | value;
     if (m_mode == Mode::Write) {
-        writeFields(m_device, target.range, write);
-        m_isUnconfirmed = true;
+        writeFields(target.range, write);
         result = valueIn(target, m_device.read(target.range));
         if ((result & mask) != value) {
             const unsigned int width = target.contents().size;
@@ -218,18 +206,31 @@ void Restoration::write(const MappedRegister& target, std::uint32_t current, con
                                                   hexadecimal((current & ~mask) | value, width) + " was written");
         }
     }
-    m_isUnconfirmed = false;
+    m_outcome = notRestored;
     m_restored.push_back({target.range, target.contents().size, current, result, m_mode == Mode::Write});
 }
 
-void Restoration::skip(const std::string& reason, const std::string& name) {
-    const auto found = std::find_if(m_skipped.begin(), m_skipped.end(),
-                                    [&reason](const SkippedRegisters& skipped) { return skipped.reason == reason; });
-    if (found == m_skipped.end()) {
-        m_skipped.push_back({m_map.device().name(), reason, {name}});
-    } else {
-        found->names.push_back(name);
+void Restoration::writeFields(const RegisterRange& range, const FieldWrite& write) {
+    const auto value = static_cast<std::uint32_t>(write.written.value);
+    try {
+        if (write.isWhole) {
+            m_device.write(range, value);
+        } else {
+            m_device.write(range, value, static_cast<std::uint32_t>(write.written.mask));
+        }
+    } catch (const UnansweredRequest&) {
+        m_outcome = unknown;
+        throw;
     }
+    m_outcome = unconfirmed;
+}
+
+void Restoration::skip(const std::string& reason, const std::string& name) {
+    const auto [place, isNew] = m_reasons.emplace(reason, m_skipped.size());
+    if (isNew) {
+        m_skipped.push_back({m_map.device().name(), reason, {}});
+    }
+    m_skipped[place->second].names.push_back(name);
 }
 
 Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {
@@ -241,9 +242,8 @@ Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot
     for (std::size_t i = failed + 1; i < snapshot.registers.size(); ++i) {
         later.push_back(snapshot.registers[i].name);
     }
-    const std::string outcome = m_isUnconfirmed ? "; written, but not confirmed: " : "; not restored: ";
-    return {failure.status(), std::string(failure.what()) + " (restored: " + listOrNone(restored) + outcome +
-                                  snapshot.registers[failed].name + "; not reached: " + listOrNone(later) + ')'};
+    return {failure.status(), std::string(failure.what()) + " (restored: " + listOrNone(restored) + "; " + m_outcome +
+                                  ": " + snapshot.registers[failed].name + "; not reached: " + listOrNone(later) + ')'};
 }
 
 } // namespace Rynvelctl

@@ -53,6 +53,10 @@ public:
     bool isMatching() const { return m_isMatching; }
 
 private:
+    static constexpr const char* notRestored = "not restored";
+    static constexpr const char* unconfirmed = "written, but not confirmed";
+    static constexpr const char* unknown = "unknown whether written";
+
     /** Why a register of the snapshot cannot be compared with the device. */
     struct Obstacle {
         std::string reason;
@@ -73,6 +77,7 @@ private:
     /** Names what differs although no readable field describes it. @param bits those that differ. */
     void skipOtherBits(const MappedRegister& target, std::uint64_t bits);
     void write(const MappedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);
+    void writeFields(const RegisterRange& range, const Maps::FieldWrite& write);
     void skip(const std::string& reason, const std::string& name);
     Failure incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const;
 
@@ -85,9 +90,11 @@ private:
     std::unordered_set<std::string> m_described;
     std::vector<RestoredRegister> m_restored;
     std::vector<SkippedRegisters> m_skipped;
+    /** The indexes in m_skipped by the reasons. */
+    std::unordered_map<std::string, std::size_t> m_reasons;
     bool m_isMatching = true;
-    /** Whether the last register has been written, but not read back with the right value. */
-    bool m_isUnconfirmed = false;
+    /** What has happened to the register that failed, for the error message. */
+    const char* m_outcome = notRestored;
 };
 
 } // namespace Rynvelctl

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <new>
 #include <optional>
 #include <system_error>
+#include <unordered_set>
 
 #include "Commands.h"
 #include "DeviceList.h"
@@ -88,16 +91,18 @@ bool isFile(const std::string& name) {
 
 /** Removes the registers with these names, and returns the names that the snapshot has. */
 std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<std::string>& names) {
-    std::vector<std::string> removed;
-    for (const std::string& name : names) {
-        auto& registers = snapshot.registers;
-        const auto found = std::find_if(registers.begin(), registers.end(),
-                                        [&name](const SavedRegister& saved) { return saved.name == name; });
-        if (found != registers.end()) {
-            registers.erase(found);
-            removed.push_back(name);
-        }
+    auto& registers = snapshot.registers;
+    std::unordered_set<std::string> present;
+    for (const SavedRegister& saved : registers) {
+        present.insert(saved.name);
     }
+    std::vector<std::string> removed;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(removed),
+                 [&present](const std::string& name) { return present.count(name) != 0; });
+    const std::unordered_set<std::string> unwanted(removed.begin(), removed.end());
+    registers.erase(std::remove_if(registers.begin(), registers.end(),
+                                   [&unwanted](const SavedRegister& saved) { return unwanted.count(saved.name) != 0; }),
+                    registers.end());
     return removed;
 }
 
@@ -152,23 +157,44 @@ void diff(const CommandContext& context, const DiffOptions& options) {
     }
 }
 
-// With --quiet, too, the user must see what was not restored. Standard error then has the names.
-void printSkipped(const Output& output, const SkippedRegisters& skipped) {
-    if (output.format() == Format::Bare) {
-        printError(formatText(Report(skipped)));
-    } else {
-        output.print(skipped);
-    }
-}
+/** Standard output for the results of a restoration, which is over even if a result is lost. */
+class RestorationOutput {
+public:
+    explicit RestorationOutput(const Output& output) : m_output(output) {}
 
-void print(const Output& output, const Restoration& restoration) {
-    for (const RestoredRegister& restored : restoration.restored()) {
-        output.print(restored);
+    void print(const Restoration& restoration) {
+        for (const RestoredRegister& restored : restoration.restored()) {
+            print(restored);
+        }
+        for (const SkippedRegisters& skipped : restoration.skipped()) {
+            print(skipped);
+            // The user must see what was not restored, even with --quiet or without standard output.
+            if (m_failure || m_output.format() == Format::Bare) {
+                printError(formatText(Report(skipped)));
+            }
+        }
     }
-    for (const SkippedRegisters& skipped : restoration.skipped()) {
-        printSkipped(output, skipped);
+
+    /** Returns why results are lost; none if there is none. */
+    const std::optional<Failure>& failure() const { return m_failure; }
+
+private:
+    void print(const Report& report) {
+        if (m_failure) {
+            return;
+        }
+        try {
+            m_output.print(report);
+        } catch (const OutputClosed&) {
+            m_failure = outputFailure(EPIPE);
+        } catch (const Failure& failure) {
+            m_failure = failure;
+        }
     }
-}
+
+    const Output& m_output;
+    std::optional<Failure> m_failure;
+};
 
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file);
@@ -183,13 +209,12 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
     // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
     const std::optional<Failure> failure = restoration.restore(snapshot);
-    try {
-        print(context.output(), restoration);
-    } catch (const OutputClosed&) {
-        // The reader misses the rest of the output, but not a failure.
-    }
-    if (failure) {
-        throw Failure(*failure);
+    RestorationOutput output(context.output());
+    output.print(restoration);
+    for (const auto& problem : {failure, output.failure()}) {
+        if (problem) {
+            throw Failure(*problem);
+        }
     }
     if (!restoration.isMatching()) {
         throw SilentEnd{ExitStatus::Failed};

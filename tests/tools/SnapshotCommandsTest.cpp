@@ -97,14 +97,24 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
+    /** @param output the descriptor of standard output, which is closed. */
+    Ending runWithOutput(int output, const std::string& line) const {
+        Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), output);
+        close(output);
+        return program.wait();
+    }
+
     /** Runs the program with a standard output that nobody reads. */
     Ending runWithoutAReader(const std::string& line) const {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
         close(ends[0]);
-        Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), ends[1]);
-        close(ends[1]);
-        return program.wait();
+        return runWithOutput(ends[1], line);
+    }
+
+    /** Runs the program with a standard output that has no more space. */
+    Ending runOnAFullDisk(const std::string& line) const {
+        return runWithOutput(open("/dev/full", O_WRONLY | O_CLOEXEC), line);
     }
 
     /** Gives map32 other registers. */
@@ -350,6 +360,18 @@ TEST_F(SavedRegisters, WithSideEffectsAreComparedWithADeviceOnlyOnRequest) {
     expect("diff map32 a --with-side-effects", 1, "FIFO: 0x00000001 -> 0x00000000\n");
 }
 
+TEST_F(SavedRegisters, WithSideEffectsAreNamedInTheOrderOfTheDevice) {
+    const std::string effect = element("readAction", "clear");
+    describeMap32(aRegister("A", "0", effect) + aRegister("B", "4") + aRegister("C", "8", effect) +
+                  aRegister("D", "12", effect) + aRegister("E", "16"));
+    run("save map32 s");
+    edit("s", R"({"name":"B","offset":4,"size":32,"value":0})",
+         R"({"name":"D","offset":12,"size":32,"value":1},{"name":"F","offset":20,"size":32,"value":0},)"
+         R"({"name":"B","offset":4,"size":32,"value":1},{"name":"A","offset":0,"size":32,"value":1})");
+    expect("diff map32 s", 1, "B: 0x00000000 -> 0x00000001\nF: only in s (0x00000014 = 0x00000000)\n",
+           "rynvelctl: map32: reading has a side effect, left out: A, D (--with-side-effects includes them)\n");
+}
+
 TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
     run("save file8 a");
     m_folder.store("file8", m_folder.load("a"));
@@ -464,6 +486,28 @@ TEST_F(SavedRegisters, ThatTheDeviceDoesNotHaveEndTheRestorationWithAFailure) {
         EXPECT_NE(ending.error.find(std::string(": ") + name + '\n'), std::string::npos) << ending.error;
         EXPECT_EQ(run(std::string("restore map32 ") + file).status, 1) << name;
     }
+}
+
+TEST_F(SavedRegisters, AreNamedByTheReasonsInTheOrderInWhichTheReasonsOccur) {
+    const std::string limited =
+        element("fields",
+                field("F", "[7:0]",
+                      element("writeConstraint", element("range", element("minimum", "0") + element("maximum", "4")))));
+    const std::string readOnly = element("access", "read-only");
+    describeMap32(aRegister("A", "0", limited) + aRegister("B", "4", readOnly) + aRegister("C", "8", limited) +
+                  aRegister("D", "12", readOnly));
+    const auto pokeAll = [this](std::uint32_t number) {
+        for (const std::size_t offset : {0U, 4U, 8U, 12U}) {
+            poke(offset, number);
+        }
+    };
+    pokeAll(9);
+    run("save map32 s");
+    pokeAll(0);
+    expect("restore map32 s", 0,
+           "map32: not restored, field A.F: '0x00000009' is not a value that may be written: A\n"
+           "map32: not restored, read-only: B, D\n"
+           "map32: not restored, field C.F: '0x00000009' is not a value that may be written: C\n");
 }
 
 TEST_F(SavedRegisters, AreRestoredWithoutAnEffectOnFieldsThatWritesModify) {
@@ -591,6 +635,31 @@ TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
            "reached: none)\n");
 }
 
+TEST_F(SavedRegisters, WhoseWriteIsNotAnsweredMayHaveBeenRestored) {
+    run("save file8 s");
+    TestPeer peer;
+    const std::string line = "--remote " + peer.address() + " restore file8 s";
+    // Open, read A, write A, read A, read B, write B.
+    const auto script = [&peer](const Reply& lastReply) {
+        peer.script({success(), success({7}), success(), success({1}), success({7}), lastReply});
+    };
+    const std::string restored = "file8 A: 0x07 -> 0x01\n";
+    const std::string outcome = " (restored: A; unknown whether written: B; not reached: C)\n";
+    script(closing());
+    expect(line, 3, restored, "rynvelctl: " + peer.address() + ": the connection was closed" + outcome);
+    script(silence());
+    expect("--timeout 500ms " + line, 4, restored,
+           "rynvelctl: " + peer.address() + ": timed out after 500 ms" + outcome);
+    script(answer(responseOf({}, Rynvel::ResponseData::Result(1))));
+    expect(line, 1, restored,
+           "rynvelctl: " + peer.address() + ": not a register server: the result is neither 0 nor -1" + outcome);
+    // A read that is not answered restores nothing.
+    peer.script({success(), closing()});
+    expect(line, 3, "",
+           "rynvelctl: " + peer.address() +
+               ": the connection was closed (restored: none; not restored: A; not reached: B, C)\n");
+}
+
 TEST_F(SavedRegisters, ThatTheMapDoesNotHaveTakeNoMoreTimeThanTheCommandMay) {
     run("save file8 s");
     std::string unknown;
@@ -604,14 +673,38 @@ TEST_F(SavedRegisters, ThatTheMapDoesNotHaveTakeNoMoreTimeThanTheCommandMay) {
         << ending.error.substr(0, 200);
 }
 
-TEST_F(SavedRegisters, AreRestoredToTheEndWithoutAReader) {
+TEST_F(SavedRegisters, AreRestoredToTheEndWhenStandardOutputFails) {
     run("save file8 s");
     m_folder.store("registers8", "\x09\x09\x09");
-    expectEnding(runWithoutAReader("restore file8 s"), 0, "");
+    expectEnding(runWithoutAReader("restore file8 s"), 1, "", "standard output: Broken pipe");
     EXPECT_EQ(m_folder.load("registers8"), "\x01\x02\x03");
+    expectEnding(runWithoutAReader("restore file8 s"), 0, "");
+    m_folder.store("registers8", "\x09\x09\x09");
+    expectEnding(runOnAFullDisk("restore file8 s"), 1, "", "standard output: No space left on device");
+    EXPECT_EQ(m_folder.load("registers8"), "\x01\x02\x03");
+    const std::string problem = "file8: reading C failed (restored: A, B; not restored: C; not reached: none)";
     m_folder.store("registers8", "\x09\x09");
-    expectEnding(runWithoutAReader("restore file8 s"), 1, "",
-                 "file8: reading C failed (restored: A, B; not restored: C; not reached: none)");
+    expectEnding(runWithoutAReader("restore file8 s"), 1, "", problem);
+    m_folder.store("registers8", "\x09\x09");
+    expectEnding(runOnAFullDisk("restore file8 s"), 1, "", problem);
+}
+
+TEST_F(SavedRegisters, ThatAreNotRestoredAreNamedWhenStandardOutputFails) {
+    run("save map32 s");
+    const std::string notRestored = "map32: not restored, read-only: STATUS\n"
+                                    "rynvelctl: map32: not restored, a write does not store the value: EVENTS\n"
+                                    "rynvelctl: standard output: ";
+    for (const std::uint32_t limit : {0U, 1U}) {
+        poke(0x04, 1);
+        poke(0x10, 1);
+        poke(0x14, limit);
+        expectEnding(runWithoutAReader("restore map32 s"), 1, "", notRestored + "Broken pipe");
+        EXPECT_EQ(peek(0x14), 0U);
+        poke(0x14, limit);
+        expectEnding(runOnAFullDisk("restore map32 s"), 1, "", notRestored + "No space left on device");
+        EXPECT_EQ(peek(0x14), 0U);
+        expectEnding(runWithoutAReader("restore map32 s --dry-run"), 1, "", notRestored + "Broken pipe");
+    }
 }
 
 } // namespace

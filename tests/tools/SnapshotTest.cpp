@@ -233,6 +233,17 @@ public:
     static inline std::function<int()> reaction;
 };
 
+/** Takes the privileges of root from the process, as long as the object exists. */
+class OtherUser {
+public:
+    static constexpr uid_t id = 65534;
+
+    OtherUser() { EXPECT_EQ(seteuid(id), 0); }
+    OtherUser(const OtherUser&) = delete;
+    OtherUser& operator=(const OtherUser&) = delete;
+    ~OtherUser() { EXPECT_EQ(seteuid(0), 0); }
+};
+
 /** Files in a folder of their own. */
 class ReplacedFiles : public testing::Test {
 protected:
@@ -288,6 +299,25 @@ TEST_F(ReplacedFiles, KeepTheirOwner) {
     EXPECT_EQ(file.st_gid, 34U);
 }
 
+TEST_F(ReplacedFiles, GiveNoPermissionsToAnotherGroup) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file to another group";
+    }
+    m_folder.store("f", "old");
+    ASSERT_EQ(chown(name("f").c_str(), OtherUser::id, 34), 0);
+    ASSERT_EQ(chmod(name("f").c_str(), 06674), 0);
+    ASSERT_EQ(chmod(m_folder.path().c_str(), 0777), 0);
+    {
+        const OtherUser user;
+        replaceFile(name("f"), "new");
+    }
+    struct stat file {};
+    ASSERT_EQ(stat(name("f").c_str(), &file), 0);
+    EXPECT_EQ(file.st_uid, OtherUser::id);
+    EXPECT_NE(file.st_gid, 34U);
+    EXPECT_EQ(file.st_mode & 07777U, 0604U);
+}
+
 TEST_F(ReplacedFiles, DoNotRunAsTheirOwner) {
     m_folder.store("f", "old");
     ASSERT_EQ(chmod(name("f").c_str(), 06750), 0);
@@ -324,6 +354,29 @@ TEST_F(ReplacedFiles, AreRegularFilesInAFolderThatExists) {
               "1: " + name("no/f") + ": No such file or directory");
     EXPECT_EQ(m_folder.load("f"), "old");
     EXPECT_EQ(count(), 3U);
+}
+
+TEST_F(ReplacedFiles, BelongToTheUserInAFolderWhereOthersKeepTheirs) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file to another user";
+    }
+    for (const std::string file : {"own", "foreign"}) {
+        m_folder.store(file, "old");
+        ASSERT_EQ(chmod(name(file).c_str(), 0666), 0);
+    }
+    ASSERT_EQ(chown(name("own").c_str(), OtherUser::id, 0), 0);
+    ASSERT_EQ(chmod(m_folder.path().c_str(), 01777), 0);
+    requireReplaceable(name("foreign"));
+    {
+        const OtherUser user;
+        requireReplaceable(name("own"));
+        requireReplaceable(name("new"));
+        EXPECT_EQ(failureOf([&] { requireReplaceable(name("foreign")); }),
+                  "1: " + name("foreign") + ": Operation not permitted");
+    }
+    EXPECT_EQ(m_folder.load("own"), "old");
+    EXPECT_EQ(m_folder.load("foreign"), "old");
+    EXPECT_EQ(count(), 2U);
 }
 
 TEST_F(ReplacedFiles, StayAsTheyWereWhenTheDiskIsFull) {
