@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "Bits.h"
+
 namespace Maps {
 
 namespace {
@@ -135,7 +137,7 @@ private:
             return;
         }
         const unsigned int width = field.msb - field.lsb + 1;
-        const std::uint64_t highest = width >= 64 ? UINT64_MAX : (std::uint64_t{1} << width) - 1;
+        const std::uint64_t highest = lowBits(width);
         std::set<std::string> names;
         std::set<std::pair<std::uint64_t, std::uint64_t>> values;
         for (const EnumeratedValue& value : enumeration.values) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ArrayNames.h"
+#include "Bits.h"
 #include "Derivation.h"
 #include "TextEncoding.h"
 
@@ -16,12 +17,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-/** The greatest supported width of a register in bits. */
-constexpr unsigned int widest = 64;
 /** The limit for sizes and bit numbers in a map. A greater number is a mistake. */
 constexpr std::uint64_t highestBit = 65535;
-
-std::uint64_t onesBelow(std::uint64_t bit) { return bit >= widest ? UINT64_MAX : (std::uint64_t{1} << bit) - 1; }
 
 Properties refine(Properties properties, const Properties& own) {
     properties.size = own.size ? own.size : properties.size;
@@ -367,7 +364,7 @@ private:
     }
 
     void setReset(Register& aRegister, const Definition& definition, const Properties& properties) {
-        const std::uint64_t bits = onesBelow(aRegister.size);
+        const std::uint64_t bits = lowBits(aRegister.size);
         aRegister.resetMask = properties.resetMask.value_or(UINT64_MAX) & bits;
         if (properties.resetValue) {
             aRegister.resetValue = *properties.resetValue & bits;

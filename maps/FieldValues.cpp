@@ -5,6 +5,7 @@
 #include <iterator>
 #include <optional>
 
+#include "Bits.h"
 #include "NearestName.h"
 #include "Number.h"
 #include "ScaledNumber.h"
@@ -12,10 +13,6 @@
 namespace Maps {
 
 namespace {
-
-constexpr unsigned int widest = 64;
-
-std::uint64_t lowBits(unsigned int count) { return count >= widest ? UINT64_MAX : (std::uint64_t{1} << count) - 1; }
 
 bool isFor(const Enumeration& enumeration, Usage usage) {
     return enumeration.usage == usage || enumeration.usage == Usage::ReadWrite;

@@ -12,7 +12,7 @@ describe_stage() {
         format) echo 'the layout of the sources, their licence lines, what they may include, spelling and wording' ;;
         scripts) echo 'the scripts that ./check itself uses' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
-        analyze) echo 'the static analyzer of clang-tidy, for the same sources' ;;
+        analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
         asan) echo 'the same tests with the address and undefined behaviour sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
@@ -72,7 +72,7 @@ added_seconds() {
 usual_seconds() {
     case $1 in
         format | scripts) echo 1 1 ;;
-        lint) echo 110 3 ;;
+        lint) echo 70 3 ;;
         analyze) echo 140 3 ;;
         dev) echo 100 20 ;;
         asan) echo 135 30 ;;
@@ -235,14 +235,16 @@ stage_format() (
 
 stage_scripts() { tests/scripts/run.sh; }
 
-# Runs those checks of .clang-tidy that the list selects.
+# Runs checks of .clang-tidy on the sources of a preset. The arguments are the preset and the list of checks.
 run_clang_tidy() {
-    cmake --preset release && cmake --build --preset release --target rynvel_generated_sources &&
-        scripts/lint build/release "$1"
+    cmake --preset "$1" && cmake --build --preset "$1" --target rynvel_generated_sources &&
+        scripts/lint "build/$1" "$2"
 }
 
-stage_lint() { run_clang_tidy '-clang-analyzer-*'; }
-stage_analyze() { run_clang_tidy '-*,clang-analyzer-*'; }
+# A unity source shares the work on the headers among several sources, which it includes.
+stage_lint() { run_clang_tidy unity '-clang-analyzer-*,-bugprone-suspicious-include'; }
+# The last two checks see only the using declarations of a source that is not included.
+stage_analyze() { run_clang_tidy release '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }
 

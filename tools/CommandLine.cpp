@@ -29,7 +29,7 @@ void checkArgument(const std::string& word) {
 
 } // namespace
 
-CommandLine::CommandLine() : m_parser("rynvelctl", summary, helpFooter()) {
+CommandLine::CommandLine() : m_parser("rynvelctl", programSummary, helpFooter()) {
     m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
     addGlobalOptions(m_parser.program());

@@ -12,7 +12,7 @@ namespace Rynvelctl {
 
 namespace {
 
-SnapshotMap describe(const Maps::DeviceDescription& description) {
+SnapshotMap mapOf(const Maps::DeviceDescription& description) {
     return {description.file, description.map->name, description.map->version};
 }
 
@@ -27,7 +27,7 @@ SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
 } // namespace
 
 DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeout, SideEffects sideEffects) {
-    DeviceSnapshot taken{{map.device().name(), describe(map.description()), timeStamp(), {}}, {}, map.inaccessible()};
+    DeviceSnapshot taken{{map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, map.inaccessible()};
     const auto device = openDevice(map.device(), timeout);
     std::unordered_set<std::string> names;
     for (const MappedRegister& mapped : map.registers()) {

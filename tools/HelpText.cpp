@@ -6,7 +6,7 @@
 
 namespace Rynvelctl {
 
-const char* const summary = "registers and interrupts by device name";
+const char* const programSummary = "registers and interrupts by device name";
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 namespace Rynvelctl {
 
-extern const char* const summary;
+extern const char* const programSummary;
 
 /** Returns the sections that follow the options and commands, wrapped for a terminal. */
 std::string helpFooter();

@@ -5,7 +5,7 @@ namespace Rynvelctl {
 
 namespace {
 
-Common::RemoteDevice open(const Target& target) {
+Common::RemoteDevice openOnServer(const Target& target) {
     const RemoteServer& server = *target.server;
     return {server.address(), target.name(), target.width(), server.deadlines()};
 }
@@ -13,7 +13,7 @@ Common::RemoteDevice open(const Target& target) {
 } // namespace
 
 OpenRemoteDevice::OpenRemoteDevice(const Target& target)
-    : m_target(target), m_server(*target.server), m_device(m_server.call([&] { return open(target); }, "")) {}
+    : m_target(target), m_server(*target.server), m_device(m_server.call([&] { return openOnServer(target); }, "")) {}
 
 template <typename Operation>
 auto OpenRemoteDevice::callServer(const std::string& action, const Operation& operation) {

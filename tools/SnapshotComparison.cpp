@@ -12,9 +12,9 @@ namespace Rynvelctl {
 namespace {
 
 /** The registers of a snapshot by their names. */
-class Registers {
+class RegistersByName {
 public:
-    explicit Registers(const Snapshot& snapshot) {
+    explicit RegistersByName(const Snapshot& snapshot) {
         for (const SavedRegister& saved : snapshot.registers) {
             m_registers.emplace(saved.name, &saved);
         }
@@ -73,8 +73,8 @@ RegisterDifference presentOnlyIn(const ComparedSnapshot& compared, const SavedRe
 
 std::vector<RegisterDifference> compare(const ComparedSnapshot& first, const ComparedSnapshot& second,
                                         const Maps::Peripheral* peripheral) {
-    const Registers firstRegisters(first.snapshot);
-    const Registers secondRegisters(second.snapshot);
+    const RegistersByName firstRegisters(first.snapshot);
+    const RegistersByName secondRegisters(second.snapshot);
     const Descriptions descriptions(peripheral);
     std::vector<RegisterDifference> differences;
     for (const SavedRegister& saved : first.snapshot.registers) {

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file
+ * Masks of the lowest bits of a register.
+ */
+#ifndef RYNVEL_MAPS_BITS_H
+#define RYNVEL_MAPS_BITS_H
+
+#include <cstdint>
+
+namespace Maps {
+
+/** The greatest supported width of a register in bits. */
+constexpr unsigned int widest = 64;
+
+/** Returns a mask of the `count` lowest bits, or of all bits if there are fewer. */
+constexpr std::uint64_t lowBits(std::uint64_t count) {
+    return count >= widest ? UINT64_MAX : (std::uint64_t{1} << count) - 1;
+}
+
+} // namespace Maps
+
+#endif
