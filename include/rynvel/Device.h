@@ -21,7 +21,7 @@ namespace Rynvel {
  * mapped backends and FpgaSpi32, an address is a register index. Remote sends the address to the server unchanged. No
  * backend checks an address against the size of the device.
  *
- * Each backend owns a mutex. The header of the backend says which register operations the mutex serialises.
+ * Each backend owns a mutex. The header of the backend says which register operations the mutex serializes.
  *
  * Functions with a `bool` result return `true` for success.
  */
