@@ -133,7 +133,7 @@ RYNVEL_EXPORT int Rynvel_enableInterrupts(int handle);
 RYNVEL_EXPORT int Rynvel_disableInterrupts(int handle);
 
 /**
- * Blocks the calling thread, without a time-out, until the device signals an interrupt. Then stores the interrupt word
+ * Blocks the calling thread, without a time-out, until the device raises an interrupt. Then stores the interrupt word
  * in `*info`. Meanwhile, other threads may use the registers of the device.
  *
  * For a UIO device, the function enables the interrupt before it waits. The interrupt word of a UIO device is the

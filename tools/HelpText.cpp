@@ -32,7 +32,7 @@ const std::vector<HelpSection> helpSections{
       "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
       "can use only address 0."}},
     {"Names",
-     {"An address that does not begin with a digit is a name from a register map: REGISTER, or REGISTER.FIELD for a "
+     {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a "
       "field. A register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
       "The map says which registers and fields can be read and written, and which values they take. The command "
       "refuses "
@@ -71,8 +71,8 @@ const std::vector<HelpSection> helpSections{
       "word that "
       "the device reports.",
       "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
-      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, it "
-      "interrupts again at once.",
+      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, the "
+      "device raises the interrupt again at once.",
       "irq raise works with servers that simulate their devices."}},
     {"Traces",
      {"The tracing library selects the destination of the library's traces. The default is standard error. Traces are "

@@ -59,7 +59,7 @@ public:
 
     /**
      * Ends a waitForInterrupt() that blocks another thread. The function writes `data` to the register at `address`,
-     * and the write must make the device signal an interrupt. The default implementation calls the virtual
+     * and the write must make the device raise an interrupt. The default implementation calls the virtual
      * `write(address, data)` and returns the result.
      */
     virtual bool cancelWaitForInterrupt(unsigned int address, T data);
