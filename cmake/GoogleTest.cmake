@@ -24,7 +24,7 @@ set(test_options -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   list(APPEND test_options -fpch-preprocess)
 endif()
-# The undefined behaviour sanitizer does not check the code of tests, because that would take a seventh of the build.
+# The undefined behavior sanitizer does not check the code of tests, because that would take a seventh of the build.
 if(RYNVEL_SANITIZERS MATCHES undefined)
   list(APPEND test_options -fno-sanitize=undefined)
 endif()

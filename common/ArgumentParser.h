@@ -52,7 +52,7 @@ struct ParseResult {
         Parsed,
         /** The user asks for help or the version. `text` is the text to print, with a line end. */
         InfoRequested,
-        /** The command line is wrong. `text` says why, and suggests the right command for a misspelt one. */
+        /** The command line is wrong. `text` says why, and suggests the right command for a misspelled one. */
         Invalid
     };
 

@@ -24,7 +24,7 @@ namespace Common {
  *   function of the C library.
  * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack, and runs no
  *   destructor. A test of this class verifies on every processor that no destructor runs.
- * - In C++, a jump over an object with a non-trivial destructor is undefined behaviour. The library uses an object with
+ * - In C++, a jump over an object with a non-trivial destructor is undefined behavior. The library uses an object with
  *   such a destructor to hold the mutex of a device. The destructor has nothing to do in a guarded access, because the
  *   caller of run() unlocks the AccessMutex.
  * - The function that calls sigsetjmp() has no variable that changes afterwards. The compiler does not merge its stack

@@ -10,7 +10,7 @@ namespace Common {
 namespace {
 
 /**
- * Returns how many letters you must change, insert, delete or swap with their neighbour to turn one word into the
+ * Returns how many letters you must change, insert, delete or swap with their neighbor to turn one word into the
  * other.
  */
 std::size_t distance(const std::string& one, const std::string& other) {

@@ -12,7 +12,7 @@
 enum { COUNTER = 0, MATCH = 1, INTERRUPT_MASK = 4, INTERRUPT_CLEAR = 7 };
 enum { TIMEOUT_MILLISECONDS = 500, MOST_TIMEOUTS = 20 };
 
-/* Makes the clock signal an interrupt after two seconds. Returns whether all operations have succeeded. */
+/* Makes the clock raise an interrupt after two seconds. Returns whether all operations have succeeded. */
 static int setAlarm(int clock) {
     uint32_t now = 0;
     return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&

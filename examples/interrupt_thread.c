@@ -21,7 +21,7 @@ static void fail(const char* what) {
     interruptsLeft = 0;
 }
 
-/* Makes the clock signal an interrupt after one second. Returns whether all operations have succeeded. */
+/* Makes the clock raise an interrupt after one second. Returns whether all operations have succeeded. */
 static int setAlarm(int clock) {
     uint32_t now = 0;
     return Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) == 0 && Rynvel2_read32(clock, COUNTER, &now) == 0 &&

@@ -44,8 +44,9 @@
  * | send a request to the driver        | Rynvel_ioctl                                                               |
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
- * connecting or waiting fails, the library traces the cause. If a transfer of a device file, an ioctl request or an
- * enable fails, the library traces nothing by default, and errno gives the cause.
+ * connecting or waiting fails, the library traces the cause. If a read or write of a seekable device, an SPI transfer
+ * to an FPGA, an ioctl request or enabling an interrupt fails, the library traces nothing by default, and errno gives
+ * the cause.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. By default, the libziltrace of this
  * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and notable outcomes.
@@ -62,10 +63,10 @@
  * `byteOrder` has any other value, the burst reverses the bytes of every item. On a little-endian processor, the items
  * then have network byte order. The 8-bit bursts have no `byteOrder`.
  *
- * Threads. You may call any function from any thread. A device of this machine serialises the register operations on
+ * Threads. You may call any function from any thread. A device of this machine serializes the register operations on
  * it, an FPGA word by word. On an FPGA, an operation of another thread may therefore come between the words of a burst,
- * or between the read and the write of a masked write. Devices do not serialise requests and interrupts: one thread may
- * wait for an interrupt while other threads use registers. A remote device serialises nothing: run one operation at a
+ * or between the read and the write of a masked write. Devices do not serialize requests and interrupts: one thread may
+ * wait for an interrupt while other threads use registers. A remote device serializes nothing: run one operation at a
  * time on a remote device. Only a wait for an interrupt may run at the same time.
  *
  * Assertions. Each of these errors fails an assertion, which ends the process in every build type:
@@ -132,7 +133,7 @@ RYNVEL_EXPORT int Rynvel_enableInterrupts(int handle);
 RYNVEL_EXPORT int Rynvel_disableInterrupts(int handle);
 
 /**
- * Blocks the calling thread, without a time-out, until the device signals an interrupt. Then stores the interrupt word
+ * Blocks the calling thread, without a time-out, until the device raises an interrupt. Then stores the interrupt word
  * in `*info`. Meanwhile, other threads may use the registers of the device.
  *
  * For a UIO device, the function enables the interrupt before it waits. The interrupt word of a UIO device is the

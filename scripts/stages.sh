@@ -9,12 +9,12 @@ long_stages=(analyze bigendian hardened soak)
 
 describe_stage() {
     case $1 in
-        format) echo 'the layout of the sources, their licence lines, what they may include, spelling and wording' ;;
+        format) echo 'the layout of the sources, their license lines, what they may include, spelling and wording' ;;
         scripts) echo 'the scripts that ./check itself uses' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
-        asan) echo 'the same tests with the address and undefined behaviour sanitizers' ;;
+        asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
@@ -197,7 +197,7 @@ licensed_files() {
         xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
 }
 
-# The licence line is the first line of a file, or the second line of a script.
+# The license line is the first line of a file, or the second line of a script.
 every_source_names_its_licence() {
     local files unlabelled
     files=$(licensed_files | sort -u) && [ -n "$files" ] || return
@@ -209,7 +209,7 @@ every_source_names_its_licence() {
 
 includes_keep_to_the_folder_table() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
-# Prints the files whose wording is checked. Leaves out the licence, the fuzzing corpus, and the files that quote
+# Prints the files whose wording is checked. Leaves out the license, the fuzzing corpus, and the files that quote
 # excluded wordings.
 texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
 
@@ -225,7 +225,7 @@ stage_format() (
     suite=format
     files=$(sources) || return
     check 'clang-format changes nothing in the sources' clang-format --dry-run -Werror $files
-    check 'every source file has a licence line' every_source_names_its_licence
+    check 'every source file has a license line' every_source_names_its_licence
     check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
     check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_folder_table
     check 'codespell finds no spelling mistake' texts_are_spelled

@@ -14,7 +14,7 @@
 
 namespace Rynveld {
 
-/** Bits of a register that share their behaviour. */
+/** Bits of a register that share their behavior. */
 struct RegisterBits {
     std::uint64_t mask = 0;
     /** The bits outside the mask are 0. */

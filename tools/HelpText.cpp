@@ -25,14 +25,14 @@ const std::vector<HelpSection> helpSections{
       "A time is a whole number with the unit ms, s or m, for example 100ms. The longest time is one day."}},
     {"Addresses",
      {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is the "
-      "index of a register. If the device has a map, the address must lie inside it.",
+      "index of a register. If the device has a map, the address must lie inside the map.",
       "The same address reaches the same register on this machine and on a server. The type of the server's device "
       "decides what the command sends to the server: an offset in bytes or an index. A remote device has the type that "
       "--type gives. Without --type, it has the type of the device with the same name on this machine. If that device "
       "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
       "can use only address 0."}},
     {"Names",
-     {"An address that does not begin with a digit is a name from a register map: REGISTER, or REGISTER.FIELD for a "
+     {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a "
       "field. A register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
       "The map says which registers and fields can be read and written, and which values they take. The command "
       "refuses "
@@ -52,16 +52,16 @@ const std::vector<HelpSection> helpSections{
       "A server does not report why it refuses a request. The address may lie outside the device, the device may have "
       "another type, or the server's options may forbid the request. To see the reason, turn on the traces of rynveld "
       "at level 4 of the channel Rynveld."}},
-    {"Time limits",
+    {"Time-outs",
      {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
       "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
-      "command ends with status 4. Its output up to then is already printed. The command cannot interrupt a "
+      "command ends with status 4. The output until then is already printed. The command cannot interrupt a "
       "driver of this machine: during a call to the driver, it waits until the call returns.",
-      "Without --timeout, wait and watch can run forever. A command still gives up on a server that takes longer than "
+      "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Saved registers",
-     {"save, diff and restore use the register map of the device. save leaves out the registers that change, or change "
-      "something else, when they are read.",
+     {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "
+      "has a side effect.",
       "The first argument of diff is a device or a file: a name with a slash and the name of an existing file select "
       "the "
       "file. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with status 2 if an "
@@ -71,8 +71,8 @@ const std::vector<HelpSection> helpSections{
       "word that "
       "the device reports.",
       "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
-      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, it "
-      "interrupts again at once.",
+      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, the "
+      "device raises the interrupt again at once.",
       "irq raise works with servers that simulate their devices."}},
     {"Traces",
      {"The tracing library selects the destination of the library's traces. The default is standard error. Traces are "

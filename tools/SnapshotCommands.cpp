@@ -222,7 +222,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
 }
 
 void addSideEffectsOption(const Common::Command& command, bool& areIncluded) {
-    command.addFlag("--with-side-effects", areIncluded, "also read the registers that change when they are read");
+    command.addFlag("--with-side-effects", areIncluded, "also read the registers whose reading has a side effect");
 }
 
 void addSave(const Common::Command& program, Action& chosen) {

@@ -154,7 +154,7 @@ static void test_forced_errors(const char* path) {
                                                     ioctl(fd, GET_BLOCK_SIZE) == SIZE);
     check("the next ioctl can be made to return a number",
           set(path, "ioctl/force", "1 5") && ioctl(fd, GET_BLOCK_SIZE) == 5 && ioctl(fd, GET_BLOCK_SIZE) == SIZE);
-    check("a forced result can be cancelled",
+    check("a forced result can be canceled",
           set(path, "read/force", "9 -5") && set(path, "read/force", "0 0") && read(fd, text, 4) == 4);
     close(fd);
 }

@@ -160,7 +160,7 @@ static void test_forced_status(const char* path) {
     check("a read with a forced status returns the register", data == 0x11111111);
     check("a write with a forced status changes nothing", has(fd, 0x4000, 0x11111111));
     check("a forced status can be 0", set(path, "status", "1 0") && read_register(fd, 0x4000, &data) == 0);
-    check("a forced status can be cancelled",
+    check("a forced status can be canceled",
           set(path, "status", "9 1") && set(path, "status", "0 0") && has(fd, 0x4000, 0x11111111));
     check("an invalid status is refused", !set(path, "status", "1 256") && !set(path, "status", "1 -5") &&
                                               !set(path, "status", "nonsense") && has(fd, 0x4000, 0x11111111));

@@ -21,7 +21,7 @@ namespace Rynvel {
  * mapped backends and FpgaSpi32, an address is a register index. Remote sends the address to the server unchanged. No
  * backend checks an address against the size of the device.
  *
- * Each backend owns a mutex. The header of the backend says which register operations the mutex serialises.
+ * Each backend owns a mutex. The header of the backend says which register operations the mutex serializes.
  *
  * Functions with a `bool` result return `true` for success.
  */
@@ -59,7 +59,7 @@ public:
 
     /**
      * Ends a waitForInterrupt() that blocks another thread. The function writes `data` to the register at `address`,
-     * and the write must make the device signal an interrupt. The default implementation calls the virtual
+     * and the write must make the device raise an interrupt. The default implementation calls the virtual
      * `write(address, data)` and returns the result.
      */
     virtual bool cancelWaitForInterrupt(unsigned int address, T data);

@@ -69,7 +69,7 @@ public:
      * Builds the device that `row` describes. You may pass a row of the device table or a row of your own. The caller
      * owns the device, which has no handle.
      *
-     * @param mutex the mutex that serialises the register operations. The device takes ownership.
+     * @param mutex the mutex that serializes the register operations. The device takes ownership.
      * @return the device; null if the device type is not supported.
      */
     std::unique_ptr<IDevice> createDevice(const MemoryDevice& row, std::unique_ptr<IMutex> mutex);
@@ -77,7 +77,7 @@ public:
     /**
      * Builds the device of the device table with this name. The caller owns the device, which has no handle.
      *
-     * @param mutex the mutex that serialises the register operations. The device takes ownership.
+     * @param mutex the mutex that serializes the register operations. The device takes ownership.
      * @return the device; null if no device has this name, or if its registers have another width.
      */
     std::unique_ptr<Device8> makeUnique8(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex);

@@ -44,7 +44,7 @@ public:
      * level 2, and the assertion `m_fd != -1` ends the process in every build type.
      *
      * @param physicalDevName the path of the spidev device file.
-     * @param mutex the mutex that serialises the transfers. The object takes ownership.
+     * @param mutex the mutex that serializes the transfers. The object takes ownership.
      * @param blockOffset the byte address of register 0 on the SPI bus.
      */
     FpgaSpi32(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex, std::size_t blockOffset);

@@ -47,7 +47,7 @@ public:
     virtual bool disableInterrupt() = 0;
 
     /**
-     * Blocks the calling thread, without a time-out, until the device signals an interrupt. Then stores the interrupt
+     * Blocks the calling thread, without a time-out, until the device raises an interrupt. Then stores the interrupt
      * word in `*info`. Does not lock the mutex: other threads may use the registers meanwhile. A backend without
      * interrupts returns `false` immediately and leaves `*info` unchanged.
      */

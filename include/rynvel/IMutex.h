@@ -11,7 +11,7 @@
 namespace Rynvel {
 
 /**
- * A mutex that serialises the register operations of a device. The constructor of the device takes ownership of the
+ * A mutex that serializes the register operations of a device. The constructor of the device takes ownership of the
  * mutex.
  *
  * The mutex need not be recursive, because a device does not lock a mutex that it already holds. A device ignores the

@@ -41,7 +41,7 @@ public:
      * level 2, and the assertion `m_fd != -1` ends the process in every build type.
      *
      * @param physicalDevName the path of the device file.
-     * @param mutex the mutex that serialises the register operations. The object takes ownership.
+     * @param mutex the mutex that serializes the register operations. The object takes ownership.
      */
     Lseek(const std::string& physicalDevName, std::unique_ptr<IMutex> mutex);
 

@@ -50,7 +50,7 @@ public:
      * @param physicalDevName the path of the device file.
      * @param devPageOffset the byte offset of the first register in the map.
      * @param devSize the size of the map in bytes.
-     * @param mutex the mutex that serialises the register operations. The object takes ownership.
+     * @param mutex the mutex that serializes the register operations. The object takes ownership.
      * @param fake if `true`, the object maps anonymous memory of `devSize` bytes, and does not open the device file.
      */
     Mmap(const std::string& physicalDevName, std::size_t devPageOffset, std::size_t devSize,

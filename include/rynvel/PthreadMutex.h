@@ -25,7 +25,7 @@ enum class PthreadMutexType : int {
 };
 
 /**
- * A POSIX mutex that is not recursive. No function throws or ends the process. If the mutex cannot be initialised,
+ * A POSIX mutex that is not recursive. No function throws or ends the process. If the mutex cannot be initialized,
  * lock() and unlock() fail. The class traces failures at level 1 on the channel "Rynvel.PthreadMutex".
  */
 class RYNVEL_EXPORT PthreadMutex : public IMutex {

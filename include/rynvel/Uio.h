@@ -42,7 +42,7 @@ public:
      * of Mmap. An attribute that cannot be read counts as 0. If the size is 0, the object has no map.
      *
      * @param physicalDevName the path of the device file.
-     * @param mutex the mutex that serialises the register operations. The object takes ownership.
+     * @param mutex the mutex that serializes the register operations. The object takes ownership.
      * @param fake if `true`, the object maps anonymous memory, and does not open the device file.
      * @throws std::invalid_argument if an attribute in sysfs is not a number; std::out_of_range if the number does not
      *         fit in an `unsigned long`.

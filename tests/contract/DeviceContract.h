@@ -25,7 +25,7 @@ struct UsualBackend {
 };
 
 /**
- * A fixture for the behaviour that all backends of all widths share.
+ * A fixture for the behavior that all backends of all widths share.
  *
  * A backend under test is a class with
  *   Value                       the register type,

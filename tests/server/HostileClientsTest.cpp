@@ -82,7 +82,7 @@ void expectService(const RynveldProcess& server) {
 }
 
 /**
- * Returns the number of descriptors of a server that waits for clients. The undefined-behaviour sanitizer opens pipes
+ * Returns the number of descriptors of a server that waits for clients. The undefined-behavior sanitizer opens pipes
  * for a moment while the server works.
  */
 std::size_t descriptorsAtRest(const RynveldProcess& server) {

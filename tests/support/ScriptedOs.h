@@ -47,7 +47,7 @@ struct Answer {
     int error;
 };
 
-/** The item of a script that leaves a call its default behaviour. */
+/** The item of a script that leaves a call its default behavior. */
 inline const std::optional<Answer> asUsual = std::nullopt;
 
 inline std::optional<Answer> failing(int error) { return Answer{-1, error}; }

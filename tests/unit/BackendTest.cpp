@@ -14,7 +14,7 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// Tests the behaviour that all backends of this machine share. Each backend also has tests of its own.
+// Tests the behavior that all backends of this machine share. Each backend also has tests of its own.
 
 namespace {
 

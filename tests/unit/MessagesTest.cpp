@@ -169,7 +169,7 @@ void expectOwnFields(const Response& message, const std::uint8_t* bytes) {
     ASSERT_EQ(message.isSuccessful(), wordAt(bytes) == 0);
 }
 
-/** A fixture for the behaviour that requests and responses share. */
+/** A fixture for the behavior that requests and responses share. */
 template <typename M>
 class ValuesTest : public testing::Test {
 protected:

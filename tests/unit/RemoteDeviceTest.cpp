@@ -31,7 +31,7 @@ using Rynvel::ByteOrder;
 using Cause = ExchangeError::Cause;
 using std::chrono::milliseconds;
 
-/** A time-out that no correct test reaches. It is shorter than the time limit of the test program. */
+/** A time-out that no correct test reaches. It is shorter than the time-out of the test program. */
 constexpr milliseconds longTime(60'000);
 /** The time-out of a test that expects nothing to arrive. */
 constexpr milliseconds shortTime(20);

@@ -47,7 +47,7 @@ struct Channel;
  * Several channels may have the same name. A configuration for a name applies to all channels with the name.
  *
  * You may call all functions from any number of threads at the same time, even while the configuration changes. Do not
- * call them from signal handlers. You may construct channels during static initialisation. You may destroy channels in
+ * call them from signal handlers. You may construct channels during static initialization. You may destroy channels in
  * any order, until the end of the process.
  */
 class ZILTRACE_EXPORT ZilTrace {
