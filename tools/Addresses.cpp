@@ -22,6 +22,22 @@ Addressed Addresses::find(const std::string& text) {
     return {selection.whole.range, selection};
 }
 
+Addressed Addresses::findRange(const std::string& text) {
+    const std::string separator = "..";
+    const std::size_t position = text.find(separator);
+    if (position == std::string::npos) {
+        return find(text);
+    }
+    const std::string first = text.substr(0, position);
+    const std::string last = text.substr(position + separator.size());
+    for (const std::string& end : {first, last}) {
+        if (m_unit == AddressUnit::Bytes && !Common::isNumber(end, Common::anyNotation)) {
+            throw usageError(m_target.name() + ": '" + text + "' is not a range of addresses, such as 0x10..0x1c");
+        }
+    }
+    return {RegisterRange(m_target, m_unit, first, last), std::nullopt};
+}
+
 Addressed Addresses::findWhole(const std::string& text) {
     Addressed addressed = find(text);
     if (addressed.named) {
@@ -38,7 +54,7 @@ bool Addresses::isAddress(const std::string& text) {
 }
 
 const RegisterMap* Addresses::findMap() {
-    if (!m_map) {
+    if (m_map == nullptr) {
         m_map = m_context.findRegisterMap(m_target);
     }
     return registerMap();

@@ -18,7 +18,7 @@ namespace Rynvelctl {
 
 /** What an address on the command line selects. */
 struct Addressed {
-    /** A single register. It has a name if the user gave one. */
+    /** A single register, or several for a range. A single register has a name if the user gave one. */
     RegisterRange range;
     /** What the register map says; none if the user gave a number. */
     std::optional<Selection> named;
@@ -36,11 +36,14 @@ public:
     /** Finds a register or a field. @throws Failure if the text is not an address or a name, or if it is unknown. */
     Addressed find(const std::string& text);
 
+    /** Also finds the registers of a range of addresses, such as 0x10..0x1c. */
+    Addressed findRange(const std::string& text);
+
     /** Finds a register. @throws Failure also for a field. */
     Addressed findWhole(const std::string& text);
 
     /** Returns the register map that was searched for a name; null if there is none. */
-    const RegisterMap* registerMap() const { return m_map ? &*m_map : nullptr; }
+    const RegisterMap* registerMap() const { return m_map; }
 
 private:
     /** Returns whether a text is an address. A name may begin with a digit, too. */
@@ -51,7 +54,7 @@ private:
     const CommandContext& m_context;
     const Target& m_target;
     AddressUnit m_unit;
-    std::optional<RegisterMap> m_map;
+    const RegisterMap* m_map = nullptr;
 };
 
 /** @throws Failure if the register map says that it cannot be read. */

@@ -28,7 +28,8 @@ CommandTimeout timeoutOf(const GlobalOptions& options) {
 CommandContext::CommandContext(const GlobalOptions& options)
     : m_timeout(timeoutOf(options)),
       m_output(formatOf(options), m_timeout),
-      m_maps(std::make_unique<MapSearch>(options.maps)) {
+      m_maps(std::make_unique<MapSearch>(options.maps)),
+      m_devices(std::make_unique<KnownDevices>()) {
     if (!options.remote.empty()) {
         m_server.emplace(options.remote, m_timeout);
     }
@@ -38,17 +39,30 @@ CommandContext::CommandContext(const GlobalOptions& options)
     setUpTraces(options.traces);
 }
 
-Target CommandContext::target(const std::string& name) const {
-    return m_server ? remoteTarget(name, *m_server, m_givenType) : localTarget(name, m_givenType, m_timeout);
+const Target& CommandContext::target(const std::string& name) const {
+    if (const Target* const known = m_devices->find(name)) {
+        return *known;
+    }
+    return m_devices->add(m_server ? remoteTarget(name, *m_server, m_givenType)
+                                   : localTarget(name, m_givenType, m_timeout));
 }
 
-std::optional<RegisterMap> CommandContext::findRegisterMap(const Target& target) const {
-    const auto description = maps().find(target.name());
-    return description ? std::optional<RegisterMap>({target, *description}) : std::nullopt;
+std::shared_ptr<OpenDevice> CommandContext::open(const Target& target) const {
+    return m_devices->open(target, m_timeout);
 }
 
-RegisterMap CommandContext::registerMap(const Target& target) const {
-    if (auto found = findRegisterMap(target)) {
+std::shared_ptr<OpenDevice> CommandContext::open(const RegisterRange& range) const {
+    auto device = open(range.device());
+    range.requireInside(device->mapSize());
+    return device;
+}
+
+const RegisterMap* CommandContext::findRegisterMap(const Target& target) const {
+    return m_devices->registerMap(target, *m_maps);
+}
+
+const RegisterMap& CommandContext::registerMap(const Target& target) const {
+    if (const RegisterMap* const found = findRegisterMap(target)) {
         return *found;
     }
     throw usageError(target.name() + ": no register map describes the device (give a map with --map)");

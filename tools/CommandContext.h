@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "CommandTimeout.h"
+#include "KnownDevices.h"
 #include "MapSearch.h"
 #include "Output.h"
 #include "RegisterMap.h"
@@ -31,7 +32,7 @@ struct GlobalOptions {
     std::vector<std::string> maps;
 };
 
-/** The output, the time-out, the server, the device type and the register maps that a command uses. */
+/** The output, the time-out, the server, the devices and the register maps that a command uses. */
 class CommandContext {
 public:
     /** Evaluates the options and sets up the traces. @throws Failure if an option is wrong. */
@@ -41,22 +42,31 @@ public:
 
     const CommandTimeout& timeout() const { return m_timeout; }
 
-    /** Returns the device of that name, on this machine or on the server. @throws Failure if there is none. */
-    Target target(const std::string& name) const;
+    /**
+     * Returns the device of that name, on this machine or on the server. It exists as long as this object.
+     *
+     * @throws Failure if there is none.
+     */
+    const Target& target(const std::string& name) const;
+
+    /** Returns a device, which stays open for further commands. @throws Failure if the device cannot be opened. */
+    std::shared_ptr<OpenDevice> open(const Target& target) const;
+
+    /** Opens the device of a range. @throws Failure also if a register is outside the map of the device. */
+    std::shared_ptr<OpenDevice> open(const RegisterRange& range) const;
 
     /** Returns the register maps. @throws Maps::UnusableMap if a file or folder that the user gives cannot be read. */
     Maps::MapCatalog& maps() const { return m_maps->catalog(); }
 
     /**
-     * Returns the description of a device; none if no register map describes it.
+     * Returns the description of a device; null if no register map describes it. It exists as long as this object.
      *
-     * @param target must outlive the result.
      * @throws Maps::UnusableMap if a register map cannot be used.
      */
-    std::optional<RegisterMap> findRegisterMap(const Target& target) const;
+    const RegisterMap* findRegisterMap(const Target& target) const;
 
     /** Returns the same description. @throws Failure also if there is none. */
-    RegisterMap registerMap(const Target& target) const;
+    const RegisterMap& registerMap(const Target& target) const;
 
     /**
      * Returns the server. @param command the command that needs a server. @throws Failure if the user has not given
@@ -78,6 +88,7 @@ private:
     std::optional<RemoteServer> m_server;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<MapSearch> m_maps;
+    std::unique_ptr<KnownDevices> m_devices;
 };
 
 } // namespace Rynvelctl

@@ -9,36 +9,16 @@
 #include "Failure.h"
 #include "HelpText.h"
 #include "ServerAddress.h"
+#include "Words.h"
 
 namespace Rynvelctl {
-
-namespace {
-
-// Refuses an empty argument, which usually comes from an unset variable of a script. Refuses a word that begins with a
-// bracket, because the parser would take the word for a list.
-void checkArgument(const std::string& word) {
-    if (word.empty() || (word.compare(0, 2, "--") == 0 && word.back() == '=')) {
-        throw usageError(word.empty() ? "an argument is empty (give a value, or leave it out)"
-                                      : word.substr(0, word.size() - 1) +
-                                            ": the value is empty (give a value, or leave out the option)");
-    }
-    if (word.front() == '[') {
-        throw usageError("'" + word + "' is neither a name nor a number");
-    }
-}
-
-} // namespace
 
 CommandLine::CommandLine() : m_parser("rynvelctl", programSummary, helpFooter()) {
     m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
     addGlobalOptions(m_parser.program());
-    addDeviceCommands(m_parser.program(), m_action);
-    addRegisterCommands(m_parser.program(), m_action);
-    addSnapshotCommands(m_parser.program(), m_action);
-    addMapCommands(m_parser.program(), m_action);
-    addInterruptCommands(m_parser.program(), m_action);
-    addServerCommands(m_parser.program(), m_action);
+    addCommands(m_parser.program(), m_action);
+    addRunCommand(m_parser.program(), m_action);
 }
 
 void CommandLine::addGlobalOptions(const Common::Command& program) {
@@ -68,7 +48,7 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
-    std::for_each(argv + std::min(argc, 1), argv + argc, checkArgument);
+    std::for_each(argv + std::min(argc, 1), argv + argc, requireUsable);
     const Common::ParseResult result = m_parser.parse(argc, argv);
     switch (result.kind) {
     case Common::ParseResult::Kind::InfoRequested:

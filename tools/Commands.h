@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "ArgumentParser.h"
 #include "CommandContext.h"
@@ -25,9 +26,17 @@ void addMapCommands(const Common::Command& program, Action& chosen);
 void addInterruptCommands(const Common::Command& program, Action& chosen);
 void addSnapshotCommands(const Common::Command& program, Action& chosen);
 void addServerCommands(const Common::Command& program, Action& chosen);
+void addScriptCommands(const Common::Command& program, Action& chosen);
+
+/** Adds all these commands. */
+void addCommands(const Common::Command& program, Action& chosen);
+
+/** Adds the command that runs the others. */
+void addRunCommand(const Common::Command& program, Action& chosen);
 
 /**
- * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options.
+ * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options. The
+ * options then have their defaults again, so that the parser can parse another command line.
  *
  * @return the command, to which the caller adds the options.
  */
@@ -36,7 +45,9 @@ Common::Command addCommand(const Common::Command& program, Action& chosen, const
                            const std::shared_ptr<Options>& options,
                            void (*run)(const CommandContext&, const Options&)) {
     return program.addCommand(name, summary, [&chosen, options, run] {
-        chosen = [options, run](const CommandContext& context) { run(context, *options); };
+        chosen = [given = std::exchange(*options, Options()), run](const CommandContext& context) {
+            run(context, given);
+        };
     });
 }
 

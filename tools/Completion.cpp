@@ -83,12 +83,18 @@ Words fromMap(const Line& line, const Function& function) {
     }
 }
 
+bool isAssignment(const std::string& word) { return word.find('=') != std::string::npos; }
+
 bool takesFields(const std::string& command) {
-    return command == "read" || command == "write" || command == "watch" || command == "describe";
+    return command == "read" || command == "expect" || command == "write" || command == "watch" ||
+           command == "describe";
 }
 
 Words registerNames(const Line& line, const std::string& word) {
     return fromMap(line, [&](const MapCompletion& map) {
+        if (line.command == "write" && isAssignment(word)) {
+            return map.assignments(word);
+        }
         Words names = map.registers();
         if (takesFields(line.command)) {
             const Words fields = map.fields(word);
@@ -99,10 +105,16 @@ Words registerNames(const Line& line, const std::string& word) {
 }
 
 Words registerValues(const Line& line, const std::string& word) {
-    if (line.command != "write" || line.arguments.size() < 2) {
+    if ((line.command != "write" && line.command != "expect") || line.arguments.size() < 2) {
         return {};
     }
-    return fromMap(line, [&](const MapCompletion& map) { return map.values(line.arguments[1], word); });
+    const std::string& address = line.arguments[1];
+    return fromMap(line, [&](const MapCompletion& map) {
+        if (line.command == "expect") {
+            return map.readValues(address);
+        }
+        return isAssignment(address) ? map.assignments(word) : map.values(address, word);
+    });
 }
 
 /** Returns the possible values of an option or argument that has one of the names of the help; else the name itself. */

@@ -6,7 +6,6 @@
 #include "Durations.h"
 #include "FieldWrite.h"
 #include "Numbers.h"
-#include "OpenDevice.h"
 
 namespace Rynvelctl {
 
@@ -26,9 +25,8 @@ SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
 
 } // namespace
 
-DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeout, SideEffects sideEffects) {
+DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffects sideEffects) {
     DeviceSnapshot taken{{map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, map.inaccessible()};
-    const auto device = openDevice(map.device(), timeout);
     std::unordered_set<std::string> names;
     for (const MappedRegister& mapped : map.registers()) {
         const bool isFirst = names.insert(mapped.name()).second;
@@ -38,13 +36,13 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeou
         if (!isFirst) {
             taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() + " at " +
                                       hexadecimal(offsetOf(mapped)) + " has the name of another register");
-        } else if (!mapped.range.isInside(device->mapSize())) {
+        } else if (!mapped.range.isInside(device.mapSize())) {
             taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() +
                                       " is outside the map of the device");
         } else if (sideEffects == SideEffects::LeftOut && mapped.hasReadEffect) {
             taken.withSideEffects.push_back(mapped.name());
         } else {
-            taken.snapshot.registers.push_back(readRegister(*device, mapped));
+            taken.snapshot.registers.push_back(readRegister(device, mapped));
         }
     }
     return taken;

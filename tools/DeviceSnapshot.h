@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandTimeout.h"
+#include "OpenDevice.h"
 #include "RegisterMap.h"
 #include "Snapshot.h"
 
@@ -27,7 +27,7 @@ struct DeviceSnapshot {
 };
 
 /** Reads all readable registers of a device. @throws Failure if one of them cannot be read. */
-DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeout, SideEffects sideEffects);
+DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffects sideEffects);
 
 } // namespace Rynvelctl
 

@@ -3,10 +3,28 @@
 
 #include <algorithm>
 #include <cctype>
+#include <exception>
+#include <new>
 
 #include <unistd.h>
 
+#include "MapCatalog.h"
+
 namespace Rynvelctl {
+
+Failure caughtFailure() {
+    try {
+        throw;
+    } catch (const Failure& failure) {
+        return failure;
+    } catch (const Maps::UnusableMap& unusable) {
+        return usageError(unusable.what());
+    } catch (const std::bad_alloc&) {
+        return {ExitStatus::Failed, "out of memory"};
+    } catch (const std::exception& exception) {
+        return {ExitStatus::Failed, exception.what()};
+    }
+}
 
 std::string errorLine(const std::string& text) {
     std::string line = "rynvelctl: " + text;

@@ -38,6 +38,13 @@ struct SilentEnd {
 
 inline Failure usageError(const std::string& text) { return {ExitStatus::UsageError, text}; }
 
+/**
+ * Returns the failure that an exception means. Call this function in an exception handler.
+ *
+ * @throws the exception itself if it is not derived from std::exception.
+ */
+Failure caughtFailure();
+
 /** Returns an error message as a whole line. A control character in the text becomes a question mark. */
 std::string errorLine(const std::string& text);
 

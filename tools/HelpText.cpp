@@ -41,6 +41,12 @@ const std::vector<HelpSection> helpSections{
       "number "
       "or the name of an enumerated value. The other fields keep their values. If a field cannot, the write is "
       "refused."}},
+    {"Several registers",
+     {"read takes several addresses and names, and ranges of addresses such as 0x10..0x1c. A range includes the last "
+      "address.",
+      "An equals sign in the first argument after the device makes write perform several writes in the order given, "
+      "one for each ADDRESS=VALUE. A field is then REGISTER.FIELD. The command ends at the first write that fails, and "
+      "names what was written and what was not."}},
     {"Register maps",
      {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
       "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
@@ -66,6 +72,16 @@ const std::vector<HelpSection> helpSections{
       "the "
       "file. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with status 2 if an "
       "operation fails."}},
+    {"Files of commands",
+     {"run reads a command from each line of a file or, with -, of standard input. All lines use the same open "
+      "devices. "
+      "Blanks separate the words, and # begins a comment. Global options precede or follow run, and apply to all "
+      "lines.",
+      "If the command, an option or the number of arguments of a line is wrong, run names the lines of the file that "
+      "are wrong, and runs no line. A line of standard input runs as soon as it has arrived.",
+      "run ends at the first line that fails, with the status of this line. With --keep-going, it also runs the "
+      "further lines. An error message begins with FILE:LINE:. expect makes a line fail if a register or a field has "
+      "another value, and sleep waits between two lines."}},
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
       "word that "

@@ -42,7 +42,7 @@ Target targetWithInterrupts(const CommandContext& context, const std::string& na
 
 void showType(const CommandContext& context, const IrqOptions& options) {
     const Target target = targetWithInterrupts(context, options.name);
-    const auto type = openDevice(target, context.timeout())->interruptType();
+    const auto type = context.open(target)->interruptType();
     if (!type) {
         throw Failure(ExitStatus::Failed, target.name() + ": the device has no interrupts");
     }
@@ -51,13 +51,13 @@ void showType(const CommandContext& context, const IrqOptions& options) {
 
 void enable(const CommandContext& context, const IrqOptions& options) {
     const Target target = targetWithInterrupts(context, options.name);
-    openDevice(target, context.timeout())->enableInterrupts();
+    context.open(target)->enableInterrupts();
     context.output().print(InterruptState{target.name(), "enabled"});
 }
 
 void disable(const CommandContext& context, const IrqOptions& options) {
     const Target target = targetWithInterrupts(context, options.name);
-    openDevice(target, context.timeout())->disableInterrupts();
+    context.open(target)->disableInterrupts();
     context.output().print(InterruptState{target.name(), "disabled"});
 }
 
@@ -168,7 +168,7 @@ private:
 void wait(const CommandContext& context, const WaitOptions& options) {
     const Target target = targetWithInterrupts(context, options.name);
     InterruptWait waiting(context, target, options);
-    const auto device = openDevice(target, context.timeout());
+    const auto device = context.open(target);
     const int descriptor = device->prepareInterrupts();
     for (std::uint32_t i = 0; i < waiting.count(); ++i) {
         // The driver disables the interrupt of the device when an interrupt arrives. If another interrupt is already

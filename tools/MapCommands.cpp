@@ -106,7 +106,7 @@ void writeHeader(const CommandContext& context, const HeaderOptions& options) {
 
 void describe(const CommandContext& context, const DescribeOptions& options) {
     const Target target = context.target(options.name);
-    const RegisterMap map = context.registerMap(target);
+    const RegisterMap& map = context.registerMap(target);
     if (options.element.empty()) {
         context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.places()}));
         return;

@@ -80,4 +80,24 @@ std::vector<std::string> MapCompletion::values(const std::string& name, const st
     return words;
 }
 
+std::vector<std::string> MapCompletion::readValues(const std::string& name) const {
+    const auto found = Maps::findRegister(m_peripheral, name);
+    return found && found->field != nullptr ? Maps::namesToRead(*found->field) : Words();
+}
+
+std::vector<std::string> MapCompletion::assignments(const std::string& word) const {
+    const std::size_t equalsSign = word.find('=');
+    if (equalsSign != std::string::npos) {
+        const auto found = Maps::findRegister(m_peripheral, word.substr(0, equalsSign));
+        return found && found->field != nullptr ? valuesOf(*found->field, word.substr(0, equalsSign + 1)) : Words();
+    }
+    Words words = registers();
+    const Words fieldNames = fields(word);
+    words.insert(words.end(), fieldNames.begin(), fieldNames.end());
+    for (std::string& each : words) {
+        each += '=';
+    }
+    return words;
+}
+
 } // namespace Rynvelctl

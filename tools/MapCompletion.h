@@ -33,6 +33,15 @@ public:
      */
     std::vector<std::string> values(const std::string& name, const std::string& word) const;
 
+    /** Returns the names of the values that can be read from a field. */
+    std::vector<std::string> readValues(const std::string& name) const;
+
+    /**
+     * Returns the registers and fields, each with an equals sign. After the equals sign of a field, returns the field
+     * with each of its values that can be written.
+     */
+    std::vector<std::string> assignments(const std::string& word) const;
+
 private:
     template <typename Element>
     bool isUsable(const Element& element) const;

@@ -13,10 +13,4 @@ std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTimeou
     return std::make_unique<OpenLocalDevice>(target, timeout);
 }
 
-std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTimeout& timeout) {
-    auto device = openDevice(range.device(), timeout);
-    range.requireInside(device->mapSize());
-    return device;
-}
-
 } // namespace Rynvelctl

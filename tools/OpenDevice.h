@@ -27,6 +27,9 @@ public:
     OpenDevice& operator=(const OpenDevice&) = delete;
     virtual ~OpenDevice() = default;
 
+    /** Returns whether further operations may succeed: not after a request that a server has not answered. */
+    virtual bool isUsable() const { return true; }
+
     /** Returns the size of the map in bytes; none if the size is unknown. */
     virtual std::optional<std::uint32_t> mapSize() const = 0;
 
@@ -60,11 +63,8 @@ public:
     virtual std::optional<int> descriptor() = 0;
 };
 
-/** Opens a device. @param target must outlive the result. */
+/** Opens a device anew. CommandContext::open() does so only once. @param target must outlive the result. */
 std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTimeout& timeout);
-
-/** Opens the device of a range. @throws Failure also if a register is outside the map of the device. */
-std::unique_ptr<OpenDevice> openDevice(const RegisterRange& range, const CommandTimeout& timeout);
 
 } // namespace Rynvelctl
 

@@ -20,6 +20,21 @@ Common::OpenedDevice open(const Target& target) {
     return device;
 }
 
+/** Makes a descriptor non-blocking as long as the object exists. */
+class NonBlocking {
+public:
+    explicit NonBlocking(int descriptor) : m_descriptor(descriptor), m_flags(::fcntl(descriptor, F_GETFL)) {
+        ::fcntl(m_descriptor, F_SETFL, m_flags | O_NONBLOCK);
+    }
+    NonBlocking(const NonBlocking&) = delete;
+    NonBlocking& operator=(const NonBlocking&) = delete;
+    ~NonBlocking() { ::fcntl(m_descriptor, F_SETFL, m_flags); }
+
+private:
+    const int m_descriptor;
+    const int m_flags;
+};
+
 } // namespace
 
 OpenLocalDevice::OpenLocalDevice(const Target& target, const CommandTimeout& timeout)
@@ -96,15 +111,11 @@ void OpenLocalDevice::disableInterrupts() {
     require(m_opened.device->device().disableInterrupt(), "disabling the interrupt");
 }
 
-// Makes the descriptor non-blocking. Another process may take the interrupt after poll() returns, and
-// receiveInterrupt() must then not wait for the next interrupt.
-int OpenLocalDevice::prepareInterrupts() {
-    const int descriptor = m_opened.device->device().getNativeHandle();
-    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
-    return descriptor;
-}
+int OpenLocalDevice::prepareInterrupts() { return m_opened.device->device().getNativeHandle(); }
 
 std::optional<std::uint32_t> OpenLocalDevice::receiveInterrupt(const Common::Deadline& /*deadline*/) {
+    // Another process may take the interrupt after poll() returns. The function must then not wait for the next one.
+    const NonBlocking nonBlocking(m_opened.device->device().getNativeHandle());
     errno = 0;
     unsigned long word = 0;
     const bool isReceived = m_opened.device->device().waitForInterrupt(&word);

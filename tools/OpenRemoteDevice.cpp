@@ -16,8 +16,18 @@ OpenRemoteDevice::OpenRemoteDevice(const Target& target)
     : m_target(target), m_server(*target.server), m_device(m_server.call([&] { return openOnServer(target); }, "")) {}
 
 template <typename Operation>
+auto OpenRemoteDevice::call(const Operation& operation, const std::string& refusal) {
+    try {
+        return m_server.call(operation, refusal);
+    } catch (const UnansweredRequest&) {
+        m_isUsable = false;
+        throw;
+    }
+}
+
+template <typename Operation>
 auto OpenRemoteDevice::callServer(const std::string& action, const Operation& operation) {
-    return m_server.call(operation, m_target.name() + ": " + action + " failed: the server refused the request");
+    return call(operation, m_target.name() + ": " + action + " failed: the server refused the request");
 }
 
 std::uint32_t OpenRemoteDevice::read(const RegisterRange& range) {
@@ -42,7 +52,7 @@ int OpenRemoteDevice::ioctl(std::uint32_t request, std::uint32_t argument) {
 }
 
 std::optional<std::uint32_t> OpenRemoteDevice::interruptType() {
-    return m_server.call([&] { return m_device.interruptType(); }, "");
+    return call([&] { return m_device.interruptType(); }, "");
 }
 
 void OpenRemoteDevice::enableInterrupts() {
@@ -54,13 +64,13 @@ void OpenRemoteDevice::disableInterrupts() {
 }
 
 int OpenRemoteDevice::prepareInterrupts() {
-    return m_server.call([&] { return m_device.arm(); },
-                         m_target.name() + ": the server does not report interrupts of this device");
+    return call([&] { return m_device.arm(); },
+                m_target.name() + ": the server does not report interrupts of this device");
 }
 
 std::optional<std::uint32_t> OpenRemoteDevice::receiveInterrupt(const Common::Deadline& deadline) {
     const auto earliest = Common::Deadline::earlier(deadline, m_server.deadlines()());
-    return m_server.call(
+    return call(
         [&]() -> std::optional<std::uint32_t> {
             try {
                 return m_device.receiveInterrupt(earliest);

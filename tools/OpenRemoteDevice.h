@@ -21,6 +21,7 @@ public:
     /** @param target must have a server, and must outlive this object. */
     explicit OpenRemoteDevice(const Target& target);
 
+    bool isUsable() const override { return m_isUsable; }
     std::optional<std::uint32_t> mapSize() const override { return std::nullopt; }
 
     std::uint32_t read(const RegisterRange& range) override;
@@ -41,11 +42,14 @@ public:
 
 private:
     template <typename Operation>
+    auto call(const Operation& operation, const std::string& refusal);
+    template <typename Operation>
     auto callServer(const std::string& action, const Operation& operation);
 
     const Target& m_target;
     const RemoteServer& m_server;
     Common::RemoteDevice m_device;
+    bool m_isUsable = true;
 };
 
 } // namespace Rynvelctl

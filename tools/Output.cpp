@@ -65,6 +65,13 @@ Failure outputFailure(int error) {
     return {ExitStatus::Failed, std::string("standard output: ") + std::strerror(error)};
 }
 
+void waitUntil(const Common::Deadline& deadline) {
+    pollfd output{STDOUT_FILENO, 0, 0};
+    if (::poll(&output, 1, deadline.pollTimeout()) > 0) {
+        throw OutputClosed();
+    }
+}
+
 void Output::print(const Report& report) const {
     const std::string text = withoutControlCharacters(formatReport(m_format, report));
     if (!text.empty()) {

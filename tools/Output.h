@@ -20,6 +20,9 @@ struct OutputClosed {};
 /** Returns the failure of a write to standard output. @param error the error number. */
 Failure outputFailure(int error);
 
+/** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
+void waitUntil(const Common::Deadline& deadline);
+
 class Output {
 public:
     /** @param timeout the time-out of the command, which also limits the wait for a reader of standard output. */

@@ -3,9 +3,6 @@
 #include <optional>
 #include <utility>
 
-#include <poll.h>
-#include <unistd.h>
-
 #include "Addresses.h"
 #include "Commands.h"
 #include "Completion.h"
@@ -18,9 +15,6 @@
 namespace Rynvelctl {
 
 namespace {
-
-/** Limits the memory that the registers of one command take. */
-constexpr std::uint32_t maxRegisters = 1U << 20U;
 
 constexpr const char* hostOrder = "host";
 constexpr const char* networkOrder = "network";
@@ -38,8 +32,11 @@ struct FillOptions : RangeOptions {
     std::string value;
 };
 
-struct WatchOptions : RegisterOptions {
+struct ReadOptions : RegisterOptions {
     std::vector<std::string> addresses;
+};
+
+struct WatchOptions : ReadOptions {
     std::string interval = "1s";
     std::string count;
 };
@@ -84,13 +81,37 @@ private:
     Addressed m_first;
 };
 
-void read(const CommandContext& context, const RegisterOptions& options) {
-    const Target target = context.target(options.name);
-    const Addressed addressed = Addresses(context, target, options.unit()).find(options.address);
-    requireReadable(addressed);
-    const auto device = openDevice(addressed.range, context.timeout());
-    const Reading reading = readingOf(addressed, device->read(addressed.range));
+/** Returns what the user asks for. @throws Failure also if something of it cannot be read. */
+template <typename Find>
+std::vector<Addressed> readableBy(const ReadOptions& options, const Find& find) {
+    std::vector<Addressed> found;
+    found.reserve(options.addresses.size());
+    for (const std::string& address : options.addresses) {
+        found.push_back(find(address));
+        requireReadable(found.back());
+    }
+    return found;
+}
+
+void print(const CommandContext& context, const Reading& reading) {
     std::visit([&context](const auto& read) { context.output().print(read); }, reading);
+}
+
+void read(const CommandContext& context, const ReadOptions& options) {
+    const Target& target = context.target(options.name);
+    Addresses addresses(context, target, options.unit());
+    const std::vector<Addressed> addressed =
+        readableBy(options, [&addresses](const std::string& text) { return addresses.findRange(text); });
+    const auto device = context.open(target);
+    for (const Addressed& each : addressed) {
+        each.range.requireInside(device->mapSize());
+    }
+    for (const Addressed& each : addressed) {
+        for (std::uint32_t i = 0; i < each.range.count(); ++i) {
+            const Addressed single = each.named ? each : Addressed{each.range[i], std::nullopt};
+            print(context, readingOf(single, device->read(single.range)));
+        }
+    }
 }
 
 Rynvel::ByteOrder parseOrder(const std::string& text) {
@@ -146,7 +167,7 @@ void dump(const CommandContext& context, const DumpOptions& options) {
     if (options.usesBurst) {
         requireBurst(range);
     }
-    const auto device = openDevice(range, context.timeout());
+    const auto device = context.open(range);
     const ReadResult result = readsOneBurst(range, options) ? ReadResult{device->readBurst(range, order), std::nullopt}
                                                             : readOneByOne(*device, range, order);
     if (!result.values.empty()) {
@@ -163,7 +184,7 @@ void fill(const CommandContext& context, const FillOptions& options) {
     const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
     named.requireAllowed(range, value);
-    const auto device = openDevice(range, context.timeout());
+    const auto device = context.open(range);
     for (std::uint32_t i = 0; i < range.count(); ++i) {
         device->write(range[i], value);
     }
@@ -210,21 +231,7 @@ private:
 
 std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {
     Addresses addresses(context, target, options.unit());
-    std::vector<Addressed> watched;
-    watched.reserve(options.addresses.size());
-    for (const std::string& address : options.addresses) {
-        watched.push_back(addresses.find(address));
-        requireReadable(watched.back());
-    }
-    return watched;
-}
-
-/** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
-void waitUntil(const Common::Deadline& deadline) {
-    pollfd output{STDOUT_FILENO, 0, 0};
-    if (poll(&output, 1, deadline.pollTimeout()) > 0) {
-        throw OutputClosed();
-    }
+    return readableBy(options, [&addresses](const std::string& text) { return addresses.find(text); });
 }
 
 void watch(const CommandContext& context, const WatchOptions& options) {
@@ -232,7 +239,7 @@ void watch(const CommandContext& context, const WatchOptions& options) {
     const std::vector<Addressed> addressed = watchedBy(context, target, options);
     const auto interval = parsePositiveDuration("interval", options.interval);
     const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
-    const auto device = openDevice(target, context.timeout());
+    const auto device = context.open(target);
     for (const Addressed& each : addressed) {
         each.range.requireInside(device->mapSize());
     }
@@ -251,9 +258,12 @@ void addRange(const Common::Command& command, RangeOptions& options) {
 }
 
 void addRead(const Common::Command& program, Action& chosen) {
-    const auto options = std::make_shared<RegisterOptions>();
-    const Common::Command command = addCommand(program, chosen, "read", "read a register or a field", options, read);
-    addRegister(command, *options);
+    const auto options = std::make_shared<ReadOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "read", "read registers and fields, in the order given", options, read);
+    command.addArgument("NAME", options->name, "the device");
+    command.addArgument("ADDRESS", options->addresses,
+                        "the byte addresses of registers, names of registers and fields, or ranges FIRST..LAST");
     addIndexOption(command, *options);
 }
 

@@ -20,6 +20,19 @@ RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::
     requireAddresses();
 }
 
+RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::string& first, const std::string& last)
+    : RegisterRange(device, unit, first) {
+    const std::uint32_t lastIndex = RegisterRange(device, unit, last).m_index;
+    if (lastIndex < m_index) {
+        throw usageError(device.name() + ": the range " + first + ".." + last + " ends before it begins");
+    }
+    if (lastIndex - m_index >= maxRegisters) {
+        throw usageError(device.name() + ": the range " + first + ".." + last + " has more than " +
+                         std::to_string(maxRegisters) + " registers");
+    }
+    m_count = lastIndex - m_index + 1;
+}
+
 RegisterRange::RegisterRange(const Target& device, std::uint32_t index, std::string name, unsigned int bits)
     : m_device(&device), m_unit(AddressUnit::Bytes), m_name(std::move(name)), m_bits(bits), m_index(index) {
     requireAddresses();

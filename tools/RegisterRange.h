@@ -15,6 +15,9 @@
 
 namespace Rynvelctl {
 
+/** Limits the memory that the registers of one range take. */
+constexpr std::uint32_t maxRegisters = 1U << 20U;
+
 /** The unit of the addresses on the command line. */
 enum class AddressUnit { Bytes, Registers };
 
@@ -31,6 +34,14 @@ public:
      * @throws Failure if the text is not the address of a register.
      */
     RegisterRange(const Target& device, AddressUnit unit, const std::string& address);
+
+    /**
+     * Constructs the range from one register to another one, both included.
+     *
+     * @param device must outlive this range and its copies.
+     * @throws Failure if one of the texts is not the address of a register, or if the last one is below the first one.
+     */
+    RegisterRange(const Target& device, AddressUnit unit, const std::string& first, const std::string& last);
 
     /**
      * Constructs the range of a single register that has a name, and at most as many bits as those of the device.

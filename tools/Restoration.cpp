@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Restoration.h"
 
-#include "Formats.h"
 #include "Numbers.h"
+#include "Progress.h"
 
 namespace Rynvelctl {
 
@@ -61,8 +61,6 @@ FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
 std::uint32_t valueIn(const MappedRegister& target, std::uint32_t word) {
     return word & static_cast<std::uint32_t>(Maps::bitsOf(target.contents()));
 }
-
-std::string listOrNone(const std::vector<std::string>& names) { return names.empty() ? "none" : joinNames(names); }
 
 } // namespace
 
@@ -242,8 +240,7 @@ Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot
     for (std::size_t i = failed + 1; i < snapshot.registers.size(); ++i) {
         later.push_back(snapshot.registers[i].name);
     }
-    return {failure.status(), std::string(failure.what()) + " (restored: " + listOrNone(restored) + "; " + m_outcome +
-                                  ": " + snapshot.registers[failed].name + "; not reached: " + listOrNone(later) + ')'};
+    return withProgress(failure, {"restored", restored, m_outcome, snapshot.registers[failed].name, later});
 }
 
 } // namespace Rynvelctl

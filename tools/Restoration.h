@@ -54,8 +54,6 @@ public:
 
 private:
     static constexpr const char* notRestored = "not restored";
-    static constexpr const char* unconfirmed = "written, but not confirmed";
-    static constexpr const char* unknown = "unknown whether written";
 
     /** Why a register of the snapshot cannot be compared with the device. */
     struct Obstacle {

@@ -80,10 +80,10 @@ void requireRead(const RegisterListing& listing) {
 
 void show(const CommandContext& context, const ShowOptions& options) {
     const Target target = context.target(options.name);
-    const RegisterMap map = context.registerMap(target);
+    const RegisterMap& map = context.registerMap(target);
     const bool areNamed = !options.registers.empty();
     Registers registers = areNamed ? registersNamed(map, options.registers) : readableRegistersOf(map);
-    const auto device = openDevice(target, context.timeout());
+    const auto device = context.open(target);
     RegisterListing listing;
     if (areNamed) {
         for (const MappedRegister& each : registers) {

@@ -58,8 +58,8 @@ void save(const CommandContext& context, const SaveOptions& options) {
         requireReplaceable(options.file);
     }
     const Target target = context.target(options.name);
-    const RegisterMap map = context.registerMap(target);
-    const DeviceSnapshot taken = takeSnapshot(map, context.timeout(), sideEffectsOf(options.includesSideEffects));
+    const RegisterMap& map = context.registerMap(target);
+    const DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
     context.timeout().requireTimeLeft(options.file);
     const std::string text = readableText(taken.snapshot);
     if (!isPrinted) {
@@ -111,8 +111,8 @@ Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& opt
         return readSnapshot(options.first);
     }
     const Target target = context.target(options.first);
-    DeviceSnapshot taken =
-        takeSnapshot(context.registerMap(target), context.timeout(), sideEffectsOf(options.includesSideEffects));
+    const RegisterMap& map = context.registerMap(target);
+    DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
     return std::move(taken.snapshot);
 }
@@ -203,8 +203,8 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
         throw usageError(options.file + ": the file holds the registers of " + snapshot.device + " (the device is " +
                          target.name() + ')');
     }
-    const RegisterMap map = context.registerMap(target);
-    const auto device = openDevice(target, context.timeout());
+    const RegisterMap& map = context.registerMap(target);
+    const auto device = context.open(target);
     Restoration restoration(map, *device, context.timeout(),
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
     // The output waits for the end, because a reader that closes it must not stop a restoration half-way.

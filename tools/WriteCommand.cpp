@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <cstddef>
+#include <utility>
 
 #include "Addresses.h"
 #include "Commands.h"
 #include "FieldWrite.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "Progress.h"
 #include "RegisterOptions.h"
 
 namespace Rynvelctl {
@@ -206,23 +209,159 @@ void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t ignor
     }
 }
 
-void write(const CommandContext& context, const WriteOptions& options) {
-    const Target target = context.target(options.name);
-    const Addressed addressed = Addresses(context, target, options.unit()).find(options.address);
+/** A write that the register map allows. */
+struct CheckedWrite {
+    /** The register or field as the user gave it. */
+    std::string name;
+    Addressed addressed;
+    PlannedWrite plan;
+};
+
+CheckedWrite checked(Addresses& addresses, const WriteOptions& options) {
+    const Addressed addressed = addresses.find(options.address);
     const PlannedWrite plan = Planner(addressed, options).plan();
     if (options.verifies) {
         requireVerifiable(addressed, plan);
     }
-    const auto device = openDevice(addressed.range, context.timeout());
-    if (plan.mask) {
-        device->write(addressed.range, plan.value, *plan.mask);
-    } else {
-        device->write(addressed.range, plan.value);
+    return {options.address, addressed, plan};
+}
+
+/** Returns the options of a single write that an assignment to a register or a field asks for. */
+WriteOptions optionsFor(const std::string& assignment, const WriteOptions& options) {
+    const std::size_t equalsSign = assignment.find('=');
+    WriteOptions single = options;
+    single.address = assignment.substr(0, equalsSign);
+    single.values = {equalsSign == std::string::npos ? "" : assignment.substr(equalsSign + 1)};
+    const std::string& value = single.values.front();
+    if (single.address.empty() || value.empty() || value.find('=') != std::string::npos) {
+        throw usageError(options.name + ": '" + assignment +
+                         "' does not assign a value to a register or a field (ADDRESS=VALUE)");
     }
-    if (options.verifies) {
-        verify(*device, plan.given, addressed.named ? readOnlyBits(addressed.named->whole.contents()) : 0);
+    return single;
+}
+
+/** @throws Failure if a name is that of a register, but the user may mean a field of a register before it. */
+void requireUnambiguous(const std::vector<CheckedWrite>& writes) {
+    std::vector<const MappedRegister*> earlier;
+    for (const CheckedWrite& write : writes) {
+        for (const MappedRegister* const whole : earlier) {
+            if (Maps::findField(whole->contents(), write.name) != nullptr) {
+                throw usageError(whole->range.device().name() + ": '" + write.name +
+                                 "' is a register and a field of register " + whole->name() +
+                                 " (write it with a command of its own)");
+            }
+        }
+        if (write.addressed.named && write.addressed.field() == nullptr) {
+            earlier.push_back(&write.addressed.named->whole);
+        }
     }
-    context.output().print(plan.given);
+}
+
+/** Returns the writes that the user asks for, in their order. @throws Failure if one of them is not allowed. */
+std::vector<CheckedWrite> writesFor(const CommandContext& context, const Target& target, const WriteOptions& options) {
+    Addresses addresses(context, target, options.unit());
+    if (options.address.find('=') == std::string::npos) {
+        if (options.values.empty()) {
+            throw usageError(target.name() + ": the value for " + options.address +
+                             " is missing (give ADDRESS VALUE or ADDRESS=VALUE)");
+        }
+        return {checked(addresses, options)};
+    }
+    if (!options.mask.empty()) {
+        throw usageError("--mask: does not apply to ADDRESS=VALUE (give ADDRESS VALUE)");
+    }
+    std::vector<CheckedWrite> writes{checked(addresses, optionsFor(options.address, options))};
+    for (const std::string& assignment : options.values) {
+        writes.push_back(checked(addresses, optionsFor(assignment, options)));
+    }
+    requireUnambiguous(writes);
+    return writes;
+}
+
+/** Writes registers and fields in their order, and ends at the first failure. */
+class Writer {
+public:
+    Writer(OpenDevice& device, std::vector<CheckedWrite> writes, bool verifies)
+        : m_device(device), m_writes(std::move(writes)), m_verifies(verifies) {}
+
+    /** Returns the failure; none if there is none. */
+    std::optional<Failure> write() {
+        for (const CheckedWrite& each : m_writes) {
+            try {
+                write(each);
+            } catch (const Failure& failure) {
+                return m_writes.size() == 1 ? failure : incomplete(failure);
+            }
+            ++m_done;
+        }
+        return std::nullopt;
+    }
+
+    void print(const Output& output) const {
+        for (std::size_t i = 0; i < m_done; ++i) {
+            output.print(m_writes[i].plan.given);
+        }
+    }
+
+private:
+    void write(const CheckedWrite& checked) {
+        const RegisterRange& range = checked.addressed.range;
+        const PlannedWrite& plan = checked.plan;
+        m_outcome = "not written";
+        try {
+            if (plan.mask) {
+                m_device.write(range, plan.value, *plan.mask);
+            } else {
+                m_device.write(range, plan.value);
+            }
+        } catch (const UnansweredRequest&) {
+            m_outcome = unknown;
+            throw;
+        }
+        if (m_verifies) {
+            m_outcome = unconfirmed;
+            const auto& named = checked.addressed.named;
+            verify(m_device, plan.given, named ? readOnlyBits(named->whole.contents()) : 0);
+        }
+    }
+
+    Failure incomplete(const Failure& failure) const {
+        std::vector<std::string> names;
+        for (const CheckedWrite& each : m_writes) {
+            names.push_back(each.name);
+        }
+        const auto failed = names.begin() + static_cast<std::ptrdiff_t>(m_done);
+        return withProgress(failure,
+                            {"written", {names.begin(), failed}, m_outcome, *failed, {failed + 1, names.end()}});
+    }
+
+    OpenDevice& m_device;
+    const std::vector<CheckedWrite> m_writes;
+    const bool m_verifies;
+    std::size_t m_done = 0;
+    const char* m_outcome = "";
+};
+
+void write(const CommandContext& context, const WriteOptions& options) {
+    const Target& target = context.target(options.name);
+    std::vector<CheckedWrite> writes = writesFor(context, target, options);
+    const auto device = context.open(target);
+    for (const CheckedWrite& each : writes) {
+        each.addressed.range.requireInside(device->mapSize());
+    }
+    Writer writer(*device, std::move(writes), options.verifies);
+    // The output waits for the end, because a reader that closes it must not stop the writes half-way.
+    const std::optional<Failure> failure = writer.write();
+    try {
+        writer.print(context.output());
+    } catch (...) {
+        if (!failure) {
+            throw;
+        }
+    }
+    if (failure) {
+        throw Failure(*failure);
+    }
 }
 
 } // namespace
@@ -230,9 +369,13 @@ void write(const CommandContext& context, const WriteOptions& options) {
 void addWriteCommand(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<WriteOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "write", "write a register, or fields of a register", options, write);
-    addRegister(command, *options);
-    command.addArgument("VALUE", options->values, "the value to write, or FIELD=VALUE for each field of the register");
+        addCommand(program, chosen, "write", "write registers and fields, in the order given", options, write);
+    command.addArgument("NAME", options->name, "the device");
+    command.addArgument("ADDRESS", options->address,
+                        "the byte address of the register, or its name; ADDRESS=VALUE begins a list of writes");
+    command.addOptionalArgument("VALUE", options->values,
+                                "the value to write, or FIELD=VALUE for each field of the register; in a list of "
+                                "writes, ADDRESS=VALUE for each further register or field");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
     command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
     addIndexOption(command, *options);

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <csignal>
-#include <exception>
-#include <new>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,16 +7,10 @@
 #include "CommandLine.h"
 #include "Failure.h"
 #include "FaultGuard.h"
-#include "MapCatalog.h"
 
 namespace {
 
 using namespace Rynvelctl;
-
-int report(ExitStatus status, const std::string& text) {
-    printError(text);
-    return static_cast<int>(status);
-}
 
 // Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and
 // the program would print to the registers of the device.
@@ -47,14 +39,10 @@ int main(int argc, char** argv) {
         return static_cast<int>(ExitStatus::Done);
     } catch (const SilentEnd& end) {
         return static_cast<int>(end.status);
-    } catch (const Failure& failure) {
-        return report(failure.status(), failure.what());
-    } catch (const Maps::UnusableMap& unusable) {
-        return report(ExitStatus::UsageError, unusable.what());
-    } catch (const std::bad_alloc&) {
-        return report(ExitStatus::Failed, "out of memory");
-    } catch (const std::exception& exception) {
-        return report(ExitStatus::Failed, exception.what());
+    } catch (...) {
+        const Failure failure = caughtFailure();
+        printError(failure.what());
+        return static_cast<int>(failure.status());
     }
     return static_cast<int>(ExitStatus::Done);
 }

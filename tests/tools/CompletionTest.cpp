@@ -36,8 +36,10 @@ std::string offered(Arguments words, const std::string& folder = ".") {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(offered({""}),
-              "list info ioctl read write dump fill watch show save diff restore describe maps irq wait ping");
+    EXPECT_EQ(
+        offered({""}),
+        "list info ioctl read write dump fill watch show save diff restore describe maps irq wait ping sleep expect "
+        "run");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
@@ -96,6 +98,7 @@ TEST(Completion, OffersFiles) {
     EXPECT_EQ(offered({"--map", "maps/"}, folder.path()), "maps/b.svd");
     EXPECT_EQ(offered({"--map=maps/b"}, folder.path()), "--map=maps/b.svd");
     EXPECT_EQ(offered({"--map", ".h"}, folder.path()), ".hidden");
+    EXPECT_EQ(offered({"run", "--keep-going", "a"}, folder.path()), "a.svd");
     EXPECT_EQ(offered({"--map", "nowhere/"}, folder.path()), "");
 }
 
@@ -153,6 +156,12 @@ TEST_F(MapCompletion, OffersValues) {
     EXPECT_EQ(offeredFor("write map32 CTRL -"), "RUN= MODE= GAIN= PINA= PINB=");
     EXPECT_EQ(offeredFor("write map32 CTRL MODE="), "MODE=slow MODE=fast");
     EXPECT_EQ(offeredFor("write map32 CTRL MODE=f"), "MODE=fast");
+    EXPECT_EQ(offeredFor("write map32 CTRL.MODE=f"), "CTRL.MODE=fast");
+    EXPECT_EQ(offeredFor("write map32 CTRL.MODE=fast LEV"), "LEVEL0= LEVEL1=");
+    EXPECT_EQ(offeredFor("write map32 LEVEL0=1 CTRL.M"), "CTRL.MODE=");
+    EXPECT_EQ(offeredFor("write map32 LEVEL0=1 CTRL.MODE=s"), "CTRL.MODE=slow");
+    EXPECT_EQ(offeredFor("expect map32 CTRL.M"), "CTRL.MODE");
+    EXPECT_EQ(offeredFor("expect map32 CTRL.MODE -"), "slow fast unknown");
     EXPECT_EQ(offeredFor("write map32 CTRL GAIN="), "");
     EXPECT_EQ(offeredFor("write map32 STATUS -"), "");
     EXPECT_EQ(offeredFor("write map32 0x10 -"), "");

@@ -44,6 +44,10 @@ Arguments words(const std::string& line) {
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output)
     : Process(commandOf(path, arguments), {"unset ZILTRACE; cd '" + folder + "' && ", {}, output}) {}
 
+Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder,
+                 const std::string& input)
+    : Process(commandOf(path, arguments), {"unset ZILTRACE; cd '" + folder + "' && exec <'" + input + "' && ", {}}) {}
+
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder) {
     return Program(path, arguments, folder).wait();
 }

@@ -16,6 +16,9 @@ class Program : public Process {
 public:
     /** @param path the path in the build folder. @param folder the working folder of the program. */
     Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output = toTheTest);
+
+    /** @param input the file in the working folder that is standard input. */
+    Program(const std::string& path, const Arguments& arguments, const std::string& folder, const std::string& input);
 };
 
 /** Runs a program, and waits until the program ends. */

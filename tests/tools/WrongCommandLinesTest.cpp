@@ -60,9 +60,21 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, linesOf("read; read map32; write map32 0; write; dump map32; dump map32 0; fill map32 0 1; watch; "
                              "watch map32; ioctl map32; ioctl map32 1; irq; irq map32; wait; info; save; save map32; "
                              "diff; diff a; restore; restore map32; "
-                             "save map32 s t; diff a b c; restore map32 s t; restore map32 s --with-side-effects")},
-        {wrongUsage, linesOf("read map32 0 0; write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
-                             "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read")},
+                             "run; sleep; expect; expect map32; expect map32 0; save map32 s t; diff a b c; restore "
+                             "map32 s t; restore map32 s --with-side-effects")},
+        {wrongUsage, linesOf("write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
+                             "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read; run a b; sleep "
+                             "1s 2s; expect map32 0 1 2")},
+        // Ranges and lists that are not whole.
+        {wrongUsage, withEach("read map32 ", {"4..0", "0..2", "0..", "..4", "..", "0..4..8", "CTRL..DATA", "0..0x1000",
+                                              "0 2", "0 0x1000", "0..0xfffffffc", "--index 4..x"})},
+        {wrongUsage, {"read file8 0..0x100000"}},
+        {wrongUsage, withEach("write map32 ", {"0", "0=1 4", "0=1 4=", "0=", "=1", "0=1 =1", "0=x", "0=1=1", "0=1 2=1",
+                                               "0=1 0x1000=1", "0=1 --mask 1", "0=1 CTRL=1"})},
+        // Files of commands that cannot be read, and wrong values and times.
+        {wrongUsage, withEach("run ", {"nowhere", "/", "nowhere/script"})},
+        {wrongUsage, withEach("expect map32 ", {"0", "0 x", "0 0x100000000", "2 1", "CTRL 1", "0x1000 1"})},
+        {wrongUsage, withEach("sleep ", {"1", "-1s", "1.5", "soon"})},
         // Names of registers without a register map, or with one that cannot be used.
         {wrongUsage, linesOf("read map32 CTRL; read map32 CTRL.MODE; write map32 CTRL 1; write map32 CTRL.MODE 1; "
                              "write map32 CTRL MODE=1; write map32 0 MODE=1; dump map32 CTRL 1; fill map32 CTRL 1 1; "

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#include <array>
+#include <cstdint>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "DescribedDevice.h"
+#include "Program.h"
+#include "TestPeer.h"
+
+namespace RynvelTest {
+namespace {
+
+const std::string readOnly = "<access>read-only</access>";
+const std::string writeOnly = "<access>write-only</access>";
+const std::string takenByReading = "<readAction>modify</readAction>";
+
+std::string field(const std::string& name, const std::string& range, const std::string& elements = "") {
+    return "<field><name>" + name + "</name><bitRange>" + range + "</bitRange>" + elements + "</field>";
+}
+
+const std::string states = "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>"
+                           "<enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues>";
+
+/** The program, with commands on several registers of a device. */
+class ManyRegisters : public testing::Test {
+protected:
+    ManyRegisters() {
+        m_folder.store("map", std::string(4096, '\0'));
+        m_folder.store("registers8", std::string(64, '\0'));
+        m_folder.store(
+            "board.svd",
+            mapOfPeripherals(peripheralOf(
+                "map32", "",
+                registerAt("CTRL", "0",
+                           "<fields>" + field("RUN", "[0:0]", states) + field("A", "[7:4]") + "</fields>") +
+                    registerAt("A", "4", "") + registerAt("B", "8", "") + registerAt("STATUS", "0xC", readOnly) +
+                    registerAt("KEY", "0x10", writeOnly) + registerAt("FIFO", "0x14", takenByReading))));
+    }
+
+    Ending run(const std::string& line) const {
+        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd " + line), m_folder.path());
+    }
+
+    void expect(const std::string& line, int status, const std::string& output, const std::string& problem = "") const {
+        expectEnding(run(line), status, output, problem, line);
+    }
+
+    void expectRefused(const std::string& line, const std::string& problem) const {
+        const std::string before = m_folder.load("map");
+        expect(line, 2, "", problem);
+        EXPECT_TRUE(m_folder.load("map") == before) << line;
+    }
+
+    void set(std::size_t offset, std::uint32_t value) const {
+        std::string bytes = m_folder.load("map");
+        bytes.replace(offset, sizeof(value), reinterpret_cast<const char*>(&value), sizeof(value));
+        m_folder.store("map", bytes);
+    }
+
+    std::uint32_t get(std::size_t offset) const {
+        std::uint32_t value = 0;
+        m_folder.load("map").copy(reinterpret_cast<char*>(&value), sizeof(value), offset);
+        return value;
+    }
+
+    TestFolder m_folder;
+};
+
+TEST_F(ManyRegisters, AreReadInTheOrderGiven) {
+    set(0, 0x31);
+    set(4, 0xA);
+    set(8, 0xB);
+    expect("read map32 8 A CTRL.RUN 0 8", 0,
+           "map32 0x00000008 = 0x0000000b\nmap32 A = 0x0000000a\nmap32 CTRL.RUN = 1 (running)\n"
+           "map32 0x00000000 = 0x00000031\nmap32 0x00000008 = 0x0000000b\n");
+    expect("--quiet read map32 8 A CTRL.RUN", 0, "0x0000000b\n0x0000000a\n1\n");
+    expect("--json read map32 8 A CTRL.A", 0,
+           "{\"name\":\"map32\",\"address\":8,\"value\":11}\n"
+           "{\"name\":\"map32\",\"address\":4,\"register\":\"A\",\"value\":10,\"fields\":[]}\n"
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"field\":\"A\",\"value\":3}\n");
+    expect("read map32 --index 2 1", 0, "map32 2 = 0x0000000b\nmap32 1 = 0x0000000a\n");
+}
+
+TEST_F(ManyRegisters, OfARangeAreReadWithBothEnds) {
+    set(4, 0xA);
+    set(8, 0xB);
+    const std::string range = "map32 0x00000004 = 0x0000000a\nmap32 0x00000008 = 0x0000000b\n";
+    expect("read map32 4..8", 0, range);
+    expect("read map32 0x4..0b1000 8..8", 0, range + "map32 0x00000008 = 0x0000000b\n");
+    expect("read map32 --index 1..2", 0, "map32 1 = 0x0000000a\nmap32 2 = 0x0000000b\n");
+    expect("--quiet read map32 0xff8..0xffc", 0, "0x00000000\n0x00000000\n");
+    expectRefused("read map32 8..4", "map32: the range 8..4 ends before it begins");
+    expectRefused("read map32 4..9", "map32: address 9 is not a multiple of 4 (32-bit registers)");
+    expectRefused("read map32 A..B", "map32: 'A..B' is not a range of addresses, such as 0x10..0x1c");
+    expectRefused("read map32 0xff8..0x1000", "map32: 3 registers from 0x00000ff8 extend beyond the map of 4096 bytes");
+    expectRefused("read file8 0..0x100000", "file8: the range 0..0x100000 has more than 1048576 registers");
+}
+
+TEST_F(ManyRegisters, AreNotReadIfOneOfThemCannotBeRead) {
+    expectRefused("read map32 A KEY", "map32: register KEY is write-only");
+    expectRefused("read map32 A 0x1000", "map32: register 0x00001000 is outside the map of 4096 bytes");
+    expectRefused("read map32 A C",
+                  "map32: 'C' is not a name in board.svd ('rynvelctl describe map32' shows the names)");
+}
+
+TEST_F(ManyRegisters, AreReadUpToTheFirstFailure) {
+    expect("read file8 1 64 2", 1, "file8 0x00000001 = 0x00\n", "file8: reading 0x00000040 failed");
+    expect("read file8 62..70", 1, "file8 0x0000003e = 0x00\nfile8 0x0000003f = 0x00\n",
+           "file8: reading 0x00000040 failed");
+}
+
+TEST_F(ManyRegisters, AreWrittenInTheOrderGiven) {
+    set(0, 0x30);
+    expect("write map32 B=2 CTRL.RUN=running 4=0x10 B=3", 0,
+           "map32 B = 0x00000002\nmap32 CTRL.RUN = 1 (running)\nmap32 0x00000004 = 0x00000010\nmap32 B = 0x00000003\n");
+    EXPECT_EQ(get(0), 0x31U);
+    EXPECT_EQ(get(4), 0x10U);
+    EXPECT_EQ(get(8), 3U);
+    expect("--quiet write map32 A=1 B=1", 0, "");
+    expect("--json write map32 --index 1=5 2=6", 0,
+           "{\"name\":\"map32\",\"index\":1,\"value\":5}\n{\"name\":\"map32\",\"index\":2,\"value\":6}\n");
+    EXPECT_EQ(get(8), 6U);
+    expect("write map32 A=7", 0, "map32 A = 0x00000007\n");
+    expect("write map32 A=7 CTRL.RUN=0 --verify", 0, "map32 A = 0x00000007\nmap32 CTRL.RUN = 0 (stopped)\n");
+}
+
+TEST_F(ManyRegisters, OfAServerShareAConnectionAndKeepTheirOrder) {
+    TestPeer peer;
+    peer.script({success(), success(), success(), success()});
+    expect("--remote " + peer.address() + " write map32 A=1 A=0 B=2", 0,
+           "map32 A = 0x00000001\nmap32 A = 0x00000000\nmap32 B = 0x00000002\n");
+    const auto requests = peer.requests(4);
+    ASSERT_EQ(requests.size(), 4U);
+    const std::array<std::array<std::uint32_t, 2>, 3> writes{{{4, 1}, {4, 0}, {8, 2}}};
+    for (std::size_t i = 0; i < writes.size(); ++i) {
+        EXPECT_EQ(requests[i + 1].connection, 0U);
+        const Rynvel::Request request = asRequest(requests[i + 1].bytes);
+        EXPECT_EQ(request.getAddress() * 4, writes[i][0]) << i;
+        EXPECT_EQ(request.getValue(), writes[i][1]) << i;
+    }
+}
+
+TEST_F(ManyRegisters, AreNotWrittenIfOneOfTheWritesIsWrong) {
+    const std::string notAnAssignment = "does not assign a value to a register or a field (ADDRESS=VALUE)";
+    for (const std::string word : {"B", "B=", "=1", "B=1=1"}) {
+        expectRefused("write map32 A=1 " + word, "map32: '" + word + "' " + notAnAssignment);
+    }
+    expectRefused("write map32 CTRL=RUN=1", "map32: 'CTRL=RUN=1' " + notAnAssignment);
+    expectRefused("write map32 A=1 STATUS=1", "map32: register STATUS is read-only");
+    expectRefused("write map32 A=1 B=0x100000000", "value 0x100000000 does not fit in 32 bits");
+    expectRefused("write map32 A=1 CTRL.RUN=2", "map32: field CTRL.RUN: '2' does not fit in 1 bits");
+    expectRefused("write map32 A=1 0x1000=1", "map32: register 0x00001000 is outside the map of 4096 bytes");
+    expectRefused("write map32 A=1 --mask 1", "--mask: does not apply to ADDRESS=VALUE (give ADDRESS VALUE)");
+    expectRefused("write map32 A=1 FIFO=1 --verify",
+                  "map32: reading register FIFO has a side effect (leave out --verify)");
+    expectRefused("write map32 A", "map32: the value for A is missing (give ADDRESS VALUE or ADDRESS=VALUE)");
+}
+
+TEST_F(ManyRegisters, ThatMayBeFieldsAreNotWritten) {
+    const std::string problem =
+        "map32: 'A' is a register and a field of register CTRL (write it with a command of its own)";
+    expectRefused("write map32 CTRL=1 A=2", problem);
+    expectRefused("write map32 CTRL=1 B=1 A=2", problem);
+    // Without a whole register before it, the name has only one meaning.
+    expect("write map32 A=2 CTRL=1", 0, "map32 A = 0x00000002\nmap32 CTRL = 0x00000001\n");
+    expect("write map32 CTRL A=2 RUN=1", 0, "map32 CTRL.A = 2\nmap32 CTRL.RUN = 1 (running)\n");
+    EXPECT_EQ(get(0), 0x21U);
+    EXPECT_EQ(get(4), 2U);
+}
+
+TEST_F(ManyRegisters, AreWrittenUpToTheFirstFailure) {
+    TestPeer peer;
+    const std::string line = "--remote " + peer.address() + " write map32 A=1 B=2 CTRL=3 4=5";
+    peer.script({success(), success(), refusal()});
+    expect(
+        line, 1, "map32 A = 0x00000001\n",
+        "map32: writing B failed: the server refused the request (written: A; not written: B; not reached: CTRL, 4)");
+    EXPECT_EQ(peer.requests(3).size(), 3U);
+    peer.script({success(), success(), closing()});
+    expect("--quiet " + line, 3, "",
+           peer.address() +
+               ": the connection was closed (written: A; unknown whether written: B; not reached: CTRL, 4)");
+    peer.script({success(), success(), success({1}), success(), success({7})});
+    expect(line + " --verify", 1, "map32 A = 0x00000001\n",
+           "map32: B holds 0x00000007 after 0x00000002 was written (written: A; written, but not confirmed: B; not "
+           "reached: CTRL, 4)");
+}
+
+TEST_F(ManyRegisters, AreAllWrittenWithoutAReaderOfTheOutput) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    close(ends[0]);
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, words("write map32 4=1 8=2"), m_folder.path(), ends[1]).wait(), 0, "");
+    close(ends[1]);
+    EXPECT_EQ(get(4), 1U);
+    EXPECT_EQ(get(8), 2U);
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, words("write map32 4=3 8=4"), m_folder.path(), full).wait(), 1, "",
+                 "standard output: No space left on device");
+    close(full);
+    EXPECT_EQ(get(8), 4U);
+}
+
+} // namespace
+} // namespace RynvelTest

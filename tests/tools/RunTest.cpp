@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: MIT
+#include <array>
+#include <chrono>
+#include <cstdint>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "DescribedDevice.h"
+#include "Program.h"
+#include "TestPeer.h"
+
+namespace RynvelTest {
+namespace {
+
+/** The program with files of commands. */
+class CommandFiles : public testing::Test {
+protected:
+    CommandFiles() {
+        m_folder.store("map", std::string(4096, '\0'));
+        m_folder.store("registers8", std::string(64, '\0'));
+        m_folder.store("board.svd", timerMap());
+    }
+
+    /** Runs commands from a file. @param options before the command of the program. */
+    Ending run(const std::string& commands, const std::string& options = "") const {
+        m_folder.store("script", commands);
+        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd run script " + options), m_folder.path());
+    }
+
+    /** Runs commands from standard input. */
+    Ending runInput(const std::string& commands, const std::string& options = "") const {
+        m_folder.store("script", commands);
+        return start(options, "script").wait();
+    }
+
+    Program start(const std::string& options, const std::string& input) const {
+        return {RYNVELCTL_FOR_TESTS, words("--map board.svd run - " + options), m_folder.path(), input};
+    }
+
+    std::uint32_t get(std::size_t offset) const {
+        std::uint32_t value = 0;
+        m_folder.load("map").copy(reinterpret_cast<char*>(&value), sizeof(value), offset);
+        return value;
+    }
+
+    void makeFifo() const { ASSERT_EQ(mkfifo((m_folder.path() + "/fifo").c_str(), 0600), 0); }
+
+    int openFifo() const { return open((m_folder.path() + "/fifo").c_str(), O_WRONLY | O_CLOEXEC); }
+
+    TestFolder m_folder;
+};
+
+TEST_F(CommandFiles, RunLineByLine) {
+    const std::string commands = "# Starts the timer.\n"
+                                 "\n"
+                                 "   \t\n"
+                                 "write map32 CTRL RUN=1 MODE=fast GAIN=2   # in one write\r\n"
+                                 "read map32 CTRL.RUN LEVEL0\n"
+                                 "write map32 LEVEL0=7 LEVEL1=8\n"
+                                 "expect map32 LEVEL1 8\n"
+                                 "dump file8 0 2";
+    const std::string output = "map32 CTRL.RUN = 1 (running)\nmap32 CTRL.MODE = 4 (fast)\nmap32 CTRL.GAIN = 2\n"
+                               "map32 CTRL.RUN = 1 (running)\nmap32 LEVEL0 = 0x00000000\n"
+                               "map32 LEVEL0 = 0x00000007\nmap32 LEVEL1 = 0x00000008\n"
+                               "0x00000000: 00 00\n";
+    expectEnding(run(commands), 0, output);
+    EXPECT_EQ(get(0), 0x241U);
+    m_folder.store("map", std::string(4096, '\0'));
+    expectEnding(runInput(commands), 0, output);
+    expectEnding(run(""), 0, "");
+    expectEnding(runInput("#\n"), 0, "");
+    expectEnding(run("read file8 0\nread map32 LEVEL0\n", "--quiet"), 0, "0x00\n0x00000007\n");
+    expectEnding(run("read file8 0\nread file8 1\n", "--json"), 0,
+                 "{\"name\":\"file8\",\"address\":0,\"value\":0}\n{\"name\":\"file8\",\"address\":1,\"value\":0}\n");
+}
+
+TEST_F(CommandFiles, KeepTheirDevicesOpen) {
+    TestPeer peer;
+    peer.script({success(), success({1}), success(), success({3}), success({4})});
+    expectEnding(run("read map32 LEVEL0\nwrite map32 LEVEL0 2\nexpect map32 LEVEL0 3\nread map32 LEVEL1\n",
+                     "--remote " + peer.address()),
+                 0, "map32 LEVEL0 = 0x00000001\nmap32 LEVEL0 = 0x00000002\nmap32 LEVEL1 = 0x00000004\n");
+    const auto requests = peer.requests(5);
+    EXPECT_EQ(requests.size(), 5U);
+    for (const auto& request : requests) {
+        EXPECT_EQ(request.connection, 0U);
+    }
+}
+
+TEST_F(CommandFiles, OpenADeviceAgainAfterARequestWithoutAnAnswer) {
+    TestPeer peer;
+    peer.script({success(), closing(), success(), success({7}), success({8})});
+    expectEnding(run("read file8 0\nread file8 1\nread file8 2\n", "--keep-going --remote " + peer.address()), 3,
+                 "file8 0x00000001 = 0x07\nfile8 0x00000002 = 0x08\n",
+                 "script:1: " + peer.address() + ": the connection was closed");
+    const auto requests = peer.requests(5);
+    ASSERT_EQ(requests.size(), 5U);
+    EXPECT_EQ(requests[2].connection, 1U);
+    EXPECT_EQ(requests[4].connection, 1U);
+}
+
+TEST_F(CommandFiles, WithAWrongLineRunNoLine) {
+    for (const std::string options : {"", "--keep-going"}) {
+        expectEnding(run("write map32 0 1\n\nraed map32 0\nread map32\nread map32 0 --json\nrun script\n", options), 2,
+                     "",
+                     "script:3: unknown command 'raed' (did you mean 'read'?)\n"
+                     "rynvelctl: script:4: ADDRESS is required\n"
+                     "rynvelctl: script:5: unknown option '--json'\n"
+                     "rynvelctl: script:6: unknown command 'run'");
+    }
+    EXPECT_EQ(get(0), 0U);
+}
+
+TEST_F(CommandFiles, OnStandardInputRunUpToTheWrongLine) {
+    expectEnding(runInput("write map32 0 1\nraed map32 0\nwrite map32 0 2\n"), 2, "map32 0x00000000 = 0x00000001\n",
+                 "-:2: unknown command 'raed' (did you mean 'read'?)");
+    EXPECT_EQ(get(0), 1U);
+}
+
+TEST_F(CommandFiles, EndAtTheFirstFailureWithItsStatus) {
+    expectEnding(run("read file8 0\nread file8 64\nwrite map32 0 1\n"), 1, "file8 0x00000000 = 0x00\n",
+                 "script:2: file8: reading 0x00000040 failed");
+    expectEnding(run("read missing 0\nread nothing 0\n"), 3, "",
+                 "script:1: missing: nowhere/registers: No such file or directory");
+    expectEnding(run("read map32 CTLR\n"), 2, "",
+                 "script:1: map32: 'CTLR' is not a name in board.svd (did you mean 'CTRL'?)");
+    EXPECT_EQ(get(0), 0U);
+}
+
+TEST_F(CommandFiles, KeepGoingIfTheUserAsksForIt) {
+    expectEnding(run("read file8 64\nread nothing 0\nread map32 ACK\nread file8 1\n", "--keep-going"), 1,
+                 "file8 0x00000001 = 0x00\n",
+                 "script:1: file8: reading 0x00000040 failed\n"
+                 "rynvelctl: script:2: nothing: not a device of this machine ('rynvelctl list' shows the names)\n"
+                 "rynvelctl: script:3: map32: register ACK is write-only");
+    expectEnding(runInput("frob\nread file8 64\nread file8 1\n", "--keep-going"), 2, "file8 0x00000001 = 0x00\n",
+                 "-:1: unknown command 'frob'\nrynvelctl: -:2: file8: reading 0x00000040 failed");
+    expectEnding(run("read file8 0\n", "--keep-going"), 0, "file8 0x00000000 = 0x00\n");
+}
+
+TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
+    expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
+                 "map32: reading has a side effect, left out: STATUS (--with-side-effects includes them)\n"
+                 "rynvelctl: map32: register WIDE has 64 bits (the device has 32-bit registers)\n"
+                 "rynvelctl: script:3: the command ended with status 1");
+}
+
+TEST_F(CommandFiles, GiveEachLineOnlyItsOwnOptions) {
+    const std::string commands = "write map32 0x18 0xff --mask 0xf\nwrite map32 0x18 0xff\nread map32 --index 6\n"
+                                 "read map32 0x18\nwrite map32 LEVEL0=1 LEVEL1=2\nwrite map32 LEVEL0 3\n";
+    const std::string output = "map32 0x00000018 = 0x0000000f with mask 0x0000000f\nmap32 0x00000018 = 0x000000ff\n"
+                               "map32 6 = 0x000000ff\nmap32 0x00000018 = 0x000000ff\nmap32 LEVEL0 = 0x00000001\n"
+                               "map32 LEVEL1 = 0x00000002\nmap32 LEVEL0 = 0x00000003\n";
+    expectEnding(run(commands), 0, output);
+    expectEnding(runInput(commands), 0, output);
+    // A wrong line leaves nothing behind, either.
+    expectEnding(runInput("write map32 0x18 0xf --mask 0xf --frob\nwrite map32 0x18 0\n", "--keep-going"), 2,
+                 "map32 0x00000018 = 0x00000000\n", "-:1: unknown option '--frob'");
+    EXPECT_EQ(get(0x18), 0U);
+}
+
+TEST_F(CommandFiles, OnStandardInputAnswerEachLineAtOnce) {
+    makeFifo();
+    Program program = start("", "fifo");
+    const int input = openFifo();
+    ASSERT_EQ(write(input, "read file8 0\n", 13), 13);
+    EXPECT_EQ(program.outputLine(), "file8 0x00000000 = 0x00");
+    ASSERT_EQ(write(input, "read fi", 7), 7);
+    ASSERT_EQ(write(input, "le8 1\nread file8 2", 18), 18);
+    EXPECT_EQ(program.outputLine(), "file8 0x00000001 = 0x00");
+    close(input);
+    expectEnding(program.wait(), 0, "file8 0x00000002 = 0x00\n");
+}
+
+TEST_F(CommandFiles, OnStandardInputWaitNoLongerThanTheTimeout) {
+    makeFifo();
+    Program program = start("--timeout 100ms", "fifo");
+    const int input = openFifo();
+    expectEnding(program.wait(), 4, "", "-: timed out after 100 ms");
+    Program keepGoing = start("--timeout 200ms --keep-going", "fifo");
+    const int other = openFifo();
+    ASSERT_EQ(write(other, "frob\n", 5), 5);
+    expectEnding(keepGoing.wait(), 2, "", "-:1: unknown command 'frob'\nrynvelctl: -: timed out after 200 ms");
+    close(input);
+    close(other);
+}
+
+TEST_F(CommandFiles, OnStandardInputEndWithTheReaderOfTheOutput) {
+    makeFifo();
+    Program program = start("", "fifo");
+    const int input = openFifo();
+    program.closeOutput();
+    expectEnding(program.wait(), 0, "");
+    close(input);
+}
+
+TEST_F(CommandFiles, ThatCannotBeReadAreRefused) {
+    const auto expectProblem = [this](const std::string& file, const std::string& problem) {
+        expectEnding(runProgram(RYNVELCTL_FOR_TESTS, {"run", file}, m_folder.path()), 2, "", problem);
+    };
+    expectProblem("nowhere", "nowhere: No such file or directory");
+    expectProblem(".", ".: Is a directory");
+    expectEnding(run("read file8 0\n" + std::string(70000, ' ') + "\n"), 2, "",
+                 "script:2: the line has more than 65536 bytes");
+}
+
+TEST_F(CommandFiles, SleepBetweenCommands) {
+    const auto start = std::chrono::steady_clock::now();
+    expectEnding(run("read file8 0\nsleep 150ms\nread file8 1\n"), 0,
+                 "file8 0x00000000 = 0x00\nfile8 0x00000001 = 0x00\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
+    expectEnding(run("sleep 1m\nread file8 1\n", "--timeout 100ms --keep-going"), 4, "",
+                 "script:1: sleep: timed out after 100 ms");
+    expectEnding(run("sleep soon\n"), 2, "",
+                 "script:1: sleep: 'soon' is not a time (a whole number with the unit ms, s "
+                 "or m, at most one day)");
+}
+
+TEST_F(CommandFiles, ExpectValues) {
+    expectEnding(run("write map32 CTRL RUN=1 MODE=4 GAIN=1\n"
+                     "expect map32 0 0x141\nexpect map32 --index 0 321\nexpect map32 CTRL 0b101000001\n"
+                     "expect map32 CTRL.RUN 1\nexpect map32 CTRL.RUN running\nexpect map32 CTRL.MODE fast\n",
+                     "--quiet"),
+                 0, "");
+    const auto expectProblem = [this](const std::string& line, int status, const std::string& problem) {
+        expectEnding(run("expect map32 " + line + '\n'), status, "", "script:1: map32: " + problem);
+    };
+    expectProblem("0 0x140", 1, "0x00000000 is 0x00000141 instead of 0x140");
+    expectProblem("CTRL 0", 1, "CTRL is 0x00000141 instead of 0");
+    expectProblem("CTRL.RUN stopped", 1, "CTRL.RUN is 1 (running) instead of stopped");
+    expectProblem("CTRL.MODE 3", 1, "CTRL.MODE is 4 (fast) instead of 3");
+    expectProblem("ACK 0", 2, "register ACK is write-only");
+    expectProblem("CTRL.RUN 2", 2, "field CTRL.RUN: '2' does not fit in 1 bits");
+    expectProblem("CTRL.RUN idle", 2, "field CTRL.RUN: 'idle' is not a number or one of stopped, running");
+    expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("expect file8 0 1"), m_folder.path()), 1, "",
+                 "file8: 0x00000000 is 0x00 instead of 1");
+    expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("expect file8 0 0"), m_folder.path()), 0, "");
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#include "KnownDevices.h"
+
+namespace Rynvelctl {
+
+const Target* KnownDevices::find(const std::string& name) const {
+    const auto found = m_devices.find(name);
+    return found == m_devices.end() ? nullptr : &found->second.target;
+}
+
+std::shared_ptr<OpenDevice> KnownDevices::open(const Target& target, const CommandTimeout& timeout) {
+    Device& device = deviceOf(target);
+    if (device.open == nullptr || !device.open->isUsable()) {
+        device.open = openDevice(device.target, timeout);
+    }
+    return device.open;
+}
+
+const RegisterMap* KnownDevices::registerMap(const Target& target, MapSearch& maps) {
+    Device& device = deviceOf(target);
+    if (!device.hasSearchedMaps) {
+        if (const auto description = maps.catalog().find(target.name())) {
+            device.map.emplace(device.target, *description);
+        }
+        device.hasSearchedMaps = true;
+    }
+    return device.map ? &*device.map : nullptr;
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,53 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The devices that the commands of a process use.
+ */
+#ifndef RYNVELCTL_KNOWNDEVICES_H
+#define RYNVELCTL_KNOWNDEVICES_H
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "MapSearch.h"
+#include "OpenDevice.h"
+#include "RegisterMap.h"
+#include "Target.h"
+
+namespace Rynvelctl {
+
+/** Finds, describes and opens each device only once. The devices and descriptions exist as long as this object. */
+class KnownDevices {
+public:
+    /** Returns the device of a name; null if it has not been added. */
+    const Target* find(const std::string& name) const;
+
+    const Target& add(const Target& target) { return deviceOf(target).target; }
+
+    /** Opens a device, unless it is open and usable. @throws Failure if the device cannot be opened. */
+    std::shared_ptr<OpenDevice> open(const Target& target, const CommandTimeout& timeout);
+
+    /** Returns the description of a device; null if no register map describes it. @throws Maps::UnusableMap. */
+    const RegisterMap* registerMap(const Target& target, MapSearch& maps);
+
+private:
+    struct Device {
+        explicit Device(const Target& description) : target(description) {}
+
+        Target target;
+        std::shared_ptr<OpenDevice> open;
+        bool hasSearchedMaps = false;
+        std::optional<RegisterMap> map;
+    };
+
+    Device& deviceOf(const Target& target) { return m_devices.try_emplace(target.name(), target).first->second; }
+
+    /** A map keeps the addresses of its elements. */
+    std::map<std::string, Device> m_devices;
+};
+
+} // namespace Rynvelctl
+
+#endif

@@ -1,0 +1,36 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Commands that are lines of a text.
+ */
+#ifndef RYNVELCTL_LINEPARSER_H
+#define RYNVELCTL_LINEPARSER_H
+
+#include <memory>
+#include <string>
+
+#include "Commands.h"
+
+namespace Rynvelctl {
+
+/** Parses lines. Each holds one command with its options and arguments, and no global options. */
+class LineParser {
+public:
+    LineParser();
+    LineParser(const LineParser&) = delete;
+    LineParser& operator=(const LineParser&) = delete;
+    ~LineParser();
+
+    /** Returns the action of a line; empty for a line without a command. @throws Failure if the line is wrong. */
+    Action parse(const std::string& line);
+
+private:
+    struct Commands;
+
+    /** Null after a wrong line, whose options must not become those of the next line. */
+    std::unique_ptr<Commands> m_commands;
+};
+
+} // namespace Rynvelctl
+
+#endif
