@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "MapSearch.h"
 #include "OpenDevice.h"
@@ -34,7 +35,7 @@ public:
 
 private:
     struct Device {
-        explicit Device(const Target& description) : target(description) {}
+        explicit Device(Target description) : target(std::move(description)) {}
 
         Target target;
         std::shared_ptr<OpenDevice> open;

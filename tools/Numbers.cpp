@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Numbers.h"
 
-#include <iomanip>
-#include <sstream>
+#include <array>
+#include <charconv>
+#include <cstddef>
 
 #include "Failure.h"
 #include "Number.h"
@@ -44,9 +45,12 @@ std::uint32_t parseCount(const std::string& name, const std::string& text, std::
 std::string hexadecimal(std::uint64_t value, unsigned int width) { return "0x" + hexadecimalDigits(value, width); }
 
 std::string hexadecimalDigits(std::uint64_t value, unsigned int width) {
-    std::ostringstream digits;
-    digits << std::hex << std::setfill('0') << std::setw(static_cast<int>(width / 4)) << value;
-    return digits.str();
+    constexpr std::size_t mostDigits = 16;
+    std::array<char, mostDigits> digits{};
+    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
+    const std::string text(digits.data(), end);
+    const std::size_t count = width / 4;
+    return text.size() < count ? std::string(count - text.size(), '0') + text : text;
 }
 
 } // namespace Rynvelctl

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "Words.h"
 
-#include <sstream>
+#include <algorithm>
+#include <cstddef>
 
 #include "Failure.h"
 
 namespace Rynvelctl {
 
 std::vector<std::string> wordsOf(const std::string& line) {
-    std::istringstream stream(line);
+    // A stream takes longer than the rest of a command.
+    constexpr const char* blanks = " \t\r\v\f";
     std::vector<std::string> words;
-    for (std::string word; stream >> word && word.front() != '#';) {
-        words.push_back(word);
+    std::size_t begin = line.find_first_not_of(blanks);
+    while (begin != std::string::npos && line[begin] != '#') {
+        const std::size_t end = std::min(line.find_first_of(blanks, begin), line.size());
+        words.push_back(line.substr(begin, end - begin));
+        begin = line.find_first_not_of(blanks, end);
     }
     return words;
 }

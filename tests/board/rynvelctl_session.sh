@@ -101,6 +101,18 @@ rynvelctl read traf.top 0x1000
 rynvelctl read traf.top 2
 rynvelctl watch traf.top 0x10 0x14 --interval 10ms --count 3
 
+rynvelctl write traf.top 0x40=1 0x44=2 0x40=3
+rynvelctl read traf.top 0x44 0x40..0x48
+rynvelctl read traf.top 0x48..0x40
+rynvelctl write traf.top 0x40=0 0x1000=1
+printf '# Registers and a device that refuses\nwrite traf.top 0x40 7\nexpect traf.top 0x40 7\nsleep 1ms\n' >/tmp/commands
+printf 'read common.idt 0x10000\nread traf.top 0x40..0x44\n' >>/tmp/commands
+rynvelctl run /tmp/commands
+rynvelctl run /tmp/commands --keep-going
+show 'rynvelctl run - </tmp/commands' sh -c '"$0" run - </tmp/commands' "$program"
+rynvelctl expect traf.top 0x40 0
+rynvelctl write traf.top 0x40=0 0x44=0 --verify
+
 rynvelctl write common.idt 0xffff 0xab --verify
 rynvelctl fill common.idt 0x10 3 7
 rynvelctl dump common.idt 0xf 18 --burst
