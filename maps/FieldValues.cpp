@@ -63,6 +63,34 @@ bool isAmbiguous(const EnumeratedValue& value) {
     return Common::isNumber(value.name, Common::anyNotation) && numberIn(value.name) != value.value;
 }
 
+/** Returns whether the name of a value for reading is also a number, and not the only number of the value. */
+bool isAmbiguousToRead(const Field& field, const EnumeratedValue& value) {
+    const bool hasOneNumber = !value.isDefault && (highestOf(field) & ~value.mask) == 0;
+    return Common::isNumber(value.name, Common::anyNotation) && !(hasOneNumber && numberIn(value.name) == value.value);
+}
+
+std::string bitsText(const Field& field) { return std::to_string(field.msb - field.lsb + 1) + " bits"; }
+
+std::string alsoANumber(const EnumeratedValue& value) {
+    return ": " + quoted(value.name) + " is a number and also the name of ";
+}
+
+constexpr const char* numberRemedy = " (give the value with 0x or 0b)";
+
+/** @throws RefusedValue if a text is not a number that fits in a field. @param names those that the text may be. */
+std::uint64_t fittingNumber(const Field& field, const std::string& subject, const std::string& text,
+                            const std::vector<std::string>& names) {
+    if (!Common::isNumber(text, Common::anyNotation)) {
+        throw RefusedValue(subject + ": " + quoted(text) + " is not a number" +
+                           (names.empty() ? "" : " or one of " + listOf(names)));
+    }
+    const auto number = numberIn(text);
+    if (!number || *number > highestOf(field)) {
+        throw RefusedValue(subject + ": " + quoted(text) + " does not fit in " + bitsText(field));
+    }
+    return *number;
+}
+
 constexpr const char* onlyAsRead = " may be written only with the value that was read";
 
 /** Returns why a field may not be given a number; empty if it may. @param text the number in the message. */
@@ -99,15 +127,7 @@ std::string subjectOf(const LocatedRegister& place, const Field& field) {
 class AssignedField {
 public:
     AssignedField(const LocatedRegister& place, const std::string& name)
-        : m_field(fieldOf(place, name)), m_subject(subjectOf(place, m_field)) {
-        if (!isWritable(m_field.access)) {
-            throw RefusedValue(refusal(" is read-only"));
-        }
-        if (!isInside(m_field, *place.contents)) {
-            throw RefusedValue(
-                refusal(" is outside the " + std::to_string(place.contents->size) + " bits of its register"));
-        }
-    }
+        : m_field(findWritable(place, name)), m_subject(subjectOf(place, m_field)) {}
 
     const Field& field() const { return m_field; }
 
@@ -123,40 +143,10 @@ public:
     }
 
 private:
-    static const Field& fieldOf(const LocatedRegister& place, const std::string& name) {
-        const Field* const field = findField(*place.contents, name);
-        if (field == nullptr) {
-            std::vector<std::string> names;
-            for (const Field& each : place.contents->fields) {
-                names.push_back(each.name);
-            }
-            const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-            throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
-                               (question.empty() ? "" : " (" + question + ')'));
-        }
-        return *field;
-    }
-
     std::uint64_t numberOf(const std::string& text) const {
         // A name may begin with a digit, such as 16k, or have only digits.
-        if (const EnumeratedValue* const value = valueNamed(text)) {
-            return numberOf(*value);
-        }
-        if (!Common::isNumber(text, Common::anyNotation)) {
-            const std::string names = listOf(namesToWrite(m_field));
-            throw RefusedValue(
-                refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names)));
-        }
-        return fittingNumber(text);
-    }
-
-    std::uint64_t fittingNumber(const std::string& text) const {
-        const auto number = numberIn(text);
-        if (!number || *number > highestOf(m_field)) {
-            throw RefusedValue(refusal(": " + quoted(text) + " does not fit in " +
-                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
-        }
-        return *number;
+        const EnumeratedValue* const value = valueNamed(text);
+        return value != nullptr ? numberOf(*value) : fittingNumber(m_field, m_subject, text, namesToWrite(m_field));
     }
 
     const EnumeratedValue* valueNamed(const std::string& text) const {
@@ -167,12 +157,11 @@ private:
 
     std::uint64_t numberOf(const EnumeratedValue& named) const {
         if (isAmbiguous(named)) {
-            throw RefusedValue(refusal(": " + quoted(named.name) + " is a number and also the name of the value " +
-                                       std::to_string(named.value) + " (give the value with 0x or 0b)"));
+            throw RefusedValue(refusal(alsoANumber(named) + "the value " + std::to_string(named.value) + numberRemedy));
         }
         if (named.value > highestOf(m_field)) {
-            throw RefusedValue(refusal(": the value of " + quoted(named.name) + " does not fit in " +
-                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
+            throw RefusedValue(
+                refusal(": the value of " + quoted(named.name) + " does not fit in " + bitsText(m_field)));
         }
         return named.value;
     }
@@ -229,6 +218,55 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
         }
     }
     return values;
+}
+
+std::vector<std::string> namesToRead(const Field& field) {
+    std::vector<std::string> names;
+    for (const Enumeration& enumeration : field.enumerations) {
+        for (const EnumeratedValue& value : enumeration.values) {
+            if (isFor(enumeration, Usage::Read) && !value.name.empty() && !isAmbiguousToRead(field, value)) {
+                names.push_back(value.name);
+            }
+        }
+    }
+    return names;
+}
+
+const Field& findWritable(const LocatedRegister& place, const std::string& name) {
+    const Field* const field = findField(*place.contents, name);
+    if (field == nullptr) {
+        std::vector<std::string> names;
+        for (const Field& each : place.contents->fields) {
+            names.push_back(each.name);
+        }
+        const std::string question = Common::didYouMean(Common::nearestNames(name, names));
+        throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
+                           (question.empty() ? "" : " (" + question + ')'));
+    }
+    if (!isWritable(field->access)) {
+        throw RefusedValue(subjectOf(place, *field) + " is read-only");
+    }
+    if (!isInside(*field, *place.contents)) {
+        throw RefusedValue(subjectOf(place, *field) + " is outside the " + std::to_string(place.contents->size) +
+                           " bits of its register");
+    }
+    return *field;
+}
+
+bool FieldPattern::matches(const FieldValue& value) const {
+    return name.empty() ? value.value == number : value.name != nullptr && value.name->name == name;
+}
+
+FieldPattern parsePattern(const LocatedRegister& place, const Field& field, const std::string& text) {
+    const EnumeratedValue* const value =
+        firstValue(field, Usage::Read, [&text](const EnumeratedValue& each) { return each.name == text; });
+    if (value == nullptr) {
+        return {fittingNumber(field, subjectOf(place, field), text, namesToRead(field)), ""};
+    }
+    if (isAmbiguousToRead(field, *value)) {
+        throw RefusedValue(subjectOf(place, field) + alsoANumber(*value) + "other values" + numberRemedy);
+    }
+    return {0, text};
 }
 
 MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments) {

@@ -73,6 +73,36 @@ struct Assignment {
     std::string value;
 };
 
+/**
+ * Returns the field to which a name refers.
+ *
+ * @throws RefusedValue if the field is unknown, read-only, or outside its register.
+ */
+const Field& findWritable(const LocatedRegister& place, const std::string& name);
+
+/** What a field is compared with: a number, or the name of an enumerated value. */
+struct FieldPattern {
+    std::uint64_t number = 0;
+    /** Empty for a number. */
+    std::string name;
+
+    /** @param value has its name for reading. */
+    bool matches(const FieldValue& value) const;
+};
+
+/** Returns the names of values that parsePattern() accepts. */
+std::vector<std::string> namesToRead(const Field& field);
+
+/**
+ * Returns what a text means as the value of a field.
+ *
+ * @param text a decimal, hexadecimal or binary number, or the name of an enumerated value for reading. The name may
+ * belong to several numbers.
+ * @throws RefusedValue if the text is neither, if a number does not fit in the field, or if a name is also a number and
+ * has other numbers.
+ */
+FieldPattern parsePattern(const LocatedRegister& place, const Field& field, const std::string& text);
+
 /** The value and the mask of a masked write. */
 struct MaskedValue {
     std::uint64_t value = 0;
