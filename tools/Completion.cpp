@@ -53,7 +53,7 @@ Words files(const std::string& word) {
 }
 
 RegisterUse useOf(const std::string& command) {
-    if (command == "write" || command == "fill") {
+    if (command == "write" || command == "fill" || command == "set" || command == "clear" || command == "toggle") {
         return RegisterUse::Write;
     }
     return command == "describe" ? RegisterUse::Any : RegisterUse::Read;
@@ -84,7 +84,7 @@ Words fromMap(const Line& line, const Function& function) {
 }
 
 bool takesFields(const std::string& command) {
-    return command == "read" || command == "write" || command == "watch" || command == "describe";
+    return command == "read" || command == "write" || command == "poll" || command == "watch" || command == "describe";
 }
 
 Words registerNames(const Line& line, const std::string& word) {
@@ -99,10 +99,20 @@ Words registerNames(const Line& line, const std::string& word) {
 }
 
 Words registerValues(const Line& line, const std::string& word) {
-    if (line.command != "write" || line.arguments.size() < 2) {
+    const bool isCondition = line.command == "poll";
+    if ((line.command != "write" && !isCondition) || line.arguments.size() < 2) {
         return {};
     }
-    return fromMap(line, [&](const MapCompletion& map) { return map.values(line.arguments[1], word); });
+    const std::string& name = line.arguments[1];
+    return fromMap(
+        line, [&](const MapCompletion& map) { return isCondition ? map.readValues(name) : map.values(name, word); });
+}
+
+Words fieldLists(const Line& line, const std::string& word) {
+    if (line.arguments.size() < 2) {
+        return {};
+    }
+    return fromMap(line, [&](const MapCompletion& map) { return map.fieldLists(line.arguments[1], word); });
 }
 
 /** Returns the possible values of an option or argument that has one of the names of the help; else the name itself. */
@@ -118,6 +128,9 @@ Words choicesFor(const std::string& name, const Line& line, const std::string& w
     }
     if (name == "ADDRESS" || name == "REGISTER") {
         return registerNames(line, word);
+    }
+    if (name == "BITS") {
+        return fieldLists(line, word);
     }
     return name == "VALUE" ? registerValues(line, word) : Words{name};
 }

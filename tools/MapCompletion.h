@@ -33,6 +33,12 @@ public:
      */
     std::vector<std::string> values(const std::string& name, const std::string& word) const;
 
+    /** Returns the names of the values that can be read from a field. */
+    std::vector<std::string> readValues(const std::string& name) const;
+
+    /** Returns the fields of a register, each after the list of names with commas that the word begins with. */
+    std::vector<std::string> fieldLists(const std::string& name, const std::string& word) const;
+
 private:
     template <typename Element>
     bool isUsable(const Element& element) const;

@@ -86,7 +86,7 @@ private:
 
 void read(const CommandContext& context, const RegisterOptions& options) {
     const Target target = context.target(options.name);
-    const Addressed addressed = Addresses(context, target, options.unit()).find(options.address);
+    const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
     requireReadable(addressed);
     const auto device = openDevice(addressed.range, context.timeout());
     const Reading reading = readingOf(addressed, device->read(addressed.range));
@@ -189,11 +189,6 @@ public:
     }
 
 private:
-    static std::uint64_t numberIn(const Reading& reading) {
-        const auto* const field = std::get_if<FieldReading>(&reading);
-        return field == nullptr ? std::get<RegisterValue>(reading).value : field->field.value;
-    }
-
     void printIfNew(const Reading& reading, std::optional<std::uint64_t>& previous) {
         if (previous != numberIn(reading)) {
             previous = numberIn(reading);
@@ -213,7 +208,7 @@ std::vector<Addressed> watchedBy(const CommandContext& context, const Target& ta
     std::vector<Addressed> watched;
     watched.reserve(options.addresses.size());
     for (const std::string& address : options.addresses) {
-        watched.push_back(addresses.find(address));
+        watched.push_back(addresses.findPart(address));
         requireReadable(watched.back());
     }
     return watched;
@@ -295,8 +290,10 @@ void addWatch(const Common::Command& program, Action& chosen) {
 void addRegisterCommands(const Common::Command& program, Action& chosen) {
     addRead(program, chosen);
     addWriteCommand(program, chosen);
+    addBitCommands(program, chosen);
     addDump(program, chosen);
     addFill(program, chosen);
+    addPollCommand(program, chosen);
     addWatch(program, chosen);
     addShowCommand(program, chosen);
 }
