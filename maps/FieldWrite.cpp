@@ -149,8 +149,8 @@ const Field* findSelected(const Register& contents, std::uint64_t mask, const Co
     return found == contents.fields.end() ? nullptr : &*found;
 }
 
-RefusedValue fieldRefusal(const LocatedRegister& place, const Field& field, const std::string& problem) {
-    return RefusedValue("field " + place.name + '.' + field.name + ' ' + problem);
+[[noreturn]] void refuse(const LocatedRegister& place, const Field& field, const std::string& problem) {
+    throw RefusedValue("field " + place.name + '.' + field.name + ' ' + problem);
 }
 
 /** @throws RefusedValue if a register without fields cannot keep the bits outside a mask. */
@@ -208,13 +208,13 @@ void requireStored(const LocatedRegister& place, std::uint64_t mask) {
     const auto isChangeable = [](const Field& field) { return isWritable(field.access); };
     const std::uint64_t readOnly = bitsOfFields(contents) & ~bitsOfFields(contents, isChangeable);
     if (const Field* const field = findSelected(contents, mask & readOnly, [](const Field&) { return true; })) {
-        throw fieldRefusal(place, *field, "is read-only");
+        refuse(place, *field, "is read-only");
     }
     const Field* const modified = findSelected(contents, mask, [](const Field& field) {
         return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
     });
     if (modified != nullptr) {
-        throw fieldRefusal(place, *modified, notStored);
+        refuse(place, *modified, notStored);
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
         throw RefusedValue("register " + place.name + ' ' + notStored);
@@ -226,7 +226,7 @@ void requireFieldsReadable(const LocatedRegister& place, std::uint64_t mask) {
         return isWritable(field.access) && !isReadable(field.access);
     });
     if (writeOnly != nullptr) {
-        throw fieldRefusal(place, *writeOnly, "is write-only");
+        refuse(place, *writeOnly, "is write-only");
     }
 }
 

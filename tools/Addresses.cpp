@@ -15,7 +15,7 @@ bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<
 } // namespace
 
 Addressed Addresses::find(const std::string& text) {
-    const Addressed addressed = findPart(text);
+    Addressed addressed = findPart(text);
     if (addressed.bits) {
         throw usageError(m_target.name() + ": " + text + " selects bits (give a register)");
     }

@@ -273,6 +273,7 @@ TEST_F(RemoteBits, AreNotReportedIfTheServerRefusesTheWrite) {
 TEST_F(RemoteBits, AreRefusedBeforeTheServerIsAsked) {
     expectEnding(run("toggle remote FLAGS ERROR"), 2, "",
                  "remote: field FLAGS.ERROR does not store what is written (give a value with write)");
+    expectEnding(run("toggle remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
     EXPECT_EQ(m_peer.requests(0).size(), 0U);
 }
 
