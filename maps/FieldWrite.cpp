@@ -12,6 +12,20 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
+/** Returns the bits of the fields that meet a condition. */
+template <typename Condition>
+std::uint64_t bitsOfFields(const Register& contents, const Condition& condition) {
+    std::uint64_t bits = 0;
+    for (const Field& field : contents.fields) {
+        bits |= isInside(field, contents) && condition(field) ? maskOf(field) : 0;
+    }
+    return bits;
+}
+
+std::uint64_t bitsOfFields(const Register& contents) {
+    return bitsOfFields(contents, [](const Field&) { return true; });
+}
+
 /** Returns why a masked write may change bits of this kind that it does not assign; empty if it does not change them.
  */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
@@ -35,6 +49,9 @@ struct Remedy {
 
 constexpr Remedy byAssignment{"also assign ", ""};
 constexpr Remedy byMask{"also select all bits of ", " with the mask"};
+constexpr Remedy byWrite{"use write, and also give values for ", ""};
+
+constexpr const char* notStored = "does not store what is written (give a value with write)";
 
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
@@ -50,7 +67,7 @@ public:
                 keep(written, field.modifiedWrite, maskOf(field));
             }
         }
-        keep(written, contents().modifiedWrite, bitsOf(contents()) & ~bitsOfFields());
+        keep(written, contents().modifiedWrite, bitsOf(contents()) & ~bitsOfFields(contents()));
         return written;
     }
 
@@ -109,14 +126,6 @@ private:
         }
     }
 
-    std::uint64_t bitsOfFields() const {
-        std::uint64_t bits = 0;
-        for (const Field& field : contents().fields) {
-            bits |= isInside(field, contents()) ? maskOf(field) : 0;
-        }
-        return bits;
-    }
-
     /** @param fields those that the user must also write. */
     std::string refusal(const std::string& problem, const std::vector<const Field*>& fields) const {
         std::string names;
@@ -131,13 +140,25 @@ private:
     const Remedy& m_remedy;
 };
 
+/** Returns a field inside the register that has a bit of a mask and meets a condition; null if there is none. */
+template <typename Condition>
+const Field* findSelected(const Register& contents, std::uint64_t mask, const Condition& condition) {
+    const auto found = std::find_if(contents.fields.begin(), contents.fields.end(), [&](const Field& field) {
+        return isInside(field, contents) && (maskOf(field) & mask) != 0 && condition(field);
+    });
+    return found == contents.fields.end() ? nullptr : &*found;
+}
+
+[[noreturn]] void refuse(const LocatedRegister& place, const Field& field, const std::string& problem) {
+    throw RefusedValue("field " + place.name + '.' + field.name + ' ' + problem);
+}
+
 /** @throws RefusedValue if a register without fields cannot keep the bits outside a mask. */
-void requireOtherBitsKept(const LocatedRegister& place, std::uint64_t mask) {
+void requireOtherBitsKept(const LocatedRegister& place, std::uint64_t mask, const char* problem) {
     const Register& contents = *place.contents;
     if (contents.fields.empty() && (bitsOf(contents) & ~mask) != 0 &&
         !reasonToChange(contents.access, contents.modifiedWrite).empty()) {
-        throw RefusedValue("register " + place.name +
-                           ": the bits outside the mask cannot keep their values (leave out the mask)");
+        throw RefusedValue("register " + place.name + ": " + problem);
     }
 }
 
@@ -169,10 +190,44 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
 MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected) {
     const Plan plan(place, selected, byMask);
     plan.requireKept();
-    requireOtherBitsKept(place, selected.mask);
+    requireOtherBitsKept(place, selected.mask,
+                         "the bits outside the mask cannot keep their values (leave out the mask)");
     const MaskedValue written = plan.written();
     requireInRange(place, written);
     return written;
+}
+
+void requireOthersKept(const LocatedRegister& place, std::uint64_t mask) {
+    const MaskedValue selected{0, mask};
+    Plan(place, selected, byWrite).requireKept();
+    requireOtherBitsKept(place, mask, "the other bits cannot keep their values (use write without a mask)");
+}
+
+void requireStored(const LocatedRegister& place, std::uint64_t mask) {
+    const Register& contents = *place.contents;
+    const auto isChangeable = [](const Field& field) { return isWritable(field.access); };
+    const std::uint64_t readOnly = bitsOfFields(contents) & ~bitsOfFields(contents, isChangeable);
+    if (const Field* const field = findSelected(contents, mask & readOnly, [](const Field&) { return true; })) {
+        refuse(place, *field, "is read-only");
+    }
+    const Field* const modified = findSelected(contents, mask, [](const Field& field) {
+        return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
+    });
+    if (modified != nullptr) {
+        refuse(place, *modified, notStored);
+    }
+    if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
+        throw RefusedValue("register " + place.name + ' ' + notStored);
+    }
+}
+
+void requireFieldsReadable(const LocatedRegister& place, std::uint64_t mask) {
+    const Field* const writeOnly = findSelected(*place.contents, mask, [](const Field& field) {
+        return isWritable(field.access) && !isReadable(field.access);
+    });
+    if (writeOnly != nullptr) {
+        refuse(place, *writeOnly, "is write-only");
+    }
 }
 
 } // namespace Maps

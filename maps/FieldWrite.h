@@ -50,6 +50,23 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
  */
 MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected);
 
+/**
+ * Checks a change of bits before their new value is known.
+ *
+ * @throws RefusedValue if a field with a bit outside the mask cannot keep its value, as in planMaskedWrite().
+ */
+void requireOthersKept(const LocatedRegister& place, std::uint64_t mask);
+
+/**
+ * Checks that the bits of a mask hold what is written to them.
+ *
+ * @throws RefusedValue if one of the bits is read-only, or if its modifiedWriteValues is not modify.
+ */
+void requireStored(const LocatedRegister& place, std::uint64_t mask);
+
+/** @throws RefusedValue if a bit of the mask belongs to a field that can be written, but not read. */
+void requireFieldsReadable(const LocatedRegister& place, std::uint64_t mask);
+
 } // namespace Maps
 
 #endif

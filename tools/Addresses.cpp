@@ -15,6 +15,27 @@ bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<
 } // namespace
 
 Addressed Addresses::find(const std::string& text) {
+    Addressed addressed = findPart(text);
+    if (addressed.bits) {
+        throw usageError(m_target.name() + ": " + text + " selects bits (give a register)");
+    }
+    return addressed;
+}
+
+Addressed Addresses::findPart(const std::string& text) {
+    const auto bracketed = splitBrackets(text);
+    if (!bracketed || !selectsBits(text, *bracketed)) {
+        return findWithoutBits(text);
+    }
+    Addressed addressed = findWithoutBits(bracketed->before);
+    if (addressed.named) {
+        wholeOf(*addressed.named);
+    }
+    addressed.bits = parseBitRange(bracketed->inside, addressed.range.bits());
+    return addressed;
+}
+
+Addressed Addresses::findWithoutBits(const std::string& text) {
     if (isAddress(text)) {
         return {RegisterRange(m_target, m_unit, text), std::nullopt};
     }
@@ -26,7 +47,7 @@ Addressed Addresses::findRange(const std::string& text) {
     const std::string separator = "..";
     const std::size_t position = text.find(separator);
     if (position == std::string::npos) {
-        return find(text);
+        return findPart(text);
     }
     const std::string first = text.substr(0, position);
     const std::string last = text.substr(position + separator.size());
@@ -36,6 +57,29 @@ Addressed Addresses::findRange(const std::string& text) {
         }
     }
     return {RegisterRange(m_target, m_unit, first, last), std::nullopt};
+}
+
+bool Addresses::selectsBits(const std::string& text, const Bracketed& bracketed) {
+    const bool isAfterNumber = Common::isNumber(bracketed.before, Common::anyNotation);
+    if (!bracketed.hasRange()) {
+        if (isAfterNumber && Common::isNumber(bracketed.inside, Common::anyNotation)) {
+            throw usageError(m_target.name() + ": '" + text + "' is not an address (" + oneBitOf(bracketed) + ')');
+        }
+        return false;
+    }
+    if (isAfterNumber || !isName(text)) {
+        return true;
+    }
+    if (isName(bracketed.before)) {
+        throw usageError(m_target.name() + ": '" + text + "' is a register, and also bits of register " +
+                         bracketed.before + " (give an address)");
+    }
+    return false;
+}
+
+bool Addresses::isName(const std::string& text) {
+    return m_unit == AddressUnit::Bytes && findMap() != nullptr &&
+           Maps::findRegister(*m_map->description().peripheral, text);
 }
 
 Addressed Addresses::findWhole(const std::string& text) {
@@ -75,6 +119,9 @@ void requireReadable(const Addressed& addressed) {
 }
 
 Reading readingOf(const Addressed& addressed, std::uint32_t value) {
+    if (addressed.bits) {
+        return BitsReading{addressed.range, *addressed.bits, addressed.bits->in(value)};
+    }
     if (!addressed.named) {
         return RegisterValue{addressed.range, value, {}};
     }

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "BitRange.h"
 #include "CommandContext.h"
 #include "RegisterMap.h"
 #include "RegisterRange.h"
@@ -22,6 +23,8 @@ struct Addressed {
     RegisterRange range;
     /** What the register map says; none if the user gave a number. */
     std::optional<Selection> named;
+    /** The bits of the register; none for the whole register or a field. */
+    std::optional<BitRange> bits = std::nullopt;
 
     const Maps::Field* field() const { return named ? named->field : nullptr; }
 };
@@ -36,7 +39,14 @@ public:
     /** Finds a register or a field. @throws Failure if the text is not an address or a name, or if it is unknown. */
     Addressed find(const std::string& text);
 
-    /** Also finds the registers of a range of addresses, such as 0x10..0x1c. */
+    /**
+     * Finds a register, a field, or bits of a register, such as `REGISTER[7:4]`.
+     *
+     * @throws Failure also if the text is the name of a register and also selects bits of another one.
+     */
+    Addressed findPart(const std::string& text);
+
+    /** Does the same, and also finds the registers of a range of addresses, such as 0x10..0x1c. */
     Addressed findRange(const std::string& text);
 
     /** Finds a register. @throws Failure also for a field. */
@@ -46,6 +56,10 @@ public:
     const RegisterMap* registerMap() const { return m_map; }
 
 private:
+    Addressed findWithoutBits(const std::string& text);
+    /** Returns whether a text in brackets selects bits, and is not the name of an element of an array. */
+    bool selectsBits(const std::string& text, const Bracketed& bracketed);
+    bool isName(const std::string& text);
     /** Returns whether a text is an address. A name may begin with a digit, too. */
     bool isAddress(const std::string& text);
     const RegisterMap* findMap();

@@ -25,6 +25,8 @@ std::string format(const RegisterValue& read) { return hexadecimal(read.value, r
 
 std::string format(const FieldReading& read) { return std::to_string(read.field.value); }
 
+std::string format(const BitsReading& read) { return read.valueText(); }
+
 std::string format(const RegisterListing& listing) {
     std::vector<std::string> lines;
     for (const ListedRegister& listed : listing.registers) {
@@ -51,6 +53,8 @@ std::string format(const RegisterDump& dump) {
 std::string placeOf(const RegisterValue& read) { return read.range.addressText(); }
 
 std::string placeOf(const FieldReading& read) { return pathOf(read.range, read.field); }
+
+std::string placeOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
 std::string format(const RegisterChange& change) {
     return std::visit([](const auto& read) { return placeOf(read) + ' ' + format(read); }, change.reading);

@@ -20,6 +20,8 @@ using Action = std::function<void(const CommandContext&)>;
 
 void addDeviceCommands(const Common::Command& program, Action& chosen);
 void addRegisterCommands(const Common::Command& program, Action& chosen);
+void addBitCommands(const Common::Command& program, Action& chosen);
+void addPollCommand(const Common::Command& program, Action& chosen);
 void addWriteCommand(const Common::Command& program, Action& chosen);
 void addShowCommand(const Common::Command& program, Action& chosen);
 void addMapCommands(const Common::Command& program, Action& chosen);
@@ -38,14 +40,15 @@ void addRunCommand(const Common::Command& program, Action& chosen);
  * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options. The
  * options then have their defaults again, so that the parser can parse another command line.
  *
+ * @param options have their defaults.
  * @return the command, to which the caller adds the options.
  */
 template <typename Options>
 Common::Command addCommand(const Common::Command& program, Action& chosen, const char* name, const char* summary,
                            const std::shared_ptr<Options>& options,
                            void (*run)(const CommandContext&, const Options&)) {
-    return program.addCommand(name, summary, [&chosen, options, run] {
-        chosen = [given = std::exchange(*options, Options()), run](const CommandContext& context) {
+    return program.addCommand(name, summary, [&chosen, options, defaults = *options, run] {
+        chosen = [given = std::exchange(*options, defaults), run](const CommandContext& context) {
             run(context, given);
         };
     });

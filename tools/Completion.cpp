@@ -53,7 +53,7 @@ Words files(const std::string& word) {
 }
 
 RegisterUse useOf(const std::string& command) {
-    if (command == "write" || command == "fill") {
+    if (command == "write" || command == "fill" || command == "set" || command == "clear" || command == "toggle") {
         return RegisterUse::Write;
     }
     return command == "describe" ? RegisterUse::Any : RegisterUse::Read;
@@ -86,7 +86,7 @@ Words fromMap(const Line& line, const Function& function) {
 bool isAssignment(const std::string& word) { return word.find('=') != std::string::npos; }
 
 bool takesFields(const std::string& command) {
-    return command == "read" || command == "expect" || command == "write" || command == "watch" ||
+    return command == "read" || command == "write" || command == "poll" || command == "expect" || command == "watch" ||
            command == "describe";
 }
 
@@ -105,16 +105,24 @@ Words registerNames(const Line& line, const std::string& word) {
 }
 
 Words registerValues(const Line& line, const std::string& word) {
-    if ((line.command != "write" && line.command != "expect") || line.arguments.size() < 2) {
+    const bool isCondition = line.command == "poll" || line.command == "expect";
+    if ((line.command != "write" && !isCondition) || line.arguments.size() < 2) {
         return {};
     }
     const std::string& address = line.arguments[1];
     return fromMap(line, [&](const MapCompletion& map) {
-        if (line.command == "expect") {
+        if (isCondition) {
             return map.readValues(address);
         }
         return isAssignment(address) ? map.assignments(word) : map.values(address, word);
     });
+}
+
+Words fieldLists(const Line& line, const std::string& word) {
+    if (line.arguments.size() < 2) {
+        return {};
+    }
+    return fromMap(line, [&](const MapCompletion& map) { return map.fieldLists(line.arguments[1], word); });
 }
 
 /** Returns the possible values of an option or argument that has one of the names of the help; else the name itself. */
@@ -130,6 +138,9 @@ Words choicesFor(const std::string& name, const Line& line, const std::string& w
     }
     if (name == "ADDRESS" || name == "REGISTER") {
         return registerNames(line, word);
+    }
+    if (name == "BITS") {
+        return fieldLists(line, word);
     }
     return name == "VALUE" ? registerValues(line, word) : Words{name};
 }

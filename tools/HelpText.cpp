@@ -47,6 +47,11 @@ const std::vector<HelpSection> helpSections{
       "An equals sign in the first argument after the device makes write perform several writes in the order given, "
       "one for each ADDRESS=VALUE. A field is then REGISTER.FIELD. The command ends at the first write that fails, and "
       "names what was written and what was not."}},
+    {"Bits",
+     {"The lowest bit is bit 0. A range of bits begins with the highest bit, as in 7:4. read, watch and poll take "
+      "ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an element of an array.",
+      "The BITS of set, clear and toggle are bits, ranges of bits and names of fields, with commas between them, as in "
+      "0,7:4,START. The commands refuse a change that the map does not allow, or that would change other fields."}},
     {"Register maps",
      {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
       "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
@@ -60,10 +65,12 @@ const std::vector<HelpSection> helpSections{
       "at level 4 of the channel Rynveld."}},
     {"Time-outs",
      {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
-      "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
+      "interrupt, for the condition of poll, for the next sample of watch, or for a reader of the command's output. "
+      "When the time is over, the "
       "command ends with status 4. The output until then is already printed. The command cannot interrupt a "
       "driver of this machine: during a call to the driver, it waits until the call returns.",
-      "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
+      "Without --timeout, poll, wait and watch can run forever. Even then, a command gives up if a server takes longer "
+      "than "
       "5 s to accept a connection or to answer a request."}},
     {"Saved registers",
      {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "

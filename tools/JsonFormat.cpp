@@ -40,6 +40,11 @@ JsonObject objectFor(const FieldReading& read) {
     return addValue(object, read.field);
 }
 
+JsonObject objectFor(const BitsReading& read) {
+    const std::string bits = std::to_string(read.bits.msb) + ':' + std::to_string(read.bits.lsb);
+    return objectFor(read.range).add("bits", bits).add("value", read.value);
+}
+
 std::string format(const ListedDevice& device) {
     return JsonObject()
         .add("name", device.name)
@@ -75,6 +80,8 @@ std::string format(const DeviceInfo& info) {
 std::string format(const RegisterValue& read) { return objectFor(read).text(); }
 
 std::string format(const FieldReading& read) { return objectFor(read).text(); }
+
+std::string format(const BitsReading& read) { return objectFor(read).text(); }
 
 std::string format(const ListedRegister& listed) {
     return listed.value ? format(RegisterValue{listed.range, *listed.value, listed.fields})

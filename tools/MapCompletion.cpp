@@ -100,4 +100,19 @@ std::vector<std::string> MapCompletion::assignments(const std::string& word) con
     return words;
 }
 
+std::vector<std::string> MapCompletion::fieldLists(const std::string& name, const std::string& word) const {
+    const std::size_t comma = word.rfind(',');
+    const std::string before = comma == std::string::npos ? "" : word.substr(0, comma + 1);
+    Words words;
+    if (const Maps::Register* const contents = findWhole(m_peripheral, name)) {
+        for (const Maps::Field& field : contents->fields) {
+            const bool isListed = (',' + before).find(',' + field.name + ',') != std::string::npos;
+            if (isUsable(field) && !isListed) {
+                words.push_back(before + field.name);
+            }
+        }
+    }
+    return words;
+}
+
 } // namespace Rynvelctl

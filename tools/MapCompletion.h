@@ -42,6 +42,9 @@ public:
      */
     std::vector<std::string> assignments(const std::string& word) const;
 
+    /** Returns the fields of a register, each after the list of names with commas that the word begins with. */
+    std::vector<std::string> fieldLists(const std::string& name, const std::string& word) const;
+
 private:
     template <typename Element>
     bool isUsable(const Element& element) const;

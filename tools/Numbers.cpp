@@ -31,6 +31,15 @@ std::uint32_t parseValue(const std::string& name, const std::string& text, unsig
     return value;
 }
 
+std::uint32_t parseMask(const std::string& text, unsigned int width) {
+    const std::uint32_t mask = parseValue("mask", text, width);
+    // To a server, a mask of 0 means that there is no mask.
+    if (mask == 0) {
+        throw usageError("mask " + text + " selects no bits");
+    }
+    return mask;
+}
+
 std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max) {
     const std::uint32_t count = parseNumber(name, text);
     if (count == 0) {

@@ -28,6 +28,9 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text);
  */
 std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width);
 
+/** Returns the mask that the text gives. @throws Failure as parseValue() does, and if the mask selects no bits. */
+std::uint32_t parseMask(const std::string& text, unsigned int width);
+
 /** Returns the number that the text gives. @throws Failure if the text is not a number from 1 to `max`. */
 std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max = UINT32_MAX);
 

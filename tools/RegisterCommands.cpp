@@ -108,7 +108,7 @@ void read(const CommandContext& context, const ReadOptions& options) {
     }
     for (const Addressed& each : addressed) {
         for (std::uint32_t i = 0; i < each.range.count(); ++i) {
-            const Addressed single = each.named ? each : Addressed{each.range[i], std::nullopt};
+            const Addressed single = each.range.count() == 1 ? each : Addressed{each.range[i], std::nullopt};
             print(context, readingOf(single, device->read(single.range)));
         }
     }
@@ -210,11 +210,6 @@ public:
     }
 
 private:
-    static std::uint64_t numberIn(const Reading& reading) {
-        const auto* const field = std::get_if<FieldReading>(&reading);
-        return field == nullptr ? std::get<RegisterValue>(reading).value : field->field.value;
-    }
-
     void printIfNew(const Reading& reading, std::optional<std::uint64_t>& previous) {
         if (previous != numberIn(reading)) {
             previous = numberIn(reading);
@@ -231,7 +226,7 @@ private:
 
 std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {
     Addresses addresses(context, target, options.unit());
-    return readableBy(options, [&addresses](const std::string& text) { return addresses.find(text); });
+    return readableBy(options, [&addresses](const std::string& text) { return addresses.findPart(text); });
 }
 
 void watch(const CommandContext& context, const WatchOptions& options) {
@@ -305,8 +300,10 @@ void addWatch(const Common::Command& program, Action& chosen) {
 void addRegisterCommands(const Common::Command& program, Action& chosen) {
     addRead(program, chosen);
     addWriteCommand(program, chosen);
+    addBitCommands(program, chosen);
     addDump(program, chosen);
     addFill(program, chosen);
+    addPollCommand(program, chosen);
     addWatch(program, chosen);
     addShowCommand(program, chosen);
 }

@@ -5,9 +5,11 @@
 #include <map>
 #include <optional>
 
+#include "BitRange.h"
 #include "FieldValues.h"
 #include "FieldWrite.h"
 #include "NearestName.h"
+#include "Number.h"
 #include "Numbers.h"
 
 namespace Rynvelctl {
@@ -209,11 +211,18 @@ MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {
-    const std::string question = Common::didYouMean(Maps::namesLike(*m_description.peripheral, name));
-    const std::string remedy =
-        question.empty() ? "'rynvelctl describe " + m_target->name() + "' shows the names" : question;
-    return usageError(m_target->name() + ": '" + name + "' is not a name in " + m_description.file + " (" + remedy +
-                      ')');
+    return usageError(m_target->name() + ": '" + name + "' is not a name in " + m_description.file + " (" +
+                      remedyFor(name) + ')');
+}
+
+std::string RegisterMap::remedyFor(const std::string& unknown) const {
+    const auto bracketed = splitBrackets(unknown);
+    if (bracketed && Common::isNumber(bracketed->inside, Common::anyNotation) &&
+        Maps::findRegister(*m_description.peripheral, bracketed->before)) {
+        return oneBitOf(*bracketed);
+    }
+    const std::string question = Common::didYouMean(Maps::namesLike(*m_description.peripheral, unknown));
+    return question.empty() ? "'rynvelctl describe " + m_target->name() + "' shows the names" : question;
 }
 
 const MappedRegister& wholeOf(const Selection& selection) {
@@ -234,17 +243,17 @@ void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& writte
     if (!Maps::isWritable(whole.contents().access)) {
         throw refusal({whole, nullptr}, "read-only");
     }
-    try {
-        Maps::requireAllowed(whole.place, written);
-    } catch (const Maps::RefusedValue& refused) {
-        throw usageError(whole.range.device().name() + ": " + refused.what());
-    }
+    allowed(whole, [&] { Maps::requireAllowed(whole.place, written); });
 }
 
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option) {
+    requireHarmlessRead(whole, "leave out " + option);
+}
+
+void requireHarmlessRead(const MappedRegister& whole, const std::string& remedy) {
     if (whole.hasReadEffect) {
-        throw usageError(whole.range.device().name() + ": reading register " + whole.name() +
-                         " has a side effect (leave out " + option + ')');
+        throw usageError(whole.range.device().name() + ": reading register " + whole.name() + " has a side effect (" +
+                         remedy + ')');
     }
 }
 

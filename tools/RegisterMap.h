@@ -119,6 +119,8 @@ private:
     const Maps::LocatedRegister* neighbourOf(const Maps::LocatedRegister& place) const;
     MappedRegister mapped(const Maps::LocatedRegister& place) const;
     Failure unknownName(const std::string& name) const;
+    /** Returns what the user may give instead of an unknown name. */
+    std::string remedyFor(const std::string& unknown) const;
 
     const Target* m_target;
     Maps::DeviceDescription m_description;
@@ -138,6 +140,19 @@ void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& writte
 
 /** @param option needs to read the register. @throws Failure if reading the register has a side effect. */
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
+
+/** @param remedy what the user may do. @throws Failure if reading the register has a side effect. */
+void requireHarmlessRead(const MappedRegister& whole, const std::string& remedy);
+
+/** Returns the result of a plan for a register. @throws Failure if the register map refuses the plan. */
+template <typename Plan>
+decltype(auto) allowed(const MappedRegister& whole, const Plan& plan) {
+    try {
+        return plan();
+    } catch (const Maps::RefusedValue& refused) {
+        throw usageError(whole.range.device().name() + ": " + refused.what());
+    }
+}
 
 } // namespace Rynvelctl
 

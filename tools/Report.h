@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "BitRange.h"
 #include "FieldValues.h"
 #include "MapReport.h"
 #include "RegisterRange.h"
@@ -54,8 +55,21 @@ struct FieldReading {
     Maps::FieldValue field;
 };
 
+struct BitsReading {
+    /** The register of the bits. */
+    RegisterRange range;
+    BitRange bits;
+    std::uint32_t value;
+
+    /** Returns the value in hexadecimal, with as many digits as the bits need. */
+    std::string valueText() const;
+};
+
 /** What the user asked for. */
-using Reading = std::variant<RegisterValue, FieldReading>;
+using Reading = std::variant<RegisterValue, FieldReading, BitsReading>;
+
+/** Returns the value of the register, the field or the bits. */
+std::uint64_t numberIn(const Reading& reading);
 
 /** A register, or the reason why it was not read. */
 struct ListedRegister {
@@ -178,9 +192,9 @@ struct SkippedRegisters {
 };
 
 using Report =
-    std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, RegisterListing, WrittenValue, FilledRange,
-                 RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips,
-                 SavedRegisters, RegisterDifference, RestoredRegister, SkippedRegisters, MapReport>;
+    std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, BitsReading, RegisterListing, WrittenValue,
+                 FilledRange, RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent,
+                 RoundTrips, SavedRegisters, RegisterDifference, RestoredRegister, SkippedRegisters, MapReport>;
 
 } // namespace Rynvelctl
 

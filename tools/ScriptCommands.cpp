@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Addresses.h"
 #include "Commands.h"
+#include "Condition.h"
 #include "Durations.h"
 #include "Failure.h"
 #include "FieldText.h"
@@ -17,7 +18,7 @@ struct SleepOptions {
 };
 
 struct ExpectOptions : RegisterOptions {
-    std::string value;
+    ConditionOptions condition;
 };
 
 void sleep(const CommandContext& context, const SleepOptions& options) {
@@ -29,53 +30,24 @@ void sleep(const CommandContext& context, const SleepOptions& options) {
     context.timeout().requireTimeLeft("sleep");
 }
 
-/** The value that a register or a field must have. */
-class Expectation {
-public:
-    /** @throws Failure if the text is not a value of the register or the field. */
-    Expectation(const Addressed& addressed, const std::string& text) : m_text(text) {
-        if (addressed.field() == nullptr) {
-            m_value = parseValue("value", text, addressed.range.bits());
-            return;
-        }
-        try {
-            m_pattern = Maps::parsePattern(addressed.named->whole.place, *addressed.field(), text);
-        } catch (const Maps::RefusedValue& refused) {
-            throw usageError(addressed.range.device().name() + ": " + refused.what());
-        }
-    }
+/** Returns the value that was read, for an error message. @{ */
+std::string valueOf(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
 
-    /** @throws Failure if a register or a field has another value. @{ */
-    void check(const RegisterValue& read) const {
-        if (read.value != m_value) {
-            throw mismatch(read.range, read.range.addressText(), hexadecimal(read.value, read.range.bits()));
-        }
-    }
+std::string valueOf(const FieldReading& read) { return textOf(read.field); }
 
-    void check(const FieldReading& read) const {
-        if (!m_pattern.matches(read.field)) {
-            throw mismatch(read.range, pathOf(read.range, read.field), textOf(read.field));
-        }
-    }
-    /** @} */
-
-private:
-    Failure mismatch(const RegisterRange& range, const std::string& place, const std::string& value) const {
-        return {ExitStatus::Failed, range.device().name() + ": " + place + " is " + value + " instead of " + m_text};
-    }
-
-    std::string m_text;
-    std::uint32_t m_value = 0;
-    Maps::FieldPattern m_pattern;
-};
+std::string valueOf(const BitsReading& read) { return read.valueText(); }
+/** @} */
 
 void expect(const CommandContext& context, const ExpectOptions& options) {
     const Target& target = context.target(options.name);
-    const Addressed addressed = Addresses(context, target, options.unit()).find(options.address);
+    const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
     requireReadable(addressed);
-    const Expectation expectation(addressed, options.value);
+    const Condition condition(addressed, options.condition);
     const Reading reading = readingOf(addressed, context.open(addressed.range)->read(addressed.range));
-    std::visit([&expectation](const auto& read) { expectation.check(read); }, reading);
+    if (!condition.holds(reading)) {
+        const std::string value = std::visit([](const auto& read) { return valueOf(read); }, reading);
+        throw Failure(ExitStatus::Failed, target.name() + ": " + condition.problem() + " (the value is " + value + ')');
+    }
 }
 
 void addSleep(const Common::Command& program, Action& chosen) {
@@ -90,7 +62,9 @@ void addExpect(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "expect", "fail if a register or a field has another value", options, expect);
     addRegister(command, *options);
-    command.addArgument("VALUE", options->value, "the value that the register or the field must have");
+    command.addArgument("VALUE", options->condition.value, "the value that the register or the field must have");
+    command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
+    command.addFlag("--not", options->condition.isNegated, "fail if the value is the same");
     addIndexOption(command, *options);
 }
 

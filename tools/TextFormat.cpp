@@ -30,6 +30,10 @@ std::string assignment(const RegisterValue& read) { return assignment(read.range
 
 std::string assignment(const FieldReading& read) { return assignment(read.range, read.field); }
 
+std::string assignment(const BitsReading& read) {
+    return read.range.device().name() + ' ' + read.range.addressText() + read.bits.text() + " = " + read.valueText();
+}
+
 std::string format(const DeviceList& devices) {
     std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "BACKEND", "WIDTH", "FILE"}};
     for (const ListedDevice& device : devices) {
@@ -64,6 +68,8 @@ std::string format(const RegisterValue& read) {
 }
 
 std::string format(const FieldReading& read) { return assignment(read); }
+
+std::string format(const BitsReading& read) { return assignment(read); }
 
 void add(AssignmentLines& lines, const ListedRegister& listed) {
     const std::string address = hexadecimal(listed.range.address()) + "  ";

@@ -30,15 +30,6 @@ struct PlannedWrite {
     WrittenValue given;
 };
 
-std::uint32_t parseMask(const std::string& text, unsigned int width) {
-    const std::uint32_t mask = parseValue("mask", text, width);
-    // To a server, a mask of 0 means that there is no mask.
-    if (mask == 0) {
-        throw usageError("mask " + text + " selects no bits");
-    }
-    return mask;
-}
-
 std::uint32_t narrow(std::uint64_t value) { return static_cast<std::uint32_t>(value); }
 
 /** Builds the plan from the command line. */
@@ -90,11 +81,8 @@ private:
     /** Returns the plan for the register that the user named. @throws Failure if the register map refuses it. */
     template <typename Plan>
     auto allowed(const Plan& plan) const {
-        try {
-            return plan(m_addressed.named->whole);
-        } catch (const Maps::RefusedValue& refused) {
-            throw refusal(refused.what());
-        }
+        const MappedRegister& whole = m_addressed.named->whole;
+        return Rynvelctl::allowed(whole, [&] { return plan(whole); });
     }
 
     PlannedWrite planFields(const std::vector<Maps::Assignment>& assignments) const {

@@ -92,6 +92,14 @@ rynvelctl write traf.top 0x10 0x12345678 --verify
 rynvelctl write traf.top 0x10 0xffff --mask 0b1111111100000000 --verify
 rynvelctl read traf.top 0x10 --json
 rynvelctl read traf.top 4 --index --quiet
+rynvelctl set traf.top 0x18 0,7:4
+rynvelctl toggle traf.top 0x18 7:0
+rynvelctl clear traf.top 0x18 1 --json
+rynvelctl read traf.top '0x18[3:0]'
+rynvelctl poll traf.top '0x18[3:0]' 0xc --timeout 30s
+rynvelctl poll traf.top 0x18 1 --mask 1 --timeout 1s
+rynvelctl poll traf.top 0x18 1 --not --quiet
+rynvelctl clear traf.top 0x18 3:0
 rynvelctl dump traf.top 0 8
 rynvelctl dump traf.top 0x10 2 --burst --order network
 rynvelctl fill traf.top 0xff8 2 0xffffffff
@@ -192,6 +200,11 @@ rynvelctl read rtc0 RTCRIS
 rynvelctl write rtc0 RTCIMSC.RTCIMSC masked --verify
 rynvelctl write rtc0 RTCICR.RTCICR clear
 rynvelctl read rtc0 RTCRIS --json
+rynvelctl poll rtc0 RTCCR.START running --timeout 30s
+rynvelctl set rtc0 RTCIMSC RTCIMSC
+rynvelctl toggle rtc0 RTCIMSC RTCIMSC
+rynvelctl set rtc0 RTCICR 0
+rynvelctl clear rtc0 RTCPeriphID0 0
 
 own write own.fpga CTRL MODE=fast GAIN=3
 show 'the last frame' cat $probe/spidev7.1/frame
@@ -201,6 +214,11 @@ own read own.fpga 0
 own write own.fpga CTRL GAIN=13
 own write own.fpga CTRL MODE=faster
 own write own.fpga STATUS.LOCKED 1
+own set own.fpga CTRL LOOPBACK,6
+own toggle own.fpga CTRL LOOPBACK
+own set own.fpga CTRL MODE
+own clear own.fpga CTRL 6
+own poll own.fpga 'CTRL[1:0]' 1 --timeout 30s
 own read own.fpga 0
 own write own.fpga 'CHANNEL[2].FILTER.TAP1' I=0x1234 Q=0xabcd --verify
 own dump own.fpga 'CHANNEL[2].FILTER.TAP0' 3
@@ -226,6 +244,9 @@ until grep -q listening /tmp/server; do :; done
 rynvelctl --remote 127.0.0.1 read traf.top 0x10
 rynvelctl --remote 127.0.0.1 write common.idt 0x20 9 --verify
 rynvelctl read common.idt 0x20
+rynvelctl --remote 127.0.0.1 toggle common.idt 0x20 1
+rynvelctl --remote 127.0.0.1 poll common.idt '0x20[3:0]' 11 --timeout 30s
+rynvelctl --remote 127.0.0.1 poll common.idt 0x20 0 --timeout 1s
 rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
 rynvelctl --remote 127.0.0.1 read rtc0 RTCIMSC
 rynvelctl --remote 127.0.0.1 write rtc0 RTCDR 0

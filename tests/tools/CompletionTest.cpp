@@ -36,10 +36,8 @@ std::string offered(Arguments words, const std::string& folder = ".") {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(
-        offered({""}),
-        "list info ioctl read write dump fill watch show save diff restore describe maps irq wait ping sleep expect "
-        "run");
+    EXPECT_EQ(offered({""}), "list info ioctl read write set clear toggle dump fill poll watch show save diff restore "
+                             "describe maps irq wait ping sleep expect run");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
@@ -168,6 +166,25 @@ TEST_F(MapCompletion, OffersValues) {
     EXPECT_EQ(offeredFor("fill map32 CTRL 1 -"), "");
 }
 
+TEST_F(MapCompletion, OffersValuesToWaitFor) {
+    EXPECT_EQ(offeredFor("poll map32 CTRL.MODE -"), "slow fast unknown");
+    EXPECT_EQ(offeredFor("poll map32 CTRL.R"), "CTRL.RUN");
+    EXPECT_EQ(offeredFor("poll map32 A"), "");
+    EXPECT_EQ(offeredFor("poll map32 CTRL -"), "");
+    EXPECT_EQ(offeredFor("poll map32 0x10 -"), "");
+}
+
+TEST_F(MapCompletion, OffersListsOfFields) {
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        EXPECT_EQ(offeredFor(command + " map32 CTRL -"), "RUN MODE GAIN PINA PINB");
+        EXPECT_EQ(offeredFor(command + " map32 CTRL 31:30,RUN,P"), "31:30,RUN,PINA 31:30,RUN,PINB");
+        EXPECT_EQ(offeredFor(command + " map32 CTRL MODE,RUN,"), "MODE,RUN,GAIN MODE,RUN,PINA MODE,RUN,PINB");
+        EXPECT_EQ(offeredFor(command + " map32 S"), "");
+        EXPECT_EQ(offeredFor(command + " map32 CTRL."), "");
+        EXPECT_EQ(offeredFor(command + " map32 0x10 -"), "");
+    }
+}
+
 TEST_F(MapCompletion, TakesTheMapsOfTheLine) {
     EXPECT_EQ(offered({"--map=m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"read", "map32", "--map", "m.svd", "ST"}, m_folder.path()), "STATUS");
@@ -282,6 +299,8 @@ protected:
             {"maps hea\t map3\t", "given: <maps> <header> <map32>"},
             {"read map32 CTRL.MO\t", "given: <read> <map32> <CTRL.MODE>"},
             {"read map32 CH[1].L\t", "given: <read> <map32> <CH[1].LIMIT>"},
+            {"set map32 CTRL 31:30,GA\t", "given: <set> <map32> <CTRL> <31:30,GAIN>"},
+            {"poll map32 CTRL.RUN run\t", "given: <poll> <map32> <CTRL.RUN> <running>"},
             {"write map32 CTRL GA\t5", "given: <write> <map32> <CTRL> <GAIN=5>"},
             {"write map32 CTRL MODE=f\t", "given: <write> <map32> <CTRL> <MODE=fast>"},
             {"--map=" + m_folder.path() + "/m.s\t list", "given: <--map=" + m_folder.path() + "/m.svd> <list>"}};

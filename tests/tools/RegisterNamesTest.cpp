@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Program.h"
+#include "DescribedProgram.h"
 #include "TestPeer.h"
 
 namespace RynvelTest {
@@ -73,49 +73,20 @@ std::string mapOf(const std::string& peripherals, const std::string& addressUnit
            peripherals + "</peripherals></device>";
 }
 
+std::string boardMap() {
+    const std::string registers = controlRegisters + furtherRegisters;
+    return mapOf(peripheral("map32", registers) + peripheral("remote", registers));
+}
+
 /** The program, on devices that a register map describes. */
-class RegisterNames : public testing::Test {
+class RegisterNames : public DescribedProgram {
 protected:
-    RegisterNames() {
-        m_folder.store("map", std::string(4096, '\0'));
-        m_folder.store("registers8", std::string(64, '\0'));
-        const std::string registers = controlRegisters + furtherRegisters;
-        m_folder.store("board.svd", mapOf(peripheral("map32", registers) + peripheral("remote", registers)));
-    }
+    RegisterNames() : DescribedProgram(boardMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
     /** Replaces the registers of the device map32. */
     void describe(const std::string& registers) const {
         m_folder.store("board.svd", mapOf(peripheral("map32", registers)));
     }
-
-    Ending run(const std::string& line) const {
-        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd " + line), m_folder.path());
-    }
-
-    void expect(const std::string& line, int status, const std::string& output, const std::string& problem = "") const {
-        expectEnding(run(line), status, output, problem, line);
-    }
-
-    void expectRefused(const std::string& line, const std::string& problem) const {
-        const std::string before = m_folder.load("map");
-        expect(line, 2, "", problem);
-        EXPECT_EQ(m_folder.load("map"), before) << line;
-    }
-
-    void set(std::size_t offset, std::uint32_t value) const {
-        std::string bytes = m_folder.load("map");
-        bytes.replace(offset, sizeof(value), reinterpret_cast<const char*>(&value), sizeof(value));
-        m_folder.store("map", bytes);
-    }
-
-    std::uint32_t get(std::size_t offset) const {
-        const std::string bytes = m_folder.load("map").substr(offset, sizeof(std::uint32_t));
-        std::uint32_t value = 0;
-        bytes.copy(reinterpret_cast<char*>(&value), sizeof(value));
-        return value;
-    }
-
-    TestFolder m_folder;
 };
 
 TEST_F(RegisterNames, ReadARegisterWithItsFields) {

@@ -157,6 +157,10 @@ TEST_F(CommandFiles, GiveEachLineOnlyItsOwnOptions) {
                                "map32 LEVEL1 = 0x00000002\nmap32 LEVEL0 = 0x00000003\n";
     expectEnding(run(commands), 0, output);
     expectEnding(runInput(commands), 0, output);
+    // A command may have options of its own that the user cannot change.
+    expectEnding(
+        run("set map32 0x100 0\ntoggle map32 0x100 0\ntoggle map32 0x100 1\ntoggle map32 0x100 1\n", "--quiet"), 0, "");
+    EXPECT_EQ(get(0x100), 0U);
     // A wrong line leaves nothing behind, either.
     expectEnding(runInput("write map32 0x18 0xf --mask 0xf --frob\nwrite map32 0x18 0\n", "--keep-going"), 2,
                  "map32 0x00000018 = 0x00000000\n", "-:1: unknown option '--frob'");
@@ -223,21 +227,25 @@ TEST_F(CommandFiles, SleepBetweenCommands) {
 TEST_F(CommandFiles, ExpectValues) {
     expectEnding(run("write map32 CTRL RUN=1 MODE=4 GAIN=1\n"
                      "expect map32 0 0x141\nexpect map32 --index 0 321\nexpect map32 CTRL 0b101000001\n"
-                     "expect map32 CTRL.RUN 1\nexpect map32 CTRL.RUN running\nexpect map32 CTRL.MODE fast\n",
+                     "expect map32 CTRL.RUN 1\nexpect map32 CTRL.RUN running\nexpect map32 CTRL.MODE fast\n"
+                     "expect map32 CTRL[6:4] 4\nexpect map32 0 0x40 --mask 0xf0\nexpect map32 CTRL.MODE slow --not\n",
                      "--quiet"),
                  0, "");
     const auto expectProblem = [this](const std::string& line, int status, const std::string& problem) {
         expectEnding(run("expect map32 " + line + '\n'), status, "", "script:1: map32: " + problem);
     };
-    expectProblem("0 0x140", 1, "0x00000000 is 0x00000141 instead of 0x140");
-    expectProblem("CTRL 0", 1, "CTRL is 0x00000141 instead of 0");
-    expectProblem("CTRL.RUN stopped", 1, "CTRL.RUN is 1 (running) instead of stopped");
-    expectProblem("CTRL.MODE 3", 1, "CTRL.MODE is 4 (fast) instead of 3");
+    expectProblem("0 0x140", 1, "register 0x00000000 is not 0x140 (the value is 0x00000141)");
+    expectProblem("CTRL 0", 1, "register CTRL is not 0 (the value is 0x00000141)");
+    expectProblem("CTRL.RUN stopped", 1, "field CTRL.RUN is not stopped (the value is 1 (running))");
+    expectProblem("CTRL.MODE 3", 1, "field CTRL.MODE is not 3 (the value is 4 (fast))");
+    expectProblem("CTRL[6:4] 3", 1, "CTRL[6:4] is not 3 (the value is 0x4)");
+    expectProblem("CTRL 0x41 --mask 0xff --not", 1,
+                  "register CTRL with mask 0xff is still 0x41 (the value is 0x00000141)");
     expectProblem("ACK 0", 2, "register ACK is write-only");
     expectProblem("CTRL.RUN 2", 2, "field CTRL.RUN: '2' does not fit in 1 bits");
     expectProblem("CTRL.RUN idle", 2, "field CTRL.RUN: 'idle' is not a number or one of stopped, running");
     expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("expect file8 0 1"), m_folder.path()), 1, "",
-                 "file8: 0x00000000 is 0x00 instead of 1");
+                 "file8: register 0x00000000 is not 1 (the value is 0x00)");
     expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("expect file8 0 0"), m_folder.path()), 0, "");
 }
 

@@ -40,11 +40,23 @@ std::vector<std::string> withEach(const std::string& before, const std::vector<s
 
 std::vector<std::string> linesWithWrongNumbers() {
     std::vector<std::string> lines;
-    const std::vector<std::pair<std::string, std::string>> places = {
-        {"read map32 ", ""},           {"write map32 ", " 1"}, {"write map32 0 ", ""},  {"write map32 0 1 --mask ", ""},
-        {"dump file8 ", " 1"},         {"dump file8 0 ", ""},  {"fill file8 ", " 1 1"}, {"fill file8 0 ", " 1"},
-        {"fill file8 0 1 ", ""},       {"watch file8 ", ""},   {"ioctl file8 ", " 1"},  {"ioctl file8 1 ", ""},
-        {"watch file8 0 --count ", ""}};
+    const std::vector<std::pair<std::string, std::string>> places = {{"read map32 ", ""},
+                                                                     {"write map32 ", " 1"},
+                                                                     {"write map32 0 ", ""},
+                                                                     {"write map32 0 1 --mask ", ""},
+                                                                     {"dump file8 ", " 1"},
+                                                                     {"dump file8 0 ", ""},
+                                                                     {"fill file8 ", " 1 1"},
+                                                                     {"fill file8 0 ", " 1"},
+                                                                     {"fill file8 0 1 ", ""},
+                                                                     {"watch file8 ", ""},
+                                                                     {"ioctl file8 ", " 1"},
+                                                                     {"ioctl file8 1 ", ""},
+                                                                     {"watch file8 0 --count ", ""},
+                                                                     {"poll map32 ", " 1"},
+                                                                     {"poll map32 0 ", ""},
+                                                                     {"poll map32 0 1 --mask ", ""},
+                                                                     {"set map32 ", " 1"}};
     for (const auto& [before, after] : places) {
         const auto some = withEach(before, wrongNumbers, after);
         lines.insert(lines.end(), some.begin(), some.end());
@@ -86,6 +98,17 @@ const std::vector<Group>& localGroups() {
           "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
           "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--type Uio32 read map32 0",
           "--type Uio32 list", "--timeout", "-"}},
+        // Wrong bits, and conditions that cannot hold.
+        {wrongUsage,
+         linesOf("set; set map32; set map32 0; set map32 0 1 2; clear map32 0 x; toggle map32 0 RUN; "
+                 "set map32 0 32; set file8 0 8; set map32 0 4:7; set map32 0 7:; set map32 0 :; set map32 0 ,; "
+                 "set map32 0 1,,2; set map32 0 1,1; set map32 0 -1; set map32 0[7:4] 1; clear map32 CTRL RUN; "
+                 "toggle map32 1 1; set map32 4096 1; set nothing 0 1; set map32 0 1 --mask 1")},
+        {wrongUsage,
+         linesOf("poll; poll map32; poll map32 0; poll map32 0 1 2; poll map32 CTRL 1; poll map32 0[3:0] 16; "
+                 "poll map32 0 1 --mask 0; poll file8 0 256; poll map32 0 1 --interval 0s; "
+                 "poll map32 0 1 --interval 1; poll map32 4096 1; poll nothing 0 1")},
+        {wrongUsage, withEach("read map32 ", {"0[3]", "0[:]", "0[7:4", "0[4:7]", "0[32:0]", "0[]", "CTRL[7:4]"})},
         // Unknown devices, devices without interrupts, and wrong interrupt operations.
         {wrongUsage,
          withEach("read ", {"nothing", "map", "MAP32", "map32.", "map32x", "seek", "0", "file8,file16", "/dev/null"},
@@ -134,23 +157,43 @@ const std::vector<Group>& localGroups() {
         {wrongUsage,
          {"--remote h --type Uio32 read r 2", "--remote h --type Lseek8 read " + std::string(128, 'n') + " 0"}},
         // Devices whose file is missing or unsuitable, and operations that fail.
-        {unreachable,
-         {"read missing 0", "write missing 0 1", "dump missing 0 1", "dump missing 0 1 --burst", "fill missing 0 1 1",
-          "watch missing 0", "ioctl missing 1 1", "info missing", "read missing.map 0", "write missing.map 0 1",
-          "irq missing.map type", "irq missing.map enable", "irq missing.map disable", "wait missing.map",
-          "read folder 0", "read sizeless 0", "read uio 0", "wait uio"}},
+        {unreachable, {"read missing 0",           "write missing 0 1",    "set missing 0 1",
+                       "toggle missing 0 1",       "poll missing 0 1",     "dump missing 0 1",
+                       "dump missing 0 1 --burst", "fill missing 0 1 1",   "watch missing 0",
+                       "ioctl missing 1 1",        "info missing",         "read missing.map 0",
+                       "write missing.map 0 1",    "irq missing.map type", "irq missing.map enable",
+                       "irq missing.map disable",  "wait missing.map",     "read folder 0",
+                       "read sizeless 0",          "read uio 0",           "wait uio"}},
         {failed,
-         {"read file8 4096", "read file16 4096", "read file32 4096", "dump file8 4090 20 --burst", "read torn 4096",
-          "write torn 4096 1", "dump torn 4092 2 --burst", "ioctl file8 1 2", "ioctl map32 0x80000000 0",
-          "irq map32 type", "irq map32 enable", "wait map32 --timeout 1s", "read spi 0", "write spi 0 1",
-          "dump spi 0 2 --burst", "write full 0 1", "fill full 0 2 1", "info map32"}},
+         {"read file8 4096",
+          "read file16 4096",
+          "read file32 4096",
+          "dump file8 4090 20 --burst",
+          "read torn 4096",
+          "write torn 4096 1",
+          "dump torn 4092 2 --burst",
+          "ioctl file8 1 2",
+          "ioctl map32 0x80000000 0",
+          "irq map32 type",
+          "irq map32 enable",
+          "wait map32 --timeout 1s",
+          "read spi 0",
+          "write spi 0 1",
+          "dump spi 0 2 --burst",
+          "poll spi 0 1",
+          "set spi 0 1",
+          "toggle file8 4096 1",
+          "write full 0 1",
+          "fill full 0 2 1",
+          "info map32"}},
     };
     return groups;
 }
 
 const std::vector<std::string> remoteLines =
     linesOf("read map32 0; write map32 0 1; write map32 0 1 --mask 1; dump map32 0 4; dump map32 0 4 --burst; "
-            "fill map32 0 2 1; watch map32 0; ioctl map32 1 2; info map32; irq map32 type; irq map32 enable; "
+            "fill map32 0 2 1; watch map32 0; poll map32 0 1; set map32 0 1; toggle map32 0 1; ioctl map32 1 2; info "
+            "map32; irq map32 type; irq map32 enable; "
             "irq map32 raise; irq map32 disable; wait map32; ping; ping map32; read file8 0; --type Uio16 read r 0; "
             "--type Uio32 read r 0");
 

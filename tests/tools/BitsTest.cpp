@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include "DescribedDevice.h"
+#include "DescribedProgram.h"
+#include "TestPeer.h"
+
+namespace RynvelTest {
+namespace {
+
+std::string field(const std::string& name, const std::string& bits, const std::string& elements = "") {
+    return "<field><name>" + name + "</name><bitRange>[" + bits + "]</bitRange>" + elements + "</field>";
+}
+
+std::string fields(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
+
+std::string modified(const std::string& kind) { return "<modifiedWriteValues>" + kind + "</modifiedWriteValues>"; }
+
+std::string array(const std::string& indexes) {
+    return "<dim>2</dim><dimIncrement>4</dimIncrement><dimIndex>" + indexes + "</dimIndex>";
+}
+
+const std::string readOnly = "<access>read-only</access>";
+const std::string writeOnly = "<access>write-only</access>";
+const std::string range = "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum></range></writeConstraint>";
+const std::string asRead = "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>";
+const std::string names = "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>"
+                          "<enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues>";
+
+const std::string bitRegisters =
+    registerAt("CTRL", "0",
+               fields(field("RUN", "0:0", names) + field("MODE", "6:4") + field("GAIN", "15:8", range) +
+                      field("READY", "31:31", readOnly))) +
+    registerAt("STATUS", "4", readOnly) + registerAt("KEY", "8", writeOnly) +
+    registerAt("FLAGS", "0xC", fields(field("ERROR", "0:0", modified("oneToClear")) + field("ENABLE", "1:1"))) +
+    registerAt("DATA[%s]", "0x10", array("3,4")) + registerAt("FIFO", "0x20", "<readAction>modify</readAction>") +
+    registerAt("EVENTS", "0x24", modified("oneToClear")) + registerAt("NARROW", "0x28", "<size>16</size>") +
+    registerAt("MIXED", "0x2C", fields(field("SECRET", "7:0", writeOnly) + field("PLAIN", "8:8"))) +
+    registerAt("LIMITED", "0x30", range) + registerAt("FUSE", "0x34", "<access>read-writeOnce</access>") +
+    registerAt("SHARED", "0x38", fields(field("SEEN", "0:0", readOnly) + field("GIVEN", "0:0", writeOnly))) +
+    registerAt("SAME", "0x3C", fields(field("KEPT", "0:0", asRead) + field("3", "5:5"))) +
+    registerAt("BYTE0", "0x40", "<size>8</size>") + registerAt("BYTE1", "0x41", "<size>8</size>");
+
+class Bits : public DescribedProgram {
+protected:
+    Bits() : Bits(bitRegisters) {}
+    explicit Bits(const std::string& registers)
+        : DescribedProgram(
+              mapOfPeripherals(peripheralOf("map32", "", registers) + peripheralOf("remote", "", registers))) {}
+};
+
+TEST_F(Bits, AreSetAndClearedAndToggled) {
+    set(8, 0xF0000001);
+    expect("set map32 8 4", 0, "map32 0x00000008 = 0x00000010 with mask 0x00000010\n");
+    EXPECT_EQ(get(8), 0xF0000011U);
+    expect("clear map32 8 31:30,0", 0, "map32 0x00000008 = 0x00000000 with mask 0xc0000001\n");
+    EXPECT_EQ(get(8), 0x30000010U);
+    expect("toggle map32 8 7:4,31", 0, "map32 0x00000008 = 0x800000e0 with mask 0x800000f0\n");
+    EXPECT_EQ(get(8), 0xB00000E0U);
+    expect("set map32 --index 2 31:0 --quiet", 0, "");
+    EXPECT_EQ(get(8), 0xFFFFFFFFU);
+}
+
+TEST_F(Bits, OfNamedRegistersAreSetAndClearedAndToggled) {
+    set(0, 0xFFFF0201);
+    expect("set map32 CTRL 6:5", 0, "map32 CTRL = 0x00000060 with mask 0x00000060\n");
+    EXPECT_EQ(get(0), 0xFFFF0261U);
+    expect("clear map32 CTRL 5,MODE --json", 2, "", "map32: 'MODE' selects a bit that is already selected");
+    expect("clear map32 CTRL 5,RUN --json", 0,
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"value\":0,\"mask\":33}\n");
+    EXPECT_EQ(get(0), 0xFFFF0240U);
+    expect("toggle map32 CTRL 5:4,RUN", 0, "map32 CTRL = 0x00000031 with mask 0x00000031\n");
+    EXPECT_EQ(get(0), 0xFFFF0271U);
+}
+
+TEST_F(Bits, MayBeFields) {
+    expect("set map32 CTRL RUN,MODE", 0, "map32 CTRL.RUN = 1 (running)\nmap32 CTRL.MODE = 7\n");
+    EXPECT_EQ(get(0), 0x71U);
+    expect("clear map32 CTRL RUN", 0, "map32 CTRL.RUN = 0 (stopped)\n");
+    EXPECT_EQ(get(0), 0x70U);
+    set(0, 0x20);
+    expect("toggle map32 CTRL MODE --json", 0,
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"value\":80,\"mask\":112,"
+           "\"fields\":[{\"name\":\"MODE\",\"value\":5}]}\n");
+    EXPECT_EQ(get(0), 0x50U);
+}
+
+TEST_F(Bits, LeaveOtherFieldsAlone) {
+    set(0xC, 1);
+    expect("set map32 FLAGS ENABLE --quiet", 0, "");
+    EXPECT_EQ(get(0xC), 2U);
+    set(0xC, 1);
+    expect("toggle map32 FLAGS 1 --quiet", 0, "");
+    EXPECT_EQ(get(0xC), 2U);
+}
+
+TEST_F(Bits, AreRefusedIfTheyAreNotInTheRegister) {
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        expectRefused(command + " map32 0 32", "bit 32 is outside the 32 bits of the register");
+        expectRefused(command + " map32 NARROW 16", "bit 16 is outside the 16 bits of the register");
+        expectRefused(command + " map32 NARROW 16:15", "bit 16 is outside the 16 bits of the register");
+        expectRefused(command + " map32 0 4:7", "'4:7' does not begin with the highest bit (7:4)");
+        expectRefused(command + " map32 0 7:4:2",
+                      "bit '4:2' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
+        expectRefused(command + " map32 0 1,1", "map32: '1' selects a bit that is already selected");
+        expectRefused(command + " map32 0 3:0,2", "map32: '2' selects a bit that is already selected");
+        expectRefused(command + " map32 0 RUN", "map32: 'RUN' is not a bit or a range of bits (to select fields, give "
+                                                "the name of the register)");
+        expectRefused(command + " map32 CTRL RUNS", "map32: register CTRL has no field 'RUNS' (did you mean 'RUN'?)");
+        expectRefused(command + " map32 CTRL 1,", "map32: register CTRL has no field ''");
+        expectRefused(command + " map32 CTRL.MODE 1", "map32: CTRL.MODE is a field (give a register)");
+        expectRefused(command + " map32 CTRL[7:4] 1", "map32: CTRL[7:4] selects bits (give a register)");
+        expectRefused(command + " map32 SAME 3",
+                      "map32: '3' is a bit and also a field of register SAME (give the range "
+                      "3:3 for the bit, or the range of the field)");
+    }
+}
+
+TEST_F(Bits, AreRefusedIfTheMapExcludesTheAccess) {
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        expectRefused(command + " map32 STATUS 1", "map32: register STATUS is read-only");
+        expectRefused(command + " map32 KEY 31:0", "map32: register KEY is write-only");
+        expectRefused(command + " map32 CTRL READY", "map32: field CTRL.READY is read-only");
+        expectRefused(command + " map32 CTRL 31", "map32: field CTRL.READY is read-only");
+        expectRefused(command + " map32 FIFO 1",
+                      "map32: reading register FIFO has a side effect (write the whole register instead)");
+        expectRefused(command + " map32 BYTE0 1", "map32: register BYTE0 has 8 bits and shares its word with register "
+                                                  "BYTE1 (the device has 32-bit registers)");
+        expectRefused(command + " map32 SAME KEPT",
+                      "map32: field SAME.KEPT may be written only with the value that was read");
+    }
+}
+
+TEST_F(Bits, AreRefusedIfAWriteDoesNotStoreThem) {
+    const std::string remedy = " does not store what is written (give a value with write)";
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        expectRefused(command + " map32 FLAGS ERROR", "map32: field FLAGS.ERROR" + remedy);
+        expectRefused(command + " map32 FLAGS 0", "map32: field FLAGS.ERROR" + remedy);
+        expectRefused(command + " map32 EVENTS 3", "map32: register EVENTS" + remedy);
+    }
+}
+
+TEST_F(Bits, AreRefusedIfAnotherFieldCannotKeepItsValue) {
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        const std::string problem = "map32: field MIXED.SECRET is write-only, so it cannot keep its value (use write, "
+                                    "and also give values for SECRET)";
+        expectRefused(command + " map32 MIXED PLAIN", problem);
+        expectRefused(command + " map32 MIXED 3", problem);
+        expectRefused(command + " map32 FUSE 3",
+                      "map32: register FUSE: the other bits cannot keep their values (use write without a mask)");
+    }
+}
+
+TEST_F(Bits, AreRefusedWithAValueThatTheMapExcludes) {
+    expectRefused("set map32 CTRL GAIN", "map32: field CTRL.GAIN: 255 is not a value that may be written");
+    expectRefused("clear map32 CTRL GAIN", "map32: field CTRL.GAIN: 0 is not a value that may be written");
+    expectRefused("toggle map32 CTRL GAIN", "map32: field CTRL.GAIN: 255 is not a value that may be written");
+    expectRefused("set map32 LIMITED 4", "map32: register LIMITED: value 16 may not be written (from 1 to 9)");
+    expectRefused("toggle map32 LIMITED 4", "map32: register LIMITED: value 16 may not be written (from 1 to 9)");
+    expect("set map32 LIMITED 3", 0, "map32 LIMITED = 0x00000008 with mask 0x00000008\n");
+}
+
+TEST_F(Bits, OfAWriteOnlyFieldAreSetButNotToggled) {
+    expect("set map32 MIXED SECRET", 0, "map32 MIXED.SECRET = 255\n");
+    EXPECT_EQ(get(0x2C), 0xFFU);
+    expectRefused("toggle map32 MIXED SECRET", "map32: field MIXED.SECRET is write-only");
+    expectRefused("toggle map32 MIXED 7:0", "map32: field MIXED.SECRET is write-only");
+}
+
+TEST_F(Bits, OfAReadOnlyFieldAreWrittenIfAnotherFieldHasThemToo) {
+    expect("set map32 SHARED 0 --quiet", 0, "");
+    EXPECT_EQ(get(0x38), 1U);
+    expectRefused("toggle map32 SHARED 0", "map32: field SHARED.GIVEN is write-only");
+    expectRefused("set map32 SHARED SEEN", "map32: field SHARED.SEEN is read-only");
+}
+
+TEST_F(Bits, OfARegisterAreRead) {
+    set(0, 0x80003721);
+    expect("read map32 CTRL[7:4]", 0, "map32 CTRL[7:4] = 0x2\n");
+    expect("read map32 CTRL[13:8] --quiet", 0, "0x37\n");
+    expect("read map32 CTRL[31:31] --json", 0,
+           "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"bits\":\"31:31\",\"value\":1}\n");
+    expect("read map32 CTRL[31:0]", 0, "map32 CTRL[31:0] = 0x80003721\n");
+    expect("watch map32 CTRL[7:4] 0x0[5:5] --count 2 --interval 1ms --quiet", 0,
+           "CTRL[7:4] 0x2\n0x00000000[5:5] 0x1\n");
+}
+
+TEST_F(Bits, OfAnAddressAreReadWithoutAMap) {
+    m_folder.store("board.svd", "broken");
+    set(4, 0xAB);
+    expect("read map32 0x4[7:4]", 0, "map32 0x00000004[7:4] = 0xa\n");
+    expect("read map32 --index 1[3:0] --json", 0, "{\"name\":\"map32\",\"index\":1,\"bits\":\"3:0\",\"value\":11}\n");
+}
+
+TEST_F(Bits, HaveAColonUnlikeTheIndexOfAnArray) {
+    set(0x10, 0x1234);
+    expect("read map32 DATA[3]", 0, "map32 DATA[3] = 0x00001234\n");
+    expect("read map32 DATA[3][7:4]", 0, "map32 DATA[3][7:4] = 0x3\n");
+    expectRefused("read map32 DATA[7:4]", "map32: 'DATA' is not a name in board.svd ('rynvelctl describe map32' shows "
+                                          "the names)");
+    expectRefused("read map32 CTRL[3]", "map32: 'CTRL[3]' is not a name in board.svd (the bit is CTRL[3:3])");
+    expectRefused("read map32 DATA[3][2]", "map32: 'DATA[3][2]' is not a name in board.svd (the bit is DATA[3][2:2])");
+    expectRefused("read map32 0x10[2]", "map32: '0x10[2]' is not an address (the bit is 0x10[2:2])");
+}
+
+TEST_F(Bits, OfARegisterAreRefusedWhereTheyAreWrong) {
+    expectRefused("read map32 CTRL[4:7]", "'4:7' does not begin with the highest bit (7:4)");
+    expectRefused("read map32 CTRL[32:0]", "bit 32 is outside the 32 bits of the register");
+    expectRefused("read map32 NARROW[16:0]", "bit 16 is outside the 16 bits of the register");
+    expectRefused("read map32 CTRL[7:]", "bit '' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
+    expectRefused("read map32 CTRL.MODE[6:4]", "map32: CTRL.MODE is a field (give a register)");
+    expectRefused("read map32 KEY[3:0]", "map32: register KEY is write-only");
+    expectRefused("read map32 BYTE0[3:0]", "map32: register BYTE0 has 8 bits and shares its word with register BYTE1 "
+                                           "(the device has 32-bit registers)");
+    for (const std::string line : {"write map32 CTRL[7:4] 1", "dump map32 CTRL[7:4] 1", "fill map32 CTRL[7:4] 1 1"}) {
+        expectRefused(line, "map32: CTRL[7:4] selects bits (give a register)");
+    }
+}
+
+/** A map in which the index of an array looks like a range of bits. */
+class BitsAndOddIndexes : public Bits {
+protected:
+    BitsAndOddIndexes()
+        : Bits(registerAt("A[%s]", "0", array("7:4,3:0")) + registerAt("A", "8", "") +
+               registerAt("B[%s]", "0x10", array("7:4,3:0"))) {}
+};
+
+TEST_F(BitsAndOddIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
+    expectRefused("read map32 A[7:4]", "map32: 'A[7:4]' is a register, and also bits of register A (give an address)");
+    expect("read map32 A[6:5]", 0, "map32 A[6:5] = 0x0\n");
+    set(0x14, 5);
+    expect("read map32 B[3:0]", 0, "map32 B[3:0] = 0x00000005\n");
+    expect("read map32 B[3:0][1:0]", 0, "map32 B[3:0][1:0] = 0x1\n");
+}
+
+/** The program, on a device of a server. */
+class RemoteBits : public Bits {
+protected:
+    Ending run(const std::string& line) { return Bits::run("--remote " + m_peer.address() + " --type Uio32 " + line); }
+
+    void expectRequest(std::size_t position, Rynvel::RequestData::Type type, std::uint32_t value, std::uint32_t mask) {
+        const Rynvel::Request request = asRequest(m_peer.requests(position + 1)[position].bytes);
+        EXPECT_EQ(request.getType(), type);
+        EXPECT_EQ(request.getAddress(), 0U);
+        EXPECT_EQ(request.getValue(), value);
+        EXPECT_EQ(request.getBitmask(), mask);
+    }
+
+    TestPeer m_peer;
+};
+
+TEST_F(RemoteBits, AreWrittenWithTheirMask) {
+    m_peer.script({success(), success()});
+    expectEnding(run("set remote CTRL MODE,0"), 0, "remote CTRL = 0x00000071 with mask 0x00000071\n");
+    expectRequest(1, Rynvel::RequestData::Type::Write32, 0x71, 0x71);
+    m_peer.clearRequests();
+    m_peer.script({success(), success()});
+    expectEnding(run("clear remote 0 31:16"), 0, "remote 0x00000000 = 0x00000000 with mask 0xffff0000\n");
+    expectRequest(1, Rynvel::RequestData::Type::Write32, 0, 0xFFFF0000);
+}
+
+TEST_F(RemoteBits, AreReadAndWrittenToToggleThem) {
+    m_peer.script({success(), success({0x20}), success()});
+    expectEnding(run("toggle remote CTRL MODE"), 0, "remote CTRL.MODE = 5\n");
+    expectRequest(2, Rynvel::RequestData::Type::Write32, 0x50, 0x70);
+}
+
+TEST_F(RemoteBits, AreNotReportedIfTheServerRefusesTheWrite) {
+    m_peer.script({success(), success({0x20}), refusal()});
+    expectEnding(run("toggle remote CTRL MODE"), 1, "", "remote: writing CTRL failed: the server refused the request");
+}
+
+TEST_F(RemoteBits, AreRefusedBeforeTheServerIsAsked) {
+    expectEnding(run("toggle remote FLAGS ERROR"), 2, "",
+                 "remote: field FLAGS.ERROR does not store what is written (give a value with write)");
+    expectEnding(run("toggle remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
+    EXPECT_EQ(m_peer.requests(0).size(), 0U);
+}
+
+TEST_F(RemoteBits, OfARegisterAreRead) {
+    m_peer.script({success(), success({0x80000021})});
+    expectEnding(run("read remote CTRL[7:4]"), 0, "remote CTRL[7:4] = 0x2\n");
+}
+
+} // namespace
+} // namespace RynvelTest

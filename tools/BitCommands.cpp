@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+#include "BitSelection.h"
+#include "Commands.h"
+#include "FieldWrite.h"
+#include "OpenDevice.h"
+#include "RegisterOptions.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+enum class BitChange { Set, Clear, Toggle };
+
+struct BitOptions : RegisterOptions {
+    std::string bits;
+    BitChange change = BitChange::Set;
+};
+
+/** The change of bits of one register. */
+class ChangedBits {
+public:
+    ChangedBits(const Addressed& addressed, const BitOptions& options)
+        : m_addressed(addressed), m_bits(parseBits(addressed, options.bits)), m_change(options.change) {
+        if (addressed.named) {
+            requireChangeable(addressed.named->whole);
+        }
+        if (m_change != BitChange::Toggle) {
+            plan(m_change == BitChange::Set ? m_bits.mask : 0);
+        }
+    }
+
+    /** Returns what was written. */
+    WrittenValue write(OpenDevice& device) {
+        if (m_change == BitChange::Toggle) {
+            plan(~device.read(m_addressed.range) & m_bits.mask);
+        }
+        device.write(m_addressed.range, static_cast<std::uint32_t>(m_written.value),
+                     static_cast<std::uint32_t>(m_written.mask));
+        WrittenValue written{m_addressed.range, m_value, m_bits.mask, {}};
+        for (const Maps::Field* const field : m_bits.fields) {
+            written.fields.push_back(Maps::decode(*field, m_value, Maps::Usage::Write));
+        }
+        return written;
+    }
+
+private:
+    /** @throws Failure if the register map does not allow a change of the bits, whatever their values. */
+    void requireChangeable(const MappedRegister& whole) const {
+        requireAllowed(whole, {0, 0});
+        requireReadable({whole, nullptr});
+        requireHarmlessRead(whole, "write the whole register instead");
+        allowed(whole, [&] {
+            Maps::requireStored(whole.place, m_bits.mask);
+            Maps::requireOthersKept(whole.place, m_bits.mask);
+            if (m_change == BitChange::Toggle) {
+                Maps::requireFieldsReadable(whole.place, m_bits.mask);
+            }
+        });
+    }
+
+    /** Plans to write the bits. @throws Failure if the register map does not allow the value. */
+    void plan(std::uint32_t value) {
+        m_value = value;
+        m_written = {value, m_bits.mask};
+        if (m_addressed.named) {
+            const MappedRegister& whole = m_addressed.named->whole;
+            requireAllowed(whole, m_written);
+            m_written = allowed(whole, [&] { return Maps::planMaskedWrite(whole.place, m_written); });
+        }
+    }
+
+    const Addressed& m_addressed;
+    const BitSelection m_bits;
+    const BitChange m_change;
+    /** The new value of the bits. */
+    std::uint32_t m_value = 0;
+    Maps::MaskedValue m_written;
+};
+
+void changeBits(const CommandContext& context, const BitOptions& options) {
+    const Target target = context.target(options.name);
+    const Addressed addressed = Addresses(context, target, options.unit()).findWhole(options.address);
+    ChangedBits bits(addressed, options);
+    const auto device = context.open(addressed.range);
+    context.output().print(bits.write(*device));
+}
+
+void addBitCommand(const Common::Command& program, Action& chosen, const char* name, const char* summary,
+                   BitChange change) {
+    const auto options = std::make_shared<BitOptions>();
+    options->change = change;
+    const Common::Command command = addCommand(program, chosen, name, summary, options, changeBits);
+    addRegister(command, *options);
+    command.addArgument("BITS", options->bits,
+                        "bits such as 3, ranges of bits such as 7:4, and names of fields, separated by commas");
+    addIndexOption(command, *options);
+}
+
+} // namespace
+
+void addBitCommands(const Common::Command& program, Action& chosen) {
+    addBitCommand(program, chosen, "set", "set bits or fields of a register to ones", BitChange::Set);
+    addBitCommand(program, chosen, "clear", "set bits or fields of a register to zeros", BitChange::Clear);
+    addBitCommand(program, chosen, "toggle", "invert bits or fields of a register", BitChange::Toggle);
+}
+
+} // namespace Rynvelctl

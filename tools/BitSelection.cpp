@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "BitSelection.h"
+
+#include <algorithm>
+
+#include "Number.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+/** Collects the bits of a register. */
+class BitCollector {
+public:
+    explicit BitCollector(const Addressed& addressed) : m_addressed(addressed) {}
+
+    void add(const std::string& entry) {
+        if (entry.find(':') != std::string::npos) {
+            add(parseBitRange(entry, bits()), entry);
+        } else if (Common::isNumber(entry, Common::anyNotation)) {
+            requireNotAField(entry);
+            const unsigned int bit = parseBit(entry, bits());
+            add(BitRange{bit, bit}, entry);
+        } else {
+            addField(entry);
+        }
+    }
+
+    BitSelection result() const { return m_hasOnlyFields ? m_selection : BitSelection{m_selection.mask, {}}; }
+
+private:
+    unsigned int bits() const { return m_addressed.range.bits(); }
+
+    Failure refusal(const std::string& problem) const {
+        return usageError(m_addressed.range.device().name() + ": " + problem);
+    }
+
+    void add(std::uint32_t mask, const std::string& entry) {
+        if ((m_selection.mask & mask) != 0) {
+            throw refusal('\'' + entry + "' selects a bit that is already selected");
+        }
+        m_selection.mask |= mask;
+    }
+
+    void add(const BitRange& range, const std::string& entry) {
+        add(range.mask(), entry);
+        m_hasOnlyFields = false;
+    }
+
+    void addField(const std::string& name) {
+        if (!m_addressed.named) {
+            throw refusal('\'' + name + "' is not a bit or a range of bits (to select fields, give the name of the " +
+                          "register)");
+        }
+        const MappedRegister& whole = m_addressed.named->whole;
+        const Maps::Field& field =
+            allowed(whole, [&]() -> const Maps::Field& { return Maps::findWritable(whole.place, name); });
+        add(static_cast<std::uint32_t>(Maps::maskOf(field)), name);
+        m_selection.fields.push_back(&field);
+    }
+
+    void requireNotAField(const std::string& number) const {
+        if (m_addressed.named && Maps::findField(m_addressed.named->whole.contents(), number) != nullptr) {
+            throw refusal('\'' + number + "' is a bit and also a field of register " + m_addressed.named->name() +
+                          " (give the range " + number + ':' + number + " for the bit, or the range of the field)");
+        }
+    }
+
+    const Addressed& m_addressed;
+    BitSelection m_selection;
+    bool m_hasOnlyFields = true;
+};
+
+} // namespace
+
+BitSelection parseBits(const Addressed& addressed, const std::string& list) {
+    BitCollector collector(addressed);
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
+        end = list.find(',', begin);
+        collector.add(list.substr(begin, end - begin));
+    }
+    return collector.result();
+}
+
+} // namespace Rynvelctl

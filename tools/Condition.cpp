@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include "Condition.h"
+
+#include "Failure.h"
+#include "Numbers.h"
+
+namespace Rynvelctl {
+
+Condition::Condition(const Addressed& addressed, const ConditionOptions& options)
+    : m_addressed(addressed), m_options(options) {
+    if (addressed.field() != nullptr) {
+        requireNoMask("a field has");
+        m_field = allowed(addressed.named->whole, [&] {
+            return Maps::parsePattern(addressed.named->whole.place, *addressed.field(), options.value);
+        });
+        return;
+    }
+    const unsigned int width = addressed.bits ? addressed.bits->width() : addressed.range.bits();
+    m_number = parseValue("value", options.value, width);
+    if (addressed.bits) {
+        requireNoMask("a range of bits has");
+    } else if (!options.mask.empty()) {
+        m_mask = parseMask(options.mask, width);
+    }
+}
+
+std::string Condition::problem() const {
+    const std::string masked = m_options.mask.empty() ? "" : " with mask " + m_options.mask;
+    return subject() + masked + (m_options.isNegated ? " is still " : " is not ") + m_options.value;
+}
+
+std::string Condition::subject() const {
+    if (m_addressed.field() != nullptr) {
+        return "field " + m_addressed.named->name();
+    }
+    const std::string name = m_addressed.range.addressText();
+    return m_addressed.bits ? name + m_addressed.bits->text() : "register " + name;
+}
+
+void Condition::requireNoMask(const std::string& owner) const {
+    if (!m_options.mask.empty()) {
+        throw usageError("--mask: " + owner + " a mask of its own (leave out --mask)");
+    }
+}
+
+bool Condition::isEqual(const Reading& reading) const {
+    const auto* const read = std::get_if<FieldReading>(&reading);
+    return read != nullptr ? m_field.matches(read->field) : ((numberIn(reading) ^ m_number) & m_mask) == 0;
+}
+
+} // namespace Rynvelctl

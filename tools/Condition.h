@@ -1,0 +1,53 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Conditions on the value of a register.
+ */
+#ifndef RYNVELCTL_CONDITION_H
+#define RYNVELCTL_CONDITION_H
+
+#include <cstdint>
+#include <string>
+
+#include "Addresses.h"
+#include "FieldValues.h"
+#include "Report.h"
+
+namespace Rynvelctl {
+
+/** A condition as the user typed it. */
+struct ConditionOptions {
+    std::string value;
+    std::string mask;
+    bool isNegated = false;
+};
+
+/** Compares a register, a field or bits with a value. */
+class Condition {
+public:
+    /**
+     * @param addressed must outlive this object, and so must `options`.
+     * @throws Failure if the condition can never hold, or if it is not valid for the register, field or bits.
+     */
+    Condition(const Addressed& addressed, const ConditionOptions& options);
+
+    bool holds(const Reading& reading) const { return isEqual(reading) != m_options.isNegated; }
+
+    /** Returns why the condition does not hold, for an error message. */
+    std::string problem() const;
+
+private:
+    std::string subject() const;
+    void requireNoMask(const std::string& owner) const;
+    bool isEqual(const Reading& reading) const;
+
+    const Addressed& m_addressed;
+    const ConditionOptions& m_options;
+    Maps::FieldPattern m_field;
+    std::uint32_t m_number = 0;
+    std::uint32_t m_mask = UINT32_MAX;
+};
+
+} // namespace Rynvelctl
+
+#endif

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include <poll.h>
+
+#include "Addresses.h"
+#include "Commands.h"
+#include "Condition.h"
+#include "Durations.h"
+#include "OpenDevice.h"
+#include "RegisterOptions.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct PollOptions : RegisterOptions {
+    ConditionOptions condition;
+    std::string interval = "10ms";
+    bool includesSideEffects = false;
+};
+
+/** Repeats the reading until the condition holds. */
+class PollLoop {
+public:
+    PollLoop(const CommandContext& context, const Addressed& addressed, OpenDevice& device)
+        : m_context(context), m_addressed(addressed), m_device(device) {}
+
+    void run(const Condition& condition, std::chrono::milliseconds interval) {
+        try {
+            while (!condition.holds(readNext())) {
+                pause(interval);
+            }
+        } catch (const Failure& failure) {
+            if (failure.status() != ExitStatus::TimedOut || !m_last) {
+                throw;
+            }
+            printAfterFailure();
+            throw Failure(failure.status(), std::string(failure.what()) + " (" + condition.problem() + ')');
+        }
+        printLast();
+    }
+
+private:
+    const Reading& readNext() {
+        m_last = readingOf(m_addressed, m_device.read(m_addressed.range));
+        return *m_last;
+    }
+
+    void pause(std::chrono::milliseconds interval) const {
+        const CommandTimeout& timeout = m_context.timeout();
+        const auto end = Common::Deadline::earlier(Common::Deadline(interval), timeout.deadline());
+        ::poll(nullptr, 0, end.pollTimeout());
+        timeout.requireTimeLeft(m_addressed.range.device().name());
+    }
+
+    void printLast() const {
+        std::visit([this](const auto& read) { m_context.output().print(read); }, *m_last);
+    }
+
+    // The status 0 of a closed output would mean that the condition holds.
+    void printAfterFailure() const {
+        try {
+            printLast();
+        } catch (const OutputClosed&) {
+        }
+    }
+
+    const CommandContext& m_context;
+    const Addressed& m_addressed;
+    OpenDevice& m_device;
+    std::optional<Reading> m_last;
+};
+
+void pollRegister(const CommandContext& context, const PollOptions& options) {
+    const Target target = context.target(options.name);
+    const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
+    requireReadable(addressed);
+    if (addressed.named && !options.includesSideEffects) {
+        requireHarmlessRead(addressed.named->whole, "--with-side-effects reads it");
+    }
+    const Condition condition(addressed, options.condition);
+    const auto interval = parsePositiveDuration("interval", options.interval);
+    const auto device = context.open(addressed.range);
+    PollLoop(context, addressed, *device).run(condition, interval);
+}
+
+} // namespace
+
+void addPollCommand(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<PollOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "poll", "read a register or a field until it has a value", options, pollRegister);
+    addRegister(command, *options);
+    command.addArgument("VALUE", options->condition.value, "the value to wait for");
+    command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
+    command.addFlag("--not", options->condition.isNegated, "wait until the value is different");
+    command.addOption("--interval", "TIME", options->interval, "the time from one read to the next (default: 10ms)");
+    command.addFlag("--with-side-effects", options->includesSideEffects,
+                    "also read a register whose reading has a side effect");
+    addIndexOption(command, *options);
+}
+
+} // namespace Rynvelctl
