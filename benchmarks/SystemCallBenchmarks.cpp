@@ -2,13 +2,20 @@
 #include <rynvel.h>
 #include <rynvel.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
@@ -17,7 +24,7 @@
 #include "Require.h"
 #include "StandIns.h"
 
-// Operations that make system calls, compared with the system calls alone.
+// Operations that make system calls, and programs that make them, compared with the system calls alone.
 
 namespace {
 
@@ -98,12 +105,16 @@ void exchangeRynveldLibrary(State& state) {
 using RequestBytes = std::array<char, RynvelBenchmark::requestSize>;
 using ResponseBytes = std::array<char, RynvelBenchmark::responseSize>;
 
+void exchangeOnce(int connection, const RequestBytes& request) {
+    ResponseBytes response{};
+    require(send(connection, request.data(), request.size(), 0), "send");
+    require(read(connection, response.data(), response.size()), "read");
+}
+
 // Repeatedly sends a request and receives the response.
 void exchange(State& state, int connection, const RequestBytes& request) {
-    ResponseBytes response{};
     for (auto _ : state) {
-        require(send(connection, request.data(), request.size(), 0), "send");
-        require(read(connection, response.data(), response.size()), "read");
+        exchangeOnce(connection, request);
     }
 }
 
@@ -121,19 +132,71 @@ RequestBytes bytesOf(const Rynvel::Request& request) {
 // Returns a connection to rynveld on which the device is open.
 int openOnSimulatedBoard(const std::string& name) {
     const int connection = RynvelBenchmark::SimulatedBoard::get(RYNVELD).connect();
-    const RequestBytes request = bytesOf(Rynvel::Request(Rynvel::RequestData::Type::Open, name));
-    ResponseBytes response{};
-    require(send(connection, request.data(), request.size(), 0), "send");
-    require(read(connection, response.data(), response.size()), "read");
+    exchangeOnce(connection, bytesOf(Rynvel::Request(Rynvel::RequestData::Type::Open, name)));
     return connection;
+}
+
+RequestBytes readRequest() {
+    Rynvel::Request request(Rynvel::RequestData::Type::Read32, "traf.top");
+    request.setLength(1);
+    return bytesOf(request);
 }
 
 // Measures rynveld without the library. The client makes the same system calls as in exchangeRaw().
 void exchangeRynveldBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
-    Rynvel::Request request(Rynvel::RequestData::Type::Read32, "traf.top");
-    request.setLength(1);
-    exchange(state, connection, bytesOf(request));
+    exchange(state, connection, readRequest());
+}
+
+constexpr int readsOfAFile = 1000;
+
+// Returns a file with commands that each read a register.
+int makeCommands() {
+    const int file = require(memfd_create("commands", MFD_CLOEXEC), "memfd_create");
+    for (int i = 0; i < readsOfAFile; ++i) {
+        const std::string line = "read traf.top " + std::to_string(i % 1024 * 4) + '\n';
+        require(write(file, line.data(), line.size()), "write");
+    }
+    return file;
+}
+
+// Runs rynvelctl without its output, and waits for its end.
+void runRynvelctl(std::vector<std::string> arguments, int input) {
+    std::vector<char*> words;
+    std::transform(arguments.begin(), arguments.end(), std::back_inserter(words),
+                   [](std::string& argument) { return argument.data(); });
+    words.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t process = -1;
+    require(posix_spawn(&process, RYNVELCTL, &actions, nullptr, words.data(), environ) == 0, "posix_spawn", false);
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 0;
+    require(waitpid(process, &status, 0), "waitpid");
+    require(status == 0, RYNVELCTL, false);
+}
+
+void fileOfReadsRynvelctl(State& state) {
+    static const int commands = makeCommands();
+    const std::string server = RynvelBenchmark::SimulatedBoard::get(RYNVELD).address();
+    for (auto _ : state) {
+        require(lseek(commands, 0, SEEK_SET), "lseek");
+        runRynvelctl({"rynvelctl", "--remote", server, "run", "-"}, commands);
+    }
+}
+
+// Starts the program, and makes the same reads without it and without the library.
+void fileOfReadsBare(State& state) {
+    static const int connection = openOnSimulatedBoard("traf.top");
+    const RequestBytes request = readRequest();
+    for (auto _ : state) {
+        runRynvelctl({"rynvelctl", "--version"}, STDIN_FILENO);
+        for (int i = 0; i < readsOfAFile; ++i) {
+            exchangeOnce(connection, request);
+        }
+    }
 }
 
 BENCHMARK(interruptLibrary)->Name("interrupt/library");
@@ -147,5 +210,7 @@ BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();
 BENCHMARK(exchangeRaw)->Name("exchange/raw")->UseRealTime();
 BENCHMARK(exchangeRynveldBare)->Name("exchange_rynveld/bare")->UseRealTime();
 BENCHMARK(exchangeRynveldLibrary)->Name("exchange_rynveld/library")->UseRealTime();
+BENCHMARK(fileOfReadsRynvelctl)->Name("file_of_reads/rynvelctl")->UseRealTime();
+BENCHMARK(fileOfReadsBare)->Name("file_of_reads/bare")->UseRealTime();
 
 } // namespace
