@@ -78,7 +78,7 @@ private:
 };
 
 void changeBits(const CommandContext& context, const BitOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const Addressed addressed = Addresses(context, target, options.unit()).findWhole(options.address);
     ChangedBits bits(addressed, options);
     const auto device = context.open(addressed.range);

@@ -69,14 +69,14 @@ void list(const CommandContext& context, const NoOptions& /*options*/) {
 }
 
 void info(const CommandContext& context, const InfoOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const auto device = context.open(target);
     context.output().print(DeviceInfo{target.name(), target.row.m_devicePath, target.backend(), target.width(),
                                       device->mapSize(), device->interruptType(), device->descriptor()});
 }
 
 void ioctl(const CommandContext& context, const IoctlOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const std::uint32_t request = parseNumber("request", options.request);
     const std::uint32_t argument = parseNumber("argument", options.argument);
     const int result = context.open(target)->ioctl(request, argument);

@@ -32,8 +32,8 @@ struct WaitOptions {
     std::string count = "1";
 };
 
-Target targetWithInterrupts(const CommandContext& context, const std::string& name) {
-    Target target = context.target(name);
+const Target& targetWithInterrupts(const CommandContext& context, const std::string& name) {
+    const Target& target = context.target(name);
     if (!target.type.hasInterrupts) {
         throw usageError(name + ": a device of type " + target.type.name + " has no interrupts");
     }
@@ -41,7 +41,7 @@ Target targetWithInterrupts(const CommandContext& context, const std::string& na
 }
 
 void showType(const CommandContext& context, const IrqOptions& options) {
-    const Target target = targetWithInterrupts(context, options.name);
+    const Target& target = targetWithInterrupts(context, options.name);
     const auto type = context.open(target)->interruptType();
     if (!type) {
         throw Failure(ExitStatus::Failed, target.name() + ": the device has no interrupts");
@@ -50,19 +50,19 @@ void showType(const CommandContext& context, const IrqOptions& options) {
 }
 
 void enable(const CommandContext& context, const IrqOptions& options) {
-    const Target target = targetWithInterrupts(context, options.name);
+    const Target& target = targetWithInterrupts(context, options.name);
     context.open(target)->enableInterrupts();
     context.output().print(InterruptState{target.name(), "enabled"});
 }
 
 void disable(const CommandContext& context, const IrqOptions& options) {
-    const Target target = targetWithInterrupts(context, options.name);
+    const Target& target = targetWithInterrupts(context, options.name);
     context.open(target)->disableInterrupts();
     context.output().print(InterruptState{target.name(), "disabled"});
 }
 
 void raise(const CommandContext& context, const IrqOptions& options) {
-    const Target target = targetWithInterrupts(context, options.name);
+    const Target& target = targetWithInterrupts(context, options.name);
     if (!target.server) {
         throw usageError(target.name() + ": the device is on this machine (raise works only with remote devices)");
     }
@@ -166,7 +166,7 @@ private:
 };
 
 void wait(const CommandContext& context, const WaitOptions& options) {
-    const Target target = targetWithInterrupts(context, options.name);
+    const Target& target = targetWithInterrupts(context, options.name);
     InterruptWait waiting(context, target, options);
     const auto device = context.open(target);
     const int descriptor = device->prepareInterrupts();

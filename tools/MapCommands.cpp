@@ -97,7 +97,7 @@ void checkMaps(const CommandContext& context, const CheckOptions& options) {
 }
 
 void writeHeader(const CommandContext& context, const HeaderOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     std::string text = registerHeader(context.registerMap(target));
     // The output adds the last line end.
     text.pop_back();
@@ -105,7 +105,7 @@ void writeHeader(const CommandContext& context, const HeaderOptions& options) {
 }
 
 void describe(const CommandContext& context, const DescribeOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const RegisterMap& map = context.registerMap(target);
     if (options.element.empty()) {
         context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.places()}));

@@ -71,7 +71,7 @@ private:
 };
 
 void pollRegister(const CommandContext& context, const PollOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
     requireReadable(addressed);
     if (addressed.named && !options.includesSideEffects) {

@@ -159,7 +159,7 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
 }
 
 void dump(const CommandContext& context, const DumpOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const NamedRange named(context, target, options);
     const RegisterRange range = named.sized(options.count);
     named.requireReadable(range);
@@ -179,7 +179,7 @@ void dump(const CommandContext& context, const DumpOptions& options) {
 }
 
 void fill(const CommandContext& context, const FillOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const NamedRange named(context, target, options);
     const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
@@ -230,7 +230,7 @@ std::vector<Addressed> watchedBy(const CommandContext& context, const Target& ta
 }
 
 void watch(const CommandContext& context, const WatchOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const std::vector<Addressed> addressed = watchedBy(context, target, options);
     const auto interval = parsePositiveDuration("interval", options.interval);
     const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);

@@ -79,7 +79,7 @@ void requireRead(const RegisterListing& listing) {
 }
 
 void show(const CommandContext& context, const ShowOptions& options) {
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const RegisterMap& map = context.registerMap(target);
     const bool areNamed = !options.registers.empty();
     Registers registers = areNamed ? registersNamed(map, options.registers) : readableRegistersOf(map);

@@ -57,7 +57,7 @@ void save(const CommandContext& context, const SaveOptions& options) {
     if (!isPrinted) {
         requireReplaceable(options.file);
     }
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     const RegisterMap& map = context.registerMap(target);
     const DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
     context.timeout().requireTimeLeft(options.file);
@@ -110,7 +110,7 @@ Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& opt
     if (isFile(options.first)) {
         return readSnapshot(options.first);
     }
-    const Target target = context.target(options.first);
+    const Target& target = context.target(options.first);
     const RegisterMap& map = context.registerMap(target);
     DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
@@ -198,7 +198,7 @@ private:
 
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file);
-    const Target target = context.target(options.name);
+    const Target& target = context.target(options.name);
     if (snapshot.device != target.name()) {
         throw usageError(options.file + ": the file holds the registers of " + snapshot.device + " (the device is " +
                          target.name() + ')');
