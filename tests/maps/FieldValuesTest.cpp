@@ -190,5 +190,36 @@ TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {
     expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field C.R.MODE is assigned twice, or overlaps another one");
 }
 
+/** Returns whether a field of a register has the value that a text means. */
+bool matches(const std::string& text, const Maps::Register& aRegister, std::uint64_t number) {
+    const Maps::Field& field = aRegister.fields[0];
+    return Maps::parsePattern({"R", 0, &aRegister}, field, text).matches(decode(field, number));
+}
+
+Maps::Register withPatterns() {
+    return onlyRegister(
+        read(mapOfFields(field("F", "[3:0]",
+                               valuesFor("read", value("low", "#00xx") + value("8", "8") + value("4", "#01xx") +
+                                                     "<enumeratedValue><name>9</name><isDefault>true</isDefault>"
+                                                     "</enumeratedValue>")))));
+}
+
+TEST(FieldPattern, IsANumberOrANameWithItsNumbers) {
+    const Maps::Register aRegister = withPatterns();
+    EXPECT_TRUE(matches("low", aRegister, 3));
+    EXPECT_FALSE(matches("low", aRegister, 4));
+    EXPECT_TRUE(matches("0x3", aRegister, 3));
+    EXPECT_FALSE(matches("3", aRegister, 2));
+    EXPECT_TRUE(matches("8", aRegister, 8));
+    EXPECT_EQ(Maps::namesToRead(aRegister.fields[0]), (std::vector<std::string>{"low", "8"}));
+}
+
+TEST(FieldPattern, IsNotANumberThatIsAlsoTheNameOfOtherNumbers) {
+    const Maps::Register aRegister = withPatterns();
+    EXPECT_THROW(matches("4", aRegister, 4), Maps::RefusedValue);
+    EXPECT_THROW(matches("9", aRegister, 9), Maps::RefusedValue);
+    EXPECT_TRUE(matches("0x4", aRegister, 4));
+}
+
 } // namespace
 } // namespace RynvelTest
