@@ -95,11 +95,26 @@ std::string subjectOf(const LocatedRegister& place, const Field& field) {
     return "field " + place.name + '.' + field.name;
 }
 
-/** A field that an assignment names. */
+/** @throws RefusedValue if the register has no such field. */
+const Field& fieldOf(const LocatedRegister& place, const std::string& name) {
+    const Field* const field = findField(*place.contents, name);
+    if (field == nullptr) {
+        std::vector<std::string> names;
+        for (const Field& each : place.contents->fields) {
+            names.push_back(each.name);
+        }
+        const std::string question = Common::didYouMean(Common::nearestNames(name, names));
+        throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
+                           (question.empty() ? "" : " (" + question + ')'));
+    }
+    return *field;
+}
+
+/** A field that gets a value. */
 class AssignedField {
 public:
-    AssignedField(const LocatedRegister& place, const std::string& name)
-        : m_field(fieldOf(place, name)), m_subject(subjectOf(place, m_field)) {
+    AssignedField(const LocatedRegister& place, const Field& field)
+        : m_field(field), m_subject(subjectOf(place, m_field)) {
         if (!isWritable(m_field.access)) {
             throw RefusedValue(refusal(" is read-only"));
         }
@@ -108,8 +123,6 @@ public:
                 refusal(" is outside the " + std::to_string(place.contents->size) + " bits of its register"));
         }
     }
-
-    const Field& field() const { return m_field; }
 
     std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
@@ -123,20 +136,6 @@ public:
     }
 
 private:
-    static const Field& fieldOf(const LocatedRegister& place, const std::string& name) {
-        const Field* const field = findField(*place.contents, name);
-        if (field == nullptr) {
-            std::vector<std::string> names;
-            for (const Field& each : place.contents->fields) {
-                names.push_back(each.name);
-            }
-            const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-            throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
-                               (question.empty() ? "" : " (" + question + ')'));
-        }
-        return *field;
-    }
-
     std::uint64_t numberOf(const std::string& text) const {
         // A name may begin with a digit, such as 16k, or have only digits.
         if (const EnumeratedValue* const value = valueNamed(text)) {
@@ -231,11 +230,19 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
     return values;
 }
 
-MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
-    MaskedValue result;
+std::vector<FieldAssignment> findFields(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
+    std::vector<FieldAssignment> found;
     for (const Assignment& assignment : assignments) {
-        const AssignedField assigned(place, assignment.field);
-        const Field& field = assigned.field();
+        found.push_back({&fieldOf(place, assignment.field), assignment.value});
+    }
+    return found;
+}
+
+MaskedValue encode(const LocatedRegister& place, const std::vector<FieldAssignment>& assignments) {
+    MaskedValue result;
+    for (const FieldAssignment& assignment : assignments) {
+        const Field& field = *assignment.field;
+        const AssignedField assigned(place, field);
         const std::uint64_t number = assigned.parse(assignment.value);
         if ((result.mask & maskOf(field)) != 0) {
             throw RefusedValue(assigned.refusal(" is assigned twice, or overlaps another one"));

@@ -148,7 +148,8 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect) {
+FieldWrite planWrite(const LocatedRegister& place, const std::vector<FieldAssignment>& assignments,
+                     bool hasReadEffect) {
     const Register& contents = *place.contents;
     FieldWrite write;
     write.assigned = encode(place, assignments);
@@ -160,8 +161,8 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>
     write.written = plan.written();
     write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
     requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
-    for (const Assignment& assignment : assignments) {
-        write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
+    for (const FieldAssignment& assignment : assignments) {
+        write.fields.push_back(decode(*assignment.field, write.assigned.value, Usage::Write));
     }
     return write;
 }

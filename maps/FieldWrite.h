@@ -37,7 +37,7 @@ bool hasReadEffect(const Register& aRegister);
  * @throws RefusedValue as encode() does, for a value outside the range of the register, and if another writable field
  * cannot keep its value. Such a field changes with every write, or its value cannot be read and written back.
  */
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect);
+FieldWrite planWrite(const LocatedRegister& place, const std::vector<FieldAssignment>& assignments, bool hasReadEffect);
 
 /**
  * Plans a masked write that changes no bit outside its mask.

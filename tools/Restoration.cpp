@@ -141,7 +141,7 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         skip(obstacle, target.name());
         return std::nullopt;
     }
-    const std::vector<Maps::Assignment> assignments = differingFields(target, current, wanted);
+    const std::vector<Maps::FieldAssignment> assignments = differingFields(target, current, wanted);
     if (assignments.empty()) {
         return std::nullopt;
     }
@@ -153,13 +153,13 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
     }
 }
 
-std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister& target, std::uint32_t current,
-                                                           std::uint32_t wanted) {
-    std::vector<Maps::Assignment> assignments;
+std::vector<Maps::FieldAssignment> Restoration::differingFields(const MappedRegister& target, std::uint32_t current,
+                                                                std::uint32_t wanted) {
+    std::vector<Maps::FieldAssignment> assignments;
     std::uint64_t different = current ^ wanted;
     for (const Field& field : target.contents().fields) {
         if (isDifferent(field, target.contents(), different) && Rynvelctl::obstacleTo(field).empty()) {
-            assignments.push_back({field.name, hexadecimal(Maps::decode(field, wanted).value)});
+            assignments.push_back({&field, hexadecimal(Maps::decode(field, wanted).value)});
             // Another field may share the bits.
             different &= ~Maps::maskOf(field);
         }

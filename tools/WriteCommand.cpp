@@ -45,7 +45,7 @@ public:
 
     PlannedWrite plan() const {
         if (m_addressed.field() != nullptr) {
-            return planFields({{m_addressed.field()->name, onlyValue()}});
+            return planFields({{m_addressed.field(), onlyValue()}});
         }
         return isAssignment(m_options.values.front()) ? planFields(assignments()) : planRegister();
     }
@@ -72,7 +72,17 @@ private:
         return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
     }
 
-    std::vector<Maps::Assignment> assignments() const {
+    /** Calls a function with the register that the user named. @throws Failure if the register map refuses it. */
+    template <typename Function>
+    auto allowed(const Function& function) const {
+        try {
+            return function(m_addressed.named->whole);
+        } catch (const Maps::RefusedValue& refused) {
+            throw refusal(refused.what());
+        }
+    }
+
+    std::vector<Maps::FieldAssignment> assignments() const {
         if (!m_addressed.named) {
             throw refusal("'" + m_options.values.front() + "' assigns a field of address " +
                           m_addressed.range.addressText() + " (give the name of the register)");
@@ -81,20 +91,11 @@ private:
         for (const std::string& word : m_options.values) {
             assignments.push_back(assignment(word));
         }
-        return assignments;
+        return allowed(
+            [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.place, assignments); });
     }
 
-    /** Returns the plan for the register that the user named. @throws Failure if the register map refuses it. */
-    template <typename Plan>
-    auto allowed(const Plan& plan) const {
-        try {
-            return plan(m_addressed.named->whole);
-        } catch (const Maps::RefusedValue& refused) {
-            throw refusal(refused.what());
-        }
-    }
-
-    PlannedWrite planFields(const std::vector<Maps::Assignment>& assignments) const {
+    PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments) const {
         if (!m_options.mask.empty()) {
             throw usageError("--mask: fields have a mask of their own (leave out --mask)");
         }

@@ -26,7 +26,8 @@ Maps::Register registerWith(const std::string& fields, const std::string& furthe
 }
 
 Maps::FieldWrite plan(const Maps::Register& aRegister, const Assignments& assignments) {
-    return planWrite({"C.R", 0, &aRegister}, assignments, hasReadEffect(aRegister));
+    const Maps::LocatedRegister place{"C.R", 0, &aRegister};
+    return planWrite(place, findFields(place, assignments), hasReadEffect(aRegister));
 }
 
 void expectMasked(const Maps::Register& aRegister, const Assignments& assignments, std::uint64_t value,

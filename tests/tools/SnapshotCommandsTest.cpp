@@ -596,6 +596,20 @@ TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
     EXPECT_EQ(peek(0), 1U);
 }
 
+TEST_F(SavedRegisters, AreRestoredFieldByFieldEvenIfTheirNamesAreEqual) {
+    describeMap32(
+        aRegister("DUP", "0", element("fields", field("X", "[3:0]") + field("X", "[7:4]") + field("Y", "[11:8]"))) +
+        aRegister("ALIAS", "4",
+                  element("fields", field("P%s", "[3:0]", element("dim", "2") + element("dimIncrement", "4")) +
+                                        field("P[1]", "[11:8]"))));
+    poke(0, 0x321);
+    poke(4, 0x321);
+    run("save map32 s");
+    poke(0, 0x391);
+    poke(4, 0x921);
+    expect("restore map32 s", 0, "map32 DUP: 0x00000391 -> 0x00000321\nmap32 ALIAS: 0x00000921 -> 0x00000321\n");
+}
+
 TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
     edit("tests.svd", "<name>running</name>", "<name>0</name>");
     edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
