@@ -184,13 +184,16 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-/** Returns the bits of the fields that a write does not change. */
+/** Returns the bits of fields that no write changes. A writable field can have bits of a read-only one. */
 std::uint32_t readOnlyBits(const Maps::Register& contents) {
-    std::uint64_t bits = 0;
+    std::uint64_t readOnly = 0;
+    std::uint64_t writable = 0;
     for (const Maps::Field& field : contents.fields) {
-        bits |= Maps::isWritable(field.access) || !Maps::isInside(field, contents) ? 0 : Maps::maskOf(field);
+        if (Maps::isInside(field, contents)) {
+            (Maps::isWritable(field.access) ? writable : readOnly) |= Maps::maskOf(field);
+        }
     }
-    return static_cast<std::uint32_t>(bits);
+    return narrow(readOnly & ~writable);
 }
 
 /** @param ignored the bits that may have any value. */

@@ -602,6 +602,22 @@ TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheirReadOnlyFields) {
     expectEnding(run("write remote CTRL 0x201 --verify"), 0, "remote CTRL = 0x00000201\n");
 }
 
+TEST_F(RemoteRegisterNames, AreVerifiedEvenWhereAReadOnlyFieldOverlaps) {
+    m_folder.store("board.svd",
+                   mapOf(peripheral("remote", aRegister("OVL", "0",
+                                                        fields(field("STAT", "[3:0]", "<access>read-only</access>") +
+                                                               field("CTL", "[3:0]"))))));
+    m_peer.script({success(), success(), success({0})});
+    expectEnding(run("write remote OVL.CTL 5 --verify"), 1, "",
+                 "remote: OVL holds 0x00000000 after 0x00000005 was written with mask 0x0000000f");
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedByTheirFields) {
+    m_peer.script({success(), success(), success({0x21})});
+    expectEnding(run("write remote CTRL.MODE 5 --verify"), 1, "",
+                 "remote: CTRL holds 0x00000021 after 0x00000050 was written with mask 0x00000070");
+}
+
 TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {
     expectEnding(run("write remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
     EXPECT_EQ(m_peer.requests(0).size(), 0U);
