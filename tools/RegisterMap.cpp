@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "FieldValues.h"
-#include "FieldWrite.h"
 #include "NearestName.h"
 #include "Numbers.h"
 
@@ -63,6 +62,8 @@ RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& de
         extent.readEffectEnd =
             Maps::hasReadEffect(*m_places[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
         m_extents.push_back(extent);
+        Maps::ModifiedBits& modified = m_modifiedBits[m_places[i].offset];
+        modified = modified | Maps::modifiedBitsOf(*m_places[i].contents);
     }
 }
 
@@ -205,7 +206,8 @@ bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& place) const {
 
 MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {
     const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target->width()));
-    return {place, RegisterRange(*m_target, index, place.name, place.contents->size), hasReadEffect(place)};
+    return {place, RegisterRange(*m_target, index, place.name, place.contents->size), hasReadEffect(place),
+            m_modifiedBits.at(place.offset)};
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {

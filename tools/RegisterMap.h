@@ -7,11 +7,13 @@
 #define RYNVELCTL_REGISTERMAP_H
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "Failure.h"
 #include "FieldValues.h"
+#include "FieldWrite.h"
 #include "MapCatalog.h"
 #include "RegisterName.h"
 #include "RegisterRange.h"
@@ -26,7 +28,10 @@ struct MappedRegister {
     RegisterRange range;
     /** Whether reading its word has a side effect, on this register or on another one of the word. */
     bool hasReadEffect;
+    /** Those of all registers at the same offset. */
+    Maps::ModifiedBits modifiedBits;
 
+    Maps::Word word() const { return {range.device().width(), hasReadEffect, modifiedBits}; }
     const std::string& name() const { return place.name; }
     const Maps::Register& contents() const { return *place.contents; }
 };
@@ -125,6 +130,8 @@ private:
     std::vector<Maps::LocatedRegister> m_places;
     /** One for each place. */
     std::vector<Extent> m_extents;
+    /** Those of all places at an offset. */
+    std::map<std::uint64_t, Maps::ModifiedBits> m_modifiedBits;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */

@@ -15,6 +15,7 @@ using Maps::ModifiedWrite;
 const char* const readOnly = "read-only";
 const char* const writeOnly = "write-only";
 const char* const modifiesWrites = "a write does not store the value";
+const char* const changesAnother = "a write changes another register of its address";
 const char* const repeatsReads = "a write must repeat the value that was read";
 
 bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
@@ -33,12 +34,16 @@ std::string obstacleTo(const Field& field) {
 }
 
 /** Returns why a register without fields cannot be given the value; empty if it can. */
-std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
+std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
+    const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {
         return modifiesWrites;
     }
     if (repeats(contents.writeConstraint)) {
         return repeatsReads;
+    }
+    if ((target.modifiedBits.all() & Maps::bitsOf(contents)) != 0) {
+        return changesAnother;
     }
     const bool isAllowed = !contents.writeConstraint || Maps::isAllowed(*contents.writeConstraint, value);
     return isAllowed ? "" : "the value may not be written";
@@ -50,11 +55,11 @@ bool isDifferent(const Field& field, const Maps::Register& contents, std::uint64
 }
 
 /** Returns the write of a register without fields. */
-FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
+FieldWrite wholeWrite(const MappedRegister& target, std::uint32_t value) {
     FieldWrite write;
-    write.assigned = {value, Maps::bitsOf(contents)};
+    write.assigned = {value, Maps::bitsOf(target.contents())};
     write.written = write.assigned;
-    write.isWhole = true;
+    write.isWhole = target.contents().size == target.word().width;
     return write;
 }
 
@@ -134,9 +139,9 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     if (contents.fields.empty()) {
-        const std::string obstacle = Rynvelctl::obstacleTo(contents, wanted);
+        const std::string obstacle = Rynvelctl::obstacleTo(target, wanted);
         if (obstacle.empty()) {
-            return wholeWrite(contents, wanted);
+            return wholeWrite(target, wanted);
         }
         skip(obstacle, target.name());
         return std::nullopt;
@@ -146,7 +151,7 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     try {
-        return Maps::planWrite(target.place, assignments, target.hasReadEffect);
+        return Maps::planWrite(target.place, assignments, target.word());
     } catch (const Maps::RefusedValue& refusal) {
         skip(refusal.what(), target.name());
         return std::nullopt;

@@ -100,7 +100,7 @@ private:
             throw usageError("--mask: fields have a mask of their own (leave out --mask)");
         }
         const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
-            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
+            return Maps::planWrite(whole.place, assignments, whole.word());
         });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
@@ -124,7 +124,7 @@ private:
 
     PlannedWrite planMasked(const WrittenValue& given) const {
         const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
-            return Maps::planMaskedWrite(whole.place, {given.value, *given.mask});
+            return Maps::planMaskedWrite(whole.place, {given.value, *given.mask}, whole.word());
         });
         return {narrow(written.value), narrow(written.mask), given};
     }

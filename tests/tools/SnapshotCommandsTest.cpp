@@ -610,6 +610,28 @@ TEST_F(SavedRegisters, AreRestoredFieldByFieldEvenIfTheirNamesAreEqual) {
     expect("restore map32 s", 0, "map32 DUP: 0x00000391 -> 0x00000321\nmap32 ALIAS: 0x00000921 -> 0x00000321\n");
 }
 
+TEST_F(SavedRegisters, AreRestoredWithoutTheBitsAboveThem) {
+    poke(0x20, 0xFFFF1234);
+    run("save map32 s");
+    poke(0x20, 0xABCD0000);
+    expect("restore map32 s", 0, "map32 SMALL: 0x0000 -> 0x1234\n");
+    EXPECT_EQ(peek(0x20), 0xABCD1234U);
+}
+
+TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress) {
+    const std::string cleared = element("modifiedWriteValues", "oneToClear");
+    describeMap32(
+        aRegister("A", "0") +
+        aRegister("B", "0", element("alternateRegister", "A") + element("fields", field("PEND", "[15:8]", cleared))));
+    poke(0, 0x100);
+    run("save map32 s");
+    poke(0, 0x101);
+    expect("restore map32 s", 0,
+           "map32: not restored, a write changes another register of its address: A\n"
+           "map32: not restored, bits outside the fields differ: B\n");
+    EXPECT_EQ(peek(0), 0x101U);
+}
+
 TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
     edit("tests.svd", "<name>running</name>", "<name>0</name>");
     edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
