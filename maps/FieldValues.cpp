@@ -180,6 +180,12 @@ private:
     std::string m_subject;
 };
 
+template <typename Condition>
+bool hasFieldInside(const Register& aRegister, const Condition& condition) {
+    return std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
+                       [&](const Field& field) { return isInside(field, aRegister) && condition(field); });
+}
+
 } // namespace
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
@@ -197,6 +203,16 @@ std::vector<const Field*> fieldsFromTheTop(const Register& aRegister) {
 }
 
 std::uint64_t bitsOf(const Register& aRegister) { return lowBits(aRegister.size); }
+
+bool isReadable(const Register& aRegister) {
+    return isReadable(aRegister.access) ||
+           hasFieldInside(aRegister, [](const Field& field) { return isReadable(field.access); });
+}
+
+bool isWritable(const Register& aRegister) {
+    return isWritable(aRegister.access) ||
+           hasFieldInside(aRegister, [](const Field& field) { return isWritable(field.access); });
+}
 
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
     return constraint.kind != WriteConstraint::Kind::Range ||

@@ -35,6 +35,12 @@ std::vector<const Field*> fieldsFromTheTop(const Register& aRegister);
 /** Returns the mask of all bits of a register, up to 64. */
 std::uint64_t bitsOf(const Register& aRegister);
 
+/** Returns whether a register or one of the fields inside it can be read. */
+bool isReadable(const Register& aRegister);
+
+/** Returns whether a register or one of the fields inside it can be written. */
+bool isWritable(const Register& aRegister);
+
 struct FieldValue {
     const Field* field = nullptr;
     std::uint64_t value = 0;

@@ -86,7 +86,7 @@ public:
         if (read.empty()) {
             return;
         }
-        if (!isReadable(contents().access)) {
+        if (!isReadable(contents())) {
             throw RefusedValue(refusal(
                 "register " + m_place.name + " is write-only, so its other fields cannot keep their values", read));
         }
@@ -210,8 +210,7 @@ FieldWrite planWrite(const LocatedRegister& place, const std::vector<FieldAssign
     plan.requireReadableIfNeeded();
     plan.requireKept();
     write.written = plan.written();
-    write.isWhole =
-        write.written.mask == lowBits(word.width) || !isReadable(place.contents->access) || word.hasReadEffect;
+    write.isWhole = write.written.mask == lowBits(word.width) || !isReadable(*place.contents) || word.hasReadEffect;
     requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
     for (const FieldAssignment& assignment : assignments) {
         write.fields.push_back(decode(*assignment.field, write.assigned.value, Usage::Write));

@@ -39,8 +39,9 @@ std::uint64_t endOf(const Maps::LocatedRegister& place) {
 
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
 
-Maps::Access accessOf(const Selection& selection) {
-    return selection.field == nullptr ? selection.whole.contents().access : selection.field->access;
+bool isReadable(const Selection& selection) {
+    return selection.field == nullptr ? Maps::isReadable(selection.whole.contents())
+                                      : Maps::isReadable(selection.field->access);
 }
 
 Failure refusal(const Selection& selection, const std::string& problem) {
@@ -227,13 +228,13 @@ const MappedRegister& wholeOf(const Selection& selection) {
 }
 
 void requireReadable(const Selection& selection) {
-    if (!Maps::isReadable(accessOf(selection))) {
+    if (!isReadable(selection)) {
         throw refusal(selection, "write-only");
     }
 }
 
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
-    if (!Maps::isWritable(whole.contents().access)) {
+    if (!Maps::isWritable(whole.contents())) {
         throw refusal({whole, nullptr}, "read-only");
     }
     try {

@@ -122,7 +122,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
     if (!target.range.isInside(m_device.mapSize())) {
         return Obstacle{"outside the map of the device", false};
     }
-    if (!Maps::isReadable(target.contents().access)) {
+    if (!Maps::isReadable(target.contents())) {
         return Obstacle{writeOnly, true};
     }
     if (target.hasReadEffect) {
@@ -134,7 +134,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
 std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, std::uint32_t current,
                                                  std::uint32_t wanted) {
     const Maps::Register& contents = target.contents();
-    if (!Maps::isWritable(contents.access)) {
+    if (!Maps::isWritable(contents)) {
         skip(readOnly, target.name());
         return std::nullopt;
     }

@@ -184,16 +184,17 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-/** Returns the bits of fields that no write changes. A writable field can have bits of a read-only one. */
-std::uint32_t readOnlyBits(const Maps::Register& contents) {
-    std::uint64_t readOnly = 0;
-    std::uint64_t writable = 0;
+/** Returns the bits that no write changes or no read shows. A writable field can have bits of a read-only one. */
+std::uint32_t uncomparedBits(const Maps::Register& contents) {
+    std::uint64_t fields = 0;
+    std::uint64_t stored = 0;
     for (const Maps::Field& field : contents.fields) {
-        if (Maps::isInside(field, contents)) {
-            (Maps::isWritable(field.access) ? writable : readOnly) |= Maps::maskOf(field);
-        }
+        const std::uint64_t bits = Maps::isInside(field, contents) ? Maps::maskOf(field) : 0;
+        fields |= bits;
+        stored |= Maps::isWritable(field.access) ? bits : 0;
     }
-    return narrow(readOnly & ~writable);
+    const bool areOthersStored = Maps::isWritable(contents.access) && Maps::isReadable(contents.access);
+    return narrow(~(stored | (areOthersStored ? ~fields : 0)));
 }
 
 /** @param ignored the bits that may have any value. */
@@ -224,7 +225,7 @@ void write(const CommandContext& context, const WriteOptions& options) {
         device->write(addressed.range, plan.value);
     }
     if (options.verifies) {
-        verify(*device, plan.given, addressed.named ? readOnlyBits(addressed.named->whole.contents()) : 0);
+        verify(*device, plan.given, addressed.named ? uncomparedBits(addressed.named->whole.contents()) : 0);
     }
     context.output().print(plan.given);
 }

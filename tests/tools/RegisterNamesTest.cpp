@@ -502,6 +502,22 @@ TEST_F(RegisterNames, AreWrittenWithoutReadingIfNoOtherFieldNeedsIt) {
     EXPECT_EQ(get(4), 6U);
 }
 
+TEST_F(RegisterNames, AreAccessibleIfOneOfTheirFieldsIs) {
+    const std::string both = "<access>read-write</access>";
+    describe(
+        aRegister("RO", "0", "<access>read-only</access>" + fields(field("F", "[3:0]", both))) +
+        aRegister("WO", "4", "<access>write-only</access>" + fields(field("F", "[3:0]", both) + field("G", "[7:4]"))) +
+        aRegister("ALL", "8", "<access>read-only</access>" + fields(field("OUT", "[32:32]", both))));
+    expect("write map32 RO.F 3 --quiet", 0, "");
+    expect("write map32 RO 4 --verify --quiet", 0, "");
+    expect("read map32 RO.F", 0, "map32 RO.F = 4\n");
+    expect("write map32 WO 5 --quiet", 0, "");
+    expect("read map32 WO", 0, "map32 WO = 0x00000005\n  F[3:0] = 5\n");
+    expect("show map32 WO --quiet", 0, "WO 0x00000005\n");
+    expectRefused("write map32 WO.F 1", "map32: field WO.G is write-only, so it cannot keep its value (also assign G)");
+    expectRefused("write map32 ALL 1", "map32: register ALL is read-only");
+}
+
 TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
     set(0x18, 0xAB);
     expect("dump map32 DATA[1] 3", 0, "0x00000014: 00000000 000000ab 00000000\n");
@@ -666,6 +682,16 @@ TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheBitsOfOthers) {
 TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheirReadOnlyFields) {
     m_peer.script({success(), success(), success({0x80000201})});
     expectEnding(run("write remote CTRL 0x201 --verify"), 0, "remote CTRL = 0x00000201\n");
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedByTheWritableFieldsOfAReadOnlyRegister) {
+    m_folder.store(
+        "board.svd",
+        mapOf(peripheral("remote", aRegister("RO", "0",
+                                             "<access>read-only</access>" +
+                                                 fields(field("F", "[3:0]", "<access>read-write</access>"))))));
+    m_peer.script({success(), success(), success({0xFF000004})});
+    expectEnding(run("write remote RO 4 --verify"), 0, "remote RO = 0x00000004\n");
 }
 
 TEST_F(RemoteRegisterNames, AreVerifiedEvenWhereAReadOnlyFieldOverlaps) {

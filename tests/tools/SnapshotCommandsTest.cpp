@@ -632,6 +632,16 @@ TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress)
     EXPECT_EQ(peek(0), 0x101U);
 }
 
+TEST_F(SavedRegisters, AreThoseWithAFieldThatCanBeAccessed) {
+    const std::string both = element("access", "read-write");
+    describeMap32(aRegister("RO", "0", element("access", "read-only") + element("fields", field("F", "[3:0]", both))) +
+                  aRegister("WO", "4", element("access", "write-only") + element("fields", field("F", "[3:0]", both))));
+    expect("save map32 s", 0, "map32: saved 2 registers in s\n");
+    poke(0, 1);
+    poke(4, 1);
+    expect("restore map32 s", 0, "map32 RO: 0x00000001 -> 0x00000000\nmap32 WO: 0x00000001 -> 0x00000000\n");
+}
+
 TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
     edit("tests.svd", "<name>running</name>", "<name>0</name>");
     edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
