@@ -119,7 +119,7 @@ void readEnumeration(Definition& field, const Element& element) {
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("the field has more than " + std::to_string(most) +
-                     " enumeratedValues (this one and later ones are not used)");
+                     " enumeratedValues: this one and later ones are not used");
         return;
     }
     EnumerationDefinition definition;
@@ -134,7 +134,7 @@ void readEnumeration(Definition& field, const Element& element) {
     }
     if (!target.values.empty()) {
         if (!definition.derivedFrom.empty()) {
-            element.warn("enumeratedValues are derived and also contain values (these are used)");
+            element.warn("enumeratedValues are derived and also contain values: the values are used");
         }
         definition.values = SharedList<EnumeratedValue>(std::move(target.values));
     }
@@ -202,7 +202,7 @@ void readRange(std::optional<WriteConstraint>& constraint, const Element& elemen
     RangeLimits range;
     rangeTags().readInto(range, element);
     if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
-        element.warn("a range needs a minimum and a maximum that is at least the minimum (the range is not used)");
+        element.warn("a range is not used (give a minimum, and a maximum that is at least the minimum)");
         return;
     }
     constraint = {WriteConstraint::Kind::Range, *range.minimum, *range.maximum};
@@ -357,7 +357,7 @@ void readChild(Definition& parent, const Element& element) {
 void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
     element.expectNoAttributes();
     if (parent.children) {
-        element.warn("element '" + std::string(element.tag()) + "' occurs twice (both are used)");
+        element.warn("element '" + std::string(element.tag()) + "' occurs twice: both are used");
     }
     tags.readInto(parent, element);
 }
@@ -512,7 +512,7 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
         element.warn("the device has no version");
     }
     if (!device.addressUnitBits || !device.width) {
-        element.warn("the device has no addressUnitBits or no width (8 and 32 are assumed)");
+        element.warn("the device has no addressUnitBits or no width: 8 and 32 are assumed");
     }
     warnOfMissing(device, element);
 }

@@ -8,6 +8,7 @@
 
 #include "ArrayNames.h"
 #include "Bits.h"
+#include "Count.h"
 #include "Derivation.h"
 #include "TextEncoding.h"
 
@@ -137,7 +138,7 @@ private:
         Array array;
         array.name = definition.name;
         if (!hasPlaceholder(array.name)) {
-            warn(definition, "is an array without a place for the index in its name ([%s] is added)");
+            warn(definition, "is an array without a placeholder for the index in its name: [%s] is added");
             array.name += "[%s]";
         }
         array.structName = definition.dimension.structName;
@@ -148,7 +149,7 @@ private:
             array.size = 1;
         }
         if (array.increment > UINT64_MAX / array.size) {
-            warn(definition, "is an array beyond 64 bits of addresses: only its first element is used");
+            warn(definition, "is an array whose offsets do not fit in 64 bits: only its first element is used");
             array.size = 1;
         }
         array.indexNames = definition.dimension.indexNames;
@@ -163,7 +164,7 @@ private:
         auto indexes = parseIndexes(text, m_limits.arraySize);
         if (!indexes || indexes->size() < size) {
             warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
-                                 std::to_string(size) + " indexes (the elements are numbered from 0)");
+                                 std::to_string(size) + " indexes: the elements are numbered from 0");
             return countedIndexes(size);
         }
         if (indexes->size() > *definition.dimension.size) {
@@ -176,7 +177,8 @@ private:
     std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
         const std::uint64_t offset = definition.offset.value_or(0);
         if (place.distance > UINT64_MAX - offset) {
-            warn(definition, "is beyond 64 bits of addresses, and is not used");
+            const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
+            warn(definition, "has " + subject + " that does not fit in 64 bits, and is not used");
             return std::nullopt;
         }
         return offset + place.distance;
@@ -186,7 +188,7 @@ private:
 
     void addPeripherals(std::vector<Peripheral>& peripherals, const Definition& definition, const Properties& around) {
         if (!definition.offset) {
-            warn(definition, "has no baseAddress (0 is assumed)");
+            warn(definition, "has no baseAddress: 0 is assumed");
         }
         const Content content = contentOf(definition, refine(around, definition.properties), 0);
         Peripheral peripheral;
@@ -320,10 +322,10 @@ private:
             return *properties.access;
         }
         if (const auto access = accessOfFields(definition)) {
-            warn(definition, "has no access (the access of its fields is assumed)");
+            warn(definition, "has no access: the access of its fields is assumed");
             return *access;
         }
-        warn(definition, "has no access (read-write is assumed)");
+        warn(definition, "has no access: read-write is assumed");
         return Access::ReadWrite;
     }
 
@@ -353,12 +355,12 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has no valid size (32 bits are assumed)");
+            warn(definition, "has no size from 1 to " + std::to_string(highestBit) + " bits: 32 bits are assumed");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);
         if (size != 8 && size != 16 && size != 32 && size != widest) {
-            warn(definition, "has " + std::to_string(size) + " bits (8, 16, 32 or 64 are usual)");
+            warn(definition, "has " + Common::counted(size, "bit") + " (8, 16, 32 or 64 are usual)");
         }
         return size;
     }
@@ -370,11 +372,11 @@ private:
             aRegister.resetValue = *properties.resetValue & bits;
         }
         if (properties.resetValue.value_or(0) > bits) {
-            warn(definition, "has a reset value that does not fit in its " + std::to_string(aRegister.size) + " bits");
+            warn(definition, "has a reset value that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
         // Does not check the mask of an outer element, which may be for wider registers, too.
         if (definition.properties.resetMask.value_or(0) > bits) {
-            warn(definition, "has a reset mask that does not fit in its " + std::to_string(aRegister.size) + " bits");
+            warn(definition, "has a reset mask that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
     }
 
@@ -425,7 +427,7 @@ private:
         field.line = definition.line;
         for (Place& place : positionsOf(definition)) {
             if (place.distance > highestBit - bits->second) {
-                warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and is not used");
+                warn(definition, "has bits higher than bit " + std::to_string(highestBit) + ", and is not used");
                 return;
             }
             field.lsb = static_cast<unsigned int>(bits->first + place.distance);
@@ -447,10 +449,10 @@ private:
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
         if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
-            warn(definition, "has a width that contradicts its most significant bit (the width is ignored)");
+            warn(definition, "has a width that contradicts its most significant bit: the width is not used");
         }
         if (msb < *bits.lsb) {
-            warn(definition, "has its most significant bit below its least significant one (they are swapped)");
+            warn(definition, "has its most significant bit below its least significant one: they are swapped");
         }
         return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
     }

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "Bits.h"
+#include "Count.h"
 #include "NearestName.h"
 #include "Number.h"
 #include "ScaledNumber.h"
@@ -40,6 +41,8 @@ const EnumeratedValue* nameOf(const Field& field, Usage usage, std::uint64_t num
     return exact != nullptr ? exact
                             : firstValue(field, usage, [](const EnumeratedValue& each) { return each.isDefault; });
 }
+
+unsigned int widthOf(const Field& field) { return field.msb - field.lsb + 1; }
 
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
@@ -105,7 +108,7 @@ public:
         }
         if (!isInside(m_field, *place.contents)) {
             throw RefusedValue(
-                refusal(" is outside the " + std::to_string(place.contents->size) + " bits of its register"));
+                refusal(" is outside the " + Common::counted(place.contents->size, "bit") + " of its register"));
         }
     }
 
@@ -120,6 +123,19 @@ public:
             throw RefusedValue(refusal(reason));
         }
         return number;
+    }
+
+    /** @throws RefusedValue if the field has a bit of one of the other assigned fields. */
+    void requireApartFrom(const std::vector<const Field*>& others) const {
+        for (const Field* const other : others) {
+            if (other == &m_field) {
+                throw RefusedValue(refusal(" is assigned twice (assign it once)"));
+            }
+            if ((maskOf(*other) & maskOf(m_field)) != 0) {
+                throw RefusedValue(
+                    refusal(" overlaps field " + other->name + ", which is also assigned (assign only one of them)"));
+            }
+        }
     }
 
 private:
@@ -153,8 +169,8 @@ private:
     std::uint64_t fittingNumber(const std::string& text) const {
         const auto number = numberIn(text);
         if (!number || *number > highestOf(m_field)) {
-            throw RefusedValue(refusal(": " + quoted(text) + " does not fit in " +
-                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
+            throw RefusedValue(
+                refusal(": " + quoted(text) + " does not fit in " + Common::counted(widthOf(m_field), "bit")));
         }
         return *number;
     }
@@ -172,7 +188,7 @@ private:
         }
         if (named.value > highestOf(m_field)) {
             throw RefusedValue(refusal(": the value of " + quoted(named.name) + " does not fit in " +
-                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
+                                       Common::counted(widthOf(m_field), "bit")));
         }
         return named.value;
     }
@@ -185,7 +201,7 @@ private:
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
 
-std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
+std::uint64_t highestOf(const Field& field) { return lowBits(widthOf(field)); }
 
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
 
@@ -233,13 +249,13 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
 
 MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
     MaskedValue result;
+    std::vector<const Field*> earlier;
     for (const Assignment& assignment : assignments) {
         const AssignedField assigned(place, assignment.field);
         const Field& field = assigned.field();
         const std::uint64_t number = assigned.parse(assignment.value);
-        if ((result.mask & maskOf(field)) != 0) {
-            throw RefusedValue(assigned.refusal(" is assigned twice, or overlaps another one"));
-        }
+        assigned.requireApartFrom(earlier);
+        earlier.push_back(&field);
         result.value |= number << field.lsb;
         result.mask |= maskOf(field);
     }
@@ -270,7 +286,7 @@ void requireInRange(const LocatedRegister& place, const MaskedValue& written) {
     const std::uint64_t highest = lowest | (bitsOf(*place.contents) & ~written.mask);
     if (constraint && constraint->kind == WriteConstraint::Kind::Range &&
         (lowest > constraint->maximum || highest < constraint->minimum)) {
-        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(lowest) + " may not be written (from " +
+        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(lowest) + " is not allowed (write " +
                            std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
     }
 }
@@ -280,7 +296,7 @@ void requireAllowed(const LocatedRegister& place, const MaskedValue& written) {
     const std::uint64_t bits = bitsOf(contents);
     if ((written.value & ~bits) != 0) {
         throw RefusedValue(subjectOf(place) + ": value " + std::to_string(written.value) + " does not fit in " +
-                           std::to_string(contents.size) + " bits");
+                           Common::counted(contents.size, "bit"));
     }
     if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
         throw RefusedValue(subjectOf(place) + onlyAsRead);

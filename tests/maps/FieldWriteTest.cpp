@@ -215,7 +215,7 @@ TEST(MaskedWrite, IsRefusedIfTheNeutralValueOfAnotherFieldIsOutsideTheRange) {
     const std::string range =
         "<writeConstraint><range><minimum>0</minimum><maximum>1</maximum></range></writeConstraint>";
     expectMaskedRefused(registerWith(bit("A", 0) + bit("B", 1, modified("zeroToClear")), range), 0x01,
-                        "register C.R: value 2 may not be written (from 0 to 1)");
+                        "register C.R: value 2 is not allowed (write 0 to 1)");
 }
 
 TEST(ReadEffect, IsThatOfARegisterOrOfAField) {
