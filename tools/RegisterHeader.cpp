@@ -347,13 +347,13 @@ std::string textOf(const Block& block) {
 std::string introductionTo(const RegisterMap& map) {
     const Target& device = map.device();
     const Maps::DeviceDescription& description = map.description();
-    const std::string function =
-        (device.width() == 8 ? "Rynvel_read" : "Rynvel2_read") + std::to_string(device.width());
+    const std::string prefix = device.width() == 8 ? "Rynvel_" : "Rynvel2_";
+    const std::string width = std::to_string(device.width());
     const std::string file = std::filesystem::path(description.file).filename().string();
     std::string text = comment(described(device.name(), description.peripheral->description.str()));
     text += comment("Made by 'rynvelctl maps header' from " + file + ", version " + description.map->version);
-    text += "/*\n * REGISTER_ADDRESS: the address for " + function + " and its siblings, with the device type " +
-            device.type.name +
+    text += "/*\n * REGISTER_ADDRESS: the address to pass to " + prefix + "read" + width + " and the other " + prefix +
+            " functions for " + width + " bits,\n *                   with the device type " + device.type.name +
             "\n * REGISTER_OFFSET:  the distance in bytes from the beginning of the device\n"
             " * REGISTER_RESET:   the value after a reset\n"
             " * ARRAY_COUNT:      the number of elements; their indexes count from 0\n"

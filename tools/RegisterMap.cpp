@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 
+#include "Count.h"
 #include "FieldValues.h"
 #include "FieldWrite.h"
 #include "NearestName.h"
@@ -136,7 +137,7 @@ Selection RegisterMap::find(const std::string& name) const {
     Selection selection{mapped(found.place), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
-                      "outside the " + std::to_string(selection.whole.contents().size) + " bits of its register");
+                      "outside the " + Common::counted(selection.whole.contents().size, "bit") + " of its register");
     }
     return selection;
 }
@@ -157,8 +158,9 @@ std::string RegisterMap::obstacleTo(const Maps::LocatedRegister& place) const {
                " is not a multiple of " + std::to_string(bytes) + " (" + bitRegisters(width) + ")";
     }
     if (const Maps::LocatedRegister* const neighbour = neighbourOf(place)) {
-        return subject + " has " + std::to_string(place.contents->size) + " bits and shares its word with register " +
-               neighbour->name + " (the device has " + bitRegisters(width) + ")";
+        return subject + " has " + Common::counted(place.contents->size, "bit") +
+               " and shares its word with register " + neighbour->name + " (the device has " + bitRegisters(width) +
+               ")";
     }
     return "";
 }

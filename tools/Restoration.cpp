@@ -41,7 +41,7 @@ std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
         return repeatsReads;
     }
     const bool isAllowed = !contents.writeConstraint || Maps::isAllowed(*contents.writeConstraint, value);
-    return isAllowed ? "" : "the value may not be written";
+    return isAllowed ? "" : "the register map does not allow the value";
 }
 
 /** Returns whether a field can be compared, and has one of the bits that differ. */

@@ -139,7 +139,7 @@ TEST_F(LocalDevices, AreReadAtByteAddressesByEveryBackend) {
     expect("read seek.irq16 2", 0, "seek.irq16 0x00000002 = 0x0302\n");
 }
 
-TEST_F(LocalDevices, AreReadAtIndicesOnRequest) {
+TEST_F(LocalDevices, AreReadAtIndexesOnRequest) {
     expect("read file16 9 --index", 0, "file16 9 = 0x1312\n");
     expect("read map32 2 --index", 0, "map32 2 = 0x0b0a0908\n");
     expect("--json read map32 2 --index", 0, "{\"name\":\"map32\",\"index\":2,\"value\":185207048}\n");
@@ -363,6 +363,9 @@ TEST_F(LocalDevices, SayWhyTheirDriverFails) {
     expect("read file8 32", 1, "", "rynvelctl: file8: reading 0x00000020 failed\n");
     expect("irq map32 enable", 1, "", "rynvelctl: map32: enabling the interrupt failed: " + refusal() + "\n");
     expect("irq map32 disable", 1, "", "rynvelctl: map32: disabling the interrupt failed: " + refusal() + "\n");
+    expect("irq map32 raise", 2, "",
+           "rynvelctl: map32: raise works only with a server that runs with --simulate (use --remote with such a "
+           "server)\n");
     expect("wait seek.irq16 --timeout 1s", 1, "",
            "rynvelctl: seek.irq16: enabling the interrupt failed: " + refusal() + "\n");
     expect("read spi 0", 1, "", "rynvelctl: spi: reading 0x00000000 failed: " + refusal() + "\n");
