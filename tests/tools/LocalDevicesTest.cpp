@@ -94,7 +94,7 @@ TEST_F(LocalDevices, AreOpenedOnce) {
 
 TEST_F(LocalDevices, AreListed) {
     expect("list", 0,
-           "NAME         HANDLE  PATH               BACKEND           WIDTH  FILE\n"
+           "NAME         HANDLE  PATH               TYPE              WIDTH  FILE\n"
            "file8        0       registers8         Lseek8            8      present\n"
            "file16       1       registers16        Lseek16           16     present\n"
            "file32       2       registers32        Lseek32           32     present\n"
@@ -120,7 +120,7 @@ TEST_F(LocalDevices, AreListed) {
 
 TEST_F(LocalDevices, ShowPropertiesThatOnlyAnOpenDeviceHas) {
     expect("info file8", 0,
-           "name:            file8\npath:            registers8\nbackend:         Lseek8\nwidth:           8\n"
+           "name:            file8\npath:            registers8\ntype:            Lseek8\nwidth:           8\n"
            "map size:        none\ninterrupt type:  none\ndescriptor:      3\n");
     expect("info file8 --quiet", 0, "file8\nregisters8\nLseek8\n8\nnone\nnone\n3\n");
     expect("info file8 --json", 0,
