@@ -107,7 +107,7 @@ check_choice() {
     case $1 in
         dev | hardened) ;;
         asan | tsan | armhf | bigendian)
-            [[ $2 != *[-:]* ]] || die "'$2' contains '-' or ':' (no name of a test in $1 contains them)"
+            [[ $2 != *[-:]* ]] || die "'$2' contains '-' or ':' (give a part of a test name without them)"
             ;;
         *) die "--test cannot select tests of stage '$1' (only of dev, asan, tsan, armhf, bigendian and hardened)" ;;
     esac
