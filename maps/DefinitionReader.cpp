@@ -115,7 +115,8 @@ const Tags<EnumerationTarget>& enumerationTags() {
 }
 
 void readEnumeration(Definition& field, const Element& element) {
-    // The format allows two enumeratedValues for a field, one for reading and one for writing.
+    // The format allows two enumeratedValues for a field, one for reading and one for writing. The reader accepts more,
+    // but limits them, because a program searches all of them for the name of a value.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("the field has more than " + std::to_string(most) +

@@ -36,7 +36,7 @@ struct Source {
     Warnings& warnings;
     const Limits& limits;
     std::deque<Definition>& definitions;
-    /** The texts that have several pieces in the document. */
+    /** The texts that the document contains in several pieces. */
     std::deque<std::string>& texts;
 };
 

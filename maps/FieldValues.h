@@ -23,7 +23,7 @@ namespace Maps {
  */
 bool isInside(const Field& field, const Register& aRegister);
 
-/** Returns the highest value of a field, up to that of 64 bits. */
+/** Returns the highest value of a field, at most the highest value of 64 bits. */
 std::uint64_t highestOf(const Field& field);
 
 /** Returns the mask of a field, which must be inside its register. */
@@ -105,8 +105,8 @@ void requireInRange(const LocatedRegister& place, const MaskedValue& written);
 /**
  * Checks a value for a register, which the user gives without names of fields.
  *
- * @throws RefusedValue if the value does not fit, or breaks a write constraint: that of a field all of whose bits are
- * written, or that of the register.
+ * @throws RefusedValue if the value does not fit, or breaks a write constraint: the constraint of a field all of whose
+ * bits are written, or the constraint of the register.
  */
 void requireAllowed(const LocatedRegister& place, const MaskedValue& written);
 

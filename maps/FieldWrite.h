@@ -18,7 +18,7 @@ struct FieldWrite {
     std::vector<FieldValue> fields;
     /** The bits of the assigned fields. */
     MaskedValue assigned;
-    /** The bits to write: also those of the other fields that keep their values only if a certain bit is written. */
+    /** The bits to write: also the bits of other fields that keep their values only if a certain bit is written. */
     MaskedValue written;
     /** Whether to write the whole register without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;

@@ -21,7 +21,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/** If several macros have the same name, those of the earliest rank keep it. */
+/** If several macros have the same name, the macros of the earliest rank keep it. */
 enum Rank { ofRegister, ofField, ofValue };
 
 struct Macro {
@@ -85,8 +85,9 @@ std::string parameter(std::size_t position, std::size_t count) {
 
 /** The names and the arrays that lead to an element of a map. */
 struct Path {
-    /** The names; `single` has the index of each array, and `shared` has none. */
+    /** The names, with the index of each array element. */
     Names single;
+    /** The same names, without the indexes. */
     Names shared;
     std::uint64_t offset = 0;
     std::vector<std::shared_ptr<const Maps::Array>> arrays{};
@@ -323,7 +324,7 @@ private:
     std::vector<Block> m_blocks;
 };
 
-/** Gives the macros their names, those of registers first. A macro that the header has already loses its name. */
+/** Gives the macros their names, first the macros of registers. A macro that the header has already loses its name. */
 void makeUnique(std::vector<Block>& blocks, MacroNames& names) {
     for (const Rank rank : {ofRegister, ofField, ofValue}) {
         for (Block& block : blocks) {

@@ -157,15 +157,14 @@ std::string RegisterMap::obstacleTo(const Maps::LocatedRegister& place) const {
         return subject + ": offset " + hexadecimal(static_cast<std::uint32_t>(place.offset)) +
                " is not a multiple of " + std::to_string(bytes) + " (" + bitRegisters(width) + ")";
     }
-    if (const Maps::LocatedRegister* const neighbour = neighbourOf(place)) {
+    if (const Maps::LocatedRegister* const neighbor = neighborOf(place)) {
         return subject + " has " + Common::counted(place.contents->size, "bit") +
-               " and shares its word with register " + neighbour->name + " (the device has " + bitRegisters(width) +
-               ")";
+               " and shares its word with register " + neighbor->name + " (the device has " + bitRegisters(width) + ")";
     }
     return "";
 }
 
-const Maps::LocatedRegister* RegisterMap::neighbourOf(const Maps::LocatedRegister& place) const {
+const Maps::LocatedRegister* RegisterMap::neighborOf(const Maps::LocatedRegister& place) const {
     if (place.contents->size >= m_target->width()) {
         return nullptr;
     }

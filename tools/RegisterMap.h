@@ -116,7 +116,7 @@ private:
      * Returns another register in the word of a register that is narrower than the word; null if there is none. A
      * register at the same offset that is not wider is an alternative, and does not count.
      */
-    const Maps::LocatedRegister* neighbourOf(const Maps::LocatedRegister& place) const;
+    const Maps::LocatedRegister* neighborOf(const Maps::LocatedRegister& place) const;
     MappedRegister mapped(const Maps::LocatedRegister& place) const;
     Failure unknownName(const std::string& name) const;
 

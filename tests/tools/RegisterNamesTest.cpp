@@ -83,7 +83,7 @@ protected:
         m_folder.store("board.svd", mapOf(peripheral("map32", registers) + peripheral("remote", registers)));
     }
 
-    /** Replaces the registers of the device map32. */
+    /** Replaces the register map with one that describes only map32, with these registers. */
     void describe(const std::string& registers) const {
         m_folder.store("board.svd", mapOf(peripheral("map32", registers)));
     }
