@@ -6,9 +6,9 @@
 namespace Maps {
 
 std::string render(const std::string& file, const Diagnostic& diagnostic) {
-    const std::string place = diagnostic.line == 0 ? "" : ":" + std::to_string(diagnostic.line);
+    const std::string location = diagnostic.line == 0 ? "" : ":" + std::to_string(diagnostic.line);
     const std::string severity = diagnostic.severity == Severity::Error ? "error" : "warning";
-    return file + place + ": " + severity + ": " + diagnostic.text;
+    return file + location + ": " + severity + ": " + diagnostic.text;
 }
 
 void Warnings::add(std::size_t line, const std::string& text) {

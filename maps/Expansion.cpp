@@ -48,7 +48,7 @@ struct Content {
 };
 
 /** The name of an element, its position in an array, and its distance from the first element of the array. */
-struct Place {
+struct Position {
     std::string name;
     ArrayElement element;
     std::uint64_t distance = 0;
@@ -99,9 +99,9 @@ private:
     // Arrays
 
     /** Returns the elements of an array in their order, or the only element of a definition that is not an array. */
-    std::vector<Place> positionsOf(const Definition& definition) {
+    std::vector<Position> positionsOf(const Definition& definition) {
         if (!definition.dimension.size) {
-            return {onlyPlace(definition)};
+            return {onlyPosition(definition)};
         }
         if (*definition.dimension.size == 0 || *definition.dimension.size > m_limits.arraySize) {
             warn(definition, "is an array of " + std::to_string(*definition.dimension.size) +
@@ -112,7 +112,7 @@ private:
         return elementsOf(definition);
     }
 
-    Place onlyPlace(const Definition& definition) {
+    Position onlyPosition(const Definition& definition) {
         const bool isTemplate = hasPlaceholder(definition.name);
         if (isTemplate) {
             warn(definition, "has a placeholder for an index, but no dim");
@@ -123,15 +123,15 @@ private:
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
 
-    std::vector<Place> elementsOf(const Definition& definition) {
+    std::vector<Position> elementsOf(const Definition& definition) {
         const auto array = std::make_shared<const Array>(arrayOf(definition));
         const std::vector<std::string> indexes = indexesOf(definition, array->size);
-        std::vector<Place> places;
+        std::vector<Position> positions;
         for (std::uint64_t i = 0; i < array->size; ++i) {
             const std::string& index = indexes[static_cast<std::size_t>(i)];
-            places.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
+            positions.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
         }
-        return places;
+        return positions;
     }
 
     Array arrayOf(const Definition& definition) {
@@ -174,14 +174,14 @@ private:
     }
 
     /** Returns the offset of an element; none, with a warning, if the offset does not fit in 64 bits. */
-    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
+    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Position& position) {
         const std::uint64_t offset = definition.offset.value_or(0);
-        if (place.distance > UINT64_MAX - offset) {
+        if (position.distance > UINT64_MAX - offset) {
             const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
             warn(definition, "has " + subject + " that does not fit in 64 bits, and is not used");
             return std::nullopt;
         }
-        return offset + place.distance;
+        return offset + position.distance;
     }
 
     // Peripherals and clusters
@@ -202,12 +202,12 @@ private:
         peripheral.registers = content.registers;
         peripheral.clusters = content.clusters;
         peripheral.line = definition.line;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto address = offsetAt(definition, place)) {
+        for (Position& position : positionsOf(definition)) {
+            if (const auto address = offsetAt(definition, position)) {
                 m_elements += content.elements + 1;
                 expectAtMost(definition, m_elements);
-                peripheral.name = std::move(place.name);
-                peripheral.arrayElement = std::move(place.element);
+                peripheral.name = std::move(position.name);
+                peripheral.arrayElement = std::move(position.element);
                 peripheral.baseAddress = *address;
                 peripherals.push_back(peripheral);
             }
@@ -262,13 +262,13 @@ private:
         cluster.clusters = content.clusters;
         cluster.line = definition.line;
         std::uint64_t elements = 0;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, place)) {
+        for (Position& position : positionsOf(definition)) {
+            if (const auto offset = offsetAt(definition, position)) {
                 countCreated(definition);
                 elements += content.elements + 1;
                 expectAtMost(definition, elements);
-                cluster.name = std::move(place.name);
-                cluster.arrayElement = std::move(place.element);
+                cluster.name = std::move(position.name);
+                cluster.arrayElement = std::move(position.element);
                 cluster.offset = *offset;
                 clusters.push_back(cluster);
             }
@@ -285,13 +285,13 @@ private:
         }
         Register aRegister = registerOf(definition, refine(around, definition.properties));
         std::uint64_t elements = 0;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, place)) {
+        for (Position& position : positionsOf(definition)) {
+            if (const auto offset = offsetAt(definition, position)) {
                 countCreated(definition);
                 elements += aRegister.fields.size() + 1;
                 expectAtMost(definition, elements);
-                aRegister.name = std::move(place.name);
-                aRegister.arrayElement = std::move(place.element);
+                aRegister.name = std::move(position.name);
+                aRegister.arrayElement = std::move(position.element);
                 aRegister.offset = *offset;
                 aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
                 aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
@@ -425,15 +425,15 @@ private:
         field.writeConstraint =
             definition.writeConstraint ? definition.writeConstraint : inheritedConstraint(aRegister, field);
         field.line = definition.line;
-        for (Place& place : positionsOf(definition)) {
-            if (place.distance > highestBit - bits->second) {
+        for (Position& position : positionsOf(definition)) {
+            if (position.distance > highestBit - bits->second) {
                 warn(definition, "has bits higher than bit " + std::to_string(highestBit) + ", and is not used");
                 return;
             }
-            field.lsb = static_cast<unsigned int>(bits->first + place.distance);
-            field.msb = static_cast<unsigned int>(bits->second + place.distance);
-            field.name = std::move(place.name);
-            field.arrayElement = std::move(place.element);
+            field.lsb = static_cast<unsigned int>(bits->first + position.distance);
+            field.msb = static_cast<unsigned int>(bits->second + position.distance);
+            field.name = std::move(position.name);
+            field.arrayElement = std::move(position.element);
             countCreated(definition);
             fields.push_back(field);
         }

@@ -57,9 +57,9 @@ class BitsByIndex {
 public:
     explicit BitsByIndex(unsigned int width) : m_width(width) {}
 
-    void add(const Maps::LocatedRegister& place) {
-        for (const RegisterBits& bits : behaviorOf(*place.contents)) {
-            add(place.offset, bits);
+    void add(const Maps::LocatedRegister& located) {
+        for (const RegisterBits& bits : behaviorOf(*located.contents)) {
+            add(located.offset, bits);
         }
     }
 
@@ -94,8 +94,8 @@ private:
 
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width) {
     BitsByIndex bits(width);
-    for (const Maps::LocatedRegister& place : Maps::registersOf(peripheral)) {
-        bits.add(place);
+    for (const Maps::LocatedRegister& located : Maps::registersOf(peripheral)) {
+        bits.add(located);
     }
     return bits.registers();
 }

@@ -57,15 +57,16 @@ constexpr std::array<DirectionControls, 2> directionControls{{{"\xE2\x80", 0xAA,
 /** Returns a text that neither ends nor begins a comment, and that cannot change the direction of writing. */
 std::string forComment(std::string text) {
     for (const std::string mark : {"*/", "/*"}) {
-        for (std::size_t place = text.find(mark); place != std::string::npos; place = text.find(mark)) {
-            text.insert(place + 1, " ");
+        for (std::size_t position = text.find(mark); position != std::string::npos; position = text.find(mark)) {
+            text.insert(position + 1, " ");
         }
     }
     for (const auto& [start, first, last] : directionControls) {
-        for (std::size_t place = text.find(start); place != std::string::npos; place = text.find(start, place + 1)) {
-            const auto third = place + 2 < text.size() ? static_cast<unsigned char>(text[place + 2]) : 0U;
+        for (std::size_t position = text.find(start); position != std::string::npos;
+             position = text.find(start, position + 1)) {
+            const auto third = position + 2 < text.size() ? static_cast<unsigned char>(text[position + 2]) : 0U;
             if (third >= first && third <= last) {
-                text.replace(place, 3, "?");
+                text.replace(position, 3, "?");
             }
         }
     }
@@ -238,7 +239,7 @@ public:
     explicit Blocks(const RegisterMap& map)
         : m_scale{map.device().type.addressStride, Common::bytesOf(map.device().width())} {
         for (const MappedRegister& mapped : map.registers()) {
-            m_addresses.emplace(std::make_pair(mapped.place.contents, mapped.place.offset),
+            m_addresses.emplace(std::make_pair(mapped.located.contents, mapped.located.offset),
                                 mapped.range.deviceAddress());
         }
         const Maps::Peripheral& peripheral = *map.description().peripheral;

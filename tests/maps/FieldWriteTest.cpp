@@ -15,8 +15,9 @@ const std::string clearedByReading = "<readAction>clear</readAction>";
 std::string modified(const std::string& kind) { return element("modifiedWriteValues", kind); }
 
 std::string bit(const std::string& name, unsigned int number, const std::string& further = "") {
-    const std::string place = std::to_string(number);
-    return element("field", element("name", name) + element("bitRange", "[" + place + ":" + place + "]") + further);
+    const std::string position = std::to_string(number);
+    return element("field",
+                   element("name", name) + element("bitRange", "[" + position + ":" + position + "]") + further);
 }
 
 /** A register of 8 bits with fields. */

@@ -290,8 +290,8 @@ Maps::Limits elements(std::uint64_t most) {
 }
 
 /** Returns an array of 100 elements. */
-std::string array(const std::string& tag, const std::string& name, const std::string& place) {
-    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + place);
+std::string array(const std::string& tag, const std::string& name, const std::string& position) {
+    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + position);
 }
 
 TEST(LimitedMap, HasNoMoreElementsInAll) {

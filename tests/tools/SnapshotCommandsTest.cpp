@@ -143,9 +143,9 @@ protected:
     /** Replaces a text in a saved file. */
     void edit(const std::string& file, const std::string& replaced, const std::string& replacement) const {
         std::string text = m_folder.load(file);
-        const std::size_t place = text.find(replaced);
-        ASSERT_NE(place, std::string::npos) << replaced;
-        m_folder.store(file, text.replace(place, replaced.size(), replacement));
+        const std::size_t position = text.find(replaced);
+        ASSERT_NE(position, std::string::npos) << replaced;
+        m_folder.store(file, text.replace(position, replaced.size(), replacement));
     }
 
     std::size_t files() const {
