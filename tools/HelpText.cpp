@@ -56,8 +56,7 @@ const std::vector<HelpSection> helpSections{
      {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
       "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
       "command ends with status 4. The command has then printed the output up to that time. The command cannot "
-      "interrupt a "
-      "driver of this machine: during a call to the driver, it waits until the call returns.",
+      "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Saved registers",
@@ -77,8 +76,7 @@ const std::vector<HelpSection> helpSections{
       "irq raise works only with a server that runs with --simulate."}},
     {"Traces",
      {"The traces of librynvel are written to standard error, unless the tracing library is configured otherwise. "
-      "Traces are off if you "
-      "set neither --trace nor the environment variable ZILTRACE.",
+      "Traces are off if you set neither --trace nor the environment variable ZILTRACE.",
       "With a server, Rynvel.Client=7 shows the records that the command and the server exchange."}},
     {"Completion",
      {"The installation contains completion for bash and zsh. Both call rynvelctl: "
@@ -89,8 +87,7 @@ const std::vector<HelpSection> helpSections{
       "line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
       "On this machine, where the map of a device is known, an address outside the map counts as a wrong command line. "
       "For all other devices, the driver or the server checks the address. If it refuses the address, the operation "
-      "fails. If a read "
-      "fails, dump prints the registers that it has read so far.",
+      "fails. If a read fails, dump prints the registers that it has read so far.",
       "An error message is one line on standard error."}},
 };
 
