@@ -66,11 +66,11 @@ constexpr Remedy byMask{"also select all bits of ", " with the mask", "leave out
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const LocatedRegister& place, const MaskedValue& assigned, const Word& word, const Remedy& remedy)
-        : m_place(place),
+    Plan(const LocatedRegister& located, const MaskedValue& assigned, const Word& word, const Remedy& remedy)
+        : m_located(located),
           m_assigned(assigned),
           m_word(word),
-          m_modified(modifiedBitsOf(*place.contents) | word.modifiedBits),
+          m_modified(modifiedBitsOf(*located.contents) | word.modifiedBits),
           m_remedy(remedy) {}
 
     /** Returns the bits to write. */
@@ -88,10 +88,10 @@ public:
         }
         if (!isReadable(contents())) {
             throw RefusedValue(refusal(
-                "register " + m_place.name + " is write-only, so its other fields cannot keep their values", read));
+                "register " + m_located.name + " is write-only, so its other fields cannot keep their values", read));
         }
         if (m_word.hasReadEffect) {
-            throw RefusedValue(refusal("reading register " + m_place.name +
+            throw RefusedValue(refusal("reading register " + m_located.name +
                                            " has a side effect, so its other fields cannot keep their values",
                                        read));
         }
@@ -104,7 +104,7 @@ public:
             otherFields([&reasonFor](const Field& field) { return !reasonFor(field).empty(); });
         if (!lost.empty()) {
             throw RefusedValue(
-                refusal("field " + m_place.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
+                refusal("field " + m_located.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
         }
         requireNoContradiction();
         requireOtherRegistersKept();
@@ -115,13 +115,13 @@ public:
         const bool isChanged = !reasonToChange(contents().access, contents().modifiedWrite).empty() ||
                                contradictions(contents().modifiedWrite, otherBits(), m_modified) != 0;
         if (contents().fields.empty() && otherBits() != 0 && isChanged) {
-            throw RefusedValue("register " + m_place.name +
+            throw RefusedValue("register " + m_located.name +
                                ": the bits outside the mask cannot keep their values (leave out the mask)");
         }
     }
 
 private:
-    const Register& contents() const { return *m_place.contents; }
+    const Register& contents() const { return *m_located.contents; }
 
     std::uint64_t otherBits() const { return bitsOf(contents()) & ~m_assigned.mask; }
 
@@ -136,7 +136,7 @@ private:
             return isLost;
         });
         if (!lost.empty()) {
-            throw RefusedValue(refusal("field " + m_place.name + '.' + lost.front()->name +
+            throw RefusedValue(refusal("field " + m_located.name + '.' + lost.front()->name +
                                            " cannot keep its value, because a write changes another field on its bits",
                                        lost));
         }
@@ -147,7 +147,7 @@ private:
         const std::uint64_t alwaysChanged =
             m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
         if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
-            throw RefusedValue("register " + m_place.name + ": each write changes another register of its address (" +
+            throw RefusedValue("register " + m_located.name + ": each write changes another register of its address (" +
                                m_remedy.forRegister + ')');
         }
     }
@@ -173,7 +173,7 @@ private:
         return problem + " (" + m_remedy.before + names + m_remedy.after + ")";
     }
 
-    const LocatedRegister& m_place;
+    const LocatedRegister& m_located;
     const MaskedValue& m_assigned;
     const Word& m_word;
     const ModifiedBits m_modified;
@@ -203,27 +203,28 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<FieldAssignment>& assignments, const Word& word) {
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments,
+                     const Word& word) {
     FieldWrite write;
-    write.assigned = encode(place, assignments);
-    const Plan plan(place, write.assigned, word, byAssignment);
+    write.assigned = encode(located, assignments);
+    const Plan plan(located, write.assigned, word, byAssignment);
     plan.requireReadableIfNeeded();
     plan.requireKept();
     write.written = plan.written();
-    write.isWhole = write.written.mask == lowBits(word.width) || !isReadable(*place.contents) || word.hasReadEffect;
-    requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
+    write.isWhole = write.written.mask == lowBits(word.width) || !isReadable(*located.contents) || word.hasReadEffect;
+    requireInRange(located, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
     for (const FieldAssignment& assignment : assignments) {
         write.fields.push_back(decode(*assignment.field, write.assigned.value, Usage::Write));
     }
     return write;
 }
 
-MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected, const Word& word) {
-    const Plan plan(place, selected, word, byMask);
+MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected, const Word& word) {
+    const Plan plan(located, selected, word, byMask);
     plan.requireOtherBitsKept();
     plan.requireKept();
     const MaskedValue written = plan.written();
-    requireInRange(place, written);
+    requireInRange(located, written);
     return written;
 }
 

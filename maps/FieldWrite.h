@@ -35,7 +35,7 @@ struct Word {
     unsigned int width = 0;
     /** Whether reading the word has a side effect. */
     bool hasReadEffect = false;
-    /** Those of all registers at the offset of the register. */
+    /** The modified bits of all registers at the offset of the register. */
     ModifiedBits modifiedBits;
 };
 
@@ -69,18 +69,18 @@ bool hasReadEffect(const Register& aRegister);
  *
  * Also if a register at the same offset changes with every write.
  */
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<FieldAssignment>& assignments, const Word& word);
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word);
 
 /**
  * Plans a masked write that changes no bit outside its mask, and no bit of another register at the same offset.
  *
- * @param place can be read, and reading its word has no side effect.
+ * @param located can be read, and reading its word has no side effect.
  * @param selected the bits to change. The value has no bits outside the mask.
  * @return the bits to write: also those that keep their values only if a certain bit is written.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
  * mask cannot keep its value as in planWrite(). A register without fields is like one field.
  */
-MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected, const Word& word);
+MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected, const Word& word);
 
 } // namespace Maps
 

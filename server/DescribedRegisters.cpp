@@ -17,21 +17,21 @@ using BitsList = std::vector<RegisterBits>;
 
 /** @param described a register or a field. */
 template <typename T>
-RegisterBits behaviourOf(const T& described, std::uint64_t mask, std::uint64_t resetValue) {
+RegisterBits behaviorOf(const T& described, std::uint64_t mask, std::uint64_t resetValue) {
     return {mask, resetValue & mask, described.access, described.readAction, described.modifiedWrite};
 }
 
-BitsList behaviourOf(const Maps::Register& described) {
+BitsList behaviorOf(const Maps::Register& described) {
     const std::uint64_t resetValue = described.resetValue.value_or(0) & described.resetMask;
     std::uint64_t withoutField = Maps::bitsOf(described);
     BitsList list;
     for (const Maps::Field& field : described.fields) {
         if (Maps::isInside(field, described)) {
-            list.push_back(behaviourOf(field, Maps::maskOf(field), resetValue));
+            list.push_back(behaviorOf(field, Maps::maskOf(field), resetValue));
             withoutField &= ~Maps::maskOf(field);
         }
     }
-    list.push_back(behaviourOf(described, withoutField, resetValue));
+    list.push_back(behaviorOf(described, withoutField, resetValue));
     return list;
 }
 
@@ -57,9 +57,9 @@ class BitsByIndex {
 public:
     explicit BitsByIndex(unsigned int width) : m_width(width) {}
 
-    void add(const Maps::LocatedRegister& place) {
-        for (const RegisterBits& bits : behaviourOf(*place.contents)) {
-            add(place.offset, bits);
+    void add(const Maps::LocatedRegister& located) {
+        for (const RegisterBits& bits : behaviorOf(*located.contents)) {
+            add(located.offset, bits);
         }
     }
 
@@ -94,8 +94,8 @@ private:
 
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width) {
     BitsByIndex bits(width);
-    for (const Maps::LocatedRegister& place : Maps::registersOf(peripheral)) {
-        bits.add(place);
+    for (const Maps::LocatedRegister& located : Maps::registersOf(peripheral)) {
+        bits.add(located);
     }
     return bits.registers();
 }

@@ -92,7 +92,7 @@ private:
             assignments.push_back(assignment(word));
         }
         return allowed(
-            [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.place, assignments); });
+            [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.located, assignments); });
     }
 
     PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments) const {
@@ -100,7 +100,7 @@ private:
             throw usageError("--mask: fields have a mask of their own (leave out --mask)");
         }
         const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
-            return Maps::planWrite(whole.place, assignments, whole.word());
+            return Maps::planWrite(whole.located, assignments, whole.word());
         });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
@@ -124,7 +124,7 @@ private:
 
     PlannedWrite planMasked(const WrittenValue& given) const {
         const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
-            return Maps::planMaskedWrite(whole.place, {given.value, *given.mask}, whole.word());
+            return Maps::planMaskedWrite(whole.located, {given.value, *given.mask}, whole.word());
         });
         return {narrow(written.value), narrow(written.mask), given};
     }

@@ -15,8 +15,9 @@ const std::string clearedByReading = "<readAction>clear</readAction>";
 std::string modified(const std::string& kind) { return element("modifiedWriteValues", kind); }
 
 std::string bit(const std::string& name, unsigned int number, const std::string& further = "") {
-    const std::string place = std::to_string(number);
-    return element("field", element("name", name) + element("bitRange", "[" + place + ":" + place + "]") + further);
+    const std::string position = std::to_string(number);
+    return element("field",
+                   element("name", name) + element("bitRange", "[" + position + ":" + position + "]") + further);
 }
 
 /** A register of 8 bits with fields. */
@@ -26,8 +27,8 @@ Maps::Register registerWith(const std::string& fields, const std::string& furthe
 }
 
 Maps::FieldWrite plan(const Maps::Register& aRegister, const Assignments& assignments) {
-    const Maps::LocatedRegister place{"C.R", 0, &aRegister};
-    return planWrite(place, findFields(place, assignments), {aRegister.size, hasReadEffect(aRegister), {}});
+    const Maps::LocatedRegister located{"C.R", 0, &aRegister};
+    return planWrite(located, findFields(located, assignments), {aRegister.size, hasReadEffect(aRegister), {}});
 }
 
 void expectMasked(const Maps::Register& aRegister, const Assignments& assignments, std::uint64_t value,
@@ -216,13 +217,13 @@ TEST(MaskedWrite, IsRefusedIfTheNeutralValueOfAnotherFieldIsOutsideTheRange) {
     const std::string range =
         "<writeConstraint><range><minimum>0</minimum><maximum>1</maximum></range></writeConstraint>";
     expectMaskedRefused(registerWith(bit("A", 0) + bit("B", 1, modified("zeroToClear")), range), 0x01,
-                        "register C.R: value 2 may not be written (from 0 to 1)");
+                        "register C.R: value 2 is not allowed (write 0 to 1)");
 }
 
 TEST(FieldWrite, IsMaskedIfTheRegisterIsNarrowerThanItsWord) {
     const Maps::Register aRegister = registerWith("<field><name>A</name><bitRange>[7:0]</bitRange></field>");
-    const Maps::LocatedRegister place{"R", 0, &aRegister};
-    const Maps::FieldWrite write = planWrite(place, findFields(place, {{"A", "0x5A"}}), {32, false, {}});
+    const Maps::LocatedRegister located{"R", 0, &aRegister};
+    const Maps::FieldWrite write = planWrite(located, findFields(located, {{"A", "0x5A"}}), {32, false, {}});
     EXPECT_EQ(write.written.mask, 0xFFU);
     EXPECT_FALSE(write.isWhole);
 }
