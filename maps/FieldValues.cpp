@@ -264,6 +264,7 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
 
 std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments) {
     std::vector<FieldAssignment> found;
+    found.reserve(assignments.size());
     for (const Assignment& assignment : assignments) {
         found.push_back({&fieldOf(located, assignment.field), assignment.value});
     }
