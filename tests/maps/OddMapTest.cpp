@@ -132,6 +132,16 @@ TEST(OddMap, HasElementsInTexts) {
 
 TEST(OddMap, HasEmptyElements) {
     readOdd(mapOf(registerOf("<description></description><size/>")),
+TEST(Map, MayHaveCommentsInTexts) {
+    const Maps::Register aRegister = onlyRegister(
+        read(mapOf("<register><name>R<!-- a -->1</name><addressOffset>0x<!-- b -->1<!-- c --><![CDATA[4]]>"
+                   "</addressOffset><description>The <!-- d -->text\n<!-- e --> of\n a register</description>"
+                   "</register>")));
+    EXPECT_EQ(aRegister.name, "R1");
+    EXPECT_EQ(aRegister.offset, 0x14U);
+    EXPECT_EQ(aRegister.description.str(), "The text of a register");
+}
+
             "m.svd:1: warning: element 'description' is empty\nm.svd:1: warning: element 'size' is empty\n");
 }
 
