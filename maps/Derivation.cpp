@@ -50,12 +50,6 @@ void inherit(Properties& own, const Properties& base) {
     inherit(own.resetMask, base.resetMask);
 }
 
-/** Returns the width of a bit range; none if the numbers do not give it. */
-std::optional<std::uint64_t> widthOf(const BitRange& bits) {
-    const bool hasBothEnds = bits.lsb && bits.msb && *bits.msb >= *bits.lsb && *bits.msb - *bits.lsb < UINT64_MAX;
-    return hasBothEnds ? std::optional<std::uint64_t>(*bits.msb - *bits.lsb + 1) : bits.width;
-}
-
 /**
  * Inherits the width, and not the highest bit. A field that begins at another bit therefore keeps the width of its
  * base.

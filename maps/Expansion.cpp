@@ -473,6 +473,10 @@ private:
             known->second = SharedList<Enumeration>(std::move(enumerations));
         }
         return known->second;
+        if (msb > highestBit) {
+            warn(definition, "has no valid bit range, and is not used");
+            return std::nullopt;
+        }
     }
 
     Enumeration enumerationOf(const EnumerationDefinition& own) {
