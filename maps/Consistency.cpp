@@ -39,7 +39,7 @@ public:
     explicit Consistency(Warnings& warnings) : m_warnings(warnings) {}
 
     void check(const Device& device) {
-        checkNames("peripheral", device.peripherals, [](const Peripheral& p) { return p.name; });
+        checkNames("peripheral", device.peripherals);
         for (const Peripheral& peripheral : device.peripherals) {
             checkContent(peripheral.registers, peripheral.clusters);
         }
@@ -64,17 +64,17 @@ private:
     }
 
     void warnOfRepetition(const std::string& kind, const std::string& name, std::size_t line,
-                          const std::string& property, std::size_t earlier) {
+                          const std::string& property, std::size_t earlier, const std::string& consequence = "") {
         m_warnings.add(line, kind + " " + name + " has the same " + property + " as the " + kind + " in line " +
-                                 std::to_string(earlier));
+                                 std::to_string(earlier) + consequence);
     }
 
-    template <typename T, typename NameOf>
-    void checkNames(const std::string& kind, const SharedList<T>& elements, NameOf uniqueName) {
+    template <typename T>
+    void checkNames(const std::string& kind, const SharedList<T>& elements, const std::string& consequence = "") {
         Lines<std::string> lines;
         for (const T& element : elements) {
-            if (const auto line = earlierLine(lines, uniqueName(element), element.line)) {
-                warnOfRepetition(kind, nameOf(element), element.line, "name", *line);
+            if (const auto line = earlierLine(lines, element.name, element.line)) {
+                warnOfRepetition(kind, nameOf(element), element.line, "name", *line, consequence);
             }
         }
     }
@@ -84,7 +84,7 @@ private:
             checkRegisters(registers);
         }
         if (isNew(clusters)) {
-            checkNames("cluster", clusters, [](const Cluster& c) { return c.name; });
+            checkNames("cluster", clusters);
             for (const Cluster& cluster : clusters) {
                 checkContent(cluster.registers, cluster.clusters);
             }
@@ -92,7 +92,7 @@ private:
     }
 
     void checkRegisters(const SharedList<Register>& registers) {
-        checkNames("register", registers, [](const Register& r) { return r.name + "\n" + r.alternateGroup; });
+        checkNames("register", registers, ": the name selects the one with the lowest offset");
         std::vector<Extent<Register>> extents;
         for (const Register& aRegister : registers) {
             if (aRegister.alternateGroup.empty() && aRegister.alternateRegister.empty()) {
@@ -108,7 +108,7 @@ private:
     }
 
     void checkFields(const Register& aRegister) {
-        checkNames("field", aRegister.fields, [](const Field& f) { return f.name; });
+        checkNames("field", aRegister.fields);
         std::vector<Extent<Field>> extents;
         for (const Field& field : aRegister.fields) {
             extents.push_back({field.lsb, field.msb, &field});

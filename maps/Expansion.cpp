@@ -96,10 +96,32 @@ private:
      */
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
+    /** Counts a definition without elements. Many definitions can share its list, and each of them reads it again. */
+    void countIfLeftOut(const Definition& definition, std::uint64_t added) {
+        if (added == 0) {
+            countCreated(definition);
+        }
+    }
+
     // Arrays
 
-    /** Returns the elements of an array in their order, or the only element of a definition that is not an array. */
-    std::vector<Position> positionsOf(const Definition& definition) {
+    /** The greatest distance that an element can have from the first one. */
+    struct Room {
+        std::uint64_t distance;
+        /** The problem of an element at a greater distance. */
+        std::string problem;
+    };
+
+    static Room roomAfter(const Definition& definition) {
+        const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
+        return {UINT64_MAX - definition.offset.value_or(0), "has " + subject + " that does not fit in 64 bits"};
+    }
+
+    /**
+     * Returns the elements of an array in their order, or the only element of a definition that is not an array. Leaves
+     * out the elements for which there is no room.
+     */
+    std::vector<Position> positionsOf(const Definition& definition, const Room& room) {
         if (!definition.dimension.size) {
             return {onlyPosition(definition)};
         }
@@ -109,7 +131,7 @@ private:
                                  " elements are supported)");
             return {};
         }
-        return elementsOf(definition);
+        return elementsOf(definition, room);
     }
 
     Position onlyPosition(const Definition& definition) {
@@ -123,12 +145,17 @@ private:
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
 
-    std::vector<Position> elementsOf(const Definition& definition) {
+    std::vector<Position> elementsOf(const Definition& definition, const Room& room) {
         const auto array = std::make_shared<const Array>(arrayOf(definition));
-        const std::vector<std::string> indexes = indexesOf(definition, array->size);
+        const auto indexes = indexesOf(definition, array->size);
+        std::uint64_t count = array->size;
+        if (count > 1 && (count - 1) * array->increment > room.distance) {
+            warn(definition, room.problem + ", and is not used");
+            count = room.distance / array->increment + 1;
+        }
         std::vector<Position> positions;
-        for (std::uint64_t i = 0; i < array->size; ++i) {
-            const std::string& index = indexes[static_cast<std::size_t>(i)];
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const std::string index = indexes->at(i);
             positions.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
         }
         return positions;
@@ -156,32 +183,33 @@ private:
         return array;
     }
 
-    std::vector<std::string> indexesOf(const Definition& definition, std::uint64_t size) {
+    std::shared_ptr<const Indexes> indexesOf(const Definition& definition, std::uint64_t size) {
         const std::string_view text = definition.dimension.index;
         if (text.empty()) {
-            return countedIndexes(size);
+            return std::make_shared<Indexes>(0, size);
         }
-        auto indexes = parseIndexes(text, m_limits.arraySize);
+        const auto indexes = parsed(text);
         if (!indexes || indexes->size() < size) {
             warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
                                  std::to_string(size) + " indexes: the elements are numbered from 0");
-            return countedIndexes(size);
+            return std::make_shared<Indexes>(0, size);
         }
         if (indexes->size() > *definition.dimension.size) {
             warn(definition, "has more indexes in its dimIndex than its dim has elements");
         }
-        return *indexes;
+        return indexes;
     }
 
-    /** Returns the offset of an element; none, with a warning, if the offset does not fit in 64 bits. */
-    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Position& position) {
-        const std::uint64_t offset = definition.offset.value_or(0);
-        if (position.distance > UINT64_MAX - offset) {
-            const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
-            warn(definition, "has " + subject + " that does not fit in 64 bits, and is not used");
-            return std::nullopt;
+    /** Returns the indexes of a dimIndex; null if the text does not give indexes. */
+    std::shared_ptr<const Indexes> parsed(std::string_view dimIndex) {
+        // Derived arrays share the text, which may be long.
+        const auto [known, isNew] = m_indexes.try_emplace(dimIndex.data());
+        if (isNew) {
+            if (auto indexes = parseIndexes(dimIndex, m_limits.arraySize)) {
+                known->second = std::make_shared<Indexes>(std::move(*indexes));
+            }
         }
-        return offset + position.distance;
+        return known->second;
     }
 
     // Peripherals and clusters
@@ -202,15 +230,14 @@ private:
         peripheral.registers = content.registers;
         peripheral.clusters = content.clusters;
         peripheral.line = definition.line;
-        for (Position& position : positionsOf(definition)) {
-            if (const auto address = offsetAt(definition, position)) {
-                m_elements += content.elements + 1;
-                expectAtMost(definition, m_elements);
-                peripheral.name = std::move(position.name);
-                peripheral.arrayElement = std::move(position.element);
-                peripheral.baseAddress = *address;
-                peripherals.push_back(peripheral);
-            }
+        const std::uint64_t address = definition.offset.value_or(0);
+        for (Position& position : positionsOf(definition, roomAfter(definition))) {
+            m_elements += content.elements + 1;
+            expectAtMost(definition, m_elements);
+            peripheral.name = std::move(position.name);
+            peripheral.arrayElement = std::move(position.element);
+            peripheral.baseAddress = address + position.distance;
+            peripherals.push_back(peripheral);
         }
     }
 
@@ -228,8 +255,11 @@ private:
         Content content;
         for (const Definition* const unresolved : *definition.children) {
             const Definition& child = m_derivation.resolve(*unresolved);
-            content.elements += child.kind == Kind::Cluster ? addClusters(clusters, child, properties, depth + 1)
-                                                            : addRegisters(registers, child, properties);
+            const std::uint64_t added = child.kind == Kind::Cluster
+                                            ? addClusters(clusters, child, properties, depth + 1)
+                                            : addRegisters(registers, child, properties);
+            countIfLeftOut(child, added);
+            content.elements += added;
         }
         content.registers = SharedList<Register>(std::move(registers));
         content.clusters = SharedList<Cluster>(std::move(clusters));
@@ -262,16 +292,14 @@ private:
         cluster.clusters = content.clusters;
         cluster.line = definition.line;
         std::uint64_t elements = 0;
-        for (Position& position : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, position)) {
-                countCreated(definition);
-                elements += content.elements + 1;
-                expectAtMost(definition, elements);
-                cluster.name = std::move(position.name);
-                cluster.arrayElement = std::move(position.element);
-                cluster.offset = *offset;
-                clusters.push_back(cluster);
-            }
+        for (Position& position : positionsOf(definition, roomAfter(definition))) {
+            countCreated(definition);
+            elements += content.elements + 1;
+            expectAtMost(definition, elements);
+            cluster.name = std::move(position.name);
+            cluster.arrayElement = std::move(position.element);
+            cluster.offset = *definition.offset + position.distance;
+            clusters.push_back(cluster);
         }
         return elements;
     }
@@ -285,18 +313,16 @@ private:
         }
         Register aRegister = registerOf(definition, refine(around, definition.properties));
         std::uint64_t elements = 0;
-        for (Position& position : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, position)) {
-                countCreated(definition);
-                elements += aRegister.fields.size() + 1;
-                expectAtMost(definition, elements);
-                aRegister.name = std::move(position.name);
-                aRegister.arrayElement = std::move(position.element);
-                aRegister.offset = *offset;
-                aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
-                aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
-                registers.push_back(aRegister);
-            }
+        for (Position& position : positionsOf(definition, roomAfter(definition))) {
+            countCreated(definition);
+            elements += aRegister.fields.size() + 1;
+            expectAtMost(definition, elements);
+            aRegister.name = std::move(position.name);
+            aRegister.arrayElement = std::move(position.element);
+            aRegister.offset = *definition.offset + position.distance;
+            aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
+            aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
+            registers.push_back(aRegister);
         }
         return elements;
     }
@@ -388,7 +414,9 @@ private:
         }
         std::vector<Field> fields;
         for (const Definition* const child : *definition.children) {
+            const std::size_t before = fields.size();
             addFields(fields, m_derivation.resolve(*child), aRegister);
+            countIfLeftOut(*child, fields.size() - before);
         }
         return SharedList<Field>(std::move(fields));
     }
@@ -425,11 +453,8 @@ private:
         field.writeConstraint =
             definition.writeConstraint ? definition.writeConstraint : inheritedConstraint(aRegister, field);
         field.line = definition.line;
-        for (Position& position : positionsOf(definition)) {
-            if (position.distance > highestBit - bits->second) {
-                warn(definition, "has bits higher than bit " + std::to_string(highestBit) + ", and is not used");
-                return;
-            }
+        for (Position& position : positionsOf(
+                 definition, {highestBit - bits->second, "has bits higher than bit " + std::to_string(highestBit)})) {
             field.lsb = static_cast<unsigned int>(bits->first + position.distance);
             field.msb = static_cast<unsigned int>(bits->second + position.distance);
             field.name = std::move(position.name);
@@ -448,6 +473,10 @@ private:
             return std::nullopt;
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
+        if (msb > highestBit) {
+            warn(definition, "has no valid bit range, and is not used");
+            return std::nullopt;
+        }
         if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
             warn(definition, "has a width that contradicts its most significant bit: the width is not used");
         }
@@ -492,6 +521,8 @@ private:
     std::uint64_t m_elements = 0;
     std::map<std::pair<const Definitions*, Properties>, Content, ByContent> m_contents;
     std::map<const std::vector<EnumerationDefinition>*, SharedList<Enumeration>> m_enumerations;
+    /** The parsed texts of dimIndex, by their beginnings. */
+    std::map<const char*, std::shared_ptr<const Indexes>> m_indexes;
 };
 
 } // namespace

@@ -8,8 +8,8 @@ namespace Maps {
 
 namespace {
 
-constexpr unsigned int parseOptions = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_doctype |
-                                      pugi::parse_trim_pcdata | pugi::parse_embed_pcdata;
+constexpr unsigned int parseOptions =
+    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_doctype | pugi::parse_embed_pcdata;
 
 std::vector<std::size_t> lineEndsIn(const std::string& text) {
     std::vector<std::size_t> ends;

@@ -159,6 +159,20 @@ TEST(OddArray, WithoutADimIsOneElement) {
               "R ");
 }
 
+TEST(OddArray, HasElementsOnlyWhereAddressesAre) {
+    const auto map = [](const std::string& dim, const std::string& offset) {
+        return mapOf("<register>" + element("dim", dim) + "<dimIncrement>1</dimIncrement><name>R%s</name>" +
+                     element("addressOffset", offset) + "<size>8</size></register>");
+    };
+    const std::string warning =
+        "m.svd:1: warning: register 'R%s' has an offset that does not fit in 64 bits, and is not used\n";
+    const Maps::Peripheral peripheral = onlyPeripheral(readOdd(map("65536", "0xFFFFFFFFFFFFFFFE"), warning));
+    EXPECT_EQ(namesOf(peripheral.registers), "R0 R1 ");
+    EXPECT_EQ(peripheral.registers[0].arrayElement.array->size, 65536U);
+    EXPECT_EQ(registersIn(readOdd(map("3", "0xFFFFFFFFFFFFFFFE"), warning)), "R0 R1 ");
+    EXPECT_EQ(registersIn(read(map("2", "0xFFFFFFFFFFFFFFFE"))), "R0 R1 ");
+}
+
 TEST(OddArray, EndsWith64BitsOfAddresses) {
     const auto map = [](const std::string& increment) {
         return mapOf("<register><dim>3</dim>" + element("dimIncrement", increment) +

@@ -111,7 +111,7 @@ TEST(OddField, WithoutABitRangeIsLeftOut) {
     for (const std::string bits :
          {"", "<msb>3</msb>", "<bitWidth>3</bitWidth>", "<bitOffset>0</bitOffset><bitWidth>0</bitWidth>",
           "<bitOffset>65536</bitOffset>", "<lsb>0</lsb><msb>65536</msb>",
-          "<bitOffset>0</bitOffset><bitWidth>65536</bitWidth>"}) {
+          "<bitOffset>0</bitOffset><bitWidth>65536</bitWidth>", "<bitOffset>65535</bitOffset><bitWidth>2</bitWidth>"}) {
         EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(bits), warning)).fields.empty()) << bits;
     }
     for (const std::string range : {"7:4", "[7]", "[7-4]", "[a:4]", "[7:]", "[:4]", "[]", ":"}) {
@@ -138,13 +138,47 @@ TEST(Field, MayHaveSeveralBitRangesThatAgree) {
 
 TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitRange>[7:4]</bitRange>"),
-                                 "m.svd:1: warning: bitRange '[7:4]' contradicts an earlier bit range, and is not "
+                                 "m.svd:1: warning: bitRange '[7:4]' contradicts another bit range, and is not "
                                  "used\n")),
                4, 6);
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
-                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant "
-                                 "bit: the width is not used\n")),
+                                 "m.svd:1: warning: bitWidth '2' contradicts another bit range, and is not used\n")),
                4, 6);
+    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>16</bitOffset><bitWidth>2</bitWidth>"
+                                               "<bitRange>[31:30]</bitRange>"),
+                                 "m.svd:1: warning: bitRange '[31:30]' contradicts another bit range, and is not "
+                                 "used\n")),
+               16, 17);
+    expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[3:2]</bitRange><lsb>8</lsb><msb>9</msb>"),
+                                 "m.svd:1: warning: lsb '8' contradicts another bit range, and is not used\n"
+                                 "m.svd:1: warning: msb '9' contradicts another bit range, and is not used\n")),
+               2, 3);
+}
+
+TEST(OddField, HasTheFirstCompleteBitRange) {
+    const std::string warning = "m.svd:1: warning: bitOffset '4' contradicts another bit range, and is not used\n";
+    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><bitRange>[31:30]</bitRange>"), warning)), 30,
+               31);
+    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb>"), warning)), 8, 9);
+    expectBits(
+        onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb><bitWidth>3</bitWidth>"),
+                          warning + "m.svd:1: warning: bitWidth '3' contradicts another bit range, and is not "
+                                    "used\n")),
+        8, 9);
+}
+
+TEST(Field, MayMixTheBitRangesOfTheFormat) {
+    expectBits(onlyField(read(fieldWithBits("<lsb>8</lsb><bitWidth>4</bitWidth>"))), 8, 11);
+    expectBits(onlyField(read(fieldWithBits("<bitOffset>24</bitOffset><msb>26</msb>"))), 24, 26);
+}
+
+TEST(OddDerivedField, IgnoresAWidthThatContradicts) {
+    const Maps::Register aRegister = onlyRegister(
+        readOdd(mapOfFields(fieldOf("") + "\n<field derivedFrom=\"F\"><name>G</name><msb>9</msb><bitWidth>2</bitWidth>"
+                                          "</field>"),
+                "m.svd:2: warning: field 'G' has a width that contradicts its most significant bit: the width is "
+                "not used\nm.svd:2: warning: field 'G' overlaps field 'F'\n"));
+    expectBits(named(aRegister.fields, "G"), 4, 9);
 }
 
 TEST(OddField, OutsideOfItsRegisterIsKept) {

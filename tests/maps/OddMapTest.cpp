@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <chrono>
+
 #include "MapText.h"
 
 namespace RynvelTest {
@@ -128,6 +130,16 @@ TEST(OddMap, HasElementsInTexts) {
                                    "m.svd:1: warning: element 'b' is not used, because only text is allowed here\n"))
                   .description.str(),
               "a d");
+}
+
+TEST(Map, MayHaveCommentsInTexts) {
+    const Maps::Register aRegister = onlyRegister(
+        read(mapOf("<register><name>R<!-- a -->1</name><addressOffset>0x<!-- b -->1<!-- c --><![CDATA[4]]>"
+                   "</addressOffset><description>The <!-- d -->text\n<!-- e --> of\n a register</description>"
+                   "</register>")));
+    EXPECT_EQ(aRegister.name, "R1");
+    EXPECT_EQ(aRegister.offset, 0x14U);
+    EXPECT_EQ(aRegister.description.str(), "The text of a register");
 }
 
 TEST(OddMap, HasEmptyElements) {
@@ -314,6 +326,75 @@ TEST(LimitedMap, HasNoMoreElementsOfOneKind) {
     const std::string cluster = "<description>C</description>" + at0;
     expectError(mapOf(array("cluster", "A", cluster) + array("cluster", "B", cluster)),
                 "m.svd:1: error: cluster 'B%s' exceeds the 150 elements that a map may have", elements(150));
+}
+
+/** Expects the reader to need much less time for 1000 definitions than it would need to build 65536 of each. */
+void expectQuick(const std::string& definitions) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Maps::readMap(mapOf(definitions)).device);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+}
+
+std::string repeated(const std::string& text) {
+    std::string all;
+    for (int i = 0; i < 1000; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+TEST(LimitedMap, BuildsNoElementsThatAreLeftOut) {
+    const std::string array = "<dim>65536</dim><dimIncrement>1</dimIncrement><name>A%s</name>";
+    expectQuick(repeated(element("register", array + "<addressOffset>0xFFFFFFFFFFFFFFFF</addressOffset>")));
+    expectQuick(registerOf(element("fields", repeated(element("field", array + "<bitOffset>65535</bitOffset>")))));
+}
+
+TEST(LimitedMap, BuildsNoIndexesThatAreLeftOut) {
+    const std::string one =
+        "<dim>1</dim><dimIncrement>1</dimIncrement><name>A%s</name><addressOffset>0</addressOffset>";
+    expectQuick(repeated(element("register", one + "<dimIndex>0-65535</dimIndex>")));
+    std::string list = "0";
+    for (int i = 1; i < 65536; ++i) {
+        list += ",0";
+    }
+    expectQuick(element("register", one + element("dimIndex", list)) +
+                repeated("<register derivedFrom=\"A%s\"><name>B%s</name></register>"));
+}
+
+TEST(LimitedMap, CountsDerivedElementsThatAreLeftOut) {
+    std::string registers =
+        registerOf("<fields>" + element("field", "<name>A</name>") +
+                   element("field", "<dim>0</dim><name>B%s</name><bitOffset>0</bitOffset>") + "</fields>");
+    for (int i = 0; i < 10; ++i) {
+        registers += "<register derivedFrom=\"R\">" + element("name", "R" + std::to_string(i)) + "</register>";
+    }
+    EXPECT_TRUE(Maps::readMap(mapOf(registers), elements(33)).device);
+    expectError(mapOf(registers), "m.svd:1: error: register 'R9' exceeds the 32 elements that a map may have",
+                elements(32));
+}
+
+TEST(LimitedMap, CountsElementsThatAreLeftOutWithEachInheritedProperty) {
+    std::string peripherals =
+        peripheralOf(element("register", "<name>A</name>") + element("register", "<name>B</name>"));
+    for (int i = 1; i < 10; ++i) {
+        peripherals += "<peripheral derivedFrom=\"P\">" + element("name", "P" + std::to_string(i)) +
+                       element("resetValue", std::to_string(i)) + "</peripheral>";
+    }
+    EXPECT_TRUE(Maps::readMap(deviceOf(peripherals), elements(20)).device);
+    expectError(deviceOf(peripherals), "m.svd:1: error: register 'B' exceeds the 19 elements that a map may have",
+                elements(19));
+}
+
+TEST(LimitedMap, CountsDerivedElementsThatAreReplaced) {
+    const auto peripheral = [](const std::string& start, const std::string& registers) {
+        return start + "<baseAddress>0</baseAddress><registers>" + registers + "</registers></peripheral>";
+    };
+    const std::string more = registerOf("") + registerOf("") + registerOf("");
+    const std::string text = deviceOf(peripheral("<peripheral><name>P</name>", more) +
+                                      peripheral("\n<peripheral derivedFrom=\"P\"><name>Q</name>", registerOf("")) +
+                                      peripheral("\n<peripheral derivedFrom=\"P\"><name>S</name>", registerOf("")));
+    EXPECT_TRUE(Maps::readMap(text, elements(8)).device);
+    expectError(text, "m.svd:3: error: derivedFrom copies more than 7 elements", elements(7));
 }
 
 TEST(LimitedMap, HasNoMoreDerivedElements) {

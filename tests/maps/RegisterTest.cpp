@@ -255,15 +255,18 @@ TEST(OddRegisters, OfTheSameNameAreBothUsed) {
     EXPECT_EQ(
         namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
                                                               "</addressOffset></register>"),
-                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1\n"))
+                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
+                                       "the name selects the one with the lowest offset\n"))
                     .registers),
         "R R ");
 }
 
-TEST(Registers, OfTheSameNameMayBeOfSeveralGroups) {
+TEST(OddRegisters, OfTheSameNameInSeveralGroupsAreAllUsed) {
     EXPECT_EQ(
-        namesOf(
-            onlyPeripheral(read(mapOf(registerOf("") + registerOf("<alternateGroup>G</alternateGroup>")))).registers),
+        namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n" + registerOf("<alternateGroup>G</alternateGroup>")),
+                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
+                                       "the name selects the one with the lowest offset\n"))
+                    .registers),
         "R R ");
 }
 
