@@ -106,11 +106,23 @@ std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<s
     return removed;
 }
 
+/** @param problem names the other device. */
+void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device,
+                   const std::string& problem) {
+    if (snapshot.device != device) {
+        throw usageError(file + ": the file holds the registers of " + snapshot.device + " (" + problem + ' ' + device +
+                         ')');
+    }
+}
+
 Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
     if (isFile(options.first)) {
-        return readSnapshot(options.first);
+        Snapshot snapshot = readSnapshot(options.first);
+        requireDevice(options.second, other, snapshot.device, options.first + " holds those of");
+        return snapshot;
     }
     const Target target = context.target(options.first);
+    requireDevice(options.second, other, target.name(), "the device is");
     DeviceSnapshot taken =
         takeSnapshot(context.registerMap(target), context.timeout(), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
@@ -199,10 +211,7 @@ private:
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file);
     const Target target = context.target(options.name);
-    if (snapshot.device != target.name()) {
-        throw usageError(options.file + ": the file holds the registers of " + snapshot.device + " (the device is " +
-                         target.name() + ')');
-    }
+    requireDevice(options.file, snapshot, target.name(), "the device is");
     const RegisterMap map = context.registerMap(target);
     const auto device = openDevice(target, context.timeout());
     Restoration restoration(map, *device, context.timeout(),

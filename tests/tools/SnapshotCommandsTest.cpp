@@ -398,6 +398,13 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
     expect("diff file8 a", 2, "", "rynvelctl: file8: reading C failed\n");
 }
 
+TEST_F(SavedRegisters, OfAnotherDeviceAreNotCompared) {
+    run("save file8 a");
+    run("save map32 b");
+    expect("diff map32 a", 2, "", "rynvelctl: a: the file holds the registers of file8 (the device is map32)\n");
+    expect("diff b a", 2, "", "rynvelctl: a: the file holds the registers of file8 (b holds those of map32)\n");
+}
+
 TEST_F(SavedRegisters, ThatDifferDifferWithoutAReader) {
     run("save file8 a");
     m_folder.store("registers8", "\x01\x42\x03");
