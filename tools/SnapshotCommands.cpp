@@ -18,6 +18,7 @@
 #include "OpenDevice.h"
 #include "Restoration.h"
 #include "SnapshotComparison.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 
@@ -52,11 +53,26 @@ void printLeftOut(const std::string& device, const std::vector<std::string>& nam
     }
 }
 
-void save(const CommandContext& context, const SaveOptions& options) {
-    const bool isPrinted = options.file == standardOutput;
-    if (!isPrinted) {
-        requireReplaceable(options.file);
+void requireWritable(const std::string& file) {
+    if (file != standardOutput) {
+        requireReplaceable(file);
+    } else if (!isStandardOutputOpen()) {
+        throw outputFailure(EBADF);
     }
+}
+
+/** Writes a snapshot to standard output. A snapshot that nobody receives is lost. */
+void print(const Output& output, const std::string& snapshot) {
+    try {
+        output.write(snapshot);
+    } catch (const OutputClosed&) {
+        throw outputFailure(EPIPE);
+    }
+}
+
+void save(const CommandContext& context, const SaveOptions& options) {
+    requireWritable(options.file);
+    const bool isPrinted = options.file == standardOutput;
     const Target target = context.target(options.name);
     const RegisterMap map = context.registerMap(target);
     const DeviceSnapshot taken = takeSnapshot(map, context.timeout(), sideEffectsOf(options.includesSideEffects));
@@ -70,7 +86,7 @@ void save(const CommandContext& context, const SaveOptions& options) {
         printError(obstacle);
     }
     if (isPrinted) {
-        context.output().write(text);
+        print(context.output(), text);
     } else {
         context.output().print(SavedRegisters{target.name(), options.file, taken.snapshot.registers.size()});
     }

@@ -193,6 +193,17 @@ TEST_F(SavedRegisters, ArePrintedOnRequest) {
     EXPECT_EQ(withoutTimes(ending.output), withoutTimes(m_folder.load("s")));
 }
 
+TEST_F(SavedRegisters, ThatNobodyReceivesAreAFailure) {
+    expectEnding(runWithoutAReader("save file8 -"), 1, "", "standard output: Broken pipe");
+    expectEnding(runOnAFullDisk("save file8 -"), 1, "", "standard output: No space left on device");
+    if (std::string(RYNVEL_EMULATOR).empty()) {
+        std::filesystem::remove(m_folder.path() + "/registers8");
+        const std::string line = "exec \"$0\" --map tests.svd save file8 - >&-";
+        expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 1, "",
+                     "standard output: Bad file descriptor");
+    }
+}
+
 TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
     describeMap32(aRegister("R", "0", element("alternateGroup", "one")) +
                   aRegister("R", "4", element("alternateGroup", "two")));
