@@ -69,8 +69,8 @@ void listMaps(const CommandContext& context, const NoOptions& /*options*/) {
     context.output().print(MapReport(std::move(maps)));
 }
 
-CheckedMap check(const std::string& file) {
-    Maps::ReadMap map = Maps::readMapFile(file);
+CheckedMap check(const std::string& file, const Common::Deadline& deadline) {
+    Maps::ReadMap map = Maps::readMapFile(file, {}, deadline);
     CheckedMap checked{file, map.device.has_value(), 0, 0, std::move(map.diagnostics)};
     if (map.device) {
         checked.peripherals = map.device->peripherals.size();
@@ -85,7 +85,7 @@ void checkMaps(const CommandContext& context, const CheckOptions& options) {
     const Maps::MapCatalog catalog(options.files);
     MapCheck maps;
     for (const std::string& file : catalog.files()) {
-        maps.push_back(check(file));
+        maps.push_back(check(file, context.timeout().deadline()));
     }
     const auto unusable = std::count_if(maps.begin(), maps.end(), [](const CheckedMap& map) { return !map.isUsable; });
     const std::size_t count = maps.size();

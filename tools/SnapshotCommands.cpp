@@ -133,7 +133,7 @@ void requireDevice(const std::string& file, const Snapshot& snapshot, const std:
 
 Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
     if (isFile(options.first)) {
-        Snapshot snapshot = readSnapshot(options.first);
+        Snapshot snapshot = readSnapshot(options.first, context.timeout().deadline());
         requireDevice(options.second, other, snapshot.device, options.first + " holds those of");
         return snapshot;
     }
@@ -157,7 +157,7 @@ const Maps::Peripheral* describe(const CommandContext& context, const std::strin
 }
 
 bool printDifferences(const CommandContext& context, const DiffOptions& options) {
-    ComparedSnapshot second{options.second, readSnapshot(options.second)};
+    ComparedSnapshot second{options.second, readSnapshot(options.second, context.timeout().deadline())};
     const ComparedSnapshot first{options.first, snapshotToCompare(context, options, second.snapshot)};
     const auto differences = compare(first, second, describe(context, first.snapshot.device));
     for (const RegisterDifference& difference : differences) {
@@ -225,7 +225,7 @@ private:
 };
 
 void restore(const CommandContext& context, const RestoreOptions& options) {
-    const Snapshot snapshot = readSnapshot(options.file);
+    const Snapshot snapshot = readSnapshot(options.file, context.timeout().deadline());
     const Target target = context.target(options.name);
     requireDevice(options.file, snapshot, target.name(), "the device is");
     const RegisterMap map = context.registerMap(target);

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -628,6 +629,46 @@ TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
     expect("restore map32 none", 2, "", "rynvelctl: none: No such file or directory\n");
+}
+
+TEST_F(SavedRegisters, InAPipeTakeNoMoreTimeThanTheCommandMay) {
+    run("save map32 s");
+    const std::string pipe = m_folder.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::string late = "rynvelctl: pipe: timed out after 200 ms\n";
+    const auto expectLate = [&] {
+        for (const std::string line : {"restore map32 pipe", "diff map32 pipe", "diff ./pipe s", "maps check pipe",
+                                       "--map pipe describe missing.map"}) {
+            const Ending ending = run("--timeout 200ms " + line);
+            EXPECT_EQ(ending.status, 4) << line;
+            EXPECT_EQ(ending.output, "") << line;
+            EXPECT_EQ(ending.error.substr(0, 11) + ending.error.substr(ending.error.find("pipe")), late) << line;
+        }
+    };
+    expectLate();
+    const int silentWriter = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    expectLate();
+    close(silentWriter);
+}
+
+TEST_F(SavedRegisters, MayBeInAPipe) {
+    if (!std::string(RYNVEL_EMULATOR).empty()) {
+        GTEST_SKIP() << "the shell runs the program without an emulator";
+    }
+    run("save file8 s");
+    const std::string pipe = m_folder.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string line :
+         {"(sleep 0.2; cat s) > pipe & exec \"$0\" --map tests.svd restore file8 pipe --timeout 1m",
+          "(sleep 0.2; cat s) | \"$0\" --map tests.svd restore file8 /dev/stdin"}) {
+        m_folder.store("registers8", "\x01\x02\x09");
+        expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 0,
+                     "file8 C: 0x09 -> 0x03\n", "", line);
+    }
+    expectEnding(
+        runProgram("/bin/sh", {"-c", ": | \"$0\" --map tests.svd restore file8 /dev/stdin", RYNVELCTL_FOR_TESTS},
+                   m_folder.path()),
+        2, "", "/dev/stdin:1: error: not well-formed JSON: syntax error while parsing value - unexpected end of input");
 }
 
 TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
