@@ -81,7 +81,15 @@ CheckedMap check(const std::string& file, const Common::Deadline& deadline) {
     return checked;
 }
 
+/** @param path a file or a folder. */
+void requireMaps(const std::string& path) {
+    if (Maps::MapCatalog({path}).files().empty()) {
+        throw usageError(path + ": the folder has no register map (the names of maps end in .svd)");
+    }
+}
+
 void checkMaps(const CommandContext& context, const CheckOptions& options) {
+    std::for_each(options.files.begin(), options.files.end(), requireMaps);
     const Maps::MapCatalog catalog(options.files);
     MapCheck maps;
     for (const std::string& file : catalog.files()) {

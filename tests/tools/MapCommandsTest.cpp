@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "DescribedDevice.h"
@@ -92,6 +94,15 @@ TEST_F(MapCommands, CheckAllMapsAndFailIfOneIsBroken) {
                  "[{\"file\":\"broken.svd\",\"usable\":false,\"peripherals\":0,\"registers\":0,\"diagnostics\":["
                  "{\"line\":1,\"severity\":\"error\",\"text\":\"the device has no peripherals\"}]}]\n",
                  "maps check: 1 of 1 map cannot be used");
+}
+
+TEST_F(MapCommands, CheckNoFolderWithoutMaps) {
+    m_folder.store("a.svd", mapOfPeripherals(peripheralOf("P", "", oneRegister)));
+    std::filesystem::create_directory(m_folder.path() + "/none");
+    m_folder.store("none/map.xml", "");
+    expectFailure("maps check none", 2, "none: the folder has no register map (the names of maps end in .svd)");
+    expectFailure("maps check a.svd none --json", 2,
+                  "none: the folder has no register map (the names of maps end in .svd)");
 }
 
 TEST_F(MapCommands, ShowNoControlCharactersOfAMap) {
