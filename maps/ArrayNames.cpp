@@ -81,18 +81,19 @@ bool hasPlaceholder(std::string_view text) { return text.find(placeholder) != st
 
 std::string withIndex(std::string_view text, std::string_view index) {
     std::string result;
-    for (std::size_t place = text.find(placeholder); place != std::string_view::npos; place = text.find(placeholder)) {
-        result.append(text.substr(0, place)).append(index);
-        text.remove_prefix(place + placeholder.size());
+    for (std::size_t position = text.find(placeholder); position != std::string_view::npos;
+         position = text.find(placeholder)) {
+        result.append(text.substr(0, position)).append(index);
+        text.remove_prefix(position + placeholder.size());
     }
     return result.append(text);
 }
 
 std::string withoutPlaceholder(std::string_view name) {
     std::string rest(name);
-    for (const std::string_view place : {std::string_view("[%s]"), placeholder}) {
-        for (std::size_t at = rest.find(place); at != std::string::npos; at = rest.find(place)) {
-            rest.erase(at, place.size());
+    for (const std::string_view spelling : {std::string_view("[%s]"), placeholder}) {
+        for (std::size_t at = rest.find(spelling); at != std::string::npos; at = rest.find(spelling)) {
+            rest.erase(at, spelling.size());
         }
     }
     return rest;

@@ -2,12 +2,16 @@
 #include "Consistency.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Bits.h"
+#include "Count.h"
 
 namespace Maps {
 
@@ -48,12 +52,29 @@ private:
         return !list.empty() && m_seen.insert(list.begin()).second;
     }
 
+    /** The lines of elements by a property that should be unique. */
+    template <typename Key>
+    using Lines = std::map<Key, std::size_t>;
+
+    /** Returns the line of the first element that has the property; none, and stores the line, if there is none. */
+    template <typename Key>
+    static std::optional<std::size_t> earlierLine(Lines<Key>& lines, const Key& key, std::size_t line) {
+        const auto [first, isNew] = lines.emplace(key, line);
+        return isNew ? std::nullopt : std::optional<std::size_t>(first->second);
+    }
+
+    void warnOfRepetition(const std::string& kind, const std::string& name, std::size_t line,
+                          const std::string& property, std::size_t earlier) {
+        m_warnings.add(line, kind + " " + name + " has the same " + property + " as the " + kind + " in line " +
+                                 std::to_string(earlier));
+    }
+
     template <typename T, typename NameOf>
     void checkNames(const std::string& kind, const SharedList<T>& elements, NameOf uniqueName) {
-        std::set<std::string> names;
+        Lines<std::string> lines;
         for (const T& element : elements) {
-            if (!names.insert(uniqueName(element)).second) {
-                m_warnings.add(element.line, kind + " " + nameOf(element) + " has the same name as another one");
+            if (const auto line = earlierLine(lines, uniqueName(element), element.line)) {
+                warnOfRepetition(kind, nameOf(element), element.line, "name", *line);
             }
         }
     }
@@ -93,7 +114,7 @@ private:
             extents.push_back({field.lsb, field.msb, &field});
             if (field.msb >= aRegister.size) {
                 m_warnings.add(field.line, "field " + nameOf(field) + " is outside the " +
-                                               std::to_string(aRegister.size) + " bits of its register");
+                                               Common::counted(aRegister.size, "bit") + " of its register");
             }
             for (const Enumeration& enumeration : field.enumerations) {
                 checkValues(enumeration, field);
@@ -138,18 +159,29 @@ private:
         }
         const unsigned int width = field.msb - field.lsb + 1;
         const std::uint64_t highest = lowBits(width);
-        std::set<std::string> names;
-        std::set<std::pair<std::uint64_t, std::uint64_t>> values;
         for (const EnumeratedValue& value : enumeration.values) {
             if (value.value > highest) {
                 m_warnings.add(value.line, "enumerated value '" + value.name + "' does not fit in the " +
-                                               std::to_string(width) + " bits of field " + nameOf(field));
+                                               Common::counted(width, "bit") + " of field " + nameOf(field));
             }
-            if (!value.name.empty() && !names.insert(value.name).second) {
-                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the same name as another one");
+        }
+        checkRepetitions(enumeration);
+    }
+
+    void checkRepetitions(const Enumeration& enumeration) {
+        const std::string kind = "enumerated value";
+        Lines<std::string> names;
+        Lines<std::pair<std::uint64_t, std::uint64_t>> values;
+        for (const EnumeratedValue& value : enumeration.values) {
+            const std::string name = "'" + value.name + "'";
+            const auto sameName = value.name.empty() ? std::nullopt : earlierLine(names, value.name, value.line);
+            if (sameName) {
+                warnOfRepetition(kind, name, value.line, "name", *sameName);
             }
-            if (!value.isDefault && !values.emplace(value.value, value.mask).second) {
-                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the same value as another one");
+            const auto sameValue =
+                value.isDefault ? std::nullopt : earlierLine(values, {value.value, value.mask}, value.line);
+            if (sameValue) {
+                warnOfRepetition(kind, name, value.line, "value", *sameValue);
             }
         }
     }

@@ -115,11 +115,12 @@ const Tags<EnumerationTarget>& enumerationTags() {
 }
 
 void readEnumeration(Definition& field, const Element& element) {
-    // The format allows two enumeratedValues for a field, one for reading and one for writing.
+    // The format allows two enumeratedValues for a field, one for reading and one for writing. The reader accepts more,
+    // but limits them, because a program searches all of them for the name of a value.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("the field has more than " + std::to_string(most) +
-                     " enumeratedValues (this one and later ones are not used)");
+                     " enumeratedValues: this one and later ones are not used");
         return;
     }
     EnumerationDefinition definition;
@@ -134,7 +135,7 @@ void readEnumeration(Definition& field, const Element& element) {
     }
     if (!target.values.empty()) {
         if (!definition.derivedFrom.empty()) {
-            element.warn("enumeratedValues are derived and also contain values (these are used)");
+            element.warn("enumeratedValues are derived and also contain values: the values are used");
         }
         definition.values = SharedList<EnumeratedValue>(std::move(target.values));
     }
@@ -202,7 +203,7 @@ void readRange(std::optional<WriteConstraint>& constraint, const Element& elemen
     RangeLimits range;
     rangeTags().readInto(range, element);
     if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
-        element.warn("a range needs a minimum and a maximum that is at least the minimum (the range is not used)");
+        element.warn("a range is not used (give a minimum, and a maximum that is at least the minimum)");
         return;
     }
     constraint = {WriteConstraint::Kind::Range, *range.minimum, *range.maximum};
@@ -357,7 +358,7 @@ void readChild(Definition& parent, const Element& element) {
 void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
     element.expectNoAttributes();
     if (parent.children) {
-        element.warn("element '" + std::string(element.tag()) + "' occurs twice (both are used)");
+        element.warn("element '" + std::string(element.tag()) + "' occurs twice: both are used");
     }
     tags.readInto(parent, element);
 }
@@ -512,7 +513,7 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
         element.warn("the device has no version");
     }
     if (!device.addressUnitBits || !device.width) {
-        element.warn("the device has no addressUnitBits or no width (8 and 32 are assumed)");
+        element.warn("the device has no addressUnitBits or no width: 8 and 32 are assumed");
     }
     warnOfMissing(device, element);
 }

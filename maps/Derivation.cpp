@@ -179,7 +179,7 @@ const Definition& Derivation::resolve(const Definition& own) {
         const auto [known, isNew] = m_resolved.try_emplace(at, nullptr);
         if (!isNew) {
             if (known->second == nullptr) {
-                m_warnings.add(at->line, describe(*at) + " is derived from itself (derivedFrom is ignored)");
+                m_warnings.add(at->line, describe(*at) + " is derived from itself: derivedFrom is not used");
             }
             at = known->second;
             break;

@@ -8,6 +8,7 @@
 
 #include "ArrayNames.h"
 #include "Bits.h"
+#include "Count.h"
 #include "Derivation.h"
 #include "TextEncoding.h"
 
@@ -47,7 +48,7 @@ struct Content {
 };
 
 /** The name of an element, its position in an array, and its distance from the first element of the array. */
-struct Place {
+struct Position {
     std::string name;
     ArrayElement element;
     std::uint64_t distance = 0;
@@ -98,9 +99,9 @@ private:
     // Arrays
 
     /** Returns the elements of an array in their order, or the only element of a definition that is not an array. */
-    std::vector<Place> positionsOf(const Definition& definition) {
+    std::vector<Position> positionsOf(const Definition& definition) {
         if (!definition.dimension.size) {
-            return {onlyPlace(definition)};
+            return {onlyPosition(definition)};
         }
         if (*definition.dimension.size == 0 || *definition.dimension.size > m_limits.arraySize) {
             warn(definition, "is an array of " + std::to_string(*definition.dimension.size) +
@@ -111,7 +112,7 @@ private:
         return elementsOf(definition);
     }
 
-    Place onlyPlace(const Definition& definition) {
+    Position onlyPosition(const Definition& definition) {
         const bool isTemplate = hasPlaceholder(definition.name);
         if (isTemplate) {
             warn(definition, "has a placeholder for an index, but no dim");
@@ -122,22 +123,22 @@ private:
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
 
-    std::vector<Place> elementsOf(const Definition& definition) {
+    std::vector<Position> elementsOf(const Definition& definition) {
         const auto array = std::make_shared<const Array>(arrayOf(definition));
         const std::vector<std::string> indexes = indexesOf(definition, array->size);
-        std::vector<Place> places;
+        std::vector<Position> positions;
         for (std::uint64_t i = 0; i < array->size; ++i) {
             const std::string& index = indexes[static_cast<std::size_t>(i)];
-            places.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
+            positions.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
         }
-        return places;
+        return positions;
     }
 
     Array arrayOf(const Definition& definition) {
         Array array;
         array.name = definition.name;
         if (!hasPlaceholder(array.name)) {
-            warn(definition, "is an array without a place for the index in its name ([%s] is added)");
+            warn(definition, "is an array without a placeholder for the index in its name: [%s] is added");
             array.name += "[%s]";
         }
         array.structName = definition.dimension.structName;
@@ -148,7 +149,7 @@ private:
             array.size = 1;
         }
         if (array.increment > UINT64_MAX / array.size) {
-            warn(definition, "is an array beyond 64 bits of addresses: only its first element is used");
+            warn(definition, "is an array whose offsets do not fit in 64 bits: only its first element is used");
             array.size = 1;
         }
         array.indexNames = definition.dimension.indexNames;
@@ -163,7 +164,7 @@ private:
         auto indexes = parseIndexes(text, m_limits.arraySize);
         if (!indexes || indexes->size() < size) {
             warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
-                                 std::to_string(size) + " indexes (the elements are numbered from 0)");
+                                 std::to_string(size) + " indexes: the elements are numbered from 0");
             return countedIndexes(size);
         }
         if (indexes->size() > *definition.dimension.size) {
@@ -173,20 +174,21 @@ private:
     }
 
     /** Returns the offset of an element; none, with a warning, if the offset does not fit in 64 bits. */
-    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
+    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Position& position) {
         const std::uint64_t offset = definition.offset.value_or(0);
-        if (place.distance > UINT64_MAX - offset) {
-            warn(definition, "is beyond 64 bits of addresses, and is not used");
+        if (position.distance > UINT64_MAX - offset) {
+            const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
+            warn(definition, "has " + subject + " that does not fit in 64 bits, and is not used");
             return std::nullopt;
         }
-        return offset + place.distance;
+        return offset + position.distance;
     }
 
     // Peripherals and clusters
 
     void addPeripherals(std::vector<Peripheral>& peripherals, const Definition& definition, const Properties& around) {
         if (!definition.offset) {
-            warn(definition, "has no baseAddress (0 is assumed)");
+            warn(definition, "has no baseAddress: 0 is assumed");
         }
         const Content content = contentOf(definition, refine(around, definition.properties), 0);
         Peripheral peripheral;
@@ -200,12 +202,12 @@ private:
         peripheral.registers = content.registers;
         peripheral.clusters = content.clusters;
         peripheral.line = definition.line;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto address = offsetAt(definition, place)) {
+        for (Position& position : positionsOf(definition)) {
+            if (const auto address = offsetAt(definition, position)) {
                 m_elements += content.elements + 1;
                 expectAtMost(definition, m_elements);
-                peripheral.name = std::move(place.name);
-                peripheral.arrayElement = std::move(place.element);
+                peripheral.name = std::move(position.name);
+                peripheral.arrayElement = std::move(position.element);
                 peripheral.baseAddress = *address;
                 peripherals.push_back(peripheral);
             }
@@ -260,13 +262,13 @@ private:
         cluster.clusters = content.clusters;
         cluster.line = definition.line;
         std::uint64_t elements = 0;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, place)) {
+        for (Position& position : positionsOf(definition)) {
+            if (const auto offset = offsetAt(definition, position)) {
                 countCreated(definition);
                 elements += content.elements + 1;
                 expectAtMost(definition, elements);
-                cluster.name = std::move(place.name);
-                cluster.arrayElement = std::move(place.element);
+                cluster.name = std::move(position.name);
+                cluster.arrayElement = std::move(position.element);
                 cluster.offset = *offset;
                 clusters.push_back(cluster);
             }
@@ -283,13 +285,13 @@ private:
         }
         Register aRegister = registerOf(definition, refine(around, definition.properties));
         std::uint64_t elements = 0;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, place)) {
+        for (Position& position : positionsOf(definition)) {
+            if (const auto offset = offsetAt(definition, position)) {
                 countCreated(definition);
                 elements += aRegister.fields.size() + 1;
                 expectAtMost(definition, elements);
-                aRegister.name = std::move(place.name);
-                aRegister.arrayElement = std::move(place.element);
+                aRegister.name = std::move(position.name);
+                aRegister.arrayElement = std::move(position.element);
                 aRegister.offset = *offset;
                 aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
                 aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
@@ -320,10 +322,10 @@ private:
             return *properties.access;
         }
         if (const auto access = accessOfFields(definition)) {
-            warn(definition, "has no access (the access of its fields is assumed)");
+            warn(definition, "has no access: the access of its fields is assumed");
             return *access;
         }
-        warn(definition, "has no access (read-write is assumed)");
+        warn(definition, "has no access: read-write is assumed");
         return Access::ReadWrite;
     }
 
@@ -353,12 +355,12 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has no valid size (32 bits are assumed)");
+            warn(definition, "has no size from 1 to " + std::to_string(highestBit) + " bits: 32 bits are assumed");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);
         if (size != 8 && size != 16 && size != 32 && size != widest) {
-            warn(definition, "has " + std::to_string(size) + " bits (8, 16, 32 or 64 are usual)");
+            warn(definition, "has " + Common::counted(size, "bit") + " (8, 16, 32 or 64 are usual)");
         }
         return size;
     }
@@ -370,11 +372,11 @@ private:
             aRegister.resetValue = *properties.resetValue & bits;
         }
         if (properties.resetValue.value_or(0) > bits) {
-            warn(definition, "has a reset value that does not fit in its " + std::to_string(aRegister.size) + " bits");
+            warn(definition, "has a reset value that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
         // Does not check the mask of an outer element, which may be for wider registers, too.
         if (definition.properties.resetMask.value_or(0) > bits) {
-            warn(definition, "has a reset mask that does not fit in its " + std::to_string(aRegister.size) + " bits");
+            warn(definition, "has a reset mask that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
     }
 
@@ -423,15 +425,15 @@ private:
         field.writeConstraint =
             definition.writeConstraint ? definition.writeConstraint : inheritedConstraint(aRegister, field);
         field.line = definition.line;
-        for (Place& place : positionsOf(definition)) {
-            if (place.distance > highestBit - bits->second) {
-                warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and is not used");
+        for (Position& position : positionsOf(definition)) {
+            if (position.distance > highestBit - bits->second) {
+                warn(definition, "has bits higher than bit " + std::to_string(highestBit) + ", and is not used");
                 return;
             }
-            field.lsb = static_cast<unsigned int>(bits->first + place.distance);
-            field.msb = static_cast<unsigned int>(bits->second + place.distance);
-            field.name = std::move(place.name);
-            field.arrayElement = std::move(place.element);
+            field.lsb = static_cast<unsigned int>(bits->first + position.distance);
+            field.msb = static_cast<unsigned int>(bits->second + position.distance);
+            field.name = std::move(position.name);
+            field.arrayElement = std::move(position.element);
             countCreated(definition);
             fields.push_back(field);
         }
@@ -447,10 +449,10 @@ private:
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
         if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
-            warn(definition, "has a width that contradicts its most significant bit (the width is ignored)");
+            warn(definition, "has a width that contradicts its most significant bit: the width is not used");
         }
         if (msb < *bits.lsb) {
-            warn(definition, "has its most significant bit below its least significant one (they are swapped)");
+            warn(definition, "has its most significant bit below its least significant one: they are swapped");
         }
         return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
     }

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "Bits.h"
+#include "Count.h"
 #include "NearestName.h"
 #include "Number.h"
 #include "ScaledNumber.h"
@@ -40,6 +41,8 @@ const EnumeratedValue* nameOf(const Field& field, Usage usage, std::uint64_t num
     return exact != nullptr ? exact
                             : firstValue(field, usage, [](const EnumeratedValue& each) { return each.isDefault; });
 }
+
+unsigned int widthOf(const Field& field) { return field.msb - field.lsb + 1; }
 
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
@@ -89,23 +92,23 @@ bool isConstrained(const Field& field, const MaskedValue& written) {
     return (bits & ~written.mask) == 0 && neutralValue(field.modifiedWrite, bits) != (written.value & bits);
 }
 
-std::string subjectOf(const LocatedRegister& place) { return "register " + place.name; }
+std::string subjectOf(const LocatedRegister& located) { return "register " + located.name; }
 
-std::string subjectOf(const LocatedRegister& place, const Field& field) {
-    return "field " + place.name + '.' + field.name;
+std::string subjectOf(const LocatedRegister& located, const Field& field) {
+    return "field " + located.name + '.' + field.name;
 }
 
 /** A field that an assignment names. */
 class AssignedField {
 public:
-    AssignedField(const LocatedRegister& place, const std::string& name)
-        : m_field(fieldOf(place, name)), m_subject(subjectOf(place, m_field)) {
+    AssignedField(const LocatedRegister& located, const std::string& name)
+        : m_field(fieldOf(located, name)), m_subject(subjectOf(located, m_field)) {
         if (!isWritable(m_field.access)) {
             throw RefusedValue(refusal(" is read-only"));
         }
-        if (!isInside(m_field, *place.contents)) {
+        if (!isInside(m_field, *located.contents)) {
             throw RefusedValue(
-                refusal(" is outside the " + std::to_string(place.contents->size) + " bits of its register"));
+                refusal(" is outside the " + Common::counted(located.contents->size, "bit") + " of its register"));
         }
     }
 
@@ -122,16 +125,29 @@ public:
         return number;
     }
 
+    /** @throws RefusedValue if the field has a bit of one of the other assigned fields. */
+    void requireApartFrom(const std::vector<const Field*>& others) const {
+        for (const Field* const other : others) {
+            if (other == &m_field) {
+                throw RefusedValue(refusal(" is assigned twice (assign it once)"));
+            }
+            if ((maskOf(*other) & maskOf(m_field)) != 0) {
+                throw RefusedValue(
+                    refusal(" overlaps field " + other->name + ", which is also assigned (assign only one of them)"));
+            }
+        }
+    }
+
 private:
-    static const Field& fieldOf(const LocatedRegister& place, const std::string& name) {
-        const Field* const field = findField(*place.contents, name);
+    static const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
+        const Field* const field = findField(*located.contents, name);
         if (field == nullptr) {
             std::vector<std::string> names;
-            for (const Field& each : place.contents->fields) {
+            for (const Field& each : located.contents->fields) {
                 names.push_back(each.name);
             }
             const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-            throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
+            throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) +
                                (question.empty() ? "" : " (" + question + ')'));
         }
         return *field;
@@ -153,8 +169,8 @@ private:
     std::uint64_t fittingNumber(const std::string& text) const {
         const auto number = numberIn(text);
         if (!number || *number > highestOf(m_field)) {
-            throw RefusedValue(refusal(": " + quoted(text) + " does not fit in " +
-                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
+            throw RefusedValue(
+                refusal(": " + quoted(text) + " does not fit in " + Common::counted(widthOf(m_field), "bit")));
         }
         return *number;
     }
@@ -172,7 +188,7 @@ private:
         }
         if (named.value > highestOf(m_field)) {
             throw RefusedValue(refusal(": the value of " + quoted(named.name) + " does not fit in " +
-                                       std::to_string(m_field.msb - m_field.lsb + 1) + " bits"));
+                                       Common::counted(widthOf(m_field), "bit")));
         }
         return named.value;
     }
@@ -185,7 +201,7 @@ private:
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
 
-std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
+std::uint64_t highestOf(const Field& field) { return lowBits(widthOf(field)); }
 
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
 
@@ -231,15 +247,15 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
     return values;
 }
 
-MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
+MaskedValue encode(const LocatedRegister& located, const std::vector<Assignment>& assignments) {
     MaskedValue result;
+    std::vector<const Field*> earlier;
     for (const Assignment& assignment : assignments) {
-        const AssignedField assigned(place, assignment.field);
+        const AssignedField assigned(located, assignment.field);
         const Field& field = assigned.field();
         const std::uint64_t number = assigned.parse(assignment.value);
-        if ((result.mask & maskOf(field)) != 0) {
-            throw RefusedValue(assigned.refusal(" is assigned twice, or overlaps another one"));
-        }
+        assigned.requireApartFrom(earlier);
+        earlier.push_back(&field);
         result.value |= number << field.lsb;
         result.mask |= maskOf(field);
     }
@@ -264,34 +280,34 @@ std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint
     return std::nullopt;
 }
 
-void requireInRange(const LocatedRegister& place, const MaskedValue& written) {
-    const auto& constraint = place.contents->writeConstraint;
+void requireInRange(const LocatedRegister& located, const MaskedValue& written) {
+    const auto& constraint = located.contents->writeConstraint;
     const std::uint64_t lowest = written.value & written.mask;
-    const std::uint64_t highest = lowest | (bitsOf(*place.contents) & ~written.mask);
+    const std::uint64_t highest = lowest | (bitsOf(*located.contents) & ~written.mask);
     if (constraint && constraint->kind == WriteConstraint::Kind::Range &&
         (lowest > constraint->maximum || highest < constraint->minimum)) {
-        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(lowest) + " may not be written (from " +
+        throw RefusedValue(subjectOf(located) + ": value " + std::to_string(lowest) + " is not allowed (write " +
                            std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
     }
 }
 
-void requireAllowed(const LocatedRegister& place, const MaskedValue& written) {
-    const Register& contents = *place.contents;
+void requireAllowed(const LocatedRegister& located, const MaskedValue& written) {
+    const Register& contents = *located.contents;
     const std::uint64_t bits = bitsOf(contents);
     if ((written.value & ~bits) != 0) {
-        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(written.value) + " does not fit in " +
-                           std::to_string(contents.size) + " bits");
+        throw RefusedValue(subjectOf(located) + ": value " + std::to_string(written.value) + " does not fit in " +
+                           Common::counted(contents.size, "bit"));
     }
     if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
-        throw RefusedValue(subjectOf(place) + onlyAsRead);
+        throw RefusedValue(subjectOf(located) + onlyAsRead);
     }
-    requireInRange(place, written);
+    requireInRange(located, written);
     for (const Field& field : contents.fields) {
         if (isWritable(field.access) && isInside(field, contents) && isConstrained(field, written)) {
             const std::uint64_t number = decode(field, written.value).value;
             const std::string reason = reasonToRefuse(field, number, std::to_string(number));
             if (!reason.empty()) {
-                throw RefusedValue(subjectOf(place, field) + reason);
+                throw RefusedValue(subjectOf(located, field) + reason);
             }
         }
     }

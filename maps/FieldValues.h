@@ -23,7 +23,7 @@ namespace Maps {
  */
 bool isInside(const Field& field, const Register& aRegister);
 
-/** Returns the highest value of a field, up to that of 64 bits. */
+/** Returns the highest value of a field, at most the highest value of 64 bits. */
 std::uint64_t highestOf(const Field& field);
 
 /** Returns the mask of a field, which must be inside its register. */
@@ -94,21 +94,21 @@ public:
  * - A value is neither a number nor a name that the field has for writing, or it is both and means two numbers.
  * - A number does not fit in the field, or breaks its write constraint.
  */
-MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);
+MaskedValue encode(const LocatedRegister& located, const std::vector<Assignment>& assignments);
 
 /** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
 /** @throws RefusedValue if a register has a range, and no value of the bits outside the mask is inside the range. */
-void requireInRange(const LocatedRegister& place, const MaskedValue& written);
+void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**
  * Checks a value for a register, which the user gives without names of fields.
  *
- * @throws RefusedValue if the value does not fit, or breaks a write constraint: that of a field all of whose bits are
- * written, or that of the register.
+ * @throws RefusedValue if the value does not fit, or breaks a write constraint: the constraint of a field all of whose
+ * bits are written, or the constraint of the register.
  */
-void requireAllowed(const LocatedRegister& place, const MaskedValue& written);
+void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 
 } // namespace Maps
 

@@ -39,8 +39,8 @@ constexpr Remedy byMask{"also select all bits of ", " with the mask"};
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const LocatedRegister& place, const MaskedValue& assigned, const Remedy& remedy)
-        : m_place(place), m_assigned(assigned), m_remedy(remedy) {}
+    Plan(const LocatedRegister& located, const MaskedValue& assigned, const Remedy& remedy)
+        : m_located(located), m_assigned(assigned), m_remedy(remedy) {}
 
     /** Returns the bits to write. */
     MaskedValue written() const {
@@ -61,11 +61,11 @@ public:
     void requireReadable(bool hasReadEffect) const {
         if (!isReadable(contents().access)) {
             throw RefusedValue(
-                refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values",
+                refusal("register " + m_located.name + " is write-only, so its other fields cannot keep their values",
                         otherFields()));
         }
         if (hasReadEffect) {
-            throw RefusedValue(refusal("reading register " + m_place.name +
+            throw RefusedValue(refusal("reading register " + m_located.name +
                                            " has a side effect, so its other fields cannot keep their values",
                                        otherFields()));
         }
@@ -78,12 +78,12 @@ public:
             otherFields([&reasonFor](const Field& field) { return !reasonFor(field).empty(); });
         if (!lost.empty()) {
             throw RefusedValue(
-                refusal("field " + m_place.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
+                refusal("field " + m_located.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
         }
     }
 
 private:
-    const Register& contents() const { return *m_place.contents; }
+    const Register& contents() const { return *m_located.contents; }
 
     std::vector<const Field*> otherFields() const {
         return otherFields([](const Field&) { return true; });
@@ -126,17 +126,17 @@ private:
         return problem + " (" + m_remedy.before + names + m_remedy.after + ")";
     }
 
-    const LocatedRegister& m_place;
+    const LocatedRegister& m_located;
     const MaskedValue& m_assigned;
     const Remedy& m_remedy;
 };
 
 /** @throws RefusedValue if a register without fields cannot keep the bits outside a mask. */
-void requireOtherBitsKept(const LocatedRegister& place, std::uint64_t mask) {
-    const Register& contents = *place.contents;
+void requireOtherBitsKept(const LocatedRegister& located, std::uint64_t mask) {
+    const Register& contents = *located.contents;
     if (contents.fields.empty() && (bitsOf(contents) & ~mask) != 0 &&
         !reasonToChange(contents.access, contents.modifiedWrite).empty()) {
-        throw RefusedValue("register " + place.name +
+        throw RefusedValue("register " + located.name +
                            ": the bits outside the mask cannot keep their values (leave out the mask)");
     }
 }
@@ -148,30 +148,30 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect) {
-    const Register& contents = *place.contents;
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<Assignment>& assignments, bool hasReadEffect) {
+    const Register& contents = *located.contents;
     FieldWrite write;
-    write.assigned = encode(place, assignments);
-    const Plan plan(place, write.assigned, byAssignment);
+    write.assigned = encode(located, assignments);
+    const Plan plan(located, write.assigned, byAssignment);
     if (!plan.isComplete()) {
         plan.requireReadable(hasReadEffect);
     }
     plan.requireKept();
     write.written = plan.written();
     write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
-    requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
+    requireInRange(located, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
     for (const Assignment& assignment : assignments) {
         write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
     }
     return write;
 }
 
-MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected) {
-    const Plan plan(place, selected, byMask);
+MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected) {
+    const Plan plan(located, selected, byMask);
     plan.requireKept();
-    requireOtherBitsKept(place, selected.mask);
+    requireOtherBitsKept(located, selected.mask);
     const MaskedValue written = plan.written();
-    requireInRange(place, written);
+    requireInRange(located, written);
     return written;
 }
 

@@ -18,7 +18,7 @@ struct FieldWrite {
     std::vector<FieldValue> fields;
     /** The bits of the assigned fields. */
     MaskedValue assigned;
-    /** The bits to write: also those of the other fields that keep their values only if a certain bit is written. */
+    /** The bits to write: also the bits of other fields that keep their values only if a certain bit is written. */
     MaskedValue written;
     /** Whether to write the whole register without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;
@@ -37,18 +37,18 @@ bool hasReadEffect(const Register& aRegister);
  * @throws RefusedValue as encode() does, for a value outside the range of the register, and if another writable field
  * cannot keep its value. Such a field changes with every write, or its value cannot be read and written back.
  */
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect);
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<Assignment>& assignments, bool hasReadEffect);
 
 /**
  * Plans a masked write that changes no bit outside its mask.
  *
- * @param place can be read, and reading its address has no side effect.
+ * @param located can be read, and reading its address has no side effect.
  * @param selected the bits to change. The value has no bits outside the mask.
  * @return the bits to write: also those that keep their values only if a certain bit is written.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
  * mask cannot keep its value as in planWrite(). A register without fields is like one field.
  */
-MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected);
+MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected);
 
 } // namespace Maps
 

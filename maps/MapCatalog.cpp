@@ -47,8 +47,8 @@ std::vector<std::string> mapsOf(const std::string& folder) {
 void requireByteAddresses(const DeviceDescription& description) {
     constexpr unsigned int byteBits = 8;
     if (description.map->addressUnitBits != byteBits) {
-        throw UnusableMap(description.file + ": an address selects " +
-                          std::to_string(description.map->addressUnitBits) + " bits (8 are supported)");
+        throw UnusableMap(description.file + ": addressUnitBits is " +
+                          std::to_string(description.map->addressUnitBits) + " (only 8 is supported)");
     }
 }
 

@@ -89,8 +89,8 @@ private:
                                         const SharedList<Cluster>& clusters, const LocatedRegister& around) const {
         for (const Register& contents : registers) {
             if (isMeant(contents, path.first)) {
-                const LocatedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
-                if (auto found = findPart(place, std::string(path.rest))) {
+                const LocatedRegister located{around.name + contents.name, around.offset + contents.offset, &contents};
+                if (auto found = findPart(located, std::string(path.rest))) {
                     return found;
                 }
             }
@@ -111,12 +111,12 @@ private:
                name == m_peripheral.prependToName + contents.name + m_peripheral.appendToName;
     }
 
-    static std::optional<NamedRegister> findPart(const LocatedRegister& place, const std::string& field) {
+    static std::optional<NamedRegister> findPart(const LocatedRegister& located, const std::string& field) {
         if (field.empty()) {
-            return NamedRegister{place, nullptr};
+            return NamedRegister{located, nullptr};
         }
-        const Field* const found = findField(*place.contents, field);
-        return found == nullptr ? std::nullopt : std::optional<NamedRegister>({place, found});
+        const Field* const found = findField(*located.contents, field);
+        return found == nullptr ? std::nullopt : std::optional<NamedRegister>({located, found});
     }
 
     const Peripheral& m_peripheral;
@@ -137,13 +137,13 @@ std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::
     const std::size_t dot = name.rfind('.');
     const auto around = dot == std::string::npos ? std::nullopt : findRegister(peripheral, name.substr(0, dot));
     if (around && around->field == nullptr) {
-        for (const Field& field : around->place.contents->fields) {
-            names.push_back(around->place.name + "." + field.name);
+        for (const Field& field : around->located.contents->fields) {
+            names.push_back(around->located.name + "." + field.name);
         }
         return names;
     }
     forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
-                    [&names](const LocatedRegister& place) { names.push_back(place.name); });
+                    [&names](const LocatedRegister& located) { names.push_back(located.name); });
     return names;
 }
 
@@ -166,7 +166,7 @@ const Peripheral* findPeripheral(const Device& map, const std::string& deviceNam
 std::vector<LocatedRegister> registersOf(const Peripheral& peripheral) {
     std::vector<LocatedRegister> registers;
     forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
-                    [&registers](LocatedRegister place) { registers.push_back(std::move(place)); });
+                    [&registers](LocatedRegister located) { registers.push_back(std::move(located)); });
     std::stable_sort(registers.begin(), registers.end(),
                      [](const LocatedRegister& a, const LocatedRegister& b) { return a.offset < b.offset; });
     return registers;

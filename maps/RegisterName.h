@@ -38,7 +38,7 @@ std::vector<LocatedRegister> registersOf(const Peripheral& peripheral);
 
 /** The register or field that a name selects. */
 struct NamedRegister {
-    LocatedRegister place;
+    LocatedRegister located;
     /** The field; null if the name selects the whole register. */
     const Field* field = nullptr;
 };

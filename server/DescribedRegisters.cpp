@@ -25,21 +25,21 @@ struct Descriptions {
 
 /** @param described a register or a field. */
 template <typename T>
-RegisterBits behaviourOf(const T& described, std::uint64_t mask, std::uint64_t resetValue) {
+RegisterBits behaviorOf(const T& described, std::uint64_t mask, std::uint64_t resetValue) {
     return {mask, resetValue & mask, described.access, described.readAction, described.modifiedWrite};
 }
 
-Descriptions behaviourOf(const Maps::Register& described) {
+Descriptions behaviorOf(const Maps::Register& described) {
     const std::uint64_t resetValue = described.resetValue.value_or(0) & described.resetMask;
     std::uint64_t withoutField = Maps::bitsOf(described);
     BitsList fields;
     for (const Maps::Field& field : described.fields) {
         if (Maps::isInside(field, described)) {
-            fields.push_back(behaviourOf(field, Maps::maskOf(field), resetValue));
+            fields.push_back(behaviorOf(field, Maps::maskOf(field), resetValue));
             withoutField &= ~Maps::maskOf(field);
         }
     }
-    const RegisterBits others = behaviourOf(described, withoutField, resetValue);
+    const RegisterBits others = behaviorOf(described, withoutField, resetValue);
     return fields.empty() ? Descriptions{{others}, {}} : Descriptions{std::move(fields), {others}};
 }
 
@@ -136,10 +136,10 @@ class BitsByIndex {
 public:
     explicit BitsByIndex(unsigned int width) : m_width(width) {}
 
-    void add(const Maps::LocatedRegister& place) {
-        const Descriptions descriptions = behaviourOf(*place.contents);
-        add(place.offset, descriptions.described, &Descriptions::described);
-        add(place.offset, descriptions.outsideFields, &Descriptions::outsideFields);
+    void add(const Maps::LocatedRegister& located) {
+        const Descriptions descriptions = behaviorOf(*located.contents);
+        add(located.offset, descriptions.described, &Descriptions::described);
+        add(located.offset, descriptions.outsideFields, &Descriptions::outsideFields);
     }
 
     DescribedRegisters registers() const {
@@ -181,8 +181,8 @@ private:
 
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width) {
     BitsByIndex bits(width);
-    for (const Maps::LocatedRegister& place : Maps::registersOf(peripheral)) {
-        bits.add(place);
+    for (const Maps::LocatedRegister& located : Maps::registersOf(peripheral)) {
+        bits.add(located);
     }
     return bits.registers();
 }

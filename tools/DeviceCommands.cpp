@@ -71,7 +71,7 @@ void list(const CommandContext& context, const NoOptions& /*options*/) {
 void info(const CommandContext& context, const InfoOptions& options) {
     const Target target = context.target(options.name);
     const auto device = openDevice(target, context.timeout());
-    context.output().print(DeviceInfo{target.name(), target.row.m_devicePath, target.backend(), target.width(),
+    context.output().print(DeviceInfo{target.name(), target.row.m_devicePath, target.typeName(), target.width(),
                                       device->mapSize(), device->interruptType(), device->descriptor()});
 }
 

@@ -16,7 +16,7 @@ SnapshotMap mapOf(const Maps::DeviceDescription& description) {
     return {description.file, description.map->name, description.map->version};
 }
 
-std::uint32_t offsetOf(const MappedRegister& mapped) { return static_cast<std::uint32_t>(mapped.place.offset); }
+std::uint32_t offsetOf(const MappedRegister& mapped) { return static_cast<std::uint32_t>(mapped.located.offset); }
 
 SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
     const std::uint32_t word = device.read(mapped.range);

@@ -39,13 +39,13 @@ const std::vector<HelpSection> helpSections{
       "what the map does not allow, before it opens the device.",
       "To write several fields of a register with one write, give FIELD=VALUE for each. The value of a field is a "
       "number "
-      "or the name of an enumerated value. The other fields keep their values. If a field cannot, the write is "
-      "refused."}},
+      "or the name of an enumerated value. The other fields keep their values. If a field cannot keep its value, the "
+      "command refuses the write."}},
     {"Register maps",
      {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
       "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
       "The program searches the files and folders of --map. Without --map, it searches those in the environment "
-      "variable RYNVEL_MAPS, separated by colons. Without both, it searches /etc/rynvel/maps and the folder "
+      "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
       "share/rynvel/maps of the installation. The first description of a device is used."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
@@ -55,8 +55,8 @@ const std::vector<HelpSection> helpSections{
     {"Time-outs",
      {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
       "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
-      "command ends with status 4. The output until then is already printed. The command cannot interrupt a "
-      "driver of this machine: during a call to the driver, it waits until the call returns.",
+      "command ends with status 4. The command has then printed the output up to that time. The command cannot "
+      "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Saved registers",
@@ -73,21 +73,21 @@ const std::vector<HelpSection> helpSections{
       "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
       "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, the "
       "device raises the interrupt again at once.",
-      "irq raise works with servers that simulate their devices."}},
+      "irq raise works only with a server that runs with --simulate."}},
     {"Traces",
-     {"The tracing library selects the destination of the library's traces. The default is standard error. Traces are "
-      "off if you "
-      "set neither --trace nor the environment variable ZILTRACE.",
+     {"The traces of librynvel are written to standard error, unless the tracing library is configured otherwise. "
+      "Traces are off if you set neither --trace nor the environment variable ZILTRACE.",
       "With a server, Rynvel.Client=7 shows the records that the command and the server exchange."}},
     {"Completion",
      {"The installation contains completion for bash and zsh. Both call rynvelctl: "
-      "rynvelctl --complete WORD... prints the possible completions of the last word, which may be empty."}},
+      "rynvelctl --complete WORD... prints the possible completions of the last WORD. The last WORD may be "
+      "empty."}},
     {"Exit status",
      {"0: the command succeeded, or standard output no longer has a reader. 1: the operation failed. 2: the command "
       "line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
       "On this machine, where the map of a device is known, an address outside the map counts as a wrong command line. "
-      "For all other devices, the driver or the server has to refuse the address, and the operation fails. If a read "
-      "fails, dump prints the registers that it has read so far.",
+      "For all other devices, the driver or the server checks the address. If it refuses the address, the operation "
+      "fails. If a read fails, dump prints the registers that it has read so far.",
       "An error message is one line on standard error."}},
 };
 

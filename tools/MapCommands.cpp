@@ -116,11 +116,11 @@ void describe(const CommandContext& context, const DescribeOptions& options) {
     const Target target = context.target(options.name);
     const RegisterMap map = context.registerMap(target);
     if (options.element.empty()) {
-        context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.places()}));
+        context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.locatedRegisters()}));
         return;
     }
     const Maps::NamedRegister named = map.named(options.element);
-    context.output().print(MapReport(DescribedRegister{target.name(), named, map.obstacleTo(named.place)}));
+    context.output().print(MapReport(DescribedRegister{target.name(), named, map.obstacleTo(named.located)}));
 }
 
 void addMapFileCommands(const Common::Command& program, Action& chosen) {

@@ -13,7 +13,7 @@ using Words = std::vector<std::string>;
 /** Returns the register that a name without a field selects; null for any other name. */
 const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::string& name) {
     const auto found = Maps::findRegister(peripheral, name);
-    return found && found->field == nullptr ? found->place.contents : nullptr;
+    return found && found->field == nullptr ? found->located.contents : nullptr;
 }
 
 /** Returns the names of the values that can be written to a field, each with `before` in front of it. */
@@ -41,9 +41,9 @@ bool MapCompletion::isUsable(const Element& element) const {
 
 std::vector<std::string> MapCompletion::registers() const {
     Words words;
-    for (const Maps::LocatedRegister& place : Maps::registersOf(m_peripheral)) {
-        if (isUsable(*place.contents)) {
-            words.push_back(place.name);
+    for (const Maps::LocatedRegister& located : Maps::registersOf(m_peripheral)) {
+        if (isUsable(*located.contents)) {
+            words.push_back(located.name);
         }
     }
     return words;
@@ -69,7 +69,7 @@ std::vector<std::string> MapCompletion::values(const std::string& name, const st
         return found ? valuesOf(*found->field, "") : Words();
     }
     Words words;
-    for (const Maps::Field& field : found->place.contents->fields) {
+    for (const Maps::Field& field : found->located.contents->fields) {
         const std::string assignment = field.name + '=';
         const bool isAssigned = word.compare(0, assignment.size(), assignment) == 0;
         const Words values = isAssigned ? valuesOf(field, assignment) : Words{assignment};

@@ -80,9 +80,9 @@ std::string resetValueOf(const Maps::Register& contents) {
 std::string format(const DescribedDevice& device) {
     const Maps::Peripheral& peripheral = *device.description.peripheral;
     Rows rows{{"OFFSET", "REGISTER", "BITS", "ACCESS", "RESET", "DESCRIPTION"}};
-    for (const Maps::LocatedRegister& place : device.registers) {
-        const Maps::Register& contents = *place.contents;
-        rows.push_back({hexadecimal(place.offset), printable(place.name), std::to_string(contents.size),
+    for (const Maps::LocatedRegister& located : device.registers) {
+        const Maps::Register& contents = *located.contents;
+        rows.push_back({hexadecimal(located.offset), printable(located.name), std::to_string(contents.size),
                         wordsFor(contents.access), resetValueOf(contents), printable(contents.description.str())});
     }
     return joinLines({headingOf(device.device, peripheral.description.str()),
@@ -106,9 +106,9 @@ void addBehaviour(Rows& rows, const Element& element) {
 }
 
 Rows propertiesOf(const DescribedRegister& described) {
-    const Maps::LocatedRegister& place = described.named.place;
-    const Maps::Register& contents = *place.contents;
-    Rows rows{{"offset:", hexadecimal(place.offset)}, {"width:", counted(contents.size, "bit")}};
+    const Maps::LocatedRegister& located = described.named.located;
+    const Maps::Register& contents = *located.contents;
+    Rows rows{{"offset:", hexadecimal(located.offset)}, {"width:", counted(contents.size, "bit")}};
     addBehaviour(rows, contents);
     if (contents.resetValue) {
         const std::string bits = contents.resetMask == Maps::bitsOf(contents)
@@ -181,9 +181,9 @@ void addValues(Lines& lines, const Maps::Field& field) {
 }
 
 std::string formatRegister(const DescribedRegister& described) {
-    const Maps::LocatedRegister& place = described.named.place;
-    const Maps::Register& contents = *place.contents;
-    Lines lines{headingOf(described.device + ' ' + place.name, contents.description.str()), "",
+    const Maps::LocatedRegister& located = described.named.located;
+    const Maps::Register& contents = *located.contents;
+    Lines lines{headingOf(described.device + ' ' + located.name, contents.description.str()), "",
                 TextTable(propertiesOf(described)).text()};
     if (!contents.fields.empty()) {
         lines.insert(lines.end(), {"", bitDiagram(contents), "", tableOfFields(contents)});
@@ -195,12 +195,12 @@ std::string formatRegister(const DescribedRegister& described) {
 }
 
 std::string formatField(const DescribedRegister& described) {
-    const Maps::LocatedRegister& place = described.named.place;
+    const Maps::LocatedRegister& located = described.named.located;
     const Maps::Field& field = *described.named.field;
-    Rows rows{{"register offset:", hexadecimal(place.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
+    Rows rows{{"register offset:", hexadecimal(located.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
     addBehaviour(rows, field);
-    rows.push_back({"reset value:", resetValueOf(field, *place.contents)});
-    Lines lines{headingOf(described.device + ' ' + place.name + '.' + field.name, field.description.str()), "",
+    rows.push_back({"reset value:", resetValueOf(field, *located.contents)});
+    Lines lines{headingOf(described.device + ' ' + located.name + '.' + field.name, field.description.str()), "",
                 TextTable(rows).text(widestLine)};
     addValues(lines, field);
     return joinLines(lines);

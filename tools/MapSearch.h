@@ -19,9 +19,9 @@ namespace Rynvelctl {
 class MapSearch {
 public:
     /**
-     * @param given the files and folders that the user gives. If there are none, the search uses those of the
-     * environment variable RYNVEL_MAPS, separated by colons. Without the variable, it uses the folder of this machine
-     * and the folder of the installation.
+     * @param given the files and folders that the user gives. If there are none, the search uses the files and folders
+     * in the environment variable RYNVEL_MAPS, separated by colons. Without the variable, it uses the folder of this
+     * machine and the folder of the installation.
      * @param deadline by which the maps must be read.
      */
     explicit MapSearch(std::vector<std::string> given, const Common::Deadline& deadline = {})

@@ -21,7 +21,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/** If several macros have the same name, those of the earliest rank keep it. */
+/** If several macros have the same name, the macros of the earliest rank keep it. */
 enum Rank { ofRegister, ofField, ofValue };
 
 struct Macro {
@@ -57,15 +57,16 @@ constexpr std::array<DirectionControls, 2> directionControls{{{"\xE2\x80", 0xAA,
 /** Returns a text that neither ends nor begins a comment, and that cannot change the direction of writing. */
 std::string forComment(std::string text) {
     for (const std::string mark : {"*/", "/*"}) {
-        for (std::size_t place = text.find(mark); place != std::string::npos; place = text.find(mark)) {
-            text.insert(place + 1, " ");
+        for (std::size_t position = text.find(mark); position != std::string::npos; position = text.find(mark)) {
+            text.insert(position + 1, " ");
         }
     }
     for (const auto& [start, first, last] : directionControls) {
-        for (std::size_t place = text.find(start); place != std::string::npos; place = text.find(start, place + 1)) {
-            const auto third = place + 2 < text.size() ? static_cast<unsigned char>(text[place + 2]) : 0U;
+        for (std::size_t position = text.find(start); position != std::string::npos;
+             position = text.find(start, position + 1)) {
+            const auto third = position + 2 < text.size() ? static_cast<unsigned char>(text[position + 2]) : 0U;
             if (third >= first && third <= last) {
-                text.replace(place, 3, "?");
+                text.replace(position, 3, "?");
             }
         }
     }
@@ -85,8 +86,9 @@ std::string parameter(std::size_t position, std::size_t count) {
 
 /** The names and the arrays that lead to an element of a map. */
 struct Path {
-    /** The names; `single` has the index of each array, and `shared` has none. */
+    /** The names, with the index of each array element. */
     Names single;
+    /** The same names, without the indexes. */
     Names shared;
     std::uint64_t offset = 0;
     std::vector<std::shared_ptr<const Maps::Array>> arrays{};
@@ -237,7 +239,7 @@ public:
     explicit Blocks(const RegisterMap& map)
         : m_scale{map.device().type.addressStride, Common::bytesOf(map.device().width())} {
         for (const MappedRegister& mapped : map.registers()) {
-            m_addresses.emplace(std::make_pair(mapped.place.contents, mapped.place.offset),
+            m_addresses.emplace(std::make_pair(mapped.located.contents, mapped.located.offset),
                                 mapped.range.deviceAddress());
         }
         const Maps::Peripheral& peripheral = *map.description().peripheral;
@@ -323,7 +325,7 @@ private:
     std::vector<Block> m_blocks;
 };
 
-/** Gives the macros their names, those of registers first. A macro that the header has already loses its name. */
+/** Gives the macros their names, first the macros of registers. A macro that the header has already loses its name. */
 void makeUnique(std::vector<Block>& blocks, MacroNames& names) {
     for (const Rank rank : {ofRegister, ofField, ofValue}) {
         for (Block& block : blocks) {
@@ -347,13 +349,13 @@ std::string textOf(const Block& block) {
 std::string introductionTo(const RegisterMap& map) {
     const Target& device = map.device();
     const Maps::DeviceDescription& description = map.description();
-    const std::string function =
-        (device.width() == 8 ? "Rynvel_read" : "Rynvel2_read") + std::to_string(device.width());
+    const std::string prefix = device.width() == 8 ? "Rynvel_" : "Rynvel2_";
+    const std::string width = std::to_string(device.width());
     const std::string file = std::filesystem::path(description.file).filename().string();
     std::string text = comment(described(device.name(), description.peripheral->description.str()));
     text += comment("Made by 'rynvelctl maps header' from " + file + ", version " + description.map->version);
-    text += "/*\n * REGISTER_ADDRESS: the address for " + function + " and its siblings, with the device type " +
-            device.type.name +
+    text += "/*\n * REGISTER_ADDRESS: the address to pass to " + prefix + "read" + width + " and the other " + prefix +
+            " functions for " + width + " bits,\n *                   with the device type " + device.type.name +
             "\n * REGISTER_OFFSET:  the distance in bytes from the beginning of the device\n"
             " * REGISTER_RESET:   the value after a reset\n"
             " * ARRAY_COUNT:      the number of elements; their indexes count from 0\n"

@@ -41,7 +41,7 @@ std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
         return repeatsReads;
     }
     const bool isAllowed = !contents.writeConstraint || Maps::isAllowed(*contents.writeConstraint, value);
-    return isAllowed ? "" : "the value may not be written";
+    return isAllowed ? "" : "the register map does not allow the value";
 }
 
 /** Returns whether a field can be compared, and has one of the bits that differ. */
@@ -68,8 +68,8 @@ std::string listOrNone(const std::vector<std::string>& names) { return names.emp
 
 Restoration::Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode)
     : m_map(map), m_device(device), m_timeout(timeout), m_mode(mode) {
-    for (const Maps::LocatedRegister& place : map.places()) {
-        m_described.insert(place.name);
+    for (const Maps::LocatedRegister& located : map.locatedRegisters()) {
+        m_described.insert(located.name);
     }
     for (const MappedRegister& mapped : map.registers()) {
         m_registers.emplace(mapped.name(), mapped);
@@ -111,7 +111,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
         return Obstacle{isDescribed ? "the device cannot access it" : "unknown in the register map", false};
     }
     const MappedRegister& target = found->second;
-    if (target.place.offset != saved.offset || target.contents().size != saved.size) {
+    if (target.located.offset != saved.offset || target.contents().size != saved.size) {
         return Obstacle{"the register map has another offset or size", false};
     }
     if (!target.range.isInside(m_device.mapSize())) {
@@ -146,7 +146,7 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     try {
-        return Maps::planWrite(target.place, assignments, target.hasReadEffect);
+        return Maps::planWrite(target.located, assignments, target.hasReadEffect);
     } catch (const Maps::RefusedValue& refusal) {
         skip(refusal.what(), target.name());
         return std::nullopt;
@@ -226,11 +226,11 @@ void Restoration::writeFields(const RegisterRange& range, const FieldWrite& writ
 }
 
 void Restoration::skip(const std::string& reason, const std::string& name) {
-    const auto [place, isNew] = m_reasons.emplace(reason, m_skipped.size());
+    const auto [known, isNew] = m_reasons.emplace(reason, m_skipped.size());
     if (isNew) {
         m_skipped.push_back({m_map.device().name(), reason, {}});
     }
-    m_skipped[place->second].names.push_back(name);
+    m_skipped[known->second].names.push_back(name);
 }
 
 Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {

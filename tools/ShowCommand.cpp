@@ -4,6 +4,7 @@
 #include "Addresses.h"
 #include "Commands.h"
 #include "OpenDevice.h"
+#include "RegisterOptions.h"
 
 namespace Rynvelctl {
 
@@ -112,8 +113,7 @@ void addShowCommand(const Common::Command& program, Action& chosen) {
     command.addArgument("NAME", options->name, "the device");
     command.addOptionalArgument("REGISTER", options->registers,
                                 "the names of registers (default: all that are readable)");
-    command.addFlag("--with-side-effects", options->includesSideEffects,
-                    "also read the registers whose reading has a side effect");
+    addSideEffectsOption(command, options->includesSideEffects);
 }
 
 } // namespace Rynvelctl

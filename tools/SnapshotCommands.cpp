@@ -16,6 +16,7 @@
 #include "FileReplacement.h"
 #include "Formats.h"
 #include "OpenDevice.h"
+#include "RegisterOptions.h"
 #include "Restoration.h"
 #include "SnapshotComparison.h"
 #include "StandardDescriptors.h"
@@ -244,10 +245,6 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     if (!restoration.isMatching()) {
         throw SilentEnd{ExitStatus::Failed};
     }
-}
-
-void addSideEffectsOption(const Common::Command& command, bool& areIncluded) {
-    command.addFlag("--with-side-effects", areIncluded, "also read the registers whose reading has a side effect");
 }
 
 void addSave(const Common::Command& program, Action& chosen) {

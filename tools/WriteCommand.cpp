@@ -99,7 +99,7 @@ private:
             throw usageError("--mask: fields have a mask of their own (leave out --mask)");
         }
         const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
-            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
+            return Maps::planWrite(whole.located, assignments, whole.hasReadEffect);
         });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
@@ -123,7 +123,7 @@ private:
 
     PlannedWrite planMasked(const WrittenValue& given) const {
         const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
-            return Maps::planMaskedWrite(whole.place, {given.value, *given.mask});
+            return Maps::planMaskedWrite(whole.located, {given.value, *given.mask});
         });
         return {narrow(written.value), narrow(written.mask), given};
     }

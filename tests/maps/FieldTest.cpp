@@ -126,7 +126,7 @@ TEST(OddField, WithoutABitRangeIsLeftOut) {
 TEST(OddField, TurnsABitRangeAround) {
     expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[4:7]</bitRange>"),
                                  "m.svd:1: warning: field 'F' has its most significant bit below its least "
-                                 "significant one (they are swapped)\n")),
+                                 "significant one: they are swapped\n")),
                4, 7);
 }
 
@@ -142,8 +142,8 @@ TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
                                  "used\n")),
                4, 6);
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
-                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant bit "
-                                 "(the width is ignored)\n")),
+                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant "
+                                 "bit: the width is not used\n")),
                4, 6);
 }
 
@@ -182,7 +182,7 @@ TEST(Fields, MayOverlapIfOneIsReadAndTheOtherWritten) {
 TEST(OddFields, OfTheSameNameAreBothUsed) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
                                                                      "</field>"),
-                                           "m.svd:2: warning: field 'F' has the same name as another one\n"))
+                                           "m.svd:2: warning: field 'F' has the same name as the field in line 1\n"))
                           .fields),
               "F F ");
 }
@@ -228,12 +228,17 @@ TEST(OddValue, ThatDoesNotFitIsKept) {
                   .values[0]
                   .value,
               16U);
+    readOdd(mapOfFields("<field><name>G</name><bitRange>[3:3]</bitRange>" +
+                        element("enumeratedValues", value("A", "2")) + "</field>"),
+            "m.svd:1: warning: enumerated value 'A' does not fit in the 1 bit of field 'G'\n");
 }
 
 TEST(OddValues, ThatAreThereTwiceAreKept) {
     EXPECT_EQ(namesOf(oddValues(value("A", "1") + "\n" + value("A", "2") + "\n" + value("B", "1"),
-                                "m.svd:2: warning: enumerated value 'A' has the same name as another one\n"
-                                "m.svd:3: warning: enumerated value 'B' has the same value as another one\n")
+                                "m.svd:2: warning: enumerated value 'A' has the same name as the enumerated value "
+                                "in line 1\n"
+                                "m.svd:3: warning: enumerated value 'B' has the same value as the enumerated value "
+                                "in line 1\n")
                           .values),
               "A A B ");
     EXPECT_EQ(oddValues(value("A", "#1x") + value("B", "#10"), "").values.size(), 2U);
@@ -249,8 +254,8 @@ TEST(OddValues, AreOfTooManyEnumerations) {
         enumerations += element("enumeratedValues", value("V", "1"));
     }
     EXPECT_EQ(onlyField(readOdd(mapOfFields(fieldOf(enumerations)),
-                                "m.svd:1: warning: the field has more than 16 enumeratedValues (this one and later "
-                                "ones are not used)\n"))
+                                "m.svd:1: warning: the field has more than 16 enumeratedValues: this one and later "
+                                "ones are not used\n"))
                   .enumerations.size(),
               16U);
 }
@@ -259,8 +264,8 @@ TEST(OddConstraint, IsLeftOut) {
     const auto constraint = [](const std::string& content) {
         return mapOfFields(fieldOf(element("writeConstraint", content)));
     };
-    const std::string warning = "m.svd:1: warning: a range needs a minimum and a maximum that is at least the minimum "
-                                "(the range is not used)\n";
+    const std::string warning = "m.svd:1: warning: a range is not used (give a minimum, and a maximum that is at "
+                                "least the minimum)\n";
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><maximum>1</maximum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>2</minimum><maximum>1</maximum></range>"), warning))

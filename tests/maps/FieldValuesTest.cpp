@@ -176,6 +176,7 @@ TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {
         onlyRegister(Maps::readMap(mapOfFields(field("F", "[1:0]", valuesFor("read-write", value("wide", "4")))))
                          .device.value()),
         {{"F", "wide"}}, "field C.R.F: the value of 'wide' does not fit in 2 bits");
+    expectRefused({{"START", "2"}}, "field C.R.START: '2' does not fit in 1 bit");
 }
 
 TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
@@ -187,7 +188,16 @@ TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
 }
 
 TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {
-    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field C.R.MODE is assigned twice, or overlaps another one");
+    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field C.R.MODE is assigned twice (assign it once)");
+}
+
+TEST(Assignments, AreRefusedForFieldsThatOverlap) {
+    const Maps::Register aRegister = onlyRegister(
+        Maps::readMap(mapOfFields(field("A", "[1:0]") + field("B", "[3:2]") + field("C", "[2:1]"))).device.value());
+    expectRefused(aRegister, {{"A", "0"}, {"B", "0"}, {"C", "0"}},
+                  "field C.R.C overlaps field A, which is also assigned (assign only one of them)");
+    expectRefused(aRegister, {{"C", "0"}, {"B", "0"}},
+                  "field C.R.B overlaps field C, which is also assigned (assign only one of them)");
 }
 
 } // namespace

@@ -15,8 +15,9 @@ const std::string clearedByReading = "<readAction>clear</readAction>";
 std::string modified(const std::string& kind) { return element("modifiedWriteValues", kind); }
 
 std::string bit(const std::string& name, unsigned int number, const std::string& further = "") {
-    const std::string place = std::to_string(number);
-    return element("field", element("name", name) + element("bitRange", "[" + place + ":" + place + "]") + further);
+    const std::string position = std::to_string(number);
+    return element("field",
+                   element("name", name) + element("bitRange", "[" + position + ":" + position + "]") + further);
 }
 
 /** A register of 8 bits with fields. */
@@ -215,7 +216,7 @@ TEST(MaskedWrite, IsRefusedIfTheNeutralValueOfAnotherFieldIsOutsideTheRange) {
     const std::string range =
         "<writeConstraint><range><minimum>0</minimum><maximum>1</maximum></range></writeConstraint>";
     expectMaskedRefused(registerWith(bit("A", 0) + bit("B", 1, modified("zeroToClear")), range), 0x01,
-                        "register C.R: value 2 may not be written (from 0 to 1)");
+                        "register C.R: value 2 is not allowed (write 0 to 1)");
 }
 
 TEST(ReadEffect, IsThatOfARegisterOrOfAField) {

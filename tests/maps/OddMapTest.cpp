@@ -50,7 +50,7 @@ TEST(OddMap, LacksWhatADeviceNeeds) {
         readOdd("<device><size>32</size><access>read-write</access><peripherals>" + peripheralOf(registerOf("")) +
                     "</peripherals></device>",
                 "m.svd:1: warning: device '' has no description\n"
-                "m.svd:1: warning: the device has no addressUnitBits or no width (8 and 32 are assumed)\n"
+                "m.svd:1: warning: the device has no addressUnitBits or no width: 8 and 32 are assumed\n"
                 "m.svd:1: warning: the device has no name\n"
                 "m.svd:1: warning: the device has no version\n");
     EXPECT_EQ(device.addressUnitBits, 8U);
@@ -88,7 +88,7 @@ TEST(OddMap, HasElementsThatAreNotKnown) {
 TEST(OddMap, HasElementsTwice) {
     const std::string again = "\n<addressOffset>8</addressOffset>";
     EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' occurs "
-                                                             "twice (only the first is used)\n"))
+                                                             "twice: only the first is used\n"))
                   .offset,
               0U);
 }
@@ -97,7 +97,7 @@ TEST(OddMap, HasListsTwice) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOf(registerOf("<fields>" + fieldOf("") +
                                                             "</fields>\n<fields><field>"
                                                             "<name>G</name><bitOffset>0</bitOffset></field></fields>")),
-                                           "m.svd:2: warning: element 'fields' occurs twice (both are used)\n"))
+                                           "m.svd:2: warning: element 'fields' occurs twice: both are used\n"))
                           .fields),
               "F G ");
 }
@@ -146,8 +146,10 @@ TEST(OddMap, HasNumbersThatAreNone) {
 
 TEST(OddMap, HasWordsThatAreNotKnown) {
     EXPECT_EQ(
-        onlyRegister(readOdd(mapOf(registerOf("<access>sometimes</access>")),
-                             "m.svd:1: warning: access 'sometimes' is not a word of the format, and is not used\n"))
+        onlyRegister(
+            readOdd(mapOf(registerOf("<access>sometimes</access>")),
+                    "m.svd:1: warning: access 'sometimes' is not used (the element takes 'read-only', 'write-only', "
+                    "'read-write', 'writeOnce', 'read-writeOnce')\n"))
             .access,
         Maps::Access::ReadWrite);
 }
@@ -191,7 +193,7 @@ TEST(OddCluster, LacksWhatItNeeds) {
 TEST(OddClusters, OfTheSameNameAreBothUsed) {
     const std::string rest = "<description>C</description><addressOffset>8</addressOffset>" + registerOf("");
     EXPECT_EQ(onlyPeripheral(readOdd(mapOf(clustersOf(rest) + "\n" + clustersOf(rest)),
-                                     "m.svd:2: warning: cluster 'C' has the same name as another one\n"))
+                                     "m.svd:2: warning: cluster 'C' has the same name as the cluster in line 1\n"))
                   .clusters.size(),
               2U);
 }
@@ -199,7 +201,7 @@ TEST(OddClusters, OfTheSameNameAreBothUsed) {
 TEST(OddPeripheral, LacksWhatItNeeds) {
     const Maps::Peripheral peripheral =
         onlyPeripheral(readOdd(deviceOf("<peripheral><name>P</name></peripheral>"),
-                               "m.svd:1: warning: peripheral 'P' has no baseAddress (0 is assumed)\n"
+                               "m.svd:1: warning: peripheral 'P' has no baseAddress: 0 is assumed\n"
                                "m.svd:1: warning: peripheral 'P' has no registers\n"));
     EXPECT_EQ(peripheral.baseAddress, 0U);
 }
@@ -207,7 +209,7 @@ TEST(OddPeripheral, LacksWhatItNeeds) {
 TEST(OddPeripherals, OfTheSameNameAreBothUsed) {
     const std::string peripheral = peripheralOf(registerOf(""));
     EXPECT_EQ(readOdd(deviceOf(peripheral + "\n" + peripheral),
-                      "m.svd:2: warning: peripheral 'P' has the same name as another one\n")
+                      "m.svd:2: warning: peripheral 'P' has the same name as the peripheral in line 1\n")
                   .peripherals.size(),
               2U);
 }
@@ -288,8 +290,8 @@ Maps::Limits elements(std::uint64_t most) {
 }
 
 /** Returns an array of 100 elements. */
-std::string array(const std::string& tag, const std::string& name, const std::string& place) {
-    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + place);
+std::string array(const std::string& tag, const std::string& name, const std::string& position) {
+    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + position);
 }
 
 TEST(LimitedMap, HasNoMoreElementsInAll) {

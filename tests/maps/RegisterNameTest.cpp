@@ -38,7 +38,7 @@ std::string found(const std::string& name) {
     if (!result) {
         return "";
     }
-    return result->place.name + " " + std::to_string(result->place.offset) +
+    return result->located.name + " " + std::to_string(result->located.offset) +
            (result->field == nullptr ? "" : " " + result->field->name);
 }
 
@@ -58,9 +58,9 @@ TEST(Peripheral, IsFoundByTheNameOfItsDevice) {
 TEST(Registers, AreAllThoseOfAPeripheralByTheirOffsets) {
     std::string registers;
     const Maps::Device device = map();
-    for (const Maps::LocatedRegister& place : Maps::registersOf(device.peripherals[0])) {
-        registers += place.name + "@" + std::to_string(place.offset) + " ";
-        EXPECT_EQ(place.contents->name, place.name.substr(place.name.rfind('.') + 1));
+    for (const Maps::LocatedRegister& located : Maps::registersOf(device.peripherals[0])) {
+        registers += located.name + "@" + std::to_string(located.offset) + " ";
+        EXPECT_EQ(located.contents->name, located.name.substr(located.name.rfind('.') + 1));
     }
     EXPECT_EQ(registers, "CH0.CTRL@16 CH0.IN.DATA[0]@24 CH0.IN.DATA[1]@28 CH1.CTRL@32 CH1.IN.DATA[0]@40 "
                          "CH1.IN.DATA[1]@44 CONTROL@64 ");
@@ -97,11 +97,11 @@ TEST(RegisterName, MayHaveDotsOfItsOwn) {
     for (const std::string name : {"A.B", "C.D.E.F"}) {
         const auto whole = findRegister(device.peripherals[0], name);
         ASSERT_TRUE(whole) << name;
-        EXPECT_EQ(whole->place.name, name);
+        EXPECT_EQ(whole->located.name, name);
         EXPECT_EQ(whole->field, nullptr);
         const auto field = findRegister(device.peripherals[0], name + ".F.G");
         ASSERT_TRUE(field) << name;
-        EXPECT_EQ(field->place.name, name);
+        EXPECT_EQ(field->located.name, name);
         EXPECT_EQ(field->field->name, "F.G");
     }
     EXPECT_FALSE(findRegister(device.peripherals[0], "C.D"));

@@ -15,7 +15,7 @@ namespace {
 
 using Values = std::map<std::uint64_t, std::uint64_t>;
 
-/** The registers that a device of a width has from a map of these registers. */
+/** Returns the registers that a device with `width` bits for each register has from a map of these registers. */
 Rynveld::DescribedRegisters registersOf(const std::string& registers, unsigned int width) {
     const Maps::ReadMap map = Maps::readMap(mapWith("P", registers));
     return Rynveld::describedRegisters(map.device.value().peripherals[0], width);

@@ -83,7 +83,7 @@ protected:
         m_folder.store("board.svd", mapOf(peripheral("map32", registers) + peripheral("remote", registers)));
     }
 
-    /** Replaces the registers of the device map32. */
+    /** Replaces the register map with one that describes only map32, with these registers. */
     void describe(const std::string& registers) const {
         m_folder.store("board.svd", mapOf(peripheral("map32", registers)));
     }
@@ -292,7 +292,7 @@ TEST_F(RegisterNames, AreRefusedForAnAccessThatTheMapExcludes) {
 TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
     expectRefused("write map32 NARROW 0x10000", "value 0x10000 does not fit in 16 bits");
     expectRefused("write map32 NARROW 1 --mask 0x10000", "mask 0x10000 does not fit in 16 bits");
-    expectRefused("write map32 LIMITED 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("write map32 LIMITED 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
     expectRefused("write map32 CTRL.MODE 8", "map32: field CTRL.MODE: '8' does not fit in 3 bits");
     expectRefused("write map32 CTRL.GAIN 1", "map32: field CTRL.GAIN: '1' is not a value that may be written");
     expectRefused("write map32 CTRL.START going",
@@ -343,7 +343,7 @@ TEST_F(RegisterNames, HaveARangeThatNoPartOfAWriteMayLeave) {
     describe(aRegister("R", "0",
                        "<writeConstraint><range><minimum>1</minimum><maximum>5</maximum></range></writeConstraint>" +
                            fields(field("F", "[7:0]"))));
-    const std::string refusal = "map32: register R: value 9 may not be written (from 1 to 5)";
+    const std::string refusal = "map32: register R: value 9 is not allowed (write 1 to 5)";
     expectRefused("write map32 R.F 9", refusal);
     expectRefused("write map32 R 9 --mask 0xff", refusal);
     expect("write map32 R.F 5", 0, "map32 R.F = 5\n");
@@ -357,8 +357,8 @@ TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
     expect("write map32 R.LOW 5", 0, "map32 R.LOW = 5\n");
     expect("write map32 R LOW=256 HIGH=0 --quiet", 0, "");
     expect("write map32 R 6 --mask 7 --quiet", 0, "");
-    expectRefused("write map32 R LOW=5 HIGH=0", "map32: register R: value 5 may not be written (from 256 to 511)");
-    expectRefused("write map32 R 5", "map32: register R: value 5 may not be written (from 256 to 511)");
+    expectRefused("write map32 R LOW=5 HIGH=0", "map32: register R: value 5 is not allowed (write 256 to 511)");
+    expectRefused("write map32 R 5", "map32: register R: value 5 is not allowed (write 256 to 511)");
 }
 
 TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
@@ -446,8 +446,8 @@ TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
 
 TEST_F(RegisterNames, AreRefusedIfARegisterAfterTheFirstExcludesTheAccess) {
     expectRefused("fill map32 CTRL 2 0x200", "map32: register STATUS is read-only");
-    expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
-    expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
+    expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
     expectRefused("fill map32 NARROW 1 0x10000", "map32: register NARROW: value 65536 does not fit in 16 bits");
     expectRefused("fill map32 FIFO 3 1", "map32: register WIDE has 64 bits (the device has 32-bit registers)");
     expectRefused("dump map32 STATUS 2", "map32: register KEY is write-only");
@@ -554,7 +554,7 @@ TEST_F(MapsOfRegisterNames, MustBeUsable) {
     expectWith("broken.svd", "read map32 STATUS", 2, "",
                "broken.svd:3: error: not well-formed XML: Start-end tags mismatch");
     m_folder.store("words.svd", mapOf(peripheral("map32", controlRegisters), "16"));
-    expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: an address selects 16 bits (8 are supported)");
+    expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }
 
 /** The program, on a device of a server. */

@@ -144,9 +144,9 @@ protected:
     /** Replaces a text in a saved file. */
     void edit(const std::string& file, const std::string& replaced, const std::string& replacement) const {
         std::string text = m_folder.load(file);
-        const std::size_t place = text.find(replaced);
-        ASSERT_NE(place, std::string::npos) << replaced;
-        m_folder.store(file, text.replace(place, replaced.size(), replacement));
+        const std::size_t position = text.find(replaced);
+        ASSERT_NE(position, std::string::npos) << replaced;
+        m_folder.store(file, text.replace(position, replaced.size(), replacement));
     }
 
     std::size_t files() const {
@@ -591,7 +591,7 @@ TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
     poke(4, 2);
     expect("restore map32 s", 0,
            "map32: not restored, a write must repeat the value that was read: ECHO\n"
-           "map32: not restored, the value may not be written: STEP\n");
+           "map32: not restored, the register map does not allow the value: STEP\n");
     EXPECT_EQ(peek(0), 1U);
     EXPECT_EQ(peek(4), 2U);
     edit("s", "\"size\":32,\"value\":5", "\"size\":32,\"value\":4");

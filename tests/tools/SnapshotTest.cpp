@@ -50,9 +50,9 @@ const char* const exampleText = R"({"format":"rynvel-registers","version":1,"dev
 /** The text of the example with another text in one place. */
 std::string exampleWith(const std::string& replaced, const std::string& replacement) {
     std::string text = exampleText;
-    const std::size_t place = text.find(replaced);
-    EXPECT_NE(place, std::string::npos) << replaced;
-    return text.replace(place, replaced.size(), replacement);
+    const std::size_t position = text.find(replaced);
+    EXPECT_NE(position, std::string::npos) << replaced;
+    return text.replace(position, replaced.size(), replacement);
 }
 
 /** Returns the error in a snapshot, as `LINE: REASON`; "no complaint" if there is none. */

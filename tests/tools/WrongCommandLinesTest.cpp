@@ -40,12 +40,12 @@ std::vector<std::string> withEach(const std::string& before, const std::vector<s
 
 std::vector<std::string> linesWithWrongNumbers() {
     std::vector<std::string> lines;
-    const std::vector<std::pair<std::string, std::string>> places = {
+    const std::vector<std::pair<std::string, std::string>> positions = {
         {"read map32 ", ""},           {"write map32 ", " 1"}, {"write map32 0 ", ""},  {"write map32 0 1 --mask ", ""},
         {"dump file8 ", " 1"},         {"dump file8 0 ", ""},  {"fill file8 ", " 1 1"}, {"fill file8 0 ", " 1"},
         {"fill file8 0 1 ", ""},       {"watch file8 ", ""},   {"ioctl file8 ", " 1"},  {"ioctl file8 1 ", ""},
         {"watch file8 0 --count ", ""}};
-    for (const auto& [before, after] : places) {
+    for (const auto& [before, after] : positions) {
         const auto some = withEach(before, wrongNumbers, after);
         lines.insert(lines.end(), some.begin(), some.end());
     }
