@@ -8,6 +8,7 @@
 #include "Completion.h"
 #include "Failure.h"
 #include "HelpText.h"
+#include "InputFile.h"
 #include "ServerAddress.h"
 
 namespace Rynvelctl {
@@ -100,7 +101,12 @@ void CommandLine::run(int argc, const char* const* argv) {
     if (!m_action) {
         throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
     }
-    m_action(CommandContext(m_options));
+    const CommandContext context(m_options);
+    try {
+        m_action(context);
+    } catch (const Common::ReadTimedOut& unread) {
+        context.timeout().requireTimeLeft(unread.name);
+    }
 }
 
 } // namespace Rynvelctl

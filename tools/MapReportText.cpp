@@ -135,11 +135,29 @@ std::string resetValueOf(const Maps::Field& field, const Maps::Register& content
     return isGiven ? std::to_string(Maps::decode(field, *contents.resetValue).value) : "-";
 }
 
+/** Returns the effects of a read and of a write; empty if there is none. */
+std::string effectsOf(const Maps::Field& field) {
+    std::vector<std::string> effects;
+    if (field.readAction) {
+        effects.push_back("read: " + wordFor(*field.readAction));
+    }
+    if (field.modifiedWrite != Maps::ModifiedWrite::Modify) {
+        effects.push_back("write: " + wordFor(field.modifiedWrite));
+    }
+    return listOf(effects);
+}
+
 std::string tableOfFields(const Maps::Register& contents) {
-    Rows rows{{"BITS", "FIELD", "ACCESS", "RESET", "DESCRIPTION"}};
+    Rows rows{{"BITS", "FIELD", "ACCESS", "RESET", "EFFECTS", "DESCRIPTION"}};
     for (const Maps::Field* const field : Maps::fieldsFromTheTop(contents)) {
         rows.push_back({bitRange(field->msb, field->lsb), printable(field->name), wordsFor(field->access),
-                        resetValueOf(*field, contents), printable(field->description.str())});
+                        resetValueOf(*field, contents), effectsOf(*field), printable(field->description.str())});
+    }
+    constexpr std::size_t effects = 4;
+    if (std::all_of(rows.begin() + 1, rows.end(), [](const Row& row) { return row[effects].empty(); })) {
+        for (Row& row : rows) {
+            row.erase(row.begin() + effects);
+        }
     }
     return TextTable(rows).text(widestLine);
 }

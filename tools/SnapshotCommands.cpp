@@ -19,6 +19,7 @@
 #include "RegisterOptions.h"
 #include "Restoration.h"
 #include "SnapshotComparison.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 
@@ -53,11 +54,26 @@ void printLeftOut(const std::string& device, const std::vector<std::string>& nam
     }
 }
 
-void save(const CommandContext& context, const SaveOptions& options) {
-    const bool isPrinted = options.file == standardOutput;
-    if (!isPrinted) {
-        requireReplaceable(options.file);
+void requireWritable(const std::string& file) {
+    if (file != standardOutput) {
+        requireReplaceable(file);
+    } else if (!isStandardOutputOpen()) {
+        throw outputFailure(EBADF);
     }
+}
+
+/** Writes a snapshot to standard output. A snapshot that nobody receives is lost. */
+void print(const Output& output, const std::string& snapshot) {
+    try {
+        output.write(snapshot);
+    } catch (const OutputClosed&) {
+        throw outputFailure(EPIPE);
+    }
+}
+
+void save(const CommandContext& context, const SaveOptions& options) {
+    requireWritable(options.file);
+    const bool isPrinted = options.file == standardOutput;
     const Target target = context.target(options.name);
     const RegisterMap map = context.registerMap(target);
     const DeviceSnapshot taken = takeSnapshot(map, context.timeout(), sideEffectsOf(options.includesSideEffects));
@@ -71,7 +87,7 @@ void save(const CommandContext& context, const SaveOptions& options) {
         printError(obstacle);
     }
     if (isPrinted) {
-        context.output().write(text);
+        print(context.output(), text);
     } else {
         context.output().print(SavedRegisters{target.name(), options.file, taken.snapshot.registers.size()});
     }
@@ -107,11 +123,23 @@ std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<s
     return removed;
 }
 
+/** @param problem names the other device. */
+void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device,
+                   const std::string& problem) {
+    if (snapshot.device != device) {
+        throw usageError(file + ": the file holds the registers of " + snapshot.device + " (" + problem + ' ' + device +
+                         ')');
+    }
+}
+
 Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
     if (isFile(options.first)) {
-        return readSnapshot(options.first);
+        Snapshot snapshot = readSnapshot(options.first, context.timeout().deadline());
+        requireDevice(options.second, other, snapshot.device, options.first + " holds those of");
+        return snapshot;
     }
     const Target target = context.target(options.first);
+    requireDevice(options.second, other, target.name(), "the device is");
     DeviceSnapshot taken =
         takeSnapshot(context.registerMap(target), context.timeout(), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
@@ -130,7 +158,7 @@ const Maps::Peripheral* describe(const CommandContext& context, const std::strin
 }
 
 bool printDifferences(const CommandContext& context, const DiffOptions& options) {
-    ComparedSnapshot second{options.second, readSnapshot(options.second)};
+    ComparedSnapshot second{options.second, readSnapshot(options.second, context.timeout().deadline())};
     const ComparedSnapshot first{options.first, snapshotToCompare(context, options, second.snapshot)};
     const auto differences = compare(first, second, describe(context, first.snapshot.device));
     for (const RegisterDifference& difference : differences) {
@@ -198,12 +226,9 @@ private:
 };
 
 void restore(const CommandContext& context, const RestoreOptions& options) {
-    const Snapshot snapshot = readSnapshot(options.file);
+    const Snapshot snapshot = readSnapshot(options.file, context.timeout().deadline());
     const Target target = context.target(options.name);
-    if (snapshot.device != target.name()) {
-        throw usageError(options.file + ": the file holds the registers of " + snapshot.device + " (the device is " +
-                         target.name() + ')');
-    }
+    requireDevice(options.file, snapshot, target.name(), "the device is");
     const RegisterMap map = context.registerMap(target);
     const auto device = openDevice(target, context.timeout());
     Restoration restoration(map, *device, context.timeout(),

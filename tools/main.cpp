@@ -3,13 +3,11 @@
 #include <exception>
 #include <new>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "CommandLine.h"
 #include "Failure.h"
 #include "FaultGuard.h"
 #include "MapCatalog.h"
+#include "StandardDescriptors.h"
 
 namespace {
 
@@ -18,18 +16,6 @@ using namespace Rynvelctl;
 int report(ExitStatus status, const std::string& text) {
     printError(text);
     return static_cast<int>(status);
-}
-
-// Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and
-// the program would print to the registers of the device.
-void reserveStandardDescriptors() {
-    int descriptor = 0;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    } while (descriptor != -1 && descriptor <= STDERR_FILENO);
-    if (descriptor != -1) {
-        ::close(descriptor);
-    }
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -191,6 +192,17 @@ TEST_F(SavedRegisters, ArePrintedOnRequest) {
     EXPECT_EQ(ending.error, "");
     expect("save file8 s --quiet", 0, "");
     EXPECT_EQ(withoutTimes(ending.output), withoutTimes(m_folder.load("s")));
+}
+
+TEST_F(SavedRegisters, ThatNobodyReceivesAreAFailure) {
+    expectEnding(runWithoutAReader("save file8 -"), 1, "", "standard output: Broken pipe");
+    expectEnding(runOnAFullDisk("save file8 -"), 1, "", "standard output: No space left on device");
+    if (std::string(RYNVEL_EMULATOR).empty()) {
+        std::filesystem::remove(m_folder.path() + "/registers8");
+        const std::string line = "exec \"$0\" --map tests.svd save file8 - >&-";
+        expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 1, "",
+                     "standard output: Bad file descriptor");
+    }
 }
 
 TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
@@ -396,6 +408,13 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
            "rynvelctl: nothing: not a device of this machine ('rynvelctl list' shows the names)\n");
     m_folder.store("registers8", "\x01\x02");
     expect("diff file8 a", 2, "", "rynvelctl: file8: reading C failed\n");
+}
+
+TEST_F(SavedRegisters, OfAnotherDeviceAreNotCompared) {
+    run("save file8 a");
+    run("save map32 b");
+    expect("diff map32 a", 2, "", "rynvelctl: a: the file holds the registers of file8 (the device is map32)\n");
+    expect("diff b a", 2, "", "rynvelctl: a: the file holds the registers of file8 (b holds those of map32)\n");
 }
 
 TEST_F(SavedRegisters, ThatDifferDifferWithoutAReader) {
@@ -656,6 +675,46 @@ TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
     expect("restore map32 none", 2, "", "rynvelctl: none: No such file or directory\n");
+}
+
+TEST_F(SavedRegisters, InAPipeTakeNoMoreTimeThanTheCommandMay) {
+    run("save map32 s");
+    const std::string pipe = m_folder.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::string late = "rynvelctl: pipe: timed out after 200 ms\n";
+    const auto expectLate = [&] {
+        for (const std::string line : {"restore map32 pipe", "diff map32 pipe", "diff ./pipe s", "maps check pipe",
+                                       "--map pipe describe missing.map"}) {
+            const Ending ending = run("--timeout 200ms " + line);
+            EXPECT_EQ(ending.status, 4) << line;
+            EXPECT_EQ(ending.output, "") << line;
+            EXPECT_EQ(ending.error.substr(0, 11) + ending.error.substr(ending.error.find("pipe")), late) << line;
+        }
+    };
+    expectLate();
+    const int silentWriter = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    expectLate();
+    close(silentWriter);
+}
+
+TEST_F(SavedRegisters, MayBeInAPipe) {
+    if (!std::string(RYNVEL_EMULATOR).empty()) {
+        GTEST_SKIP() << "the shell runs the program without an emulator";
+    }
+    run("save file8 s");
+    const std::string pipe = m_folder.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string line :
+         {"(sleep 0.2; cat s) > pipe & exec \"$0\" --map tests.svd restore file8 pipe --timeout 1m",
+          "(sleep 0.2; cat s) | \"$0\" --map tests.svd restore file8 /dev/stdin"}) {
+        m_folder.store("registers8", "\x01\x02\x09");
+        expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 0,
+                     "file8 C: 0x09 -> 0x03\n", "", line);
+    }
+    expectEnding(
+        runProgram("/bin/sh", {"-c", ": | \"$0\" --map tests.svd restore file8 /dev/stdin", RYNVELCTL_FOR_TESTS},
+                   m_folder.path()),
+        2, "", "/dev/stdin:1: error: not well-formed JSON: syntax error while parsing value - unexpected end of input");
 }
 
 TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
