@@ -116,11 +116,23 @@ private:
                 m_warnings.add(field.line, "field " + nameOf(field) + " is outside the " +
                                                Common::counted(aRegister.size, "bit") + " of its register");
             }
+            checkAccess(field, aRegister);
             for (const Enumeration& enumeration : field.enumerations) {
                 checkValues(enumeration, field);
             }
         }
         warnOfOverlaps("field", std::move(extents), "");
+    }
+
+    void checkAccess(const Field& field, const Register& aRegister) {
+        const std::string subject = "field " + nameOf(field) + " can be ";
+        const std::string contradiction = ", but its register cannot (the access of the field is used)";
+        if (isReadable(field.access) && !isReadable(aRegister.access)) {
+            m_warnings.add(field.line, subject + "read" + contradiction);
+        }
+        if (isWritable(field.access) && !isWritable(aRegister.access)) {
+            m_warnings.add(field.line, subject + "written" + contradiction);
+        }
     }
 
     template <typename T>

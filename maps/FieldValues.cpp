@@ -96,11 +96,26 @@ std::string subjectOf(const LocatedRegister& located, const Field& field) {
     return "field " + located.name + '.' + field.name;
 }
 
-/** A field that an assignment names. */
+/** @throws RefusedValue if the register has no such field. */
+const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
+    const Field* const field = findField(*located.contents, name);
+    if (field == nullptr) {
+        std::vector<std::string> names;
+        for (const Field& each : located.contents->fields) {
+            names.push_back(each.name);
+        }
+        const std::string question = Common::didYouMean(Common::nearestNames(name, names));
+        throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) +
+                           (question.empty() ? "" : " (" + question + ')'));
+    }
+    return *field;
+}
+
+/** A field that gets a value. */
 class AssignedField {
 public:
-    AssignedField(const LocatedRegister& located, const std::string& name)
-        : m_field(fieldOf(located, name)), m_subject(subjectOf(located, m_field)) {
+    AssignedField(const LocatedRegister& located, const Field& field)
+        : m_field(field), m_subject(subjectOf(located, m_field)) {
         if (!isWritable(m_field.access)) {
             throw RefusedValue(refusal(" is read-only"));
         }
@@ -109,8 +124,6 @@ public:
                 refusal(" is outside the " + Common::counted(located.contents->size, "bit") + " of its register"));
         }
     }
-
-    const Field& field() const { return m_field; }
 
     std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
@@ -137,20 +150,6 @@ public:
     }
 
 private:
-    static const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
-        const Field* const field = findField(*located.contents, name);
-        if (field == nullptr) {
-            std::vector<std::string> names;
-            for (const Field& each : located.contents->fields) {
-                names.push_back(each.name);
-            }
-            const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-            throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) +
-                               (question.empty() ? "" : " (" + question + ')'));
-        }
-        return *field;
-    }
-
     std::uint64_t numberOf(const std::string& text) const {
         // A name may begin with a digit, such as 16k, or have only digits.
         if (const EnumeratedValue* const value = valueNamed(text)) {
@@ -194,6 +193,12 @@ private:
     std::string m_subject;
 };
 
+template <typename Condition>
+bool hasFieldInside(const Register& aRegister, const Condition& condition) {
+    return std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
+                       [&](const Field& field) { return isInside(field, aRegister) && condition(field); });
+}
+
 } // namespace
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
@@ -211,6 +216,16 @@ std::vector<const Field*> fieldsFromTheTop(const Register& aRegister) {
 }
 
 std::uint64_t bitsOf(const Register& aRegister) { return lowBits(aRegister.size); }
+
+bool isReadable(const Register& aRegister) {
+    return isReadable(aRegister.access) ||
+           hasFieldInside(aRegister, [](const Field& field) { return isReadable(field.access); });
+}
+
+bool isWritable(const Register& aRegister) {
+    return isWritable(aRegister.access) ||
+           hasFieldInside(aRegister, [](const Field& field) { return isWritable(field.access); });
+}
 
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
     return constraint.kind != WriteConstraint::Kind::Range ||
@@ -244,12 +259,21 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
     return values;
 }
 
-MaskedValue encode(const LocatedRegister& located, const std::vector<Assignment>& assignments) {
+std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments) {
+    std::vector<FieldAssignment> found;
+    found.reserve(assignments.size());
+    for (const Assignment& assignment : assignments) {
+        found.push_back({&fieldOf(located, assignment.field), assignment.value});
+    }
+    return found;
+}
+
+MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments) {
     MaskedValue result;
     std::vector<const Field*> earlier;
-    for (const Assignment& assignment : assignments) {
-        const AssignedField assigned(located, assignment.field);
-        const Field& field = assigned.field();
+    for (const FieldAssignment& assignment : assignments) {
+        const Field& field = *assignment.field;
+        const AssignedField assigned(located, field);
         const std::uint64_t number = assigned.parse(assignment.value);
         assigned.requireApartFrom(earlier);
         earlier.push_back(&field);

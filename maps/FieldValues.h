@@ -35,6 +35,12 @@ std::vector<const Field*> fieldsFromTheTop(const Register& aRegister);
 /** Returns the mask of all bits of a register, up to 64. */
 std::uint64_t bitsOf(const Register& aRegister);
 
+/** Returns whether a register or one of the fields inside it can be read. */
+bool isReadable(const Register& aRegister);
+
+/** Returns whether a register or one of the fields inside it can be written. */
+bool isWritable(const Register& aRegister);
+
 struct FieldValue {
     const Field* field = nullptr;
     std::uint64_t value = 0;
@@ -73,6 +79,12 @@ struct Assignment {
     std::string value;
 };
 
+/** The new value of a field of a register. The text is that of an Assignment. */
+struct FieldAssignment {
+    const Field* field;
+    std::string value;
+};
+
 /** The value and the mask of a masked write. */
 struct MaskedValue {
     std::uint64_t value = 0;
@@ -85,16 +97,19 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** Returns the fields of a register that assignments name. @throws RefusedValue if a field is unknown. */
+std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments);
+
 /**
  * Returns the masked write that gives fields their values.
  *
  * @throws RefusedValue in these cases:
  *
- * - A field is unknown, read-only, outside its register, or assigned twice, or it overlaps another assigned field.
+ * - A field is read-only, outside its register, or assigned twice, or it overlaps another assigned field.
  * - A value is neither a number nor a name that the field has for writing, or it is both and means two numbers.
  * - A number does not fit in the field, or breaks its write constraint.
  */
-MaskedValue encode(const LocatedRegister& located, const std::vector<Assignment>& assignments);
+MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
 /** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);

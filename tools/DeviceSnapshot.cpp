@@ -32,7 +32,7 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeou
     std::unordered_set<std::string> names;
     for (const MappedRegister& mapped : map.registers()) {
         const bool isFirst = names.insert(mapped.name()).second;
-        if (!Maps::isReadable(mapped.contents().access)) {
+        if (!Maps::isReadable(mapped.contents())) {
             continue;
         }
         if (!isFirst) {

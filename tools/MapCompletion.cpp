@@ -27,13 +27,13 @@ Words valuesOf(const Maps::Field& field, const std::string& before) {
 
 } // namespace
 
-template <typename Element>
-bool MapCompletion::isUsable(const Element& element) const {
+template <typename Accessed>
+bool MapCompletion::isUsable(const Accessed& accessed) const {
     switch (m_use) {
     case RegisterUse::Read:
-        return Maps::isReadable(element.access);
+        return Maps::isReadable(accessed);
     case RegisterUse::Write:
-        return Maps::isWritable(element.access);
+        return Maps::isWritable(accessed);
     default:
         return true;
     }
@@ -55,7 +55,7 @@ std::vector<std::string> MapCompletion::fields(const std::string& word) const {
     const std::string before = dot == std::string::npos ? "" : word.substr(0, dot);
     if (const Maps::Register* const contents = findWhole(m_peripheral, before)) {
         for (const Maps::Field& field : contents->fields) {
-            if (isUsable(field)) {
+            if (isUsable(field.access)) {
                 words.push_back(before + '.' + field.name);
             }
         }
@@ -73,7 +73,7 @@ std::vector<std::string> MapCompletion::values(const std::string& name, const st
         const std::string assignment = field.name + '=';
         const bool isAssigned = word.compare(0, assignment.size(), assignment) == 0;
         const Words values = isAssigned ? valuesOf(field, assignment) : Words{assignment};
-        if (isUsable(field)) {
+        if (isUsable(field.access)) {
             words.insert(words.end(), values.begin(), values.end());
         }
     }

@@ -34,8 +34,8 @@ public:
     std::vector<std::string> values(const std::string& name, const std::string& word) const;
 
 private:
-    template <typename Element>
-    bool isUsable(const Element& element) const;
+    template <typename Accessed>
+    bool isUsable(const Accessed& accessed) const;
 
     const Maps::Peripheral& m_peripheral;
     RegisterUse m_use;

@@ -7,7 +7,6 @@
 
 #include "Count.h"
 #include "FieldValues.h"
-#include "FieldWrite.h"
 #include "NearestName.h"
 #include "Numbers.h"
 
@@ -41,8 +40,9 @@ std::uint64_t endOf(const Maps::LocatedRegister& located) {
 
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
 
-Maps::Access accessOf(const Selection& selection) {
-    return selection.field == nullptr ? selection.whole.contents().access : selection.field->access;
+bool isReadable(const Selection& selection) {
+    return selection.field == nullptr ? Maps::isReadable(selection.whole.contents())
+                                      : Maps::isReadable(selection.field->access);
 }
 
 Failure refusal(const Selection& selection, const std::string& problem) {
@@ -64,6 +64,8 @@ RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& de
         extent.readEffectEnd =
             Maps::hasReadEffect(*m_registers[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
         m_extents.push_back(extent);
+        Maps::ModifiedBits& modified = m_modifiedBits[m_registers[i].offset];
+        modified = modified | Maps::modifiedBitsOf(*m_registers[i].contents);
     }
 }
 
@@ -206,7 +208,8 @@ bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& located) const {
 
 MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& located) const {
     const auto index = static_cast<std::uint32_t>(located.offset / Common::bytesOf(m_target->width()));
-    return {located, RegisterRange(*m_target, index, located.name, located.contents->size), hasReadEffect(located)};
+    return {located, RegisterRange(*m_target, index, located.name, located.contents->size), hasReadEffect(located),
+            m_modifiedBits.at(located.offset)};
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {
@@ -226,13 +229,13 @@ const MappedRegister& wholeOf(const Selection& selection) {
 }
 
 void requireReadable(const Selection& selection) {
-    if (!Maps::isReadable(accessOf(selection))) {
+    if (!isReadable(selection)) {
         throw refusal(selection, "write-only");
     }
 }
 
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
-    if (!Maps::isWritable(whole.contents().access)) {
+    if (!Maps::isWritable(whole.contents())) {
         throw refusal({whole, nullptr}, "read-only");
     }
     try {

@@ -7,11 +7,13 @@
 #define RYNVELCTL_REGISTERMAP_H
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "Failure.h"
 #include "FieldValues.h"
+#include "FieldWrite.h"
 #include "MapCatalog.h"
 #include "RegisterName.h"
 #include "RegisterRange.h"
@@ -26,7 +28,10 @@ struct MappedRegister {
     RegisterRange range;
     /** Whether reading its word has a side effect, on this register or on another one of the word. */
     bool hasReadEffect;
+    /** The modified bits of all registers at the same offset. */
+    Maps::ModifiedBits modifiedBits;
 
+    Maps::Word word() const { return {range.device().width(), hasReadEffect, modifiedBits}; }
     const std::string& name() const { return located.name; }
     const Maps::Register& contents() const { return *located.contents; }
 };
@@ -127,6 +132,8 @@ private:
     std::vector<Maps::LocatedRegister> m_registers;
     /** One for each register. */
     std::vector<Extent> m_extents;
+    /** The modified bits of all registers at an offset. */
+    std::map<std::uint64_t, Maps::ModifiedBits> m_modifiedBits;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */

@@ -20,9 +20,8 @@ using Registers = std::vector<MappedRegister>;
 
 Registers readableRegistersOf(const RegisterMap& map) {
     Registers registers = map.registers();
-    const auto others = std::remove_if(registers.begin(), registers.end(), [](const MappedRegister& each) {
-        return !Maps::isReadable(each.contents().access);
-    });
+    const auto others = std::remove_if(registers.begin(), registers.end(),
+                                       [](const MappedRegister& each) { return !Maps::isReadable(each.contents()); });
     registers.erase(others, registers.end());
     return registers;
 }

@@ -179,6 +179,18 @@ TEST(Fields, MayOverlapIfOneIsReadAndTheOtherWritten) {
     read(twoFields("<access>read-only</access>", "<access>write-only</access>"));
 }
 
+TEST(OddFields, WithMoreAccessThanTheirRegisterKeepIt) {
+    const auto warningFor = [](const std::string& ofRegister, const std::string& ofField) {
+        return diagnosticsOf(Maps::readMap(
+            mapOf(registerOf(element("access", ofRegister) + element("fields", fieldOf(element("access", ofField)))))));
+    };
+    const std::string end = ", but its register cannot (the access of the field is used)\n";
+    EXPECT_EQ(warningFor("read-only", "read-write"), "m.svd:1: warning: field 'F' can be written" + end);
+    EXPECT_EQ(warningFor("write-only", "read-write"), "m.svd:1: warning: field 'F' can be read" + end);
+    EXPECT_EQ(warningFor("read-write", "read-only"), "");
+    EXPECT_EQ(warningFor("write-only", "writeOnce"), "");
+}
+
 TEST(OddFields, OfTheSameNameAreBothUsed) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
                                                                      "</field>"),

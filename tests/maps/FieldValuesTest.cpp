@@ -8,7 +8,10 @@ namespace {
 
 using Maps::Assignment;
 using Maps::decode;
-using Maps::encode;
+
+Maps::MaskedValue encode(const Maps::LocatedRegister& located, const std::vector<Assignment>& assignments) {
+    return Maps::encode(located, findFields(located, assignments));
+}
 
 std::string value(const std::string& name, const std::string& number) {
     return element("enumeratedValue", element("name", name) + element("value", number));
@@ -88,6 +91,12 @@ void expectMaskedValue(const std::vector<Assignment>& assignments, std::uint64_t
     const Maps::MaskedValue result = encode({"C.R", 0, &aRegister}, assignments);
     EXPECT_EQ(result.value, expected);
     EXPECT_EQ(result.mask, mask);
+}
+
+TEST(Assignments, OfFieldsWithTheSameNameAreThoseOfTheFieldThatIsGiven) {
+    const Maps::Register aRegister =
+        onlyRegister(Maps::readMap(mapOfFields(field("F", "[3:0]") + field("F", "[7:4]"))).device.value());
+    EXPECT_EQ(Maps::encode({"R", 0, &aRegister}, {{&aRegister.fields[1], "5"}}).value, 0x50U);
 }
 
 TEST(Assignments, AreOneMaskedWrite) {

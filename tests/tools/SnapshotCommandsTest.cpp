@@ -596,6 +596,52 @@ TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
     EXPECT_EQ(peek(0), 1U);
 }
 
+TEST_F(SavedRegisters, AreRestoredFieldByFieldEvenIfTheirNamesAreEqual) {
+    describeMap32(
+        aRegister("DUP", "0", element("fields", field("X", "[3:0]") + field("X", "[7:4]") + field("Y", "[11:8]"))) +
+        aRegister("ALIAS", "4",
+                  element("fields", field("P%s", "[3:0]", element("dim", "2") + element("dimIncrement", "4")) +
+                                        field("P[1]", "[11:8]"))));
+    poke(0, 0x321);
+    poke(4, 0x321);
+    run("save map32 s");
+    poke(0, 0x391);
+    poke(4, 0x921);
+    expect("restore map32 s", 0, "map32 DUP: 0x00000391 -> 0x00000321\nmap32 ALIAS: 0x00000921 -> 0x00000321\n");
+}
+
+TEST_F(SavedRegisters, AreRestoredWithoutTheBitsAboveThem) {
+    poke(0x20, 0xFFFF1234);
+    run("save map32 s");
+    poke(0x20, 0xABCD0000);
+    expect("restore map32 s", 0, "map32 SMALL: 0x0000 -> 0x1234\n");
+    EXPECT_EQ(peek(0x20), 0xABCD1234U);
+}
+
+TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress) {
+    const std::string cleared = element("modifiedWriteValues", "oneToClear");
+    describeMap32(
+        aRegister("A", "0") +
+        aRegister("B", "0", element("alternateRegister", "A") + element("fields", field("PEND", "[15:8]", cleared))));
+    poke(0, 0x100);
+    run("save map32 s");
+    poke(0, 0x101);
+    expect("restore map32 s", 0,
+           "map32: not restored, a write changes another register of its address: A\n"
+           "map32: not restored, bits outside the fields differ: B\n");
+    EXPECT_EQ(peek(0), 0x101U);
+}
+
+TEST_F(SavedRegisters, AreThoseWithAFieldThatCanBeAccessed) {
+    const std::string both = element("access", "read-write");
+    describeMap32(aRegister("RO", "0", element("access", "read-only") + element("fields", field("F", "[3:0]", both))) +
+                  aRegister("WO", "4", element("access", "write-only") + element("fields", field("F", "[3:0]", both))));
+    expect("save map32 s", 0, "map32: saved 2 registers in s\n");
+    poke(0, 1);
+    poke(4, 1);
+    expect("restore map32 s", 0, "map32 RO: 0x00000001 -> 0x00000000\nmap32 WO: 0x00000001 -> 0x00000000\n");
+}
+
 TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
     edit("tests.svd", "<name>running</name>", "<name>0</name>");
     edit("tests.svd", "<name>stopped</name>", "<name>1</name>");
