@@ -46,13 +46,11 @@ unsigned int widthOf(const Field& field) { return field.msb - field.lsb + 1; }
 
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
-template <typename Names>
-std::string listOf(const Names& names) {
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : ", ") + name;
-    }
-    return list;
+/** Returns the ways to give a value of a field, such as "a number, off or on". */
+std::string choicesOf(const Field& field) {
+    std::vector<std::string> choices = namesToWrite(field);
+    choices.insert(choices.begin(), "a number");
+    return Common::alternatives(choices);
 }
 
 /** Returns the number that a text is; none if it does not fit in 64 bits. */
@@ -158,9 +156,8 @@ private:
             return numberOf(*value);
         }
         if (!Common::isNumber(text, Common::anyNotation)) {
-            const std::string names = listOf(namesToWrite(m_field));
             throw RefusedValue(
-                refusal(": " + quoted(text) + " is not a number" + (names.empty() ? "" : " or one of " + names)));
+                refusal(": " + quoted(text) + " is not a value of the field (give " + choicesOf(m_field) + ')'));
         }
         return fittingNumber(text);
     }

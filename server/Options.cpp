@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* footer =
     "TIME is a whole number with a unit, for example 500ms, 2s or 1m.\n"
-    "FAULT is one of the following. COUNT counts the requests of a connection.\n"
+    "FAULT is one of the following. The server counts the requests of each connection separately.\n"
     "  delay=TIME  wait before the answer\n"
     "  error       answer with an error instead of doing the operation\n"
     "  split=TIME  wait between the halves of the answer\n"
@@ -244,8 +244,7 @@ std::string joinLines(std::string text) {
 }
 
 void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
-    Common::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
-                                  footer);
+    Common::ArgumentParser parser("rynveld", "Serves the registers and interrupts of this machine over TCP.", footer);
     parser.addHelpFlag("show this help and exit");
     parser.addVersionFlag("rynveld " RYNVEL_VERSION, "show the version and exit");
     addOptions(parser.program(), raw, options);

@@ -43,7 +43,8 @@ const std::vector<HelpSection> helpSections{
       "command refuses the write."}},
     {"Register maps",
      {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
-      "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
+      "the device, with an underscore in place of every character that is neither a letter nor a digit: the peripheral "
+      "traf_top describes the device traf.top.",
       "The program searches the files and folders of --map. Without --map, it searches those in the environment "
       "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
       "share/rynvel/maps of the installation. The first description of a device is used."}},
@@ -59,20 +60,19 @@ const std::vector<HelpSection> helpSections{
       "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
-    {"Saved registers",
+    {"Snapshots",
      {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "
       "has a side effect.",
-      "The first argument of diff is a device or a file: a name with a slash and the name of an existing file select "
-      "the "
-      "file. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with status 2 if an "
-      "operation fails."}},
+      "The first argument of diff is a device or a snapshot: a name with a slash and the name of an existing file "
+      "select the snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
+      "status 2 if an operation fails."}},
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
       "word that "
       "the device reports.",
-      "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
-      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, the "
-      "device raises the interrupt again at once.",
+      "On this machine, the interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive "
+      "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of an "
+      "interrupt, the device raises the interrupt again at once.",
       "irq raise works only with a server that runs with --simulate."}},
     {"Traces",
      {"The traces of librynvel are written to standard error, unless the tracing library is configured otherwise. "
@@ -85,7 +85,7 @@ const std::vector<HelpSection> helpSections{
     {"Exit status",
      {"0: the command succeeded, or standard output no longer has a reader. 1: the operation failed. 2: the command "
       "line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
-      "On this machine, where the map of a device is known, an address outside the map counts as a wrong command line. "
+      "If a device of this machine has a map, an address outside the map is a wrong command line. "
       "For all other devices, the driver or the server checks the address. If it refuses the address, the operation "
       "fails. If a read fails, dump prints the registers that it has read so far.",
       "An error message is one line on standard error."}},

@@ -16,7 +16,7 @@ namespace Rynvelctl {
 /** What a command does with registers. It decides which of them are offered. */
 enum class RegisterUse { Read, Write, Any };
 
-/** Completes names with the description of one device, which must outlive it. */
+/** Completes names from the description of one device. The description must outlive the object. */
 class MapCompletion {
 public:
     MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}

@@ -95,7 +95,7 @@ std::string valuesOf(const Maps::Field& field) {
 
 /** Adds the properties that registers and fields share. */
 template <typename Element>
-JsonObject& addBehaviour(JsonObject& object, const Element& element) {
+JsonObject& addBehavior(JsonObject& object, const Element& element) {
     return object.add("access", wordsFor(element.access))
         .addJson("readAction", wordOrNull(element.readAction))
         .add("modifiedWriteValues", wordFor(element.modifiedWrite))
@@ -104,7 +104,7 @@ JsonObject& addBehaviour(JsonObject& object, const Element& element) {
 
 JsonObject& addField(JsonObject& object, const Maps::Field& field) {
     object.add("lsb", field.lsb).add("msb", field.msb);
-    return addBehaviour(object, field).add("description", field.description.str()).addJson("values", valuesOf(field));
+    return addBehavior(object, field).add("description", field.description.str()).addJson("values", valuesOf(field));
 }
 
 std::string format(const Maps::Field* field) {
@@ -115,7 +115,7 @@ std::string format(const Maps::Field* field) {
 JsonObject& addRegister(JsonObject& object, const Maps::LocatedRegister& located) {
     const Maps::Register& contents = *located.contents;
     object.add("register", located.name).add("offset", located.offset).add("width", contents.size);
-    return addBehaviour(object, contents)
+    return addBehavior(object, contents)
         .addJson("resetValue", numberOrNull(contents.resetValue))
         .add("resetMask", contents.resetMask)
         .add("description", contents.description.str())

@@ -92,7 +92,7 @@ std::string format(const DescribedDevice& device) {
 
 /** Adds the properties that registers and fields share. */
 template <typename Element>
-void addBehaviour(Rows& rows, const Element& element) {
+void addBehavior(Rows& rows, const Element& element) {
     rows.push_back({"access:", wordsFor(element.access)});
     if (element.readAction) {
         rows.push_back({"effect of a read:", wordFor(*element.readAction)});
@@ -109,7 +109,7 @@ Rows propertiesOf(const DescribedRegister& described) {
     const Maps::LocatedRegister& located = described.named.located;
     const Maps::Register& contents = *located.contents;
     Rows rows{{"offset:", hexadecimal(located.offset)}, {"width:", counted(contents.size, "bit")}};
-    addBehaviour(rows, contents);
+    addBehavior(rows, contents);
     if (contents.resetValue) {
         const std::string bits = contents.resetMask == Maps::bitsOf(contents)
                                      ? ""
@@ -198,7 +198,7 @@ std::string formatField(const DescribedRegister& described) {
     const Maps::LocatedRegister& located = described.named.located;
     const Maps::Field& field = *described.named.field;
     Rows rows{{"register offset:", hexadecimal(located.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
-    addBehaviour(rows, field);
+    addBehavior(rows, field);
     rows.push_back({"reset value:", resetValueOf(field, *located.contents)});
     Lines lines{headingOf(described.device + ' ' + located.name + '.' + field.name, field.description.str()), "",
                 TextTable(rows).text(widestLine)};

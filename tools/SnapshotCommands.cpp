@@ -49,7 +49,7 @@ SideEffects sideEffectsOf(bool areIncluded) { return areIncluded ? SideEffects::
 
 void printLeftOut(const std::string& device, const std::vector<std::string>& names) {
     if (!names.empty()) {
-        printError(device + ": reading has a side effect, left out: " + joinNames(names) +
+        printError(device + ": left out, reading has a side effect: " + joinNames(names) +
                    " (--with-side-effects includes them)");
     }
 }
@@ -249,8 +249,8 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
 
 void addSave(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<SaveOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "save", "save the values of all readable registers in a file", options, save);
+    const Common::Command command = addCommand(
+        program, chosen, "save", "save the values of all readable registers in a file, a snapshot", options, save);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("FILE", options->file, "the file to write; - is standard output");
     addSideEffectsOption(command, options->includesSideEffects);
@@ -258,20 +258,20 @@ void addSave(const Common::Command& program, Action& chosen) {
 
 void addDiff(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DiffOptions>();
-    const Common::Command command = addCommand(
-        program, chosen, "diff", "show the registers and fields that differ from a saved file", options, diff);
+    const Common::Command command =
+        addCommand(program, chosen, "diff", "show the registers and fields that differ from a snapshot", options, diff);
     command.addArgument("DEVICE|FILE", options->first,
-                        "a device, or a saved file: a name with / or the name of an existing file");
-    command.addArgument("FILE", options->second, "a saved file");
+                        "a device, or a snapshot: a name with / or the name of an existing file");
+    command.addArgument("FILE", options->second, "a snapshot");
     addSideEffectsOption(command, options->includesSideEffects);
 }
 
 void addRestore(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<RestoreOptions>();
     const Common::Command command = addCommand(
-        program, chosen, "restore", "write the saved values that differ, and read them back", options, restore);
+        program, chosen, "restore", "write the values of a snapshot that differ, and read them back", options, restore);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("FILE", options->file, "a saved file");
+    command.addArgument("FILE", options->file, "a snapshot");
     command.addFlag("--dry-run", options->isDryRun, "show what the command would write, and write nothing");
 }
 

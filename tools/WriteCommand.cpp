@@ -18,12 +18,15 @@ struct WriteOptions : RegisterOptions {
     bool verifies = false;
 };
 
-/** The write that the user asks for. */
+/** A write, with what the program adds to it. */
 struct PlannedWrite {
     /** The value for the device, and its mask. */
     std::uint32_t value;
     std::optional<std::uint32_t> mask;
-    /** The part that the user gave. */
+    /**
+     * The value and mask that the user gave, for `--verify` and the output. `value` and `mask` may also cover other
+     * fields.
+     */
     WrittenValue given;
 };
 

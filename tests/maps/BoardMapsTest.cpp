@@ -93,7 +93,7 @@ TEST(BoardMaps, DescribeRegistersOfTheWidthOfTheDevice) {
     EXPECT_GT(count, 0U);
 }
 
-/** The offset of a register of the clock. */
+/** Returns the offset of a register of the clock. */
 std::uint64_t offsetOfClock(const std::string& name) {
     Catalog catalog = boardMaps();
     const auto found = Maps::findRegister(*catalog.find("rtc0").value().peripheral, name);

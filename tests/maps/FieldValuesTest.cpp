@@ -145,7 +145,8 @@ TEST(Assignments, AreRefusedForANumberThatIsTheNameOfAnotherValue) {
     expectRefused(
         aRegister, {{"TRIGGER", "0x3"}},
         "field C.R.TRIGGER: '0x3' is a number and also the name of the value 4 (give the value with 0x or 0b)");
-    expectRefused(aRegister, {{"TRIGGER", "b"}}, "field C.R.TRIGGER: 'b' is not a number or one of a");
+    expectRefused(aRegister, {{"TRIGGER", "b"}},
+                  "field C.R.TRIGGER: 'b' is not a value of the field (give a number or a)");
     EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "10"}}).value, 10U);
     EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "0b10"}}).value, 2U);
 }
@@ -172,9 +173,10 @@ TEST(Assignments, AreRefusedForAFieldThatCannotBeWritten) {
 
 TEST(Assignments, AreRefusedForAnUnknownName) {
     for (const std::string name : {"slow", "other", "", "RUN"}) {
-        expectRefused({{"MODE", name}}, "field C.R.MODE: '" + name + "' is not a number or one of stop, run");
+        expectRefused({{"MODE", name}},
+                      "field C.R.MODE: '" + name + "' is not a value of the field (give a number, stop or run)");
     }
-    expectRefused({{"GAIN", "high"}}, "field C.R.GAIN: 'high' is not a number");
+    expectRefused({{"GAIN", "high"}}, "field C.R.GAIN: 'high' is not a value of the field (give a number)");
 }
 
 TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {

@@ -296,7 +296,7 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
     expectRefused("write map32 CTRL.MODE 8", "map32: field CTRL.MODE: '8' does not fit in 3 bits");
     expectRefused("write map32 CTRL.GAIN 1", "map32: field CTRL.GAIN: '1' is not a value that may be written");
     expectRefused("write map32 CTRL.START going",
-                  "map32: field CTRL.START: 'going' is not a number or one of stopped, running");
+                  "map32: field CTRL.START: 'going' is not a value of the field (give a number, stopped or running)");
 }
 
 TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
