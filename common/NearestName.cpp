@@ -58,6 +58,7 @@ std::string alternatives(const std::vector<std::string>& names) {
 
 std::string didYouMean(const std::vector<std::string>& names) {
     std::vector<std::string> quoted;
+    quoted.reserve(names.size());
     for (const std::string& name : names) {
         quoted.push_back('\'' + name + '\'');
     }

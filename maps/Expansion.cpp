@@ -188,7 +188,7 @@ private:
         if (text.empty()) {
             return std::make_shared<Indexes>(0, size);
         }
-        const auto indexes = parsed(text);
+        auto indexes = parsed(text);
         if (!indexes || indexes->size() < size) {
             warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
                                  std::to_string(size) + " indexes: the elements are numbered from 0");
