@@ -105,7 +105,7 @@ void CommandLine::run(int argc, const char* const* argv) {
     try {
         m_action(context);
     } catch (const Common::ReadTimedOut& unread) {
-        context.timeout().requireTimeLeft(unread.name);
+        throw context.timeout().failure(unread.name);
     }
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "BitDiagram.h"
+#include "Count.h"
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
@@ -18,23 +19,11 @@ using Lines = std::vector<std::string>;
 
 constexpr std::size_t widestLine = 100;
 
-std::string counted(std::size_t count, const std::string& what) {
-    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
-}
-
-std::string listOf(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : ", ") + name;
-    }
-    return list;
-}
-
 std::string usesOf(const ListedPeripheral& peripheral) {
     if (peripheral.hiddenBy) {
         return "hidden by " + printable(*peripheral.hiddenBy);
     }
-    return peripheral.devices.empty() ? "-" : listOf(peripheral.devices);
+    return peripheral.devices.empty() ? "-" : joinNames(peripheral.devices);
 }
 
 std::string format(const MapList& maps) {
@@ -49,9 +38,10 @@ std::string format(const MapList& maps) {
 }
 
 std::string summaryOf(const CheckedMap& map) {
-    const std::string contents = counted(map.peripherals, "peripheral") + ", " + counted(map.registers, "register");
+    const std::string contents =
+        Common::counted(map.peripherals, "peripheral") + ", " + Common::counted(map.registers, "register");
     return printable(map.file) + ": " + (map.isUsable ? contents : "not usable") + ", " +
-           counted(map.diagnostics.size() - (map.isUsable ? 0 : 1), "warning");
+           Common::counted(map.diagnostics.size() - (map.isUsable ? 0 : 1), "warning");
 }
 
 std::string format(const MapCheck& maps) {
@@ -108,7 +98,7 @@ void addBehavior(Rows& rows, const Element& element) {
 Rows propertiesOf(const DescribedRegister& described) {
     const Maps::LocatedRegister& located = described.named.located;
     const Maps::Register& contents = *located.contents;
-    Rows rows{{"offset:", hexadecimal(located.offset)}, {"width:", counted(contents.size, "bit")}};
+    Rows rows{{"offset:", hexadecimal(located.offset)}, {"width:", Common::counted(contents.size, "bit")}};
     addBehavior(rows, contents);
     if (contents.resetValue) {
         const std::string bits = contents.resetMask == Maps::bitsOf(contents)
@@ -144,7 +134,7 @@ std::string effectsOf(const Maps::Field& field) {
     if (field.modifiedWrite != Maps::ModifiedWrite::Modify) {
         effects.push_back("write: " + wordFor(field.modifiedWrite));
     }
-    return listOf(effects);
+    return joinNames(effects);
 }
 
 std::string tableOfFields(const Maps::Register& contents) {
