@@ -105,23 +105,23 @@ private:
 
     // Arrays
 
-    /** The greatest distance that an element can have from the first one. */
-    struct Room {
-        std::uint64_t distance;
-        /** The problem of an element at a greater distance. */
-        std::string problem;
-    };
+    /** Returns the greatest distance that an element can have from the first one, so that its offset has 64 bits. */
+    static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
 
-    static Room roomAfter(const Definition& definition) {
+    /** Returns the problem of an element at a greater distance than there is room for. */
+    static std::string problemBeyondRoom(const Definition& definition) {
+        if (definition.kind == Kind::Field) {
+            return "has bits higher than bit " + std::to_string(highestBit);
+        }
         const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
-        return {UINT64_MAX - definition.offset.value_or(0), "has " + subject + " that does not fit in 64 bits"};
+        return "has " + subject + " that does not fit in 64 bits";
     }
 
     /**
      * Returns the elements of an array in their order, or the only element of a definition that is not an array. Leaves
      * out the elements for which there is no room.
      */
-    std::vector<Position> positionsOf(const Definition& definition, const Room& room) {
+    std::vector<Position> positionsOf(const Definition& definition, std::uint64_t room) {
         if (!definition.dimension.size) {
             return {onlyPosition(definition)};
         }
@@ -145,13 +145,13 @@ private:
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
 
-    std::vector<Position> elementsOf(const Definition& definition, const Room& room) {
+    std::vector<Position> elementsOf(const Definition& definition, std::uint64_t room) {
         const auto array = std::make_shared<const Array>(arrayOf(definition));
         const auto indexes = indexesOf(definition, array->size);
         std::uint64_t count = array->size;
-        if (count > 1 && (count - 1) * array->increment > room.distance) {
-            warn(definition, room.problem + ", and is not used");
-            count = room.distance / array->increment + 1;
+        if (count > 1 && (count - 1) * array->increment > room) {
+            warn(definition, problemBeyondRoom(definition) + ", and is not used");
+            count = room / array->increment + 1;
         }
         std::vector<Position> positions;
         for (std::uint64_t i = 0; i < count; ++i) {
@@ -453,8 +453,7 @@ private:
         field.writeConstraint =
             definition.writeConstraint ? definition.writeConstraint : inheritedConstraint(aRegister, field);
         field.line = definition.line;
-        for (Position& position : positionsOf(
-                 definition, {highestBit - bits->second, "has bits higher than bit " + std::to_string(highestBit)})) {
+        for (Position& position : positionsOf(definition, highestBit - bits->second)) {
             field.lsb = static_cast<unsigned int>(bits->first + position.distance);
             field.msb = static_cast<unsigned int>(bits->second + position.distance);
             field.name = std::move(position.name);
