@@ -9,15 +9,24 @@
 #include <cstddef>
 #include <string>
 
+#include "Deadline.h"
+
 namespace Common {
+
+/** Thrown if a pipe or a terminal does not deliver the bytes of a file in time. */
+struct ReadTimedOut {
+    /** The name of the file. */
+    std::string name;
+};
 
 /**
  * Returns the bytes of a file. Of a file with more than `most` bytes, it returns the first ones, at least one more than
- * `most`.
+ * `most`. It waits for the writers of a pipe, and for the first writer of a named pipe.
  *
  * @throws std::system_error if the file cannot be read.
+ * @throws ReadTimedOut
  */
-std::string readFile(const std::string& name, std::size_t most);
+std::string readFile(const std::string& name, std::size_t most, const Deadline& deadline = {});
 
 } // namespace Common
 

@@ -47,13 +47,22 @@ std::vector<std::string> nearestNames(const std::string& word, const std::vector
     return nearest;
 }
 
-std::string didYouMean(const std::vector<std::string>& names) {
+std::string alternatives(const std::vector<std::string>& names) {
     std::string list;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const char* const separator = i == 0 ? "" : i + 1 == names.size() ? " or " : ", ";
-        list += separator + ('\'' + names[i] + '\'');
+        list += separator + names[i];
     }
-    return list.empty() ? "" : "did you mean " + list + '?';
+    return list;
+}
+
+std::string didYouMean(const std::vector<std::string>& names) {
+    std::vector<std::string> quoted;
+    quoted.reserve(names.size());
+    for (const std::string& name : names) {
+        quoted.push_back('\'' + name + '\'');
+    }
+    return quoted.empty() ? "" : "did you mean " + alternatives(quoted) + '?';
 }
 
 } // namespace Common

@@ -18,6 +18,9 @@ namespace Common {
  */
 std::vector<std::string> nearestNames(const std::string& word, const std::vector<std::string>& names);
 
+/** Returns the names as a choice, such as "A, B or C". */
+std::string alternatives(const std::vector<std::string>& names);
+
 /** The question "did you mean 'A', 'B' or 'C'?"; empty without names. */
 std::string didYouMean(const std::vector<std::string>& names);
 

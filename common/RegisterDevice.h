@@ -31,7 +31,7 @@ enum class AccessResult {
 
 /**
  * Checks every access against the map and the register width of the device. After FaultGuard::install(), also recovers
- * from bus errors. Addresses are byte offsets or register indices, depending on the backend. Values are the low
+ * from bus errors. Addresses are byte offsets or register indexes, depending on the backend. Values are the low
  * `width()` bits of a word.
  *
  * Threads: the rules of the device itself apply.

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Access to a device of a register server without the remote devices of the library.
+ * Accesses a device of a register server directly, without the class Remote of the library.
  */
 #ifndef RYNVEL_COMMON_REMOTEDEVICE_H
 #define RYNVEL_COMMON_REMOTEDEVICE_H

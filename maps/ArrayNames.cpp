@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 #include "ScaledNumber.h"
 #include "TextEncoding.h"
@@ -23,22 +24,18 @@ bool isOneLetter(std::string_view text) {
     return text.size() == 1 && std::isalpha(static_cast<unsigned char>(text.front())) != 0;
 }
 
-using Indexes = std::optional<std::vector<std::string>>;
+using MaybeIndexes = std::optional<Indexes>;
 
-Indexes numbersBetween(std::string_view first, std::string_view last, std::uint64_t most) {
+MaybeIndexes numbersBetween(std::string_view first, std::string_view last, std::uint64_t most) {
     const auto low = parseScaledNumber(first);
     const auto high = parseScaledNumber(last);
     if (!low || !high || *low > *high || *high - *low >= most) {
         return std::nullopt;
     }
-    std::vector<std::string> indexes;
-    for (std::uint64_t number = *low; indexes.size() <= *high - *low; ++number) {
-        indexes.push_back(std::to_string(number));
-    }
-    return indexes;
+    return Indexes(*low, *high - *low + 1);
 }
 
-Indexes lettersBetween(char first, char last) {
+MaybeIndexes lettersBetween(char first, char last) {
     const bool isOneCase =
         (std::isupper(static_cast<unsigned char>(first)) != 0) == (std::isupper(static_cast<unsigned char>(last)) != 0);
     if (first > last || !isOneCase) {
@@ -48,17 +45,17 @@ Indexes lettersBetween(char first, char last) {
     for (char letter = first; letter <= last; ++letter) {
         indexes.emplace_back(1, letter);
     }
-    return indexes;
+    return Indexes(std::move(indexes));
 }
 
-Indexes parseRange(std::string_view first, std::string_view last, std::uint64_t most) {
+MaybeIndexes parseRange(std::string_view first, std::string_view last, std::uint64_t most) {
     if (isDecimal(first) && isDecimal(last)) {
         return numbersBetween(first, last, most);
     }
     return isOneLetter(first) && isOneLetter(last) ? lettersBetween(first.front(), last.front()) : std::nullopt;
 }
 
-Indexes parseList(std::string_view text, std::uint64_t most) {
+MaybeIndexes parseList(std::string_view text, std::uint64_t most) {
     std::vector<std::string> indexes;
     while (indexes.size() < most) {
         const std::size_t comma = std::min(text.find(','), text.size());
@@ -68,7 +65,7 @@ Indexes parseList(std::string_view text, std::uint64_t most) {
         }
         indexes.emplace_back(index);
         if (comma == text.size()) {
-            return indexes;
+            return Indexes(std::move(indexes));
         }
         text.remove_prefix(comma + 1);
     }
@@ -81,37 +78,47 @@ bool hasPlaceholder(std::string_view text) { return text.find(placeholder) != st
 
 std::string withIndex(std::string_view text, std::string_view index) {
     std::string result;
-    for (std::size_t place = text.find(placeholder); place != std::string_view::npos; place = text.find(placeholder)) {
-        result.append(text.substr(0, place)).append(index);
-        text.remove_prefix(place + placeholder.size());
+    for (std::size_t position = text.find(placeholder); position != std::string_view::npos;
+         position = text.find(placeholder)) {
+        result.append(text.substr(0, position)).append(index);
+        text.remove_prefix(position + placeholder.size());
     }
     return result.append(text);
 }
 
 std::string withoutPlaceholder(std::string_view name) {
     std::string rest(name);
-    for (const std::string_view place : {std::string_view("[%s]"), placeholder}) {
-        for (std::size_t at = rest.find(place); at != std::string::npos; at = rest.find(place)) {
-            rest.erase(at, place.size());
+    for (const std::string_view spelling : {std::string_view("[%s]"), placeholder}) {
+        for (std::size_t at = rest.find(spelling); at != std::string::npos; at = rest.find(spelling)) {
+            rest.erase(at, spelling.size());
         }
     }
     return rest;
 }
 
-std::optional<std::vector<std::string>> parseIndexes(std::string_view text, std::uint64_t most) {
+Indexes::Indexes(std::uint64_t first, std::uint64_t size) : m_first(first), m_size(size) {}
+
+Indexes::Indexes(std::vector<std::string> names)
+    : m_size(names.size()), m_names(std::move(names)), m_known(m_names.begin(), m_names.end()) {}
+
+std::string Indexes::at(std::uint64_t position) const {
+    return m_names.empty() ? std::to_string(m_first + position) : m_names[static_cast<std::size_t>(position)];
+}
+
+bool Indexes::contains(const std::string& index) const {
+    if (!m_names.empty()) {
+        return m_known.count(index) > 0;
+    }
+    const auto number = parseScaledNumber(index);
+    return number && *number >= m_first && *number - m_first < m_size && index == std::to_string(*number);
+}
+
+std::optional<Indexes> parseIndexes(std::string_view text, std::uint64_t most) {
     const std::size_t dash = text.find('-');
     if (text.find(',') == std::string_view::npos && dash != std::string_view::npos) {
         return parseRange(trimmed(text.substr(0, dash)), trimmed(text.substr(dash + 1)), most);
     }
     return parseList(text, most);
-}
-
-std::vector<std::string> countedIndexes(std::uint64_t size) {
-    std::vector<std::string> indexes;
-    for (std::uint64_t index = 0; index < size; ++index) {
-        indexes.push_back(std::to_string(index));
-    }
-    return indexes;
 }
 
 } // namespace Maps

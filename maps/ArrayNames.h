@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace Maps {
@@ -23,15 +24,32 @@ std::string withIndex(std::string_view text, std::string_view index);
 /** Returns the name without `%s` and `[%s]`. */
 std::string withoutPlaceholder(std::string_view name);
 
+/** The indexes of an array. */
+class Indexes {
+public:
+    /** Makes indexes of consecutive numbers. */
+    Indexes(std::uint64_t first, std::uint64_t size);
+    explicit Indexes(std::vector<std::string> names);
+
+    std::uint64_t size() const { return m_size; }
+    /** Returns the index at a position, which must be below size(). */
+    std::string at(std::uint64_t position) const;
+    bool contains(const std::string& index) const;
+
+private:
+    std::uint64_t m_first = 0;
+    std::uint64_t m_size;
+    /** Empty for numbers. */
+    std::vector<std::string> m_names;
+    std::unordered_set<std::string> m_known;
+};
+
 /**
  * Returns the indexes of a list such as "A,B,C", or of a range such as "0-3" or "A-D".
  *
  * @return the indexes; none for any other text, and for more than `most` indexes.
  */
-std::optional<std::vector<std::string>> parseIndexes(std::string_view text, std::uint64_t most);
-
-/** Returns the numbers from 0 to `size` - 1 as indexes. */
-std::vector<std::string> countedIndexes(std::uint64_t size);
+std::optional<Indexes> parseIndexes(std::string_view text, std::uint64_t most);
 
 } // namespace Maps
 

@@ -2,12 +2,16 @@
 #include "Consistency.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Bits.h"
+#include "Count.h"
 
 namespace Maps {
 
@@ -35,7 +39,7 @@ public:
     explicit Consistency(Warnings& warnings) : m_warnings(warnings) {}
 
     void check(const Device& device) {
-        checkNames("peripheral", device.peripherals, [](const Peripheral& p) { return p.name; });
+        checkNames("peripheral", device.peripherals);
         for (const Peripheral& peripheral : device.peripherals) {
             checkContent(peripheral.registers, peripheral.clusters);
         }
@@ -48,12 +52,29 @@ private:
         return !list.empty() && m_seen.insert(list.begin()).second;
     }
 
-    template <typename T, typename NameOf>
-    void checkNames(const std::string& kind, const SharedList<T>& elements, NameOf uniqueName) {
-        std::set<std::string> names;
+    /** The lines of elements by a property that should be unique. */
+    template <typename Key>
+    using Lines = std::map<Key, std::size_t>;
+
+    /** Returns the line of the first element that has the property; none, and stores the line, if there is none. */
+    template <typename Key>
+    static std::optional<std::size_t> earlierLine(Lines<Key>& lines, const Key& key, std::size_t line) {
+        const auto [first, isNew] = lines.emplace(key, line);
+        return isNew ? std::nullopt : std::optional<std::size_t>(first->second);
+    }
+
+    void warnOfRepetition(const std::string& kind, const std::string& name, std::size_t line,
+                          const std::string& property, std::size_t earlier, const std::string& consequence = "") {
+        m_warnings.add(line, kind + " " + name + " has the same " + property + " as the " + kind + " in line " +
+                                 std::to_string(earlier) + consequence);
+    }
+
+    template <typename T>
+    void checkNames(const std::string& kind, const SharedList<T>& elements, const std::string& consequence = "") {
+        Lines<std::string> lines;
         for (const T& element : elements) {
-            if (!names.insert(uniqueName(element)).second) {
-                m_warnings.add(element.line, kind + " " + nameOf(element) + " has the same name as another one");
+            if (const auto line = earlierLine(lines, element.name, element.line)) {
+                warnOfRepetition(kind, nameOf(element), element.line, "name", *line, consequence);
             }
         }
     }
@@ -63,7 +84,7 @@ private:
             checkRegisters(registers);
         }
         if (isNew(clusters)) {
-            checkNames("cluster", clusters, [](const Cluster& c) { return c.name; });
+            checkNames("cluster", clusters);
             for (const Cluster& cluster : clusters) {
                 checkContent(cluster.registers, cluster.clusters);
             }
@@ -71,7 +92,7 @@ private:
     }
 
     void checkRegisters(const SharedList<Register>& registers) {
-        checkNames("register", registers, [](const Register& r) { return r.name + "\n" + r.alternateGroup; });
+        checkNames("register", registers, ": the name selects the one with the lowest offset");
         std::vector<Extent<Register>> extents;
         for (const Register& aRegister : registers) {
             if (aRegister.alternateGroup.empty() && aRegister.alternateRegister.empty()) {
@@ -87,19 +108,31 @@ private:
     }
 
     void checkFields(const Register& aRegister) {
-        checkNames("field", aRegister.fields, [](const Field& f) { return f.name; });
+        checkNames("field", aRegister.fields);
         std::vector<Extent<Field>> extents;
         for (const Field& field : aRegister.fields) {
             extents.push_back({field.lsb, field.msb, &field});
             if (field.msb >= aRegister.size) {
                 m_warnings.add(field.line, "field " + nameOf(field) + " is outside the " +
-                                               std::to_string(aRegister.size) + " bits of its register");
+                                               Common::counted(aRegister.size, "bit") + " of its register");
             }
+            checkAccess(field, aRegister);
             for (const Enumeration& enumeration : field.enumerations) {
                 checkValues(enumeration, field);
             }
         }
         warnOfOverlaps("field", std::move(extents), "");
+    }
+
+    void checkAccess(const Field& field, const Register& aRegister) {
+        const std::string subject = "field " + nameOf(field) + " can be ";
+        const std::string contradiction = ", but its register cannot (the access of the field is used)";
+        if (isReadable(field.access) && !isReadable(aRegister.access)) {
+            m_warnings.add(field.line, subject + "read" + contradiction);
+        }
+        if (isWritable(field.access) && !isWritable(aRegister.access)) {
+            m_warnings.add(field.line, subject + "written" + contradiction);
+        }
     }
 
     template <typename T>
@@ -138,18 +171,29 @@ private:
         }
         const unsigned int width = field.msb - field.lsb + 1;
         const std::uint64_t highest = lowBits(width);
-        std::set<std::string> names;
-        std::set<std::pair<std::uint64_t, std::uint64_t>> values;
         for (const EnumeratedValue& value : enumeration.values) {
             if (value.value > highest) {
                 m_warnings.add(value.line, "enumerated value '" + value.name + "' does not fit in the " +
-                                               std::to_string(width) + " bits of field " + nameOf(field));
+                                               Common::counted(width, "bit") + " of field " + nameOf(field));
             }
-            if (!value.name.empty() && !names.insert(value.name).second) {
-                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the same name as another one");
+        }
+        checkRepetitions(enumeration);
+    }
+
+    void checkRepetitions(const Enumeration& enumeration) {
+        const std::string kind = "enumerated value";
+        Lines<std::string> names;
+        Lines<std::pair<std::uint64_t, std::uint64_t>> values;
+        for (const EnumeratedValue& value : enumeration.values) {
+            const std::string name = "'" + value.name + "'";
+            const auto sameName = value.name.empty() ? std::nullopt : earlierLine(names, value.name, value.line);
+            if (sameName) {
+                warnOfRepetition(kind, name, value.line, "name", *sameName);
             }
-            if (!value.isDefault && !values.emplace(value.value, value.mask).second) {
-                m_warnings.add(value.line, "enumerated value '" + value.name + "' has the same value as another one");
+            const auto sameValue =
+                value.isDefault ? std::nullopt : earlierLine(values, {value.value, value.mask}, value.line);
+            if (sameValue) {
+                warnOfRepetition(kind, name, value.line, "value", *sameValue);
             }
         }
     }

@@ -111,6 +111,9 @@ struct Definition {
 /** Returns the XML tag of a kind of definition. */
 std::string_view tagOf(Definition::Kind kind);
 
+/** Returns the width of a bit range; none if the numbers do not give it. */
+std::optional<std::uint64_t> widthOf(const BitRange& bits);
+
 /** Returns the kind and the name for a message, such as "register 'CR'". */
 std::string describe(const Definition& definition);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DefinitionReader.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "ScaledNumber.h"
@@ -45,7 +46,7 @@ constexpr Words<AddressBlock::Usage, 3> blockUsageWords{{{"registers", AddressBl
                                                          {"buffer", AddressBlock::Usage::Buffer},
                                                          {"reserved", AddressBlock::Usage::Reserved}}};
 
-/** Accepts an element that the format allows and that this reader does not need. */
+/** Accepts an element that the format allows and that its tag does not read. */
 template <typename Target>
 void ignore(Target&, const Element&) {}
 
@@ -115,11 +116,12 @@ const Tags<EnumerationTarget>& enumerationTags() {
 }
 
 void readEnumeration(Definition& field, const Element& element) {
-    // The format allows two enumeratedValues for a field, one for reading and one for writing.
+    // The format allows two enumeratedValues for a field, one for reading and one for writing. The reader accepts more,
+    // but limits them, because a program searches all of them for the name of a value.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("the field has more than " + std::to_string(most) +
-                     " enumeratedValues (this one and later ones are not used)");
+                     " enumeratedValues: this one and later ones are not used");
         return;
     }
     EnumerationDefinition definition;
@@ -134,7 +136,7 @@ void readEnumeration(Definition& field, const Element& element) {
     }
     if (!target.values.empty()) {
         if (!definition.derivedFrom.empty()) {
-            element.warn("enumeratedValues are derived and also contain values (these are used)");
+            element.warn("enumeratedValues are derived and also contain values: the values are used");
         }
         definition.values = SharedList<EnumeratedValue>(std::move(target.values));
     }
@@ -159,15 +161,25 @@ void readIndexNames(Definition& definition, const Element& element) {
 
 // Bit ranges and write constraints
 
-/** Stores a number of a bit range. Keeps an earlier number, and warns if the two differ. */
-void setBit(std::optional<std::uint64_t>& bit, std::optional<std::uint64_t> number, const Element& element) {
-    if (bit && number && bit != number) {
-        element.warn(element.quoted(element.text()) + " contradicts an earlier bit range, and is not used");
-    }
-    bit = bit ? bit : number;
+/** An element that gives a bit range, or a part of one. */
+struct BitElement {
+    Element element;
+    BitRange bits;
+};
+
+/** The elements of a field that belong to one notation of its bit range. */
+using Notation = std::vector<std::string_view>;
+
+const std::vector<Notation>& notations() {
+    static const std::vector<Notation> all{{"bitOffset", "bitWidth"}, {"lsb", "msb"}, {"bitRange"}};
+    return all;
 }
 
-void readBitRange(Definition& field, const Element& element) {
+bool hasTag(const Notation& notation, std::string_view tag) {
+    return std::find(notation.begin(), notation.end(), tag) != notation.end();
+}
+
+BitRange parseBitRange(const Element& element) {
     const std::string_view text = element.text();
     const std::size_t colon = text.find(':');
     const bool hasBrackets = text.size() > 2 && text.front() == '[' && text.back() == ']';
@@ -175,13 +187,85 @@ void readBitRange(Definition& field, const Element& element) {
         const auto msb = parseScaledNumber(trimmed(text.substr(1, colon - 1)));
         const auto lsb = parseScaledNumber(trimmed(text.substr(colon + 1, text.size() - colon - 2)));
         if (msb && lsb) {
-            setBit(field.bits.lsb, lsb, element);
-            setBit(field.bits.msb, msb, element);
-            return;
+            return {lsb, msb, {}};
         }
     }
     if (!text.empty()) {
         element.warn(element.quoted(text) + " is not of the form [MSB:LSB], and is not used");
+    }
+    return {};
+}
+
+BitRange bitsIn(const Element& element) {
+    if (element.tag() == "bitRange") {
+        return parseBitRange(element);
+    }
+    if (element.tag() == "bitWidth") {
+        return {{}, {}, element.number()};
+    }
+    return element.tag() == "msb" ? BitRange{{}, element.number(), {}} : BitRange{element.number(), {}, {}};
+}
+
+/** Returns the first element of each tag that describes the bits of a field, in the order of the file. */
+std::vector<BitElement> bitElementsOf(const Element& field) {
+    std::vector<BitElement> elements;
+    for (const pugi::xml_node& node : field.node().children()) {
+        const Element element(field.source(), node);
+        const bool isRepeated = std::any_of(elements.begin(), elements.end(), [&element](const BitElement& earlier) {
+            return earlier.element.tag() == element.tag();
+        });
+        const bool isOfBits = std::any_of(notations().begin(), notations().end(), [&element](const Notation& notation) {
+            return hasTag(notation, element.tag());
+        });
+        if (isOfBits && !isRepeated) {
+            elements.push_back({element, bitsIn(element)});
+        }
+    }
+    return elements;
+}
+
+/** Adds the numbers that a bit range does not have yet. */
+void complete(BitRange& bits, const BitRange& more) {
+    bits.lsb = bits.lsb ? bits.lsb : more.lsb;
+    bits.msb = bits.msb ? bits.msb : more.msb;
+    bits.width = bits.width ? bits.width : more.width;
+}
+
+/** Returns the bit range that the file completes first in one notation. If there is none, mixes the notations. */
+BitRange firstComplete(const std::vector<BitElement>& elements) {
+    BitRange mixed;
+    std::vector<BitRange> ranges(notations().size());
+    for (const BitElement& each : elements) {
+        complete(mixed, each.bits);
+        for (std::size_t i = 0; i < ranges.size(); ++i) {
+            if (hasTag(notations()[i], each.element.tag())) {
+                complete(ranges[i], each.bits);
+                if (ranges[i].lsb && (ranges[i].msb || ranges[i].width)) {
+                    return ranges[i];
+                }
+            }
+        }
+    }
+    return mixed;
+}
+
+using MaybeNumber = std::optional<std::uint64_t>;
+
+bool differ(MaybeNumber one, MaybeNumber other) { return one && other && *one != *other; }
+
+bool contradict(const BitRange& used, const BitRange& given) {
+    const MaybeNumber msb = used.lsb && used.width ? MaybeNumber(*used.lsb + *used.width - 1) : used.msb;
+    return differ(used.lsb, given.lsb) || differ(msb, given.msb) || differ(widthOf(used), given.width);
+}
+
+void readBits(Definition& field, const Element& element) {
+    const std::vector<BitElement> elements = bitElementsOf(element);
+    field.bits = firstComplete(elements);
+    for (const BitElement& each : elements) {
+        if (contradict(field.bits, each.bits)) {
+            each.element.warn(each.element.quoted(each.element.text()) +
+                              " contradicts another bit range, and is not used");
+        }
     }
 }
 
@@ -202,7 +286,7 @@ void readRange(std::optional<WriteConstraint>& constraint, const Element& elemen
     RangeLimits range;
     rangeTags().readInto(range, element);
     if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
-        element.warn("a range needs a minimum and a maximum that is at least the minimum (the range is not used)");
+        element.warn("a range is not used (give a minimum, and a maximum that is at least the minimum)");
         return;
     }
     constraint = {WriteConstraint::Kind::Range, *range.minimum, *range.maximum};
@@ -345,6 +429,9 @@ void readChild(Definition& parent, const Element& element) {
     expectDepth(child, element.source().limits.clusterDepth);
     child.derivedFrom = element.derivedFrom();
     tagsOf(kind).readInto(child, element);
+    if (kind == Kind::Field) {
+        readBits(child, element);
+    }
     if (child.name.empty()) {
         element.warn("a " + std::string(tagOf(kind)) + " without a name is not used");
         return;
@@ -357,7 +444,7 @@ void readChild(Definition& parent, const Element& element) {
 void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
     element.expectNoAttributes();
     if (parent.children) {
-        element.warn("element '" + std::string(element.tag()) + "' occurs twice (both are used)");
+        element.warn("element '" + std::string(element.tag()) + "' occurs twice: both are used");
     }
     tags.readInto(parent, element);
 }
@@ -473,11 +560,12 @@ TagGroup registerOwnTags() {
 }
 
 TagGroup fieldOwnTags() {
-    return {{"lsb", [](Definition& d, const Element& e) { setBit(d.bits.lsb, e.number(), e); }},
-            {"msb", [](Definition& d, const Element& e) { setBit(d.bits.msb, e.number(), e); }},
-            {"bitOffset", [](Definition& d, const Element& e) { setBit(d.bits.lsb, e.number(), e); }},
-            {"bitWidth", [](Definition& d, const Element& e) { setBit(d.bits.width, e.number(), e); }},
-            {"bitRange", readBitRange},
+    // readBits() reads the elements for the bit range, because it needs all of them at the same time.
+    return {{"lsb", ignore},
+            {"msb", ignore},
+            {"bitOffset", ignore},
+            {"bitWidth", ignore},
+            {"bitRange", ignore},
             {"access", readAccess},
             {"enumeratedValues", readEnumeration, true}};
 }
@@ -512,7 +600,7 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
         element.warn("the device has no version");
     }
     if (!device.addressUnitBits || !device.width) {
-        element.warn("the device has no addressUnitBits or no width (8 and 32 are assumed)");
+        element.warn("the device has no addressUnitBits or no width: 8 and 32 are assumed");
     }
     warnOfMissing(device, element);
 }
@@ -537,6 +625,11 @@ std::string_view tagOf(Kind kind) {
 
 std::string describe(const Definition& definition) {
     return std::string(tagOf(definition.kind)) + " '" + std::string(definition.name) + "'";
+}
+
+MaybeNumber widthOf(const BitRange& bits) {
+    const bool hasBothEnds = bits.lsb && bits.msb && *bits.msb >= *bits.lsb && *bits.msb - *bits.lsb < UINT64_MAX;
+    return hasBothEnds ? MaybeNumber(*bits.msb - *bits.lsb + 1) : bits.width;
 }
 
 const Definition& readDefinitions(Source& source) {

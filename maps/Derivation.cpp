@@ -5,9 +5,6 @@
 #include <optional>
 #include <utility>
 
-#include "ArrayNames.h"
-#include "ScaledNumber.h"
-
 namespace Maps {
 
 namespace {
@@ -48,12 +45,6 @@ void inherit(Properties& own, const Properties& base) {
     inherit(own.protection, base.protection);
     inherit(own.resetValue, base.resetValue);
     inherit(own.resetMask, base.resetMask);
-}
-
-/** Returns the width of a bit range; none if the numbers do not give it. */
-std::optional<std::uint64_t> widthOf(const BitRange& bits) {
-    const bool hasBothEnds = bits.lsb && bits.msb && *bits.msb >= *bits.lsb && *bits.msb - *bits.lsb < UINT64_MAX;
-    return hasBothEnds ? std::optional<std::uint64_t>(*bits.msb - *bits.lsb + 1) : bits.width;
 }
 
 /**
@@ -160,15 +151,13 @@ bool Scope::isElement(const Definition& array, std::string_view name) {
     }
     const std::string index(name.substr(beginning.size(), name.size() - beginning.size() - end.size()));
     if (array.dimension.index.empty()) {
-        const auto number = parseScaledNumber(index);
-        return number && *number < array.dimension.size.value_or(0) && index == std::to_string(*number);
+        return Indexes(0, array.dimension.size.value_or(0)).contains(index);
     }
-    auto& indexes = m_indexes[&array];
-    if (indexes.empty()) {
-        const auto names = parseIndexes(array.dimension.index, m_mostIndexes).value_or(std::vector<std::string>{""});
-        indexes.insert(names.begin(), names.end());
+    auto known = m_indexes.find(&array);
+    if (known == m_indexes.end()) {
+        known = m_indexes.emplace(&array, parseIndexes(array.dimension.index, m_mostIndexes)).first;
     }
-    return indexes.count(index) > 0;
+    return known->second && known->second->contains(index);
 }
 
 const Definition& Derivation::resolve(const Definition& own) {
@@ -179,7 +168,7 @@ const Definition& Derivation::resolve(const Definition& own) {
         const auto [known, isNew] = m_resolved.try_emplace(at, nullptr);
         if (!isNew) {
             if (known->second == nullptr) {
-                m_warnings.add(at->line, describe(*at) + " is derived from itself (derivedFrom is ignored)");
+                m_warnings.add(at->line, describe(*at) + " is derived from itself: derivedFrom is not used");
             }
             at = known->second;
             break;
@@ -268,7 +257,8 @@ List<const Definition*> Derivation::mergedChildren(const Definition& own, const 
         }
     }
     merged->insert(merged->end(), own.children->begin(), own.children->end());
-    m_mergedChildren += merged->size();
+    // Counts the replaced children, too: the search for them also costs time.
+    m_mergedChildren += base.children->size() + own.children->size();
     if (m_mergedChildren > m_limits.elements) {
         throw MalformedMap(own.line, "derivedFrom copies more than " + std::to_string(m_limits.elements) + " elements");
     }

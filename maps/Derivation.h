@@ -10,13 +10,14 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "ArrayNames.h"
 #include "Definition.h"
 #include "Diagnostics.h"
 #include "Limits.h"
@@ -29,8 +30,8 @@ public:
     Scope(const Definitions& children, std::uint64_t mostIndexes);
 
     /**
-     * Returns the child of a kind that has the name; null if there is none. The name may be that of the child, that of
-     * an element of its array, or that of its array without the placeholder. Never returns `except`.
+     * Returns the child of a kind that has the name; null if there is none. The name may be the name of the child,
+     * of an element of its array, or of its array without the placeholder. Never returns `except`.
      */
     const Definition* find(Definition::Kind kind, std::string_view name, const Definition* except);
 
@@ -46,7 +47,8 @@ private:
     std::map<Key, const Definition*> m_byBeginning;
     /** The arrays, by their names without the placeholder. */
     std::map<std::pair<Definition::Kind, std::string>, const Definition*> m_byBareName;
-    std::map<const Definition*, std::unordered_set<std::string>> m_indexes;
+    /** None if a dimIndex does not give indexes. */
+    std::map<const Definition*, std::optional<Indexes>> m_indexes;
 };
 
 /**

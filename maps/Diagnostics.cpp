@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Diagnostics.h"
 
+#include "Count.h"
+
 namespace Maps {
 
 std::string render(const std::string& file, const Diagnostic& diagnostic) {
-    const std::string place = diagnostic.line == 0 ? "" : ":" + std::to_string(diagnostic.line);
+    const std::string location = diagnostic.line == 0 ? "" : ":" + std::to_string(diagnostic.line);
     const std::string severity = diagnostic.severity == Severity::Error ? "error" : "warning";
-    return file + place + ": " + severity + ": " + diagnostic.text;
+    return file + location + ": " + severity + ": " + diagnostic.text;
 }
 
 void Warnings::add(std::size_t line, const std::string& text) {
@@ -23,7 +25,9 @@ std::vector<Diagnostic> Warnings::inOrder() const {
         diagnostics.push_back({Severity::Warning, line, text});
     }
     if (m_further > 0) {
-        diagnostics.push_back({Severity::Warning, 0, std::to_string(m_further) + " further warnings are not shown"});
+        diagnostics.push_back(
+            {Severity::Warning, 0,
+             Common::counted(m_further, "further warning") + (m_further == 1 ? " is" : " are") + " not shown"});
     }
     return diagnostics;
 }

@@ -25,23 +25,47 @@ std::string lettersOf(std::string_view text) {
     return letters;
 }
 
+/** The text of an element, which consists of several pieces if there are comments in it. */
+class JoinedText {
+public:
+    JoinedText(Source& source, std::string_view first) : m_source(source), m_text(first) {}
+
+    void add(std::string_view piece) {
+        if (m_text.empty()) {
+            m_text = piece;
+            return;
+        }
+        if (m_joined == nullptr) {
+            m_joined = &m_source.texts.emplace_back(m_text);
+        }
+        m_text = m_joined->append(piece);
+    }
+
+    std::string_view text() const { return m_text; }
+
+private:
+    Source& m_source;
+    std::string_view m_text;
+    std::string* m_joined = nullptr;
+};
+
 } // namespace
 
 bool areAlike(std::string_view one, std::string_view other) { return lettersOf(one) == lettersOf(other); }
 
 std::string_view Element::text() const {
     expectNoAttributes();
-    std::string_view text = trimmed(m_node.value());
+    JoinedText pieces(*m_source, m_node.value());
     for (const pugi::xml_node& child : m_node.children()) {
-        if (!isText(child)) {
+        if (isText(child)) {
+            pieces.add(child.value());
+        } else {
             Element(*m_source, child)
                 .warn("element '" + std::string(child.name()) + "' is not used, because only text is allowed here");
-        } else if (text.empty()) {
-            text = trimmed(child.value());
-        } else {
-            text = m_source->texts.emplace_back(std::string(text) + " " + child.value());
+            pieces.add(" ");
         }
     }
+    const std::string_view text = trimmed(pieces.text());
     if (text.empty()) {
         warn("element '" + std::string(tag()) + "' is empty");
     }

@@ -36,7 +36,7 @@ struct Source {
     Warnings& warnings;
     const Limits& limits;
     std::deque<Definition>& definitions;
-    /** The texts that have several pieces in the document. */
+    /** The texts that the document contains in several pieces. */
     std::deque<std::string>& texts;
 };
 
@@ -101,7 +101,7 @@ public:
             }
         }
         if (!given.empty()) {
-            warn(quoted(given) + " is not a word of the format, and is not used");
+            warn(quoted(given) + " is not used (the element takes " + listOf(words) + ')');
         }
         return std::nullopt;
     }
@@ -122,6 +122,15 @@ public:
 
 private:
     static constexpr std::size_t longestQuote = 80;
+
+    template <typename T, std::size_t count>
+    static std::string listOf(const Words<T, count>& words) {
+        std::string list;
+        for (const auto& [word, value] : words) {
+            list += (list.empty() ? "'" : ", '") + std::string(word) + "'";
+        }
+        return list;
+    }
 
     std::string_view pathIn(const pugi::xml_attribute& attribute) const;
     void warnOfAttribute(const pugi::xml_attribute& attribute) const;
@@ -174,7 +183,7 @@ private:
         }
         const auto index = static_cast<std::size_t>(tag - m_tags.begin());
         if (seen.test(index) && !tag->isRepeatable) {
-            child.warn("element '" + std::string(name) + "' occurs twice (only the first is used)");
+            child.warn("element '" + std::string(name) + "' occurs twice: only the first is used");
             return;
         }
         seen.set(index);

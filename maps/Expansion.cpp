@@ -8,6 +8,7 @@
 
 #include "ArrayNames.h"
 #include "Bits.h"
+#include "Count.h"
 #include "Derivation.h"
 #include "TextEncoding.h"
 
@@ -47,7 +48,7 @@ struct Content {
 };
 
 /** The name of an element, its position in an array, and its distance from the first element of the array. */
-struct Place {
+struct Position {
     std::string name;
     ArrayElement element;
     std::uint64_t distance = 0;
@@ -95,12 +96,34 @@ private:
      */
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
+    /** Counts a definition without elements. Many definitions can share its list, and each of them reads it again. */
+    void countIfLeftOut(const Definition& definition, std::uint64_t added) {
+        if (added == 0) {
+            countCreated(definition);
+        }
+    }
+
     // Arrays
 
-    /** Returns the elements of an array in their order, or the only element of a definition that is not an array. */
-    std::vector<Place> positionsOf(const Definition& definition) {
+    /** Returns the greatest distance that an element can have from the first one, so that its offset has 64 bits. */
+    static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
+
+    /** Returns the problem of an element at a greater distance than there is room for. */
+    static std::string problemBeyondRoom(const Definition& definition) {
+        if (definition.kind == Kind::Field) {
+            return "has bits higher than bit " + std::to_string(highestBit);
+        }
+        const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
+        return "has " + subject + " that does not fit in 64 bits";
+    }
+
+    /**
+     * Returns the elements of an array in their order, or the only element of a definition that is not an array. Leaves
+     * out the elements for which there is no room.
+     */
+    std::vector<Position> positionsOf(const Definition& definition, std::uint64_t room) {
         if (!definition.dimension.size) {
-            return {onlyPlace(definition)};
+            return {onlyPosition(definition)};
         }
         if (*definition.dimension.size == 0 || *definition.dimension.size > m_limits.arraySize) {
             warn(definition, "is an array of " + std::to_string(*definition.dimension.size) +
@@ -108,10 +131,10 @@ private:
                                  " elements are supported)");
             return {};
         }
-        return elementsOf(definition);
+        return elementsOf(definition, room);
     }
 
-    Place onlyPlace(const Definition& definition) {
+    Position onlyPosition(const Definition& definition) {
         const bool isTemplate = hasPlaceholder(definition.name);
         if (isTemplate) {
             warn(definition, "has a placeholder for an index, but no dim");
@@ -122,22 +145,27 @@ private:
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
 
-    std::vector<Place> elementsOf(const Definition& definition) {
+    std::vector<Position> elementsOf(const Definition& definition, std::uint64_t room) {
         const auto array = std::make_shared<const Array>(arrayOf(definition));
-        const std::vector<std::string> indexes = indexesOf(definition, array->size);
-        std::vector<Place> places;
-        for (std::uint64_t i = 0; i < array->size; ++i) {
-            const std::string& index = indexes[static_cast<std::size_t>(i)];
-            places.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
+        const auto indexes = indexesOf(definition, array->size);
+        std::uint64_t count = array->size;
+        if (count > 1 && (count - 1) * array->increment > room) {
+            warn(definition, problemBeyondRoom(definition) + ", and is not used");
+            count = room / array->increment + 1;
         }
-        return places;
+        std::vector<Position> positions;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const std::string index = indexes->at(i);
+            positions.push_back({withIndex(array->name, index), {array, i, index}, i * array->increment});
+        }
+        return positions;
     }
 
     Array arrayOf(const Definition& definition) {
         Array array;
         array.name = definition.name;
         if (!hasPlaceholder(array.name)) {
-            warn(definition, "is an array without a place for the index in its name ([%s] is added)");
+            warn(definition, "is an array without a placeholder for the index in its name: [%s] is added");
             array.name += "[%s]";
         }
         array.structName = definition.dimension.structName;
@@ -148,45 +176,47 @@ private:
             array.size = 1;
         }
         if (array.increment > UINT64_MAX / array.size) {
-            warn(definition, "is an array beyond 64 bits of addresses: only its first element is used");
+            warn(definition, "is an array whose offsets do not fit in 64 bits: only its first element is used");
             array.size = 1;
         }
         array.indexNames = definition.dimension.indexNames;
         return array;
     }
 
-    std::vector<std::string> indexesOf(const Definition& definition, std::uint64_t size) {
+    std::shared_ptr<const Indexes> indexesOf(const Definition& definition, std::uint64_t size) {
         const std::string_view text = definition.dimension.index;
         if (text.empty()) {
-            return countedIndexes(size);
+            return std::make_shared<Indexes>(0, size);
         }
-        auto indexes = parseIndexes(text, m_limits.arraySize);
+        auto indexes = parsed(text);
         if (!indexes || indexes->size() < size) {
             warn(definition, "has the dimIndex '" + std::string(text.substr(0, 80)) + "', which does not name " +
-                                 std::to_string(size) + " indexes (the elements are numbered from 0)");
-            return countedIndexes(size);
+                                 std::to_string(size) + " indexes: the elements are numbered from 0");
+            return std::make_shared<Indexes>(0, size);
         }
         if (indexes->size() > *definition.dimension.size) {
             warn(definition, "has more indexes in its dimIndex than its dim has elements");
         }
-        return *indexes;
+        return indexes;
     }
 
-    /** Returns the offset of an element; none, with a warning, if the offset does not fit in 64 bits. */
-    std::optional<std::uint64_t> offsetAt(const Definition& definition, const Place& place) {
-        const std::uint64_t offset = definition.offset.value_or(0);
-        if (place.distance > UINT64_MAX - offset) {
-            warn(definition, "is beyond 64 bits of addresses, and is not used");
-            return std::nullopt;
+    /** Returns the indexes of a dimIndex; null if the text does not give indexes. */
+    std::shared_ptr<const Indexes> parsed(std::string_view dimIndex) {
+        // Derived arrays share the text, which may be long.
+        const auto [known, isNew] = m_indexes.try_emplace(dimIndex.data());
+        if (isNew) {
+            if (auto indexes = parseIndexes(dimIndex, m_limits.arraySize)) {
+                known->second = std::make_shared<Indexes>(std::move(*indexes));
+            }
         }
-        return offset + place.distance;
+        return known->second;
     }
 
     // Peripherals and clusters
 
     void addPeripherals(std::vector<Peripheral>& peripherals, const Definition& definition, const Properties& around) {
         if (!definition.offset) {
-            warn(definition, "has no baseAddress (0 is assumed)");
+            warn(definition, "has no baseAddress: 0 is assumed");
         }
         const Content content = contentOf(definition, refine(around, definition.properties), 0);
         Peripheral peripheral;
@@ -200,15 +230,14 @@ private:
         peripheral.registers = content.registers;
         peripheral.clusters = content.clusters;
         peripheral.line = definition.line;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto address = offsetAt(definition, place)) {
-                m_elements += content.elements + 1;
-                expectAtMost(definition, m_elements);
-                peripheral.name = std::move(place.name);
-                peripheral.arrayElement = std::move(place.element);
-                peripheral.baseAddress = *address;
-                peripherals.push_back(peripheral);
-            }
+        const std::uint64_t address = definition.offset.value_or(0);
+        for (Position& position : positionsOf(definition, roomAfter(definition))) {
+            m_elements += content.elements + 1;
+            expectAtMost(definition, m_elements);
+            peripheral.name = std::move(position.name);
+            peripheral.arrayElement = std::move(position.element);
+            peripheral.baseAddress = address + position.distance;
+            peripherals.push_back(peripheral);
         }
     }
 
@@ -226,8 +255,11 @@ private:
         Content content;
         for (const Definition* const unresolved : *definition.children) {
             const Definition& child = m_derivation.resolve(*unresolved);
-            content.elements += child.kind == Kind::Cluster ? addClusters(clusters, child, properties, depth + 1)
-                                                            : addRegisters(registers, child, properties);
+            const std::uint64_t added = child.kind == Kind::Cluster
+                                            ? addClusters(clusters, child, properties, depth + 1)
+                                            : addRegisters(registers, child, properties);
+            countIfLeftOut(child, added);
+            content.elements += added;
         }
         content.registers = SharedList<Register>(std::move(registers));
         content.clusters = SharedList<Cluster>(std::move(clusters));
@@ -260,16 +292,14 @@ private:
         cluster.clusters = content.clusters;
         cluster.line = definition.line;
         std::uint64_t elements = 0;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, place)) {
-                countCreated(definition);
-                elements += content.elements + 1;
-                expectAtMost(definition, elements);
-                cluster.name = std::move(place.name);
-                cluster.arrayElement = std::move(place.element);
-                cluster.offset = *offset;
-                clusters.push_back(cluster);
-            }
+        for (Position& position : positionsOf(definition, roomAfter(definition))) {
+            countCreated(definition);
+            elements += content.elements + 1;
+            expectAtMost(definition, elements);
+            cluster.name = std::move(position.name);
+            cluster.arrayElement = std::move(position.element);
+            cluster.offset = *definition.offset + position.distance;
+            clusters.push_back(cluster);
         }
         return elements;
     }
@@ -283,18 +313,16 @@ private:
         }
         Register aRegister = registerOf(definition, refine(around, definition.properties));
         std::uint64_t elements = 0;
-        for (Place& place : positionsOf(definition)) {
-            if (const auto offset = offsetAt(definition, place)) {
-                countCreated(definition);
-                elements += aRegister.fields.size() + 1;
-                expectAtMost(definition, elements);
-                aRegister.name = std::move(place.name);
-                aRegister.arrayElement = std::move(place.element);
-                aRegister.offset = *offset;
-                aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
-                aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
-                registers.push_back(aRegister);
-            }
+        for (Position& position : positionsOf(definition, roomAfter(definition))) {
+            countCreated(definition);
+            elements += aRegister.fields.size() + 1;
+            expectAtMost(definition, elements);
+            aRegister.name = std::move(position.name);
+            aRegister.arrayElement = std::move(position.element);
+            aRegister.offset = *definition.offset + position.distance;
+            aRegister.displayName = withIndex(definition.displayName, aRegister.arrayElement.index);
+            aRegister.alternateRegister = withIndex(definition.alternative, aRegister.arrayElement.index);
+            registers.push_back(aRegister);
         }
         return elements;
     }
@@ -320,10 +348,10 @@ private:
             return *properties.access;
         }
         if (const auto access = accessOfFields(definition)) {
-            warn(definition, "has no access (the access of its fields is assumed)");
+            warn(definition, "has no access: the access of its fields is assumed");
             return *access;
         }
-        warn(definition, "has no access (read-write is assumed)");
+        warn(definition, "has no access: read-write is assumed");
         return Access::ReadWrite;
     }
 
@@ -353,12 +381,12 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has no valid size (32 bits are assumed)");
+            warn(definition, "has no size from 1 to " + std::to_string(highestBit) + " bits: 32 bits are assumed");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);
         if (size != 8 && size != 16 && size != 32 && size != widest) {
-            warn(definition, "has " + std::to_string(size) + " bits (8, 16, 32 or 64 are usual)");
+            warn(definition, "has " + Common::counted(size, "bit") + " (8, 16, 32 or 64 are usual)");
         }
         return size;
     }
@@ -370,11 +398,11 @@ private:
             aRegister.resetValue = *properties.resetValue & bits;
         }
         if (properties.resetValue.value_or(0) > bits) {
-            warn(definition, "has a reset value that does not fit in its " + std::to_string(aRegister.size) + " bits");
+            warn(definition, "has a reset value that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
         // Does not check the mask of an outer element, which may be for wider registers, too.
         if (definition.properties.resetMask.value_or(0) > bits) {
-            warn(definition, "has a reset mask that does not fit in its " + std::to_string(aRegister.size) + " bits");
+            warn(definition, "has a reset mask that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
     }
 
@@ -386,7 +414,9 @@ private:
         }
         std::vector<Field> fields;
         for (const Definition* const child : *definition.children) {
+            const std::size_t before = fields.size();
             addFields(fields, m_derivation.resolve(*child), aRegister);
+            countIfLeftOut(*child, fields.size() - before);
         }
         return SharedList<Field>(std::move(fields));
     }
@@ -423,15 +453,11 @@ private:
         field.writeConstraint =
             definition.writeConstraint ? definition.writeConstraint : inheritedConstraint(aRegister, field);
         field.line = definition.line;
-        for (Place& place : positionsOf(definition)) {
-            if (place.distance > highestBit - bits->second) {
-                warn(definition, "is beyond bit " + std::to_string(highestBit) + ", and is not used");
-                return;
-            }
-            field.lsb = static_cast<unsigned int>(bits->first + place.distance);
-            field.msb = static_cast<unsigned int>(bits->second + place.distance);
-            field.name = std::move(place.name);
-            field.arrayElement = std::move(place.element);
+        for (Position& position : positionsOf(definition, highestBit - bits->second)) {
+            field.lsb = static_cast<unsigned int>(bits->first + position.distance);
+            field.msb = static_cast<unsigned int>(bits->second + position.distance);
+            field.name = std::move(position.name);
+            field.arrayElement = std::move(position.element);
             countCreated(definition);
             fields.push_back(field);
         }
@@ -446,11 +472,15 @@ private:
             return std::nullopt;
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
+        if (msb > highestBit) {
+            warn(definition, "has no valid bit range, and is not used");
+            return std::nullopt;
+        }
         if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
-            warn(definition, "has a width that contradicts its most significant bit (the width is ignored)");
+            warn(definition, "has a width that contradicts its most significant bit: the width is not used");
         }
         if (msb < *bits.lsb) {
-            warn(definition, "has its most significant bit below its least significant one (they are swapped)");
+            warn(definition, "has its most significant bit below its least significant one: they are swapped");
         }
         return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
     }
@@ -490,6 +520,8 @@ private:
     std::uint64_t m_elements = 0;
     std::map<std::pair<const Definitions*, Properties>, Content, ByContent> m_contents;
     std::map<const std::vector<EnumerationDefinition>*, SharedList<Enumeration>> m_enumerations;
+    /** The parsed texts of dimIndex, by their beginnings. */
+    std::map<const char*, std::shared_ptr<const Indexes>> m_indexes;
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "Bits.h"
+#include "Count.h"
 #include "NearestName.h"
 #include "Number.h"
 #include "ScaledNumber.h"
@@ -41,15 +42,14 @@ const EnumeratedValue* nameOf(const Field& field, Usage usage, std::uint64_t num
                             : firstValue(field, usage, [](const EnumeratedValue& each) { return each.isDefault; });
 }
 
+unsigned int widthOf(const Field& field) { return field.msb - field.lsb + 1; }
+
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
-template <typename Names>
-std::string listOf(const Names& names) {
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : ", ") + name;
-    }
-    return list;
+/** Returns the ways to give a value of a field, such as "a number, off or on". */
+std::string choicesOf(std::vector<std::string> names) {
+    names.insert(names.begin(), "a number");
+    return Common::alternatives(names);
 }
 
 /** Returns the number that a text is; none if it does not fit in 64 bits. */
@@ -69,7 +69,7 @@ bool isAmbiguousToRead(const Field& field, const EnumeratedValue& value) {
     return Common::isNumber(value.name, Common::anyNotation) && !(hasOneNumber && numberIn(value.name) == value.value);
 }
 
-std::string bitsText(const Field& field) { return std::to_string(field.msb - field.lsb + 1) + " bits"; }
+std::string bitsText(const Field& field) { return Common::counted(widthOf(field), "bit"); }
 
 std::string alsoANumber(const EnumeratedValue& value) {
     return ": " + quoted(value.name) + " is a number and also the name of ";
@@ -81,8 +81,8 @@ constexpr const char* numberRemedy = " (give the value with 0x or 0b)";
 std::uint64_t fittingNumber(const Field& field, const std::string& subject, const std::string& text,
                             const std::vector<std::string>& names) {
     if (!Common::isNumber(text, Common::anyNotation)) {
-        throw RefusedValue(subject + ": " + quoted(text) + " is not a number" +
-                           (names.empty() ? "" : " or one of " + listOf(names)));
+        throw RefusedValue(subject + ": " + quoted(text) + " is not a value of the field (give " + choicesOf(names) +
+                           ')');
     }
     const auto number = numberIn(text);
     if (!number || *number > highestOf(field)) {
@@ -117,19 +117,45 @@ bool isConstrained(const Field& field, const MaskedValue& written) {
     return (bits & ~written.mask) == 0 && neutralValue(field.modifiedWrite, bits) != (written.value & bits);
 }
 
-std::string subjectOf(const LocatedRegister& place) { return "register " + place.name; }
+std::string subjectOf(const LocatedRegister& located) { return "register " + located.name; }
 
-std::string subjectOf(const LocatedRegister& place, const Field& field) {
-    return "field " + place.name + '.' + field.name;
+std::string subjectOf(const LocatedRegister& located, const Field& field) {
+    return "field " + located.name + '.' + field.name;
 }
 
-/** A field that an assignment names. */
+/** @throws RefusedValue if the register has no such field. */
+const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
+    const Field* const field = findField(*located.contents, name);
+    if (field == nullptr) {
+        std::vector<std::string> names;
+        for (const Field& each : located.contents->fields) {
+            names.push_back(each.name);
+        }
+        const std::string question = Common::didYouMean(Common::nearestNames(name, names));
+        throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) +
+                           (question.empty() ? "" : " (" + question + ')'));
+    }
+    return *field;
+}
+
+/** @throws RefusedValue if a write cannot give a field of the register a value. */
+void requireWritable(const LocatedRegister& located, const Field& field) {
+    if (!isWritable(field.access)) {
+        throw RefusedValue(subjectOf(located, field) + " is read-only");
+    }
+    if (!isInside(field, *located.contents)) {
+        throw RefusedValue(subjectOf(located, field) + " is outside the " +
+                           Common::counted(located.contents->size, "bit") + " of its register");
+    }
+}
+
+/** A field that gets a value. */
 class AssignedField {
 public:
-    AssignedField(const LocatedRegister& place, const std::string& name)
-        : m_field(findWritable(place, name)), m_subject(subjectOf(place, m_field)) {}
-
-    const Field& field() const { return m_field; }
+    AssignedField(const LocatedRegister& located, const Field& field)
+        : m_field(field), m_subject(subjectOf(located, m_field)) {
+        requireWritable(located, field);
+    }
 
     std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
@@ -140,6 +166,19 @@ public:
             throw RefusedValue(refusal(reason));
         }
         return number;
+    }
+
+    /** @throws RefusedValue if the field has a bit of one of the other assigned fields. */
+    void requireApartFrom(const std::vector<const Field*>& others) const {
+        for (const Field* const other : others) {
+            if (other == &m_field) {
+                throw RefusedValue(refusal(" is assigned twice (assign it once)"));
+            }
+            if ((maskOf(*other) & maskOf(m_field)) != 0) {
+                throw RefusedValue(
+                    refusal(" overlaps field " + other->name + ", which is also assigned (assign only one of them)"));
+            }
+        }
     }
 
 private:
@@ -170,11 +209,17 @@ private:
     std::string m_subject;
 };
 
+template <typename Condition>
+bool hasFieldInside(const Register& aRegister, const Condition& condition) {
+    return std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
+                       [&](const Field& field) { return isInside(field, aRegister) && condition(field); });
+}
+
 } // namespace
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
 
-std::uint64_t highestOf(const Field& field) { return lowBits(field.msb - field.lsb + 1); }
+std::uint64_t highestOf(const Field& field) { return lowBits(widthOf(field)); }
 
 std::uint64_t maskOf(const Field& field) { return highestOf(field) << field.lsb; }
 
@@ -187,6 +232,16 @@ std::vector<const Field*> fieldsFromTheTop(const Register& aRegister) {
 }
 
 std::uint64_t bitsOf(const Register& aRegister) { return lowBits(aRegister.size); }
+
+bool isReadable(const Register& aRegister) {
+    return isReadable(aRegister.access) ||
+           hasFieldInside(aRegister, [](const Field& field) { return isReadable(field.access); });
+}
+
+bool isWritable(const Register& aRegister) {
+    return isWritable(aRegister.access) ||
+           hasFieldInside(aRegister, [](const Field& field) { return isWritable(field.access); });
+}
 
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
     return constraint.kind != WriteConstraint::Kind::Range ||
@@ -232,52 +287,46 @@ std::vector<std::string> namesToRead(const Field& field) {
     return names;
 }
 
-const Field& findWritable(const LocatedRegister& place, const std::string& name) {
-    const Field* const field = findField(*place.contents, name);
-    if (field == nullptr) {
-        std::vector<std::string> names;
-        for (const Field& each : place.contents->fields) {
-            names.push_back(each.name);
-        }
-        const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-        throw RefusedValue(subjectOf(place) + " has no field " + quoted(name) +
-                           (question.empty() ? "" : " (" + question + ')'));
-    }
-    if (!isWritable(field->access)) {
-        throw RefusedValue(subjectOf(place, *field) + " is read-only");
-    }
-    if (!isInside(*field, *place.contents)) {
-        throw RefusedValue(subjectOf(place, *field) + " is outside the " + std::to_string(place.contents->size) +
-                           " bits of its register");
-    }
-    return *field;
+const Field& findWritable(const LocatedRegister& located, const std::string& name) {
+    const Field& field = fieldOf(located, name);
+    requireWritable(located, field);
+    return field;
 }
 
 bool FieldPattern::matches(const FieldValue& value) const {
     return name.empty() ? value.value == number : value.name != nullptr && value.name->name == name;
 }
 
-FieldPattern parsePattern(const LocatedRegister& place, const Field& field, const std::string& text) {
+FieldPattern parsePattern(const LocatedRegister& located, const Field& field, const std::string& text) {
     const EnumeratedValue* const value =
         firstValue(field, Usage::Read, [&text](const EnumeratedValue& each) { return each.name == text; });
     if (value == nullptr) {
-        return {fittingNumber(field, subjectOf(place, field), text, namesToRead(field)), ""};
+        return {fittingNumber(field, subjectOf(located, field), text, namesToRead(field)), ""};
     }
     if (isAmbiguousToRead(field, *value)) {
-        throw RefusedValue(subjectOf(place, field) + alsoANumber(*value) + "other values" + numberRemedy);
+        throw RefusedValue(subjectOf(located, field) + alsoANumber(*value) + "other values" + numberRemedy);
     }
     return {0, text};
 }
 
-MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments) {
-    MaskedValue result;
+std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments) {
+    std::vector<FieldAssignment> found;
+    found.reserve(assignments.size());
     for (const Assignment& assignment : assignments) {
-        const AssignedField assigned(place, assignment.field);
-        const Field& field = assigned.field();
+        found.push_back({&fieldOf(located, assignment.field), assignment.value});
+    }
+    return found;
+}
+
+MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments) {
+    MaskedValue result;
+    std::vector<const Field*> earlier;
+    for (const FieldAssignment& assignment : assignments) {
+        const Field& field = *assignment.field;
+        const AssignedField assigned(located, field);
         const std::uint64_t number = assigned.parse(assignment.value);
-        if ((result.mask & maskOf(field)) != 0) {
-            throw RefusedValue(assigned.refusal(" is assigned twice, or overlaps another one"));
-        }
+        assigned.requireApartFrom(earlier);
+        earlier.push_back(&field);
         result.value |= number << field.lsb;
         result.mask |= maskOf(field);
     }
@@ -302,34 +351,34 @@ std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint
     return std::nullopt;
 }
 
-void requireInRange(const LocatedRegister& place, const MaskedValue& written) {
-    const auto& constraint = place.contents->writeConstraint;
+void requireInRange(const LocatedRegister& located, const MaskedValue& written) {
+    const auto& constraint = located.contents->writeConstraint;
     const std::uint64_t lowest = written.value & written.mask;
-    const std::uint64_t highest = lowest | (bitsOf(*place.contents) & ~written.mask);
+    const std::uint64_t highest = lowest | (bitsOf(*located.contents) & ~written.mask);
     if (constraint && constraint->kind == WriteConstraint::Kind::Range &&
         (lowest > constraint->maximum || highest < constraint->minimum)) {
-        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(lowest) + " may not be written (from " +
+        throw RefusedValue(subjectOf(located) + ": value " + std::to_string(lowest) + " is not allowed (write " +
                            std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
     }
 }
 
-void requireAllowed(const LocatedRegister& place, const MaskedValue& written) {
-    const Register& contents = *place.contents;
+void requireAllowed(const LocatedRegister& located, const MaskedValue& written) {
+    const Register& contents = *located.contents;
     const std::uint64_t bits = bitsOf(contents);
     if ((written.value & ~bits) != 0) {
-        throw RefusedValue(subjectOf(place) + ": value " + std::to_string(written.value) + " does not fit in " +
-                           std::to_string(contents.size) + " bits");
+        throw RefusedValue(subjectOf(located) + ": value " + std::to_string(written.value) + " does not fit in " +
+                           Common::counted(contents.size, "bit"));
     }
     if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
-        throw RefusedValue(subjectOf(place) + onlyAsRead);
+        throw RefusedValue(subjectOf(located) + onlyAsRead);
     }
-    requireInRange(place, written);
+    requireInRange(located, written);
     for (const Field& field : contents.fields) {
         if (isWritable(field.access) && isInside(field, contents) && isConstrained(field, written)) {
             const std::uint64_t number = decode(field, written.value).value;
             const std::string reason = reasonToRefuse(field, number, std::to_string(number));
             if (!reason.empty()) {
-                throw RefusedValue(subjectOf(place, field) + reason);
+                throw RefusedValue(subjectOf(located, field) + reason);
             }
         }
     }

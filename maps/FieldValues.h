@@ -23,7 +23,7 @@ namespace Maps {
  */
 bool isInside(const Field& field, const Register& aRegister);
 
-/** Returns the highest value of a field, up to that of 64 bits. */
+/** Returns the highest value of a field, at most the highest value of 64 bits. */
 std::uint64_t highestOf(const Field& field);
 
 /** Returns the mask of a field, which must be inside its register. */
@@ -34,6 +34,12 @@ std::vector<const Field*> fieldsFromTheTop(const Register& aRegister);
 
 /** Returns the mask of all bits of a register, up to 64. */
 std::uint64_t bitsOf(const Register& aRegister);
+
+/** Returns whether a register or one of the fields inside it can be read. */
+bool isReadable(const Register& aRegister);
+
+/** Returns whether a register or one of the fields inside it can be written. */
+bool isWritable(const Register& aRegister);
 
 struct FieldValue {
     const Field* field = nullptr;
@@ -73,12 +79,18 @@ struct Assignment {
     std::string value;
 };
 
+/** The new value of a field of a register. The text is that of an Assignment. */
+struct FieldAssignment {
+    const Field* field;
+    std::string value;
+};
+
 /**
  * Returns the field to which a name refers.
  *
  * @throws RefusedValue if the field is unknown, read-only, or outside its register.
  */
-const Field& findWritable(const LocatedRegister& place, const std::string& name);
+const Field& findWritable(const LocatedRegister& located, const std::string& name);
 
 /** What a field is compared with: a number, or the name of an enumerated value. */
 struct FieldPattern {
@@ -101,7 +113,7 @@ std::vector<std::string> namesToRead(const Field& field);
  * @throws RefusedValue if the text is neither, if a number does not fit in the field, or if a name is also a number and
  * has other numbers.
  */
-FieldPattern parsePattern(const LocatedRegister& place, const Field& field, const std::string& text);
+FieldPattern parsePattern(const LocatedRegister& located, const Field& field, const std::string& text);
 
 /** The value and the mask of a masked write. */
 struct MaskedValue {
@@ -115,30 +127,33 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** Returns the fields of a register that assignments name. @throws RefusedValue if a field is unknown. */
+std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments);
+
 /**
  * Returns the masked write that gives fields their values.
  *
  * @throws RefusedValue in these cases:
  *
- * - A field is unknown, read-only, outside its register, or assigned twice, or it overlaps another assigned field.
+ * - A field is read-only, outside its register, or assigned twice, or it overlaps another assigned field.
  * - A value is neither a number nor a name that the field has for writing, or it is both and means two numbers.
  * - A number does not fit in the field, or breaks its write constraint.
  */
-MaskedValue encode(const LocatedRegister& place, const std::vector<Assignment>& assignments);
+MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
 /** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
 /** @throws RefusedValue if a register has a range, and no value of the bits outside the mask is inside the range. */
-void requireInRange(const LocatedRegister& place, const MaskedValue& written);
+void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**
  * Checks a value for a register, which the user gives without names of fields.
  *
- * @throws RefusedValue if the value does not fit, or breaks a write constraint: that of a field all of whose bits are
- * written, or that of the register.
+ * @throws RefusedValue if the value does not fit, or breaks a write constraint: the constraint of a field all of whose
+ * bits are written, or the constraint of the register.
  */
-void requireAllowed(const LocatedRegister& place, const MaskedValue& written);
+void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 
 } // namespace Maps
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "Bits.h"
+
 namespace Maps {
 
 namespace {
@@ -12,18 +14,18 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** Returns the bits of the fields that meet a condition. */
+/** Returns the bits of a register inside those of its fields that meet a condition. */
 template <typename Condition>
-std::uint64_t bitsOfFields(const Register& contents, const Condition& condition) {
+std::uint64_t bitsOfFields(const Register& aRegister, const Condition& condition) {
     std::uint64_t bits = 0;
-    for (const Field& field : contents.fields) {
-        bits |= isInside(field, contents) && condition(field) ? maskOf(field) : 0;
+    for (const Field& field : aRegister.fields) {
+        bits |= isInside(field, aRegister) && condition(field) ? maskOf(field) : 0;
     }
     return bits;
 }
 
-std::uint64_t bitsOfFields(const Register& contents) {
-    return bitsOfFields(contents, [](const Field&) { return true; });
+std::uint64_t bitsOfFields(const Register& aRegister) {
+    return bitsOfFields(aRegister, [](const Field&) { return true; });
 }
 
 /** Returns why a masked write may change bits of this kind that it does not assign; empty if it does not change them.
@@ -41,69 +43,124 @@ std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     return access == Access::ReadWriteOnce ? "can be written only once, and this write would use that up" : "";
 }
 
+ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
+    if (modifiedWrite == ModifiedWrite::Modify) {
+        return {};
+    }
+    const auto kept = neutralValue(modifiedWrite, bits);
+    return kept ? ModifiedBits{bits & ~*kept, *kept, 0} : ModifiedBits{0, 0, bits};
+}
+
+/** Returns those of the bits that a write changes because it gives them the value that others on these bits need. */
+std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, const ModifiedBits& others) {
+    const ModifiedBits own = modifiedBitsOf(modifiedWrite, bits);
+    return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
+}
+
 /** What a user may do about other fields: the text before their names, and the one after. */
 struct Remedy {
     const char* before;
     const char* after;
+    /** The bits of a register without fields that are not assigned. */
+    const char* otherBits;
+    /** What the user may do about other registers, and about these bits. */
+    const char* forRegister;
 };
 
-constexpr Remedy byAssignment{"also assign ", ""};
-constexpr Remedy byMask{"also select all bits of ", " with the mask"};
-constexpr Remedy byWrite{"use write, and also give values for ", ""};
+constexpr Remedy byAssignment{"also assign ", "", "the other bits", "write the whole register"};
+constexpr Remedy byMask{"also select all bits of ", " with the mask", "the bits outside the mask",
+                        "leave out the mask"};
+constexpr Remedy byWrite{"use write, and also give values for ", "", "the other bits", "use write without a mask"};
 
 constexpr const char* notStored = "does not store what is written (give a value with write)";
 
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const LocatedRegister& place, const MaskedValue& assigned, const Remedy& remedy)
-        : m_place(place), m_assigned(assigned), m_remedy(remedy) {}
+    Plan(const LocatedRegister& located, const MaskedValue& assigned, const Word& word, const Remedy& remedy)
+        : m_located(located),
+          m_assigned(assigned),
+          m_word(word),
+          m_modified(modifiedBitsOf(*located.contents) | word.modifiedBits),
+          m_remedy(remedy) {}
 
     /** Returns the bits to write. */
     MaskedValue written() const {
-        MaskedValue written = m_assigned;
-        for (const Field& field : contents().fields) {
-            if (isConcerned(field, contents())) {
-                keep(written, field.modifiedWrite, maskOf(field));
-            }
-        }
-        keep(written, contents().modifiedWrite, bitsOf(contents()) & ~bitsOfFields(contents()));
-        return written;
+        const std::uint64_t keptByOne = m_modified.keptByOne & otherBits();
+        return {m_assigned.value | keptByOne, m_assigned.mask | keptByOne | (m_modified.keptByZero & otherBits())};
     }
 
-    /** Returns whether all writable fields are assigned. */
-    bool isComplete() const { return otherFields().empty(); }
-
-    /** @throws RefusedValue if the register cannot be read for the values of the other fields. */
-    void requireReadable(bool hasReadEffect) const {
-        if (!isReadable(contents().access)) {
-            throw RefusedValue(
-                refusal("register " + m_place.name + " is write-only, so its other fields cannot keep their values",
-                        otherFields()));
+    /** @throws RefusedValue if the register cannot be read, and another field needs its value. */
+    void requireReadableIfNeeded() const {
+        const std::vector<const Field*> read =
+            otherFields([](const Field& field) { return !neutralValue(field.modifiedWrite, 0); });
+        if (read.empty()) {
+            return;
         }
-        if (hasReadEffect) {
-            throw RefusedValue(refusal("reading register " + m_place.name +
+        if (!isReadable(contents())) {
+            throw RefusedValue(refusal(
+                "register " + m_located.name + " is write-only, so its other fields cannot keep their values", read));
+        }
+        if (m_word.hasReadEffect) {
+            throw RefusedValue(refusal("reading register " + m_located.name +
                                            " has a side effect, so its other fields cannot keep their values",
-                                       otherFields()));
+                                       read));
         }
     }
 
-    /** @throws RefusedValue if another field cannot keep its value although the register can be read. */
+    /** @throws RefusedValue if another field or register cannot keep its value although the register can be read. */
     void requireKept() const {
         const auto reasonFor = [](const Field& field) { return reasonToChange(field.access, field.modifiedWrite); };
         const std::vector<const Field*> lost =
             otherFields([&reasonFor](const Field& field) { return !reasonFor(field).empty(); });
         if (!lost.empty()) {
             throw RefusedValue(
-                refusal("field " + m_place.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
+                refusal("field " + m_located.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
+        }
+        requireNoContradiction();
+        requireOtherRegistersKept();
+    }
+
+    /** @throws RefusedValue if a register without fields cannot keep the bits that are not assigned. */
+    void requireOtherBitsKept() const {
+        const bool isChanged = !reasonToChange(contents().access, contents().modifiedWrite).empty() ||
+                               contradictions(contents().modifiedWrite, otherBits(), m_modified) != 0;
+        if (contents().fields.empty() && otherBits() != 0 && isChanged) {
+            throw RefusedValue("register " + m_located.name + ": " + m_remedy.otherBits +
+                               " cannot keep their values (" + m_remedy.forRegister + ')');
         }
     }
 
 private:
-    const Register& contents() const { return *m_place.contents; }
+    const Register& contents() const { return *m_located.contents; }
 
-    std::vector<const Field*> otherFields() const {
-        return otherFields([](const Field&) { return true; });
+    std::uint64_t otherBits() const { return bitsOf(contents()) & ~m_assigned.mask; }
+
+    /** @throws RefusedValue if other fields or registers need different values of the bits of another field. */
+    void requireNoContradiction() const {
+        std::uint64_t settled = m_assigned.mask;
+        const std::vector<const Field*> lost = otherFields([this, &settled](const Field& field) {
+            const std::uint64_t bits = maskOf(field) & ~settled;
+            const bool isLost = contradictions(field.modifiedWrite, bits, m_modified) != 0;
+            // An assignment to the field would settle the value of its bits for the others, too.
+            settled |= isLost ? bits : 0;
+            return isLost;
+        });
+        if (!lost.empty()) {
+            throw RefusedValue(refusal("field " + m_located.name + '.' + lost.front()->name +
+                                           " cannot keep its value, because a write changes another field on its bits",
+                                       lost));
+        }
+    }
+
+    /** @throws RefusedValue if a write changes another register at the same offset, whatever its other bits are. */
+    void requireOtherRegistersKept() const {
+        const std::uint64_t alwaysChanged =
+            m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
+        if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
+            throw RefusedValue("register " + m_located.name + ": each write changes another register of its address (" +
+                               m_remedy.forRegister + ')');
+        }
     }
 
     /** Returns the writable fields that are not assigned completely and meet a condition. */
@@ -118,14 +175,6 @@ private:
         return fields;
     }
 
-    void keep(MaskedValue& written, ModifiedWrite modifiedWrite, std::uint64_t bits) const {
-        const std::uint64_t others = bits & ~m_assigned.mask;
-        if (const auto value = neutralValue(modifiedWrite, others)) {
-            written.value |= *value;
-            written.mask |= others;
-        }
-    }
-
     /** @param fields those that the user must also write. */
     std::string refusal(const std::string& problem, const std::vector<const Field*>& fields) const {
         std::string names;
@@ -135,8 +184,10 @@ private:
         return problem + " (" + m_remedy.before + names + m_remedy.after + ")";
     }
 
-    const LocatedRegister& m_place;
+    const LocatedRegister& m_located;
     const MaskedValue& m_assigned;
+    const Word& m_word;
+    const ModifiedBits m_modified;
     const Remedy& m_remedy;
 };
 
@@ -149,84 +200,102 @@ const Field* findSelected(const Register& contents, std::uint64_t mask, const Co
     return found == contents.fields.end() ? nullptr : &*found;
 }
 
-[[noreturn]] void refuse(const LocatedRegister& place, const Field& field, const std::string& problem) {
-    throw RefusedValue("field " + place.name + '.' + field.name + ' ' + problem);
+[[noreturn]] void refuse(const LocatedRegister& located, const std::string& problem) {
+    throw RefusedValue("register " + located.name + ' ' + problem);
 }
 
-/** @throws RefusedValue if a register without fields cannot keep the bits outside a mask. */
-void requireOtherBitsKept(const LocatedRegister& place, std::uint64_t mask, const char* problem) {
-    const Register& contents = *place.contents;
-    if (contents.fields.empty() && (bitsOf(contents) & ~mask) != 0 &&
-        !reasonToChange(contents.access, contents.modifiedWrite).empty()) {
-        throw RefusedValue("register " + place.name + ": " + problem);
-    }
+[[noreturn]] void refuse(const LocatedRegister& located, const Field& field, const std::string& problem) {
+    throw RefusedValue("field " + located.name + '.' + field.name + ' ' + problem);
 }
 
 } // namespace
+
+ModifiedBits modifiedBitsOf(const Register& aRegister) {
+    ModifiedBits modified;
+    for (const Field& field : aRegister.fields) {
+        if (isConcerned(field, aRegister)) {
+            modified = modified | modifiedBitsOf(field.modifiedWrite, maskOf(field));
+        }
+    }
+    return isWritable(aRegister.access)
+               ? modified | modifiedBitsOf(aRegister.modifiedWrite, bitsOf(aRegister) & ~bitsOfFields(aRegister))
+               : modified;
+}
+
+ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b) {
+    return {a.keptByZero | b.keptByZero, a.keptByOne | b.keptByOne, a.alwaysChanged | b.alwaysChanged};
+}
 
 bool hasReadEffect(const Register& aRegister) {
     return aRegister.readAction || std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect) {
-    const Register& contents = *place.contents;
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments,
+                     const Word& word) {
     FieldWrite write;
-    write.assigned = encode(place, assignments);
-    const Plan plan(place, write.assigned, byAssignment);
-    if (!plan.isComplete()) {
-        plan.requireReadable(hasReadEffect);
-    }
+    write.assigned = encode(located, assignments);
+    const Plan plan(located, write.assigned, word, byAssignment);
+    plan.requireReadableIfNeeded();
     plan.requireKept();
     write.written = plan.written();
-    write.isWhole = write.written.mask == bitsOf(contents) || !isReadable(contents.access) || hasReadEffect;
-    requireInRange(place, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
-    for (const Assignment& assignment : assignments) {
-        write.fields.push_back(decode(*findField(contents, assignment.field), write.assigned.value, Usage::Write));
+    write.isWhole = write.written.mask == lowBits(word.width) || !isReadable(*located.contents) || word.hasReadEffect;
+    requireInRange(located, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
+    for (const FieldAssignment& assignment : assignments) {
+        write.fields.push_back(decode(*assignment.field, write.assigned.value, Usage::Write));
     }
     return write;
 }
 
-MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected) {
-    const Plan plan(place, selected, byMask);
+MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected, const Word& word) {
+    const Plan plan(located, selected, word, byMask);
+    plan.requireOtherBitsKept();
     plan.requireKept();
-    requireOtherBitsKept(place, selected.mask,
-                         "the bits outside the mask cannot keep their values (leave out the mask)");
     const MaskedValue written = plan.written();
-    requireInRange(place, written);
+    requireInRange(located, written);
     return written;
 }
 
-void requireOthersKept(const LocatedRegister& place, std::uint64_t mask) {
+void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const Word& word) {
     const MaskedValue selected{0, mask};
-    Plan(place, selected, byWrite).requireKept();
-    requireOtherBitsKept(place, mask, "the other bits cannot keep their values (use write without a mask)");
+    const Plan plan(located, selected, word, byWrite);
+    plan.requireOtherBitsKept();
+    plan.requireKept();
 }
 
-void requireStored(const LocatedRegister& place, std::uint64_t mask) {
-    const Register& contents = *place.contents;
+void requireStored(const LocatedRegister& located, std::uint64_t mask) {
+    const Register& contents = *located.contents;
     const auto isChangeable = [](const Field& field) { return isWritable(field.access); };
     const std::uint64_t readOnly = bitsOfFields(contents) & ~bitsOfFields(contents, isChangeable);
     if (const Field* const field = findSelected(contents, mask & readOnly, [](const Field&) { return true; })) {
-        refuse(place, *field, "is read-only");
+        refuse(located, *field, "is read-only");
     }
     const Field* const modified = findSelected(contents, mask, [](const Field& field) {
         return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
     });
     if (modified != nullptr) {
-        refuse(place, *modified, notStored);
+        refuse(located, *modified, notStored);
     }
-    if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
-        throw RefusedValue("register " + place.name + ' ' + notStored);
+    if ((mask & ~bitsOfFields(contents)) == 0) {
+        return;
+    }
+    if (!isWritable(contents.access)) {
+        refuse(located, "is read-only outside its fields");
+    }
+    if (contents.modifiedWrite != ModifiedWrite::Modify) {
+        refuse(located, notStored);
     }
 }
 
-void requireFieldsReadable(const LocatedRegister& place, std::uint64_t mask) {
-    const Field* const writeOnly = findSelected(*place.contents, mask, [](const Field& field) {
-        return isWritable(field.access) && !isReadable(field.access);
-    });
+void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask) {
+    const Register& contents = *located.contents;
+    const Field* const writeOnly = findSelected(
+        contents, mask, [](const Field& field) { return isWritable(field.access) && !isReadable(field.access); });
     if (writeOnly != nullptr) {
-        refuse(place, *writeOnly, "is write-only");
+        refuse(located, *writeOnly, "is write-only");
+    }
+    if ((mask & ~bitsOfFields(contents)) != 0 && !isReadable(contents.access)) {
+        refuse(located, "is write-only outside its fields");
     }
 }
 

@@ -12,15 +12,42 @@
 
 namespace Maps {
 
+/** The bits that do not keep their values if a write repeats the values that were read. */
+struct ModifiedBits {
+    /** The bits that a 0 does not change, and a 1 does. */
+    std::uint64_t keptByZero = 0;
+    /** The bits that a 1 does not change, and a 0 does. */
+    std::uint64_t keptByOne = 0;
+    /** The bits that change with every write. */
+    std::uint64_t alwaysChanged = 0;
+
+    std::uint64_t all() const { return keptByZero | keptByOne | alwaysChanged; }
+};
+
+/** Returns the bits of a register that a write modifies in a way of their own. */
+ModifiedBits modifiedBitsOf(const Register& aRegister);
+
+/** Returns the bits of two registers at the same offset. */
+ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b);
+
+/** The word of a device in which a register begins. */
+struct Word {
+    unsigned int width = 0;
+    /** Whether reading the word has a side effect. */
+    bool hasReadEffect = false;
+    /** The modified bits of all registers at the offset of the register. */
+    ModifiedBits modifiedBits;
+};
+
 /** The write that gives fields their values. */
 struct FieldWrite {
     /** The assigned fields in their order, with their names for writing. */
     std::vector<FieldValue> fields;
     /** The bits of the assigned fields. */
     MaskedValue assigned;
-    /** The bits to write: also those of the other fields that keep their values only if a certain bit is written. */
+    /** The bits to write: also the others of the word that keep their values only if a certain bit is written. */
     MaskedValue written;
-    /** Whether to write the whole register without reading it. Otherwise, the write has a mask. */
+    /** Whether to write the whole word without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;
 };
 
@@ -31,41 +58,47 @@ struct FieldWrite {
 bool hasReadEffect(const Register& aRegister);
 
 /**
- * Plans a write that changes no other field.
+ * Plans a write that changes no other field, and no other register at the same offset.
  *
- * @param hasReadEffect whether reading the address of the register has a side effect.
  * @throws RefusedValue as encode() does, for a value outside the range of the register, and if another writable field
- * cannot keep its value. Such a field changes with every write, or its value cannot be read and written back.
+ * cannot keep its value:
+ *
+ * - It changes with every write.
+ * - Its value cannot be read and written back.
+ * - Another field, or a register at the same offset, needs other values of its bits.
+ *
+ * Also if a register at the same offset changes with every write.
  */
-FieldWrite planWrite(const LocatedRegister& place, const std::vector<Assignment>& assignments, bool hasReadEffect);
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word);
 
 /**
- * Plans a masked write that changes no bit outside its mask.
+ * Plans a masked write that changes no bit outside its mask, and no bit of another register at the same offset.
  *
- * @param place can be read, and reading its address has no side effect.
+ * @param located can be read, and reading its word has no side effect.
  * @param selected the bits to change. The value has no bits outside the mask.
  * @return the bits to write: also those that keep their values only if a certain bit is written.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
  * mask cannot keep its value as in planWrite(). A register without fields is like one field.
  */
-MaskedValue planMaskedWrite(const LocatedRegister& place, const MaskedValue& selected);
+MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected, const Word& word);
 
 /**
  * Checks a change of bits before their new value is known.
  *
- * @throws RefusedValue if a field with a bit outside the mask cannot keep its value, as in planMaskedWrite().
+ * @throws RefusedValue if a field or register with a bit outside the mask cannot keep its value, as in
+ * planMaskedWrite().
  */
-void requireOthersKept(const LocatedRegister& place, std::uint64_t mask);
+void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const Word& word);
 
 /**
  * Checks that the bits of a mask hold what is written to them.
  *
  * @throws RefusedValue if one of the bits is read-only, or if its modifiedWriteValues is not modify.
  */
-void requireStored(const LocatedRegister& place, std::uint64_t mask);
+void requireStored(const LocatedRegister& located, std::uint64_t mask);
 
-/** @throws RefusedValue if a bit of the mask belongs to a field that can be written, but not read. */
-void requireFieldsReadable(const LocatedRegister& place, std::uint64_t mask);
+/** @throws RefusedValue if a bit of the mask can be written, but not read. */
+void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask);
 
 } // namespace Maps
 

@@ -47,12 +47,13 @@ std::vector<std::string> mapsOf(const std::string& folder) {
 void requireByteAddresses(const DeviceDescription& description) {
     constexpr unsigned int byteBits = 8;
     if (description.map->addressUnitBits != byteBits) {
-        throw UnusableMap(description.file + ": an address selects " +
-                          std::to_string(description.map->addressUnitBits) + " bits (8 are supported)");
+        throw UnusableMap(description.file + ": addressUnitBits is " +
+                          std::to_string(description.map->addressUnitBits) + " (only 8 is supported)");
     }
 }
 
-MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missing) {
+MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missing, const Common::Deadline& deadline)
+    : m_deadline(deadline) {
     for (const std::string& path : paths) {
         std::error_code error;
         const fs::file_status status = fs::status(path, error);
@@ -84,7 +85,7 @@ std::optional<DeviceDescription> MapCatalog::find(const std::string& deviceName)
 const ReadMap& MapCatalog::map(std::size_t position) {
     while (m_maps.size() <= position) {
         const std::string& file = m_files[m_maps.size()];
-        ReadMap read = readMapFile(file);
+        ReadMap read = readMapFile(file, {}, m_deadline);
         if (!read.device) {
             throw UnusableMap(render(file, read.diagnostics.back()));
         }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "Deadline.h"
 #include "MapReader.h"
 
 namespace Maps {
@@ -46,9 +47,12 @@ public:
     /**
      * @param paths map files and folders, in the order of the search. The maps of a folder are its files with the
      * ending ".svd" that are not hidden, in the order of their names.
+     * @param deadline by which a pipe among the files must deliver its map. If it does not, find() and map() throw
+     * Common::ReadTimedOut.
      * @throws UnusableMap if a folder cannot be read, or if a path does not exist and `missing` is Refused.
      */
-    explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused);
+    explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused,
+                        const Common::Deadline& deadline = {});
 
     /** Returns the map files in the order of the search. */
     const std::vector<std::string>& files() const { return m_files; }
@@ -64,6 +68,7 @@ public:
     const ReadMap& map(std::size_t position);
 
 private:
+    Common::Deadline m_deadline;
     std::vector<std::string> m_files;
     /** The maps of the files that have been read so far. A deque keeps the addresses of its elements. */
     std::deque<ReadMap> m_maps;

@@ -54,9 +54,9 @@ ReadMap readMap(std::string bytes, const Limits& limits) {
     }
 }
 
-ReadMap readMapFile(const std::string& name, const Limits& limits) {
+ReadMap readMapFile(const std::string& name, const Limits& limits, const Common::Deadline& deadline) {
     try {
-        return readMap(Common::readFile(name, limits.bytes), limits);
+        return readMap(Common::readFile(name, limits.bytes, deadline), limits);
     } catch (const std::system_error& error) {
         return failure({}, 0, error.code().message());
     }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "Deadline.h"
 #include "Diagnostics.h"
 #include "Limits.h"
 #include "Model.h"
@@ -29,8 +30,12 @@ struct ReadMap {
 /** Reads a map from bytes in memory. */
 ReadMap readMap(std::string bytes, const Limits& limits = {});
 
-/** Reads a map from a file. A file that cannot be read gives an error for the whole file. */
-ReadMap readMapFile(const std::string& name, const Limits& limits = {});
+/**
+ * Reads a map from a file. A file that cannot be read gives an error for the whole file.
+ *
+ * @throws Common::ReadTimedOut
+ */
+ReadMap readMapFile(const std::string& name, const Limits& limits = {}, const Common::Deadline& deadline = {});
 
 } // namespace Maps
 

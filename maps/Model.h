@@ -4,7 +4,7 @@
  * The content of a register map, after the expansion of arrays. Each element has the properties that it inherits.
  *
  * An offset counts from the beginning of the enclosing element, for example of the cluster that contains a register.
- * The numbers are those of the file, even if they are invalid, for example if a field is above the bits of its
+ * The numbers are as in the file, even if they are invalid, for example if a field is above the bits of its
  * register. The reader warns of these numbers.
  */
 #ifndef RYNVEL_MAPS_MODEL_H

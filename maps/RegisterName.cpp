@@ -19,9 +19,9 @@ struct Path {
     std::string_view rest;
 };
 
-/** Returns the whole path, and then the splits at each dot from the last one on: a name may have dots of its own. */
+/** Returns the splits of a path at each dot, from the last one on: a name may have dots of its own. */
 std::vector<Path> splitsOf(std::string_view path) {
-    std::vector<Path> splits{{path, {}}};
+    std::vector<Path> splits;
     for (std::size_t i = path.size(); i-- > 0;) {
         if (path[i] == '.') {
             splits.push_back({path.substr(0, i), path.substr(i + 1)});
@@ -48,11 +48,6 @@ bool isElement(const ArrayElement& element, std::string_view name) {
            (index == element.index || isIndexName(element, index));
 }
 
-template <typename T>
-bool hasName(const T& element, std::string_view name) {
-    return element.name == name || isElement(element.arrayElement, name);
-}
-
 /** Calls a function with each register, its path and its offset. */
 template <typename Function>
 void forEachRegister(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
@@ -66,60 +61,63 @@ void forEachRegister(const SharedList<Register>& registers, const SharedList<Clu
     }
 }
 
+/** A register that a path may mean. */
+struct Candidate {
+    LocatedRegister located;
+    /** The number of names in the path that are not those of the map. */
+    std::size_t aliases = 0;
+
+    bool isBetterThan(const Candidate& other) const {
+        return aliases != other.aliases ? aliases < other.aliases : located.offset < other.located.offset;
+    }
+};
+
+/** Finds the best register for a path: one with few aliases, and then the one with the lowest offset. */
 class Search {
 public:
     explicit Search(const Peripheral& peripheral) : m_peripheral(peripheral) {}
 
-    std::optional<NamedRegister> find(const std::string& name) const {
-        return findIn(m_peripheral.registers, m_peripheral.clusters, name, {"", 0, nullptr});
+    std::optional<LocatedRegister> find(std::string_view path) {
+        m_best.reset();
+        visit(m_peripheral.registers, m_peripheral.clusters, path, {});
+        return m_best ? std::optional<LocatedRegister>(m_best->located) : std::nullopt;
     }
 
 private:
-    std::optional<NamedRegister> findIn(const SharedList<Register>& registers, const SharedList<Cluster>& clusters,
-                                        std::string_view name, const LocatedRegister& around) const {
-        for (const Path& path : splitsOf(name)) {
-            if (auto found = findAt(path, registers, clusters, around)) {
-                return found;
-            }
-        }
-        return std::nullopt;
-    }
-
-    std::optional<NamedRegister> findAt(const Path& path, const SharedList<Register>& registers,
-                                        const SharedList<Cluster>& clusters, const LocatedRegister& around) const {
+    void visit(const SharedList<Register>& registers, const SharedList<Cluster>& clusters, std::string_view path,
+               const Candidate& around) {
         for (const Register& contents : registers) {
-            if (isMeant(contents, path.first)) {
-                const LocatedRegister place{around.name + contents.name, around.offset + contents.offset, &contents};
-                if (auto found = findPart(place, std::string(path.rest))) {
-                    return found;
+            if (contents.name == path || isAlias(contents, path)) {
+                consider({{around.located.name + contents.name, around.located.offset + contents.offset, &contents},
+                          around.aliases + (contents.name == path ? 0 : 1)});
+            }
+        }
+        for (const Path& split : splitsOf(path)) {
+            for (const Cluster& cluster : clusters) {
+                if (cluster.name == split.first || isElement(cluster.arrayElement, split.first)) {
+                    visit(cluster.registers, cluster.clusters, split.rest,
+                          {{around.located.name + cluster.name + ".", around.located.offset + cluster.offset, nullptr},
+                           around.aliases + (cluster.name == split.first ? 0 : 1)});
                 }
             }
         }
-        for (const Cluster& cluster : clusters) {
-            if (hasName(cluster, path.first) && !path.rest.empty()) {
-                const LocatedRegister inside{around.name + cluster.name + ".", around.offset + cluster.offset, nullptr};
-                if (auto found = findIn(cluster.registers, cluster.clusters, path.rest, inside)) {
-                    return found;
-                }
-            }
-        }
-        return std::nullopt;
     }
 
-    bool isMeant(const Register& contents, std::string_view name) const {
-        return hasName(contents, name) ||
-               name == m_peripheral.prependToName + contents.name + m_peripheral.appendToName;
+    void consider(Candidate candidate) {
+        if (!m_best || candidate.isBetterThan(*m_best)) {
+            m_best = std::move(candidate);
+        }
     }
 
-    static std::optional<NamedRegister> findPart(const LocatedRegister& place, const std::string& field) {
-        if (field.empty()) {
-            return NamedRegister{place, nullptr};
-        }
-        const Field* const found = findField(*place.contents, field);
-        return found == nullptr ? std::nullopt : std::optional<NamedRegister>({place, found});
+    bool isAlias(const Register& contents, std::string_view name) const {
+        const std::string& start = m_peripheral.prependToName;
+        const std::string& end = m_peripheral.appendToName;
+        return isElement(contents.arrayElement, name) ||
+               (name.size() == start.size() + contents.name.size() + end.size() && name == start + contents.name + end);
     }
 
     const Peripheral& m_peripheral;
+    std::optional<Candidate> m_best;
 };
 
 std::string lowerCase(std::string text) {
@@ -137,13 +135,13 @@ std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::
     const std::size_t dot = name.rfind('.');
     const auto around = dot == std::string::npos ? std::nullopt : findRegister(peripheral, name.substr(0, dot));
     if (around && around->field == nullptr) {
-        for (const Field& field : around->place.contents->fields) {
-            names.push_back(around->place.name + "." + field.name);
+        for (const Field& field : around->located.contents->fields) {
+            names.push_back(around->located.name + "." + field.name);
         }
         return names;
     }
     forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
-                    [&names](const LocatedRegister& place) { names.push_back(place.name); });
+                    [&names](const LocatedRegister& located) { names.push_back(located.name); });
     return names;
 }
 
@@ -166,20 +164,38 @@ const Peripheral* findPeripheral(const Device& map, const std::string& deviceNam
 std::vector<LocatedRegister> registersOf(const Peripheral& peripheral) {
     std::vector<LocatedRegister> registers;
     forEachRegister(peripheral.registers, peripheral.clusters, "", 0,
-                    [&registers](LocatedRegister place) { registers.push_back(std::move(place)); });
+                    [&registers](LocatedRegister located) { registers.push_back(std::move(located)); });
     std::stable_sort(registers.begin(), registers.end(),
                      [](const LocatedRegister& a, const LocatedRegister& b) { return a.offset < b.offset; });
     return registers;
 }
 
 const Field* findField(const Register& aRegister, const std::string& name) {
-    const Field* const found = std::find_if(aRegister.fields.begin(), aRegister.fields.end(),
-                                            [&name](const Field& field) { return hasName(field, name); });
-    return found == aRegister.fields.end() ? nullptr : found;
+    const Field* alias = nullptr;
+    for (const Field& field : aRegister.fields) {
+        if (field.name == name) {
+            return &field;
+        }
+        if (alias == nullptr && isElement(field.arrayElement, name)) {
+            alias = &field;
+        }
+    }
+    return alias;
 }
 
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name) {
-    return name.empty() || name.back() == '.' ? std::nullopt : Search(peripheral).find(name);
+    Search search(peripheral);
+    if (const auto located = search.find(name)) {
+        return NamedRegister{*located, nullptr};
+    }
+    for (const Path& split : splitsOf(name)) {
+        const auto located = search.find(split.first);
+        const Field* const field = located ? findField(*located->contents, std::string(split.rest)) : nullptr;
+        if (field != nullptr) {
+            return NamedRegister{*located, field};
+        }
+    }
+    return std::nullopt;
 }
 
 std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name) {

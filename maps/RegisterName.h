@@ -38,12 +38,15 @@ std::vector<LocatedRegister> registersOf(const Peripheral& peripheral);
 
 /** The register or field that a name selects. */
 struct NamedRegister {
-    LocatedRegister place;
+    LocatedRegister located;
     /** The field; null if the name selects the whole register. */
     const Field* field = nullptr;
 };
 
-/** Returns the field of a register that has the name; null if there is none. */
+/**
+ * Returns the field of a register that has the name; null if there is none. A name in the map has precedence over the
+ * index of an array in brackets.
+ */
 const Field* findField(const Register& aRegister, const std::string& name);
 
 /**
@@ -52,7 +55,8 @@ const Field* findField(const Register& aRegister, const std::string& name);
  * and after it.
  *
  * An element of an array has its name in the map, such as `IRQ3` or `DATA[3]`. You can also write `IRQ[3]`, or the name
- * of the index, such as `DATA[Left]`.
+ * of the index, such as `DATA[Left]`. A name in the map has precedence. If several registers have the same name, the
+ * name selects the one with the lowest offset.
  */
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name);
 

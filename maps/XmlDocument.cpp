@@ -8,8 +8,8 @@ namespace Maps {
 
 namespace {
 
-constexpr unsigned int parseOptions = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_doctype |
-                                      pugi::parse_trim_pcdata | pugi::parse_embed_pcdata;
+constexpr unsigned int parseOptions =
+    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_doctype | pugi::parse_embed_pcdata;
 
 std::vector<std::size_t> lineEndsIn(const std::string& text) {
     std::vector<std::size_t> ends;
@@ -54,8 +54,8 @@ void XmlDocument::findRoot(Warnings& warnings) {
 std::size_t XmlDocument::lineOf(const pugi::xml_node& element) const { return lineAt(element.offset_debug()); }
 
 std::size_t XmlDocument::lineAt(std::ptrdiff_t offset) const {
-    const auto place = static_cast<std::size_t>(std::max<std::ptrdiff_t>(offset, 0));
-    const auto end = std::lower_bound(m_lineEnds.begin(), m_lineEnds.end(), place);
+    const auto position = static_cast<std::size_t>(std::max<std::ptrdiff_t>(offset, 0));
+    const auto end = std::lower_bound(m_lineEnds.begin(), m_lineEnds.end(), position);
     return static_cast<std::size_t>(end - m_lineEnds.begin()) + 1;
 }
 

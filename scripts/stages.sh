@@ -107,7 +107,7 @@ check_choice() {
     case $1 in
         dev | hardened) ;;
         asan | tsan | armhf | bigendian)
-            [[ $2 != *[-:]* ]] || die "'$2' contains '-' or ':' (no name of a test in $1 contains them)"
+            [[ $2 != *[-:]* ]] || die "'$2' contains '-' or ':' (give a part of a test name without them)"
             ;;
         *) die "--test cannot select tests of stage '$1' (only of dev, asan, tsan, armhf, bigendian and hardened)" ;;
     esac
@@ -198,13 +198,13 @@ licensed_files() {
 }
 
 # The license line is the first line of a file, or the second line of a script.
-every_source_names_its_licence() {
-    local files unlabelled
+every_source_names_its_license() {
+    local files unlabeled
     files=$(licensed_files | sort -u) && [ -n "$files" ] || return
-    unlabelled=$(comm -23 <(printf '%s\n' "$files") \
+    unlabeled=$(comm -23 <(printf '%s\n' "$files") \
         <(xargs -d '\n' grep -nHm 1 -E 'SPDX-License-Identifier: (MIT|GPL-2\.0)\b' <<<"$files" |
             sed -n 's/:[12]:.*//p' | sort))
-    [ -z "$unlabelled" ] || { printf 'missing SPDX line: %s\n' $unlabelled; return 1; }
+    [ -z "$unlabeled" ] || { printf 'missing SPDX line: %s\n' $unlabeled; return 1; }
 }
 
 includes_keep_to_the_folder_table() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
@@ -225,7 +225,7 @@ stage_format() (
     suite=format
     files=$(sources) || return
     check 'clang-format changes nothing in the sources' clang-format --dry-run -Werror $files
-    check 'every source file has a license line' every_source_names_its_licence
+    check 'every source file has a license line' every_source_names_its_license
     check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
     check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_folder_table
     check 'codespell finds no spelling mistake' texts_are_spelled

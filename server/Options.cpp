@@ -20,11 +20,11 @@ namespace {
 
 constexpr const char* footer =
     "TIME is a whole number with a unit, for example 500ms, 2s or 1m.\n"
-    "FAULT is one of the following. COUNT counts the requests of a connection.\n"
-    "  delay=TIME  Wait before the answer\n"
-    "  error       Answer with an error instead of doing the operation\n"
-    "  split=TIME  Wait between the halves of the answer\n"
-    "  disconnect  Close the connection instead of doing the operation and answering\n"
+    "FAULT is one of the following. The server counts the requests of each connection separately.\n"
+    "  delay=TIME  wait before the answer\n"
+    "  error       answer with an error instead of doing the operation\n"
+    "  split=TIME  wait between the halves of the answer\n"
+    "  disconnect  close the connection instead of doing the operation and answering\n"
     "Exit status: 0 after SIGTERM or SIGINT, 1 if the server cannot run, 2 if the command line is wrong.";
 
 /** The option values before their conversion. */
@@ -203,39 +203,38 @@ void convert(const RawOptions& raw, Options& options) {
 void addOptions(const Common::Command& program, RawOptions& raw, Options& options) {
     program
         .addOption("--listen", "ADDRESS[:PORT]", raw.listen,
-                   "Listen on this IPv4 address and port; with port 0, the system chooses a free port")
+                   "listen on this IPv4 address and port; with port 0, the system chooses a free port")
         .showDefault();
-    program.addOption("--allow", "NETWORK", raw.allow, "Serve only clients from this network; may be repeated")
+    program.addOption("--allow", "NETWORK", raw.allow, "serve only clients from this network; may be repeated")
         .takeOneValue();
-    program.addOption("--device", "NAME", raw.devices, "Serve only this device; may be repeated").takeOneValue();
+    program.addOption("--device", "NAME", raw.devices, "serve only this device; may be repeated").takeOneValue();
     program.addFlag("--read-only", options.policy.readOnly,
-                    "Refuse every request that changes a device or enables its interrupts");
-    program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "Pass this ioctl request on to devices; may be repeated")
+                    "refuse every request that changes a device or enables its interrupts");
+    program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "pass this ioctl request on to devices; may be repeated")
         .takeOneValue();
     program
         .addOption("--max-connections", "COUNT", options.maxConnections, 1, 10000,
-                   "Refuse connections beyond this number")
+                   "refuse connections beyond this number")
         .showDefault();
     program.addOption("--max-connections-per-host", "COUNT", options.maxConnectionsPerHost, 1, 10000,
-                      "Refuse connections from one host beyond this number; default: a quarter of --max-connections");
+                      "refuse connections from one host beyond this number; default: a quarter of --max-connections");
     program
         .addOption("--idle-timeout", "TIME", raw.idleTimeout,
-                   "Close a connection whose client sends no request for this time, unless it is armed; 0 means never")
+                   "close a connection whose client sends no request for this time, unless it is armed; 0 means never")
         .showDefault();
-    program.addFlag("--simulate", options.policy.simulate, "Serve all devices from memory, without hardware");
+    program.addFlag("--simulate", options.policy.simulate, "serve all devices from memory, without hardware");
     program
         .addOption("--map", "FILE", raw.maps,
-                   "With --simulate: let registers behave as this register map (a file or a folder of files) describes "
-                   "them; may "
-                   "be repeated")
+                   "with --simulate: let registers behave as this register map (a file or a folder of files) describes "
+                   "them; may be repeated")
         .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
-                   "With --simulate: raise the interrupt of this device once per TIME; may be repeated")
+                   "with --simulate: raise the interrupt of this device once per TIME; may be repeated")
         .takeOneValue();
     program
         .addOption("--fault", "FAULT[:COUNT]", raw.faults,
-                   "With --simulate: simulate a fault at every request, or at every COUNTth request; may be repeated")
+                   "with --simulate: simulate a fault at every request, or at every COUNTth request; may be repeated")
         .takeOneValue();
 }
 
@@ -245,10 +244,9 @@ std::string joinLines(std::string text) {
 }
 
 void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
-    Common::ArgumentParser parser("rynveld", "Serves the devices of this machine to remote devices of librynvel.",
-                                  footer);
-    parser.addHelpFlag("Print this help and exit");
-    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "Print the version and exit");
+    Common::ArgumentParser parser("rynveld", "Serves the registers and interrupts of this machine over TCP.", footer);
+    parser.addHelpFlag("show this help and exit");
+    parser.addVersionFlag("rynveld " RYNVEL_VERSION, "show the version and exit");
     addOptions(parser.program(), raw, options);
     const Common::ParseResult result = parser.parse(argc, argv);
     if (result.kind == Common::ParseResult::Kind::InfoRequested) {

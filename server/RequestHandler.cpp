@@ -40,6 +40,18 @@ const char* refusalOf(AccessResult result) {
     return deviceFailed;
 }
 
+/** Returns the refusal of a request for registers of another width than the device has. */
+const char* otherWidth(unsigned int widthOfDevice) {
+    switch (widthOfDevice) {
+    case 8:
+        return "the request is for registers of another width (the device has 8-bit registers)";
+    case 16:
+        return "the request is for registers of another width (the device has 16-bit registers)";
+    default:
+        return "the request is for registers of another width (the device has 32-bit registers)";
+    }
+}
+
 const char* refusalUnless(bool success) { return success ? nullptr : deviceFailed; }
 
 const Rynvel::RequestData& recordOf(const Request& request) {
@@ -196,7 +208,7 @@ RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned in
     auto& registers = m_device->registers();
     const std::uint32_t items = request.getLength();
     if (registers.width() != width) {
-        return "the register width does not match the device";
+        return otherWidth(registers.width());
     }
     if (items == 0) {
         return "the length of the read is 0";
@@ -216,7 +228,7 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
     const std::uint32_t items = request.getLength();
     const std::uint32_t bitmask = request.getBitmask();
     if (registers.width() != width) {
-        return "the register width does not match the device";
+        return otherWidth(registers.width());
     }
     if (bitmask != 0 && items != 1) {
         return "a masked write must have one value";

@@ -242,7 +242,8 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
                               m_options.maxConnectionsPerHost, ").");
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
-        // The thread of the session reads the socket. In the event loop, every record would wake up this thread.
+        // The session reads the socket in its own thread. If the event loop waited for the socket, every record would
+        // also wake up the thread of the event loop.
         serve(socket.release(), peer);
     }
 }

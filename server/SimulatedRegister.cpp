@@ -50,10 +50,6 @@ std::uint64_t afterWrite(std::uint64_t current, std::uint64_t data, Maps::Modifi
     return data;
 }
 
-bool isWrittenOnce(Maps::Access access) {
-    return access == Maps::Access::WriteOnce || access == Maps::Access::ReadWriteOnce;
-}
-
 } // namespace
 
 SimulatedRegister::SimulatedRegister(std::vector<RegisterBits> bits) : m_bits(std::move(bits)) {

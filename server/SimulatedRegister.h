@@ -14,6 +14,10 @@
 
 namespace Rynveld {
 
+constexpr bool isWrittenOnce(Maps::Access access) {
+    return access == Maps::Access::WriteOnce || access == Maps::Access::ReadWriteOnce;
+}
+
 /** Bits of a register that share their behavior. */
 struct RegisterBits {
     std::uint64_t mask = 0;

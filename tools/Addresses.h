@@ -74,7 +74,7 @@ private:
 /** @throws Failure if the register map says that it cannot be read. */
 void requireReadable(const Addressed& addressed);
 
-/** Returns what the user asked for: the value of the register, or that of the field in it. */
+/** Returns what the user asked for: the value of the register, or the value of the field in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
 /** Returns a register with its fields. @param value the value of the word, which may have further bits. */

@@ -17,7 +17,7 @@ std::string format(const DeviceList& devices) {
 }
 
 std::string format(const DeviceInfo& info) {
-    return joinLines({info.name, info.path, info.backend, std::to_string(info.width), orNone(info.mapSize),
+    return joinLines({info.name, info.path, info.type, std::to_string(info.width), orNone(info.mapSize),
                       orNone(info.interruptType), orNone(info.descriptor)});
 }
 

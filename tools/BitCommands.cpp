@@ -50,10 +50,10 @@ private:
         requireReadable({whole, nullptr});
         requireHarmlessRead(whole, "write the whole register instead");
         allowed(whole, [&] {
-            Maps::requireStored(whole.place, m_bits.mask);
-            Maps::requireOthersKept(whole.place, m_bits.mask);
+            Maps::requireStored(whole.located, m_bits.mask);
+            Maps::requireOthersKept(whole.located, m_bits.mask, whole.word());
             if (m_change == BitChange::Toggle) {
-                Maps::requireFieldsReadable(whole.place, m_bits.mask);
+                Maps::requireBitsReadable(whole.located, m_bits.mask);
             }
         });
     }
@@ -65,7 +65,7 @@ private:
         if (m_addressed.named) {
             const MappedRegister& whole = m_addressed.named->whole;
             requireAllowed(whole, m_written);
-            m_written = allowed(whole, [&] { return Maps::planMaskedWrite(whole.place, m_written); });
+            m_written = allowed(whole, [&] { return Maps::planMaskedWrite(whole.located, m_written, whole.word()); });
         }
     }
 

@@ -63,7 +63,7 @@ Boxes takeLayer(Boxes& boxes, unsigned int size) {
     return layer;
 }
 
-std::string centred(const std::string& text, std::size_t width) {
+std::string centered(const std::string& text, std::size_t width) {
     const std::size_t before = (width - text.size()) / 2;
     return std::string(before, ' ') + text + std::string(width - text.size() - before, ' ');
 }
@@ -74,9 +74,9 @@ std::string drawingOf(Boxes::const_iterator first, Boxes::const_iterator end) {
     std::string edge = "+";
     std::string names = "|";
     for (; first != end; ++first) {
-        bits += ' ' + centred(first->bits(), first->width());
+        bits += ' ' + centered(first->bits(), first->width());
         edge += std::string(first->width(), '-') + '+';
-        names += centred(first->name, first->width()) + '|';
+        names += centered(first->name, first->width()) + '|';
     }
     bits.erase(bits.find_last_not_of(' ') + 1);
     return joinLines({bits, edge, names, edge});

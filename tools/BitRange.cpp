@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "BitRange.h"
 
+#include "Count.h"
 #include "Failure.h"
 #include "Numbers.h"
 
@@ -11,7 +12,7 @@ std::string BitRange::text() const { return '[' + std::to_string(msb) + ':' + st
 unsigned int parseBit(const std::string& text, unsigned int bits) {
     const std::uint32_t bit = parseNumber("bit", text);
     if (bit >= bits) {
-        throw usageError("bit " + text + " is outside the " + std::to_string(bits) + " bits of the register");
+        throw usageError("bit " + text + " is outside the " + Common::counted(bits, "bit") + " of the register");
     }
     return bit;
 }

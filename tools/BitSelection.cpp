@@ -54,7 +54,7 @@ private:
         }
         const MappedRegister& whole = m_addressed.named->whole;
         const Maps::Field& field =
-            allowed(whole, [&]() -> const Maps::Field& { return Maps::findWritable(whole.place, name); });
+            allowed(whole, [&]() -> const Maps::Field& { return Maps::findWritable(whole.located, name); });
         add(static_cast<std::uint32_t>(Maps::maskOf(field)), name);
         m_selection.fields.push_back(&field);
     }

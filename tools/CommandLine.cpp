@@ -80,7 +80,7 @@ void CommandLine::run(int argc, const char* const* argv) {
     if (!m_action) {
         throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
     }
-    m_action(CommandContext(m_options));
+    perform(m_action, CommandContext(m_options));
 }
 
 } // namespace Rynvelctl

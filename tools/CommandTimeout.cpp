@@ -17,8 +17,12 @@ CommandTimeout::CommandTimeout(std::optional<std::chrono::milliseconds> limit)
 
 void CommandTimeout::requireTimeLeft(const std::string& name) const {
     if (m_deadline.hasPassed()) {
-        throw Failure(ExitStatus::TimedOut, name + ": timed out after " + limitText());
+        throw failure(name);
     }
+}
+
+Failure CommandTimeout::failure(const std::string& name) const {
+    return {ExitStatus::TimedOut, name + ": timed out after " + limitText()};
 }
 
 Common::Deadline CommandTimeout::answerDeadline() const { return m_limit ? m_deadline : Common::Deadline(answerLimit); }

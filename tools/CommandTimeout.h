@@ -14,6 +14,8 @@
 
 namespace Rynvelctl {
 
+class Failure;
+
 /** The time-out of the whole command. It starts when the object is constructed. */
 class CommandTimeout {
 public:
@@ -27,6 +29,9 @@ public:
 
     /** @throws Failure if the deadline has passed. @param name the device or file for the error message. */
     void requireTimeLeft(const std::string& name) const;
+
+    /** Returns the failure of a command that has reached its time-out. @param name as in requireTimeLeft(). */
+    Failure failure(const std::string& name) const;
 
     /**
      * Returns the deadline for the answer to a request that you send now. This is the deadline of the command, or 5 s

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
 
+#include "Failure.h"
+#include "InputFile.h"
+
 namespace Rynvelctl {
 
 void addCommands(const Common::Command& program, Action& chosen) {
@@ -11,6 +14,14 @@ void addCommands(const Common::Command& program, Action& chosen) {
     addInterruptCommands(program, chosen);
     addServerCommands(program, chosen);
     addScriptCommands(program, chosen);
+}
+
+void perform(const Action& action, const CommandContext& context) {
+    try {
+        action(context);
+    } catch (const Common::ReadTimedOut& unread) {
+        throw context.timeout().failure(unread.name);
+    }
 }
 
 } // namespace Rynvelctl

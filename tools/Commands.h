@@ -36,6 +36,9 @@ void addCommands(const Common::Command& program, Action& chosen);
 /** Adds the command that runs the others. */
 void addRunCommand(const Common::Command& program, Action& chosen);
 
+/** Runs a command. @throws Failure also if a file does not arrive in time. */
+void perform(const Action& action, const CommandContext& context);
+
 /**
  * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options. The
  * options then have their defaults again, so that the parser can parse another command line.

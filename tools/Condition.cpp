@@ -11,7 +11,7 @@ Condition::Condition(const Addressed& addressed, const ConditionOptions& options
     if (addressed.field() != nullptr) {
         requireNoMask("a field has");
         m_field = allowed(addressed.named->whole, [&] {
-            return Maps::parsePattern(addressed.named->whole.place, *addressed.field(), options.value);
+            return Maps::parsePattern(addressed.named->whole.located, *addressed.field(), options.value);
         });
         return;
     }

@@ -71,7 +71,7 @@ void list(const CommandContext& context, const NoOptions& /*options*/) {
 void info(const CommandContext& context, const InfoOptions& options) {
     const Target& target = context.target(options.name);
     const auto device = context.open(target);
-    context.output().print(DeviceInfo{target.name(), target.row.m_devicePath, target.backend(), target.width(),
+    context.output().print(DeviceInfo{target.name(), target.row.m_devicePath, target.typeName(), target.width(),
                                       device->mapSize(), device->interruptType(), device->descriptor()});
 }
 
@@ -90,7 +90,8 @@ void addDeviceCommands(const Common::Command& program, Action& chosen) {
 
     const auto infoOptions = std::make_shared<InfoOptions>();
     const Common::Command infoCommand = addCommand(
-        program, chosen, "info", "show the map size, interrupt type and descriptor of a device", infoOptions, info);
+        program, chosen, "info", "show the path, type, width, map size, interrupt type and descriptor of a device",
+        infoOptions, info);
     infoCommand.addArgument("NAME", infoOptions->name, "the device");
 
     const auto ioctlOptions = std::make_shared<IoctlOptions>();

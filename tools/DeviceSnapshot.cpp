@@ -15,7 +15,7 @@ SnapshotMap mapOf(const Maps::DeviceDescription& description) {
     return {description.file, description.map->name, description.map->version};
 }
 
-std::uint32_t offsetOf(const MappedRegister& mapped) { return static_cast<std::uint32_t>(mapped.place.offset); }
+std::uint32_t offsetOf(const MappedRegister& mapped) { return static_cast<std::uint32_t>(mapped.located.offset); }
 
 SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
     const std::uint32_t word = device.read(mapped.range);
@@ -30,7 +30,7 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffe
     std::unordered_set<std::string> names;
     for (const MappedRegister& mapped : map.registers()) {
         const bool isFirst = names.insert(mapped.name()).second;
-        if (!Maps::isReadable(mapped.contents().access)) {
+        if (!Maps::isReadable(mapped.contents())) {
             continue;
         }
         if (!isFirst) {

@@ -21,6 +21,7 @@ namespace Rynvelctl {
 namespace {
 
 constexpr mode_t newFileMode = 0666;
+constexpr mode_t ownerOnlyMode = 0600;
 // A replaced file does not run as its owner or its group.
 constexpr mode_t permissions = 0777;
 constexpr mode_t groupPermissions = 0070;
@@ -54,11 +55,11 @@ std::string folderOf(const std::string& name) {
 /** A new file in a folder, removed at the end unless it has replaced another one. */
 class TemporaryFile {
 public:
-    /** @param name the file that it is to replace. */
-    explicit TemporaryFile(const std::string& name) : m_name(name), m_folder(folderOf(name)) {
+    /** @param name the file that it is to replace. @param mode the permissions that it has at first. */
+    TemporaryFile(const std::string& name, mode_t mode) : m_name(name), m_folder(folderOf(name)) {
         for (int number = 0; !m_file.isOpen(); ++number) {
             m_path = m_folder + "/.rynvelctl." + std::to_string(::getpid()) + '.' + std::to_string(number);
-            m_file = Common::Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFileMode));
+            m_file = Common::Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
             if (!m_file.isOpen() && errno != EEXIST) {
                 throw lastError(m_name);
             }
@@ -156,13 +157,14 @@ void requireReplaceable(const std::string& name) {
         requireRemovable(name);
     }
     const DelayedSignals signals;
-    const TemporaryFile trial(name);
+    const TemporaryFile trial(name, ownerOnlyMode);
 }
 
 void replaceFile(const std::string& name, const std::string& contents) {
     const auto replaced = findReplaced(name);
     const DelayedSignals signals;
-    TemporaryFile file(name);
+    // A user who may not read the replaced file must not be able to open the new one before it has its permissions.
+    TemporaryFile file(name, replaced ? ownerOnlyMode : newFileMode);
     if (replaced) {
         const bool hasGroup = file.setOwner(replaced->st_uid, replaced->st_gid);
         // Another group does not have the permissions of this group.

@@ -11,8 +11,8 @@
 namespace Rynvelctl {
 
 /**
- * @throws Failure if the name is that of a folder, a symbolic link, a device or another special file, if the user may
- * not write or replace it, or if no file can be created in its folder.
+ * @throws Failure if the name belongs to a folder, a symbolic link, a device or another special file, if the user may
+ * not write or replace the file, or if no file can be created in its folder.
  */
 void requireReplaceable(const std::string& name);
 

@@ -39,8 +39,8 @@ const std::vector<HelpSection> helpSections{
       "what the map does not allow, before it opens the device.",
       "To write several fields of a register with one write, give FIELD=VALUE for each. The value of a field is a "
       "number "
-      "or the name of an enumerated value. The other fields keep their values. If a field cannot, the write is "
-      "refused."}},
+      "or the name of an enumerated value. The other fields keep their values. If a field cannot keep its value, the "
+      "command refuses the write."}},
     {"Several registers",
      {"read takes several addresses and names, and ranges of addresses such as 0x10..0x1c. A range includes the last "
       "address.",
@@ -54,9 +54,10 @@ const std::vector<HelpSection> helpSections{
       "0,7:4,START. The commands refuse a change that the map does not allow, or that would change other fields."}},
     {"Register maps",
      {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
-      "the device, in which each character that is not a letter or a digit is _: traf_top describes traf.top.",
+      "the device, with an underscore in place of every character that is neither a letter nor a digit: the peripheral "
+      "traf_top describes the device traf.top.",
       "The program searches the files and folders of --map. Without --map, it searches those in the environment "
-      "variable RYNVEL_MAPS, separated by colons. Without both, it searches /etc/rynvel/maps and the folder "
+      "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
       "share/rynvel/maps of the installation. The first description of a device is used."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
@@ -65,20 +66,19 @@ const std::vector<HelpSection> helpSections{
       "at level 4 of the channel Rynveld."}},
     {"Time-outs",
      {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
-      "interrupt, for the condition of poll, for the next sample of watch, or for a reader of the command's output. "
-      "When the time is over, the "
-      "command ends with status 4. The output until then is already printed. The command cannot interrupt a "
-      "driver of this machine: during a call to the driver, it waits until the call returns.",
+      "interrupt, for the condition of poll, for the next sample of watch, for the next line of standard input, or for "
+      "a reader of the command's output. When the time is over, the command ends with status 4. The command has then "
+      "printed the output up to that time. The command cannot interrupt a driver of this machine: during a call to the "
+      "driver, it waits until the call returns.",
       "Without --timeout, poll, wait and watch can run forever. Even then, a command gives up if a server takes longer "
       "than "
       "5 s to accept a connection or to answer a request."}},
-    {"Saved registers",
+    {"Snapshots",
      {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "
       "has a side effect.",
-      "The first argument of diff is a device or a file: a name with a slash and the name of an existing file select "
-      "the "
-      "file. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with status 2 if an "
-      "operation fails."}},
+      "The first argument of diff is a device or a snapshot: a name with a slash and the name of an existing file "
+      "select the snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
+      "status 2 if an operation fails."}},
     {"Files of commands",
      {"run reads a command from each line of a file or, with -, of standard input. All lines use the same open "
       "devices. "
@@ -93,24 +93,24 @@ const std::vector<HelpSection> helpSections{
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
       "word that "
       "the device reports.",
-      "The interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive between two wait "
-      "commands: to wait for several interrupts, use --count. If you do not clear the source of an interrupt, the "
-      "device raises the interrupt again at once.",
-      "irq raise works with servers that simulate their devices."}},
+      "On this machine, the interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive "
+      "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of an "
+      "interrupt, the device raises the interrupt again at once.",
+      "irq raise works only with a server that runs with --simulate."}},
     {"Traces",
-     {"The tracing library selects the destination of the library's traces. The default is standard error. Traces are "
-      "off if you "
-      "set neither --trace nor the environment variable ZILTRACE.",
+     {"The traces of librynvel are written to standard error, unless the tracing library is configured otherwise. "
+      "Traces are off if you set neither --trace nor the environment variable ZILTRACE.",
       "With a server, Rynvel.Client=7 shows the records that the command and the server exchange."}},
     {"Completion",
      {"The installation contains completion for bash and zsh. Both call rynvelctl: "
-      "rynvelctl --complete WORD... prints the possible completions of the last word, which may be empty."}},
+      "rynvelctl --complete WORD... prints the possible completions of the last WORD. The last WORD may be "
+      "empty."}},
     {"Exit status",
      {"0: the command succeeded, or standard output no longer has a reader. 1: the operation failed. 2: the command "
       "line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
-      "On this machine, where the map of a device is known, an address outside the map counts as a wrong command line. "
-      "For all other devices, the driver or the server has to refuse the address, and the operation fails. If a read "
-      "fails, dump prints the registers that it has read so far.",
+      "If a device of this machine has a map, an address outside the map is a wrong command line. "
+      "For all other devices, the driver or the server checks the address. If it refuses the address, the operation "
+      "fails. If a read fails, dump prints the registers that it has read so far.",
       "An error message is one line on standard error."}},
 };
 

@@ -20,6 +20,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
+constexpr const char* raiseNeedsSimulation = "raise works only with a server that runs with --simulate";
+
 struct IrqOptions {
     std::string name;
     std::string action;
@@ -64,7 +66,7 @@ void disable(const CommandContext& context, const IrqOptions& options) {
 void raise(const CommandContext& context, const IrqOptions& options) {
     const Target& target = targetWithInterrupts(context, options.name);
     if (!target.server) {
-        throw usageError(target.name() + ": the device is on this machine (raise works only with remote devices)");
+        throw usageError(target.name() + ": " + raiseNeedsSimulation + " (use --remote with such a server)");
     }
     const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
     OpenRemoteDevice(target).raiseInterrupt(word);
@@ -184,9 +186,8 @@ void addIrq(const Common::Command& program, Action& chosen) {
         addCommand(program, chosen, "irq",
                    "show the type of a device's interrupt, or enable, disable or raise the interrupt", options, irq);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument(oneOf(irqActionNames()), options->action,
-                        "the action; raise works with servers that simulate their devices");
-    command.addOptionalArgument("WORD", options->word, "the word that the raised interrupt reports (default: 1)");
+    command.addArgument(oneOf(irqActionNames()), options->action, std::string("the action; ") + raiseNeedsSimulation);
+    command.addOptionalArgument("WORD", options->word, "the interrupt word that the device reports (default: 1)");
 }
 
 void addWait(const Common::Command& program, Action& chosen) {

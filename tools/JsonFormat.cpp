@@ -50,7 +50,7 @@ std::string format(const ListedDevice& device) {
         .add("name", device.name)
         .add("handle", device.handle)
         .add("path", device.path)
-        .add("backend", device.backend)
+        .add("backend", device.type)
         .add("width", device.width)
         .addFlag("present", device.isPresent)
         .text();
@@ -69,7 +69,7 @@ std::string format(const DeviceInfo& info) {
     return JsonObject()
         .add("name", info.name)
         .add("path", info.path)
-        .add("backend", info.backend)
+        .add("backend", info.type)
         .add("width", info.width)
         .add("mapSize", info.mapSize)
         .add("interruptType", info.interruptType)

@@ -75,9 +75,9 @@ private:
 
 /** Returns the cause in a message such as "[json.exception.parse_error.101] parse error at line 1: CAUSE; DETAILS". */
 std::string causeOf(const std::string& message) {
-    const std::size_t place = message.find(": ");
+    const std::size_t position = message.find(": ");
     const std::size_t id = message.find("] ");
-    const std::size_t start = place != std::string::npos ? place + 2 : id == std::string::npos ? 0 : id + 2;
+    const std::size_t start = position != std::string::npos ? position + 2 : id == std::string::npos ? 0 : id + 2;
     constexpr std::size_t longest = 100;
     return message.substr(start, std::min(message.find(';', start) - start, longest));
 }
@@ -119,7 +119,7 @@ public:
     bool end_object() override { return close(); }
     bool start_array(std::size_t /*size*/) override { return open(JsonValue::Kind::Array); }
     bool end_array() override { return close(); }
-    bool parse_error(std::size_t /*place*/, const std::string& /*token*/,
+    bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                      const nlohmann::detail::exception& error) override {
         throw WrongJson(m_progress.line(), "not well-formed JSON: " + causeOf(error.what()));
     }

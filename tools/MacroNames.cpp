@@ -36,17 +36,18 @@ std::string macroName(const std::vector<std::string>& names) {
 }
 
 std::string MacroNames::add(const std::string& wanted, const std::string& definition) {
-    std::string name = wanted;
-    for (unsigned int number = 2;; ++number) {
-        const auto [known, isNew] = m_definitions.emplace(name, definition);
-        if (isNew) {
-            return name;
-        }
-        if (known->second == definition) {
-            return "";
-        }
-        name = wanted + '_' + std::to_string(number);
+    if (!m_given.emplace(wanted, definition).second) {
+        return "";
     }
+    std::string name = wanted;
+    if (m_taken.count(name) != 0) {
+        unsigned int& number = m_lastNumbers.try_emplace(wanted, 1).first->second;
+        do {
+            name = wanted + '_' + std::to_string(++number);
+        } while (m_taken.count(name) != 0 || m_reserved.count(name) != 0);
+    }
+    m_taken.insert(name);
+    return name;
 }
 
 } // namespace Rynvelctl

@@ -7,7 +7,9 @@
 #define RYNVELCTL_MACRONAMES_H
 
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Rynvelctl {
@@ -18,9 +20,12 @@ namespace Rynvelctl {
  */
 std::string macroName(const std::vector<std::string>& names);
 
-/** The macros of a header. */
+/** Unique names for the macros of a header, or for what they begin with. */
 class MacroNames {
 public:
+    /** Keeps a name for a call of add() that wants this name: the names with a number avoid it. */
+    void reserve(const std::string& name) { m_reserved.insert(name); }
+
     /**
      * Returns the name for a macro: the one that is wanted, or the same with a number if another macro has
      * that name. Returns an empty text if the header has the same macro already.
@@ -30,7 +35,12 @@ public:
     std::string add(const std::string& wanted, const std::string& definition);
 
 private:
-    std::map<std::string, std::string> m_definitions;
+    std::set<std::string> m_taken;
+    std::set<std::string> m_reserved;
+    /** The wanted names with what follows them. */
+    std::set<std::pair<std::string, std::string>> m_given;
+    /** The last number of each wanted name. */
+    std::map<std::string, unsigned int> m_lastNumbers;
 };
 
 } // namespace Rynvelctl

@@ -69,8 +69,8 @@ void listMaps(const CommandContext& context, const NoOptions& /*options*/) {
     context.output().print(MapReport(std::move(maps)));
 }
 
-CheckedMap check(const std::string& file) {
-    Maps::ReadMap map = Maps::readMapFile(file);
+CheckedMap check(const std::string& file, const Common::Deadline& deadline) {
+    Maps::ReadMap map = Maps::readMapFile(file, {}, deadline);
     CheckedMap checked{file, map.device.has_value(), 0, 0, std::move(map.diagnostics)};
     if (map.device) {
         checked.peripherals = map.device->peripherals.size();
@@ -81,11 +81,19 @@ CheckedMap check(const std::string& file) {
     return checked;
 }
 
+/** @param path a file or a folder. */
+void requireMaps(const std::string& path) {
+    if (Maps::MapCatalog({path}).files().empty()) {
+        throw usageError(path + ": the folder has no register map (the names of maps end in .svd)");
+    }
+}
+
 void checkMaps(const CommandContext& context, const CheckOptions& options) {
+    std::for_each(options.files.begin(), options.files.end(), requireMaps);
     const Maps::MapCatalog catalog(options.files);
     MapCheck maps;
     for (const std::string& file : catalog.files()) {
-        maps.push_back(check(file));
+        maps.push_back(check(file, context.timeout().deadline()));
     }
     const auto unusable = std::count_if(maps.begin(), maps.end(), [](const CheckedMap& map) { return !map.isUsable; });
     const std::size_t count = maps.size();
@@ -108,11 +116,11 @@ void describe(const CommandContext& context, const DescribeOptions& options) {
     const Target& target = context.target(options.name);
     const RegisterMap& map = context.registerMap(target);
     if (options.element.empty()) {
-        context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.places()}));
+        context.output().print(MapReport(DescribedDevice{target.name(), map.description(), map.locatedRegisters()}));
         return;
     }
     const Maps::NamedRegister named = map.named(options.element);
-    context.output().print(MapReport(DescribedRegister{target.name(), named, map.obstacleTo(named.place)}));
+    context.output().print(MapReport(DescribedRegister{target.name(), named, map.obstacleTo(named.located)}));
 }
 
 void addMapFileCommands(const Common::Command& program, Action& chosen) {

@@ -13,7 +13,7 @@ using Words = std::vector<std::string>;
 /** Returns the register that a name without a field selects; null for any other name. */
 const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::string& name) {
     const auto found = Maps::findRegister(peripheral, name);
-    return found && found->field == nullptr ? found->place.contents : nullptr;
+    return found && found->field == nullptr ? found->located.contents : nullptr;
 }
 
 /** Returns the names of the values that can be written to a field, each with `before` in front of it. */
@@ -27,13 +27,13 @@ Words valuesOf(const Maps::Field& field, const std::string& before) {
 
 } // namespace
 
-template <typename Element>
-bool MapCompletion::isUsable(const Element& element) const {
+template <typename Accessed>
+bool MapCompletion::isUsable(const Accessed& accessed) const {
     switch (m_use) {
     case RegisterUse::Read:
-        return Maps::isReadable(element.access);
+        return Maps::isReadable(accessed);
     case RegisterUse::Write:
-        return Maps::isWritable(element.access);
+        return Maps::isWritable(accessed);
     default:
         return true;
     }
@@ -41,9 +41,9 @@ bool MapCompletion::isUsable(const Element& element) const {
 
 std::vector<std::string> MapCompletion::registers() const {
     Words words;
-    for (const Maps::LocatedRegister& place : Maps::registersOf(m_peripheral)) {
-        if (isUsable(*place.contents)) {
-            words.push_back(place.name);
+    for (const Maps::LocatedRegister& located : Maps::registersOf(m_peripheral)) {
+        if (isUsable(*located.contents)) {
+            words.push_back(located.name);
         }
     }
     return words;
@@ -55,7 +55,7 @@ std::vector<std::string> MapCompletion::fields(const std::string& word) const {
     const std::string before = dot == std::string::npos ? "" : word.substr(0, dot);
     if (const Maps::Register* const contents = findWhole(m_peripheral, before)) {
         for (const Maps::Field& field : contents->fields) {
-            if (isUsable(field)) {
+            if (isUsable(field.access)) {
                 words.push_back(before + '.' + field.name);
             }
         }
@@ -69,11 +69,11 @@ std::vector<std::string> MapCompletion::values(const std::string& name, const st
         return found ? valuesOf(*found->field, "") : Words();
     }
     Words words;
-    for (const Maps::Field& field : found->place.contents->fields) {
+    for (const Maps::Field& field : found->located.contents->fields) {
         const std::string assignment = field.name + '=';
         const bool isAssigned = word.compare(0, assignment.size(), assignment) == 0;
         const Words values = isAssigned ? valuesOf(field, assignment) : Words{assignment};
-        if (isUsable(field)) {
+        if (isUsable(field.access)) {
             words.insert(words.end(), values.begin(), values.end());
         }
     }
@@ -107,7 +107,7 @@ std::vector<std::string> MapCompletion::fieldLists(const std::string& name, cons
     if (const Maps::Register* const contents = findWhole(m_peripheral, name)) {
         for (const Maps::Field& field : contents->fields) {
             const bool isListed = (',' + before).find(',' + field.name + ',') != std::string::npos;
-            if (isUsable(field) && !isListed) {
+            if (isUsable(field.access) && !isListed) {
                 words.push_back(before + field.name);
             }
         }

@@ -16,7 +16,7 @@ namespace Rynvelctl {
 /** What a command does with registers. It decides which of them are offered. */
 enum class RegisterUse { Read, Write, Any };
 
-/** Completes names with the description of one device, which must outlive it. */
+/** Completes names from the description of one device. The description must outlive the object. */
 class MapCompletion {
 public:
     MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}
@@ -46,8 +46,8 @@ public:
     std::vector<std::string> fieldLists(const std::string& name, const std::string& word) const;
 
 private:
-    template <typename Element>
-    bool isUsable(const Element& element) const;
+    template <typename Accessed>
+    bool isUsable(const Accessed& accessed) const;
 
     const Maps::Peripheral& m_peripheral;
     RegisterUse m_use;

@@ -36,12 +36,12 @@ std::string format(const MapCheck& maps) {
 std::string format(const HeaderText& header) { return header.text; }
 
 std::string format(const DescribedDevice& device) {
-    return linesOf(device.registers, [](const Maps::LocatedRegister& place) { return printable(place.name); });
+    return linesOf(device.registers, [](const Maps::LocatedRegister& located) { return printable(located.name); });
 }
 
 std::string format(const DescribedRegister& described) {
     if (described.named.field == nullptr) {
-        return linesOf(Maps::fieldsFromTheTop(*described.named.place.contents),
+        return linesOf(Maps::fieldsFromTheTop(*described.named.located.contents),
                        [](const Maps::Field* field) { return printable(field->name); });
     }
     Lines names;

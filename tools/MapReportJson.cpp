@@ -95,7 +95,7 @@ std::string valuesOf(const Maps::Field& field) {
 
 /** Adds the properties that registers and fields share. */
 template <typename Element>
-JsonObject& addBehaviour(JsonObject& object, const Element& element) {
+JsonObject& addBehavior(JsonObject& object, const Element& element) {
     return object.add("access", wordsFor(element.access))
         .addJson("readAction", wordOrNull(element.readAction))
         .add("modifiedWriteValues", wordFor(element.modifiedWrite))
@@ -104,7 +104,7 @@ JsonObject& addBehaviour(JsonObject& object, const Element& element) {
 
 JsonObject& addField(JsonObject& object, const Maps::Field& field) {
     object.add("lsb", field.lsb).add("msb", field.msb);
-    return addBehaviour(object, field).add("description", field.description.str()).addJson("values", valuesOf(field));
+    return addBehavior(object, field).add("description", field.description.str()).addJson("values", valuesOf(field));
 }
 
 std::string format(const Maps::Field* field) {
@@ -112,10 +112,10 @@ std::string format(const Maps::Field* field) {
     return addField(object.add("name", field->name), *field).text();
 }
 
-JsonObject& addRegister(JsonObject& object, const Maps::LocatedRegister& place) {
-    const Maps::Register& contents = *place.contents;
-    object.add("register", place.name).add("offset", place.offset).add("width", contents.size);
-    return addBehaviour(object, contents)
+JsonObject& addRegister(JsonObject& object, const Maps::LocatedRegister& located) {
+    const Maps::Register& contents = *located.contents;
+    object.add("register", located.name).add("offset", located.offset).add("width", contents.size);
+    return addBehavior(object, contents)
         .addJson("resetValue", numberOrNull(contents.resetValue))
         .add("resetMask", contents.resetMask)
         .add("description", contents.description.str())
@@ -129,9 +129,9 @@ std::string format(const DescribedDevice& device) {
         .add("peripheral", device.description.peripheral->name)
         .add("description", device.description.peripheral->description.str())
         .addJson("registers", arrayOf(device.registers,
-                                      [](const Maps::LocatedRegister& place) {
+                                      [](const Maps::LocatedRegister& located) {
                                           JsonObject object;
-                                          return addRegister(object, place).text();
+                                          return addRegister(object, located).text();
                                       }))
         .text();
 }
@@ -140,11 +140,11 @@ std::string format(const DescribedRegister& described) {
     JsonObject object;
     object.add("name", described.device);
     if (described.named.field == nullptr) {
-        return addRegister(object, described.named.place)
+        return addRegister(object, described.named.located)
             .addJson("obstacle", described.obstacle.empty() ? "null" : jsonString(described.obstacle))
             .text();
     }
-    object.add("register", described.named.place.name).add("field", described.named.field->name);
+    object.add("register", described.named.located.name).add("field", described.named.field->name);
     return addField(object, *described.named.field).text();
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "BitDiagram.h"
+#include "Count.h"
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
@@ -18,23 +19,11 @@ using Lines = std::vector<std::string>;
 
 constexpr std::size_t widestLine = 100;
 
-std::string counted(std::size_t count, const std::string& what) {
-    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
-}
-
-std::string listOf(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : ", ") + name;
-    }
-    return list;
-}
-
 std::string usesOf(const ListedPeripheral& peripheral) {
     if (peripheral.hiddenBy) {
         return "hidden by " + printable(*peripheral.hiddenBy);
     }
-    return peripheral.devices.empty() ? "-" : listOf(peripheral.devices);
+    return peripheral.devices.empty() ? "-" : joinNames(peripheral.devices);
 }
 
 std::string format(const MapList& maps) {
@@ -49,9 +38,10 @@ std::string format(const MapList& maps) {
 }
 
 std::string summaryOf(const CheckedMap& map) {
-    const std::string contents = counted(map.peripherals, "peripheral") + ", " + counted(map.registers, "register");
+    const std::string contents =
+        Common::counted(map.peripherals, "peripheral") + ", " + Common::counted(map.registers, "register");
     return printable(map.file) + ": " + (map.isUsable ? contents : "not usable") + ", " +
-           counted(map.diagnostics.size() - (map.isUsable ? 0 : 1), "warning");
+           Common::counted(map.diagnostics.size() - (map.isUsable ? 0 : 1), "warning");
 }
 
 std::string format(const MapCheck& maps) {
@@ -80,9 +70,9 @@ std::string resetValueOf(const Maps::Register& contents) {
 std::string format(const DescribedDevice& device) {
     const Maps::Peripheral& peripheral = *device.description.peripheral;
     Rows rows{{"OFFSET", "REGISTER", "BITS", "ACCESS", "RESET", "DESCRIPTION"}};
-    for (const Maps::LocatedRegister& place : device.registers) {
-        const Maps::Register& contents = *place.contents;
-        rows.push_back({hexadecimal(place.offset), printable(place.name), std::to_string(contents.size),
+    for (const Maps::LocatedRegister& located : device.registers) {
+        const Maps::Register& contents = *located.contents;
+        rows.push_back({hexadecimal(located.offset), printable(located.name), std::to_string(contents.size),
                         wordsFor(contents.access), resetValueOf(contents), printable(contents.description.str())});
     }
     return joinLines({headingOf(device.device, peripheral.description.str()),
@@ -92,7 +82,7 @@ std::string format(const DescribedDevice& device) {
 
 /** Adds the properties that registers and fields share. */
 template <typename Element>
-void addBehaviour(Rows& rows, const Element& element) {
+void addBehavior(Rows& rows, const Element& element) {
     rows.push_back({"access:", wordsFor(element.access)});
     if (element.readAction) {
         rows.push_back({"effect of a read:", wordFor(*element.readAction)});
@@ -106,10 +96,10 @@ void addBehaviour(Rows& rows, const Element& element) {
 }
 
 Rows propertiesOf(const DescribedRegister& described) {
-    const Maps::LocatedRegister& place = described.named.place;
-    const Maps::Register& contents = *place.contents;
-    Rows rows{{"offset:", hexadecimal(place.offset)}, {"width:", counted(contents.size, "bit")}};
-    addBehaviour(rows, contents);
+    const Maps::LocatedRegister& located = described.named.located;
+    const Maps::Register& contents = *located.contents;
+    Rows rows{{"offset:", hexadecimal(located.offset)}, {"width:", Common::counted(contents.size, "bit")}};
+    addBehavior(rows, contents);
     if (contents.resetValue) {
         const std::string bits = contents.resetMask == Maps::bitsOf(contents)
                                      ? ""
@@ -135,11 +125,29 @@ std::string resetValueOf(const Maps::Field& field, const Maps::Register& content
     return isGiven ? std::to_string(Maps::decode(field, *contents.resetValue).value) : "-";
 }
 
+/** Returns the effects of a read and of a write; empty if there is none. */
+std::string effectsOf(const Maps::Field& field) {
+    std::vector<std::string> effects;
+    if (field.readAction) {
+        effects.push_back("read: " + wordFor(*field.readAction));
+    }
+    if (field.modifiedWrite != Maps::ModifiedWrite::Modify) {
+        effects.push_back("write: " + wordFor(field.modifiedWrite));
+    }
+    return joinNames(effects);
+}
+
 std::string tableOfFields(const Maps::Register& contents) {
-    Rows rows{{"BITS", "FIELD", "ACCESS", "RESET", "DESCRIPTION"}};
+    Rows rows{{"BITS", "FIELD", "ACCESS", "RESET", "EFFECTS", "DESCRIPTION"}};
     for (const Maps::Field* const field : Maps::fieldsFromTheTop(contents)) {
         rows.push_back({bitRange(field->msb, field->lsb), printable(field->name), wordsFor(field->access),
-                        resetValueOf(*field, contents), printable(field->description.str())});
+                        resetValueOf(*field, contents), effectsOf(*field), printable(field->description.str())});
+    }
+    constexpr std::size_t effects = 4;
+    if (std::all_of(rows.begin() + 1, rows.end(), [](const Row& row) { return row[effects].empty(); })) {
+        for (Row& row : rows) {
+            row.erase(row.begin() + effects);
+        }
     }
     return TextTable(rows).text(widestLine);
 }
@@ -163,9 +171,9 @@ void addValues(Lines& lines, const Maps::Field& field) {
 }
 
 std::string formatRegister(const DescribedRegister& described) {
-    const Maps::LocatedRegister& place = described.named.place;
-    const Maps::Register& contents = *place.contents;
-    Lines lines{headingOf(described.device + ' ' + place.name, contents.description.str()), "",
+    const Maps::LocatedRegister& located = described.named.located;
+    const Maps::Register& contents = *located.contents;
+    Lines lines{headingOf(described.device + ' ' + located.name, contents.description.str()), "",
                 TextTable(propertiesOf(described)).text()};
     if (!contents.fields.empty()) {
         lines.insert(lines.end(), {"", bitDiagram(contents), "", tableOfFields(contents)});
@@ -177,12 +185,12 @@ std::string formatRegister(const DescribedRegister& described) {
 }
 
 std::string formatField(const DescribedRegister& described) {
-    const Maps::LocatedRegister& place = described.named.place;
+    const Maps::LocatedRegister& located = described.named.located;
     const Maps::Field& field = *described.named.field;
-    Rows rows{{"register offset:", hexadecimal(place.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
-    addBehaviour(rows, field);
-    rows.push_back({"reset value:", resetValueOf(field, *place.contents)});
-    Lines lines{headingOf(described.device + ' ' + place.name + '.' + field.name, field.description.str()), "",
+    Rows rows{{"register offset:", hexadecimal(located.offset)}, {"bits:", bitRange(field.msb, field.lsb)}};
+    addBehavior(rows, field);
+    rows.push_back({"reset value:", resetValueOf(field, *located.contents)});
+    Lines lines{headingOf(described.device + ' ' + located.name + '.' + field.name, field.description.str()), "",
                 TextTable(rows).text(widestLine)};
     addValues(lines, field);
     return joinLines(lines);

@@ -22,19 +22,19 @@ Paths pathsOfEnvironment() {
     return paths;
 }
 
-Maps::MapCatalog catalogOf(const Paths& given) {
+Maps::MapCatalog catalogOf(const Paths& given, const Common::Deadline& deadline) {
     const Paths paths = given.empty() ? pathsOfEnvironment() : given;
     if (!paths.empty()) {
-        return Maps::MapCatalog(paths);
+        return Maps::MapCatalog(paths, Maps::MapCatalog::MissingPath::Refused, deadline);
     }
-    return Maps::MapCatalog({"/etc/rynvel/maps", RYNVEL_MAP_FOLDER}, Maps::MapCatalog::MissingPath::Ignored);
+    return Maps::MapCatalog({"/etc/rynvel/maps", RYNVEL_MAP_FOLDER}, Maps::MapCatalog::MissingPath::Ignored, deadline);
 }
 
 } // namespace
 
 Maps::MapCatalog& MapSearch::catalog() {
     if (!m_catalog) {
-        m_catalog.emplace(catalogOf(m_given));
+        m_catalog.emplace(catalogOf(m_given, m_deadline));
     }
     return *m_catalog;
 }

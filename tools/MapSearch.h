@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Deadline.h"
 #include "MapCatalog.h"
 
 namespace Rynvelctl {
@@ -18,17 +19,20 @@ namespace Rynvelctl {
 class MapSearch {
 public:
     /**
-     * @param given the files and folders that the user gives. If there are none, the search uses those of the
-     * environment variable RYNVEL_MAPS, separated by colons. Without the variable, it uses the folder of this machine
-     * and the folder of the installation.
+     * @param given the files and folders that the user gives. If there are none, the search uses the files and folders
+     * in the environment variable RYNVEL_MAPS, separated by colons. Without the variable, it uses the folder of this
+     * machine and the folder of the installation.
+     * @param deadline by which the maps must be read.
      */
-    explicit MapSearch(std::vector<std::string> given) : m_given(std::move(given)) {}
+    explicit MapSearch(std::vector<std::string> given, const Common::Deadline& deadline = {})
+        : m_given(std::move(given)), m_deadline(deadline) {}
 
     /** @throws Maps::UnusableMap if a file or folder that the user gives cannot be read. */
     Maps::MapCatalog& catalog();
 
 private:
     std::vector<std::string> m_given;
+    Common::Deadline m_deadline;
     std::optional<Maps::MapCatalog> m_catalog;
 };
 

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstddef>
 
+#include "Count.h"
 #include "Failure.h"
 #include "Number.h"
 
@@ -26,7 +27,7 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text) {
 std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width) {
     const std::uint32_t value = parseNumber(name, text);
     if (value > maxValue(width)) {
-        throw usageError(name + ' ' + text + " does not fit in " + std::to_string(width) + " bits");
+        throw usageError(name + ' ' + text + " does not fit in " + Common::counted(width, "bit"));
     }
     return value;
 }

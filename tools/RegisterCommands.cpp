@@ -60,7 +60,7 @@ public:
     /** @throws Failure if the user gave a name, and the register map does not allow the value for each register. */
     void requireAllowed(const RegisterRange& range, std::uint32_t value) const {
         check(range, [this, value](const MappedRegister& whole) {
-            m_addresses.registerMap()->requireAccessible(whole.place);
+            m_addresses.registerMap()->requireAccessible(whole.located);
             Rynvelctl::requireAllowed(whole, {value, UINT32_MAX});
         });
         if (m_first.named) {

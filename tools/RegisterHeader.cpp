@@ -21,10 +21,11 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/** If several macros have the same name, those of the earliest rank keep it. */
+/** If several macros have the same name, the macros of the earliest rank keep it. */
 enum Rank { ofRegister, ofField, ofValue };
 
 struct Macro {
+    /** The end of the name, and later the whole name. Empty if the header has the same macro already. */
     std::string name;
     /** In parentheses; empty for a constant. */
     std::string parameters;
@@ -32,11 +33,24 @@ struct Macro {
     Rank rank = ofRegister;
 };
 
+/** The macros of a field, or those of a register itself. */
+struct Group {
+    /** The name of the field; empty for the register itself. */
+    std::string field;
+    std::vector<Macro> macros;
+    /** The beginning of the names of the macros. */
+    std::string name{};
+};
+
 /** The macros of a register, or of all registers of an array. */
 struct Block {
     std::uint64_t offset = 0;
     std::string comment;
-    std::vector<Macro> macros;
+    /** The names before those of the macros. */
+    Names names;
+    std::vector<Group> groups;
+    /** Whether another register of the same name gets a number. */
+    bool isRegister = true;
 };
 
 std::string constant(std::uint64_t value) {
@@ -57,15 +71,16 @@ constexpr std::array<DirectionControls, 2> directionControls{{{"\xE2\x80", 0xAA,
 /** Returns a text that neither ends nor begins a comment, and that cannot change the direction of writing. */
 std::string forComment(std::string text) {
     for (const std::string mark : {"*/", "/*"}) {
-        for (std::size_t place = text.find(mark); place != std::string::npos; place = text.find(mark)) {
-            text.insert(place + 1, " ");
+        for (std::size_t position = text.find(mark); position != std::string::npos; position = text.find(mark)) {
+            text.insert(position + 1, " ");
         }
     }
     for (const auto& [start, first, last] : directionControls) {
-        for (std::size_t place = text.find(start); place != std::string::npos; place = text.find(start, place + 1)) {
-            const auto third = place + 2 < text.size() ? static_cast<unsigned char>(text[place + 2]) : 0U;
+        for (std::size_t position = text.find(start); position != std::string::npos;
+             position = text.find(start, position + 1)) {
+            const auto third = position + 2 < text.size() ? static_cast<unsigned char>(text[position + 2]) : 0U;
             if (third >= first && third <= last) {
-                text.replace(place, 3, "?");
+                text.replace(position, 3, "?");
             }
         }
     }
@@ -85,8 +100,9 @@ std::string parameter(std::size_t position, std::size_t count) {
 
 /** The names and the arrays that lead to an element of a map. */
 struct Path {
-    /** The names; `single` has the index of each array, and `shared` has none. */
+    /** The names, with the index of each array element. */
     Names single;
+    /** The same names, without the indexes. */
     Names shared;
     std::uint64_t offset = 0;
     std::vector<std::shared_ptr<const Maps::Array>> arrays{};
@@ -126,11 +142,6 @@ std::string parametersFor(std::size_t arrays) {
     return arrays == 0 ? "" : '(' + parameters + ')';
 }
 
-std::string with(Names names, const std::string& last) {
-    names.push_back(last);
-    return macroName(names);
-}
-
 /** Returns the names after the name of the device, with dots between them. */
 std::string dotted(const Names& names) {
     std::string text;
@@ -155,15 +166,12 @@ std::string placeOf(std::uint64_t first, const Path& path, const Scale& scale) {
     return path.isInArray() ? '(' + sum + ')' : sum;
 }
 
-Macro countOf(const Names& names, const Maps::Array& array, Rank rank) {
-    return {with(names, "COUNT"), "", std::to_string(array.size) + 'U', rank};
-}
+Macro countOf(const Maps::Array& array, Rank rank) { return {"COUNT", "", std::to_string(array.size) + 'U', rank}; }
 
 /** The macros of the fields of a register. */
 class FieldMacros {
 public:
-    FieldMacros(std::vector<Macro>& macros, const Maps::Register& contents, Names names)
-        : m_macros(macros), m_contents(contents), m_names(std::move(names)) {}
+    FieldMacros(std::vector<Group>& groups, const Maps::Register& contents) : m_groups(groups), m_contents(contents) {}
 
     void add() {
         for (const Maps::Field& field : m_contents.fields) {
@@ -174,53 +182,52 @@ public:
     }
 
 private:
-    // Each field of an array has its own mask. All of them share the values.
+    // Each field of an array has its own mask. All of them share the values, if the register has all of them.
     void add(const Maps::Field& field) {
-        const Names names = namesFor(field.name);
-        add(with(names, "MASK"), constant(Maps::maskOf(field)), ofField);
-        add(with(names, "SHIFT"), std::to_string(field.lsb) + 'U', ofField);
-        const Maps::Array* const array = field.arrayElement.array.get();
-        if (array == nullptr || field.arrayElement.position == 0) {
-            const Names shared = namesFor(Path::sharedName(field));
-            if (array != nullptr) {
-                addArray(shared, field, *array);
-            }
-            addValues(shared, field);
+        Group own{field.name,
+                  {{"MASK", "", constant(Maps::maskOf(field)), ofField},
+                   {"SHIFT", "", std::to_string(field.lsb) + 'U', ofField}}};
+        const bool isShared = field.arrayElement.array && isComplete(field);
+        if (!isShared) {
+            addValues(own, field);
+        }
+        m_groups.push_back(std::move(own));
+        if (isShared && field.arrayElement.position == 0) {
+            addArray(field, *field.arrayElement.array);
         }
     }
 
-    void addArray(const Names& names, const Maps::Field& field, const Maps::Array& array) {
+    /** Returns whether all fields of the array of a field are inside the register. */
+    bool isComplete(const Maps::Field& field) const {
+        const Maps::ArrayElement& element = field.arrayElement;
+        const std::uint64_t further = element.array->size - element.position - 1;
+        return field.msb + further * element.array->increment < m_contents.size;
+    }
+
+    void addArray(const Maps::Field& field, const Maps::Array& array) {
         const std::string shift =
             '(' + std::to_string(field.lsb) + "U + " + std::to_string(array.increment) + "U * (unsigned int)(index))";
         const std::string lowest = constant(Maps::maskOf(field) >> field.lsb);
-        m_macros.push_back({with(names, "MASK"), "(index)", '(' + lowest + " << " + shift + ')', ofField});
-        m_macros.push_back({with(names, "SHIFT"), "(index)", shift, ofField});
-        m_macros.push_back(countOf(names, array, ofField));
+        Group group{Path::sharedName(field), {}};
+        group.macros.push_back({"MASK", "(index)", '(' + lowest + " << " + shift + ')', ofField});
+        group.macros.push_back({"SHIFT", "(index)", shift, ofField});
+        group.macros.push_back(countOf(array, ofField));
+        addValues(group, field);
+        m_groups.push_back(std::move(group));
     }
 
-    void addValues(const Names& names, const Maps::Field& field) {
+    static void addValues(Group& group, const Maps::Field& field) {
         for (const Maps::Enumeration& enumeration : field.enumerations) {
             for (const Maps::EnumeratedValue& value : enumeration.values) {
-                if (!value.isDefault && !value.name.empty()) {
-                    add(with(names, value.name), constant(value.value), ofValue);
+                if (!value.isDefault && !value.name.empty() && value.value <= Maps::highestOf(field)) {
+                    group.macros.push_back({value.name, "", constant(value.value), ofValue});
                 }
             }
         }
     }
 
-    void add(const std::string& name, const std::string& value, Rank rank) {
-        m_macros.push_back({name, "", value, rank});
-    }
-
-    Names namesFor(const std::string& field) const {
-        Names names = m_names;
-        names.push_back(field);
-        return names;
-    }
-
-    std::vector<Macro>& m_macros;
+    std::vector<Group>& m_groups;
     const Maps::Register& m_contents;
-    Names m_names;
 };
 
 /** A register in the tree of the map. */
@@ -237,7 +244,7 @@ public:
     explicit Blocks(const RegisterMap& map)
         : m_scale{map.device().type.addressStride, Common::bytesOf(map.device().width())} {
         for (const MappedRegister& mapped : map.registers()) {
-            m_addresses.emplace(std::make_pair(mapped.place.contents, mapped.place.offset),
+            m_addresses.emplace(std::make_pair(mapped.located.contents, mapped.located.offset),
                                 mapped.range.deviceAddress());
         }
         const Maps::Peripheral& peripheral = *map.description().peripheral;
@@ -262,7 +269,9 @@ private:
             if (path.isFirst && cluster.arrayElement.array) {
                 m_blocks.push_back({path.offset,
                                     described(dotted(path.shared), cluster.description.str()),
-                                    {countOf(path.shared, *cluster.arrayElement.array, ofRegister)}});
+                                    path.shared,
+                                    {{"", {countOf(*cluster.arrayElement.array, ofRegister)}}},
+                                    false});
             }
             collect(cluster.registers, cluster.clusters, path);
         }
@@ -291,27 +300,32 @@ private:
             addWhole(leaf, leaf.path);
         }
         if (leaf.path.hasOwnIndex) {
-            m_blocks.push_back({single.offset, dotted(single.shared), positionsOf(leaf, single)});
+            m_blocks.push_back(
+                {single.offset, dotted(single.shared), single.shared, {{"", positionsOf(leaf, single)}}});
         }
     }
 
     void addWhole(const Leaf& leaf, const Path& path) {
         const Maps::Register& contents = *leaf.contents;
-        Block block{path.offset, described(dotted(path.shared), contents.description.str()), positionsOf(leaf, path)};
+        std::vector<Macro> macros = positionsOf(leaf, path);
         if (path.isInArray() && contents.arrayElement.array) {
-            block.macros.push_back(countOf(path.shared, *contents.arrayElement.array, ofRegister));
+            macros.push_back(countOf(*contents.arrayElement.array, ofRegister));
         }
         if (contents.resetValue) {
-            block.macros.push_back({with(path.shared, "RESET"), "", constant(*contents.resetValue), ofRegister});
+            macros.push_back({"RESET", "", constant(*contents.resetValue), ofRegister});
         }
-        FieldMacros(block.macros, contents, path.shared).add();
+        Block block{path.offset,
+                    described(dotted(path.shared), contents.description.str()),
+                    path.shared,
+                    {{"", std::move(macros)}}};
+        FieldMacros(block.groups, contents).add();
         m_blocks.push_back(std::move(block));
     }
 
     std::vector<Macro> positionsOf(const Leaf& leaf, const Path& path) const {
         const std::string parameters = parametersFor(path.arrays.size());
-        return {{with(path.shared, "ADDRESS"), parameters, placeOf(*leaf.address, path, m_scale), ofRegister},
-                {with(path.shared, "OFFSET"), parameters, placeOf(path.offset, path, {1, 1}), ofRegister}};
+        return {{"ADDRESS", parameters, placeOf(*leaf.address, path, m_scale), ofRegister},
+                {"OFFSET", parameters, placeOf(path.offset, path, {1, 1}), ofRegister}};
     }
 
     Scale m_scale;
@@ -323,23 +337,111 @@ private:
     std::vector<Block> m_blocks;
 };
 
-/** Gives the macros their names, those of registers first. A macro that the header has already loses its name. */
-void makeUnique(std::vector<Block>& blocks, MacroNames& names) {
-    for (const Rank rank : {ofRegister, ofField, ofValue}) {
-        for (Block& block : blocks) {
-            for (Macro& macro : block.macros) {
-                if (macro.rank == rank) {
-                    macro.name = names.add(macro.name, macro.parameters + ' ' + macro.value);
-                }
+/**
+ * Gives the macros their names. A register or field whose name another one has already gets a number, which all its
+ * macros share. A macro that the header has already loses its name.
+ */
+class Naming {
+public:
+    explicit Naming(std::vector<Block>& blocks) : m_blocks(blocks) {}
+
+    /** @param guard the name of a macro that the header already has. */
+    void name(const std::string& guard) {
+        nameRegisters();
+        nameFields();
+        m_macros.add(guard, "");
+        nameMacros();
+    }
+
+private:
+    static std::string contentOf(const Group& group) {
+        std::string content;
+        for (const Macro& macro : group.macros) {
+            content += macro.name + macro.parameters + ' ' + macro.value + '\n';
+        }
+        return content;
+    }
+
+    static std::string contentOf(const Block& block) {
+        std::string content;
+        for (const Group& group : block.groups) {
+            content += group.field + '\n' + contentOf(group);
+        }
+        return content;
+    }
+
+    void nameRegisters() {
+        for (const Block& block : m_blocks) {
+            m_registers.reserve(macroName(block.names));
+        }
+        for (Block& block : m_blocks) {
+            const std::string wanted = macroName(block.names);
+            const std::string name = block.isRegister ? m_registers.add(wanted, contentOf(block)) : wanted;
+            if (name.empty()) {
+                block.groups.clear();
+            }
+            for (Group& group : block.groups) {
+                group.name = name;
             }
         }
     }
-}
+
+    void nameFields() {
+        forEachField([this](const Group& group) { m_fields.reserve(macroName({group.name, group.field})); });
+        forEachField([this](Group& group) {
+            group.name = m_fields.add(macroName({group.name, group.field}), contentOf(group));
+            if (group.name.empty()) {
+                group.macros.clear();
+            }
+        });
+    }
+
+    void nameMacros() {
+        forEachGroup([this](const Group& group) {
+            for (const Macro& macro : group.macros) {
+                m_macros.reserve(macroName({group.name, macro.name}));
+            }
+        });
+        for (const Rank rank : {ofRegister, ofField, ofValue}) {
+            forEachGroup([this, rank](Group& group) {
+                for (Macro& macro : group.macros) {
+                    if (macro.rank == rank) {
+                        macro.name =
+                            m_macros.add(macroName({group.name, macro.name}), macro.parameters + ' ' + macro.value);
+                    }
+                }
+            });
+        }
+    }
+
+    template <typename Function>
+    void forEachGroup(const Function& function) {
+        for (Block& block : m_blocks) {
+            std::for_each(block.groups.begin(), block.groups.end(), function);
+        }
+    }
+
+    template <typename Function>
+    void forEachField(const Function& function) {
+        forEachGroup([&function](Group& group) {
+            if (!group.field.empty()) {
+                function(group);
+            }
+        });
+    }
+
+    std::vector<Block>& m_blocks;
+    MacroNames m_registers;
+    MacroNames m_fields;
+    MacroNames m_macros;
+};
 
 std::string textOf(const Block& block) {
     std::string text = '\n' + comment(block.comment);
-    for (const Macro& macro : block.macros) {
-        text += macro.name.empty() ? "" : "#define " + macro.name + macro.parameters + ' ' + macro.value + '\n';
+    for (const Group& group : block.groups) {
+        for (const Macro& macro : group.macros) {
+            text += macro.name.empty() ? "" : "#define " + macro.name + macro.parameters + ' ' + macro.value + '\n';
+        }
     }
     return text;
 }
@@ -347,13 +449,13 @@ std::string textOf(const Block& block) {
 std::string introductionTo(const RegisterMap& map) {
     const Target& device = map.device();
     const Maps::DeviceDescription& description = map.description();
-    const std::string function =
-        (device.width() == 8 ? "Rynvel_read" : "Rynvel2_read") + std::to_string(device.width());
+    const std::string prefix = device.width() == 8 ? "Rynvel_" : "Rynvel2_";
+    const std::string width = std::to_string(device.width());
     const std::string file = std::filesystem::path(description.file).filename().string();
     std::string text = comment(described(device.name(), description.peripheral->description.str()));
     text += comment("Made by 'rynvelctl maps header' from " + file + ", version " + description.map->version);
-    text += "/*\n * REGISTER_ADDRESS: the address for " + function + " and its siblings, with the device type " +
-            device.type.name +
+    text += "/*\n * REGISTER_ADDRESS: the address to pass to " + prefix + "read" + width + " and the other " + prefix +
+            " functions for " + width + " bits,\n *                   with the device type " + device.type.name +
             "\n * REGISTER_OFFSET:  the distance in bytes from the beginning of the device\n"
             " * REGISTER_RESET:   the value after a reset\n"
             " * ARRAY_COUNT:      the number of elements; their indexes count from 0\n"
@@ -372,9 +474,7 @@ std::string introductionTo(const RegisterMap& map) {
 std::string registerHeader(const RegisterMap& map) {
     const std::string guard = macroName({map.device().name(), "REGISTERS_H"});
     std::vector<Block> blocks = Blocks(map).take();
-    MacroNames names;
-    names.add(guard, "");
-    makeUnique(blocks, names);
+    Naming(blocks).name(guard);
     std::string text = introductionTo(map) + "#ifndef " + guard + "\n#define " + guard + '\n';
     for (const Block& block : blocks) {
         text += textOf(block);

@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "BitRange.h"
+#include "Count.h"
 #include "FieldValues.h"
-#include "FieldWrite.h"
 #include "NearestName.h"
 #include "Number.h"
 #include "Numbers.h"
@@ -35,15 +35,16 @@ std::uint64_t bitsBefore(std::uint64_t offset) {
 }
 
 /** Returns the offset of the first bit after a register. */
-std::uint64_t endOf(const Maps::LocatedRegister& place) {
-    const std::uint64_t start = bitsBefore(place.offset);
-    return start > UINT64_MAX - place.contents->size ? UINT64_MAX : start + place.contents->size;
+std::uint64_t endOf(const Maps::LocatedRegister& located) {
+    const std::uint64_t start = bitsBefore(located.offset);
+    return start > UINT64_MAX - located.contents->size ? UINT64_MAX : start + located.contents->size;
 }
 
 std::string bitRegisters(unsigned int width) { return std::to_string(width) + "-bit registers"; }
 
-Maps::Access accessOf(const Selection& selection) {
-    return selection.field == nullptr ? selection.whole.contents().access : selection.field->access;
+bool isReadable(const Selection& selection) {
+    return selection.field == nullptr ? Maps::isReadable(selection.whole.contents())
+                                      : Maps::isReadable(selection.field->access);
 }
 
 Failure refusal(const Selection& selection, const std::string& problem) {
@@ -56,30 +57,32 @@ Failure refusal(const Selection& selection, const std::string& problem) {
 std::string Selection::name() const { return field == nullptr ? whole.name() : whole.name() + '.' + field->name; }
 
 RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& description)
-    : m_target(&target), m_description(description), m_places(Maps::registersOf(*description.peripheral)) {
+    : m_target(&target), m_description(description), m_registers(Maps::registersOf(*description.peripheral)) {
     Maps::requireByteAddresses(description);
     Extent extent{0, 0};
-    for (std::size_t i = 0; i < m_places.size(); ++i) {
-        const std::uint64_t end = endOf(m_places[i]);
-        extent.furthest = end > endOf(m_places[extent.furthest]) ? i : extent.furthest;
+    for (std::size_t i = 0; i < m_registers.size(); ++i) {
+        const std::uint64_t end = endOf(m_registers[i]);
+        extent.furthest = end > endOf(m_registers[extent.furthest]) ? i : extent.furthest;
         extent.readEffectEnd =
-            Maps::hasReadEffect(*m_places[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
+            Maps::hasReadEffect(*m_registers[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
         m_extents.push_back(extent);
+        Maps::ModifiedBits& modified = m_modifiedBits[m_registers[i].offset];
+        modified = modified | Maps::modifiedBitsOf(*m_registers[i].contents);
     }
 }
 
 std::vector<MappedRegister> RegisterMap::registers() const {
     std::vector<MappedRegister> registers;
-    for (const Maps::LocatedRegister& place : m_places) {
-        if (obstacleTo(place).empty()) {
-            registers.push_back(mapped(place));
+    for (const Maps::LocatedRegister& located : m_registers) {
+        if (obstacleTo(located).empty()) {
+            registers.push_back(mapped(located));
         }
     }
     return registers;
 }
 
-void RegisterMap::requireAccessible(const Maps::LocatedRegister& place) const {
-    const std::string obstacle = obstacleTo(place);
+void RegisterMap::requireAccessible(const Maps::LocatedRegister& located) const {
+    const std::string obstacle = obstacleTo(located);
     if (!obstacle.empty()) {
         throw usageError(m_target->name() + ": " + obstacle);
     }
@@ -91,8 +94,8 @@ void RegisterMap::checkAfterFirst(const RegisterRange& range,
     const std::size_t end = countBefore((std::uint64_t{range.index()} + range.count()) * bytes);
     std::map<std::uint64_t, std::optional<Failure>> refusals;
     for (std::size_t i = countBefore((std::uint64_t{range.index()} + 1) * bytes); i < end; ++i) {
-        const auto refusal = refusalBy(check, mapped(m_places[i]));
-        auto& known = refusals.try_emplace(m_places[i].offset / bytes, refusal).first->second;
+        const auto refusal = refusalBy(check, mapped(m_registers[i]));
+        auto& known = refusals.try_emplace(m_registers[i].offset / bytes, refusal).first->second;
         known = refusal ? known : std::nullopt;
     }
     for (const auto& [word, refusal] : refusals) {
@@ -115,8 +118,8 @@ void RegisterMap::requireNoParts(const RegisterRange& range) const {
 
 std::vector<std::string> RegisterMap::inaccessible() const {
     std::vector<std::string> messages;
-    for (const Maps::LocatedRegister& place : m_places) {
-        const std::string obstacle = obstacleTo(place);
+    for (const Maps::LocatedRegister& located : m_registers) {
+        const std::string obstacle = obstacleTo(located);
         if (!obstacle.empty()) {
             messages.push_back(m_target->name() + ": " + obstacle);
         }
@@ -134,63 +137,63 @@ Maps::NamedRegister RegisterMap::named(const std::string& name) const {
 
 Selection RegisterMap::find(const std::string& name) const {
     const Maps::NamedRegister found = named(name);
-    requireAccessible(found.place);
-    Selection selection{mapped(found.place), found.field};
+    requireAccessible(found.located);
+    Selection selection{mapped(found.located), found.field};
     if (selection.field != nullptr && !Maps::isInside(*selection.field, selection.whole.contents())) {
         throw refusal(selection,
-                      "outside the " + std::to_string(selection.whole.contents().size) + " bits of its register");
+                      "outside the " + Common::counted(selection.whole.contents().size, "bit") + " of its register");
     }
     return selection;
 }
 
-std::string RegisterMap::obstacleTo(const Maps::LocatedRegister& place) const {
+std::string RegisterMap::obstacleTo(const Maps::LocatedRegister& located) const {
     const unsigned int width = m_target->width();
     const unsigned int bytes = Common::bytesOf(width);
-    const std::string subject = "register " + place.name;
-    if (place.contents->size > width) {
-        return subject + " has " + std::to_string(place.contents->size) + " bits (the device has " +
+    const std::string subject = "register " + located.name;
+    if (located.contents->size > width) {
+        return subject + " has " + std::to_string(located.contents->size) + " bits (the device has " +
                bitRegisters(width) + ")";
     }
-    if (place.offset > UINT32_MAX) {
+    if (located.offset > UINT32_MAX) {
         return subject + " is outside the 32-bit address range";
     }
-    if (place.offset % bytes != 0) {
-        return subject + ": offset " + hexadecimal(static_cast<std::uint32_t>(place.offset)) +
+    if (located.offset % bytes != 0) {
+        return subject + ": offset " + hexadecimal(static_cast<std::uint32_t>(located.offset)) +
                " is not a multiple of " + std::to_string(bytes) + " (" + bitRegisters(width) + ")";
     }
-    if (const Maps::LocatedRegister* const neighbour = neighbourOf(place)) {
-        return subject + " has " + std::to_string(place.contents->size) + " bits and shares its word with register " +
-               neighbour->name + " (the device has " + bitRegisters(width) + ")";
+    if (const Maps::LocatedRegister* const neighbor = neighborOf(located)) {
+        return subject + " has " + Common::counted(located.contents->size, "bit") +
+               " and shares its word with register " + neighbor->name + " (the device has " + bitRegisters(width) + ")";
     }
     return "";
 }
 
-const Maps::LocatedRegister* RegisterMap::neighbourOf(const Maps::LocatedRegister& place) const {
-    if (place.contents->size >= m_target->width()) {
+const Maps::LocatedRegister* RegisterMap::neighborOf(const Maps::LocatedRegister& located) const {
+    if (located.contents->size >= m_target->width()) {
         return nullptr;
     }
-    if (const Maps::LocatedRegister* const earlier = extendingBeyond(place.offset)) {
+    if (const Maps::LocatedRegister* const earlier = extendingBeyond(located.offset)) {
         return earlier;
     }
-    const std::size_t next = countBefore(place.offset + 1);
+    const std::size_t next = countBefore(located.offset + 1);
     const Maps::LocatedRegister* const wider = furthestOf(next);
-    if (wider != nullptr && endOf(*wider) > endOf(place)) {
+    if (wider != nullptr && endOf(*wider) > endOf(located)) {
         return wider;
     }
     const bool isInWord =
-        next < m_places.size() && m_places[next].offset - place.offset < Common::bytesOf(m_target->width());
-    return isInWord ? &m_places[next] : nullptr;
+        next < m_registers.size() && m_registers[next].offset - located.offset < Common::bytesOf(m_target->width());
+    return isInWord ? &m_registers[next] : nullptr;
 }
 
 std::size_t RegisterMap::countBefore(std::uint64_t offset) const {
-    const auto end =
-        std::lower_bound(m_places.begin(), m_places.end(), offset,
-                         [](const Maps::LocatedRegister& place, std::uint64_t limit) { return place.offset < limit; });
-    return static_cast<std::size_t>(end - m_places.begin());
+    const auto end = std::lower_bound(
+        m_registers.begin(), m_registers.end(), offset,
+        [](const Maps::LocatedRegister& located, std::uint64_t limit) { return located.offset < limit; });
+    return static_cast<std::size_t>(end - m_registers.begin());
 }
 
 const Maps::LocatedRegister* RegisterMap::furthestOf(std::size_t count) const {
-    return count == 0 ? nullptr : &m_places[m_extents[count - 1].furthest];
+    return count == 0 ? nullptr : &m_registers[m_extents[count - 1].furthest];
 }
 
 const Maps::LocatedRegister* RegisterMap::extendingBeyond(std::uint64_t offset) const {
@@ -198,16 +201,17 @@ const Maps::LocatedRegister* RegisterMap::extendingBeyond(std::uint64_t offset) 
     return furthest != nullptr && endOf(*furthest) > bitsBefore(offset) ? furthest : nullptr;
 }
 
-bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& place) const {
+bool RegisterMap::hasReadEffect(const Maps::LocatedRegister& located) const {
     const unsigned int bytes = Common::bytesOf(m_target->width());
-    const std::uint64_t word = place.offset - place.offset % bytes;
+    const std::uint64_t word = located.offset - located.offset % bytes;
     const std::size_t count = countBefore(word + bytes);
     return count != 0 && m_extents[count - 1].readEffectEnd > bitsBefore(word);
 }
 
-MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& place) const {
-    const auto index = static_cast<std::uint32_t>(place.offset / Common::bytesOf(m_target->width()));
-    return {place, RegisterRange(*m_target, index, place.name, place.contents->size), hasReadEffect(place)};
+MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& located) const {
+    const auto index = static_cast<std::uint32_t>(located.offset / Common::bytesOf(m_target->width()));
+    return {located, RegisterRange(*m_target, index, located.name, located.contents->size), hasReadEffect(located),
+            m_modifiedBits.at(located.offset)};
 }
 
 Failure RegisterMap::unknownName(const std::string& name) const {
@@ -234,16 +238,16 @@ const MappedRegister& wholeOf(const Selection& selection) {
 }
 
 void requireReadable(const Selection& selection) {
-    if (!Maps::isReadable(accessOf(selection))) {
+    if (!isReadable(selection)) {
         throw refusal(selection, "write-only");
     }
 }
 
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
-    if (!Maps::isWritable(whole.contents().access)) {
+    if (!Maps::isWritable(whole.contents())) {
         throw refusal({whole, nullptr}, "read-only");
     }
-    allowed(whole, [&] { Maps::requireAllowed(whole.place, written); });
+    allowed(whole, [&] { Maps::requireAllowed(whole.located, written); });
 }
 
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option) {

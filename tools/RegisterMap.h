@@ -7,11 +7,13 @@
 #define RYNVELCTL_REGISTERMAP_H
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "Failure.h"
 #include "FieldValues.h"
+#include "FieldWrite.h"
 #include "MapCatalog.h"
 #include "RegisterName.h"
 #include "RegisterRange.h"
@@ -21,14 +23,17 @@ namespace Rynvelctl {
 
 /** A register that a register map describes, and that the device can access. */
 struct MappedRegister {
-    Maps::LocatedRegister place;
+    Maps::LocatedRegister located;
     /** Has the name of the register. */
     RegisterRange range;
     /** Whether reading its word has a side effect, on this register or on another one of the word. */
     bool hasReadEffect;
+    /** The modified bits of all registers at the same offset. */
+    Maps::ModifiedBits modifiedBits;
 
-    const std::string& name() const { return place.name; }
-    const Maps::Register& contents() const { return *place.contents; }
+    Maps::Word word() const { return {range.device().width(), hasReadEffect, modifiedBits}; }
+    const std::string& name() const { return located.name; }
+    const Maps::Register& contents() const { return *located.contents; }
 };
 
 /** What a name on the command line selects. */
@@ -58,16 +63,16 @@ public:
     std::vector<MappedRegister> registers() const;
 
     /** Returns all registers of the map, in the order of their offsets. */
-    const std::vector<Maps::LocatedRegister>& places() const { return m_places; }
+    const std::vector<Maps::LocatedRegister>& locatedRegisters() const { return m_registers; }
 
     /** Returns what a name selects, even if the device cannot access it. @throws Failure for an unknown name. */
     Maps::NamedRegister named(const std::string& name) const;
 
     /** Returns why the device cannot access a register of the map; empty if it can. */
-    std::string obstacleTo(const Maps::LocatedRegister& place) const;
+    std::string obstacleTo(const Maps::LocatedRegister& located) const;
 
     /** @throws Failure if the device cannot access a register of the map. */
-    void requireAccessible(const Maps::LocatedRegister& place) const;
+    void requireAccessible(const Maps::LocatedRegister& located) const;
 
     /**
      * Checks the registers of the map after the first register of a range. Of several registers in a word, one must
@@ -97,36 +102,40 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** What the places up to a certain one take, in their order. */
+    /** The extent of the registers up to one register, in the order of their offsets. */
     struct Extent {
-        /** The position of the place that ends last. */
+        /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The end of the last place whose reading has a side effect; 0 if there is none. */
+        /** The end of the last register for which a read has a side effect; 0 if there is none. */
         std::uint64_t readEffectEnd;
     };
 
-    /** Returns the number of places that begin before an offset. */
+    /** Returns the number of registers that begin before an offset. */
     std::size_t countBefore(std::uint64_t offset) const;
-    /** Returns the place that ends last among the first ones; null for a count of 0. */
+    /** Returns the register that ends last among the first `count` registers; null if `count` is 0. */
     const Maps::LocatedRegister* furthestOf(std::size_t count) const;
-    /** Returns the place that begins before an offset and ends last, if it ends after the offset; null otherwise. */
+    /**
+     * Returns the register that begins before an offset and ends last, if it ends after the offset; null otherwise.
+     */
     const Maps::LocatedRegister* extendingBeyond(std::uint64_t offset) const;
-    bool hasReadEffect(const Maps::LocatedRegister& place) const;
+    bool hasReadEffect(const Maps::LocatedRegister& located) const;
     /**
      * Returns another register in the word of a register that is narrower than the word; null if there is none. A
      * register at the same offset that is not wider is an alternative, and does not count.
      */
-    const Maps::LocatedRegister* neighbourOf(const Maps::LocatedRegister& place) const;
-    MappedRegister mapped(const Maps::LocatedRegister& place) const;
+    const Maps::LocatedRegister* neighborOf(const Maps::LocatedRegister& located) const;
+    MappedRegister mapped(const Maps::LocatedRegister& located) const;
     Failure unknownName(const std::string& name) const;
     /** Returns what the user may give instead of an unknown name. */
     std::string remedyFor(const std::string& unknown) const;
 
     const Target* m_target;
     Maps::DeviceDescription m_description;
-    std::vector<Maps::LocatedRegister> m_places;
-    /** One for each place. */
+    std::vector<Maps::LocatedRegister> m_registers;
+    /** One for each register. */
     std::vector<Extent> m_extents;
+    /** The modified bits of all registers at an offset. */
+    std::map<std::uint64_t, Maps::ModifiedBits> m_modifiedBits;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */

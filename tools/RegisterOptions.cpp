@@ -9,7 +9,11 @@ void addRegister(const Common::Command& command, RegisterOptions& options) {
 }
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options) {
-    command.addFlag("--index", options.usesIndex, "addresses are register indices instead of byte addresses");
+    command.addFlag("--index", options.usesIndex, "addresses are register indexes instead of byte addresses");
+}
+
+void addSideEffectsOption(const Common::Command& command, bool& areIncluded) {
+    command.addFlag("--with-side-effects", areIncluded, "also read the registers for which a read has a side effect");
 }
 
 } // namespace Rynvelctl

@@ -25,6 +25,7 @@ struct RegisterOptions {
 void addRegister(const Common::Command& command, RegisterOptions& options);
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options);
+void addSideEffectsOption(const Common::Command& command, bool& areIncluded);
 
 } // namespace Rynvelctl
 

@@ -44,7 +44,7 @@ public:
     RegisterRange(const Target& device, AddressUnit unit, const std::string& first, const std::string& last);
 
     /**
-     * Constructs the range of a single register that has a name, and at most as many bits as those of the device.
+     * Constructs the range of a single register that has a name and is at most as wide as the registers of the device.
      *
      * @param device must outlive this range and its copies.
      * @throws Failure if the register has no address.
@@ -80,7 +80,10 @@ public:
     std::uint32_t address() const { return m_index * step(); }
     /** Returns the name of the first register; empty if the user gave an address. */
     const std::string& name() const { return m_name; }
-    /** Returns the number of bits of each register. A register that has a name may be narrower than the device's. */
+    /**
+     * Returns the number of bits of each register. A register that has a name may be narrower than the registers of the
+     * device.
+     */
     unsigned int bits() const { return m_bits; }
     /** Returns the first register as the user gave it: its name, or its address. */
     std::string addressText() const;

@@ -37,8 +37,9 @@ public:
      * Calls an operation that exchanges records with the server, and returns its result.
      *
      * @param refusal the error message if the server refuses a request.
-     * @throws Failure instead of an ExchangeError: UnansweredRequest if the server has not answered a request, or not
-     * in a valid way.
+     * @throws Failure if the server refuses a request.
+     * @throws UnansweredRequest, a Failure, if the server does not answer a request, or the answer is invalid. No
+     * ExchangeError leaves the function.
      */
     template <typename Operation>
     auto call(const Operation& operation, const std::string& refusal) const {

@@ -24,7 +24,8 @@ struct ListedDevice {
     std::string name;
     std::size_t handle;
     std::string path;
-    std::string backend;
+    /** The name of the device type. */
+    std::string type;
     unsigned int width;
     /** Whether the device file exists; none for a remote device, which has no file. */
     std::optional<bool> isPresent;
@@ -35,7 +36,8 @@ using DeviceList = std::vector<ListedDevice>;
 struct DeviceInfo {
     std::string name;
     std::string path;
-    std::string backend;
+    /** The name of the device type. */
+    std::string type;
     unsigned int width;
     std::optional<std::uint32_t> mapSize;
     std::optional<std::uint32_t> interruptType;

@@ -15,6 +15,7 @@ using Maps::ModifiedWrite;
 const char* const readOnly = "read-only";
 const char* const writeOnly = "write-only";
 const char* const modifiesWrites = "a write does not store the value";
+const char* const changesAnother = "a write changes another register of its address";
 const char* const repeatsReads = "a write must repeat the value that was read";
 
 bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
@@ -33,15 +34,19 @@ std::string obstacleTo(const Field& field) {
 }
 
 /** Returns why a register without fields cannot be given the value; empty if it can. */
-std::string obstacleTo(const Maps::Register& contents, std::uint32_t value) {
+std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
+    const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {
         return modifiesWrites;
     }
     if (repeats(contents.writeConstraint)) {
         return repeatsReads;
     }
+    if ((target.modifiedBits.all() & Maps::bitsOf(contents)) != 0) {
+        return changesAnother;
+    }
     const bool isAllowed = !contents.writeConstraint || Maps::isAllowed(*contents.writeConstraint, value);
-    return isAllowed ? "" : "the value may not be written";
+    return isAllowed ? "" : "the register map does not allow the value";
 }
 
 /** Returns whether a field can be compared, and has one of the bits that differ. */
@@ -50,11 +55,11 @@ bool isDifferent(const Field& field, const Maps::Register& contents, std::uint64
 }
 
 /** Returns the write of a register without fields. */
-FieldWrite wholeWrite(const Maps::Register& contents, std::uint32_t value) {
+FieldWrite wholeWrite(const MappedRegister& target, std::uint32_t value) {
     FieldWrite write;
-    write.assigned = {value, Maps::bitsOf(contents)};
+    write.assigned = {value, Maps::bitsOf(target.contents())};
     write.written = write.assigned;
-    write.isWhole = true;
+    write.isWhole = target.contents().size == target.word().width;
     return write;
 }
 
@@ -66,8 +71,8 @@ std::uint32_t valueIn(const MappedRegister& target, std::uint32_t word) {
 
 Restoration::Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode)
     : m_map(map), m_device(device), m_timeout(timeout), m_mode(mode) {
-    for (const Maps::LocatedRegister& place : map.places()) {
-        m_described.insert(place.name);
+    for (const Maps::LocatedRegister& located : map.locatedRegisters()) {
+        m_described.insert(located.name);
     }
     for (const MappedRegister& mapped : map.registers()) {
         m_registers.emplace(mapped.name(), mapped);
@@ -109,13 +114,13 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
         return Obstacle{isDescribed ? "the device cannot access it" : "unknown in the register map", false};
     }
     const MappedRegister& target = found->second;
-    if (target.place.offset != saved.offset || target.contents().size != saved.size) {
+    if (target.located.offset != saved.offset || target.contents().size != saved.size) {
         return Obstacle{"the register map has another offset or size", false};
     }
     if (!target.range.isInside(m_device.mapSize())) {
         return Obstacle{"outside the map of the device", false};
     }
-    if (!Maps::isReadable(target.contents().access)) {
+    if (!Maps::isReadable(target.contents())) {
         return Obstacle{writeOnly, true};
     }
     if (target.hasReadEffect) {
@@ -127,37 +132,37 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
 std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, std::uint32_t current,
                                                  std::uint32_t wanted) {
     const Maps::Register& contents = target.contents();
-    if (!Maps::isWritable(contents.access)) {
+    if (!Maps::isWritable(contents)) {
         skip(readOnly, target.name());
         return std::nullopt;
     }
     if (contents.fields.empty()) {
-        const std::string obstacle = Rynvelctl::obstacleTo(contents, wanted);
+        const std::string obstacle = Rynvelctl::obstacleTo(target, wanted);
         if (obstacle.empty()) {
-            return wholeWrite(contents, wanted);
+            return wholeWrite(target, wanted);
         }
         skip(obstacle, target.name());
         return std::nullopt;
     }
-    const std::vector<Maps::Assignment> assignments = differingFields(target, current, wanted);
+    const std::vector<Maps::FieldAssignment> assignments = differingFields(target, current, wanted);
     if (assignments.empty()) {
         return std::nullopt;
     }
     try {
-        return Maps::planWrite(target.place, assignments, target.hasReadEffect);
+        return Maps::planWrite(target.located, assignments, target.word());
     } catch (const Maps::RefusedValue& refusal) {
         skip(refusal.what(), target.name());
         return std::nullopt;
     }
 }
 
-std::vector<Maps::Assignment> Restoration::differingFields(const MappedRegister& target, std::uint32_t current,
-                                                           std::uint32_t wanted) {
-    std::vector<Maps::Assignment> assignments;
+std::vector<Maps::FieldAssignment> Restoration::differingFields(const MappedRegister& target, std::uint32_t current,
+                                                                std::uint32_t wanted) {
+    std::vector<Maps::FieldAssignment> assignments;
     std::uint64_t different = current ^ wanted;
     for (const Field& field : target.contents().fields) {
         if (isDifferent(field, target.contents(), different) && Rynvelctl::obstacleTo(field).empty()) {
-            assignments.push_back({field.name, hexadecimal(Maps::decode(field, wanted).value)});
+            assignments.push_back({&field, hexadecimal(Maps::decode(field, wanted).value)});
             // Another field may share the bits.
             different &= ~Maps::maskOf(field);
         }
@@ -224,11 +229,11 @@ void Restoration::writeFields(const RegisterRange& range, const FieldWrite& writ
 }
 
 void Restoration::skip(const std::string& reason, const std::string& name) {
-    const auto [place, isNew] = m_reasons.emplace(reason, m_skipped.size());
+    const auto [known, isNew] = m_reasons.emplace(reason, m_skipped.size());
     if (isNew) {
         m_skipped.push_back({m_map.device().name(), reason, {}});
     }
-    m_skipped[place->second].names.push_back(name);
+    m_skipped[known->second].names.push_back(name);
 }
 
 Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {

@@ -68,8 +68,8 @@ private:
     /** Returns the write that a register needs; none if no part that differs can be written. */
     std::optional<Maps::FieldWrite> planWrite(const MappedRegister& target, std::uint32_t current,
                                               std::uint32_t wanted);
-    std::vector<Maps::Assignment> differingFields(const MappedRegister& target, std::uint32_t current,
-                                                  std::uint32_t wanted);
+    std::vector<Maps::FieldAssignment> differingFields(const MappedRegister& target, std::uint32_t current,
+                                                       std::uint32_t wanted);
     /** Names what differs and is not restored. @param bits those that differ. */
     void skipFields(const MappedRegister& target, std::uint64_t bits);
     /** Names what differs although no readable field describes it. @param bits those that differ. */

@@ -80,7 +80,7 @@ private:
 
     void run(const Action& action) const {
         if (action) {
-            action(m_context);
+            perform(action, m_context);
         }
     }
 
@@ -92,14 +92,14 @@ private:
             throw;
         } catch (const SilentEnd& end) {
             keep(end.status,
-                 placeOf(number) + "the command ended with status " + std::to_string(static_cast<int>(end.status)));
+                 prefixOf(number) + "the command ended with status " + std::to_string(static_cast<int>(end.status)));
         } catch (...) {
             const Failure failure = caughtFailure();
-            keep(failure.status(), placeOf(number) + failure.what());
+            keep(failure.status(), prefixOf(number) + failure.what());
         }
     }
 
-    std::string placeOf(std::size_t number) const { return m_options.file + ':' + std::to_string(number) + ": "; }
+    std::string prefixOf(std::size_t number) const { return m_options.file + ':' + std::to_string(number) + ": "; }
 
     void keep(ExitStatus status, const std::string& text) {
         printError(text);

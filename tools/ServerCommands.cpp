@@ -73,8 +73,9 @@ void ping(const CommandContext& context, const PingOptions& options) {
 void addServerCommands(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<PingOptions>();
     const Common::Command command =
-        addCommand(program, chosen, "ping", "measure round trips to a register server", options, ping);
-    command.addOptionalArgument("NAME", options->name, "a device that the server must have");
+        addCommand(program, chosen, "ping", "measure the round-trip time to a register server", options, ping);
+    command.addOptionalArgument("NAME", options->name,
+                                "a device to open first; the command fails if the server refuses it");
     command.addOption("--count", "COUNT", options->count, "the number of round trips (default: 10)");
 }
 

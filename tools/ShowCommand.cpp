@@ -4,6 +4,7 @@
 #include "Addresses.h"
 #include "Commands.h"
 #include "OpenDevice.h"
+#include "RegisterOptions.h"
 
 namespace Rynvelctl {
 
@@ -19,9 +20,8 @@ using Registers = std::vector<MappedRegister>;
 
 Registers readableRegistersOf(const RegisterMap& map) {
     Registers registers = map.registers();
-    const auto others = std::remove_if(registers.begin(), registers.end(), [](const MappedRegister& each) {
-        return !Maps::isReadable(each.contents().access);
-    });
+    const auto others = std::remove_if(registers.begin(), registers.end(),
+                                       [](const MappedRegister& each) { return !Maps::isReadable(each.contents()); });
     registers.erase(others, registers.end());
     return registers;
 }
@@ -112,8 +112,7 @@ void addShowCommand(const Common::Command& program, Action& chosen) {
     command.addArgument("NAME", options->name, "the device");
     command.addOptionalArgument("REGISTER", options->registers,
                                 "the names of registers (default: all that are readable)");
-    command.addFlag("--with-side-effects", options->includesSideEffects,
-                    "also read the registers whose reading has a side effect");
+    addSideEffectsOption(command, options->includesSideEffects);
 }
 
 } // namespace Rynvelctl

@@ -241,9 +241,9 @@ std::string readableText(const Snapshot& snapshot) {
     return text;
 }
 
-Snapshot readSnapshot(const std::string& file) {
+Snapshot readSnapshot(const std::string& file, const Common::Deadline& deadline) {
     try {
-        return parseFile(Common::readFile(file, maxFileSize));
+        return parseFile(Common::readFile(file, maxFileSize, deadline));
     } catch (const WrongJson& error) {
         throw wrongFile(file, error.line(), error.what());
     } catch (const std::system_error& error) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "Deadline.h"
+
 namespace Rynvelctl {
 
 struct SavedRegister {
@@ -46,8 +48,13 @@ std::string readableText(const Snapshot& snapshot);
 /** Returns what a text of snapshotText() holds. @throws WrongJson for any other text. */
 Snapshot parseSnapshot(const std::string& text);
 
-/** Reads the file of a snapshot. @throws Failure, with the line if the contents are wrong. */
-Snapshot readSnapshot(const std::string& file);
+/**
+ * Reads the file of a snapshot.
+ *
+ * @throws Failure, with the line if the contents are wrong.
+ * @throws Common::ReadTimedOut
+ */
+Snapshot readSnapshot(const std::string& file, const Common::Deadline& deadline = {});
 
 } // namespace Rynvelctl
 

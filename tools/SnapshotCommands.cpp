@@ -16,8 +16,10 @@
 #include "FileReplacement.h"
 #include "Formats.h"
 #include "OpenDevice.h"
+#include "RegisterOptions.h"
 #include "Restoration.h"
 #include "SnapshotComparison.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 
@@ -47,16 +49,31 @@ SideEffects sideEffectsOf(bool areIncluded) { return areIncluded ? SideEffects::
 
 void printLeftOut(const std::string& device, const std::vector<std::string>& names) {
     if (!names.empty()) {
-        printError(device + ": reading has a side effect, left out: " + joinNames(names) +
+        printError(device + ": left out, reading has a side effect: " + joinNames(names) +
                    " (--with-side-effects includes them)");
     }
 }
 
-void save(const CommandContext& context, const SaveOptions& options) {
-    const bool isPrinted = options.file == standardOutput;
-    if (!isPrinted) {
-        requireReplaceable(options.file);
+void requireWritable(const std::string& file) {
+    if (file != standardOutput) {
+        requireReplaceable(file);
+    } else if (!isStandardOutputOpen()) {
+        throw outputFailure(EBADF);
     }
+}
+
+/** Writes a snapshot to standard output. A snapshot that nobody receives is lost. */
+void print(const Output& output, const std::string& snapshot) {
+    try {
+        output.write(snapshot);
+    } catch (const OutputClosed&) {
+        throw outputFailure(EPIPE);
+    }
+}
+
+void save(const CommandContext& context, const SaveOptions& options) {
+    requireWritable(options.file);
+    const bool isPrinted = options.file == standardOutput;
     const Target& target = context.target(options.name);
     const RegisterMap& map = context.registerMap(target);
     const DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
@@ -70,7 +87,7 @@ void save(const CommandContext& context, const SaveOptions& options) {
         printError(obstacle);
     }
     if (isPrinted) {
-        context.output().write(text);
+        print(context.output(), text);
     } else {
         context.output().print(SavedRegisters{target.name(), options.file, taken.snapshot.registers.size()});
     }
@@ -106,11 +123,23 @@ std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<s
     return removed;
 }
 
+/** @param problem names the other device. */
+void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device,
+                   const std::string& problem) {
+    if (snapshot.device != device) {
+        throw usageError(file + ": the file holds the registers of " + snapshot.device + " (" + problem + ' ' + device +
+                         ')');
+    }
+}
+
 Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
     if (isFile(options.first)) {
-        return readSnapshot(options.first);
+        Snapshot snapshot = readSnapshot(options.first, context.timeout().deadline());
+        requireDevice(options.second, other, snapshot.device, options.first + " holds those of");
+        return snapshot;
     }
     const Target& target = context.target(options.first);
+    requireDevice(options.second, other, target.name(), "the device is");
     const RegisterMap& map = context.registerMap(target);
     DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
@@ -129,7 +158,7 @@ const Maps::Peripheral* describe(const CommandContext& context, const std::strin
 }
 
 bool printDifferences(const CommandContext& context, const DiffOptions& options) {
-    ComparedSnapshot second{options.second, readSnapshot(options.second)};
+    ComparedSnapshot second{options.second, readSnapshot(options.second, context.timeout().deadline())};
     const ComparedSnapshot first{options.first, snapshotToCompare(context, options, second.snapshot)};
     const auto differences = compare(first, second, describe(context, first.snapshot.device));
     for (const RegisterDifference& difference : differences) {
@@ -197,12 +226,9 @@ private:
 };
 
 void restore(const CommandContext& context, const RestoreOptions& options) {
-    const Snapshot snapshot = readSnapshot(options.file);
+    const Snapshot snapshot = readSnapshot(options.file, context.timeout().deadline());
     const Target& target = context.target(options.name);
-    if (snapshot.device != target.name()) {
-        throw usageError(options.file + ": the file holds the registers of " + snapshot.device + " (the device is " +
-                         target.name() + ')');
-    }
+    requireDevice(options.file, snapshot, target.name(), "the device is");
     const RegisterMap& map = context.registerMap(target);
     const auto device = context.open(target);
     Restoration restoration(map, *device, context.timeout(),
@@ -221,14 +247,10 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     }
 }
 
-void addSideEffectsOption(const Common::Command& command, bool& areIncluded) {
-    command.addFlag("--with-side-effects", areIncluded, "also read the registers whose reading has a side effect");
-}
-
 void addSave(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<SaveOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "save", "save the values of all readable registers in a file", options, save);
+    const Common::Command command = addCommand(
+        program, chosen, "save", "save the values of all readable registers in a file, a snapshot", options, save);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("FILE", options->file, "the file to write; - is standard output");
     addSideEffectsOption(command, options->includesSideEffects);
@@ -236,20 +258,20 @@ void addSave(const Common::Command& program, Action& chosen) {
 
 void addDiff(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DiffOptions>();
-    const Common::Command command = addCommand(
-        program, chosen, "diff", "show the registers and fields that differ from a saved file", options, diff);
+    const Common::Command command =
+        addCommand(program, chosen, "diff", "show the registers and fields that differ from a snapshot", options, diff);
     command.addArgument("DEVICE|FILE", options->first,
-                        "a device, or a saved file: a name with / or the name of an existing file");
-    command.addArgument("FILE", options->second, "a saved file");
+                        "a device, or a snapshot: a name with / or the name of an existing file");
+    command.addArgument("FILE", options->second, "a snapshot");
     addSideEffectsOption(command, options->includesSideEffects);
 }
 
 void addRestore(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<RestoreOptions>();
     const Common::Command command = addCommand(
-        program, chosen, "restore", "write the saved values that differ, and read them back", options, restore);
+        program, chosen, "restore", "write the values of a snapshot that differ, and read them back", options, restore);
     command.addArgument("NAME", options->name, "the device");
-    command.addArgument("FILE", options->file, "a saved file");
+    command.addArgument("FILE", options->file, "a snapshot");
     command.addFlag("--dry-run", options->isDryRun, "show what the command would write, and write nothing");
 }
 

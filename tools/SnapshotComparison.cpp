@@ -37,16 +37,16 @@ class Descriptions {
 public:
     explicit Descriptions(const Maps::Peripheral* peripheral) {
         if (peripheral != nullptr) {
-            for (const Maps::LocatedRegister& place : Maps::registersOf(*peripheral)) {
-                m_places.emplace(place.name, place);
+            for (const Maps::LocatedRegister& located : Maps::registersOf(*peripheral)) {
+                m_described.emplace(located.name, located);
             }
         }
     }
 
     /** Returns the readable fields that differ, from the highest bit to the lowest. */
     std::vector<FieldDifference> differences(const SavedRegister& first, const SavedRegister& second) const {
-        const auto found = m_places.find(first.name);
-        if (found == m_places.end() || found->second.offset != first.offset ||
+        const auto found = m_described.find(first.name);
+        if (found == m_described.end() || found->second.offset != first.offset ||
             found->second.contents->size != first.size) {
             return {};
         }
@@ -62,7 +62,7 @@ public:
     }
 
 private:
-    std::unordered_map<std::string, Maps::LocatedRegister> m_places;
+    std::unordered_map<std::string, Maps::LocatedRegister> m_described;
 };
 
 RegisterDifference presentOnlyIn(const ComparedSnapshot& compared, const SavedRegister& saved) {

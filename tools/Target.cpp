@@ -84,7 +84,7 @@ Target remoteRow(const Rynvel::MemoryDevice& row, const DeviceTypeInfo& type, co
 
 } // namespace
 
-const char* Target::backend() const { return typeOf(row).name; }
+const char* Target::typeName() const { return typeOf(row).name; }
 
 Target localTarget(const std::string& name, const DeviceTypeInfo* givenType, const CommandTimeout& timeout) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);

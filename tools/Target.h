@@ -30,7 +30,7 @@ struct Target {
     const std::string& name() const { return row.m_name; }
     unsigned int width() const { return type.width; }
     /** Returns the name of the device type in the row. */
-    const char* backend() const;
+    const char* typeName() const;
 };
 
 /** Checks a device name. @throws Failure if a request cannot contain the name. */

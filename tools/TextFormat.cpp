@@ -35,9 +35,9 @@ std::string assignment(const BitsReading& read) {
 }
 
 std::string format(const DeviceList& devices) {
-    std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "BACKEND", "WIDTH", "FILE"}};
+    std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "TYPE", "WIDTH", "FILE"}};
     for (const ListedDevice& device : devices) {
-        rows.push_back({device.name, std::to_string(device.handle), device.path, device.backend,
+        rows.push_back({device.name, std::to_string(device.handle), device.path, device.type,
                         std::to_string(device.width), fileState(device)});
     }
     return TextTable(rows).text();
@@ -46,7 +46,7 @@ std::string format(const DeviceList& devices) {
 std::string format(const DeviceInfo& info) {
     return TextTable({{"name:", info.name},
                       {"path:", info.path},
-                      {"backend:", info.backend},
+                      {"type:", info.type},
                       {"width:", std::to_string(info.width)},
                       {"map size:", orNone(info.mapSize)},
                       {"interrupt type:", orNone(info.interruptType)},

@@ -21,12 +21,15 @@ struct WriteOptions : RegisterOptions {
     bool verifies = false;
 };
 
-/** The write that the user asks for. */
+/** A write, with what the program adds to it. */
 struct PlannedWrite {
     /** The value for the device, and its mask. */
     std::uint32_t value;
     std::optional<std::uint32_t> mask;
-    /** The part that the user gave. */
+    /**
+     * The value and mask that the user gave, for `--verify` and the output. `value` and `mask` may also cover other
+     * fields.
+     */
     WrittenValue given;
 };
 
@@ -39,7 +42,7 @@ public:
 
     PlannedWrite plan() const {
         if (m_addressed.field() != nullptr) {
-            return planFields({{m_addressed.field()->name, onlyValue()}});
+            return planFields({{m_addressed.field(), onlyValue()}});
         }
         return isAssignment(m_options.values.front()) ? planFields(assignments()) : planRegister();
     }
@@ -66,7 +69,14 @@ private:
         return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
     }
 
-    std::vector<Maps::Assignment> assignments() const {
+    /** Calls a function with the register that the user named. @throws Failure if the register map refuses it. */
+    template <typename Function>
+    auto allowed(const Function& function) const {
+        const MappedRegister& whole = m_addressed.named->whole;
+        return Rynvelctl::allowed(whole, [&] { return function(whole); });
+    }
+
+    std::vector<Maps::FieldAssignment> assignments() const {
         if (!m_addressed.named) {
             throw refusal("'" + m_options.values.front() + "' assigns a field of address " +
                           m_addressed.range.addressText() + " (give the name of the register)");
@@ -75,22 +85,16 @@ private:
         for (const std::string& word : m_options.values) {
             assignments.push_back(assignment(word));
         }
-        return assignments;
+        return allowed(
+            [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.located, assignments); });
     }
 
-    /** Returns the plan for the register that the user named. @throws Failure if the register map refuses it. */
-    template <typename Plan>
-    auto allowed(const Plan& plan) const {
-        const MappedRegister& whole = m_addressed.named->whole;
-        return Rynvelctl::allowed(whole, [&] { return plan(whole); });
-    }
-
-    PlannedWrite planFields(const std::vector<Maps::Assignment>& assignments) const {
+    PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments) const {
         if (!m_options.mask.empty()) {
             throw usageError("--mask: fields have a mask of their own (leave out --mask)");
         }
         const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
-            return Maps::planWrite(whole.place, assignments, whole.hasReadEffect);
+            return Maps::planWrite(whole.located, assignments, whole.word());
         });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
@@ -114,7 +118,7 @@ private:
 
     PlannedWrite planMasked(const WrittenValue& given) const {
         const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
-            return Maps::planMaskedWrite(whole.place, {given.value, *given.mask});
+            return Maps::planMaskedWrite(whole.located, {given.value, *given.mask}, whole.word());
         });
         return {narrow(written.value), narrow(written.mask), given};
     }
@@ -174,13 +178,17 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-/** Returns the bits of the fields that a write does not change. */
-std::uint32_t readOnlyBits(const Maps::Register& contents) {
-    std::uint64_t bits = 0;
+/** Returns the bits that no write changes or no read shows. A writable field can have bits of a read-only one. */
+std::uint32_t uncomparedBits(const Maps::Register& contents) {
+    std::uint64_t fields = 0;
+    std::uint64_t stored = 0;
     for (const Maps::Field& field : contents.fields) {
-        bits |= Maps::isWritable(field.access) || !Maps::isInside(field, contents) ? 0 : Maps::maskOf(field);
+        const std::uint64_t bits = Maps::isInside(field, contents) ? Maps::maskOf(field) : 0;
+        fields |= bits;
+        stored |= Maps::isWritable(field.access) ? bits : 0;
     }
-    return static_cast<std::uint32_t>(bits);
+    const bool areOthersStored = Maps::isWritable(contents.access) && Maps::isReadable(contents.access);
+    return narrow(~(stored | (areOthersStored ? ~fields : 0)));
 }
 
 /** @param ignored the bits that may have any value. */
@@ -309,7 +317,7 @@ private:
         if (m_verifies) {
             m_outcome = unconfirmed;
             const auto& named = checked.addressed.named;
-            verify(m_device, plan.given, named ? readOnlyBits(named->whole.contents()) : 0);
+            verify(m_device, plan.given, named ? uncomparedBits(named->whole.contents()) : 0);
         }
     }
 

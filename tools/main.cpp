@@ -1,28 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <csignal>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "CommandLine.h"
 #include "Failure.h"
 #include "FaultGuard.h"
+#include "StandardDescriptors.h"
 
 namespace {
 
 using namespace Rynvelctl;
-
-// Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and
-// the program would print to the registers of the device.
-void reserveStandardDescriptors() {
-    int descriptor = 0;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    } while (descriptor != -1 && descriptor <= STDERR_FILENO);
-    if (descriptor != -1) {
-        ::close(descriptor);
-    }
-}
 
 } // namespace
 

@@ -38,7 +38,10 @@ public:
     /** Closes the socket. */
     virtual void close() = 0;
 
-    /** Returns a new Connection that uses a connected socket. */
+    /**
+     * Returns a new Connection that uses a connected socket. Call close() before you destroy the Connection: the
+     * destructor does not close the socket.
+     */
     static std::unique_ptr<IConnection> create(int socketDescriptor);
 };
 

@@ -61,17 +61,21 @@ public:
     bool read(unsigned int offset, std::uint32_t* data) override;
 
     /**
-     * Calls the virtual single read for each word, and stops after the first read that fails. The words before the
-     * failed word are valid. The failed word is 0 or unchanged, as after a single read.
+     * Reads each register with read(offset, data), as a virtual call, and stops after the first read that fails. The
+     * values of the registers before the failed one are valid. The value of the failed register is 0 or unchanged, as
+     * after a single read.
      */
     bool read(unsigned int offset, std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int offset, std::uint32_t data) override;
 
-    /** Calls the virtual single read and then the virtual single write. If `bitmask` has all bits set, only writes. */
+    /**
+     * Reads the register with read(offset, data) and then writes it with write(offset, data), both as virtual calls. If
+     * `bitmask` has all bits set, only writes.
+     */
     bool write(unsigned int offset, std::uint32_t data, std::uint32_t bitmask) override;
 
-    /** Calls the virtual single write for each word, and stops after the first write that fails. */
+    /** Writes each register with write(offset, data), as a virtual call, and stops after the first write that fails. */
     bool write(unsigned int offset, const std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
 private:

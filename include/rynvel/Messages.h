@@ -117,7 +117,8 @@ struct RYNVEL_EXPORT ResponseData {
 };
 
 /**
- * A request of a client. Setters and getters convert between the byte order of the processor and that of the record.
+ * A request of a client. Setters and getters convert between the byte order of the processor and the byte order of the
+ * record.
  *
  * No function fails. Setters ignore data that does not fit in the record. A received record may contain any bytes, but
  * getters and toStream() never read beyond the record.

@@ -24,7 +24,7 @@ namespace Rynvel {
  * descriptor for interrupts.
  *
  * The path of the device file must be a symbolic link whose text is the bare name of the UIO device in sysfs, such as
- * "uio3". The offset and the size of the map are those of map 0 of this UIO device.
+ * "uio3". The map has the offset and the size of map 0 of this UIO device.
  *
  * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers. Only one
  * thread should wait on a device at a time.

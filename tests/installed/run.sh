@@ -33,7 +33,7 @@ has_all_files() {
     return $missing
 }
 
-has_licence_and_documentation() {
+has_license_and_documentation() {
     local file missing=0
     for file in LICENSE README.md CHANGELOG.md $(cd "$root" && echo docs/*.md examples/*.c); do
         cmp "$root/$file" "$documentation/$file" || missing=1
@@ -170,7 +170,7 @@ header_tells_how_to_turn_traces_off() {
 # Prints the paragraph of the installed header that begins with a word.
 header_paragraph() { sed -n "/^ \* $1\./,/^ \*\$/p" "$stage/include/rynvel.h"; }
 
-header_tells_what_is_not_serialised() {
+header_tells_what_is_not_serialized() {
     local sentences
     sentences=$(header_paragraph Threads | sed 's/^ \* *//' | tr '\n' ' ')
     [[ $sentences == *'A device of this machine serializes the register operations on it, an FPGA word by word'* ]] &&
@@ -290,7 +290,7 @@ unit_starts_what_is_installed() {
 
 check 'the build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
-check 'license and documentation are installed' has_licence_and_documentation
+check 'license and documentation are installed' has_license_and_documentation
 check 'the register maps of the device table are installed' has_register_maps
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
@@ -300,7 +300,7 @@ check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
 check 'what failed is traced on standard error by default' says_on_standard_error_what_failed
 check 'the header says which traces there are by default and how to turn them off' header_tells_how_to_turn_traces_off
-check 'the header says which devices do not serialize their operations' header_tells_what_is_not_serialised
+check 'the header says which devices do not serialize their operations' header_tells_what_is_not_serialized
 check "the README's first program runs on a machine without devices" first_snippet_runs_without_devices
 check 'a program builds with find_package' builds_with_find_package
 check 'the program on the classes runs' classes_program_runs

@@ -111,9 +111,9 @@ TEST(OddArray, OfTooManyElementsIsLeftOut) {
     EXPECT_EQ(onlyPeripheral(read(arrayOf("65536", "R%s"))).registers.size(), 65536U);
 }
 
-TEST(OddArray, WithoutAPlaceForTheIndexGetsOne) {
-    EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R"), "m.svd:1: warning: register 'R' is an array without a place for "
-                                                     "the index in its name ([%s] is added)\n")),
+TEST(OddArray, WithoutAPlaceholderForTheIndexGetsOne) {
+    EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R"), "m.svd:1: warning: register 'R' is an array without a placeholder "
+                                                     "for the index in its name: [%s] is added\n")),
               "R[0] R[1] ");
 }
 
@@ -129,7 +129,7 @@ TEST(OddArray, WithUnusableIndexesCountsThem) {
     for (const std::string index : {"A", "A,", "3-0", "0-1-2", "A-d", "D-A", "A-2", "0-99999999", ","}) {
         EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
                                       "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
-                                          "', which does not name 2 indexes (the elements are numbered from 0)\n")),
+                                          "', which does not name 2 indexes: the elements are numbered from 0\n")),
                   "R0 R1 ");
     }
 }
@@ -140,7 +140,7 @@ TEST(OddArray, WithALongIndexCountsThem) {
     const std::string index = "A,x" + longest;
     EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
                                   "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
-                                      "', which does not name 2 indexes (the elements are numbered from 0)\n")),
+                                      "', which does not name 2 indexes: the elements are numbered from 0\n")),
               "R0 R1 ");
 }
 
@@ -159,28 +159,51 @@ TEST(OddArray, WithoutADimIsOneElement) {
               "R ");
 }
 
+TEST(OddArray, HasElementsOnlyWhereAddressesAre) {
+    const auto map = [](const std::string& dim, const std::string& offset) {
+        return mapOf("<register>" + element("dim", dim) + "<dimIncrement>1</dimIncrement><name>R%s</name>" +
+                     element("addressOffset", offset) + "<size>8</size></register>");
+    };
+    const std::string warning =
+        "m.svd:1: warning: register 'R%s' has an offset that does not fit in 64 bits, and is not used\n";
+    const Maps::Peripheral peripheral = onlyPeripheral(readOdd(map("65536", "0xFFFFFFFFFFFFFFFE"), warning));
+    EXPECT_EQ(namesOf(peripheral.registers), "R0 R1 ");
+    EXPECT_EQ(peripheral.registers[0].arrayElement.array->size, 65536U);
+    EXPECT_EQ(registersIn(readOdd(map("3", "0xFFFFFFFFFFFFFFFE"), warning)), "R0 R1 ");
+    EXPECT_EQ(registersIn(read(map("2", "0xFFFFFFFFFFFFFFFE"))), "R0 R1 ");
+}
+
 TEST(OddArray, EndsWith64BitsOfAddresses) {
     const auto map = [](const std::string& increment) {
         return mapOf("<register><dim>3</dim>" + element("dimIncrement", increment) +
                      "<name>R%s</name><addressOffset>16</addressOffset></register>");
     };
-    EXPECT_EQ(registersIn(readOdd(map("0x7FFFFFFFFFFFFFFF"), "m.svd:1: warning: register 'R%s' is an array beyond 64 "
-                                                             "bits of addresses: only its first element is used\n")),
+    EXPECT_EQ(registersIn(readOdd(map("0x7FFFFFFFFFFFFFFF"),
+                                  "m.svd:1: warning: register 'R%s' is an array whose "
+                                  "offsets do not fit in 64 bits: only its first element is used\n")),
               "R0 ");
     EXPECT_EQ(registersIn(readOdd(map("0x5555555555555555"), "")), "R0 R1 R2 ");
-    EXPECT_EQ(
-        registersIn(readOdd(mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
-                                  "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
-                                  "</register>"),
-                            "m.svd:1: warning: register 'R%s' is beyond 64 bits of addresses, and is not used\n")),
-        "R0 ");
+    EXPECT_EQ(registersIn(readOdd(
+                  mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
+                        "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
+                        "</register>"),
+                  "m.svd:1: warning: register 'R%s' has an offset that does not fit in 64 bits, and is not used\n")),
+              "R0 ");
+    const std::string peripheral =
+        element("peripheral", "<dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement><name>P%s</name>"
+                              "<baseAddress>0x8000000000000001</baseAddress>" +
+                                  element("registers", registerOf("")));
+    EXPECT_EQ(namesOf(readOdd(deviceOf(peripheral), "m.svd:1: warning: peripheral 'P%s' has an address that does not "
+                                                    "fit in 64 bits, and is not used\n")
+                          .peripherals),
+              "P0 ");
 }
 
 TEST(OddArray, OfFieldsEndsWithTheHighestBit) {
     const Maps::Register aRegister =
         onlyRegister(readOdd(mapOfFields("<field><dim>3</dim><dimIncrement>40000</dimIncrement><name>F%s</name>"
                                          "<bitOffset>0</bitOffset></field>"),
-                             "m.svd:1: warning: field 'F%s' is beyond bit 65535, and is not used\n"
+                             "m.svd:1: warning: field 'F%s' has bits higher than bit 65535, and is not used\n"
                              "m.svd:1: warning: field 'F%s' is outside the 32 bits of its register\n"));
     EXPECT_EQ(namesOf(aRegister.fields), "F0 F1 ");
 }

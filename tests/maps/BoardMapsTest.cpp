@@ -82,22 +82,22 @@ TEST(BoardMaps, DescribeRegistersOfTheWidthOfTheDevice) {
     std::size_t count = 0;
     for (const auto& [name, type] : boardDevices()) {
         const auto description = catalog.find(name);
-        for (const auto& place :
+        for (const auto& located :
              description ? Maps::registersOf(*description->peripheral) : std::vector<Maps::LocatedRegister>()) {
-            EXPECT_EQ(place.contents->size, widthOf(type)) << name << " " << place.name;
-            EXPECT_EQ(place.offset * 8 % widthOf(type), 0U) << name << " " << place.name;
-            EXPECT_LT(place.offset, sizeOfEachDevice) << name << " " << place.name;
+            EXPECT_EQ(located.contents->size, widthOf(type)) << name << " " << located.name;
+            EXPECT_EQ(located.offset * 8 % widthOf(type), 0U) << name << " " << located.name;
+            EXPECT_LT(located.offset, sizeOfEachDevice) << name << " " << located.name;
             ++count;
         }
     }
     EXPECT_GT(count, 0U);
 }
 
-/** The offset of a register of the clock. */
+/** Returns the offset of a register of the clock. */
 std::uint64_t offsetOfClock(const std::string& name) {
     Catalog catalog = boardMaps();
     const auto found = Maps::findRegister(*catalog.find("rtc0").value().peripheral, name);
-    return found.value().place.offset;
+    return found.value().located.offset;
 }
 
 TEST(BoardMaps, HaveTheRegistersOfTheClock) {
@@ -117,7 +117,7 @@ TEST(BoardMaps, UseArraysClustersAndNamesOfValues) {
     ASSERT_TRUE(fpga);
     const auto tap = Maps::findRegister(*fpga->peripheral, "CHANNEL[3].FILTER.TAP2.Q");
     ASSERT_TRUE(tap);
-    EXPECT_EQ(tap->place.offset, 0x20U + 3 * 0x20U + 0x10U + 0x0CU);
+    EXPECT_EQ(tap->located.offset, 0x20U + 3 * 0x20U + 0x10U + 0x0CU);
     EXPECT_EQ(tap->field->lsb, 16U);
     const auto mode = Maps::findRegister(*fpga->peripheral, "CHANNEL[1].CTRL.MODE");
     ASSERT_TRUE(mode && mode->field->enumerations.size() == 1);

@@ -337,7 +337,7 @@ TEST(OddDerivation, InACircleIsCut) {
         onlyPeripheral(readOdd(mapOf(derived("register", "B", "<name>A</name>" + at0 + "<access>read-only</access>") +
                                      "\n" + derived("register", "C", "<name>B</name>" + at4) + "\n" +
                                      derived("register", "A", "<name>C</name>" + at8 + "<size>16</size>")),
-                               "m.svd:1: warning: register 'A' is derived from itself (derivedFrom is ignored)\n"));
+                               "m.svd:1: warning: register 'A' is derived from itself: derivedFrom is not used\n"));
     EXPECT_EQ(namesOf(peripheral.registers), "A B C ");
 }
 
@@ -356,7 +356,7 @@ TEST(OddDerivation, OfValuesFindsNone) {
 TEST(OddDerivation, OfValuesBesideOwnOnesIsNotUsed) {
     const Maps::Device device =
         readOdd(derivedValues("Switch", "<enumeratedValue><name>Own</name><value>1</value></enumeratedValue>"),
-                "m.svd:1: warning: enumeratedValues are derived and also contain values (these are used)\n");
+                "m.svd:1: warning: enumeratedValues are derived and also contain values: the values are used\n");
     const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
     EXPECT_EQ(namesOf(field.enumerations[0].values), "Own ");
 }

@@ -111,7 +111,7 @@ TEST(OddField, WithoutABitRangeIsLeftOut) {
     for (const std::string bits :
          {"", "<msb>3</msb>", "<bitWidth>3</bitWidth>", "<bitOffset>0</bitOffset><bitWidth>0</bitWidth>",
           "<bitOffset>65536</bitOffset>", "<lsb>0</lsb><msb>65536</msb>",
-          "<bitOffset>0</bitOffset><bitWidth>65536</bitWidth>"}) {
+          "<bitOffset>0</bitOffset><bitWidth>65536</bitWidth>", "<bitOffset>65535</bitOffset><bitWidth>2</bitWidth>"}) {
         EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(bits), warning)).fields.empty()) << bits;
     }
     for (const std::string range : {"7:4", "[7]", "[7-4]", "[a:4]", "[7:]", "[:4]", "[]", ":"}) {
@@ -126,7 +126,7 @@ TEST(OddField, WithoutABitRangeIsLeftOut) {
 TEST(OddField, TurnsABitRangeAround) {
     expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[4:7]</bitRange>"),
                                  "m.svd:1: warning: field 'F' has its most significant bit below its least "
-                                 "significant one (they are swapped)\n")),
+                                 "significant one: they are swapped\n")),
                4, 7);
 }
 
@@ -138,13 +138,47 @@ TEST(Field, MayHaveSeveralBitRangesThatAgree) {
 
 TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitRange>[7:4]</bitRange>"),
-                                 "m.svd:1: warning: bitRange '[7:4]' contradicts an earlier bit range, and is not "
+                                 "m.svd:1: warning: bitRange '[7:4]' contradicts another bit range, and is not "
                                  "used\n")),
                4, 6);
     expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
-                                 "m.svd:1: warning: field 'F' has a width that contradicts its most significant bit "
-                                 "(the width is ignored)\n")),
+                                 "m.svd:1: warning: bitWidth '2' contradicts another bit range, and is not used\n")),
                4, 6);
+    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>16</bitOffset><bitWidth>2</bitWidth>"
+                                               "<bitRange>[31:30]</bitRange>"),
+                                 "m.svd:1: warning: bitRange '[31:30]' contradicts another bit range, and is not "
+                                 "used\n")),
+               16, 17);
+    expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[3:2]</bitRange><lsb>8</lsb><msb>9</msb>"),
+                                 "m.svd:1: warning: lsb '8' contradicts another bit range, and is not used\n"
+                                 "m.svd:1: warning: msb '9' contradicts another bit range, and is not used\n")),
+               2, 3);
+}
+
+TEST(OddField, HasTheFirstCompleteBitRange) {
+    const std::string warning = "m.svd:1: warning: bitOffset '4' contradicts another bit range, and is not used\n";
+    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><bitRange>[31:30]</bitRange>"), warning)), 30,
+               31);
+    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb>"), warning)), 8, 9);
+    expectBits(
+        onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb><bitWidth>3</bitWidth>"),
+                          warning + "m.svd:1: warning: bitWidth '3' contradicts another bit range, and is not "
+                                    "used\n")),
+        8, 9);
+}
+
+TEST(Field, MayMixTheBitRangesOfTheFormat) {
+    expectBits(onlyField(read(fieldWithBits("<lsb>8</lsb><bitWidth>4</bitWidth>"))), 8, 11);
+    expectBits(onlyField(read(fieldWithBits("<bitOffset>24</bitOffset><msb>26</msb>"))), 24, 26);
+}
+
+TEST(OddDerivedField, IgnoresAWidthThatContradicts) {
+    const Maps::Register aRegister = onlyRegister(
+        readOdd(mapOfFields(fieldOf("") + "\n<field derivedFrom=\"F\"><name>G</name><msb>9</msb><bitWidth>2</bitWidth>"
+                                          "</field>"),
+                "m.svd:2: warning: field 'G' has a width that contradicts its most significant bit: the width is "
+                "not used\nm.svd:2: warning: field 'G' overlaps field 'F'\n"));
+    expectBits(named(aRegister.fields, "G"), 4, 9);
 }
 
 TEST(OddField, OutsideOfItsRegisterIsKept) {
@@ -179,10 +213,22 @@ TEST(Fields, MayOverlapIfOneIsReadAndTheOtherWritten) {
     read(twoFields("<access>read-only</access>", "<access>write-only</access>"));
 }
 
+TEST(OddFields, WithMoreAccessThanTheirRegisterKeepIt) {
+    const auto warningFor = [](const std::string& ofRegister, const std::string& ofField) {
+        return diagnosticsOf(Maps::readMap(
+            mapOf(registerOf(element("access", ofRegister) + element("fields", fieldOf(element("access", ofField)))))));
+    };
+    const std::string end = ", but its register cannot (the access of the field is used)\n";
+    EXPECT_EQ(warningFor("read-only", "read-write"), "m.svd:1: warning: field 'F' can be written" + end);
+    EXPECT_EQ(warningFor("write-only", "read-write"), "m.svd:1: warning: field 'F' can be read" + end);
+    EXPECT_EQ(warningFor("read-write", "read-only"), "");
+    EXPECT_EQ(warningFor("write-only", "writeOnce"), "");
+}
+
 TEST(OddFields, OfTheSameNameAreBothUsed) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
                                                                      "</field>"),
-                                           "m.svd:2: warning: field 'F' has the same name as another one\n"))
+                                           "m.svd:2: warning: field 'F' has the same name as the field in line 1\n"))
                           .fields),
               "F F ");
 }
@@ -228,12 +274,17 @@ TEST(OddValue, ThatDoesNotFitIsKept) {
                   .values[0]
                   .value,
               16U);
+    readOdd(mapOfFields("<field><name>G</name><bitRange>[3:3]</bitRange>" +
+                        element("enumeratedValues", value("A", "2")) + "</field>"),
+            "m.svd:1: warning: enumerated value 'A' does not fit in the 1 bit of field 'G'\n");
 }
 
 TEST(OddValues, ThatAreThereTwiceAreKept) {
     EXPECT_EQ(namesOf(oddValues(value("A", "1") + "\n" + value("A", "2") + "\n" + value("B", "1"),
-                                "m.svd:2: warning: enumerated value 'A' has the same name as another one\n"
-                                "m.svd:3: warning: enumerated value 'B' has the same value as another one\n")
+                                "m.svd:2: warning: enumerated value 'A' has the same name as the enumerated value "
+                                "in line 1\n"
+                                "m.svd:3: warning: enumerated value 'B' has the same value as the enumerated value "
+                                "in line 1\n")
                           .values),
               "A A B ");
     EXPECT_EQ(oddValues(value("A", "#1x") + value("B", "#10"), "").values.size(), 2U);
@@ -249,8 +300,8 @@ TEST(OddValues, AreOfTooManyEnumerations) {
         enumerations += element("enumeratedValues", value("V", "1"));
     }
     EXPECT_EQ(onlyField(readOdd(mapOfFields(fieldOf(enumerations)),
-                                "m.svd:1: warning: the field has more than 16 enumeratedValues (this one and later "
-                                "ones are not used)\n"))
+                                "m.svd:1: warning: the field has more than 16 enumeratedValues: this one and later "
+                                "ones are not used\n"))
                   .enumerations.size(),
               16U);
 }
@@ -259,8 +310,8 @@ TEST(OddConstraint, IsLeftOut) {
     const auto constraint = [](const std::string& content) {
         return mapOfFields(fieldOf(element("writeConstraint", content)));
     };
-    const std::string warning = "m.svd:1: warning: a range needs a minimum and a maximum that is at least the minimum "
-                                "(the range is not used)\n";
+    const std::string warning = "m.svd:1: warning: a range is not used (give a minimum, and a maximum that is at "
+                                "least the minimum)\n";
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><maximum>1</maximum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>2</minimum><maximum>1</maximum></range>"), warning))

@@ -8,7 +8,10 @@ namespace {
 
 using Maps::Assignment;
 using Maps::decode;
-using Maps::encode;
+
+Maps::MaskedValue encode(const Maps::LocatedRegister& located, const std::vector<Assignment>& assignments) {
+    return Maps::encode(located, findFields(located, assignments));
+}
 
 std::string value(const std::string& name, const std::string& number) {
     return element("enumeratedValue", element("name", name) + element("value", number));
@@ -90,6 +93,12 @@ void expectMaskedValue(const std::vector<Assignment>& assignments, std::uint64_t
     EXPECT_EQ(result.mask, mask);
 }
 
+TEST(Assignments, OfFieldsWithTheSameNameAreThoseOfTheFieldThatIsGiven) {
+    const Maps::Register aRegister =
+        onlyRegister(Maps::readMap(mapOfFields(field("F", "[3:0]") + field("F", "[7:4]"))).device.value());
+    EXPECT_EQ(Maps::encode({"R", 0, &aRegister}, {{&aRegister.fields[1], "5"}}).value, 0x50U);
+}
+
 TEST(Assignments, AreOneMaskedWrite) {
     expectMaskedValue({{"MODE", "5"}}, 0xA, 0xE);
     expectMaskedValue({{"START", "1"}, {"GAIN", "0x20"}, {"KIND", "2"}}, 0x22001, 0x3FF01);
@@ -136,7 +145,8 @@ TEST(Assignments, AreRefusedForANumberThatIsTheNameOfAnotherValue) {
     expectRefused(
         aRegister, {{"TRIGGER", "0x3"}},
         "field C.R.TRIGGER: '0x3' is a number and also the name of the value 4 (give the value with 0x or 0b)");
-    expectRefused(aRegister, {{"TRIGGER", "b"}}, "field C.R.TRIGGER: 'b' is not a number or one of a");
+    expectRefused(aRegister, {{"TRIGGER", "b"}},
+                  "field C.R.TRIGGER: 'b' is not a value of the field (give a number or a)");
     EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "10"}}).value, 10U);
     EXPECT_EQ(encode({"R", 0, &aRegister}, {{"TRIGGER", "0b10"}}).value, 2U);
 }
@@ -163,9 +173,10 @@ TEST(Assignments, AreRefusedForAFieldThatCannotBeWritten) {
 
 TEST(Assignments, AreRefusedForAnUnknownName) {
     for (const std::string name : {"slow", "other", "", "RUN"}) {
-        expectRefused({{"MODE", name}}, "field C.R.MODE: '" + name + "' is not a number or one of stop, run");
+        expectRefused({{"MODE", name}},
+                      "field C.R.MODE: '" + name + "' is not a value of the field (give a number, stop or run)");
     }
-    expectRefused({{"GAIN", "high"}}, "field C.R.GAIN: 'high' is not a number");
+    expectRefused({{"GAIN", "high"}}, "field C.R.GAIN: 'high' is not a value of the field (give a number)");
 }
 
 TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {
@@ -176,6 +187,7 @@ TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {
         onlyRegister(Maps::readMap(mapOfFields(field("F", "[1:0]", valuesFor("read-write", value("wide", "4")))))
                          .device.value()),
         {{"F", "wide"}}, "field C.R.F: the value of 'wide' does not fit in 2 bits");
+    expectRefused({{"START", "2"}}, "field C.R.START: '2' does not fit in 1 bit");
 }
 
 TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
@@ -187,7 +199,16 @@ TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
 }
 
 TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {
-    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field C.R.MODE is assigned twice, or overlaps another one");
+    expectRefused({{"MODE", "1"}, {"MODE", "1"}}, "field C.R.MODE is assigned twice (assign it once)");
+}
+
+TEST(Assignments, AreRefusedForFieldsThatOverlap) {
+    const Maps::Register aRegister = onlyRegister(
+        Maps::readMap(mapOfFields(field("A", "[1:0]") + field("B", "[3:2]") + field("C", "[2:1]"))).device.value());
+    expectRefused(aRegister, {{"A", "0"}, {"B", "0"}, {"C", "0"}},
+                  "field C.R.C overlaps field A, which is also assigned (assign only one of them)");
+    expectRefused(aRegister, {{"C", "0"}, {"B", "0"}},
+                  "field C.R.B overlaps field C, which is also assigned (assign only one of them)");
 }
 
 /** Returns whether a field of a register has the value that a text means. */

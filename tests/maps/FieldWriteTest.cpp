@@ -15,8 +15,9 @@ const std::string clearedByReading = "<readAction>clear</readAction>";
 std::string modified(const std::string& kind) { return element("modifiedWriteValues", kind); }
 
 std::string bit(const std::string& name, unsigned int number, const std::string& further = "") {
-    const std::string place = std::to_string(number);
-    return element("field", element("name", name) + element("bitRange", "[" + place + ":" + place + "]") + further);
+    const std::string position = std::to_string(number);
+    return element("field",
+                   element("name", name) + element("bitRange", "[" + position + ":" + position + "]") + further);
 }
 
 /** A register of 8 bits with fields. */
@@ -26,7 +27,8 @@ Maps::Register registerWith(const std::string& fields, const std::string& furthe
 }
 
 Maps::FieldWrite plan(const Maps::Register& aRegister, const Assignments& assignments) {
-    return planWrite({"C.R", 0, &aRegister}, assignments, hasReadEffect(aRegister));
+    const Maps::LocatedRegister located{"C.R", 0, &aRegister};
+    return planWrite(located, findFields(located, assignments), {aRegister.size, hasReadEffect(aRegister), {}});
 }
 
 void expectMasked(const Maps::Register& aRegister, const Assignments& assignments, std::uint64_t value,
@@ -157,7 +159,7 @@ TEST(FieldWrite, IsMaskedIfAllFieldsWithSpecialWritesAreAssigned) {
 }
 
 Maps::MaskedValue planMasked(const Maps::Register& aRegister, std::uint64_t value, std::uint64_t mask) {
-    return Maps::planMaskedWrite({"C.R", 0, &aRegister}, {value, mask});
+    return Maps::planMaskedWrite({"C.R", 0, &aRegister}, {value, mask}, {aRegister.size, false, {}});
 }
 
 void expectMaskedRefused(const Maps::Register& aRegister, std::uint64_t mask, const std::string& reason) {
@@ -215,7 +217,54 @@ TEST(MaskedWrite, IsRefusedIfTheNeutralValueOfAnotherFieldIsOutsideTheRange) {
     const std::string range =
         "<writeConstraint><range><minimum>0</minimum><maximum>1</maximum></range></writeConstraint>";
     expectMaskedRefused(registerWith(bit("A", 0) + bit("B", 1, modified("zeroToClear")), range), 0x01,
-                        "register C.R: value 2 may not be written (from 0 to 1)");
+                        "register C.R: value 2 is not allowed (write 0 to 1)");
+}
+
+TEST(FieldWrite, IsMaskedIfTheRegisterIsNarrowerThanItsWord) {
+    const Maps::Register aRegister = registerWith("<field><name>A</name><bitRange>[7:0]</bitRange></field>");
+    const Maps::LocatedRegister located{"R", 0, &aRegister};
+    const Maps::FieldWrite write = planWrite(located, findFields(located, {{"A", "0x5A"}}), {32, false, {}});
+    EXPECT_EQ(write.written.mask, 0xFFU);
+    EXPECT_FALSE(write.isWhole);
+}
+
+TEST(FieldWrite, ReadsNothingIfTheOtherFieldsDoNotNeedIt) {
+    const std::string fields = bit("A", 0) + bit("B", 1, modified("oneToClear")) + bit("C", 2, modified("zeroToSet"));
+    expectWhole(registerWith(fields, writeOnly), {{"A", "1"}}, 0x05);
+    expectWhole(registerWith(fields, clearedByReading), {{"A", "1"}}, 0x05);
+    expectRefused(registerWith(fields + bit("D", 3), writeOnly),
+                  "register C.R is write-only, so its other fields cannot keep their values (also assign D)");
+}
+
+Maps::Register registerWithOverlaps(const std::string& fields) {
+    return onlyRegister(Maps::readMap(mapOf(registerOf("<size>8</size>" + element("fields", fields)))).device.value());
+}
+
+TEST(FieldWrite, IsRefusedIfTwoFieldsNeedDifferentValuesOfABit) {
+    const std::string reason =
+        " cannot keep its value, because a write changes another field on its bits (also assign ";
+    expectRefused(registerWithOverlaps(bit("A", 0) + bit("B", 1) + bit("C", 1, modified("zeroToSet"))),
+                  "field C.R.B" + reason + "B)");
+    expectRefused(registerWithOverlaps(bit("A", 0) + bit("B", 1, modified("oneToSet")) +
+                                       bit("C", 1, modified("zeroToClear")) + bit("D", 2) +
+                                       bit("E", 2, modified("oneToClear"))),
+                  "field C.R.B" + reason + "B, D)");
+    expectMasked(registerWithOverlaps(bit("A", 0) + bit("B", 1) + bit("C", 1, modified("zeroToSet"))),
+                 {{"A", "1"}, {"B", "0"}}, 0x01, 0x03);
+    expectMasked(
+        registerWithOverlaps(bit("A", 0) + bit("B", 1, modified("oneToSet")) + bit("C", 1, modified("oneToClear"))),
+        {{"A", "1"}}, 0x01, 0x03);
+}
+
+TEST(ModifiedBits, AreThoseOfWritableFieldsAndOfTheBitsOutside) {
+    const Maps::ModifiedBits bits = modifiedBitsOf(registerWith(
+        bit("A", 0) + bit("B", 1, modified("zeroToClear")) +
+            bit("C", 2, "<access>read-only</access>" + modified("zeroToClear")) + bit("D", 3, modified("clear")),
+        modified("oneToSet")));
+    EXPECT_EQ(bits.keptByZero, 0xF1U);
+    EXPECT_EQ(bits.keptByOne, 0x02U);
+    EXPECT_EQ(bits.alwaysChanged, 0x08U);
+    EXPECT_EQ(bits.all(), 0xFBU);
 }
 
 TEST(ReadEffect, IsThatOfARegisterOrOfAField) {

@@ -162,6 +162,9 @@ TEST(Diagnostics, AreCountedAboveTheirLimit) {
               "m.svd:1: warning: element 'a' is not part of the format, and is not used\n"
               "m.svd:1: warning: element 'b' is not part of the format, and is not used\n"
               "m.svd: warning: 2 further warnings are not shown\n");
+    limits.warnings = 0;
+    EXPECT_EQ(diagnosticsOf(readMap(deviceOf("<a/>" + peripheralOf(registerOf(""))), limits)),
+              "m.svd: warning: 1 further warning is not shown\n");
 }
 
 } // namespace

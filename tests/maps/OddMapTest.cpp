@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <chrono>
+
 #include "MapText.h"
 
 namespace RynvelTest {
@@ -50,7 +52,7 @@ TEST(OddMap, LacksWhatADeviceNeeds) {
         readOdd("<device><size>32</size><access>read-write</access><peripherals>" + peripheralOf(registerOf("")) +
                     "</peripherals></device>",
                 "m.svd:1: warning: device '' has no description\n"
-                "m.svd:1: warning: the device has no addressUnitBits or no width (8 and 32 are assumed)\n"
+                "m.svd:1: warning: the device has no addressUnitBits or no width: 8 and 32 are assumed\n"
                 "m.svd:1: warning: the device has no name\n"
                 "m.svd:1: warning: the device has no version\n");
     EXPECT_EQ(device.addressUnitBits, 8U);
@@ -88,7 +90,7 @@ TEST(OddMap, HasElementsThatAreNotKnown) {
 TEST(OddMap, HasElementsTwice) {
     const std::string again = "\n<addressOffset>8</addressOffset>";
     EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' occurs "
-                                                             "twice (only the first is used)\n"))
+                                                             "twice: only the first is used\n"))
                   .offset,
               0U);
 }
@@ -97,7 +99,7 @@ TEST(OddMap, HasListsTwice) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOf(registerOf("<fields>" + fieldOf("") +
                                                             "</fields>\n<fields><field>"
                                                             "<name>G</name><bitOffset>0</bitOffset></field></fields>")),
-                                           "m.svd:2: warning: element 'fields' occurs twice (both are used)\n"))
+                                           "m.svd:2: warning: element 'fields' occurs twice: both are used\n"))
                           .fields),
               "F G ");
 }
@@ -130,6 +132,16 @@ TEST(OddMap, HasElementsInTexts) {
               "a d");
 }
 
+TEST(Map, MayHaveCommentsInTexts) {
+    const Maps::Register aRegister = onlyRegister(
+        read(mapOf("<register><name>R<!-- a -->1</name><addressOffset>0x<!-- b -->1<!-- c --><![CDATA[4]]>"
+                   "</addressOffset><description>The <!-- d -->text\n<!-- e --> of\n a register</description>"
+                   "</register>")));
+    EXPECT_EQ(aRegister.name, "R1");
+    EXPECT_EQ(aRegister.offset, 0x14U);
+    EXPECT_EQ(aRegister.description.str(), "The text of a register");
+}
+
 TEST(OddMap, HasEmptyElements) {
     readOdd(mapOf(registerOf("<description></description><size/>")),
             "m.svd:1: warning: element 'description' is empty\nm.svd:1: warning: element 'size' is empty\n");
@@ -146,8 +158,10 @@ TEST(OddMap, HasNumbersThatAreNone) {
 
 TEST(OddMap, HasWordsThatAreNotKnown) {
     EXPECT_EQ(
-        onlyRegister(readOdd(mapOf(registerOf("<access>sometimes</access>")),
-                             "m.svd:1: warning: access 'sometimes' is not a word of the format, and is not used\n"))
+        onlyRegister(
+            readOdd(mapOf(registerOf("<access>sometimes</access>")),
+                    "m.svd:1: warning: access 'sometimes' is not used (the element takes 'read-only', 'write-only', "
+                    "'read-write', 'writeOnce', 'read-writeOnce')\n"))
             .access,
         Maps::Access::ReadWrite);
 }
@@ -191,7 +205,7 @@ TEST(OddCluster, LacksWhatItNeeds) {
 TEST(OddClusters, OfTheSameNameAreBothUsed) {
     const std::string rest = "<description>C</description><addressOffset>8</addressOffset>" + registerOf("");
     EXPECT_EQ(onlyPeripheral(readOdd(mapOf(clustersOf(rest) + "\n" + clustersOf(rest)),
-                                     "m.svd:2: warning: cluster 'C' has the same name as another one\n"))
+                                     "m.svd:2: warning: cluster 'C' has the same name as the cluster in line 1\n"))
                   .clusters.size(),
               2U);
 }
@@ -199,7 +213,7 @@ TEST(OddClusters, OfTheSameNameAreBothUsed) {
 TEST(OddPeripheral, LacksWhatItNeeds) {
     const Maps::Peripheral peripheral =
         onlyPeripheral(readOdd(deviceOf("<peripheral><name>P</name></peripheral>"),
-                               "m.svd:1: warning: peripheral 'P' has no baseAddress (0 is assumed)\n"
+                               "m.svd:1: warning: peripheral 'P' has no baseAddress: 0 is assumed\n"
                                "m.svd:1: warning: peripheral 'P' has no registers\n"));
     EXPECT_EQ(peripheral.baseAddress, 0U);
 }
@@ -207,7 +221,7 @@ TEST(OddPeripheral, LacksWhatItNeeds) {
 TEST(OddPeripherals, OfTheSameNameAreBothUsed) {
     const std::string peripheral = peripheralOf(registerOf(""));
     EXPECT_EQ(readOdd(deviceOf(peripheral + "\n" + peripheral),
-                      "m.svd:2: warning: peripheral 'P' has the same name as another one\n")
+                      "m.svd:2: warning: peripheral 'P' has the same name as the peripheral in line 1\n")
                   .peripherals.size(),
               2U);
 }
@@ -288,8 +302,8 @@ Maps::Limits elements(std::uint64_t most) {
 }
 
 /** Returns an array of 100 elements. */
-std::string array(const std::string& tag, const std::string& name, const std::string& place) {
-    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + place);
+std::string array(const std::string& tag, const std::string& name, const std::string& position) {
+    return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + position);
 }
 
 TEST(LimitedMap, HasNoMoreElementsInAll) {
@@ -312,6 +326,75 @@ TEST(LimitedMap, HasNoMoreElementsOfOneKind) {
     const std::string cluster = "<description>C</description>" + at0;
     expectError(mapOf(array("cluster", "A", cluster) + array("cluster", "B", cluster)),
                 "m.svd:1: error: cluster 'B%s' exceeds the 150 elements that a map may have", elements(150));
+}
+
+/** Expects the reader to need much less time for 1000 definitions than it would need to build 65536 of each. */
+void expectQuick(const std::string& definitions) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Maps::readMap(mapOf(definitions)).device);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+}
+
+std::string repeated(const std::string& text) {
+    std::string all;
+    for (int i = 0; i < 1000; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+TEST(LimitedMap, BuildsNoElementsThatAreLeftOut) {
+    const std::string array = "<dim>65536</dim><dimIncrement>1</dimIncrement><name>A%s</name>";
+    expectQuick(repeated(element("register", array + "<addressOffset>0xFFFFFFFFFFFFFFFF</addressOffset>")));
+    expectQuick(registerOf(element("fields", repeated(element("field", array + "<bitOffset>65535</bitOffset>")))));
+}
+
+TEST(LimitedMap, BuildsNoIndexesThatAreLeftOut) {
+    const std::string one =
+        "<dim>1</dim><dimIncrement>1</dimIncrement><name>A%s</name><addressOffset>0</addressOffset>";
+    expectQuick(repeated(element("register", one + "<dimIndex>0-65535</dimIndex>")));
+    std::string list = "0";
+    for (int i = 1; i < 65536; ++i) {
+        list += ",0";
+    }
+    expectQuick(element("register", one + element("dimIndex", list)) +
+                repeated("<register derivedFrom=\"A%s\"><name>B%s</name></register>"));
+}
+
+TEST(LimitedMap, CountsDerivedElementsThatAreLeftOut) {
+    std::string registers =
+        registerOf("<fields>" + element("field", "<name>A</name>") +
+                   element("field", "<dim>0</dim><name>B%s</name><bitOffset>0</bitOffset>") + "</fields>");
+    for (int i = 0; i < 10; ++i) {
+        registers += "<register derivedFrom=\"R\">" + element("name", "R" + std::to_string(i)) + "</register>";
+    }
+    EXPECT_TRUE(Maps::readMap(mapOf(registers), elements(33)).device);
+    expectError(mapOf(registers), "m.svd:1: error: register 'R9' exceeds the 32 elements that a map may have",
+                elements(32));
+}
+
+TEST(LimitedMap, CountsElementsThatAreLeftOutWithEachInheritedProperty) {
+    std::string peripherals =
+        peripheralOf(element("register", "<name>A</name>") + element("register", "<name>B</name>"));
+    for (int i = 1; i < 10; ++i) {
+        peripherals += "<peripheral derivedFrom=\"P\">" + element("name", "P" + std::to_string(i)) +
+                       element("resetValue", std::to_string(i)) + "</peripheral>";
+    }
+    EXPECT_TRUE(Maps::readMap(deviceOf(peripherals), elements(20)).device);
+    expectError(deviceOf(peripherals), "m.svd:1: error: register 'B' exceeds the 19 elements that a map may have",
+                elements(19));
+}
+
+TEST(LimitedMap, CountsDerivedElementsThatAreReplaced) {
+    const auto peripheral = [](const std::string& start, const std::string& registers) {
+        return start + "<baseAddress>0</baseAddress><registers>" + registers + "</registers></peripheral>";
+    };
+    const std::string more = registerOf("") + registerOf("") + registerOf("");
+    const std::string text = deviceOf(peripheral("<peripheral><name>P</name>", more) +
+                                      peripheral("\n<peripheral derivedFrom=\"P\"><name>Q</name>", registerOf("")) +
+                                      peripheral("\n<peripheral derivedFrom=\"P\"><name>S</name>", registerOf("")));
+    EXPECT_TRUE(Maps::readMap(text, elements(8)).device);
+    expectError(text, "m.svd:3: error: derivedFrom copies more than 7 elements", elements(7));
 }
 
 TEST(LimitedMap, HasNoMoreDerivedElements) {

@@ -38,7 +38,7 @@ std::string found(const std::string& name) {
     if (!result) {
         return "";
     }
-    return result->place.name + " " + std::to_string(result->place.offset) +
+    return result->located.name + " " + std::to_string(result->located.offset) +
            (result->field == nullptr ? "" : " " + result->field->name);
 }
 
@@ -58,9 +58,9 @@ TEST(Peripheral, IsFoundByTheNameOfItsDevice) {
 TEST(Registers, AreAllThoseOfAPeripheralByTheirOffsets) {
     std::string registers;
     const Maps::Device device = map();
-    for (const Maps::LocatedRegister& place : Maps::registersOf(device.peripherals[0])) {
-        registers += place.name + "@" + std::to_string(place.offset) + " ";
-        EXPECT_EQ(place.contents->name, place.name.substr(place.name.rfind('.') + 1));
+    for (const Maps::LocatedRegister& located : Maps::registersOf(device.peripherals[0])) {
+        registers += located.name + "@" + std::to_string(located.offset) + " ";
+        EXPECT_EQ(located.contents->name, located.name.substr(located.name.rfind('.') + 1));
     }
     EXPECT_EQ(registers, "CH0.CTRL@16 CH0.IN.DATA[0]@24 CH0.IN.DATA[1]@28 CH1.CTRL@32 CH1.IN.DATA[0]@40 "
                          "CH1.IN.DATA[1]@44 CONTROL@64 ");
@@ -97,15 +97,64 @@ TEST(RegisterName, MayHaveDotsOfItsOwn) {
     for (const std::string name : {"A.B", "C.D.E.F"}) {
         const auto whole = findRegister(device.peripherals[0], name);
         ASSERT_TRUE(whole) << name;
-        EXPECT_EQ(whole->place.name, name);
+        EXPECT_EQ(whole->located.name, name);
         EXPECT_EQ(whole->field, nullptr);
         const auto field = findRegister(device.peripherals[0], name + ".F.G");
         ASSERT_TRUE(field) << name;
-        EXPECT_EQ(field->place.name, name);
+        EXPECT_EQ(field->located.name, name);
         EXPECT_EQ(field->field->name, "F.G");
     }
     EXPECT_FALSE(findRegister(device.peripherals[0], "C.D"));
     EXPECT_FALSE(findRegister(device.peripherals[0], "A.B.F"));
+}
+
+std::string arrayAt(const std::string& name, const std::string& offset) {
+    return "<register><dim>2</dim><dimIncrement>4</dimIncrement>" + element("name", name) + at(offset) + "</register>";
+}
+
+std::string registerAt(const std::string& name, const std::string& offset, const std::string& further = "") {
+    return "<register>" + element("name", name) + at(offset) + further + "</register>";
+}
+
+/** Returns the offset of the register that a name selects in a map of registers. */
+std::uint64_t offsetOf(const std::string& name, const std::string& registers) {
+    const Maps::Device device = Maps::readMap(mapOf(registers)).device.value();
+    const auto result = findRegister(device.peripherals[0], name);
+    return result ? result->located.offset : UINT64_MAX;
+}
+
+TEST(RegisterName, IsThatOfTheMapRatherThanAnIndexInBrackets) {
+    EXPECT_EQ(offsetOf("IRQ[1]", arrayAt("IRQ%s", "0") + registerAt("IRQ[1]", "0x20")), 0x20U);
+    EXPECT_EQ(offsetOf("IRQ[0]", arrayAt("IRQ%s", "0") + registerAt("IRQ[1]", "0x20")), 0U);
+    const auto cluster = [](const std::string& array, const std::string& name, const std::string& offset) {
+        return "<cluster>" + array + element("name", name) + "<description>C</description>" + at(offset) +
+               arrayAt("IRQ%s", "0") + registerAt("IRQ[1]", "8") + "</cluster>";
+    };
+    const std::string clusters = cluster("<dim>2</dim><dimIncrement>0x10</dimIncrement>", "CH%s", "0x20");
+    EXPECT_EQ(offsetOf("CH[1].IRQ[1]", clusters), 0x38U);
+    EXPECT_EQ(offsetOf("CH[1].IRQ[1]", clusters + cluster("", "CH[1]", "0x100")), 0x108U);
+}
+
+TEST(FieldName, IsThatOfTheMapRatherThanAnIndexInBrackets) {
+    const Maps::Register aRegister = onlyRegister(
+        deviceIn(Maps::readMap(mapOfFields("<field><dim>2</dim><dimIncrement>1</dimIncrement><name>P%s</name>"
+                                           "<bitOffset>0</bitOffset></field>"
+                                           "<field><name>P[1]</name><bitOffset>7</bitOffset></field>"))));
+    EXPECT_EQ(Maps::findField(aRegister, "P[1]")->lsb, 7U);
+    EXPECT_EQ(Maps::findField(aRegister, "P[0]")->lsb, 0U);
+}
+
+TEST(RegisterName, OfSeveralRegistersIsThatWithTheLowestOffset) {
+    const std::string high = registerAt("R", "8", "<fields>" + fieldOf("") + "</fields>");
+    const std::string low = registerAt("R", "4", "<alternateGroup>G</alternateGroup>");
+    EXPECT_EQ(offsetOf("R", high + low), 4U);
+    EXPECT_EQ(offsetOf("R", low + high), 4U);
+    EXPECT_EQ(offsetOf("R.F", high + low), UINT64_MAX);
+    EXPECT_EQ(offsetOf("R[0]", arrayAt("R%s", "0x40") + arrayAt("R%s", "0x20")), 0x20U);
+    const auto cluster = [](const std::string& offset) {
+        return "<cluster><name>C</name><description>C</description>" + at(offset) + registerAt("R", "0") + "</cluster>";
+    };
+    EXPECT_EQ(offsetOf("C.R", cluster("0x40") + cluster("0x20") + registerAt("C.R", "0x30")), 0x20U);
 }
 
 TEST(RegisterName, RefusesOtherTexts) {

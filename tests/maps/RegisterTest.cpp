@@ -156,7 +156,8 @@ TEST(Register, TakesTheBitsOfAnInheritedMaskThatItHas) {
 }
 
 TEST(OddRegister, WithoutASizeHas32Bits) {
-    const std::string warning = "m.svd:1: warning: register 'R' has no valid size (32 bits are assumed)\n";
+    const std::string warning =
+        "m.svd:1: warning: register 'R' has no size from 1 to 65535 bits: 32 bits are assumed\n";
     EXPECT_EQ(onlyPeripheral(readOdd(nested("<access>read-only</access>", "", "", ""), warning))
                   .clusters[0]
                   .registers[0]
@@ -182,7 +183,7 @@ TEST(OddRegister, WithoutAnAccessHasThatOfItsFields) {
         };
         return onlyPeripheral(
                    readOdd(nested("<size>32</size>", "", "", element("fields", field("A", one) + field("B", other))),
-                           "m.svd:1: warning: register 'R' has no access (the access of its fields is assumed)\n"))
+                           "m.svd:1: warning: register 'R' has no access: the access of its fields is assumed\n"))
             .clusters[0]
             .registers[0]
             .access;
@@ -193,7 +194,7 @@ TEST(OddRegister, WithoutAnAccessHasThatOfItsFields) {
 }
 
 TEST(OddRegister, WithoutAnyAccessCanBeReadAndWritten) {
-    const std::string warning = "m.svd:1: warning: register 'R' has no access (read-write is assumed)\n";
+    const std::string warning = "m.svd:1: warning: register 'R' has no access: read-write is assumed\n";
     for (const std::string& fields :
          {std::string(), std::string("<fields><field><name>F</name><bitOffset>0</bitOffset></field></fields>")}) {
         EXPECT_EQ(
@@ -251,17 +252,21 @@ TEST(OddRegister, OfALongNameIsLeftOut) {
 }
 
 TEST(OddRegisters, OfTheSameNameAreBothUsed) {
-    EXPECT_EQ(namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
-                                                                    "</addressOffset></register>"),
-                                             "m.svd:2: warning: register 'R' has the same name as another one\n"))
-                          .registers),
-              "R R ");
+    EXPECT_EQ(
+        namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
+                                                              "</addressOffset></register>"),
+                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
+                                       "the name selects the one with the lowest offset\n"))
+                    .registers),
+        "R R ");
 }
 
-TEST(Registers, OfTheSameNameMayBeOfSeveralGroups) {
+TEST(OddRegisters, OfTheSameNameInSeveralGroupsAreAllUsed) {
     EXPECT_EQ(
-        namesOf(
-            onlyPeripheral(read(mapOf(registerOf("") + registerOf("<alternateGroup>G</alternateGroup>")))).registers),
+        namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n" + registerOf("<alternateGroup>G</alternateGroup>")),
+                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
+                                       "the name selects the one with the lowest offset\n"))
+                    .registers),
         "R R ");
 }
 

@@ -183,7 +183,10 @@ wordings_hold_in() {
 finds_wordings() {
     wordings_hold_in 'There is no device. The address is not a number.' &&
         ! wordings_hold_in $'The first line.\nThe address Is No number.' >"$work/found" &&
-        grep -qx "text.md:2: 'Is No ': write .*" "$work/found"
+        grep -qx "text.md:2: 'Is No ': write .*" "$work/found" &&
+        ! wordings_hold_in 'addBehaviour(deserialise);' >"$work/found" &&
+        grep -qx "text.md:1: 'Behaviour': write .*" "$work/found" &&
+        grep -qx "text.md:1: 'serialis': write .*" "$work/found"
 }
 
 refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }

@@ -15,7 +15,7 @@ namespace {
 
 using Values = std::map<std::uint64_t, std::uint64_t>;
 
-/** The registers that a device of a width has from a map of these registers. */
+/** Returns the registers that a device with `width` bits for each register has from a map of these registers. */
 Rynveld::DescribedRegisters registersOf(const std::string& registers, unsigned int width) {
     const Maps::ReadMap map = Maps::readMap(mapWith("P", registers));
     return Rynveld::describedRegisters(map.device.value().peripherals[0], width);
@@ -40,7 +40,15 @@ Values valuesAfter(std::uint64_t data, Rynveld::DescribedRegisters registers) {
 std::string reset(const std::string& value) { return "<resetValue>" + value + "</resetValue>"; }
 std::string size(const std::string& bits) { return "<size>" + bits + "</size>"; }
 std::string access(const std::string& word) { return "<access>" + word + "</access>"; }
+const std::string clearing = "<modifiedWriteValues>oneToClear</modifiedWriteValues>";
 std::string fields(const std::string& elements) { return "<fields>" + elements + "</fields>"; }
+
+/** Another register at the address of the register R0. */
+std::string alternative(const std::string& elements, const std::string& name = "OTHER") {
+    return "<register><name>" + name +
+           "</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" + elements +
+           "</register>";
+}
 
 TEST(DescribedRegisters, AreThoseOfTheMap) {
     EXPECT_EQ(valuesOf(registersOf(registerAt("0x8", reset("0x11223344")) + registerAt("0x10", ""), 32)),
@@ -102,20 +110,63 @@ TEST(DescribedRegisters, DoNotReadAWriteOnlyFieldOfARegisterThatCanBeRead) {
     EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x1200}}));
 }
 
-TEST(DescribedRegisters, DoWhereDescriptionsOverlapWhatTheFirstOneSays) {
-    const std::string other =
-        "<register><name>OTHER</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" +
-        reset("0x22") + "</register>";
-    EXPECT_EQ(valuesAfter(0xFF, registersOf(registerAt("0", reset("0x11") + access("read-only")) + other, 32)),
-              (Values{{0, 0x11}}));
+TEST(DescribedRegisters, ReadWhereDescriptionsOverlapWhatTheFirstReadableOneSays) {
+    const std::string registers = registerAt("0", reset("0x11") + access("write-only")) +
+                                  alternative(reset("0x22") + "<readAction>clear</readAction>") +
+                                  alternative(reset("0x33"), "THIRD");
+    auto found = registersOf(registers, 32);
+    EXPECT_EQ(found.at(0).read(), 0x22U);
+    EXPECT_EQ(found.at(0).read(), 0U);
 }
 
-TEST(DescribedRegisters, ReadBeforeWriteWhereDescriptionsOverlap) {
-    const std::string received =
-        "<register><name>RECEIVED</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" +
-        reset("0x22") + access("read-only") + "</register>";
+TEST(DescribedRegisters, WriteWhereDescriptionsOverlapWhatTheFirstWritableOneSays) {
+    const std::string readOnly = registerAt("0", reset("0x11") + access("read-only"));
+    EXPECT_EQ(valuesAfter(0xF0, registersOf(readOnly + alternative(reset("0x22")), 32)), (Values{{0, 0xF0}}));
+    EXPECT_EQ(
+        valuesAfter(0xF0, registersOf(readOnly + alternative(access("read-writeOnce")) + alternative("", "THIRD"), 32)),
+        (Values{{0, 0xF0}}));
+    EXPECT_EQ(valuesAfter(0xF0, registersOf(registerAt("0", "") + alternative(clearing + access("write-only")), 32)),
+              (Values{{0, 0xF0}}));
+}
+
+TEST(DescribedRegisters, HaveTheEffectOfAWriteOnlyRegisterOnTheOneThatCanBeRead) {
+    const std::string status = reset("3") + access("read-only");
+    const std::string clear = clearing + access("write-only");
+    for (const std::string& registers :
+         {registerAt("0", status) + alternative(clear), registerAt("0", clear) + alternative(status)}) {
+        auto found = registersOf(registers, 32);
+        EXPECT_EQ(found.at(0).read(), 3U);
+        found.at(0).write(1);
+        EXPECT_EQ(found.at(0).read(), 2U);
+    }
+}
+
+TEST(DescribedRegisters, KeepTheFirstWriteOfTheDescriptionThatIsWritten) {
+    auto found = registersOf(registerAt("0", access("read-only")) + alternative(access("read-writeOnce")), 32);
+    found.at(0).write(5);
+    found.at(0).write(6);
+    EXPECT_EQ(found.at(0).read(), 5U);
+}
+
+TEST(DescribedRegisters, DoNotShowWhatAWriteOnlyRegisterStores) {
+    const std::string received = alternative(reset("0x22") + access("read-only"));
     EXPECT_EQ(valuesAfter(0xFF, registersOf(registerAt("0", access("write-only")) + received, 32)),
               (Values{{0, 0x22}}));
+}
+
+TEST(DescribedRegisters, HaveTheFieldsOfAllRegistersThatOverlap) {
+    const std::string registers =
+        registerAt("0", reset("0x10002") + fields(fieldIn("[7:0]", ""))) +
+        alternative(reset("0x3300") + fields(fieldIn("[15:8]", access("read-only")) + fieldIn("[3:0]", clearing)));
+    EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x13302}}));
+    EXPECT_EQ(valuesAfter(0xABCD, registersOf(registers, 32)), (Values{{0, 0x33CD}}));
+}
+
+TEST(DescribedRegisters, HaveTheBitsOutsideOfFieldsThatAnotherRegisterDoesNotRead) {
+    const std::string registers = registerAt("0", reset("0x70F") + access("read-only") + fields(fieldIn("[3:0]", ""))) +
+                                  alternative(clearing + access("write-only"));
+    EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x70F}}));
+    EXPECT_EQ(valuesAfter(0x101, registersOf(registers, 32)), (Values{{0, 0x60E}}));
 }
 
 TEST(DescribedRegisters, IgnoreAFieldOutsideOfItsRegister) {

@@ -237,7 +237,7 @@ TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
 TEST_F(OptionsWithMaps, RefuseAMapWhoseAddressesDoNotCountBytes) {
     store("words.svd", mapWith("uio_32", registerAt("0", ""), "16"));
     EXPECT_EQ(problemOf({"--simulate", "--map", "words.svd"}),
-              "words.svd: an address selects 16 bits (8 are supported)");
+              "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }
 
 TEST_F(OptionsWithMaps, AcceptAddressesThatDoNotCountBytesForOtherDevices) {

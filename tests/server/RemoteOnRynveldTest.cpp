@@ -27,7 +27,7 @@ std::unique_ptr<Remote<T>> remote(const RynveldProcess& server, const std::strin
     return std::make_unique<Remote<T>>(name, server.address(), plainMutex());
 }
 
-/** A fixture for a remote device of a width. The device is seekable at the server. */
+/** A fixture for a remote device with registers of type T. The device is seekable at the server. */
 template <typename T>
 class RemoteOnRynveld : public testing::Test {
 protected:

@@ -267,10 +267,11 @@ TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
         const char* name;
         Type read;
         Type write;
+        const char* width;
     };
-    const std::vector<Row> rows = {{"seek.8", Type::Read8, Type::Write8},
-                                   {"uio.16", Type::Read16, Type::Write16},
-                                   {"uio.32", Type::Read32, Type::Write32}};
+    const std::vector<Row> rows = {{"seek.8", Type::Read8, Type::Write8, "8"},
+                                   {"uio.16", Type::Read16, Type::Write16, "16"},
+                                   {"uio.32", Type::Read32, Type::Write32, "32"}};
     for (const auto& row : rows) {
         auto connection = m_server.connect(row.name);
         EXPECT_TRUE(connection.handle(readOf(row.read, row.name, 0)).isSuccessful());
@@ -280,7 +281,8 @@ TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
                 expectRefusals(connection,
                                {readOf(other.read, row.name, 0), requestOf(other.write, row.name, 0, {1}),
                                 requestOf(other.write, row.name)},
-                               "the register width does not match the device");
+                               std::string("the request is for registers of another width (the device has ") +
+                                   row.width + "-bit registers)");
             }
         }
     }

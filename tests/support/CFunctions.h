@@ -27,7 +27,7 @@ struct CFunctions {
     static bool isHostOrder(int byteOrder) { return sizeof(T) == 1 || byteOrder == 0; }
 };
 
-/** The functions for the registers of a width, one item for each kind of address. */
+/** The functions for registers of type T, one item for each kind of address. */
 template <typename T>
 const std::vector<CFunctions<T>> cFunctions;
 

@@ -26,16 +26,16 @@ public:
 
     T peek(unsigned int i) const {
         T value = 0;
-        EXPECT_EQ(pread(m_fd, &value, sizeof(T), place(i)), static_cast<ssize_t>(sizeof(T)));
+        EXPECT_EQ(pread(m_fd, &value, sizeof(T), offsetOf(i)), static_cast<ssize_t>(sizeof(T)));
         return value;
     }
 
     void poke(unsigned int i, T value) {
-        EXPECT_EQ(pwrite(m_fd, &value, sizeof(T), place(i)), static_cast<ssize_t>(sizeof(T)));
+        EXPECT_EQ(pwrite(m_fd, &value, sizeof(T), offsetOf(i)), static_cast<ssize_t>(sizeof(T)));
     }
 
 private:
-    static off_t place(unsigned int i) { return static_cast<off_t>(i * sizeof(T)); }
+    static off_t offsetOf(unsigned int i) { return static_cast<off_t>(i * sizeof(T)); }
 
     const int m_fd;
 };

@@ -16,7 +16,7 @@ namespace RynvelTest {
 
 using RequestType = Rynvel::RequestData::Type;
 
-/** The types of the requests that read and write the registers of a width. */
+/** The types of the requests that read and write registers of type T. */
 template <typename T>
 constexpr RequestType readType = sizeof(T) == 1   ? RequestType::Read8
                                  : sizeof(T) == 2 ? RequestType::Read16

@@ -22,6 +22,7 @@ std::string array(const std::string& indexes) {
 
 const std::string readOnly = "<access>read-only</access>";
 const std::string writeOnly = "<access>write-only</access>";
+const std::string alternative = "<alternateRegister>OTHER</alternateRegister>";
 const std::string range = "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum></range></writeConstraint>";
 const std::string asRead = "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>";
 const std::string names = "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>"
@@ -94,6 +95,76 @@ TEST_F(Bits, LeaveOtherFieldsAlone) {
     EXPECT_EQ(get(0xC), 2U);
 }
 
+/** Replaces the register map with one that has these registers. */
+class BitsOfSpecialRegisters : public Bits {
+protected:
+    void describe(const std::string& registers) const {
+        m_folder.store("board.svd", mapOfPeripherals(peripheralOf("map32", "", registers)));
+    }
+};
+
+TEST_F(BitsOfSpecialRegisters, LeaveOtherRegistersOfTheirAddressAlone) {
+    describe(registerAt("ALTA", "0", fields(field("EN", "0:0") + field("MODE", "5:4"))) +
+             registerAt("ALTB", "0",
+                        alternative + fields(field("PEND", "15:8", modified("oneToClear")) +
+                                             field("SET", "16:16", modified("zeroToSet")))));
+    for (const std::string bits : {"EN", "0"}) {
+        set(0, 0x80001230);
+        expect("set map32 ALTA " + bits + " --quiet", 0, "");
+        EXPECT_EQ(get(0), 0x80010031U);
+        set(0, 0x80001231);
+        expect("clear map32 ALTA " + bits + " --quiet", 0, "");
+        EXPECT_EQ(get(0), 0x80010030U);
+        set(0, 0x80001230);
+        expect("toggle map32 ALTA " + bits + " --quiet", 0, "");
+        EXPECT_EQ(get(0), 0x80010031U);
+    }
+}
+
+TEST_F(BitsOfSpecialRegisters, AreRefusedIfAnotherRegisterOfTheirAddressCannotBeLeftAlone) {
+    describe(registerAt("A", "0", fields(field("F", "0:0") + field("G", "7:4"))) +
+             registerAt("B", "0", alternative + modified("oneToClear")) + registerAt("PLAIN", "4", "") +
+             registerAt("C", "8", fields(field("F", "0:0"))) + registerAt("D", "8", alternative + modified("set")) +
+             registerAt("E", "0xC", "") + registerAt("ECLR", "0xC", alternative + modified("oneToClear")));
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        expectRefused(command + " map32 A F",
+                      "map32: field A.G cannot keep its value, because a write changes another field on its bits (use "
+                      "write, and also give values for G)");
+        expectRefused(command + " map32 C 0", "map32: register C: each write changes another register of its address "
+                                              "(use write without a mask)");
+        expectRefused(command + " map32 E 3",
+                      "map32: register E: the other bits cannot keep their values (use write without a mask)");
+        expect(command + " map32 PLAIN 0 --quiet", 0, "");
+    }
+}
+
+TEST_F(BitsOfSpecialRegisters, AreRefusedIfFieldsOnTheSameBitsNeedDifferentValues) {
+    describe(registerAt("MIX", "0",
+                        fields(field("A", "0:0") + field("P", "7:4") + field("C", "7:4", modified("oneToClear")))));
+    for (const std::string command : {"set", "clear", "toggle"}) {
+        expectRefused(command + " map32 MIX A",
+                      "map32: field MIX.P cannot keep its value, because a write changes another field on its bits "
+                      "(use write, and also give values for P)");
+        expectRefused(command + " map32 MIX P",
+                      "map32: field MIX.C does not store what is written (give a value with write)");
+    }
+}
+
+TEST_F(BitsOfSpecialRegisters, FollowTheAccessOfTheFieldsBeforeThatOfTheRegister) {
+    const std::string both = "<access>read-write</access>";
+    describe(registerAt("RO", "0", readOnly + fields(field("F", "3:0", both))) +
+             registerAt("WO", "4", writeOnly + fields(field("F", "3:0", both))));
+    for (const std::string command : {"set", "toggle", "clear"}) {
+        expect(command + " map32 RO F --quiet", 0, "");
+        expect(command + " map32 WO 1 --quiet", 0, "");
+        expectRefused(command + " map32 RO 4", "map32: register RO is read-only outside its fields");
+    }
+    expect("set map32 WO 8 --quiet", 0, "");
+    EXPECT_EQ(get(4), 0x100U);
+    expectRefused("toggle map32 WO 8", "map32: register WO is write-only outside its fields");
+    expect("poll map32 WO.F 0 --quiet", 0, "0\n");
+}
+
 TEST_F(Bits, AreRefusedIfTheyAreNotInTheRegister) {
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 0 32", "bit 32 is outside the 32 bits of the register");
@@ -155,8 +226,8 @@ TEST_F(Bits, AreRefusedWithAValueThatTheMapExcludes) {
     expectRefused("set map32 CTRL GAIN", "map32: field CTRL.GAIN: 255 is not a value that may be written");
     expectRefused("clear map32 CTRL GAIN", "map32: field CTRL.GAIN: 0 is not a value that may be written");
     expectRefused("toggle map32 CTRL GAIN", "map32: field CTRL.GAIN: 255 is not a value that may be written");
-    expectRefused("set map32 LIMITED 4", "map32: register LIMITED: value 16 may not be written (from 1 to 9)");
-    expectRefused("toggle map32 LIMITED 4", "map32: register LIMITED: value 16 may not be written (from 1 to 9)");
+    expectRefused("set map32 LIMITED 4", "map32: register LIMITED: value 16 is not allowed (write 1 to 9)");
+    expectRefused("toggle map32 LIMITED 4", "map32: register LIMITED: value 16 is not allowed (write 1 to 9)");
     expect("set map32 LIMITED 3", 0, "map32 LIMITED = 0x00000008 with mask 0x00000008\n");
 }
 

@@ -250,8 +250,8 @@ private:
 
     std::size_t awaitText(const std::string& text, std::size_t from) {
         constexpr int timeoutMilliseconds = 60'000;
-        std::size_t place = m_shown.find(text, from);
-        for (; place == std::string::npos; place = m_shown.find(text, from)) {
+        std::size_t position = m_shown.find(text, from);
+        for (; position == std::string::npos; position = m_shown.find(text, from)) {
             pollfd ready{m_terminal, POLLIN, 0};
             std::array<char, 512> bytes{};
             const ssize_t count =
@@ -263,7 +263,7 @@ private:
                 m_shown.append(bytes.data(), static_cast<std::size_t>(count));
             }
         }
-        return place;
+        return position;
     }
 
     pid_t m_process = -1;

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "DescribedDevice.h"
-#include "Program.h"
+#include "DescribedProgram.h"
 #include "TestPeer.h"
 
 namespace RynvelTest {
@@ -25,49 +25,28 @@ std::string field(const std::string& name, const std::string& range, const std::
 const std::string states = "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>"
                            "<enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues>";
 
+const std::string clearedByAOne = "<modifiedWriteValues>oneToClear</modifiedWriteValues>";
+
 /** The program, with commands on several registers of a device. */
-class ManyRegisters : public testing::Test {
+class ManyRegisters : public DescribedProgram {
 protected:
-    ManyRegisters() {
-        m_folder.store("map", std::string(4096, '\0'));
+    ManyRegisters()
+        : DescribedProgram(mapOfPeripherals(peripheralOf(
+              "map32", "",
+              registerAt("CTRL", "0", "<fields>" + field("RUN", "[0:0]", states) + field("A", "[7:4]") + "</fields>") +
+                  registerAt("A", "4", "") + registerAt("B", "8", "") + registerAt("STATUS", "0xC", readOnly) +
+                  registerAt("KEY", "0x10", writeOnly) + registerAt("FIFO", "0x14", takenByReading) +
+                  registerAt("FLAGS", "0x18",
+                             "<fields>" + field("ENABLE", "[0:0]") + field("ERROR", "[1:1]", clearedByAOne) +
+                                 "</fields>") +
+                  registerAt("ALIAS", "0x18",
+                             "<alternateRegister>FLAGS</alternateRegister><fields>" +
+                                 field("DONE", "[2:2]", clearedByAOne) + "</fields>") +
+                  registerAt("MIXED", "0x1C",
+                             "<fields>" + field("PLAIN", "[0:0]") + field("SECRET", "[7:4]", writeOnly) +
+                                 "</fields>")))) {
         m_folder.store("registers8", std::string(64, '\0'));
-        m_folder.store(
-            "board.svd",
-            mapOfPeripherals(peripheralOf(
-                "map32", "",
-                registerAt("CTRL", "0",
-                           "<fields>" + field("RUN", "[0:0]", states) + field("A", "[7:4]") + "</fields>") +
-                    registerAt("A", "4", "") + registerAt("B", "8", "") + registerAt("STATUS", "0xC", readOnly) +
-                    registerAt("KEY", "0x10", writeOnly) + registerAt("FIFO", "0x14", takenByReading))));
     }
-
-    Ending run(const std::string& line) const {
-        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd " + line), m_folder.path());
-    }
-
-    void expect(const std::string& line, int status, const std::string& output, const std::string& problem = "") const {
-        expectEnding(run(line), status, output, problem, line);
-    }
-
-    void expectRefused(const std::string& line, const std::string& problem) const {
-        const std::string before = m_folder.load("map");
-        expect(line, 2, "", problem);
-        EXPECT_TRUE(m_folder.load("map") == before) << line;
-    }
-
-    void set(std::size_t offset, std::uint32_t value) const {
-        std::string bytes = m_folder.load("map");
-        bytes.replace(offset, sizeof(value), reinterpret_cast<const char*>(&value), sizeof(value));
-        m_folder.store("map", bytes);
-    }
-
-    std::uint32_t get(std::size_t offset) const {
-        std::uint32_t value = 0;
-        m_folder.load("map").copy(reinterpret_cast<char*>(&value), sizeof(value), offset);
-        return value;
-    }
-
-    TestFolder m_folder;
 };
 
 TEST_F(ManyRegisters, AreReadInTheOrderGiven) {
@@ -128,6 +107,14 @@ TEST_F(ManyRegisters, AreWrittenInTheOrderGiven) {
     expect("write map32 A=7 CTRL.RUN=0 --verify", 0, "map32 A = 0x00000007\nmap32 CTRL.RUN = 0 (stopped)\n");
 }
 
+TEST_F(ManyRegisters, LeaveFieldsThatAOneClearsAlone) {
+    set(0x18, 0x86);
+    expect("write map32 FLAGS.ENABLE=1 A=2 FLAGS.ENABLE=0 ALIAS.DONE=0", 0,
+           "map32 FLAGS.ENABLE = 1\nmap32 A = 0x00000002\nmap32 FLAGS.ENABLE = 0\nmap32 ALIAS.DONE = 0\n");
+    // The file stores the zeros that leave the fields of a device alone.
+    EXPECT_EQ(get(0x18), 0x80U);
+}
+
 TEST_F(ManyRegisters, OfAServerShareAConnectionAndKeepTheirOrder) {
     TestPeer peer;
     peer.script({success(), success(), success(), success()});
@@ -152,11 +139,14 @@ TEST_F(ManyRegisters, AreNotWrittenIfOneOfTheWritesIsWrong) {
     expectRefused("write map32 CTRL=RUN=1", "map32: 'CTRL=RUN=1' " + notAnAssignment);
     expectRefused("write map32 A=1 STATUS=1", "map32: register STATUS is read-only");
     expectRefused("write map32 A=1 B=0x100000000", "value 0x100000000 does not fit in 32 bits");
-    expectRefused("write map32 A=1 CTRL.RUN=2", "map32: field CTRL.RUN: '2' does not fit in 1 bits");
+    expectRefused("write map32 A=1 CTRL.RUN=2", "map32: field CTRL.RUN: '2' does not fit in 1 bit");
     expectRefused("write map32 A=1 0x1000=1", "map32: register 0x00001000 is outside the map of 4096 bytes");
     expectRefused("write map32 A=1 --mask 1", "--mask: does not apply to ADDRESS=VALUE (give ADDRESS VALUE)");
     expectRefused("write map32 A=1 FIFO=1 --verify",
                   "map32: reading register FIFO has a side effect (leave out --verify)");
+    expectRefused("write map32 A=1 MIXED.PLAIN=1",
+                  "map32: field MIXED.SECRET is write-only, so it cannot keep its value "
+                  "(also assign SECRET)");
     expectRefused("write map32 A", "map32: the value for A is missing (give ADDRESS VALUE or ADDRESS=VALUE)");
 }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "DescribedDevice.h"
@@ -92,6 +94,15 @@ TEST_F(MapCommands, CheckAllMapsAndFailIfOneIsBroken) {
                  "[{\"file\":\"broken.svd\",\"usable\":false,\"peripherals\":0,\"registers\":0,\"diagnostics\":["
                  "{\"line\":1,\"severity\":\"error\",\"text\":\"the device has no peripherals\"}]}]\n",
                  "maps check: 1 of 1 map cannot be used");
+}
+
+TEST_F(MapCommands, CheckNoFolderWithoutMaps) {
+    m_folder.store("a.svd", mapOfPeripherals(peripheralOf("P", "", oneRegister)));
+    std::filesystem::create_directory(m_folder.path() + "/none");
+    m_folder.store("none/map.xml", "");
+    expectFailure("maps check none", 2, "none: the folder has no register map (the names of maps end in .svd)");
+    expectFailure("maps check a.svd none --json", 2,
+                  "none: the folder has no register map (the names of maps end in .svd)");
 }
 
 TEST_F(MapCommands, ShowNoControlCharactersOfAMap) {
@@ -214,8 +225,8 @@ TEST_F(Descriptions, OfARegisterHaveItsEffects) {
                                       "| DONE |  -   |\n"
                                       "+------+------+\n"
                                       "\n"
-                                      "BITS  FIELD  ACCESS     RESET  DESCRIPTION\n"
-                                      "31    DONE   read-only  -\n");
+                                      "BITS  FIELD  ACCESS     RESET  EFFECTS      DESCRIPTION\n"
+                                      "31    DONE   read-only  -      read: clear\n");
     expectDescription("map32 ACK", "map32 ACK\n"
                                    "\n"
                                    "offset:             0x00000008\n"
@@ -229,8 +240,24 @@ TEST_F(Descriptions, OfARegisterHaveItsEffects) {
                                    "| DONE |  -   |\n"
                                    "+------+------+\n"
                                    "\n"
-                                   "BITS  FIELD  ACCESS      RESET  DESCRIPTION\n"
-                                   "31    DONE   write-only  0\n");
+                                   "BITS  FIELD  ACCESS      RESET  EFFECTS            DESCRIPTION\n"
+                                   "31    DONE   write-only  0      write: oneToClear\n");
+}
+
+TEST_F(Descriptions, OfARegisterHaveTheEffectsOfItsFields) {
+    m_folder.store("m.svd", mapOfPeripherals(peripheralOf(
+                                "map32", "",
+                                registerAt("EVENTS", "0",
+                                           "<fields><field><name>A</name><bitRange>[0:0]</bitRange></field>"
+                                           "<field><name>B</name><description>Both</description><bitRange>[1:1]"
+                                           "</bitRange><modifiedWriteValues>oneToSet</modifiedWriteValues>"
+                                           "<readAction>clear</readAction></field></fields>"))));
+    const std::string output = run("--map m.svd describe map32 EVENTS").output;
+    EXPECT_NE(output.find("\n\nBITS  FIELD  ACCESS      RESET  EFFECTS                       DESCRIPTION\n"
+                          "1     B      read-write  0      read: clear, write: oneToSet  Both\n"
+                          "0     A      read-write  0\n"),
+              std::string::npos)
+        << output;
 }
 
 TEST_F(Descriptions, OfAFieldHaveItsValues) {

@@ -40,10 +40,10 @@ protected:
         expect("poll " + condition + " --timeout 1m", 0, output);
     }
 
-    /** @param place what does not have the value. */
-    void expectTimeOut(const std::string& condition, const std::string& output, const std::string& place) const {
+    /** @param subject what does not have the value. */
+    void expectTimeOut(const std::string& condition, const std::string& output, const std::string& subject) const {
         expect("poll " + condition + " --interval 1ms --timeout 50ms", 4, output,
-               "map32: timed out after 50 ms (" + place + ')');
+               "map32: timed out after 50 ms (" + subject + ')');
     }
 };
 
@@ -144,10 +144,12 @@ TEST_F(Poll, ReportsAFailureOfStandardOutput) {
 TEST_F(Poll, RefusesAValueThatCannotOccur) {
     expectRefused("poll map32 NARROW 0x10000", "value 0x10000 does not fit in 16 bits");
     expectRefused("poll map32 CTRL[7:4] 16", "value 16 does not fit in 4 bits");
+    expectRefused("poll map32 CTRL[0:0] 2", "value 2 does not fit in 1 bit");
     expectRefused("poll map32 CTRL.MODE 8", "map32: field CTRL.MODE: '8' does not fit in 3 bits");
     expectRefused("poll map32 CTRL.RUN going",
-                  "map32: field CTRL.RUN: 'going' is not a number or one of stopped, running");
-    expectRefused("poll map32 CTRL.MODE go", "map32: field CTRL.MODE: 'go' is not a number or one of slow, 7, other");
+                  "map32: field CTRL.RUN: 'going' is not a value of the field (give a number, stopped or running)");
+    expectRefused("poll map32 CTRL.MODE go",
+                  "map32: field CTRL.MODE: 'go' is not a value of the field (give a number, slow, 7 or other)");
     expectRefused("poll map32 CTRL.MODE 4", "map32: field CTRL.MODE: '4' is a number and also the name of other values "
                                             "(give the value with 0x or 0b)");
     expectRefused("poll map32 CTRL running",

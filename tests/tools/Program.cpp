@@ -72,9 +72,9 @@ std::string TestFolder::load(const std::string& name) const {
 
 std::string withoutTimes(const std::string& text) {
     std::string result = text;
-    for (std::size_t place = 0; place + timePattern.size() <= result.size(); ++place) {
-        if (isTime(result.substr(place, timePattern.size()))) {
-            result.replace(place, timePattern.size(), "TIME");
+    for (std::size_t position = 0; position + timePattern.size() <= result.size(); ++position) {
+        if (isTime(result.substr(position, timePattern.size()))) {
+            result.replace(position, timePattern.size(), "TIME");
         }
     }
     return result;

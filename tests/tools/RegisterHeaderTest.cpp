@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <chrono>
 #include <map>
 #include <set>
 #include <sstream>
@@ -32,6 +33,25 @@ TEST(MacroNames, AreUnique) {
     EXPECT_EQ(names.add("A", "2"), "A_2");
     EXPECT_EQ(names.add("A", "3"), "A_3");
     EXPECT_EQ(names.add("A_2", "4"), "A_2_2");
+}
+
+TEST(MacroNames, LeaveReservedNamesToOthers) {
+    Rynvelctl::MacroNames names;
+    names.reserve("A_2");
+    EXPECT_EQ(names.add("A", "1"), "A");
+    EXPECT_EQ(names.add("A", "2"), "A_3");
+    EXPECT_EQ(names.add("A_2", "3"), "A_2");
+}
+
+TEST(MacroNames, AreFoundQuickly) {
+    Rynvelctl::MacroNames names;
+    const auto start = std::chrono::steady_clock::now();
+    constexpr int count = 30000;
+    for (int i = 1; i < count; ++i) {
+        names.add("A", std::to_string(i));
+    }
+    EXPECT_EQ(names.add("A", "last"), "A_" + std::to_string(count));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
 }
 
 TEST(MacroNames, AreGivenOnceToTheSameMacro) {
@@ -175,13 +195,13 @@ TEST_F(Headers, HaveTheConstantsOfTheMap) {
 
 TEST_F(Headers, SayWhatTheyAreAndWhatTheyLeaveOut) {
     write(timerMap(), "map32");
-    EXPECT_EQ(
-        m_header.rfind("/* map32: A timer */\n"
-                       "/* Made by 'rynvelctl maps header' from m.svd, version 1.2 */\n"
-                       "/*\n * REGISTER_ADDRESS: the address for Rynvel2_read32 and its siblings, with the device "
-                       "type Tyvon32\n",
-                       0),
-        0U)
+    EXPECT_EQ(m_header.rfind(
+                  "/* map32: A timer */\n"
+                  "/* Made by 'rynvelctl maps header' from m.svd, version 1.2 */\n"
+                  "/*\n * REGISTER_ADDRESS: the address to pass to Rynvel2_read32 and the other Rynvel2_ functions "
+                  "for 32 bits,\n *                   with the device type Tyvon32\n",
+                  0),
+              0U)
         << m_header;
     EXPECT_NE(m_header.find("/* Left out: map32: register WIDE has 64 bits (the device has 32-bit registers) */\n"),
               std::string::npos)
@@ -198,13 +218,17 @@ TEST_F(Headers, HaveTheAddressesOfTheDeviceType) {
     expectConstants({{"FILE16_A_ADDRESS", 4}, {"FILE16_A_OFFSET", 4}, {"FILE16_B_ADDRESS(i + 2)", 12}});
     write(map, "map16");
     expectConstants({{"MAP16_A_ADDRESS", 2}, {"MAP16_A_OFFSET", 4}, {"MAP16_B_ADDRESS(i + 2)", 6}});
-    EXPECT_NE(m_header.find("the address for Rynvel2_read16"), std::string::npos) << m_header;
+    EXPECT_NE(m_header.find("the address to pass to Rynvel2_read16 and the other Rynvel2_ functions for 16 bits"),
+              std::string::npos)
+        << m_header;
 }
 
 TEST_F(Headers, HaveFunctionsOfTheirOwnForNarrowRegisters) {
     write(mapOfPeripherals(peripheralOf("file8", "", registerAt("A", "3", "<size>8</size>"))), "file8");
     expectConstants({{"FILE8_A_ADDRESS", 3}, {"FILE8_A_OFFSET", 3}});
-    EXPECT_NE(m_header.find("the address for Rynvel_read8"), std::string::npos) << m_header;
+    EXPECT_NE(m_header.find("the address to pass to Rynvel_read8 and the other Rynvel_ functions for 8 bits"),
+              std::string::npos)
+        << m_header;
 }
 
 TEST_F(Headers, NameTheElementsOfAnArrayOfWhichTheDeviceCannotAccessAll) {
@@ -229,13 +253,79 @@ TEST_F(Headers, KeepNamesApart) {
           "map32");
     expectConstants({{"MAP32_A_B_ADDRESS", 0},
                      {"MAP32_A_ADDRESS", 1},
-                     {"MAP32_A_ADDRESS_2", 2},
+                     {"MAP32_A_2_ADDRESS", 2},
                      {"MAP32_A_OFFSET", 4},
-                     {"MAP32_A_OFFSET_2", 8},
+                     {"MAP32_A_2_OFFSET", 8},
                      {"MAP32_A_B_C_MASK", 1},
                      {"MAP32_A_B_C_MASK_2", 0},
                      {"MAP32_A_B_C_SHIFT", 0},
+                     {"MAP32_A_B_C_2_MASK", 1},
                      {"MAP32_REGISTERS_ADDRESS", 3}});
+}
+
+std::string fieldAt(const std::string& name, const std::string& bits, const std::string& further = "") {
+    return "<field><name>" + name + "</name><bitRange>" + bits + "</bitRange>" + further + "</field>";
+}
+
+std::string valueOf(const std::string& name, const std::string& value) {
+    return "<enumeratedValues><enumeratedValue><name>" + name + "</name><value>" + value +
+           "</value></enumeratedValue></enumeratedValues>";
+}
+
+TEST_F(Headers, GiveAllMacrosOfARegisterTheSameNumber) {
+    const auto fields = [](const std::string& content) { return "<fields>" + content + "</fields>"; };
+    write(
+        mapOfPeripherals(peripheralOf(
+            "map32", "",
+            registerAt("R-1", "0", fields(fieldAt("F", "[3:0]"))) +
+                registerAt("R.1", "4", fields(fieldAt("F", "[3:0]"))) +
+                registerAt("R_1", "8", "<resetValue>5</resetValue>" + fields(fieldAt("F", "[7:4]"))) +
+                registerAt("R_1_2", "12", "") +
+                registerAt("S", "16", fields(fieldAt("F-1", "[3:0]") + fieldAt("F.1", "[4:4]", valueOf("ON", "1")))))),
+        "map32");
+    const Constants constants{{"MAP32_R_1_ADDRESS", 0},   {"MAP32_R_1_OFFSET", 0},      {"MAP32_R_1_RESET", 0},
+                              {"MAP32_R_1_F_MASK", 0xF},  {"MAP32_R_1_F_SHIFT", 0},     {"MAP32_R_1_2_ADDRESS", 3},
+                              {"MAP32_R_1_2_OFFSET", 12}, {"MAP32_R_1_2_RESET", 0},     {"MAP32_R_1_3_ADDRESS", 1},
+                              {"MAP32_R_1_3_OFFSET", 4},  {"MAP32_R_1_3_RESET", 0},     {"MAP32_R_1_3_F_MASK", 0xF},
+                              {"MAP32_R_1_3_F_SHIFT", 0}, {"MAP32_R_1_4_ADDRESS", 2},   {"MAP32_R_1_4_OFFSET", 8},
+                              {"MAP32_R_1_4_RESET", 5},   {"MAP32_R_1_4_F_MASK", 0xF0}, {"MAP32_R_1_4_F_SHIFT", 4},
+                              {"MAP32_S_ADDRESS", 4},     {"MAP32_S_OFFSET", 16},       {"MAP32_S_RESET", 0},
+                              {"MAP32_S_F_1_MASK", 0xF},  {"MAP32_S_F_1_SHIFT", 0},     {"MAP32_S_F_1_2_MASK", 0x10},
+                              {"MAP32_S_F_1_2_SHIFT", 4}, {"MAP32_S_F_1_2_ON", 1}};
+    expectConstants(constants);
+    std::set<std::string> expected = macrosOf(constants);
+    expected.insert("MAP32_REGISTERS_H");
+    EXPECT_EQ(macrosOf(m_header), expected);
+}
+
+TEST_F(Headers, NameTheElementsOfAnArrayThatLeavesItsRegister) {
+    const std::string array = "<field><dim>4</dim><dimIncrement>8</dimIncrement><name>P%s</name>"
+                              "<bitRange>[15:8]</bitRange>" +
+                              valueOf("ON", "1") + "</field>";
+    write(mapOfPeripherals(peripheralOf("map32", "", registerAt("A", "0", "<fields>" + array + "</fields>"))), "map32");
+    expectConstants({{"MAP32_A_P0_MASK", 0xFF00}, {"MAP32_A_P2_MASK", 0xFF000000}, {"MAP32_A_P2_SHIFT", 24}});
+    EXPECT_EQ(macrosOf(m_header),
+              (std::set<std::string>{"MAP32_REGISTERS_H", "MAP32_A_ADDRESS", "MAP32_A_OFFSET", "MAP32_A_RESET",
+                                     "MAP32_A_P0_MASK", "MAP32_A_P0_SHIFT", "MAP32_A_P0_ON", "MAP32_A_P1_MASK",
+                                     "MAP32_A_P1_SHIFT", "MAP32_A_P1_ON", "MAP32_A_P2_MASK", "MAP32_A_P2_SHIFT",
+                                     "MAP32_A_P2_ON"}));
+}
+
+TEST_F(Headers, LeaveOutValuesThatDoNotFitTheirField) {
+    const auto value = [](const std::string& name, const std::string& number) {
+        return "<enumeratedValue><name>" + name + "</name><value>" + number + "</value></enumeratedValue>";
+    };
+    write(mapOfPeripherals(peripheralOf("map32", "",
+                                        registerAt("A", "0",
+                                                   "<fields>" +
+                                                       fieldAt("F", "[7:4]",
+                                                               "<enumeratedValues>" + value("FITS", "15") +
+                                                                   value("WIDE", "16") + "</enumeratedValues>") +
+                                                       "</fields>"))),
+          "map32");
+    EXPECT_EQ(macrosOf(m_header),
+              (std::set<std::string>{"MAP32_REGISTERS_H", "MAP32_A_ADDRESS", "MAP32_A_OFFSET", "MAP32_A_RESET",
+                                     "MAP32_A_F_MASK", "MAP32_A_F_SHIFT", "MAP32_A_F_FITS"}));
 }
 
 TEST_F(Headers, AreValidWhateverTheMapSays) {

@@ -83,7 +83,7 @@ class RegisterNames : public DescribedProgram {
 protected:
     RegisterNames() : DescribedProgram(boardMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
-    /** Replaces the registers of the device map32. */
+    /** Replaces the register map with one that describes only map32, with these registers. */
     void describe(const std::string& registers) const {
         m_folder.store("board.svd", mapOf(peripheral("map32", registers)));
     }
@@ -263,11 +263,11 @@ TEST_F(RegisterNames, AreRefusedForAnAccessThatTheMapExcludes) {
 TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
     expectRefused("write map32 NARROW 0x10000", "value 0x10000 does not fit in 16 bits");
     expectRefused("write map32 NARROW 1 --mask 0x10000", "mask 0x10000 does not fit in 16 bits");
-    expectRefused("write map32 LIMITED 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("write map32 LIMITED 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
     expectRefused("write map32 CTRL.MODE 8", "map32: field CTRL.MODE: '8' does not fit in 3 bits");
     expectRefused("write map32 CTRL.GAIN 1", "map32: field CTRL.GAIN: '1' is not a value that may be written");
     expectRefused("write map32 CTRL.START going",
-                  "map32: field CTRL.START: 'going' is not a number or one of stopped, running");
+                  "map32: field CTRL.START: 'going' is not a value of the field (give a number, stopped or running)");
 }
 
 TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
@@ -314,7 +314,7 @@ TEST_F(RegisterNames, HaveARangeThatNoPartOfAWriteMayLeave) {
     describe(aRegister("R", "0",
                        "<writeConstraint><range><minimum>1</minimum><maximum>5</maximum></range></writeConstraint>" +
                            fields(field("F", "[7:0]"))));
-    const std::string refusal = "map32: register R: value 9 may not be written (from 1 to 5)";
+    const std::string refusal = "map32: register R: value 9 is not allowed (write 1 to 5)";
     expectRefused("write map32 R.F 9", refusal);
     expectRefused("write map32 R 9 --mask 0xff", refusal);
     expect("write map32 R.F 5", 0, "map32 R.F = 5\n");
@@ -328,8 +328,8 @@ TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
     expect("write map32 R.LOW 5", 0, "map32 R.LOW = 5\n");
     expect("write map32 R LOW=256 HIGH=0 --quiet", 0, "");
     expect("write map32 R 6 --mask 7 --quiet", 0, "");
-    expectRefused("write map32 R LOW=5 HIGH=0", "map32: register R: value 5 may not be written (from 256 to 511)");
-    expectRefused("write map32 R 5", "map32: register R: value 5 may not be written (from 256 to 511)");
+    expectRefused("write map32 R LOW=5 HIGH=0", "map32: register R: value 5 is not allowed (write 256 to 511)");
+    expectRefused("write map32 R 5", "map32: register R: value 5 is not allowed (write 256 to 511)");
 }
 
 TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
@@ -407,6 +407,88 @@ TEST_F(RegisterNames, AreRefusedForAFieldIfReadingAnotherRegisterOfTheWordHasASi
     expect("write map32 DLL F=1 G=2", 0, "map32 DLL.F = 1\nmap32 DLL.G = 2\n");
 }
 
+TEST_F(RegisterNames, AreRefusedIfAFieldOnTheBitsOfAnotherCannotKeepItsValue) {
+    describe(aRegister(
+                 "MIX", "0",
+                 fields(field("A", "[0:0]") + field("P", "[7:4]") + field("C", "[7:4]", modifiedWrite("oneToClear")))) +
+             aRegister("FLAGS", "4",
+                       fields(field("A", "[0:0]") + field("Q", "[1:1]", modifiedWrite("oneToClear")) +
+                              field("R", "[1:1]", modifiedWrite("zeroToClear")))));
+    const std::string reason = " cannot keep its value, because a write changes another field on its bits";
+    expectRefused("write map32 MIX.A 1", "map32: field MIX.P" + reason + " (also assign P)");
+    expectRefused("write map32 MIX 1 --mask 1",
+                  "map32: field MIX.P" + reason + " (also select all bits of P with the mask)");
+    expectRefused("write map32 FLAGS.A 1", "map32: field FLAGS.Q" + reason + " (also assign Q)");
+    expect("write map32 MIX A=1 P=2 --quiet", 0, "");
+    EXPECT_EQ(get(0), 0x21U);
+}
+
+TEST_F(RegisterNames, LeaveOtherRegistersOfTheirAddressAlone) {
+    describe(aRegister("ALTA", "0", fields(field("EN", "[0:0]") + field("MODE", "[5:4]"))) +
+             aRegister("ALTB", "0",
+                       "<alternateRegister>ALTA</alternateRegister>" +
+                           fields(field("PEND", "[15:8]", modifiedWrite("oneToClear")) +
+                                  field("SET", "[16:16]", modifiedWrite("zeroToSet")))));
+    set(0, 0x80001230);
+    expect("write map32 ALTA.EN 1 --quiet", 0, "");
+    EXPECT_EQ(get(0), 0x80010031U);
+    set(0, 0x80001230);
+    expect("write map32 ALTA 2 --mask 2 --quiet", 0, "");
+    EXPECT_EQ(get(0), 0x80010032U);
+}
+
+TEST_F(RegisterNames, AreRefusedIfAnotherRegisterOfTheirAddressCannotBeLeftAlone) {
+    const std::string other = "<alternateRegister>A</alternateRegister>";
+    describe(aRegister("A", "0", fields(field("F", "[0:0]") + field("G", "[7:4]"))) +
+             aRegister("B", "0", other + modifiedWrite("oneToClear")) + aRegister("PLAIN", "4") +
+             aRegister("C", "8", fields(field("F", "[0:0]"))) + aRegister("D", "8", other + modifiedWrite("set")));
+    expectRefused("write map32 A.F 1", "map32: field A.G cannot keep its value, because a write changes another field "
+                                       "on its bits (also assign G)");
+    expect("write map32 A F=1 G=2 --quiet", 0, "");
+    expectRefused("write map32 C.F 1",
+                  "map32: register C: each write changes another register of its address (write the whole register)");
+    expect("write map32 C 1 --quiet", 0, "");
+}
+
+TEST_F(RegisterNames, LeaveTheBitsAboveANarrowRegisterAlone) {
+    describe(aRegister("N8", "0", "<size>8</size>" + fields(field("A", "[3:0]") + field("B", "[7:4]"))));
+    set(0, 0xABCDEF01);
+    expect("write map32 N8 A=1 B=2 --quiet", 0, "");
+    EXPECT_EQ(get(0), 0xABCDEF21U);
+    expect("write map32 N8 3 --quiet", 0, "");
+    EXPECT_EQ(get(0), 3U);
+}
+
+TEST_F(RegisterNames, AreWrittenWithoutReadingIfNoOtherFieldNeedsIt) {
+    const std::string cleared = modifiedWrite("oneToClear");
+    const std::string flags = fields(field("TXINT", "[0:0]", cleared) + field("RXINT", "[1:1]", cleared) +
+                                     field("SET", "[2:2]", modifiedWrite("zeroToSet")));
+    describe(aRegister("INTCLEAR", "0", "<access>write-only</access>" + flags) +
+             aRegister("INTREAD", "4", "<readAction>clear</readAction>" + flags));
+    set(0, 0xFF);
+    expect("write map32 INTCLEAR.TXINT 1 --quiet", 0, "");
+    EXPECT_EQ(get(0), 5U);
+    set(4, 0xFF);
+    expect("write map32 INTREAD.RXINT 1 --quiet", 0, "");
+    EXPECT_EQ(get(4), 6U);
+}
+
+TEST_F(RegisterNames, AreAccessibleIfOneOfTheirFieldsIs) {
+    const std::string both = "<access>read-write</access>";
+    describe(
+        aRegister("RO", "0", "<access>read-only</access>" + fields(field("F", "[3:0]", both))) +
+        aRegister("WO", "4", "<access>write-only</access>" + fields(field("F", "[3:0]", both) + field("G", "[7:4]"))) +
+        aRegister("ALL", "8", "<access>read-only</access>" + fields(field("OUT", "[32:32]", both))));
+    expect("write map32 RO.F 3 --quiet", 0, "");
+    expect("write map32 RO 4 --verify --quiet", 0, "");
+    expect("read map32 RO.F", 0, "map32 RO.F = 4\n");
+    expect("write map32 WO 5 --quiet", 0, "");
+    expect("read map32 WO", 0, "map32 WO = 0x00000005\n  F[3:0] = 5\n");
+    expect("show map32 WO --quiet", 0, "WO 0x00000005\n");
+    expectRefused("write map32 WO.F 1", "map32: field WO.G is write-only, so it cannot keep its value (also assign G)");
+    expectRefused("write map32 ALL 1", "map32: register ALL is read-only");
+}
+
 TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
     set(0x18, 0xAB);
     expect("dump map32 DATA[1] 3", 0, "0x00000014: 00000000 000000ab 00000000\n");
@@ -417,8 +499,8 @@ TEST_F(RegisterNames, SelectTheFirstOfConsecutiveRegisters) {
 
 TEST_F(RegisterNames, AreRefusedIfARegisterAfterTheFirstExcludesTheAccess) {
     expectRefused("fill map32 CTRL 2 0x200", "map32: register STATUS is read-only");
-    expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
-    expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 may not be written (from 1 to 5)");
+    expectRefused("fill map32 NARROW 2 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
+    expectRefused("fill map32 LIMITED 1 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
     expectRefused("fill map32 NARROW 1 0x10000", "map32: register NARROW: value 65536 does not fit in 16 bits");
     expectRefused("fill map32 FIFO 3 1", "map32: register WIDE has 64 bits (the device has 32-bit registers)");
     expectRefused("dump map32 STATUS 2", "map32: register KEY is write-only");
@@ -525,7 +607,7 @@ TEST_F(MapsOfRegisterNames, MustBeUsable) {
     expectWith("broken.svd", "read map32 STATUS", 2, "",
                "broken.svd:3: error: not well-formed XML: Start-end tags mismatch");
     m_folder.store("words.svd", mapOf(peripheral("map32", controlRegisters), "16"));
-    expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: an address selects 16 bits (8 are supported)");
+    expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }
 
 /** The program, on a device of a server. */
@@ -571,6 +653,32 @@ TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheBitsOfOthers) {
 TEST_F(RemoteRegisterNames, AreVerifiedWithoutTheirReadOnlyFields) {
     m_peer.script({success(), success(), success({0x80000201})});
     expectEnding(run("write remote CTRL 0x201 --verify"), 0, "remote CTRL = 0x00000201\n");
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedByTheWritableFieldsOfAReadOnlyRegister) {
+    m_folder.store(
+        "board.svd",
+        mapOf(peripheral("remote", aRegister("RO", "0",
+                                             "<access>read-only</access>" +
+                                                 fields(field("F", "[3:0]", "<access>read-write</access>"))))));
+    m_peer.script({success(), success(), success({0xFF000004})});
+    expectEnding(run("write remote RO 4 --verify"), 0, "remote RO = 0x00000004\n");
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedEvenWhereAReadOnlyFieldOverlaps) {
+    m_folder.store("board.svd",
+                   mapOf(peripheral("remote", aRegister("OVL", "0",
+                                                        fields(field("STAT", "[3:0]", "<access>read-only</access>") +
+                                                               field("CTL", "[3:0]"))))));
+    m_peer.script({success(), success(), success({0})});
+    expectEnding(run("write remote OVL.CTL 5 --verify"), 1, "",
+                 "remote: OVL holds 0x00000000 after 0x00000005 was written with mask 0x0000000f");
+}
+
+TEST_F(RemoteRegisterNames, AreVerifiedByTheirFields) {
+    m_peer.script({success(), success(), success({0x21})});
+    expectEnding(run("write remote CTRL.MODE 5 --verify"), 1, "",
+                 "remote: CTRL holds 0x00000021 after 0x00000050 was written with mask 0x00000070");
 }
 
 TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {

@@ -96,7 +96,7 @@ TEST_F(RemoteRows, AreGivenUpWhenTheirServerStaysSilent) {
 
 TEST_F(RemoteRows, AreListedWithoutAFile) {
     expect("list", ExitStatus::Done,
-           "NAME            HANDLE  PATH            BACKEND   WIDTH  FILE\n"
+           "NAME            HANDLE  PATH            TYPE      WIDTH  FILE\n"
            "traf.remote.8   0       10.0.0.7::9000  Remote8   8      remote\n"
            "traf.remote.16  1       10.0.0.7::9000  Remote16  16     remote\n"
            "traf.remote.32  2       10.0.0.7::9000  Remote32  32     remote\n"

@@ -66,7 +66,7 @@ TEST_F(ReplacedLibrary, IsRefusedForTheTypeOfADeviceAtAServer) {
 TEST_F(ReplacedLibrary, OmitsTheRowsThatDifferFromTheList) {
     const Ending ending = run("list");
     EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.output, "NAME        HANDLE  PATH         BACKEND           WIDTH  FILE\n"
+    EXPECT_EQ(ending.output, "NAME        HANDLE  PATH         TYPE              WIDTH  FILE\n"
                              "file8       0       registers8   Lseek8            8      present\n"
                              "torn        5       map          Tyvon32           32     present\n"
                              "seek.irq16  7       registers16  TyvonInterrupt16  16     present\n"

@@ -16,6 +16,19 @@
 namespace RynvelTest {
 namespace {
 
+/** Registers with fields that a write of another field must not change. */
+std::string protectedRegisters() {
+    const auto field = [](const std::string& name, const std::string& bits, const std::string& elements = "") {
+        return "<field><name>" + name + "</name><bitRange>[" + bits + "]</bitRange>" + elements + "</field>";
+    };
+    const auto fields = [](const std::string& all) { return "<fields>" + all + "</fields>"; };
+    return registerAt("CTRL", "0", fields(field("RUN", "0:0") + field("MODE", "5:4"))) +
+           registerAt("KEYED", "4", fields(field("RUN", "0:0") + field("KEY", "7:4", "<access>write-only</access>"))) +
+           registerAt("FLAGS", "8",
+                      fields(field("MODE", "1:1") + field("ENABLE", "2:2") +
+                             field("ERROR", "7:7", "<modifiedWriteValues>oneToClear</modifiedWriteValues>")));
+}
+
 /** The program with files of commands. */
 class CommandFiles : public testing::Test {
 protected:
@@ -142,9 +155,39 @@ TEST_F(CommandFiles, KeepGoingIfTheUserAsksForIt) {
     expectEnding(run("read file8 0\n", "--keep-going"), 0, "file8 0x00000000 = 0x00\n");
 }
 
+TEST_F(CommandFiles, RefuseAWriteThatWouldChangeOtherFields) {
+    m_folder.store("board.svd", mapOfPeripherals(peripheralOf("map32", "", protectedRegisters())));
+    const std::string refusal = "map32: field KEYED.KEY is write-only, so it cannot keep its value ";
+    expectEnding(run("write map32 CTRL.RUN 1\nwrite map32 KEYED.RUN 1\nwrite map32 CTRL.RUN 0\n"), 2,
+                 "map32 CTRL.RUN = 1\n", "script:2: " + refusal + "(also assign KEY)");
+    EXPECT_EQ(get(0), 1U);
+    EXPECT_EQ(get(4), 0U);
+    expectEnding(run("write map32 CTRL.MODE=2 KEYED.RUN=1\nset map32 KEYED RUN\nwrite map32 KEYED 1 --mask 1\n"
+                     "clear map32 CTRL RUN\n",
+                     "--keep-going"),
+                 2, "map32 CTRL.RUN = 0\n",
+                 "script:1: " + refusal + "(also assign KEY)\nrynvelctl: script:2: " + refusal +
+                     "(use write, and also give values for KEY)\nrynvelctl: script:3: " + refusal +
+                     "(also select all bits of KEY with the mask)");
+    EXPECT_EQ(get(0), 0U);
+    EXPECT_EQ(get(4), 0U);
+}
+
+TEST_F(CommandFiles, LeaveFieldsThatAOneClearsAlone) {
+    m_folder.store("board.svd", mapOfPeripherals(peripheralOf("map32", "", protectedRegisters())));
+    expectEnding(run("write map32 8 0x80\nset map32 FLAGS ENABLE\nwrite map32 FLAGS.MODE 1\nread map32 8\n", "--quiet"),
+                 0, "0x00000006\n");
+}
+
+TEST_F(CommandFiles, WaitForTheirFilesNoLongerThanTheTimeout) {
+    makeFifo();
+    expectEnding(run("read file8 0\nrestore map32 fifo\nread file8 1\n", "--timeout 100ms --keep-going"), 4,
+                 "file8 0x00000000 = 0x00\n", "script:2: fifo: timed out after 100 ms");
+}
+
 TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
     expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
-                 "map32: reading has a side effect, left out: STATUS (--with-side-effects includes them)\n"
+                 "map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
                  "rynvelctl: map32: register WIDE has 64 bits (the device has 32-bit registers)\n"
                  "rynvelctl: script:3: the command ended with status 1");
 }
@@ -242,8 +285,9 @@ TEST_F(CommandFiles, ExpectValues) {
     expectProblem("CTRL 0x41 --mask 0xff --not", 1,
                   "register CTRL with mask 0xff is still 0x41 (the value is 0x00000141)");
     expectProblem("ACK 0", 2, "register ACK is write-only");
-    expectProblem("CTRL.RUN 2", 2, "field CTRL.RUN: '2' does not fit in 1 bits");
-    expectProblem("CTRL.RUN idle", 2, "field CTRL.RUN: 'idle' is not a number or one of stopped, running");
+    expectProblem("CTRL.RUN 2", 2, "field CTRL.RUN: '2' does not fit in 1 bit");
+    expectProblem("CTRL.RUN idle", 2,
+                  "field CTRL.RUN: 'idle' is not a value of the field (give a number, stopped or running)");
     expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("expect file8 0 1"), m_folder.path()), 1, "",
                  "file8: register 0x00000000 is not 1 (the value is 0x00)");
     expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("expect file8 0 0"), m_folder.path()), 0, "");

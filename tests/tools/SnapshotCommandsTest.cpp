@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -72,7 +73,7 @@ std::string map() {
         peripheral("file8", aRegister("A", "0", bits) + aRegister("B", "1", bits) + aRegister("C", "2", bits)));
 }
 
-const char* const leftOut = "rynvelctl: map32: reading has a side effect, left out: FIFO, POP "
+const char* const leftOut = "rynvelctl: map32: left out, reading has a side effect: FIFO, POP "
                             "(--with-side-effects includes them)\n";
 const char* const obstacles = "rynvelctl: map32: register WIDE has 64 bits (the device has 32-bit registers)\n"
                               "rynvelctl: map32: register FAR is outside the map of the device\n";
@@ -140,12 +141,12 @@ protected:
         return number;
     }
 
-    /** Replaces a text in a saved file. */
+    /** Replaces a text in a snapshot. */
     void edit(const std::string& file, const std::string& replaced, const std::string& replacement) const {
         std::string text = m_folder.load(file);
-        const std::size_t place = text.find(replaced);
-        ASSERT_NE(place, std::string::npos) << replaced;
-        m_folder.store(file, text.replace(place, replaced.size(), replacement));
+        const std::size_t position = text.find(replaced);
+        ASSERT_NE(position, std::string::npos) << replaced;
+        m_folder.store(file, text.replace(position, replaced.size(), replacement));
     }
 
     std::size_t files() const {
@@ -191,6 +192,17 @@ TEST_F(SavedRegisters, ArePrintedOnRequest) {
     EXPECT_EQ(ending.error, "");
     expect("save file8 s --quiet", 0, "");
     EXPECT_EQ(withoutTimes(ending.output), withoutTimes(m_folder.load("s")));
+}
+
+TEST_F(SavedRegisters, ThatNobodyReceivesAreAFailure) {
+    expectEnding(runWithoutAReader("save file8 -"), 1, "", "standard output: Broken pipe");
+    expectEnding(runOnAFullDisk("save file8 -"), 1, "", "standard output: No space left on device");
+    if (std::string(RYNVEL_EMULATOR).empty()) {
+        std::filesystem::remove(m_folder.path() + "/registers8");
+        const std::string line = "exec \"$0\" --map tests.svd save file8 - >&-";
+        expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 1, "",
+                     "standard output: Bad file descriptor");
+    }
 }
 
 TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
@@ -369,7 +381,7 @@ TEST_F(SavedRegisters, WithSideEffectsAreNamedInTheOrderOfTheDevice) {
          R"({"name":"D","offset":12,"size":32,"value":1},{"name":"F","offset":20,"size":32,"value":0},)"
          R"({"name":"B","offset":4,"size":32,"value":1},{"name":"A","offset":0,"size":32,"value":1})");
     expect("diff map32 s", 1, "B: 0x00000000 -> 0x00000001\nF: only in s (0x00000014 = 0x00000000)\n",
-           "rynvelctl: map32: reading has a side effect, left out: A, D (--with-side-effects includes them)\n");
+           "rynvelctl: map32: left out, reading has a side effect: A, D (--with-side-effects includes them)\n");
 }
 
 TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
@@ -396,6 +408,13 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
            "rynvelctl: nothing: not a device of this machine ('rynvelctl list' shows the names)\n");
     m_folder.store("registers8", "\x01\x02");
     expect("diff file8 a", 2, "", "rynvelctl: file8: reading C failed\n");
+}
+
+TEST_F(SavedRegisters, OfAnotherDeviceAreNotCompared) {
+    run("save file8 a");
+    run("save map32 b");
+    expect("diff map32 a", 2, "", "rynvelctl: a: the file holds the registers of file8 (the device is map32)\n");
+    expect("diff b a", 2, "", "rynvelctl: a: the file holds the registers of file8 (b holds those of map32)\n");
 }
 
 TEST_F(SavedRegisters, ThatDifferDifferWithoutAReader) {
@@ -572,7 +591,7 @@ TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
     poke(4, 2);
     expect("restore map32 s", 0,
            "map32: not restored, a write must repeat the value that was read: ECHO\n"
-           "map32: not restored, the value may not be written: STEP\n");
+           "map32: not restored, the register map does not allow the value: STEP\n");
     EXPECT_EQ(peek(0), 1U);
     EXPECT_EQ(peek(4), 2U);
     edit("s", "\"size\":32,\"value\":5", "\"size\":32,\"value\":4");
@@ -589,11 +608,57 @@ TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
                         aRegister("RBR", "0", element("access", "read-only") + element("readAction", "modify")) +
                             aRegister("DLL", "0", element("alternateRegister", "RBR")) + aRegister("NEXT", "4", "")));
     expect("save map32 s", 0, "map32: saved 1 register in s\n",
-           "rynvelctl: map32: reading has a side effect, left out: RBR, DLL (--with-side-effects includes them)\n");
+           "rynvelctl: map32: left out, reading has a side effect: RBR, DLL (--with-side-effects includes them)\n");
     expect("save map32 s --with-side-effects", 0, "map32: saved 3 registers in s\n");
     poke(0, 1);
     expect("restore map32 s", 0, "map32: not restored, reading has a side effect: RBR, DLL\n");
     EXPECT_EQ(peek(0), 1U);
+}
+
+TEST_F(SavedRegisters, AreRestoredFieldByFieldEvenIfTheirNamesAreEqual) {
+    describeMap32(
+        aRegister("DUP", "0", element("fields", field("X", "[3:0]") + field("X", "[7:4]") + field("Y", "[11:8]"))) +
+        aRegister("ALIAS", "4",
+                  element("fields", field("P%s", "[3:0]", element("dim", "2") + element("dimIncrement", "4")) +
+                                        field("P[1]", "[11:8]"))));
+    poke(0, 0x321);
+    poke(4, 0x321);
+    run("save map32 s");
+    poke(0, 0x391);
+    poke(4, 0x921);
+    expect("restore map32 s", 0, "map32 DUP: 0x00000391 -> 0x00000321\nmap32 ALIAS: 0x00000921 -> 0x00000321\n");
+}
+
+TEST_F(SavedRegisters, AreRestoredWithoutTheBitsAboveThem) {
+    poke(0x20, 0xFFFF1234);
+    run("save map32 s");
+    poke(0x20, 0xABCD0000);
+    expect("restore map32 s", 0, "map32 SMALL: 0x0000 -> 0x1234\n");
+    EXPECT_EQ(peek(0x20), 0xABCD1234U);
+}
+
+TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress) {
+    const std::string cleared = element("modifiedWriteValues", "oneToClear");
+    describeMap32(
+        aRegister("A", "0") +
+        aRegister("B", "0", element("alternateRegister", "A") + element("fields", field("PEND", "[15:8]", cleared))));
+    poke(0, 0x100);
+    run("save map32 s");
+    poke(0, 0x101);
+    expect("restore map32 s", 0,
+           "map32: not restored, a write changes another register of its address: A\n"
+           "map32: not restored, bits outside the fields differ: B\n");
+    EXPECT_EQ(peek(0), 0x101U);
+}
+
+TEST_F(SavedRegisters, AreThoseWithAFieldThatCanBeAccessed) {
+    const std::string both = element("access", "read-write");
+    describeMap32(aRegister("RO", "0", element("access", "read-only") + element("fields", field("F", "[3:0]", both))) +
+                  aRegister("WO", "4", element("access", "write-only") + element("fields", field("F", "[3:0]", both))));
+    expect("save map32 s", 0, "map32: saved 2 registers in s\n");
+    poke(0, 1);
+    poke(4, 1);
+    expect("restore map32 s", 0, "map32 RO: 0x00000001 -> 0x00000000\nmap32 WO: 0x00000001 -> 0x00000000\n");
 }
 
 TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
@@ -610,6 +675,46 @@ TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
     expect("restore map32 none", 2, "", "rynvelctl: none: No such file or directory\n");
+}
+
+TEST_F(SavedRegisters, InAPipeTakeNoMoreTimeThanTheCommandMay) {
+    run("save map32 s");
+    const std::string pipe = m_folder.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::string late = "rynvelctl: pipe: timed out after 200 ms\n";
+    const auto expectLate = [&] {
+        for (const std::string line : {"restore map32 pipe", "diff map32 pipe", "diff ./pipe s", "maps check pipe",
+                                       "--map pipe describe missing.map"}) {
+            const Ending ending = run("--timeout 200ms " + line);
+            EXPECT_EQ(ending.status, 4) << line;
+            EXPECT_EQ(ending.output, "") << line;
+            EXPECT_EQ(ending.error.substr(0, 11) + ending.error.substr(ending.error.find("pipe")), late) << line;
+        }
+    };
+    expectLate();
+    const int silentWriter = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    expectLate();
+    close(silentWriter);
+}
+
+TEST_F(SavedRegisters, MayBeInAPipe) {
+    if (!std::string(RYNVEL_EMULATOR).empty()) {
+        GTEST_SKIP() << "the shell runs the program without an emulator";
+    }
+    run("save file8 s");
+    const std::string pipe = m_folder.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string line :
+         {"(sleep 0.2; cat s) > pipe & exec \"$0\" --map tests.svd restore file8 pipe --timeout 1m",
+          "(sleep 0.2; cat s) | \"$0\" --map tests.svd restore file8 /dev/stdin"}) {
+        m_folder.store("registers8", "\x01\x02\x09");
+        expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 0,
+                     "file8 C: 0x09 -> 0x03\n", "", line);
+    }
+    expectEnding(
+        runProgram("/bin/sh", {"-c", ": | \"$0\" --map tests.svd restore file8 /dev/stdin", RYNVELCTL_FOR_TESTS},
+                   m_folder.path()),
+        2, "", "/dev/stdin:1: error: not well-formed JSON: syntax error while parsing value - unexpected end of input");
 }
 
 TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {

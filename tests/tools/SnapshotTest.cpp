@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -48,9 +50,9 @@ const char* const exampleText = R"({"format":"rynvel-registers","version":1,"dev
 /** The text of the example with another text in one place. */
 std::string exampleWith(const std::string& replaced, const std::string& replacement) {
     std::string text = exampleText;
-    const std::size_t place = text.find(replaced);
-    EXPECT_NE(place, std::string::npos) << replaced;
-    return text.replace(place, replaced.size(), replacement);
+    const std::size_t position = text.find(replaced);
+    EXPECT_NE(position, std::string::npos) << replaced;
+    return text.replace(position, replaced.size(), replacement);
 }
 
 /** Returns the error in a snapshot, as `LINE: REASON`; "no complaint" if there is none. */
@@ -233,6 +235,9 @@ public:
     static inline std::function<int()> reaction;
 };
 
+/** The permissions of a file whose owner is set. */
+std::optional<mode_t> modeBeforeOwner;
+
 /** Takes the privileges of root from the process, as long as the object exists. */
 class OtherUser {
 public:
@@ -284,6 +289,16 @@ TEST_F(ReplacedFiles, KeepTheirPermissionsAndTheOldFileForThoseWhoReadIt) {
     std::string seen;
     reader >> seen;
     EXPECT_EQ(seen, "old");
+}
+
+TEST_F(ReplacedFiles, CannotBeReadByOthersBeforeTheyHaveTheirPermissions) {
+    const mode_t mask = umask(0);
+    m_folder.store("f", "old");
+    modeBeforeOwner.reset();
+    replaceFile(name("f"), "new");
+    umask(mask);
+    ASSERT_TRUE(modeBeforeOwner.has_value());
+    EXPECT_EQ(*modeBeforeOwner & 07777U, 0600U);
 }
 
 TEST_F(ReplacedFiles, KeepTheirOwner) {
@@ -414,6 +429,14 @@ TEST_F(ReplacedFiles, AreCompleteWhenASignalEndsTheProgramMeanwhile) {
 
 } // namespace
 } // namespace RynvelTest
+
+extern "C" int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
+    struct stat file {};
+    if (fstat(descriptor, &file) == 0) {
+        RynvelTest::modeBeforeOwner = file.st_mode;
+    }
+    return fchownat(descriptor, "", owner, group, AT_EMPTY_PATH);
+}
 
 extern "C" int fsync(int descriptor) {
     if (!RynvelTest::OnSync::reaction) {

@@ -117,7 +117,7 @@ TEST(RegisterRanges, ConvertByteAddressesToAddressesOfTheDevice) {
     EXPECT_EQ(range.index(), 8U);
 }
 
-TEST(RegisterRanges, ConvertIndicesToAddressesOfTheDevice) {
+TEST(RegisterRanges, ConvertIndexesToAddressesOfTheDevice) {
     EXPECT_EQ(RegisterRange(mapped, AddressUnit::Registers, "5").deviceAddress(), 5U);
     EXPECT_EQ(RegisterRange(seekable, AddressUnit::Registers, "5").deviceAddress(), 10U);
 }

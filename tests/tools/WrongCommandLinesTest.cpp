@@ -40,24 +40,24 @@ std::vector<std::string> withEach(const std::string& before, const std::vector<s
 
 std::vector<std::string> linesWithWrongNumbers() {
     std::vector<std::string> lines;
-    const std::vector<std::pair<std::string, std::string>> places = {{"read map32 ", ""},
-                                                                     {"write map32 ", " 1"},
-                                                                     {"write map32 0 ", ""},
-                                                                     {"write map32 0 1 --mask ", ""},
-                                                                     {"dump file8 ", " 1"},
-                                                                     {"dump file8 0 ", ""},
-                                                                     {"fill file8 ", " 1 1"},
-                                                                     {"fill file8 0 ", " 1"},
-                                                                     {"fill file8 0 1 ", ""},
-                                                                     {"watch file8 ", ""},
-                                                                     {"ioctl file8 ", " 1"},
-                                                                     {"ioctl file8 1 ", ""},
-                                                                     {"watch file8 0 --count ", ""},
-                                                                     {"poll map32 ", " 1"},
-                                                                     {"poll map32 0 ", ""},
-                                                                     {"poll map32 0 1 --mask ", ""},
-                                                                     {"set map32 ", " 1"}};
-    for (const auto& [before, after] : places) {
+    const std::vector<std::pair<std::string, std::string>> positions = {{"read map32 ", ""},
+                                                                        {"write map32 ", " 1"},
+                                                                        {"write map32 0 ", ""},
+                                                                        {"write map32 0 1 --mask ", ""},
+                                                                        {"dump file8 ", " 1"},
+                                                                        {"dump file8 0 ", ""},
+                                                                        {"fill file8 ", " 1 1"},
+                                                                        {"fill file8 0 ", " 1"},
+                                                                        {"fill file8 0 1 ", ""},
+                                                                        {"watch file8 ", ""},
+                                                                        {"ioctl file8 ", " 1"},
+                                                                        {"ioctl file8 1 ", ""},
+                                                                        {"watch file8 0 --count ", ""},
+                                                                        {"poll map32 ", " 1"},
+                                                                        {"poll map32 0 ", ""},
+                                                                        {"poll map32 0 1 --mask ", ""},
+                                                                        {"set map32 ", " 1"}};
+    for (const auto& [before, after] : positions) {
         const auto some = withEach(before, wrongNumbers, after);
         lines.insert(lines.end(), some.begin(), some.end());
     }

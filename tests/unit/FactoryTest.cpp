@@ -233,7 +233,10 @@ TEST(Factory, PropagatesTheExceptionOfAConstructionAndLeavesTheSlotEmptyAndTheLo
     });
 }
 
-/** A fixture for the function that creates private devices of a width. The device names contain the width. */
+/**
+ * A fixture for the function that creates private devices with registers of type T. The device names contain the number
+ * of bits.
+ */
 template <typename T>
 class MakeUniqueTest : public testing::Test {
 protected:

@@ -31,6 +31,13 @@ TEST(NearestNames, ShareALetterWithTheWord) {
     EXPECT_EQ(nearestNames("", {"a"}), Names{});
 }
 
+TEST(NearestNames, AreAChoice) {
+    EXPECT_EQ(Common::alternatives({}), "");
+    EXPECT_EQ(Common::alternatives({"A"}), "A");
+    EXPECT_EQ(Common::alternatives({"A", "B"}), "A or B");
+    EXPECT_EQ(Common::alternatives({"A", "B", "C"}), "A, B or C");
+}
+
 TEST(NearestNames, AreAQuestion) {
     EXPECT_EQ(didYouMean({}), "");
     EXPECT_EQ(didYouMean({"A"}), "did you mean 'A'?");

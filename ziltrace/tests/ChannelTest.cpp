@@ -175,13 +175,13 @@ TEST_F(ChannelTest, DropsMessagesThatTheSinkTraces) {
     EXPECT_EQ(sink.calls, 2);
 }
 
-struct CancelledThread {
+struct CanceledThread {
     ZilTrace& channel;
     bool returned;
 };
 
-void* traceWhenCancelled(void* argument) {
-    auto& thread = *static_cast<CancelledThread*>(argument);
+void* traceWhenCanceled(void* argument) {
+    auto& thread = *static_cast<CanceledThread*>(argument);
     pthread_cancel(pthread_self());
     thread.channel.logMsg(1, anyHeader, "x");
     thread.returned = true;
@@ -192,9 +192,9 @@ void* traceWhenCancelled(void* argument) {
 TEST_F(ChannelTest, IsNotACancellationPoint) {
     ZilTraceControl::setSink(nullptr);
     configure("sink=file:/dev/null");
-    CancelledThread thread{m_channel, false};
+    CanceledThread thread{m_channel, false};
     pthread_t id{};
-    ASSERT_EQ(pthread_create(&id, nullptr, traceWhenCancelled, &thread), 0);
+    ASSERT_EQ(pthread_create(&id, nullptr, traceWhenCanceled, &thread), 0);
     void* result = nullptr;
     pthread_join(id, &result);
     EXPECT_TRUE(thread.returned);
