@@ -22,9 +22,10 @@ constexpr std::size_t pieceSize = 4096;
 
 Failure fileFailure(const std::string& file) { return usageError(file + ": " + std::strerror(errno)); }
 
+// Does not wait for the first writer of a named pipe, because this wait would not end with the time-out.
 Common::Descriptor open(const std::string& file) {
     Common::Descriptor input(file == standardInput ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                                   : ::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+                                                   : ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!input.isOpen()) {
         throw fileFailure(file);
     }

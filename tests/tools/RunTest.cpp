@@ -185,6 +185,18 @@ TEST_F(CommandFiles, WaitForTheirFilesNoLongerThanTheTimeout) {
                  "file8 0x00000000 = 0x00\n", "script:2: fifo: timed out after 100 ms");
 }
 
+TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) {
+    makeFifo();
+    expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("run fifo --timeout 100ms"), m_folder.path()), 4, "",
+                 "fifo: timed out after 100 ms");
+    Program program(RYNVELCTL_FOR_TESTS, words("run fifo"), m_folder.path());
+    const int input = openFifo();
+    ASSERT_EQ(write(input, "read file8 0\n", 13), 13);
+    ASSERT_EQ(write(input, "read file8 1\n", 13), 13);
+    close(input);
+    expectEnding(program.wait(), 0, "file8 0x00000000 = 0x00\nfile8 0x00000001 = 0x00\n");
+}
+
 TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
     expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
                  "map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
