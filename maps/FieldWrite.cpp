@@ -28,6 +28,10 @@ std::uint64_t bitsOfFields(const Register& aRegister) {
     return bitsOfFields(aRegister, [](const Field&) { return true; });
 }
 
+std::uint64_t bitsOfWritableFields(const Register& aRegister) {
+    return bitsOfFields(aRegister, [](const Field& field) { return isWritable(field.access); });
+}
+
 /** Returns why a masked write may change bits of this kind that it does not assign; empty if it does not change them.
  */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
@@ -226,6 +230,15 @@ ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b) {
     return {a.keptByZero | b.keptByZero, a.keptByOne | b.keptByOne, a.alwaysChanged | b.alwaysChanged};
 }
 
+std::uint64_t writableBits(const Register& aRegister) {
+    return bitsOfWritableFields(aRegister) |
+           (isWritable(aRegister.access) ? bitsOf(aRegister) & ~bitsOfFields(aRegister) : 0);
+}
+
+std::uint64_t comparableBits(const Register& aRegister) {
+    return isReadable(aRegister.access) ? writableBits(aRegister) : bitsOfWritableFields(aRegister);
+}
+
 bool hasReadEffect(const Register& aRegister) {
     return aRegister.readAction || std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
                                                [](const Field& field) { return field.readAction.has_value(); });
@@ -265,10 +278,12 @@ void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const
 
 void requireStored(const LocatedRegister& located, std::uint64_t mask) {
     const Register& contents = *located.contents;
-    const auto isChangeable = [](const Field& field) { return isWritable(field.access); };
-    const std::uint64_t readOnly = bitsOfFields(contents) & ~bitsOfFields(contents, isChangeable);
-    if (const Field* const field = findSelected(contents, mask & readOnly, [](const Field&) { return true; })) {
+    const std::uint64_t readOnly = mask & ~writableBits(contents);
+    if (const Field* const field = findSelected(contents, readOnly, [](const Field&) { return true; })) {
         refuse(located, *field, "is read-only");
+    }
+    if (readOnly != 0) {
+        refuse(located, "is read-only outside its fields");
     }
     const Field* const modified = findSelected(contents, mask, [](const Field& field) {
         return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
@@ -276,13 +291,7 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask) {
     if (modified != nullptr) {
         refuse(located, *modified, notStored);
     }
-    if ((mask & ~bitsOfFields(contents)) == 0) {
-        return;
-    }
-    if (!isWritable(contents.access)) {
-        refuse(located, "is read-only outside its fields");
-    }
-    if (contents.modifiedWrite != ModifiedWrite::Modify) {
+    if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
         refuse(located, notStored);
     }
 }

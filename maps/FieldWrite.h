@@ -30,6 +30,15 @@ ModifiedBits modifiedBitsOf(const Register& aRegister);
 /** Returns the bits of two registers at the same offset. */
 ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b);
 
+/** Returns the bits of a register that a write can change. A writable field can have bits of a read-only one. */
+std::uint64_t writableBits(const Register& aRegister);
+
+/**
+ * Returns the bits of a register that can be compared with what was written: those of writable fields, and those
+ * outside all fields if the register itself can be read and written.
+ */
+std::uint64_t comparableBits(const Register& aRegister);
+
 /** The word of a device in which a register begins. */
 struct Word {
     unsigned int width = 0;

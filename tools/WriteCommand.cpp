@@ -178,25 +178,12 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-/** Returns the bits that no write changes or no read shows. A writable field can have bits of a read-only one. */
-std::uint32_t uncomparedBits(const Maps::Register& contents) {
-    std::uint64_t fields = 0;
-    std::uint64_t stored = 0;
-    for (const Maps::Field& field : contents.fields) {
-        const std::uint64_t bits = Maps::isInside(field, contents) ? Maps::maskOf(field) : 0;
-        fields |= bits;
-        stored |= Maps::isWritable(field.access) ? bits : 0;
-    }
-    const bool areOthersStored = Maps::isWritable(contents.access) && Maps::isReadable(contents.access);
-    return narrow(~(stored | (areOthersStored ? ~fields : 0)));
-}
-
-/** @param ignored the bits that may have any value. */
-void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t ignored) {
+/** @param comparable the bits that are compared, as far as they were written. */
+void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t comparable) {
     const RegisterRange& range = written.range;
     const unsigned int bits = range.bits();
     const std::uint32_t found = device.read(range) & maxValue(bits);
-    const std::uint32_t mask = written.mask.value_or(maxValue(bits)) & ~ignored;
+    const std::uint32_t mask = written.mask.value_or(maxValue(bits)) & comparable;
     if ((found & mask) != (written.value & mask)) {
         const std::string masked = written.mask ? " with mask " + hexadecimal(mask, bits) : "";
         throw Failure(ExitStatus::Failed, range.device().name() + ": " + range.addressText() + " holds " +
@@ -317,7 +304,7 @@ private:
         if (m_verifies) {
             m_outcome = unconfirmed;
             const auto& named = checked.addressed.named;
-            verify(m_device, plan.given, named ? uncomparedBits(named->whole.contents()) : 0);
+            verify(m_device, plan.given, named ? narrow(Maps::comparableBits(named->whole.contents())) : UINT32_MAX);
         }
     }
 

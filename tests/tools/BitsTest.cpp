@@ -8,12 +8,6 @@
 namespace RynvelTest {
 namespace {
 
-std::string field(const std::string& name, const std::string& bits, const std::string& elements = "") {
-    return "<field><name>" + name + "</name><bitRange>[" + bits + "]</bitRange>" + elements + "</field>";
-}
-
-std::string fields(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
-
 std::string modified(const std::string& kind) { return "<modifiedWriteValues>" + kind + "</modifiedWriteValues>"; }
 
 std::string array(const std::string& indexes) {
@@ -30,16 +24,16 @@ const std::string names = "<enumeratedValues><enumeratedValue><name>stopped</nam
 
 const std::string bitRegisters =
     registerAt("CTRL", "0",
-               fields(field("RUN", "0:0", names) + field("MODE", "6:4") + field("GAIN", "15:8", range) +
-                      field("READY", "31:31", readOnly))) +
+               fieldsOf(fieldAt("RUN", "0:0", names) + fieldAt("MODE", "6:4") + fieldAt("GAIN", "15:8", range) +
+                        fieldAt("READY", "31:31", readOnly))) +
     registerAt("STATUS", "4", readOnly) + registerAt("KEY", "8", writeOnly) +
-    registerAt("FLAGS", "0xC", fields(field("ERROR", "0:0", modified("oneToClear")) + field("ENABLE", "1:1"))) +
+    registerAt("FLAGS", "0xC", fieldsOf(fieldAt("ERROR", "0:0", modified("oneToClear")) + fieldAt("ENABLE", "1:1"))) +
     registerAt("DATA[%s]", "0x10", array("3,4")) + registerAt("FIFO", "0x20", "<readAction>modify</readAction>") +
     registerAt("EVENTS", "0x24", modified("oneToClear")) + registerAt("NARROW", "0x28", "<size>16</size>") +
-    registerAt("MIXED", "0x2C", fields(field("SECRET", "7:0", writeOnly) + field("PLAIN", "8:8"))) +
+    registerAt("MIXED", "0x2C", fieldsOf(fieldAt("SECRET", "7:0", writeOnly) + fieldAt("PLAIN", "8:8"))) +
     registerAt("LIMITED", "0x30", range) + registerAt("FUSE", "0x34", "<access>read-writeOnce</access>") +
-    registerAt("SHARED", "0x38", fields(field("SEEN", "0:0", readOnly) + field("GIVEN", "0:0", writeOnly))) +
-    registerAt("SAME", "0x3C", fields(field("KEPT", "0:0", asRead) + field("3", "5:5"))) +
+    registerAt("SHARED", "0x38", fieldsOf(fieldAt("SEEN", "0:0", readOnly) + fieldAt("GIVEN", "0:0", writeOnly))) +
+    registerAt("SAME", "0x3C", fieldsOf(fieldAt("KEPT", "0:0", asRead) + fieldAt("3", "5:5"))) +
     registerAt("BYTE0", "0x40", "<size>8</size>") + registerAt("BYTE1", "0x41", "<size>8</size>");
 
 class Bits : public DescribedProgram {
@@ -104,10 +98,10 @@ protected:
 };
 
 TEST_F(BitsOfSpecialRegisters, LeaveOtherRegistersOfTheirAddressAlone) {
-    describe(registerAt("ALTA", "0", fields(field("EN", "0:0") + field("MODE", "5:4"))) +
+    describe(registerAt("ALTA", "0", fieldsOf(fieldAt("EN", "0:0") + fieldAt("MODE", "5:4"))) +
              registerAt("ALTB", "0",
-                        alternative + fields(field("PEND", "15:8", modified("oneToClear")) +
-                                             field("SET", "16:16", modified("zeroToSet")))));
+                        alternative + fieldsOf(fieldAt("PEND", "15:8", modified("oneToClear")) +
+                                               fieldAt("SET", "16:16", modified("zeroToSet")))));
     for (const std::string bits : {"EN", "0"}) {
         set(0, 0x80001230);
         expect("set map32 ALTA " + bits + " --quiet", 0, "");
@@ -122,9 +116,9 @@ TEST_F(BitsOfSpecialRegisters, LeaveOtherRegistersOfTheirAddressAlone) {
 }
 
 TEST_F(BitsOfSpecialRegisters, AreRefusedIfAnotherRegisterOfTheirAddressCannotBeLeftAlone) {
-    describe(registerAt("A", "0", fields(field("F", "0:0") + field("G", "7:4"))) +
+    describe(registerAt("A", "0", fieldsOf(fieldAt("F", "0:0") + fieldAt("G", "7:4"))) +
              registerAt("B", "0", alternative + modified("oneToClear")) + registerAt("PLAIN", "4", "") +
-             registerAt("C", "8", fields(field("F", "0:0"))) + registerAt("D", "8", alternative + modified("set")) +
+             registerAt("C", "8", fieldsOf(fieldAt("F", "0:0"))) + registerAt("D", "8", alternative + modified("set")) +
              registerAt("E", "0xC", "") + registerAt("ECLR", "0xC", alternative + modified("oneToClear")));
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 A F",
@@ -139,8 +133,8 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfAnotherRegisterOfTheirAddressCannotBe
 }
 
 TEST_F(BitsOfSpecialRegisters, AreRefusedIfFieldsOnTheSameBitsNeedDifferentValues) {
-    describe(registerAt("MIX", "0",
-                        fields(field("A", "0:0") + field("P", "7:4") + field("C", "7:4", modified("oneToClear")))));
+    describe(registerAt(
+        "MIX", "0", fieldsOf(fieldAt("A", "0:0") + fieldAt("P", "7:4") + fieldAt("C", "7:4", modified("oneToClear")))));
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 MIX A",
                       "map32: field MIX.P cannot keep its value, because a write changes another field on its bits "
@@ -152,8 +146,8 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfFieldsOnTheSameBitsNeedDifferentValue
 
 TEST_F(BitsOfSpecialRegisters, FollowTheAccessOfTheFieldsBeforeThatOfTheRegister) {
     const std::string both = "<access>read-write</access>";
-    describe(registerAt("RO", "0", readOnly + fields(field("F", "3:0", both))) +
-             registerAt("WO", "4", writeOnly + fields(field("F", "3:0", both))));
+    describe(registerAt("RO", "0", readOnly + fieldsOf(fieldAt("F", "3:0", both))) +
+             registerAt("WO", "4", writeOnly + fieldsOf(fieldAt("F", "3:0", both))));
     for (const std::string command : {"set", "toggle", "clear"}) {
         expect(command + " map32 RO F --quiet", 0, "");
         expect(command + " map32 WO 1 --quiet", 0, "");

@@ -27,6 +27,14 @@ inline std::string registerAt(const std::string& name, const std::string& offset
            "</register>\n";
 }
 
+/** A field with further elements. @param bits such as 7:4. */
+inline std::string fieldAt(const std::string& name, const std::string& bits, const std::string& elements = "") {
+    return "<field><name>" + name + "</name><bitRange>[" + bits + "]</bitRange>" + elements + "</field>";
+}
+
+/** The element of all fields of a register. */
+inline std::string fieldsOf(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
+
 /** The map of a timer, the device map32. It has everything that a description shows. */
 inline std::string timerMap() {
     return mapOfPeripherals(peripheralOf(

@@ -18,10 +18,6 @@ const std::string readOnly = "<access>read-only</access>";
 const std::string writeOnly = "<access>write-only</access>";
 const std::string takenByReading = "<readAction>modify</readAction>";
 
-std::string field(const std::string& name, const std::string& range, const std::string& elements = "") {
-    return "<field><name>" + name + "</name><bitRange>" + range + "</bitRange>" + elements + "</field>";
-}
-
 const std::string states = "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>"
                            "<enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues>";
 
@@ -33,18 +29,16 @@ protected:
     ManyRegisters()
         : DescribedProgram(mapOfPeripherals(peripheralOf(
               "map32", "",
-              registerAt("CTRL", "0", "<fields>" + field("RUN", "[0:0]", states) + field("A", "[7:4]") + "</fields>") +
+              registerAt("CTRL", "0", fieldsOf(fieldAt("RUN", "0:0", states) + fieldAt("A", "7:4"))) +
                   registerAt("A", "4", "") + registerAt("B", "8", "") + registerAt("STATUS", "0xC", readOnly) +
                   registerAt("KEY", "0x10", writeOnly) + registerAt("FIFO", "0x14", takenByReading) +
                   registerAt("FLAGS", "0x18",
-                             "<fields>" + field("ENABLE", "[0:0]") + field("ERROR", "[1:1]", clearedByAOne) +
-                                 "</fields>") +
+                             fieldsOf(fieldAt("ENABLE", "0:0") + fieldAt("ERROR", "1:1", clearedByAOne))) +
                   registerAt("ALIAS", "0x18",
-                             "<alternateRegister>FLAGS</alternateRegister><fields>" +
-                                 field("DONE", "[2:2]", clearedByAOne) + "</fields>") +
+                             "<alternateRegister>FLAGS</alternateRegister>" +
+                                 fieldsOf(fieldAt("DONE", "2:2", clearedByAOne))) +
                   registerAt("MIXED", "0x1C",
-                             "<fields>" + field("PLAIN", "[0:0]") + field("SECRET", "[7:4]", writeOnly) +
-                                 "</fields>")))) {
+                             fieldsOf(fieldAt("PLAIN", "0:0") + fieldAt("SECRET", "7:4", writeOnly)))))) {
         m_folder.store("registers8", std::string(64, '\0'));
     }
 };

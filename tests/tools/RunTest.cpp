@@ -18,15 +18,12 @@ namespace {
 
 /** Registers with fields that a write of another field must not change. */
 std::string protectedRegisters() {
-    const auto field = [](const std::string& name, const std::string& bits, const std::string& elements = "") {
-        return "<field><name>" + name + "</name><bitRange>[" + bits + "]</bitRange>" + elements + "</field>";
-    };
-    const auto fields = [](const std::string& all) { return "<fields>" + all + "</fields>"; };
-    return registerAt("CTRL", "0", fields(field("RUN", "0:0") + field("MODE", "5:4"))) +
-           registerAt("KEYED", "4", fields(field("RUN", "0:0") + field("KEY", "7:4", "<access>write-only</access>"))) +
+    return registerAt("CTRL", "0", fieldsOf(fieldAt("RUN", "0:0") + fieldAt("MODE", "5:4"))) +
+           registerAt("KEYED", "4",
+                      fieldsOf(fieldAt("RUN", "0:0") + fieldAt("KEY", "7:4", "<access>write-only</access>"))) +
            registerAt("FLAGS", "8",
-                      fields(field("MODE", "1:1") + field("ENABLE", "2:2") +
-                             field("ERROR", "7:7", "<modifiedWriteValues>oneToClear</modifiedWriteValues>")));
+                      fieldsOf(fieldAt("MODE", "1:1") + fieldAt("ENABLE", "2:2") +
+                               fieldAt("ERROR", "7:7", "<modifiedWriteValues>oneToClear</modifiedWriteValues>")));
 }
 
 /** The program with files of commands. */
