@@ -31,11 +31,11 @@ void sleep(const CommandContext& context, const SleepOptions& options) {
 }
 
 /** Returns the value that was read, for an error message. @{ */
-std::string valueOf(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
+std::string valueText(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
 
-std::string valueOf(const FieldReading& read) { return textOf(read.field); }
+std::string valueText(const FieldReading& read) { return textOf(read.field); }
 
-std::string valueOf(const BitsReading& read) { return read.valueText(); }
+std::string valueText(const BitsReading& read) { return read.valueText(); }
 /** @} */
 
 void expect(const CommandContext& context, const ExpectOptions& options) {
@@ -45,7 +45,7 @@ void expect(const CommandContext& context, const ExpectOptions& options) {
     const Condition condition(addressed, options.condition);
     const Reading reading = readingOf(addressed, context.open(addressed.range)->read(addressed.range));
     if (!condition.holds(reading)) {
-        const std::string value = std::visit([](const auto& read) { return valueOf(read); }, reading);
+        const std::string value = std::visit([](const auto& read) { return valueText(read); }, reading);
         throw Failure(ExitStatus::Failed, target.name() + ": " + condition.problem() + " (the value is " + value + ')');
     }
 }
