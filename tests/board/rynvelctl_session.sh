@@ -246,7 +246,7 @@ rynvelctl --remote 127.0.0.1 write common.idt 0x20 9 --verify
 rynvelctl read common.idt 0x20
 rynvelctl --remote 127.0.0.1 toggle common.idt 0x20 1
 rynvelctl --remote 127.0.0.1 poll common.idt '0x20[3:0]' 11 --timeout 30s
-rynvelctl --remote 127.0.0.1 poll common.idt 0x20 0 --timeout 1s
+rynvelctl --remote 127.0.0.1 poll common.idt 0x20 0 --interval 1m --timeout 1s
 rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
 rynvelctl --remote 127.0.0.1 read rtc0 RTCIMSC
 rynvelctl --remote 127.0.0.1 write rtc0 RTCDR 0
