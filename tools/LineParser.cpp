@@ -22,7 +22,7 @@ std::vector<const char*> argumentsOf(const std::vector<std::string>& words) {
 } // namespace
 
 struct LineParser::Commands {
-    Commands() : parser("rynvelctl", "", "") { addCommands(parser.program(), chosen); }
+    Commands() : parser("rynvelctl", "", nullptr) { addCommands(parser.program(), chosen); }
 
     Action parse(const std::vector<std::string>& words) {
         chosen = nullptr;
