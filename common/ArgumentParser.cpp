@@ -181,7 +181,7 @@ Command Command::addCommand(const std::string& name, const std::string& summary,
     }
     CLI::App* const command = m_app->add_subcommand(name, summary)->callback(std::move(onSelected));
     const bool isLeftOut = m_words != nullptr && std::find(m_words->begin(), m_words->end(), name) == m_words->end();
-    return Command(isLeftOut ? nullptr : command, m_words);
+    return {isLeftOut ? nullptr : command, m_words};
 }
 
 ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, std::function<std::string()> footer)
@@ -204,7 +204,7 @@ void ArgumentParser::addVersionFlag(const std::string& version, const std::strin
     m_app->set_version_flag("--version", version, summary);
 }
 
-Command ArgumentParser::program() { return Command(m_app.get(), m_words.get()); }
+Command ArgumentParser::program() { return {m_app.get(), m_words.get()}; }
 
 CommandDescription ArgumentParser::describe() const { return describeCommand(*m_app); }
 
