@@ -27,7 +27,7 @@ std::string withoutPlaceholder(std::string_view name);
 /** The indexes of an array. */
 class Indexes {
 public:
-    /** Makes indexes of consecutive numbers. */
+    /** Makes `size` consecutive numbers the indexes. */
     Indexes(std::uint64_t first, std::uint64_t size);
     explicit Indexes(std::vector<std::string> names);
 

@@ -290,7 +290,7 @@ const EnumerationDefinition& Derivation::resolve(const EnumerationDefinition& ow
     const EnumerationDefinition& resolved = at == nullptr ? own : *at;
     if (resolved.values.empty()) {
         m_warnings.add(own.line, "enumeratedValues are derived from '" + std::string(own.derivedFrom) +
-                                     "', where the map has none");
+                                     "', for which the map has no enumerated values");
     }
     return resolved;
 }

@@ -96,7 +96,10 @@ private:
      */
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
-    /** Counts a definition without elements. Many definitions can share its list, and each of them reads it again. */
+    /**
+     * Counts a definition that gives no elements. Reading such a definition takes time, too, and many definitions can
+     * share the list that contains it.
+     */
     void countIfLeftOut(const Definition& definition, std::uint64_t added) {
         if (added == 0) {
             countCreated(definition);
@@ -105,10 +108,10 @@ private:
 
     // Arrays
 
-    /** Returns the greatest distance that an element can have from the first one, so that its offset has 64 bits. */
+    /** Returns the greatest distance from the first element at which the offset of an element still fits in 64 bits. */
     static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
 
-    /** Returns the problem of an element at a greater distance than there is room for. */
+    /** Returns the problem of an element whose distance from the first element is too great, for a warning. */
     static std::string problemBeyondRoom(const Definition& definition) {
         if (definition.kind == Kind::Field) {
             return "has bits higher than bit " + std::to_string(highestBit);
@@ -119,7 +122,7 @@ private:
 
     /**
      * Returns the elements of an array in their order, or the only element of a definition that is not an array. Leaves
-     * out the elements for which there is no room.
+     * out the elements whose distance from the first one is greater than `room`.
      */
     std::vector<Position> positionsOf(const Definition& definition, std::uint64_t room) {
         if (!definition.dimension.size) {
@@ -422,8 +425,9 @@ private:
     }
 
     /**
-     * Returns the write constraint that a field inherits. A range is one of values of the whole register. A constraint
-     * to enumerated values is for the fields that have some: it does not exclude all values of another field.
+     * Returns the write constraint that a field inherits. A field does not inherit a range, because the range is for
+     * values of the whole register. A field inherits a constraint to enumerated values only if it has some. Otherwise,
+     * the constraint would exclude all values of the field.
      */
     static std::optional<WriteConstraint> inheritedConstraint(const Register& aRegister, const Field& field) {
         const auto& constraint = aRegister.writeConstraint;

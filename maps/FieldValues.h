@@ -59,8 +59,8 @@ FieldValue decode(const Field& field, std::uint64_t registerValue, Usage usage =
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue);
 
 /**
- * Returns whether a constraint allows a value: false outside a range, and true for the kinds that depend on more than
- * the value.
+ * Returns whether the range of a constraint contains a value. Returns true for the other kinds of constraints, which
+ * depend on more than the value.
  */
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value);
 
@@ -114,7 +114,7 @@ MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssign
 /** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
-/** @throws RefusedValue if a register has a range, and no value of the bits outside the mask is inside the range. */
+/** @throws RefusedValue if the range of a register excludes the write, whatever the bits outside the mask are. */
 void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**

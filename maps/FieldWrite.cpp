@@ -14,8 +14,7 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** Returns why a masked write may change bits of this kind that it does not assign; empty if it does not change them.
- */
+/** Returns why a masked write may change unassigned bits with these properties; empty if the bits keep their values. */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";
@@ -26,7 +25,7 @@ std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (!isReadable(access)) {
         return "is write-only, so it cannot keep its value";
     }
-    return access == Access::ReadWriteOnce ? "can be written only once, and this write would use that up" : "";
+    return access == Access::ReadWriteOnce ? "can be written only once, and this write would also write it" : "";
 }
 
 ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
@@ -37,7 +36,7 @@ ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
     return kept ? ModifiedBits{bits & ~*kept, *kept, 0} : ModifiedBits{0, 0, bits};
 }
 
-/** Returns those of the bits that a write changes because it gives them the value that others on these bits need. */
+/** Returns the bits that a write changes because it writes the values that other fields with these bits need. */
 std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, const ModifiedBits& others) {
     const ModifiedBits own = modifiedBitsOf(modifiedWrite, bits);
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
@@ -52,11 +51,11 @@ std::uint64_t bitsOfFields(const Register& aRegister) {
     return bits;
 }
 
-/** What a user may do about other fields: the text before their names, and the one after. */
+/** How the user can protect other fields: the text before their names, and the text after them. */
 struct Remedy {
     const char* before;
     const char* after;
-    /** What the user may do about other registers. */
+    /** How the user can write although other registers change. */
     const char* forRegister;
 };
 
@@ -137,7 +136,8 @@ private:
         });
         if (!lost.empty()) {
             throw RefusedValue(refusal("field " + m_located.name + '.' + lost.front()->name +
-                                           " cannot keep its value, because a write changes another field on its bits",
+                                           " cannot keep its value, because a field or register that shares its bits "
+                                           "needs other values",
                                        lost));
         }
     }
@@ -147,8 +147,9 @@ private:
         const std::uint64_t alwaysChanged =
             m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
         if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
-            throw RefusedValue("register " + m_located.name + ": each write changes another register of its address (" +
-                               m_remedy.forRegister + ')');
+            throw RefusedValue("register " + m_located.name +
+                               ": each write changes another register at the same address (" + m_remedy.forRegister +
+                               ')');
         }
     }
 

@@ -24,10 +24,10 @@ struct ModifiedBits {
     std::uint64_t all() const { return keptByZero | keptByOne | alwaysChanged; }
 };
 
-/** Returns the bits of a register that a write modifies in a way of their own. */
+/** Returns the writable bits of a register whose modified write is not Modify. */
 ModifiedBits modifiedBitsOf(const Register& aRegister);
 
-/** Returns the bits of two registers at the same offset. */
+/** Returns the modified bits of two registers at the same offset. */
 ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b);
 
 /** The word of a device in which a register begins. */
@@ -45,7 +45,7 @@ struct FieldWrite {
     std::vector<FieldValue> fields;
     /** The bits of the assigned fields. */
     MaskedValue assigned;
-    /** The bits to write: also the others of the word that keep their values only if a certain bit is written. */
+    /** The bits to write. They include other bits of the word that a write keeps only if it writes a certain value. */
     MaskedValue written;
     /** Whether to write the whole word without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;
@@ -60,14 +60,13 @@ bool hasReadEffect(const Register& aRegister);
 /**
  * Plans a write that changes no other field, and no other register at the same offset.
  *
- * @throws RefusedValue as encode() does, for a value outside the range of the register, and if another writable field
- * cannot keep its value:
+ * @throws RefusedValue in these cases:
  *
- * - It changes with every write.
- * - Its value cannot be read and written back.
- * - Another field, or a register at the same offset, needs other values of its bits.
- *
- * Also if a register at the same offset changes with every write.
+ * - encode() refuses the assignments.
+ * - The value is outside the range of the register.
+ * - Another writable field changes with every write, or its value cannot be read and written back.
+ * - Another field, or a register at the same offset, needs other values of the bits of another writable field.
+ * - A register at the same offset changes with every write.
  */
 FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word);
 
@@ -76,7 +75,7 @@ FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssi
  *
  * @param located can be read, and reading its word has no side effect.
  * @param selected the bits to change. The value has no bits outside the mask.
- * @return the bits to write: also those that keep their values only if a certain bit is written.
+ * @return the bits to write. They include other bits that a write keeps only if it writes a certain value.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
  * mask cannot keep its value as in planWrite(). A register without fields is like one field.
  */

@@ -29,7 +29,7 @@ struct Addressed {
 /** Reads the addresses of one command. It searches the register maps only for a name. */
 class Addresses {
 public:
-    /** @param context must outlive this object and what it returns, and so must the target. */
+    /** @param context must outlive this object and its results, and so must the target. */
     Addresses(const CommandContext& context, const Target& target, AddressUnit unit)
         : m_context(context), m_target(target), m_unit(unit) {}
 
@@ -54,7 +54,7 @@ private:
     std::optional<RegisterMap> m_map;
 };
 
-/** @throws Failure if the register map says that it cannot be read. */
+/** @throws Failure if the register map says that the register or field cannot be read. */
 void requireReadable(const Addressed& addressed);
 
 /** Returns what the user asked for: the value of the register, or the value of the field in it. */

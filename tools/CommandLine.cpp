@@ -24,7 +24,7 @@ void checkArgument(const std::string& word) {
                                             ": the value is empty (give a value, or leave out the option)");
     }
     if (word.front() == '[') {
-        throw usageError("'" + word + "' is neither a name nor a number");
+        throw usageError("'" + word + "' begins with a bracket (give a name or a number)");
     }
 }
 

@@ -15,14 +15,14 @@
 
 namespace Rynvelctl {
 
-/** Whether a snapshot contains the registers that have a side effect when they are read. */
+/** Whether a snapshot contains a register if reading it has a side effect. */
 enum class SideEffects { LeftOut, Included };
 
 struct DeviceSnapshot {
     Snapshot snapshot;
-    /** The registers that the snapshot does not hold because reading has a side effect. */
+    /** The registers that the snapshot leaves out because reading them has a side effect. */
     std::vector<std::string> withSideEffects;
-    /** An error message for each of the registers that the device cannot access, or that have the name of another. */
+    /** An error message for each register that the snapshot leaves out for another reason. */
     std::vector<std::string> obstacles;
 };
 

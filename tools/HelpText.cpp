@@ -32,22 +32,21 @@ const std::vector<HelpSection> helpSections{
       "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
       "can use only address 0."}},
     {"Names",
-     {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a "
-      "field. A register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
-      "The map says which registers and fields can be read and written, and which values they take. The command "
-      "refuses "
-      "what the map does not allow, before it opens the device.",
-      "To write several fields of a register with one write, give FIELD=VALUE for each. The value of a field is a "
-      "number "
-      "or the name of an enumerated value. The other fields keep their values. If a field cannot keep its value, the "
-      "command refuses the write."}},
+     {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a field. A "
+      "register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
+      "The map says which registers and fields can be read and written, and which values they accept. The command "
+      "refuses an operation that the map does not allow, before it opens the device.",
+      "To write several fields of a register with one write, give FIELD=VALUE for each field. The value of a field is "
+      "a number or the name of an enumerated value. The other fields keep their values. If another field cannot keep "
+      "its value, the command refuses the write."}},
     {"Register maps",
-     {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
+     {"A register map is a file in CMSIS-SVD format that describes the registers of devices. The description of a "
+      "device is the peripheral with the name of "
       "the device, with an underscore in place of every character that is neither a letter nor a digit: the peripheral "
       "traf_top describes the device traf.top.",
-      "The program searches the files and folders of --map. Without --map, it searches those in the environment "
+      "The command searches the files and folders of --map. Without --map, it searches those in the environment "
       "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
-      "share/rynvel/maps of the installation. The first description of a device is used."}},
+      "share/rynvel/maps of the installation. The command uses the first description of the device."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
       "A server does not report why it refuses a request. The address may lie outside the device, the device may have "
@@ -61,15 +60,14 @@ const std::vector<HelpSection> helpSections{
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Snapshots",
-     {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "
+     {"save, diff and restore use the register map of the device. save and diff do not read a register if reading it "
       "has a side effect.",
       "The first argument of diff is a device or a snapshot: a name with a slash and the name of an existing file "
       "select the snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
       "status 2 if an operation fails."}},
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
-      "word that "
-      "the device reports.",
+      "word that the device reports.",
       "On this machine, the interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive "
       "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of an "
       "interrupt, the device raises the interrupt again at once.",

@@ -148,11 +148,13 @@ void addMapFileCommands(const Common::Command& program, Action& chosen) {
 
 void addMapCommands(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DescribeOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "describe", "show what the register map says about a device, a register or a field",
-                   options, describe);
+    const Common::Command command = addCommand(
+        program, chosen, "describe",
+        "show the description of a device, a register or a field in the register map, without accessing the device",
+        options, describe);
     command.addArgument("NAME", options->name, "the device");
-    command.addOptionalArgument("REGISTER", options->element, "a register, or a field: REGISTER.FIELD");
+    command.addOptionalArgument("REGISTER", options->element,
+                                "the name of a register, or REGISTER.FIELD for a field (default: all registers)");
     addMapFileCommands(program, chosen);
 }
 

@@ -246,7 +246,7 @@ void watch(const CommandContext& context, const WatchOptions& options) {
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {
-    addRegister(command, options);
+    addRegister(command, options, "the byte address or the name of the first register");
     command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 

@@ -46,7 +46,7 @@ struct Group {
 struct Block {
     std::uint64_t offset = 0;
     std::string comment;
-    /** The names before those of the macros. */
+    /** The names that precede the name of a group. */
     Names names;
     std::vector<Group> groups;
     /** Whether another register of the same name gets a number. */
@@ -182,7 +182,8 @@ public:
     }
 
 private:
-    // Each field of an array has its own mask. All of them share the values, if the register has all of them.
+    // Each field of an array has its own mask. If all fields of the array are inside the register, they share the
+    // macros of the values.
     void add(const Maps::Field& field) {
         Group own{field.name,
                   {{"MASK", "", constant(Maps::maskOf(field)), ofField},

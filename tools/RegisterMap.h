@@ -89,8 +89,7 @@ public:
      */
     void requireNoParts(const RegisterRange& range) const;
 
-    /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
-     * access it. */
+    /** Returns an error message for each register of the map that the device cannot access. */
     std::vector<std::string> inaccessible() const;
 
     /**
@@ -106,7 +105,7 @@ private:
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The end of the last register for which a read has a side effect; 0 if there is none. */
+        /** The end of the last register for which Maps::hasReadEffect() is true; 0 if there is none. */
         std::uint64_t readEffectEnd;
     };
 

@@ -15,7 +15,7 @@ using Maps::ModifiedWrite;
 const char* const readOnly = "read-only";
 const char* const writeOnly = "write-only";
 const char* const modifiesWrites = "a write does not store the value";
-const char* const changesAnother = "a write changes another register of its address";
+const char* const changesAnother = "a write changes another register at the same address";
 const char* const repeatsReads = "a write must repeat the value that was read";
 
 bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
@@ -113,7 +113,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
     const auto found = m_registers.find(saved.name);
     if (found == m_registers.end()) {
         const bool isDescribed = m_described.count(saved.name) != 0;
-        return Obstacle{isDescribed ? "the device cannot access it" : "unknown in the register map", false};
+        return Obstacle{isDescribed ? "the device cannot access it" : "not in the register map", false};
     }
     const MappedRegister& target = found->second;
     if (target.located.offset != saved.offset || target.contents().size != saved.size) {

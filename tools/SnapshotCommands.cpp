@@ -123,23 +123,28 @@ std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<s
     return removed;
 }
 
-/** @param problem names the other device. */
+/** @throws Failure if a file is not a snapshot of the device. @param remedy ends the message. */
 void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device,
-                   const std::string& problem) {
+                   const std::string& remedy) {
     if (snapshot.device != device) {
-        throw usageError(file + ": the file holds the registers of " + snapshot.device + " (" + problem + ' ' + device +
-                         ')');
+        throw usageError(file + ": the file is a snapshot of " + snapshot.device + remedy);
     }
+}
+
+void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device) {
+    requireDevice(file, snapshot, device, " (give a snapshot of " + device + ')');
 }
 
 Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
     if (isFile(options.first)) {
         Snapshot snapshot = readSnapshot(options.first, context.timeout().deadline());
-        requireDevice(options.second, other, snapshot.device, options.first + " holds those of");
+        requireDevice(options.second, other, snapshot.device,
+                      ", but " + options.first + " is a snapshot of " + snapshot.device +
+                          " (give snapshots of the same device)");
         return snapshot;
     }
     const Target target = context.target(options.first);
-    requireDevice(options.second, other, target.name(), "the device is");
+    requireDevice(options.second, other, target.name());
     DeviceSnapshot taken =
         takeSnapshot(context.registerMap(target), context.timeout(), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
@@ -228,7 +233,7 @@ private:
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file, context.timeout().deadline());
     const Target target = context.target(options.name);
-    requireDevice(options.file, snapshot, target.name(), "the device is");
+    requireDevice(options.file, snapshot, target.name());
     const RegisterMap map = context.registerMap(target);
     const auto device = openDevice(target, context.timeout());
     Restoration restoration(map, *device, context.timeout(),

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t gap = 2;
 
-/** Characters, not bytes: every byte of UTF-8 counts that does not continue a character. */
+/** Returns the number of characters. Counts only the bytes of UTF-8 that begin a character. */
 std::size_t lengthOf(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(
         text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));

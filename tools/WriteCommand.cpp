@@ -34,7 +34,7 @@ std::uint32_t parseMask(const std::string& text, unsigned int width) {
     const std::uint32_t mask = parseValue("mask", text, width);
     // To a server, a mask of 0 means that there is no mask.
     if (mask == 0) {
-        throw usageError("mask " + text + " selects no bits");
+        throw usageError("mask " + text + " selects no bits (set at least one bit)");
     }
     return mask;
 }
@@ -62,7 +62,8 @@ private:
 
     const std::string& onlyValue() const {
         if (m_options.values.size() > 1) {
-            throw refusal("'" + m_options.values[1] + "' is a second value (to write fields, give FIELD=VALUE)");
+            throw refusal("'" + m_options.values[1] +
+                          "' is a second value (give one value, or FIELD=VALUE for each field)");
         }
         return m_options.values.front();
     }
@@ -70,7 +71,7 @@ private:
     Maps::Assignment assignment(const std::string& word) const {
         const std::size_t equalsSign = std::min(word.find('='), word.size());
         if (equalsSign == 0 || equalsSign + 1 >= word.size()) {
-            throw refusal("'" + word + "' does not assign a value to a field (FIELD=VALUE)");
+            throw refusal("'" + word + "' does not assign a value to a field (give FIELD=VALUE)");
         }
         return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
     }
@@ -100,7 +101,7 @@ private:
 
     PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments) const {
         if (!m_options.mask.empty()) {
-            throw usageError("--mask: fields have a mask of their own (leave out --mask)");
+            throw usageError("--mask: the fields already select the bits to write (leave out --mask)");
         }
         const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
             return Maps::planWrite(whole.located, assignments, whole.word());
@@ -149,7 +150,7 @@ private:
 /** @throws Failure if a write does not store its bits in a register or a field. */
 void requireStored(Maps::ModifiedWrite modifiedWrite, const std::string& subject, const Target& device) {
     if (modifiedWrite != Maps::ModifiedWrite::Modify) {
-        throw usageError(device.name() + ": " + subject + " does not store what is written (leave out --verify)");
+        throw usageError(device.name() + ": a write does not store the value in " + subject + " (leave out --verify)");
     }
 }
 
