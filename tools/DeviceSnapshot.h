@@ -26,7 +26,7 @@ struct DeviceSnapshot {
     std::vector<std::string> obstacles;
 };
 
-/** Reads all readable registers of a device. @throws Failure if one of them cannot be read. */
+/** Reads the registers of a device that belong in a snapshot. @throws Failure if reading one of them fails. */
 DeviceSnapshot takeSnapshot(const RegisterMap& map, const CommandTimeout& timeout, SideEffects sideEffects);
 
 } // namespace Rynvelctl

@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** What a command does with registers. It decides which of them are offered. */
+/** What a command does with registers. The use determines which registers the completion offers. */
 enum class RegisterUse { Read, Write, Any };
 
 /** Completes names from the description of one device. The description must outlive the object. */
@@ -24,7 +24,7 @@ public:
     /** Returns the registers. */
     std::vector<std::string> registers() const;
 
-    /** Returns the fields of the register whose name and a dot begin the word. */
+    /** Returns the fields of a register. @param word begins with the name of the register and a dot. */
     std::vector<std::string> fields(const std::string& word) const;
 
     /**

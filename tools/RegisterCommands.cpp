@@ -204,7 +204,7 @@ private:
     const CommandContext& m_context;
     const std::vector<Addressed> m_watched;
     OpenDevice& m_device;
-    /** One value for each of the watched; none before the first sample. */
+    /** One value for each watched register or field; none before the first sample. */
     std::vector<std::optional<std::uint64_t>> m_previous;
 };
 

@@ -287,7 +287,7 @@ private:
             {&contents, path, found == m_addresses.end() ? std::nullopt : std::make_optional(found->second)});
     }
 
-    // An array of which the device can access only some elements has a name for each of these.
+    // If the device can access only some elements of an array, each of these elements has macros of its own.
     void add(const Leaf& leaf) {
         if (!leaf.address) {
             return;
@@ -339,8 +339,8 @@ private:
 };
 
 /**
- * Gives the macros their names. A register or field whose name another one has already gets a number, which all its
- * macros share. A macro that the header has already loses its name.
+ * Gives the macros their names. If a register or field has the name of an earlier one, the names of all its macros
+ * contain the same number. If the header already has the same macro, the name of the macro becomes empty.
  */
 class Naming {
 public:

@@ -24,9 +24,9 @@ namespace Rynvelctl {
 /** A register that a register map describes, and that the device can access. */
 struct MappedRegister {
     Maps::LocatedRegister located;
-    /** Has the name of the register. */
+    /** The range of the single register, with its name. */
     RegisterRange range;
-    /** Whether reading its word has a side effect, on this register or on another one of the word. */
+    /** Whether reading the word of the register has a side effect, on this register or on another one in the word. */
     bool hasReadEffect;
     /** The modified bits of all registers at the same offset. */
     Maps::ModifiedBits modifiedBits;
@@ -75,17 +75,18 @@ public:
     void requireAccessible(const Maps::LocatedRegister& located) const;
 
     /**
-     * Checks the registers of the map after the first register of a range. Of several registers in a word, one must
-     * pass.
+     * Checks the registers of the map after the first register of a range. If several registers begin in a word, one of
+     * them must pass.
      *
      * @param check throws Failure for a register that does not pass.
      */
     void checkAfterFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
 
     /**
-     * Checks the words of a range after the first one in which no register of the map begins.
+     * Checks the words of a range, except the first word and the words in which a register of the map begins.
      *
-     * @throws Failure if an earlier register extends into one of them. The device cannot access such a register.
+     * @throws Failure if an earlier register extends into one of the checked words. The device cannot access this
+     * register.
      */
     void requireNoParts(const RegisterRange& range) const;
 
@@ -101,7 +102,7 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** The extent of the registers up to one register, in the order of their offsets. */
+    /** The extent of a register and of all registers before it, in the order of their offsets. */
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
@@ -129,7 +130,7 @@ private:
     const Target* m_target;
     Maps::DeviceDescription m_description;
     std::vector<Maps::LocatedRegister> m_registers;
-    /** One for each register. */
+    /** One extent for each register. */
     std::vector<Extent> m_extents;
     /** The modified bits of all registers at an offset. */
     std::map<std::uint64_t, Maps::ModifiedBits> m_modifiedBits;
@@ -141,10 +142,11 @@ const MappedRegister& wholeOf(const Selection& selection);
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);
 
-/** @throws Failure if the map says that a register cannot be written, or not with a certain value. */
+/** @throws Failure if the map does not allow a write of the register, or of this value. */
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
 
-/** @param option needs to read the register. @throws Failure if reading the register has a side effect. */
+/** @throws Failure if reading the register has a side effect. @param option the option that reads it, for the message.
+ */
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
 
 } // namespace Rynvelctl

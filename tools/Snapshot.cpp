@@ -43,7 +43,7 @@ std::string registersText(const std::vector<SavedRegister>& registers) {
 }
 
 std::string mapText(const SnapshotMap& map) {
-    // A file name may be any bytes, but JSON is UTF-8.
+    // A file name may contain any bytes, but JSON is UTF-8.
     return JsonObject()
         .add("file", Maps::toUtf8(map.file).text)
         .add("name", map.name)
@@ -73,7 +73,7 @@ void require(const JsonValue& value, const std::string& name, JsonValue::Kind ki
 /** The members of an object, all of which the caller must take. */
 class Members {
 public:
-    /** @param name names the object in the messages. */
+    /** @param name the name of the object in the messages. */
     Members(const JsonValue& object, const std::string& name) : m_object(object), m_name(name) {
         require(object, name, JsonValue::Kind::Object);
         for (const JsonValue& member : object.parts) {
@@ -128,7 +128,7 @@ private:
     std::unordered_map<std::string, const JsonValue*> m_members;
 };
 
-// Another version of the format may have any other members.
+// Runs before the other members are taken, because another version of the format may have other members.
 void takeFormat(Members& members, std::size_t line) {
     const std::string problem = "the file is not a snapshot";
     const std::string format = members.takeText("format");

@@ -106,7 +106,7 @@ bool isFile(const std::string& name) {
     return exists;
 }
 
-/** Removes the registers with these names, and returns the names that the snapshot has. */
+/** Removes the registers with these names, and returns the names of the removed registers. */
 std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<std::string>& names) {
     auto& registers = snapshot.registers;
     std::unordered_set<std::string> present;
@@ -191,7 +191,7 @@ void diff(const CommandContext& context, const DiffOptions& options) {
     }
 }
 
-/** Standard output for the results of a restoration, which is over even if a result is lost. */
+/** Prints the results of a restoration. Continues after a failure of standard output, because the writes are done. */
 class RestorationOutput {
 public:
     explicit RestorationOutput(const Output& output) : m_output(output) {}
@@ -209,7 +209,7 @@ public:
         }
     }
 
-    /** Returns why results are lost; none if there is none. */
+    /** Returns the failure of standard output; none if it has received all results. */
     const std::optional<Failure>& failure() const { return m_failure; }
 
 private:

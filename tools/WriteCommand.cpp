@@ -18,7 +18,7 @@ struct WriteOptions : RegisterOptions {
     bool verifies = false;
 };
 
-/** A write, with what the program adds to it. */
+/** A write, including the bits that the program adds to protect other fields. */
 struct PlannedWrite {
     /** The value for the device, and its mask. */
     std::uint32_t value;
@@ -169,7 +169,7 @@ std::vector<const Maps::Field*> fieldsWritten(const Maps::Register& contents, co
     return fields;
 }
 
-/** @throws Failure if the map says that the written bits do not read as they were written. */
+/** @throws Failure if, according to the map, reading the register back does not return the written bits. */
 void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     if (!addressed.named) {
         return;
@@ -188,7 +188,8 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-/** Returns the bits that no write changes or no read shows. A writable field can have bits of a read-only one. */
+/** Returns the bits that a write does not store or a read does not return. Bits of a writable field are not among them.
+ */
 std::uint32_t uncomparedBits(const Maps::Register& contents) {
     std::uint64_t fields = 0;
     std::uint64_t stored = 0;
@@ -201,7 +202,7 @@ std::uint32_t uncomparedBits(const Maps::Register& contents) {
     return narrow(~(stored | (areOthersStored ? ~fields : 0)));
 }
 
-/** @param ignored the bits that may have any value. */
+/** Reads a register back. @throws Failure if a written bit differs. @param ignored the bits that may have any value. */
 void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t ignored) {
     const RegisterRange& range = written.range;
     const unsigned int bits = range.bits();
