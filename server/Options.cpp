@@ -220,9 +220,10 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                       "refuse connections from one host beyond this number; default: a quarter of --max-connections");
     program
         .addOption("--idle-timeout", "TIME", raw.idleTimeout,
-                   "close a connection whose client sends no request for this time, unless it is armed; 0 means never")
+                   "close a connection whose client sends no request for this time, unless the connection is armed; 0 "
+                   "means never")
         .showDefault();
-    program.addFlag("--simulate", options.policy.simulate, "serve all devices from memory, without hardware");
+    program.addFlag("--simulate", options.policy.simulate, "serve simulated devices from memory, without hardware");
     program
         .addOption("--map", "FILE", raw.maps,
                    "with --simulate: let registers behave as this register map (a file or a folder of files) describes "

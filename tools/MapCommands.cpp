@@ -125,7 +125,7 @@ void describe(const CommandContext& context, const DescribeOptions& options) {
 
 void addMapFileCommands(const Common::Command& program, Action& chosen) {
     const Common::Command maps =
-        program.addCommand("maps", "list or check register maps, or write a C header from one", [&chosen] {
+        program.addCommand("maps", "list or check register maps, or write a header for C and C++ from one", [&chosen] {
             if (!chosen) {
                 throw usageError("maps: the command is missing (list, check or header)");
             }
@@ -139,8 +139,9 @@ void addMapFileCommands(const Common::Command& program, Action& chosen) {
     checkCommand.addArgument("FILE", checkOptions->files, "a register map, or a folder of register maps");
 
     const auto headerOptions = std::make_shared<HeaderOptions>();
-    const Common::Command headerCommand = addCommand(
-        maps, chosen, "header", "write a C header with the registers of a device", headerOptions, writeHeader);
+    const Common::Command headerCommand =
+        addCommand(maps, chosen, "header", "write a header for C and C++ with the registers of a device", headerOptions,
+                   writeHeader);
     headerCommand.addArgument("NAME", headerOptions->name, "the device");
 }
 

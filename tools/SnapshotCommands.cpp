@@ -255,7 +255,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
 void addSave(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<SaveOptions>();
     const Common::Command command = addCommand(
-        program, chosen, "save", "save the values of all readable registers in a file, a snapshot", options, save);
+        program, chosen, "save", "save the values of all readable registers in a snapshot file", options, save);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("FILE", options->file, "the file to write; - is standard output");
     addSideEffectsOption(command, options->includesSideEffects);
@@ -273,8 +273,9 @@ void addDiff(const Common::Command& program, Action& chosen) {
 
 void addRestore(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<RestoreOptions>();
-    const Common::Command command = addCommand(
-        program, chosen, "restore", "write the values of a snapshot that differ, and read them back", options, restore);
+    const Common::Command command =
+        addCommand(program, chosen, "restore",
+                   "write the values of a snapshot that differ from the device, and read them back", options, restore);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("FILE", options->file, "a snapshot");
     command.addFlag("--dry-run", options->isDryRun, "show what the command would write, and write nothing");

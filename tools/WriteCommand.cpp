@@ -242,7 +242,7 @@ void addWriteCommand(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "write", "write a register, or fields of a register", options, write);
     addRegister(command, *options);
-    command.addArgument("VALUE", options->values, "the value to write, or FIELD=VALUE for each field of the register");
+    command.addArgument("VALUE", options->values, "the value to write, or FIELD=VALUE for each field to write");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
     command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
     addIndexOption(command, *options);
