@@ -32,7 +32,7 @@ public:
     explicit Indexes(std::vector<std::string> names);
 
     std::uint64_t size() const { return m_size; }
-    /** Returns the index at a position, which must be below size(). */
+    /** Returns the index at a position. The position must be below size(). */
     std::string at(std::uint64_t position) const;
     bool contains(const std::string& index) const;
 

@@ -11,8 +11,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The path to a base may lead through definitions that are also derived. Only a contrived map nests such paths deeper
-// than this.
+// The path to a base may lead through definitions that are also derived. A real map does not nest these paths deeper
+// than this limit.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {

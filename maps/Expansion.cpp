@@ -205,7 +205,7 @@ private:
 
     /** Returns the indexes of a dimIndex; null if the text does not give indexes. */
     std::shared_ptr<const Indexes> parsed(std::string_view dimIndex) {
-        // Derived arrays share the text, which may be long.
+        // Parses a text only once, because it may be long, and derived arrays share it.
         const auto [known, isNew] = m_indexes.try_emplace(dimIndex.data());
         if (isNew) {
             if (auto indexes = parseIndexes(dimIndex, m_limits.arraySize)) {
@@ -403,7 +403,7 @@ private:
         if (properties.resetValue.value_or(0) > bits) {
             warn(definition, "has a reset value that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
-        // Does not check the mask of an outer element, which may be for wider registers, too.
+        // Does not check a mask that an outer element gives, because that mask may also be for wider registers.
         if (definition.properties.resetMask.value_or(0) > bits) {
             warn(definition, "has a reset mask that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }

@@ -178,7 +178,7 @@ public:
 
 private:
     std::uint64_t numberOf(const std::string& text) const {
-        // A name may begin with a digit, such as 16k, or have only digits.
+        // Searches for a name first, because a name may begin with a digit, such as 16k, or have only digits.
         if (const EnumeratedValue* const value = valueNamed(text)) {
             return numberOf(*value);
         }

@@ -26,7 +26,7 @@ bool isInside(const Field& field, const Register& aRegister);
 /** Returns the highest value of a field, at most the highest value of 64 bits. */
 std::uint64_t highestOf(const Field& field);
 
-/** Returns the mask of a field, which must be inside its register. */
+/** Returns the mask of a field. The field must be inside its register. */
 std::uint64_t maskOf(const Field& field);
 
 /** Returns the fields of a register, from the highest bit to the lowest. */
@@ -49,7 +49,7 @@ struct FieldValue {
 };
 
 /**
- * Returns the value of a field, which must be inside its register.
+ * Returns the value of a field. The field must be inside its register.
  *
  * @param usage selects the names for reading or for writing.
  */

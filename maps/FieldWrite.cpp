@@ -130,7 +130,7 @@ private:
         const std::vector<const Field*> lost = otherFields([this, &settled](const Field& field) {
             const std::uint64_t bits = maskOf(field) & ~settled;
             const bool isLost = contradictions(field.modifiedWrite, bits, m_modified) != 0;
-            // An assignment to the field would settle the value of its bits for the others, too.
+            // If the user assigns this field, its bits have a fixed value for the later fields, too.
             settled |= isLost ? bits : 0;
             return isLost;
         });

@@ -77,7 +77,7 @@ FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssi
  * @param selected the bits to change. The value has no bits outside the mask.
  * @return the bits to write. They include other bits that a write keeps only if it writes a certain value.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
- * mask cannot keep its value as in planWrite(). A register without fields is like one field.
+ * mask cannot keep its value as in planWrite(). A register without fields counts as one field.
  */
 MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected, const Word& word);
 

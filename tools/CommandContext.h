@@ -55,7 +55,7 @@ public:
      */
     std::optional<RegisterMap> findRegisterMap(const Target& target) const;
 
-    /** Returns the same description. @throws Failure also if there is none. */
+    /** Returns the result of findRegisterMap(). @throws Failure also if no register map describes the device. */
     RegisterMap registerMap(const Target& target) const;
 
     /**

@@ -31,7 +31,7 @@ public:
     explicit UnansweredRequest(const Failure& failure) : Failure(failure) {}
 };
 
-/** Ends the command with a status and without an error message. */
+/** Thrown to end the command with a status and without an error message. */
 struct SilentEnd {
     ExitStatus status;
 };

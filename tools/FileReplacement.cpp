@@ -55,7 +55,7 @@ std::string folderOf(const std::string& name) {
 /** A new file, which the destructor removes unless replace() has succeeded. */
 class TemporaryFile {
 public:
-    /** @param name the file to replace, whose folder gets the new file. @param mode the first permissions. */
+    /** @param name the file to replace; the new file is in the same folder. @param mode the first permissions. */
     TemporaryFile(const std::string& name, mode_t mode) : m_name(name), m_folder(folderOf(name)) {
         for (int number = 0; !m_file.isOpen(); ++number) {
             m_path = m_folder + "/.rynvelctl." + std::to_string(::getpid()) + '.' + std::to_string(number);
@@ -73,7 +73,7 @@ public:
         }
     }
 
-    /** Gives the file to an owner and a group as far as the user may do so. @return whether it has the group. */
+    /** Gives the file to an owner and a group as far as the user may do so. @return whether the file has the group. */
     bool setOwner(uid_t owner, gid_t group) const {
         constexpr auto sameOwner = static_cast<uid_t>(-1);
         return ::fchown(m_file.number(), owner, group) == 0 || ::fchown(m_file.number(), sameOwner, group) == 0;

@@ -42,7 +42,7 @@ public:
 private:
     const char* m_next;
     const char* m_end;
-    /** The beginning of the bytes whose line ends m_lines does not include. */
+    /** The first byte that m_lines does not count yet. */
     const char* m_counted;
     std::size_t m_lines = 1;
 };

@@ -28,8 +28,8 @@ public:
     std::vector<std::string> fields(const std::string& word) const;
 
     /**
-     * Returns the values that can be written to a register or a field. The values of a register are its fields with an
-     * equals sign, which the values of the field follow.
+     * Returns the values that can be written to a register or a field. For a register, each value has the form
+     * `FIELD=`. After the word `FIELD=`, the values of this field have the form `FIELD=VALUE`.
      */
     std::vector<std::string> values(const std::string& name, const std::string& word) const;
 

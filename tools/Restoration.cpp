@@ -22,7 +22,7 @@ bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
     return constraint && constraint->kind == Maps::WriteConstraint::Kind::WriteAsRead;
 }
 
-/** Returns why the field cannot be given a certain value; empty if it can. */
+/** Returns why a write cannot give a field a certain value; empty if it can. */
 std::string obstacleTo(const Field& field) {
     if (!Maps::isWritable(field.access)) {
         return readOnly;
@@ -33,7 +33,7 @@ std::string obstacleTo(const Field& field) {
     return repeats(field.writeConstraint) ? repeatsReads : "";
 }
 
-/** Returns why a register without fields cannot be given the value; empty if it can. */
+/** Returns why a write cannot give a register without fields the value; empty if it can. */
 std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
     const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {
@@ -165,7 +165,7 @@ std::vector<Maps::FieldAssignment> Restoration::differingFields(const MappedRegi
     for (const Field& field : target.contents().fields) {
         if (isDifferent(field, target.contents(), different) && Rynvelctl::obstacleTo(field).empty()) {
             assignments.push_back({&field, hexadecimal(Maps::decode(field, wanted).value)});
-            // Another field may share the bits.
+            // Assigns each bit only once, because another field may share it.
             different &= ~Maps::maskOf(field);
         }
     }

@@ -15,7 +15,7 @@ struct PingOptions {
 
 std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const std::string& deviceName,
                                    const Common::Deadline& deadline) {
-    // The measurement takes every answer, even a refusal.
+    // Accepts every answer, even a refusal, because only the time matters.
     const Rynvel::Request request(Rynvel::RequestData::Type::GetInterruptType, deviceName);
     const auto start = std::chrono::steady_clock::now();
     connection.exchange(request, deadline);

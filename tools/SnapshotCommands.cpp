@@ -238,7 +238,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     const auto device = openDevice(target, context.timeout());
     Restoration restoration(map, *device, context.timeout(),
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
-    // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
+    // Prints only after the restoration, because a reader that closes standard output must not stop it half-way.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     RestorationOutput output(context.output());
     output.print(restoration);

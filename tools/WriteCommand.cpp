@@ -136,7 +136,7 @@ private:
     void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {
         const MappedRegister& whole = m_addressed.named->whole;
         Rynvelctl::requireAllowed(whole, {value, mask.value_or(UINT32_MAX)});
-        // A masked write also reads.
+        // A masked write also reads the register.
         if (mask) {
             requireReadable(*m_addressed.named);
             requireNoReadEffect(whole, "--mask");
