@@ -111,13 +111,13 @@ private:
     /** Returns the greatest distance from the first element at which the offset of an element still fits in 64 bits. */
     static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
 
-    /** Returns the problem of an element whose distance from the first element is too great, for a warning. */
+    /** Returns the problem of an array with elements that are too far from the first one, for a warning. */
     static std::string problemBeyondRoom(const Definition& definition) {
         if (definition.kind == Kind::Field) {
-            return "has bits higher than bit " + std::to_string(highestBit);
+            return "has elements with bits higher than bit " + std::to_string(highestBit);
         }
         const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
-        return "has " + subject + " that does not fit in 64 bits";
+        return "has elements with " + subject + " that does not fit in 64 bits";
     }
 
     /**
@@ -140,10 +140,10 @@ private:
     Position onlyPosition(const Definition& definition) {
         const bool isTemplate = hasPlaceholder(definition.name);
         if (isTemplate) {
-            warn(definition, "has a placeholder for an index, but no dim");
+            warn(definition, "has a placeholder for an index, but no dim: the placeholder is removed");
         }
         if (definition.dimension.increment || !definition.dimension.index.empty()) {
-            warn(definition, "has a dimIncrement or dimIndex, but no dim");
+            warn(definition, "has a dimIncrement or dimIndex, but no dim: it is not an array");
         }
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
@@ -153,7 +153,7 @@ private:
         const auto indexes = indexesOf(definition, array->size);
         std::uint64_t count = array->size;
         if (count > 1 && (count - 1) * array->increment > room) {
-            warn(definition, problemBeyondRoom(definition) + ", and is not used");
+            warn(definition, problemBeyondRoom(definition) + ": these elements are not used");
             count = room / array->increment + 1;
         }
         std::vector<Position> positions;
@@ -198,7 +198,8 @@ private:
             return std::make_shared<Indexes>(0, size);
         }
         if (indexes->size() > *definition.dimension.size) {
-            warn(definition, "has more indexes in its dimIndex than its dim has elements");
+            warn(definition,
+                 "has more indexes in its dimIndex than its dim has elements: the last indexes are not used");
         }
         return indexes;
     }
@@ -384,7 +385,7 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has no size from 1 to " + std::to_string(highestBit) + " bits: 32 bits are assumed");
+            warn(definition, "has no valid size (1 to " + std::to_string(highestBit) + " bits): 32 bits are assumed");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);

@@ -41,9 +41,8 @@ const std::vector<HelpSection> helpSections{
       "its value, the command refuses the write."}},
     {"Register maps",
      {"A register map is a file in CMSIS-SVD format that describes the registers of devices. The description of a "
-      "device is the peripheral with the name of "
-      "the device, with an underscore in place of every character that is neither a letter nor a digit: the peripheral "
-      "traf_top describes the device traf.top.",
+      "device is the peripheral with the name of the device, with an underscore in place of every character that is "
+      "neither a letter nor a digit: the peripheral traf_top describes the device traf.top.",
       "The command searches the files and folders of --map. Without --map, it searches those in the environment "
       "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
       "share/rynvel/maps of the installation. The command uses the first description of the device."}},
@@ -53,17 +52,18 @@ const std::vector<HelpSection> helpSections{
       "another type, or the server's options may forbid the request. To see the reason, turn on the traces of rynveld "
       "at level 4 of the channel Rynveld."}},
     {"Time-outs",
-     {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
-      "interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, the "
+     {"--timeout limits the time of the whole command, from start to end. This time includes every wait: for a server, "
+      "for an interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, "
+      "the "
       "command ends with status 4. The command has then printed the output up to that time. The command cannot "
       "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Snapshots",
-     {"save, diff and restore use the register map of the device. save and diff do not read a register if reading it "
-      "has a side effect.",
-      "The first argument of diff is a device or a snapshot: a name with a slash and the name of an existing file "
-      "select the snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
+     {"save, diff and restore use the register map of the device. save and diff leave out a register if reading it has "
+      "a side effect. --with-side-effects includes the register.",
+      "The first argument of diff is a device or a snapshot. A name with a slash, or the name of an existing file, "
+      "selects a snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
       "status 2 if an operation fails."}},
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
