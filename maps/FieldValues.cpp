@@ -66,8 +66,7 @@ bool isAmbiguous(const EnumeratedValue& value) {
 
 constexpr const char* onlyAsRead = " may be written only with the value that was read (leave it unchanged)";
 
-/** Returns the enumerated values that may be written to a field: their names, or their numbers without a usable name.
- */
+/** Returns the enumerated values that may be written to a field. A value without a usable name is a number. */
 std::vector<std::string> enumeratedChoices(const Field& field) {
     std::vector<std::string> choices;
     for (const Enumeration& enumeration : field.enumerations) {

@@ -25,7 +25,7 @@ std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (!isReadable(access)) {
         return "is write-only, so it cannot keep its value";
     }
-    return access == Access::ReadWriteOnce ? "can be written only once, and this write would also write it" : "";
+    return access == Access::ReadWriteOnce ? "can be written only once, and this write would include the field" : "";
 }
 
 ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {

@@ -54,8 +54,7 @@ const std::vector<HelpSection> helpSections{
     {"Time-outs",
      {"--timeout limits the time of the whole command, from start to end. This time includes every wait: for a server, "
       "for an interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, "
-      "the "
-      "command ends with status 4. The command has then printed the output up to that time. The command cannot "
+      "the command ends with status 4. The command has then printed the output up to that time. The command cannot "
       "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},

@@ -145,8 +145,7 @@ void requireReadable(const Selection& selection);
 /** @throws Failure if the map does not allow a write of the register, or of this value. */
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
 
-/** @throws Failure if reading the register has a side effect. @param option the option that reads it, for the message.
- */
+/** @throws Failure if reading the register has a side effect. @param option the option that needs the read. */
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
 
 } // namespace Rynvelctl

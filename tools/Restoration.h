@@ -74,8 +74,7 @@ private:
                                                        std::uint32_t wanted);
     /** Adds the fields that differ and are not restored to skipped(). @param bits the bits that differ. */
     void skipFields(const MappedRegister& target, std::uint64_t bits);
-    /** Adds the bits that differ and that no readable field describes to skipped(). @param bits the bits that differ.
-     */
+    /** Adds the bits that differ and that no readable field describes to skipped(). @param bits as in skipFields(). */
     void skipOtherBits(const MappedRegister& target, std::uint64_t bits);
     void write(const MappedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);
     void writeFields(const RegisterRange& range, const Maps::FieldWrite& write);

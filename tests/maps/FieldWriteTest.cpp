@@ -127,7 +127,7 @@ TEST(FieldWrite, IsRefusedIfTheValueOfAnotherFieldCannotBeWrittenBack) {
     expectRefused(registerWith(bit("A", 0) + bit("B", 1, writeOnly)),
                   "field C.R.B is write-only, so it cannot keep its value (also assign B)");
     expectRefused(registerWith(bit("A", 0) + bit("B", 1, "<access>read-writeOnce</access>")),
-                  "field C.R.B can be written only once, and this write would also write it (also assign B)");
+                  "field C.R.B can be written only once, and this write would include the field (also assign B)");
     expectMasked(registerWith(bit("A", 0) + bit("B", 1, writeOnly + modified("oneToSet"))), {{"A", "1"}}, 0x01, 0x03);
 }
 

@@ -241,7 +241,7 @@ TEST_F(RegisterNames, RefuseAMaskThatWouldHarmTheOtherBits) {
     expectRefused("write map32 R 1 --mask 1", keyIsLost);
     expectRefused("write map32 R 1 --mask 0x11", keyIsLost);
     expectRefused("write map32 R 1 --mask 0x31",
-                  "map32: field R.ONCE can be written only once, and this write would also write it (also select "
+                  "map32: field R.ONCE can be written only once, and this write would include the field (also select "
                   "all bits of ONCE with the mask)");
     expect("write map32 R 0x121 --mask 0x131", 0, "map32 R = 0x00000121 with mask 0x00000131\n");
     EXPECT_EQ(get(0), 0x121U);
