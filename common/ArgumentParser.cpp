@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ArgumentParser.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -11,15 +12,25 @@ namespace Common {
 
 namespace {
 
+/** Returns null without an `app`. */
 template <typename Value>
-CLI::Option& addValue(CLI::App& app, const std::string& names, const std::string& valueName, Value& value,
+CLI::Option* addValue(CLI::App* app, const std::string& names, const std::string& valueName, Value& value,
                       const std::string& summary) {
-    return *app.add_option(names, value, summary)->type_name(valueName);
+    return app == nullptr ? nullptr : app->add_option(names, value, summary)->type_name(valueName);
 }
 
 template <typename Value>
-CLI::Option& addPositional(CLI::App& app, const std::string& name, Value& value, const std::string& summary) {
-    return addValue(app, name, "", value, summary);
+void addPositional(CLI::App* app, const std::string& name, Value& value, const std::string& summary, bool isRequired) {
+    if (CLI::Option* const option = addValue(app, name, "", value, summary)) {
+        option->required(isRequired);
+    }
+}
+
+void limit(CLI::Option& option, std::size_t lowest, std::size_t highest) {
+    const CLI::Range range(lowest, highest);
+    const std::string problem =
+        "' is not a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+    option.check([=](const std::string& text) { return range(text).empty() ? "" : '\'' + text + problem; });
 }
 
 std::vector<std::string> namesOf(const CLI::Option& option) {
@@ -71,7 +82,7 @@ std::string suggestionFor(const CLI::App& app, const std::string& word) {
 }
 
 /** Returns the command that the command line selects last; the program itself if it selects none. */
-const CLI::App& selectedCommand(const CLI::App& app) {
+CLI::App& selectedCommand(CLI::App& app) {
     const std::vector<CLI::App*> selected = app.get_subcommands();
     return selected.empty() ? app : selectedCommand(*selected.front());
 }
@@ -80,7 +91,7 @@ const CLI::App& selectedCommand(const CLI::App& app) {
  * Returns the error message for the words that no option or argument takes. Reports only the first word, because the
  * words after an unknown option may be values of that option.
  */
-std::string describeUnexpectedWord(const CLI::App& app) {
+std::string describeUnexpectedWord(CLI::App& app) {
     const std::string word = app.remaining(true).front();
     if (word[0] == '-') {
         return "unknown option '" + word + "' (--help lists the options)";
@@ -96,75 +107,86 @@ std::string describeUnexpectedWord(const CLI::App& app) {
 } // namespace
 
 OptionReference OptionReference::showDefault() const {
-    m_option->capture_default_str();
+    if (m_option != nullptr) {
+        m_option->capture_default_str();
+    }
     return *this;
 }
 
 OptionReference OptionReference::takeOneValue() const {
-    m_option->allow_extra_args(false);
+    if (m_option != nullptr) {
+        m_option->allow_extra_args(false);
+    }
     return *this;
 }
 
 OptionReference OptionReference::needs(OptionReference other) const {
-    m_option->needs(other.m_option);
+    if (m_option != nullptr) {
+        m_option->needs(other.m_option);
+    }
     return *this;
 }
 
 OptionReference OptionReference::excludes(OptionReference other) const {
-    m_option->excludes(other.m_option);
+    if (m_option != nullptr) {
+        m_option->excludes(other.m_option);
+    }
     return *this;
 }
 
 OptionReference Command::addFlag(const std::string& names, bool& isGiven, const std::string& summary) const {
-    return OptionReference(*m_app->add_flag(names, isGiven, summary));
+    return OptionReference(m_app == nullptr ? nullptr : m_app->add_flag(names, isGiven, summary));
 }
 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
                                    const std::string& summary) const {
-    return OptionReference(addValue(*m_app, names, valueName, value, summary));
+    return OptionReference(addValue(m_app, names, valueName, value, summary));
 }
 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName,
                                    std::vector<std::string>& values, const std::string& summary) const {
-    return OptionReference(addValue(*m_app, names, valueName, values, summary));
+    return OptionReference(addValue(m_app, names, valueName, values, summary));
 }
 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
                                    std::size_t lowest, std::size_t highest, const std::string& summary) const {
-    CLI::Option& option = addValue(*m_app, names, valueName, value, summary);
-    const CLI::Range range(lowest, highest);
-    const std::string problem =
-        "' is not a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
-    option.check([=](const std::string& text) { return range(text).empty() ? "" : '\'' + text + problem; });
+    CLI::Option* const option = addValue(m_app, names, valueName, value, summary);
+    if (option != nullptr) {
+        limit(*option, lowest, highest);
+    }
     return OptionReference(option);
 }
 
 void Command::addArgument(const std::string& name, std::string& value, const std::string& summary) const {
-    addPositional(*m_app, name, value, summary).required();
+    addPositional(m_app, name, value, summary, true);
 }
 
 void Command::addArgument(const std::string& name, std::vector<std::string>& values, const std::string& summary) const {
-    addPositional(*m_app, name, values, summary).required();
+    addPositional(m_app, name, values, summary, true);
 }
 
 void Command::addOptionalArgument(const std::string& name, std::string& value, const std::string& summary) const {
-    addPositional(*m_app, name, value, summary);
+    addPositional(m_app, name, value, summary, false);
 }
 
 void Command::addOptionalArgument(const std::string& name, std::vector<std::string>& values,
                                   const std::string& summary) const {
-    addPositional(*m_app, name, values, summary);
+    addPositional(m_app, name, values, summary, false);
 }
 
 Command Command::addCommand(const std::string& name, const std::string& summary,
                             std::function<void()> onSelected) const {
-    return Command(*m_app->add_subcommand(name, summary)->callback(std::move(onSelected)));
+    if (m_app == nullptr) {
+        return *this;
+    }
+    CLI::App* const command = m_app->add_subcommand(name, summary)->callback(std::move(onSelected));
+    const bool isLeftOut = m_words != nullptr && std::find(m_words->begin(), m_words->end(), name) == m_words->end();
+    return {isLeftOut ? nullptr : command, m_words};
 }
 
-ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, const std::string& footer)
-    : m_app(std::make_unique<CLI::App>(summary, name)) {
+ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, std::function<std::string()> footer)
+    : m_app(std::make_unique<CLI::App>(summary, name)), m_footer(std::move(footer)) {
     m_app->set_help_flag();
-    m_app->footer(footer);
     // With a limit of one command, the parser takes a later word as an argument, even if it is the name of a command.
     m_app->require_subcommand(0, 1);
     m_app->fallthrough();
@@ -172,13 +194,17 @@ ArgumentParser::ArgumentParser(const std::string& name, const std::string& summa
 
 ArgumentParser::~ArgumentParser() = default;
 
+void ArgumentParser::leaveOutCommandsMissingIn(int argc, const char* const* argv) {
+    m_words = std::make_unique<const std::vector<std::string>>(argv, argv + argc);
+}
+
 void ArgumentParser::addHelpFlag(const std::string& summary) { m_app->set_help_flag("-h,--help", summary); }
 
 void ArgumentParser::addVersionFlag(const std::string& version, const std::string& summary) {
     m_app->set_version_flag("--version", version, summary);
 }
 
-Command ArgumentParser::program() { return Command(*m_app); }
+Command ArgumentParser::program() { return {m_app.get(), m_words.get()}; }
 
 CommandDescription ArgumentParser::describe() const { return describeCommand(*m_app); }
 
@@ -187,6 +213,7 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         m_app->parse(argc, argv);
         return {ParseResult::Kind::Parsed, ""};
     } catch (const CLI::CallForHelp&) {
+        selectedCommand(*m_app).footer(m_footer());
         return {ParseResult::Kind::InfoRequested, m_app->help()};
     } catch (const CLI::CallForVersion& version) {
         return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};

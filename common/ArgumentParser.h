@@ -80,8 +80,9 @@ public:
 
 private:
     friend class Command;
-    explicit OptionReference(CLI::Option& option) : m_option(&option) {}
+    explicit OptionReference(CLI::Option* option) : m_option(option) {}
 
+    /** Null for an option of a command that ArgumentParser::leaveOutCommandsMissingIn() leaves out. */
     CLI::Option* m_option;
 };
 
@@ -124,9 +125,12 @@ public:
 
 private:
     friend class ArgumentParser;
-    explicit Command(CLI::App& app) : m_app(&app) {}
+    Command(CLI::App* app, const std::vector<std::string>* words) : m_app(app), m_words(words) {}
 
+    /** Null for a command whose options and commands are left out. */
     CLI::App* m_app;
+    /** The words of the command line, or null if no command is left out. */
+    const std::vector<std::string>* m_words;
 };
 
 /**
@@ -135,11 +139,18 @@ private:
  */
 class ArgumentParser {
 public:
-    /** @param footer the last lines of the help of the program and of its commands. */
-    ArgumentParser(const std::string& name, const std::string& summary, const std::string& footer);
+    /** @param footer returns the last lines of the help of the program and of its commands. */
+    ArgumentParser(const std::string& name, const std::string& summary, std::function<std::string()> footer);
     ArgumentParser(const ArgumentParser&) = delete;
     ArgumentParser& operator=(const ArgumentParser&) = delete;
     ~ArgumentParser();
+
+    /**
+     * Leaves out the options, arguments and commands of each command whose name is not a word of the command line,
+     * because adding them takes most of the start of a program. Call this function before you add commands. Then
+     * describe() is incomplete, and parse() takes this command line only.
+     */
+    void leaveOutCommandsMissingIn(int argc, const char* const* argv);
 
     /** Adds -h and --help to the program and to every command that is added later. */
     void addHelpFlag(const std::string& summary);
@@ -162,6 +173,8 @@ public:
 
 private:
     std::unique_ptr<CLI::App> m_app;
+    std::function<std::string()> m_footer;
+    std::unique_ptr<const std::vector<std::string>> m_words;
 };
 
 } // namespace Common

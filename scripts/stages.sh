@@ -35,7 +35,8 @@ packages_of() {
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
         format) echo clang-format codespell ;;
-        lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
+        lint) echo "${build_packages[@]}" clang-tidy ;;
+        analyze) echo "${tests[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
@@ -242,9 +243,9 @@ run_clang_tidy() {
 }
 
 # A unity source shares the work on the headers among several sources, which it includes.
-stage_lint() { run_clang_tidy unity '-clang-analyzer-*,-bugprone-suspicious-include'; }
+stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
 # The last two checks see only the using declarations of a source that is not included.
-stage_analyze() { run_clang_tidy release '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
+stage_analyze() { run_clang_tidy hardened '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }
 

@@ -28,9 +28,25 @@ void checkArgument(const std::string& word) {
     }
 }
 
+/** Prints the completions for a shell, one per line. */
+void complete(const std::vector<std::string>& words) {
+    std::string lines;
+    for (const std::string& word : completions(CommandLine().describe(), words)) {
+        lines += word + '\n';
+    }
+    Output(Format::Text, CommandTimeout(std::nullopt)).write(lines);
+}
+
 } // namespace
 
-CommandLine::CommandLine() : m_parser("rynvelctl", programSummary, helpFooter()) {
+CommandLine::CommandLine() : m_parser("rynvelctl", programSummary, helpFooter) { addAll(); }
+
+CommandLine::CommandLine(int argc, const char* const* argv) : m_parser("rynvelctl", programSummary, helpFooter) {
+    m_parser.leaveOutCommandsMissingIn(argc, argv);
+    addAll();
+}
+
+void CommandLine::addAll() {
     m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
     addGlobalOptions(m_parser.program());
@@ -81,14 +97,6 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     default:
         return true;
     }
-}
-
-void CommandLine::complete(const std::vector<std::string>& words) const {
-    std::string lines;
-    for (const std::string& word : completions(describe(), words)) {
-        lines += word + '\n';
-    }
-    Output(Format::Text, CommandTimeout(std::nullopt)).write(lines);
 }
 
 void CommandLine::run(int argc, const char* const* argv) {

@@ -18,6 +18,8 @@ namespace Rynvelctl {
 class CommandLine {
 public:
     CommandLine();
+    /** Has only the commands that these arguments name. Then run() takes these arguments only. */
+    CommandLine(int argc, const char* const* argv);
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
@@ -28,10 +30,9 @@ public:
     void run(int argc, const char* const* argv);
 
 private:
+    void addAll();
     void addGlobalOptions(const Common::Command& program);
     bool parse(int argc, const char* const* argv);
-    /** Prints the completions for a shell, one per line. */
-    void complete(const std::vector<std::string>& words) const;
 
     Common::ArgumentParser m_parser;
     GlobalOptions m_options;

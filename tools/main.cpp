@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN);
     Common::FaultGuard::install();
     try {
-        CommandLine().run(argc, argv);
+        CommandLine(argc, argv).run(argc, argv);
     } catch (const OutputClosed&) {
         return static_cast<int>(ExitStatus::Done);
     } catch (const SilentEnd& end) {

@@ -77,7 +77,7 @@ refuses_a_malformed_row() {
 
 links_an_installed_tracing_library() {
     cmake --install "$release" --prefix "$work/stage" &&
-        build external -DRYNVEL_EXTERNAL_ZILTRACE=ON -DCMAKE_PREFIX_PATH="$work/stage" &&
+        build external -DRYNVEL_EXTERNAL_ZILTRACE=ON -DRYNVEL_UNITY=ON -DCMAKE_PREFIX_PATH="$work/stage" &&
         [ ! -e "$work/external/ziltrace" ] &&
         ldd "$work/external/cppsrc/librynvel.so" | grep "libziltrace.so.1 => $work/stage/"
 }

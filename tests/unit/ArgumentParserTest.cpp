@@ -57,7 +57,7 @@ protected:
         return result.text;
     }
 
-    ArgumentParser m_parser{"program", "what it is for", "the footer"};
+    ArgumentParser m_parser{"program", "what it is for", [] { return "the footer"; }};
     std::string m_name = "default";
     std::size_t m_size = 3;
     std::vector<std::string> m_singles;
@@ -188,6 +188,61 @@ TEST_F(ArgumentParsers, DescribeTheirCommands) {
     EXPECT_FALSE(m_parser.describe().commands[1].options[0].isRequired);
     EXPECT_FALSE(m_parser.describe().commands[2].options[0].isRequired);
     EXPECT_TRUE(m_parser.describe().commands[2].options[0].takesMultipleValues);
+}
+
+/** A fixture for a parser of one command line, with two commands. Each of them has all kinds of options. */
+class ParsersOfOneCommandLine : public testing::Test {
+protected:
+    ParseResult parse(std::vector<const char*> words) {
+        words.insert(words.begin(), "program");
+        m_parser.leaveOutCommandsMissingIn(static_cast<int>(words.size()), words.data());
+        addCommand("first");
+        addCommand("second");
+        return m_parser.parse(static_cast<int>(words.size()), words.data());
+    }
+
+    void addCommand(const std::string& name) {
+        const Command command = m_parser.program().addCommand(name, "does it", [=] { m_selected += name + ' '; });
+        const auto flag = command.addFlag("--flag", m_isGiven, "a flag");
+        command.addOption("--text", "TEXT", m_text, "a text").showDefault().needs(flag);
+        command.addOption("--texts", "TEXT", m_texts, "texts").takeOneValue().excludes(flag);
+        command.addOption("--size", "SIZE", m_size, 1, 10, "a number");
+        command.addArgument("ARGUMENT", m_argument, "must be given");
+        command.addOptionalArgument("MORE", m_texts, "may be given");
+        command.addCommand("inner", "is inside", [=] { m_selected += name + ".inner "; });
+    }
+
+    ArgumentParser m_parser{"program", "what it is for", [] { return "the footer"; }};
+    bool m_isGiven = false;
+    std::string m_text;
+    std::vector<std::string> m_texts;
+    std::size_t m_size = 3;
+    std::string m_argument;
+    std::string m_selected;
+};
+
+TEST_F(ParsersOfOneCommandLine, HaveAllCommandsAndTheOptionsOfThoseThatTheCommandLineNames) {
+    EXPECT_EQ(parse({"first", "--flag", "word"}).kind, ParseResult::Kind::Parsed);
+    EXPECT_TRUE(m_isGiven);
+    EXPECT_EQ(m_argument, "word");
+    const std::vector<CommandDescription> commands = m_parser.describe().commands;
+    ASSERT_EQ(commands.size(), 2U);
+    EXPECT_EQ(commands[0].options.size(), 6U);
+    EXPECT_EQ(commands[0].commands.size(), 1U);
+    EXPECT_EQ(commands[1].name, "second");
+    EXPECT_EQ(commands[1].summary, "does it");
+    EXPECT_EQ(commands[1].options.size(), 0U);
+    EXPECT_EQ(commands[1].commands.size(), 0U);
+}
+
+TEST_F(ParsersOfOneCommandLine, SelectTheFirstOfTwoNamesOfCommands) {
+    EXPECT_EQ(parse({"second", "first", "inner"}).text, "");
+    EXPECT_EQ(m_argument, "first");
+    EXPECT_EQ(m_selected, "second.inner second ");
+}
+
+TEST_F(ParsersOfOneCommandLine, SuggestACommandThatIsLeftOut) {
+    EXPECT_EQ(parse({"secnd"}).text, "unknown command 'secnd' (did you mean 'second'?)");
 }
 
 } // namespace
