@@ -5,7 +5,7 @@
 include(GoogleTest)
 set(RYNVEL_GOOGLETEST "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")
 if(NOT EXISTS "${RYNVEL_GOOGLETEST}/CMakeLists.txt")
-  message(FATAL_ERROR "No GoogleTest sources in ${RYNVEL_GOOGLETEST}: install the package googletest")
+  message(FATAL_ERROR "No GoogleTest sources in ${RYNVEL_GOOGLETEST} (install the package googletest)")
 endif()
 set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
@@ -24,7 +24,7 @@ set(test_options -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   list(APPEND test_options -fpch-preprocess)
 endif()
-# The undefined behavior sanitizer does not check the code of tests, because that would take a seventh of the build.
+# The undefined behavior sanitizer does not check the code of tests. The checks would take a seventh of the build time.
 if(RYNVEL_SANITIZERS MATCHES undefined)
   list(APPEND test_options -fno-sanitize=undefined)
 endif()

@@ -71,7 +71,7 @@ refuses_a_malformed_row() {
     printf 'clock /dev/clock 0 Uio32\nsecond /dev/second 0 Uio64\n' >"$work/bad.def"
     configure bad -DRYNVEL_PROGRAMS=OFF -DRYNVEL_DEVICES="$work/bad.def" &&
         ! cmake --build "$work/bad" --target rynvel_table >"$work/bad.log" 2>&1 &&
-        grep -F "$work/bad.def:2: error: unknown device type \"Uio64\"" "$work/bad.log"
+        grep -F "$work/bad.def:2: error: unknown device type 'Uio64' " "$work/bad.log"
 }
 
 links_an_installed_tracing_library() {
