@@ -41,7 +41,7 @@ void seekReadRaw(State& state) {
     }
 }
 
-// Enabling the interrupt also raises it, so the wait does not block.
+// Enabling the interrupt also raises the interrupt, so the wait does not block.
 void interruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openInterrupt();
     unsigned long count = 0;
@@ -60,7 +60,7 @@ void interruptRaw(State& state) {
     }
 }
 
-// Another process raises the interrupt during the wait.
+// A child process raises the interrupt during the wait.
 void blockedInterruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openWaited();
     const auto& source = RynvelBenchmark::InterruptSource::get();
@@ -128,7 +128,7 @@ int openOnSimulatedBoard(const std::string& name) {
     return connection;
 }
 
-// Measures rynveld without the library. The client makes the same system calls as in exchangeRaw().
+// Measures rynveld without the library. The client makes the same system calls as the client in exchangeRaw().
 void exchangeRynveldBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     Rynvel::Request request(Rynvel::RequestData::Type::Read32, "traf.top");
@@ -140,7 +140,7 @@ BENCHMARK(interruptLibrary)->Name("interrupt/library");
 BENCHMARK(interruptRaw)->Name("interrupt/raw");
 BENCHMARK(seekReadLibrary)->Name("seek_read/library");
 BENCHMARK(seekReadRaw)->Name("seek_read/raw");
-// These benchmarks measure real time, because processor time does not include the other process.
+// These benchmarks measure real time, because the processor time does not include that of the child processes.
 BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTime();
 BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();

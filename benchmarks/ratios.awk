@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Prints the ratios that limits.table lists, and how many of them keep or exceed their limits. Ends with status 1 if a
-# ratio exceeds its limit, and with status 2 if a result is missing.
+# Prints the ratios that limits.table lists, and the numbers of ratios within and above their limits. Ends with status 1
+# if a ratio exceeds its limit, and with status 2 if a result is missing.
 # Usage: awk -v column=one|two -f ratios.awk limits.table RESULTS.csv
 
 BEGIN { limit_field = column == "one" ? 3 : 4 }
