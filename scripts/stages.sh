@@ -10,7 +10,7 @@ long_stages=(analyze bigendian hardened soak)
 describe_stage() {
     case $1 in
         format) echo 'the layout of the sources, their license lines, what they may include, spelling and wording' ;;
-        scripts) echo 'the scripts that ./check itself uses' ;;
+        scripts) echo 'the tests of the scripts that ./check itself uses' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -154,13 +154,13 @@ require_results() {
 
 stage_dev() { test_preset dev; }
 stage_asan() { test_preset_by_program asan; }
-# A race shows only in a long run.
+# Some races occur only in a long run.
 stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by_program tsan; }
 stage_armhf() { test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
-# The tests of arming a connection run ten times, because their races with other clients rarely occur.
+# The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
 stage_soak() {
     local preset commands=() soak='HostileClients.DoNotKeepTheOthersFromTheirWork' arming='Rynveld.Reports*AfterTheAnswer*'
     for preset in hardened asan tsan; do
@@ -242,15 +242,16 @@ run_clang_tidy() {
         scripts/lint "build/$1" "$2"
 }
 
-# A unity source shares the work on the headers among several sources, which it includes.
+# Unity sources save time, because clang-tidy reads each header once for several sources. The check
+# bugprone-suspicious-include would report that unity sources include sources.
 stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
-# The last two checks see only the using declarations of a source that is not included.
+# The last two checks ignore using declarations in included files, so the preset has no unity sources.
 stage_analyze() { run_clang_tidy hardened '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }
 
-# A test in the guest connects to remote_peer, a register server on this machine, which the guest reaches at 10.0.2.2.
-# The longest session starts first.
+# The tests of remote devices run in the guest and connect to remote_peer, a register server on this machine. The guest
+# reaches this machine at 10.0.2.2. The longest command starts first.
 stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&

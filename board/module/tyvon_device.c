@@ -56,8 +56,8 @@ struct tyvon_device {
 };
 
 /*
- * An open file, with a separate position. The kernel overwrites its own position of the file when a
- * read ends, which would undo a seek that another thread has made during the read.
+ * An open file, with a separate position. When a read ends, the kernel overwrites the position that
+ * it keeps for the file. This would undo a seek that a thread has made during the read.
  */
 struct open_file {
 	struct tyvon_device *device;
@@ -235,7 +235,7 @@ static ssize_t read_registers(struct open_file *open, char __user *user, size_t 
 	return board_registers_read(&open->device->registers, user, length, &open->position);
 }
 
-/* A read of 2 bytes is a register access only if the same thread has made a seek before. */
+/* A read of 2 bytes is a register access only if the same thread has just made a seek. */
 static ssize_t seekable_read(struct file *file, char __user *user, size_t length, loff_t *pos)
 {
 	struct open_file *open = file->private_data;

@@ -40,11 +40,11 @@ std::string addSink(const std::string& value, Configuration& configuration) {
     } else if (value == "syslog") {
         configuration.sink = SinkChoice{SinkChoice::Kind::Syslog, {}};
     } else if (value == filePrefix) {
-        return "no file name";
+        return "no file name (give sink=file:PATH)";
     } else if (value.compare(0, filePrefix.size(), filePrefix) == 0) {
         configuration.sink = SinkChoice{SinkChoice::Kind::File, value.substr(filePrefix.size())};
     } else {
-        return "unknown sink";
+        return "unknown sink (the sinks are stderr, syslog and file:PATH)";
     }
     return {};
 }

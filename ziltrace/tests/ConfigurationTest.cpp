@@ -109,10 +109,13 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{" =3", "'=3': empty channel pattern"}, Malformed{"A", "'A': neither PATTERN=LEVEL nor sink=SINK"},
         Malformed{"stderr", "'stderr': neither PATTERN=LEVEL nor sink=SINK"}, Malformed{",", "'': empty item"},
         Malformed{"A=1,,B=2", "'': empty item"}, Malformed{"A=1,", "'': empty item"},
-        Malformed{"sink=", "'sink=': unknown sink"}, Malformed{"sink=3", "'sink=3': unknown sink"},
-        Malformed{"sink=stdout", "'sink=stdout': unknown sink"}, Malformed{"sink=file", "'sink=file': unknown sink"},
-        Malformed{"sink=Stderr", "'sink=Stderr': unknown sink"}, Malformed{"sink=file:", "'sink=file:': no file name"},
-        Malformed{"sink=pipe,sink=stderr", "'sink=pipe': unknown sink"},
+        Malformed{"sink=", "'sink=': unknown sink (the sinks are stderr, syslog and file:PATH)"},
+        Malformed{"sink=3", "'sink=3': unknown sink (the sinks are stderr, syslog and file:PATH)"},
+        Malformed{"sink=stdout", "'sink=stdout': unknown sink (the sinks are stderr, syslog and file:PATH)"},
+        Malformed{"sink=file", "'sink=file': unknown sink (the sinks are stderr, syslog and file:PATH)"},
+        Malformed{"sink=Stderr", "'sink=Stderr': unknown sink (the sinks are stderr, syslog and file:PATH)"},
+        Malformed{"sink=file:", "'sink=file:': no file name (give sink=file:PATH)"},
+        Malformed{"sink=pipe,sink=stderr", "'sink=pipe': unknown sink (the sinks are stderr, syslog and file:PATH)"},
         Malformed{"A\nB=9", "'A\\nB=9': level is not a number from 0 to 7"}));
 
 } // namespace
