@@ -46,7 +46,7 @@ private:
     const int m_errno = errno;
 };
 
-/** The source texts of the arguments of a macro, one after the other. */
+/** A reader of the source texts of the arguments of a macro. */
 class ArgumentNames {
 public:
     explicit ArgumentNames(std::string_view names);

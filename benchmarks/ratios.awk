@@ -13,7 +13,7 @@ file_number == 1 && !/^#/ && NF == 4 {
     limit[rows] = $limit_field
 }
 
-# The columns of a result are name, iterations, real_time, cpu_time and others.
+# The first columns of a result are name, iterations, real_time and cpu_time.
 file_number == 2 && /_median"/ {
     split($0, fields, ",")
     name = fields[1]

@@ -91,7 +91,7 @@ usual_seconds() {
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
 
-# Builds a preset and runs its tests. Passes its other arguments to ctest.
+# Builds a preset and runs its tests. The first argument is the preset. Passes the remaining arguments to ctest.
 test_preset() {
     local preset=$1
     shift
@@ -99,7 +99,7 @@ test_preset() {
 }
 
 # Like test_preset, for a preset in which ctest runs each test program as one test. The test programs write the results
-# of their tests themselves. If a program hangs, the end of its output, which ctest keeps, names the test.
+# of their tests themselves. If a program hangs, the end of its output names the test. ctest keeps this end.
 test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1" --test-output-truncation head; }
 
 # Fails unless --test can select tests of a stage by a part of their names. The arguments are the stage and the part. In
@@ -126,7 +126,7 @@ test_matching() {
 }
 
 # Runs shell commands at the same time, at most one for each processor, and then shows their outputs. Fails if one of
-# them fails.
+# the commands fails.
 together() { together_at_most "$(nproc)" "$@"; }
 
 # Like together. The first argument is the maximum number of processes.

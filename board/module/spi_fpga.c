@@ -164,7 +164,7 @@ int spi_fpga_init(void)
 	if (IS_ERR(fpga.parent))
 		return PTR_ERR(fpga.parent);
 
-	/* A program may open a registered device at once, so the probes must be ready. */
+	/* A program can open the device as soon as it is registered, so create the probes first. */
 	create_test_files();
 	error = add_controller();
 	if (error)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * Character devices with registers and interrupts in one file. A read returns the interrupt
- * word. Programs map the registers of one device, and seek, read and write those of the other.
+ * Two character devices with registers and interrupts in one file. A read returns the interrupt
+ * word. Programs map the registers of tyvon_map. They seek, read and write those of tyvon_seek.
  */
 #include <linux/debugfs.h>
 #include <linux/fs.h>
@@ -359,7 +359,7 @@ static int add_device(struct tyvon_device *device)
 	if (!device->registers.bytes)
 		return -ENOMEM;
 
-	/* A program may open a registered device at once, so the probes must be ready. */
+	/* A program can open the device as soon as it is registered, so create the probes first. */
 	create_test_files(device);
 	error = misc_register(&device->misc);
 	if (error) {

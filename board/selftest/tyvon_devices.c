@@ -135,7 +135,7 @@ static void test_pending(const char* path) {
           disable(fd) && set(path, "raise", "0x1234") && get(path, "pending") == 1 && !is_readable(fd, SHORT_MS));
     check("the pending interrupt is delivered when the interrupt is enabled",
           enable(fd) && is_readable(fd, 0) && receives(fd, 0x1234));
-    check("an interrupt that is disabled before it is received is not delivered until it is enabled",
+    check("disabling a pending interrupt delays its delivery until the interrupt is enabled",
           set(path, "raise", "7") && disable(fd) && !is_readable(fd, 0) && enable(fd) && receives(fd, 7));
     disable(fd);
     close(fd);
@@ -366,7 +366,7 @@ static void test_interleaving(const char* path) {
     bool waits = enable(fd) && write(fd, "rs", 2) == 2 && start(&before, path, fd);
     bool received = lseek(fd, 0x500, SEEK_SET) == 0x500 && set(path, "raise", "1") && ends_with(&before, 1) &&
                     start(&between, path, fd) && set(path, "raise", "2") && ends_with(&between, 2);
-    check("waits of other threads do not disturb a seek and the read after it",
+    check("waits in other threads do not disturb a seek and the read that follows",
           waits && received && read(fd, bytes, 2) == 2 && memcmp(bytes, "pq", 2) == 0);
     disable(fd);
     close(fd);

@@ -51,7 +51,7 @@ std::string addSink(const std::string& value, Configuration& configuration) {
 
 std::string addRule(const std::string& pattern, const std::string& value, Configuration& configuration) {
     if (pattern.empty()) {
-        return "empty channel pattern";
+        return "empty channel pattern (the pattern * matches all channels)";
     }
     const ZilTraceLevel level = value.size() == 1 ? value.front() - '0' : -1;
     if (!isConfigurableLevel(level)) {
@@ -63,7 +63,7 @@ std::string addRule(const std::string& pattern, const std::string& value, Config
 
 std::string addItem(const std::string& item, Configuration& configuration) {
     if (item.empty()) {
-        return "empty item";
+        return "empty item (remove a comma)";
     }
     const std::size_t equals = item.find('=');
     if (equals == std::string::npos) {
