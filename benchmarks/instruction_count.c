@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints their number on
+ * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints the count on
  * standard error when the program ends. No Debian package contains the header of the plugin interface, so this file
  * declares the parts of version 1 that it uses.
  */

@@ -41,7 +41,8 @@ if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
   target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)
 endif()
 
-# Registers the tests of a program, which run in `folder`. The remaining arguments are properties of the tests.
+# Registers the tests of a program, which run in `folder`. The names of the tests in CTest begin with `prefix`, unless
+# the whole program runs as one test. The remaining arguments are properties of the tests.
 function(rynvel_register_tests target folder prefix)
   if(RYNVEL_TESTS_RUN_SLOWLY)
     add_test(NAME ${target} COMMAND ${target} WORKING_DIRECTORY "${folder}")

@@ -245,7 +245,7 @@ run_clang_tidy() {
 # Unity sources save time, because clang-tidy reads each header once for several sources. The check
 # bugprone-suspicious-include would report that unity sources include sources.
 stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
-# The last two checks ignore using declarations in included files, so the preset has no unity sources.
+# The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
 stage_analyze() { run_clang_tidy hardened '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }

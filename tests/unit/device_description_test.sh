@@ -45,9 +45,9 @@ for type in $types; do
     accepts "a /dev/a 0 $type" "MemoryDevice{\"a\", \"/dev/a\", 0U, DeviceType::$type},"
 done
 
-refuses 'adc /dev/adc 0\n' '1: error: number of columns is 3 (a row has the four columns NAME PATH PARAMETER TYPE)'
+refuses 'adc /dev/adc 0\n' '1: error: the number of columns is 3 (a row has the four columns NAME PATH PARAMETER TYPE)'
 refuses '\n# x\nadc /dev/adc 0 Lseek8 more\n' \
-    '3: error: number of columns is 5 (a row has the four columns NAME PATH PARAMETER TYPE)'
+    '3: error: the number of columns is 5 (a row has the four columns NAME PATH PARAMETER TYPE)'
 refuses 'adc /dev/adc 0 Lseek64\n' \
     "1: error: unknown device type 'Lseek64' (rynvel/MemoryDevice.h lists the device types)"
 refuses 'adc /dev/adc 0 lseek8\n' \
