@@ -4,7 +4,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Returns an element that is derived from another one. */
+/** Returns an element that is derived from the element `from`. */
 std::string derived(const std::string& tag, const std::string& from, const std::string& content) {
     return "<" + tag + " derivedFrom=\"" + from + "\">" + content + "</" + tag + ">";
 }

@@ -265,7 +265,7 @@ TEST(LimitedMap, HasNoMoreBytes) {
                 limits);
 }
 
-/** Returns a map with clusters inside each other, each on the next line. */
+/** Returns a map with nested clusters, each on a new line. `depth` is the number of clusters. */
 std::string nestedClusters(std::size_t depth) {
     std::string text;
     for (std::size_t i = 0; i < depth; ++i) {
@@ -310,8 +310,8 @@ std::string array(const std::string& tag, const std::string& name, const std::st
 }
 
 TEST(LimitedMap, HasNoMoreElementsInAll) {
-    // A has 10 elements, each with 10 elements of B, and each B has a register. With the other register and the
-    // peripheral, the map has 212 elements.
+    // The array A has 10 elements. Each of them has 10 elements of the array B, with one register each. These are 210
+    // elements. The peripheral and the register outside the arrays are the other 2.
     const std::string text = mapOf(nestedArrays("10", registerOf("")));
     EXPECT_TRUE(Maps::readMap(text, elements(212)).device);
     expectError(text, "m.svd:1: error: peripheral 'P' exceeds the 211 elements that a map may have", elements(211));
@@ -331,7 +331,7 @@ TEST(LimitedMap, HasNoMoreElementsOfOneKind) {
                 "m.svd:1: error: cluster 'B%s' exceeds the 150 elements that a map may have", elements(150));
 }
 
-/** Expects the reader to need much less time for 1000 definitions than it would need to build 65536 of each. */
+/** Expects the reader to need less than 8 seconds. It would need much longer if it built all elements or indexes. */
 void expectQuick(const std::string& definitions) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(Maps::readMap(mapOf(definitions)).device);

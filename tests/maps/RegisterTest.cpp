@@ -99,7 +99,7 @@ TEST(Register, HasEveryWriteConstraint) {
     EXPECT_FALSE(constraintOf("<writeAsRead>false</writeAsRead>"));
 }
 
-/** Returns a map with a register in a cluster. The arguments are the properties at each level. */
+/** Returns a map with a register in a cluster. The arguments contain the properties at each level. */
 std::string nested(const std::string& device, const std::string& peripheral, const std::string& cluster,
                    const std::string& aRegister) {
     return "<device><name>D</name><version>1</version><description>D</description><addressUnitBits>8</addressUnitBits>"

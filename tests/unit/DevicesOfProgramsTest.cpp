@@ -277,7 +277,7 @@ TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
     close(descriptor);
 }
 
-/** Returns whether nothing is mapped at a page. Only then does mmap() return the address that the caller asks for. */
+/** Returns whether nothing is mapped at a page. mmap() returns a different address if the page is already mapped. */
 bool isFree(void* page) {
     void* const given = ::mmap(page, pageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ::munmap(given, pageSize);
@@ -529,7 +529,7 @@ protected:
     Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
 };
 
-TEST_F(AccessMutexTest, IsAnyOtherMutexOutsideOfGuardedAccesses) {
+TEST_F(AccessMutexTest, BehavesLikeAnyOtherMutexOutsideGuardedAccesses) {
     EXPECT_TRUE(m_mutex.lock());
     EXPECT_TRUE(m_mutex.unlock());
     m_mutex.endAccess();
