@@ -91,7 +91,7 @@ names_the_slowest_tests() {
      0.5 s  stage: Lseek.Reads" ]
 }
 
-# Runs a script with the given checks, in a new folder of results.
+# Runs a script with the given checks. Its results are in a new folder.
 run_checks() {
     rm -rf "$work/stage"
     mkdir "$work/stage"
@@ -137,7 +137,8 @@ END
     echo '#include <string>' >"$work/tree/lib/tests/test.cpp"
 }
 
-# Makes the tree, adds an include to a file, and runs the check of the includes.
+# Makes the tree, and runs the check of the includes. Adds an include before, if one is given.
+# Usage: includes_hold_with [FILE INCLUDE]
 includes_hold_with() {
     begin_tree
     [ $# = 0 ] || echo "#include $2" >>"$work/tree/$1"

@@ -94,7 +94,7 @@ void expectNoMoreDescriptors(const RynveldProcess& server, std::size_t most) {
     EXPECT_TRUE(becomesTrue([&] { return server.descriptors() <= most; })) << server.descriptors();
 }
 
-/** Random bytes, numbers and requests. A seed always gives the same sequence. */
+/** A source of random bytes, numbers and requests. The same seed always gives the same sequence. */
 class Noise {
 public:
     explicit Noise(unsigned int seed) : m_random(seed) {}
