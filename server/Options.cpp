@@ -42,8 +42,9 @@ struct RawOptions {
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
 /**
- * Returns a decimal number, or a hexadecimal number with the prefix 0x. Throws `message` for any other text, and for
- * a number above `highest`.
+ * Parses a decimal number, or a hexadecimal number with the prefix 0x.
+ *
+ * @throws std::invalid_argument with `message` for any other text, and for a number above `highest`.
  */
 std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, const std::string& message) {
     constexpr Common::NumberFormat tenDigits{true, false, 10};
@@ -225,13 +226,14 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .showDefault();
     program.addFlag("--simulate", options.policy.simulate, "serve simulated devices from memory, without hardware");
     program
-        .addOption("--map", "FILE", raw.maps,
-                   "with --simulate: let registers behave as this register map (a file or a folder of files) describes "
-                   "them; may be repeated")
+        .addOption(
+            "--map", "FILE", raw.maps,
+            "with --simulate: make the registers behave as the register maps in this file or folder describe; may be "
+            "repeated")
         .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
-                   "with --simulate: raise the interrupt of this device once per TIME; may be repeated")
+                   "with --simulate: raise the interrupt of this device every TIME; may be repeated")
         .takeOneValue();
     program
         .addOption("--fault", "FAULT[:COUNT]", raw.faults,

@@ -27,6 +27,7 @@ struct Policy {
     bool simulate = false;
     /** How the registers of simulated devices behave. */
     DeviceDescriptions descriptions;
+    /** The faults to simulate. */
     std::vector<Fault> faults;
 };
 

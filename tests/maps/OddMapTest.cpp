@@ -54,7 +54,7 @@ TEST(OddMap, LacksWhatADeviceNeeds) {
         readOdd("<device><size>32</size><access>read-write</access><peripherals>" + peripheralOf(registerOf("")) +
                     "</peripherals></device>",
                 "m.svd:1: warning: device '' has no description\n"
-                "m.svd:1: warning: the device has no addressUnitBits or no width: 8 and 32 are assumed\n"
+                "m.svd:1: warning: the device has no addressUnitBits (8 is assumed) or no width (32 is assumed)\n"
                 "m.svd:1: warning: the device has no name\n"
                 "m.svd:1: warning: the device has no version\n");
     EXPECT_EQ(device.addressUnitBits, 8U);
@@ -92,7 +92,7 @@ TEST(OddMap, HasElementsThatAreNotKnown) {
 TEST(OddMap, HasElementsTwice) {
     const std::string again = "\n<addressOffset>8</addressOffset>";
     EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' occurs "
-                                                             "twice: only the first is used\n"))
+                                                             "more than once: only the first is used\n"))
                   .offset,
               0U);
 }
@@ -101,7 +101,7 @@ TEST(OddMap, HasListsTwice) {
     EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOf(registerOf("<fields>" + fieldOf("") +
                                                             "</fields>\n<fields><field>"
                                                             "<name>G</name><bitOffset>0</bitOffset></field></fields>")),
-                                           "m.svd:2: warning: element 'fields' occurs twice: both are used\n"))
+                                           "m.svd:2: warning: element 'fields' occurs more than once: all are used\n"))
                           .fields),
               "F G ");
 }
@@ -129,7 +129,7 @@ TEST(OddMap, HasTextBetweenElements) {
 
 TEST(OddMap, HasElementsInTexts) {
     EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<description>a <b>c</b> d</description>")),
-                                   "m.svd:1: warning: element 'b' is not used, because only text is allowed here\n"))
+                                   "m.svd:1: warning: element 'b' is not used (give only text in 'description')\n"))
                   .description.str(),
               "a d");
 }
@@ -280,15 +280,15 @@ std::string nestedClusters(std::size_t depth) {
 
 TEST(LimitedMap, HasNoDeeperClusters) {
     read(nestedClusters(32));
-    expectError(nestedClusters(33), "m.svd:34: error: clusters are nested more than 32 deep");
-    expectError(nestedClusters(30000), "m.svd:34: error: clusters are nested more than 32 deep");
+    expectError(nestedClusters(33), "m.svd:34: error: clusters are nested more than 32 levels deep");
+    expectError(nestedClusters(30000), "m.svd:34: error: clusters are nested more than 32 levels deep");
 }
 
 TEST(LimitedMap, HasNoClusterInItself) {
     expectError(
         mapOf("<cluster><name>C</name><description>C</description><addressOffset>0</addressOffset>\n"
               "<cluster derivedFrom=\"P.C\"><name>D</name><addressOffset>0</addressOffset></cluster></cluster>"),
-        "m.svd:2: error: clusters are nested more than 32 deep");
+        "m.svd:2: error: clusters are nested more than 32 levels deep");
 }
 
 std::string nestedArrays(const std::string& dim, const std::string& tail) {
