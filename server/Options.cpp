@@ -209,8 +209,9 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
     program.addOption("--allow", "NETWORK", raw.allow, "serve only clients from this network; may be repeated")
         .takeOneValue();
     program.addOption("--device", "NAME", raw.devices, "serve only this device; may be repeated").takeOneValue();
-    program.addFlag("--read-only", options.policy.readOnly,
-                    "refuse every request that changes a device or enables its interrupts");
+    program.addFlag(
+        "--read-only", options.policy.readOnly,
+        "refuse every request except those that open or close a device, read its registers or get its interrupt type");
     program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "pass this ioctl request on to devices; may be repeated")
         .takeOneValue();
     program
