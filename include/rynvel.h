@@ -37,16 +37,16 @@
  * |-------------------------------------|----------------------------------------------------------------------------|
  * | open a device                       | Rynvel_open                                                                |
  * | wait for an interrupt               | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                          |
- * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor,                 |
- * | time-out                            | Rynvel_receiveInterrupts when the descriptor is readable                   |
+ * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor; when the        |
+ * | time-out                            | descriptor is readable: clear the source, Rynvel_receiveInterrupts         |
  * | disable interrupts                  | Rynvel_disableInterrupts                                                   |
  * | get the interrupt type              | Rynvel_getInterruptType                                                    |
  * | send a request to the driver        | Rynvel_ioctl                                                               |
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
  * connecting or waiting fails, the library traces the cause. If a read or write of a seekable device, an SPI transfer
- * to an FPGA, an ioctl request or enabling an interrupt fails, the library traces nothing by default, and errno gives
- * the cause.
+ * to an FPGA, an ioctl request or enabling an interrupt fails, the library traces nothing by default. If a system call
+ * has failed, errno gives the cause.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. By default, the libziltrace of this
  * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and notable outcomes.
@@ -77,10 +77,10 @@
  * - The program opens a mapped device whose device file can be opened but not mapped.
  * - The program asks a UIO device for its interrupt type and passes a null pointer.
  *
- * Crashes. The library does not check whether a handle was opened, or whether a function matches the register width of
- * the device. Both errors crash the process. An address beyond the map of a mapped device may end the process by a
- * signal. If the server of a remote device has closed the connection, an operation on the device may raise SIGPIPE,
- * which ends the process unless the program ignores the signal.
+ * Crashes. The library does not check whether you have opened the device of a handle, or whether a function matches the
+ * register width of the device. Both errors crash the process. An address beyond the map of a mapped device may end the
+ * process with a signal. If the server of a remote device has closed the connection, an operation on the device may
+ * raise SIGPIPE, which ends the process unless the program ignores the signal.
  *
  * Exceptions. No function catches exceptions. Rynvel_open passes on the exceptions of the constructor of a device, and
  * throws std::logic_error for a null name.
@@ -204,13 +204,21 @@ RYNVEL_EXPORT int Rynvel_burstWrite32(int handle, unsigned int byteAddress, cons
                                       int byteOrder);
 /** @} */
 
-/** @name Writes only the bits of `data` that `bitmask` selects, to the register at `address` or `index` @{ */
+/**
+ * @name Writes only the bits of `data` that `bitmask` selects, to the register at `address` or `index`. On a remote
+ * device, a `bitmask` of 0 writes all bits.
+ * @{
+ */
 RYNVEL_EXPORT int Rynvel_writeBitmask8(int handle, unsigned int address, uint8_t data, uint8_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask16(int handle, unsigned int index, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask32(int handle, unsigned int index, uint32_t data, uint32_t bitmask);
 /** @} */
 
-/** @name Writes only the bits of `data` that `bitmask` selects, to the register at `byteAddress` @{ */
+/**
+ * @name Writes only the bits of `data` that `bitmask` selects, to the register at `byteAddress`. On a remote device, a
+ * `bitmask` of 0 writes all bits.
+ * @{
+ */
 RYNVEL_EXPORT int Rynvel_writeBitmask16(int handle, unsigned int byteAddress, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel_writeBitmask32(int handle, unsigned int byteAddress, uint32_t data, uint32_t bitmask);
 /** @} */
