@@ -90,7 +90,7 @@ void requireMemory() {
     int status = 0;
     rusage usage{};
     require(wait4(child, &status, 0, &usage), "wait4");
-    require(status == 0 && usage.ru_maxrss <= mostKilobytes, "reading the map in 60 MB", false);
+    require(status == 0 && usage.ru_maxrss <= mostKilobytes, "reading the map in 60 MiB", false);
 }
 
 void mapReader(State& state) {
