@@ -17,7 +17,7 @@ inline std::uint16_t reverseBytes(std::uint16_t value) { return __builtin_bswap1
 /** @copydoc reverseBytes */
 inline std::uint32_t reverseBytes(std::uint32_t value) { return __builtin_bswap32(value); }
 
-/** Returns the bits of `data` that `bitmask` selects, together with the other bits of `current`. */
+/** Returns `current`, with the bits that `bitmask` selects replaced by the bits of `data`. */
 template <typename T>
 T replaceBits(T current, T data, T bitmask) {
     return static_cast<T>((current & ~bitmask) | (data & bitmask));

@@ -46,7 +46,7 @@ private:
     const int m_errno = errno;
 };
 
-/** The source texts of the arguments of a macro, one after the other. */
+/** A reader of the source texts of the arguments of a macro. */
 class ArgumentNames {
 public:
     explicit ArgumentNames(std::string_view names);
@@ -138,7 +138,7 @@ private:
 #define RYNVEL_TRACE_HEADER(function)                                                                                  \
     { __FILE__, __LINE__, function }
 
-/** Defines a header that the enclosing function passes to code that several functions share. */
+/** Defines a header that names the enclosing function. Pass the header to a function that traces for its caller. */
 #define RYNVEL_TRACE_POINT(name) RYNVEL_TRACE_POINT_OF(name, __func__)
 
 /** Defines a header that names `function` instead of the enclosing function. */

@@ -12,7 +12,7 @@
 #include "MapReader.h"
 #include "Require.h"
 
-// A register map of 3 MB, read, and only parsed.
+// Benchmarks that read a register map of 3 MB, and that only parse the map as XML.
 
 namespace {
 
@@ -80,7 +80,7 @@ void readOnce() {
     require(read.device.has_value() && read.diagnostics.empty(), "reading the map", false);
 }
 
-/** Ends the program when a process that reads the map takes more memory than it may. */
+/** Ends the program if a process that reads the map uses more than `mostKilobytes` of memory. */
 void requireMemory() {
     const pid_t child = require(fork(), "fork");
     if (child == 0) {
@@ -90,7 +90,7 @@ void requireMemory() {
     int status = 0;
     rusage usage{};
     require(wait4(child, &status, 0, &usage), "wait4");
-    require(status == 0 && usage.ru_maxrss <= mostKilobytes, "reading the map in 60 MB", false);
+    require(status == 0 && usage.ru_maxrss <= mostKilobytes, "reading the map in 60 MiB", false);
 }
 
 void mapReader(State& state) {

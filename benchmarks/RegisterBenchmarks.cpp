@@ -12,14 +12,14 @@
 #include "Devices.h"
 #include "StandIns.h"
 
-// Accesses to registers in memory: through the library, directly, and directly with a mutex locked.
+// Benchmarks of accesses to registers in memory: through the library, directly, and directly with a mutex locked.
 
 namespace {
 
 using benchmark::State;
 
-// The buffer of the bursts. Its offset in a page differs from that of the registers, because some processors treat
-// accesses at the same offset as dependent.
+// Returns the buffer of the bursts. The offset of the buffer in a page differs from that of the registers, because some
+// processors treat accesses at the same offset as dependent.
 std::uint32_t* buffer() {
     alignas(4096) static std::uint32_t memory[512 + 4096];
     return &memory[512];

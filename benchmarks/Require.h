@@ -7,7 +7,9 @@
 
 namespace RynvelBenchmark {
 
-/** Returns the result of a call. If it is `failure`, reports `errno` on standard error and ends the program. */
+/**
+ * Returns the result of a call. If the result equals `failure`, reports `errno` on standard error and ends the program.
+ */
 template <typename Result>
 Result require(Result result, const char* call, Result failure = Result(-1)) {
     if (result == failure) {

@@ -51,7 +51,7 @@ std::array<int, 2> makePipe() {
     return ends;
 }
 
-// Makes a pipe with one descriptor for both ends. The descriptor reads what is written to it.
+// Makes a pipe with one descriptor for both ends. A read of the descriptor returns what was written to the descriptor.
 void makeLoop(int descriptor) {
     const std::array<int, 2> ends = makePipe();
     moveDescriptor(openAnew(ends[0]), descriptor);
@@ -113,7 +113,7 @@ void acceptConnections(int listener) {
     }
 }
 
-// Runs rynveld in this process. Passes the listening socket to it as a service manager does.
+// Replaces this process with rynveld, and passes the listening socket to rynveld as a service manager does.
 void becomeRynveld(const char* program, int listener) {
     constexpr int passedDescriptor = 3;
     require(dup2(listener, passedDescriptor), "dup2");

@@ -9,7 +9,7 @@
 
 #include "Child.h"
 
-// Stand-ins for the hardware of the devices. Each class has one object, which the first call of get() creates. If a
+// Stand-ins for the hardware of the devices. Each class has one object, which the first call to get() creates. If a
 // system call fails, the program ends.
 
 namespace RynvelBenchmark {
@@ -37,7 +37,7 @@ private:
 
 /**
  * The interrupts of two devices. A read of "interrupt32" returns a word that was written to the device, so enabling the
- * interrupt also raises it. Another process raises the interrupt of "waited32" on request.
+ * interrupt also raises the interrupt. A child process raises the interrupt of "waited32" on request.
  */
 class InterruptSource {
 public:
@@ -53,7 +53,7 @@ public:
     /** Returns a new descriptor for the file of "waited32". The caller closes the descriptor. */
     int openWaited() const;
 
-    /** Asks the other process to raise the interrupt of "waited32", and returns without waiting for it. */
+    /** Asks the child process to raise the interrupt of "waited32", and does not wait for the interrupt. */
     void raise() const;
 
 private:
@@ -93,7 +93,7 @@ private:
 /** A process that runs rynveld with the simulated devices of the board. */
 class SimulatedBoard {
 public:
-    /** @param program the path of rynveld. Only the first call uses it. */
+    /** @param program the path of rynveld. Only the first call uses the path. */
     static const SimulatedBoard& get(const char* program);
 
     SimulatedBoard(const SimulatedBoard&) = delete;

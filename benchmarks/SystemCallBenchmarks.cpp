@@ -48,7 +48,7 @@ void seekReadRaw(State& state) {
     }
 }
 
-// Enabling the interrupt also raises it, so the wait does not block.
+// Enabling the interrupt also raises the interrupt, so the wait does not block.
 void interruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openInterrupt();
     unsigned long count = 0;
@@ -67,7 +67,7 @@ void interruptRaw(State& state) {
     }
 }
 
-// Another process raises the interrupt during the wait.
+// A child process raises the interrupt during the wait.
 void blockedInterruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openWaited();
     const auto& source = RynvelBenchmark::InterruptSource::get();
@@ -142,7 +142,7 @@ RequestBytes readRequest() {
     return bytesOf(request);
 }
 
-// Measures rynveld without the library. The client makes the same system calls as in exchangeRaw().
+// Measures rynveld without the library. The client makes the same system calls as the client in exchangeRaw().
 void exchangeRynveldBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     exchange(state, connection, readRequest());
@@ -203,7 +203,7 @@ BENCHMARK(interruptLibrary)->Name("interrupt/library");
 BENCHMARK(interruptRaw)->Name("interrupt/raw");
 BENCHMARK(seekReadLibrary)->Name("seek_read/library");
 BENCHMARK(seekReadRaw)->Name("seek_read/raw");
-// These benchmarks measure real time, because processor time does not include the other process.
+// These benchmarks measure real time, because the processor time does not include that of the child processes.
 BENCHMARK(blockedInterruptLibrary)->Name("interrupt_blocked/library")->UseRealTime();
 BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();

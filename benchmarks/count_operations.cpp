@@ -94,7 +94,7 @@ void list() {
 
 unsigned long numberIn(const std::string& text) {
     if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos) {
-        fail("'" + text + "' is not a number of operations");
+        fail("'" + text + "' is not a number of operations (give a whole number of at most 9 digits)");
     }
     return std::stoul(text);
 }
@@ -102,7 +102,7 @@ unsigned long numberIn(const std::string& text) {
 void run(const std::string& name, unsigned long times) {
     const auto found = operations.find(name);
     if (found == operations.end()) {
-        fail("there is no operation '" + name + "': see --list");
+        fail("unknown operation '" + name + "' (--list shows the operations)");
     }
     found->second(times);
 }

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints their number on
+ * A plugin for the emulator qemu-user. It counts the instructions of the emulated program, and prints the count on
  * standard error when the program ends. No Debian package contains the header of the plugin interface, so this file
- * declares what it uses of version 1.
+ * declares the parts of version 1 that it uses.
  */
 #include <inttypes.h>
 #include <stddef.h>

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Prints the ratios that limits.table lists, and how many of them keep or exceed their limits. Ends with status 1 if a
-# ratio exceeds its limit, and with status 2 if a result is missing.
+# Prints the ratios that limits.table lists, and the numbers of ratios within and above their limits. Ends with status 1
+# if a ratio exceeds its limit, and with status 2 if a result is missing.
 # Usage: awk -v column=one|two -f ratios.awk limits.table RESULTS.csv
 
 BEGIN { limit_field = column == "one" ? 3 : 4 }
@@ -13,7 +13,7 @@ file_number == 1 && !/^#/ && NF == 4 {
     limit[rows] = $limit_field
 }
 
-# The columns of a result are name, iterations, real_time, cpu_time and others.
+# The first columns of a result are name, iterations, real_time and cpu_time.
 file_number == 2 && /_median"/ {
     split($0, fields, ",")
     name = fields[1]

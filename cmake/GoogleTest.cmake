@@ -5,7 +5,7 @@
 include(GoogleTest)
 set(RYNVEL_GOOGLETEST "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")
 if(NOT EXISTS "${RYNVEL_GOOGLETEST}/CMakeLists.txt")
-  message(FATAL_ERROR "No GoogleTest sources in ${RYNVEL_GOOGLETEST}: install the package googletest")
+  message(FATAL_ERROR "No GoogleTest sources in ${RYNVEL_GOOGLETEST} (install the package googletest)")
 endif()
 set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
@@ -24,7 +24,7 @@ set(test_options -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   list(APPEND test_options -fpch-preprocess)
 endif()
-# The undefined behavior sanitizer does not check the code of tests, because that would take a seventh of the build.
+# The undefined behavior sanitizer does not check the code of tests. The checks would take a seventh of the build time.
 if(RYNVEL_SANITIZERS MATCHES undefined)
   list(APPEND test_options -fno-sanitize=undefined)
 endif()
@@ -41,7 +41,8 @@ if(CMAKE_CROSSCOMPILING_EMULATOR OR RYNVEL_SANITIZERS)
   target_compile_definitions(test_code INTERFACE RYNVEL_TESTS_RUN_SLOWLY)
 endif()
 
-# Registers the tests of a program, which run in `folder`. The remaining arguments are properties of the tests.
+# Registers the tests of a program, which run in `folder`. The names of the tests in CTest begin with `prefix`, unless
+# the whole program runs as one test. The remaining arguments are properties of the tests.
 function(rynvel_register_tests target folder prefix)
   if(RYNVEL_TESTS_RUN_SLOWLY)
     add_test(NAME ${target} COMMAND ${target} WORKING_DIRECTORY "${folder}")

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # The target rynvel_hardening has the hardening options of distributions, which make errors harder to exploit. All
 # installed binaries use the target. The target is empty unless RYNVEL_HARDENING is on. The option is off by default,
-# because the checked functions of the C library need optimization, and sanitizers have other checks.
+# because the checked functions of the C library need optimization, and the sanitizers have their own checks.
 
 add_library(rynvel_hardening INTERFACE)
 # librynvel does not use this target, because each register operation would take up to a quarter longer.

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Header-only libraries of the build machine, for every target architecture. A cross compiler does not search
-# /usr/include, and must not find any other headers of the build machine. The compiler therefore gets a folder that
-# contains only links to these libraries.
+# /usr/include, and must not find the headers of the C library there. The compiler therefore gets a folder that contains
+# only links to these libraries.
 
 function(rynvel_add_header_library target package)
   set(folder "${PROJECT_BINARY_DIR}/headers/${target}")
@@ -9,7 +9,7 @@ function(rynvel_add_header_library target package)
   foreach(name IN LISTS ARGN)
     find_path(found NAMES "${name}" PATHS /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH NO_CACHE)
     if(NOT found)
-      message(FATAL_ERROR "No ${name} in /usr/include: install the package ${package}")
+      message(FATAL_ERROR "No ${name} in /usr/include (install the package ${package})")
     endif()
     file(CREATE_LINK "${found}/${name}" "${folder}/${name}" SYMBOLIC)
     unset(found)

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# Installs both libraries with their headers, CMake packages, pkg-config files and documentation, and defines functions
-# that install programs. You may move the installation, because each binary finds the libraries relative to the folder
-# of the binary. A distribution sets CMAKE_SKIP_INSTALL_RPATH, because it installs the libraries in a folder that the
-# dynamic linker searches.
+# Installs librynvel and libziltrace with their headers, CMake packages, pkg-config files and documentation, and defines
+# functions that install programs. You may move the installation, because each binary finds the libraries relative to
+# the folder of the binary. A distribution sets CMAKE_SKIP_INSTALL_RPATH, because it installs the libraries in a folder
+# that the dynamic linker searches.
 
 include(CMakePackageConfigHelpers)
 
@@ -15,7 +15,7 @@ function(rynvel_find_libraries_from target folder)
   cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}")
   file(RELATIVE_PATH libraries_from_folder "${folder}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   string(REGEX REPLACE "/$" "" run_path "$ORIGIN/${libraries_from_folder}")
-  # An external libziltrace may be under another prefix.
+  # An external libziltrace may be outside the prefix of this installation.
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "${run_path}"
     INSTALL_RPATH_USE_LINK_PATH ${RYNVEL_EXTERNAL_ZILTRACE})
 endfunction()

@@ -2,9 +2,9 @@
 # Assertions and traces name a source by its path in the project, without the extension. For example,
 # "cppsrc/RynvelLseek" is the name of cppsrc/RynvelLseek.h.
 
-# Distributions pass -ffile-prefix-map, which GCC applies after all maps of single kinds, such as -fmacro-prefix-map.
-# The following code replaces the option by the equivalent maps of single kinds. GCC applies maps of single kinds in
-# their order, so the maps of the project come last.
+# Distributions pass -ffile-prefix-map, which applies to several kinds of names. GCC applies this option after all
+# options for one kind, such as -fmacro-prefix-map. The following code replaces -ffile-prefix-map by the options for
+# each kind. GCC applies the options for one kind in their order, and the options of the project come last.
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fprofile-prefix-map=a=b RYNVEL_HAS_PROFILE_PREFIX_MAP)
 set(maps_of_single_kinds "-fdebug-prefix-map=\\1 -fmacro-prefix-map=\\1")

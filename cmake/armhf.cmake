@@ -5,7 +5,7 @@ set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)
 include("${CMAKE_CURRENT_LIST_DIR}/DebianCross.cmake")
 
-# Where scripts/common.sh unpacks packages of the target.
+# scripts/common.sh unpacks packages of the target into this folder.
 if(DEFINED ENV{XDG_CACHE_HOME})
   list(APPEND CMAKE_FIND_ROOT_PATH "$ENV{XDG_CACHE_HOME}/rynvel/armhf")
 else()

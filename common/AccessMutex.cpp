@@ -12,7 +12,8 @@ thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// Locks the mutex only once in an access. A masked write of an FPGA register calls lock() and unlock() more than once.
+// In a guarded access, locks the mutex only once, because unlock() does not unlock it. A masked write of an FPGA
+// register calls lock() and unlock() more than once.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();

@@ -14,11 +14,11 @@
 namespace Common {
 
 /**
- * Passes the calls of the library on to another mutex. Within a guarded access, only the first lock() locks the other
- * mutex, and unlock() does nothing. The caller of the guarded access unlocks the other mutex with endAccess(), in a
+ * Forwards lock() and unlock() to a wrapped mutex. Within a guarded access, only the first lock() locks the wrapped
+ * mutex, and unlock() does nothing. The caller of the guarded access unlocks the wrapped mutex with endAccess(), in a
  * stack frame that a fault does not skip.
  *
- * Threads: the rules of the other mutex apply. A thread runs one guarded access at a time.
+ * Threads: the rules of the wrapped mutex apply. A thread runs one guarded access at a time.
  */
 class AccessMutex final : public Rynvel::IMutex {
 public:

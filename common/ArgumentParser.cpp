@@ -12,7 +12,7 @@ namespace Common {
 
 namespace {
 
-/** Returns null without an `app`. */
+/** Adds an option with a value to `app`, and returns the option; null if `app` is null. */
 template <typename Value>
 CLI::Option* addValue(CLI::App* app, const std::string& names, const std::string& valueName, Value& value,
                       const std::string& summary) {
@@ -192,7 +192,7 @@ Command Command::addCommand(const std::string& name, const std::string& summary,
 ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, std::function<std::string()> footer)
     : m_app(std::make_unique<CLI::App>(summary, name)), m_footer(std::move(footer)) {
     m_app->set_help_flag();
-    // With a limit of one command, the parser takes a later word as an argument, even if it is the name of a command.
+    // With a limit of one command, the parser takes a later word as an argument, even if the word names a command.
     m_app->require_subcommand(0, 1);
     m_app->fallthrough();
 }

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-// Only one source file includes the parsing library, which takes longer to compile than the rest of a program.
+// Only one source file includes the parsing library, because it takes longer to compile than the rest of a program.
 namespace CLI {
 class App;
 class Option;
@@ -52,7 +52,7 @@ struct ParseResult {
         Parsed,
         /** The user asks for help or the version. `text` is the text to print, with a line end. */
         InfoRequested,
-        /** The command line is wrong. `text` says why, and suggests the right command for a misspelled one. */
+        /** The command line is wrong. `text` says why. For a misspelled command, `text` suggests the right command. */
         Invalid
     };
 
@@ -63,7 +63,7 @@ struct ParseResult {
 /** Changes the properties of an added option. Do not use the object after its ArgumentParser is destroyed. */
 class OptionReference {
 public:
-    /** Shows the current value of the variable in the help. */
+    /** Makes the help show the value that the variable has during this call. */
     OptionReference showDefault() const;
 
     /**
@@ -72,10 +72,10 @@ public:
      */
     OptionReference takeOneValue() const;
 
-    /** Makes it an error to give this option without the other one. */
+    /** Makes it an error to give this option without `other`. */
     OptionReference needs(OptionReference other) const;
 
-    /** Makes it an error to give both options. */
+    /** Makes it an error to give this option together with `other`. */
     OptionReference excludes(OptionReference other) const;
 
 private:
@@ -89,9 +89,10 @@ private:
 /**
  * A command of a program, or the program itself. Do not use the object after its ArgumentParser is destroyed.
  *
- * ArgumentParser::parse() stores the values in the variables, which must exist until then. A variable keeps its value
- * if the command line does not have its option. `names` lists the names of an option as the user types them, separated
- * by commas, as in "-h,--help". Adding an invalid name, or a name that exists already, throws a std::runtime_error.
+ * ArgumentParser::parse() stores the values in the variables, which must exist until the end of that call. A variable
+ * keeps its value if the command line does not contain the option. `names` lists the names of an option as the user
+ * types them, separated by commas, as in "-h,--help". Adding an invalid name, or a name that exists already, throws a
+ * std::runtime_error.
  */
 class Command {
 public:
@@ -116,7 +117,8 @@ public:
                              const std::string& summary) const;
 
     /**
-     * Adds a command. If you add commands to a command, the command line must contain one of them.
+     * Adds a command. The new command may have commands of its own. The parser does not require one of them: check for
+     * a missing one in `onSelected`.
      *
      * @param onSelected the function that parse() calls if a valid command line has the command. The function of an
      * inner command is called first.
@@ -134,8 +136,8 @@ private:
 };
 
 /**
- * Parses a command line that has at most one command, which one of its own commands may follow. Options of the program
- * may precede or follow the command.
+ * Parses a command line that has at most one command of the program. If the command has inner commands, one of them may
+ * follow the command. Options of the program may precede or follow the command.
  */
 class ArgumentParser {
 public:
@@ -147,8 +149,8 @@ public:
 
     /**
      * Leaves out the options, arguments and commands of each command whose name is not a word of the command line,
-     * because adding them takes most of the start of a program. Call this function before you add commands. Then
-     * describe() is incomplete, and parse() takes this command line only.
+     * because adding them takes most of the time that a program needs to start. Call this function before you add
+     * commands. After this call, describe() is incomplete, and parse() accepts only this command line.
      */
     void leaveOutCommandsMissingIn(int argc, const char* const* argv);
 
@@ -164,8 +166,8 @@ public:
     CommandDescription describe() const;
 
     /**
-     * Stores the values from the command line in their variables, and calls `onSelected` of the command. If the result
-     * is not `Parsed`, some of the variables may have changed.
+     * Stores the values from the command line in their variables, and calls `onSelected` of each selected command. If
+     * the result is not `Parsed`, some of the variables may have changed.
      *
      * @param argv the name of the program and its arguments, as main() receives them.
      */

@@ -17,10 +17,10 @@ class Deadline {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /** No limit. */
+    /** A deadline that never passes. */
     Deadline() = default;
 
-    /** The point in time that is `time` from now. */
+    /** The point in time that is `time` after this call. */
     explicit Deadline(std::chrono::milliseconds time) : m_timePoint(std::chrono::steady_clock::now() + time) {}
 
     /** Returns the point in time; empty if there is no limit. */
@@ -41,7 +41,7 @@ private:
     std::optional<TimePoint> m_timePoint;
 };
 
-/** Returns the deadline of an operation that begins now. */
+/** A function that returns the deadline of an operation that begins at the time of the call. */
 using DeadlineFactory = std::function<Deadline()>;
 
 } // namespace Common

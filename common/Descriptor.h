@@ -12,10 +12,10 @@
 
 namespace Common {
 
-/** Owns a file descriptor, or none. The destructor and an assignment close the descriptor that the object owns. */
+/** Owns at most one file descriptor. The destructor and an assignment close the descriptor that the object owns. */
 class Descriptor {
 public:
-    /** Owns no descriptor. */
+    /** Creates an object that owns no descriptor. */
     Descriptor() = default;
 
     /** @param number the return value of a system call: -1, or a descriptor, which the object then owns. */

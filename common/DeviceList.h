@@ -19,7 +19,7 @@ namespace Common {
 /** Returns the rows of the device table, in the order of their handles. */
 const std::vector<Rynvel::MemoryDevice>& devices();
 
-/** Thrown if the library's row of a device differs. The text says how, in one line. */
+/** Thrown if the library's row of a device differs from the program's row. The text has the differences in one line. */
 class DeviceTableMismatch : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -29,15 +29,15 @@ public:
  * Compares all fields of a row of devices() with the library's row of the same name. The rows may differ if the library
  * was replaced after the program was built.
  *
- * @param handle the handle of the row, to compare the handle, too; empty if the caller does not use the handle.
- * @return the differences, in one line that begins with the device name; empty if there are none.
+ * @param handle the handle of the row; empty to leave the handle out of the comparison.
+ * @return the differences, in one line that begins with the device name; empty if the rows are equal.
  */
 std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle = std::nullopt);
 
 /**
  * Returns the row of a device name; null if there is none.
  *
- * @throws DeviceTableMismatch if the library's row of that name differs.
+ * @throws DeviceTableMismatch if the library's row of that name differs or is missing.
  */
 const Rynvel::MemoryDevice* findDevice(const std::string& name);
 

@@ -40,15 +40,19 @@ public:
             return failed(std::strerror(errno));
         }
         if (!isUio(m_row.m_type)) {
-            return m_row.m_parameter == 0 ? failed("the size of the map is 0") : map(descriptor, 0, m_row.m_parameter);
+            return m_row.m_parameter == 0
+                       ? failed("the size of the map is 0 (give the size in bytes in the device table)")
+                       : map(descriptor, 0, m_row.m_parameter);
         }
         const auto offset = attribute("offset");
         const auto size = attribute("size");
         if (!offset || !size || *size == 0) {
-            return failed("sysfs describes no memory map");
+            return failed(
+                "sysfs describes no memory map (the path must be a symbolic link with a bare name such as uio0)");
         }
         if (*offset >= *size || *size > UINT32_MAX) {
-            return failed("the memory map in sysfs contains no registers");
+            return failed(
+                "the memory map in sysfs has an unusable size (right: greater than the offset, and below 4 GiB)");
         }
         return map(descriptor, *offset, *size);
     }
@@ -92,7 +96,7 @@ private:
 Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
     const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
     if (type == nullptr) {
-        return failed(row, "its device type has no backend");
+        return failed(row, "the device type has no backend");
     }
     if (type->access == Access::Remote) {
         return failed(row, "a remote device has no device file");
@@ -101,7 +105,7 @@ Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& op
     try {
         return type->access == Access::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
-        return failed(row, "an attribute of its memory map in sysfs is not a number");
+        return failed(row, "an attribute of the memory map in sysfs is not a number");
     }
 }
 
@@ -115,7 +119,7 @@ OpenedDevice openDevice(const Rynvel::MemoryDevice& row) {
     }
     auto device = open(row, probe.mapSize);
     if (opener->files().hasMapping()) {
-        return {nullptr, failed(row, "the memory map in sysfs has changed")};
+        return {nullptr, failed(row, "the memory map in sysfs has changed (try again)")};
     }
     device->keepAlive(opener->files().takeRemainder());
     return {std::move(device), std::move(probe)};

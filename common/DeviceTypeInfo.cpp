@@ -3,7 +3,7 @@
 
 namespace Common {
 
-// The switch has no default, so that the compiler reports a missing device type.
+// The switch has no default case, so that the compiler reports a missing device type.
 const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type) {
 #define TYPE_INFO(TYPE, ...)                                                                                           \
     case Rynvel::DeviceType::TYPE: {                                                                                   \

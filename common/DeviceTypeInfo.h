@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The properties of the device types, as far as the programs need them.
+ * The properties of the device types that the programs need.
  */
 #ifndef RYNVEL_COMMON_DEVICETYPEINFO_H
 #define RYNVEL_COMMON_DEVICETYPEINFO_H

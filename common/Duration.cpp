@@ -16,7 +16,7 @@ struct Unit {
     std::chrono::milliseconds length;
 };
 
-// The longest unit comes first, because describe() takes the first unit that fits.
+// The longest unit comes first, because describe() uses the first unit that gives a whole number.
 constexpr std::array<Unit, 3> units{
     {{"m", std::chrono::minutes(1)}, {"s", std::chrono::seconds(1)}, {"ms", std::chrono::milliseconds(1)}}};
 

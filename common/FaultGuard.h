@@ -20,8 +20,8 @@ namespace Common {
  * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
  * - The load or store itself raises the signal. On a processor that reports stores late, one of the next few
- *   instructions raises the signal, and these belong to the library, too. The jump therefore never interrupts a
- *   function of the C library.
+ *   instructions raises the signal. The library contains these instructions, too. The jump therefore never interrupts
+ *   a function of the C library.
  * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack, and runs no
  *   destructor. A test of this class verifies on every processor that no destructor runs.
  * - In C++, a jump over an object with a non-trivial destructor is undefined behavior. The library uses an object with
@@ -36,8 +36,8 @@ public:
     static void install();
 
     /**
-     * Runs `access`. Returns false if a fault has ended it. In that case, the destructors of its local objects have not
-     * run.
+     * Runs `access`. Returns false if a fault has ended `access`. In that case, the destructors of the local objects of
+     * `access` have not run.
      */
     template <typename Function>
     static bool run(const Function& access) {
@@ -52,8 +52,8 @@ private:
     static void handleSignal(int signal, siginfo_t* info, void* context);
 
     /**
-     * Volatile, so that the compiler does not move a change of the pointer across an access to a register. These
-     * accesses are volatile, too.
+     * The pointer is volatile, because accesses to registers are volatile, and the compiler keeps the order of volatile
+     * accesses.
      */
     static thread_local sigjmp_buf* volatile s_recoveryPoint;
 };

@@ -27,7 +27,7 @@ public:
         if (!m_file.isOpen()) {
             throw lastError();
         }
-        // Until the first writer opens it, a named pipe looks like an empty file.
+        // A named pipe looks like an empty file until the first writer opens the pipe.
         if (isNamedPipe()) {
             waitUntilReadable();
         }

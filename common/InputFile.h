@@ -20,8 +20,8 @@ struct ReadTimedOut {
 };
 
 /**
- * Returns the bytes of a file. If the file has more than `most` bytes, returns only the first bytes, but more than
- * `most`. Waits for the writers of a pipe, and for the first writer of a named pipe.
+ * Returns the bytes of a file. If the file has more than `most` bytes, the result has more than `most` bytes, but not
+ * necessarily all bytes of the file. Waits for the writers of a pipe, and for the first writer of a named pipe.
  *
  * @throws std::system_error if the file cannot be read.
  * @throws ReadTimedOut if the deadline passes.

@@ -13,20 +13,20 @@
 
 namespace Common {
 
-/** The notations that a number may have besides decimal, and the number of digits that it may have. */
+/** The notations that a number may have besides decimal, and the greatest number of digits. */
 struct NumberFormat {
     /** Whether hexadecimal digits may follow 0x or 0X. */
     bool allowsHexadecimal = false;
     /** Whether binary digits may follow 0b or 0B. */
     bool allowsBinary = false;
-    /** The greatest number of digits. Leading zeros count, the prefix does not. */
+    /** The greatest number of digits. Leading zeros count. The prefix does not count. */
     std::size_t maxDigits = std::string_view::npos;
 };
 
 /** The notations on command lines. */
 constexpr NumberFormat anyNotation{true, true};
 
-/** Returns whether the text is a number of any size: a prefix that `format` allows, and then only digits. */
+/** Returns whether the text is a number in the format, even if the number has more than 32 bits. */
 bool isNumber(std::string_view text, const NumberFormat& format);
 
 /** Returns the number; empty if the text is not a number in the format, or if the number is greater than `highest`. */

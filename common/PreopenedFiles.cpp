@@ -71,8 +71,8 @@ int PreopenedFiles::open(const std::string& path, int flags) {
 bool PreopenedFiles::map(int descriptor, std::size_t size, std::size_t offset) {
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     m_reservedSize = (offset + size + page - 1) / page * page;
-    // The address that the library unmaps is at `offset`. If that is not the beginning of a page, munmap() fails and
-    // unmaps nothing.
+    // The library calls munmap() for the address at `offset`. If that address is not the beginning of a page, munmap()
+    // fails and unmaps nothing.
     m_remainderSize = offset % page == 0 ? offset : m_reservedSize;
     void* const reserved =
         realMmap(nullptr, m_reservedSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

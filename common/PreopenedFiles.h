@@ -31,19 +31,19 @@ private:
 /**
  * Opens and maps files in advance, for the thread that creates the object. While the object exists, open() of that
  * thread returns the preopened descriptor of a path, and mmap() of the mapped descriptor at offset 0 returns the
- * existing mapping. Every descriptor and the mapping are returned only once. The destructor closes and unmaps
- * everything that was not used.
+ * existing mapping. The functions return each descriptor and the mapping only once. The destructor closes
+ * descriptors that were not returned, and unmaps a mapping that was not returned.
  *
- * The backends of the library open and map a device file themselves, and end the process if that fails. If they cannot
- * read the attributes of a UIO device, they use wrong values. A program that checks the files beforehand must pass the
- * open files on to the backend, because a second attempt may fail.
+ * The backends of the library open and map a device file themselves, and end the process if that fails. If a backend
+ * cannot read the attributes of a UIO device, it uses 0 instead. A program that checks the files beforehand must pass
+ * the open files on to the backend, because a second attempt may fail.
  *
- * The program defines functions with the names of the C library's functions, and the library's calls are bound to them.
- * Simpler ways do not work:
+ * The program defines functions with the names of the C library's functions. The linker binds the calls of librynvel to
+ * the functions of the program. Simpler ways do not work:
  *
  * - Opening /proc/self/fd/N opens the file again. That fails if the driver allows only one open file.
  * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
- *   the traces would then report a fake device, and the backends of seekable files have no such constructor.
+ *   the traces would then report a fake device, and no backend of seekable files has a constructor for a fake device.
  * - The backends open and map through their member LinuxIo, which has no virtual functions. Virtual functions would
  *   change the binary interface of the library for the sake of two programs.
  */
@@ -60,7 +60,7 @@ public:
     /**
      * Maps `size` bytes of a file from offset 0, and reserves the `offset` bytes of addresses that follow. The library
      * later unmaps `size` bytes that begin at `offset`, and so unmaps the reserved addresses, too. The reservation
-     * ensures that nothing else is mapped there.
+     * ensures that nothing else is mapped at these addresses.
      *
      * @return false with errno set if mmap() fails.
      */
@@ -69,13 +69,13 @@ public:
     /** Returns whether there is a mapping that mmap() has not returned yet. */
     bool hasMapping() const { return m_mapping != nullptr; }
     /**
-     * Returns the part of the mapping that remains after the library has unmapped its part; null if nothing remains.
+     * Returns the part of the mapping that the library does not unmap; null if the library unmaps the whole mapping.
      */
     std::shared_ptr<MappedRange> takeRemainder() const;
 
     /** Returns a descriptor of the path and passes its ownership to the caller; -1 if none is left. */
     int take(const char* path);
-    /** Returns the mapping of this file if it has this size and was not returned before; null otherwise. */
+    /** Returns the mapping of the file if the mapping has this size and was not returned before; null otherwise. */
     void* take(int descriptor, std::size_t size);
 
 private:
@@ -88,7 +88,7 @@ private:
     int m_mapped = -1;
     void* m_mapping = nullptr;
     std::size_t m_size = 0;
-    /** The beginning of the mapping and of the reserved addresses after it. */
+    /** The beginning of the range that consists of the mapping and the reserved addresses after it. */
     void* m_begin = nullptr;
     std::size_t m_reservedSize = 0;
     std::size_t m_remainderSize = 0;

@@ -79,7 +79,8 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
     return lookup;
 }
 
-// The resolver has no time-out. If the deadline passes, the thread of the resolver continues on its own.
+// The resolver has no time-out. If the deadline passes, the thread continues until the resolver returns. The
+// result is discarded.
 Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();

@@ -23,7 +23,7 @@ namespace Common {
 class ExchangeError : public std::runtime_error {
 public:
     enum class Cause {
-        /** The connection cannot be made, or has ended. */
+        /** The connection cannot be made, has ended, or is not usable after an incomplete exchange. */
         Unreachable,
         /** The deadline has passed. */
         TimedOut,
@@ -53,6 +53,7 @@ private:
  */
 class RecordConnection {
 public:
+    /** Connects to a server. */
     RecordConnection(const ServerAddress& server, const Deadline& deadline);
 
     /**
@@ -63,15 +64,15 @@ public:
 
     /**
      * Sends a request and returns the response, which may report an error of the server. Throws if the peer cannot be a
-     * register server: if the result is neither Success nor Error, if the length is above 128, or if bytes follow the
-     * response.
+     * register server: if the result is neither Success nor Error, if the length is above 128, or if the peer sends
+     * further bytes. Only interrupt records may follow the response to WaitForInterrupt.
      */
     Rynvel::Response exchange(const Rynvel::Request& request, const Deadline& deadline);
 
     /** Like exchange(), but also throws if the response reports an error. */
     Rynvel::Response execute(const Rynvel::Request& request, const Deadline& deadline);
 
-    /** Makes the server open a device. The further requests of this connection use that device. */
+    /** Makes the server open a device. Later requests of this connection use that device. */
     void open(const std::string& deviceName, const Deadline& deadline);
 
     /**

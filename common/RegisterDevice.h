@@ -19,7 +19,7 @@ namespace Common {
 
 enum class AccessResult {
     Success,
-    /** The device has reported failure. */
+    /** The operation of the device has failed. */
     Failed,
     /** Some of the registers are outside the map of the device. No register was accessed. */
     OutOfRange,
@@ -30,9 +30,9 @@ enum class AccessResult {
 };
 
 /**
- * Checks every access against the map and the register width of the device. After FaultGuard::install(), also recovers
- * from bus errors. Addresses are byte offsets or register indexes, depending on the backend. Values are the low
- * `width()` bits of a word.
+ * A device that checks every access against its map and its register width. After FaultGuard::install(), the device
+ * also recovers from bus errors. An address is a byte address or a register index, depending on the backend. A value
+ * occupies the low `width()` bits of its word.
  *
  * Threads: the rules of the device itself apply.
  */
@@ -45,11 +45,11 @@ public:
     /** Returns the device itself, for ioctl requests and interrupts. */
     virtual Rynvel::IDevice& device() = 0;
 
-    /** Changes `value` only if the result is Success. */
+    /** Stores the value of a register. If the result is not Success, does not change `value`. */
     virtual AccessResult read(std::uint32_t address, std::uint32_t& value) = 0;
     virtual AccessResult write(std::uint32_t address, std::uint32_t value) = 0;
     virtual AccessResult write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask) = 0;
-    /** Changes `values` only if the result is Success. */
+    /** Stores the values of a burst. If the result is not Success, does not change `values`. */
     virtual AccessResult read(std::uint32_t address, std::uint32_t* values, std::uint32_t items,
                               Rynvel::ByteOrder order) = 0;
     virtual AccessResult write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
@@ -73,7 +73,8 @@ std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, 
                                      std::optional<std::uint32_t> mapSize);
 
 /**
- * Opens the device of a row, for the caller alone.
+ * Opens the device of a table row. The result does not share the device with other callers. If the backend cannot open
+ * its device file, an assertion of the library ends the process. openDevice() avoids this.
  *
  * @param mapSize the size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
  * @return the device; null if the device type has no backend.

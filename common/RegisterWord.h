@@ -21,12 +21,15 @@ constexpr unsigned int bytesOf(unsigned int width) { return width / 8; }
 /** Returns the largest value of a register of `width` bits. */
 constexpr std::uint32_t maxValue(unsigned int width) { return UINT32_MAX >> (32U - width); }
 
-/** Converts a value between host order and `order`. Reverses the bytes of the value if `order` is Network. */
+/** Returns the value, with its bytes reversed if `order` is Network. */
 inline std::uint32_t inByteOrder(std::uint32_t value, unsigned int width, Rynvel::ByteOrder order) {
     return order == Rynvel::ByteOrder::Network ? __builtin_bswap32(value) >> (32U - width) : value;
 }
 
-/** Calls `function` with a 0 of the register type that has `width` bits, and returns the result of the function. */
+/**
+ * Calls `function` with the value 0 as std::uint8_t, std::uint16_t or std::uint32_t, depending on `width`. The function
+ * can use the type of its argument as the register type. Returns the result of the function.
+ */
 template <typename Function>
 auto withRegisterType(unsigned int width, const Function& function) {
     switch (width) {

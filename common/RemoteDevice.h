@@ -18,8 +18,9 @@
 namespace Common {
 
 /**
- * Accesses a device of a register server with the same requests as the remote devices of the library. Unlike them, it
- * waits for whole responses, has deadlines, and checks each response. Throws an ExchangeError for every failure.
+ * Accesses a device of a register server with the same requests as the remote devices of the library. Unlike those
+ * devices, this class waits for whole responses, has deadlines, and checks each response. Throws an ExchangeError for
+ * every failure.
  *
  * The server passes an address on to its device unchanged. Values are the low `width` bits of a word.
  *

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Returns the request number without sign extension, because a request number has 32 bits.
+// Returns the 32 bits of the request. A direct conversion to unsigned long would extend the sign.
 unsigned long requestNumber(int request) { return static_cast<unsigned int>(request); }
 
 } // namespace

@@ -21,7 +21,7 @@ PthreadMutex::PthreadMutex(PthreadMutexType type) {
         return;
     }
     pthread_mutexattr_t attributes;
-    // A failed call ends the sequence, so the attributes are destroyed only if all other calls succeed.
+    // A failed call ends the sequence, so the attributes are destroyed only if all earlier calls succeed.
     static_cast<void>(succeeded(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init", here) &&
                       succeeded(pthread_mutexattr_setprotocol(&attributes, static_cast<int>(type)),
                                 "pthread_mutexattr_setprotocol", here) &&

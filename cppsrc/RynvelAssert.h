@@ -5,7 +5,7 @@
 #include <cassert>
 
 #ifdef NDEBUG
-#error "the library's assertions are part of its contract: build it without NDEBUG"
+#error "the assertions of the library are part of its contract (compile the library without NDEBUG)"
 #endif
 
 namespace Rynvel {

@@ -11,7 +11,7 @@
 
 namespace Rynvel {
 
-/** A scope that locks the mutex of a device. If locks are not traced, a PthreadMutex needs no virtual call. */
+/** A scope that locks the mutex of a device. It makes no virtual calls to a PthreadMutex unless locks are traced. */
 class DeviceLock {
 public:
     explicit DeviceLock(IMutex& mutex) : m_mutex(mutex), m_direct(isDirect(mutex)) {

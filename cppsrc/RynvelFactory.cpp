@@ -32,8 +32,8 @@ int findRow(const std::string& logicalDevName) {
     return row == memoryDevices.end() ? -1 : static_cast<int>(std::distance(memoryDevices.begin(), row));
 }
 
-// Returns a new backend. If the registers of the backend have another width than T, returns null and does not move from
-// the arguments.
+// Returns a new backend. If the register type of the backend is not T, returns null and does not move from the
+// arguments.
 template <typename T, typename Backend, typename... Arguments>
 std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
     if constexpr (std::is_base_of_v<Device<T>, Backend>) {
@@ -43,8 +43,8 @@ std::unique_ptr<Device<T>> make(Arguments&&... arguments) {
     }
 }
 
-// Returns the device that the row describes. If the device type is unknown or has another width than T, returns null
-// and does not move from the mutex.
+// Returns the device that the row describes. If the device type is unknown, or if its register type is not T, returns
+// null and does not move from the mutex.
 template <typename T>
 std::unique_ptr<Device<T>> build(const MemoryDevice& row, std::unique_ptr<IMutex>& mutex) {
     const std::string& path = row.m_devicePath;
@@ -194,7 +194,7 @@ std::unique_ptr<Device32> Factory::makeUnique32(const std::string& logicalDevNam
     return makeUnique<std::uint32_t>(logicalDevName, std::move(mutex), here);
 }
 
-// Traces a device that could not be built as unsupported and as created, because users of the traces rely on both.
+// Traces the creation even if the device could not be built, because users of the traces rely on this message.
 void Factory::traceOutcome(const MemoryDevice& row, bool built, const ZilTraceHeader& caller) {
     if (!built) {
         RYNVEL_MESSAGE_AT(caller, TraceLevel::failure, "Unsupported device \"", row.m_name, "\"");

@@ -20,7 +20,7 @@ constexpr std::uint8_t writeCommand = 0x01;
 constexpr std::uint8_t readCommand = 0x02;
 constexpr std::uint8_t success = 0x80;
 
-// The offsets of the fields of a frame in bytes.
+// The offsets in bytes of the fields of a frame.
 constexpr std::size_t addressOffset = 1;
 constexpr std::size_t writtenDataOffset = 5;
 constexpr std::size_t readDataOffset = 6;

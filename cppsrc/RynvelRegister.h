@@ -10,8 +10,8 @@
 namespace Rynvel {
 
 /**
- * Two adjacent values that one instruction loads from memory. A burst write is faster with fewer loads, because a
- * processor can execute more loads and stores together per cycle than loads alone.
+ * Two adjacent values that one instruction loads from memory. A burst write is faster if it loads two values at a time
+ * than if it loads each value separately.
  */
 template <typename T>
 class ValuePair {
@@ -31,7 +31,7 @@ private:
         m_pair;
 };
 
-/** Copies registers to memory in ascending order, with one access to each. Applies `convert` to every value. */
+/** Copies registers to memory in ascending order. Accesses each register once. Applies `convert` to every value. */
 template <typename T, typename Convert>
 void copyFromRegisters(T* to, const volatile T* from, std::size_t items, Convert convert) {
     std::size_t i = 0;
@@ -46,7 +46,7 @@ void copyFromRegisters(T* to, const volatile T* from, std::size_t items, Convert
     }
 }
 
-/** Copies memory to registers in ascending order, with one access to each. Applies `convert` to every value. */
+/** Copies memory to registers in ascending order. Accesses each register once. Applies `convert` to every value. */
 template <typename T, typename Convert>
 void copyToRegisters(volatile T* to, const T* from, std::size_t items, Convert convert) {
     std::size_t i = 0;

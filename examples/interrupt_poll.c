@@ -27,7 +27,7 @@ static int pollUntilReady(int clock) {
         if (ready != 0) {
             return ready == 1 && (descriptor.revents & POLLIN) != 0;
         }
-        printf("  no interrupt within %d ms, time for something else\n", (int)TIMEOUT_MILLISECONDS);
+        printf("  no interrupt within %d ms: the program can do other work now\n", (int)TIMEOUT_MILLISECONDS);
         fflush(stdout);
     }
     return 0;
@@ -37,7 +37,7 @@ int main(void) {
     const int clock = Rynvel_open("rtc0");
     unsigned long count = 0;
     if (clock == -1 || !setAlarm(clock) || Rynvel_enableInterrupts(clock) != 0) {
-        fprintf(stderr, "interrupt_poll: cannot start\n");
+        fprintf(stderr, "interrupt_poll: cannot open rtc0, set its alarm, or enable its interrupt\n");
         return 1;
     }
     printf("polling the descriptor of rtc0 for an interrupt\n");
@@ -47,6 +47,6 @@ int main(void) {
         fprintf(stderr, "interrupt_poll: no interrupt arrived\n");
         return 1;
     }
-    printf("  interrupt received, the kernel counts %lu\n", count);
+    printf("  received interrupt number %lu\n", count);
     return Rynvel2_write32(clock, INTERRUPT_MASK, 0) == 0 ? 0 : 1;
 }

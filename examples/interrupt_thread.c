@@ -33,10 +33,10 @@ static void* receiveInterrupts(void* argument) {
     while (interruptsLeft > 0) {
         unsigned long count = 0;
         if (!setAlarm(clock) || Rynvel_receiveInterrupts(clock, &count) != 0) {
-            fail("the clock");
+            fail("an operation on the clock");
             return NULL;
         }
-        printf("  interrupt of the clock, the kernel counts %lu\n", count);
+        printf("  received interrupt number %lu of the clock\n", count);
         fflush(stdout);
         --interruptsLeft;
     }
@@ -63,14 +63,14 @@ int main(void) {
     pthread_t receiver;
     uint32_t value = 0;
     if (clock == -1 || device == -1 || pthread_create(&receiver, NULL, receiveInterrupts, &clock) != 0) {
-        fprintf(stderr, "interrupt_thread: cannot start\n");
+        fprintf(stderr, "interrupt_thread: cannot open rtc0 or traf.top, or cannot create a thread\n");
         return 1;
     }
-    printf("waiting for %d interrupts of rtc0 while traf.top is at work\n", (int)INTERRUPTS);
-    printf("  %s masked writes meanwhile\n", workOnRegisters(device) > 1000 ? "thousands of" : "few");
+    printf("waiting for %d interrupts of rtc0 while the main thread writes to traf.top\n", (int)INTERRUPTS);
+    printf("  %s masked writes until the last interrupt\n", workOnRegisters(device) > 1000 ? "thousands of" : "few");
     pthread_join(receiver, NULL);
     if (Rynvel2_write32(clock, INTERRUPT_MASK, 0) != 0 || Rynvel_read32(device, 0x10, &value) != 0) {
-        fail("the end");
+        fail("the last operation");
     }
     printf("  register 0x10 of traf.top holds 0x%08lx\n", (unsigned long)value);
     return failed;

@@ -18,7 +18,7 @@ static int done(const char* operation, int result) {
 static int openDevice(const char* name) {
     const int handle = Rynvel_open(name);
     if (handle == -1) {
-        fprintf(stderr, "registers: no device \"%s\"\n", name);
+        fprintf(stderr, "registers: unknown device '%s'\n", name);
     } else {
         printf("%s is handle %d, file descriptor %d\n", name, handle, Rynvel_getFileDescriptor(handle));
     }

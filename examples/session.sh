@@ -1,6 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Uses registers and an interrupt of the board with rynvelctl. The clock has a register map, so its registers have names.
+# Uses registers and an interrupt of the board with rynvelctl. The clock has a register map, so the registers have
+# names.
 # Usage: session.sh FOLDER_OF_RYNVELCTL FOLDER_OF_MAPS
 PATH=$1:$PATH
 RYNVEL_MAPS=$2
@@ -16,7 +17,7 @@ run rynvelctl write traf.top 0x10 0x12345678
 run rynvelctl write traf.top 0x10 0xff00 --mask 0xffff --verify
 run rynvelctl dump traf.top 0 8
 
-echo '# The clock: clear its interrupt, let it through, and set the match to two seconds from now.'
+echo '# The clock: clear and unmask its interrupt, and set the match to two seconds from now.'
 run rynvelctl describe rtc0 RTCIMSC
 run rynvelctl write rtc0 RTCICR 1
 run rynvelctl write rtc0 RTCIMSC.RTCIMSC unmasked

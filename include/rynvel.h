@@ -9,10 +9,10 @@
  *     uint32_t now;
  *     if (clock != -1 && Rynvel2_read32(clock, 0, &now) == 0) ...
  *
- * Functions. The number at the end of a function name is the register width in bits. For 16 and 32 bits there are two
- * generations of functions. The functions of the old generation have the prefix Rynvel_ and take a byte address. The
- * functions of the new generation have the prefix Rynvel2_ and pass their address to the device unchanged.
- * docs/functions.md describes the generations in more detail.
+ * Functions. The name of a function that reads or writes registers ends with the register width in bits. For 16 and 32
+ * bits, two generations of these functions exist. The functions of the old generation have the prefix Rynvel_ and take
+ * a byte address. The functions of the new generation have the prefix Rynvel2_ and pass their address to the device
+ * unchanged. docs/functions.md describes the generations in more detail.
  *
  * | Task                | 8 bits               | 16 and 32 bits, old          | 16 and 32 bits, new           |
  * |---------------------|----------------------|------------------------------|-------------------------------|
@@ -37,16 +37,16 @@
  * |-------------------------------------|----------------------------------------------------------------------------|
  * | open a device                       | Rynvel_open                                                                |
  * | wait for an interrupt               | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                          |
- * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor,                 |
- * | time-out                            | Rynvel_receiveInterrupts when the descriptor is readable                   |
+ * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor; when the        |
+ * | time-out                            | descriptor is readable: clear the source, Rynvel_receiveInterrupts         |
  * | disable interrupts                  | Rynvel_disableInterrupts                                                   |
  * | get the interrupt type              | Rynvel_getInterruptType                                                    |
  * | send a request to the driver        | Rynvel_ioctl                                                               |
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
  * connecting or waiting fails, the library traces the cause. If a read or write of a seekable device, an SPI transfer
- * to an FPGA, an ioctl request or enabling an interrupt fails, the library traces nothing by default, and errno gives
- * the cause.
+ * to an FPGA, an ioctl request or enabling an interrupt fails, the library traces nothing by default. If a system call
+ * has failed, errno gives the cause.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. By default, the libziltrace of this
  * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and notable outcomes.
@@ -56,18 +56,19 @@
  * Addresses. The Rynvel2_ functions and the 8-bit functions pass their address to the device unchanged. The address is
  * a byte offset for a device file, and a register index for a mapped device or an FPGA. The Rynvel_ functions of 16 and
  * 32 bits divide their byte address by the register size in bytes, and pass the quotient to the device. They silently
- * drop the low bits of an unaligned address. An Lseek16, Lseek32 or TyvonInterrupt device takes the quotient for a byte
- * offset: use the Rynvel2_ functions for such a device. No function checks an address against the size of the device.
+ * drop the low bits of an unaligned address. An Lseek16, Lseek32 or TyvonInterrupt device uses the quotient as a byte
+ * offset: use the Rynvel2_ functions for these devices. No function checks an address against the size of the device.
  *
  * Byte order. If `byteOrder` is 0, a burst leaves the items unchanged, in the byte order of the processor. If
  * `byteOrder` has any other value, the burst reverses the bytes of every item. On a little-endian processor, the items
  * then have network byte order. The 8-bit bursts have no `byteOrder`.
  *
- * Threads. You may call any function from any thread. A device of this machine serializes the register operations on
- * it, an FPGA word by word. On an FPGA, an operation of another thread may therefore come between the words of a burst,
- * or between the read and the write of a masked write. Devices do not serialize requests and interrupts: one thread may
- * wait for an interrupt while other threads use registers. A remote device serializes nothing: run one operation at a
- * time on a remote device. Only a wait for an interrupt may run at the same time.
+ * Threads. You may call any function from any thread. A device of this machine serializes its register operations. An
+ * FPGA serializes only the transfers of single registers: an operation of another thread may come between two transfers
+ * of a burst, or between the read and the write of a masked write. Devices do not serialize ioctl requests and
+ * interrupt functions: one thread may wait for an interrupt while other threads use registers. A remote device
+ * serializes nothing: run one operation at a time on a remote device. Only a wait for an interrupt may run at the same
+ * time as another operation.
  *
  * Assertions. Each of these errors fails an assertion, which ends the process in every build type:
  *
@@ -76,10 +77,10 @@
  * - The program opens a mapped device whose device file can be opened but not mapped.
  * - The program asks a UIO device for its interrupt type and passes a null pointer.
  *
- * Crashes. The library does not check whether a handle was opened, or whether a function matches the register width of
- * the device. Both errors crash the process. An address beyond the map of a mapped device may end the process by a
- * signal. If the server of a remote device has closed the connection, an operation on the device may raise SIGPIPE,
- * which ends the process unless the program ignores the signal.
+ * Crashes. The library does not check whether you have opened the device of a handle, or whether a function matches the
+ * register width of the device. Both errors crash the process. An address beyond the map of a mapped device may end the
+ * process with a signal. If the server of a remote device has closed the connection, an operation on the device may
+ * raise SIGPIPE, which ends the process unless the program ignores the signal.
  *
  * Exceptions. No function catches exceptions. Rynvel_open passes on the exceptions of the constructor of a device, and
  * throws std::logic_error for a null name.
@@ -121,8 +122,9 @@ RYNVEL_EXPORT void Rynvel_close(int handle);
 RYNVEL_EXPORT int Rynvel_ioctl(int handle, int request, unsigned long argument);
 
 /**
- * Stores the interrupt type of the device in `*type`. The type of a UIO device is 4. For other devices, the driver
- * determines the type.
+ * Stores the interrupt type of the device in `*type`. The type of a UIO device is 4. The driver determines the type of
+ * a Tyvon device, and the server determines the type of a remote device. Lseek and FpgaSpi32 devices have no type, and
+ * the function fails.
  */
 RYNVEL_EXPORT int Rynvel_getInterruptType(int handle, unsigned long* type);
 
@@ -202,13 +204,21 @@ RYNVEL_EXPORT int Rynvel_burstWrite32(int handle, unsigned int byteAddress, cons
                                       int byteOrder);
 /** @} */
 
-/** @name Writes only the bits of `data` that `bitmask` selects, to the register at `address` or `index` @{ */
+/**
+ * @name Writes only the bits of `data` that `bitmask` selects, to the register at `address` or `index`. On a remote
+ * device, a `bitmask` of 0 writes all bits.
+ * @{
+ */
 RYNVEL_EXPORT int Rynvel_writeBitmask8(int handle, unsigned int address, uint8_t data, uint8_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask16(int handle, unsigned int index, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask32(int handle, unsigned int index, uint32_t data, uint32_t bitmask);
 /** @} */
 
-/** @name Writes only the bits of `data` that `bitmask` selects, to the register at `byteAddress` @{ */
+/**
+ * @name Writes only the bits of `data` that `bitmask` selects, to the register at `byteAddress`. On a remote device, a
+ * `bitmask` of 0 writes all bits.
+ * @{
+ */
 RYNVEL_EXPORT int Rynvel_writeBitmask16(int handle, unsigned int byteAddress, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel_writeBitmask32(int handle, unsigned int byteAddress, uint32_t data, uint32_t bitmask);
 /** @} */

@@ -27,7 +27,7 @@ std::string withoutPlaceholder(std::string_view name);
 /** The indexes of an array. */
 class Indexes {
 public:
-    /** Makes `size` consecutive numbers the indexes. */
+    /** Creates `size` indexes, which are the numbers from `first` on. */
     Indexes(std::uint64_t first, std::uint64_t size);
     explicit Indexes(std::vector<std::string> names);
 
@@ -45,7 +45,7 @@ private:
 };
 
 /**
- * Returns the indexes of a list such as "A,B,C", or of a range such as "0-3" or "A-D".
+ * Parses a list of indexes such as "A,B,C", or a range such as "0-3" or "A-D".
  *
  * @return the indexes; none for any other text, and for more than `most` indexes.
  */

@@ -10,7 +10,7 @@
 
 namespace Maps {
 
-/** The greatest supported width of a register in bits. */
+/** The number of bits of a register that fields can select. A register in a map may be wider. */
 constexpr unsigned int widest = 64;
 
 /** Returns a mask of the `count` lowest bits; of all 64 bits if `count` is greater. */

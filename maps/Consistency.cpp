@@ -56,7 +56,7 @@ private:
     template <typename Key>
     using Lines = std::map<Key, std::size_t>;
 
-    /** Returns the line of the first element that has the property; none, and stores the line, if there is none. */
+    /** Returns the line of the earlier element with the same property. Without one, stores `line` and returns none. */
     template <typename Key>
     static std::optional<std::size_t> earlierLine(Lines<Key>& lines, const Key& key, std::size_t line) {
         const auto [first, isNew] = lines.emplace(key, line);
@@ -92,7 +92,7 @@ private:
     }
 
     void checkRegisters(const SharedList<Register>& registers) {
-        checkNames("register", registers, ": the name selects the one with the lowest offset");
+        checkNames("register", registers, ": the name selects the register with the lowest offset");
         std::vector<Extent<Register>> extents;
         for (const Register& aRegister : registers) {
             if (aRegister.alternateGroup.empty() && aRegister.alternateRegister.empty()) {
@@ -142,7 +142,7 @@ private:
         m_warnings.add(extent.element->line, kind + nameOf(*extent.element) + " overlaps " + with);
     }
 
-    /** Compares each element with the earlier element that ends last. */
+    /** Warns of each element that overlaps the earlier element with the highest end. */
     template <typename T>
     void warnOfOverlaps(const std::string& kind, std::vector<Extent<T>> extents, const std::string& reason) {
         std::stable_sort(extents.begin(), extents.end(),

@@ -75,7 +75,7 @@ struct Definition {
 
     Kind kind = Kind::Device;
     std::size_t line = 0;
-    /** The element around this one; null for the device. */
+    /** The enclosing element; null for the device. */
     const Definition* parent = nullptr;
     std::string_view derivedFrom;
     std::string_view name;
@@ -83,7 +83,7 @@ struct Definition {
     std::string_view displayName;
     std::string_view version;
     std::string_view headerStructName;
-    /** The name of the peripheral, cluster or register to which this one is an alternative. */
+    /** The name of the peripheral, cluster or register to which this definition is an alternative. */
     std::string_view alternative;
     std::string_view alternateGroup;
     std::string_view prependToName;

@@ -46,7 +46,7 @@ constexpr Words<AddressBlock::Usage, 3> blockUsageWords{{{"registers", AddressBl
                                                          {"buffer", AddressBlock::Usage::Buffer},
                                                          {"reserved", AddressBlock::Usage::Reserved}}};
 
-/** Accepts an element that the format allows and that its tag does not read. */
+/** Accepts an element that the format allows, without reading the element. */
 template <typename Target>
 void ignore(Target&, const Element&) {}
 
@@ -121,7 +121,7 @@ void readEnumeration(Definition& field, const Element& element) {
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("the field has more than " + std::to_string(most) +
-                     " enumeratedValues: this one and later ones are not used");
+                     " elements 'enumeratedValues': this element and later ones are not used");
         return;
     }
     EnumerationDefinition definition;
@@ -131,12 +131,12 @@ void readEnumeration(Definition& field, const Element& element) {
     EnumerationTarget target{definition, {}};
     enumerationTags().readInto(target, element);
     if (target.values.empty() && definition.derivedFrom.empty()) {
-        element.warn("enumeratedValues has no usable enumerated value, and is not used");
+        element.warn("element 'enumeratedValues' has no usable enumerated value, and is not used");
         return;
     }
     if (!target.values.empty()) {
         if (!definition.derivedFrom.empty()) {
-            element.warn("enumeratedValues are derived and also contain values: the values are used");
+            element.warn("element 'enumeratedValues' is derived and also contains values: the values are used");
         }
         definition.values = SharedList<EnumeratedValue>(std::move(target.values));
     }
@@ -404,7 +404,7 @@ std::size_t clusterDepthOf(const Definition* definition) {
 
 void expectDepth(const Definition& definition, std::size_t most) {
     if (clusterDepthOf(&definition) > most) {
-        throw MalformedMap(definition.line, "clusters are nested more than " + std::to_string(most) + " deep");
+        throw MalformedMap(definition.line, "clusters are nested more than " + std::to_string(most) + " levels deep");
     }
 }
 
@@ -440,11 +440,11 @@ void readChild(Definition& parent, const Element& element) {
     addTo<const Definition*>(parent.children, &child);
 }
 
-/** Reads an element that contains only a list of elements. Adds them to the elements that the parent already has. */
+/** Reads an element that contains only a list of elements. Adds the elements to the children of the parent. */
 void readList(Definition& parent, const Element& element, const Tags<Definition>& tags) {
     element.expectNoAttributes();
     if (parent.children) {
-        element.warn("element '" + std::string(element.tag()) + "' occurs twice: both are used");
+        element.warn("element '" + std::string(element.tag()) + "' occurs more than once: all are used");
     }
     tags.readInto(parent, element);
 }
@@ -600,7 +600,7 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
         element.warn("the device has no version");
     }
     if (!device.addressUnitBits || !device.width) {
-        element.warn("the device has no addressUnitBits or no width: 8 and 32 are assumed");
+        element.warn("the device has no addressUnitBits (8 is assumed) or no width (32 is assumed)");
     }
     warnOfMissing(device, element);
 }

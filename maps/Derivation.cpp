@@ -257,7 +257,7 @@ List<const Definition*> Derivation::mergedChildren(const Definition& own, const 
         }
     }
     merged->insert(merged->end(), own.children->begin(), own.children->end());
-    // Counts the replaced children, too: the search for them also costs time.
+    // Counts the replaced children, too, because the search for them also takes time.
     m_mergedChildren += base.children->size() + own.children->size();
     if (m_mergedChildren > m_limits.elements) {
         throw MalformedMap(own.line, "derivedFrom copies more than " + std::to_string(m_limits.elements) + " elements");
@@ -289,7 +289,7 @@ const EnumerationDefinition& Derivation::resolve(const EnumerationDefinition& ow
     }
     const EnumerationDefinition& resolved = at == nullptr ? own : *at;
     if (resolved.values.empty()) {
-        m_warnings.add(own.line, "enumeratedValues are derived from '" + std::string(own.derivedFrom) +
+        m_warnings.add(own.line, "element 'enumeratedValues' is derived from '" + std::string(own.derivedFrom) +
                                      "', for which the map has no enumerated values");
     }
     return resolved;
@@ -334,7 +334,7 @@ const EnumerationDefinition* Derivation::baseOf(const EnumerationDefinition& own
     return findByField(own);
 }
 
-/** Returns the enumeration of a field that is derived or an element of an array; null if there is none. */
+/** Returns the base of an enumeration if the base belongs to a derived field or an array element; null otherwise. */
 const EnumerationDefinition* Derivation::findByField(const EnumerationDefinition& own) {
     std::vector<std::string_view> path = split(own.derivedFrom);
     const std::string_view name = path.back();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Resolves derivedFrom, by which a definition inherits the properties and children of another one.
+ * Resolves derivedFrom, by which a definition inherits the properties and children of another definition.
  */
 #ifndef RYNVEL_MAPS_DERIVATION_H
 #define RYNVEL_MAPS_DERIVATION_H
@@ -47,13 +47,13 @@ private:
     std::map<Key, const Definition*> m_byBeginning;
     /** The arrays, by their names without the placeholder. */
     std::map<std::pair<Definition::Kind, std::string>, const Definition*> m_byBareName;
-    /** None if a dimIndex does not give indexes. */
+    /** The indexes of arrays; none if the dimIndex of an array does not give indexes. */
     std::map<const Definition*, std::optional<Indexes>> m_indexes;
 };
 
 /**
  * Resolves the definitions of a device. Searches for the base of a definition in the element around it, and then in
- * each further element up to the device. The format requires a path from the device, which the search tries last.
+ * each enclosing element up to the device. The format requires a path from the device, which the search tries last.
  */
 class Derivation {
 public:
@@ -70,8 +70,8 @@ public:
     const Definition& resolve(const Definition& own);
 
     /**
-     * Returns the enumeration that has the values of `own`: itself, or the one from which it is derived. Warns if no
-     * values exist.
+     * Returns the enumeration that has the values of `own`: `own` itself, or the enumeration from which `own` is
+     * derived. Warns if no values exist.
      */
     const EnumerationDefinition& resolve(const EnumerationDefinition& own);
 

@@ -55,7 +55,7 @@ public:
 
     /**
      * Returns the warnings in the order of their lines. If there are more than the maximum, one more warning gives the
-     * number of the others.
+     * number of the warnings that are left out.
      */
     std::vector<Diagnostic> inOrder() const;
 

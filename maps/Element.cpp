@@ -25,7 +25,7 @@ std::string lettersOf(std::string_view text) {
     return letters;
 }
 
-/** The text of an element, which consists of several pieces if there are comments in it. */
+/** The text of an element, which consists of several pieces if the element contains comments. */
 class JoinedText {
 public:
     JoinedText(Source& source, std::string_view first) : m_source(source), m_text(first) {}
@@ -61,7 +61,8 @@ std::string_view Element::text() const {
             pieces.add(child.value());
         } else {
             Element(*m_source, child)
-                .warn("element '" + std::string(child.name()) + "' is not used, because only text is allowed here");
+                .warn("element '" + std::string(child.name()) + "' is not used (give only text in '" +
+                      std::string(tag()) + "')");
             pieces.add(" ");
         }
     }

@@ -83,8 +83,8 @@ public:
     std::optional<bool> boolean() const;
 
     /**
-     * Returns the meaning of the word; none, with a warning, if the text is not one of the words. Accepts another
-     * spelling of a word, with a warning.
+     * Returns the meaning of the word; none, with a warning, if the text is not one of the words. Accepts a word with
+     * different capitals or punctuation, with a warning.
      */
     template <typename T, std::size_t count>
     std::optional<T> word(const Words<T, count>& words) const {
@@ -115,7 +115,7 @@ public:
     /** Warns of text between the child elements. */
     void expectNoText() const;
 
-    /** Returns the tag and a text for a message. Shortens a long text. */
+    /** Returns the tag and a text for a message. Shortens a text of more than 80 characters. */
     std::string quoted(std::string_view text) const {
         return std::string(tag()) + " '" + std::string(text.substr(0, longestQuote)) + "'";
     }
@@ -183,7 +183,7 @@ private:
         }
         const auto index = static_cast<std::size_t>(tag - m_tags.begin());
         if (seen.test(index) && !tag->isRepeatable) {
-            child.warn("element '" + std::string(name) + "' occurs twice: only the first is used");
+            child.warn("element '" + std::string(name) + "' occurs more than once: only the first is used");
             return;
         }
         seen.set(index);

@@ -91,8 +91,8 @@ private:
     }
 
     /**
-     * Counts an element once, when it is created, even if several peripherals share it. `m_elements` counts it once for
-     * each peripheral.
+     * Counts an element once, when the element is created, even if several peripherals share it. `m_elements` counts
+     * the element once for each peripheral.
      */
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
@@ -111,7 +111,7 @@ private:
     /** Returns the greatest distance from the first element at which the offset of an element still fits in 64 bits. */
     static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
 
-    /** Returns the problem of an array with elements that are too far from the first one, for a warning. */
+    /** Returns the problem of an array with elements that are too far from the first element, for a warning. */
     static std::string problemBeyondRoom(const Definition& definition) {
         if (definition.kind == Kind::Field) {
             return "has elements with bits higher than bit " + std::to_string(highestBit);
@@ -122,7 +122,7 @@ private:
 
     /**
      * Returns the elements of an array in their order, or the only element of a definition that is not an array. Leaves
-     * out the elements whose distance from the first one is greater than `room`.
+     * out the elements whose distance from the first element is greater than `room`.
      */
     std::vector<Position> positionsOf(const Definition& definition, std::uint64_t room) {
         if (!definition.dimension.size) {
@@ -175,7 +175,7 @@ private:
         array.size = *definition.dimension.size;
         array.increment = definition.dimension.increment.value_or(0);
         if (array.size > 1 && array.increment == 0) {
-            warn(definition, "is an array without a dimIncrement: only its first element is used");
+            warn(definition, "is an array whose dimIncrement is missing or 0: only its first element is used");
             array.size = 1;
         }
         if (array.increment > UINT64_MAX / array.size) {
@@ -281,8 +281,8 @@ private:
     std::uint64_t addClusters(std::vector<Cluster>& clusters, const Definition& definition, const Properties& around,
                               std::size_t depth) {
         if (depth > m_limits.clusterDepth) {
-            throw MalformedMap(definition.line,
-                               "clusters are nested more than " + std::to_string(m_limits.clusterDepth) + " deep");
+            throw MalformedMap(definition.line, "clusters are nested more than " +
+                                                    std::to_string(m_limits.clusterDepth) + " levels deep");
         }
         if (!hasOffset(definition)) {
             return 0;
@@ -360,8 +360,8 @@ private:
     }
 
     /**
-     * Returns the access that allows everything that one of the fields allows; none if a field does not give its
-     * access.
+     * Returns the access that allows everything that one of the fields allows; none if there are no fields, or if a
+     * field does not give its access.
      */
     std::optional<Access> accessOfFields(const Definition& definition) {
         bool canBeRead = false;
@@ -427,8 +427,8 @@ private:
 
     /**
      * Returns the write constraint that a field inherits. A field does not inherit a range, because the range is for
-     * values of the whole register. A field inherits a constraint to enumerated values only if it has some. Otherwise,
-     * the constraint would exclude all values of the field.
+     * values of the whole register. A field inherits a constraint to enumerated values only if the field has enumerated
+     * values for writing. Otherwise, the constraint would exclude all values of the field.
      */
     static std::optional<WriteConstraint> inheritedConstraint(const Register& aRegister, const Field& field) {
         const auto& constraint = aRegister.writeConstraint;
@@ -473,12 +473,12 @@ private:
         const BitRange& bits = definition.bits;
         const bool hasWidth = bits.width.value_or(1) != 0 && bits.width.value_or(1) <= highestBit;
         if (!bits.lsb || *bits.lsb > highestBit || bits.msb.value_or(0) > highestBit || !hasWidth) {
-            warn(definition, "has no valid bit range, and is not used");
+            warn(definition, "has no valid bit range (bits 0 to 65535), and is not used");
             return std::nullopt;
         }
         const std::uint64_t msb = bits.msb.value_or(*bits.lsb + bits.width.value_or(1) - 1);
         if (msb > highestBit) {
-            warn(definition, "has no valid bit range, and is not used");
+            warn(definition, "has no valid bit range (bits 0 to 65535), and is not used");
             return std::nullopt;
         }
         if (bits.msb && bits.width && *bits.lsb + *bits.width - 1 != msb) {
@@ -525,7 +525,7 @@ private:
     std::uint64_t m_elements = 0;
     std::map<std::pair<const Definitions*, Properties>, Content, ByContent> m_contents;
     std::map<const std::vector<EnumerationDefinition>*, SharedList<Enumeration>> m_enumerations;
-    /** The parsed texts of dimIndex, by their beginnings. */
+    /** The parsed texts of dimIndex, by the addresses of the texts. */
     std::map<const char*, std::shared_ptr<const Indexes>> m_indexes;
 };
 

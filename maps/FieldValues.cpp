@@ -117,7 +117,7 @@ std::string allowedBy(const WriteConstraint& constraint, const Field& field) {
                            : "write " + Common::alternatives(choices);
 }
 
-/** Returns why a field may not be given a number; empty if it may. @param text the number in the message. */
+/** Returns why a field does not allow a number; empty if the field allows it. @param text the number in the message. */
 std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::string& text) {
     if (!field.writeConstraint) {
         return "";
@@ -147,7 +147,7 @@ std::string subjectOf(const LocatedRegister& located, const Field& field) {
     return "field " + located.name + '.' + field.name;
 }
 
-/** @throws RefusedValue if the register has no such field. */
+/** Returns the field of a name. @throws RefusedValue if the register has no field of this name. */
 const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
     const Field* const field = findField(*located.contents, name);
     if (field == nullptr) {
@@ -194,7 +194,7 @@ public:
         return number;
     }
 
-    /** @throws RefusedValue if the field has a bit of one of the other assigned fields. */
+    /** @throws RefusedValue if the field shares a bit with one of `others`, or is one of them. */
     void requireApartFrom(const std::vector<const Field*>& others) const {
         for (const Field* const other : others) {
             if (other == &m_field) {

@@ -18,7 +18,7 @@
 namespace Maps {
 
 /**
- * Returns whether all bits of a field are in its register and below bit 64. Any other field can be neither read nor
+ * Returns whether all bits of a field are in its register and below bit 64. If not, the field can be neither read nor
  * written.
  */
 bool isInside(const Field& field, const Register& aRegister);
@@ -59,14 +59,14 @@ FieldValue decode(const Field& field, std::uint64_t registerValue, Usage usage =
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue);
 
 /**
- * Returns whether the range of a constraint contains a value. Returns true for the other kinds of constraints, which
- * depend on more than the value.
+ * Returns whether the range of a constraint contains a value. Returns true for a constraint that is not a range,
+ * because this constraint depends on more than the value.
  */
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value);
 
 /**
- * Returns the names of values that an assignment to a field accepts. They do not include a name that is also a number,
- * unless the name has this number.
+ * Returns the names of values that an assignment to a field accepts. Leaves out a name that is also a number, unless
+ * the number is the value of the name.
  */
 std::vector<std::string> namesToWrite(const Field& field);
 
@@ -79,7 +79,7 @@ struct Assignment {
     std::string value;
 };
 
-/** The new value of a field of a register. The text is that of an Assignment. */
+/** An Assignment whose field has been found. */
 struct FieldAssignment {
     const Field* field;
     std::string value;
@@ -136,22 +136,26 @@ std::vector<FieldAssignment> findFields(const LocatedRegister& located, const st
  * @throws RefusedValue in these cases:
  *
  * - A field is read-only, outside its register, or assigned twice, or it overlaps another assigned field.
- * - A value is neither a number nor a name that the field has for writing, or it is both and means two numbers.
+ * - A value is neither a number nor a name that the field has for writing, or is a number and also the name of a
+ *   different number.
  * - A number does not fit in the field, or breaks its write constraint.
  */
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
-/** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
+/** Returns the value to write that leaves the bits unchanged, whatever they contain; none if no value does. */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
-/** @throws RefusedValue if the range of a register excludes the write, whatever the bits outside the mask are. */
+/**
+ * @throws RefusedValue if the register accepts only a range of values, and the write cannot result in one of them,
+ * whatever the bits outside the mask are.
+ */
 void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**
  * Checks a value for a register, which the user gives without names of fields.
  *
- * @throws RefusedValue if the value does not fit, or breaks a write constraint: the constraint of a field all of whose
- * bits are written, or the constraint of the register.
+ * @throws RefusedValue if the value does not fit, breaks the write constraint of the register, or breaks the write
+ * constraint of a field that is written completely. For writeAsRead, one written bit of the field is enough.
  */
 void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 

@@ -54,7 +54,7 @@ ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
     return kept ? ModifiedBits{bits & ~*kept, *kept, 0} : ModifiedBits{0, 0, bits};
 }
 
-/** Returns the bits that a write changes because it writes the values that other fields with these bits need. */
+/** Returns those of the bits that a write changes, because other fields that share the bits need different values. */
 std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, const ModifiedBits& others) {
     const ModifiedBits own = modifiedBitsOf(modifiedWrite, bits);
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
@@ -92,7 +92,8 @@ public:
         return {m_assigned.value | keptByOne, m_assigned.mask | keptByOne | (m_modified.keptByZero & otherBits())};
     }
 
-    /** @throws RefusedValue if the register cannot be read, and another field needs its value. */
+    /** @throws RefusedValue if the write needs the value of another field, but a read is impossible or has side
+     * effects. */
     void requireReadableIfNeeded() const {
         const std::vector<const Field*> read =
             otherFields([](const Field& field) { return !neutralValue(field.modifiedWrite, 0); });
@@ -156,14 +157,15 @@ private:
         }
     }
 
-    /** @throws RefusedValue if a write changes another register at the same offset, whatever its other bits are. */
+    /** @throws RefusedValue if every value of the unassigned bits changes another register at the same offset. */
     void requireOtherRegistersKept() const {
         const std::uint64_t alwaysChanged =
             m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
         if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
-            throw RefusedValue("register " + m_located.name +
-                               ": each write changes another register at the same address (" + m_remedy.forRegister +
-                               ')');
+            throw RefusedValue(
+                "register " + m_located.name +
+                ": this write would also change another register at the same address (to change it nevertheless, " +
+                m_remedy.forRegister + ')');
         }
     }
 
@@ -179,7 +181,7 @@ private:
         return fields;
     }
 
-    /** @param fields those that the user must also write. */
+    /** Returns the problem and its remedy as text. @param fields the fields that the user must also write. */
     std::string refusal(const std::string& problem, const std::vector<const Field*>& fields) const {
         std::string names;
         for (const Field* const field : fields) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Writes fields or bits of a register so that the others keep their values.
+ * Plans writes of some fields or bits of a register. All remaining fields and bits keep their values.
  */
 #ifndef RYNVEL_MAPS_FIELDWRITE_H
 #define RYNVEL_MAPS_FIELDWRITE_H
@@ -14,9 +14,9 @@ namespace Maps {
 
 /** The bits that do not keep their values if a write repeats the values that were read. */
 struct ModifiedBits {
-    /** The bits that a 0 does not change, and a 1 does. */
+    /** The bits that a written 0 keeps and a written 1 changes. */
     std::uint64_t keptByZero = 0;
-    /** The bits that a 1 does not change, and a 0 does. */
+    /** The bits that a written 1 keeps and a written 0 changes. */
     std::uint64_t keptByOne = 0;
     /** The bits that change with every write. */
     std::uint64_t alwaysChanged = 0;
@@ -24,7 +24,7 @@ struct ModifiedBits {
     std::uint64_t all() const { return keptByZero | keptByOne | alwaysChanged; }
 };
 
-/** Returns the writable bits of a register whose modified write is not Modify. */
+/** Returns the modified bits of a register: the writable bits for which `modifiedWrite` is not Modify. */
 ModifiedBits modifiedBitsOf(const Register& aRegister);
 
 /** Returns the modified bits of two registers at the same offset. */
@@ -41,28 +41,29 @@ std::uint64_t comparableBits(const Register& aRegister);
 
 /** The word of a device in which a register begins. */
 struct Word {
+    /** The register width of the device in bits. */
     unsigned int width = 0;
     /** Whether reading the word has a side effect. */
     bool hasReadEffect = false;
-    /** The modified bits of all registers at the offset of the register. */
+    /** The modified bits of all registers that begin at the same offset as the register. */
     ModifiedBits modifiedBits;
 };
 
 /** The write that gives fields their values. */
 struct FieldWrite {
-    /** The assigned fields in their order, with their names for writing. */
+    /** The assigned fields in the order of the assignments, with the names of their values for writing. */
     std::vector<FieldValue> fields;
     /** The bits of the assigned fields. */
     MaskedValue assigned;
-    /** The bits to write. They include other bits of the word that a write keeps only if it writes a certain value. */
+    /** The assigned bits, and the bits that keep their values only if the write gives them a value. */
     MaskedValue written;
     /** Whether to write the whole word without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;
 };
 
 /**
- * Returns whether reading a register changes it, one of its fields or another register. Does not consider registers at
- * the same address.
+ * Returns whether reading a register changes the register, one of its fields or another register. Does not consider
+ * registers at the same address.
  */
 bool hasReadEffect(const Register& aRegister);
 
@@ -78,7 +79,7 @@ enum class WriteForm { FieldName, FieldList };
  * - encode() refuses the assignments.
  * - The value is outside the range of the register.
  * - Another writable field changes with every write, or its value cannot be read and written back.
- * - Another field, or a register at the same offset, needs other values of the bits of another writable field.
+ * - A field or register that shares bits with another writable field needs different values of these bits.
  * - A register at the same offset changes with every write.
  */
 FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word,
@@ -87,9 +88,10 @@ FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssi
 /**
  * Plans a masked write that changes no bit outside its mask, and no bit of another register at the same offset.
  *
- * @param located can be read, and reading its word has no side effect.
+ * @param located the register, which must be readable. Reading its word must not have a side effect.
  * @param selected the bits to change. The value has no bits outside the mask.
- * @return the bits to write. They include other bits that a write keeps only if it writes a certain value.
+ * @return the bits to write: the selected bits, and the bits that keep their values only if the write gives them a
+ * value.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
  * mask cannot keep its value as in planWrite(). A register without fields counts as one field.
  */

@@ -17,7 +17,7 @@ struct Limits {
     std::size_t clusterDepth = 32;
     /** The number of elements of one array. The reader leaves out a larger array, and warns of it. */
     std::uint64_t arraySize = 65536;
-    /** The number of peripherals, clusters, registers and fields, all together. Those that are left out count, too. */
+    /** The number of all peripherals, clusters, registers and fields. Elements that are left out count, too. */
     std::uint64_t elements = 1000000;
     /** The number of warnings that are kept. Further warnings are only counted. */
     std::size_t warnings = 10000;

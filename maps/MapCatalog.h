@@ -17,7 +17,7 @@
 
 namespace Maps {
 
-/** Thrown if a map cannot be used. what() is the error message, with the file and the line. */
+/** Thrown if a map cannot be used. what() is the error message, with the file and, if there is one, the line. */
 class UnusableMap : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -25,19 +25,20 @@ public:
 
 /** The description of a device. */
 struct DeviceDescription {
-    /** The map file. */
+    /** The path of the map file. */
     std::string file;
-    /** The map and its peripheral that describes the device. The catalog owns both. */
+    /** The map. The catalog owns the map. */
     const Device* map = nullptr;
+    /** The peripheral of the map that describes the device. */
     const Peripheral* peripheral = nullptr;
 };
 
-/** @throws UnusableMap if the addresses of the map do not count bytes. */
+/** Checks that the addresses of the map count bytes. @throws UnusableMap if they do not. */
 void requireByteAddresses(const DeviceDescription& description);
 
 /**
- * The map files in which a program searches for its devices. A file is read only if no earlier file describes the
- * device.
+ * The map files in which a program searches for its devices. The search for a device reads a file only if no earlier
+ * file describes the device.
  */
 class MapCatalog {
 public:
@@ -47,8 +48,8 @@ public:
     /**
      * @param paths map files and folders, in the order of the search. The maps of a folder are its files with the
      * ending ".svd" that are not hidden, in the order of their names.
-     * @param deadline by which a pipe among the files must deliver its map. If it does not, find() and map() throw
-     * Common::ReadTimedOut.
+     * @param deadline the deadline for a pipe among the files to deliver its map. After the deadline, find() and map()
+     * throw Common::ReadTimedOut.
      * @throws UnusableMap if a folder cannot be read, or if a path does not exist and `missing` is Refused.
      */
     explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused,
@@ -65,8 +66,9 @@ public:
     std::optional<DeviceDescription> find(const std::string& deviceName);
 
     /**
-     * Returns the map of a file, counted from 0 in the order of the search.
+     * Returns the map of a file.
      *
+     * @param position the number of the file in the order of the search, counted from 0.
      * @throws UnusableMap if the file is not a map.
      */
     const ReadMap& map(std::size_t position);

@@ -31,7 +31,7 @@ struct ReadMap {
 ReadMap readMap(std::string bytes, const Limits& limits = {});
 
 /**
- * Reads a map from a file. A file that cannot be read gives an error for the whole file.
+ * Reads a map from a file. If the file cannot be read, the result has an error for the whole file.
  *
  * @throws Common::ReadTimedOut if the deadline passes.
  */

@@ -4,8 +4,8 @@
  * The content of a register map, after the expansion of arrays. Each element has the properties that it inherits.
  *
  * An offset counts from the beginning of the enclosing element, for example of the cluster that contains a register.
- * The numbers are as in the file, even if they are invalid, for example if a field is above the bits of its
- * register. The reader warns of these numbers.
+ * Invalid numbers can remain, for example the bits of a field that is outside its register. The reader warns of these
+ * numbers.
  */
 #ifndef RYNVEL_MAPS_MODEL_H
 #define RYNVEL_MAPS_MODEL_H
@@ -81,7 +81,7 @@ struct EnumeratedValue {
     std::string name;
     Text description;
     std::uint64_t value = 0;
-    /** The bits of the value that are compared. A binary value in the file may leave other bits open. */
+    /** The bits that are compared with the value. A binary value in the file may leave the remaining bits open. */
     std::uint64_t mask = 0;
     /** Whether the name is for all values that have no other name. In that case, `value` and `mask` are 0. */
     bool isDefault = false;
@@ -142,9 +142,9 @@ struct Register {
     /** The name for users; empty if the file gives none. */
     std::string displayName;
     Text description;
-    /** The name of the register whose address this one shares; usually empty. */
+    /** The name of the register whose address this register shares; usually empty. */
     std::string alternateRegister;
-    /** The name of the group whose registers this one replaces; usually empty. */
+    /** The name of the group whose registers this register replaces; usually empty. */
     std::string alternateGroup;
     std::uint64_t offset = 0;
     /** The width in bits. */

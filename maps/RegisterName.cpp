@@ -19,7 +19,7 @@ struct Path {
     std::string_view rest;
 };
 
-/** Returns the two parts of a path at each dot, the last dot first, because a name may contain dots. */
+/** Splits a path at each dot, because a name may contain dots. The split at the last dot comes first. */
 std::vector<Path> splitsOf(std::string_view path) {
     std::vector<Path> splits;
     for (std::size_t i = path.size(); i-- > 0;) {
@@ -72,7 +72,10 @@ struct Candidate {
     }
 };
 
-/** Finds the best register for a path: the one with the fewest aliases, and then the one with the lowest offset. */
+/**
+ * Finds the register for a path that has the fewest aliases. Among registers with equally many aliases, finds the
+ * register with the lowest offset.
+ */
 class Search {
 public:
     explicit Search(const Peripheral& peripheral) : m_peripheral(peripheral) {}

@@ -45,7 +45,7 @@ struct NamedRegister {
 
 /**
  * Returns the field of a register that has the name; null if there is none. A name in the map has precedence over the
- * index of an array in brackets.
+ * name of an array with an index in brackets.
  */
 const Field* findField(const Register& aRegister, const std::string& name);
 
@@ -56,7 +56,7 @@ const Field* findField(const Register& aRegister, const std::string& name);
  *
  * An element of an array has its name in the map, such as `IRQ3` or `DATA[3]`. You can also write `IRQ[3]`, or the name
  * of the index, such as `DATA[Left]`. A name in the map has precedence. If several registers have the same name, the
- * name selects the one with the lowest offset.
+ * name selects the register with the lowest offset.
  */
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name);
 

@@ -16,7 +16,7 @@
 
 namespace Maps {
 
-/** Parses only the given text. Does not expand entities that the document declares, and opens no file. */
+/** A parsed XML document. The parser does not expand entities that the document declares, and opens no file. */
 class XmlDocument {
 public:
     /** @param text the document in UTF-8. @throws MalformedMap if the text is not an XML document. */

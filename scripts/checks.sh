@@ -15,8 +15,8 @@ xml_text() {
         sed -e 's/&/\&amp;/g' -e 's/</\&lt;/g' -e 's/>/\&gt;/g' -e 's/"/\&quot;/g'
 }
 
-# Adds a result. The arguments are its name, "passed" or "FAILED", its time in seconds, and the file with its output.
-# Shows the output of a check that has failed.
+# Adds the result of a check. The arguments are the name of the check, "passed" or "FAILED", the time in seconds, and
+# the file with the output. Shows the output if the check has failed.
 add_result() {
     local failure=
     printf '%s: %s\n' "$2" "$1"
@@ -66,7 +66,8 @@ summary() {
     local total failed
     total=$(grep -c '^<testcase ' "$results" || :)
     failed=$(grep -c '<failure ' "$results" || :)
-    [ -z "${RYNVEL_RESULTS-}" ] || write_results || { echo "$suite: cannot write its results" >&2; return 1; }
+    [ -z "${RYNVEL_RESULTS-}" ] || write_results ||
+        { echo "$suite: cannot write the results to $RYNVEL_RESULTS" >&2; return 1; }
     printf '%d passed, %d failed\n' $((total - failed)) "$failed"
     [ "$total" != 0 ] && [ "$failed" = 0 ]
 }

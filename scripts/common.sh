@@ -3,8 +3,8 @@
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
-# The folder of the target's unpacked packages, which cmake/armhf.cmake searches. The system needs no second
-# architecture.
+# The folder of the target's packages, which cmake/armhf.cmake searches. The packages are unpacked instead of installed,
+# so the system needs no second architecture.
 target_root="$rynvel_cache/armhf"
 
 # The packages for a build for this machine, and the additional packages for a build for the target.
@@ -20,7 +20,7 @@ die() {
     exit 1
 }
 
-# Prints the named Debian packages that are not installed. A package NAME:armhf is missing until it is unpacked.
+# Prints the named Debian packages that are not installed. A package NAME:armhf counts as installed when it is unpacked.
 missing_packages() {
     local package
     for package in "$@"; do
@@ -60,11 +60,11 @@ write_target_apt_settings() {
 	END
 }
 
-# Downloads packages of the target into a folder that holds these settings. The lists of some archives may be missing:
-# only a package that cannot be downloaded is an error.
+# Downloads packages of the target into a folder with the settings of write_target_apt_settings. A package that cannot
+# be downloaded is an error. A missing package list is not an error.
 fetch_target_packages() (
     export APT_CONFIG="$1/apt.conf"
-    apt-get update || echo "some package lists are missing"
+    apt-get update || echo "some package lists are missing; continuing with the others"
     cd "$1" && apt-get download "${@:2}"
 )
 
@@ -82,8 +82,8 @@ unpack_target_packages() (
     done
 )
 
-# Installs the named Debian packages that are missing, and unpacks those of the target. Needs no network if none is
-# missing.
+# Installs the missing packages among the named Debian packages. Unpacks the packages of the target instead. Needs no
+# network if no package is missing.
 require_packages() {
     local missing log
     missing=$(missing_packages "$@")

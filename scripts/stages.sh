@@ -10,7 +10,7 @@ long_stages=(analyze bigendian hardened soak)
 describe_stage() {
     case $1 in
         format) echo 'the layout of the sources, their license lines, what they may include, spelling and wording' ;;
-        scripts) echo 'the scripts that ./check itself uses' ;;
+        scripts) echo 'the tests of the scripts that ./check itself uses' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -91,7 +91,7 @@ usual_seconds() {
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
 
-# Builds a preset and runs its tests. Passes its other arguments to ctest.
+# Builds a preset and runs its tests. The first argument is the preset. Passes the remaining arguments to ctest.
 test_preset() {
     local preset=$1
     shift
@@ -99,7 +99,7 @@ test_preset() {
 }
 
 # Like test_preset, for a preset in which ctest runs each test program as one test. The test programs write the results
-# of their tests themselves. If a program hangs, the end of its output, which ctest keeps, names the test.
+# of their tests themselves. If a program hangs, the end of its output names the test. ctest keeps this end.
 test_preset_by_program() { GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" test_preset "$1" --test-output-truncation head; }
 
 # Fails unless --test can select tests of a stage by a part of their names. The arguments are the stage and the part. In
@@ -126,7 +126,7 @@ test_matching() {
 }
 
 # Runs shell commands at the same time, at most one for each processor, and then shows their outputs. Fails if one of
-# them fails.
+# the commands fails.
 together() { together_at_most "$(nproc)" "$@"; }
 
 # Like together. The first argument is the maximum number of processes.
@@ -154,13 +154,13 @@ require_results() {
 
 stage_dev() { test_preset dev; }
 stage_asan() { test_preset_by_program asan; }
-# A race shows only in a long run.
+# Some races occur only in a long run.
 stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by_program tsan; }
 stage_armhf() { test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
-# The tests of arming a connection run ten times, because their races with other clients rarely occur.
+# The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
 stage_soak() {
     local preset commands=() soak='HostileClients.DoNotKeepTheOthersFromTheirWork' arming='Rynveld.Reports*AfterTheAnswer*'
     for preset in hardened asan tsan; do
@@ -242,15 +242,16 @@ run_clang_tidy() {
         scripts/lint "build/$1" "$2"
 }
 
-# A unity source shares the work on the headers among several sources, which it includes.
+# Unity sources save time, because clang-tidy reads each header once for several sources. The check
+# bugprone-suspicious-include would report that unity sources include sources.
 stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
-# The last two checks see only the using declarations of a source that is not included.
+# The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
 stage_analyze() { run_clang_tidy hardened '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }
 
-# A test in the guest connects to remote_peer, a register server on this machine, which the guest reaches at 10.0.2.2.
-# The longest session starts first.
+# The tests of remote devices run in the guest and connect to remote_peer, a register server on this machine. The guest
+# reaches this machine at 10.0.2.2. The longest command starts first.
 stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&

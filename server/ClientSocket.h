@@ -15,7 +15,7 @@
 
 namespace Rynveld {
 
-/** Sends and receives whole records. Threads: one at a time, but any thread may call shutDown(). */
+/** Sends and receives whole records. Use the object in one thread at a time. Any thread may call shutDown(). */
 class ClientSocket {
 public:
     static constexpr std::chrono::milliseconds maxRecordTime{30000};
@@ -42,7 +42,7 @@ public:
     bool pause(std::chrono::milliseconds duration) const;
 
     /**
-     * Sets the longest time that the connection may be idle during receive() or send(); 0 for no limit. A record that
+     * Sets the time-out for an idle connection during receive() or send(); 0 for no time-out. A record that
      * has begun to arrive must be complete within the same time, and within 30 seconds at most.
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);

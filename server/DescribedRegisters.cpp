@@ -16,8 +16,9 @@ namespace {
 
 using BitsList = std::vector<RegisterBits>;
 
-/** Descriptions of bits, which may overlap. A field, or a register without fields, describes its bits. */
+/** Descriptions of bits. The bits of several descriptions may overlap. */
 struct Descriptions {
+    /** The bits of fields, and of registers without fields. */
     BitsList described;
     /** The bits outside the fields of registers that have fields. */
     BitsList outsideFields;
@@ -54,7 +55,7 @@ std::uint64_t maskOf(const BitsList& list) {
                            [](std::uint64_t mask, const RegisterBits& bits) { return mask | bits.mask; });
 }
 
-/** Bits, each with the first description that was added for it. */
+/** Bits, each with the first description that was added for the bit. */
 class FirstDescriptions {
 public:
     void add(const RegisterBits& bits) {
@@ -84,7 +85,7 @@ private:
 
 bool isReadable(const RegisterBits& bits) { return Maps::isReadable(bits.access); }
 
-// A read does not show what a write-only register stores.
+// A read does not show the bits that a write-only register stores.
 bool isVisiblyWritable(const RegisterBits& bits) {
     return Maps::isWritable(bits.access) && (isReadable(bits) || bits.modifiedWrite != Maps::ModifiedWrite::Modify);
 }
@@ -103,7 +104,7 @@ Maps::Access accessOf(const RegisterBits& read, const RegisterBits& written) {
     return isWrittenOnce(written.access) ? Maps::Access::ReadWriteOnce : Maps::Access::ReadWrite;
 }
 
-/** Returns bits that are read as one list says, and written as the other one says. */
+/** Returns bits that are read as `read` describes, and written as `written` describes. */
 BitsList combine(const BitsList& read, const BitsList& written) {
     BitsList combined;
     for (const RegisterBits& r : read) {

@@ -19,12 +19,13 @@ using DescribedRegisters = std::map<std::uint64_t, SimulatedRegister>;
 
 /**
  * Returns the registers of a device with `width` bits for each register, from the description of a peripheral. The byte
- * at the lowest offset has the lowest bits. A field determines the access and the side effects of its bits, and the
- * register determines them for its other bits.
+ * at the lowest offset has the lowest bits. A field determines the access and the side effects of its bits. A register
+ * determines the access and the side effects of the bits outside its fields.
  *
- * If several descriptions contain a bit, the first readable one determines how the bit is read. The first writable one
- * that is also readable, or that changes the bit in another way than storing it, determines how the bit is written. The
- * bits of a register that are outside its fields come after all fields, and after registers without fields.
+ * If several descriptions contain a bit, the first readable description determines how the bit is read, and the first
+ * writable description determines how the bit is written. A write-only description does not count if a write only
+ * stores the bit, because a read cannot show the stored value. The description of bits outside fields comes last. It
+ * does not count for a bit that a field, or a register without fields, makes readable.
  */
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width);
 

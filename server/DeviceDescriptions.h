@@ -22,8 +22,8 @@ public:
      * added earlier.
      *
      * @return whether any of the devices is described.
-     * @throws Maps::UnusableMap if a file is not a map, or if the addresses of a map that describes a device do not
-     * count bytes.
+     * @throws Maps::UnusableMap if the path cannot be read, if a file is not a map, or if the addresses of a map that
+     * describes a device do not count bytes.
      */
     bool add(const std::string& path, const std::vector<std::string>& deviceNames);
 

@@ -18,7 +18,7 @@ struct Fault {
     enum class Kind { Delay, Error, Split, Disconnect };
 
     Kind kind;
-    /** Delay: the time before the response. Split: the time between the halves of the response. */
+    /** For Delay, the time before the response. For Split, the time between the halves of the response. */
     std::chrono::milliseconds time;
     /**
      * The fault occurs at every request whose number is a multiple of this value. The requests of a connection have the

@@ -178,7 +178,7 @@ bool InterruptWaiter::prepareToWait() {
     return isEnabled;
 }
 
-// Waits by poll(), which a stop ends without a trace. If a stop interrupted receive(), the trace would report a failure
+// Waits in poll(), which stop() ends without a trace. If stop() ended receive() instead, a trace would report a failure
 // of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
@@ -201,8 +201,8 @@ bool InterruptWaiter::receive(unsigned long& word) {
     return received;
 }
 
-// Reads the device file directly if waitForInterrupt() enables the interrupt. That call would enable the interrupt a
-// second time, before a client could clear the source of the interrupt.
+// Reads the device file directly if waitForInterrupt() enables the interrupt. waitForInterrupt() would enable the
+// interrupt a second time, before a client could clear the source of the interrupt.
 bool InterruptWaiter::receiveOnce(unsigned long& word) {
     errno = 0;
     if (!m_waitEnablesInterrupt) {
@@ -267,7 +267,7 @@ void InterruptWaiter::traceLoss(const Peer& peer) {
 }
 
 // If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. If
-// another thread arms a connection at the same time, that connection either ends, too, or starts a new thread.
+// another thread arms a connection at the same time, that connection either ends, too, or arm() starts a new thread.
 void InterruptWaiter::finish() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {

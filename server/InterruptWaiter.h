@@ -29,7 +29,7 @@ namespace Rynveld {
  * If waiting enables the interrupt, the next wait begins when a client enables the interrupt, or after a hold-off time.
  * The object therefore does not continuously report a source that stays active until a client clears it. An interrupt
  * that a client has disabled stays disabled until a client enables it, or until the last connection is disarmed and
- * another one is armed.
+ * a connection is armed again.
  *
  * Call installWakeUpHandler() first. Threads: any number may call arm(), startDelivery(), disarm(), enable() and
  * disable() at once.
@@ -46,7 +46,7 @@ public:
     ~InterruptWaiter();
 
     /**
-     * Arms a connected socket. Until startDelivery(), the interrupt words for the socket are queued.
+     * Arms a connected socket. Until startDelivery(), queues up to 1000 interrupt words for the socket.
      *
      * @throws std::system_error if the system has no thread or no descriptor left. Disarm the socket in that case, too.
      */
@@ -61,7 +61,7 @@ public:
     bool disable();
 
 private:
-    /** The last request of a client since the last interrupt. */
+    /** The last request of a client. The next interrupt ends the effect of Enabled. */
     enum class RequestedState { None, Enabled, Disabled };
 
     /** An armed connection. */
@@ -97,7 +97,7 @@ private:
     /** Locked while a function starts or stops the thread. */
     std::mutex m_controlMutex;
     std::thread m_thread;
-    /** Readable when the thread must stop. Closed until the thread starts for the first time. */
+    /** Readable when the thread must stop. Not open before the first start of the thread. */
     Common::Descriptor m_wakeUp;
 
     /** Locked while the device enables or disables its interrupt, which may take a long time. */
@@ -111,7 +111,7 @@ private:
     /** Whether the thread has finished its work. Changes under m_mutex, except before the thread starts. */
     std::atomic<bool> m_ended{false};
     std::atomic<bool> m_stopping{false};
-    /** Whether the thread may block in the device, where only a signal interrupts it. */
+    /** Whether the thread may block in the device, where only a signal interrupts the thread. */
     std::atomic<bool> m_mayBlockInDevice{false};
 };
 

@@ -42,8 +42,9 @@ struct RawOptions {
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
 
 /**
- * Returns a decimal number, or a hexadecimal number with the prefix 0x. Throws `message` for any other text, and for
- * a number above `highest`.
+ * Parses a decimal number, or a hexadecimal number with the prefix 0x.
+ *
+ * @throws std::invalid_argument with `message` for any other text, and for a number above `highest`.
  */
 std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, const std::string& message) {
     constexpr Common::NumberFormat tenDigits{true, false, 10};
@@ -208,8 +209,9 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
     program.addOption("--allow", "NETWORK", raw.allow, "serve only clients from this network; may be repeated")
         .takeOneValue();
     program.addOption("--device", "NAME", raw.devices, "serve only this device; may be repeated").takeOneValue();
-    program.addFlag("--read-only", options.policy.readOnly,
-                    "refuse every request that changes a device or enables its interrupts");
+    program.addFlag(
+        "--read-only", options.policy.readOnly,
+        "refuse every request except those that open or close a device, read its registers or get its interrupt type");
     program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "pass this ioctl request on to devices; may be repeated")
         .takeOneValue();
     program
@@ -225,13 +227,14 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .showDefault();
     program.addFlag("--simulate", options.policy.simulate, "serve simulated devices from memory, without hardware");
     program
-        .addOption("--map", "FILE", raw.maps,
-                   "with --simulate: let registers behave as this register map (a file or a folder of files) describes "
-                   "them; may be repeated")
+        .addOption(
+            "--map", "FILE", raw.maps,
+            "with --simulate: make the registers behave as the register maps in this file or folder describe; may be "
+            "repeated")
         .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
-                   "with --simulate: raise the interrupt of this device once per TIME; may be repeated")
+                   "with --simulate: raise the interrupt of this device every TIME; may be repeated")
         .takeOneValue();
     program
         .addOption("--fault", "FAULT[:COUNT]", raw.faults,

@@ -19,7 +19,10 @@ namespace Rynveld {
 struct Policy {
     /** The names of the served devices; empty for all devices. */
     std::set<std::string> devices;
-    /** Whether the server refuses every request that changes a device or enables its interrupts. */
+    /**
+     * Whether the server refuses every request except those that open or close a device, read its registers or get its
+     * interrupt type.
+     */
     bool readOnly = false;
     /** The ioctl commands that clients may send to a device. */
     std::set<std::uint32_t> ioctls;
@@ -27,6 +30,7 @@ struct Policy {
     bool simulate = false;
     /** How the registers of simulated devices behave. */
     DeviceDescriptions descriptions;
+    /** The faults to simulate. */
     std::vector<Fault> faults;
 };
 

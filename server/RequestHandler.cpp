@@ -40,7 +40,7 @@ const char* refusalOf(AccessResult result) {
     return deviceFailed;
 }
 
-/** Returns the refusal of a request for registers of another width than the device has. */
+/** Returns the refusal of a request whose register width differs from the register width of the device. */
 const char* otherWidth(unsigned int widthOfDevice) {
     switch (widthOfDevice) {
     case 8:

@@ -20,7 +20,7 @@
 
 namespace Rynveld {
 
-/** A device that at least one client has opened. Threads: any number may use the object at once. */
+/** A device that a client has opened. Threads: any number may use the object at once. */
 class ServedDevice {
 public:
     /** @param simulated the interrupt of a simulated device; null if the device is not simulated. */
@@ -52,10 +52,11 @@ public:
     explicit ServedDevices(const Policy& policy);
 
     /**
-     * Returns a device, which this function opens first if it is not open. A device of this machine is closed when its
+     * Returns a device, and opens the device first if necessary. A device of this machine is closed when its
      * last client releases it. A simulated device stays open and keeps the values of its registers.
      *
-     * @return null if the device is not served or cannot be opened. `reason` then says why.
+     * @return the device; null if the device is not served or cannot be opened. `reason` then says why.
+     * @throws Common::DeviceTableMismatch as Common::findDevice() does.
      */
     std::shared_ptr<ServedDevice> open(const std::string& name, std::string& reason);
 

@@ -72,8 +72,8 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
 }
 
 /**
- * Returns the IPv4 address, even if it is mapped to an IPv6 address; empty for any other IPv6 address. A socket that
- * the service manager has passed may accept both kinds of addresses.
+ * Returns the IPv4 address, also if an IPv6 address contains it; empty for an IPv6 address that contains none. A socket
+ * that the service manager has passed may accept IPv4 and IPv6 addresses.
  */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
     if (address.is_v4()) {
@@ -100,7 +100,7 @@ std::string hostOf(const Endpoint& endpoint, int socket) {
 
 /**
  * Sets the stack size of new threads to 1 MiB, so that hundreds of threads fit into a 32-bit address space. The thread
- * sanitizer has large stack frames, and does not allow a smaller size.
+ * sanitizer makes stack frames large, and does not allow a smaller size.
  */
 void useSmallStacks() {
     constexpr std::size_t stackSize = std::size_t{1024} * 1024;
@@ -133,7 +133,7 @@ int terminationSignals() {
 Server::Server(const Options& options)
     : m_options(options), m_devices(options.policy), m_signals(m_io, terminationSignals()), m_suppressedTimer(m_io) {
     std::signal(SIGPIPE, SIG_IGN);
-    // The server must continue when the terminal that has started it closes.
+    // The server must continue when its terminal closes.
     std::signal(SIGHUP, SIG_IGN);
     Common::FaultGuard::install();
     installWakeUpHandler();
@@ -216,7 +216,7 @@ void Server::accept(Listener& listener) {
     });
 }
 
-// The system has no descriptors or no memory left, so the server tries again later.
+// An error usually means that the system has no descriptors or no memory left. The server tries again later.
 void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     RYNVELD_TRACE_LIMITED((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(),
                           ".");
@@ -282,7 +282,7 @@ void Server::serve(int descriptor, const Peer& peer) {
 }
 
 // Catches exceptions, for instance when memory is exhausted. Otherwise, an exception would also end the connections of
-// other clients.
+// all other clients.
 void Server::run(Session& session) {
     try {
         session.run();
@@ -315,8 +315,8 @@ void Server::scheduleInterrupt(InterruptTimer& interruptTimer) {
     });
 }
 
-// A trace also reports how many similar lines were suppressed before it. If no trace follows, the timer reports the
-// suppressed lines.
+// A trace also reports how many similar lines were suppressed before the trace. If no trace follows, the timer reports
+// the suppressed lines.
 void Server::scheduleSuppressedReport() {
     m_suppressedTimer.expires_after(TraceLimit::period / 5);
     m_suppressedTimer.async_wait([this](const std::error_code& /*error*/) {
@@ -357,7 +357,7 @@ void Server::stop() {
     }
 }
 
-// Most device operations end within milliseconds. Interrupts only the operations that take longer.
+// Most device operations end within milliseconds. Interrupts only operations that take longer than 300 ms.
 void Server::waitForClients() {
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();

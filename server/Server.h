@@ -38,6 +38,7 @@ public:
      * Starts to listen. From then on, clients can connect.
      *
      * @throws std::system_error if the server cannot listen. The text names the address.
+     * @throws std::runtime_error as activationSockets() does.
      */
     explicit Server(const Options& options);
     Server(const Server&) = delete;

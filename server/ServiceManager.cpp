@@ -52,7 +52,11 @@ bool listensForClients(int socket) {
     return socketOption(socket, SO_ACCEPTCONN) == 1 && (isTcp || isLocal);
 }
 
-/** Returns the number of passed sockets; 0 for an empty text. Throws std::runtime_error if the text is not a number. */
+/**
+ * Returns the number of passed sockets; 0 for an empty text.
+ *
+ * @throws std::runtime_error if the text is neither empty nor a number of at most 4 digits.
+ */
 int parseSocketCount(const std::string& text) {
     constexpr Common::NumberFormat fourDigits{false, false, 4};
     const auto count = Common::parseNumber(text.empty() ? "0" : text, fourDigits);

@@ -31,8 +31,8 @@ void Session::serve() {
     }
 }
 
-// Releases the device here and not in the destructor, which runs in the thread that accepts clients. The last client
-// that releases a device closes it, which may take a long time.
+// Releases the device in the thread of the connection. The destructor runs in the thread that accepts clients, which
+// must not wait: the last client that releases a device closes the device, and this may take a long time.
 void Session::close() {
     disarm();
     m_socket.shutDown();
@@ -92,8 +92,8 @@ bool Session::send(const Rynvel::Response& response, const InjectedFaults& fault
     return faults.split.count() > 0 ? m_socket.sendInHalves(response, faults.split) : m_socket.send(response);
 }
 
-// Arms the connection before the client receives the response. The client therefore misses no interrupt after the
-// response. Arming also cannot undo a request that another client sends after the response.
+// Arms the connection before the client receives the response. If the response came first, the client could miss an
+// interrupt, and arming could undo a request that another client sends after the response.
 bool Session::arm() {
     m_armed = m_handler.device();
     try {

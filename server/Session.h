@@ -23,7 +23,7 @@ namespace Rynveld {
  */
 class Session {
 public:
-    /** @param idleTimeout the time without a request after which a connection ends, unless it is armed; 0 for never. */
+    /** @param idleTimeout the time without a request after which a connection that is not armed ends; 0 for never. */
     Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
             std::chrono::milliseconds idleTimeout);
     Session(const Session&) = delete;

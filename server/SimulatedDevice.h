@@ -27,7 +27,7 @@ constexpr std::uint32_t simulatedSize = 4096;
 
 /**
  * The interrupt of a simulated device. An interrupt that is raised while interrupts are disabled stays pending until
- * enable(). The descriptor is readable while receive() has an interrupt to receive. As in hardware, an interrupt that
+ * enable(). descriptor() is readable while receive() has an interrupt to receive. As in hardware, an interrupt that
  * was not received is lost when the next interrupt replaces it.
  *
  * Threads: any number may use the object at once.
@@ -49,7 +49,7 @@ public:
 private:
     void deliver(std::uint32_t word);
 
-    /** A socket pair. raise() and enable() send to the second socket, receive() reads from the first one. */
+    /** A socket pair. raise() and enable() send to the second socket. receive() reads from the first socket. */
     std::array<Common::Descriptor, 2> m_sockets;
     std::mutex m_mutex;
     std::uint32_t m_count = 0;
@@ -66,7 +66,7 @@ struct Simulation {
 
 /**
  * Returns a new device of the type. The interrupt is disabled. The described registers behave as the description says.
- * All other registers are memory, and initially 0.
+ * A register without a description is memory, and is 0 at first.
  *
  * @param description the description of the registers; null if there is none.
  */

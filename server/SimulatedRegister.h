@@ -21,17 +21,17 @@ constexpr bool isWrittenOnce(Maps::Access access) {
 /** Bits of a register that share their behavior. */
 struct RegisterBits {
     std::uint64_t mask = 0;
-    /** The bits outside the mask are 0. */
+    /** The value after a reset. The bits outside the mask are 0. */
     std::uint64_t resetValue = 0;
     Maps::Access access = Maps::Access::ReadWrite;
     std::optional<Maps::ReadAction> readAction;
     Maps::ModifiedWrite modifiedWrite = Maps::ModifiedWrite::Modify;
 };
 
-/** Bits without a description are memory, and initially 0. Threads: one at a time. */
+/** A register in memory. Bits without a description store their values, and are 0 at first. Threads: one at a time. */
 class SimulatedRegister {
 public:
-    /** @param bits their masks must not overlap. */
+    /** @param bits the described bits. Their masks must not overlap. */
     explicit SimulatedRegister(std::vector<RegisterBits> bits);
 
     /** Returns the value, in which write-only bits are 0, and then performs the read actions. */

@@ -22,9 +22,9 @@ bool reopenNonBlocking() {
     return true;
 }
 
-// Changes the mode of the inherited descriptor, for files that cannot be opened again. One example is a socket, which a
-// service manager creates for this service alone. The other is a terminal or pipe of another user, where the clients of
-// the server matter more than the other processes.
+// Changes the mode of the inherited descriptor, for files that cannot be opened again: a socket, or a terminal or pipe
+// of another user. A service manager creates a socket for this service alone. With a terminal or pipe, the clients of
+// the server matter more than the processes that share the descriptor.
 void setNonBlocking() { ::fcntl(STDERR_FILENO, F_SETFL, ::fcntl(STDERR_FILENO, F_GETFL) | O_NONBLOCK); }
 
 } // namespace

@@ -40,8 +40,8 @@ TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {
     return m_entries.emplace(used, Entry{now + period, 0, 0}).first->second;
 }
 
-// Removes the entries of a past period that have no suppressed lines to report. Without a limit, the number of entries
-// would grow with the number of hosts.
+// If there are `maxEntries` entries, makes room for further hosts. Removes the entries of a past period that have no
+// suppressed lines to report.
 void TraceLimit::removeQuietEntries(Time now) {
     if (m_entries.size() < maxEntries) {
         return;

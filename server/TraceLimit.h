@@ -27,15 +27,15 @@ public:
 
     static constexpr std::size_t linesPerPeriod = 20;
     static constexpr std::chrono::seconds period{10};
-    /** With this number of entries, further hosts share one entry per cause. */
+    /** The maximum number of entries for single hosts. Further hosts share one entry per cause. */
     static constexpr std::size_t maxEntries = 1000;
     static constexpr const char* otherHosts = "other hosts";
 
     /**
      * Counts a line of a host.
      *
-     * @return the text to append to the line: how many lines were suppressed since the last one, or nothing if none
-     *          was. The optional is empty if this line must be suppressed.
+     * @return the text to append to the line: the number of lines that were suppressed since the last admitted line, or
+     *          an empty text if there are none. The optional is empty if this line must be suppressed.
      */
     std::optional<std::string> admit(const std::string& host, const std::string& cause,
                                      Time now = std::chrono::steady_clock::now());
@@ -66,7 +66,7 @@ private:
     std::map<Key, Entry> m_entries;
 };
 
-/** A client, as traces describe it. */
+/** The names of a client in traces, and the limit for the traces. */
 struct Peer {
     /** The name of the client, for example "10.0.0.7:4711". */
     std::string name;

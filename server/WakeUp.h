@@ -10,12 +10,12 @@
 
 namespace Rynveld {
 
-/** Installs the handler of the signal, so that the signal interrupts system calls instead of ending the process. */
+/** Installs a handler for the signal of wakeUp(), which otherwise ends the process. */
 void installWakeUpHandler();
 
 /**
- * Interrupts the system call in which the thread blocks. This has no effect on a system call that has not begun, so
- * call the function repeatedly until the thread has ended.
+ * Interrupts the system call in which the thread blocks. The function has no effect on a system call that has not
+ * begun. Call the function repeatedly until the thread has ended.
  */
 void wakeUp(std::thread& thread);
 

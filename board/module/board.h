@@ -4,7 +4,7 @@
 
 struct dentry;
 
-/* The folder "rynvel_board" of debugfs. Each family creates the test files of its devices in it. */
+/* The folder "rynvel_board" of debugfs. Each family of devices creates its test files in this folder. */
 extern struct dentry* board_debugfs;
 
 int seek_devices_init(void);

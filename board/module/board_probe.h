@@ -35,8 +35,8 @@ void board_probe_create_force(struct board_probe* probe, struct mutex* lock, enu
                               const char* name, struct dentry* parent);
 
 /*
- * Counts one call. Returns whether its result is forced, and if so, stores the result. The caller
- * holds the lock.
+ * Counts one call. Returns whether the result of the call is forced. If so, stores the result. The
+ * caller holds the lock.
  */
 bool board_probe_forced(struct board_probe* probe, int* result);
 

@@ -15,9 +15,9 @@ struct board_registers {
 };
 
 /*
- * Copy bytes at a position to or from user space, and advance the position. Both return the number
- * of bytes or a negative error number. At the end, a read returns 0 and a write returns -ENOSPC.
- * The caller holds the lock.
+ * Copy bytes at a position to or from user space, and advance the position. The functions return
+ * the number of bytes, or a negative error number. At the end, a read returns 0 and a write returns
+ * -ENOSPC. The caller holds the lock.
  */
 ssize_t board_registers_read(struct board_registers* registers, char __user* user, size_t length, loff_t* pos);
 ssize_t board_registers_write(struct board_registers* registers, const char __user* user, size_t length, loff_t* pos);

@@ -39,7 +39,7 @@ int board_uio_add(struct board_uio *uio, const char *name, struct device *parent
 	uio->info.version = "1";
 	uio->info.irqcontrol = board_uio_irqcontrol;
 
-	/* A program may open a registered device at once, so the probes must be ready. */
+	/* A program can open the device as soon as it is registered, so create the probes first. */
 	create_test_files(uio);
 	error = uio_register_device(parent, &uio->info);
 	if (error)

@@ -9,8 +9,8 @@
 #include "board_probe.h"
 
 /*
- * A UIO device with its test files. Before the owner calls board_uio_add(), it sets the map and the
- * interrupt in "info", and "set_enabled", which enables or disables the interrupt.
+ * A UIO device with its test files. The function "set_enabled" enables or disables the interrupt.
+ * Set this function, and the map and the interrupt in "info", before you call board_uio_add().
  */
 struct board_uio {
     struct uio_info info;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The PL031 real-time clock of the machine as a UIO device. guest/init must unbind the clock from
- * the kernel's own driver before it loads this module.
+ * The PL031 real-time clock of the machine as a UIO device. Before guest/init loads this module, it
+ * must unbind the clock from the driver of the kernel.
  */
 #include <linux/amba/bus.h>
 #include <linux/bug.h>
@@ -37,7 +37,7 @@ static void set_enabled(struct board_uio *uio, bool enabled)
 	spin_unlock_irqrestore(&clock->irq_lock, flags);
 }
 
-/* The interrupt stays active until user space clears it, so the handler has to mask it. */
+/* An interrupt that no program has cleared stays active, so the handler must disable it. */
 static irqreturn_t mask_interrupt(int irq, struct uio_info *info)
 {
 	set_enabled(container_of(info, struct board_uio, info), false);

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0
 # Converts the device table to a C header. The header has a macro for each backend, for example
-# BOARD_LSEEK_DEVICES, with the names of its devices below /dev. The script ignores the register
-# width. A UIO device whose name begins with rtc is the machine's clock and has its own macro.
+# BOARD_LSEEK_DEVICES, with the names of the device files below /dev. The script ignores the
+# register width. A UIO device whose name begins with rtc is the machine's clock and has its own macro.
 { sub(/#.*/, "") }
 NF >= 4 {
 	sub(/^\/dev\//, "", $2)

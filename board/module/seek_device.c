@@ -136,7 +136,7 @@ static int add_device(struct seek_device *device, const char *name)
 	if (!device->registers.bytes)
 		return -ENOMEM;
 
-	/* A program may open a registered device at once, so the probes must be ready. */
+	/* A program can open the device as soon as it is registered, so create the probes first. */
 	create_test_files(device);
 	error = misc_register(&device->misc);
 	if (error) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * An FPGA with 32-bit registers on a virtual SPI controller. Programs reach it through the kernel's
- * own spidev driver.
+ * An FPGA with 32-bit registers on a virtual SPI controller. Programs reach the FPGA through the
+ * spidev driver of the kernel.
  */
 #include <asm/unaligned.h>
 #include <linux/debugfs.h>
@@ -143,7 +143,7 @@ static int add_controller(void)
 	return error;
 }
 
-/* spidev refuses a device with the name "spidev", so this one has another name from its table. */
+/* spidev refuses a device with the name "spidev". This device has a name from spidev's table. */
 static int add_device(void)
 {
 	struct spi_board_info info = {
@@ -164,7 +164,7 @@ int spi_fpga_init(void)
 	if (IS_ERR(fpga.parent))
 		return PTR_ERR(fpga.parent);
 
-	/* A program may open a registered device at once, so the probes must be ready. */
+	/* A program can open the device as soon as it is registered, so create the probes first. */
 	create_test_files();
 	error = add_controller();
 	if (error)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * Character devices with registers and interrupts in one file. A read returns the interrupt
- * word. Programs map the registers of one device, and seek, read and write those of the other.
+ * Two character devices with registers and interrupts in one file. A read returns the interrupt
+ * word. Programs map the registers of tyvon_map. They seek, read and write those of tyvon_seek.
  */
 #include <linux/debugfs.h>
 #include <linux/fs.h>
@@ -56,8 +56,8 @@ struct tyvon_device {
 };
 
 /*
- * An open file, with a separate position. The kernel overwrites its own position of the file when a
- * read ends, which would undo a seek that another thread has made during the read.
+ * An open file, with a separate position. When a read ends, the kernel overwrites the position that
+ * it keeps for the file. This would undo a seek that a thread has made during the read.
  */
 struct open_file {
 	struct tyvon_device *device;
@@ -235,7 +235,7 @@ static ssize_t read_registers(struct open_file *open, char __user *user, size_t 
 	return board_registers_read(&open->device->registers, user, length, &open->position);
 }
 
-/* A read of 2 bytes is a register access only if the same thread has made a seek before. */
+/* A read of 2 bytes is a register access only if the same thread has just made a seek. */
 static ssize_t seekable_read(struct file *file, char __user *user, size_t length, loff_t *pos)
 {
 	struct open_file *open = file->private_data;
@@ -359,7 +359,7 @@ static int add_device(struct tyvon_device *device)
 	if (!device->registers.bytes)
 		return -ENOMEM;
 
-	/* A program may open a registered device at once, so the probes must be ready. */
+	/* A program can open the device as soon as it is registered, so create the probes first. */
 	create_test_files(device);
 	error = misc_register(&device->misc);
 	if (error) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * UIO devices. Their registers are a page of memory, and tests raise their interrupts.
+ * UIO devices whose registers are a page of memory. Tests raise the interrupts of the devices.
  */
 #include <linux/debugfs.h>
 #include <linux/device.h>

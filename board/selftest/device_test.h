@@ -17,19 +17,19 @@ int exit_status(void);
 int open_device(const char* path);
 
 /*
- * Open, write or read a file of the device's folder in debugfs. "device" is the path of the device. All end the program
- * with status 2 if the file cannot be opened. get_text() stores a text of at most size - 1 characters. get() returns a
- * decimal number, or -1 on failure.
+ * Open, write or read a file of the device's folder in debugfs. "device" is the path of the device. Each function ends
+ * the program with status 2 if the file cannot be opened. set() returns whether the text was written. get_text() stores
+ * a text of at most size - 1 characters. get() returns a decimal number, or -1 on failure.
  */
 int open_test_file(const char* device, const char* file);
 bool set(const char* device, const char* file, const char* text);
 bool get_text(const char* device, const char* file, char* text, size_t size);
 long get(const char* device, const char* file);
 
-/* Waits up to 5 seconds for a file of debugfs to contain a value, and returns whether it does. */
+/* Waits at most 5 seconds until a file of debugfs contains a value. Returns whether the file contains the value. */
 bool becomes(const char* device, const char* file, long value);
 
-/* Tells whether a system call with this result has failed with an error number. */
+/* Tells whether a system call with this result has failed with this error number. */
 bool fails_with(long result, int error);
 
 /* Maps the first "size" bytes of the registers of a device. Returns their address, or NULL on failure. */
@@ -51,7 +51,7 @@ pid_t raise_after(int duration_ms, const char* device, const char* text);
 /* Waits for the end of a child process, and tells whether its status is 0. */
 bool ended_well(pid_t child);
 
-/* Checks that the kernel has not reported a warning. Call this after all other checks. */
+/* Checks that the kernel has not reported a warning. Call this function last. */
 void check_kernel_warnings(void);
 
 #endif

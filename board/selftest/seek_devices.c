@@ -49,7 +49,7 @@ static void test_separate(int count, char** paths) {
         separate = reads_at(fd, 0x20, &i, sizeof i) && separate;
         close(fd);
     }
-    check("every device has registers of its own", separate);
+    check("every device has its own registers", separate);
 }
 
 static void test_processes(const char* path) {
@@ -93,7 +93,7 @@ static void test_end(const char* path) {
 static void test_seek(const char* path) {
     int fd = open_device(path);
     lseek(fd, 0x10, SEEK_SET);
-    check("a seek outside the block fails with EINVAL",
+    check("a seek outside the registers fails with EINVAL",
           fails_with(lseek(fd, SIZE + 1, SEEK_SET), EINVAL) && fails_with(lseek(fd, -1, SEEK_SET), EINVAL) &&
               fails_with(lseek(fd, -0x11, SEEK_CUR), EINVAL) && fails_with(lseek(fd, 1, SEEK_END), EINVAL));
     check("a failed seek does not change the position", lseek(fd, 0, SEEK_CUR) == 0x10);
@@ -103,8 +103,8 @@ static void test_seek(const char* path) {
 
 static void test_ioctl(const char* path) {
     int fd = open_device(path);
-    check("an ioctl returns the size of the block", ioctl(fd, GET_BLOCK_SIZE) == SIZE);
-    check("other ioctls fail with ENOTTY", fails_with(ioctl(fd, _IO('B', 99)), ENOTTY));
+    check("an ioctl request returns the size of the registers", ioctl(fd, GET_BLOCK_SIZE) == SIZE);
+    check("an unknown ioctl request fails with ENOTTY", fails_with(ioctl(fd, _IO('B', 99)), ENOTTY));
     close(fd);
 }
 

@@ -97,7 +97,7 @@ static void test_frames(const char* path) {
     struct frame reply;
     static const uint8_t written[FRAME] = {255, 255, 255, 255, 255, 255, 255, 255, 255, 255, DONE};
     static const uint8_t found[FRAME] = {255, 255, 255, 255, 255, 255, 0x12, 0x34, 0x56, 0x78, DONE};
-    check("the ioctl request is the one for a single message", SPI_IOC_MESSAGE(1) == 0x40206B00);
+    check("the ioctl request for a single message has the expected number", SPI_IOC_MESSAGE(1) == 0x40206B00);
     check("a frame writes a register", exchange(fd, make_frame(WRITE_COMMAND, 0x100c, 0x12345678), &reply) == FRAME &&
                                            memcmp(reply.bytes, written, FRAME) == 0);
     check("the test file shows the received frame", last_frame_is(path, "01 00 00 10 0c 12 34 56 78 00 00\n"));
@@ -105,16 +105,17 @@ static void test_frames(const char* path) {
           exchange(fd, make_frame(READ_COMMAND, 0x100c, 0), &reply) == FRAME && memcmp(reply.bytes, found, FRAME) == 0);
     check("the test file shows the next received frame", last_frame_is(path, "02 00 00 10 0c 00 00 00 00 00 00\n"));
     struct frame request = make_frame(WRITE_COMMAND, 0x1010, 0x9abcdef0);
-    check("a plain write is also a frame", write(fd, request.bytes, FRAME) == FRAME && has(fd, 0x1010, 0x9abcdef0));
+    check("a call to write() also transfers a frame",
+          write(fd, request.bytes, FRAME) == FRAME && has(fd, 0x1010, 0x9abcdef0));
     close(fd);
 }
 
 static void test_registers_file(const char* path) {
     int fd = open_device(path), beside = open_test_file(path, "registers");
     uint32_t value = 0;
-    check("the test file shows the registers as words of the guest", write_register(fd, 0x2000, 0xcafe0001) == DONE &&
-                                                                         pread(beside, &value, 4, 0x2000) == 4 &&
-                                                                         value == 0xcafe0001);
+    check("the test file shows the registers in the byte order of the guest",
+          write_register(fd, 0x2000, 0xcafe0001) == DONE && pread(beside, &value, 4, 0x2000) == 4 &&
+              value == 0xcafe0001);
     value = 0xcafe0002;
     check("a write to the test file changes the registers",
           pwrite(beside, &value, 4, 0x2004) == 4 && has(fd, 0x2004, 0xcafe0002));
@@ -179,11 +180,11 @@ static void test_transfers(const char* path) {
               fails_with(exchange(fd, make_frame(READ_COMMAND, 0, 0), &reply), EIO));
     check("the device does not receive a failed transfer",
           last_frame_is(path, "02 00 00 40 00 00 00 00 00 00 00\n") && has(fd, 0x4000, 0x11111111));
-    check("transfers of other sizes than 11 fail with EINVAL",
+    check("transfers of sizes other than 11 bytes fail with EINVAL",
           fails_with(exchange_sized(fd, bytes, bytes, FRAME - 1, 8), EINVAL) &&
               fails_with(exchange_sized(fd, bytes, bytes, 2 * FRAME, 8), EINVAL));
     check("transfers are counted", reset && get(path, "transfer/calls") == 6);
-    check("words of other sizes than 8 bits fail with EINVAL",
+    check("words of sizes other than 8 bits fail with EINVAL",
           fails_with(exchange_sized(fd, bytes, bytes, FRAME, 16), EINVAL));
     check("a short transfer cannot be forced", !set(path, "transfer/force", "1 2"));
     close(fd);

@@ -91,9 +91,9 @@ static void test_requests(const char* path) {
           set(path, "type", "4000000000") && ioctl(fd, GET_TYPE, &type) == 0 && type == 4000000000);
     check("a request for the type fails with EFAULT if the type cannot be stored",
           fails_with(ioctl(fd, GET_TYPE, NULL), EFAULT));
-    check("other requests fail with ENOTTY", fails_with(ioctl(fd, 0xEE03, &type), ENOTTY) &&
-                                                 get(path, "request") == 0xEE03 &&
-                                                 fails_with(ioctl(fd, 0xED00), ENOTTY));
+    check("an unknown request fails with ENOTTY", fails_with(ioctl(fd, 0xEE03, &type), ENOTTY) &&
+                                                      get(path, "request") == 0xEE03 &&
+                                                      fails_with(ioctl(fd, 0xED00), ENOTTY));
     check("requests are counted", reset && get(path, "ioctl/calls") == 7);
     set(path, "type", "1");
     close(fd);
@@ -110,7 +110,7 @@ static void test_forced_requests(const char* path) {
               get(path, "enabled") == 0 && get(path, "request") == GET_TYPE);
     check("a request can be made to do nothing",
           set(path, "ioctl/force", "1 0") && enable(fd) && get(path, "enabled") == 0);
-    check("requests work again after that", enable(fd) && get(path, "enabled") == 1 && disable(fd));
+    check("requests work again after the forced results", enable(fd) && get(path, "enabled") == 1 && disable(fd));
     close(fd);
 }
 
@@ -133,9 +133,9 @@ static void test_pending(const char* path) {
     int fd = open_device(path);
     check("an interrupt that is raised while disabled is not delivered",
           disable(fd) && set(path, "raise", "0x1234") && get(path, "pending") == 1 && !is_readable(fd, SHORT_MS));
-    check("the pending interrupt is delivered when it is enabled",
+    check("the pending interrupt is delivered when the interrupt is enabled",
           enable(fd) && is_readable(fd, 0) && receives(fd, 0x1234));
-    check("an interrupt that is disabled before it is received is not delivered until it is enabled",
+    check("disabling a pending interrupt delays its delivery until the interrupt is enabled",
           set(path, "raise", "7") && disable(fd) && !is_readable(fd, 0) && enable(fd) && receives(fd, 7));
     disable(fd);
     close(fd);
@@ -256,7 +256,7 @@ static void test_mapping(const char* path) {
     halves[0x202 / 2] = 0x2222;
     check("16-bit registers are the halves of 32-bit registers", words[0x200 / 4] == 0x22221111);
     check("a mapping of more than the page fails with EINVAL", !map_registers(fd, 2 * SIZE) && errno == EINVAL);
-    check("interrupt reads of other sizes than 2 fail with EINVAL",
+    check("interrupt reads of sizes other than 2 bytes fail with EINVAL",
           fails_with(read(fd, &value, 1), EINVAL) && fails_with(read(fd, &value, 4), EINVAL));
     check("lseek fails with ESPIPE", fails_with(lseek(fd, 0, SEEK_SET), ESPIPE));
     munmap((void*)words, SIZE);
@@ -366,7 +366,7 @@ static void test_interleaving(const char* path) {
     bool waits = enable(fd) && write(fd, "rs", 2) == 2 && start(&before, path, fd);
     bool received = lseek(fd, 0x500, SEEK_SET) == 0x500 && set(path, "raise", "1") && ends_with(&before, 1) &&
                     start(&between, path, fd) && set(path, "raise", "2") && ends_with(&between, 2);
-    check("waits of other threads do not disturb a seek and the read after it",
+    check("waits in other threads do not disturb a seek and the read that follows",
           waits && received && read(fd, bytes, 2) == 2 && memcmp(bytes, "pq", 2) == 0);
     disable(fd);
     close(fd);

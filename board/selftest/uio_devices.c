@@ -205,7 +205,7 @@ static void test_pending(const char* path) {
     uint32_t count;
     check("an interrupt that is raised while disabled is not delivered",
           raise_interrupt(&uio) && get(path, "pending") == 1 && !ready(&uio, SHORT_MS));
-    check("the pending interrupt is delivered when it is enabled",
+    check("the pending interrupt is delivered when the interrupt is enabled",
           enable(&uio) && ready(&uio, 0) && receive(&uio, &count) && get(path, "pending") == 0 &&
               get(path, "enabled") == 0);
     check("an interrupt that is disabled again is not delivered", enable(&uio) && disable(&uio) &&
@@ -220,7 +220,7 @@ static void test_repeated(const char* path) {
     uint32_t first = 0, second = 0;
     check("the first of three simultaneous interrupts is delivered",
           enable(&uio) && set(path, "raise", "3") && receive(&uio, &first) && !ready(&uio, 0));
-    check("the other two are delivered as one interrupt when it is enabled",
+    check("the other two are delivered as one interrupt when the interrupt is enabled again",
           enable(&uio) && receive(&uio, &second) && second == first + 1 && enable(&uio) && !ready(&uio, SHORT_MS));
     check("an invalid number of interrupts is refused", !set(path, "raise", "1001") && !set(path, "raise", "nonsense"));
     disable(&uio);
@@ -248,7 +248,7 @@ static void test_descriptors(const char* path) {
     check("every open file receives the interrupt", enable(&first) && raise_interrupt(&first) &&
                                                         receive(&first, &count) && ready(&second, 0) &&
                                                         receive(&second, &same) && same == count);
-    check("transfers of other sizes than 4 fail with EINVAL",
+    check("transfers of sizes other than 4 bytes fail with EINVAL",
           fails_with(write(first.fd, &count, 2), EINVAL) && fails_with(read(first.fd, &count, 2), EINVAL));
     fcntl(first.fd, F_SETFL, O_NONBLOCK);
     check("a non-blocking read fails with EAGAIN", fails_with(read(first.fd, &count, 4), EAGAIN));
@@ -274,7 +274,7 @@ static void test_failures(const char* path) {
     check("the next disabling can be made to fail and changes nothing",
           set(path, "disable/force", "1 -6") && fails_with(control(&uio, 0), ENXIO) && get(path, "enabled") == 1);
     check("a forced short transfer is refused", !set(path, "enable/force", "1 2"));
-    check("disabling works again after that", disable(&uio) && get(path, "enabled") == 0);
+    check("disabling works again after the forced failure", disable(&uio) && get(path, "enabled") == 0);
     close_uio(&uio);
 }
 
@@ -335,8 +335,8 @@ static void test_disabled_match(const char* path) {
     uint32_t count;
     set_match(&clock, 1);
     bool reached = register_becomes(&clock.registers[RAW / 4], 1);
-    check("a match interrupt is not delivered while it is disabled", reached && !ready(&clock, SHORT_MS));
-    check("an interrupt is delivered each time it is enabled",
+    check("a match interrupt is not delivered while the interrupt is disabled", reached && !ready(&clock, SHORT_MS));
+    check("an interrupt that is not cleared is delivered each time the interrupt is enabled",
           enable(&clock) && receive(&clock, &count) && enable(&clock) && receive(&clock, &count));
     clock_write(&clock, CLEAR, 1);
     clock_write(&clock, INTERRUPT_MASK, 0);

@@ -50,12 +50,12 @@ public:
  * repeat a failed call or continue a short transfer. A short transfer is a success, and leaves the rest of the buffer
  * unchanged.
  *
- * Sending to a peer that has closed the connection raises SIGPIPE, which ends the process unless the program ignores
+ * Sending to a peer that has closed the connection may raise SIGPIPE, which ends the process unless the program ignores
  * the signal.
  *
- * A connection has no lock: use it in one thread at a time. After a failure, the socket is still open, and `errno` is
- * that of the system call. The class traces failures at level 1 and transfers of messages at level 6, on the channel
- * "Rynvel.Connection".
+ * A connection has no lock: use it in one thread at a time. After a failure, the socket is still open. If a system call
+ * has failed, `errno` is that of the call. The class traces failures at level 1 and transfers of messages at level 6,
+ * on the channel "Rynvel.Connection".
  */
 class RYNVEL_EXPORT Connection : public IConnection {
 public:

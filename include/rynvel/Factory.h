@@ -30,9 +30,9 @@ namespace Rynvel {
  * device. create() fills a slot once, and nothing empties the slot: the device exists until the process ends. The class
  * traces on the channel "Rynvel.Factory".
  *
- * You may call any function from any thread. While create() builds a device, it holds a lock, which is the same for all
- * names. The other functions take no lock. The header of a backend says which exceptions the constructor throws, and
- * when the constructor ends the process.
+ * You may call any function from any thread. Only create() takes a lock, and holds the lock while it builds a device.
+ * The lock is the same for all names. The header of a backend says which exceptions the constructor of the backend
+ * throws, and when the constructor ends the process.
  */
 class RYNVEL_EXPORT Factory {
 public:
@@ -43,8 +43,8 @@ public:
     Factory& operator=(const Factory&) = delete;
 
     /**
-     * Opens the device with this name, or returns the device if it is already open. The function also holds the lock
-     * while a remote device connects to the server. Connecting has no time-out.
+     * Opens the device with this name, or returns the device if it is already open. For a remote device, the function
+     * holds the lock until the device has connected to the server. Connecting has no time-out.
      *
      * @return the device, which you share with the Factory; an empty pointer if no device has this name, or if the
      *         device type is not supported. After an empty pointer, the next call tries again.
@@ -78,7 +78,8 @@ public:
      * Builds the device of the device table with this name. The caller owns the device, which has no handle.
      *
      * @param mutex the mutex that serializes the register operations. The device takes ownership.
-     * @return the device; null if no device has this name, or if its registers have another width.
+     * @return the device; null if no device has this name, or if the register width of the device is not the number in
+     *         the name of the function.
      */
     std::unique_ptr<Device8> makeUnique8(const std::string& logicalDevName, std::unique_ptr<IMutex> mutex);
     /** @copydoc makeUnique8 */
@@ -92,7 +93,10 @@ public:
      */
     IDevice* getBackend(int handle) { return openedDevice(handle, Accessor::AnyWidth).device; }
 
-    /** Returns the device of a handle, like getBackend(). Also returns null if the registers have another width. */
+    /**
+     * Returns the device of a handle, like getBackend(). Also returns null if the register width of the device is not
+     * the number in the name of the function.
+     */
     Device8* getBackend8(int handle) { return openedDevice(handle, Accessor::Width8).device8; }
     /** @copydoc getBackend8 */
     Device16* getBackend16(int handle) { return openedDevice(handle, Accessor::Width16).device16; }
@@ -100,7 +104,10 @@ public:
     Device32* getBackend32(int handle) { return openedDevice(handle, Accessor::Width32).device32; }
 
 private:
-    /** The device of a slot. Functions read the pointers without the lock. Pointers for other widths are null. */
+    /**
+     * The device in a slot. Functions read the pointers without the lock. The pointers for the widths that the device
+     * does not have are null.
+     */
     struct OpenedDevice {
         std::atomic<IDevice*> device{nullptr};
         std::atomic<Device8*> device8{nullptr};

@@ -24,10 +24,11 @@ namespace Rynvel {
 /**
  * A device with the 32-bit registers of an FPGA, which the class reaches through the spidev driver of the kernel.
  *
- * A register address is an index. The byte address on the SPI bus is `blockOffset + 4 * offset`. The class sends the
- * lower 32 bits of this address. Every register access is a single system call with a full-duplex transfer of 11 bytes.
- * The transfer has 8 bits per word, and the mode and clock speed of the device file. The access succeeds if the FPGA
- * replies with the status 0x80. After a failed access you can still use the object.
+ * A register address is an index, which is the parameter `offset`. The register has the byte address
+ * `blockOffset + 4 * offset` on the SPI bus, and the class sends the lower 32 bits of this byte address. Every register
+ * access is a single system call with a full-duplex transfer of 11 bytes. The transfer has 8 bits per word, and the
+ * mode and clock speed of the device file. The access succeeds if the FPGA replies with the status 0x80. After a failed
+ * access, you can still use the object.
  *
  * An operation holds the mutex for one transfer at a time. Bursts and masked writes are not atomic: other threads may
  * use the device between the transfers.
@@ -35,7 +36,8 @@ namespace Rynvel {
  * The device has no interrupts: the four interrupt functions return `false` and leave their arguments unchanged. The
  * functions ioctl() and getNativeHandle() return -1.
  *
- * The class traces calls at level 6 and statuses other than success at level 1, on the channel "Rynvel.FpgaSpi".
+ * The class traces construction, destruction and register operations at level 6, and statuses other than success at
+ * level 1, on the channel "Rynvel.FpgaSpi".
  */
 class RYNVEL_EXPORT FpgaSpi32 : public Device32 {
 public:
@@ -62,16 +64,16 @@ public:
 
     /**
      * Reads each register with read(offset, data), as a virtual call, and stops after the first read that fails. The
-     * values of the registers before the failed one are valid. The value of the failed register is 0 or unchanged, as
-     * after a single read.
+     * values of the registers before the register whose read failed are valid. The value of that register is 0 or
+     * unchanged, as after a single read.
      */
     bool read(unsigned int offset, std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
     bool write(unsigned int offset, std::uint32_t data) override;
 
     /**
-     * Reads the register with read(offset, data) and then writes it with write(offset, data), both as virtual calls. If
-     * `bitmask` has all bits set, only writes.
+     * Reads the register with read(offset, data) and then writes the register with write(offset, data). Both are
+     * virtual calls. If all bits of `bitmask` are set, the function does not read the register.
      */
     bool write(unsigned int offset, std::uint32_t data, std::uint32_t bitmask) override;
 

@@ -15,8 +15,8 @@ namespace Rynvel {
  * mutex.
  *
  * The mutex need not be recursive, because a device does not lock a mutex that it already holds. A device ignores the
- * results of lock() and unlock(), and accesses the register even if they fail. You can use `std::lock_guard<IMutex>`.
- * The order of the virtual functions is part of the binary interface.
+ * results of lock() and unlock(), and accesses the register even if lock() fails. You can use
+ * `std::lock_guard<IMutex>`. The order of the virtual functions is part of the binary interface.
  */
 class RYNVEL_EXPORT IMutex {
 public:

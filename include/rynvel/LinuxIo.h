@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The system calls that the library makes.
+ * System calls on files and sockets.
  */
 #ifndef RYNVEL_LINUXIO_H
 #define RYNVEL_LINUXIO_H
@@ -9,9 +9,9 @@
 #include "rynvel/Export.h"
 
 /**
- * The system calls of the library. Each function passes its arguments to the C library function with the same name, and
- * leaves the result and `errno` of that function unchanged. The class has no state, does not repeat failed calls, and
- * traces nothing. You may call the functions from any thread.
+ * System calls on files and sockets. Each function passes its arguments to the C library function with the same name,
+ * and leaves the result and `errno` of that function unchanged. The class has no state, does not repeat failed calls,
+ * and traces nothing. You may call the functions from any thread.
  */
 class RYNVEL_EXPORT LinuxIo {
 public:

@@ -24,14 +24,16 @@ namespace Rynvel {
  * in the device file.
  *
  * Every register operation holds the mutex from the seek to the last transfer. A single read or write returns `false`
- * if the transfer fails or is short. After a failure, `errno` is that of the failed system call, and you can still use
- * the object. The class does not check addresses: the driver decides where the file ends. On a 32-bit machine, an
- * address of 0x80000000 or above is a negative file offset, which the system refuses.
+ * if the seek or the transfer fails, or if the transfer is short. If a system call has failed, `errno` is that of the
+ * call. After a failure, you can still use the object. The class does not check addresses: the driver decides where the
+ * file ends. On a 32-bit machine, an address of 0x80000000 or above is a negative file offset, which the system
+ * refuses.
  *
  * The device has no interrupts: the four interrupt functions return `false`, leave their arguments unchanged and trace
  * nothing.
  *
- * The class traces other calls at level 6 on the channel "Rynvel.Lseek".
+ * The class traces construction, destruction, ioctl requests and register operations at level 6, on the channel
+ * "Rynvel.Lseek".
  */
 template <typename T>
 class RYNVEL_EXPORT Lseek : public Device<T> {

@@ -92,9 +92,9 @@ struct RYNVEL_EXPORT RequestData {
     std::uint32_t address;
     /** The register values, one in each word for every register width. */
     std::array<std::uint32_t, recordCapacity> values;
-    /** The number of valid words in `values`. */
+    /** The number of valid words in `values`; in a read request, the number of registers to read. */
     std::uint32_t length;
-    /** The byte order: 0 for ByteOrder::Network, 1 for ByteOrder::Host. The enumerators have the opposite values. */
+    /** The byte order: 0 for ByteOrder::Network, 1 for ByteOrder::Host. The enumerators have the values 1 and 0. */
     std::uint32_t byteOrder;
     /** The mask of a masked write, or the command of an ioctl request. */
     std::uint32_t bitmaskOrCommand;
@@ -102,7 +102,7 @@ struct RYNVEL_EXPORT RequestData {
 
 /** The record of a response. It has 520 bytes, and all integers are big-endian. */
 struct RYNVEL_EXPORT ResponseData {
-    /** The results, with their numbers in a record. Every other number also means failure. */
+    /** The results, with their numbers in a record. Every number except 0 means failure. */
     enum class Result : std::int32_t {
         Success = 0,
         Error = -1,

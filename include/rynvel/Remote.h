@@ -30,13 +30,14 @@ namespace Rynvel {
  *
  * No function has a time-out: the constructor and every operation block until the server answers. If a response arrives
  * in pieces, the class takes the first piece for the whole response and the next piece for the next response. All later
- * responses are then wrong. Sending to a server that has closed the connection raises SIGPIPE, which ends the process
- * unless the program ignores the signal.
+ * responses are then wrong. Sending to a server that has closed the connection may raise SIGPIPE, which ends the
+ * process unless the program ignores the signal.
  *
  * No function locks the mutex: do not run two operations on one device at the same time. As an exception, one thread
  * may call waitForInterrupt() while another thread runs any operation except open().
  *
- * The class traces calls at level 6, and requests and responses at level 7, on the channel "Rynvel.Remote".
+ * The class traces construction and operations at level 6, and requests and responses at level 7, on the channel
+ * "Rynvel.Remote".
  */
 template <typename T>
 class RYNVEL_EXPORT Remote : public Device<T> {
@@ -60,14 +61,14 @@ public:
     /**
      * Returns the number after the first "::"; 8888 if `address` does not contain "::". Ignores white space before the
      * number, and any text after the number. If the text does not begin with a number, or if the number does not fit in
-     * an `int`, the function traces this at level 1 and returns 8888. The connections use only the lower 16 bits.
+     * an `int`, the function traces the error at level 1 and returns 8888. The connections use only the lower 16 bits.
      */
     static int getPort(const std::string& address);
 
     /**
      * Opens the device on both connections, and arms the second connection for the interrupts of the device. If the
-     * server refuses to arm the second connection, open() closes that connection. The constructor calls open(). If you
-     * call open() again, it may take an interrupt for a response.
+     * server refuses to arm the second connection, open() closes that connection. The constructor calls open(). A
+     * second call may take an interrupt for a response.
      *
      * @return the descriptor of the first connection; -1 if the server refuses the device on either connection, or if a
      *         connection breaks before the server has answered.

@@ -17,10 +17,10 @@ class ZilTrace;
 namespace Rynvel {
 
 /**
- * A backend with the interrupt functions of the Tyvon driver. The functions use the descriptor of the backend. Create
- * objects of the derived classes Tyvon and TyvonInterrupt.
+ * A backend with the interrupt functions of the Tyvon driver. The functions use the descriptor of the backend. Programs
+ * create objects of the derived classes Tyvon and TyvonInterrupt.
  *
- * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers.
+ * No interrupt function locks the mutex: one thread may wait for interrupts while other threads use the registers.
  *
  * @tparam Base the backend that accesses the registers.
  */
@@ -30,7 +30,7 @@ public:
     using Base::Base;
     ~TyvonControl() override;
 
-    /** Passes `type` to the driver, which stores the interrupt type. @return whether the result of the driver is 0. */
+    /** Makes the driver store the interrupt type in `*type`. @return whether the result of the driver is 0. */
     bool getInterruptType(unsigned long* type) override;
 
     /** Enables the interrupts. @return whether the result of the driver is 0. */

@@ -20,19 +20,19 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`. The class has the registers of Mmap, and uses the same
- * descriptor for interrupts.
+ * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`. The class has the registers of Mmap, and uses the
+ * descriptor of Mmap for interrupts.
  *
  * The path of the device file must be a symbolic link whose text is the bare name of the UIO device in sysfs, such as
  * "uio3". The map has the offset and the size of map 0 of this UIO device.
  *
- * No interrupt function locks the mutex: one thread may wait for interrupts while others use the registers. Only one
- * thread should wait on a device at a time.
+ * No interrupt function locks the mutex: one thread may wait for interrupts while other threads use the registers. Only
+ * one thread should wait on a device at a time.
  *
  * To wait with a time-out, call enableInterrupt(), and poll the descriptor that getNativeHandle() returns. When the
  * descriptor is readable, call waitForInterrupt(), which then returns immediately.
  *
- * The class traces calls at level 6 on the channel "Rynvel.Uio".
+ * The class traces construction and interrupt functions at level 6, on the channel "Rynvel.Uio".
  */
 template <typename T>
 class RYNVEL_EXPORT Uio : public Mmap<T> {
@@ -65,10 +65,10 @@ public:
     /** Stores 4 in `*type`. A null pointer fails an assertion, which ends the process in every build type. */
     bool getInterruptType(unsigned long* type) override;
 
-    /** Writes the 32-bit number 1 to the device file. Traces a failure at level 7. */
+    /** Enables the interrupt: writes the 32-bit number 1 to the device file. Traces a failure at level 7. */
     bool enableInterrupt() override;
 
-    /** Writes the 32-bit number 0 to the device file. Traces a failure at level 1. */
+    /** Disables the interrupt: writes the 32-bit number 0 to the device file. Traces a failure at level 1. */
     bool disableInterrupt() override;
 
     /**

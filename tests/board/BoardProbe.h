@@ -20,7 +20,7 @@ public:
     /** Makes the next `calls` calls of an operation ("read", "write", "seek", "ioctl") fail with an errno value. */
     void fail(const std::string& operation, unsigned int calls, int error) const { force(operation, calls, -error); }
 
-    /** Limits the next `calls` transfers to a number of bytes. */
+    /** Limits each of the next `calls` transfers to a number of bytes. */
     void shorten(const std::string& operation, unsigned int calls, int bytes) const { force(operation, calls, bytes); }
 
     /** Returns how often an operation was called since the last resetCalls(). */

@@ -12,7 +12,7 @@
 #include "BoardProbe.h"
 #include "ChildProcess.h"
 
-// Tests the C interface with the devices of the board and the real kernel.
+// Tests the C interface with seekable devices of the board and a real kernel.
 
 namespace {
 

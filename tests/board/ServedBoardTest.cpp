@@ -13,8 +13,8 @@
 
 #include "PlainMutex.h"
 
-// Tests the devices of the board from another machine. served_board.sh runs these tests, and passes the port that leads
-// to the register server of the board in RYNVEL_SERVED_PORT.
+// Tests the devices of the board from another machine. served_board.sh runs these tests. The environment variable
+// RYNVEL_SERVED_PORT contains the port of this machine that leads to the register server of the board.
 
 namespace RynvelTest {
 namespace {

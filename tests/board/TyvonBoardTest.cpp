@@ -92,7 +92,7 @@ TYPED_TEST(BoardTyvon, TreatsAPositiveResultOfARequestAsAFailure) {
     EXPECT_TRUE(this->m_device->enableInterrupt());
 }
 
-TYPED_TEST(BoardTyvon, DeliversTheStatusWordZeroExtended) {
+TYPED_TEST(BoardTyvon, DeliversTheInterruptWordZeroExtended) {
     EXPECT_TRUE(this->m_device->enableInterrupt());
     this->m_probe.set("raise", "0xabcd");
     unsigned long status = 0xFFFFFFFF;

@@ -190,7 +190,7 @@ TEST_F(BoardUioInterrupts, ReportTheFailuresOfTheirDriver) {
     EXPECT_EQ(Rynvel_disableInterrupts(m_handle), 0);
 }
 
-TEST_F(BoardUioInterrupts, SetTheInformationToZeroWhenTheWaitFails) {
+TEST_F(BoardUioInterrupts, SetTheInterruptWordToZeroWhenTheWaitFails) {
     const int descriptor = Rynvel_getFileDescriptor(m_handle);
     const int flags = fcntl(descriptor, F_GETFL);
     ASSERT_EQ(fcntl(descriptor, F_SETFL, flags | O_NONBLOCK), 0);

@@ -29,7 +29,8 @@ seen() {
     sed -n "s/^memory_region_ops_\(read\|write\) cpu [0-9]* mr [^ ]* addr \(0x90108..\|0x90109..\) .* \(size [0-9]\) name 'pl031'$/\1 \2 \3/p"
 }
 
-# Compares the accesses of a size in bytes, which begin at a given address, with the expected ones.
+# Succeeds if the logged accesses of a size are the expected accesses.
+# Usage: reach_the_hardware_one_by_one BYTES ADDRESS
 reach_the_hardware_one_by_one() {
     local size=$1 place=$2
     expected $place $size >"$work/expected.$size"

@@ -1,7 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 # Runs a session with rynvelctl on the board. Prints every command, its output and its exit status. Replaces the parts
-# that vary. Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
+# of the output that differ between two runs.
+# Usage: rynvelctl_session.sh RYNVELCTL RYNVELCTL_WITH_OWN_DEVICES RYNVELD.
 server=$3
 probe=/sys/kernel/debug/rynvel_board
 
@@ -37,8 +38,8 @@ force() {
     printf '# %s: %s\n' "$1" "$2"
 }
 
-# Makes the clock raise an interrupt within two seconds. The time may pass the alarm before the write: the function then
-# sets another alarm. Usage: set_alarm RTCICR RTCIMSC RTCMR RTCDR, each an address or a name.
+# Makes the clock raise an interrupt within two seconds. If the clock reaches the alarm time before the alarm is set,
+# sets the alarm again. Usage: set_alarm RTCICR RTCIMSC RTCMR RTCDR, each an address or a name.
 set_alarm() {
     "$program" --quiet write rtc0 "$1" 1 && "$program" --quiet write rtc0 "$2" 1 || return
     alarm=0
@@ -48,7 +49,7 @@ set_alarm() {
     done
 } >/dev/null
 
-# Makes the register maps of the board those of the guest.
+# Installs the register maps of the board in the guest.
 install_maps() {
     mkdir -p /etc/rynvel && cp -r "${0%/*}/../../board/maps" /etc/rynvel
 }

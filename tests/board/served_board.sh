@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Runs a register server on the board, and a client on this machine that tests the devices of the server.
-# Usage: served_board.sh SERVER CLIENT. SERVER is a program of the board, CLIENT one of this machine. Ends with lines of
-# totals.
+# Usage: served_board.sh SERVER CLIENT. SERVER is a program for the board, and CLIENT is a program for this machine.
+# Ends with lines of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 . "$root/scripts/checks.sh"
@@ -14,7 +14,7 @@ end_board() {
     board=
 }
 
-# Starts the board with a server. The server ends at the end of the input of the board.
+# Starts the board with a server. The server ends when the input of the board ends.
 start_board() {
     mkfifo "$work/input"
     "$root/board/run" --forward "$1:8888" sh -c '

@@ -35,10 +35,11 @@ struct UsualBackend {
  *   reportsBurst(items)         whether a complete burst of this many items is reported as complete,
  *   hasInterrupts, hasHandle    whether the backend has interrupts and a descriptor,
  *   atomicMaskedWrites          whether a masked write is atomic for the other threads of the process,
- *   overRecords                 whether operations are requests to a server. A request for an empty burst looks like a
- *                               burst that is too long, which the server refuses. A mask of zero looks like no mask.
- *                               If the server refuses the interrupt type, the device stores 0.
- * There are at least 64 registers. They are zero at first.
+ *   overRecords                 whether operations are requests to a server. The server refuses to read an empty burst,
+ *                               because the request equals the request for a burst that is too long. A request with a
+ *                               mask of zero equals a request without a mask. If the server refuses the interrupt
+ *                               type, the device stores 0.
+ * There are at least 64 registers, which are initially zero.
  */
 template <typename Backend>
 class DeviceContract : public testing::Test {
@@ -47,7 +48,7 @@ protected:
 
     static constexpr Value allOnes = std::numeric_limits<Value>::max();
 
-    /** Returns a value whose bytes all differ. A lost or swapped byte changes such a value. */
+    /** Returns a value whose bytes all differ, so each lost or swapped byte changes the value. */
     static Value pattern(unsigned int i) { return static_cast<Value>(0x81A2C3E4U + 0x11111111U * i); }
 
     static Value reversed(Value value) {
@@ -91,7 +92,7 @@ TYPED_TEST_P(DeviceContract, ReplacesOnlyTheBitsUnderAMask) {
     EXPECT_EQ(this->m_backend.peek(6), 0);
 }
 
-TYPED_TEST_P(DeviceContract, KeepsARegisterUnderAMaskOfZero) {
+TYPED_TEST_P(DeviceContract, KeepsARegisterUnderAMaskOfZeroUnlessOperationsAreRequests) {
     this->m_backend.poke(5, this->pattern(1));
     EXPECT_TRUE(this->m_device->write(this->m_backend.address(5), this->allOnes, 0));
     EXPECT_EQ(this->m_backend.peek(5), TypeParam::overRecords ? this->allOnes : this->pattern(1));
@@ -129,7 +130,7 @@ TYPED_TEST_P(DeviceContract, MovesBurstsBetweenConsecutiveRegistersAndTheBufferI
     }
 }
 
-TYPED_TEST_P(DeviceContract, CompletesAnEmptyBurstAndTouchesNothing) {
+TYPED_TEST_P(DeviceContract, TouchesNothingInAnEmptyBurst) {
     for (const auto order : {Rynvel::ByteOrder::Host, Rynvel::ByteOrder::Network}) {
         auto value = this->pattern(1);
         EXPECT_EQ(this->m_device->read(this->m_backend.address(0), &value, 0, order), !TypeParam::overRecords);
@@ -200,10 +201,10 @@ TYPED_TEST_P(DeviceContract, KeepsMaskedWritesOfConcurrentThreadsApartIfTheyAreA
 }
 
 REGISTER_TYPED_TEST_SUITE_P(DeviceContract, ReadsWhatARegisterHolds, WritesOneRegisterAndNoOther,
-                            ReplacesOnlyTheBitsUnderAMask, KeepsARegisterUnderAMaskOfZero,
+                            ReplacesOnlyTheBitsUnderAMask, KeepsARegisterUnderAMaskOfZeroUnlessOperationsAreRequests,
                             WritesAllBitsUnderAMaskOfAllOnes,
                             MovesBurstsBetweenConsecutiveRegistersAndTheBufferInBothOrders,
-                            CompletesAnEmptyBurstAndTouchesNothing, ReleasesAWaiterByASingleWrite,
+                            TouchesNothingInAnEmptyBurst, ReleasesAWaiterByASingleWrite,
                             SharesItsRegistersWithAnotherObjectAndKeepsThemAfterItsEnd,
                             FailsInterruptOperationsAtOnceIfItHasNoInterrupts, ReturnsADescriptorIfItHasOne,
                             KeepsMaskedWritesOfConcurrentThreadsApartIfTheyAreAtomic);

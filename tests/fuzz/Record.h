@@ -30,11 +30,11 @@ inline std::string hex(std::uint32_t word) {
 
 inline std::string rendered(const Rynvel::IMessage& message) {
     std::ostringstream stream;
-    require(&message.toStream(stream) == &stream && stream.good(), "a rendering goes to its stream");
+    require(&message.toStream(stream) == &stream && stream.good(), "toStream() returns its stream, without an error");
     return stream.str();
 }
 
-/** A record that a peer sends. An input of another size is cut, or padded with zeros. */
+/** A record that a peer sends. The constructor cuts a longer input, and pads a shorter input with zeros. */
 class Record {
 public:
     Record(const std::uint8_t* input, std::size_t inputSize, std::size_t size)
@@ -68,7 +68,7 @@ private:
     std::vector<std::uint8_t> m_bytes;
 };
 
-/** The rules for the values of a received record, with any length word. */
+/** The rules for the values of a received record. The record may contain any length word. */
 template <typename Message>
 class Values {
 public:
@@ -76,8 +76,8 @@ public:
         : m_record(record), m_values(values), m_length(record.word(length)) {}
 
     void requireGetters(const Message& message) const {
-        require(message.getLength() == m_length, "the length is reported as it came");
-        require(message.getValue() == value(0), "the value without an index is the first");
+        require(message.getLength() == m_length, "the length is that of the record");
+        require(message.getValue() == value(0), "getValue() without an index returns the first value");
         for (std::uint32_t i = 0; i < capacity + 2; ++i) {
             requireValue(message, i);
         }
@@ -87,7 +87,7 @@ public:
         }
     }
 
-    /** Requires the setters to keep to the capacity. Changes the message. */
+    /** Requires the setters to ignore lengths and values above the capacity. Changes the message. */
     void requireSetters(Message& message) const {
         message.setLength(capacity + 1);
         message.setLength(0xFFFFFFFF);
@@ -95,7 +95,7 @@ public:
         message.addValue(0x12345678);
         require(message.getLength() == (m_length < capacity ? m_length + 1 : m_length),
                 "a value is added only if there is room");
-        require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "a value is added after the others");
+        require(m_length >= capacity || message.getValue(m_length) == 0x12345678, "an added value is the last");
     }
 
     /** Returns the end of the text of the message, with the length and the values. */
@@ -114,7 +114,7 @@ private:
     }
 
     void requireValue(const Message& message, std::uint32_t index) const {
-        require(message.getValue(index) == value(index), "a value is the record's below the length, and else 0");
+        require(message.getValue(index) == value(index), "a value is that of the record, or 0 from the length on");
     }
 
     const Record& m_record;

@@ -20,7 +20,7 @@ Maps::Limits tightLimits() {
     return limits;
 }
 
-/** Counts the elements of a map as it requires what holds for all of them. */
+/** Requires that all elements of a map obey the rules, and counts the elements. */
 class Elements {
 public:
     explicit Elements(const Maps::Limits& limits) : m_limits(limits) {}
@@ -40,7 +40,7 @@ private:
         RynvelFuzz::require(element.line > 0, "an element has a line");
         if (element.arrayElement.array) {
             const Maps::Array& array = *element.arrayElement.array;
-            RynvelFuzz::require(element.arrayElement.position < array.size, "a position is inside of its array");
+            RynvelFuzz::require(element.arrayElement.position < array.size, "a position is inside its array");
             RynvelFuzz::require(array.size <= m_limits.arraySize, "an array has no more elements than its limit");
         }
     }
@@ -56,7 +56,7 @@ private:
                                 "a reset value fits in its register");
             for (const Maps::Field& field : aRegister.fields) {
                 requireNamed(field);
-                RynvelFuzz::require(field.lsb <= field.msb, "a field has a lowest bit below its highest");
+                RynvelFuzz::require(field.lsb <= field.msb, "the lowest bit of a field is not above its highest bit");
                 requireValues(field);
             }
         }
@@ -92,7 +92,7 @@ void requireDiagnostics(const Maps::ReadMap& map, std::size_t lines, const Maps:
         before = std::max(before, diagnostic.line);
     }
     require(errors == (map.device ? 0 : 1), "a map is read, or there is one error");
-    require(errors == 0 || map.diagnostics.back().severity == Maps::Severity::Error, "an error is the last");
+    require(errors == 0 || map.diagnostics.back().severity == Maps::Severity::Error, "an error is the last diagnostic");
 }
 
 } // namespace

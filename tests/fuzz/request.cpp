@@ -12,14 +12,14 @@ constexpr std::size_t nameSize = 128;
 
 void requireFields(const Request& message, const Record& record) {
     const std::string name = message.getDeviceName();
-    require(name.size() <= nameSize, "a name stays inside of its field");
-    require(name == record.text(4, nameSize), "a name ends at its terminator or with its field");
-    require(static_cast<std::uint32_t>(message.getType()) == record.word(0), "the type is that at byte 0");
-    require(message.getAddress() == record.word(132), "the address is that at byte 132");
+    require(name.size() <= nameSize, "a name is not longer than its field");
+    require(name == record.text(4, nameSize), "a name ends at its terminator or at the end of its field");
+    require(static_cast<std::uint32_t>(message.getType()) == record.word(0), "the type is the word at byte 0");
+    require(message.getAddress() == record.word(132), "the address is the word at byte 132");
     require((message.getByteOrder() == ByteOrder::Network) == (record.word(652) == 0),
-            "the byte order is Network for a word of 0 at byte 652, and else Host");
-    require(message.getBitmask() == record.word(656), "the mask is that at byte 656");
-    require(message.getCommand() == record.word(656), "the command is that at byte 656");
+            "the byte order is Network if the word at byte 652 is 0, and otherwise Host");
+    require(message.getBitmask() == record.word(656), "the mask is the word at byte 656");
+    require(message.getCommand() == record.word(656), "the command is the word at byte 656");
 }
 
 void requireRendering(const Request& message, const Record& record, const Values<Request>& values) {
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inp
     requireFields(message, record);
     values.requireGetters(message);
     requireRendering(message, record, values);
-    require(bytesOf(message) == record.bytes(), "looking at a record does not change it");
+    require(bytesOf(message) == record.bytes(), "reading a record does not change it");
     values.requireSetters(message);
     requireCutName(record);
     return 0;

@@ -9,8 +9,8 @@ using namespace RynvelFuzz;
 constexpr std::size_t size = 520;
 
 void requireFields(const Response& message, const Record& record) {
-    require(static_cast<std::uint32_t>(message.getResult()) == record.word(0), "the result is that at byte 0");
-    require(message.isSuccessful() == (record.word(0) == 0), "a result of 0 is a success, and no other");
+    require(static_cast<std::uint32_t>(message.getResult()) == record.word(0), "the result is the word at byte 0");
+    require(message.isSuccessful() == (record.word(0) == 0), "only the result 0 is a success");
 }
 
 std::string nameOf(std::uint32_t result) {
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inp
     requireFields(message, record);
     values.requireGetters(message);
     requireRendering(message, record, values);
-    require(bytesOf(message) == record.bytes(), "looking at a record does not change it");
+    require(bytesOf(message) == record.bytes(), "reading a record does not change it");
     values.requireSetters(message);
     return 0;
 }

@@ -52,7 +52,7 @@ public:
         Request request;
         record.receiveInto(request);
         const bool isAccepted = m_handler.accepts(request);
-        require(isAccepted == isWellFormed(record), "a record is accepted when it is well-formed, and only then");
+        require(isAccepted == isWellFormed(record), "a record is accepted if and only if it is well-formed");
         if (isAccepted) {
             m_hasBegun = true;
             answer(request, record);
@@ -90,7 +90,7 @@ private:
 
     void requireRight(const Request& request) const {
         require(request.getType() == Type::Open || (m_isOpen && request.getDeviceName() == m_name),
-                "an operation for a device that is not open is refused");
+                "an operation on a device that is not open is refused");
         require(!isRead(request.getType()) || request.getLength() > 0, "an empty read is refused");
     }
 
@@ -134,7 +134,7 @@ Rynveld::Policy simulated() {
     return policy;
 }
 
-/** Sends the input over a new connection, until the server closes the connection. */
+/** Sends the records of the input over a new connection, until the server closes the connection. */
 void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, const std::uint8_t* input,
               std::size_t inputSize) {
     Connection connection(devices, policy);

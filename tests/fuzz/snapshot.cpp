@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inp
         const Rynvelctl::Snapshot snapshot = Rynvelctl::parseSnapshot(text);
         requirePossible(snapshot);
         const std::string written = Rynvelctl::snapshotText(snapshot);
-        require(Rynvelctl::snapshotText(Rynvelctl::parseSnapshot(written)) == written, "what is written is read again");
+        require(Rynvelctl::snapshotText(Rynvelctl::parseSnapshot(written)) == written,
+                "writing and reading keeps a snapshot");
     } catch (const Rynvelctl::WrongJson& error) {
         requireLine(error.line(), text);
     }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds the library as integrators configure it, with their own device description, and with an installed tracing
+# Builds the library as integrators configure it: with an integrator's device description, and with an installed tracing
 # library. Usage: configurations.sh RELEASE_BUILD_FOLDER. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -14,7 +14,7 @@ configure() { cmake -S "$root" -B "$work/$1" -G Ninja -DBUILD_TESTING=OFF -DRYNV
 # Configures and builds in a folder. Usage: build FOLDER [OPTION...]
 build() { configure "$@" && cmake --build "$work/$1"; }
 
-# Prints a compiler launcher that makes the names of sources relative to a build folder, as compiler caches may do.
+# Prints a compiler launcher that makes the paths of sources relative to a build folder, as compiler caches may do.
 launcher_with_relative_names() {
     local relative
     relative=$(realpath --relative-to="$1" "$root")
@@ -54,7 +54,7 @@ names_its_sources_when_the_compiler_has_relative_names() {
     [ $? = 134 ] && grep -q ' MSG cppsrc/RynvelLseek:' "$work/err" && grep -q '^[^ ]*: cppsrc/RynvelLseek:[0-9]*: ' "$work/err"
 }
 
-# Succeeds if a build folder below the sources, as the presets use, also leads to the usual names of sources.
+# Succeeds if the library has the usual source names when the build folder is below the sources, as with the presets.
 names_its_sources_in_a_build_below_them() {
     local folder=$root/build/configurations object=cppsrc/CMakeFiles/rynvel_objects.dir/RynvelLseek.cpp.o
     mkdir -p "$folder" && launcher_with_relative_names "$folder" >"$work/launcher_below" &&
@@ -71,7 +71,7 @@ refuses_a_malformed_row() {
     printf 'clock /dev/clock 0 Uio32\nsecond /dev/second 0 Uio64\n' >"$work/bad.def"
     configure bad -DRYNVEL_PROGRAMS=OFF -DRYNVEL_DEVICES="$work/bad.def" &&
         ! cmake --build "$work/bad" --target rynvel_table >"$work/bad.log" 2>&1 &&
-        grep -F "$work/bad.def:2: error: unknown device type \"Uio64\"" "$work/bad.log"
+        grep -F "$work/bad.def:2: error: unknown device type 'Uio64' " "$work/bad.log"
 }
 
 links_an_installed_tracing_library() {
@@ -92,12 +92,13 @@ refuses_tests_with_an_installed_tracing_library() {
         grep -F 'needs BUILD_TESTING=OFF' "$work/refused.log"
 }
 
-check 'a library with its own device description opens its rows' opens_the_rows_of_its_own_description
-check 'a changed device description is compiled anew' builds_anew_when_the_description_changes
-check 'source names hold where the compiler has relative names' names_its_sources_when_the_compiler_has_relative_names
-check 'so they do in a build below the sources' names_its_sources_in_a_build_below_them
-check 'a malformed row fails the build with its place and reason' refuses_a_malformed_row
-check 'an installed tracing library takes the place of the stand-in' links_an_installed_tracing_library
-check 'what is installed finds a tracing library of another prefix' finds_the_tracing_library_of_another_prefix
-check 'the tests refuse an installed tracing library' refuses_tests_with_an_installed_tracing_library
+check 'a library that is built with a device description opens the devices in it' opens_the_rows_of_its_own_description
+check 'a build compiles a device description that has changed' builds_anew_when_the_description_changes
+check 'source names are the same if a compiler gets relative paths' \
+    names_its_sources_when_the_compiler_has_relative_names
+check 'source names are the same in a build below the sources' names_its_sources_in_a_build_below_them
+check 'a malformed row fails the build with a message that says where and why' refuses_a_malformed_row
+check 'an installed tracing library replaces the stand-in' links_an_installed_tracing_library
+check 'the installed programs find a tracing library outside their prefix' finds_the_tracing_library_of_another_prefix
+check 'a build with tests refuses an installed tracing library' refuses_tests_with_an_installed_tracing_library
 summary

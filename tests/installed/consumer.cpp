@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A program that uses the classes of the installed package, for a device with its own table row or for a wrong handle.
+// A program that uses the classes of the installed package. It makes a device from its own table row, or uses a handle
+// without opening a device.
 
 #include <rynvel.hpp>
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Installs a build, and uses the result as a user does. The installed programs run in an empty environment.
+# Installs a build, and uses the installed files as a user does. The installed programs run in an empty environment.
 # Usage: run.sh BUILD_FOLDER [EMULATOR...]
 # $CC and $CXX are the compilers. $SANITIZERS are the sanitizers of the build. Ends with a line of totals.
 set -u -o pipefail
@@ -51,10 +51,10 @@ binaries() {
     done
 }
 
-# Fails if a function rejects one of the installed programs and libraries.
+# Calls a function for each installed program and library. Fails if the function fails for one of them.
 every_binary() {
     local file files failed=0
-    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'there are too few'; return 1; }
+    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 files'; return 1; }
     for file in $files; do
         "$1" "$file" || { printf 'fails: %s\n' "$file"; failed=1; }
     done
@@ -69,7 +69,8 @@ is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<
 
 uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
 
-# Succeeds for a program with a stack protector. Also succeeds for librynvel, which has none because of the cost.
+# Succeeds if a program or library has a stack protector. Also succeeds for librynvel, which has no stack
+# protector because of the cost.
 has_a_stack_protector() {
     case ${1##*/} in
         librynvel.so.*) ;;
@@ -117,7 +118,7 @@ foreign_symbols() {
 
 exports_only_its_interface() { [ -z "$(foreign_symbols | tee /dev/stderr)" ]; }
 
-# Prints the C functions that only the header or only the library has.
+# Prints the C functions that are only in the header or only in the library.
 unmatched_functions() {
     local symbols
     symbols=$(defined_symbols) || echo 'cannot list the symbols'
@@ -202,7 +203,7 @@ classes_program_asserts_its_handle() {
     asserts_its_handle "$work/build/consumer" 'Rynvel::Device8\* Rynvel::Factory::getBackend8\(int\)'
 }
 
-# Succeeds if the accessors of the Factory are inline functions of the header that call a function of the library.
+# Succeeds if the library exports no accessors of the Factory, but exports the function that the inline accessors call.
 accessors_of_devices_are_inline() {
     local symbols
     symbols=$(defined_symbols | c++filt) || return
@@ -290,38 +291,40 @@ unit_starts_what_is_installed() {
 
 check 'the build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
-check 'license and documentation are installed' has_license_and_documentation
-check 'the register maps of the device table are installed' has_register_maps
+check 'the license and the documentation are installed' has_license_and_documentation
+check 'the register map of the real-time clock is installed' has_register_maps
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
-check 'the library needs the standard library and libziltrace only' needs_only_the_tracing_library
+check 'the library needs only the standard libraries and libziltrace' needs_only_the_tracing_library
 check 'the library is named librynvel.so.1' is_named_for_its_interface
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
-check 'what failed is traced on standard error by default' says_on_standard_error_what_failed
-check 'the header says which traces there are by default and how to turn them off' header_tells_how_to_turn_traces_off
+check 'the library traces failures to standard error by default' says_on_standard_error_what_failed
+check 'the header says which traces are on by default, and how to turn them off' header_tells_how_to_turn_traces_off
 check 'the header says which devices do not serialize their operations' header_tells_what_is_not_serialized
-check "the README's first program runs on a machine without devices" first_snippet_runs_without_devices
+check 'the first program of the README runs on a machine without devices' first_snippet_runs_without_devices
 check 'a program builds with find_package' builds_with_find_package
-check 'the program on the classes runs' classes_program_runs
+check 'the program that uses the classes runs' classes_program_runs
 check 'a handle outside the table ends the process in every build' c_program_asserts_its_handle
-check 'so it does in a program on the classes that has no assertions' classes_program_asserts_its_handle
-check 'the accessors of devices are inline over one function of the library' accessors_of_devices_are_inline
+check 'a handle outside the table also ends a program without assertions that uses the classes' \
+    classes_program_asserts_its_handle
+check 'the accessors of devices are inline functions that call one function of the library' \
+    accessors_of_devices_are_inline
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 check 'the register server runs' runs_the_server
-check 'the command line program runs' runs_the_command_line_program
-check 'the programs run where the installation is moved to' runs_where_it_is_moved_to
+check 'the command-line tool runs' runs_the_command_line_program
+check 'the programs run after the installation has moved' runs_where_it_is_moved_to
 check 'the register server names its sources in traces' server_names_its_sources
 check 'the manual pages are installed and well formed' has_manual_pages
 check 'completion for bash offers commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
-check 'the unit starts the server of the prefix that was installed to' unit_starts_what_is_installed
+check 'the unit starts the server in the prefix of the installation' unit_starts_what_is_installed
 if is_a_release; then
-    check 'programs and libraries contain no path of the build' every_binary contains_no_path_of_the_build
+    check 'programs and libraries contain no path of the sources or build' every_binary contains_no_path_of_the_build
     check 'programs and libraries are position independent' every_binary is_position_independent
     check 'programs and libraries have read-only relocations' every_binary has_read_only_relocations
     check 'programs and libraries are bound when they are loaded' every_binary is_bound_at_once
-    check 'programs and libraries but librynvel have a stack protector' every_binary has_a_stack_protector
+    check 'all programs and libraries except librynvel have a stack protector' every_binary has_a_stack_protector
     check 'programs and libraries call checked functions of the C library' every_binary is_fortified
 fi
 summary

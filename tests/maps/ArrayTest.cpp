@@ -118,11 +118,12 @@ TEST(OddArray, WithoutAPlaceholderForTheIndexGetsOne) {
 }
 
 TEST(OddArray, WithoutAnIncrementHasOneElement) {
-    EXPECT_EQ(registersIn(readOdd(mapOf("<register><dim>2</dim><name>R%s</name><addressOffset>0</addressOffset>"
-                                        "</register>"),
-                                  "m.svd:1: warning: register 'R%s' is an array without a dimIncrement: only its "
-                                  "first element is used\n")),
-              "R0 ");
+    EXPECT_EQ(
+        registersIn(readOdd(mapOf("<register><dim>2</dim><name>R%s</name><addressOffset>0</addressOffset>"
+                                  "</register>"),
+                            "m.svd:1: warning: register 'R%s' is an array whose dimIncrement is missing or 0: only its "
+                            "first element is used\n")),
+        "R0 ");
 }
 
 TEST(OddArray, WithUnusableIndexesCountsThem) {

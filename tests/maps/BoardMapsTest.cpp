@@ -20,7 +20,7 @@ using Catalog = Maps::MapCatalog;
 
 Catalog boardMaps() { return Catalog({BOARD_MAPS}); }
 
-/** The rows of a device description file: the device types by device name. */
+/** Returns the device types in a device description file, by device name. */
 std::map<std::string, std::string> typesIn(const std::string& file) {
     std::map<std::string, std::string> types;
     std::ifstream rows(file);
@@ -36,14 +36,14 @@ std::map<std::string, std::string> typesIn(const std::string& file) {
     return types;
 }
 
-/** The devices of the virtual board. */
+/** Returns the device types of the devices of the virtual board, by device name. */
 std::map<std::string, std::string> boardDevices() {
     auto types = typesIn(DEVICES);
     types.merge(typesIn(OWN_DEVICES));
     return types;
 }
 
-/** The register width in bits, with which the name of a device type ends. */
+/** Returns the register width of a device type, in bits. The name of the device type ends with that number. */
 unsigned int widthOf(const std::string& type) {
     return static_cast<unsigned int>(std::stoul(type.substr(type.find_first_of("0123456789"))));
 }

@@ -4,7 +4,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Returns an element that is derived from another one. */
+/** Returns an element that is derived from the element `from`. */
 std::string derived(const std::string& tag, const std::string& from, const std::string& content) {
     return "<" + tag + " derivedFrom=\"" + from + "\">" + content + "</" + tag + ">";
 }
@@ -344,19 +344,19 @@ TEST(OddDerivation, InACircleIsCut) {
 TEST(OddDerivation, OfValuesFindsNone) {
     for (const std::string from : {"X", "R.A.X", "P.R.X.Switch", "."}) {
         const Maps::Device device =
-            readOdd(derivedValues(from), "m.svd:1: warning: enumeratedValues are derived from '" + from +
+            readOdd(derivedValues(from), "m.svd:1: warning: element 'enumeratedValues' is derived from '" + from +
                                              "', for which the map has no enumerated values\n");
         const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
         EXPECT_TRUE(field.enumerations.empty());
     }
-    readOdd(derivedValues("Own", "<name>Own</name>"),
-            "m.svd:1: warning: enumeratedValues are derived from 'Own', for which the map has no enumerated values\n");
+    readOdd(derivedValues("Own", "<name>Own</name>"), "m.svd:1: warning: element 'enumeratedValues' is derived from "
+                                                      "'Own', for which the map has no enumerated values\n");
 }
 
 TEST(OddDerivation, OfValuesBesideOwnOnesIsNotUsed) {
-    const Maps::Device device =
-        readOdd(derivedValues("Switch", "<enumeratedValue><name>Own</name><value>1</value></enumeratedValue>"),
-                "m.svd:1: warning: enumeratedValues are derived and also contain values: the values are used\n");
+    const Maps::Device device = readOdd(
+        derivedValues("Switch", "<enumeratedValue><name>Own</name><value>1</value></enumeratedValue>"),
+        "m.svd:1: warning: element 'enumeratedValues' is derived and also contains values: the values are used\n");
     const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
     EXPECT_EQ(namesOf(field.enumerations[0].values), "Own ");
 }

@@ -107,7 +107,8 @@ TEST(Field, NamesValuesWithOpenBits) {
 }
 
 TEST(OddField, WithoutABitRangeIsLeftOut) {
-    const std::string warning = "m.svd:1: warning: field 'F' has no valid bit range, and is not used\n";
+    const std::string warning =
+        "m.svd:1: warning: field 'F' has no valid bit range (bits 0 to 65535), and is not used\n";
     for (const std::string bits :
          {"", "<msb>3</msb>", "<bitWidth>3</bitWidth>", "<bitOffset>0</bitOffset><bitWidth>0</bitWidth>",
           "<bitOffset>65536</bitOffset>", "<lsb>0</lsb><msb>65536</msb>",
@@ -291,7 +292,7 @@ TEST(OddValues, ThatAreThereTwiceAreKept) {
 }
 
 TEST(OddValues, AreNotThereAtAll) {
-    oddValues("", "m.svd:1: warning: enumeratedValues has no usable enumerated value, and is not used\n");
+    oddValues("", "m.svd:1: warning: element 'enumeratedValues' has no usable enumerated value, and is not used\n");
 }
 
 TEST(OddValues, AreOfTooManyEnumerations) {
@@ -299,11 +300,13 @@ TEST(OddValues, AreOfTooManyEnumerations) {
     for (int i = 0; i < 17; ++i) {
         enumerations += element("enumeratedValues", value("V", "1"));
     }
-    EXPECT_EQ(onlyField(readOdd(mapOfFields(fieldOf(enumerations)),
-                                "m.svd:1: warning: the field has more than 16 enumeratedValues: this one and later "
-                                "ones are not used\n"))
-                  .enumerations.size(),
-              16U);
+    EXPECT_EQ(
+        onlyField(
+            readOdd(mapOfFields(fieldOf(enumerations)),
+                    "m.svd:1: warning: the field has more than 16 elements 'enumeratedValues': this element and later "
+                    "ones are not used\n"))
+            .enumerations.size(),
+        16U);
 }
 
 TEST(OddConstraint, IsLeftOut) {

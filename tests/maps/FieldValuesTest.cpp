@@ -43,7 +43,7 @@ Maps::Register control() {
         field("SAME", "[18:18]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
 }
 
-/** Returns the decoded fields as text, each with its value and the name of the value. */
+/** Returns the decoded fields as text, each with its value. The name of the value follows, if it has one. */
 std::string decoded(const Maps::Register& aRegister, std::uint64_t number) {
     std::string text;
     for (const Maps::FieldValue& each : decode(aRegister, number)) {

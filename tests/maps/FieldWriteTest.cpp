@@ -20,7 +20,7 @@ std::string bit(const std::string& name, unsigned int number, const std::string&
                    element("name", name) + element("bitRange", "[" + position + ":" + position + "]") + further);
 }
 
-/** A register of 8 bits with fields. */
+/** Returns a register of 8 bits with these fields. `further` contains more elements of the register. */
 Maps::Register registerWith(const std::string& fields, const std::string& further = "") {
     const std::string size = "<size>8</size><resetValue>0</resetValue><resetMask>0xFF</resetMask>";
     return onlyRegister(read(mapOf(registerOf(size + further + element("fields", fields)))));

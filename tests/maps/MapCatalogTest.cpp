@@ -18,7 +18,7 @@ namespace {
 using Maps::MapCatalog;
 using Paths = std::vector<std::string>;
 
-/** A map with a peripheral of one register. */
+/** Returns a map of one peripheral with one register. */
 std::string mapWith(const std::string& peripheral) {
     return deviceOf(element("peripheral", element("name", peripheral) + "<baseAddress>0</baseAddress>" +
                                               element("registers", registerOf(""))));
@@ -26,7 +26,7 @@ std::string mapWith(const std::string& peripheral) {
 
 void store(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
-/** The error of an action; empty without one. */
+/** Returns the message of the exception UnusableMap that an action throws, or an empty text. */
 template <typename Action>
 std::string errorOf(const Action& action) {
     try {
@@ -41,13 +41,13 @@ std::string errorOfPaths(const Paths& paths, MapCatalog::MissingPath missing = M
     return errorOf([&] { MapCatalog(paths, missing); });
 }
 
-/** The file that describes a device; empty without one. */
+/** Returns the file that describes a device, or an empty text if no file does. */
 std::string fileFor(MapCatalog& catalog, const std::string& device) {
     const auto description = catalog.find(device);
     return description ? description->file : "";
 }
 
-/** Makes every opening of a file or folder fail, for root as well. */
+/** A scope in which the process cannot open a file or folder, even as root. */
 class NoMoreFiles {
 public:
     NoMoreFiles() {
@@ -132,7 +132,7 @@ TEST_F(MapCatalogs, IgnoreAMissingPathIfTheProgramAsksForIt) {
 TEST_F(MapCatalogs, RefuseAFolderThatCannotBeRead) {
     EXPECT_EQ(chmod("maps", 0), 0);
     inChildProcess([] {
-        // The superuser can read every folder.
+        // Root can read every folder, so the test changes to a different user.
         constexpr uid_t nobody = 65534;
         ASSERT_TRUE(geteuid() != 0 || setuid(nobody) == 0);
         const std::string error = "maps: error: Permission denied";

@@ -12,7 +12,7 @@
 
 namespace RynvelTest {
 
-/** Returns an element with a content. */
+/** Returns an element with a tag and a content. */
 inline std::string element(const std::string& tag, const std::string& content) {
     return "<" + tag + ">" + content + "</" + tag + ">";
 }
@@ -80,7 +80,7 @@ inline Maps::Device readOdd(const std::string& text, const std::string& warnings
     return deviceIn(map);
 }
 
-/** Expects that the reader refuses a map. The error must be the last diagnostic. */
+/** Expects the reader to refuse a map. The error must be the last diagnostic. */
 inline void expectError(const std::string& text, const std::string& error, const Maps::Limits& limits = {}) {
     const Maps::ReadMap map = Maps::readMap(text, limits);
     EXPECT_FALSE(map.device);
@@ -98,7 +98,7 @@ std::string namesOf(const Elements& elements) {
     return names;
 }
 
-/** Returns the element of a name. Ends the test program if there is none. */
+/** Returns the element with a name. Ends the test program if there is none. */
 template <typename T>
 const T& named(const Maps::SharedList<T>& elements, const std::string& name) {
     const T* const found =

@@ -12,7 +12,7 @@ using Maps::namesLike;
 
 std::string at(const std::string& offset) { return element("addressOffset", offset); }
 
-/** Returns a map with a register at 0x40, clusters with an array of registers from 0x10 on, and an array of fields. */
+/** Returns a map with an array of clusters from 0x10 on, and with a register at 0x40 that has an array of fields. */
 Maps::Device map() {
     const std::string inner =
         "<cluster><name>IN</name><description>C</description>" + at("8") +
@@ -42,7 +42,7 @@ std::string found(const std::string& name) {
            (result->field == nullptr ? "" : " " + result->field->name);
 }
 
-TEST(PeripheralName, HasAnUnderscoreForWhatIsNoLetterOrDigit) {
+TEST(PeripheralName, HasAnUnderscoreForEachByteThatIsNotALetterOrDigit) {
     EXPECT_EQ(Maps::peripheralNameOf("traf.top"), "traf_top");
     EXPECT_EQ(Maps::peripheralNameOf("Common-i2c:0/x_\xC3"), "Common_i2c_0_x__");
 }
@@ -116,7 +116,7 @@ std::string registerAt(const std::string& name, const std::string& offset, const
     return "<register>" + element("name", name) + at(offset) + further + "</register>";
 }
 
-/** Returns the offset of the register that a name selects in a map of registers. */
+/** Returns the offset of the register that a name selects in a map of registers, or UINT64_MAX if there is none. */
 std::uint64_t offsetOf(const std::string& name, const std::string& registers) {
     const Maps::Device device = Maps::readMap(mapOf(registers)).device.value();
     const auto result = findRegister(device.peripherals[0], name);

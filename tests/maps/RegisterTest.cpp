@@ -99,7 +99,7 @@ TEST(Register, HasEveryWriteConstraint) {
     EXPECT_FALSE(constraintOf("<writeAsRead>false</writeAsRead>"));
 }
 
-/** Returns a map with a register in a cluster. The arguments are the properties at each level. */
+/** Returns a map with a register in a cluster. The arguments contain the properties at each level. */
 std::string nested(const std::string& device, const std::string& peripheral, const std::string& cluster,
                    const std::string& aRegister) {
     return "<device><name>D</name><version>1</version><description>D</description><addressUnitBits>8</addressUnitBits>"
@@ -256,7 +256,7 @@ TEST(OddRegisters, OfTheSameNameAreBothUsed) {
         namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
                                                               "</addressOffset></register>"),
                                        "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
-                                       "the name selects the one with the lowest offset\n"))
+                                       "the name selects the register with the lowest offset\n"))
                     .registers),
         "R R ");
 }
@@ -265,7 +265,7 @@ TEST(OddRegisters, OfTheSameNameInSeveralGroupsAreAllUsed) {
     EXPECT_EQ(
         namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n" + registerOf("<alternateGroup>G</alternateGroup>")),
                                        "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
-                                       "the name selects the one with the lowest offset\n"))
+                                       "the name selects the register with the lowest offset\n"))
                     .registers),
         "R R ");
 }

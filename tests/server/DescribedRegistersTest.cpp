@@ -15,7 +15,7 @@ namespace {
 
 using Values = std::map<std::uint64_t, std::uint64_t>;
 
-/** Returns the registers that a device with `width` bits for each register has from a map of these registers. */
+/** Returns the simulated registers, of `width` bits each, of a device that a map with `registers` describes. */
 Rynveld::DescribedRegisters registersOf(const std::string& registers, unsigned int width) {
     const Maps::ReadMap map = Maps::readMap(mapWith("P", registers));
     return Rynveld::describedRegisters(map.device.value().peripherals[0], width);
@@ -29,7 +29,7 @@ Values valuesOf(Rynveld::DescribedRegisters registers) {
     return values;
 }
 
-/** The values of all described registers after a write of the same data to each. */
+/** Returns the values of all described registers after a write of the same data to each of them. */
 Values valuesAfter(std::uint64_t data, Rynveld::DescribedRegisters registers) {
     for (auto& [index, aRegister] : registers) {
         aRegister.write(data);
@@ -43,7 +43,7 @@ std::string access(const std::string& word) { return "<access>" + word + "</acce
 const std::string clearing = "<modifiedWriteValues>oneToClear</modifiedWriteValues>";
 std::string fields(const std::string& elements) { return "<fields>" + elements + "</fields>"; }
 
-/** Another register at the address of the register R0. */
+/** Returns the description of a second register at the address of the register R0. */
 std::string alternative(const std::string& elements, const std::string& name = "OTHER") {
     return "<register><name>" + name +
            "</name><alternateRegister>R0</alternateRegister><addressOffset>0</addressOffset>" + elements +

@@ -6,7 +6,7 @@
 
 namespace RynvelTest {
 
-/** A register map of one peripheral. Its registers have 32 bits unless they say otherwise. */
+/** Returns a register map of one peripheral. A register without a size has 32 bits. */
 inline std::string mapWith(const std::string& peripheral, const std::string& registers,
                            const std::string& addressUnitBits = "8") {
     return "<device schemaVersion=\"1.3\">\n"

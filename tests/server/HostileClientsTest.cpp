@@ -82,8 +82,8 @@ void expectService(const RynveldProcess& server) {
 }
 
 /**
- * Returns the number of descriptors of a server that waits for clients. The undefined-behavior sanitizer opens pipes
- * for a moment while the server works.
+ * Waits until the server is idle, and returns the number of its descriptors. While the server works, the undefined
+ * behavior sanitizer may open pipes for a moment.
  */
 std::size_t descriptorsAtRest(const RynveldProcess& server) {
     EXPECT_TRUE(becomesTrue([&] { return server.isIdle(); }));
@@ -94,7 +94,7 @@ void expectNoMoreDescriptors(const RynveldProcess& server, std::size_t most) {
     EXPECT_TRUE(becomesTrue([&] { return server.descriptors() <= most; })) << server.descriptors();
 }
 
-/** Random bytes, numbers and requests. A seed always gives the same sequence. */
+/** A source of random bytes, numbers and requests. The same seed always gives the same sequence. */
 class Noise {
 public:
     explicit Noise(unsigned int seed) : m_random(seed) {}
@@ -159,7 +159,7 @@ TEST(HostileClients, SendAnythingThatARequestCanBe) {
         std::vector<char> requests;
         append(requests, Request(Type::Open, name));
         for (unsigned int j = 0; j < 200; ++j) {
-            // Leaves out waits, because an armed connection also carries interrupts.
+            // requestAnything() covers the requests to wait for interrupts.
             const Request request = noise.request();
             if (request.getType() != Type::WaitForInterrupt) {
                 append(requests, request);
@@ -290,7 +290,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
     const RynveldProcess server({"--simulate", "--max-connections", "1000", "--max-connections-per-host", "1000"});
     const std::size_t descriptors = descriptorsAtRest(server);
     const std::size_t threads = server.threads();
-    // The thread sanitizer may start its own thread.
+    // The thread sanitizer may start one thread.
     const std::size_t flat = threads + (sanitized ? 1 : 0);
     const auto isFlat = [&] { return server.descriptors() == descriptors && server.threads() <= flat; };
     std::vector<std::size_t> memory;
@@ -300,7 +300,7 @@ TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
         ASSERT_TRUE(becomesTrue(isFlat)) << server.descriptors() << " descriptors, " << server.threads() << " threads";
         memory.push_back(server.residentMemory());
     }
-    // The allocator keeps some memory, so the test compares later rounds with earlier ones.
+    // The allocator does not return all memory to the system, so the test compares later rounds with earlier rounds.
     const auto half = memory.begin() + static_cast<std::ptrdiff_t>(memory.size() / 2);
     const std::size_t before = *std::max_element(memory.begin(), half);
     const std::size_t after = *std::min_element(half, memory.end());
@@ -433,7 +433,8 @@ void end(RecordClient& client, Noise& noise) {
 void requestAnything(RecordClient& client, Noise& noise) {
     for (std::uint32_t i = noise.below(20); i > 0; --i) {
         Request request = noise.request();
-        // Other clients check the registers and the interrupts of this device.
+        // Clients of other kinds check the registers and the interrupts of this device, so this client only opens the
+        // device and waits for its interrupts.
         if (request.getDeviceName() == name) {
             request.setType(noise.half() ? Type::Open : Type::WaitForInterrupt);
         }
@@ -476,7 +477,7 @@ std::size_t countOf(const std::string& part, const std::string& text) {
     return count;
 }
 
-/** Expects only traces that hostile clients cause, and no more lines about disconnections than the limit. */
+/** Expects only traces that hostile clients cause, and no more lines about disconnections than the limit allows. */
 void expectTracesOfASoak(const std::string& text) {
     const std::size_t hungUp = countOf(" was disconnected: ", text);
     EXPECT_GT(hungUp, 0U);

@@ -50,12 +50,12 @@ public:
         ++m_pulses;
         fire();
     }
-    /** Makes the next wait fail with EINTR, as after a signal. */
+    /** Makes the next wait fail with EINTR, as if a signal had arrived. */
     void interruptTheNextWait() { m_waitIsInterrupted = true; }
     /** Makes enableInterrupt() block until the thread receives a signal. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
-    /** Makes every further wait fail. */
+    /** Makes every wait from now on fail. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -432,7 +432,7 @@ public:
     }
     SlowTraces(const SlowTraces&) = delete;
     SlowTraces& operator=(const SlowTraces&) = delete;
-    // setSink() waits until no thread uses this sink any more, so the members must still exist.
+    // setSink() waits until no thread uses this sink, so the destructor calls setSink() while the members still exist.
     ~SlowTraces() override {
         ZilTraceControl::setSink(m_before);
         ZilTraceControl::resetLevels();
@@ -467,7 +467,7 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
     EXPECT_TRUE(enabled.get());
 }
 
-/** A scope in which no thread can start, because the system has no memory for its stack. */
+/** A scope in which no thread can start, because the system has too little memory for the stack of a new thread. */
 class NoMoreThreads {
 public:
     NoMoreThreads() {

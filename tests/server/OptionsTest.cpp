@@ -36,7 +36,7 @@ std::string problemOf(const Words& words) {
     return "";
 }
 
-/** Expects a message for each value. The message quotes the value and ends with the problem. */
+/** Expects a message for each value of the option. The message quotes the value and ends with the problem. */
 void expectWrong(const std::string& option, const std::vector<std::string>& values, const std::string& problem) {
     for (const auto& value : values) {
         EXPECT_EQ(problemOf({option, value}), option + ": '" + value + "' " + problem);
@@ -179,12 +179,12 @@ TEST(Options, RaiseNoOtherInterrupts) {
               "--interrupt-every: device 'uio.32' is not served (add --device uio.32)");
 }
 
-/** Whether the server simulates the device as a register map describes it. */
+/** Returns whether the server simulates the device as a register map describes it. */
 bool isDescribed(const Rynveld::Options& options, const std::string& device) {
     return options.policy.descriptions.find(device) != nullptr;
 }
 
-/** Map files in a folder of their own. */
+/** A fixture for map files, which are in a temporary working folder. */
 class OptionsWithMaps : public testing::Test {
 protected:
     static void store(const std::string& name, const std::string& text) { std::ofstream(name) << text; }

@@ -19,7 +19,7 @@ using Rynvel::ByteOrder;
 using Rynveld::Policy;
 using Rynveld::ServedDevices;
 
-/** Returns a record that the setters of a request cannot make. */
+/** Returns a request with any words at any offsets. The setters of Request cannot make all of these requests. */
 Request record(Type type, const std::string& name, const std::vector<WordAt>& words = {}) {
     return asRequest(requestBytes(type, name, words));
 }
@@ -154,7 +154,7 @@ TEST_F(RequestHandlerTest, TracesNothingForRequestsThatItServes) {
     EXPECT_EQ(lines(), EventLog{});
 }
 
-TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForAnotherDeviceThanTheOpenedOne) {
+TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForADeviceOtherThanTheOpenedOne) {
     auto connection = m_server.connect();
     for (std::uint32_t type = 1; type <= 13; ++type) {
         expectRefusal(connection, readOf(static_cast<Type>(type), "uio.32", 0), notOpened);

@@ -256,7 +256,7 @@ TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
     EXPECT_TRUE(client.isEnded());
 }
 
-// The address sanitizer needs descriptors, too.
+// The address sanitizer also needs descriptors, so this test does not run with it.
 #ifndef __SANITIZE_ADDRESS__
 TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
     Launch launch;

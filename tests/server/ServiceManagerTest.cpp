@@ -28,7 +28,7 @@ using Sockets = std::vector<int>;
 /** The descriptor of the first passed socket. */
 constexpr int passed = 3;
 
-/** Creates a socket with the number `descriptor`. */
+/** Creates a socket whose descriptor is `descriptor`. */
 void pass(int family, int type, bool listens, int descriptor = passed) {
     const int socket = ::socket(family, type, 0);
     if (family == AF_UNIX) {
@@ -90,7 +90,7 @@ TEST(ActivationSocketsDeathTest, AreNoneWhenAnotherProcessIsMeantOrNoneWasPassed
     });
 }
 
-TEST(ActivationSocketsDeathTest, AreANumber) {
+TEST(ActivationSocketsDeathTest, MustHaveACountOfAtMostFourDigits) {
     inChildProcess([] {
         for (const std::string count : {"x", "-1", "1 ", "12345"}) {
             activate(count);

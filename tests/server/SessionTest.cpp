@@ -52,7 +52,7 @@ public:
     /** Ends the connection, as the server does when the session has ended. */
     void stop() { m_session.stop(); }
 
-    /** Waits for the session to end by itself. */
+    /** Waits until the session ends without a call of stop(). */
     void join() {
         m_thread.join();
         m_thread = std::thread([] {});

@@ -174,7 +174,10 @@ TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledWhenItWaitsIfItsKindDoes) 
 
 TEST_P(SimulatedDeviceTest, AcceptsEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
 
-/** A device with a register of each kind, and memory elsewhere. The parameter is the width. */
+/**
+ * A fixture for a simulated device. A map describes its first three registers: one is read-only, one has an effect when
+ * it is written, and one has an effect when it is read. The parameter is the register width in bits.
+ */
 class DescribedDevice : public testing::TestWithParam<unsigned int> {
 protected:
     static std::uint32_t bytes() { return GetParam() / 8; }

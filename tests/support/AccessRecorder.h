@@ -9,9 +9,10 @@
 namespace RynvelTest {
 
 /**
- * A page of memory that records each access while the test watches the page. An access causes a fault. The signal
- * handler records the access, and then lets the processor execute the one instruction. The recorder also watches the
- * page that follows, so it records an access across the end of the page as two accesses. For amd64 only.
+ * A page of memory, and a recorder of the accesses to the page while the test watches it. An access causes a fault. The
+ * signal handler records the access, and then lets the processor execute that one instruction. The recorder also
+ * watches the page that follows, so it records an access across the end of the page as two accesses. Works only on
+ * amd64.
  */
 class AccessRecorder {
 public:

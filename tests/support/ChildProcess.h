@@ -14,7 +14,8 @@ namespace RynvelTest {
 
 /**
  * Runs the body in a child process, which has its own Factory. The test fails if an expectation of the body fails. It
- * also fails if the text on standard error, including the text of the exit, does not match the pattern.
+ * also fails if the text on standard error does not contain a match of the regular expression `pattern`. This text
+ * includes the output of exit handlers.
  */
 template <typename Body>
 void inChildProcess(Body body, const char* pattern = "") {
@@ -26,7 +27,7 @@ void inChildProcess(Body body, const char* pattern = "") {
         testing::ExitedWithCode(EXIT_SUCCESS), pattern);
 }
 
-/** Returns whether the body returns true in a child process. The process ends without destructors or exit handlers. */
+/** Returns whether the body returns true in a child process. The child process does not run exit handlers. */
 template <typename Body>
 bool succeedsInChildProcess(Body body) {
     const pid_t child = fork();

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-/** Expects the statement to end the process with SIGSEGV. A sanitizer reports this fault in its own way. */
+/** Expects the statement to end the process with SIGSEGV. A sanitizer ends the process itself after the signal. */
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define EXPECT_FAULT(statement) EXPECT_DEATH(statement, "")
 #else

@@ -3,8 +3,8 @@
 // system of the calling thread, or the kernel if the thread has none. A sanitizer calls these functions before its
 // runtime is ready, so the functions must not use that runtime.
 //
-// This file also replaces the further names that the headers of the C library use for these functions in a fortified
-// build, and in a 32-bit build with 64-bit file offsets and times.
+// In a fortified build, and in a 32-bit build with 64-bit file offsets and times, the headers of the C library use
+// different names for these functions. This file also defines those names.
 
 // These macros would make the headers rename the functions that this file defines.
 #undef _FILE_OFFSET_BITS
@@ -31,8 +31,9 @@ namespace {
 
 __thread RynvelTest::ScriptedOs* currentOs = nullptr;
 
-// The memory that a device has mapped from the latest scripted operating system. The device may unmap the memory after
-// that system has ended, when the process exits. The kernel must not unmap the memory, because it is part of the heap.
+// The memory that a device has mapped from the latest scripted operating system. At the exit of the process, the device
+// may unmap the memory after the destruction of the scripted operating system. The kernel must not unmap the memory,
+// because the memory is part of the heap.
 std::atomic<const void*> scriptedMemory{nullptr};
 
 off64_t seekReally(int fd, off64_t offset, int whence) {

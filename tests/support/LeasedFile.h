@@ -12,11 +12,11 @@
 
 namespace RynvelTest {
 
-/** A file with a lease. Opening the file blocks until the test releases the lease or the system breaks it. */
+/** A file with a lease. Opening the file blocks until the test releases the lease or the system breaks the lease. */
 class LeasedFile {
 public:
     explicit LeasedFile(const std::string& path) : m_fd(::open(path.c_str(), O_RDWR | O_CLOEXEC)) {
-        // The system reports each attempt to open the file with SIGIO, which would end the test.
+        // At each attempt to open the file, the system sends SIGIO, which would end the test.
         std::signal(SIGIO, SIG_IGN);
         EXPECT_EQ(::fcntl(m_fd, F_SETLEASE, F_WRLCK), 0);
     }

@@ -40,7 +40,7 @@ public:
         return client;
     }
 
-    /** Returns the next datagram, or "nothing" if receiving fails. With the flags 0, waits for a datagram. */
+    /** Returns the next datagram, or "nothing" if receiving fails. If `flags` is 0, waits for a datagram. */
     std::string received(int flags = MSG_DONTWAIT) const {
         std::array<char, 100> text{};
         const ssize_t length = ::recv(m_socket, text.data(), text.size(), flags);

@@ -30,7 +30,7 @@ public:
     ~LoopbackListener() { ::close(m_socket); }
 
     std::uint16_t port() const { return m_port; }
-    /** @param backlog the system queues one connection more than this number. */
+    /** @param backlog the number of connections that the system queues, minus one. */
     void listen(int backlog = 4) const { EXPECT_EQ(::listen(m_socket, backlog), 0); }
     /** Returns the next connection, or -1 after stop(). The caller closes the connection. */
     int accept() const { return ::accept(m_socket, nullptr, nullptr); }

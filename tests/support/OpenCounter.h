@@ -13,7 +13,7 @@
 
 namespace RynvelTest {
 
-/** A counter of the openings of a file. Each call of next() returns the number since the previous call. */
+/** Counts how often a file is opened. Each call of next() returns the number of openings since the previous call. */
 class OpenCounter {
 public:
     explicit OpenCounter(const std::string& path) {

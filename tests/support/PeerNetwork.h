@@ -13,9 +13,10 @@
 namespace RynvelTest {
 
 /**
- * A stand-in for the network of a device table. While the object exists, connect() in any thread connects to a port of
- * this machine instead of the IPv4 address of a server, and ends the program if the address has no server. sleep()
- * returns when the test wakes the sleeper. The test program replaces these functions of the C library.
+ * A replacement for the network that connects a program to the servers of its remote devices. While the object exists,
+ * connect() to an IPv4 address connects to the port of this machine that the test has set with place(). If the test has
+ * not set a port for the address, connect() ends the program. sleep() blocks until the test calls wakeSleeper(). The
+ * test program replaces connect() and sleep() of the C library in all threads.
  */
 class PeerNetwork {
 public:

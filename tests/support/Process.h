@@ -22,7 +22,7 @@ using Arguments = std::vector<std::string>;
 /** A running program, whose standard error the test reads. */
 class Process {
 public:
-    /** The value of Launch::output with which the test reads standard output. */
+    /** The value of Launch::output that lets the test read standard output. */
     static constexpr int toTheTest = -1;
 
     struct Launch {
@@ -47,7 +47,7 @@ public:
     /** Returns the read end of the pipe to which the program writes standard error. */
     int error() const { return m_error; }
 
-    /** Returns the next line of the output without its newline, or an empty text at the end of the output. */
+    /** Returns the next line of standard output without its newline, or an empty text at the end of standard output. */
     std::string outputLine() { return line(m_output); }
     std::string errorLine() { return line(m_error); }
 

@@ -23,7 +23,10 @@ Request readOf(Type type, const std::string& name, std::uint32_t address, std::u
 Request readOf(const std::string& name, std::uint32_t address, std::uint32_t items = 1);
 Request writeOf(const std::string& name, std::uint32_t address, const Values& values);
 Request masked(Request write, std::uint32_t bitmask);
-/** Returns a request to raise a simulated interrupt. The default interrupt word is the number of interrupts so far. */
+/**
+ * Returns a request to raise a simulated interrupt. If `word` is empty, the interrupt word is the number of interrupts
+ * of the device so far, including this one.
+ */
 Request raiseOf(const std::string& name, const Values& word = {});
 
 Values valuesOf(const Response& response);
@@ -56,7 +59,7 @@ public:
     /** Returns the answer to a request. If there is no answer, returns a response with the invalid result 1. */
     Response exchange(const Request& request) const;
     bool succeeds(const Request& request) const { return exchange(request).isSuccessful(); }
-    /** Returns whether the answer is Error. */
+    /** Returns whether the result in the answer is Error. */
     bool isRefused(const Request& request) const;
     Values values(const Request& request) const { return valuesOf(exchange(request)); }
     /** Expects the server to open the device. */
@@ -64,7 +67,7 @@ public:
     /** Expects the server to open the device and to arm the connection. */
     void arm(const std::string& device) const;
 
-    /** Returns the word of the next interrupt, or all ones if the connection ends or a minute passes. */
+    /** Returns the next interrupt word, or all ones if the connection ends or a minute passes. */
     std::uint32_t interrupt() const;
     /** Returns whether there are no bytes to receive at this moment. */
     bool hasNothing() const;

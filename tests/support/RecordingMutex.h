@@ -10,7 +10,7 @@
 
 namespace RynvelTest {
 
-/** A mutex that writes "lock", "unlock" and "mutex destroyed" to an event log, and returns a fixed result. */
+/** A mutex that writes "lock", "unlock" and "mutex destroyed" to an event log. Its operations return a fixed result. */
 class RecordingMutex : public Rynvel::IMutex {
 public:
     explicit RecordingMutex(EventLog& log, bool answer = true) : m_log(log), m_answer(answer) {}

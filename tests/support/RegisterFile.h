@@ -8,7 +8,7 @@
 
 namespace RynvelTest {
 
-/** Registers of type T in an open file. A test reads and changes the registers without the device under test. */
+/** Registers of type T in an open file. The test can access them without the device under test. */
 template <typename T>
 class RegisterFile {
 public:

@@ -6,7 +6,7 @@
 
 namespace RynvelTest {
 
-/** A register value whose bytes all differ, the value with its bytes reversed, and the texts for the register width. */
+/** A register value whose bytes all differ, the value with its bytes reversed, and texts for registers of type T. */
 template <typename T>
 struct Width;
 

@@ -47,7 +47,7 @@ struct Answer {
     int error;
 };
 
-/** The item of a script that leaves a call its default behavior. */
+/** The item of a script for a call that has its default behavior. */
 inline const std::optional<Answer> asUsual = std::nullopt;
 
 inline std::optional<Answer> failing(int error) { return Answer{-1, error}; }
@@ -100,7 +100,7 @@ public:
     /** Returns the event log, and clears it. */
     EventLog takeLog() { return std::exchange(m_log, {}); }
 
-    /** Also writes every call to standard error, for tests that end the process. */
+    /** Makes the object also write every call to standard error, for tests that end the process. */
     void printCalls() { m_printing = true; }
 
     int open(const char* path, int flags);
@@ -136,7 +136,7 @@ public:
         return value;
     }
 
-    /** Handles ioctl() calls without a scripted result, if set. The event log does not record these calls. */
+    /** If set, handles the ioctl() calls without a scripted result. The event log does not record these calls. */
     std::function<int(unsigned long request, unsigned long arg)> onRequest;
     /** The target of every symbolic link. */
     std::string linkText = "uio0";

@@ -82,7 +82,8 @@ int interpose(int (*&real)(Parameters...), MutexCall call, Text text, Arguments.
 
 std::string noText() { return ""; }
 
-// These are globals, because a sanitizer also intercepts the guards of function-local statics.
+// The first call of a replaced function sets the pointer to the original function. A local static variable with an
+// initializer would need a guard, and a sanitizer also intercepts guards.
 int (*realInit)(pthread_mutex_t*, const pthread_mutexattr_t*) = nullptr;
 int (*realDestroy)(pthread_mutex_t*) = nullptr;
 int (*realAttributesInit)(pthread_mutexattr_t*) = nullptr;

@@ -24,8 +24,9 @@ enum class MutexCall {
 const char* nameOf(MutexCall call);
 
 /**
- * A recorder of the mutex calls of the thread that constructs the object. A test selects the functions that fail. All
- * other calls reach the C library. The test program replaces these functions of the C library.
+ * A recorder of the mutex calls of the thread that constructs the object. A test selects the functions that fail. Calls
+ * of functions that the test has not selected reach the C library. The test program replaces all functions of
+ * MutexCall.
  *
  * Recorded form: the name of the function. "(default)" or "(attributes)" follows pthread_mutex_init. The protocol
  * follows pthread_mutexattr_setprotocol, as in "pthread_mutexattr_setprotocol(1)".
@@ -39,7 +40,7 @@ public:
 
     static ScriptedPthread* current();
 
-    /** Makes every call of the function fail with the error. The test fails at its end if there was no such call. */
+    /** Makes every call of the function fail with the error. The test fails at its end if there was no call. */
     void fail(MutexCall call, int error);
 
     /** Makes every call succeed again. */

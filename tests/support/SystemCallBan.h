@@ -13,7 +13,7 @@
 
 namespace RynvelTest {
 
-/** Makes the kernel kill this process at the next system call except exit_group(). Returns false on failure. */
+/** Makes the kernel kill this process at its next system call, except exit_group(). Returns false on failure. */
 inline bool banSystemCalls() {
     sock_filter rules[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -25,7 +25,7 @@ inline bool banSystemCalls() {
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-/** Returns whether the body returns true in a child process, without a system call. */
+/** Returns whether the body returns true in a child process without making a system call. */
 template <typename Body>
 bool runsWithoutSystemCalls(Body body) {
     return succeedsInChildProcess([&body] { return banSystemCalls() && body(); });

@@ -21,8 +21,7 @@ namespace RynvelTest {
 
 /** The reaction of a peer to one request. */
 struct Reply {
-    /** The pieces of the answer. The peer sends the first one at once, and each further one after a releaseNextPiece().
-     */
+    /** The pieces of the answer. The peer sends the first piece at once, and one more for each releaseNextPiece(). */
     std::vector<std::vector<std::uint8_t>> pieces;
     /** Whether the peer closes the connection after the last piece. */
     bool closes = false;

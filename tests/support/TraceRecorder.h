@@ -44,7 +44,7 @@ struct RecordedTrace {
  */
 class TraceRecorder : public ZilTraceControl::Sink {
 public:
-    /** Enables the channels that match the pattern, up to the level, and disables all others. */
+    /** Enables the channels that match the pattern, up to the level, and disables all other channels. */
     TraceRecorder(ZilTraceLevel level, const std::string& pattern = "*", EventLog* log = nullptr);
     TraceRecorder(const TraceRecorder&) = delete;
     TraceRecorder& operator=(const TraceRecorder&) = delete;

@@ -16,8 +16,9 @@
 namespace RynvelTest {
 
 /**
- * The number of scripted results that no call has used, for each function. A test fails at its end if a result is left.
- * The child processes of a test share the numbers, because the child of a death test cannot report its own.
+ * The number of scripted results that no call has used, for each function. A test fails at its end if a result is
+ * unused. The child processes of a test share the numbers with the test, because the child process of a death test
+ * cannot report unused results.
  */
 class UnusedAnswers : public testing::EmptyTestEventListener {
 public:

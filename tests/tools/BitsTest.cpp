@@ -126,8 +126,8 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfAnotherRegisterOfTheirAddressCannotBe
                       "map32: field A.G cannot keep its value, because a field or register that shares its bits "
                       "needs other values (use write REGISTER FIELD=VALUE ..., and also assign G)");
         expectRefused(command + " map32 C 0",
-                      "map32: register C: each write changes another register at the same address "
-                      "(write the whole register)");
+                      "map32: register C: this write would also change another register at the same address "
+                      "(to change it nevertheless, write the whole register)");
         expectRefused(command + " map32 E 3",
                       "map32: register E: the other bits cannot keep their values (write the whole register)");
         expect(command + " map32 PLAIN 0 --quiet", 0, "");

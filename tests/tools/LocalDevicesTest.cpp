@@ -376,10 +376,13 @@ TEST_F(LocalDevices, SayWhyTheyCannotBeOpened) {
     expect("read missing 0", 3, "", "rynvelctl: missing: nowhere/registers: No such file or directory\n");
     expect("read missing.map 0", 3, "", "rynvelctl: missing.map: nowhere/map: No such file or directory\n");
     expect("read folder 0", 3, "", "rynvelctl: folder: /: Is a directory\n");
-    expect("read sizeless 0", 3, "", "rynvelctl: sizeless: map: the size of the map is 0\n");
+    expect("read sizeless 0", 3, "",
+           "rynvelctl: sizeless: map: the size of the map is 0 (give the size in bytes in the device table)\n");
     expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: No such file or directory\n");
     m_folder.store("uio_link", "");
-    expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: sysfs describes no memory map\n");
+    expect("read uio 0", 3, "",
+           "rynvelctl: uio: uio_link: sysfs describes no memory map (the path must be a symbolic link with a bare name "
+           "such as uio0)\n");
 }
 
 TEST_F(LocalDevices, TraceTheRequestedChannels) {

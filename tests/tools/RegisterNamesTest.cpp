@@ -456,9 +456,8 @@ TEST_F(RegisterNames, AreRefusedIfAnotherRegisterOfTheirAddressCannotBeLeftAlone
                                        "shares its bits needs other values "
                                        "(use write REGISTER FIELD=VALUE ..., and also assign G)");
     expect("write map32 A F=1 G=2 --quiet", 0, "");
-    expectRefused(
-        "write map32 C.F 1",
-        "map32: register C: each write changes another register at the same address (write the whole register)");
+    expectRefused("write map32 C.F 1", "map32: register C: this write would also change another register at the same "
+                                       "address (to change it nevertheless, write the whole register)");
     expect("write map32 C 1 --quiet", 0, "");
 }
 

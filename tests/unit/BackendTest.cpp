@@ -14,7 +14,7 @@
 #include "ScriptedOs.h"
 #include "TraceRecorder.h"
 
-// Tests the behavior that all backends of this machine share. Each backend also has tests of its own.
+// Tests the behavior that all backends of this machine share. The tests of a single backend are in its test file.
 
 namespace {
 
@@ -85,7 +85,8 @@ protected:
         return makeDevice<Backend>(std::make_unique<RecordingMutex>(m_os.log(), mutexWorks));
     }
 
-    /** Returns the calls of the operation and the memory after it. The memory is the same before every operation. */
+    /** Returns the calls that an operation makes, and the memory after it. Every operation begins with the same memory.
+     */
     template <typename Operation>
     std::pair<EventLog, std::vector<std::uint8_t>> effectOf(Operation operation) {
         for (std::size_t i = 0; i < m_os.memory.size(); ++i) {
@@ -196,7 +197,7 @@ TYPED_TEST(BackendTest, ContinuesWhenItsMutexReportsFailures) {
     EXPECT_TRUE(device->write(0, 1));
 }
 
-TYPED_TEST(BackendTest, TracesThenLocksOnceAnOperationAtTheLevelOfItsEntriesOnly) {
+TYPED_TEST(BackendTest, TracesTheEntriesOfAnOperationAtTheirLevelOnlyAndThenLocks) {
     typename TestFixture::Register value = 0;
     const auto expectEntriesThenLocks = [this](std::size_t entries, std::ptrdiff_t locks, auto operation) {
         const EventLog& log = this->m_os.log();
@@ -214,7 +215,7 @@ TYPED_TEST(BackendTest, TracesThenLocksOnceAnOperationAtTheLevelOfItsEntriesOnly
         operation();
         EXPECT_EQ(silence.lines(), EventLog{});
     };
-    // The bursts and masked writes of an FPGA consist of single operations, which also trace and lock.
+    // A burst or a masked write of an FPGA consists of single operations, which also trace and lock.
     const std::size_t entries = this->isFpga ? 2 : 1;
     expectEntriesThenLocks(1, 1, [&] { this->m_device->read(0, &value); });
     expectEntriesThenLocks(1, 1, [&] { this->m_device->write(0, value); });

@@ -40,7 +40,7 @@ std::pair<int, int> transferOn(const Connection& connection) {
 
 constexpr std::pair failed(-1, -1);
 
-/** A connection on the descriptor 7 of a scripted operating system. */
+/** A fixture for a connection on the descriptor 7 of a scripted operating system. */
 class ScriptedConnectionTest : public testing::Test {
 protected:
     /** Expects a transfer to make a single call, which fails, and to keep the errno of the call. */

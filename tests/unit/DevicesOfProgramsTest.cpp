@@ -173,7 +173,8 @@ TEST(DeviceProbe, ReportsTheSizeOfAMapping) {
 
 TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
     const MemoryFile file(pageSize);
-    EXPECT_EQ(probe(mappedRow(file, 0)).reason, file.path() + ": the size of the map is 0");
+    EXPECT_EQ(probe(mappedRow(file, 0)).reason,
+              file.path() + ": the size of the map is 0 (give the size in bytes in the device table)");
     const MemoryDevice full{"full", "/dev/tty0/none", pageSize, DeviceType::Tyvon32};
     EXPECT_NE(probe(full).reason, "");
     std::array<int, 2> ends{};
@@ -188,14 +189,16 @@ TEST(DeviceProbe, ReportsAMappingThatTheSystemRefusesOrThatHasNoSize) {
 TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryFile file(pageSize);
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
-    EXPECT_EQ(probe(row).reason, file.path() + ": sysfs describes no memory map");
+    EXPECT_EQ(probe(row).reason,
+              file.path() +
+                  ": sysfs describes no memory map (the path must be a symbolic link with a bare name such as uio0)");
 }
 
 TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
     EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).reason,
               "10.0.0.7::9000: a remote device has no device file");
     EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).reason,
-              "/dev/odd: its device type has no backend");
+              "/dev/odd: the device type has no backend");
 }
 
 /** A fixture that opens and maps preopened files, as the library does. */
@@ -277,7 +280,7 @@ TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
     close(descriptor);
 }
 
-/** Returns whether nothing is mapped at a page. Only then does mmap() return the address that the caller asks for. */
+/** Returns whether nothing is mapped at a page. mmap() returns a different address if the page is already mapped. */
 bool isFree(void* page) {
     void* const given = ::mmap(page, pageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ::munmap(given, pageSize);
@@ -529,7 +532,7 @@ protected:
     Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
 };
 
-TEST_F(AccessMutexTest, IsAnyOtherMutexOutsideOfGuardedAccesses) {
+TEST_F(AccessMutexTest, BehavesLikeAnyOtherMutexOutsideGuardedAccesses) {
     EXPECT_TRUE(m_mutex.lock());
     EXPECT_TRUE(m_mutex.unlock());
     m_mutex.endAccess();

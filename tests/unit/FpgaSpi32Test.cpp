@@ -205,7 +205,7 @@ TEST_F(FpgaSpi32Test, OnlyWritesUnderAMaskOfAllOnes) {
     EXPECT_EQ(m_os.log(), (EventLog{"lock", "spi 0100001000aabbccdd0000", "unlock"}));
 }
 
-/** A mutex that runs another access to the registers at the first unlock. */
+/** A mutex that calls a function at its first unlock. The function accesses the registers, as a second thread may. */
 class InterruptingMutex : public Rynvel::IMutex {
 public:
     explicit InterruptingMutex(std::function<void()> intrusion) : m_intrusion(std::move(intrusion)) {}

@@ -88,7 +88,7 @@ TYPED_TEST(MmapAccessTest, OfAMaskedWriteIsOneLoadThenOneStoreForEveryMask) {
     }
 }
 
-TYPED_TEST(MmapAccessTest, OfABurstIsOneLoadOrStoreARegisterInOrder) {
+TYPED_TEST(MmapAccessTest, OfABurstIsOneLoadOrStorePerRegisterInOrder) {
     TypeParam values[37] = {};
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         for (const unsigned int items : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 37U}) {

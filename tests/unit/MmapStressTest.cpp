@@ -50,7 +50,7 @@ private:
         }
     }
 
-    /** Writes and reads back the bits of a register that the thread owns. Writes a pair of registers as one burst. */
+    /** Writes and reads back the bits that the thread owns in a register. Writes a pair of registers as one burst. */
     bool write(unsigned int thread, unsigned int round) {
         constexpr unsigned int laneBits = 2 * sizeof(T);
         const unsigned int shift = laneBits * thread;

@@ -48,7 +48,7 @@ TEST(Number, IsRecognizedAtAnySizeAndParsedUpToTheHighest) {
     EXPECT_EQ(parseNumber("65536", every, 65535), std::nullopt);
 }
 
-TEST(Number, HasNoMoreDigitsThanItsNotation) {
+TEST(Number, HasNoMoreDigitsThanItsNotationAllows) {
     EXPECT_EQ(parseNumber("0001", fourDigits), 1U);
     EXPECT_EQ(parseNumber("0xffff", fourDigits), 65535U);
     for (const char* const text : {"00001", "12345", "0x00001", "0b00001"}) {

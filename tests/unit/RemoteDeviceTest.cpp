@@ -63,7 +63,7 @@ protected:
         }
     }
 
-    /** Returns the `count` requests that follow the first `opening` requests. Those open the device. */
+    /** Returns the `count` requests that follow the first `opening` requests, which open the device. */
     std::vector<Bytes> requestsAfter(std::size_t opening, std::size_t count) {
         std::vector<Bytes> requests;
         const auto received = m_peer.requests(opening + count);

@@ -177,7 +177,7 @@ TYPED_TEST(RemoteTest, OpensWithTheDescriptorOfTheConnectionOfRequests) {
     EXPECT_EQ(this->device().open(), -1);
 }
 
-TYPED_TEST(RemoteTest, HasNoInterruptsWhenTheServerRefusesThemButRegisters) {
+TYPED_TEST(RemoteTest, HasRegistersButNoInterruptsWhenTheServerRefusesInterrupts) {
     this->m_peer.script({success(), success(), refusal()});
     EXPECT_EQ(this->device().getNativeHandle(), -1);
     const NothingTraced nothingTraced(1);
@@ -288,7 +288,7 @@ TYPED_TEST(RemoteTest, NeverTrustsTheLengthOfAResponse) {
     }
 }
 
-TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoneOfMore) {
+TYPED_TEST(RemoteTest, AsksForUpTo128ItemsAndForNoItemsOfALongerBurst) {
     const auto readBurst = [this](unsigned int items) {
         return readBurstFrom(this->device(), items, 200, ByteOrder::Network);
     };
@@ -312,7 +312,7 @@ TYPED_TEST(RemoteTest, StoresAllItemsOfAFullResponse) {
               std::pair(true, std::vector<TypeParam>(sent.begin(), sent.end())));
 }
 
-TYPED_TEST(RemoteTest, WritesARegisterByOneRequestWhoseMaskOnlyTheServerUsesAndMayBeZeroForNone) {
+TYPED_TEST(RemoteTest, WritesARegisterWithOneRequestThatCarriesAnyMaskToTheServer) {
     const std::vector<WordAt> words{{addressAt, 0x20}, {valuesAt, static_cast<TypeParam>(0xA1B2C3D4)}, {lengthAt, 1}};
     EXPECT_TRUE(this->device().write(0x20, static_cast<TypeParam>(0xA1B2C3D4)));
     EXPECT_EQ(this->onlyRequest(), requestOf(writeType<TypeParam>, words));

@@ -174,7 +174,7 @@ TYPED_TEST(TyvonTest, KeepsTheRegistersOfItsBase) {
     EXPECT_EQ(this->m_os.template stored<Register>(byBytes ? 4 : 4 * sizeof(Register)), 0x77);
 }
 
-TEST(TyvonOpen, EndsTheProcessOfAMissingSoughtDeviceAndLeavesAMissingMappedOneWithoutRegisters) {
+TEST(TyvonOpen, EndsTheProcessIfASeekableDeviceIsMissingAndLeavesAMissingMappedDeviceWithoutRegisters) {
     const TraceRecorder silence(0);
     EXPECT_DEATH(TyvonInterrupt<std::uint16_t>("/dev/none", plainMutex()), "Assertion `m_fd != -1' failed");
     EXPECT_DEATH(TyvonInterrupt<std::uint32_t>("/dev/none", plainMutex()), "Assertion `m_fd != -1' failed");

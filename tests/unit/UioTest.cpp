@@ -28,8 +28,8 @@ int formatUnlessItFails(char* text, size_t size, int flag, size_t room, const ch
 
 } // namespace
 
-// These functions replace those of the C library, because no argument of the library makes formatting fail. A fortified
-// build of the library calls the second one.
+// These functions replace those of the C library, because no argument that the library passes makes formatting fail. A
+// fortified build of the library calls the second function.
 extern "C" {
 
 int snprintf(char* text, size_t size, const char* format, ...) noexcept {
@@ -378,7 +378,7 @@ TYPED_TEST(UioTest, SetsTheInterruptWordToZeroWhenTheWaitFails) {
                                          "\"/dev/tomkar_traffic\". errno = Interrupted system call"});
 }
 
-/** A UIO device that counts the calls of enableInterrupt(). */
+/** A UIO device that overrides enableInterrupt() to count its calls. */
 template <typename T>
 class OwnEnable : public Uio<T> {
 public:

@@ -45,25 +45,30 @@ for type in $types; do
     accepts "a /dev/a 0 $type" "MemoryDevice{\"a\", \"/dev/a\", 0U, DeviceType::$type},"
 done
 
-refuses 'adc /dev/adc 0\n' '1: error: a row has the four columns NAME PATH PARAMETER TYPE, this one has 3'
+refuses 'adc /dev/adc 0\n' '1: error: the number of columns is 3 (a row has the four columns NAME PATH PARAMETER TYPE)'
 refuses '\n# x\nadc /dev/adc 0 Lseek8 more\n' \
-    '3: error: a row has the four columns NAME PATH PARAMETER TYPE, this one has 5'
-refuses 'adc /dev/adc 0 Lseek64\n' '1: error: unknown device type "Lseek64"'
-refuses 'adc /dev/adc 0 lseek8\n' '1: error: unknown device type "lseek8"'
-refuses 'adc /dev/adc -1 Lseek8\n' '1: error: the parameter "-1" is not a decimal or 0x hexadecimal number'
-refuses 'adc /dev/adc 010 Lseek8\n' '1: error: the parameter "010" is not a decimal or 0x hexadecimal number'
-refuses 'adc /dev/adc 4k Lseek8\n' '1: error: the parameter "4k" is not a decimal or 0x hexadecimal number'
+    '3: error: the number of columns is 5 (a row has the four columns NAME PATH PARAMETER TYPE)'
+refuses 'adc /dev/adc 0 Lseek64\n' \
+    "1: error: unknown device type 'Lseek64' (rynvel/MemoryDevice.h lists the device types)"
+refuses 'adc /dev/adc 0 lseek8\n' \
+    "1: error: unknown device type 'lseek8' (rynvel/MemoryDevice.h lists the device types)"
+for parameter in -1 010 4k; do
+    refuses "adc /dev/adc $parameter Lseek8\n" \
+        "1: error: the parameter '$parameter' is not a decimal number or a hexadecimal number with the prefix 0x"
+done
 refuses 'adc /dev/adc 4294967296 Lseek8\n' '1: error: the parameter 4294967296 does not fit in 32 bits'
 refuses 'adc /dev/adc 99999999999999999999 Lseek8\n' \
     '1: error: the parameter 99999999999999999999 does not fit in 32 bits'
 refuses 'adc /dev/adc 0x100000000 Lseek8\n' '1: error: the parameter 0x100000000 does not fit in 32 bits'
-refuses 'a /dev/a 0 Lseek8\na /dev/b 0 Lseek8\n' '2: error: the name "a" is taken by an earlier row'
+refuses 'a /dev/a 0 Lseek8\na /dev/b 0 Lseek8\n' \
+    "2: error: an earlier row has the same name 'a' (give each device its own name)"
 refuses 'a"b /dev/a 0 Lseek8\n' "1: error: '\"' and '\\' are not allowed in a name or a path"
 refuses 'a /dev/a;b 0 Lseek8\n' " error: ';', '[' and ']' are not allowed"
-refuses '# nothing\n' ' error: no device rows'
+refuses '# nothing\n' ' error: no device rows (write one row NAME PATH PARAMETER TYPE for each device)'
 
 "$cmake" -DDESCRIPTION="$folder/none" -DOUTPUT="$rows" -P "$root/cmake/GenerateDeviceRows.cmake" >"$folder/out" 2>&1 &&
     fail 'accepted a file that is not there'
-grep -qxF "$folder/none: error: no such file" "$folder/out" || fail 'did not say that there is no file'
+grep -qxF "$folder/none: error: no such file (set RYNVEL_DEVICES to a device description file)" "$folder/out" ||
+    fail 'did not say that there is no file'
 
 [ "$failures" = 0 ]

@@ -23,7 +23,7 @@ using ZilTraceHdrOption = int;
 
 /** The position of a trace point. Each trace point has its own constant header. A null pointer is written as "?". */
 struct ZilTraceHeader {
-    const char* file;     /**< path of the source file, in the form that the compiler received */
+    const char* file;     /**< path of the source file, in the form of `__FILE__` */
     std::int32_t line;    /**< line of the trace point */
     const char* function; /**< bare name of the function */
 };
@@ -47,8 +47,8 @@ struct Channel;
  * Several channels may have the same name. A configuration for a name applies to all channels with the name.
  *
  * You may call all functions from any number of threads at the same time, even while the configuration changes. Do not
- * call them from signal handlers. You may construct channels during static initialization. You may destroy channels in
- * any order, until the end of the process.
+ * call the functions from signal handlers. You may construct channels during static initialization. You may destroy
+ * channels in any order, until the end of the process.
  */
 class ZILTRACE_EXPORT ZilTrace {
 public:

@@ -7,7 +7,7 @@
  * The settings of the program therefore override the variable.
  *
  * You may call all functions from any number of threads at the same time, even while other threads trace. Do not call
- * them from Sink::write() or from a signal handler.
+ * the functions from Sink::write() or from a signal handler.
  */
 #ifndef ZILTRACE_CONTROL_H
 #define ZILTRACE_CONTROL_H
@@ -23,7 +23,7 @@ namespace ZilTraceControl {
 
 enum class Kind {
     Enter,  /**< entry into a function, with or without a text */
-    Message /**< any other message */
+    Message /**< any message that is not an entry */
 };
 
 /** A message in the form that a sink receives. All pointers are valid only during Sink::write(). */
@@ -62,8 +62,9 @@ struct ChannelState {
  * Adds `specification`, which has the syntax of the environment variable ZILTRACE, to the configuration. The items of
  * `specification` override earlier items. Settings that `specification` does not name stay unchanged.
  *
- * @param error names the wrong item and the reason after a failure. It stays unchanged after a success.
- * @return false if `specification` is malformed, or if its file cannot be opened. The configuration is then unchanged.
+ * @param error receives the wrong item and the reason after a failure. The text stays unchanged after a success.
+ * @return false if `specification` is malformed, or if the file of the sink cannot be opened. The configuration is then
+ *         unchanged.
  */
 ZILTRACE_EXPORT bool configure(const std::string& specification, std::string& error);
 
@@ -76,7 +77,7 @@ ZILTRACE_EXPORT bool configure(const std::string& specification, std::string& er
 ZILTRACE_EXPORT bool setLevel(const std::string& pattern, ZilTraceLevel level);
 
 /**
- * Removes all configured levels, including those of the environment. Each channel then has the level that it was
+ * Removes all configured levels, including the levels from the environment. Each channel then has the level that it was
  * constructed with.
  */
 ZILTRACE_EXPORT void resetLevels();

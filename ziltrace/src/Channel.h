@@ -9,7 +9,7 @@
 
 namespace ziltrace {
 
-/** The data of a ZilTrace object that other classes use. */
+/** The data of a ZilTrace object that the classes of the library share. */
 struct Channel {
     const std::string name;
     const ZilTraceLevel constructedLevel;

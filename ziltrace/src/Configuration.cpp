@@ -40,18 +40,18 @@ std::string addSink(const std::string& value, Configuration& configuration) {
     } else if (value == "syslog") {
         configuration.sink = SinkChoice{SinkChoice::Kind::Syslog, {}};
     } else if (value == filePrefix) {
-        return "no file name";
+        return "no file name (give sink=file:PATH)";
     } else if (value.compare(0, filePrefix.size(), filePrefix) == 0) {
         configuration.sink = SinkChoice{SinkChoice::Kind::File, value.substr(filePrefix.size())};
     } else {
-        return "unknown sink";
+        return "unknown sink (the sinks are stderr, syslog and file:PATH)";
     }
     return {};
 }
 
 std::string addRule(const std::string& pattern, const std::string& value, Configuration& configuration) {
     if (pattern.empty()) {
-        return "empty channel pattern";
+        return "empty channel pattern (the pattern * matches all channels)";
     }
     const ZilTraceLevel level = value.size() == 1 ? value.front() - '0' : -1;
     if (!isConfigurableLevel(level)) {
@@ -63,7 +63,7 @@ std::string addRule(const std::string& pattern, const std::string& value, Config
 
 std::string addItem(const std::string& item, Configuration& configuration) {
     if (item.empty()) {
-        return "empty item";
+        return "empty item (remove a comma)";
     }
     const std::size_t equals = item.find('=');
     if (equals == std::string::npos) {

@@ -11,7 +11,7 @@
 namespace ziltrace {
 
 /**
- * A shared mutex that prefers writers: while a writer waits, new readers wait too. With a std::shared_mutex, threads
+ * A shared mutex that prefers writers: while a writer waits, new readers also wait. With a std::shared_mutex, threads
  * that trace without a pause could block a writer for ever.
  */
 class WriterPreferringMutex {

@@ -51,7 +51,8 @@ public:
     void write(const Record& record) override { syslog(priorityOf(record.level), "%s", formatMessage(record).c_str()); }
 
 private:
-    // The table omits LOG_ALERT and LOG_EMERG, because syslog daemons show these messages on every terminal.
+    // The table omits LOG_ALERT and LOG_EMERG, because syslog daemons show messages of these priorities on every
+    // terminal.
     static int priorityOf(ZilTraceLevel level) {
         static constexpr std::array<int, 8> priorities{LOG_CRIT, LOG_ERR,  LOG_WARNING, LOG_NOTICE,
                                                        LOG_INFO, LOG_INFO, LOG_DEBUG,   LOG_DEBUG};

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-/** Returns the number of calls of operator new in this thread. */
+/** Returns the number of calls to operator new in this thread. */
 std::size_t allocationCount();
 
 #endif

@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
-/** A recorder of the calls of syslog(3) in the thread that creates the recorder. Other calls have no effect. */
+/**
+ * A recorder of the calls to syslog(3) in the thread that creates the recorder. The program discards all calls in other
+ * threads. No call reaches the system log.
+ */
 class SyslogTap {
 public:
     struct Call {

@@ -10,7 +10,7 @@
 
 #include <sys/types.h>
 
-/** An object that intercepts all calls of write(2). Only one WriteTap may exist at a time. */
+/** An object that intercepts all calls to write(2). Only one WriteTap may exist at a time. */
 class WriteTap {
 public:
     struct Call {
