@@ -5,7 +5,6 @@
 #include "Durations.h"
 #include "Failure.h"
 #include "FieldText.h"
-#include "Numbers.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
 
@@ -31,11 +30,13 @@ void sleep(const CommandContext& context, const SleepOptions& options) {
 }
 
 /** Returns the value that was read, for an error message. @{ */
-std::string valueText(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
+std::string valueText(const RegisterValue& read, GivenBase base) {
+    return registerText(read.value, read.range.bits(), base);
+}
 
-std::string valueText(const FieldReading& read) { return textOf(read.field); }
+std::string valueText(const FieldReading& read, GivenBase base) { return textOf(read.field, base); }
 
-std::string valueText(const BitsReading& read) { return read.valueText(); }
+std::string valueText(const BitsReading& read, GivenBase base) { return read.valueText(base); }
 /** @} */
 
 void expect(const CommandContext& context, const ExpectOptions& options) {
@@ -45,7 +46,8 @@ void expect(const CommandContext& context, const ExpectOptions& options) {
     const Condition condition(addressed, options.condition);
     const Reading reading = readingOf(addressed, context.open(addressed.range)->read(addressed.range));
     if (!condition.holds(reading)) {
-        const std::string value = std::visit([](const auto& read) { return valueText(read); }, reading);
+        const GivenBase base = context.output().base();
+        const std::string value = std::visit([base](const auto& read) { return valueText(read, base); }, reading);
         throw Failure(ExitStatus::Failed, target.name() + ": " + condition.problem() + " (the value is " + value + ')');
     }
 }

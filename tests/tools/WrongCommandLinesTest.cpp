@@ -94,10 +94,11 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("read map32 CTRL --map ", {"nowhere", "/", "map", "/dev/null", "nowhere/map"})},
         // Options that are unknown, misplaced, without a value, or given twice.
         {wrongUsage,
-         {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
-          "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
-          "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--type Uio32 read map32 0",
-          "--type Uio32 list", "--timeout", "-"}},
+         linesOf("--frob; read map32 0 --frob; read map32 0 --mask 1; list --index; write map32 0 1 --mask; "
+                 "--quiet --json list; list --json --quiet; -q -j list; write map32 0 1 --mask 1 --mask 2; -x; "
+                 "read -x map32 0; wait map32 --interval 1s; dump map32 0 1 --order; --trace; --remote; -r; "
+                 "--type Uio32 read map32 0; --type Uio32 list; --local --remote h list; --timeout; -t; --base; "
+                 "--base 8 list; --base hex list; --base 016 list; -")},
         // Wrong bits, and conditions that cannot hold.
         {wrongUsage,
          linesOf("set; set map32; set map32 0; set map32 0 1 2; clear map32 0 x; toggle map32 0 RUN; "
@@ -152,7 +153,7 @@ const std::vector<Group>& localGroups() {
                                                                   "h::1::2", ":", ":1", "h:", "h:0", "h:x", "a:b:c"})},
         {wrongUsage,
          withEach("--remote h read r 0 --type ", {"8", "Uio", "uio32", "Uio8", "Remote32", "Lseek64", "-8"})},
-        {wrongUsage, {"--remote h read nothing 0", "--remote h list", "ping", "ping map32"}},
+        {wrongUsage, {"--remote h read nothing 0", "--remote h maps list", "ping", "ping map32"}},
         {wrongUsage, {"--remote h ping --count 0", "--remote h ping --count 1000001", "--remote h ping a b"}},
         {wrongUsage, {"--remote h --type Uio32 dump r 0 129 --burst", "--remote h --type Lseek8 write r 0 256"}},
         {wrongUsage,
