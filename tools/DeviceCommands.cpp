@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <exception>
 
 #include "Commands.h"
 #include "Count.h"
@@ -62,7 +61,9 @@ std::string reasonNotToAsk(const CommandContext& context, const RemoteServer& se
     try {
         remoteTarget(name, server, context.givenType());
         return "";
-    } catch (const std::exception& problem) {
+    } catch (const Failure& problem) {
+        return problem.what();
+    } catch (const Common::DeviceTableMismatch& problem) {
         return problem.what();
     }
 }
@@ -110,13 +111,10 @@ Inventory inventoryOf(const CommandContext& context, const RemoteServer& server)
     try {
         for (const Rynvel::MemoryDevice& row : Common::devices()) {
             const Common::DeviceTypeInfo* const type = typeToShow(context, row);
-            ServedDevice device{row.m_name, type == nullptr ? "none" : type->name, type == nullptr ? 0 : type->width};
-            device.obstacle = reasonNotToAsk(context, server, row.m_name);
-            device.isAsked = device.obstacle.empty();
-            if (device.isAsked) {
-                device.obstacle = inquiry.refusalOf(row.m_name);
-            }
-            inventory.devices.push_back(device);
+            const std::string reason = reasonNotToAsk(context, server, row.m_name);
+            inventory.devices.push_back({row.m_name, type == nullptr ? "none" : type->name,
+                                         type == nullptr ? 0 : type->width, reason.empty(),
+                                         reason.empty() ? inquiry.refusalOf(row.m_name) : reason});
         }
     } catch (const Failure& failure) {
         inventory.failure = failure;

@@ -41,9 +41,9 @@ struct ServedDevice {
     std::string type;
     unsigned int width;
     /** Whether the program could ask the server for the device. */
-    bool isAsked = true;
+    bool isAsked;
     /** Why the device cannot be used on the server; empty if the server serves it. */
-    std::string obstacle = "";
+    std::string obstacle;
 };
 
 using ServedDevices = std::vector<ServedDevice>;
