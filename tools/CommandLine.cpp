@@ -52,8 +52,9 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
         "--type", "TYPE", m_options.type,
         "the type that the remote device has on its server, for example Uio32 (default: the type of the device "
         "with the same name on this machine)");
-    program.addOption("-t,--timeout", "TIME", m_options.timeout,
-                      "give up if the command takes longer (default: no limit, except 5s for each answer of a server)");
+    program.addOption(
+        "-t,--timeout", "TIME", m_options.timeout,
+        "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer of a server)");
     program
         .addOption(
             "-m,--map", "FILE", m_options.maps,

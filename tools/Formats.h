@@ -31,6 +31,12 @@ std::string formatBare(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
 
+/** Returns the value as formatBare() formats it. */
+std::string bareText(const Reading& reading, GivenBase base);
+
+/** Returns the value as formatText() formats it, with the name that it has in the register map. */
+std::string valueText(const Reading& reading, GivenBase base);
+
 /** Whether the text of a report has values of registers, fields or bits, which have a base. */
 template <typename Value>
 constexpr bool hasBase =

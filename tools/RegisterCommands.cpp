@@ -81,7 +81,7 @@ private:
     Addressed m_first;
 };
 
-/** Returns what the user asks for. @throws Failure also if something of it cannot be read. */
+/** Returns the registers, fields and bits to read. @throws Failure also if one of them cannot be read. */
 template <typename Find>
 std::vector<Addressed> readableBy(const ReadOptions& options, const Find& find) {
     std::vector<Addressed> found;
@@ -220,7 +220,7 @@ private:
     const CommandContext& m_context;
     const std::vector<Addressed> m_watched;
     OpenDevice& m_device;
-    /** One value for each of the watched; none before the first sample. */
+    /** One value for each watched register or field; none before the first sample. */
     std::vector<std::optional<std::uint64_t>> m_previous;
 };
 
@@ -248,7 +248,7 @@ void watch(const CommandContext& context, const WatchOptions& options) {
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {
-    addRegister(command, options);
+    addRegister(command, options, "the byte address or the name of the first register");
     command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 

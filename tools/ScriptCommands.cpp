@@ -4,7 +4,7 @@
 #include "Condition.h"
 #include "Durations.h"
 #include "Failure.h"
-#include "FieldText.h"
+#include "Formats.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
 
@@ -29,16 +29,6 @@ void sleep(const CommandContext& context, const SleepOptions& options) {
     context.timeout().requireTimeLeft("sleep");
 }
 
-/** Returns the value that was read, for an error message. @{ */
-std::string valueText(const RegisterValue& read, GivenBase base) {
-    return registerText(read.value, read.range.bits(), base);
-}
-
-std::string valueText(const FieldReading& read, GivenBase base) { return textOf(read.field, base); }
-
-std::string valueText(const BitsReading& read, GivenBase base) { return read.valueText(base); }
-/** @} */
-
 void expect(const CommandContext& context, const ExpectOptions& options) {
     const Target& target = context.target(options.name);
     const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
@@ -46,27 +36,26 @@ void expect(const CommandContext& context, const ExpectOptions& options) {
     const Condition condition(addressed, options.condition);
     const Reading reading = readingOf(addressed, context.open(addressed.range)->read(addressed.range));
     if (!condition.holds(reading)) {
-        const GivenBase base = context.output().base();
-        const std::string value = std::visit([base](const auto& read) { return valueText(read, base); }, reading);
+        const std::string value = valueText(reading, context.output().base());
         throw Failure(ExitStatus::Failed, target.name() + ": " + condition.problem() + " (the value is " + value + ')');
     }
 }
 
 void addSleep(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<SleepOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "sleep", "wait for a time, between two commands of a file", options, sleep);
+    const Common::Command command = addCommand(
+        program, chosen, "sleep", "wait for a time, for example between two commands of a file", options, sleep);
     command.addArgument("TIME", options->time, "the time, for example 100ms");
 }
 
 void addExpect(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<ExpectOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "expect", "fail if a register or a field has another value", options, expect);
+    const Common::Command command = addCommand(
+        program, chosen, "expect", "fail if a register or a field does not have the given value", options, expect);
     addRegister(command, *options);
     command.addArgument("VALUE", options->condition.value, "the value that the register or the field must have");
     command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
-    command.addFlag("--not", options->condition.isNegated, "fail if the value is the same");
+    command.addFlag("--not", options->condition.isNegated, "fail if the register or the field has this value");
     addIndexOption(command, *options);
 }
 

@@ -19,6 +19,14 @@ std::string fileState(const ListedDevice& device) {
     return *device.isPresent ? "present" : "missing";
 }
 
+std::string shownValue(const RegisterValue& read, GivenBase base) {
+    return registerText(read.value, read.range.bits(), base);
+}
+
+std::string shownValue(const FieldReading& read, GivenBase base) { return textOf(read.field, base); }
+
+std::string shownValue(const BitsReading& read, GivenBase base) { return read.valueText(base); }
+
 std::string assignment(const RegisterRange& range, std::uint32_t value, GivenBase base) {
     return range.device().name() + ' ' + range.addressText() + " = " + registerText(value, range.bits(), base);
 }
@@ -33,7 +41,7 @@ std::string assignment(const FieldReading& read, GivenBase base) { return assign
 
 std::string assignment(const BitsReading& read, GivenBase base) {
     return read.range.device().name() + ' ' + read.range.addressText() + read.bits.text() + " = " +
-           read.valueText(base);
+           shownValue(read, base);
 }
 
 std::string format(const DeviceList& devices) {
@@ -197,6 +205,10 @@ std::string format(const SkippedRegisters& skipped) {
 std::string format(const MapReport& report) { return formatText(report); }
 
 } // namespace
+
+std::string valueText(const Reading& reading, GivenBase base) {
+    return std::visit([base](const auto& read) { return shownValue(read, base); }, reading);
+}
 
 std::string formatText(const Report& report, GivenBase base) {
     return std::visit(

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t gap = 2;
 
-/** Characters, not bytes: every byte of UTF-8 counts that does not continue a character. */
+/** Returns the number of characters. Counts only the bytes of UTF-8 that begin a character. */
 std::size_t lengthOf(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(
         text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
@@ -30,7 +30,7 @@ std::string lineOf(const std::vector<std::string>& row, const std::vector<std::s
     return line;
 }
 
-/** How wide the last column may be so that a line has a width; not so narrow that single words fill the lines. */
+/** Returns the width of the last column that fills a line, but at least a width that has room for several words. */
 std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t lineWidth) {
     constexpr std::size_t narrowest = 30;
     const std::size_t others = std::accumulate(widths.begin(), widths.end() - 1, std::size_t{0},

@@ -112,13 +112,15 @@ TEST_F(TypedValues, HaveNoLeadingZeroThatMayMeanAnOctalNumber) {
     expectRefused("write map32 0=1 4=010", "value " + ambiguous);
     expectRefused("write map32 0 1 --mask 010", "mask " + ambiguous);
     expectRefused("write map32 CTRL GAIN=010", "map32: field CTRL.GAIN: " + ambiguous);
-    expectRefused("poll map32 CTRL.GAIN 010", "map32: field CTRL.GAIN: " + ambiguous);
+    expectRefused("poll map32 CTRL.GAIN 010 --timeout 1s", "map32: field CTRL.GAIN: " + ambiguous);
     expectRefused("set map32 0 010", "bit " + ambiguous);
     expectRefused("set map32 0 3,010:0", "bit " + ambiguous);
     expectRefused("dump map32 0 010", "count " + ambiguous);
     expectRefused("watch map32 0 --count 010", "count " + ambiguous);
     expectRefused("ioctl map32 010 0", "request " + ambiguous);
     expectRefused("ioctl map32 0 010", "argument " + ambiguous);
+    expectRefused("--remote h --type Uio32 irq r raise 010", "word " + ambiguous);
+    expectRefused("--remote h ping --count 010", "count " + ambiguous);
     m_folder.store("script", "write map32 0 010\n");
     expectRefused("run script", "script:1: value " + ambiguous);
     expect("write map32 0x010 0b010", 0, "map32 0x00000010 = 0x00000002\n");
