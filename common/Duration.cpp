@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <string_view>
 
 #include "Number.h"
@@ -17,10 +18,43 @@ struct Unit {
 };
 
 // The longest unit comes first, because describe() uses the first unit that gives a whole number.
-constexpr std::array<Unit, 3> units{
-    {{"m", std::chrono::minutes(1)}, {"s", std::chrono::seconds(1)}, {"ms", std::chrono::milliseconds(1)}}};
+constexpr std::array<Unit, 4> units{{{"h", std::chrono::hours(1)},
+                                     {"m", std::chrono::minutes(1)},
+                                     {"s", std::chrono::seconds(1)},
+                                     {"ms", std::chrono::milliseconds(1)}}};
+
+constexpr const char* unitNames = "ms, s, m or h";
 
 constexpr NumberFormat eightDigits{false, false, 8};
+
+/** Returns the position of the unit. */
+std::size_t endOfNumber(const std::string& text) {
+    return std::min(text.find_first_not_of("0123456789."), text.size());
+}
+
+/** Returns a number of units; none if it is not a number, or not a whole number of milliseconds. */
+std::optional<std::chrono::milliseconds> multiplied(std::string_view number, std::chrono::milliseconds unit) {
+    const std::size_t point = std::min(number.find('.'), number.size());
+    const auto whole = parseNumber(number.substr(0, point), eightDigits);
+    if (!whole || point + 1 == number.size()) {
+        return std::nullopt;
+    }
+    std::chrono::milliseconds result = *whole * unit;
+    std::string_view fraction = number.substr(std::min(point + 1, number.size()));
+    fraction = fraction.substr(0, fraction.find_last_not_of('0') + 1);
+    if (fraction.empty()) {
+        return result;
+    }
+    const auto numerator = parseNumber(fraction, eightDigits);
+    std::uint32_t denominator = 1;
+    for (std::size_t i = 0; i < std::min(fraction.size(), eightDigits.maxDigits); ++i) {
+        denominator *= 10;
+    }
+    if (!numerator || *numerator * unit % denominator != std::chrono::milliseconds(0)) {
+        return std::nullopt;
+    }
+    return result + *numerator * unit / denominator;
+}
 
 } // namespace
 
@@ -29,19 +63,22 @@ std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) 
     if (text == "0") {
         return std::chrono::milliseconds(0);
     }
-    const auto end = std::min(text.find_first_not_of("0123456789"), text.size());
-    const auto count = parseNumber(std::string_view(text).substr(0, end), eightDigits);
+    const std::size_t end = endOfNumber(text);
     for (const Unit& unit : units) {
-        if (count && text.substr(end) == unit.name) {
-            const auto duration = *count * std::chrono::duration<long long, std::milli>(unit.length);
-            return duration <= maximum ? std::optional<std::chrono::milliseconds>(duration) : std::nullopt;
+        if (text.substr(end) == unit.name) {
+            const auto duration = multiplied(std::string_view(text).substr(0, end), unit.length);
+            return duration && *duration <= maximum ? duration : std::nullopt;
         }
     }
     return std::nullopt;
 }
 
 std::string notADuration(const std::string& text) {
-    return '\'' + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)";
+    if (!text.empty() && endOfNumber(text) == text.size()) {
+        return '\'' + text + "' has no unit (" + unitNames + ", for example 1.5s)";
+    }
+    return '\'' + text + "' is not a time (a number with the unit " + unitNames +
+           ", in whole milliseconds, at most one day)";
 }
 
 std::string describe(std::chrono::milliseconds duration) {

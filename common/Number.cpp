@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Number.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <system_error>
 
@@ -38,6 +40,19 @@ std::errc read(std::string_view text, const NumberFormat& format, std::uint32_t&
     return result.ptr != end || digits.text.size() > format.maxDigits ? std::errc::invalid_argument : result.ec;
 }
 
+/** Returns the number that octal digits mean, as text; empty for any other text. */
+std::string inHexadecimal(std::string_view octal) {
+    std::uint64_t number = 0;
+    const char* const end = octal.data() + octal.size();
+    const auto read = std::from_chars(octal.data(), end, number, 8);
+    std::array<char, 16> digits{};
+    if (read.ptr != end || read.ec != std::errc{}) {
+        return "";
+    }
+    return "0x" +
+           std::string(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr);
+}
+
 } // namespace
 
 bool isNumber(std::string_view text, const NumberFormat& format) {
@@ -49,6 +64,16 @@ std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberForm
     std::uint32_t number = 0;
     const bool isRead = read(text, format, number) == std::errc{};
     return isRead && number <= highest ? std::optional<std::uint32_t>(number) : std::nullopt;
+}
+
+std::string remedyForLeadingZero(std::string_view text) {
+    if (text.size() < 2 || text.front() != '0' || !isNumber(text, {})) {
+        return "";
+    }
+    const std::size_t zeros = std::min(text.find_first_not_of('0'), text.size() - 1);
+    const std::string decimal(text.substr(zeros));
+    const std::string octal = decimal.size() == 1 ? "" : inHexadecimal(decimal);
+    return "write " + decimal + (octal.empty() ? "" : " or " + octal);
 }
 
 } // namespace Common

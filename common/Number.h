@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace Common {
@@ -32,6 +33,12 @@ bool isNumber(std::string_view text, const NumberFormat& format);
 /** Returns the number; empty if the text is not a number in the format, or if the number is greater than `highest`. */
 std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& format,
                                          std::uint32_t highest = UINT32_MAX);
+
+/**
+ * Returns how a number whose leading zero may mean an octal number can be written instead, for an error message, such
+ * as "write 10 or 0x8"; empty for any other text.
+ */
+std::string remedyForLeadingZero(std::string_view text);
 
 } // namespace Common
 

@@ -84,6 +84,10 @@ std::uint64_t fittingNumber(const Field& field, const std::string& subject, cons
         throw RefusedValue(subject + ": " + quoted(text) + " is not a value of the field (give " + choicesOf(names) +
                            ')');
     }
+    const std::string remedy = Common::remedyForLeadingZero(text);
+    if (!remedy.empty()) {
+        throw RefusedValue(subject + ": " + quoted(text) + " is ambiguous (" + remedy + ')');
+    }
     const auto number = numberIn(text);
     if (!number || *number > highestOf(field)) {
         throw RefusedValue(subject + ": " + quoted(text) + " does not fit in " + bitsText(field));

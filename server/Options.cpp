@@ -19,7 +19,7 @@ namespace Rynveld {
 namespace {
 
 constexpr const char* footer =
-    "TIME is a whole number with a unit, for example 500ms, 2s or 1m.\n"
+    "TIME is a number with the unit ms, s, m or h, for example 500ms or 1.5s.\n"
     "FAULT is one of the following. The server counts the requests of each connection separately.\n"
     "  delay=TIME  wait before the answer\n"
     "  error       answer with an error instead of doing the operation\n"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "FieldText.h"
 #include "Formats.h"
-#include "Numbers.h"
 
 namespace Rynvelctl {
 
@@ -16,36 +15,48 @@ std::string format(const DeviceList& devices) {
     return joinLines(names);
 }
 
+std::string format(const ServedDevices& devices) {
+    std::vector<std::string> names;
+    for (const ServedDevice& device : devices) {
+        if (device.obstacle.empty()) {
+            names.push_back(device.name);
+        }
+    }
+    return joinLines(names);
+}
+
 std::string format(const DeviceInfo& info) {
     return joinLines({info.name, info.path, info.type, std::to_string(info.width), orNone(info.mapSize),
                       orNone(info.interruptType), orNone(info.descriptor)});
 }
 
-std::string format(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
+std::string format(const RegisterValue& read, GivenBase base) {
+    return registerText(read.value, read.range.bits(), base);
+}
 
-std::string format(const FieldReading& read) { return std::to_string(read.field.value); }
+std::string format(const FieldReading& read, GivenBase base) { return numberOf(read.field, base); }
 
-std::string format(const BitsReading& read) { return read.valueText(); }
+std::string format(const BitsReading& read, GivenBase base) { return read.valueText(base); }
 
-std::string format(const RegisterListing& listing) {
+std::string format(const RegisterListing& listing, GivenBase base) {
     std::vector<std::string> lines;
     for (const ListedRegister& listed : listing.registers) {
         if (listed.value) {
-            lines.push_back(listed.range.name() + ' ' + hexadecimal(*listed.value, listed.range.bits()));
+            lines.push_back(listed.range.name() + ' ' + registerText(*listed.value, listed.range.bits(), base));
         }
     }
     return joinLines(lines);
 }
 
-std::string format(const WrittenValue& /*written*/) { return ""; }
+std::string format(const WrittenValue& /*written*/, GivenBase /*base*/) { return ""; }
 
-std::string format(const FilledRange& /*filled*/) { return ""; }
+std::string format(const FilledRange& /*filled*/, GivenBase /*base*/) { return ""; }
 
-std::string format(const RegisterDump& dump) {
+std::string format(const RegisterDump& dump, GivenBase base) {
     std::vector<std::string> lines;
     lines.reserve(dump.values.size());
     for (const std::uint32_t value : dump.values) {
-        lines.push_back(hexadecimal(value, dump.range.device().width()));
+        lines.push_back(registerText(value, dump.range.device().width(), base));
     }
     return joinLines(lines);
 }
@@ -56,8 +67,9 @@ std::string placeOf(const FieldReading& read) { return pathOf(read.range, read.f
 
 std::string placeOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
-std::string format(const RegisterChange& change) {
-    return std::visit([](const auto& read) { return placeOf(read) + ' ' + format(read); }, change.reading);
+std::string format(const RegisterChange& change, GivenBase base) {
+    const std::string place = std::visit([](const auto& read) { return placeOf(read); }, change.reading);
+    return place + ' ' + bareText(change.reading, base);
 }
 
 std::string format(const IoctlResult& result) { return std::to_string(result.result); }
@@ -75,9 +87,9 @@ std::string format(const RoundTrips& trips) {
 
 std::string format(const SavedRegisters& /*saved*/) { return ""; }
 
-std::string format(const RegisterDifference& /*difference*/) { return ""; }
+std::string format(const RegisterDifference& /*difference*/, GivenBase /*base*/) { return ""; }
 
-std::string format(const RestoredRegister& /*restored*/) { return ""; }
+std::string format(const RestoredRegister& /*restored*/, GivenBase /*base*/) { return ""; }
 
 std::string format(const SkippedRegisters& /*skipped*/) { return ""; }
 
@@ -85,8 +97,20 @@ std::string format(const MapReport& report) { return formatBare(report); }
 
 } // namespace
 
-std::string formatBare(const Report& report) {
-    return std::visit([](const auto& value) { return format(value); }, report);
+std::string bareText(const Reading& reading, GivenBase base) {
+    return std::visit([base](const auto& read) { return format(read, base); }, reading);
+}
+
+std::string formatBare(const Report& report, GivenBase base) {
+    return std::visit(
+        [base](const auto& value) {
+            if constexpr (hasBase<std::decay_t<decltype(value)>>) {
+                return format(value, base);
+            } else {
+                return format(value);
+            }
+        },
+        report);
 }
 
 } // namespace Rynvelctl

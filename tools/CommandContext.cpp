@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CommandContext.h"
 
+#include <cstdlib>
+
 #include "Durations.h"
 #include "Failure.h"
 #include "Tracing.h"
@@ -23,16 +25,39 @@ CommandTimeout timeoutOf(const GlobalOptions& options) {
     return CommandTimeout(parsePositiveDuration("timeout", options.timeout));
 }
 
+GivenBase baseOf(const GlobalOptions& options) { return options.base.empty() ? GivenBase() : parseBase(options.base); }
+
+constexpr const char* serverVariable = "RYNVELCTL_REMOTE";
+
+/** Returns the server that the environment names for the commands without --remote; none if it does not name one. */
+std::optional<RemoteServer> defaultServer(const CommandTimeout& timeout) {
+    const char* const address = std::getenv(serverVariable);
+    if (address == nullptr || *address == '\0') {
+        return std::nullopt;
+    }
+    try {
+        return RemoteServer(address, timeout);
+    } catch (const Failure& failure) {
+        throw Failure(failure.status(), std::string(serverVariable) + ": " + failure.what());
+    }
+}
+
+std::optional<RemoteServer> serverOf(const GlobalOptions& options, const CommandTimeout& timeout) {
+    if (!options.remote.empty()) {
+        return RemoteServer(options.remote, timeout);
+    }
+    return options.isLocal ? std::nullopt : defaultServer(timeout);
+}
+
 } // namespace
 
 CommandContext::CommandContext(const GlobalOptions& options)
     : m_timeout(timeoutOf(options)),
-      m_output(formatOf(options), m_timeout),
+      m_output(formatOf(options), m_timeout, baseOf(options)),
+      m_server(serverOf(options, m_timeout)),
+      m_isServerGiven(!options.remote.empty()),
       m_maps(std::make_unique<MapSearch>(options.maps, m_timeout.deadline())),
       m_devices(std::make_unique<KnownDevices>()) {
-    if (!options.remote.empty()) {
-        m_server.emplace(options.remote, m_timeout);
-    }
     if (!options.type.empty()) {
         m_givenType = &parseType(options.type);
     }
@@ -70,15 +95,20 @@ const RegisterMap& CommandContext::registerMap(const Target& target) const {
 
 const RemoteServer& CommandContext::server(const char* command) const {
     if (!m_server) {
-        throw usageError(std::string(command) + ": the server is missing (give it with --remote)");
+        throw usageError(std::string(command) + ": the server is missing (give it with --remote, or in " +
+                         serverVariable + ')');
     }
     return *m_server;
 }
 
 void CommandContext::requireLocal(const char* command) const {
-    if (m_server) {
+    if (m_isServerGiven) {
         throw usageError(std::string(command) + ": --remote is not supported (the command works only on this machine)");
     }
+    requireNoType(command);
+}
+
+void CommandContext::requireNoType(const char* command) const {
     if (m_givenType != nullptr) {
         throw usageError(std::string(command) + ": --type is not supported (the command works only on this machine)");
     }

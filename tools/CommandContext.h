@@ -26,6 +26,8 @@ struct GlobalOptions {
     bool isQuiet = false;
     bool isJson = false;
     std::string remote;
+    bool isLocal = false;
+    std::string base;
     std::string type;
     std::string timeout;
     std::vector<std::string> traces;
@@ -68,6 +70,12 @@ public:
     /** Returns the result of findRegisterMap(). @throws Failure also if no register map describes the device. */
     const RegisterMap& registerMap(const Target& target) const;
 
+    /** Returns the server; null if the command uses the devices of this machine. */
+    const RemoteServer* findServer() const { return m_server ? &*m_server : nullptr; }
+
+    /** Returns the type that the user has given; null if the user has not given one. */
+    const Common::DeviceTypeInfo* givenType() const { return m_givenType; }
+
     /**
      * Returns the server. @param command the command that needs a server. @throws Failure if the user has not given
      * one.
@@ -75,17 +83,21 @@ public:
     const RemoteServer& server(const char* command) const;
 
     /**
-     * Checks that the user has given no options for remote devices.
+     * Checks that the user has given no options for remote devices. The default server does not matter.
      *
      * @param command the command, which does not support these options.
      * @throws Failure if the user has given one.
      */
     void requireLocal(const char* command) const;
 
+    /** @throws Failure if the user has given a type. @param command the command, which does not support types. */
+    void requireNoType(const char* command) const;
+
 private:
     CommandTimeout m_timeout;
     Output m_output;
     std::optional<RemoteServer> m_server;
+    bool m_isServerGiven = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<MapSearch> m_maps;
     std::unique_ptr<KnownDevices> m_devices;

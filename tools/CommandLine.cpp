@@ -42,24 +42,29 @@ void CommandLine::addAll() {
 }
 
 void CommandLine::addGlobalOptions(const Common::Command& program) {
-    program.addOption("--remote", "HOST[:PORT]", m_options.remote,
-                      "use the devices of a register server (default port: " + std::to_string(Common::defaultPort) +
-                          ")");
+    const auto remote = program.addOption(
+        "-r,--remote", "HOST[:PORT]", m_options.remote,
+        "use the devices of a register server (default: the server in RYNVELCTL_REMOTE; default port: " +
+            std::to_string(Common::defaultPort) + ")");
+    program.addFlag("--local", m_options.isLocal, "use the devices of this machine, even with RYNVELCTL_REMOTE")
+        .excludes(remote);
     program.addOption(
         "--type", "TYPE", m_options.type,
         "the type that the remote device has on its server, for example Uio32 (default: the type of the device "
         "with the same name on this machine)");
     program.addOption(
-        "--timeout", "TIME", m_options.timeout,
+        "-t,--timeout", "TIME", m_options.timeout,
         "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer of a server)");
     program
         .addOption(
-            "--map", "FILE", m_options.maps,
+            "-m,--map", "FILE", m_options.maps,
             "a register map, or a folder of register maps (default: those in RYNVEL_MAPS, or the installed ones)")
         .takeOneValue();
-    const auto quiet = program.addFlag("--quiet", m_options.isQuiet,
+    const auto quiet = program.addFlag("-q,--quiet", m_options.isQuiet,
                                        "print only values, and nothing for a command that returns no value");
-    program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
+    program.addFlag("-j,--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
+    program.addOption("--base", oneOf({"2", "10", "16"}), m_options.base,
+                      "the base of printed values (default: 16, and 10 for fields)");
     program
         .addOption(
             "--trace", "CHANNEL=LEVEL", m_options.traces,

@@ -230,7 +230,7 @@ private:
     }
 
     void keepValue(const OptionDescription& option, const std::string& value) {
-        if (option.names.front() == "--map") {
+        if (option.names.back() == "--map") {
             m_line.maps.push_back(value);
         }
     }

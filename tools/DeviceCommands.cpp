@@ -8,6 +8,7 @@
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "RecordConnection.h"
 
 namespace Rynvelctl {
 
@@ -51,8 +52,88 @@ void requireNoProblems(const std::vector<std::string>& problems) {
     }
 }
 
-void list(const CommandContext& context, const NoOptions& /*options*/) {
-    context.requireLocal("list");
+const Common::DeviceTypeInfo* typeToShow(const CommandContext& context, const Rynvel::MemoryDevice& row) {
+    return context.givenType() != nullptr ? context.givenType() : Common::findDeviceTypeInfo(row.m_type);
+}
+
+/** Returns why no command can use a device on a server; empty if a command can. */
+std::string reasonNotToAsk(const CommandContext& context, const RemoteServer& server, const std::string& name) {
+    try {
+        remoteTarget(name, server, context.givenType());
+        return "";
+    } catch (const Failure& problem) {
+        return problem.what();
+    } catch (const Common::DeviceTableMismatch& problem) {
+        return problem.what();
+    }
+}
+
+/** A connection to a server, which opens devices one after the other. */
+class ServerInquiry {
+public:
+    explicit ServerInquiry(const RemoteServer& server) : m_server(server) {}
+
+    /** Returns why the server does not serve a device; empty if it does. @throws UnansweredRequest. */
+    std::string refusalOf(const std::string& name) {
+        try {
+            m_server.call([&] { open(name); }, "");
+            return "";
+        } catch (const UnansweredRequest&) {
+            throw;
+        } catch (const Failure&) {
+            return "the server does not open the device";
+        }
+    }
+
+private:
+    void open(const std::string& name) {
+        const Common::DeadlineFactory deadlines = m_server.deadlines();
+        if (!m_connection) {
+            m_connection.emplace(m_server.address(), deadlines());
+        }
+        // The server releases the device that it has opened before.
+        m_connection->open(name, deadlines());
+    }
+
+    const RemoteServer& m_server;
+    std::optional<Common::RecordConnection> m_connection;
+};
+
+/** The devices up to the first unanswered request, and its failure if there is one. */
+struct Inventory {
+    ServedDevices devices;
+    std::optional<Failure> failure;
+};
+
+Inventory inventoryOf(const CommandContext& context, const RemoteServer& server) {
+    Inventory inventory;
+    ServerInquiry inquiry(server);
+    try {
+        for (const Rynvel::MemoryDevice& row : Common::devices()) {
+            const Common::DeviceTypeInfo* const type = typeToShow(context, row);
+            const std::string reason = reasonNotToAsk(context, server, row.m_name);
+            inventory.devices.push_back({row.m_name, type == nullptr ? "none" : type->name,
+                                         type == nullptr ? 0 : type->width, reason.empty(),
+                                         reason.empty() ? inquiry.refusalOf(row.m_name) : reason});
+        }
+    } catch (const Failure& failure) {
+        inventory.failure = failure;
+    }
+    return inventory;
+}
+
+void listServed(const CommandContext& context, const RemoteServer& server) {
+    const Inventory inventory = inventoryOf(context, server);
+    if (!inventory.devices.empty()) {
+        context.output().print(inventory.devices);
+    }
+    if (inventory.failure) {
+        throw Failure(*inventory.failure);
+    }
+}
+
+void listLocal(const CommandContext& context) {
+    context.requireNoType("list");
     const std::vector<Rynvel::MemoryDevice>& rows = Common::devices();
     DeviceList devices;
     std::vector<std::string> problems;
@@ -66,6 +147,14 @@ void list(const CommandContext& context, const NoOptions& /*options*/) {
     }
     context.output().print(devices);
     requireNoProblems(problems);
+}
+
+void list(const CommandContext& context, const NoOptions& /*options*/) {
+    if (const RemoteServer* const server = context.findServer()) {
+        listServed(context, *server);
+    } else {
+        listLocal(context);
+    }
 }
 
 void info(const CommandContext& context, const InfoOptions& options) {
@@ -86,7 +175,9 @@ void ioctl(const CommandContext& context, const IoctlOptions& options) {
 } // namespace
 
 void addDeviceCommands(const Common::Command& program, Action& chosen) {
-    addCommand(program, chosen, "list", "list the devices of this machine", std::make_shared<NoOptions>(), list);
+    addCommand(program, chosen, "list",
+               "list the devices of this machine, or with --remote those that the server serves",
+               std::make_shared<NoOptions>(), list);
 
     const auto infoOptions = std::make_shared<InfoOptions>();
     const Common::Command infoCommand = addCommand(

@@ -16,9 +16,13 @@ std::string pathOf(const RegisterRange& range, const Maps::FieldValue& value) {
 
 std::string meaningOf(const Maps::FieldValue& value) { return value.name == nullptr ? "" : value.name->name; }
 
-std::string textOf(const Maps::FieldValue& value) {
+std::string numberOf(const Maps::FieldValue& value, GivenBase base) {
+    return fieldText(value.value, value.field->msb - value.field->lsb + 1, base);
+}
+
+std::string textOf(const Maps::FieldValue& value, GivenBase base) {
     const std::string meaning = meaningOf(value);
-    return std::to_string(value.value) + (meaning.empty() ? "" : " (" + meaning + ')');
+    return numberOf(value, base) + (meaning.empty() ? "" : " (" + meaning + ')');
 }
 
 std::string AssignmentLines::text() const {

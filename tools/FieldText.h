@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "FieldValues.h"
+#include "NumberBase.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
@@ -24,8 +25,11 @@ std::string pathOf(const RegisterRange& range, const Maps::FieldValue& value);
 /** Returns the name of the value; empty if it has none. */
 std::string meaningOf(const Maps::FieldValue& value);
 
+/** Returns the value without its name. */
+std::string numberOf(const Maps::FieldValue& value, GivenBase base);
+
 /** Returns the value with its name, such as `1 (running)`. */
-std::string textOf(const Maps::FieldValue& value);
+std::string textOf(const Maps::FieldValue& value, GivenBase base);
 
 /** Lines of the form `LABEL = VALUE`, with the values in one column. */
 class AssignmentLines {

@@ -8,17 +8,19 @@
 
 #include <chrono>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "NumberBase.h"
 #include "Report.h"
 
 namespace Rynvelctl {
 
 /** Formats a report for people. */
-std::string formatText(const Report& report);
+std::string formatText(const Report& report, GivenBase base = std::nullopt);
 
 /** Formats only the values, for scripts. The text is empty for a command that returns no value. */
-std::string formatBare(const Report& report);
+std::string formatBare(const Report& report, GivenBase base = std::nullopt);
 
 /** Formats a report as one JSON value on one line. */
 std::string formatJson(const Report& report);
@@ -28,6 +30,21 @@ std::string formatText(const MapReport& report);
 std::string formatBare(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
+
+/** Returns the value as formatBare() formats it. */
+std::string bareText(const Reading& reading, GivenBase base);
+
+/** Returns the value as formatText() formats it, with the name that it has in the register map. */
+std::string valueText(const Reading& reading, GivenBase base);
+
+/** Whether the text of a report has values of registers, fields or bits, which have a base. */
+template <typename Value>
+constexpr bool hasBase =
+    std::disjunction_v<std::is_same<Value, RegisterValue>, std::is_same<Value, FieldReading>,
+                       std::is_same<Value, BitsReading>, std::is_same<Value, RegisterListing>,
+                       std::is_same<Value, WrittenValue>, std::is_same<Value, FilledRange>,
+                       std::is_same<Value, RegisterDump>, std::is_same<Value, RegisterChange>,
+                       std::is_same<Value, RegisterDifference>, std::is_same<Value, RestoredRegister>>;
 
 /** Returns the time with three decimals and without the unit. */
 std::string inMilliseconds(std::chrono::nanoseconds time);

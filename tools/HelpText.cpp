@@ -21,8 +21,11 @@ const std::vector<HelpSection> helpSections{
       "after a command shows the help of that command."}},
     {"Numbers",
      {"You can give addresses, values, masks, counts and requests as decimal numbers, as hexadecimal numbers with the "
-      "prefix 0x, or as binary numbers with the prefix 0b. A value or a mask must fit in a register of the device.",
-      "A time is a whole number with the unit ms, s or m, for example 100ms. The longest time is one day."}},
+      "prefix 0x, or as binary numbers with the prefix 0b. A value or a mask must fit in a register of the device. "
+      "A decimal number with a leading zero is ambiguous: 010 is refused, 10 and 0x8 are not.",
+      "A time is a number with the unit ms, s, m or h, for example 100ms or 1.5s. It must be a whole number of "
+      "milliseconds. The longest time is one day.",
+      "--base selects the base of printed values. It does not change addresses and JSON."}},
     {"Addresses",
      {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is the "
       "index of a register. If the device has a map, the address must lie inside the map.",
@@ -60,6 +63,9 @@ const std::vector<HelpSection> helpSections{
       "share/rynvel/maps of the installation. The command uses the first description of the device."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
+      "The environment variable RYNVELCTL_REMOTE names the server of the commands without --remote. --local selects "
+      "the devices of this machine in spite of the variable. list asks the server for each name of this machine's "
+      "device table.",
       "A server does not report why it refuses a request. The address may lie outside the device, the device may have "
       "another type, or the server's options may forbid the request. To see the reason, turn on the traces of rynveld "
       "at level 4 of the channel Rynveld."}},

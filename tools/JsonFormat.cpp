@@ -65,6 +65,20 @@ std::string format(const DeviceList& devices) {
     return jsonArray(objects);
 }
 
+std::string format(const ServedDevices& devices) {
+    std::vector<std::string> objects;
+    objects.reserve(devices.size());
+    for (const ServedDevice& device : devices) {
+        JsonObject object;
+        object.add("name", device.name)
+            .add("backend", device.type)
+            .add("width", device.width)
+            .addFlag("served", device.obstacle.empty());
+        objects.push_back(device.obstacle.empty() ? object.text() : object.add("reason", device.obstacle).text());
+    }
+    return jsonArray(objects);
+}
+
 std::string format(const DeviceInfo& info) {
     return JsonObject()
         .add("name", info.name)

@@ -17,6 +17,10 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text) {
     if (!Common::isNumber(text, anyNotation)) {
         throw usageError(name + " '" + text + "' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
     }
+    const std::string remedy = Common::remedyForLeadingZero(text);
+    if (!remedy.empty()) {
+        throw usageError(name + " '" + text + "' is ambiguous (" + remedy + ')');
+    }
     const auto number = Common::parseNumber(text, anyNotation);
     if (!number) {
         throw usageError(name + ' ' + text + " does not fit in 32 bits");

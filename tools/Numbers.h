@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks.
+ * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. A decimal
+ * number has no leading zero, which may mean an octal number.
  */
 #ifndef RYNVELCTL_NUMBERS_H
 #define RYNVELCTL_NUMBERS_H
@@ -17,7 +18,7 @@ namespace Rynvelctl {
  * Returns the number that the text gives.
  *
  * @param name the name of the number for the error message, for example "address".
- * @throws Failure if the text is not a number, or if the number does not fit in 32 bits.
+ * @throws Failure if the text is not a number, if it has a leading zero, or if the number does not fit in 32 bits.
  */
 std::uint32_t parseNumber(const std::string& name, const std::string& text);
 

@@ -17,14 +17,14 @@ namespace Rynvelctl {
 
 namespace {
 
-std::string formatReport(Format format, const Report& report) {
+std::string formatReport(Format format, const Report& report, GivenBase base) {
     switch (format) {
     case Format::Bare:
-        return formatBare(report);
+        return formatBare(report, base);
     case Format::Json:
         return formatJson(report);
     default:
-        return formatText(report);
+        return formatText(report, base);
     }
 }
 
@@ -73,7 +73,7 @@ void waitUntil(const Common::Deadline& deadline) {
 }
 
 void Output::print(const Report& report) const {
-    const std::string text = withoutControlCharacters(formatReport(m_format, report));
+    const std::string text = withoutControlCharacters(formatReport(m_format, report, m_base));
     if (!text.empty()) {
         write(text + '\n');
     }

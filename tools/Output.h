@@ -8,6 +8,7 @@
 
 #include "CommandTimeout.h"
 #include "Failure.h"
+#include "NumberBase.h"
 #include "Report.h"
 
 namespace Rynvelctl {
@@ -25,10 +26,15 @@ void waitUntil(const Common::Deadline& deadline);
 
 class Output {
 public:
-    /** @param timeout the time-out of the command, which also limits the wait for a reader of standard output. */
-    Output(Format format, const CommandTimeout& timeout) : m_format(format), m_timeout(timeout) {}
+    /**
+     * @param timeout the time-out of the command, which also limits the wait for a reader of standard output.
+     * @param base the base of values in a text.
+     */
+    Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)
+        : m_format(format), m_timeout(timeout), m_base(base) {}
 
     Format format() const { return m_format; }
+    GivenBase base() const { return m_base; }
 
     /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. */
     void print(const Report& report) const;
@@ -39,6 +45,7 @@ public:
 private:
     Format m_format;
     CommandTimeout m_timeout;
+    GivenBase m_base;
 };
 
 } // namespace Rynvelctl

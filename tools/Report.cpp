@@ -4,24 +4,15 @@
 #include <algorithm>
 #include <numeric>
 
-#include "Numbers.h"
-
 namespace Rynvelctl {
 
 namespace {
-
-constexpr unsigned int bitsPerDigit = 4;
 
 std::uint64_t valueOf(const RegisterValue& read) { return read.value; }
 std::uint64_t valueOf(const FieldReading& read) { return read.field.value; }
 std::uint64_t valueOf(const BitsReading& read) { return read.value; }
 
 } // namespace
-
-std::string BitsReading::valueText() const {
-    const unsigned int digits = (bits.width() + bitsPerDigit - 1) / bitsPerDigit;
-    return hexadecimal(value, digits * bitsPerDigit);
-}
 
 std::uint64_t numberIn(const Reading& reading) {
     return std::visit([](const auto& read) { return valueOf(read); }, reading);

@@ -16,6 +16,7 @@
 #include "BitRange.h"
 #include "FieldValues.h"
 #include "MapReport.h"
+#include "NumberBase.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
@@ -32,6 +33,20 @@ struct ListedDevice {
 };
 
 using DeviceList = std::vector<ListedDevice>;
+
+/** A device of this machine's table, and whether a server serves a device of that name. */
+struct ServedDevice {
+    std::string name;
+    /** The name of the device type. */
+    std::string type;
+    unsigned int width;
+    /** Whether the program could ask the server for the device. */
+    bool isAsked;
+    /** Why the device cannot be used on the server; empty if the server serves it. */
+    std::string obstacle;
+};
+
+using ServedDevices = std::vector<ServedDevice>;
 
 struct DeviceInfo {
     std::string name;
@@ -63,8 +78,7 @@ struct BitsReading {
     BitRange bits;
     std::uint32_t value;
 
-    /** Returns the value in hexadecimal, with as many digits as the bits need. */
-    std::string valueText() const;
+    std::string valueText(GivenBase base) const { return bitsText(value, bits.width(), base); }
 };
 
 /** What the user asked for. */
@@ -193,10 +207,10 @@ struct SkippedRegisters {
     std::vector<std::string> names;
 };
 
-using Report =
-    std::variant<DeviceList, DeviceInfo, RegisterValue, FieldReading, BitsReading, RegisterListing, WrittenValue,
-                 FilledRange, RegisterDump, RegisterChange, IoctlResult, InterruptType, InterruptState, InterruptEvent,
-                 RoundTrips, SavedRegisters, RegisterDifference, RestoredRegister, SkippedRegisters, MapReport>;
+using Report = std::variant<DeviceList, ServedDevices, DeviceInfo, RegisterValue, FieldReading, BitsReading,
+                            RegisterListing, WrittenValue, FilledRange, RegisterDump, RegisterChange, IoctlResult,
+                            InterruptType, InterruptState, InterruptEvent, RoundTrips, SavedRegisters,
+                            RegisterDifference, RestoredRegister, SkippedRegisters, MapReport>;
 
 } // namespace Rynvelctl
 

@@ -10,6 +10,7 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::size_t bitsPerLine = 128;
+constexpr std::size_t bitsPerBinaryLine = 32;
 
 std::string fileState(const ListedDevice& device) {
     if (!device.isPresent) {
@@ -18,20 +19,29 @@ std::string fileState(const ListedDevice& device) {
     return *device.isPresent ? "present" : "missing";
 }
 
-std::string assignment(const RegisterRange& range, std::uint32_t value) {
-    return range.device().name() + ' ' + range.addressText() + " = " + hexadecimal(value, range.bits());
+std::string shownValue(const RegisterValue& read, GivenBase base) {
+    return registerText(read.value, read.range.bits(), base);
 }
 
-std::string assignment(const RegisterRange& range, const Maps::FieldValue& value) {
-    return range.device().name() + ' ' + pathOf(range, value) + " = " + textOf(value);
+std::string shownValue(const FieldReading& read, GivenBase base) { return textOf(read.field, base); }
+
+std::string shownValue(const BitsReading& read, GivenBase base) { return read.valueText(base); }
+
+std::string assignment(const RegisterRange& range, std::uint32_t value, GivenBase base) {
+    return range.device().name() + ' ' + range.addressText() + " = " + registerText(value, range.bits(), base);
 }
 
-std::string assignment(const RegisterValue& read) { return assignment(read.range, read.value); }
+std::string assignment(const RegisterRange& range, const Maps::FieldValue& value, GivenBase base) {
+    return range.device().name() + ' ' + pathOf(range, value) + " = " + textOf(value, base);
+}
 
-std::string assignment(const FieldReading& read) { return assignment(read.range, read.field); }
+std::string assignment(const RegisterValue& read, GivenBase base) { return assignment(read.range, read.value, base); }
 
-std::string assignment(const BitsReading& read) {
-    return read.range.device().name() + ' ' + read.range.addressText() + read.bits.text() + " = " + read.valueText();
+std::string assignment(const FieldReading& read, GivenBase base) { return assignment(read.range, read.field, base); }
+
+std::string assignment(const BitsReading& read, GivenBase base) {
+    return read.range.device().name() + ' ' + read.range.addressText() + read.bits.text() + " = " +
+           shownValue(read, base);
 }
 
 std::string format(const DeviceList& devices) {
@@ -39,6 +49,21 @@ std::string format(const DeviceList& devices) {
     for (const ListedDevice& device : devices) {
         rows.push_back({device.name, std::to_string(device.handle), device.path, device.type,
                         std::to_string(device.width), fileState(device)});
+    }
+    return TextTable(rows).text();
+}
+
+std::string stateOf(const ServedDevice& device) {
+    if (device.obstacle.empty()) {
+        return "served";
+    }
+    return (device.isAsked ? "refused (" : "not asked (") + device.obstacle + ')';
+}
+
+std::string format(const ServedDevices& devices) {
+    std::vector<std::vector<std::string>> rows{{"NAME", "TYPE", "WIDTH", "SERVER"}};
+    for (const ServedDevice& device : devices) {
+        rows.push_back({device.name, device.type, std::to_string(device.width), stateOf(device)});
     }
     return TextTable(rows).text();
 }
@@ -59,68 +84,69 @@ std::string joinTexts(const std::string& first, const std::string& second) {
     return first.empty() || second.empty() ? first + second : first + '\n' + second;
 }
 
-std::string format(const RegisterValue& read) {
+std::string format(const RegisterValue& read, GivenBase base) {
     AssignmentLines lines;
     for (const Maps::FieldValue& field : read.fields) {
-        lines.add("  " + labelOf(*field.field), textOf(field));
+        lines.add("  " + labelOf(*field.field), textOf(field, base));
     }
-    return joinTexts(assignment(read), lines.text());
+    return joinTexts(assignment(read, base), lines.text());
 }
 
-std::string format(const FieldReading& read) { return assignment(read); }
+std::string format(const FieldReading& read, GivenBase base) { return assignment(read, base); }
 
-std::string format(const BitsReading& read) { return assignment(read); }
+std::string format(const BitsReading& read, GivenBase base) { return assignment(read, base); }
 
-void add(AssignmentLines& lines, const ListedRegister& listed) {
+void add(AssignmentLines& lines, const ListedRegister& listed, GivenBase base) {
     const std::string address = hexadecimal(listed.range.address()) + "  ";
     if (!listed.value) {
         lines.addNote(address + listed.range.name(), "not read, because reading has a side effect");
         return;
     }
-    lines.add(address + listed.range.name(), hexadecimal(*listed.value, listed.range.bits()));
+    lines.add(address + listed.range.name(), registerText(*listed.value, listed.range.bits(), base));
     for (const Maps::FieldValue& field : listed.fields) {
-        lines.add(std::string(address.size() + 2, ' ') + labelOf(*field.field), textOf(field));
+        lines.add(std::string(address.size() + 2, ' ') + labelOf(*field.field), textOf(field, base));
     }
 }
 
-std::string format(const RegisterListing& listing) {
+std::string format(const RegisterListing& listing, GivenBase base) {
     AssignmentLines lines;
     for (const ListedRegister& listed : listing.registers) {
-        add(lines, listed);
+        add(lines, listed, base);
     }
     return joinTexts(lines.text(), joinLines(listing.inaccessible));
 }
 
-std::string format(const WrittenValue& written) {
+std::string format(const WrittenValue& written, GivenBase base) {
     if (!written.fields.empty()) {
         std::vector<std::string> lines;
         for (const Maps::FieldValue& field : written.fields) {
-            lines.push_back(assignment(written.range, field));
+            lines.push_back(assignment(written.range, field, base));
         }
         return joinLines(lines);
     }
-    const std::string text = assignment(written.range, written.value);
-    return written.mask ? text + " with mask " + hexadecimal(*written.mask, written.range.bits()) : text;
+    const std::string text = assignment(written.range, written.value, base);
+    return written.mask ? text + " with mask " + registerText(*written.mask, written.range.bits(), base) : text;
 }
 
-std::string format(const FilledRange& filled) {
-    return assignment(filled.range, filled.value) + " in " + Common::counted(filled.range.count(), "register");
+std::string format(const FilledRange& filled, GivenBase base) {
+    return assignment(filled.range, filled.value, base) + " in " + Common::counted(filled.range.count(), "register");
 }
 
-std::string format(const RegisterDump& dump) {
+std::string format(const RegisterDump& dump, GivenBase base) {
     const unsigned int width = dump.range.device().width();
+    const std::size_t perLine = (base == NumberBase::Binary ? bitsPerBinaryLine : bitsPerLine) / width;
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < dump.values.size(); ++i) {
-        if (i % (bitsPerLine / width) == 0) {
+        if (i % perLine == 0) {
             lines.push_back(dump.range[static_cast<std::uint32_t>(i)].addressText() + ':');
         }
-        lines.back() += ' ' + hexadecimalDigits(dump.values[i], width);
+        lines.back() += ' ' + registerColumn(dump.values[i], width, base);
     }
     return joinLines(lines);
 }
 
-std::string format(const RegisterChange& change) {
-    return change.time + ' ' + std::visit([](const auto& read) { return assignment(read); }, change.reading);
+std::string format(const RegisterChange& change, GivenBase base) {
+    return change.time + ' ' + std::visit([base](const auto& read) { return assignment(read, base); }, change.reading);
 }
 
 std::string format(const IoctlResult& result) {
@@ -149,25 +175,26 @@ std::string format(const SavedRegisters& saved) {
 
 std::string change(const std::string& before, const std::string& after) { return ": " + before + " -> " + after; }
 
-std::string format(const RegisterDifference& difference) {
+std::string format(const RegisterDifference& difference, GivenBase base) {
     const unsigned int size = difference.size;
     if (!difference.first || !difference.second) {
         const std::uint32_t value = difference.first ? *difference.first : *difference.second;
         return difference.name + ": only in " + difference.source + " (" + hexadecimal(difference.offset) + " = " +
-               hexadecimal(value, size) + ')';
+               registerText(value, size, base) + ')';
     }
-    std::vector<std::string> lines{difference.name +
-                                   change(hexadecimal(*difference.first, size), hexadecimal(*difference.second, size))};
+    std::vector<std::string> lines{difference.name + change(registerText(*difference.first, size, base),
+                                                            registerText(*difference.second, size, base))};
     for (const FieldDifference& field : difference.fields) {
         lines.push_back(difference.name + '.' + field.first.field->name +
-                        change(textOf(field.first), textOf(field.second)));
+                        change(textOf(field.first, base), textOf(field.second, base)));
     }
     return joinLines(lines);
 }
 
-std::string format(const RestoredRegister& restored) {
+std::string format(const RestoredRegister& restored, GivenBase base) {
     return restored.range.device().name() + ' ' + restored.range.addressText() +
-           change(hexadecimal(restored.before, restored.size), hexadecimal(restored.after, restored.size)) +
+           change(registerText(restored.before, restored.size, base),
+                  registerText(restored.after, restored.size, base)) +
            (restored.isWritten ? "" : " (not written)");
 }
 
@@ -179,8 +206,20 @@ std::string format(const MapReport& report) { return formatText(report); }
 
 } // namespace
 
-std::string formatText(const Report& report) {
-    return std::visit([](const auto& value) { return format(value); }, report);
+std::string valueText(const Reading& reading, GivenBase base) {
+    return std::visit([base](const auto& read) { return shownValue(read, base); }, reading);
+}
+
+std::string formatText(const Report& report, GivenBase base) {
+    return std::visit(
+        [base](const auto& value) {
+            if constexpr (hasBase<std::decay_t<decltype(value)>>) {
+                return format(value, base);
+            } else {
+                return format(value);
+            }
+        },
+        report);
 }
 
 } // namespace Rynvelctl

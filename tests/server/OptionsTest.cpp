@@ -129,9 +129,10 @@ TEST(Options, LimitConnectionsAndIdleTime) {
         EXPECT_NE(problemOf({"--max-connections-per-host", wrong}), "") << wrong;
     }
     EXPECT_EQ(parse({"--idle-timeout", "1m"}).idleTimeout, 1min);
+    EXPECT_EQ(parse({"--idle-timeout", "1.5s"}).idleTimeout, 1500ms);
+    EXPECT_EQ(parse({"--idle-timeout", "2h"}).idleTimeout, 120min);
     EXPECT_EQ(parse({"--idle-timeout", "0"}).idleTimeout, 0ms);
-    EXPECT_EQ(problemOf({"--idle-timeout", "5"}),
-              "--idle-timeout: '5' is not a time (a whole number with the unit ms, s or m, at most one day)");
+    EXPECT_EQ(problemOf({"--idle-timeout", "5"}), "--idle-timeout: '5' has no unit (ms, s, m or h, for example 1.5s)");
 }
 
 /** Returns a numeric setting of the systemd unit that starts the server, or 0 if the unit does not have it. */
@@ -171,8 +172,8 @@ TEST(Options, RaiseNoOtherInterrupts) {
     EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: device 'seek.8' has no interrupts");
     EXPECT_EQ(problem("far=1s"),
               "--interrupt-every: device 'far' is remote (rynveld serves only devices of its own machine)");
-    EXPECT_EQ(problem("uio.32="),
-              "--interrupt-every: '' is not a time (a whole number with the unit ms, s or m, at most one day)");
+    EXPECT_EQ(problem("uio.32="), "--interrupt-every: '' is not a time (a number with the unit ms, s, m or h, in whole "
+                                  "milliseconds, at most one day)");
     EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must be greater than 0");
     EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every: the option requires --simulate");
     EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--interrupt-every", "uio.32=1s"}),

@@ -46,7 +46,7 @@ TEST(Completion, OffersOptionsOfTheProgramAndOfTheCommand) {
     EXPECT_EQ(offered({"--t"}), "--type --timeout --trace");
     EXPECT_EQ(offered({"write", "map32", "0", "1", "--v"}), "--version --verify");
     EXPECT_EQ(offered({"wait", "map32", "-"}),
-              "--version --help --remote --type --timeout --map --quiet --json --trace --each --count");
+              "--version --help --remote --local --type --timeout --map --quiet --json --base --trace --each --count");
 }
 
 TEST(Completion, OffersDeviceNames) {
@@ -62,6 +62,7 @@ TEST(Completion, OffersValues) {
     EXPECT_EQ(offered({"dump", "--order", ""}), "host network");
     EXPECT_EQ(offered({"dump", "--order=n"}), "--order=network");
     EXPECT_EQ(offered({"--type", "Tyvon3"}), "Tyvon32");
+    EXPECT_EQ(offered({"--base", ""}), "2 10 16");
     EXPECT_EQ(offered({"--type", "Remote"}), "");
     EXPECT_EQ(offered({"irq", "map32", ""}), "type enable disable raise");
     EXPECT_EQ(offered({"--remote", ""}), "");
@@ -70,6 +71,7 @@ TEST(Completion, OffersValues) {
 TEST(Completion, ContinuesAfterAServer) {
     EXPECT_EQ(offered({"--remote", "127.0.0.1::9000", "irq", "map32", "e"}), "enable");
     EXPECT_EQ(offered({"--remote=127.0.0.1::9000", "rea"}), "read");
+    EXPECT_EQ(offered({"-r", "127.0.0.1::9000", "-t", "1s", "-q", "rea"}), "read");
 }
 
 TEST(Completion, OffersNothingAfterAnUnknownCommand) {
@@ -94,6 +96,7 @@ TEST(Completion, OffersFiles) {
     EXPECT_EQ(offered({"maps", "check", ""}, folder.path()), "a.svd maps/");
     EXPECT_EQ(offered({"maps", "check", "a.svd", "ma"}, folder.path()), "maps/");
     EXPECT_EQ(offered({"--map", "maps/"}, folder.path()), "maps/b.svd");
+    EXPECT_EQ(offered({"-m", "maps/"}, folder.path()), "maps/b.svd");
     EXPECT_EQ(offered({"--map=maps/b"}, folder.path()), "--map=maps/b.svd");
     EXPECT_EQ(offered({"--map", ".h"}, folder.path()), ".hidden");
     EXPECT_EQ(offered({"run", "--keep-going", "a"}, folder.path()), "a.svd");
@@ -188,6 +191,7 @@ TEST_F(MapCompletion, OffersListsOfFields) {
 TEST_F(MapCompletion, TakesTheMapsOfTheLine) {
     EXPECT_EQ(offered({"--map=m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"read", "map32", "--map", "m.svd", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"-m", "m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"read", "map32", "ST"}, m_folder.path()), "");
     EXPECT_EQ(offered({"--map", "m.svd", "--remote", "h", "read", "map32", "ST"}, m_folder.path()), "STATUS");
 }

@@ -22,6 +22,8 @@ Arguments commandOf(const std::string& path, const Arguments& arguments) {
     return command;
 }
 
+const std::string cleanEnvironment = "unset ZILTRACE RYNVELCTL_REMOTE; ";
+
 const std::string timePattern = "0000-00-00T00:00:00.000000Z";
 
 bool isTime(std::string text) {
@@ -42,14 +44,21 @@ Arguments words(const std::string& line) {
 }
 
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output)
-    : Process(commandOf(path, arguments), {"unset ZILTRACE; cd '" + folder + "' && ", {}, output}) {}
+    : Process(commandOf(path, arguments), {cleanEnvironment + "cd '" + folder + "' && ", {}, output}) {}
 
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder,
                  const std::string& input)
-    : Process(commandOf(path, arguments), {"unset ZILTRACE; cd '" + folder + "' && exec <'" + input + "' && ", {}}) {}
+    : Process(commandOf(path, arguments), {cleanEnvironment + "cd '" + folder + "' && exec <'" + input + "' && ", {}}) {
+}
 
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder) {
     return Program(path, arguments, folder).wait();
+}
+
+Ending runWithVariable(const std::string& assignment, const std::string& path, const Arguments& arguments,
+                       const std::string& folder) {
+    const std::string preparation = cleanEnvironment + "cd '" + folder + "' && export '" + assignment + "' && ";
+    return Process(commandOf(path, arguments), {preparation, {}, Process::toTheTest}).wait();
 }
 
 TestFolder::TestFolder() {

@@ -24,6 +24,10 @@ public:
 /** Runs a program, and waits until the program ends. */
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder);
 
+/** Does the same with an environment variable. @param assignment such as "NAME=value". */
+Ending runWithVariable(const std::string& assignment, const std::string& path, const Arguments& arguments,
+                       const std::string& folder);
+
 /** A temporary folder for a test. The destructor removes the folder with its contents. */
 class TestFolder {
 public:

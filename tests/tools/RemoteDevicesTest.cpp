@@ -347,6 +347,16 @@ TEST_F(SimulatedDevices, AnswerPings) {
     expect("ping nothing", 3, "", m_address + ": the server refuses to open 'nothing'");
 }
 
+class SomeSimulatedDevices : public SimulatedDevices {
+protected:
+    SomeSimulatedDevices() : SimulatedDevices("--device rtc0 --device traf.top") {}
+};
+
+TEST_F(SomeSimulatedDevices, AreListedAsServed) {
+    expect("list --quiet", 0, "traf.top\nrtc0\n");
+    expect("list --quiet --timeout 9s", 0, "traf.top\nrtc0\n");
+}
+
 class SimulatedDevicesInPieces : public SimulatedDevices {
 protected:
     SimulatedDevicesInPieces() : SimulatedDevices("--fault split=50ms") {}

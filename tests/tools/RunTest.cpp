@@ -272,8 +272,8 @@ TEST_F(CommandFiles, SleepBetweenCommands) {
     expectEnding(run("sleep 1m\nread file8 1\n", "--timeout 100ms --keep-going"), 4, "",
                  "script:1: sleep: timed out after 100 ms");
     expectEnding(run("sleep soon\n"), 2, "",
-                 "script:1: sleep: 'soon' is not a time (a whole number with the unit ms, s "
-                 "or m, at most one day)");
+                 "script:1: sleep: 'soon' is not a time (a number with the unit ms, s, m or h, in whole "
+                 "milliseconds, at most one day)");
 }
 
 TEST_F(CommandFiles, ExpectValues) {

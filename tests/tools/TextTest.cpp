@@ -39,7 +39,6 @@ std::string complaint(const Call& call) {
 
 TEST(Numbers, AreDecimalHexadecimalOrBinary) {
     EXPECT_EQ(parseNumber("n", "0"), 0U);
-    EXPECT_EQ(parseNumber("n", "0017"), 17U);
     EXPECT_EQ(parseNumber("n", "4294967295"), 4294967295U);
     EXPECT_EQ(parseNumber("n", "0xfF"), 255U);
     EXPECT_EQ(parseNumber("n", "0XFFFFFFFF"), 4294967295U);
@@ -53,6 +52,15 @@ TEST(Numbers, AreTheWholeText) {
         EXPECT_EQ(complaint([&] { parseNumber("value", text); }),
                   "value '" + text + "' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
     }
+}
+
+TEST(Numbers, HaveNoLeadingZeroThatMayMeanAnOctalNumber) {
+    EXPECT_EQ(parseNumber("n", "0x010"), 16U);
+    EXPECT_EQ(parseNumber("n", "0b010"), 2U);
+    EXPECT_EQ(complaint([] { parseNumber("value", "010"); }), "value '010' is ambiguous (write 10 or 0x8)");
+    EXPECT_EQ(complaint([] { parseNumber("mask", "0017"); }), "mask '0017' is ambiguous (write 17 or 0xf)");
+    EXPECT_EQ(complaint([] { parseNumber("address", "08"); }), "address '08' is ambiguous (write 8)");
+    EXPECT_EQ(complaint([] { parseNumber("count", "00"); }), "count '00' is ambiguous (write 0)");
 }
 
 TEST(Numbers, FitIn32Bits) {
@@ -88,10 +96,14 @@ TEST(Durations, AreNumbersWithUnits) {
     EXPECT_EQ(parseDuration("t", "100ms"), milliseconds(100));
     EXPECT_EQ(parseDuration("t", "2s"), milliseconds(2'000));
     EXPECT_EQ(parseDuration("t", "3m"), milliseconds(180'000));
+    EXPECT_EQ(parseDuration("t", "1.5h"), milliseconds(5'400'000));
+    EXPECT_EQ(complaint([] { parseDuration("timeout", "5"); }),
+              "--timeout: '5' has no unit (ms, s, m or h, for example 1.5s)");
     for (const std::string text :
-         {"", "5", "s", "5 s", "-1s", "1.5s", "5h", "5sec", "1000000m", "25h", "99999999999s"}) {
+         {"", "s", "5 s", "-1s", "1.0005s", "25h", "5sec", "1000000m", "25h", "99999999999s"}) {
         EXPECT_EQ(complaint([&] { parseDuration("timeout", text); }),
-                  "--timeout: '" + text + "' is not a time (a whole number with the unit ms, s or m, at most one day)");
+                  "--timeout: '" + text +
+                      "' is not a time (a number with the unit ms, s, m or h, in whole milliseconds, at most one day)");
     }
     EXPECT_EQ(complaint([] { parsePositiveDuration("interval", "0s"); }),
               "--interval: the interval must be greater than 0");

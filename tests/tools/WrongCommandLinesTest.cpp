@@ -26,8 +26,8 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-const std::vector<std::string> wrongNumbers = {"x",    "0x",  "0b",  "0b2",   "0xg",        "1.5",         "1e3", "+1",
-                                               "0x-1", "12a", "1,2", "0x1_0", "4294967296", "0x100000000", "ten"};
+const std::vector<std::string> wrongNumbers =
+    words("x 0x 0b 0b2 0xg 1.5 1e3 +1 0x-1 12a 1,2 0x1_0 4294967296 0x100000000 ten 010 00 08 00000000000017");
 
 std::vector<std::string> withEach(const std::string& before, const std::vector<std::string>& middles,
                                   const std::string& after = "") {
@@ -94,10 +94,11 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("read map32 CTRL --map ", {"nowhere", "/", "map", "/dev/null", "nowhere/map"})},
         // Options that are unknown, misplaced, without a value, or given twice.
         {wrongUsage,
-         {"--frob", "read map32 0 --frob", "read map32 0 --mask 1", "list --index", "write map32 0 1 --mask",
-          "--quiet --json list", "list --json --quiet", "write map32 0 1 --mask 1 --mask 2", "-x", "read -q map32 0",
-          "wait map32 --interval 1s", "dump map32 0 1 --order", "--trace", "--remote", "--type Uio32 read map32 0",
-          "--type Uio32 list", "--timeout", "-"}},
+         linesOf("--frob; read map32 0 --frob; read map32 0 --mask 1; list --index; write map32 0 1 --mask; "
+                 "--quiet --json list; list --json --quiet; -q -j list; write map32 0 1 --mask 1 --mask 2; -x; "
+                 "read -x map32 0; wait map32 --interval 1s; dump map32 0 1 --order; --trace; --remote; -r; "
+                 "--type Uio32 read map32 0; --type Uio32 list; --local --remote h list; --timeout; -t; --base; "
+                 "--base 8 list; --base hex list; --base 016 list; -")},
         // Wrong bits, and conditions that cannot hold.
         {wrongUsage,
          linesOf("set; set map32; set map32 0; set map32 0 1 2; clear map32 0 x; toggle map32 0 RUN; "
@@ -138,9 +139,10 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("write file16 0 ", {"65536", "0x10000", "1 --mask 0x10000", "1 --mask 0"})},
         {wrongUsage, {"fill file8 0 1 256", "fill map16 0 1 0x10000", "write map32 0 0x100000000"}},
         // Wrong times, counts, byte orders, burst widths, trace levels, servers and device types.
-        {wrongUsage, withEach("watch file8 0 --interval ", {"1", "0s", "0", "1h", "s", "1.5s", "2d", "25000m"})},
-        {wrongUsage, withEach("wait map32 --timeout ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
-        {wrongUsage, withEach("wait map32 --each ", {"1", "1h", "ms", "-1s", "100", "99999999999s"})},
+        {wrongUsage,
+         withEach("watch file8 0 --interval ", {"1", "0s", "0", "25h", "s", "1.0005s", "2d", "1.5", ".5s"})},
+        {wrongUsage, withEach("wait map32 --timeout ", {"1", "25h", "ms", "-1s", "100", "99999999999s"})},
+        {wrongUsage, withEach("wait map32 --each ", {"1", "25h", "ms", "-1s", "100", "99999999999s"})},
         {wrongUsage, withEach("read map32 0 --timeout ", {"1", "0", "0ms", "fast"})},
         {wrongUsage, {"wait map32 --count 0", "wait map32 --count x", "watch map32 0 --count 0"}},
         {wrongUsage, withEach("dump map32 0 1 --order ", {"big", "Host", "little", "0"})},
@@ -151,7 +153,7 @@ const std::vector<Group>& localGroups() {
                                                                   "h::1::2", ":", ":1", "h:", "h:0", "h:x", "a:b:c"})},
         {wrongUsage,
          withEach("--remote h read r 0 --type ", {"8", "Uio", "uio32", "Uio8", "Remote32", "Lseek64", "-8"})},
-        {wrongUsage, {"--remote h read nothing 0", "--remote h list", "ping", "ping map32"}},
+        {wrongUsage, {"--remote h read nothing 0", "--remote h maps list", "ping", "ping map32"}},
         {wrongUsage, {"--remote h ping --count 0", "--remote h ping --count 1000001", "--remote h ping a b"}},
         {wrongUsage, {"--remote h --type Uio32 dump r 0 129 --burst", "--remote h --type Lseek8 write r 0 256"}},
         {wrongUsage,

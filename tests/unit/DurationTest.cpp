@@ -17,20 +17,53 @@ TEST(Duration, IsAWholeNumberWithAUnit) {
     EXPECT_EQ(parseDuration("007s"), 7s);
 }
 
+TEST(Duration, MayHaveAFractionOfItsUnit) {
+    EXPECT_EQ(parseDuration("1.5s"), 1500ms);
+    EXPECT_EQ(parseDuration("0.1s"), 100ms);
+    EXPECT_EQ(parseDuration("0.001s"), 1ms);
+    EXPECT_EQ(parseDuration("1.5000s"), 1500ms);
+    EXPECT_EQ(parseDuration("0.25m"), 15s);
+    EXPECT_EQ(parseDuration("2h"), 120min);
+    EXPECT_EQ(parseDuration("0.5h"), 30min);
+    EXPECT_EQ(parseDuration("0.00001h"), 36ms);
+    EXPECT_EQ(parseDuration("2.0ms"), 2ms);
+}
+
+TEST(Duration, IsAWholeNumberOfMilliseconds) {
+    for (const char* text : {"0.5ms", "1.0005s", "0.0001s", "1.00001m", "0.0000001h", "0.33333333333333333333s"}) {
+        EXPECT_EQ(parseDuration(text), std::nullopt) << text;
+    }
+}
+
+TEST(Duration, NamesTheUnitsOfANumberWithoutOne) {
+    for (const std::string text : {"5", "1.5", "00"}) {
+        EXPECT_EQ(parseDuration(text), std::nullopt);
+        EXPECT_EQ(Common::notADuration(text), '\'' + text + "' has no unit (ms, s, m or h, for example 1.5s)");
+    }
+    for (const std::string text : {"", "1.0005s", "25h", "5d"}) {
+        EXPECT_EQ(Common::notADuration(text),
+                  '\'' + text +
+                      "' is not a time (a number with the unit ms, s, m or h, in whole milliseconds, at most one day)");
+    }
+}
+
 TEST(Duration, NeedsNoUnitIfItIsZero) { EXPECT_EQ(parseDuration("0"), 0ms); }
 
 TEST(Duration, IsAtMostADay) {
+    EXPECT_EQ(parseDuration("24h"), 24h);
+    EXPECT_EQ(parseDuration("24.000h"), 24h);
     EXPECT_EQ(parseDuration("1440m"), 24h);
     EXPECT_EQ(parseDuration("86400s"), 24h);
     EXPECT_EQ(parseDuration("86400000ms"), 24h);
-    for (const char* text : {"1441m", "86401s", "86400001ms", "99999999m", "100000000ms", "99999999999999999999s"}) {
+    for (const char* text : {"25h", "24.00001h", "1441m", "86400.001s", "86401s", "86400001ms", "99999999m",
+                             "100000000ms", "99999999999999999999s"}) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
     }
 }
 
 TEST(Duration, RefusesAnythingElse) {
-    for (const char* text : {"", "1", "00", "ms", "s", "-1s", "+1s", " 1s", "1s ", "1 s", "1.5s", "1h", "1S", "1mss",
-                             "0x10s", "1s2", "1m30s"}) {
+    for (const char* text : {"",      "1",      "00", "ms",  "s",  "-1s", "+1s", " 1s",  "1s ",   "1 s", ".5s",  "1.s",
+                             "1..5s", "1.5.0s", ".s", "1.5", "1d", "1H",  "1S",  "1mss", "0x10s", "1s2", "1m30s"}) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
     }
 }
@@ -40,6 +73,8 @@ TEST(Duration, IsShownInItsLargestWholeUnit) {
     EXPECT_EQ(Common::describe(1500ms), "1500 ms");
     EXPECT_EQ(Common::describe(90s), "90 s");
     EXPECT_EQ(Common::describe(120s), "2 m");
+    EXPECT_EQ(Common::describe(90min), "90 m");
+    EXPECT_EQ(Common::describe(24h), "24 h");
 }
 
 TEST(Duration, IsSplitIntoSecondsAndMicrosecondsForTheSystem) {

@@ -48,6 +48,19 @@ TEST(Number, IsRecognizedAtAnySizeAndParsedUpToTheHighest) {
     EXPECT_EQ(parseNumber("65536", every, 65535), std::nullopt);
 }
 
+TEST(Number, WithALeadingZeroCanBeWrittenInOtherWays) {
+    using Common::remedyForLeadingZero;
+    EXPECT_EQ(remedyForLeadingZero("010"), "write 10 or 0x8");
+    EXPECT_EQ(remedyForLeadingZero("0037777777777"), "write 37777777777 or 0xffffffff");
+    EXPECT_EQ(remedyForLeadingZero("019"), "write 19");
+    EXPECT_EQ(remedyForLeadingZero("007"), "write 7");
+    EXPECT_EQ(remedyForLeadingZero("000"), "write 0");
+    EXPECT_EQ(remedyForLeadingZero("07777777777777777777777777"), "write 7777777777777777777777777");
+    for (const char* const text : {"", "0", "1", "10", "0x010", "0b010", "0X0", "0a", "00x1", "x0", "-01"}) {
+        EXPECT_EQ(remedyForLeadingZero(text), "") << text;
+    }
+}
+
 TEST(Number, HasNoMoreDigitsThanItsNotationAllows) {
     EXPECT_EQ(parseNumber("0001", fourDigits), 1U);
     EXPECT_EQ(parseNumber("0xffff", fourDigits), 65535U);
