@@ -41,6 +41,8 @@ std::string format(const WrittenValue& /*written*/) { return ""; }
 
 std::string format(const FilledRange& /*filled*/) { return ""; }
 
+std::string format(const LoadedRange& /*loaded*/) { return ""; }
+
 std::string format(const RegisterDump& dump) {
     std::vector<std::string> lines;
     lines.reserve(dump.values.size());

@@ -75,7 +75,7 @@ bool CommandLine::parse(int argc, const char* const* argv) {
         Output(Format::Text, CommandTimeout(std::nullopt)).write(result.text);
         return false;
     case Common::ParseResult::Kind::Invalid:
-        throw usageError(result.text);
+        throw wrongCommandLine(result.text);
     default:
         return true;
     }

@@ -1,11 +1,26 @@
 // SPDX-License-Identifier: MIT
 #include "RegisterOptions.h"
 
+#include "Completion.h"
+#include "Failure.h"
+
 namespace Rynvelctl {
 
 void addRegister(const Common::Command& command, RegisterOptions& options) {
     command.addArgument("NAME", options.name, "the device");
     command.addArgument("ADDRESS", options.address, "the byte address of the register, or its name");
+}
+
+void addOrderOption(const Common::Command& command, std::string& order) {
+    command.addOption("--order", oneOf({hostOrder, networkOrder}), order,
+                      "the byte order of each value (default: host)");
+}
+
+Rynvel::ByteOrder parseOrder(const std::string& text) {
+    if (text != hostOrder && text != networkOrder) {
+        throw usageError("--order: '" + text + "' is not a byte order (host or network)");
+    }
+    return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options) {

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "Numbers.h"
+#include "RegisterWord.h"
 
 namespace Rynvelctl {
 
@@ -26,6 +27,8 @@ std::string BitsReading::valueText() const {
 std::uint64_t numberIn(const Reading& reading) {
     return std::visit([](const auto& read) { return valueOf(read); }, reading);
 }
+
+std::size_t LoadedRange::bytes() const { return std::size_t{range.count()} * Common::bytesOf(range.device().width()); }
 
 std::chrono::nanoseconds RoundTrips::shortest() const { return *std::min_element(times.begin(), times.end()); }
 

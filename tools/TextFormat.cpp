@@ -107,6 +107,11 @@ std::string format(const FilledRange& filled) {
     return assignment(filled.range, filled.value) + " in " + Common::counted(filled.range.count(), "register");
 }
 
+std::string format(const LoadedRange& loaded) {
+    return loaded.range.device().name() + ": wrote " + Common::counted(loaded.bytes(), "byte") + " to " +
+           Common::counted(loaded.range.count(), "register") + " from " + loaded.range.addressText();
+}
+
 std::string format(const RegisterDump& dump) {
     const unsigned int width = dump.range.device().width();
     std::vector<std::string> lines;
