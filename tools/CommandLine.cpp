@@ -77,8 +77,12 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     case Common::ParseResult::Kind::Invalid:
         throw wrongCommandLine(result.text);
     default:
-        return true;
+        break;
     }
+    if (!m_action) {
+        throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
+    }
+    return true;
 }
 
 void CommandLine::run(int argc, const char* const* argv) {
@@ -86,13 +90,9 @@ void CommandLine::run(int argc, const char* const* argv) {
         complete({argv + 2, argv + argc});
         return;
     }
-    if (!parse(argc, argv)) {
-        return;
+    if (parse(argc, argv)) {
+        perform(m_action, CommandContext(m_options));
     }
-    if (!m_action) {
-        throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
-    }
-    perform(m_action, CommandContext(m_options));
 }
 
 } // namespace Rynvelctl
