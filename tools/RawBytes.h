@@ -15,7 +15,7 @@ namespace Rynvelctl {
 /** Returns the bytes of the values, each in the byte order of this machine. @param width in bits. */
 std::string bytesOf(const std::vector<std::uint32_t>& values, unsigned int width);
 
-/** Returns the values of such bytes. @param bytes have the length of whole values. */
+/** Returns the values in bytes like those of bytesOf(). @param bytes have the length of whole values. */
 std::vector<std::uint32_t> valuesOf(const std::string& bytes, unsigned int width);
 
 } // namespace Rynvelctl
