@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CommandContext.h"
 
+#include <utility>
+
 #include "Durations.h"
 #include "Failure.h"
 #include "Tracing.h"
@@ -73,6 +75,12 @@ const RemoteServer& CommandContext::server(const char* command) const {
         throw usageError(std::string(command) + ": the server is missing (give it with --remote)");
     }
     return *m_server;
+}
+
+void CommandContext::takeStandardInput(const std::string& command) const {
+    if (std::exchange(m_isStandardInputTaken, true)) {
+        throw usageError(command + ": another command reads standard input (give the name of a file)");
+    }
 }
 
 void CommandContext::requireLocal(const char* command) const {

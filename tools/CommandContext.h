@@ -82,9 +82,17 @@ public:
      */
     void requireLocal(const char* command) const;
 
+    /**
+     * Gives standard input to a command.
+     *
+     * @throws Failure if another command has it already: the first `load` of a file of commands, or `run -` itself.
+     */
+    void takeStandardInput(const std::string& command) const;
+
 private:
     CommandTimeout m_timeout;
     Output m_output;
+    mutable bool m_isStandardInputTaken = false;
     std::optional<RemoteServer> m_server;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<MapSearch> m_maps;

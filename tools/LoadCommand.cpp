@@ -29,29 +29,31 @@ struct LoadOptions : RegisterOptions {
 };
 
 /** Returns the contents of a file, or the first part of contents that are too long. */
-std::string contentsOf(const std::string& file, std::size_t most, const Common::Deadline& deadline) {
+std::string contentsOf(const CommandContext& context, const std::string& file, std::size_t most) {
+    const Common::Deadline& deadline = context.timeout().deadline();
     if (file != standardInput) {
         return Common::readFile(file, most, deadline);
     }
+    context.takeStandardInput("load");
     if (::isatty(STDIN_FILENO) == 1) {
         throw usageError("standard input is a terminal (redirect it from a file or a pipe)");
     }
     return Common::readStandardInput(file, most, deadline);
 }
 
-std::string readContents(const LoadOptions& options, std::size_t most, const Common::Deadline& deadline) {
+std::string readContents(const CommandContext& context, const LoadOptions& options, std::size_t most) {
     try {
-        return contentsOf(options.file, most, deadline);
+        return contentsOf(context, options.file, most);
     } catch (const std::system_error& error) {
         throw usageError(options.file + ": " + error.code().message());
     }
 }
 
 /** Returns the bytes of a file. @throws Failure if the file cannot be read, or does not hold whole registers. */
-std::string readRegisters(const LoadOptions& options, unsigned int width, const Common::Deadline& deadline) {
+std::string readRegisters(const CommandContext& context, const LoadOptions& options, unsigned int width) {
     const std::size_t size = Common::bytesOf(width);
     const std::size_t most = maxRegisters * size;
-    std::string bytes = readContents(options, most, deadline);
+    std::string bytes = readContents(context, options, most);
     if (bytes.empty()) {
         throw usageError(options.file + ": the file is empty");
     }
@@ -69,7 +71,7 @@ std::string readRegisters(const LoadOptions& options, unsigned int width, const 
 
 std::vector<std::uint32_t> readValues(const CommandContext& context, const LoadOptions& options, unsigned int width) {
     const Rynvel::ByteOrder order = parseOrder(options.order);
-    std::vector<std::uint32_t> values = valuesOf(readRegisters(options, width, context.timeout().deadline()), width);
+    std::vector<std::uint32_t> values = valuesOf(readRegisters(context, options, width), width);
     for (std::uint32_t& value : values) {
         value = Common::inByteOrder(value, width, order);
     }

@@ -150,6 +150,17 @@ TEST_F(Load, DoesNotOutlastTheTimeOut) {
     close(ends[1]);
 }
 
+TEST_F(Load, DoesNotWriteTheLinesOfAFileOfCommands) {
+    m_folder.store("commands", "load map32 0x20\nread map32 0 0 0\n");
+    const std::string problem = "load: another command reads standard input (give the name of a file)";
+    expectEnding(load("run -", "commands"), 2, "", "-:1: " + problem);
+    EXPECT_EQ(get(0x20), 0U);
+    m_folder.store("commands", "load map32 0x20 bytes\nload map32 0x28\nload map32 0x30 -\n");
+    expectEnding(load("run commands --quiet", "bytes"), 2, "", "commands:3: " + problem);
+    EXPECT_EQ(m_folder.load("map").substr(0x20, 24),
+              m_folder.load("bytes") + m_folder.load("bytes") + std::string(8, '\0'));
+}
+
 TEST_F(Load, RefusesATerminal) {
     int terminal = -1;
     int other = -1;
