@@ -160,8 +160,8 @@ int makeCommands() {
     return file;
 }
 
-// Runs rynvelctl without its output, and waits for its end.
-void runRynvelctl(std::vector<std::string> arguments, int input) {
+// Runs a program without its output, and waits for its end.
+void runProgram(const char* program, std::vector<std::string> arguments, int input = STDIN_FILENO) {
     std::vector<char*> words;
     std::transform(arguments.begin(), arguments.end(), std::back_inserter(words),
                    [](std::string& argument) { return argument.data(); });
@@ -171,11 +171,11 @@ void runRynvelctl(std::vector<std::string> arguments, int input) {
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     pid_t process = -1;
-    require(posix_spawn(&process, RYNVELCTL, &actions, nullptr, words.data(), environ) == 0, "posix_spawn", false);
+    require(posix_spawn(&process, program, &actions, nullptr, words.data(), environ) == 0, "posix_spawn", false);
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     require(waitpid(process, &status, 0), "waitpid");
-    require(status == 0, RYNVELCTL, false);
+    require(status == 0, program, false);
 }
 
 void fileOfReadsRynvelctl(State& state) {
@@ -183,7 +183,7 @@ void fileOfReadsRynvelctl(State& state) {
     const std::string server = RynvelBenchmark::SimulatedBoard::get(RYNVELD).address();
     for (auto _ : state) {
         require(lseek(commands, 0, SEEK_SET), "lseek");
-        runRynvelctl({"rynvelctl", "--remote", server, "run", "-"}, commands);
+        runProgram(RYNVELCTL, {"rynvelctl", "--remote", server, "run", "-"}, commands);
     }
 }
 
@@ -192,10 +192,37 @@ void fileOfReadsBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     const RequestBytes request = readRequest();
     for (auto _ : state) {
-        runRynvelctl({"rynvelctl", "--version"}, STDIN_FILENO);
+        runProgram(RYNVELCTL, {"rynvelctl", "--version"});
         for (int i = 0; i < readsOfAFile; ++i) {
             exchangeOnce(connection, request);
         }
+    }
+}
+
+void startRynvelctl(State& state) {
+    for (auto _ : state) {
+        runProgram(RYNVELCTL, {"rynvelctl", "--version"});
+    }
+}
+
+void startBare(State& state) {
+    for (auto _ : state) {
+        runProgram(BARE_START, {"bare_start"});
+    }
+}
+
+void remoteReadRynvelctl(State& state) {
+    const std::string server = RynvelBenchmark::SimulatedBoard::get(RYNVELD).address();
+    for (auto _ : state) {
+        runProgram(RYNVELCTL, {"rynvelctl", "--remote", server, "read", "traf.top", "0"});
+    }
+}
+
+void remoteReadBare(State& state) {
+    const std::string server = RynvelBenchmark::SimulatedBoard::get(RYNVELD).address();
+    const std::string port = server.substr(server.rfind(':') + 1);
+    for (auto _ : state) {
+        runProgram(BARE_START, {"bare_start", port, "traf.top"});
     }
 }
 
@@ -212,5 +239,9 @@ BENCHMARK(exchangeRynveldBare)->Name("exchange_rynveld/bare")->UseRealTime();
 BENCHMARK(exchangeRynveldLibrary)->Name("exchange_rynveld/library")->UseRealTime();
 BENCHMARK(fileOfReadsRynvelctl)->Name("file_of_reads/rynvelctl")->UseRealTime();
 BENCHMARK(fileOfReadsBare)->Name("file_of_reads/bare")->UseRealTime();
+BENCHMARK(startRynvelctl)->Name("start/rynvelctl")->UseRealTime();
+BENCHMARK(startBare)->Name("start/bare")->UseRealTime();
+BENCHMARK(remoteReadRynvelctl)->Name("remote_read/rynvelctl")->UseRealTime();
+BENCHMARK(remoteReadBare)->Name("remote_read/bare")->UseRealTime();
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "ArgumentParser.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -109,6 +110,48 @@ std::string describeUnexpectedWord(CLI::App& app) {
            suggestionFor(command, word);
 }
 
+/** Returns the names of a command in the program, such as "maps list"; empty for the program itself. */
+std::string pathOf(const CLI::App& command) {
+    if (command.get_parent() == nullptr) {
+        return "";
+    }
+    const std::string before = pathOf(*command.get_parent());
+    return before.empty() ? command.get_name() : before + ' ' + command.get_name();
+}
+
+/** The column of the descriptions in a help. */
+constexpr std::size_t descriptionColumn = 26;
+
+/** Returns a line with line ends in place of blanks, so that it fits a terminal. It ends with a line end. */
+std::string wrapped(std::string line) {
+    constexpr std::size_t longestLine = 80;
+    const std::size_t indentation = line.compare(0, 1, " ") == 0 ? descriptionColumn : 0;
+    std::string text;
+    while (line.size() > longestLine) {
+        const std::size_t blank = line.rfind(' ', longestLine);
+        if (blank == std::string::npos || blank <= indentation) {
+            break;
+        }
+        text += line.substr(0, blank) + '\n';
+        line = std::string(indentation, ' ') + line.substr(blank + 1);
+    }
+    return text + line + '\n';
+}
+
+std::string helpOf(const CLI::App& program) {
+    const auto formatter = program.get_formatter();
+    formatter->column_width(descriptionColumn);
+    formatter->label("Positionals", "Arguments");
+    formatter->label("SUBCOMMAND", "COMMAND");
+    formatter->label("REQUIRED", "");
+    std::istringstream lines(program.help());
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+        text += wrapped(line);
+    }
+    return text;
+}
+
 } // namespace
 
 OptionReference OptionReference::showDefault() const {
@@ -189,7 +232,7 @@ Command Command::addCommand(const std::string& name, const std::string& summary,
     return {isLeftOut ? nullptr : command, m_words};
 }
 
-ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, std::function<std::string()> footer)
+ArgumentParser::ArgumentParser(const std::string& name, const std::string& summary, Footer footer)
     : m_app(std::make_unique<CLI::App>(summary, name)), m_footer(std::move(footer)) {
     m_app->set_help_flag();
     // With a limit of one command, the parser takes a later word as an argument, even if the word names a command.
@@ -218,8 +261,9 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         m_app->parse(argc, argv);
         return {ParseResult::Kind::Parsed, ""};
     } catch (const CLI::CallForHelp&) {
-        selectedCommand(*m_app).footer(m_footer());
-        return {ParseResult::Kind::InfoRequested, m_app->help()};
+        CLI::App& command = selectedCommand(*m_app);
+        command.footer(m_footer(pathOf(command)));
+        return {ParseResult::Kind::InfoRequested, helpOf(*m_app)};
     } catch (const CLI::CallForVersion& version) {
         return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};
     } catch (const CLI::ExtrasError&) {

@@ -50,7 +50,10 @@ struct ParseResult {
     enum class Kind {
         /** The variables hold the values from the command line. */
         Parsed,
-        /** The user asks for help or the version. `text` is the text to print, with a line end. */
+        /**
+         * The user asks for help or the version. `text` is the text to print, with a line end. Each line of a help has
+         * at most 80 characters.
+         */
         InfoRequested,
         /** The command line is wrong. `text` says why. For a misspelled command, `text` suggests the right command. */
         Invalid
@@ -141,8 +144,10 @@ private:
  */
 class ArgumentParser {
 public:
-    /** @param footer returns the last lines of the help of the program and of its commands. */
-    ArgumentParser(const std::string& name, const std::string& summary, std::function<std::string()> footer);
+    /** Returns the last lines of the help of a command, such as "maps list". The program itself is "". */
+    using Footer = std::function<std::string(const std::string& command)>;
+
+    ArgumentParser(const std::string& name, const std::string& summary, Footer footer);
     ArgumentParser(const ArgumentParser&) = delete;
     ArgumentParser& operator=(const ArgumentParser&) = delete;
     ~ArgumentParser();
@@ -175,7 +180,7 @@ public:
 
 private:
     std::unique_ptr<CLI::App> m_app;
-    std::function<std::string()> m_footer;
+    Footer m_footer;
     std::unique_ptr<const std::vector<std::string>> m_words;
 };
 

@@ -33,6 +33,14 @@ public:
         }
     }
 
+    /** Standard input, whose other users must not find it non-blocking. */
+    InputFile(int descriptor, const std::string& name, const Deadline& deadline)
+        : m_name(name), m_deadline(deadline), m_file(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0)), m_mayBlock(true) {
+        if (!m_file.isOpen()) {
+            throw lastError();
+        }
+    }
+
     std::string read(std::size_t most) const {
         constexpr std::size_t step = 65536;
         std::string bytes;
@@ -67,6 +75,9 @@ private:
 
     std::size_t readSome(char* bytes, std::size_t most) const {
         ssize_t count = -1;
+        if (m_mayBlock) {
+            waitUntilReadable();
+        }
         while ((count = ::read(m_file.number(), bytes, most)) == -1) {
             if (errno == EAGAIN) {
                 waitUntilReadable();
@@ -80,12 +91,17 @@ private:
     const std::string& m_name;
     const Deadline& m_deadline;
     const Descriptor m_file;
+    const bool m_mayBlock = false;
 };
 
 } // namespace
 
 std::string readFile(const std::string& name, std::size_t most, const Deadline& deadline) {
     return InputFile(name, deadline).read(most);
+}
+
+std::string readStandardInput(const std::string& name, std::size_t most, const Deadline& deadline) {
+    return InputFile(STDIN_FILENO, name, deadline).read(most);
 }
 
 } // namespace Common

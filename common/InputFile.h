@@ -28,6 +28,16 @@ struct ReadTimedOut {
  */
 std::string readFile(const std::string& name, std::size_t most, const Deadline& deadline = {});
 
+/**
+ * Returns the bytes that standard input delivers up to its end. Of more than `most` bytes, it returns the first ones,
+ * at least one more than `most`.
+ *
+ * @param name of standard input, for ReadTimedOut.
+ * @throws std::system_error if standard input cannot be read.
+ * @throws ReadTimedOut
+ */
+std::string readStandardInput(const std::string& name, std::size_t most, const Deadline& deadline = {});
+
 } // namespace Common
 
 #endif

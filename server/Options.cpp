@@ -249,7 +249,7 @@ std::string joinLines(std::string text) {
 
 void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
     Common::ArgumentParser parser("rynveld", "Serves the registers and interrupts of this machine over TCP.",
-                                  [] { return footer; });
+                                  [](const std::string& /*command*/) { return footer; });
     parser.addHelpFlag("show this help and exit");
     parser.addVersionFlag("rynveld " RYNVEL_VERSION, "show the version and exit");
     addOptions(parser.program(), raw, options);

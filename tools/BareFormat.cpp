@@ -52,6 +52,8 @@ std::string format(const WrittenValue& /*written*/, GivenBase /*base*/) { return
 
 std::string format(const FilledRange& /*filled*/, GivenBase /*base*/) { return ""; }
 
+std::string format(const LoadedRange& /*loaded*/) { return ""; }
+
 std::string format(const RegisterDump& dump, GivenBase base) {
     std::vector<std::string> lines;
     lines.reserve(dump.values.size());

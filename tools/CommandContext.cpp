@@ -2,6 +2,7 @@
 #include "CommandContext.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "Durations.h"
 #include "Failure.h"
@@ -99,6 +100,12 @@ const RemoteServer& CommandContext::server(const char* command) const {
                          serverVariable + ')');
     }
     return *m_server;
+}
+
+void CommandContext::takeStandardInput(const std::string& command) const {
+    if (std::exchange(m_isStandardInputTaken, true)) {
+        throw usageError(command + ": another command reads standard input (give the name of a file)");
+    }
 }
 
 void CommandContext::requireLocal(const char* command) const {

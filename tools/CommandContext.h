@@ -93,9 +93,17 @@ public:
     /** @throws Failure if the user has given a type. @param command the command, which does not support types. */
     void requireNoType(const char* command) const;
 
+    /**
+     * Gives standard input to a command.
+     *
+     * @throws Failure if another command has it already: the first `load` of a file of commands, or `run -` itself.
+     */
+    void takeStandardInput(const std::string& command) const;
+
 private:
     CommandTimeout m_timeout;
     Output m_output;
+    mutable bool m_isStandardInputTaken = false;
     std::optional<RemoteServer> m_server;
     bool m_isServerGiven = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;

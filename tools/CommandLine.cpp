@@ -81,10 +81,14 @@ bool CommandLine::parse(int argc, const char* const* argv) {
         Output(Format::Text, CommandTimeout(std::nullopt)).write(result.text);
         return false;
     case Common::ParseResult::Kind::Invalid:
-        throw usageError(result.text);
+        throw wrongCommandLine(result.text);
     default:
-        return true;
+        break;
     }
+    if (!m_action) {
+        throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
+    }
+    return true;
 }
 
 void CommandLine::run(int argc, const char* const* argv) {
@@ -92,13 +96,9 @@ void CommandLine::run(int argc, const char* const* argv) {
         complete({argv + 2, argv + argc});
         return;
     }
-    if (!parse(argc, argv)) {
-        return;
+    if (parse(argc, argv)) {
+        perform(m_action, CommandContext(m_options));
     }
-    if (!m_action) {
-        throw usageError("the command is missing ('rynvelctl --help' lists the commands)");
-    }
-    perform(m_action, CommandContext(m_options));
 }
 
 } // namespace Rynvelctl

@@ -26,13 +26,19 @@ public:
     /** Returns the options and commands of the program. */
     Common::CommandDescription describe() const { return m_parser.describe(); }
 
+    /**
+     * Selects the command of the arguments. Prints the answer instead if the user asks for help or the version.
+     *
+     * @return whether there is a command to run. @throws Failure or OutputClosed.
+     */
+    bool parse(int argc, const char* const* argv);
+
     /** Runs the command that the arguments select. @throws Failure or OutputClosed. */
     void run(int argc, const char* const* argv);
 
 private:
     void addAll();
     void addGlobalOptions(const Common::Command& program);
-    bool parse(int argc, const char* const* argv);
 
     Common::ArgumentParser m_parser;
     GlobalOptions m_options;

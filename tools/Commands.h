@@ -21,6 +21,7 @@ using Action = std::function<void(const CommandContext&)>;
 void addDeviceCommands(const Common::Command& program, Action& chosen);
 void addRegisterCommands(const Common::Command& program, Action& chosen);
 void addBitCommands(const Common::Command& program, Action& chosen);
+void addLoadCommand(const Common::Command& program, Action& chosen);
 void addPollCommand(const Common::Command& program, Action& chosen);
 void addWriteCommand(const Common::Command& program, Action& chosen);
 void addShowCommand(const Common::Command& program, Action& chosen);

@@ -53,8 +53,10 @@ Words files(const std::string& word) {
 }
 
 RegisterUse useOf(const std::string& command) {
-    if (command == "write" || command == "fill" || command == "set" || command == "clear" || command == "toggle") {
-        return RegisterUse::Write;
+    for (const char* const writing : {"write", "fill", "load", "set", "clear", "toggle"}) {
+        if (command == writing) {
+            return RegisterUse::Write;
+        }
     }
     return command == "describe" ? RegisterUse::Any : RegisterUse::Read;
 }

@@ -6,6 +6,7 @@
 #include "Durations.h"
 #include "FieldWrite.h"
 #include "Numbers.h"
+#include "ProgressBar.h"
 
 namespace Rynvelctl {
 
@@ -43,7 +44,10 @@ std::vector<std::string> obstaclesOf(const RegisterMap& map) {
 DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffects sideEffects) {
     DeviceSnapshot taken{{map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, obstaclesOf(map)};
     std::unordered_set<std::string> names;
-    for (const MappedRegister& mapped : map.registers()) {
+    const std::vector<MappedRegister> registers = map.registers();
+    ProgressBar bar(map.device().name(), registers.size());
+    for (const MappedRegister& mapped : registers) {
+        bar.advance();
         const bool isFirst = names.insert(mapped.name()).second;
         if (!Maps::isReadable(mapped.contents())) {
             continue;

@@ -12,8 +12,15 @@ namespace Rynvelctl {
 
 extern const char* const programSummary;
 
-/** Returns the sections that follow the options and commands, wrapped for a terminal. */
-std::string helpFooter();
+/**
+ * Returns what follows the options and commands in the help of a command, wrapped for a terminal.
+ *
+ * @param command its name, such as "maps list"; empty for the program itself.
+ */
+std::string helpFooter(const std::string& command);
+
+/** Returns the examples in the help of a command, each on a line without an indentation. */
+std::string examplesOf(const std::string& command);
 
 } // namespace Rynvelctl
 

@@ -125,6 +125,17 @@ std::string format(const FilledRange& filled) {
     return objectFor(filled.range).add("count", filled.range.count()).add("value", filled.value).text();
 }
 
+std::string nameOf(Rynvel::ByteOrder order) { return order == Rynvel::ByteOrder::Network ? "network" : "host"; }
+
+std::string format(const LoadedRange& loaded) {
+    return objectFor(loaded.range)
+        .add("width", loaded.range.device().width())
+        .add("order", nameOf(loaded.order))
+        .add("count", loaded.range.count())
+        .add("bytes", loaded.bytes())
+        .text();
+}
+
 std::string format(const RegisterDump& dump) {
     std::vector<std::string> numbers;
     numbers.reserve(dump.values.size());
@@ -133,7 +144,7 @@ std::string format(const RegisterDump& dump) {
     }
     return objectFor(dump.range)
         .add("width", dump.range.device().width())
-        .add("order", std::string(dump.order == Rynvel::ByteOrder::Network ? "network" : "host"))
+        .add("order", nameOf(dump.order))
         .addJson("values", jsonArray(numbers))
         .text();
 }

@@ -29,7 +29,7 @@ struct LineParser::Commands {
         const std::vector<const char*> arguments = argumentsOf(words);
         const Common::ParseResult result = parser.parse(static_cast<int>(arguments.size()), arguments.data());
         if (result.kind != Common::ParseResult::Kind::Parsed) {
-            throw usageError(result.text);
+            throw wrongCommandLine(result.text);
         }
         return chosen;
     }

@@ -1,23 +1,26 @@
 // SPDX-License-Identifier: MIT
+#include <cerrno>
 #include <map>
 #include <optional>
 #include <utility>
 
+#include <unistd.h>
+
 #include "Addresses.h"
 #include "Commands.h"
-#include "Completion.h"
 #include "Durations.h"
+#include "NamedRange.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
+#include "ProgressBar.h"
+#include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 
 namespace {
-
-constexpr const char* hostOrder = "host";
-constexpr const char* networkOrder = "network";
 
 struct RangeOptions : RegisterOptions {
     std::string count;
@@ -25,6 +28,7 @@ struct RangeOptions : RegisterOptions {
 
 struct DumpOptions : RangeOptions {
     bool usesBurst = false;
+    bool isRaw = false;
     std::string order = hostOrder;
 };
 
@@ -39,46 +43,6 @@ struct ReadOptions : RegisterOptions {
 struct WatchOptions : ReadOptions {
     std::string interval = "1s";
     std::string count;
-};
-
-/** The registers of a command, the first of which the user gave. */
-class NamedRange {
-public:
-    NamedRange(const CommandContext& context, const Target& target, const RangeOptions& options)
-        : m_addresses(context, target, options.unit()), m_first(m_addresses.findWhole(options.address)) {}
-
-    /** Returns the registers. @throws Failure if their number is wrong. */
-    RegisterRange sized(const std::string& count) const {
-        return m_first.range.resized(parseCount("count", count, maxRegisters));
-    }
-
-    /** @throws Failure if the user gave a name, and the register map says that a register cannot be read. */
-    void requireReadable(const RegisterRange& range) const {
-        check(range, [](const MappedRegister& whole) { Rynvelctl::requireReadable({whole, nullptr}); });
-    }
-
-    /** @throws Failure if the user gave a name, and the register map does not allow the value for each register. */
-    void requireAllowed(const RegisterRange& range, std::uint32_t value) const {
-        check(range, [this, value](const MappedRegister& whole) {
-            m_addresses.registerMap()->requireAccessible(whole.located);
-            Rynvelctl::requireAllowed(whole, {value, UINT32_MAX});
-        });
-        if (m_first.named) {
-            m_addresses.registerMap()->requireNoParts(range);
-        }
-    }
-
-private:
-    template <typename Check>
-    void check(const RegisterRange& range, const Check& check) const {
-        if (m_first.named) {
-            check(m_first.named->whole);
-            m_addresses.registerMap()->checkAfterFirst(range, check);
-        }
-    }
-
-    Addresses m_addresses;
-    Addressed m_first;
 };
 
 /** Returns the registers, fields and bits to read. @throws Failure also if one of them cannot be read. */
@@ -114,13 +78,6 @@ void read(const CommandContext& context, const ReadOptions& options) {
     }
 }
 
-Rynvel::ByteOrder parseOrder(const std::string& text) {
-    if (text != hostOrder && text != networkOrder) {
-        throw usageError("--order: '" + text + "' is not a byte order (host or network)");
-    }
-    return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
-}
-
 /** @throws Failure if the library cannot read the registers in one burst. */
 void requireBurst(const RegisterRange& range) {
     const Target& target = range.device();
@@ -148,9 +105,11 @@ struct ReadResult {
 
 ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::ByteOrder order) {
     ReadResult result;
+    ProgressBar bar(range.device().name(), range.count());
     try {
         for (std::uint32_t i = 0; i < range.count(); ++i) {
             result.values.push_back(Common::inByteOrder(device.read(range[i]), range.device().width(), order));
+            bar.advance();
         }
     } catch (const Failure& failure) {
         result.failure = failure;
@@ -158,9 +117,33 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
     return result;
 }
 
+/** @throws Failure if nobody can use the bytes of the registers. */
+void requireRawOutput(const Output& output) {
+    if (output.format() != Format::Text) {
+        throw usageError("--raw: the bytes have no other format (leave out --json and --quiet)");
+    }
+    if (!isStandardOutputOpen()) {
+        throw outputFailure(EBADF);
+    }
+    if (::isatty(STDOUT_FILENO) == 1) {
+        throw usageError("--raw: standard output is a terminal (redirect it to a file or a pipe)");
+    }
+}
+
+void print(const Output& output, const RegisterDump& dump, bool isRaw) {
+    if (isRaw) {
+        output.write(bytesOf(dump.values, dump.range.device().width()));
+    } else {
+        output.print(dump);
+    }
+}
+
 void dump(const CommandContext& context, const DumpOptions& options) {
+    if (options.isRaw) {
+        requireRawOutput(context.output());
+    }
     const Target& target = context.target(options.name);
-    const NamedRange named(context, target, options);
+    const NamedRange named(context, target, options.address, options.unit());
     const RegisterRange range = named.sized(options.count);
     named.requireReadable(range);
     const Rynvel::ByteOrder order = parseOrder(options.order);
@@ -171,7 +154,7 @@ void dump(const CommandContext& context, const DumpOptions& options) {
     const ReadResult result = readsOneBurst(range, options) ? ReadResult{device->readBurst(range, order), std::nullopt}
                                                             : readOneByOne(*device, range, order);
     if (!result.values.empty()) {
-        context.output().print(RegisterDump{range, result.values, order});
+        print(context.output(), RegisterDump{range, result.values, order}, options.isRaw);
     }
     if (result.failure) {
         throw Failure(*result.failure);
@@ -180,10 +163,10 @@ void dump(const CommandContext& context, const DumpOptions& options) {
 
 void fill(const CommandContext& context, const FillOptions& options) {
     const Target& target = context.target(options.name);
-    const NamedRange named(context, target, options);
+    const NamedRange named(context, target, options.address, options.unit());
     const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
-    named.requireAllowed(range, value);
+    named.requireAllowed(range, [value](std::uint32_t /*position*/) { return value; });
     const auto device = context.open(range);
     for (std::uint32_t i = 0; i < range.count(); ++i) {
         device->write(range[i], value);
@@ -248,7 +231,7 @@ void watch(const CommandContext& context, const WatchOptions& options) {
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {
-    addRegister(command, options, "the byte address or the name of the first register");
+    addFirstRegister(command, options);
     command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 
@@ -268,8 +251,8 @@ void addDump(const Common::Command& program, Action& chosen) {
         addCommand(program, chosen, "dump", "show consecutive registers in hexadecimal", options, dump);
     addRange(command, *options);
     command.addFlag("--burst", options->usesBurst, "read the registers in one burst instead of one by one");
-    command.addOption("--order", oneOf({hostOrder, networkOrder}), options->order,
-                      "the byte order of each value (default: host)");
+    addOrderOption(command, options->order);
+    command.addFlag("--raw", options->isRaw, "write the bytes of the registers to standard output");
     addIndexOption(command, *options);
 }
 
@@ -303,6 +286,7 @@ void addRegisterCommands(const Common::Command& program, Action& chosen) {
     addBitCommands(program, chosen);
     addDump(program, chosen);
     addFill(program, chosen);
+    addLoadCommand(program, chosen);
     addPollCommand(program, chosen);
     addWatch(program, chosen);
     addShowCommand(program, chosen);

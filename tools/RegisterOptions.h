@@ -13,6 +13,11 @@
 
 namespace Rynvelctl {
 
+/** The byte orders of --order. @{ */
+constexpr const char* hostOrder = "host";
+constexpr const char* networkOrder = "network";
+/** @} */
+
 struct RegisterOptions {
     std::string name;
     std::string address;
@@ -24,6 +29,15 @@ struct RegisterOptions {
 /** Adds the arguments for a device and a register. @param address describes the argument ADDRESS. */
 void addRegister(const Common::Command& command, RegisterOptions& options,
                  const std::string& address = "the byte address of a register, or the name of a register or a field");
+
+/** Adds the arguments for a device and the first of several registers. */
+void addFirstRegister(const Common::Command& command, RegisterOptions& options);
+
+/** Adds the option for the byte order. @param order is hostOrder. */
+void addOrderOption(const Common::Command& command, std::string& order);
+
+/** Returns the byte order of that option. @throws Failure if the text is not a byte order. */
+Rynvel::ByteOrder parseOrder(const std::string& text);
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options);
 void addSideEffectsOption(const Common::Command& command, bool& areIncluded);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "RegisterWord.h"
+
 namespace Rynvelctl {
 
 namespace {
@@ -17,6 +19,8 @@ std::uint64_t valueOf(const BitsReading& read) { return read.value; }
 std::uint64_t numberIn(const Reading& reading) {
     return std::visit([](const auto& read) { return valueOf(read); }, reading);
 }
+
+std::size_t LoadedRange::bytes() const { return std::size_t{range.count()} * Common::bytesOf(range.device().width()); }
 
 std::chrono::nanoseconds RoundTrips::shortest() const { return *std::min_element(times.begin(), times.end()); }
 

@@ -117,6 +117,14 @@ struct FilledRange {
     std::uint32_t value;
 };
 
+/** The registers to which a command has written the contents of a file. */
+struct LoadedRange {
+    RegisterRange range;
+    Rynvel::ByteOrder order;
+
+    std::size_t bytes() const;
+};
+
 /** The values of the registers of a range, or of its first registers if reading the next one has failed. */
 struct RegisterDump {
     RegisterRange range;
@@ -208,8 +216,8 @@ struct SkippedRegisters {
 };
 
 using Report = std::variant<DeviceList, ServedDevices, DeviceInfo, RegisterValue, FieldReading, BitsReading,
-                            RegisterListing, WrittenValue, FilledRange, RegisterDump, RegisterChange, IoctlResult,
-                            InterruptType, InterruptState, InterruptEvent, RoundTrips, SavedRegisters,
+                            RegisterListing, WrittenValue, FilledRange, LoadedRange, RegisterDump, RegisterChange,
+                            IoctlResult, InterruptType, InterruptState, InterruptEvent, RoundTrips, SavedRegisters,
                             RegisterDifference, RestoredRegister, SkippedRegisters, MapReport>;
 
 } // namespace Rynvelctl

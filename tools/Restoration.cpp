@@ -3,6 +3,7 @@
 
 #include "Numbers.h"
 #include "Progress.h"
+#include "ProgressBar.h"
 
 namespace Rynvelctl {
 
@@ -80,7 +81,9 @@ Restoration::Restoration(const RegisterMap& map, OpenDevice& device, const Comma
 }
 
 std::optional<Failure> Restoration::restore(const Snapshot& snapshot) {
+    ProgressBar bar(m_map.device().name(), snapshot.registers.size());
     for (std::size_t i = 0; i < snapshot.registers.size(); ++i) {
+        bar.advance();
         try {
             m_timeout.requireTimeLeft(m_map.device().name());
             restore(snapshot.registers[i]);

@@ -120,6 +120,7 @@ private:
 void run(const CommandContext& context, const RunOptions& options) {
     Script script(context, options);
     if (options.file == standardInput) {
+        context.takeStandardInput("run");
         script.runEach();
     } else {
         script.runAll();

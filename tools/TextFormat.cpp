@@ -132,6 +132,11 @@ std::string format(const FilledRange& filled, GivenBase base) {
     return assignment(filled.range, filled.value, base) + " in " + Common::counted(filled.range.count(), "register");
 }
 
+std::string format(const LoadedRange& loaded) {
+    return loaded.range.device().name() + ": wrote " + Common::counted(loaded.bytes(), "byte") + " to " +
+           Common::counted(loaded.range.count(), "register") + " from " + loaded.range.addressText();
+}
+
 std::string format(const RegisterDump& dump, GivenBase base) {
     const unsigned int width = dump.range.device().width();
     const std::size_t perLine = (base == NumberBase::Binary ? bitsPerBinaryLine : bitsPerLine) / width;

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "Failure.h"
-
 namespace Rynvelctl {
 
 std::vector<std::string> wordsOf(const std::string& line) {
@@ -32,6 +30,15 @@ void requireUsable(const std::string& word) {
     if (word.front() == '[') {
         throw usageError("'" + word + "' begins with a bracket (give a name or a number)");
     }
+}
+
+Failure wrongCommandLine(const std::string& problem) {
+    // Other programs that read registers have an option for the width.
+    const std::string width = "unknown option '--width";
+    const bool asksForWidth = problem.compare(0, width.size(), width) == 0;
+    return usageError(problem + (asksForWidth ? " (the device type selects the register width; --type gives the type "
+                                                "of a remote device)"
+                                              : ""));
 }
 
 } // namespace Rynvelctl

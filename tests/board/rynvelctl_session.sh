@@ -122,6 +122,24 @@ show 'rynvelctl run - </tmp/commands' sh -c '"$0" run - </tmp/commands' "$progra
 rynvelctl expect traf.top 0x40 0
 rynvelctl write traf.top 0x40=0 0x44=0 --verify
 
+rynvelctl write traf.top 0x50=0x01020304 0x54=0xdeadbeef --quiet
+show 'rynvelctl dump traf.top 0x50 2 --raw >/tmp/raw' sh -c '"$0" dump traf.top 0x50 2 --raw >/tmp/raw' "$program"
+show 'rynvelctl load traf.top 0x60 </tmp/raw' sh -c '"$0" load traf.top 0x60 </tmp/raw' "$program"
+rynvelctl load traf.top 26 /tmp/raw --index --order network --json
+show 'rynvelctl dump traf.top 0x60 4 --raw | rynvelctl load traf.top 0x70' \
+    sh -c '"$0" dump traf.top 0x60 4 --raw | "$0" load traf.top 0x70' "$program"
+rynvelctl dump traf.top 0x60 8
+rynvelctl load traf.top 0xffc /tmp/raw
+printf abcde >/tmp/five
+rynvelctl load traf.top 0 /tmp/five
+rynvelctl load common.idt 0x30 /tmp/five --quiet
+rynvelctl dump common.idt 0x30 6
+force idt/write '1 -5'
+rynvelctl load common.idt 0x30 /tmp/raw
+rynvelctl dump traf.top 0 1 --raw --json
+rynvelctl read traf.top 0 --width 16
+rynvelctl load --help
+
 rynvelctl write common.idt 0xffff 0xab --verify
 rynvelctl fill common.idt 0x10 3 7
 rynvelctl dump common.idt 0xf 18 --burst
@@ -195,6 +213,8 @@ rynvelctl read rtc0 RTCCR.START
 rynvelctl write rtc0 RTCDR 0
 rynvelctl read rtc0 RTCICR
 rynvelctl read rtc0 RTCDX
+rynvelctl load rtc0 RTCDR /tmp/raw
+rynvelctl load rtc0 RTCMR /tmp/five
 set_alarm RTCICR RTCIMSC RTCMR RTCDR
 rynvelctl wait rtc0 --timeout 2s
 rynvelctl read rtc0 RTCRIS
@@ -213,6 +233,7 @@ own read own.fpga CTRL
 own write own.fpga CTRL.MODE slow --verify
 own read own.fpga 0
 own write own.fpga CTRL GAIN=13
+own load own.fpga CTRL /tmp/raw
 own write own.fpga CTRL MODE=faster
 own write own.fpga STATUS.LOCKED 1
 own set own.fpga CTRL LOOPBACK,6
@@ -249,6 +270,11 @@ rynvelctl --remote 127.0.0.1 toggle common.idt 0x20 1
 rynvelctl --remote 127.0.0.1 poll common.idt '0x20[3:0]' 11 --timeout 30s
 rynvelctl --remote 127.0.0.1 poll common.idt 0x20 0 --interval 1m --timeout 1s
 rynvelctl --remote 127.0.0.1 dump traf.top 0x10 2 --burst
+rynvelctl --remote 127.0.0.1 load traf.top 0x80 /tmp/raw
+show 'rynvelctl --remote 127.0.0.1 dump traf.top 0x80 2 --raw | rynvelctl load traf.top 0x88' \
+    sh -c '"$0" --remote 127.0.0.1 dump traf.top 0x80 2 --raw | "$0" load traf.top 0x88' "$program"
+rynvelctl read traf.top 0x80..0x8c
+rynvelctl --remote 127.0.0.1 load common.idt 0xfffe /tmp/raw
 rynvelctl --remote 127.0.0.1 read rtc0 RTCIMSC
 rynvelctl --remote 127.0.0.1 write rtc0 RTCDR 0
 rynvelctl --remote 127.0.0.1 ping tod --count 2

@@ -36,8 +36,9 @@ std::string offered(Arguments words, const std::string& folder = ".") {
 
 TEST(Completion, OffersCommands) {
     EXPECT_EQ(offered({"wa"}), "watch wait");
-    EXPECT_EQ(offered({""}), "list info ioctl read write set clear toggle dump fill poll watch show save diff restore "
-                             "describe maps irq wait ping sleep expect run");
+    EXPECT_EQ(offered({""}),
+              "list info ioctl read write set clear toggle dump fill load poll watch show save diff restore "
+              "describe maps irq wait ping sleep expect run");
     EXPECT_EQ(offered({"--quiet", "wai"}), "wait");
     EXPECT_EQ(offered({"x"}), "");
 }
@@ -100,6 +101,7 @@ TEST(Completion, OffersFiles) {
     EXPECT_EQ(offered({"--map=maps/b"}, folder.path()), "--map=maps/b.svd");
     EXPECT_EQ(offered({"--map", ".h"}, folder.path()), ".hidden");
     EXPECT_EQ(offered({"run", "--keep-going", "a"}, folder.path()), "a.svd");
+    EXPECT_EQ(offered({"load", "map32", "0", "a"}, folder.path()), "a.svd");
     EXPECT_EQ(offered({"--map", "nowhere/"}, folder.path()), "");
 }
 
@@ -134,6 +136,8 @@ TEST_F(MapCompletion, OffersRegistersThatFitTheCommand) {
     EXPECT_EQ(offeredFor("write map32 A"), "ACK");
     EXPECT_EQ(offeredFor("read map32 S"), "STATUS");
     EXPECT_EQ(offeredFor("fill map32 S"), "");
+    EXPECT_EQ(offeredFor("load map32 A"), "ACK");
+    EXPECT_EQ(offeredFor("load map32 S"), "");
 }
 
 TEST_F(MapCompletion, OffersFieldsAfterADot) {
@@ -145,7 +149,7 @@ TEST_F(MapCompletion, OffersFieldsAfterADot) {
 }
 
 TEST_F(MapCompletion, OffersNoFieldsToACommandForWholeRegisters) {
-    for (const std::string command : {"show", "dump", "fill"}) {
+    for (const std::string command : {"show", "dump", "fill", "load"}) {
         EXPECT_EQ(offeredFor(command + " map32 CTRL."), "") << command;
         EXPECT_EQ(offeredFor(command + " map32 CT"), "CTRL") << command;
         EXPECT_EQ(offeredFor(command + " map32 CH[1].DATAO"), "CH[1].DATAOUT") << command;

@@ -142,6 +142,12 @@ TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {
     EXPECT_EQ(wordsAfter("Fl", "rynvelctl.1"), optionNames(Rynvelctl::CommandLine().describe()));
 }
 
+TEST(ManualPages, OfRynvelctlHasTheUsualSections) {
+    for (const std::string section : {"EXAMPLES", "ENVIRONMENT", "EXIT STATUS", "SEE ALSO"}) {
+        EXPECT_NE(page("rynvelctl.1").find("\n.Sh " + section + '\n'), std::string::npos) << section;
+    }
+}
+
 TEST(ManualPages, OfRynveldHasTheOptionsOfItsHelp) {
     Lines options;
     for (const std::string& item : itemsOf("rynveld.8", "Fl")) {

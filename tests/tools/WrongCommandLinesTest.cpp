@@ -74,6 +74,10 @@ const std::vector<Group>& localGroups() {
                              "diff; diff a; restore; restore map32; "
                              "run; sleep; expect; expect map32; expect map32 0; save map32 s t; diff a b c; restore "
                              "map32 s t; restore map32 s --with-side-effects")},
+        {wrongUsage,
+         linesOf("load; load map32; load map32 0 a b; load map32 4 map; load map32 1 map; load map32 4096 map; "
+                 "load map32 0 nowhere; load map32 0 map --order little; load map32 CTRL map; "
+                 "load nothing 0 map; load file8 0 /; dump map32 0 1 --raw --json")},
         {wrongUsage, linesOf("write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
                              "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read; run a b; sleep "
                              "1s 2s; expect map32 0 1 2")},
@@ -159,13 +163,29 @@ const std::vector<Group>& localGroups() {
         {wrongUsage,
          {"--remote h --type Uio32 read r 2", "--remote h --type Lseek8 read " + std::string(128, 'n') + " 0"}},
         // Devices whose file is missing or unsuitable, and operations that fail.
-        {unreachable, {"read missing 0",           "write missing 0 1",    "set missing 0 1",
-                       "toggle missing 0 1",       "poll missing 0 1",     "dump missing 0 1",
-                       "dump missing 0 1 --burst", "fill missing 0 1 1",   "watch missing 0",
-                       "ioctl missing 1 1",        "info missing",         "read missing.map 0",
-                       "write missing.map 0 1",    "irq missing.map type", "irq missing.map enable",
-                       "irq missing.map disable",  "wait missing.map",     "read folder 0",
-                       "read sizeless 0",          "read uio 0",           "wait uio"}},
+        {unreachable,
+         {"read missing 0",
+          "write missing 0 1",
+          "set missing 0 1",
+          "toggle missing 0 1",
+          "poll missing 0 1",
+          "dump missing 0 1",
+          "dump missing 0 1 --burst",
+          "fill missing 0 1 1",
+          "load missing 0 map",
+          "watch missing 0",
+          "ioctl missing 1 1",
+          "info missing",
+          "read missing.map 0",
+          "write missing.map 0 1",
+          "irq missing.map type",
+          "irq missing.map enable",
+          "irq missing.map disable",
+          "wait missing.map",
+          "read folder 0",
+          "read sizeless 0",
+          "read uio 0",
+          "wait uio"}},
         {failed,
          {"read file8 4096",
           "read file16 4096",
@@ -187,6 +207,7 @@ const std::vector<Group>& localGroups() {
           "toggle file8 4096 1",
           "write full 0 1",
           "fill full 0 2 1",
+          "load full 0 map",
           "info map32"}},
     };
     return groups;
@@ -194,7 +215,8 @@ const std::vector<Group>& localGroups() {
 
 const std::vector<std::string> remoteLines =
     linesOf("read map32 0; write map32 0 1; write map32 0 1 --mask 1; dump map32 0 4; dump map32 0 4 --burst; "
-            "fill map32 0 2 1; watch map32 0; poll map32 0 1; set map32 0 1; toggle map32 0 1; ioctl map32 1 2; info "
+            "fill map32 0 2 1; load map32 0 map; watch map32 0; poll map32 0 1; set map32 0 1; toggle map32 0 1; ioctl "
+            "map32 1 2; info "
             "map32; irq map32 type; irq map32 enable; "
             "irq map32 raise; irq map32 disable; wait map32; ping; ping map32; read file8 0; --type Uio16 read r 0; "
             "--type Uio32 read r 0");
@@ -250,6 +272,23 @@ protected:
 TEST_F(WrongCommandLines, GiveOneLineAndTheirStatusEach) {
     expectAll(localGroups());
     EXPECT_GE(m_count, 200U);
+}
+
+TEST_F(WrongCommandLines, WithAWidthSayWhatSelectsTheWidth) {
+    for (const std::string line : {"read map32 0 --width 16", "--width=32 read map32 0", "read missing 0 --width 8",
+                                   "--remote h read map32 0 --width=16"}) {
+        const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path());
+        EXPECT_EQ(ending.status, wrongUsage) << line;
+        EXPECT_NE(ending.error.find("' (the device type selects the register width; --type gives the type of a remote "
+                                    "device)\n"),
+                  std::string::npos)
+            << line << '\n'
+            << ending.error;
+    }
+    m_folder.store("commands", "read map32 0 --width 16\n");
+    expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("run commands"), m_folder.path()), wrongUsage, "",
+                 "commands:1: unknown option '--width' (the device type selects the register width; --type gives the "
+                 "type of a remote device)");
 }
 
 TEST_F(WrongCommandLines, WithWordsThatNoShellMakesGiveOneLine) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ArgumentParser.h"
 
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 namespace RynvelTest {
@@ -57,7 +59,8 @@ protected:
         return result.text;
     }
 
-    ArgumentParser m_parser{"program", "what it is for", [] { return "the footer"; }};
+    ArgumentParser m_parser{"program", "what it is for",
+                            [](const std::string& command) { return "the footer of '" + command + "'"; }};
     std::string m_name = "default";
     std::size_t m_size = 3;
     std::vector<std::string> m_singles;
@@ -144,17 +147,35 @@ TEST_F(ArgumentParsers, AnswerWithTheVersion) { EXPECT_EQ(answerTo({"--version"}
 TEST_F(ArgumentParsers, AnswerWithTheHelpOfTheProgram) {
     const std::string help = answerTo({"--help"});
     for (const char* text : {"what it is for\n", "  -n,--name NAME=default ", "  --size SIZE Needs: --name",
-                             "  --one ITEM ... ", "  --some ITEM ... ", "  command  ", "\nthe footer\n"}) {
+                             "  --one ITEM ... ", "  --some ITEM ... ", "  command  ", "\nthe footer of ''\n"}) {
         EXPECT_NE(help.find(text), std::string::npos) << text << " in\n" << help;
     }
 }
 
 TEST_F(ArgumentParsers, AnswerWithTheHelpOfACommand) {
     const std::string help = answerTo({"command", "-h"});
-    for (const char* text :
-         {"does it\n", "Usage: program command [OPTIONS] FIRST REST...\n", "shows this text", "\nthe footer\n"}) {
+    for (const char* text : {"does it\n", "Usage: program command [OPTIONS] FIRST REST...\n", "shows this text",
+                             "\nthe footer of 'command'\n"}) {
         EXPECT_NE(help.find(text), std::string::npos) << text << " in\n" << help;
     }
+}
+
+TEST_F(ArgumentParsers, WrapTheLinesOfTheHelp) {
+    const Command program = m_parser.program();
+    std::string text;
+    for (int i = 0; i < 30; ++i) {
+        text += "word ";
+    }
+    program.addFlag("--long", m_isGiven, text + "end");
+    std::istringstream lines(answerTo({"--help"}));
+    std::string all;
+    for (std::string line; std::getline(lines, line); all += line + '\n') {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+    const std::string indentation = '\n' + std::string(26, ' ');
+    EXPECT_NE(all.find("  --long                  word word"), std::string::npos) << all;
+    EXPECT_NE(all.find(indentation + "word word"), std::string::npos) << all;
+    EXPECT_NE(all.find(" end\n"), std::string::npos) << all;
 }
 
 TEST_F(ArgumentParsers, DescribeThemselves) {
@@ -212,7 +233,8 @@ protected:
         command.addCommand("inner", "is inside", [=] { m_selected += name + ".inner "; });
     }
 
-    ArgumentParser m_parser{"program", "what it is for", [] { return "the footer"; }};
+    ArgumentParser m_parser{"program", "what it is for",
+                            [](const std::string& command) { return "the footer of '" + command + "'"; }};
     bool m_isGiven = false;
     std::string m_text;
     std::vector<std::string> m_texts;

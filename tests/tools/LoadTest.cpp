@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: MIT
+#include <numeric>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "DescribedDevice.h"
+#include "DescribedProgram.h"
+#include "TestPeer.h"
+
+namespace RynvelTest {
+namespace {
+
+const std::string loadMap = mapOfPeripherals(
+    peripheralOf("map32", "",
+                 registerAt("DATA[%s]", "0", "<dim>4</dim><dimIncrement>4</dimIncrement>") +
+                     registerAt("STATE", "0x10", "<access>read-only</access>") +
+                     registerAt("SECRET", "0x14", "<access>write-only</access>") +
+                     registerAt("GAIN", "0x18",
+                                fieldsOf(fieldAt("GAIN", "31:0",
+                                                 "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum>"
+                                                 "</range></writeConstraint>")))));
+
+/** rynvelctl with binary contents of registers. */
+class Load : public DescribedProgram {
+protected:
+    Load() : DescribedProgram(loadMap) {
+        std::string bytes(32, '\0');
+        std::iota(bytes.begin(), bytes.end(), '\x80');
+        for (const std::string name : {"registers8", "registers16", "registers32"}) {
+            m_folder.store(name, bytes);
+        }
+        m_folder.store("bytes", "\x01\x02\x03\x04\x05\x06\x07\x08");
+    }
+
+    Ending load(const std::string& line, const std::string& input) const {
+        return Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), input).wait();
+    }
+
+    /** Returns what a command writes to a file. */
+    std::string outputOf(const std::string& line) const {
+        const std::string name = m_folder.path() + "/output";
+        const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), file).wait(), 0, "", "", line);
+        close(file);
+        return m_folder.load("output");
+    }
+};
+
+TEST_F(Load, WritesTheBytesOfStandardInput) {
+    expectEnding(load("load map32 0x20", "bytes"), 0, "map32: wrote 8 bytes to 2 registers from 0x00000020\n");
+    EXPECT_EQ(m_folder.load("map").substr(0x1c, 16),
+              std::string(4, '\0') + m_folder.load("bytes") + std::string(4, '\0'));
+    expectEnding(load("load map32 9 - --index --quiet", "bytes"), 0, "");
+    EXPECT_EQ(m_folder.load("map").substr(0x20, 12), std::string("\x01\x02\x03\x04") + m_folder.load("bytes"));
+}
+
+TEST_F(Load, WritesTheBytesOfAFile) {
+    expect("load map32 0x20 bytes --json", 0,
+           "{\"name\":\"map32\",\"address\":32,\"width\":32,\"order\":\"host\",\"count\":2,\"bytes\":8}\n");
+    EXPECT_EQ(m_folder.load("map").substr(0x20, 8), m_folder.load("bytes"));
+    expect("load file8 3 bytes", 0, "file8: wrote 8 bytes to 8 registers from 0x00000003\n");
+    EXPECT_EQ(m_folder.load("registers8").substr(2, 10), "\x82" + m_folder.load("bytes") + "\x8b");
+}
+
+TEST_F(Load, ReversesTheBytesOfEachRegisterInNetworkOrder) {
+    expect("load file16 0 bytes --order network --quiet", 0, "");
+    EXPECT_EQ(m_folder.load("registers16").substr(0, 9), "\x02\x01\x04\x03\x06\x05\x08\x07\x88");
+    expect("load map32 0x20 bytes --order=network --quiet", 0, "");
+    EXPECT_EQ(m_folder.load("map").substr(0x20, 8), "\x04\x03\x02\x01\x08\x07\x06\x05");
+}
+
+TEST_F(Load, StartsWhereStandardInputIs) {
+    const Arguments shell{"-c", "(head -c 4 >/dev/null; exec " RYNVEL_EMULATOR " " RYNVELCTL_FOR_TESTS
+                                " load map32 0x20 --quiet) <bytes"};
+    Arguments command{"sh"};
+    command.insert(command.end(), shell.begin(), shell.end());
+    const Ending ending = Process(command, {"cd '" + m_folder.path() + "' && ", {}}).wait();
+    EXPECT_EQ(ending.status, 0) << ending.error;
+    EXPECT_EQ(m_folder.load("map").substr(0x20, 8), std::string("\x05\x06\x07\x08\0\0\0\0", 8));
+}
+
+TEST_F(Load, GivesTheRegistersTheBytesOfARawDump) {
+    for (const std::string order : {"", " --order network"}) {
+        for (const std::string device : {"file8", "file16", "file32"}) {
+            const std::string file = "registers" + device.substr(4);
+            const std::string before = m_folder.load(file);
+            m_folder.store("saved", outputOf("dump " + device + " 0 8 --raw" + order));
+            expect("fill " + device + " 0 8 0 --quiet", 0, "");
+            EXPECT_NE(m_folder.load(file), before) << device;
+            expect("load " + device + " 0 saved --quiet" + order, 0, "");
+            EXPECT_EQ(m_folder.load(file), before) << device << order;
+        }
+    }
+}
+
+TEST_F(Load, RefusesContentsThatDoNotFit) {
+    m_folder.store("five", "12345");
+    m_folder.store("empty", "");
+    m_folder.store("long", std::string(4096, 'x'));
+    m_folder.store("endless", std::string((4U << 20U) + 4, 'x'));
+    expectRefused("load map32 0 five", "five: the size of 5 bytes is not a multiple of 4 (32-bit registers)");
+    expectRefused("load map32 0 empty", "empty: the file is empty");
+    expectRefused("load map32 0 nowhere", "nowhere: No such file or directory");
+    expectRefused("load map32 0 .", ".: Is a directory");
+    expectRefused("load map32 4 long", "map32: 1024 registers from 0x00000004 extend beyond the map of 4096 bytes");
+    expectRefused("load map32 0 endless", "endless: the file has more than 4194304 bytes (1048576 registers)");
+    expectRefused("load map32 2 bytes", "map32: address 2 is not a multiple of 4 (32-bit registers)");
+    expectRefused("load map32 0 bytes --order little", "--order: 'little' is not a byte order (host or network)");
+    expectEnding(load("load map32 0", "five"), 2, "",
+                 "-: the size of 5 bytes is not a multiple of 4 (32-bit registers)");
+}
+
+TEST_F(Load, RefusesWhatTheRegisterMapDoesNotAllow) {
+    m_folder.store("sixteen", std::string(16, '\x01'));
+    m_folder.store("twenty", std::string(20, '\x01'));
+    expect("load map32 DATA[0] sixteen", 0, "map32: wrote 16 bytes to 4 registers from DATA[0]\n");
+    expectRefused("load map32 DATA[0] twenty", "map32: register STATE is read-only");
+    expectRefused("load map32 STATE bytes", "map32: register STATE is read-only");
+    m_folder.store("gain", std::string("\x01\0\0\0\x0a\0\0\0", 8));
+    expectRefused("load map32 SECRET gain", "map32: field GAIN.GAIN: 10 is not a value that may be written");
+    m_folder.store("gain", std::string("\x01\0\0\0\x09\0\0\0", 8));
+    expect("load map32 SECRET gain --quiet", 0, "");
+    expect("load map32 0x10 bytes --quiet", 0, "");
+}
+
+TEST_F(Load, SaysHowMuchWasWrittenBeforeAFailure) {
+    TestPeer peer;
+    const std::string line = "--remote " + peer.address() + " --type Uio32 load remote 0 ";
+    m_folder.store("twelve", "123456789012");
+    peer.script({success(), success(), refusal()});
+    expect(line + "twelve", 1, "",
+           "remote: writing 0x00000004 failed: the server refused the request (4 of 12 bytes written)");
+    peer.script({success(), success(), success(), closing()});
+    const Ending ending = run(line + "twelve");
+    EXPECT_EQ(ending.status, 3);
+    EXPECT_NE(ending.error.find(" (8 of 12 bytes written; unknown whether written: the next 4)\n"), std::string::npos)
+        << ending.error;
+}
+
+TEST_F(Load, DoesNotOutlastTheTimeOut) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const std::string input = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[0]);
+    expectEnding(load("load map32 0 --timeout 50ms", input), 4, "", "-: timed out after 50 ms");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Load, DoesNotWriteTheLinesOfAFileOfCommands) {
+    m_folder.store("commands", "load map32 0x20\nread map32 0 0 0\n");
+    const std::string problem = "load: another command reads standard input (give the name of a file)";
+    expectEnding(load("run -", "commands"), 2, "", "-:1: " + problem);
+    EXPECT_EQ(get(0x20), 0U);
+    m_folder.store("commands", "load map32 0x20 bytes\nload map32 0x28\nload map32 0x30 -\n");
+    expectEnding(load("run commands --quiet", "bytes"), 2, "", "commands:3: " + problem);
+    EXPECT_EQ(m_folder.load("map").substr(0x20, 24),
+              m_folder.load("bytes") + m_folder.load("bytes") + std::string(8, '\0'));
+}
+
+TEST_F(Load, RefusesATerminal) {
+    int terminal = -1;
+    int other = -1;
+    char name[64];
+    ASSERT_EQ(openpty(&terminal, &other, name, nullptr, nullptr), 0);
+    expectEnding(load("load map32 0", name), 2, "", "standard input is a terminal (redirect it from a file or a pipe)");
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments("dump map32 0 1 --raw"), m_folder.path(), other).wait(), 2, "",
+                 "--raw: standard output is a terminal (redirect it to a file or a pipe)");
+    close(terminal);
+    close(other);
+}
+
+TEST_F(Load, DumpsBytes) {
+    EXPECT_EQ(outputOf("dump file16 2 2 --raw"), "\x82\x83\x84\x85");
+    EXPECT_EQ(outputOf("dump file16 2 2 --raw --order network"), "\x83\x82\x85\x84");
+    EXPECT_EQ(outputOf("dump file8 0 4 --raw --burst"), "\x80\x81\x82\x83");
+    expectRefused("dump file8 0 4 --raw --json",
+                  "--raw: the bytes have no other format (leave out --json and --quiet)");
+    expectRefused("--quiet dump file8 0 4 --raw",
+                  "--raw: the bytes have no other format (leave out --json and --quiet)");
+    const Ending ending = run("dump file8 30 4 --raw");
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.output, "\x9e\x9f");
+}
+
+/** A server of one device, whose registers are 7, on a slow line. */
+class SlowDevice : public testing::Test {
+protected:
+    SlowDevice() {
+        m_folder.store("board.svd",
+                       mapOfPeripherals(peripheralOf(
+                           "remote", "", registerAt("R%s", "0", "<dim>12</dim><dimIncrement>4</dimIncrement>"))));
+        m_folder.store("bytes", std::string(48, '\x07'));
+        EXPECT_EQ(openpty(&m_terminal, &m_other, m_name, nullptr, nullptr), 0);
+    }
+    ~SlowDevice() override {
+        close(m_terminal);
+        close(m_other);
+    }
+
+    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
+    std::string shown(const std::string& line, std::chrono::milliseconds time, const std::string& output) {
+        const TestPeer peer([time](std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
+            std::this_thread::sleep_for(time);
+            return success({7});
+        });
+        Arguments command{"sh", "-c", std::string("exec ") + RYNVEL_EMULATOR + " \"$0\" \"$@\" 2>" + m_name,
+                          RYNVELCTL_FOR_TESTS};
+        for (const std::string& word : words("--map board.svd --type Uio32 --remote " + peer.address() + ' ' + line)) {
+            command.push_back(word);
+        }
+        const Ending ending = Process(command, {"unset ZILTRACE; cd '" + m_folder.path() + "' && ", {}}).wait();
+        EXPECT_EQ(ending.status, 0) << line;
+        EXPECT_EQ(ending.output, output) << line;
+        return terminalText();
+    }
+
+    std::string terminalText() const {
+        std::string text(4096, '\0');
+        fcntl(m_terminal, F_SETFL, O_NONBLOCK);
+        const ssize_t count = read(m_terminal, text.data(), text.size());
+        text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+        return text;
+    }
+
+    static void expectErasedBar(const std::string& text) {
+        const std::string start = "\rremote [";
+        EXPECT_EQ(text.substr(0, start.size()), start);
+        EXPECT_NE(text.find("100 %"), std::string::npos) << text;
+        const std::size_t length = text.find('\r', 1) - 1;
+        EXPECT_EQ(text.substr(text.size() - length - 2), '\r' + std::string(length, ' ') + '\r');
+    }
+
+    static constexpr std::chrono::milliseconds slow{120};
+
+    TestFolder m_folder;
+    int m_terminal = -1;
+    int m_other = -1;
+    char m_name[64] = "";
+};
+
+TEST_F(SlowDevice, ShowsTheProgressOfACommandOnATerminal) {
+    expectErasedBar(shown("dump remote 0 12 --quiet", slow, [] {
+        std::string lines;
+        for (int i = 0; i < 12; ++i) {
+            lines += "0x00000007\n";
+        }
+        return lines;
+    }()));
+    expectErasedBar(shown("load remote 0 bytes --quiet", slow, ""));
+    expectErasedBar(shown("save remote saved --quiet", slow, ""));
+    expectErasedBar(shown("restore remote saved --quiet", slow, ""));
+}
+
+TEST_F(SlowDevice, ShowsNothingDuringAShortCommand) {
+    EXPECT_EQ(shown("load remote 0 bytes --quiet", std::chrono::milliseconds(0), ""), "");
+}
+
+TEST_F(SlowDevice, ShowsNoProgressInAPipe) {
+    const TestPeer peer([](std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
+        std::this_thread::sleep_for(slow);
+        return success();
+    });
+    expectEnding(runProgram(RYNVELCTL_FOR_TESTS,
+                            words("--type Uio32 --quiet --remote " + peer.address() + " load remote 0 bytes"),
+                            m_folder.path()),
+                 0, "");
+}
+
+} // namespace
+} // namespace RynvelTest

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <unistd.h>
+
+#include "Commands.h"
+#include "Count.h"
+#include "InputFile.h"
+#include "LineReader.h"
+#include "NamedRange.h"
+#include "OpenDevice.h"
+#include "Progress.h"
+#include "ProgressBar.h"
+#include "RawBytes.h"
+#include "RegisterOptions.h"
+#include "RegisterWord.h"
+
+namespace Rynvelctl {
+
+namespace {
+
+struct LoadOptions : RegisterOptions {
+    std::string file = standardInput;
+    std::string order = hostOrder;
+};
+
+/** Returns the contents of a file, or the first part of contents that are too long. */
+std::string contentsOf(const CommandContext& context, const std::string& file, std::size_t most) {
+    const Common::Deadline& deadline = context.timeout().deadline();
+    if (file != standardInput) {
+        return Common::readFile(file, most, deadline);
+    }
+    context.takeStandardInput("load");
+    if (::isatty(STDIN_FILENO) == 1) {
+        throw usageError("standard input is a terminal (redirect it from a file or a pipe)");
+    }
+    return Common::readStandardInput(file, most, deadline);
+}
+
+std::string readContents(const CommandContext& context, const LoadOptions& options, std::size_t most) {
+    try {
+        return contentsOf(context, options.file, most);
+    } catch (const std::system_error& error) {
+        throw usageError(options.file + ": " + error.code().message());
+    }
+}
+
+/** Returns the bytes of a file. @throws Failure if the file cannot be read, or does not hold whole registers. */
+std::string readRegisters(const CommandContext& context, const LoadOptions& options, unsigned int width) {
+    const std::size_t size = Common::bytesOf(width);
+    const std::size_t most = maxRegisters * size;
+    std::string bytes = readContents(context, options, most);
+    if (bytes.empty()) {
+        throw usageError(options.file + ": the file is empty");
+    }
+    if (bytes.size() > most) {
+        throw usageError(options.file + ": the file has more than " + Common::counted(most, "byte") + " (" +
+                         Common::counted(maxRegisters, "register") + ')');
+    }
+    if (bytes.size() % size != 0) {
+        throw usageError(options.file + ": the size of " + Common::counted(bytes.size(), "byte") +
+                         " is not a multiple of " + std::to_string(size) + " (" + std::to_string(width) +
+                         "-bit registers)");
+    }
+    return bytes;
+}
+
+std::vector<std::uint32_t> readValues(const CommandContext& context, const LoadOptions& options, unsigned int width) {
+    const Rynvel::ByteOrder order = parseOrder(options.order);
+    std::vector<std::uint32_t> values = valuesOf(readRegisters(context, options, width), width);
+    for (std::uint32_t& value : values) {
+        value = Common::inByteOrder(value, width, order);
+    }
+    return values;
+}
+
+/** Writes values to consecutive registers. @throws Failure that says how many bytes were written. */
+void writeValues(OpenDevice& device, const RegisterRange& range, const std::vector<std::uint32_t>& values) {
+    const std::size_t size = Common::bytesOf(range.device().width());
+    std::uint32_t done = 0;
+    const auto progress = [&] {
+        return std::to_string(done * size) + " of " + Common::counted(values.size() * size, "byte") + " written";
+    };
+    ProgressBar bar(range.device().name(), values.size());
+    try {
+        for (; done < values.size(); ++done) {
+            device.write(range[done], values[done]);
+            bar.advance();
+        }
+    } catch (const UnansweredRequest& failure) {
+        throw Failure(failure.status(), failure.what() + (" (" + progress() + "; " + unknown + ": the next " +
+                                                          std::to_string(size) + ')'));
+    } catch (const Failure& failure) {
+        throw Failure(failure.status(), failure.what() + (" (" + progress() + ')'));
+    }
+}
+
+void load(const CommandContext& context, const LoadOptions& options) {
+    const Target& target = context.target(options.name);
+    const NamedRange named(context, target, options.address, options.unit());
+    const std::vector<std::uint32_t> values = readValues(context, options, target.width());
+    const RegisterRange range = named.sized(static_cast<std::uint32_t>(values.size()));
+    named.requireAllowed(range, [&values](std::uint32_t position) { return values[position]; });
+    writeValues(*context.open(range), range, values);
+    context.output().print(LoadedRange{range, parseOrder(options.order)});
+}
+
+} // namespace
+
+void addLoadCommand(const Common::Command& program, Action& chosen) {
+    const auto options = std::make_shared<LoadOptions>();
+    const Common::Command command =
+        addCommand(program, chosen, "load", "write the bytes of a file to consecutive registers", options, load);
+    addFirstRegister(command, *options);
+    command.addOptionalArgument("FILE", options->file, "the file; - is standard input (default: -)");
+    addOrderOption(command, options->order);
+    addIndexOption(command, *options);
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "NamedRange.h"
+
+#include "Numbers.h"
+
+namespace Rynvelctl {
+
+RegisterRange NamedRange::sized(const std::string& count) const {
+    return sized(parseCount("count", count, maxRegisters));
+}
+
+void NamedRange::requireReadable(const RegisterRange& range) const {
+    check(range, [](const MappedRegister& whole) { Rynvelctl::requireReadable({whole, nullptr}); });
+}
+
+void NamedRange::requireAllowed(const RegisterRange& range,
+                                const std::function<std::uint32_t(std::uint32_t)>& valueAt) const {
+    check(range, [&](const MappedRegister& whole) {
+        m_addresses.registerMap()->requireAccessible(whole.located);
+        Rynvelctl::requireAllowed(whole, {valueAt(whole.range.index() - range.index()), UINT32_MAX});
+    });
+    if (m_first.named) {
+        m_addresses.registerMap()->requireNoParts(range);
+    }
+}
+
+void NamedRange::check(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const {
+    if (m_first.named) {
+        check(m_first.named->whole);
+        m_addresses.registerMap()->checkAfterFirst(range, check);
+    }
+}
+
+} // namespace Rynvelctl

@@ -1,0 +1,47 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Consecutive registers from the address or the name of the first one.
+ */
+#ifndef RYNVELCTL_NAMEDRANGE_H
+#define RYNVELCTL_NAMEDRANGE_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "Addresses.h"
+
+namespace Rynvelctl {
+
+/** The registers of a command, the first of which the user gave. */
+class NamedRange {
+public:
+    /** @param context must outlive this object, and so must the target. */
+    NamedRange(const CommandContext& context, const Target& target, const std::string& address, AddressUnit unit)
+        : m_addresses(context, target, unit), m_first(m_addresses.findWhole(address)) {}
+
+    /** Returns the registers. @throws Failure if their number is wrong. @{ */
+    RegisterRange sized(const std::string& count) const;
+    RegisterRange sized(std::uint32_t count) const { return m_first.range.resized(count); }
+    /** @} */
+
+    /** @throws Failure if the user gave a name, and the register map says that a register cannot be read. */
+    void requireReadable(const RegisterRange& range) const;
+
+    /**
+     * @param valueAt returns the value for the register at a position, counted from 0.
+     * @throws Failure if the user gave a name, and the register map does not allow the value for each register.
+     */
+    void requireAllowed(const RegisterRange& range, const std::function<std::uint32_t(std::uint32_t)>& valueAt) const;
+
+private:
+    void check(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
+
+    Addresses m_addresses;
+    Addressed m_first;
+};
+
+} // namespace Rynvelctl
+
+#endif

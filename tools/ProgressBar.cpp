@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "ProgressBar.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace Rynvelctl {
+
+namespace {
+
+constexpr std::chrono::seconds firstDrawing{1};
+constexpr std::chrono::milliseconds redrawing{100};
+
+std::size_t terminalColumns() {
+    constexpr std::size_t usualColumns = 80;
+    winsize size{};
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usualColumns;
+}
+
+/** Writes a text unless the terminal does not take it now. The bar must not hold up the command. */
+bool show(const std::string& text) {
+    pollfd terminal{STDERR_FILENO, POLLOUT, 0};
+    return ::poll(&terminal, 1, 0) == 1 && ::write(STDERR_FILENO, text.data(), text.size()) != -1;
+}
+
+} // namespace
+
+std::string progressLine(const std::string& label, std::size_t done, std::size_t total, std::size_t columns) {
+    constexpr std::size_t longestBar = 40;
+    constexpr std::size_t percent = 100;
+    const std::string number = std::to_string(done * percent / total);
+    const std::string text = std::string(number.size() < 3 ? 3 - number.size() : 0, ' ') + number + " %";
+    // Most terminals move to the next line after a character in the last column.
+    const std::size_t most = std::max<std::size_t>(columns, 1) - 1;
+    const std::size_t others = label.size() + text.size() + std::string(" [] ").size();
+    if (others >= most) {
+        return text.size() <= most ? text : "";
+    }
+    const std::size_t size = std::min(longestBar, most - others);
+    const std::size_t filled = size * done / total;
+    return label + " [" + std::string(filled, '#') + std::string(size - filled, '.') + "] " + text;
+}
+
+ProgressBar::ProgressBar(std::string label, std::size_t total)
+    : m_label(std::move(label)), m_total(total), m_nextDrawing(Clock::now() + firstDrawing) {}
+
+ProgressBar::~ProgressBar() { erase(); }
+
+void ProgressBar::advance() {
+    ++m_done;
+    const Clock::time_point now = Clock::now();
+    if (now < m_nextDrawing) {
+        return;
+    }
+    const bool isTerminal = ::isatty(STDERR_FILENO) == 1;
+    m_nextDrawing = isTerminal ? now + redrawing : Clock::time_point::max();
+    if (isTerminal) {
+        draw();
+    }
+}
+
+void ProgressBar::draw() {
+    const std::string line = progressLine(m_label, m_done, m_total, terminalColumns());
+    // The blanks cover the rest of a longer line, which was drawn before the terminal became narrower.
+    const std::size_t rest = m_shown > line.size() ? m_shown - line.size() : 0;
+    if (show('\r' + line + std::string(rest, ' '))) {
+        m_shown = line.size();
+    }
+}
+
+void ProgressBar::erase() {
+    if (m_shown != 0) {
+        show('\r' + std::string(m_shown, ' ') + '\r');
+    }
+}
+
+} // namespace Rynvelctl
