@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "BitRange.h"
 #include "CommandContext.h"
@@ -73,6 +74,18 @@ private:
 
 /** @throws Failure if the register map says that it cannot be read. */
 void requireReadable(const Addressed& addressed);
+
+/** Returns what each text selects, in their order. @param find finds it. @throws Failure also for an unreadable one. */
+template <typename Find>
+std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const Find& find) {
+    std::vector<Addressed> found;
+    found.reserve(texts.size());
+    for (const std::string& text : texts) {
+        found.push_back(find(text));
+        requireReadable(found.back());
+    }
+    return found;
+}
 
 /** Returns what the user asked for: the value of the register, or the value of the field in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);

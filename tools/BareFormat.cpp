@@ -56,9 +56,7 @@ std::string placeOf(const FieldReading& read) { return pathOf(read.range, read.f
 
 std::string placeOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
-std::string format(const RegisterChange& change) {
-    return std::visit([](const auto& read) { return placeOf(read) + ' ' + format(read); }, change.reading);
-}
+std::string format(const RegisterChange& change) { return placeText(change.reading) + ' ' + bareText(change.reading); }
 
 std::string format(const IoctlResult& result) { return std::to_string(result.result); }
 
@@ -84,6 +82,14 @@ std::string format(const SkippedRegisters& /*skipped*/) { return ""; }
 std::string format(const MapReport& report) { return formatBare(report); }
 
 } // namespace
+
+std::string placeText(const Reading& reading) {
+    return std::visit([](const auto& read) { return placeOf(read); }, reading);
+}
+
+std::string bareText(const Reading& reading) {
+    return std::visit([](const auto& read) { return format(read); }, reading);
+}
 
 std::string formatBare(const Report& report) {
     return std::visit([](const auto& value) { return format(value); }, report);

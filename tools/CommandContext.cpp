@@ -28,6 +28,7 @@ CommandTimeout timeoutOf(const GlobalOptions& options) {
 CommandContext::CommandContext(const GlobalOptions& options)
     : m_timeout(timeoutOf(options)),
       m_output(formatOf(options), m_timeout),
+      m_color(parseColorChoice(options.color)),
       m_maps(std::make_unique<MapSearch>(options.maps, m_timeout.deadline())),
       m_devices(std::make_unique<KnownDevices>()) {
     if (!options.remote.empty()) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Color.h"
 #include "CommandTimeout.h"
 #include "KnownDevices.h"
 #include "MapSearch.h"
@@ -28,6 +29,7 @@ struct GlobalOptions {
     std::string remote;
     std::string type;
     std::string timeout;
+    std::string color = "auto";
     std::vector<std::string> traces;
     std::vector<std::string> maps;
 };
@@ -39,6 +41,8 @@ public:
     explicit CommandContext(const GlobalOptions& options);
 
     const Output& output() const { return m_output; }
+
+    ColorChoice color() const { return m_color; }
 
     const CommandTimeout& timeout() const { return m_timeout; }
 
@@ -85,6 +89,7 @@ public:
 private:
     CommandTimeout m_timeout;
     Output m_output;
+    ColorChoice m_color;
     std::optional<RemoteServer> m_server;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<MapSearch> m_maps;

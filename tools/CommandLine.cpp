@@ -59,6 +59,8 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
     const auto quiet = program.addFlag("--quiet", m_options.isQuiet,
                                        "print only values, and nothing for a command that returns no value");
     program.addFlag("--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
+    program.addOption("--color", oneOf(colorChoiceNames()), m_options.color,
+                      "color the table of watch (default: auto, which is never if NO_COLOR is set)");
     program
         .addOption(
             "--trace", "CHANNEL=LEVEL", m_options.traces,

@@ -22,6 +22,7 @@ void addDeviceCommands(const Common::Command& program, Action& chosen);
 void addRegisterCommands(const Common::Command& program, Action& chosen);
 void addBitCommands(const Common::Command& program, Action& chosen);
 void addPollCommand(const Common::Command& program, Action& chosen);
+void addWatchCommand(const Common::Command& program, Action& chosen);
 void addWriteCommand(const Common::Command& program, Action& chosen);
 void addShowCommand(const Common::Command& program, Action& chosen);
 void addMapCommands(const Common::Command& program, Action& chosen);

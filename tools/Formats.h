@@ -29,6 +29,15 @@ std::string formatBare(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
 
+/** Returns the register, the field or the bits as the user gave them. */
+std::string placeText(const Reading& reading);
+
+/** Returns the value as formatBare() formats it. */
+std::string bareText(const Reading& reading);
+
+/** Returns the value as formatText() formats it, with the name that it has in the register map. */
+std::string valueText(const Reading& reading);
+
 /** Returns the time with three decimals and without the unit. */
 std::string inMilliseconds(std::chrono::nanoseconds time);
 

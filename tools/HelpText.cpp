@@ -73,6 +73,14 @@ const std::vector<HelpSection> helpSections{
       "Without --timeout, poll, wait and watch can run forever. Even then, a command gives up if a server takes longer "
       "than "
       "5 s to accept a connection or to answer a request."}},
+    {"Watching",
+     {"On a terminal, watch draws a table in place, with the old value beside a changed one. In a pipe or a file, or "
+      "if "
+      "TERM is dumb, it prints a line for each change. --color and the environment variable NO_COLOR select whether "
+      "changed values are highlighted.",
+      "A format of watch, wait or irq is the text of a line with directives. %t is the time, %d the device, and %v the "
+      "value, the interrupt word or the result of irq. watch also has %a for the address, %n for the name and %o for "
+      "the old value. %% is a percent sign."}},
     {"Snapshots",
      {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "
       "has a side effect.",

@@ -4,8 +4,7 @@
 #include "Condition.h"
 #include "Durations.h"
 #include "Failure.h"
-#include "FieldText.h"
-#include "Numbers.h"
+#include "Formats.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
 
@@ -30,14 +29,6 @@ void sleep(const CommandContext& context, const SleepOptions& options) {
     context.timeout().requireTimeLeft("sleep");
 }
 
-/** Returns the value that was read, for an error message. @{ */
-std::string valueText(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
-
-std::string valueText(const FieldReading& read) { return textOf(read.field); }
-
-std::string valueText(const BitsReading& read) { return read.valueText(); }
-/** @} */
-
 void expect(const CommandContext& context, const ExpectOptions& options) {
     const Target& target = context.target(options.name);
     const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
@@ -45,8 +36,8 @@ void expect(const CommandContext& context, const ExpectOptions& options) {
     const Condition condition(addressed, options.condition);
     const Reading reading = readingOf(addressed, context.open(addressed.range)->read(addressed.range));
     if (!condition.holds(reading)) {
-        const std::string value = std::visit([](const auto& read) { return valueText(read); }, reading);
-        throw Failure(ExitStatus::Failed, target.name() + ": " + condition.problem() + " (the value is " + value + ')');
+        throw Failure(ExitStatus::Failed,
+                      target.name() + ": " + condition.problem() + " (the value is " + valueText(reading) + ')');
     }
 }
 

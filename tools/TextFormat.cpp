@@ -22,6 +22,12 @@ std::string assignment(const RegisterRange& range, std::uint32_t value) {
     return range.device().name() + ' ' + range.addressText() + " = " + hexadecimal(value, range.bits());
 }
 
+std::string shownValue(const RegisterValue& read) { return hexadecimal(read.value, read.range.bits()); }
+
+std::string shownValue(const FieldReading& read) { return textOf(read.field); }
+
+std::string shownValue(const BitsReading& read) { return read.valueText(); }
+
 std::string assignment(const RegisterRange& range, const Maps::FieldValue& value) {
     return range.device().name() + ' ' + pathOf(range, value) + " = " + textOf(value);
 }
@@ -178,6 +184,10 @@ std::string format(const SkippedRegisters& skipped) {
 std::string format(const MapReport& report) { return formatText(report); }
 
 } // namespace
+
+std::string valueText(const Reading& reading) {
+    return std::visit([](const auto& read) { return shownValue(read); }, reading);
+}
 
 std::string formatText(const Report& report) {
     return std::visit([](const auto& value) { return format(value); }, report);

@@ -14,18 +14,12 @@ namespace {
 
 constexpr std::size_t gap = 2;
 
-/** Characters, not bytes: every byte of UTF-8 counts that does not continue a character. */
-std::size_t lengthOf(const std::string& text) {
-    return static_cast<std::size_t>(std::count_if(
-        text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
-}
-
 std::string lineOf(const std::vector<std::string>& row, const std::vector<std::size_t>& widths) {
     std::string line;
     std::size_t blanks = 0;
     for (std::size_t column = 0; column < row.size(); ++column) {
         line += row[column].empty() ? "" : std::string(std::exchange(blanks, 0), ' ') + row[column];
-        blanks += widths[column] - lengthOf(row[column]) + gap;
+        blanks += widths[column] - characterCount(row[column]) + gap;
     }
     return line;
 }
@@ -40,13 +34,13 @@ std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t line
 
 /** Returns a text as lines of at most `width` characters, at least one line. A longer word has a line of its own. */
 std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
-    if (lengthOf(text) <= width) {
+    if (characterCount(text) <= width) {
         return {text};
     }
     std::vector<std::string> lines{""};
     std::istringstream words(text);
     for (std::string word; words >> word;) {
-        const bool fits = lengthOf(lines.back()) + 1 + lengthOf(word) <= width;
+        const bool fits = characterCount(lines.back()) + 1 + characterCount(word) <= width;
         if (!fits && !lines.back().empty()) {
             lines.emplace_back();
         }
@@ -56,6 +50,12 @@ std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
 }
 
 } // namespace
+
+bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
+
+std::size_t characterCount(const std::string& text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), beginsCharacter));
+}
 
 std::string TextTable::text(std::size_t lineWidth) const {
     std::vector<std::size_t> widths;
@@ -77,7 +77,7 @@ std::string TextTable::text(std::size_t lineWidth) const {
 std::size_t TextTable::width(std::size_t column) const {
     std::size_t width = 0;
     for (const auto& row : m_rows) {
-        width = std::max(width, lengthOf(row[column]));
+        width = std::max(width, characterCount(row[column]));
     }
     return width;
 }

@@ -13,6 +13,12 @@
 
 namespace Rynvelctl {
 
+/** Returns whether a byte of UTF-8 begins a character. */
+bool beginsCharacter(char byte);
+
+/** Returns the number of characters in a text of UTF-8. */
+std::size_t characterCount(const std::string& text);
+
 /** A table with aligned columns. */
 class TextTable {
 public:

@@ -46,7 +46,8 @@ TEST(Completion, OffersOptionsOfTheProgramAndOfTheCommand) {
     EXPECT_EQ(offered({"--t"}), "--type --timeout --trace");
     EXPECT_EQ(offered({"write", "map32", "0", "1", "--v"}), "--version --verify");
     EXPECT_EQ(offered({"wait", "map32", "-"}),
-              "--version --help --remote --type --timeout --map --quiet --json --trace --each --count");
+              "--version --help --remote --type --timeout --map --quiet --json --color --trace --each --count "
+              "--format");
 }
 
 TEST(Completion, OffersDeviceNames) {
@@ -61,6 +62,7 @@ TEST(Completion, OffersDeviceNames) {
 TEST(Completion, OffersValues) {
     EXPECT_EQ(offered({"dump", "--order", ""}), "host network");
     EXPECT_EQ(offered({"dump", "--order=n"}), "--order=network");
+    EXPECT_EQ(offered({"--color", ""}), "auto always never");
     EXPECT_EQ(offered({"--type", "Tyvon3"}), "Tyvon32");
     EXPECT_EQ(offered({"--type", "Remote"}), "");
     EXPECT_EQ(offered({"irq", "map32", ""}), "type enable disable raise");
