@@ -21,7 +21,7 @@ void TerminalScreen::resize(std::size_t columns, std::size_t rows) {
     for (auto& row : m_cells) {
         row.resize(columns);
     }
-    m_row = std::min(m_row, rows - 1);
+    m_row = rows - 1;
     m_column = std::min(m_column, columns);
 }
 

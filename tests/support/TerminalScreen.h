@@ -11,9 +11,12 @@ namespace RynvelTest {
 /** What a terminal shows. It has the control sequences of rynvelctl, and fails the test for every other one. */
 class TerminalScreen {
 public:
-    TerminalScreen(std::size_t columns, std::size_t rows) { resize(columns, rows); }
+    TerminalScreen(std::size_t columns, std::size_t rows) {
+        resize(columns, rows);
+        m_row = 0;
+    }
 
-    /** Keeps the characters that fit. */
+    /** Keeps the characters that fit. The cursor leaves its row, as on a terminal that wraps the lines anew. */
     void resize(std::size_t columns, std::size_t rows);
 
     void show(char byte);
