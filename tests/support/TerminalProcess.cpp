@@ -81,6 +81,8 @@ TerminalProcess::~TerminalProcess() {
 
 void TerminalProcess::lead(const Arguments& command, const Launch& launch) const {
     ::close(m_hold[1]);
+    // If the test is killed, the terminal ends, and both processes with it.
+    ::close(m_controller);
     setsid();
     ioctl(m_terminal, TIOCSCTTY, 0);
     std::signal(SIGTTOU, SIG_IGN);
