@@ -71,17 +71,22 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** Returns a question for the command that resembles the word most, in parentheses; empty if no command does. */
+/** Returns what the help shows, in parentheses as the end of a message; empty if the program has no help. */
+std::string helpRemedy(const CLI::App& app, const std::string& contents) {
+    return app.get_help_ptr() == nullptr ? "" : " (--help " + contents + ')';
+}
+
+/** Returns a remedy for a wrong command: a question for the most similar command, or how to list the commands. */
 std::string suggestionFor(const CLI::App& app, const std::string& word) {
     std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
         names.push_back(command->get_name());
     }
     const std::vector<std::string> nearest = nearestNames(word, names);
-    return nearest.empty() ? "" : " (" + didYouMean({nearest.front()}) + ')';
+    return nearest.empty() ? helpRemedy(app, "lists the commands") : " (" + didYouMean({nearest.front()}) + ')';
 }
 
-/** The command that the command line selects last; the program itself if it selects none. */
+/** Returns the command that the command line selects last; the program itself if it selects none. */
 CLI::App& selectedCommand(CLI::App& app) {
     const std::vector<CLI::App*> selected = app.get_subcommands();
     return selected.empty() ? app : selectedCommand(*selected.front());
@@ -94,11 +99,11 @@ CLI::App& selectedCommand(CLI::App& app) {
 std::string describeUnexpectedWord(CLI::App& app) {
     const std::string word = app.remaining(true).front();
     if (word[0] == '-') {
-        return "unknown option '" + word + "'";
+        return "unknown option '" + word + "'" + helpRemedy(app, "lists the options");
     }
     const CLI::App& command = selectedCommand(app);
     if (command.get_subcommands({}).empty()) {
-        return "unexpected argument '" + word + "'";
+        return "unexpected argument '" + word + "'" + helpRemedy(app, "shows the arguments");
     }
     return (command.get_parent() == nullptr ? "" : command.get_name() + ": ") + "unknown command '" + word + "'" +
            suggestionFor(command, word);

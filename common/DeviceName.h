@@ -9,7 +9,7 @@
 namespace Common {
 
 /**
- * Returns whether the character is a control character: 0 to 31, or 127. A server disconnects a client that sends a
+ * Returns whether a character is a control character: 0 to 31, or 127. A server disconnects a client that sends a
  * device name with a control character.
  */
 inline bool isControlCharacter(char character) {

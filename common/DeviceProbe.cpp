@@ -59,7 +59,7 @@ private:
     Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
 
     // Opens the attribute twice. The second open file is for the backend, which reads the attribute again, and uses 0
-    // if it cannot read it.
+    // if it cannot read the attribute.
     std::optional<unsigned long> attribute(const std::string& name) {
         const std::string path = "/sys/class/uio/" + linkTarget() + "/maps/map0/" + name;
         const int forProbe = m_files.open(path, O_RDONLY);

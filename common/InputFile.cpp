@@ -27,7 +27,7 @@ public:
         if (!m_file.isOpen()) {
             throw lastError();
         }
-        // Before its first writer, a named pipe looks like a file that is empty.
+        // Until the first writer opens it, a named pipe looks like an empty file.
         if (isNamedPipe()) {
             waitUntilReadable();
         }

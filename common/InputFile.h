@@ -20,11 +20,11 @@ struct ReadTimedOut {
 };
 
 /**
- * Returns the bytes of a file. Of a file with more than `most` bytes, it returns the first ones, at least one more than
- * `most`. It waits for the writers of a pipe, and for the first writer of a named pipe.
+ * Returns the bytes of a file. If the file has more than `most` bytes, returns only the first bytes, but more than
+ * `most`. Waits for the writers of a pipe, and for the first writer of a named pipe.
  *
  * @throws std::system_error if the file cannot be read.
- * @throws ReadTimedOut
+ * @throws ReadTimedOut if the deadline passes.
  */
 std::string readFile(const std::string& name, std::size_t most, const Deadline& deadline = {});
 

@@ -21,7 +21,7 @@ std::vector<std::string> nearestNames(const std::string& word, const std::vector
 /** Returns the names as a choice, such as "A, B or C". */
 std::string alternatives(const std::vector<std::string>& names);
 
-/** The question "did you mean 'A', 'B' or 'C'?"; empty without names. */
+/** Returns the question "did you mean 'A', 'B' or 'C'?"; empty without names. */
 std::string didYouMean(const std::vector<std::string>& names);
 
 } // namespace Common

@@ -27,12 +27,12 @@ std::string withoutPlaceholder(std::string_view name);
 /** The indexes of an array. */
 class Indexes {
 public:
-    /** Makes indexes of consecutive numbers. */
+    /** Makes `size` consecutive numbers the indexes. */
     Indexes(std::uint64_t first, std::uint64_t size);
     explicit Indexes(std::vector<std::string> names);
 
     std::uint64_t size() const { return m_size; }
-    /** Returns the index at a position, which must be below size(). */
+    /** Returns the index at a position. The position must be below size(). */
     std::string at(std::uint64_t position) const;
     bool contains(const std::string& index) const;
 

@@ -13,7 +13,7 @@ namespace Maps {
 /** The greatest supported width of a register in bits. */
 constexpr unsigned int widest = 64;
 
-/** Returns a mask of the `count` lowest bits, or of all bits if there are fewer. */
+/** Returns a mask of the `count` lowest bits; of all 64 bits if `count` is greater. */
 constexpr std::uint64_t lowBits(std::uint64_t count) {
     return count >= widest ? UINT64_MAX : (std::uint64_t{1} << count) - 1;
 }

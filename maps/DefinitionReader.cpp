@@ -131,7 +131,7 @@ void readEnumeration(Definition& field, const Element& element) {
     EnumerationTarget target{definition, {}};
     enumerationTags().readInto(target, element);
     if (target.values.empty() && definition.derivedFrom.empty()) {
-        element.warn("enumeratedValues contains no enumerated value");
+        element.warn("enumeratedValues has no usable enumerated value, and is not used");
         return;
     }
     if (!target.values.empty()) {
@@ -231,7 +231,7 @@ void complete(BitRange& bits, const BitRange& more) {
     bits.width = bits.width ? bits.width : more.width;
 }
 
-/** Returns the bit range that the file completes first in one notation. If there is none, mixes the notations. */
+/** Returns the first bit range that is complete in one notation. If none is complete, combines the notations. */
 BitRange firstComplete(const std::vector<BitElement>& elements) {
     BitRange mixed;
     std::vector<BitRange> ranges(notations().size());

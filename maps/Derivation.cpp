@@ -11,8 +11,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The path to a base may lead through definitions that are also derived. Only a contrived map nests such paths deeper
-// than this.
+// The path to a base may lead through definitions that are also derived. A real map does not nest these paths deeper
+// than this limit.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {
@@ -290,7 +290,7 @@ const EnumerationDefinition& Derivation::resolve(const EnumerationDefinition& ow
     const EnumerationDefinition& resolved = at == nullptr ? own : *at;
     if (resolved.values.empty()) {
         m_warnings.add(own.line, "enumeratedValues are derived from '" + std::string(own.derivedFrom) +
-                                     "', where the map has none");
+                                     "', for which the map has no enumerated values");
     }
     return resolved;
 }

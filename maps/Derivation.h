@@ -61,9 +61,9 @@ public:
         : m_device(device), m_warnings(warnings), m_limits(limits) {}
 
     /**
-     * Returns the definition with everything that it inherits from its base. An inherited child precedes the own
-     * children, unless one of these has the same name and replaces it. Warns of a base that does not exist. Breaks a
-     * circle of derived definitions, with a warning.
+     * Returns the definition with everything that it inherits from its base. Inherited children precede the children of
+     * the definition itself. A child of the definition replaces an inherited child with the same name. Warns of a base
+     * that does not exist. Ignores a derivedFrom that would close a circle of definitions, and warns of it.
      *
      * @throws MalformedMap if derived definitions have more children than a map may have elements.
      */

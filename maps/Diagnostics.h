@@ -46,7 +46,7 @@ private:
     std::size_t m_line;
 };
 
-/** Collects warnings up to a maximum number. Keeps a warning with the same line and text only once. */
+/** Collects warnings up to a maximum number. Of several warnings with the same line and text, keeps only one. */
 class Warnings {
 public:
     explicit Warnings(std::size_t most) : m_most(most) {}

@@ -96,7 +96,10 @@ private:
      */
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
-    /** Counts a definition without elements. Many definitions can share its list, and each of them reads it again. */
+    /**
+     * Counts a definition that gives no elements. Reading such a definition takes time, too, and many definitions can
+     * share the list that contains it.
+     */
     void countIfLeftOut(const Definition& definition, std::uint64_t added) {
         if (added == 0) {
             countCreated(definition);
@@ -105,21 +108,21 @@ private:
 
     // Arrays
 
-    /** Returns the greatest distance that an element can have from the first one, so that its offset has 64 bits. */
+    /** Returns the greatest distance from the first element at which the offset of an element still fits in 64 bits. */
     static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
 
-    /** Returns the problem of an element at a greater distance than there is room for. */
+    /** Returns the problem of an array with elements that are too far from the first one, for a warning. */
     static std::string problemBeyondRoom(const Definition& definition) {
         if (definition.kind == Kind::Field) {
-            return "has bits higher than bit " + std::to_string(highestBit);
+            return "has elements with bits higher than bit " + std::to_string(highestBit);
         }
         const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
-        return "has " + subject + " that does not fit in 64 bits";
+        return "has elements with " + subject + " that does not fit in 64 bits";
     }
 
     /**
      * Returns the elements of an array in their order, or the only element of a definition that is not an array. Leaves
-     * out the elements for which there is no room.
+     * out the elements whose distance from the first one is greater than `room`.
      */
     std::vector<Position> positionsOf(const Definition& definition, std::uint64_t room) {
         if (!definition.dimension.size) {
@@ -137,10 +140,10 @@ private:
     Position onlyPosition(const Definition& definition) {
         const bool isTemplate = hasPlaceholder(definition.name);
         if (isTemplate) {
-            warn(definition, "has a placeholder for an index, but no dim");
+            warn(definition, "has a placeholder for an index, but no dim: the placeholder is removed");
         }
         if (definition.dimension.increment || !definition.dimension.index.empty()) {
-            warn(definition, "has a dimIncrement or dimIndex, but no dim");
+            warn(definition, "has a dimIncrement or dimIndex, but no dim: it is not an array");
         }
         return {isTemplate ? withoutPlaceholder(definition.name) : std::string(definition.name), {}, 0};
     }
@@ -150,7 +153,7 @@ private:
         const auto indexes = indexesOf(definition, array->size);
         std::uint64_t count = array->size;
         if (count > 1 && (count - 1) * array->increment > room) {
-            warn(definition, problemBeyondRoom(definition) + ", and is not used");
+            warn(definition, problemBeyondRoom(definition) + ": these elements are not used");
             count = room / array->increment + 1;
         }
         std::vector<Position> positions;
@@ -195,14 +198,15 @@ private:
             return std::make_shared<Indexes>(0, size);
         }
         if (indexes->size() > *definition.dimension.size) {
-            warn(definition, "has more indexes in its dimIndex than its dim has elements");
+            warn(definition,
+                 "has more indexes in its dimIndex than its dim has elements: the last indexes are not used");
         }
         return indexes;
     }
 
     /** Returns the indexes of a dimIndex; null if the text does not give indexes. */
     std::shared_ptr<const Indexes> parsed(std::string_view dimIndex) {
-        // Derived arrays share the text, which may be long.
+        // Parses a text only once, because it may be long, and derived arrays share it.
         const auto [known, isNew] = m_indexes.try_emplace(dimIndex.data());
         if (isNew) {
             if (auto indexes = parseIndexes(dimIndex, m_limits.arraySize)) {
@@ -381,7 +385,7 @@ private:
     unsigned int sizeOf(const Definition& definition, const Properties& properties) {
         constexpr unsigned int usual = 32;
         if (!properties.size || *properties.size == 0 || *properties.size > highestBit) {
-            warn(definition, "has no size from 1 to " + std::to_string(highestBit) + " bits: 32 bits are assumed");
+            warn(definition, "has no valid size (1 to " + std::to_string(highestBit) + " bits): 32 bits are assumed");
             return usual;
         }
         const auto size = static_cast<unsigned int>(*properties.size);
@@ -400,7 +404,7 @@ private:
         if (properties.resetValue.value_or(0) > bits) {
             warn(definition, "has a reset value that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
-        // Does not check the mask of an outer element, which may be for wider registers, too.
+        // Does not check a mask that an outer element gives, because that mask may also be for wider registers.
         if (definition.properties.resetMask.value_or(0) > bits) {
             warn(definition, "has a reset mask that does not fit in its " + Common::counted(aRegister.size, "bit"));
         }
@@ -422,8 +426,9 @@ private:
     }
 
     /**
-     * Returns the write constraint that a field inherits. A range is one of values of the whole register. A constraint
-     * to enumerated values is for the fields that have some: it does not exclude all values of another field.
+     * Returns the write constraint that a field inherits. A field does not inherit a range, because the range is for
+     * values of the whole register. A field inherits a constraint to enumerated values only if it has some. Otherwise,
+     * the constraint would exclude all values of the field.
      */
     static std::optional<WriteConstraint> inheritedConstraint(const Register& aRegister, const Field& field) {
         const auto& constraint = aRegister.writeConstraint;

@@ -52,18 +52,18 @@ std::string choicesOf(std::vector<std::string> names) {
     return Common::alternatives(names);
 }
 
-/** Returns the number that a text is; none if it does not fit in 64 bits. */
+/** Returns the number that a text represents; none if the number does not fit in 64 bits. */
 std::optional<std::uint64_t> numberIn(const std::string& text) {
     const auto narrow = Common::parseNumber(text, Common::anyNotation);
     return narrow ? std::optional<std::uint64_t>(*narrow) : parseScaledNumber(text);
 }
 
-/** Returns whether the name of a value is also another number. */
+/** Returns whether the name of a value is also a number that differs from the value. */
 bool isAmbiguous(const EnumeratedValue& value) {
     return Common::isNumber(value.name, Common::anyNotation) && numberIn(value.name) != value.value;
 }
 
-/** Returns whether the name of a value for reading is also a number, and not the only number of the value. */
+/** Returns whether the name of a value for reading is also a number, but does not select exactly this number. */
 bool isAmbiguousToRead(const Field& field, const EnumeratedValue& value) {
     const bool hasOneNumber = !value.isDefault && (highestOf(field) & ~value.mask) == 0;
     return Common::isNumber(value.name, Common::anyNotation) && !(hasOneNumber && numberIn(value.name) == value.value);
@@ -77,7 +77,7 @@ std::string alsoANumber(const EnumeratedValue& value) {
 
 constexpr const char* numberRemedy = " (give the value with 0x or 0b)";
 
-/** @throws RefusedValue if a text is not a number that fits in a field. @param names those that the text may be. */
+/** @throws RefusedValue if a text is not a number that fits in a field. @param names the names that the text may be. */
 std::uint64_t fittingNumber(const Field& field, const std::string& subject, const std::string& text,
                             const std::vector<std::string>& names) {
     if (!Common::isNumber(text, Common::anyNotation)) {
@@ -91,7 +91,31 @@ std::uint64_t fittingNumber(const Field& field, const std::string& subject, cons
     return *number;
 }
 
-constexpr const char* onlyAsRead = " may be written only with the value that was read";
+constexpr const char* onlyAsRead = " may be written only with the value that was read (leave it unchanged)";
+
+/** Returns the enumerated values that may be written to a field. A value without a usable name is a number. */
+std::vector<std::string> enumeratedChoices(const Field& field) {
+    std::vector<std::string> choices;
+    for (const Enumeration& enumeration : field.enumerations) {
+        for (const EnumeratedValue& value : enumeration.values) {
+            if (isFor(enumeration, Usage::Write) && !value.isDefault && value.value <= highestOf(field)) {
+                const bool isNamed = !value.name.empty() && !isAmbiguous(value);
+                choices.push_back(isNamed ? value.name : std::to_string(value.value));
+            }
+        }
+    }
+    return choices;
+}
+
+/** Returns which values a constraint allows, as the end of a message. */
+std::string allowedBy(const WriteConstraint& constraint, const Field& field) {
+    if (constraint.kind == WriteConstraint::Kind::Range) {
+        return "write " + std::to_string(constraint.minimum) + " to " + std::to_string(constraint.maximum);
+    }
+    const std::vector<std::string> choices = enumeratedChoices(field);
+    return choices.empty() ? "the field has no enumerated values for writing"
+                           : "write " + Common::alternatives(choices);
+}
 
 /** Returns why a field may not be given a number; empty if it may. @param text the number in the message. */
 std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::string& text) {
@@ -105,7 +129,7 @@ std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::
     const bool isAllowed = constraint.kind == WriteConstraint::Kind::EnumeratedValues
                                ? nameOf(field, Usage::Write, number) != nullptr
                                : Maps::isAllowed(constraint, number);
-    return isAllowed ? "" : ": " + text + " is not a value that may be written";
+    return isAllowed ? "" : ": value " + text + " is not allowed (" + allowedBy(constraint, field) + ')';
 }
 
 /** Returns whether the write constraint of a field applies to a write. The field must be inside its register. */
@@ -132,8 +156,10 @@ const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
             names.push_back(each.name);
         }
         const std::string question = Common::didYouMean(Common::nearestNames(name, names));
-        throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) +
-                           (question.empty() ? "" : " (" + question + ')'));
+        const std::string choices =
+            names.empty() ? "the register has no fields" : "give " + Common::alternatives(names);
+        throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) + " (" +
+                           (question.empty() ? choices : question) + ')');
     }
     return *field;
 }
@@ -183,7 +209,7 @@ public:
 
 private:
     std::uint64_t numberOf(const std::string& text) const {
-        // A name may begin with a digit, such as 16k, or have only digits.
+        // Searches for a name first, because a name may begin with a digit, such as 16k, or have only digits.
         const EnumeratedValue* const value = valueNamed(text);
         return value != nullptr ? numberOf(*value) : fittingNumber(m_field, m_subject, text, namesToWrite(m_field));
     }

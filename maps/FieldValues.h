@@ -26,7 +26,7 @@ bool isInside(const Field& field, const Register& aRegister);
 /** Returns the highest value of a field, at most the highest value of 64 bits. */
 std::uint64_t highestOf(const Field& field);
 
-/** Returns the mask of a field, which must be inside its register. */
+/** Returns the mask of a field. The field must be inside its register. */
 std::uint64_t maskOf(const Field& field);
 
 /** Returns the fields of a register, from the highest bit to the lowest. */
@@ -49,7 +49,7 @@ struct FieldValue {
 };
 
 /**
- * Returns the value of a field, which must be inside its register.
+ * Returns the value of a field. The field must be inside its register.
  *
  * @param usage selects the names for reading or for writing.
  */
@@ -59,8 +59,8 @@ FieldValue decode(const Field& field, std::uint64_t registerValue, Usage usage =
 std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t registerValue);
 
 /**
- * Returns whether a constraint allows a value: false outside a range, and true for the kinds that depend on more than
- * the value.
+ * Returns whether the range of a constraint contains a value. Returns true for the other kinds of constraints, which
+ * depend on more than the value.
  */
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value);
 
@@ -92,7 +92,7 @@ struct FieldAssignment {
  */
 const Field& findWritable(const LocatedRegister& located, const std::string& name);
 
-/** What a field is compared with: a number, or the name of an enumerated value. */
+/** The value to compare a field with: a number, or the name of an enumerated value. */
 struct FieldPattern {
     std::uint64_t number = 0;
     /** Empty for a number. */
@@ -106,12 +106,12 @@ struct FieldPattern {
 std::vector<std::string> namesToRead(const Field& field);
 
 /**
- * Returns what a text means as the value of a field.
+ * Returns the value of a field that a text gives.
  *
  * @param text a decimal, hexadecimal or binary number, or the name of an enumerated value for reading. The name may
  * belong to several numbers.
- * @throws RefusedValue if the text is neither, if a number does not fit in the field, or if a name is also a number and
- * has other numbers.
+ * @throws RefusedValue if the text is neither, if a number does not fit in the field, or if the text is both a number
+ * and a name that selects other numbers.
  */
 FieldPattern parsePattern(const LocatedRegister& located, const Field& field, const std::string& text);
 
@@ -144,7 +144,7 @@ MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssign
 /** Returns the value that does not change the bits; none if a write has to repeat the value that was read. */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
-/** @throws RefusedValue if a register has a range, and no value of the bits outside the mask is inside the range. */
+/** @throws RefusedValue if the range of a register excludes the write, whatever the bits outside the mask are. */
 void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**

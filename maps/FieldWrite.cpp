@@ -32,8 +32,7 @@ std::uint64_t bitsOfWritableFields(const Register& aRegister) {
     return bitsOfFields(aRegister, [](const Field& field) { return isWritable(field.access); });
 }
 
-/** Returns why a masked write may change bits of this kind that it does not assign; empty if it does not change them.
- */
+/** Returns why a masked write may change unassigned bits with these properties; empty if the bits keep their values. */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";
@@ -44,7 +43,7 @@ std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (!isReadable(access)) {
         return "is write-only, so it cannot keep its value";
     }
-    return access == Access::ReadWriteOnce ? "can be written only once, and this write would use that up" : "";
+    return access == Access::ReadWriteOnce ? "can be written only once, and this write would include the field" : "";
 }
 
 ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
@@ -55,28 +54,27 @@ ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
     return kept ? ModifiedBits{bits & ~*kept, *kept, 0} : ModifiedBits{0, 0, bits};
 }
 
-/** Returns those of the bits that a write changes because it gives them the value that others on these bits need. */
+/** Returns the bits that a write changes because it writes the values that other fields with these bits need. */
 std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, const ModifiedBits& others) {
     const ModifiedBits own = modifiedBitsOf(modifiedWrite, bits);
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
 }
 
-/** What a user may do about other fields: the text before their names, and the one after. */
+/** How the user can protect other fields: the text before their names, and the text after them. */
 struct Remedy {
     const char* before;
     const char* after;
     /** The bits of a register without fields that are not assigned. */
     const char* otherBits;
-    /** What the user may do about other registers, and about these bits. */
+    /** How the user can write although other registers or these bits change. */
     const char* forRegister;
 };
 
 constexpr Remedy byAssignment{"also assign ", "", "the other bits", "write the whole register"};
 constexpr Remedy byMask{"also select all bits of ", " with the mask", "the bits outside the mask",
                         "leave out the mask"};
-constexpr Remedy byWrite{"use write, and also give values for ", "", "the other bits", "use write without a mask"};
-
-constexpr const char* notStored = "does not store what is written (give a value with write)";
+constexpr Remedy byFields{"use write REGISTER FIELD=VALUE ..., and also assign ", "", "the other bits",
+                          "write the whole register"};
 
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
@@ -146,13 +144,14 @@ private:
         const std::vector<const Field*> lost = otherFields([this, &settled](const Field& field) {
             const std::uint64_t bits = maskOf(field) & ~settled;
             const bool isLost = contradictions(field.modifiedWrite, bits, m_modified) != 0;
-            // An assignment to the field would settle the value of its bits for the others, too.
+            // If the user assigns this field, its bits have a fixed value for the later fields, too.
             settled |= isLost ? bits : 0;
             return isLost;
         });
         if (!lost.empty()) {
             throw RefusedValue(refusal("field " + m_located.name + '.' + lost.front()->name +
-                                           " cannot keep its value, because a write changes another field on its bits",
+                                           " cannot keep its value, because a field or register that shares its bits "
+                                           "needs other values",
                                        lost));
         }
     }
@@ -162,8 +161,9 @@ private:
         const std::uint64_t alwaysChanged =
             m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
         if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
-            throw RefusedValue("register " + m_located.name + ": each write changes another register of its address (" +
-                               m_remedy.forRegister + ')');
+            throw RefusedValue("register " + m_located.name +
+                               ": each write changes another register at the same address (" + m_remedy.forRegister +
+                               ')');
         }
     }
 
@@ -212,6 +212,10 @@ const Field* findSelected(const Register& contents, std::uint64_t mask, const Co
     throw RefusedValue("field " + located.name + '.' + field.name + ' ' + problem);
 }
 
+[[noreturn]] void refuseToStore(const std::string& subject) {
+    throw RefusedValue("a write does not store the value in " + subject + " (give the value with write)");
+}
+
 } // namespace
 
 ModifiedBits modifiedBitsOf(const Register& aRegister) {
@@ -244,11 +248,11 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
-FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments,
-                     const Word& word) {
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word,
+                     WriteForm form) {
     FieldWrite write;
     write.assigned = encode(located, assignments);
-    const Plan plan(located, write.assigned, word, byAssignment);
+    const Plan plan(located, write.assigned, word, form == WriteForm::FieldName ? byFields : byAssignment);
     plan.requireReadableIfNeeded();
     plan.requireKept();
     write.written = plan.written();
@@ -271,7 +275,7 @@ MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& s
 
 void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const Word& word) {
     const MaskedValue selected{0, mask};
-    const Plan plan(located, selected, word, byWrite);
+    const Plan plan(located, selected, word, byFields);
     plan.requireOtherBitsKept();
     plan.requireKept();
 }
@@ -289,10 +293,10 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask) {
         return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
     });
     if (modified != nullptr) {
-        refuse(located, *modified, notStored);
+        refuseToStore("field " + located.name + '.' + modified->name);
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
-        refuse(located, notStored);
+        refuseToStore("register " + located.name);
     }
 }
 

@@ -24,10 +24,10 @@ struct ModifiedBits {
     std::uint64_t all() const { return keptByZero | keptByOne | alwaysChanged; }
 };
 
-/** Returns the bits of a register that a write modifies in a way of their own. */
+/** Returns the writable bits of a register whose modified write is not Modify. */
 ModifiedBits modifiedBitsOf(const Register& aRegister);
 
-/** Returns the bits of two registers at the same offset. */
+/** Returns the modified bits of two registers at the same offset. */
 ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b);
 
 /** Returns the bits of a register that a write can change. A writable field can have bits of a read-only one. */
@@ -54,7 +54,7 @@ struct FieldWrite {
     std::vector<FieldValue> fields;
     /** The bits of the assigned fields. */
     MaskedValue assigned;
-    /** The bits to write: also the others of the word that keep their values only if a certain bit is written. */
+    /** The bits to write. They include other bits of the word that a write keeps only if it writes a certain value. */
     MaskedValue written;
     /** Whether to write the whole word without reading it. Otherwise, the write has a mask. */
     bool isWhole = false;
@@ -66,33 +66,37 @@ struct FieldWrite {
  */
 bool hasReadEffect(const Register& aRegister);
 
+/** How the user gives the fields of a write: the name of one field, or FIELD=VALUE for each field of a register. */
+enum class WriteForm { FieldName, FieldList };
+
 /**
  * Plans a write that changes no other field, and no other register at the same offset.
  *
- * @throws RefusedValue as encode() does, for a value outside the range of the register, and if another writable field
- * cannot keep its value:
+ * @param form selects the remedy in the reason for a refusal.
+ * @throws RefusedValue in these cases:
  *
- * - It changes with every write.
- * - Its value cannot be read and written back.
- * - Another field, or a register at the same offset, needs other values of its bits.
- *
- * Also if a register at the same offset changes with every write.
+ * - encode() refuses the assignments.
+ * - The value is outside the range of the register.
+ * - Another writable field changes with every write, or its value cannot be read and written back.
+ * - Another field, or a register at the same offset, needs other values of the bits of another writable field.
+ * - A register at the same offset changes with every write.
  */
-FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word);
+FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word,
+                     WriteForm form = WriteForm::FieldList);
 
 /**
  * Plans a masked write that changes no bit outside its mask, and no bit of another register at the same offset.
  *
  * @param located can be read, and reading its word has no side effect.
  * @param selected the bits to change. The value has no bits outside the mask.
- * @return the bits to write: also those that keep their values only if a certain bit is written.
+ * @return the bits to write. They include other bits that a write keeps only if it writes a certain value.
  * @throws RefusedValue for a value outside the range of the register, and if a writable field with a bit outside the
- * mask cannot keep its value as in planWrite(). A register without fields is like one field.
+ * mask cannot keep its value as in planWrite(). A register without fields counts as one field.
  */
 MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& selected, const Word& word);
 
 /**
- * Checks a change of bits before their new value is known.
+ * Checks a change of bits when their new value is not known yet.
  *
  * @throws RefusedValue if a field or register with a bit outside the mask cannot keep its value, as in
  * planMaskedWrite().
@@ -100,7 +104,7 @@ MaskedValue planMaskedWrite(const LocatedRegister& located, const MaskedValue& s
 void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const Word& word);
 
 /**
- * Checks that the bits of a mask hold what is written to them.
+ * Checks that a write stores its value in the bits of a mask.
  *
  * @throws RefusedValue if one of the bits is read-only, or if its modifiedWriteValues is not modify.
  */

@@ -64,7 +64,11 @@ public:
      */
     std::optional<DeviceDescription> find(const std::string& deviceName);
 
-    /** Returns the map of a file, counted from 0 in the order of the search. @throws UnusableMap. */
+    /**
+     * Returns the map of a file, counted from 0 in the order of the search.
+     *
+     * @throws UnusableMap if the file is not a map.
+     */
     const ReadMap& map(std::size_t position);
 
 private:

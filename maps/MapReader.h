@@ -33,7 +33,7 @@ ReadMap readMap(std::string bytes, const Limits& limits = {});
 /**
  * Reads a map from a file. A file that cannot be read gives an error for the whole file.
  *
- * @throws Common::ReadTimedOut
+ * @throws Common::ReadTimedOut if the deadline passes.
  */
 ReadMap readMapFile(const std::string& name, const Limits& limits = {}, const Common::Deadline& deadline = {});
 

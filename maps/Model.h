@@ -112,7 +112,7 @@ struct Array {
     Enumeration indexNames;
 };
 
-/** The position of an element in its array. In the description of the element, %s means the index. */
+/** The position of an element in its array. In the description of the element, %s is the placeholder for the index. */
 struct ArrayElement {
     /** The array; null if the element does not belong to an array. */
     std::shared_ptr<const Array> array;

@@ -19,7 +19,7 @@ struct Path {
     std::string_view rest;
 };
 
-/** Returns the splits of a path at each dot, from the last one on: a name may have dots of its own. */
+/** Returns the two parts of a path at each dot, the last dot first, because a name may contain dots. */
 std::vector<Path> splitsOf(std::string_view path) {
     std::vector<Path> splits;
     for (std::size_t i = path.size(); i-- > 0;) {
@@ -37,7 +37,7 @@ bool isIndexName(const ArrayElement& element, std::string_view index) {
     });
 }
 
-/** Returns whether a name is the name of the array, and then the index of the element in brackets. */
+/** Returns whether a name consists of the name of the array and the index of the element in brackets. */
 bool isElement(const ArrayElement& element, std::string_view name) {
     const std::size_t bracket = name.find('[');
     if (!element.array || bracket == std::string_view::npos || name.back() != ']') {
@@ -61,10 +61,10 @@ void forEachRegister(const SharedList<Register>& registers, const SharedList<Clu
     }
 }
 
-/** A register that a path may mean. */
+/** A register that a path may select. */
 struct Candidate {
     LocatedRegister located;
-    /** The number of names in the path that are not those of the map. */
+    /** The number of names in the path that differ from the names in the map. */
     std::size_t aliases = 0;
 
     bool isBetterThan(const Candidate& other) const {
@@ -72,7 +72,7 @@ struct Candidate {
     }
 };
 
-/** Finds the best register for a path: one with few aliases, and then the one with the lowest offset. */
+/** Finds the best register for a path: the one with the fewest aliases, and then the one with the lowest offset. */
 class Search {
 public:
     explicit Search(const Peripheral& peripheral) : m_peripheral(peripheral) {}

@@ -28,7 +28,7 @@ public:
     const T* end() const { return begin() + size(); }
     std::size_t size() const { return m_elements ? m_elements->size() : 0; }
     bool empty() const { return size() == 0; }
-    /** Returns the element at an index, which must be below size(). */
+    /** Returns the element at an index. The index must be below size(). */
     const T& operator[](std::size_t index) const { return (*m_elements)[index]; }
 
 private:

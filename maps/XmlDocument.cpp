@@ -34,7 +34,8 @@ XmlDocument::XmlDocument(std::string text, Warnings& warnings)
 void XmlDocument::parse() {
     const auto result = m_document.load_buffer_inplace(m_text.data(), m_text.size(), parseOptions, pugi::encoding_utf8);
     if (!result) {
-        throw MalformedMap(lineAt(result.offset), std::string("not well-formed XML: ") + result.description());
+        throw MalformedMap(lineAt(result.offset),
+                           std::string("the file is not well-formed XML: ") + result.description());
     }
 }
 

@@ -19,7 +19,7 @@ using BitsList = std::vector<RegisterBits>;
 /** Descriptions of bits, which may overlap. A field, or a register without fields, describes its bits. */
 struct Descriptions {
     BitsList described;
-    /** Bits of registers that have fields, but not for these bits. */
+    /** The bits outside the fields of registers that have fields. */
     BitsList outsideFields;
 };
 
@@ -54,7 +54,7 @@ std::uint64_t maskOf(const BitsList& list) {
                            [](std::uint64_t mask, const RegisterBits& bits) { return mask | bits.mask; });
 }
 
-/** Bits of which each has the first description that was added for it. */
+/** Bits, each with the first description that was added for it. */
 class FirstDescriptions {
 public:
     void add(const RegisterBits& bits) {

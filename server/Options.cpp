@@ -86,7 +86,7 @@ asio::ip::network_v4 parseNetwork(const std::string& text) {
 const Common::DeviceTypeInfo& servedTypeOf(const std::string& option, const std::string& name) {
     const auto* const row = Common::findDevice(name);
     if (row == nullptr) {
-        fail(option + ": unknown device '" + name + "' (rynvelctl list shows all names)");
+        fail(option + ": unknown device '" + name + "' ('rynvelctl list' shows all names)");
     }
     const auto* const type = servableType(*row);
     if (type == nullptr) {
@@ -123,8 +123,8 @@ void addMap(Policy& policy, const std::string& path) {
     try {
         if (!policy.descriptions.add(path, servedNames(policy))) {
             fail("--map: '" + path +
-                 "' does not describe any served device (a peripheral describes the device of its name, for example "
-                 "traf_top the device traf.top)");
+                 "' does not describe any served device (a peripheral has the name of its device, for example "
+                 "traf_top for traf.top)");
         }
     } catch (const Maps::UnusableMap& problem) {
         fail(problem.what());
@@ -187,16 +187,16 @@ void convert(const RawOptions& raw, Options& options) {
         options.policy.faults.push_back(parseFaultOption(fault));
     }
     if (!raw.maps.empty() && !options.policy.simulate) {
-        fail("--map: requires --simulate");
+        fail("--map: the option requires --simulate");
     }
     for (const auto& path : raw.maps) {
         addMap(options.policy, path);
     }
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
-        fail("--interrupt-every: requires --simulate");
+        fail("--interrupt-every: the option requires --simulate");
     }
     if (!options.policy.faults.empty() && !options.policy.simulate) {
-        fail("--fault: requires --simulate");
+        fail("--fault: the option requires --simulate");
     }
 }
 
@@ -220,9 +220,10 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                       "refuse connections from one host beyond this number; default: a quarter of --max-connections");
     program
         .addOption("--idle-timeout", "TIME", raw.idleTimeout,
-                   "close a connection whose client sends no request for this time, unless it is armed; 0 means never")
+                   "close a connection whose client sends no request for this time, unless the connection is armed; 0 "
+                   "means never")
         .showDefault();
-    program.addFlag("--simulate", options.policy.simulate, "serve all devices from memory, without hardware");
+    program.addFlag("--simulate", options.policy.simulate, "serve simulated devices from memory, without hardware");
     program
         .addOption("--map", "FILE", raw.maps,
                    "with --simulate: let registers behave as this register map (a file or a folder of files) describes "

@@ -26,7 +26,7 @@ struct Options {
     std::size_t maxConnections = 256;
     /** The maximum number of connections of one host. docs/protocol.md defines a host. */
     std::size_t maxConnectionsPerHost = 0;
-    /** The time without a request after which a connection ends, unless it is armed; 0 for never. */
+    /** The time without a request after which a connection ends, unless the connection is armed; 0 for never. */
     std::chrono::milliseconds idleTimeout{0};
     /** The interrupt periods of simulated devices, by device name. */
     std::map<std::string, std::chrono::milliseconds> interruptPeriods;

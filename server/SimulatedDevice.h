@@ -68,7 +68,7 @@ struct Simulation {
  * Returns a new device of the type. The interrupt is disabled. The described registers behave as the description says.
  * All other registers are memory, and initially 0.
  *
- * @param description null without one.
+ * @param description the description of the registers; null if there is none.
  */
 Simulation simulate(const std::string& name, const Common::DeviceTypeInfo& type,
                     const Maps::Peripheral* description = nullptr);

@@ -53,7 +53,8 @@ Addressed Addresses::findRange(const std::string& text) {
     const std::string last = text.substr(position + separator.size());
     for (const std::string& end : {first, last}) {
         if (m_unit == AddressUnit::Bytes && !Common::isNumber(end, Common::anyNotation)) {
-            throw usageError(m_target.name() + ": '" + text + "' is not a range of addresses, such as 0x10..0x1c");
+            throw usageError(m_target.name() + ": '" + text +
+                             "' is not a range of addresses (give numbers, such as 0x10..0x1c)");
         }
     }
     return {RegisterRange(m_target, m_unit, first, last), std::nullopt};
@@ -71,7 +72,7 @@ bool Addresses::selectsBits(const std::string& text, const Bracketed& bracketed)
         return true;
     }
     if (isName(bracketed.before)) {
-        throw usageError(m_target.name() + ": '" + text + "' is a register, and also bits of register " +
+        throw usageError(m_target.name() + ": '" + text + "' is a register and also selects bits of register " +
                          bracketed.before + " (give an address)");
     }
     return false;

@@ -33,7 +33,7 @@ struct Addressed {
 /** Reads the addresses of one command. It searches the register maps only for a name. */
 class Addresses {
 public:
-    /** @param context must outlive this object and what it returns, and so must the target. */
+    /** @param context must outlive this object and its results, and so must the target. */
     Addresses(const CommandContext& context, const Target& target, AddressUnit unit)
         : m_context(context), m_target(target), m_unit(unit) {}
 
@@ -47,7 +47,7 @@ public:
      */
     Addressed findPart(const std::string& text);
 
-    /** Does the same, and also finds the registers of a range of addresses, such as 0x10..0x1c. */
+    /** Finds the same as findPart(), and also the registers of a range of addresses, such as 0x10..0x1c. */
     Addressed findRange(const std::string& text);
 
     /** Finds a register. @throws Failure also for a field. */
@@ -58,7 +58,7 @@ public:
 
 private:
     Addressed findWithoutBits(const std::string& text);
-    /** Returns whether a text in brackets selects bits, and is not the name of an element of an array. */
+    /** Returns whether a text with brackets selects bits. Otherwise, it is the name of an element of an array. */
     bool selectsBits(const std::string& text, const Bracketed& bracketed);
     bool isName(const std::string& text);
     /** Returns whether a text is an address. A name may begin with a digit, too. */
@@ -72,10 +72,10 @@ private:
     const RegisterMap* m_map = nullptr;
 };
 
-/** @throws Failure if the register map says that it cannot be read. */
+/** @throws Failure if the register map says that the register or field cannot be read. */
 void requireReadable(const Addressed& addressed);
 
-/** Returns what each text selects, in their order. @param find finds it. @throws Failure also for an unreadable one. */
+/** Returns what each text selects, in their order. @param find finds it. @throws Failure also if it cannot be read. */
 template <typename Find>
 std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const Find& find) {
     std::vector<Addressed> found;
@@ -87,7 +87,7 @@ std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const F
     return found;
 }
 
-/** Returns what the user asked for: the value of the register, or the value of the field in it. */
+/** Returns what the user asked for: the value of the register, or of the field or the bits in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
 /** Returns a register with its fields. @param value the value of the word, which may have further bits. */

@@ -48,7 +48,7 @@ private:
     void requireChangeable(const MappedRegister& whole) const {
         requireAllowed(whole, {0, 0});
         requireReadable({whole, nullptr});
-        requireHarmlessRead(whole, "write the whole register instead");
+        requireHarmlessRead(whole, "write the whole register");
         allowed(whole, [&] {
             Maps::requireStored(whole.located, m_bits.mask);
             Maps::requireOthersKept(whole.located, m_bits.mask, whole.word());
@@ -90,18 +90,18 @@ void addBitCommand(const Common::Command& program, Action& chosen, const char* n
     const auto options = std::make_shared<BitOptions>();
     options->change = change;
     const Common::Command command = addCommand(program, chosen, name, summary, options, changeBits);
-    addRegister(command, *options);
+    addRegister(command, *options, "the byte address or the name of the register");
     command.addArgument("BITS", options->bits,
-                        "bits such as 3, ranges of bits such as 7:4, and names of fields, separated by commas");
+                        "the bits: numbers such as 3, ranges such as 7:4, and names of fields, separated by commas");
     addIndexOption(command, *options);
 }
 
 } // namespace
 
 void addBitCommands(const Common::Command& program, Action& chosen) {
-    addBitCommand(program, chosen, "set", "set bits or fields of a register to ones", BitChange::Set);
-    addBitCommand(program, chosen, "clear", "set bits or fields of a register to zeros", BitChange::Clear);
-    addBitCommand(program, chosen, "toggle", "invert bits or fields of a register", BitChange::Toggle);
+    addBitCommand(program, chosen, "set", "set the selected bits of a register to 1", BitChange::Set);
+    addBitCommand(program, chosen, "clear", "set the selected bits of a register to 0", BitChange::Clear);
+    addBitCommand(program, chosen, "toggle", "invert the selected bits of a register", BitChange::Toggle);
 }
 
 } // namespace Rynvelctl

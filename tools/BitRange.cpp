@@ -21,15 +21,15 @@ BitRange parseBitRange(const std::string& text, unsigned int bits) {
     const std::size_t colon = text.find(':');
     const BitRange range{parseBit(text.substr(0, colon), bits), parseBit(text.substr(colon + 1), bits)};
     if (range.msb < range.lsb) {
-        throw usageError('\'' + text + "' does not begin with the highest bit (" + std::to_string(range.lsb) + ':' +
-                         std::to_string(range.msb) + ')');
+        throw usageError('\'' + text + "' does not begin with the highest bit (give " + std::to_string(range.lsb) +
+                         ':' + std::to_string(range.msb) + ')');
     }
     return range;
 }
 
 std::string oneBitOf(const Bracketed& bracketed) {
     const std::string& bit = bracketed.inside;
-    return "the bit is " + bracketed.before + '[' + bit + ':' + bit + ']';
+    return "give " + bracketed.before + '[' + bit + ':' + bit + "] for bit " + bit;
 }
 
 std::optional<Bracketed> splitBrackets(const std::string& text) {

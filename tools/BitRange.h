@@ -27,12 +27,12 @@ struct BitRange {
     std::string text() const;
 };
 
-/** Returns the bit that a number gives. @param bits the width of the register. @throws Failure if it has no such bit.
+/** Returns the bit that a number selects. @param bits the width of the register. @throws Failure if it has no such bit.
  */
 unsigned int parseBit(const std::string& text, unsigned int bits);
 
 /**
- * Returns the bits that a text such as "7:4" gives.
+ * Returns the bits that a text such as "7:4" selects.
  *
  * @param bits the width of the register.
  * @throws Failure for any other text, and for a bit outside the register.
@@ -50,7 +50,7 @@ struct Bracketed {
     bool hasRange() const { return inside.find(':') != std::string::npos; }
 };
 
-/** Returns how the single bit in the brackets is written, for an error message. */
+/** Returns what to give for the single bit in the brackets, as the end of an error message. */
 std::string oneBitOf(const Bracketed& bracketed);
 
 /** Splits a text that ends in brackets; none for any other text. */

@@ -15,6 +15,10 @@ public:
     explicit BitCollector(const Addressed& addressed) : m_addressed(addressed) {}
 
     void add(const std::string& entry) {
+        if (entry.empty()) {
+            throw refusal(
+                "the list of bits has an empty entry (give a bit, a range of bits or a field between commas)");
+        }
         if (entry.find(':') != std::string::npos) {
             add(parseBitRange(entry, bits()), entry);
         } else if (Common::isNumber(entry, Common::anyNotation)) {
@@ -37,7 +41,7 @@ private:
 
     void add(std::uint32_t mask, const std::string& entry) {
         if ((m_selection.mask & mask) != 0) {
-            throw refusal('\'' + entry + "' selects a bit that is already selected");
+            throw refusal('\'' + entry + "' selects a bit that is already selected (select each bit once)");
         }
         m_selection.mask |= mask;
     }
@@ -49,8 +53,8 @@ private:
 
     void addField(const std::string& name) {
         if (!m_addressed.named) {
-            throw refusal('\'' + name + "' is not a bit or a range of bits (to select fields, give the name of the " +
-                          "register)");
+            throw refusal('\'' + name +
+                          "' is not a bit or a range of bits (give the name of the register to select fields)");
         }
         const MappedRegister& whole = m_addressed.named->whole;
         const Maps::Field& field =

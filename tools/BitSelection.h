@@ -22,12 +22,12 @@ struct BitSelection {
 };
 
 /**
- * Returns the bits that a list selects. The entries of the list have commas between them. An entry is a bit such as
+ * Returns the bits that a list selects. Commas separate the entries of the list. An entry is a bit such as
  * `3`, a range of bits such as `7:4`, or the name of a field.
  *
  * @param addressed a register, which must outlive the result.
  * @throws Failure if an entry is none of these, if it is a bit and also the name of a field, if a bit is outside the
- * register, if a field cannot be written, and if the list selects a bit twice.
+ * register, if a field cannot be written, or if the list selects a bit twice.
  */
 BitSelection parseBits(const Addressed& addressed, const std::string& list);
 

@@ -69,7 +69,7 @@ public:
      */
     const RegisterMap* findRegisterMap(const Target& target) const;
 
-    /** Returns the same description. @throws Failure also if there is none. */
+    /** Returns the result of findRegisterMap(). @throws Failure also if no register map describes the device. */
     const RegisterMap& registerMap(const Target& target) const;
 
     /**

@@ -49,8 +49,9 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
         "--type", "TYPE", m_options.type,
         "the type that the remote device has on its server, for example Uio32 (default: the type of the device "
         "with the same name on this machine)");
-    program.addOption("--timeout", "TIME", m_options.timeout,
-                      "give up if the command takes longer (default: no limit, except 5s for each answer of a server)");
+    program.addOption(
+        "--timeout", "TIME", m_options.timeout,
+        "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer of a server)");
     program
         .addOption(
             "--map", "FILE", m_options.maps,

@@ -37,7 +37,7 @@ void addCommands(const Common::Command& program, Action& chosen);
 /** Adds the command that runs the others. */
 void addRunCommand(const Common::Command& program, Action& chosen);
 
-/** Runs a command. @throws Failure also if a file does not arrive in time. */
+/** Runs a command. @throws Failure also if the time-out ends before a file has been read. */
 void perform(const Action& action, const CommandContext& context);
 
 /**

@@ -67,13 +67,13 @@ struct Line {
     Words maps;
 };
 
-/** Calls a function that takes completions from the map of the device of the line. Returns nothing without a map. */
+/** Returns the result of a function for the map of the device on the command line; nothing without a map. */
 template <typename Function>
 Words fromMap(const Line& line, const Function& function) {
     if (line.arguments.empty()) {
         return {};
     }
-    // A shell cannot show why there is nothing to offer.
+    // Ignores an error, because a shell cannot show it.
     try {
         MapSearch search(line.maps);
         const auto description = search.catalog().find(line.arguments.front());
@@ -125,7 +125,7 @@ Words fieldLists(const Line& line, const std::string& word) {
     return fromMap(line, [&](const MapCompletion& map) { return map.fieldLists(line.arguments[1], word); });
 }
 
-/** Returns the possible values of an option or argument that has one of the names of the help; else the name itself. */
+/** Returns the possible values for the name of a value in the help. Returns any other name itself, such as "host". */
 Words choicesFor(const std::string& name, const Line& line, const std::string& word) {
     if (name == "NAME" || name == "DEVICE") {
         return deviceNames();

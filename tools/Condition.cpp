@@ -9,7 +9,7 @@ namespace Rynvelctl {
 Condition::Condition(const Addressed& addressed, const ConditionOptions& options)
     : m_addressed(addressed), m_options(options) {
     if (addressed.field() != nullptr) {
-        requireNoMask("a field has");
+        requireNoMask("the field");
         m_field = allowed(addressed.named->whole, [&] {
             return Maps::parsePattern(addressed.named->whole.located, *addressed.field(), options.value);
         });
@@ -18,7 +18,7 @@ Condition::Condition(const Addressed& addressed, const ConditionOptions& options
     const unsigned int width = addressed.bits ? addressed.bits->width() : addressed.range.bits();
     m_number = parseValue("value", options.value, width);
     if (addressed.bits) {
-        requireNoMask("a range of bits has");
+        requireNoMask("the range");
     } else if (!options.mask.empty()) {
         m_mask = parseMask(options.mask, width);
     }
@@ -37,9 +37,9 @@ std::string Condition::subject() const {
     return m_addressed.bits ? name + m_addressed.bits->text() : "register " + name;
 }
 
-void Condition::requireNoMask(const std::string& owner) const {
+void Condition::requireNoMask(const std::string& selection) const {
     if (!m_options.mask.empty()) {
-        throw usageError("--mask: " + owner + " a mask of its own (leave out --mask)");
+        throw usageError("--mask: " + selection + " already selects the bits to compare (leave out --mask)");
     }
 }
 

@@ -38,7 +38,7 @@ public:
 
 private:
     std::string subject() const;
-    void requireNoMask(const std::string& owner) const;
+    void requireNoMask(const std::string& selection) const;
     bool isEqual(const Reading& reading) const;
 
     const Addressed& m_addressed;

@@ -23,10 +23,25 @@ SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
             word & static_cast<std::uint32_t>(Maps::bitsOf(mapped.contents()))};
 }
 
+std::string leftOut(const RegisterMap& map, const std::string& problem) {
+    return map.device().name() + ": left out: " + problem;
+}
+
+std::vector<std::string> obstaclesOf(const RegisterMap& map) {
+    std::vector<std::string> obstacles;
+    for (const Maps::LocatedRegister& located : map.locatedRegisters()) {
+        const std::string obstacle = map.obstacleTo(located);
+        if (!obstacle.empty()) {
+            obstacles.push_back(leftOut(map, obstacle));
+        }
+    }
+    return obstacles;
+}
+
 } // namespace
 
 DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffects sideEffects) {
-    DeviceSnapshot taken{{map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, map.inaccessible()};
+    DeviceSnapshot taken{{map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, obstaclesOf(map)};
     std::unordered_set<std::string> names;
     for (const MappedRegister& mapped : map.registers()) {
         const bool isFirst = names.insert(mapped.name()).second;
@@ -34,11 +49,11 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffe
             continue;
         }
         if (!isFirst) {
-            taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() + " at " +
-                                      hexadecimal(offsetOf(mapped)) + " has the name of another register");
+            taken.obstacles.push_back(leftOut(map, "register " + mapped.name() + " at " +
+                                                       hexadecimal(offsetOf(mapped)) +
+                                                       " has the same name as a register with a lower offset"));
         } else if (!mapped.range.isInside(device.mapSize())) {
-            taken.obstacles.push_back(map.device().name() + ": register " + mapped.name() +
-                                      " is outside the map of the device");
+            taken.obstacles.push_back(leftOut(map, "register " + mapped.name() + " is outside the map of the device"));
         } else if (sideEffects == SideEffects::LeftOut && mapped.hasReadEffect) {
             taken.withSideEffects.push_back(mapped.name());
         } else {

@@ -15,18 +15,18 @@
 
 namespace Rynvelctl {
 
-/** Whether a snapshot contains the registers that have a side effect when they are read. */
+/** Whether a snapshot contains a register if reading it has a side effect. */
 enum class SideEffects { LeftOut, Included };
 
 struct DeviceSnapshot {
     Snapshot snapshot;
-    /** The registers that the snapshot does not hold because reading has a side effect. */
+    /** The registers that the snapshot leaves out because reading them has a side effect. */
     std::vector<std::string> withSideEffects;
-    /** An error message for each of the registers that the device cannot access, or that have the name of another. */
+    /** An error message for each register that the snapshot leaves out for another reason. */
     std::vector<std::string> obstacles;
 };
 
-/** Reads all readable registers of a device. @throws Failure if one of them cannot be read. */
+/** Reads the registers of a device that belong in a snapshot. @throws Failure if reading one of them fails. */
 DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffects sideEffects);
 
 } // namespace Rynvelctl

@@ -31,7 +31,7 @@ public:
     explicit UnansweredRequest(const Failure& failure) : Failure(failure) {}
 };
 
-/** Ends the command with a status and without an error message. */
+/** Thrown to end the command with a status and without an error message. */
 struct SilentEnd {
     ExitStatus status;
 };
@@ -39,7 +39,7 @@ struct SilentEnd {
 inline Failure usageError(const std::string& text) { return {ExitStatus::UsageError, text}; }
 
 /**
- * Returns the failure that an exception means. Call this function in an exception handler.
+ * Returns the failure that describes the current exception. Call this function only in an exception handler.
  *
  * @throws the exception itself if it is not derived from std::exception.
  */

@@ -22,13 +22,13 @@ namespace {
 
 constexpr mode_t newFileMode = 0666;
 constexpr mode_t ownerOnlyMode = 0600;
-// A replaced file does not run as its owner or its group.
+// Without the set-user-ID and set-group-ID bits: the new contents must not run with the rights of the owner or group.
 constexpr mode_t permissions = 0777;
 constexpr mode_t groupPermissions = 0070;
 
 Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
 
-/** Keeps the signals that usually end the process waiting, so that it leaves no temporary file. */
+/** Blocks the signals that usually end the process, so that the process leaves no temporary file. */
 class DelayedSignals {
 public:
     DelayedSignals() {
@@ -52,10 +52,10 @@ std::string folderOf(const std::string& name) {
     return slash == std::string::npos ? "." : name.substr(0, slash + 1);
 }
 
-/** A new file in a folder, removed at the end unless it has replaced another one. */
+/** A new file, which the destructor removes unless replace() has succeeded. */
 class TemporaryFile {
 public:
-    /** @param name the file that it is to replace. @param mode the permissions that it has at first. */
+    /** @param name the file to replace; the new file is in the same folder. @param mode the first permissions. */
     TemporaryFile(const std::string& name, mode_t mode) : m_name(name), m_folder(folderOf(name)) {
         for (int number = 0; !m_file.isOpen(); ++number) {
             m_path = m_folder + "/.rynvelctl." + std::to_string(::getpid()) + '.' + std::to_string(number);
@@ -73,7 +73,7 @@ public:
         }
     }
 
-    /** Gives the file to an owner and a group as far as the user may do so. @return whether it has the group. */
+    /** Gives the file to an owner and a group as far as the user may do so. @return whether the file has the group. */
     bool setOwner(uid_t owner, gid_t group) const {
         constexpr auto sameOwner = static_cast<uid_t>(-1);
         return ::fchown(m_file.number(), owner, group) == 0 || ::fchown(m_file.number(), sameOwner, group) == 0;
@@ -93,7 +93,7 @@ public:
     void replace() {
         require(::rename(m_path.c_str(), m_name.c_str()) == 0);
         m_hasReplaced = true;
-        // Not every file system can do this, and the new file is complete in any case.
+        // Ignores a failure, because not every file system can do this, and the new file is complete in any case.
         const Common::Descriptor folder(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         ::fsync(folder.number());
     }
@@ -114,7 +114,8 @@ private:
 
 /**
  * Checks that the user may remove a file from its folder: with the sticky bit, only the owner of the file or of the
- * folder may do so. rmdir() does not remove a file, but says so only after the system has checked the permission.
+ * folder may do so. rmdir() never removes a file, but it fails with ENOTDIR only after the system has checked the
+ * permission.
  */
 void requireRemovable(const std::string& file) {
     if (::rmdir(file.c_str()) != 0 && errno != ENOTDIR) {
@@ -167,7 +168,7 @@ void replaceFile(const std::string& name, const std::string& contents) {
     TemporaryFile file(name, replaced ? ownerOnlyMode : newFileMode);
     if (replaced) {
         const bool hasGroup = file.setOwner(replaced->st_uid, replaced->st_gid);
-        // Another group does not have the permissions of this group.
+        // Another group must not get the permissions of this group.
         file.setMode(hasGroup ? replaced->st_mode : replaced->st_mode & ~groupPermissions);
     }
     file.write(contents);

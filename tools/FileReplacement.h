@@ -11,13 +11,15 @@
 namespace Rynvelctl {
 
 /**
+ * Checks that replaceFile() can replace or create a file.
+ *
  * @throws Failure if the name belongs to a folder, a symbolic link, a device or another special file, if the user may
  * not write or replace the file, or if no file can be created in its folder.
  */
 void requireReplaceable(const std::string& name);
 
 /**
- * Gives a file new contents, or creates it. A failure, a signal and a loss of power leave the old file unchanged: the
+ * Gives a file new contents, or creates it. A failure, a signal or a loss of power leaves the old file unchanged: the
  * new contents are in a temporary file in the same folder until they are on the disk. A file that exists keeps its
  * permissions, and its owner and group as far as the user may set them. If it cannot keep its group, its new group has
  * no permissions.

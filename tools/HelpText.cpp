@@ -32,75 +32,70 @@ const std::vector<HelpSection> helpSections{
       "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
       "can use only address 0."}},
     {"Names",
-     {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a "
-      "field. A register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
-      "The map says which registers and fields can be read and written, and which values they take. The command "
-      "refuses "
-      "what the map does not allow, before it opens the device.",
-      "To write several fields of a register with one write, give FIELD=VALUE for each. The value of a field is a "
-      "number "
-      "or the name of an enumerated value. The other fields keep their values. If a field cannot keep its value, the "
-      "command refuses the write."}},
+     {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a field. A "
+      "register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
+      "The map says which registers and fields can be read and written, and which values they accept. The command "
+      "refuses an operation that the map does not allow, before it opens the device.",
+      "To write several fields of a register with one write, give FIELD=VALUE for each field. The value of a field is "
+      "a number or the name of an enumerated value. The other fields keep their values. If another field cannot keep "
+      "its value, the command refuses the write."}},
     {"Several registers",
-     {"read takes several addresses and names, and ranges of addresses such as 0x10..0x1c. A range includes the last "
+     {"read accepts several addresses and names, and ranges of addresses such as 0x10..0x1c. A range includes the last "
       "address.",
-      "An equals sign in the first argument after the device makes write perform several writes in the order given, "
-      "one for each ADDRESS=VALUE. A field is then REGISTER.FIELD. The command ends at the first write that fails, and "
-      "names what was written and what was not."}},
+      "write accepts ADDRESS=VALUE for each of several registers and fields, and writes them in the order given. A "
+      "field is then REGISTER.FIELD. The command ends at the first write that fails. The error message names the "
+      "registers and fields that were written, and those that were not."}},
     {"Bits",
-     {"The lowest bit is bit 0. A range of bits begins with the highest bit, as in 7:4. read, watch and poll take "
-      "ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an element of an array.",
-      "The BITS of set, clear and toggle are bits, ranges of bits and names of fields, with commas between them, as in "
+     {"The lowest bit is bit 0. A range of bits begins with the highest bit, as in 7:4. read, watch, poll and expect "
+      "accept ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an element of an "
+      "array.",
+      "The BITS of set, clear and toggle are bits, ranges of bits and names of fields, separated by commas, as in "
       "0,7:4,START. The commands refuse a change that the map does not allow, or that would change other fields."}},
     {"Register maps",
-     {"A register map is a file in CMSIS-SVD format. The description of a device is the peripheral with the name of "
-      "the device, with an underscore in place of every character that is neither a letter nor a digit: the peripheral "
-      "traf_top describes the device traf.top.",
-      "The program searches the files and folders of --map. Without --map, it searches those in the environment "
+     {"A register map is a file in CMSIS-SVD format that describes the registers of devices. The description of a "
+      "device is the peripheral with the name of the device, with an underscore in place of every character that is "
+      "neither a letter nor a digit: the peripheral traf_top describes the device traf.top.",
+      "The command searches the files and folders of --map. Without --map, it searches those in the environment "
       "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
-      "share/rynvel/maps of the installation. The first description of a device is used."}},
+      "share/rynvel/maps of the installation. The command uses the first description of the device."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
       "A server does not report why it refuses a request. The address may lie outside the device, the device may have "
       "another type, or the server's options may forbid the request. To see the reason, turn on the traces of rynveld "
       "at level 4 of the channel Rynveld."}},
     {"Time-outs",
-     {"--timeout limits the time of the whole command, from start to end. It includes every wait: for a server, for an "
-      "interrupt, for the condition of poll, for the next sample of watch, for the next line of standard input, or for "
-      "a reader of the command's output. When the time is over, the command ends with status 4. The command has then "
-      "printed the output up to that time. The command cannot interrupt a driver of this machine: during a call to the "
-      "driver, it waits until the call returns.",
-      "Without --timeout, poll, wait and watch can run forever. Even then, a command gives up if a server takes longer "
-      "than "
-      "5 s to accept a connection or to answer a request."}},
+     {"--timeout limits the time of the whole command, from start to end. This time includes every wait: for a server, "
+      "for an interrupt, for the condition of poll, for the time of sleep, for the next sample of watch, for the next "
+      "line of standard input, or for a reader of the command's output. When the time is over, the command ends with "
+      "status 4. The command has then printed the output up to that time. The command cannot interrupt a driver of "
+      "this machine: during a call to the driver, it waits until the call returns.",
+      "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server takes "
+      "longer than 5 s to accept a connection or to answer a request."}},
     {"Watching",
      {"On a terminal, watch draws a table in place, with the old value beside a changed one. In a pipe or a file, or "
-      "if "
-      "TERM is dumb, it prints a line for each change. --color and the environment variable NO_COLOR select whether "
+      "if TERM is dumb, it prints a line for each change. --color and the environment variable NO_COLOR select whether "
       "changed values are highlighted.",
       "A format of watch, wait or irq is the text of a line with directives. %t is the time, %d the device, and %v the "
       "value, the interrupt word or the result of irq. watch also has %a for the address, %n for the name and %o for "
       "the old value. %% is a percent sign."}},
     {"Snapshots",
-     {"save, diff and restore use the register map of the device. save and diff do not read a register whose reading "
-      "has a side effect.",
-      "The first argument of diff is a device or a snapshot: a name with a slash and the name of an existing file "
-      "select the snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
+     {"save, diff and restore use the register map of the device. save and diff leave out a register if reading it has "
+      "a side effect. --with-side-effects includes the register.",
+      "The first argument of diff is a device or a snapshot. A name with a slash, or the name of an existing file, "
+      "selects a snapshot. diff ends with status 0 if both sides are equal, with status 1 if they differ, and with "
       "status 2 if an operation fails."}},
     {"Files of commands",
      {"run reads a command from each line of a file or, with -, of standard input. All lines use the same open "
-      "devices. "
-      "Blanks separate the words, and # begins a comment. Global options precede or follow run, and apply to all "
+      "devices. Blanks separate the words, and # begins a comment. Give global options with run. They apply to all "
       "lines.",
-      "If the command, an option or the number of arguments of a line is wrong, run names the lines of the file that "
-      "are wrong, and runs no line. A line of standard input runs as soon as it has arrived.",
+      "If the command, an option or the number of arguments of a line is wrong, run names all such lines of the file "
+      "and runs no line. The exception is standard input: a line runs as soon as it has arrived.",
       "run ends at the first line that fails, with the status of this line. With --keep-going, it also runs the "
-      "further lines. An error message begins with FILE:LINE:. expect makes a line fail if a register or a field has "
-      "another value, and sleep waits between two lines."}},
+      "remaining lines. An error message begins with FILE:LINE:. expect makes a line fail if a register or a field "
+      "does not have the given value, and sleep waits between two lines."}},
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
-      "word that "
-      "the device reports.",
+      "word that the device reports.",
       "On this machine, the interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive "
       "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of an "
       "interrupt, the device raises the interrupt again at once.",

@@ -204,7 +204,7 @@ void addWait(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "wait", "enable the interrupt of a device and wait for it", options, wait);
     command.addArgument("NAME", options->name, "the device");
-    command.addOption("--each", "TIME", options->each, "give up if a single interrupt takes longer");
+    command.addOption("--each", "TIME", options->each, "give up if a single interrupt takes longer than TIME");
     command.addOption("--count", "COUNT", options->count, "the number of interrupts to wait for (default: 1)");
     addFormatOption(command, options->format, interruptDirectives);
 }

@@ -13,7 +13,7 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::size_t maxDepth = 8;
-// A value needs far more memory than text.
+// A value needs far more memory than its text.
 constexpr std::size_t maxValues = 2'000'000;
 
 using Parser = nlohmann::json;
@@ -29,8 +29,8 @@ public:
     bool isAtEnd() const { return m_next == m_end; }
 
     /**
-     * Returns the line of the last byte that was read. The parser has read at most one byte after a token, and then
-     * that byte ends the line of the token if it is a line end.
+     * Returns the line of the last byte that was read. This is the line of the last token: the parser has read at most
+     * one byte after the token, and a line end still belongs to the line that it ends.
      */
     std::size_t line() {
         const char* const last = std::max(m_next - 1, m_counted);
@@ -42,7 +42,7 @@ public:
 private:
     const char* m_next;
     const char* m_end;
-    /** The beginning of the bytes whose line ends m_lines does not include. */
+    /** The first byte that m_lines does not count yet. */
     const char* m_counted;
     std::size_t m_lines = 1;
 };
@@ -121,13 +121,13 @@ public:
     bool end_array() override { return close(); }
     bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                      const nlohmann::detail::exception& error) override {
-        throw WrongJson(m_progress.line(), "not well-formed JSON: " + causeOf(error.what()));
+        throw WrongJson(m_progress.line(), "the file is not well-formed JSON: " + causeOf(error.what()));
     }
 
 private:
     JsonValue& add(JsonValue::Kind kind) {
         if (++m_count > maxValues) {
-            throw WrongJson(m_progress.line(), "more than " + std::to_string(maxValues) + " values");
+            throw WrongJson(m_progress.line(), "the file has more than " + std::to_string(maxValues) + " values");
         }
         JsonValue& value = m_open.empty() ? m_root : m_open.back()->parts.emplace_back();
         value.kind = kind;
@@ -138,7 +138,8 @@ private:
 
     bool open(JsonValue::Kind kind) {
         if (m_open.size() == maxDepth) {
-            throw WrongJson(m_progress.line(), "more than " + std::to_string(maxDepth) + " levels of values");
+            throw WrongJson(m_progress.line(),
+                            "the values are nested more than " + std::to_string(maxDepth) + " levels deep");
         }
         m_open.push_back(&add(kind));
         return true;

@@ -39,7 +39,7 @@ struct JsonValue {
     std::vector<JsonValue> parts;
 };
 
-/** The text is not JSON, or does not say what its reader expects. */
+/** Thrown if a text is not JSON, or does not have the contents that its reader expects. */
 class WrongJson : public std::runtime_error {
 public:
     WrongJson(std::size_t line, const std::string& text) : std::runtime_error(text), m_line(line) {}

@@ -30,7 +30,11 @@ public:
     /** Opens a device, unless it is open and usable. @throws Failure if the device cannot be opened. */
     std::shared_ptr<OpenDevice> open(const Target& target, const CommandTimeout& timeout);
 
-    /** Returns the description of a device; null if no register map describes it. @throws Maps::UnusableMap. */
+    /**
+     * Returns the description of a device; null if no register map describes it.
+     *
+     * @throws Maps::UnusableMap if a register map cannot be used.
+     */
     const RegisterMap* registerMap(const Target& target, MapSearch& maps);
 
 private:
@@ -45,7 +49,7 @@ private:
 
     Device& deviceOf(const Target& target) { return m_devices.try_emplace(target.name(), target).first->second; }
 
-    /** A map keeps the addresses of its elements. */
+    /** A std::map, because the addresses of its elements do not change. */
     std::map<std::string, Device> m_devices;
 };
 

@@ -48,6 +48,9 @@ Action LineParser::parse(const std::string& line) {
         return nullptr;
     }
     std::for_each(words.begin(), words.end(), requireUsable);
+    if (words.front() == "run") {
+        throw usageError("run: a line cannot run a file of commands (give the commands themselves)");
+    }
     auto commands = m_commands == nullptr ? std::make_unique<Commands>() : std::move(m_commands);
     Action action = commands->parse(words);
     m_commands = std::move(commands);

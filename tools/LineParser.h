@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** Parses lines. Each holds one command with its options and arguments, and no global options. */
+/** Parses lines. Each line contains one command with its options and arguments, and no global options. */
 class LineParser {
 public:
     LineParser();
@@ -27,7 +27,7 @@ public:
 private:
     struct Commands;
 
-    /** Null after a wrong line, whose options must not become those of the next line. */
+    /** Null after a wrong line, because its options must not apply to the next line. */
     std::unique_ptr<Commands> m_commands;
 };
 

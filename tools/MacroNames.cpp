@@ -9,7 +9,7 @@ bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 bool isUpperCase(char character) { return character >= 'A' && character <= 'Z'; }
 
-// The functions of the C library depend on the locale.
+// Does not use the functions of the C library, because their results depend on the locale.
 char upperCase(char character) {
     return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
 }
@@ -27,7 +27,7 @@ std::string macroName(const std::vector<std::string>& names) {
                 isGap = true;
                 continue;
             }
-            // The implementation owns the names with two underscores, and those that begin with one.
+            // C and C++ reserve names with two underscores in a row, and some names that begin with an underscore.
             result.append(isGap && !result.empty() ? "_" : "").push_back(letter);
             isGap = false;
         }

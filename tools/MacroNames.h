@@ -23,21 +23,21 @@ std::string macroName(const std::vector<std::string>& names);
 /** Unique names for the macros of a header, or for what they begin with. */
 class MacroNames {
 public:
-    /** Keeps a name for a call of add() that wants this name: the names with a number avoid it. */
+    /** Reserves a name for a later call of add() with this name: add() does not return it as a name with a number. */
     void reserve(const std::string& name) { m_reserved.insert(name); }
 
     /**
-     * Returns the name for a macro: the one that is wanted, or the same with a number if another macro has
-     * that name. Returns an empty text if the header has the same macro already.
+     * Returns the name for a macro: the wanted name, or the wanted name with a number if another macro has that name.
+     * Returns an empty text if the header already has a macro with the same wanted name and definition.
      *
-     * @param definition what follows the name.
+     * @param definition the text of the macro after its name.
      */
     std::string add(const std::string& wanted, const std::string& definition);
 
 private:
     std::set<std::string> m_taken;
     std::set<std::string> m_reserved;
-    /** The wanted names with what follows them. */
+    /** The wanted names with the definitions. */
     std::set<std::pair<std::string, std::string>> m_given;
     /** The last number of each wanted name. */
     std::map<std::string, unsigned int> m_lastNumbers;

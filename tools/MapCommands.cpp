@@ -125,7 +125,7 @@ void describe(const CommandContext& context, const DescribeOptions& options) {
 
 void addMapFileCommands(const Common::Command& program, Action& chosen) {
     const Common::Command maps =
-        program.addCommand("maps", "list or check register maps, or write a C header from one", [&chosen] {
+        program.addCommand("maps", "list or check register maps, or write a header for C and C++ from one", [&chosen] {
             if (!chosen) {
                 throw usageError("maps: the command is missing (list, check or header)");
             }
@@ -139,8 +139,9 @@ void addMapFileCommands(const Common::Command& program, Action& chosen) {
     checkCommand.addArgument("FILE", checkOptions->files, "a register map, or a folder of register maps");
 
     const auto headerOptions = std::make_shared<HeaderOptions>();
-    const Common::Command headerCommand = addCommand(
-        maps, chosen, "header", "write a C header with the registers of a device", headerOptions, writeHeader);
+    const Common::Command headerCommand =
+        addCommand(maps, chosen, "header", "write a header for C and C++ with the registers of a device", headerOptions,
+                   writeHeader);
     headerCommand.addArgument("NAME", headerOptions->name, "the device");
 }
 
@@ -148,11 +149,13 @@ void addMapFileCommands(const Common::Command& program, Action& chosen) {
 
 void addMapCommands(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DescribeOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "describe", "show what the register map says about a device, a register or a field",
-                   options, describe);
+    const Common::Command command = addCommand(
+        program, chosen, "describe",
+        "show the description of a device, a register or a field in the register map, without accessing the device",
+        options, describe);
     command.addArgument("NAME", options->name, "the device");
-    command.addOptionalArgument("REGISTER", options->element, "a register, or a field: REGISTER.FIELD");
+    command.addOptionalArgument("REGISTER", options->element,
+                                "the name of a register, or REGISTER.FIELD for a field (default: all registers)");
     addMapFileCommands(program, chosen);
 }
 

@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** What a command does with registers. It decides which of them are offered. */
+/** What a command does with registers. The use determines which registers the completion offers. */
 enum class RegisterUse { Read, Write, Any };
 
 /** Completes names from the description of one device. The description must outlive the object. */
@@ -24,25 +24,26 @@ public:
     /** Returns the registers. */
     std::vector<std::string> registers() const;
 
-    /** Returns the fields of the register whose name and a dot begin the word. */
+    /** Returns the fields of a register. @param word begins with the name of the register and a dot. */
     std::vector<std::string> fields(const std::string& word) const;
 
     /**
-     * Returns the values that can be written to a register or a field. The values of a register are its fields with an
-     * equals sign, which the values of the field follow.
+     * Returns the values that can be written to a register or a field. For a register, each value has the form
+     * `FIELD=`. After the word `FIELD=`, the values of this field have the form `FIELD=VALUE`.
      */
     std::vector<std::string> values(const std::string& name, const std::string& word) const;
 
-    /** Returns the names of the values that can be read from a field. */
+    /** Returns the names of the values that can be read from a field. @param name the name of the field. */
     std::vector<std::string> readValues(const std::string& name) const;
 
     /**
-     * Returns the registers and fields, each with an equals sign. After the equals sign of a field, returns the field
-     * with each of its values that can be written.
+     * Returns the registers and fields that can be written, each in the form `NAME=`. For a word that begins with
+     * `REGISTER.FIELD=`, returns the values of this field in the form `REGISTER.FIELD=VALUE`.
      */
     std::vector<std::string> assignments(const std::string& word) const;
 
-    /** Returns the fields of a register, each after the list of names with commas that the word begins with. */
+    /** Returns the fields of a register, each after the list of names that begins the word. Commas separate the names.
+     */
     std::vector<std::string> fieldLists(const std::string& name, const std::string& word) const;
 
 private:

@@ -22,7 +22,7 @@ struct ListedPeripheral {
     std::size_t registers;
     /** The devices of this machine that the peripheral describes. */
     std::vector<std::string> devices;
-    /** The file with an earlier description of the same name, which is used instead. */
+    /** The file with an earlier description of the same name, which the commands use instead. */
     std::optional<std::string> hiddenBy;
 };
 

@@ -36,7 +36,7 @@ std::uint32_t parseMask(const std::string& text, unsigned int width) {
     const std::uint32_t mask = parseValue("mask", text, width);
     // To a server, a mask of 0 means that there is no mask.
     if (mask == 0) {
-        throw usageError("mask " + text + " selects no bits");
+        throw usageError("mask " + text + " selects no bits (set at least one bit)");
     }
     return mask;
 }

@@ -27,7 +27,7 @@ public:
     OpenDevice& operator=(const OpenDevice&) = delete;
     virtual ~OpenDevice() = default;
 
-    /** Returns whether further operations may succeed: not after a request that a server has not answered. */
+    /** Returns whether further operations can succeed. They fail after a request that a server has not answered. */
     virtual bool isUsable() const { return true; }
 
     /** Returns the size of the map in bytes; none if the size is unknown. */
@@ -63,7 +63,8 @@ public:
     virtual std::optional<int> descriptor() = 0;
 };
 
-/** Opens a device anew. CommandContext::open() does so only once. @param target must outlive the result. */
+/** Opens a device, even if it is already open. CommandContext::open() opens it only once. @param target must outlive
+ * the result. */
 std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTimeout& timeout);
 
 } // namespace Rynvelctl

@@ -18,7 +18,7 @@ struct PollOptions : RegisterOptions {
     bool includesSideEffects = false;
 };
 
-/** Repeats the reading until the condition holds. */
+/** Reads a register until a condition holds. */
 class PollLoop {
 public:
     PollLoop(const CommandContext& context, const Addressed& addressed, OpenDevice& device)
@@ -56,7 +56,7 @@ private:
         std::visit([this](const auto& read) { m_context.output().print(read); }, *m_last);
     }
 
-    // The status 0 of a closed output would mean that the condition holds.
+    // Ignores a closed output, because its status 0 would mean that the condition holds.
     void printAfterFailure() const {
         try {
             printLast();
@@ -87,15 +87,14 @@ void pollRegister(const CommandContext& context, const PollOptions& options) {
 
 void addPollCommand(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<PollOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "poll", "read a register or a field until it has a value", options, pollRegister);
+    const Common::Command command = addCommand(
+        program, chosen, "poll", "read a register or a field until it has the given value", options, pollRegister);
     addRegister(command, *options);
     command.addArgument("VALUE", options->condition.value, "the value to wait for");
     command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
-    command.addFlag("--not", options->condition.isNegated, "wait until the value is different");
+    command.addFlag("--not", options->condition.isNegated, "wait until the register or the field has another value");
     command.addOption("--interval", "TIME", options->interval, "the time from one read to the next (default: 10ms)");
-    command.addFlag("--with-side-effects", options->includesSideEffects,
-                    "also read a register whose reading has a side effect");
+    addSideEffectsOption(command, options->includesSideEffects);
     addIndexOption(command, *options);
 }
 

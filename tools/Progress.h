@@ -13,23 +13,23 @@
 
 namespace Rynvelctl {
 
-/** What has happened to a register before a failure. @{ */
+/** What has happened to the register that has failed. @{ */
 constexpr const char* unconfirmed = "written, but not confirmed";
 constexpr const char* unknown = "unknown whether written";
 /** @} */
 
-/** How far the command has come when one of its registers fails. */
+/** The progress of a command until one of its registers fails. */
 struct Progress {
     /** The word for the names in `done`. */
     const char* doneWord;
     std::vector<std::string> done;
-    /** What has happened to the register that has failed. */
+    /** What has happened to the register that has failed, such as `unknown`. */
     const char* outcome;
     std::string failed;
     std::vector<std::string> notReached;
 };
 
-/** Returns a failure whose message also tells the progress. */
+/** Returns a failure with the progress at the end of its message. */
 Failure withProgress(const Failure& failure, const Progress& progress);
 
 } // namespace Rynvelctl

@@ -173,7 +173,7 @@ void fill(const CommandContext& context, const FillOptions& options) {
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {
-    addRegister(command, options);
+    addRegister(command, options, "the byte address or the name of the first register");
     command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
 }
 

@@ -46,7 +46,7 @@ struct Group {
 struct Block {
     std::uint64_t offset = 0;
     std::string comment;
-    /** The names before those of the macros. */
+    /** The names that precede the name of a group. */
     Names names;
     std::vector<Group> groups;
     /** Whether another register of the same name gets a number. */
@@ -182,7 +182,8 @@ public:
     }
 
 private:
-    // Each field of an array has its own mask. All of them share the values, if the register has all of them.
+    // Each field of an array has its own mask. If all fields of the array are inside the register, they share the
+    // macros of the values.
     void add(const Maps::Field& field) {
         Group own{field.name,
                   {{"MASK", "", constant(Maps::maskOf(field)), ofField},
@@ -286,7 +287,7 @@ private:
             {&contents, path, found == m_addresses.end() ? std::nullopt : std::make_optional(found->second)});
     }
 
-    // An array of which the device can access only some elements has a name for each of these.
+    // If the device can access only some elements of an array, each of these elements has macros of its own.
     void add(const Leaf& leaf) {
         if (!leaf.address) {
             return;
@@ -338,8 +339,8 @@ private:
 };
 
 /**
- * Gives the macros their names. A register or field whose name another one has already gets a number, which all its
- * macros share. A macro that the header has already loses its name.
+ * Gives the macros their names. If a register or field has the name of an earlier one, the names of all its macros
+ * contain the same number. If the header already has the same macro, the name of the macro becomes empty.
  */
 class Naming {
 public:

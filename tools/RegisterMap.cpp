@@ -29,7 +29,7 @@ std::optional<Failure> refusalBy(const std::function<void(const MappedRegister&)
     return std::nullopt;
 }
 
-/** Returns an offset in bits, or the greatest number. */
+/** Returns an offset in bits; the greatest number if the offset in bits does not fit in 64 bits. */
 std::uint64_t bitsBefore(std::uint64_t offset) {
     return offset > UINT64_MAX / byteBits ? UINT64_MAX : offset * byteBits;
 }

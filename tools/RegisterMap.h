@@ -24,9 +24,9 @@ namespace Rynvelctl {
 /** A register that a register map describes, and that the device can access. */
 struct MappedRegister {
     Maps::LocatedRegister located;
-    /** Has the name of the register. */
+    /** The range of the single register, with its name. */
     RegisterRange range;
-    /** Whether reading its word has a side effect, on this register or on another one of the word. */
+    /** Whether reading the word of the register has a side effect, on this register or on another one in the word. */
     bool hasReadEffect;
     /** The modified bits of all registers at the same offset. */
     Maps::ModifiedBits modifiedBits;
@@ -75,22 +75,22 @@ public:
     void requireAccessible(const Maps::LocatedRegister& located) const;
 
     /**
-     * Checks the registers of the map after the first register of a range. Of several registers in a word, one must
-     * pass.
+     * Checks the registers of the map after the first register of a range. If several registers begin in a word, one of
+     * them must pass.
      *
      * @param check throws Failure for a register that does not pass.
      */
     void checkAfterFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
 
     /**
-     * Checks the words of a range after the first one in which no register of the map begins.
+     * Checks the words of a range, except the first word and the words in which a register of the map begins.
      *
-     * @throws Failure if an earlier register extends into one of them. The device cannot access such a register.
+     * @throws Failure if an earlier register extends into one of the checked words. The device cannot access this
+     * register.
      */
     void requireNoParts(const RegisterRange& range) const;
 
-    /** Returns an error message for each register of the map that is not one of registers(): why the device cannot
-     * access it. */
+    /** Returns an error message for each register of the map that the device cannot access. */
     std::vector<std::string> inaccessible() const;
 
     /**
@@ -102,11 +102,11 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** The extent of the registers up to one register, in the order of their offsets. */
+    /** The extent of a register and of all registers before it, in the order of their offsets. */
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The end of the last register for which a read has a side effect; 0 if there is none. */
+        /** The end of the last register for which Maps::hasReadEffect() is true; 0 if there is none. */
         std::uint64_t readEffectEnd;
     };
 
@@ -126,13 +126,13 @@ private:
     const Maps::LocatedRegister* neighborOf(const Maps::LocatedRegister& located) const;
     MappedRegister mapped(const Maps::LocatedRegister& located) const;
     Failure unknownName(const std::string& name) const;
-    /** Returns what the user may give instead of an unknown name. */
+    /** Returns what the user can give instead of an unknown name, as the end of an error message. */
     std::string remedyFor(const std::string& unknown) const;
 
     const Target* m_target;
     Maps::DeviceDescription m_description;
     std::vector<Maps::LocatedRegister> m_registers;
-    /** One for each register. */
+    /** One extent for each register. */
     std::vector<Extent> m_extents;
     /** The modified bits of all registers at an offset. */
     std::map<std::uint64_t, Maps::ModifiedBits> m_modifiedBits;
@@ -144,13 +144,13 @@ const MappedRegister& wholeOf(const Selection& selection);
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);
 
-/** @throws Failure if the map says that a register cannot be written, or not with a certain value. */
+/** @throws Failure if the map does not allow a write of the register, or of this value. */
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
 
-/** @param option needs to read the register. @throws Failure if reading the register has a side effect. */
+/** @throws Failure if reading the register has a side effect. @param option the option that needs the read. */
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
 
-/** @param remedy what the user may do. @throws Failure if reading the register has a side effect. */
+/** @param remedy what the user can do instead. @throws Failure if reading the register has a side effect. */
 void requireHarmlessRead(const MappedRegister& whole, const std::string& remedy);
 
 /** Returns the result of a plan for a register. @throws Failure if the register map refuses the plan. */

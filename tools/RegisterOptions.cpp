@@ -3,9 +3,9 @@
 
 namespace Rynvelctl {
 
-void addRegister(const Common::Command& command, RegisterOptions& options) {
+void addRegister(const Common::Command& command, RegisterOptions& options, const std::string& address) {
     command.addArgument("NAME", options.name, "the device");
-    command.addArgument("ADDRESS", options.address, "the byte address of the register, or its name");
+    command.addArgument("ADDRESS", options.address, address);
 }
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options) {
@@ -13,7 +13,7 @@ void addIndexOption(const Common::Command& command, RegisterOptions& options) {
 }
 
 void addSideEffectsOption(const Common::Command& command, bool& areIncluded) {
-    command.addFlag("--with-side-effects", areIncluded, "also read the registers for which a read has a side effect");
+    command.addFlag("--with-side-effects", areIncluded, "also read a register if reading it has a side effect");
 }
 
 } // namespace Rynvelctl

@@ -21,8 +21,9 @@ struct RegisterOptions {
     AddressUnit unit() const { return usesIndex ? AddressUnit::Registers : AddressUnit::Bytes; }
 };
 
-/** Adds the arguments for a device and a register. */
-void addRegister(const Common::Command& command, RegisterOptions& options);
+/** Adds the arguments for a device and a register. @param address describes the argument ADDRESS. */
+void addRegister(const Common::Command& command, RegisterOptions& options,
+                 const std::string& address = "the byte address of a register, or the name of a register or a field");
 
 void addIndexOption(const Common::Command& command, RegisterOptions& options);
 void addSideEffectsOption(const Common::Command& command, bool& areIncluded);

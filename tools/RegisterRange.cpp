@@ -24,7 +24,8 @@ RegisterRange::RegisterRange(const Target& device, AddressUnit unit, const std::
     : RegisterRange(device, unit, first) {
     const std::uint32_t lastIndex = RegisterRange(device, unit, last).m_index;
     if (lastIndex < m_index) {
-        throw usageError(device.name() + ": the range " + first + ".." + last + " ends before it begins");
+        throw usageError(device.name() + ": the range " + first + ".." + last +
+                         " ends before it begins (give the lower address first)");
     }
     if (lastIndex - m_index >= maxRegisters) {
         throw usageError(device.name() + ": the range " + first + ".." + last + " has more than " +

@@ -36,10 +36,11 @@ public:
     RegisterRange(const Target& device, AddressUnit unit, const std::string& address);
 
     /**
-     * Constructs the range from one register to another one, both included.
+     * Constructs the range from one register to another one, including both.
      *
      * @param device must outlive this range and its copies.
-     * @throws Failure if one of the texts is not the address of a register, or if the last one is below the first one.
+     * @throws Failure if one of the texts is not the address of a register, if the last address is below the first one,
+     * or if the range has more than maxRegisters registers.
      */
     RegisterRange(const Target& device, AddressUnit unit, const std::string& first, const std::string& last);
 

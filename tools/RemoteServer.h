@@ -76,8 +76,8 @@ private:
     Common::ServerAddress m_address;
     CommandTimeout m_timeout;
     /**
-     * Whether the server has answered. After an answer, the message of a time-out says that the command takes too long,
-     * and not the server.
+     * Whether the server has answered. After an answer, the message of a time-out says that the command has taken too
+     * long. Before an answer, it says that the server does not answer.
      */
     mutable bool m_hasAnswered = false;
 };

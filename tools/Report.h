@@ -73,10 +73,10 @@ using Reading = std::variant<RegisterValue, FieldReading, BitsReading>;
 /** Returns the value of the register, the field or the bits. */
 std::uint64_t numberIn(const Reading& reading);
 
-/** A register, or the reason why it was not read. */
+/** A register of a listing. */
 struct ListedRegister {
     RegisterRange range;
-    /** None if the register was not read. */
+    /** None if the register was not read, because reading it has a side effect. */
     std::optional<std::uint32_t> value;
     std::vector<Maps::FieldValue> fields;
 };
@@ -182,11 +182,11 @@ struct RestoredRegister {
     unsigned int size;
     std::uint32_t before;
     std::uint32_t after;
-    /** Whether the command has written the register, and not only found out what it would write. */
+    /** Whether the command has written the register. A dry run does not. */
     bool isWritten;
 };
 
-/** Registers and fields that a command has not given the values of a snapshot. */
+/** Registers and fields that a command has not restored for one reason. */
 struct SkippedRegisters {
     std::string device;
     std::string reason;

@@ -15,14 +15,14 @@ using Maps::ModifiedWrite;
 const char* const readOnly = "read-only";
 const char* const writeOnly = "write-only";
 const char* const modifiesWrites = "a write does not store the value";
-const char* const changesAnother = "a write changes another register of its address";
+const char* const changesAnother = "a write changes another register at the same address";
 const char* const repeatsReads = "a write must repeat the value that was read";
 
 bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
     return constraint && constraint->kind == Maps::WriteConstraint::Kind::WriteAsRead;
 }
 
-/** Returns why the field cannot be given a certain value; empty if it can. */
+/** Returns why a write cannot give a field a certain value; empty if it can. */
 std::string obstacleTo(const Field& field) {
     if (!Maps::isWritable(field.access)) {
         return readOnly;
@@ -33,7 +33,7 @@ std::string obstacleTo(const Field& field) {
     return repeats(field.writeConstraint) ? repeatsReads : "";
 }
 
-/** Returns why a register without fields cannot be given the value; empty if it can. */
+/** Returns why a write cannot give a register without fields the value; empty if it can. */
 std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
     const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {
@@ -111,7 +111,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
     const auto found = m_registers.find(saved.name);
     if (found == m_registers.end()) {
         const bool isDescribed = m_described.count(saved.name) != 0;
-        return Obstacle{isDescribed ? "the device cannot access it" : "unknown in the register map", false};
+        return Obstacle{isDescribed ? "the device cannot access it" : "not in the register map", false};
     }
     const MappedRegister& target = found->second;
     if (target.located.offset != saved.offset || target.contents().size != saved.size) {
@@ -163,7 +163,7 @@ std::vector<Maps::FieldAssignment> Restoration::differingFields(const MappedRegi
     for (const Field& field : target.contents().fields) {
         if (isDifferent(field, target.contents(), different) && Rynvelctl::obstacleTo(field).empty()) {
             assignments.push_back({&field, hexadecimal(Maps::decode(field, wanted).value)});
-            // Another field may share the bits.
+            // Assigns each bit only once, because another field may share it.
             different &= ~Maps::maskOf(field);
         }
     }

@@ -32,7 +32,7 @@ public:
 
     /**
      * @param map must outlive this object, and so must `device` and `timeout`.
-     * @param timeout also limits the time that passes without an access to the device.
+     * @param timeout applies to the whole restoration, even to registers that need no access to the device.
      */
     Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
 
@@ -46,7 +46,7 @@ public:
     /** Returns the registers that were written. */
     const std::vector<RestoredRegister>& restored() const { return m_restored; }
 
-    /** Returns the registers that were left as they are. */
+    /** Returns the registers and fields that were not restored. */
     const std::vector<SkippedRegisters>& skipped() const { return m_skipped; }
 
     /** Returns whether the device has all registers of the snapshot, with the same offsets and sizes. */
@@ -70,9 +70,9 @@ private:
                                               std::uint32_t wanted);
     std::vector<Maps::FieldAssignment> differingFields(const MappedRegister& target, std::uint32_t current,
                                                        std::uint32_t wanted);
-    /** Names what differs and is not restored. @param bits those that differ. */
+    /** Adds the fields that differ and are not restored to skipped(). @param bits the bits that differ. */
     void skipFields(const MappedRegister& target, std::uint64_t bits);
-    /** Names what differs although no readable field describes it. @param bits those that differ. */
+    /** Adds the bits that differ and that no readable field describes to skipped(). @param bits as in skipFields(). */
     void skipOtherBits(const MappedRegister& target, std::uint64_t bits);
     void write(const MappedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);
     void writeFields(const RegisterRange& range, const Maps::FieldWrite& write);

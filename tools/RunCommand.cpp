@@ -17,7 +17,7 @@ struct RunOptions {
     bool keepsGoing = false;
 };
 
-/** Runs lines with the same open devices. It prints the failure of a line with the number of the line. */
+/** Runs lines with the same open devices. Prints the failure of a line with the number of the line. */
 class Script {
 public:
     Script(const CommandContext& context, const RunOptions& options)
@@ -132,9 +132,9 @@ void run(const CommandContext& context, const RunOptions& options) {
 void addRunCommand(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<RunOptions>();
     const Common::Command command = addCommand(
-        program, chosen, "run", "run the commands of a file, one per line, with the devices kept open", options, run);
+        program, chosen, "run", "run the commands of a file, one per line, and keep the devices open", options, run);
     command.addArgument("FILE", options->file, "the file of commands; - is standard input");
-    command.addFlag("--keep-going", options->keepsGoing, "run the lines after a failed line, too");
+    command.addFlag("--keep-going", options->keepsGoing, "also run the lines after a failed line");
 }
 
 } // namespace Rynvelctl

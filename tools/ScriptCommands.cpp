@@ -43,19 +43,19 @@ void expect(const CommandContext& context, const ExpectOptions& options) {
 
 void addSleep(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<SleepOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "sleep", "wait for a time, between two commands of a file", options, sleep);
+    const Common::Command command = addCommand(
+        program, chosen, "sleep", "wait for a time, for example between two commands of a file", options, sleep);
     command.addArgument("TIME", options->time, "the time, for example 100ms");
 }
 
 void addExpect(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<ExpectOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "expect", "fail if a register or a field has another value", options, expect);
+    const Common::Command command = addCommand(
+        program, chosen, "expect", "fail if a register or a field does not have the given value", options, expect);
     addRegister(command, *options);
     command.addArgument("VALUE", options->condition.value, "the value that the register or the field must have");
     command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
-    command.addFlag("--not", options->condition.isNegated, "fail if the value is the same");
+    command.addFlag("--not", options->condition.isNegated, "fail if the register or the field has this value");
     addIndexOption(command, *options);
 }
 

@@ -15,7 +15,7 @@ struct PingOptions {
 
 std::chrono::nanoseconds roundTrip(Common::RecordConnection& connection, const std::string& deviceName,
                                    const Common::Deadline& deadline) {
-    // The measurement takes every answer, even a refusal.
+    // Accepts every answer, even a refusal, because only the time matters.
     const Rynvel::Request request(Rynvel::RequestData::Type::GetInterruptType, deviceName);
     const auto start = std::chrono::steady_clock::now();
     connection.exchange(request, deadline);
@@ -75,7 +75,7 @@ void addServerCommands(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "ping", "measure the round-trip time to a register server", options, ping);
     command.addOptionalArgument("NAME", options->name,
-                                "a device to open first; the command fails if the server refuses it");
+                                "a device to open first; the command fails if the server refuses the device");
     command.addOption("--count", "COUNT", options->count, "the number of round trips (default: 10)");
 }
 

@@ -36,7 +36,7 @@ Registers registersNamed(const RegisterMap& map, const std::vector<std::string>&
     return registers;
 }
 
-/** Moves the registers that are outside the device to the inaccessible ones of the listing. */
+/** Returns the registers inside the device. Adds the others to the inaccessible registers of the listing. */
 Registers insideOf(const OpenDevice& device, const Registers& registers, RegisterListing& listing) {
     Registers inside;
     for (const MappedRegister& each : registers) {

@@ -43,7 +43,7 @@ std::string registersText(const std::vector<SavedRegister>& registers) {
 }
 
 std::string mapText(const SnapshotMap& map) {
-    // A file name may be any bytes, but JSON is UTF-8.
+    // A file name may contain any bytes, but JSON is UTF-8.
     return JsonObject()
         .add("file", Maps::toUtf8(map.file).text)
         .add("name", map.name)
@@ -70,12 +70,10 @@ void require(const JsonValue& value, const std::string& name, JsonValue::Kind ki
     }
 }
 
-WrongJson notAName(const JsonValue& value) { return {value.line, quoted(value.name) + " is not a name"}; }
-
 /** The members of an object, all of which the caller must take. */
 class Members {
 public:
-    /** @param name names the object in the messages. */
+    /** @param name the name of the object in the messages. */
     Members(const JsonValue& object, const std::string& name) : m_object(object), m_name(name) {
         require(object, name, JsonValue::Kind::Object);
         for (const JsonValue& member : object.parts) {
@@ -99,8 +97,8 @@ public:
     std::uint32_t takeNumber(const std::string& name, std::uint32_t least, std::uint32_t most) {
         const JsonValue& value = take(name, JsonValue::Kind::WholeNumber);
         if (value.number < least || value.number > most) {
-            throw WrongJson(value.line, quoted(name) + " is " + std::to_string(value.number) + " (" +
-                                            std::to_string(least) + " to " + std::to_string(most) + " are possible)");
+            throw WrongJson(value.line, quoted(name) + " is " + std::to_string(value.number) + ", not a number from " +
+                                            std::to_string(least) + " to " + std::to_string(most));
         }
         return static_cast<std::uint32_t>(value.number);
     }
@@ -110,7 +108,7 @@ public:
     const JsonValue& takeName(const std::string& name) {
         const JsonValue& value = take(name, JsonValue::Kind::String);
         if (value.text.empty()) {
-            throw notAName(value);
+            throw WrongJson(value.line, quoted(value.name) + " is empty");
         }
         return value;
     }
@@ -130,9 +128,9 @@ private:
     std::unordered_map<std::string, const JsonValue*> m_members;
 };
 
-// Another version of the format may have any other members.
+// Runs before the other members are taken, because another version of the format may have other members.
 void takeFormat(Members& members, std::size_t line) {
-    const std::string problem = "the file is not a snapshot of registers";
+    const std::string problem = "the file is not a snapshot";
     const std::string format = members.takeText("format");
     if (format != formatName) {
         throw WrongJson(line, problem + " ('format' is " + quoted(format) + " instead of " + quoted(formatName) + ")");
@@ -147,7 +145,7 @@ void takeFormat(Members& members, std::size_t line) {
 std::string takeDevice(Members& members) {
     const JsonValue& device = members.takeName("device");
     if (std::any_of(device.text.begin(), device.text.end(), Common::isControlCharacter)) {
-        throw notAName(device);
+        throw WrongJson(device.line, quoted(device.name) + " contains a control character");
     }
     return device.text;
 }
@@ -236,7 +234,7 @@ std::string readableText(const Snapshot& snapshot) {
         parseFile(text);
     } catch (const WrongJson& error) {
         throw Failure(ExitStatus::Failed,
-                      snapshot.device + ": a snapshot of the registers cannot be read again: " + error.what());
+                      snapshot.device + ": diff and restore would refuse a snapshot of the registers: " + error.what());
     }
     return text;
 }

@@ -42,17 +42,18 @@ struct Snapshot {
 /** Returns the contents of the file for a snapshot: JSON, with each register on a line of its own. */
 std::string snapshotText(const Snapshot& snapshot);
 
-/** Returns the same text. @throws Failure if readSnapshot() refuses a file with it. */
+/** Returns the same text as snapshotText(). @throws Failure if readSnapshot() would refuse a file with this text. */
 std::string readableText(const Snapshot& snapshot);
 
-/** Returns what a text of snapshotText() holds. @throws WrongJson for any other text. */
+/** Returns the snapshot from a text of snapshotText(). @throws WrongJson for any other text. */
 Snapshot parseSnapshot(const std::string& text);
 
 /**
  * Reads the file of a snapshot.
  *
- * @throws Failure, with the line if the contents are wrong.
- * @throws Common::ReadTimedOut
+ * @throws Failure if the file cannot be read, or if its contents are wrong. In the second case, the message names the
+ * line.
+ * @throws Common::ReadTimedOut if the deadline passes.
  */
 Snapshot readSnapshot(const std::string& file, const Common::Deadline& deadline = {});
 

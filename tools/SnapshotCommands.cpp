@@ -106,7 +106,7 @@ bool isFile(const std::string& name) {
     return exists;
 }
 
-/** Removes the registers with these names, and returns the names that the snapshot has. */
+/** Removes the registers with these names, and returns the names of the removed registers. */
 std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<std::string>& names) {
     auto& registers = snapshot.registers;
     std::unordered_set<std::string> present;
@@ -123,23 +123,28 @@ std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<s
     return removed;
 }
 
-/** @param problem names the other device. */
+/** @throws Failure if a file is not a snapshot of the device. @param remedy ends the message. */
 void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device,
-                   const std::string& problem) {
+                   const std::string& remedy) {
     if (snapshot.device != device) {
-        throw usageError(file + ": the file holds the registers of " + snapshot.device + " (" + problem + ' ' + device +
-                         ')');
+        throw usageError(file + ": the file is a snapshot of " + snapshot.device + remedy);
     }
+}
+
+void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device) {
+    requireDevice(file, snapshot, device, " (give a snapshot of " + device + ')');
 }
 
 Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& options, Snapshot& other) {
     if (isFile(options.first)) {
         Snapshot snapshot = readSnapshot(options.first, context.timeout().deadline());
-        requireDevice(options.second, other, snapshot.device, options.first + " holds those of");
+        requireDevice(options.second, other, snapshot.device,
+                      ", but " + options.first + " is a snapshot of " + snapshot.device +
+                          " (give snapshots of the same device)");
         return snapshot;
     }
     const Target& target = context.target(options.first);
-    requireDevice(options.second, other, target.name(), "the device is");
+    requireDevice(options.second, other, target.name());
     const RegisterMap& map = context.registerMap(target);
     DeviceSnapshot taken = takeSnapshot(map, *context.open(target), sideEffectsOf(options.includesSideEffects));
     printLeftOut(target.name(), removeRegisters(other, taken.withSideEffects));
@@ -186,7 +191,7 @@ void diff(const CommandContext& context, const DiffOptions& options) {
     }
 }
 
-/** Standard output for the results of a restoration, which is over even if a result is lost. */
+/** Prints the results of a restoration. Continues after a failure of standard output, because the writes are done. */
 class RestorationOutput {
 public:
     explicit RestorationOutput(const Output& output) : m_output(output) {}
@@ -204,7 +209,7 @@ public:
         }
     }
 
-    /** Returns why results are lost; none if there is none. */
+    /** Returns the failure of standard output; none if it has received all results. */
     const std::optional<Failure>& failure() const { return m_failure; }
 
 private:
@@ -228,12 +233,12 @@ private:
 void restore(const CommandContext& context, const RestoreOptions& options) {
     const Snapshot snapshot = readSnapshot(options.file, context.timeout().deadline());
     const Target& target = context.target(options.name);
-    requireDevice(options.file, snapshot, target.name(), "the device is");
+    requireDevice(options.file, snapshot, target.name());
     const RegisterMap& map = context.registerMap(target);
     const auto device = context.open(target);
     Restoration restoration(map, *device, context.timeout(),
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
-    // The output waits for the end, because a reader that closes it must not stop a restoration half-way.
+    // Prints only after the restoration, because a reader that closes standard output must not stop it half-way.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     RestorationOutput output(context.output());
     output.print(restoration);
@@ -250,7 +255,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
 void addSave(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<SaveOptions>();
     const Common::Command command = addCommand(
-        program, chosen, "save", "save the values of all readable registers in a file, a snapshot", options, save);
+        program, chosen, "save", "save the values of all readable registers in a snapshot file", options, save);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("FILE", options->file, "the file to write; - is standard output");
     addSideEffectsOption(command, options->includesSideEffects);
@@ -268,8 +273,9 @@ void addDiff(const Common::Command& program, Action& chosen) {
 
 void addRestore(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<RestoreOptions>();
-    const Common::Command command = addCommand(
-        program, chosen, "restore", "write the values of a snapshot that differ, and read them back", options, restore);
+    const Common::Command command =
+        addCommand(program, chosen, "restore",
+                   "write the values of a snapshot that differ from the device, and read them back", options, restore);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("FILE", options->file, "a snapshot");
     command.addFlag("--dry-run", options->isDryRun, "show what the command would write, and write nothing");

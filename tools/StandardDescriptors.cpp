@@ -18,7 +18,8 @@ void reserveStandardDescriptors() {
 
 bool isStandardOutputOpen() {
     const int flags = ::fcntl(STDOUT_FILENO, F_GETFD);
-    // A program does not inherit a descriptor with this flag, but reserveStandardDescriptors() sets the flag.
+    // If standard output has this flag, reserveStandardDescriptors() has opened it: a program does not inherit a
+    // descriptor with the flag.
     return flags != -1 && (static_cast<unsigned int>(flags) & FD_CLOEXEC) == 0;
 }
 

@@ -42,8 +42,8 @@ std::string channelNames() {
     return text;
 }
 
-// Tries a pattern out, because only the tracing library can match patterns. Leaves the channels that match at the
-// highest level.
+// Sets the level of the pattern, because only the tracing library can match patterns. Afterwards, the channels that
+// match are at the highest level.
 bool matchesAChannel(const std::string& pattern) {
     ZilTraceControl::setLevel(pattern, lowestLevel);
     const auto lowest = levels();

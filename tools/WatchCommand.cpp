@@ -59,7 +59,7 @@ public:
     }
 
 private:
-    /** One for each of the watched; none before the first sample. */
+    /** One for each watched register or field; none before the first sample. */
     std::vector<std::optional<Reading>> m_previous;
     const Print m_print;
 };

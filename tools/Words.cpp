@@ -9,7 +9,7 @@
 namespace Rynvelctl {
 
 std::vector<std::string> wordsOf(const std::string& line) {
-    // A stream takes longer than the rest of a command.
+    // Does not use a stream, because a stream takes longer than the rest of a command.
     constexpr const char* blanks = " \t\r\v\f";
     std::vector<std::string> words;
     std::size_t begin = line.find_first_not_of(blanks);
@@ -30,7 +30,7 @@ void requireUsable(const std::string& word) {
     }
     // The parser would take the word for a list.
     if (word.front() == '[') {
-        throw usageError("'" + word + "' is neither a name nor a number");
+        throw usageError("'" + word + "' begins with a bracket (give a name or a number)");
     }
 }
 

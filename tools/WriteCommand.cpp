@@ -21,7 +21,7 @@ struct WriteOptions : RegisterOptions {
     bool verifies = false;
 };
 
-/** A write, with what the program adds to it. */
+/** A write, including the bits that the program adds to protect other fields. */
 struct PlannedWrite {
     /** The value for the device, and its mask. */
     std::uint32_t value;
@@ -42,9 +42,10 @@ public:
 
     PlannedWrite plan() const {
         if (m_addressed.field() != nullptr) {
-            return planFields({{m_addressed.field(), onlyValue()}});
+            return planFields({{m_addressed.field(), onlyValue()}}, Maps::WriteForm::FieldName);
         }
-        return isAssignment(m_options.values.front()) ? planFields(assignments()) : planRegister();
+        return isAssignment(m_options.values.front()) ? planFields(assignments(), Maps::WriteForm::FieldList)
+                                                      : planRegister();
     }
 
 private:
@@ -56,7 +57,8 @@ private:
 
     const std::string& onlyValue() const {
         if (m_options.values.size() > 1) {
-            throw refusal("'" + m_options.values[1] + "' is a second value (to write fields, give FIELD=VALUE)");
+            throw refusal("'" + m_options.values[1] +
+                          "' is a second value (give one value, or FIELD=VALUE for each field)");
         }
         return m_options.values.front();
     }
@@ -64,7 +66,7 @@ private:
     Maps::Assignment assignment(const std::string& word) const {
         const std::size_t equalsSign = std::min(word.find('='), word.size());
         if (equalsSign == 0 || equalsSign + 1 >= word.size()) {
-            throw refusal("'" + word + "' does not assign a value to a field (FIELD=VALUE)");
+            throw refusal("'" + word + "' does not assign a value to a field (give FIELD=VALUE)");
         }
         return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
     }
@@ -89,12 +91,12 @@ private:
             [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.located, assignments); });
     }
 
-    PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments) const {
+    PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments, Maps::WriteForm form) const {
         if (!m_options.mask.empty()) {
-            throw usageError("--mask: fields have a mask of their own (leave out --mask)");
+            throw usageError("--mask: the fields already select the bits to write (leave out --mask)");
         }
-        const Maps::FieldWrite write = allowed([&assignments](const MappedRegister& whole) {
-            return Maps::planWrite(whole.located, assignments, whole.word());
+        const Maps::FieldWrite write = allowed([&](const MappedRegister& whole) {
+            return Maps::planWrite(whole.located, assignments, whole.word(), form);
         });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
@@ -126,7 +128,7 @@ private:
     void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {
         const MappedRegister& whole = m_addressed.named->whole;
         Rynvelctl::requireAllowed(whole, {value, mask.value_or(UINT32_MAX)});
-        // A masked write also reads.
+        // A masked write also reads the register.
         if (mask) {
             requireReadable(*m_addressed.named);
             requireNoReadEffect(whole, "--mask");
@@ -140,7 +142,7 @@ private:
 /** @throws Failure if a write does not store its bits in a register or a field. */
 void requireStored(Maps::ModifiedWrite modifiedWrite, const std::string& subject, const Target& device) {
     if (modifiedWrite != Maps::ModifiedWrite::Modify) {
-        throw usageError(device.name() + ": " + subject + " does not store what is written (leave out --verify)");
+        throw usageError(device.name() + ": a write does not store the value in " + subject + " (leave out --verify)");
     }
 }
 
@@ -159,7 +161,7 @@ std::vector<const Maps::Field*> fieldsWritten(const Maps::Register& contents, co
     return fields;
 }
 
-/** @throws Failure if the map says that the written bits do not read as they were written. */
+/** @throws Failure if, according to the map, reading the register back does not return the written bits. */
 void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     if (!addressed.named) {
         return;
@@ -178,7 +180,12 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     }
 }
 
-/** @param comparable the bits that are compared, as far as they were written. */
+/**
+ * Reads a register back.
+ *
+ * @param comparable the bits to compare. Bits that were not written are not compared.
+ * @throws Failure if a written bit differs.
+ */
 void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t comparable) {
     const RegisterRange& range = written.range;
     const unsigned int bits = range.bits();
@@ -194,7 +201,7 @@ void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t compa
 
 /** A write that the register map allows. */
 struct CheckedWrite {
-    /** The register or field as the user gave it. */
+    /** The register or field, as the user typed it. */
     std::string name;
     Addressed addressed;
     PlannedWrite plan;
@@ -209,7 +216,7 @@ CheckedWrite checked(Addresses& addresses, const WriteOptions& options) {
     return {options.address, addressed, plan};
 }
 
-/** Returns the options of a single write that an assignment to a register or a field asks for. */
+/** Returns the options of the single write that an assignment to a register or a field describes. */
 WriteOptions optionsFor(const std::string& assignment, const WriteOptions& options) {
     const std::size_t equalsSign = assignment.find('=');
     WriteOptions single = options;
@@ -218,20 +225,21 @@ WriteOptions optionsFor(const std::string& assignment, const WriteOptions& optio
     const std::string& value = single.values.front();
     if (single.address.empty() || value.empty() || value.find('=') != std::string::npos) {
         throw usageError(options.name + ": '" + assignment +
-                         "' does not assign a value to a register or a field (ADDRESS=VALUE)");
+                         "' does not assign a value to a register or a field (give ADDRESS=VALUE)");
     }
     return single;
 }
 
-/** @throws Failure if a name is that of a register, but the user may mean a field of a register before it. */
+/** @throws Failure if a name is also a field of an earlier register, because the user may mean this field. */
 void requireUnambiguous(const std::vector<CheckedWrite>& writes) {
     std::vector<const MappedRegister*> earlier;
     for (const CheckedWrite& write : writes) {
         for (const MappedRegister* const whole : earlier) {
             if (Maps::findField(whole->contents(), write.name) != nullptr) {
                 throw usageError(whole->range.device().name() + ": '" + write.name +
-                                 "' is a register and a field of register " + whole->name() +
-                                 " (write it with a command of its own)");
+                                 "' is a register and a field of register " + whole->name() + " (give " +
+                                 whole->name() + '.' + write.name +
+                                 " for the field, or write the register with a separate command)");
             }
         }
         if (write.addressed.named && write.addressed.field() == nullptr) {
@@ -240,7 +248,7 @@ void requireUnambiguous(const std::vector<CheckedWrite>& writes) {
     }
 }
 
-/** Returns the writes that the user asks for, in their order. @throws Failure if one of them is not allowed. */
+/** Returns the writes of the command line, in the order given. @throws Failure if one of them is not allowed. */
 std::vector<CheckedWrite> writesFor(const CommandContext& context, const Target& target, const WriteOptions& options) {
     Addresses addresses(context, target, options.unit());
     if (options.address.find('=') == std::string::npos) {
@@ -261,13 +269,13 @@ std::vector<CheckedWrite> writesFor(const CommandContext& context, const Target&
     return writes;
 }
 
-/** Writes registers and fields in their order, and ends at the first failure. */
+/** Writes registers and fields in the order given, and ends at the first failure. */
 class Writer {
 public:
     Writer(OpenDevice& device, std::vector<CheckedWrite> writes, bool verifies)
         : m_device(device), m_writes(std::move(writes)), m_verifies(verifies) {}
 
-    /** Returns the failure; none if there is none. */
+    /** Returns the first failure; none if all writes succeed. */
     std::optional<Failure> write() {
         for (const CheckedWrite& each : m_writes) {
             try {
@@ -333,7 +341,7 @@ void write(const CommandContext& context, const WriteOptions& options) {
         each.addressed.range.requireInside(device->mapSize());
     }
     Writer writer(*device, std::move(writes), options.verifies);
-    // The output waits for the end, because a reader that closes it must not stop the writes half-way.
+    // Prints only after the writes, because a reader that closes standard output must not stop them half-way.
     const std::optional<Failure> failure = writer.write();
     try {
         writer.print(context.output());
@@ -355,12 +363,13 @@ void addWriteCommand(const Common::Command& program, Action& chosen) {
         addCommand(program, chosen, "write", "write registers and fields, in the order given", options, write);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("ADDRESS", options->address,
-                        "the byte address of the register, or its name; ADDRESS=VALUE begins a list of writes");
+                        "the byte address of a register, or the name of a register or a field; ADDRESS=VALUE begins a "
+                        "list of writes");
     command.addOptionalArgument("VALUE", options->values,
-                                "the value to write, or FIELD=VALUE for each field of the register; in a list of "
-                                "writes, ADDRESS=VALUE for each further register or field");
+                                "the value to write, or FIELD=VALUE for each field to write; in a list of writes, "
+                                "ADDRESS=VALUE for each further register or field");
     command.addOption("--mask", "MASK", options->mask, "write only the bits that are set in the mask");
-    command.addFlag("--verify", options->verifies, "read the register back, and fail if the written bits differ");
+    command.addFlag("--verify", options->verifies, "read each register back, and fail if the written bits differ");
     addIndexOption(command, *options);
 }
 

@@ -8,13 +8,11 @@ release=$(cd "$1" && pwd) || exit
 . "$root/scripts/checks.sh"
 suite="installed configurations"
 
-# Configures and builds the library in a folder. Usage: build FOLDER [OPTION...]
-build() {
-    local folder=$1
-    shift
-    cmake -S "$root" -B "$work/$folder" -G Ninja -DBUILD_TESTING=OFF -DRYNVEL_EXAMPLES=OFF "$@" &&
-        cmake --build "$work/$folder"
-}
+# Configures a build in a folder. Usage: configure FOLDER [OPTION...]
+configure() { cmake -S "$root" -B "$work/$1" -G Ninja -DBUILD_TESTING=OFF -DRYNVEL_EXAMPLES=OFF "${@:2}"; }
+
+# Configures and builds in a folder. Usage: build FOLDER [OPTION...]
+build() { configure "$@" && cmake --build "$work/$1"; }
 
 # Prints a compiler launcher that makes the names of sources relative to a build folder, as compiler caches may do.
 launcher_with_relative_names() {
@@ -71,7 +69,8 @@ names_its_sources_in_a_build_below_them() {
 
 refuses_a_malformed_row() {
     printf 'clock /dev/clock 0 Uio32\nsecond /dev/second 0 Uio64\n' >"$work/bad.def"
-    ! build bad -DRYNVEL_PROGRAMS=OFF -DRYNVEL_DEVICES="$work/bad.def" >"$work/bad.log" 2>&1 &&
+    configure bad -DRYNVEL_PROGRAMS=OFF -DRYNVEL_DEVICES="$work/bad.def" &&
+        ! cmake --build "$work/bad" --target rynvel_table >"$work/bad.log" 2>&1 &&
         grep -F "$work/bad.def:2: error: unknown device type \"Uio64\"" "$work/bad.log"
 }
 

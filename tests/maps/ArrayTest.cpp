@@ -147,15 +147,17 @@ TEST(OddArray, WithALongIndexCountsThem) {
 TEST(OddArray, WithTooManyIndexesTakesTheFirst) {
     EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", "<dimIndex>A,B,C</dimIndex>"),
                                   "m.svd:1: warning: register 'R%s' has more indexes in its dimIndex than its dim has "
-                                  "elements\n")),
+                                  "elements: the last indexes are not used\n")),
               "RA RB ");
 }
 
 TEST(OddArray, WithoutADimIsOneElement) {
-    EXPECT_EQ(registersIn(readOdd(mapOf("<register><dimIndex>A,B</dimIndex><name>R[%s]</name>"
-                                        "<addressOffset>0</addressOffset></register>"),
-                                  "m.svd:1: warning: register 'R[%s]' has a dimIncrement or dimIndex, but no dim\n"
-                                  "m.svd:1: warning: register 'R[%s]' has a placeholder for an index, but no dim\n")),
+    EXPECT_EQ(registersIn(readOdd(
+                  mapOf("<register><dimIndex>A,B</dimIndex><name>R[%s]</name>"
+                        "<addressOffset>0</addressOffset></register>"),
+                  "m.svd:1: warning: register 'R[%s]' has a dimIncrement or dimIndex, but no dim: it is not an array\n"
+                  "m.svd:1: warning: register 'R[%s]' has a placeholder for an index, but no dim: the placeholder is "
+                  "removed\n")),
               "R ");
 }
 
@@ -164,8 +166,8 @@ TEST(OddArray, HasElementsOnlyWhereAddressesAre) {
         return mapOf("<register>" + element("dim", dim) + "<dimIncrement>1</dimIncrement><name>R%s</name>" +
                      element("addressOffset", offset) + "<size>8</size></register>");
     };
-    const std::string warning =
-        "m.svd:1: warning: register 'R%s' has an offset that does not fit in 64 bits, and is not used\n";
+    const std::string warning = "m.svd:1: warning: register 'R%s' has elements with an offset that does not fit in 64 "
+                                "bits: these elements are not used\n";
     const Maps::Peripheral peripheral = onlyPeripheral(readOdd(map("65536", "0xFFFFFFFFFFFFFFFE"), warning));
     EXPECT_EQ(namesOf(peripheral.registers), "R0 R1 ");
     EXPECT_EQ(peripheral.registers[0].arrayElement.array->size, 65536U);
@@ -183,28 +185,29 @@ TEST(OddArray, EndsWith64BitsOfAddresses) {
                                   "offsets do not fit in 64 bits: only its first element is used\n")),
               "R0 ");
     EXPECT_EQ(registersIn(readOdd(map("0x5555555555555555"), "")), "R0 R1 R2 ");
-    EXPECT_EQ(registersIn(readOdd(
-                  mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
-                        "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
-                        "</register>"),
-                  "m.svd:1: warning: register 'R%s' has an offset that does not fit in 64 bits, and is not used\n")),
+    EXPECT_EQ(registersIn(readOdd(mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
+                                        "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
+                                        "</register>"),
+                                  "m.svd:1: warning: register 'R%s' has elements with an offset that does not fit in "
+                                  "64 bits: these elements are not used\n")),
               "R0 ");
     const std::string peripheral =
         element("peripheral", "<dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement><name>P%s</name>"
                               "<baseAddress>0x8000000000000001</baseAddress>" +
                                   element("registers", registerOf("")));
-    EXPECT_EQ(namesOf(readOdd(deviceOf(peripheral), "m.svd:1: warning: peripheral 'P%s' has an address that does not "
-                                                    "fit in 64 bits, and is not used\n")
+    EXPECT_EQ(namesOf(readOdd(deviceOf(peripheral),
+                              "m.svd:1: warning: peripheral 'P%s' has elements with an address that does not "
+                              "fit in 64 bits: these elements are not used\n")
                           .peripherals),
               "P0 ");
 }
 
 TEST(OddArray, OfFieldsEndsWithTheHighestBit) {
-    const Maps::Register aRegister =
-        onlyRegister(readOdd(mapOfFields("<field><dim>3</dim><dimIncrement>40000</dimIncrement><name>F%s</name>"
-                                         "<bitOffset>0</bitOffset></field>"),
-                             "m.svd:1: warning: field 'F%s' has bits higher than bit 65535, and is not used\n"
-                             "m.svd:1: warning: field 'F%s' is outside the 32 bits of its register\n"));
+    const Maps::Register aRegister = onlyRegister(readOdd(
+        mapOfFields("<field><dim>3</dim><dimIncrement>40000</dimIncrement><name>F%s</name>"
+                    "<bitOffset>0</bitOffset></field>"),
+        "m.svd:1: warning: field 'F%s' has elements with bits higher than bit 65535: these elements are not used\n"
+        "m.svd:1: warning: field 'F%s' is outside the 32 bits of its register\n"));
     EXPECT_EQ(namesOf(aRegister.fields), "F0 F1 ");
 }
 

@@ -344,13 +344,13 @@ TEST(OddDerivation, InACircleIsCut) {
 TEST(OddDerivation, OfValuesFindsNone) {
     for (const std::string from : {"X", "R.A.X", "P.R.X.Switch", "."}) {
         const Maps::Device device =
-            readOdd(derivedValues(from),
-                    "m.svd:1: warning: enumeratedValues are derived from '" + from + "', where the map has none\n");
+            readOdd(derivedValues(from), "m.svd:1: warning: enumeratedValues are derived from '" + from +
+                                             "', for which the map has no enumerated values\n");
         const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
         EXPECT_TRUE(field.enumerations.empty());
     }
     readOdd(derivedValues("Own", "<name>Own</name>"),
-            "m.svd:1: warning: enumeratedValues are derived from 'Own', where the map has none\n");
+            "m.svd:1: warning: enumeratedValues are derived from 'Own', for which the map has no enumerated values\n");
 }
 
 TEST(OddDerivation, OfValuesBesideOwnOnesIsNotUsed) {

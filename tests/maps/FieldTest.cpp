@@ -291,7 +291,7 @@ TEST(OddValues, ThatAreThereTwiceAreKept) {
 }
 
 TEST(OddValues, AreNotThereAtAll) {
-    oddValues("", "m.svd:1: warning: enumeratedValues contains no enumerated value\n");
+    oddValues("", "m.svd:1: warning: enumeratedValues has no usable enumerated value, and is not used\n");
 }
 
 TEST(OddValues, AreOfTooManyEnumerations) {

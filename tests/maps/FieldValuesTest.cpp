@@ -160,7 +160,8 @@ TEST(Assignments, NameElementsOfArraysOfFields) {
 
 TEST(Assignments, AreRefusedForAnUnknownField) {
     expectRefused({{"GAIM", "2"}}, "register C.R has no field 'GAIM' (did you mean 'GAIN'?)");
-    expectRefused({{"NOTHING", "2"}}, "register C.R has no field 'NOTHING'");
+    expectRefused({{"NOTHING", "2"}},
+                  "register C.R has no field 'NOTHING' (give START, READY, MODE, GAIN, KIND or SAME)");
 }
 
 TEST(Assignments, AreRefusedForAFieldThatCannotBeWritten) {
@@ -192,10 +193,33 @@ TEST(Assignments, AreRefusedForAValueThatDoesNotFit) {
 
 TEST(Assignments, AreRefusedForAValueThatMayNotBeWritten) {
     for (const std::string number : {"1", "201"}) {
-        expectRefused({{"GAIN", number}}, "field C.R.GAIN: '" + number + "' is not a value that may be written");
+        expectRefused({{"GAIN", number}}, "field C.R.GAIN: value '" + number + "' is not allowed (write 2 to 200)");
     }
-    expectRefused({{"KIND", "3"}}, "field C.R.KIND: '3' is not a value that may be written");
-    expectRefused({{"SAME", "1"}}, "field C.R.SAME may be written only with the value that was read");
+    expectRefused({{"KIND", "3"}}, "field C.R.KIND: value '3' is not allowed (write a or b)");
+    expectRefused({{"SAME", "1"}},
+                  "field C.R.SAME may be written only with the value that was read (leave it unchanged)");
+}
+
+TEST(Assignments, AreRefusedWithTheEnumeratedValuesThatMayBeWritten) {
+    const auto fieldWith = [](const std::string& values) {
+        return onlyRegister(
+            Maps::readMap(
+                mapOfFields(field(
+                    "F", "[3:0]",
+                    values + "<writeConstraint><useEnumeratedValues>true</useEnumeratedValues></writeConstraint>")))
+                .device.value());
+    };
+    expectRefused(fieldWith(valuesFor("write", value("off", "0") + value("0x2", "3") + value("wide", "16"))),
+                  {{"F", "1"}}, "field C.R.F: value '1' is not allowed (write off or 3)");
+    expectRefused(fieldWith(valuesFor("write", element("enumeratedValue", element("value", "5")))), {{"F", "1"}},
+                  "field C.R.F: value '1' is not allowed (write 5)");
+    expectRefused(fieldWith(valuesFor("read", value("idle", "1"))), {{"F", "1"}},
+                  "field C.R.F: value '1' is not allowed (the field has no enumerated values for writing)");
+}
+
+TEST(Assignments, AreRefusedForARegisterWithoutFields) {
+    expectRefused(onlyRegister(read(mapOf(registerOf("")))), {{"A", "1"}},
+                  "register C.R has no field 'A' (the register has no fields)");
 }
 
 TEST(Assignments, AreRefusedForAFieldThatIsNamedTwice) {

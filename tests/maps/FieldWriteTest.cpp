@@ -127,7 +127,7 @@ TEST(FieldWrite, IsRefusedIfTheValueOfAnotherFieldCannotBeWrittenBack) {
     expectRefused(registerWith(bit("A", 0) + bit("B", 1, writeOnly)),
                   "field C.R.B is write-only, so it cannot keep its value (also assign B)");
     expectRefused(registerWith(bit("A", 0) + bit("B", 1, "<access>read-writeOnce</access>")),
-                  "field C.R.B can be written only once, and this write would use that up (also assign B)");
+                  "field C.R.B can be written only once, and this write would include the field (also assign B)");
     expectMasked(registerWith(bit("A", 0) + bit("B", 1, writeOnly + modified("oneToSet"))), {{"A", "1"}}, 0x01, 0x03);
 }
 
@@ -242,7 +242,7 @@ Maps::Register registerWithOverlaps(const std::string& fields) {
 
 TEST(FieldWrite, IsRefusedIfTwoFieldsNeedDifferentValuesOfABit) {
     const std::string reason =
-        " cannot keep its value, because a write changes another field on its bits (also assign ";
+        " cannot keep its value, because a field or register that shares its bits needs other values (also assign ";
     expectRefused(registerWithOverlaps(bit("A", 0) + bit("B", 1) + bit("C", 1, modified("zeroToSet"))),
                   "field C.R.B" + reason + "B)");
     expectRefused(registerWithOverlaps(bit("A", 0) + bit("B", 1, modified("oneToSet")) +

@@ -7,14 +7,16 @@ namespace RynvelTest {
 namespace {
 
 TEST(MalformedMap, IsAnErrorWithItsLine) {
-    expectError("", "m.svd:1: error: not well-formed XML: No document element found");
-    expectError("<device>\n<name>", "m.svd:2: error: not well-formed XML: Start-end tags mismatch");
-    expectError("<device>\n<name>\n</title></device>", "m.svd:3: error: not well-formed XML: Start-end tags mismatch");
+    expectError("", "m.svd:1: error: the file is not well-formed XML: No document element found");
+    expectError("<device>\n<name>", "m.svd:2: error: the file is not well-formed XML: Start-end tags mismatch");
+    expectError("<device>\n<name>\n</title></device>",
+                "m.svd:3: error: the file is not well-formed XML: Start-end tags mismatch");
     expectError("<device>\n\n<a b=c/></device>",
-                "m.svd:3: error: not well-formed XML: Error parsing element attribute");
-    expectError("<device>\n<!-- no end", "m.svd:2: error: not well-formed XML: Error parsing comment");
-    expectError("<device>\n<![CDATA[ no end", "m.svd:2: error: not well-formed XML: Error parsing CDATA section");
-    expectError("no XML", "m.svd:1: error: not well-formed XML: No document element found");
+                "m.svd:3: error: the file is not well-formed XML: Error parsing element attribute");
+    expectError("<device>\n<!-- no end", "m.svd:2: error: the file is not well-formed XML: Error parsing comment");
+    expectError("<device>\n<![CDATA[ no end",
+                "m.svd:2: error: the file is not well-formed XML: Error parsing CDATA section");
+    expectError("no XML", "m.svd:1: error: the file is not well-formed XML: No document element found");
 }
 
 TEST(MalformedMap, HasANulCharacter) {
@@ -259,7 +261,8 @@ TEST(LimitedMap, HasNoMoreBytes) {
     Maps::Limits limits;
     limits.bytes = 100;
     expectError(std::string(101, ' '), "m.svd: error: the file has more than 100 bytes", limits);
-    expectError(std::string(100, ' '), "m.svd:1: error: not well-formed XML: No document element found", limits);
+    expectError(std::string(100, ' '), "m.svd:1: error: the file is not well-formed XML: No document element found",
+                limits);
 }
 
 /** Returns a map with clusters inside each other, each on the next line. */

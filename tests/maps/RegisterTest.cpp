@@ -157,7 +157,7 @@ TEST(Register, TakesTheBitsOfAnInheritedMaskThatItHas) {
 
 TEST(OddRegister, WithoutASizeHas32Bits) {
     const std::string warning =
-        "m.svd:1: warning: register 'R' has no size from 1 to 65535 bits: 32 bits are assumed\n";
+        "m.svd:1: warning: register 'R' has no valid size (1 to 65535 bits): 32 bits are assumed\n";
     EXPECT_EQ(onlyPeripheral(readOdd(nested("<access>read-only</access>", "", "", ""), warning))
                   .clusters[0]
                   .registers[0]

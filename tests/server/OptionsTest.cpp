@@ -102,7 +102,7 @@ TEST(Options, NameTheDevicesThatAreServed) {
     EXPECT_EQ(parse({"--device", "uio.16", "--device=seek.8", "--device", "uio.16"}).policy.devices,
               (std::set<std::string>{"seek.8", "uio.16"}));
     EXPECT_EQ(problemOf({"--device", "nothing"}),
-              "--device: unknown device 'nothing' (rynvelctl list shows all names)");
+              "--device: unknown device 'nothing' ('rynvelctl list' shows all names)");
     EXPECT_EQ(problemOf({"--device", "far"}),
               "--device: device 'far' is remote (rynveld serves only devices of its own machine)");
 }
@@ -166,15 +166,15 @@ TEST(Options, RaiseInterruptsOfSimulatedDevices) {
 TEST(Options, RaiseNoOtherInterrupts) {
     const auto problem = [](const std::string& value) { return problemOf({"--simulate", "--interrupt-every", value}); };
     EXPECT_EQ(problem("uio.32"), "--interrupt-every: 'uio.32' is not NAME=TIME (for example rtc0=1s)");
-    EXPECT_EQ(problem("=1s"), "--interrupt-every: unknown device '' (rynvelctl list shows all names)");
-    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: unknown device 'nothing' (rynvelctl list shows all names)");
+    EXPECT_EQ(problem("=1s"), "--interrupt-every: unknown device '' ('rynvelctl list' shows all names)");
+    EXPECT_EQ(problem("nothing=1s"), "--interrupt-every: unknown device 'nothing' ('rynvelctl list' shows all names)");
     EXPECT_EQ(problem("seek.8=1s"), "--interrupt-every: device 'seek.8' has no interrupts");
     EXPECT_EQ(problem("far=1s"),
               "--interrupt-every: device 'far' is remote (rynveld serves only devices of its own machine)");
     EXPECT_EQ(problem("uio.32="),
               "--interrupt-every: '' is not a time (a whole number with the unit ms, s or m, at most one day)");
     EXPECT_EQ(problem("uio.32=0"), "--interrupt-every: the time must be greater than 0");
-    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every: requires --simulate");
+    EXPECT_EQ(problemOf({"--interrupt-every", "uio.32=1s"}), "--interrupt-every: the option requires --simulate");
     EXPECT_EQ(problemOf({"--simulate", "--device", "seek.8", "--interrupt-every", "uio.32=1s"}),
               "--interrupt-every: device 'uio.32' is not served (add --device uio.32)");
 }
@@ -215,14 +215,14 @@ TEST_F(OptionsWithMaps, DescribeADeviceByTheFirstMap) {
 
 TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));
-    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: requires --simulate");
+    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate");
 }
 
 TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
     const auto refusal = [](const std::string& path) {
         return "--map: '" + path +
-               "' does not describe any served device (a peripheral describes the device of its name, for example "
-               "traf_top the device traf.top)";
+               "' does not describe any served device (a peripheral has the name of its device, for example "
+               "traf_top for traf.top)";
     };
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));
     store("far.svd", mapWith("far", registerAt("0", "")));
@@ -267,7 +267,7 @@ TEST(Options, SimulateFaultsOnDemand) {
     EXPECT_EQ(faults[1].kind, Fault::Kind::Delay);
     EXPECT_EQ(problemOf({"--simulate", "--fault", "nothing"}),
               "--fault: 'nothing' is not a fault (for example delay=500ms, error, split=20ms or disconnect:10)");
-    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault: requires --simulate");
+    EXPECT_EQ(problemOf({"--fault", "error"}), "--fault: the option requires --simulate");
 }
 
 TEST(Options, AreRefusedWithOneLineEach) {

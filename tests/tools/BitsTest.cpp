@@ -60,7 +60,8 @@ TEST_F(Bits, OfNamedRegistersAreSetAndClearedAndToggled) {
     set(0, 0xFFFF0201);
     expect("set map32 CTRL 6:5", 0, "map32 CTRL = 0x00000060 with mask 0x00000060\n");
     EXPECT_EQ(get(0), 0xFFFF0261U);
-    expect("clear map32 CTRL 5,MODE --json", 2, "", "map32: 'MODE' selects a bit that is already selected");
+    expect("clear map32 CTRL 5,MODE --json", 2, "",
+           "map32: 'MODE' selects a bit that is already selected (select each bit once)");
     expect("clear map32 CTRL 5,RUN --json", 0,
            "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"value\":0,\"mask\":33}\n");
     EXPECT_EQ(get(0), 0xFFFF0240U);
@@ -122,12 +123,13 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfAnotherRegisterOfTheirAddressCannotBe
              registerAt("E", "0xC", "") + registerAt("ECLR", "0xC", alternative + modified("oneToClear")));
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 A F",
-                      "map32: field A.G cannot keep its value, because a write changes another field on its bits (use "
-                      "write, and also give values for G)");
-        expectRefused(command + " map32 C 0", "map32: register C: each write changes another register of its address "
-                                              "(use write without a mask)");
+                      "map32: field A.G cannot keep its value, because a field or register that shares its bits "
+                      "needs other values (use write REGISTER FIELD=VALUE ..., and also assign G)");
+        expectRefused(command + " map32 C 0",
+                      "map32: register C: each write changes another register at the same address "
+                      "(write the whole register)");
         expectRefused(command + " map32 E 3",
-                      "map32: register E: the other bits cannot keep their values (use write without a mask)");
+                      "map32: register E: the other bits cannot keep their values (write the whole register)");
         expect(command + " map32 PLAIN 0 --quiet", 0, "");
     }
 }
@@ -137,10 +139,10 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfFieldsOnTheSameBitsNeedDifferentValue
         "MIX", "0", fieldsOf(fieldAt("A", "0:0") + fieldAt("P", "7:4") + fieldAt("C", "7:4", modified("oneToClear")))));
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 MIX A",
-                      "map32: field MIX.P cannot keep its value, because a write changes another field on its bits "
-                      "(use write, and also give values for P)");
+                      "map32: field MIX.P cannot keep its value, because a field or register that shares its bits "
+                      "needs other values (use write REGISTER FIELD=VALUE ..., and also assign P)");
         expectRefused(command + " map32 MIX P",
-                      "map32: field MIX.C does not store what is written (give a value with write)");
+                      "map32: a write does not store the value in field MIX.C (give the value with write)");
     }
 }
 
@@ -164,15 +166,19 @@ TEST_F(Bits, AreRefusedIfTheyAreNotInTheRegister) {
         expectRefused(command + " map32 0 32", "bit 32 is outside the 32 bits of the register");
         expectRefused(command + " map32 NARROW 16", "bit 16 is outside the 16 bits of the register");
         expectRefused(command + " map32 NARROW 16:15", "bit 16 is outside the 16 bits of the register");
-        expectRefused(command + " map32 0 4:7", "'4:7' does not begin with the highest bit (7:4)");
+        expectRefused(command + " map32 0 4:7", "'4:7' does not begin with the highest bit (give 7:4)");
         expectRefused(command + " map32 0 7:4:2",
                       "bit '4:2' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
-        expectRefused(command + " map32 0 1,1", "map32: '1' selects a bit that is already selected");
-        expectRefused(command + " map32 0 3:0,2", "map32: '2' selects a bit that is already selected");
-        expectRefused(command + " map32 0 RUN", "map32: 'RUN' is not a bit or a range of bits (to select fields, give "
-                                                "the name of the register)");
+        expectRefused(command + " map32 0 1,1",
+                      "map32: '1' selects a bit that is already selected (select each bit once)");
+        expectRefused(command + " map32 0 3:0,2",
+                      "map32: '2' selects a bit that is already selected (select each bit once)");
+        expectRefused(command + " map32 0 RUN", "map32: 'RUN' is not a bit or a range of bits (give the name "
+                                                "of the register to select fields)");
         expectRefused(command + " map32 CTRL RUNS", "map32: register CTRL has no field 'RUNS' (did you mean 'RUN'?)");
-        expectRefused(command + " map32 CTRL 1,", "map32: register CTRL has no field ''");
+        expectRefused(
+            command + " map32 CTRL 1,",
+            "map32: the list of bits has an empty entry (give a bit, a range of bits or a field between commas)");
         expectRefused(command + " map32 CTRL.MODE 1", "map32: CTRL.MODE is a field (give a register)");
         expectRefused(command + " map32 CTRL[7:4] 1", "map32: CTRL[7:4] selects bits (give a register)");
         expectRefused(command + " map32 SAME 3",
@@ -188,38 +194,39 @@ TEST_F(Bits, AreRefusedIfTheMapExcludesTheAccess) {
         expectRefused(command + " map32 CTRL READY", "map32: field CTRL.READY is read-only");
         expectRefused(command + " map32 CTRL 31", "map32: field CTRL.READY is read-only");
         expectRefused(command + " map32 FIFO 1",
-                      "map32: reading register FIFO has a side effect (write the whole register instead)");
+                      "map32: reading register FIFO has a side effect (write the whole register)");
         expectRefused(command + " map32 BYTE0 1", "map32: register BYTE0 has 8 bits and shares its word with register "
                                                   "BYTE1 (the device has 32-bit registers)");
         expectRefused(command + " map32 SAME KEPT",
-                      "map32: field SAME.KEPT may be written only with the value that was read");
+                      "map32: field SAME.KEPT may be written only with the value that was read (leave it unchanged)");
     }
 }
 
 TEST_F(Bits, AreRefusedIfAWriteDoesNotStoreThem) {
-    const std::string remedy = " does not store what is written (give a value with write)";
+    const std::string problem = "map32: a write does not store the value in ";
+    const std::string remedy = " (give the value with write)";
     for (const std::string command : {"set", "clear", "toggle"}) {
-        expectRefused(command + " map32 FLAGS ERROR", "map32: field FLAGS.ERROR" + remedy);
-        expectRefused(command + " map32 FLAGS 0", "map32: field FLAGS.ERROR" + remedy);
-        expectRefused(command + " map32 EVENTS 3", "map32: register EVENTS" + remedy);
+        expectRefused(command + " map32 FLAGS ERROR", problem + "field FLAGS.ERROR" + remedy);
+        expectRefused(command + " map32 FLAGS 0", problem + "field FLAGS.ERROR" + remedy);
+        expectRefused(command + " map32 EVENTS 3", problem + "register EVENTS" + remedy);
     }
 }
 
 TEST_F(Bits, AreRefusedIfAnotherFieldCannotKeepItsValue) {
     for (const std::string command : {"set", "clear", "toggle"}) {
-        const std::string problem = "map32: field MIXED.SECRET is write-only, so it cannot keep its value (use write, "
-                                    "and also give values for SECRET)";
+        const std::string problem = "map32: field MIXED.SECRET is write-only, so it cannot keep its value "
+                                    "(use write REGISTER FIELD=VALUE ..., and also assign SECRET)";
         expectRefused(command + " map32 MIXED PLAIN", problem);
         expectRefused(command + " map32 MIXED 3", problem);
         expectRefused(command + " map32 FUSE 3",
-                      "map32: register FUSE: the other bits cannot keep their values (use write without a mask)");
+                      "map32: register FUSE: the other bits cannot keep their values (write the whole register)");
     }
 }
 
 TEST_F(Bits, AreRefusedWithAValueThatTheMapExcludes) {
-    expectRefused("set map32 CTRL GAIN", "map32: field CTRL.GAIN: 255 is not a value that may be written");
-    expectRefused("clear map32 CTRL GAIN", "map32: field CTRL.GAIN: 0 is not a value that may be written");
-    expectRefused("toggle map32 CTRL GAIN", "map32: field CTRL.GAIN: 255 is not a value that may be written");
+    expectRefused("set map32 CTRL GAIN", "map32: field CTRL.GAIN: value 255 is not allowed (write 1 to 9)");
+    expectRefused("clear map32 CTRL GAIN", "map32: field CTRL.GAIN: value 0 is not allowed (write 1 to 9)");
+    expectRefused("toggle map32 CTRL GAIN", "map32: field CTRL.GAIN: value 255 is not allowed (write 1 to 9)");
     expectRefused("set map32 LIMITED 4", "map32: register LIMITED: value 16 is not allowed (write 1 to 9)");
     expectRefused("toggle map32 LIMITED 4", "map32: register LIMITED: value 16 is not allowed (write 1 to 9)");
     expect("set map32 LIMITED 3", 0, "map32 LIMITED = 0x00000008 with mask 0x00000008\n");
@@ -263,13 +270,14 @@ TEST_F(Bits, HaveAColonUnlikeTheIndexOfAnArray) {
     expect("read map32 DATA[3][7:4]", 0, "map32 DATA[3][7:4] = 0x3\n");
     expectRefused("read map32 DATA[7:4]", "map32: 'DATA' is not a name in board.svd ('rynvelctl describe map32' shows "
                                           "the names)");
-    expectRefused("read map32 CTRL[3]", "map32: 'CTRL[3]' is not a name in board.svd (the bit is CTRL[3:3])");
-    expectRefused("read map32 DATA[3][2]", "map32: 'DATA[3][2]' is not a name in board.svd (the bit is DATA[3][2:2])");
-    expectRefused("read map32 0x10[2]", "map32: '0x10[2]' is not an address (the bit is 0x10[2:2])");
+    expectRefused("read map32 CTRL[3]", "map32: 'CTRL[3]' is not a name in board.svd (give CTRL[3:3] for bit 3)");
+    expectRefused("read map32 DATA[3][2]",
+                  "map32: 'DATA[3][2]' is not a name in board.svd (give DATA[3][2:2] for bit 2)");
+    expectRefused("read map32 0x10[2]", "map32: '0x10[2]' is not an address (give 0x10[2:2] for bit 2)");
 }
 
 TEST_F(Bits, OfARegisterAreRefusedWhereTheyAreWrong) {
-    expectRefused("read map32 CTRL[4:7]", "'4:7' does not begin with the highest bit (7:4)");
+    expectRefused("read map32 CTRL[4:7]", "'4:7' does not begin with the highest bit (give 7:4)");
     expectRefused("read map32 CTRL[32:0]", "bit 32 is outside the 32 bits of the register");
     expectRefused("read map32 NARROW[16:0]", "bit 16 is outside the 16 bits of the register");
     expectRefused("read map32 CTRL[7:]", "bit '' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
@@ -291,7 +299,8 @@ protected:
 };
 
 TEST_F(BitsAndOddIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
-    expectRefused("read map32 A[7:4]", "map32: 'A[7:4]' is a register, and also bits of register A (give an address)");
+    expectRefused("read map32 A[7:4]",
+                  "map32: 'A[7:4]' is a register and also selects bits of register A (give an address)");
     expect("read map32 A[6:5]", 0, "map32 A[6:5] = 0x0\n");
     set(0x14, 5);
     expect("read map32 B[3:0]", 0, "map32 B[3:0] = 0x00000005\n");
@@ -337,7 +346,7 @@ TEST_F(RemoteBits, AreNotReportedIfTheServerRefusesTheWrite) {
 
 TEST_F(RemoteBits, AreRefusedBeforeTheServerIsAsked) {
     expectEnding(run("toggle remote FLAGS ERROR"), 2, "",
-                 "remote: field FLAGS.ERROR does not store what is written (give a value with write)");
+                 "remote: a write does not store the value in field FLAGS.ERROR (give the value with write)");
     expectEnding(run("toggle remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
     EXPECT_EQ(m_peer.requests(0).size(), 0U);
 }

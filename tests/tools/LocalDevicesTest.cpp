@@ -414,8 +414,8 @@ TEST_F(LocalDevices, ListTheChannelsWhenATraceMatchesNone) {
 TEST_F(LocalDevices, SuggestTheCommandThatIsMeant) {
     expect("rea map32 0", 2, "", "rynvelctl: unknown command 'rea' (did you mean 'read'?)\n");
     expect("wiat map32", 2, "", "rynvelctl: unknown command 'wiat' (did you mean 'wait'?)\n");
-    expect("--tiemout 1s read map32 0", 2, "", "rynvelctl: unknown option '--tiemout'\n");
-    expect("frobnicate map32 0", 2, "", "rynvelctl: unknown command 'frobnicate'\n");
+    expect("--tiemout 1s read map32 0", 2, "", "rynvelctl: unknown option '--tiemout' (--help lists the options)\n");
+    expect("frobnicate map32 0", 2, "", "rynvelctl: unknown command 'frobnicate' (--help lists the commands)\n");
 }
 
 TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {

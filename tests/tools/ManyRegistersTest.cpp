@@ -66,9 +66,9 @@ TEST_F(ManyRegisters, OfARangeAreReadWithBothEnds) {
     expect("read map32 0x4..0b1000 8..8", 0, range + "map32 0x00000008 = 0x0000000b\n");
     expect("read map32 --index 1..2", 0, "map32 1 = 0x0000000a\nmap32 2 = 0x0000000b\n");
     expect("--quiet read map32 0xff8..0xffc", 0, "0x00000000\n0x00000000\n");
-    expectRefused("read map32 8..4", "map32: the range 8..4 ends before it begins");
+    expectRefused("read map32 8..4", "map32: the range 8..4 ends before it begins (give the lower address first)");
     expectRefused("read map32 4..9", "map32: address 9 is not a multiple of 4 (32-bit registers)");
-    expectRefused("read map32 A..B", "map32: 'A..B' is not a range of addresses, such as 0x10..0x1c");
+    expectRefused("read map32 A..B", "map32: 'A..B' is not a range of addresses (give numbers, such as 0x10..0x1c)");
     expectRefused("read map32 0xff8..0x1000", "map32: 3 registers from 0x00000ff8 extend beyond the map of 4096 bytes");
     expectRefused("read file8 0..0x100000", "file8: the range 0..0x100000 has more than 1048576 registers");
 }
@@ -126,7 +126,7 @@ TEST_F(ManyRegisters, OfAServerShareAConnectionAndKeepTheirOrder) {
 }
 
 TEST_F(ManyRegisters, AreNotWrittenIfOneOfTheWritesIsWrong) {
-    const std::string notAnAssignment = "does not assign a value to a register or a field (ADDRESS=VALUE)";
+    const std::string notAnAssignment = "does not assign a value to a register or a field (give ADDRESS=VALUE)";
     for (const std::string word : {"B", "B=", "=1", "B=1=1"}) {
         expectRefused("write map32 A=1 " + word, "map32: '" + word + "' " + notAnAssignment);
     }
@@ -140,13 +140,13 @@ TEST_F(ManyRegisters, AreNotWrittenIfOneOfTheWritesIsWrong) {
                   "map32: reading register FIFO has a side effect (leave out --verify)");
     expectRefused("write map32 A=1 MIXED.PLAIN=1",
                   "map32: field MIXED.SECRET is write-only, so it cannot keep its value "
-                  "(also assign SECRET)");
+                  "(use write REGISTER FIELD=VALUE ..., and also assign SECRET)");
     expectRefused("write map32 A", "map32: the value for A is missing (give ADDRESS VALUE or ADDRESS=VALUE)");
 }
 
 TEST_F(ManyRegisters, ThatMayBeFieldsAreNotWritten) {
-    const std::string problem =
-        "map32: 'A' is a register and a field of register CTRL (write it with a command of its own)";
+    const std::string problem = "map32: 'A' is a register and a field of register CTRL (give CTRL.A for the field, or "
+                                "write the register with a separate command)";
     expectRefused("write map32 CTRL=1 A=2", problem);
     expectRefused("write map32 CTRL=1 B=1 A=2", problem);
     // Without a whole register before it, the name has only one meaning.

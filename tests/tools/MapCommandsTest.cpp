@@ -120,9 +120,9 @@ TEST_F(MapCommands, RefuseWrongCommandLines) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister)));
     expectFailure("maps", 2, "maps: the command is missing (list, check or header)");
     expectFailure("maps lisst", 2, "maps: unknown command 'lisst' (did you mean 'list'?)");
-    expectFailure("maps xyz", 2, "maps: unknown command 'xyz'");
-    expectFailure("maps list list", 2, "unexpected argument 'list'");
-    expectFailure("maps --frob list", 2, "unknown option '--frob'");
+    expectFailure("maps xyz", 2, "maps: unknown command 'xyz' (--help lists the commands)");
+    expectFailure("maps list list", 2, "unexpected argument 'list' (--help shows the arguments)");
+    expectFailure("maps --frob list", 2, "unknown option '--frob' (--help lists the options)");
     expectFailure("maps check", 2, "FILE is required");
     expectFailure("maps check nowhere.svd", 2, "nowhere.svd: error: No such file or directory");
     expectFailure("maps header", 2, "NAME is required");
@@ -134,7 +134,7 @@ TEST_F(MapCommands, RefuseWrongCommandLines) {
                   "nothing: not a device of this machine ('rynvelctl list' shows the names)");
     expectFailure("--map a.svd describe map32 B.C.D", 2,
                   "map32: 'B.C.D' is not a name in a.svd ('rynvelctl describe map32' shows the names)");
-    expectFailure("--map a.svd describe map32 A A", 2, "unexpected argument 'A'");
+    expectFailure("--map a.svd describe map32 A A", 2, "unexpected argument 'A' (--help shows the arguments)");
 }
 
 TEST_F(MapCommands, HaveHelpOfTheirOwn) {

@@ -154,11 +154,12 @@ TEST_F(Poll, RefusesAValueThatCannotOccur) {
                                             "(give the value with 0x or 0b)");
     expectRefused("poll map32 CTRL running",
                   "value 'running' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
-    expectRefused("poll map32 0 1 --mask 0", "mask 0 selects no bits");
+    expectRefused("poll map32 0 1 --mask 0", "mask 0 selects no bits (set at least one bit)");
     expectRefused("poll map32 NARROW 1 --mask 0x10000", "mask 0x10000 does not fit in 16 bits");
-    expectRefused("poll map32 CTRL.RUN 1 --mask 1", "--mask: a field has a mask of its own (leave out --mask)");
+    expectRefused("poll map32 CTRL.RUN 1 --mask 1",
+                  "--mask: the field already selects the bits to compare (leave out --mask)");
     expectRefused("poll map32 CTRL[7:4] 1 --mask 1",
-                  "--mask: a range of bits has a mask of its own (leave out --mask)");
+                  "--mask: the range already selects the bits to compare (leave out --mask)");
     expectRefused("poll map32 0 1 --interval 0s", "--interval: the interval must be greater than 0");
 }
 

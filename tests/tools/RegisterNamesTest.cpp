@@ -212,8 +212,8 @@ TEST_F(RegisterNames, RefuseAMaskThatWouldHarmTheOtherBits) {
     expectRefused("write map32 R 1 --mask 1", keyIsLost);
     expectRefused("write map32 R 1 --mask 0x11", keyIsLost);
     expectRefused("write map32 R 1 --mask 0x31",
-                  "map32: field R.ONCE can be written only once, and this write would use that up (also select all "
-                  "bits of ONCE with the mask)");
+                  "map32: field R.ONCE can be written only once, and this write would include the field (also select "
+                  "all bits of ONCE with the mask)");
     expect("write map32 R 0x121 --mask 0x131", 0, "map32 R = 0x00000121 with mask 0x00000131\n");
     EXPECT_EQ(get(0), 0x121U);
     expectRefused("write map32 EVENTS 1 --mask 1",
@@ -233,7 +233,8 @@ TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
 
 TEST_F(RegisterNames, RefuseAWriteThatWouldHarmAnotherField) {
     expectRefused("write map32 KEY.CODE 1",
-                  "map32: register KEY is write-only, so its other fields cannot keep their values (also assign LOCK)");
+                  "map32: register KEY is write-only, so its other fields cannot keep their values "
+                  "(use write REGISTER FIELD=VALUE ..., and also assign LOCK)");
     expectRefused("write map32 FIFO LOW=1", "map32: reading register FIFO has a side effect, so its other fields "
                                             "cannot keep their values (also assign HIGH)");
 }
@@ -265,28 +266,31 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatTheMapExcludes) {
     expectRefused("write map32 NARROW 1 --mask 0x10000", "mask 0x10000 does not fit in 16 bits");
     expectRefused("write map32 LIMITED 6", "map32: register LIMITED: value 6 is not allowed (write 1 to 5)");
     expectRefused("write map32 CTRL.MODE 8", "map32: field CTRL.MODE: '8' does not fit in 3 bits");
-    expectRefused("write map32 CTRL.GAIN 1", "map32: field CTRL.GAIN: '1' is not a value that may be written");
+    expectRefused("write map32 CTRL.GAIN 1", "map32: field CTRL.GAIN: value '1' is not allowed (write 2 to 200)");
     expectRefused("write map32 CTRL.START going",
                   "map32: field CTRL.START: 'going' is not a value of the field (give a number, stopped or running)");
 }
 
 TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
-    expectRefused("write map32 CTRL 1", "map32: field CTRL.GAIN: 0 is not a value that may be written");
+    expectRefused("write map32 CTRL 1", "map32: field CTRL.GAIN: value 0 is not allowed (write 2 to 200)");
     expectRefused("write map32 CTRL 0x100 --mask 0xff00",
-                  "map32: field CTRL.GAIN: 1 is not a value that may be written");
+                  "map32: field CTRL.GAIN: value 1 is not allowed (write 2 to 200)");
     expect("write map32 CTRL 1 --mask 0xf0ff --quiet", 0, "");
     describe(aRegister("R", "0",
                        fields(field("SAME", "[0:0]",
                                     "<writeConstraint><writeAsRead>true</writeAsRead>"
                                     "</writeConstraint>"))));
-    expectRefused("write map32 R 1", "map32: field R.SAME may be written only with the value that was read");
+    expectRefused("write map32 R 1",
+                  "map32: field R.SAME may be written only with the value that was read (leave it unchanged)");
     expect("write map32 R 2 --mask 2 --quiet", 0, "");
     describe(aRegister(
         "R", "0",
         fields(field("SAME", "[1:0]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
-    expectRefused("write map32 R 1 --mask 1", "map32: field R.SAME may be written only with the value that was read");
+    expectRefused("write map32 R 1 --mask 1",
+                  "map32: field R.SAME may be written only with the value that was read (leave it unchanged)");
     describe(aRegister("R", "0", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"));
-    expectRefused("write map32 R 1", "map32: register R may be written only with the value that was read");
+    expectRefused("write map32 R 1",
+                  "map32: register R may be written only with the value that was read (leave it unchanged)");
 }
 
 TEST_F(RegisterNames, TakeAnyNumberForAFieldWithoutNamesOfARegisterThatTakesOnlyNames) {
@@ -297,8 +301,8 @@ TEST_F(RegisterNames, TakeAnyNumberForAFieldWithoutNamesOfARegisterThatTakesOnly
                            fields(field("STATE", "[1:0]", states) + field("LEVEL", "[15:8]"))));
     expect("write map32 R.LEVEL 5", 0, "map32 R.LEVEL = 5\n");
     expect("write map32 R 0x701", 0, "map32 R = 0x00000701\n");
-    expectRefused("write map32 R.STATE 2", "map32: field R.STATE: '2' is not a value that may be written");
-    expectRefused("write map32 R 0x702", "map32: field R.STATE: 2 is not a value that may be written");
+    expectRefused("write map32 R.STATE 2", "map32: field R.STATE: value '2' is not allowed (write on)");
+    expectRefused("write map32 R 0x702", "map32: field R.STATE: value 2 is not allowed (write on)");
 }
 
 TEST_F(RegisterNames, MayKeepAFieldWhoseOnlyValueClearsIt) {
@@ -333,29 +337,32 @@ TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
 }
 
 TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
-    expectRefused("write map32 CTRL 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
-    expectRefused("write map32 0 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
-    expectRefused("write map32 CTRL.MODE 1 2", "map32: '2' is a second value (to write fields, give FIELD=VALUE)");
-    expectRefused("write map32 CTRL MODE=1 2", "map32: '2' does not assign a value to a field (FIELD=VALUE)");
-    expectRefused("write map32 CTRL MODE=", "map32: 'MODE=' does not assign a value to a field (FIELD=VALUE)");
-    expectRefused("write map32 CTRL =1", "map32: '=1' does not assign a value to a field (FIELD=VALUE)");
+    expectRefused("write map32 CTRL 1 2",
+                  "map32: '2' is a second value (give one value, or FIELD=VALUE for each field)");
+    expectRefused("write map32 0 1 2", "map32: '2' is a second value (give one value, or FIELD=VALUE for each field)");
+    expectRefused("write map32 CTRL.MODE 1 2",
+                  "map32: '2' is a second value (give one value, or FIELD=VALUE for each field)");
+    expectRefused("write map32 CTRL MODE=1 2", "map32: '2' does not assign a value to a field (give FIELD=VALUE)");
+    expectRefused("write map32 CTRL MODE=", "map32: 'MODE=' does not assign a value to a field (give FIELD=VALUE)");
+    expectRefused("write map32 CTRL =1", "map32: '=1' does not assign a value to a field (give FIELD=VALUE)");
     expectRefused("write map32 0 MODE=1",
                   "map32: 'MODE=1' assigns a field of address 0x00000000 (give the name of the register)");
-    expectRefused("write map32 CTRL.MODE 1 --mask 1", "--mask: fields have a mask of their own (leave out --mask)");
+    expectRefused("write map32 CTRL.MODE 1 --mask 1",
+                  "--mask: the fields already select the bits to write (leave out --mask)");
     expectRefused("dump map32 CTRL.MODE 1", "map32: CTRL.MODE is a field (give a register)");
     expectRefused("fill map32 CTRL.MODE 1 1", "map32: CTRL.MODE is a field (give a register)");
 }
 
 TEST_F(RegisterNames, AreRefusedIfAWriteCannotBeVerified) {
     expectRefused("write map32 FLAGS ERROR=1 ENABLE=1 --verify",
-                  "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
+                  "map32: a write does not store the value in field FLAGS.ERROR (leave out --verify)");
     expectRefused("write map32 KEY CODE=1 LOCK=1 --verify", "map32: register KEY is write-only");
     expectRefused("write map32 FLAGS 1 --verify",
-                  "map32: field FLAGS.ERROR does not store what is written (leave out --verify)");
+                  "map32: a write does not store the value in field FLAGS.ERROR (leave out --verify)");
     expect("write map32 FLAGS 2 --mask 2 --verify --quiet", 0, "");
     describe(aRegister("EVENTS", "0", "<modifiedWriteValues>oneToClear</modifiedWriteValues>"));
     expectRefused("write map32 EVENTS 1 --verify",
-                  "map32: register EVENTS does not store what is written (leave out --verify)");
+                  "map32: a write does not store the value in register EVENTS (leave out --verify)");
 }
 
 TEST_F(RegisterNames, AreRefusedIfAWriteWouldReadWithASideEffect) {
@@ -403,7 +410,7 @@ TEST_F(RegisterNames, AreRefusedForAFieldIfReadingAnotherRegisterOfTheWordHasASi
         aRegister("DLL", "0",
                   "<alternateRegister>RBR</alternateRegister>" + fields(field("F", "[7:0]") + field("G", "[15:8]"))));
     expectRefused("write map32 DLL.F 1", "map32: reading register DLL has a side effect, so its other fields cannot "
-                                         "keep their values (also assign G)");
+                                         "keep their values (use write REGISTER FIELD=VALUE ..., and also assign G)");
     expect("write map32 DLL F=1 G=2", 0, "map32 DLL.F = 1\nmap32 DLL.G = 2\n");
 }
 
@@ -414,11 +421,14 @@ TEST_F(RegisterNames, AreRefusedIfAFieldOnTheBitsOfAnotherCannotKeepItsValue) {
              aRegister("FLAGS", "4",
                        fields(field("A", "[0:0]") + field("Q", "[1:1]", modifiedWrite("oneToClear")) +
                               field("R", "[1:1]", modifiedWrite("zeroToClear")))));
-    const std::string reason = " cannot keep its value, because a write changes another field on its bits";
-    expectRefused("write map32 MIX.A 1", "map32: field MIX.P" + reason + " (also assign P)");
+    const std::string reason =
+        " cannot keep its value, because a field or register that shares its bits needs other values";
+    expectRefused("write map32 MIX.A 1",
+                  "map32: field MIX.P" + reason + " (use write REGISTER FIELD=VALUE ..., and also assign P)");
     expectRefused("write map32 MIX 1 --mask 1",
                   "map32: field MIX.P" + reason + " (also select all bits of P with the mask)");
-    expectRefused("write map32 FLAGS.A 1", "map32: field FLAGS.Q" + reason + " (also assign Q)");
+    expectRefused("write map32 FLAGS.A 1",
+                  "map32: field FLAGS.Q" + reason + " (use write REGISTER FIELD=VALUE ..., and also assign Q)");
     expect("write map32 MIX A=1 P=2 --quiet", 0, "");
     EXPECT_EQ(get(0), 0x21U);
 }
@@ -442,11 +452,13 @@ TEST_F(RegisterNames, AreRefusedIfAnotherRegisterOfTheirAddressCannotBeLeftAlone
     describe(aRegister("A", "0", fields(field("F", "[0:0]") + field("G", "[7:4]"))) +
              aRegister("B", "0", other + modifiedWrite("oneToClear")) + aRegister("PLAIN", "4") +
              aRegister("C", "8", fields(field("F", "[0:0]"))) + aRegister("D", "8", other + modifiedWrite("set")));
-    expectRefused("write map32 A.F 1", "map32: field A.G cannot keep its value, because a write changes another field "
-                                       "on its bits (also assign G)");
+    expectRefused("write map32 A.F 1", "map32: field A.G cannot keep its value, because a field or register that "
+                                       "shares its bits needs other values "
+                                       "(use write REGISTER FIELD=VALUE ..., and also assign G)");
     expect("write map32 A F=1 G=2 --quiet", 0, "");
-    expectRefused("write map32 C.F 1",
-                  "map32: register C: each write changes another register of its address (write the whole register)");
+    expectRefused(
+        "write map32 C.F 1",
+        "map32: register C: each write changes another register at the same address (write the whole register)");
     expect("write map32 C 1 --quiet", 0, "");
 }
 
@@ -485,7 +497,8 @@ TEST_F(RegisterNames, AreAccessibleIfOneOfTheirFieldsIs) {
     expect("write map32 WO 5 --quiet", 0, "");
     expect("read map32 WO", 0, "map32 WO = 0x00000005\n  F[3:0] = 5\n");
     expect("show map32 WO --quiet", 0, "WO 0x00000005\n");
-    expectRefused("write map32 WO.F 1", "map32: field WO.G is write-only, so it cannot keep its value (also assign G)");
+    expectRefused("write map32 WO.F 1", "map32: field WO.G is write-only, so it cannot keep its value "
+                                        "(use write REGISTER FIELD=VALUE ..., and also assign G)");
     expectRefused("write map32 ALL 1", "map32: register ALL is read-only");
 }
 
@@ -605,7 +618,7 @@ TEST_F(MapsOfRegisterNames, AreThoseOfTheCommandLineFirst) {
 TEST_F(MapsOfRegisterNames, MustBeUsable) {
     m_folder.store("broken.svd", "<device>\n<peripherals>\n</device>");
     expectWith("broken.svd", "read map32 STATUS", 2, "",
-               "broken.svd:3: error: not well-formed XML: Start-end tags mismatch");
+               "broken.svd:3: error: the file is not well-formed XML: Start-end tags mismatch");
     m_folder.store("words.svd", mapOf(peripheral("map32", controlRegisters), "16"));
     expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }

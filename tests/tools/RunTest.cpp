@@ -120,7 +120,7 @@ TEST_F(CommandFiles, WithAWrongLineRunNoLine) {
                      "script:3: unknown command 'raed' (did you mean 'read'?)\n"
                      "rynvelctl: script:4: ADDRESS is required\n"
                      "rynvelctl: script:5: unknown option '--json'\n"
-                     "rynvelctl: script:6: unknown command 'run'");
+                     "rynvelctl: script:6: run: a line cannot run a file of commands (give the commands themselves)");
     }
     EXPECT_EQ(get(0), 0U);
 }
@@ -155,17 +155,17 @@ TEST_F(CommandFiles, KeepGoingIfTheUserAsksForIt) {
 TEST_F(CommandFiles, RefuseAWriteThatWouldChangeOtherFields) {
     m_folder.store("board.svd", mapOfPeripherals(peripheralOf("map32", "", protectedRegisters())));
     const std::string refusal = "map32: field KEYED.KEY is write-only, so it cannot keep its value ";
+    const std::string remedy = "(use write REGISTER FIELD=VALUE ..., and also assign KEY)";
     expectEnding(run("write map32 CTRL.RUN 1\nwrite map32 KEYED.RUN 1\nwrite map32 CTRL.RUN 0\n"), 2,
-                 "map32 CTRL.RUN = 1\n", "script:2: " + refusal + "(also assign KEY)");
+                 "map32 CTRL.RUN = 1\n", "script:2: " + refusal + remedy);
     EXPECT_EQ(get(0), 1U);
     EXPECT_EQ(get(4), 0U);
     expectEnding(run("write map32 CTRL.MODE=2 KEYED.RUN=1\nset map32 KEYED RUN\nwrite map32 KEYED 1 --mask 1\n"
                      "clear map32 CTRL RUN\n",
                      "--keep-going"),
                  2, "map32 CTRL.RUN = 0\n",
-                 "script:1: " + refusal + "(also assign KEY)\nrynvelctl: script:2: " + refusal +
-                     "(use write, and also give values for KEY)\nrynvelctl: script:3: " + refusal +
-                     "(also select all bits of KEY with the mask)");
+                 "script:1: " + refusal + remedy + "\nrynvelctl: script:2: " + refusal + remedy +
+                     "\nrynvelctl: script:3: " + refusal + "(also select all bits of KEY with the mask)");
     EXPECT_EQ(get(0), 0U);
     EXPECT_EQ(get(4), 0U);
 }
@@ -197,7 +197,7 @@ TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) 
 TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
     expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
                  "map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
-                 "rynvelctl: map32: register WIDE has 64 bits (the device has 32-bit registers)\n"
+                 "rynvelctl: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
                  "rynvelctl: script:3: the command ended with status 1");
 }
 

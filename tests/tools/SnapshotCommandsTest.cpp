@@ -75,8 +75,9 @@ std::string map() {
 
 const char* const leftOut = "rynvelctl: map32: left out, reading has a side effect: FIFO, POP "
                             "(--with-side-effects includes them)\n";
-const char* const obstacles = "rynvelctl: map32: register WIDE has 64 bits (the device has 32-bit registers)\n"
-                              "rynvelctl: map32: register FAR is outside the map of the device\n";
+const char* const obstacles =
+    "rynvelctl: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
+    "rynvelctl: map32: left out: register FAR is outside the map of the device\n";
 
 /** The program, on devices that are files of the test, with a map of their registers. */
 class SavedRegisters : public testing::Test {
@@ -208,8 +209,9 @@ TEST_F(SavedRegisters, ThatNobodyReceivesAreAFailure) {
 TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
     describeMap32(aRegister("R", "0", element("alternateGroup", "one")) +
                   aRegister("R", "4", element("alternateGroup", "two")));
-    expect("save map32 s", 0, "map32: saved 1 register in s\n",
-           "rynvelctl: map32: register R at 0x00000004 has the name of another register\n");
+    expect(
+        "save map32 s", 0, "map32: saved 1 register in s\n",
+        "rynvelctl: map32: left out: register R at 0x00000004 has the same name as a register with a lower offset\n");
     poke(0, 1);
     expect("diff map32 s", 1, "R: 0x00000001 -> 0x00000000\n");
     expect("restore map32 s", 0, "map32 R: 0x00000001 -> 0x00000000\n");
@@ -402,7 +404,8 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
     m_folder.store("bad", "{\n");
     expect("diff a none", 2, "", "rynvelctl: none: No such file or directory\n");
     expect("diff bad a", 2, "",
-           "rynvelctl: bad:1: error: not well-formed JSON: syntax error while parsing object key - unexpected end of "
+           "rynvelctl: bad:1: error: the file is not well-formed JSON: syntax error while parsing object key - "
+           "unexpected end of "
            "input\n");
     expect("diff nothing a", 2, "",
            "rynvelctl: nothing: not a device of this machine ('rynvelctl list' shows the names)\n");
@@ -413,8 +416,10 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
 TEST_F(SavedRegisters, OfAnotherDeviceAreNotCompared) {
     run("save file8 a");
     run("save map32 b");
-    expect("diff map32 a", 2, "", "rynvelctl: a: the file holds the registers of file8 (the device is map32)\n");
-    expect("diff b a", 2, "", "rynvelctl: a: the file holds the registers of file8 (b holds those of map32)\n");
+    expect("diff map32 a", 2, "", "rynvelctl: a: the file is a snapshot of file8 (give a snapshot of map32)\n");
+    expect("diff b a", 2, "",
+           "rynvelctl: a: the file is a snapshot of file8, but b is a snapshot of map32 (give snapshots of the same "
+           "device)\n");
 }
 
 TEST_F(SavedRegisters, ThatDifferDifferWithoutAReader) {
@@ -483,7 +488,7 @@ TEST_F(SavedRegisters, AreLeftAsTheyAreWhereAWriteCannotRestoreThem) {
            "map32: not restored, reading has a side effect: FIFO, POP\n"
            "map32: not restored, a write does not store the value: EVENTS, MIXED.SEEN\n"
            "map32: not restored, the register map has another offset or size: LIMIT\n"
-           "map32: not restored, unknown in the register map: NONE\n"
+           "map32: not restored, not in the register map: NONE\n"
            "map32: not restored, a write must repeat the value that was read: MIXED.ECHO\n");
     EXPECT_EQ(peek(0x10), 1U);
     EXPECT_EQ(peek(0x24), 0x10000100U);
@@ -524,9 +529,9 @@ TEST_F(SavedRegisters, AreNamedByTheReasonsInTheOrderInWhichTheReasonsOccur) {
     run("save map32 s");
     pokeAll(0);
     expect("restore map32 s", 0,
-           "map32: not restored, field A.F: '0x00000009' is not a value that may be written: A\n"
+           "map32: not restored, field A.F: value '0x00000009' is not allowed (write 0 to 4): A\n"
            "map32: not restored, read-only: B, D\n"
-           "map32: not restored, field C.F: '0x00000009' is not a value that may be written: C\n");
+           "map32: not restored, field C.F: value '0x00000009' is not allowed (write 0 to 4): C\n");
 }
 
 TEST_F(SavedRegisters, AreRestoredWithoutAnEffectOnFieldsThatWritesModify) {
@@ -646,7 +651,7 @@ TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress)
     run("save map32 s");
     poke(0, 0x101);
     expect("restore map32 s", 0,
-           "map32: not restored, a write changes another register of its address: A\n"
+           "map32: not restored, a write changes another register at the same address: A\n"
            "map32: not restored, bits outside the fields differ: B\n");
     EXPECT_EQ(peek(0), 0x101U);
 }
@@ -673,7 +678,7 @@ TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
 
 TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
     run("save file8 s");
-    expect("restore map32 s", 2, "", "rynvelctl: s: the file holds the registers of file8 (the device is map32)\n");
+    expect("restore map32 s", 2, "", "rynvelctl: s: the file is a snapshot of file8 (give a snapshot of map32)\n");
     expect("restore map32 none", 2, "", "rynvelctl: none: No such file or directory\n");
 }
 
@@ -711,10 +716,12 @@ TEST_F(SavedRegisters, MayBeInAPipe) {
         expectEnding(runProgram("/bin/sh", {"-c", line, RYNVELCTL_FOR_TESTS}, m_folder.path()), 0,
                      "file8 C: 0x09 -> 0x03\n", "", line);
     }
-    expectEnding(
-        runProgram("/bin/sh", {"-c", ": | \"$0\" --map tests.svd restore file8 /dev/stdin", RYNVELCTL_FOR_TESTS},
-                   m_folder.path()),
-        2, "", "/dev/stdin:1: error: not well-formed JSON: syntax error while parsing value - unexpected end of input");
+    expectEnding(runProgram("/bin/sh",
+                            {"-c", ": | \"$0\" --map tests.svd restore file8 /dev/stdin", RYNVELCTL_FOR_TESTS},
+                            m_folder.path()),
+                 2, "",
+                 "/dev/stdin:1: error: the file is not well-formed JSON: syntax error while parsing value - unexpected "
+                 "end of input");
 }
 
 TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {

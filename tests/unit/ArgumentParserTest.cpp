@@ -115,9 +115,9 @@ TEST_F(ArgumentParsers, TakeSeveralOptionalArguments) {
 }
 
 TEST_F(ArgumentParsers, SayWhatIsWrong) {
-    expectWrong({"--nothing"}, "unknown option '--nothing'");
+    expectWrong({"--nothing"}, "unknown option '--nothing' (--help lists the options)");
     expectWrong({"--name"}, "--name: 1 required NAME missing");
-    expectWrong({"other", "--one", "a", "b", "c"}, "unexpected argument 'c'");
+    expectWrong({"other", "--one", "a", "b", "c"}, "unexpected argument 'c' (--help shows the arguments)");
     expectWrong({"--name", "a", "--size", "11"}, "--size: '11' is not a whole number from 1 to 10");
     expectWrong({"--name", "a", "--size", "0"}, "--size: '0' is not a whole number from 1 to 10");
     expectWrong({"--size", "2"}, "--size requires --name");
@@ -131,11 +131,11 @@ TEST_F(ArgumentParsers, SuggestTheCommandThatAWordIsMeantToBe) {
     expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
     expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");
     expectWrong({"--flag", "ohter", "--nothing"}, "unknown command 'ohter' (did you mean 'other'?)");
-    expectWrong({"cxxxand"}, "unknown command 'cxxxand'");
+    expectWrong({"cxxxand"}, "unknown command 'cxxxand' (--help lists the commands)");
     expectWrong({"ohtre"}, "unknown command 'ohtre' (did you mean 'other'?)");
-    expectWrong({"--nothing", "1", "ohter"}, "unknown option '--nothing'");
-    expectWrong({"frobnicate"}, "unknown command 'frobnicate'");
-    expectWrong({"o"}, "unknown command 'o'");
+    expectWrong({"--nothing", "1", "ohter"}, "unknown option '--nothing' (--help lists the options)");
+    expectWrong({"frobnicate"}, "unknown command 'frobnicate' (--help lists the commands)");
+    expectWrong({"o"}, "unknown command 'o' (--help lists the commands)");
     EXPECT_EQ(m_calls, 0);
 }
 
