@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "BitRange.h"
 #include "CommandContext.h"
@@ -73,6 +74,23 @@ private:
 
 /** @throws Failure if the register map says that the register or field cannot be read. */
 void requireReadable(const Addressed& addressed);
+
+/**
+ * Returns the registers, fields and bits to read, in the order of the texts.
+ *
+ * @param find returns what a text selects.
+ * @throws Failure also if one of them cannot be read.
+ */
+template <typename Find>
+std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const Find& find) {
+    std::vector<Addressed> found;
+    found.reserve(texts.size());
+    for (const std::string& text : texts) {
+        found.push_back(find(text));
+        requireReadable(found.back());
+    }
+    return found;
+}
 
 /** Returns what the user asked for: the value of the register, or of the field or the bits in it. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);

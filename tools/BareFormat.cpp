@@ -70,8 +70,7 @@ std::string placeOf(const FieldReading& read) { return pathOf(read.range, read.f
 std::string placeOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
 std::string format(const RegisterChange& change, GivenBase base) {
-    const std::string place = std::visit([](const auto& read) { return placeOf(read); }, change.reading);
-    return place + ' ' + bareText(change.reading, base);
+    return placeText(change.reading) + ' ' + bareText(change.reading, base);
 }
 
 std::string format(const IoctlResult& result) { return std::to_string(result.result); }
@@ -98,6 +97,10 @@ std::string format(const SkippedRegisters& /*skipped*/) { return ""; }
 std::string format(const MapReport& report) { return formatBare(report); }
 
 } // namespace
+
+std::string placeText(const Reading& reading) {
+    return std::visit([](const auto& read) { return placeOf(read); }, reading);
+}
 
 std::string bareText(const Reading& reading, GivenBase base) {
     return std::visit([base](const auto& read) { return format(read, base); }, reading);

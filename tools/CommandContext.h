@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Color.h"
 #include "CommandTimeout.h"
 #include "KnownDevices.h"
 #include "MapSearch.h"
@@ -30,6 +31,7 @@ struct GlobalOptions {
     std::string base;
     std::string type;
     std::string timeout;
+    std::string color = "auto";
     std::vector<std::string> traces;
     std::vector<std::string> maps;
 };
@@ -41,6 +43,8 @@ public:
     explicit CommandContext(const GlobalOptions& options);
 
     const Output& output() const { return m_output; }
+
+    ColorChoice color() const { return m_color; }
 
     const CommandTimeout& timeout() const { return m_timeout; }
 
@@ -103,6 +107,7 @@ public:
 private:
     CommandTimeout m_timeout;
     Output m_output;
+    ColorChoice m_color;
     mutable bool m_isStandardInputTaken = false;
     std::optional<RemoteServer> m_server;
     bool m_isServerGiven = false;

@@ -65,6 +65,8 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
     program.addFlag("-j,--json", m_options.isJson, "print JSON, one value per line").excludes(quiet);
     program.addOption("--base", oneOf({"2", "10", "16"}), m_options.base,
                       "the base of printed values (default: 16, and 10 for fields)");
+    program.addOption("--color", oneOf(colorChoiceNames()), m_options.color,
+                      "color the table of watch (default: auto, which is never if NO_COLOR is set)");
     program
         .addOption(
             "--trace", "CHANNEL=LEVEL", m_options.traces,

@@ -23,6 +23,7 @@ void addRegisterCommands(const Common::Command& program, Action& chosen);
 void addBitCommands(const Common::Command& program, Action& chosen);
 void addLoadCommand(const Common::Command& program, Action& chosen);
 void addPollCommand(const Common::Command& program, Action& chosen);
+void addWatchCommand(const Common::Command& program, Action& chosen);
 void addWriteCommand(const Common::Command& program, Action& chosen);
 void addShowCommand(const Common::Command& program, Action& chosen);
 void addMapCommands(const Common::Command& program, Action& chosen);

@@ -31,6 +31,9 @@ std::string formatBare(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
 
+/** Returns the register, the field or the bits as the user gave them. */
+std::string placeText(const Reading& reading);
+
 /** Returns the value as formatBare() formats it. */
 std::string bareText(const Reading& reading, GivenBase base);
 

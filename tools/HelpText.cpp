@@ -79,6 +79,13 @@ std::vector<HelpSection> helpSections() {
           "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
           "takes longer than 5 s to accept a connection or to answer a request."}},
+        {"Watching",
+         {"On a terminal, watch draws a table in place, with the old value beside a changed one. In a pipe or a file, "
+          "or if TERM is dumb, it prints a line for each change. --color and the environment variable NO_COLOR select "
+          "whether changed values are highlighted.",
+          "A format of watch, wait or irq is the text of a line with directives. %t is the time, %d the device, and %v "
+          "the value, the interrupt word or the result of irq. watch also has %a for the address, %n for the name and "
+          "%o for the old value. %% is a percent sign."}},
         {"Snapshots",
          {"save, diff and restore use the register map of the device. save and diff leave out a register if reading it "
           "has a side effect. --with-side-effects includes the register.",
@@ -127,13 +134,15 @@ struct CommandExamples {
 
 constexpr CommandExamples commandExamples[] = {
     {"list", "rynvelctl list\n"
-             "rynvelctl list --json\n"},
+             "rynvelctl list --json\n"
+             "rynvelctl --remote 10.0.0.7 list\n"},
     {"info", "rynvelctl info traf.top\n"
              "rynvelctl --remote 10.0.0.7 info traf.top\n"},
     {"ioctl", "rynvelctl ioctl common.idt 0x4201 0\n"},
     {"read", "rynvelctl read traf.top 0x10\n"
              "rynvelctl read traf.top 0x10 0x20 0x40..0x5c\n"
              "rynvelctl read traf.top '0x10[7:4]' --quiet\n"
+             "rynvelctl read traf.top 0x10 --base 2\n"
              "rynvelctl read rtc0 RTCCR.START\n"
              "rynvelctl --remote 10.0.0.7 --type Lseek16 read codec 0x10\n"},
     {"write", "rynvelctl write traf.top 0x10 0xff00 --mask 0xffff --verify\n"
@@ -153,7 +162,10 @@ constexpr CommandExamples commandExamples[] = {
              "rynvelctl poll traf.top 0x14 0 --mask 0xf0 --not\n"
              "rynvelctl poll rtc0 RTCCR.START running --timeout 1s\n"},
     {"watch", "rynvelctl watch traf.top 0x10 0x14\n"
-              "rynvelctl watch rtc0 RTCDR --interval 500ms --count 10\n"},
+              "rynvelctl watch traf.top 0x10 --plot --interval 0.1s\n"
+              "rynvelctl watch rtc0 RTCDR --interval 500ms --count 10\n"
+              "rynvelctl watch rtc0 RTCDR --format '%t %v (was %o)'\n"
+              "rynvelctl watch rtc0 RTCDR --csv --count 100 >changes.csv\n"},
     {"show", "rynvelctl show rtc0\n"
              "rynvelctl show rtc0 RTCCR RTCRIS\n"},
     {"save", "rynvelctl save rtc0 before.json\n"},
@@ -172,7 +184,8 @@ constexpr CommandExamples commandExamples[] = {
             "rynvelctl irq tod enable\n"
             "rynvelctl --remote 127.0.0.1 irq tod raise 1\n"},
     {"wait", "rynvelctl wait tod --timeout 2s\n"
-             "rynvelctl wait tod --count 10 --each 1s\n"},
+             "rynvelctl wait tod --count 10 --each 1s\n"
+             "rynvelctl wait tod --count 10 --format '%t %v'\n"},
     {"ping", "rynvelctl --remote 10.0.0.7 ping\n"
              "rynvelctl --remote 10.0.0.7 ping traf.top --count 100\n"},
     {"sleep", "rynvelctl sleep 100ms\n"},

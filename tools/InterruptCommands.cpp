@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "Completion.h"
 #include "Durations.h"
+#include "EventFormat.h"
 #include "Failure.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
@@ -20,18 +21,23 @@ namespace {
 
 using std::chrono::milliseconds;
 
+/** None for the format of the global options. */
+using ChosenFormat = std::optional<EventFormat>;
+
 constexpr const char* raiseNeedsSimulation = "raise works only with a server that runs with --simulate";
 
 struct IrqOptions {
     std::string name;
     std::string action;
     std::string word;
+    std::string format;
 };
 
 struct WaitOptions {
     std::string name;
     std::string each;
     std::string count = "1";
+    std::string format;
 };
 
 const Target& targetWithInterrupts(const CommandContext& context, const std::string& name) {
@@ -42,40 +48,40 @@ const Target& targetWithInterrupts(const CommandContext& context, const std::str
     return target;
 }
 
-void showType(const CommandContext& context, const IrqOptions& options) {
+void showType(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
     const Target& target = targetWithInterrupts(context, options.name);
     const auto type = context.open(target)->interruptType();
     if (!type) {
         throw Failure(ExitStatus::Failed, target.name() + ": the device has no interrupts");
     }
-    context.output().print(InterruptType{target.name(), *type});
+    printEvent(context.output(), format, InterruptType{target.name(), *type});
 }
 
-void enable(const CommandContext& context, const IrqOptions& options) {
+void enable(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
     const Target& target = targetWithInterrupts(context, options.name);
     context.open(target)->enableInterrupts();
-    context.output().print(InterruptState{target.name(), "enabled"});
+    printEvent(context.output(), format, InterruptState{target.name(), "enabled"});
 }
 
-void disable(const CommandContext& context, const IrqOptions& options) {
+void disable(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
     const Target& target = targetWithInterrupts(context, options.name);
     context.open(target)->disableInterrupts();
-    context.output().print(InterruptState{target.name(), "disabled"});
+    printEvent(context.output(), format, InterruptState{target.name(), "disabled"});
 }
 
-void raise(const CommandContext& context, const IrqOptions& options) {
+void raise(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
     const Target& target = targetWithInterrupts(context, options.name);
     if (!target.server) {
         throw usageError(target.name() + ": " + raiseNeedsSimulation + " (use --remote with such a server)");
     }
     const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
     OpenRemoteDevice(target).raiseInterrupt(word);
-    context.output().print(InterruptState{target.name(), "raised"});
+    printEvent(context.output(), format, InterruptState{target.name(), "raised"});
 }
 
 struct IrqAction {
     const char* name;
-    void (*run)(const CommandContext& context, const IrqOptions& options);
+    void (*run)(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format);
 };
 
 constexpr std::array<IrqAction, 4> irqActions{
@@ -100,7 +106,7 @@ void irq(const CommandContext& context, const IrqOptions& options) {
     if (!options.word.empty() && options.action != "raise") {
         throw usageError("irq: the action " + options.action + " does not take a word (only raise does)");
     }
-    action->run(context, options);
+    action->run(context, options, parseFormat(context.output(), options.format, "irq", interruptDirectives));
 }
 
 /** Waits for interrupts until a time-out, or until the reader of standard output closes the stream. */
@@ -168,6 +174,7 @@ private:
 };
 
 void wait(const CommandContext& context, const WaitOptions& options) {
+    const auto format = parseFormat(context.output(), options.format, "wait", interruptDirectives);
     const Target& target = targetWithInterrupts(context, options.name);
     InterruptWait waiting(context, target, options);
     const auto device = context.open(target);
@@ -176,7 +183,8 @@ void wait(const CommandContext& context, const WaitOptions& options) {
         // The driver disables the interrupt of the device when an interrupt arrives. If another interrupt is already
         // pending, next() receives that interrupt.
         device->enableInterrupts();
-        context.output().print(InterruptEvent{target.name(), waiting.next(*device, descriptor), timeStamp()});
+        const std::uint32_t word = waiting.next(*device, descriptor);
+        printEvent(context.output(), format, InterruptEvent{target.name(), word, timeStamp()});
     }
 }
 
@@ -188,6 +196,7 @@ void addIrq(const Common::Command& program, Action& chosen) {
     command.addArgument("NAME", options->name, "the device");
     command.addArgument(oneOf(irqActionNames()), options->action, std::string("the action; ") + raiseNeedsSimulation);
     command.addOptionalArgument("WORD", options->word, "the interrupt word that the device reports (default: 1)");
+    addFormatOption(command, options->format, interruptDirectives);
 }
 
 void addWait(const Common::Command& program, Action& chosen) {
@@ -197,6 +206,7 @@ void addWait(const Common::Command& program, Action& chosen) {
     command.addArgument("NAME", options->name, "the device");
     command.addOption("--each", "TIME", options->each, "give up if a single interrupt takes longer than TIME");
     command.addOption("--count", "COUNT", options->count, "the number of interrupts to wait for (default: 1)");
+    addFormatOption(command, options->format, interruptDirectives);
 }
 
 } // namespace

@@ -28,14 +28,6 @@ std::string formatReport(Format format, const Report& report, GivenBase base) {
     }
 }
 
-// The names of a register map come from a file, which must not control the terminal.
-std::string withoutControlCharacters(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char character) { return character != '\n' && Common::isControlCharacter(character); }, '?');
-    return text;
-}
-
 /** Waits until standard output is writable. Also returns after an error, which the next write reports. */
 void waitUntilWritable(const CommandTimeout& timeout) {
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
@@ -63,6 +55,14 @@ std::size_t writeSome(std::string_view text) {
 
 Failure outputFailure(int error) {
     return {ExitStatus::Failed, std::string("standard output: ") + std::strerror(error)};
+}
+
+// The names of a register map come from a file, which must not control the terminal.
+std::string withoutControlCharacters(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char character) { return character != '\n' && Common::isControlCharacter(character); }, '?');
+    return text;
 }
 
 void waitUntil(const Common::Deadline& deadline) {

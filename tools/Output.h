@@ -21,6 +21,9 @@ struct OutputClosed {};
 /** Returns the failure of a write to standard output. @param error the error number. */
 Failure outputFailure(int error);
 
+/** Returns the text with a question mark in place of every control character other than a line end. */
+std::string withoutControlCharacters(std::string text);
+
 /** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
 void waitUntil(const Common::Deadline& deadline);
 

@@ -5,8 +5,9 @@
 #include <utility>
 
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
+
+#include "TerminalSize.h"
 
 namespace Rynvelctl {
 
@@ -14,12 +15,6 @@ namespace {
 
 constexpr std::chrono::seconds firstDrawing{1};
 constexpr std::chrono::milliseconds redrawing{100};
-
-std::size_t terminalColumns() {
-    constexpr std::size_t usualColumns = 80;
-    winsize size{};
-    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usualColumns;
-}
 
 /** Writes a text unless the terminal does not take it now. The bar must not hold up the command. */
 bool show(const std::string& text) {
@@ -64,7 +59,7 @@ void ProgressBar::advance() {
 }
 
 void ProgressBar::draw() {
-    const std::string line = progressLine(m_label, m_done, m_total, terminalColumns());
+    const std::string line = progressLine(m_label, m_done, m_total, terminalSize(STDERR_FILENO).columns);
     // The blanks cover the rest of a longer line, which was drawn before the terminal became narrower.
     const std::size_t rest = m_shown > line.size() ? m_shown - line.size() : 0;
     if (show('\r' + line + std::string(rest, ' '))) {

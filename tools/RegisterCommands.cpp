@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <cerrno>
-#include <map>
 #include <optional>
 #include <utility>
 
@@ -8,7 +7,6 @@
 
 #include "Addresses.h"
 #include "Commands.h"
-#include "Durations.h"
 #include "NamedRange.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
@@ -40,23 +38,6 @@ struct ReadOptions : RegisterOptions {
     std::vector<std::string> addresses;
 };
 
-struct WatchOptions : ReadOptions {
-    std::string interval = "1s";
-    std::string count;
-};
-
-/** Returns the registers, fields and bits to read. @throws Failure also if one of them cannot be read. */
-template <typename Find>
-std::vector<Addressed> readableBy(const ReadOptions& options, const Find& find) {
-    std::vector<Addressed> found;
-    found.reserve(options.addresses.size());
-    for (const std::string& address : options.addresses) {
-        found.push_back(find(address));
-        requireReadable(found.back());
-    }
-    return found;
-}
-
 void print(const CommandContext& context, const Reading& reading) {
     std::visit([&context](const auto& read) { context.output().print(read); }, reading);
 }
@@ -65,7 +46,7 @@ void read(const CommandContext& context, const ReadOptions& options) {
     const Target& target = context.target(options.name);
     Addresses addresses(context, target, options.unit());
     const std::vector<Addressed> addressed =
-        readableBy(options, [&addresses](const std::string& text) { return addresses.findRange(text); });
+        readableBy(options.addresses, [&addresses](const std::string& text) { return addresses.findRange(text); });
     const auto device = context.open(target);
     for (const Addressed& each : addressed) {
         each.range.requireInside(device->mapSize());
@@ -174,62 +155,6 @@ void fill(const CommandContext& context, const FillOptions& options) {
     context.output().print(FilledRange{range, value});
 }
 
-/** Watched registers and fields, with their values at the last sample. */
-class Watch {
-public:
-    Watch(const CommandContext& context, std::vector<Addressed> watched, OpenDevice& device)
-        : m_context(context), m_watched(std::move(watched)), m_device(device), m_previous(m_watched.size()) {}
-
-    /** Reads each register once, and prints the values that have changed since the last sample. */
-    void sample() {
-        std::map<std::uint32_t, std::uint32_t> values;
-        for (std::size_t i = 0; i < m_watched.size(); ++i) {
-            const Addressed& each = m_watched[i];
-            const auto known = values.find(each.range.index());
-            const std::uint32_t value = known == values.end() ? m_device.read(each.range) : known->second;
-            values[each.range.index()] = value;
-            printIfNew(readingOf(each, value), m_previous[i]);
-        }
-    }
-
-private:
-    void printIfNew(const Reading& reading, std::optional<std::uint64_t>& previous) {
-        if (previous != numberIn(reading)) {
-            previous = numberIn(reading);
-            m_context.output().print(RegisterChange{reading, timeStamp()});
-        }
-    }
-
-    const CommandContext& m_context;
-    const std::vector<Addressed> m_watched;
-    OpenDevice& m_device;
-    /** One value for each watched register or field; none before the first sample. */
-    std::vector<std::optional<std::uint64_t>> m_previous;
-};
-
-std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {
-    Addresses addresses(context, target, options.unit());
-    return readableBy(options, [&addresses](const std::string& text) { return addresses.findPart(text); });
-}
-
-void watch(const CommandContext& context, const WatchOptions& options) {
-    const Target& target = context.target(options.name);
-    const std::vector<Addressed> addressed = watchedBy(context, target, options);
-    const auto interval = parsePositiveDuration("interval", options.interval);
-    const std::uint32_t count = options.count.empty() ? 0 : parseCount("count", options.count);
-    const auto device = context.open(target);
-    for (const Addressed& each : addressed) {
-        each.range.requireInside(device->mapSize());
-    }
-    Watch watched(context, addressed, *device);
-    watched.sample();
-    for (std::uint32_t samples = 1; count == 0 || samples < count; ++samples) {
-        waitUntil(Common::Deadline::earlier(Common::Deadline(interval), context.timeout().deadline()));
-        context.timeout().requireTimeLeft(target.name());
-        watched.sample();
-    }
-}
-
 void addRange(const Common::Command& command, RangeOptions& options) {
     addFirstRegister(command, options);
     command.addArgument("COUNT", options.count, "the number of registers, at most 1048576");
@@ -265,19 +190,6 @@ void addFill(const Common::Command& program, Action& chosen) {
     addIndexOption(command, *options);
 }
 
-void addWatch(const Common::Command& program, Action& chosen) {
-    const auto options = std::make_shared<WatchOptions>();
-    const Common::Command command = addCommand(
-        program, chosen, "watch", "show registers and fields, and then their changes, until you interrupt the command",
-        options, watch);
-    command.addArgument("NAME", options->name, "the device");
-    command.addArgument("ADDRESS", options->addresses,
-                        "the byte addresses of the registers, or names of registers and fields");
-    command.addOption("--interval", "TIME", options->interval, "the time from one sample to the next (default: 1s)");
-    command.addOption("--count", "COUNT", options->count, "end after this number of samples (default: no end)");
-    addIndexOption(command, *options);
-}
-
 } // namespace
 
 void addRegisterCommands(const Common::Command& program, Action& chosen) {
@@ -288,7 +200,7 @@ void addRegisterCommands(const Common::Command& program, Action& chosen) {
     addFill(program, chosen);
     addLoadCommand(program, chosen);
     addPollCommand(program, chosen);
-    addWatch(program, chosen);
+    addWatchCommand(program, chosen);
     addShowCommand(program, chosen);
 }
 

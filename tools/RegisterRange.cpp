@@ -87,10 +87,9 @@ std::string RegisterRange::textOutside(const std::string& bounds) const {
                         : std::to_string(m_count) + " registers from " + addressText() + " extend beyond " + bounds;
 }
 
-std::string RegisterRange::addressText() const {
-    if (!m_name.empty()) {
-        return m_name;
-    }
+std::string RegisterRange::addressText() const { return m_name.empty() ? numberText() : m_name; }
+
+std::string RegisterRange::numberText() const {
     return m_unit == AddressUnit::Bytes ? hexadecimal(address()) : std::to_string(address());
 }
 

@@ -88,6 +88,8 @@ public:
     unsigned int bits() const { return m_bits; }
     /** Returns the first register as the user gave it: its name, or its address. */
     std::string addressText() const;
+    /** Returns the address of the first register as a number, even if the user gave its name. */
+    std::string numberText() const;
     /** Returns the address of the first register, in the unit of the device. */
     std::uint32_t deviceAddress() const { return m_index * m_device->type.addressStride; }
 

@@ -14,18 +14,15 @@ namespace {
 
 constexpr std::size_t gap = 2;
 
-/** Returns the number of characters. Counts only the bytes of UTF-8 that begin a character. */
-std::size_t lengthOf(const std::string& text) {
-    return static_cast<std::size_t>(std::count_if(
-        text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
-}
+/** Returns whether a byte of UTF-8 begins a character. */
+bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
 
 std::string lineOf(const std::vector<std::string>& row, const std::vector<std::size_t>& widths) {
     std::string line;
     std::size_t blanks = 0;
     for (std::size_t column = 0; column < row.size(); ++column) {
         line += row[column].empty() ? "" : std::string(std::exchange(blanks, 0), ' ') + row[column];
-        blanks += widths[column] - lengthOf(row[column]) + gap;
+        blanks += widths[column] - characterCount(row[column]) + gap;
     }
     return line;
 }
@@ -40,13 +37,13 @@ std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t line
 
 /** Returns a text as lines of at most `width` characters, at least one line. A longer word has a line of its own. */
 std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
-    if (lengthOf(text) <= width) {
+    if (characterCount(text) <= width) {
         return {text};
     }
     std::vector<std::string> lines{""};
     std::istringstream words(text);
     for (std::string word; words >> word;) {
-        const bool fits = lengthOf(lines.back()) + 1 + lengthOf(word) <= width;
+        const bool fits = characterCount(lines.back()) + 1 + characterCount(word) <= width;
         if (!fits && !lines.back().empty()) {
             lines.emplace_back();
         }
@@ -56,6 +53,21 @@ std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
 }
 
 } // namespace
+
+std::size_t characterCount(const std::string& text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), beginsCharacter));
+}
+
+std::string cutText(const std::string& text, std::size_t characters) {
+    std::size_t end = 0;
+    for (std::size_t count = 0; end < text.size() && count < characters; ++count) {
+        ++end;
+        while (end < text.size() && !beginsCharacter(text[end])) {
+            ++end;
+        }
+    }
+    return text.substr(0, end);
+}
 
 std::string TextTable::text(std::size_t lineWidth) const {
     std::vector<std::size_t> widths;
@@ -77,7 +89,7 @@ std::string TextTable::text(std::size_t lineWidth) const {
 std::size_t TextTable::width(std::size_t column) const {
     std::size_t width = 0;
     for (const auto& row : m_rows) {
-        width = std::max(width, lengthOf(row[column]));
+        width = std::max(width, characterCount(row[column]));
     }
     return width;
 }

@@ -13,6 +13,12 @@
 
 namespace Rynvelctl {
 
+/** Returns the number of characters in a text of UTF-8. */
+std::size_t characterCount(const std::string& text);
+
+/** Returns the first characters of a text of UTF-8. */
+std::string cutText(const std::string& text, std::size_t characters);
+
 /** A table with aligned columns. */
 class TextTable {
 public:

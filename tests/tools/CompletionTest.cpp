@@ -47,7 +47,8 @@ TEST(Completion, OffersOptionsOfTheProgramAndOfTheCommand) {
     EXPECT_EQ(offered({"--t"}), "--type --timeout --trace");
     EXPECT_EQ(offered({"write", "map32", "0", "1", "--v"}), "--version --verify");
     EXPECT_EQ(offered({"wait", "map32", "-"}),
-              "--version --help --remote --local --type --timeout --map --quiet --json --base --trace --each --count");
+              "--version --help --remote --local --type --timeout --map --quiet --json --base --color --trace --each "
+              "--count --format");
 }
 
 TEST(Completion, OffersDeviceNames) {
@@ -62,6 +63,7 @@ TEST(Completion, OffersDeviceNames) {
 TEST(Completion, OffersValues) {
     EXPECT_EQ(offered({"dump", "--order", ""}), "host network");
     EXPECT_EQ(offered({"dump", "--order=n"}), "--order=network");
+    EXPECT_EQ(offered({"--color", ""}), "auto always never");
     EXPECT_EQ(offered({"--type", "Tyvon3"}), "Tyvon32");
     EXPECT_EQ(offered({"--base", ""}), "2 10 16");
     EXPECT_EQ(offered({"--type", "Remote"}), "");

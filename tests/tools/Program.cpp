@@ -14,14 +14,6 @@ namespace RynvelTest {
 
 namespace {
 
-/** Returns the command that runs the program, with the emulator if the build has one. */
-Arguments commandOf(const std::string& path, const Arguments& arguments) {
-    Arguments command = words(RYNVEL_EMULATOR);
-    command.push_back(path);
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-}
-
 const std::string cleanEnvironment = "unset ZILTRACE RYNVELCTL_REMOTE; ";
 
 const std::string timePattern = "0000-00-00T00:00:00.000000Z";
@@ -41,6 +33,13 @@ Arguments words(const std::string& line) {
         result.push_back(word);
     }
     return result;
+}
+
+Arguments commandOf(const std::string& path, const Arguments& arguments) {
+    Arguments command = words(RYNVEL_EMULATOR);
+    command.push_back(path);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
 }
 
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output)

@@ -11,6 +11,9 @@ namespace RynvelTest {
 /** Returns the words of a command line. Blanks separate the words. */
 Arguments words(const std::string& line);
 
+/** Returns the command that runs a program of this build, with the emulator if the build has one. */
+Arguments commandOf(const std::string& path, const Arguments& arguments);
+
 /** A running program of this build, with the default levels of its trace channels. */
 class Program : public Process {
 public:

@@ -328,6 +328,15 @@ TEST_F(SimulatedDevices, SupportEveryCommandOnInterrupts) {
     expect("irq common.idt raise", 2, "", "common.idt: a device of type Lseek8 has no interrupts");
 }
 
+TEST_F(SimulatedDevices, HaveEventsInAGivenFormat) {
+    expect("irq rtc0 type --format %d:%v:%t", 0, "rtc0:4:TIME\n");
+    expect("irq rtc0 enable --format %v%%", 0, "enabled%\n");
+    expect("irq rtc0 disable --format %v", 0, "disabled\n");
+    expect("irq tod raise 42 --format %v", 0, "raised\n");
+    expect("wait tod --timeout 30s --format %t,%d,%v", 0, "TIME,tod,42\n");
+    expect("watch common.idt 3 --count 1 --format %d,%a,%v", 0, "common.idt,0x00000003,0x00\n");
+}
+
 TEST_F(SimulatedDevices, InterruptWaitingClients) {
     expect("irq tod raise 5 --quiet", 0, "");
     Program program(RYNVELCTL, remotely("wait tod --count 2 --quiet"), ".");

@@ -114,6 +114,13 @@ const std::vector<Group>& localGroups() {
                  "poll map32 0 1 --mask 0; poll file8 0 256; poll map32 0 1 --interval 0s; "
                  "poll map32 0 1 --interval 1; poll map32 4096 1; poll nothing 0 1")},
         {wrongUsage, withEach("read map32 ", {"0[3]", "0[:]", "0[7:4", "0[4:7]", "0[32:0]", "0[]", "CTRL[7:4]"})},
+        // Wrong formats of events, and several formats.
+        {wrongUsage,
+         withEach("watch map32 0 --format ", {"%", "%x", "%v%", "%v --json", "%v --quiet", "%v --csv", "%v --plot"})},
+        {wrongUsage, withEach("wait map32 --format ", {"%", "%a", "%n", "%o", "%v --json", "%v --quiet"})},
+        {wrongUsage, withEach("irq map32 type --format ", {"%", "%a", "%n", "%o", "%v --json"})},
+        {wrongUsage, {"watch map32 0 --csv --json", "watch map32 0 --plot --quiet", "watch map32 0 --csv --plot"}},
+        {wrongUsage, withEach("list --color ", {"", "red", "Auto", "on"})},
         // Unknown devices, devices without interrupts, and wrong interrupt operations.
         {wrongUsage,
          withEach("read ", {"nothing", "map", "MAP32", "map32.", "map32x", "seek", "0", "file8,file16", "/dev/null"},

@@ -1,0 +1,67 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Standard output as a terminal on which a command draws in place.
+ */
+#ifndef RYNVELCTL_TERMINAL_H
+#define RYNVELCTL_TERMINAL_H
+
+#include <csignal>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "Output.h"
+#include "TerminalSize.h"
+
+namespace Rynvelctl {
+
+/**
+ * Draws lines on the terminal, and replaces them in place. While the object exists, the cursor is hidden, and the
+ * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal.
+ * A signal that ends the process restores both, too. Only one object may exist at a time.
+ */
+class Terminal {
+public:
+    /** Returns whether standard output is a terminal that can move its cursor. */
+    static bool isAvailable();
+
+    /** @param output must outlive this object. @throws Failure or OutputClosed, as every function that writes. */
+    explicit Terminal(const Output& output);
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+    ~Terminal();
+
+    TerminalSize size() const;
+
+    /**
+     * Draws lines in place of the lines that were drawn before.
+     *
+     * @param lines must be shorter than the terminal is wide or as long, and fewer than the terminal has rows.
+     */
+    void draw(const std::vector<std::string>& lines);
+
+    /**
+     * Waits until the deadline.
+     *
+     * @return false if you must draw the lines again before the deadline, because the terminal has another size, or
+     * because the user has stopped and continued the process.
+     */
+    bool wait(const Common::Deadline& deadline);
+
+private:
+    /** Returns what moves the cursor to the first of the lines, after space for them below the cursor. */
+    std::string placeFor(std::size_t lines);
+    void stop();
+
+    const Output& m_output;
+    /** The number of lines above the cursor. */
+    std::size_t m_drawn = 0;
+    bool m_isStale = false;
+    sigset_t m_waitingMask{};
+    sigset_t m_previousMask{};
+};
+
+} // namespace Rynvelctl
+
+#endif
