@@ -63,14 +63,14 @@ std::string format(const RegisterDump& dump, GivenBase base) {
     return joinLines(lines);
 }
 
-std::string placeOf(const RegisterValue& read) { return read.range.addressText(); }
+std::string nameOf(const RegisterValue& read) { return read.range.addressText(); }
 
-std::string placeOf(const FieldReading& read) { return pathOf(read.range, read.field); }
+std::string nameOf(const FieldReading& read) { return pathOf(read.range, read.field); }
 
-std::string placeOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
+std::string nameOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
 std::string format(const RegisterChange& change, GivenBase base) {
-    return placeText(change.reading) + ' ' + bareText(change.reading, base);
+    return nameText(change.reading) + ' ' + bareText(change.reading, base);
 }
 
 std::string format(const IoctlResult& result) { return std::to_string(result.result); }
@@ -98,8 +98,8 @@ std::string format(const MapReport& report) { return formatBare(report); }
 
 } // namespace
 
-std::string placeText(const Reading& reading) {
-    return std::visit([](const auto& read) { return placeOf(read); }, reading);
+std::string nameText(const Reading& reading) {
+    return std::visit([](const auto& read) { return nameOf(read); }, reading);
 }
 
 std::string bareText(const Reading& reading, GivenBase base) {

@@ -62,7 +62,7 @@ EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& p
     return {change.time,
             range.device().name(),
             range.numberText(),
-            withoutControlCharacters(placeText(change.reading)),
+            withoutControlCharacters(nameText(change.reading)),
             bareText(change.reading, base),
             previous ? bareText(*previous, base) : ""};
 }
@@ -108,7 +108,7 @@ std::string EventFormat::line(const EventTexts& event) const {
 Common::OptionReference addFormatOption(const Common::Command& command, std::string& format,
                                         const std::string& directives) {
     return command.addOption("--format", "FORMAT", format,
-                             "print a line in this format for each event: " + listOf(directives, true));
+                             "print each line in this format: " + listOf(directives, true));
 }
 
 std::optional<EventFormat> parseFormat(const Output& output, const std::string& text, const std::string& command,

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Lines for events, in the format that the user gives or as comma-separated values.
+ * Lines for changes and interrupts, in the format that the user gives or as comma-separated values.
  */
 #ifndef RYNVELCTL_EVENTFORMAT_H
 #define RYNVELCTL_EVENTFORMAT_H

@@ -31,8 +31,8 @@ std::string formatBare(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
 
-/** Returns the register, the field or the bits as the user gave them. */
-std::string placeText(const Reading& reading);
+/** Returns the name of the register, the field or the bits as the user gave it, or the address. */
+std::string nameText(const Reading& reading);
 
 /** Returns the value as formatBare() formats it. */
 std::string bareText(const Reading& reading, GivenBase base);

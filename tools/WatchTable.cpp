@@ -104,7 +104,7 @@ void WatchTable::take(std::size_t row, const Reading& reading) {
         taken.oldValue = taken.value;
     }
     if (!taken.number) {
-        taken.place = withoutControlCharacters(placeText(reading));
+        taken.name = withoutControlCharacters(nameText(reading));
     }
     taken.number = number;
     taken.value = withoutControlCharacters(valueText(reading, m_style.base));
@@ -131,7 +131,7 @@ std::vector<std::string> WatchTable::lines(std::size_t columns, std::size_t coun
     std::vector<Cells> cells{{"REGISTER", "VALUE", "OLD"}};
     Widths widths{};
     for (const Row& row : m_rows) {
-        cells.push_back({row.place, row.value, row.oldValue});
+        cells.push_back({row.name, row.value, row.oldValue});
     }
     for (const Cells& each : cells) {
         widen(widths, each);

@@ -47,7 +47,7 @@ public:
 
 private:
     struct Row {
-        std::string place;
+        std::string name;
         std::optional<std::uint64_t> number;
         std::string value;
         /** The value before the last change; empty if the value has not changed. */

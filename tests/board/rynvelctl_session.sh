@@ -93,6 +93,10 @@ rynvelctl write traf.top 0x10 0x12345678 --verify
 rynvelctl write traf.top 0x10 0xffff --mask 0b1111111100000000 --verify
 rynvelctl read traf.top 0x10 --json
 rynvelctl read traf.top 4 --index --quiet
+rynvelctl read traf.top 0x10 '0x10[15:8]' --base 2
+rynvelctl read traf.top 0x10 -q --base 10
+rynvelctl read traf.top 0x10 --base 8
+rynvelctl read traf.top 010
 rynvelctl set traf.top 0x18 0,7:4
 rynvelctl toggle traf.top 0x18 7:0
 rynvelctl clear traf.top 0x18 1 --json
@@ -103,12 +107,18 @@ rynvelctl poll traf.top 0x18 1 --not --quiet
 rynvelctl clear traf.top 0x18 3:0
 rynvelctl dump traf.top 0 8
 rynvelctl dump traf.top 0x10 2 --burst --order network
+rynvelctl dump traf.top 0x10 2 --base 2
 rynvelctl fill traf.top 0xff8 2 0xffffffff
 rynvelctl dump traf.top 0xff8 2 --json
 rynvelctl fill traf.top 0xff8 3 0
 rynvelctl read traf.top 0x1000
 rynvelctl read traf.top 2
 rynvelctl watch traf.top 0x10 0x14 --interval 10ms --count 3
+rynvelctl watch traf.top 0x10 '0x10[7:4]' --interval 0.01s --count 3 --format '%t %d %a %n %v%o %%'
+rynvelctl watch traf.top 0x10 0x14 --interval 10ms --count 3 --csv --base 10
+rynvelctl watch traf.top 0x10 --format %x
+rynvelctl watch traf.top 0x10 --csv --json
+rynvelctl watch traf.top 0x10 --interval 5
 
 rynvelctl write traf.top 0x40=1 0x44=2 0x40=3
 rynvelctl read traf.top 0x44 0x40..0x48
@@ -156,6 +166,7 @@ force idt/read '1 -5'
 rynvelctl write common.idt 0x10 1 --mask 1
 
 rynvelctl irq tod type
+rynvelctl irq tod type --format '%t %d %v'
 rynvelctl irq tod enable
 rynvelctl irq tod disable
 interrupt tomkar_tod 1
@@ -166,6 +177,9 @@ rynvelctl wait tod --json --timeout 30s
 rynvelctl irq tod disable --json
 interrupt tomkar_tod 1
 rynvelctl wait tod --quiet --count 1 --timeout 30s
+rynvelctl irq tod disable --format '%d: %v'
+interrupt tomkar_tod 1
+rynvelctl wait tod --format '%t %d %v' -t 30s
 rynvelctl wait tod --timeout 100ms
 show 'a wait of 100 ms without an interrupt ends' wait_without_interrupt
 force tomkar_tod/enable '1 -5'
@@ -230,6 +244,8 @@ rynvelctl clear rtc0 RTCPeriphID0 0
 own write own.fpga CTRL MODE=fast GAIN=3
 show 'the last frame' cat $probe/spidev7.1/frame
 own read own.fpga CTRL
+own read own.fpga CTRL --base 16
+own watch own.fpga CTRL.MODE --count 1 --format '%n is %v'
 own write own.fpga CTRL.MODE slow --verify
 own read own.fpga 0
 own write own.fpga CTRL GAIN=13
@@ -261,8 +277,16 @@ own read own.tyvon.seek.32 0x218
 
 ifconfig lo 127.0.0.1
 rynvelctl --remote 127.0.0.1::8888 read traf.top 0x10
+rynvelctl -r 127.0.0.1 list
 "$server" --listen 127.0.0.1:8888 2>/tmp/server &
 until grep -q listening /tmp/server; do :; done
+rynvelctl -r 127.0.0.1 list
+rynvelctl -r 127.0.0.1 list --quiet
+rynvelctl -r 127.0.0.1 -j list
+rynvelctl --local list --quiet
+show 'RYNVELCTL_REMOTE=127.0.0.1 rynvelctl list' env RYNVELCTL_REMOTE=127.0.0.1 "$program" list
+show 'RYNVELCTL_REMOTE=127.0.0.1 rynvelctl --local list' env RYNVELCTL_REMOTE=127.0.0.1 "$program" --local list
+rynvelctl --remote 127.0.0.1 watch traf.top 0x10 --count 1 --csv --base 2
 rynvelctl --remote 127.0.0.1 read traf.top 0x10
 rynvelctl --remote 127.0.0.1 write common.idt 0x20 9 --verify
 rynvelctl read common.idt 0x20

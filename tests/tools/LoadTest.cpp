@@ -78,7 +78,7 @@ TEST_F(Load, StartsWhereStandardInputIs) {
                                 " load map32 0x20 --quiet) <bytes"};
     Arguments command{"sh"};
     command.insert(command.end(), shell.begin(), shell.end());
-    const Ending ending = Process(command, {"cd '" + m_folder.path() + "' && ", {}}).wait();
+    const Ending ending = Process(command, {enter(m_folder.path()), {}}).wait();
     EXPECT_EQ(ending.status, 0) << ending.error;
     EXPECT_EQ(m_folder.load("map").substr(0x20, 8), std::string("\x05\x06\x07\x08\0\0\0\0", 8));
 }
@@ -177,6 +177,7 @@ TEST_F(Load, DumpsBytes) {
     EXPECT_EQ(outputOf("dump file16 2 2 --raw"), "\x82\x83\x84\x85");
     EXPECT_EQ(outputOf("dump file16 2 2 --raw --order network"), "\x83\x82\x85\x84");
     EXPECT_EQ(outputOf("dump file8 0 4 --raw --burst"), "\x80\x81\x82\x83");
+    EXPECT_EQ(outputOf("dump file8 0 4 --raw --base 10"), "\x80\x81\x82\x83");
     expectRefused("dump file8 0 4 --raw --json",
                   "--raw: the bytes have no other format (leave out --json and --quiet)");
     expectRefused("--quiet dump file8 0 4 --raw",
@@ -212,7 +213,7 @@ protected:
         for (const std::string& word : words("--map board.svd --type Uio32 --remote " + peer.address() + ' ' + line)) {
             command.push_back(word);
         }
-        const Ending ending = Process(command, {"unset ZILTRACE; cd '" + m_folder.path() + "' && ", {}}).wait();
+        const Ending ending = Process(command, {enter(m_folder.path()), {}}).wait();
         EXPECT_EQ(ending.status, 0) << line;
         EXPECT_EQ(ending.output, output) << line;
         return terminalText();

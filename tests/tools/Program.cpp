@@ -14,8 +14,6 @@ namespace RynvelTest {
 
 namespace {
 
-const std::string cleanEnvironment = "unset ZILTRACE RYNVELCTL_REMOTE; ";
-
 const std::string timePattern = "0000-00-00T00:00:00.000000Z";
 
 bool isTime(std::string text) {
@@ -42,13 +40,14 @@ Arguments commandOf(const std::string& path, const Arguments& arguments) {
     return command;
 }
 
+std::string enter(const std::string& folder) { return "unset ZILTRACE RYNVELCTL_REMOTE; cd '" + folder + "' && "; }
+
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output)
-    : Process(commandOf(path, arguments), {cleanEnvironment + "cd '" + folder + "' && ", {}, output}) {}
+    : Process(commandOf(path, arguments), {enter(folder), {}, output}) {}
 
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& folder,
                  const std::string& input)
-    : Process(commandOf(path, arguments), {cleanEnvironment + "cd '" + folder + "' && exec <'" + input + "' && ", {}}) {
-}
+    : Process(commandOf(path, arguments), {enter(folder) + "exec <'" + input + "' && ", {}}) {}
 
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder) {
     return Program(path, arguments, folder).wait();
@@ -56,7 +55,7 @@ Ending runProgram(const std::string& path, const Arguments& arguments, const std
 
 Ending runWithVariable(const std::string& assignment, const std::string& path, const Arguments& arguments,
                        const std::string& folder) {
-    const std::string preparation = cleanEnvironment + "cd '" + folder + "' && export '" + assignment + "' && ";
+    const std::string preparation = enter(folder) + "export '" + assignment + "' && ";
     return Process(commandOf(path, arguments), {preparation, {}, Process::toTheTest}).wait();
 }
 

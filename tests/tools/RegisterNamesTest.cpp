@@ -586,13 +586,8 @@ class MapsOfRegisterNames : public RegisterNames {
 protected:
     void expectWith(const std::string& maps, const std::string& line, int status, const std::string& output,
                     const std::string& problem = "") const {
-        Arguments command = words(RYNVEL_EMULATOR);
-        command.emplace_back(RYNVELCTL_FOR_TESTS);
-        const Arguments further = words(line);
-        command.insert(command.end(), further.begin(), further.end());
-        const std::string preparation = "unset ZILTRACE; cd '" + m_folder.path() + "' && export RYNVEL_MAPS='" + maps;
-        Process program(command, {preparation + "' && ", {}, Process::toTheTest});
-        expectEnding(program.wait(), status, output, problem, maps + ": " + line);
+        const Ending ending = runWithVariable("RYNVEL_MAPS=" + maps, RYNVELCTL_FOR_TESTS, words(line), m_folder.path());
+        expectEnding(ending, status, output, problem, maps + ": " + line);
     }
 };
 

@@ -53,6 +53,9 @@ TEST_F(TypedValues, OfRegistersArePrintedInTheGivenBase) {
     expect("poll file8 1 255 --base 2", 0, "file8 0x00000001 = 0b11111111\n");
     expect("watch file8 1 --count 1 --base 10", 0, "TIME file8 0x00000001 = 255\n");
     expect("watch file8 1 --count 1 --base 10 --quiet", 0, "0x00000001 255\n");
+    expect("watch file8 1 --count 1 --base 10 --format %a:%v", 0, "0x00000001:255\n");
+    expect("watch file8 1 --count 1 --base 2 --csv", 0,
+           "time,device,address,name,value,old\nTIME,file8,0x00000001,0x00000001,0b11111111,\n");
 }
 
 TEST_F(TypedValues, OfBitsAndFieldsArePrintedInTheGivenBase) {

@@ -50,6 +50,13 @@ TEST(WatchTable, ShowsTheOldValueBesideAChangedOne) {
     EXPECT_EQ(samples.lines()[3], "0x00000004  0x00000003  0x00000002");
 }
 
+TEST(WatchTable, ShowsValuesInTheGivenBase) {
+    Samples samples({false, false, false, Rynvelctl::NumberBase::Decimal}, 1);
+    samples.take({10}, milliseconds(0));
+    samples.take({12}, milliseconds(0));
+    EXPECT_EQ(samples.lines(), (Lines{"traf.top  0:00:00", "REGISTER    VALUE  OLD", "0x00000000  12     10"}));
+}
+
 TEST(WatchTable, HighlightsAChangeForASecond) {
     const std::string highlighted = "0x00000000  \x1b[1;35m0x00000002\x1b[0m  0x00000001";
     Samples samples(colored, 1);

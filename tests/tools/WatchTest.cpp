@@ -50,6 +50,7 @@ protected:
 TEST_F(Watch, PrintsLinesInAGivenFormat) {
     expectChange("--format %t|%d|%a|%n|%v|%o|%%", "TIME|map32|0x00000000|CTRL.RUN|0||%",
                  "TIME|map32|0x00000000|CTRL.RUN|1|0|%");
+    expectChange("--base 2 --format %v,%o", "0b0,", "0b1,0b0");
     expect("watch map32 4 CTRL[0:0] --count 2 --interval 1ms --format %a/%n/%v", 0,
            "0x00000004/0x00000004/0x00000000\n0x00000000/CTRL[0:0]/0x1\n");
     expect("watch map32 1 --index --count 1 --format=%a:%v", 0, "1:0x00000000\n");
@@ -177,6 +178,15 @@ TEST_F(WatchOnATerminal, ShowsATableInPlace) {
     program.awaitDrawing(shows(changed));
     program.awaitDrawing(shows(std::regex_replace(changed, std::regex("[<>]"), "")));
     EXPECT_EQ(program.screen().cursorRow(), 5U);
+}
+
+TEST_F(WatchOnATerminal, ShowsValuesInTheGivenBase) {
+    m_registers.poke(0, 1);
+    TerminalProcess program = startOn("watch map32 0 CTRL.RUN --base 10 --interval 1ms");
+    program.awaitDrawing(shows("map32  TIME\nREGISTER    VALUE        OLD\n0x00000000  1\nCTRL.RUN    1 (running)\n"));
+    m_registers.poke(0, 256);
+    program.awaitDrawing(shows("map32  TIME\nREGISTER    VALUE        OLD\n0x00000000  <256>          1\n"
+                               "CTRL.RUN    <0 (stopped)>  1 (running)\n"));
 }
 
 TEST_F(WatchOnATerminal, ShowsTheTableBetweenOtherLines) {
