@@ -89,7 +89,7 @@ finds_the_tracing_library_of_another_prefix() {
 
 refuses_tests_with_an_installed_tracing_library() {
     ! cmake -S "$root" -B "$work/refused" -G Ninja -DRYNVEL_EXTERNAL_ZILTRACE=ON >"$work/refused.log" 2>&1 &&
-        grep -F 'needs BUILD_TESTING=OFF' "$work/refused.log"
+        grep -F 'set BUILD_TESTING=OFF' "$work/refused.log"
 }
 
 check 'a library that is built with a device description opens the devices in it' opens_the_rows_of_its_own_description
