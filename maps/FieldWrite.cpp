@@ -14,7 +14,7 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** Returns why a masked write may change unassigned bits with these properties; empty if the bits keep their values. */
+/** Returns why a masked write must not include unassigned bits with these properties; empty if it may. */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";

@@ -25,12 +25,12 @@ const std::vector<HelpSection> helpSections{
       "A time is a whole number with the unit ms, s or m, for example 100ms. The longest time is one day."}},
     {"Addresses",
      {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is the "
-      "index of a register. If the device has a map, the address must lie inside the map.",
+      "index of a register. If the device has a map, the address must be inside the map.",
       "The same address reaches the same register on this machine and on a server. The type of the server's device "
-      "decides what the command sends to the server: an offset in bytes or an index. A remote device has the type that "
-      "--type gives. Without --type, it has the type of the device with the same name on this machine. If that device "
-      "has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: without --type, you "
-      "can use only address 0."}},
+      "determines what the command sends to the server: an offset in bytes or an index. A remote device has the type "
+      "that --type gives. Without --type, it has the type of the device with the same name on this machine. If this "
+      "machine's table gives that device the type Remote16 or Remote32, the type of the server's device is unknown: "
+      "without --type, you can use only address 0."}},
     {"Names",
      {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a field. A "
       "register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
@@ -48,14 +48,15 @@ const std::vector<HelpSection> helpSections{
       "share/rynvel/maps of the installation. The command uses the first description of the device."}},
     {"Servers",
      {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
-      "A server does not report why it refuses a request. The address may lie outside the device, the device may have "
-      "another type, or the server's options may forbid the request. To see the reason, turn on the traces of rynveld "
-      "at level 4 of the channel Rynveld."}},
+      "A server does not report why it refuses a request. The register address may be outside the device, the "
+      "server's device may have another type, or the server's options may forbid the request. To see the reason, turn "
+      "on the traces of rynveld at level 4 of the channel Rynveld."}},
     {"Time-outs",
      {"--timeout limits the time of the whole command, from start to end. This time includes every wait: for a server, "
-      "for an interrupt, for the next sample of watch, or for a reader of the command's output. When the time is over, "
-      "the command ends with status 4. The command has then printed the output up to that time. The command cannot "
-      "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
+      "for an interrupt, for the next sample of watch, for a reader of the command's output, or for the writer of a "
+      "pipe, if a snapshot or a register map is a pipe. When this time has expired, the command ends with status 4. "
+      "wait and watch print each result immediately, not only when they end. The command cannot interrupt a driver of "
+      "this machine: during a call to the driver, it waits until the call returns.",
       "Without --timeout, wait and watch can run forever. Even then, a command gives up if a server takes longer than "
       "5 s to accept a connection or to answer a request."}},
     {"Snapshots",
