@@ -15,7 +15,7 @@ string(REPLACE "," ";" types "${types}")
 # Prints a message in the form of a compiler error, and ends the script.
 function(fail place message)
   message(NOTICE "${DESCRIPTION}:${place} error: ${message}")
-  message(FATAL_ERROR "The device description cannot be compiled.")
+  message(FATAL_ERROR "The device description file cannot be compiled.")
 endfunction()
 
 function(fail_row message)

@@ -122,9 +122,9 @@ RYNVEL_EXPORT void Rynvel_close(int handle);
 RYNVEL_EXPORT int Rynvel_ioctl(int handle, int request, unsigned long argument);
 
 /**
- * Stores the interrupt type of the device in `*type`. The type of a UIO device is 4. The driver determines the type of
- * a Tyvon device, and the server determines the type of a remote device. Lseek and FpgaSpi32 devices have no type, and
- * the function fails.
+ * Stores the interrupt type of the device in `*type`. The interrupt type of a UIO device is 4. The driver determines
+ * the interrupt type of a Tyvon device, and the server that of a remote device. Lseek and FpgaSpi32 devices have no
+ * interrupt type, so the function fails for them.
  */
 RYNVEL_EXPORT int Rynvel_getInterruptType(int handle, unsigned long* type);
 

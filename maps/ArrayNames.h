@@ -39,7 +39,7 @@ public:
 private:
     std::uint64_t m_first = 0;
     std::uint64_t m_size;
-    /** Empty for numbers. */
+    /** Empty if the indexes are numbers. */
     std::vector<std::string> m_names;
     std::unordered_set<std::string> m_known;
 };

@@ -142,7 +142,7 @@ private:
         m_warnings.add(extent.element->line, kind + nameOf(*extent.element) + " overlaps " + with);
     }
 
-    /** Warns of each element that overlaps the earlier element with the highest end. */
+    /** Warns about each element that overlaps the earlier element with the highest end. */
     template <typename T>
     void warnOfOverlaps(const std::string& kind, std::vector<Extent<T>> extents, const std::string& reason) {
         std::stable_sort(extents.begin(), extents.end(),

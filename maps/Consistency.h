@@ -12,8 +12,8 @@
 namespace Maps {
 
 /**
- * Warns of each name that occurs twice, of each field that is outside its register or allows more access than its
- * register, of fields and registers that overlap, and of enumerated values that do not fit or occur twice.
+ * Warns about each name that occurs twice, each field that is outside its register or allows more access than its
+ * register, fields and registers that overlap, and enumerated values that do not fit or occur twice.
  */
 void checkConsistency(const Device& device, Warnings& warnings);
 

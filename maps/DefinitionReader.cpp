@@ -599,8 +599,11 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
     if (device.version.empty()) {
         element.warn("the device has no version");
     }
-    if (!device.addressUnitBits || !device.width) {
-        element.warn("the device has no addressUnitBits (8 is assumed) or no width (32 is assumed)");
+    if (!device.addressUnitBits) {
+        element.warn("the device has no addressUnitBits (8 is assumed)");
+    }
+    if (!device.width) {
+        element.warn("the device has no width (32 is assumed)");
     }
     warnOfMissing(device, element);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * Reads XML elements, and warns of everything that is wrong or not used.
+ * Reads XML elements, and warns about everything that is wrong or not used.
  */
 #ifndef RYNVEL_MAPS_ELEMENT_H
 #define RYNVEL_MAPS_ELEMENT_H
@@ -58,7 +58,7 @@ public:
     void warn(const std::string& text) const { m_source->warnings.add(line(), text); }
 
     /**
-     * Returns the text without leading and trailing white space. Warns of an empty text, of child elements and of
+     * Returns the text without leading and trailing white space. Warns about an empty text, child elements and
      * attributes.
      */
     std::string_view text() const;
@@ -73,7 +73,7 @@ public:
     std::string_view shortText() const;
 
     /**
-     * Returns the text as a name, with the limit of shortText(). Warns of characters that a name in C cannot have,
+     * Returns the text as a name, with the limit of shortText(). Warns about characters that a name in C cannot have,
      * except for `%s` and `[%s]`.
      */
     std::string_view name() const;
@@ -106,13 +106,13 @@ public:
         return std::nullopt;
     }
 
-    /** Returns the attribute derivedFrom; empty if it is missing or cannot be used. Warns of all other attributes. */
+    /** Returns the attribute derivedFrom; empty if it is missing or unusable. Warns about all other attributes. */
     std::string_view derivedFrom() const;
 
-    /** Warns of attributes. */
+    /** Warns about attributes. */
     void expectNoAttributes() const;
 
-    /** Warns of text between the child elements. */
+    /** Warns about text between the child elements. */
     void expectNoText() const;
 
     /** Returns the tag and a text for a message. Shortens a text of more than 80 characters. */
@@ -157,7 +157,7 @@ public:
     }
 
     /**
-     * Reads all child elements. Leaves out unknown elements and repetitions that are not allowed, and warns of them.
+     * Reads all child elements. Leaves out unknown elements and repetitions that are not allowed, and warns about them.
      */
     void readInto(Target& target, const Element& element) const {
         element.expectNoText();

@@ -14,7 +14,7 @@
 namespace Maps {
 
 /**
- * Returns the model of a device. Leaves out everything that cannot be used, and warns of it.
+ * Returns the model of a device. Leaves out everything that cannot be used, and warns about it.
  *
  * @throws MalformedMap if the device has more elements or deeper clusters than the limits allow.
  */

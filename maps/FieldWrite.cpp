@@ -32,7 +32,7 @@ std::uint64_t bitsOfWritableFields(const Register& aRegister) {
     return bitsOfFields(aRegister, [](const Field& field) { return isWritable(field.access); });
 }
 
-/** Returns why a masked write may change unassigned bits with these properties; empty if the bits keep their values. */
+/** Returns why a masked write must not include unassigned bits with these properties; empty if it may. */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";

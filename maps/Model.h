@@ -4,8 +4,8 @@
  * The content of a register map, after the expansion of arrays. Each element has the properties that it inherits.
  *
  * An offset counts from the beginning of the enclosing element, for example of the cluster that contains a register.
- * Invalid numbers can remain, for example the bits of a field that is outside its register. The reader warns of these
- * numbers.
+ * Invalid numbers can remain, for example the bits of a field that is outside its register. The reader warns about
+ * these numbers.
  */
 #ifndef RYNVEL_MAPS_MODEL_H
 #define RYNVEL_MAPS_MODEL_H

@@ -89,13 +89,16 @@ usual_seconds() {
     esac
 }
 
+# Prints how many jobs run at the same time if they wait for a part of their time, such as tests of time-outs.
+jobs_that_wait() { echo $(($(nproc) + 1)); }
+
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
 
 # Builds a preset and runs its tests. The first argument is the preset. Passes the remaining arguments to ctest.
 test_preset() {
     local preset=$1
     shift
-    build "$preset" && ctest --preset "$preset" -j "$(nproc)" --output-junit "$RYNVEL_RESULTS/ctest.xml" "$@"
+    build "$preset" && ctest --preset "$preset" -j "$(jobs_that_wait)" --output-junit "$RYNVEL_RESULTS/ctest.xml" "$@"
 }
 
 # Like test_preset, for a preset in which ctest runs each test program as one test. The test programs write the results
@@ -256,10 +259,9 @@ stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
         cmake --preset dev && cmake --build --preset dev --target remote_peer served_board_tests && board/prepare &&
-        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together 'tests/board/rynvelctl.sh build/armhf' \
+        GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together_at_most "$(jobs_that_wait)" 'tests/board/rynvelctl.sh build/armhf' \
             board/selftest/run \
-            "$guest build/armhf/tests/board_tests" \
-            "$guest build/armhf/tests/own_devices_tests" \
+            "$guest sh -c 'build/armhf/tests/board_tests && build/armhf/tests/own_devices_tests'" \
             'tests/board/clock_accesses.sh build/armhf/tests/clock_accesses' \
             "build/dev/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
             'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' &&

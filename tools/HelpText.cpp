@@ -30,12 +30,12 @@ std::vector<HelpSection> helpSections() {
           "--base selects the base of printed values. It does not change addresses and JSON."}},
         {"Addresses",
          {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is "
-          "the index of a register. If the device has a map, the address must lie inside the map.",
+          "the index of a register. If the device has a map, the address must be inside the map.",
           "The same address reaches the same register on this machine and on a server. The type of the server's device "
-          "decides what the command sends to the server: an offset in bytes or an index. A remote device has the type "
-          "that --type gives. Without --type, it has the type of the device with the same name on this machine. If "
-          "that device has type Remote16 or Remote32 in this machine's table, its type on the server is unknown: "
-          "without --type, you can use only address 0."}},
+          "determines what the command sends to the server: an offset in bytes or an index. A remote device has the "
+          "type that --type gives. Without --type, it has the type of the device with the same name on this machine. "
+          "If this machine's table gives that device the type Remote16 or Remote32, the type of the server's device is "
+          "unknown: without --type, you can use only address 0."}},
         {"Names",
          {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a field. A "
           "register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
@@ -68,15 +68,17 @@ std::vector<HelpSection> helpSections() {
           "The environment variable RYNVELCTL_REMOTE names the server of the commands without --remote. --local "
           "selects the devices of this machine in spite of the variable. list asks the server for each name of this "
           "machine's device table.",
-          "A server does not report why it refuses a request. The address may lie outside the device, the device may "
-          "have another type, or the server's options may forbid the request. To see the reason, turn on the traces of "
-          "rynveld at level 4 of the channel Rynveld."}},
+          "A server does not report why it refuses a request. The register address may be outside the device, "
+          "the server's device may have another type, or the server's options may forbid the request. To see the "
+          "reason, turn on the traces of rynveld at level 4 of the channel Rynveld."}},
         {"Time-outs",
          {"--timeout limits the time of the whole command, from start to end. This time includes every wait: for a "
           "server, for an interrupt, for the condition of poll, for the time of sleep, for the next sample of watch, "
-          "for the next line of standard input, or for a reader of the command's output. When the time is over, the "
-          "command ends with status 4. The command has then printed the output up to that time. The command cannot "
-          "interrupt a driver of this machine: during a call to the driver, it waits until the call returns.",
+          "for the next line of standard input, for a reader of the command's output, or for the writer of a pipe, if "
+          "a "
+          "file that the command reads is a pipe. When this time has expired, the command ends with status 4. wait and "
+          "watch print each result immediately, not only when they end. The command cannot interrupt a driver of this "
+          "machine: during a call to the driver, it waits until the call returns.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
           "takes longer than 5 s to accept a connection or to answer a request."}},
         {"Watching",

@@ -461,7 +461,7 @@ std::string introductionTo(const RegisterMap& map) {
             " * REGISTER_RESET:   the value after a reset\n"
             " * ARRAY_COUNT:      the number of elements; their indexes count from 0\n"
             " * FIELD_MASK:       the bits of a field in its register\n"
-            " * FIELD_SHIFT:      the position of its lowest bit\n"
+            " * FIELD_SHIFT:      the position of the lowest bit of the field\n"
             " * FIELD_VALUE:      a value of the field; shift it left by FIELD_SHIFT\n"
             " */\n";
     for (const std::string& problem : map.inaccessible()) {

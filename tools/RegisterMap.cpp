@@ -163,7 +163,8 @@ std::string RegisterMap::obstacleTo(const Maps::LocatedRegister& located) const 
     }
     if (const Maps::LocatedRegister* const neighbor = neighborOf(located)) {
         return subject + " has " + Common::counted(located.contents->size, "bit") +
-               " and shares its word with register " + neighbor->name + " (the device has " + bitRegisters(width) + ")";
+               " and lies in the same register of the device as register " + neighbor->name + " (the device has " +
+               bitRegisters(width) + ")";
     }
     return "";
 }

@@ -5,7 +5,7 @@
 
 #include "BoardProbe.h"
 
-// Tests the C interface of a library that was built with the device description own_devices.def.
+// Tests the C interface of a library that was built with the device description file own_devices.def.
 
 namespace {
 

@@ -6,7 +6,7 @@
 server=$3
 probe=/sys/kernel/debug/rynvel_board
 
-# Copies the programs and their libraries to the guest, because loading them from the shared build folder takes long.
+# Copies the programs and their libraries to the guest, because loading them from the shared build folder is slow.
 build=${1%/tools/*}
 mkdir /tmp/installed &&
     cp "$1" "$2" "$build/cppsrc/librynvel.so.1" "${2%/*}/librynvel_with_own_devices.so" \

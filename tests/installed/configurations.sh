@@ -89,11 +89,11 @@ finds_the_tracing_library_of_another_prefix() {
 
 refuses_tests_with_an_installed_tracing_library() {
     ! cmake -S "$root" -B "$work/refused" -G Ninja -DRYNVEL_EXTERNAL_ZILTRACE=ON >"$work/refused.log" 2>&1 &&
-        grep -F 'needs BUILD_TESTING=OFF' "$work/refused.log"
+        grep -F 'set BUILD_TESTING=OFF' "$work/refused.log"
 }
 
-check 'a library that is built with a device description opens the devices in it' opens_the_rows_of_its_own_description
-check 'a build compiles a device description that has changed' builds_anew_when_the_description_changes
+check 'a library that is built with a device description file opens the devices in it' opens_the_rows_of_its_own_description
+check 'a build compiles a device description file that has changed' builds_anew_when_the_description_changes
 check 'source names are the same if a compiler gets relative paths' \
     names_its_sources_when_the_compiler_has_relative_names
 check 'source names are the same in a build below the sources' names_its_sources_in_a_build_below_them

@@ -50,13 +50,13 @@ TEST(MalformedMap, KeepsItsWarnings) {
 }
 
 TEST(OddMap, LacksWhatADeviceNeeds) {
-    const Maps::Device device =
-        readOdd("<device><size>32</size><access>read-write</access><peripherals>" + peripheralOf(registerOf("")) +
-                    "</peripherals></device>",
-                "m.svd:1: warning: device '' has no description\n"
-                "m.svd:1: warning: the device has no addressUnitBits (8 is assumed) or no width (32 is assumed)\n"
-                "m.svd:1: warning: the device has no name\n"
-                "m.svd:1: warning: the device has no version\n");
+    const Maps::Device device = readOdd("<device><size>32</size><access>read-write</access><peripherals>" +
+                                            peripheralOf(registerOf("")) + "</peripherals></device>",
+                                        "m.svd:1: warning: device '' has no description\n"
+                                        "m.svd:1: warning: the device has no addressUnitBits (8 is assumed)\n"
+                                        "m.svd:1: warning: the device has no name\n"
+                                        "m.svd:1: warning: the device has no version\n"
+                                        "m.svd:1: warning: the device has no width (32 is assumed)\n");
     EXPECT_EQ(device.addressUnitBits, 8U);
     EXPECT_EQ(device.width, 32U);
 }

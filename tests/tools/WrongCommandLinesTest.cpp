@@ -220,6 +220,18 @@ const std::vector<Group>& localGroups() {
     return groups;
 }
 
+/** Returns the groups with one of `step` consecutive lines each. */
+std::vector<Group> everyNth(std::size_t step, std::vector<Group> groups) {
+    for (Group& group : groups) {
+        std::vector<std::string> lines;
+        for (std::size_t i = 0; i < group.lines.size(); i += step) {
+            lines.push_back(group.lines[i]);
+        }
+        group.lines = lines;
+    }
+    return groups;
+}
+
 const std::vector<std::string> remoteLines =
     linesOf("read map32 0; write map32 0 1; write map32 0 1 --mask 1; dump map32 0 4; dump map32 0 4 --burst; "
             "fill map32 0 2 1; load map32 0 map; watch map32 0; poll map32 0 1; set map32 0 1; toggle map32 0 1; ioctl "
@@ -277,8 +289,10 @@ protected:
 };
 
 TEST_F(WrongCommandLines, GiveOneLineAndTheirStatusEach) {
-    expectAll(localGroups());
-    EXPECT_GE(m_count, 200U);
+    // The messages do not depend on the processor, and an emulator takes long to start the program.
+    const std::size_t step = std::string(RYNVEL_EMULATOR).empty() ? 1 : 4;
+    expectAll(everyNth(step, localGroups()));
+    EXPECT_GE(m_count, 200U / step);
 }
 
 TEST_F(WrongCommandLines, WithAWidthSayWhatSelectsTheWidth) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Compiles good and malformed device descriptions. Usage: device_description_test.sh CMAKE SOURCE_ROOT
+# Compiles good and malformed device description files. Usage: device_description_test.sh CMAKE SOURCE_ROOT
 set -u
 cmake=$1
 root=$2
