@@ -113,6 +113,25 @@ TEST_F(CommandFiles, OpenADeviceAgainAfterARequestWithoutAnAnswer) {
     EXPECT_EQ(requests[4].connection, 1U);
 }
 
+TEST_F(CommandFiles, OpenADeviceAgainAfterTheServerHasClosedAnIdleConnection) {
+    TestPeer peer;
+    peer.script({success(), success(), success(), success({7})});
+    makeFifo();
+    Program program = start("--remote " + peer.address(), "fifo");
+    const int input = openFifo();
+    ASSERT_EQ(write(input, "write map32 0 1\n", 16), 16);
+    EXPECT_EQ(program.outputLine(), "map32 0x00000000 = 0x00000001");
+    peer.close(0);
+    ASSERT_EQ(write(input, "read map32 4\n", 13), 13);
+    close(input);
+    expectEnding(program.wait(), 0, "map32 0x00000004 = 0x00000007\n");
+    const auto requests = peer.requests(4);
+    ASSERT_EQ(requests.size(), 4U);
+    EXPECT_EQ(requests[1].connection, 0U);
+    EXPECT_EQ(requests[2].connection, 1U);
+    EXPECT_EQ(requests[3].connection, 1U);
+}
+
 TEST_F(CommandFiles, WithAWrongLineRunNoLine) {
     for (const std::string options : {"", "--keep-going"}) {
         expectEnding(run("write map32 0 1\n\nraed map32 0\nread map32\nread map32 0 --json\nrun script\n", options), 2,
