@@ -19,9 +19,9 @@ constexpr std::size_t maxValues = 2'000'000;
 using Parser = nlohmann::json;
 
 /** How far the parser has read a text. */
-class Progress {
+class ReadPosition {
 public:
-    explicit Progress(const std::string& text)
+    explicit ReadPosition(const std::string& text)
         : m_next(text.data()), m_end(text.data() + text.size()), m_counted(text.data()) {}
 
     const char& next() const { return *m_next; }
@@ -47,7 +47,7 @@ private:
     std::size_t m_lines = 1;
 };
 
-/** The bytes of a text. All copies share the progress. */
+/** The bytes of a text. All copies share the position. */
 class Bytes {
 public:
     using iterator_category = std::input_iterator_tag;
@@ -56,21 +56,21 @@ public:
     using pointer = const char*;
     using reference = const char&;
 
-    /** @param progress null for the end of the text. */
-    explicit Bytes(Progress* progress) : m_progress(progress) {}
+    /** @param position null for the end of the text. */
+    explicit Bytes(ReadPosition* position) : m_position(position) {}
 
-    reference operator*() const { return m_progress->next(); }
+    reference operator*() const { return m_position->next(); }
     Bytes& operator++() {
-        m_progress->advance();
+        m_position->advance();
         return *this;
     }
     friend bool operator==(const Bytes& a, const Bytes& b) { return a.isAtEnd() == b.isAtEnd(); }
     friend bool operator!=(const Bytes& a, const Bytes& b) { return !(a == b); }
 
 private:
-    bool isAtEnd() const { return m_progress == nullptr || m_progress->isAtEnd(); }
+    bool isAtEnd() const { return m_position == nullptr || m_position->isAtEnd(); }
 
-    Progress* m_progress;
+    ReadPosition* m_position;
 };
 
 /** Returns the cause in a message such as "[json.exception.parse_error.101] parse error at line 1: CAUSE; DETAILS". */
@@ -84,7 +84,7 @@ std::string causeOf(const std::string& message) {
 
 class Builder : public nlohmann::json_sax<Parser> {
 public:
-    Builder(JsonValue& root, Progress& progress) : m_root(root), m_progress(progress) {}
+    Builder(JsonValue& root, ReadPosition& position) : m_root(root), m_position(position) {}
 
     bool null() override {
         add(JsonValue::Kind::Null);
@@ -121,24 +121,24 @@ public:
     bool end_array() override { return close(); }
     bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                      const nlohmann::detail::exception& error) override {
-        throw WrongJson(m_progress.line(), "the file is not well-formed JSON: " + causeOf(error.what()));
+        throw WrongJson(m_position.line(), "the file is not well-formed JSON: " + causeOf(error.what()));
     }
 
 private:
     JsonValue& add(JsonValue::Kind kind) {
         if (++m_count > maxValues) {
-            throw WrongJson(m_progress.line(), "the file has more than " + std::to_string(maxValues) + " values");
+            throw WrongJson(m_position.line(), "the file has more than " + std::to_string(maxValues) + " values");
         }
         JsonValue& value = m_open.empty() ? m_root : m_open.back()->parts.emplace_back();
         value.kind = kind;
-        value.line = m_progress.line();
+        value.line = m_position.line();
         value.name = std::exchange(m_name, "");
         return value;
     }
 
     bool open(JsonValue::Kind kind) {
         if (m_open.size() == maxDepth) {
-            throw WrongJson(m_progress.line(),
+            throw WrongJson(m_position.line(),
                             "the values are nested more than " + std::to_string(maxDepth) + " levels deep");
         }
         m_open.push_back(&add(kind));
@@ -151,7 +151,7 @@ private:
     }
 
     JsonValue& m_root;
-    Progress& m_progress;
+    ReadPosition& m_position;
     std::size_t m_count = 0;
     /** The arrays and objects around the next value, the innermost last. Only the innermost one grows. */
     std::vector<JsonValue*> m_open;
@@ -163,9 +163,9 @@ private:
 
 JsonValue parseJson(const std::string& text) {
     JsonValue root;
-    Progress progress(text);
-    Builder builder(root, progress);
-    Parser::sax_parse(Bytes(&progress), Bytes(nullptr), &builder);
+    ReadPosition position(text);
+    Builder builder(root, position);
+    Parser::sax_parse(Bytes(&position), Bytes(nullptr), &builder);
     return root;
 }
 

@@ -219,13 +219,13 @@ Failure RegisterMap::unknownName(const std::string& name) const {
                       remedyFor(name) + ')');
 }
 
-std::string RegisterMap::remedyFor(const std::string& unknown) const {
-    const auto bracketed = splitBrackets(unknown);
+std::string RegisterMap::remedyFor(const std::string& name) const {
+    const auto bracketed = splitBrackets(name);
     if (bracketed && Common::isNumber(bracketed->inside, Common::anyNotation) &&
         Maps::findRegister(*m_description.peripheral, bracketed->before)) {
         return oneBitOf(*bracketed);
     }
-    const std::string question = Common::didYouMean(Maps::namesLike(*m_description.peripheral, unknown));
+    const std::string question = Common::didYouMean(Maps::namesLike(*m_description.peripheral, name));
     return question.empty() ? "'rynvelctl describe " + m_target->name() + "' shows the names" : question;
 }
 

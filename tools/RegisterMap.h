@@ -127,7 +127,7 @@ private:
     MappedRegister mapped(const Maps::LocatedRegister& located) const;
     Failure unknownName(const std::string& name) const;
     /** Returns what the user can give instead of an unknown name, as the end of an error message. */
-    std::string remedyFor(const std::string& unknown) const;
+    std::string remedyFor(const std::string& name) const;
 
     const Target* m_target;
     Maps::DeviceDescription m_description;

@@ -35,10 +35,12 @@ void requireUsable(const std::string& word) {
 Failure wrongCommandLine(const std::string& problem) {
     // Other programs that read registers have an option for the width.
     const std::string width = "unknown option '--width";
-    const bool asksForWidth = problem.compare(0, width.size(), width) == 0;
-    return usageError(problem + (asksForWidth ? " (the device type selects the register width; --type gives the type "
-                                                "of a remote device)"
-                                              : ""));
+    if (problem.compare(0, width.size(), width) != 0) {
+        return usageError(problem);
+    }
+    // This remedy replaces that of the parser.
+    return usageError(problem.substr(0, problem.rfind('\'') + 1) +
+                      " (the device type selects the register width; --type gives the type of a remote device)");
 }
 
 } // namespace Rynvelctl

@@ -281,9 +281,6 @@ rynvelctl -r 127.0.0.1 list
 "$server" --listen 127.0.0.1:8888 2>/tmp/server &
 until grep -q listening /tmp/server; do :; done
 rynvelctl -r 127.0.0.1 list
-rynvelctl -r 127.0.0.1 list --quiet
-rynvelctl -r 127.0.0.1 -j list
-rynvelctl --local list --quiet
 show 'RYNVELCTL_REMOTE=127.0.0.1 rynvelctl list' env RYNVELCTL_REMOTE=127.0.0.1 "$program" list
 show 'RYNVELCTL_REMOTE=127.0.0.1 rynvelctl --local list' env RYNVELCTL_REMOTE=127.0.0.1 "$program" --local list
 rynvelctl --remote 127.0.0.1 watch traf.top 0x10 --count 1 --csv --base 2
