@@ -77,13 +77,17 @@ std::string helpRemedy(const CLI::App& app, const std::string& contents) {
     return app.get_help_ptr() == nullptr ? "" : " (--help " + contents + ')';
 }
 
-/** Returns a remedy for a wrong command: a question for the most similar command, or how to list the commands. */
-std::string suggestionFor(const CLI::App& app, const std::string& word) {
+std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* const command : app.get_subcommands({})) {
         names.push_back(command->get_name());
     }
-    const std::vector<std::string> nearest = nearestNames(word, names);
+    return names;
+}
+
+/** Returns a remedy for a wrong command: a question for the most similar command, or how to list the commands. */
+std::string suggestionFor(const CLI::App& app, const std::string& word) {
+    const std::vector<std::string> nearest = nearestNames(word, commandNames(app));
     return nearest.empty() ? helpRemedy(app, "lists the commands") : " (" + didYouMean({nearest.front()}) + ')';
 }
 
@@ -103,11 +107,15 @@ std::string describeUnexpectedWord(CLI::App& app) {
         return "unknown option '" + word + "'" + helpRemedy(app, "lists the options");
     }
     const CLI::App& command = selectedCommand(app);
-    if (command.get_subcommands({}).empty()) {
+    const std::vector<std::string> names = commandNames(command);
+    if (names.empty()) {
         return "unexpected argument '" + word + "'" + helpRemedy(app, "shows the arguments");
     }
-    return (command.get_parent() == nullptr ? "" : command.get_name() + ": ") + "unknown command '" + word + "'" +
-           suggestionFor(command, word);
+    const std::string object = command.get_parent() == nullptr ? "" : command.get_name() + ": ";
+    if (std::find(names.begin(), names.end(), word) != names.end()) {
+        return object + "the command '" + word + "' cannot follow -- (leave out --)";
+    }
+    return object + "unknown command '" + word + "'" + suggestionFor(command, word);
 }
 
 /** Returns the names of a command in the program, such as "maps list"; empty for the program itself. */

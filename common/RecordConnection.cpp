@@ -145,6 +145,12 @@ RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& 
     }
 }
 
+bool RecordConnection::hasEnded() const {
+    char byte = 0;
+    const ssize_t count = ::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT);
+    return count == 0 || (count == -1 && errno != EAGAIN && errno != EINTR);
+}
+
 Rynvel::Response RecordConnection::exchange(const Rynvel::Request& request, const Deadline& deadline) {
     requireInSync();
     m_isInSync = false;

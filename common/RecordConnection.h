@@ -62,6 +62,9 @@ public:
      */
     int descriptor() const { return m_socket.number(); }
 
+    /** Returns whether the peer has ended the connection, without waiting. Bytes that have arrived come first. */
+    bool hasEnded() const;
+
     /**
      * Sends a request and returns the response, which may report an error of the server. Throws if the peer cannot be a
      * register server: if the result is neither Success nor Error, if the length is above 128, or if the peer sends

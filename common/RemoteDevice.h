@@ -37,6 +37,9 @@ public:
      */
     RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory);
 
+    /** Returns whether the server has ended the connection for requests, so that the next request would fail. */
+    bool hasEnded() const { return m_requests.hasEnded(); }
+
     std::uint32_t read(std::uint32_t address);
     /** Reads a burst. @param items the number of registers, at most 128. */
     std::vector<std::uint32_t> read(std::uint32_t address, std::uint32_t items, Rynvel::ByteOrder order);

@@ -12,6 +12,15 @@
 
 namespace Rynvelctl {
 
+namespace {
+
+std::string& errorPrefix() {
+    static std::string text;
+    return text;
+}
+
+} // namespace
+
 Failure caughtFailure() {
     try {
         throw;
@@ -34,9 +43,13 @@ std::string errorLine(const std::string& text) {
 }
 
 void printError(const std::string& text) {
-    const std::string line = errorLine(text);
+    const std::string line = errorLine(errorPrefix() + text);
     // If this write fails, there is no other stream for an error message.
     [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
 }
+
+ErrorPrefix::ErrorPrefix(const std::string& text) { errorPrefix() = text; }
+
+ErrorPrefix::~ErrorPrefix() { errorPrefix().clear(); }
 
 } // namespace Rynvelctl

@@ -51,6 +51,15 @@ std::string errorLine(const std::string& text);
 /** Writes an error message to standard error. */
 void printError(const std::string& text);
 
+/** Puts a text before each message of printError() as long as the object exists. At most one object may exist. */
+class ErrorPrefix {
+public:
+    explicit ErrorPrefix(const std::string& text);
+    ErrorPrefix(const ErrorPrefix&) = delete;
+    ErrorPrefix& operator=(const ErrorPrefix&) = delete;
+    ~ErrorPrefix();
+};
+
 } // namespace Rynvelctl
 
 #endif

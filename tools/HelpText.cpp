@@ -101,7 +101,9 @@ std::vector<HelpSection> helpSections() {
           "If the command, an option or the number of arguments of a line is wrong, run names all such lines of the "
           "file and runs no line. The exception is standard input: a line runs as soon as it has arrived.",
           "run ends at the first line that fails, with the status of this line. With --keep-going, it also runs the "
-          "remaining lines. An error message begins with FILE:LINE:. expect makes a line fail if a register or a field "
+          "remaining lines. It runs all lines of a file even if standard output no longer has a reader, and then ends "
+          "with status 1 if a line of the output is lost. An error message begins with FILE:LINE:. expect makes a line "
+          "fail if a register or a field "
           "does not have the given value, and sleep waits between two lines."}},
         {"Interrupts",
          {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the "

@@ -4,7 +4,6 @@
 #include <cerrno>
 
 #include <poll.h>
-#include <unistd.h>
 
 #include "Commands.h"
 #include "Completion.h"
@@ -113,7 +112,10 @@ void irq(const CommandContext& context, const IrqOptions& options) {
 class InterruptWait {
 public:
     InterruptWait(const CommandContext& context, const Target& target, const WaitOptions& options)
-        : m_timeout(context.timeout()), m_name(target.name()), m_count(parseCount("count", options.count)) {
+        : m_timeout(context.timeout()),
+          m_output(context.output()),
+          m_name(target.name()),
+          m_count(parseCount("count", options.count)) {
         if (!options.each.empty()) {
             m_each = parseDuration("each", options.each);
         }
@@ -145,8 +147,8 @@ private:
     static constexpr milliseconds retryInterval{10};
 
     /** Waits until the descriptor is ready. @return false if the deadline passes first. @throws OutputClosed. */
-    static bool waitUntilReady(int descriptor, const Common::Deadline& deadline) {
-        std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    bool waitUntilReady(int descriptor, const Common::Deadline& deadline) const {
+        std::array<pollfd, 2> ready{{{descriptor, POLLIN, 0}, m_output.reader()}};
         int count = 0;
         do {
             count = ::poll(ready.data(), ready.size(), deadline.pollTimeout());
@@ -167,6 +169,7 @@ private:
     }
 
     const CommandTimeout m_timeout;
+    const Output& m_output;
     const std::string m_name;
     const std::uint32_t m_count;
     std::optional<milliseconds> m_each;

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Failure.h"
+#include "LineReader.h"
 #include "Words.h"
 
 namespace Rynvelctl {
@@ -19,6 +21,41 @@ std::vector<const char*> argumentsOf(const std::vector<std::string>& words) {
     return arguments;
 }
 
+/** @throws Failure if the words of a text are not those that the user sees in an editor. */
+void requireText(const std::string& line) {
+    if (line.size() > longestLine) {
+        throw usageError("the line has more than " + std::to_string(longestLine) + " bytes");
+    }
+    if (line.find('\0') != std::string::npos) {
+        throw usageError("the line contains a NUL byte (give a text file in UTF-8)");
+    }
+    const std::size_t end = line.find_last_not_of('\r');
+    if (end != std::string::npos && line.find('\r') < end) {
+        throw usageError("the line contains a carriage return (end each line with a line feed)");
+    }
+}
+
+/** Returns the global option that a word begins with; empty if there is none. */
+std::string globalOptionIn(const std::string& word) {
+    const std::string name = word.substr(0, word.find('='));
+    for (const Common::OptionDescription& option : CommandLine().describe().options) {
+        if (std::find(option.names.begin(), option.names.end(), name) != option.names.end()) {
+            return name;
+        }
+    }
+    return "";
+}
+
+Failure wrongLine(const std::vector<std::string>& words, const std::string& problem) {
+    for (const std::string& word : words) {
+        const std::string option = word.front() == '-' ? globalOptionIn(word) : "";
+        if (!option.empty()) {
+            return usageError(option + ": a line cannot contain global options (give the option with run)");
+        }
+    }
+    return wrongCommandLine(problem);
+}
+
 } // namespace
 
 struct LineParser::Commands {
@@ -29,7 +66,10 @@ struct LineParser::Commands {
         const std::vector<const char*> arguments = argumentsOf(words);
         const Common::ParseResult result = parser.parse(static_cast<int>(arguments.size()), arguments.data());
         if (result.kind != Common::ParseResult::Kind::Parsed) {
-            throw wrongCommandLine(result.text);
+            throw wrongLine(words, result.text);
+        }
+        if (!chosen) {
+            throw usageError("the command is missing (a comment begins with #)");
         }
         return chosen;
     }
@@ -43,6 +83,7 @@ LineParser::LineParser() = default;
 LineParser::~LineParser() = default;
 
 Action LineParser::parse(const std::string& line) {
+    requireText(line);
     const std::vector<std::string> words = wordsOf(line);
     if (words.empty()) {
         return nullptr;
@@ -50,6 +91,9 @@ Action LineParser::parse(const std::string& line) {
     std::for_each(words.begin(), words.end(), requireUsable);
     if (words.front() == "run") {
         throw usageError("run: a line cannot run a file of commands (give the commands themselves)");
+    }
+    if (words.front() == "rynvelctl") {
+        throw usageError("rynvelctl: a line begins with a command (leave out the name of the program)");
     }
     auto commands = m_commands == nullptr ? std::make_unique<Commands>() : std::move(m_commands);
     Action action = commands->parse(words);

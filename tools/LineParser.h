@@ -21,7 +21,7 @@ public:
     LineParser& operator=(const LineParser&) = delete;
     ~LineParser();
 
-    /** Returns the action of a line; empty for a line without a command. @throws Failure if the line is wrong. */
+    /** Returns the action of a line; empty for a line without words. @throws Failure if the line is wrong. */
     Action parse(const std::string& line);
 
 private:

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "LineReader.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -11,14 +13,14 @@
 #include <unistd.h>
 
 #include "Failure.h"
-#include "Output.h"
 
 namespace Rynvelctl {
 
 namespace {
 
-constexpr std::size_t longestLine = 65536;
 constexpr std::size_t pieceSize = 4096;
+/** What some editors put before the text of a file in UTF-8. */
+constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 
 Failure fileFailure(const std::string& file) { return usageError(file + ": " + std::strerror(errno)); }
 
@@ -34,34 +36,52 @@ Common::Descriptor open(const std::string& file) {
 
 } // namespace
 
-LineReader::LineReader(const std::string& file, const CommandTimeout& timeout)
-    : m_file(file), m_timeout(timeout), m_input(open(file)) {}
+LineReader::LineReader(const std::string& file, const CommandTimeout& timeout, const Output& output)
+    : m_file(file), m_timeout(timeout), m_output(output), m_input(open(file)) {}
 
 std::optional<std::string> LineReader::next() {
-    std::size_t searched = m_begin;
-    std::size_t end = m_text.find('\n', searched);
-    while (end == std::string::npos) {
-        searched = m_text.size() - m_begin;
-        if (searched > longestLine) {
-            throw usageError(m_file + ':' + std::to_string(m_number + 1) + ": the line has more than " +
-                             std::to_string(longestLine) + " bytes");
-        }
-        if (!readMore()) {
-            break;
-        }
-        end = m_text.find('\n', searched);
+    if (std::exchange(m_isInLongLine, false)) {
+        skipLine();
     }
-    if (end == std::string::npos && m_begin == m_text.size()) {
+    const std::size_t size = measureLine();
+    if (m_begin == m_text.size()) {
         return std::nullopt;
     }
-    const std::string line = m_text.substr(m_begin, end - m_begin);
-    m_begin = end == std::string::npos ? m_text.size() : end + 1;
-    ++m_number;
+    m_isInLongLine = size > longestLine;
+    std::string line = m_text.substr(m_begin, std::min(size, longestLine + 1));
+    m_begin = std::min(m_begin + line.size() + (m_isInLongLine ? 0 : 1), m_text.size());
+    if (++m_number == 1 && line.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
+        line.erase(0, byteOrderMark.size());
+    }
     return line;
 }
 
+std::size_t LineReader::measureLine() {
+    std::size_t size = 0;
+    do {
+        const std::size_t end = m_text.find('\n', m_begin + size);
+        if (end != std::string::npos) {
+            return end - m_begin;
+        }
+        size = m_text.size() - m_begin;
+    } while (size <= longestLine && readMore());
+    return size;
+}
+
+void LineReader::skipLine() {
+    std::size_t end = m_text.find('\n', m_begin);
+    while (end == std::string::npos) {
+        m_begin = m_text.size();
+        if (!readMore()) {
+            return;
+        }
+        end = m_text.find('\n', m_begin);
+    }
+    m_begin = end + 1;
+}
+
 void LineReader::waitUntilReadable() const {
-    std::array<pollfd, 2> ready{{{m_input.number(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    std::array<pollfd, 2> ready{{{m_input.number(), POLLIN, 0}, m_output.reader()}};
     while (::poll(ready.data(), ready.size(), m_timeout.deadline().pollTimeout()) <= 0) {
         m_timeout.requireTimeLeft(m_file);
     }
@@ -79,6 +99,10 @@ bool LineReader::readMore() {
     m_text.resize(size + (count > 0 ? static_cast<std::size_t>(count) : 0));
     if (count == -1 && errno != EINTR && errno != EAGAIN) {
         throw fileFailure(m_file);
+    }
+    // A file that is always readable does not wait, so the time may be over without a wait.
+    if (count > 0) {
+        m_timeout.requireTimeLeft(m_file);
     }
     return count != 0;
 }

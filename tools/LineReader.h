@@ -12,11 +12,15 @@
 
 #include "CommandTimeout.h"
 #include "Descriptor.h"
+#include "Output.h"
 
 namespace Rynvelctl {
 
 /** The name of standard input. */
 constexpr const char* standardInput = "-";
+
+/** The number of bytes that a line may have. */
+constexpr std::size_t longestLine = 65536;
 
 /** Returns each line as soon as it has arrived. */
 class LineReader {
@@ -24,15 +28,16 @@ public:
     /**
      * @param file the name of a file; - is standard input.
      * @param timeout limits the wait for a line.
+     * @param output ends the wait for a line if it loses its reader. It must outlive this object.
      * @throws Failure if the file cannot be opened.
      */
-    LineReader(const std::string& file, const CommandTimeout& timeout);
+    LineReader(const std::string& file, const CommandTimeout& timeout, const Output& output);
 
     /**
-     * Returns the next line without its end; none after the last line.
+     * Returns the next line without its end and without a byte order mark; none after the last line. Returns only the
+     * first longestLine + 1 bytes of a longer line, at once.
      *
-     * @throws Failure if the file cannot be read or if a line has more than 65536 bytes, or OutputClosed if standard
-     * output closes during the wait.
+     * @throws Failure if the file cannot be read or if the time is over, or OutputClosed.
      */
     std::optional<std::string> next();
 
@@ -40,17 +45,23 @@ public:
     std::size_t number() const { return m_number; }
 
 private:
+    /** Reads up to the end of the line, or up to more than longestLine bytes. @return the number of bytes. */
+    std::size_t measureLine();
+    void skipLine();
     void waitUntilReadable() const;
     /** Reads more of the file. @return whether the file has not ended. */
     bool readMore();
 
     const std::string m_file;
     const CommandTimeout m_timeout;
+    const Output& m_output;
     const Common::Descriptor m_input;
     std::string m_text;
     /** The position of the next line in m_text. */
     std::size_t m_begin = 0;
     std::size_t m_number = 0;
+    /** Whether m_begin is in the middle of a line that is too long. */
+    bool m_isInLongLine = false;
 };
 
 } // namespace Rynvelctl

@@ -27,7 +27,10 @@ public:
     OpenDevice& operator=(const OpenDevice&) = delete;
     virtual ~OpenDevice() = default;
 
-    /** Returns whether further operations can succeed. They fail after a request that a server has not answered. */
+    /**
+     * Returns whether further operations can succeed. They fail after a request that a server has not answered, and if
+     * the server has ended the connection.
+     */
     virtual bool isUsable() const { return true; }
 
     /** Returns the size of the map in bytes; none if the size is unknown. */

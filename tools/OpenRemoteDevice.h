@@ -21,7 +21,7 @@ public:
     /** @param target must have a server, and must outlive this object. */
     explicit OpenRemoteDevice(const Target& target);
 
-    bool isUsable() const override { return m_isUsable; }
+    bool isUsable() const override { return m_isUsable && !m_device.hasEnded(); }
     std::optional<std::uint32_t> mapSize() const override { return std::nullopt; }
 
     std::uint32_t read(const RegisterRange& range) override;

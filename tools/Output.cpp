@@ -36,19 +36,25 @@ void waitUntilWritable(const CommandTimeout& timeout) {
     }
 }
 
-std::size_t writeSome(std::string_view text) {
-    // A writable pipe accepts PIPE_BUF bytes without blocking.
-    const ssize_t count = ::write(STDOUT_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
-    if (count >= 0) {
-        return static_cast<std::size_t>(count);
-    }
-    if (errno == EPIPE) {
-        throw OutputClosed();
-    }
-    if (errno != EAGAIN && errno != EINTR) {
-        throw outputFailure(errno);
+/** Writes a text. @return the error number; 0 if standard output has taken the whole text. */
+int writeAll(std::string_view text, const CommandTimeout& timeout) {
+    while (!text.empty()) {
+        waitUntilWritable(timeout);
+        // A writable pipe accepts PIPE_BUF bytes without blocking.
+        const ssize_t count = ::write(STDOUT_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+        if (count >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EAGAIN && errno != EINTR) {
+            return errno;
+        }
     }
     return 0;
+}
+
+void waitWithReader(pollfd reader, const Common::Deadline& deadline) {
+    if (::poll(&reader, 1, deadline.pollTimeout()) > 0) {
+        throw OutputClosed();
+    }
 }
 
 } // namespace
@@ -65,12 +71,12 @@ std::string withoutControlCharacters(std::string text) {
     return text;
 }
 
-void waitUntil(const Common::Deadline& deadline) {
-    pollfd output{STDOUT_FILENO, 0, 0};
-    if (::poll(&output, 1, deadline.pollTimeout()) > 0) {
-        throw OutputClosed();
-    }
-}
+void waitUntil(const Common::Deadline& deadline) { waitWithReader({STDOUT_FILENO, 0, 0}, deadline); }
+
+// poll() ignores a descriptor that is -1.
+pollfd Output::reader() const { return {m_loss->isKept ? -1 : STDOUT_FILENO, 0, 0}; }
+
+void Output::waitUntil(const Common::Deadline& deadline) const { waitWithReader(reader(), deadline); }
 
 void Output::print(const Report& report) const {
     const std::string text = withoutControlCharacters(formatReport(m_format, report, m_base));
@@ -80,10 +86,16 @@ void Output::print(const Report& report) const {
 }
 
 void Output::write(const std::string& text) const {
-    std::string_view rest = text;
-    while (!rest.empty()) {
-        waitUntilWritable(m_timeout);
-        rest.remove_prefix(writeSome(rest));
+    const int error = writeAll(text, m_timeout);
+    if (error == 0) {
+        return;
+    }
+    if (m_loss->isKept) {
+        m_loss->failure = m_loss->failure.value_or(outputFailure(error));
+    } else if (error == EPIPE) {
+        throw OutputClosed();
+    } else {
+        throw outputFailure(error);
     }
 }
 

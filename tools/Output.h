@@ -6,6 +6,11 @@
 #ifndef RYNVELCTL_OUTPUT_H
 #define RYNVELCTL_OUTPUT_H
 
+#include <memory>
+#include <optional>
+
+#include <poll.h>
+
 #include "CommandTimeout.h"
 #include "Failure.h"
 #include "NumberBase.h"
@@ -45,10 +50,36 @@ public:
     /** Writes a text unchanged. @throws Failure or OutputClosed. */
     void write(const std::string& text) const;
 
+    /**
+     * Makes the commands run to their end even if standard output fails or loses its reader: print() and write() then
+     * keep the first of these failures instead of throwing it. They still throw a Failure after the time-out.
+     */
+    void keepLoss() const { m_loss->isKept = true; }
+
+    /** Returns the failure that is kept; none if standard output has taken everything. */
+    const std::optional<Failure>& loss() const { return m_loss->failure; }
+
+    /**
+     * Returns what a command that waits gives to poll(), so that the wait also ends when standard output loses its
+     * reader. After keepLoss(), the wait does not end.
+     */
+    pollfd reader() const;
+
+    /** Waits until the deadline. @throws OutputClosed if standard output loses its reader, unless keepLoss() was
+     * called. */
+    void waitUntil(const Common::Deadline& deadline) const;
+
 private:
+    struct Loss {
+        bool isKept = false;
+        std::optional<Failure> failure;
+    };
+
     Format m_format;
     CommandTimeout m_timeout;
     GivenBase m_base;
+    /** All commands of a file write to the same standard output, so copies of this object share its state. */
+    std::shared_ptr<Loss> m_loss = std::make_shared<Loss>();
 };
 
 } // namespace Rynvelctl

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <cerrno>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Commands.h"
@@ -21,11 +23,11 @@ struct RunOptions {
 class Script {
 public:
     Script(const CommandContext& context, const RunOptions& options)
-        : m_context(context), m_options(options), m_lines(options.file, context.timeout()) {}
+        : m_context(context), m_options(options), m_lines(options.file, context.timeout(), context.output()) {}
 
-    /** Runs each line as soon as it has arrived. */
+    /** Runs each line as soon as it has arrived. Ends with the reader of standard output. */
     void runEach() {
-        while (!isOver()) {
+        while (!m_isOver) {
             const auto line = nextLine();
             if (!line) {
                 return;
@@ -34,23 +36,27 @@ public:
         }
     }
 
-    /** Runs the lines if all of them are commands. */
+    /** Runs the lines if all of them are commands. Does not end with the reader of standard output. */
     void runAll() {
+        m_context.output().keepLoss();
         const std::vector<Line> lines = parseAll();
         if (m_firstFailure) {
             return;
         }
         for (const Line& line : lines) {
-            if (!isOver()) {
+            if (!m_isOver) {
                 attempt(line.number, [&] { run(line.action); });
             }
         }
     }
 
-    /** @throws SilentEnd if a line has failed. */
+    /** @throws SilentEnd if a line has failed, or if a line of the output is lost. */
     void requireSuccess() const {
         if (m_firstFailure) {
             throw SilentEnd{*m_firstFailure};
+        }
+        if (m_hasLostOutput) {
+            throw SilentEnd{ExitStatus::Failed};
         }
     }
 
@@ -60,10 +66,12 @@ private:
         Action action;
     };
 
-    /** Returns the next line; none after the last line, and after a failure. */
+    /** Returns the next line; none after the last line, after a failure, and without a reader of standard output. */
     std::optional<std::string> nextLine() {
         try {
             return m_lines.next();
+        } catch (const OutputClosed&) {
+            return std::nullopt;
         } catch (const Failure& failure) {
             keep(failure.status(), failure.what());
             return std::nullopt;
@@ -73,41 +81,63 @@ private:
     std::vector<Line> parseAll() {
         std::vector<Line> lines;
         while (const auto line = nextLine()) {
-            attempt(m_lines.number(), [&] { lines.push_back({m_lines.number(), m_parser.parse(*line)}); });
+            attempt(m_lines.number(), [&] {
+                if (Action action = m_parser.parse(*line)) {
+                    lines.push_back({m_lines.number(), std::move(action)});
+                }
+            });
+            // A file with such a line may be endless, like /dev/zero.
+            if (line->size() > longestLine) {
+                break;
+            }
         }
         return lines;
     }
 
     void run(const Action& action) const {
         if (action) {
+            requireTimeLeft();
             perform(action, m_context);
+        }
+    }
+
+    void requireTimeLeft() const {
+        if (m_context.timeout().deadline().hasPassed()) {
+            throw Failure(ExitStatus::TimedOut, "timed out after " + m_context.timeout().limitText() +
+                                                    " (this line and the lines after it were not run)");
         }
     }
 
     template <typename Step>
     void attempt(std::size_t number, const Step& step) {
+        const ErrorPrefix prefix(m_options.file + ':' + std::to_string(number) + ": ");
         try {
             step();
         } catch (const OutputClosed&) {
-            throw;
+            loseOutput(outputFailure(EPIPE));
         } catch (const SilentEnd& end) {
-            keep(end.status,
-                 prefixOf(number) + "the command ended with status " + std::to_string(static_cast<int>(end.status)));
+            keep(end.status, "the command ended with status " + std::to_string(static_cast<int>(end.status)));
         } catch (...) {
             const Failure failure = caughtFailure();
-            keep(failure.status(), prefixOf(number) + failure.what());
+            keep(failure.status(), failure.what());
+        }
+        if (const auto& loss = m_context.output().loss()) {
+            loseOutput(*loss);
         }
     }
-
-    std::string prefixOf(std::size_t number) const { return m_options.file + ':' + std::to_string(number) + ": "; }
 
     void keep(ExitStatus status, const std::string& text) {
         printError(text);
         m_firstFailure = m_firstFailure.value_or(status);
+        const bool isTimeOver = status == ExitStatus::TimedOut && m_context.timeout().deadline().hasPassed();
+        m_isOver = m_isOver || !m_options.keepsGoing || isTimeOver;
     }
 
-    bool isOver() const {
-        return m_firstFailure && (!m_options.keepsGoing || m_context.timeout().deadline().hasPassed());
+    void loseOutput(const Failure& failure) {
+        if (!std::exchange(m_hasLostOutput, true)) {
+            printError(failure.what());
+        }
+        m_isOver = m_isOver || m_options.file == standardInput;
     }
 
     const CommandContext& m_context;
@@ -115,6 +145,8 @@ private:
     LineReader m_lines;
     LineParser m_parser;
     std::optional<ExitStatus> m_firstFailure;
+    bool m_hasLostOutput = false;
+    bool m_isOver = false;
 };
 
 void run(const CommandContext& context, const RunOptions& options) {

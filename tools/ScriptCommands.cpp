@@ -25,7 +25,7 @@ void sleep(const CommandContext& context, const SleepOptions& options) {
     if (!time) {
         throw usageError("sleep: " + Common::notADuration(options.time));
     }
-    waitUntil(Common::Deadline::earlier(Common::Deadline(*time), context.timeout().deadline()));
+    context.output().waitUntil(Common::Deadline::earlier(Common::Deadline(*time), context.timeout().deadline()));
     context.timeout().requireTimeLeft("sleep");
 }
 

@@ -203,7 +203,7 @@ public:
         for (const SkippedRegisters& skipped : restoration.skipped()) {
             print(skipped);
             // The user must see what was not restored, even with --quiet or without standard output.
-            if (m_failure || m_output.format() == Format::Bare) {
+            if (m_failure || m_output.loss() || m_output.format() == Format::Bare) {
                 printError(formatText(Report(skipped)));
             }
         }

@@ -2,8 +2,10 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <regex>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,6 +47,50 @@ protected:
     Ending runInput(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         return start(options, "script").wait();
+    }
+
+    /** Runs commands from a file and from standard input, and expects the same of both. @param problem after the file.
+     */
+    void expectBoth(const std::string& commands, int status, const std::string& output,
+                    const std::string& problem = "") const {
+        expectEnding(run(commands), status, output, problem.empty() ? "" : "script" + problem);
+        expectEnding(runInput(commands), status, output, problem.empty() ? "" : '-' + problem);
+    }
+
+    /** Runs commands from a file with another standard output. @param output its descriptor, which is closed. */
+    Ending runWithOutput(int output, const std::string& commands, const std::string& options = "") const {
+        m_folder.store("script", commands);
+        Program program(RYNVELCTL_FOR_TESTS, words("--map board.svd run script " + options), m_folder.path(), output);
+        close(output);
+        return program.wait();
+    }
+
+    /** Returns the write end of a pipe that nobody reads. */
+    static int outputWithoutAReader() {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        close(ends[0]);
+        return ends[1];
+    }
+
+    /** Runs commands from a file with a standard output that nobody reads. */
+    Ending runWithoutAReader(const std::string& commands, const std::string& options = "") const {
+        return runWithOutput(outputWithoutAReader(), commands, options);
+    }
+
+    /** Runs commands from a pipe that stays open, with a standard output that nobody reads. */
+    Ending runInputWithoutAReader(const std::string& commands, const std::string& options = "") const {
+        std::array<int, 2> input{};
+        EXPECT_EQ(pipe2(input.data(), O_CLOEXEC), 0);
+        EXPECT_EQ(write(input[1], commands.data(), commands.size()), static_cast<ssize_t>(commands.size()));
+        const int output = outputWithoutAReader();
+        Process program(commandOf(RYNVELCTL_FOR_TESTS, words("run - " + options)),
+                        {enter(m_folder.path()) + "exec <&3 && ", {input[0]}, output});
+        close(output);
+        const Ending ending = program.wait();
+        close(input[0]);
+        close(input[1]);
+        return ending;
     }
 
     Program start(const std::string& options, const std::string& input) const {
@@ -113,16 +159,73 @@ TEST_F(CommandFiles, OpenADeviceAgainAfterARequestWithoutAnAnswer) {
     EXPECT_EQ(requests[4].connection, 1U);
 }
 
+TEST_F(CommandFiles, OpenADeviceAgainAfterTheServerHasClosedAnIdleConnection) {
+    TestPeer peer;
+    peer.script({success(), success(), success(), success({7})});
+    makeFifo();
+    Program program = start("--remote " + peer.address(), "fifo");
+    const int input = openFifo();
+    ASSERT_EQ(write(input, "write map32 0 1\n", 16), 16);
+    EXPECT_EQ(program.outputLine(), "map32 0x00000000 = 0x00000001");
+    peer.close(0);
+    ASSERT_EQ(write(input, "read map32 4\n", 13), 13);
+    close(input);
+    expectEnding(program.wait(), 0, "map32 0x00000004 = 0x00000007\n");
+    const auto requests = peer.requests(4);
+    ASSERT_EQ(requests.size(), 4U);
+    EXPECT_EQ(requests[1].connection, 0U);
+    EXPECT_EQ(requests[2].connection, 1U);
+    EXPECT_EQ(requests[3].connection, 1U);
+}
+
 TEST_F(CommandFiles, WithAWrongLineRunNoLine) {
     for (const std::string options : {"", "--keep-going"}) {
         expectEnding(run("write map32 0 1\n\nraed map32 0\nread map32\nread map32 0 --json\nrun script\n", options), 2,
                      "",
                      "script:3: unknown command 'raed' (did you mean 'read'?)\n"
                      "rynvelctl: script:4: ADDRESS is required\n"
-                     "rynvelctl: script:5: unknown option '--json'\n"
+                     "rynvelctl: script:5: --json: a line cannot contain global options (give the option with run)\n"
                      "rynvelctl: script:6: run: a line cannot run a file of commands (give the commands themselves)");
     }
     EXPECT_EQ(get(0), 0U);
+}
+
+TEST_F(CommandFiles, RefuseWhatIsRightOnlyOnTheCommandLine) {
+    const std::string remedy = ": a line cannot contain global options (give the option with run)";
+    for (const std::string option : {"--json", "--timeout=1s", "-q", "--help", "--version"}) {
+        const std::string name = option.substr(0, option.find('='));
+        expectBoth("read map32 0 " + option + '\n', 2, "", ":1: " + name + remedy);
+    }
+    expectBoth("rynvelctl read file8 0\n", 2, "",
+               ":1: rynvelctl: a line begins with a command (leave out the name of the program)");
+    expectBoth("maps -- list\n", 2, "", ":1: maps: the command 'list' cannot follow -- (leave out --)");
+}
+
+TEST_F(CommandFiles, RefuseALineWithoutACommand) {
+    for (const std::string line : {"--", "-- write map32 0 9", "-- expect map32 0 99", "-- maps list"}) {
+        expectBoth(line + '\n', 2, "", ":1: the command is missing (a comment begins with #)");
+    }
+    EXPECT_EQ(get(0), 0U);
+}
+
+TEST_F(CommandFiles, RefuseALineThatIsNotText) {
+    using namespace std::string_literals;
+    const std::string nul = ": the line contains a NUL byte (give a text file in UTF-8)";
+    expectBoth("\nwrite map32 0 0x1\0002345\n"s, 2, "", ":2" + nul);
+    expectBoth("write map32 0 0x12\0\0\0\0"s, 2, "", ":1" + nul);
+    expectBoth("write map32 0 1 # \0\n"s, 2, "", ":1" + nul);
+    expectBoth("\xff\xfew\0r\0i\0t\0e\0"s, 2, "", ":1" + nul);
+    const std::string carriageReturn = ": the line contains a carriage return (end each line with a line feed)";
+    expectBoth("# Writes.\rwrite map32 0 2\r", 2, "", ":1" + carriageReturn);
+    expectBoth("write map32 0 2\rwrite map32 4 2\n", 2, "", ":1" + carriageReturn);
+    EXPECT_EQ(get(0), 0U);
+}
+
+TEST_F(CommandFiles, MayComeFromOtherSystems) {
+    expectBoth("write map32 LEVEL0=1 LEVEL1=2\r\nexpect map32 LEVEL1 2\r\n\r\nread file8 0\r", 0,
+               "map32 LEVEL0 = 0x00000001\nmap32 LEVEL1 = 0x00000002\nfile8 0x00000000 = 0x00\n");
+    expectBoth("\xef\xbb\xbfread file8 0\n", 0, "file8 0x00000000 = 0x00\n");
+    expectBoth("\xef\xbb\xbf# Reads.\nread file8 0\n", 0, "file8 0x00000000 = 0x00\n");
 }
 
 TEST_F(CommandFiles, OnStandardInputRunUpToTheWrongLine) {
@@ -150,6 +253,63 @@ TEST_F(CommandFiles, KeepGoingIfTheUserAsksForIt) {
     expectEnding(runInput("frob\nread file8 64\nread file8 1\n", "--keep-going"), 2, "file8 0x00000001 = 0x00\n",
                  "-:1: unknown command 'frob'\nrynvelctl: -:2: file8: reading 0x00000040 failed");
     expectEnding(run("read file8 0\n", "--keep-going"), 0, "file8 0x00000000 = 0x00\n");
+}
+
+TEST_F(CommandFiles, WithoutAReaderOfTheOutputRunAllLines) {
+    const std::string commands = "write map32 0x100 1\nsleep 10ms\nread map32 0x100 0x104\nwatch map32 0x100\n"
+                                 "write map32 0x104 2\n";
+    const auto expectLoss = [this](const Ending& ending, const std::string& reason) {
+        expectEnding(ending, 1, "", "script:1: standard output: " + reason);
+        EXPECT_EQ(get(0x100), 1U);
+        EXPECT_EQ(get(0x104), 2U);
+        m_folder.store("map", std::string(4096, '\0'));
+    };
+    expectLoss(runWithoutAReader(commands), "Broken pipe");
+    expectLoss(runWithOutput(open("/dev/full", O_WRONLY | O_CLOEXEC), "write map32 0x100 1\nwrite map32 0x104 2\n"),
+               "No space left on device");
+    expectEnding(runWithoutAReader("write map32 0x100 1\nsleep 10ms\nwrite map32 0x104 2\n", "--quiet"), 0, "");
+    EXPECT_EQ(get(0x104), 2U);
+}
+
+TEST_F(CommandFiles, WithoutAReaderOfTheOutputRestoreAllRegisters) {
+    m_folder.store("board.svd",
+                   mapOfPeripherals(peripheralOf("map32", "", registerAt("A", "0", "") + registerAt("B", "4", ""))));
+    expectEnding(runWithoutAReader("save map32 s\nwrite map32 A=7\nrestore map32 s\nsave map32 -\nwrite map32 B=2\n"),
+                 1, "", "script:1: standard output: Broken pipe");
+    EXPECT_EQ(get(0), 0U);
+    EXPECT_EQ(get(4), 2U);
+}
+
+TEST_F(CommandFiles, WithoutAReaderOfTheOutputWaitForInterrupts) {
+    const TestPeer peer;
+    expectEnding(
+        runWithoutAReader("wait remote --each 20ms\nwrite remote 0 1\n", "--type Uio32 --remote " + peer.address()), 4,
+        "", "script:1: remote: no interrupt within 20 ms");
+}
+
+TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenWithoutAReader) {
+    const std::string problem = ":1: missing: nowhere/registers: No such file or directory";
+    const std::string loss = ":2: standard output: Broken pipe";
+    expectEnding(runWithoutAReader("read missing 0\nread file8 0\n", "--keep-going"), 3, "",
+                 "script" + problem + "\nrynvelctl: script" + loss);
+    expectEnding(runInputWithoutAReader("read missing 0\nread file8 0\n", "--keep-going"), 3, "",
+                 '-' + problem + "\nrynvelctl: -" + loss);
+    // Nothing is lost, but standard output has no reader while the command waits for the next line.
+    expectEnding(runInputWithoutAReader("read missing 0\n", "--keep-going"), 3, "", '-' + problem);
+    // A failure counts more than a loss before it.
+    expectEnding(runWithoutAReader("read file8 0\nread missing 0\n"), 3, "",
+                 "script:1: standard output: Broken pipe\n"
+                 "rynvelctl: script:2: missing: nowhere/registers: No such file or directory");
+}
+
+TEST_F(CommandFiles, OnStandardInputEndAtTheLineWhoseOutputIsLost) {
+    for (const std::string options : {"", "--keep-going"}) {
+        expectEnding(runInputWithoutAReader("read file8 0\nwrite map32 0 1\n", options), 1, "",
+                     "-:1: standard output: Broken pipe");
+        expectEnding(runInputWithoutAReader("sleep 1m\nwrite map32 0 1\n", options), 1, "",
+                     "-:1: standard output: Broken pipe");
+    }
+    EXPECT_EQ(get(0), 0U);
 }
 
 TEST_F(CommandFiles, RefuseAWriteThatWouldChangeOtherFields) {
@@ -196,8 +356,8 @@ TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) 
 
 TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
     expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
-                 "map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
-                 "rynvelctl: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
+                 "script:1: map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
+                 "rynvelctl: script:1: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
                  "rynvelctl: script:3: the command ended with status 1");
 }
 
@@ -260,8 +420,50 @@ TEST_F(CommandFiles, ThatCannotBeReadAreRefused) {
     };
     expectProblem("nowhere", "nowhere: No such file or directory");
     expectProblem(".", ".: Is a directory");
-    expectEnding(run("read file8 0\n" + std::string(70000, ' ') + "\n"), 2, "",
+    expectProblem("/dev/zero", "/dev/zero:1: the line has more than 65536 bytes");
+}
+
+TEST_F(CommandFiles, OnStandardInputThatCannotBeReadEndAfterTheLinesBefore) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    Process program(commandOf(RYNVELCTL_FOR_TESTS, words("run - --keep-going")),
+                    {enter(m_folder.path()) + "exec <&3 && ", {ends[1]}, Process::toTheTest});
+    ASSERT_EQ(write(ends[0], "read file8 0\n", 13), 13);
+    EXPECT_EQ(program.outputLine(), "file8 0x00000000 = 0x00");
+    // The peer of a socket that is closed before all bytes are read resets the connection.
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    close(ends[0]);
+    expectEnding(program.wait(), 2, "", "-: Connection reset by peer");
+    close(ends[1]);
+}
+
+TEST_F(CommandFiles, HaveLinesUpToALimit) {
+    const std::string command = "read file8 0";
+    const auto lineOf = [&command](std::size_t size) { return command + std::string(size - command.size(), ' '); };
+    for (const std::string end : {"\n", ""}) {
+        expectBoth(lineOf(65536) + end, 0, "file8 0x00000000 = 0x00\n");
+        expectBoth("# " + std::string(65534, 'x') + end, 0, "");
+        for (const std::size_t size : {65537U, 66000U, 70000U, 200000U}) {
+            expectBoth(lineOf(size) + end, 2, "", ":1: the line has more than 65536 bytes");
+        }
+    }
+    const std::string comment = '#' + std::string(100000, 'x') + '\n';
+    expectEnding(runInput(comment + "read file8 1\n" + comment + "read file8 2", "--keep-going"), 2,
+                 "file8 0x00000001 = 0x00\nfile8 0x00000002 = 0x00\n",
+                 "-:1: the line has more than 65536 bytes\nrynvelctl: -:3: the line has more than 65536 bytes");
+    expectEnding(run("read file8 1\n" + comment, "--keep-going"), 2, "",
                  "script:2: the line has more than 65536 bytes");
+}
+
+TEST_F(CommandFiles, MayHaveManyLines) {
+    std::string commands;
+    std::string output;
+    for (int i = 0; i < 1000; ++i) {
+        commands += "read file8 " + std::to_string(i % 10) + " # " +
+                    std::string(static_cast<std::size_t>(i % 97), 'x') + (i % 2 == 0 ? "\n" : "\n\n");
+        output += "file8 0x0000000" + std::to_string(i % 10) + " = 0x00\n";
+    }
+    expectBoth(commands, 0, output);
 }
 
 TEST_F(CommandFiles, SleepBetweenCommands) {
@@ -274,6 +476,35 @@ TEST_F(CommandFiles, SleepBetweenCommands) {
     expectEnding(run("sleep soon\n"), 2, "",
                  "script:1: sleep: 'soon' is not a time (a number with the unit ms, s, m or h, in whole "
                  "milliseconds, at most one day)");
+}
+
+TEST_F(CommandFiles, AreReadNoLongerThanTheTimeout) {
+    const std::string emptyLines(4000000, '\n');
+    expectEnding(run(emptyLines, "--timeout 1ms"), 4, "", "script: timed out after 1 ms");
+    expectEnding(runInput(emptyLines, "--timeout 1ms --keep-going"), 4, "", "-: timed out after 1 ms");
+    std::string commands;
+    for (int i = 0; i < 200000; ++i) {
+        commands += "sleep 0\n";
+    }
+    expectEnding(run(commands, "--timeout 20ms"), 4, "", "script: timed out after 20 ms");
+}
+
+TEST_F(CommandFiles, RunNoLongerThanTheTimeoutEvenIfNoLineWaits) {
+    m_folder.store("big.svd",
+                   mapOfPeripherals(peripheralOf(
+                       "map32", "", registerAt("R%s", "0", "<dim>1000</dim><dimIncrement>4</dimIncrement>"))));
+    std::string commands = "read missing 0\n";
+    for (int i = 0; i < 150; ++i) {
+        commands += "maps check big.svd\n";
+    }
+    const std::string notRun = R"(:\d+: timed out after 50 ms \(this line and the lines after it were not run\)\n)";
+    const Ending ending = runInput(commands, "--quiet --timeout 50ms --keep-going");
+    EXPECT_EQ(ending.status, 3);
+    EXPECT_TRUE(std::regex_match(ending.error, std::regex("rynvelctl: -:1: missing: [^\n]*\nrynvelctl: -" + notRun)))
+        << ending.error;
+    const Ending other = run(commands.substr(commands.find('\n') + 1), "--quiet --timeout 50ms");
+    EXPECT_EQ(other.status, 4);
+    EXPECT_TRUE(std::regex_match(other.error, std::regex("rynvelctl: script" + notRun))) << other.error;
 }
 
 TEST_F(CommandFiles, ExpectValues) {
