@@ -159,7 +159,7 @@ const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
         for (const Field& each : located.contents->fields) {
             names.push_back(each.name);
         }
-        const std::string question = Common::didYouMean(Common::nearestNames(name, names));
+        const std::string question = Common::didYouMean(similarTo(name, names));
         const std::string choices =
             names.empty() ? "the register has no fields" : "give " + Common::alternatives(names);
         throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) + " (" +
@@ -238,6 +238,23 @@ private:
     const Field& m_field;
     std::string m_subject;
 };
+
+/** @throws RefusedValue if the write constraint of a field does not allow the value that the field has in a register.
+ */
+void requireFieldAllowed(const LocatedRegister& located, const Field& field, std::uint64_t registerValue) {
+    const std::uint64_t number = decode(field, registerValue).value;
+    const std::string reason = reasonToRefuse(field, number, std::to_string(number));
+    if (!reason.empty()) {
+        throw RefusedValue(subjectOf(located, field) + reason);
+    }
+}
+
+/** Returns whether a mask has some of the bits, but not all. */
+bool selectsPart(std::uint64_t mask, std::uint64_t bits) { return (mask & bits) != 0 && (bits & ~mask) != 0; }
+
+bool hasRange(const Register& aRegister) {
+    return aRegister.writeConstraint && aRegister.writeConstraint->kind == WriteConstraint::Kind::Range;
+}
 
 template <typename Condition>
 bool hasFieldInside(const Register& aRegister, const Condition& condition) {
@@ -385,8 +402,7 @@ void requireInRange(const LocatedRegister& located, const MaskedValue& written) 
     const auto& constraint = located.contents->writeConstraint;
     const std::uint64_t lowest = written.value & written.mask;
     const std::uint64_t highest = lowest | (bitsOf(*located.contents) & ~written.mask);
-    if (constraint && constraint->kind == WriteConstraint::Kind::Range &&
-        (lowest > constraint->maximum || highest < constraint->minimum)) {
+    if (hasRange(*located.contents) && (lowest > constraint->maximum || highest < constraint->minimum)) {
         throw RefusedValue(subjectOf(located) + ": value " + std::to_string(lowest) + " is not allowed (write " +
                            std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
     }
@@ -405,11 +421,29 @@ void requireAllowed(const LocatedRegister& located, const MaskedValue& written) 
     requireInRange(located, written);
     for (const Field& field : contents.fields) {
         if (isWritable(field.access) && isInside(field, contents) && isConstrained(field, written)) {
-            const std::uint64_t number = decode(field, written.value).value;
-            const std::string reason = reasonToRefuse(field, number, std::to_string(number));
-            if (!reason.empty()) {
-                throw RefusedValue(subjectOf(located, field) + reason);
-            }
+            requireFieldAllowed(located, field, written.value);
+        }
+    }
+}
+
+bool dependsOnOtherBits(const LocatedRegister& located, std::uint64_t mask) {
+    const Register& contents = *located.contents;
+    return (hasRange(contents) && selectsPart(mask, bitsOf(contents))) ||
+           hasFieldInside(contents, [mask](const Field& field) {
+               return isWritable(field.access) && field.writeConstraint && selectsPart(mask, maskOf(field));
+           });
+}
+
+void requireResultAllowed(const LocatedRegister& located, const MaskedValue& written, std::uint64_t before) {
+    const Register& contents = *located.contents;
+    const std::uint64_t bits = bitsOf(contents);
+    const MaskedValue result{((before & ~written.mask) | (written.value & written.mask)) & bits, bits};
+    requireInRange(located, result);
+    for (const Field& field : contents.fields) {
+        const bool isWritten =
+            isWritable(field.access) && isInside(field, contents) && (maskOf(field) & written.mask) != 0;
+        if (isWritten && isConstrained(field, result)) {
+            requireFieldAllowed(located, field, result.value);
         }
     }
 }

@@ -159,6 +159,21 @@ void requireInRange(const LocatedRegister& located, const MaskedValue& written);
  */
 void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 
+/**
+ * Returns whether the bits outside a mask decide if a register accepts a masked write: the register accepts only a
+ * range of values, or the write contains only some bits of a field with a write constraint.
+ */
+bool dependsOnOtherBits(const LocatedRegister& located, std::uint64_t mask);
+
+/**
+ * Checks the value that a masked write gives a register.
+ *
+ * @param before the value of the register before the write.
+ * @throws RefusedValue if the value is outside the range of the register, or if a field with a written bit has a value
+ * that its write constraint does not allow.
+ */
+void requireResultAllowed(const LocatedRegister& located, const MaskedValue& written, std::uint64_t before);
+
 } // namespace Maps
 
 #endif

@@ -314,4 +314,16 @@ void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask) {
     }
 }
 
+std::uint64_t readableBits(const Register& aRegister) {
+    return bitsOfFields(aRegister, [](const Field& field) { return isReadable(field.access); }) |
+           (isReadable(aRegister.access) ? bitsOf(aRegister) & ~bitsOfFields(aRegister) : 0);
+}
+
+void requireReadable(const LocatedRegister& located, std::uint64_t mask) {
+    const std::uint64_t hidden = mask & ~readableBits(*located.contents);
+    if (hidden != 0) {
+        requireBitsReadable(located, hidden);
+    }
+}
+
 } // namespace Maps

@@ -201,17 +201,22 @@ std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const st
     return std::nullopt;
 }
 
-std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name) {
-    const std::vector<std::string> candidates = candidatesFor(peripheral, name);
-    std::vector<std::string> inLowerCase(candidates.size());
-    std::transform(candidates.begin(), candidates.end(), inLowerCase.begin(), lowerCase);
+std::vector<std::string> similarTo(const std::string& name, const std::vector<std::string>& names) {
+    std::vector<std::string> inLowerCase(names.size());
+    std::transform(names.begin(), names.end(), inLowerCase.begin(), lowerCase);
     const std::vector<std::string> nearest = Common::nearestNames(lowerCase(name), inLowerCase);
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < candidates.size() && names.size() < mostSuggestions; ++i) {
+    std::vector<std::string> similar;
+    for (std::size_t i = 0; i < names.size(); ++i) {
         if (std::find(nearest.begin(), nearest.end(), inLowerCase[i]) != nearest.end()) {
-            names.push_back(candidates[i]);
+            similar.push_back(names[i]);
         }
     }
+    return similar;
+}
+
+std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name) {
+    std::vector<std::string> names = similarTo(name, candidatesFor(peripheral, name));
+    names.resize(std::min(names.size(), mostSuggestions));
     return names;
 }
 

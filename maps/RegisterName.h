@@ -60,6 +60,9 @@ const Field* findField(const Register& aRegister, const std::string& name);
  */
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name);
 
+/** Returns those of the names that the user may have meant by another one. Ignores the case of letters. */
+std::vector<std::string> similarTo(const std::string& name, const std::vector<std::string>& names);
+
 /** Returns up to three names that the user may have meant by an unknown name. Ignores the case of letters. */
 std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name);
 

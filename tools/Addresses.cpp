@@ -2,13 +2,17 @@
 #include "Addresses.h"
 
 #include <cctype>
+#include <string_view>
 
 #include "FieldValues.h"
 #include "Number.h"
+#include "Numbers.h"
 
 namespace Rynvelctl {
 
 namespace {
+
+constexpr std::string_view rangeSeparator = "..";
 
 bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<unsigned char>(text.front())) != 0; }
 
@@ -44,13 +48,12 @@ Addressed Addresses::findWithoutBits(const std::string& text) {
 }
 
 Addressed Addresses::findRange(const std::string& text) {
-    const std::string separator = "..";
-    const std::size_t position = text.find(separator);
+    const std::size_t position = text.find(rangeSeparator);
     if (position == std::string::npos) {
         return findPart(text);
     }
     const std::string first = text.substr(0, position);
-    const std::string last = text.substr(position + separator.size());
+    const std::string last = text.substr(position + rangeSeparator.size());
     for (const std::string& end : {first, last}) {
         if (m_unit == AddressUnit::Bytes && !Common::isNumber(end, Common::anyNotation)) {
             throw usageError(m_target.name() + ": '" + text +
@@ -72,10 +75,26 @@ bool Addresses::selectsBits(const std::string& text, const Bracketed& bracketed)
         return true;
     }
     if (isName(bracketed.before)) {
+        const std::string bits = '[' + bracketed.inside + ']';
         throw usageError(m_target.name() + ": '" + text + "' is a register and also selects bits of register " +
-                         bracketed.before + " (give an address)");
+                         bracketed.before + " (give " + hexadecimalAddress(text) + " for the register, or " +
+                         hexadecimalAddress(bracketed.before) + bits + " for the bits)");
     }
     return false;
+}
+
+std::string Addresses::hexadecimalAddress(const std::string& name) {
+    return hexadecimal(registerMapFor(name).find(name).whole.range.address());
+}
+
+bool Addresses::isRange(const std::string& text) {
+    const std::size_t position = text.find(rangeSeparator);
+    return position != std::string::npos && Common::isNumber(text.substr(0, position), Common::anyNotation) &&
+           Common::isNumber(text.substr(position + rangeSeparator.size()), Common::anyNotation);
+}
+
+bool Addresses::isRegister(const std::string& text) {
+    return Common::isNumber(text, Common::anyNotation) || isName(text);
 }
 
 bool Addresses::isName(const std::string& text) {
@@ -114,8 +133,13 @@ const RegisterMap& Addresses::registerMapFor(const std::string& name) {
 }
 
 void requireReadable(const Addressed& addressed) {
-    if (addressed.named) {
-        requireReadable(*addressed.named);
+    if (!addressed.named) {
+        return;
+    }
+    requireReadable(*addressed.named);
+    const MappedRegister& whole = addressed.named->whole;
+    if (addressed.bits && (addressed.bits->mask() & Maps::readableBits(whole.contents())) == 0) {
+        requireBitsReadable(whole, addressed.bits->mask());
     }
 }
 

@@ -53,6 +53,12 @@ public:
     /** Finds a register. @throws Failure also for a field. */
     Addressed findWhole(const std::string& text);
 
+    /** Returns whether a text has the form of a range of addresses, such as 0x10..0x1c. */
+    static bool isRange(const std::string& text);
+
+    /** Returns whether a text is an address, or the name of a register or a field. */
+    bool isRegister(const std::string& text);
+
     /** Returns the register map that was searched for a name; null if there is none. */
     const RegisterMap* registerMap() const { return m_map; }
 
@@ -61,6 +67,8 @@ private:
     /** Returns whether a text with brackets selects bits. Otherwise, it is the name of an element of an array. */
     bool selectsBits(const std::string& text, const Bracketed& bracketed);
     bool isName(const std::string& text);
+    /** Returns the address of a named register as a number. */
+    std::string hexadecimalAddress(const std::string& name);
     /** Returns whether a text is an address. A name may begin with a digit, too. */
     bool isAddress(const std::string& text);
     const RegisterMap* findMap();
@@ -72,7 +80,7 @@ private:
     const RegisterMap* m_map = nullptr;
 };
 
-/** @throws Failure if the register map says that the register or field cannot be read. */
+/** @throws Failure if the register map says that the register, the field or all of the bits cannot be read. */
 void requireReadable(const Addressed& addressed);
 
 /**

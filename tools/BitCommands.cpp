@@ -4,6 +4,8 @@
 #include "FieldWrite.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
+#include "ResultCheck.h"
+#include "WriteProgress.h"
 
 namespace Rynvelctl {
 
@@ -30,12 +32,19 @@ public:
     }
 
     /** Returns what was written. */
-    WrittenValue write(OpenDevice& device) {
+    WrittenValue write(OpenDevice& device, WriteProgress& progress) {
+        std::optional<std::uint32_t> before;
         if (m_change == BitChange::Toggle) {
-            plan(~device.read(m_addressed.range) & m_bits.mask);
+            before = device.read(m_addressed.range);
+            plan(~*before & m_bits.mask);
         }
-        device.write(m_addressed.range, static_cast<std::uint32_t>(m_written.value),
-                     static_cast<std::uint32_t>(m_written.mask));
+        if (m_addressed.named) {
+            requireResultAllowed(device, m_addressed.named->whole, m_written, before);
+        }
+        progress.write([&] {
+            device.write(m_addressed.range, static_cast<std::uint32_t>(m_written.value),
+                         static_cast<std::uint32_t>(m_written.mask));
+        });
         WrittenValue written{m_addressed.range, m_value, m_bits.mask, {}};
         for (const Maps::Field* const field : m_bits.fields) {
             written.fields.push_back(Maps::decode(*field, m_value, Maps::Usage::Write));
@@ -82,7 +91,10 @@ void changeBits(const CommandContext& context, const BitOptions& options) {
     const Addressed addressed = Addresses(context, target, options.unit()).findWhole(options.address);
     ChangedBits bits(addressed, options);
     const auto device = context.open(addressed.range);
-    context.output().print(bits.write(*device));
+    WriteProgress progress(target.name(), {options.address});
+    std::optional<WrittenValue> written;
+    progress.step([&] { written = bits.write(*device, progress); });
+    progress.print([&] { context.output().print(*written); });
 }
 
 void addBitCommand(const Common::Command& program, Action& chosen, const char* name, const char* summary,

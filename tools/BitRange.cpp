@@ -19,6 +19,9 @@ unsigned int parseBit(const std::string& text, unsigned int bits) {
 
 BitRange parseBitRange(const std::string& text, unsigned int bits) {
     const std::size_t colon = text.find(':');
+    if (colon == 0 || colon >= text.size() - 1) {
+        throw usageError('\'' + text + "' is not a range of bits (give the highest and the lowest bit, such as 7:4)");
+    }
     const BitRange range{parseBit(text.substr(0, colon), bits), parseBit(text.substr(colon + 1), bits)};
     if (range.msb < range.lsb) {
         throw usageError('\'' + text + "' does not begin with the highest bit (give " + std::to_string(range.lsb) +

@@ -2,6 +2,7 @@
 #include "BitSelection.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "Number.h"
 
@@ -26,6 +27,7 @@ public:
             const unsigned int bit = parseBit(entry, bits());
             add(BitRange{bit, bit}, entry);
         } else {
+            requireNoMistake(entry);
             addField(entry);
         }
     }
@@ -51,6 +53,27 @@ private:
         m_hasOnlyFields = false;
     }
 
+    /** @throws Failure for an entry that is probably meant as bits. */
+    void requireNoMistake(const std::string& entry) const {
+        if (isField(entry)) {
+            return;
+        }
+        for (const std::string_view separator : {"..", "-"}) {
+            const std::size_t position = std::min(entry.find(separator), entry.size());
+            const std::string first = entry.substr(0, position);
+            const std::string last = entry.substr(std::min(position + separator.size(), entry.size()));
+            if (Common::isNumber(first, Common::anyNotation) && Common::isNumber(last, Common::anyNotation)) {
+                const unsigned int one = parseBit(first, bits());
+                const unsigned int other = parseBit(last, bits());
+                throw refusal('\'' + entry + "' is not a range of bits (give " + std::to_string(std::max(one, other)) +
+                              ':' + std::to_string(std::min(one, other)) + ')');
+            }
+        }
+        if (entry.find_first_of(" \t") != std::string::npos) {
+            throw refusal('\'' + entry + "' contains a blank (separate the entries of the list only with commas)");
+        }
+    }
+
     void addField(const std::string& name) {
         if (!m_addressed.named) {
             throw refusal('\'' + name +
@@ -63,8 +86,12 @@ private:
         m_selection.fields.push_back(&field);
     }
 
+    bool isField(const std::string& name) const {
+        return m_addressed.named && Maps::findField(m_addressed.named->whole.contents(), name) != nullptr;
+    }
+
     void requireNotAField(const std::string& number) const {
-        if (m_addressed.named && Maps::findField(m_addressed.named->whole.contents(), number) != nullptr) {
+        if (isField(number)) {
             throw refusal('\'' + number + "' is a bit and also a field of register " + m_addressed.named->name() +
                           " (give the range " + number + ':' + number + " for the bit, or the range of the field)");
         }

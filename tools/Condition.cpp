@@ -19,8 +19,11 @@ Condition::Condition(const Addressed& addressed, const ConditionOptions& options
     m_number = parseValue("value", options.value, width);
     if (addressed.bits) {
         requireNoMask("the range");
+        requireReadable(addressed.bits->mask());
     } else if (!options.mask.empty()) {
         m_mask = parseMask(options.mask, width);
+        requireInsideMask();
+        requireReadable(m_mask);
     }
 }
 
@@ -41,6 +44,25 @@ void Condition::requireNoMask(const std::string& selection) const {
     if (!m_options.mask.empty()) {
         throw usageError("--mask: " + selection + " already selects the bits to compare (leave out --mask)");
     }
+}
+
+void Condition::requireReadable(std::uint32_t bits) const {
+    if (m_addressed.named) {
+        requireBitsReadable(m_addressed.named->whole, bits);
+    }
+}
+
+void Condition::requireInsideMask() const {
+    if ((m_number & ~m_mask) == 0) {
+        return;
+    }
+    const std::uint64_t lowestBit = m_mask & (~m_mask + 1);
+    const std::uint64_t moved = m_number * lowestBit;
+    const std::string remedy = (moved & ~std::uint64_t{m_mask}) == 0
+                                   ? "give " + hexadecimal(moved, m_addressed.range.bits()) +
+                                         " to compare the bits of the mask with " + m_options.value
+                                   : "leave out these bits, or select them with the mask";
+    throw usageError("value " + m_options.value + " has bits outside the mask " + m_options.mask + " (" + remedy + ')');
 }
 
 bool Condition::isEqual(const Reading& reading) const {

@@ -27,7 +27,8 @@ class Condition {
 public:
     /**
      * @param addressed must outlive this object, and so must `options`.
-     * @throws Failure if the condition can never hold, or if it is not valid for the register, field or bits.
+     * @throws Failure if the condition does not depend on the value that is read, or if it is not valid for the
+     * register, field or bits.
      */
     Condition(const Addressed& addressed, const ConditionOptions& options);
 
@@ -39,6 +40,10 @@ public:
 private:
     std::string subject() const;
     void requireNoMask(const std::string& selection) const;
+    /** @throws Failure if the register map says that one of the bits cannot be read. */
+    void requireReadable(std::uint32_t bits) const;
+    /** @throws Failure if the value has bits that the mask does not select. */
+    void requireInsideMask() const;
     bool isEqual(const Reading& reading) const;
 
     const Addressed& m_addressed;

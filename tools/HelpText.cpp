@@ -55,7 +55,8 @@ std::vector<HelpSection> helpSections() {
           "expect accept ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an "
           "element of an array.",
           "The BITS of set, clear and toggle are bits, ranges of bits and names of fields, separated by commas, as in "
-          "0,7:4,START. The commands refuse a change that the map does not allow, or that would change other fields."}},
+          "0,7:4,START. A number is never a mask: 0x1f is bit 31. The commands refuse a change that the map does not "
+          "allow, also if the result depends on the other bits of a field, or that would change other fields."}},
         {"Register maps",
          {"A register map is a file in CMSIS-SVD format that describes the registers of devices. The description of a "
           "device is the peripheral with the name of the device, with an underscore in place of every character that "
@@ -104,7 +105,8 @@ std::vector<HelpSection> helpSections() {
           "remaining lines. It runs all lines of a file even if standard output no longer has a reader, and then ends "
           "with status 1 if a line of the output is lost. An error message begins with FILE:LINE:. expect makes a line "
           "fail if a register or a field "
-          "does not have the given value, and sleep waits between two lines."}},
+          "does not have the given value, and sleep waits between two lines. expect also reads a register if reading "
+          "it has a side effect."}},
         {"Interrupts",
          {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the "
           "interrupt word that the device reports.",

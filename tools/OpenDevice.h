@@ -6,6 +6,7 @@
 #ifndef RYNVELCTL_OPENDEVICE_H
 #define RYNVELCTL_OPENDEVICE_H
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -15,6 +16,8 @@
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
+
+constexpr std::chrono::milliseconds lateAnswerLimit(100);
 
 /**
  * A device that a command has opened. A function throws Failure if the operation fails, or if the time-out of the
@@ -38,6 +41,11 @@ public:
 
     /** Reads the first register of the range. */
     virtual std::uint32_t read(const RegisterRange& range) = 0;
+    /**
+     * Reads the first register of the range after the time-out of the command has passed. A server then has
+     * lateAnswerLimit to answer.
+     */
+    virtual std::uint32_t readLate(const RegisterRange& range) = 0;
     /** Writes the first register of the range. */
     virtual void write(const RegisterRange& range, std::uint32_t value) = 0;
     /** Writes the bits of the mask in the first register of the range. */

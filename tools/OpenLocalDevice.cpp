@@ -54,6 +54,11 @@ void OpenLocalDevice::require(bool success, const std::string& action) const {
 template <typename Operation>
 void OpenLocalDevice::access(const std::string& action, const Operation& operation) {
     m_timeout.requireTimeLeft(m_target.name());
+    accessLate(action, operation);
+}
+
+template <typename Operation>
+void OpenLocalDevice::accessLate(const std::string& action, const Operation& operation) {
     errno = 0;
     const AccessResult outcome = operation();
     if (outcome == AccessResult::BusError) {
@@ -65,6 +70,12 @@ void OpenLocalDevice::access(const std::string& action, const Operation& operati
 std::uint32_t OpenLocalDevice::read(const RegisterRange& range) {
     std::uint32_t value = 0;
     access("reading " + range.addressText(), [&] { return m_opened.device->read(range.deviceAddress(), value); });
+    return value;
+}
+
+std::uint32_t OpenLocalDevice::readLate(const RegisterRange& range) {
+    std::uint32_t value = 0;
+    accessLate("reading " + range.addressText(), [&] { return m_opened.device->read(range.deviceAddress(), value); });
     return value;
 }
 

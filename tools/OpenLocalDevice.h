@@ -25,6 +25,7 @@ public:
     std::optional<std::uint32_t> mapSize() const override { return m_opened.probe.mapSize; }
 
     std::uint32_t read(const RegisterRange& range) override;
+    std::uint32_t readLate(const RegisterRange& range) override;
     void write(const RegisterRange& range, std::uint32_t value) override;
     void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) override;
     std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) override;
@@ -39,6 +40,8 @@ public:
 private:
     template <typename Operation>
     void access(const std::string& action, const Operation& operation);
+    template <typename Operation>
+    void accessLate(const std::string& action, const Operation& operation);
     void require(bool success, const std::string& action) const;
     Failure failure(const std::string& action) const;
 

@@ -5,15 +5,20 @@ namespace Rynvelctl {
 
 namespace {
 
-Common::RemoteDevice openOnServer(const Target& target) {
-    const RemoteServer& server = *target.server;
-    return {server.address(), target.name(), target.width(), server.deadlines()};
+Common::RemoteDevice openOnServer(const Target& target, const Common::DeadlineFactory& deadlines) {
+    return {target.server->address(), target.name(), target.width(), deadlines};
 }
 
 } // namespace
 
 OpenRemoteDevice::OpenRemoteDevice(const Target& target)
-    : m_target(target), m_server(*target.server), m_device(m_server.call([&] { return openOnServer(target); }, "")) {}
+    : m_target(target),
+      m_server(*target.server),
+      m_device(m_server.call([&] { return openOnServer(target, [this] { return answerDeadline(); }); }, "")) {}
+
+Common::Deadline OpenRemoteDevice::answerDeadline() const {
+    return m_lateDeadline ? *m_lateDeadline : m_server.deadlines()();
+}
 
 template <typename Operation>
 auto OpenRemoteDevice::call(const Operation& operation, const std::string& refusal) {
@@ -32,6 +37,11 @@ auto OpenRemoteDevice::callServer(const std::string& action, const Operation& op
 
 std::uint32_t OpenRemoteDevice::read(const RegisterRange& range) {
     return callServer("reading " + range.addressText(), [&] { return m_device.read(range.deviceAddress()); });
+}
+
+std::uint32_t OpenRemoteDevice::readLate(const RegisterRange& range) {
+    m_lateDeadline = Common::Deadline(lateAnswerLimit);
+    return read(range);
 }
 
 void OpenRemoteDevice::write(const RegisterRange& range, std::uint32_t value) {

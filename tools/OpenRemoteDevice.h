@@ -25,6 +25,7 @@ public:
     std::optional<std::uint32_t> mapSize() const override { return std::nullopt; }
 
     std::uint32_t read(const RegisterRange& range) override;
+    std::uint32_t readLate(const RegisterRange& range) override;
     void write(const RegisterRange& range, std::uint32_t value) override;
     void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) override;
     std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) override;
@@ -46,8 +47,13 @@ private:
     template <typename Operation>
     auto callServer(const std::string& action, const Operation& operation);
 
+    /** Returns the deadline for an answer to a request that is sent now. */
+    Common::Deadline answerDeadline() const;
+
     const Target& m_target;
     const RemoteServer& m_server;
+    /** The deadline for the answer to a request after the time-out of the command; none before readLate(). */
+    std::optional<Common::Deadline> m_lateDeadline;
     Common::RemoteDevice m_device;
     bool m_isUsable = true;
 };

@@ -26,9 +26,7 @@ public:
 
     void run(const Condition& condition, std::chrono::milliseconds interval) {
         try {
-            while (!condition.holds(readNext())) {
-                pause(interval);
-            }
+            waitFor(condition, interval);
         } catch (const Failure& failure) {
             if (failure.status() != ExitStatus::TimedOut || !m_last) {
                 throw;
@@ -36,31 +34,62 @@ public:
             printAfterFailure();
             throw Failure(failure.status(), std::string(failure.what()) + " (" + condition.problem() + ')');
         }
-        printLast();
+        printAfterSuccess();
     }
 
 private:
-    const Reading& readNext() {
-        m_last = readingOf(m_addressed, m_device.read(m_addressed.range));
+    const CommandTimeout& timeout() const { return m_context.timeout(); }
+
+    void waitFor(const Condition& condition, std::chrono::milliseconds interval) {
+        while (!condition.holds(keep(m_device.read(m_addressed.range)))) {
+            pause(interval);
+            if (timeout().deadline().hasPassed()) {
+                if (!holdsLate(condition)) {
+                    throw timeout().failure(m_addressed.range.device().name());
+                }
+                return;
+            }
+        }
+    }
+
+    /** Reads the register once more, because the condition may have become true during the last pause. */
+    bool holdsLate(const Condition& condition) {
+        try {
+            return condition.holds(keep(m_device.readLate(m_addressed.range)));
+        } catch (const Failure&) {
+            return false;
+        }
+    }
+
+    const Reading& keep(std::uint32_t value) {
+        m_last = readingOf(m_addressed, value);
         return *m_last;
     }
 
     void pause(std::chrono::milliseconds interval) const {
-        const CommandTimeout& timeout = m_context.timeout();
-        const auto end = Common::Deadline::earlier(Common::Deadline(interval), timeout.deadline());
+        const auto end = Common::Deadline::earlier(Common::Deadline(interval), timeout().deadline());
         ::poll(nullptr, 0, end.pollTimeout());
-        timeout.requireTimeLeft(m_addressed.range.device().name());
     }
 
     void printLast() const {
         std::visit([this](const auto& read) { m_context.output().print(read); }, *m_last);
     }
 
-    // Ignores a closed output, because its status 0 would mean that the condition holds.
+    // The status of a failed output would say nothing about the condition, and 4 would say that it does not hold.
+    void printAfterSuccess() const {
+        try {
+            printLast();
+        } catch (const Failure& failure) {
+            throw Failure(ExitStatus::Failed, std::string(failure.what()) + " (the condition holds)");
+        }
+    }
+
+    // Ignores a failed or closed output, because the status and the message must tell that the time is over.
     void printAfterFailure() const {
         try {
             printLast();
         } catch (const OutputClosed&) {
+        } catch (const Failure&) {
         }
     }
 

@@ -5,16 +5,28 @@
 
 namespace Rynvelctl {
 
-namespace {
+std::string namesOrNone(const std::vector<std::string>& names) { return names.empty() ? noNames : joinNames(names); }
 
-std::string listOrNone(const std::vector<std::string>& names) { return names.empty() ? "none" : joinNames(names); }
+Pieces piecesOf(const Progress& progress) {
+    return {" (",
+            progress.doneWord,
+            ": ",
+            progress.done,
+            "; ",
+            progress.outcome,
+            ": ",
+            progress.failed,
+            "; not reached: ",
+            progress.notReached,
+            ")"};
+}
 
-} // namespace
-
-Failure withProgress(const Failure& failure, const Progress& progress) {
-    return {failure.status(), std::string(failure.what()) + " (" + progress.doneWord + ": " +
-                                  listOrNone(progress.done) + "; " + progress.outcome + ": " + progress.failed +
-                                  "; not reached: " + listOrNone(progress.notReached) + ')'};
+Failure extended(const Failure& failure, const Pieces& pieces) {
+    std::string text = failure.what();
+    for (const std::string_view piece : pieces) {
+        text += piece;
+    }
+    return {failure.status(), text};
 }
 
 } // namespace Rynvelctl

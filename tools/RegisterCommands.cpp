@@ -166,7 +166,8 @@ void addRead(const Common::Command& program, Action& chosen) {
         addCommand(program, chosen, "read", "read registers and fields, in the order given", options, read);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("ADDRESS", options->addresses,
-                        "the byte addresses of registers, names of registers and fields, or ranges FIRST..LAST");
+                        "the byte addresses of registers, names of registers and fields, ranges FIRST..LAST, or bits "
+                        "ADDRESS[7:4]");
     addIndexOption(command, *options);
 }
 

@@ -244,6 +244,10 @@ void requireReadable(const Selection& selection) {
     }
 }
 
+void requireBitsReadable(const MappedRegister& whole, std::uint64_t mask) {
+    allowed(whole, [&] { Maps::requireReadable(whole.located, mask); });
+}
+
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
     if (!Maps::isWritable(whole.contents())) {
         throw refusal({whole, nullptr}, "read-only");

@@ -144,6 +144,9 @@ const MappedRegister& wholeOf(const Selection& selection);
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);
 
+/** @throws Failure if the map says that a bit of the mask cannot be read. */
+void requireBitsReadable(const MappedRegister& whole, std::uint64_t mask);
+
 /** @throws Failure if the map does not allow a write of the register, or of this value. */
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
 

@@ -28,7 +28,8 @@ struct RegisterOptions {
 
 /** Adds the arguments for a device and a register. @param address describes the argument ADDRESS. */
 void addRegister(const Common::Command& command, RegisterOptions& options,
-                 const std::string& address = "the byte address of a register, or the name of a register or a field");
+                 const std::string& address = "the byte address of a register, the name of a register or a field, or "
+                                              "bits ADDRESS[7:4]");
 
 /** Adds the arguments for a device and the first of several registers. */
 void addFirstRegister(const Common::Command& command, RegisterOptions& options);

@@ -248,7 +248,8 @@ Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot
     for (std::size_t i = failed + 1; i < snapshot.registers.size(); ++i) {
         later.push_back(snapshot.registers[i].name);
     }
-    return withProgress(failure, {"restored", restored, m_outcome, snapshot.registers[failed].name, later});
+    return extended(failure, piecesOf({"restored", namesOrNone(restored), m_outcome, snapshot.registers[failed].name,
+                                       namesOrNone(later)}));
 }
 
 } // namespace Rynvelctl

@@ -218,7 +218,7 @@ void addWatchCommand(const Common::Command& program, Action& chosen) {
         options, watch);
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("ADDRESS", options->addresses,
-                        "the byte addresses of the registers, or names of registers and fields");
+                        "the byte addresses of the registers, names of registers and fields, or bits ADDRESS[7:4]");
     command.addOption("--interval", "TIME", options->interval, "the time from one sample to the next (default: 1s)");
     command.addOption("--count", "COUNT", options->count, "end after this number of samples (default: no end)");
     const auto format = addFormatOption(command, options->format, registerDirectives);

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <cstddef>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "Addresses.h"
 #include "Commands.h"
 #include "FieldWrite.h"
+#include "Number.h"
 #include "Numbers.h"
 #include "OpenDevice.h"
-#include "Progress.h"
 #include "RegisterOptions.h"
+#include "ResultCheck.h"
+#include "WriteProgress.h"
 
 namespace Rynvelctl {
 
@@ -31,6 +35,8 @@ struct PlannedWrite {
      * fields.
      */
     WrittenValue given;
+    /** Whether the command refuses a write that gives the register a value that its map does not allow. */
+    bool checksResult = false;
 };
 
 std::uint32_t narrow(std::uint64_t value) { return static_cast<std::uint32_t>(value); }
@@ -38,7 +44,8 @@ std::uint32_t narrow(std::uint64_t value) { return static_cast<std::uint32_t>(va
 /** Builds the plan from the command line. */
 class Planner {
 public:
-    Planner(const Addressed& addressed, const WriteOptions& options) : m_addressed(addressed), m_options(options) {}
+    Planner(Addresses& addresses, const Addressed& addressed, const WriteOptions& options)
+        : m_addresses(addresses), m_addressed(addressed), m_options(options) {}
 
     PlannedWrite plan() const {
         if (m_addressed.field() != nullptr) {
@@ -57,8 +64,10 @@ private:
 
     const std::string& onlyValue() const {
         if (m_options.values.size() > 1) {
-            throw refusal("'" + m_options.values[1] +
-                          "' is a second value (give one value, or FIELD=VALUE for each field)");
+            const std::string& second = m_options.values[1];
+            throw refusal("'" + second + "' is a second value (give one value, " +
+                          (isAssignment(second) ? "FIELD=VALUE for each field, or ADDRESS=VALUE for each register)"
+                                                : "or FIELD=VALUE for each field)"));
         }
         return m_options.values.front();
     }
@@ -78,14 +87,29 @@ private:
         return Rynvelctl::allowed(whole, [&] { return function(whole); });
     }
 
+    /** @throws Failure if a word assigns another register instead of a field. */
+    void requireField(const std::string& word, const std::string& field) const {
+        const auto& named = m_addressed.named;
+        const bool isField = named && Maps::findField(named->whole.contents(), field) != nullptr;
+        // With an address that is a number, the command does not read register maps.
+        const bool isRegister = named ? m_addresses.isRegister(field) : Common::isNumber(field, Common::anyNotation);
+        if (isRegister && !isField) {
+            throw refusal("'" + word + "' assigns a register and not a field of " + m_addressed.range.addressText() +
+                          " (to write several registers, give ADDRESS=VALUE for each)");
+        }
+    }
+
     std::vector<Maps::FieldAssignment> assignments() const {
         if (!m_addressed.named) {
-            throw refusal("'" + m_options.values.front() + "' assigns a field of address " +
-                          m_addressed.range.addressText() + " (give the name of the register)");
+            const std::string& word = m_options.values.front();
+            requireField(word, word.substr(0, word.find('=')));
+            throw refusal("'" + word + "' assigns a field of address " + m_addressed.range.addressText() +
+                          " (give the name of the register)");
         }
         std::vector<Maps::Assignment> assignments;
         for (const std::string& word : m_options.values) {
             assignments.push_back(assignment(word));
+            requireField(word, assignments.back().field);
         }
         return allowed(
             [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.located, assignments); });
@@ -122,7 +146,7 @@ private:
         const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
             return Maps::planMaskedWrite(whole.located, {given.value, *given.mask}, whole.word());
         });
-        return {narrow(written.value), narrow(written.mask), given};
+        return {narrow(written.value), narrow(written.mask), given, true};
     }
 
     void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {
@@ -135,6 +159,7 @@ private:
         }
     }
 
+    Addresses& m_addresses;
     const Addressed& m_addressed;
     const WriteOptions& m_options;
 };
@@ -207,9 +232,23 @@ struct CheckedWrite {
     PlannedWrite plan;
 };
 
+/** @throws Failure if an address selects bits or several registers, which one value cannot write. */
+Addressed findRegisterOrField(Addresses& addresses, const WriteOptions& options) {
+    if (addresses.isRange(options.address)) {
+        throw usageError(options.name + ": '" + options.address +
+                         "' is a range of addresses (to write one value to several registers, use fill)");
+    }
+    Addressed addressed = addresses.findPart(options.address);
+    if (addressed.bits) {
+        throw usageError(options.name + ": " + options.address +
+                         " selects bits (give the register and --mask, or use set and clear)");
+    }
+    return addressed;
+}
+
 CheckedWrite checked(Addresses& addresses, const WriteOptions& options) {
-    const Addressed addressed = addresses.find(options.address);
-    const PlannedWrite plan = Planner(addressed, options).plan();
+    const Addressed addressed = findRegisterOrField(addresses, options);
+    const PlannedWrite plan = Planner(addresses, addressed, options).plan();
     if (options.verifies) {
         requireVerifiable(addressed, plan);
     }
@@ -219,7 +258,11 @@ CheckedWrite checked(Addresses& addresses, const WriteOptions& options) {
 /** Returns the options of the single write that an assignment to a register or a field describes. */
 WriteOptions optionsFor(const std::string& assignment, const WriteOptions& options) {
     const std::size_t equalsSign = assignment.find('=');
-    WriteOptions single = options;
+    // Does not copy all options, because they contain all assignments of a list, which may be long.
+    WriteOptions single;
+    single.name = options.name;
+    single.usesIndex = options.usesIndex;
+    single.verifies = options.verifies;
     single.address = assignment.substr(0, equalsSign);
     single.values = {equalsSign == std::string::npos ? "" : assignment.substr(equalsSign + 1)};
     const std::string& value = single.values.front();
@@ -230,20 +273,57 @@ WriteOptions optionsFor(const std::string& assignment, const WriteOptions& optio
     return single;
 }
 
+/** Registers with fields. */
+class FieldOwners {
+public:
+    /** @param whole must outlive this object. */
+    void add(const MappedRegister& whole) {
+        // The elements of an array share their fields, and a list may write a register many times.
+        if (!m_known.insert(whole.contents().fields.begin()).second) {
+            return;
+        }
+        bool hasArray = false;
+        for (const Maps::Field& field : whole.contents().fields) {
+            m_byField.emplace(field.name, &whole);
+            hasArray = hasArray || field.arrayElement.array != nullptr;
+        }
+        if (hasArray) {
+            m_withArrays.push_back(&whole);
+        }
+    }
+
+    /** Returns a register that has a field of this name; null if there is none. */
+    const MappedRegister* find(const std::string& field) const {
+        const auto found = m_byField.find(field);
+        if (found != m_byField.end()) {
+            return found->second;
+        }
+        const auto hasElement = [&field](const MappedRegister* whole) {
+            return Maps::findField(whole->contents(), field) != nullptr;
+        };
+        const auto other = std::find_if(m_withArrays.begin(), m_withArrays.end(), hasElement);
+        return other == m_withArrays.end() ? nullptr : *other;
+    }
+
+private:
+    std::unordered_set<const Maps::Field*> m_known;
+    std::unordered_map<std::string, const MappedRegister*> m_byField;
+    /** The registers with an array of fields. An element has several names. */
+    std::vector<const MappedRegister*> m_withArrays;
+};
+
 /** @throws Failure if a name is also a field of an earlier register, because the user may mean this field. */
 void requireUnambiguous(const std::vector<CheckedWrite>& writes) {
-    std::vector<const MappedRegister*> earlier;
+    FieldOwners earlier;
     for (const CheckedWrite& write : writes) {
-        for (const MappedRegister* const whole : earlier) {
-            if (Maps::findField(whole->contents(), write.name) != nullptr) {
-                throw usageError(whole->range.device().name() + ": '" + write.name +
-                                 "' is a register and a field of register " + whole->name() + " (give " +
-                                 whole->name() + '.' + write.name +
-                                 " for the field, or write the register with a separate command)");
-            }
+        if (const MappedRegister* const whole = earlier.find(write.name)) {
+            throw usageError(whole->range.device().name() + ": '" + write.name +
+                             "' is a register and a field of register " + whole->name() + " (give " + whole->name() +
+                             '.' + write.name + " for the field, or write the register with a separate command)");
         }
-        if (write.addressed.named && write.addressed.field() == nullptr) {
-            earlier.push_back(&write.addressed.named->whole);
+        const auto& named = write.addressed.named;
+        if (named && named->field == nullptr && !named->whole.contents().fields.empty()) {
+            earlier.add(named->whole);
         }
     }
 }
@@ -263,74 +343,75 @@ std::vector<CheckedWrite> writesFor(const CommandContext& context, const Target&
     }
     std::vector<CheckedWrite> writes{checked(addresses, optionsFor(options.address, options))};
     for (const std::string& assignment : options.values) {
+        context.timeout().requireTimeLeft(target.name());
         writes.push_back(checked(addresses, optionsFor(assignment, options)));
     }
     requireUnambiguous(writes);
     return writes;
 }
 
+std::vector<std::string> namesOf(const std::vector<CheckedWrite>& writes) {
+    std::vector<std::string> names;
+    for (const CheckedWrite& each : writes) {
+        names.push_back(each.name);
+    }
+    return names;
+}
+
 /** Writes registers and fields in the order given, and ends at the first failure. */
 class Writer {
 public:
     Writer(OpenDevice& device, std::vector<CheckedWrite> writes, bool verifies)
-        : m_device(device), m_writes(std::move(writes)), m_verifies(verifies) {}
+        : m_device(device),
+          m_writes(std::move(writes)),
+          m_verifies(verifies),
+          m_progress(m_writes.front().addressed.range.device().name(), namesOf(m_writes)) {}
 
     /** Returns the first failure; none if all writes succeed. */
     std::optional<Failure> write() {
-        for (const CheckedWrite& each : m_writes) {
-            try {
-                write(each);
-            } catch (const Failure& failure) {
-                return m_writes.size() == 1 ? failure : incomplete(failure);
+        try {
+            for (const CheckedWrite& each : m_writes) {
+                m_progress.step([&] { write(each); });
             }
-            ++m_done;
+        } catch (const Failure& failure) {
+            return failure;
         }
         return std::nullopt;
     }
 
+    /** Prints what was written. */
     void print(const Output& output) const {
-        for (std::size_t i = 0; i < m_done; ++i) {
-            output.print(m_writes[i].plan.given);
-        }
+        m_progress.print([&] {
+            for (std::size_t i = 0; i < m_progress.done(); ++i) {
+                output.print(m_writes[i].plan.given);
+            }
+        });
     }
 
 private:
     void write(const CheckedWrite& checked) {
         const RegisterRange& range = checked.addressed.range;
         const PlannedWrite& plan = checked.plan;
-        m_outcome = "not written";
-        try {
+        const auto& named = checked.addressed.named;
+        if (plan.checksResult) {
+            requireResultAllowed(m_device, named->whole, {plan.value, *plan.mask});
+        }
+        m_progress.write([&] {
             if (plan.mask) {
                 m_device.write(range, plan.value, *plan.mask);
             } else {
                 m_device.write(range, plan.value);
             }
-        } catch (const UnansweredRequest&) {
-            m_outcome = unknown;
-            throw;
-        }
+        });
         if (m_verifies) {
-            m_outcome = unconfirmed;
-            const auto& named = checked.addressed.named;
             verify(m_device, plan.given, named ? narrow(Maps::comparableBits(named->whole.contents())) : UINT32_MAX);
         }
-    }
-
-    Failure incomplete(const Failure& failure) const {
-        std::vector<std::string> names;
-        for (const CheckedWrite& each : m_writes) {
-            names.push_back(each.name);
-        }
-        const auto failed = names.begin() + static_cast<std::ptrdiff_t>(m_done);
-        return withProgress(failure,
-                            {"written", {names.begin(), failed}, m_outcome, *failed, {failed + 1, names.end()}});
     }
 
     OpenDevice& m_device;
     const std::vector<CheckedWrite> m_writes;
     const bool m_verifies;
-    std::size_t m_done = 0;
-    const char* m_outcome = "";
+    WriteProgress m_progress;
 };
 
 void write(const CommandContext& context, const WriteOptions& options) {

@@ -220,6 +220,68 @@ TEST(MaskedWrite, IsRefusedIfTheNeutralValueOfAnotherFieldIsOutsideTheRange) {
                         "register C.R: value 2 is not allowed (write 0 to 1)");
 }
 
+const std::string oneToNine =
+    "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum></range></writeConstraint>";
+
+std::string nibble(const std::string& further) {
+    return "<field><name>A</name><bitRange>[3:0]</bitRange>" + further + "</field>";
+}
+
+void expectResultRefused(const Maps::LocatedRegister& located, const Maps::MaskedValue& written, std::uint64_t before,
+                         const std::string& reason) {
+    try {
+        requireResultAllowed(located, written, before);
+        ADD_FAILURE() << "not refused: " << reason;
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_EQ(refused.what(), reason);
+    }
+}
+
+TEST(MaskedWrite, DependsOnTheOtherBitsOfAFieldWithAWriteConstraint) {
+    const Maps::Register aRegister = registerWith(nibble(oneToNine) + bit("B", 4));
+    const Maps::LocatedRegister located{"C.R", 0, &aRegister};
+    for (const std::uint64_t mask : {0x01U, 0x18U, 0x1EU}) {
+        EXPECT_TRUE(dependsOnOtherBits(located, mask)) << mask;
+    }
+    for (const std::uint64_t mask : {0x0FU, 0x10U, 0x1FU, 0xFFU}) {
+        EXPECT_FALSE(dependsOnOtherBits(located, mask)) << mask;
+    }
+    expectResultRefused(located, {0x02, 0x02}, 0x09, "field C.R.A: value 11 is not allowed (write 1 to 9)");
+    expectResultRefused(located, {0, 0x01}, 0xF1, "field C.R.A: value 0 is not allowed (write 1 to 9)");
+    EXPECT_NO_THROW(requireResultAllowed(located, {0x02, 0x02}, 0xF1));
+    EXPECT_NO_THROW(requireResultAllowed(located, {0x10, 0x10}, 0x0F));
+    const Maps::Register readOnly = registerWith(nibble("<access>read-only</access>" + oneToNine) + bit("B", 4));
+    EXPECT_FALSE(dependsOnOtherBits({"C.R", 0, &readOnly}, 0x01));
+}
+
+TEST(MaskedWrite, DependsOnTheOtherBitsOfARegisterWithARange) {
+    const Maps::Register aRegister = registerWith(bit("B", 4), oneToNine);
+    const Maps::LocatedRegister located{"C.R", 0, &aRegister};
+    EXPECT_TRUE(dependsOnOtherBits(located, 0x10));
+    EXPECT_FALSE(dependsOnOtherBits(located, 0xFF));
+    expectResultRefused(located, {0x02, 0x02}, 0x09, "register C.R: value 11 is not allowed (write 1 to 9)");
+    EXPECT_NO_THROW(requireResultAllowed(located, {0x02, 0x02}, 0xFF01));
+}
+
+TEST(MaskedWrite, MayGiveAFieldTheValueThatLeavesItAlone) {
+    const Maps::Register aRegister = registerWith(nibble(modified("oneToClear") + oneToNine) + bit("B", 4));
+    const Maps::LocatedRegister located{"C.R", 0, &aRegister};
+    EXPECT_NO_THROW(requireResultAllowed(located, {0x10, 0x1F}, 0x0F));
+    expectResultRefused(located, {0x0C, 0x0F}, 0, "field C.R.A: value 12 is not allowed (write 1 to 9)");
+}
+
+TEST(ReadableBits, AreThoseOfReadableFieldsAndOfAReadableRegister) {
+    EXPECT_EQ(readableBits(registerWith(bit("A", 0) + bit("B", 1, writeOnly))), 0xFDU);
+    const std::string both = "<access>read-write</access>";
+    const Maps::Register aRegister = registerWith(bit("A", 0, both) + bit("B", 1), writeOnly);
+    EXPECT_EQ(readableBits(aRegister), 0x01U);
+    const Maps::LocatedRegister located{"C.R", 0, &aRegister};
+    EXPECT_NO_THROW(requireReadable(located, 0x01));
+    EXPECT_THROW(requireReadable(located, 0x03), Maps::RefusedValue);
+    EXPECT_THROW(requireReadable(located, 0x80), Maps::RefusedValue);
+    EXPECT_EQ(readableBits(registerWith(bit("A", 0, "<access>read-only</access>") + bit("B", 1))), 0xFFU);
+}
+
 TEST(FieldWrite, IsMaskedIfTheRegisterIsNarrowerThanItsWord) {
     const Maps::Register aRegister = registerWith("<field><name>A</name><bitRange>[7:0]</bitRange></field>");
     const Maps::LocatedRegister located{"R", 0, &aRegister};

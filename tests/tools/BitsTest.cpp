@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include "DescribedDevice.h"
@@ -18,6 +23,10 @@ const std::string readOnly = "<access>read-only</access>";
 const std::string writeOnly = "<access>write-only</access>";
 const std::string alternative = "<alternateRegister>OTHER</alternateRegister>";
 const std::string range = "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum></range></writeConstraint>";
+const std::string twoModes =
+    "<writeConstraint><useEnumeratedValues>true</useEnumeratedValues></writeConstraint><enumeratedValues>"
+    "<enumeratedValue><name>slow</name><value>1</value></enumeratedValue>"
+    "<enumeratedValue><name>fast</name><value>2</value></enumeratedValue></enumeratedValues>";
 const std::string asRead = "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>";
 const std::string names = "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value></enumeratedValue>"
                           "<enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues>";
@@ -161,6 +170,96 @@ TEST_F(BitsOfSpecialRegisters, FollowTheAccessOfTheFieldsBeforeThatOfTheRegister
     expect("poll map32 WO.F 0 --quiet", 0, "0\n");
 }
 
+class BitsOfConstrainedRegisters : public BitsOfSpecialRegisters {
+protected:
+    BitsOfConstrainedRegisters() {
+        describe(registerAt("CTRL", "0",
+                            fieldsOf(fieldAt("RUN", "0:0") + fieldAt("MODE", "6:4", twoModes) +
+                                     fieldAt("GAIN", "15:8", range))) +
+                 registerAt("LIMITED", "4", range));
+    }
+
+    void expectRefusedFor(std::size_t offset, std::uint32_t before, const std::string& line,
+                          const std::string& problem) const {
+        set(offset, before);
+        expectRefused(line, "map32: " + problem);
+    }
+
+    void expectAllowedFor(std::size_t offset, std::uint32_t before, const std::string& line,
+                          std::uint32_t after) const {
+        set(offset, before);
+        expect(line + " --quiet", 0, "");
+        EXPECT_EQ(get(offset), after) << line;
+    }
+
+    const std::string onlyGain = "field CTRL.GAIN: value 11 is not allowed (write 1 to 9)";
+    const std::string onlyModes = "field CTRL.MODE: value 3 is not allowed (write slow or fast)";
+    const std::string onlyLimited = "register LIMITED: value 11 is not allowed (write 1 to 9)";
+};
+
+TEST_F(BitsOfConstrainedRegisters, NeverGiveAFieldAValueThatTheMapExcludes) {
+    expectRefusedFor(0, 0x900, "toggle map32 CTRL 9", onlyGain);
+    expectRefusedFor(0, 0x900, "set map32 CTRL 0,9", onlyGain);
+    expectRefusedFor(0, 0xF00, "clear map32 CTRL 10", onlyGain);
+    expectRefusedFor(0, 0x900, "write map32 CTRL 0x200 --mask 0x200", onlyGain);
+    expectRefusedFor(0, 0x110, "set map32 CTRL 5", onlyModes);
+    expectRefusedFor(0, 0x110, "toggle map32 CTRL 5", onlyModes);
+    expectRefusedFor(0, 0x170, "clear map32 CTRL 6", onlyModes);
+    expectRefusedFor(0, 0x110, "write map32 CTRL 0x20 --mask 0x21", onlyModes);
+}
+
+TEST_F(BitsOfConstrainedRegisters, NeverGiveARegisterAValueThatTheMapExcludes) {
+    expectRefusedFor(4, 9, "set map32 LIMITED 1", onlyLimited);
+    expectRefusedFor(4, 9, "toggle map32 LIMITED 1", onlyLimited);
+    expectRefusedFor(4, 15, "clear map32 LIMITED 2", onlyLimited);
+    expectRefusedFor(4, 9, "write map32 LIMITED 2 --mask 2", onlyLimited);
+    expectRefusedFor(4, 1, "clear map32 LIMITED 0", "register LIMITED: value 0 is not allowed (write 1 to 9)");
+}
+
+TEST_F(BitsOfConstrainedRegisters, AreWrittenIfTheResultIsAllowed) {
+    expectAllowedFor(0, 0x900, "toggle map32 CTRL 11", 0x100);
+    expectAllowedFor(0, 0x100, "set map32 CTRL 9", 0x300);
+    expectAllowedFor(0, 0xB00, "clear map32 CTRL 11", 0x300);
+    expectAllowedFor(0, 0x100, "write map32 CTRL 0x200 --mask 0x200", 0x300);
+    expectAllowedFor(0, 0x110, "toggle map32 CTRL 5:4", 0x120);
+    expectAllowedFor(4, 1, "set map32 LIMITED 3", 9);
+    expectAllowedFor(4, 9, "write map32 LIMITED 0 --mask 1", 8);
+}
+
+TEST_F(BitsOfConstrainedRegisters, DoNotDependOnFieldsWithoutTheseBits) {
+    expectAllowedFor(0, 0xFF30, "set map32 CTRL 0", 0xFF31);
+    expectAllowedFor(0, 0xFF30, "write map32 CTRL 1 --mask 1", 0xFF31);
+}
+
+TEST_F(BitsOfConstrainedRegisters, OfAnAddressAreNotChecked) {
+    expectAllowedFor(4, 9, "set map32 4 1", 11);
+    expectAllowedFor(4, 9, "write map32 4 2 --mask 2", 11);
+}
+
+TEST_F(Bits, LeaveNarrowNeighborsAlone) {
+    m_folder.store("registers8", "\x11\x81\x33\x44");
+    expect("set map16 2 15,0", 0, "map16 0x00000002 = 0x8001 with mask 0x8001\n");
+    expect("clear map16 2 15", 0, "map16 0x00000002 = 0x0000 with mask 0x8000\n");
+    expect("toggle map16 2 15:14,0", 0, "map16 0x00000002 = 0xc000 with mask 0xc001\n");
+    EXPECT_EQ(get(0), 0xC0000000U);
+    expect("set file8 1 1", 0, "file8 0x00000001 = 0x02 with mask 0x02\n");
+    expect("clear file8 1 7,0", 0, "file8 0x00000001 = 0x00 with mask 0x81\n");
+    expect("toggle file8 1 7:6,1", 0, "file8 0x00000001 = 0xc0 with mask 0xc2\n");
+    EXPECT_EQ(m_folder.load("registers8"), "\x11\xc0\x33\x44");
+    expect("toggle file8 1 7:0 --quiet", 0, "");
+    EXPECT_EQ(m_folder.load("registers8"), "\x11\x3f\x33\x44");
+    expectRefused("set map16 2 16", "bit 16 is outside the 16 bits of the register");
+    expectRefused("set file8 1 8", "bit 8 is outside the 8 bits of the register");
+}
+
+TEST_F(Bits, SayThatTheyWereWrittenIfTheOutputFails) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments("set map32 CTRL 0"), m_folder.path(), full).wait(), 1, "",
+                 "standard output: No space left on device (written: CTRL)");
+    close(full);
+    EXPECT_EQ(get(0), 1U);
+}
+
 TEST_F(Bits, AreRefusedIfTheyAreNotInTheRegister) {
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 0 32", "bit 32 is outside the 32 bits of the register");
@@ -176,6 +275,20 @@ TEST_F(Bits, AreRefusedIfTheyAreNotInTheRegister) {
         expectRefused(command + " map32 0 RUN", "map32: 'RUN' is not a bit or a range of bits (give the name "
                                                 "of the register to select fields)");
         expectRefused(command + " map32 CTRL RUNS", "map32: register CTRL has no field 'RUNS' (did you mean 'RUN'?)");
+        expectRefused(command + " map32 CTRL run", "map32: register CTRL has no field 'run' (did you mean 'RUN'?)");
+        expectRefused(command + " map32 CTRL 3-5", "map32: '3-5' is not a range of bits (give 5:3)");
+        expectRefused(command + " map32 0 0x10..0x12", "map32: '0x10..0x12' is not a range of bits (give 18:16)");
+        expectRefused(command + " map32 CTRL 3..32", "bit 32 is outside the 32 bits of the register");
+        for (const std::string bits : {"7:", ":0", ":"}) {
+            expectRefused(command + " map32 CTRL " + bits,
+                          "'" + bits + "' is not a range of bits (give the highest and the lowest bit, such as 7:4)");
+        }
+        for (const std::string name : {"CTRL", "0"}) {
+            Arguments separated = arguments(command + " map32 " + name);
+            separated.emplace_back("RUN MODE");
+            expectEnding(runProgram(RYNVELCTL_FOR_TESTS, separated, m_folder.path()), 2, "",
+                         "map32: 'RUN MODE' contains a blank (separate the entries of the list only with commas)");
+        }
         expectRefused(
             command + " map32 CTRL 1,",
             "map32: the list of bits has an empty entry (give a bit, a range of bits or a field between commas)");
@@ -258,6 +371,12 @@ TEST_F(Bits, OfARegisterAreRead) {
            "CTRL[7:4] 0x2\n0x00000000[5:5] 0x1\n");
 }
 
+TEST_F(Bits, AreInTheHelpOfTheCommandsThatTakeThem) {
+    for (const std::string command : {"read", "watch", "poll", "expect"}) {
+        EXPECT_NE(run(command + " --help").output.find("ADDRESS[7:4]"), std::string::npos) << command;
+    }
+}
+
 TEST_F(Bits, OfAnAddressAreReadWithoutAMap) {
     m_folder.store("board.svd", "broken");
     set(4, 0xAB);
@@ -281,14 +400,42 @@ TEST_F(Bits, OfARegisterAreRefusedWhereTheyAreWrong) {
     expectRefused("read map32 CTRL[4:7]", "'4:7' does not begin with the highest bit (give 7:4)");
     expectRefused("read map32 CTRL[32:0]", "bit 32 is outside the 32 bits of the register");
     expectRefused("read map32 NARROW[16:0]", "bit 16 is outside the 16 bits of the register");
-    expectRefused("read map32 CTRL[7:]", "bit '' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
+    expectRefused("read map32 CTRL[7:]",
+                  "'7:' is not a range of bits (give the highest and the lowest bit, such as 7:4)");
     expectRefused("read map32 CTRL.MODE[6:4]", "map32: CTRL.MODE is a field (give a register)");
     expectRefused("read map32 KEY[3:0]", "map32: register KEY is write-only");
     expectRefused("read map32 BYTE0[3:0]",
                   "map32: register BYTE0 has 8 bits and lies in the same register of the device as register BYTE1 "
                   "(the device has 32-bit registers)");
-    for (const std::string line : {"write map32 CTRL[7:4] 1", "dump map32 CTRL[7:4] 1", "fill map32 CTRL[7:4] 1 1"}) {
+    for (const std::string line : {"dump map32 CTRL[7:4] 1", "fill map32 CTRL[7:4] 1 1"}) {
         expectRefused(line, "map32: CTRL[7:4] selects bits (give a register)");
+    }
+    for (const std::string line : {"write map32 CTRL[7:4] 1", "write map32 LIMITED=1 CTRL[7:4]=1"}) {
+        expectRefused(line, "map32: CTRL[7:4] selects bits (give the register and --mask, or use set and clear)");
+    }
+}
+
+TEST_F(Bits, ThatAreAllWriteOnlyAreNotRead) {
+    for (const std::string command : {"read", "watch"}) {
+        expectRefused(command + " map32 MIXED[7:4]", "map32: field MIXED.SECRET is write-only");
+        expectRefused(command + " map32 0 MIXED[0:0]", "map32: field MIXED.SECRET is write-only");
+    }
+    set(0x2C, 0x1FF);
+    expect("read map32 MIXED[8:7] MIXED[31:0] --quiet", 0, "0x3\n0x000001ff\n");
+    // The bit belongs to a read-only field, too.
+    expect("read map32 SHARED[0:0]", 0, "map32 SHARED[0:0] = 0x0\n");
+}
+
+TEST_F(Bits, ThatAreWriteOnlyAreNotCompared) {
+    for (const std::string command : {"poll", "expect"}) {
+        for (const std::string condition :
+             {"MIXED[7:4] 0", "MIXED[8:7] 0", "MIXED 0 --mask 0x10", "MIXED 0 --mask 0x110 --not"}) {
+            expectRefused(command + " map32 " + condition, "map32: field MIXED.SECRET is write-only");
+        }
+        for (const std::string condition :
+             {"MIXED[9:8] 0", "SHARED[0:0] 0", "MIXED 0 --mask 0x100", "MIXED 0", "0x2c[7:4] 0"}) {
+            EXPECT_EQ(run(command + " map32 " + condition + " --quiet").status, 0) << condition;
+        }
     }
 }
 
@@ -302,7 +449,11 @@ protected:
 
 TEST_F(BitsAndOddIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
     expectRefused("read map32 A[7:4]",
-                  "map32: 'A[7:4]' is a register and also selects bits of register A (give an address)");
+                  "map32: 'A[7:4]' is a register and also selects bits of register A (give 0x00000000 for the "
+                  "register, or 0x00000008[7:4] for the bits)");
+    set(8, 0x50);
+    expect("read map32 0x00000008[7:4]", 0, "map32 0x00000008[7:4] = 0x5\n");
+    set(8, 0);
     expect("read map32 A[6:5]", 0, "map32 A[6:5] = 0x0\n");
     set(0x14, 5);
     expect("read map32 B[3:0]", 0, "map32 B[3:0] = 0x00000005\n");
@@ -344,6 +495,49 @@ TEST_F(RemoteBits, AreReadAndWrittenToToggleThem) {
 TEST_F(RemoteBits, AreNotReportedIfTheServerRefusesTheWrite) {
     m_peer.script({success(), success({0x20}), refusal()});
     expectEnding(run("toggle remote CTRL MODE"), 1, "", "remote: writing CTRL failed: the server refused the request");
+}
+
+TEST_F(RemoteBits, AreReadBeforeTheWriteIfTheMapRestrictsTheValue) {
+    m_peer.script({success(), success({0x900})});
+    expectEnding(run("set remote CTRL 9"), 2, "", "remote: field CTRL.GAIN: value 11 is not allowed (write 1 to 9)");
+    EXPECT_EQ(m_peer.requests(2).size(), 2U);
+    m_peer.clearRequests();
+    m_peer.script({success(), success({0x100}), success()});
+    expectEnding(run("set remote CTRL 9 --quiet"), 0, "");
+    expectRequest(2, Rynvel::RequestData::Type::Write32, 0x200, 0x200);
+    m_peer.clearRequests();
+    m_peer.script({success(), success({0x900})});
+    expectEnding(run("toggle remote CTRL 9"), 2, "", "remote: field CTRL.GAIN: value 11 is not allowed (write 1 to 9)");
+    EXPECT_EQ(m_peer.requests(2).size(), 2U);
+}
+
+TEST_F(RemoteBits, SayWhetherTheyMayHaveBeenWritten) {
+    const std::string late = m_peer.address() + ": timed out after 200 ms";
+    m_peer.script({success(), success({0x20}), silence()});
+    expectEnding(run("toggle remote CTRL MODE --timeout 200ms"), 4, "", late + " (unknown whether written: CTRL)");
+    m_peer.script({success(), silence()});
+    expectEnding(run("toggle remote CTRL MODE --timeout 200ms"), 4, "", late + " (not written: CTRL)");
+    m_peer.script({success(), closing()});
+    expectEnding(run("set remote 0 4"), 3, "",
+                 m_peer.address() + ": the connection was closed (unknown whether written: 0)");
+}
+
+TEST_F(RemoteBits, SayAfterASignalThatTheyMayHaveBeenWritten) {
+    const Arguments line = arguments("--remote " + m_peer.address() + " --type Uio32 toggle remote CTRL MODE");
+    for (const int signal : {SIGINT, SIGTERM}) {
+        m_peer.clearRequests();
+        m_peer.script({success(), success({0x20}), silence()});
+        Program program(RYNVELCTL_FOR_TESTS, line, m_folder.path());
+        m_peer.requests(3);
+        program.signal(signal);
+        expectEnding(program.wait(), -signal, "", "remote: interrupted (unknown whether written: CTRL)");
+    }
+    m_peer.clearRequests();
+    m_peer.script({success(), silence()});
+    Program program(RYNVELCTL_FOR_TESTS, line, m_folder.path());
+    m_peer.requests(2);
+    program.signal(SIGINT);
+    expectEnding(program.wait(), -SIGINT, "");
 }
 
 TEST_F(RemoteBits, AreRefusedBeforeTheServerIsAsked) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <array>
+#include <csignal>
 #include <cstdint>
 
 #include <fcntl.h>
@@ -144,6 +145,21 @@ TEST_F(ManyRegisters, AreNotWrittenIfOneOfTheWritesIsWrong) {
     expectRefused("write map32 A", "map32: the value for A is missing (give ADDRESS VALUE or ADDRESS=VALUE)");
 }
 
+TEST_F(ManyRegisters, HaveARemedyIfTheyAreGivenInAnotherForm) {
+    const std::string remedy = " (to write several registers, give ADDRESS=VALUE for each)";
+    expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + remedy);
+    expectRefused("write map32 --index 1 2=2", "map32: '2=2' assigns a register and not a field of 1" + remedy);
+    expectRefused("write map32 B A=2", "map32: 'A=2' assigns a register and not a field of B" + remedy);
+    expectRefused("write map32 CTRL RUN=1 B=2", "map32: 'B=2' assigns a register and not a field of CTRL" + remedy);
+    expectRefused("write map32 CTRL RUN=1 8=2", "map32: '8=2' assigns a register and not a field of CTRL" + remedy);
+    expectRefused("write map32 A 1 B=2", "map32: 'B=2' is a second value (give one value, FIELD=VALUE for each field, "
+                                         "or ADDRESS=VALUE for each register)");
+    expectRefused("write map32 4..8 1",
+                  "map32: '4..8' is a range of addresses (to write one value to several registers, use fill)");
+    m_folder.store("board.svd", "broken");
+    expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + remedy);
+}
+
 TEST_F(ManyRegisters, ThatMayBeFieldsAreNotWritten) {
     const std::string problem = "map32: 'A' is a register and a field of register CTRL (give CTRL.A for the field, or "
                                 "write the register with a separate command)";
@@ -168,6 +184,9 @@ TEST_F(ManyRegisters, AreWrittenUpToTheFirstFailure) {
     expect("--quiet " + line, 3, "",
            peer.address() +
                ": the connection was closed (written: A; unknown whether written: B; not reached: CTRL, 4)");
+    peer.script({success(), success(), silence()});
+    expect(line + " --timeout 300ms", 4, "map32 A = 0x00000001\n",
+           peer.address() + ": timed out after 300 ms (written: A; unknown whether written: B; not reached: CTRL, 4)");
     peer.script({success(), success(), success({1}), success(), success({7})});
     expect(line + " --verify", 1, "map32 A = 0x00000001\n",
            "map32: B holds 0x00000007 after 0x00000002 was written (written: A; written, but not confirmed: B; not "
@@ -184,9 +203,100 @@ TEST_F(ManyRegisters, AreAllWrittenWithoutAReaderOfTheOutput) {
     EXPECT_EQ(get(8), 2U);
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     expectEnding(Program(RYNVELCTL_FOR_TESTS, words("write map32 4=3 8=4"), m_folder.path(), full).wait(), 1, "",
-                 "standard output: No space left on device");
+                 "standard output: No space left on device (written: 4, 8)");
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, words("write map32 8 5"), m_folder.path(), full).wait(), 1, "",
+                 "standard output: No space left on device (written: 8)");
     close(full);
-    EXPECT_EQ(get(8), 4U);
+    EXPECT_EQ(get(8), 5U);
+}
+
+TEST_F(ManyRegisters, AreReportedAsWrittenIfStandardOutputBlocks) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    while (::write(ends[1], "x", 1) == 1) {
+    }
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+    expectEnding(
+        Program(RYNVELCTL_FOR_TESTS, words("write map32 4=1 8=2 --timeout 300ms"), m_folder.path(), ends[1]).wait(), 4,
+        "", "standard output: timed out after 300 ms (written: 4, 8)");
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(get(8), 2U);
+}
+
+TEST_F(ManyRegisters, FailWithoutAReaderOfTheOutputIfAWriteFails) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    close(ends[0]);
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, words("write torn 0=1 0x1000=2 4=3"), m_folder.path(), ends[1]).wait(), 1,
+                 "", "torn: writing 0x00001000 caused a bus error (written: 0; not written: 0x1000; not reached: 4)");
+    close(ends[1]);
+    EXPECT_EQ(get(0), 1U);
+}
+
+TEST_F(ManyRegisters, AreNamedAfterASignal) {
+    TestPeer peer;
+    const auto expectAfterASignal = [&](const std::string& line, const std::vector<Reply>& replies,
+                                        const std::string& progress) {
+        peer.clearRequests();
+        peer.script(replies);
+        Program program(RYNVELCTL_FOR_TESTS, arguments("--remote " + peer.address() + " write map32 " + line),
+                        m_folder.path());
+        peer.requests(replies.size());
+        program.signal(SIGINT);
+        expectEnding(program.wait(), -SIGINT, "", progress.empty() ? "" : "map32: interrupted (" + progress + ')');
+    };
+    expectAfterASignal("A=1 B=2 CTRL=3 4=5", {success(), success(), success(), silence()},
+                       "written: A, B; unknown whether written: CTRL; not reached: 4");
+    expectAfterASignal("A=1 B=2", {success(), silence()}, "written: none; unknown whether written: A; not reached: B");
+    expectAfterASignal("A=1 B=2 --verify", {success(), success(), silence()},
+                       "written: none; written, but not confirmed: A; not reached: B");
+    expectAfterASignal("A 1", {success(), silence()}, "unknown whether written: A");
+    expectAfterASignal("A 1", {silence()}, "");
+}
+
+TEST_F(ManyRegisters, LeaveAnIgnoredSignalAlone) {
+    TestPeer peer;
+    peer.script({success(), delayed(responseOf({}))});
+    Process program(commandOf(RYNVELCTL_FOR_TESTS, arguments("--remote " + peer.address() + " write map32 A=1")),
+                    {"trap '' INT; cd '" + m_folder.path() + "' && ", {}});
+    peer.requests(2);
+    program.signal(SIGINT);
+    peer.releaseNextPiece();
+    expectEnding(program.wait(), 0, "map32 A = 0x00000001\n");
+}
+
+TEST_F(ManyRegisters, SayWhetherASingleOneMayHaveBeenWritten) {
+    TestPeer peer;
+    const std::string line = "--remote " + peer.address() + " write map32 A 1 --timeout 300ms";
+    const std::string late = peer.address() + ": timed out after 300 ms";
+    peer.script({success(), silence()});
+    expect(line, 4, "", late + " (unknown whether written: A)");
+    peer.script({success(), success(), silence()});
+    expect(line + " --verify", 4, "", late + " (written, but not confirmed: A)");
+    peer.script({success(), refusal()});
+    expect(line, 1, "", "map32: writing A failed: the server refused the request");
+}
+
+/** Returns an assignment for each register from the first address on, some by name, up to a count. */
+std::string longList(std::size_t count) {
+    std::string list;
+    for (std::size_t i = 0; i < count; ++i) {
+        list += i % 2 == 0 ? " A=" : " 8=";
+        list += std::to_string(i);
+    }
+    return list;
+}
+
+TEST_F(ManyRegisters, OfALongListTakeATimeInProportionToItsLength) {
+    constexpr std::size_t count = 30000;
+    // A time in proportion to the square of the length would be above a minute.
+    const Ending ending = Process(commandOf(RYNVELCTL_FOR_TESTS, arguments("--quiet write map32" + longList(count))),
+                                  {"ulimit -t 30; cd '" + m_folder.path() + "' && ", {}})
+                              .wait();
+    expectEnding(ending, 0, "");
+    EXPECT_EQ(get(4), count - 2);
+    EXPECT_EQ(get(8), count - 1);
 }
 
 } // namespace

@@ -53,7 +53,7 @@ TEST_F(Poll, EndsWhenARegisterHasTheValue) {
     expectHolds("map32 --index 0 37 --json", "{\"name\":\"map32\",\"index\":0,\"value\":37}\n");
     expectHolds("map32 CTRL 0x25 --quiet", "0x00000025\n");
     expectHolds("map32 0 5 --mask 0xf", "map32 0x00000000 = 0x00000025\n");
-    expectHolds("map32 0 0xf5 --mask 0b1111 --quiet", "0x00000025\n");
+    expectHolds("map32 0 0b0101 --mask 0b1111 --quiet", "0x00000025\n");
 }
 
 TEST_F(Poll, EndsWhenAFieldHasTheValue) {
@@ -110,11 +110,35 @@ TEST_F(Poll, DoesNotOutlastTheTimeOutForALongInterval) {
            "map32: timed out after 20 ms (register 0x00000000 is not 1)");
 }
 
+/** Waits until the program has read a register, which unlocks the device. The traces of locks must be on. */
+void awaitRead(Program& program) {
+    for (std::string line = program.errorLine(); line.find("unlock") == std::string::npos; line = program.errorLine()) {
+        ASSERT_NE(line, "");
+    }
+}
+
 TEST_F(Poll, SeesAChange) {
-    Program program(RYNVELCTL_FOR_TESTS, arguments("poll map32 CTRL.RUN running --interval 1ms"), m_folder.path());
+    Program program(RYNVELCTL_FOR_TESTS,
+                    arguments("--trace Rynvel.PthreadMutex=7 poll map32 CTRL.RUN running --interval 1ms"),
+                    m_folder.path());
+    awaitRead(program);
     expect("write map32 0 0x20 --quiet", 0, "");
+    awaitRead(program);
     expect("write map32 0 0x21 --quiet", 0, "");
-    expectEnding(program.wait(), 0, "map32 CTRL.RUN = 1 (running)\n");
+    const Ending ending = program.wait();
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "map32 CTRL.RUN = 1 (running)\n");
+}
+
+TEST_F(Poll, ReadsOnceMoreWhenTheTimeIsOver) {
+    Program program(RYNVELCTL_FOR_TESTS,
+                    arguments("--trace Rynvel.PthreadMutex=7 poll map32 0 1 --interval 1m --timeout 2s"),
+                    m_folder.path());
+    awaitRead(program);
+    expect("write map32 0 1 --quiet", 0, "");
+    const Ending ending = program.wait();
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "map32 0x00000000 = 0x00000001\n");
 }
 
 TEST_F(Poll, EndsAtASignal) {
@@ -137,8 +161,31 @@ TEST_F(Poll, DoesNotSayThatTheConditionHoldsIfNobodyReadsItsOutput) {
 TEST_F(Poll, ReportsAFailureOfStandardOutput) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments("poll map32 0 0"), m_folder.path(), full).wait(), 1, "",
-                 "standard output: No space left on device");
+                 "standard output: No space left on device (the condition holds)");
     close(full);
+}
+
+TEST_F(Poll, SaysThatTheConditionDoesNotHoldEvenIfStandardOutputFails) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    const std::string line = "poll map32 0 1 --timeout 20ms";
+    expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), full).wait(), 4, "",
+                 "map32: timed out after 20 ms (register 0x00000000 is not 1)");
+    close(full);
+}
+
+TEST_F(Poll, SaysWhetherTheConditionHoldsIfStandardOutputBlocks) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    while (write(ends[1], "x", 1) == 1) {
+    }
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+    const auto run = [&](const std::string& line) {
+        return Program(RYNVELCTL_FOR_TESTS, arguments("--timeout 100ms " + line), m_folder.path(), ends[1]).wait();
+    };
+    expectEnding(run("poll map32 0 0"), 1, "", "standard output: timed out after 100 ms (the condition holds)");
+    expectEnding(run("poll map32 0 1"), 4, "", "map32: timed out after 100 ms (register 0x00000000 is not 1)");
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(Poll, RefusesAValueThatCannotOccur) {
@@ -156,6 +203,12 @@ TEST_F(Poll, RefusesAValueThatCannotOccur) {
                   "value 'running' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
     expectRefused("poll map32 0 1 --mask 0", "mask 0 selects no bits (set at least one bit)");
     expectRefused("poll map32 NARROW 1 --mask 0x10000", "mask 0x10000 does not fit in 16 bits");
+    expectRefused("poll map32 0 1 --mask 0x80",
+                  "value 1 has bits outside the mask 0x80 (give 0x00000080 to compare the bits of the mask with 1)");
+    expectRefused("poll map32 NARROW 5 --mask 0xf0 --not",
+                  "value 5 has bits outside the mask 0xf0 (give 0x0050 to compare the bits of the mask with 5)");
+    expectRefused("expect map32 0 0xf5 --mask 0b1111", "value 0xf5 has bits outside the mask 0b1111 (leave out these "
+                                                       "bits, or select them with the mask)");
     expectRefused("poll map32 CTRL.RUN 1 --mask 1",
                   "--mask: the field already selects the bits to compare (leave out --mask)");
     expectRefused("poll map32 CTRL[7:4] 1 --mask 1",
@@ -171,6 +224,8 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
                   "device has 32-bit registers)");
     expectRefused("poll map32 FIFO 0", "map32: reading register FIFO has a side effect (--with-side-effects reads it)");
     expectHolds("map32 FIFO 0 --with-side-effects --quiet", "0x00000000\n");
+    // A single read is what the user asks for.
+    expect("expect map32 FIFO 0", 0, "");
 }
 
 /** The command, on a device of a server. */
@@ -187,6 +242,47 @@ TEST_F(RemotePoll, ReadsUntilTheConditionHolds) {
     m_peer.script({success(), success({0x20}), success({0x20}), success({0x31})});
     expectEnding(run("CTRL.RUN running --interval 1ms"), 0, "remote CTRL.RUN = 1 (running)\n");
     EXPECT_EQ(m_peer.requests(4).size(), 4U);
+}
+
+TEST_F(RemotePoll, ReadsOnceMoreWhenTheTimeIsOver) {
+    m_peer.script({success(), success({0x20}), success({1})});
+    expectEnding(run("0 1 --interval 1m --timeout 500ms"), 0, "remote 0x00000000 = 0x00000001\n");
+    EXPECT_EQ(m_peer.requests(3).size(), 3U);
+}
+
+TEST_F(RemotePoll, IsOverEvenIfTheServerDoesNotAnswerTheLastRead) {
+    const std::string late = "remote: timed out after 500 ms (register 0x00000000 is not 1)";
+    for (const Reply& last : {silence(), refusal(), closing()}) {
+        m_peer.clearRequests();
+        m_peer.script({success(), success({0x20}), last});
+        expectEnding(run("0 1 --interval 1m --timeout 500ms"), 4, "remote 0x00000000 = 0x00000020\n", late);
+        EXPECT_EQ(m_peer.requests(3).size(), 3U);
+    }
+}
+
+/** A server whose registers are 0. It counts the reads. */
+class CountedReads : public Poll {
+protected:
+    Ending run(const std::string& line) {
+        return Poll::run("--remote " + m_peer.address() + " --type Uio32 poll remote " + line);
+    }
+
+    std::size_t reads() { return m_peer.requests(0).size() - 1; }
+
+    TestPeer m_peer{[](std::size_t, const Rynvel::Request&) { return success({0}); }};
+};
+
+TEST_F(CountedReads, AreAsFarApartAsTheInterval) {
+    EXPECT_EQ(run("0 1 --interval 1m --timeout 500ms").status, 4);
+    // The first read, and the last one when the time is over.
+    EXPECT_EQ(reads(), 2U);
+}
+
+TEST_F(CountedReads, AreTenMillisecondsApartByDefault) {
+    EXPECT_EQ(run("0 1 --timeout 500ms").status, 4);
+    EXPECT_GT(reads(), 3U);
+    // At most one read each 10 ms, plus the first and the last one.
+    EXPECT_LE(reads(), 52U);
 }
 
 TEST_F(RemotePoll, ShowsTheLastValueWhenTheServerFallsSilent) {
