@@ -39,7 +39,10 @@ public:
     /** Finds a register. @throws Failure also for a field. */
     Addressed findWhole(const std::string& text);
 
-    /** Returns the register map that was searched for a name; null if there is none. */
+    /**
+     * Returns the register map in which a name was searched; null if no name was searched, or if no register map
+     * describes the device.
+     */
     const RegisterMap* registerMap() const { return m_map ? &*m_map : nullptr; }
 
 private:

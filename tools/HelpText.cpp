@@ -68,7 +68,8 @@ const std::vector<HelpSection> helpSections{
     {"Interrupts",
      {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the interrupt "
       "word that the device reports.",
-      "On this machine, the interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive "
+      "wait does not disable the interrupt when it ends. The kernel disables the interrupt of a UIO device if the "
+      "source is still active. A UIO device loses the interrupts that arrive "
       "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of an "
       "interrupt, the device raises the interrupt again at once.",
       "irq raise works only with a server that runs with --simulate."}},

@@ -44,7 +44,7 @@ struct WatchOptions : RegisterOptions {
     std::string count;
 };
 
-/** The registers of a command, the first of which the user gave. */
+/** The consecutive registers on which a command operates. The user selects the first register by address or name. */
 class NamedRange {
 public:
     NamedRange(const CommandContext& context, const Target& target, const RangeOptions& options)
