@@ -37,7 +37,8 @@ int main(void) {
     const int clock = Rynvel_open("rtc0");
     unsigned long count = 0;
     if (clock == -1 || !setAlarm(clock) || Rynvel_enableInterrupts(clock) != 0) {
-        fprintf(stderr, "interrupt_poll: cannot open rtc0, set its alarm, or enable its interrupt\n");
+        fprintf(stderr,
+                "interrupt_poll: rtc0: opening the device, setting the alarm or enabling the interrupt failed\n");
         return 1;
     }
     printf("polling the descriptor of rtc0 for an interrupt\n");

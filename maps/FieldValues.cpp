@@ -97,15 +97,26 @@ std::uint64_t fittingNumber(const Field& field, const std::string& subject, cons
 
 constexpr const char* onlyAsRead = " may be written only with the value that was read (leave it unchanged)";
 
+bool hasUsableName(const EnumeratedValue& value) { return !value.name.empty() && !isAmbiguous(value); }
+
+/** Returns the enumerated values for writing, except a default, which names all other values. */
+std::vector<EnumeratedValue> valuesToWrite(const Field& field) {
+    std::vector<EnumeratedValue> values;
+    for (const Enumeration& enumeration : field.enumerations) {
+        if (isFor(enumeration, Usage::Write)) {
+            std::copy_if(enumeration.values.begin(), enumeration.values.end(), std::back_inserter(values),
+                         [](const EnumeratedValue& value) { return !value.isDefault; });
+        }
+    }
+    return values;
+}
+
 /** Returns the enumerated values that may be written to a field. A value without a usable name is a number. */
 std::vector<std::string> enumeratedChoices(const Field& field) {
     std::vector<std::string> choices;
-    for (const Enumeration& enumeration : field.enumerations) {
-        for (const EnumeratedValue& value : enumeration.values) {
-            if (isFor(enumeration, Usage::Write) && !value.isDefault && value.value <= highestOf(field)) {
-                const bool isNamed = !value.name.empty() && !isAmbiguous(value);
-                choices.push_back(isNamed ? value.name : std::to_string(value.value));
-            }
+    for (const EnumeratedValue& value : valuesToWrite(field)) {
+        if (value.value <= highestOf(field)) {
+            choices.push_back(hasUsableName(value) ? value.name : std::to_string(value.value));
         }
     }
     return choices;
@@ -297,11 +308,9 @@ bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
 
 std::vector<std::string> namesToWrite(const Field& field) {
     std::vector<std::string> names;
-    for (const Enumeration& enumeration : field.enumerations) {
-        for (const EnumeratedValue& value : enumeration.values) {
-            if (isFor(enumeration, Usage::Write) && !value.isDefault && !value.name.empty() && !isAmbiguous(value)) {
-                names.push_back(value.name);
-            }
+    for (const EnumeratedValue& value : valuesToWrite(field)) {
+        if (hasUsableName(value)) {
+            names.push_back(value.name);
         }
     }
     return names;

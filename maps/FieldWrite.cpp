@@ -111,7 +111,8 @@ public:
         }
     }
 
-    /** @throws RefusedValue if another field or register cannot keep its value although the register can be read. */
+    /** @throws RefusedValue if another field or register cannot keep its value, even if the written register can be
+     * read. */
     void requireKept() const {
         const auto reasonFor = [](const Field& field) { return reasonToChange(field.access, field.modifiedWrite); };
         const std::vector<const Field*> lost =

@@ -59,7 +59,10 @@ public:
     /** Returns whether a text is an address, or the name of a register or a field. */
     bool isRegister(const std::string& text);
 
-    /** Returns the register map that was searched for a name; null if there is none. */
+    /**
+     * Returns the register map in which a name was searched; null if no name was searched, or if no register map
+     * describes the device.
+     */
     const RegisterMap* registerMap() const { return m_map; }
 
 private:

@@ -24,25 +24,17 @@ SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
             word & static_cast<std::uint32_t>(Maps::bitsOf(mapped.contents()))};
 }
 
-std::string leftOut(const RegisterMap& map, const std::string& problem) {
-    return map.device().name() + ": left out: " + problem;
-}
+constexpr const char* leftOutMark = "left out: ";
 
-std::vector<std::string> obstaclesOf(const RegisterMap& map) {
-    std::vector<std::string> obstacles;
-    for (const Maps::LocatedRegister& located : map.locatedRegisters()) {
-        const std::string obstacle = map.obstacleTo(located);
-        if (!obstacle.empty()) {
-            obstacles.push_back(leftOut(map, obstacle));
-        }
-    }
-    return obstacles;
+std::string leftOut(const RegisterMap& map, const std::string& problem) {
+    return map.device().name() + ": " + leftOutMark + problem;
 }
 
 } // namespace
 
 DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffects sideEffects) {
-    DeviceSnapshot taken{{map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, obstaclesOf(map)};
+    DeviceSnapshot taken{
+        {map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, map.inaccessible(leftOutMark)};
     std::unordered_set<std::string> names;
     const std::vector<MappedRegister> registers = map.registers();
     ProgressBar bar(map.device().name(), registers.size());

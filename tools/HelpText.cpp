@@ -76,8 +76,8 @@ std::vector<HelpSection> helpSections() {
          {"--timeout limits the time of the whole command, from start to end. This time includes every wait: for a "
           "server, for an interrupt, for the condition of poll, for the time of sleep, for the next sample of watch, "
           "for the next line of standard input, for a reader of the command's output, or for the writer of a pipe, if "
-          "a "
-          "file that the command reads is a pipe. When this time has expired, the command ends with status 4. wait and "
+          "a file that the command reads is a pipe. When the time-out has expired, the command ends with status 4. "
+          "wait and "
           "watch print each result immediately, not only when they end. The command cannot interrupt a driver of this "
           "machine: during a call to the driver, it waits until the call returns.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
@@ -110,7 +110,8 @@ std::vector<HelpSection> helpSections() {
         {"Interrupts",
          {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the "
           "interrupt word that the device reports.",
-          "On this machine, the interrupt stays enabled when wait ends. A UIO device loses the interrupts that arrive "
+          "wait does not disable the interrupt when it ends. The kernel disables the interrupt of a UIO device if the "
+          "source is still active. A UIO device loses the interrupts that arrive "
           "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of "
           "an interrupt, the device raises the interrupt again at once.",
           "irq raise works only with a server that runs with --simulate."}},

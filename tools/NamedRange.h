@@ -14,7 +14,7 @@
 
 namespace Rynvelctl {
 
-/** The registers of a command, the first of which the user gave. */
+/** The consecutive registers on which a command operates. The user selects the first register by address or name. */
 class NamedRange {
 public:
     /** @param context must outlive this object, and so must the target. */

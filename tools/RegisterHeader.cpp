@@ -459,7 +459,7 @@ std::string introductionTo(const RegisterMap& map) {
             " functions for " + width + " bits,\n *                   with the device type " + device.type.name +
             "\n * REGISTER_OFFSET:  the distance in bytes from the beginning of the device\n"
             " * REGISTER_RESET:   the value after a reset\n"
-            " * ARRAY_COUNT:      the number of elements; their indexes count from 0\n"
+            " * ARRAY_COUNT:      the number of elements; the indexes begin at 0\n"
             " * FIELD_MASK:       the bits of a field in its register\n"
             " * FIELD_SHIFT:      the position of the lowest bit of the field\n"
             " * FIELD_VALUE:      a value of the field; shift it left by FIELD_SHIFT\n"

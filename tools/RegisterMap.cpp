@@ -116,12 +116,13 @@ void RegisterMap::requireNoParts(const RegisterRange& range) const {
     }
 }
 
-std::vector<std::string> RegisterMap::inaccessible() const {
+std::vector<std::string> RegisterMap::inaccessible(const std::string& consequence) const {
+    const std::string begin = m_target->name() + ": " + consequence;
     std::vector<std::string> messages;
     for (const Maps::LocatedRegister& located : m_registers) {
         const std::string obstacle = obstacleTo(located);
         if (!obstacle.empty()) {
-            messages.push_back(m_target->name() + ": " + obstacle);
+            messages.push_back(begin + obstacle);
         }
     }
     return messages;

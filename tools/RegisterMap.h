@@ -90,8 +90,12 @@ public:
      */
     void requireNoParts(const RegisterRange& range) const;
 
-    /** Returns an error message for each register of the map that the device cannot access. */
-    std::vector<std::string> inaccessible() const;
+    /**
+     * Returns an error message for each register of the map that the device cannot access.
+     *
+     * @param consequence precedes the problem in each message.
+     */
+    std::vector<std::string> inaccessible(const std::string& consequence = "") const;
 
     /**
      * Returns what a name selects.

@@ -168,7 +168,7 @@ header_tells_how_to_turn_traces_off() {
         [ -z "$(run_consumer "$work/consumer_c" 2>&1 >/dev/null | tee /dev/stderr)" ]
 }
 
-# Prints the paragraph of the installed header that begins with a word.
+# Prints the paragraph of the installed header that begins with the given word and a full stop.
 header_paragraph() { sed -n "/^ \* $1\./,/^ \*\$/p" "$stage/include/rynvel.h"; }
 
 header_tells_what_is_not_serialized() {

@@ -88,7 +88,10 @@ std::string synopsis(const CommandDescription& command, const std::string& name)
     return text;
 }
 
-/** The synopses of the commands of a program; those of the commands in a command instead of its own. */
+/**
+ * Returns the synopses of the commands of a program. A command with subcommands contributes the synopses of its
+ * subcommands instead of its own.
+ */
 Lines synopses(const CommandDescription& program, const std::string& before = "") {
     Lines lines;
     for (const CommandDescription& command : program.commands) {

@@ -37,9 +37,9 @@ public:
     }
 
     std::map<std::uint32_t, std::uint32_t> registers;
-    /** The status of every transaction that `statusOf` does not contain. */
+    /** The status byte of every transaction that `statusOf` does not contain. */
     std::uint8_t status = 0x80;
-    /** The status of single transactions, by their number, counted from 0. */
+    /** The status bytes of single transactions, by their number, counted from 0. */
     std::map<std::size_t, std::uint8_t> statusOf;
     /** The results of transactions that fail with errno EIO, by their number, counted from 0. */
     std::map<std::size_t, int> resultOf;
