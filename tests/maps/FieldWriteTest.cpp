@@ -20,10 +20,15 @@ std::string bit(const std::string& name, unsigned int number, const std::string&
                    element("name", name) + element("bitRange", "[" + position + ":" + position + "]") + further);
 }
 
-/** Returns a register of 8 bits with these fields. `further` contains more elements of the register. */
-Maps::Register registerWith(const std::string& fields, const std::string& further = "") {
+/** Returns a map with one register of 8 bits that has these fields. `further` contains more elements of the register.
+ */
+std::string mapWith(const std::string& fields, const std::string& further = "") {
     const std::string size = "<size>8</size><resetValue>0</resetValue><resetMask>0xFF</resetMask>";
-    return onlyRegister(read(mapOf(registerOf(size + further + element("fields", fields)))));
+    return mapOf(registerOf(size + further + element("fields", fields)));
+}
+
+Maps::Register registerWith(const std::string& fields, const std::string& further = "") {
+    return onlyRegister(read(mapWith(fields, further)));
 }
 
 Maps::FieldWrite plan(const Maps::Register& aRegister, const Assignments& assignments) {
@@ -251,7 +256,7 @@ TEST(MaskedWrite, DependsOnTheOtherBitsOfAFieldWithAWriteConstraint) {
     EXPECT_NO_THROW(requireResultAllowed(located, {0x02, 0x02}, 0xF1));
     EXPECT_NO_THROW(requireResultAllowed(located, {0x10, 0x10}, 0x0F));
     const Maps::Register readOnly = registerWith(nibble("<access>read-only</access>" + oneToNine) + bit("B", 4));
-    EXPECT_FALSE(dependsOnOtherBits({"C.R", 0, &readOnly}, 0x01));
+    EXPECT_FALSE(Maps::dependsOnOtherBits({"C.R", 0, &readOnly}, 0x01));
 }
 
 TEST(MaskedWrite, DependsOnTheOtherBitsOfARegisterWithARange) {
@@ -273,7 +278,10 @@ TEST(MaskedWrite, MayGiveAFieldTheValueThatLeavesItAlone) {
 TEST(ReadableBits, AreThoseOfReadableFieldsAndOfAReadableRegister) {
     EXPECT_EQ(readableBits(registerWith(bit("A", 0) + bit("B", 1, writeOnly))), 0xFDU);
     const std::string both = "<access>read-write</access>";
-    const Maps::Register aRegister = registerWith(bit("A", 0, both) + bit("B", 1), writeOnly);
+    const Maps::Register aRegister =
+        onlyRegister(readOdd(mapWith(bit("A", 0, both) + bit("B", 1), writeOnly),
+                             "m.svd:1: warning: field 'A' can be read, but its register cannot (the access of the "
+                             "field is used)\n"));
     EXPECT_EQ(readableBits(aRegister), 0x01U);
     const Maps::LocatedRegister located{"C.R", 0, &aRegister};
     EXPECT_NO_THROW(requireReadable(located, 0x01));

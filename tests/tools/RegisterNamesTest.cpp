@@ -275,6 +275,9 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
     expectRefused("write map32 CTRL 1", "map32: field CTRL.GAIN: value 0 is not allowed (write 2 to 200)");
     expectRefused("write map32 CTRL 0x100 --mask 0xff00",
                   "map32: field CTRL.GAIN: value 1 is not allowed (write 2 to 200)");
+    expectRefused("write map32 CTRL 1 --mask 0xf0ff",
+                  "map32: field CTRL.GAIN: value 0 is not allowed (write 2 to 200)");
+    set(0, 0x300);
     expect("write map32 CTRL 1 --mask 0xf0ff --quiet", 0, "");
     describe(aRegister("R", "0",
                        fields(field("SAME", "[0:0]",
