@@ -37,7 +37,7 @@ void requireText(const std::string& line) {
 
 /** Returns the global option that a word begins with; empty if there is none. */
 std::string globalOptionIn(const std::string& word) {
-    const std::string name = word.substr(0, word.find('='));
+    std::string name = word.substr(0, word.find('='));
     for (const Common::OptionDescription& option : CommandLine().describe().options) {
         if (std::find(option.names.begin(), option.names.end(), name) != option.names.end()) {
             return name;

@@ -217,7 +217,7 @@ void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t compa
     const std::uint32_t found = device.read(range) & maxValue(bits);
     const std::uint32_t mask = written.mask.value_or(maxValue(bits)) & comparable;
     if ((found & mask) != (written.value & mask)) {
-        const std::string masked = written.mask ? " with mask " + hexadecimal(mask, bits) : "";
+        const std::string masked = written.mask ? " with mask " + hexadecimal(*written.mask, bits) : "";
         throw Failure(ExitStatus::Failed, range.device().name() + ": " + range.addressText() + " holds " +
                                               hexadecimal(found, bits) + " after " + hexadecimal(written.value, bits) +
                                               " was written" + masked);
@@ -234,7 +234,7 @@ struct CheckedWrite {
 
 /** @throws Failure if an address selects bits or several registers, which one value cannot write. */
 Addressed findRegisterOrField(Addresses& addresses, const WriteOptions& options) {
-    if (addresses.isRange(options.address)) {
+    if (Addresses::isRange(options.address)) {
         throw usageError(options.name + ": '" + options.address +
                          "' is a range of addresses (to write one value to several registers, use fill)");
     }
@@ -352,6 +352,7 @@ std::vector<CheckedWrite> writesFor(const CommandContext& context, const Target&
 
 std::vector<std::string> namesOf(const std::vector<CheckedWrite>& writes) {
     std::vector<std::string> names;
+    names.reserve(writes.size());
     for (const CheckedWrite& each : writes) {
         names.push_back(each.name);
     }

@@ -696,6 +696,12 @@ TEST_F(RemoteRegisterNames, AreVerifiedByTheirFields) {
                  "remote: CTRL holds 0x00000021 after 0x00000050 was written with mask 0x00000070");
 }
 
+TEST_F(RemoteRegisterNames, AreReportedWithTheGivenMaskIfTheyAreVerifiedWithoutAReadOnlyField) {
+    m_peer.script({success(), success(), success({0x80000000})});
+    expectEnding(run("write remote CTRL 0x50 --mask 0x80000070 --verify"), 1, "",
+                 "remote: CTRL holds 0x80000000 after 0x00000050 was written with mask 0x80000070");
+}
+
 TEST_F(RemoteRegisterNames, AreRefusedBeforeTheServerIsAsked) {
     expectEnding(run("write remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
     EXPECT_EQ(m_peer.requests(0).size(), 0U);

@@ -33,7 +33,8 @@ TEST_F(TypedValues, HaveShortOptions) {
                  "\n");
     expectEnding(runShort("-q -j list"), 2, "", "--quiet excludes --json");
     m_folder.store("script", "read map32 0 -q\n");
-    expectEnding(runShort("run script"), 2, "", "script:1: -q: a line cannot contain global options (give the option with run)");
+    expectEnding(runShort("run script"), 2, "",
+                 "script:1: -q: a line cannot contain global options (give the option with run)");
 }
 
 TEST_F(TypedValues, OfRegistersArePrintedInTheGivenBase) {
