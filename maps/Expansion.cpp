@@ -84,9 +84,8 @@ private:
     /** @throws MalformedMap if there are more elements than a map may have. */
     void expectAtMost(const Definition& definition, std::uint64_t elements) const {
         if (elements > m_limits.elements) {
-            throw MalformedMap(definition.line, describe(definition) + " exceeds the " +
-                                                    std::to_string(m_limits.elements) +
-                                                    " elements that a map may have");
+            throw MalformedMap(definition.line, "the map has more than " + std::to_string(m_limits.elements) +
+                                                    " elements at " + describe(definition) + " (split the map)");
         }
     }
 

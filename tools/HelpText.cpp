@@ -65,7 +65,8 @@ std::vector<HelpSection> helpSections() {
           "variable RYNVEL_MAPS, separated by colons. Without either, it searches /etc/rynvel/maps and the folder "
           "share/rynvel/maps of the installation. The command uses the first description of the device."}},
         {"Servers",
-         {"A server is a host name or an IPv4 address. To add a port, separate it from the host with one colon or two.",
+         {"Give a server as a host name or an IPv4 address. To add a port, separate it from the host with one colon or "
+          "two.",
           "The environment variable RYNVELCTL_REMOTE names the server of the commands without --remote. --local "
           "selects the devices of this machine in spite of the variable. list asks the server for each name of this "
           "machine's device table.",

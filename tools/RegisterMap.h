@@ -110,7 +110,7 @@ private:
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The end of the last register for which Maps::hasReadEffect() is true; 0 if there is none. */
+        /** The highest end of the registers for which Maps::hasReadEffect() is true; 0 if there are none. */
         std::uint64_t readEffectEnd;
     };
 

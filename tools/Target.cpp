@@ -27,8 +27,8 @@ const DeviceTypeInfo& typeOf(const Rynvel::MemoryDevice& row) {
 const DeviceTypeInfo& typeOfLocalDevice(const std::string& name) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
     if (row == nullptr) {
-        throw usageError(name + ": no device on this machine has this name, so its type is unknown (give the type on "
-                                "the server with --type)");
+        throw usageError(name + ": no device on this machine has this name (give the type of the server's device "
+                                "with --type)");
     }
     return typeOf(*row);
 }

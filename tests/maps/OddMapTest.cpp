@@ -314,21 +314,22 @@ TEST(LimitedMap, HasNoMoreElementsInAll) {
     // elements. The peripheral and the register outside the arrays are the other 2.
     const std::string text = mapOf(nestedArrays("10", registerOf("")));
     EXPECT_TRUE(Maps::readMap(text, elements(212)).device);
-    expectError(text, "m.svd:1: error: peripheral 'P' exceeds the 211 elements that a map may have", elements(211));
+    expectError(text, "m.svd:1: error: the map has more than 211 elements at peripheral 'P' (split the map)",
+                elements(211));
     expectError(mapOf(nestedArrays("1000", "")),
-                "m.svd:1: error: cluster 'A%s' exceeds the 1000000 elements that a map may have");
+                "m.svd:1: error: the map has more than 1000000 elements at cluster 'A%s' (split the map)");
 }
 
 TEST(LimitedMap, HasNoMoreElementsOfOneKind) {
     const std::string at0 = "<addressOffset>0</addressOffset>";
     expectError(mapOf(array("register", "A", at0) + array("register", "B", at0)),
-                "m.svd:1: error: register 'B%s' exceeds the 150 elements that a map may have", elements(150));
+                "m.svd:1: error: the map has more than 150 elements at register 'B%s' (split the map)", elements(150));
     const std::string bit = "<bitOffset>0</bitOffset>";
     expectError(mapOfFields(array("field", "A", bit) + array("field", "B", bit)),
-                "m.svd:1: error: field 'B%s' exceeds the 150 elements that a map may have", elements(150));
+                "m.svd:1: error: the map has more than 150 elements at field 'B%s' (split the map)", elements(150));
     const std::string cluster = "<description>C</description>" + at0;
     expectError(mapOf(array("cluster", "A", cluster) + array("cluster", "B", cluster)),
-                "m.svd:1: error: cluster 'B%s' exceeds the 150 elements that a map may have", elements(150));
+                "m.svd:1: error: the map has more than 150 elements at cluster 'B%s' (split the map)", elements(150));
 }
 
 /** Expects the reader to need less than 8 seconds. It would need much longer if it built all elements or indexes. */
@@ -372,7 +373,7 @@ TEST(LimitedMap, CountsDerivedElementsThatAreLeftOut) {
         registers += "<register derivedFrom=\"R\">" + element("name", "R" + std::to_string(i)) + "</register>";
     }
     EXPECT_TRUE(Maps::readMap(mapOf(registers), elements(33)).device);
-    expectError(mapOf(registers), "m.svd:1: error: register 'R9' exceeds the 32 elements that a map may have",
+    expectError(mapOf(registers), "m.svd:1: error: the map has more than 32 elements at register 'R9' (split the map)",
                 elements(32));
 }
 
@@ -384,8 +385,8 @@ TEST(LimitedMap, CountsElementsThatAreLeftOutWithEachInheritedProperty) {
                        element("resetValue", std::to_string(i)) + "</peripheral>";
     }
     EXPECT_TRUE(Maps::readMap(deviceOf(peripherals), elements(20)).device);
-    expectError(deviceOf(peripherals), "m.svd:1: error: register 'B' exceeds the 19 elements that a map may have",
-                elements(19));
+    expectError(deviceOf(peripherals),
+                "m.svd:1: error: the map has more than 19 elements at register 'B' (split the map)", elements(19));
 }
 
 TEST(LimitedMap, CountsDerivedElementsThatAreReplaced) {

@@ -6,6 +6,13 @@
 namespace RynvelTest {
 namespace {
 
+/** Returns the message about a device whose rows differ between the program and the library. */
+std::string mismatch(const std::string& device, const std::string& difference) {
+    return device +
+           ": librynvel has a different device table (install the librynvel that was built with this program): " +
+           difference;
+}
+
 /** A fixture for programs with the table of devices.def, and a library with the table of replaced_devices.def. */
 class ReplacedLibrary : public testing::Test {
 protected:
@@ -42,25 +49,24 @@ TEST_F(ReplacedLibrary, ServesTheDevicesOnWhichItAgrees) {
 }
 
 TEST_F(ReplacedLibrary, IsRefusedForADeviceWhoseRowsDiffer) {
-    expectRefusal("write map32 0 1", "map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
-    expectRefusal("write file32 0 1",
-                  "file32: librynvel has a different device table: path 'registers16' instead of 'registers32'");
-    expectRefusal("info map16", "map16: librynvel has a different device table: size 8192 instead of 4096");
-    expectRefusal("dump spi 0 1", "spi: librynvel has a different device table: offset 4 instead of 0");
+    expectRefusal("write map32 0 1", mismatch("map32", "type Tyvon16 instead of Tyvon32"));
+    expectRefusal("write file32 0 1", mismatch("file32", "path 'registers16' instead of 'registers32'"));
+    expectRefusal("info map16", mismatch("map16", "size 8192 instead of 4096"));
+    expectRefusal("dump spi 0 1", mismatch("spi", "offset 4 instead of 0"));
 }
 
 TEST_F(ReplacedLibrary, IsRefusedWithEveryDifferenceInOneLine) {
-    expectRefusal("read sizeless 0", "sizeless: librynvel has a different device table: type Tyvon16 instead of "
-                                     "Tyvon32, path 'elsewhere' instead of 'map', size 16 instead of 0");
+    expectRefusal("read sizeless 0",
+                  mismatch("sizeless",
+                           "type Tyvon16 instead of Tyvon32, path 'elsewhere' instead of 'map', size 16 instead of 0"));
 }
 
 TEST_F(ReplacedLibrary, IsRefusedForADeviceThatItDoesNotHave) {
-    expectRefusal("read file16 0", "file16: librynvel has a different device table: the device is missing");
+    expectRefusal("read file16 0", mismatch("file16", "the device is missing"));
 }
 
 TEST_F(ReplacedLibrary, IsRefusedForTheTypeOfADeviceAtAServer) {
-    expectRefusal("--remote 127.0.0.1:1 read map32 0",
-                  "map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
+    expectRefusal("--remote 127.0.0.1:1 read map32 0", mismatch("map32", "type Tyvon16 instead of Tyvon32"));
 }
 
 TEST_F(ReplacedLibrary, OmitsTheRowsThatDifferFromTheList) {
@@ -73,19 +79,16 @@ TEST_F(ReplacedLibrary, OmitsTheRowsThatDifferFromTheList) {
                              "uio         9       uio_link     Uio32             32     missing\n"
                              "folder      10      /            Lseek8            8      present\n"
                              "full        13      /dev/full    Lseek8            8      present\n");
-    const std::string start = ": librynvel has a different device table: ";
+    const auto line = [](const std::string& device, const std::string& difference) {
+        return "rynvelctl: " + mismatch(device, difference) + '\n';
+    };
     EXPECT_EQ(ending.error,
-              "rynvelctl: file16" + start + "the device is missing\n" + //
-                  "rynvelctl: file32" + start +
-                  "path 'registers16' instead of 'registers32'\n" //
-                  "rynvelctl: map16" +
-                  start + "size 8192 instead of 4096\n" + //
-                  "rynvelctl: map32" + start + "type Tyvon16 instead of Tyvon32\n" + "rynvelctl: sizeless" + start +
-                  "type Tyvon16 instead of Tyvon32, path 'elsewhere' instead of 'map', "
-                  "size 16 instead of 0\n" +
-                  "rynvelctl: spi" + start + "offset 4 instead of 0\n" + //
-                  "rynvelctl: missing" + start + "handle 12 instead of 11\n" + "rynvelctl: missing.map" + start +
-                  "handle 11 instead of 12\n" + "rynvelctl: 8 devices are not listed\n");
+              line("file16", "the device is missing") + line("file32", "path 'registers16' instead of 'registers32'") +
+                  line("map16", "size 8192 instead of 4096") + line("map32", "type Tyvon16 instead of Tyvon32") +
+                  line("sizeless", "type Tyvon16 instead of Tyvon32, path 'elsewhere' instead of 'map', size 16 "
+                                   "instead of 0") +
+                  line("spi", "offset 4 instead of 0") + line("missing", "handle 12 instead of 11") +
+                  line("missing.map", "handle 11 instead of 12") + "rynvelctl: 8 devices are not listed\n");
 }
 
 /** A fixture for a register server whose library has been replaced. */
@@ -107,16 +110,13 @@ TEST_F(ReplacedLibraryOfServer, LetsItsClientsHaveTheDevicesOnWhichItAgrees) {
     ASSERT_EQ(refused.status, 3);
     const std::string trace = server.errorLine();
     EXPECT_NE(trace.find("Device \"map32\" cannot be opened for 127.0.0.1:"), std::string::npos) << trace;
-    EXPECT_NE(trace.find(": map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32."),
-              std::string::npos)
-        << trace;
+    EXPECT_NE(trace.find(": " + mismatch("map32", "type Tyvon16 instead of Tyvon32.")), std::string::npos) << trace;
 }
 
 TEST_F(ReplacedLibraryOfServer, KeepsItFromStartingForADeviceOnWhichItDisagrees) {
     Program server(RYNVELD_WITH_REPLACED_LIBRARY, {"--listen", "127.0.0.1:0", "--device", "file8", "--device", "map32"},
                    m_folder.path());
-    ASSERT_EQ(server.errorLine(),
-              "rynveld: map32: librynvel has a different device table: type Tyvon16 instead of Tyvon32");
+    ASSERT_EQ(server.errorLine(), "rynveld: " + mismatch("map32", "type Tyvon16 instead of Tyvon32"));
     EXPECT_EQ(server.wait().status, 1);
 }
 

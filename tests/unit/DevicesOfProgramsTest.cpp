@@ -86,7 +86,8 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
 }
 
 TEST(DeviceList, ReportsHowTheRowOfTheLibraryDiffers) {
-    const std::string start = ": librynvel has a different device table: ";
+    const std::string start =
+        ": librynvel has a different device table (install the librynvel that was built with this program): ";
     for (const MemoryDevice& row : Common::devices()) {
         EXPECT_EQ(Common::describeMismatch(row), "");
     }
@@ -108,7 +109,8 @@ TEST(DeviceList, ReportsHowTheHandleOfARowDiffers) {
     const MemoryDevice& first = Common::devices().front();
     EXPECT_EQ(Common::describeMismatch(first, 0), "");
     EXPECT_EQ(Common::describeMismatch(first, 7),
-              first.m_name + ": librynvel has a different device table: handle 0 instead of 7");
+              first.m_name + ": librynvel has a different device table (install the librynvel that was built with this "
+                             "program): handle 0 instead of 7");
 }
 
 TEST(DeviceList, ListsEveryKindOfBackendAndNoOther) {
