@@ -51,7 +51,8 @@ void TerminalScreen::showCharacter(char byte) {
         m_cells[m_row][m_column - 1].character += byte;
         return;
     }
-    EXPECT_NE(std::isprint(static_cast<unsigned char>(byte)) != 0 || byte < 0, false) << static_cast<int>(byte);
+    const auto code = static_cast<unsigned char>(byte);
+    EXPECT_TRUE(std::isprint(code) != 0 || code >= 0x80) << static_cast<int>(code);
     if (m_column == m_cells[m_row].size()) {
         m_column = 0;
         feedLine();

@@ -263,41 +263,36 @@ TEST_F(Bits, SayThatTheyWereWrittenIfTheOutputFails) {
 TEST_F(Bits, AreRefusedIfTheyAreNotInTheRegister) {
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 0 32", "bit 32 is outside the 32 bits of the register");
-        expectRefused(command + " map32 NARROW 16", "bit 16 is outside the 16 bits of the register");
-        expectRefused(command + " map32 NARROW 16:15", "bit 16 is outside the 16 bits of the register");
-        expectRefused(command + " map32 0 4:7", "'4:7' does not begin with the highest bit (give 7:4)");
-        expectRefused(command + " map32 0 7:4:2",
-                      "bit '4:2' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
-        expectRefused(command + " map32 0 1,1",
-                      "map32: '1' selects a bit that is already selected (select each bit once)");
-        expectRefused(command + " map32 0 3:0,2",
-                      "map32: '2' selects a bit that is already selected (select each bit once)");
-        expectRefused(command + " map32 0 RUN", "map32: 'RUN' is not a bit or a range of bits (give the name "
-                                                "of the register to select fields)");
         expectRefused(command + " map32 CTRL RUNS", "map32: register CTRL has no field 'RUNS' (did you mean 'RUN'?)");
-        expectRefused(command + " map32 CTRL run", "map32: register CTRL has no field 'run' (did you mean 'RUN'?)");
-        expectRefused(command + " map32 CTRL 3-5", "map32: '3-5' is not a range of bits (give 5:3)");
-        expectRefused(command + " map32 0 0x10..0x12", "map32: '0x10..0x12' is not a range of bits (give 18:16)");
-        expectRefused(command + " map32 CTRL 3..32", "bit 32 is outside the 32 bits of the register");
-        for (const std::string bits : {"7:", ":0", ":"}) {
-            expectRefused(command + " map32 CTRL " + bits,
-                          "'" + bits + "' is not a range of bits (give the highest and the lowest bit, such as 7:4)");
-        }
-        for (const std::string name : {"CTRL", "0"}) {
-            Arguments separated = arguments(command + " map32 " + name);
-            separated.emplace_back("RUN MODE");
-            expectEnding(runProgram(RYNVELCTL_FOR_TESTS, separated, m_folder.path()), 2, "",
-                         "map32: 'RUN MODE' contains a blank (separate the entries of the list only with commas)");
-        }
-        expectRefused(
-            command + " map32 CTRL 1,",
-            "map32: the list of bits has an empty entry (give a bit, a range of bits or a field between commas)");
-        expectRefused(command + " map32 CTRL.MODE 1", "map32: CTRL.MODE is a field (give a register)");
-        expectRefused(command + " map32 CTRL[7:4] 1", "map32: CTRL[7:4] selects bits (give a register)");
-        expectRefused(command + " map32 SAME 3",
-                      "map32: '3' is a bit and also a field of register SAME (give the range "
-                      "3:3 for the bit, or the range of the field)");
     }
+    expectRefused("set map32 NARROW 16", "bit 16 is outside the 16 bits of the register");
+    expectRefused("set map32 NARROW 16:15", "bit 16 is outside the 16 bits of the register");
+    expectRefused("set map32 0 4:7", "'4:7' does not begin with the highest bit (give 7:4)");
+    expectRefused("set map32 0 7:4:2", "bit '4:2' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
+    expectRefused("set map32 0 1,1", "map32: '1' selects a bit that is already selected (select each bit once)");
+    expectRefused("set map32 0 3:0,2", "map32: '2' selects a bit that is already selected (select each bit once)");
+    expectRefused("set map32 0 RUN", "map32: 'RUN' is not a bit or a range of bits (give the name "
+                                     "of the register to select fields)");
+    expectRefused("set map32 CTRL run", "map32: register CTRL has no field 'run' (did you mean 'RUN'?)");
+    expectRefused("set map32 CTRL 3-5", "map32: '3-5' is not a range of bits (give 5:3)");
+    expectRefused("set map32 0 0x10..0x12", "map32: '0x10..0x12' is not a range of bits (give 18:16)");
+    expectRefused("set map32 CTRL 3..32", "bit 32 is outside the 32 bits of the register");
+    for (const std::string bits : {"7:", ":0", ":"}) {
+        expectRefused("set map32 CTRL " + bits,
+                      "'" + bits + "' is not a range of bits (give the highest and the lowest bit, such as 7:4)");
+    }
+    for (const std::string name : {"CTRL", "0"}) {
+        Arguments separated = arguments("set map32 " + name);
+        separated.emplace_back("RUN MODE");
+        expectEnding(runProgram(RYNVELCTL_FOR_TESTS, separated, m_folder.path()), 2, "",
+                     "map32: 'RUN MODE' contains a blank (separate the entries of the list only with commas)");
+    }
+    expectRefused("set map32 CTRL 1,",
+                  "map32: the list of bits has an empty entry (give a bit, a range of bits or a field between commas)");
+    expectRefused("set map32 CTRL.MODE 1", "map32: CTRL.MODE is a field (give a register)");
+    expectRefused("set map32 CTRL[7:4] 1", "map32: CTRL[7:4] selects bits (give a register)");
+    expectRefused("set map32 SAME 3", "map32: '3' is a bit and also a field of register SAME (give the range "
+                                      "3:3 for the bit, or the range of the field)");
 }
 
 TEST_F(Bits, AreRefusedIfTheMapExcludesTheAccess) {
