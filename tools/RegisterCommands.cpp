@@ -34,7 +34,7 @@ struct FillOptions : RangeOptions {
     std::string value;
 };
 
-struct ReadOptions : RegisterOptions {
+struct ReadOptions : DeviceOptions {
     std::vector<std::string> addresses;
 };
 

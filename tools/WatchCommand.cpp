@@ -19,7 +19,7 @@ namespace Rynvelctl {
 
 namespace {
 
-struct WatchOptions : RegisterOptions {
+struct WatchOptions : DeviceOptions {
     std::vector<std::string> addresses;
     std::string interval = "1s";
     std::string count;
