@@ -44,6 +44,9 @@ void addOrderOption(const Common::Command& command, std::string& order);
 /** Returns the byte order of that option. @throws Failure if the text is not a byte order. */
 Rynvel::ByteOrder parseOrder(const std::string& text);
 
+/** Returns the name of a byte order, as the user types it. */
+std::string orderName(Rynvel::ByteOrder order);
+
 void addIndexOption(const Common::Command& command, DeviceOptions& options);
 void addSideEffectsOption(const Common::Command& command, bool& areIncluded);
 
