@@ -57,8 +57,7 @@ std::string quoted(const std::string& text) {
 } // namespace
 
 EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& previous, GivenBase base) {
-    const RegisterRange& range =
-        std::visit([](const auto& read) -> const RegisterRange& { return read.range; }, change.reading);
+    const RegisterRange& range = rangeOf(change.reading);
     return {change.time,
             range.device().name(),
             range.numberText(),

@@ -85,6 +85,10 @@ void Output::print(const Report& report) const {
     }
 }
 
+void Output::print(const Reading& reading) const {
+    std::visit([this](const auto& read) { print(Report(read)); }, reading);
+}
+
 void Output::write(const std::string& text) const {
     const int error = writeAll(text, m_timeout);
     if (error == 0) {

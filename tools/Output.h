@@ -44,8 +44,10 @@ public:
     Format format() const { return m_format; }
     GivenBase base() const { return m_base; }
 
-    /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. */
+    /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. @{ */
     void print(const Report& report) const;
+    void print(const Reading& reading) const;
+    /** @} */
 
     /** Writes a text unchanged. @throws Failure or OutputClosed. */
     void write(const std::string& text) const;

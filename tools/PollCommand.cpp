@@ -71,9 +71,7 @@ private:
         ::poll(nullptr, 0, end.pollTimeout());
     }
 
-    void printLast() const {
-        std::visit([this](const auto& read) { m_context.output().print(read); }, *m_last);
-    }
+    void printLast() const { m_context.output().print(*m_last); }
 
     // The status of a failed output would say nothing about the condition, and 4 would say that it does not hold.
     void printAfterSuccess() const {
