@@ -51,7 +51,7 @@ int writeAll(std::string_view text, const CommandTimeout& timeout) {
     return 0;
 }
 
-void waitWithReader(pollfd reader, const Common::Deadline& deadline) {
+void waitFor(pollfd reader, const Common::Deadline& deadline) {
     if (::poll(&reader, 1, deadline.pollTimeout()) > 0) {
         throw OutputClosed();
     }
@@ -71,12 +71,12 @@ std::string withoutControlCharacters(std::string text) {
     return text;
 }
 
-void waitUntil(const Common::Deadline& deadline) { waitWithReader({STDOUT_FILENO, 0, 0}, deadline); }
-
 // poll() ignores a descriptor that is -1.
 pollfd Output::reader() const { return {m_loss->isKept ? -1 : STDOUT_FILENO, 0, 0}; }
 
-void Output::waitUntil(const Common::Deadline& deadline) const { waitWithReader(reader(), deadline); }
+void Output::waitUntil(const Common::Deadline& deadline) const { waitFor(reader(), deadline); }
+
+void Output::waitWithReader(const Common::Deadline& deadline) { waitFor({STDOUT_FILENO, 0, 0}, deadline); }
 
 void Output::print(const Report& report) const {
     const std::string text = withoutControlCharacters(formatReport(m_format, report, m_base));

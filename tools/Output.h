@@ -29,9 +29,6 @@ Failure outputFailure(int error);
 /** Returns the text with a question mark in place of every control character other than a line end. */
 std::string withoutControlCharacters(std::string text);
 
-/** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
-void waitUntil(const Common::Deadline& deadline);
-
 class Output {
 public:
     /**
@@ -70,6 +67,13 @@ public:
     /** Waits until the deadline. @throws OutputClosed if standard output loses its reader, unless keepLoss() was
      * called. */
     void waitUntil(const Common::Deadline& deadline) const;
+
+    /**
+     * Waits until the deadline, for a command that may run until the reader ends.
+     *
+     * @throws OutputClosed if standard output loses its reader, even after keepLoss().
+     */
+    static void waitWithReader(const Common::Deadline& deadline);
 
 private:
     struct Loss {

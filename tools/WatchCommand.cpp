@@ -40,7 +40,8 @@ public:
     virtual void take(std::size_t position, const Reading& reading) = 0;
     virtual void endSample() {}
     /** Waits until the next sample. */
-    virtual void wait(const Common::Deadline& deadline) { waitUntil(deadline); }
+    // Without a reader, nobody can end a watch in a file of commands.
+    virtual void wait(const Common::Deadline& deadline) { Output::waitWithReader(deadline); }
 };
 
 /** Prints a line for each change. */
