@@ -6,7 +6,6 @@
 #ifndef RYNVELCTL_OUTPUT_H
 #define RYNVELCTL_OUTPUT_H
 
-#include <memory>
 #include <optional>
 
 #include <poll.h>
@@ -37,6 +36,8 @@ public:
      */
     Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)
         : m_format(format), m_timeout(timeout), m_base(base) {}
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
 
     Format format() const { return m_format; }
     GivenBase base() const { return m_base; }
@@ -53,10 +54,10 @@ public:
      * Makes the commands run to their end even if standard output fails or loses its reader: print() and write() then
      * keep the first of these failures instead of throwing it. They still throw a Failure after the time-out.
      */
-    void keepLoss() const { m_loss->isKept = true; }
+    void keepLoss() const { m_loss.isKept = true; }
 
     /** Returns the failure that is kept; none if standard output has taken everything. */
-    const std::optional<Failure>& loss() const { return m_loss->failure; }
+    const std::optional<Failure>& loss() const { return m_loss.failure; }
 
     /**
      * Returns what a command that waits gives to poll(), so that the wait also ends when standard output loses its
@@ -84,8 +85,7 @@ private:
     Format m_format;
     CommandTimeout m_timeout;
     GivenBase m_base;
-    /** All commands of a file write to the same standard output, so copies of this object share its state. */
-    std::shared_ptr<Loss> m_loss = std::make_shared<Loss>();
+    mutable Loss m_loss;
 };
 
 } // namespace Rynvelctl
