@@ -8,6 +8,7 @@
 #include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
+#include "Printable.h"
 #include "TextTable.h"
 
 namespace Rynvelctl {
@@ -61,7 +62,7 @@ EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& p
     return {change.time,
             range.device().name(),
             range.numberText(),
-            withoutControlCharacters(nameText(change.reading)),
+            printableLines(nameText(change.reading)),
             bareText(change.reading, base),
             previous ? bareText(*previous, base) : ""};
 }

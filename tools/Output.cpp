@@ -10,8 +10,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "DeviceName.h"
 #include "Formats.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -63,14 +63,6 @@ Failure outputFailure(int error) {
     return {ExitStatus::Failed, std::string("standard output: ") + std::strerror(error)};
 }
 
-// The names of a register map come from a file, which must not control the terminal.
-std::string withoutControlCharacters(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char character) { return character != '\n' && Common::isControlCharacter(character); }, '?');
-    return text;
-}
-
 // poll() ignores a descriptor that is -1.
 pollfd Output::reader() const { return {m_loss.isKept ? -1 : STDOUT_FILENO, 0, 0}; }
 
@@ -79,7 +71,7 @@ void Output::waitUntil(const Common::Deadline& deadline) const { waitFor(reader(
 void Output::waitWithReader(const Common::Deadline& deadline) { waitFor({STDOUT_FILENO, 0, 0}, deadline); }
 
 void Output::print(const Report& report) const {
-    const std::string text = withoutControlCharacters(formatReport(m_format, report, m_base));
+    const std::string text = printableLines(formatReport(m_format, report, m_base));
     if (!text.empty()) {
         write(text + '\n');
     }

@@ -25,9 +25,6 @@ struct OutputClosed {};
 /** Returns the failure of a write to standard output. @param error the error number. */
 Failure outputFailure(int error);
 
-/** Returns the text with a question mark in place of every control character other than a line end. */
-std::string withoutControlCharacters(std::string text);
-
 class Output {
 public:
     /**

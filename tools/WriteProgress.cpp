@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "WriteProgress.h"
 
-#include <algorithm>
-#include <cctype>
-
 #include <unistd.h>
+
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -24,9 +23,7 @@ WriteProgress::WriteProgress(const std::string& device, const std::vector<std::s
         m_names += name;
         m_ends.push_back(m_names.size());
     }
-    // As in every error message, because the names of a register map come from a file.
-    std::replace_if(
-        m_names.begin(), m_names.end(), [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
+    m_names = printable(m_names);
     m_prefix = errorLine(device + ": interrupted");
     m_prefix.pop_back();
     constexpr std::size_t longestOther = 128;
