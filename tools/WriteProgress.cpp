@@ -29,27 +29,9 @@ WriteProgress::WriteProgress(const std::string& device, const std::vector<std::s
     constexpr std::size_t longestOther = 128;
     m_message.reserve(m_prefix.size() + m_names.size() + longestOther);
     currentProgress = this;
-    struct sigaction action {};
-    action.sa_handler = endWithMessage;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    ::sigfillset(&action.sa_mask);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-        Replaced replaced{number, {}};
-        ::sigaction(number, nullptr, &replaced.before);
-        // The caller of the program may want the program to ignore the signal.
-        if (replaced.before.sa_handler == SIG_DFL) {
-            ::sigaction(number, &action, nullptr);
-            m_replaced.push_back(replaced);
-        }
-    }
 }
 
-WriteProgress::~WriteProgress() {
-    for (const Replaced& replaced : m_replaced) {
-        ::sigaction(replaced.number, &replaced.before, nullptr);
-    }
-    currentProgress = nullptr;
-}
+WriteProgress::~WriteProgress() { currentProgress = nullptr; }
 
 void WriteProgress::enter(std::size_t done, Outcome outcome) {
     m_state = done * outcomes + static_cast<std::size_t>(outcome);
