@@ -14,7 +14,7 @@
 
 #include "EndingSignals.h"
 #include "Failure.h"
-#include "Progress.h"
+#include "WriteOutcome.h"
 
 namespace Rynvelctl {
 
