@@ -40,7 +40,7 @@ public:
     virtual void take(std::size_t position, const Reading& reading) = 0;
     virtual void endSample() {}
     /** Waits until the next sample. */
-    // Without a reader, nobody can end a watch in a file of commands.
+    // Ends with the reader even in a file of commands, because a watch may have no other end.
     virtual void wait(const Common::Deadline& deadline) { Output::waitWithReader(deadline); }
 };
 
