@@ -82,6 +82,7 @@ private:
     Format m_format;
     CommandTimeout m_timeout;
     GivenBase m_base;
+    /** Mutable, because all commands of a file share one constant object. */
     mutable Loss m_loss;
 };
 
