@@ -97,15 +97,7 @@ CLI::App& selectedCommand(CLI::App& app) {
     return selected.empty() ? app : selectedCommand(*selected.front());
 }
 
-/**
- * Returns the error message for the words that no option or argument takes. Reports only the first word, because the
- * words after an unknown option may be values of that option.
- */
-std::string describeUnexpectedWord(CLI::App& app) {
-    const std::string word = app.remaining(true).front();
-    if (word[0] == '-') {
-        return "unknown option '" + word + "'" + helpRemedy(app, "lists the options");
-    }
+std::string describeUnexpectedArgument(CLI::App& app, const std::string& word) {
     const CLI::App& command = selectedCommand(app);
     const std::vector<std::string> names = commandNames(command);
     if (names.empty()) {
@@ -260,6 +252,23 @@ void ArgumentParser::addVersionFlag(const std::string& version, const std::strin
     m_app->set_version_flag("--version", version, summary);
 }
 
+void ArgumentParser::addRemedy(const std::string& beginning, const std::string& remedy) {
+    m_remedies.emplace_back(beginning, remedy);
+}
+
+std::string ArgumentParser::describeUnknownOption(const std::string& option) const {
+    const auto known = std::find_if(m_remedies.begin(), m_remedies.end(), [&option](const auto& remedy) {
+        return option.compare(0, remedy.first.size(), remedy.first) == 0;
+    });
+    return "unknown option '" + option + '\'' +
+           (known == m_remedies.end() ? helpRemedy(*m_app, "lists the options") : " (" + known->second + ')');
+}
+
+std::string ArgumentParser::describeUnexpectedWord() const {
+    const std::string word = m_app->remaining(true).front();
+    return word[0] == '-' ? describeUnknownOption(word) : describeUnexpectedArgument(*m_app, word);
+}
+
 Command ArgumentParser::program() { return {m_app.get(), m_words.get()}; }
 
 CommandDescription ArgumentParser::describe() const { return describeCommand(*m_app); }
@@ -275,7 +284,7 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
     } catch (const CLI::CallForVersion& version) {
         return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};
     } catch (const CLI::ExtrasError&) {
-        return {ParseResult::Kind::Invalid, describeUnexpectedWord(*m_app)};
+        return {ParseResult::Kind::Invalid, describeUnexpectedWord()};
     } catch (const CLI::ParseError& error) {
         return {ParseResult::Kind::Invalid, error.what()};
     }

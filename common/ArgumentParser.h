@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Only one source file includes the parsing library, because it takes longer to compile than the rest of a program.
@@ -165,6 +166,14 @@ public:
     /** Adds --version. @param version the text to print, without a line end. */
     void addVersionFlag(const std::string& version, const std::string& summary);
 
+    /**
+     * Gives the error message for an unknown option a remedy, in place of the reference to the help.
+     *
+     * @param beginning the first characters of the option, such as "--width".
+     * @param remedy the text for the parentheses at the end of the message.
+     */
+    void addRemedy(const std::string& beginning, const std::string& remedy);
+
     /** Returns the program itself, to which you add options and commands. */
     Command program();
 
@@ -179,8 +188,17 @@ public:
     ParseResult parse(int argc, const char* const* argv);
 
 private:
+    std::string describeUnknownOption(const std::string& option) const;
+    /**
+     * Returns the error message for the words that no option or argument takes. Reports only the first word, because
+     * the words after an unknown option may be values of that option.
+     */
+    std::string describeUnexpectedWord() const;
+
     std::unique_ptr<CLI::App> m_app;
     Footer m_footer;
+    /** Beginnings of unknown options and their remedies. */
+    std::vector<std::pair<std::string, std::string>> m_remedies;
     std::unique_ptr<const std::vector<std::string>> m_words;
 };
 

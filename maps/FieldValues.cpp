@@ -156,12 +156,6 @@ bool isConstrained(const Field& field, const MaskedValue& written) {
     return (bits & ~written.mask) == 0 && neutralValue(field.modifiedWrite, bits) != (written.value & bits);
 }
 
-std::string subjectOf(const LocatedRegister& located) { return "register " + located.name; }
-
-std::string subjectOf(const LocatedRegister& located, const Field& field) {
-    return "field " + located.name + '.' + field.name;
-}
-
 /** Returns the field of a name. @throws RefusedValue if the register has no field of this name. */
 const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
     const Field* const field = findField(*located.contents, name);
@@ -274,6 +268,12 @@ bool hasFieldInside(const Register& aRegister, const Condition& condition) {
 }
 
 } // namespace
+
+std::string subjectOf(const LocatedRegister& located) { return "register " + located.name; }
+
+std::string subjectOf(const LocatedRegister& located, const Field& field) {
+    return "field " + located.name + '.' + field.name;
+}
 
 bool isInside(const Field& field, const Register& aRegister) { return field.msb < std::min(aRegister.size, widest); }
 

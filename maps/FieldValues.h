@@ -127,6 +127,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** Returns the register or the field, as the beginning of such a text. @{ */
+std::string subjectOf(const LocatedRegister& located);
+std::string subjectOf(const LocatedRegister& located, const Field& field);
+/** @} */
+
 /** Returns the fields of a register that assignments name. @throws RefusedValue if a field is unknown. */
 std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments);
 

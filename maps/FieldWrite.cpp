@@ -101,8 +101,8 @@ public:
             return;
         }
         if (!isReadable(contents())) {
-            throw RefusedValue(refusal(
-                "register " + m_located.name + " is write-only, so its other fields cannot keep their values", read));
+            throw RefusedValue(
+                refusal(subjectOf(m_located) + " is write-only, so its other fields cannot keep their values", read));
         }
         if (m_word.hasReadEffect) {
             throw RefusedValue(refusal("reading register " + m_located.name +
@@ -118,8 +118,7 @@ public:
         const std::vector<const Field*> lost =
             otherFields([&reasonFor](const Field& field) { return !reasonFor(field).empty(); });
         if (!lost.empty()) {
-            throw RefusedValue(
-                refusal("field " + m_located.name + '.' + lost.front()->name + ' ' + reasonFor(*lost.front()), lost));
+            throw RefusedValue(refusal(subjectOf(m_located, *lost.front()) + ' ' + reasonFor(*lost.front()), lost));
         }
         requireNoContradiction();
         requireOtherRegistersKept();
@@ -130,8 +129,8 @@ public:
         const bool isChanged = !reasonToChange(contents().access, contents().modifiedWrite).empty() ||
                                contradictions(contents().modifiedWrite, otherBits(), m_modified) != 0;
         if (contents().fields.empty() && otherBits() != 0 && isChanged) {
-            throw RefusedValue("register " + m_located.name + ": " + m_remedy.otherBits +
-                               " cannot keep their values (" + m_remedy.forRegister + ')');
+            throw RefusedValue(subjectOf(m_located) + ": " + m_remedy.otherBits + " cannot keep their values (" +
+                               m_remedy.forRegister + ')');
         }
     }
 
@@ -151,7 +150,7 @@ private:
             return isLost;
         });
         if (!lost.empty()) {
-            throw RefusedValue(refusal("field " + m_located.name + '.' + lost.front()->name +
+            throw RefusedValue(refusal(subjectOf(m_located, *lost.front()) +
                                            " cannot keep its value, because a field or register that shares its bits "
                                            "needs other values",
                                        lost));
@@ -164,7 +163,7 @@ private:
             m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
         if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
             throw RefusedValue(
-                "register " + m_located.name +
+                subjectOf(m_located) +
                 ": this write would also change another register at the same address (to change it nevertheless, " +
                 m_remedy.forRegister + ')');
         }
@@ -205,14 +204,6 @@ const Field* findSelected(const Register& contents, std::uint64_t mask, const Co
         return isInside(field, contents) && (maskOf(field) & mask) != 0 && condition(field);
     });
     return found == contents.fields.end() ? nullptr : &*found;
-}
-
-[[noreturn]] void refuse(const LocatedRegister& located, const std::string& problem) {
-    throw RefusedValue("register " + located.name + ' ' + problem);
-}
-
-[[noreturn]] void refuse(const LocatedRegister& located, const Field& field, const std::string& problem) {
-    throw RefusedValue("field " + located.name + '.' + field.name + ' ' + problem);
 }
 
 [[noreturn]] void refuseToStore(const std::string& subject) {
@@ -287,31 +278,31 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask) {
     const Register& contents = *located.contents;
     const std::uint64_t readOnly = mask & ~writableBits(contents);
     if (const Field* const field = findSelected(contents, readOnly, [](const Field&) { return true; })) {
-        refuse(located, *field, "is read-only");
+        throw RefusedValue(subjectOf(located, *field) + " is read-only");
     }
     if (readOnly != 0) {
-        refuse(located, "is read-only outside its fields");
+        throw RefusedValue(subjectOf(located) + " is read-only outside its fields");
     }
     const Field* const modified = findSelected(contents, mask, [](const Field& field) {
         return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
     });
     if (modified != nullptr) {
-        refuseToStore("field " + located.name + '.' + modified->name);
+        refuseToStore(subjectOf(located, *modified));
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
-        refuseToStore("register " + located.name);
+        refuseToStore(subjectOf(located));
     }
 }
 
-void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask) {
+void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask) {
     const Register& contents = *located.contents;
     const Field* const writeOnly = findSelected(
         contents, mask, [](const Field& field) { return isWritable(field.access) && !isReadable(field.access); });
     if (writeOnly != nullptr) {
-        refuse(located, *writeOnly, "is write-only");
+        throw RefusedValue(subjectOf(located, *writeOnly) + " is write-only");
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && !isReadable(contents.access)) {
-        refuse(located, "is write-only outside its fields");
+        throw RefusedValue(subjectOf(located) + " is write-only outside its fields");
     }
 }
 
@@ -320,10 +311,10 @@ std::uint64_t readableBits(const Register& aRegister) {
            (isReadable(aRegister.access) ? bitsOf(aRegister) & ~bitsOfFields(aRegister) : 0);
 }
 
-void requireReadable(const LocatedRegister& located, std::uint64_t mask) {
+void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask) {
     const std::uint64_t hidden = mask & ~readableBits(*located.contents);
     if (hidden != 0) {
-        requireBitsReadable(located, hidden);
+        requireNotWriteOnly(located, hidden);
     }
 }
 

@@ -113,13 +113,13 @@ void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const
 void requireStored(const LocatedRegister& located, std::uint64_t mask);
 
 /** @throws RefusedValue if a bit of the mask can be written, but not read. */
-void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask);
+void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask);
 
 /** Returns the bits of a register that can be read. A readable field can have bits of a write-only one. */
 std::uint64_t readableBits(const Register& aRegister);
 
 /** @throws RefusedValue if a bit of the mask cannot be read. */
-void requireReadable(const LocatedRegister& located, std::uint64_t mask);
+void requireBitsReadable(const LocatedRegister& located, std::uint64_t mask);
 
 } // namespace Maps
 

@@ -3,6 +3,7 @@
 
 #include <cctype>
 #include <string_view>
+#include <utility>
 
 #include "FieldValues.h"
 #include "Number.h"
@@ -13,6 +14,15 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::string_view rangeSeparator = "..";
+
+/** Returns the texts before and after the separator of a range; none if the text has no separator. */
+std::optional<std::pair<std::string, std::string>> splitRange(const std::string& text) {
+    const std::size_t position = text.find(rangeSeparator);
+    if (position == std::string::npos) {
+        return std::nullopt;
+    }
+    return std::pair{text.substr(0, position), text.substr(position + rangeSeparator.size())};
+}
 
 bool beginsWithDigit(const std::string& text) { return std::isdigit(static_cast<unsigned char>(text.front())) != 0; }
 
@@ -48,19 +58,15 @@ Addressed Addresses::findWithoutBits(const std::string& text) {
 }
 
 Addressed Addresses::findRange(const std::string& text) {
-    const std::size_t position = text.find(rangeSeparator);
-    if (position == std::string::npos) {
+    const auto ends = splitRange(text);
+    if (!ends) {
         return findPart(text);
     }
-    const std::string first = text.substr(0, position);
-    const std::string last = text.substr(position + rangeSeparator.size());
-    for (const std::string& end : {first, last}) {
-        if (m_unit == AddressUnit::Bytes && !Common::isNumber(end, Common::anyNotation)) {
-            throw usageError(m_target.name() + ": '" + text +
-                             "' is not a range of addresses (give numbers, such as 0x10..0x1c)");
-        }
+    if (m_unit == AddressUnit::Bytes && !isRange(text)) {
+        throw usageError(m_target.name() + ": '" + text +
+                         "' is not a range of addresses (give numbers, such as 0x10..0x1c)");
     }
-    return {RegisterRange(m_target, m_unit, first, last), std::nullopt};
+    return {RegisterRange(m_target, m_unit, ends->first, ends->second), std::nullopt};
 }
 
 bool Addresses::selectsBits(const std::string& text, const Bracketed& bracketed) {
@@ -88,9 +94,9 @@ std::string Addresses::hexadecimalAddress(const std::string& name) {
 }
 
 bool Addresses::isRange(const std::string& text) {
-    const std::size_t position = text.find(rangeSeparator);
-    return position != std::string::npos && Common::isNumber(text.substr(0, position), Common::anyNotation) &&
-           Common::isNumber(text.substr(position + rangeSeparator.size()), Common::anyNotation);
+    const auto ends = splitRange(text);
+    return ends && Common::isNumber(ends->first, Common::anyNotation) &&
+           Common::isNumber(ends->second, Common::anyNotation);
 }
 
 bool Addresses::isRegister(const std::string& text) {

@@ -7,6 +7,7 @@
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 

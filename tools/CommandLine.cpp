@@ -36,6 +36,7 @@ CommandLine::CommandLine(int argc, const char* const* argv) : m_parser("rynvelct
 void CommandLine::addAll() {
     m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
+    addRemedies(m_parser);
     addGlobalOptions(m_parser.program());
     addCommands(m_parser.program(), m_action);
     addRunCommand(m_parser.program(), m_action);
@@ -83,7 +84,7 @@ bool CommandLine::parse(int argc, const char* const* argv) {
         Output(Format::Text, CommandTimeout(std::nullopt)).write(result.text);
         return false;
     case Common::ParseResult::Kind::Invalid:
-        throw wrongCommandLine(result.text);
+        throw usageError(result.text);
     default:
         break;
     }

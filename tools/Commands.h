@@ -35,6 +35,9 @@ void addScriptCommands(const Common::Command& program, Action& chosen);
 /** Adds all these commands. */
 void addCommands(const Common::Command& program, Action& chosen);
 
+/** Adds the remedies for options that other programs have. */
+void addRemedies(Common::ArgumentParser& parser);
+
 /** Adds the command that runs the others. */
 void addRunCommand(const Common::Command& program, Action& chosen);
 

@@ -2,6 +2,7 @@
 #include "Completion.h"
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <filesystem>
 #include <sstream>
@@ -52,13 +53,35 @@ Words files(const std::string& word) {
     return names;
 }
 
-RegisterUse useOf(const std::string& command) {
-    for (const char* const writing : {"write", "fill", "load", "set", "clear", "toggle"}) {
-        if (command == writing) {
-            return RegisterUse::Write;
-        }
-    }
-    return command == "describe" ? RegisterUse::Any : RegisterUse::Read;
+/** What a command does with the values of fields. */
+enum class ValueUse { None, Compares, Assigns };
+
+/** How a command uses a register map. */
+struct MapUse {
+    const char* command;
+    RegisterUse registers;
+    /** Whether the command also takes a field in place of a register. */
+    bool takesFields;
+    ValueUse values;
+};
+
+/** The last element applies to all other commands. */
+constexpr std::array<MapUse, 12> mapUses{{{"write", RegisterUse::Write, true, ValueUse::Assigns},
+                                          {"fill", RegisterUse::Write, false, ValueUse::None},
+                                          {"load", RegisterUse::Write, false, ValueUse::None},
+                                          {"set", RegisterUse::Write, false, ValueUse::None},
+                                          {"clear", RegisterUse::Write, false, ValueUse::None},
+                                          {"toggle", RegisterUse::Write, false, ValueUse::None},
+                                          {"read", RegisterUse::Read, true, ValueUse::None},
+                                          {"watch", RegisterUse::Read, true, ValueUse::None},
+                                          {"poll", RegisterUse::Read, true, ValueUse::Compares},
+                                          {"expect", RegisterUse::Read, true, ValueUse::Compares},
+                                          {"describe", RegisterUse::Any, true, ValueUse::None},
+                                          {"", RegisterUse::Read, false, ValueUse::None}}};
+
+const MapUse& useOf(const std::string& command) {
+    return *std::find_if(mapUses.begin(), mapUses.end() - 1,
+                         [&command](const MapUse& use) { return use.command == command; });
 }
 
 /** The words that the user has typed so far. */
@@ -79,7 +102,7 @@ Words fromMap(const Line& line, const Function& function) {
     try {
         MapSearch search(line.maps);
         const auto description = search.catalog().find(line.arguments.front());
-        return description ? function(MapCompletion(*description->peripheral, useOf(line.command))) : Words();
+        return description ? function(MapCompletion(*description->peripheral, useOf(line.command).registers)) : Words();
     } catch (const Maps::UnusableMap&) {
         return {};
     }
@@ -87,18 +110,14 @@ Words fromMap(const Line& line, const Function& function) {
 
 bool isAssignment(const std::string& word) { return word.find('=') != std::string::npos; }
 
-bool takesFields(const std::string& command) {
-    return command == "read" || command == "write" || command == "poll" || command == "expect" || command == "watch" ||
-           command == "describe";
-}
-
 Words registerNames(const Line& line, const std::string& word) {
+    const MapUse& use = useOf(line.command);
     return fromMap(line, [&](const MapCompletion& map) {
-        if (line.command == "write" && isAssignment(word)) {
+        if (use.values == ValueUse::Assigns && isAssignment(word)) {
             return map.assignments(word);
         }
         Words names = map.registers();
-        if (takesFields(line.command)) {
+        if (use.takesFields) {
             const Words fields = map.fields(word);
             names.insert(names.end(), fields.begin(), fields.end());
         }
@@ -107,13 +126,13 @@ Words registerNames(const Line& line, const std::string& word) {
 }
 
 Words registerValues(const Line& line, const std::string& word) {
-    const bool isCondition = line.command == "poll" || line.command == "expect";
-    if ((line.command != "write" && !isCondition) || line.arguments.size() < 2) {
+    const ValueUse use = useOf(line.command).values;
+    if (use == ValueUse::None || line.arguments.size() < 2) {
         return {};
     }
     const std::string& address = line.arguments[1];
     return fromMap(line, [&](const MapCompletion& map) {
-        if (isCondition) {
+        if (use == ValueUse::Compares) {
             return map.readValues(address);
         }
         return isAssignment(address) ? map.assignments(word) : map.values(address, word);

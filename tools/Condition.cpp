@@ -6,6 +6,13 @@
 
 namespace Rynvelctl {
 
+void addCondition(const Common::Command& command, ConditionOptions& options, const std::string& value,
+                  const std::string& negation) {
+    command.addArgument("VALUE", options.value, value);
+    command.addOption("--mask", "MASK", options.mask, "compare only the bits that are set in the mask");
+    command.addFlag("--not", options.isNegated, negation);
+}
+
 Condition::Condition(const Addressed& addressed, const ConditionOptions& options)
     : m_addressed(addressed), m_options(options) {
     if (addressed.field() != nullptr) {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Addresses.h"
+#include "ArgumentParser.h"
 #include "FieldValues.h"
 #include "Report.h"
 
@@ -21,6 +22,14 @@ struct ConditionOptions {
     std::string mask;
     bool isNegated = false;
 };
+
+/**
+ * Adds the argument and the options of a condition.
+ *
+ * @param value describes the argument VALUE. @param negation describes the option --not.
+ */
+void addCondition(const Common::Command& command, ConditionOptions& options, const std::string& value,
+                  const std::string& negation);
 
 /** Compares a register, a field or bits with a value. */
 class Condition {

@@ -8,6 +8,7 @@
 #include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
+#include "Printable.h"
 #include "TextTable.h"
 
 namespace Rynvelctl {
@@ -57,12 +58,11 @@ std::string quoted(const std::string& text) {
 } // namespace
 
 EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& previous, GivenBase base) {
-    const RegisterRange& range =
-        std::visit([](const auto& read) -> const RegisterRange& { return read.range; }, change.reading);
+    const RegisterRange& range = rangeOf(change.reading);
     return {change.time,
             range.device().name(),
             range.numberText(),
-            withoutControlCharacters(nameText(change.reading)),
+            printableLines(nameText(change.reading)),
             bareText(change.reading, base),
             previous ? bareText(*previous, base) : ""};
 }

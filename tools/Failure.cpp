@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Failure.h"
 
-#include <algorithm>
-#include <cctype>
 #include <exception>
 #include <new>
 
 #include <unistd.h>
 
 #include "MapCatalog.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -35,12 +34,7 @@ Failure caughtFailure() {
     }
 }
 
-std::string errorLine(const std::string& text) {
-    std::string line = "rynvelctl: " + text;
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
-    return line + '\n';
-}
+std::string errorLine(const std::string& text) { return printable("rynvelctl: " + text) + '\n'; }
 
 void printError(const std::string& text) {
     const std::string line = errorLine(errorPrefix() + text);

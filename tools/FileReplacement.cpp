@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
+#include "EndingSignals.h"
 #include "Failure.h"
 
 namespace Rynvelctl {
@@ -28,13 +29,13 @@ constexpr mode_t groupPermissions = 0070;
 
 Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
 
-/** Blocks the signals that usually end the process, so that the process leaves no temporary file. */
+/** Blocks the ending signals, so that the process leaves no temporary file. */
 class DelayedSignals {
 public:
     DelayedSignals() {
         sigset_t signals;
         sigemptyset(&signals);
-        for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        for (const int number : endingSignals) {
             sigaddset(&signals, number);
         }
         ::pthread_sigmask(SIG_BLOCK, &signals, &m_before);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <variant>
 
 #include <poll.h>
 
@@ -19,9 +20,6 @@ namespace Rynvelctl {
 namespace {
 
 using std::chrono::milliseconds;
-
-/** None for the format of the global options. */
-using ChosenFormat = std::optional<EventFormat>;
 
 constexpr const char* raiseNeedsSimulation = "raise works only with a server that runs with --simulate";
 
@@ -47,40 +45,42 @@ const Target& targetWithInterrupts(const CommandContext& context, const std::str
     return target;
 }
 
-void showType(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
+using IrqResult = std::variant<InterruptType, InterruptState>;
+
+IrqResult showType(const CommandContext& context, const IrqOptions& options) {
     const Target& target = targetWithInterrupts(context, options.name);
     const auto type = context.open(target)->interruptType();
     if (!type) {
         throw Failure(ExitStatus::Failed, target.name() + ": the device has no interrupts");
     }
-    printEvent(context.output(), format, InterruptType{target.name(), *type});
+    return InterruptType{target.name(), *type};
 }
 
-void enable(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
+IrqResult enable(const CommandContext& context, const IrqOptions& options) {
     const Target& target = targetWithInterrupts(context, options.name);
     context.open(target)->enableInterrupts();
-    printEvent(context.output(), format, InterruptState{target.name(), "enabled"});
+    return InterruptState{target.name(), "enabled"};
 }
 
-void disable(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
+IrqResult disable(const CommandContext& context, const IrqOptions& options) {
     const Target& target = targetWithInterrupts(context, options.name);
     context.open(target)->disableInterrupts();
-    printEvent(context.output(), format, InterruptState{target.name(), "disabled"});
+    return InterruptState{target.name(), "disabled"};
 }
 
-void raise(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format) {
+IrqResult raise(const CommandContext& context, const IrqOptions& options) {
     const Target& target = targetWithInterrupts(context, options.name);
     if (!target.server) {
         throw usageError(target.name() + ": " + raiseNeedsSimulation + " (use --remote with such a server)");
     }
     const std::uint32_t word = options.word.empty() ? 1 : parseNumber("word", options.word);
     OpenRemoteDevice(target).raiseInterrupt(word);
-    printEvent(context.output(), format, InterruptState{target.name(), "raised"});
+    return InterruptState{target.name(), "raised"};
 }
 
 struct IrqAction {
     const char* name;
-    void (*run)(const CommandContext& context, const IrqOptions& options, const ChosenFormat& format);
+    IrqResult (*run)(const CommandContext& context, const IrqOptions& options);
 };
 
 constexpr std::array<IrqAction, 4> irqActions{
@@ -105,7 +105,9 @@ void irq(const CommandContext& context, const IrqOptions& options) {
     if (!options.word.empty() && options.action != "raise") {
         throw usageError("irq: the action " + options.action + " does not take a word (only raise does)");
     }
-    action->run(context, options, parseFormat(context.output(), options.format, "irq", interruptDirectives));
+    const auto format = parseFormat(context.output(), options.format, "irq", interruptDirectives);
+    std::visit([&](const auto& result) { printEvent(context.output(), format, result); },
+               action->run(context, options));
 }
 
 /** Waits for interrupts until a time-out, or until the reader of standard output closes the stream. */

@@ -2,6 +2,7 @@
 #include "FieldText.h"
 #include "Formats.h"
 #include "Json.h"
+#include "RegisterOptions.h"
 
 namespace Rynvelctl {
 
@@ -125,12 +126,10 @@ std::string format(const FilledRange& filled) {
     return objectFor(filled.range).add("count", filled.range.count()).add("value", filled.value).text();
 }
 
-std::string nameOf(Rynvel::ByteOrder order) { return order == Rynvel::ByteOrder::Network ? "network" : "host"; }
-
 std::string format(const LoadedRange& loaded) {
     return objectFor(loaded.range)
         .add("width", loaded.range.device().width())
-        .add("order", nameOf(loaded.order))
+        .add("order", orderName(loaded.order))
         .add("count", loaded.range.count())
         .add("bytes", loaded.bytes())
         .text();
@@ -144,7 +143,7 @@ std::string format(const RegisterDump& dump) {
     }
     return objectFor(dump.range)
         .add("width", dump.range.device().width())
-        .add("order", nameOf(dump.order))
+        .add("order", orderName(dump.order))
         .addJson("values", jsonArray(numbers))
         .text();
 }

@@ -10,10 +10,10 @@ const Target* KnownDevices::find(const std::string& name) const {
 
 std::shared_ptr<OpenDevice> KnownDevices::open(const Target& target, const CommandTimeout& timeout) {
     Device& device = deviceOf(target);
-    if (device.open == nullptr || !device.open->isUsable()) {
-        device.open = openDevice(device.target, timeout);
+    if (device.opened == nullptr || !device.opened->isUsable()) {
+        device.opened = openDevice(device.target, timeout);
     }
-    return device.open;
+    return device.opened;
 }
 
 const RegisterMap* KnownDevices::registerMap(const Target& target, MapSearch& maps) {

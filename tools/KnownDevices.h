@@ -39,10 +39,10 @@ public:
 
 private:
     struct Device {
-        explicit Device(Target description) : target(std::move(description)) {}
+        explicit Device(Target aTarget) : target(std::move(aTarget)) {}
 
         Target target;
-        std::shared_ptr<OpenDevice> open;
+        std::shared_ptr<OpenDevice> opened;
         bool hasSearchedMaps = false;
         std::optional<RegisterMap> map;
     };

@@ -53,13 +53,16 @@ Failure wrongLine(const std::vector<std::string>& words, const std::string& prob
             return usageError(option + ": a line cannot contain global options (give the option with run)");
         }
     }
-    return wrongCommandLine(problem);
+    return usageError(problem);
 }
 
 } // namespace
 
 struct LineParser::Commands {
-    Commands() : parser("rynvelctl", "", nullptr) { addCommands(parser.program(), chosen); }
+    Commands() : parser("rynvelctl", "", nullptr) {
+        addRemedies(parser);
+        addCommands(parser.program(), chosen);
+    }
 
     Action parse(const std::vector<std::string>& words) {
         chosen = nullptr;

@@ -13,11 +13,11 @@
 #include "LineReader.h"
 #include "NamedRange.h"
 #include "OpenDevice.h"
-#include "Progress.h"
 #include "ProgressBar.h"
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
+#include "WriteOutcome.h"
 
 namespace Rynvelctl {
 

@@ -2,6 +2,7 @@
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 

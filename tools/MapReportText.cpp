@@ -7,6 +7,7 @@
 #include "Formats.h"
 #include "MapWords.h"
 #include "Numbers.h"
+#include "Printable.h"
 #include "TextTable.h"
 
 namespace Rynvelctl {

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "MapWords.h"
 
-#include <algorithm>
 #include <cstdint>
 
-#include "DeviceName.h"
 #include "FieldValues.h"
 
 namespace Rynvelctl {
@@ -106,11 +104,6 @@ std::string textOf(const Maps::EnumeratedValue& value, const Maps::Field& field)
     }
     const bool hasOpenBits = (value.mask & Maps::highestOf(field)) != Maps::highestOf(field);
     return hasOpenBits ? inBits(value, field) : std::to_string(value.value);
-}
-
-std::string printable(std::string text) {
-    std::replace_if(text.begin(), text.end(), Common::isControlCharacter, '?');
-    return text;
 }
 
 } // namespace Rynvelctl

@@ -33,9 +33,6 @@ std::string wordsFor(const Maps::WriteConstraint& constraint);
 /** Returns a value of a field as a number, as bits of which some are open ("0b1x"), or "others". */
 std::string textOf(const Maps::EnumeratedValue& value, const Maps::Field& field);
 
-/** Returns the text with a question mark for each control character: a file must not control the terminal. */
-std::string printable(std::string text);
-
 } // namespace Rynvelctl
 
 #endif

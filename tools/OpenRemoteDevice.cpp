@@ -9,6 +9,20 @@ Common::RemoteDevice openOnServer(const Target& target, const Common::DeadlineFa
     return {target.server->address(), target.name(), target.width(), deadlines};
 }
 
+/** Sets a deadline as long as the object exists. */
+class LateDeadline {
+public:
+    explicit LateDeadline(std::optional<Common::Deadline>& deadline) : m_deadline(deadline) {
+        m_deadline = Common::Deadline(lateAnswerLimit);
+    }
+    LateDeadline(const LateDeadline&) = delete;
+    LateDeadline& operator=(const LateDeadline&) = delete;
+    ~LateDeadline() { m_deadline.reset(); }
+
+private:
+    std::optional<Common::Deadline>& m_deadline;
+};
+
 } // namespace
 
 OpenRemoteDevice::OpenRemoteDevice(const Target& target)
@@ -40,7 +54,7 @@ std::uint32_t OpenRemoteDevice::read(const RegisterRange& range) {
 }
 
 std::uint32_t OpenRemoteDevice::readLate(const RegisterRange& range) {
-    m_lateDeadline = Common::Deadline(lateAnswerLimit);
+    const LateDeadline late(m_lateDeadline);
     return read(range);
 }
 

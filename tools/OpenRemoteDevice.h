@@ -52,7 +52,7 @@ private:
 
     const Target& m_target;
     const RemoteServer& m_server;
-    /** The deadline for the answer to a request after the time-out of the command; none before readLate(). */
+    /** The deadline for the answer to a request after the time-out of the command; none except during readLate(). */
     std::optional<Common::Deadline> m_lateDeadline;
     Common::RemoteDevice m_device;
     bool m_isUsable = true;

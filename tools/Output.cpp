@@ -10,8 +10,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "DeviceName.h"
 #include "Formats.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -51,7 +51,7 @@ int writeAll(std::string_view text, const CommandTimeout& timeout) {
     return 0;
 }
 
-void waitWithReader(pollfd reader, const Common::Deadline& deadline) {
+void waitFor(pollfd reader, const Common::Deadline& deadline) {
     if (::poll(&reader, 1, deadline.pollTimeout()) > 0) {
         throw OutputClosed();
     }
@@ -63,26 +63,22 @@ Failure outputFailure(int error) {
     return {ExitStatus::Failed, std::string("standard output: ") + std::strerror(error)};
 }
 
-// The names of a register map come from a file, which must not control the terminal.
-std::string withoutControlCharacters(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char character) { return character != '\n' && Common::isControlCharacter(character); }, '?');
-    return text;
-}
-
-void waitUntil(const Common::Deadline& deadline) { waitWithReader({STDOUT_FILENO, 0, 0}, deadline); }
-
 // poll() ignores a descriptor that is -1.
-pollfd Output::reader() const { return {m_loss->isKept ? -1 : STDOUT_FILENO, 0, 0}; }
+pollfd Output::reader() const { return {m_loss.isKept ? -1 : STDOUT_FILENO, 0, 0}; }
 
-void Output::waitUntil(const Common::Deadline& deadline) const { waitWithReader(reader(), deadline); }
+void Output::waitUntil(const Common::Deadline& deadline) const { waitFor(reader(), deadline); }
+
+void Output::waitWithReader(const Common::Deadline& deadline) { waitFor({STDOUT_FILENO, 0, 0}, deadline); }
 
 void Output::print(const Report& report) const {
-    const std::string text = withoutControlCharacters(formatReport(m_format, report, m_base));
+    const std::string text = printableLines(formatReport(m_format, report, m_base));
     if (!text.empty()) {
         write(text + '\n');
     }
+}
+
+void Output::print(const Reading& reading) const {
+    std::visit([this](const auto& read) { print(Report(read)); }, reading);
 }
 
 void Output::write(const std::string& text) const {
@@ -90,8 +86,8 @@ void Output::write(const std::string& text) const {
     if (error == 0) {
         return;
     }
-    if (m_loss->isKept) {
-        m_loss->failure = m_loss->failure.value_or(outputFailure(error));
+    if (m_loss.isKept) {
+        m_loss.failure = m_loss.failure.value_or(outputFailure(error));
     } else if (error == EPIPE) {
         throw OutputClosed();
     } else {

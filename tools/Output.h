@@ -6,7 +6,6 @@
 #ifndef RYNVELCTL_OUTPUT_H
 #define RYNVELCTL_OUTPUT_H
 
-#include <memory>
 #include <optional>
 
 #include <poll.h>
@@ -26,12 +25,6 @@ struct OutputClosed {};
 /** Returns the failure of a write to standard output. @param error the error number. */
 Failure outputFailure(int error);
 
-/** Returns the text with a question mark in place of every control character other than a line end. */
-std::string withoutControlCharacters(std::string text);
-
-/** Waits until the deadline. @throws OutputClosed if the reader of standard output closes the stream. */
-void waitUntil(const Common::Deadline& deadline);
-
 class Output {
 public:
     /**
@@ -40,12 +33,16 @@ public:
      */
     Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)
         : m_format(format), m_timeout(timeout), m_base(base) {}
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
 
     Format format() const { return m_format; }
     GivenBase base() const { return m_base; }
 
-    /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. */
+    /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. @{ */
     void print(const Report& report) const;
+    void print(const Reading& reading) const;
+    /** @} */
 
     /** Writes a text unchanged. @throws Failure or OutputClosed. */
     void write(const std::string& text) const;
@@ -54,10 +51,10 @@ public:
      * Makes the commands run to their end even if standard output fails or loses its reader: print() and write() then
      * keep the first of these failures instead of throwing it. They still throw a Failure after the time-out.
      */
-    void keepLoss() const { m_loss->isKept = true; }
+    void keepLoss() const { m_loss.isKept = true; }
 
     /** Returns the failure that is kept; none if standard output has taken everything. */
-    const std::optional<Failure>& loss() const { return m_loss->failure; }
+    const std::optional<Failure>& loss() const { return m_loss.failure; }
 
     /**
      * Returns what a command that waits gives to poll(), so that the wait also ends when standard output loses its
@@ -69,6 +66,13 @@ public:
      * called. */
     void waitUntil(const Common::Deadline& deadline) const;
 
+    /**
+     * Waits until the deadline, for a command that may run until the reader ends.
+     *
+     * @throws OutputClosed if standard output loses its reader, even after keepLoss().
+     */
+    static void waitWithReader(const Common::Deadline& deadline);
+
 private:
     struct Loss {
         bool isKept = false;
@@ -78,8 +82,8 @@ private:
     Format m_format;
     CommandTimeout m_timeout;
     GivenBase m_base;
-    /** All commands of a file write to the same standard output, so copies of this object share its state. */
-    std::shared_ptr<Loss> m_loss = std::make_shared<Loss>();
+    /** Mutable, because all commands of a file share one constant object. */
+    mutable Loss m_loss;
 };
 
 } // namespace Rynvelctl

@@ -71,9 +71,7 @@ private:
         ::poll(nullptr, 0, end.pollTimeout());
     }
 
-    void printLast() const {
-        std::visit([this](const auto& read) { m_context.output().print(read); }, *m_last);
-    }
+    void printLast() const { m_context.output().print(*m_last); }
 
     // The status of a failed output would say nothing about the condition, and 4 would say that it does not hold.
     void printAfterSuccess() const {
@@ -119,9 +117,8 @@ void addPollCommand(const Common::Command& program, Action& chosen) {
     const Common::Command command = addCommand(
         program, chosen, "poll", "read a register or a field until it has the given value", options, pollRegister);
     addRegister(command, *options);
-    command.addArgument("VALUE", options->condition.value, "the value to wait for");
-    command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
-    command.addFlag("--not", options->condition.isNegated, "wait until the register or the field has another value");
+    addCondition(command, options->condition, "the value to wait for",
+                 "wait until the register or the field has another value");
     command.addOption("--interval", "TIME", options->interval, "the time from one read to the next (default: 10ms)");
     addSideEffectsOption(command, options->includesSideEffects);
     addIndexOption(command, *options);

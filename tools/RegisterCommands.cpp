@@ -34,13 +34,9 @@ struct FillOptions : RangeOptions {
     std::string value;
 };
 
-struct ReadOptions : RegisterOptions {
+struct ReadOptions : DeviceOptions {
     std::vector<std::string> addresses;
 };
-
-void print(const CommandContext& context, const Reading& reading) {
-    std::visit([&context](const auto& read) { context.output().print(read); }, reading);
-}
 
 void read(const CommandContext& context, const ReadOptions& options) {
     const Target& target = context.target(options.name);
@@ -54,7 +50,7 @@ void read(const CommandContext& context, const ReadOptions& options) {
     for (const Addressed& each : addressed) {
         for (std::uint32_t i = 0; i < each.range.count(); ++i) {
             const Addressed single = each.range.count() == 1 ? each : Addressed{each.range[i], std::nullopt};
-            print(context, readingOf(single, device->read(single.range)));
+            context.output().print(readingOf(single, device->read(single.range)));
         }
     }
 }

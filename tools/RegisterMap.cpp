@@ -246,7 +246,7 @@ void requireReadable(const Selection& selection) {
 }
 
 void requireBitsReadable(const MappedRegister& whole, std::uint64_t mask) {
-    allowed(whole, [&] { Maps::requireReadable(whole.located, mask); });
+    allowed(whole, [&] { Maps::requireBitsReadable(whole.located, mask); });
 }
 
 void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {

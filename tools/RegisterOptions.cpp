@@ -27,7 +27,11 @@ Rynvel::ByteOrder parseOrder(const std::string& text) {
     return text == networkOrder ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
 }
 
-void addIndexOption(const Common::Command& command, RegisterOptions& options) {
+std::string orderName(Rynvel::ByteOrder order) {
+    return order == Rynvel::ByteOrder::Network ? networkOrder : hostOrder;
+}
+
+void addIndexOption(const Common::Command& command, DeviceOptions& options) {
     command.addFlag("--index", options.usesIndex, "addresses are register indexes instead of byte addresses");
 }
 

@@ -18,12 +18,16 @@ constexpr const char* hostOrder = "host";
 constexpr const char* networkOrder = "network";
 /** @} */
 
-struct RegisterOptions {
+/** A device, and the unit of the addresses that follow it. */
+struct DeviceOptions {
     std::string name;
-    std::string address;
     bool usesIndex = false;
 
     AddressUnit unit() const { return usesIndex ? AddressUnit::Registers : AddressUnit::Bytes; }
+};
+
+struct RegisterOptions : DeviceOptions {
+    std::string address;
 };
 
 /** Adds the arguments for a device and a register. @param address describes the argument ADDRESS. */
@@ -40,7 +44,10 @@ void addOrderOption(const Common::Command& command, std::string& order);
 /** Returns the byte order of that option. @throws Failure if the text is not a byte order. */
 Rynvel::ByteOrder parseOrder(const std::string& text);
 
-void addIndexOption(const Common::Command& command, RegisterOptions& options);
+/** Returns the name of a byte order, as the user types it. */
+std::string orderName(Rynvel::ByteOrder order);
+
+void addIndexOption(const Common::Command& command, DeviceOptions& options);
 void addSideEffectsOption(const Common::Command& command, bool& areIncluded);
 
 } // namespace Rynvelctl

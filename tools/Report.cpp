@@ -20,6 +20,10 @@ std::uint64_t numberIn(const Reading& reading) {
     return std::visit([](const auto& read) { return valueOf(read); }, reading);
 }
 
+const RegisterRange& rangeOf(const Reading& reading) {
+    return std::visit([](const auto& read) -> const RegisterRange& { return read.range; }, reading);
+}
+
 std::size_t LoadedRange::bytes() const { return std::size_t{range.count()} * Common::bytesOf(range.device().width()); }
 
 std::chrono::nanoseconds RoundTrips::shortest() const { return *std::min_element(times.begin(), times.end()); }

@@ -87,6 +87,9 @@ using Reading = std::variant<RegisterValue, FieldReading, BitsReading>;
 /** Returns the value of the register, the field or the bits. */
 std::uint64_t numberIn(const Reading& reading);
 
+/** Returns the register, also that of a field or of bits. */
+const RegisterRange& rangeOf(const Reading& reading);
+
 /** A register of a listing. */
 struct ListedRegister {
     RegisterRange range;

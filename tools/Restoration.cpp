@@ -2,8 +2,8 @@
 #include "Restoration.h"
 
 #include "Numbers.h"
-#include "Progress.h"
 #include "ProgressBar.h"
+#include "WriteOutcome.h"
 
 namespace Rynvelctl {
 

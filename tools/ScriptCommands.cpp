@@ -53,9 +53,8 @@ void addExpect(const Common::Command& program, Action& chosen) {
     const Common::Command command = addCommand(
         program, chosen, "expect", "fail if a register or a field does not have the given value", options, expect);
     addRegister(command, *options);
-    command.addArgument("VALUE", options->condition.value, "the value that the register or the field must have");
-    command.addOption("--mask", "MASK", options->condition.mask, "compare only the bits that are set in the mask");
-    command.addFlag("--not", options->condition.isNegated, "fail if the register or the field has this value");
+    addCondition(command, options->condition, "the value that the register or the field must have",
+                 "fail if the register or the field has this value");
     addIndexOption(command, *options);
 }
 

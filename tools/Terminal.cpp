@@ -25,7 +25,6 @@ constexpr std::string_view eraseLine = "\x1b[K";
 constexpr std::string_view eraseBelow = "\x1b[J";
 constexpr std::string_view endLine = "\r\n";
 
-constexpr std::array<int, 4> endingSignals{SIGINT, SIGTERM, SIGQUIT, SIGHUP};
 /** Blocked except during a wait, so that they interrupt no access to a device. */
 constexpr std::array<int, 2> waitingSignals{SIGWINCH, SIGTSTP};
 
@@ -73,7 +72,6 @@ extern "C" {
 
 void endAtSignal(int signal) {
     restore();
-    // The signal is blocked until the handler returns. It then has its default action.
     std::raise(signal);
 }
 
@@ -88,14 +86,13 @@ void noteSignal(int signal) {
 } // extern "C"
 
 /** Installs a handler, except for a signal that the parent process ignores. */
-void handle(int signal, void (*handler)(int), int flags) {
+void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
         return;
     }
     action = {};
     action.sa_handler = handler;
-    action.sa_flags = flags;
     ::sigaction(signal, &action, nullptr);
 }
 
@@ -135,19 +132,15 @@ Terminal::Terminal(const Output& output) : m_output(output) {
     m_waitingMask = m_previousMask;
     for (const int signal : waitingSignals) {
         sigdelset(&m_waitingMask, signal);
-        handle(signal, noteSignal, 0);
+        handle(signal, noteSignal);
     }
-    for (const int signal : endingSignals) {
-        handle(signal, endAtSignal, static_cast<int>(SA_RESETHAND));
-    }
+    m_endingSignals.emplace(endAtSignal);
     changeModes();
 }
 
 Terminal::~Terminal() {
     restore();
-    for (const int signal : endingSignals) {
-        unhandle(signal);
-    }
+    m_endingSignals.reset();
     for (const int signal : waitingSignals) {
         unhandle(signal);
     }
@@ -217,7 +210,7 @@ void Terminal::stop() {
     sigset_t mask;
     ::pthread_sigmask(SIG_SETMASK, &m_waitingMask, &mask);
     ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-    handle(SIGTSTP, noteSignal, 0);
+    handle(SIGTSTP, noteSignal);
     m_drawn = 0;
     changeModes();
 }

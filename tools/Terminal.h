@@ -8,9 +8,11 @@
 
 #include <csignal>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "EndingSignals.h"
 #include "Output.h"
 #include "TerminalSize.h"
 
@@ -58,6 +60,7 @@ private:
     /** The number of lines above the cursor. */
     std::size_t m_drawn = 0;
     bool m_isStale = false;
+    std::optional<EndingSignalHandler> m_endingSignals;
     sigset_t m_waitingMask{};
     sigset_t m_previousMask{};
 };

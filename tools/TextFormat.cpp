@@ -27,21 +27,8 @@ std::string shownValue(const FieldReading& read, GivenBase base) { return textOf
 
 std::string shownValue(const BitsReading& read, GivenBase base) { return read.valueText(base); }
 
-std::string assignment(const RegisterRange& range, std::uint32_t value, GivenBase base) {
-    return range.device().name() + ' ' + range.addressText() + " = " + registerText(value, range.bits(), base);
-}
-
-std::string assignment(const RegisterRange& range, const Maps::FieldValue& value, GivenBase base) {
-    return range.device().name() + ' ' + pathOf(range, value) + " = " + textOf(value, base);
-}
-
-std::string assignment(const RegisterValue& read, GivenBase base) { return assignment(read.range, read.value, base); }
-
-std::string assignment(const FieldReading& read, GivenBase base) { return assignment(read.range, read.field, base); }
-
-std::string assignment(const BitsReading& read, GivenBase base) {
-    return read.range.device().name() + ' ' + read.range.addressText() + read.bits.text() + " = " +
-           shownValue(read, base);
+std::string assignment(const Reading& reading, GivenBase base) {
+    return rangeOf(reading).device().name() + ' ' + nameText(reading) + " = " + valueText(reading, base);
 }
 
 std::string format(const DeviceList& devices) {
@@ -120,16 +107,17 @@ std::string format(const WrittenValue& written, GivenBase base) {
     if (!written.fields.empty()) {
         std::vector<std::string> lines;
         for (const Maps::FieldValue& field : written.fields) {
-            lines.push_back(assignment(written.range, field, base));
+            lines.push_back(assignment(FieldReading{written.range, field}, base));
         }
         return joinLines(lines);
     }
-    const std::string text = assignment(written.range, written.value, base);
+    const std::string text = assignment(RegisterValue{written.range, written.value, {}}, base);
     return written.mask ? text + " with mask " + registerText(*written.mask, written.range.bits(), base) : text;
 }
 
 std::string format(const FilledRange& filled, GivenBase base) {
-    return assignment(filled.range, filled.value, base) + " in " + Common::counted(filled.range.count(), "register");
+    return assignment(RegisterValue{filled.range, filled.value, {}}, base) + " in " +
+           Common::counted(filled.range.count(), "register");
 }
 
 std::string format(const LoadedRange& loaded) {
@@ -151,7 +139,7 @@ std::string format(const RegisterDump& dump, GivenBase base) {
 }
 
 std::string format(const RegisterChange& change, GivenBase base) {
-    return change.time + ' ' + std::visit([base](const auto& read) { return assignment(read, base); }, change.reading);
+    return change.time + ' ' + assignment(change.reading, base);
 }
 
 std::string format(const IoctlResult& result) {

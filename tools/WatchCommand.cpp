@@ -19,7 +19,7 @@ namespace Rynvelctl {
 
 namespace {
 
-struct WatchOptions : RegisterOptions {
+struct WatchOptions : DeviceOptions {
     std::vector<std::string> addresses;
     std::string interval = "1s";
     std::string count;
@@ -40,7 +40,8 @@ public:
     virtual void take(std::size_t position, const Reading& reading) = 0;
     virtual void endSample() {}
     /** Waits until the next sample. */
-    virtual void wait(const Common::Deadline& deadline) { waitUntil(deadline); }
+    // Ends with the reader even in a file of commands, because a watch may have no other end.
+    virtual void wait(const Common::Deadline& deadline) { Output::waitWithReader(deadline); }
 };
 
 /** Prints a line for each change. */

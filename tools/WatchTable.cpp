@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "Formats.h"
-#include "Output.h"
+#include "Printable.h"
 #include "TextTable.h"
 
 namespace Rynvelctl {
@@ -104,10 +104,10 @@ void WatchTable::take(std::size_t row, const Reading& reading) {
         taken.oldValue = taken.value;
     }
     if (!taken.number) {
-        taken.name = withoutControlCharacters(nameText(reading));
+        taken.name = printableLines(nameText(reading));
     }
     taken.number = number;
-    taken.value = withoutControlCharacters(valueText(reading, m_style.base));
+    taken.value = printableLines(valueText(reading, m_style.base));
     taken.history.push_back(number);
     if (taken.history.size() > longestHistory) {
         taken.history.pop_front();

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "Failure.h"
+
 namespace Rynvelctl {
 
 std::vector<std::string> wordsOf(const std::string& line) {
@@ -30,17 +32,6 @@ void requireUsable(const std::string& word) {
     if (word.front() == '[') {
         throw usageError("'" + word + "' begins with a bracket (give a name or a number)");
     }
-}
-
-Failure wrongCommandLine(const std::string& problem) {
-    // Other programs that read registers have an option for the width.
-    const std::string width = "unknown option '--width";
-    if (problem.compare(0, width.size(), width) != 0) {
-        return usageError(problem);
-    }
-    // This remedy replaces that of the parser.
-    return usageError(problem.substr(0, problem.rfind('\'') + 1) +
-                      " (the device type selects the register width; --type gives the type of a remote device)");
 }
 
 } // namespace Rynvelctl

@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "Failure.h"
-
 namespace Rynvelctl {
 
 /** Returns the words of a line. Blanks separate them, and a word that begins with # begins a comment. */
@@ -22,9 +20,6 @@ std::vector<std::string> wordsOf(const std::string& line);
  * @throws Failure for an empty word or value, and for a word that begins with a bracket.
  */
 void requireUsable(const std::string& word);
-
-/** Returns the failure of a command line that the parser refuses. @param problem the text of the parser. */
-Failure wrongCommandLine(const std::string& problem);
 
 } // namespace Rynvelctl
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "WriteProgress.h"
 
-#include <algorithm>
-#include <cctype>
-
 #include <unistd.h>
+
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -24,35 +23,15 @@ WriteProgress::WriteProgress(const std::string& device, const std::vector<std::s
         m_names += name;
         m_ends.push_back(m_names.size());
     }
-    // As in every error message, because the names of a register map come from a file.
-    std::replace_if(
-        m_names.begin(), m_names.end(), [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
+    m_names = printable(m_names);
     m_prefix = errorLine(device + ": interrupted");
     m_prefix.pop_back();
     constexpr std::size_t longestOther = 128;
     m_message.reserve(m_prefix.size() + m_names.size() + longestOther);
     currentProgress = this;
-    struct sigaction action {};
-    action.sa_handler = endWithMessage;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    ::sigfillset(&action.sa_mask);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-        Replaced replaced{number, {}};
-        ::sigaction(number, nullptr, &replaced.before);
-        // The caller of the program may want the program to ignore the signal.
-        if (replaced.before.sa_handler == SIG_DFL) {
-            ::sigaction(number, &action, nullptr);
-            m_replaced.push_back(replaced);
-        }
-    }
 }
 
-WriteProgress::~WriteProgress() {
-    for (const Replaced& replaced : m_replaced) {
-        ::sigaction(replaced.number, &replaced.before, nullptr);
-    }
-    currentProgress = nullptr;
-}
+WriteProgress::~WriteProgress() { currentProgress = nullptr; }
 
 void WriteProgress::enter(std::size_t done, Outcome outcome) {
     m_state = done * outcomes + static_cast<std::size_t>(outcome);

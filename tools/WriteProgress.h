@@ -7,14 +7,14 @@
 #define RYNVELCTL_WRITEPROGRESS_H
 
 #include <atomic>
-#include <csignal>
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "EndingSignals.h"
 #include "Failure.h"
-#include "Progress.h"
+#include "WriteOutcome.h"
 
 namespace Rynvelctl {
 
@@ -107,12 +107,8 @@ private:
      * because a signal may arrive between two changes.
      */
     std::atomic<std::size_t> m_state{0};
-    /** A signal whose handler the object replaces. */
-    struct Replaced {
-        int number;
-        struct sigaction before;
-    };
-    std::vector<Replaced> m_replaced;
+    /** The last member, because its handler uses the others. */
+    EndingSignalHandler m_endingSignals{endWithMessage};
 };
 
 } // namespace Rynvelctl

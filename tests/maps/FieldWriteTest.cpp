@@ -284,9 +284,9 @@ TEST(ReadableBits, AreThoseOfReadableFieldsAndOfAReadableRegister) {
                              "field is used)\n"));
     EXPECT_EQ(readableBits(aRegister), 0x01U);
     const Maps::LocatedRegister located{"C.R", 0, &aRegister};
-    EXPECT_NO_THROW(requireReadable(located, 0x01));
-    EXPECT_THROW(requireReadable(located, 0x03), Maps::RefusedValue);
-    EXPECT_THROW(requireReadable(located, 0x80), Maps::RefusedValue);
+    EXPECT_NO_THROW(requireBitsReadable(located, 0x01));
+    EXPECT_THROW(requireBitsReadable(located, 0x03), Maps::RefusedValue);
+    EXPECT_THROW(requireBitsReadable(located, 0x80), Maps::RefusedValue);
     EXPECT_EQ(readableBits(registerWith(bit("A", 0, "<access>read-only</access>") + bit("B", 1))), 0xFFU);
 }
 

@@ -130,6 +130,13 @@ TEST_F(ArgumentParsers, SayWhatIsWrong) {
     EXPECT_EQ(m_calls, 0);
 }
 
+TEST_F(ArgumentParsers, EndTheMessageForAnUnknownOptionWithItsRemedy) {
+    m_parser.addRemedy("--depth", "the program measures it");
+    expectWrong({"--depth", "1"}, "unknown option '--depth' (the program measures it)");
+    expectWrong({"other", "--depth=1"}, "unknown option '--depth=1' (the program measures it)");
+    expectWrong({"--dept"}, "unknown option '--dept' (--help lists the options)");
+}
+
 TEST_F(ArgumentParsers, SuggestTheCommandThatAWordIsMeantToBe) {
     expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
     expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");

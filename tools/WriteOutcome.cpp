@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Progress.h"
+#include "WriteOutcome.h"
 
 #include "Formats.h"
 
@@ -7,17 +7,17 @@ namespace Rynvelctl {
 
 std::string namesOrNone(const std::vector<std::string>& names) { return names.empty() ? noNames : joinNames(names); }
 
-Pieces piecesOf(const Progress& progress) {
+Pieces piecesOf(const WriteOutcome& outcome) {
     return {" (",
-            progress.doneWord,
+            outcome.doneWord,
             ": ",
-            progress.done,
+            outcome.done,
             "; ",
-            progress.outcome,
+            outcome.failedWord,
             ": ",
-            progress.failed,
+            outcome.failed,
             "; not reached: ",
-            progress.notReached,
+            outcome.notReached,
             ")"};
 }
 

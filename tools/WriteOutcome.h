@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The progress of a command that writes several registers.
+ * What has happened to the registers of a command that has failed, for the end of its error message.
  */
-#ifndef RYNVELCTL_PROGRESS_H
-#define RYNVELCTL_PROGRESS_H
+#ifndef RYNVELCTL_WRITEOUTCOME_H
+#define RYNVELCTL_WRITEOUTCOME_H
 
 #include <array>
 #include <cstddef>
@@ -24,14 +24,14 @@ constexpr const char* unconfirmed = "written, but not confirmed";
 constexpr const char* unknown = "unknown whether written";
 /** @} */
 
-/** The progress of a command until one of its registers fails. The texts must outlive this object. */
-struct Progress {
+/** The registers of a command until one of them fails, and after it. The texts must outlive this object. */
+struct WriteOutcome {
     /** The word for the names in `done`. */
     std::string_view doneWord;
     /** Names with commas between them, or `noNames`. */
     std::string_view done;
     /** What has happened to the register that has failed, such as `unknown`. */
-    std::string_view outcome;
+    std::string_view failedWord;
     std::string_view failed;
     /** As `done`. */
     std::string_view notReached;
@@ -45,8 +45,8 @@ constexpr std::size_t mostPieces = 11;
 /** The pieces of a text, for a signal handler, which cannot allocate memory for the text. */
 using Pieces = std::array<std::string_view, mostPieces>;
 
-/** Returns the progress as the end of a message. */
-Pieces piecesOf(const Progress& progress);
+/** Returns the outcome as the end of a message. */
+Pieces piecesOf(const WriteOutcome& outcome);
 
 /** Returns a failure with a text at the end of its message. */
 Failure extended(const Failure& failure, const Pieces& pieces);

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include "EndingSignals.h"
+
+namespace Rynvelctl {
+
+EndingSignalHandler::EndingSignalHandler(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    ::sigfillset(&action.sa_mask);
+    m_replaced.reserve(endingSignals.size());
+    for (const int number : endingSignals) {
+        Replaced replaced{number, {}};
+        ::sigaction(number, nullptr, &replaced.before);
+        if (replaced.before.sa_handler != SIG_IGN) {
+            ::sigaction(number, &action, nullptr);
+            m_replaced.push_back(replaced);
+        }
+    }
+}
+
+EndingSignalHandler::~EndingSignalHandler() {
+    for (const Replaced& replaced : m_replaced) {
+        ::sigaction(replaced.number, &replaced.before, nullptr);
+    }
+}
+
+} // namespace Rynvelctl

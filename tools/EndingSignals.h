@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The signals that end the process unless it handles them.
+ */
+#ifndef RYNVELCTL_ENDINGSIGNALS_H
+#define RYNVELCTL_ENDINGSIGNALS_H
+
+#include <array>
+#include <csignal>
+#include <vector>
+
+namespace Rynvelctl {
+
+constexpr std::array<int, 4> endingSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+
+/**
+ * Calls a handler at the ending signals as long as the object exists. While the handler runs, all signals are blocked,
+ * and the signal has its default action, so a handler that raises the signal again ends the process. The destructor
+ * restores the earlier actions.
+ */
+class EndingSignalHandler {
+public:
+    /** Leaves out the signals that the process ignores, because the caller of the program may want this. */
+    explicit EndingSignalHandler(void (*handler)(int));
+    EndingSignalHandler(const EndingSignalHandler&) = delete;
+    EndingSignalHandler& operator=(const EndingSignalHandler&) = delete;
+    ~EndingSignalHandler();
+
+private:
+    /** A signal whose action the object replaces. */
+    struct Replaced {
+        int number;
+        struct sigaction before;
+    };
+    std::vector<Replaced> m_replaced;
+};
+
+} // namespace Rynvelctl
+
+#endif
