@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "Failure.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 

@@ -16,9 +16,6 @@
 
 namespace Rynvelctl {
 
-/** The name of standard input. */
-constexpr const char* standardInput = "-";
-
 /** The number of bytes that a line may have. */
 constexpr std::size_t longestLine = 65536;
 

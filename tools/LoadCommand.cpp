@@ -10,7 +10,6 @@
 #include "Commands.h"
 #include "Count.h"
 #include "InputFile.h"
-#include "LineReader.h"
 #include "NamedRange.h"
 #include "OpenDevice.h"
 #include "Progress.h"
@@ -18,6 +17,7 @@
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 
