@@ -40,7 +40,9 @@ std::vector<HelpSection> helpSections() {
          {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a field. A "
           "register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
           "The map says which registers and fields can be read and written, and which values they accept. The command "
-          "refuses an operation that the map does not allow, before it opens the device.",
+          "refuses an operation that the map does not allow, before it opens the device. The exception is a write of "
+          "some bits if the map restricts the value of their field or register: the command then first reads the "
+          "register.",
           "To write several fields of a register with one write, give FIELD=VALUE for each field. The value of a field "
           "is a number or the name of an enumerated value. The other fields keep their values. If another field cannot "
           "keep its value, the command refuses the write."}},
