@@ -38,7 +38,7 @@ void addCommands(const Common::Command& program, Action& chosen);
 /** Adds the command that runs the others. */
 void addRunCommand(const Common::Command& program, Action& chosen);
 
-/** Runs a command. @throws Failure also if the time-out ends before a file has been read. */
+/** Runs a command. @throws Failure also if the time-out expires before a file has been read. */
 void perform(const Action& action, const CommandContext& context);
 
 /**
