@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <array>
 #include <chrono>
-#include <cstdint>
 #include <regex>
 
 #include <fcntl.h>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "DescribedDevice.h"
+#include "DescribedProgram.h"
 #include "Program.h"
 #include "TestPeer.h"
 
@@ -29,18 +29,14 @@ std::string protectedRegisters() {
 }
 
 /** The program with files of commands. */
-class CommandFiles : public testing::Test {
+class CommandFiles : public DescribedProgram {
 protected:
-    CommandFiles() {
-        m_folder.store("map", std::string(4096, '\0'));
-        m_folder.store("registers8", std::string(64, '\0'));
-        m_folder.store("board.svd", timerMap());
-    }
+    CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
     /** Runs commands from a file. @param options before the command of the program. */
     Ending run(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
-        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd run script " + options), m_folder.path());
+        return runProgram(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path());
     }
 
     /** Runs commands from standard input. */
@@ -94,20 +90,12 @@ protected:
     }
 
     Program start(const std::string& options, const std::string& input) const {
-        return {RYNVELCTL_FOR_TESTS, words("--map board.svd run - " + options), m_folder.path(), input};
-    }
-
-    std::uint32_t get(std::size_t offset) const {
-        std::uint32_t value = 0;
-        m_folder.load("map").copy(reinterpret_cast<char*>(&value), sizeof(value), offset);
-        return value;
+        return {RYNVELCTL_FOR_TESTS, arguments("run - " + options), m_folder.path(), input};
     }
 
     void makeFifo() const { ASSERT_EQ(mkfifo((m_folder.path() + "/fifo").c_str(), 0600), 0); }
 
     int openFifo() const { return open((m_folder.path() + "/fifo").c_str(), O_WRONLY | O_CLOEXEC); }
-
-    TestFolder m_folder;
 };
 
 TEST_F(CommandFiles, RunLineByLine) {
