@@ -62,7 +62,9 @@ public:
      */
     int descriptor() const { return m_socket.number(); }
 
-    /** Returns whether the peer has ended the connection, without waiting. Bytes that have arrived come first. */
+    /**
+     * Returns whether the peer has ended the connection. Does not wait. Returns false while received bytes are unread.
+     */
     bool hasEnded() const;
 
     /**

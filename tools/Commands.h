@@ -41,7 +41,7 @@ void addRemedies(Common::ArgumentParser& parser);
 /** Adds the command that runs the others. */
 void addRunCommand(const Common::Command& program, Action& chosen);
 
-/** Runs a command. @throws Failure also if the time-out ends before a file has been read. */
+/** Runs a command. @throws Failure also if the time-out expires before a file has been read. */
 void perform(const Action& action, const CommandContext& context);
 
 /**

@@ -116,11 +116,11 @@ std::optional<EventFormat> parseFormat(const Output& output, const std::string& 
     if (text.empty()) {
         return std::nullopt;
     }
-    requireText(output, "--format");
+    requireTextFormat(output, "--format");
     return EventFormat(text, command, directives);
 }
 
-void requireText(const Output& output, const std::string& option) {
+void requireTextFormat(const Output& output, const std::string& option) {
     if (output.format() != Format::Text) {
         throw usageError(option + " excludes " + (output.format() == Format::Json ? "--json" : "--quiet"));
     }

@@ -63,7 +63,7 @@ std::optional<EventFormat> parseFormat(const Output& output, const std::string& 
                                        const std::string& directives);
 
 /** @throws Failure if the user also gives --json or --quiet. */
-void requireText(const Output& output, const std::string& option);
+void requireTextFormat(const Output& output, const std::string& option);
 
 /** Prints an event of interrupts. @param format none for the format of the global options. */
 template <typename Event>

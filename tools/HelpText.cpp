@@ -40,7 +40,9 @@ std::vector<HelpSection> helpSections() {
          {"An address that is not a number is a name from a register map: REGISTER, or REGISTER.FIELD for a field. A "
           "register of a cluster is CLUSTER.REGISTER, and an element of an array is REGISTER[3].",
           "The map says which registers and fields can be read and written, and which values they accept. The command "
-          "refuses an operation that the map does not allow, before it opens the device.",
+          "refuses an operation that the map does not allow, before it opens the device. The exception is a write of "
+          "some bits if the map restricts the value of their field or register: the command then first reads the "
+          "register.",
           "To write several fields of a register with one write, give FIELD=VALUE for each field. The value of a field "
           "is a number or the name of an enumerated value. The other fields keep their values. If another field cannot "
           "keep its value, the command refuses the write."}},
@@ -55,8 +57,8 @@ std::vector<HelpSection> helpSections() {
           "expect accept ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an "
           "element of an array.",
           "The BITS of set, clear and toggle are bits, ranges of bits and names of fields, separated by commas, as in "
-          "0,7:4,START. A number is never a mask: 0x1f is bit 31. The commands refuse a change that the map does not "
-          "allow, also if the result depends on the other bits of a field, or that would change other fields."}},
+          "0,7:4,START. A number is never a mask: 0x1f is bit 31. The commands refuse a change that would change other "
+          "fields, and a change whose result the map does not allow."}},
         {"Register maps",
          {"A register map is a file in CMSIS-SVD format that describes the registers of devices. The description of a "
           "device is the peripheral with the name of the device, with an underscore in place of every character that "
@@ -78,9 +80,8 @@ std::vector<HelpSection> helpSections() {
           "server, for an interrupt, for the condition of poll, for the time of sleep, for the next sample of watch, "
           "for the next line of standard input, for a reader of the command's output, or for the writer of a pipe, if "
           "a file that the command reads is a pipe. When the time-out has expired, the command ends with status 4. "
-          "wait and "
-          "watch print each result immediately, not only when they end. The command cannot interrupt a driver of this "
-          "machine: during a call to the driver, it waits until the call returns.",
+          "wait and watch print each result immediately, not only when they end. The command cannot interrupt a driver "
+          "of this machine: during a call to the driver, it waits until the call returns.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
           "takes longer than 5 s to accept a connection or to answer a request."}},
         {"Watching",
@@ -105,16 +106,15 @@ std::vector<HelpSection> helpSections() {
           "run ends at the first line that fails, with the status of this line. With --keep-going, it also runs the "
           "remaining lines. It runs all lines of a file even if standard output no longer has a reader, and then ends "
           "with status 1 if a line of the output is lost. An error message begins with FILE:LINE:. expect makes a line "
-          "fail if a register or a field "
-          "does not have the given value, and sleep waits between two lines. expect also reads a register if reading "
-          "it has a side effect."}},
+          "fail if a register or a field does not have the given value, and sleep waits between two lines. expect also "
+          "reads a register if reading it has a side effect."}},
         {"Interrupts",
          {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the "
           "interrupt word that the device reports.",
           "wait does not disable the interrupt when it ends. The kernel disables the interrupt of a UIO device if the "
-          "source is still active. A UIO device loses the interrupts that arrive "
-          "between two wait commands: to wait for several interrupts, use --count. If you do not clear the source of "
-          "an interrupt, the device raises the interrupt again at once.",
+          "source is still active. A UIO device loses the interrupts that arrive between two wait commands: to wait "
+          "for several interrupts, use --count. If you do not clear the source of an interrupt, the device raises the "
+          "interrupt again at once.",
           "irq raise works only with a server that runs with --simulate."}},
         {"Traces",
          {"The traces of librynvel are written to standard error, unless the tracing library is configured otherwise. "

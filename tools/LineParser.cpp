@@ -22,7 +22,7 @@ std::vector<const char*> argumentsOf(const std::vector<std::string>& words) {
 }
 
 /** @throws Failure if the words of a text are not those that the user sees in an editor. */
-void requireText(const std::string& line) {
+void requireTextLine(const std::string& line) {
     if (line.size() > longestLine) {
         throw usageError("the line has more than " + std::to_string(longestLine) + " bytes");
     }
@@ -86,7 +86,7 @@ LineParser::LineParser() = default;
 LineParser::~LineParser() = default;
 
 Action LineParser::parse(const std::string& line) {
-    requireText(line);
+    requireTextLine(line);
     const std::vector<std::string> words = wordsOf(line);
     if (words.empty()) {
         return nullptr;

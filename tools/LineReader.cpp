@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "Failure.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 
@@ -100,7 +101,7 @@ bool LineReader::readMore() {
     if (count == -1 && errno != EINTR && errno != EAGAIN) {
         throw fileFailure(m_file);
     }
-    // A file that is always readable does not wait, so the time may be over without a wait.
+    // A file that is always readable does not wait, so the time-out may expire without a wait.
     if (count > 0) {
         m_timeout.requireTimeLeft(m_file);
     }

@@ -16,9 +16,6 @@
 
 namespace Rynvelctl {
 
-/** The name of standard input. */
-constexpr const char* standardInput = "-";
-
 /** The number of bytes that a line may have. */
 constexpr std::size_t longestLine = 65536;
 
@@ -37,7 +34,7 @@ public:
      * Returns the next line without its end and without a byte order mark; none after the last line. Returns only the
      * first longestLine + 1 bytes of a longer line, at once.
      *
-     * @throws Failure if the file cannot be read or if the time is over, or OutputClosed.
+     * @throws Failure if the file cannot be read or if the time-out has expired, or OutputClosed.
      */
     std::optional<std::string> next();
 

@@ -10,13 +10,13 @@
 #include "Commands.h"
 #include "Count.h"
 #include "InputFile.h"
-#include "LineReader.h"
 #include "NamedRange.h"
 #include "OpenDevice.h"
 #include "ProgressBar.h"
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
+#include "StandardDescriptors.h"
 #include "WriteOutcome.h"
 
 namespace Rynvelctl {

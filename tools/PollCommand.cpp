@@ -82,7 +82,7 @@ private:
         }
     }
 
-    // Ignores a failed or closed output, because the status and the message must tell that the time is over.
+    // Ignores a failed or closed output, because the status and the message must tell that the time-out has expired.
     void printAfterFailure() const {
         try {
             printLast();

@@ -169,8 +169,7 @@ void addRead(const Common::Command& program, Action& chosen) {
 
 void addDump(const Common::Command& program, Action& chosen) {
     const auto options = std::make_shared<DumpOptions>();
-    const Common::Command command =
-        addCommand(program, chosen, "dump", "show consecutive registers in hexadecimal", options, dump);
+    const Common::Command command = addCommand(program, chosen, "dump", "show consecutive registers", options, dump);
     addRange(command, *options);
     command.addFlag("--burst", options->usesBurst, "read the registers in one burst instead of one by one");
     addOrderOption(command, options->order);

@@ -9,6 +9,7 @@
 #include "Failure.h"
 #include "LineParser.h"
 #include "LineReader.h"
+#include "StandardDescriptors.h"
 
 namespace Rynvelctl {
 

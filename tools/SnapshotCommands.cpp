@@ -25,8 +25,6 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr const char* standardOutput = "-";
-
 struct SaveOptions {
     std::string name;
     std::string file;

@@ -1,12 +1,17 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The descriptors of standard input, standard output and standard error.
+ * The names and the descriptors of standard input, standard output and standard error.
  */
 #ifndef RYNVELCTL_STANDARDDESCRIPTORS_H
 #define RYNVELCTL_STANDARDDESCRIPTORS_H
 
 namespace Rynvelctl {
+
+/** The name of standard input, and of standard output, in a command line. @{ */
+constexpr const char* standardInput = "-";
+constexpr const char* standardOutput = "-";
+/** @} */
 
 /**
  * Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and

@@ -180,17 +180,17 @@ std::unique_ptr<WatchView> viewFor(const CommandContext& context, const WatchOpt
     return std::make_unique<ChangeLines>(options.addresses.size(), printerFor(output, options, format));
 }
 
-void requireTextFor(const Output& output, const WatchOptions& options) {
+void requireTextFormatFor(const Output& output, const WatchOptions& options) {
     if (options.isCsv) {
-        requireText(output, "--csv");
+        requireTextFormat(output, "--csv");
     }
     if (options.plots) {
-        requireText(output, "--plot");
+        requireTextFormat(output, "--plot");
     }
 }
 
 void watch(const CommandContext& context, const WatchOptions& options) {
-    requireTextFor(context.output(), options);
+    requireTextFormatFor(context.output(), options);
     const auto format = parseFormat(context.output(), options.format, "watch", registerDirectives);
     const Target& target = context.target(options.name);
     const std::vector<Addressed> addressed = watchedBy(context, target, options);

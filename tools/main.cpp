@@ -6,13 +6,8 @@
 #include "FaultGuard.h"
 #include "StandardDescriptors.h"
 
-namespace {
-
-using namespace Rynvelctl;
-
-} // namespace
-
 int main(int argc, char** argv) {
+    using namespace Rynvelctl;
     reserveStandardDescriptors();
     // Without SIGPIPE, a write to a closed connection or pipe fails instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);

@@ -145,7 +145,7 @@ TEST(Help, ComparisonWithOtherToolsNamesCommandsThatTheProgramTakes) {
     EXPECT_GE(calls, 50U);
 }
 
-TEST(Help, ChecksTheWordsOfAShell) {
+TEST(ShellLine, HasTheWordsOfEachCall) {
     EXPECT_EQ(callsIn("echo 'read a 0' | rynvelctl run - >file; rynvelctl read a '0[7:4]' <input"),
               (std::vector<Arguments>{{"rynvelctl", "run", "-"}, {"rynvelctl", "read", "a", "0[7:4]"}}));
 }

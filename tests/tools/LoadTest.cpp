@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <chrono>
+#include <memory>
 #include <numeric>
+#include <thread>
 
 #include <fcntl.h>
 #include <pty.h>
@@ -173,7 +176,9 @@ TEST_F(Load, RefusesATerminal) {
     close(other);
 }
 
-TEST_F(Load, DumpsBytes) {
+class RawDump : public Load {};
+
+TEST_F(RawDump, WritesTheBytesOfTheRegisters) {
     EXPECT_EQ(outputOf("dump file16 2 2 --raw"), "\x82\x83\x84\x85");
     EXPECT_EQ(outputOf("dump file16 2 2 --raw --order network"), "\x83\x82\x85\x84");
     EXPECT_EQ(outputOf("dump file8 0 4 --raw --burst"), "\x80\x81\x82\x83");
@@ -187,7 +192,7 @@ TEST_F(Load, DumpsBytes) {
     EXPECT_EQ(ending.output, "\x9e\x9f");
 }
 
-/** A server of one device, whose registers are 7, on a slow line. */
+/** A server of one device, whose 12 registers are 7. The server may be slow. */
 class SlowDevice : public testing::Test {
 protected:
     SlowDevice() {
@@ -202,12 +207,22 @@ protected:
         close(m_other);
     }
 
-    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
-    std::string shown(const std::string& line, std::chrono::milliseconds time, const std::string& output) {
-        const TestPeer peer([time](std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
-            std::this_thread::sleep_for(time);
+    /** Returns a service that takes a second for one access to a register. @param lateAccess is counted from 1. */
+    static TestPeer::Service serviceWith(std::size_t lateAccess) {
+        // The first request opens the device.
+        return [late = lateAccess + 1, requests = std::make_shared<std::size_t>(0)](
+                   std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
+            if (++*requests == late) {
+                // The program's own clock decides when the bar appears.
+                std::this_thread::sleep_for(std::chrono::seconds(1));
+            }
             return success({7});
-        });
+        };
+    }
+
+    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
+    std::string shown(const std::string& line, const TestPeer::Service& service, const std::string& output) {
+        const TestPeer peer(service);
         Arguments command{"sh", "-c", std::string("exec ") + RYNVEL_EMULATOR + " \"$0\" \"$@\" 2>" + m_name,
                           RYNVELCTL_FOR_TESTS};
         for (const std::string& word : words("--map board.svd --type Uio32 --remote " + peer.address() + ' ' + line)) {
@@ -238,8 +253,6 @@ protected:
         EXPECT_EQ(text.substr(text.size() - length - 2), '\r' + std::string(length, ' ') + '\r');
     }
 
-    static constexpr std::chrono::milliseconds slow{120};
-
     TestFolder m_folder;
     int m_terminal = -1;
     int m_other = -1;
@@ -247,27 +260,27 @@ protected:
 };
 
 TEST_F(SlowDevice, ShowsTheProgressOfACommandOnATerminal) {
-    expectErasedBar(shown("dump remote 0 12 --quiet", slow, [] {
+    // These commands draw the full bar after the last access.
+    expectErasedBar(shown("dump remote 0 12 --quiet", serviceWith(12), [] {
         std::string lines;
         for (int i = 0; i < 12; ++i) {
             lines += "0x00000007\n";
         }
         return lines;
     }()));
-    expectErasedBar(shown("load remote 0 bytes --quiet", slow, ""));
-    expectErasedBar(shown("save remote saved --quiet", slow, ""));
-    expectErasedBar(shown("restore remote saved --quiet", slow, ""));
+    expectErasedBar(shown("load remote 0 bytes --quiet", serviceWith(12), ""));
+    // These commands draw the full bar before the last access.
+    expectErasedBar(shown("save remote saved --quiet", serviceWith(11), ""));
+    expectErasedBar(shown("restore remote saved --quiet", serviceWith(11), ""));
 }
 
 TEST_F(SlowDevice, ShowsNothingDuringAShortCommand) {
-    EXPECT_EQ(shown("load remote 0 bytes --quiet", std::chrono::milliseconds(0), ""), "");
+    const auto atOnce = [](auto&&...) { return success(); };
+    EXPECT_EQ(shown("load remote 0 bytes --quiet", atOnce, ""), "");
 }
 
 TEST_F(SlowDevice, ShowsNoProgressInAPipe) {
-    const TestPeer peer([](std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
-        std::this_thread::sleep_for(slow);
-        return success();
-    });
+    const TestPeer peer(serviceWith(12));
     expectEnding(runProgram(RYNVELCTL_FOR_TESTS,
                             words("--type Uio32 --quiet --remote " + peer.address() + " load remote 0 bytes"),
                             m_folder.path()),

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <chrono>
 #include <csignal>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -88,7 +90,7 @@ TEST_F(Poll, ComparesOnlyTheBitsOfTheRegister) {
     expectHolds("map32 NARROW 5", "map32 NARROW = 0x0005\n");
 }
 
-TEST_F(Poll, ShowsTheLastValueWhenTheTimeIsOver) {
+TEST_F(Poll, ShowsTheLastValueWhenTheTimeOutHasExpired) {
     set(0, 0x25);
     expectTimeOut("map32 0 0x24", "map32 0x00000000 = 0x00000025\n", "register 0x00000000 is not 0x24");
     expectTimeOut("map32 CTRL 4 --mask 0xf",
@@ -130,7 +132,7 @@ TEST_F(Poll, SeesAChange) {
     EXPECT_EQ(ending.output, "map32 CTRL.RUN = 1 (running)\n");
 }
 
-TEST_F(Poll, ReadsOnceMoreWhenTheTimeIsOver) {
+TEST_F(Poll, ReadsOnceMoreWhenTheTimeOutHasExpired) {
     Program program(RYNVELCTL_FOR_TESTS,
                     arguments("--trace Rynvel.PthreadMutex=7 poll map32 0 1 --interval 1m --timeout 2s"),
                     m_folder.path());
@@ -142,7 +144,10 @@ TEST_F(Poll, ReadsOnceMoreWhenTheTimeIsOver) {
 }
 
 TEST_F(Poll, EndsAtASignal) {
-    Program program(RYNVELCTL_FOR_TESTS, arguments("poll map32 0 1"), m_folder.path());
+    Program program(RYNVELCTL_FOR_TESTS,
+                    arguments("--trace Rynvel.PthreadMutex=7 poll map32 0 1 --interval 1m --timeout 30s"),
+                    m_folder.path());
+    awaitRead(program);
     program.signal(SIGINT);
     expectEnding(program.wait(), -SIGINT, "");
 }
@@ -244,7 +249,7 @@ TEST_F(RemotePoll, ReadsUntilTheConditionHolds) {
     EXPECT_EQ(m_peer.requests(4).size(), 4U);
 }
 
-TEST_F(RemotePoll, ReadsOnceMoreWhenTheTimeIsOver) {
+TEST_F(RemotePoll, ReadsOnceMoreWhenTheTimeOutHasExpired) {
     m_peer.script({success(), success({0x20}), success({1})});
     expectEnding(run("0 1 --interval 1m --timeout 500ms"), 0, "remote 0x00000000 = 0x00000001\n");
     EXPECT_EQ(m_peer.requests(3).size(), 3U);
@@ -274,15 +279,26 @@ protected:
 
 TEST_F(CountedReads, AreAsFarApartAsTheInterval) {
     EXPECT_EQ(run("0 1 --interval 1m --timeout 500ms").status, 4);
-    // The first read, and the last one when the time is over.
+    // The first read, and the last one when the time-out has expired.
     EXPECT_EQ(reads(), 2U);
 }
 
-TEST_F(CountedReads, AreTenMillisecondsApartByDefault) {
-    EXPECT_EQ(run("0 1 --timeout 500ms").status, 4);
-    EXPECT_GT(reads(), 3U);
-    // At most one read each 10 ms, plus the first and the last one.
-    EXPECT_LE(reads(), 52U);
+TEST_F(Poll, ReadsEveryTenMillisecondsByDefault) {
+    using Clock = std::chrono::steady_clock;
+    std::vector<Clock::time_point> times;
+    {
+        const TestPeer peer([&times](std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
+            times.push_back(Clock::now());
+            return success({times.size() == 50 ? 1U : 0U});
+        });
+        const std::string line = "--remote " + peer.address() + " --type Uio32 --timeout 30s poll remote 0 1";
+        expect(line, 0, "remote 0x00000000 = 0x00000001\n");
+    }
+    ASSERT_EQ(times.size(), 50U);
+    // The first request opens the device.
+    for (std::size_t i = 2; i < times.size(); ++i) {
+        EXPECT_GE(times[i] - times[i - 1], std::chrono::milliseconds(10)) << i;
+    }
 }
 
 TEST_F(RemotePoll, ShowsTheLastValueWhenTheServerFallsSilent) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <array>
 #include <chrono>
-#include <cstdint>
 #include <regex>
 
 #include <fcntl.h>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "DescribedDevice.h"
+#include "DescribedProgram.h"
 #include "Program.h"
 #include "TestPeer.h"
 
@@ -29,18 +29,14 @@ std::string protectedRegisters() {
 }
 
 /** The program with files of commands. */
-class CommandFiles : public testing::Test {
+class CommandFiles : public DescribedProgram {
 protected:
-    CommandFiles() {
-        m_folder.store("map", std::string(4096, '\0'));
-        m_folder.store("registers8", std::string(64, '\0'));
-        m_folder.store("board.svd", timerMap());
-    }
+    CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
     /** Runs commands from a file. @param options before the command of the program. */
     Ending run(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
-        return runProgram(RYNVELCTL_FOR_TESTS, words("--map board.svd run script " + options), m_folder.path());
+        return runProgram(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path());
     }
 
     /** Runs commands from standard input. */
@@ -57,10 +53,18 @@ protected:
         expectEnding(runInput(commands), status, output, problem.empty() ? "" : '-' + problem);
     }
 
+    /** Runs an endless file. @param line the line that the file repeats. @param options include the name of the file.
+     */
+    Ending runEndless(const std::string& line, const std::string& options) const {
+        // The limit of the processor time ends a program that ignores its time-out.
+        const std::string preparation = enter(m_folder.path()) + "ulimit -t 10; yes '" + line + "' 2>/dev/null | ";
+        return Process(commandOf(RYNVELCTL_FOR_TESTS, words("run " + options)), {preparation, {}}).wait();
+    }
+
     /** Runs commands from a file with another standard output. @param output its descriptor, which is closed. */
     Ending runWithOutput(int output, const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
-        Program program(RYNVELCTL_FOR_TESTS, words("--map board.svd run script " + options), m_folder.path(), output);
+        Program program(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path(), output);
         close(output);
         return program.wait();
     }
@@ -94,20 +98,12 @@ protected:
     }
 
     Program start(const std::string& options, const std::string& input) const {
-        return {RYNVELCTL_FOR_TESTS, words("--map board.svd run - " + options), m_folder.path(), input};
-    }
-
-    std::uint32_t get(std::size_t offset) const {
-        std::uint32_t value = 0;
-        m_folder.load("map").copy(reinterpret_cast<char*>(&value), sizeof(value), offset);
-        return value;
+        return {RYNVELCTL_FOR_TESTS, arguments("run - " + options), m_folder.path(), input};
     }
 
     void makeFifo() const { ASSERT_EQ(mkfifo((m_folder.path() + "/fifo").c_str(), 0600), 0); }
 
     int openFifo() const { return open((m_folder.path() + "/fifo").c_str(), O_WRONLY | O_CLOEXEC); }
-
-    TestFolder m_folder;
 };
 
 TEST_F(CommandFiles, RunLineByLine) {
@@ -221,7 +217,7 @@ TEST_F(CommandFiles, RefuseALineThatIsNotText) {
     EXPECT_EQ(get(0), 0U);
 }
 
-TEST_F(CommandFiles, MayComeFromOtherSystems) {
+TEST_F(CommandFiles, MayHaveCarriageReturnsBeforeLineEndsAndAByteOrderMark) {
     expectBoth("write map32 LEVEL0=1 LEVEL1=2\r\nexpect map32 LEVEL1 2\r\n\r\nread file8 0\r", 0,
                "map32 LEVEL0 = 0x00000001\nmap32 LEVEL1 = 0x00000002\nfile8 0x00000000 = 0x00\n");
     expectBoth("\xef\xbb\xbfread file8 0\n", 0, "file8 0x00000000 = 0x00\n");
@@ -479,14 +475,9 @@ TEST_F(CommandFiles, SleepBetweenCommands) {
 }
 
 TEST_F(CommandFiles, AreReadNoLongerThanTheTimeout) {
-    const std::string emptyLines(4000000, '\n');
-    expectEnding(run(emptyLines, "--timeout 1ms"), 4, "", "script: timed out after 1 ms");
-    expectEnding(runInput(emptyLines, "--timeout 1ms --keep-going"), 4, "", "-: timed out after 1 ms");
-    std::string commands;
-    for (int i = 0; i < 200000; ++i) {
-        commands += "sleep 0\n";
-    }
-    expectEnding(run(commands, "--timeout 20ms"), 4, "", "script: timed out after 20 ms");
+    expectEnding(runEndless("", "/dev/stdin --timeout 100ms"), 4, "", "/dev/stdin: timed out after 100 ms");
+    expectEnding(runEndless("", "- --timeout 100ms --keep-going"), 4, "", "-: timed out after 100 ms");
+    expectEnding(runEndless("sleep 0", "/dev/stdin --timeout 100ms"), 4, "", "/dev/stdin: timed out after 100 ms");
 }
 
 TEST_F(CommandFiles, RunNoLongerThanTheTimeoutEvenIfNoLineWaits) {

@@ -8,7 +8,7 @@
 namespace RynvelTest {
 namespace {
 
-/** What people type daily: short options, bases, times and numbers. */
+/** The numbers that a user gives, and the base of those that the program prints. */
 class TypedValues : public DescribedProgram {
 protected:
     TypedValues() : DescribedProgram(timerMap()) {
@@ -18,7 +18,9 @@ protected:
     }
 };
 
-TEST_F(TypedValues, HaveShortOptions) {
+class GlobalOptions : public TypedValues {};
+
+TEST_F(GlobalOptions, HaveShortNames) {
     TestPeer peer;
     peer.script({success(), success({7})});
     const auto runShort = [this](const std::string& line) {
@@ -131,7 +133,9 @@ TEST_F(TypedValues, HaveNoLeadingZeroThatMayMeanAnOctalNumber) {
     expect("write map32 0 0", 0, "map32 0x00000000 = 0x00000000\n");
 }
 
-TEST_F(TypedValues, OfTimesHaveFractions) {
+class Times : public TypedValues {};
+
+TEST_F(Times, MayHaveFractions) {
     expect("poll map32 0 1 -t 0.1s", 4, "map32 0x00000000 = 0x00000141\n",
            "map32: timed out after 100 ms (register 0x00000000 is not 1)");
     expect("watch map32 0 --count 2 --interval 0.001s", 0, "TIME map32 0x00000000 = 0x00000141\n");

@@ -241,7 +241,7 @@ TEST_F(WatchOnATerminal, LeavesTheModesOfTheTerminalAsTheyWere) {
     expectSameModes(program.modes(), unstarted.modes());
 }
 
-TEST_F(WatchOnATerminal, RestoresTheTerminalWhenTheTimeIsOver) {
+TEST_F(WatchOnATerminal, RestoresTheTerminalWhenTheTimeOutHasExpired) {
     TerminalProcess program = startOn("watch map32 0 --interval 1m --timeout 500ms");
     EXPECT_EQ(program.wait(), 4);
     const std::string error = "rynvelctl: map32: timed out after 500 ms";
