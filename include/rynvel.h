@@ -31,6 +31,8 @@
  * | Lseek16, Lseek32, TyvonInterrupt     |                | do not use: see Addresses           | byte offset         |
  * | Remote                               | sent unchanged | byte address, sent as an index      | sent unchanged      |
  *
+ * Lseek and TyvonInterrupt devices are seekable devices. Uio and Tyvon devices are mapped devices.
+ *
  * The following functions are for devices of every width. Lseek and FpgaSpi32 devices have no interrupts.
  *
  * | Task                                | Functions                                                                  |
@@ -44,9 +46,9 @@
  * | send a request to the driver        | Rynvel_ioctl                                                               |
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
- * connecting or waiting fails, the library traces the cause. If a read or write of a seekable device, an SPI transfer
- * to an FPGA, an ioctl request or enabling an interrupt fails, the library traces nothing by default. If a system call
- * has failed, errno gives the cause.
+ * connecting or waiting fails, the library traces the cause. On a device of this machine, the library traces nothing by
+ * default if a read or write of a seekable device, an SPI transfer to an FPGA, an ioctl request or enabling an
+ * interrupt fails. If a system call has failed, errno gives the cause.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. By default, the libziltrace of this
  * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and notable outcomes.
@@ -54,25 +56,26 @@
  * turns all traces off.
  *
  * Addresses. The Rynvel2_ functions and the 8-bit functions pass their address to the device unchanged. The address is
- * a byte offset for a device file, and a register index for a mapped device or an FPGA. The Rynvel_ functions of 16 and
- * 32 bits divide their byte address by the register size in bytes, and pass the quotient to the device. They silently
- * drop the low bits of an unaligned address. An Lseek16, Lseek32 or TyvonInterrupt device uses the quotient as a byte
- * offset: use the Rynvel2_ functions for these devices. No function checks an address against the size of the device.
+ * a byte offset for a seekable device, and a register index for a mapped device or an FPGA. The Rynvel_ functions for
+ * 16 and 32 bits divide their byte address by the register size in bytes, and pass the quotient to the device. They
+ * silently drop the low bits of an unaligned address. An Lseek16, Lseek32 or TyvonInterrupt device uses the quotient as
+ * a byte offset: use the Rynvel2_ functions for these devices. No function checks an address against the size of the
+ * device.
  *
  * Byte order. If `byteOrder` is 0, a burst leaves the items unchanged, in the byte order of the processor. If
  * `byteOrder` has any other value, the burst reverses the bytes of every item. On a little-endian processor, the items
  * then have network byte order. The 8-bit bursts have no `byteOrder`.
  *
- * Threads. You may call any function from any thread. A device of this machine serializes its register operations. An
- * FPGA serializes only the transfers of single registers: an operation of another thread may come between two transfers
- * of a burst, or between the read and the write of a masked write. Devices do not serialize ioctl requests and
- * interrupt functions: one thread may wait for an interrupt while other threads use registers. A remote device
- * serializes nothing: run one operation at a time on a remote device. Only a wait for an interrupt may run at the same
- * time as another operation.
+ * Threads. You may call any function from any thread. A device of this machine, except an FPGA, serializes its register
+ * operations. An FPGA serializes only the transfers of single registers: an operation of another thread may come
+ * between two transfers of a burst, or between the read and the write of a masked write. Devices do not serialize ioctl
+ * requests and interrupt functions: one thread may wait for an interrupt while other threads use registers. A remote
+ * device serializes nothing: run one operation at a time on a remote device. Only a wait for an interrupt may run at
+ * the same time as another operation.
  *
  * Assertions. Each of these errors fails an assertion, which ends the process in every build type:
  *
- * - A handle is negative, or is not less than the number of devices.
+ * - A handle is negative, or is not less than the number of devices in the device table.
  * - The program opens a seekable device or an FPGA whose device file cannot be opened.
  * - The program opens a mapped device whose device file can be opened but not mapped.
  * - The program asks a UIO device for its interrupt type and passes a null pointer.
@@ -116,8 +119,8 @@ RYNVEL_EXPORT void Rynvel_close(int handle);
 /**
  * Forwards an ioctl request to the driver of the device.
  *
- * @return the result of the driver; -1 for failure. A remote device returns only 0 or -1. An FPGA has no requests and
- *         always returns -1.
+ * @return the result of the driver; -1 for failure. For a remote device, the function returns only 0 or -1. For an
+ *         FPGA, which supports no requests, the function always returns -1.
  */
 RYNVEL_EXPORT int Rynvel_ioctl(int handle, int request, unsigned long argument);
 

@@ -48,8 +48,8 @@ public:
      *
      * @return the device, which you share with the Factory; an empty pointer if no device has this name, or if the
      *         device type is not supported. After an empty pointer, the next call tries again.
-     * @throws std::system_error if the lock cannot be taken, and any exception of the constructor of the backend. The
-     *         slot stays empty.
+     * @throws std::system_error if the lock cannot be taken, and any exception of the constructor of the backend. After
+     *         an exception, the slot stays empty.
      */
     std::shared_ptr<IDevice> create(const std::string& logicalDevName);
 

@@ -24,7 +24,7 @@ namespace Rynvel {
 /**
  * A device with the 32-bit registers of an FPGA, which the class reaches through the spidev driver of the kernel.
  *
- * A register address is an index, which is the parameter `offset`. The register has the byte address
+ * A register address is an index. The register with the index `offset` has the byte address
  * `blockOffset + 4 * offset` on the SPI bus, and the class sends the lower 32 bits of this byte address. Every register
  * access is a single system call with a full-duplex transfer of 11 bytes. The transfer has 8 bits per word, and the
  * mode and clock speed of the device file. The access succeeds if the FPGA replies with the status 0x80. After a failed

@@ -94,7 +94,7 @@ struct RYNVEL_EXPORT RequestData {
     std::array<std::uint32_t, recordCapacity> values;
     /** The number of valid words in `values`; in a read request, the number of registers to read. */
     std::uint32_t length;
-    /** The byte order: 0 for ByteOrder::Network, 1 for ByteOrder::Host. The enumerators have the values 1 and 0. */
+    /** The byte order: 0 for ByteOrder::Network, 1 for ByteOrder::Host. The enumerators have the opposite values. */
     std::uint32_t byteOrder;
     /** The mask of a masked write, or the command of an ioctl request. */
     std::uint32_t bitmaskOrCommand;

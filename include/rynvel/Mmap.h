@@ -24,12 +24,12 @@ namespace Rynvel {
  * A mapped device, for `T` = `std::uint16_t` and `std::uint32_t`.
  *
  * A register address is an index: register i begins at byte `devPageOffset + i * sizeof(T)` of the map. No function
- * checks the index against the size of the map. An index beyond the map accesses other memory, or ends the process by a
- * signal.
+ * checks the index against the size of the map. An operation with an index beyond the map accesses other memory, or
+ * ends the process with a signal.
  *
  * Every register access is one load or store of the register width, without a system call. A burst accesses the
- * registers in ascending order. An operation holds the mutex from its first access to its last access. Operations fail
- * only if the object has no map.
+ * registers in ascending order. An operation holds the mutex from its first access to its last access. Register
+ * operations fail only if the object has no map.
  *
  * The device has no interrupts: the four interrupt functions return `false` and leave their arguments unchanged.
  * Derived classes add interrupts.

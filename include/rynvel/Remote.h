@@ -70,8 +70,7 @@ public:
      * server refuses to arm the second connection, open() closes that connection. The constructor calls open(). A
      * second call may take an interrupt for a response.
      *
-     * @return the descriptor of the first connection; -1 if the server refuses the device on either connection, or if a
-     *         connection breaks before the server has answered.
+     * @return the descriptor of the first connection; -1 unless the server opens the device on both connections.
      */
     int open();
 

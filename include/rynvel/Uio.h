@@ -73,8 +73,8 @@ public:
 
     /**
      * Enables the interrupt, and then blocks until the kernel reports an interrupt that was not received before. Then
-     * stores the 32-bit number of interrupts since the device was registered in `*status`. Stores 0 if the wait fails.
-     * Leaves `*status` unchanged if the interrupt cannot be enabled.
+     * stores in `*status` the 32-bit number of interrupts since the device was registered with the kernel. Stores 0 if
+     * the wait fails. Leaves `*status` unchanged if the interrupt cannot be enabled.
      */
     bool waitForInterrupt(unsigned long* status) override;
 
