@@ -149,6 +149,12 @@ void requireReadable(const Addressed& addressed) {
     }
 }
 
+void requireHarmlessRead(const Addressed& addressed) {
+    if (addressed.named) {
+        requireHarmlessRead(addressed.named->whole, "--with-side-effects reads it");
+    }
+}
+
 Reading readingOf(const Addressed& addressed, std::uint32_t value) {
     if (addressed.bits) {
         return BitsReading{addressed.range, *addressed.bits, addressed.bits->in(value)};

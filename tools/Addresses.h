@@ -87,6 +87,12 @@ private:
 void requireReadable(const Addressed& addressed);
 
 /**
+ * @throws Failure if the user gave the name of a register, a field or bits, and reading the register has a side effect.
+ * The message names the option --with-side-effects.
+ */
+void requireHarmlessRead(const Addressed& addressed);
+
+/**
  * Returns the registers, fields and bits to read, in the order of the texts.
  *
  * @param find returns what a text selects.

@@ -56,6 +56,7 @@ CommandContext::CommandContext(const GlobalOptions& options)
     : m_timeout(timeoutOf(options)),
       m_output(formatOf(options), m_timeout, baseOf(options)),
       m_color(parseColorChoice(options.color)),
+      m_isTraced(!options.traces.empty()),
       m_server(serverOf(options, m_timeout)),
       m_isServerGiven(!options.remote.empty()),
       m_maps(std::make_unique<MapSearch>(options.maps, m_timeout.deadline())),

@@ -46,6 +46,9 @@ public:
 
     ColorChoice color() const { return m_color; }
 
+    /** Returns whether the user has turned on traces with an option. */
+    bool isTraced() const { return m_isTraced; }
+
     const CommandTimeout& timeout() const { return m_timeout; }
 
     /**
@@ -108,6 +111,7 @@ private:
     CommandTimeout m_timeout;
     Output m_output;
     ColorChoice m_color;
+    bool m_isTraced;
     mutable bool m_isStandardInputTaken = false;
     std::optional<RemoteServer> m_server;
     bool m_isServerGiven = false;

@@ -8,6 +8,7 @@
 #include "Completion.h"
 #include "Failure.h"
 #include "HelpText.h"
+#include "Printable.h"
 #include "ServerAddress.h"
 #include "Words.h"
 
@@ -21,7 +22,7 @@ void complete(const std::vector<std::string>& words) {
     for (const std::string& word : completions(CommandLine().describe(), words)) {
         lines += word + '\n';
     }
-    Output(Format::Text, CommandTimeout(std::nullopt)).write(lines);
+    Output(Format::Text, CommandTimeout(std::nullopt)).write(printableLines(lines));
 }
 
 } // namespace

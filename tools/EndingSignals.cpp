@@ -3,13 +3,13 @@
 
 namespace Rynvelctl {
 
-EndingSignalHandler::EndingSignalHandler(void (*handler)(int)) {
+EndingSignalHandler::EndingSignalHandler(void (*handler)(int), const std::vector<int>& signals) {
     struct sigaction action {};
     action.sa_handler = handler;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     ::sigfillset(&action.sa_mask);
-    m_replaced.reserve(endingSignals.size());
-    for (const int number : endingSignals) {
+    m_replaced.reserve(signals.size());
+    for (const int number : signals) {
         Replaced replaced{number, {}};
         ::sigaction(number, nullptr, &replaced.before);
         if (replaced.before.sa_handler != SIG_IGN) {

@@ -15,14 +15,15 @@ namespace Rynvelctl {
 constexpr std::array<int, 4> endingSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 /**
- * Calls a handler at the ending signals as long as the object exists. While the handler runs, all signals are blocked,
- * and the signal has its default action, so a handler that raises the signal again ends the process. The destructor
- * restores the earlier actions.
+ * Calls a handler at signals that end the process as long as the object exists. While the handler runs, all signals are
+ * blocked, and the signal has its default action, so a handler that raises the signal again ends the process. The
+ * destructor restores the earlier actions.
  */
 class EndingSignalHandler {
 public:
     /** Leaves out the signals that the process ignores, because the caller of the program may want this. */
-    explicit EndingSignalHandler(void (*handler)(int));
+    explicit EndingSignalHandler(void (*handler)(int),
+                                 const std::vector<int>& signals = {endingSignals.begin(), endingSignals.end()});
     EndingSignalHandler(const EndingSignalHandler&) = delete;
     EndingSignalHandler& operator=(const EndingSignalHandler&) = delete;
     ~EndingSignalHandler();

@@ -1,18 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "Json.h"
 
+#include <string_view>
+
 #include "Numbers.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 
 namespace {
 
-std::string escaped(char character) {
-    if (character == '"' || character == '\\') {
-        return {'\\', character};
+/** Returns a character as a part of a string. @param text the character itself. */
+std::string escaped(const Character& character, std::string_view text) {
+    if (text == "\"" || text == "\\") {
+        return '\\' + std::string(text);
     }
-    const auto code = static_cast<unsigned char>(character);
-    return code < 0x20 ? "\\u" + hexadecimalDigits(code, 16) : std::string(1, character);
+    return character.isControl() ? "\\u" + hexadecimalDigits(character.code, 16) : std::string(text);
 }
 
 void append(std::string& list, const std::string& item) {
@@ -54,8 +57,10 @@ std::string jsonArray(const std::vector<std::string>& values) {
 
 std::string jsonString(const std::string& text) {
     std::string result = "\"";
-    for (const char character : text) {
-        result += escaped(character);
+    for (std::string_view rest = text; !rest.empty();) {
+        const Character character = firstCharacter(rest);
+        result += escaped(character, rest.substr(0, character.size));
+        rest.remove_prefix(character.size);
     }
     return result + '"';
 }

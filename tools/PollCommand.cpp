@@ -101,8 +101,8 @@ void pollRegister(const CommandContext& context, const PollOptions& options) {
     const Target& target = context.target(options.name);
     const Addressed addressed = Addresses(context, target, options.unit()).findPart(options.address);
     requireReadable(addressed);
-    if (addressed.named && !options.includesSideEffects) {
-        requireHarmlessRead(addressed.named->whole, "--with-side-effects reads it");
+    if (!options.includesSideEffects) {
+        requireHarmlessRead(addressed);
     }
     const Condition condition(addressed, options.condition);
     const auto interval = parsePositiveDuration("interval", options.interval);

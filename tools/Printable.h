@@ -1,20 +1,44 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Texts without control characters. A text may come from a file, which must not control the terminal.
+ * Texts that do not control the terminal: names from files, servers and the command line can contain any character.
  */
 #ifndef RYNVELCTL_PRINTABLE_H
 #define RYNVELCTL_PRINTABLE_H
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace Rynvelctl {
 
-/** Returns the text with a question mark in place of each control character. */
-std::string printable(std::string text);
+/** A character of UTF-8. */
+struct Character {
+    char32_t code;
+    /** The number of its bytes. */
+    std::size_t size;
 
-/** Does the same, but keeps the line ends. */
-std::string printableLines(std::string text);
+    /** Returns whether this is a byte that is not UTF-8. The code is then the byte. */
+    bool isMalformed() const { return size == 1 && code > U'\x7F'; }
+
+    /** Returns whether it controls a terminal: a control character, or one that reverses the direction of a text. */
+    bool isControl() const;
+};
+
+/** Returns the first character of a text, which must not be empty. */
+Character firstCharacter(std::string_view text);
+
+/** Returns the text with a question mark in place of every character that controls a terminal. */
+std::string printable(std::string_view text);
+
+/** Does the same with a text of several lines, and keeps the line ends. */
+std::string printableLines(std::string_view text);
+
+/**
+ * Returns the text with a question mark in place of every character that may be wider or narrower than a column of the
+ * terminal. Letters of Latin, Greek and Cyrillic remain.
+ */
+std::string inSingleColumns(std::string_view text);
 
 } // namespace Rynvelctl
 

@@ -3,8 +3,10 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <initializer_list>
 #include <string_view>
 
 #include <poll.h>
@@ -25,24 +27,56 @@ constexpr std::string_view eraseLine = "\x1b[K";
 constexpr std::string_view eraseBelow = "\x1b[J";
 constexpr std::string_view endLine = "\r\n";
 
-/** Blocked except during a wait, so that they interrupt no access to a device. */
-constexpr std::array<int, 2> waitingSignals{SIGWINCH, SIGTSTP};
+/** Further signals that end the process by default. Those of wrong accesses have other handlers. */
+constexpr std::array<int, 10> rareEndingSignals{SIGABRT, SIGALRM, SIGIO,   SIGPROF,   SIGPWR,
+                                                SIGSYS,  SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU};
+/** Soon enough for a user who brings the process to the foreground, which causes no signal. */
+constexpr std::chrono::milliseconds backgroundWait{250};
 
 /** What the signal handlers need. */
 struct SignalState {
     volatile std::sig_atomic_t isHidden;
     volatile std::sig_atomic_t isDrawing;
     volatile std::sig_atomic_t hasResized;
-    volatile std::sig_atomic_t hasToStop;
+    /** Whether the process was stopped after the last drawing, so that others may have written on the terminal. */
+    volatile std::sig_atomic_t hasContinued;
     volatile std::sig_atomic_t hasOtherModes;
     termios modes;
 };
 
 SignalState signalState;
 
+/** Blocks signals during its lifetime. A signal handler may use it. */
+class BlockedSignals {
+public:
+    BlockedSignals(std::initializer_list<int> signals) {
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        for (const int signal : signals) {
+            sigaddset(&blocked, signal);
+        }
+        ::pthread_sigmask(SIG_BLOCK, &blocked, &m_before);
+    }
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+    ~BlockedSignals() { ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+private:
+    sigset_t m_before{};
+};
+
+/** Returns whether other processes use the terminal. A terminal of another session has no background. */
+bool isInBackground() {
+    const pid_t foreground = ::tcgetpgrp(STDOUT_FILENO);
+    return foreground != -1 && foreground != ::getpgrp();
+}
+
 /** Stops showing what the user types. A process in the background must not change the modes of the terminal. */
 void changeModes() {
-    if (::tcgetpgrp(STDOUT_FILENO) != ::getpgrp() || ::tcgetattr(STDOUT_FILENO, &signalState.modes) != 0) {
+    if (::tcgetpgrp(STDOUT_FILENO) != ::getpgrp()) {
+        return;
+    }
+    if (signalState.hasOtherModes == 0 && ::tcgetattr(STDOUT_FILENO, &signalState.modes) != 0) {
         return;
     }
     termios changed = signalState.modes;
@@ -51,8 +85,13 @@ void changeModes() {
     ::tcsetattr(STDOUT_FILENO, TCSANOW, &changed);
 }
 
-/** Restores the terminal. A signal handler may call this function. It does not wait for a terminal that is stuck. */
+/**
+ * Restores the terminal. In the background, it leaves the modes to the processes that use the terminal. A signal
+ * handler may call this function. It does not wait for a terminal that is stuck.
+ */
 void restore() {
+    // This signal would stop the process if it has just lost the terminal.
+    const BlockedSignals blocked{SIGTTOU};
     if (signalState.isHidden != 0) {
         const std::string_view text = signalState.isDrawing != 0 ? restoreAmidLines : restoreAll;
         pollfd output{STDOUT_FILENO, POLLOUT, 0};
@@ -62,10 +101,23 @@ void restore() {
         }
         signalState.isHidden = 0;
     }
-    if (signalState.hasOtherModes != 0) {
+    if (signalState.hasOtherModes != 0 && !isInBackground()) {
         ::tcsetattr(STDOUT_FILENO, TCSANOW, &signalState.modes);
         signalState.hasOtherModes = 0;
     }
+}
+
+/** Installs a handler, except for a signal that the parent process ignores. */
+void handle(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
+        return;
+    }
+    action = {};
+    action.sa_handler = handler;
+    // As without a handler, an access to a device continues after the signal.
+    action.sa_flags = static_cast<int>(SA_RESTART);
+    ::sigaction(signal, &action, nullptr);
 }
 
 extern "C" {
@@ -76,25 +128,31 @@ void endAtSignal(int signal) {
 }
 
 void noteSignal(int signal) {
-    if (signal == SIGTSTP) {
-        signalState.hasToStop = 1;
+    if (signal == SIGCONT) {
+        signalState.hasContinued = 1;
     } else {
         signalState.hasResized = 1;
     }
 }
 
-} // extern "C"
-
-/** Installs a handler, except for a signal that the parent process ignores. */
-void handle(int signal, void (*handler)(int)) {
-    struct sigaction action {};
-    if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
-        return;
-    }
-    action = {};
-    action.sa_handler = handler;
-    ::sigaction(signal, &action, nullptr);
+void stopAtSignal(int signal) {
+    const int error = errno;
+    restore();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    // The signal is blocked in its handler. The process stops here until the user continues it.
+    sigset_t stopping;
+    sigemptyset(&stopping);
+    sigaddset(&stopping, signal);
+    sigset_t before;
+    ::pthread_sigmask(SIG_UNBLOCK, &stopping, &before);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    handle(signal, stopAtSignal);
+    signalState.hasContinued = 1;
+    errno = error;
 }
+
+} // extern "C"
 
 void unhandle(int signal) {
     struct sigaction action {};
@@ -123,25 +181,26 @@ bool Terminal::isAvailable() {
 
 Terminal::Terminal(const Output& output) : m_output(output) {
     signalState = {};
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    for (const int signal : waitingSignals) {
-        sigaddset(&blocked, signal);
-    }
-    ::pthread_sigmask(SIG_BLOCK, &blocked, &m_previousMask);
+    // Blocked except during a wait, so that it interrupts no access to a device.
+    sigset_t resizing;
+    sigemptyset(&resizing);
+    sigaddset(&resizing, SIGWINCH);
+    ::pthread_sigmask(SIG_BLOCK, &resizing, &m_previousMask);
     m_waitingMask = m_previousMask;
-    for (const int signal : waitingSignals) {
-        sigdelset(&m_waitingMask, signal);
-        handle(signal, noteSignal);
-    }
+    sigdelset(&m_waitingMask, SIGWINCH);
+    handle(SIGWINCH, noteSignal);
+    handle(SIGTSTP, stopAtSignal);
+    handle(SIGCONT, noteSignal);
     m_endingSignals.emplace(endAtSignal);
+    m_rareEndingSignals.emplace(endAtSignal, std::vector<int>(rareEndingSignals.begin(), rareEndingSignals.end()));
     changeModes();
 }
 
 Terminal::~Terminal() {
     restore();
     m_endingSignals.reset();
-    for (const int signal : waitingSignals) {
+    m_rareEndingSignals.reset();
+    for (const int signal : {SIGWINCH, SIGTSTP, SIGCONT}) {
         unhandle(signal);
     }
     ::pthread_sigmask(SIG_SETMASK, &m_previousMask, nullptr);
@@ -150,7 +209,24 @@ Terminal::~Terminal() {
 TerminalSize Terminal::size() const { return terminalSize(STDOUT_FILENO); }
 
 void Terminal::draw(const std::vector<std::string>& lines) {
-    std::string text(signalState.isHidden != 0 ? "" : hideCursor);
+    // A stop amid the drawing would leave the rest of it to the time after the stop.
+    const BlockedSignals blocked{SIGTSTP};
+    const bool hasContinued = signalState.hasContinued != 0;
+    signalState.hasContinued = 0;
+    m_isInBackground = isInBackground();
+    if (hasContinued || m_isInBackground) {
+        m_drawn = 0;
+    }
+    if (m_isInBackground) {
+        m_isStale = false;
+        restore();
+        return;
+    }
+    std::string text;
+    if (hasContinued || signalState.isHidden == 0) {
+        changeModes();
+        text = hideCursor;
+    }
     if (m_isStale) {
         text += clearScreen;
         m_drawn = 0;
@@ -181,38 +257,27 @@ std::string Terminal::placeFor(std::size_t lines) {
 }
 
 bool Terminal::wait(const Common::Deadline& deadline) {
-    while (signalState.hasResized == 0 && signalState.hasToStop == 0) {
+    const BlockedSignals blocked{SIGTSTP, SIGCONT};
+    while (signalState.hasResized == 0 && signalState.hasContinued == 0) {
+        const auto end =
+            m_isInBackground ? Common::Deadline::earlier(Common::Deadline(backgroundWait), deadline) : deadline;
         pollfd output{STDOUT_FILENO, 0, 0};
         timespec left{};
-        const int count = ::ppoll(&output, 1, timeLeft(deadline, left), &m_waitingMask);
+        const int count = ::ppoll(&output, 1, timeLeft(end, left), &m_waitingMask);
         if (count > 0) {
             throw OutputClosed();
         }
-        if (count == 0) {
+        if (count == 0 && (!m_isInBackground || deadline.hasPassed())) {
             return true;
         }
-    }
-    if (signalState.hasToStop != 0) {
-        signalState.hasToStop = 0;
-        stop();
+        if (m_isInBackground && !isInBackground()) {
+            return false;
+        }
     }
     // A terminal may wrap the lines anew, so the place of the cursor is unknown.
     m_isStale = signalState.hasResized != 0;
     signalState.hasResized = 0;
     return false;
-}
-
-void Terminal::stop() {
-    restore();
-    std::signal(SIGTSTP, SIG_DFL);
-    std::raise(SIGTSTP);
-    // The process stops here until the user continues it.
-    sigset_t mask;
-    ::pthread_sigmask(SIG_SETMASK, &m_waitingMask, &mask);
-    ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-    handle(SIGTSTP, noteSignal);
-    m_drawn = 0;
-    changeModes();
 }
 
 } // namespace Rynvelctl

@@ -21,7 +21,8 @@ namespace Rynvelctl {
 /**
  * Draws lines on the terminal, and replaces them in place. While the object exists, the cursor is hidden, and the
  * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal.
- * A signal that ends the process restores both, too. Only one object may exist at a time.
+ * A signal that ends or stops the process restores both, too. In the background of the terminal, the object draws
+ * nothing. Only one object may exist at a time.
  */
 class Terminal {
 public:
@@ -46,21 +47,23 @@ public:
     /**
      * Waits until the deadline.
      *
-     * @return false if you must draw the lines again before the deadline, because the terminal has another size, or
-     * because the user has stopped and continued the process.
+     * @return false if you must draw the lines again before the deadline, because the terminal has another size,
+     * because the user has stopped and continued the process, or because the process is no longer in the background.
      */
     bool wait(const Common::Deadline& deadline);
 
 private:
     /** Returns what moves the cursor to the first of the lines, after space for them below the cursor. */
     std::string placeFor(std::size_t lines);
-    void stop();
 
     const Output& m_output;
     /** The number of lines above the cursor. */
     std::size_t m_drawn = 0;
     bool m_isStale = false;
+    /** Whether the last lines were not drawn. */
+    bool m_isInBackground = false;
     std::optional<EndingSignalHandler> m_endingSignals;
+    std::optional<EndingSignalHandler> m_rareEndingSignals;
     sigset_t m_waitingMask{};
     sigset_t m_previousMask{};
 };

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <utility>
+
+#include <unistd.h>
 
 #include "Addresses.h"
 #include "Commands.h"
@@ -26,6 +29,7 @@ struct WatchOptions : DeviceOptions {
     std::string format;
     bool isCsv = false;
     bool plots = false;
+    bool includesSideEffects = false;
 };
 
 /** Shows the samples of a watch. */
@@ -145,7 +149,12 @@ private:
 
 std::vector<Addressed> watchedBy(const CommandContext& context, const Target& target, const WatchOptions& options) {
     Addresses addresses(context, target, options.unit());
-    return readableBy(options.addresses, [&addresses](const std::string& text) { return addresses.findPart(text); });
+    auto watched =
+        readableBy(options.addresses, [&addresses](const std::string& text) { return addresses.findPart(text); });
+    if (!options.includesSideEffects) {
+        std::for_each(watched.begin(), watched.end(), [](const Addressed& each) { requireHarmlessRead(each); });
+    }
+    return watched;
 }
 
 ChangeLines::Print csvPrinter(const Output& output) {
@@ -172,7 +181,8 @@ ChangeLines::Print printerFor(const Output& output, const WatchOptions& options,
 std::unique_ptr<WatchView> viewFor(const CommandContext& context, const WatchOptions& options,
                                    const std::optional<EventFormat>& format) {
     const Output& output = context.output();
-    const bool printsLines = options.isCsv || format || output.format() != Format::Text;
+    const bool hasTracesOnTerminal = context.isTraced() && ::isatty(STDERR_FILENO) != 0;
+    const bool printsLines = options.isCsv || format || output.format() != Format::Text || hasTracesOnTerminal;
     if (!printsLines && Terminal::isAvailable()) {
         const WatchTable::Style style{usesColor(context.color()), options.plots, isUtf8Selected(), output.base()};
         return std::make_unique<TableView>(output, WatchTable(options.name, options.addresses.size(), style));
@@ -228,6 +238,7 @@ void addWatchCommand(const Common::Command& program, Action& chosen) {
     command.addFlag("--plot", options->plots, "on a terminal, also plot the last values of each register")
         .excludes(format)
         .excludes(csv);
+    addSideEffectsOption(command, options->includesSideEffects);
     addIndexOption(command, *options);
 }
 

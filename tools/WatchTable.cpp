@@ -71,6 +71,13 @@ std::string withOneDecimal(double value) {
     return text.str();
 }
 
+/** @param period in seconds. */
+std::string rateText(double samples, double period) {
+    constexpr double lowestRate = 0.1;
+    const double rate = samples / period;
+    return rate < lowestRate ? withOneDecimal(period / samples) + " s/sample" : withOneDecimal(rate) + " samples/s";
+}
+
 void widen(Widths& widths, const Cells& cells) {
     for (std::size_t column = 0; column < cells.size(); ++column) {
         widths[column] = std::max(widths[column], characterCount(cells[column]));
@@ -93,8 +100,8 @@ CutLine lineOf(const Cells& cells, const Widths& widths, std::size_t columns, bo
 
 } // namespace
 
-WatchTable::WatchTable(std::string device, std::size_t rows, const Style& style)
-    : m_device(std::move(device)), m_style(style), m_rows(rows) {}
+WatchTable::WatchTable(const std::string& device, std::size_t rows, const Style& style)
+    : m_device(inSingleColumns(device)), m_style(style), m_rows(rows) {}
 
 void WatchTable::take(std::size_t row, const Reading& reading) {
     Row& taken = m_rows[row];
@@ -104,10 +111,10 @@ void WatchTable::take(std::size_t row, const Reading& reading) {
         taken.oldValue = taken.value;
     }
     if (!taken.number) {
-        taken.name = printableLines(nameText(reading));
+        taken.name = inSingleColumns(nameText(reading));
     }
     taken.number = number;
-    taken.value = printableLines(valueText(reading, m_style.base));
+    taken.value = inSingleColumns(valueText(reading, m_style.base));
     taken.history.push_back(number);
     if (taken.history.size() > longestHistory) {
         taken.history.pop_front();
@@ -161,10 +168,7 @@ std::string WatchTable::title() const {
     }
     text += "  " + elapsedText(std::chrono::duration_cast<std::chrono::seconds>(m_samples.back() - m_start));
     const double period = std::chrono::duration<double>(m_samples.back() - m_samples.front()).count();
-    if (period > 0) {
-        text += "  " + withOneDecimal(static_cast<double>(m_samples.size() - 1) / period) + " samples/s";
-    }
-    return text;
+    return period > 0 ? text + "  " + rateText(static_cast<double>(m_samples.size() - 1), period) : text;
 }
 
 bool WatchTable::isHighlighted(const Row& row) const {

@@ -34,7 +34,7 @@ public:
     };
 
     /** @param device its name. @param rows the number of watched registers, fields and bits. */
-    WatchTable(std::string device, std::size_t rows, const Style& style);
+    WatchTable(const std::string& device, std::size_t rows, const Style& style);
 
     /** Stores the reading of a row at the current sample. */
     void take(std::size_t row, const Reading& reading);

@@ -20,10 +20,9 @@ std::atomic<WriteProgress*> currentProgress{nullptr};
 WriteProgress::WriteProgress(const std::string& device, const std::vector<std::string>& names) {
     for (const std::string& name : names) {
         m_names += (m_ends.empty() ? "" : nameSeparator);
-        m_names += name;
+        m_names += printable(name);
         m_ends.push_back(m_names.size());
     }
-    m_names = printable(m_names);
     m_prefix = errorLine(device + ": interrupted");
     m_prefix.pop_back();
     constexpr std::size_t longestOther = 128;

@@ -16,11 +16,26 @@
 
 #include <gtest/gtest.h>
 
+#include "BecomesTrue.h"
+
 namespace RynvelTest {
 
 namespace {
 
 constexpr char lastByte = '\0';
+/** Continues the output of a terminal that Ctrl-S has stopped. */
+constexpr const char* continueOutput = "\x11";
+
+/** What the shell gives the terminal to at a signal. */
+struct Groups {
+    int terminal;
+    pid_t program;
+};
+
+Groups groups;
+
+/** Makes the shell the foreground of the terminal at SIGUSR1, and the program at SIGUSR2. */
+void changeForeground(int signal) { tcsetpgrp(groups.terminal, signal == SIGUSR1 ? getpid() : groups.program); }
 
 winsize sizeOf(std::size_t columns, std::size_t rows) {
     return {static_cast<unsigned short>(rows), static_cast<unsigned short>(columns), 0, 0};
@@ -91,6 +106,9 @@ void TerminalProcess::lead(const Arguments& command, const Launch& launch) const
         execute(m_terminal, command, launch);
     }
     const pid_t program = status;
+    groups = {m_terminal, program};
+    std::signal(SIGUSR1, changeForeground);
+    std::signal(SIGUSR2, changeForeground);
     ssize_t count = ::write(m_statuses[1], &status, sizeof(status));
     do {
         waitpid(program, &status, WUNTRACED);
@@ -106,6 +124,11 @@ void TerminalProcess::type(const std::string& keys) const {
 }
 
 void TerminalProcess::signal(int number) const { EXPECT_EQ(::kill(m_program, number), 0); }
+
+void TerminalProcess::setForeground(pid_t group) const {
+    EXPECT_EQ(::kill(m_leader, group == m_leader ? SIGUSR1 : SIGUSR2), 0);
+    EXPECT_TRUE(becomesTrue([&] { return tcgetpgrp(m_controller) == group; }));
+}
 
 void TerminalProcess::resize(std::size_t columns, std::size_t rows) {
     m_screen.resize(columns, rows);
@@ -171,6 +194,7 @@ void TerminalProcess::awaitStop() {
 }
 
 void TerminalProcess::showAll() {
+    type(continueOutput);
     // The terminal delivers this byte after those of the program.
     EXPECT_EQ(::write(m_terminal, &lastByte, 1), 1);
     await([this](const TerminalScreen&) { return !m_bytes.empty() && m_bytes.back() == lastByte; });

@@ -37,6 +37,10 @@ public:
     void type(const std::string& keys) const;
     void signal(int number) const;
     void resize(std::size_t columns, std::size_t rows);
+    /** Gives the terminal to the shell or to the program, as the commands bg and fg of a shell do. @{ */
+    void moveToBackground() const { setForeground(m_leader); }
+    void moveToForeground() const { setForeground(m_program); }
+    /** @} */
 
     /** Returns the present modes of the terminal. */
     termios modes() const;
@@ -62,6 +66,7 @@ private:
     bool showUntil(const std::function<bool()>& condition);
     [[noreturn]] void lead(const Arguments& command, const Launch& launch) const;
     int nextStatus() const;
+    void setForeground(pid_t group) const;
     /** Shows everything that the program has written so far. */
     void showAll();
 

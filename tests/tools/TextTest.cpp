@@ -188,7 +188,7 @@ TEST(RegisterRanges, CountFromTheirFirstRegister) {
 }
 
 TEST(Json, EscapesCharactersThatStringsMustNotContain) {
-    EXPECT_EQ(jsonString("\x1f \x7f"), "\"\\u001f \x7f\"");
+    EXPECT_EQ(jsonString("\x1f \x7f"), "\"\\u001f \\u007f\"");
     EXPECT_EQ(jsonString("a\"b\\c\nd"), "\"a\\\"b\\\\c\\u000ad\"");
     EXPECT_EQ(jsonArray({}), "[]");
     EXPECT_EQ(JsonObject().add("none", std::optional<std::uint32_t>()).addFlag("flag", true).text(),

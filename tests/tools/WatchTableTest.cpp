@@ -89,6 +89,23 @@ TEST(WatchTable, ShowsTheTimeAndTheRateOfTheLastSamples) {
     EXPECT_EQ(samples.lines()[0], "traf.top  1:02:03  10.0 samples/s");
 }
 
+TEST(WatchTable, ShowsTheTimeOfASlowSample) {
+    for (const auto& [period, rate] :
+         {std::pair(10000, "0.1 samples/s"), std::pair(21000, "21.0 s/sample"), std::pair(60500, "60.5 s/sample")}) {
+        Samples samples(plain, 1);
+        samples.take({0}, milliseconds(0));
+        samples.take({0}, milliseconds(period));
+        samples.take({0}, milliseconds(2 * period));
+        const std::string title = samples.lines()[0];
+        EXPECT_EQ(title.substr(title.rfind("  ") + 2), rate);
+    }
+}
+
+TEST(WatchTable, HasOneColumnForEachCharacterOfTheDevice) {
+    const WatchTable table("\u6e29\u5ea6\u009b\u00b5", 0, plain);
+    EXPECT_EQ(table.lines(80, 23)[0], "???\u00b5");
+}
+
 TEST(WatchTable, PlotsTheLastValuesOfEachRegister) {
     for (const auto& [usesUtf8, plot] : {std::pair(false, "_=#-"), std::pair(true, "▁▅█▃")}) {
         Samples samples({false, true, usesUtf8});

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <regex>
@@ -12,6 +13,7 @@
 #include "DescribedProgram.h"
 #include "RegisterFile.h"
 #include "TerminalProcess.h"
+#include "TestPeer.h"
 
 namespace RynvelTest {
 namespace {
@@ -22,7 +24,9 @@ const std::string watchedRegisters =
                                 "<enumeratedValues><enumeratedValue><name>stopped</name><value>0</value>"
                                 "</enumeratedValue><enumeratedValue><name>running</name><value>1</value>"
                                 "</enumeratedValue></enumeratedValues>"))) +
-    registerAt("DATA", "4", "") + registerAt("ODD,NAME", "8", "");
+    registerAt("DATA", "4", "") + registerAt("ODD,NAME", "8", "") +
+    registerAt("FIFO", "0xC", "<readAction>modify</readAction>" + fieldsOf(fieldAt("LEVEL", "3:0", ""))) +
+    registerAt("\u6e29\u5ea6\u30bb\u30f3\u30b5\u30fc", "0x10", "") + registerAt("CTL\u009b31m\u202eA", "0x14", "");
 
 /** A register that changes at each step of the test, and rynvelctl on a terminal or not. */
 class Watch : public DescribedProgram {
@@ -91,12 +95,9 @@ TEST_F(Watch, RefusesTwoFormats) {
     expect("watch missing 0 --csv --quiet", 2, "", "--csv excludes --quiet");
     expect("watch missing 0 --csv --json", 2, "", "--csv excludes --json");
     expect("watch missing 0 --plot --json", 2, "", "--plot excludes --json");
-    for (const std::string line :
-         {"watch missing 0 --format %v --csv", "watch missing 0 --format %v --plot", "watch missing 0 --csv --plot"}) {
-        const Ending ending = run(line);
-        EXPECT_EQ(ending.status, 2) << line;
-        EXPECT_NE(ending.error.find(" excludes "), std::string::npos) << ending.error;
-    }
+    expect("watch missing 0 --format %v --csv", 2, "", "--format excludes --csv");
+    expect("watch missing 0 --format %v --plot", 2, "", "--format excludes --plot");
+    expect("watch missing 0 --csv --plot", 2, "", "--csv excludes --plot");
 }
 
 TEST_F(Watch, RefusesAnUnknownChoiceOfColors) {
@@ -105,9 +106,29 @@ TEST_F(Watch, RefusesAnUnknownChoiceOfColors) {
 
 TEST_F(Watch, PrintsNoControlSequenceToAPipe) {
     for (const std::string option : {"", " --plot", " --color always", " --plot --color always"}) {
-        expect("watch map32 0 4 --count 3 --interval 1ms" + option, 0,
-               "TIME map32 0x00000000 = 0x00000000\nTIME map32 0x00000004 = 0x00000000\n");
+        const std::string line = "watch map32 0 4 --count 3 --interval 1ms" + option;
+        expectEnding(runWithVariable("TERM=xterm", RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path()), 0,
+                     "TIME map32 0x00000000 = 0x00000000\nTIME map32 0x00000004 = 0x00000000\n", "", line);
     }
+}
+
+TEST_F(Watch, RefusesANamedRegisterWhoseReadHasASideEffect) {
+    const std::string problem = "map32: reading register FIFO has a side effect (--with-side-effects reads it)";
+    for (const std::string address : {"FIFO", "FIFO.LEVEL", "FIFO[1:0]", "0 FIFO"}) {
+        expectRefused("watch map32 --count 1 " + address, problem);
+    }
+    expect("watch map32 FIFO FIFO.LEVEL --count 1 --with-side-effects --quiet", 0, "FIFO 0x00000000\nFIFO.LEVEL 0\n");
+    expect("watch map32 0xC --count 1 --quiet", 0, "0x0000000c 0x00000000\n");
+}
+
+TEST_F(Watch, PrintsNoControlCharacterOfAName) {
+    const std::string line = "watch map32 CTL\u009b31m\u202eA --count 1 ";
+    expect(line, 0, "TIME map32 CTL?31m?A = 0x00000000\n");
+    expect(line + "--csv", 0, "time,device,address,name,value,old\nTIME,map32,0x00000014,CTL?31m?A,0x00000000,\n");
+    expect(line + "--format %n", 0, "CTL?31m?A\n");
+    expect(line + "--json", 0,
+           "{\"name\":\"map32\",\"address\":20,\"register\":\"CTL\\u009b31m\\u202eA\",\"value\":0,\"fields\":[],"
+           "\"time\":\"TIME\"}\n");
 }
 
 /** rynvelctl on a terminal. */
@@ -214,8 +235,16 @@ TEST_F(WatchOnATerminal, FollowsTheSizeOfTheTerminal) {
     program.awaitDrawing(shows(m_unchanged + "0x00000004  0x00000000\n0x00000008  0x00000000\n"));
 }
 
+TEST_F(WatchOnATerminal, HasOneColumnForEachCharacter) {
+    TerminalProcess program = startOn(
+        "watch map32 \u6e29\u5ea6\u30bb\u30f3\u30b5\u30fc 4 CTL\u009b31m\u202eA --interval 1ms", {"TERM=xterm"}, 30);
+    program.awaitDrawing(shows("map32  TIME\nREGISTER    VALUE       OLD\n??????      0x00000000\n"
+                               "0x00000004  0x00000000\nCTL?31m?A   0x00000000\n"));
+}
+
 TEST_F(WatchOnATerminal, RestoresTheTerminalWhenASignalEndsIt) {
-    for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGHUP, SIGABRT, SIGALRM, SIGIO, SIGPROF, SIGPWR, SIGSYS,
+                             SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU}) {
         TerminalProcess program = startOn("watch map32 0 --interval 1m");
         program.awaitDrawing(shows(m_unchanged));
         EXPECT_EQ(program.modes().c_lflag & ECHO, 0U);
@@ -223,6 +252,15 @@ TEST_F(WatchOnATerminal, RestoresTheTerminalWhenASignalEndsIt) {
         EXPECT_EQ(program.wait(), -signal);
         expectRestored(program, m_unchanged);
     }
+}
+
+TEST_F(WatchOnATerminal, EndsOnAStoppedTerminal) {
+    TerminalProcess program = startOn("watch map32 0 --interval 1ms");
+    program.awaitDrawing(shows(m_unchanged));
+    program.type("\x13");
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), -SIGTERM);
+    EXPECT_NE(program.modes().c_lflag & ECHO, 0U);
 }
 
 TEST_F(WatchOnATerminal, RestoresTheTerminalAtCtrlC) {
@@ -281,6 +319,68 @@ TEST_F(WatchOnATerminal, RestoresTheTerminalWhileItIsStopped) {
     expectRestored(program, m_unchanged + m_unchanged);
 }
 
+TEST_F(WatchOnATerminal, StopsWhileAServerIsSilent) {
+    TestPeer server;
+    server.script({success(), success({0}), silence()});
+    TerminalProcess program = startOn("--remote " + server.address() + " watch map32 0 --interval 1ms --timeout 1h");
+    program.awaitDrawing(shows(m_unchanged));
+    server.requests(3);
+    program.type("\x1a");
+    program.awaitStop();
+    expectRestored(program, m_unchanged);
+}
+
+TEST_F(WatchOnATerminal, EndsInTheBackground) {
+    TerminalProcess program = startOn("watch map32 0 --interval 1m");
+    program.awaitDrawing(shows(m_unchanged));
+    program.signal(SIGSTOP);
+    program.awaitStop();
+    program.moveToBackground();
+    program.signal(SIGCONT);
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), -SIGTERM);
+    EXPECT_TRUE(program.screen().isCursorVisible());
+    // The shell has its own modes.
+    EXPECT_EQ(program.modes().c_lflag & ECHO, 0U);
+}
+
+TEST_F(WatchOnATerminal, DrawsNothingInTheBackground) {
+    std::atomic<std::uint32_t> value = 0;
+    TestPeer server([&value](std::size_t, const Rynvel::Request&) { return success({value}); });
+    TerminalProcess program = startOn("--remote " + server.address() + " watch map32 0 --interval 1ms");
+    program.awaitDrawing(shows(m_unchanged));
+    program.type("\x1a");
+    program.awaitStop();
+    program.moveToBackground();
+    program.signal(SIGCONT);
+    value = 1;
+    server.clearRequests();
+    // These samples take longer than the shortest time between two drawings.
+    server.requests(100);
+    EXPECT_NE(program.modes().c_lflag & ECHO, 0U);
+    program.moveToForeground();
+    program.awaitDrawing(shows(m_unchanged + m_changed));
+    EXPECT_FALSE(program.screen().isCursorVisible());
+    EXPECT_EQ(program.modes().c_lflag & ECHO, 0U);
+}
+
+TEST_F(WatchOnATerminal, ReturnsTheCursorToTheShellInTheBackground) {
+    TerminalProcess program = startOn("watch map32 0 --interval 1m");
+    program.awaitDrawing(shows(m_unchanged));
+    program.signal(SIGSTOP);
+    program.awaitStop();
+    program.moveToBackground();
+    program.signal(SIGCONT);
+    program.await([](const TerminalScreen& screen) { return screen.isCursorVisible(); });
+    // The program notices the foreground without a signal, long before the next sample.
+    program.moveToForeground();
+    program.awaitDrawing(shows(m_unchanged + m_unchanged));
+    EXPECT_FALSE(program.screen().isCursorVisible());
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), -SIGTERM);
+    expectRestored(program, m_unchanged + m_unchanged);
+}
+
 TEST_F(WatchOnATerminal, HasColorsAsTheUserChooses) {
     expectHighlight(true, "", {"TERM=xterm"});
     expectHighlight(true, "", {"TERM=xterm", "NO_COLOR="});
@@ -295,6 +395,16 @@ TEST_F(WatchOnATerminal, PrintsLinesIfTheTerminalCannotMoveItsCursor) {
     for (const Arguments& environment : {Arguments{"TERM=dumb"}, Arguments{"TERM="}, Arguments{}}) {
         expectLines(line, environment, "TIME map32 0x00000000 = 0x00000000\r\n");
     }
+}
+
+TEST_F(WatchOnATerminal, PrintsLinesAmongTracesOnTheTerminal) {
+    const std::string line = "watch map32 0 --count 3 --interval 1ms --trace *=0";
+    expectLines(line, {"TERM=xterm"}, "TIME map32 0x00000000 = 0x00000000\r\n");
+    Arguments command = commandOf(RYNVELCTL_FOR_TESTS, arguments(line));
+    command.insert(command.begin(), {"/bin/sh", "-c", "exec \"$@\" 2>traces", "sh"});
+    TerminalProcess program(command, {m_folder.path(), {"TERM=xterm"}});
+    EXPECT_EQ(program.wait(), 0);
+    expectRestored(program, m_unchanged);
 }
 
 TEST_F(WatchOnATerminal, PrintsLinesInAnotherFormat) {
