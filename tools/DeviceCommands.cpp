@@ -133,7 +133,6 @@ void listServed(const CommandContext& context, const RemoteServer& server) {
 }
 
 void listLocal(const CommandContext& context) {
-    context.requireNoType("list");
     const std::vector<Rynvel::MemoryDevice>& rows = Common::devices();
     DeviceList devices;
     std::vector<std::string> problems;
@@ -150,6 +149,7 @@ void listLocal(const CommandContext& context) {
 }
 
 void list(const CommandContext& context, const NoOptions& /*options*/) {
+    context.requireServerForType("list");
     if (const RemoteServer* const server = context.findServer()) {
         listServed(context, *server);
     } else {
