@@ -128,7 +128,7 @@ std::vector<HelpSection> helpSections() {
           "command line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
           "If a device of this machine has a map, an address outside the map is a wrong command line. For all other "
           "devices, the driver or the server checks the address. If it refuses the address, the operation fails. If a "
-          "read fails, dump prints the registers that it has read so far.",
+          "read fails, dump prints the registers that it has read so far. With --raw, it writes nothing then.",
           "An error message is one line on standard error."}},
     };
 }

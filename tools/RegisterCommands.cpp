@@ -115,6 +115,17 @@ void print(const Output& output, const RegisterDump& dump, bool isRaw) {
     }
 }
 
+/** Prints the values before a failure, and then throws the failure. */
+[[noreturn]] void printIncomplete(const Output& output, const RegisterDump& dump, const Failure& failure) {
+    try {
+        if (!dump.values.empty()) {
+            output.print(dump);
+        }
+    } catch (...) { // NOLINT(bugprone-empty-catch): the first failure counts.
+    }
+    throw Failure(failure);
+}
+
 void dump(const CommandContext& context, const DumpOptions& options) {
     if (options.isRaw) {
         requireRawOutput(context.output());
@@ -130,11 +141,14 @@ void dump(const CommandContext& context, const DumpOptions& options) {
     const auto device = context.open(range);
     const ReadResult result = readsOneBurst(range, options) ? ReadResult{device->readBurst(range, order), std::nullopt}
                                                             : readOneByOne(*device, range, order);
-    if (!result.values.empty()) {
-        print(context.output(), RegisterDump{range, result.values, order}, options.isRaw);
-    }
-    if (result.failure) {
+    const RegisterDump dump{range, result.values, order};
+    if (!result.failure) {
+        print(context.output(), dump, options.isRaw);
+    } else if (options.isRaw) {
+        // The reader of the bytes could not see that some are missing.
         throw Failure(*result.failure);
+    } else {
+        printIncomplete(context.output(), dump, *result.failure);
     }
 }
 

@@ -106,8 +106,9 @@ TEST_F(Load, RefusesContentsThatDoNotFit) {
     expectRefused("load map32 0 empty", "empty: the file is empty");
     expectRefused("load map32 0 nowhere", "nowhere: No such file or directory");
     expectRefused("load map32 0 .", ".: Is a directory");
-    expectRefused("load map32 4 long", "map32: 1024 registers from 0x00000004 extend beyond the map of 4096 bytes");
-    expectRefused("load map32 0 endless", "endless: the file has more than 4194304 bytes (1048576 registers)");
+    expectRefused("load map32 4 long", "long: the file has more than 4092 bytes (map32 has 1023 registers from 0x00000004)");
+    expectRefused("load map32 0x1000 five", "map32: register 0x00001000 is outside the map of 4096 bytes");
+    expectRefused("load file8 0 endless", "endless: the file has more than 1048576 bytes (1048576 registers)");
     expectRefused("load map32 2 bytes", "map32: address 2 is not a multiple of 4 (32-bit registers)");
     expectRefused("load map32 0 bytes --order little", "--order: 'little' is not a byte order (host or network)");
     expectEnding(load("load map32 0", "five"), 2, "",
@@ -150,6 +151,18 @@ TEST_F(Load, DoesNotOutlastTheTimeOut) {
     close(ends[1]);
 }
 
+TEST_F(Load, DoesNotWaitForTheEndOfAnInputThatIsTooLong) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const std::string bytes(4097, 'x');
+    ASSERT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    const std::string input = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[0]);
+    expectEnding(load("load map32 0 --timeout 10s", input), 2, "",
+                 "-: the file has more than 4096 bytes (map32 has 1024 registers from 0x00000000)");
+    close(ends[0]);
+    close(ends[1]);
+}
+
 TEST_F(Load, DoesNotWriteTheLinesOfAFileOfCommands) {
     m_folder.store("commands", "load map32 0x20\nread map32 0 0 0\n");
     const std::string problem = "load: another command reads standard input (give the name of a file)";
@@ -182,9 +195,48 @@ TEST_F(Load, DumpsBytes) {
                   "--raw: the bytes have no other format (leave out --json and --quiet)");
     expectRefused("--quiet dump file8 0 4 --raw",
                   "--raw: the bytes have no other format (leave out --json and --quiet)");
-    const Ending ending = run("dump file8 30 4 --raw");
-    EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.output, "\x9e\x9f");
+}
+
+TEST_F(Load, GetsNoBytesFromARawDumpThatFails) {
+    expect("dump file8 30 4 --raw", 1, "", "file8: reading 0x00000020 failed");
+    const std::string program = std::string(RYNVEL_EMULATOR) + " " RYNVELCTL_FOR_TESTS;
+    const std::string pipe = program + " dump file8 30 4 --raw | " + program + " load map32 0x20";
+    expectEnding(Process({"sh", "-c", pipe}, {enter(m_folder.path()), {}}).wait(), 2, "", "");
+    EXPECT_EQ(get(0x20), 0U);
+}
+
+/** A pipe that takes only a few lines, and that nobody reads before the program has ended. */
+class SmallPipe : public Load {
+protected:
+    SmallPipe() {
+        EXPECT_EQ(pipe2(m_ends, O_CLOEXEC), 0);
+        EXPECT_GE(fcntl(m_ends[1], F_SETPIPE_SZ, 4096), 4096);
+    }
+    ~SmallPipe() override { close(m_ends[0]); }
+
+    /** Expects a command to end after the pipe is full, and returns what it wrote. */
+    std::string expectFull(const std::string& line, int status, const std::string& problem) {
+        expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), m_ends[1]).wait(), status, "",
+                     problem, line);
+        close(m_ends[1]);
+        return readToTheEnd(m_ends[0]);
+    }
+
+    int m_ends[2] = {-1, -1};
+};
+
+TEST_F(SmallPipe, TakesWholeLinesUpToTheTimeOut) {
+    const std::string lines = expectFull("dump map32 0 1024 -q -t 200ms", 4, "standard output: timed out after 200 ms");
+    EXPECT_GT(lines.size(), 2000U);
+    EXPECT_EQ(lines.size() % std::string("0x00000000\n").size(), 0U);
+}
+
+TEST_F(SmallPipe, DoesNotHideTheFailureOfARead) {
+    TestPeer peer;
+    peer.script(std::vector<Reply>(1000, success({7})));
+    peer.script({refusal()});
+    expectFull("--remote " + peer.address() + " --type Uio32 dump remote 0 1024 -q -t 3s", 1,
+               "remote: reading 0x00000f9c failed: the server refused the request");
 }
 
 /** A server of one device, whose registers are 7, on a slow line. */
