@@ -13,11 +13,10 @@
 #include "LineReader.h"
 #include "NamedRange.h"
 #include "OpenDevice.h"
-#include "ProgressBar.h"
+#include "RangeWrite.h"
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
-#include "WriteOutcome.h"
 
 namespace Rynvelctl {
 
@@ -101,34 +100,14 @@ std::vector<std::uint32_t> readValues(const CommandContext& context, const LoadO
     return values;
 }
 
-/** Writes values to consecutive registers. @throws Failure that says how many bytes were written. */
-void writeValues(OpenDevice& device, const RegisterRange& range, const std::vector<std::uint32_t>& values) {
-    const std::size_t size = Common::bytesOf(range.device().width());
-    std::uint32_t done = 0;
-    const auto progress = [&] {
-        return std::to_string(done * size) + " of " + Common::counted(values.size() * size, "byte") + " written";
-    };
-    ProgressBar bar(range.device().name(), values.size());
-    try {
-        for (; done < values.size(); ++done) {
-            device.write(range[done], values[done]);
-            bar.advance();
-        }
-    } catch (const UnansweredRequest& failure) {
-        throw Failure(failure.status(), failure.what() + (" (" + progress() + "; " + unknown + ": the next " +
-                                                          std::to_string(size) + ')'));
-    } catch (const Failure& failure) {
-        throw Failure(failure.status(), failure.what() + (" (" + progress() + ')'));
-    }
-}
-
 void load(const CommandContext& context, const LoadOptions& options) {
     const Target& target = context.target(options.name);
     const NamedRange named(context, target, options.address, options.unit());
     const std::vector<std::uint32_t> values = readValues(context, options, named.sized(1U));
     const RegisterRange range = named.sized(static_cast<std::uint32_t>(values.size()));
-    named.requireAllowed(range, [&values](std::uint32_t position) { return values[position]; });
-    writeValues(*context.open(range), range, values);
+    const auto valueAt = [&values](std::uint32_t position) { return values[position]; };
+    named.requireAllowed(range, valueAt);
+    writeRange(*context.open(range), range, valueAt);
     context.output().print(LoadedRange{range, parseOrder(options.order)});
 }
 

@@ -11,6 +11,7 @@
 #include "Numbers.h"
 #include "OpenDevice.h"
 #include "ProgressBar.h"
+#include "RangeWrite.h"
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
@@ -157,11 +158,9 @@ void fill(const CommandContext& context, const FillOptions& options) {
     const NamedRange named(context, target, options.address, options.unit());
     const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
-    named.requireAllowed(range, [value](std::uint32_t /*position*/) { return value; });
-    const auto device = context.open(range);
-    for (std::uint32_t i = 0; i < range.count(); ++i) {
-        device->write(range[i], value);
-    }
+    const auto valueAt = [value](std::uint32_t /*position*/) { return value; };
+    named.requireAllowed(range, valueAt);
+    writeRange(*context.open(range), range, valueAt);
     context.output().print(FilledRange{range, value});
 }
 
