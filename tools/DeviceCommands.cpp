@@ -176,7 +176,7 @@ void ioctl(const CommandContext& context, const IoctlOptions& options) {
 
 void addDeviceCommands(const Common::Command& program, Action& chosen) {
     addCommand(program, chosen, "list",
-               "list the devices of this machine, or with --remote those that the server serves",
+               "list the devices of this machine; with --remote, say which of them the server serves",
                std::make_shared<NoOptions>(), list);
 
     const auto infoOptions = std::make_shared<InfoOptions>();

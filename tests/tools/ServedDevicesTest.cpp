@@ -182,7 +182,7 @@ TEST_F(DefaultServer, DoesNotMatterToCommandsThatUseNoServer) {
         EXPECT_EQ(runWith(server, "maps list --map .").status, 0) << server;
         expectWith(server, "sleep 1ms", 0, "");
         expectWith(server, "run script", 0, "");
-        EXPECT_EQ(runWith(server, "diff ./a.json ./b.json").error, "rynvelctl: ./a.json: No such file or directory\n");
+        EXPECT_EQ(runWith(server, "diff ./a.json ./b.json").error, "rynvelctl: ./b.json: No such file or directory\n");
     }
     expectWith(m_peer.address(), "maps list --type Uio32", 2, "",
                "maps list: --type is not supported (the command works only on this machine)");
