@@ -127,7 +127,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** Returns the register or the field, as the beginning of such a text. @{ */
+/** Returns the register or the field, with which what() begins. @{ */
 std::string subjectOf(const LocatedRegister& located);
 std::string subjectOf(const LocatedRegister& located, const Field& field);
 /** @} */
