@@ -110,7 +110,8 @@ std::string suggestionFor(const CLI::App& app, const std::string& word) {
 /** Returns the error message for a wrong number of values. @param problem the message of the parsing library. */
 std::string describeMismatch(const std::string& problem) {
     const std::size_t position = problem.find(": At Most 1 required");
-    return position == std::string::npos ? problem : problem.substr(0, position) + ": the option has several values (give one)";
+    return position == std::string::npos ? problem
+                                         : problem.substr(0, position) + ": the option has several values (give one)";
 }
 
 /** Returns the command that the command line selects last; the program itself if it selects none. */

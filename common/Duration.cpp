@@ -100,9 +100,9 @@ std::string notADuration(const std::string& text) {
     }
     const std::string remedy = corrected(text);
     return '\'' + text + "' is not a time (" +
-           (parseDuration(remedy) ? "give " + remedy
-                                  : std::string("a number with the unit ") + unitNames +
-                                        ", in whole milliseconds, at most one day") +
+           (parseDuration(remedy)
+                ? "give " + remedy
+                : std::string("a number with the unit ") + unitNames + ", in whole milliseconds, at most one day") +
            ')';
 }
 

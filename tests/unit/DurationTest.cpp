@@ -51,7 +51,7 @@ TEST(Duration, NamesTheUnitsOfANumberWithoutOne) {
 
 TEST(Duration, HasNoLeadingZeroAndADigitOnBothSidesOfThePoint) {
     const std::vector<std::pair<std::string, std::string>> corrections{
-        {"010s", "10s"}, {"007s", "7s"},     {"00s", "0s"},  {"00.5s", "0.5s"},   {"01.5s", "1.5s"},
+        {"010s", "10s"}, {"007s", "7s"},      {"00s", "0s"}, {"00.5s", "0.5s"},    {"01.5s", "1.5s"},
         {".5s", "0.5s"}, {".250s", "0.250s"}, {"1.s", "1s"}, {"00100.ms", "100ms"}};
     for (const auto& [text, corrected] : corrections) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
