@@ -108,7 +108,7 @@ std::string suggestionFor(const CLI::App& app, const std::string& word) {
 }
 
 /** Returns the error message for a wrong number of values. @param problem the message of the parsing library. */
-std::string describeMismatch(const std::string& problem) {
+std::string describeNumberOfValues(const std::string& problem) {
     const std::size_t position = problem.find(": At Most 1 required");
     return position == std::string::npos ? problem
                                          : problem.substr(0, position) + ": the option has several values (give one)";
@@ -309,7 +309,7 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
     } catch (const CLI::ExtrasError&) {
         return {ParseResult::Kind::Invalid, describeUnexpectedWord()};
     } catch (const CLI::ArgumentMismatch& error) {
-        return {ParseResult::Kind::Invalid, describeMismatch(error.what())};
+        return {ParseResult::Kind::Invalid, describeNumberOfValues(error.what())};
     } catch (const CLI::ParseError& error) {
         return {ParseResult::Kind::Invalid, error.what()};
     }

@@ -116,15 +116,22 @@ void print(const Output& output, const RegisterDump& dump, bool isRaw) {
     }
 }
 
-/** Prints the values before a failure, and then throws the failure. */
-[[noreturn]] void printIncomplete(const Output& output, const RegisterDump& dump, const Failure& failure) {
+/** Prints the values before the failure. @throws Failure the failure of the read, even if the output fails, too. */
+void printRead(const Output& output, const RegisterDump& dump, const std::optional<Failure>& failure, bool isRaw) {
+    // The reader of raw bytes could not see that some are missing.
+    const bool isPrinted = !dump.values.empty() && !(failure && isRaw);
     try {
-        if (!dump.values.empty()) {
-            output.print(dump);
+        if (isPrinted) {
+            print(output, dump, isRaw);
         }
-    } catch (...) { // NOLINT(bugprone-empty-catch): the first failure counts.
+    } catch (...) {
+        if (!failure) {
+            throw;
+        }
     }
-    throw Failure(failure);
+    if (failure) {
+        throw Failure(*failure);
+    }
 }
 
 void dump(const CommandContext& context, const DumpOptions& options) {
@@ -143,14 +150,7 @@ void dump(const CommandContext& context, const DumpOptions& options) {
     const ReadResult result = readsOneBurst(range, options) ? ReadResult{device->readBurst(range, order), std::nullopt}
                                                             : readOneByOne(*device, range, order);
     const RegisterDump dump{range, result.values, order};
-    if (!result.failure) {
-        print(context.output(), dump, options.isRaw);
-    } else if (options.isRaw) {
-        // The reader of the bytes could not see that some are missing.
-        throw Failure(*result.failure);
-    } else {
-        printIncomplete(context.output(), dump, *result.failure);
-    }
+    printRead(context.output(), dump, result.failure, options.isRaw);
 }
 
 void fill(const CommandContext& context, const FillOptions& options) {
