@@ -20,6 +20,22 @@ CLI::Option* addValue(CLI::App* app, const std::string& names, const std::string
     return app == nullptr ? nullptr : app->add_option(names, value, summary)->type_name(valueName);
 }
 
+/** As addValue(), for an option. */
+template <typename Value>
+CLI::Option* addOptionWithValue(CLI::App* app, const std::string& names, const std::string& valueName, Value& value,
+                                const std::string& summary) {
+    CLI::Option* const option = addValue(app, names, valueName, value, summary);
+    if (option != nullptr && !option->get_snames().empty()) {
+        // After a short name, the equals sign is a part of the value.
+        option->check([name = option->get_snames().front()](const std::string& text) {
+            return text.compare(0, 1, "=") == 0 ? '\'' + text + "' begins with = (write -" + name + ' ' +
+                                                      (text.size() == 1 ? "VALUE" : text.substr(1)) + ')'
+                                                : "";
+        });
+    }
+    return option;
+}
+
 template <typename Value>
 void addPositional(CLI::App* app, const std::string& name, Value& value, const std::string& summary, bool isRequired) {
     if (CLI::Option* const option = addValue(app, name, "", value, summary)) {
@@ -89,6 +105,13 @@ std::vector<std::string> commandNames(const CLI::App& app) {
 std::string suggestionFor(const CLI::App& app, const std::string& word) {
     const std::vector<std::string> nearest = nearestNames(word, commandNames(app));
     return nearest.empty() ? helpRemedy(app, "lists the commands") : " (" + didYouMean({nearest.front()}) + ')';
+}
+
+/** Returns the error message for a wrong number of values. @param problem the message of the parsing library. */
+std::string describeNumberOfValues(const std::string& problem) {
+    const std::size_t position = problem.find(": At Most 1 required");
+    return position == std::string::npos ? problem
+                                         : problem.substr(0, position) + ": the option has several values (give one)";
 }
 
 /** Returns the command that the command line selects last; the program itself if it selects none. */
@@ -188,17 +211,17 @@ OptionReference Command::addFlag(const std::string& names, bool& isGiven, const 
 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::string& value,
                                    const std::string& summary) const {
-    return OptionReference(addValue(m_app, names, valueName, value, summary));
+    return OptionReference(addOptionWithValue(m_app, names, valueName, value, summary));
 }
 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName,
                                    std::vector<std::string>& values, const std::string& summary) const {
-    return OptionReference(addValue(m_app, names, valueName, values, summary));
+    return OptionReference(addOptionWithValue(m_app, names, valueName, values, summary));
 }
 
 OptionReference Command::addOption(const std::string& names, const std::string& valueName, std::size_t& value,
                                    std::size_t lowest, std::size_t highest, const std::string& summary) const {
-    CLI::Option* const option = addValue(m_app, names, valueName, value, summary);
+    CLI::Option* const option = addOptionWithValue(m_app, names, valueName, value, summary);
     if (option != nullptr) {
         limit(*option, lowest, highest);
     }
@@ -285,6 +308,8 @@ ParseResult ArgumentParser::parse(int argc, const char* const* argv) {
         return {ParseResult::Kind::InfoRequested, version.what() + std::string("\n")};
     } catch (const CLI::ExtrasError&) {
         return {ParseResult::Kind::Invalid, describeUnexpectedWord()};
+    } catch (const CLI::ArgumentMismatch& error) {
+        return {ParseResult::Kind::Invalid, describeNumberOfValues(error.what())};
     } catch (const CLI::ParseError& error) {
         return {ParseResult::Kind::Invalid, error.what()};
     }

@@ -27,6 +27,11 @@ constexpr const char* unitNames = "ms, s, m or h";
 
 constexpr NumberFormat eightDigits{false, false, 8};
 
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+/** Returns whether a number has a zero before another digit of its whole part. */
+bool hasLeadingZero(std::string_view number) { return number.size() > 1 && number[0] == '0' && isDigit(number[1]); }
+
 /** Returns the position of the unit. */
 std::size_t endOfNumber(const std::string& text) {
     return std::min(text.find_first_not_of("0123456789."), text.size());
@@ -36,7 +41,7 @@ std::size_t endOfNumber(const std::string& text) {
 std::optional<std::chrono::milliseconds> multiplied(std::string_view number, std::chrono::milliseconds unit) {
     const std::size_t point = std::min(number.find('.'), number.size());
     const auto whole = parseNumber(number.substr(0, point), eightDigits);
-    if (!whole || point + 1 == number.size()) {
+    if (!whole || hasLeadingZero(number) || point + 1 == number.size()) {
         return std::nullopt;
     }
     std::chrono::milliseconds result = *whole * unit;
@@ -54,6 +59,22 @@ std::optional<std::chrono::milliseconds> multiplied(std::string_view number, std
         return std::nullopt;
     }
     return result + *numerator * unit / denominator;
+}
+
+/** Returns the text with exactly one digit before the point if the digits are zeros, and without a point at the end. */
+std::string corrected(const std::string& text) {
+    const std::size_t end = endOfNumber(text);
+    std::string number = text.substr(0, end);
+    while (hasLeadingZero(number)) {
+        number.erase(0, 1);
+    }
+    if (number.size() > 1 && number.front() == '.') {
+        number.insert(0, 1, '0');
+    }
+    if (number.size() > 1 && number.back() == '.') {
+        number.pop_back();
+    }
+    return number + text.substr(end);
 }
 
 } // namespace
@@ -74,11 +95,15 @@ std::optional<std::chrono::milliseconds> parseDuration(const std::string& text) 
 }
 
 std::string notADuration(const std::string& text) {
-    if (!text.empty() && endOfNumber(text) == text.size()) {
+    if (endOfNumber(text) == text.size() && std::any_of(text.begin(), text.end(), isDigit)) {
         return '\'' + text + "' has no unit (" + unitNames + ", for example 1.5s)";
     }
-    return '\'' + text + "' is not a time (a number with the unit " + unitNames +
-           ", in whole milliseconds, at most one day)";
+    const std::string remedy = corrected(text);
+    return '\'' + text + "' is not a time (" +
+           (parseDuration(remedy)
+                ? "give " + remedy
+                : std::string("a number with the unit ") + unitNames + ", in whole milliseconds, at most one day") +
+           ')';
 }
 
 std::string describe(std::chrono::milliseconds duration) {

@@ -40,9 +40,9 @@ std::errc read(std::string_view text, const NumberFormat& format, std::uint32_t&
     return result.ptr != end || digits.text.size() > format.maxDigits ? std::errc::invalid_argument : result.ec;
 }
 
-/** Returns the number that octal digits mean, as text; empty for any other text. */
+/** Returns the number of at most 32 bits that octal digits mean, as text; empty for any other text. */
 std::string inHexadecimal(std::string_view octal) {
-    std::uint64_t number = 0;
+    std::uint32_t number = 0;
     const char* const end = octal.data() + octal.size();
     const auto read = std::from_chars(octal.data(), end, number, 8);
     std::array<char, 16> digits{};
@@ -66,14 +66,21 @@ std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberForm
     return isRead && number <= highest ? std::optional<std::uint32_t>(number) : std::nullopt;
 }
 
-std::string remedyForLeadingZero(std::string_view text) {
+std::string_view withoutLeadingZeros(std::string_view text) {
     if (text.size() < 2 || text.front() != '0' || !isNumber(text, {})) {
         return "";
     }
-    const std::size_t zeros = std::min(text.find_first_not_of('0'), text.size() - 1);
-    const std::string decimal(text.substr(zeros));
-    const std::string octal = decimal.size() == 1 ? "" : inHexadecimal(decimal);
-    return "write " + decimal + (octal.empty() ? "" : " or " + octal);
+    return text.substr(std::min(text.find_first_not_of('0'), text.size() - 1));
+}
+
+std::string remedyForLeadingZero(std::string_view text) {
+    const std::string_view digits = withoutLeadingZeros(text);
+    const std::string decimal(parseNumber(digits, {}) ? digits : "");
+    const std::string octal = digits.size() < 2 ? "" : inHexadecimal(digits);
+    if (decimal.empty() && octal.empty()) {
+        return "";
+    }
+    return "write " + decimal + (decimal.empty() || octal.empty() ? "" : " or ") + octal;
 }
 
 } // namespace Common

@@ -34,9 +34,12 @@ bool isNumber(std::string_view text, const NumberFormat& format);
 std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& format,
                                          std::uint32_t highest = UINT32_MAX);
 
+/** Returns a decimal number without its leading zeros; empty if it has none, or if the text is not a decimal number. */
+std::string_view withoutLeadingZeros(std::string_view text);
+
 /**
  * Returns how a number whose leading zero may mean an octal number can be written instead, for an error message, such
- * as "write 10 or 0x8"; empty for any other text.
+ * as "write 10 or 0x8". Returns an empty text for any other text, and for a number of more than 32 bits.
  */
 std::string remedyForLeadingZero(std::string_view text);
 

@@ -92,6 +92,10 @@ std::uint64_t fittingNumber(const Field& field, const std::string& subject, cons
     if (!number || *number > highestOf(field)) {
         throw RefusedValue(subject + ": " + quoted(text) + " does not fit in " + bitsText(field));
     }
+    const std::string_view digits = Common::withoutLeadingZeros(text);
+    if (!digits.empty()) {
+        throw RefusedValue(subject + ": " + quoted(text) + " is ambiguous (write " + std::string(digits) + ')');
+    }
     return *number;
 }
 

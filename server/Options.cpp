@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
+#include <string_view>
 
 #include "ArgumentParser.h"
 #include "DeviceList.h"
@@ -64,9 +65,16 @@ asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
     if (error) {
         fail(message);
     }
-    const auto port =
-        colon == std::string::npos ? Common::defaultPort : parseUnsigned(text.substr(colon + 1), UINT16_MAX, message);
-    return {address, static_cast<std::uint16_t>(port)};
+    if (colon == std::string::npos) {
+        return {address, Common::defaultPort};
+    }
+    const std::string port = text.substr(colon + 1);
+    const auto number = parseUnsigned(port, UINT16_MAX, message);
+    const std::string_view remedy = Common::withoutLeadingZeros(port);
+    if (!remedy.empty()) {
+        fail("--listen: port '" + port + "' has a leading zero (use " + std::string(remedy) + ')');
+    }
+    return {address, static_cast<std::uint16_t>(number)};
 }
 
 asio::ip::network_v4 parseNetwork(const std::string& text) {

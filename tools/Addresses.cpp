@@ -37,6 +37,9 @@ Addressed Addresses::find(const std::string& text) {
 }
 
 Addressed Addresses::findPart(const std::string& text) {
+    if (isRange(text)) {
+        throw usageError(m_target.name() + ": '" + text + "' is a range of addresses (only read accepts a range)");
+    }
     const auto bracketed = splitBrackets(text);
     if (!bracketed || !selectsBits(text, *bracketed)) {
         return findWithoutBits(text);

@@ -43,11 +43,8 @@ std::optional<RemoteServer> defaultServer(const CommandTimeout& timeout) {
     }
 }
 
-std::optional<RemoteServer> serverOf(const GlobalOptions& options, const CommandTimeout& timeout) {
-    if (!options.remote.empty()) {
-        return RemoteServer(options.remote, timeout);
-    }
-    return options.isLocal ? std::nullopt : defaultServer(timeout);
+std::optional<RemoteServer> givenServer(const GlobalOptions& options, const CommandTimeout& timeout) {
+    return options.remote.empty() ? std::nullopt : std::make_optional<RemoteServer>(options.remote, timeout);
 }
 
 } // namespace
@@ -57,8 +54,9 @@ CommandContext::CommandContext(const GlobalOptions& options)
       m_output(formatOf(options), m_timeout, baseOf(options)),
       m_color(parseColorChoice(options.color)),
       m_isTraced(!options.traces.empty()),
-      m_server(serverOf(options, m_timeout)),
-      m_isServerGiven(!options.remote.empty()),
+      m_server(givenServer(options, m_timeout)),
+      m_isServerGiven(m_server.has_value()),
+      m_isDefaultServerPending(!m_isServerGiven && !options.isLocal),
       m_maps(std::make_unique<MapSearch>(options.maps, m_timeout.deadline())),
       m_devices(std::make_unique<KnownDevices>()) {
     if (!options.type.empty()) {
@@ -71,8 +69,9 @@ const Target& CommandContext::target(const std::string& name) const {
     if (const Target* const known = m_devices->find(name)) {
         return *known;
     }
-    return m_devices->add(m_server ? remoteTarget(name, *m_server, m_givenType)
-                                   : localTarget(name, m_givenType, m_timeout));
+    const RemoteServer* const server = findServer();
+    return m_devices->add(server != nullptr ? remoteTarget(name, *server, m_givenType)
+                                            : localTarget(name, m_givenType, m_timeout));
 }
 
 std::shared_ptr<OpenDevice> CommandContext::open(const Target& target) const {
@@ -96,12 +95,21 @@ const RegisterMap& CommandContext::registerMap(const Target& target) const {
     throw usageError(target.name() + ": no register map describes the device (give a map with --map)");
 }
 
+const RemoteServer* CommandContext::findServer() const {
+    if (m_isDefaultServerPending) {
+        m_server = defaultServer(m_timeout);
+        m_isDefaultServerPending = false;
+    }
+    return m_server ? &*m_server : nullptr;
+}
+
 const RemoteServer& CommandContext::server(const char* command) const {
-    if (!m_server) {
+    const RemoteServer* const server = findServer();
+    if (server == nullptr) {
         throw usageError(std::string(command) + ": the server is missing (give it with --remote, or in " +
                          serverVariable + ')');
     }
-    return *m_server;
+    return *server;
 }
 
 void CommandContext::takeStandardInput(const std::string& command) const {
@@ -114,12 +122,14 @@ void CommandContext::requireLocal(const char* command) const {
     if (m_isServerGiven) {
         throw usageError(std::string(command) + ": --remote is not supported (the command works only on this machine)");
     }
-    requireNoType(command);
-}
-
-void CommandContext::requireNoType(const char* command) const {
     if (m_givenType != nullptr) {
         throw usageError(std::string(command) + ": --type is not supported (the command works only on this machine)");
+    }
+}
+
+void CommandContext::requireServerForType(const char* command) const {
+    if (m_givenType != nullptr && findServer() == nullptr) {
+        throw usageError(std::string(command) + ": --type applies only to the devices of a server (give --remote)");
     }
 }
 

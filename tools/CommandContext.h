@@ -77,8 +77,12 @@ public:
     /** Returns the result of findRegisterMap(). @throws Failure also if no register map describes the device. */
     const RegisterMap& registerMap(const Target& target) const;
 
-    /** Returns the server; null if the command uses the devices of this machine. */
-    const RemoteServer* findServer() const { return m_server ? &*m_server : nullptr; }
+    /**
+     * Returns the server; null if the command uses the devices of this machine.
+     *
+     * @throws Failure if the default server has a malformed address.
+     */
+    const RemoteServer* findServer() const;
 
     /** Returns the type that the user has given; null if the user has not given one. */
     const Common::DeviceTypeInfo* givenType() const { return m_givenType; }
@@ -97,8 +101,8 @@ public:
      */
     void requireLocal(const char* command) const;
 
-    /** @throws Failure if the user has given a type. @param command the command, which does not support types. */
-    void requireNoType(const char* command) const;
+    /** @throws Failure if the user has given a type but no server. @param command the command. */
+    void requireServerForType(const char* command) const;
 
     /**
      * Gives standard input to a command.
@@ -113,8 +117,10 @@ private:
     ColorChoice m_color;
     bool m_isTraced;
     mutable bool m_isStandardInputTaken = false;
-    std::optional<RemoteServer> m_server;
+    mutable std::optional<RemoteServer> m_server;
     bool m_isServerGiven = false;
+    /** Whether m_server is to become the default server when a command asks for the server. */
+    mutable bool m_isDefaultServerPending = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<MapSearch> m_maps;
     std::unique_ptr<KnownDevices> m_devices;

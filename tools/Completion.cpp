@@ -219,15 +219,15 @@ public:
      * option.
      */
     Words candidates(const std::string& word) const {
-        const std::size_t equalsSign = word.find('=');
         if (m_isUnknownCommand) {
             return {};
         }
         if (m_pendingOption != nullptr) {
             return valuesFor(m_pendingOption->valueName, m_line, word);
         }
-        if (isOption(word) && equalsSign != std::string::npos) {
-            return assignments(word.substr(0, equalsSign), word.substr(equalsSign + 1));
+        const OptionWord found = findOptionWord(word);
+        if (found.value != std::string::npos) {
+            return valuesAfter(word.substr(0, found.value), *found.option, word.substr(found.value));
         }
         if (!word.empty() && word[0] == '-') {
             return optionNames();
@@ -237,16 +237,50 @@ public:
     }
 
 private:
-    void advanceOption(const std::string& word) {
+    /** The option of a word that takes a value. */
+    struct OptionWord {
+        /** Null if the word has no such option. */
+        const OptionDescription* option = nullptr;
+        /** The position of the value in the word; npos if the value is the next word. */
+        std::size_t value = std::string::npos;
+    };
+
+    OptionWord findOptionWord(const std::string& word) const {
+        if (!isOption(word)) {
+            return {};
+        }
+        return startsWith(word, "--") ? findLongOption(word) : findShortOption(word);
+    }
+
+    OptionWord findLongOption(const std::string& word) const {
         const std::size_t equalsSign = word.find('=');
         const OptionDescription* const option = findOption(word.substr(0, equalsSign));
         if (option == nullptr || option->valueName.empty()) {
-            return;
+            return {};
         }
-        if (equalsSign == std::string::npos) {
-            m_pendingOption = option;
+        return {option, equalsSign == std::string::npos ? equalsSign : equalsSign + 1};
+    }
+
+    /** A word such as -qmFILE has several short options, and the value of the last one. */
+    OptionWord findShortOption(const std::string& word) const {
+        for (std::size_t i = 1; i < word.size(); ++i) {
+            const OptionDescription* const option = findOption({'-', word[i]});
+            if (option == nullptr) {
+                return {};
+            }
+            if (!option->valueName.empty()) {
+                return {option, i + 1 == word.size() ? std::string::npos : i + 1};
+            }
+        }
+        return {};
+    }
+
+    void advanceOption(const std::string& word) {
+        const OptionWord found = findOptionWord(word);
+        if (found.value == std::string::npos) {
+            m_pendingOption = found.option;
         } else {
-            keepValue(*option, word.substr(equalsSign + 1));
+            keepValue(*found.option, word.substr(found.value));
         }
     }
 
@@ -270,11 +304,11 @@ private:
         return nullptr;
     }
 
-    Words assignments(const std::string& name, const std::string& start) const {
-        const OptionDescription* const option = findOption(name);
-        Words words = option == nullptr ? Words() : valuesFor(option->valueName, m_line, start);
+    /** Returns the values of an option, each after the beginning of its word. */
+    Words valuesAfter(const std::string& beginning, const OptionDescription& option, const std::string& start) const {
+        Words words = valuesFor(option.valueName, m_line, start);
         for (std::string& value : words) {
-            value.insert(0, name + '=');
+            value.insert(0, beginning);
         }
         return words;
     }

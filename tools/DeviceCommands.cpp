@@ -133,7 +133,6 @@ void listServed(const CommandContext& context, const RemoteServer& server) {
 }
 
 void listLocal(const CommandContext& context) {
-    context.requireNoType("list");
     const std::vector<Rynvel::MemoryDevice>& rows = Common::devices();
     DeviceList devices;
     std::vector<std::string> problems;
@@ -150,6 +149,7 @@ void listLocal(const CommandContext& context) {
 }
 
 void list(const CommandContext& context, const NoOptions& /*options*/) {
+    context.requireServerForType("list");
     if (const RemoteServer* const server = context.findServer()) {
         listServed(context, *server);
     } else {
@@ -176,7 +176,7 @@ void ioctl(const CommandContext& context, const IoctlOptions& options) {
 
 void addDeviceCommands(const Common::Command& program, Action& chosen) {
     addCommand(program, chosen, "list",
-               "list the devices of this machine, or with --remote those that the server serves",
+               "list the devices of this machine; with --remote, say which of them the server serves",
                std::make_shared<NoOptions>(), list);
 
     const auto infoOptions = std::make_shared<InfoOptions>();

@@ -22,7 +22,7 @@ std::chrono::milliseconds parseDuration(const std::string& name, const std::stri
 std::chrono::milliseconds parsePositiveDuration(const std::string& name, const std::string& text) {
     const auto duration = parseDuration(name, text);
     if (duration.count() == 0) {
-        throw usageError("--" + name + ": the " + name + " must be greater than 0");
+        throw usageError("--" + name + ": the time must be greater than 0");
     }
     return duration;
 }

@@ -19,6 +19,16 @@ EndingSignalHandler::EndingSignalHandler(void (*handler)(int), const std::vector
     }
 }
 
+void EndingSignalHandler::passOn(int number) const {
+    for (const Replaced& replaced : m_replaced) {
+        if (replaced.number == number) {
+            ::sigaction(number, &replaced.before, nullptr);
+        }
+    }
+    // The signal is blocked until the handler returns.
+    ::raise(number);
+}
+
 EndingSignalHandler::~EndingSignalHandler() {
     for (const Replaced& replaced : m_replaced) {
         ::sigaction(replaced.number, &replaced.before, nullptr);

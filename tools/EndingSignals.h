@@ -28,6 +28,9 @@ public:
     EndingSignalHandler& operator=(const EndingSignalHandler&) = delete;
     ~EndingSignalHandler();
 
+    /** Raises a signal that the handler has received, with the action that the object has replaced. */
+    void passOn(int number) const;
+
 private:
     /** A signal whose action the object replaces. */
     struct Replaced {

@@ -24,10 +24,11 @@ std::vector<HelpSection> helpSections() {
         {"Numbers",
          {"You can give addresses, values, masks, counts and requests as decimal numbers, as hexadecimal numbers with "
           "the prefix 0x, or as binary numbers with the prefix 0b. A value or a mask must fit in a register of the "
-          "device. A decimal number with a leading zero is ambiguous: 010 is refused, 10 and 0x8 are not.",
+          "device. A decimal number with a leading zero is ambiguous: 010 is refused, 10 and 0x8 are not. "
+          "The same applies to times and ports.",
           "A time is a number with the unit ms, s, m or h, for example 100ms or 1.5s. It must be a whole number of "
           "milliseconds. The longest time is one day.",
-          "--base selects the base of printed values. It does not change addresses and JSON."}},
+          "--base selects the base of printed values. It does not change addresses, JSON and the output of describe."}},
         {"Addresses",
          {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is "
           "the index of a register. If the device has a map, the address must be inside the map.",
@@ -51,7 +52,9 @@ std::vector<HelpSection> helpSections() {
           "last address.",
           "write accepts ADDRESS=VALUE for each of several registers and fields, and writes them in the order given. A "
           "field is then REGISTER.FIELD. The command ends at the first write that fails. The error message names the "
-          "registers and fields that were written, and those that were not."}},
+          "registers and fields that were written, and those that were not. fill and load write one register after the "
+          "other. Their error messages say how many registers were written, and which register was not. A signal such "
+          "as that of Ctrl-C causes the same messages."}},
         {"Bits",
          {"The lowest bit is bit 0. A range of bits begins with the highest bit, as in 7:4. read, watch, poll and "
           "expect accept ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an "
@@ -82,6 +85,7 @@ std::vector<HelpSection> helpSections() {
           "a file that the command reads is a pipe. When the time-out has expired, the command ends with status 4. "
           "wait and watch print each result immediately, not only when they end. The command cannot interrupt a driver "
           "of this machine: during a call to the driver, it waits until the call returns.",
+          "A server has 100 ms more for the last read of poll.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
           "takes longer than 5 s to accept a connection or to answer a request."}},
         {"Watching",
@@ -128,7 +132,7 @@ std::vector<HelpSection> helpSections() {
           "command line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
           "If a device of this machine has a map, an address outside the map is a wrong command line. For all other "
           "devices, the driver or the server checks the address. If it refuses the address, the operation fails. If a "
-          "read fails, dump prints the registers that it has read so far.",
+          "read fails, dump prints the registers that it has read so far. With --raw, it writes nothing then.",
           "An error message is one line on standard error."}},
     };
 }
@@ -232,9 +236,7 @@ std::string programFooter() {
 
 std::string commandFooter(const std::string& command) {
     std::string text = "Global options:\n" +
-                       wrap("--remote, --timeout, --json and others may precede or follow the command. "
-                            "'rynvelctl --help' lists them.") +
-                       "\nExamples:\n";
+                       wrap("They may precede or follow the command. 'rynvelctl --help' lists them.") + "\nExamples:\n";
     std::istringstream examples(examplesOf(command));
     for (std::string example; std::getline(examples, example);) {
         text += "  " + example + '\n';

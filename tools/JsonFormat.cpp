@@ -75,7 +75,10 @@ std::string format(const ServedDevices& devices) {
             .add("backend", device.type)
             .add("width", device.width)
             .addFlag("served", device.obstacle.empty());
-        objects.push_back(device.obstacle.empty() ? object.text() : object.add("reason", device.obstacle).text());
+        if (!device.obstacle.empty()) {
+            object.addFlag("asked", device.isAsked).add("reason", device.obstacle);
+        }
+        objects.push_back(object.text());
     }
     return jsonArray(objects);
 }

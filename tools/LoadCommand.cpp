@@ -12,12 +12,11 @@
 #include "InputFile.h"
 #include "NamedRange.h"
 #include "OpenDevice.h"
-#include "ProgressBar.h"
+#include "RangeWrite.h"
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
 #include "StandardDescriptors.h"
-#include "WriteOutcome.h"
 
 namespace Rynvelctl {
 
@@ -49,17 +48,38 @@ std::string readContents(const CommandContext& context, const LoadOptions& optio
     }
 }
 
+/** The greatest number of registers in a file. */
+struct Limit {
+    std::uint32_t registers;
+    /** The reason, for an error message. */
+    std::string reason;
+};
+
+/** @throws Failure if the first register is outside the map of the device. */
+Limit limitFrom(const CommandContext& context, const RegisterRange& first) {
+    const Target& target = first.device();
+    // A server may close a connection that is idle during the wait for the file.
+    const auto mapSize = target.server ? std::nullopt : context.open(first)->mapSize();
+    const std::uint32_t inMap = mapSize ? *mapSize / Common::bytesOf(target.width()) - first.index() : UINT32_MAX;
+    if (inMap > maxRegisters) {
+        return {maxRegisters, Common::counted(maxRegisters, "register")};
+    }
+    return {inMap, target.name() + " has " + Common::counted(inMap, "register") + " from " + first.addressText()};
+}
+
 /** Returns the bytes of a file. @throws Failure if the file cannot be read, or does not hold whole registers. */
-std::string readRegisters(const CommandContext& context, const LoadOptions& options, unsigned int width) {
+std::string readRegisters(const CommandContext& context, const LoadOptions& options, const RegisterRange& first) {
+    const unsigned int width = first.device().width();
     const std::size_t size = Common::bytesOf(width);
-    const std::size_t most = maxRegisters * size;
+    const Limit limit = limitFrom(context, first);
+    const std::size_t most = limit.registers * size;
     std::string bytes = readContents(context, options, most);
     if (bytes.empty()) {
         throw usageError(options.file + ": the file is empty");
     }
     if (bytes.size() > most) {
         throw usageError(options.file + ": the file has more than " + Common::counted(most, "byte") + " (" +
-                         Common::counted(maxRegisters, "register") + ')');
+                         limit.reason + ')');
     }
     if (bytes.size() % size != 0) {
         throw usageError(options.file + ": the size of " + Common::counted(bytes.size(), "byte") +
@@ -69,43 +89,25 @@ std::string readRegisters(const CommandContext& context, const LoadOptions& opti
     return bytes;
 }
 
-std::vector<std::uint32_t> readValues(const CommandContext& context, const LoadOptions& options, unsigned int width) {
+std::vector<std::uint32_t> readValues(const CommandContext& context, const LoadOptions& options,
+                                      const RegisterRange& first) {
     const Rynvel::ByteOrder order = parseOrder(options.order);
-    std::vector<std::uint32_t> values = valuesOf(readRegisters(context, options, width), width);
+    const unsigned int width = first.device().width();
+    std::vector<std::uint32_t> values = valuesOf(readRegisters(context, options, first), width);
     for (std::uint32_t& value : values) {
         value = Common::inByteOrder(value, width, order);
     }
     return values;
 }
 
-/** Writes values to consecutive registers. @throws Failure that says how many bytes were written. */
-void writeValues(OpenDevice& device, const RegisterRange& range, const std::vector<std::uint32_t>& values) {
-    const std::size_t size = Common::bytesOf(range.device().width());
-    std::uint32_t done = 0;
-    const auto progress = [&] {
-        return std::to_string(done * size) + " of " + Common::counted(values.size() * size, "byte") + " written";
-    };
-    ProgressBar bar(range.device().name(), values.size());
-    try {
-        for (; done < values.size(); ++done) {
-            device.write(range[done], values[done]);
-            bar.advance();
-        }
-    } catch (const UnansweredRequest& failure) {
-        throw Failure(failure.status(), failure.what() + (" (" + progress() + "; " + unknown + ": the next " +
-                                                          std::to_string(size) + ')'));
-    } catch (const Failure& failure) {
-        throw Failure(failure.status(), failure.what() + (" (" + progress() + ')'));
-    }
-}
-
 void load(const CommandContext& context, const LoadOptions& options) {
     const Target& target = context.target(options.name);
     const NamedRange named(context, target, options.address, options.unit());
-    const std::vector<std::uint32_t> values = readValues(context, options, target.width());
+    const std::vector<std::uint32_t> values = readValues(context, options, named.sized(1U));
     const RegisterRange range = named.sized(static_cast<std::uint32_t>(values.size()));
-    named.requireAllowed(range, [&values](std::uint32_t position) { return values[position]; });
-    writeValues(*context.open(range), range, values);
+    const auto valueAt = [&values](std::uint32_t position) { return values[position]; };
+    named.requireAllowed(range, valueAt);
+    writeRange(*context.open(range), range, valueAt);
     context.output().print(LoadedRange{range, parseOrder(options.order)});
 }
 

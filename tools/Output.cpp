@@ -36,12 +36,22 @@ void waitUntilWritable(const CommandTimeout& timeout) {
     }
 }
 
+/** A writable pipe accepts this number of bytes without blocking. */
+constexpr std::size_t longestWrite = PIPE_BUF;
+
+/** Returns how many bytes of the lines to write next: whole lines if possible, because a later write may fail. */
+std::size_t sizeOfWrite(std::string_view lines) {
+    const std::size_t end = lines.rfind('\n', longestWrite - 1);
+    return end == std::string_view::npos ? longestWrite : end + 1;
+}
+
 /** Writes a text. @return the error number; 0 if standard output has taken the whole text. */
-int writeAll(std::string_view text, const CommandTimeout& timeout) {
+int writeAll(std::string_view text, Output::Contents contents, const CommandTimeout& timeout) {
     while (!text.empty()) {
         waitUntilWritable(timeout);
-        // A writable pipe accepts PIPE_BUF bytes without blocking.
-        const ssize_t count = ::write(STDOUT_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+        const std::size_t size =
+            std::min(text.size(), contents == Output::Contents::Lines ? sizeOfWrite(text) : longestWrite);
+        const ssize_t count = ::write(STDOUT_FILENO, text.data(), size);
         if (count >= 0) {
             text.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno != EAGAIN && errno != EINTR) {
@@ -73,7 +83,7 @@ void Output::waitWithReader(const Common::Deadline& deadline) { waitFor({STDOUT_
 void Output::print(const Report& report) const {
     const std::string text = printableLines(formatReport(m_format, report, m_base));
     if (!text.empty()) {
-        write(text + '\n');
+        write(text + '\n', Contents::Lines);
     }
 }
 
@@ -81,8 +91,8 @@ void Output::print(const Reading& reading) const {
     std::visit([this](const auto& read) { print(Report(read)); }, reading);
 }
 
-void Output::write(const std::string& text) const {
-    const int error = writeAll(text, m_timeout);
+void Output::write(const std::string& text, Contents contents) const {
+    const int error = writeAll(text, contents, m_timeout);
     if (error == 0) {
         return;
     }

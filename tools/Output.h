@@ -44,8 +44,15 @@ public:
     void print(const Reading& reading) const;
     /** @} */
 
-    /** Writes a text unchanged. @throws Failure or OutputClosed. */
-    void write(const std::string& text) const;
+    enum class Contents { Bytes, Lines };
+
+    /**
+     * Writes a text unchanged. If standard output does not take all lines before the time-out, the last line that it
+     * takes is whole, unless the line is very long.
+     *
+     * @throws Failure or OutputClosed.
+     */
+    void write(const std::string& text, Contents contents = Contents::Bytes) const;
 
     /**
      * Makes the commands run to their end even if standard output fails or loses its reader: print() and write() then

@@ -2,6 +2,7 @@
 #include "ProgressBar.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include <poll.h>
@@ -16,8 +17,16 @@ namespace {
 constexpr std::chrono::seconds firstDrawing{1};
 constexpr std::chrono::milliseconds redrawing{100};
 
+/** What a terminal shows at Ctrl-C. */
+constexpr std::string_view shownAtSignal = "^C";
+
+constexpr std::string_view blanks = "                                                                ";
+
+/** The object that has drawn a line. */
+std::atomic<const ProgressBar*> currentBar{nullptr};
+
 /** Writes a text unless the terminal does not take it now. The bar must not hold up the command. */
-bool show(const std::string& text) {
+bool show(std::string_view text) {
     pollfd terminal{STDERR_FILENO, POLLOUT, 0};
     return ::poll(&terminal, 1, 0) == 1 && ::write(STDERR_FILENO, text.data(), text.size()) != -1;
 }
@@ -30,7 +39,8 @@ std::string progressLine(const std::string& label, std::size_t done, std::size_t
     const std::string number = std::to_string(done * percent / total);
     const std::string text = std::string(number.size() < 3 ? 3 - number.size() : 0, ' ') + number + " %";
     // Most terminals move to the next line after a character in the last column.
-    const std::size_t most = std::max<std::size_t>(columns, 1) - 1;
+    constexpr std::size_t unused = shownAtSignal.size() + 1;
+    const std::size_t most = std::max(columns, unused) - unused;
     const std::size_t others = label.size() + text.size() + std::string(" [] ").size();
     if (others >= most) {
         return text.size() <= most ? text : "";
@@ -43,7 +53,11 @@ std::string progressLine(const std::string& label, std::size_t done, std::size_t
 ProgressBar::ProgressBar(std::string label, std::size_t total)
     : m_label(std::move(label)), m_total(total), m_nextDrawing(Clock::now() + firstDrawing) {}
 
-ProgressBar::~ProgressBar() { erase(); }
+ProgressBar::~ProgressBar() {
+    erase(0);
+    m_endingSignals.reset();
+    currentBar = nullptr;
+}
 
 void ProgressBar::advance() {
     ++m_done;
@@ -61,16 +75,42 @@ void ProgressBar::advance() {
 void ProgressBar::draw() {
     const std::string line = progressLine(m_label, m_done, m_total, terminalSize(STDERR_FILENO).columns);
     // The blanks cover the rest of a longer line, which was drawn before the terminal became narrower.
-    const std::size_t rest = m_shown > line.size() ? m_shown - line.size() : 0;
+    const std::size_t shown = m_shown;
+    const std::size_t rest = shown > line.size() ? shown - line.size() : 0;
+    if (!m_endingSignals) {
+        currentBar = this;
+        m_endingSignals.emplace(eraseAtSignal);
+    }
+    // A signal may arrive before the drawing has ended.
+    m_shown = line.size() + rest;
     if (show('\r' + line + std::string(rest, ' '))) {
         m_shown = line.size();
+    } else {
+        m_shown = shown;
     }
 }
 
-void ProgressBar::erase() {
-    if (m_shown != 0) {
-        show('\r' + std::string(m_shown, ' ') + '\r');
+void ProgressBar::erase(std::size_t others) const {
+    if (m_shown == 0) {
+        return;
     }
+    show("\r");
+    for (std::size_t left = m_shown + others; left != 0;) {
+        const std::string_view piece = blanks.substr(0, left);
+        show(piece);
+        left -= piece.size();
+    }
+    show("\r");
+}
+
+void ProgressBar::eraseAtSignal(int number) {
+    const ProgressBar* const bar = currentBar;
+    if (bar == nullptr || !bar->m_endingSignals) {
+        ::raise(number);
+        return;
+    }
+    bar->erase(shownAtSignal.size());
+    bar->m_endingSignals->passOn(number);
 }
 
 } // namespace Rynvelctl

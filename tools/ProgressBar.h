@@ -6,9 +6,13 @@
 #ifndef RYNVELCTL_PROGRESSBAR_H
 #define RYNVELCTL_PROGRESSBAR_H
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
+
+#include "EndingSignals.h"
 
 namespace Rynvelctl {
 
@@ -17,7 +21,8 @@ std::string progressLine(const std::string& label, std::size_t done, std::size_t
 
 /**
  * A line on standard error that shows how far a command has come. It appears after one second, and only if standard
- * error is a terminal. The destructor erases it.
+ * error is a terminal. The destructor erases it, and so does a signal that ends the program. Only one object can exist
+ * at a time.
  */
 class ProgressBar {
 public:
@@ -33,15 +38,21 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    /** The signal handler. */
+    static void eraseAtSignal(int number);
+
     void draw();
-    void erase();
+    /** @param others the number of columns after the line that the terminal may have filled. */
+    void erase(std::size_t others) const;
 
     const std::string m_label;
     const std::size_t m_total;
     std::size_t m_done = 0;
     Clock::time_point m_nextDrawing;
     /** The length of the line that the terminal shows. */
-    std::size_t m_shown = 0;
+    std::atomic<std::size_t> m_shown{0};
+    /** The last member, because its handler uses the others. */
+    std::optional<EndingSignalHandler> m_endingSignals;
 };
 
 } // namespace Rynvelctl

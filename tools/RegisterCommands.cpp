@@ -11,6 +11,7 @@
 #include "Numbers.h"
 #include "OpenDevice.h"
 #include "ProgressBar.h"
+#include "RangeWrite.h"
 #include "RawBytes.h"
 #include "RegisterOptions.h"
 #include "RegisterWord.h"
@@ -115,6 +116,24 @@ void print(const Output& output, const RegisterDump& dump, bool isRaw) {
     }
 }
 
+/** Prints the values before the failure. @throws Failure the failure of the read, even if the output fails, too. */
+void printRead(const Output& output, const RegisterDump& dump, const std::optional<Failure>& failure, bool isRaw) {
+    // The reader of raw bytes could not see that some are missing.
+    const bool isPrinted = !dump.values.empty() && !(failure && isRaw);
+    try {
+        if (isPrinted) {
+            print(output, dump, isRaw);
+        }
+    } catch (...) {
+        if (!failure) {
+            throw;
+        }
+    }
+    if (failure) {
+        throw Failure(*failure);
+    }
+}
+
 void dump(const CommandContext& context, const DumpOptions& options) {
     if (options.isRaw) {
         requireRawOutput(context.output());
@@ -130,12 +149,8 @@ void dump(const CommandContext& context, const DumpOptions& options) {
     const auto device = context.open(range);
     const ReadResult result = readsOneBurst(range, options) ? ReadResult{device->readBurst(range, order), std::nullopt}
                                                             : readOneByOne(*device, range, order);
-    if (!result.values.empty()) {
-        print(context.output(), RegisterDump{range, result.values, order}, options.isRaw);
-    }
-    if (result.failure) {
-        throw Failure(*result.failure);
-    }
+    const RegisterDump dump{range, result.values, order};
+    printRead(context.output(), dump, result.failure, options.isRaw);
 }
 
 void fill(const CommandContext& context, const FillOptions& options) {
@@ -143,11 +158,9 @@ void fill(const CommandContext& context, const FillOptions& options) {
     const NamedRange named(context, target, options.address, options.unit());
     const RegisterRange range = named.sized(options.count);
     const std::uint32_t value = parseValue("value", options.value, target.width());
-    named.requireAllowed(range, [value](std::uint32_t /*position*/) { return value; });
-    const auto device = context.open(range);
-    for (std::uint32_t i = 0; i < range.count(); ++i) {
-        device->write(range[i], value);
-    }
+    const auto valueAt = [value](std::uint32_t /*position*/) { return value; };
+    named.requireAllowed(range, valueAt);
+    writeRange(*context.open(range), range, valueAt);
     context.output().print(FilledRange{range, value});
 }
 

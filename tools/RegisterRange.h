@@ -78,7 +78,9 @@ public:
     /** Returns the index of the first register. */
     std::uint32_t index() const { return m_index; }
     /** Returns the address of the first register, in the unit of the user. */
-    std::uint32_t address() const { return m_index * step(); }
+    std::uint32_t address() const { return addressAt(0); }
+    /** Returns the address of the register at `position`, counted from 0, in the unit of the user. */
+    std::uint32_t addressAt(std::uint32_t position) const { return (m_index + position) * step(); }
     /** Returns the name of the first register; empty if the user gave an address. */
     const std::string& name() const { return m_name; }
     /**

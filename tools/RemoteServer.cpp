@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string_view>
 
 #include "Number.h"
 
@@ -24,7 +25,7 @@ Common::ServerAddress parse(const std::string& address) {
     const std::string separator = separatorIn(address);
     const std::size_t end = separator.empty() ? address.size() : address.find(separator);
     const std::string host = address.substr(0, end);
-    if (host.empty() || host.find(':') != std::string::npos) {
+    if (host.empty() || host.find_first_of(": \t") != std::string::npos) {
         throw usageError("server address '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
     }
     if (separator.empty()) {
@@ -34,6 +35,10 @@ Common::ServerAddress parse(const std::string& address) {
     const auto port = Common::parseNumber(text, {}, largestPort);
     if (port.value_or(0) == 0) {
         throw usageError("port '" + text + "' is not a decimal number from 1 to " + std::to_string(largestPort));
+    }
+    const std::string_view remedy = Common::withoutLeadingZeros(text);
+    if (!remedy.empty()) {
+        throw usageError("port '" + text + "' has a leading zero (give " + std::string(remedy) + ')');
     }
     return {host, static_cast<std::uint16_t>(*port)};
 }

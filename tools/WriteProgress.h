@@ -8,13 +8,13 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "EndingSignals.h"
 #include "Failure.h"
-#include "WriteOutcome.h"
+#include "WriteList.h"
 
 namespace Rynvelctl {
 
@@ -29,6 +29,7 @@ public:
      * @param names the registers and fields as the user gave them, in the order of the writes.
      */
     WriteProgress(const std::string& device, const std::vector<std::string>& names);
+    WriteProgress(const std::string& device, std::unique_ptr<const WriteList> writes);
     WriteProgress(const WriteProgress&) = delete;
     WriteProgress& operator=(const WriteProgress&) = delete;
     ~WriteProgress();
@@ -46,7 +47,7 @@ public:
         } catch (const UnansweredRequest& failure) {
             throw described(failure);
         } catch (const Failure& failure) {
-            throw m_ends.size() == 1 ? failure : described(failure);
+            throw m_writes->count() == 1 ? failure : described(failure);
         }
         enter(done() + 1, Outcome::NotWritten);
     }
@@ -80,8 +81,7 @@ public:
     std::size_t done() const { return m_state / outcomes; }
 
 private:
-    /** What has happened to the first register that is not done. */
-    enum class Outcome { NotWritten, Unknown, Unconfirmed };
+    using Outcome = WriteList::Outcome;
     static constexpr std::size_t outcomes = 3;
 
     /** The signal handler. */
@@ -91,13 +91,9 @@ private:
     /** Returns a failure with the progress at the end of its message. */
     Failure described(const Failure& failure) const { return extended(failure, pieces()); }
     Pieces pieces() const;
-    /** Returns the names from one position to another one, with commas between them, or `noNames`. */
-    std::string_view names(std::size_t begin, std::size_t end) const;
     void printAfterSignal();
 
-    std::string m_names;
-    /** For each name, the position in m_names after it. */
-    std::vector<std::size_t> m_ends;
+    const std::unique_ptr<const WriteList> m_writes;
     /** The beginning of the message after a signal. */
     std::string m_prefix;
     /** The memory for that message. */

@@ -81,6 +81,7 @@ TEST(Options, SayWhereToListen) {
                 {"localhost", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x", "127.0.0.1:80:90",
                  "127.0.0", "256.0.0.1", "[::1]:80", "::1", ":80", "80", ""},
                 "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)");
+    EXPECT_EQ(problemOf({"--listen", "127.0.0.1:08888"}), "--listen: port '08888' has a leading zero (use 8888)");
 }
 
 TEST(Options, NameTheNetworksOfClients) {

@@ -100,6 +100,8 @@ TEST(Completion, OffersFiles) {
     EXPECT_EQ(offered({"maps", "check", "a.svd", "ma"}, folder.path()), "maps/");
     EXPECT_EQ(offered({"--map", "maps/"}, folder.path()), "maps/b.svd");
     EXPECT_EQ(offered({"-m", "maps/"}, folder.path()), "maps/b.svd");
+    EXPECT_EQ(offered({"-qmmaps/"}, folder.path()), "-qmmaps/b.svd");
+    EXPECT_EQ(offered({"-x", "maps/"}, folder.path()), "");
     EXPECT_EQ(offered({"--map=maps/b"}, folder.path()), "--map=maps/b.svd");
     EXPECT_EQ(offered({"--map", ".h"}, folder.path()), ".hidden");
     EXPECT_EQ(offered({"run", "--keep-going", "a"}, folder.path()), "a.svd");
@@ -198,6 +200,10 @@ TEST_F(MapCompletion, TakesTheMapsOfTheLine) {
     EXPECT_EQ(offered({"--map=m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"read", "map32", "--map", "m.svd", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"-m", "m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"-mm.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"-qm", "m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"-qmm.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
+    EXPECT_EQ(offered({"-m=m.svd", "read", "map32", "ST"}, m_folder.path()), "");
     EXPECT_EQ(offered({"read", "map32", "ST"}, m_folder.path()), "");
     EXPECT_EQ(offered({"--map", "m.svd", "--remote", "h", "read", "map32", "ST"}, m_folder.path()), "STATUS");
 }

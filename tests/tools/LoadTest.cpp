@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <memory>
 #include <numeric>
 #include <thread>
@@ -109,8 +111,10 @@ TEST_F(Load, RefusesContentsThatDoNotFit) {
     expectRefused("load map32 0 empty", "empty: the file is empty");
     expectRefused("load map32 0 nowhere", "nowhere: No such file or directory");
     expectRefused("load map32 0 .", ".: Is a directory");
-    expectRefused("load map32 4 long", "map32: 1024 registers from 0x00000004 extend beyond the map of 4096 bytes");
-    expectRefused("load map32 0 endless", "endless: the file has more than 4194304 bytes (1048576 registers)");
+    expectRefused("load map32 4 long",
+                  "long: the file has more than 4092 bytes (map32 has 1023 registers from 0x00000004)");
+    expectRefused("load map32 0x1000 five", "map32: register 0x00001000 is outside the map of 4096 bytes");
+    expectRefused("load file8 0 endless", "endless: the file has more than 1048576 bytes (1048576 registers)");
     expectRefused("load map32 2 bytes", "map32: address 2 is not a multiple of 4 (32-bit registers)");
     expectRefused("load map32 0 bytes --order little", "--order: 'little' is not a byte order (host or network)");
     expectEnding(load("load map32 0", "five"), 2, "",
@@ -132,16 +136,63 @@ TEST_F(Load, RefusesWhatTheRegisterMapDoesNotAllow) {
 
 TEST_F(Load, SaysHowMuchWasWrittenBeforeAFailure) {
     TestPeer peer;
-    const std::string line = "--remote " + peer.address() + " --type Uio32 load remote 0 ";
     m_folder.store("twelve", "123456789012");
+    const std::string remote = "--timeout 10s --type Uio32 --remote " + peer.address();
+    for (const std::string line : {" load remote 0 twelve", " fill remote 0 3 7"}) {
+        peer.script({success(), success(), refusal()});
+        expect(remote + line, 1, "",
+               "remote: writing 0x00000004 failed: the server refused the request (1 of 3 registers written; first not "
+               "written: 0x00000004)");
+        peer.script({success(), success(), success(), closing()});
+        expect(remote + line, 3, "",
+               peer.address() + ": the connection was closed (2 of 3 registers written; unknown whether written: "
+                                "0x00000008)");
+        peer.script({success(), refusal()});
+        expect(remote + line, 1, "",
+               "remote: writing 0x00000000 failed: the server refused the request (0 of 3 registers written; first not "
+               "written: 0x00000000)");
+    }
     peer.script({success(), success(), refusal()});
-    expect(line + "twelve", 1, "",
-           "remote: writing 0x00000004 failed: the server refused the request (4 of 12 bytes written)");
-    peer.script({success(), success(), success(), closing()});
-    const Ending ending = run(line + "twelve");
-    EXPECT_EQ(ending.status, 3);
-    EXPECT_NE(ending.error.find(" (8 of 12 bytes written; unknown whether written: the next 4)\n"), std::string::npos)
-        << ending.error;
+    expect(remote + " fill remote 0xfffffff0 4 7 --quiet", 1, "",
+           "remote: writing 0xfffffff4 failed: the server refused the request (1 of 4 registers written; first not "
+           "written: 0xfffffff4)");
+    peer.script({success(), success(), refusal()});
+    expect(remote + " fill remote 0x20 4 7 --index", 1, "",
+           "remote: writing 33 failed: the server refused the request (1 of 4 registers written; first not written: "
+           "33)");
+}
+
+TEST_F(Load, SaysNothingAboutTheProgressOfASingleRegister) {
+    TestPeer peer;
+    const std::string line = "--timeout 10s --type Uio32 --remote " + peer.address() + " fill remote 4 1 7";
+    peer.script({success(), refusal()});
+    expect(line, 1, "", "remote: writing 0x00000004 failed: the server refused the request");
+    peer.script({success(), closing()});
+    expect(line, 3, "",
+           peer.address() + ": the connection was closed (0 of 1 register written; unknown whether written: "
+                            "0x00000004)");
+}
+
+TEST_F(Load, SaysHowMuchWasWrittenAfterASignal) {
+    TestPeer peer;
+    m_folder.store("twelve", "123456789012");
+    const std::string remote = "--type Uio32 --remote " + peer.address();
+    const auto expectAfterASignal = [&](const std::string& line, const std::vector<Reply>& replies,
+                                        const std::string& problem) {
+        peer.clearRequests();
+        peer.script(replies);
+        Program program(RYNVELCTL_FOR_TESTS, arguments(remote + line), m_folder.path());
+        peer.requests(replies.size());
+        program.signal(SIGTERM);
+        expectEnding(program.wait(), -SIGTERM, "", problem, line);
+    };
+    for (const std::string line : {" load remote 0x10 twelve", " fill remote 0x10 3 7"}) {
+        expectAfterASignal(line, {success(), success(), silence()},
+                           "remote: interrupted (1 of 3 registers written; unknown whether written: 0x00000014)");
+        expectAfterASignal(line, {success(), success(), success(), silence()},
+                           "remote: interrupted (2 of 3 registers written; unknown whether written: 0x00000018)");
+        expectAfterASignal(line, {silence()}, "");
+    }
 }
 
 TEST_F(Load, DoesNotOutlastTheTimeOut) {
@@ -149,6 +200,18 @@ TEST_F(Load, DoesNotOutlastTheTimeOut) {
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const std::string input = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[0]);
     expectEnding(load("load map32 0 --timeout 50ms", input), 4, "", "-: timed out after 50 ms");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Load, DoesNotWaitForTheEndOfAnInputThatIsTooLong) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const std::string bytes(4097, 'x');
+    ASSERT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    const std::string input = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[0]);
+    expectEnding(load("load map32 0 --timeout 10s", input), 2, "",
+                 "-: the file has more than 4096 bytes (map32 has 1024 registers from 0x00000000)");
     close(ends[0]);
     close(ends[1]);
 }
@@ -187,9 +250,49 @@ TEST_F(RawDump, WritesTheBytesOfTheRegisters) {
                   "--raw: the bytes have no other format (leave out --json and --quiet)");
     expectRefused("--quiet dump file8 0 4 --raw",
                   "--raw: the bytes have no other format (leave out --json and --quiet)");
-    const Ending ending = run("dump file8 30 4 --raw");
-    EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.output, "\x9e\x9f");
+}
+
+TEST_F(Load, GetsNoBytesFromARawDumpThatFails) {
+    expect("dump file8 30 4 --raw", 1, "", "file8: reading 0x00000020 failed");
+    const std::string program = std::string(RYNVEL_EMULATOR) + " " RYNVELCTL_FOR_TESTS;
+    const std::string pipe = program + " dump file8 30 4 --raw | " + program + " load map32 0x20";
+    expectEnding(Process({"sh", "-c", pipe}, {enter(m_folder.path()), {}}).wait(), 2, "",
+                 "file8: reading 0x00000020 failed\nrynvelctl: -: the file is empty");
+    EXPECT_EQ(get(0x20), 0U);
+}
+
+/** A pipe that takes only a few lines, and that nobody reads before the program has ended. */
+class SmallPipe : public Load {
+protected:
+    SmallPipe() {
+        EXPECT_EQ(pipe2(m_ends, O_CLOEXEC), 0);
+        EXPECT_GE(fcntl(m_ends[1], F_SETPIPE_SZ, 4096), 4096);
+    }
+    ~SmallPipe() override { close(m_ends[0]); }
+
+    /** Expects a command to end after the pipe is full, and returns what it wrote. */
+    std::string expectFull(const std::string& line, int status, const std::string& problem) {
+        expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), m_ends[1]).wait(), status, "",
+                     problem, line);
+        close(m_ends[1]);
+        return readToTheEnd(m_ends[0]);
+    }
+
+    int m_ends[2] = {-1, -1};
+};
+
+TEST_F(SmallPipe, TakesWholeLinesUpToTheTimeOut) {
+    const std::string lines = expectFull("dump map32 0 1024 -q -t 200ms", 4, "standard output: timed out after 200 ms");
+    EXPECT_GT(lines.size(), 2000U);
+    EXPECT_EQ(lines.size() % std::string("0x00000000\n").size(), 0U);
+}
+
+TEST_F(SmallPipe, DoesNotHideTheFailureOfARead) {
+    TestPeer peer;
+    peer.script(std::vector<Reply>(1000, success({7})));
+    peer.script({refusal()});
+    expectFull("--remote " + peer.address() + " --type Uio32 dump remote 0 1024 -q -t 3s", 1,
+               "remote: reading 0x00000f9c failed: the server refused the request");
 }
 
 /** A server of one device, whose 12 registers are 7. The server may be slow. */
@@ -207,12 +310,17 @@ protected:
         close(m_other);
     }
 
-    /** Returns a service that takes a second for one access to a register. @param lateAccess is counted from 1. */
-    static TestPeer::Service serviceWith(std::size_t lateAccess) {
+    /**
+     * Returns a service that takes a second for each of some accesses to registers.
+     *
+     * @param firstLate is counted from 1.
+     */
+    static TestPeer::Service serviceWith(std::size_t firstLate, std::size_t count = 1) {
         // The first request opens the device.
-        return [late = lateAccess + 1, requests = std::make_shared<std::size_t>(0)](
+        return [firstLate = firstLate + 1, count, requests = std::make_shared<std::size_t>(0)](
                    std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
-            if (++*requests == late) {
+            ++*requests;
+            if (*requests >= firstLate && *requests < firstLate + count) {
                 // The program's own clock decides when the bar appears.
                 std::this_thread::sleep_for(std::chrono::seconds(1));
             }
@@ -220,16 +328,22 @@ protected:
         };
     }
 
-    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
-    std::string shown(const std::string& line, const TestPeer::Service& service, const std::string& output) {
-        const TestPeer peer(service);
+    /** Returns a command with standard error on the terminal. */
+    Arguments onTheTerminal(const std::string& line, const TestPeer& peer) const {
         Arguments command{"sh", "-c", std::string("exec ") + RYNVEL_EMULATOR + " \"$0\" \"$@\" 2>" + m_name,
                           RYNVELCTL_FOR_TESTS};
         for (const std::string& word : words("--map board.svd --type Uio32 --remote " + peer.address() + ' ' + line)) {
             command.push_back(word);
         }
-        const Ending ending = Process(command, {enter(m_folder.path()), {}}).wait();
-        EXPECT_EQ(ending.status, 0) << line;
+        return command;
+    }
+
+    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
+    std::string shown(const std::string& line, const TestPeer::Service& service, const std::string& output,
+                      int status = 0) {
+        const TestPeer peer(service);
+        const Ending ending = Process(onTheTerminal(line, peer), {enter(m_folder.path()), {}}).wait();
+        EXPECT_EQ(ending.status, status) << line;
         EXPECT_EQ(ending.output, output) << line;
         return terminalText();
     }
@@ -245,12 +359,19 @@ protected:
         return text;
     }
 
-    static void expectErasedBar(const std::string& text) {
+    /** @param end the text that the terminal shows after the erased bar. @param others of ProgressBar::erase(). */
+    static void expectErasedBar(const std::string& text, const std::string& end = "", std::size_t others = 0) {
         const std::string start = "\rremote [";
         EXPECT_EQ(text.substr(0, start.size()), start);
+        const std::size_t length = text.find('\r', 1) - 1 + others;
+        const std::string last = '\r' + std::string(length, ' ') + '\r' + end;
+        EXPECT_EQ(text.substr(text.size() - std::min(text.size(), last.size())), last);
+    }
+
+    void expectWholeBar(const std::string& line, std::size_t lateAccess, const std::string& output = "") {
+        const std::string text = shown(line, serviceWith(lateAccess), output);
         EXPECT_NE(text.find("100 %"), std::string::npos) << text;
-        const std::size_t length = text.find('\r', 1) - 1;
-        EXPECT_EQ(text.substr(text.size() - length - 2), '\r' + std::string(length, ' ') + '\r');
+        expectErasedBar(text);
     }
 
     TestFolder m_folder;
@@ -261,17 +382,42 @@ protected:
 
 TEST_F(SlowDevice, ShowsTheProgressOfACommandOnATerminal) {
     // These commands draw the full bar after the last access.
-    expectErasedBar(shown("dump remote 0 12 --quiet", serviceWith(12), [] {
+    expectWholeBar("dump remote 0 12 --quiet", 12, [] {
         std::string lines;
         for (int i = 0; i < 12; ++i) {
             lines += "0x00000007\n";
         }
         return lines;
-    }()));
-    expectErasedBar(shown("load remote 0 bytes --quiet", serviceWith(12), ""));
+    }());
+    expectWholeBar("load remote 0 bytes --quiet", 12);
+    expectWholeBar("fill remote 0 12 1 --quiet", 12);
     // These commands draw the full bar before the last access.
-    expectErasedBar(shown("save remote saved --quiet", serviceWith(11), ""));
-    expectErasedBar(shown("restore remote saved --quiet", serviceWith(11), ""));
+    expectWholeBar("save remote saved --quiet", 11);
+    expectWholeBar("restore remote saved --quiet", 11);
+    expectWholeBar("diff remote saved --quiet", 11);
+}
+
+TEST_F(SlowDevice, ShowsAnErrorMessageInPlaceOfTheProgress) {
+    const std::string text = shown("fill remote 0 100 1 -t 1500ms", serviceWith(12, 88), "", 4);
+    const std::size_t message = text.find("rynvelctl: ");
+    ASSERT_NE(message, std::string::npos) << text;
+    EXPECT_NE(text.find(" of 100 registers written; unknown whether written: 0x", message), std::string::npos) << text;
+    expectErasedBar(text.substr(0, message));
+}
+
+TEST_F(SlowDevice, ErasesTheProgressAtASignal) {
+    for (const std::string line : {"fill remote 0 100 1", "dump remote 0 100"}) {
+        const TestPeer peer(serviceWith(2, 99));
+        Process program(onTheTerminal(line, peer), {enter(m_folder.path()), {}});
+        char first = '\0';
+        ASSERT_EQ(read(m_terminal, &first, 1), 1);
+        program.signal(SIGINT);
+        EXPECT_EQ(program.wait().status, -SIGINT);
+        const std::string text = first + terminalText();
+        const std::size_t message = std::min(text.find("rynvelctl: remote: interrupted ("), text.size());
+        EXPECT_EQ(message == text.size(), line.front() == 'd') << text;
+        expectErasedBar(text.substr(0, message), "", std::string("^C").size());
+    }
 }
 
 TEST_F(SlowDevice, ShowsNothingDuringAShortCommand) {

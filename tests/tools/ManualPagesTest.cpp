@@ -147,7 +147,12 @@ TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {
 
 TEST(ManualPages, OfRynvelctlHasTheUsualSections) {
     for (const std::string section : {"EXAMPLES", "ENVIRONMENT", "EXIT STATUS", "SEE ALSO"}) {
-        EXPECT_NE(page("rynvelctl.1").find("\n.Sh " + section + '\n'), std::string::npos) << section;
+        const std::string heading = "\n.Sh " + section + '\n';
+        const std::string text = page("rynvelctl.1") + "\n.Sh ";
+        const std::size_t position = text.find(heading);
+        ASSERT_NE(position, std::string::npos) << section;
+        const std::size_t begin = position + heading.size();
+        EXPECT_GT(words(text.substr(begin, text.find("\n.Sh ", begin) - begin)).size(), 3U) << section;
     }
 }
 

@@ -156,6 +156,13 @@ TEST_F(ManyRegisters, HaveARemedyIfTheyAreGivenInAnotherForm) {
                                          "or ADDRESS=VALUE for each register)");
     expectRefused("write map32 4..8 1",
                   "map32: '4..8' is a range of addresses (to write one value to several registers, use fill)");
+    const std::string refusal = "map32: '4..8' is a range of addresses (only read accepts a range)";
+    m_folder.store("bytes", "1234");
+    for (const char* const line :
+         {"watch map32 4..8", "watch map32 0 4..8", "load map32 4..8 bytes", "fill map32 4..8 1 0", "dump map32 4..8 1",
+          "poll map32 4..8 0", "set map32 4..8 1", "expect map32 4..8 0"}) {
+        expectRefused(line, refusal);
+    }
     m_folder.store("board.svd", "broken");
     expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + remedy);
 }

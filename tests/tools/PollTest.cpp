@@ -218,7 +218,7 @@ TEST_F(Poll, RefusesAValueThatCannotOccur) {
                   "--mask: the field already selects the bits to compare (leave out --mask)");
     expectRefused("poll map32 CTRL[7:4] 1 --mask 1",
                   "--mask: the range already selects the bits to compare (leave out --mask)");
-    expectRefused("poll map32 0 1 --interval 0s", "--interval: the interval must be greater than 0");
+    expectRefused("poll map32 0 1 --interval 0s", "--interval: the time must be greater than 0");
 }
 
 TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {

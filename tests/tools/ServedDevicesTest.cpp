@@ -67,7 +67,7 @@ TEST_F(ServedDevices, AreObjectsInJson) {
     m_peer.script({success(), refusal()});
     const std::string output = run("list --json").output;
     const std::string start = R"([{"name":"file8","backend":"Lseek8","width":8,"served":true},)"
-                              R"({"name":"file16","backend":"Lseek16","width":16,"served":false,)"
+                              R"({"name":"file16","backend":"Lseek16","width":16,"served":false,"asked":true,)"
                               R"("reason":"the server does not open the device"},)";
     EXPECT_EQ(output.substr(0, start.size()), start);
 }
@@ -92,6 +92,14 @@ TEST_F(ServedDevices, AreNotThoseOfAnotherDeviceTable) {
     EXPECT_NE(ending.output.find("not asked (file16: librynvel has a different device table"), std::string::npos)
         << ending.output;
     EXPECT_NE(ending.output.find("file8        Lseek8            8      served\n"), std::string::npos) << ending.output;
+    const std::string json = run("list --json", RYNVELCTL_WITH_REPLACED_LIBRARY).output;
+    EXPECT_NE(json.find(R"({"name":"file16","backend":"Lseek16","width":16,"served":false,"asked":false,)"
+                        R"("reason":"file16: librynvel has a different device table)"),
+              std::string::npos)
+        << json;
+    const std::string names = '\n' + run("list --quiet", RYNVELCTL_WITH_REPLACED_LIBRARY).output;
+    EXPECT_NE(names.find("\nfile8\n"), std::string::npos) << names;
+    EXPECT_EQ(names.find("\nfile16\n"), std::string::npos) << names;
 }
 
 TEST_F(ServedDevices, AreListedUpToTheTimeOut) {
@@ -147,6 +155,8 @@ TEST_F(DefaultServer, IsNotUsedForThisMachine) {
     for (const std::string& server : {m_peer.address(), std::string("not:a:server")}) {
         expectWith(server, "read map32 4 --local", 0, "map32 0x00000004 = 0x00000000\n");
         EXPECT_EQ(runWith(server, "--local list").output.substr(0, 19), "NAME         HANDLE");
+        expectWith(server, "--local list --type Uio32", 2, "",
+                   "list: --type applies only to the devices of a server (give --remote)");
         expectWith(server, "--local ping", 2, "",
                    "ping: the server is missing (give it with --remote, or in RYNVELCTL_REMOTE)");
     }
@@ -159,13 +169,21 @@ TEST_F(DefaultServer, IsNamedWithItsVariableIfItIsWrong) {
     expectWith("a:b:c", "read map32 0", 2, "",
                "RYNVELCTL_REMOTE: server address 'a:b:c' is not HOST, HOST:PORT or HOST::PORT");
     expectWith("h:0", "list", 2, "", "RYNVELCTL_REMOTE: port '0' is not a decimal number from 1 to 65535");
+    expectWith(" ", "list", 2, "", "RYNVELCTL_REMOTE: server address ' ' is not HOST, HOST:PORT or HOST::PORT");
+    expectWith("h:010", "ping", 2, "", "RYNVELCTL_REMOTE: port '010' has a leading zero (give 10)");
 }
 
 TEST_F(DefaultServer, DoesNotMatterToCommandsThatUseNoServer) {
     m_folder.store("a.svd", timerMap());
-    EXPECT_EQ(runWith(m_peer.address(), "maps check a.svd").output,
-              runProgram(RYNVELCTL_FOR_TESTS, {"maps", "check", "a.svd"}, m_folder.path()).output);
-    EXPECT_EQ(runWith(m_peer.address(), "maps list --map .").status, 0);
+    m_folder.store("script", "# nothing\n");
+    for (const std::string& server : {m_peer.address(), std::string("not:a:server")}) {
+        EXPECT_EQ(runWith(server, "maps check a.svd").output,
+                  runProgram(RYNVELCTL_FOR_TESTS, {"maps", "check", "a.svd"}, m_folder.path()).output);
+        EXPECT_EQ(runWith(server, "maps list --map .").status, 0) << server;
+        expectWith(server, "sleep 1ms", 0, "");
+        expectWith(server, "run script", 0, "");
+        EXPECT_EQ(runWith(server, "diff ./a.json ./b.json").error, "rynvelctl: ./b.json: No such file or directory\n");
+    }
     expectWith(m_peer.address(), "maps list --type Uio32", 2, "",
                "maps list: --type is not supported (the command works only on this machine)");
 }

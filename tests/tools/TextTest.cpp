@@ -106,7 +106,7 @@ TEST(Durations, AreNumbersWithUnits) {
                       "' is not a time (a number with the unit ms, s, m or h, in whole milliseconds, at most one day)");
     }
     EXPECT_EQ(complaint([] { parsePositiveDuration("interval", "0s"); }),
-              "--interval: the interval must be greater than 0");
+              "--interval: the time must be greater than 0");
 }
 
 TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {

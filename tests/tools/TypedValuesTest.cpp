@@ -34,6 +34,9 @@ TEST_F(GlobalOptions, HaveShortNames) {
                  R"({"name":"map32","address":0,"register":"CTRL","field":"MODE","value":4,"meaning":"fast"})"
                  "\n");
     expectEnding(runShort("-q -j list"), 2, "", "--quiet excludes --json");
+    expectEnding(runShort("-t=1s list"), 2, "", "--timeout: '=1s' begins with = (write -t 1s)");
+    expectEnding(runShort("-r= list"), 2, "", "--remote: '=' begins with = (write -r VALUE)");
+    expectEnding(runShort("list --base 2 --base 10"), 2, "", "--base: the option has several values (give one)");
     m_folder.store("script", "read map32 0 -q\n");
     expectEnding(runShort("run script"), 2, "",
                  "script:1: -q: a line cannot contain global options (give the option with run)");
@@ -112,6 +115,9 @@ TEST_F(TypedValues, HaveNoLeadingZeroThatMayMeanAnOctalNumber) {
     expectRefused("read map32 010", "address " + ambiguous);
     expectRefused("read map32 --index 010", "index " + ambiguous);
     expectRefused("read map32 010..0x20", "address " + ambiguous);
+    expectRefused("-r h:010 read map32 0", "port '010' has a leading zero (give 10)");
+    expectRefused("-r h:00 read map32 0", "port '00' is not a decimal number from 1 to 65535");
+    expectRefused("fill map32 0 1 099999999999999999999", "value 099999999999999999999 does not fit in 32 bits");
     expectRefused("read map32 0..010", "address " + ambiguous);
     expectRefused("read map32 0[010:0]", "bit " + ambiguous);
     expectRefused("write map32 0 010", "value " + ambiguous);
@@ -138,7 +144,14 @@ class Times : public TypedValues {};
 TEST_F(Times, MayHaveFractions) {
     expect("poll map32 0 1 -t 0.1s", 4, "map32 0x00000000 = 0x00000141\n",
            "map32: timed out after 100 ms (register 0x00000000 is not 1)");
-    expect("watch map32 0 --count 2 --interval 0.001s", 0, "TIME map32 0x00000000 = 0x00000141\n");
+    // A limit of all samples shows that the interval is short.
+    expect("watch map32 0 --count 20 --interval 0.001s -t 9s", 0, "TIME map32 0x00000000 = 0x00000141\n");
+    expect("sleep 2h -t 0.05s", 4, "", "sleep: timed out after 50 ms");
+    expect("read map32 0 -t 2h", 0, "map32 0x00000000 = 0x00000141\n");
+    expectRefused("read map32 0 -t 010s", "--timeout: '010s' is not a time (give 10s)");
+    expectRefused("sleep 007ms", "sleep: '007ms' is not a time (give 7ms)");
+    expectRefused("read map32 0 -t .5s", "--timeout: '.5s' is not a time (give 0.5s)");
+    expectRefused("read map32 0 -t 0", "--timeout: the time must be greater than 0");
     expectRefused("read map32 0 -t 5", "--timeout: '5' has no unit (ms, s, m or h, for example 1.5s)");
     expectRefused("read map32 0 -t 0.0001s",
                   "--timeout: '0.0001s' is not a time (a number with the unit ms, s, m or h, in whole milliseconds, at "

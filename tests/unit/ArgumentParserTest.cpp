@@ -124,6 +124,9 @@ TEST_F(ArgumentParsers, SayWhatIsWrong) {
     expectWrong({"--name", "a", "--size", "11"}, "--size: '11' is not a whole number from 1 to 10");
     expectWrong({"--name", "a", "--size", "0"}, "--size: '0' is not a whole number from 1 to 10");
     expectWrong({"--size", "2"}, "--size requires --name");
+    expectWrong({"-n=text"}, "--name: '=text' begins with = (write -n text)");
+    expectWrong({"-n="}, "--name: '=' begins with = (write -n VALUE)");
+    expectWrong({"-n", "a", "--name", "b"}, "--name: the option has several values (give one)");
     expectWrong({"--flag", "--name", "a"}, "--name excludes --flag");
     expectWrong({"command"}, "FIRST is required");
     expectWrong({"command", "1"}, "REST is required");

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Duration.h"
 
+#include <utility>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace RynvelTest {
@@ -14,7 +17,6 @@ TEST(Duration, IsAWholeNumberWithAUnit) {
     EXPECT_EQ(parseDuration("2s"), 2s);
     EXPECT_EQ(parseDuration("1m"), 1min);
     EXPECT_EQ(parseDuration("0ms"), 0ms);
-    EXPECT_EQ(parseDuration("007s"), 7s);
 }
 
 TEST(Duration, MayHaveAFractionOfItsUnit) {
@@ -40,10 +42,20 @@ TEST(Duration, NamesTheUnitsOfANumberWithoutOne) {
         EXPECT_EQ(parseDuration(text), std::nullopt);
         EXPECT_EQ(Common::notADuration(text), '\'' + text + "' has no unit (ms, s, m or h, for example 1.5s)");
     }
-    for (const std::string text : {"", "1.0005s", "25h", "5d"}) {
+    for (const std::string text : {"", ".", "..", "1.0005s", "25h", "5d", "025h", ".s", "=1s"}) {
         EXPECT_EQ(Common::notADuration(text),
                   '\'' + text +
                       "' is not a time (a number with the unit ms, s, m or h, in whole milliseconds, at most one day)");
+    }
+}
+
+TEST(Duration, HasNoLeadingZeroAndADigitOnBothSidesOfThePoint) {
+    const std::vector<std::pair<std::string, std::string>> corrections{
+        {"010s", "10s"}, {"007s", "7s"},      {"00s", "0s"}, {"00.5s", "0.5s"},    {"01.5s", "1.5s"},
+        {".5s", "0.5s"}, {".250s", "0.250s"}, {"1.s", "1s"}, {"00100.ms", "100ms"}};
+    for (const auto& [text, corrected] : corrections) {
+        EXPECT_EQ(parseDuration(text), std::nullopt) << text;
+        EXPECT_EQ(Common::notADuration(text), '\'' + text + "' is not a time (give " + corrected + ')');
     }
 }
 

@@ -51,11 +51,13 @@ TEST(Number, IsRecognizedAtAnySizeAndParsedUpToTheHighest) {
 TEST(Number, WithALeadingZeroCanBeWrittenInOtherWays) {
     using Common::remedyForLeadingZero;
     EXPECT_EQ(remedyForLeadingZero("010"), "write 10 or 0x8");
-    EXPECT_EQ(remedyForLeadingZero("0037777777777"), "write 37777777777 or 0xffffffff");
+    EXPECT_EQ(remedyForLeadingZero("0037777777777"), "write 0xffffffff");
     EXPECT_EQ(remedyForLeadingZero("019"), "write 19");
     EXPECT_EQ(remedyForLeadingZero("007"), "write 7");
     EXPECT_EQ(remedyForLeadingZero("000"), "write 0");
-    EXPECT_EQ(remedyForLeadingZero("07777777777777777777777777"), "write 7777777777777777777777777");
+    EXPECT_EQ(remedyForLeadingZero("04294967295"), "write 4294967295");
+    EXPECT_EQ(remedyForLeadingZero("04294967296"), "");
+    EXPECT_EQ(remedyForLeadingZero("07777777777777777777777777"), "");
     for (const char* const text : {"", "0", "1", "10", "0x010", "0b010", "0X0", "0a", "00x1", "x0", "-01"}) {
         EXPECT_EQ(remedyForLeadingZero(text), "") << text;
     }

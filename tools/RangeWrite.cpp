@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#include "RangeWrite.h"
+
+#include <memory>
+
+#include "ProgressBar.h"
+#include "WriteList.h"
+#include "WriteProgress.h"
+
+namespace Rynvelctl {
+
+void writeRange(OpenDevice& device, const RegisterRange& range,
+                const std::function<std::uint32_t(std::uint32_t)>& valueAt) {
+    const std::string& name = range.device().name();
+    WriteProgress progress(name, std::make_unique<ConsecutiveWrites>(range));
+    // After the other object, so that a signal erases the bar before the message appears.
+    ProgressBar bar(name, range.count());
+    for (std::uint32_t i = 0; i < range.count(); ++i) {
+        progress.step([&] { progress.write([&] { device.write(range[i], valueAt(i)); }); });
+        bar.advance();
+    }
+}
+
+} // namespace Rynvelctl

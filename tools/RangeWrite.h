@@ -1,0 +1,29 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Writes consecutive registers.
+ */
+#ifndef RYNVELCTL_RANGEWRITE_H
+#define RYNVELCTL_RANGEWRITE_H
+
+#include <cstdint>
+#include <functional>
+
+#include "OpenDevice.h"
+#include "RegisterRange.h"
+
+namespace Rynvelctl {
+
+/**
+ * Writes registers one after the other, and shows the progress on a terminal. A signal that ends the program also
+ * prints how many registers were written.
+ *
+ * @param valueAt returns the value for the register at a position, counted from 0.
+ * @throws Failure that says how many registers were written.
+ */
+void writeRange(OpenDevice& device, const RegisterRange& range,
+                const std::function<std::uint32_t(std::uint32_t)>& valueAt);
+
+} // namespace Rynvelctl
+
+#endif
