@@ -124,7 +124,7 @@ private:
         }
         if (!contains(call, "--timeout") && !contains(call, "-t")) {
             const bool mayRunForever = contains(call, "watch") || contains(call, "wait") || contains(call, "poll");
-            arguments.insert(arguments.begin(), {"--timeout", mayRunForever ? "300ms" : "10s"});
+            arguments.insert(arguments.begin(), {"--timeout", mayRunForever ? "100ms" : "10s"});
         }
         const std::string input = contains(call, "run") ? "lines" : "registers.bin";
         const std::string preparation = enter(m_folder.path()) + "export RYNVELCTL_REMOTE=" + m_peer.address() +
