@@ -93,7 +93,12 @@ protected:
      */
     std::size_t expectTaken(const std::string& line) {
         const std::vector<Arguments> calls = callsIn(line);
+        // What the program accepts does not depend on the processor, and an emulator takes long to start the program.
+        const std::size_t step = std::string(RYNVEL_EMULATOR).empty() ? 1 : 4;
         for (const Arguments& call : calls) {
+            if (m_calls++ % step != 0) {
+                continue;
+            }
             const Ending ending = run(call);
             if (line == refusedByTheMap) {
                 EXPECT_EQ(ending.error, "rynvelctl: rtc0: register RTCDR is read-only\n");
@@ -133,6 +138,7 @@ private:
     }
 
     TestFolder m_folder;
+    std::size_t m_calls = 0;
     TestPeer m_peer{[](std::size_t /*connection*/, const Rynvel::Request& /*request*/) { return success({1}); }};
 };
 

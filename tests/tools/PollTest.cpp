@@ -44,8 +44,8 @@ protected:
 
     /** @param subject what does not have the value. */
     void expectTimeOut(const std::string& condition, const std::string& output, const std::string& subject) const {
-        expect("poll " + condition + " --interval 1ms --timeout 50ms", 4, output,
-               "map32: timed out after 50 ms (" + subject + ')');
+        expect("poll " + condition + " --interval 1ms --timeout 300ms", 4, output,
+               "map32: timed out after 300 ms (" + subject + ')');
     }
 };
 
@@ -108,8 +108,8 @@ TEST_F(Poll, ShowsTheLastValueWhenTheTimeOutHasExpired) {
 }
 
 TEST_F(Poll, DoesNotOutlastTheTimeOutForALongInterval) {
-    expect("poll map32 0 1 --interval 1m --timeout 20ms --quiet", 4, "0x00000000\n",
-           "map32: timed out after 20 ms (register 0x00000000 is not 1)");
+    expect("poll map32 0 1 --interval 1m --timeout 300ms --quiet", 4, "0x00000000\n",
+           "map32: timed out after 300 ms (register 0x00000000 is not 1)");
 }
 
 /** Waits until the program has read a register, which unlocks the device. The traces of locks must be on. */
