@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "FieldText.h"
 #include "Formats.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -42,7 +43,8 @@ std::string format(const RegisterListing& listing, GivenBase base) {
     std::vector<std::string> lines;
     for (const ListedRegister& listed : listing.registers) {
         if (listed.value) {
-            lines.push_back(listed.range.name() + ' ' + registerText(*listed.value, listed.range.bits(), base));
+            lines.push_back(printable(listed.range.name()) + ' ' +
+                            registerText(*listed.value, listed.range.bits(), base));
         }
     }
     return joinLines(lines);
@@ -99,7 +101,7 @@ std::string format(const MapReport& report) { return formatBare(report); }
 } // namespace
 
 std::string nameText(const Reading& reading) {
-    return std::visit([](const auto& read) { return nameOf(read); }, reading);
+    return printable(std::visit([](const auto& read) { return nameOf(read); }, reading));
 }
 
 std::string bareText(const Reading& reading, GivenBase base) {

@@ -20,9 +20,9 @@ namespace {
 void complete(const std::vector<std::string>& words) {
     std::string lines;
     for (const std::string& word : completions(CommandLine().describe(), words)) {
-        lines += word + '\n';
+        lines += printable(word) + '\n';
     }
-    Output(Format::Text, CommandTimeout(std::nullopt)).write(printableLines(lines));
+    Output(Format::Text, CommandTimeout(std::nullopt)).write(lines);
 }
 
 } // namespace

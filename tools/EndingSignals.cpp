@@ -6,7 +6,7 @@ namespace Rynvelctl {
 EndingSignalHandler::EndingSignalHandler(void (*handler)(int), const std::vector<int>& signals) {
     struct sigaction action {};
     action.sa_handler = handler;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    // Without SA_RESETHAND, because a second signal could end the process before the handler has begun.
     ::sigfillset(&action.sa_mask);
     m_replaced.reserve(signals.size());
     for (const int number : signals) {
@@ -26,6 +26,15 @@ void EndingSignalHandler::passOn(int number) const {
         }
     }
     // The signal is blocked until the handler returns.
+    ::raise(number);
+}
+
+void EndingSignalHandler::endProcess(int number) {
+    // All of them, so that no other signal that is pending calls a handler again.
+    for (const int ending : endingSignals) {
+        std::signal(ending, SIG_DFL);
+    }
+    std::signal(number, SIG_DFL);
     ::raise(number);
 }
 

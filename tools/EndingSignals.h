@@ -16,8 +16,8 @@ constexpr std::array<int, 4> endingSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 /**
  * Calls a handler at signals that end the process as long as the object exists. While the handler runs, all signals are
- * blocked, and the signal has its default action, so a handler that raises the signal again ends the process. The
- * destructor restores the earlier actions.
+ * blocked. The handler must end the process with endProcess(), or call passOn(). The destructor restores the earlier
+ * actions.
  */
 class EndingSignalHandler {
 public:
@@ -30,6 +30,9 @@ public:
 
     /** Raises a signal that the handler has received, with the action that the object has replaced. */
     void passOn(int number) const;
+
+    /** Ends the process by a signal when the handler that calls this function returns. */
+    static void endProcess(int number);
 
 private:
     /** A signal whose action the object replaces. */

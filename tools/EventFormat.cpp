@@ -62,7 +62,7 @@ EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& p
     return {change.time,
             range.device().name(),
             range.numberText(),
-            printable(nameText(change.reading)),
+            nameText(change.reading),
             bareText(change.reading, base),
             previous ? bareText(*previous, base) : ""};
 }

@@ -34,10 +34,10 @@ Failure caughtFailure() {
     }
 }
 
-std::string errorLine(const std::string& text) { return printable("rynvelctl: " + text) + '\n'; }
+std::string errorLine(const std::string& text) { return printable("rynvelctl: " + errorPrefix() + text) + '\n'; }
 
 void printError(const std::string& text) {
-    const std::string line = errorLine(errorPrefix() + text);
+    const std::string line = errorLine(text);
     // If this write fails, there is no other stream for an error message.
     [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, line.data(), line.size());
 }

@@ -45,13 +45,16 @@ inline Failure usageError(const std::string& text) { return {ExitStatus::UsageEr
  */
 Failure caughtFailure();
 
-/** Returns an error message as a whole line. A control character in the text becomes a question mark. */
+/**
+ * Returns an error message as a whole line, with the text of the ErrorPrefix that exists. A control character in the
+ * text becomes a question mark.
+ */
 std::string errorLine(const std::string& text);
 
 /** Writes an error message to standard error. */
 void printError(const std::string& text);
 
-/** Puts a text before each message of printError() as long as the object exists. At most one object may exist. */
+/** Puts a text before each error message as long as the object exists. At most one object may exist. */
 class ErrorPrefix {
 public:
     explicit ErrorPrefix(const std::string& text);

@@ -2,9 +2,11 @@
 #include "FieldText.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Formats.h"
 #include "MapWords.h"
+#include "TextTable.h"
 
 namespace Rynvelctl {
 
@@ -28,13 +30,13 @@ std::string textOf(const Maps::FieldValue& value, GivenBase base) {
 std::string AssignmentLines::text() const {
     std::size_t width = 0;
     for (const auto& [label, value] : m_lines) {
-        width = std::max(width, label.size());
+        width = std::max(width, characterCount(label));
     }
     std::vector<std::string> lines;
     for (const auto& [label, value] : m_lines) {
         std::string line = label;
-        line.resize(width + 1, ' ');
-        lines.push_back(line + value);
+        line.append(width + 1 - characterCount(label), ' ').append(value);
+        lines.push_back(std::move(line));
     }
     return joinLines(lines);
 }

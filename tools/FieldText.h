@@ -12,6 +12,7 @@
 
 #include "FieldValues.h"
 #include "NumberBase.h"
+#include "Printable.h"
 #include "RegisterRange.h"
 
 namespace Rynvelctl {
@@ -34,10 +35,14 @@ std::string textOf(const Maps::FieldValue& value, GivenBase base);
 /** Lines of the form `LABEL = VALUE`, with the values in one column. */
 class AssignmentLines {
 public:
-    void add(const std::string& label, const std::string& value) { m_lines.emplace_back(label, "= " + value); }
+    void add(const std::string& label, const std::string& value) {
+        m_lines.emplace_back(printable(label), "= " + value);
+    }
 
     /** Adds a line with a note in place of the value. */
-    void addNote(const std::string& label, const std::string& note) { m_lines.emplace_back(label, '(' + note + ')'); }
+    void addNote(const std::string& label, const std::string& note) {
+        m_lines.emplace_back(printable(label), '(' + note + ')');
+    }
 
     /** Returns the lines without the final line end. */
     std::string text() const;

@@ -107,8 +107,9 @@ void load(const CommandContext& context, const LoadOptions& options) {
     const RegisterRange range = named.sized(static_cast<std::uint32_t>(values.size()));
     const auto valueAt = [&values](std::uint32_t position) { return values[position]; };
     named.requireAllowed(range, valueAt);
-    writeRange(*context.open(range), range, valueAt);
-    context.output().print(LoadedRange{range, parseOrder(options.order)});
+    writeRange(*context.open(range), range, valueAt, [&] {
+        context.output().print(LoadedRange{range, parseOrder(options.order)});
+    });
 }
 
 } // namespace

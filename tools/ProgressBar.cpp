@@ -106,7 +106,7 @@ void ProgressBar::erase(std::size_t others) const {
 void ProgressBar::eraseAtSignal(int number) {
     const ProgressBar* const bar = currentBar;
     if (bar == nullptr || !bar->m_endingSignals) {
-        ::raise(number);
+        EndingSignalHandler::endProcess(number);
         return;
     }
     bar->erase(shownAtSignal.size());

@@ -10,15 +10,18 @@
 namespace Rynvelctl {
 
 void writeRange(OpenDevice& device, const RegisterRange& range,
-                const std::function<std::uint32_t(std::uint32_t)>& valueAt) {
+                const std::function<std::uint32_t(std::uint32_t)>& valueAt, const std::function<void()>& print) {
     const std::string& name = range.device().name();
     WriteProgress progress(name, std::make_unique<ConsecutiveWrites>(range));
-    // After the other object, so that a signal erases the bar before the message appears.
-    ProgressBar bar(name, range.count());
-    for (std::uint32_t i = 0; i < range.count(); ++i) {
-        progress.step([&] { progress.write([&] { device.write(range[i], valueAt(i)); }); });
-        bar.advance();
+    {
+        // After the other object, so that a signal erases the bar before the message appears.
+        ProgressBar bar(name, range.count());
+        for (std::uint32_t i = 0; i < range.count(); ++i) {
+            progress.step([&] { progress.write([&] { device.write(range[i], valueAt(i)); }); });
+            bar.advance();
+        }
     }
+    progress.print(print);
 }
 
 } // namespace Rynvelctl

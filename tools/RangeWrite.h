@@ -19,10 +19,11 @@ namespace Rynvelctl {
  * prints how many registers were written.
  *
  * @param valueAt returns the value for the register at a position, counted from 0.
- * @throws Failure that says how many registers were written.
+ * @param print prints the result after the last write.
+ * @throws Failure that says how many registers were written, also if `print` fails.
  */
 void writeRange(OpenDevice& device, const RegisterRange& range,
-                const std::function<std::uint32_t(std::uint32_t)>& valueAt);
+                const std::function<std::uint32_t(std::uint32_t)>& valueAt, const std::function<void()>& print);
 
 } // namespace Rynvelctl
 

@@ -160,8 +160,7 @@ void fill(const CommandContext& context, const FillOptions& options) {
     const std::uint32_t value = parseValue("value", options.value, target.width());
     const auto valueAt = [value](std::uint32_t /*position*/) { return value; };
     named.requireAllowed(range, valueAt);
-    writeRange(*context.open(range), range, valueAt);
-    context.output().print(FilledRange{range, value});
+    writeRange(*context.open(range), range, valueAt, [&] { context.output().print(FilledRange{range, value}); });
 }
 
 void addRange(const Common::Command& command, RangeOptions& options) {

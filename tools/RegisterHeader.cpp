@@ -14,6 +14,7 @@
 #include "ArrayNames.h"
 #include "FieldValues.h"
 #include "MacroNames.h"
+#include "Printable.h"
 
 namespace Rynvelctl {
 
@@ -59,32 +60,14 @@ std::string constant(std::uint64_t value) {
     return text.str();
 }
 
-/** A range of characters that control the direction of writing: two equal bytes, and the limits of the third byte. */
-struct DirectionControls {
-    const char* start;
-    unsigned char first;
-    unsigned char last;
-};
-
-constexpr std::array<DirectionControls, 2> directionControls{{{"\xE2\x80", 0xAA, 0xAE}, {"\xE2\x81", 0xA6, 0xA9}}};
-
-/** Returns a text that neither ends nor begins a comment, and that cannot change the direction of writing. */
+/** Returns a text that neither ends nor begins a comment, and that is one line without control characters. */
 std::string forComment(std::string text) {
     for (const std::string mark : {"*/", "/*"}) {
         for (std::size_t position = text.find(mark); position != std::string::npos; position = text.find(mark)) {
             text.insert(position + 1, " ");
         }
     }
-    for (const auto& [start, first, last] : directionControls) {
-        for (std::size_t position = text.find(start); position != std::string::npos;
-             position = text.find(start, position + 1)) {
-            const auto third = position + 2 < text.size() ? static_cast<unsigned char>(text[position + 2]) : 0U;
-            if (third >= first && third <= last) {
-                text.replace(position, 3, "?");
-            }
-        }
-    }
-    return text;
+    return printable(text);
 }
 
 std::string comment(const std::string& text) { return "/* " + forComment(text) + " */\n"; }

@@ -124,7 +124,7 @@ extern "C" {
 
 void endAtSignal(int signal) {
     restore();
-    std::raise(signal);
+    EndingSignalHandler::endProcess(signal);
 }
 
 void noteSignal(int signal) {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "WriteProgress.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace Rynvelctl {
@@ -12,6 +14,21 @@ namespace {
 
 /** The object that exists. */
 std::atomic<WriteProgress*> currentProgress{nullptr};
+
+/** Writes a text to standard error. Leaves out the rest if standard error does not take it soon. */
+void printAtOnce(std::string_view text) {
+    // Each piece fits into a pipe or a terminal that is ready.
+    constexpr std::size_t longestPiece = 256;
+    constexpr int longestWait = 100;
+    pollfd error{STDERR_FILENO, POLLOUT, 0};
+    while (!text.empty() && ::poll(&error, 1, longestWait) > 0) {
+        const ssize_t count = ::write(STDERR_FILENO, text.data(), std::min(text.size(), longestPiece));
+        if (count <= 0) {
+            return;
+        }
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
 
 } // namespace
 
@@ -41,8 +58,7 @@ void WriteProgress::endWithMessage(int number) {
     if (WriteProgress* const progress = currentProgress) {
         progress->printAfterSignal();
     }
-    // Ends the process when the handler returns, because the signal has its default action again.
-    ::raise(number);
+    EndingSignalHandler::endProcess(number);
 }
 
 void WriteProgress::printAfterSignal() {
@@ -54,7 +70,7 @@ void WriteProgress::printAfterSignal() {
         m_message += piece;
     }
     m_message += '\n';
-    [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, m_message.data(), m_message.size());
+    printAtOnce(m_message);
 }
 
 } // namespace Rynvelctl

@@ -2,6 +2,7 @@
 #include <array>
 #include <csignal>
 #include <cstdint>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -23,6 +24,12 @@ const std::string states = "<enumeratedValues><enumeratedValue><name>stopped</na
                            "<enumeratedValue><name>running</name><value>1</value></enumeratedValue></enumeratedValues>";
 
 const std::string clearedByAOne = "<modifiedWriteValues>oneToClear</modifiedWriteValues>";
+
+void signalOften(const Program& program, int number) {
+    for (int i = 0; i < 20; ++i) {
+        program.signal(number);
+    }
+}
 
 /** The program, with commands on several registers of a device. */
 class ManyRegisters : public DescribedProgram {
@@ -260,6 +267,39 @@ TEST_F(ManyRegisters, AreNamedAfterASignal) {
                        "written: none; written, but not confirmed: A; not reached: B");
     expectAfterASignal("A 1", {success(), silence()}, "unknown whether written: A");
     expectAfterASignal("A 1", {silence()}, "");
+}
+
+TEST_F(ManyRegisters, AreNamedOnceAfterManySignals) {
+    for (int i = 0; i < 20; ++i) {
+        TestPeer peer;
+        peer.script({success(), success(), silence()});
+        Program program(RYNVELCTL_FOR_TESTS, arguments("--remote " + peer.address() + " write map32 A=1 B=2"),
+                        m_folder.path());
+        peer.requests(3);
+        std::thread other([&program] { signalOften(program, SIGINT); });
+        signalOften(program, SIGINT);
+        other.join();
+        expectEnding(program.wait(), -SIGINT, "",
+                     "map32: interrupted (written: A; unknown whether written: B; not reached: none)");
+    }
+}
+
+TEST_F(ManyRegisters, EndAtASignalEvenIfStandardErrorIsFull) {
+    TestPeer peer;
+    peer.script({success(), success(), silence()});
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    const std::string block(4096, 'x');
+    while (::write(ends[1], block.data(), block.size()) > 0) {
+    }
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+    const Arguments line = arguments("--remote " + peer.address() + " write map32 A=1 B=2");
+    Process program(commandOf(RYNVELCTL_FOR_TESTS, line), {enter(m_folder.path()) + "exec 2>&3 && ", {ends[1]}});
+    peer.requests(3);
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait().status, -SIGINT);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(ManyRegisters, LeaveAnIgnoredSignalAlone) {

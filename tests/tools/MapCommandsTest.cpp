@@ -116,6 +116,20 @@ TEST_F(MapCommands, ShowNoControlCharactersOfAMap) {
     }
 }
 
+TEST_F(MapCommands, ShowNoLineEndOfAName) {
+    m_folder.store("map", std::string(4096, '\0'));
+    m_folder.store("m.svd", mapOfPeripherals(peripheralOf("map32", "", registerAt("A&#10;B", "0", ""))));
+    const auto expectOutput = [this](const std::string& line, const std::string& output) {
+        expectEnding(run(line), 0, output, "", line);
+    };
+    expectOutput("--map m.svd show map32", "0x00000000  A?B = 0x00000000\n");
+    expectOutput("--map m.svd show map32 --quiet", "A?B 0x00000000\n");
+    expectOutput("--complete --map m.svd read map32 A", "A?B\n");
+    const std::string header = run("--map m.svd maps header map32").output;
+    EXPECT_NE(header.find("/* A?B"), std::string::npos) << header;
+    EXPECT_EQ(header.find("A\nB"), std::string::npos) << header;
+}
+
 TEST_F(MapCommands, RefuseWrongCommandLines) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister)));
     expectFailure("maps", 2, "maps: the command is missing (list, check or header)");
