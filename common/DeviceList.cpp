@@ -58,8 +58,7 @@ std::string differences(const Rynvel::MemoryDevice& theirs, const Rynvel::Memory
     return found.text();
 }
 
-constexpr const char* differentTable =
-    ": librynvel has a different device table (install the librynvel that was built with this program): ";
+constexpr const char* mismatchRemedy = " (install the librynvel that was built with this program)";
 
 } // namespace
 
@@ -75,7 +74,7 @@ const std::vector<Rynvel::MemoryDevice>& devices() {
 std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
     const Rynvel::MemoryDevice* const theirs = Rynvel::Factory::getInstance().findMemoryDevice(row.m_name);
     const std::string text = theirs == nullptr ? "the device is missing" : differences(*theirs, row, handle);
-    return text.empty() ? "" : row.m_name + differentTable + text;
+    return text.empty() ? "" : row.m_name + ": librynvel has a different device table: " + text + mismatchRemedy;
 }
 
 const Rynvel::MemoryDevice* findDevice(const std::string& name) {

@@ -34,9 +34,9 @@ struct OpenedDevice {
 };
 
 /**
- * Opens a local device, which the caller does not share with other callers. Opens the device file, maps it if the
- * device is mapped, and passes both to the backend. The backend then has no step left that can fail and end the
- * process. Does not open a remote device, because a remote device has no device file.
+ * Opens a local device for this caller alone. Opens the files that the backend opens, maps the registers if the device
+ * type has a map, and passes the open files and the map to the backend. The backend then has no step left that can fail
+ * and end the process. Does not open a remote device, because a remote device has no device file.
  */
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 

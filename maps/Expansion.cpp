@@ -359,8 +359,8 @@ private:
     }
 
     /**
-     * Returns the access that allows everything that one of the fields allows; none if there are no fields, or if a
-     * field does not give its access.
+     * Returns the access that allows reading if at least one field can be read, and writing if at least one field can
+     * be written; none if there are no fields, or if a field does not give its access.
      */
     std::optional<Access> accessOfFields(const Definition& definition) {
         bool canBeRead = false;

@@ -63,7 +63,7 @@ struct FieldWrite {
 
 /**
  * Returns whether reading a register changes the register, one of its fields or another register. Does not consider
- * registers at the same address.
+ * other registers at the same offset.
  */
 bool hasReadEffect(const Register& aRegister);
 

@@ -60,8 +60,8 @@ public:
     bool isRegister(const std::string& text);
 
     /**
-     * Returns the register map in which a name was searched; null if no name was searched, or if no register map
-     * describes the device.
+     * Returns the register map in which the object has searched for a name; null if it has not searched for a name, or
+     * if no register map describes the device.
      */
     const RegisterMap* registerMap() const { return m_map; }
 

@@ -73,8 +73,8 @@ std::vector<HelpSection> helpSections() {
          {"Give a server as a host name or an IPv4 address. To add a port, separate it from the host with one colon or "
           "two.",
           "The environment variable RYNVELCTL_REMOTE names the server of the commands without --remote. --local "
-          "selects the devices of this machine in spite of the variable. list asks the server for each name of this "
-          "machine's device table.",
+          "selects the devices of this machine in spite of the variable. For each name in this machine's device table, "
+          "list asks the server to open the device.",
           "A server does not report why it refuses a request. The register address may be outside the device, "
           "the server's device may have another type, or the server's options may forbid the request. To see the "
           "reason, turn on the traces of rynveld at level 4 of the channel Rynveld."}},
@@ -83,9 +83,10 @@ std::vector<HelpSection> helpSections() {
           "server, for an interrupt, for the condition of poll, for the time of sleep, for the next sample of watch, "
           "for the next line of standard input, for a reader of the command's output, or for the writer of a pipe, if "
           "a file that the command reads is a pipe. When the time-out has expired, the command ends with status 4. "
-          "wait and watch print each result immediately, not only when they end. The command cannot interrupt a driver "
-          "of this machine: during a call to the driver, it waits until the call returns.",
-          "A server has 100 ms more for the last read of poll.",
+          "wait and watch print each result immediately, not only when they end. The time-out cannot end a call to a "
+          "driver "
+          "of this machine. The command then ends after the call has returned.",
+          "When the time-out has expired, poll reads the register once more. A server has 100 ms to answer this read.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
           "takes longer than 5 s to accept a connection or to answer a request."}},
         {"Watching",

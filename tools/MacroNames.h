@@ -15,8 +15,9 @@
 namespace Rynvelctl {
 
 /**
- * Returns a C identifier in upper case: the names, separated by underscores. A run of other characters becomes one
- * underscore. An identifier that would be empty or begin with a digit begins with `DEVICE_`.
+ * Returns a C identifier: the letters of the names, in upper case, and their digits. One underscore separates two
+ * names, and replaces each run of characters that are neither ASCII letters nor digits, but not at the beginning or the
+ * end. An identifier that would be empty or begin with a digit begins with `DEVICE_`.
  */
 std::string macroName(const std::vector<std::string>& names);
 

@@ -29,7 +29,7 @@ class Output {
 public:
     /**
      * @param timeout the time-out of the command, which also limits the wait for a reader of standard output.
-     * @param base the base of values in a text.
+     * @param base the base of printed values in the formats Text and Bare; none for 16, and for 10 in fields.
      */
     Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)
         : m_format(format), m_timeout(timeout), m_base(base) {}

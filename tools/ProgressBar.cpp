@@ -25,7 +25,10 @@ constexpr std::string_view blanks = "                                           
 /** The object that has drawn a line. */
 std::atomic<const ProgressBar*> currentBar{nullptr};
 
-/** Writes a text unless the terminal does not take it now. The bar must not hold up the command. */
+/**
+ * Writes a text if the terminal can take it now, because the bar must not hold up the command. Returns whether the text
+ * was written.
+ */
 bool show(std::string_view text) {
     pollfd terminal{STDERR_FILENO, POLLOUT, 0};
     return ::poll(&terminal, 1, 0) == 1 && ::write(STDERR_FILENO, text.data(), text.size()) != -1;

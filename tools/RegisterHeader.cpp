@@ -439,7 +439,8 @@ std::string introductionTo(const RegisterMap& map) {
     std::string text = comment(described(device.name(), description.peripheral->description.str()));
     text += comment("Made by 'rynvelctl maps header' from " + file + ", version " + description.map->version);
     text += "/*\n * REGISTER_ADDRESS: the address to pass to " + prefix + "read" + width + " and the other " + prefix +
-            " functions for " + width + " bits,\n *                   with the device type " + device.type.name +
+            " functions for " + width + "-bit\n *                   registers of a device of the type " +
+            device.type.name +
             "\n * REGISTER_OFFSET:  the distance in bytes from the beginning of the device\n"
             " * REGISTER_RESET:   the value after a reset\n"
             " * ARRAY_COUNT:      the number of elements; the indexes begin at 0\n"

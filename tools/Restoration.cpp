@@ -34,7 +34,7 @@ std::string obstacleTo(const Field& field) {
     return repeats(field.writeConstraint) ? repeatsReads : "";
 }
 
-/** Returns why a write cannot give a register without fields the value; empty if it can. */
+/** Returns why a write cannot store the value in a register that has no fields; empty if it can. */
 std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
     const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {

@@ -229,7 +229,7 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
                   "device has 32-bit registers)");
     expectRefused("poll map32 FIFO 0", "map32: reading register FIFO has a side effect (--with-side-effects reads it)");
     expectHolds("map32 FIFO 0 --with-side-effects --quiet", "0x00000000\n");
-    // A single read is what the user asks for.
+    // The user of expect asks for this one read.
     expect("expect map32 FIFO 0", 0, "");
 }
 

@@ -199,7 +199,7 @@ TEST_F(Headers, SayWhatTheyAreAndWhatTheyLeaveOut) {
                   "/* map32: A timer */\n"
                   "/* Made by 'rynvelctl maps header' from m.svd, version 1.2 */\n"
                   "/*\n * REGISTER_ADDRESS: the address to pass to Rynvel2_read32 and the other Rynvel2_ functions "
-                  "for 32 bits,\n *                   with the device type Tyvon32\n",
+                  "for 32-bit\n *                   registers of a device of the type Tyvon32\n",
                   0),
               0U)
         << m_header;
@@ -218,7 +218,7 @@ TEST_F(Headers, HaveTheAddressesOfTheDeviceType) {
     expectConstants({{"FILE16_A_ADDRESS", 4}, {"FILE16_A_OFFSET", 4}, {"FILE16_B_ADDRESS(i + 2)", 12}});
     write(map, "map16");
     expectConstants({{"MAP16_A_ADDRESS", 2}, {"MAP16_A_OFFSET", 4}, {"MAP16_B_ADDRESS(i + 2)", 6}});
-    EXPECT_NE(m_header.find("the address to pass to Rynvel2_read16 and the other Rynvel2_ functions for 16 bits"),
+    EXPECT_NE(m_header.find("the address to pass to Rynvel2_read16 and the other Rynvel2_ functions for 16-bit\n"),
               std::string::npos)
         << m_header;
 }
@@ -226,7 +226,7 @@ TEST_F(Headers, HaveTheAddressesOfTheDeviceType) {
 TEST_F(Headers, HaveFunctionsOfTheirOwnForNarrowRegisters) {
     write(mapOfPeripherals(peripheralOf("file8", "", registerAt("A", "3", "<size>8</size>"))), "file8");
     expectConstants({{"FILE8_A_ADDRESS", 3}, {"FILE8_A_OFFSET", 3}});
-    EXPECT_NE(m_header.find("the address to pass to Rynvel_read8 and the other Rynvel_ functions for 8 bits"),
+    EXPECT_NE(m_header.find("the address to pass to Rynvel_read8 and the other Rynvel_ functions for 8-bit\n"),
               std::string::npos)
         << m_header;
 }

@@ -8,9 +8,8 @@ namespace {
 
 /** Returns the message about a device whose rows differ between the program and the library. */
 std::string mismatch(const std::string& device, const std::string& difference) {
-    return device +
-           ": librynvel has a different device table (install the librynvel that was built with this program): " +
-           difference;
+    return device + ": librynvel has a different device table: " + difference +
+           " (install the librynvel that was built with this program)";
 }
 
 /** A fixture for programs with the table of devices.def, and a library with the table of replaced_devices.def. */
@@ -110,7 +109,8 @@ TEST_F(ReplacedLibraryOfServer, LetsItsClientsHaveTheDevicesOnWhichItAgrees) {
     ASSERT_EQ(refused.status, 3);
     const std::string trace = server.errorLine();
     EXPECT_NE(trace.find("Device \"map32\" cannot be opened for 127.0.0.1:"), std::string::npos) << trace;
-    EXPECT_NE(trace.find(": " + mismatch("map32", "type Tyvon16 instead of Tyvon32.")), std::string::npos) << trace;
+    EXPECT_NE(trace.find(": " + mismatch("map32", "type Tyvon16 instead of Tyvon32") + '.'), std::string::npos)
+        << trace;
 }
 
 TEST_F(ReplacedLibraryOfServer, KeepsItFromStartingForADeviceOnWhichItDisagrees) {

@@ -86,31 +86,32 @@ TEST(DeviceList, FindsADeviceByItsWholeNameOnly) {
 }
 
 TEST(DeviceList, ReportsHowTheRowOfTheLibraryDiffers) {
-    const std::string start =
-        ": librynvel has a different device table (install the librynvel that was built with this program): ";
+    const auto mismatch = [](const std::string& device, const std::string& difference) {
+        return device + ": librynvel has a different device table: " + difference +
+               " (install the librynvel that was built with this program)";
+    };
     for (const MemoryDevice& row : Common::devices()) {
         EXPECT_EQ(Common::describeMismatch(row), "");
     }
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, DeviceType::Uio32}),
-              "rtc0" + start + "size 0 instead of 7");
+              mismatch("rtc0", "size 0 instead of 7"));
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc1", 7, DeviceType::Lseek8}),
-              "rtc0" + start +
-                  "type Uio32 instead of Lseek8, path '/dev/rtc0' instead of '/dev/rtc1', "
-                  "parameter 0 instead of 7");
+              mismatch("rtc0", "type Uio32 instead of Lseek8, path '/dev/rtc0' instead of '/dev/rtc1', "
+                               "parameter 0 instead of 7"));
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, static_cast<DeviceType>(99)}),
-              "rtc0" + start + "type Uio32 instead of 99, parameter 0 instead of 7");
+              mismatch("rtc0", "type Uio32 instead of 99, parameter 0 instead of 7"));
     EXPECT_EQ(Common::describeMismatch({"rtc0", "/dev/rtc0", 7, DeviceType::FpgaSpi32}),
-              "rtc0" + start + "type Uio32 instead of FpgaSpi32, offset 0 instead of 7");
+              mismatch("rtc0", "type Uio32 instead of FpgaSpi32, offset 0 instead of 7"));
     EXPECT_EQ(Common::describeMismatch({"nothing", "/dev/rtc0", 0, DeviceType::Uio32}),
-              "nothing" + start + "the device is missing");
+              mismatch("nothing", "the device is missing"));
 }
 
 TEST(DeviceList, ReportsHowTheHandleOfARowDiffers) {
     const MemoryDevice& first = Common::devices().front();
     EXPECT_EQ(Common::describeMismatch(first, 0), "");
     EXPECT_EQ(Common::describeMismatch(first, 7),
-              first.m_name + ": librynvel has a different device table (install the librynvel that was built with this "
-                             "program): handle 0 instead of 7");
+              first.m_name + ": librynvel has a different device table: handle 0 instead of 7 (install the librynvel "
+                             "that was built with this program)");
 }
 
 TEST(DeviceList, ListsEveryKindOfBackendAndNoOther) {
