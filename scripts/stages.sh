@@ -74,16 +74,16 @@ usual_seconds() {
         format | scripts) echo 4 4 ;;
         lint) echo 85 1 ;;
         analyze) echo 210 3 ;;
-        dev) echo 150 25 ;;
-        asan) echo 190 45 ;;
-        tsan) echo 115 25 ;;
-        armhf) echo 190 75 ;;
+        dev) echo 190 50 ;;
+        asan) echo 250 90 ;;
+        tsan) echo 120 30 ;;
+        armhf) echo 260 130 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         board) echo 95 80 ;;
         installed) echo 130 45 ;;
         fuzz) echo 80 22 ;;
-        hardened) echo 110 20 ;;
+        hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
     esac
 }
