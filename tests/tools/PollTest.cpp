@@ -156,9 +156,9 @@ TEST_F(Poll, DoesNotSayThatTheConditionHoldsIfNobodyReadsItsOutput) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
-    const std::string line = "poll map32 0 1 --timeout 20ms";
+    const std::string line = "poll map32 0 1 --timeout 300ms";
     expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), ends[1]).wait(), 4, "",
-                 "map32: timed out after 20 ms (register 0x00000000 is not 1)");
+                 "map32: timed out after 300 ms (register 0x00000000 is not 1)");
     expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments("poll map32 0 0"), m_folder.path(), ends[1]).wait(), 0, "");
     close(ends[1]);
 }
@@ -172,9 +172,9 @@ TEST_F(Poll, ReportsAFailureOfStandardOutput) {
 
 TEST_F(Poll, SaysThatTheConditionDoesNotHoldEvenIfStandardOutputFails) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    const std::string line = "poll map32 0 1 --timeout 20ms";
+    const std::string line = "poll map32 0 1 --timeout 300ms";
     expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), full).wait(), 4, "",
-                 "map32: timed out after 20 ms (register 0x00000000 is not 1)");
+                 "map32: timed out after 300 ms (register 0x00000000 is not 1)");
     close(full);
 }
 
@@ -185,10 +185,10 @@ TEST_F(Poll, SaysWhetherTheConditionHoldsIfStandardOutputBlocks) {
     }
     ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
     const auto run = [&](const std::string& line) {
-        return Program(RYNVELCTL_FOR_TESTS, arguments("--timeout 100ms " + line), m_folder.path(), ends[1]).wait();
+        return Program(RYNVELCTL_FOR_TESTS, arguments("--timeout 500ms " + line), m_folder.path(), ends[1]).wait();
     };
-    expectEnding(run("poll map32 0 0"), 1, "", "standard output: timed out after 100 ms (the condition holds)");
-    expectEnding(run("poll map32 0 1"), 4, "", "map32: timed out after 100 ms (register 0x00000000 is not 1)");
+    expectEnding(run("poll map32 0 0"), 1, "", "standard output: timed out after 500 ms (the condition holds)");
+    expectEnding(run("poll map32 0 1"), 4, "", "map32: timed out after 500 ms (register 0x00000000 is not 1)");
     close(ends[0]);
     close(ends[1]);
 }

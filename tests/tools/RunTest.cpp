@@ -334,14 +334,14 @@ TEST_F(CommandFiles, LeaveFieldsThatAOneClearsAlone) {
 
 TEST_F(CommandFiles, WaitForTheirFilesNoLongerThanTheTimeout) {
     makeFifo();
-    expectEnding(run("read file8 0\nrestore map32 fifo\nread file8 1\n", "--timeout 100ms --keep-going"), 4,
-                 "file8 0x00000000 = 0x00\n", "script:2: fifo: timed out after 100 ms");
+    expectEnding(run("read file8 0\nrestore map32 fifo\nread file8 1\n", "--timeout 500ms --keep-going"), 4,
+                 "file8 0x00000000 = 0x00\n", "script:2: fifo: timed out after 500 ms");
 }
 
 TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) {
     makeFifo();
-    expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("run fifo --timeout 100ms"), m_folder.path()), 4, "",
-                 "fifo: timed out after 100 ms");
+    expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("run fifo --timeout 500ms"), m_folder.path()), 4, "",
+                 "fifo: timed out after 500 ms");
     Program program(RYNVELCTL_FOR_TESTS, words("run fifo"), m_folder.path());
     const int input = openFifo();
     ASSERT_EQ(write(input, "read file8 0\n", 13), 13);
