@@ -763,15 +763,15 @@ def map_paths(paths: MapPaths | None) -> list[bytes]:
     return encoded
 
 
-def load_registers(device: Device, name: str, width: int, paths: MapPaths | None) -> Registers:
+def registers_of(device: Device) -> Registers:
     """Returns the registers of a device. Raises MapError if no map describes it, or if a map cannot be used."""
-    files = map_paths(paths)
+    files = map_paths(device._map)
     try:
-        view = _maps.load(name, width, files, _MAP_TIMEOUT_MS)
+        view = _maps.load(device.name, device.width, files, _MAP_TIMEOUT_MS)
     except _maps.UnusableMap as unusable:
-        raise MapError(str(unusable)) from None
+        raise MapError(f"{device.name}: {unusable}") from None
     except TimeoutError as error:
-        raise MapError(f"{error}: the map is incomplete after {_MAP_TIMEOUT_MS // 1000} s") from None
+        raise MapError(f"{device.name}: {error}: the map is incomplete after {_MAP_TIMEOUT_MS // 1000} s") from None
     if view is None:
-        raise MapError(f"{name}: no register map describes the device (give map=FILE, or set RYNVEL_MAPS)")
+        raise MapError(f"{device.name}: no register map describes the device (give map=FILE, or set RYNVEL_MAPS)")
     return Registers(_Context(device, view), view)
