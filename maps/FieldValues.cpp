@@ -182,8 +182,8 @@ public:
 
     std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
-    std::uint64_t numberOf(const std::variant<std::string, std::uint64_t>& value) const {
-        return std::visit([this](const auto& given) { return checked(given); }, value);
+    std::uint64_t numberOf(const FieldAssignment& assignment) const {
+        return assignment.number ? checked(*assignment.number) : checked(assignment.value);
     }
 
     /** @throws RefusedValue if the field shares a bit with one of `others`, or is one of them. */
@@ -406,7 +406,7 @@ MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssign
     for (const FieldAssignment& assignment : assignments) {
         const Field& field = *assignment.field;
         const AssignedField assigned(located, field);
-        const std::uint64_t number = assigned.numberOf(assignment.value);
+        const std::uint64_t number = assigned.numberOf(assignment);
         assigned.requireApartFrom(earlier);
         earlier.push_back(&field);
         result.value |= number << field.lsb;

@@ -10,7 +10,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "Model.h"
@@ -86,8 +85,10 @@ struct Assignment {
 /** The new value of a field that has been found. */
 struct FieldAssignment {
     const Field* field;
-    /** A number, or a text as in Assignment. */
-    std::variant<std::string, std::uint64_t> value;
+    /** As in Assignment. */
+    std::string value;
+    /** A number in place of the text. */
+    std::optional<std::uint64_t> number = std::nullopt;
 };
 
 /** @throws RefusedValue if a write cannot give the field a value: it is read-only, or outside its register. */

@@ -229,7 +229,7 @@ class Register:
     """A register of a device, with a field as each further attribute.
 
     Reading an attribute reads the field, and assigning to it writes the field and no other bit. A value is an integer
-    or the name of an enumerated value. A field whose name is no identifier, or is the name of a method, is an item:
+    or the name of an enumerated value. A field whose name is not an identifier, or is the name of a method, is an item:
     register["read"].
     """
 

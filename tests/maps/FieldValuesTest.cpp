@@ -283,9 +283,9 @@ TEST(NumberToWrite, BelongsToANameEvenIfTheNameHasOnlyDigits) {
 TEST(AssignedNumber, IsNeverAName) {
     const Maps::Register aRegister = withNumericName();
     const Maps::LocatedRegister located{"R", 0, &aRegister};
-    EXPECT_EQ(Maps::encode(located, {{&aRegister.fields[0], std::uint64_t{10}}}).value, 10U);
+    EXPECT_EQ(Maps::encode(located, {{&aRegister.fields[0], "", 10}}).value, 10U);
     try {
-        Maps::encode(located, {{&aRegister.fields[0], std::uint64_t{16}}});
+        Maps::encode(located, {{&aRegister.fields[0], "", 16}});
         ADD_FAILURE() << "not refused";
     } catch (const Maps::RefusedValue& refused) {
         EXPECT_STREQ(refused.what(), "field R.F: value 16 does not fit in 4 bits");

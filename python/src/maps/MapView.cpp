@@ -126,7 +126,7 @@ FieldPlan RegisterView::planField(std::size_t position) const {
 }
 
 void RegisterView::requireAllowedInField(std::size_t position, std::uint64_t number) const {
-    Maps::planWrite(m_located, {{&fieldAt(position), number}}, m_word, Maps::WriteForm::Attribute);
+    Maps::planWrite(m_located, {{&fieldAt(position), "", number}}, m_word, Maps::WriteForm::Attribute);
 }
 
 DeviceWrite RegisterView::planFields(const std::vector<std::pair<std::size_t, std::uint64_t>>& numbers) const {
@@ -134,7 +134,7 @@ DeviceWrite RegisterView::planFields(const std::vector<std::pair<std::size_t, st
     std::vector<Maps::FieldAssignment> assignments;
     assignments.reserve(numbers.size());
     for (const auto& [position, number] : numbers) {
-        assignments.push_back({&fieldAt(position), number});
+        assignments.push_back({&fieldAt(position), "", number});
     }
     const Maps::FieldWrite write = Maps::planWrite(m_located, assignments, m_word);
     return {write.written.value, write.isWhole ? std::nullopt : std::optional<std::uint64_t>(write.written.mask)};

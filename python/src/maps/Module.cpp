@@ -34,7 +34,7 @@ py::list textsOf(const Texts& texts) {
     return result;
 }
 
-/** Returns a name that a program gives. Any text is accepted, because a name that is unknown is no error here. */
+/** Returns a name that a program gives. Any text is accepted, because an unknown name does not fail here. */
 std::string nameIn(const py::str& text) {
     PyObject* const encoded = PyUnicode_AsEncodedString(text.ptr(), "utf-8", "surrogatepass");
     if (encoded == nullptr) {
