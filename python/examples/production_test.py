@@ -31,9 +31,10 @@ class Result(NamedTuple):
 
 def sweep(device: rynvel.Device) -> Iterator[Result]:
     """Sets each bit of the match register in turn."""
+    register = device.regs.RTCMR
     for bit in range(device.width):
-        device.regs.RTCMR = 1 << bit
-        found = device.regs.RTCMR.read()
+        register.write(1 << bit)
+        found = register.read()
         yield Result(f"bit {bit}", 1 << bit, int(found), found == 1 << bit)
 
 

@@ -347,7 +347,8 @@ class Register:
             raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
         return self[name]
 
-    def __setattr__(self, name: str, value: FieldInput) -> None:
+    # mypy would take the type of the value for that of the attribute if it were not Any.
+    def __setattr__(self, name: str, value: Any) -> None:
         descriptor = type(self).__dict__.get(name)
         if isinstance(descriptor, property):
             descriptor.__set__(self, value)
@@ -453,14 +454,14 @@ class Register:
                 known[number] = value
         return value
 
-    def _write_field(self, position: int, value: FieldInput) -> None:
+    def _write_field(self, position: int, value: Any) -> None:
         lsb, highest, kept, mask, is_constrained = self._writes.get(position) or self._plan_write(position)
         # A plain integer is the common case.
-        if value.__class__ is not int or not 0 <= value <= highest:  # type: ignore[operator]
+        if value.__class__ is not int or not 0 <= value <= highest:
             value = self._number(position, value)
         if is_constrained:
             self._context.allowed(self._view.require_allowed_in_field, position, value)
-        number = value << lsb | kept  # type: ignore[operator]
+        number = value << lsb | kept
         if mask is None:
             self._device.write(self._address, number)
         else:
@@ -650,7 +651,7 @@ class RegisterGroup:
         self.__dict__[name] = child
         return child
 
-    def __setattr__(self, name: str, value: SupportsIndex) -> None:
+    def __setattr__(self, name: str, value: Any) -> None:
         if name.startswith("_") or hasattr(type(self), name):
             raise AttributeError(f"{name!r} is not a register (a register of this name is an item: [{name!r}])")
         self._write(name, value)

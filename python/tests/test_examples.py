@@ -53,5 +53,5 @@ def test_a_missing_server_is_an_error(tmp_path: Path) -> None:
         address = server.address
     result = run("--map", str(MAPS), "--remote", address, str(file))
     assert result.returncode == 2
-    assert result.stderr.startswith("production_test: rtc0: ")
+    assert result.stderr.startswith(f"production_test: rtc0@{address}: ")
     assert not file.exists()

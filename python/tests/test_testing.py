@@ -9,6 +9,7 @@ import subprocess
 import sys
 import threading
 import time
+from collections.abc import Callable
 from pathlib import Path
 from typing import Any
 
@@ -170,7 +171,12 @@ def test_a_server_that_has_ended_is_an_error() -> None:
 
 def test_nothing_works_before_the_start_and_after_the_end() -> None:
     server = SimulatedServer()
-    for access in (lambda: server.port, lambda: server.address, lambda: server.raise_interrupt("traf.top")):
+    accesses: list[Callable[[], object]] = [
+        lambda: server.port,
+        lambda: server.address,
+        lambda: server.raise_interrupt("traf.top"),
+    ]
+    for access in accesses:
         with pytest.raises(ServerError, match="not running"):
             access()
     server.close()
