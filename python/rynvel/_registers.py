@@ -236,6 +236,8 @@ class Register:
     __slots__ = ("_address", "_bits", "_context", "_device", "_path", "_reads", "_view", "_writes")
 
     _fields: tuple[_maps.Field, ...] = ()
+    # The fields that are attributes.
+    _positions: Mapping[str, int] = {}
 
     _address: int
     _bits: int
@@ -349,9 +351,9 @@ class Register:
 
     # mypy would take the type of the value for that of the attribute if it were not Any.
     def __setattr__(self, name: str, value: Any) -> None:
-        descriptor = type(self).__dict__.get(name)
-        if isinstance(descriptor, property):
-            descriptor.__set__(self, value)
+        position = self._positions.get(name)
+        if position is not None:
+            self._write_field(position, value)
         elif hasattr(Register, name):
             raise AttributeError(f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])")
         else:
@@ -507,29 +509,31 @@ def _integer(value: SupportsIndex, subject: str) -> int:
 
 
 def _field_property(position: int, field: _maps.Field) -> property:
+    """Returns a property for reading. Register.__setattr__() writes."""
+
     def read(register: Register) -> FieldValue:
         return register._read_field(position)
 
-    def write(register: Register, value: FieldInput) -> None:
-        register._write_field(position, value)
-
-    return property(read, write, doc=f"Bits {field.msb}:{field.lsb}. {field.description}".strip())
+    return property(read, doc=f"Bits {field.msb}:{field.lsb}. {field.description}".strip())
 
 
 def _array_property(name: str) -> property:
     def read(register: Register) -> FieldArray:
         return FieldArray(register, name)
 
-    def write(register: Register, value: FieldInput) -> None:
-        register[name] = value
-
-    return property(read, write, doc="An array of fields.")
+    return property(read, doc="An array of fields.")
 
 
 def _class_for(view: _maps.Register) -> type[Register]:
     """Returns a class with the fields of a register as properties, for completion and help()."""
     fields = tuple(view.fields)
-    namespace: dict[str, Any] = {"__slots__": (), "_fields": fields, "__doc__": view.description}
+    positions: dict[str, int] = {}
+    namespace: dict[str, Any] = {
+        "__doc__": view.description,
+        "__slots__": (),
+        "_fields": fields,
+        "_positions": positions,
+    }
     reserved = set(dir(Register))
     for array in {field.array for field in fields} - {""}:
         if _is_attribute(array) and array not in reserved:
@@ -540,6 +544,7 @@ def _class_for(view: _maps.Register) -> type[Register]:
             # A name in the map has precedence over an array. Of two fields of one name, the first counts.
             assert position is not None
             namespace[field.name] = _field_property(position, fields[position])
+            positions[field.name] = position
     return type("Register", (Register,), namespace)
 
 

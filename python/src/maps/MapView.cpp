@@ -193,8 +193,8 @@ GroupView::Child GroupView::child(const std::string& name) const {
     if (lowest != nullptr) {
         return RegisterView(m_map, {m_prefix + lowest->name, m_offset + lowest->offset, lowest});
     }
-    const auto cluster = std::find_if(m_clusters.begin(), m_clusters.end(),
-                                      [&name](const Maps::Cluster& each) { return each.name == name; });
+    const Maps::Cluster* const cluster = std::find_if(m_clusters.begin(), m_clusters.end(),
+                                                      [&name](const Maps::Cluster& each) { return each.name == name; });
     return cluster == m_clusters.end() ? Child() : GroupView(*this, *cluster);
 }
 
