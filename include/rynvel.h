@@ -35,15 +35,17 @@
  *
  * The following functions are for devices of every width. Lseek and FpgaSpi32 devices have no interrupts.
  *
- * | Task                                | Functions                                                                  |
- * |-------------------------------------|----------------------------------------------------------------------------|
- * | open a device                       | Rynvel_open                                                                |
- * | wait for an interrupt               | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                          |
- * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor; when the        |
- * | time-out                            | descriptor is readable: clear the source, Rynvel_receiveInterrupts         |
- * | disable interrupts                  | Rynvel_disableInterrupts                                                   |
- * | get the interrupt type              | Rynvel_getInterruptType                                                    |
- * | send a request to the driver        | Rynvel_ioctl                                                               |
+ * | Task                         | Functions                                                                   |
+ * |------------------------------|-----------------------------------------------------------------------------|
+ * | open a device                | Rynvel_open                                                                 |
+ * | wait for an interrupt        | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                           |
+ * | wait with a time-out         | Rynvel_enableInterrupts, Rynvel_getFileDescriptor, Rynvel_receiveInterrupts |
+ * | disable interrupts           | Rynvel_disableInterrupts                                                    |
+ * | get the interrupt type       | Rynvel_getInterruptType                                                     |
+ * | send a request to the driver | Rynvel_ioctl                                                                |
+ *
+ * To wait with a time-out, enable the interrupts, and poll on the file descriptor. When the descriptor is readable,
+ * clear the source of the interrupt, and then receive the interrupt.
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
  * connecting or waiting fails, the library traces the cause. On a device of this machine, the library traces nothing by

@@ -1,6 +1,9 @@
 # SPDX-License-Identifier: MIT
 """The settings of Sphinx for the site. The script build puts the sources of the site beside the XML of Doxygen."""
 
+from sphinx.domains.c import CDomain
+from sphinx.domains.cpp import CPPDomain
+
 project = "librynvel"
 extensions = ["myst_parser", "breathe"]
 myst_enable_extensions = ["colon_fence"]
@@ -8,7 +11,7 @@ myst_heading_anchors = 4
 
 breathe_projects = {project: "../xml"}
 breathe_default_project = project
-breathe_domain_by_file_pattern = {"*/rynvel.h": "c"}
+breathe_domain_by_file_pattern = {"rynvel.h": "c"}
 breathe_show_include = False
 
 highlight_language = "text"
@@ -21,3 +24,16 @@ html_show_copyright = False
 html_show_sphinx = False
 # A browser does not let a page of a folder read the text of other pages.
 html_show_search_summary = False
+
+
+def without_parameters(domain):
+    """Returns a domain that leaves parameters out of the search, which would find a function once for each of them."""
+    class Domain(domain):
+        def get_objects(self):
+            return (entry for entry in super().get_objects() if not entry[2].endswith("Param"))
+    return Domain
+
+
+def setup(app):
+    for domain in (CDomain, CPPDomain):
+        app.add_domain(without_parameters(domain), override=True)
