@@ -33,8 +33,14 @@ refuses() {
 }
 
 refuses_a_function_without_a_contract() {
-    copy_sources && sed -i 's|^#ifdef __cplusplus$|int Rynvel_unknown(int handle);\n&|' "$work/project/include/rynvel.h" &&
+    copy_sources && sed -i 's|^#ifdef __cplusplus$|int Rynvel_unknown(int handle);\n&|' \
+        "$work/project/include/rynvel.h" &&
         refuses 'Rynvel_unknown'
+}
+
+refuses_a_mistake_in_a_manual_page() {
+    copy_sources && printf '.Sx NO SUCH SECTION\n.Xx\n' >>"$work/project/docs/man/rynveld.8" &&
+        refuses 'assemble: docs/man/rynveld.8: mandoc reports warnings'
 }
 
 refuses_a_link_without_a_target() {
@@ -129,7 +135,8 @@ search_finds_exactly_the_functions_of_the_c_header() {
 
 search_finds_exactly_the_public_classes() {
     diff <(sed -nE 's/^(class|struct) (RYNVEL_EXPORT )?(\w+)( : .*)? \{$/\3/p' include/rynvel/*.h | sort) \
-        <({ names_in_search 'C++ class'; names_in_search 'C++ struct'; } | sed 's/.*:://' | sort | tee "$work/classes") &&
+        <({ names_in_search 'C++ class'; names_in_search 'C++ struct'; } | sed 's/.*:://' | sort |
+            tee "$work/classes") &&
         grep -x RemoteDeviceConnection "$work/classes"
 }
 
@@ -143,9 +150,11 @@ landing_page_shows_the_session() {
 }
 
 landing_page_shows_the_device_types() {
-    local type shown
+    local type types shown
     shown=$(sed 's/<[^>]*>//g' "$site/index.html")
-    for type in $(sed -n '/^enum class DeviceType/,/^};/s/^ *\([A-Za-z0-9]*\) = .*/\1/p' include/rynvel/MemoryDevice.h); do
+    types=$(sed -n '/^enum class DeviceType/,/^};/s/^ *\([A-Za-z0-9]*\) = .*/\1/p' include/rynvel/MemoryDevice.h |
+        grep .) || return
+    for type in $types; do
         grep -qw "$type" <<<"$shown" || { echo "missing: $type"; return 1; }
     done
 }
@@ -173,6 +182,7 @@ check 'the landing page shows all device types' landing_page_shows_the_device_ty
 check 'the pages follow the preferred colors of the browser' follows_the_preferred_colors
 check 'the pages load no modules, which a browser does not load from a folder' loads_no_modules
 check 'a function without a contract is refused' refuses_a_function_without_a_contract
+check 'a mistake in a manual page is refused' refuses_a_mistake_in_a_manual_page
 check 'a link without a target is refused' refuses_a_link_without_a_target
 check 'a link out of the project is refused' refuses_a_link_out_of_the_project
 check 'a folder that is not a site is not replaced' refuses_to_replace_a_folder_that_is_not_a_site
