@@ -13,6 +13,7 @@ breathe_projects = {project: "../xml"}
 breathe_default_project = project
 breathe_domain_by_file_pattern = {"rynvel.h": "c"}
 breathe_show_include = False
+breathe_show_enumvalue_initializer = True
 
 highlight_language = "text"
 html_theme = "furo"
