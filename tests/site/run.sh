@@ -48,6 +48,12 @@ refuses_a_link_without_a_target() {
         refuses "docs/traces.md: the link to 'docs/no-page.md' has no target"
 }
 
+refuses_a_link_to_data() {
+    copy_sources && printf '\377' >"$work/project/docs/data" &&
+        printf '\nSee [the data](data).\n' >>"$work/project/docs/traces.md" &&
+        refuses 'assemble: docs/data: the file is not a text'
+}
+
 refuses_a_link_out_of_the_project() {
     copy_sources && printf '\nSee [this file](../../secret.md).\n' >>"$work/project/docs/traces.md" &&
         refuses "docs/traces.md: the link to '../secret.md' has no target"
@@ -184,6 +190,7 @@ check 'the pages load no modules, which a browser does not load from a folder' l
 check 'a function without a contract is refused' refuses_a_function_without_a_contract
 check 'a mistake in a manual page is refused' refuses_a_mistake_in_a_manual_page
 check 'a link without a target is refused' refuses_a_link_without_a_target
+check 'a link to a file that is not a text is refused' refuses_a_link_to_data
 check 'a link out of the project is refused' refuses_a_link_out_of_the_project
 check 'a folder that is not a site is not replaced' refuses_to_replace_a_folder_that_is_not_a_site
 check 'a link to a missing page is found' finds_a_missing_page
