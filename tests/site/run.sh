@@ -112,8 +112,9 @@ has_a_page_for_every_document_header_and_manual_page() {
     for file in README.md CHANGELOG.md CONTRIBUTING.md docs/*.md docs/man/*.[1-8]; do
         pages+=("${file%.md}.html")
     done
-    for file in include/rynvel/*.h; do
-        pages+=("reference/$(basename "$file" .h).html")
+    for file in include/rynvel/*; do
+        file=${file##*/}
+        pages+=("reference/${file%%.*}.html")
     done
     for file in index.html search.html reference/c.html reference/cpp.html "${pages[@]}"; do
         [ -s "$site/$file" ] || { printf 'missing: %s\n' "$file"; missing=1; }
