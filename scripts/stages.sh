@@ -4,13 +4,14 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts lint dev asan tsan armhf counts board installed)
+quick_stages=(format scripts site lint dev asan tsan armhf counts board installed)
 long_stages=(analyze bigendian hardened variants fuzz soak)
 
 describe_stage() {
     case $1 in
         format) echo 'the layout of the sources, their license lines, what they may include, spelling and wording' ;;
         scripts) echo 'the tests of the scripts that ./check itself uses' ;;
+        site) echo 'the documentation and the reference as HTML pages, with their links and their search' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -36,6 +37,7 @@ packages_of() {
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
         format) echo clang-format codespell ;;
+        site) echo "${site_packages[@]}" ;;
         lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
@@ -50,7 +52,7 @@ packages_of() {
 # Prints the folder that a stage builds into. If the folder is missing, the stage takes the time of a first run.
 folder_of() {
     case $1 in
-        format | scripts) echo . ;;
+        format | scripts | site) echo . ;;
         lint | analyze) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
         installed) echo build/release ;;
@@ -74,6 +76,7 @@ added_seconds() {
 usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
+        site) echo 20 20 ;;
         lint) echo 85 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
@@ -240,6 +243,8 @@ stage_format() (
 )
 
 stage_scripts() { tests/scripts/run.sh; }
+
+stage_site() { tests/site/run.sh; }
 
 # Runs checks of .clang-tidy on the sources of a preset. The arguments are the preset and the list of checks.
 run_clang_tidy() {
