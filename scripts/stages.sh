@@ -4,7 +4,7 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts lint dev asan tsan armhf counts board installed fuzz)
+quick_stages=(format scripts lint dev asan tsan armhf counts board installed dissector fuzz)
 long_stages=(analyze bigendian hardened soak)
 
 describe_stage() {
@@ -21,6 +21,7 @@ describe_stage() {
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use the installed packages' ;;
+        dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
@@ -42,6 +43,7 @@ packages_of() {
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
+        dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
     esac
 }
@@ -53,6 +55,7 @@ folder_of() {
         lint | analyze) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
         installed) echo build/armhf-release ;;
+        dissector) echo build/dev ;;
         soak) echo build/hardened ;;
         *) echo "build/$1" ;;
     esac
@@ -82,6 +85,7 @@ usual_seconds() {
         counts) echo 27 10 ;;
         board) echo 95 80 ;;
         installed) echo 130 45 ;;
+        dissector) echo 70 14 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -195,8 +199,8 @@ contributing_lists_every_folder() {
 licensed_files() {
     local files
     files=$(project_files) || return
-    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk)$|(^|/)CMakeLists\.txt$' <<<"$files"
-    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|md)$|^tests/fuzz/corpus/' <<<"$files" |
+    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|lua)$|(^|/)CMakeLists\.txt$' <<<"$files"
+    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|lua|md)$|^tests/fuzz/corpus/' <<<"$files" |
         xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
 }
 
@@ -279,6 +283,10 @@ stage_installed() {
             qemu-arm -L /usr/arm-linux-gnueabihf" \
         "$run build/release" "$run build/dev" \
         "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
+}
+
+stage_dissector() {
+    cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld && tests/wireshark/run.sh build/dev
 }
 
 stage_fuzz() { test_preset fuzz; }
