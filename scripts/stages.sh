@@ -4,7 +4,7 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint dev asan tsan armhf counts board installed)
+quick_stages=(format scripts site lint dev asan tsan armhf counts board installed dissector)
 long_stages=(analyze bigendian hardened variants fuzz soak)
 
 describe_stage() {
@@ -23,6 +23,7 @@ describe_stage() {
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
         variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
+        dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
@@ -45,6 +46,7 @@ packages_of() {
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
+        dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
     esac
 }
@@ -57,6 +59,7 @@ folder_of() {
         counts) echo build/benchmarks ;;
         installed) echo build/release ;;
         variants) echo build/armhf-release ;;
+        dissector) echo build/dev ;;
         soak) echo build/hardened ;;
         *) echo "build/$1" ;;
     esac
@@ -88,6 +91,7 @@ usual_seconds() {
         board) echo 95 80 ;;
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
+        dissector) echo 70 14 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -201,8 +205,8 @@ contributing_lists_every_folder() {
 licensed_files() {
     local files
     files=$(project_files) || return
-    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk)$|(^|/)CMakeLists\.txt$' <<<"$files"
-    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|md)$|^tests/fuzz/corpus/' <<<"$files" |
+    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|lua)$|(^|/)CMakeLists\.txt$' <<<"$files"
+    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|lua|md)$|^tests/fuzz/corpus/' <<<"$files" |
         xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
 }
 
@@ -292,6 +296,10 @@ stage_variants() {
     done
     together 'tests/installed/configurations.sh build/release' "$(test_of_target_installation armhf-release)" \
         "$run build/dev" "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
+}
+
+stage_dissector() {
+    cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld && tests/wireshark/run.sh build/dev
 }
 
 stage_fuzz() { test_preset fuzz; }
