@@ -5,7 +5,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts lint dev asan tsan armhf counts board installed dissector fuzz)
-long_stages=(analyze bigendian hardened soak)
+long_stages=(analyze bigendian hardened soak tunnels)
 
 describe_stage() {
     case $1 in
@@ -22,6 +22,7 @@ describe_stage() {
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use the installed packages' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
+        tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
@@ -44,6 +45,7 @@ packages_of() {
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
+        tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
     esac
 }
@@ -55,7 +57,7 @@ folder_of() {
         lint | analyze) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
         installed) echo build/armhf-release ;;
-        dissector) echo build/dev ;;
+        dissector | tunnels) echo build/dev ;;
         soak) echo build/hardened ;;
         *) echo "build/$1" ;;
     esac
@@ -86,6 +88,7 @@ usual_seconds() {
         board) echo 95 80 ;;
         installed) echo 130 45 ;;
         dissector) echo 70 14 ;;
+        tunnels) echo 60 5 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -285,8 +288,11 @@ stage_installed() {
         "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
 }
 
-stage_dissector() {
-    cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld && tests/wireshark/run.sh build/dev
-}
+# Builds the programs for the tests that are scripts.
+build_programs() { cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld; }
+
+stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
+
+stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
