@@ -5,7 +5,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf counts board installed dissector)
-long_stages=(analyze bigendian hardened variants fuzz soak)
+long_stages=(analyze bigendian hardened variants fuzz soak tunnels)
 
 describe_stage() {
     case $1 in
@@ -24,6 +24,7 @@ describe_stage() {
         installed) echo 'programs that use an installation for this machine or for the target' ;;
         variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
+        tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
@@ -47,6 +48,7 @@ packages_of() {
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
+        tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
     esac
 }
@@ -59,7 +61,7 @@ folder_of() {
         counts) echo build/benchmarks ;;
         installed) echo build/release ;;
         variants) echo build/armhf-release ;;
-        dissector) echo build/dev ;;
+        dissector | tunnels) echo build/dev ;;
         soak) echo build/hardened ;;
         *) echo "build/$1" ;;
     esac
@@ -92,6 +94,7 @@ usual_seconds() {
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
         dissector) echo 70 14 ;;
+        tunnels) echo 60 5 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -298,8 +301,11 @@ stage_variants() {
         "$run build/dev" "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
 }
 
-stage_dissector() {
-    cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld && tests/wireshark/run.sh build/dev
-}
+# Builds the programs for the tests that are scripts.
+build_programs() { cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld; }
+
+stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
+
+stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
