@@ -4,6 +4,7 @@
 #include <ZilTrace.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <sstream>
@@ -23,6 +24,8 @@ namespace Common {
 namespace {
 
 using Cause = ExchangeError::Cause;
+
+constexpr std::chrono::milliseconds interruptionInterval(100);
 
 constexpr ZilTraceLevel ordinaryLevel = 3;
 constexpr ZilTraceLevel recordLevel = 7;
@@ -81,20 +84,26 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
 
 // The resolver has no time-out. If the deadline passes, the thread continues until the resolver returns. The
 // result is discarded.
-Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline) {
+Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline, const Interruption& interruption) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
     std::thread(std::move(task)).detach();
-    if (deadline.timePoint() && result.wait_until(*deadline.timePoint()) != std::future_status::ready) {
-        throw timedOut();
+    const auto next = [&] { return *Deadline::earlier(deadline, Deadline(interruptionInterval)).timePoint(); };
+    while (result.wait_until(next()) != std::future_status::ready) {
+        if (deadline.hasPassed()) {
+            throw timedOut();
+        }
+        if (interruption) {
+            interruption();
+        }
     }
     return result.get();
 }
 
-sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
+sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline, const Interruption& interruption) {
     Lookup lookup = lookUpBlocking(server.host, AI_NUMERICHOST);
     if (lookup.error == EAI_NONAME) {
-        lookup = lookUpWithDeadline(server.host, deadline);
+        lookup = lookUpWithDeadline(server.host, deadline, interruption);
     }
     if (lookup.error != 0) {
         throw unreachable(gai_strerror(lookup.error));
@@ -129,12 +138,13 @@ std::size_t transferred(ssize_t count) {
 
 } // namespace
 
-RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline)
-    : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline, Interruption interruption)
+    : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
+      m_interruption(std::move(interruption)) {
     if (!m_socket.isOpen()) {
         throw unreachable(std::strerror(errno));
     }
-    const sockaddr_in address = resolve(server, deadline);
+    const sockaddr_in address = resolve(server, deadline, m_interruption);
     int error = ::connect(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
     if (error == EINPROGRESS || error == EINTR) {
         waitFor(POLLOUT, deadline);
@@ -192,12 +202,25 @@ std::uint32_t RecordConnection::receiveInterrupt(const Deadline& deadline) {
     return interruptWord(interrupt);
 }
 
-void RecordConnection::waitFor(short events, const Deadline& deadline) const {
+int RecordConnection::poll(short events, const Deadline& deadline) const {
     pollfd ready{descriptor(), events, 0};
+    if (!m_interruption) {
+        return ::poll(&ready, 1, deadline.pollTimeout());
+    }
+    const int count = ::poll(&ready, 1, Deadline::earlier(deadline, Deadline(interruptionInterval)).pollTimeout());
+    const int error = errno;
+    if (count <= 0) {
+        m_interruption();
+    }
+    errno = error;
+    return count;
+}
+
+void RecordConnection::waitFor(short events, const Deadline& deadline) const {
     int count = 0;
     do {
-        count = ::poll(&ready, 1, deadline.pollTimeout());
-    } while (count == -1 && errno == EINTR);
+        count = poll(events, deadline);
+    } while ((count == -1 && errno == EINTR) || (count == 0 && !deadline.hasPassed()));
     if (count == 0) {
         throw timedOut();
     }

@@ -7,6 +7,7 @@
 #define RYNVEL_COMMON_SERVERADDRESS_H
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 namespace Common {
@@ -20,6 +21,22 @@ struct ServerAddress {
     /** The port, in host byte order. */
     std::uint16_t port;
 };
+
+/** Thrown if a text is not the address of a server. The text says why. */
+class ServerAddressError : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+/**
+ * Parses HOST, HOST:PORT or HOST::PORT.
+ *
+ * @throws ServerAddressError if the text is not an address.
+ */
+ServerAddress parseServerAddress(const std::string& text);
+
+/** Returns HOST::PORT. */
+std::string textOf(const ServerAddress& address);
 
 } // namespace Common
 
