@@ -16,25 +16,10 @@ from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, NoReturn, SupportsIndex, Union
 
 from . import _maps
-from ._errors import Error, ValueTooWideError
+from ._errors import MapError, NotAllowedError, UnknownNameError, ValueTooWideError
 
 if TYPE_CHECKING:
     from ._device import Device
-
-__all__ = [
-    "FieldArray",
-    "FieldInfo",
-    "FieldValue",
-    "MapError",
-    "NotAllowedError",
-    "RegisterArray",
-    "RegisterGroup",
-    "Register",
-    "RegisterInfo",
-    "RegisterValue",
-    "Registers",
-    "UnknownNameError",
-]
 
 MapPath = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 MapPaths = Union[MapPath, Sequence[MapPath]]
@@ -45,18 +30,6 @@ _MAP_TIMEOUT_MS = 10_000
 # Values that are kept, so that reading a field seldom creates an object.
 _MOST_KEPT_VALUES = 256
 _WIDEST_SHOWN = 64
-
-
-class MapError(Error, ValueError):
-    """A register map cannot be used, or no register map describes the device."""
-
-
-class NotAllowedError(Error, ValueError):
-    """The register map does not allow the access, such as a write to a read-only field."""
-
-
-class UnknownNameError(Error, AttributeError, KeyError, IndexError):
-    """The register map has no such register, field or element."""
 
 
 class FieldValue(int):
