@@ -18,7 +18,8 @@ debian_release() { sed -n 's/^VERSION_CODENAME=//p' /etc/os-release; }
 chroot_archive() {
     local name=$1 variant=$2 architectures=$3 packages mirror archive
     packages=$(printf '%s\n' "${@:4}" | sort -u | paste -s -d ,)
-    mirror=$(debian_mirror) || die "apt has no address for the packages of Debian $(debian_release) (see sources.list(5))"
+    mirror=$(debian_mirror) ||
+        die "apt has no address for the packages of Debian $(debian_release) (see sources.list(5))"
     archive="$chroot_cache/$name-$(sha256sum <<<"$variant $architectures $packages $mirror" | head -c 16).tar"
     [ -e "$archive" ] || make_chroot_archive "$archive" "$chroot_cache/$name-" \
         --variant="$variant" --architectures="$architectures" ${packages:+--include="$packages"} \
@@ -52,5 +53,6 @@ run_in_chroot() {
     shift 2
     as_root unshare --mount --pid --fork --uts --ipc --net --kill-child --mount-proc="$root/proc" \
         sh -c 'ip link set lo up; exec "$@"' sh \
-        chroot --userspec="$user" "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/nonexistent LC_ALL=C.UTF-8 "$@"
+        chroot --userspec="$user" "$root" \
+        env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/nonexistent LC_ALL=C.UTF-8 "$@"
 }

@@ -19,8 +19,8 @@ source_files() {
     fi
 }
 
-# Copies the sources into a new folder. Every file gets the same date, because the source package contains the dates. The
-# date is in the past, because ninja needs sources that are older than its own files.
+# Copies the sources into a new folder. Every file gets the same date, because the source package contains the dates.
+# The date is in the past, because ninja needs sources that are older than its own files.
 copy_sources() {
     mkdir -p "$1" && source_files | (cd "$package_tree" && tar --create --null --files-from -) |
         tar --extract --directory "$1" && find "$1" -exec touch --no-dereference --date=2026-01-01T00:00:00Z {} + &&

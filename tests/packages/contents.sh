@@ -21,7 +21,8 @@ has_every_package() {
 
 library_is_small() {
     local size
-    size=$(stat --format %s "$armhf"/librynvel1_*.deb) && printf '%s bytes\n' "$size" && [ "$size" -le $largest_library ]
+    size=$(stat --format %s "$armhf"/librynvel1_*.deb) && printf '%s bytes\n' "$size" &&
+        [ "$size" -le $largest_library ]
 }
 
 library_needs_only_the_standard_libraries() {
@@ -52,7 +53,9 @@ has_the_machine() {
     done <"$work/binaries"
 }
 
-programs_are_for_their_architecture() { has_the_machine "$amd64" 'Advanced Micro Devices X86-64' && has_the_machine "$armhf" ARM; }
+programs_are_for_their_architecture() {
+    has_the_machine "$amd64" 'Advanced Micro Devices X86-64' && has_the_machine "$armhf" ARM
+}
 
 check 'both builds make every package' has_every_package
 check "the library for armhf has at most $largest_library bytes" library_is_small

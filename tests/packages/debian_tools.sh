@@ -10,7 +10,7 @@ packages=$(cd "$1" && pwd) || exit
 . "$root/scripts/checks.sh"
 . "$root/packaging/chroots.sh"
 suite='debian tools'
-binaries=("$packages"/*[^m]_*.deb)
+mapfile -t binaries < <(find "$packages" -name '*.deb' ! -name '*-dbgsym_*')
 
 passes_piuparts() {
     local archive

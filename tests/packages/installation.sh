@@ -31,7 +31,7 @@ contents() {
 make_earlier_package() {
     local folder="$work/earlier"
     rm -rf "$folder" && dpkg-deb --raw-extract "$1" "$folder" &&
-        sed -i -E "s/^(Version: |.*\(= )$version/\1$earlier/; s/\(= $version\)/(= $earlier)/g" "$folder/DEBIAN/control" &&
+        sed -i "s/^Version: $version\$/Version: $earlier/; s/(= $version)/(= $earlier)/g" "$folder/DEBIAN/control" &&
         { [ ! -e "$folder/DEBIAN/conffiles" ] || (cd "$folder" && xargs -I{} sh -c \
             'echo "# Text of the earlier version." >>".{}"' <DEBIAN/conffiles); } &&
         dpkg-deb --root-owner-group --build "$folder" "$2" >/dev/null
@@ -39,11 +39,12 @@ make_earlier_package() {
 
 makes_a_system() {
     local archive package
-    archive=$(chroot_archive "install-amd64" minbase amd64 "${base_packages[@]}") && unpack_chroot "$archive" "$system" &&
-        as_root mkdir "$system"/{packages,earlier} && as_root cp "$packages"/*.deb "$system/packages" &&
-        as_root rm -f "$system"/packages/*-dbgsym_*.deb &&
-        as_root cp -r --parents "$root/debian/tests" "$root/tests/installed" "$system" &&
-        as_root ln -s "$root" "$system/sources" || return
+    archive=$(chroot_archive "install-amd64" minbase amd64 "${base_packages[@]}") &&
+        unpack_chroot "$archive" "$system" &&
+        as_root mkdir -p "$system"/{packages,earlier,sources/debian,sources/tests} &&
+        as_root cp -r "$root/debian/tests" "$system/sources/debian" &&
+        as_root cp -r "$root/tests/installed" "$system/sources/tests" &&
+        as_root cp "$packages"/*.deb "$system/packages" && as_root rm -f "$system"/packages/*-dbgsym_*.deb || return
     for package in "$system"/packages/*.deb; do
         make_earlier_package "$package" "$work/${package##*/}" && as_root mv "$work/${package##*/}" "$system/earlier" ||
             return
@@ -86,7 +87,6 @@ unit_is_safe() {
 }
 
 serves_as_its_own_user() {
-    local port
     in_system sh -c 'mkfifo -m 666 /tmp/lines
         setpriv --reuid rynveld --regid rynveld --groups rynvel rynveld --simulate --listen 127.0.0.1:0 2>/tmp/lines &
         read -r line </tmp/lines; port=$(echo "$line" | sed -n "s/.*127\.0\.0\.1:\([0-9]*\).*/\1/p")

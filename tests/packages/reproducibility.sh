@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds the Debian packages again, in another folder, with another umask and another number of jobs. The packages must be
-# identical byte for byte. Usage: reproducibility.sh ARCHITECTURE FOLDER, where FOLDER has the packages of the first
-# build. Ends with a line of totals.
+# Builds the Debian packages again, in another folder, with another umask and another number of jobs. The packages must
+# be identical byte for byte.
+# Usage: reproducibility.sh ARCHITECTURE FOLDER, where FOLDER has the packages of the first build. Ends with a line of
+# totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 architecture=$1
