@@ -28,6 +28,11 @@ chroot_archive() {
     printf '%s\n' "$archive"
 }
 
+# Prints the archive of the root file system in which packages are tried, with all packages that these need.
+installation_chroot() {
+    chroot_archive installation-amd64 minbase amd64 apt-utils cmake dpkg-dev g++ make pkg-config systemd udev
+}
+
 # Makes an archive. The arguments are the archive, the common beginning of the names of earlier archives, and the
 # arguments of mmdebstrap without the archive.
 make_chroot_archive() {

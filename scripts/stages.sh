@@ -44,7 +44,7 @@ packages_of() {
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
-        packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils ;;
+        packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
 }
 
@@ -296,5 +296,5 @@ stage_packages() {
     packaging/build amd64 && packaging/build armhf &&
         together "$tests/contents.sh $folder/amd64 $folder/armhf" "$tests/installation.sh $folder/amd64" \
             "$tests/reproducibility.sh amd64 $folder/amd64" "$tests/reproducibility.sh armhf $folder/armhf" \
-            "$tests/debian_tools.sh $folder/amd64"
+            "$tests/debian_tools.sh $folder/amd64" "$tests/board.sh $folder/armhf"
 }

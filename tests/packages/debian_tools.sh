@@ -12,22 +12,29 @@ packages=$(cd "$1" && pwd) || exit
 suite='debian tools'
 mapfile -t binaries < <(find "$packages" -name '*.deb' ! -name '*-dbgsym_*')
 
-passes_piuparts() {
-    local archive
-    archive=$(chroot_archive piuparts-amd64 minbase amd64 eatmydata) &&
-        as_root piuparts --basetgz="$archive" --arch=amd64 --distribution="$(debian_release)" \
-            --mirror="$(debian_mirror) main" --no-upgrade-test --warn-on-debsums-errors \
-            --log-level=info "${binaries[@]}"
-}
-
-passes_autopkgtest() {
-    local archive system="$work/system" status
-    archive=$(chroot_archive autopkgtest-amd64 minbase amd64 g++ cmake make pkg-config systemd apt-utils) &&
-        unpack_chroot "$archive" "$system" || return
-    as_root autopkgtest --no-built-binaries "${binaries[@]}" "$root/" -- chroot "$system"
+# Runs a command with a new root file system, whose folder is the last argument of the command. The arguments are the
+# archive and the command.
+with_chroot() {
+    local system="$work/system" status
+    unpack_chroot "$1" "$system" || return
+    as_root "${@:2}" "$system"
     status=$?
     remove_chroot "$system"
     return $status
+}
+
+# There is no earlier version in an archive of packages, so piuparts cannot test an upgrade.
+passes_piuparts() {
+    local archive
+    archive=$(chroot_archive piuparts-amd64 minbase amd64) &&
+        with_chroot "$archive" piuparts --no-eatmydata --no-upgrade-test --arch=amd64 \
+            --distribution="$(debian_release)" --mirror="$(debian_mirror) main" "${binaries[@]}" --existing-chroot
+}
+
+passes_autopkgtest() {
+    local archive
+    archive=$(installation_chroot) &&
+        with_chroot "$archive" autopkgtest --no-built-binaries "${binaries[@]}" "$packages"/*.dsc -- chroot
 }
 
 check 'piuparts finds no problem' passes_piuparts

@@ -12,18 +12,17 @@ suite=installation
 system="$work/system"
 setting='RYNVELD_OPTIONS="--read-only"'
 
-# The packages that apt would fetch for the packages and for their tests.
-base_packages=(g++ cmake make pkg-config systemd udev)
-
 in_system() { run_in_chroot "$system" 0:0 env DEBIAN_FRONTEND=noninteractive "$@"; }
 
 # Prints the files of the system and their contents, without the state that apt, dpkg and account tools change at every
 # installation. The accounts remain after a purge, because files may still belong to them.
 contents() {
-    in_system find / -xdev \( -path /proc -o -path /tmp -o -path /packages -o -path /earlier -o -path /sources \
-        -o -path /var/cache -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg \
-        -o -path /etc/ld.so.cache -o -path /etc/.pwd.lock \
-        -o -regex '/etc/\(passwd\|group\|shadow\|gshadow\)-?' \) -prune -o \
+    local ignored=(-path /none) path
+    for path in /proc /run /tmp /packages /earlier /sources /var/cache /var/log /var/lib/apt /var/lib/dpkg \
+        /etc/ld.so.cache /etc/.pwd.lock; do
+        ignored+=(-o -path "$path")
+    done
+    in_system find / -xdev \( "${ignored[@]}" -o -regex '/etc/\(passwd\|group\|shadow\|gshadow\)-?' \) -prune -o \
         \( -type f -printf '%p %m %u %s\n' -o ! -type d -printf '%p %y %l\n' -o -printf '%p %m %u\n' \) | sort
 }
 
@@ -31,7 +30,7 @@ contents() {
 make_earlier_package() {
     local folder="$work/earlier"
     rm -rf "$folder" && dpkg-deb --raw-extract "$1" "$folder" &&
-        sed -i "s/^Version: $version\$/Version: $earlier/; s/(= $version)/(= $earlier)/g" "$folder/DEBIAN/control" &&
+        sed -i "s/^Version: $version\$/Version: $earlier/; s/= $version)/= $earlier)/g" "$folder/DEBIAN/control" &&
         { [ ! -e "$folder/DEBIAN/conffiles" ] || (cd "$folder" && xargs -I{} sh -c \
             'echo "# Text of the earlier version." >>".{}"' <DEBIAN/conffiles); } &&
         dpkg-deb --root-owner-group --build "$folder" "$2" >/dev/null
@@ -39,8 +38,7 @@ make_earlier_package() {
 
 makes_a_system() {
     local archive package
-    archive=$(chroot_archive "install-amd64" minbase amd64 "${base_packages[@]}") &&
-        unpack_chroot "$archive" "$system" &&
+    archive=$(installation_chroot) && unpack_chroot "$archive" "$system" &&
         as_root mkdir -p "$system"/{packages,earlier,sources/debian,sources/tests} &&
         as_root cp -r "$root/debian/tests" "$system/sources/debian" &&
         as_root cp -r "$root/tests/installed" "$system/sources/tests" &&
@@ -52,9 +50,7 @@ makes_a_system() {
     contents >"$work/before"
 }
 
-install_from() {
-    in_system sh -c "apt-get install --yes --no-download -o Dpkg::Options::=--force-confold $1/*.deb"
-}
+install_from() { in_system sh -c "dpkg --force-confold --install $1/*.deb"; }
 
 # Succeeds if all packages of the project have the given version and are configured.
 all_have_version() {
@@ -95,12 +91,12 @@ serves_as_its_own_user() {
 }
 
 removes_all_but_the_configuration() {
-    in_system sh -c "apt-get remove --yes $names" && [ "$(cat "$system/etc/default/rynveld")" = "$setting" ] &&
+    in_system dpkg --remove $names && [ "$(cat "$system/etc/default/rynveld")" = "$setting" ] &&
         ! in_system sh -c 'ls /usr/bin/rynvelctl /usr/sbin/rynveld /usr/lib/*/librynvel*'
 }
 
 leaves_nothing_after_a_purge() {
-    in_system sh -c "rm -rf /tmp/*; apt-get purge --yes $names" && contents >"$work/after" &&
+    in_system sh -c "rm -rf /tmp/*; dpkg --purge $names" && contents >"$work/after" &&
         diff "$work/before" "$work/after"
 }
 
