@@ -12,24 +12,31 @@ suite='packages on the board'
 system="$root/build/packages/board"
 debian="$rynvel_cache/board/debian"
 
-# Downloads udev for the target with all packages that it depends on, and unpacks them into a folder.
+# The packages of Debian that the test needs on the board.
+debian_packages=(udev util-linux coreutils libstdc++6)
+
+debian_is_unpacked() { [ "$(cat "$debian/packages" 2>/dev/null)" = "${debian_packages[*]}" ]; }
+
+# Downloads the packages with all packages that they depend on, and unpacks them into a folder.
 fetch_debian() (
     stage=$(mktemp -d "$rynvel_cache/board/debian.XXXXXX") || exit
     trap 'rm -rf "$stage"' EXIT
     write_target_apt_settings "$stage"
     export APT_CONFIG="$stage/apt.conf"
     apt-get update || echo 'some package lists are missing; continuing with the others'
-    apt-get install --download-only --yes --no-install-recommends udev util-linux coreutils || exit
+    apt-get install --download-only --yes --no-install-recommends "${debian_packages[@]}" || exit
     for archive in "$stage"/apt/cache/archives/*.deb; do
         dpkg-deb --extract "$archive" "$stage/debian" || exit
     done
+    printf '%s\n' "${debian_packages[*]}" >"$stage/debian/packages"
+    rm -rf "$debian"
     mv "$stage/debian" "$debian"
 )
 
 # Makes the root file system of the test on the board, with the accounts that systemd-sysusers makes.
 makes_a_system() {
     local package
-    mkdir -p "$rynvel_cache/board" && { [ -e "$debian" ] || fetch_debian; } &&
+    mkdir -p "$rynvel_cache/board" && { debian_is_unpacked || fetch_debian; } &&
         rm -rf "$system" && mkdir -p "${system%/*}" && cp -a "$debian" "$system" || return
     for package in "$packages"/*.deb; do
         dpkg-deb --extract "$package" "$system" || return
@@ -49,7 +56,7 @@ session() {
 # Prints the part of the session under a heading.
 part() { sed -n "/^== $1\$/,/^== /{/^== /!p}" "$work/session"; }
 
-# Prints the device files of the device table, without those whose devices the board lacks.
+# Prints the device files of the device table and their device types.
 device_files() { sed 's/#.*//' "$root/cppsrc/devices.def" | awk 'NF { print $2, $4 }'; }
 
 gives_every_device_to_the_group() {

@@ -4,6 +4,8 @@
 # Usage: board_session.sh FOLDER. Prints parts with headings for board.sh.
 set -eu
 system=$1
+# udevadm must not refuse its work because it runs in another root file system.
+export SYSTEMD_IGNORE_CHROOT=1
 
 # Runs a command in the root file system. Usage: as USER GROUPS COMMAND [ARG...]
 as() {
@@ -28,8 +30,8 @@ forget_earlier_access() {
     done
 }
 
+mkdir -p "$system"/dev "$system"/proc "$system"/run "$system"/sys
 for folder in dev proc sys; do
-    mkdir -p "$system/$folder"
     mount --bind "/$folder" "$system/$folder"
 done
 mount -t tmpfs run "$system/run"
