@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Tests the Debian packages with the tools of Debian: piuparts installs and purges them, and autopkgtest runs the tests
-# in debian/tests. Both tools need the network.
+# in debian/tests. piuparts needs the network.
 # Usage: debian_tools.sh FOLDER, where FOLDER has the packages for this machine. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -26,7 +26,7 @@ with_chroot() {
 # There is no earlier version in an archive of packages, so piuparts cannot test an upgrade.
 passes_piuparts() {
     local archive
-    archive=$(chroot_archive piuparts-amd64 minbase amd64) &&
+    archive=$(installation_chroot) &&
         with_chroot "$archive" piuparts --no-eatmydata --no-upgrade-test --arch=amd64 \
             --distribution="$(debian_release)" --mirror="$(debian_mirror) main" "${binaries[@]}" --existing-chroot
 }
