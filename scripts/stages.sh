@@ -5,7 +5,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf counts board installed dissector)
-long_stages=(analyze bigendian hardened variants fuzz soak tunnels)
+long_stages=(analyze bigendian hardened variants fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
@@ -27,6 +27,7 @@ describe_stage() {
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
+        packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
         soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
     esac
 }
@@ -38,7 +39,7 @@ packages_of() {
     local programs=(curl zsh)
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
-        format) echo clang-format codespell ;;
+        format) echo clang-format codespell reuse ;;
         site) echo "${site_packages[@]}" ;;
         lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
@@ -50,6 +51,7 @@ packages_of() {
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
+        packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
 }
 
@@ -63,6 +65,7 @@ folder_of() {
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
         soak) echo build/hardened ;;
+        packages) echo "$rynvel_cache/chroots" ;;
         *) echo "build/$1" ;;
     esac
 }
@@ -98,6 +101,7 @@ usual_seconds() {
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
+        packages) echo 900 600 ;;
     esac
 }
 
@@ -227,10 +231,11 @@ includes_keep_to_the_folder_table() { project_files '*.[ch]' '*.cpp' '*.hpp' | s
 
 # Prints the files whose wording is checked. Leaves out the license, the fuzzing corpus, and the files that quote
 # excluded wordings.
-texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$)'; }
+texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$|LICENSES/)'; }
 
-# Words that codespell would report: macros of mdoc, a C++ term, and words that the tests misspell on purpose.
-not_misspelled=nd,fo,statics,wiat,comand,ohter,nam,raed,contrl
+# Words that codespell would report: macros of mdoc, a C++ term, a variant of mmdebstrap, and words that the tests
+# misspell on purpose.
+not_misspelled=nd,fo,statics,buildd,wiat,comand,ohter,nam,raed,contrl
 
 texts_are_spelled() { texts | xargs codespell --ignore-words-list "$not_misspelled"; }
 
@@ -242,6 +247,8 @@ stage_format() (
     files=$(sources) || return
     check 'clang-format changes nothing in the sources' clang-format --dry-run -Werror $files
     check 'every source file has a license line' every_source_names_its_license
+    check 'every file has a license in the form of the REUSE specification' reuse lint
+    check 'CMakeLists.txt, CHANGELOG.md and debian/changelog have the same version and date' packaging/version
     check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
     check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_folder_table
     check 'codespell finds no spelling mistake' texts_are_spelled
@@ -309,3 +316,12 @@ stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
 stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
+
+# Builds the packages of both architectures, and then tests them.
+stage_packages() {
+    local folder=build/packages tests=tests/packages
+    packaging/build amd64 && packaging/build armhf &&
+        together "$tests/contents.sh $folder/amd64 $folder/armhf" "$tests/installation.sh $folder/amd64" \
+            "$tests/reproducibility.sh amd64 $folder/amd64" "$tests/reproducibility.sh armhf $folder/armhf" \
+            "$tests/debian_tools.sh $folder/amd64" "$tests/board.sh $folder/armhf"
+}
