@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Arguments.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
+#include "DeviceName.h"
 #include "Errors.h"
 
 namespace RynvelPython {
@@ -228,7 +230,8 @@ std::string parseText(const char* what, PyObject* text, bool isDeviceName) {
     }
     Py_ssize_t size = 0;
     const char* const bytes = PyUnicode_AsUTF8AndSize(text, &size);
-    if (bytes != nullptr && std::strlen(bytes) == static_cast<std::size_t>(size)) {
+    if (bytes != nullptr && std::strlen(bytes) == static_cast<std::size_t>(size) &&
+        (isDeviceName || std::none_of(bytes, bytes + size, Common::isControlCharacter))) {
         return {bytes, static_cast<std::size_t>(size)};
     }
     PyErr_Clear();

@@ -53,7 +53,7 @@ bool parseByteOrder(PyObject* order);
 /** Returns a time-out in milliseconds; none for None and for a null argument. @param allowsZero whether 0 is valid. */
 std::optional<std::chrono::milliseconds> parseTimeout(PyObject* timeout, bool allowsZero);
 
-/** Returns a text as UTF-8. @param kind the exception for a text without UTF-8 form. */
+/** Returns a text as UTF-8. @param isDeviceName whether an unusable text is an unknown device. */
 std::string parseText(const char* what, PyObject* text, bool isDeviceName);
 
 } // namespace RynvelPython

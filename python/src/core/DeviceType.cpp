@@ -133,7 +133,7 @@ PyObject* writeRegister(PyObject* self, PyObject* const* arguments, Py_ssize_t c
 /** A contiguous buffer of a Python object. */
 class Buffer {
 public:
-    Buffer(PyObject* object, const DeviceProperties& device, int flags) {
+    Buffer(PyObject* object, const DeviceProperties& device, int flags, bool isReversed) {
         if (PyObject_GetBuffer(object, &m_view, flags | PyBUF_C_CONTIGUOUS | PyBUF_FORMAT) != 0) {
             if (PyErr_ExceptionMatches(PyExc_BufferError) != 0) {
                 PyErr_Clear();
@@ -146,6 +146,11 @@ public:
             PyBuffer_Release(&m_view);
             throw OperationError(ErrorKind::Width, device.name + ": " + problem);
         }
+        if (!isReversed && hasOtherByteOrder()) {
+            PyBuffer_Release(&m_view);
+            throw OperationError(ErrorKind::Value, device.name + ": the items of the buffer have another byte order "
+                                                                 "than the processor (give byteorder='network')");
+        }
         m_bytes = device.bytes();
     }
     Buffer(const Buffer&) = delete;
@@ -156,6 +161,11 @@ public:
     std::uint64_t items() const { return static_cast<std::uint64_t>(m_view.len) / m_bytes; }
 
 private:
+    bool hasOtherByteOrder() const {
+        const char* const foreign = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ">!" : "<";
+        return m_view.itemsize > 1 && m_view.format != nullptr && std::strspn(m_view.format, foreign) > 0;
+    }
+
     std::string findProblem(const DeviceProperties& device) const {
         const std::size_t bytes = device.bytes();
         const std::string registers = std::to_string(device.type.width) + "-bit registers";
@@ -245,7 +255,7 @@ PyObject* transferBuffer(PyObject* self, const char* function, const Call& call,
         assignArguments(function, call, parameters.data(), values.data(), values.size(), 2);
         requireArgument(function, "buffer", values[1]);
         const bool isReversed = parseByteOrder(values[3]);
-        const Buffer buffer(values[1], state.properties, flags);
+        const Buffer buffer(values[1], state.properties, flags, isReversed);
         const std::uint32_t address = parseAddress(state.properties, values[0], values[2], buffer.items());
         transfer(state, address, buffer.memory(), buffer.items(), isReversed);
         return none();
@@ -459,7 +469,8 @@ void addDeviceType(PyObject* module) {
                "bytes of each register are in big-endian order. Between the parts of a long burst, other threads may\n"
                "use the device, and Ctrl-C ends the burst. The parts have 4096 registers for a mapped device, 256 for\n"
                "another device of this machine, and 128 for a remote device.\n\n"
-               "Raises WidthError for a buffer of another width, and the errors of read()."),
+               "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
+               "than the registers get, and the errors of read()."),
         method("write_from", writeFrom,
                "write_from($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
                "Write the items of a buffer to consecutive registers, in ascending order.\n\n"
