@@ -9,7 +9,7 @@ from types import TracebackType
 from typing import TYPE_CHECKING, NamedTuple
 
 from . import _core
-from ._errors import ClosedError, Error, InUseError
+from ._errors import ClosedError, Error, InUseError, UnsupportedError
 
 if TYPE_CHECKING:
     from ._device import Device
@@ -101,6 +101,12 @@ class Events:
         self._is_waiting = True
         try:
             return await self._next()
+        except ClosedError:
+            # Another task may have called aclose().
+            if self._is_ended:
+                raise StopAsyncIteration from None
+            self._end()
+            raise
         except BaseException:
             self._end()
             raise
@@ -152,6 +158,10 @@ async def _readable(descriptors: tuple[int, int]) -> None:
             loop.add_reader(descriptor, finish)
             added.append(descriptor)
         await ready
+    except PermissionError as error:
+        raise UnsupportedError("an event loop cannot wait for a file of this kind (use interrupts() in a thread)") from error
     finally:
-        for descriptor in added:
-            loop.remove_reader(descriptor)
+        # A loop that is closed during the wait has no readers.
+        if not loop.is_closed():
+            for descriptor in added:
+                loop.remove_reader(descriptor)

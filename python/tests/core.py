@@ -10,6 +10,7 @@ import subprocess
 import sys
 import textwrap
 import threading
+import time
 from collections.abc import Callable
 from pathlib import Path
 from types import TracebackType
@@ -47,6 +48,13 @@ def make_files(folder: Path) -> None:
 
 def descriptors() -> int:
     return len(os.listdir("/proc/self/fd"))
+
+
+def wait_until(condition: Callable[[], bool]) -> None:
+    end = time.monotonic() + DEADLINE
+    while not condition():
+        assert time.monotonic() < end, "the condition does not become true"
+        time.sleep(0.001)
 
 
 def run_python(script: str, *arguments: str, cwd: Path | None = None) -> subprocess.CompletedProcess[str]:
@@ -156,7 +164,11 @@ class ScriptedServer:
     def raise_interrupt(self, data: bytes) -> None:
         """Sends data to the armed connections."""
         for connection in self.armed:
-            connection.sendall(data)
+            try:
+                connection.sendall(data)
+            except OSError:
+                # The client has disarmed the connection.
+                pass
 
     def normal_answer(self, request: Request, connection: socket.socket) -> bytes:
         if request.kind in (READ8, READ16, READ32):

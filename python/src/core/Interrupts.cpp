@@ -57,8 +57,8 @@ InterruptSession::InterruptSession(std::shared_ptr<OpenDevice> device)
     if (!m_stopped.isOpen()) {
         throw OperationError(ErrorKind::Error, std::string("eventfd: ") + std::strerror(errno), errno);
     }
-    m_descriptor = m_device->prepareInterrupts();
     try {
+        m_descriptor = m_device->prepareInterrupts();
         enable();
     } catch (...) {
         m_device->releaseInterrupts();
