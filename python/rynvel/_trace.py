@@ -130,8 +130,10 @@ class _Dispatcher:
             self._forget(trace)
             return
         with self._delivery:
-            self._deliver(0)
+            self._deliver()
             self._forget(trace)
+            # The traces that were made in the meantime are not for later subscriptions.
+            self._deliver()
 
     def _forget(self, trace: Trace) -> None:
         with self._state:
@@ -160,13 +162,14 @@ class _Dispatcher:
                 if not self._traces:
                     self._thread = None
                     return
-            self._deliver(1.0)
+            _core.trace_wait(1.0)
+            self._deliver()
 
-    def _deliver(self, timeout: float) -> None:
-        records = [TraceRecord(*row) for row in _core.trace_take(timeout)]
+    def _deliver(self) -> None:
+        # Between taking and delivering a trace, no subscription may end.
         with self._delivery:
-            for record in records:
-                self._dispatch(record)
+            for row in _core.trace_take():
+                self._dispatch(TraceRecord(*row))
 
     def _dispatch(self, record: TraceRecord) -> None:
         with self._state:

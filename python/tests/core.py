@@ -57,22 +57,21 @@ def wait_until(condition: Callable[[], bool]) -> None:
         time.sleep(0.001)
 
 
-def run_python(script: str, *arguments: str, cwd: Path | None = None) -> subprocess.CompletedProcess[str]:
+def run_python(script: str, *arguments: str, seconds: float = 4 * DEADLINE) -> subprocess.CompletedProcess[str]:
     """Runs a program in a new interpreter, which has the same package."""
     return subprocess.run(
         [sys.executable, "-X", "faulthandler", "-W", "error::ResourceWarning", "-c", textwrap.dedent(script), *arguments],
         capture_output=True,
         text=True,
-        timeout=4 * DEADLINE,
-        cwd=cwd,
+        timeout=seconds,
         env={**os.environ, "PYTHONPATH": os.pathsep.join(path for path in sys.path if path)},
         check=False,
     )
 
 
-def run_successfully(script: str, *arguments: str, cwd: Path | None = None) -> str:
+def run_successfully(script: str, *arguments: str) -> str:
     """Runs a program that must succeed and write nothing to standard error. Returns its output."""
-    result = run_python(script, *arguments, cwd=cwd)
+    result = run_python(script, *arguments)
     assert (result.returncode, result.stderr) == (0, ""), result.stdout + result.stderr
     return result.stdout
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "TraceQueue.h"
 
-#include <new>
 #include <utility>
 
 #include <pthread.h>
@@ -13,15 +12,10 @@ TraceQueue& TraceQueue::instance() {
     return queue;
 }
 
-// In a forked child, the threads that held the mutex or waited do not exist.
+// In a forked child, the threads that held the mutex or waited do not exist. Taking the mutex before the fork could
+// cause a deadlock: the tracing library calls write() with its own mutex, which it also takes before a fork.
 TraceQueue::TraceQueue() {
-    pthread_atfork([] { instance().m_mutex.lock(); }, [] { instance().m_mutex.unlock(); },
-                   [] {
-                       TraceQueue& queue = instance();
-                       new (&queue.m_changed) std::condition_variable;
-                       queue.m_traces.clear();
-                       queue.m_mutex.unlock();
-                   });
+    pthread_atfork(nullptr, nullptr, [] { instance().m_state = new State; });
 }
 
 void TraceQueue::attach() { ZilTraceControl::setSink(this); }
@@ -41,33 +35,42 @@ void TraceQueue::write(const ZilTraceControl::Record& record) {
                 record.kind == ZilTraceControl::Kind::Enter,
                 time.count(),
                 record.threadId};
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_traces.size() == capacity) {
-        ++m_lost;
+    State& state = *m_state;
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    if (state.traces.size() == capacity) {
+        ++state.lost;
         return;
     }
-    m_traces.push_back(std::move(trace));
-    m_changed.notify_all();
+    state.traces.push_back(std::move(trace));
+    state.changed.notify_all();
 }
 
-std::vector<Trace> TraceQueue::take(std::chrono::milliseconds timeout) {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait_for(lock, timeout, [this] { return !m_traces.empty() || m_isWokenUp; });
-    m_isWokenUp = false;
-    std::vector<Trace> traces(std::make_move_iterator(m_traces.begin()), std::make_move_iterator(m_traces.end()));
-    m_traces.clear();
+void TraceQueue::wait(std::chrono::milliseconds timeout) {
+    State& state = *m_state;
+    std::unique_lock<std::mutex> lock(state.mutex);
+    state.changed.wait_for(lock, timeout, [&state] { return !state.traces.empty() || state.isWokenUp; });
+    state.isWokenUp = false;
+}
+
+std::vector<Trace> TraceQueue::take() {
+    State& state = *m_state;
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    std::vector<Trace> traces(std::make_move_iterator(state.traces.begin()), std::make_move_iterator(state.traces.end()));
+    state.traces.clear();
     return traces;
 }
 
 void TraceQueue::wakeUp() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_isWokenUp = true;
-    m_changed.notify_all();
+    State& state = *m_state;
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.isWokenUp = true;
+    state.changed.notify_all();
 }
 
 std::uint64_t TraceQueue::lost() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_lost;
+    State& state = *m_state;
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    return state.lost;
 }
 
 } // namespace RynvelPython

@@ -49,9 +49,11 @@ public:
 
     void write(const ZilTraceControl::Record& record) override;
 
-    /** Returns the traces since the last call. Waits for a trace, or for wakeUp(), up to the time limit. */
-    std::vector<Trace> take(std::chrono::milliseconds timeout);
+    /** Waits for a trace, or for wakeUp(), up to the time limit. */
+    void wait(std::chrono::milliseconds timeout);
     void wakeUp();
+    /** Returns the traces since the last call. */
+    std::vector<Trace> take();
 
     /** Returns the number of traces that did not fit in the queue. */
     std::uint64_t lost();
@@ -61,11 +63,16 @@ private:
 
     static constexpr std::size_t capacity = 10000;
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::deque<Trace> m_traces;
-    std::uint64_t m_lost = 0;
-    bool m_isWokenUp = false;
+    struct State {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::deque<Trace> traces;
+        std::uint64_t lost = 0;
+        bool isWokenUp = false;
+    };
+
+    /** Changes only in a forked child. */
+    State* m_state = new State;
 };
 
 } // namespace RynvelPython
