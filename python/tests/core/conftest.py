@@ -9,7 +9,7 @@ import socket
 import struct
 import subprocess
 import sys
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
@@ -92,3 +92,8 @@ def run_program(text: str) -> subprocess.CompletedProcess[str]:
         timeout=60,
         pass_fds=[] if driver is None else [int(driver)],
     )
+
+
+def calls(*functions: Callable[[], object]) -> tuple[Callable[[], object], ...]:
+    """Return functions of any result type as a sequence of one type."""
+    return functions

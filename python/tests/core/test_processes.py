@@ -9,7 +9,7 @@ import threading
 from typing import Any
 
 import pytest
-from conftest import Driver, run_program
+from conftest import Driver, calls, run_program
 
 import rynvel
 
@@ -88,7 +88,7 @@ def test_a_child_process_must_open_its_devices_again(driver: Driver, server: str
         if child == 0:
             status = 1
             try:
-                for call in (lambda: local.read(0), lambda: remote.read(0), lambda: interrupts.wait(0)):
+                for call in calls(lambda: local.read(0), lambda: remote.read(0), lambda: interrupts.wait(0)):
                     with pytest.raises(rynvel.ForkedError):
                         call()
                 assert local.closed and remote.closed
