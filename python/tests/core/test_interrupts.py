@@ -48,7 +48,11 @@ def test_a_time_out_gives_none(driver: Driver) -> None:
         assert interrupts.wait(timeout=0) is None
 
 
-@pytest.mark.parametrize("timeout", [-1, float("nan"), float("inf"), 10**400, "1"], ids=["negative", "nan", "infinite", "large", "text"])
+@pytest.mark.parametrize(
+    "timeout",
+    [-1, float("nan"), float("inf"), 10**400, "1"],
+    ids=["negative", "nan", "infinite", "large", "text"],
+)
 def test_refuses_what_is_no_time_out(driver: Driver, timeout: Any) -> None:
     with rynvel.open("uio") as device, device.interrupts() as interrupts:
         with pytest.raises((ValueError, TypeError)):
@@ -152,7 +156,7 @@ def test_events_arrive_in_an_event_loop(driver: Driver) -> None:
     assert driver.controls() == [1, 1, 1, 0]
 
 
-def test_a_cancelled_task_leaves_no_reader_and_disables(driver: Driver) -> None:
+def test_a_canceled_task_leaves_no_reader_and_disables(driver: Driver) -> None:
     async def cancel() -> None:
         with rynvel.open("uio") as device:
             async def wait() -> None:
@@ -164,8 +168,7 @@ def test_a_cancelled_task_leaves_no_reader_and_disables(driver: Driver) -> None:
             await asyncio.sleep(0)
             assert driver.controls() == [1]
             task.cancel()
-            with pytest.raises(asyncio.CancelledError):
-                await task
+            assert await asyncio.wait([task]) == ({task}, set())
             assert driver.controls() == [0]
             loop: Any = asyncio.get_running_loop()
             assert len(loop._selector.get_map()) == 1  # the loop's own descriptor
