@@ -328,7 +328,9 @@ class Register:
         if position is not None:
             self._write_field(position, value)
         elif hasattr(Register, name):
-            raise AttributeError(f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])")
+            raise AttributeError(
+                f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])"
+            )
         else:
             self[name] = value
 
