@@ -21,7 +21,7 @@ import time
 from collections.abc import Mapping, Sequence
 from pathlib import Path
 from types import TracebackType
-from typing import IO, TYPE_CHECKING, Any
+from typing import IO, TYPE_CHECKING
 
 from ._errors import Error, MissingFileError
 from ._registers import MapPaths, map_paths
