@@ -752,7 +752,7 @@ def registers_of(device: Device) -> Registers:
     except _maps.UnusableMap as unusable:
         raise MapError(f"{device.name}: {unusable}") from None
     except TimeoutError as error:
-        raise MapError(f"{device.name}: {error}: the map is incomplete after {_MAP_TIMEOUT_MS // 1000} s") from None
+        raise MapError(f"{device.name}: {error}: the map is incomplete after {_MAP_TIMEOUT_MS / 1000:g} s") from None
     if view is None:
         raise MapError(f"{device.name}: no register map describes the device (give map=FILE, or set RYNVEL_MAPS)")
     return Registers(_Context(device, view), view)

@@ -466,6 +466,19 @@ class TestMaps:
         with server.open("traf.top", map=tmp_path / "none.svd") as device:
             assert "No such file" in refusal(rynvel.MapError, lambda: device.regs)
 
+    def test_with_an_odd_name_that_cannot_be_used_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
+        for name in (b"none\xff", b"none\n\x1b"):
+            with server.open("traf.top", map=os.fsencode(tmp_path) + b"/" + name) as device:
+                assert os.fsdecode(name) in refusal(rynvel.MapError, lambda: device.regs)
+
+    def test_that_no_writer_completes_are_errors(
+        self, server: SimulatedServer, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+    ) -> None:
+        monkeypatch.setattr("rynvel._registers._MAP_TIMEOUT_MS", 50)
+        os.mkfifo(tmp_path / "pipe")
+        with server.open("traf.top", map=tmp_path / "pipe") as device:
+            assert "the map is incomplete after" in refusal(rynvel.MapError, lambda: device.regs)
+
     def test_of_odd_names_work(self, server: SimulatedServer, tmp_path: Path) -> None:
         folder = os.fsencode(tmp_path) + b"/\xff\n"
         os.mkdir(folder)
