@@ -13,7 +13,7 @@ import pytest
 
 from rynvel.testing import find_server
 
-PROJECT = Path(__file__).resolve().parents[2]
+PROJECT = Path(__file__).resolve().parents[3]
 
 SESSION = """
 import sys
@@ -34,7 +34,7 @@ def run(*command: str | Path, **variables: str) -> str:
         [str(word) for word in command],
         capture_output=True,
         text=True,
-        timeout=900,
+        timeout=3600,
         env={**kept, **offline, **variables},
         check=False,
     )
