@@ -130,7 +130,7 @@ class _Dispatcher:
             self._forget(trace)
             return
         with self._delivery:
-            self._deliver(0)
+            self._deliver()
             self._forget(trace)
 
     def _forget(self, trace: Trace) -> None:
@@ -160,13 +160,14 @@ class _Dispatcher:
                 if not self._traces:
                     self._thread = None
                     return
-            self._deliver(1.0)
+            _core.trace_wait(1.0)
+            self._deliver()
 
-    def _deliver(self, timeout: float) -> None:
-        records = [TraceRecord(*row) for row in _core.trace_take(timeout)]
+    def _deliver(self) -> None:
+        # Without the lock around both steps, stop() could return before a trace that this thread has taken arrives.
         with self._delivery:
-            for record in records:
-                self._dispatch(record)
+            for row in _core.trace_take():
+                self._dispatch(TraceRecord(*row))
 
     def _dispatch(self, record: TraceRecord) -> None:
         with self._state:

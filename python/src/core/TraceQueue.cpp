@@ -50,10 +50,14 @@ void TraceQueue::write(const ZilTraceControl::Record& record) {
     m_changed.notify_all();
 }
 
-std::vector<Trace> TraceQueue::take(std::chrono::milliseconds timeout) {
+void TraceQueue::wait(std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_changed.wait_for(lock, timeout, [this] { return !m_traces.empty() || m_isWokenUp; });
     m_isWokenUp = false;
+}
+
+std::vector<Trace> TraceQueue::take() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     std::vector<Trace> traces(std::make_move_iterator(m_traces.begin()), std::make_move_iterator(m_traces.end()));
     m_traces.clear();
     return traces;

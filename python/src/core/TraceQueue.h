@@ -49,8 +49,10 @@ public:
 
     void write(const ZilTraceControl::Record& record) override;
 
-    /** Returns the traces since the last call. Waits for a trace, or for wakeUp(), up to the time limit. */
-    std::vector<Trace> take(std::chrono::milliseconds timeout);
+    /** Waits for a trace, or for wakeUp(), up to the time limit. */
+    void wait(std::chrono::milliseconds timeout);
+    /** Returns the traces since the last call. */
+    std::vector<Trace> take();
     void wakeUp();
 
     /** Returns the number of traces that did not fit in the queue. */
