@@ -10,7 +10,7 @@ from . import _core
 from ._interrupts import Events, Interrupts
 
 if TYPE_CHECKING:
-    from ._registers import Registers
+    from ._registers import MapPaths, Registers
 
 
 class DeviceInfo(NamedTuple):
@@ -36,7 +36,7 @@ class Device(_core.Device):
     After a fork, the child process must open its devices again.
     """
 
-    _map: str | None = None
+    _map: MapPaths | None = None
     _registers: Registers | None = None
 
     def __enter__(self) -> Device:
@@ -54,10 +54,10 @@ class Device(_core.Device):
 
     @property
     def regs(self) -> Registers:
-        """The registers of the device by name, from its register map."""
-        from ._registers import registers_of
-
+        """The registers of the device by name. Raises MapError if no register map describes the device."""
         if self._registers is None:
+            from ._registers import registers_of
+
             self._registers = registers_of(self)
         return self._registers
 
@@ -81,7 +81,7 @@ def open(
     name: str,
     remote: str | None = None,
     timeout: float | None = None,
-    map: str | None = None,
+    map: MapPaths | None = None,
     *,
     type: str | None = None,
 ) -> Device:
@@ -89,7 +89,8 @@ def open(
 
     remote  the server, as HOST, HOST:PORT or HOST::PORT; None for a device of the device table
     timeout the time in seconds within which a server must answer, by default 5; devices of this machine ignore it
-    map     the register map that describes the device; None to search for one
+    map     register maps, a file, a folder or several; None to search those of RYNVEL_MAPS and of the machine. The maps
+            are read when ``regs`` is used for the first time.
     type    the type of the device on its server, for example 'Uio32'; None for the type in the device table
 
     Raises UnknownDeviceError, MissingFileError, PermissionDeniedError or DeviceError; for a remote device also

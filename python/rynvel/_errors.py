@@ -95,3 +95,22 @@ class ClosedError(Error, ValueError):
 
 class ForkedError(ClosedError):
     """The device was opened before the process forked. The child process must open the device again."""
+
+
+class MapError(Error, ValueError):
+    """A register map cannot be used, or no register map describes the device."""
+
+
+class NotAllowedError(Error, ValueError):
+    """The register map does not allow the access, such as a write to a read-only field. No register was written."""
+
+
+class UnknownNameError(Error, AttributeError, KeyError, IndexError):
+    """The register map has no such register, field or element. The message suggests the most similar names."""
+
+
+# Tracebacks then name the classes as programs do.
+for _value in list(vars().values()):
+    if isinstance(_value, type) and issubclass(_value, Error):
+        _value.__module__ = "rynvel"
+del _value
