@@ -5,7 +5,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts lint dev asan tsan armhf python counts board installed fuzz)
-long_stages=(analyze bigendian hardened soak)
+long_stages=(analyze bigendian hardened wheel soak)
 
 describe_stage() {
     case $1 in
@@ -18,6 +18,7 @@ describe_stage() {
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package and of its types' ;;
+        wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
@@ -40,6 +41,7 @@ packages_of() {
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         python) echo "${build_packages[@]}" "${python_packages[@]}" ;;
+        wheel) echo "${build_packages[@]}" "${python_packages[@]}" "${wheel_packages[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
@@ -81,6 +83,7 @@ usual_seconds() {
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
         python) echo 120 60 ;;
+        wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         board) echo 95 80 ;;
@@ -169,12 +172,19 @@ stage_hardened() { test_preset hardened; }
 check_python_types() {
     MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core mypy --strict --cache-dir build/python/mypy \
         -p rynvel && MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core \
-        mypy --strict --cache-dir build/python/mypy python/tests/core/*.py
+        mypy --strict --cache-dir build/python/mypy python/tests/core/*.py &&
+        MYPYPATH=$PWD/build/python/python:$PWD/python/tests/package \
+            mypy --strict --cache-dir build/python/mypy python/tests/package/*.py python/examples/*.py
 }
 
 stage_python() {
     build python && check_python_types &&
-        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml"
+        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
+        python/tests/package/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
+}
+
+stage_wheel() {
+    build python && python/tests/package/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_wheel_tests.xml"
 }
 
 # The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
