@@ -174,7 +174,8 @@ check_python_types() {
 
 stage_python() {
     build python && check_python_types &&
-        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml"
+        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
+        python/tests/package/run build/python --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
 }
 
 # The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
