@@ -4,8 +4,8 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint dev asan tsan armhf counts board installed dissector)
-long_stages=(analyze bigendian hardened variants fuzz soak tunnels packages)
+quick_stages=(format scripts site lint dev asan tsan armhf python counts board installed dissector)
+long_stages=(analyze bigendian hardened variants wheel fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
@@ -18,6 +18,8 @@ describe_stage() {
         asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
+        python) echo 'the tests of the Python package and of its types' ;;
+        wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
@@ -44,6 +46,8 @@ packages_of() {
         lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
+        python) echo "${build_packages[@]}" "${python_packages[@]}" ;;
+        wheel) echo "${build_packages[@]}" "${python_packages[@]}" "${wheel_packages[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
@@ -91,6 +95,8 @@ usual_seconds() {
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
+        python) echo 120 60 ;;
+        wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         board) echo 95 80 ;;
@@ -178,6 +184,25 @@ stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by
 stage_armhf() { test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
+
+# Checks the types of the package in the build folder and of its tests.
+check_python_types() {
+    MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core mypy --strict --cache-dir build/python/mypy \
+        -p rynvel && MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core \
+        mypy --strict --cache-dir build/python/mypy python/tests/core/*.py &&
+        MYPYPATH=$PWD/build/python/python:$PWD/python/tests/package \
+            mypy --strict --cache-dir build/python/mypy python/tests/package/*.py python/examples/*.py
+}
+
+stage_python() {
+    build python && check_python_types &&
+        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
+        python/tests/package/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
+}
+
+stage_wheel() {
+    build python && python/tests/package/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_wheel_tests.xml"
+}
 
 # The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
 stage_soak() {

@@ -119,9 +119,8 @@ private:
         if (!m_options.mask.empty()) {
             throw usageError("--mask: the fields already select the bits to write (leave out --mask)");
         }
-        const Maps::FieldWrite write = allowed([&](const MappedRegister& whole) {
-            return Maps::planWrite(whole.located, assignments, whole.word, form);
-        });
+        const Maps::FieldWrite write = allowed(
+            [&](const MappedRegister& whole) { return Maps::planWrite(whole.located, assignments, whole.word, form); });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
                 mask,

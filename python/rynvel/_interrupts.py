@@ -144,7 +144,7 @@ class Events:
 
 
 async def _readable(descriptors: tuple[int, int]) -> None:
-    """Wait until one of the descriptors is readable. A cancelled wait leaves no reader in the event loop."""
+    """Wait until one of the descriptors is readable. A wait that is canceled leaves no reader in the event loop."""
     loop = asyncio.get_running_loop()
     ready: asyncio.Future[None] = loop.create_future()
 

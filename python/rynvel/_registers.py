@@ -328,7 +328,9 @@ class Register:
         if position is not None:
             self._write_field(position, value)
         elif hasattr(Register, name):
-            raise AttributeError(f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])")
+            raise AttributeError(
+                f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])"
+            )
         else:
             self[name] = value
 
@@ -750,7 +752,7 @@ def registers_of(device: Device) -> Registers:
     except _maps.UnusableMap as unusable:
         raise MapError(f"{device.name}: {unusable}") from None
     except TimeoutError as error:
-        raise MapError(f"{device.name}: {error}: the map is incomplete after {_MAP_TIMEOUT_MS // 1000} s") from None
+        raise MapError(f"{device.name}: {error}: the map is incomplete after {_MAP_TIMEOUT_MS / 1000:g} s") from None
     if view is None:
         raise MapError(f"{device.name}: no register map describes the device (give map=FILE, or set RYNVEL_MAPS)")
     return Registers(_Context(device, view), view)

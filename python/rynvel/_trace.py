@@ -166,7 +166,7 @@ class _Dispatcher:
             self._deliver()
 
     def _deliver(self) -> None:
-        # Between taking and delivering a trace, no subscription may end.
+        # Without the lock around both steps, stop() could return before a trace that this thread has taken arrives.
         with self._delivery:
             for row in _core.trace_take():
                 self._dispatch(TraceRecord(*row))

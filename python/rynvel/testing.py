@@ -10,6 +10,7 @@ SimulatedServer runs the real register server on this machine with devices in me
 
 from __future__ import annotations
 
+import contextlib
 import os
 import shutil
 import signal
@@ -21,7 +22,7 @@ import time
 from collections.abc import Mapping, Sequence
 from pathlib import Path
 from types import TracebackType
-from typing import IO, TYPE_CHECKING, Any
+from typing import IO, TYPE_CHECKING
 
 from ._errors import Error, MissingFileError
 from ._registers import MapPaths, map_paths
@@ -31,8 +32,8 @@ if TYPE_CHECKING:
 
 __all__ = ["ServerError", "SimulatedServer", "find_server"]
 
-# Runs the server until standard input ends, which also happens when this process is killed. The shell then ends the
-# server, and kills it if it does not end in time.
+# Runs the server until standard input has a line or ends, as it does when this process is killed. The shell then ends
+# the server, and kills it if it does not end in time.
 _SUPERVISOR = """
 "$@" &
 server=$!
@@ -129,7 +130,8 @@ class SimulatedServer:
     """A rynveld with simulated devices, on a free port of this machine. Use it in a `with` block.
 
     Each simulated device of the device table has 4096 bytes of registers, which are 0 or, with register maps, behave as
-    the maps describe them. The server ends with the block. It also ends if this process is killed.
+    the maps describe them. The server ends with the block. It also ends if this process, and each process that it has
+    forked, is killed.
 
     maps: register maps, files or folders; open() also uses them.
     devices: the names of the devices to serve; without names, the server serves all.
@@ -204,8 +206,13 @@ class SimulatedServer:
         assert process.stdin is not None
         deadline = _Deadline(_END_SECONDS)
         try:
-            process.stdin.close()
+            # A process that this one has forked may keep the pipe open, so its end alone is not enough.
+            with contextlib.suppress(BrokenPipeError), process.stdin:
+                process.stdin.write(b"\n")
             process.wait(deadline.left())
+        except subprocess.TimeoutExpired:
+            self._kill(process)
+            raise self._failure(f"does not end within {_END_SECONDS:g} s") from None
         except BaseException:
             self._kill(process)
             raise

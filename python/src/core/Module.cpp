@@ -44,13 +44,12 @@ py::object text(const std::string& characters) {
 }
 
 void waitForTraces(double timeout) {
-    unlocked([&] {
-        TraceQueue::instance().wait(std::chrono::milliseconds(static_cast<long long>(timeout * 1000)));
-    });
+    unlocked([&] { TraceQueue::instance().wait(std::chrono::milliseconds(static_cast<long long>(timeout * 1000))); });
 }
 
 py::list takeTraces() {
     std::vector<Trace> traces;
+    // A thread that traces may hold the mutex of the queue for the time of an allocation.
     unlocked([&] { traces = TraceQueue::instance().take(); });
     py::list result;
     for (const Trace& trace : traces) {
@@ -95,7 +94,7 @@ void build(py::module_& module) {
     module.def("devices", listDevices, "Return the rows of the device table.");
     module.def("trace_attach", attachTraces, "Collect the traces of all channels.");
     module.def("trace_detach", detachTraces, "Give the traces to the configured sink again.");
-    module.def("trace_wait", waitForTraces, py::arg("timeout"), "Wait for traces, up to a time in seconds.");
+    module.def("trace_wait", waitForTraces, py::arg("timeout"), "Wait for traces.");
     module.def("trace_take", takeTraces, "Return the traces since the last call.");
     module.def(
         "trace_wake_up", [] { TraceQueue::instance().wakeUp(); }, "End the wait of another thread.");

@@ -192,6 +192,23 @@ void defineGroups(py::module_& module) {
         .def("paths", [](const GroupView& self) { return textsOf(self.paths()); });
 }
 
+/**
+ * Defines an exception class for a C++ exception. The message may contain bytes of a path that are not UTF-8, which
+ * py::register_exception() would replace by a UnicodeDecodeError.
+ */
+template <typename Exception>
+void defineException(py::module_& module, const char* name) {
+    // The class lives as long as the interpreter.
+    static PyObject* const type = py::exception<Exception>(module, name).release().ptr();
+    py::register_exception_translator([](std::exception_ptr pointer) {
+        try {
+            std::rethrow_exception(std::move(pointer));
+        } catch (const Exception& exception) {
+            PyErr_SetObject(type, pathOf(exception.what()).ptr());
+        }
+    });
+}
+
 void translateTimeouts() {
     py::register_exception_translator([](std::exception_ptr pointer) {
         try {
@@ -208,8 +225,8 @@ void translateTimeouts() {
 
 PYBIND11_MODULE(_maps, module) {
     module.doc() = "Register maps for rynvel.";
-    py::register_exception<Maps::UnusableMap>(module, "UnusableMap");
-    py::register_exception<Maps::RefusedValue>(module, "RefusedValue");
+    RynvelPython::defineException<Maps::UnusableMap>(module, "UnusableMap");
+    RynvelPython::defineException<Maps::RefusedValue>(module, "RefusedValue");
     RynvelPython::translateTimeouts();
     RynvelPython::defineFields(module);
     RynvelPython::defineRegisters(module);

@@ -13,7 +13,7 @@ from types import FrameType
 from typing import Any
 
 import pytest
-from core import (
+from support import (
     DEADLINE,
     ERROR,
     OPEN,

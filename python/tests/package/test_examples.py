@@ -10,7 +10,7 @@ from pathlib import Path
 
 from rynvel.testing import SimulatedServer
 
-PROJECT = Path(__file__).resolve().parents[2]
+PROJECT = Path(__file__).resolve().parents[3]
 PROGRAM = PROJECT / "python" / "examples" / "production_test.py"
 MAPS = PROJECT / "board" / "maps"
 

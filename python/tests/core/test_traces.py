@@ -9,7 +9,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from core import DEADLINE, run_python, run_successfully, wait_until
+from support import DEADLINE, run_python, run_successfully, wait_until
 
 import rynvel
 

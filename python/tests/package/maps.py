@@ -19,6 +19,10 @@ def value(name: str, number: object) -> str:
     return element("enumeratedValue", element("name", name) + element("value", number))
 
 
+def limits(minimum: int, maximum: int) -> str:
+    return element("writeConstraint", element("range", element("minimum", minimum) + element("maximum", maximum)))
+
+
 def values(*content: str) -> str:
     return element("enumeratedValues", "".join(content))
 
@@ -62,25 +66,35 @@ BOARD = map_of(
         0x0,
         field("ENABLE", 0, 0, values(value("off", 0), value("on", 1)))
         + field("MODE", 3, 1, values(value("slow", 1), value("fast", 2), value("10", 3), value("wide", 9)))
-        + field("GAIN", 7, 4, "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum></range></writeConstraint>")
+        + field("GAIN", 7, 4, limits(1, 9))
         + field("read", 8, 8)
         + field("two words", 9, 9)
         + field("class", 10, 10)
         + field("_private", 11, 11)
         + field("LOCKED", 12, 12, READ_ONLY)
         + field("SECRET", 13, 13, WRITE_ONLY + ONE_TO_CLEAR)
-        + field("LINE%s", 19, 16, array(2, 4) ),
+        + field("LINE%s", 19, 16, array(2, 4)),
     )
-    + register("STATUS", 0x4, field("DONE", 0, 0, ONE_TO_CLEAR) + field("FAILED", 1, 1, ONE_TO_CLEAR) + field("LEVEL", 7, 4), "<resetValue>0x53</resetValue>")
+    + register(
+        "STATUS",
+        0x4,
+        field("DONE", 0, 0, ONE_TO_CLEAR) + field("FAILED", 1, 1, ONE_TO_CLEAR) + field("LEVEL", 7, 4),
+        "<resetValue>0x53</resetValue>",
+    )
     + register("SERIAL", 0x8, "", READ_ONLY + "<resetValue>0x1234</resetValue>")
     + register("COMMAND", 0xC, field("START", 0, 0) + field("CODE", 7, 4), WRITE_ONLY)
-    + register("QUEUE", 0x10, field("DATA", 7, 0) + field("FULL", 8, 8), CLEARED_BY_READING + "<resetValue>0x1A5</resetValue>")
+    + register(
+        "QUEUE",
+        0x10,
+        field("DATA", 7, 0) + field("FULL", 8, 8),
+        CLEARED_BY_READING + "<resetValue>0x1A5</resetValue>",
+    )
     + register("DATA[%s]", 0x20, field("LOW", 7, 0), array(4, 4))
     + register("IRQ%s", 0x40, "", array(3, 4, "A,B,C"))
     + register("register", 0x50)
     + register("TWICE", 0x54, field("A", 3, 0) + field("B", 5, 2))
     + register("WIDE", 0x58, "", "<size>64</size>")
-    + register("RANGE", 0x64, "", "<writeConstraint><range><minimum>10</minimum><maximum>20</maximum></range></writeConstraint>")
+    + register("RANGE", 0x64, "", limits(10, 20))
     + register("UNALIGNED", 0x6A, "", "<size>16</size>")
     + register("NARROW", 0x70, "", "<size>16</size>")
     + register("OUTSIDE", 0x2000)

@@ -187,7 +187,9 @@ def test_read_only_and_write_only(shared: rynvel.Device) -> None:
 
 
 def test_a_read_with_a_side_effect_must_be_asked_for(device: rynvel.Device) -> None:
-    for access in each(lambda: device.regs.QUEUE.read(), lambda: device.regs.QUEUE.DATA, lambda: device.regs["QUEUE.DATA"]):
+    for access in each(
+        device.regs.QUEUE.read, lambda: device.regs.QUEUE.DATA, lambda: device.regs["QUEUE.DATA"]
+    ):
         assert "reading register QUEUE has a side effect" in refusal(rynvel.NotAllowedError, access)
     value = device.regs.QUEUE.read(side_effects=True)
     assert (value, value.DATA, value.FULL) == (0x1A5, 0xA5, 1)
@@ -294,9 +296,17 @@ def test_names_that_collide_with_methods_are_items(device: rynvel.Device) -> Non
     assert (device.regs.CTRL["_private"], device.regs.CTRL["class"], device.regs.CTRL["two words"]) == (0, 0, 0)
 
 
-@pytest.mark.parametrize("name", ["CTRX", "", "CTRL.", ".CTRL", "CTRL.MODE.X", "\0", "CTRL\0", "\ud800", "a\nb", "é" * 9999], ids=short)
+@pytest.mark.parametrize(
+    "name",
+    ["CTRX", "", "CTRL.", ".CTRL", "CTRL.MODE.X", "\0", "CTRL\0", "\ud800", "a\nb", "é" * 9999],
+    ids=short,
+)
 def test_unknown_names_are_refused(shared: rynvel.Device, name: str) -> None:
-    for access in each(lambda: shared.regs[name], lambda: shared.regs.__setitem__(name, 1), lambda: shared.regs.register(name)):
+    for access in each(
+        lambda: shared.regs[name],
+        lambda: shared.regs.__setitem__(name, 1),
+        lambda: shared.regs.register(name),
+    ):
         message = refusal(rynvel.UnknownNameError, access)
         assert repr(name) in message
         assert "\0" not in message and "\n" not in message
@@ -419,7 +429,8 @@ class TestMaps:
             assert device.regs.map_file == str(map_file)
 
     def test_may_be_several_and_have_any_form_of_path(self, server: SimulatedServer, map_file: Path) -> None:
-        paths: list[Any] = [map_file, str(map_file), os.fsencode(map_file), [map_file.parent], (str(map_file), map_file)]
+        name = str(map_file)
+        paths: list[Any] = [map_file, name, os.fsencode(map_file), [map_file.parent], (name, map_file)]
         for path in paths:
             with server.open("traf.top", map=path) as device:
                 assert "CTRL" in device.regs
@@ -454,6 +465,19 @@ class TestMaps:
     def test_that_are_missing_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
         with server.open("traf.top", map=tmp_path / "none.svd") as device:
             assert "No such file" in refusal(rynvel.MapError, lambda: device.regs)
+
+    def test_with_an_odd_name_that_cannot_be_used_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
+        for name in (b"none\xff", b"none\n\x1b"):
+            with server.open("traf.top", map=os.fsencode(tmp_path) + b"/" + name) as device:
+                assert os.fsdecode(name) in refusal(rynvel.MapError, lambda: device.regs)
+
+    def test_that_no_writer_completes_are_errors(
+        self, server: SimulatedServer, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+    ) -> None:
+        monkeypatch.setattr("rynvel._registers._MAP_TIMEOUT_MS", 50)
+        os.mkfifo(tmp_path / "pipe")
+        with server.open("traf.top", map=tmp_path / "pipe") as device:
+            assert "the map is incomplete after" in refusal(rynvel.MapError, lambda: device.regs)
 
     def test_of_odd_names_work(self, server: SimulatedServer, tmp_path: Path) -> None:
         folder = os.fsencode(tmp_path) + b"/\xff\n"

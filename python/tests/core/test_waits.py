@@ -16,7 +16,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from core import (
+from support import (
     DEADLINE,
     DISABLE,
     ENABLE,
@@ -29,8 +29,8 @@ from core import (
     wait_until,
     word,
 )
-from test_core_errors import BAD_TIMEOUTS
-from test_core_remote import SLACK
+from test_errors import BAD_TIMEOUTS
+from test_lost_servers import SLACK
 
 import rynvel
 from rynvel.testing import SimulatedServer

@@ -14,7 +14,7 @@ from typing import Any
 
 import numpy
 import pytest
-from core import ScriptedServer
+from support import ScriptedServer
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 

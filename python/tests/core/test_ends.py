@@ -6,7 +6,7 @@ from __future__ import annotations
 from pathlib import Path
 
 import pytest
-from core import DISABLE, ENABLE, OPEN, READ32, WAIT, ScriptedServer, run_python, run_successfully, word
+from support import DISABLE, ENABLE, OPEN, READ32, WAIT, ScriptedServer, run_python, run_successfully, word
 
 FORKED = """
     import gc, os, sys, rynvel

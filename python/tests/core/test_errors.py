@@ -17,7 +17,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from core import DEADLINE, ScriptedServer, descriptors, response, run_python, run_successfully, wait_until
+from support import DEADLINE, ScriptedServer, descriptors, response, run_python, run_successfully, wait_until
 
 import rynvel
 from rynvel.testing import ServerError
@@ -328,7 +328,7 @@ def test_the_table_lists_all_devices(files: Path) -> None:
     assert rows["far32"] == ("far32", "Remote32", 32, None, "127.0.0.1::1", None)
     (files / "registers8").unlink()
     assert {row.name: row for row in rynvel.devices()}["file8"].present is False
-    rows_of_file = [line.split() for line in (Path(__file__).parent / "devices.def").read_text().splitlines()]
+    rows_of_file = [line.split() for line in (Path(__file__).parents[1] / "devices.def").read_text().splitlines()]
     assert [row[0] for row in rows_of_file if row[0] != "#"] == list(rows)
 
 

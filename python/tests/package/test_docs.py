@@ -15,7 +15,7 @@ from typing import Any, NamedTuple
 
 import pytest
 
-PROJECT = Path(__file__).resolve().parents[2]
+PROJECT = Path(__file__).resolve().parents[3]
 PAGE = PROJECT / "docs" / "python.md"
 BLOCK = re.compile(r"^```(\w*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 FILE_NAME = re.compile(r"# (\w+\.py)\n")

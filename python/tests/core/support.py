@@ -31,12 +31,6 @@ GET_TYPE, ENABLE, DISABLE, WAIT = 9, 10, 11, 12
 ERROR = 0xFFFFFFFF
 
 
-def require_test_table() -> None:
-    """Fails unless the package has the device table of the tests."""
-    if "file8" not in {row.name for row in rynvel.devices()}:
-        raise RuntimeError("rynvel has another device table (set PYTHONPATH to python_tests/ of the build folder)")
-
-
 def make_files(folder: Path) -> None:
     """Creates the files of devices.def."""
     for name in ("registers8", "registers16", "registers32"):

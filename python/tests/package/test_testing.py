@@ -236,6 +236,21 @@ def test_a_server_lives_longer_than_the_thread_that_started_it() -> None:
         server.close()
 
 
+def test_a_server_ends_while_a_forked_process_runs() -> None:
+    server = SimulatedServer().start()
+    process = server_of(supervisor_of(server))
+    child = os.fork()
+    if child == 0:
+        time.sleep(1000)
+        os._exit(0)
+    try:
+        server.close()
+        assert not is_running(process)
+    finally:
+        os.kill(child, signal.SIGKILL)
+        os.waitpid(child, 0)
+
+
 def test_no_descriptor_is_left() -> None:
     def descriptors() -> int:
         return len(os.listdir("/proc/self/fd"))
