@@ -4,8 +4,8 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts lint dev asan tsan armhf counts board installed fuzz)
-long_stages=(analyze bigendian hardened soak)
+quick_stages=(format scripts lint dev asan tsan armhf abi counts board installed fuzz)
+long_stages=(abitest compilers analyze bigendian hardened soak)
 
 describe_stage() {
     case $1 in
@@ -18,6 +18,9 @@ describe_stage() {
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
+        abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
+        abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
+        compilers) echo 'builds with clang 14 and 16, with later C++ standards, and with the headers of musl' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use the installed packages' ;;
@@ -40,6 +43,9 @@ packages_of() {
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
+        abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
+        compilers) echo "${tests[@]}" clang-14 clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
+        abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
@@ -52,6 +58,9 @@ folder_of() {
         format | scripts) echo . ;;
         lint | analyze) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
+        abi) echo build/armhf ;;
+        abitest) echo build/abitest ;;
+        compilers) echo build/compilers ;;
         installed) echo build/armhf-release ;;
         soak) echo build/hardened ;;
         *) echo "build/$1" ;;
@@ -80,6 +89,9 @@ usual_seconds() {
         armhf) echo 260 130 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
+        abi) echo 60 12 ;;
+        abitest) echo 200 120 ;;
+        compilers) echo 1200 300 ;;
         board) echo 95 80 ;;
         installed) echo 130 45 ;;
         fuzz) echo 80 22 ;;
@@ -251,6 +263,21 @@ stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-in
 stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }
+
+# The stages dev and armhf build the libraries too, so this stage takes little time after them.
+stage_abi() (
+    . scripts/checks.sh
+    suite=abi
+    for preset in dev armhf; do
+        cmake --preset $preset && cmake --build --preset $preset --target rynvel ziltrace || return
+        check "the libraries of build/$preset have the binary interface of the baseline" packaging/abi "build/$preset"
+    done
+    summary
+)
+
+stage_compilers() { tests/builders/compilers.sh build/compilers; }
+
+stage_abitest() { tests/abi/run.sh build/abitest; }
 
 # The tests of remote devices run in the guest and connect to remote_peer, a register server on this machine. The guest
 # reaches this machine at 10.0.2.2. The longest command starts first.

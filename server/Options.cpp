@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Options.h"
 
+#include <rynvel.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CommandLine.h"
 
+#include <rynvel.h>
+
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -35,7 +37,7 @@ CommandLine::CommandLine(int argc, const char* const* argv) : m_parser("rynvelct
 }
 
 void CommandLine::addAll() {
-    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
+    m_parser.addVersionFlag("rynvelctl " RYNVEL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
     addRemedies(m_parser);
     addGlobalOptions(m_parser.program());
