@@ -1,4 +1,4 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #ifndef RYNVEL_BOARD_H
 #define RYNVEL_BOARD_H
 

@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * The PL031 real-time clock of the machine as a UIO device. Before guest/init loads this module, it
  * must unbind the clock from the driver of the kernel.

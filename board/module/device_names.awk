@@ -1,4 +1,4 @@
-# SPDX-License-Identifier: GPL-2.0
+# SPDX-License-Identifier: GPL-2.0-only
 # Converts the device table to a C header. The header has a macro for each backend, for example
 # BOARD_LSEEK_DEVICES, with the names of the device files below /dev. The script ignores the
 # register width. A UIO device whose name begins with rtc is the machine's clock and has its own macro.

@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * An FPGA with 32-bit registers on a virtual SPI controller. Programs reach the FPGA through the
  * spidev driver of the kernel.

@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * Two character devices with registers and interrupts in one file. A read returns the interrupt
  * word. Programs map the registers of tyvon_map. They seek, read and write those of tyvon_seek.

@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * UIO devices whose registers are a page of memory. Tests raise the interrupts of the devices.
  */

@@ -250,6 +250,8 @@ server_names_its_sources() {
 
 has_register_maps() { cmp "$root/board/maps/rtc0.svd" "$stage/share/rynvel/maps/rtc0.svd"; }
 
+has_the_dissector() { cmp "$root/wireshark/rynvel.lua" "$stage/share/rynvel/wireshark/rynvel.lua"; }
+
 # Succeeds if mandoc and groff report no problem in the manual pages.
 has_manual_pages() {
     local pages="$stage/share/man" page
@@ -283,7 +285,39 @@ run_consumer '$stage/bin/rynvelctl' \"\$@\"" >"$work/bin/rynvelctl"
         grep -qx '#compdef rynvelctl' "$stage/share/zsh/site-functions/_rynvelctl"
 }
 
-units_are_valid() { [ -z "$(systemd-analyze verify "$units"/rynveld.* 2>&1 | tee /dev/stderr)" ]; }
+units_are_valid() {
+    [ -z "$(systemd-analyze verify "$units"/rynveld.service "$units"/rynveld.socket 2>&1 | tee /dev/stderr)" ]
+}
+
+# Succeeds if the unit of the server has an exposure of at most 2.0, and allows no device but those that it names.
+unit_limits_the_server() {
+    systemd-analyze security --no-pager --offline=true --threshold=20 "$units/rynveld.service" &&
+        grep -qx 'DevicePolicy=closed' "$units/rynveld.service" &&
+        diff <(grep DeviceAllow= "$units/rynveld.service.d/devices.conf" | sort) <(printf 'DeviceAllow=%s rw\n' \
+            /dev/idt /dev/tomkar_i2c char-i2c char-spi char-uio)
+}
+
+# Prints the udev rules that give access to the devices that the installed program lists.
+rules_of_listed_devices() {
+    run_consumer "$stage/bin/rynvelctl" list | awk 'NR > 1 {
+        sub("^/dev/", "", $3)
+        condition = $4 ~ /^Uio/ ? "SUBSYSTEM==\"uio\", ATTR{name}==\"" $3 "\", SYMLINK+=\"" $3 "\"" : "KERNEL==\"" $3 "\""
+        print condition ", GROUP=\"rynvel\", MODE=\"0660\""
+    }'
+}
+
+has_udev_rules_for_the_devices() {
+    diff <(rules_of_listed_devices) <(grep -E '^(SUBSYSTEM|KERNEL)' "$stage/lib/udev/rules.d/65-rynvel.rules") &&
+        [ "$(rules_of_listed_devices | wc -l)" = 30 ]
+}
+
+has_accounts() {
+    cmp "$root/packaging/rynvel.conf" "$stage/lib/sysusers.d/rynvel.conf" &&
+        cmp "$root/packaging/rynveld.conf" "$stage/lib/sysusers.d/rynveld.conf" &&
+        mkdir -p "$work/accounts/etc" &&
+        systemd-sysusers --root="$work/accounts" "$stage/lib/sysusers.d/rynvel.conf" "$stage/lib/sysusers.d/rynveld.conf" &&
+        grep '^rynvel:' "$work/accounts/etc/group" && grep '^rynveld:' "$work/accounts/etc/passwd"
+}
 
 starts_the_server_of() { grep -q "^ExecStart=$1/sbin/rynveld " "$2/rynveld.service"; }
 
@@ -298,6 +332,7 @@ check 'the build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
 check 'the license and the documentation are installed' has_license_and_documentation
 check 'the register map of the real-time clock is installed' has_register_maps
+check 'the dissector for Wireshark is installed' has_the_dissector
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs only the standard libraries and libziltrace' needs_only_the_tracing_library
@@ -324,6 +359,9 @@ check 'the register server names its sources in traces' server_names_its_sources
 check 'the manual pages are installed and well formed' has_manual_pages
 check 'completion for bash offers commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
+check 'the unit limits the register server to its devices' unit_limits_the_server
+check 'each device of the table has a udev rule' has_udev_rules_for_the_devices
+check 'the group of the devices and the user of the register server can be made' has_accounts
 check 'the unit starts the server in the prefix of the installation' unit_starts_what_is_installed
 if is_a_release; then
     check 'programs and libraries contain no path of the sources or build' every_binary contains_no_path_of_the_build

@@ -71,4 +71,38 @@ refuses '# nothing\n' ' error: no device rows (write one row NAME PATH PARAMETER
 grep -qxF "$folder/none: error: no such file (set RYNVEL_DEVICES to a device description file)" "$folder/out" ||
     fail 'did not say that there is no file'
 
+# Compiles a description to the udev rules and to the device list of the unit. The arguments are the description, the
+# expected rules between the first and the last line, and the expected lines of the unit, both without comments.
+gives_access() {
+    printf "$1" >"$description"
+    "$cmake" -DDESCRIPTION="$description" -DRULES="$folder/rules" -DUNIT="$folder/unit" \
+        -P "$root/cmake/GenerateDeviceAccess.cmake" >"$folder/out" 2>&1 || fail "compiled to no udev rules: $1"
+    [ "$(grep -v '^#\|^$' "$folder/rules")" = "ACTION==\"remove\", GOTO=\"rynvel_end\"${2:+
+$2}
+LABEL=\"rynvel_end\"" ] || { cat "$folder/rules" >&2; fail "compiled to other udev rules: $1"; }
+    [ "$(grep -v '^#' "$folder/unit")" = "[Service]${3:+
+$3}" ] || { cat "$folder/unit" >&2; fail "compiled to another unit: $1"; }
+}
+
+access='GROUP="rynvel", MODE="0660"'
+for type in $types; do
+    case $type in
+        Uio*) gives_access "a /dev/b 0 $type" "SUBSYSTEM==\"uio\", ATTR{name}==\"b\", SYMLINK+=\"b\", $access" \
+            'DeviceAllow=char-uio rw' ;;
+        Remote*) gives_access "a /dev/b 0 $type" '' '' ;;
+        *) gives_access "a /dev/b 0 $type" "KERNEL==\"b\", $access" 'DeviceAllow=/dev/b rw' ;;
+    esac
+done
+gives_access 'a /dev/spidev0.1 0 Lseek8\nb /dev/spidev0.1 64 FpgaSpi32\nc /dev/i2c-0 0 Lseek8' \
+    "KERNEL==\"spidev0.1\", $access
+KERNEL==\"i2c-0\", $access" 'DeviceAllow=char-spi rw
+DeviceAllow=char-i2c rw'
+gives_access 'a /tmp/a 0 Lseek8\nb /dev/b/c 0 Lseek8\nd /dev/e/f 0 Uio16\n' "KERNEL==\"b/c\", $access" \
+    'DeviceAllow=/dev/b/c rw
+DeviceAllow=char-uio rw'
+gives_access 'a /dev/a*$%%b 0 Uio16\nc /dev/c?|$%%d 0 Lseek8\n' \
+    "SUBSYSTEM==\"uio\", ATTR{name}==\"a[*]\$%b\", SYMLINK+=\"a*\$\$%%b\", $access
+KERNEL==\"c[?][|]\$%d\", $access" 'DeviceAllow=char-uio rw
+DeviceAllow=/dev/c?|$%%d rw'
+
 [ "$failures" = 0 ]
