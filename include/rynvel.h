@@ -35,15 +35,17 @@
  *
  * The following functions are for devices of every width. Lseek and FpgaSpi32 devices have no interrupts.
  *
- * | Task                                | Functions                                                                  |
- * |-------------------------------------|----------------------------------------------------------------------------|
- * | open a device                       | Rynvel_open                                                                |
- * | wait for an interrupt               | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                          |
- * | wait for an interrupt with a        | Rynvel_enableInterrupts, poll on Rynvel_getFileDescriptor; when the        |
- * | time-out                            | descriptor is readable: clear the source, Rynvel_receiveInterrupts         |
- * | disable interrupts                  | Rynvel_disableInterrupts                                                   |
- * | get the interrupt type              | Rynvel_getInterruptType                                                    |
- * | send a request to the driver        | Rynvel_ioctl                                                               |
+ * | Task                         | Functions                                                                   |
+ * |------------------------------|-----------------------------------------------------------------------------|
+ * | open a device                | Rynvel_open                                                                 |
+ * | wait for an interrupt        | Rynvel_enableInterrupts, Rynvel_receiveInterrupts                           |
+ * | wait with a time-out         | Rynvel_enableInterrupts, Rynvel_getFileDescriptor, Rynvel_receiveInterrupts |
+ * | disable interrupts           | Rynvel_disableInterrupts                                                    |
+ * | get the interrupt type       | Rynvel_getInterruptType                                                     |
+ * | send a request to the driver | Rynvel_ioctl                                                                |
+ *
+ * To wait with a time-out, enable the interrupts, and poll on the file descriptor. When the descriptor is readable,
+ * clear the source of the interrupt, and then receive the interrupt.
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
  * connecting or waiting fails, the library traces the cause. On a device of this machine, the library traces nothing by
@@ -100,6 +102,11 @@ extern "C" {
 #endif
 
 /**
+ * @name Devices
+ * @{
+ */
+
+/**
  * Opens the device with this name. For a remote device, the function blocks until the server has accepted two
  * connections and answered the requests that open the device. Meanwhile, other threads that open a device wait.
  *
@@ -123,6 +130,12 @@ RYNVEL_EXPORT void Rynvel_close(int handle);
  *         FPGA, which supports no requests, the function always returns -1.
  */
 RYNVEL_EXPORT int Rynvel_ioctl(int handle, int request, unsigned long argument);
+/** @} */
+
+/**
+ * @name Interrupts
+ * @{
+ */
 
 /**
  * Stores the interrupt type of the device in `*type`. The interrupt type of a UIO device is 4. The driver determines
@@ -154,19 +167,35 @@ RYNVEL_EXPORT int Rynvel_receiveInterrupts(int handle, unsigned long* info);
  * descriptor: do not close it.
  */
 RYNVEL_EXPORT int Rynvel_getFileDescriptor(int handle);
+/** @} */
 
-/** @name Reads the register at `address` or `index` into `*value` @{ */
+/**
+ * @name Reads of a register at an address or index
+ * @{
+ */
+
+/** Reads the register at `address` or `index` into `*value`. */
 RYNVEL_EXPORT int Rynvel_read8(int handle, unsigned int address, uint8_t* value);
 RYNVEL_EXPORT int Rynvel2_read16(int handle, unsigned int index, uint16_t* value);
 RYNVEL_EXPORT int Rynvel2_read32(int handle, unsigned int index, uint32_t* value);
 /** @} */
 
-/** @name Reads the register at `byteAddress` into `*value` @{ */
+/**
+ * @name Reads of a register at a byte address
+ * @{
+ */
+
+/** Reads the register at `byteAddress` into `*value`. */
 RYNVEL_EXPORT int Rynvel_read16(int handle, unsigned int byteAddress, uint16_t* value);
 RYNVEL_EXPORT int Rynvel_read32(int handle, unsigned int byteAddress, uint32_t* value);
 /** @} */
 
-/** @name Reads `items` consecutive registers into `values`, starting at `address` or `index` @{ */
+/**
+ * @name Burst reads from an address or index
+ * @{
+ */
+
+/** Reads `items` consecutive registers into `values`, starting at `address` or `index`. */
 RYNVEL_EXPORT int Rynvel_burstRead8(int handle, unsigned int address, uint8_t* values, unsigned int items);
 RYNVEL_EXPORT int Rynvel2_burstRead16(int handle, unsigned int index, uint16_t* values, unsigned int items,
                                       int byteOrder);
@@ -174,25 +203,45 @@ RYNVEL_EXPORT int Rynvel2_burstRead32(int handle, unsigned int index, uint32_t* 
                                       int byteOrder);
 /** @} */
 
-/** @name Reads `items` consecutive registers into `values`, starting at `byteAddress` @{ */
+/**
+ * @name Burst reads from a byte address
+ * @{
+ */
+
+/** Reads `items` consecutive registers into `values`, starting at `byteAddress`. */
 RYNVEL_EXPORT int Rynvel_burstRead16(int handle, unsigned int byteAddress, uint16_t* values, unsigned int items,
                                      int byteOrder);
 RYNVEL_EXPORT int Rynvel_burstRead32(int handle, unsigned int byteAddress, uint32_t* values, unsigned int items,
                                      int byteOrder);
 /** @} */
 
-/** @name Writes `value` to the register at `address` or `index` @{ */
+/**
+ * @name Writes of a register at an address or index
+ * @{
+ */
+
+/** Writes `value` to the register at `address` or `index`. */
 RYNVEL_EXPORT int Rynvel_write8(int handle, unsigned int address, uint8_t value);
 RYNVEL_EXPORT int Rynvel2_write16(int handle, unsigned int index, uint16_t value);
 RYNVEL_EXPORT int Rynvel2_write32(int handle, unsigned int index, uint32_t value);
 /** @} */
 
-/** @name Writes `value` to the register at `byteAddress` @{ */
+/**
+ * @name Writes of a register at a byte address
+ * @{
+ */
+
+/** Writes `value` to the register at `byteAddress`. */
 RYNVEL_EXPORT int Rynvel_write16(int handle, unsigned int byteAddress, uint16_t value);
 RYNVEL_EXPORT int Rynvel_write32(int handle, unsigned int byteAddress, uint32_t value);
 /** @} */
 
-/** @name Writes `values` to `items` consecutive registers, starting at `address` or `index` @{ */
+/**
+ * @name Burst writes from an address or index
+ * @{
+ */
+
+/** Writes `values` to `items` consecutive registers, starting at `address` or `index`. */
 RYNVEL_EXPORT int Rynvel_burstWrite8(int handle, unsigned int address, const uint8_t* values, unsigned int items);
 RYNVEL_EXPORT int Rynvel2_burstWrite16(int handle, unsigned int index, const uint16_t* values, unsigned int items,
                                        int byteOrder);
@@ -200,7 +249,12 @@ RYNVEL_EXPORT int Rynvel2_burstWrite32(int handle, unsigned int index, const uin
                                        int byteOrder);
 /** @} */
 
-/** @name Writes `values` to `items` consecutive registers, starting at `byteAddress` @{ */
+/**
+ * @name Burst writes from a byte address
+ * @{
+ */
+
+/** Writes `values` to `items` consecutive registers, starting at `byteAddress`. */
 RYNVEL_EXPORT int Rynvel_burstWrite16(int handle, unsigned int byteAddress, const uint16_t* values, unsigned int items,
                                       int byteOrder);
 RYNVEL_EXPORT int Rynvel_burstWrite32(int handle, unsigned int byteAddress, const uint32_t* values, unsigned int items,
@@ -208,9 +262,13 @@ RYNVEL_EXPORT int Rynvel_burstWrite32(int handle, unsigned int byteAddress, cons
 /** @} */
 
 /**
- * @name Writes only the bits of `data` that `bitmask` selects, to the register at `address` or `index`. On a remote
- * device, a `bitmask` of 0 writes all bits.
+ * @name Masked writes of a register at an address or index
  * @{
+ */
+
+/**
+ * Writes only the bits of `data` that `bitmask` selects, to the register at `address` or `index`. On a remote device, a
+ * `bitmask` of 0 writes all bits.
  */
 RYNVEL_EXPORT int Rynvel_writeBitmask8(int handle, unsigned int address, uint8_t data, uint8_t bitmask);
 RYNVEL_EXPORT int Rynvel2_writeBitmask16(int handle, unsigned int index, uint16_t data, uint16_t bitmask);
@@ -218,9 +276,13 @@ RYNVEL_EXPORT int Rynvel2_writeBitmask32(int handle, unsigned int index, uint32_
 /** @} */
 
 /**
- * @name Writes only the bits of `data` that `bitmask` selects, to the register at `byteAddress`. On a remote device, a
- * `bitmask` of 0 writes all bits.
+ * @name Masked writes of a register at a byte address
  * @{
+ */
+
+/**
+ * Writes only the bits of `data` that `bitmask` selects, to the register at `byteAddress`. On a remote device, a
+ * `bitmask` of 0 writes all bits.
  */
 RYNVEL_EXPORT int Rynvel_writeBitmask16(int handle, unsigned int byteAddress, uint16_t data, uint16_t bitmask);
 RYNVEL_EXPORT int Rynvel_writeBitmask32(int handle, unsigned int byteAddress, uint32_t data, uint32_t bitmask);

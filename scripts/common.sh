@@ -13,6 +13,8 @@ target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:
 # The additional packages for the benchmarks, and for counting instructions.
 benchmark_packages=(libbenchmark-dev)
 counting_packages=(valgrind qemu-user binutils)
+# The packages for the site.
+site_packages=(python3 doxygen mandoc python3-sphinx python3-breathe python3-myst-parser furo node-normalize.css)
 
 # Prints a message on standard error and ends the script with status 1.
 die() {

@@ -4,13 +4,14 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts lint dev asan tsan armhf counts board installed fuzz)
-long_stages=(analyze bigendian hardened soak packages)
+quick_stages=(format scripts site lint dev asan tsan armhf counts board installed dissector)
+long_stages=(analyze bigendian hardened variants fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
         format) echo 'the layout of the sources, their license lines, what they may include, spelling and wording' ;;
         scripts) echo 'the tests of the scripts that ./check itself uses' ;;
+        site) echo 'the documentation and the reference as HTML pages, with their links and their search' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
@@ -20,7 +21,10 @@ describe_stage() {
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
-        installed) echo 'programs that use the installed packages' ;;
+        installed) echo 'programs that use an installation for this machine or for the target' ;;
+        variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
+        dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
+        tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
@@ -36,13 +40,16 @@ packages_of() {
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
         format) echo clang-format codespell reuse ;;
+        site) echo "${site_packages[@]}" ;;
         lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
-        installed) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
+        installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
+        dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
+        tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -51,10 +58,12 @@ packages_of() {
 # Prints the folder that a stage builds into. If the folder is missing, the stage takes the time of a first run.
 folder_of() {
     case $1 in
-        format | scripts) echo . ;;
+        format | scripts | site) echo . ;;
         lint | analyze) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
-        installed) echo build/armhf-release ;;
+        installed) echo build/release ;;
+        variants) echo build/armhf-release ;;
+        dissector | tunnels) echo build/dev ;;
         soak) echo build/hardened ;;
         packages) echo "$rynvel_cache/chroots" ;;
         *) echo "build/$1" ;;
@@ -64,9 +73,9 @@ folder_of() {
 # Prints the seconds that --all adds to a stage.
 added_seconds() {
     case $1 in
-        fuzz) echo 520 ;;
-        dev | asan) echo 50 ;;
-        tsan | armhf | bigendian) echo 110 ;;
+        fuzz) echo 160 ;;
+        dev | asan) echo 25 ;;
+        tsan | armhf | bigendian) echo 50 ;;
         *) echo 0 ;;
     esac
 }
@@ -75,6 +84,7 @@ added_seconds() {
 usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
+        site) echo 20 20 ;;
         lint) echo 85 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
@@ -84,7 +94,10 @@ usual_seconds() {
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         board) echo 95 80 ;;
-        installed) echo 130 45 ;;
+        installed) echo 60 15 ;;
+        variants) echo 80 30 ;;
+        dissector) echo 70 14 ;;
+        tunnels) echo 60 5 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -199,8 +212,8 @@ contributing_lists_every_folder() {
 licensed_files() {
     local files
     files=$(project_files) || return
-    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk)$|(^|/)CMakeLists\.txt$' <<<"$files"
-    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|md)$|^tests/fuzz/corpus/' <<<"$files" |
+    grep -E '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|lua)$|(^|/)CMakeLists\.txt$' <<<"$files"
+    grep -vE '\.(c|h|cpp|hpp|inc|def|cmake|sh|py|awk|lua|md)$|^tests/fuzz/corpus/' <<<"$files" |
         xargs -d '\n' awk 'FNR == 1 { if (/^#!/) print FILENAME; nextfile }'
 }
 
@@ -245,6 +258,8 @@ stage_format() (
 
 stage_scripts() { tests/scripts/run.sh; }
 
+stage_site() { tests/site/run.sh; }
+
 # Runs checks of .clang-tidy on the sources of a preset. The arguments are the preset and the list of checks.
 run_clang_tidy() {
     cmake --preset "$1" && cmake --build --preset "$1" --target rynvel_generated_sources &&
@@ -274,19 +289,31 @@ stage_board() {
         require_results board_tests own_devices_tests remote_board_tests remote_peer served_board_tests
 }
 
-# Installs and tests the release builds for this machine and for the target, the debug build, and the builds with
-# sanitizers.
+# Prints a command that installs and tests a build for the target.
+test_of_target_installation() {
+    echo "CC=arm-linux-gnueabihf-gcc CXX=arm-linux-gnueabihf-g++ tests/installed/run.sh build/$1 \
+        qemu-arm -L /usr/arm-linux-gnueabihf"
+}
+
 stage_installed() {
+    build release && build armhf && together "$(test_of_target_installation armhf)" 'tests/installed/run.sh build/release'
+}
+
+stage_variants() {
     local run=tests/installed/run.sh preset
     for preset in release dev asan tsan armhf-release; do
         build $preset || return
     done
-    together 'tests/installed/configurations.sh build/release' \
-        "CC=arm-linux-gnueabihf-gcc CXX=arm-linux-gnueabihf-g++ $run build/armhf-release \
-            qemu-arm -L /usr/arm-linux-gnueabihf" \
-        "$run build/release" "$run build/dev" \
-        "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
+    together 'tests/installed/configurations.sh build/release' "$(test_of_target_installation armhf-release)" \
+        "$run build/dev" "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
 }
+
+# Builds the programs for the tests that are scripts.
+build_programs() { cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld; }
+
+stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
+
+stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 

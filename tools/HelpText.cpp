@@ -193,6 +193,7 @@ constexpr CommandExamples commandExamples[] = {
                   "rynvelctl --map board/maps maps list\n"},
     {"maps check", "rynvelctl maps check rtc0.svd\n"},
     {"maps header", "rynvelctl maps header rtc0 >rtc0.h\n"},
+    {"maps wireshark", "rynvelctl maps wireshark rtc0 >registers.txt\n"},
     {"irq", "rynvelctl irq tod type\n"
             "rynvelctl irq tod enable\n"
             "rynvelctl --remote 127.0.0.1 irq tod raise 1\n"},

@@ -6,6 +6,7 @@
 #include "DeviceList.h"
 #include "Failure.h"
 #include "RegisterHeader.h"
+#include "WiresharkNames.h"
 
 namespace Rynvelctl {
 
@@ -19,6 +20,10 @@ struct CheckOptions {
 
 struct HeaderOptions {
     std::string name;
+};
+
+struct WiresharkOptions {
+    std::vector<std::string> names;
 };
 
 struct DescribeOptions {
@@ -112,6 +117,18 @@ void writeHeader(const CommandContext& context, const HeaderOptions& options) {
     context.output().print(MapReport(HeaderText{target.name(), std::move(text)}));
 }
 
+void writeWiresharkNames(const CommandContext& context, const WiresharkOptions& options) {
+    DissectorNames names;
+    for (const std::string& name : options.names) {
+        const Target& target = context.target(name);
+        names.devices.push_back(target.name());
+        names.text += wiresharkNames(context.registerMap(target));
+    }
+    // The output adds the last line end.
+    names.text.pop_back();
+    context.output().print(MapReport(std::move(names)));
+}
+
 void describe(const CommandContext& context, const DescribeOptions& options) {
     const Target& target = context.target(options.name);
     const RegisterMap& map = context.registerMap(target);
@@ -124,10 +141,10 @@ void describe(const CommandContext& context, const DescribeOptions& options) {
 }
 
 void addMapFileCommands(const Common::Command& program, Action& chosen) {
-    const Common::Command maps =
-        program.addCommand("maps", "list or check register maps, or write a header for C and C++ from one", [&chosen] {
+    const Common::Command maps = program.addCommand(
+        "maps", "list or check register maps, or write their names for C, C++ or Wireshark", [&chosen] {
             if (!chosen) {
-                throw usageError("maps: the command is missing (list, check or header)");
+                throw usageError("maps: the command is missing (list, check, header or wireshark)");
             }
         });
     addCommand(maps, chosen, "list", "list the register maps, and the devices of this machine that they describe",
@@ -143,6 +160,12 @@ void addMapFileCommands(const Common::Command& program, Action& chosen) {
         addCommand(maps, chosen, "header", "write a header for C and C++ with the registers of a device", headerOptions,
                    writeHeader);
     headerCommand.addArgument("NAME", headerOptions->name, "the device");
+
+    const auto wiresharkOptions = std::make_shared<WiresharkOptions>();
+    const Common::Command wiresharkCommand =
+        addCommand(maps, chosen, "wireshark", "write the names of registers, fields and values for Wireshark",
+                   wiresharkOptions, writeWiresharkNames);
+    wiresharkCommand.addArgument("NAME", wiresharkOptions->names, "a device");
 }
 
 } // namespace

@@ -52,6 +52,12 @@ struct HeaderText {
     std::string text;
 };
 
+/** The names in the registers of devices, for the dissector for Wireshark. */
+struct DissectorNames {
+    std::vector<std::string> devices;
+    std::string text;
+};
+
 /** All registers of a device. */
 struct DescribedDevice {
     std::string device;
@@ -67,7 +73,7 @@ struct DescribedRegister {
     std::string obstacle;
 };
 
-using MapReport = std::variant<MapList, MapCheck, HeaderText, DescribedDevice, DescribedRegister>;
+using MapReport = std::variant<MapList, MapCheck, HeaderText, DissectorNames, DescribedDevice, DescribedRegister>;
 
 } // namespace Rynvelctl
 

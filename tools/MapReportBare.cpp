@@ -36,6 +36,8 @@ std::string format(const MapCheck& maps) {
 
 std::string format(const HeaderText& header) { return header.text; }
 
+std::string format(const DissectorNames& names) { return names.text; }
+
 std::string format(const DescribedDevice& device) {
     return linesOf(device.registers, [](const Maps::LocatedRegister& located) { return printable(located.name); });
 }

@@ -73,6 +73,10 @@ std::string format(const HeaderText& header) {
     return JsonObject().add("name", header.device).add("header", header.text).text();
 }
 
+std::string format(const DissectorNames& names) {
+    return JsonObject().addJson("devices", arrayOf(names.devices, jsonString)).add("text", names.text).text();
+}
+
 std::string format(const Maps::EnumeratedValue& value, const Maps::Enumeration& enumeration, const Maps::Field& field) {
     return JsonObject()
         .add("name", value.name)

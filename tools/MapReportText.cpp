@@ -58,6 +58,8 @@ std::string format(const MapCheck& maps) {
 
 std::string format(const HeaderText& header) { return header.text; }
 
+std::string format(const DissectorNames& names) { return names.text; }
+
 /** Returns a heading of a name and its description. */
 std::string headingOf(const std::string& name, const std::string& description) {
     const Rows heading{{printable(name) + (description.empty() ? "" : ": " + printable(description))}};

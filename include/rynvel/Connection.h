@@ -79,6 +79,7 @@ public:
     bool send(const void* buffer, std::uint32_t length) const;
 
 protected:
+    /** The descriptor of the socket; -1 if the connection has no socket. */
     int m_socketDescriptor;
 
 private:

@@ -71,8 +71,11 @@ extern template class Device<std::uint8_t>;
 extern template class Device<std::uint16_t>;
 extern template class Device<std::uint32_t>;
 
+/** A device with 8-bit registers. */
 using Device8 = Device<std::uint8_t>;
+/** A device with 16-bit registers. */
 using Device16 = Device<std::uint16_t>;
+/** A device with 32-bit registers. */
 using Device32 = Device<std::uint32_t>;
 
 } // namespace Rynvel

@@ -6,6 +6,7 @@
 #ifndef RYNVEL_EXPORT_H
 #define RYNVEL_EXPORT_H
 
+/** Marks a function or a class that the library exports. */
 #define RYNVEL_EXPORT __attribute__((visibility("default")))
 
 /** Marks a private member of an exported class. The library does not export the member. */

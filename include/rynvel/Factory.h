@@ -69,6 +69,7 @@ public:
      * Builds the device that `row` describes. You may pass a row of the device table or a row of your own. The caller
      * owns the device, which has no handle.
      *
+     * @param row the row that describes the device.
      * @param mutex the mutex that serializes the register operations. The device takes ownership.
      * @return the device; null if the device type is not supported.
      */
@@ -77,6 +78,7 @@ public:
     /**
      * Builds the device of the device table with this name. The caller owns the device, which has no handle.
      *
+     * @param logicalDevName the device name, which is case-sensitive.
      * @param mutex the mutex that serializes the register operations. The device takes ownership.
      * @return the device; null if no device has this name, or if the register width of the device is not the number in
      *         the name of the function.

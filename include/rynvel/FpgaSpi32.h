@@ -69,6 +69,7 @@ public:
      */
     bool read(unsigned int offset, std::uint32_t* data, unsigned int items, ByteOrder byteOrder) override;
 
+    /** Writes `data` to the register with the index `offset`, with one transfer. */
     bool write(unsigned int offset, std::uint32_t data) override;
 
     /**

@@ -13,7 +13,9 @@
 
 /** A value to write in hexadecimal, with at least `width` digits. */
 struct RYNVEL_EXPORT HexU32Struct {
+    /** The value to write. */
     std::uint32_t value;
+    /** The minimum number of digits. */
     std::int32_t width;
 };
 

@@ -81,7 +81,9 @@ public:
     bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) override;
 
 protected:
+    /** The system calls of the object. */
     LinuxIo m_linuxIo;
+    /** The descriptor of the device file. */
     int m_fd = -1;
 
 private:

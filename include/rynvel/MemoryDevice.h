@@ -46,6 +46,7 @@ struct MemoryDevice {
      * types ignore the parameter.
      */
     std::uint32_t m_parameter;
+    /** The device type, which selects the backend and the register width. */
     DeviceType m_type;
 };
 

@@ -25,7 +25,9 @@ namespace Rynvel {
 class RYNVEL_EXPORT IMessage {
 public:
     IMessage() = default;
+    /** Copies a message. */
     IMessage(const IMessage&) = default;
+    /** Copies a message. */
     IMessage& operator=(const IMessage&) = default;
     virtual ~IMessage();
 
@@ -53,11 +55,15 @@ public:
 template <typename T>
 class RYNVEL_EXPORT Message : public IMessage {
 public:
+    /** Returns a pointer to the record, for sending. */
     const void* toBuffer() const override;
+    /** Returns a pointer to the record, for receiving. */
     void* toBuffer() override;
+    /** Returns the size of `T` in bytes. */
     unsigned int getSize() const override;
 
 protected:
+    /** The record. */
     T m_data{};
 };
 
@@ -132,9 +138,11 @@ public:
 
     std::ostream& toStream(std::ostream& stream) const override;
 
+    /** Stores the type of the operation. */
     void setType(RequestData::Type type);
     /** Stores the first 127 characters of the name. If an earlier name was longer, its last characters remain. */
     void setDeviceName(const std::string& name);
+    /** Stores the register address. */
     void setAddress(std::uint32_t address);
     /** Appends a value. Does nothing if the length is already 128 or more. */
     void addValue(std::uint32_t value);
@@ -151,6 +159,7 @@ public:
     RequestData::Type getType() const;
     /** Returns the name up to the first zero byte, or all 128 bytes if no byte is zero. */
     std::string getDeviceName() const;
+    /** Returns the register address. */
     std::uint32_t getAddress() const;
     /** Returns the length in the record, even if the length is above 128. */
     std::uint32_t getLength() const;
@@ -158,7 +167,9 @@ public:
     std::uint32_t getValue(std::uint32_t index) const;
     /** Returns the first value; 0 if the record has no values. */
     std::uint32_t getValue() const;
+    /** Returns the word that contains the mask or the command. */
     std::uint32_t getBitmask() const;
+    /** @copydoc getBitmask */
     std::uint32_t getCommand() const;
     /** Returns Network if the record contains 0, and Host if the record contains any other number. */
     ByteOrder getByteOrder() const;
@@ -172,6 +183,7 @@ public:
 
     std::ostream& toStream(std::ostream& stream) const override;
 
+    /** Stores the result of the operation. */
     void setResult(ResponseData::Result result);
     /** @copydoc Request::addValue */
     void addValue(std::uint32_t value);

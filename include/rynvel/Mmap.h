@@ -85,12 +85,19 @@ public:
     bool write(unsigned int offset, const T* data, unsigned int items, ByteOrder byteOrder) override;
 
 protected:
+    /** The system calls of the object. */
     LinuxIo m_linuxIo;
+    /** The byte offset of the first register in the map. */
     std::uint32_t m_devPageOffset;
+    /** The size of the map in bytes. */
     std::uint32_t m_devSize;
+    /** The descriptor of the device file; -1 if no file is open. */
     int m_fd = -1;
+    /** The first register in the map; MAP_FAILED if the object has no map. */
     T* m_regMap;
+    /** The mutex that serializes the register operations. */
     std::unique_ptr<IMutex> m_mutex;
+    /** Whether the map is anonymous memory instead of the device file. */
     bool m_fake;
 
 private:

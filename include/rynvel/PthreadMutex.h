@@ -30,6 +30,7 @@ enum class PthreadMutexType : int {
  */
 class RYNVEL_EXPORT PthreadMutex : public IMutex {
 public:
+    /** Initializes the mutex with the attributes of this type. */
     explicit PthreadMutex(PthreadMutexType type);
     ~PthreadMutex() override;
 

@@ -27,6 +27,7 @@ public:
      * uses the address 0.0.0.0. The resolver of the C library uses static memory: do not resolve names in two threads
      * at the same time.
      *
+     * @param host the host name or address.
      * @param port the port in host byte order.
      */
     RynvelIpAddress(const std::string& host, std::uint16_t port);
@@ -53,12 +54,18 @@ private:
  */
 class RYNVEL_EXPORT RemoteDeviceConnection : public Connection {
 public:
-    /** Resolves `ipAddress`, and creates no socket. @param port the port in host byte order. */
+    /**
+     * Resolves `ipAddress`, and creates no socket.
+     *
+     * @param ipAddress the host name of the server, or an address such as "10.0.0.7".
+     * @param port the port in host byte order.
+     */
     RemoteDeviceConnection(const std::string& ipAddress, std::uint16_t port);
 
     /** Does not close the socket: call close() first. */
     ~RemoteDeviceConnection() override;
 
+    /** Returns the address of the server. */
     const RynvelIpAddress& getIpAddress() const;
 
     /** Sleeps for 3 seconds, or until a signal handler has run. */

@@ -245,6 +245,8 @@ server_names_its_sources() {
 
 has_register_maps() { cmp "$root/board/maps/rtc0.svd" "$stage/share/rynvel/maps/rtc0.svd"; }
 
+has_the_dissector() { cmp "$root/wireshark/rynvel.lua" "$stage/share/rynvel/wireshark/rynvel.lua"; }
+
 # Succeeds if mandoc and groff report no problem in the manual pages.
 has_manual_pages() {
     local pages="$stage/share/man" page
@@ -325,6 +327,7 @@ check 'the build installs' installs
 check 'headers, libraries, pkg-config files and CMake packages are installed' has_all_files
 check 'the license and the documentation are installed' has_license_and_documentation
 check 'the register map of the real-time clock is installed' has_register_maps
+check 'the dissector for Wireshark is installed' has_the_dissector
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs only the standard libraries and libziltrace' needs_only_the_tracing_library

@@ -83,7 +83,7 @@ TEST(Completion, OffersNothingAfterAnUnknownCommand) {
 }
 
 TEST(Completion, OffersCommandsInACommand) {
-    EXPECT_EQ(offered({"maps", ""}), "list check header");
+    EXPECT_EQ(offered({"maps", ""}), "list check header wireshark");
     EXPECT_EQ(offered({"--quiet", "maps", "--map", "m.svd", "he"}), "header");
     EXPECT_EQ(offered({"maps", "header", "map"}), "map16 map32");
     EXPECT_EQ(offered({"maps", "list", "m"}), "");

@@ -17,12 +17,6 @@ namespace {
 
 using Common::CommandDescription;
 
-#ifdef RYNVEL_TESTS_RUN_SLOWLY
-constexpr bool testsRunSlowly = true;
-#else
-constexpr bool testsRunSlowly = false;
-#endif
-
 std::vector<std::string> linesOfText(const std::string& text) {
     std::istringstream stream(text);
     std::vector<std::string> lines;

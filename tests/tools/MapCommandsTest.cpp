@@ -132,7 +132,7 @@ TEST_F(MapCommands, ShowNoLineEndOfAName) {
 
 TEST_F(MapCommands, RefuseWrongCommandLines) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister)));
-    expectFailure("maps", 2, "maps: the command is missing (list, check or header)");
+    expectFailure("maps", 2, "maps: the command is missing (list, check, header or wireshark)");
     expectFailure("maps lisst", 2, "maps: unknown command 'lisst' (did you mean 'list'?)");
     expectFailure("maps xyz", 2, "maps: unknown command 'xyz' (--help lists the commands)");
     expectFailure("maps list list", 2, "unexpected argument 'list' (--help shows the arguments)");
@@ -146,9 +146,53 @@ TEST_F(MapCommands, RefuseWrongCommandLines) {
                   "file8: no register map describes the device (give a map with --map)");
     expectFailure("--map a.svd maps header nothing", 2,
                   "nothing: not a device of this machine ('rynvelctl list' shows the names)");
+    expectFailure("maps wireshark", 2, "NAME is required");
+    expectFailure("--map a.svd maps wireshark map32 file8", 2,
+                  "file8: no register map describes the device (give a map with --map)");
     expectFailure("--map a.svd describe map32 B.C.D", 2,
                   "map32: 'B.C.D' is not a name in a.svd ('rynvelctl describe map32' shows the names)");
     expectFailure("--map a.svd describe map32 A A", 2, "unexpected argument 'A' (--help shows the arguments)");
+}
+
+TEST_F(MapCommands, WriteTheNamesForWireshark) {
+    m_folder.store("m.svd", timerMap());
+    const std::string registers = "device 32 1 map32\n"
+                                  "# Left out: map32: register WIDE has 64 bits (the device has 32-bit registers)\n"
+                                  "register 0x0 read-write CTRL\n"
+                                  "field 17 17 read-write PINB\n"
+                                  "field 16 16 read-write PINA\n"
+                                  "field 15 8 read-write GAIN\n"
+                                  "field 6 4 read-write MODE\n"
+                                  "value 0x2 0x6 read-write slow\n"
+                                  "value 0x4 0x7 read-write fast\n"
+                                  "value 0x0 0x0 read-write unknown\n"
+                                  "field 0 0 read-write RUN\n"
+                                  "value 0x0 0x1 read-write stopped\n"
+                                  "value 0x1 0x1 read-write running\n"
+                                  "register 0x1 read-only STATUS\n"
+                                  "field 31 31 read-only DONE\n"
+                                  "register 0x2 write-only ACK\n"
+                                  "field 31 31 write-only DONE\n"
+                                  "register 0x6 read-write LEVEL0\n"
+                                  "register 0x7 read-write LEVEL1\n"
+                                  "register 0x8 read-write CH[0].DATAIN\n"
+                                  "register 0x9 read-write CH[0].DATAOUT\n"
+                                  "register 0xa read-write CH[0].LIMIT\n"
+                                  "register 0x10 read-write CH[1].DATAIN\n"
+                                  "register 0x11 read-write CH[1].DATAOUT\n"
+                                  "register 0x12 read-write CH[1].LIMIT\n";
+    expect("--map m.svd maps wireshark map32", registers);
+    expect("--map m.svd maps wireshark map32 --quiet", registers);
+}
+
+TEST_F(MapCommands, WriteTheNamesOfSeveralDevicesForWireshark) {
+    m_folder.store("m.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister) +
+                                             peripheralOf("codec", "", registerAt("B", "4", "<size>16</size>"))));
+    expect("--map m.svd --remote 192.0.2.1 --type Lseek16 maps wireshark codec",
+           "device 16 2 codec\nregister 0x4 read-write B\n");
+    expect("--map m.svd maps wireshark map32 map32 --json",
+           "{\"devices\":[\"map32\",\"map32\"],\"text\":\"device 32 1 map32\\u000aregister 0x0 read-write "
+           "A\\u000adevice 32 1 map32\\u000aregister 0x0 read-write A\"}\n");
 }
 
 TEST_F(MapCommands, HaveHelpOfTheirOwn) {

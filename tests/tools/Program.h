@@ -8,6 +8,13 @@
 
 namespace RynvelTest {
 
+/** True in builds for an emulator or with a sanitizer, in which a program takes long to start. */
+#ifdef RYNVEL_TESTS_RUN_SLOWLY
+constexpr bool testsRunSlowly = true;
+#else
+constexpr bool testsRunSlowly = false;
+#endif
+
 /** Returns the words of a command line. Blanks separate the words. */
 Arguments words(const std::string& line);
 

@@ -1,0 +1,167 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# Captures an exchange of rynvelctl and rynveld with dumpcap. Compares what the dissector shows of this capture, and of
+# the captures of make-captures, with the files *.expected.
+# Usage: run.sh BUILD_FOLDER [--rewrite]. With --rewrite, writes these files. Ends with a line of totals.
+#
+# The exchange uses a loopback interface of its own, in a network namespace. There, every user may capture, and no other
+# program communicates.
+set -u -o pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+build=$(cd "$1" && pwd) || exit
+rewrite=${2-}
+if [ -z "${RYNVEL_OWN_LOOPBACK-}" ]; then
+    unshare --map-root-user --net true ||
+        { echo "${0##*/}: cannot make a network namespace (allow user namespaces, or run as root)" >&2; exit 1; }
+    RYNVEL_OWN_LOOPBACK=1 exec unshare --map-root-user --net "$0" "$@"
+fi
+. "$root/scripts/checks.sh"
+suite=dissector
+server=
+capturing=
+trap '{ kill $server $capturing; wait; } 2>/dev/null; rm -rf "$work"' EXIT
+
+# tshark uses no settings and no dissectors of the user.
+export HOME="$work" XDG_CONFIG_HOME="$work" XDG_DATA_HOME="$work"
+unset RYNVEL_MAPS RYNVELCTL_REMOTE ZILTRACE
+dissector=(-X "lua_script:$root/wireshark/rynvel.lua")
+
+ctl() { "$build/tools/rynvelctl" --remote 127.0.0.1 --map "$root/board/maps" "$@"; }
+
+# Waits until a command succeeds. The first argument is a process, without which the command cannot succeed.
+await() {
+    local i process=$1
+    shift
+    for ((i = 0; i < 600; i++)); do
+        ! "$@" || return 0
+        kill -0 "$process" || break
+        sleep 0.05
+    done
+    echo "not true: $*"
+    return 1
+}
+
+start_server() {
+    ip link set lo up || return
+    "$build/server/rynveld" --simulate --map "$root/board/maps" --fault split=20ms:3 2>"$work/server" &
+    server=$!
+    await $server grep 'listening on 127.0.0.1:8888' "$work/server"
+}
+
+start_capture() {
+    dumpcap -q -i lo -f 'tcp port 8888 or tcp port 9' -w "$work/exchange.pcap" 2>"$work/dumpcap" &
+    capturing=$!
+    await $capturing grep '^File: ' "$work/dumpcap"
+}
+
+# The server refuses two of the requests.
+exchange() {
+    ctl read rtc0 RTCCR RTCPeriphID0 && ctl write rtc0 RTCCR START=running && ctl write rtc0 RTCMR 0x12345678 &&
+        ctl write rtc0 RTCLR 0xFF00 --mask 0xFF00 && ctl dump rtc0 0x0 4 && ctl fill rtc0 RTCMR 2 7 &&
+        ! ctl read rtc0 0x2000 && ! ctl ioctl rtc0 0x7001 5 && ctl irq rtc0 type && ctl irq rtc0 raise 0xCAFE &&
+        ctl wait rtc0 --timeout 30s && ctl read common.i2c.0 0x10
+}
+
+has_the_last_packet() { tshark -r "$work/exchange.pcap" -Y 'tcp.dstport == 9' 2>/dev/null | grep .; }
+
+# dumpcap discards the packets that it has not received when it ends. Once it has written the packet to port 9, it has
+# also written all earlier packets.
+end_capture() {
+    ! : </dev/tcp/127.0.0.1/9 && await $capturing has_the_last_packet && kill -INT $capturing && wait $capturing &&
+        capturing= && cat "$work/dumpcap" && grep -q 'dropped .*: [0-9]*/0 ' "$work/dumpcap"
+}
+
+captures_the_exchange() { start_server && start_capture && exchange && end_capture; }
+
+writes_the_register_names() { ctl maps wireshark rtc0 >"$work/rtc0.txt"; }
+
+# Prints the records of a capture. The arguments are the capture, the file with the names of registers, and options for
+# records.
+records() { "$here/records" "${@:3}" "$1" "${dissector[@]}" -o "rynvel.registers:$2" 2>"$work/errors"; }
+
+# Compares the records of a capture with the expected ones. The arguments are the name of the capture, the file with the
+# names of registers, and options for records.
+shows_the_records() {
+    records "$work/$1.pcap" "${@:2}" >"$work/$1.records" || { cat "$work/errors"; return 1; }
+    [ "$rewrite" != --rewrite ] || cp "$work/$1.records" "$here/$1.expected"
+    diff -u "$here/$1.expected" "$work/$1.records"
+}
+
+# In one pass, tshark shows a request before it has read the response.
+shows_the_same_in_one_pass() {
+    diff -u <(grep -vE 'Response in frame|contains no response' "$here/$1.expected") \
+        <(records "$work/$1.pcap" "${@:2}" --one-pass || cat "$work/errors")
+}
+
+# Succeeds if tshark finds this number of records with options. The first argument is the number.
+finds_in_the_other_port() {
+    local count=$1
+    shift
+    [ "$(tshark -r "$work/other_port.pcap" -Y rynvel "${dissector[@]}" "$@" 2>/dev/null | wc -l)" = "$count" ]
+}
+
+dissects_other_ports() {
+    finds_in_the_other_port 0 && finds_in_the_other_port 2 -d tcp.port==9000,rynvel &&
+        finds_in_the_other_port 2 -o rynvel.ports:8888,9000-9010
+}
+
+selects_records() {
+    [ "$(tshark -2 -r "$work/exchange.pcap" -T fields -e rynvel.value "${dissector[@]}" \
+        -o "rynvel.registers:$work/rtc0.txt" 2>/dev/null \
+        -Y 'rynvel.device == "rtc0" && rynvel.register == "RTCCR" && rynvel.time')" = $'0x00000000\n0x00000001' ]
+}
+
+# Prints the names of registers that the dissector finds in the capture `named`, and its messages.
+registers_of() {
+    tshark -r "$work/named.pcap" -T fields -e rynvel.register "${dissector[@]}" -o "rynvel.registers:$1" 2>&1
+}
+
+# Succeeds if the dissector refuses a line of a file with the names of registers, and then shows no names.
+refuses_the_line() {
+    local lines
+    { cat "$here/registers.txt" && printf '%s\n' "$1"; } >"$work/wrong.txt" && lines=$(wc -l <"$work/wrong.txt")
+    registers_of "$work/wrong.txt" >"$work/registers"
+    grep -F "rynvel: $work/wrong.txt:$lines: the line does not name a register (make the file with" "$work/registers" &&
+        ! grep '^CTRL' "$work/registers"
+}
+
+refuses_wrong_register_names() {
+    local line
+    registers_of "$here/registers.txt" | grep '^CTRL' || return
+    for line in 'device 24 1 x' 'register 0x1 read-write' 'field 0 1 read-write x' 'field 32 0 read-write x' \
+        'value 0x1 0x1 x' 'timer 0x1'; do
+        refuses_the_line "$line" || { printf 'accepts: %s\n' "$line"; return 1; }
+    done
+    registers_of "$work/missing.txt" | grep -F "rynvel: $work/missing.txt: No such file"
+}
+
+# Whatever the bytes are, the dissector shows them. A failure of the script would appear as "Lua Error".
+shows_damaged_records() {
+    local seed
+    mergecap -a -w "$work/all.pcap" "$work"/{split,pipelined,malformed,middle}.pcap || return
+    for seed in 1 2 3; do
+        editcap --seed $seed -E 0.01 -o 40 "$work/all.pcap" "$work/damaged.pcap" &&
+            tshark -2 -r "$work/damaged.pcap" -V "${dissector[@]}" 2>/dev/null >"$work/damaged" &&
+            grep -c 'Register Protocol' "$work/damaged" && ! grep -B 5 'Lua Error' "$work/damaged" || return
+    done
+}
+
+check 'a user can capture an exchange of rynvelctl and rynveld' captures_the_exchange
+check 'rynvelctl writes the names of registers' writes_the_register_names
+check 'the generated captures can be written' "$here/make-captures" "$work"
+for capture in exchange split pipelined malformed middle named; do
+    names=
+    times=
+    case $capture in
+        exchange) names="$work/rtc0.txt" times=--without-times ;;
+        named) names="$here/registers.txt" ;;
+    esac
+    check "the dissector shows the records of the capture '$capture'" shows_the_records $capture "$names" $times
+    check "the same in one pass of the capture '$capture'" shows_the_same_in_one_pass $capture "$names" $times
+done
+check 'the dissector shows the records of other ports that a user selects' dissects_other_ports
+check 'a display filter selects records by their device and register' selects_records
+check 'the dissector refuses a file that does not contain register names' refuses_wrong_register_names
+check 'the dissector shows damaged records' shows_damaged_records
+summary
