@@ -286,7 +286,7 @@ run_consumer '$stage/bin/rynvelctl' \"\$@\"" >"$work/bin/rynvelctl"
 }
 
 units_are_valid() {
-    [ -z "$(systemd-analyze verify "$units"/rynveld.service "$units"/rynveld.socket 2>&1 | tee /dev/stderr)" ]
+    [ -z "$(systemd-analyze verify --man=no "$units"/rynveld.service "$units"/rynveld.socket 2>&1 | tee /dev/stderr)" ]
 }
 
 # Succeeds if the unit of the server has an exposure of at most 2.0, and allows no device but those that it names.
@@ -315,7 +315,7 @@ has_accounts() {
     cmp "$root/packaging/rynvel.conf" "$stage/lib/sysusers.d/rynvel.conf" &&
         cmp "$root/packaging/rynveld.conf" "$stage/lib/sysusers.d/rynveld.conf" &&
         mkdir -p "$work/accounts/etc" &&
-        systemd-sysusers --root="$work/accounts" "$stage/lib/sysusers.d/rynvel.conf" "$stage/lib/sysusers.d/rynveld.conf" &&
+        systemd-sysusers --root="$work/accounts" "$stage"/lib/sysusers.d/rynvel.conf "$stage"/lib/sysusers.d/rynveld.conf &&
         grep '^rynvel:' "$work/accounts/etc/group" && grep '^rynveld:' "$work/accounts/etc/passwd"
 }
 
