@@ -48,7 +48,8 @@ void CommandLine::addAll() {
 void CommandLine::addGlobalOptions(const Common::Command& program) {
     const auto remote = program.addOption(
         "-r,--remote", "HOST[:PORT]", m_options.remote,
-        "use the devices of a register server (default: the server in RYNVELCTL_REMOTE; default port: " +
+        "use the devices of a register server; unix:/PATH is a local socket (default: the server in RYNVELCTL_REMOTE; "
+        "default port: " +
             std::to_string(Common::defaultPort) + ")");
     program.addFlag("--local", m_options.isLocal, "use the devices of this machine, even with RYNVELCTL_REMOTE")
         .excludes(remote);
