@@ -116,7 +116,9 @@ TEST(RynveldCommandLine, PrintsItsHelp) {
     EXPECT_EQ(ended.error, "");
 }
 
-TEST(RynveldCommandLine, PrintsItsVersion) { expectEnding({"--version"}, 0, "rynveld " RYNVEL_PROJECT_VERSION "\n", ""); }
+TEST(RynveldCommandLine, PrintsItsVersion) {
+    expectEnding({"--version"}, 0, "rynveld " RYNVEL_PROJECT_VERSION "\n", "");
+}
 
 TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
     for (const auto& wrong : {Arguments{"--nothing"}, Arguments{"extra"}, Arguments{"--listen", "nowhere"},
