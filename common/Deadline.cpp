@@ -2,6 +2,7 @@
 #include "Deadline.h"
 
 #include <algorithm>
+#include <climits>
 
 namespace Common {
 
@@ -10,7 +11,7 @@ int Deadline::pollTimeout() const {
         return -1;
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_timePoint - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max(left, std::chrono::milliseconds(0)).count());
+    return static_cast<int>(std::clamp(left, std::chrono::milliseconds(0), std::chrono::milliseconds(INT_MAX)).count());
 }
 
 Deadline Deadline::earlier(const Deadline& one, const Deadline& other) {

@@ -20,8 +20,8 @@ namespace {
 
 bool isUio(Rynvel::DeviceType type) { return type == Rynvel::DeviceType::Uio16 || type == Rynvel::DeviceType::Uio32; }
 
-Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason) {
-    return {row.m_devicePath + ": " + reason, std::nullopt};
+Probe failed(const Rynvel::MemoryDevice& row, const std::string& reason, int systemError = 0) {
+    return {row.m_devicePath + ": " + reason, std::nullopt, systemError};
 }
 
 /** Opens the files of a device, maps a mapped device, and keeps the files and the map for the backend. */
@@ -31,13 +31,13 @@ public:
 
     Probe open() {
         const int descriptor = m_files.open(m_row.m_devicePath, O_RDWR);
-        return descriptor == -1 ? failed(std::strerror(errno)) : Probe{};
+        return descriptor == -1 ? failedCall("") : Probe{};
     }
 
     Probe openMapped() {
         const int descriptor = m_files.open(m_row.m_devicePath, O_RDWR);
         if (descriptor == -1) {
-            return failed(std::strerror(errno));
+            return failedCall("");
         }
         if (!isUio(m_row.m_type)) {
             return m_row.m_parameter == 0
@@ -62,6 +62,11 @@ public:
 private:
     Probe failed(const std::string& reason) const { return Common::failed(m_row, reason); }
 
+    Probe failedCall(const std::string& action) const {
+        const int error = errno;
+        return Common::failed(m_row, action + std::strerror(error), error);
+    }
+
     // Opens the attribute twice. The second open file is for the backend, which reads the attribute again, and uses 0
     // if it cannot read the attribute.
     std::optional<unsigned long> attribute(const std::string& name) {
@@ -84,7 +89,7 @@ private:
 
     Probe map(int descriptor, unsigned long offset, unsigned long size) {
         if (!m_files.map(descriptor, size, offset)) {
-            return failed(std::string("cannot be mapped: ") + std::strerror(errno));
+            return failedCall("cannot be mapped: ");
         }
         return {"", static_cast<std::uint32_t>(size - offset)};
     }

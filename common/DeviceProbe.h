@@ -25,6 +25,8 @@ struct Probe {
     std::string reason;
     /** The size of the registers in the map, in bytes; empty for a device that is not mapped. */
     std::optional<std::uint32_t> mapSize;
+    /** The error number of the system call that has failed; 0 if none has failed. */
+    int systemError = 0;
 };
 
 struct OpenedDevice {

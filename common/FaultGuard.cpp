@@ -25,12 +25,18 @@ bool isFault(const siginfo_t& info) {
 } // namespace
 
 thread_local sigjmp_buf* volatile FaultGuard::s_recoveryPoint = nullptr;
+struct sigaction FaultGuard::s_previousAction {};
 
 void FaultGuard::install() {
     struct sigaction action {};
     action.sa_sigaction = handleSignal;
     action.sa_flags = SA_SIGINFO;
-    sigaction(SIGBUS, &action, nullptr);
+    struct sigaction previous {};
+    sigaction(SIGBUS, nullptr, &previous);
+    if ((previous.sa_flags & SA_SIGINFO) == 0 || previous.sa_sigaction != handleSignal) {
+        s_previousAction = previous;
+        sigaction(SIGBUS, &action, nullptr);
+    }
 }
 
 bool FaultGuard::call(void (*access)(const void*), const void* object) {
@@ -55,8 +61,9 @@ void FaultGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(*s_recoveryPoint, 1);
     }
-    // After the handler returns, the processor repeats the access, which now ends the process.
-    std::signal(SIGBUS, SIG_DFL);
+    // After the handler returns, the processor repeats the access, which then meets the previous action. By default,
+    // that action ends the process.
+    sigaction(SIGBUS, &s_previousAction, nullptr);
 }
 
 } // namespace Common

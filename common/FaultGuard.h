@@ -32,7 +32,11 @@ namespace Common {
  */
 class FaultGuard {
 public:
-    /** Installs the SIGBUS handler of the process. */
+    /**
+     * Installs the SIGBUS handler of the process. A fault outside run() then has the effect that it had before. You may
+     * call the function again, for example because other code may have replaced the handler. Not for several threads at
+     * once.
+     */
     static void install();
 
     /**
@@ -50,6 +54,9 @@ public:
 private:
     [[gnu::noinline]] static bool call(void (*access)(const void*), const void* object);
     static void handleSignal(int signal, siginfo_t* info, void* context);
+
+    /** The action of the process before install(). */
+    static struct sigaction s_previousAction;
 
     /**
      * The pointer is volatile, because accesses to registers are volatile, and the compiler keeps the order of volatile

@@ -83,4 +83,15 @@ std::string remedyForLeadingZero(std::string_view text) {
     return "write " + decimal + (decimal.empty() || octal.empty() ? "" : " or ") + octal;
 }
 
+std::string hexadecimal(std::uint64_t value, unsigned int width) { return "0x" + hexadecimalDigits(value, width); }
+
+std::string hexadecimalDigits(std::uint64_t value, unsigned int width) {
+    constexpr std::size_t mostDigits = 16;
+    std::array<char, mostDigits> digits{};
+    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
+    const std::string text(digits.data(), end);
+    const std::size_t count = width / 4;
+    return text.size() < count ? std::string(count - text.size(), '0') + text : text;
+}
+
 } // namespace Common

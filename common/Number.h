@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Parses numbers.
+ * Parses and formats numbers.
  */
 #ifndef RYNVEL_COMMON_NUMBER_H
 #define RYNVEL_COMMON_NUMBER_H
@@ -42,6 +42,12 @@ std::string_view withoutLeadingZeros(std::string_view text);
  * as "write 10 or 0x8". Returns an empty text for any other text, and for a number of more than 32 bits.
  */
 std::string remedyForLeadingZero(std::string_view text);
+
+/** Returns 0x and as many hexadecimal digits as a register of `width` bits has. */
+std::string hexadecimal(std::uint64_t value, unsigned int width = 32);
+
+/** Returns the same digits without 0x. */
+std::string hexadecimalDigits(std::uint64_t value, unsigned int width);
 
 } // namespace Common
 

@@ -4,6 +4,7 @@
 #include <ZilTrace.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <sstream>
@@ -24,6 +25,8 @@ namespace Common {
 namespace {
 
 using Cause = ExchangeError::Cause;
+
+constexpr std::chrono::milliseconds interruptionInterval(100);
 
 constexpr ZilTraceLevel ordinaryLevel = 3;
 constexpr ZilTraceLevel recordLevel = 7;
@@ -82,20 +85,26 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
 
 // The resolver has no time-out. If the deadline passes, the thread continues until the resolver returns. The
 // result is discarded.
-Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline) {
+Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline, const Interruption& interruption) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
     std::thread(std::move(task)).detach();
-    if (deadline.timePoint() && result.wait_until(*deadline.timePoint()) != std::future_status::ready) {
-        throw timedOut();
+    const auto next = [&] { return *Deadline::earlier(deadline, Deadline(interruptionInterval)).timePoint(); };
+    while (result.wait_until(next()) != std::future_status::ready) {
+        if (deadline.hasPassed()) {
+            throw timedOut();
+        }
+        if (interruption) {
+            interruption();
+        }
     }
     return result.get();
 }
 
-sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
+sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline, const Interruption& interruption) {
     Lookup lookup = lookUpBlocking(server.host, AI_NUMERICHOST);
     if (lookup.error == EAI_NONAME) {
-        lookup = lookUpWithDeadline(server.host, deadline);
+        lookup = lookUpWithDeadline(server.host, deadline, interruption);
     }
     if (lookup.error != 0) {
         throw unreachable(gai_strerror(lookup.error));
@@ -113,9 +122,10 @@ int beginToConnect(int socket, const Address& address) {
     return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
 }
 
-int beginToConnect(int socket, const ServerAddress& server, const Deadline& deadline) {
+int beginToConnect(int socket, const ServerAddress& server, const Deadline& deadline,
+                   const Interruption& interruption) {
     if (server.path.empty()) {
-        return beginToConnect(socket, resolve(server, deadline));
+        return beginToConnect(socket, resolve(server, deadline, interruption));
     }
     sockaddr_un address{};
     if (server.path.size() >= sizeof(address.sun_path)) {
@@ -149,12 +159,13 @@ std::size_t transferred(ssize_t count) {
 
 } // namespace
 
-RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline)
-    : m_socket(::socket(server.path.empty() ? AF_INET : AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline, Interruption interruption)
+    : m_socket(::socket(server.path.empty() ? AF_INET : AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
+      m_interruption(std::move(interruption)) {
     if (!m_socket.isOpen()) {
         throw unreachable(std::strerror(errno));
     }
-    int error = beginToConnect(descriptor(), server, deadline);
+    int error = beginToConnect(descriptor(), server, deadline, m_interruption);
     if (error == EINPROGRESS || error == EINTR) {
         waitFor(POLLOUT, deadline);
         error = connectionError(descriptor());
@@ -211,12 +222,25 @@ std::uint32_t RecordConnection::receiveInterrupt(const Deadline& deadline) {
     return interruptWord(interrupt);
 }
 
-void RecordConnection::waitFor(short events, const Deadline& deadline) const {
+int RecordConnection::poll(short events, const Deadline& deadline) const {
     pollfd ready{descriptor(), events, 0};
+    if (!m_interruption) {
+        return ::poll(&ready, 1, deadline.pollTimeout());
+    }
+    const int count = ::poll(&ready, 1, Deadline::earlier(deadline, Deadline(interruptionInterval)).pollTimeout());
+    const int error = errno;
+    if (count <= 0) {
+        m_interruption();
+    }
+    errno = error;
+    return count;
+}
+
+void RecordConnection::waitFor(short events, const Deadline& deadline) const {
     int count = 0;
     do {
-        count = ::poll(&ready, 1, deadline.pollTimeout());
-    } while (count == -1 && errno == EINTR);
+        count = poll(events, deadline);
+    } while ((count == -1 && errno == EINTR) || (count == 0 && !deadline.hasPassed()));
     if (count == 0) {
         throw timedOut();
     }

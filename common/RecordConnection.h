@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -44,6 +45,12 @@ private:
 };
 
 /**
+ * A function that a connection calls while it waits for the peer: after each signal, and at least every 100 ms. The
+ * function may throw to end the wait. The exchange is then incomplete.
+ */
+using Interruption = std::function<void()>;
+
+/**
  * A connection that sends and receives whole records. A record may arrive in pieces. Throws an ExchangeError for every
  * failure. After an incomplete exchange, all further exchanges fail.
  *
@@ -53,8 +60,8 @@ private:
  */
 class RecordConnection {
 public:
-    /** Connects to a server. */
-    RecordConnection(const ServerAddress& server, const Deadline& deadline);
+    /** Connects to a server. @param interruption the function to call during waits; empty for none. */
+    RecordConnection(const ServerAddress& server, const Deadline& deadline, Interruption interruption = {});
 
     /**
      * Returns the socket, for poll(). The socket is readable when a record begins to arrive, or when the connection has
@@ -87,6 +94,7 @@ public:
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
 private:
+    int poll(short events, const Deadline& deadline) const;
     void waitFor(short events, const Deadline& deadline) const;
     void requireInSync() const;
     void requireNoExtraBytes() const;
@@ -94,6 +102,7 @@ private:
     void receive(Rynvel::IMessage& message, const Deadline& deadline) const;
 
     const Descriptor m_socket;
+    const Interruption m_interruption;
     bool m_isInSync = true;
 };
 

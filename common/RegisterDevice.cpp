@@ -69,6 +69,18 @@ public:
         return access(address, items, [&] { return m_device->write(address, data.data(), items, order); });
     }
 
+    AccessResult readInto(std::uint32_t address, void* registers, std::uint32_t items,
+                          Rynvel::ByteOrder order) override {
+        return access(address, items,
+                      [&] { return m_device->read(address, static_cast<T*>(registers), items, order); });
+    }
+
+    AccessResult writeFrom(std::uint32_t address, const void* registers, std::uint32_t items,
+                           Rynvel::ByteOrder order) override {
+        return access(address, items,
+                      [&] { return m_device->write(address, static_cast<const T*>(registers), items, order); });
+    }
+
 private:
     static bool fits(std::uint32_t value) { return value <= maxValue(widthOf<T>); }
 

@@ -55,6 +55,16 @@ public:
     virtual AccessResult write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items,
                                Rynvel::ByteOrder order) = 0;
 
+    /**
+     * Reads a burst into memory that has the layout and alignment of an array of registers. If the result is not
+     * Success, a part of the memory may have changed.
+     */
+    virtual AccessResult readInto(std::uint32_t address, void* registers, std::uint32_t items,
+                                  Rynvel::ByteOrder order) = 0;
+    /** Writes a burst from memory that has the layout and alignment of an array of registers. */
+    virtual AccessResult writeFrom(std::uint32_t address, const void* registers, std::uint32_t items,
+                                   Rynvel::ByteOrder order) = 0;
+
     /** Keeps the resource alive until the device itself has been destroyed. */
     void keepAlive(std::shared_ptr<const void> resource) { m_keptAlive = std::move(resource); }
 

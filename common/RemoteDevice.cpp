@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "RemoteDevice.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "RegisterWord.h"
@@ -38,12 +39,14 @@ void requireValues(const Rynvel::Response& response, std::uint32_t count) {
 
 } // namespace
 
-RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory)
+RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory,
+                           Interruption interruption)
     : m_server(std::move(server)),
       m_name(std::move(name)),
       m_width(width),
       m_deadlineFactory(std::move(deadlineFactory)),
-      m_requests(m_server, m_deadlineFactory()) {
+      m_interruption(std::move(interruption)),
+      m_requests(m_server, m_deadlineFactory(), m_interruption) {
     m_requests.open(m_name, m_deadlineFactory());
 }
 
@@ -76,6 +79,14 @@ void RemoteDevice::write(std::uint32_t address, std::uint32_t value, std::uint32
     execute(writeRequest);
 }
 
+void RemoteDevice::write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items) {
+    Rynvel::Request writeRequest = request(typesOf(m_width).write);
+    writeRequest.setAddress(address);
+    writeRequest.setByteOrder(Rynvel::ByteOrder::Host);
+    std::for_each(values, values + items, [&](std::uint32_t value) { writeRequest.addValue(value); });
+    execute(writeRequest);
+}
+
 int RemoteDevice::ioctl(std::uint32_t command, std::uint32_t argument) {
     Rynvel::Request ioctlRequest = request(Type::Ioctl);
     ioctlRequest.setCommand(command);
@@ -103,7 +114,7 @@ void RemoteDevice::raiseInterrupt(std::uint32_t word) {
 }
 
 int RemoteDevice::arm() {
-    m_interrupts.emplace(m_server, m_deadlineFactory());
+    m_interrupts.emplace(m_server, m_deadlineFactory(), m_interruption);
     m_interrupts->open(m_name, m_deadlineFactory());
     m_interrupts->execute(request(Type::WaitForInterrupt), m_deadlineFactory());
     return m_interrupts->descriptor();

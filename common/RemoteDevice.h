@@ -34,8 +34,10 @@ public:
      * @param name the device name at the server, at most 127 characters.
      * @param width the register width in bits: 8, 16 or 32.
      * @param deadlineFactory returns the deadline for the connection, and for each exchange.
+     * @param interruption the function to call during waits; empty for none.
      */
-    RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory);
+    RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory,
+                 Interruption interruption = {});
 
     /** Returns whether the server has ended the connection for requests, so that the next request would fail. */
     bool hasEnded() const { return m_requests.hasEnded(); }
@@ -46,6 +48,9 @@ public:
     void write(std::uint32_t address, std::uint32_t value);
     /** Writes with a mask, which the server applies. Sends no request if the mask is 0. */
     void write(std::uint32_t address, std::uint32_t value, std::uint32_t bitmask);
+
+    /** Writes a burst, in host order. @param items the number of registers, at most 128. */
+    void write(std::uint32_t address, const std::uint32_t* values, std::uint32_t items);
 
     /** Sends an ioctl request. @return the result of the device; 0 if the server does not report the result. */
     int ioctl(std::uint32_t command, std::uint32_t argument);
@@ -68,6 +73,9 @@ public:
      */
     int arm();
 
+    /** Closes the second connection, so that the server reports no further interrupts. */
+    void disarm() { m_interrupts.reset(); }
+
     /** Waits for the next interrupt and returns its interrupt word. Call arm() first. */
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
@@ -81,6 +89,7 @@ private:
     const std::string m_name;
     const unsigned int m_width;
     const DeadlineFactory m_deadlineFactory;
+    const Interruption m_interruption;
     RecordConnection m_requests;
     std::optional<RecordConnection> m_interrupts;
 };

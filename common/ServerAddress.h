@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 namespace Common {
@@ -29,6 +30,22 @@ constexpr const char* localPrefix = "unix:";
 
 /** The length of the longest path of a local socket. */
 constexpr std::size_t longestLocalPath = 107;
+
+/** Thrown if a text is not the address of a server. The text says why. */
+class ServerAddressError : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+/**
+ * Parses HOST, HOST:PORT, HOST::PORT or unix:/PATH.
+ *
+ * @throws ServerAddressError if the text is not an address.
+ */
+ServerAddress parseServerAddress(const std::string& text);
+
+/** Returns HOST::PORT or unix:/PATH. */
+std::string textOf(const ServerAddress& address);
 
 } // namespace Common
 

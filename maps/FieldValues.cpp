@@ -103,18 +103,6 @@ constexpr const char* onlyAsRead = " may be written only with the value that was
 
 bool hasUsableName(const EnumeratedValue& value) { return !value.name.empty() && !isAmbiguous(value); }
 
-/** Returns the enumerated values for writing, except a default, which names all other values. */
-std::vector<EnumeratedValue> valuesToWrite(const Field& field) {
-    std::vector<EnumeratedValue> values;
-    for (const Enumeration& enumeration : field.enumerations) {
-        if (isFor(enumeration, Usage::Write)) {
-            std::copy_if(enumeration.values.begin(), enumeration.values.end(), std::back_inserter(values),
-                         [](const EnumeratedValue& value) { return !value.isDefault; });
-        }
-    }
-    return values;
-}
-
 /** Returns the enumerated values that may be written to a field. A value without a usable name is a number. */
 std::vector<std::string> enumeratedChoices(const Field& field) {
     std::vector<std::string> choices;
@@ -177,15 +165,11 @@ const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
     return *field;
 }
 
-/** @throws RefusedValue if a write cannot give a field of the register a value. */
-void requireWritable(const LocatedRegister& located, const Field& field) {
-    if (!isWritable(field.access)) {
-        throw RefusedValue(subjectOf(located, field) + " is read-only");
-    }
-    if (!isInside(field, *located.contents)) {
-        throw RefusedValue(subjectOf(located, field) + " is outside the " +
-                           Common::counted(located.contents->size, "bit") + " of its register");
-    }
+/** Returns the enumerated value for writing that has a name; null if there is none. */
+const EnumeratedValue* valueToWrite(const Field& field, const std::string& name) {
+    return firstValue(field, Usage::Write, [&name](const EnumeratedValue& each) {
+        return !each.isDefault && !name.empty() && each.name == name;
+    });
 }
 
 /** A field that gets a value. */
@@ -198,13 +182,8 @@ public:
 
     std::string refusal(const std::string& problem) const { return m_subject + problem; }
 
-    std::uint64_t parse(const std::string& text) const {
-        const std::uint64_t number = numberOf(text);
-        const std::string reason = reasonToRefuse(m_field, number, quoted(text));
-        if (!reason.empty()) {
-            throw RefusedValue(refusal(reason));
-        }
-        return number;
+    std::uint64_t numberOf(const FieldAssignment& assignment) const {
+        return assignment.number ? checked(*assignment.number) : checked(assignment.value);
     }
 
     /** @throws RefusedValue if the field shares a bit with one of `others`, or is one of them. */
@@ -221,19 +200,36 @@ public:
     }
 
 private:
-    std::uint64_t numberOf(const std::string& text) const {
+    std::uint64_t checked(const std::string& text) const {
+        const std::uint64_t number = parse(text);
+        requireAllowedNumber(number, quoted(text));
+        return number;
+    }
+
+    std::uint64_t checked(std::uint64_t number) const {
+        if (number > highestOf(m_field)) {
+            throw RefusedValue(refusal(": value " + std::to_string(number) + " does not fit in " + bitsText(m_field)));
+        }
+        requireAllowedNumber(number, std::to_string(number));
+        return number;
+    }
+
+    /** @param text the number in the message. */
+    void requireAllowedNumber(std::uint64_t number, const std::string& text) const {
+        const std::string reason = reasonToRefuse(m_field, number, text);
+        if (!reason.empty()) {
+            throw RefusedValue(refusal(reason));
+        }
+    }
+
+    std::uint64_t parse(const std::string& text) const {
         // Searches for a name first, because a name may begin with a digit, such as 16k, or have only digits.
-        const EnumeratedValue* const value = valueNamed(text);
-        return value != nullptr ? numberOf(*value) : fittingNumber(m_field, m_subject, text, namesToWrite(m_field));
+        const EnumeratedValue* const value = valueToWrite(m_field, text);
+        return value != nullptr ? usableNumberOf(*value)
+                                : fittingNumber(m_field, m_subject, text, namesToWrite(m_field));
     }
 
-    const EnumeratedValue* valueNamed(const std::string& text) const {
-        return firstValue(m_field, Usage::Write, [&text](const EnumeratedValue& each) {
-            return !each.isDefault && !text.empty() && each.name == text;
-        });
-    }
-
-    std::uint64_t numberOf(const EnumeratedValue& named) const {
+    std::uint64_t usableNumberOf(const EnumeratedValue& named) const {
         if (isAmbiguous(named)) {
             throw RefusedValue(refusal(alsoANumber(named) + "the value " + std::to_string(named.value) + numberRemedy));
         }
@@ -310,6 +306,17 @@ bool isAllowed(const WriteConstraint& constraint, std::uint64_t value) {
            (value >= constraint.minimum && value <= constraint.maximum);
 }
 
+std::vector<EnumeratedValue> valuesToWrite(const Field& field) {
+    std::vector<EnumeratedValue> values;
+    for (const Enumeration& enumeration : field.enumerations) {
+        if (isFor(enumeration, Usage::Write)) {
+            std::copy_if(enumeration.values.begin(), enumeration.values.end(), std::back_inserter(values),
+                         [](const EnumeratedValue& value) { return !value.isDefault; });
+        }
+    }
+    return values;
+}
+
 std::vector<std::string> namesToWrite(const Field& field) {
     std::vector<std::string> names;
     for (const EnumeratedValue& value : valuesToWrite(field)) {
@@ -347,6 +354,16 @@ std::vector<std::string> namesToRead(const Field& field) {
     return names;
 }
 
+void requireWritable(const LocatedRegister& located, const Field& field) {
+    if (!isWritable(field.access)) {
+        throw RefusedValue(subjectOf(located, field) + " is read-only");
+    }
+    if (!isInside(field, *located.contents)) {
+        throw RefusedValue(subjectOf(located, field) + " is outside the " +
+                           Common::counted(located.contents->size, "bit") + " of its register");
+    }
+}
+
 const Field& findWritable(const LocatedRegister& located, const std::string& name) {
     const Field& field = fieldOf(located, name);
     requireWritable(located, field);
@@ -378,13 +395,18 @@ std::vector<FieldAssignment> findFields(const LocatedRegister& located, const st
     return found;
 }
 
+std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string& name) {
+    const EnumeratedValue* const value = valueToWrite(field, name);
+    return value == nullptr ? std::nullopt : std::optional<std::uint64_t>(value->value);
+}
+
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments) {
     MaskedValue result;
     std::vector<const Field*> earlier;
     for (const FieldAssignment& assignment : assignments) {
         const Field& field = *assignment.field;
         const AssignedField assigned(located, field);
-        const std::uint64_t number = assigned.parse(assignment.value);
+        const std::uint64_t number = assigned.numberOf(assignment);
         assigned.requireApartFrom(earlier);
         earlier.push_back(&field);
         result.value |= number << field.lsb;

@@ -64,6 +64,9 @@ std::vector<FieldValue> decode(const Register& aRegister, std::uint64_t register
  */
 bool isAllowed(const WriteConstraint& constraint, std::uint64_t value);
 
+/** Returns the enumerated values for writing, except a default, which names all other values. */
+std::vector<EnumeratedValue> valuesToWrite(const Field& field);
+
 /**
  * Returns the names of values that an assignment to a field accepts. Leaves out a name that is also a number, unless
  * the number is the value of the name.
@@ -79,11 +82,17 @@ struct Assignment {
     std::string value;
 };
 
-/** An Assignment whose field has been found. */
+/** The new value of a field that has been found. */
 struct FieldAssignment {
     const Field* field;
+    /** As in Assignment. */
     std::string value;
+    /** A number in place of the text. */
+    std::optional<std::uint64_t> number = std::nullopt;
 };
+
+/** @throws RefusedValue if a write cannot give the field a value: it is read-only, or outside its register. */
+void requireWritable(const LocatedRegister& located, const Field& field);
 
 /**
  * Returns the field to which a name refers.
@@ -134,6 +143,12 @@ std::string subjectOf(const LocatedRegister& located, const Field& field);
 
 /** Returns the fields of a register that assignments name. @throws RefusedValue if a field is unknown. */
 std::vector<FieldAssignment> findFields(const LocatedRegister& located, const std::vector<Assignment>& assignments);
+
+/**
+ * Returns the number of an enumerated value of a field for writing; none if the field has no value of this name. The
+ * name may consist of digits. The default has no number.
+ */
+std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string& name);
 
 /**
  * Returns the masked write that gives fields their values.

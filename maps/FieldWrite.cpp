@@ -75,6 +75,19 @@ constexpr Remedy byMask{"also select all bits of ", " with the mask", "the bits 
                         "leave out the mask"};
 constexpr Remedy byFields{"use write REGISTER FIELD=VALUE ..., and also assign ", "", "the other bits",
                           "write the whole register"};
+constexpr Remedy byUpdate{"use update(), and also assign ", "", "the other bits", "write the whole register"};
+
+const Remedy& remedyFor(WriteForm form) {
+    switch (form) {
+    case WriteForm::FieldName:
+        return byFields;
+    case WriteForm::FieldList:
+        return byAssignment;
+    case WriteForm::Attribute:
+        return byUpdate;
+    }
+    return byAssignment;
+}
 
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
@@ -242,15 +255,23 @@ bool hasReadEffect(const Register& aRegister) {
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
+WriteShape shapeOfWrite(const LocatedRegister& located, std::uint64_t assigned, const Word& word, WriteForm form) {
+    const MaskedValue unchanged{0, assigned};
+    const Plan plan(located, unchanged, word, remedyFor(form));
+    plan.requireReadableIfNeeded();
+    plan.requireKept();
+    const MaskedValue written = plan.written();
+    const bool isWhole = written.mask == lowBits(word.width) || !isReadable(*located.contents) || word.hasReadEffect;
+    return {{written.value, written.mask & ~assigned}, isWhole};
+}
+
 FieldWrite planWrite(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments, const Word& word,
                      WriteForm form) {
     FieldWrite write;
     write.assigned = encode(located, assignments);
-    const Plan plan(located, write.assigned, word, form == WriteForm::FieldName ? byFields : byAssignment);
-    plan.requireReadableIfNeeded();
-    plan.requireKept();
-    write.written = plan.written();
-    write.isWhole = write.written.mask == lowBits(word.width) || !isReadable(*located.contents) || word.hasReadEffect;
+    const WriteShape shape = shapeOfWrite(located, write.assigned.mask, word, form);
+    write.written = {write.assigned.value | shape.kept.value, write.assigned.mask | shape.kept.mask};
+    write.isWhole = shape.isWhole;
     requireInRange(located, {write.written.value, write.isWhole ? UINT64_MAX : write.written.mask});
     for (const FieldAssignment& assignment : assignments) {
         write.fields.push_back(decode(*assignment.field, write.assigned.value, Usage::Write));

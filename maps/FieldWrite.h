@@ -67,8 +67,32 @@ struct FieldWrite {
  */
 bool hasReadEffect(const Register& aRegister);
 
-/** How the user gives the fields of a write: the name of one field, or FIELD=VALUE for each field of a register. */
-enum class WriteForm { FieldName, FieldList };
+/** How the user gives the fields of a write. */
+enum class WriteForm {
+    /** The name of one field on a command line. */
+    FieldName,
+    /** A value for each of several fields. */
+    FieldList,
+    /** An assignment to an attribute of a Python object. */
+    Attribute
+};
+
+/** The bits that a write includes to keep other fields, and how it is made. They do not depend on the new values. */
+struct WriteShape {
+    /** The bits that keep their values only if the write gives them a value. */
+    MaskedValue kept;
+    /** As in FieldWrite. */
+    bool isWhole = false;
+};
+
+/**
+ * Returns the shape of a write of some bits.
+ *
+ * @param assigned the bits of the fields that get values.
+ * @throws RefusedValue if planWrite() throws it for any values of these fields.
+ */
+WriteShape shapeOfWrite(const LocatedRegister& located, std::uint64_t assigned, const Word& word,
+                        WriteForm form = WriteForm::FieldList);
 
 /**
  * Plans a write that changes no other field, and no other register at the same offset.

@@ -10,6 +10,9 @@ target_root="$rynvel_cache/armhf"
 # The packages for a build for this machine, and the additional packages for a build for the target.
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev nlohmann-json3-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:armhf)
+# The additional packages for the Python package, and for its tests.
+python_packages=(python3-dev pybind11-dev python3-pytest python3-hypothesis python3-numpy python3-matplotlib mypy)
+wheel_packages=(python3-pip python3-setuptools python3-wheel)
 # The additional packages for the benchmarks, and for counting instructions.
 benchmark_packages=(libbenchmark-dev)
 counting_packages=(valgrind qemu-user binutils)

@@ -4,8 +4,8 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint dev asan tsan armhf abi counts board installed dissector)
-long_stages=(abitest compilers analyze bigendian hardened variants fuzz soak tunnels packages)
+quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
+long_stages=(abitest musl analyze bigendian hardened variants wheel fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
@@ -18,10 +18,12 @@ describe_stage() {
         asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
+        python) echo 'the tests of the Python package and of its types' ;;
+        wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
         abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
-        compilers) echo 'builds with clang 14 and 16, with later C++ standards, and with the headers of musl' ;;
+        musl) echo 'the libraries, compiled against the headers of musl' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
@@ -47,10 +49,12 @@ packages_of() {
         lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
+        python) echo "${build_packages[@]}" "${python_packages[@]}" ;;
+        wheel) echo "${build_packages[@]}" "${python_packages[@]}" "${wheel_packages[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
-        compilers) echo "${tests[@]}" clang-14 clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
+        musl) echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
@@ -69,7 +73,7 @@ folder_of() {
         counts) echo build/benchmarks ;;
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
-        compilers) echo build/compilers ;;
+        musl) echo build/builders/musl ;;
         installed) echo build/release ;;
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
@@ -100,11 +104,13 @@ usual_seconds() {
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
+        python) echo 120 60 ;;
+        wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         abi) echo 60 12 ;;
         abitest) echo 200 120 ;;
-        compilers) echo 1200 300 ;;
+        musl) echo 20 3 ;;
         board) echo 95 80 ;;
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
@@ -190,6 +196,25 @@ stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by
 stage_armhf() { test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
+
+# Checks the types of the package in the build folder and of its tests.
+check_python_types() {
+    MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core mypy --strict --cache-dir build/python/mypy \
+        -p rynvel && MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core \
+        mypy --strict --cache-dir build/python/mypy python/tests/core/*.py &&
+        MYPYPATH=$PWD/build/python/python:$PWD/python/tests/package \
+            mypy --strict --cache-dir build/python/mypy python/tests/package/*.py python/examples/*.py
+}
+
+stage_python() {
+    build python && check_python_types &&
+        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
+        python/tests/package/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
+}
+
+stage_wheel() {
+    build python && python/tests/package/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_wheel_tests.xml"
+}
 
 # The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
 stage_soak() {
@@ -297,7 +322,7 @@ stage_abi() (
     summary
 )
 
-stage_compilers() { tests/builders/compilers.sh build/compilers; }
+stage_musl() { tests/builders/musl.sh build/builders; }
 
 stage_abitest() { tests/abi/run.sh build/abitest; }
 

@@ -60,7 +60,7 @@ private:
         requireHarmlessRead(whole, "write the whole register");
         allowed(whole, [&] {
             Maps::requireStored(whole.located, m_bits.mask);
-            Maps::requireOthersKept(whole.located, m_bits.mask, whole.word());
+            Maps::requireOthersKept(whole.located, m_bits.mask, whole.word);
             if (m_change == BitChange::Toggle) {
                 Maps::requireNotWriteOnly(whole.located, m_bits.mask);
             }
@@ -74,7 +74,7 @@ private:
         if (m_addressed.named) {
             const MappedRegister& whole = m_addressed.named->whole;
             requireAllowed(whole, m_written);
-            m_written = allowed(whole, [&] { return Maps::planMaskedWrite(whole.located, m_written, whole.word()); });
+            m_written = allowed(whole, [&] { return Maps::planMaskedWrite(whole.located, m_written, whole.word); });
         }
     }
 

@@ -57,7 +57,7 @@ CommandContext::CommandContext(const GlobalOptions& options)
       m_server(givenServer(options, m_timeout)),
       m_isServerGiven(m_server.has_value()),
       m_isDefaultServerPending(!m_isServerGiven && !options.isLocal),
-      m_maps(std::make_unique<MapSearch>(options.maps, m_timeout.deadline())),
+      m_maps(std::make_unique<Maps::MapSearch>(options.maps, m_timeout.deadline())),
       m_devices(std::make_unique<KnownDevices>()) {
     if (!options.type.empty()) {
         m_givenType = &parseType(options.type);

@@ -122,7 +122,7 @@ private:
     /** Whether m_server is to become the default server when a command asks for the server. */
     mutable bool m_isDefaultServerPending = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
-    std::unique_ptr<MapSearch> m_maps;
+    std::unique_ptr<Maps::MapSearch> m_maps;
     std::unique_ptr<KnownDevices> m_devices;
 };
 

@@ -100,7 +100,7 @@ Words fromMap(const Line& line, const Function& function) {
     }
     // Ignores an error, because a shell cannot show it.
     try {
-        MapSearch search(line.maps);
+        Maps::MapSearch search(line.maps);
         const auto description = search.catalog().find(line.arguments.front());
         return description ? function(MapCompletion(*description->peripheral, useOf(line.command).registers)) : Words();
     } catch (const Maps::UnusableMap&) {

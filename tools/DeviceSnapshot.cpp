@@ -50,7 +50,7 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffe
                                                        " has the same name as a register with a lower offset"));
         } else if (!mapped.range.isInside(device.mapSize())) {
             taken.obstacles.push_back(leftOut(map, "register " + mapped.name() + " is outside the map of the device"));
-        } else if (sideEffects == SideEffects::LeftOut && mapped.hasReadEffect) {
+        } else if (sideEffects == SideEffects::LeftOut && mapped.word.hasReadEffect) {
             taken.withSideEffects.push_back(mapped.name());
         } else {
             taken.snapshot.registers.push_back(readRegister(device, mapped));

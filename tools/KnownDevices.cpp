@@ -16,7 +16,7 @@ std::shared_ptr<OpenDevice> KnownDevices::open(const Target& target, const Comma
     return device.opened;
 }
 
-const RegisterMap* KnownDevices::registerMap(const Target& target, MapSearch& maps) {
+const RegisterMap* KnownDevices::registerMap(const Target& target, Maps::MapSearch& maps) {
     Device& device = deviceOf(target);
     if (!device.hasSearchedMaps) {
         if (const auto description = maps.catalog().find(target.name())) {

@@ -35,7 +35,7 @@ public:
      *
      * @throws Maps::UnusableMap if a register map cannot be used.
      */
-    const RegisterMap* registerMap(const Target& target, MapSearch& maps);
+    const RegisterMap* registerMap(const Target& target, Maps::MapSearch& maps);
 
 private:
     struct Device {

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Numbers.h"
 
-#include <array>
-#include <charconv>
-#include <cstddef>
-
 #include "Count.h"
 #include "Failure.h"
 #include "Number.h"
@@ -54,17 +50,6 @@ std::uint32_t parseCount(const std::string& name, const std::string& text, std::
         throw usageError(name + ' ' + text + " exceeds the maximum of " + std::to_string(max));
     }
     return count;
-}
-
-std::string hexadecimal(std::uint64_t value, unsigned int width) { return "0x" + hexadecimalDigits(value, width); }
-
-std::string hexadecimalDigits(std::uint64_t value, unsigned int width) {
-    constexpr std::size_t mostDigits = 16;
-    std::array<char, mostDigits> digits{};
-    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
-    const std::string text(digits.data(), end);
-    const std::size_t count = width / 4;
-    return text.size() < count ? std::string(count - text.size(), '0') + text : text;
 }
 
 } // namespace Rynvelctl

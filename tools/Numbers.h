@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Number.h"
 #include "RegisterWord.h"
 
 namespace Rynvelctl {
@@ -35,13 +36,9 @@ std::uint32_t parseMask(const std::string& text, unsigned int width);
 /** Returns the number that the text gives. @throws Failure if the text is not a number from 1 to `max`. */
 std::uint32_t parseCount(const std::string& name, const std::string& text, std::uint32_t max = UINT32_MAX);
 
+using Common::hexadecimal;
+using Common::hexadecimalDigits;
 using Common::maxValue;
-
-/** Returns 0x and as many hexadecimal digits as a register of `width` bits has. */
-std::string hexadecimal(std::uint64_t value, unsigned int width = 32);
-
-/** Returns the same digits without 0x. */
-std::string hexadecimalDigits(std::uint64_t value, unsigned int width);
 
 } // namespace Rynvelctl
 

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include <fcntl.h>
+#include "NonBlocking.h"
 
 namespace Rynvelctl {
 
@@ -19,21 +19,6 @@ Common::OpenedDevice open(const Target& target) {
     }
     return device;
 }
-
-/** Makes a descriptor non-blocking as long as the object exists. */
-class NonBlocking {
-public:
-    explicit NonBlocking(int descriptor) : m_descriptor(descriptor), m_flags(::fcntl(descriptor, F_GETFL)) {
-        ::fcntl(m_descriptor, F_SETFL, m_flags | O_NONBLOCK);
-    }
-    NonBlocking(const NonBlocking&) = delete;
-    NonBlocking& operator=(const NonBlocking&) = delete;
-    ~NonBlocking() { ::fcntl(m_descriptor, F_SETFL, m_flags); }
-
-private:
-    const int m_descriptor;
-    const int m_flags;
-};
 
 } // namespace
 
@@ -126,7 +111,7 @@ int OpenLocalDevice::prepareInterrupts() { return m_opened.device->device().getN
 
 std::optional<std::uint32_t> OpenLocalDevice::receiveInterrupt(const Common::Deadline& /*deadline*/) {
     // Another process may take the interrupt after poll() returns. The function must then not wait for the next one.
-    const NonBlocking nonBlocking(m_opened.device->device().getNativeHandle());
+    const Common::NonBlocking nonBlocking(m_opened.device->device().getNativeHandle());
     errno = 0;
     unsigned long word = 0;
     const bool isReceived = m_opened.device->device().waitForInterrupt(&word);

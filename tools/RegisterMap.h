@@ -7,10 +7,10 @@
 #define RYNVELCTL_REGISTERMAP_H
 
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "DeviceRegisters.h"
 #include "Failure.h"
 #include "FieldValues.h"
 #include "FieldWrite.h"
@@ -26,12 +26,9 @@ struct MappedRegister {
     Maps::LocatedRegister located;
     /** The range of the single register, with its name. */
     RegisterRange range;
-    /** Whether reading the word of the register has a side effect, on this register or on another one in the word. */
-    bool hasReadEffect;
-    /** The modified bits of all registers at the same offset. */
-    Maps::ModifiedBits modifiedBits;
+    /** The word of the register. Reading it can have a side effect on another register in the word. */
+    Maps::Word word;
 
-    Maps::Word word() const { return {range.device().width(), hasReadEffect, modifiedBits}; }
     const std::string& name() const { return located.name; }
     const Maps::Register& contents() const { return *located.contents; }
 };
@@ -63,13 +60,13 @@ public:
     std::vector<MappedRegister> registers() const;
 
     /** Returns all registers of the map, in the order of their offsets. */
-    const std::vector<Maps::LocatedRegister>& locatedRegisters() const { return m_registers; }
+    const std::vector<Maps::LocatedRegister>& locatedRegisters() const { return m_registers.all(); }
 
     /** Returns what a name selects, even if the device cannot access it. @throws Failure for an unknown name. */
     Maps::NamedRegister named(const std::string& name) const;
 
     /** Returns why the device cannot access a register of the map; empty if it can. */
-    std::string obstacleTo(const Maps::LocatedRegister& located) const;
+    std::string obstacleTo(const Maps::LocatedRegister& located) const { return m_registers.obstacleTo(located); }
 
     /** @throws Failure if the device cannot access a register of the map. */
     void requireAccessible(const Maps::LocatedRegister& located) const;
@@ -106,28 +103,6 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    /** The extent of a register and of all registers before it, in the order of their offsets. */
-    struct Extent {
-        /** The position of the register that ends last. */
-        std::size_t furthest;
-        /** The highest end of the registers for which Maps::hasReadEffect() is true; 0 if there are none. */
-        std::uint64_t readEffectEnd;
-    };
-
-    /** Returns the number of registers that begin before an offset. */
-    std::size_t countBefore(std::uint64_t offset) const;
-    /** Returns the register that ends last among the first `count` registers; null if `count` is 0. */
-    const Maps::LocatedRegister* furthestOf(std::size_t count) const;
-    /**
-     * Returns the register that begins before an offset and ends last, if it ends after the offset; null otherwise.
-     */
-    const Maps::LocatedRegister* extendingBeyond(std::uint64_t offset) const;
-    bool hasReadEffect(const Maps::LocatedRegister& located) const;
-    /**
-     * Returns another register in the word of a register that is narrower than the word; null if there is none. A
-     * register at the same offset that is not wider is an alternative, and does not count.
-     */
-    const Maps::LocatedRegister* neighborOf(const Maps::LocatedRegister& located) const;
     MappedRegister mapped(const Maps::LocatedRegister& located) const;
     Failure unknownName(const std::string& name) const;
     /** Returns what the user can give instead of an unknown name, as the end of an error message. */
@@ -135,11 +110,7 @@ private:
 
     const Target* m_target;
     Maps::DeviceDescription m_description;
-    std::vector<Maps::LocatedRegister> m_registers;
-    /** One extent for each register. */
-    std::vector<Extent> m_extents;
-    /** The modified bits of all registers at an offset. */
-    std::map<std::uint64_t, Maps::ModifiedBits> m_modifiedBits;
+    Maps::DeviceRegisters m_registers;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */

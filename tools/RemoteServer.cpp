@@ -1,60 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "RemoteServer.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <string_view>
-
-#include "Number.h"
-
 namespace Rynvelctl {
 
 namespace {
 
-constexpr std::uint32_t largestPort = 65535;
-
-/** Returns the separator of host and port; empty if there is no port, or if the address is malformed. */
-std::string separatorIn(const std::string& address) {
-    if (address.find("::") != std::string::npos) {
-        return "::";
-    }
-    return std::count(address.begin(), address.end(), ':') == 1 ? ":" : "";
-}
-
-bool isLocal(const std::string& address) { return address.rfind(std::string(Common::localPrefix) + '/', 0) == 0; }
-
-Common::ServerAddress parseLocal(const std::string& address) {
-    const std::string path = address.substr(std::string(Common::localPrefix).size());
-    if (path.size() > Common::longestLocalPath) {
-        throw usageError("server address '" + address + "' is too long (the path of a socket has at most " +
-                         std::to_string(Common::longestLocalPath) + " bytes)");
-    }
-    return {"", 0, path};
-}
-
 Common::ServerAddress parse(const std::string& address) {
-    if (isLocal(address)) {
-        return parseLocal(address);
+    try {
+        return Common::parseServerAddress(address);
+    } catch (const Common::ServerAddressError& error) {
+        throw usageError(error.what());
     }
-    const std::string separator = separatorIn(address);
-    const std::size_t end = separator.empty() ? address.size() : address.find(separator);
-    const std::string host = address.substr(0, end);
-    if (host.empty() || host.find_first_of(": \t") != std::string::npos) {
-        throw usageError("server address '" + address + "' is not HOST, HOST:PORT, HOST::PORT or unix:/PATH");
-    }
-    if (separator.empty()) {
-        return {host, Common::defaultPort};
-    }
-    const std::string text = address.substr(end + separator.size());
-    const auto port = Common::parseNumber(text, {}, largestPort);
-    if (port.value_or(0) == 0) {
-        throw usageError("port '" + text + "' is not a decimal number from 1 to " + std::to_string(largestPort));
-    }
-    const std::string_view remedy = Common::withoutLeadingZeros(text);
-    if (!remedy.empty()) {
-        throw usageError("port '" + text + "' has a leading zero (give " + std::string(remedy) + ')');
-    }
-    return {host, static_cast<std::uint16_t>(*port)};
 }
 
 } // namespace
@@ -62,10 +18,7 @@ Common::ServerAddress parse(const std::string& address) {
 RemoteServer::RemoteServer(const std::string& address, const CommandTimeout& timeout)
     : m_address(parse(address)), m_timeout(timeout) {}
 
-std::string RemoteServer::name() const {
-    return m_address.path.empty() ? m_address.host + "::" + std::to_string(m_address.port)
-                                  : Common::localPrefix + m_address.path;
-}
+std::string RemoteServer::name() const { return Common::textOf(m_address); }
 
 Common::DeadlineFactory RemoteServer::deadlines() const {
     return [timeout = m_timeout] { return timeout.answerDeadline(); };

@@ -43,7 +43,7 @@ std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
     if (repeats(contents.writeConstraint)) {
         return repeatsReads;
     }
-    if ((target.modifiedBits.all() & Maps::bitsOf(contents)) != 0) {
+    if ((target.word.modifiedBits.all() & Maps::bitsOf(contents)) != 0) {
         return changesAnother;
     }
     const bool isAllowed = !contents.writeConstraint || Maps::isAllowed(*contents.writeConstraint, value);
@@ -60,7 +60,7 @@ FieldWrite wholeWrite(const MappedRegister& target, std::uint32_t value) {
     FieldWrite write;
     write.assigned = {value, Maps::bitsOf(target.contents())};
     write.written = write.assigned;
-    write.isWhole = target.contents().size == target.word().width;
+    write.isWhole = target.contents().size == target.word.width;
     return write;
 }
 
@@ -126,7 +126,7 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
     if (!Maps::isReadable(target.contents())) {
         return Obstacle{writeOnly, true};
     }
-    if (target.hasReadEffect) {
+    if (target.word.hasReadEffect) {
         return Obstacle{"reading has a side effect", true};
     }
     return std::nullopt;
@@ -152,7 +152,7 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
         return std::nullopt;
     }
     try {
-        return Maps::planWrite(target.located, assignments, target.word());
+        return Maps::planWrite(target.located, assignments, target.word);
     } catch (const Maps::RefusedValue& refusal) {
         skip(refusal.what(), target.name());
         return std::nullopt;

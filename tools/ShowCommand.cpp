@@ -55,7 +55,7 @@ std::optional<Failure> read(OpenDevice& device, const Registers& registers, bool
                             RegisterListing& listing) {
     try {
         for (const MappedRegister& each : registers) {
-            if (includesSideEffects || !each.hasReadEffect) {
+            if (includesSideEffects || !each.word.hasReadEffect) {
                 const RegisterValue value = decoded(each, device.read(each.range));
                 listing.registers.push_back({value.range, value.value, value.fields});
             } else {

@@ -119,9 +119,8 @@ private:
         if (!m_options.mask.empty()) {
             throw usageError("--mask: the fields already select the bits to write (leave out --mask)");
         }
-        const Maps::FieldWrite write = allowed([&](const MappedRegister& whole) {
-            return Maps::planWrite(whole.located, assignments, whole.word(), form);
-        });
+        const Maps::FieldWrite write = allowed(
+            [&](const MappedRegister& whole) { return Maps::planWrite(whole.located, assignments, whole.word, form); });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
                 mask,
@@ -144,7 +143,7 @@ private:
 
     PlannedWrite planMasked(const WrittenValue& given) const {
         const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
-            return Maps::planMaskedWrite(whole.located, {given.value, *given.mask}, whole.word());
+            return Maps::planMaskedWrite(whole.located, {given.value, *given.mask}, whole.word);
         });
         return {narrow(written.value), narrow(written.mask), given, true};
     }

@@ -266,5 +266,31 @@ TEST(FieldPattern, IsNotANumberThatIsAlsoTheNameOfOtherNumbers) {
     EXPECT_TRUE(matches("0x4", aRegister, 4));
 }
 
+/** Returns a register whose field F has a value with the name 10, which is not its number. */
+Maps::Register withNumericName() {
+    return onlyRegister(
+        read(mapOfFields(field("F", "[3:0]", valuesFor("write", value("10", "2") + value("on", "1"))))));
+}
+
+TEST(NumberToWrite, BelongsToANameEvenIfTheNameHasOnlyDigits) {
+    const Maps::Register aRegister = withNumericName();
+    EXPECT_EQ(Maps::numberToWrite(aRegister.fields[0], "10"), 2U);
+    EXPECT_EQ(Maps::numberToWrite(aRegister.fields[0], "on"), 1U);
+    EXPECT_EQ(Maps::numberToWrite(aRegister.fields[0], "1"), std::nullopt);
+    EXPECT_EQ(Maps::numberToWrite(aRegister.fields[0], ""), std::nullopt);
+}
+
+TEST(AssignedNumber, IsNeverAName) {
+    const Maps::Register aRegister = withNumericName();
+    const Maps::LocatedRegister located{"R", 0, &aRegister};
+    EXPECT_EQ(Maps::encode(located, {{&aRegister.fields[0], "", 10}}).value, 10U);
+    try {
+        Maps::encode(located, {{&aRegister.fields[0], "", 16}});
+        ADD_FAILURE() << "not refused";
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_STREQ(refused.what(), "field R.F: value 16 does not fit in 4 bits");
+    }
+}
+
 } // namespace
 } // namespace RynvelTest

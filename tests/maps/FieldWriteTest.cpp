@@ -326,6 +326,28 @@ TEST(FieldWrite, IsRefusedIfTwoFieldsNeedDifferentValuesOfABit) {
         {{"A", "1"}}, 0x01, 0x03);
 }
 
+TEST(WriteShape, IsThatOfEveryWriteOfTheFields) {
+    const Maps::Register aRegister =
+        registerWith(bit("A", 0) + bit("B", 1, modified("oneToClear")) + bit("C", 2, modified("zeroToSet")));
+    const Maps::LocatedRegister located{"R", 0, &aRegister};
+    const Maps::WriteShape shape = shapeOfWrite(located, 0x01, {8, false, {}});
+    EXPECT_EQ(shape.kept.value, 0x04U);
+    EXPECT_EQ(shape.kept.mask, 0x06U);
+    EXPECT_FALSE(shape.isWhole);
+}
+
+TEST(WriteShape, RefusesAWriteOfAnAttributeWithItsOwnRemedy) {
+    const Maps::Register aRegister = registerWith(bit("A", 0) + bit("B", 1), writeOnly);
+    const Maps::LocatedRegister located{"R", 0, &aRegister};
+    try {
+        shapeOfWrite(located, 0x01, {8, false, {}}, Maps::WriteForm::Attribute);
+        ADD_FAILURE() << "not refused";
+    } catch (const Maps::RefusedValue& refused) {
+        EXPECT_STREQ(refused.what(), "register R is write-only, so its other fields cannot keep their values (use "
+                                     "update(), and also assign B)");
+    }
+}
+
 TEST(ModifiedBits, AreThoseOfWritableFieldsAndOfTheBitsOutside) {
     const Maps::ModifiedBits bits = modifiedBitsOf(registerWith(
         bit("A", 0) + bit("B", 1, modified("zeroToClear")) +

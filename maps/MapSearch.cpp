@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <sstream>
 
-namespace Rynvelctl {
+namespace Maps {
 
 namespace {
 
@@ -22,21 +22,21 @@ Paths pathsOfEnvironment() {
     return paths;
 }
 
-Maps::MapCatalog catalogOf(const Paths& given, const Common::Deadline& deadline) {
+MapCatalog catalogOf(const Paths& given, const Common::Deadline& deadline) {
     const Paths paths = given.empty() ? pathsOfEnvironment() : given;
     if (!paths.empty()) {
-        return Maps::MapCatalog(paths, Maps::MapCatalog::MissingPath::Refused, deadline);
+        return MapCatalog(paths, MapCatalog::MissingPath::Refused, deadline);
     }
-    return Maps::MapCatalog({"/etc/rynvel/maps", RYNVEL_MAP_FOLDER}, Maps::MapCatalog::MissingPath::Ignored, deadline);
+    return MapCatalog({"/etc/rynvel/maps", RYNVEL_MAP_FOLDER}, MapCatalog::MissingPath::Ignored, deadline);
 }
 
 } // namespace
 
-Maps::MapCatalog& MapSearch::catalog() {
+MapCatalog& MapSearch::catalog() {
     if (!m_catalog) {
         m_catalog.emplace(catalogOf(m_given, m_deadline));
     }
     return *m_catalog;
 }
 
-} // namespace Rynvelctl
+} // namespace Maps

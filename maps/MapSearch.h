@@ -1,10 +1,10 @@
-/* SPDX-License-Identifier: MIT */
+// SPDX-License-Identifier: MIT
 /**
  * @file
- * Where the program searches for register maps.
+ * Where a program searches for register maps.
  */
-#ifndef RYNVELCTL_MAPSEARCH_H
-#define RYNVELCTL_MAPSEARCH_H
+#ifndef RYNVEL_MAPS_MAPSEARCH_H
+#define RYNVEL_MAPS_MAPSEARCH_H
 
 #include <optional>
 #include <string>
@@ -13,7 +13,7 @@
 #include "Deadline.h"
 #include "MapCatalog.h"
 
-namespace Rynvelctl {
+namespace Maps {
 
 /** The register maps that the user selects. Reads them when a command needs one. */
 class MapSearch {
@@ -27,15 +27,15 @@ public:
     explicit MapSearch(std::vector<std::string> given, const Common::Deadline& deadline = {})
         : m_given(std::move(given)), m_deadline(deadline) {}
 
-    /** @throws Maps::UnusableMap if a file or folder that the user gives cannot be read. */
-    Maps::MapCatalog& catalog();
+    /** @throws UnusableMap if a file or folder that the user gives cannot be read. */
+    MapCatalog& catalog();
 
 private:
     std::vector<std::string> m_given;
     Common::Deadline m_deadline;
-    std::optional<Maps::MapCatalog> m_catalog;
+    std::optional<MapCatalog> m_catalog;
 };
 
-} // namespace Rynvelctl
+} // namespace Maps
 
 #endif

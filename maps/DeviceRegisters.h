@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file
+ * The registers of a map, as a device with registers of a given width can access them.
+ */
+#ifndef RYNVEL_MAPS_DEVICEREGISTERS_H
+#define RYNVEL_MAPS_DEVICEREGISTERS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "FieldWrite.h"
+#include "RegisterName.h"
+
+namespace Maps {
+
+/**
+ * All registers of a peripheral, in the order of their offsets.
+ *
+ * A word is a register of the device. A register of the map begins in a word, and may be narrower or wider than it.
+ */
+class DeviceRegisters {
+public:
+    /**
+     * @param peripheral must outlive this object and the registers that it returns.
+     * @param width the register width of the device in bits.
+     */
+    DeviceRegisters(const Peripheral& peripheral, unsigned int width);
+
+    /** Returns the register width of the device in bits. */
+    unsigned int width() const { return m_width; }
+
+    const std::vector<LocatedRegister>& all() const { return m_registers; }
+
+    /** Returns why the device cannot access a register; empty if it can. */
+    std::string obstacleTo(const LocatedRegister& located) const;
+
+    /** Returns the word in which a register begins. */
+    Word wordOf(const LocatedRegister& located) const;
+
+    /** Returns the number of registers that begin before an offset. */
+    std::size_t countBefore(std::uint64_t offset) const;
+
+    /**
+     * Returns the register that begins before an offset and ends last, if it ends after the offset; null otherwise.
+     */
+    const LocatedRegister* extendingBeyond(std::uint64_t offset) const;
+
+private:
+    /** The extent of a register and of all registers before it, in the order of their offsets. */
+    struct Extent {
+        /** The position of the register that ends last. */
+        std::size_t furthest;
+        /** The highest end of the registers for which hasReadEffect() is true; 0 if there are none. */
+        std::uint64_t readEffectEnd;
+    };
+
+    /** Returns the register that ends last among the first `count` registers; null if `count` is 0. */
+    const LocatedRegister* furthestOf(std::size_t count) const;
+    /** Returns whether reading the word of a register has a side effect on one of the registers in the word. */
+    bool hasReadEffectAt(const LocatedRegister& located) const;
+    /**
+     * Returns another register in the word of a register that is narrower than the word; null if there is none. A
+     * register at the same offset that is not wider is an alternative, and does not count.
+     */
+    const LocatedRegister* neighborOf(const LocatedRegister& located) const;
+
+    unsigned int m_width;
+    std::vector<LocatedRegister> m_registers;
+    /** One extent for each register. */
+    std::vector<Extent> m_extents;
+    /** The modified bits of all registers at an offset. */
+    std::map<std::uint64_t, ModifiedBits> m_modifiedBits;
+};
+
+} // namespace Maps
+
+#endif

@@ -1,0 +1,106 @@
+# SPDX-License-Identifier: MIT
+"""Devices, and the device table."""
+
+from __future__ import annotations
+
+from types import TracebackType
+from typing import TYPE_CHECKING, NamedTuple
+
+from . import _core
+from ._interrupts import Events, Interrupts
+
+if TYPE_CHECKING:
+    from ._registers import MapPaths, Registers
+
+
+class DeviceInfo(NamedTuple):
+    """A row of the device table."""
+
+    name: str
+    kind: str
+    """The device type, for example ``'Uio32'``."""
+    width: int
+    """The width of the registers in bits: 8, 16 or 32."""
+    path: str | None
+    """The device file; None for a remote device."""
+    remote: str | None
+    """The server of a remote device; None for a device of this machine."""
+    present: bool | None
+    """Whether the device file exists; None for a remote device, because no server is asked."""
+
+
+class Device(_core.Device):
+    """An open device. ``rynvel.open()`` returns it; a ``with`` block closes it.
+
+    Threads may share a device. Operations on one remote device run one after the other.
+    After a fork, the child process must open its devices again.
+    """
+
+    _map: MapPaths | None = None
+    _registers: Registers | None = None
+
+    def __enter__(self) -> Device:
+        return self
+
+    def __exit__(
+        self, kind: type[BaseException] | None, error: BaseException | None, traceback: TracebackType | None
+    ) -> None:
+        self.close()
+
+    def __repr__(self) -> str:
+        state = "closed" if self.closed else "open"
+        server = "" if self.remote is None else f" at {self.remote}"
+        return f"<rynvel.Device {self.name!r}{server}: {self.kind}, {self.width} bits, {state}>"
+
+    @property
+    def regs(self) -> Registers:
+        """The registers of the device by name. Raises MapError if no register map describes the device."""
+        if self._registers is None:
+            from ._registers import registers_of
+
+            self._registers = registers_of(self)
+        return self._registers
+
+    def interrupts(self) -> Interrupts:
+        """Return a context manager that enables the interrupts of the device, and disables them at the end.
+
+        Raises UnsupportedError for a device without interrupts, and InUseError if the interrupts are already in use.
+        Both are raised when the block begins.
+        """
+        return Interrupts(self)
+
+    def events(self) -> Events:
+        """Return an asynchronous iterator of interrupts. The first step enables them, the end disables them.
+
+        Raises ClosedError if the device is closed.
+        """
+        return Events(self)
+
+
+def open(
+    name: str,
+    remote: str | None = None,
+    timeout: float | None = None,
+    map: MapPaths | None = None,
+    *,
+    type: str | None = None,
+) -> Device:
+    """Open the device with this name.
+
+    remote  the server, as HOST, HOST:PORT or HOST::PORT; None for a device of the device table
+    timeout the time in seconds within which a server must answer, by default 5; devices of this machine ignore it
+    map     register maps, a file, a folder or several; None to search those of RYNVEL_MAPS and of the machine. The maps
+            are read when ``regs`` is used for the first time.
+    type    the type of the device on its server, for example 'Uio32'; None for the type in the device table
+
+    Raises UnknownDeviceError, MissingFileError, PermissionDeniedError or DeviceError; for a remote device also
+    ConnectionLostError, RefusedError and DeviceTimeoutError.
+    """
+    device = Device(name, remote, timeout, type)
+    device._map = map
+    return device
+
+
+def devices() -> list[DeviceInfo]:
+    """Return the rows of the device table, in the order of their handles. Opens no device."""
+    return [DeviceInfo(*row) for row in _core.devices()]

@@ -1,0 +1,157 @@
+# SPDX-License-Identifier: MIT
+"""Interrupts: waiting in a thread, and in an event loop."""
+
+from __future__ import annotations
+
+import asyncio
+import time
+from types import TracebackType
+from typing import TYPE_CHECKING, NamedTuple
+
+from . import _core
+from ._errors import ClosedError, Error, InUseError
+
+if TYPE_CHECKING:
+    from ._device import Device
+
+
+class Event(NamedTuple):
+    """An interrupt that a device has raised."""
+
+    device: str
+    """The name of the device."""
+    word: int
+    """The interrupt word; for a UIO device, the number of its interrupts since the driver was loaded."""
+    time: float
+    """The time at which the program received the interrupt, in seconds since 1970, like time.time()."""
+
+
+class Interrupts:
+    """The interrupts of a device, enabled within a ``with`` block.
+
+    An interrupt disables itself when it arrives. The next wait enables it again: clear the source of the interrupt
+    before that.
+    """
+
+    def __init__(self, device: Device) -> None:
+        self._device = device
+        self._session: _core.Session | None = None
+
+    def __enter__(self) -> Interrupts:
+        if self._session is not None:
+            raise InUseError(f"{self._device.name}: the interrupts are already enabled by this object")
+        self._session = self._device._start_interrupts()
+        return self
+
+    def __exit__(
+        self, kind: type[BaseException] | None, error: BaseException | None, traceback: TracebackType | None
+    ) -> None:
+        session, self._session = self._session, None
+        if session is None:
+            return
+        try:
+            session.stop()
+        except Error:
+            # The exception of the block says more than the consequence that the interrupts cannot be disabled.
+            if error is None:
+                raise
+
+    def __repr__(self) -> str:
+        state = "disabled" if self._session is None else "enabled"
+        return f"<rynvel.Interrupts of {self._device.name!r}, {state}>"
+
+    def wait(self, timeout: float | None = None) -> Event | None:
+        """Wait for the next interrupt. Return None if none arrives within the time-out, in seconds.
+
+        Ctrl-C ends the wait. Raises ClosedError if another thread closes the device, InUseError if another thread
+        waits, DeviceError, and ConnectionLostError for a remote device.
+        """
+        word = self._active().wait(timeout)
+        return None if word is None else Event(self._device.name, word, time.time())
+
+    def fileno(self) -> int:
+        """Return a descriptor that is readable when an interrupt may have arrived, for select() and poll()."""
+        return self._active().descriptors()[0]
+
+    def _active(self) -> _core.Session:
+        if self._session is None:
+            raise ClosedError(f"{self._device.name}: the interrupts are not enabled (use them in a with block)")
+        return self._session
+
+
+class Events:
+    """The interrupts of a device, for ``async for``."""
+
+    def __init__(self, device: Device) -> None:
+        if device.closed:
+            device._start_interrupts()
+        self._device = device
+        self._session: _core.Session | None = None
+        self._is_waiting = False
+        self._is_ended = False
+
+    def __aiter__(self) -> Events:
+        return self
+
+    async def __anext__(self) -> Event:
+        if self._is_ended:
+            raise StopAsyncIteration
+        if self._is_waiting:
+            raise InUseError(f"{self._device.name}: another task waits for the interrupts")
+        self._is_waiting = True
+        try:
+            return await self._next()
+        except BaseException:
+            self._end()
+            raise
+        finally:
+            self._is_waiting = False
+
+    async def aclose(self) -> None:
+        """Disable the interrupts. The iteration ends."""
+        self._end()
+
+    async def __aenter__(self) -> Events:
+        return self
+
+    async def __aexit__(
+        self, kind: type[BaseException] | None, error: BaseException | None, traceback: TracebackType | None
+    ) -> None:
+        self._end()
+
+    def _end(self) -> None:
+        self._is_ended = True
+        session, self._session = self._session, None
+        if session is not None:
+            session.stop()
+
+    async def _next(self) -> Event:
+        if self._session is None:
+            self._session = self._device._start_interrupts()
+        session = self._session
+        session.enable()
+        while True:
+            await _readable(session.descriptors())
+            word = session.wait(0)
+            if word is not None:
+                return Event(self._device.name, word, time.time())
+
+
+async def _readable(descriptors: tuple[int, int]) -> None:
+    """Wait until one of the descriptors is readable. A wait that is canceled leaves no reader in the event loop."""
+    loop = asyncio.get_running_loop()
+    ready: asyncio.Future[None] = loop.create_future()
+
+    def finish() -> None:
+        if not ready.done():
+            ready.set_result(None)
+
+    added = []
+    try:
+        for descriptor in descriptors:
+            loop.add_reader(descriptor, finish)
+            added.append(descriptor)
+        await ready
+    finally:
+        for descriptor in added:
+            loop.remove_reader(descriptor)

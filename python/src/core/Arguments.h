@@ -1,0 +1,61 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Conversions of arguments. A function that fails sets the error indicator, and throws PythonError.
+ */
+#ifndef RYNVEL_PYTHON_ARGUMENTS_H
+#define RYNVEL_PYTHON_ARGUMENTS_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <Python.h>
+
+#include "OpenDevice.h"
+
+namespace RynvelPython {
+
+/** The positional and named arguments of a call with the vectorcall protocol. */
+struct Call {
+    PyObject* const* arguments;
+    Py_ssize_t count;
+    PyObject* names;
+};
+
+/**
+ * Assigns the arguments of a call to parameters. An argument that is not given is null.
+ *
+ * @param names the names of the parameters. The first `maxPositional` may also be given by position.
+ */
+void assignArguments(const char* function, const Call& call, const char* const* names, PyObject** values,
+                     std::size_t count, std::size_t maxPositional);
+
+/** Sets TypeError if a required argument is missing. */
+void requireArgument(const char* function, const char* name, const PyObject* value);
+
+/**
+ * Returns the address of the first of `items` registers, in the unit of the device. One of `address`, a byte address,
+ * and `index` must not be null.
+ */
+std::uint32_t parseAddress(const DeviceProperties& device, PyObject* address, PyObject* index, std::uint64_t items = 1);
+
+/** Returns a value or a mask of a register. @param what "value" or "mask". */
+std::uint32_t parseValue(const DeviceProperties& device, const char* what, PyObject* value);
+
+/** Returns a number of registers. */
+std::uint64_t parseCount(const DeviceProperties& device, PyObject* value);
+
+/** Returns whether the bytes of each register must be reversed. A null argument means the order of the processor. */
+bool parseByteOrder(PyObject* order);
+
+/** Returns a time-out in milliseconds; none for None and for a null argument. @param allowsZero whether 0 is valid. */
+std::optional<std::chrono::milliseconds> parseTimeout(PyObject* timeout, bool allowsZero);
+
+/** Returns a text as UTF-8. @param kind the exception for a text without UTF-8 form. */
+std::string parseText(const char* what, PyObject* text, bool isDeviceName);
+
+} // namespace RynvelPython
+
+#endif

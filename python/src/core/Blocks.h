@@ -1,0 +1,31 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * Memory with the registers of a burst.
+ */
+#ifndef RYNVEL_PYTHON_BLOCKS_H
+#define RYNVEL_PYTHON_BLOCKS_H
+
+#include <cstddef>
+
+#include <Python.h>
+
+namespace RynvelPython {
+
+/** Adds the type of the memory to the module. @throws PythonError */
+void addBlockType(PyObject* module);
+
+/**
+ * Returns an object that exports memory for `items` registers as a buffer, whose bytes are 0.
+ *
+ * @param isBigEndian whether the format of the buffer says that the items have network byte order.
+ * @throws PythonError
+ */
+PyObject* newBlock(std::size_t items, unsigned int width, bool isBigEndian);
+
+/** Returns the memory of a block. */
+void* memoryOf(PyObject* block);
+
+} // namespace RynvelPython
+
+#endif

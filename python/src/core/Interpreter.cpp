@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "Interpreter.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include "Errors.h"
+
+namespace RynvelPython {
+
+namespace {
+
+constexpr std::chrono::milliseconds checkInterval(50);
+
+[[noreturn]] void waitForEndOfProcess() {
+    for (;;) {
+        ::pause();
+    }
+}
+
+/**
+ * Stops the thread for ever if an exception passes the scope. When the interpreter ends, it unwinds the stack of a
+ * thread that takes the lock. Destructors of other objects would then use the interpreter without the lock.
+ */
+class StopUnlessReached {
+public:
+    StopUnlessReached() = default;
+    StopUnlessReached(const StopUnlessReached&) = delete;
+    StopUnlessReached& operator=(const StopUnlessReached&) = delete;
+    ~StopUnlessReached() {
+        if (!m_isReached) {
+            waitForEndOfProcess();
+        }
+    }
+
+    void reached() { m_isReached = true; }
+
+private:
+    bool m_isReached = false;
+};
+
+} // namespace
+
+thread_local UnlockedWork* UnlockedWork::s_current = nullptr;
+
+UnlockedWork::UnlockedWork() : m_state(PyEval_SaveThread()), m_outer(s_current) { s_current = this; }
+
+void UnlockedWork::end() {
+    s_current = m_outer;
+    lock();
+}
+
+void UnlockedWork::lock() {
+    StopUnlessReached stop;
+    PyEval_RestoreThread(m_state);
+    stop.reached();
+}
+
+void UnlockedWork::checkSignals() {
+    UnlockedWork& work = *s_current;
+    work.lock();
+    // A handler may itself call functions that work without the lock.
+    const int result = PyErr_CheckSignals();
+    work.m_state = PyEval_SaveThread();
+    s_current = &work;
+    if (result != 0) {
+        throw PythonError();
+    }
+}
+
+void UnlockedWork::checkSignalsSometimes() {
+    const auto now = std::chrono::steady_clock::now();
+    UnlockedWork& work = *s_current;
+    if (work.m_lastCheck == std::chrono::steady_clock::time_point()) {
+        work.m_lastCheck = now;
+    } else if (now - work.m_lastCheck >= checkInterval) {
+        checkSignals();
+        work.m_lastCheck = std::chrono::steady_clock::now();
+    }
+}
+
+std::atomic<unsigned int> Forks::s_count{0};
+
+void Forks::watch() {
+    pthread_atfork(nullptr, nullptr, [] { s_count.fetch_add(1, std::memory_order_relaxed); });
+}
+
+} // namespace RynvelPython

@@ -1,0 +1,75 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * A queue between the traces of the library and the Python functions that receive them.
+ */
+#ifndef RYNVEL_PYTHON_TRACEQUEUE_H
+#define RYNVEL_PYTHON_TRACEQUEUE_H
+
+#include <ZilTraceControl.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace RynvelPython {
+
+/** A trace that outlives the call that has traced it. */
+struct Trace {
+    std::string channel;
+    int level;
+    std::string text;
+    std::string file;
+    std::int32_t line;
+    std::string function;
+    bool isEntry;
+    double time;
+    std::int32_t thread;
+};
+
+/**
+ * Collects the traces of the process while it is attached.
+ *
+ * The library calls a sink in the thread that traces, which may hold the mutex of a device. The sink therefore never
+ * takes the interpreter lock: it only stores a copy. The only queue exists until the process ends, because a thread may
+ * trace or wait until then.
+ */
+class TraceQueue final : public ZilTraceControl::Sink {
+public:
+    static TraceQueue& instance();
+
+    /** Receives the traces of all channels in place of the configured sink. */
+    void attach();
+    void detach();
+
+    void write(const ZilTraceControl::Record& record) override;
+
+    /** Waits for a trace, or for wakeUp(), until the time-out. */
+    void wait(std::chrono::milliseconds timeout);
+    /** Returns the traces since the last call. */
+    std::vector<Trace> take();
+    void wakeUp();
+
+    /** Returns the number of traces that did not fit in the queue. */
+    std::uint64_t lost();
+
+private:
+    TraceQueue();
+
+    static constexpr std::size_t capacity = 10000;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Trace> m_traces;
+    std::uint64_t m_lost = 0;
+    bool m_isWokenUp = false;
+};
+
+} // namespace RynvelPython
+
+#endif
