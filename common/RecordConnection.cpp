@@ -16,6 +16,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include "InterruptRecord.h"
 
@@ -115,6 +116,26 @@ sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline, const
     return address;
 }
 
+/** Begins to connect a socket. Returns 0 or the error number. */
+template <typename Address>
+int beginToConnect(int socket, const Address& address) {
+    return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+}
+
+int beginToConnect(int socket, const ServerAddress& server, const Deadline& deadline,
+                   const Interruption& interruption) {
+    if (server.path.empty()) {
+        return beginToConnect(socket, resolve(server, deadline, interruption));
+    }
+    sockaddr_un address{};
+    if (server.path.size() >= sizeof(address.sun_path)) {
+        return ENAMETOOLONG;
+    }
+    address.sun_family = AF_UNIX;
+    server.path.copy(address.sun_path, server.path.size());
+    return beginToConnect(socket, address);
+}
+
 /** Returns the error number of a connection attempt; 0 if the attempt has succeeded. */
 int connectionError(int socket) {
     int error = 0;
@@ -139,13 +160,12 @@ std::size_t transferred(ssize_t count) {
 } // namespace
 
 RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline, Interruption interruption)
-    : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
+    : m_socket(::socket(server.path.empty() ? AF_INET : AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
       m_interruption(std::move(interruption)) {
     if (!m_socket.isOpen()) {
         throw unreachable(std::strerror(errno));
     }
-    const sockaddr_in address = resolve(server, deadline, m_interruption);
-    int error = ::connect(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+    int error = beginToConnect(descriptor(), server, deadline, m_interruption);
     if (error == EINPROGRESS || error == EINTR) {
         waitFor(POLLOUT, deadline);
         error = connectionError(descriptor());

@@ -20,14 +20,28 @@ std::string separatorIn(const std::string& address) {
     return std::count(address.begin(), address.end(), ':') == 1 ? ":" : "";
 }
 
+bool isLocal(const std::string& address) { return address.rfind(std::string(localPrefix) + '/', 0) == 0; }
+
+ServerAddress parseLocal(const std::string& address) {
+    const std::string path = address.substr(std::string(localPrefix).size());
+    if (path.size() > longestLocalPath) {
+        throw ServerAddressError("server address '" + address + "' is too long (the path of a socket has at most " +
+                                 std::to_string(longestLocalPath) + " bytes)");
+    }
+    return {"", 0, path};
+}
+
 } // namespace
 
 ServerAddress parseServerAddress(const std::string& text) {
+    if (isLocal(text)) {
+        return parseLocal(text);
+    }
     const std::string separator = separatorIn(text);
     const std::size_t end = separator.empty() ? text.size() : text.find(separator);
     const std::string host = text.substr(0, end);
     if (host.empty() || host.find_first_of(": \t") != std::string::npos) {
-        throw ServerAddressError("server address '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
+        throw ServerAddressError("server address '" + text + "' is not HOST, HOST:PORT, HOST::PORT or unix:/PATH");
     }
     if (separator.empty()) {
         return {host, defaultPort};
@@ -45,6 +59,8 @@ ServerAddress parseServerAddress(const std::string& text) {
     return {host, static_cast<std::uint16_t>(*port)};
 }
 
-std::string textOf(const ServerAddress& address) { return address.host + "::" + std::to_string(address.port); }
+std::string textOf(const ServerAddress& address) {
+    return address.path.empty() ? address.host + "::" + std::to_string(address.port) : localPrefix + address.path;
+}
 
 } // namespace Common

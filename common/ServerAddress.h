@@ -6,6 +6,7 @@
 #ifndef RYNVEL_COMMON_SERVERADDRESS_H
 #define RYNVEL_COMMON_SERVERADDRESS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -20,7 +21,15 @@ struct ServerAddress {
     std::string host;
     /** The port, in host byte order. */
     std::uint16_t port;
+    /** The absolute path of a local socket. If it is empty, the server has the host and the port. */
+    std::string path = {};
 };
+
+/** The text that precedes the path of a local socket on command lines. */
+constexpr const char* localPrefix = "unix:";
+
+/** The length of the longest path of a local socket. */
+constexpr std::size_t longestLocalPath = 107;
 
 /** Thrown if a text is not the address of a server. The text says why. */
 class ServerAddressError : public std::invalid_argument {
@@ -29,13 +38,13 @@ public:
 };
 
 /**
- * Parses HOST, HOST:PORT or HOST::PORT.
+ * Parses HOST, HOST:PORT, HOST::PORT or unix:/PATH.
  *
  * @throws ServerAddressError if the text is not an address.
  */
 ServerAddress parseServerAddress(const std::string& text);
 
-/** Returns HOST::PORT. */
+/** Returns HOST::PORT or unix:/PATH. */
 std::string textOf(const ServerAddress& address);
 
 } // namespace Common
