@@ -5,7 +5,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
-long_stages=(abitest musl analyze bigendian hardened variants wheel fuzz soak tunnels packages)
+long_stages=(abitest musl analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
@@ -19,6 +19,7 @@ describe_stage() {
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package and of its types' ;;
+        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
@@ -49,7 +50,7 @@ packages_of() {
         lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
-        python) echo "${build_packages[@]}" "${python_packages[@]}" ;;
+        python | pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
         wheel) echo "${build_packages[@]}" "${python_packages[@]}" "${wheel_packages[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
@@ -77,6 +78,7 @@ folder_of() {
         installed) echo build/release ;;
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
+        pythonlong | wheel) echo build/python ;;
         soak) echo build/hardened ;;
         packages) echo "$rynvel_cache/chroots" ;;
         *) echo "build/$1" ;;
@@ -105,6 +107,7 @@ usual_seconds() {
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
         python) echo 120 60 ;;
+        pythonlong) echo 300 180 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
@@ -208,8 +211,12 @@ check_python_types() {
 
 stage_python() {
     build python && check_python_types &&
-        python/tests/core/run build/python --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
+        python/tests/core/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
         python/tests/package/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
+}
+
+stage_pythonlong() {
+    build python && python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml"
 }
 
 stage_wheel() {

@@ -392,6 +392,7 @@ PyObject* newDevice(PyTypeObject* type, PyObject* arguments, PyObject* named) {
             request.type = parseText("type", serverType, false);
         }
         auto state = std::make_unique<DeviceState>();
+        installFaultGuard();
         unlocked([&] { state->device = openDevice(request); });
         state->properties = state->device->properties();
         state->forks = Forks::count();
@@ -462,15 +463,16 @@ void addDeviceType(PyObject* module) {
                "Write a value to a register, or only the bits of the value that a mask selects.\n\n"
                "With index=, give None as the address. Raises ValueTooWideError for a value or a mask that does not\n"
                "fit in a register, and the errors of read()."),
-        method("read_into", readInto,
-               "read_into($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
-               "Read as many registers as fit in a writable buffer, in ascending order.\n\n"
-               "The items of the buffer are bytes, or have the width of the registers. With byteorder='network', the\n"
-               "bytes of each register are in big-endian order. Between the parts of a long burst, other threads may\n"
-               "use the device, and Ctrl-C ends the burst. The parts have 4096 registers for a mapped device, 256 for\n"
-               "another device of this machine, and 128 for a remote device.\n\n"
-               "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
-               "than the registers get, and the errors of read()."),
+        method(
+            "read_into", readInto,
+            "read_into($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
+            "Read as many registers as fit in a writable buffer, in ascending order.\n\n"
+            "The items of the buffer are bytes, or have the width of the registers. With byteorder='network', the\n"
+            "bytes of each register are in big-endian order. Between the parts of a long burst, other threads may\n"
+            "use the device, and Ctrl-C ends the burst. The parts have 4096 registers for a mapped device, 256 for\n"
+            "another device of this machine, and 128 for a remote device.\n\n"
+            "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
+            "than the registers get, and the errors of read()."),
         method("write_from", writeFrom,
                "write_from($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
                "Write the items of a buffer to consecutive registers, in ascending order.\n\n"

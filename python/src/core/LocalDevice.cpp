@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 #include <unistd.h>
@@ -176,17 +175,12 @@ ErrorKind kindOf(int systemError) {
     }
 }
 
-// Code that was imported in the meantime may have replaced the handler.
-void installFaultGuard() {
-    static std::mutex mutex;
-    const std::lock_guard<std::mutex> lock(mutex);
-    Common::FaultGuard::install();
-}
-
 } // namespace
 
+// Code that was imported in the meantime may have replaced the handler.
+void installFaultGuard() { Common::FaultGuard::install(); }
+
 std::shared_ptr<OpenDevice> openLocal(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo& type) {
-    installFaultGuard();
     Common::OpenedDevice opened = Common::openDevice(row);
     if (!opened.device) {
         throw OperationError(kindOf(opened.probe.systemError), row.m_name + ": " + opened.probe.reason,

@@ -95,6 +95,12 @@ struct OpenRequest {
 
 constexpr std::chrono::seconds defaultAnswerTimeout(5);
 
+/**
+ * Installs the handler of bus errors. Call this function with the interpreter lock, before openDevice(). A mutex
+ * instead of the interpreter lock could be locked for ever in a forked child.
+ */
+void installFaultGuard();
+
 /** Opens a device. May block. @throws OperationError or PythonError */
 std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request);
 

@@ -12,8 +12,7 @@ TraceQueue& TraceQueue::instance() {
     return queue;
 }
 
-// In a forked child, the threads that held the mutex or waited do not exist. Taking the mutex before the fork could
-// cause a deadlock: the tracing library calls write() with its own mutex, which it also takes before a fork.
+// In a forked child, the threads that held the mutex or waited do not exist.
 TraceQueue::TraceQueue() {
     pthread_atfork(nullptr, nullptr, [] { instance().m_state = new State; });
 }
@@ -55,7 +54,8 @@ void TraceQueue::wait(std::chrono::milliseconds timeout) {
 std::vector<Trace> TraceQueue::take() {
     State& state = *m_state;
     const std::lock_guard<std::mutex> lock(state.mutex);
-    std::vector<Trace> traces(std::make_move_iterator(state.traces.begin()), std::make_move_iterator(state.traces.end()));
+    std::vector<Trace> traces(std::make_move_iterator(state.traces.begin()),
+                              std::make_move_iterator(state.traces.end()));
     state.traces.clear();
     return traces;
 }

@@ -49,7 +49,7 @@ public:
 
     void write(const ZilTraceControl::Record& record) override;
 
-    /** Waits for a trace, or for wakeUp(), up to the time limit. */
+    /** Waits for a trace, or for wakeUp(), until the time-out. */
     void wait(std::chrono::milliseconds timeout);
     void wakeUp();
     /** Returns the traces since the last call. */

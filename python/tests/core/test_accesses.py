@@ -14,6 +14,7 @@ from typing import Any
 
 import numpy
 import pytest
+from conftest import calls
 from support import ScriptedServer
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
@@ -160,7 +161,7 @@ WRONG_TYPES: list[Any] = [1.0, "0", b"0", None, [], 1j, object(), numpy.float32(
 @pytest.mark.parametrize("value", WRONG_TYPES, ids=repr)
 def test_values_of_a_wrong_type_are_type_errors(device: rynvel.Device, value: Any) -> None:
     # An address of None needs an index.
-    for call in (
+    for call in calls(
         lambda: device.read(value),
         lambda: device.write(value, 0),
         lambda: device.write(0, value),
@@ -188,7 +189,7 @@ def test_numbers_outside_of_all_bounds_are_errors(device: rynvel.Device, number:
     with pytest.raises(rynvel.ValueTooWideError) as mask_too_wide:
         device.write(0, 0, mask=number)
     texts = [str(too_wide.value), str(mask_too_wide.value)]
-    for call in (
+    for call in calls(
         lambda: device.read(number),
         lambda: device.read(index=number),
         lambda: device.write(number, 0),
@@ -212,7 +213,7 @@ class Angry:
 
 
 def test_an_exception_of_a_conversion_is_passed_on(device: rynvel.Device) -> None:
-    for call in (
+    for call in calls(
         lambda: device.read(Angry()),
         lambda: device.write(0, Angry()),
         lambda: device.write(0, 0, mask=Angry()),
@@ -243,7 +244,7 @@ def test_a_conversion_may_close_the_device(files: Path) -> None:
 
 def test_arguments_that_do_not_match_are_type_errors(device: rynvel.Device) -> None:
     untyped: Any = device
-    for call in (
+    for call in calls(
         lambda: untyped.read(),
         lambda: untyped.read(0, 0),
         lambda: untyped.read(0, index=0),
@@ -294,7 +295,7 @@ def test_an_array_in_another_byte_order_is_not_filled_with_wrong_numbers(device:
     bytes_each = device.width // 8
     device.write(0, 0x1234)
     other = numpy.zeros(1, dtype=f"{'>' if sys.byteorder == 'little' else '<'}u{bytes_each}")
-    for call in (lambda: device.read_into(0, other), lambda: device.write_from(0, other)):
+    for call in calls(lambda: device.read_into(0, other), lambda: device.write_from(0, other)):
         with pytest.raises(ValueError, match="byte order"):
             call()
     if sys.byteorder == "little":
@@ -314,7 +315,7 @@ def test_a_map_has_an_end(files: Path, name: str, end: int) -> None:
         assert device.read(index=end // step - 1) == 0x5A
         buffer = bytearray(2 * step)
         device.read_into(end - 2 * step, buffer)
-        for call in (
+        for call in calls(
             lambda: device.read(end),
             lambda: device.read(index=end // step),
             lambda: device.write(end, 0),
@@ -334,7 +335,7 @@ def test_addresses_are_multiples_of_the_register_size(files: Path, target: str) 
     with opened(target) as device:
         for address in range(1, device.width // 8):
             text = f"{device.name}: address {4 + address:#x} is not a multiple of {device.width // 8} "
-            for call in (
+            for call in calls(
                 lambda: device.read(4 + address),
                 lambda: device.write(4 + address, 0),
                 lambda: device.read_block(4 + address, 2),

@@ -325,13 +325,14 @@ def test_ctrl_c_ends_a_long_burst_of_a_local_device(files: Any) -> None:
     assert run_successfully(script) == "0\n"
 
 
-def test_a_thousand_lost_servers_leave_nothing() -> None:
+@pytest.mark.parametrize("count", [100, pytest.param(1000, marks=pytest.mark.slow)])
+def test_lost_servers_leave_nothing(count: int) -> None:
     def resident() -> int:
         with open("/proc/self/statm", encoding="ascii") as file:
             return int(file.read().split()[1]) * 4096
 
-    def lose(count: int) -> None:
-        for i in range(count):
+    def lose(servers: int) -> None:
+        for _ in range(servers):
             with ScriptedServer(after_open(lambda server, request, connection: None)) as server:
                 device = server.open()
                 with pytest.raises(rynvel.ConnectionLostError):
@@ -340,7 +341,7 @@ def test_a_thousand_lost_servers_leave_nothing() -> None:
 
     lose(10)
     before, memory = descriptors(), resident()
-    lose(100)
+    lose(count)
     wait_until(lambda: descriptors() == before)
     assert resident() - memory < 4 << 20
 

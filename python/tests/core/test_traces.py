@@ -210,7 +210,7 @@ def test_the_child_of_a_fork_has_its_own_traces(files: Path) -> None:
         threads = [threading.Thread(target=work) for _ in range(2)]
         for thread in threads:
             thread.start()
-        for _ in range(50):
+        for _ in range(20):
             child = os.fork()
             if child == 0:
                 records.clear()
