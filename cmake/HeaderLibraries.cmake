@@ -1,16 +1,22 @@
 # SPDX-License-Identifier: MIT
-# Header-only libraries of the build machine, for every target architecture. A cross compiler does not search
-# /usr/include, and must not find the headers of the C library there. The compiler therefore gets a folder that contains
-# only links to these libraries.
+# Header-only libraries. A build for another architecture finds them in its sysroot. If they are not there, the build
+# searches the folder RYNVEL_HEADER_LIBRARIES of the build machine, which the toolchain file may set. The compiler must
+# not find the headers of the C library of another machine. It therefore gets a folder that contains only links to these
+# libraries.
 
 function(rynvel_add_header_library target package)
   set(folder "${PROJECT_BINARY_DIR}/headers/${target}")
   file(MAKE_DIRECTORY "${folder}")
   foreach(name IN LISTS ARGN)
-    find_path(found NAMES "${name}" PATHS /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH NO_CACHE)
-    if(NOT found)
-      message(FATAL_ERROR "No ${name} in /usr/include (install the package ${package})")
+    find_path(found NAMES "${name}" NO_CACHE)
+    if(NOT found AND RYNVEL_HEADER_LIBRARIES)
+      find_path(found NAMES "${name}" PATHS "${RYNVEL_HEADER_LIBRARIES}" NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH
+        NO_CACHE)
     endif()
+    if(NOT found)
+      message(FATAL_ERROR "${name}: No such header (install the package ${package}, or add it to the sysroot)")
+    endif()
+    file(REMOVE "${folder}/${name}")
     file(CREATE_LINK "${found}/${name}" "${folder}/${name}" SYMBOLIC)
     unset(found)
   endforeach()
@@ -19,13 +25,13 @@ function(rynvel_add_header_library target package)
 endfunction()
 
 find_package(Threads REQUIRED)
-rynvel_add_header_library(cli11 libcli11-dev CLI)
-rynvel_add_header_library(nlohmann_json nlohmann-json3-dev nlohmann)
-rynvel_add_header_library(asio libasio-dev asio asio.hpp)
-target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
-target_link_libraries(asio INTERFACE Threads::Threads)
+rynvel_add_header_library(rynvel_cli11 libcli11-dev CLI)
+rynvel_add_header_library(rynvel_nlohmann_json nlohmann-json3-dev nlohmann)
+rynvel_add_header_library(rynvel_asio libasio-dev asio asio.hpp)
+target_compile_definitions(rynvel_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+target_link_libraries(rynvel_asio INTERFACE Threads::Threads)
 # GCC warns that the thread sanitizer does not support fences. The warning is harmless, because locks surround the
 # fences of asio.
 if(RYNVEL_SANITIZERS STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  target_compile_options(asio INTERFACE -Wno-tsan)
+  target_compile_options(rynvel_asio INTERFACE -Wno-tsan)
 endif()

@@ -4,6 +4,8 @@
 # the folder of the binary. A distribution sets CMAKE_SKIP_INSTALL_RPATH, because it installs the libraries in a folder
 # that the dynamic linker searches.
 
+# Each file belongs to one of the components Runtime, Development, Tools and Server.
+
 include(CMakePackageConfigHelpers)
 
 if(NOT CMAKE_SKIP_INSTALL_RPATH)
@@ -20,14 +22,24 @@ function(rynvel_find_libraries_from target folder)
     INSTALL_RPATH_USE_LINK_PATH ${RYNVEL_EXTERNAL_ZILTRACE})
 endfunction()
 
-function(rynvel_install_program target folder)
+# Passes its arguments to install(), unless the option RYNVEL_INSTALL is off.
+function(rynvel_install)
+  if(RYNVEL_INSTALL)
+    install(${ARGV})
+  endif()
+endfunction()
+
+function(rynvel_install_program target folder component)
   rynvel_find_libraries_from(${target} "${folder}")
-  install(TARGETS ${target} DESTINATION "${folder}")
+  rynvel_install(TARGETS ${target} DESTINATION "${folder}" COMPONENT ${component})
 endfunction()
 
 # Installs a file from a template that names folders of the installation. The install command fills in the template,
 # because --prefix may change the prefix of the configuration.
-function(rynvel_install_from_template template folder)
+function(rynvel_install_from_template template folder component)
+  if(NOT RYNVEL_INSTALL)
+    return()
+  endif()
   cmake_path(GET template STEM LAST_ONLY name)
   install(CODE "
     set(sbin_folder \"${CMAKE_INSTALL_SBINDIR}\")
@@ -38,34 +50,44 @@ function(rynvel_install_from_template template folder)
     endforeach()
     message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
     configure_file(\"${template}\" \"\$ENV{DESTDIR}\${file}\" @ONLY)
-    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")")
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")"
+    COMPONENT ${component})
 endfunction()
 
 function(rynvel_install_package target namespace)
   rynvel_find_libraries_from(${target} ${CMAKE_INSTALL_LIBDIR})
   install(TARGETS ${target} EXPORT ${target}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development)
   set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${target})
-  install(EXPORT ${target} NAMESPACE ${namespace}:: FILE ${target}Targets.cmake DESTINATION ${package_dir})
+  install(EXPORT ${target} NAMESPACE ${namespace}:: FILE ${target}Targets.cmake DESTINATION ${package_dir}
+    COMPONENT Development)
   configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/${target}Config.cmake.in
     ${PROJECT_BINARY_DIR}/${target}Config.cmake INSTALL_DESTINATION ${package_dir})
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/${target}ConfigVersion.cmake
     VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/${target}Config.cmake ${PROJECT_BINARY_DIR}/${target}ConfigVersion.cmake
-    DESTINATION ${package_dir})
+    DESTINATION ${package_dir} COMPONENT Development)
   file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${target}.pc.in ${PROJECT_BINARY_DIR}/${target}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${target}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${PROJECT_BINARY_DIR}/${target}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 endfunction()
 
+# As a part of another project, RYNVEL_INSTALL is off by default.
+if(NOT RYNVEL_INSTALL)
+  return()
+endif()
 rynvel_install_package(rynvel rynvel)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ ${PROJECT_BINARY_DIR}/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 if(NOT RYNVEL_EXTERNAL_ZILTRACE)
   rynvel_install_package(ziltrace ziltrace)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/ziltrace/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(FILES ${PROJECT_SOURCE_DIR}/ziltrace/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/ziltrace)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/ziltrace/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT Development)
+  install(FILES ${PROJECT_SOURCE_DIR}/ziltrace/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/ziltrace
+    COMPONENT Development)
 endif()
-install(FILES docs/man/librynvel.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
-install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+install(FILES docs/man/librynvel.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT Development)
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Runtime)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Development)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Development
   FILES_MATCHING PATTERN "*.md" PATTERN "*.c" PATTERN "site" EXCLUDE)

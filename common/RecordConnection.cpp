@@ -15,6 +15,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include "InterruptRecord.h"
 
@@ -106,6 +107,25 @@ sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline) {
     return address;
 }
 
+/** Begins to connect a socket. Returns 0 or the error number. */
+template <typename Address>
+int beginToConnect(int socket, const Address& address) {
+    return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+}
+
+int beginToConnect(int socket, const ServerAddress& server, const Deadline& deadline) {
+    if (server.path.empty()) {
+        return beginToConnect(socket, resolve(server, deadline));
+    }
+    sockaddr_un address{};
+    if (server.path.size() >= sizeof(address.sun_path)) {
+        return ENAMETOOLONG;
+    }
+    address.sun_family = AF_UNIX;
+    server.path.copy(address.sun_path, server.path.size());
+    return beginToConnect(socket, address);
+}
+
 /** Returns the error number of a connection attempt; 0 if the attempt has succeeded. */
 int connectionError(int socket) {
     int error = 0;
@@ -130,12 +150,11 @@ std::size_t transferred(ssize_t count) {
 } // namespace
 
 RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline)
-    : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+    : m_socket(::socket(server.path.empty() ? AF_INET : AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     if (!m_socket.isOpen()) {
         throw unreachable(std::strerror(errno));
     }
-    const sockaddr_in address = resolve(server, deadline);
-    int error = ::connect(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+    int error = beginToConnect(descriptor(), server, deadline);
     if (error == EINPROGRESS || error == EINTR) {
         waitFor(POLLOUT, deadline);
         error = connectionError(descriptor());

@@ -6,6 +6,7 @@
 #ifndef RYNVEL_COMMON_SERVERADDRESS_H
 #define RYNVEL_COMMON_SERVERADDRESS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -19,7 +20,15 @@ struct ServerAddress {
     std::string host;
     /** The port, in host byte order. */
     std::uint16_t port;
+    /** The absolute path of a local socket. If it is empty, the server has the host and the port. */
+    std::string path = {};
 };
+
+/** The text that precedes the path of a local socket on command lines. */
+constexpr const char* localPrefix = "unix:";
+
+/** The length of the longest path of a local socket. */
+constexpr std::size_t longestLocalPath = 107;
 
 } // namespace Common
 

@@ -8,8 +8,14 @@
 
 namespace {
 
+template <typename Number>
+Number requestParameterOf(int (*)(int, Number, ...));
+
+// The type of a request: unsigned long in the GNU C library, int in others.
+using RequestNumber = decltype(requestParameterOf(::ioctl));
+
 // Returns the 32 bits of the request. A direct conversion to unsigned long would extend the sign.
-unsigned long requestNumber(int request) { return static_cast<unsigned int>(request); }
+RequestNumber requestNumber(int request) { return static_cast<RequestNumber>(static_cast<unsigned int>(request)); }
 
 } // namespace
 

@@ -10,10 +10,16 @@
 
 namespace Rynvel {
 
+template <typename Line>
+Line lineParameterOf(void (*)(const char*, const char*, Line, const char*));
+
+/** The type of a line: unsigned int in the GNU C library, int in others. */
+using AssertionLine = decltype(lineParameterOf(__assert_fail));
+
 /** Fails a standard assertion, whose message contains the given source file, line and function. */
 [[noreturn]] inline void failAssertionAt(const char* expression, const char* file, unsigned int line,
                                          const char* function) {
-    __assert_fail(expression, file, line, function);
+    __assert_fail(expression, file, static_cast<AssertionLine>(line), function);
 }
 
 } // namespace Rynvel

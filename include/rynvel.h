@@ -94,6 +94,7 @@
 #define RYNVEL_H
 
 #include "rynvel/Export.h"
+#include "rynvel/Version.h"
 
 #include <stdint.h>
 

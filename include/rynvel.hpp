@@ -25,5 +25,6 @@
 #include "rynvel/Tyvon.h"
 #include "rynvel/TyvonInterrupt.h"
 #include "rynvel/Uio.h"
+#include "rynvel/Version.h"
 
 #endif

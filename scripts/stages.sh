@@ -4,8 +4,8 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint dev asan tsan armhf counts board installed dissector)
-long_stages=(analyze bigendian hardened variants fuzz soak tunnels packages)
+quick_stages=(format scripts site lint dev asan tsan armhf abi counts board installed dissector)
+long_stages=(abitest compilers analyze bigendian hardened variants fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
@@ -19,6 +19,9 @@ describe_stage() {
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
+        abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
+        abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
+        compilers) echo 'builds with clang 14 and 16, with later C++ standards, and with the headers of musl' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
@@ -46,6 +49,9 @@ packages_of() {
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
+        abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
+        compilers) echo "${tests[@]}" clang-14 clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
+        abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
@@ -61,6 +67,9 @@ folder_of() {
         format | scripts | site) echo . ;;
         lint | analyze) echo "$rynvel_cache/lint" ;;
         counts) echo build/benchmarks ;;
+        abi) echo build/armhf ;;
+        abitest) echo build/abitest ;;
+        compilers) echo build/compilers ;;
         installed) echo build/release ;;
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
@@ -93,6 +102,9 @@ usual_seconds() {
         armhf) echo 260 130 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
+        abi) echo 60 12 ;;
+        abitest) echo 200 120 ;;
+        compilers) echo 1200 300 ;;
         board) echo 95 80 ;;
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
@@ -273,6 +285,21 @@ stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-in
 stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
 stage_counts() { benchmarks/counts; }
+
+# The stages dev and armhf build the libraries too, so this stage takes little time after them.
+stage_abi() (
+    . scripts/checks.sh
+    suite=abi
+    for preset in dev armhf; do
+        cmake --preset $preset && cmake --build --preset $preset --target rynvel ziltrace || return
+        check "the libraries of build/$preset have the binary interface of the baseline" packaging/abi "build/$preset"
+    done
+    summary
+)
+
+stage_compilers() { tests/builders/compilers.sh build/compilers; }
+
+stage_abitest() { tests/abi/run.sh build/abitest; }
 
 # The tests of remote devices run in the guest and connect to remote_peer, a register server on this machine. The guest
 # reaches this machine at 10.0.2.2. The longest command starts first.

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Options.h"
 
+#include <rynvel.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
 #include <string_view>
+
+#include <grp.h>
 
 #include "ArgumentParser.h"
 #include "DeviceList.h"
@@ -31,6 +35,8 @@ constexpr const char* footer =
 /** The option values before their conversion. */
 struct RawOptions {
     std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
+    std::string socketMode;
+    std::string socketGroup;
     std::vector<std::string> allow;
     std::vector<std::string> devices;
     std::vector<std::string> ioctls;
@@ -58,7 +64,8 @@ std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, cons
 
 asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
     const std::string message =
-        "--listen: '" + text + "' is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)";
+        "--listen: '" + text +
+        "' is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address, or unix:/PATH)";
     const auto colon = text.find(':');
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, colon), error);
@@ -75,6 +82,48 @@ asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
         fail("--listen: port '" + port + "' has a leading zero (use " + std::string(remedy) + ')');
     }
     return {address, static_cast<std::uint16_t>(number)};
+}
+
+constexpr unsigned int octal = 8;
+
+mode_t parseMode(const std::string& text) {
+    const bool isOctal = text.find_first_not_of("01234567") == std::string::npos;
+    if (!isOctal || text.size() < 3 || text.size() > 4 || std::stoul(text, nullptr, octal) > 0777) {
+        fail("--socket-mode: '" + text + "' is not the mode of a socket (for example 660)");
+    }
+    return static_cast<mode_t>(std::stoul(text, nullptr, octal));
+}
+
+gid_t parseGroup(const std::string& text) {
+    const group* const found = ::getgrnam(text.c_str());
+    if (found == nullptr) {
+        fail("--socket-group: unknown group '" + text + "' (the file /etc/group lists the groups)");
+    }
+    return found->gr_gid;
+}
+
+/** Returns the local socket of a --listen option; none for a TCP address. */
+std::optional<LocalAddress> parseLocalAddress(const RawOptions& raw) {
+    const std::string prefix = Common::localPrefix;
+    if (raw.listen.rfind(prefix + '/', 0) != 0) {
+        if (!raw.socketMode.empty() || !raw.socketGroup.empty()) {
+            fail(std::string(raw.socketMode.empty() ? "--socket-group" : "--socket-mode") +
+                 ": the option requires a local socket (--listen unix:/PATH)");
+        }
+        return std::nullopt;
+    }
+    LocalAddress address{raw.listen.substr(prefix.size()), 0600, std::nullopt};
+    if (address.path.size() > Common::longestLocalPath) {
+        fail("--listen: '" + raw.listen + "' is too long (the path of a socket has at most " +
+             std::to_string(Common::longestLocalPath) + " bytes)");
+    }
+    if (!raw.socketMode.empty()) {
+        address.mode = parseMode(raw.socketMode);
+    }
+    if (!raw.socketGroup.empty()) {
+        address.group = parseGroup(raw.socketGroup);
+    }
+    return address;
 }
 
 asio::ip::network_v4 parseNetwork(const std::string& text) {
@@ -175,7 +224,10 @@ void convert(const RawOptions& raw, Options& options) {
     if (options.maxConnectionsPerHost == 0) {
         options.maxConnectionsPerHost = quarter(options.maxConnections);
     }
-    options.listen = parseEndpoint(raw.listen);
+    options.listenLocal = parseLocalAddress(raw);
+    if (!options.listenLocal) {
+        options.listen = parseEndpoint(raw.listen);
+    }
     for (const auto& network : raw.allow) {
         options.allowed.push_back(parseNetwork(network));
     }
@@ -212,8 +264,12 @@ void convert(const RawOptions& raw, Options& options) {
 void addOptions(const Common::Command& program, RawOptions& raw, Options& options) {
     program
         .addOption("--listen", "ADDRESS[:PORT]", raw.listen,
-                   "listen on this IPv4 address and port; with port 0, the system chooses a free port")
+                   "listen on this IPv4 address and port; with port 0, the system chooses a free port; unix:/PATH "
+                   "listens on a local socket instead")
         .showDefault();
+    program.addOption("--socket-mode", "MODE", raw.socketMode,
+                      "with a local socket: the permissions of its file, in octal; default: 600");
+    program.addOption("--socket-group", "GROUP", raw.socketGroup, "with a local socket: the group of its file");
     program.addOption("--allow", "NETWORK", raw.allow, "serve only clients from this network; may be repeated")
         .takeOneValue();
     program.addOption("--device", "NAME", raw.devices, "serve only this device; may be repeated").takeOneValue();

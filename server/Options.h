@@ -9,18 +9,31 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <asio/ip/network_v4.hpp>
 #include <asio/ip/tcp.hpp>
+#include <sys/types.h>
 
 #include "Policy.h"
 
 namespace Rynveld {
 
+/** A local socket that the server creates. */
+struct LocalAddress {
+    std::string path;
+    /** The permissions of the socket file. */
+    mode_t mode = 0;
+    /** The group of the socket file; none for the group of the server. */
+    std::optional<gid_t> group;
+};
+
 struct Options {
     asio::ip::tcp::endpoint listen;
+    /** The local socket on which the server listens, instead of the TCP address. */
+    std::optional<LocalAddress> listenLocal;
     /** The networks from which clients may connect; empty for all networks. */
     std::vector<asio::ip::network_v4> allowed;
     std::size_t maxConnections = 256;

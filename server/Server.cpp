@@ -68,7 +68,11 @@ ucred processAt(int localSocket) {
 }
 
 std::string nameOf(const Endpoint& endpoint, int socket) {
-    return isLocal(endpoint) ? "process " + std::to_string(processAt(socket).pid) : textOf(endpoint);
+    if (!isLocal(endpoint)) {
+        return textOf(endpoint);
+    }
+    const ucred process = processAt(socket);
+    return "process " + std::to_string(process.pid) + " of user " + std::to_string(process.uid);
 }
 
 /**
@@ -153,6 +157,13 @@ Server::~Server() {
 void Server::listen() {
     if (const auto passed = activationSockets(); !passed.empty()) {
         listenOn(passed);
+        return;
+    }
+    if (m_options.listenLocal) {
+        auto& acceptor = m_listeners.emplace_back(m_io).acceptor;
+        acceptor.open({AF_UNIX, 0});
+        m_socketFile.emplace(acceptor.native_handle(), *m_options.listenLocal);
+        acceptor.listen();
         return;
     }
     try {

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -23,6 +24,7 @@
 #include "Options.h"
 #include "ServedDevices.h"
 #include "Session.h"
+#include "SocketFile.h"
 #include "TraceLimit.h"
 
 namespace Rynveld {
@@ -106,6 +108,8 @@ private:
     TraceLimit m_traceLimit;
     asio::io_context m_io;
     std::list<Listener> m_listeners;
+    /** The file of the local socket that the server has created. */
+    std::optional<SocketFile> m_socketFile;
     asio::posix::stream_descriptor m_signals;
     std::list<InterruptTimer> m_interruptTimers;
     asio::steady_timer m_suppressedTimer;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CommandLine.h"
 
+#include <rynvel.h>
+
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -35,7 +37,7 @@ CommandLine::CommandLine(int argc, const char* const* argv) : m_parser("rynvelct
 }
 
 void CommandLine::addAll() {
-    m_parser.addVersionFlag("rynvelctl " RYNVELCTL_VERSION, "show the version and exit");
+    m_parser.addVersionFlag("rynvelctl " RYNVEL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
     addRemedies(m_parser);
     addGlobalOptions(m_parser.program());
@@ -46,7 +48,8 @@ void CommandLine::addAll() {
 void CommandLine::addGlobalOptions(const Common::Command& program) {
     const auto remote = program.addOption(
         "-r,--remote", "HOST[:PORT]", m_options.remote,
-        "use the devices of a register server (default: the server in RYNVELCTL_REMOTE; default port: " +
+        "use the devices of a register server; unix:/PATH is a local socket (default: the server in RYNVELCTL_REMOTE; "
+        "default port: " +
             std::to_string(Common::defaultPort) + ")");
     program.addFlag("--local", m_options.isLocal, "use the devices of this machine, even with RYNVELCTL_REMOTE")
         .excludes(remote);

@@ -21,12 +21,26 @@ std::string separatorIn(const std::string& address) {
     return std::count(address.begin(), address.end(), ':') == 1 ? ":" : "";
 }
 
+bool isLocal(const std::string& address) { return address.rfind(std::string(Common::localPrefix) + '/', 0) == 0; }
+
+Common::ServerAddress parseLocal(const std::string& address) {
+    const std::string path = address.substr(std::string(Common::localPrefix).size());
+    if (path.size() > Common::longestLocalPath) {
+        throw usageError("server address '" + address + "' is too long (the path of a socket has at most " +
+                         std::to_string(Common::longestLocalPath) + " bytes)");
+    }
+    return {"", 0, path};
+}
+
 Common::ServerAddress parse(const std::string& address) {
+    if (isLocal(address)) {
+        return parseLocal(address);
+    }
     const std::string separator = separatorIn(address);
     const std::size_t end = separator.empty() ? address.size() : address.find(separator);
     const std::string host = address.substr(0, end);
     if (host.empty() || host.find_first_of(": \t") != std::string::npos) {
-        throw usageError("server address '" + address + "' is not HOST, HOST:PORT or HOST::PORT");
+        throw usageError("server address '" + address + "' is not HOST, HOST:PORT, HOST::PORT or unix:/PATH");
     }
     if (separator.empty()) {
         return {host, Common::defaultPort};
@@ -48,7 +62,10 @@ Common::ServerAddress parse(const std::string& address) {
 RemoteServer::RemoteServer(const std::string& address, const CommandTimeout& timeout)
     : m_address(parse(address)), m_timeout(timeout) {}
 
-std::string RemoteServer::name() const { return m_address.host + "::" + std::to_string(m_address.port); }
+std::string RemoteServer::name() const {
+    return m_address.path.empty() ? m_address.host + "::" + std::to_string(m_address.port)
+                                  : Common::localPrefix + m_address.path;
+}
 
 Common::DeadlineFactory RemoteServer::deadlines() const {
     return [timeout = m_timeout] { return timeout.answerDeadline(); };

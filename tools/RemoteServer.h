@@ -19,7 +19,7 @@ namespace Rynvelctl {
 class RemoteServer {
 public:
     /**
-     * @param address HOST, HOST:PORT or HOST::PORT; the default port is 8888.
+     * @param address HOST, HOST:PORT, HOST::PORT or unix:/PATH; the default port is 8888.
      * @param timeout the time-out of the command.
      * @throws Failure if the text is not an address.
      */
@@ -27,7 +27,7 @@ public:
 
     const Common::ServerAddress& address() const { return m_address; }
 
-    /** Returns HOST::PORT. */
+    /** Returns HOST::PORT or unix:/PATH. */
     std::string name() const;
 
     /** Returns a function that returns the deadline for an answer to a request that is sent now. */

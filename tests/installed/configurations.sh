@@ -37,7 +37,7 @@ opens_the_rows_of_its_own_description() {
     launcher_with_relative_names "$work/own" >"$work/launcher" && chmod +x "$work/launcher" &&
         build own -DRYNVEL_DEVICES="$work/own.def" -DRYNVEL_PROGRAMS=OFF \
             -DCMAKE_CXX_COMPILER_LAUNCHER="$work/launcher" &&
-        cc "$root/tests/installed/consumer.c" -I"$root/include" -o "$work/consumer" "$work/own/cppsrc/librynvel.so" \
+        cc "$root/tests/installed/consumer.c" -I"$root/include" -I"$work/own/include" -o "$work/consumer" "$work/own/cppsrc/librynvel.so" \
             -Wl,-rpath,"$work/own/cppsrc:$work/own/ziltrace" -Wl,-rpath-link,"$work/own/ziltrace" &&
         [ "$("$work/consumer" second)" = 'handle 1' ] && [ "$("$work/consumer" traf.top)" = 'handle -1' ]
 }
@@ -92,6 +92,59 @@ refuses_tests_with_an_installed_tracing_library() {
         grep -F 'set BUILD_TESTING=OFF' "$work/refused.log"
 }
 
+# Configures a project of which librynvel is a part. Usage: configure_parent FOLDER [OPTION...]
+configure_parent() {
+    cmake -S "$root/tests/builders/parent" -B "$work/$1" -G Ninja -DRYNVEL_SOURCES="$root" \
+        -DCMAKE_INSTALL_PREFIX="$work/$1.prefix" "${@:2}"
+}
+
+is_a_part_of_another_project() {
+    configure_parent parent && ninja -C "$work/parent" -t commands >"$work/commands" || return
+    grep -q -- '-std=c++20 .*RynvelLseek\.cpp' "$work/commands" && ! grep -q -- '-std=c++17' "$work/commands" &&
+        cmake --build "$work/parent" && (cd "$work" && parent/program) &&
+        [ "$(ctest --test-dir "$work/parent" -N | grep -c 'Test *#')" = 1 ] && cmake --install "$work/parent" &&
+        [ "$(cd "$work/parent.prefix" && find . -type f)" = ./bin/program ]
+}
+
+is_a_part_with_fetch_content() { configure_parent fetched -DRYNVEL_FETCHED=ON; }
+
+has_prefixed_targets_with_its_programs() { configure_parent with_programs -DRYNVEL_PROGRAMS=ON -DRYNVEL_EXAMPLES=ON; }
+
+# Lists the files in a folder without their contents.
+files_in() { (cd "$1" && find . ! -type d | sort); }
+
+installs_each_file_with_one_component() {
+    local component
+    cmake --install "$release" --prefix "$work/whole" || return
+    for component in Runtime Development Tools Server; do
+        cmake --install "$release" --prefix "$work/component.$component" --component $component || return
+        files_in "$work/component.$component"
+    done >"$work/parts.log"
+    grep '^\./' "$work/parts.log" | sort >"$work/parts"
+    diff <(files_in "$work/whole") "$work/parts" && [ -e "$work/component.Runtime/lib/librynvel.so.1" ] &&
+        [ -e "$work/component.Development/lib/librynvel.so" ] && [ -e "$work/component.Tools/bin/rynvelctl" ] &&
+        [ -e "$work/component.Server/sbin/rynveld" ]
+}
+
+# Configures for a machine whose headers and libraries are in $work/sysroot only.
+configure_with_sysroot() {
+    configure "$1" -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_FIND_ROOT_PATH="$work/sysroot" \
+        -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY
+}
+
+finds_header_libraries_in_a_sysroot() {
+    local headers="$work/sysroot/usr/include"
+    mkdir -p "$headers" "$work/sysroot/usr/lib" && : >"$headers/pugixml.hpp" && : >"$work/sysroot/usr/lib/libpugixml.so" &&
+        mkdir "$headers/CLI" "$headers/nlohmann" "$headers/asio" && : >"$headers/asio.hpp" &&
+        configure_with_sysroot cross && [ "$(readlink "$work/cross/headers/rynvel_cli11/CLI")" = "$headers/CLI" ] &&
+        [ "$(readlink "$work/cross/headers/rynvel_asio/asio.hpp")" = "$headers/asio.hpp" ]
+}
+
+names_a_header_that_the_sysroot_lacks() {
+    rm "$work/sysroot/usr/include/asio.hpp"
+    ! configure_with_sysroot incomplete >"$work/incomplete.log" 2>&1 && grep -F 'asio.hpp: No such header' "$work/incomplete.log"
+}
+
 check 'a library that is built with a device description file opens the devices in it' opens_the_rows_of_its_own_description
 check 'a build compiles a device description file that has changed' builds_anew_when_the_description_changes
 check 'source names are the same if a compiler gets relative paths' \
@@ -101,4 +154,10 @@ check 'a malformed row fails the build with a message that says where and why' r
 check 'an installed tracing library replaces the stand-in' links_an_installed_tracing_library
 check 'the installed programs find a tracing library outside their prefix' finds_the_tracing_library_of_another_prefix
 check 'a build with tests refuses an installed tracing library' refuses_tests_with_an_installed_tracing_library
+check 'as a part of another project, librynvel changes and adds nothing' is_a_part_of_another_project
+check 'FetchContent makes librynvel a part of another project' is_a_part_with_fetch_content
+check 'the targets of the programs have a prefix too' has_prefixed_targets_with_its_programs
+check 'the components of the installation contain each file once' installs_each_file_with_one_component
+check 'a cross build finds header-only libraries in its sysroot' finds_header_libraries_in_a_sysroot
+check 'a cross build says which header its sysroot lacks' names_a_header_that_the_sysroot_lacks
 summary

@@ -25,7 +25,7 @@ installs() { cmake --install "$build" --prefix "$stage"; }
 
 has_all_files() {
     local file missing=0
-    for file in include/rynvel.h include/rynvel.hpp include/rynvel/Factory.h include/ZilTrace.h lib/librynvel.so \
+    for file in include/rynvel.h include/rynvel.hpp include/rynvel/Factory.h include/rynvel/Version.h include/ZilTrace.h lib/librynvel.so \
         lib/librynvel.so.1 lib/libziltrace.so.1 lib/pkgconfig/rynvel.pc lib/pkgconfig/ziltrace.pc \
         lib/cmake/rynvel/rynvelConfig.cmake lib/cmake/ziltrace/ziltraceConfig.cmake; do
         [ -e "$stage/$file" ] || { printf 'missing: %s\n' "$file"; missing=1; }
@@ -144,6 +144,11 @@ package_flags() { PKG_CONFIG_LIBDIR="$stage/lib/pkgconfig" pkg-config "$@"; }
 # Builds a C program with the flags of pkg-config only.
 build_with_pkg_config() {
     "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $sanitize "$1" -o "$2" $(package_flags --cflags --libs rynvel)
+}
+
+header_has_the_version_of_the_package() {
+    [ "$(printf '#include <rynvel.h>\nRYNVEL_VERSION\n' | "${CC:-cc}" -E -P -I"$stage/include" - | tail -n 1)" = \
+        "\"$(package_flags --modversion rynvel)\"" ]
 }
 
 builds_with_pkg_config() { build_with_pkg_config "$source_folder/consumer.c" "$work/consumer_c"; }
@@ -332,6 +337,7 @@ check 'the library exports its interface and nothing else' exports_only_its_inte
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs only the standard libraries and libziltrace' needs_only_the_tracing_library
 check 'the library is named librynvel.so.1' is_named_for_its_interface
+check 'the header defines the version of the package' header_has_the_version_of_the_package
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
 check 'the library traces failures to standard error by default' says_on_standard_error_what_failed

@@ -80,8 +80,40 @@ TEST(Options, SayWhereToListen) {
     expectWrong("--listen",
                 {"localhost", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x", "127.0.0.1:80:90",
                  "127.0.0", "256.0.0.1", "[::1]:80", "::1", ":80", "80", ""},
-                "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address)");
+                "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address, or unix:/PATH)");
     EXPECT_EQ(problemOf({"--listen", "127.0.0.1:08888"}), "--listen: port '08888' has a leading zero (use 8888)");
+}
+
+TEST(Options, SayOnWhichLocalSocketToListen) {
+    EXPECT_FALSE(parse({}).listenLocal.has_value());
+    const auto plain = parse({"--listen", "unix:/run/rynveld.sock"}).listenLocal;
+    ASSERT_TRUE(plain.has_value());
+    EXPECT_EQ(plain->path, "/run/rynveld.sock");
+    EXPECT_EQ(plain->mode, 0600U);
+    EXPECT_FALSE(plain->group.has_value());
+    const auto shared = parse({"--listen", "unix:/a", "--socket-mode", "0660", "--socket-group", "root"}).listenLocal;
+    ASSERT_TRUE(shared.has_value());
+    EXPECT_EQ(shared->mode, 0660U);
+    EXPECT_EQ(shared->group, gid_t{0});
+    EXPECT_TRUE(parse({"--listen", "unix:/" + std::string(106, 'a')}).listenLocal.has_value());
+}
+
+TEST(Options, RefuseLocalSocketsThatCannotExist) {
+    const std::string path = "unix:/" + std::string(107, 'a');
+    EXPECT_EQ(problemOf({"--listen", path}),
+              "--listen: '" + path + "' is too long (the path of a socket has at most 107 bytes)");
+    expectWrong("--listen", {"unix:", "unix:rynveld.sock", "unix"},
+                "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address, or unix:/PATH)");
+    for (const std::string mode : {"66", "00660", "668", "1777", "rw", "-60"}) {
+        EXPECT_EQ(problemOf({"--listen", "unix:/a", "--socket-mode=" + mode}),
+                  "--socket-mode: '" + mode + "' is not the mode of a socket (for example 660)");
+    }
+    EXPECT_EQ(problemOf({"--listen", "unix:/a", "--socket-group", "no such group"}),
+              "--socket-group: unknown group 'no such group' (the file /etc/group lists the groups)");
+    EXPECT_EQ(problemOf({"--socket-mode", "660"}),
+              "--socket-mode: the option requires a local socket (--listen unix:/PATH)");
+    EXPECT_EQ(problemOf({"--socket-group", "root"}),
+              "--socket-group: the option requires a local socket (--listen unix:/PATH)");
 }
 
 TEST(Options, NameTheNetworksOfClients) {
@@ -286,7 +318,7 @@ TEST(Options, AskForHelp) {
     const std::string help = answerTo("--help");
     for (const char* option : {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl", "--max-connections",
                                "--max-connections-per-host", "--idle-timeout", "--simulate", "--map",
-                               "--interrupt-every", "--fault", "Exit status"}) {
+                               "--interrupt-every", "--fault", "--socket-mode", "--socket-group", "Exit status"}) {
         EXPECT_NE(help.find(option), std::string::npos) << option;
     }
 }

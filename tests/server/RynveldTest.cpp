@@ -10,8 +10,11 @@
 #include <thread>
 
 #include <arpa/inet.h>
+#include <grp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -113,7 +116,7 @@ TEST(RynveldCommandLine, PrintsItsHelp) {
     EXPECT_EQ(ended.error, "");
 }
 
-TEST(RynveldCommandLine, PrintsItsVersion) { expectEnding({"--version"}, 0, "rynveld " RYNVEL_VERSION "\n", ""); }
+TEST(RynveldCommandLine, PrintsItsVersion) { expectEnding({"--version"}, 0, "rynveld " RYNVEL_PROJECT_VERSION "\n", ""); }
 
 TEST(RynveldCommandLine, IsRefusedWithOneLineAndStatus2) {
     for (const auto& wrong : {Arguments{"--nothing"}, Arguments{"extra"}, Arguments{"--listen", "nowhere"},
@@ -636,6 +639,91 @@ TEST(RynveldService, RecognizesTheNetworkOfAClientOnASocketOfBothFamilies) {
     EXPECT_NE(server.banner().find(" [::]:" + listener.portText() + ','), std::string::npos) << server.banner();
     EXPECT_TRUE(RecordClient(listener.port()).isEnded());
     EXPECT_TRUE(RecordClient(listener.port()).isEnded());
+}
+
+/** The file of a local socket on which a server listens. */
+class SocketFile : public testing::Test {
+protected:
+    /** Starts a server on the file. */
+    std::unique_ptr<SimulatingServer> listen(const Arguments& options = {}) const {
+        Launch launch;
+        launch.listen = {"--listen", "unix:" + m_path};
+        launch.traces = "Rynveld=4";
+        return std::make_unique<SimulatingServer>(options, launch);
+    }
+
+    RecordClient connect() const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        m_path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+        return RecordClient::on(socket);
+    }
+
+    void expectServed() const { connect().open("uio.32"); }
+    bool exists() const { return std::filesystem::exists(m_path); }
+    unsigned int mode() const { return static_cast<unsigned int>(std::filesystem::status(m_path).permissions()); }
+
+    const TemporaryWorkingFolder m_folder;
+    const std::string m_path = std::filesystem::current_path() / "s";
+};
+
+TEST_F(SocketFile, ServesClientsAndIsRemovedWhenTheServerEnds) {
+    const auto server = listen();
+    EXPECT_EQ(server->banner().find("rynveld: listening on " + m_path + ", serving "), 0U) << server->banner();
+    EXPECT_EQ(mode(), 0600U);
+    expectServed();
+    server->end();
+    EXPECT_FALSE(exists());
+}
+
+TEST_F(SocketFile, HasTheModeAndTheGroupOfTheOptions) {
+    constexpr gid_t anotherGroup = 1;
+    const group* const chosen = ::getgrgid(::getuid() == 0 ? anotherGroup : ::getgid());
+    ASSERT_NE(chosen, nullptr);
+    const auto server = listen({"--socket-mode", "666", "--socket-group", chosen->gr_name});
+    EXPECT_EQ(mode(), 0666U);
+    struct stat status {};
+    EXPECT_EQ(::stat(m_path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_gid, chosen->gr_gid);
+    expectServed();
+}
+
+TEST_F(SocketFile, ReplacesTheFileOfAServerThatWasKilled) {
+    { const LocalSocket abandoned(SOCK_STREAM, m_path); }
+    ASSERT_TRUE(exists());
+    const auto server = listen();
+    expectServed();
+}
+
+TEST_F(SocketFile, ReplacesNeitherTheSocketOfAServerNorAnotherFile) {
+    const auto server = listen();
+    const auto second = runRynveld({"--simulate", "--listen", "unix:" + m_path});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.error, "rynveld: " + m_path + ": cannot listen: Address already in use\n");
+    expectServed();
+    const std::string file = m_path + ".txt";
+    std::ofstream(file) << "text";
+    EXPECT_EQ(runRynveld({"--simulate", "--listen", "unix:" + file}).error,
+              "rynveld: " + file + ": cannot listen: Address already in use\n");
+    EXPECT_EQ(std::filesystem::file_size(file), 4U);
+}
+
+TEST_F(SocketFile, CannotBeInAFolderThatDoesNotExist) {
+    EXPECT_EQ(runRynveld({"--simulate", "--listen", "unix:" + m_path + "/s"}).error,
+              "rynveld: " + m_path + "/s: cannot listen: No such file or directory\n");
+}
+
+TEST_F(SocketFile, LetsTracesNameTheProcessAndTheUserOfAClient) {
+    const auto server = listen();
+    const RecordClient client = connect();
+    EXPECT_FALSE(client.succeeds(readOf("uio.32", 5)));
+    const std::string text = server->endWithText();
+    EXPECT_NE(
+        text.find("Client process " + std::to_string(::getpid()) + " of user " + std::to_string(::getuid()) + ' '),
+        std::string::npos)
+        << text;
 }
 
 TEST(RynveldService, NotifiesWhenItIsReadyAndWhenItStops) {

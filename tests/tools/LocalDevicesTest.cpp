@@ -422,7 +422,7 @@ TEST_F(LocalDevices, SuggestTheCommandThatIsMeant) {
 }
 
 TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {
-    EXPECT_EQ(run("--version").output, "rynvelctl " RYNVEL_VERSION "\n");
+    EXPECT_EQ(run("--version").output, "rynvelctl " RYNVEL_PROJECT_VERSION "\n");
     for (const std::string line : {"--help", "read --help", "-h", "wait -h"}) {
         const Ending ending = run(line);
         EXPECT_EQ(ending.status, 0) << line;

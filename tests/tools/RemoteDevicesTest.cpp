@@ -272,6 +272,25 @@ private:
     std::string m_address;
 };
 
+TEST(LocalSockets, AreServersOfAllCommands) {
+    const TestFolder folder;
+    const std::string path = folder.path() + "/s";
+    Program server(RYNVELD, {"--simulate", "--listen", "unix:" + path}, folder.path());
+    EXPECT_EQ(server.errorLine().rfind("rynveld: listening on " + path + ", ", 0), 0U);
+    const auto expect = [&](const std::string& line, int status, const std::string& output,
+                            const std::string& problem = "") {
+        expectEnding(runProgram(RYNVELCTL, words("--remote unix:" + path + ' ' + line), "."), status, output, problem,
+                     line);
+    };
+    expect("write rtc0 4 0x12 --quiet", 0, "");
+    expect("read rtc0 4 --quiet", 0, "0x00000012\n");
+    expect("irq rtc0 raise 7", 0, "rtc0 interrupt raised\n");
+    expect("wait rtc0 --format %v", 0, "7\n");
+    expect("read nothing 0 --type Uio32", 3, "", "unix:" + path + ": the server refuses to open 'nothing'");
+    expectEnding(runProgram(RYNVELCTL, words("--remote unix:" + path + "2 read rtc0 4"), "."), 3, "",
+                 "unix:" + path + "2: No such file or directory", "another file");
+}
+
 /** A fixture for rynvelctl with a server that simulates its devices. */
 class SimulatedDevices : public testing::Test {
 protected:

@@ -167,9 +167,10 @@ TEST_F(DefaultServer, IsNotUsedForThisMachine) {
 
 TEST_F(DefaultServer, IsNamedWithItsVariableIfItIsWrong) {
     expectWith("a:b:c", "read map32 0", 2, "",
-               "RYNVELCTL_REMOTE: server address 'a:b:c' is not HOST, HOST:PORT or HOST::PORT");
+               "RYNVELCTL_REMOTE: server address 'a:b:c' is not HOST, HOST:PORT, HOST::PORT or unix:/PATH");
     expectWith("h:0", "list", 2, "", "RYNVELCTL_REMOTE: port '0' is not a decimal number from 1 to 65535");
-    expectWith(" ", "list", 2, "", "RYNVELCTL_REMOTE: server address ' ' is not HOST, HOST:PORT or HOST::PORT");
+    expectWith(" ", "list", 2, "",
+               "RYNVELCTL_REMOTE: server address ' ' is not HOST, HOST:PORT, HOST::PORT or unix:/PATH");
     expectWith("h:010", "ping", 2, "", "RYNVELCTL_REMOTE: port '010' has a leading zero (give 10)");
 }
 

@@ -205,12 +205,23 @@ TEST(ServerAddress, HasItsOwnPortOrTheDefaultPort) {
     EXPECT_EQ(RemoteServer("node:9000", time).name(), "node::9000");
     for (const std::string text : {"::9000", ":9000", "a:b:9000", "a:b::9000"}) {
         EXPECT_EQ(complaint([&] { RemoteServer(text, time); }),
-                  "server address '" + text + "' is not HOST, HOST:PORT or HOST::PORT");
+                  "server address '" + text + "' is not HOST, HOST:PORT, HOST::PORT or unix:/PATH");
     }
     EXPECT_EQ(complaint([&] { RemoteServer("node::", time); }), "port '' is not a decimal number from 1 to 65535");
     EXPECT_EQ(complaint([&] { RemoteServer("node:0x1", time); }), "port '0x1' is not a decimal number from 1 to 65535");
     EXPECT_EQ(complaint([&] { RemoteServer("node:65536", time); }),
               "port '65536' is not a decimal number from 1 to 65535");
+}
+
+TEST(ServerAddress, MayBeALocalSocket) {
+    const CommandTimeout time(std::nullopt);
+    EXPECT_EQ(RemoteServer("unix:/run/rynveld.sock", time).name(), "unix:/run/rynveld.sock");
+    EXPECT_EQ(RemoteServer("unix:/a b:c::1", time).address().path, "/a b:c::1");
+    EXPECT_EQ(RemoteServer("unix:9000", time).name(), "unix::9000");
+    EXPECT_EQ(RemoteServer("unix:/" + std::string(106, 'a'), time).address().path.size(), 107U);
+    const std::string longer = "unix:/" + std::string(107, 'a');
+    EXPECT_EQ(complaint([&] { RemoteServer(longer, time); }),
+              "server address '" + longer + "' is too long (the path of a socket has at most 107 bytes)");
 }
 
 TEST(CommandTimes, AreTheAnswersTimesToo) {

@@ -72,7 +72,8 @@ ssh_with_key() {
 
 user=$(id -un)
 
-# Permits only the key `operator`, and only connections to the register server.
+# Permits only the key `operator`. A client with the address 127.0.0.2 may also connect to local sockets, other clients
+# only to the register server. sshd permits local sockets only if it permits all ports.
 start_sshd() {
     local key
     for key in host operator stranger; do
@@ -85,12 +86,16 @@ start_sshd() {
 	AuthenticationMethods publickey
 	StrictModes no
 	UsePAM no
+	PidFile none
 	AllowTcpForwarding local
 	PermitOpen 127.0.0.1:$server_port
+	AllowStreamLocalForwarding no
 	AllowAgentForwarding no
 	PermitTTY no
 	ForceCommand /bin/false
-	PidFile none
+	Match Address 127.0.0.2
+	    AllowStreamLocalForwarding local
+	    PermitOpen any
 	END
     # sshd needs this folder if root runs it. The folder exists once the service of ssh has run.
     [ "$(id -u)" != 0 ] || mkdir -p /run/sshd || return
@@ -106,6 +111,21 @@ forward() {
 }
 
 serves_through_ssh() { forward && serves "$port" && kill $started; }
+
+# Runs rynvelctl on a local socket, which is the first argument.
+local_ctl() { "$build/tools/rynvelctl" --timeout 20s --remote "unix:$1" "${@:2}"; }
+
+# No other user may use the sockets at the two ends.
+serves_through_local_sockets() {
+    local far="$work/far.sock" near="$work/near.sock" forwarding
+    "$build/server/rynveld" --simulate --listen "unix:$far" 2>"$work/local_server" &
+    await "$work/local_server" "listening on $far" $! || return
+    ssh_with_key operator -b 127.0.0.2 -v -N -L "$near:$far" "$user@127.0.0.1" 2>"$work/ssh" &
+    forwarding=$!
+    await "$work/ssh" 'Entering interactive session' $forwarding || { cat "$work/ssh"; return 1; }
+    local_ctl "$near" write rtc0 0 4711 && [ "$(local_ctl "$far" read rtc0 0 --base 10 --quiet)" = 4711 ] &&
+        [ "$(stat -c %a "$far" "$near")" = $'600\n600' ] && kill $forwarding
+}
 
 refuses_another_key() {
     ! ssh_with_key stranger -N "$user@127.0.0.1" 2>"$work/ssh" && grep 'Permission denied (publickey)' "$work/ssh"
@@ -203,6 +223,7 @@ check 'ssh refuses a client with another key' refuses_another_key
 check 'ssh refuses a host with another key' refuses_another_host
 check 'ssh permits neither other connections nor commands' refuses_other_ports_and_commands
 check 'openssl makes certificates' make_certificates
+check 'a client reaches a local socket through a forwarded local socket' serves_through_local_sockets
 check 'a client reaches the server through stunnel' serves_through_stunnel
 check 'stunnel refuses a client without a certificate' \
     refuses_the_certificate '' 'peer did not return a certificate'

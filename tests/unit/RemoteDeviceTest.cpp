@@ -346,6 +346,9 @@ TEST(RecordConnections, ReportWhyThereIsNoServer) {
     };
     EXPECT_EQ(problemWith({"127.0.0.1", nobody.port()}), "Connection refused");
     EXPECT_NE(problemWith({"no-such-host.invalid", 8888}), "");
+    EXPECT_EQ(problemWith({"", 0, "/nonexistent/socket"}), "No such file or directory");
+    EXPECT_EQ(problemWith({"", 0, "/dev/null"}), "Connection refused");
+    EXPECT_EQ(problemWith({"", 0, '/' + std::string(107, 'a')}), "File name too long");
 }
 
 /** A listening socket whose queue of connections is full. The system does not answer further connections. */

@@ -25,7 +25,7 @@ public:
 } // namespace
 
 void WriterPreferringMutex::reset() noexcept {
-    m_lock = pthread_rwlock_t PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+    m_lock = pthread_rwlock_t ZILTRACE_RWLOCK_INITIALIZER;
 }
 
 SinkSwitch::SinkSwitch() : m_configured(makeStderrSink()) {}

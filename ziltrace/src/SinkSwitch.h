@@ -10,9 +10,17 @@
 
 namespace ziltrace {
 
+// Only the GNU C library offers a lock that prefers writers.
+#ifdef PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP
+#define ZILTRACE_RWLOCK_INITIALIZER PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP
+#else
+#define ZILTRACE_RWLOCK_INITIALIZER PTHREAD_RWLOCK_INITIALIZER
+#endif
+
 /**
  * A shared mutex that prefers writers: while a writer waits, new readers also wait. With a std::shared_mutex, threads
- * that trace without a pause could block a writer for ever.
+ * that trace without a pause could block a writer for ever. With a C library other than the GNU C library, the mutex
+ * is like a std::shared_mutex.
  */
 class WriterPreferringMutex {
 public:
@@ -25,7 +33,7 @@ public:
     void reset() noexcept;
 
 private:
-    pthread_rwlock_t m_lock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+    pthread_rwlock_t m_lock = ZILTRACE_RWLOCK_INITIALIZER;
 };
 
 /**
