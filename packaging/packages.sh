@@ -5,6 +5,7 @@
 
 package_tree=$(cd "${BASH_SOURCE[0]%/*}/.." && pwd)
 build_user=1000:1000
+source_date=2026-01-01T00:00:00Z
 
 # Prints the files of the source package, each with a null character at its end. In a source archive, these are all
 # files except those that builds have made.
@@ -23,7 +24,7 @@ source_files() {
 # The date is in the past, because ninja needs sources that are older than its own files.
 copy_sources() {
     mkdir -p "$1" && source_files | (cd "$package_tree" && tar --create --null --files-from -) |
-        tar --extract --directory "$1" && find "$1" -exec touch --no-dereference --date=2026-01-01T00:00:00Z {} + &&
+        tar --extract --directory "$1" && find "$1" -exec touch --no-dereference --date="$source_date" {} + &&
         chmod -R u=rwX,go=rX "$1"
 }
 
@@ -62,10 +63,11 @@ build_packages() {
     return $status
 }
 
-# Prints the options of dpkg-buildpackage. A native build also builds the source package.
+# Prints the options of dpkg-buildpackage. A native build also builds the source package. The step before, "clean",
+# changes the date of the folder debian.
 buildpackage_options() {
     if [ "$1" = amd64 ]; then
-        echo --build=full --build-profiles=nocheck
+        echo "--build=full --build-profiles=nocheck --hook-source='touch --date=$source_date debian'"
     else
         echo "--build=binary --host-arch=$1 --build-profiles=cross,nocheck"
     fi
