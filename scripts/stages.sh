@@ -107,7 +107,7 @@ usual_seconds() {
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
         python) echo 120 60 ;;
-        pythonlong) echo 300 180 ;;
+        pythonlong) echo 130 50 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;

@@ -33,6 +33,7 @@ from test_errors import BAD_TIMEOUTS
 from test_lost_servers import SLACK
 
 import rynvel
+from rynvel import _interrupts
 from rynvel.testing import SimulatedServer
 
 
@@ -436,6 +437,11 @@ def test_aclose_ends_the_iteration_of_another_task(server: ScriptedServer) -> No
             return await task
 
     assert run(main()) == [5]
+
+
+def test_a_file_that_an_event_loop_cannot_watch_is_an_error(tmp_path: Path) -> None:
+    with (tmp_path / "file").open("wb") as file, pytest.raises(rynvel.UnsupportedError, match="in a thread"):
+        run(_interrupts._readable((file.fileno(), file.fileno())))
 
 
 def test_a_loop_that_is_closed_during_a_wait(server: ScriptedServer) -> None:
