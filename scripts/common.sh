@@ -91,7 +91,7 @@ unpack_target_packages() (
 # network if no package is missing.
 require_packages() {
     local missing log
-    missing=$(missing_packages "$@")
+    missing=$(missing_packages "$@" | sort -u)
     [ -n "$missing" ] || return 0
     mkdir -p "$rynvel_cache"
     log="$rynvel_cache/apt.log"

@@ -481,14 +481,20 @@ const volatile std::uint32_t& faultyRegister() {
 
 void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uint32_t value = place; }
 
+/** Causes a bus error outside the guarded accesses. @param previous the action for bus errors before install(). */
+void failOutsideOfGuardedAccesses(void (*previous)(int)) {
+    std::signal(SIGBUS, previous);
+    Common::FaultGuard::install();
+    Common::FaultGuard::run([] {});
+    read(faultyRegister());
+}
+
 TEST(FaultGuardDeathTest, IgnoresFaultsOutsideItsAccesses) {
-    EXPECT_EXIT(
-        {
-            Common::FaultGuard::install();
-            Common::FaultGuard::run([] {});
-            read(faultyRegister());
-        },
-        testing::KilledBySignal(SIGBUS), "");
+    EXPECT_EXIT(failOutsideOfGuardedAccesses(SIG_DFL), testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST(FaultGuardDeathTest, LeavesFaultsOutsideItsAccessesToTheEarlierHandler) {
+    EXPECT_EXIT(failOutsideOfGuardedAccesses([](int) { _exit(7); }), testing::ExitedWithCode(7), "");
 }
 
 /** An object that records its destruction. */
