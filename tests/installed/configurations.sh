@@ -122,7 +122,7 @@ installs_each_file_with_one_component() {
     done >"$work/parts.log"
     grep '^\./' "$work/parts.log" | sort >"$work/parts"
     diff <(files_in "$work/whole") "$work/parts" && [ -e "$work/component.Runtime/lib/librynvel.so.1" ] &&
-        [ -e "$work/component.Development/lib/librynvel.so" ] && [ -e "$work/component.Tools/bin/rynvelctl" ] &&
+        [ -L "$work/component.Development/lib/librynvel.so" ] && [ -e "$work/component.Tools/bin/rynvelctl" ] &&
         [ -e "$work/component.Server/sbin/rynveld" ]
 }
 
