@@ -15,7 +15,7 @@
 
 namespace Rynvelctl {
 
-/** Whether a snapshot contains a register if reading it has a side effect. */
+/** Whether a snapshot contains the registers whose reads have side effects. */
 enum class SideEffects { LeftOut, Included };
 
 struct DeviceSnapshot {
