@@ -417,7 +417,7 @@ TEST_F(Bits, ThatAreAllWriteOnlyAreNotRead) {
     }
     set(0x2C, 0x1FF);
     expect("read map32 MIXED[8:7] MIXED[31:0] --quiet", 0, "0x3\n0x000001ff\n");
-    // The bit belongs to a read-only field, too.
+    // The bit also belongs to a read-only field.
     expect("read map32 SHARED[0:0]", 0, "map32 SHARED[0:0] = 0x0\n");
 }
 

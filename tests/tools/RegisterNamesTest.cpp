@@ -10,7 +10,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Registers of the devices map32 and remote, in two halves: a compiler may limit the length of a literal. */
+/** Registers of the devices map32 and remote, in two parts, because a compiler may limit the length of a literal. */
 const std::string controlRegisters = R"(
 <register><name>CTRL</name><addressOffset>0</addressOffset><fields>
   <field><name>START</name><bitRange>[0:0]</bitRange><enumeratedValues>
