@@ -225,7 +225,7 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
     expectRefused("poll map32 KEY 1", "map32: register KEY is write-only");
     expectRefused("poll map32 CTRL.CODE 1", "map32: field CTRL.CODE is write-only");
     expectRefused("poll map32 BYTE0 1",
-                  "map32: register BYTE0 has 8 bits and lies in the same register of the device as register BYTE1 (the "
+                  "map32: register BYTE0 has 8 bits and shares a register of the device with register BYTE1 (the "
                   "device has 32-bit registers)");
     expectRefused("poll map32 FIFO 0", "map32: reading register FIFO has a side effect (--with-side-effects reads it)");
     expectHolds("map32 FIFO 0 --with-side-effects --quiet", "0x00000000\n");
