@@ -325,7 +325,7 @@ TEST_F(ManyRegisters, SayWhetherASingleOneMayHaveBeenWritten) {
     expect(line, 1, "", "map32: writing A failed: the server refused the request");
 }
 
-/** Returns `count` assignments to one register, alternately by its name and its address. */
+/** Returns `count` assignments to two registers, alternately by name and by address. */
 std::string longList(std::size_t count) {
     std::string list;
     for (std::size_t i = 0; i < count; ++i) {
