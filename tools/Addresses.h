@@ -72,7 +72,10 @@ private:
     bool isName(const std::string& text);
     /** Returns the address of a named register as a number. */
     std::string hexadecimalAddress(const std::string& name);
-    /** Returns whether a text is an address. A name may begin with a digit, too. */
+    /**
+     * Returns whether to take a text as an address. Without a register map, this includes every text that begins with a
+     * digit, so that the error message is about a number. With a register map, a name may begin with a digit.
+     */
     bool isAddress(const std::string& text);
     const RegisterMap* findMap();
     const RegisterMap& registerMapFor(const std::string& name);

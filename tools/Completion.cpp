@@ -34,7 +34,10 @@ Words deviceNames() {
     return names;
 }
 
-/** Returns the files and folders whose names begin with the word. A slash follows the name of a folder. */
+/**
+ * Returns the files in the folder that the word names. Leaves out hidden files unless the word continues after the
+ * folder. A slash follows the name of a folder.
+ */
 Words files(const std::string& word) {
     namespace fs = std::filesystem;
     const std::size_t slash = word.rfind('/');
@@ -56,7 +59,7 @@ Words files(const std::string& word) {
 /** The use of field values in a command. */
 enum class ValueUse { None, Compares, Assigns };
 
-/** How a command uses a register map. */
+/** The use of a register map in a command. */
 struct MapUse {
     const char* command;
     RegisterUse registers;

@@ -22,7 +22,10 @@ struct DeviceSnapshot {
     Snapshot snapshot;
     /** The registers that the snapshot leaves out because reading them has a side effect. */
     std::vector<std::string> withSideEffects;
-    /** An error message for each register that the snapshot leaves out for another reason. */
+    /**
+     * An error message for each register that the snapshot leaves out for another reason. A write-only register has a
+     * message only if the device cannot access it.
+     */
     std::vector<std::string> obstacles;
 };
 

@@ -19,7 +19,10 @@
 
 namespace Rynvelctl {
 
-/** Finds, describes and opens each device only once. The devices and descriptions exist as long as this object. */
+/**
+ * Finds and describes each device only once, and keeps it open. The devices and descriptions exist as long as this
+ * object.
+ */
 class KnownDevices {
 public:
     /** Returns the device with this name; null if it has not been added. */
