@@ -43,7 +43,7 @@ struct Group {
     std::string name{};
 };
 
-/** The macros of a register, or of all registers of an array. */
+/** The macros of a register, of all registers of an array, or of an array of clusters. */
 struct Block {
     std::uint64_t offset = 0;
     std::string comment;

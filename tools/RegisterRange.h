@@ -48,7 +48,7 @@ public:
      * Constructs the range of a single register that has a name and is at most as wide as the registers of the device.
      *
      * @param device must outlive this range and its copies.
-     * @throws Failure if the register has no address.
+     * @throws Failure if the register cannot be addressed.
      */
     RegisterRange(const Target& device, std::uint32_t index, std::string name, unsigned int bits);
 
