@@ -175,7 +175,8 @@ void requireInRange(const LocatedRegister& located, const MaskedValue& written);
  * Checks a value for a register, which the user gives without names of fields.
  *
  * @throws RefusedValue if the value does not fit, breaks the write constraint of the register, or breaks the write
- * constraint of a field that is written completely. For writeAsRead, one written bit of the field is enough.
+ * constraint of a field that is written completely. A value that leaves the field unchanged, such as 0 for oneToClear,
+ * breaks only writeAsRead. For writeAsRead, one written bit of the field is enough.
  */
 void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 

@@ -89,7 +89,7 @@ struct WriteShape {
  * Returns the shape of a write of some bits.
  *
  * @param assigned the bits of the fields that get values.
- * @throws RefusedValue if planWrite() throws it for any values of these fields.
+ * @throws RefusedValue if another field or register cannot keep its value, as in planWrite().
  */
 WriteShape shapeOfWrite(const LocatedRegister& located, std::uint64_t assigned, const Word& word,
                         WriteForm form = WriteForm::FieldList);
