@@ -47,7 +47,7 @@ packages_of() {
     case $1 in
         format) echo clang-format codespell reuse ;;
         site) echo "${site_packages[@]}" ;;
-        lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
+        lint | analyze) echo "${build_packages[@]}" "${python_build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         python | pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
@@ -75,7 +75,7 @@ folder_of() {
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
         musl) echo build/builders/musl ;;
-        installed) echo build/release ;;
+        installed) echo build/python ;;
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
         pythonlong | wheel) echo build/python ;;
@@ -312,7 +312,7 @@ run_clang_tidy() {
 
 # Unity sources save time, because clang-tidy reads each header once for several sources. The check
 # bugprone-suspicious-include would report that unity sources include sources.
-stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
+stage_lint() { run_clang_tidy python '-clang-analyzer-*,-bugprone-suspicious-include'; }
 # The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
 stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
