@@ -173,7 +173,7 @@ private:
     // Returns whether the buffer has items of the width and byte order of the registers. The other checks would take a
     // large part of the time of a burst.
     bool isPlain() const {
-        if (m_view.format == nullptr || m_view.itemsize != m_bytes) {
+        if (m_view.format == nullptr || m_view.itemsize != static_cast<Py_ssize_t>(m_bytes)) {
             return false;
         }
         const char format = m_view.format[0];
@@ -378,7 +378,9 @@ PyObject* textObject(const std::string& text) {
 
 PyObject* getName(PyObject* self, void* /*unused*/) { return textObject(stateOf(self).properties.name); }
 PyObject* getKind(PyObject* self, void* /*unused*/) { return textObject(stateOf(self).properties.type.name); }
-PyObject* getWidth(PyObject* self, void* /*unused*/) { return PyLong_FromLong(stateOf(self).properties.type.width); }
+PyObject* getWidth(PyObject* self, void* /*unused*/) {
+    return PyLong_FromUnsignedLong(stateOf(self).properties.type.width);
+}
 PyObject* getClosed(PyObject* self, void* /*unused*/) {
     const DeviceState& state = stateOf(self);
     return PyBool_FromLong(!state.device || state.forks != Forks::count());
