@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Measures the Python package, and writes medians of processor times in the CSV format of the other benchmarks.
 
-Each read of a mapped device is compared with the call of an empty function of pybind11 with the same argument. A burst is
+A read of a mapped device is compared with the call of an empty function of pybind11 with the same argument. A burst is
 compared with the burst of the C interface, into the same buffer.
 
 Usage: python_benchmarks.py [--second-thread] REPETITIONS RESULTS.csv

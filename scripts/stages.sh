@@ -18,7 +18,7 @@ describe_stage() {
         asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
-        python) echo 'the tests of the Python package and of its types, on this machine and on an emulator of the target' ;;
+        python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
         pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
@@ -60,7 +60,8 @@ packages_of() {
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants)
-            echo "${tests[@]}" "${target[@]}" "${python_build_packages[@]}" pkg-config binutils systemd man-db groff-base mandoc
+            echo "${tests[@]}" "${target[@]}" "${python_build_packages[@]}" pkg-config binutils systemd man-db \
+                groff-base mandoc
             ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
@@ -204,8 +205,8 @@ stage_armhf() { RYNVEL_TOOL_TEST_SHARDS=${RYNVEL_TOOL_TEST_SHARDS-3} test_preset
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
-# Checks the types of the package in the build folder, and of Python files with modules in a folder of tests. The arguments
-# are the folder and the files.
+# Checks the types of Python files. The first argument is the folder of tests whose modules the files import. Passes the
+# remaining arguments to mypy.
 check_python_types() {
     MYPYPATH=$PWD/build/python/python:$PWD/python/tests/$1 mypy --strict --cache-dir build/python/mypy "${@:2}"
 }
