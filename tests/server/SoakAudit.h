@@ -17,7 +17,8 @@ namespace RynvelTest {
  * the whole audit would fill the disk.
  *
  * Two kinds of writes to one device have rules. Each write of two values on a connection has a value that is by one
- * higher than that of the previous write on the connection, or 0. Clients write the shared register only with one value.
+ * higher than that of the previous write on the connection, or 0. Clients write the shared register only with one
+ * value.
  */
 class SoakAudit {
 public:
