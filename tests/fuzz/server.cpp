@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <ZilTraceControl.h>
 
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "Audit.h"
+#include "AuditSink.h"
 #include "Record.h"
 #include "RequestHandler.h"
 
@@ -31,6 +37,29 @@ public:
     }
 };
 
+/** A sink for the audit of the server, which checks that no client can begin a line or end a text. */
+class AuditLines : public Rynveld::AuditSink {
+public:
+    std::string name() const override { return "audit"; }
+
+    int write(const std::string& line) override {
+        require(line.size() > 1 && line.back() == '\n', "a line of the audit has a line end");
+        bool isInText = false;
+        for (std::size_t i = 0; i + 1 < line.size(); ++i) {
+            require(line[i] >= ' ' && line[i] <= '~', "a line of the audit has plain characters");
+            isInText = isInText != (line[i] == '"');
+            i += line[i] == '\\' ? 1 : 0;
+        }
+        require(!isInText && line.substr(line.size() - 3) == "\"}\n", "a line of the audit is a whole object");
+        return 0;
+    }
+};
+
+Rynveld::AuditContext audit() {
+    static Rynveld::Audit audit(std::make_unique<AuditLines>(), Rynveld::Audit::OnError::RefuseWrites, [] {});
+    return {&audit, true};
+}
+
 bool isRead(Type type) { return type >= Type::Read8 && type <= Type::Read32; }
 
 /** Returns the number of values in a successful response to the request. */
@@ -45,7 +74,7 @@ std::uint32_t valuesOf(const Request& request) {
 class Connection {
 public:
     explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy)
-        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}) {}
+        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}, audit()) {}
 
     /** Sends a record. Returns false if the server closes the connection. */
     bool exchange(const Record& record) {
