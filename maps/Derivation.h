@@ -63,7 +63,8 @@ public:
     /**
      * Returns the definition with everything that it inherits from its base. Inherited children precede the children of
      * the definition itself. A child of the definition replaces an inherited child with the same name. Warns about a
-     * base that does not exist. Ignores a derivedFrom that would close a circle of definitions, and warns about it.
+     * base that does not exist. Ignores a derivedFrom by which a definition would inherit from itself, and warns about
+     * it.
      *
      * @throws MalformedMap if derived definitions have more children than a map may have elements.
      */
