@@ -161,7 +161,7 @@ bool Scope::isElement(const Definition& array, std::string_view name) {
 }
 
 const Definition& Derivation::resolve(const Definition& own) {
-    // Uses a loop and not a recursion, because a chain may be as long as the file.
+    // Uses a loop instead of recursion, because a chain may be as long as the file.
     std::vector<const Definition*> chain;
     const Definition* at = &own;
     while (!at->derivedFrom.empty()) {

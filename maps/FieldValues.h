@@ -107,7 +107,7 @@ struct FieldPattern {
     /** Empty for a number. */
     std::string name;
 
-    /** @param value has its name for reading. */
+    /** @param value the value of the field, with its name for reading. */
     bool matches(const FieldValue& value) const;
 };
 

@@ -38,7 +38,7 @@ void addRegister(const Common::Command& command, RegisterOptions& options,
 /** Adds the arguments for a device and the first of several registers. */
 void addFirstRegister(const Common::Command& command, RegisterOptions& options);
 
-/** Adds the option for the byte order. @param order is hostOrder. */
+/** Adds the option for the byte order. @param order the default, which must be hostOrder. */
 void addOrderOption(const Common::Command& command, std::string& order);
 
 /** Returns the byte order that a value of the option names. @throws Failure if the text is not a byte order. */

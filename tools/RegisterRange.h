@@ -62,7 +62,7 @@ public:
     /** Returns the range of the single register at `position`, counted from 0. It has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
-    /** Returns whether all registers are inside the map of the device. @param mapSize in bytes; none if unknown. */
+    /** Returns whether all registers are inside the map of the device. @param mapSize as in requireInside(). */
     bool isInside(std::optional<std::uint32_t> mapSize) const;
 
     /**

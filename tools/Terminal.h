@@ -29,7 +29,7 @@ public:
     /** Returns whether standard output is a terminal that can move its cursor. */
     static bool isAvailable();
 
-    /** @param output must outlive this object. @throws Failure or OutputClosed, as every function that writes. */
+    /** @param output must outlive this object. @throws Failure or OutputClosed, like every function that writes. */
     explicit Terminal(const Output& output);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;

@@ -313,7 +313,7 @@ protected:
     /**
      * Returns a service that takes a second for each of some accesses to registers.
      *
-     * @param firstLate is counted from 1.
+     * @param firstLate the number of the first slow access, counted from 1.
      */
     static TestPeer::Service serviceWith(std::size_t firstLate, std::size_t count = 1) {
         // The first request opens the device.
