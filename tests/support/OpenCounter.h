@@ -14,8 +14,8 @@
 namespace RynvelTest {
 
 /**
- * Counts the times that a file is opened. Each call of next() waits until the file has been opened or closed, and returns
- * the count since the previous call.
+ * Counts the times that a file is opened. Each call of next() waits until the file has been opened or closed, and
+ * returns the count since the previous call.
  */
 class OpenCounter {
 public:
