@@ -53,7 +53,8 @@ private:
 
 /**
  * Resolves the definitions of a device. Searches for the base of a definition in the element around it, and then in
- * each enclosing element up to the device. The format requires a path from the device, which the search tries last.
+ * each enclosing element up to the device. The format requires paths that begin at the device. The search tries these
+ * paths last.
  */
 class Derivation {
 public:
