@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-# The stages of ./check: what each needs, how long it takes, and what it does. Source this file; do not run it.
+# The stages of ./check: the packages and the time that each stage needs, and its commands. Source this file; do not run
+# it.
 #
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
@@ -326,7 +327,7 @@ stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-
 
 stage_counts() { benchmarks/counts; }
 
-# The stages dev and armhf build the libraries too, so this stage takes little time after them.
+# The stages dev and armhf also build the libraries, so this stage takes little time after them.
 stage_abi() (
     . scripts/checks.sh
     suite=abi
