@@ -64,7 +64,7 @@ packages_of() {
                 groff-base mandoc
             ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
-        tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
+        tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
