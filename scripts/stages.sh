@@ -104,13 +104,13 @@ usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
         site) echo 20 20 ;;
-        lint) echo 85 1 ;;
+        lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
-        python) echo 120 60 ;;
+        python) echo 120 70 ;;
         pythonlong) echo 240 65 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
