@@ -13,9 +13,9 @@ describe_stage() {
         scripts) echo 'the tests of the scripts that ./check itself uses' ;;
         site) echo 'the documentation and the reference as HTML pages, with their links and their search' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
-        analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
+        analyze) echo 'the static analyzer of clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
-        asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
+        asan) echo 'all tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
@@ -28,7 +28,7 @@ describe_stage() {
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
-        variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
+        variants) echo 'programs that use installations of the debug build, the builds with sanitizers, and other builds' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
@@ -130,7 +130,7 @@ usual_seconds() {
     esac
 }
 
-# Prints how many jobs run at the same time if they wait for a part of their time, such as tests of time-outs.
+# Prints the number of parallel jobs for work that spends some of its time waiting, such as tests of time-outs.
 jobs_that_wait() { echo $(($(nproc) + 1)); }
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
