@@ -20,7 +20,7 @@ describe_stage() {
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
-        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
+        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and threads that share devices' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
@@ -105,14 +105,14 @@ usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
         site) echo 20 20 ;;
-        lint) echo 85 1 ;;
+        lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
-        python) echo 120 60 ;;
-        pythonlong) echo 130 50 ;;
+        python) echo 120 70 ;;
+        pythonlong) echo 240 65 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
@@ -225,7 +225,10 @@ stage_python() {
 }
 
 stage_pythonlong() {
-    build python && python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml"
+    build python && build python-tsan && check_python_types threads python/tests/threads/*.py &&
+        python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml" &&
+        python/tests/threads/run build/python-tsan build/python/server/rynveld \
+            --junitxml="$RYNVEL_RESULTS/python_threads_tests.xml"
 }
 
 stage_wheel() {
