@@ -15,7 +15,11 @@ unpacked_root="$rynvel_cache/unpacked"
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev nlohmann-json3-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:armhf)
 # The additional packages for the Python package, and for its tests.
-python_packages=(python3-dev pybind11-dev python3-pytest python3-hypothesis python3-numpy python3-matplotlib mypy)
+python_build_packages=(python3-dev pybind11-dev)
+python_packages=("${python_build_packages[@]}" python3-pytest python3-hypothesis python3-numpy python3-matplotlib mypy)
+# Python for the target, with the libraries that it needs.
+target_python_packages=(python3.11-minimal:armhf libpython3.11-minimal:armhf libpython3.11-stdlib:armhf
+    libpython3.11-dev:armhf libexpat1:armhf zlib1g:armhf)
 wheel_packages=(python3-pip python3-setuptools python3-wheel)
 # The additional packages for the benchmarks, and for counting instructions.
 benchmark_packages=(libbenchmark-dev)

@@ -14,7 +14,7 @@
 #include <string>
 
 #include "InterruptWaiter.h"
-#include "Policy.h"
+#include "PolicyInForce.h"
 #include "RegisterDevice.h"
 #include "SimulatedDevice.h"
 
@@ -32,8 +32,19 @@ public:
     bool hasInterrupts() const { return m_type.hasInterrupts; }
     InterruptWaiter& waiter() { return m_waiter; }
     SimulatedInterrupt* simulatedInterrupt() { return m_simulated; }
+    const Common::DeviceTypeInfo& type() const { return m_type; }
+
+    /**
+     * While the server has an audit, locked during a write until its line is written. The lines of the writes are
+     * therefore in the order of the writes.
+     */
+    std::mutex& writeOrder() { return m_writeOrder; }
+    /** The same for requests that enable or disable the interrupt, which may wait for an interrupt. */
+    std::mutex& interruptOrder() { return m_interruptOrder; }
 
 private:
+    std::mutex m_writeOrder;
+    std::mutex m_interruptOrder;
     const std::unique_ptr<Common::RegisterDevice> m_registers;
     const Common::DeviceTypeInfo& m_type;
     SimulatedInterrupt* const m_simulated;
@@ -49,7 +60,7 @@ std::size_t countServedDevices(const Policy& policy);
 /** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:
-    explicit ServedDevices(const Policy& policy);
+    explicit ServedDevices(const PolicyInForce& policy);
 
     /**
      * Returns a device, and opens the device first if necessary. A device of this machine is closed when its
@@ -79,7 +90,7 @@ private:
     std::shared_ptr<ServedDevice> openSlot(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason);
     std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, std::string& reason);
 
-    const Policy& m_policy;
+    const PolicyInForce& m_policy;
     std::mutex m_mutex;
     std::map<std::string, Slot> m_slots;
 };

@@ -24,8 +24,8 @@ namespace Rynveld {
 class Session {
 public:
     /** @param idleTimeout the time without a request after which a connection that is not armed ends; 0 for never. */
-    Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
-            std::chrono::milliseconds idleTimeout);
+    Session(int descriptor, const Peer& peer, ServedDevices& devices, const PolicyInForce& policy,
+            std::chrono::milliseconds idleTimeout, const AuditContext& audit = {});
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session() = default;

@@ -249,7 +249,7 @@ TEST_F(OptionsWithMaps, DescribeADeviceByTheFirstMap) {
 
 TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));
-    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate");
+    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate or --audit-old");
 }
 
 TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
