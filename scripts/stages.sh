@@ -18,7 +18,7 @@ describe_stage() {
         asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
-        python) echo 'the tests of the Python package and of its types' ;;
+        python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
         pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
@@ -47,10 +47,11 @@ packages_of() {
     case $1 in
         format) echo clang-format codespell reuse ;;
         site) echo "${site_packages[@]}" ;;
-        lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
+        lint | analyze) echo "${build_packages[@]}" "${python_build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
-        python | pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
+        python) echo "${build_packages[@]}" "${python_packages[@]}" "${target[@]}" "${target_python_packages[@]}" ;;
+        pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
         wheel) echo "${build_packages[@]}" "${python_packages[@]}" "${wheel_packages[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
@@ -58,9 +59,12 @@ packages_of() {
         musl) echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
-        installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
+        installed | variants)
+            echo "${tests[@]}" "${target[@]}" "${python_build_packages[@]}" pkg-config binutils systemd man-db \
+                groff-base mandoc
+            ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
-        tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
+        tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -75,7 +79,7 @@ folder_of() {
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
         musl) echo build/builders/musl ;;
-        installed) echo build/release ;;
+        installed) echo build/python ;;
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
         pythonlong | wheel) echo build/python ;;
@@ -201,19 +205,22 @@ stage_armhf() { RYNVEL_TOOL_TEST_SHARDS=${RYNVEL_TOOL_TEST_SHARDS-3} test_preset
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
-# Checks the types of the package in the build folder and of its tests.
+# Checks the types of Python files. The first argument is the folder of tests whose modules the files import. Passes the
+# remaining arguments to mypy.
 check_python_types() {
-    MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core mypy --strict --cache-dir build/python/mypy \
-        -p rynvel && MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core \
-        mypy --strict --cache-dir build/python/mypy python/tests/core/*.py &&
-        MYPYPATH=$PWD/build/python/python:$PWD/python/tests/package \
-            mypy --strict --cache-dir build/python/mypy python/tests/package/*.py python/examples/*.py
+    MYPYPATH=$PWD/build/python/python:$PWD/python/tests/$1 mypy --strict --cache-dir build/python/mypy "${@:2}"
 }
 
 stage_python() {
-    build python && check_python_types &&
-        python/tests/core/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
-        python/tests/package/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
+    local name
+    build python && check_python_types core -p rynvel && check_python_types core python/tests/core/*.py &&
+        check_python_types package python/tests/package/*.py python/examples/*.py &&
+        check_python_types target python/tests/target/*.py && build armhf-python || return
+    for name in core package; do
+        python/tests/$name/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_${name}_tests.xml" || return
+    done
+    python/tests/target/run build/armhf build/python/server/rynveld \
+        --junitxml="$RYNVEL_RESULTS/python_target_tests.xml"
 }
 
 stage_pythonlong() {
@@ -313,7 +320,7 @@ run_clang_tidy() {
 
 # Unity sources save time, because clang-tidy reads each header once for several sources. The check
 # bugprone-suspicious-include would report that unity sources include sources.
-stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
+stage_lint() { run_clang_tidy python '-clang-analyzer-*,-bugprone-suspicious-include'; }
 # The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
 stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
@@ -356,7 +363,7 @@ test_of_target_installation() {
 }
 
 stage_installed() {
-    build release && build armhf && together "$(test_of_target_installation armhf)" 'tests/installed/run.sh build/release'
+    build python && build armhf && together "$(test_of_target_installation armhf)" 'tests/installed/run.sh build/python'
 }
 
 stage_variants() {
