@@ -6,7 +6,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
-long_stages=(abitest musl analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
+long_stages=(abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
 
 describe_stage() {
     case $1 in
@@ -20,12 +20,12 @@ describe_stage() {
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
-        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
+        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and threads that share devices' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
         abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
-        musl) echo 'the libraries, compiled against the headers of musl' ;;
+        builders) echo 'the libraries with the headers of musl, and the recipes for Yocto and Buildroot' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
@@ -57,7 +57,9 @@ packages_of() {
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
-        musl) echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
+        builders)
+            echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
+            ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants)
@@ -79,7 +81,7 @@ folder_of() {
         counts) echo build/benchmarks ;;
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
-        musl) echo build/builders/musl ;;
+        builders) echo build/builders/musl ;;
         installed) echo build/python ;;
         variants) echo build/armhf-release ;;
         dissector | tunnels) echo build/dev ;;
@@ -105,20 +107,20 @@ usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
         site) echo 20 20 ;;
-        lint) echo 85 1 ;;
+        lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
-        python) echo 120 60 ;;
-        pythonlong) echo 130 50 ;;
+        python) echo 120 70 ;;
+        pythonlong) echo 240 65 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         abi) echo 60 12 ;;
         abitest) echo 200 120 ;;
-        musl) echo 20 3 ;;
+        builders) echo 25 8 ;;
         board) echo 95 80 ;;
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
@@ -225,7 +227,10 @@ stage_python() {
 }
 
 stage_pythonlong() {
-    build python && python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml"
+    build python && build python-tsan && check_python_types threads python/tests/threads/*.py &&
+        python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml" &&
+        python/tests/threads/run build/python-tsan build/python/server/rynveld \
+            --junitxml="$RYNVEL_RESULTS/python_threads_tests.xml"
 }
 
 stage_wheel() {
@@ -338,7 +343,7 @@ stage_abi() (
     summary
 )
 
-stage_musl() { tests/builders/musl.sh build/builders; }
+stage_builders() { tests/builders/musl.sh build/builders && tests/builders/recipes.sh build/builders; }
 
 stage_abitest() { tests/abi/run.sh build/abitest; }
 
