@@ -17,6 +17,7 @@
 #include <asio/ip/tcp.hpp>
 #include <sys/types.h>
 
+#include "ExportedRegisters.h"
 #include "Policy.h"
 
 namespace Rynveld {
@@ -44,6 +45,10 @@ struct Options {
     /** The interrupt periods of simulated devices, by device name. */
     std::map<std::string, std::chrono::milliseconds> interruptPeriods;
     Policy policy;
+    /** The address at which the server shows its metrics; none for no metrics. */
+    std::optional<asio::ip::tcp::endpoint> metrics;
+    /** The registers that the metrics contain. */
+    std::vector<ExportedRegister> exported;
 };
 
 /** Thrown if the user asks for help or the version. `text` is the text to print. */

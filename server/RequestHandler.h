@@ -42,6 +42,10 @@ public:
     /** Traces the reason and returns a response with Error. */
     Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
 
+    /** Returns the reason, a literal, for which accepts(), handle() or refuse() last refused something; null at first.
+     */
+    const char* refusal() const { return m_refusal; }
+
     /** Releases the device that this connection has opened, if any. */
     void close() { m_device.reset(); }
 
@@ -55,6 +59,7 @@ private:
     using Refusal = const char*;
 
     const char* findProtocolError(const Rynvel::Request& request) const;
+    Refusal outcomeOf(Common::AccessResult result) const;
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
@@ -73,6 +78,7 @@ private:
     const Peer m_peer;
     /** Whether the client has sent Open, which must be its first request. */
     bool m_hasSentOpen = false;
+    const char* m_refusal = nullptr;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;
 };

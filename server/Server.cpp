@@ -19,6 +19,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include "AllowedNetworks.h"
 #include "FaultGuard.h"
 #include "ServerTrace.h"
 #include "ServiceManager.h"
@@ -75,20 +76,6 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     return "process " + std::to_string(process.pid) + " of user " + std::to_string(process.uid);
 }
 
-/**
- * Returns the IPv4 address, also if an IPv6 address contains it; empty for an IPv6 address that contains none. A socket
- * that the service manager has passed may accept IPv4 and IPv6 addresses.
- */
-std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
-    if (address.is_v4()) {
-        return address.to_v4();
-    }
-    if (!address.to_v6().is_v4_mapped()) {
-        return std::nullopt;
-    }
-    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
-}
-
 /** Returns the host to which a connection belongs. All addresses that one host can choose freely count as one host. */
 std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
@@ -135,7 +122,11 @@ int terminationSignals() {
 } // namespace
 
 Server::Server(const Options& options)
-    : m_options(options), m_devices(options.policy), m_signals(m_io, terminationSignals()), m_suppressedTimer(m_io) {
+    : m_options(options),
+      m_devices(options.policy),
+      m_signals(m_io, terminationSignals()),
+      m_suppressedTimer(m_io),
+      m_exportedRegisters(options.exported, m_devices) {
     std::signal(SIGPIPE, SIG_IGN);
     // The server must continue when its terminal closes.
     std::signal(SIGHUP, SIG_IGN);
@@ -143,6 +134,7 @@ Server::Server(const Options& options)
     installWakeUpHandler();
     useSmallStacks();
     listen();
+    startMetrics();
 }
 
 Server::~Server() {
@@ -194,6 +186,28 @@ std::string Server::address() const {
     return text;
 }
 
+std::string Server::metricsAddress() const { return m_metricsServer ? m_metricsServer->address() : ""; }
+
+void Server::startMetrics() {
+    if (m_options.metrics) {
+        m_metrics.emplace();
+        m_metricsServer.emplace(*m_options.metrics, m_options.allowed, [this] { return metricsText(); });
+    }
+}
+
+std::string Server::metricsText() {
+    MetricText text;
+    text.addMetric("rynveld_build_info", MetricText::Type::Gauge, "The version of the server.");
+    text.add({{"version", RYNVEL_VERSION}}, 1);
+    m_metrics->writeTo(text);
+    m_devices.writeMetricsTo(text);
+    text.addMetric("rynveld_suppressed_log_lines_total", MetricText::Type::Counter,
+                   "Lines about clients that the server did not trace, because there were too many similar ones.");
+    text.add(m_traceLimit.suppressedCount());
+    m_exportedRegisters.writeTo(text);
+    return text.text();
+}
+
 void Server::run() {
     m_signals.async_wait(asio::posix::descriptor_base::wait_read, [this](const std::error_code& error) {
         if (!error) {
@@ -204,6 +218,9 @@ void Server::run() {
     scheduleSuppressedReport();
     for (auto& listener : m_listeners) {
         accept(listener);
+    }
+    if (m_metricsServer) {
+        m_metricsServer->start();
     }
     notifyServiceManager("READY=1");
     m_io.run();
@@ -242,12 +259,15 @@ void Server::retryAccept(Listener& listener, const std::error_code& reason) {
 void Server::admit(Socket socket, const Endpoint& endpoint) {
     const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint, socket.native_handle()), m_traceLimit};
     if (!isAllowed(endpoint)) {
+        countRefused("network");
         RYNVELD_TRACE_LIMITED(peer, failure, "network", "Client ", peer.name,
                               " turned away: its network is not allowed.");
     } else if (m_clients.size() >= m_options.maxConnections) {
+        countRefused("connections");
         RYNVELD_TRACE_LIMITED(peer, failure, "connections", "Client ", peer.name,
                               " turned away: the connection limit (", m_options.maxConnections, ") is reached.");
     } else if (connectionsOf(peer.host) >= m_options.maxConnectionsPerHost) {
+        countRefused("connections of host");
         RYNVELD_TRACE_LIMITED(peer, failure, "connections of host", "Client ", peer.name,
                               " turned away: its host has reached the connection limit (",
                               m_options.maxConnectionsPerHost, ").");
@@ -259,6 +279,12 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
     }
 }
 
+void Server::countRefused(const char* reason) {
+    if (m_metrics) {
+        m_metrics->countRefusal(Metrics::Refused::Connection, reason);
+    }
+}
+
 std::size_t Server::connectionsOf(const std::string& host) const {
     return static_cast<std::size_t>(
         std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
@@ -266,20 +292,14 @@ std::size_t Server::connectionsOf(const std::string& host) const {
 
 // The permissions of the socket file determine who may use a local socket.
 bool Server::isAllowed(const Endpoint& endpoint) const {
-    const auto& allowed = m_options.allowed;
-    if (allowed.empty() || isLocal(endpoint)) {
-        return true;
-    }
-    const auto host = v4Of(tcpEndpointOf(endpoint).address());
-    return host && std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
-               return asio::ip::network_v4(*host, network.prefix_length()).canonical() == network;
-           });
+    return isLocal(endpoint) || Rynveld::isAllowed(m_options.allowed, tcpEndpointOf(endpoint).address());
 }
 
 void Server::serve(int descriptor, const Peer& peer) {
     const auto client = m_clients.emplace(m_clients.end());
     client->host = peer.host;
-    client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout);
+    client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout,
+                                                m_metrics ? &*m_metrics : nullptr);
     try {
         client->thread = std::thread([this, client] {
             run(*client->session);
@@ -287,6 +307,7 @@ void Server::serve(int descriptor, const Peer& peer) {
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
+        countRefused("thread");
         RYNVELD_TRACE_LIMITED(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
         m_clients.erase(client);
     }
