@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "StandIns.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 #include <arpa/inet.h>
@@ -114,14 +116,24 @@ void acceptConnections(int listener) {
 }
 
 // Replaces this process with rynveld, and passes the listening socket to rynveld as a service manager does.
-void becomeRynveld(const char* program, int listener) {
+void becomeRynveld(const std::string& program, std::vector<std::string> options, int listener) {
     constexpr int passedDescriptor = 3;
     require(dup2(listener, passedDescriptor), "dup2");
     require(setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1), "setenv");
     require(setenv("LISTEN_FDS", "1", 1), "setenv");
     require(freopen("/dev/null", "w", stderr), "/dev/null", static_cast<FILE*>(nullptr));
-    execl(program, program, "--simulate", static_cast<char*>(nullptr));
-    require(-1, program);
+    options.insert(options.begin(), {program, "--simulate"});
+    std::vector<char*> words;
+    std::transform(options.begin(), options.end(), std::back_inserter(words),
+                   [](std::string& option) { return option.data(); });
+    words.push_back(nullptr);
+    execv(program.c_str(), words.data());
+    require(-1, program.c_str());
+}
+
+// Returns the path of a new file without a name. The processes that this process starts can use the path, too.
+std::string makeNamelessFile() {
+    return "/proc/self/fd/" + std::to_string(require(open(".", O_TMPFILE | O_RDWR, S_IRUSR | S_IWUSR), "O_TMPFILE"));
 }
 
 std::string addressAt(std::uint16_t port) { return "127.0.0.1::" + std::to_string(port); }
@@ -188,14 +200,24 @@ std::string RegisterServer::address() const { return addressAt(m_port); }
 int RegisterServer::connect() const { return connectTo(m_port); }
 
 const SimulatedBoard& SimulatedBoard::get(const char* program) {
-    static const SimulatedBoard board(program);
+    static const SimulatedBoard board(program, {});
     return board;
 }
 
-SimulatedBoard::SimulatedBoard(const char* program)
+const SimulatedBoard& SimulatedBoard::getAudited(const char* program) {
+    static const SimulatedBoard board(program, {"--audit", makeNamelessFile()});
+    return board;
+}
+
+const SimulatedBoard& SimulatedBoard::getMeasured(const char* program) {
+    static const SimulatedBoard board(program, {"--metrics", "0"});
+    return board;
+}
+
+SimulatedBoard::SimulatedBoard(const char* program, const std::vector<std::string>& options)
     : m_listener(makeListener()),
       m_port(portOf(m_listener)),
-      m_child([this, program] { becomeRynveld(program, m_listener); }) {}
+      m_child([&] { becomeRynveld(program, options, m_listener); }) {}
 
 SimulatedBoard::~SimulatedBoard() { close(m_listener); }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Child.h"
 
@@ -95,6 +96,10 @@ class SimulatedBoard {
 public:
     /** @param program the path of rynveld. Only the first call uses the path. */
     static const SimulatedBoard& get(const char* program);
+    /** Like get(), for another process, which writes an audit to a file in the working folder. */
+    static const SimulatedBoard& getAudited(const char* program);
+    /** Like get(), for another process, which has metrics. */
+    static const SimulatedBoard& getMeasured(const char* program);
 
     SimulatedBoard(const SimulatedBoard&) = delete;
     SimulatedBoard& operator=(const SimulatedBoard&) = delete;
@@ -107,7 +112,7 @@ public:
     int connect() const;
 
 private:
-    explicit SimulatedBoard(const char* program);
+    SimulatedBoard(const char* program, const std::vector<std::string>& options);
 
     const int m_listener;
     const std::uint16_t m_port;

@@ -130,8 +130,9 @@ RequestBytes bytesOf(const Rynvel::Request& request) {
 }
 
 // Returns a connection to rynveld on which the device is open.
-int openOnSimulatedBoard(const std::string& name) {
-    const int connection = RynvelBenchmark::SimulatedBoard::get(RYNVELD).connect();
+int openOnSimulatedBoard(const std::string& name,
+                         const RynvelBenchmark::SimulatedBoard& board = RynvelBenchmark::SimulatedBoard::get(RYNVELD)) {
+    const int connection = board.connect();
     exchangeOnce(connection, bytesOf(Rynvel::Request(Rynvel::RequestData::Type::Open, name)));
     return connection;
 }
@@ -146,6 +147,29 @@ RequestBytes readRequest() {
 void exchangeRynveldBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     exchange(state, connection, readRequest());
+}
+
+void exchangeRynveldMeasured(State& state) {
+    static const int connection =
+        openOnSimulatedBoard("traf.top", RynvelBenchmark::SimulatedBoard::getMeasured(RYNVELD));
+    exchange(state, connection, readRequest());
+}
+
+RequestBytes writeRequest() {
+    Rynvel::Request request(Rynvel::RequestData::Type::Write32, "traf.top");
+    request.addValue(1);
+    return bytesOf(request);
+}
+
+void writeRynveldBare(State& state) {
+    static const int connection = openOnSimulatedBoard("traf.top");
+    exchange(state, connection, writeRequest());
+}
+
+void writeRynveldAudited(State& state) {
+    static const int connection =
+        openOnSimulatedBoard("traf.top", RynvelBenchmark::SimulatedBoard::getAudited(RYNVELD));
+    exchange(state, connection, writeRequest());
 }
 
 constexpr int readsOfAFile = 1000;
@@ -236,6 +260,9 @@ BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();
 BENCHMARK(exchangeRaw)->Name("exchange/raw")->UseRealTime();
 BENCHMARK(exchangeRynveldBare)->Name("exchange_rynveld/bare")->UseRealTime();
+BENCHMARK(writeRynveldBare)->Name("write_rynveld/bare")->UseRealTime();
+BENCHMARK(writeRynveldAudited)->Name("write_rynveld/audited")->UseRealTime();
+BENCHMARK(exchangeRynveldMeasured)->Name("exchange_rynveld/metrics")->UseRealTime();
 BENCHMARK(exchangeRynveldLibrary)->Name("exchange_rynveld/library")->UseRealTime();
 BENCHMARK(fileOfReadsRynvelctl)->Name("file_of_reads/rynvelctl")->UseRealTime();
 BENCHMARK(fileOfReadsBare)->Name("file_of_reads/bare")->UseRealTime();

@@ -4,7 +4,7 @@
 # the folder of the binary. A distribution sets CMAKE_SKIP_INSTALL_RPATH, because it installs the libraries in a folder
 # that the dynamic linker searches.
 
-# Each file belongs to one of the components Runtime, Development, Tools and Server.
+# Each file belongs to one of the components Runtime, Development, Tools, Server and Python.
 
 include(CMakePackageConfigHelpers)
 

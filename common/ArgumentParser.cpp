@@ -191,6 +191,13 @@ OptionReference OptionReference::takeOneValue() const {
     return *this;
 }
 
+OptionReference OptionReference::mayOmitValue() const {
+    if (m_option != nullptr) {
+        m_option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+    }
+    return *this;
+}
+
 OptionReference OptionReference::needs(OptionReference other) const {
     if (m_option != nullptr) {
         m_option->needs(other.m_option);

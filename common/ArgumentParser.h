@@ -76,6 +76,12 @@ public:
      */
     OptionReference takeOneValue() const;
 
+    /**
+     * Lets the user give the option without a value. The list then has an empty text in place of the value. A value
+     * must follow an equals sign, because a separate word could also be an argument.
+     */
+    OptionReference mayOmitValue() const;
+
     /** Makes it an error to give this option without `other`. */
     OptionReference needs(OptionReference other) const;
 

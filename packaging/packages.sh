@@ -33,8 +33,8 @@ copy_sources() {
 build_dependencies() {
     sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([^ ,]*\).*/\1/p' "$package_tree/debian/control" |
         grep -vxE "$(test_dependencies | paste -s -d '|')|debhelper-compat|dh-sequence-.*"
-    echo debhelper
-    [ "$1" = amd64 ] || printf '%s\n' "crossbuild-essential-$1" "libpugixml-dev:$1"
+    printf '%s\n' debhelper dh-python
+    [ "$1" = amd64 ] || printf '%s\n' "crossbuild-essential-$1" "libpugixml-dev:$1" "libpython3-dev:$1"
 }
 
 test_dependencies() { sed -n 's/^ \([^ ,]*\) <!nocheck>,$/\1/p' "$package_tree/debian/control"; }

@@ -7,11 +7,19 @@ rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 # so the system needs no second architecture.
 target_root="$rynvel_cache/armhf"
 
+# The folder of packages of this machine that are unpacked instead of installed, because their installation would start a
+# service. The name of such a package ends in ":unpacked".
+unpacked_root="$rynvel_cache/unpacked"
+
 # The packages for a build for this machine, and the additional packages for a build for the target.
 build_packages=(g++ cmake ninja-build make libasio-dev libcli11-dev libpugixml-dev nlohmann-json3-dev)
 target_packages=(gcc-arm-linux-gnueabihf g++-arm-linux-gnueabihf libpugixml-dev:armhf)
 # The additional packages for the Python package, and for its tests.
-python_packages=(python3-dev pybind11-dev python3-pytest python3-hypothesis python3-numpy python3-matplotlib mypy)
+python_build_packages=(python3-dev pybind11-dev)
+python_packages=("${python_build_packages[@]}" python3-pytest python3-hypothesis python3-numpy python3-matplotlib mypy)
+# Python for the target, with the libraries that it needs.
+target_python_packages=(python3.11-minimal:armhf libpython3.11-minimal:armhf libpython3.11-stdlib:armhf
+    libpython3.11-dev:armhf libexpat1:armhf zlib1g:armhf)
 wheel_packages=(python3-pip python3-setuptools python3-wheel)
 # The additional packages for the benchmarks, and for counting instructions.
 benchmark_packages=(libbenchmark-dev)
@@ -25,12 +33,14 @@ die() {
     exit 1
 }
 
-# Prints the named Debian packages that are not installed. A package NAME:armhf counts as installed when it is unpacked.
+# Prints the named Debian packages that are not installed. A package NAME:armhf or NAME:unpacked counts as installed when
+# it is unpacked.
 missing_packages() {
     local package
     for package in "$@"; do
         case $package in
             *:armhf) [ -e "$target_root/packages/$package" ] || printf '%s\n' "$package" ;;
+            *:unpacked) [ -e "$unpacked_root/packages/$package" ] || printf '%s\n' "$package" ;;
             *)
                 [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
                     printf '%s\n' "$package"
@@ -87,8 +97,22 @@ unpack_target_packages() (
     done
 )
 
-# Installs the missing packages among the named Debian packages. Unpacks the packages of the target instead. Needs no
-# network if no package is missing.
+# Unpacks packages of this machine into unpacked_root. Each name ends in ":unpacked".
+unpack_packages() (
+    stage=$(mktemp -d "$rynvel_cache/unpacked.XXXXXX") || exit
+    trap 'rm -rf "$stage"' EXIT
+    mkdir -p "$unpacked_root/packages" && as_root apt-get update && cd "$stage" &&
+        apt-get download "${@%:unpacked}" || exit
+    for archive in *.deb; do
+        dpkg-deb -x "$archive" "$unpacked_root" || exit
+    done
+    for package in "$@"; do
+        : >"$unpacked_root/packages/$package" || exit
+    done
+)
+
+# Installs the missing packages among the named Debian packages. Unpacks the packages NAME:armhf and NAME:unpacked
+# instead. Needs no network if no package is missing.
 require_packages() {
     local missing log
     missing=$(missing_packages "$@" | sort -u)
@@ -96,8 +120,9 @@ require_packages() {
     mkdir -p "$rynvel_cache"
     log="$rynvel_cache/apt.log"
     printf 'installing packages: %s\n' "$(echo $missing)"
-    { install_packages $(grep -v ':armhf$' <<<"$missing") && unpack_missing $(grep ':armhf$' <<<"$missing"); } \
-        >"$log" 2>&1 || die "cannot install $(echo $missing) (see $log)"
+    { install_packages $(grep -vE ':(armhf|unpacked)$' <<<"$missing") &&
+        if_any unpack_target_packages $(grep ':armhf$' <<<"$missing") &&
+        if_any unpack_packages $(grep ':unpacked$' <<<"$missing"); } >"$log" 2>&1 || die "cannot install $(echo $missing) (see $log)"
 }
 
 install_packages() {
@@ -105,4 +130,5 @@ install_packages() {
         apt-get install --yes --no-install-recommends "$@"; }
 }
 
-unpack_missing() { [ $# = 0 ] || unpack_target_packages "$@"; }
+# Runs a command if it has arguments.
+if_any() { [ $# = 1 ] || "$@"; }

@@ -5,7 +5,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
-long_stages=(abitest musl analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
+long_stages=(abitest musl analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages)
 
 describe_stage() {
     case $1 in
@@ -18,7 +18,7 @@ describe_stage() {
         asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
-        python) echo 'the tests of the Python package and of its types' ;;
+        python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
         pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
@@ -31,6 +31,7 @@ describe_stage() {
         variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
+        fleet) echo 'Prometheus with 50 simulated nodes: metrics, registers, a node that ends, an alert' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
@@ -47,10 +48,11 @@ packages_of() {
     case $1 in
         format) echo clang-format codespell reuse ;;
         site) echo "${site_packages[@]}" ;;
-        lint | analyze) echo "${build_packages[@]}" clang-tidy ;;
+        lint | analyze) echo "${build_packages[@]}" "${python_build_packages[@]}" clang-tidy ;;
         dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
-        python | pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
+        python) echo "${build_packages[@]}" "${python_packages[@]}" "${target[@]}" "${target_python_packages[@]}" ;;
+        pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
         wheel) echo "${build_packages[@]}" "${python_packages[@]}" "${wheel_packages[@]}" ;;
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
@@ -58,9 +60,13 @@ packages_of() {
         musl) echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
-        installed | variants) echo "${tests[@]}" "${target[@]}" pkg-config binutils systemd man-db groff-base mandoc ;;
+        installed | variants)
+            echo "${tests[@]}" "${target[@]}" "${python_build_packages[@]}" pkg-config binutils systemd man-db \
+                groff-base mandoc
+            ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
-        tunnels) echo "${tests[@]}" openssh-client openssh-server openssl stunnel4 ;;
+        tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
+        fleet) echo "${tests[@]}" curl prometheus:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -75,9 +81,9 @@ folder_of() {
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
         musl) echo build/builders/musl ;;
-        installed) echo build/release ;;
+        installed) echo build/python ;;
         variants) echo build/armhf-release ;;
-        dissector | tunnels) echo build/dev ;;
+        dissector | tunnels | fleet) echo build/dev ;;
         pythonlong | wheel) echo build/python ;;
         soak) echo build/hardened ;;
         packages) echo "$rynvel_cache/chroots" ;;
@@ -88,9 +94,9 @@ folder_of() {
 # Prints the seconds that --all adds to a stage.
 added_seconds() {
     case $1 in
-        fuzz) echo 160 ;;
-        dev | asan) echo 25 ;;
-        tsan | armhf | bigendian) echo 50 ;;
+        fuzz) echo 100 ;;
+        tsan) echo 20 ;;
+        armhf) echo 100 ;;
         *) echo 0 ;;
     esac
 }
@@ -119,6 +125,7 @@ usual_seconds() {
         variants) echo 80 30 ;;
         dissector) echo 70 14 ;;
         tunnels) echo 60 5 ;;
+        fleet) echo 80 20 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -195,24 +202,28 @@ require_results() {
 stage_dev() { test_preset dev; }
 stage_asan() { test_preset_by_program asan; }
 # Some races occur only in a long run.
-stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-10} test_preset_by_program tsan; }
-stage_armhf() { test_preset_by_program armhf; }
+stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-$((10 + ${all:+20} + 0))} test_preset_by_program tsan; }
+# On an emulator, the starts of rynvelctl take most of the time, so only --all runs all of its tests.
+stage_armhf() { RYNVEL_TOOL_TEST_SHARDS=${RYNVEL_TOOL_TEST_SHARDS-3} test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
-# Checks the types of the package in the build folder and of its tests.
+# Checks the types of Python files. The first argument is the folder of tests whose modules the files import. Passes the
+# remaining arguments to mypy.
 check_python_types() {
-    MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core mypy --strict --cache-dir build/python/mypy \
-        -p rynvel && MYPYPATH=$PWD/build/python/python:$PWD/python/tests/core \
-        mypy --strict --cache-dir build/python/mypy python/tests/core/*.py &&
-        MYPYPATH=$PWD/build/python/python:$PWD/python/tests/package \
-            mypy --strict --cache-dir build/python/mypy python/tests/package/*.py python/examples/*.py
+    MYPYPATH=$PWD/build/python/python:$PWD/python/tests/$1 mypy --strict --cache-dir build/python/mypy "${@:2}"
 }
 
 stage_python() {
-    build python && check_python_types &&
-        python/tests/core/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_core_tests.xml" &&
-        python/tests/package/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_package_tests.xml"
+    local name
+    build python && check_python_types core -p rynvel && check_python_types core python/tests/core/*.py &&
+        check_python_types package python/tests/package/*.py python/examples/*.py &&
+        check_python_types target python/tests/target/*.py && build armhf-python || return
+    for name in core package; do
+        python/tests/$name/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_${name}_tests.xml" || return
+    done
+    python/tests/target/run build/armhf build/python/server/rynveld \
+        --junitxml="$RYNVEL_RESULTS/python_target_tests.xml"
 }
 
 stage_pythonlong() {
@@ -312,7 +323,7 @@ run_clang_tidy() {
 
 # Unity sources save time, because clang-tidy reads each header once for several sources. The check
 # bugprone-suspicious-include would report that unity sources include sources.
-stage_lint() { run_clang_tidy release '-clang-analyzer-*,-bugprone-suspicious-include'; }
+stage_lint() { run_clang_tidy python '-clang-analyzer-*,-bugprone-suspicious-include'; }
 # The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
 stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
 
@@ -355,7 +366,7 @@ test_of_target_installation() {
 }
 
 stage_installed() {
-    build release && build armhf && together "$(test_of_target_installation armhf)" 'tests/installed/run.sh build/release'
+    build python && build armhf && together "$(test_of_target_installation armhf)" 'tests/installed/run.sh build/python'
 }
 
 stage_variants() {
@@ -373,6 +384,8 @@ build_programs() { cmake --preset dev && cmake --build --preset dev --target ryn
 stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
 
 stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
+
+stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Rynveld {
@@ -48,13 +49,13 @@ struct InjectedFaults {
 /** Counts the requests of one connection, and selects the faults to inject. */
 class FaultInjector {
 public:
-    explicit FaultInjector(const std::vector<Fault>& faults) : m_faults(faults) {}
+    explicit FaultInjector(std::vector<Fault> faults) : m_faults(std::move(faults)) {}
 
     /** Counts a request and returns its faults. */
     InjectedFaults next();
 
 private:
-    const std::vector<Fault>& m_faults;
+    const std::vector<Fault> m_faults;
     std::uint32_t m_requests = 0;
 };
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -17,6 +18,7 @@
 #include "MapCatalog.h"
 #include "MapSearch.h"
 #include "Number.h"
+#include "OptionsFile.h"
 #include "ServedDevices.h"
 #include "ServerAddress.h"
 
@@ -44,12 +46,15 @@ struct RawOptions {
     std::vector<std::string> allow;
     std::vector<std::string> devices;
     std::vector<std::string> ioctls;
+    std::vector<std::string> readOnly;
     std::string idleTimeout = "0";
     std::vector<std::string> maps;
     std::vector<std::string> interruptPeriods;
     std::vector<std::string> faults;
     std::string metrics = noMetrics;
     std::vector<std::string> exported;
+    std::string audit;
+    std::string auditOnError = "refuse-writes";
 };
 
 [[noreturn]] void fail(const std::string& message) { throw std::invalid_argument(message); }
@@ -256,6 +261,51 @@ Fault parseFaultOption(const std::string& text) {
 /** Returns a quarter of the count, rounded up so that each host may have at least one connection. */
 std::size_t quarter(std::size_t count) { return (count + 3) / 4; }
 
+void addReadOnly(Policy& policy, const std::string& name) {
+    if (name.empty()) {
+        policy.readOnly = true;
+    } else {
+        servedTypeOf("--read-only", name);
+        policy.readOnlyDevices.insert(name);
+    }
+}
+
+AuditOptions::OnError parseOnError(const std::string& text) {
+    using OnError = AuditOptions::OnError;
+    static const std::map<std::string, OnError> reactions = {
+        {"refuse-writes", OnError::RefuseWrites}, {"stop", OnError::Stop}, {"continue", OnError::Continue}};
+    const auto found = reactions.find(text);
+    if (found == reactions.end()) {
+        fail("--audit-on-error: '" + text + "' is not a reaction (use refuse-writes, stop or continue)");
+    }
+    return found->second;
+}
+
+void convertAudit(const RawOptions& raw, AuditOptions& audit) {
+    const AuditOptions defaults;
+    audit.target = raw.audit;
+    audit.onError = parseOnError(raw.auditOnError);
+    if (raw.audit.empty() && (audit.withOldValues || audit.onError != defaults.onError)) {
+        fail(std::string(audit.withOldValues ? "--audit-old" : "--audit-on-error") + ": the option requires --audit");
+    }
+}
+
+std::map<std::string, std::vector<std::string>> fixedOptions(const RawOptions& raw, const Options& options) {
+    const auto flag = [](bool isGiven) { return std::vector<std::string>(isGiven ? 1 : 0); };
+    return {{"--listen", {raw.listen}},
+            {"--socket-mode", {raw.socketMode}},
+            {"--socket-group", {raw.socketGroup}},
+            {"--simulate", flag(options.policy.simulate)},
+            {"--map", raw.maps},
+            {"--interrupt-every", raw.interruptPeriods},
+            {"--fault", raw.faults},
+            {"--audit", {raw.audit}},
+            {"--audit-old", flag(options.audit.withOldValues)},
+            {"--audit-on-error", {raw.auditOnError}},
+            {"--metrics", {raw.metrics}},
+            {"--export", raw.exported}};
+}
+
 void convert(const RawOptions& raw, Options& options) {
     if (options.maxConnectionsPerHost == 0) {
         options.maxConnectionsPerHost = quarter(options.maxConnections);
@@ -276,17 +326,22 @@ void convert(const RawOptions& raw, Options& options) {
             parseUnsigned(command, UINT32_MAX,
                           "--allow-ioctl: '" + command + "' is not a number of at most 32 bits (for example 0xEE00)"));
     }
+    for (const auto& name : raw.readOnly) {
+        addReadOnly(options.policy, name);
+    }
     options.idleTimeout = parseTime("--idle-timeout", raw.idleTimeout);
+    convertAudit(raw, options.audit);
     for (const auto& period : raw.interruptPeriods) {
         addInterruptPeriod(options, period);
     }
     for (const auto& fault : raw.faults) {
         options.policy.faults.push_back(parseFaultOption(fault));
     }
-    if (!raw.maps.empty() && !options.policy.simulate && raw.exported.empty()) {
-        fail("--map: the option requires --simulate or --export");
+    const bool usesMaps = options.policy.simulate || options.audit.withOldValues;
+    if (!raw.maps.empty() && !usesMaps && raw.exported.empty()) {
+        fail("--map: the option requires --simulate, --audit-old or --export");
     }
-    for (const auto& path : options.policy.simulate ? raw.maps : std::vector<std::string>()) {
+    for (const auto& path : usesMaps ? raw.maps : std::vector<std::string>()) {
         addMap(options.policy, path);
     }
     convertMetrics(raw, options);
@@ -296,6 +351,7 @@ void convert(const RawOptions& raw, Options& options) {
     if (!options.policy.faults.empty() && !options.policy.simulate) {
         fail("--fault: the option requires --simulate");
     }
+    options.fixed = fixedOptions(raw, options);
 }
 
 void addOptions(const Common::Command& program, RawOptions& raw, Options& options) {
@@ -310,9 +366,11 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
     program.addOption("--allow", "NETWORK", raw.allow, "serve only clients from this network; may be repeated")
         .takeOneValue();
     program.addOption("--device", "NAME", raw.devices, "serve only this device; may be repeated").takeOneValue();
-    program.addFlag(
-        "--read-only", options.policy.readOnly,
-        "refuse every request except those that open or close a device, read its registers or get its interrupt type");
+    program
+        .addOption("--read-only", "[=NAME]", raw.readOnly,
+                   "refuse every request except those that open or close a device, read its registers or get its "
+                   "interrupt type; with NAME, only for this device; may be repeated")
+        .mayOmitValue();
     program.addOption("--allow-ioctl", "NUMBER", raw.ioctls, "pass this ioctl request on to devices; may be repeated")
         .takeOneValue();
     program
@@ -331,7 +389,8 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .addOption(
             "--map", "FILE", raw.maps,
             "with --simulate: make the registers behave as the register maps in this file or folder describe; with "
-            "--export: search for the names in these maps; may be repeated")
+            "--audit-old: do not read the registers whose reading has a side effect; with --export: search for the "
+            "names in these maps; may be repeated")
         .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
@@ -342,9 +401,9 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                    "with --simulate: simulate a fault at every request, or at every COUNTth request; may be repeated")
         .takeOneValue();
     program
-        .addOption("--metrics", "[ADDRESS:]PORT", raw.metrics,
-                   "show metrics for Prometheus at this IPv4 address and port, http://ADDRESS:PORT/metrics; without an "
-                   "address, only this machine can connect")
+        .addOption("--metrics", "ADDRESS:PORT", raw.metrics,
+                   "show metrics for Prometheus at this IPv4 address and port, http://ADDRESS:PORT/metrics; PORT alone "
+                   "is a port of the loopback")
         .showDefault();
     program
         .addOption("--export", "NAME", raw.exported,
@@ -353,18 +412,38 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .takeOneValue();
 }
 
+void addAuditOptions(const Common::Command& program, RawOptions& raw, Options& options) {
+    program.addOption("--audit", "FILE", raw.audit,
+                      "record who opens and changes devices, and what the server refuses, in this file; 'journal' "
+                      "selects the journal of systemd");
+    program.addFlag("--audit-old", options.audit.withOldValues,
+                    "with --audit: read registers before each write, and record the old and the new values");
+    program
+        .addOption("--audit-on-error", "REACTION", raw.auditOnError,
+                   "with --audit: what to do while the audit cannot be written: refuse-writes, stop or continue")
+        .showDefault();
+}
+
 std::string joinLines(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
 
-void parse(int argc, const char* const* argv, RawOptions& raw, Options& options) {
+using Words = std::vector<std::string>;
+
+void parse(const Words& words, RawOptions& raw, Options& options) {
     Common::ArgumentParser parser("rynveld", "Serves the registers and interrupts of this machine over TCP.",
                                   [](const std::string& /*command*/) { return footer; });
     parser.addHelpFlag("show this help and exit");
     parser.addVersionFlag("rynveld " RYNVEL_VERSION, "show the version and exit");
+    parser.program().addOption("--config", "FILE", options.file,
+                               "read further options from this file, one a line; SIGHUP reads the file again");
     addOptions(parser.program(), raw, options);
-    const Common::ParseResult result = parser.parse(argc, argv);
+    addAuditOptions(parser.program(), raw, options);
+    std::vector<const char*> arguments = {"rynveld"};
+    std::transform(words.begin(), words.end(), std::back_inserter(arguments),
+                   [](const std::string& word) { return word.c_str(); });
+    const Common::ParseResult result = parser.parse(static_cast<int>(arguments.size()), arguments.data());
     if (result.kind == Common::ParseResult::Kind::InfoRequested) {
         throw InfoRequested{result.text};
     }
@@ -373,13 +452,75 @@ void parse(int argc, const char* const* argv, RawOptions& raw, Options& options)
     }
 }
 
+/** Returns the options of a command line and of the first lines of a file. */
+Options optionsOf(const Words& commandLine, const OptionsLines& lines, std::size_t count) {
+    Words words = commandLine;
+    for (std::size_t i = 0; i < count; ++i) {
+        words.push_back(lines[i].word);
+    }
+    Options options;
+    RawOptions raw;
+    parse(words, raw, options);
+    convert(raw, options);
+    options.commandLine = commandLine;
+    return options;
+}
+
+/** Returns whether the command line with the first lines of a file fails with this message. */
+bool failsWith(const std::string& message, const Words& commandLine, const OptionsLines& lines, std::size_t count) {
+    try {
+        optionsOf(commandLine, lines, count);
+    } catch (const std::invalid_argument& problem) {
+        return problem.what() == message;
+    }
+    return false;
+}
+
+std::string position(const std::string& file, const OptionsLine& line) {
+    return file + ':' + std::to_string(line.number) + ": ";
+}
+
+// Finds the wrong line by trial: the message appears when the line is added to those before it.
+Options optionsOf(const Words& commandLine, const std::string& file, const OptionsLines& lines) {
+    try {
+        return optionsOf(commandLine, lines, lines.size());
+    } catch (const std::invalid_argument& problem) {
+        std::size_t count = 0;
+        while (count < lines.size() && !failsWith(problem.what(), commandLine, lines, count)) {
+            ++count;
+        }
+        throw std::invalid_argument((count == 0 ? "" : position(file, lines[count - 1])) + problem.what());
+    }
+}
+
+/** Returns the position of the last line that has an option; the file itself if no line has it. */
+std::string positionOf(const std::string& option, const std::string& file, const OptionsLines& lines) {
+    const auto line = std::find_if(lines.rbegin(), lines.rend(), [&](const OptionsLine& each) {
+        return each.word.substr(0, each.word.find('=')) == option;
+    });
+    return line == lines.rend() ? file + ": " : position(file, *line);
+}
+
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
-    Options options;
+    const Words commandLine(argv + 1, argv + argc);
+    Options named;
     RawOptions raw;
-    parse(argc, argv, raw, options);
-    convert(raw, options);
+    parse(commandLine, raw, named);
+    return optionsOf(commandLine, named.file, named.file.empty() ? OptionsLines() : readOptionsFile(named.file));
+}
+
+Options reloadedOptions(const Options& running) {
+    const OptionsLines lines = readOptionsFile(running.file);
+    Options options = optionsOf(running.commandLine, running.file, lines);
+    for (const auto& [name, texts] : options.fixed) {
+        if (texts != running.fixed.at(name)) {
+            fail(positionOf(name, running.file, lines) + name +
+                 ": the option cannot change while the server runs (restart the server)");
+        }
+    }
+    options.policy.descriptions = running.policy.descriptions;
     return options;
 }
 

@@ -17,6 +17,7 @@
 #include <asio/ip/tcp.hpp>
 #include <sys/types.h>
 
+#include "Audit.h"
 #include "ExportedRegisters.h"
 #include "Policy.h"
 
@@ -49,6 +50,13 @@ struct Options {
     std::optional<asio::ip::tcp::endpoint> metrics;
     /** The registers that the metrics contain. */
     std::vector<ExportedRegister> exported;
+    AuditOptions audit;
+    /** The file with further options; empty if there is none. */
+    std::string file;
+    /** The words of the command line. */
+    std::vector<std::string> commandLine;
+    /** The texts of the options that cannot change while the server runs, by the name of the option. */
+    std::map<std::string, std::vector<std::string>> fixed;
 };
 
 /** Thrown if the user asks for help or the version. `text` is the text to print. */
@@ -57,12 +65,21 @@ struct InfoRequested {
 };
 
 /**
- * Returns the options of a command line.
+ * Returns the options of a command line, and of the file that the command line names.
  *
  * @throws InfoRequested for --help and --version.
- * @throws std::invalid_argument if the command line is wrong. what() says why, in one line.
+ * @throws std::invalid_argument if the command line or the file is wrong. what() says why, in one line. It begins with
+ * FILE:LINE if a line of the file is wrong.
  */
 Options parseOptions(int argc, const char* const* argv);
+
+/**
+ * Reads the file of the options again, and returns the new options.
+ *
+ * @throws std::invalid_argument as parseOptions() does, and if an option has changed that cannot change while the
+ * server runs.
+ */
+Options reloadedOptions(const Options& running);
 
 } // namespace Rynveld
 

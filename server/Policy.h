@@ -24,6 +24,8 @@ struct Policy {
      * interrupt type.
      */
     bool readOnly = false;
+    /** The names of the devices for which the server is read-only. */
+    std::set<std::string> readOnlyDevices;
     /** The ioctl commands that clients may send to a device. */
     std::set<std::uint32_t> ioctls;
     /** Whether the server serves simulated devices in memory instead of the devices of this machine. */
@@ -32,6 +34,9 @@ struct Policy {
     DeviceDescriptions descriptions;
     /** The faults to simulate. */
     std::vector<Fault> faults;
+
+    bool serves(const std::string& device) const { return devices.empty() || devices.count(device) != 0; }
+    bool isReadOnly(const std::string& device) const { return readOnly || readOnlyDevices.count(device) != 0; }
 };
 
 } // namespace Rynveld

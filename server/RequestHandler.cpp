@@ -23,6 +23,7 @@ using Type = Rynvel::RequestData::Type;
 namespace {
 
 constexpr const char* deviceFailed = "the device reported a failure";
+constexpr const char* noAudit = "the audit cannot be written";
 
 const char* refusalOf(AccessResult result) {
     switch (result) {
@@ -69,13 +70,15 @@ std::string printable(std::string text) {
     return text;
 }
 
-RequestHandler::RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer)
-    : m_devices(devices), m_policy(policy), m_peer(std::move(peer)) {}
+RequestHandler::RequestHandler(ServedDevices& devices, const PolicyInForce& policy, Peer peer,
+                               const AuditContext& audit)
+    : m_devices(devices), m_policyInForce(policy), m_peer(std::move(peer)), m_audit(audit, m_peer) {}
 
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
         m_refusal = reason;
+        m_audit.recordProtocolError(reason);
         RYNVELD_TRACE_LIMITED(m_peer, outcome, reason, "Client ", m_peer.name, " was disconnected: ", reason, ".");
         return false;
     }
@@ -107,8 +110,22 @@ const char* RequestHandler::findProtocolError(const Request& request) const {
 
 Response RequestHandler::handle(const Request& request) {
     Response response;
-    const Refusal refusal = serve(request, response);
+    m_policy = m_policyInForce.get();
+    const Refusal refusal = m_audit.isOn() ? serveAudited(request, response) : serve(request, response);
     return refusal == nullptr ? response : refuse(request, refusal);
+}
+
+// Keeps the device open until the end of this function, because the request may release the device and its mutex.
+RequestHandler::Refusal RequestHandler::serveAudited(const Request& request, Response& response) {
+    const std::shared_ptr<ServedDevice> device = m_device;
+    const auto order = RequestAudit::keepOrder(request, device.get());
+    const Refusal refusal = m_audit.permits(request) ? serve(request, response) : noAudit;
+    return m_audit.record(request, response, refusal) || refusal != nullptr ? refusal : noAudit;
+}
+
+Response RequestHandler::recordAndRefuse(const Request& request, const char* reason) {
+    m_audit.record(request, {}, reason);
+    return refuse(request, reason);
 }
 
 Response RequestHandler::refuse(const Request& request, const char* reason) {
@@ -129,12 +146,15 @@ RequestHandler::Refusal RequestHandler::serve(const Request& request, Response& 
     if (!m_device || name != m_name) {
         return "the connection has not opened the device";
     }
+    if (!m_policy->serves(name)) {
+        return "the device is no longer served";
+    }
     return serveOpened(request, response);
 }
 
 RequestHandler::Refusal RequestHandler::serveOpened(const Request& request, Response& response) {
-    if (m_policy.readOnly && changesDevice(request.getType())) {
-        return "the server is read-only";
+    if (m_policy->isReadOnly(m_name) && changesDevice(request.getType())) {
+        return m_policy->readOnly ? "the server is read-only" : "the device is read-only";
     }
     switch (request.getType()) {
     case Type::Open:
@@ -242,6 +262,7 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
     if (bitmask != 0 && items != 1) {
         return "a masked write must have one value";
     }
+    m_audit.beforeWrite(*m_device, m_name, request, *m_policy);
     if (bitmask != 0) {
         return outcomeOf(registers.write(request.getAddress(), request.getValue(), bitmask));
     }
@@ -260,7 +281,7 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
 
 RequestHandler::Refusal RequestHandler::ioctl(const Request& request, Response& response) {
     const std::uint32_t command = request.getCommand();
-    if (m_policy.ioctls.count(command) == 0) {
+    if (m_policy->ioctls.count(command) == 0) {
         return "the ioctl command is not allowed";
     }
     const int result = m_device->device().ioctl(static_cast<int>(command), request.getValue());

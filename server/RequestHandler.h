@@ -11,7 +11,8 @@
 #include <memory>
 #include <string>
 
-#include "Policy.h"
+#include "PolicyInForce.h"
+#include "RequestAudit.h"
 #include "ServedDevices.h"
 #include "TraceLimit.h"
 
@@ -29,7 +30,7 @@ std::string printable(std::string text);
  */
 class RequestHandler {
 public:
-    RequestHandler(ServedDevices& devices, const Policy& policy, Peer peer);
+    RequestHandler(ServedDevices& devices, const PolicyInForce& policy, Peer peer, const AuditContext& audit = {});
 
     /**
      * Returns whether a client of the protocol can have sent the next record of the connection. If not, for instance
@@ -39,8 +40,8 @@ public:
     bool accepts(const Rynvel::Request& request);
     /** Carries out a request that accepts() has accepted, and returns the response. */
     Rynvel::Response handle(const Rynvel::Request& request);
-    /** Traces the reason and returns a response with Error. */
-    Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
+    /** Records and traces the reason, and returns a response with Error. */
+    Rynvel::Response recordAndRefuse(const Rynvel::Request& request, const char* reason);
 
     /** Returns the reason, a literal, for which accepts(), handle() or refuse() last refused something; null at first.
      */
@@ -60,6 +61,8 @@ private:
 
     const char* findProtocolError(const Rynvel::Request& request) const;
     Refusal outcomeOf(Common::AccessResult result) const;
+    Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
+    Refusal serveAudited(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serveOpened(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal open(const std::string& name);
@@ -74,8 +77,11 @@ private:
     bool changesDevice(Rynvel::RequestData::Type type) const;
 
     ServedDevices& m_devices;
-    const Policy& m_policy;
+    const PolicyInForce& m_policyInForce;
+    /** The policy for the present request. */
+    std::shared_ptr<const Policy> m_policy;
     const Peer m_peer;
+    RequestAudit m_audit;
     /** Whether the client has sent Open, which must be its first request. */
     bool m_hasSentOpen = false;
     const char* m_refusal = nullptr;

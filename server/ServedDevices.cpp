@@ -25,7 +25,7 @@ const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row) {
 }
 
 bool isServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
-    return servableType(row) != nullptr && (policy.devices.empty() || policy.devices.count(row.m_name) != 0);
+    return servableType(row) != nullptr && policy.serves(row.m_name);
 }
 
 std::size_t countServedDevices(const Policy& policy) {
@@ -34,11 +34,11 @@ std::size_t countServedDevices(const Policy& policy) {
         rows.begin(), rows.end(), [&](const Rynvel::MemoryDevice& row) { return isServed(policy, row); }));
 }
 
-ServedDevices::ServedDevices(const Policy& policy) : m_policy(policy) {}
+ServedDevices::ServedDevices(const PolicyInForce& policy) : m_policy(policy) {}
 
 std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& reason) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);
-    if (row == nullptr || (!m_policy.devices.empty() && m_policy.devices.count(name) == 0)) {
+    if (row == nullptr || !m_policy.get()->serves(name)) {
         reason = "the device is not served";
         return nullptr;
     }
@@ -87,7 +87,7 @@ std::shared_ptr<ServedDevice> ServedDevices::openSlot(Slot& slot, const Rynvel::
     slot.isOpen = true;
     device = std::shared_ptr<ServedDevice>(opened, opened->device.get());
     slot.device = device;
-    slot.simulated = m_policy.simulate ? device : nullptr;
+    slot.simulated = m_policy.get()->simulate ? device : nullptr;
     return device;
 }
 
@@ -113,8 +113,9 @@ void ServedDevices::writeMetricsTo(MetricText& text) {
 }
 
 void ServedDevices::writeMetric(MetricText& text, AtomicCount DeviceCounts::*counter, bool needsInterrupts) {
+    const auto policy = m_policy.get();
     for (const auto& row : Common::devices()) {
-        if (isServed(m_policy, row) && (!needsInterrupts || servableType(row)->hasInterrupts)) {
+        if (isServed(*policy, row) && (!needsInterrupts || servableType(row)->hasInterrupts)) {
             text.add({{"device", row.m_name}}, slotOf(row.m_name).counts.*counter);
         }
     }
@@ -127,8 +128,9 @@ std::unique_ptr<ServedDevice> ServedDevices::create(const Rynvel::MemoryDevice& 
         reason = "remote devices are not served";
         return nullptr;
     }
-    if (m_policy.simulate) {
-        auto simulation = simulate(row.m_name, *type, m_policy.descriptions.find(row.m_name));
+    const auto policy = m_policy.get();
+    if (policy->simulate) {
+        auto simulation = simulate(row.m_name, *type, policy->descriptions.find(row.m_name));
         return std::make_unique<ServedDevice>(std::move(simulation.device), *type, simulation.interrupt, counts);
     }
     auto opened = Common::openDevice(row);

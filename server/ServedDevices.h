@@ -16,7 +16,7 @@
 #include "DeviceCounts.h"
 #include "InterruptWaiter.h"
 #include "MetricText.h"
-#include "Policy.h"
+#include "PolicyInForce.h"
 #include "RegisterDevice.h"
 #include "SimulatedDevice.h"
 
@@ -38,8 +38,19 @@ public:
     InterruptWaiter& waiter() { return m_waiter; }
     SimulatedInterrupt* simulatedInterrupt() { return m_simulated; }
     DeviceCounts& counts() { return m_counts; }
+    const Common::DeviceTypeInfo& type() const { return m_type; }
+
+    /**
+     * While the server has an audit, locked during a write until its line is written. The lines of the writes are
+     * therefore in the order of the writes.
+     */
+    std::mutex& writeOrder() { return m_writeOrder; }
+    /** The same for requests that enable or disable the interrupt, which may wait for an interrupt. */
+    std::mutex& interruptOrder() { return m_interruptOrder; }
 
 private:
+    std::mutex m_writeOrder;
+    std::mutex m_interruptOrder;
     const std::unique_ptr<Common::RegisterDevice> m_registers;
     const Common::DeviceTypeInfo& m_type;
     SimulatedInterrupt* const m_simulated;
@@ -59,7 +70,7 @@ std::size_t countServedDevices(const Policy& policy);
 /** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:
-    explicit ServedDevices(const Policy& policy);
+    explicit ServedDevices(const PolicyInForce& policy);
 
     /**
      * Returns a device, and opens the device first if necessary. A device of this machine is closed when its
@@ -95,7 +106,7 @@ private:
     std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, DeviceCounts& counts, std::string& reason);
     void writeMetric(MetricText& text, AtomicCount DeviceCounts::*counter, bool needsInterrupts);
 
-    const Policy& m_policy;
+    const PolicyInForce& m_policy;
     std::mutex m_mutex;
     std::map<std::string, Slot> m_slots;
 };

@@ -9,6 +9,7 @@
 #include <exception>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -23,6 +24,7 @@
 #include "FaultGuard.h"
 #include "ServerTrace.h"
 #include "ServiceManager.h"
+#include "StandardError.h"
 #include "WakeUp.h"
 
 namespace Rynveld {
@@ -89,6 +91,14 @@ std::string hostOf(const Endpoint& endpoint, int socket) {
     return asio::ip::network_v6(address.to_v6(), subnet).canonical().to_string();
 }
 
+Peer peerOf(const Endpoint& endpoint, int socket, TraceLimit& limit) {
+    Peer peer{nameOf(endpoint, socket), hostOf(endpoint, socket), limit};
+    if (isLocal(endpoint)) {
+        peer.process = processAt(socket);
+    }
+    return peer;
+}
+
 /**
  * Sets the stack size of new threads to 1 MiB, so that hundreds of threads fit into a 32-bit address space. The thread
  * sanitizer makes stack frames large, and does not allow a smaller size.
@@ -103,14 +113,15 @@ void useSmallStacks() {
 }
 
 /**
- * Returns a descriptor that is readable when SIGTERM or SIGINT arrives. Blocks these signals for the threads that are
- * created later. The server therefore needs no signal handler, which may call only few functions.
+ * Returns a descriptor that is readable when SIGTERM, SIGINT or SIGHUP arrives. Blocks these signals for the threads
+ * that are created later. The server therefore needs no signal handler, which may call only few functions.
  */
-int terminationSignals() {
+int handledSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     if (descriptor == -1) {
@@ -121,19 +132,25 @@ int terminationSignals() {
 
 } // namespace
 
-Server::Server(const Options& options)
-    : m_options(options),
-      m_devices(options.policy),
-      m_signals(m_io, terminationSignals()),
+Server::Server(Options options)
+    : m_options(std::move(options)),
+      m_policy(m_options.policy),
+      m_devices(m_policy),
+      m_signals(m_io, handledSignals()),
       m_suppressedTimer(m_io),
-      m_exportedRegisters(options.exported, m_devices) {
+      m_watchdogTimer(m_io),
+      m_exportedRegisters(m_options.exported, m_devices) {
     std::signal(SIGPIPE, SIG_IGN);
-    // The server must continue when its terminal closes.
-    std::signal(SIGHUP, SIG_IGN);
+    // If the audit reaches the largest size of a file, writing it must fail.
+    std::signal(SIGXFSZ, SIG_IGN);
     Common::FaultGuard::install();
     installWakeUpHandler();
     useSmallStacks();
     listen();
+    m_audit = makeAudit(m_options.audit, [this] {
+        m_auditHasFailed = true;
+        asio::post(m_io, [this] { stop(); });
+    });
     startMetrics();
 }
 
@@ -209,11 +226,7 @@ std::string Server::metricsText() {
 }
 
 void Server::run() {
-    m_signals.async_wait(asio::posix::descriptor_base::wait_read, [this](const std::error_code& error) {
-        if (!error) {
-            stop();
-        }
-    });
+    waitForSignal();
     startInterruptTimers();
     scheduleSuppressedReport();
     for (auto& listener : m_listeners) {
@@ -222,8 +235,73 @@ void Server::run() {
     if (m_metricsServer) {
         m_metricsServer->start();
     }
+    scheduleWatchdog();
     notifyServiceManager("READY=1");
     m_io.run();
+    if (m_auditHasFailed) {
+        throw std::runtime_error(m_options.audit.target + ": the server has stopped because it cannot write the audit");
+    }
+}
+
+void Server::waitForSignal() {
+    m_signals.async_wait(asio::posix::descriptor_base::wait_read, [this](const std::error_code& error) {
+        if (!error && !m_stopped) {
+            handleSignal();
+        }
+    });
+}
+
+void Server::handleSignal() {
+    signalfd_siginfo signal{};
+    const bool isRead = ::read(m_signals.native_handle(), &signal, sizeof(signal)) == sizeof(signal);
+    if (isRead && signal.ssi_signo != SIGHUP) {
+        stop();
+        return;
+    }
+    if (isRead) {
+        reload();
+    }
+    waitForSignal();
+}
+
+void Server::reload() {
+    notifyServiceManager(reloadingState());
+    if (m_audit) {
+        m_audit->reopen();
+    }
+    if (!m_options.file.empty()) {
+        reloadOptions();
+    }
+    notifyServiceManager("READY=1");
+}
+
+void Server::reloadOptions() {
+    try {
+        m_options = reloadedOptions(m_options);
+        m_policy.replace(m_options.policy);
+        if (m_metricsServer) {
+            m_metricsServer->allow(m_options.allowed);
+        }
+        writeMessage(m_options.file + ": the new options are in force");
+    } catch (const std::exception& problem) {
+        writeMessage(problem.what() + std::string(" (the old options stay in force)"));
+    }
+}
+
+// The thread that accepts clients sends the message. If this thread is stuck, the service manager receives no message,
+// and restarts the server.
+void Server::scheduleWatchdog() {
+    const auto period = watchdogPeriod();
+    if (!period) {
+        return;
+    }
+    notifyServiceManager("WATCHDOG=1");
+    m_watchdogTimer.expires_after(*period / 2);
+    m_watchdogTimer.async_wait([this](const std::error_code& /*error*/) {
+        if (!m_stopped) {
+            scheduleWatchdog();
+        }
+    });
 }
 
 void Server::accept(Listener& listener) {
@@ -256,32 +334,31 @@ void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     });
 }
 
+void Server::turnAway(const Peer& peer, const char* cause, const std::string& reason) {
+    if (m_metrics) {
+        m_metrics->countRefusal(Metrics::Refused::Connection, cause);
+    }
+    if (m_audit) {
+        m_audit->record(clientOf(peer).add("operation", "connect").add("result", "error").add("reason", reason));
+    }
+    RYNVELD_TRACE_LIMITED(peer, failure, cause, "Client ", peer.name, " turned away: ", reason, ".");
+}
+
 void Server::admit(Socket socket, const Endpoint& endpoint) {
-    const Peer peer{nameOf(endpoint, socket.native_handle()), hostOf(endpoint, socket.native_handle()), m_traceLimit};
+    const Peer peer = peerOf(endpoint, socket.native_handle(), m_traceLimit);
     if (!isAllowed(endpoint)) {
-        countRefused("network");
-        RYNVELD_TRACE_LIMITED(peer, failure, "network", "Client ", peer.name,
-                              " turned away: its network is not allowed.");
+        turnAway(peer, "network", "its network is not allowed");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        countRefused("connections");
-        RYNVELD_TRACE_LIMITED(peer, failure, "connections", "Client ", peer.name,
-                              " turned away: the connection limit (", m_options.maxConnections, ") is reached.");
+        turnAway(peer, "connections",
+                 "the connection limit (" + std::to_string(m_options.maxConnections) + ") is reached");
     } else if (connectionsOf(peer.host) >= m_options.maxConnectionsPerHost) {
-        countRefused("connections of host");
-        RYNVELD_TRACE_LIMITED(peer, failure, "connections of host", "Client ", peer.name,
-                              " turned away: its host has reached the connection limit (",
-                              m_options.maxConnectionsPerHost, ").");
+        turnAway(peer, "connections of host",
+                 "its host has reached the connection limit (" + std::to_string(m_options.maxConnectionsPerHost) + ')');
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // The session reads the socket in its own thread. If the event loop waited for the socket, every record would
         // also wake up the thread of the event loop.
         serve(socket.release(), peer);
-    }
-}
-
-void Server::countRefused(const char* reason) {
-    if (m_metrics) {
-        m_metrics->countRefusal(Metrics::Refused::Connection, reason);
     }
 }
 
@@ -298,7 +375,8 @@ bool Server::isAllowed(const Endpoint& endpoint) const {
 void Server::serve(int descriptor, const Peer& peer) {
     const auto client = m_clients.emplace(m_clients.end());
     client->host = peer.host;
-    client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_options.policy, m_options.idleTimeout,
+    client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_policy, m_options.idleTimeout,
+                                                AuditContext{m_audit.get(), m_options.audit.withOldValues},
                                                 m_metrics ? &*m_metrics : nullptr);
     try {
         client->thread = std::thread([this, client] {
@@ -307,8 +385,7 @@ void Server::serve(int descriptor, const Peer& peer) {
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
-        countRefused("thread");
-        RYNVELD_TRACE_LIMITED(peer, failure, "thread", "Client ", peer.name, " turned away: ", error.what(), ".");
+        turnAway(peer, "thread", error.what());
         m_clients.erase(client);
     }
 }
@@ -384,6 +461,7 @@ void Server::stop() {
         interruptTimer.timer.cancel();
     }
     m_suppressedTimer.cancel();
+    m_watchdogTimer.cancel();
     for (const auto& client : m_clients) {
         client.session->stop();
     }

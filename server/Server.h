@@ -43,9 +43,9 @@ public:
      * Starts to listen. From then on, clients can connect.
      *
      * @throws std::system_error if the server cannot listen. The text names the address.
-     * @throws std::runtime_error as activationSockets() does.
+     * @throws std::runtime_error as activationSockets() and makeAudit() do.
      */
-    explicit Server(const Options& options);
+    explicit Server(Options options);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     ~Server();
@@ -58,6 +58,10 @@ public:
     /**
      * Serves clients until SIGTERM or SIGINT. The destructor then interrupts the device operations that are in
      * progress. The destructor waits for operations that cannot be interrupted, and traces them after a second.
+     *
+     * SIGHUP reads the file of the options and opens the file of the audit again.
+     *
+     * @throws std::runtime_error if the server has stopped because the audit cannot be written.
      */
     void run();
 
@@ -91,8 +95,13 @@ private:
     void listenOn(const std::vector<int>& sockets);
     void accept(Listener& listener);
     void retryAccept(Listener& listener, const std::error_code& reason);
+    void waitForSignal();
+    void handleSignal();
+    void reload();
+    void reloadOptions();
+    void scheduleWatchdog();
+    void turnAway(const Peer& peer, const char* cause, const std::string& reason);
     void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
-    void countRefused(const char* reason);
     std::size_t connectionsOf(const std::string& host) const;
     bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
     void serve(int descriptor, const Peer& peer);
@@ -111,16 +120,20 @@ private:
     void traceRunningClients() const;
 
     bool m_stopped = false;
-    const Options& m_options;
+    Options m_options;
+    PolicyInForce m_policy;
     ServedDevices m_devices;
     TraceLimit m_traceLimit;
     asio::io_context m_io;
+    std::atomic<bool> m_auditHasFailed{false};
+    std::unique_ptr<Audit> m_audit;
     std::list<Listener> m_listeners;
     /** The file of the local socket that the server has created. */
     std::optional<SocketFile> m_socketFile;
     asio::posix::stream_descriptor m_signals;
     std::list<InterruptTimer> m_interruptTimers;
     asio::steady_timer m_suppressedTimer;
+    asio::steady_timer m_watchdogTimer;
     /** None if the server has no metrics. The sessions count in this object, so it must outlive the sessions. */
     std::optional<Metrics> m_metrics;
     ExportedRegisters m_exportedRegisters;

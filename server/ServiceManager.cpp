@@ -2,7 +2,9 @@
 #include "ServiceManager.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -67,6 +69,14 @@ int parseSocketCount(const std::string& text) {
     return static_cast<int>(*count);
 }
 
+/** Returns a decimal number above 0; empty for any other text. */
+std::optional<std::uint64_t> parsePositive(const std::string& text) {
+    constexpr std::size_t mostDigits = 18;
+    const bool isNumber = !text.empty() && text.size() <= mostDigits &&
+                          text.find_first_not_of("0123456789") == std::string::npos && std::stoull(text) > 0;
+    return isNumber ? std::optional<std::uint64_t>(std::stoull(text)) : std::nullopt;
+}
+
 } // namespace
 
 std::vector<int> activationSockets() {
@@ -97,6 +107,24 @@ void notifyServiceManager(const std::string& state) {
         ::sendto(socket.number(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                  reinterpret_cast<const sockaddr*>(&address), length);
     }
+}
+
+// sd_notify(3) asks for the time of the monotonic clock, which orders the message and the signal.
+std::string reloadingState() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    constexpr std::int64_t perSecond = 1000000;
+    const std::int64_t microseconds = std::int64_t{now.tv_sec} * perSecond + now.tv_nsec / 1000;
+    return "RELOADING=1\nMONOTONIC_USEC=" + std::to_string(microseconds);
+}
+
+std::optional<std::chrono::microseconds> watchdogPeriod() {
+    const std::string process = environment("WATCHDOG_PID");
+    const auto period = parsePositive(environment("WATCHDOG_USEC"));
+    if (!period || (!process.empty() && process != std::to_string(::getpid()))) {
+        return std::nullopt;
+    }
+    return std::chrono::microseconds(*period);
 }
 
 } // namespace Rynveld

@@ -6,6 +6,8 @@
 #ifndef RYNVELD_SERVICEMANAGER_H
 #define RYNVELD_SERVICEMANAGER_H
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,14 @@ std::vector<int> activationSockets();
 
 /** Sends a state such as "READY=1" to the service manager. Does nothing if there is no service manager. */
 void notifyServiceManager(const std::string& state);
+
+/** Returns the state that announces that the service reads its options again. READY=1 must follow. */
+std::string reloadingState();
+
+/**
+ * Returns the time within which the service manager expects WATCHDOG=1 from this process; empty if it expects none.
+ */
+std::optional<std::chrono::microseconds> watchdogPeriod();
 
 } // namespace Rynveld
 

@@ -5,14 +5,14 @@
 
 namespace Rynveld {
 
-Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const Policy& policy,
-                 std::chrono::milliseconds idleTimeout, Metrics* metrics)
+Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const PolicyInForce& policy,
+                 std::chrono::milliseconds idleTimeout, const AuditContext& audit, Metrics* metrics)
     : m_socket(descriptor),
       m_peer(peer),
       m_idleTimeout(idleTimeout),
-      m_handler(devices, policy, peer),
+      m_handler(devices, policy, peer, audit),
       m_metrics(metrics),
-      m_faults(policy.faults) {
+      m_faults(policy.get()->faults) {
     m_socket.setIdleTimeout(m_idleTimeout);
 }
 
@@ -55,10 +55,11 @@ bool Session::answer(const Rynvel::Request& request) {
     if (faults.disconnects) {
         return false;
     }
-    Rynvel::Response response = faults.fails ? m_handler.refuse(request, "a fault is simulated") : handle(request);
+    Rynvel::Response response =
+        faults.fails ? m_handler.recordAndRefuse(request, "a fault is simulated") : handle(request);
     const bool waits = request.getType() == Rynvel::RequestData::Type::WaitForInterrupt;
     if (waits && response.isSuccessful() && !arm()) {
-        response = m_handler.refuse(request, "the system has no threads or descriptors left");
+        response = m_handler.recordAndRefuse(request, "the system has no threads or descriptors left");
     }
     countAnswer(request, response);
     if (!send(response, faults)) {

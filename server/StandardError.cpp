@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "StandardError.h"
 
+#include <iostream>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,5 +41,7 @@ void makeStandardErrorNonBlocking() {
         setNonBlocking();
     }
 }
+
+void writeMessage(const std::string& text) { std::cerr << "rynveld: " + text + '\n' << std::flush; }
 
 } // namespace Rynveld

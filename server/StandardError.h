@@ -1,10 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The mode of standard error.
+ * The mode of standard error, and messages on it.
  */
 #ifndef RYNVELD_STANDARDERROR_H
 #define RYNVELD_STANDARDERROR_H
+
+#include <string>
 
 namespace Rynveld {
 
@@ -14,6 +16,10 @@ namespace Rynveld {
  * change affects only this process if the terminal or pipe can be opened again.
  */
 void makeStandardErrorNonBlocking();
+
+/** Writes a line to standard error, after the name of the program. The line does not mix with lines of other threads.
+ */
+void writeMessage(const std::string& text);
 
 } // namespace Rynveld
 

@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include <sys/socket.h>
+
 namespace Rynveld {
 
 /**
@@ -78,6 +80,8 @@ struct Peer {
     /** The host of the client, for example "10.0.0.7". */
     std::string host;
     TraceLimit& limit;
+    /** The process of a client of a local socket. */
+    std::optional<ucred> process = std::nullopt;
 };
 
 } // namespace Rynveld

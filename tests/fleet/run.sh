@@ -12,7 +12,7 @@ suite=fleet
 trap '{ kill $(jobs -p); wait; } 2>/dev/null; rm -rf "$work"' EXIT
 unset RYNVEL_MAPS RYNVELCTL_REMOTE ZILTRACE
 nodes=50
-programs="$rynvel_cache/prometheus/usr/bin"
+programs="$unpacked_root/usr/bin"
 
 # Waits until a command succeeds. Fails after a minute.
 await() {
@@ -23,15 +23,6 @@ await() {
     done
     cat "$work/awaited"
     return 1
-}
-
-# Unpacks Prometheus into the cache. An installation would start the service of the package.
-fetch_prometheus() {
-    local folder="$rynvel_cache/prometheus.new"
-    [ ! -x "$programs/prometheus" ] || return 0
-    rm -rf "$folder" && mkdir -p "$folder" && as_root apt-get update &&
-        (cd "$folder" && apt-get download prometheus && dpkg-deb -x prometheus_*.deb . && rm prometheus_*.deb) &&
-        rm -rf "$rynvel_cache/prometheus" && mv "$folder" "$rynvel_cache/prometheus"
 }
 
 address_of() { echo "127.0.1.$1"; }
@@ -67,7 +58,11 @@ write_registers() {
     done
 }
 
-metrics_are_clean() { metrics_of 1 >"$work/metrics" && "$programs/promtool" check metrics <"$work/metrics" 2>&1 | tee "$work/lint" && [ ! -s "$work/lint" ]; }
+# promtool succeeds even if it has remarks.
+metrics_are_clean() {
+    metrics_of 1 >"$work/metrics" && "$programs/promtool" check metrics <"$work/metrics" >"$work/remarks" 2>&1 &&
+        [ ! -s "$work/remarks" ] || { cat "$work/remarks"; return 1; }
+}
 
 # Makes the files of docs/fleet/ fit the test: shorter times, and the addresses of the simulated nodes.
 write_configuration() {
@@ -143,7 +138,7 @@ queries_are_valid() {
 }
 
 declare -a pids ports metrics
-check 'Prometheus is unpacked' fetch_prometheus
+check 'Prometheus and promtool are unpacked' test -x "$programs/prometheus" -a -x "$programs/promtool"
 check "$nodes simulated nodes run" start_nodes
 check 'the registers of the nodes have different values' write_registers
 check 'promtool finds nothing wrong with the metrics' metrics_are_clean

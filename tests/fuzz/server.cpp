@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <ZilTraceControl.h>
 
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "Audit.h"
+#include "AuditSink.h"
 #include "Record.h"
 #include "RequestHandler.h"
 
@@ -31,6 +37,29 @@ public:
     }
 };
 
+/** A sink for the audit of the server, which checks that no client can begin a line or end a text. */
+class AuditLines : public Rynveld::AuditSink {
+public:
+    std::string name() const override { return "audit"; }
+
+    int write(const std::string& line) override {
+        require(line.size() > 1 && line.back() == '\n', "a line of the audit has a line end");
+        bool isInText = false;
+        for (std::size_t i = 0; i + 1 < line.size(); ++i) {
+            require(line[i] >= ' ' && line[i] <= '~', "a line of the audit has plain characters");
+            isInText = isInText != (line[i] == '"');
+            i += line[i] == '\\' ? 1 : 0;
+        }
+        require(!isInText && line.substr(line.size() - 3) == "\"}\n", "a line of the audit is a whole object");
+        return 0;
+    }
+};
+
+Rynveld::AuditContext audit() {
+    static Rynveld::Audit audit(std::make_unique<AuditLines>(), Rynveld::Audit::OnError::RefuseWrites, [] {});
+    return {&audit, true};
+}
+
 bool isRead(Type type) { return type >= Type::Read8 && type <= Type::Read32; }
 
 /** Returns the number of values in a successful response to the request. */
@@ -44,8 +73,8 @@ std::uint32_t valuesOf(const Request& request) {
 /** A connection whose answers must follow the protocol. The expected answers depend on the records alone. */
 class Connection {
 public:
-    explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy)
-        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}) {}
+    explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy)
+        : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}, audit()) {}
 
     /** Sends a record. Returns false if the server closes the connection. */
     bool exchange(const Record& record) {
@@ -135,7 +164,7 @@ Rynveld::Policy simulated() {
 }
 
 /** Sends the records of the input over a new connection, until the server closes the connection. */
-void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, const std::uint8_t* input,
+void converse(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy, const std::uint8_t* input,
               std::size_t inputSize) {
     Connection connection(devices, policy);
     for (std::size_t at = 0; at < inputSize; at += size) {
@@ -146,7 +175,7 @@ void converse(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy, co
 }
 
 /** Requires all registers of traf.top, the device of the HTTP inputs in the corpus, to be zero. */
-void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& policy) {
+void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy) {
     Rynveld::TraceLimit limit;
     Rynveld::RequestHandler beside(devices, policy, {"127.0.0.1:1", "127.0.0.1", limit});
     require(beside.accepts(Request(Type::Open, "traf.top")), "an Open is accepted");
@@ -163,7 +192,7 @@ void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::Policy& po
 }
 
 /** Sends the input after the first letters of an HTTP request, and requires that no register changes. */
-void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::Policy& policy) {
+void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::PolicyInForce& policy) {
     Rynveld::ServedDevices devices(policy);
     for (const std::string method : {"POST", "PUT ", "GET ", "OPTI"}) {
         std::vector<std::uint8_t> bytes(method.begin(), method.end());
@@ -177,7 +206,7 @@ void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynvel
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inputSize) {
     static Traces traces;
-    static const Rynveld::Policy policy = simulated();
+    static const Rynveld::PolicyInForce policy(simulated());
     Rynveld::ServedDevices devices(policy);
     converse(devices, policy, input, inputSize);
     postOverHttp(input, inputSize, policy);

@@ -297,6 +297,16 @@ unit_limits_the_server() {
             /dev/idt /dev/tomkar_i2c char-i2c char-spi char-uio)
 }
 
+# Succeeds if systemd watches the server, reloads it with SIGHUP, restarts it unless its command line is wrong, and makes
+# its folders.
+unit_supervises_the_server() {
+    local setting
+    for setting in WatchdogSec=30s Restart=on-failure RestartSec=2s RestartPreventExitStatus=2 \
+        'ExecReload=/bin/kill -HUP $MAINPID' RuntimeDirectory=rynveld LogsDirectory=rynveld; do
+        grep -qxF -- "$setting" "$units/rynveld.service" || { echo "missing: $setting"; return 1; }
+    done
+}
+
 # Prints the udev rules that give access to the devices that the installed program lists.
 rules_of_listed_devices() {
     run_consumer "$stage/bin/rynvelctl" list | awk 'NR > 1 {
@@ -360,6 +370,7 @@ check 'the manual pages are installed and well formed' has_manual_pages
 check 'completion for bash offers commands, options and device names' completes_commands_options_and_device_names
 check 'the units of the register server are valid' units_are_valid
 check 'the unit limits the register server to its devices' unit_limits_the_server
+check 'the unit supervises the register server' unit_supervises_the_server
 check 'each device of the table has a udev rule' has_udev_rules_for_the_devices
 check 'the group of the devices and the user of the register server can be made' has_accounts
 check 'the unit starts the server in the prefix of the installation' unit_starts_what_is_installed

@@ -204,7 +204,8 @@ misses_a_package_of_the_target_until_it_is_unpacked() {
     local target_root="$work/target"
     [ "$(missing_packages bash one:armhf two:armhf)" = $'one:armhf\ntwo:armhf' ] || return
     mkdir -p "$target_root/packages" && : >"$target_root/packages/one:armhf"
-    [ "$(missing_packages bash one:armhf two:armhf)" = two:armhf ]
+    [ "$(missing_packages bash one:armhf two:armhf)" = two:armhf ] &&
+        [ "$(missing_packages one:armhf one:unpacked)" = one:unpacked ]
 }
 
 refuses_unknown_arguments() {

@@ -77,7 +77,8 @@ protected:
 
     const TemporaryWorkingFolder m_folder;
     Policy m_policy;
-    Rynveld::ServedDevices m_devices{m_policy};
+    const Rynveld::PolicyInForce m_policyInForce{m_policy};
+    Rynveld::ServedDevices m_devices{m_policyInForce};
     std::unique_ptr<ExportedRegisters> m_exported;
     ExportedRegisters::Time m_now{24h};
 };
@@ -170,8 +171,8 @@ TEST_F(ExportedRegistersTest, AreRefusedWithTheNearestNames) {
               "--export: seek.16: 'STATUS.LOK' is not a name in maps/seek_16.svd (did you mean 'STATUS.LOCK'?)");
     EXPECT_EQ(problemOf("seek.16.nothing like it"), "--export: seek.16: 'nothing like it' is not a name in "
                                                     "maps/seek_16.svd ('rynvelctl describe seek.16' shows the names)");
-    EXPECT_EQ(problemOf("mising.STATUS"),
-              "--export: 'mising.STATUS' does not begin with the name of a device and a dot "
+    EXPECT_EQ(problemOf("mxssing.STATUS"),
+              "--export: 'mxssing.STATUS' does not begin with the name of a device and a dot "
               "(did you mean 'missing'?)");
     EXPECT_EQ(problemOf("STATUS"), "--export: 'STATUS' does not begin with the name of a device and a dot "
                                    "('rynvelctl list' shows all names)");

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include <netinet/in.h>
 #include <sched.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -22,9 +23,11 @@
 #include <gtest/gtest.h>
 
 #include "BecomesTrue.h"
+#include "HttpRequest.h"
 #include "MessageBytes.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
+#include "SoakAudit.h"
 #include "TemporaryWorkingFolder.h"
 
 // Tests the server with clients that violate the protocol, and with many clients that follow it.
@@ -491,12 +494,22 @@ void expectTracesOfASoak(const std::string& text) {
     EXPECT_LE(hungUp, periods * causes * linesPerPeriod);
 }
 
+/** Returns the port of a client in the names that the server gives its clients. */
+std::uint16_t ownPort(const RecordClient& client) {
+    sockaddr_in address{};
+    socklen_t size = sizeof(address);
+    EXPECT_EQ(::getsockname(client.socket(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+    return ntohs(address.sin_port);
+}
+
 TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
     RynveldProcess::Launch launch;
     launch.traces = "*=3";
-    RynveldProcess server(
-        {"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s", "--max-connections-per-host", "256"},
-        launch);
+    const TemporaryWorkingFolder folder;
+    RynveldProcess server({"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s",
+                           "--max-connections-per-host", "256", "--audit", "audit", "--audit-old", "--metrics", "0"},
+                          launch);
+    SoakAudit audit("audit", name);
     useEveryDevice(server);
     const std::size_t descriptors = descriptorsAtRest(server);
     std::atomic<std::uint32_t> served{0};
@@ -505,12 +518,15 @@ TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
     Clock::duration longest{};
     {
         Soak soak(server);
-        soak.start(4, [&](RecordClient& client, Noise& /*noise*/) {
+        soak.start(4, [&](RecordClient& client, Noise& noise) {
             const std::uint32_t address = 2 * (nextAddress++ % 400);
+            const std::uint16_t port = ownPort(client);
             client.open(name);
             for (std::uint32_t i = 0; soak.isOn() && i < 1000000; ++i) {
                 const auto begin = Clock::now();
                 EXPECT_TRUE(client.succeeds(writeOf(name, address, {i, ~i})));
+                audit.saw(port);
+                EXPECT_TRUE(client.succeeds(writeOf(name, SoakAudit::sharedAddress, {noise.word()})));
                 EXPECT_EQ(client.values(readOf(name, address, 2)), (Values{i, ~i}));
                 ++served;
                 const auto taken = Clock::now() - begin;
@@ -523,13 +539,21 @@ TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
         soak.start(6, sendRandomBytes);
         soak.start(6, pauseInTheMiddleOfARequest);
         soak.start(6, takeNoAnswers);
+        while (soak.isOn()) {
+            audit.rotate(server);
+            EXPECT_GT(sampleOf(metricsOf(server.metricsPort()), "rynveld_accepted_connections_total"), 0U);
+            std::this_thread::sleep_for(100ms);
+        }
     }
     std::cout << served << " exchanges of 4 clients in " << Soak::time().count() << " s beside 28 others, the longest "
               << std::chrono::duration<double>(longest).count() << " s" << std::endl;
     EXPECT_LT(longest, 10s);
+    EXPECT_GE(sampleOf(metricsOf(server.metricsPort()), "rynveld_requests_total{type=\"write32\",result=\"success\"}"),
+              2 * served);
     expectService(server);
     expectNoMoreDescriptors(server, descriptors);
     expectTracesOfASoak(server.endWithText());
+    audit.expectAllWrites();
 }
 
 } // namespace

@@ -39,7 +39,7 @@ protected:
         explicit Served(MetricsTest& test)
             : m_client(RecordClient::on(m_pair.releaseClient())),
               m_session(m_pair.releaseServer(), {"a client", "its host", test.m_limit}, test.m_devices, test.m_policy,
-                        0ms, &test.m_metrics),
+                        0ms, {}, &test.m_metrics),
               m_thread([this] { m_session.run(); }) {}
         Served(const Served&) = delete;
         Served& operator=(const Served&) = delete;
@@ -75,7 +75,7 @@ protected:
         return policy;
     }
 
-    const Rynveld::Policy m_policy = simulated();
+    const Rynveld::PolicyInForce m_policy{simulated()};
     Rynveld::TraceLimit m_limit;
     Rynveld::ServedDevices m_devices{m_policy};
     Metrics m_metrics;

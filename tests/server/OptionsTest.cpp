@@ -279,7 +279,7 @@ TEST_F(OptionsWithMaps, DescribeADeviceByTheFirstMap) {
 
 TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));
-    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate or --export");
+    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate, --audit-old or --export");
 }
 
 TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {

@@ -17,6 +17,7 @@ namespace {
 
 using Rynvel::ByteOrder;
 using Rynveld::Policy;
+using Rynveld::PolicyInForce;
 using Rynveld::ServedDevices;
 
 /** Returns a request with any words at any offsets. The setters of Request cannot make all of these requests. */
@@ -49,7 +50,7 @@ Policy simulated() {
 /** A connection to a server in this process. */
 class Connection {
 public:
-    Connection(ServedDevices& devices, const Policy& policy)
+    Connection(ServedDevices& devices, const PolicyInForce& policy)
         : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", *m_limit}) {}
 
     bool accepts(const Request& request) { return m_handler.accepts(request); }
@@ -86,7 +87,7 @@ public:
     }
 
 private:
-    const Policy m_policy;
+    const PolicyInForce m_policy;
     ServedDevices m_devices;
 };
 

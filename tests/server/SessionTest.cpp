@@ -69,7 +69,7 @@ public:
 
 private:
     SocketPair m_pair{SOCK_SEQPACKET};
-    const Policy m_policy;
+    const Rynveld::PolicyInForce m_policy;
     Rynveld::ServedDevices m_devices;
     Rynveld::TraceLimit m_limit;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());

@@ -50,6 +50,12 @@ inline bool hasSample(const std::string& metrics, const std::string& sample) {
     return ('\n' + metrics).find('\n' + sample + '\n') != std::string::npos;
 }
 
+/** Returns the value of a sample; 0 if the text does not contain the sample. */
+inline std::uint64_t sampleOf(const std::string& metrics, const std::string& sample) {
+    const auto found = ('\n' + metrics).find('\n' + sample + ' ');
+    return found == std::string::npos ? 0 : std::stoull(metrics.substr(found + sample.size() + 1));
+}
+
 } // namespace RynvelTest
 
 #endif

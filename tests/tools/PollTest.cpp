@@ -303,13 +303,13 @@ TEST_F(Poll, ReadsEveryTenMillisecondsByDefault) {
 
 TEST_F(RemotePoll, ShowsTheLastValueWhenTheServerFallsSilent) {
     m_peer.script({success(), success({0x20}), silence()});
-    expectEnding(run("0 1 --interval 1ms --timeout 200ms"), 4, "remote 0x00000000 = 0x00000020\n",
-                 m_peer.address() + ": timed out after 200 ms (register 0x00000000 is not 1)");
+    expectEnding(run("0 1 --interval 1ms --timeout 500ms"), 4, "remote 0x00000000 = 0x00000020\n",
+                 m_peer.address() + ": timed out after 500 ms (register 0x00000000 is not 1)");
 }
 
 TEST_F(RemotePoll, ShowsNoValueWhenTheServerNeverAnswers) {
     m_peer.script({success(), silence()});
-    expectEnding(run("0 1 --timeout 50ms"), 4, "", m_peer.address() + ": timed out after 50 ms");
+    expectEnding(run("0 1 --timeout 500ms"), 4, "", m_peer.address() + ": timed out after 500 ms");
 }
 
 TEST_F(RemotePoll, EndsWhenTheServerRefusesARead) {

@@ -14,6 +14,14 @@ namespace RynvelTest {
 
 namespace {
 
+// GoogleTest runs the first of as many parts of the tests as RYNVEL_TOOL_TEST_SHARDS says. The other test programs take
+// no notice of this variable.
+const bool shardsAreSet = [] {
+    const char* const shards = std::getenv("RYNVEL_TOOL_TEST_SHARDS");
+    return shards != nullptr && setenv("GTEST_TOTAL_SHARDS", shards, 1) == 0 &&
+           setenv("GTEST_SHARD_INDEX", "0", 1) == 0;
+}();
+
 const std::string timePattern = "0000-00-00T00:00:00.000000Z";
 
 bool isTime(std::string text) {

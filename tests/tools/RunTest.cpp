@@ -467,8 +467,8 @@ TEST_F(CommandFiles, SleepBetweenCommands) {
     expectEnding(run("read file8 0\nsleep 150ms\nread file8 1\n"), 0,
                  "file8 0x00000000 = 0x00\nfile8 0x00000001 = 0x00\n");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
-    expectEnding(run("sleep 1m\nread file8 1\n", "--timeout 100ms --keep-going"), 4, "",
-                 "script:1: sleep: timed out after 100 ms");
+    expectEnding(run("sleep 1m\nread file8 1\n", "--timeout 500ms --keep-going"), 4, "",
+                 "script:1: sleep: timed out after 500 ms");
     expectEnding(run("sleep soon\n"), 2, "",
                  "script:1: sleep: 'soon' is not a time (a number with the unit ms, s, m or h, in whole "
                  "milliseconds, at most one day)");
@@ -483,17 +483,17 @@ TEST_F(CommandFiles, AreReadNoLongerThanTheTimeout) {
 TEST_F(CommandFiles, RunNoLongerThanTheTimeoutEvenIfNoLineWaits) {
     m_folder.store("big.svd",
                    mapOfPeripherals(peripheralOf(
-                       "map32", "", registerAt("R%s", "0", "<dim>1000</dim><dimIncrement>4</dimIncrement>"))));
+                       "map32", "", registerAt("R%s", "0", "<dim>10000</dim><dimIncrement>4</dimIncrement>"))));
     std::string commands = "read missing 0\n";
-    for (int i = 0; i < 150; ++i) {
+    for (int i = 0; i < 300; ++i) {
         commands += "maps check big.svd\n";
     }
-    const std::string notRun = R"(:\d+: timed out after 50 ms \(this line and the lines after it were not run\)\n)";
-    const Ending ending = runInput(commands, "--quiet --timeout 50ms --keep-going");
+    const std::string notRun = R"(:\d+: timed out after 500 ms \(this line and the lines after it were not run\)\n)";
+    const Ending ending = runInput(commands, "--quiet --timeout 500ms --keep-going");
     EXPECT_EQ(ending.status, 3);
     EXPECT_TRUE(std::regex_match(ending.error, std::regex("rynvelctl: -:1: missing: [^\n]*\nrynvelctl: -" + notRun)))
         << ending.error;
-    const Ending other = run(commands.substr(commands.find('\n') + 1), "--quiet --timeout 50ms");
+    const Ending other = run(commands.substr(commands.find('\n') + 1), "--quiet --timeout 500ms");
     EXPECT_EQ(other.status, 4);
     EXPECT_TRUE(std::regex_match(other.error, std::regex("rynvelctl: script" + notRun))) << other.error;
 }

@@ -6,6 +6,7 @@
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "$1" && pwd) || exit
+. "$root/scripts/common.sh"
 . "$root/scripts/checks.sh"
 suite=tunnels
 trap '{ kill $(jobs -p); wait; } 2>/dev/null; rm -rf "$work"' EXIT
@@ -72,6 +73,20 @@ ssh_with_key() {
 
 user=$(id -un)
 
+# Writes the accounts of this machine, with the user of sshd, which only an installation of sshd makes.
+make_accounts() {
+    { grep -v '^sshd:' /etc/passwd && echo 'sshd:x:65534:65534::/run/sshd:/usr/sbin/nologin'; } >"$work/passwd"
+}
+
+# Becomes sshd. If root runs it, sshd needs its user and the folder /run/sshd. sshd alone sees both, so that nothing of
+# this machine changes.
+run_sshd() {
+    local program="$unpacked_root/usr/sbin/sshd"
+    [ "$(id -u)" = 0 ] || exec "$program" "$@"
+    exec unshare --mount sh -c 'mount --bind "$0" /etc/passwd && mount -t tmpfs run /run && mkdir -m 755 /run/sshd &&
+        exec "$@"' "$work/passwd" "$program" "$@"
+}
+
 # Permits only the key `operator`. A client with the address 127.0.0.2 may also connect to local sockets, other clients
 # only to the register server. sshd permits local sockets only if it permits all ports.
 start_sshd() {
@@ -97,9 +112,8 @@ start_sshd() {
 	    AllowStreamLocalForwarding local
 	    PermitOpen any
 	END
-    # sshd needs this folder if root runs it. The folder exists once the service of ssh has run.
-    [ "$(id -u)" != 0 ] || mkdir -p /run/sshd || return
-    listen "$work/sshd" 'Server listening on 127.0.0.1' /usr/sbin/sshd -D -e -f "$work/sshd_config" \
+    [ "$(id -u)" != 0 ] || make_accounts || return
+    listen "$work/sshd" 'Server listening on 127.0.0.1' run_sshd -D -e -f "$work/sshd_config" \
         -o ListenAddress=127.0.0.1:PORT && ssh_port=$port &&
         printf '[127.0.0.1]:%s %s\n' "$ssh_port" "$(cat "$work/host.pub")" >"$work/known_hosts"
 }
@@ -178,7 +192,7 @@ start_stunnel() {
         printf '%s\n' 'foreground = yes' 'pid =' 'debug = info' '[rynveld]' "accept = 127.0.0.1:$port" "$@" \
             >"$work/$name.conf"
         rm -f "$work/$name"
-        stunnel "$work/$name.conf" >"$work/$name" 2>&1 &
+        "$unpacked_root/usr/bin/stunnel" "$work/$name.conf" >"$work/$name" 2>&1 &
         started=$!
         ! await "$work/$name" 'Configuration successful' $started || return 0
         { kill $started && wait $started; } 2>/dev/null

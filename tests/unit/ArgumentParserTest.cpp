@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ArgumentParser.h"
 
+#include <algorithm>
+#include <iterator>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -252,6 +254,24 @@ protected:
     std::string m_argument;
     std::string m_selected;
 };
+
+TEST(ArgumentParser, LetsAnOptionOmitItsValue) {
+    std::vector<std::string> values;
+    ArgumentParser parser("program", "what it is for", [](const std::string& /*command*/) { return ""; });
+    parser.program().addOption("--only", "[=NAME]", values, "all, or one").mayOmitValue();
+    const auto parse = [&](const Words& words) {
+        values.clear();
+        std::vector<const char*> pointers = {"program"};
+        std::transform(words.begin(), words.end(), std::back_inserter(pointers),
+                       [](const std::string& word) { return word.c_str(); });
+        return parser.parse(static_cast<int>(pointers.size()), pointers.data()).kind;
+    };
+    EXPECT_EQ(parse({"--only"}), ParseResult::Kind::Parsed);
+    EXPECT_EQ(values, Words{""});
+    EXPECT_EQ(parse({"--only=a", "--only", "--only=b"}), ParseResult::Kind::Parsed);
+    EXPECT_EQ(values, (Words{"a", "", "b"}));
+    EXPECT_EQ(parse({"--only", "a"}), ParseResult::Kind::Invalid);
+}
 
 TEST_F(ParsersOfOneCommandLine, HaveAllCommandsAndTheOptionsOfThoseThatTheCommandLineNames) {
     EXPECT_EQ(parse({"first", "--flag", "word"}).kind, ParseResult::Kind::Parsed);

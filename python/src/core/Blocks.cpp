@@ -68,15 +68,20 @@ void addBlockType(PyObject* module) {
     blockType = reinterpret_cast<PyTypeObject*>(type);
 }
 
-PyObject* newBlock(std::size_t items, unsigned int width, bool isBigEndian) {
+PyObject* newBlock(std::uint64_t items, unsigned int width, bool isBigEndian) {
+    const Py_ssize_t itemSize = static_cast<Py_ssize_t>(width / 8);
+    if (items > static_cast<std::uint64_t>(PY_SSIZE_T_MAX / itemSize)) {
+        PyErr_NoMemory();
+        throw PythonError();
+    }
     Block* const block = PyObject_New(Block, blockType);
     if (block == nullptr) {
         throw PythonError();
     }
     block->items = static_cast<Py_ssize_t>(items);
-    block->itemSize = width / 8;
+    block->itemSize = itemSize;
     block->isBigEndian = isBigEndian;
-    block->memory = PyMem_Calloc(items == 0 ? 1 : items, width / 8);
+    block->memory = PyMem_Calloc(items == 0 ? 1 : static_cast<std::size_t>(items), width / 8);
     if (block->memory == nullptr) {
         Py_DECREF(block);
         PyErr_NoMemory();

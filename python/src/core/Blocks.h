@@ -6,7 +6,7 @@
 #ifndef RYNVEL_PYTHON_BLOCKS_H
 #define RYNVEL_PYTHON_BLOCKS_H
 
-#include <cstddef>
+#include <cstdint>
 
 #include <Python.h>
 
@@ -21,7 +21,7 @@ void addBlockType(PyObject* module);
  * @param isBigEndian whether the format of the buffer says that the items have network byte order.
  * @throws PythonError
  */
-PyObject* newBlock(std::size_t items, unsigned int width, bool isBigEndian);
+PyObject* newBlock(std::uint64_t items, unsigned int width, bool isBigEndian);
 
 /** Returns the memory of a block. */
 void* memoryOf(PyObject* block);

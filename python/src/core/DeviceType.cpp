@@ -63,13 +63,16 @@ const std::shared_ptr<OpenDevice>& usable(const DeviceState& state) {
 PyObject* none() { return Py_NewRef(Py_None); }
 
 /**
- * Calls an operation with the open device. Releases the interpreter lock for a device that may block. For a load or a
- * store, releasing the lock would take longer than the operation.
+ * Calls an operation on some registers of the open device. Releases the interpreter lock for a device that may block,
+ * and for many registers. For a few loads or stores, releasing the lock would take longer than the operation.
  */
 template <typename Operation>
-void operate(const DeviceState& state, const Operation& operation) {
+void operate(const DeviceState& state, std::uint64_t items, const Operation& operation) {
+    // With an access time of 1 microsecond, a burst of so many registers takes less time than a thread has before the
+    // interpreter switches to the next one.
+    constexpr std::uint64_t fewItems = 1024;
     const auto& device = usable(state);
-    if (!device->mayBlock()) {
+    if (!device->mayBlock() && items <= fewItems) {
         operation(*device);
         return;
     }
@@ -78,9 +81,12 @@ void operate(const DeviceState& state, const Operation& operation) {
     unlocked([&] { operation(*kept); });
 }
 
-/** Returns whether a call is a byte address alone, as a small integer, and stores the address in the device's unit. */
-bool isPlainAddress(const DeviceProperties& device, PyObject* argument, std::uint32_t& address) {
-    if (!PyLong_CheckExact(argument)) {
+/**
+ * Returns whether an argument is the byte address of `items` registers, as a small integer, and stores the address in
+ * the device's unit. If the result is false, parseAddress() finds the address or the error.
+ */
+bool isPlainAddress(const DeviceProperties& device, PyObject* argument, std::uint64_t items, std::uint32_t& address) {
+    if (argument == nullptr || !PyLong_CheckExact(argument)) {
         return false;
     }
     int overflow = 0;
@@ -92,21 +98,21 @@ bool isPlainAddress(const DeviceProperties& device, PyObject* argument, std::uin
     }
     const unsigned long index = number / bytes;
     address = static_cast<std::uint32_t>(index * device.type.addressStride);
-    return index < device.registers;
+    return index < device.registers && items <= device.registers - index;
 }
 
 PyObject* readRegister(PyObject* self, PyObject* const* arguments, Py_ssize_t count, PyObject* names) {
     return guarded([&] {
         DeviceState& state = stateOf(self);
         std::uint32_t address = 0;
-        if (count != 1 || names != nullptr || !isPlainAddress(state.properties, arguments[0], address)) {
+        if (count != 1 || names != nullptr || !isPlainAddress(state.properties, arguments[0], 1, address)) {
             static constexpr std::array<const char*, 2> parameters{"address", "index"};
             std::array<PyObject*, parameters.size()> values{};
             assignArguments("read", {arguments, count, names}, parameters.data(), values.data(), values.size(), 1);
             address = parseAddress(state.properties, values[0], values[1]);
         }
         std::uint32_t value = 0;
-        operate(state, [&](OpenDevice& device) { value = device.read(address); });
+        operate(state, 1, [&](OpenDevice& device) { value = device.read(address); });
         return PyLong_FromUnsignedLong(value);
     });
 }
@@ -121,11 +127,11 @@ PyObject* writeRegister(PyObject* self, PyObject* const* arguments, Py_ssize_t c
         const std::uint32_t address = parseAddress(state.properties, values[0], values[3]);
         const std::uint32_t value = parseValue(state.properties, "value", values[1]);
         if (values[2] == nullptr || values[2] == Py_None) {
-            operate(state, [&](OpenDevice& device) { device.write(address, value); });
+            operate(state, 1, [&](OpenDevice& device) { device.write(address, value); });
             return none();
         }
         const std::uint32_t mask = parseValue(state.properties, "mask", values[2]);
-        operate(state, [&](OpenDevice& device) { device.write(address, value, mask); });
+        operate(state, 1, [&](OpenDevice& device) { device.write(address, value, mask); });
         return none();
     });
 }
@@ -142,6 +148,10 @@ public:
             }
             throw PythonError();
         }
+        m_bytes = device.bytes();
+        if (isPlain()) {
+            return;
+        }
         if (const std::string problem = findProblem(device); !problem.empty()) {
             PyBuffer_Release(&m_view);
             throw OperationError(ErrorKind::Width, device.name + ": " + problem);
@@ -151,7 +161,6 @@ public:
             throw OperationError(ErrorKind::Value, device.name + ": the items of the buffer have another byte order "
                                                                  "than the processor (give byteorder='network')");
         }
-        m_bytes = device.bytes();
     }
     Buffer(const Buffer&) = delete;
     Buffer& operator=(const Buffer&) = delete;
@@ -161,6 +170,16 @@ public:
     std::uint64_t items() const { return static_cast<std::uint64_t>(m_view.len) / m_bytes; }
 
 private:
+    // Returns whether the buffer has items of the width and byte order of the registers. The other checks would take a
+    // large part of the time of a burst.
+    bool isPlain() const {
+        if (m_view.format == nullptr || m_view.itemsize != static_cast<Py_ssize_t>(m_bytes)) {
+            return false;
+        }
+        const char format = m_view.format[0];
+        return (format == 'B' || format == 'H' || format == 'I' || format == 'L') && m_view.format[1] == '\0';
+    }
+
     bool hasOtherByteOrder() const {
         const char* const foreign = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ">!" : "<";
         return m_view.itemsize > 1 && m_view.format != nullptr && std::strspn(m_view.format, foreign) > 0;
@@ -224,23 +243,21 @@ void copy(void* to, const void* from, std::size_t size) { std::memcpy(to, from, 
 void copyNothing(const void* /*to*/, const void* /*from*/, std::size_t /*size*/) {}
 
 void readBurst(const DeviceState& state, std::uint32_t address, char* memory, std::uint64_t items, bool isReversed) {
-    const std::shared_ptr<OpenDevice> device = usable(state);
-    unlocked([&] {
-        transferParts(*device, address, memory, items, [&](std::uint32_t from, char* to, std::uint32_t part) {
+    operate(state, items, [&](OpenDevice& device) {
+        transferParts(device, address, memory, items, [&](std::uint32_t from, char* to, std::uint32_t part) {
             transferAligned(
-                *device, to, part, copyNothing,
-                [&](void* registers) { device->readInto(from, registers, part, isReversed); }, copy);
+                device, to, part, copyNothing,
+                [&](void* registers) { device.readInto(from, registers, part, isReversed); }, copy);
         });
     });
 }
 
 void writeBurst(const DeviceState& state, std::uint32_t address, char* memory, std::uint64_t items, bool isReversed) {
-    const std::shared_ptr<OpenDevice> device = usable(state);
-    unlocked([&] {
-        transferParts(*device, address, memory, items, [&](std::uint32_t to, char* from, std::uint32_t part) {
+    operate(state, items, [&](OpenDevice& device) {
+        transferParts(device, address, memory, items, [&](std::uint32_t to, char* from, std::uint32_t part) {
             transferAligned(
-                *device, from, part, copy,
-                [&](const void* registers) { device->writeFrom(to, registers, part, isReversed); }, copyNothing);
+                device, from, part, copy,
+                [&](const void* registers) { device.writeFrom(to, registers, part, isReversed); }, copyNothing);
         });
     });
 }
@@ -256,7 +273,10 @@ PyObject* transferBuffer(PyObject* self, const char* function, const Call& call,
         requireArgument(function, "buffer", values[1]);
         const bool isReversed = parseByteOrder(values[3]);
         const Buffer buffer(values[1], state.properties, flags, isReversed);
-        const std::uint32_t address = parseAddress(state.properties, values[0], values[2], buffer.items());
+        std::uint32_t address = 0;
+        if (values[2] != nullptr || !isPlainAddress(state.properties, values[0], buffer.items(), address)) {
+            address = parseAddress(state.properties, values[0], values[2], buffer.items());
+        }
         transfer(state, address, buffer.memory(), buffer.items(), isReversed);
         return none();
     });
@@ -358,7 +378,9 @@ PyObject* textObject(const std::string& text) {
 
 PyObject* getName(PyObject* self, void* /*unused*/) { return textObject(stateOf(self).properties.name); }
 PyObject* getKind(PyObject* self, void* /*unused*/) { return textObject(stateOf(self).properties.type.name); }
-PyObject* getWidth(PyObject* self, void* /*unused*/) { return PyLong_FromLong(stateOf(self).properties.type.width); }
+PyObject* getWidth(PyObject* self, void* /*unused*/) {
+    return PyLong_FromUnsignedLong(stateOf(self).properties.type.width);
+}
 PyObject* getClosed(PyObject* self, void* /*unused*/) {
     const DeviceState& state = stateOf(self);
     return PyBool_FromLong(!state.device || state.forks != Forks::count());
@@ -470,7 +492,9 @@ void addDeviceType(PyObject* module) {
             "The items of the buffer are bytes, or have the width of the registers. With byteorder='network', the\n"
             "bytes of each register are in big-endian order. Between the parts of a long burst, other threads may\n"
             "use the device, and Ctrl-C ends the burst. The parts have 4096 registers for a mapped device, 256 for\n"
-            "another device of this machine, and 128 for a remote device.\n\n"
+            "another device of this machine, and 128 for a remote device. The lock of the interpreter is held during "
+            "a\n"
+            "burst of at most 1024 registers of a mapped device, and released for all other bursts.\n\n"
             "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
             "than the registers get, and the errors of read()."),
         method("write_from", writeFrom,

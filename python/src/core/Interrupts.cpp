@@ -16,7 +16,7 @@ namespace RynvelPython {
 
 namespace {
 
-constexpr std::chrono::milliseconds checkInterval(100);
+constexpr std::chrono::milliseconds signalInterval(100);
 constexpr std::chrono::milliseconds retryInterval(10);
 constexpr int noDescriptor = -1;
 
@@ -107,7 +107,7 @@ std::optional<std::uint32_t> InterruptSession::waitOnce(const Common::Deadline& 
 
 bool InterruptSession::poll(int descriptor, const Common::Deadline& deadline) const {
     std::array<pollfd, 2> awaited{{{descriptor, POLLIN, 0}, {stopDescriptor(), POLLIN, 0}}};
-    const auto next = Common::Deadline::earlier(deadline, Common::Deadline(checkInterval));
+    const auto next = Common::Deadline::earlier(deadline, Common::Deadline(signalInterval));
     const int count = ::poll(awaited.data(), awaited.size(), next.pollTimeout());
     if (awaited[1].revents != 0 && count > 0) {
         throwClosed();

@@ -9,16 +9,18 @@ import gc
 import inspect
 import os
 import pickle
+import re
 import sys
 import threading
 import warnings
 import weakref
+from collections.abc import Callable
 from pathlib import Path
 from typing import Any
 
 import pytest
 from conftest import calls
-from support import DEADLINE, ScriptedServer, descriptors, response, run_python, run_successfully, wait_until
+from support import DEADLINE, FILE_BYTES, ScriptedServer, descriptors, response, run_python, run_successfully, wait_until
 
 import rynvel
 from rynvel.testing import ServerError
@@ -165,6 +167,42 @@ def test_missing_files_are_errors(files: Path) -> None:
         rynvel.open("missing")
     assert error.value.errno == errno.ENOENT
     assert message_of(rynvel.DeviceError, "folder").endswith("Is a directory")
+
+
+@pytest.mark.parametrize(("name", "file"), [("map16", "map"), ("seek.irq16", "registers16"), ("spi", "registers32")])
+def test_a_tyvon_or_spi_device_without_its_file_is_missing(files: Path, name: str, file: str) -> None:
+    (files / file).unlink()
+    with pytest.raises(rynvel.MissingFileError, match=f"^{re.escape(name)}: ") as caught:
+        rynvel.open(name)
+    assert caught.value.errno == errno.ENOENT
+
+
+@pytest.mark.parametrize(
+    "access",
+    [
+        lambda device: device.read(0),
+        lambda device: device.write(0, 1),
+        lambda device: device.write(0, 1, mask=1),
+        lambda device: device.read_block(0, 4),
+        lambda device: device.write_from(0, bytes(16)),
+    ],
+    ids=["read", "write", "masked write", "read_block", "write_from"],
+)
+def test_an_spi_device_whose_driver_refuses_a_transfer_is_an_error(files: Path, access: Callable[[rynvel.Device], object]) -> None:
+    with rynvel.open("spi") as device, pytest.raises(rynvel.DeviceError, match="^spi: ") as caught:
+        access(device)
+    assert caught.value.errno == errno.ENOTTY
+    assert (files / "registers32").read_bytes() == bytes(FILE_BYTES)
+
+
+def test_a_seekable_tyvon_device_has_registers_and_its_driver_may_refuse_interrupts(files: Path) -> None:
+    with rynvel.open("seek.irq16") as device:
+        device.write(0x02, 0xBEEF)
+        assert (device.read(0x02), device.read(index=0)) == (0xBEEF, 0)
+        with pytest.raises(rynvel.DeviceError, match="seek.irq16: enabling the interrupt failed") as caught:
+            with device.interrupts():
+                pass
+        assert caught.value.errno == errno.ENOTTY
 
 
 def test_a_uio_device_without_description_is_an_error(files: Path) -> None:

@@ -9,6 +9,7 @@ import socket
 import threading
 import time
 from collections.abc import Callable
+from pathlib import Path
 from types import FrameType
 from typing import Any
 
@@ -309,7 +310,7 @@ def test_a_signal_handler_without_exception_does_not_end_a_request() -> None:
     assert called == [signal.SIGINT]
 
 
-def test_ctrl_c_ends_a_long_burst_of_a_local_device(files: Any) -> None:
+def test_ctrl_c_ends_a_long_burst_of_a_local_device(files: Path) -> None:
     script = """
         import os, signal, threading, rynvel
         with rynvel.open("burst") as device:
@@ -323,6 +324,29 @@ def test_ctrl_c_ends_a_long_burst_of_a_local_device(files: Any) -> None:
                 print(device.read(0))
     """
     assert run_successfully(script) == "0\n"
+
+
+@pytest.mark.parametrize(("name", "size"), [("file8", 1 << 28), ("file32", 1 << 26)])
+def test_ctrl_c_ends_a_long_burst_of_a_device_file(files: Path, name: str, size: int) -> None:
+    with (files / name.replace("file", "registers")).open("r+b") as file:
+        file.write(b"\1")
+        file.seek(size - 1)
+        file.write(b"\1")
+    buffer = bytearray(size)
+
+    def interrupt() -> None:
+        wait_until(lambda: buffer[0] == 1)
+        signal.pthread_kill(threading.main_thread().ident or 0, signal.SIGINT)
+
+    thread = threading.Thread(target=interrupt)
+    with rynvel.open(name) as device:
+        with pytest.raises(KeyboardInterrupt):
+            thread.start()
+            device.read_into(0, buffer)
+        thread.join(DEADLINE)
+        # The burst has not reached its end, and the device is still usable.
+        assert buffer[-1] == 0
+        assert device.read(0) == 1
 
 
 @pytest.mark.parametrize("count", [100, pytest.param(1000, marks=pytest.mark.slow)])

@@ -99,6 +99,18 @@ def test_only_the_given_devices_are_served() -> None:
             server.open("traf.top")
 
 
+def test_a_slow_server_is_a_time_out() -> None:
+    with SimulatedServer(faults=["delay=60s:3"]) as server, server.open("traf.top", timeout=2.0) as device:
+        start = time.monotonic()
+        with pytest.raises(rynvel.DeviceTimeoutError, match="^traf.top@"):
+            for _ in range(3):
+                device.read(0)
+        assert 2.0 <= time.monotonic() - start < DEADLINE
+        # The answer may still come, so the connection is not usable.
+        with pytest.raises(rynvel.ConnectionLostError):
+            device.read(0)
+
+
 def test_faults_are_simulated() -> None:
     with SimulatedServer(faults=["error:3"]) as server, server.open("traf.top") as device:
         with pytest.raises(rynvel.RefusedError):

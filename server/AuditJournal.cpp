@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include "AuditJournal.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace Rynveld {
+
+AuditJournal::AuditJournal(std::string path, std::chrono::milliseconds timeout)
+    : m_path(std::move(path)), m_timeout(timeout) {}
+
+int AuditJournal::connect() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (m_path.size() >= sizeof(address.sun_path)) {
+        return ENAMETOOLONG;
+    }
+    m_path.copy(address.sun_path, m_path.size());
+    Common::Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (::connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        return errno;
+    }
+    m_socket = std::move(socket);
+    return 0;
+}
+
+int AuditJournal::send(const std::string& message) {
+    if (!m_socket.isOpen()) {
+        const int error = connect();
+        if (error != 0) {
+            return error;
+        }
+    }
+    const auto sent = [&] { return ::send(m_socket.number(), message.data(), message.size(), MSG_NOSIGNAL) >= 0; };
+    if (sent()) {
+        return 0;
+    }
+    pollfd room{m_socket.number(), POLLOUT, 0};
+    if (errno == EAGAIN && ::poll(&room, 1, static_cast<int>(m_timeout.count())) == 1 && sent()) {
+        return 0;
+    }
+    return errno == 0 ? EAGAIN : errno;
+}
+
+// The journal may have a new socket after it was restarted.
+int AuditJournal::write(const std::string& line) {
+    const std::string message = "MESSAGE=" + line + "PRIORITY=6\nSYSLOG_IDENTIFIER=rynveld\nRYNVELD_AUDIT=1\n";
+    int error = send(message);
+    if (error == ECONNREFUSED || error == ENOTCONN) {
+        m_socket = Common::Descriptor();
+        error = send(message);
+    }
+    return error;
+}
+
+} // namespace Rynveld

@@ -1,0 +1,40 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The journal of systemd, which takes the lines of the audit.
+ */
+#ifndef RYNVELD_AUDITJOURNAL_H
+#define RYNVELD_AUDITJOURNAL_H
+
+#include <chrono>
+#include <string>
+
+#include "AuditSink.h"
+#include "Descriptor.h"
+
+namespace Rynveld {
+
+/** Sends each line to the socket of systemd-journald, as a message with the field RYNVELD_AUDIT=1. */
+class AuditJournal : public AuditSink {
+public:
+    static constexpr std::chrono::milliseconds defaultTimeout{1000};
+
+    /** @param timeout how long write() waits for a journal that takes no messages. */
+    explicit AuditJournal(std::string path = "/run/systemd/journal/socket",
+                          std::chrono::milliseconds timeout = defaultTimeout);
+
+    std::string name() const override { return "journal"; }
+    int write(const std::string& line) override;
+
+private:
+    int connect();
+    int send(const std::string& message);
+
+    const std::string m_path;
+    const std::chrono::milliseconds m_timeout;
+    Common::Descriptor m_socket;
+};
+
+} // namespace Rynveld
+
+#endif

@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file
+ * The rules for the requests of clients, which may change while the server runs.
+ */
+#ifndef RYNVELD_POLICYINFORCE_H
+#define RYNVELD_POLICYINFORCE_H
+
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "Policy.h"
+
+namespace Rynveld {
+
+/** The policy that holds at this moment. Threads: any number may use the object at once. */
+class PolicyInForce {
+public:
+    explicit PolicyInForce(Policy policy) : m_policy(std::make_shared<const Policy>(std::move(policy))) {}
+
+    /** Returns the policy, which stays valid also if another policy replaces it. */
+    std::shared_ptr<const Policy> get() const {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_policy;
+    }
+
+    void replace(Policy policy) {
+        auto next = std::make_shared<const Policy>(std::move(policy));
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_policy.swap(next);
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<const Policy> m_policy;
+};
+
+} // namespace Rynveld
+
+#endif

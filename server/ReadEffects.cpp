@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#include "ReadEffects.h"
+
+#include <algorithm>
+
+#include "RegisterName.h"
+
+namespace Rynveld {
+
+namespace {
+
+bool mustNotBeRead(const Maps::Register& contents) {
+    return contents.readAction.has_value() || !Maps::isReadable(contents.access) ||
+           std::any_of(contents.fields.begin(), contents.fields.end(),
+                       [](const Maps::Field& field) { return field.readAction.has_value(); });
+}
+
+} // namespace
+
+ReadEffects::ReadEffects(const Maps::Peripheral* description) {
+    if (description == nullptr) {
+        return;
+    }
+    for (const Maps::LocatedRegister& located : Maps::registersOf(*description)) {
+        if (mustNotBeRead(*located.contents)) {
+            const std::uint64_t bytes = (located.contents->size + 7) / 8;
+            m_registers.emplace_back(located.offset, located.offset + bytes);
+        }
+    }
+}
+
+bool ReadEffects::overlap(std::uint64_t offset, std::uint64_t size) const {
+    return std::any_of(m_registers.begin(), m_registers.end(),
+                       [&](const auto& bounds) { return bounds.first < offset + size && offset < bounds.second; });
+}
+
+} // namespace Rynveld

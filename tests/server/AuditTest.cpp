@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: MIT
+#include "Audit.h"
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "AuditFile.h"
+#include "AuditJournal.h"
+#include "AuditLines.h"
+#include "ChildProcess.h"
+#include "LocalSocket.h"
+#include "RecordingSink.h"
+#include "TemporaryWorkingFolder.h"
+
+namespace RynvelTest {
+namespace {
+
+using Rynveld::Audit;
+using Rynveld::AuditFile;
+using Rynveld::AuditJournal;
+using Rynveld::AuditLine;
+using Lines = std::vector<std::string>;
+
+TEST(AuditLine, ShowsEveryByteOutsidePrintableAsciiAsAnEscape) {
+    EXPECT_EQ(AuditLine().add("device", "a\"},{\"b\\\n\x01\x7f\xff~ ").members(),
+              R"("device":"a\"},{\"b\\\u000a\u0001\u007f\u00ff~ ")");
+}
+
+TEST(AuditLine, HasNumbersListsAndNulls) {
+    const std::uint32_t values[] = {0, 7, UINT32_MAX};
+    EXPECT_EQ(AuditLine().add("n", UINT64_MAX).add("v", values, 3).add("none", values, 0).addNull("old").members(),
+              R"("n":18446744073709551615,"v":[0,7,4294967295],"none":[],"old":null)");
+}
+
+TEST(AuditLine, HasTimesInUtcWithMicroseconds) {
+    EXPECT_EQ(Rynveld::utcText({0, 0}), "1970-01-01T00:00:00.000000Z");
+    EXPECT_EQ(Rynveld::utcText({951827696, 1999}), "2000-02-29T12:34:56.000001Z");
+    EXPECT_EQ(Rynveld::utcText({4102444799, 999999999}), "2099-12-31T23:59:59.999999Z");
+}
+
+/** An audit whose sink the test makes fail. */
+class AuditTest : public testing::Test {
+protected:
+    std::unique_ptr<Audit> make(Audit::OnError onError) {
+        return std::make_unique<Audit>(std::make_unique<RecordingSink>(m_recording), onError, [this] { ++m_stops; });
+    }
+
+    static bool record(Audit& audit, const std::string& operation) {
+        return audit.record(AuditLine().add("operation", operation));
+    }
+
+    Lines operations() const { return withoutNumbersAndTimes(m_recording.lines); }
+    static std::string lineOf(const std::string& operation) { return R"({"operation":")" + operation + "\"}\n"; }
+
+    Recording m_recording;
+    int m_stops = 0;
+};
+
+TEST_F(AuditTest, NumbersItsLines) {
+    const auto audit = make(Audit::OnError::RefuseWrites);
+    EXPECT_TRUE(record(*audit, "a"));
+    EXPECT_TRUE(record(*audit, "b"));
+    ASSERT_EQ(m_recording.lines.size(), 2U);
+    EXPECT_EQ(m_recording.lines[0].find(R"({"number":1,"time":")"), 0U);
+    EXPECT_EQ(m_recording.lines[1].find(R"({"number":2,"time":")"), 0U);
+    EXPECT_EQ(operations(), (Lines{lineOf("a"), lineOf("b")}));
+}
+
+TEST_F(AuditTest, RefusesChangesUntilTheKeptLinesAreWritten) {
+    const auto audit = make(Audit::OnError::RefuseWrites);
+    m_recording.error = ENOSPC;
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(audit->permitsChanges());
+    EXPECT_FALSE(record(*audit, "a"));
+    EXPECT_FALSE(audit->permitsChanges());
+    EXPECT_FALSE(record(*audit, "b"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "rynveld: the sink: cannot write the audit: No space left on device (the server refuses writes)\n");
+    m_recording.error = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(audit->permitsChanges());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "rynveld: the sink: the audit can be written again\n");
+    EXPECT_EQ(operations(), (Lines{lineOf("a"), lineOf("b")}));
+    EXPECT_EQ(m_stops, 0);
+}
+
+TEST_F(AuditTest, StopsTheServerIfItMust) {
+    const auto audit = make(Audit::OnError::Stop);
+    m_recording.error = EIO;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(record(*audit, "a"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "rynveld: the sink: cannot write the audit: Input/output error (the server stops)\n");
+    EXPECT_GT(m_stops, 0);
+    EXPECT_FALSE(audit->permitsChanges());
+}
+
+TEST_F(AuditTest, ContinuesIfItMayAndCountsTheLinesThatItCannotKeep) {
+    const auto audit = make(Audit::OnError::Continue);
+    m_recording.error = ENOSPC;
+    testing::internal::CaptureStderr();
+    for (std::size_t i = 0; i < Audit::maxWaiting + 5; ++i) {
+        EXPECT_TRUE(audit->permitsChanges());
+        EXPECT_TRUE(record(*audit, "a"));
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "rynveld: the sink: cannot write the audit: No space left on device (the server continues without it)\n");
+    m_recording.error = 0;
+    EXPECT_TRUE(record(*audit, "b"));
+    Lines expected(Audit::maxWaiting, lineOf("a"));
+    expected.emplace_back("{\"operation\":\"lost\",\"count\":5}\n");
+    expected.push_back(lineOf("b"));
+    EXPECT_EQ(operations(), expected);
+    EXPECT_EQ(m_stops, 0);
+}
+
+std::string contentsOf(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+/** Returns the message of a failure to open the file, or an empty text. */
+std::string problemOf(const std::string& path) {
+    try {
+        const AuditFile file(path);
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+class AuditFileTest : public testing::Test {
+    const TemporaryWorkingFolder m_folder;
+};
+
+TEST_F(AuditFileTest, IsAppendedTo) {
+    std::ofstream("a") << "old\n";
+    AuditFile file("a");
+    EXPECT_EQ(file.write("1\n"), 0);
+    EXPECT_EQ(file.write("2\n"), 0);
+    EXPECT_EQ(contentsOf("a"), "old\n1\n2\n");
+}
+
+TEST_F(AuditFileTest, EndsALineThatAKilledServerHasLeft) {
+    std::ofstream("a") << "{\"number";
+    AuditFile file("a");
+    EXPECT_EQ(file.write("1\n"), 0);
+    EXPECT_EQ(contentsOf("a"), "{\"number\n1\n");
+}
+
+TEST_F(AuditFileTest, CannotBeAnythingButAFile) {
+    const std::string rule = ": cannot write the audit: not a regular file (give a file or 'journal')";
+    std::filesystem::create_directory("folder");
+    EXPECT_EQ(problemOf("folder"), "folder: cannot write the audit: Is a directory");
+    EXPECT_EQ(problemOf("missing/a"), "missing/a: cannot write the audit: No such file or directory");
+    ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+    EXPECT_EQ(problemOf("pipe"), "pipe" + rule);
+    const int reader = ::open("pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_EQ(problemOf("pipe"), "pipe" + rule);
+    ::close(reader);
+}
+
+TEST_F(AuditFileTest, HasOneServer) {
+    AuditFile first("a");
+    EXPECT_EQ(problemOf("a"), "a: cannot write the audit: another server writes this file (give each server its own)");
+    EXPECT_EQ(problemOf("./a"),
+              "./a: cannot write the audit: another server writes this file (give each server its own)");
+    EXPECT_EQ(first.write("1\n"), 0);
+    EXPECT_EQ(contentsOf("a"), "1\n");
+}
+
+TEST_F(AuditFileTest, ReportsAFullDisk) {
+    AuditFile full("/dev/full");
+    EXPECT_EQ(full.write("1\n"), ENOSPC);
+    EXPECT_EQ(full.write("1\n"), ENOSPC);
+}
+
+TEST_F(AuditFileTest, IsOpenedAgainAfterARename) {
+    AuditFile file("a");
+    EXPECT_EQ(file.write("1\n"), 0);
+    file.reopen();
+    EXPECT_EQ(file.write("2\n"), 0);
+    std::filesystem::rename("a", "b");
+    EXPECT_EQ(file.write("3\n"), 0);
+    file.reopen();
+    EXPECT_EQ(file.write("4\n"), 0);
+    EXPECT_EQ(contentsOf("b"), "1\n2\n3\n");
+    EXPECT_EQ(contentsOf("a"), "4\n");
+}
+
+TEST_F(AuditFileTest, StaysOpenIfItCannotBeOpenedAgain) {
+    AuditFile file("a");
+    std::filesystem::rename("a", "b");
+    std::filesystem::create_directory("a");
+    EXPECT_THROW(file.reopen(), std::runtime_error);
+    EXPECT_EQ(file.write("1\n"), 0);
+    EXPECT_EQ(contentsOf("b"), "1\n");
+}
+
+void limitFiles(rlim_t size) {
+    const rlimit limit{size, RLIM_INFINITY};
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+using AuditFileDeathTest = AuditFileTest;
+
+TEST_F(AuditFileDeathTest, RemovesTheBeginningOfALineThatDoesNotFit) {
+    inChildProcess([] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        AuditFile file("a");
+        EXPECT_EQ(file.write("first\n"), 0);
+        limitFiles(10);
+        EXPECT_EQ(file.write("second\n"), EFBIG);
+        EXPECT_EQ(contentsOf("a"), "first\n");
+        EXPECT_EQ(file.write("second\n"), EFBIG);
+        limitFiles(RLIM_INFINITY);
+        EXPECT_EQ(file.write("second\n"), 0);
+        EXPECT_EQ(contentsOf("a"), "first\nsecond\n");
+    });
+}
+
+// The kernel does not shrink this file.
+TEST_F(AuditFileDeathTest, CompletesALineLaterIfItsBeginningCannotBeRemoved) {
+    inChildProcess([] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const int memory = ::memfd_create("audit", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+        ASSERT_EQ(::fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK), 0);
+        const std::string path = "/proc/self/fd/" + std::to_string(memory);
+        AuditFile file(path);
+        limitFiles(3);
+        EXPECT_EQ(file.write("first\n"), EFBIG);
+        EXPECT_EQ(contentsOf(path), "fir");
+        limitFiles(4);
+        EXPECT_EQ(file.write("first\n"), EFBIG);
+        limitFiles(RLIM_INFINITY);
+        EXPECT_EQ(file.write("first\n"), 0);
+        EXPECT_EQ(file.write("second\n"), 0);
+        EXPECT_EQ(contentsOf(path), "first\nsecond\n");
+    });
+}
+
+/** The socket of a journal in the working folder. */
+class AuditJournalTest : public testing::Test {
+protected:
+    // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
+    static constexpr const char* path = "/proc/self/cwd/journal";
+
+    static std::string receivedBy(const LocalSocket& journal) {
+        std::string message(1000, '\0');
+        const ssize_t size = ::recv(journal.descriptor(), message.data(), message.size(), MSG_DONTWAIT);
+        message.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+        return message;
+    }
+
+    static std::string messageWith(const std::string& line) {
+        return "MESSAGE=" + line + "PRIORITY=6\nSYSLOG_IDENTIFIER=rynveld\nRYNVELD_AUDIT=1\n";
+    }
+
+private:
+    const TemporaryWorkingFolder m_folder;
+};
+
+TEST_F(AuditJournalTest, ReceivesEachLineAsAMessage) {
+    const LocalSocket journal(SOCK_DGRAM, path);
+    AuditJournal sink(path);
+    EXPECT_EQ(sink.write("{\"number\":1}\n"), 0);
+    EXPECT_EQ(sink.write("{\"number\":2}\n"), 0);
+    EXPECT_EQ(receivedBy(journal), messageWith("{\"number\":1}\n"));
+    EXPECT_EQ(receivedBy(journal), messageWith("{\"number\":2}\n"));
+    EXPECT_EQ(receivedBy(journal), "");
+}
+
+TEST_F(AuditJournalTest, MayBeMissingOrRestarted) {
+    AuditJournal sink(path);
+    EXPECT_EQ(sink.write("1\n"), ENOENT);
+    {
+        const LocalSocket journal(SOCK_DGRAM, path);
+        EXPECT_EQ(sink.write("1\n"), 0);
+    }
+    EXPECT_EQ(sink.write("2\n"), ECONNREFUSED);
+    std::filesystem::remove("journal");
+    const LocalSocket restarted(SOCK_DGRAM, path);
+    EXPECT_EQ(sink.write("2\n"), 0);
+    EXPECT_EQ(receivedBy(restarted), messageWith("2\n"));
+}
+
+TEST_F(AuditJournalTest, IsNotWaitedForWithoutEnd) {
+    const LocalSocket journal(SOCK_DGRAM, path);
+    AuditJournal sink(path, std::chrono::milliseconds(1));
+    std::size_t taken = 0;
+    while (sink.write("1\n") == 0) {
+        ++taken;
+    }
+    EXPECT_EQ(sink.write("1\n"), EAGAIN);
+    for (std::size_t i = 0; i < taken; ++i) {
+        EXPECT_EQ(receivedBy(journal), messageWith("1\n"));
+    }
+    EXPECT_EQ(sink.write("2\n"), 0);
+    EXPECT_EQ(receivedBy(journal), messageWith("2\n"));
+}
+
+} // namespace
+} // namespace RynvelTest
