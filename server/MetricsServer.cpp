@@ -77,9 +77,20 @@ void MetricsServer::start() {
     accept();
     m_thread = std::thread([this] {
         lowerPriority();
-        m_io.run();
+        run();
         m_hasEnded = true;
     });
+}
+
+// Catches exceptions, for instance when memory is exhausted. Otherwise, an exception would end the server.
+void MetricsServer::run() {
+    while (!m_io.stopped()) {
+        try {
+            m_io.run();
+        } catch (const std::exception& exception) {
+            RYNVELD_TRACE(failure, "Cannot answer a request for metrics: ", exception.what(), ".");
+        }
+    }
 }
 
 std::string MetricsServer::address() const { return endpointText(m_acceptor.local_endpoint()); }
@@ -111,8 +122,9 @@ void MetricsServer::accept() {
             retryAccept();
             return;
         }
-        admit(std::move(socket));
+        // Comes first, because admit() may throw.
         accept();
+        admit(std::move(socket));
     });
 }
 

@@ -79,6 +79,7 @@ private:
         std::string response;
     };
 
+    void run();
     void accept();
     void retryAccept();
     void admit(Socket socket);
