@@ -72,7 +72,7 @@ function(rynvel_install_package target namespace)
   install(FILES ${PROJECT_BINARY_DIR}/${target}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 endfunction()
 
-# As a part of another project, RYNVEL_INSTALL is off by default.
+# RYNVEL_INSTALL is off by default if this project is a part of another project.
 if(NOT RYNVEL_INSTALL)
   return()
 endif()

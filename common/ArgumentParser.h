@@ -146,8 +146,8 @@ private:
 };
 
 /**
- * Parses a command line that has at most one command of the program. If the command has inner commands, one of them may
- * follow the command. Options of the program may precede or follow the command.
+ * Parses a command line that has at most one command of the program. If the command has inner commands, one inner
+ * command may follow it. Options of the program may precede or follow the command.
  */
 class ArgumentParser {
 public:
@@ -173,7 +173,7 @@ public:
     void addVersionFlag(const std::string& version, const std::string& summary);
 
     /**
-     * Gives the error message for an unknown option a remedy, in place of the reference to the help.
+     * Adds a remedy to the error message for an unknown option. The remedy replaces the reference to the help.
      *
      * @param beginning the first characters of the option, such as "--width".
      * @param remedy the text for the parentheses at the end of the message.

@@ -14,8 +14,8 @@ namespace Common {
 /**
  * Runs accesses to mapped registers that may cause a bus error (SIGBUS).
  *
- * Any number of threads may run guarded accesses at once. A fault outside run() ends the process, as without this
- * class. The handler ignores a SIGBUS that a process has sent.
+ * Any number of threads may run guarded accesses at the same time. A fault outside run() ends the process, as it would
+ * without this class. The handler ignores a SIGBUS that a process has sent.
  *
  * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
@@ -34,8 +34,8 @@ class FaultGuard {
 public:
     /**
      * Installs the SIGBUS handler of the process. A fault outside run() then has the effect that it had before. You may
-     * call the function again, for example because other code may have replaced the handler. Not for several threads at
-     * once.
+     * call the function again, for example because other code may have replaced the handler. Do not call the function
+     * in several threads at the same time.
      */
     static void install();
 

@@ -45,7 +45,7 @@ private:
  * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
  *   the traces would then report a fake device, and no backend of seekable files has a constructor for a fake device.
  * - The backends open and map through their member LinuxIo, which has no virtual functions. Virtual functions would
- *   change the binary interface of the library for the sake of two programs.
+ *   change the binary interface of the library, and only two programs need them.
  */
 class PreopenedFiles {
 public:

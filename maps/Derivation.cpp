@@ -11,8 +11,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The path to a base may lead through definitions that are also derived. A real map does not nest these paths deeper
-// than this limit.
+// The path to a base may lead through definitions that are also derived. This limit is deeper than the nesting in real
+// maps.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {

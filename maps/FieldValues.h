@@ -136,7 +136,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** Returns the register or the field, with which what() begins. @{ */
+/** Returns the name of the register or field for the beginning of an error message. @{ */
 std::string subjectOf(const LocatedRegister& located);
 std::string subjectOf(const LocatedRegister& located, const Field& field);
 /** @} */

@@ -54,19 +54,22 @@ ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
     return kept ? ModifiedBits{bits & ~*kept, *kept, 0} : ModifiedBits{0, 0, bits};
 }
 
-/** Returns those of the bits that a write changes, because other fields that share the bits need different values. */
+/**
+ * Returns the bits of a field that cannot keep their values, because other fields or registers that share the bits need
+ * different written values.
+ */
 std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, const ModifiedBits& others) {
     const ModifiedBits own = modifiedBitsOf(modifiedWrite, bits);
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
 }
 
-/** How the user can protect other fields: the text before their names, and the text after them. */
+/** The remedy that protects other fields: the text before their names, and the text after their names. */
 struct Remedy {
     const char* before;
     const char* after;
-    /** The bits of a register without fields that are not assigned. */
+    /** The name for the unassigned bits of a register without fields. */
     const char* otherBits;
-    /** How the user can write although other registers or these bits change. */
+    /** The remedy for a write that may change other registers or these bits. */
     const char* forRegister;
 };
 

@@ -30,7 +30,7 @@ ModifiedBits modifiedBitsOf(const Register& aRegister);
 /** Returns the modified bits of two registers at the same offset. */
 ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b);
 
-/** Returns the bits of a register that a write can change. A writable field can have bits of a read-only one. */
+/** Returns the bits of a register that a write can change. A writable field can share bits with a read-only field. */
 std::uint64_t writableBits(const Register& aRegister);
 
 /**
@@ -139,7 +139,7 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask);
 /** @throws RefusedValue if a bit of the mask can be written, but not read. */
 void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask);
 
-/** Returns the bits of a register that can be read. A readable field can have bits of a write-only one. */
+/** Returns the bits of a register that can be read. A readable field can share bits with a write-only field. */
 std::uint64_t readableBits(const Register& aRegister);
 
 /** @throws RefusedValue if a bit of the mask cannot be read. */

@@ -133,7 +133,7 @@ usual_seconds() {
     esac
 }
 
-# Prints how many jobs run at the same time if they wait for a part of their time, such as tests of time-outs.
+# Prints the number of parallel jobs for work that spends some of its time waiting, such as tests of time-outs.
 jobs_that_wait() { echo $(($(nproc) + 1)); }
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }

@@ -52,9 +52,10 @@ public:
     const CommandTimeout& timeout() const { return m_timeout; }
 
     /**
-     * Returns the device of that name, on this machine or on the server. It exists as long as this object.
+     * Returns the device with this name, on this machine or on the server. The result is valid as long as this object
+     * exists.
      *
-     * @throws Failure if there is none.
+     * @throws Failure if no device has this name.
      */
     const Target& target(const std::string& name) const;
 
@@ -68,7 +69,8 @@ public:
     Maps::MapCatalog& maps() const { return m_maps->catalog(); }
 
     /**
-     * Returns the description of a device; null if no register map describes it. It exists as long as this object.
+     * Returns the description of a device; null if no register map describes it. The result is valid as long as this
+     * object exists.
      *
      * @throws Maps::UnusableMap if a register map cannot be used.
      */
@@ -88,8 +90,10 @@ public:
     const Common::DeviceTypeInfo* givenType() const { return m_givenType; }
 
     /**
-     * Returns the server. @param command the command that needs a server. @throws Failure if the user has not given
-     * one.
+     * Returns the server.
+     *
+     * @param command the command that needs a server.
+     * @throws Failure if the user has not given one.
      */
     const RemoteServer& server(const char* command) const;
 
@@ -105,9 +109,10 @@ public:
     void requireServerForType(const char* command) const;
 
     /**
-     * Gives standard input to a command.
+     * Reserves standard input for a command.
      *
-     * @throws Failure if another command has it already: the first `load` of a file of commands, or `run -` itself.
+     * @throws Failure if another command already uses it: an earlier `load` in the same file of commands, or `run -`
+     * itself.
      */
     void takeStandardInput(const std::string& command) const;
 
@@ -119,7 +124,7 @@ private:
     mutable bool m_isStandardInputTaken = false;
     mutable std::optional<RemoteServer> m_server;
     bool m_isServerGiven = false;
-    /** Whether m_server is to become the default server when a command asks for the server. */
+    /** Whether m_server still needs the default server, which findServer() sets. */
     mutable bool m_isDefaultServerPending = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<Maps::MapSearch> m_maps;

@@ -15,7 +15,10 @@ struct HelpSection {
     std::vector<std::string> paragraphs;
 };
 
-/** Returns the sections about the program as a whole. They are built only for a user who asks for help. */
+/**
+ * Returns the sections about the program as a whole. A function builds them, so that only a request for help takes the
+ * time.
+ */
 std::vector<HelpSection> helpSections() {
     return {
         {"Global options",

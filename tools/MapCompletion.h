@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** What a command does with registers. The use determines which registers the completion offers. */
+/** The use of registers in a command, which determines the registers that the completion offers. */
 enum class RegisterUse { Read, Write, Any };
 
 /** Completes names from the description of one device. The description must outlive the object. */
@@ -42,7 +42,9 @@ public:
      */
     std::vector<std::string> assignments(const std::string& word) const;
 
-    /** Returns the fields of a register, each after the list of names that begins the word. Commas separate the names.
+    /**
+     * Completes a comma-separated list of the fields of a register. Each result begins with the complete names in the
+     * word.
      */
     std::vector<std::string> fieldLists(const std::string& name, const std::string& word) const;
 

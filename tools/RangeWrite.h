@@ -20,7 +20,7 @@ namespace Rynvelctl {
  *
  * @param valueAt returns the value for the register at a position, counted from 0.
  * @param print prints the result after the last write.
- * @throws Failure that says how many registers were written, also if `print` fails.
+ * @throws Failure if a write or `print` fails. The message says how many registers were written.
  */
 void writeRange(OpenDevice& device, const RegisterRange& range,
                 const std::function<std::uint32_t(std::uint32_t)>& valueAt, const std::function<void()>& print);

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The part of the command line that commands on registers share.
+ * The arguments and options that commands for registers share.
  */
 #ifndef RYNVELCTL_REGISTEROPTIONS_H
 #define RYNVELCTL_REGISTEROPTIONS_H

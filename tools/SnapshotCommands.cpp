@@ -60,7 +60,9 @@ void requireWritable(const std::string& file) {
     }
 }
 
-/** Writes a snapshot to standard output. A snapshot that nobody receives is lost. */
+/**
+ * Writes a snapshot to standard output. Fails if standard output loses its reader, because the snapshot is then lost.
+ */
 void print(const Output& output, const std::string& snapshot) {
     try {
         output.write(snapshot);
@@ -236,7 +238,8 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     const auto device = context.open(target);
     Restoration restoration(map, *device, context.timeout(),
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
-    // Prints only after the restoration, because a reader that closes standard output must not stop it half-way.
+    // Prints only after the restoration, because a reader that closes standard output must not interrupt the
+    // restoration.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     RestorationOutput output(context.output());
     output.print(restoration);

@@ -40,7 +40,7 @@ public:
     /**
      * Draws lines in place of the lines that were drawn before.
      *
-     * @param lines must be shorter than the terminal is wide or as long, and fewer than the terminal has rows.
+     * @param lines must not be longer than the terminal is wide. Their number must be below the number of rows.
      */
     void draw(const std::vector<std::string>& lines);
 
@@ -53,7 +53,7 @@ public:
     bool wait(const Common::Deadline& deadline);
 
 private:
-    /** Returns what moves the cursor to the first of the lines, after space for them below the cursor. */
+    /** Returns the text that makes room for lines below the cursor, and moves the cursor to the first of them. */
     std::string placeFor(std::size_t lines);
 
     const Output& m_output;

@@ -24,7 +24,7 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * The builder of devices, which owns the opened devices of the process.
+ * Builds devices, and owns the devices that the process has opened.
  *
  * Every row of the compiled-in device table has a slot for one opened device. The index of the row is the handle of the
  * device. create() fills a slot once, and nothing empties the slot: the device exists until the process ends. The class

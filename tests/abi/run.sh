@@ -51,8 +51,8 @@ END
 
 builds() { cmake --build "$build" --target rynvel ziltrace; }
 
-# Succeeds if packaging/abi fails with a message that names what has changed. The arguments are the message and the
-# name.
+# Succeeds if packaging/abi fails with a message that names the changed function or type. The arguments are the message
+# and the name.
 is_reported() {
     builds || return
     if "$copy/packaging/abi" "$build" >"$work/report"; then

@@ -235,7 +235,7 @@ TEST(Assignments, AreRefusedForFieldsThatOverlap) {
                   "field C.R.B overlaps field C, which is also assigned (assign only one of them)");
 }
 
-/** Returns whether a field of a register has the value that a text means. */
+/** Returns whether a field of a register has the value that a text gives. */
 bool matches(const std::string& text, const Maps::Register& aRegister, std::uint64_t number) {
     const Maps::Field& field = aRegister.fields[0];
     return Maps::parsePattern({"R", 0, &aRegister}, field, text).matches(decode(field, number));

@@ -19,7 +19,7 @@ builds_two_identical_sites() {
     [ "$status" = 0 ] && diff -r "$site" "$work/elsewhere/other"
 }
 
-# Copies what the site is built from into a new folder, for a test that changes it.
+# Copies the sources of the site into a new folder, for a test that changes them.
 copy_sources() {
     rm -rf "$work/project"
     mkdir "$work/project" && git ls-files -co --exclude-standard -z -- . ':!tests/*/*.cpp' ':!tests/fuzz/corpus' |

@@ -48,8 +48,11 @@ std::uint16_t lastPortIn(const std::string& text) {
 
 } // namespace
 
-Ending runRynveld(const Arguments& arguments) {
-    return Process(joined(commandOf(RynveldProcess::Devices::Board), arguments), shellOf({}, Process::toTheTest))
+Ending runRynveld(const Arguments& arguments, const std::string& preparation, const std::vector<int>& passed) {
+    RynveldProcess::Launch launch;
+    launch.preparation = preparation;
+    launch.passed = passed;
+    return Process(joined(commandOf(RynveldProcess::Devices::Board), arguments), shellOf(launch, Process::toTheTest))
         .wait();
 }
 

@@ -35,7 +35,7 @@ inline std::string fieldAt(const std::string& name, const std::string& bits, con
 /** The element of all fields of a register. */
 inline std::string fieldsOf(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
 
-/** The map of a timer, the device map32. It has everything that a description shows. */
+/** The map of a timer, the device map32. It has every element that a description shows. */
 inline std::string timerMap() {
     return mapOfPeripherals(peripheralOf(
         "map32", "A timer",

@@ -45,7 +45,10 @@ protected:
         return start(options, "script").wait();
     }
 
-    /** Runs commands from a file and from standard input, and expects the same of both. @param problem after the file.
+    /**
+     * Runs commands from a file and from standard input, and expects the same result.
+     *
+     * @param problem the error message without the name of the file.
      */
     void expectBoth(const std::string& commands, int status, const std::string& output,
                     const std::string& problem = "") const {
@@ -292,7 +295,7 @@ TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenWithoutAReader) {
                  '-' + problem + "\nrynvelctl: -" + loss);
     // Nothing is lost, but standard output has no reader while the command waits for the next line.
     expectEnding(runInputWithoutAReader("read missing 0\n", "--keep-going"), 3, "", '-' + problem);
-    // A failure counts more than a loss before it.
+    // The failure of a command determines the status, even after a failure of standard output.
     expectEnding(runWithoutAReader("read file8 0\nread missing 0\n"), 3, "",
                  "script:1: standard output: Broken pipe\n"
                  "rynvelctl: script:2: missing: nowhere/registers: No such file or directory");
@@ -365,11 +368,11 @@ TEST_F(CommandFiles, GiveEachLineOnlyItsOwnOptions) {
                                "map32 LEVEL1 = 0x00000002\nmap32 LEVEL0 = 0x00000003\n";
     expectEnding(run(commands), 0, output);
     expectEnding(runInput(commands), 0, output);
-    // A command may have options of its own that the user cannot change.
+    // The fixed settings of a command must not carry over to the next line.
     expectEnding(
         run("set map32 0x100 0\ntoggle map32 0x100 0\ntoggle map32 0x100 1\ntoggle map32 0x100 1\n", "--quiet"), 0, "");
     EXPECT_EQ(get(0x100), 0U);
-    // A wrong line leaves nothing behind, either.
+    // The options of a wrong line must not carry over, either.
     expectEnding(runInput("write map32 0x18 0xf --mask 0xf --frob\nwrite map32 0x18 0\n", "--keep-going"), 2,
                  "map32 0x00000018 = 0x00000000\n", "-:1: unknown option '--frob'");
     EXPECT_EQ(get(0x18), 0U);
