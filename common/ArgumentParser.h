@@ -127,8 +127,8 @@ public:
                              const std::string& summary) const;
 
     /**
-     * Adds a command. The new command may have commands of its own. The parser does not require one of them: check for
-     * a missing one in `onSelected`.
+     * Adds a command. The new command may have inner commands. The parser does not require an inner command: check for
+     * a missing inner command in `onSelected`.
      *
      * @param onSelected the function that parse() calls if a valid command line has the command. The function of an
      * inner command is called first.

@@ -20,8 +20,8 @@ namespace Common {
  * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
  * - The load or store itself raises the signal. On a processor that reports stores late, one of the next few
- *   instructions raises the signal. The library contains these instructions, too. The jump therefore never interrupts
- *   a function of the C library.
+ *   instructions raises the signal. The library also contains these instructions. The jump therefore never interrupts a
+ *   function of the C library.
  * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack, and runs no
  *   destructor. A test of this class verifies on every processor that no destructor runs.
  * - In C++, a jump over an object with a non-trivial destructor is undefined behavior. The library uses an object with

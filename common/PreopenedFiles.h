@@ -59,7 +59,7 @@ public:
 
     /**
      * Maps `size` bytes of a file from offset 0, and reserves the `offset` bytes of addresses that follow. The library
-     * later unmaps `size` bytes that begin at `offset`, and so unmaps the reserved addresses, too. The reservation
+     * later unmaps `size` bytes that begin at `offset`, and so also unmaps the reserved addresses. The reservation
      * ensures that nothing else is mapped at these addresses.
      *
      * @return false with errno set if mmap() fails.

@@ -96,7 +96,7 @@ private:
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
     /**
-     * Counts a definition that gives no elements. Reading such a definition takes time, too, and many definitions can
+     * Counts a definition that gives no elements. Reading the definition also takes time, and many definitions can
      * share the list that contains it.
      */
     void countIfLeftOut(const Definition& definition, std::uint64_t added) {

@@ -129,7 +129,7 @@ std::string allowedBy(const WriteConstraint& constraint, const Field& field) {
                            : "write " + Common::alternatives(choices);
 }
 
-/** Returns why a field does not allow a number; empty if the field allows it. @param text the number in the message. */
+/** Returns the reason why a field does not allow a number; empty if it does. @param text the number for the message. */
 std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::string& text) {
     if (!field.writeConstraint) {
         return "";

@@ -14,7 +14,7 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** Returns the bits of a register inside those of its fields that meet a condition. */
+/** Returns the bits of the fields that meet a condition. Leaves out fields outside the register. */
 template <typename Condition>
 std::uint64_t bitsOfFields(const Register& aRegister, const Condition& condition) {
     std::uint64_t bits = 0;
@@ -32,7 +32,7 @@ std::uint64_t bitsOfWritableFields(const Register& aRegister) {
     return bitsOfFields(aRegister, [](const Field& field) { return isWritable(field.access); });
 }
 
-/** Returns why a masked write must not include unassigned bits with these properties; empty if it may. */
+/** Returns the reason why a write must not include unassigned bits with these properties; empty if it may. */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";
@@ -161,7 +161,7 @@ private:
         const std::vector<const Field*> lost = otherFields([this, &settled](const Field& field) {
             const std::uint64_t bits = maskOf(field) & ~settled;
             const bool isLost = contradictions(field.modifiedWrite, bits, m_modified) != 0;
-            // If the user assigns this field, its bits have a fixed value for the later fields, too.
+            // If the user also assigns this field, its bits have a fixed value for the later fields.
             settled |= isLost ? bits : 0;
             return isLost;
         });

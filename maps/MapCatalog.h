@@ -69,7 +69,7 @@ public:
      * Returns the map of a file.
      *
      * @param position the number of the file in the order of the search, counted from 0.
-     * @throws UnusableMap if the file is not a map.
+     * @throws UnusableMap if this file or an earlier file is not a map.
      */
     const ReadMap& map(std::size_t position);
 

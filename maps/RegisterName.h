@@ -63,7 +63,10 @@ std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const st
 /** Returns the elements of `names` that the user may have meant by `name`. Ignores the case of letters. */
 std::vector<std::string> similarTo(const std::string& name, const std::vector<std::string>& names);
 
-/** Returns up to three names that the user may have meant by an unknown name. Ignores the case of letters. */
+/**
+ * Returns up to three names of registers or fields that the user may have meant by an unknown name. Ignores the case of
+ * letters.
+ */
 std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name);
 
 } // namespace Maps

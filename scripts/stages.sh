@@ -1,11 +1,12 @@
 # SPDX-License-Identifier: MIT
-# The stages of ./check: what each needs, how long it takes, and what it does. Source this file; do not run it.
+# The stages of ./check: the packages and the time that each stage needs, and its commands. Source this file; do not run
+# it.
 #
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
-long_stages=(abitest musl analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
+long_stages=(abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages)
 
 describe_stage() {
     case $1 in
@@ -24,13 +25,14 @@ describe_stage() {
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
         abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
-        musl) echo 'the libraries, compiled against the headers of musl' ;;
+        builders) echo 'the libraries with the headers of musl, and the recipes for Yocto and Buildroot' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
         variants) echo 'programs that use installations of the debug build, the builds with sanitizers, and other builds' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
+        fleet) echo 'Prometheus with 50 simulated nodes: metrics, registers, a node that ends, an alert' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
@@ -56,7 +58,9 @@ packages_of() {
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
-        musl) echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
+        builders)
+            echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
+            ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants)
@@ -65,6 +69,7 @@ packages_of() {
             ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
+        fleet) echo "${tests[@]}" curl prometheus:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -78,10 +83,10 @@ folder_of() {
         counts) echo build/benchmarks ;;
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
-        musl) echo build/builders/musl ;;
+        builders) echo build/builders/musl ;;
         installed) echo build/python ;;
         variants) echo build/armhf-release ;;
-        dissector | tunnels) echo build/dev ;;
+        dissector | tunnels | fleet) echo build/dev ;;
         pythonlong | wheel) echo build/python ;;
         soak) echo build/hardened ;;
         packages) echo "$rynvel_cache/chroots" ;;
@@ -117,12 +122,13 @@ usual_seconds() {
         counts) echo 27 10 ;;
         abi) echo 60 12 ;;
         abitest) echo 200 120 ;;
-        musl) echo 20 3 ;;
+        builders) echo 25 8 ;;
         board) echo 95 80 ;;
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
         dissector) echo 70 14 ;;
         tunnels) echo 60 5 ;;
+        fleet) echo 80 20 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -329,7 +335,7 @@ stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-
 
 stage_counts() { benchmarks/counts; }
 
-# The stages dev and armhf build the libraries too, so this stage takes little time after them.
+# The stages dev and armhf also build the libraries, so this stage takes little time after them.
 stage_abi() (
     . scripts/checks.sh
     suite=abi
@@ -340,7 +346,7 @@ stage_abi() (
     summary
 )
 
-stage_musl() { tests/builders/musl.sh build/builders; }
+stage_builders() { tests/builders/musl.sh build/builders && tests/builders/recipes.sh build/builders; }
 
 stage_abitest() { tests/abi/run.sh build/abitest; }
 
@@ -384,6 +390,8 @@ build_programs() { cmake --preset dev && cmake --build --preset dev --target ryn
 stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
 
 stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
+
+stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 

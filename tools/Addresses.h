@@ -43,14 +43,15 @@ public:
     /**
      * Finds a register, a field, or bits of a register, such as `REGISTER[7:4]`.
      *
-     * @throws Failure also if the text is the name of a register and also selects bits of another one.
+     * @throws Failure as find() does, and if the text is the name of a register and also selects bits of another
+     *         register.
      */
     Addressed findPart(const std::string& text);
 
     /** Finds the same as findPart(), and also the registers of a range of addresses, such as 0x10..0x1c. */
     Addressed findRange(const std::string& text);
 
-    /** Finds a register. @throws Failure also for a field. */
+    /** Finds a register. @throws Failure as find() does, and for a field. */
     Addressed findWhole(const std::string& text);
 
     /** Returns whether a text has the form of a range of addresses, such as 0x10..0x1c. */
@@ -115,7 +116,7 @@ std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const F
 /** Returns the requested value: that of the register, of its field, or of its bits. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
-/** Returns a register with its fields. @param value the value of the word, which may have further bits. */
+/** Returns a register with its fields. @param value the value of the word. Bits outside the register are ignored. */
 RegisterValue decoded(const MappedRegister& whole, std::uint32_t value);
 
 } // namespace Rynvelctl

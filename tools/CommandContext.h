@@ -62,7 +62,11 @@ public:
     /** Returns a device, which stays open for further commands. @throws Failure if the device cannot be opened. */
     std::shared_ptr<OpenDevice> open(const Target& target) const;
 
-    /** Opens the device of a range. @throws Failure also if a register is outside the map of the device. */
+    /**
+     * Opens the device of a range.
+     *
+     * @throws Failure if the device cannot be opened, or if a register is outside its map.
+     */
     std::shared_ptr<OpenDevice> open(const RegisterRange& range) const;
 
     /** Returns the register maps. @throws Maps::UnusableMap if a file or folder that the user gives cannot be read. */
@@ -76,7 +80,11 @@ public:
      */
     const RegisterMap* findRegisterMap(const Target& target) const;
 
-    /** Returns the result of findRegisterMap(). @throws Failure also if no register map describes the device. */
+    /**
+     * Returns the description of a device.
+     *
+     * @throws Failure as findRegisterMap() does, and if no register map describes it.
+     */
     const RegisterMap& registerMap(const Target& target) const;
 
     /**

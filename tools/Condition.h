@@ -36,6 +36,7 @@ class Condition {
 public:
     /**
      * Both arguments must outlive this object.
+     *
      * @throws Failure if the condition does not depend on the value that is read, or if it is not valid for the
      * register, field or bits.
      */

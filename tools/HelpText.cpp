@@ -16,8 +16,8 @@ struct HelpSection {
 };
 
 /**
- * Returns the sections about the program as a whole. A function builds them, so that only a request for help takes the
- * time.
+ * Returns the sections about the program as a whole. A function builds the sections, because most commands show no help
+ * and must not spend the time.
  */
 std::vector<HelpSection> helpSections() {
     return {

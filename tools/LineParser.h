@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** Parses lines. Each line contains one command with its options and arguments, and no global options. */
+/** Parses lines. A line contains one command with its options and arguments, but without global options. */
 class LineParser {
 public:
     LineParser();

@@ -32,7 +32,7 @@ public:
 
     /**
      * Returns the next line without its end and without a byte order mark; none after the last line. Returns only the
-     * first longestLine + 1 bytes of a longer line, at once.
+     * first longestLine + 1 bytes of a longer line, without reading the rest.
      *
      * @throws Failure if the file cannot be read or if the time-out has expired, or OutputClosed.
      */

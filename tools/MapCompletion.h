@@ -21,10 +21,14 @@ class MapCompletion {
 public:
     MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}
 
-    /** Returns the registers. */
+    /** Returns the names of the registers that the command can use. */
     std::vector<std::string> registers() const;
 
-    /** Returns the fields of a register. @param word begins with the name of the register and a dot. */
+    /**
+     * Returns the names of the fields that the command can use.
+     *
+     * @param word begins with the name of the register and a dot.
+     */
     std::vector<std::string> fields(const std::string& word) const;
 
     /**

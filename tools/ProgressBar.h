@@ -16,7 +16,7 @@
 
 namespace Rynvelctl {
 
-/** Returns a line with a bar that fits the columns of a terminal. @param total is at least `done`, and not 0. */
+/** Returns a line with a bar that fits the columns of a terminal. @param total must be at least `done`, and not 0. */
 std::string progressLine(const std::string& label, std::size_t done, std::size_t total, std::size_t columns);
 
 /**

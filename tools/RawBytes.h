@@ -12,7 +12,7 @@
 
 namespace Rynvelctl {
 
-/** Returns the bytes of the values, each in the byte order of this machine. @param width in bits. */
+/** Returns the bytes of the values, in the byte order of this machine. @param width the register width in bits. */
 std::string bytesOf(const std::vector<std::uint32_t>& values, unsigned int width);
 
 /**

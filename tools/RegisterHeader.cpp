@@ -43,7 +43,7 @@ struct Group {
     std::string name{};
 };
 
-/** The macros of a register, or of all registers of an array. */
+/** The macros of a register, of all registers of an array, or of an array of clusters. */
 struct Block {
     std::uint64_t offset = 0;
     std::string comment;
@@ -79,7 +79,7 @@ std::string described(const std::string& name, const std::string& description) {
     return description.empty() ? name : name + ": " + description;
 }
 
-/** Returns the name of one of the parameters of a macro. */
+/** Returns the name of the macro parameter at a position. */
 std::string parameter(std::size_t position, std::size_t count) {
     return count == 1 ? "index" : "index" + std::to_string(position);
 }
@@ -184,7 +184,7 @@ private:
         }
     }
 
-    /** Returns whether all fields of the array of a field are inside the register. */
+    /** Returns whether all fields in the array of this field are inside the register. */
     bool isComplete(const Maps::Field& field) const {
         const Maps::ArrayElement& element = field.arrayElement;
         const std::uint64_t further = element.array->size - element.position - 1;

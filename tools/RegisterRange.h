@@ -48,7 +48,7 @@ public:
      * Constructs the range of a single register that has a name and is at most as wide as the registers of the device.
      *
      * @param device must outlive this range and its copies.
-     * @throws Failure if the register has no address.
+     * @throws Failure if the register cannot be addressed.
      */
     RegisterRange(const Target& device, std::uint32_t index, std::string name, unsigned int bits);
 
@@ -62,7 +62,7 @@ public:
     /** Returns the range of the single register at `position`, counted from 0. It has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
-    /** Returns whether all registers are inside the map of the device. @param mapSize in bytes; none if unknown. */
+    /** Returns whether all registers are inside the map of the device. @param mapSize as in requireInside(). */
     bool isInside(std::optional<std::uint32_t> mapSize) const;
 
     /**

@@ -40,7 +40,7 @@ struct ServedDevice {
     /** The name of the device type. */
     std::string type;
     unsigned int width;
-    /** Whether the program could ask the server for the device. */
+    /** Whether the program has asked the server for the device. */
     bool isAsked;
     /** The reason why the device cannot be used on the server; empty if the server serves it. */
     std::string obstacle;
@@ -128,7 +128,7 @@ struct LoadedRange {
     std::size_t bytes() const;
 };
 
-/** The values of the registers of a range, or of its first registers if reading the next one has failed. */
+/** The values of a range of registers. If reading a register has failed, only the values before that register. */
 struct RegisterDump {
     RegisterRange range;
     std::vector<std::uint32_t> values;

@@ -37,13 +37,14 @@ public:
     Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
 
     /**
-     * Writes and reads back each register, in the order of the snapshot. It ends at the first failure.
+     * Compares the registers with the snapshot, in the order of the snapshot. Writes the parts that differ, and reads
+     * them back. Ends at the first failure.
      *
      * @return the failure; none if there is none.
      */
     std::optional<Failure> restore(const Snapshot& snapshot);
 
-    /** Returns the registers that were written. */
+    /** Returns the registers that were written; in a dry run, the registers that a restoration would write. */
     const std::vector<RestoredRegister>& restored() const { return m_restored; }
 
     /** Returns the registers and fields that were not restored. */

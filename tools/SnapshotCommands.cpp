@@ -151,7 +151,10 @@ Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& opt
     return std::move(taken.snapshot);
 }
 
-/** Returns the description of a device; null if there is none, or if a register map cannot be used. */
+/**
+ * Returns the description of a device; null if there is none. If a register map cannot be used, prints an error message
+ * and returns null.
+ */
 const Maps::Peripheral* describe(const CommandContext& context, const std::string& device) {
     try {
         const auto description = context.maps().find(device);

@@ -20,8 +20,8 @@ namespace Rynvelctl {
 
 /**
  * Draws lines on the terminal, and replaces them in place. While the object exists, the cursor is hidden, and the
- * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal.
- * A signal that ends or stops the process restores both, too. In the background of the terminal, the object draws
+ * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal. A
+ * signal that ends or stops the process also restores both. In the background of the terminal, the object draws
  * nothing. Only one object may exist at a time.
  */
 class Terminal {
@@ -29,7 +29,7 @@ public:
     /** Returns whether standard output is a terminal that can move its cursor. */
     static bool isAvailable();
 
-    /** @param output must outlive this object. @throws Failure or OutputClosed, as every function that writes. */
+    /** @param output must outlive this object. @throws Failure or OutputClosed, like every function that writes. */
     explicit Terminal(const Output& output);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;

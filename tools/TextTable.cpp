@@ -35,7 +35,7 @@ std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t line
     return lineWidth > others + narrowest ? lineWidth - others : narrowest;
 }
 
-/** Returns a text as lines of at most `width` characters, at least one line. A longer word has a line of its own. */
+/** Returns a text as lines of at most `width` characters, at least one line. A longer word is alone on a line. */
 std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
     if (characterCount(text) <= width) {
         return {text};

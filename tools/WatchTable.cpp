@@ -172,7 +172,7 @@ std::string WatchTable::title() const {
 }
 
 bool WatchTable::isHighlighted(const Row& row) const {
-    // A change between two drawings of the table is visible, too.
+    // A change between two drawings of the table stays visible for a while, because a drawing may skip samples.
     return m_style.usesColor && !row.oldValue.empty() &&
            (row.isChanged || m_samples.back() - row.lastChange < highlightTime);
 }

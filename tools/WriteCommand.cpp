@@ -35,7 +35,7 @@ struct PlannedWrite {
      * fields.
      */
     WrittenValue given;
-    /** Whether the command refuses a write that gives the register a value that its map does not allow. */
+    /** Whether the command checks before the write that the register map allows the resulting value. */
     bool checksResult = false;
 };
 

@@ -66,8 +66,8 @@ public:
     const MemoryDevice* findMemoryDevice(const std::string& logicalDevName) const;
 
     /**
-     * Builds the device that `row` describes. You may pass a row of the device table or a row of your own. The caller
-     * owns the device, which has no handle.
+     * Builds the device that `row` describes. You may pass a row of the device table or your own row. The caller owns
+     * the device, which has no handle.
      *
      * @param row the row that describes the device.
      * @param mutex the mutex that serializes the register operations. The device takes ownership.

@@ -266,7 +266,7 @@ TEST(FieldPattern, IsNotANumberThatIsAlsoTheNameOfOtherNumbers) {
     EXPECT_TRUE(matches("0x4", aRegister, 4));
 }
 
-/** Returns a register whose field F has a value with the name 10, which is not its number. */
+/** Returns a register whose field F has a value with the name 10. The number of this value is not 10. */
 Maps::Register withNumericName() {
     return onlyRegister(
         read(mapOfFields(field("F", "[3:0]", valuesFor("write", value("10", "2") + value("on", "1"))))));

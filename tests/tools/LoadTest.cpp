@@ -313,7 +313,7 @@ protected:
     /**
      * Returns a service that takes a second for each of some accesses to registers.
      *
-     * @param firstLate is counted from 1.
+     * @param firstLate the number of the first slow access, counted from 1.
      */
     static TestPeer::Service serviceWith(std::size_t firstLate, std::size_t count = 1) {
         // The first request opens the device.
@@ -339,7 +339,7 @@ protected:
         return command;
     }
 
-    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
+    /** Runs a command with standard error on the terminal. Returns the output on the terminal. */
     std::string shown(const std::string& line, const TestPeer::Service& service, const std::string& output,
                       int status = 0) {
         const TestPeer peer(service);
@@ -350,7 +350,7 @@ protected:
     }
 
     std::string terminalText() const {
-        // The terminal delivers its bytes in order, but not at once.
+        // The terminal delivers its bytes in order, but possibly with a delay.
         const char end = '|';
         EXPECT_EQ(write(m_other, &end, 1), 1);
         std::string text;

@@ -585,7 +585,9 @@ TEST_F(RegisterNames, PrintAWatchedFieldOnlyWhenTheFieldChanges) {
     EXPECT_EQ(program.outputLine(), "CTRL 0x00000231");
 }
 
-/** The maps that the program searches, without those in its folders. */
+/**
+ * The search for maps in the environment and on the command line. The tests do not use the folders of the installation.
+ */
 class MapsOfRegisterNames : public RegisterNames {
 protected:
     void expectWith(const std::string& maps, const std::string& line, int status, const std::string& output,

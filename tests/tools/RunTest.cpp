@@ -33,7 +33,7 @@ class CommandFiles : public DescribedProgram {
 protected:
     CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
-    /** Runs commands from a file. @param options before the command of the program. */
+    /** Runs commands from a file. @param options the options that precede the command `run`. */
     Ending run(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         return runProgram(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path());
@@ -64,7 +64,11 @@ protected:
         return Process(commandOf(RYNVELCTL_FOR_TESTS, words("run " + options)), {preparation, {}}).wait();
     }
 
-    /** Runs commands from a file with another standard output. @param output its descriptor, which is closed. */
+    /**
+     * Runs commands from a file with another standard output.
+     *
+     * @param output its descriptor, which this function closes.
+     */
     Ending runWithOutput(int output, const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         Program program(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path(), output);
@@ -72,7 +76,7 @@ protected:
         return program.wait();
     }
 
-    /** Returns the write end of a pipe that nobody reads. */
+    /** Returns the write end of a pipe without a reader. */
     static int outputWithoutAReader() {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
@@ -80,12 +84,12 @@ protected:
         return ends[1];
     }
 
-    /** Runs commands from a file with a standard output that nobody reads. */
+    /** Runs commands from a file with a standard output without a reader. */
     Ending runWithoutAReader(const std::string& commands, const std::string& options = "") const {
         return runWithOutput(outputWithoutAReader(), commands, options);
     }
 
-    /** Runs commands from a pipe that stays open, with a standard output that nobody reads. */
+    /** Runs commands from a pipe that stays open, with a standard output without a reader. */
     Ending runInputWithoutAReader(const std::string& commands, const std::string& options = "") const {
         std::array<int, 2> input{};
         EXPECT_EQ(pipe2(input.data(), O_CLOEXEC), 0);

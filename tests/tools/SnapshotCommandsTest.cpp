@@ -99,14 +99,14 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
-    /** @param output the descriptor of standard output, which is closed. */
+    /** @param output the descriptor of standard output, which this function closes. */
     Ending runWithOutput(int output, const std::string& line) const {
         Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), output);
         close(output);
         return program.wait();
     }
 
-    /** Runs the program with a standard output that nobody reads. */
+    /** Runs the program with a standard output without a reader. */
     Ending runWithoutAReader(const std::string& line) const {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
