@@ -8,7 +8,7 @@ rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 target_root="$rynvel_cache/armhf"
 
 # The folder of packages of this machine that are unpacked instead of installed, because their installation would start a
-# service. The name of such a package ends in ":unpacked".
+# service. The names of these packages end in ":unpacked".
 unpacked_root="$rynvel_cache/unpacked"
 
 # The packages for a build for this machine, and the additional packages for a build for the target.

@@ -1,11 +1,12 @@
 # SPDX-License-Identifier: MIT
-# The stages of ./check: what each needs, how long it takes, and what it does. Source this file; do not run it.
+# The stages of ./check: the packages and the time that each stage needs, and its commands. Source this file; do not run
+# it.
 #
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
-long_stages=(abitest musl analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
+long_stages=(abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages)
 
 describe_stage() {
     case $1 in
@@ -13,24 +14,25 @@ describe_stage() {
         scripts) echo 'the tests of the scripts that ./check itself uses' ;;
         site) echo 'the documentation and the reference as HTML pages, with their links and their search' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
-        analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
+        analyze) echo 'the static analyzer of clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
-        asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
+        asan) echo 'all tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
-        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
+        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and threads that share devices' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
         abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
-        musl) echo 'the libraries, compiled against the headers of musl' ;;
+        builders) echo 'the libraries with the headers of musl, and the recipes for Yocto and Buildroot' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
-        variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
+        variants) echo 'programs that use installations of the debug build, the builds with sanitizers, and other builds' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
+        fleet) echo 'Prometheus with 50 simulated nodes: metrics, registers, a node that ends, an alert' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
@@ -56,7 +58,9 @@ packages_of() {
         bigendian) echo "${tests[@]}" gcc-s390x-linux-gnu g++-s390x-linux-gnu qemu-user ;;
         counts) echo "${build_packages[@]}" ;;
         abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
-        musl) echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils ;;
+        builders)
+            echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
+            ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
         installed | variants)
@@ -65,6 +69,7 @@ packages_of() {
             ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
+        fleet) echo "${tests[@]}" curl prometheus:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -78,10 +83,10 @@ folder_of() {
         counts) echo build/benchmarks ;;
         abi) echo build/armhf ;;
         abitest) echo build/abitest ;;
-        musl) echo build/builders/musl ;;
+        builders) echo build/builders/musl ;;
         installed) echo build/python ;;
         variants) echo build/armhf-release ;;
-        dissector | tunnels) echo build/dev ;;
+        dissector | tunnels | fleet) echo build/dev ;;
         pythonlong | wheel) echo build/python ;;
         soak) echo build/hardened ;;
         packages) echo "$rynvel_cache/chroots" ;;
@@ -104,25 +109,26 @@ usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
         site) echo 20 20 ;;
-        lint) echo 85 1 ;;
+        lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
-        python) echo 120 60 ;;
-        pythonlong) echo 130 50 ;;
+        python) echo 120 70 ;;
+        pythonlong) echo 240 65 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
         abi) echo 60 12 ;;
         abitest) echo 200 120 ;;
-        musl) echo 20 3 ;;
+        builders) echo 25 8 ;;
         board) echo 95 80 ;;
         installed) echo 60 15 ;;
         variants) echo 80 30 ;;
         dissector) echo 70 14 ;;
         tunnels) echo 60 5 ;;
+        fleet) echo 80 20 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -130,7 +136,7 @@ usual_seconds() {
     esac
 }
 
-# Prints how many jobs run at the same time if they wait for a part of their time, such as tests of time-outs.
+# Prints the number of parallel jobs for work that spends some of its time waiting, such as tests of time-outs.
 jobs_that_wait() { echo $(($(nproc) + 1)); }
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
@@ -224,7 +230,10 @@ stage_python() {
 }
 
 stage_pythonlong() {
-    build python && python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml"
+    build python && build python-tsan && check_python_types threads python/tests/threads/*.py &&
+        python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml" &&
+        python/tests/threads/run build/python-tsan build/python/server/rynveld \
+            --junitxml="$RYNVEL_RESULTS/python_threads_tests.xml"
 }
 
 stage_wheel() {
@@ -326,7 +335,7 @@ stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-
 
 stage_counts() { benchmarks/counts; }
 
-# The stages dev and armhf build the libraries too, so this stage takes little time after them.
+# The stages dev and armhf also build the libraries, so this stage takes little time after them.
 stage_abi() (
     . scripts/checks.sh
     suite=abi
@@ -337,7 +346,7 @@ stage_abi() (
     summary
 )
 
-stage_musl() { tests/builders/musl.sh build/builders; }
+stage_builders() { tests/builders/musl.sh build/builders && tests/builders/recipes.sh build/builders; }
 
 stage_abitest() { tests/abi/run.sh build/abitest; }
 
@@ -381,6 +390,8 @@ build_programs() { cmake --preset dev && cmake --build --preset dev --target ryn
 stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
 
 stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
+
+stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 

@@ -1,0 +1,3 @@
+# SPDX-License-Identifier: MIT
+
+include $(sort $(wildcard $(BR2_EXTERNAL_RYNVEL_PATH)/package/*/*.mk))
