@@ -222,6 +222,18 @@ std::uint32_t RecordConnection::receiveInterrupt(const Deadline& deadline) {
     return interruptWord(interrupt);
 }
 
+std::optional<std::uint32_t> RecordConnection::takeInterrupt() {
+    static constexpr ZilTraceHeader header{"common/RecordConnection", __LINE__, "takeInterrupt"};
+    requireInSync();
+    m_interruptBytes += receiveSome(m_interrupt, m_interruptBytes);
+    if (m_interruptBytes < m_interrupt.getSize()) {
+        return std::nullopt;
+    }
+    m_interruptBytes = 0;
+    traceRecord(header, m_interrupt);
+    return interruptWord(m_interrupt);
+}
+
 int RecordConnection::poll(short events, const Deadline& deadline) const {
     pollfd ready{descriptor(), events, 0};
     if (!m_interruption) {
@@ -273,17 +285,22 @@ void RecordConnection::send(const Rynvel::IMessage& message, const Deadline& dea
 
 void RecordConnection::receive(Rynvel::IMessage& message, const Deadline& deadline) const {
     static constexpr ZilTraceHeader header{"common/RecordConnection", __LINE__, "receive"};
-    auto* const bytes = static_cast<char*>(message.toBuffer());
     std::size_t count = 0;
     while (count < message.getSize()) {
         waitFor(POLLIN, deadline);
-        const ssize_t received = ::recv(descriptor(), bytes + count, message.getSize() - count, 0);
-        if (received == 0) {
-            throw connectionClosed();
-        }
-        count += transferred(received);
+        count += receiveSome(message, count);
     }
     traceRecord(header, message);
+}
+
+/** Receives bytes that follow the first `count` bytes of a record. Returns the number of the received bytes. */
+std::size_t RecordConnection::receiveSome(Rynvel::IMessage& message, std::size_t count) const {
+    auto* const bytes = static_cast<char*>(message.toBuffer());
+    const ssize_t received = ::recv(descriptor(), bytes + count, message.getSize() - count, 0);
+    if (received == 0) {
+        throw connectionClosed();
+    }
+    return transferred(received);
 }
 
 } // namespace Common

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -93,6 +94,12 @@ public:
      */
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
+    /**
+     * Returns the interrupt word if the last byte of the next interrupt has arrived. Does not wait, and does not call
+     * the interruption. Keeps the bytes of an incomplete record for the next call of this function.
+     */
+    std::optional<std::uint32_t> takeInterrupt();
+
 private:
     int poll(short events, const Deadline& deadline) const;
     void waitFor(short events, const Deadline& deadline) const;
@@ -100,10 +107,14 @@ private:
     void requireNoExtraBytes() const;
     void send(const Rynvel::IMessage& message, const Deadline& deadline) const;
     void receive(Rynvel::IMessage& message, const Deadline& deadline) const;
+    std::size_t receiveSome(Rynvel::IMessage& message, std::size_t count) const;
 
     const Descriptor m_socket;
     const Interruption m_interruption;
     bool m_isInSync = true;
+    Rynvel::InterruptMessage m_interrupt;
+    /** The number of bytes of m_interrupt that have arrived. */
+    std::size_t m_interruptBytes = 0;
 };
 
 } // namespace Common

@@ -124,6 +124,8 @@ std::uint32_t RemoteDevice::receiveInterrupt(const Deadline& deadline) {
     return m_interrupts->receiveInterrupt(deadline);
 }
 
+std::optional<std::uint32_t> RemoteDevice::takeInterrupt() { return m_interrupts->takeInterrupt(); }
+
 Rynvel::Response RemoteDevice::execute(const Rynvel::Request& request) {
     return m_requests.execute(request, m_deadlineFactory());
 }

@@ -79,6 +79,12 @@ public:
     /** Waits for the next interrupt and returns its interrupt word. Call arm() first. */
     std::uint32_t receiveInterrupt(const Deadline& deadline);
 
+    /**
+     * Returns the interrupt word if a whole interrupt record has arrived. Does not wait, and does not call the
+     * interruption. Call arm() first. Do not use both this function and receiveInterrupt() after the same arm().
+     */
+    std::optional<std::uint32_t> takeInterrupt();
+
 private:
     Rynvel::Request request(Rynvel::RequestData::Type type) const { return {type, m_name}; }
     Rynvel::Response execute(const Rynvel::Request& request);

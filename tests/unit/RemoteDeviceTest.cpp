@@ -322,6 +322,24 @@ TEST_F(RemoteDevices, GiveUpOnAnIncompleteInterrupt) {
                 [&] { remote.receiveInterrupt(Deadline(longTime)); });
 }
 
+TEST_F(RemoteDevices, TakeAnInterruptWhenItsLastByteHasArrived) {
+    auto remote = device();
+    pollfd arrival{remote.arm(), POLLIN, 0};
+    EXPECT_EQ(remote.takeInterrupt(), std::nullopt);
+    m_peer.send(1, {0, 0, 1});
+    ASSERT_EQ(poll(&arrival, 1, -1), 1);
+    EXPECT_EQ(remote.takeInterrupt(), std::nullopt);
+    EXPECT_EQ(remote.takeInterrupt(), std::nullopt);
+    m_peer.send(1, {2, 0, 0, 0, 9});
+    ASSERT_EQ(poll(&arrival, 1, -1), 1);
+    EXPECT_EQ(remote.takeInterrupt(), 258U);
+    EXPECT_EQ(remote.takeInterrupt(), 9U);
+    EXPECT_EQ(remote.takeInterrupt(), std::nullopt);
+    m_peer.close(1);
+    ASSERT_EQ(poll(&arrival, 1, -1), 1);
+    expectError(Cause::Unreachable, "the connection was closed", [&] { remote.takeInterrupt(); });
+}
+
 TEST_F(RemoteDevices, ReportThatTheConnectionHasEnded) {
     m_peer.script({closing()});
     expectError(Cause::Unreachable, "the connection was closed", [&] { device(); });

@@ -324,10 +324,10 @@ void stopInterrupts(DeviceState& state) {
 /** Closes the device. Does not change the state of the device in the process that has forked this one. */
 void close(DeviceState& state) {
     const std::shared_ptr<OpenDevice> device = std::exchange(state.device, nullptr);
-    if (!device || state.forks != Forks::count()) {
-        return;
+    // Without a device, an earlier call may have been interrupted.
+    if (state.forks == Forks::count()) {
+        stopInterrupts(state);
     }
-    stopInterrupts(state);
 }
 
 PyObject* closeDevice(PyObject* self, PyObject* /*unused*/) {
@@ -342,7 +342,7 @@ PyObject* startInterrupts(PyObject* self, PyObject* /*unused*/) {
         DeviceState& state = stateOf(self);
         const std::shared_ptr<OpenDevice> device = usable(state);
         const auto present = state.session.lock();
-        if (state.isSessionStarting || (present && !present->isStopped())) {
+        if (state.isSessionStarting || (present && !present->isReleased())) {
             throw OperationError(ErrorKind::InUse,
                                  state.properties.name + ": the interrupts of this device are already in use");
         }
@@ -510,7 +510,8 @@ void addDeviceType(PyObject* module) {
         {"close", closeDevice, METH_NOARGS,
          "close($self, /)\n--\n\n"
          "Disable the interrupts if they are in use, and close the device.\n\n"
-         "Ends the wait of another thread with ClosedError. A closed device stays closed."},
+         "Ends the wait of another thread with ClosedError. A closed device stays closed.\n\n"
+         "Ctrl-C ends a close() that waits for another thread. Call it again to disable the interrupts."},
         {"_start_interrupts", startInterrupts, METH_NOARGS, "Enable the interrupts and return a Session."},
         {nullptr, nullptr, 0, nullptr}};
     static PyGetSetDef attributes[] = {

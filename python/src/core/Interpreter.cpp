@@ -39,11 +39,21 @@ private:
     bool m_isReached = false;
 };
 
+bool isInterpreterEnding() {
+#if PY_VERSION_HEX >= 0x030D0000
+    return Py_IsFinalizing() != 0;
+#else
+    return _Py_IsFinalizing() != 0;
+#endif
+}
+
 } // namespace
 
 thread_local UnlockedWork* UnlockedWork::s_current = nullptr;
 
-UnlockedWork::UnlockedWork() : m_state(PyEval_SaveThread()), m_outer(s_current) { s_current = this; }
+UnlockedWork::UnlockedWork() : m_state(PyEval_SaveThread()), m_outer(s_current), m_thread(std::this_thread::get_id()) {
+    s_current = this;
+}
 
 void UnlockedWork::end() {
     s_current = m_outer;
@@ -52,16 +62,26 @@ void UnlockedWork::end() {
 
 void UnlockedWork::lock() {
     StopUnlessReached stop;
+    m_isLocking = true;
     PyEval_RestoreThread(m_state);
     stop.reached();
 }
+
+void UnlockedWork::release() {
+    m_isLocking = false;
+    m_state = PyEval_SaveThread();
+}
+
+// The interpreter begins to end with the interpreter lock, and the thread clears m_isLocking with that lock. If
+// m_isLocking is true after that, the thread does not have the lock, and will not get it.
+bool UnlockedWork::isLost() const { return isInterpreterEnding() && m_isLocking; }
 
 void UnlockedWork::checkSignals() {
     UnlockedWork& work = *s_current;
     work.lock();
     // A handler may itself call functions that work without the lock.
     const int result = PyErr_CheckSignals();
-    work.m_state = PyEval_SaveThread();
+    work.release();
     s_current = &work;
     if (result != 0) {
         throw PythonError();

@@ -8,7 +8,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
+#include <mutex>
+#include <thread>
 
 #include <Python.h>
 
@@ -37,13 +40,43 @@ public:
      */
     static void checkSignalsSometimes();
 
+    /** Returns the work of the calling thread, which must work without the interpreter lock. */
+    static const UnlockedWork* current() { return s_current; }
+
+    /** Returns whether the calling thread does this work, or does other work in a signal handler during this work. */
+    bool isOfThisThread() const { return m_thread == std::this_thread::get_id(); }
+
+    /**
+     * Returns whether the work never continues: the thread waits for the interpreter lock, and the interpreter ends.
+     * The thread then keeps what it has locked. Any thread may call this function.
+     */
+    bool isLost() const;
+
+    /** Waits until a condition is true. Calls signal handlers meanwhile, without the mutex. @throws PythonError */
+    template <typename Condition>
+    static void waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
+                          const Condition& isReached) {
+        constexpr std::chrono::milliseconds signalInterval(100);
+        while (!isReached()) {
+            if (changed.wait_for(lock, signalInterval) == std::cv_status::timeout) {
+                lock.unlock();
+                checkSignals();
+                lock.lock();
+            }
+        }
+    }
+
 private:
     void lock();
+    void release();
 
     static thread_local UnlockedWork* s_current;
 
     PyThreadState* m_state;
     UnlockedWork* const m_outer;
+    const std::thread::id m_thread;
+    /** Whether the thread waits for the interpreter lock or holds it. */
+    std::atomic<bool> m_isLocking{false};
     std::chrono::steady_clock::time_point m_lastCheck;
 };
 

@@ -10,7 +10,6 @@
 #include <sys/eventfd.h>
 
 #include "Errors.h"
-#include "Interpreter.h"
 
 namespace RynvelPython {
 
@@ -30,17 +29,17 @@ public:
         if (session.m_isStopped) {
             session.throwClosed();
         }
-        if (session.m_waiter) {
+        if (session.m_waiter != nullptr) {
             throw OperationError(ErrorKind::InUse, session.m_device->properties().name +
                                                        ": another thread or task waits for the interrupts");
         }
-        session.m_waiter = std::this_thread::get_id();
+        session.m_waiter = UnlockedWork::current();
     }
     Waiter(const Waiter&) = delete;
     Waiter& operator=(const Waiter&) = delete;
     ~Waiter() {
         const std::lock_guard<std::mutex> lock(m_session.m_mutex);
-        m_session.m_waiter.reset();
+        m_session.m_waiter = nullptr;
         m_session.m_waitEnded.notify_all();
     }
 
@@ -119,13 +118,14 @@ bool InterruptSession::poll(int descriptor, const Common::Deadline& deadline) co
     return count > 0;
 }
 
-bool InterruptSession::isStopped() const {
+bool InterruptSession::isReleased() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_isStopped;
+    return m_isReleased;
 }
 
 void InterruptSession::requireActive() const {
-    if (isStopped()) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_isStopped) {
         throwClosed();
     }
 }
@@ -136,13 +136,12 @@ void InterruptSession::throwClosed() const {
 
 bool InterruptSession::requestStop() {
     std::unique_lock<std::mutex> lock(m_mutex);
-    if (std::exchange(m_isStopped, true)) {
-        return false;
-    }
+    m_isStopped = true;
     ::eventfd_write(stopDescriptor(), 1);
     // A signal handler may call this function in the thread that waits. That wait ends after the handler returns.
-    m_waitEnded.wait(lock, [this] { return !m_waiter || *m_waiter == std::this_thread::get_id(); });
-    return true;
+    UnlockedWork::waitUntil(m_waitEnded, lock,
+                            [this] { return m_waiter == nullptr || m_waiter->isOfThisThread() || m_waiter->isLost(); });
+    return !std::exchange(m_isReleased, true);
 }
 
 void InterruptSession::stop() {

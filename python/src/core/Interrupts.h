@@ -11,10 +11,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
 
 #include "Deadline.h"
 #include "Descriptor.h"
+#include "Interpreter.h"
 #include "OpenDevice.h"
 
 namespace RynvelPython {
@@ -49,10 +49,12 @@ public:
      * Ends a wait of another thread, disables the interrupts, and releases them. Does nothing if they are released.
      *
      * @throws OperationError if the interrupts cannot be disabled. They are released nevertheless.
+     * @throws PythonError if a signal handler ends the wait for the other thread. Another call then continues.
      */
     void stop();
 
-    bool isStopped() const;
+    /** Returns whether stop() has released the interrupts, or does so now. */
+    bool isReleased() const;
     /** @throws OperationError after stop(). */
     void requireActive() const;
 
@@ -69,7 +71,7 @@ private:
     /** Waits until a descriptor is readable. @return whether the descriptor of the device is. */
     bool poll(int descriptor, const Common::Deadline& deadline) const;
     [[noreturn]] void throwClosed() const;
-    /** Makes wait() end. @return whether this call is the first one. */
+    /** Makes wait() end. @return whether the caller must release the interrupts. */
     bool requestStop();
 
     const std::shared_ptr<OpenDevice> m_device;
@@ -80,7 +82,9 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_waitEnded;
     bool m_isStopped = false;
-    std::optional<std::thread::id> m_waiter;
+    bool m_isReleased = false;
+    /** The work of the thread that waits; null if none does. */
+    const UnlockedWork* m_waiter = nullptr;
 };
 
 } // namespace RynvelPython

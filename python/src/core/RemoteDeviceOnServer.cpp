@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <array>
-#include <atomic>
+#include <condition_variable>
 #include <mutex>
-#include <thread>
 #include <utility>
 #include <vector>
-
-#include <sys/socket.h>
 
 #include "Errors.h"
 #include "Interpreter.h"
@@ -19,33 +16,49 @@ namespace {
 
 using Common::ExchangeError;
 
-/** A mutex that knows its owner. */
-struct OwnedMutex {
-    std::timed_mutex mutex;
-    std::atomic<std::thread::id> owner{};
+/** The use of a connection by one thread at a time. */
+struct Usage {
+    std::mutex mutex;
+    std::condition_variable ended;
+    /** The work of the thread that uses the connection; null if none does. */
+    const UnlockedWork* user = nullptr;
 };
 
 /** A lock that a signal handler of the program can interrupt. */
 class InterruptibleLock {
 public:
-    InterruptibleLock(OwnedMutex& mutex, const std::string& label)
-        : m_mutex(mutex), m_lock(mutex.mutex, std::defer_lock) {
-        if (mutex.owner == std::this_thread::get_id()) {
-            throw OperationError(ErrorKind::InUse, label + ": a signal handler uses the device during an operation");
-        }
-        constexpr std::chrono::milliseconds checkInterval(100);
-        while (!m_lock.try_lock_for(checkInterval)) {
-            UnlockedWork::checkSignals();
-        }
-        m_mutex.owner = std::this_thread::get_id();
+    InterruptibleLock(Usage& usage, const std::string& label) : m_usage(usage) {
+        std::unique_lock<std::mutex> lock(usage.mutex);
+        UnlockedWork::waitUntil(usage.ended, lock, [&] {
+            requireEndOf(usage.user, label);
+            return usage.user == nullptr;
+        });
+        usage.user = UnlockedWork::current();
     }
     InterruptibleLock(const InterruptibleLock&) = delete;
     InterruptibleLock& operator=(const InterruptibleLock&) = delete;
-    ~InterruptibleLock() { m_mutex.owner = std::thread::id(); }
+    ~InterruptibleLock() {
+        const std::lock_guard<std::mutex> lock(m_usage.mutex);
+        m_usage.user = nullptr;
+        m_usage.ended.notify_one();
+    }
 
 private:
-    OwnedMutex& m_mutex;
-    std::unique_lock<std::timed_mutex> m_lock;
+    /** @throws OperationError if a wait for the user would not end. */
+    static void requireEndOf(const UnlockedWork* user, const std::string& label) {
+        if (user == nullptr) {
+            return;
+        }
+        if (user->isOfThisThread()) {
+            throw OperationError(ErrorKind::InUse, label + ": a signal handler uses the device during an operation");
+        }
+        if (user->isLost()) {
+            throw OperationError(ErrorKind::InUse,
+                                 label + ": the interpreter ends during an operation of another thread");
+        }
+    }
+
+    Usage& m_usage;
 };
 
 ErrorKind kindOf(ExchangeError::Cause cause) {
@@ -74,20 +87,18 @@ class RemoteDeviceOnServer final : public OpenDevice {
     // The functions below deduce their types from the result of this one.
     template <typename Operation>
     auto exchange(const Operation& operation) {
-        const InterruptibleLock lock(m_mutex, label());
+        const InterruptibleLock lock(m_usage, label());
         return call(label(), operation);
     }
 
 public:
     RemoteDeviceOnServer(const Common::ServerAddress& server, DeviceProperties properties,
                          std::chrono::milliseconds timeout)
-        : m_device(call(properties.name + '@' + properties.server,
-                        [&] {
-                            return Common::RemoteDevice(
-                                server, properties.name, properties.type.width,
-                                [timeout] { return Common::Deadline(timeout); }, UnlockedWork::checkSignals);
-                        })),
-          m_timeout(timeout) {
+        : m_device(call(properties.name + '@' + properties.server, [&] {
+              return Common::RemoteDevice(
+                  server, properties.name, properties.type.width, [timeout] { return Common::Deadline(timeout); },
+                  UnlockedWork::checkSignals);
+          })) {
         setProperties(std::move(properties));
     }
 
@@ -124,15 +135,8 @@ public:
         exchange([&] { m_device.write(address, values.data(), items); });
     }
 
-    // With this limit, poll() reports the socket as readable only when a whole record has arrived, or when the
-    // connection has ended. A server that is silent in the middle of a record cannot block the receiver.
     int prepareInterrupts() override {
-        return exchange([&] {
-            const int socket = m_device.arm();
-            const int recordSize = sizeof(std::uint32_t);
-            ::setsockopt(socket, SOL_SOCKET, SO_RCVLOWAT, &recordSize, sizeof(recordSize));
-            return socket;
-        });
+        return exchange([&] { return m_device.arm(); });
     }
 
     void enableInterrupts() override {
@@ -145,18 +149,19 @@ public:
 
     void releaseInterrupts() override { m_device.disarm(); }
 
-    // Does not lock the mutex, because the interrupts have a connection of their own.
+    // Does not lock the connection for requests, because the interrupts have a connection of their own. Does not wait
+    // for the rest of a record: the session waits, until its own deadline. A signal handler that ran here could close
+    // the device, and this function would use a connection that is destroyed.
     std::optional<std::uint32_t> receiveInterrupt() override {
-        return call(label(), [&] { return m_device.receiveInterrupt(Common::Deadline(m_timeout)); });
+        return call(label(), [&] { return m_device.takeInterrupt(); });
     }
 
 private:
     std::string label() const { return properties().name + '@' + properties().server; }
 
     Common::RemoteDevice m_device;
-    const std::chrono::milliseconds m_timeout;
     /** Serializes the requests. */
-    OwnedMutex m_mutex;
+    Usage m_usage;
 };
 
 Common::ServerAddress parse(const std::string& text) {

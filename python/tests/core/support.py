@@ -96,10 +96,11 @@ class ScriptedServer:
     """A register server whose answers a test determines.
 
     `answer` returns the answer to a request; None to end the connection. It may also write to the connection itself.
-    Without it, the server has registers in memory, which it answers from `normal_answer`.
+    Without it, the server has registers in memory, which it answers from `normal_answer`. With `path`, the server
+    listens on this Unix socket.
     """
 
-    def __init__(self, answer: Answer | None = None) -> None:
+    def __init__(self, answer: Answer | None = None, path: Path | None = None) -> None:
         self._answer = answer
         self.registers: dict[int, int] = {}
         self.requests: list[Request] = []
@@ -108,8 +109,14 @@ class ScriptedServer:
         self.ended = threading.Event()
         self._connections: list[socket.socket] = []
         self._threads: list[threading.Thread] = []
-        self._listener = socket.create_server(("127.0.0.1", 0))
-        self.address = "127.0.0.1::%d" % self._listener.getsockname()[1]
+        if path is None:
+            self._listener = socket.create_server(("127.0.0.1", 0))
+            self.address = "127.0.0.1::%d" % self._listener.getsockname()[1]
+        else:
+            self._listener = socket.socket(socket.AF_UNIX)
+            self._listener.bind(str(path))
+            self._listener.listen()
+            self.address = f"unix:{path}"
         self._acceptor = threading.Thread(target=self._accept, daemon=True)
         self._acceptor.start()
 

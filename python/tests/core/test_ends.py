@@ -3,10 +3,23 @@
 
 from __future__ import annotations
 
+import socket
 from pathlib import Path
 
 import pytest
-from support import DISABLE, ENABLE, OPEN, READ32, WAIT, ScriptedServer, run_python, run_successfully, word
+from support import (
+    DEADLINE,
+    DISABLE,
+    ENABLE,
+    OPEN,
+    READ32,
+    WAIT,
+    Request,
+    ScriptedServer,
+    run_python,
+    run_successfully,
+    word,
+)
 
 FORKED = """
     import gc, os, sys, rynvel
@@ -108,9 +121,23 @@ ENDS = {
     "daemon thread that opens devices": "start(forever(lambda: rynvel.open('burst').close()))",
     "daemon thread with a warning": "start(forever(lambda: rynvel.open('burst')))",
     "exit handler": "atexit.register(lambda: devices[0].read(0))",
-    "exception": "atexit.register(os._exit, 0); raise SystemExit(3)",
+    "exception": "raise SystemExit(3)",
     "event loop": "loop = asyncio.new_event_loop(); task = loop.create_task(other())\nloop.run_until_complete(asyncio.sleep(0.01))",
     "signal": "os.kill(os.getpid(), signal.SIGUSR1)",
+}
+STATUS = {"exception": 3}
+
+# At the end of the interpreter, the slow finalizer lets a daemon thread wait for the lock of the interpreter, which it
+# never gets. Then another finalizer uses what that thread keeps. The thread must not use a global name of the program:
+# otherwise, the interpreter runs no finalizers.
+SLOW_ENDS = {
+    "generator with interrupts": "generator = use(); start(next(generator).wait)",
+    "finalizer that closes a device during a wait": "closing = Closing(devices[2]); start(irq.wait)",
+    "finalizer that closes a device during a request": "closing = Closing(devices[2]); start(devices[2].read, 4)",
+    "finalizer that uses a device during a request": "using = Using(devices[2]); start(devices[2].read, 4)",
+    "finalizer that closes a device during the enabling": (
+        "closing = Closing(devices[2]); devices[2].read(8); irq.wait(20); start(irq.wait)"
+    ),
 }
 
 ENDING = """
@@ -131,20 +158,57 @@ def forever(call):
         while True:
             call()
     return run
-def start(target):
-    threading.Thread(target=target, daemon=True).start()
+def start(target, *arguments):
+    threading.Thread(target=target, args=arguments, daemon=True).start()
     time.sleep(0.01)
+def use():
+    with rynvel.open("z", sys.argv[1], 20, type="Uio32") as device, device.interrupts() as interrupts:
+        yield interrupts
+class Owner:
+    def __init__(self, device):
+        self.device = device
+class Closing(Owner):
+    def __del__(self):
+        self.device.close()
+class Using(Owner):
+    def __del__(self):
+        self.device.read(0)
+class Slow:
+    def __del__(self, sleep=time.sleep):
+        sleep(0.25)
 {end}
 """
 
 
-@pytest.mark.parametrize("end", ENDS.values(), ids=ENDS.keys())
-def test_the_interpreter_ends(files: Path, end: str) -> None:
+def ends(end: str, server: ScriptedServer) -> int:
+    """Runs a program to its end. Returns its exit status."""
+    result = run_python(ENDING.format(end=end), server.address, seconds=DEADLINE)
+    assert "Fatal" not in result.stderr and "Segmentation" not in result.stderr, result.stderr
+    return result.returncode
+
+
+@pytest.mark.parametrize("name", ENDS)
+def test_the_interpreter_ends(files: Path, name: str) -> None:
     with ScriptedServer() as server:
-        for _ in range(3):
-            result = run_python(ENDING.format(end=end), server.address)
-            assert result.returncode == 0, result.stderr
-            assert "Fatal" not in result.stderr and "Segmentation" not in result.stderr, result.stderr
+        assert [ends(ENDS[name], server) for _ in range(3)] == [STATUS.get(name, 0)] * 3
+
+
+@pytest.mark.parametrize("end", SLOW_ENDS.values(), ids=SLOW_ENDS.keys())
+def test_the_interpreter_ends_after_slow_finalizers(files: Path, end: str) -> None:
+    def answer(server: ScriptedServer, request: Request, connection: socket.socket) -> bytes | None:
+        is_silent = request.kind == READ32 and request.address == 1
+        enables = [each for each in server.requests if (each.kind, each.name) == (ENABLE, "x")]
+        enables_again = request.kind == ENABLE and len(enables) == 2
+        if is_silent or enables_again:
+            server.ended.wait(DEADLINE)
+        reply = server.normal_answer(request, connection)
+        if request.kind == READ32 and request.address == 2:
+            server.raise_interrupt(word(8))
+        return reply
+
+    with ScriptedServer(answer) as server:
+        # The names that begin with an underscore are finalized first.
+        assert ends("_slow = Slow(); " + end, server) == 0
 
 
 LEAKS = """

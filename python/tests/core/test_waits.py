@@ -8,6 +8,7 @@ import gc
 import select
 import signal
 import socket
+import statistics
 import threading
 import time
 import warnings
@@ -30,7 +31,6 @@ from support import (
     word,
 )
 from test_errors import BAD_TIMEOUTS
-from test_lost_servers import SLACK
 
 import rynvel
 from rynvel import _interrupts
@@ -40,6 +40,13 @@ from rynvel.testing import SimulatedServer
 @pytest.fixture
 def server() -> Iterator[ScriptedServer]:
     with ScriptedServer() as each:
+        yield each
+
+
+@pytest.fixture(params=["tcp", "unix"])
+def any_server(request: pytest.FixtureRequest, tmp_path: Path) -> Iterator[ScriptedServer]:
+    """A server on a socket of each family."""
+    with ScriptedServer(path=tmp_path / "socket" if request.param == "unix" else None) as each:
         yield each
 
 
@@ -157,37 +164,71 @@ def test_a_server_that_refuses_interrupts_is_an_error() -> None:
 
 @pytest.mark.parametrize("sent", [0, 1, 3])
 @pytest.mark.parametrize("timeout", [0, 0.2])
-def test_a_wait_ends_in_time_when_the_server_is_silent(server: ScriptedServer, sent: int, timeout: float) -> None:
-    with server.open(timeout=1000) as device, device.interrupts() as irq:
-        server.raise_interrupt(word(5)[:sent])
+def test_a_wait_ends_in_time_when_the_server_is_silent(any_server: ScriptedServer, sent: int, timeout: float) -> None:
+    with any_server.open(timeout=DEADLINE) as device, device.interrupts() as irq:
+        any_server.raise_interrupt(word(5)[:sent])
         start = time.monotonic()
         assert irq.wait(timeout) is None
         elapsed = time.monotonic() - start
-        assert timeout - 0.01 <= elapsed < timeout + SLACK
+        assert timeout - 0.01 <= elapsed < timeout + 1
         assert device.read(0) == 0
-        server.raise_interrupt(word(5)[sent:])
+        any_server.raise_interrupt(word(5)[sent:])
         event = irq.wait(DEADLINE)
         assert event is not None and event.word == 5
 
 
-def test_time_outs_are_kept_to_a_tenth_of_a_second(server: ScriptedServer) -> None:
+def test_time_outs_are_kept_to_a_tenth_of_a_second(any_server: ScriptedServer) -> None:
     late = []
-    with server.open(timeout=1000) as device, device.interrupts() as irq:
-        server.raise_interrupt(b"\0\0")
+    with any_server.open(timeout=DEADLINE) as device, device.interrupts() as irq:
+        any_server.raise_interrupt(b"\0\0")
         for _ in range(10):
             start = time.monotonic()
             assert irq.wait(0.05) is None
             late.append(time.monotonic() - start - 0.05)
     # The machine may delay some of them.
-    assert sorted(late)[2] < 0.1
+    assert statistics.median(late) < 0.1
+
+
+def test_a_signal_handler_may_close_the_device_in_the_middle_of_a_record(any_server: ScriptedServer) -> None:
+    device = any_server.open(timeout=DEADLINE)
+    previous = signal.signal(signal.SIGALRM, lambda number, frame: device.close())
+    try:
+        with device.interrupts() as irq:
+            any_server.raise_interrupt(b"\0\0")
+            signal.setitimer(signal.ITIMER_REAL, 0.05)
+            with pytest.raises(rynvel.ClosedError):
+                irq.wait(DEADLINE)
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, previous)
+    assert any_server.kinds()[-1] == DISABLE
+
+
+def test_a_half_record_does_not_block_the_event_loop(any_server: ScriptedServer) -> None:
+    async def main() -> None:
+        with any_server.open(timeout=DEADLINE) as device:
+            async with device.events() as events:
+                waiting = asyncio.ensure_future(anext(events))
+                await asyncio.sleep(0)
+                any_server.raise_interrupt(word(5)[:2])
+                # The task reads the half record during these sleeps.
+                for _ in range(10):
+                    start = time.monotonic()
+                    await asyncio.sleep(0.005)
+                    assert time.monotonic() - start < DEADLINE / 4
+                assert not waiting.done()
+                any_server.raise_interrupt(word(5)[2:])
+                assert (await waiting).word == 5
+
+    run(main())
 
 
 @pytest.mark.parametrize("data", [b"", b"\0\0"])
-def test_a_wait_ends_when_the_connection_is_lost(server: ScriptedServer, data: bytes) -> None:
-    with server.open() as device:
+def test_a_wait_ends_when_the_connection_is_lost(any_server: ScriptedServer, data: bytes) -> None:
+    with any_server.open() as device:
         with pytest.raises(rynvel.ConnectionLostError), device.interrupts() as irq:
-            server.raise_interrupt(data)
-            server.drop_connections()
+            any_server.raise_interrupt(data)
+            any_server.drop_connections()
             irq.wait()
 
 
@@ -267,6 +308,45 @@ def test_closing_the_device_ends_the_wait_of_another_thread(server: ScriptedServ
         assert server.kinds()[-1] == DISABLE
 
 
+def test_ctrl_c_ends_closing_that_waits_for_another_thread() -> None:
+    released = threading.Event()
+
+    def answer(server: ScriptedServer, request: Request, connection: socket.socket) -> bytes | None:
+        if request.kind == ENABLE and server.kinds().count(ENABLE) == 2:
+            released.wait(DEADLINE)
+        return server.normal_answer(request, connection)
+
+    results: list[object] = []
+    with ScriptedServer(answer) as server:
+        device = server.open(timeout=DEADLINE)
+        irq = device.interrupts().__enter__()
+        server.raise_interrupt(word(1))
+        assert irq.wait(DEADLINE)
+        thread = start_waiting(irq, results)
+        server.wait_for(ENABLE, 2)
+
+        def interrupt() -> None:
+            # close() waits for the other thread without the lock of the interpreter.
+            wait_until(lambda: device.closed)
+            signal.pthread_kill(threading.main_thread().ident or 0, signal.SIGINT)
+
+        interrupter = threading.Thread(target=interrupt)
+        with pytest.raises(KeyboardInterrupt):
+            interrupter.start()
+            device.close()
+        assert thread.is_alive() and not released.is_set()
+        interrupter.join(DEADLINE)
+        released.set()
+        thread.join(DEADLINE)
+        assert [type(each) for each in results] == [rynvel.ClosedError]
+        # Another call completes what the first one has begun.
+        assert server.kinds().count(DISABLE) == 0
+        device.close()
+        assert server.kinds().count(DISABLE) == 1
+        irq.__exit__(None, None, None)
+        assert server.kinds().count(DISABLE) == 1
+
+
 def test_registers_can_be_used_during_a_wait(server: ScriptedServer) -> None:
     results: list[object] = []
     with server.open() as device, device.interrupts() as irq:
@@ -279,12 +359,15 @@ def test_registers_can_be_used_during_a_wait(server: ScriptedServer) -> None:
     assert isinstance(results[0], rynvel.Event) and results[0].word == 6
 
 
-def test_the_descriptor_can_be_polled(server: ScriptedServer) -> None:
-    with server.open() as device, device.interrupts() as irq:
+def test_the_descriptor_can_be_polled(any_server: ScriptedServer) -> None:
+    with any_server.open() as device, device.interrupts() as irq:
         assert select.select([irq], [], [], 0) == ([], [], [])
-        server.raise_interrupt(word(6)[:2])
-        assert select.select([irq], [], [], 0.05) == ([], [], [])
-        server.raise_interrupt(word(6)[2:])
+        any_server.raise_interrupt(word(6)[:2])
+        # A part of a record makes the descriptor readable, but the wait finds no interrupt, and takes the part.
+        assert select.select([irq], [], [], DEADLINE) == ([irq], [], [])
+        assert irq.wait(0) is None
+        assert select.select([irq], [], [], 0) == ([], [], [])
+        any_server.raise_interrupt(word(6)[2:])
         assert select.select([irq], [], [], DEADLINE) == ([irq], [], [])
         event = irq.wait(0)
         assert event is not None and event.word == 6
