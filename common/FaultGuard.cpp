@@ -39,6 +39,13 @@ void FaultGuard::install() {
     }
 }
 
+void FaultGuard::unblock() {
+    sigset_t signals{};
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGBUS);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
 bool FaultGuard::call(void (*access)(const void*), const void* object) {
     sigjmp_buf recoveryPoint;
     sigjmp_buf* const outer = s_recoveryPoint;
@@ -62,8 +69,10 @@ void FaultGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
         siglongjmp(*s_recoveryPoint, 1);
     }
     // After the handler returns, the processor repeats the access, which then meets the previous action. By default,
-    // that action ends the process.
+    // that action ends the process. The previous handler may restore this one, because it has replaced this one before.
+    // The next fault then has the default action. The two handlers would otherwise call each other for ever.
     sigaction(SIGBUS, &s_previousAction, nullptr);
+    s_previousAction = {};
 }
 
 } // namespace Common

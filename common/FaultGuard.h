@@ -15,7 +15,8 @@ namespace Common {
  * Runs accesses to mapped registers that may cause a bus error (SIGBUS).
  *
  * Any number of threads may run guarded accesses at the same time. A fault outside run() ends the process, as it would
- * without this class. The handler ignores a SIGBUS that a process has sent.
+ * without this class. The handler ignores a SIGBUS that a process has sent. Code that sets another handler after
+ * install(), or that blocks SIGBUS in the thread of the access, makes the guard ineffective.
  *
  * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
@@ -38,6 +39,9 @@ public:
      * in several threads at the same time.
      */
     static void install();
+
+    /** Unblocks SIGBUS in the calling thread. A fault in a thread that blocks the signal ends the process. */
+    static void unblock();
 
     /**
      * Runs `access`. Returns false if a fault has ended `access`. In that case, the destructors of the local objects of

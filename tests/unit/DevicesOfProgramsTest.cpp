@@ -497,6 +497,24 @@ TEST(FaultGuardDeathTest, LeavesFaultsOutsideItsAccessesToTheEarlierHandler) {
     EXPECT_EXIT(failOutsideOfGuardedAccesses([](int) { _exit(7); }), testing::ExitedWithCode(7), "");
 }
 
+struct sigaction actionOfGuard;
+
+/** Restores the action of the guard, as a handler does that was set after install(). */
+void restoreActionOfGuard(int /*signal*/) { sigaction(SIGBUS, &actionOfGuard, nullptr); }
+
+void failWithAHandlerThatRestoresTheGuard() {
+    Common::FaultGuard::install();
+    sigaction(SIGBUS, nullptr, &actionOfGuard);
+    std::signal(SIGBUS, restoreActionOfGuard);
+    Common::FaultGuard::install();
+    alarm(10);
+    read(faultyRegister());
+}
+
+TEST(FaultGuardDeathTest, EndsTheProcessIfTheEarlierHandlerRestoresTheGuard) {
+    EXPECT_EXIT(failWithAHandlerThatRestoresTheGuard(), testing::KilledBySignal(SIGBUS), "");
+}
+
 /** An object that records its destruction. */
 class Witness {
 public:
@@ -515,6 +533,19 @@ protected:
 
     const volatile std::uint32_t& m_faulty = faultyRegister();
 };
+
+TEST_F(FaultGuardTest, RecoversInAThreadThatHasUnblockedTheSignal) {
+    std::thread([&] {
+        sigset_t all{};
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        Common::FaultGuard::unblock();
+        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
+        pthread_sigmask(SIG_BLOCK, nullptr, &all);
+        EXPECT_EQ(sigismember(&all, SIGBUS), 0);
+        EXPECT_EQ(sigismember(&all, SIGTERM), 1);
+    }).join();
+}
 
 TEST_F(FaultGuardTest, LeavesAnAccessWithoutUnwindingIt) {
     bool isDestroyed = false;

@@ -72,9 +72,13 @@ void operate(const DeviceState& state, std::uint64_t items, const Operation& ope
     // interpreter switches to the next one.
     constexpr std::uint64_t fewItems = 1024;
     const auto& device = usable(state);
-    if (!device->mayBlock() && items <= fewItems) {
-        operation(*device);
-        return;
+    if (!device->mayBlock()) {
+        if (items <= fewItems) {
+            refreshFaultGuard();
+            operation(*device);
+            return;
+        }
+        installFaultGuard();
     }
     // Another thread may close the device meanwhile.
     const std::shared_ptr<OpenDevice> kept = device;

@@ -23,6 +23,9 @@ constexpr std::uint32_t mappedItems = 4096;
 /** Each register of these devices takes a system call or a byte of one. */
 constexpr std::uint32_t fileItems = 256;
 
+/** The number of accesses of this thread until the next check of the handler of bus errors. */
+thread_local unsigned int uncheckedAccesses = 0;
+
 std::string hexadecimal(std::uint32_t number) {
     constexpr const char* digits = "0123456789abcdef";
     std::string text;
@@ -177,8 +180,21 @@ ErrorKind kindOf(int systemError) {
 
 } // namespace
 
-// Code that was imported in the meantime may have replaced the handler.
-void installFaultGuard() { Common::FaultGuard::install(); }
+void installFaultGuard() {
+    Common::FaultGuard::install();
+    Common::FaultGuard::unblock();
+    uncheckedAccesses = 0;
+}
+
+void refreshFaultGuard() {
+    constexpr unsigned int mostUncheckedAccesses = 255;
+    if (uncheckedAccesses > 0) {
+        --uncheckedAccesses;
+        return;
+    }
+    installFaultGuard();
+    uncheckedAccesses = mostUncheckedAccesses;
+}
 
 std::shared_ptr<OpenDevice> openLocal(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo& type) {
     Common::OpenedDevice opened = Common::openDevice(row);

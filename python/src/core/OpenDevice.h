@@ -96,10 +96,17 @@ struct OpenRequest {
 constexpr std::chrono::seconds defaultAnswerTimeout(5);
 
 /**
- * Installs the handler of bus errors. Call this function with the interpreter lock, before openDevice(). A mutex
- * instead of the interpreter lock could be locked for ever in a forked child.
+ * Prepares the process and the calling thread for bus errors. Call this function with the interpreter lock, before
+ * openDevice(). A mutex instead of the interpreter lock could be locked for ever in a forked child.
  */
 void installFaultGuard();
+
+/**
+ * Calls installFaultGuard() again, because the program may have replaced the handler or blocked the signal. Does so in
+ * the first call of a thread, in the first call after installFaultGuard(), and then once in 256 calls: the system calls
+ * take longer than the access to a register.
+ */
+void refreshFaultGuard();
 
 /** Opens a device. May block. @throws OperationError or PythonError */
 std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request);

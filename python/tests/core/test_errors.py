@@ -10,6 +10,7 @@ import inspect
 import os
 import pickle
 import re
+import signal
 import sys
 import threading
 import warnings
@@ -286,6 +287,73 @@ def test_bus_errors_of_several_threads_are_exceptions(files: Path) -> None:
         thread.join(DEADLINE)
     expected = [sum((i * seed) % 2048 >= 1024 for i in range(200)) for seed in (3, 5, 7, 11)]
     assert sorted(caught) == sorted(expected)
+
+
+# What a program does, or code that it imports, before it reads a register that causes a bus error.
+BEFORE_A_BUS_ERROR = {
+    "handler after opening": "replace()",
+    "handler after many accesses": "access(300); replace(); access(256)",
+    "handler before a long burst": "access(1); replace(); error = burst",
+    "blocked signals": "block()",
+    "blocked signals after many accesses": "access(300); block(); access(256)",
+    "blocked signals before a long burst": "access(1); block(); error = burst",
+    "blocked signals of a new thread": "block(); in_thread = True",
+    "blocked signals during the opening": "block(); device = rynvel.open('torn')",
+}
+
+
+@pytest.mark.parametrize("before", BEFORE_A_BUS_ERROR.values(), ids=BEFORE_A_BUS_ERROR.keys())
+def test_a_bus_error_is_an_exception_whatever_the_program_does_with_the_signal(files: Path, before: str) -> None:
+    script = f"""
+        import signal, threading, rynvel
+        device = rynvel.open("torn")
+        in_thread = False
+        def replace():
+            signal.signal(signal.SIGBUS, lambda *details: None)
+        def block():
+            signal.pthread_sigmask(signal.SIG_BLOCK, signal.valid_signals())
+        def access(count):
+            for _ in range(count):
+                device.read(0)
+        def burst():
+            device.read_block(0, 1025)
+        def error():
+            device.read(4096)
+        {before}
+        def fail():
+            try:
+                error()
+            except rynvel.BusError:
+                print("BusError")
+        if in_thread:
+            thread = threading.Thread(target=fail)
+            thread.start()
+            thread.join()
+        else:
+            fail()
+    """
+    result = run_python(script, seconds=DEADLINE)
+    assert (result.returncode, result.stdout) == (0, "BusError\n"), result.stderr
+
+
+def test_a_fault_handler_stays_quiet_and_still_reports_faults_of_other_code(files: Path) -> None:
+    script = """
+        import faulthandler, mmap, sys, rynvel
+        faulthandler.disable()
+        device = rynvel.open("torn")
+        faulthandler.enable()
+        try:
+            device.read(4096)
+        except rynvel.BusError:
+            print("BusError", file=sys.stderr)
+        with open("map", "r+b") as file:
+            mapping = mmap.mmap(file.fileno(), 4096)
+            file.truncate(0)
+            mapping[0]
+    """
+    result = run_python(script, seconds=DEADLINE)
+    assert result.returncode == -signal.SIGBUS
+    assert result.stderr.startswith("BusError\n") and result.stderr.count("Fatal Python error: Bus error") == 1
 
 
 def test_a_sigbus_of_other_code_ends_the_process_as_before(files: Path) -> None:
