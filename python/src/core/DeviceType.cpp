@@ -160,10 +160,13 @@ public:
             PyBuffer_Release(&m_view);
             throw OperationError(ErrorKind::Width, device.name + ": " + problem);
         }
-        if (!isReversed && hasOtherByteOrder()) {
+        if (hasByteOrder(isReversed ? littleEndian : foreign)) {
             PyBuffer_Release(&m_view);
-            throw OperationError(ErrorKind::Value, device.name + ": the items of the buffer have another byte order "
-                                                                 "than the processor (give byteorder='network')");
+            throw OperationError(ErrorKind::Value,
+                                 device.name + (isReversed ? ": the items of the buffer have little-endian byte order "
+                                                             "(leave out byteorder='network')"
+                                                           : ": the items of the buffer have another byte order than "
+                                                             "the processor (give byteorder='network')"));
         }
     }
     Buffer(const Buffer&) = delete;
@@ -184,9 +187,21 @@ private:
         return (format == 'B' || format == 'H' || format == 'I' || format == 'L') && m_view.format[1] == '\0';
     }
 
-    bool hasOtherByteOrder() const {
-        const char* const foreign = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ">!" : "<";
-        return m_view.itemsize > 1 && m_view.format != nullptr && std::strspn(m_view.format, foreign) > 0;
+    static constexpr const char* littleEndian = "<";
+    static constexpr const char* foreign = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ">!" : littleEndian;
+
+    /** Returns whether the format of the items begins with one of the characters for a byte order. */
+    bool hasByteOrder(const char* characters) const {
+        return m_view.itemsize > 1 && m_view.format != nullptr && std::strspn(m_view.format, characters) > 0;
+    }
+
+    /** Returns whether the items are integers. A character of one byte is an integer, too. */
+    bool hasIntegers() const {
+        if (m_view.format == nullptr) {
+            return true;
+        }
+        const char* const kind = m_view.format + std::strspn(m_view.format, "@=<>!");
+        return std::strspn(kind, "bBhHiIlLqQnNc") == 1 && kind[1] == '\0';
     }
 
     std::string findProblem(const DeviceProperties& device) const {
@@ -197,7 +212,7 @@ private:
             return "the buffer has items of " + std::to_string(itemSize) + " bytes (" + registers + " need items of " +
                    (bytes == 1 ? "1 byte" : "1 or " + std::to_string(bytes) + " bytes") + ')';
         }
-        if (m_view.format != nullptr && std::strpbrk(m_view.format, "efdgn?OPsp&Z") != nullptr) {
+        if (!hasIntegers()) {
             return std::string("the buffer has items of format '") + m_view.format + "' (registers need integers)";
         }
         if (static_cast<std::size_t>(m_view.len) % bytes != 0) {

@@ -278,7 +278,8 @@ def test_buffers_that_do_not_match_are_errors(device: rynvel.Device) -> None:
         device.read_into(0, strided)
     wrong: list[Any] = [numpy.zeros(8, dtype=f"f{max(bytes_each, 2)}"), numpy.zeros(8, dtype="c16")]
     wrong += [numpy.zeros(8, dtype=f"u{size}") for size in (2, 4, 8) if size != bytes_each]
-    wrong += [numpy.zeros(8, dtype=bool)]
+    wrong += [numpy.zeros(8, dtype=bool), (ctypes.c_wchar * 8)(), numpy.zeros(8, dtype="U1")]
+    wrong += [numpy.zeros(8, dtype=[("field", f"u{bytes_each}")]), array.array("u", "texts")]
     if bytes_each > 1:
         wrong += [bytearray(bytes_each + 1)]
     for buffer in wrong:
@@ -305,6 +306,24 @@ def test_an_array_in_another_byte_order_is_not_filled_with_wrong_numbers(device:
         other[0] = 0x4321
         device.write_from(0, other, byteorder="network")
         assert device.read(0) == 0x4321
+
+
+@pytest.mark.parametrize("device", ["file16", "map32", "Uio32"], indirect=True)
+def test_an_array_in_little_endian_order_does_not_get_network_order(device: rynvel.Device) -> None:
+    device.write(0, 0x1234)
+    kind: Any = {2: ctypes.c_uint16, 4: ctypes.c_uint32}[device.width // 8]
+    numbers: Any = (kind.__ctype_le__ * 2)()
+    assert memoryview(numbers).format[0] == "<"
+    for call in calls(
+        lambda: device.read_into(0, numbers, byteorder="network"),
+        lambda: device.write_from(0, numbers, byteorder="network"),
+    ):
+        with pytest.raises(ValueError, match="byte order"):
+            call()
+    assert numbers[0] == 0 and device.read(0) == 0x1234
+    if sys.byteorder == "little":
+        device.read_into(0, numbers)
+        assert numbers[0] == 0x1234
 
 
 @pytest.mark.parametrize(("name", "end"), [("map16", 4096), ("map32", 4096), ("burst", 4194304)])
