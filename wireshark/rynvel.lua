@@ -122,22 +122,39 @@ end
 
 local function reportNames(problem) report_failure("rynvel: " .. problem) end
 
-local function readNames(path)
+-- Returns the lines of a file, without their ends; nil and the problem if the file cannot be read.
+local function linesOf(path)
     local file, problem = io.open(path)
     if not file then
+        return nil, problem
+    end
+    -- A folder can be opened, and cannot be read.
+    local text
+    text, problem = file:read("*a")
+    file:close()
+    if not text then
+        return nil, path .. ": " .. problem
+    end
+    local lines = {}
+    for line in (text .. "\n"):gmatch("(.-)\r?\n") do
+        table.insert(lines, line)
+    end
+    return lines
+end
+
+local function readNames(path)
+    local lines, problem = linesOf(path)
+    if not lines then
         return reportNames(problem)
     end
-    local reader, count = {names = {}}, 0
-    for line in file:lines() do
-        count = count + 1
+    local reader = {names = {}}
+    for number, line in ipairs(lines) do
         local word, rest = line:match("^(%a+) (.*)$")
         if line ~= "" and line:sub(1, 1) ~= "#" and not (lineReaders[word] and lineReaders[word](reader, rest)) then
-            file:close()
-            return reportNames(path .. ":" .. count ..
+            return reportNames(path .. ":" .. number ..
                 ": the line does not name a register (make the file with 'rynvelctl maps wireshark')")
         end
     end
-    file:close()
     names = reader.names
 end
 

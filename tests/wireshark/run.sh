@@ -136,6 +136,18 @@ refuses_wrong_register_names() {
     registers_of "$work/missing.txt" | grep -F "rynvel: $work/missing.txt: No such file"
 }
 
+# The dissector reports the problem and shows the records without names.
+refuses_a_folder_of_register_names() {
+    registers_of "$work" >"$work/registers"
+    grep -F "rynvel: $work: Is a directory" "$work/registers" && ! grep 'Lua:' "$work/registers"
+}
+
+reads_register_names_with_carriage_returns() {
+    sed 's/$/\r/' "$here/registers.txt" >"$work/crlf.txt"
+    registers_of "$here/registers.txt" | grep '^CTRL' &&
+        diff <(registers_of "$here/registers.txt") <(registers_of "$work/crlf.txt")
+}
+
 # The dissector shows every record, even with damaged bytes. A failure of the script would appear as "Lua Error".
 shows_damaged_records() {
     local seed
@@ -163,5 +175,7 @@ done
 check 'the dissector shows the records of other ports that a user selects' dissects_other_ports
 check 'a display filter selects records by their device and register' selects_records
 check 'the dissector refuses a file that does not contain register names' refuses_wrong_register_names
+check 'the dissector refuses a folder instead of a file with register names' refuses_a_folder_of_register_names
+check 'the lines of a file with register names may end with CR LF' reads_register_names_with_carriage_returns
 check 'the dissector shows damaged records' shows_damaged_records
 summary
