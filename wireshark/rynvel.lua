@@ -367,15 +367,38 @@ local function nextOfClient(connection, range)
     return addRequest(connection, parseRequest(range)), requestSize
 end
 
--- Returns whether the bytes can be the beginning of a response. After a request on an armed connection, the server can
--- still send interrupts before the response. It sends each of them in one piece.
+-- Returns whether the bytes can be the beginning of a response.
 local function resemblesResponse(range)
     return range:len() > interruptSize and isResult(range(0, 4):uint())
 end
 
+-- Returns the length of a successful response to a request; nil if it depends on the server.
+local function expectedLength(request)
+    return readWidths[request.type] and request.length or
+        (writeWidths[request.type] or request.type == WaitForInterrupt) and 0 or nil
+end
+
+-- Returns whether the bytes are a response to a request. The unused values of the response must be 0, because interrupts
+-- that follow a response could otherwise look like a part of it.
+local function isResponseTo(request, range)
+    local response = parseResponse(range)
+    local expected = response.result == 0 and expectedLength(request) or response.length
+    return isResult(response.result) and response.length <= capacity and response.length == expected and
+        not range(4, 512):raw():find("[^\0]", 4 * response.length + 1)
+end
+
+-- After a request on an armed connection, the server can still send interrupts before the response. Their words can
+-- equal the result of a response. If one segment contains them all, its length determines the number of interrupts.
+local function hasInterruptBeforeResponse(connection, range)
+    local length = range:len() - responseSize
+    return #connection.waiting == 1 and length > 0 and length % interruptSize == 0 and
+        isResponseTo(connection.waiting[1], range(length))
+end
+
 local function expectsInterrupt(connection, range)
     if connection.armed then
-        return #connection.waiting == 0 or not resemblesResponse(range)
+        return #connection.waiting == 0 or not resemblesResponse(range) or
+            hasInterruptBeforeResponse(connection, range)
     end
     return #connection.waiting == 0 and range:len() == interruptSize
 end
@@ -559,7 +582,7 @@ function adders.Response(tree, range, response)
     item = addLength(tree, range(516, 4), response.length)
     local request = response.request
     if request and response.result == 0 then
-        local expected = readWidths[request.type] and request.length or writeWidths[request.type] and 0
+        local expected = widthOf(request) and expectedLength(request)
         addMalformed(item, expected and expected ~= response.length,
             "The length differs from the number of registers (" .. tostring(expected) .. ")")
     end
