@@ -331,7 +331,7 @@ end
 local function connectionOf(tvb, pinfo)
     local key = keyOf(pinfo)
     connections[key] = connections[key] or {
-        waiting = {}, requests = 0, client = isFromClient(tvb, pinfo) and sourceOf(pinfo) or destinationOf(pinfo)
+        waiting = {first = 1, last = 0}, requests = 0, client = isFromClient(tvb, pinfo) and sourceOf(pinfo) or destinationOf(pinfo)
     }
     return connections[key]
 end
@@ -339,16 +339,32 @@ end
 -- A record that breaks the protocol has the kind "Data": the rest of the segment, because its size is unknown.
 local function data(problem) return {kind = "Data", problem = problem} end
 
+-- The requests that wait for a response are in a queue, because a client can send thousands of them in advance.
+local function waitingCount(connection) return connection.waiting.last - connection.waiting.first + 1 end
+
+-- Removes the first waiting request and returns it; nil if there is none.
+local function takeWaiting(connection)
+    local waiting = connection.waiting
+    local request = waiting[waiting.first]
+    if request then
+        waiting[waiting.first] = nil
+        waiting.first = waiting.first + 1
+    end
+    return request
+end
+
 local function addRequest(connection, request)
     request.isFirst = connection.requests == 0
-    request.isEarly = #connection.waiting > 0
+    request.isEarly = waitingCount(connection) > 0
     connection.requests = connection.requests + 1
-    table.insert(connection.waiting, request)
+    local waiting = connection.waiting
+    waiting.last = waiting.last + 1
+    waiting[waiting.last] = request
     return request
 end
 
 local function addResponse(connection, response, pinfo)
-    response.request = table.remove(connection.waiting, 1)
+    response.request = takeWaiting(connection)
     if response.request then
         response.request.response = pinfo.number
         local arms = response.request.type == WaitForInterrupt and response.result == 0
@@ -391,21 +407,21 @@ end
 -- equal the result of a response. If one segment contains them all, its length determines the number of interrupts.
 local function hasInterruptBeforeResponse(connection, range)
     local length = range:len() - responseSize
-    return #connection.waiting == 1 and length > 0 and length % interruptSize == 0 and
-        isResponseTo(connection.waiting[1], range(length))
+    return waitingCount(connection) == 1 and length > 0 and length % interruptSize == 0 and
+        isResponseTo(connection.waiting[connection.waiting.first], range(length))
 end
 
 local function expectsInterrupt(connection, range)
     if connection.armed then
-        return #connection.waiting == 0 or not resemblesResponse(range) or
+        return waitingCount(connection) == 0 or not resemblesResponse(range) or
             hasInterruptBeforeResponse(connection, range)
     end
-    return #connection.waiting == 0 and range:len() == interruptSize
+    return waitingCount(connection) == 0 and range:len() == interruptSize
 end
 
 -- Returns the next record that the server sends; nil and its size if it is incomplete.
 local function nextOfServer(connection, range, pinfo)
-    local isExpected = connection.armed or #connection.waiting > 0
+    local isExpected = connection.armed or waitingCount(connection) > 0
     local isWhole = range:len() == interruptSize or (range:len() >= responseSize and resemblesResponse(range))
     if not isExpected and not isWhole then
         return data("The data is neither a response nor an interrupt"), range:len()
