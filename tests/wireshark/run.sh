@@ -151,7 +151,8 @@ reads_register_names_with_carriage_returns() {
 # The dissector shows every record, even with damaged bytes. A failure of the script would appear as "Lua Error".
 shows_damaged_records() {
     local seed
-    mergecap -a -w "$work/all.pcap" "$work"/{split,pipelined,adjacent,malformed,middle}.pcap || return
+    mergecap -a -w "$work/all.pcap" \
+        "$work"/{split,pipelined,adjacent,disordered,truncated,malformed,middle}.pcap || return
     for seed in 1 2 3; do
         editcap --seed $seed -E 0.01 -o 40 "$work/all.pcap" "$work/damaged.pcap" &&
             tshark -2 -r "$work/damaged.pcap" -V "${dissector[@]}" 2>/dev/null >"$work/damaged" &&
@@ -162,7 +163,7 @@ shows_damaged_records() {
 check 'a user can capture an exchange of rynvelctl and rynveld' captures_the_exchange
 check 'rynvelctl writes the names of registers' writes_the_register_names
 check 'the generated captures can be written' "$here/make-captures" "$work"
-for capture in exchange split pipelined adjacent malformed middle named; do
+for capture in exchange split pipelined adjacent disordered truncated malformed middle named; do
     names=
     times=
     case $capture in
