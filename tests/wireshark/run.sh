@@ -112,6 +112,13 @@ selects_records() {
         -Y 'rynvel.device == "rtc0" && rynvel.register == "RTCCR" && rynvel.time')" = $'0x00000000\n0x00000001' ]
 }
 
+# The option of TCP puts the segments in order, so the dissector does not lose synchronization in the first connection.
+shows_reordered_records() {
+    tshark -2 -r "$work/disordered.pcap" -Y 'rynvel && tcp.stream == 0' -T fields -e rynvel.record -e rynvel.type \
+        "${dissector[@]}" -o tcp.reassemble_out_of_order:TRUE 2>/dev/null >"$work/reordered" &&
+        diff - "$work/reordered" <<<$'Request\t0\nResponse\t0\nRequest\t4\nResponse\t4\nRequest\t1\nResponse\t1'
+}
+
 # Prints the names of registers that the dissector finds in the capture `named`, and its messages.
 registers_of() {
     tshark -r "$work/named.pcap" -T fields -e rynvel.register "${dissector[@]}" -o "rynvel.registers:$1" 2>&1
@@ -174,6 +181,7 @@ for capture in exchange split pipelined adjacent disordered truncated malformed 
     check "the same in one pass of the capture '$capture'" shows_the_same_in_one_pass $capture "$names" $times
 done
 check 'the dissector shows the records of other ports that a user selects' dissects_other_ports
+check 'the dissector shows the records of segments that TCP has put in order' shows_reordered_records
 check 'a display filter selects records by their device and register' selects_records
 check 'the dissector refuses a file that does not contain register names' refuses_wrong_register_names
 check 'the dissector refuses a folder instead of a file with register names' refuses_a_folder_of_register_names
