@@ -4,7 +4,8 @@
  * Trace points. A trace point records a message, or the entry into an operation, on a trace channel.
  *
  * A trace point evaluates its arguments and builds its text only if its level is enabled on the channel. A trace point
- * keeps `errno`. The macros take the channel as an argument. Code that uses a single channel can define shorter macros.
+ * leaves `errno` unchanged. The macros take the channel as an argument. Code that uses a single channel can define
+ * shorter macros.
  */
 #ifndef RYNVEL_BASE_TRACEPOINT_H
 #define RYNVEL_BASE_TRACEPOINT_H
@@ -29,7 +30,7 @@ constexpr ZilTraceLevel entry = 6;       /**< entries into operations */
 constexpr ZilTraceLevel highRate = 7;    /**< operations that programs call at a high rate, and locks */
 } // namespace TraceLevel
 
-/** The level of a channel that no configuration names. */
+/** The level of a channel unless the configuration sets another level. */
 constexpr ZilTraceLevel channelLevel = TraceLevel::outcome;
 /** The header option of every channel. */
 constexpr ZilTraceHdrOption channelHeaderOption = 256;
@@ -46,7 +47,7 @@ private:
     const int m_errno = errno;
 };
 
-/** A reader of the source texts of the arguments of a macro. */
+/** Splits the source text of a macro's arguments. */
 class ArgumentNames {
 public:
     explicit ArgumentNames(std::string_view names);
@@ -82,7 +83,7 @@ private:
     std::ostringstream m_stream;
 };
 
-/** A trace of the entry into an operation. The level must be enabled on the channel. log() keeps `errno`. */
+/** A trace of the entry into an operation. The level must be enabled on the channel. log() leaves `errno` unchanged. */
 class EntryTrace {
 public:
     EntryTrace(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header, const char* names)
@@ -96,7 +97,7 @@ public:
     }
 
 private:
-    // These functions are static. The compiler therefore need not create the object in the traced operation.
+    // These functions are static, so that the compiler need not create the object in the traced operation.
     [[gnu::cold]] static void record(ZilTrace& channel, ZilTraceLevel level, const ZilTraceHeader& header);
 
     template <typename... Values>

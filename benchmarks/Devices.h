@@ -16,7 +16,7 @@ int openSeekable();
 int openInterrupt();
 int openWaited();
 
-/** Returns a remote device, which the caller owns. `server` is the host, "::" and the port. */
+/** Returns a remote device, which the caller owns. `server` has the form HOST::PORT. */
 std::unique_ptr<Rynvel::Device32> connectRemote(const std::string& server, const std::string& name);
 
 } // namespace RynvelBenchmark

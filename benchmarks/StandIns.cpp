@@ -53,7 +53,8 @@ std::array<int, 2> makePipe() {
     return ends;
 }
 
-// Makes a pipe with one descriptor for both ends. A read of the descriptor returns what was written to the descriptor.
+// Makes a pipe with one descriptor for both ends. A read of the descriptor returns the bytes that were written to the
+// descriptor.
 void makeLoop(int descriptor) {
     const std::array<int, 2> ends = makePipe();
     moveDescriptor(openAnew(ends[0]), descriptor);

@@ -77,7 +77,7 @@ public:
     RegisterServer& operator=(const RegisterServer&) = delete;
     ~RegisterServer();
 
-    /** Returns the address of the server: host, "::", port. */
+    /** Returns the address of the server as HOST::PORT. */
     std::string address() const;
 
     /** Returns a connected socket, which the caller closes. */
@@ -91,7 +91,7 @@ private:
     const Child m_child;
 };
 
-/** A process that runs rynveld with the simulated devices of the board. */
+/** A rynveld process that simulates the devices of the board. */
 class SimulatedBoard {
 public:
     /** @param program the path of rynveld. Only the first call uses the path. */

@@ -205,7 +205,7 @@ void fileOfReadsRynvelctl(State& state) {
     }
 }
 
-// Starts the program, and makes the same reads without it and without the library.
+// Starts the program without a command, and makes the same reads with system calls alone.
 void fileOfReadsBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     const RequestBytes request = readRequest();

@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * What rynvelctl does at least, without the library and without options: prints a version, or reads a register of 32
- * bits of a register server and prints the value. A benchmark compares the start of rynvelctl with this program.
+ * The least work that two commands of rynvelctl can do. Without arguments, the program prints a version. With
+ * arguments, it reads a 32-bit register of a register server, and prints the value. A benchmark compares the start of
+ * rynvelctl with this program.
  * Usage: bare_start [PORT DEVICE], for a server on the loopback interface.
  */
 #include <arpa/inet.h>

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* Writes the coverage counts of a program or library when SIGABRT ends the process. Each program and library of a
- * process has its own copy of this code and its own counts. Each copy calls the handler that was there before it. */
+ * process has its own copy of this code and its own counts. Each copy calls the handler that it has replaced. */
 
 #include <signal.h>
 #include <stddef.h>

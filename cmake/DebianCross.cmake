@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# The settings for a cross compiler of Debian, with tests under qemu-user. Before you include this file, set
+# Sets up a cross compiler of Debian. Tests run under qemu-user. Before you include this file, set
 # CMAKE_SYSTEM_PROCESSOR to the name of the processor in qemu, and `triplet` to the prefix of the compiler.
 
 set(CMAKE_SYSTEM_NAME Linux)

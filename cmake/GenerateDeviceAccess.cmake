@@ -2,18 +2,18 @@
 # Compiles a device description file into udev rules, and into the device list of the systemd unit of rynveld.
 # Usage: cmake -DDESCRIPTION=<file> -DRULES=<file> -DUNIT=<file> -P GenerateDeviceAccess.cmake
 #
-# The name of a UIO device, which its driver sets, must be the name of the device file in the table.
+# The driver of a UIO device sets the name of the device. The device file in the table must have the same name.
 
 cmake_minimum_required(VERSION 3.25)
 include("${CMAKE_CURRENT_LIST_DIR}/DeviceDescription.cmake")
 
-# Quotes the characters of a name that have a meaning in a pattern of udev.
+# Quotes the characters that have a special meaning in a pattern of udev.
 function(udev_pattern name result)
   string(REGEX REPLACE "([*?|])" "[\\1]" quoted "${name}")
   set(${result} "${quoted}" PARENT_SCOPE)
 endfunction()
 
-# Quotes the characters of a name that have a meaning in a value of udev.
+# Quotes the characters that have a special meaning in a value of udev.
 function(udev_value name result)
   string(REPLACE "$" "$$" quoted "${name}")
   string(REPLACE "%" "%%" quoted "${quoted}")

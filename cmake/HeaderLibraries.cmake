@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 # Header-only libraries. A build for another architecture finds them in its sysroot. If they are not there, the build
 # searches the folder RYNVEL_HEADER_LIBRARIES of the build machine, which the toolchain file may set. The compiler must
-# not find the headers of the C library of another machine. It therefore gets a folder that contains only links to these
-# libraries.
+# not find the C library headers of another architecture. It therefore searches a folder that contains only links to
+# these libraries.
 
 function(rynvel_add_header_library target package)
   set(folder "${PROJECT_BINARY_DIR}/headers/${target}")
@@ -14,7 +14,7 @@ function(rynvel_add_header_library target package)
         NO_CACHE)
     endif()
     if(NOT found)
-      message(FATAL_ERROR "${name}: No such header (install the package ${package}, or add it to the sysroot)")
+      message(FATAL_ERROR "${name}: no such header (install the package ${package}, or add it to the sysroot)")
     endif()
     cmake_path(SET header NORMALIZE "${found}/${name}")
     file(REMOVE "${folder}/${name}")

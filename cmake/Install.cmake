@@ -72,7 +72,7 @@ function(rynvel_install_package target namespace)
   install(FILES ${PROJECT_BINARY_DIR}/${target}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 endfunction()
 
-# As a part of another project, RYNVEL_INSTALL is off by default.
+# RYNVEL_INSTALL is off by default if this project is a part of another project.
 if(NOT RYNVEL_INSTALL)
   return()
 endif()
@@ -83,11 +83,11 @@ if(NOT RYNVEL_EXTERNAL_ZILTRACE)
   rynvel_install_package(ziltrace ziltrace)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/ziltrace/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT Development)
-  install(FILES ${PROJECT_SOURCE_DIR}/ziltrace/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/ziltrace
+  install(FILES ${PROJECT_SOURCE_DIR}/ziltrace/README.md DESTINATION ${RYNVEL_DOCUMENTS}/ziltrace
     COMPONENT Development)
 endif()
 install(FILES docs/man/librynvel.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT Development)
-install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Runtime)
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Development)
-install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Development
+install(FILES LICENSE DESTINATION ${RYNVEL_DOCUMENTS} COMPONENT Runtime)
+install(FILES README.md CHANGELOG.md DESTINATION ${RYNVEL_DOCUMENTS} COMPONENT Development)
+install(DIRECTORY docs examples DESTINATION ${RYNVEL_DOCUMENTS} COMPONENT Development
   FILES_MATCHING PATTERN "*.md" PATTERN "*.c" PATTERN "site" EXCLUDE)

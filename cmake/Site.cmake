@@ -10,4 +10,4 @@ add_custom_command(OUTPUT "${site_folder}/index.html"
   COMMAND "${PROJECT_SOURCE_DIR}/docs/site/build" "${site_folder}"
   DEPENDS ${site_sources} COMMENT "Building the site" VERBATIM)
 add_custom_target(rynvel_site ALL DEPENDS "${site_folder}/index.html")
-rynvel_install(DIRECTORY "${site_folder}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}/html" COMPONENT Development)
+rynvel_install(DIRECTORY "${site_folder}/" DESTINATION "${RYNVEL_DOCUMENTS}/html" COMPONENT Development)

@@ -3,7 +3,7 @@
 # "cppsrc/RynvelLseek" is the name of cppsrc/RynvelLseek.h.
 
 # Distributions pass -ffile-prefix-map, which applies to several kinds of names. GCC applies this option after all
-# options for one kind, such as -fmacro-prefix-map. The following code replaces -ffile-prefix-map by the options for
+# options for one kind, such as -fmacro-prefix-map. The following code replaces -ffile-prefix-map with one option for
 # each kind. GCC applies the options for one kind in their order, and the options of the project come last.
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fprofile-prefix-map=a=b RYNVEL_HAS_PROFILE_PREFIX_MAP)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# The settings for the target, 32-bit ARM Linux with hardware floating point, and Debian's cross compiler.
+# Builds for the target, 32-bit ARM Linux with hardware floating point, with Debian's cross compiler.
 
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)

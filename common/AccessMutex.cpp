@@ -12,8 +12,8 @@ thread_local const AccessMutex* lockedByThisThread = nullptr;
 
 } // namespace
 
-// In a guarded access, locks the mutex only once, because unlock() does not unlock it. A masked write of an FPGA
-// register calls lock() and unlock() more than once.
+// A masked write of an FPGA register calls lock() and unlock() more than once. In a guarded access, unlock() does not
+// unlock the mutex, so only the first lock() may lock it.
 bool AccessMutex::lock() {
     if (!FaultGuard::isRunning()) {
         return m_mutex->lock();

@@ -18,7 +18,7 @@ namespace Common {
  * mutex, and unlock() does nothing. The caller of the guarded access unlocks the wrapped mutex with endAccess(), in a
  * stack frame that a fault does not skip.
  *
- * Threads: the rules of the wrapped mutex apply. A thread runs one guarded access at a time.
+ * The thread rules of the wrapped mutex apply. A thread runs one guarded access at a time.
  */
 class AccessMutex final : public Rynvel::IMutex {
 public:

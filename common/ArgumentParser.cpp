@@ -13,20 +13,20 @@ namespace Common {
 
 namespace {
 
-/** Adds an option with a value to `app`, and returns the option; null if `app` is null. */
+/** Adds an option or a positional argument with a value to `app`, and returns it; null if `app` is null. */
 template <typename Value>
 CLI::Option* addValue(CLI::App* app, const std::string& names, const std::string& valueName, Value& value,
                       const std::string& summary) {
     return app == nullptr ? nullptr : app->add_option(names, value, summary)->type_name(valueName);
 }
 
-/** As addValue(), for an option. */
+/** Adds an option like addValue(). An option with a short name refuses a value that begins with an equals sign. */
 template <typename Value>
 CLI::Option* addOptionWithValue(CLI::App* app, const std::string& names, const std::string& valueName, Value& value,
                                 const std::string& summary) {
     CLI::Option* const option = addValue(app, names, valueName, value, summary);
     if (option != nullptr && !option->get_snames().empty()) {
-        // After a short name, the equals sign is a part of the value.
+        // The parser takes the equals sign after a short name as a part of the value.
         option->check([name = option->get_snames().front()](const std::string& text) {
             return text.compare(0, 1, "=") == 0 ? '\'' + text + "' begins with = (write -" + name + ' ' +
                                                       (text.size() == 1 ? "VALUE" : text.substr(1)) + ')'
@@ -88,7 +88,7 @@ CommandDescription describeCommand(const CLI::App& app) {
     return command;
 }
 
-/** Returns what the help shows, in parentheses as the end of a message; empty if the program has no help. */
+/** Returns a reference to the help in parentheses, for the end of a message; empty if the program has no help. */
 std::string helpRemedy(const CLI::App& app, const std::string& contents) {
     return app.get_help_ptr() == nullptr ? "" : " (--help " + contents + ')';
 }
@@ -101,7 +101,7 @@ std::vector<std::string> commandNames(const CLI::App& app) {
     return names;
 }
 
-/** Returns a remedy for a wrong command: a question for the most similar command, or how to list the commands. */
+/** Returns the remedy for an unknown command: a question with the most similar command, or a reference to the help. */
 std::string suggestionFor(const CLI::App& app, const std::string& word) {
     const std::vector<std::string> nearest = nearestNames(word, commandNames(app));
     return nearest.empty() ? helpRemedy(app, "lists the commands") : " (" + didYouMean({nearest.front()}) + ')';
@@ -142,10 +142,10 @@ std::string pathOf(const CLI::App& command) {
     return before.empty() ? command.get_name() : before + ' ' + command.get_name();
 }
 
-/** The column of the descriptions in a help. */
+/** The column in which the descriptions of a help begin. */
 constexpr std::size_t descriptionColumn = 26;
 
-/** Returns a line with line ends in place of blanks, so that it fits a terminal. It ends with a line end. */
+/** Breaks a line at blanks so that each part fits in a terminal, and ends the last part with a line end. */
 std::string wrapped(std::string line) {
     constexpr std::size_t longestLine = 80;
     const std::size_t indentation = line.compare(0, 1, " ") == 0 ? descriptionColumn : 0;

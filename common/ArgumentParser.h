@@ -127,8 +127,8 @@ public:
                              const std::string& summary) const;
 
     /**
-     * Adds a command. The new command may have commands of its own. The parser does not require one of them: check for
-     * a missing one in `onSelected`.
+     * Adds a command. The new command may have inner commands. The parser does not require an inner command: check for
+     * a missing inner command in `onSelected`.
      *
      * @param onSelected the function that parse() calls if a valid command line has the command. The function of an
      * inner command is called first.
@@ -146,8 +146,8 @@ private:
 };
 
 /**
- * Parses a command line that has at most one command of the program. If the command has inner commands, one of them may
- * follow the command. Options of the program may precede or follow the command.
+ * Parses a command line that has at most one command of the program. If the command has inner commands, one inner
+ * command may follow it. Options of the program may precede or follow the command.
  */
 class ArgumentParser {
 public:
@@ -173,7 +173,7 @@ public:
     void addVersionFlag(const std::string& version, const std::string& summary);
 
     /**
-     * Gives the error message for an unknown option a remedy, in place of the reference to the help.
+     * Adds a remedy to the error message for an unknown option. The remedy replaces the reference to the help.
      *
      * @param beginning the first characters of the option, such as "--width".
      * @param remedy the text for the parentheses at the end of the message.

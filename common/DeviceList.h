@@ -19,7 +19,9 @@ namespace Common {
 /** Returns the rows of the device table, in the order of their handles. */
 const std::vector<Rynvel::MemoryDevice>& devices();
 
-/** Thrown if the library's row of a device differs from the program's row. The text has the differences in one line. */
+/**
+ * Thrown if the library's row of a device differs from the program's row. The text is one line with the differences.
+ */
 class DeviceTableMismatch : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

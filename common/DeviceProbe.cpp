@@ -52,7 +52,7 @@ public:
         }
         if (*offset >= *size || *size > UINT32_MAX) {
             return failed(
-                "the memory map in sysfs has an unusable size (right: greater than the offset, and below 4 GiB)");
+                "the memory map in sysfs has an unusable size (it must be greater than the offset and below 4 GiB)");
         }
         return map(descriptor, *offset, *size);
     }
@@ -110,7 +110,7 @@ Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& op
     try {
         return type->access == Access::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
-        return failed(row, "an attribute of the memory map in sysfs is not a number");
+        return failed(row, "an attribute of the memory map in sysfs is not a number, or is too large");
     }
 }
 

@@ -61,7 +61,10 @@ std::optional<std::chrono::milliseconds> multiplied(std::string_view number, std
     return result + *numerator * unit / denominator;
 }
 
-/** Returns the text with exactly one digit before the point if the digits are zeros, and without a point at the end. */
+/**
+ * Returns the text without leading zeros and without a point at the end. Inserts a zero before a point at the
+ * beginning.
+ */
 std::string corrected(const std::string& text) {
     const std::size_t end = endOfNumber(text);
     std::string number = text.substr(0, end);

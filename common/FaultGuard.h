@@ -14,14 +14,14 @@ namespace Common {
 /**
  * Runs accesses to mapped registers that may cause a bus error (SIGBUS).
  *
- * Any number of threads may run guarded accesses at once. A fault outside run() ends the process, as without this
- * class. The handler ignores a SIGBUS that a process has sent.
+ * Any number of threads may run guarded accesses at the same time. A fault outside run() ends the process, as it would
+ * without this class. The handler ignores a SIGBUS that a process has sent.
  *
  * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
  * - The load or store itself raises the signal. On a processor that reports stores late, one of the next few
- *   instructions raises the signal. The library contains these instructions, too. The jump therefore never interrupts
- *   a function of the C library.
+ *   instructions raises the signal. The library also contains these instructions. The jump therefore never interrupts a
+ *   function of the C library.
  * - On Linux, siglongjmp() restores the callee-saved registers and jumps. It does not unwind the stack, and runs no
  *   destructor. A test of this class verifies on every processor that no destructor runs.
  * - In C++, a jump over an object with a non-trivial destructor is undefined behavior. The library uses an object with
@@ -34,8 +34,8 @@ class FaultGuard {
 public:
     /**
      * Installs the SIGBUS handler of the process. A fault outside run() then has the effect that it had before. You may
-     * call the function again, for example because other code may have replaced the handler. Not for several threads at
-     * once.
+     * call the function again, for example because other code may have replaced the handler. Do not call the function
+     * in several threads at the same time.
      */
     static void install();
 

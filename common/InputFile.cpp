@@ -33,7 +33,7 @@ public:
         }
     }
 
-    /** Standard input, whose other users must not find it non-blocking. */
+    /** Standard input. It stays blocking, because other processes may share it. */
     InputFile(int descriptor, const std::string& name, const Deadline& deadline)
         : m_name(name), m_deadline(deadline), m_file(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0)), m_mayBlock(true) {
         if (!m_file.isOpen()) {

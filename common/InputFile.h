@@ -29,10 +29,10 @@ struct ReadTimedOut {
 std::string readFile(const std::string& name, std::size_t most, const Deadline& deadline = {});
 
 /**
- * Returns the bytes that standard input delivers up to its end. Of more than `most` bytes, it returns the first ones,
- * at least one more than `most`.
+ * Returns the bytes of standard input. If standard input has more than `most` bytes, the result has more than `most`
+ * bytes, but not necessarily all bytes.
  *
- * @param name of standard input, for ReadTimedOut.
+ * @param name the name of standard input, for ReadTimedOut.
  * @throws std::system_error if standard input cannot be read.
  * @throws ReadTimedOut
  */

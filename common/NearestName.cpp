@@ -10,8 +10,8 @@ namespace Common {
 namespace {
 
 /**
- * Returns how many letters you must change, insert, delete or swap with their neighbor to turn one word into the
- * other.
+ * Returns the smallest number of changes that turn one word into the other. A change replaces, inserts or deletes a
+ * letter, or swaps two adjacent letters.
  */
 std::size_t distance(const std::string& one, const std::string& other) {
     std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));

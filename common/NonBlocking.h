@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Descriptors that are non-blocking for a while.
+ * Descriptors that are temporarily non-blocking.
  */
 #ifndef RYNVEL_COMMON_NONBLOCKING_H
 #define RYNVEL_COMMON_NONBLOCKING_H

@@ -34,12 +34,15 @@ bool isNumber(std::string_view text, const NumberFormat& format);
 std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberFormat& format,
                                          std::uint32_t highest = UINT32_MAX);
 
-/** Returns a decimal number without its leading zeros; empty if it has none, or if the text is not a decimal number. */
+/**
+ * Returns a decimal number without its leading zeros; empty for any other text and for a number without leading zeros.
+ */
 std::string_view withoutLeadingZeros(std::string_view text);
 
 /**
- * Returns how a number whose leading zero may mean an octal number can be written instead, for an error message, such
- * as "write 10 or 0x8". Returns an empty text for any other text, and for a number of more than 32 bits.
+ * Returns the remedy for a number with a leading zero, which the user may mean as an octal number. For example, the
+ * remedy for "010" is "write 10 or 0x8". The remedy names the decimal and the octal meaning, each only if it fits in 32
+ * bits. Returns an empty text if neither fits, and for any other text.
  */
 std::string remedyForLeadingZero(std::string_view text);
 

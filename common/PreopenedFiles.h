@@ -45,7 +45,7 @@ private:
  * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
  *   the traces would then report a fake device, and no backend of seekable files has a constructor for a fake device.
  * - The backends open and map through their member LinuxIo, which has no virtual functions. Virtual functions would
- *   change the binary interface of the library for the sake of two programs.
+ *   change the binary interface of the library, and only two programs need them.
  */
 class PreopenedFiles {
 public:
@@ -59,7 +59,7 @@ public:
 
     /**
      * Maps `size` bytes of a file from offset 0, and reserves the `offset` bytes of addresses that follow. The library
-     * later unmaps `size` bytes that begin at `offset`, and so unmaps the reserved addresses, too. The reservation
+     * later unmaps `size` bytes that begin at `offset`, and so also unmaps the reserved addresses. The reservation
      * ensures that nothing else is mapped at these addresses.
      *
      * @return false with errno set if mmap() fails.

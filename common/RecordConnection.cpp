@@ -256,7 +256,7 @@ void RecordConnection::requireInSync() const {
 void RecordConnection::requireNoExtraBytes() const {
     char byte = 0;
     if (::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT) > 0) {
-        throw notRegisterServer("it sends more than one response");
+        throw notRegisterServer("it sends bytes that are not part of a response");
     }
 }
 

@@ -56,7 +56,7 @@ using Interruption = std::function<void()>;
  *
  * Traces the records at level 7 on the channel "Rynvel.Client".
  *
- * Threads: one at a time.
+ * Use a connection in one thread at a time.
  */
 class RecordConnection {
 public:

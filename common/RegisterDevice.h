@@ -34,7 +34,7 @@ enum class AccessResult {
  * also recovers from bus errors. An address is a byte address or a register index, depending on the backend. A value
  * occupies the low `width()` bits of its word.
  *
- * Threads: the rules of the device itself apply.
+ * The thread rules of the device itself apply.
  */
 class RegisterDevice {
 public:

@@ -24,7 +24,7 @@ namespace Common {
  *
  * The server passes an address on to its device unchanged. Values are the low `width` bits of a word.
  *
- * Threads: one at a time.
+ * Use an object in one thread at a time.
  */
 class RemoteDevice {
 public:

@@ -48,9 +48,10 @@
  * clear the source of the interrupt, and then receive the interrupt.
  *
  * Results. A function returns 0 for success and -1 for failure, unless its description says otherwise. If opening,
- * connecting or waiting fails, the library traces the cause. On a device of this machine, the library traces nothing by
- * default if a read or write of a seekable device, an SPI transfer to an FPGA, an ioctl request or enabling an
- * interrupt fails. If a system call has failed, errno gives the cause.
+ * connecting or waiting fails, the library traces the cause. By default, the library does not trace the failures of the
+ * following operations: reads and writes of a seekable device or of a device without a map, SPI transfers that the
+ * kernel refuses, ioctl requests, enabling an interrupt, interrupt functions of a device without interrupts, and
+ * requests that a server refuses. If a system call has failed, errno contains its error number.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. By default, the libziltrace of this
  * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and notable outcomes.

@@ -13,7 +13,7 @@ namespace Maps {
 namespace {
 
 constexpr std::string_view placeholder = "%s";
-// The limit for the length of an index, because the index replaces every placeholder in a name.
+// The length of an index has a limit, because the index replaces every placeholder in a name.
 constexpr std::size_t longestIndex = 64;
 
 bool isDecimal(std::string_view text) {

@@ -52,7 +52,7 @@ private:
         return !list.empty() && m_seen.insert(list.begin()).second;
     }
 
-    /** The lines of elements by a property that should be unique. */
+    /** The line numbers of elements, by a property that should be unique. */
     template <typename Key>
     using Lines = std::map<Key, std::size_t>;
 

@@ -11,8 +11,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The path to a base may lead through definitions that are also derived. A real map does not nest these paths deeper
-// than this limit.
+// The path to a base may lead through definitions that are also derived. This limit is deeper than the nesting in real
+// maps.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {
@@ -161,7 +161,7 @@ bool Scope::isElement(const Definition& array, std::string_view name) {
 }
 
 const Definition& Derivation::resolve(const Definition& own) {
-    // Uses a loop and not a recursion, because a chain may be as long as the file.
+    // Uses a loop instead of recursion, because a chain may be as long as the file.
     std::vector<const Definition*> chain;
     const Definition* at = &own;
     while (!at->derivedFrom.empty()) {
@@ -257,7 +257,7 @@ List<const Definition*> Derivation::mergedChildren(const Definition& own, const 
         }
     }
     merged->insert(merged->end(), own.children->begin(), own.children->end());
-    // Counts the replaced children, too, because the search for them also takes time.
+    // Also counts the replaced children, because the search for them takes time.
     m_mergedChildren += base.children->size() + own.children->size();
     if (m_mergedChildren > m_limits.elements) {
         throw MalformedMap(own.line, "derivedFrom copies more than " + std::to_string(m_limits.elements) + " elements");

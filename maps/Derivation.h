@@ -53,7 +53,8 @@ private:
 
 /**
  * Resolves the definitions of a device. Searches for the base of a definition in the element around it, and then in
- * each enclosing element up to the device. The format requires a path from the device, which the search tries last.
+ * each enclosing element up to the device. The format requires paths that begin at the device. The search tries these
+ * paths last.
  */
 class Derivation {
 public:
@@ -63,7 +64,8 @@ public:
     /**
      * Returns the definition with everything that it inherits from its base. Inherited children precede the children of
      * the definition itself. A child of the definition replaces an inherited child with the same name. Warns about a
-     * base that does not exist. Ignores a derivedFrom that would close a circle of definitions, and warns about it.
+     * base that does not exist. Ignores a derivedFrom by which a definition would inherit from itself, and warns about
+     * it.
      *
      * @throws MalformedMap if derived definitions have more children than a map may have elements.
      */

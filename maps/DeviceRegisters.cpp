@@ -58,7 +58,7 @@ std::string DeviceRegisters::obstacleTo(const LocatedRegister& located) const {
     }
     if (const LocatedRegister* const neighbor = neighborOf(located)) {
         return subject + " has " + Common::counted(located.contents->size, "bit") +
-               " and lies in the same register of the device as register " + neighbor->name + " (the device has " +
+               " and shares a register of the device with register " + neighbor->name + " (the device has " +
                bitRegisters(m_width) + ")";
     }
     return "";

@@ -45,7 +45,8 @@ public:
     std::size_t countBefore(std::uint64_t offset) const;
 
     /**
-     * Returns the register that begins before an offset and ends last, if it ends after the offset; null otherwise.
+     * Searches the registers that begin before an offset for the register with the highest end. Returns this register
+     * if it ends after the offset, and null otherwise.
      */
     const LocatedRegister* extendingBeyond(std::uint64_t offset) const;
 

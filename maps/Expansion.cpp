@@ -96,7 +96,7 @@ private:
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
     /**
-     * Counts a definition that gives no elements. Reading such a definition takes time, too, and many definitions can
+     * Counts a definition that gives no elements. Reading the definition also takes time, and many definitions can
      * share the list that contains it.
      */
     void countIfLeftOut(const Definition& definition, std::uint64_t added) {
@@ -110,7 +110,7 @@ private:
     /** Returns the greatest distance from the first element at which the offset of an element still fits in 64 bits. */
     static std::uint64_t roomAfter(const Definition& definition) { return UINT64_MAX - definition.offset.value_or(0); }
 
-    /** Returns the problem of an array with elements that are too far from the first element, for a warning. */
+    /** Returns the text of the warning for an array whose elements are too far from the first element. */
     static std::string problemBeyondRoom(const Definition& definition) {
         if (definition.kind == Kind::Field) {
             return "has elements with bits higher than bit " + std::to_string(highestBit);

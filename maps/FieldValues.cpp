@@ -46,7 +46,7 @@ unsigned int widthOf(const Field& field) { return field.msb - field.lsb + 1; }
 
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
-/** Returns the ways to give a value of a field, such as "a number, off or on". */
+/** Returns the possible forms of a field value as a list, such as "a number, off or on". */
 std::string choicesOf(std::vector<std::string> names) {
     names.insert(names.begin(), "a number");
     return Common::alternatives(names);
@@ -77,7 +77,12 @@ std::string alsoANumber(const EnumeratedValue& value) {
 
 constexpr const char* numberRemedy = " (give the value with 0x or 0b)";
 
-/** @throws RefusedValue if a text is not a number that fits in a field. @param names the names that the text may be. */
+/**
+ * Returns the number that a text represents.
+ *
+ * @param names the names that the error message offers.
+ * @throws RefusedValue if the text is not a number that fits in the field, or if a leading zero makes it ambiguous.
+ */
 std::uint64_t fittingNumber(const Field& field, const std::string& subject, const std::string& text,
                             const std::vector<std::string>& names) {
     if (!Common::isNumber(text, Common::anyNotation)) {
@@ -114,7 +119,7 @@ std::vector<std::string> enumeratedChoices(const Field& field) {
     return choices;
 }
 
-/** Returns which values a constraint allows, as the end of a message. */
+/** Returns the values that a constraint allows, for the end of a message. */
 std::string allowedBy(const WriteConstraint& constraint, const Field& field) {
     if (constraint.kind == WriteConstraint::Kind::Range) {
         return "write " + std::to_string(constraint.minimum) + " to " + std::to_string(constraint.maximum);
@@ -124,7 +129,7 @@ std::string allowedBy(const WriteConstraint& constraint, const Field& field) {
                            : "write " + Common::alternatives(choices);
 }
 
-/** Returns why a field does not allow a number; empty if the field allows it. @param text the number in the message. */
+/** Returns the reason why a field does not allow a number; empty if it does. @param text the number for the message. */
 std::string reasonToRefuse(const Field& field, std::uint64_t number, const std::string& text) {
     if (!field.writeConstraint) {
         return "";
@@ -148,7 +153,7 @@ bool isConstrained(const Field& field, const MaskedValue& written) {
     return (bits & ~written.mask) == 0 && neutralValue(field.modifiedWrite, bits) != (written.value & bits);
 }
 
-/** Returns the field of a name. @throws RefusedValue if the register has no field of this name. */
+/** Returns the field with this name. @throws RefusedValue if the register has no field with this name. */
 const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
     const Field* const field = findField(*located.contents, name);
     if (field == nullptr) {

@@ -107,7 +107,7 @@ struct FieldPattern {
     /** Empty for a number. */
     std::string name;
 
-    /** @param value has its name for reading. */
+    /** @param value the value of the field, with its name for reading. */
     bool matches(const FieldValue& value) const;
 };
 
@@ -136,7 +136,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** Returns the register or the field, with which what() begins. @{ */
+/** Returns the name of the register or field for the beginning of an error message. @{ */
 std::string subjectOf(const LocatedRegister& located);
 std::string subjectOf(const LocatedRegister& located, const Field& field);
 /** @} */
@@ -162,20 +162,24 @@ std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string
  */
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
-/** Returns the value to write that leaves the bits unchanged, whatever they contain; none if no value does. */
+/**
+ * Returns the value that leaves the bits unchanged if you write it, for every content of the bits; none if there is
+ * none.
+ */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
 /**
- * @throws RefusedValue if the register accepts only a range of values, and the write cannot result in one of them,
- * whatever the bits outside the mask are.
+ * @throws RefusedValue if the register accepts only a range of values, and the write cannot result in one of them for
+ * any value of the bits outside the mask.
  */
 void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**
- * Checks a value for a register, which the user gives without names of fields.
+ * Checks a value that the user gives for a whole register or for masked bits, and not for fields.
  *
  * @throws RefusedValue if the value does not fit, breaks the write constraint of the register, or breaks the write
- * constraint of a field that is written completely. For writeAsRead, one written bit of the field is enough.
+ * constraint of a field that is written completely. A value that leaves the field unchanged, such as 0 for oneToClear,
+ * breaks only writeAsRead. For writeAsRead, one written bit of the field is enough.
  */
 void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 

@@ -14,7 +14,7 @@ bool isConcerned(const Field& field, const Register& aRegister) {
     return isWritable(field.access) && isInside(field, aRegister);
 }
 
-/** Returns the bits of a register inside those of its fields that meet a condition. */
+/** Returns the bits of the fields that meet a condition. Leaves out fields outside the register. */
 template <typename Condition>
 std::uint64_t bitsOfFields(const Register& aRegister, const Condition& condition) {
     std::uint64_t bits = 0;
@@ -32,7 +32,7 @@ std::uint64_t bitsOfWritableFields(const Register& aRegister) {
     return bitsOfFields(aRegister, [](const Field& field) { return isWritable(field.access); });
 }
 
-/** Returns why a masked write must not include unassigned bits with these properties; empty if it may. */
+/** Returns the reason why a write must not include unassigned bits with these properties; empty if it may. */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";
@@ -54,19 +54,22 @@ ModifiedBits modifiedBitsOf(ModifiedWrite modifiedWrite, std::uint64_t bits) {
     return kept ? ModifiedBits{bits & ~*kept, *kept, 0} : ModifiedBits{0, 0, bits};
 }
 
-/** Returns those of the bits that a write changes, because other fields that share the bits need different values. */
+/**
+ * Returns the bits of a field that cannot keep their values, because other fields or registers that share the bits need
+ * different written values.
+ */
 std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, const ModifiedBits& others) {
     const ModifiedBits own = modifiedBitsOf(modifiedWrite, bits);
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
 }
 
-/** How the user can protect other fields: the text before their names, and the text after them. */
+/** The remedy that protects other fields: the text before their names, and the text after their names. */
 struct Remedy {
     const char* before;
     const char* after;
-    /** The bits of a register without fields that are not assigned. */
+    /** The name for the unassigned bits of a register without fields. */
     const char* otherBits;
-    /** How the user can write although other registers or these bits change. */
+    /** The remedy for a write that may change other registers or these bits. */
     const char* forRegister;
 };
 
@@ -158,7 +161,7 @@ private:
         const std::vector<const Field*> lost = otherFields([this, &settled](const Field& field) {
             const std::uint64_t bits = maskOf(field) & ~settled;
             const bool isLost = contradictions(field.modifiedWrite, bits, m_modified) != 0;
-            // If the user assigns this field, its bits have a fixed value for the later fields, too.
+            // If the user also assigns this field, its bits have a fixed value for the later fields.
             settled |= isLost ? bits : 0;
             return isLost;
         });

@@ -30,11 +30,11 @@ ModifiedBits modifiedBitsOf(const Register& aRegister);
 /** Returns the modified bits of two registers at the same offset. */
 ModifiedBits operator|(const ModifiedBits& a, const ModifiedBits& b);
 
-/** Returns the bits of a register that a write can change. A writable field can have bits of a read-only one. */
+/** Returns the bits of a register that a write can change. A writable field can share bits with a read-only field. */
 std::uint64_t writableBits(const Register& aRegister);
 
 /**
- * Returns the bits of a register that can be compared with what was written: those of writable fields, and those
+ * Returns the bits of a register that can be compared with the written bits: the bits of writable fields, and the bits
  * outside all fields if the register itself can be read and written.
  */
 std::uint64_t comparableBits(const Register& aRegister);
@@ -77,7 +77,7 @@ enum class WriteForm {
     Attribute
 };
 
-/** The bits that a write includes to keep other fields, and how it is made. They do not depend on the new values. */
+/** The properties of a write that do not depend on the new values. */
 struct WriteShape {
     /** The bits that keep their values only if the write gives them a value. */
     MaskedValue kept;
@@ -89,7 +89,7 @@ struct WriteShape {
  * Returns the shape of a write of some bits.
  *
  * @param assigned the bits of the fields that get values.
- * @throws RefusedValue if planWrite() throws it for any values of these fields.
+ * @throws RefusedValue if another field or register cannot keep its value, as in planWrite().
  */
 WriteShape shapeOfWrite(const LocatedRegister& located, std::uint64_t assigned, const Word& word,
                         WriteForm form = WriteForm::FieldList);
@@ -139,7 +139,7 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask);
 /** @throws RefusedValue if a bit of the mask can be written, but not read. */
 void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask);
 
-/** Returns the bits of a register that can be read. A readable field can have bits of a write-only one. */
+/** Returns the bits of a register that can be read. A readable field can share bits with a write-only field. */
 std::uint64_t readableBits(const Register& aRegister);
 
 /** @throws RefusedValue if a bit of the mask cannot be read. */

@@ -13,13 +13,15 @@ namespace Maps {
 
 struct Limits {
     std::size_t bytes = std::size_t{64} << 20U;
-    /** The depth of nested clusters. */
+    /** The maximum depth of nested clusters. */
     std::size_t clusterDepth = 32;
-    /** The number of elements of one array. The reader leaves out a larger array, and warns about it. */
+    /** The maximum number of elements of one array. The reader leaves out a larger array, and warns about it. */
     std::uint64_t arraySize = 65536;
-    /** The number of all peripherals, clusters, registers and fields. Elements that are left out count, too. */
+    /**
+     * The maximum number of peripherals, clusters, registers and fields together, including those that are left out.
+     */
     std::uint64_t elements = 1000000;
-    /** The number of warnings that are kept. Further warnings are only counted. */
+    /** The maximum number of warnings. The reader only counts further warnings. */
     std::size_t warnings = 10000;
 };
 

@@ -48,8 +48,8 @@ public:
     /**
      * @param paths map files and folders, in the order of the search. The maps of a folder are its files with the
      * ending ".svd" that are not hidden, in the order of their names.
-     * @param deadline the deadline for a pipe among the files to deliver its map. After the deadline, find() and map()
-     * throw Common::ReadTimedOut.
+     * @param deadline the deadline for reading a map from a pipe. After the deadline, find() and map() throw
+     * Common::ReadTimedOut.
      * @throws UnusableMap if a folder cannot be read, or if a path does not exist and `missing` is Refused.
      */
     explicit MapCatalog(const std::vector<std::string>& paths, MissingPath missing = MissingPath::Refused,
@@ -69,7 +69,7 @@ public:
      * Returns the map of a file.
      *
      * @param position the number of the file in the order of the search, counted from 0.
-     * @throws UnusableMap if the file is not a map.
+     * @throws UnusableMap if this file or an earlier file is not a map.
      */
     const ReadMap& map(std::size_t position);
 

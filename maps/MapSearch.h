@@ -22,7 +22,7 @@ public:
      * @param given the files and folders that the user gives. If there are none, the search uses the files and folders
      * in the environment variable RYNVEL_MAPS, separated by colons. Without the variable, it uses the folder of this
      * machine and the folder of the installation.
-     * @param deadline by which the maps must be read.
+     * @param deadline the deadline for reading the maps.
      */
     explicit MapSearch(std::vector<std::string> given, const Common::Deadline& deadline = {})
         : m_given(std::move(given)), m_deadline(deadline) {}

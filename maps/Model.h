@@ -45,10 +45,10 @@ constexpr bool isWritable(Access access) { return access != Access::ReadOnly; }
 /** The right that an access needs. */
 enum class Protection { Secure, NonSecure, Privileged };
 
-/** The effect of a read on the bits that are read. */
+/** The side effect of a read on the bits that are read. */
 enum class ReadAction { Clear, Set, Modify, ModifyExternal };
 
-/** The effect of a write on the written bits. Modify stores the bits. */
+/** The effect of a write on the written bits. `Modify` stores the written values in the bits. */
 enum class ModifiedWrite {
     OneToClear,
     OneToSet,

@@ -37,7 +37,7 @@ bool isIndexName(const ArrayElement& element, std::string_view index) {
     });
 }
 
-/** Returns whether a name consists of the name of the array and the index of the element in brackets. */
+/** Returns whether a name is the name of the array, followed by the index of this element in brackets. */
 bool isElement(const ArrayElement& element, std::string_view name) {
     const std::size_t bracket = name.find('[');
     if (!element.array || bracket == std::string_view::npos || name.back() != ']') {

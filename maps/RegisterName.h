@@ -33,7 +33,7 @@ struct LocatedRegister {
     const Register* contents = nullptr;
 };
 
-/** Returns all registers of a peripheral, also those in clusters, in the order of their offsets. */
+/** Returns all registers of a peripheral, including those in clusters, in the order of their offsets. */
 std::vector<LocatedRegister> registersOf(const Peripheral& peripheral);
 
 /** The register or field that a name selects. */
@@ -60,10 +60,13 @@ const Field* findField(const Register& aRegister, const std::string& name);
  */
 std::optional<NamedRegister> findRegister(const Peripheral& peripheral, const std::string& name);
 
-/** Returns those of the names that the user may have meant by another one. Ignores the case of letters. */
+/** Returns the elements of `names` that the user may have meant by `name`. Ignores the case of letters. */
 std::vector<std::string> similarTo(const std::string& name, const std::vector<std::string>& names);
 
-/** Returns up to three names that the user may have meant by an unknown name. Ignores the case of letters. */
+/**
+ * Returns up to three names of registers or fields that the user may have meant by an unknown name. Ignores the case of
+ * letters.
+ */
 std::vector<std::string> namesLike(const Peripheral& peripheral, const std::string& name);
 
 } // namespace Maps

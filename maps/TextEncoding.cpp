@@ -84,7 +84,7 @@ std::string fromLatin1(std::string_view bytes) {
     return text;
 }
 
-/** Returns how many bytes follow the first byte of a UTF-8 character; -1 for a byte that cannot be the first one. */
+/** Returns the number of bytes after the first byte of a UTF-8 character; -1 for a byte that cannot be the first. */
 int continuationsOf(unsigned char lead) {
     if (lead < 0x80) {
         return 0;

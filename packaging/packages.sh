@@ -81,6 +81,15 @@ buildpackage_options() {
     fi
 }
 
+# Fails if a folder contains anything that is not the result of a build, which take_packages would remove.
+require_package_folder() {
+    local other
+    [ -e "$1" ] || return 0
+    other=$(find "$1" -mindepth 1 -maxdepth 1 ! -name '*.*deb' ! -name '*.changes' ! -name '*.buildinfo' ! -name '*.dsc' \
+        ! -name '*.tar.*' -print -quit) && [ -z "$other" ] ||
+        die "$1: contains '${other##*/}', which the build would remove (give an empty or a new folder)"
+}
+
 # Moves the results of a build into a folder, which contains nothing else afterwards.
 take_packages() {
     rm -rf "$2" && mkdir -p "$2" && as_root find "$1" -maxdepth 1 -type f -exec mv -t "$2" {} + &&

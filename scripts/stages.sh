@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-# The stages of ./check: what each needs, how long it takes, and what it does. Source this file; do not run it.
+# The stages of ./check: the packages and the time that each stage needs, and its commands. Source this file; do not run
+# it.
 #
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
@@ -13,13 +14,13 @@ describe_stage() {
         scripts) echo 'the tests of the scripts that ./check itself uses' ;;
         site) echo 'the documentation and the reference as HTML pages, with their links and their search' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
-        analyze) echo 'the static analyzer of clang-tidy, for the same sources, one by one' ;;
+        analyze) echo 'the static analyzer of clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine' ;;
-        asan) echo 'the same tests with the address and undefined behavior sanitizers' ;;
+        asan) echo 'all tests with the address and undefined behavior sanitizers' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
-        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and a thousand lost servers' ;;
+        pythonlong) echo 'ten thousand opens and a million reads of Python devices, and threads that share devices' ;;
         wheel) echo 'the wheel of the Python package, built without a network and used outside of the tree' ;;
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
@@ -28,7 +29,7 @@ describe_stage() {
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
-        variants) echo 'the same for the debug build, the builds with sanitizers, and other ways to build the library' ;;
+        variants) echo 'programs that use installations of the debug build, the builds with sanitizers, and other builds' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
@@ -106,14 +107,14 @@ usual_seconds() {
     case $1 in
         format | scripts) echo 4 4 ;;
         site) echo 20 20 ;;
-        lint) echo 85 1 ;;
+        lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
         asan) echo 250 90 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
-        python) echo 120 60 ;;
-        pythonlong) echo 130 50 ;;
+        python) echo 120 70 ;;
+        pythonlong) echo 240 65 ;;
         wheel) echo 200 120 ;;
         bigendian) echo 65 10 ;;
         counts) echo 27 10 ;;
@@ -132,7 +133,7 @@ usual_seconds() {
     esac
 }
 
-# Prints how many jobs run at the same time if they wait for a part of their time, such as tests of time-outs.
+# Prints the number of parallel jobs for work that spends some of its time waiting, such as tests of time-outs.
 jobs_that_wait() { echo $(($(nproc) + 1)); }
 
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
@@ -226,7 +227,10 @@ stage_python() {
 }
 
 stage_pythonlong() {
-    build python && python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml"
+    build python && build python-tsan && check_python_types threads python/tests/threads/*.py &&
+        python/tests/core/run build/python -m slow --junitxml="$RYNVEL_RESULTS/python_long_tests.xml" &&
+        python/tests/threads/run build/python-tsan build/python/server/rynveld \
+            --junitxml="$RYNVEL_RESULTS/python_threads_tests.xml"
 }
 
 stage_wheel() {
@@ -328,7 +332,7 @@ stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-
 
 stage_counts() { benchmarks/counts; }
 
-# The stages dev and armhf build the libraries too, so this stage takes little time after them.
+# The stages dev and armhf also build the libraries, so this stage takes little time after them.
 stage_abi() (
     . scripts/checks.sh
     suite=abi

@@ -176,6 +176,10 @@ Server::~Server() {
 
 void Server::listen() {
     if (const auto passed = activationSockets(); !passed.empty()) {
+        if (m_options.listenLocal) {
+            throw std::runtime_error(m_options.listenLocal->path +
+                                     ": the service manager passes the sockets (remove --listen)");
+        }
         listenOn(passed);
         return;
     }
@@ -183,7 +187,6 @@ void Server::listen() {
         auto& acceptor = m_listeners.emplace_back(m_io).acceptor;
         acceptor.open({AF_UNIX, 0});
         m_socketFile.emplace(acceptor.native_handle(), *m_options.listenLocal);
-        acceptor.listen();
         return;
     }
     try {

@@ -2,10 +2,13 @@
 #include "SocketFile.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -40,25 +43,46 @@ bool isAbandoned(const std::string& path) {
            errno == ECONNREFUSED;
 }
 
+/** Locks the folder of a path as long as the object exists, so that one server at a time replaces or removes a file. */
+class FolderLock {
+public:
+    explicit FolderLock(const std::string& path)
+        : m_folder(::open(std::filesystem::path(path).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        if (m_folder.isOpen()) {
+            ::flock(m_folder.number(), LOCK_EX);
+        }
+    }
+
+private:
+    const Common::Descriptor m_folder;
+};
+
 } // namespace
 
 SocketFile::SocketFile(int socket, LocalAddress address) : m_address(std::move(address)) {
+    const FolderLock lock(m_address.path);
     if (isAbandoned(m_address.path)) {
         ::unlink(m_address.path.c_str());
     }
     bind(socket);
     try {
         setAccess();
+        if (::listen(socket, SOMAXCONN) != 0) {
+            failAt(m_address.path, "cannot listen");
+        }
     } catch (...) {
-        ::unlink(m_address.path.c_str());
+        remove();
         throw;
     }
 }
 
-SocketFile::~SocketFile() { ::unlink(m_address.path.c_str()); }
+SocketFile::~SocketFile() {
+    const FolderLock lock(m_address.path);
+    remove();
+}
 
 // Until the file has its group and its permissions, only the user of the server may use it.
-void SocketFile::bind(int socket) const {
+void SocketFile::bind(int socket) {
     const sockaddr_un address = socketAddressOf(m_address.path);
     const mode_t mask = ::umask(S_IXUSR | S_IRWXG | S_IRWXO);
     const int result = ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
@@ -68,15 +92,28 @@ void SocketFile::bind(int socket) const {
     if (result != 0) {
         failAt(m_address.path, "cannot listen");
     }
+    m_file = Common::Descriptor(::open(m_address.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
 }
 
+// The descriptor designates the socket file even if somebody has put a symbolic link in its place.
 void SocketFile::setAccess() const {
     constexpr auto sameUser = static_cast<uid_t>(-1);
-    if (m_address.group && ::chown(m_address.path.c_str(), sameUser, *m_address.group) != 0) {
+    if (m_address.group && ::fchownat(m_file.number(), "", sameUser, *m_address.group, AT_EMPTY_PATH) != 0) {
         failAt(m_address.path, "cannot set the group");
     }
-    if (::chmod(m_address.path.c_str(), m_address.mode) != 0) {
+    const std::string file = "/proc/self/fd/" + std::to_string(m_file.number());
+    if (::chmod(file.c_str(), m_address.mode) != 0) {
         failAt(m_address.path, "cannot set the permissions");
+    }
+}
+
+// Another server may have replaced the file since this server stopped listening.
+void SocketFile::remove() const {
+    struct stat own {};
+    struct stat present {};
+    if (::fstat(m_file.number(), &own) == 0 && ::lstat(m_address.path.c_str(), &present) == 0 &&
+        own.st_dev == present.st_dev && own.st_ino == present.st_ino) {
+        ::unlink(m_address.path.c_str());
     }
 }
 

@@ -6,17 +6,19 @@
 #ifndef RYNVELD_SOCKETFILE_H
 #define RYNVELD_SOCKETFILE_H
 
+#include "Descriptor.h"
 #include "Options.h"
 
 namespace Rynveld {
 
-/** The file of a local socket. It exists as long as this object. */
+/** The file of a local socket. The destructor removes the file, unless another file has replaced it. */
 class SocketFile {
 public:
     /**
-     * Binds a socket to a new file. Replaces the file of a server that has ended without removing it.
+     * Binds a socket to a new file, and listens on the socket. Replaces the file of a server that has ended without
+     * removing it. Waits while another server with a file in the same folder starts or ends.
      *
-     * @param socket an unbound local socket, on which nobody listens yet.
+     * @param socket an unbound local socket.
      * @throws std::system_error if another server uses the file, or if the file cannot be created with its permissions
      * and its group. what() begins with the path.
      */
@@ -26,10 +28,13 @@ public:
     ~SocketFile();
 
 private:
-    void bind(int socket) const;
+    void bind(int socket);
     void setAccess() const;
+    void remove() const;
 
     const LocalAddress m_address;
+    /** Designates the file. As long as it is open, no other file has the same inode number. */
+    Common::Descriptor m_file;
 };
 
 } // namespace Rynveld

@@ -18,11 +18,11 @@
 
 namespace Rynvelctl {
 
-/** What an address on the command line selects. */
+/** The registers or bits that an address on the command line selects. */
 struct Addressed {
     /** A single register, or several for a range. A single register has a name if the user gave one. */
     RegisterRange range;
-    /** What the register map says; none if the user gave a number. */
+    /** The description from the register map; none if the user gave a number. */
     std::optional<Selection> named;
     /** The bits of the register; none for the whole register or a field. */
     std::optional<BitRange> bits = std::nullopt;
@@ -33,7 +33,7 @@ struct Addressed {
 /** Reads the addresses of one command. It searches the register maps only for a name. */
 class Addresses {
 public:
-    /** @param context must outlive this object and its results, and so must the target. */
+    /** The context and the target must outlive this object and its results. */
     Addresses(const CommandContext& context, const Target& target, AddressUnit unit)
         : m_context(context), m_target(target), m_unit(unit) {}
 
@@ -43,14 +43,15 @@ public:
     /**
      * Finds a register, a field, or bits of a register, such as `REGISTER[7:4]`.
      *
-     * @throws Failure also if the text is the name of a register and also selects bits of another one.
+     * @throws Failure as find() does, and if the text is the name of a register and also selects bits of another
+     *         register.
      */
     Addressed findPart(const std::string& text);
 
     /** Finds the same as findPart(), and also the registers of a range of addresses, such as 0x10..0x1c. */
     Addressed findRange(const std::string& text);
 
-    /** Finds a register. @throws Failure also for a field. */
+    /** Finds a register. @throws Failure as find() does, and for a field. */
     Addressed findWhole(const std::string& text);
 
     /** Returns whether a text has the form of a range of addresses, such as 0x10..0x1c. */
@@ -67,12 +68,15 @@ public:
 
 private:
     Addressed findWithoutBits(const std::string& text);
-    /** Returns whether a text with brackets selects bits. Otherwise, it is the name of an element of an array. */
+    /** Returns whether a text with brackets selects bits. If not, the text is the name of an array element. */
     bool selectsBits(const std::string& text, const Bracketed& bracketed);
     bool isName(const std::string& text);
     /** Returns the address of a named register as a number. */
     std::string hexadecimalAddress(const std::string& name);
-    /** Returns whether a text is an address. A name may begin with a digit, too. */
+    /**
+     * Returns whether to take a text as an address. Without a register map, this includes every text that begins with a
+     * digit, so that the error message is about a number. With a register map, a name may begin with a digit.
+     */
     bool isAddress(const std::string& text);
     const RegisterMap* findMap();
     const RegisterMap& registerMapFor(const std::string& name);
@@ -95,8 +99,8 @@ void requireHarmlessRead(const Addressed& addressed);
 /**
  * Returns the registers, fields and bits to read, in the order of the texts.
  *
- * @param find returns what a text selects.
- * @throws Failure also if one of them cannot be read.
+ * @param find the function that evaluates one text.
+ * @throws Failure if one of them cannot be read, or if `find` throws it.
  */
 template <typename Find>
 std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const Find& find) {
@@ -109,10 +113,10 @@ std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const F
     return found;
 }
 
-/** Returns what the user asked for: the value of the register, or of the field or the bits in it. */
+/** Returns the requested value: that of the register, of its field, or of its bits. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
-/** Returns a register with its fields. @param value the value of the word, which may have further bits. */
+/** Returns a register with its fields. @param value the value of the word. Bits outside the register are ignored. */
 RegisterValue decoded(const MappedRegister& whole, std::uint32_t value);
 
 } // namespace Rynvelctl

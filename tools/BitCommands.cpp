@@ -18,7 +18,7 @@ struct BitOptions : RegisterOptions {
     BitChange change = BitChange::Set;
 };
 
-/** The change of bits of one register. */
+/** A change of some bits of one register. */
 class ChangedBits {
 public:
     ChangedBits(const Addressed& addressed, const BitOptions& options)
@@ -31,7 +31,7 @@ public:
         }
     }
 
-    /** Returns what was written. */
+    /** Writes the bits, and returns the written value. */
     WrittenValue write(OpenDevice& device, WriteProgress& progress) {
         std::optional<std::uint32_t> before;
         if (m_change == BitChange::Toggle) {
@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    /** @throws Failure if the register map does not allow a change of the bits, whatever their values. */
+    /** @throws Failure if the register map does not allow a change of the bits to any value. */
     void requireChangeable(const MappedRegister& whole) const {
         requireAllowed(whole, {0, 0});
         requireReadable({whole, nullptr});

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The bits of a register as a drawing of characters.
+ * Draws the bits of a register with characters.
  */
 #ifndef RYNVELCTL_BITDIAGRAM_H
 #define RYNVELCTL_BITDIAGRAM_H
@@ -13,10 +13,10 @@
 namespace Rynvelctl {
 
 /**
- * Returns boxes with the fields of a register, the highest bits first, and the bits of each field above it. Bits
- * without a field have the name "-". A line has up to 100 characters if the names permit it. Fields that share bits
- * with others have a drawing of their own. After 16 drawings, a line gives the number of further fields. Returns an
- * empty text for a register without fields.
+ * Returns a drawing with one box for each field of a register, the highest bits first. The bits of a field are above
+ * its box. Bits without a field have the name "-". A line has at most 100 characters, unless a name needs more, and a
+ * long drawing continues below. Fields that share bits are in separate layers, one below the other. After 16 layers, a
+ * line gives the number of further fields. Returns an empty text for a register without fields.
  */
 std::string bitDiagram(const Maps::Register& contents);
 

@@ -27,8 +27,7 @@ struct BitRange {
     std::string text() const;
 };
 
-/** Returns the bit that a number selects. @param bits the width of the register. @throws Failure if it has no such bit.
- */
+/** Returns the bit that a number selects. @param bits the width of the register. @throws Failure for a missing bit. */
 unsigned int parseBit(const std::string& text, unsigned int bits);
 
 /**
@@ -50,7 +49,7 @@ struct Bracketed {
     bool hasRange() const { return inside.find(':') != std::string::npos; }
 };
 
-/** Returns what to give for the single bit in the brackets, as the end of an error message. */
+/** Returns the remedy for brackets with a single bit, for the end of an error message. */
 std::string oneBitOf(const Bracketed& bracketed);
 
 /** Splits a text that ends in brackets; none for any other text. */

@@ -53,7 +53,7 @@ private:
         m_hasOnlyFields = false;
     }
 
-    /** @throws Failure for an entry that is probably meant as bits. */
+    /** @throws Failure for an entry that the user probably means as bits. */
     void requireNoMistake(const std::string& entry) const {
         if (isField(entry)) {
             return;

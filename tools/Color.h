@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Whether the program uses colors.
+ * Decides whether the program uses colors.
  */
 #ifndef RYNVELCTL_COLOR_H
 #define RYNVELCTL_COLOR_H
@@ -11,7 +11,7 @@
 
 namespace Rynvelctl {
 
-/** What the user asks for. */
+/** The choice of the user. */
 enum class ColorChoice { Auto, Always, Never };
 
 /** Returns the texts that parseColorChoice() takes. */
@@ -21,8 +21,8 @@ std::vector<std::string> colorChoiceNames();
 ColorChoice parseColorChoice(const std::string& text);
 
 /**
- * Returns whether standard output gets colors. With Auto, this is so on a terminal whose TERM is not dumb, if NO_COLOR
- * is unset or empty.
+ * Returns whether standard output gets colors. With Auto, it gets colors if it is a terminal, if TERM is not "dumb",
+ * and if NO_COLOR is unset or empty.
  */
 bool usesColor(ColorChoice choice);
 

@@ -52,29 +52,39 @@ public:
     const CommandTimeout& timeout() const { return m_timeout; }
 
     /**
-     * Returns the device of that name, on this machine or on the server. It exists as long as this object.
+     * Returns the device with this name, on this machine or on the server. The result is valid as long as this object
+     * exists.
      *
-     * @throws Failure if there is none.
+     * @throws Failure if no device has this name.
      */
     const Target& target(const std::string& name) const;
 
     /** Returns a device, which stays open for further commands. @throws Failure if the device cannot be opened. */
     std::shared_ptr<OpenDevice> open(const Target& target) const;
 
-    /** Opens the device of a range. @throws Failure also if a register is outside the map of the device. */
+    /**
+     * Opens the device of a range.
+     *
+     * @throws Failure if the device cannot be opened, or if a register is outside its map.
+     */
     std::shared_ptr<OpenDevice> open(const RegisterRange& range) const;
 
     /** Returns the register maps. @throws Maps::UnusableMap if a file or folder that the user gives cannot be read. */
     Maps::MapCatalog& maps() const { return m_maps->catalog(); }
 
     /**
-     * Returns the description of a device; null if no register map describes it. It exists as long as this object.
+     * Returns the description of a device; null if no register map describes it. The result is valid as long as this
+     * object exists.
      *
      * @throws Maps::UnusableMap if a register map cannot be used.
      */
     const RegisterMap* findRegisterMap(const Target& target) const;
 
-    /** Returns the result of findRegisterMap(). @throws Failure also if no register map describes the device. */
+    /**
+     * Returns the description of a device.
+     *
+     * @throws Failure as findRegisterMap() does, and if no register map describes it.
+     */
     const RegisterMap& registerMap(const Target& target) const;
 
     /**
@@ -88,8 +98,10 @@ public:
     const Common::DeviceTypeInfo* givenType() const { return m_givenType; }
 
     /**
-     * Returns the server. @param command the command that needs a server. @throws Failure if the user has not given
-     * one.
+     * Returns the server.
+     *
+     * @param command the command that needs a server.
+     * @throws Failure if the user has not given one.
      */
     const RemoteServer& server(const char* command) const;
 
@@ -105,9 +117,10 @@ public:
     void requireServerForType(const char* command) const;
 
     /**
-     * Gives standard input to a command.
+     * Reserves standard input for a command.
      *
-     * @throws Failure if another command has it already: the first `load` of a file of commands, or `run -` itself.
+     * @throws Failure if another command already uses it: an earlier `load` in the same file of commands, or `run -`
+     * itself.
      */
     void takeStandardInput(const std::string& command) const;
 
@@ -119,7 +132,7 @@ private:
     mutable bool m_isStandardInputTaken = false;
     mutable std::optional<RemoteServer> m_server;
     bool m_isServerGiven = false;
-    /** Whether m_server is to become the default server when a command asks for the server. */
+    /** Whether m_server still needs the default server, which findServer() sets. */
     mutable bool m_isDefaultServerPending = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<Maps::MapSearch> m_maps;

@@ -18,7 +18,7 @@ namespace Rynvelctl {
 class CommandLine {
 public:
     CommandLine();
-    /** Has only the commands that these arguments name. Then run() takes these arguments only. */
+    /** Adds only the commands that these arguments name. You can then pass only these arguments to run(). */
     CommandLine(int argc, const char* const* argv);
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;

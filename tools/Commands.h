@@ -32,16 +32,16 @@ void addSnapshotCommands(const Common::Command& program, Action& chosen);
 void addServerCommands(const Common::Command& program, Action& chosen);
 void addScriptCommands(const Common::Command& program, Action& chosen);
 
-/** Adds all these commands. */
+/** Adds all commands of the groups above. */
 void addCommands(const Common::Command& program, Action& chosen);
 
-/** Adds the remedies for options that other programs have. */
+/** Adds remedies for options that users may expect because other programs have them. */
 void addRemedies(Common::ArgumentParser& parser);
 
-/** Adds the command that runs the others. */
+/** Adds the command `run`, which runs other commands. */
 void addRunCommand(const Common::Command& program, Action& chosen);
 
-/** Runs a command. @throws Failure also if the time-out expires before a file has been read. */
+/** Runs a command. @throws Failure of the command, or if the time-out expires before a file has been read. */
 void perform(const Action& action, const CommandContext& context);
 
 /**

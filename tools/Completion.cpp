@@ -34,7 +34,10 @@ Words deviceNames() {
     return names;
 }
 
-/** Returns the files and folders whose names begin with the word. A slash follows the name of a folder. */
+/**
+ * Returns the files in the folder that the word names. Leaves out hidden files unless the word continues after the
+ * folder. A slash follows the name of a folder.
+ */
 Words files(const std::string& word) {
     namespace fs = std::filesystem;
     const std::size_t slash = word.rfind('/');
@@ -53,10 +56,10 @@ Words files(const std::string& word) {
     return names;
 }
 
-/** What a command does with the values of fields. */
+/** The use of field values in a command. */
 enum class ValueUse { None, Compares, Assigns };
 
-/** How a command uses a register map. */
+/** The use of a register map in a command. */
 struct MapUse {
     const char* command;
     RegisterUse registers;
@@ -65,7 +68,7 @@ struct MapUse {
     ValueUse values;
 };
 
-/** The last element applies to all other commands. */
+/** The last element is for all other commands. */
 constexpr std::array<MapUse, 12> mapUses{{{"write", RegisterUse::Write, true, ValueUse::Assigns},
                                           {"fill", RegisterUse::Write, false, ValueUse::None},
                                           {"load", RegisterUse::Write, false, ValueUse::None},
@@ -92,7 +95,9 @@ struct Line {
     Words maps;
 };
 
-/** Returns the result of a function for the map of the device on the command line; nothing without a map. */
+/**
+ * Calls a function with the map of the device on the command line, and returns the result; an empty list without a map.
+ */
 template <typename Function>
 Words fromMap(const Line& line, const Function& function) {
     if (line.arguments.empty()) {
@@ -146,7 +151,10 @@ Words fieldLists(const Line& line, const std::string& word) {
     return fromMap(line, [&](const MapCompletion& map) { return map.fieldLists(line.arguments[1], word); });
 }
 
-/** Returns the possible values for the name of a value in the help. Returns any other name itself, such as "host". */
+/**
+ * Returns the possible values for a placeholder in the help, such as DEVICE. Returns any other text itself, such as
+ * "host".
+ */
 Words choicesFor(const std::string& name, const Line& line, const std::string& word) {
     if (name == "NAME" || name == "DEVICE") {
         return deviceNames();
@@ -166,7 +174,7 @@ Words choicesFor(const std::string& name, const Line& line, const std::string& w
     return name == "VALUE" ? registerValues(line, word) : Words{name};
 }
 
-/** Returns the possible values of an option or argument whose value has this name in the help. */
+/** Returns the possible values of an option or argument with this placeholder in the help, such as "host|network". */
 Words valuesFor(const std::string& name, const Line& line, const std::string& word) {
     Words values;
     std::istringstream stream(name);
@@ -237,9 +245,9 @@ public:
     }
 
 private:
-    /** The option of a word that takes a value. */
+    /** An option in a word, if the option takes a value. */
     struct OptionWord {
-        /** Null if the word has no such option. */
+        /** Null if the word has no option that takes a value. */
         const OptionDescription* option = nullptr;
         /** The position of the value in the word; npos if the value is the next word. */
         std::size_t value = std::string::npos;
@@ -261,7 +269,7 @@ private:
         return {option, equalsSign == std::string::npos ? equalsSign : equalsSign + 1};
     }
 
-    /** A word such as -qmFILE has several short options, and the value of the last one. */
+    /** A word such as -qmFILE contains several short options, and the value of the last option. */
     OptionWord findShortOption(const std::string& word) const {
         for (std::size_t i = 1; i < word.size(); ++i) {
             const OptionDescription* const option = findOption({'-', word[i]});
@@ -304,7 +312,7 @@ private:
         return nullptr;
     }
 
-    /** Returns the values of an option, each after the beginning of its word. */
+    /** Returns the values of an option. Each result begins with `beginning`, the part of the word before the value. */
     Words valuesAfter(const std::string& beginning, const OptionDescription& option, const std::string& start) const {
         Words words = valuesFor(option.valueName, m_line, start);
         for (std::string& value : words) {

@@ -35,7 +35,8 @@ void addCondition(const Common::Command& command, ConditionOptions& options, con
 class Condition {
 public:
     /**
-     * @param addressed must outlive this object, and so must `options`.
+     * Both arguments must outlive this object.
+     *
      * @throws Failure if the condition does not depend on the value that is read, or if it is not valid for the
      * register, field or bits.
      */

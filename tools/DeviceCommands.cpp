@@ -56,7 +56,7 @@ const Common::DeviceTypeInfo* typeToShow(const CommandContext& context, const Ry
     return context.givenType() != nullptr ? context.givenType() : Common::findDeviceTypeInfo(row.m_type);
 }
 
-/** Returns why no command can use a device on a server; empty if a command can. */
+/** Returns the reason why no command can use a device on a server; empty if a command can use it. */
 std::string reasonNotToAsk(const CommandContext& context, const RemoteServer& server, const std::string& name) {
     try {
         remoteTarget(name, server, context.givenType());
@@ -73,7 +73,7 @@ class ServerInquiry {
 public:
     explicit ServerInquiry(const RemoteServer& server) : m_server(server) {}
 
-    /** Returns why the server does not serve a device; empty if it does. @throws UnansweredRequest. */
+    /** Returns the reason why the server does not serve a device; empty if it does. @throws UnansweredRequest. */
     std::string refusalOf(const std::string& name) {
         try {
             m_server.call([&] { open(name); }, "");
@@ -99,7 +99,7 @@ private:
     std::optional<Common::RecordConnection> m_connection;
 };
 
-/** The devices up to the first unanswered request, and its failure if there is one. */
+/** The devices up to the first unanswered request, and the failure of that request if there is one. */
 struct Inventory {
     ServedDevices devices;
     std::optional<Failure> failure;

@@ -15,14 +15,17 @@
 
 namespace Rynvelctl {
 
-/** Whether a snapshot contains a register if reading it has a side effect. */
+/** Whether a snapshot contains the registers whose reads have side effects. */
 enum class SideEffects { LeftOut, Included };
 
 struct DeviceSnapshot {
     Snapshot snapshot;
     /** The registers that the snapshot leaves out because reading them has a side effect. */
     std::vector<std::string> withSideEffects;
-    /** An error message for each register that the snapshot leaves out for another reason. */
+    /**
+     * An error message for each register that the snapshot leaves out for another reason. A write-only register has a
+     * message only if the device cannot access it.
+     */
     std::vector<std::string> obstacles;
 };
 

@@ -6,7 +6,7 @@ namespace Rynvelctl {
 EndingSignalHandler::EndingSignalHandler(void (*handler)(int), const std::vector<int>& signals) {
     struct sigaction action {};
     action.sa_handler = handler;
-    // Without SA_RESETHAND, because a second signal could end the process before the handler has begun.
+    // SA_RESETHAND is not set. With it, a second signal could end the process before the handler has begun.
     ::sigfillset(&action.sa_mask);
     m_replaced.reserve(signals.size());
     for (const int number : signals) {
@@ -30,7 +30,7 @@ void EndingSignalHandler::passOn(int number) const {
 }
 
 void EndingSignalHandler::endProcess(int number) {
-    // All of them, so that no other signal that is pending calls a handler again.
+    // This loop includes all signals, so that no pending signal calls a handler again.
     for (const int ending : endingSignals) {
         std::signal(ending, SIG_DFL);
     }

@@ -15,20 +15,20 @@ namespace Rynvelctl {
 constexpr std::array<int, 4> endingSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 /**
- * Calls a handler at signals that end the process as long as the object exists. While the handler runs, all signals are
- * blocked. The handler must end the process with endProcess(), or call passOn(). The destructor restores the earlier
- * actions.
+ * As long as the object exists, calls a handler for signals that end the process. While the handler runs, all signals
+ * are blocked. The handler must end the process with endProcess(), or call passOn(). The destructor restores the
+ * earlier actions.
  */
 class EndingSignalHandler {
 public:
-    /** Leaves out the signals that the process ignores, because the caller of the program may want this. */
+    /** Leaves out the signals that the process ignores, because the program that started it may require this. */
     explicit EndingSignalHandler(void (*handler)(int),
                                  const std::vector<int>& signals = {endingSignals.begin(), endingSignals.end()});
     EndingSignalHandler(const EndingSignalHandler&) = delete;
     EndingSignalHandler& operator=(const EndingSignalHandler&) = delete;
     ~EndingSignalHandler();
 
-    /** Raises a signal that the handler has received, with the action that the object has replaced. */
+    /** Restores the replaced action of a signal, and raises the signal again. */
     void passOn(int number) const;
 
     /** Ends the process by a signal when the handler that calls this function returns. */

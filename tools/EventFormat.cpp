@@ -33,7 +33,7 @@ const Directive& directiveOf(char character) {
                          [character](const Directive& known) { return known.character == character; });
 }
 
-/** Returns the directives with their meanings or without them, as a list for a sentence. */
+/** Returns the directives as a list for a sentence, with or without their meanings. */
 std::string listOf(const std::string& directives, bool hasMeanings) {
     std::string list;
     for (const char character : directives) {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Lines for changes and interrupts, in the format that the user gives or as comma-separated values.
+ * Formats changes and interrupts as lines, in the format of the user or as comma-separated values.
  */
 #ifndef RYNVELCTL_EVENTFORMAT_H
 #define RYNVELCTL_EVENTFORMAT_H
@@ -25,15 +25,15 @@ struct EventTexts {
     std::string oldValue;
 };
 
-/** Returns the texts of a change. @param previous the reading before; none at the first sample. */
+/** Returns the texts of a change. @param previous the previous reading; none for the first sample. */
 EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& previous, GivenBase base);
 EventTexts textsOf(const InterruptEvent& interrupt);
-/** Returns the texts of something that has just happened. @{ */
+/** Returns the texts of an event, with the current time. @{ */
 EventTexts textsOf(const InterruptType& interrupt);
 EventTexts textsOf(const InterruptState& interrupt);
 /** @} */
 
-/** A format with directives such as %v, each of which stands for a text of the event. */
+/** A format with directives such as %v. A text of the event replaces each directive. */
 class EventFormat {
 public:
     /**
@@ -50,7 +50,7 @@ private:
     std::string m_text;
 };
 
-/** The directives of a command that has registers, and of a command that has interrupts. @{ */
+/** The directives of a command for registers, and of a command for interrupts. @{ */
 constexpr const char* registerDirectives = "tdanvo";
 constexpr const char* interruptDirectives = "tdv";
 /** @} */
@@ -65,7 +65,11 @@ std::optional<EventFormat> parseFormat(const Output& output, const std::string& 
 /** @throws Failure if the user also gives --json or --quiet. */
 void requireTextFormat(const Output& output, const std::string& option);
 
-/** Prints an event of interrupts. @param format none for the format of the global options. */
+/**
+ * Prints an event of interrupts.
+ *
+ * @param format the user's format; none for the format that the global options select.
+ */
 template <typename Event>
 void printEvent(const Output& output, const std::optional<EventFormat>& format, const Event& event) {
     if (format) {

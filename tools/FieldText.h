@@ -26,7 +26,7 @@ std::string pathOf(const RegisterRange& range, const Maps::FieldValue& value);
 /** Returns the name of the value; empty if it has none. */
 std::string meaningOf(const Maps::FieldValue& value);
 
-/** Returns the value without its name. */
+/** Returns the value as a number, without its name. */
 std::string numberOf(const Maps::FieldValue& value, GivenBase base);
 
 /** Returns the value with its name, such as `1 (running)`. */

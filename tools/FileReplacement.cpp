@@ -23,7 +23,8 @@ namespace {
 
 constexpr mode_t newFileMode = 0666;
 constexpr mode_t ownerOnlyMode = 0600;
-// Without the set-user-ID and set-group-ID bits: the new contents must not run with the rights of the owner or group.
+// The mask excludes the set-user-ID and set-group-ID bits, because the new contents must not run with the rights of the
+// owner or group.
 constexpr mode_t permissions = 0777;
 constexpr mode_t groupPermissions = 0070;
 
@@ -74,7 +75,11 @@ public:
         }
     }
 
-    /** Gives the file to an owner and a group as far as the user may do so. @return whether the file has the group. */
+    /**
+     * Sets the owner and the group of the file, as far as the user may do so.
+     *
+     * @return whether the file has the group.
+     */
     bool setOwner(uid_t owner, gid_t group) const {
         constexpr auto sameOwner = static_cast<uid_t>(-1);
         return ::fchown(m_file.number(), owner, group) == 0 || ::fchown(m_file.number(), sameOwner, group) == 0;
@@ -94,7 +99,8 @@ public:
     void replace() {
         require(::rename(m_path.c_str(), m_name.c_str()) == 0);
         m_hasReplaced = true;
-        // Ignores a failure, because not every file system can do this, and the new file is complete in any case.
+        // Ignores a failure, because not every file system can synchronize a folder, and the new file is complete
+        // anyway.
         const Common::Descriptor folder(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         ::fsync(folder.number());
     }

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Writes files as a whole or not at all.
+ * Replaces files completely or not at all.
  */
 #ifndef RYNVELCTL_FILEREPLACEMENT_H
 #define RYNVELCTL_FILEREPLACEMENT_H
@@ -19,10 +19,10 @@ namespace Rynvelctl {
 void requireReplaceable(const std::string& name);
 
 /**
- * Gives a file new contents, or creates it. A failure, a signal or a loss of power leaves the old file unchanged: the
- * new contents are in a temporary file in the same folder until they are on the disk. A file that exists keeps its
- * permissions, and its owner and group as far as the user may set them. If it cannot keep its group, its new group has
- * no permissions.
+ * Replaces the contents of a file, or creates the file. A failure, a signal or a loss of power leaves the old file
+ * unchanged, because the new contents are in a temporary file in the same folder until they are on the disk. A file
+ * that exists keeps its permissions, and its owner and group as far as the user may set them. If it cannot keep its
+ * group, its new group has no permissions.
  *
  * @throws Failure if requireReplaceable() does, or if the file cannot be written.
  */

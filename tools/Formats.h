@@ -25,13 +25,13 @@ std::string formatBare(const Report& report, GivenBase base = std::nullopt);
 /** Formats a report as one JSON value on one line. */
 std::string formatJson(const Report& report);
 
-/** Does the same for a report about register maps. @{ */
+/** The same functions for a report about register maps. @{ */
 std::string formatText(const MapReport& report);
 std::string formatBare(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
 
-/** Returns the name of the register, the field or the bits as the user gave it, or the address. */
+/** Returns the register, the field or the bits as the user gave them: a name or an address. */
 std::string nameText(const Reading& reading);
 
 /** Returns the value as formatBare() formats it. */

@@ -15,7 +15,10 @@ struct HelpSection {
     std::vector<std::string> paragraphs;
 };
 
-/** Returns the sections about the program as a whole. They are built only for a user who asks for help. */
+/**
+ * Returns the sections about the program as a whole. A function builds the sections, because most commands show no help
+ * and must not spend the time.
+ */
 std::vector<HelpSection> helpSections() {
     return {
         {"Global options",
@@ -24,8 +27,8 @@ std::vector<HelpSection> helpSections() {
         {"Numbers",
          {"You can give addresses, values, masks, counts and requests as decimal numbers, as hexadecimal numbers with "
           "the prefix 0x, or as binary numbers with the prefix 0b. A value or a mask must fit in a register of the "
-          "device. A decimal number with a leading zero is ambiguous: 010 is refused, 10 and 0x8 are not. "
-          "The same applies to times and ports.",
+          "device. The command refuses a decimal number with a leading zero, such as 010, because it may mean an octal "
+          "number: give 10 or 0x8. The same applies to times and ports.",
           "A time is a number with the unit ms, s, m or h, for example 100ms or 1.5s. It must be a whole number of "
           "milliseconds. The longest time is one day.",
           "--base selects the base of printed values. It does not change addresses, JSON and the output of describe."}},
@@ -53,8 +56,8 @@ std::vector<HelpSection> helpSections() {
           "write accepts ADDRESS=VALUE for each of several registers and fields, and writes them in the order given. A "
           "field is then REGISTER.FIELD. The command ends at the first write that fails. The error message names the "
           "registers and fields that were written, and those that were not. fill and load write one register after the "
-          "other. Their error messages say how many registers were written, and which register was not. A signal such "
-          "as that of Ctrl-C causes the same messages."}},
+          "other. Their error messages say how many registers were written, and which is the first that was not. A "
+          "signal such as that of Ctrl-C causes the same messages."}},
         {"Bits",
          {"The lowest bit is bit 0. A range of bits begins with the highest bit, as in 7:4. read, watch, poll and "
           "expect accept ADDRESS[7:4] for bits of a register, and ADDRESS[3:3] for bit 3. REGISTER[3] is always an "
@@ -73,8 +76,8 @@ std::vector<HelpSection> helpSections() {
          {"Give a server as a host name or an IPv4 address. To add a port, separate it from the host with one colon or "
           "two.",
           "The environment variable RYNVELCTL_REMOTE names the server of the commands without --remote. --local "
-          "selects the devices of this machine in spite of the variable. For each name in this machine's device table, "
-          "list asks the server to open the device.",
+          "selects the devices of this machine even if the variable is set. For each name in this machine's device "
+          "table, list asks the server to open the device.",
           "A server does not report why it refuses a request. The register address may be outside the device, "
           "the server's device may have another type, or the server's options may forbid the request. To see the "
           "reason, turn on the traces of rynveld at level 4 of the channel Rynveld."}},
@@ -84,8 +87,7 @@ std::vector<HelpSection> helpSections() {
           "for the next line of standard input, for a reader of the command's output, or for the writer of a pipe, if "
           "a file that the command reads is a pipe. When the time-out has expired, the command ends with status 4. "
           "wait and watch print each result immediately, not only when they end. The time-out cannot end a call to a "
-          "driver "
-          "of this machine. The command then ends after the call has returned.",
+          "driver of this machine: the command ends after the call has returned.",
           "When the time-out has expired, poll reads the register once more. A server has 100 ms to answer this read.",
           "Without --timeout, poll, wait, watch and run can run forever. Even then, a command gives up if a server "
           "takes longer than 5 s to accept a connection or to answer a request."}},
@@ -132,8 +134,9 @@ std::vector<HelpSection> helpSections() {
          {"0: the command succeeded, or standard output no longer has a reader. 1: the operation failed. 2: the "
           "command line is wrong. 3: the device or the server cannot be reached. 4: the command timed out.",
           "If a device of this machine has a map, an address outside the map is a wrong command line. For all other "
-          "devices, the driver or the server checks the address. If it refuses the address, the operation fails. If a "
-          "read fails, dump prints the registers that it has read so far. With --raw, it writes nothing then.",
+          "devices, the driver or the server checks the address. If the driver or the server refuses the address, the "
+          "operation fails. If a read fails, dump prints the registers that it has read so far. dump --raw writes "
+          "nothing if a read fails.",
           "An error message is one line on standard error."}},
     };
 }

@@ -185,7 +185,7 @@ void wait(const CommandContext& context, const WaitOptions& options) {
     const auto device = context.open(target);
     const int descriptor = device->prepareInterrupts();
     for (std::uint32_t i = 0; i < waiting.count(); ++i) {
-        // The driver disables the interrupt of the device when an interrupt arrives. If another interrupt is already
+        // A driver may disable the interrupt of the device when an interrupt arrives. If another interrupt is already
         // pending, next() receives that interrupt.
         device->enableInterrupts();
         const std::uint32_t word = waiting.next(*device, descriptor);

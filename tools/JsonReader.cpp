@@ -18,7 +18,7 @@ constexpr std::size_t maxValues = 2'000'000;
 
 using Parser = nlohmann::json;
 
-/** How far the parser has read a text. */
+/** The position up to which the parser has read a text. */
 class ReadPosition {
 public:
     explicit ReadPosition(const std::string& text)
@@ -29,8 +29,8 @@ public:
     bool isAtEnd() const { return m_next == m_end; }
 
     /**
-     * Returns the line of the last byte that was read. This is the line of the last token: the parser has read at most
-     * one byte after the token, and a line end still belongs to the line that it ends.
+     * Returns the line of the last byte that was read. This is also the line of the last token: the parser reads at
+     * most one byte after a token, and a line end belongs to the line that it ends.
      */
     std::size_t line() {
         const char* const last = std::max(m_next - 1, m_counted);
@@ -153,7 +153,7 @@ private:
     JsonValue& m_root;
     ReadPosition& m_position;
     std::size_t m_count = 0;
-    /** The arrays and objects around the next value, the innermost last. Only the innermost one grows. */
+    /** The arrays and objects around the next value, the innermost last. Only the innermost array or object grows. */
     std::vector<JsonValue*> m_open;
     /** The name of the next member. */
     std::string m_name;

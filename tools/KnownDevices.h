@@ -19,10 +19,13 @@
 
 namespace Rynvelctl {
 
-/** Finds, describes and opens each device only once. The devices and descriptions exist as long as this object. */
+/**
+ * Finds and describes each device only once, and keeps it open. The devices and descriptions exist as long as this
+ * object.
+ */
 class KnownDevices {
 public:
-    /** Returns the device of a name; null if it has not been added. */
+    /** Returns the device with this name; null if it has not been added. */
     const Target* find(const std::string& name) const;
 
     const Target& add(const Target& target) { return deviceOf(target).target; }

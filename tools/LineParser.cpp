@@ -21,7 +21,11 @@ std::vector<const char*> argumentsOf(const std::vector<std::string>& words) {
     return arguments;
 }
 
-/** @throws Failure if the words of a text are not those that the user sees in an editor. */
+/**
+ * Checks that an editor shows the same words as wordsOf() returns.
+ *
+ * @throws Failure for a NUL byte, for a carriage return before the end, and for a line that is too long.
+ */
 void requireTextLine(const std::string& line) {
     if (line.size() > longestLine) {
         throw usageError("the line has more than " + std::to_string(longestLine) + " bytes");

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Commands that are lines of a text.
+ * Parses lines of a text as commands.
  */
 #ifndef RYNVELCTL_LINEPARSER_H
 #define RYNVELCTL_LINEPARSER_H
@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** Parses lines. Each line contains one command with its options and arguments, and no global options. */
+/** Parses lines. A line contains one command with its options and arguments, but without global options. */
 class LineParser {
 public:
     LineParser();
@@ -27,7 +27,7 @@ public:
 private:
     struct Commands;
 
-    /** Null after a wrong line, because its options must not apply to the next line. */
+    /** Null after a wrong line, because the options of that line must not apply to the next line. */
     std::unique_ptr<Commands> m_commands;
 };
 

@@ -20,7 +20,7 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::size_t pieceSize = 4096;
-/** What some editors put before the text of a file in UTF-8. */
+/** Some editors write this mark at the beginning of a UTF-8 file. */
 constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 
 Failure fileFailure(const std::string& file) { return usageError(file + ": " + std::strerror(errno)); }
@@ -101,7 +101,7 @@ bool LineReader::readMore() {
     if (count == -1 && errno != EINTR && errno != EAGAIN) {
         throw fileFailure(m_file);
     }
-    // A file that is always readable does not wait, so the time-out may expire without a wait.
+    // Reading a file that is always readable involves no wait, so the time-out may expire without one.
     if (count > 0) {
         m_timeout.requireTimeLeft(m_file);
     }

@@ -16,7 +16,7 @@
 
 namespace Rynvelctl {
 
-/** The number of bytes that a line may have. */
+/** The maximum number of bytes of a line. */
 constexpr std::size_t longestLine = 65536;
 
 /** Returns each line as soon as it has arrived. */
@@ -24,15 +24,15 @@ class LineReader {
 public:
     /**
      * @param file the name of a file; - is standard input.
-     * @param timeout limits the wait for a line.
-     * @param output ends the wait for a line if it loses its reader. It must outlive this object.
+     * @param timeout the time-out of the command, which limits the wait for a line.
+     * @param output must outlive this object. If standard output loses its reader, the wait for a line ends.
      * @throws Failure if the file cannot be opened.
      */
     LineReader(const std::string& file, const CommandTimeout& timeout, const Output& output);
 
     /**
      * Returns the next line without its end and without a byte order mark; none after the last line. Returns only the
-     * first longestLine + 1 bytes of a longer line, at once.
+     * first longestLine + 1 bytes of a longer line, without reading the rest.
      *
      * @throws Failure if the file cannot be read or if the time-out has expired, or OutputClosed.
      */

@@ -27,7 +27,7 @@ struct LoadOptions : RegisterOptions {
     std::string order = hostOrder;
 };
 
-/** Returns the contents of a file, or the first part of contents that are too long. */
+/** Returns the contents of a file. If the file has more than `most` bytes, may return only its first part. */
 std::string contentsOf(const CommandContext& context, const std::string& file, std::size_t most) {
     const Common::Deadline& deadline = context.timeout().deadline();
     if (file != standardInput) {
@@ -48,14 +48,18 @@ std::string readContents(const CommandContext& context, const LoadOptions& optio
     }
 }
 
-/** The greatest number of registers in a file. */
+/** The maximum number of registers in a file. */
 struct Limit {
     std::uint32_t registers;
     /** The reason, for an error message. */
     std::string reason;
 };
 
-/** @throws Failure if the first register is outside the map of the device. */
+/**
+ * Returns the limit for a file that begins with this register.
+ *
+ * @throws Failure if the register is outside the map of the device.
+ */
 Limit limitFrom(const CommandContext& context, const RegisterRange& first) {
     const Target& target = first.device();
     // A server may close a connection that is idle during the wait for the file.
@@ -67,7 +71,11 @@ Limit limitFrom(const CommandContext& context, const RegisterRange& first) {
     return {inMap, target.name() + " has " + Common::counted(inMap, "register") + " from " + first.addressText()};
 }
 
-/** Returns the bytes of a file. @throws Failure if the file cannot be read, or does not hold whole registers. */
+/**
+ * Returns the bytes of a file.
+ *
+ * @throws Failure if the file cannot be read, is empty or too long, or does not contain whole registers.
+ */
 std::string readRegisters(const CommandContext& context, const LoadOptions& options, const RegisterRange& first) {
     const unsigned int width = first.device().width();
     const std::size_t size = Common::bytesOf(width);

@@ -21,10 +21,13 @@ namespace Rynvelctl {
  */
 std::string macroName(const std::vector<std::string>& names);
 
-/** Unique names for the macros of a header, or for what they begin with. */
+/** Unique names for the macros of a header, or for the common beginnings of their names. */
 class MacroNames {
 public:
-    /** Reserves a name for a later call of add() with this name: add() does not return it as a name with a number. */
+    /**
+     * Reserves a name for a later call of add() with this name. For other names, add() does not form it by appending a
+     * number.
+     */
     void reserve(const std::string& name) { m_reserved.insert(name); }
 
     /**

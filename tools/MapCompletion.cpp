@@ -16,7 +16,7 @@ const Maps::Register* findWhole(const Maps::Peripheral& peripheral, const std::s
     return found && found->field == nullptr ? found->located.contents : nullptr;
 }
 
-/** Returns the names of the values that can be written to a field, each with `before` in front of it. */
+/** Returns the names of the values that can be written to a field. Each result begins with `before`. */
 Words valuesOf(const Maps::Field& field, const std::string& before) {
     Words words = Maps::namesToWrite(field);
     for (std::string& word : words) {

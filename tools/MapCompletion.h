@@ -13,7 +13,7 @@
 
 namespace Rynvelctl {
 
-/** What a command does with registers. The use determines which registers the completion offers. */
+/** The use of registers in a command, which determines the registers that the completion offers. */
 enum class RegisterUse { Read, Write, Any };
 
 /** Completes names from the description of one device. The description must outlive the object. */
@@ -21,10 +21,14 @@ class MapCompletion {
 public:
     MapCompletion(const Maps::Peripheral& peripheral, RegisterUse use) : m_peripheral(peripheral), m_use(use) {}
 
-    /** Returns the registers. */
+    /** Returns the names of the registers that the command can use. */
     std::vector<std::string> registers() const;
 
-    /** Returns the fields of a register. @param word begins with the name of the register and a dot. */
+    /**
+     * Returns the names of the fields that the command can use.
+     *
+     * @param word begins with the name of the register and a dot.
+     */
     std::vector<std::string> fields(const std::string& word) const;
 
     /**
@@ -42,7 +46,9 @@ public:
      */
     std::vector<std::string> assignments(const std::string& word) const;
 
-    /** Returns the fields of a register, each after the list of names that begins the word. Commas separate the names.
+    /**
+     * Completes a comma-separated list of the fields of a register. Each result begins with the complete names in the
+     * word.
      */
     std::vector<std::string> fieldLists(const std::string& name, const std::string& word) const;
 

@@ -52,7 +52,7 @@ struct HeaderText {
     std::string text;
 };
 
-/** The names in the registers of devices, for the dissector for Wireshark. */
+/** The names of the registers, fields and values of devices, for the dissector for Wireshark. */
 struct DissectorNames {
     std::vector<std::string> devices;
     std::string text;
@@ -69,7 +69,7 @@ struct DescribedDevice {
 struct DescribedRegister {
     std::string device;
     Maps::NamedRegister named;
-    /** Why the device cannot access the register; empty if it can. */
+    /** The reason why the device cannot access the register; empty if it can. */
     std::string obstacle;
 };
 

@@ -60,7 +60,7 @@ std::string format(const HeaderText& header) { return header.text; }
 
 std::string format(const DissectorNames& names) { return names.text; }
 
-/** Returns a heading of a name and its description. */
+/** Returns a heading that consists of a name and a description. */
 std::string headingOf(const std::string& name, const std::string& description) {
     const Rows heading{{printable(name) + (description.empty() ? "" : ": " + printable(description))}};
     return TextTable(heading).text(widestLine);

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Consecutive registers from the address or the name of the first one.
+ * Consecutive registers, of which the user gives the address or name of the first register.
  */
 #ifndef RYNVELCTL_NAMEDRANGE_H
 #define RYNVELCTL_NAMEDRANGE_H
@@ -17,11 +17,11 @@ namespace Rynvelctl {
 /** The consecutive registers on which a command operates. The user selects the first register by address or name. */
 class NamedRange {
 public:
-    /** @param context must outlive this object, and so must the target. */
+    /** The context and the target must outlive this object. */
     NamedRange(const CommandContext& context, const Target& target, const std::string& address, AddressUnit unit)
         : m_addresses(context, target, unit), m_first(m_addresses.findWhole(address)) {}
 
-    /** Returns the registers. @throws Failure if their number is wrong. @{ */
+    /** Returns the range with this number of registers. @throws Failure if the number is wrong. @{ */
     RegisterRange sized(const std::string& count) const;
     RegisterRange sized(std::uint32_t count) const { return m_first.range.resized(count); }
     /** @} */

@@ -29,7 +29,7 @@ std::string inBase(NumberBase base, std::uint64_t value, unsigned int width) {
     }
 }
 
-/** Returns the bits of the hexadecimal digits that a value of `width` bits needs. */
+/** Rounds a width in bits up to whole hexadecimal digits. */
 unsigned int wholeDigits(unsigned int width) { return (width + bitsPerDigit - 1) / bitsPerDigit * bitsPerDigit; }
 
 } // namespace

@@ -23,10 +23,10 @@ NumberBase parseBase(const std::string& text);
 /** Returns the value of a register of `bits` bits. A prefix shows the base, unless it is 10. */
 std::string registerText(std::uint64_t value, unsigned int bits, GivenBase base);
 
-/** Does the same without the prefix, and with blanks before a decimal number, so that the values form columns. */
+/** Returns the value without a prefix. Blanks precede a decimal number, so that the values form columns. */
 std::string registerColumn(std::uint64_t value, unsigned int bits, GivenBase base);
 
-/** Returns the value of a field of `width` bits, or that of bits that are not a field. @{ */
+/** Returns the value of a field of `width` bits, or of bits that are not a field. @{ */
 std::string fieldText(std::uint64_t value, unsigned int width, GivenBase base);
 std::string bitsText(std::uint64_t value, unsigned int width, GivenBase base);
 /** @} */

@@ -34,7 +34,7 @@ std::uint32_t parseValue(const std::string& name, const std::string& text, unsig
 
 std::uint32_t parseMask(const std::string& text, unsigned int width) {
     const std::uint32_t mask = parseValue("mask", text, width);
-    // To a server, a mask of 0 means that there is no mask.
+    // A server treats a mask of 0 as a write without a mask.
     if (mask == 0) {
         throw usageError("mask " + text + " selects no bits (set at least one bit)");
     }

@@ -1,8 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file
- * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. A decimal
- * number has no leading zero, which may mean an octal number.
+ * @file Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. The
+ * functions refuse a decimal number with a leading zero, because the user may mean an octal number.
  */
 #ifndef RYNVELCTL_NUMBERS_H
 #define RYNVELCTL_NUMBERS_H

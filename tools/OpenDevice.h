@@ -31,8 +31,8 @@ public:
     virtual ~OpenDevice() = default;
 
     /**
-     * Returns whether further operations can succeed. They fail after a request that a server has not answered, and if
-     * the server has ended the connection.
+     * Returns whether further operations can succeed. They fail if a server has not answered a request, or has ended
+     * the connection.
      */
     virtual bool isUsable() const { return true; }
 

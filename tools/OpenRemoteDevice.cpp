@@ -9,7 +9,7 @@ Common::RemoteDevice openOnServer(const Target& target, const Common::DeadlineFa
     return {target.server->address(), target.name(), target.width(), deadlines};
 }
 
-/** Sets a deadline as long as the object exists. */
+/** Sets the deadline of a late answer as long as the object exists. */
 class LateDeadline {
 public:
     explicit LateDeadline(std::optional<Common::Deadline>& deadline) : m_deadline(deadline) {

@@ -30,7 +30,7 @@ public:
     void write(const RegisterRange& range, std::uint32_t value, std::uint32_t mask) override;
     std::vector<std::uint32_t> readBurst(const RegisterRange& range, Rynvel::ByteOrder order) override;
     int ioctl(std::uint32_t request, std::uint32_t argument) override;
-    /** Returns the interrupt type; none also if the server refuses the request. */
+    /** Returns the interrupt type; none if the server refuses the request. */
     std::optional<std::uint32_t> interruptType() override;
     void enableInterrupts() override;
     void disableInterrupts() override;

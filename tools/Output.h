@@ -29,7 +29,8 @@ class Output {
 public:
     /**
      * @param timeout the time-out of the command, which also limits the wait for a reader of standard output.
-     * @param base the base of printed values in the formats Text and Bare; none for 16, and for 10 in fields.
+     * @param base the base of printed values in the formats Text and Bare; none for base 10 in fields and base 16
+     * elsewhere.
      */
     Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)
         : m_format(format), m_timeout(timeout), m_base(base) {}
@@ -39,7 +40,7 @@ public:
     Format format() const { return m_format; }
     GivenBase base() const { return m_base; }
 
-    /** Writes a report, or nothing if its text is empty in the format. @throws Failure or OutputClosed. @{ */
+    /** Writes a report, or nothing if its formatted text is empty. @throws Failure or OutputClosed. @{ */
     void print(const Report& report) const;
     void print(const Reading& reading) const;
     /** @} */
@@ -55,17 +56,18 @@ public:
     void write(const std::string& text, Contents contents = Contents::Bytes) const;
 
     /**
-     * Makes the commands run to their end even if standard output fails or loses its reader: print() and write() then
-     * keep the first of these failures instead of throwing it. They still throw a Failure after the time-out.
+     * Lets the commands run to their end even if standard output fails or loses its reader. After this call, print()
+     * and write() store the first of these failures instead of throwing it. They still throw a Failure after the
+     * time-out.
      */
     void keepLoss() const { m_loss.isKept = true; }
 
-    /** Returns the failure that is kept; none if standard output has taken everything. */
+    /** Returns the stored failure; none if standard output has taken everything. */
     const std::optional<Failure>& loss() const { return m_loss.failure; }
 
     /**
-     * Returns what a command that waits gives to poll(), so that the wait also ends when standard output loses its
-     * reader. After keepLoss(), the wait does not end.
+     * Returns an element for the array of poll(). With this element, a wait also ends when standard output loses its
+     * reader, unless keepLoss() was called.
      */
     pollfd reader() const;
 
@@ -74,7 +76,7 @@ public:
     void waitUntil(const Common::Deadline& deadline) const;
 
     /**
-     * Waits until the deadline, for a command that may run until the reader ends.
+     * Waits until the deadline, in a command that may run as long as standard output has a reader.
      *
      * @throws OutputClosed if standard output loses its reader, even after keepLoss().
      */

@@ -73,7 +73,7 @@ private:
 
     void printLast() const { m_context.output().print(*m_last); }
 
-    // The status of a failed output would say nothing about the condition, and 4 would say that it does not hold.
+    // A status for failed output would say nothing about the condition, and status 4 would mean that it does not hold.
     void printAfterSuccess() const {
         try {
             printLast();
@@ -82,7 +82,7 @@ private:
         }
     }
 
-    // Ignores a failed or closed output, because the status and the message must tell that the time-out has expired.
+    // Ignores a failed or closed output, because the status and the message must say that the time-out has expired.
     void printAfterFailure() const {
         try {
             printLast();

@@ -17,7 +17,7 @@ struct CodeRange {
 constexpr std::array<CodeRange, 6> controls{
     {{0x00, 0x1F}, {0x7F, 0x9F}, {0x061C, 0x061C}, {0x200E, 0x200F}, {0x202A, 0x202E}, {0x2066, 0x2069}}};
 
-/** Latin, Greek and Cyrillic without the soft hyphen, and without the characters that combine with the one before. */
+/** Latin, Greek and Cyrillic, without the soft hyphen and without combining characters. */
 constexpr std::array<CodeRange, 5> singleColumns{
     {{0x20, 0x7E}, {0xA0, 0xAC}, {0xAE, 0x02FF}, {0x0370, 0x0482}, {0x048A, 0x052F}}};
 
@@ -32,7 +32,7 @@ bool isLineEnd(const Character& character) { return character.code == U'\n'; }
 /** A form of UTF-8 for characters of one size. */
 struct Utf8Form {
     std::size_t size;
-    /** The bits of the first byte that show the size, and their values. @{ */
+    /** The bits of the first byte that determine the size, and their values. @{ */
     unsigned char mask;
     unsigned char mark;
     /** @} */

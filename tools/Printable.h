@@ -18,10 +18,13 @@ struct Character {
     /** The number of its bytes. */
     std::size_t size;
 
-    /** Returns whether this is a byte that is not UTF-8. The code is then the byte. */
+    /** Returns whether this is a byte that is not UTF-8. In that case, the code is the value of the byte. */
     bool isMalformed() const { return size == 1 && code > U'\x7F'; }
 
-    /** Returns whether it controls a terminal: a control character, or one that reverses the direction of a text. */
+    /**
+     * Returns whether the character controls a terminal: a control character, or a character that changes the direction
+     * of text.
+     */
     bool isControl() const;
 };
 
@@ -31,7 +34,7 @@ Character firstCharacter(std::string_view text);
 /** Returns the text with a question mark in place of every character that controls a terminal. */
 std::string printable(std::string_view text);
 
-/** Does the same with a text of several lines, and keeps the line ends. */
+/** Returns a text of several lines like printable(), but with its line ends. */
 std::string printableLines(std::string_view text);
 
 /**

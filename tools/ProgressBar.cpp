@@ -17,12 +17,12 @@ namespace {
 constexpr std::chrono::seconds firstDrawing{1};
 constexpr std::chrono::milliseconds redrawing{100};
 
-/** What a terminal shows at Ctrl-C. */
+/** A terminal shows this text when the user types Ctrl-C. */
 constexpr std::string_view shownAtSignal = "^C";
 
 constexpr std::string_view blanks = "                                                                ";
 
-/** The object that has drawn a line. */
+/** The object that has drawn a line, for the signal handler. */
 std::atomic<const ProgressBar*> currentBar{nullptr};
 
 /**

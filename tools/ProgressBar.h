@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Shows how far a command has come.
+ * Shows the progress of a command.
  */
 #ifndef RYNVELCTL_PROGRESSBAR_H
 #define RYNVELCTL_PROGRESSBAR_H
@@ -16,11 +16,11 @@
 
 namespace Rynvelctl {
 
-/** Returns a line with a bar that fits the columns of a terminal. @param total is at least `done`, and not 0. */
+/** Returns a line with a bar that fits the columns of a terminal. @param total must be at least `done`, and not 0. */
 std::string progressLine(const std::string& label, std::size_t done, std::size_t total, std::size_t columns);
 
 /**
- * A line on standard error that shows how far a command has come. It appears after one second, and only if standard
+ * A line on standard error that shows the progress of a command. It appears after one second, and only if standard
  * error is a terminal. The destructor erases it, and so does a signal that ends the program. Only one object can exist
  * at a time.
  */
@@ -51,7 +51,7 @@ private:
     Clock::time_point m_nextDrawing;
     /** The length of the line that the terminal shows. */
     std::atomic<std::size_t> m_shown{0};
-    /** The last member, because its handler uses the others. */
+    /** This member must be the last, because its handler uses the other members. */
     std::optional<EndingSignalHandler> m_endingSignals;
 };
 

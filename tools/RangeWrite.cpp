@@ -14,7 +14,7 @@ void writeRange(OpenDevice& device, const RegisterRange& range,
     const std::string& name = range.device().name();
     WriteProgress progress(name, std::make_unique<ConsecutiveWrites>(range));
     {
-        // After the other object, so that a signal erases the bar before the message appears.
+        // Construct this object after the other object, so that a signal erases the bar before the message appears.
         ProgressBar bar(name, range.count());
         for (std::uint32_t i = 0; i < range.count(); ++i) {
             progress.step([&] { progress.write([&] { device.write(range[i], valueAt(i)); }); });

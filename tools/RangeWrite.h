@@ -16,11 +16,11 @@ namespace Rynvelctl {
 
 /**
  * Writes registers one after the other, and shows the progress on a terminal. A signal that ends the program also
- * prints how many registers were written.
+ * prints the number of registers that were written.
  *
  * @param valueAt returns the value for the register at a position, counted from 0.
  * @param print prints the result after the last write.
- * @throws Failure that says how many registers were written, also if `print` fails.
+ * @throws Failure if a write or `print` fails. The message contains the number of registers that were written.
  */
 void writeRange(OpenDevice& device, const RegisterRange& range,
                 const std::function<std::uint32_t(std::uint32_t)>& valueAt, const std::function<void()>& print);

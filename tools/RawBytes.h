@@ -12,10 +12,13 @@
 
 namespace Rynvelctl {
 
-/** Returns the bytes of the values, each in the byte order of this machine. @param width in bits. */
+/** Returns the bytes of the values, in the byte order of this machine. @param width the register width in bits. */
 std::string bytesOf(const std::vector<std::uint32_t>& values, unsigned int width);
 
-/** Returns the values in bytes like those of bytesOf(). @param bytes have the length of whole values. */
+/**
+ * Returns the values that bytesOf() converted to `bytes`. The length of `bytes` must be a multiple of the register
+ * size.
+ */
 std::vector<std::uint32_t> valuesOf(const std::string& bytes, unsigned int width);
 
 } // namespace Rynvelctl

@@ -95,7 +95,7 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
     return result;
 }
 
-/** @throws Failure if nobody can use the bytes of the registers. */
+/** @throws Failure if standard output is not suitable for the bytes of registers. */
 void requireRawOutput(const Output& output) {
     if (output.format() != Format::Text) {
         throw usageError("--raw: the bytes have no other format (leave out --json and --quiet)");
@@ -116,9 +116,13 @@ void print(const Output& output, const RegisterDump& dump, bool isRaw) {
     }
 }
 
-/** Prints the values before the failure. @throws Failure the failure of the read, even if the output fails, too. */
+/**
+ * Prints the values that were read before a failure.
+ *
+ * @throws Failure for the failed read, even if the output also fails.
+ */
 void printRead(const Output& output, const RegisterDump& dump, const std::optional<Failure>& failure, bool isRaw) {
-    // The reader of raw bytes could not see that some are missing.
+    // A reader of raw bytes could not notice that some bytes are missing.
     const bool isPrinted = !dump.values.empty() && !(failure && isRaw);
     try {
         if (isPrinted) {

@@ -22,7 +22,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/** If several macros have the same name, the macros of the earliest rank keep it. */
+/** If several macros have the same name, the macros with the lowest rank keep it. */
 enum Rank { ofRegister, ofField, ofValue };
 
 struct Macro {
@@ -43,14 +43,14 @@ struct Group {
     std::string name{};
 };
 
-/** The macros of a register, or of all registers of an array. */
+/** The macros of a register, of all registers of an array, or of an array of clusters. */
 struct Block {
     std::uint64_t offset = 0;
     std::string comment;
     /** The names that precede the name of a group. */
     Names names;
     std::vector<Group> groups;
-    /** Whether another register of the same name gets a number. */
+    /** Whether the block describes a register. Only such a block gets a number if its name is not unique. */
     bool isRegister = true;
 };
 
@@ -60,7 +60,10 @@ std::string constant(std::uint64_t value) {
     return text.str();
 }
 
-/** Returns a text that neither ends nor begins a comment, and that is one line without control characters. */
+/**
+ * Makes a text safe for a comment in C: it neither ends nor begins a comment, and is one line without control
+ * characters.
+ */
 std::string forComment(std::string text) {
     for (const std::string mark : {"*/", "/*"}) {
         for (std::size_t position = text.find(mark); position != std::string::npos; position = text.find(mark)) {
@@ -76,7 +79,7 @@ std::string described(const std::string& name, const std::string& description) {
     return description.empty() ? name : name + ": " + description;
 }
 
-/** Returns the name of one of the parameters of a macro. */
+/** Returns the name of the macro parameter at a position. */
 std::string parameter(std::size_t position, std::size_t count) {
     return count == 1 ? "index" : "index" + std::to_string(position);
 }
@@ -181,7 +184,7 @@ private:
         }
     }
 
-    /** Returns whether all fields of the array of a field are inside the register. */
+    /** Returns whether all fields in the array of this field are inside the register. */
     bool isComplete(const Maps::Field& field) const {
         const Maps::ArrayElement& element = field.arrayElement;
         const std::uint64_t further = element.array->size - element.position - 1;
@@ -270,7 +273,7 @@ private:
             {&contents, path, found == m_addresses.end() ? std::nullopt : std::make_optional(found->second)});
     }
 
-    // If the device can access only some elements of an array, each of these elements has macros of its own.
+    // If the device can access only some elements of an array, each of these elements has its own macros.
     void add(const Leaf& leaf) {
         if (!leaf.address) {
             return;

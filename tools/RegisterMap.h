@@ -33,7 +33,7 @@ struct MappedRegister {
     const Maps::Register& contents() const { return *located.contents; }
 };
 
-/** What a name on the command line selects. */
+/** A register, or one of its fields, that a name on the command line selects. */
 struct Selection {
     MappedRegister whole;
     /** Null for the whole register. */
@@ -62,10 +62,14 @@ public:
     /** Returns all registers of the map, in the order of their offsets. */
     const std::vector<Maps::LocatedRegister>& locatedRegisters() const { return m_registers.all(); }
 
-    /** Returns what a name selects, even if the device cannot access it. @throws Failure for an unknown name. */
+    /**
+     * Returns the register or field with this name, even if the device cannot access it.
+     *
+     * @throws Failure for an unknown name.
+     */
     Maps::NamedRegister named(const std::string& name) const;
 
-    /** Returns why the device cannot access a register of the map; empty if it can. */
+    /** Returns the reason why the device cannot access a register of the map; empty if it can. */
     std::string obstacleTo(const Maps::LocatedRegister& located) const { return m_registers.obstacleTo(located); }
 
     /** @throws Failure if the device cannot access a register of the map. */
@@ -95,7 +99,7 @@ public:
     std::vector<std::string> inaccessible(const std::string& consequence = "") const;
 
     /**
-     * Returns what a name selects.
+     * Returns the register or field with this name.
      *
      * @throws Failure for an unknown name, for a register that the device cannot access, and for a field outside its
      * register.
@@ -105,7 +109,7 @@ public:
 private:
     MappedRegister mapped(const Maps::LocatedRegister& located) const;
     Failure unknownName(const std::string& name) const;
-    /** Returns what the user can give instead of an unknown name, as the end of an error message. */
+    /** Returns the remedy for an unknown name, for the end of an error message. */
     std::string remedyFor(const std::string& name) const;
 
     const Target* m_target;
@@ -128,7 +132,7 @@ void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& writte
 /** @throws Failure if reading the register has a side effect. @param option the option that needs the read. */
 void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
 
-/** @param remedy what the user can do instead. @throws Failure if reading the register has a side effect. */
+/** @param remedy the remedy for the error message. @throws Failure if reading the register has a side effect. */
 void requireHarmlessRead(const MappedRegister& whole, const std::string& remedy);
 
 /** Returns the result of a plan for a register. @throws Failure if the register map refuses the plan. */

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The part of the command line that commands on registers share.
+ * The arguments and options that commands for registers share.
  */
 #ifndef RYNVELCTL_REGISTEROPTIONS_H
 #define RYNVELCTL_REGISTEROPTIONS_H
@@ -38,10 +38,10 @@ void addRegister(const Common::Command& command, RegisterOptions& options,
 /** Adds the arguments for a device and the first of several registers. */
 void addFirstRegister(const Common::Command& command, RegisterOptions& options);
 
-/** Adds the option for the byte order. @param order is hostOrder. */
+/** Adds the option for the byte order. @param order the default, which must be hostOrder. */
 void addOrderOption(const Common::Command& command, std::string& order);
 
-/** Returns the byte order of that option. @throws Failure if the text is not a byte order. */
+/** Returns the byte order that a value of the option names. @throws Failure if the text is not a byte order. */
 Rynvel::ByteOrder parseOrder(const std::string& text);
 
 /** Returns the name of a byte order, as the user types it. */

@@ -63,7 +63,7 @@ void RegisterRange::requireAddresses() const {
             m_device->name() +
             ": you can use only address 0, because the type on the server is unknown (give the type with --type)");
     }
-    // For an SPI device, the byte address must fit in 32 bits, too, because the library turns the index into a byte
+    // For an SPI device, the byte address must also fit in 32 bits, because the library converts the index to a byte
     // address.
     const Common::DeviceTypeInfo& type = m_device->type;
     const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStride;

@@ -15,7 +15,7 @@
 
 namespace Rynvelctl {
 
-/** Limits the memory that the registers of one range take. */
+/** The maximum number of registers in a range, which limits the memory for their values. */
 constexpr std::uint32_t maxRegisters = 1U << 20U;
 
 /** The unit of the addresses on the command line. */
@@ -36,7 +36,7 @@ public:
     RegisterRange(const Target& device, AddressUnit unit, const std::string& address);
 
     /**
-     * Constructs the range from one register to another one, including both.
+     * Constructs the range from the first register to the last register, including both.
      *
      * @param device must outlive this range and its copies.
      * @throws Failure if one of the texts is not the address of a register, if the last address is below the first one,
@@ -48,19 +48,21 @@ public:
      * Constructs the range of a single register that has a name and is at most as wide as the registers of the device.
      *
      * @param device must outlive this range and its copies.
-     * @throws Failure if the register has no address.
+     * @throws Failure if the register cannot be addressed.
      */
     RegisterRange(const Target& device, std::uint32_t index, std::string name, unsigned int bits);
 
     /**
-     * Returns a range of `count` registers from the same address. @throws Failure if one of them cannot be addressed.
+     * Returns a range of `count` registers from the same address.
+     *
+     * @throws Failure if one of them cannot be addressed.
      */
     RegisterRange resized(std::uint32_t count) const;
 
     /** Returns the range of the single register at `position`, counted from 0. It has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
-    /** Returns whether all registers are inside the map of the device. @param mapSize in bytes; none if unknown. */
+    /** Returns whether all registers are inside the map of the device. @param mapSize as in requireInside(). */
     bool isInside(std::optional<std::uint32_t> mapSize) const;
 
     /**

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * A register server, as the commands use it.
+ * The register server of a command.
  */
 #ifndef RYNVELCTL_REMOTESERVER_H
 #define RYNVELCTL_REMOTESERVER_H

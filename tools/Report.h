@@ -40,9 +40,9 @@ struct ServedDevice {
     /** The name of the device type. */
     std::string type;
     unsigned int width;
-    /** Whether the program could ask the server for the device. */
+    /** Whether the program has asked the server for the device. */
     bool isAsked;
-    /** Why the device cannot be used on the server; empty if the server serves it. */
+    /** The reason why the device cannot be used on the server; empty if the server serves it. */
     std::string obstacle;
 };
 
@@ -81,13 +81,13 @@ struct BitsReading {
     std::string valueText(GivenBase base) const { return bitsText(value, bits.width(), base); }
 };
 
-/** What the user asked for. */
+/** The requested value: that of a register, a field or bits. */
 using Reading = std::variant<RegisterValue, FieldReading, BitsReading>;
 
 /** Returns the value of the register, the field or the bits. */
 std::uint64_t numberIn(const Reading& reading);
 
-/** Returns the register, also that of a field or of bits. */
+/** Returns the register, or the register that contains the field or the bits. */
 const RegisterRange& rangeOf(const Reading& reading);
 
 /** A register of a listing. */
@@ -101,7 +101,7 @@ struct ListedRegister {
 /** The registers of a device. */
 struct RegisterListing {
     std::vector<ListedRegister> registers;
-    /** Why the device cannot access the other registers of its map. */
+    /** The reasons why the device cannot access the other registers of its map. */
     std::vector<std::string> inaccessible;
 };
 
@@ -128,7 +128,7 @@ struct LoadedRange {
     std::size_t bytes() const;
 };
 
-/** The values of the registers of a range, or of its first registers if reading the next one has failed. */
+/** The values of a range of registers. If reading a register has failed, only the values before that register. */
 struct RegisterDump {
     RegisterRange range;
     std::vector<std::uint32_t> values;

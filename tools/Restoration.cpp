@@ -23,7 +23,7 @@ bool repeats(const std::optional<Maps::WriteConstraint>& constraint) {
     return constraint && constraint->kind == Maps::WriteConstraint::Kind::WriteAsRead;
 }
 
-/** Returns why a write cannot give a field a certain value; empty if it can. */
+/** Returns the reason why a write cannot store an arbitrary value in a field; empty if it can. */
 std::string obstacleTo(const Field& field) {
     if (!Maps::isWritable(field.access)) {
         return readOnly;
@@ -34,7 +34,7 @@ std::string obstacleTo(const Field& field) {
     return repeats(field.writeConstraint) ? repeatsReads : "";
 }
 
-/** Returns why a write cannot store the value in a register that has no fields; empty if it can. */
+/** Returns the reason why a write cannot store the value in a register without fields; empty if it can. */
 std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
     const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Gives registers the values of a snapshot.
+ * Restores the registers of a device from a snapshot.
  */
 #ifndef RYNVELCTL_RESTORATION_H
 #define RYNVELCTL_RESTORATION_H
@@ -26,24 +26,25 @@ class Restoration {
 public:
     enum class Mode {
         Write,
-        /** Only finds out what a restoration would write. */
+        /** Writes nothing, and only determines the registers that a restoration would write. */
         DryRun
     };
 
     /**
-     * @param map must outlive this object, and so must `device` and `timeout`.
+     * The map, the device and the time-out must outlive this object.
      * @param timeout applies to the whole restoration, even to registers that need no access to the device.
      */
     Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
 
     /**
-     * Writes and reads back each register, in the order of the snapshot. It ends at the first failure.
+     * Compares the registers with the snapshot, in the order of the snapshot. Writes the parts that differ, and reads
+     * them back. Ends at the first failure.
      *
      * @return the failure; none if there is none.
      */
     std::optional<Failure> restore(const Snapshot& snapshot);
 
-    /** Returns the registers that were written. */
+    /** Returns the registers that were written; in a dry run, the registers that a restoration would write. */
     const std::vector<RestoredRegister>& restored() const { return m_restored; }
 
     /** Returns the registers and fields that were not restored. */
@@ -55,7 +56,7 @@ public:
 private:
     static constexpr const char* notRestored = "not restored";
 
-    /** Why a register of the snapshot cannot be compared with the device. */
+    /** The reason why a register of the snapshot cannot be compared with the device. */
     struct Obstacle {
         std::string reason;
         /** Whether the device has the register, with the same offset and size. */
@@ -63,7 +64,7 @@ private:
     };
 
     void restore(const SavedRegister& saved);
-    /** Returns why a register of the snapshot cannot be compared with the device; none if it can. */
+    /** Returns the obstacle to comparing a register of the snapshot with the device; none if there is none. */
     std::optional<Obstacle> obstacleTo(const SavedRegister& saved) const;
     /** Returns the write that a register needs; none if no part that differs can be written. */
     std::optional<Maps::FieldWrite> planWrite(const MappedRegister& target, std::uint32_t current,
@@ -91,7 +92,7 @@ private:
     /** The indexes in m_skipped by the reasons. */
     std::unordered_map<std::string, std::size_t> m_reasons;
     bool m_isMatching = true;
-    /** What has happened to the register that failed, for the error message. */
+    /** The outcome for the register that failed, for the error message. */
     const char* m_outcome = notRestored;
 };
 

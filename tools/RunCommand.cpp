@@ -26,7 +26,7 @@ public:
     Script(const CommandContext& context, const RunOptions& options)
         : m_context(context), m_options(options), m_lines(options.file, context.timeout(), context.output()) {}
 
-    /** Runs each line as soon as it has arrived. Ends with the reader of standard output. */
+    /** Runs each line as soon as it has arrived. Ends if standard output loses its reader. */
     void runEach() {
         while (!m_isOver) {
             const auto line = nextLine();
@@ -37,7 +37,7 @@ public:
         }
     }
 
-    /** Runs the lines if all of them are commands. Does not end with the reader of standard output. */
+    /** Runs all lines, unless one of them is wrong. Continues if standard output loses its reader. */
     void runAll() {
         m_context.output().keepLoss();
         const std::vector<Line> lines = parseAll();

@@ -39,7 +39,7 @@ struct Snapshot {
     std::vector<SavedRegister> registers;
 };
 
-/** Returns the contents of the file for a snapshot: JSON, with each register on a line of its own. */
+/** Returns the contents of the file for a snapshot: JSON, with one line for each register. */
 std::string snapshotText(const Snapshot& snapshot);
 
 /** Returns the same text as snapshotText(). @throws Failure if readSnapshot() would refuse a file with this text. */

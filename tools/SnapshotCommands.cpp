@@ -60,7 +60,9 @@ void requireWritable(const std::string& file) {
     }
 }
 
-/** Writes a snapshot to standard output. A snapshot that nobody receives is lost. */
+/**
+ * Writes a snapshot to standard output. Fails if standard output loses its reader, because the snapshot is then lost.
+ */
 void print(const Output& output, const std::string& snapshot) {
     try {
         output.write(snapshot);
@@ -149,7 +151,10 @@ Snapshot snapshotToCompare(const CommandContext& context, const DiffOptions& opt
     return std::move(taken.snapshot);
 }
 
-/** Returns the description of a device; null if there is none, or if a register map cannot be used. */
+/**
+ * Returns the description of a device; null if there is none. If a register map cannot be used, prints an error message
+ * and returns null.
+ */
 const Maps::Peripheral* describe(const CommandContext& context, const std::string& device) {
     try {
         const auto description = context.maps().find(device);
@@ -236,7 +241,8 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     const auto device = context.open(target);
     Restoration restoration(map, *device, context.timeout(),
                             options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
-    // Prints only after the restoration, because a reader that closes standard output must not stop it half-way.
+    // Prints only after the restoration, because a reader that closes standard output must not interrupt the
+    // restoration.
     const std::optional<Failure> failure = restoration.restore(snapshot);
     RestorationOutput output(context.output());
     output.print(restoration);

@@ -20,7 +20,7 @@ public:
         }
     }
 
-    /** Returns the same register; null if the snapshot does not contain it. */
+    /** Returns the corresponding register of this snapshot; null if there is none. */
     const SavedRegister* find(const SavedRegister& other) const {
         const auto found = m_registers.find(other.name);
         const bool isSame =

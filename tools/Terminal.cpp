@@ -20,25 +20,30 @@ namespace {
 constexpr std::string_view hideCursor = "\x1b[?25l";
 constexpr std::string_view restoreAll = "\x1b[0m\x1b[?25h";
 constexpr std::string_view saveCursor = "\x1b\x37";
-/** Also returns to the saved place, which is below the lines. */
+/** This text also returns the cursor to its saved position, which is below the lines. */
 constexpr std::string_view restoreAmidLines = "\x1b[0m\x1b\x38\x1b[?25h";
 constexpr std::string_view clearScreen = "\x1b[H\x1b[2J";
 constexpr std::string_view eraseLine = "\x1b[K";
 constexpr std::string_view eraseBelow = "\x1b[J";
 constexpr std::string_view endLine = "\r\n";
 
-/** Further signals that end the process by default. Those of wrong accesses have other handlers. */
+/** Further signals that end the process by default. The list omits the signals for wrong memory accesses. */
 constexpr std::array<int, 10> rareEndingSignals{SIGABRT, SIGALRM, SIGIO,   SIGPROF,   SIGPWR,
                                                 SIGSYS,  SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU};
-/** Soon enough for a user who brings the process to the foreground, which causes no signal. */
+/**
+ * The interval for checking whether the process is still in the background. No signal reports the change to the
+ * foreground.
+ */
 constexpr std::chrono::milliseconds backgroundWait{250};
 
-/** What the signal handlers need. */
+/** The data of the signal handlers. */
 struct SignalState {
     volatile std::sig_atomic_t isHidden;
     volatile std::sig_atomic_t isDrawing;
     volatile std::sig_atomic_t hasResized;
-    /** Whether the process was stopped after the last drawing, so that others may have written on the terminal. */
+    /**
+     * Whether the process was stopped after the last drawing. Other processes may then have written on the terminal.
+     */
     volatile std::sig_atomic_t hasContinued;
     volatile std::sig_atomic_t hasOtherModes;
     termios modes;
@@ -71,7 +76,7 @@ bool isInBackground() {
     return foreground != -1 && foreground != ::getpgrp();
 }
 
-/** Stops showing what the user types. A process in the background must not change the modes of the terminal. */
+/** Turns off the echo of the terminal. A process in the background must not change the modes of the terminal. */
 void changeModes() {
     if (::tcgetpgrp(STDOUT_FILENO) != ::getpgrp()) {
         return;
@@ -90,7 +95,7 @@ void changeModes() {
  * handler may call this function. It does not wait for a terminal that is stuck.
  */
 void restore() {
-    // This signal would stop the process if it has just lost the terminal.
+    // If the process has just moved to the background, SIGTTOU would stop it.
     const BlockedSignals blocked{SIGTTOU};
     if (signalState.isHidden != 0) {
         const std::string_view text = signalState.isDrawing != 0 ? restoreAmidLines : restoreAll;
@@ -115,7 +120,7 @@ void handle(int signal, void (*handler)(int)) {
     }
     action = {};
     action.sa_handler = handler;
-    // As without a handler, an access to a device continues after the signal.
+    // With SA_RESTART, an access to a device continues after the signal, as it would without a handler.
     action.sa_flags = static_cast<int>(SA_RESTART);
     ::sigaction(signal, &action, nullptr);
 }
@@ -181,7 +186,7 @@ bool Terminal::isAvailable() {
 
 Terminal::Terminal(const Output& output) : m_output(output) {
     signalState = {};
-    // Blocked except during a wait, so that it interrupts no access to a device.
+    // SIGWINCH is blocked except during a wait, so that it interrupts no access to a device.
     sigset_t resizing;
     sigemptyset(&resizing);
     sigaddset(&resizing, SIGWINCH);
@@ -209,7 +214,7 @@ Terminal::~Terminal() {
 TerminalSize Terminal::size() const { return terminalSize(STDOUT_FILENO); }
 
 void Terminal::draw(const std::vector<std::string>& lines) {
-    // A stop amid the drawing would leave the rest of it to the time after the stop.
+    // If a stop could interrupt the drawing, the process would draw the rest only after it continues.
     const BlockedSignals blocked{SIGTSTP};
     const bool hasContinued = signalState.hasContinued != 0;
     signalState.hasContinued = 0;
@@ -233,7 +238,7 @@ void Terminal::draw(const std::vector<std::string>& lines) {
     }
     text += placeFor(lines.size());
     for (const std::string& line : lines) {
-        // After a full line, a terminal would erase the last character.
+        // Erases each line before it is drawn. After a full line, eraseLine would also erase the last character.
         text.append(eraseLine).append(line).append(endLine);
     }
     text += eraseBelow;
@@ -274,7 +279,7 @@ bool Terminal::wait(const Common::Deadline& deadline) {
             return false;
         }
     }
-    // A terminal may wrap the lines anew, so the place of the cursor is unknown.
+    // After a change of its size, a terminal may wrap the lines differently, so the position of the cursor is unknown.
     m_isStale = signalState.hasResized != 0;
     signalState.hasResized = 0;
     return false;

@@ -20,8 +20,8 @@ namespace Rynvelctl {
 
 /**
  * Draws lines on the terminal, and replaces them in place. While the object exists, the cursor is hidden, and the
- * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal.
- * A signal that ends or stops the process restores both, too. In the background of the terminal, the object draws
+ * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal. A
+ * signal that ends or stops the process also restores both. In the background of the terminal, the object draws
  * nothing. Only one object may exist at a time.
  */
 class Terminal {
@@ -29,7 +29,7 @@ public:
     /** Returns whether standard output is a terminal that can move its cursor. */
     static bool isAvailable();
 
-    /** @param output must outlive this object. @throws Failure or OutputClosed, as every function that writes. */
+    /** @param output must outlive this object. @throws Failure or OutputClosed, like every function that writes. */
     explicit Terminal(const Output& output);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
@@ -40,7 +40,7 @@ public:
     /**
      * Draws lines in place of the lines that were drawn before.
      *
-     * @param lines must be shorter than the terminal is wide or as long, and fewer than the terminal has rows.
+     * @param lines must not be longer than the terminal is wide. Their number must be below the number of rows.
      */
     void draw(const std::vector<std::string>& lines);
 
@@ -53,7 +53,7 @@ public:
     bool wait(const Common::Deadline& deadline);
 
 private:
-    /** Returns what moves the cursor to the first of the lines, after space for them below the cursor. */
+    /** Returns the text that makes room for lines below the cursor, and moves the cursor to the first of them. */
     std::string placeFor(std::size_t lines);
 
     const Output& m_output;

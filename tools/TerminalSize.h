@@ -15,7 +15,7 @@ struct TerminalSize {
     std::size_t rows;
 };
 
-/** Returns the size of the terminal behind a descriptor; 80 columns and 24 rows if the size is unknown. */
+/** Returns the size of the terminal that a descriptor refers to; 80 columns and 24 rows if the size is unknown. */
 TerminalSize terminalSize(int descriptor);
 
 } // namespace Rynvelctl

@@ -66,7 +66,7 @@ std::string format(const DeviceInfo& info) {
         .text();
 }
 
-/** Joins two texts of lines, each of which may be empty. */
+/** Joins the lines of two texts. Each text may be empty. */
 std::string joinTexts(const std::string& first, const std::string& second) {
     return first.empty() || second.empty() ? first + second : first + '\n' + second;
 }

@@ -27,7 +27,7 @@ std::string lineOf(const std::vector<std::string>& row, const std::vector<std::s
     return line;
 }
 
-/** Returns the width of the last column that fills a line, but at least a width that has room for several words. */
+/** Returns the width with which the last column fills a line, but at least a width with room for several words. */
 std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t lineWidth) {
     constexpr std::size_t narrowest = 30;
     const std::size_t others = std::accumulate(widths.begin(), widths.end() - 1, std::size_t{0},
@@ -35,7 +35,7 @@ std::size_t widthOfLast(const std::vector<std::size_t>& widths, std::size_t line
     return lineWidth > others + narrowest ? lineWidth - others : narrowest;
 }
 
-/** Returns a text as lines of at most `width` characters, at least one line. A longer word has a line of its own. */
+/** Returns a text as lines of at most `width` characters, at least one line. A longer word is alone on a line. */
 std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
     if (characterCount(text) <= width) {
         return {text};

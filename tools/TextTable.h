@@ -22,7 +22,7 @@ std::string cutText(const std::string& text, std::size_t characters);
 /** A table with aligned columns. */
 class TextTable {
 public:
-    /** @param rows all with the same number of cells. */
+    /** @param rows the rows, which must have the same number of cells. */
     explicit TextTable(std::vector<std::vector<std::string>> rows) : m_rows(std::move(rows)) {}
 
     /** Returns the lines without the final line end. A line ends after its last cell that is not empty. */

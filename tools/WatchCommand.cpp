@@ -40,11 +40,11 @@ public:
     WatchView& operator=(const WatchView&) = delete;
     virtual ~WatchView() = default;
 
-    /** Takes a reading of the current sample. @param position that of the watched register or field. */
+    /** Takes a reading of the current sample. @param position the position of the watched register or field. */
     virtual void take(std::size_t position, const Reading& reading) = 0;
     virtual void endSample() {}
     /** Waits until the next sample. */
-    // Ends with the reader even in a file of commands, because a watch may have no other end.
+    // Ends when standard output loses its reader, even in a file of commands, because a watch may have no other end.
     virtual void wait(const Common::Deadline& deadline) { Output::waitWithReader(deadline); }
 };
 
@@ -64,7 +64,7 @@ public:
     }
 
 private:
-    /** One for each watched register or field; none before the first sample. */
+    /** The previous reading of each watched register or field; none before the first sample. */
     std::vector<std::optional<Reading>> m_previous;
     const Print m_print;
 };
@@ -107,7 +107,7 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    /** A person does not see more tables. */
+    /** A person cannot follow more frequent tables. */
     static constexpr std::chrono::milliseconds shortestInterval{50};
 
     void draw() {
@@ -164,7 +164,7 @@ ChangeLines::Print csvPrinter(const Output& output) {
     };
 }
 
-/** Returns what prints a change. @param format the format that the user gives. */
+/** Returns the function that prints a change. @param format the format that the user gives. */
 ChangeLines::Print printerFor(const Output& output, const WatchOptions& options,
                               const std::optional<EventFormat>& format) {
     if (options.isCsv) {

@@ -71,7 +71,7 @@ std::string withOneDecimal(double value) {
     return text.str();
 }
 
-/** @param period in seconds. */
+/** Returns the rate of the samples as text. @param period the time in seconds. */
 std::string rateText(double samples, double period) {
     constexpr double lowestRate = 0.1;
     const double rate = samples / period;
@@ -84,7 +84,7 @@ void widen(Widths& widths, const Cells& cells) {
     }
 }
 
-/** Returns the line of the cells, and a blank column for a plot. */
+/** Returns the line with the cells, followed by a blank column that separates a plot. */
 CutLine lineOf(const Cells& cells, const Widths& widths, std::size_t columns, bool isHighlighted) {
     CutLine line(columns);
     for (std::size_t column = 0; column < cells.size(); ++column) {
@@ -172,7 +172,7 @@ std::string WatchTable::title() const {
 }
 
 bool WatchTable::isHighlighted(const Row& row) const {
-    // A change between two drawings of the table is visible, too.
+    // A change between two drawings of the table stays visible for a while, because a drawing may skip samples.
     return m_style.usesColor && !row.oldValue.empty() &&
            (row.isChanged || m_samples.back() - row.lastChange < highlightTime);
 }

@@ -33,13 +33,13 @@ public:
         GivenBase base = std::nullopt;
     };
 
-    /** @param device its name. @param rows the number of watched registers, fields and bits. */
+    /** @param device the device name. @param rows the number of watched registers, fields and bits. */
     WatchTable(const std::string& device, std::size_t rows, const Style& style);
 
     /** Stores the reading of a row at the current sample. */
     void take(std::size_t row, const Reading& reading);
 
-    /** Ends a sample, whose readings were all taken. */
+    /** Ends a sample. Call take() for each row first. */
     void endSample(TimePoint time);
 
     /** Returns the lines of the table, cut to a number of columns and to a number of lines. */

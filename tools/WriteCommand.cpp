@@ -25,7 +25,7 @@ struct WriteOptions : RegisterOptions {
     bool verifies = false;
 };
 
-/** A write, including the bits that the program adds to protect other fields. */
+/** A write. It includes the bits that the program adds to protect other fields. */
 struct PlannedWrite {
     /** The value for the device, and its mask. */
     std::uint32_t value;
@@ -35,7 +35,7 @@ struct PlannedWrite {
      * fields.
      */
     WrittenValue given;
-    /** Whether the command refuses a write that gives the register a value that its map does not allow. */
+    /** Whether the command checks before the write that the register map allows the resulting value. */
     bool checksResult = false;
 };
 
@@ -91,7 +91,7 @@ private:
     void requireField(const std::string& word, const std::string& field) const {
         const auto& named = m_addressed.named;
         const bool isField = named && Maps::findField(named->whole.contents(), field) != nullptr;
-        // With an address that is a number, the command does not read register maps.
+        // If the address is a number, the command does not read register maps.
         const bool isRegister = named ? m_addresses.isRegister(field) : Common::isNumber(field, Common::anyNotation);
         if (isRegister && !isField) {
             throw refusal("'" + word + "' assigns a register and not a field of " + m_addressed.range.addressText() +
@@ -379,7 +379,7 @@ public:
         return std::nullopt;
     }
 
-    /** Prints what was written. */
+    /** Prints the written values. */
     void print(const Output& output) const {
         m_progress.print([&] {
             for (std::size_t i = 0; i < m_progress.done(); ++i) {
@@ -422,7 +422,7 @@ void write(const CommandContext& context, const WriteOptions& options) {
         each.addressed.range.requireInside(device->mapSize());
     }
     Writer writer(*device, std::move(writes), options.verifies);
-    // Prints only after the writes, because a reader that closes standard output must not stop them half-way.
+    // Prints only after the writes, because a reader that closes standard output must not interrupt the writes.
     const std::optional<Failure> failure = writer.write();
     try {
         writer.print(context.output());

@@ -62,7 +62,7 @@ std::size_t ConsecutiveWrites::longestText() const {
 }
 
 Pieces ConsecutiveWrites::pieces(std::size_t done, Outcome outcome) const {
-    // Nothing confirms these writes.
+    // The command does not read these registers back, so a successful write is done.
     const bool isWritten = outcome == Outcome::Unconfirmed;
     const std::size_t position = isWritten ? done + 1 : done;
     if (position == count()) {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The writes of a command, for the messages that say what was written.
+ * The writes of a command, for messages about the progress.
  */
 #ifndef RYNVELCTL_WRITELIST_H
 #define RYNVELCTL_WRITELIST_H
@@ -20,7 +20,7 @@ namespace Rynvelctl {
 /** Registers and fields that a command writes one after the other. */
 class WriteList {
 public:
-    /** What has happened to the first write that is not done. */
+    /** The outcome of the first write that is not done. */
     enum class Outcome { NotWritten, Unknown, Unconfirmed };
 
     WriteList() = default;
@@ -34,8 +34,8 @@ public:
     virtual std::size_t longestText() const = 0;
 
     /**
-     * Returns what was written, as the end of a message. A signal handler may call this function. The texts are valid
-     * until the next call.
+     * Returns the end of a message that says which writes are done. A signal handler may call this function. The texts
+     * are valid until the next call.
      *
      * @param done the number of writes that are done.
      */
@@ -53,7 +53,9 @@ public:
     Pieces pieces(std::size_t done, Outcome outcome) const override;
 
 private:
-    /** Returns the names from one position to another one, with commas between them, or `noNames`. */
+    /**
+     * Returns the names from position `begin` to before `end`, with commas between them; `noNames` if there are none.
+     */
     std::string_view names(std::size_t begin, std::size_t end) const;
 
     std::string m_names;
@@ -61,7 +63,7 @@ private:
     std::vector<std::size_t> m_ends;
 };
 
-/** One write to each of consecutive registers, which are too many to name. */
+/** Writes to consecutive registers. A message gives their number, because there may be too many names. */
 class ConsecutiveWrites : public WriteList {
 public:
     explicit ConsecutiveWrites(const RegisterRange& range);

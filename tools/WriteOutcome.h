@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What has happened to the registers of a command that has failed, for the end of its error message.
+ * Describes, for the end of an error message, what a failed command has done to its registers.
  */
 #ifndef RYNVELCTL_WRITEOUTCOME_H
 #define RYNVELCTL_WRITEOUTCOME_H
@@ -16,24 +16,24 @@
 
 namespace Rynvelctl {
 
-/** In place of an empty list of names. */
+/** The text in place of an empty list of names. */
 constexpr const char* noNames = "none";
 
-/** What has happened to the register that has failed. @{ */
+/** The possible outcomes for the register that has failed. @{ */
 constexpr const char* unconfirmed = "written, but not confirmed";
 constexpr const char* unknown = "unknown whether written";
 /** @} */
 
-/** The registers of a command until one of them fails, and after it. The texts must outlive this object. */
+/** The registers of a command before and after the register that has failed. The texts must outlive this object. */
 struct WriteOutcome {
     /** The word for the names in `done`. */
     std::string_view doneWord;
     /** Names with commas between them, or `noNames`. */
     std::string_view done;
-    /** What has happened to the register that has failed, such as `unknown`. */
+    /** The outcome for the register that has failed, such as `unknown`. */
     std::string_view failedWord;
     std::string_view failed;
-    /** As `done`. */
+    /** The remaining registers, in the same form as `done`. */
     std::string_view notReached;
 };
 

@@ -12,10 +12,10 @@ namespace Rynvelctl {
 
 namespace {
 
-/** The object that exists. */
+/** The only object, for the signal handler. */
 std::atomic<WriteProgress*> currentProgress{nullptr};
 
-/** Writes a text to standard error. Leaves out the rest if standard error does not take it soon. */
+/** Writes a text to standard error. Leaves out the rest if standard error is not ready soon. */
 void printAtOnce(std::string_view text) {
     // Each piece fits into a pipe or a terminal that is ready.
     constexpr std::size_t longestPiece = 256;

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * What a command has written so far, for its error messages.
+ * The progress of a command that writes registers, for its error messages.
  */
 #ifndef RYNVELCTL_WRITEPROGRESS_H
 #define RYNVELCTL_WRITEPROGRESS_H
@@ -37,8 +37,8 @@ public:
     /**
      * Calls a function that handles the next register, and that uses write() for the write itself.
      *
-     * @throws Failure of the function. The message says what was written, and what has happened to this register. For
-     * a single register, the message says so only if a server has not answered.
+     * @throws Failure if the function throws it. The message says what was written, and the outcome for this register.
+     * For a single register, the message says so only if a server has not answered.
      */
     template <typename Function>
     void step(const Function& function) {
@@ -67,7 +67,11 @@ public:
         enter(done(), Outcome::Unconfirmed);
     }
 
-    /** Calls a function that prints the results. @throws Failure of the function, with the progress in the message. */
+    /**
+     * Calls a function that prints the results.
+     *
+     * @throws Failure if the function throws it, with the progress in the message.
+     */
     template <typename Function>
     void print(const Function& function) const {
         try {
@@ -96,14 +100,14 @@ private:
     const std::unique_ptr<const WriteList> m_writes;
     /** The beginning of the message after a signal. */
     std::string m_prefix;
-    /** The memory for that message. */
+    /** The memory for the message after a signal. */
     std::string m_message;
     /**
      * The number of registers that are done, times the number of outcomes, plus the outcome. They are one number,
      * because a signal may arrive between two changes.
      */
     std::atomic<std::size_t> m_state{0};
-    /** The last member, because its handler uses the others. */
+    /** This member must be the last, because its handler uses the other members. */
     EndingSignalHandler m_endingSignals{endWithMessage};
 };
 

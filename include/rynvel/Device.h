@@ -38,8 +38,8 @@ public:
 
     /**
      * Reads `items` consecutive registers, starting at `address`, into `data[0]` to `data[items - 1]`, each in
-     * `byteOrder`. A burst of 0 items transfers nothing. On a remote device, the server determines its result. On any
-     * other device, a burst of 0 items succeeds if a read of the register at `address` would succeed.
+     * `byteOrder`. A burst of 0 items transfers nothing. On a remote device, the server determines the result of an
+     * empty burst. On any other device, an empty burst succeeds if a read of the register at `address` would succeed.
      */
     virtual bool read(unsigned int address, T* data, unsigned int items, ByteOrder byteOrder) = 0;
 
@@ -54,8 +54,8 @@ public:
 
     /**
      * Writes `data[0]` to `data[items - 1]`, each in `byteOrder`, to `items` consecutive registers, starting at
-     * `address`. A burst of 0 items transfers nothing. On a remote device, the server determines its result. On any
-     * other device, a burst of 0 items succeeds if a write to the register at `address` would succeed.
+     * `address`. A burst of 0 items transfers nothing. On a remote device, the server determines the result of an empty
+     * burst. On any other device, an empty burst succeeds if a write to the register at `address` would succeed.
      */
     virtual bool write(unsigned int address, const T* data, unsigned int items, ByteOrder byteOrder) = 0;
 

@@ -24,7 +24,7 @@ struct ZilTraceHeader;
 namespace Rynvel {
 
 /**
- * The builder of devices, which owns the opened devices of the process.
+ * Builds devices, and owns the devices that the process has opened.
  *
  * Every row of the compiled-in device table has a slot for one opened device. The index of the row is the handle of the
  * device. create() fills a slot once, and nothing empties the slot: the device exists until the process ends. The class
@@ -66,8 +66,8 @@ public:
     const MemoryDevice* findMemoryDevice(const std::string& logicalDevName) const;
 
     /**
-     * Builds the device that `row` describes. You may pass a row of the device table or a row of your own. The caller
-     * owns the device, which has no handle.
+     * Builds the device that `row` describes. You may pass a row of the device table or your own row. The caller owns
+     * the device, which has no handle.
      *
      * @param row the row that describes the device.
      * @param mutex the mutex that serializes the register operations. The device takes ownership.

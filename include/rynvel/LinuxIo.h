@@ -15,7 +15,7 @@
  */
 class RYNVEL_EXPORT LinuxIo {
 public:
-    /** Passes no mode: `flags` must not contain O_CREAT or O_TMPFILE. */
+    /** Opens a file without a mode: `flags` must not contain O_CREAT or O_TMPFILE. */
     int open(const char* path, int flags);
     /** Closes a descriptor. */
     int close(int fd);

@@ -43,9 +43,10 @@ public:
     /**
      * Opens the device file for reading and writing, and maps the file from its beginning.
      *
-     * If the file cannot be opened, or if `devSize` is 0, the object has no map, and every register operation returns
-     * `false`. If the file cannot be mapped, the constructor traces the cause at level 1, and the assertion
-     * `m_regMap != MAP_FAILED` ends the process in every build type.
+     * If the file cannot be opened, the constructor traces the cause at level 2, and the object has no map. If
+     * `devSize` is 0, the object has no map either. Without a map, every register operation returns `false`. If the
+     * file cannot be mapped, the constructor traces the cause at level 1, and the assertion `m_regMap != MAP_FAILED`
+     * ends the process in every build type.
      *
      * @param physicalDevName the path of the device file.
      * @param devPageOffset the byte offset of the first register in the map.

@@ -50,6 +50,17 @@ class FieldValue(int):
     def __setattr__(self, name: str, value: object) -> NoReturn:
         raise AttributeError("a value that was read cannot be changed (assign to the field)")
 
+    def __eq__(self, other: object) -> bool:
+        # A comparison that is never true would hide a mistake, because you assign the same text to the field.
+        if isinstance(other, str):
+            raise TypeError(f"the value of a field is an integer (compare its name with {other!r})")
+        return int.__eq__(self, other)
+
+    def __ne__(self, other: object) -> bool:
+        return not self == other
+
+    __hash__ = int.__hash__
+
     def __reduce__(self) -> tuple[type[FieldValue], tuple[int, str | None]]:
         return FieldValue, (int(self), self._name)
 

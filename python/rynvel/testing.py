@@ -40,12 +40,17 @@ server=$!
 exec 2>/dev/null
 read -r _
 kill $server
+pause=0.01
 tries=0
-while kill -0 $server && [ $tries -lt 200 ]; do sleep 0.01; tries=$((tries + 1)); done
+while kill -0 $server && [ $tries -lt 40 ]; do
+    [ $tries -lt 20 ] || pause=0.1
+    sleep $pause
+    tries=$((tries + 1))
+done
 kill -9 $server
 wait $server
 """
-_END_SECONDS = 5.0
+_END_SECONDS = 20.0
 _KEPT_LINES = 200
 
 # The records of docs/protocol.md.

@@ -51,8 +51,8 @@ END
 
 builds() { cmake --build "$build" --target rynvel ziltrace; }
 
-# Succeeds if packaging/abi fails with a message that names what has changed. The arguments are the message and the
-# name.
+# Succeeds if packaging/abi fails with a message that names the changed function or type. The arguments are the message
+# and the name.
 is_reported() {
     builds || return
     if "$copy/packaging/abi" "$build" >"$work/report"; then
@@ -107,6 +107,16 @@ added_function() {
         include/rynvel.h &&
         edit 'void Rynvel_close(' $'int Rynvel_more() { return 1; }\nvoid Rynvel_close(' cppsrc/RynvelFactory.cpp &&
         is_reported ': the binary interface has additions' Rynvel_more
+}
+
+added_enumerator() {
+    edit 'Network = 1' $'Network = 1,\n    Little = 2' include/rynvel/ByteOrder.h &&
+        is_reported ': the binary interface has additions or new names' Little
+}
+
+renamed_member() {
+    edit m_mutex m_theMutex include/rynvel/PthreadMutex.h cppsrc/PthreadMutex.cpp &&
+        is_reported ': the binary interface has additions or new names' m_theMutex
 }
 
 # Accepts an addition in the copy. Its removal is then an incompatible change.

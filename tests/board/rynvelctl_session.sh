@@ -60,7 +60,7 @@ hundredths() {
     echo "${uptime%.*}${uptime#*.}"
 }
 
-# Prints how long a command takes, in hundredths of a second.
+# Prints the duration of a command in hundredths of a second.
 duration() {
     begin=$(hundredths)
     "$@" >/dev/null 2>&1

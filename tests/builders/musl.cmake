@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# The settings for compiling, but not linking, against the headers of musl, with clang and libc++.
+# Compiles against the headers of musl, with clang and libc++. Linking is not possible.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
@@ -9,7 +9,7 @@ set(CMAKE_C_COMPILER_TARGET x86_64-linux-musl)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-linux-musl)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
-# The headers of the kernel do not depend on the C library, but their folder also contains the headers of another one.
+# The headers of the kernel do not depend on the C library, but their folder also contains headers of the GNU C library.
 set(kernel_headers "${CMAKE_BINARY_DIR}/kernel_headers")
 file(MAKE_DIRECTORY "${kernel_headers}")
 file(CREATE_LINK /usr/include/linux "${kernel_headers}/linux" SYMBOLIC)

@@ -142,7 +142,7 @@ finds_header_libraries_in_a_sysroot() {
 
 names_a_header_that_the_sysroot_lacks() {
     rm "$work/sysroot/usr/include/asio.hpp"
-    ! configure_with_sysroot incomplete >"$work/incomplete.log" 2>&1 && grep -F 'asio.hpp: No such header' "$work/incomplete.log"
+    ! configure_with_sysroot incomplete >"$work/incomplete.log" 2>&1 && grep -F 'asio.hpp: no such header' "$work/incomplete.log"
 }
 
 check 'a library that is built with a device description file opens the devices in it' opens_the_rows_of_its_own_description

@@ -34,7 +34,7 @@ TEST(DeviceRegisters, CanBeAccessedUpToTheWidthOfTheDevice) {
 
 TEST(DeviceRegisters, CannotShareAWordOfTheDevice) {
     const Registers registers(sized("A", 0, 8) + sized("B", 1, 8));
-    EXPECT_EQ(registers.obstacleTo(0), "register A has 8 bits and lies in the same register of the device as register "
+    EXPECT_EQ(registers.obstacleTo(0), "register A has 8 bits and shares a register of the device with register "
                                        "B (the device has 16-bit registers)");
     EXPECT_EQ(registers.obstacleTo(1), "register B: offset 0x00000001 is not a multiple of 2 (16-bit registers)");
 }

@@ -235,7 +235,7 @@ TEST(Assignments, AreRefusedForFieldsThatOverlap) {
                   "field C.R.B overlaps field C, which is also assigned (assign only one of them)");
 }
 
-/** Returns whether a field of a register has the value that a text means. */
+/** Returns whether a field of a register has the value that a text gives. */
 bool matches(const std::string& text, const Maps::Register& aRegister, std::uint64_t number) {
     const Maps::Field& field = aRegister.fields[0];
     return Maps::parsePattern({"R", 0, &aRegister}, field, text).matches(decode(field, number));
@@ -266,7 +266,7 @@ TEST(FieldPattern, IsNotANumberThatIsAlsoTheNameOfOtherNumbers) {
     EXPECT_TRUE(matches("0x4", aRegister, 4));
 }
 
-/** Returns a register whose field F has a value with the name 10, which is not its number. */
+/** Returns a register whose field F has a value with the name 10. The number of this value is not 10. */
 Maps::Register withNumericName() {
     return onlyRegister(
         read(mapOfFields(field("F", "[3:0]", valuesFor("write", value("10", "2") + value("on", "1"))))));

@@ -4,7 +4,7 @@
 # Usage: board_session.sh FOLDER. Prints parts with headings for board.sh.
 set -eu
 system=$1
-# udevadm must not refuse its work because it runs in another root file system.
+# Without this variable, udevadm refuses to work in another root file system.
 export SYSTEMD_IGNORE_CHROOT=1
 
 # Runs a command in the root file system. Usage: as USER GROUPS COMMAND [ARG...]

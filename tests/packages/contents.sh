@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Checks what the Debian packages of both architectures contain and need.
+# Checks the contents and the dependencies of the Debian packages of both architectures.
 # Usage: contents.sh AMD64_FOLDER ARMHF_FOLDER. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)

@@ -137,7 +137,7 @@ END
     echo '#include <string>' >"$work/tree/lib/tests/test.cpp"
 }
 
-# Makes the tree, and runs the check of the includes. Adds an include before, if one is given.
+# Makes the tree, and runs the check of the includes. If an include is given, adds it to the tree first.
 # Usage: includes_hold_with [FILE INCLUDE]
 includes_hold_with() {
     begin_tree

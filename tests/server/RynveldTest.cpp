@@ -10,8 +10,10 @@
 #include <thread>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <grp.h>
 #include <netinet/in.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -21,6 +23,7 @@
 
 #include "BecomesTrue.h"
 #include "DescriptionText.h"
+#include "Descriptor.h"
 #include "LeasedFile.h"
 #include "LocalSocket.h"
 #include "MessageBytes.h"
@@ -710,6 +713,52 @@ TEST_F(SocketFile, ReplacesNeitherTheSocketOfAServerNorAnotherFile) {
     EXPECT_EQ(runRynveld({"--simulate", "--listen", "unix:" + file}).error,
               "rynveld: " + file + ": cannot listen: Address already in use\n");
     EXPECT_EQ(std::filesystem::file_size(file), 4U);
+}
+
+TEST_F(SocketFile, IsNotRemovedAfterAnotherFileHasReplacedIt) {
+    const auto server = listen();
+    std::filesystem::remove(m_path);
+    std::ofstream(m_path) << "text";
+    server->end();
+    EXPECT_TRUE(exists());
+}
+
+/** Returns whether a process waits for a lock of the file. */
+bool isAwaited(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        if (line.find("-> FLOCK") != std::string::npos &&
+            line.find(':' + std::to_string(status.st_ino) + ' ') != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST_F(SocketFile, IsNotReplacedWhileAnotherServerStarts) {
+    { const LocalSocket abandoned(SOCK_STREAM, m_path); }
+    const Common::Descriptor folder(::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(::flock(folder.number(), LOCK_EX), 0);
+    auto ending = std::async(std::launch::async, [this] {
+        return runRynveld({"--simulate", "--listen", "unix:" + m_path});
+    });
+    ASSERT_TRUE(becomesTrue([] { return isAwaited("."); }));
+    std::filesystem::remove(m_path);
+    const LocalSocket other(SOCK_STREAM, m_path);
+    ASSERT_EQ(::listen(other.descriptor(), 1), 0);
+    ASSERT_EQ(::flock(folder.number(), LOCK_UN), 0);
+    EXPECT_EQ(ending.get().error, "rynveld: " + m_path + ": cannot listen: Address already in use\n");
+}
+
+TEST_F(SocketFile, CannotBeSelectedIfTheServiceManagerPassesTheSockets) {
+    const LocalListener listener;
+    Launch launch = activatedOn({listener.descriptor()});
+    const Ending ending = runRynveld({"--simulate", "--listen", "unix:" + m_path}, launch.preparation, launch.passed);
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.error, "rynveld: " + m_path + ": the service manager passes the sockets (remove --listen)\n");
+    EXPECT_FALSE(exists());
 }
 
 TEST_F(SocketFile, CannotBeInAFolderThatDoesNotExist) {

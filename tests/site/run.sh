@@ -19,7 +19,7 @@ builds_two_identical_sites() {
     [ "$status" = 0 ] && diff -r "$site" "$work/elsewhere/other"
 }
 
-# Copies what the site is built from into a new folder, for a test that changes it.
+# Copies the sources of the site into a new folder, for a test that changes them.
 copy_sources() {
     rm -rf "$work/project"
     mkdir "$work/project" && git ls-files -co --exclude-standard -z -- . ':!tests/*/*.cpp' ':!tests/fuzz/corpus' |
@@ -64,8 +64,8 @@ refuses_to_replace_a_folder_that_is_not_a_site() {
         grep "^build: $work/notes: is not a site" "$work/refusal" && [ -e "$work/notes/text" ]
 }
 
-# Succeeds if the link checker finds exactly one wrong link in a page, and says what is wrong with it. The arguments are
-# an element of the page and the message.
+# Succeeds if the link checker finds exactly one wrong link in a page, and gives the reason. The arguments are an
+# element of the page and the message.
 finds_in_a_page() {
     rm -rf "$work/pages"
     mkdir "$work/pages" && printf '<h1 id="top">A</h1><a href="b.html#there">b</a> %s' "$1" >"$work/pages/a.html" &&

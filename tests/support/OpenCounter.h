@@ -13,7 +13,10 @@
 
 namespace RynvelTest {
 
-/** Counts how often a file is opened. Each call of next() returns the number of openings since the previous call. */
+/**
+ * Counts the times that a file is opened. Each call of next() waits until the file has been opened or closed, and
+ * returns the count since the previous call.
+ */
 class OpenCounter {
 public:
     explicit OpenCounter(const std::string& path) {

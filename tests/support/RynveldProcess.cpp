@@ -41,8 +41,11 @@ Arguments joined(Arguments first, const Arguments& second) {
 
 } // namespace
 
-Ending runRynveld(const Arguments& arguments) {
-    return Process(joined(commandOf(RynveldProcess::Devices::Board), arguments), shellOf({}, Process::toTheTest))
+Ending runRynveld(const Arguments& arguments, const std::string& preparation, const std::vector<int>& passed) {
+    RynveldProcess::Launch launch;
+    launch.preparation = preparation;
+    launch.passed = passed;
+    return Process(joined(commandOf(RynveldProcess::Devices::Board), arguments), shellOf(launch, Process::toTheTest))
         .wait();
 }
 

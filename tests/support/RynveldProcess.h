@@ -12,8 +12,12 @@
 
 namespace RynvelTest {
 
-/** Runs the server of this build, and waits until the server ends. */
-Ending runRynveld(const Arguments& arguments);
+/**
+ * Runs the server of this build, and waits until the server ends.
+ *
+ * @param preparation and @param passed are the members of Process::Launch.
+ */
+Ending runRynveld(const Arguments& arguments, const std::string& preparation = "", const std::vector<int>& passed = {});
 
 /** A register server in its own process, on a port that the system chooses. */
 class RynveldProcess {

@@ -15,7 +15,7 @@ namespace {
 
 __thread ScriptedPthread* currentPthread = nullptr;
 
-/** A scope without recording, for the mutex calls that the recording itself makes. */
+/** A scope in which mutex calls are not recorded, because the recording itself makes mutex calls. */
 class Pause {
 public:
     Pause() : m_paused(currentPthread) { currentPthread = nullptr; }

@@ -26,7 +26,7 @@ constexpr char lastByte = '\0';
 /** Continues the output of a terminal that Ctrl-S has stopped. */
 constexpr const char* continueOutput = "\x11";
 
-/** What the shell gives the terminal to at a signal. */
+/** The terminal and the program that the signal handler of the shell needs. */
 struct Groups {
     int terminal;
     pid_t program;
@@ -34,7 +34,7 @@ struct Groups {
 
 Groups groups;
 
-/** Makes the shell the foreground of the terminal at SIGUSR1, and the program at SIGUSR2. */
+/** Moves the shell to the foreground of the terminal for SIGUSR1, and the program for SIGUSR2. */
 void changeForeground(int signal) { tcsetpgrp(groups.terminal, signal == SIGUSR1 ? getpid() : groups.program); }
 
 winsize sizeOf(std::size_t columns, std::size_t rows) {
@@ -49,7 +49,7 @@ std::vector<char*> pointersTo(Arguments& words) {
     return pointers;
 }
 
-/** Makes the process a program in the foreground of the terminal. Never returns. */
+/** Moves this process to the foreground of the terminal, and executes the program. Never returns. */
 [[noreturn]] void execute(int terminal, Arguments command, const TerminalProcess::Launch& launch) {
     setpgid(0, 0);
     tcsetpgrp(terminal, getpid());
@@ -96,7 +96,8 @@ TerminalProcess::~TerminalProcess() {
 
 void TerminalProcess::lead(const Arguments& command, const Launch& launch) const {
     ::close(m_hold[1]);
-    // If the test is killed, the terminal ends, and both processes with it.
+    // Only the test has this end of the terminal. If the test is killed, the terminal therefore ends, and both
+    // processes with it.
     ::close(m_controller);
     setsid();
     ioctl(m_terminal, TIOCSCTTY, 0);
@@ -195,7 +196,7 @@ void TerminalProcess::awaitStop() {
 
 void TerminalProcess::showAll() {
     type(continueOutput);
-    // The terminal delivers this byte after those of the program.
+    // The terminal delivers this byte after the output of the program.
     EXPECT_EQ(::write(m_terminal, &lastByte, 1), 1);
     await([this](const TerminalScreen&) { return !m_bytes.empty() && m_bytes.back() == lastByte; });
     m_bytes.pop_back();

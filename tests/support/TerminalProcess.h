@@ -22,7 +22,7 @@ class TerminalProcess {
 public:
     struct Launch {
         std::string folder;
-        /** Assignments such as "TERM=xterm". The program gets no other environment of the test. */
+        /** Assignments such as "TERM=xterm". The program does not inherit the environment of the test. */
         Arguments environment;
         std::size_t columns = 80;
         std::size_t rows = 24;
@@ -42,12 +42,12 @@ public:
     void moveToForeground() const { setForeground(m_program); }
     /** @} */
 
-    /** Returns the present modes of the terminal. */
+    /** Returns the current modes of the terminal. */
     termios modes() const;
 
     /** Waits until the screen has a property at the end of a drawing, and fails the test after a minute. */
     void awaitDrawing(const std::function<bool(const TerminalScreen&)>& property);
-    /** Waits until the screen has a property, also amid a drawing. */
+    /** Waits until the screen has a property, even during a drawing. */
     void await(const std::function<bool(const TerminalScreen&)>& property);
 
     /** Waits until the program ends, and shows its whole output. Returns its exit status, or the negative number of the
@@ -61,7 +61,8 @@ public:
     const std::string& bytes() const { return m_bytes; }
 
 private:
-    /** Shows the next bytes, up to a byte after which a condition holds. Returns false if the condition does not hold.
+    /**
+     * Shows the next bytes until a condition holds. Returns false if the condition does not hold after the last byte.
      */
     bool showUntil(const std::function<bool()>& condition);
     [[noreturn]] void lead(const Arguments& command, const Launch& launch) const;

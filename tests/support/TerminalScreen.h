@@ -8,7 +8,9 @@
 
 namespace RynvelTest {
 
-/** What a terminal shows. It has the control sequences of rynvelctl, and fails the test for every other one. */
+/**
+ * The screen of a terminal. It interprets the control sequences that rynvelctl uses, and fails the test for all others.
+ */
 class TerminalScreen {
 public:
     TerminalScreen(std::size_t columns, std::size_t rows) {
@@ -16,7 +18,10 @@ public:
         m_row = 0;
     }
 
-    /** Keeps the characters that fit. The cursor leaves its row, as on a terminal that wraps the lines anew. */
+    /**
+     * Keeps the characters that fit. The cursor leaves its row, as on a terminal that wraps the lines differently after
+     * a change of its size.
+     */
     void resize(std::size_t columns, std::size_t rows);
 
     void show(char byte);
@@ -47,7 +52,7 @@ private:
 
     std::vector<std::vector<Cell>> m_cells;
     std::size_t m_row = 0;
-    /** The number of columns if the cursor is behind the last one, so that the next character begins a line. */
+    /** Equals the number of columns if the cursor is after the last column. The next character then begins a line. */
     std::size_t m_column = 0;
     std::size_t m_savedRow = 0;
     std::size_t m_savedColumn = 0;

@@ -304,7 +304,7 @@ TEST_F(Bits, AreRefusedIfTheMapExcludesTheAccess) {
         expectRefused(command + " map32 FIFO 1",
                       "map32: reading register FIFO has a side effect (write the whole register)");
         expectRefused(command + " map32 BYTE0 1",
-                      "map32: register BYTE0 has 8 bits and lies in the same register of the device as register "
+                      "map32: register BYTE0 has 8 bits and shares a register of the device with register "
                       "BYTE1 (the device has 32-bit registers)");
         expectRefused(command + " map32 SAME KEPT",
                       "map32: field SAME.KEPT may be written only with the value that was read (leave it unchanged)");
@@ -400,7 +400,7 @@ TEST_F(Bits, OfARegisterAreRefusedWhereTheyAreWrong) {
     expectRefused("read map32 CTRL.MODE[6:4]", "map32: CTRL.MODE is a field (give a register)");
     expectRefused("read map32 KEY[3:0]", "map32: register KEY is write-only");
     expectRefused("read map32 BYTE0[3:0]",
-                  "map32: register BYTE0 has 8 bits and lies in the same register of the device as register BYTE1 "
+                  "map32: register BYTE0 has 8 bits and shares a register of the device with register BYTE1 "
                   "(the device has 32-bit registers)");
     for (const std::string line : {"dump map32 CTRL[7:4] 1", "fill map32 CTRL[7:4] 1 1"}) {
         expectRefused(line, "map32: CTRL[7:4] selects bits (give a register)");
@@ -417,7 +417,7 @@ TEST_F(Bits, ThatAreAllWriteOnlyAreNotRead) {
     }
     set(0x2C, 0x1FF);
     expect("read map32 MIXED[8:7] MIXED[31:0] --quiet", 0, "0x3\n0x000001ff\n");
-    // The bit belongs to a read-only field, too.
+    // The bit also belongs to a read-only field.
     expect("read map32 SHARED[0:0]", 0, "map32 SHARED[0:0] = 0x0\n");
 }
 

@@ -6,7 +6,7 @@
 
 namespace RynvelTest {
 
-/** A register map with these peripherals, for devices of 32-bit registers. */
+/** Returns a register map with these peripherals, for devices with 32-bit registers. */
 inline std::string mapOfPeripherals(const std::string& peripherals) {
     return "<device schemaVersion=\"1.3\"><name>Board</name><version>1.2</version><description>A board</description>\n"
            "<addressUnitBits>8</addressUnitBits><width>32</width><size>32</size><access>read-write</access>"
@@ -14,28 +14,28 @@ inline std::string mapOfPeripherals(const std::string& peripherals) {
            peripherals + "</peripherals></device>\n";
 }
 
-/** @param description empty for none. */
+/** Returns the element of a peripheral. @param description may be empty. */
 inline std::string peripheralOf(const std::string& name, const std::string& description, const std::string& contents) {
     return "<peripheral><name>" + name + "</name>" +
            (description.empty() ? "" : "<description>" + description + "</description>") +
            "<baseAddress>0</baseAddress>\n<registers>\n" + contents + "</registers></peripheral>\n";
 }
 
-/** A register with further elements. */
+/** Returns the element of a register with further elements. */
 inline std::string registerAt(const std::string& name, const std::string& offset, const std::string& elements) {
     return "<register><name>" + name + "</name><addressOffset>" + offset + "</addressOffset>" + elements +
            "</register>\n";
 }
 
-/** A field with further elements. @param bits such as 7:4. */
+/** Returns the element of a field with further elements. @param bits the bit range, such as 7:4. */
 inline std::string fieldAt(const std::string& name, const std::string& bits, const std::string& elements = "") {
     return "<field><name>" + name + "</name><bitRange>[" + bits + "]</bitRange>" + elements + "</field>";
 }
 
-/** The element of all fields of a register. */
+/** Returns the element that contains the fields of a register. */
 inline std::string fieldsOf(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
 
-/** The map of a timer, the device map32. It has everything that a description shows. */
+/** Returns the map of a timer, the device map32. The map has every element that a description shows. */
 inline std::string timerMap() {
     return mapOfPeripherals(peripheralOf(
         "map32", "A timer",

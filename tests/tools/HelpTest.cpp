@@ -88,12 +88,12 @@ protected:
     }
 
     /**
-     * Expects the program to take the calls of itself in a line of a shell, and returns their number. The calls run
-     * with the server, so the program also evaluates the values of their options and arguments.
+     * Expects the program to accept its calls in a shell line, and returns the number of calls. The calls use the
+     * server, so the program also evaluates the values of their options and arguments.
      */
     std::size_t expectTaken(const std::string& line) {
         const std::vector<Arguments> calls = callsIn(line);
-        // What the program accepts does not depend on the build.
+        // The result does not depend on the build, so slow builds run only every fourth call.
         const std::size_t step = testsRunSlowly ? 4 : 1;
         for (const Arguments& call : calls) {
             if (m_calls++ % step != 0) {
@@ -111,7 +111,7 @@ protected:
     }
 
 private:
-    /** An example of a write that the program refuses. */
+    /** An example of a write that the program refuses because of the register map. */
     const std::string refusedByTheMap = "rynvelctl write rtc0 RTCDR 0";
 
     Ending run(const Arguments& call) const {

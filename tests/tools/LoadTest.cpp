@@ -45,7 +45,7 @@ protected:
         return Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), input).wait();
     }
 
-    /** Returns what a command writes to a file. */
+    /** Runs a command with standard output to a file, and returns the contents of the file. */
     std::string outputOf(const std::string& line) const {
         const std::string name = m_folder.path() + "/output";
         const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -261,7 +261,7 @@ TEST_F(Load, GetsNoBytesFromARawDumpThatFails) {
     EXPECT_EQ(get(0x20), 0U);
 }
 
-/** A pipe that takes only a few lines, and that nobody reads before the program has ended. */
+/** A pipe that holds only 4096 bytes. The test reads the pipe after the program has ended. */
 class SmallPipe : public Load {
 protected:
     SmallPipe() {
@@ -270,7 +270,7 @@ protected:
     }
     ~SmallPipe() override { close(m_ends[0]); }
 
-    /** Expects a command to end after the pipe is full, and returns what it wrote. */
+    /** Expects a command to end after the pipe is full. Returns the contents of the pipe. */
     std::string expectFull(const std::string& line, int status, const std::string& problem) {
         expectEnding(Program(RYNVELCTL_FOR_TESTS, arguments(line), m_folder.path(), m_ends[1]).wait(), status, "",
                      problem, line);
@@ -313,7 +313,7 @@ protected:
     /**
      * Returns a service that takes a second for each of some accesses to registers.
      *
-     * @param firstLate is counted from 1.
+     * @param firstLate the number of the first slow access, counted from 1.
      */
     static TestPeer::Service serviceWith(std::size_t firstLate, std::size_t count = 1) {
         // The first request opens the device.
@@ -321,7 +321,8 @@ protected:
                    std::size_t /*connection*/, const Rynvel::Request& /*request*/) {
             ++*requests;
             if (*requests >= firstLate && *requests < firstLate + count) {
-                // The program's own clock decides when the bar appears.
+                // The bar appears only after the program has run for a second, and a test cannot set the clock of the
+                // program.
                 std::this_thread::sleep_for(std::chrono::seconds(1));
             }
             return success({7});
@@ -338,7 +339,7 @@ protected:
         return command;
     }
 
-    /** Runs a command with standard error on the terminal. Returns what the terminal shows. */
+    /** Runs a command with standard error on the terminal. Returns the output on the terminal. */
     std::string shown(const std::string& line, const TestPeer::Service& service, const std::string& output,
                       int status = 0) {
         const TestPeer peer(service);
@@ -349,7 +350,7 @@ protected:
     }
 
     std::string terminalText() const {
-        // The terminal delivers its bytes in order, but not at once.
+        // The terminal delivers its bytes in order, but possibly with a delay.
         const char end = '|';
         EXPECT_EQ(write(m_other, &end, 1), 1);
         std::string text;
@@ -359,7 +360,10 @@ protected:
         return text;
     }
 
-    /** @param end the text that the terminal shows after the erased bar. @param others of ProgressBar::erase(). */
+    /**
+     * @param end the text that the terminal shows after the erased bar.
+     * @param others the argument of ProgressBar::erase().
+     */
     static void expectErasedBar(const std::string& text, const std::string& end = "", std::size_t others = 0) {
         const std::string start = "\rremote [";
         EXPECT_EQ(text.substr(0, start.size()), start);

@@ -83,7 +83,7 @@ private:
     const int m_events;
 };
 
-// A second opening may fail, and an assertion would then end the program.
+// A second attempt to open a file may fail, and an assertion would then end the program.
 TEST_F(LocalDevices, AreOpenedOnce) {
     for (const auto& [name, file] : {std::pair("file8", "/registers8"), std::pair("map32", "/map")}) {
         const Openings openings(m_folder.path() + file);

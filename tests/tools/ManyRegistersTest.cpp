@@ -113,7 +113,7 @@ TEST_F(ManyRegisters, LeaveFieldsThatAOneClearsAlone) {
     set(0x18, 0x86);
     expect("write map32 FLAGS.ENABLE=1 A=2 FLAGS.ENABLE=0 ALIAS.DONE=0", 0,
            "map32 FLAGS.ENABLE = 1\nmap32 A = 0x00000002\nmap32 FLAGS.ENABLE = 0\nmap32 ALIAS.DONE = 0\n");
-    // The file stores the zeros that leave the fields of a device alone.
+    // The file stores the written zeros. On a device, these zeros leave the fields unchanged.
     EXPECT_EQ(get(0x18), 0x80U);
 }
 
@@ -179,7 +179,7 @@ TEST_F(ManyRegisters, ThatMayBeFieldsAreNotWritten) {
                                 "write the register with a separate command)";
     expectRefused("write map32 CTRL=1 A=2", problem);
     expectRefused("write map32 CTRL=1 B=1 A=2", problem);
-    // Without a whole register before it, the name has only one meaning.
+    // If no whole register precedes the name, the name has only one meaning.
     expect("write map32 A=2 CTRL=1", 0, "map32 A = 0x00000002\nmap32 CTRL = 0x00000001\n");
     expect("write map32 CTRL A=2 RUN=1", 0, "map32 CTRL.A = 2\nmap32 CTRL.RUN = 1 (running)\n");
     EXPECT_EQ(get(0), 0x21U);
@@ -325,7 +325,7 @@ TEST_F(ManyRegisters, SayWhetherASingleOneMayHaveBeenWritten) {
     expect(line, 1, "", "map32: writing A failed: the server refused the request");
 }
 
-/** Returns an assignment for each register from the first address on, some by name, up to a count. */
+/** Returns `count` assignments to two registers, alternately by name and by address. */
 std::string longList(std::size_t count) {
     std::string list;
     for (std::size_t i = 0; i < count; ++i) {
@@ -337,7 +337,7 @@ std::string longList(std::size_t count) {
 
 TEST_F(ManyRegisters, OfALongListTakeATimeInProportionToItsLength) {
     constexpr std::size_t count = 30000;
-    // A time in proportion to the square of the length would be above a minute.
+    // If the time grew with the square of the length, it would be above a minute.
     const Ending ending = Process(commandOf(RYNVELCTL_FOR_TESTS, arguments("--quiet write map32" + longList(count))),
                                   {"ulimit -t 30; cd '" + m_folder.path() + "' && ", {}})
                               .wait();

@@ -9,7 +9,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The commands about register maps, which use no device: the test has none. */
+/** The commands for register maps. They use no device, and the test has none. */
 class MapCommands : public testing::Test {
 protected:
     Ending run(const std::string& line) const { return runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path()); }
@@ -206,7 +206,7 @@ TEST_F(MapCommands, TakeGlobalOptionsAnywhere) {
     expect("maps list --map a.svd --quiet", "a.svd\n");
 }
 
-/** The description of a device that has everything. */
+/** The description of a device that has every element of a map. */
 class Descriptions : public MapCommands {
 protected:
     Descriptions() { m_folder.store("m.svd", timerMap()); }

@@ -42,7 +42,7 @@ protected:
         expect("poll " + condition + " --timeout 1m", 0, output);
     }
 
-    /** @param subject what does not have the value. */
+    /** @param subject the part of the message that says which value is wrong. */
     void expectTimeOut(const std::string& condition, const std::string& output, const std::string& subject) const {
         expect("poll " + condition + " --interval 1ms --timeout 300ms", 4, output,
                "map32: timed out after 300 ms (" + subject + ')');
@@ -225,11 +225,11 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
     expectRefused("poll map32 KEY 1", "map32: register KEY is write-only");
     expectRefused("poll map32 CTRL.CODE 1", "map32: field CTRL.CODE is write-only");
     expectRefused("poll map32 BYTE0 1",
-                  "map32: register BYTE0 has 8 bits and lies in the same register of the device as register BYTE1 (the "
+                  "map32: register BYTE0 has 8 bits and shares a register of the device with register BYTE1 (the "
                   "device has 32-bit registers)");
     expectRefused("poll map32 FIFO 0", "map32: reading register FIFO has a side effect (--with-side-effects reads it)");
     expectHolds("map32 FIFO 0 --with-side-effects --quiet", "0x00000000\n");
-    // The user of expect asks for this one read.
+    // The command `expect` reads the register once, as the user requests, so it needs no option.
     expect("expect map32 FIFO 0", 0, "");
 }
 
@@ -279,7 +279,7 @@ protected:
 
 TEST_F(CountedReads, AreAsFarApartAsTheInterval) {
     EXPECT_EQ(run("0 1 --interval 1m --timeout 500ms").status, 4);
-    // The first read, and the last one when the time-out has expired.
+    // The program reads the register at the beginning, and again when the time-out has expired.
     EXPECT_EQ(reads(), 2U);
 }
 

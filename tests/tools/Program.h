@@ -37,7 +37,7 @@ public:
 /** Runs a program, and waits until the program ends. */
 Ending runProgram(const std::string& path, const Arguments& arguments, const std::string& folder);
 
-/** Does the same with an environment variable. @param assignment such as "NAME=value". */
+/** Runs a program like runProgram(), with an environment variable. @param assignment such as "NAME=value". */
 Ending runWithVariable(const std::string& assignment, const std::string& path, const Arguments& arguments,
                        const std::string& folder);
 

@@ -10,7 +10,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Registers of the devices map32 and remote, in two halves: a compiler may limit the length of a literal. */
+/** Registers of the devices map32 and remote, in two parts, because a compiler may limit the length of a literal. */
 const std::string controlRegisters = R"(
 <register><name>CTRL</name><addressOffset>0</addressOffset><fields>
   <field><name>START</name><bitRange>[0:0]</bitRange><enumeratedValues>
@@ -378,7 +378,7 @@ TEST_F(RegisterNames, AreRefusedIfAWriteWouldReadWithASideEffect) {
 TEST_F(RegisterNames, AreRefusedForRegistersThatTheDeviceCannotAccess) {
     expectRefused("read map32 WIDE", "map32: register WIDE has 64 bits (the device has 32-bit registers)");
     expectRefused("read map32 BYTE0",
-                  "map32: register BYTE0 has 8 bits and lies in the same register of the device as register BYTE1 (the "
+                  "map32: register BYTE0 has 8 bits and shares a register of the device with register BYTE1 (the "
                   "device has 32-bit registers)");
     expectRefused("read map32 BYTE1",
                   "map32: register BYTE1: offset 0x00000051 is not a multiple of 4 (32-bit registers)");
@@ -396,17 +396,13 @@ TEST_F(RegisterNames, AreRefusedForANarrowRegisterInsideAnother) {
              aRegister("NEARLY", "0x10", "<alternateRegister>ONE</alternateRegister><size>12</size>"));
     const std::string width = " (the device has 32-bit registers)";
     expectRefused("write map32 DATA8 5",
-                  "map32: register DATA8 has 8 bits and lies in the same register of the device as register DATA" +
-                      width);
+                  "map32: register DATA8 has 8 bits and shares a register of the device with register DATA" + width);
     expectRefused("write map32 BEHIND 5",
-                  "map32: register BEHIND has 16 bits and lies in the same register of the device as register EARLY" +
-                      width);
+                  "map32: register BEHIND has 16 bits and shares a register of the device with register EARLY" + width);
     expectRefused("write map32 SMALL 5",
-                  "map32: register SMALL has 8 bits and lies in the same register of the device as register ONE" +
-                      width);
+                  "map32: register SMALL has 8 bits and shares a register of the device with register ONE" + width);
     expectRefused("write map32 NEARLY 5",
-                  "map32: register NEARLY has 12 bits and lies in the same register of the device as register ONE" +
-                      width);
+                  "map32: register NEARLY has 12 bits and shares a register of the device with register ONE" + width);
     expect("write map32 DATA 5", 0, "map32 DATA = 0x00000005\n");
     expect("write map32 OTHER 5 --quiet", 0, "");
     EXPECT_EQ(get(0x10), 5U);
@@ -589,7 +585,9 @@ TEST_F(RegisterNames, PrintAWatchedFieldOnlyWhenTheFieldChanges) {
     EXPECT_EQ(program.outputLine(), "CTRL 0x00000231");
 }
 
-/** The maps that the program searches, without those in its folders. */
+/**
+ * The search for maps in the environment and on the command line. The tests do not use the folders of the installation.
+ */
 class MapsOfRegisterNames : public RegisterNames {
 protected:
     void expectWith(const std::string& maps, const std::string& line, int status, const std::string& output,

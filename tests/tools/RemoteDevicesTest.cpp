@@ -132,7 +132,8 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     // This time-out leaves enough time for the answers that the server does send.
     const std::string commandTimedOut = m_peer.address() + ": timed out after 500 ms";
-    // The server stops answering at each request in turn: two Open requests, arming, enabling the interrupt.
+    // In each iteration, the server stops answering at a later request: two Open requests, arming, enabling the
+    // interrupt.
     for (std::size_t answers = 0; answers < 4; ++answers) {
         std::vector<Reply> replies(answers, success());
         replies.push_back(silence());

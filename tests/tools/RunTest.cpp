@@ -33,7 +33,7 @@ class CommandFiles : public DescribedProgram {
 protected:
     CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
-    /** Runs commands from a file. @param options before the command of the program. */
+    /** Runs commands from a file. @param options the options that precede the command `run`. */
     Ending run(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         return runProgram(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path());
@@ -45,7 +45,10 @@ protected:
         return start(options, "script").wait();
     }
 
-    /** Runs commands from a file and from standard input, and expects the same of both. @param problem after the file.
+    /**
+     * Runs commands from a file and from standard input, and expects the same result.
+     *
+     * @param problem the error message without the name of the file.
      */
     void expectBoth(const std::string& commands, int status, const std::string& output,
                     const std::string& problem = "") const {
@@ -61,7 +64,11 @@ protected:
         return Process(commandOf(RYNVELCTL_FOR_TESTS, words("run " + options)), {preparation, {}}).wait();
     }
 
-    /** Runs commands from a file with another standard output. @param output its descriptor, which is closed. */
+    /**
+     * Runs commands from a file with another standard output.
+     *
+     * @param output its descriptor, which this function closes.
+     */
     Ending runWithOutput(int output, const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         Program program(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path(), output);
@@ -69,7 +76,7 @@ protected:
         return program.wait();
     }
 
-    /** Returns the write end of a pipe that nobody reads. */
+    /** Returns the write end of a pipe without a reader. */
     static int outputWithoutAReader() {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
@@ -77,12 +84,12 @@ protected:
         return ends[1];
     }
 
-    /** Runs commands from a file with a standard output that nobody reads. */
+    /** Runs commands from a file with a standard output without a reader. */
     Ending runWithoutAReader(const std::string& commands, const std::string& options = "") const {
         return runWithOutput(outputWithoutAReader(), commands, options);
     }
 
-    /** Runs commands from a pipe that stays open, with a standard output that nobody reads. */
+    /** Runs commands from a pipe that stays open, with a standard output without a reader. */
     Ending runInputWithoutAReader(const std::string& commands, const std::string& options = "") const {
         std::array<int, 2> input{};
         EXPECT_EQ(pipe2(input.data(), O_CLOEXEC), 0);
@@ -292,7 +299,7 @@ TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenWithoutAReader) {
                  '-' + problem + "\nrynvelctl: -" + loss);
     // Nothing is lost, but standard output has no reader while the command waits for the next line.
     expectEnding(runInputWithoutAReader("read missing 0\n", "--keep-going"), 3, "", '-' + problem);
-    // A failure counts more than a loss before it.
+    // The failure of a command determines the status, even after a failure of standard output.
     expectEnding(runWithoutAReader("read file8 0\nread missing 0\n"), 3, "",
                  "script:1: standard output: Broken pipe\n"
                  "rynvelctl: script:2: missing: nowhere/registers: No such file or directory");
@@ -365,11 +372,11 @@ TEST_F(CommandFiles, GiveEachLineOnlyItsOwnOptions) {
                                "map32 LEVEL1 = 0x00000002\nmap32 LEVEL0 = 0x00000003\n";
     expectEnding(run(commands), 0, output);
     expectEnding(runInput(commands), 0, output);
-    // A command may have options of its own that the user cannot change.
+    // The fixed settings of a command must not carry over to the next line.
     expectEnding(
         run("set map32 0x100 0\ntoggle map32 0x100 0\ntoggle map32 0x100 1\ntoggle map32 0x100 1\n", "--quiet"), 0, "");
     EXPECT_EQ(get(0x100), 0U);
-    // A wrong line leaves nothing behind, either.
+    // The options of a wrong line must not carry over, either.
     expectEnding(runInput("write map32 0x18 0xf --mask 0xf --frob\nwrite map32 0x18 0\n", "--keep-going"), 2,
                  "map32 0x00000018 = 0x00000000\n", "-:1: unknown option '--frob'");
     EXPECT_EQ(get(0x18), 0U);

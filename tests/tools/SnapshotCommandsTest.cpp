@@ -99,14 +99,14 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
-    /** @param output the descriptor of standard output, which is closed. */
+    /** @param output the descriptor of standard output, which this function closes. */
     Ending runWithOutput(int output, const std::string& line) const {
         Program program(RYNVELCTL_FOR_TESTS, words("--map tests.svd " + line), m_folder.path(), output);
         close(output);
         return program.wait();
     }
 
-    /** Runs the program with a standard output that nobody reads. */
+    /** Runs the program with a standard output without a reader. */
     Ending runWithoutAReader(const std::string& line) const {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
@@ -541,7 +541,7 @@ TEST_F(SavedRegisters, AreRestoredWithoutAnEffectOnFieldsThatWritesModify) {
     expect("restore map32 s", 0,
            "map32 MIXED: 0x00010134 -> 0x00010012\n"
            "map32: not restored, a write does not store the value: MIXED.SEEN\n");
-    // A real device keeps the field SEEN, because 0 is written to it.
+    // The file stores the written 0 in the field SEEN. On a device, a written 0 leaves the field unchanged.
     EXPECT_EQ(peek(0x24), 0x10012U);
 }
 
@@ -765,7 +765,7 @@ TEST_F(SavedRegisters, WhoseWriteIsNotAnsweredMayHaveBeenRestored) {
     script(answer(responseOf({}, Rynvel::ResponseData::Result(1))));
     expect(line, 1, restored,
            "rynvelctl: " + peer.address() + ": not a register server: the result is neither 0 nor -1" + outcome);
-    // A read that is not answered restores nothing.
+    // Without an answer to the read, the command restores nothing.
     peer.script({success(), closing()});
     expect(line, 3, "",
            "rynvelctl: " + peer.address() +

@@ -236,7 +236,7 @@ public:
     static inline std::function<int()> reaction;
 };
 
-/** The permissions of a file whose owner is set. */
+/** The permissions of the new file at the time when its owner is set. */
 std::optional<mode_t> modeBeforeOwner;
 
 /** Takes the privileges of root from the process, as long as the object exists. */
@@ -250,7 +250,7 @@ public:
     ~OtherUser() { EXPECT_EQ(seteuid(0), 0); }
 };
 
-/** Files in a folder of their own. */
+/** Files in a new folder. */
 class ReplacedFiles : public testing::Test {
 protected:
     std::string name(const std::string& file) const { return m_folder.path() + '/' + file; }

@@ -144,7 +144,7 @@ class Times : public TypedValues {};
 TEST_F(Times, MayHaveFractions) {
     expect("poll map32 0 1 -t 0.5s", 4, "map32 0x00000000 = 0x00000141\n",
            "map32: timed out after 500 ms (register 0x00000000 is not 1)");
-    // A limit of all samples shows that the interval is short.
+    // The command takes all samples before the time-out only if the interval is short.
     expect("watch map32 0 --count 20 --interval 0.001s -t 9s", 0, "TIME map32 0x00000000 = 0x00000141\n");
     expect("sleep 2h -t 0.05s", 4, "", "sleep: timed out after 50 ms");
     expect("read map32 0 -t 2h", 0, "map32 0x00000000 = 0x00000141\n");

@@ -28,7 +28,7 @@ const std::string watchedRegisters =
     registerAt("FIFO", "0xC", "<readAction>modify</readAction>" + fieldsOf(fieldAt("LEVEL", "3:0", ""))) +
     registerAt("\u6e29\u5ea6\u30bb\u30f3\u30b5\u30fc", "0x10", "") + registerAt("CTL\u009b31m\u202eA", "0x14", "");
 
-/** A register that changes at each step of the test, and rynvelctl on a terminal or not. */
+/** A register that changes at each step of a test. The tests run rynvelctl with and without a terminal. */
 class Watch : public DescribedProgram {
 protected:
     Watch()
@@ -349,7 +349,7 @@ TEST_F(WatchOnATerminal, EndsInTheBackground) {
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), -SIGTERM);
     EXPECT_TRUE(program.screen().isCursorVisible());
-    // The shell has its own modes.
+    // A program in the background does not restore the modes, because the shell sets its own modes.
     EXPECT_EQ(program.modes().c_lflag & ECHO, 0U);
 }
 
@@ -364,7 +364,7 @@ TEST_F(WatchOnATerminal, DrawsNothingInTheBackground) {
     program.signal(SIGCONT);
     value = 1;
     server.clearRequests();
-    // These samples take longer than the shortest time between two drawings.
+    // Taking these samples takes longer than the shortest time between two drawings.
     server.requests(100);
     EXPECT_NE(program.modes().c_lflag & ECHO, 0U);
     program.moveToForeground();
@@ -381,7 +381,7 @@ TEST_F(WatchOnATerminal, ReturnsTheCursorToTheShellInTheBackground) {
     program.moveToBackground();
     program.signal(SIGCONT);
     program.await([](const TerminalScreen& screen) { return screen.isCursorVisible(); });
-    // The program notices the foreground without a signal, long before the next sample.
+    // The program notices the change to the foreground without a signal, long before the next sample.
     program.moveToForeground();
     program.awaitDrawing(shows(m_unchanged + m_unchanged));
     EXPECT_FALSE(program.screen().isCursorVisible());

@@ -289,7 +289,7 @@ protected:
 };
 
 TEST_F(WrongCommandLines, GiveOneLineAndTheirStatusEach) {
-    // The messages do not depend on the build.
+    // The messages do not depend on the build, so slow builds run only every fourth line.
     const std::size_t step = testsRunSlowly ? 4 : 1;
     expectAll(everyNth(step, localGroups()));
     EXPECT_GE(m_count, 200U / step);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Reaches a register server through ssh and through stunnel, as docs/security.md describes it, and tries the same
-# without the right key or certificate. All programs run as the present user, with keys that the script makes.
+# without the right key or certificate. All programs run as the current user, with keys that the script makes.
 # Usage: run.sh BUILD_FOLDER. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -165,12 +165,15 @@ refuses_other_ports_and_commands() {
 
 # stunnel -------------------------------------------------------------------------------------------------------------
 
-# Makes a certificate that an authority has signed. The arguments are the authority and the name.
+# Makes a certificate that an authority has signed. The request asks for more than the owner may have. The arguments are
+# the authority and the name.
 make_certificate() {
     openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout "$work/$2.key" -subj "/CN=$2" \
-        -addext "subjectAltName=DNS:$2" -out "$work/$2.csr" &&
+        -addext subjectAltName=DNS:node1 -addext basicConstraints=critical,CA:TRUE -out "$work/$2.csr" &&
+        printf 'basicConstraints=critical,CA:FALSE\nsubjectAltName=DNS:%s\n' "$2" >"$work/$2.ext" &&
         openssl x509 -req -in "$work/$2.csr" -CA "$work/$1.pem" -CAkey "$work/$1.key" -CAcreateserial -days 2 \
-            -copy_extensions copy -out "$work/$2.pem"
+            -extfile "$work/$2.ext" -out "$work/$2.pem" &&
+        ! openssl x509 -in "$work/$2.pem" -noout -text | grep 'CA:TRUE'
 }
 
 make_authority() {

@@ -39,7 +39,7 @@ void withOpenDevices(Body body) {
     });
 }
 
-/** Opens the three devices, and runs the body for each of them with each set of functions of its width. */
+/** Opens the three devices. Runs the body for each device with each set of functions for its width. */
 template <typename Body>
 void withAllCFunctions(Body body) {
     withOpenDevices([&body](ScriptedOs& os) {

@@ -24,7 +24,7 @@ constexpr unsigned int threadCount = 4;
 constexpr unsigned int laneRegister = 0;
 constexpr unsigned int pairRegister = 1;
 
-/** Threads that use one device until the time has expired or a thread finds an error. */
+/** Threads that use one device until the time has passed or a thread finds an error. */
 template <typename T>
 class Stress {
 public:

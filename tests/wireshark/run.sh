@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Captures an exchange of rynvelctl and rynveld with dumpcap. Compares what the dissector shows of this capture, and of
-# the captures of make-captures, with the files *.expected.
+# Captures an exchange of rynvelctl and rynveld with dumpcap. Compares the output of the dissector for this capture, and
+# for the captures of make-captures, with the files *.expected.
 # Usage: run.sh BUILD_FOLDER [--rewrite]. With --rewrite, writes these files. Ends with a line of totals.
 #
-# The exchange uses a loopback interface of its own, in a network namespace. There, every user may capture, and no other
+# The exchange uses the loopback interface of a new network namespace, in which every user may capture and no other
 # program communicates.
 set -u -o pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -136,7 +136,7 @@ refuses_wrong_register_names() {
     registers_of "$work/missing.txt" | grep -F "rynvel: $work/missing.txt: No such file"
 }
 
-# Whatever the bytes are, the dissector shows them. A failure of the script would appear as "Lua Error".
+# The dissector shows every record, even with damaged bytes. A failure of the script would appear as "Lua Error".
 shows_damaged_records() {
     local seed
     mergecap -a -w "$work/all.pcap" "$work"/{split,pipelined,malformed,middle}.pcap || return

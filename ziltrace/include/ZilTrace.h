@@ -75,8 +75,8 @@ public:
     /**
      * Records the entry into the function that `header` names.
      *
-     * Like all log functions, this function does not check the level of the channel, keeps `errno`, throws nothing, and
-     * is not a thread cancellation point. A message that cannot be written is lost.
+     * Like all log functions, this function does not check the level of the channel, leaves `errno` unchanged, throws
+     * nothing, and is not a thread cancellation point. A message that cannot be written is lost.
      */
     void logEnterMsg(ZilTraceLevel level, const ZilTraceHeader& header) noexcept;
 

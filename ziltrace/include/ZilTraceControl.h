@@ -55,7 +55,7 @@ public:
 struct ChannelState {
     std::string name;
     ZilTraceLevel constructedLevel; /**< the level that the channel was constructed with */
-    ZilTraceLevel level;            /**< the present level of the channel */
+    ZilTraceLevel level;            /**< the current level of the channel */
 };
 
 /**
@@ -69,7 +69,7 @@ struct ChannelState {
 ZILTRACE_EXPORT bool configure(const std::string& specification, std::string& error);
 
 /**
- * Sets the level of all present and later channels whose name matches `pattern`, like the item "pattern=level". In a
+ * Sets the level of all existing and later channels whose name matches `pattern`, like the item "pattern=level". In a
  * pattern, '*' matches any number of characters, and '?' matches exactly one character.
  *
  * @return false if `pattern` is empty, or if `level` is not from 0 to 7. The levels are then unchanged.
@@ -82,7 +82,7 @@ ZILTRACE_EXPORT bool setLevel(const std::string& pattern, ZilTraceLevel level);
  */
 ZILTRACE_EXPORT void resetLevels();
 
-/** Returns the present channels, in the order of their construction. Channels with the same name appear separately. */
+/** Returns the existing channels, in the order of their construction. Channels with the same name appear separately. */
 ZILTRACE_EXPORT std::vector<ChannelState> channels();
 
 /**

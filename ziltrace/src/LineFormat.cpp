@@ -18,8 +18,8 @@ struct Date {
     std::int64_t day;
 };
 
-// This function replaces gmtime_r, which takes a lock of the C library. In a forked child, the lock stays locked for
-// ever if another thread of the parent held the lock.
+// This function replaces gmtime_r, which takes a lock of the C library. If a thread of the parent holds the lock during
+// a fork, the lock stays locked forever in the child.
 Date toDate(std::int64_t daysSince1970) {
     // The calculation begins the year in March, because the leap day is then the last day of the year.
     const std::int64_t daysSinceMarch0000 = daysSince1970 + 719468;

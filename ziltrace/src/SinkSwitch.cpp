@@ -29,8 +29,8 @@ void WriterPreferringMutex::reset() noexcept { m_lock = pthread_rwlock_t ZILTRAC
 SinkSwitch::SinkSwitch() : m_configured(makeStderrSink()) {}
 
 void SinkSwitch::write(const ZilTraceControl::Record& record) {
-    // Without this check, a sink that traces would call itself without end, or wait for ever while another thread
-    // changes the sink.
+    // Without this check, a sink that traces would call itself endlessly, or wait forever while another thread changes
+    // the sink.
     if (t_insideSink) {
         return;
     }

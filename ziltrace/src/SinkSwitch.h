@@ -19,8 +19,8 @@ namespace ziltrace {
 
 /**
  * A shared mutex that prefers writers: while a writer waits, new readers also wait. With a std::shared_mutex, threads
- * that trace without a pause could block a writer for ever. With a C library other than the GNU C library, the mutex
- * is like a std::shared_mutex.
+ * that trace without a pause could block a writer forever. With a C library other than the GNU C library, the mutex is
+ * like a std::shared_mutex.
  */
 class WriterPreferringMutex {
 public:

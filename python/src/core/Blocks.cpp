@@ -69,7 +69,7 @@ void addBlockType(PyObject* module) {
 }
 
 PyObject* newBlock(std::uint64_t items, unsigned int width, bool isBigEndian) {
-    const Py_ssize_t itemSize = static_cast<Py_ssize_t>(width / 8);
+    const auto itemSize = static_cast<Py_ssize_t>(width / 8);
     if (items > static_cast<std::uint64_t>(PY_SSIZE_T_MAX / itemSize)) {
         PyErr_NoMemory();
         throw PythonError();

@@ -63,6 +63,7 @@ def test_an_index_counts_registers(device: rynvel.Device) -> None:
     device.write(3 * step, 0x33, mask=0xF)
     device.write(None, 0xFF, mask=0xC0, index=3)
     assert device.read(index=3) == 0xD3
+    assert (device.read(2 * step), device.read(4 * step)) == (0, 0)
 
 
 def test_a_mask_of_zero_changes_nothing(device: rynvel.Device) -> None:
@@ -377,6 +378,13 @@ def test_a_real_server_has_the_same_registers() -> None:
             assert device.read(index=299) == values[299]
             device.write(4, 0, mask=0xFF000000)
             assert device.read(4) == 0x00FF0001
+            network = b"".join(value.to_bytes(4, "big") for value in values)
+            device.write_from(0, network, byteorder="network")
+            assert device.read(4) == values[1]
+            assert bytes(device.read_block(0, 300, byteorder="network")) == network
+            # Only the server has the size of the device.
+            with pytest.raises(rynvel.RefusedError):
+                device.read(4096)
 
 
 @settings(max_examples=300, deadline=None, suppress_health_check=[HealthCheck.function_scoped_fixture])

@@ -140,7 +140,7 @@ def test_good_timeouts_are_accepted(files: Path, timeout: float | None) -> None:
 
 
 @pytest.mark.parametrize(
-    "address", ["", ":", "::", "::1", "host:", "host:0", "host:65536", "host:x", "a b", "h\0", "\ud800", "1:2:3", "h\n"]
+    "address", ["", ":", "::", "::1", ":1", "a:b", "host:", "host:0", "host:65536", "host:x", "a b", "h\0", "\ud800", "1:2:3", "h\n"]
 )
 def test_bad_server_addresses_are_value_errors(address: str) -> None:
     with pytest.raises(ValueError) as error:
@@ -149,7 +149,8 @@ def test_bad_server_addresses_are_value_errors(address: str) -> None:
 
 
 def test_bad_types_are_value_errors(files: Path) -> None:
-    for kind in ("uio32", "", "Remote32", "Uio32\0", "\ud800"):
+    assert "type=" in message_of(rynvel.UnknownDeviceError, "x", "127.0.0.1::1")
+    for kind in ("uio32", "Uio64", "", "Remote32", "Uio32\0", "\ud800"):
         with pytest.raises(ValueError, match="type"):
             rynvel.open("x", "127.0.0.1::1", type=kind)
     with pytest.raises(ValueError, match="this machine"):
@@ -188,7 +189,9 @@ def test_a_tyvon_or_spi_device_without_its_file_is_missing(files: Path, name: st
     ],
     ids=["read", "write", "masked write", "read_block", "write_from"],
 )
-def test_an_spi_device_whose_driver_refuses_a_transfer_is_an_error(files: Path, access: Callable[[rynvel.Device], object]) -> None:
+def test_an_spi_device_whose_driver_refuses_a_transfer_is_an_error(
+    files: Path, access: Callable[[rynvel.Device], object]
+) -> None:
     with rynvel.open("spi") as device, pytest.raises(rynvel.DeviceError, match="^spi: ") as caught:
         access(device)
     assert caught.value.errno == errno.ENOTTY

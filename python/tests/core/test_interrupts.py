@@ -1,13 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""Interrupts of a UIO device, in threads and in event loops."""
+"""Interrupts of a UIO device: what its driver sees."""
 
 from __future__ import annotations
 
 import asyncio
-import os
 import select
-import signal
-import threading
 import time
 from typing import Any
 
@@ -48,17 +45,6 @@ def test_a_time_out_gives_none(driver: Driver) -> None:
         assert interrupts.wait(timeout=0) is None
 
 
-@pytest.mark.parametrize(
-    "timeout",
-    [-1, float("nan"), float("inf"), 10**400, "1"],
-    ids=["negative", "nan", "infinite", "large", "text"],
-)
-def test_refuses_what_is_no_time_out(driver: Driver, timeout: Any) -> None:
-    with rynvel.open("uio") as device, device.interrupts() as interrupts:
-        with pytest.raises((ValueError, TypeError)):
-            interrupts.wait(timeout)
-
-
 def test_disables_after_an_exception_and_when_the_device_is_closed_inside(driver: Driver) -> None:
     device = rynvel.open("uio")
     with pytest.raises(RuntimeError, match="inside"), device.interrupts():
@@ -70,67 +56,6 @@ def test_disables_after_an_exception_and_when_the_device_is_closed_inside(driver
         with pytest.raises(rynvel.ClosedError):
             interrupts.wait(0)
     assert driver.controls() == []
-
-
-def test_closing_ends_the_wait_of_another_thread(driver: Driver) -> None:
-    outcomes: list[str] = []
-    device = rynvel.open("uio")
-    with device.interrupts() as interrupts:
-        def work() -> None:
-            try:
-                interrupts.wait()
-            except rynvel.ClosedError:
-                outcomes.append("closed")
-
-        thread = threading.Thread(target=work)
-        thread.start()
-        device.close()
-        thread.join(10)
-    assert outcomes == ["closed"]
-
-
-def test_only_one_user_and_one_waiting_thread(driver: Driver) -> None:
-    with rynvel.open("uio") as device, device.interrupts() as interrupts:
-        with pytest.raises(rynvel.InUseError):
-            device.interrupts().__enter__()
-        words: list[int] = []
-
-        def wait() -> None:
-            while not words:
-                try:
-                    event = interrupts.wait(30)
-                    words.append(-1 if event is None else event.word)
-                except rynvel.InUseError:
-                    pass
-
-        waiting = threading.Thread(target=wait)
-        waiting.start()
-        with pytest.raises(rynvel.InUseError):
-            for _ in range(1_000_000):
-                interrupts.wait(0)
-                os.sched_yield()
-        driver.raise_interrupt(1)
-        waiting.join(10)
-        assert words == [1]
-
-
-def test_a_device_without_interrupts_says_so() -> None:
-    with rynvel.open("file8") as device, pytest.raises(rynvel.UnsupportedError):
-        device.interrupts().__enter__()
-
-
-def test_ctrl_c_ends_a_wait(driver: Driver) -> None:
-    with rynvel.open("uio") as device, device.interrupts() as interrupts:
-        main = threading.main_thread().ident
-        assert main is not None
-        timer = threading.Timer(0.2, signal.pthread_kill, (main, signal.SIGINT))
-        timer.start()
-        with pytest.raises(KeyboardInterrupt):
-            interrupts.wait(30)
-        timer.join()
-        driver.raise_interrupt(3)
-        event = interrupts.wait(10)
-        assert event is not None and event.word == 3
 
 
 def test_the_descriptor_is_readable_when_an_interrupt_arrives(driver: Driver) -> None:
@@ -178,22 +103,3 @@ def test_a_canceled_task_leaves_no_reader_and_disables(driver: Driver) -> None:
                 break
 
     asyncio.run(cancel())
-
-
-def test_two_tasks_on_one_device_and_closing_while_a_task_waits(driver: Driver) -> None:
-    async def both() -> None:
-        device = rynvel.open("uio")
-        events = device.events()
-        first = asyncio.create_task(events.__anext__())
-        await asyncio.sleep(0)
-        with pytest.raises(rynvel.InUseError):
-            await device.events().__anext__()
-        with pytest.raises(rynvel.InUseError):
-            await events.__anext__()
-        device.close()
-        with pytest.raises(rynvel.ClosedError):
-            await first
-        with pytest.raises(rynvel.ClosedError):
-            device.events()
-
-    asyncio.run(both())

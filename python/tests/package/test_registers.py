@@ -104,6 +104,15 @@ def test_a_text_is_never_a_number(shared: rynvel.Device) -> None:
         assert "is not a value of the field (give a number, 'slow', 'fast', '10' or 'wide')" in message
 
 
+def test_a_value_is_not_compared_with_a_text() -> None:
+    value = rynvel.FieldValue(2, "fast")
+    for compare in each(lambda: value == "fast", lambda: value != "fast", lambda: "slow" == value, lambda: value in ["fast"]):
+        with pytest.raises(TypeError, match="compare its name with '(fast|slow)'"):
+            compare()
+    assert value == 2 == value and value == 2.0 and value != 3 and value != 2.5 and value is not None
+    assert {2: "a"}[value] == "a" and hash(value) == hash(2)
+
+
 def test_a_name_whose_number_does_not_fit_is_refused(shared: rynvel.Device) -> None:
     refusal(rynvel.ValueTooWideError, setattr, shared.regs.CTRL, "MODE", "wide")
 
