@@ -210,6 +210,11 @@ const SimulatedBoard& SimulatedBoard::getAudited(const char* program) {
     return board;
 }
 
+const SimulatedBoard& SimulatedBoard::getMeasured(const char* program) {
+    static const SimulatedBoard board(program, {"--metrics", "0"});
+    return board;
+}
+
 SimulatedBoard::SimulatedBoard(const char* program, const std::vector<std::string>& options)
     : m_listener(makeListener()),
       m_port(portOf(m_listener)),

@@ -98,6 +98,8 @@ public:
     static const SimulatedBoard& get(const char* program);
     /** Like get(), for another process, which writes an audit to a file in the working folder. */
     static const SimulatedBoard& getAudited(const char* program);
+    /** Like get(), for another process, which has metrics. */
+    static const SimulatedBoard& getMeasured(const char* program);
 
     SimulatedBoard(const SimulatedBoard&) = delete;
     SimulatedBoard& operator=(const SimulatedBoard&) = delete;

@@ -149,6 +149,12 @@ void exchangeRynveldBare(State& state) {
     exchange(state, connection, readRequest());
 }
 
+void exchangeRynveldMeasured(State& state) {
+    static const int connection =
+        openOnSimulatedBoard("traf.top", RynvelBenchmark::SimulatedBoard::getMeasured(RYNVELD));
+    exchange(state, connection, readRequest());
+}
+
 RequestBytes writeRequest() {
     Rynvel::Request request(Rynvel::RequestData::Type::Write32, "traf.top");
     request.addValue(1);
@@ -256,6 +262,7 @@ BENCHMARK(exchangeRaw)->Name("exchange/raw")->UseRealTime();
 BENCHMARK(exchangeRynveldBare)->Name("exchange_rynveld/bare")->UseRealTime();
 BENCHMARK(writeRynveldBare)->Name("write_rynveld/bare")->UseRealTime();
 BENCHMARK(writeRynveldAudited)->Name("write_rynveld/audited")->UseRealTime();
+BENCHMARK(exchangeRynveldMeasured)->Name("exchange_rynveld/metrics")->UseRealTime();
 BENCHMARK(exchangeRynveldLibrary)->Name("exchange_rynveld/library")->UseRealTime();
 BENCHMARK(fileOfReadsRynvelctl)->Name("file_of_reads/rynvelctl")->UseRealTime();
 BENCHMARK(fileOfReadsBare)->Name("file_of_reads/bare")->UseRealTime();

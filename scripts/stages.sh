@@ -6,7 +6,7 @@
 # cannot do all of its work.
 
 quick_stages=(format scripts site lint dev asan tsan armhf abi python counts board installed dissector)
-long_stages=(abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels packages)
+long_stages=(abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages)
 
 describe_stage() {
     case $1 in
@@ -32,6 +32,7 @@ describe_stage() {
         variants) echo 'programs that use installations of the debug build, the builds with sanitizers, and other builds' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
+        fleet) echo 'Prometheus with 50 simulated nodes: metrics, registers, a node that ends, an alert' ;;
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
@@ -68,6 +69,7 @@ packages_of() {
             ;;
         dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
         tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
+        fleet) echo "${tests[@]}" curl prometheus:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -84,7 +86,7 @@ folder_of() {
         builders) echo build/builders/musl ;;
         installed) echo build/python ;;
         variants) echo build/armhf-release ;;
-        dissector | tunnels) echo build/dev ;;
+        dissector | tunnels | fleet) echo build/dev ;;
         pythonlong | wheel) echo build/python ;;
         soak) echo build/hardened ;;
         packages) echo "$rynvel_cache/chroots" ;;
@@ -126,6 +128,7 @@ usual_seconds() {
         variants) echo 80 30 ;;
         dissector) echo 70 14 ;;
         tunnels) echo 60 5 ;;
+        fleet) echo 80 20 ;;
         fuzz) echo 80 22 ;;
         hardened) echo 250 45 ;;
         soak) echo 340 330 ;;
@@ -387,6 +390,8 @@ build_programs() { cmake --preset dev && cmake --build --preset dev --target ryn
 stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
 
 stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
+
+stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include <time.h>
 
@@ -19,7 +20,7 @@ class AuditLine {
 public:
     AuditLine() = default;
     /** Begins with the members of another line. */
-    explicit AuditLine(const std::string& members) : m_members(members) {}
+    explicit AuditLine(std::string members) : m_members(std::move(members)) {}
 
     /**
      * Adds a string. The text may contain any bytes: the line has only printable ASCII characters, and shows every

@@ -27,8 +27,9 @@ constexpr std::size_t maxQueuedWords = 1000;
 
 } // namespace
 
-InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt, std::chrono::milliseconds holdOff)
-    : m_device(device), m_waitEnablesInterrupt(waitEnablesInterrupt), m_holdOff(holdOff) {}
+InterruptWaiter::InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt, DeviceCounts& counts,
+                                 std::chrono::milliseconds holdOff)
+    : m_device(device), m_waitEnablesInterrupt(waitEnablesInterrupt), m_counts(counts), m_holdOff(holdOff) {}
 
 InterruptWaiter::~InterruptWaiter() {
     const std::lock_guard<std::mutex> control(m_controlMutex);
@@ -144,6 +145,7 @@ bool InterruptWaiter::waitBrieflyForEnd() {
 void InterruptWaiter::run() {
     unsigned long word = 0;
     while (!m_stopping && prepareToWait() && waitForReadiness() && receive(word)) {
+        count(m_counts.interruptsReceived);
         send(word);
         holdOff();
     }
@@ -251,15 +253,22 @@ bool InterruptWaiter::deliver(Receiver& receiver, unsigned long word) {
         const bool hasRoom = receiver.queued.size() < maxQueuedWords;
         if (hasRoom) {
             receiver.queued.push_back(word);
+        } else {
+            count(m_counts.interruptsLost);
         }
         return hasRoom;
     }
     const auto message = Common::interruptRecord(static_cast<std::uint32_t>(word));
     const ssize_t sent = ::send(receiver.socket, message.toBuffer(), message.getSize(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    const bool isLost = sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
     if (sent > 0 && static_cast<unsigned int>(sent) < message.getSize()) {
         ::shutdown(receiver.socket, SHUT_RDWR);
+    } else if (sent > 0) {
+        count(m_counts.interruptsSent);
+    } else if (isLost) {
+        count(m_counts.interruptsLost);
     }
-    return sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+    return !isLost;
 }
 
 void InterruptWaiter::traceLoss(const Peer& peer) {

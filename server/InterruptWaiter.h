@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "Descriptor.h"
+#include "DeviceCounts.h"
 #include "TraceLimit.h"
 
 namespace Rynveld {
@@ -38,8 +39,11 @@ class InterruptWaiter {
 public:
     static constexpr std::chrono::milliseconds defaultHoldOff{10};
 
-    /** @param waitEnablesInterrupt whether waitForInterrupt() of the device enables its interrupt. */
-    InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt,
+    /**
+     * @param waitEnablesInterrupt whether waitForInterrupt() of the device enables its interrupt.
+     * @param counts counts the interrupts. It must outlive this object.
+     */
+    InterruptWaiter(Rynvel::IDevice& device, bool waitEnablesInterrupt, DeviceCounts& counts,
                     std::chrono::milliseconds holdOff = defaultHoldOff);
     InterruptWaiter(const InterruptWaiter&) = delete;
     InterruptWaiter& operator=(const InterruptWaiter&) = delete;
@@ -74,7 +78,7 @@ private:
     };
 
     /** Sends or queues an interrupt word. Returns false if the word is lost. */
-    static bool deliver(Receiver& receiver, unsigned long word);
+    bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
     void traceFailure();
 
@@ -92,6 +96,7 @@ private:
 
     Rynvel::IDevice& m_device;
     const bool m_waitEnablesInterrupt;
+    DeviceCounts& m_counts;
     const std::chrono::milliseconds m_holdOff;
 
     /** Locked while a function starts or stops the thread. */

@@ -16,6 +16,7 @@
 #include "DeviceTypeInfo.h"
 #include "Duration.h"
 #include "MapCatalog.h"
+#include "MapSearch.h"
 #include "Number.h"
 #include "OptionsFile.h"
 #include "ServedDevices.h"
@@ -34,6 +35,9 @@ constexpr const char* footer =
     "  disconnect  close the connection instead of doing the operation and answering\n"
     "Exit status: 0 after SIGTERM or SIGINT, 1 if the server cannot run, 2 if the command line is wrong.";
 
+/** The value of --metrics for a server without metrics. */
+constexpr const char* noMetrics = "off";
+
 /** The option values before their conversion. */
 struct RawOptions {
     std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
@@ -47,6 +51,8 @@ struct RawOptions {
     std::vector<std::string> maps;
     std::vector<std::string> interruptPeriods;
     std::vector<std::string> faults;
+    std::string metrics = noMetrics;
+    std::vector<std::string> exported;
     std::string audit;
     std::string auditOnError = "refuse-writes";
 };
@@ -67,6 +73,31 @@ std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, cons
     return *number;
 }
 
+/** @throws std::invalid_argument with `message` for a text that is not a port. */
+std::uint16_t parsePort(const std::string& option, const std::string& port, const std::string& message) {
+    const auto number = parseUnsigned(port, UINT16_MAX, message);
+    const std::string_view remedy = Common::withoutLeadingZeros(port);
+    if (!remedy.empty()) {
+        fail(option + ": port '" + port + "' has a leading zero (use " + std::string(remedy) + ')');
+    }
+    return static_cast<std::uint16_t>(number);
+}
+
+/** Returns the address of a --metrics option. Without an address, only this machine can reach the metrics. */
+asio::ip::tcp::endpoint parseMetricsEndpoint(const std::string& text) {
+    const std::string message =
+        "--metrics: '" + text + "' is not a listening address (use PORT or ADDRESS:PORT, with an IPv4 address)";
+    const auto colon = text.find(':');
+    const bool isGiven = colon != std::string::npos && colon != 0;
+    asio::error_code error;
+    const auto address =
+        isGiven ? asio::ip::make_address_v4(text.substr(0, colon), error) : asio::ip::address_v4::loopback();
+    if (error) {
+        fail(message);
+    }
+    return {address, parsePort("--metrics", text.substr(colon == std::string::npos ? 0 : colon + 1), message)};
+}
+
 asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
     const std::string message =
         "--listen: '" + text +
@@ -80,13 +111,7 @@ asio::ip::tcp::endpoint parseEndpoint(const std::string& text) {
     if (colon == std::string::npos) {
         return {address, Common::defaultPort};
     }
-    const std::string port = text.substr(colon + 1);
-    const auto number = parseUnsigned(port, UINT16_MAX, message);
-    const std::string_view remedy = Common::withoutLeadingZeros(port);
-    if (!remedy.empty()) {
-        fail("--listen: port '" + port + "' has a leading zero (use " + std::string(remedy) + ')');
-    }
-    return {address, static_cast<std::uint16_t>(number)};
+    return {address, parsePort("--listen", text.substr(colon + 1), message)};
 }
 
 constexpr unsigned int octal = 8;
@@ -166,12 +191,6 @@ std::chrono::milliseconds parseTime(const std::string& option, const std::string
     return *duration;
 }
 
-bool isServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
-    const auto* const type = Common::findDeviceTypeInfo(row.m_type);
-    const bool isSelected = policy.devices.empty() || policy.devices.count(row.m_name) != 0;
-    return isSelected && type != nullptr && type->access != Common::Access::Remote;
-}
-
 std::vector<std::string> servedNames(const Policy& policy) {
     std::vector<std::string> names;
     for (const auto& row : Common::devices()) {
@@ -212,6 +231,23 @@ void addInterruptPeriod(Options& options, const std::string& text) {
         fail(option + ": the time must be greater than 0");
     }
     options.interruptPeriods[name] = period;
+}
+
+void convertMetrics(const RawOptions& raw, Options& options) {
+    if (raw.metrics != noMetrics) {
+        options.metrics = parseMetricsEndpoint(raw.metrics);
+    }
+    if (raw.exported.empty()) {
+        return;
+    }
+    if (!options.metrics) {
+        fail("--export: the option requires --metrics");
+    }
+    try {
+        options.exported = findExportedRegisters(raw.exported, Maps::MapSearch(raw.maps).catalog(), options.policy);
+    } catch (const Maps::UnusableMap& problem) {
+        fail(problem.what());
+    }
 }
 
 Fault parseFaultOption(const std::string& text) {
@@ -265,7 +301,9 @@ std::map<std::string, std::vector<std::string>> fixedOptions(const RawOptions& r
             {"--fault", raw.faults},
             {"--audit", {raw.audit}},
             {"--audit-old", flag(options.audit.withOldValues)},
-            {"--audit-on-error", {raw.auditOnError}}};
+            {"--audit-on-error", {raw.auditOnError}},
+            {"--metrics", {raw.metrics}},
+            {"--export", raw.exported}};
 }
 
 void convert(const RawOptions& raw, Options& options) {
@@ -299,12 +337,14 @@ void convert(const RawOptions& raw, Options& options) {
     for (const auto& fault : raw.faults) {
         options.policy.faults.push_back(parseFaultOption(fault));
     }
-    if (!raw.maps.empty() && !options.policy.simulate && !options.audit.withOldValues) {
-        fail("--map: the option requires --simulate or --audit-old");
+    const bool usesMaps = options.policy.simulate || options.audit.withOldValues;
+    if (!raw.maps.empty() && !usesMaps && raw.exported.empty()) {
+        fail("--map: the option requires --simulate, --audit-old or --export");
     }
-    for (const auto& path : raw.maps) {
+    for (const auto& path : usesMaps ? raw.maps : std::vector<std::string>()) {
         addMap(options.policy, path);
     }
+    convertMetrics(raw, options);
     if (!options.interruptPeriods.empty() && !options.policy.simulate) {
         fail("--interrupt-every: the option requires --simulate");
     }
@@ -349,7 +389,8 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .addOption(
             "--map", "FILE", raw.maps,
             "with --simulate: make the registers behave as the register maps in this file or folder describe; with "
-            "--audit-old: do not read the registers whose reading has a side effect; may be repeated")
+            "--audit-old: do not read the registers whose reading has a side effect; with --export: search for the "
+            "names in these maps; may be repeated")
         .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
@@ -358,6 +399,16 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
     program
         .addOption("--fault", "FAULT[:COUNT]", raw.faults,
                    "with --simulate: simulate a fault at every request, or at every COUNTth request; may be repeated")
+        .takeOneValue();
+    program
+        .addOption("--metrics", "ADDRESS:PORT", raw.metrics,
+                   "show metrics for Prometheus at this IPv4 address and port, http://ADDRESS:PORT/metrics; PORT alone "
+                   "is a port of the loopback")
+        .showDefault();
+    program
+        .addOption("--export", "NAME", raw.exported,
+                   "with --metrics: add the value of this register or field, DEVICE.REGISTER or "
+                   "DEVICE.REGISTER.FIELD; may be repeated")
         .takeOneValue();
 }
 

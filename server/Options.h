@@ -18,6 +18,7 @@
 #include <sys/types.h>
 
 #include "Audit.h"
+#include "ExportedRegisters.h"
 #include "Policy.h"
 
 namespace Rynveld {
@@ -45,6 +46,10 @@ struct Options {
     /** The interrupt periods of simulated devices, by device name. */
     std::map<std::string, std::chrono::milliseconds> interruptPeriods;
     Policy policy;
+    /** The address at which the server shows its metrics; none for no metrics. */
+    std::optional<asio::ip::tcp::endpoint> metrics;
+    /** The registers that the metrics contain. */
+    std::vector<ExportedRegister> exported;
     AuditOptions audit;
     /** The file with further options; empty if there is none. */
     std::string file;

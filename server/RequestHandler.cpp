@@ -77,6 +77,7 @@ RequestHandler::RequestHandler(ServedDevices& devices, const PolicyInForce& poli
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = findProtocolError(request);
     if (reason != nullptr) {
+        m_refusal = reason;
         m_audit.recordProtocolError(reason);
         RYNVELD_TRACE_LIMITED(m_peer, outcome, reason, "Client ", m_peer.name, " was disconnected: ", reason, ".");
         return false;
@@ -128,6 +129,7 @@ Response RequestHandler::recordAndRefuse(const Request& request, const char* rea
 }
 
 Response RequestHandler::refuse(const Request& request, const char* reason) {
+    m_refusal = reason;
     RYNVELD_TRACE_LIMITED(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()),
                           " from ", m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason,
                           ".");
@@ -224,6 +226,13 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
     return nullptr;
 }
 
+RequestHandler::Refusal RequestHandler::outcomeOf(AccessResult result) const {
+    if (result == AccessResult::BusError) {
+        count(m_device->counts().busErrors);
+    }
+    return refusalOf(result);
+}
+
 RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned int width, Response& response) {
     auto& registers = m_device->registers();
     const std::uint32_t items = request.getLength();
@@ -240,7 +249,7 @@ RequestHandler::Refusal RequestHandler::read(const Request& request, unsigned in
     for (std::uint32_t i = 0; i < items; ++i) {
         response.addValue(values[i]);
     }
-    return refusalOf(result);
+    return outcomeOf(result);
 }
 
 RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned int width) {
@@ -255,19 +264,19 @@ RequestHandler::Refusal RequestHandler::write(const Request& request, unsigned i
     }
     m_audit.beforeWrite(*m_device, m_name, request, *m_policy);
     if (bitmask != 0) {
-        return refusalOf(registers.write(request.getAddress(), request.getValue(), bitmask));
+        return outcomeOf(registers.write(request.getAddress(), request.getValue(), bitmask));
     }
     if (items == 0) {
         return nullptr;
     }
     if (items == 1) {
-        return refusalOf(registers.write(request.getAddress(), request.getValue()));
+        return outcomeOf(registers.write(request.getAddress(), request.getValue()));
     }
     std::array<std::uint32_t, Rynvel::recordCapacity> values{};
     for (std::uint32_t i = 0; i < items; ++i) {
         values[i] = request.getValue(i);
     }
-    return refusalOf(registers.write(request.getAddress(), values.data(), items, request.getByteOrder()));
+    return outcomeOf(registers.write(request.getAddress(), values.data(), items, request.getByteOrder()));
 }
 
 RequestHandler::Refusal RequestHandler::ioctl(const Request& request, Response& response) {

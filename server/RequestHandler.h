@@ -43,6 +43,10 @@ public:
     /** Records and traces the reason, and returns a response with Error. */
     Rynvel::Response recordAndRefuse(const Rynvel::Request& request, const char* reason);
 
+    /** Returns the reason, a literal, for which accepts(), handle() or refuse() last refused something; null at first.
+     */
+    const char* refusal() const { return m_refusal; }
+
     /** Releases the device that this connection has opened, if any. */
     void close() { m_device.reset(); }
 
@@ -56,6 +60,7 @@ private:
     using Refusal = const char*;
 
     const char* findProtocolError(const Rynvel::Request& request) const;
+    Refusal outcomeOf(Common::AccessResult result) const;
     Rynvel::Response refuse(const Rynvel::Request& request, const char* reason);
     Refusal serveAudited(const Rynvel::Request& request, Rynvel::Response& response);
     Refusal serve(const Rynvel::Request& request, Rynvel::Response& response);
@@ -79,6 +84,7 @@ private:
     RequestAudit m_audit;
     /** Whether the client has sent Open, which must be its first request. */
     bool m_hasSentOpen = false;
+    const char* m_refusal = nullptr;
     std::string m_name;
     std::shared_ptr<ServedDevice> m_device;
 };

@@ -13,7 +13,9 @@
 #include <optional>
 #include <string>
 
+#include "DeviceCounts.h"
 #include "InterruptWaiter.h"
+#include "MetricText.h"
 #include "PolicyInForce.h"
 #include "RegisterDevice.h"
 #include "SimulatedDevice.h"
@@ -23,15 +25,19 @@ namespace Rynveld {
 /** A device that a client has opened. Threads: any number may use the object at once. */
 class ServedDevice {
 public:
-    /** @param simulated the interrupt of a simulated device; null if the device is not simulated. */
+    /**
+     * @param simulated the interrupt of a simulated device; null if the device is not simulated.
+     * @param counts must outlive this object.
+     */
     ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const Common::DeviceTypeInfo& type,
-                 SimulatedInterrupt* simulated);
+                 SimulatedInterrupt* simulated, DeviceCounts& counts);
 
     Common::RegisterDevice& registers() { return *m_registers; }
     Rynvel::IDevice& device() { return m_registers->device(); }
     bool hasInterrupts() const { return m_type.hasInterrupts; }
     InterruptWaiter& waiter() { return m_waiter; }
     SimulatedInterrupt* simulatedInterrupt() { return m_simulated; }
+    DeviceCounts& counts() { return m_counts; }
     const Common::DeviceTypeInfo& type() const { return m_type; }
 
     /**
@@ -48,11 +54,15 @@ private:
     const std::unique_ptr<Common::RegisterDevice> m_registers;
     const Common::DeviceTypeInfo& m_type;
     SimulatedInterrupt* const m_simulated;
+    DeviceCounts& m_counts;
     InterruptWaiter m_waiter;
 };
 
 /** Returns the type of a device that the server can serve; null for a remote device, which its own server serves. */
 const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row);
+
+/** Returns whether clients can open the device of a table row under the policy. */
+bool isServed(const Policy& policy, const Rynvel::MemoryDevice& row);
 
 /** Returns the number of devices that clients can open under the policy. */
 std::size_t countServedDevices(const Policy& policy);
@@ -71,9 +81,14 @@ public:
      */
     std::shared_ptr<ServedDevice> open(const std::string& name, std::string& reason);
 
+    /** Adds the counters of all served devices. */
+    void writeMetricsTo(MetricText& text);
+
 private:
     /** The state of a served device, whether the device is open or not. */
     struct Slot {
+        /** The counters continue when the device is closed. */
+        DeviceCounts counts;
         /** Locked while the device is being opened, which may take a long time. */
         std::mutex mutex;
         /** Notified when the device file is closed, which happens after the last client has released the device. */
@@ -88,7 +103,8 @@ private:
 
     Slot& slotOf(const std::string& name);
     std::shared_ptr<ServedDevice> openSlot(Slot& slot, const Rynvel::MemoryDevice& row, std::string& reason);
-    std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, std::string& reason);
+    std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, DeviceCounts& counts, std::string& reason);
+    void writeMetric(MetricText& text, AtomicCount DeviceCounts::*counter, bool needsInterrupts);
 
     const PolicyInForce& m_policy;
     std::mutex m_mutex;

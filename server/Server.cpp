@@ -20,6 +20,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include "AllowedNetworks.h"
 #include "FaultGuard.h"
 #include "ServerTrace.h"
 #include "ServiceManager.h"
@@ -75,20 +76,6 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     }
     const ucred process = processAt(socket);
     return "process " + std::to_string(process.pid) + " of user " + std::to_string(process.uid);
-}
-
-/**
- * Returns the IPv4 address, also if an IPv6 address contains it; empty for an IPv6 address that contains none. A socket
- * that the service manager has passed may accept IPv4 and IPv6 addresses.
- */
-std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address) {
-    if (address.is_v4()) {
-        return address.to_v4();
-    }
-    if (!address.to_v6().is_v4_mapped()) {
-        return std::nullopt;
-    }
-    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
 }
 
 /** Returns the host to which a connection belongs. All addresses that one host can choose freely count as one host. */
@@ -151,7 +138,8 @@ Server::Server(Options options)
       m_devices(m_policy),
       m_signals(m_io, handledSignals()),
       m_suppressedTimer(m_io),
-      m_watchdogTimer(m_io) {
+      m_watchdogTimer(m_io),
+      m_exportedRegisters(m_options.exported, m_devices) {
     std::signal(SIGPIPE, SIG_IGN);
     // If the audit reaches the largest size of a file, writing it must fail.
     std::signal(SIGXFSZ, SIG_IGN);
@@ -163,6 +151,7 @@ Server::Server(Options options)
         m_auditHasFailed = true;
         asio::post(m_io, [this] { stop(); });
     });
+    startMetrics();
 }
 
 Server::~Server() {
@@ -217,12 +206,37 @@ std::string Server::address() const {
     return text;
 }
 
+std::string Server::metricsAddress() const { return m_metricsServer ? m_metricsServer->address() : ""; }
+
+void Server::startMetrics() {
+    if (m_options.metrics) {
+        m_metrics.emplace();
+        m_metricsServer.emplace(*m_options.metrics, m_options.allowed, [this] { return metricsText(); });
+    }
+}
+
+std::string Server::metricsText() {
+    MetricText text;
+    text.addMetric("rynveld_build_info", MetricText::Type::Gauge, "The version of the server.");
+    text.add({{"version", RYNVEL_VERSION}}, 1);
+    m_metrics->writeTo(text);
+    m_devices.writeMetricsTo(text);
+    text.addMetric("rynveld_suppressed_log_lines_total", MetricText::Type::Counter,
+                   "Lines about clients that the server did not trace, because there were too many similar ones.");
+    text.add(m_traceLimit.suppressedCount());
+    m_exportedRegisters.writeTo(text);
+    return text.text();
+}
+
 void Server::run() {
     waitForSignal();
     startInterruptTimers();
     scheduleSuppressedReport();
     for (auto& listener : m_listeners) {
         accept(listener);
+    }
+    if (m_metricsServer) {
+        m_metricsServer->start();
     }
     scheduleWatchdog();
     notifyServiceManager("READY=1");
@@ -268,6 +282,9 @@ void Server::reloadOptions() {
     try {
         m_options = reloadedOptions(m_options);
         m_policy.replace(m_options.policy);
+        if (m_metricsServer) {
+            m_metricsServer->allow(m_options.allowed);
+        }
         writeMessage(m_options.file + ": the new options are in force");
     } catch (const std::exception& problem) {
         writeMessage(problem.what() + std::string(" (the old options stay in force)"));
@@ -321,6 +338,9 @@ void Server::retryAccept(Listener& listener, const std::error_code& reason) {
 }
 
 void Server::turnAway(const Peer& peer, const char* cause, const std::string& reason) {
+    if (m_metrics) {
+        m_metrics->countRefusal(Metrics::Refused::Connection, cause);
+    }
     if (m_audit) {
         m_audit->record(clientOf(peer).add("operation", "connect").add("result", "error").add("reason", reason));
     }
@@ -352,21 +372,15 @@ std::size_t Server::connectionsOf(const std::string& host) const {
 
 // The permissions of the socket file determine who may use a local socket.
 bool Server::isAllowed(const Endpoint& endpoint) const {
-    const auto& allowed = m_options.allowed;
-    if (allowed.empty() || isLocal(endpoint)) {
-        return true;
-    }
-    const auto host = v4Of(tcpEndpointOf(endpoint).address());
-    return host && std::any_of(allowed.begin(), allowed.end(), [&](const auto& network) {
-               return asio::ip::network_v4(*host, network.prefix_length()).canonical() == network;
-           });
+    return isLocal(endpoint) || Rynveld::isAllowed(m_options.allowed, tcpEndpointOf(endpoint).address());
 }
 
 void Server::serve(int descriptor, const Peer& peer) {
     const auto client = m_clients.emplace(m_clients.end());
     client->host = peer.host;
     client->session = std::make_unique<Session>(descriptor, peer, m_devices, m_policy, m_options.idleTimeout,
-                                                AuditContext{m_audit.get(), m_options.audit.withOldValues});
+                                                AuditContext{m_audit.get(), m_options.audit.withOldValues},
+                                                m_metrics ? &*m_metrics : nullptr);
     try {
         client->thread = std::thread([this, client] {
             run(*client->session);

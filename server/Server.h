@@ -21,6 +21,9 @@
 #include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
 
+#include "ExportedRegisters.h"
+#include "Metrics.h"
+#include "MetricsServer.h"
 #include "Options.h"
 #include "ServedDevices.h"
 #include "Session.h"
@@ -49,6 +52,8 @@ public:
 
     /** Returns the listening addresses, separated by commas, for example "127.0.0.1:8888". */
     std::string address() const;
+    /** Returns the address of the metrics; empty if the server has none. */
+    std::string metricsAddress() const;
 
     /**
      * Serves clients until SIGTERM or SIGINT. The destructor then interrupts the device operations that are in
@@ -102,6 +107,8 @@ private:
     void serve(int descriptor, const Peer& peer);
     static void run(Session& session);
     void remove(Clients::iterator client);
+    void startMetrics();
+    std::string metricsText();
     void startInterruptTimers();
     void scheduleInterrupt(InterruptTimer& interruptTimer);
     void scheduleSuppressedReport();
@@ -127,7 +134,12 @@ private:
     std::list<InterruptTimer> m_interruptTimers;
     asio::steady_timer m_suppressedTimer;
     asio::steady_timer m_watchdogTimer;
+    /** None if the server has no metrics. The sessions count in this object, so it must outlive the sessions. */
+    std::optional<Metrics> m_metrics;
+    ExportedRegisters m_exportedRegisters;
     Clients m_clients;
+    /** The last member, so its thread ends before the other members. */
+    std::optional<MetricsServer> m_metricsServer;
 };
 
 } // namespace Rynveld

@@ -6,11 +6,12 @@
 namespace Rynveld {
 
 Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const PolicyInForce& policy,
-                 std::chrono::milliseconds idleTimeout, const AuditContext& audit)
+                 std::chrono::milliseconds idleTimeout, const AuditContext& audit, Metrics* metrics)
     : m_socket(descriptor),
       m_peer(peer),
       m_idleTimeout(idleTimeout),
       m_handler(devices, policy, peer, audit),
+      m_metrics(metrics),
       m_faults(policy.get()->faults) {
     m_socket.setIdleTimeout(m_idleTimeout);
 }
@@ -27,8 +28,17 @@ void Session::run() {
 
 void Session::serve() {
     Rynvel::Request request;
-    while (m_socket.receive(request) && !m_stopped && m_handler.accepts(request) && answer(request)) {
+    while (m_socket.receive(request) && !m_stopped && accepts(request) && answer(request)) {
     }
+}
+
+bool Session::accepts(const Rynvel::Request& request) {
+    m_metrics.countRequest(request.getSize());
+    const bool isAccepted = m_handler.accepts(request);
+    if (!isAccepted) {
+        m_metrics.countProtocolError(m_handler.refusal());
+    }
+    return isAccepted;
 }
 
 // Releases the device in the thread of the connection. The destructor runs in the thread that accepts clients, which
@@ -51,6 +61,7 @@ bool Session::answer(const Rynvel::Request& request) {
     if (waits && response.isSuccessful() && !arm()) {
         response = m_handler.recordAndRefuse(request, "the system has no threads or descriptors left");
     }
+    countAnswer(request, response);
     if (!send(response, faults)) {
         return false;
     }
@@ -59,6 +70,13 @@ bool Session::answer(const Rynvel::Request& request) {
         m_armed->waiter().startDelivery(m_socket.descriptor());
     }
     return true;
+}
+
+// Counts before the client receives the response, so the metrics contain every response that a client has received.
+void Session::countAnswer(const Rynvel::Request& request, const Rynvel::Response& response) {
+    const Metrics::State opened = m_handler.device() ? Metrics::State::Open : Metrics::State::Idle;
+    m_metrics.setState(m_armed ? Metrics::State::Armed : opened);
+    m_metrics.countAnswer(request.getType(), response, m_handler.refusal());
 }
 
 Rynvel::Response Session::handle(const Rynvel::Request& request) {

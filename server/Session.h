@@ -13,6 +13,7 @@
 #include <string>
 
 #include "ClientSocket.h"
+#include "Metrics.h"
 #include "RequestHandler.h"
 
 namespace Rynveld {
@@ -23,9 +24,12 @@ namespace Rynveld {
  */
 class Session {
 public:
-    /** @param idleTimeout the time without a request after which a connection that is not armed ends; 0 for never. */
+    /**
+     * @param idleTimeout the time without a request after which a connection that is not armed ends; 0 for never.
+     * @param metrics null to count nothing.
+     */
     Session(int descriptor, const Peer& peer, ServedDevices& devices, const PolicyInForce& policy,
-            std::chrono::milliseconds idleTimeout, const AuditContext& audit = {});
+            std::chrono::milliseconds idleTimeout, const AuditContext& audit = {}, Metrics* metrics = nullptr);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session() = default;
@@ -43,7 +47,9 @@ public:
 
 private:
     void serve();
+    bool accepts(const Rynvel::Request& request);
     bool answer(const Rynvel::Request& request);
+    void countAnswer(const Rynvel::Request& request, const Rynvel::Response& response);
     Rynvel::Response handle(const Rynvel::Request& request);
     void setDeviceName(const std::string& deviceName);
     bool send(const Rynvel::Response& response, const InjectedFaults& faults) const;
@@ -55,6 +61,7 @@ private:
     const Peer m_peer;
     const std::chrono::milliseconds m_idleTimeout;
     RequestHandler m_handler;
+    ConnectionMetrics m_metrics;
     FaultInjector m_faults;
     /** The device for which the connection is armed; null if the connection is not armed. */
     std::shared_ptr<ServedDevice> m_armed;

@@ -12,6 +12,7 @@ std::optional<std::string> TraceLimit::admit(const std::string& host, const std:
     }
     if (entry.lines == linesPerPeriod) {
         ++entry.suppressed;
+        ++m_suppressedCount;
         return std::nullopt;
     }
     ++entry.lines;
@@ -28,6 +29,11 @@ std::vector<TraceLimit::Suppressed> TraceLimit::takeSuppressed(Time now) {
         }
     }
     return suppressed;
+}
+
+std::uint64_t TraceLimit::suppressedCount() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_suppressedCount;
 }
 
 TraceLimit::Entry& TraceLimit::entryOf(const Key& key, Time now) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -51,6 +52,9 @@ public:
     /** Returns the suppressed lines that were not reported, and marks them as reported. */
     std::vector<Suppressed> takeSuppressed(Time now);
 
+    /** Returns the number of all suppressed lines so far. */
+    std::uint64_t suppressedCount();
+
 private:
     struct Entry {
         Time end;
@@ -66,6 +70,7 @@ private:
 
     std::mutex m_mutex;
     std::map<Key, Entry> m_entries;
+    std::uint64_t m_suppressedCount = 0;
 };
 
 /** The names of a client in traces, and the limit for the traces. */

@@ -2,6 +2,7 @@
 #include <exception>
 #include <iostream>
 #include <stdexcept>
+#include <string>
 
 #include "Count.h"
 #include "ServedDevices.h"
@@ -17,13 +18,18 @@ int report(const std::exception& problem, ExitStatus status) {
     return status;
 }
 
+/** Returns the end of the line that reports where the server listens. */
+std::string metricsText(const std::string& address) {
+    return address.empty() ? "" : ", metrics at http://" + address + "/metrics";
+}
+
 int serve(const Rynveld::Options& options) {
     Rynveld::makeStandardErrorNonBlocking();
     Rynveld::Server server(options);
     std::cerr << "rynveld: listening on " << server.address() << ", serving "
               << Common::counted(Rynveld::countServedDevices(options.policy),
                                  options.policy.simulate ? "simulated device" : "device")
-              << std::endl;
+              << metricsText(server.metricsAddress()) << std::endl;
     server.run();
     return stopped;
 }

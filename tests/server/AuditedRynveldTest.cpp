@@ -8,6 +8,8 @@
 
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -47,6 +49,12 @@ protected:
         return count;
     }
 
+    /** Limits the size of the files of the server. */
+    static void limitFiles(const RynveldProcess& server, rlim_t size) {
+        const rlimit limit{size, RLIM_INFINITY};
+        EXPECT_EQ(::prlimit(server.pid(), RLIMIT_FSIZE, &limit, nullptr), 0);
+    }
+
 private:
     const TemporaryWorkingFolder m_folder;
 };
@@ -75,8 +83,7 @@ TEST_F(AuditedRynveld, RefusesWritesWhenItsDiskIsFullAndContinuesWhenThereIsRoom
     EXPECT_FALSE(client.succeeds(writeOf(name, 0, {100})));
     EXPECT_EQ(client.values(readOf(name, 0)), Values{seen + 1});
     EXPECT_EQ(doneWrites(auditIn("a")), seen);
-    const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-    EXPECT_EQ(::prlimit(server.pid(), RLIMIT_FSIZE, &unlimited, nullptr), 0);
+    limitFiles(server, RLIM_INFINITY);
     EXPECT_TRUE(client.succeeds(writeOf(name, 0, {200})));
     const auto lines = auditIn("a");
     expectNumbersWithoutGaps(lines);
@@ -85,6 +92,25 @@ TEST_F(AuditedRynveld, RefusesWritesWhenItsDiskIsFullAndContinuesWhenThereIsRoom
     EXPECT_EQ(text.find("rynveld: a: cannot write the audit: File too large (the server refuses writes)\n"), 0U)
         << text;
     EXPECT_NE(text.find("rynveld: a: the audit can be written again\n"), std::string::npos) << text;
+}
+
+TEST_F(AuditedRynveld, ContinuesWhenItsDiskIsFullIfItMay) {
+    Launch launch;
+    launch.preparation = "ulimit -S -f 1; ";
+    RynveldProcess server(audited({"--audit-on-error", "continue"}), launch);
+    const RecordClient client(server.port(), name);
+    for (std::uint32_t i = 0; i < 50; ++i) {
+        EXPECT_TRUE(client.succeeds(writeOf(name, 0, {i})));
+    }
+    EXPECT_LT(doneWrites(auditIn("a")), 50U);
+    limitFiles(server, RLIM_INFINITY);
+    EXPECT_TRUE(client.succeeds(writeOf(name, 0, {50})));
+    const auto lines = auditIn("a");
+    expectNumbersWithoutGaps(lines);
+    EXPECT_EQ(doneWrites(lines), 51U);
+    const std::string text = server.endWithText();
+    EXPECT_EQ(text, "rynveld: a: cannot write the audit: File too large (the server continues without it)\n"
+                    "rynveld: a: the audit can be written again\n");
 }
 
 TEST_F(AuditedRynveld, StopsOnAFullDeviceIfItMust) {
@@ -156,6 +182,21 @@ TEST_F(AuditedRynveld, RecordsTheClientsThatItTurnsAway) {
     EXPECT_EQ(lines[1].at("operation"), "\"connect\"");
     EXPECT_EQ(lines[1].at("peer").find("\"127.0.0.1:"), 0U);
     EXPECT_EQ(lines[1].at("reason"), "\"its network is not allowed\"");
+}
+
+TEST_F(AuditedRynveld, NamesTheProcessAndTheUserOfALocalClient) {
+    Launch launch;
+    // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
+    launch.listen = {"--listen", "unix:/proc/self/cwd/s"};
+    const RynveldProcess server(audited(), launch);
+    sockaddr_un address{AF_UNIX, "s"};
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    RecordClient::on(socket).open(name);
+    const auto lines = auditIn("a");
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1].at("process"), std::to_string(::getpid()));
+    EXPECT_EQ(lines[1].at("user"), std::to_string(::getuid()));
 }
 
 /** A server with the options of the file "o". The service manager is the test. */

@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include "BecomesTrue.h"
+#include "HttpRequest.h"
 #include "MessageBytes.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
@@ -506,7 +507,7 @@ TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
     launch.traces = "*=3";
     const TemporaryWorkingFolder folder;
     RynveldProcess server({"--simulate", "--interrupt-every", "uio.32=1ms", "--idle-timeout", "10s",
-                           "--max-connections-per-host", "256", "--audit", "audit", "--audit-old"},
+                           "--max-connections-per-host", "256", "--audit", "audit", "--audit-old", "--metrics", "0"},
                           launch);
     SoakAudit audit("audit", name);
     useEveryDevice(server);
@@ -540,12 +541,15 @@ TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
         soak.start(6, takeNoAnswers);
         while (soak.isOn()) {
             audit.rotate(server);
+            EXPECT_GT(sampleOf(metricsOf(server.metricsPort()), "rynveld_accepted_connections_total"), 0U);
             std::this_thread::sleep_for(100ms);
         }
     }
     std::cout << served << " exchanges of 4 clients in " << Soak::time().count() << " s beside 28 others, the longest "
               << std::chrono::duration<double>(longest).count() << " s" << std::endl;
     EXPECT_LT(longest, 10s);
+    EXPECT_GE(sampleOf(metricsOf(server.metricsPort()), "rynveld_requests_total{type=\"write32\",result=\"success\"}"),
+              2 * served);
     expectService(server);
     expectNoMoreDescriptors(server, descriptors);
     expectTracesOfASoak(server.endWithText());

@@ -159,7 +159,7 @@ protected:
     static constexpr auto never = std::chrono::milliseconds(24h);
 
     explicit InterruptWaiterTest(bool waitEnablesInterrupt = true, std::chrono::milliseconds holdOff = 0ms)
-        : m_device(waitEnablesInterrupt), m_waiter(m_device, waitEnablesInterrupt, holdOff) {
+        : m_device(waitEnablesInterrupt), m_waiter(m_device, waitEnablesInterrupt, m_counts, holdOff) {
         Rynveld::installWakeUpHandler();
     }
 
@@ -173,6 +173,7 @@ protected:
     Rynveld::TraceLimit m_limit;
     const Rynveld::Peer m_peer{"", "", m_limit};
     FakeDevice m_device;
+    Rynveld::DeviceCounts m_counts;
     InterruptWaiter m_waiter;
 };
 
@@ -287,7 +288,7 @@ private:
 
 TEST_F(InterruptWaiterTest, StopsInsideADeviceThatCannotBePolled) {
     UnpollableDevice device;
-    InterruptWaiter waiter(device, false);
+    InterruptWaiter waiter(device, false, m_counts);
     for (unsigned int i = 0; i < 10; ++i) {
         const ArmedClient client(waiter);
         std::this_thread::yield();
@@ -304,7 +305,7 @@ TEST_F(InterruptWaiterTest, TracesNoFailureWhenItStops) {
 }
 
 TEST_F(InterruptWaiterTest, HoldsOffASourceThatStaysActive) {
-    InterruptWaiter waiter(m_device, true);
+    InterruptWaiter waiter(m_device, true, m_counts);
     m_device.activate();
     const auto begin = std::chrono::steady_clock::now();
     const ArmedClient client(waiter);
@@ -415,6 +416,10 @@ TEST_F(InterruptWaiterTest, LosesOnlyTheWordsOfAnUnreadSocket) {
         ASSERT_TRUE(pulseArrives(word, diligent));
     }
     EXPECT_FALSE(lazy.hasNothing());
+    EXPECT_EQ(m_counts.interruptsReceived, 200U);
+    EXPECT_TRUE(becomesTrue([this] { return m_counts.interruptsSent + m_counts.interruptsLost == 400U; }));
+    EXPECT_GE(m_counts.interruptsSent, 200U);
+    EXPECT_GT(m_counts.interruptsLost, 0U);
     const auto lines = recorder.lines();
     EXPECT_FALSE(lines.empty());
     EXPECT_LE(lines.size(), Rynveld::TraceLimit::linesPerPeriod);

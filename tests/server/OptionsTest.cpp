@@ -84,6 +84,36 @@ TEST(Options, SayWhereToListen) {
     EXPECT_EQ(problemOf({"--listen", "127.0.0.1:08888"}), "--listen: port '08888' has a leading zero (use 8888)");
 }
 
+std::string metricsAddressOf(const std::string& text) {
+    const auto metrics = parse({"--metrics", text}).metrics;
+    return metrics ? metrics->address().to_string() + ":" + std::to_string(metrics->port()) : "none";
+}
+
+TEST(Options, SayWhereToShowMetrics) {
+    EXPECT_FALSE(parse({}).metrics.has_value());
+    EXPECT_EQ(metricsAddressOf("off"), "none");
+    EXPECT_EQ(metricsAddressOf("9464"), "127.0.0.1:9464");
+    EXPECT_EQ(metricsAddressOf(":9464"), "127.0.0.1:9464");
+    EXPECT_EQ(metricsAddressOf("0.0.0.0:0"), "0.0.0.0:0");
+    expectWrong("--metrics", {"", ":", "localhost:9464", "127.0.0.1", "127.0.0.1:", "1.2.3.4:65536", "::1:9464", "-1"},
+                "is not a listening address (use PORT or ADDRESS:PORT, with an IPv4 address)");
+    EXPECT_EQ(problemOf({"--metrics", "09464"}), "--metrics: port '09464' has a leading zero (use 9464)");
+}
+
+TEST(Options, NameTheRegistersInTheMetrics) {
+    const TemporaryWorkingFolder folder;
+    std::ofstream("uio.svd") << mapWith("uio_32", registerAt("4", ""));
+    const auto exported = parse({"--metrics", "0", "--map", "uio.svd", "--export", "uio.32.R4"}).exported;
+    ASSERT_EQ(exported.size(), 1U);
+    EXPECT_EQ(exported[0].device, "uio.32");
+    EXPECT_EQ(exported[0].name, "R4");
+    EXPECT_EQ(exported[0].address, 1U);
+    EXPECT_TRUE(exported[0].isWholeExported);
+    EXPECT_EQ(problemOf({"--map", "uio.svd", "--export", "uio.32.R4"}), "--export: the option requires --metrics");
+    EXPECT_EQ(problemOf({"--metrics", "0", "--map", "missing.svd", "--export", "uio.32.R4"}),
+              "missing.svd: error: No such file or directory");
+}
+
 TEST(Options, SayOnWhichLocalSocketToListen) {
     EXPECT_FALSE(parse({}).listenLocal.has_value());
     const auto plain = parse({"--listen", "unix:/run/rynveld.sock"}).listenLocal;
@@ -249,7 +279,7 @@ TEST_F(OptionsWithMaps, DescribeADeviceByTheFirstMap) {
 
 TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));
-    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate or --audit-old");
+    EXPECT_EQ(problemOf({"--map", "uio.svd"}), "--map: the option requires --simulate, --audit-old or --export");
 }
 
 TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {

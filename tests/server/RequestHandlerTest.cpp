@@ -479,6 +479,7 @@ TEST_F(RequestsToFiles, SurviveBusErrors) {
     auto connection = m_server.connect("map.32");
     expectRefusals(connection, {readOf("map.32", 0), writeOf("map.32", 0, {1, 2})},
                    "the hardware reported a bus error");
+    EXPECT_EQ(connection.device()->counts().busErrors, 2U);
     TemporaryWorkingFolder::makeFile("registers.map", pageSize);
     EXPECT_EQ(connection.values(readOf("map.32", 0)), Values{0});
 }

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "ServiceManager.h"
 
+#include <chrono>
+#include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -160,6 +163,36 @@ TEST(ServiceManager, IsNotWaitedForWhenItDoesNotReceive) {
     }
     notifyServiceManager("STOPPING=1");
     ::close(sender);
+}
+
+TEST(ServiceManager, LearnsWhenTheOptionsAreReadAgain) {
+    const std::string state = Rynveld::reloadingState();
+    const std::string beginning = "RELOADING=1\nMONOTONIC_USEC=";
+    ASSERT_EQ(state.substr(0, beginning.size()), beginning);
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    const std::chrono::microseconds time(std::stoll(state.substr(beginning.size())));
+    EXPECT_LE(time, now);
+    EXPECT_GT(time, now - std::chrono::minutes(10));
+}
+
+/** Returns the microseconds within which the service manager expects a message; 0 if it expects none. */
+std::int64_t watchdogWith(const char* period, const std::string& process = "") {
+    ::setenv("WATCHDOG_USEC", period, 1);
+    ::setenv("WATCHDOG_PID", process.c_str(), 1);
+    const auto result = Rynveld::watchdogPeriod();
+    ::unsetenv("WATCHDOG_USEC");
+    ::unsetenv("WATCHDOG_PID");
+    return result ? result->count() : 0;
+}
+
+TEST(ServiceManager, SaysHowOftenItExpectsAMessage) {
+    EXPECT_FALSE(Rynveld::watchdogPeriod().has_value());
+    EXPECT_EQ(watchdogWith("30000000"), 30000000);
+    EXPECT_EQ(watchdogWith("1", std::to_string(::getpid())), 1);
+    EXPECT_EQ(watchdogWith("30000000", std::to_string(::getppid())), 0);
+    for (const char* wrong : {"", "0", "-1", "x", "1x", " 1", "1000000000000000000"}) {
+        EXPECT_EQ(watchdogWith(wrong), 0) << wrong;
+    }
 }
 
 } // namespace

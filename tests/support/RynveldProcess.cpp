@@ -39,6 +39,13 @@ Arguments joined(Arguments first, const Arguments& second) {
     return first;
 }
 
+/** Returns the number after the last colon of a text; 0 if there is none. */
+std::uint16_t lastPortIn(const std::string& text) {
+    const auto port = text.rfind(':') + 1;
+    const bool isNumber = port < text.size() && std::isdigit(static_cast<unsigned char>(text[port])) != 0;
+    return isNumber ? static_cast<std::uint16_t>(std::stoul(text.substr(port))) : std::uint16_t{0};
+}
+
 } // namespace
 
 Ending runRynveld(const Arguments& arguments, const std::string& preparation, const std::vector<int>& passed) {
@@ -54,10 +61,9 @@ RynveldProcess::RynveldProcess(const Arguments& arguments, const Launch& launch)
       m_process(joined(joined(commandOf(launch.devices), launch.listen), arguments), shellOf(launch, STDOUT_FILENO)) {
     m_banner = m_process.errorLine();
     EXPECT_NE(m_banner.find("rynveld: listening on "), std::string::npos) << m_banner;
-    const auto port = m_banner.rfind(':') + 1;
-    if (port < m_banner.size() && std::isdigit(static_cast<unsigned char>(m_banner[port])) != 0) {
-        m_port = static_cast<std::uint16_t>(std::stoul(m_banner.substr(port)));
-    }
+    const auto end = m_banner.find(", metrics at http://");
+    m_port = lastPortIn(m_banner.substr(0, end));
+    m_metricsPort = end == std::string::npos ? std::uint16_t{0} : lastPortIn(m_banner.substr(end));
     if (m_isRead) {
         m_drain = std::thread([this] { m_laterErrors = readToTheEnd(m_process.error()); });
     }

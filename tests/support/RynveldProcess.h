@@ -48,6 +48,8 @@ public:
 
     /** Returns the TCP port, or 0 if the server listens on local sockets only. */
     std::uint16_t port() const { return m_port; }
+    /** Returns the TCP port of the metrics, or 0 if the server has none. */
+    std::uint16_t metricsPort() const { return m_metricsPort; }
     /** Returns the address of the server in the form that a remote device needs, HOST::PORT. */
     std::string address() const { return "127.0.0.1::" + std::to_string(m_port); }
     /** Returns the first line of standard error. */
@@ -80,6 +82,7 @@ private:
     std::string m_banner;
     std::string m_laterErrors;
     std::uint16_t m_port = 0;
+    std::uint16_t m_metricsPort = 0;
     std::thread m_drain;
 };
 
