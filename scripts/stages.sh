@@ -397,11 +397,13 @@ stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 
-# Builds the packages of both architectures, and then tests them.
+# Builds the packages of both architectures, and then tests them. Much of a build or a test uses one processor, or waits
+# for the disk, so more of them run at the same time than there are processors.
 stage_packages() {
     local folder=build/packages tests=tests/packages
-    packaging/build amd64 && packaging/build armhf &&
-        together "$tests/contents.sh $folder/amd64 $folder/armhf" "$tests/installation.sh $folder/amd64" \
-            "$tests/reproducibility.sh amd64 $folder/amd64" "$tests/reproducibility.sh armhf $folder/armhf" \
-            "$tests/debian_tools.sh $folder/amd64" "$tests/board.sh $folder/armhf"
+    together 'packaging/build amd64' 'packaging/build armhf' &&
+        together_at_most 4 "$tests/reproducibility.sh amd64 $folder/amd64" \
+            "$tests/reproducibility.sh armhf $folder/armhf" "$tests/debian_tools.sh $folder/amd64" \
+            "$tests/board.sh $folder/armhf" "$tests/installation.sh $folder/amd64" \
+            "$tests/contents.sh $folder/amd64 $folder/armhf"
 }
