@@ -15,7 +15,6 @@ namespace Common {
 
 /** Thrown if a pipe or a terminal does not deliver the bytes of a file in time. */
 struct ReadTimedOut {
-    /** The name of the file. */
     std::string name;
 };
 

@@ -96,7 +96,6 @@ void inherit(Definition& own, const Definition& base) {
     inherit(own.enumerations, base.enumerations);
 }
 
-/** Counts the depth of nested calls. */
 class Nesting {
 public:
     explicit Nesting(std::size_t& depth) : m_depth(depth) { ++m_depth; }

@@ -23,7 +23,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** The description of a device. */
 struct DeviceDescription {
     /** The path of the map file. */
     std::string file;

@@ -42,14 +42,18 @@ Audit::Audit(std::unique_ptr<AuditSink> sink, OnError onError, std::function<voi
     : m_sink(std::move(sink)), m_onError(onError), m_stop(std::move(stop)) {}
 
 bool Audit::permitsChanges() {
+    if (!m_hasFailed) {
+        return true;
+    }
     const std::lock_guard<std::mutex> lock(m_mutex);
     return writeWaiting() || m_onError == OnError::Continue;
 }
 
 bool Audit::record(const AuditLine& line) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const std::string text = finished(line);
-    if (writeWaiting() && write(text)) {
+    const bool isWorking = writeWaiting();
+    const std::string& text = finished(line);
+    if (isWorking && write(text)) {
         return true;
     }
     if (m_waiting.size() < maxWaiting) {
@@ -70,12 +74,15 @@ void Audit::reopen() {
     }
 }
 
-std::string Audit::finished(const AuditLine& line) {
+const std::string& Audit::finished(const AuditLine& line) {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    AuditLine whole;
-    whole.add("number", ++m_lines).add("time", utcText(now));
-    return '{' + whole.members() + ',' + line.members() + "}\n";
+    m_line = "{\"number\":";
+    appendNumber(m_line, ++m_lines);
+    m_line += ",\"time\":\"";
+    m_utc.append(m_line, now);
+    m_line.append("\",").append(line.members()).append("}\n");
+    return m_line;
 }
 
 bool Audit::write(const std::string& line) {
@@ -96,14 +103,14 @@ bool Audit::writeWaiting() {
         }
         m_waiting.pop_front();
     }
-    if (std::exchange(m_hasFailed, false)) {
+    if (m_hasFailed.exchange(false)) {
         writeMessage(m_sink->name() + ": the audit can be written again");
     }
     return true;
 }
 
 void Audit::fail(int error) {
-    if (!std::exchange(m_hasFailed, true)) {
+    if (!m_hasFailed.exchange(true)) {
         writeMessage(m_sink->name() + ": cannot write the audit: " + std::generic_category().message(error) + " (" +
                      consequenceOf(m_onError) + ')');
     }

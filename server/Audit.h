@@ -64,7 +64,8 @@ public:
     std::uint64_t nextConnection() { return ++m_connections; }
 
 private:
-    std::string finished(const AuditLine& line);
+    /** Makes a line of members. The result is valid until the next call. */
+    const std::string& finished(const AuditLine& line);
     bool write(const std::string& line);
     bool writeWaiting();
     void fail(int error);
@@ -76,10 +77,13 @@ private:
 
     std::mutex m_mutex;
     std::uint64_t m_lines = 0;
+    UtcText m_utc;
+    std::string m_line;
     std::deque<std::string> m_waiting;
     /** The number of lines that were not kept. */
     std::uint64_t m_lost = 0;
-    bool m_hasFailed = false;
+    /** Changes under m_mutex. */
+    std::atomic<bool> m_hasFailed{false};
 };
 
 /** Returns the audit of a server; null if the options select none. @throws std::runtime_error as openAuditSink() does.

@@ -37,13 +37,17 @@ int AuditJournal::send(const std::string& message) {
     }
     const auto sent = [&] { return ::send(m_socket.number(), message.data(), message.size(), MSG_NOSIGNAL) >= 0; };
     if (sent()) {
+        m_isStuck = false;
         return 0;
     }
+    // A journal that is stuck must not make each client wait.
     pollfd room{m_socket.number(), POLLOUT, 0};
-    if (errno == EAGAIN && ::poll(&room, 1, static_cast<int>(m_timeout.count())) == 1 && sent()) {
+    const int timeout = std::exchange(m_isStuck, true) ? 0 : static_cast<int>(m_timeout.count());
+    if (errno == EAGAIN && ::poll(&room, 1, timeout) == 1 && sent()) {
+        m_isStuck = false;
         return 0;
     }
-    return errno == 0 ? EAGAIN : errno;
+    return errno;
 }
 
 // The journal may have a new socket after it was restarted.

@@ -19,7 +19,7 @@ class AuditJournal : public AuditSink {
 public:
     static constexpr std::chrono::milliseconds defaultTimeout{1000};
 
-    /** @param timeout how long write() waits for a journal that takes no messages. */
+    /** @param timeout how long write() waits when the journal stops taking messages. */
     explicit AuditJournal(std::string path = "/run/systemd/journal/socket",
                           std::chrono::milliseconds timeout = defaultTimeout);
 
@@ -33,6 +33,8 @@ private:
     const std::string m_path;
     const std::chrono::milliseconds m_timeout;
     Common::Descriptor m_socket;
+    /** Whether the latest message was not taken. */
+    bool m_isStuck = false;
 };
 
 } // namespace Rynveld

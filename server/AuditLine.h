@@ -8,8 +8,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
-#include <utility>
+#include <string_view>
+#include <vector>
 
 #include <time.h>
 
@@ -19,29 +21,48 @@ namespace Rynveld {
 class AuditLine {
 public:
     AuditLine() = default;
-    /** Begins with the members of another line. */
-    explicit AuditLine(std::string members) : m_members(std::move(members)) {}
+
+    /** Removes all members, and begins with these members. The object keeps its memory for the next line. */
+    AuditLine& restart(std::string_view members);
 
     /**
      * Adds a string. The text may contain any bytes: the line has only printable ASCII characters, and shows every
      * other byte as \u00XX.
      */
-    AuditLine& add(const char* name, const std::string& text);
-    AuditLine& add(const char* name, std::uint64_t value);
-    AuditLine& add(const char* name, const std::uint32_t* values, std::size_t count);
-    AuditLine& addNull(const char* name);
+    AuditLine& add(std::string_view name, std::string_view text);
+    AuditLine& add(std::string_view name, std::uint64_t value);
+    AuditLine& add(std::string_view name, const std::uint32_t* values, std::size_t count);
+    AuditLine& addNull(std::string_view name);
 
-    /** Returns the members with commas between them. */
-    const std::string& members() const { return m_members; }
+    /** Returns the members with commas between them. The result is valid until the line changes. */
+    std::string_view members() const { return {m_text.data(), m_size}; }
 
 private:
-    void addName(const char* name);
+    void makeRoom(std::size_t size);
+    void put(char character) { m_text[m_size++] = character; }
+    void put(std::string_view text);
+    void put(std::uint64_t number);
+    void putText(std::string_view text);
+    void putName(std::string_view name);
 
-    std::string m_members;
+    // A string would check its capacity at each of these short additions, which would slow down each answer.
+    std::vector<char> m_text;
+    std::size_t m_size = 0;
 };
 
-/** Returns a time in UTC in the format of RFC 3339, with microseconds. */
-std::string utcText(const timespec& time);
+/** Appends a decimal number. */
+void appendNumber(std::string& text, std::uint64_t number);
+
+/** Writes times in UTC in the format of RFC 3339, with microseconds. */
+class UtcText {
+public:
+    void append(std::string& text, const timespec& time);
+
+private:
+    /** The text of the latest second, because most times of a busy server are in the same second as the one before. */
+    std::string m_second;
+    std::optional<time_t> m_of;
+};
 
 } // namespace Rynveld
 

@@ -6,6 +6,7 @@
 #ifndef RYNVELD_POLICYINFORCE_H
 #define RYNVELD_POLICYINFORCE_H
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -17,7 +18,8 @@ namespace Rynveld {
 /** The policy that holds at this moment. Threads: any number may use the object at once. */
 class PolicyInForce {
 public:
-    explicit PolicyInForce(Policy policy) : m_policy(std::make_shared<const Policy>(std::move(policy))) {}
+    explicit PolicyInForce(Policy policy)
+        : m_policy(std::make_shared<const Policy>(std::move(policy))), m_latest(m_policy.get()) {}
 
     /** Returns the policy, which stays valid also if another policy replaces it. */
     std::shared_ptr<const Policy> get() const {
@@ -25,15 +27,24 @@ public:
         return m_policy;
     }
 
+    /** Makes `policy` the policy that holds. This is faster than get() if the policy holds already. */
+    void update(std::shared_ptr<const Policy>& policy) const {
+        if (policy.get() != m_latest) {
+            policy = get();
+        }
+    }
+
     void replace(Policy policy) {
         auto next = std::make_shared<const Policy>(std::move(policy));
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_policy.swap(next);
+        m_latest = m_policy.get();
     }
 
 private:
     mutable std::mutex m_mutex;
     std::shared_ptr<const Policy> m_policy;
+    std::atomic<const Policy*> m_latest;
 };
 
 } // namespace Rynveld

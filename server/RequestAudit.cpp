@@ -48,14 +48,6 @@ bool changesADevice(Type type) {
     return isWrite(type) || isForInterrupts(type) || type == Type::Ioctl || type == Type::Debug;
 }
 
-std::vector<std::uint32_t> valuesIn(const Request& request) {
-    std::vector<std::uint32_t> values(request.getLength());
-    for (std::uint32_t i = 0; i < values.size(); ++i) {
-        values[i] = request.getValue(i);
-    }
-    return values;
-}
-
 /** Returns the offset of the register at an address of the device, in bytes. */
 std::uint64_t offsetOf(const Common::DeviceTypeInfo& type, std::uint32_t address) {
     return std::uint64_t{address} / type.addressStride * Common::bytesOf(type.width);
@@ -63,7 +55,7 @@ std::uint64_t offsetOf(const Common::DeviceTypeInfo& type, std::uint32_t address
 
 void addRegisters(AuditLine& line, const Request& request) {
     const std::uint32_t count = request.getLength();
-    line.add("width", operationOf(request.getType()).width).add("address", request.getAddress()).add("count", count);
+    line.add("address", request.getAddress()).add("count", count);
     if (count > 1) {
         line.add("order", request.getByteOrder() == Rynvel::ByteOrder::Network ? "network" : "host");
     }
@@ -89,9 +81,7 @@ AuditLine clientOf(const Peer& peer) {
 
 RequestAudit::RequestAudit(const AuditContext& context, const Peer& peer)
     : m_context(context),
-      m_client(isOn() ? AuditLine().add("connection", context.audit->nextConnection()).members() + ',' +
-                            clientOf(peer).members()
-                      : "") {}
+      m_client(isOn() ? clientOf(peer).add("connection", context.audit->nextConnection()).members() : "") {}
 
 // A request for interrupts may wait for an interrupt, and the interrupt may need a write. An ioctl request may take any
 // time. Therefore, neither of them keeps writes waiting.
@@ -140,30 +130,48 @@ void RequestAudit::beforeWrite(ServedDevice& device, const std::string& name, co
     }
 }
 
-void RequestAudit::addOldValues(AuditLine& line, const Request& request, const std::vector<std::uint32_t>& values) {
+void RequestAudit::addOldValues(const Request& request, const std::uint32_t* values) {
     if (m_old.empty()) {
-        line.addNull("old").addNull("new");
+        m_line.addNull("old").addNull("new");
         return;
     }
-    line.add("old", m_old.data(), m_old.size());
+    m_line.add("old", m_old.data(), m_old.size());
     if (request.getBitmask() == 0) {
-        line.add("new", values.data(), values.size());
+        m_line.add("new", values, request.getLength());
     } else {
         const std::uint32_t changed = Rynvel::replaceBits(m_old[0], values[0], request.getBitmask());
-        line.add("new", &changed, 1);
+        m_line.add("new", &changed, 1);
     }
 }
 
-void RequestAudit::addWrite(AuditLine& line, const Request& request, bool isDone) {
-    addRegisters(line, request);
-    const std::vector<std::uint32_t> values = valuesIn(request);
-    line.add("values", values.data(), values.size());
+void RequestAudit::addWrite(const Request& request, bool isDone) {
+    addRegisters(m_line, request);
+    std::array<std::uint32_t, Rynvel::recordCapacity> values;
+    for (std::uint32_t i = 0; i < request.getLength(); ++i) {
+        values[i] = request.getValue(i);
+    }
+    m_line.add("values", values.data(), request.getLength());
     if (request.getBitmask() != 0) {
-        line.add("mask", request.getBitmask());
+        m_line.add("mask", request.getBitmask());
     }
     if (m_context.withOldValues && isDone) {
-        addOldValues(line, request, values);
+        addOldValues(request, values.data());
     }
+}
+
+// A client usually sends similar requests one after the other.
+AuditLine& RequestAudit::beginLine(Type type, const std::string& name) {
+    if (type != m_typeOfBeginning || name != m_nameOfBeginning) {
+        const Operation& operation = operationOf(type);
+        m_line.restart(m_client).add("operation", operation.name).add("device", name);
+        if (operation.width != 0) {
+            m_line.add("width", operation.width);
+        }
+        m_beginning = m_line.members();
+        m_typeOfBeginning = type;
+        m_nameOfBeginning = name;
+    }
+    return m_line.restart(m_beginning);
 }
 
 bool RequestAudit::record(const Request& request, const Rynvel::Response& response, const char* refusal) {
@@ -172,28 +180,27 @@ bool RequestAudit::record(const Request& request, const Rynvel::Response& respon
     if (!isOn() || (isDone && type != Type::Open && !changesADevice(type))) {
         return true;
     }
-    AuditLine line(m_client);
-    line.add("operation", operationOf(type).name).add("device", request.getDeviceName());
+    beginLine(type, request.getDeviceName());
     if (isWrite(type)) {
-        addWrite(line, request, isDone);
+        addWrite(request, isDone);
     } else if (operationOf(type).width != 0) {
-        addRegisters(line, request);
+        addRegisters(m_line, request);
     } else if (type == Type::Ioctl) {
-        addIoctl(line, request, response, isDone);
+        addIoctl(m_line, request, response, isDone);
     } else if (type == Type::Debug && request.getLength() > 0) {
-        line.add("word", request.getValue());
+        m_line.add("word", request.getValue());
     }
-    line.add("result", isDone ? "done" : "error");
+    m_line.add("result", isDone ? "done" : "error");
     if (!isDone) {
-        line.add("reason", refusal);
+        m_line.add("reason", refusal);
     }
-    return m_context.audit->record(line) || !changesADevice(type);
+    return m_context.audit->record(m_line) || !changesADevice(type);
 }
 
 void RequestAudit::recordProtocolError(const char* reason) {
     if (isOn()) {
-        AuditLine line(m_client);
-        m_context.audit->record(line.add("operation", "disconnect").add("result", "error").add("reason", reason));
+        m_line.restart(m_client).add("operation", "disconnect").add("result", "error").add("reason", reason);
+        m_context.audit->record(m_line);
     }
 }
 

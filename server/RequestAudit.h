@@ -66,12 +66,20 @@ public:
 private:
     bool readsOldValues(ServedDevice& device, const std::string& name, const Rynvel::Request& request,
                         const Policy& policy);
-    void addWrite(AuditLine& line, const Rynvel::Request& request, bool isDone);
-    void addOldValues(AuditLine& line, const Rynvel::Request& request, const std::vector<std::uint32_t>& values);
+    void addWrite(const Rynvel::Request& request, bool isDone);
+    void addOldValues(const Rynvel::Request& request, const std::uint32_t* values);
 
     const AuditContext m_context;
     /** The members that all lines of the connection share. */
     const std::string m_client;
+    AuditLine& beginLine(Rynvel::RequestData::Type type, const std::string& name);
+
+    /** The line of the present request. */
+    AuditLine m_line;
+    /** The members that the lines of one type of request and one device share. */
+    std::string m_beginning;
+    std::optional<Rynvel::RequestData::Type> m_typeOfBeginning;
+    std::string m_nameOfBeginning;
     /** The values before the present write; empty if they were not read. */
     std::vector<std::uint32_t> m_old;
     /** The device to which m_readEffects belongs. */

@@ -110,7 +110,7 @@ const char* RequestHandler::findProtocolError(const Request& request) const {
 
 Response RequestHandler::handle(const Request& request) {
     Response response;
-    m_policy = m_policyInForce.get();
+    m_policyInForce.update(m_policy);
     const Refusal refusal = m_audit.isOn() ? serveAudited(request, response) : serve(request, response);
     return refusal == nullptr ? response : refuse(request, refusal);
 }

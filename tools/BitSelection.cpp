@@ -10,7 +10,6 @@ namespace Rynvelctl {
 
 namespace {
 
-/** Collects the bits of a register. */
 class BitCollector {
 public:
     explicit BitCollector(const Addressed& addressed) : m_addressed(addressed) {}

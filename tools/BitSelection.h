@@ -14,7 +14,6 @@
 
 namespace Rynvelctl {
 
-/** Bits of a register. */
 struct BitSelection {
     std::uint32_t mask = 0;
     /** The fields with these bits; empty if the user did not give all bits as fields. */

@@ -11,7 +11,6 @@
 
 namespace Rynvelctl {
 
-/** The exit status of the program. */
 enum class ExitStatus { Done = 0, Failed = 1, UsageError = 2, Unreachable = 3, TimedOut = 4 };
 
 /** Thrown to end the command with a status. what() is the error message, without the name of the program. */

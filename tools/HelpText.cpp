@@ -141,7 +141,6 @@ std::vector<HelpSection> helpSections() {
     };
 }
 
-/** The examples of a command. */
 struct CommandExamples {
     const char* command;
     /** A line for each example. */

@@ -46,7 +46,6 @@ struct CheckedMap {
 
 using MapCheck = std::vector<CheckedMap>;
 
-/** A header for C and C++. */
 struct HeaderText {
     std::string device;
     std::string text;

@@ -38,7 +38,6 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    /** The signal handler. */
     static void eraseAtSignal(int number);
 
     void draw();

@@ -379,7 +379,6 @@ public:
         return std::nullopt;
     }
 
-    /** Prints the written values. */
     void print(const Output& output) const {
         m_progress.print([&] {
             for (std::size_t i = 0; i < m_progress.done(); ++i) {

@@ -77,7 +77,7 @@ private:
     std::string_view addressText(std::size_t position) const;
 
     const RegisterRange m_range;
-    /** The text after the number of writes that are done. */
+    /** The text that follows the number of writes. */
     const std::string m_total;
     /** The memory for texts, which a signal handler cannot allocate. @{ */
     mutable std::array<char, 16> m_number{};

@@ -78,7 +78,7 @@ class Trace:
     def stop(self) -> None:
         """Deliver the traces so far, and end the subscription. The sink is not called again afterwards.
 
-        A sink may call this method itself.
+        A trace that another thread is writing meanwhile may go to standard error. A sink may call this method itself.
         """
         _dispatcher.remove(self)
 

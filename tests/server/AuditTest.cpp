@@ -45,10 +45,27 @@ TEST(AuditLine, HasNumbersListsAndNulls) {
               R"("n":18446744073709551615,"v":[0,7,4294967295],"none":[],"old":null)");
 }
 
-TEST(AuditLine, HasTimesInUtcWithMicroseconds) {
-    EXPECT_EQ(Rynveld::utcText({0, 0}), "1970-01-01T00:00:00.000000Z");
-    EXPECT_EQ(Rynveld::utcText({951827696, 1999}), "2000-02-29T12:34:56.000001Z");
-    EXPECT_EQ(Rynveld::utcText({4102444799, 999999999}), "2099-12-31T23:59:59.999999Z");
+std::string utcText(const timespec& time) {
+    std::string text;
+    Rynveld::UtcText().append(text, time);
+    return text;
+}
+
+TEST(UtcText, HasMicroseconds) {
+    EXPECT_EQ(utcText({0, 0}), "1970-01-01T00:00:00.000000Z");
+    EXPECT_EQ(utcText({951827696, 1999}), "2000-02-29T12:34:56.000001Z");
+    EXPECT_EQ(utcText({4102444799, 999999999}), "2099-12-31T23:59:59.999999Z");
+}
+
+TEST(UtcText, FollowsTheClockInBothDirections) {
+    Rynveld::UtcText utc;
+    std::string text;
+    for (const timespec& time : {timespec{59, 0}, timespec{59, 5000}, timespec{60, 0}, timespec{59, 0}}) {
+        utc.append(text, time);
+        text += ' ';
+    }
+    EXPECT_EQ(text, "1970-01-01T00:00:59.000000Z 1970-01-01T00:00:59.000005Z 1970-01-01T00:01:00.000000Z "
+                    "1970-01-01T00:00:59.000000Z ");
 }
 
 /** An audit whose sink the test makes fail. */

@@ -45,7 +45,7 @@ protected:
     void expectLines(const Lines& members) {
         Lines expected;
         for (const std::string& each : members) {
-            expected.push_back(R"({"connection":1,"peer":"10.0.0.7:4711",)" + each + "}\n");
+            expected.push_back(R"({"peer":"10.0.0.7:4711","connection":1,)" + each + "}\n");
         }
         EXPECT_EQ(withoutNumbersAndTimes(m_recording.lines), expected);
         m_recording.lines.clear();

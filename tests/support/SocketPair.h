@@ -23,7 +23,6 @@ inline void waitUntilTaken(int socket) {
     }
 }
 
-/** Two connected sockets. */
 class SocketPair {
 public:
     /** @param type SOCK_STREAM, or SOCK_SEQPACKET to receive the bytes of each send() separately. */

@@ -215,7 +215,6 @@ TEST_F(MapCompletion, IsSilentAboutMapsThatCannotBeUsed) {
     EXPECT_EQ(offered({"--map", "broken.svd", "read", "map"}, m_folder.path()), "map16 map32");
 }
 
-/** An interactive shell on a terminal. */
 class InteractiveShell {
 public:
     InteractiveShell(const Arguments& command, const Arguments& environment) {

@@ -250,7 +250,6 @@ public:
     ~OtherUser() { EXPECT_EQ(seteuid(0), 0); }
 };
 
-/** Files in a new folder. */
 class ReplacedFiles : public testing::Test {
 protected:
     std::string name(const std::string& file) const { return m_folder.path() + '/' + file; }

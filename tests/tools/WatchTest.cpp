@@ -131,7 +131,6 @@ TEST_F(Watch, PrintsNoControlCharacterOfAName) {
            "\"time\":\"TIME\"}\n");
 }
 
-/** rynvelctl on a terminal. */
 class WatchOnATerminal : public Watch {
 protected:
     TerminalProcess startOn(const std::string& line, Arguments environment = {"TERM=xterm"}, std::size_t columns = 80,

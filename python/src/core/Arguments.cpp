@@ -124,7 +124,8 @@ void assignArguments(const char* function, const Call& call, const char* const* 
     const auto given = static_cast<std::size_t>(call.count);
     if (given > maxPositional) {
         fail(ErrorKind::Type, std::string(function) + "() takes at most " + std::to_string(maxPositional) +
-                                  (maxPositional == 1 ? " positional argument (" : " positional arguments (") + std::to_string(given) + " given)");
+                                  (maxPositional == 1 ? " positional argument (" : " positional arguments (") +
+                                  std::to_string(given) + " given)");
     }
     for (std::size_t i = 0; i < count; ++i) {
         values[i] = i < given ? call.arguments[i] : nullptr;

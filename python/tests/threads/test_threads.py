@@ -15,6 +15,7 @@ FOLDER = Path(__file__).resolve().parent
 BUILD = Path(os.environ["SANITIZED_BUILD"])
 SECONDS = os.environ.get("RYNVEL_STRESS_SECONDS", "10")
 STATUS_OF_A_RACE = 66
+TRACE = re.compile(r"\d{4}-\d{2}-\d{2}T[\d:.]+Z \d+ Rynvel\.\w+ \d ")
 
 # Two threads call a function with a data race. ctypes calls it without the lock of the interpreter.
 RACE = """
@@ -75,4 +76,6 @@ def test_the_sanitizer_reports_a_race(tmp_path: Path) -> None:
 
 def test_threads_share_devices(folder: Path, server: str) -> None:
     result = run(folder, str(FOLDER / "stress.py"), SECONDS, server)
-    assert (result.returncode, result.stderr) == (0, ""), result.stdout + result.stderr
+    # A trace that a thread writes while a subscription ends may go to standard error.
+    others = [line for line in result.stderr.splitlines() if not TRACE.match(line)]
+    assert (result.returncode, others) == (0, []), result.stdout + result.stderr
