@@ -8,12 +8,13 @@ reads maps with the same code.
 from __future__ import annotations
 
 import keyword
+import numbers
 import operator
 import os
 import unicodedata
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, NoReturn, SupportsIndex, Union
+from typing import TYPE_CHECKING, Any, NoReturn, Self, SupportsIndex, Union
 
 from . import _maps
 from ._errors import MapError, NotAllowedError, UnknownNameError, ValueTooWideError
@@ -209,7 +210,22 @@ class _Context:
         return kind(self, view)
 
 
-class Register:
+class _Handle:
+    """What has no copies: it only refers to registers of a device."""
+
+    __slots__ = ()
+
+    def __copy__(self) -> Self:
+        return self
+
+    def __deepcopy__(self, memo: dict[int, object]) -> Self:
+        return self
+
+    def __reduce__(self) -> NoReturn:
+        raise TypeError(f"{self!r} belongs to this process (store the values of its registers)")
+
+
+class Register(_Handle):
     """A register of a device, with a field as each further attribute.
 
     Reading an attribute reads the field, and assigning to it writes the field and no other bit. A value is an integer
@@ -301,14 +317,17 @@ class Register:
 
     def update(self, values: Mapping[str, FieldInput] | None = None, /, **fields: FieldInput) -> None:
         """Writes several fields with one write: update(MODE="fast", GAIN=3), or update({"read": 1})."""
+        for name in fields:
+            if values and name in values:
+                raise self._context.refusal(f"register {self._path}: {name} is given twice (give one value)")
         given = {**(values or {}), **fields}
         if not given:
             raise self._context.refusal(f"register {self._path}: no field is given (give FIELD=VALUE)")
-        numbers = []
+        assigned = []
         for name, value in given.items():
             position = self._position(name)
-            numbers.append((position, self._number(position, value)))
-        number, mask = self._context.allowed(self._view.plan_fields, numbers)
+            assigned.append((position, self._number(position, value)))
+        number, mask = self._context.allowed(self._view.plan_fields, assigned)
         if mask is None:
             self._device.write(self._address, number)
         else:
@@ -349,7 +368,7 @@ class Register:
         raise TypeError(f"register {self._path} is not a value (give {self._path}.read() for its value)")
 
     def __eq__(self, other: object) -> bool:
-        if isinstance(other, int):
+        if isinstance(other, (numbers.Number, str)):
             raise TypeError(f"register {self._path} is not a value (compare {self._path}.read())")
         return self is other
 
@@ -382,7 +401,7 @@ class Register:
         )
 
     def _fitting(self, name: str, value: SupportsIndex) -> int:
-        number = _integer(value, f"register {self._path}: the {name}")
+        number = integer_of(value, f"register {self._path}: the {name}")
         if not 0 <= number < 1 << self._bits:
             raise self._too_wide(f"register {self._path}: {name} {_text_of(number)}", self._bits)
         return number
@@ -406,7 +425,7 @@ class Register:
                 )
             number = named
         else:
-            number = _integer(value, f"{self._subject(position)}: the value")
+            number = integer_of(value, f"{self._subject(position)}: the value")
         bits = field.msb - field.lsb + 1
         if not 0 <= number < 1 << bits:
             raise self._too_wide(f"{self._subject(position)}: value {_text_of(number)}", bits)
@@ -487,7 +506,7 @@ class Register:
         return FieldValue(number, field.meaning(number))
 
 
-def _integer(value: SupportsIndex, subject: str) -> int:
+def integer_of(value: SupportsIndex, subject: str) -> int:
     try:
         return operator.index(value)
     except TypeError:
@@ -534,7 +553,7 @@ def _class_for(view: _maps.Register) -> type[Register]:
     return type("Register", (Register,), namespace)
 
 
-class _Array:
+class _Array(_Handle):
     """The elements of an array, by the texts of their indexes."""
 
     __slots__ = ("_elements", "_indexes", "_name", "_range")
@@ -557,7 +576,7 @@ class _Array:
         if isinstance(index, str):
             text, shown = index, repr(index)
         else:
-            number = _integer(index, f"{self._name}: the index")
+            number = integer_of(index, f"{self._name}: the index")
             shown = _text_of(number)
             text = shown if number.bit_length() <= _WIDEST_SHOWN else ""
         position = self._indexes.get(text)
@@ -610,7 +629,7 @@ class RegisterArray(_Array):
         return f"<array {self._name} of {len(self)} elements>"
 
 
-class RegisterGroup:
+class RegisterGroup(_Handle):
     """Registers of a device by their names: all registers of the device, or a cluster.
 
     An attribute is a register, a cluster or an array. Assigning to a register writes it. An item takes any name that
@@ -740,13 +759,24 @@ def _encoded(path: MapPath) -> bytes:
     return encoded
 
 
-def map_paths(paths: MapPaths | None) -> list[bytes]:
-    """Returns the paths of maps as the file system writes them. Raises MapError for what cannot be a path."""
+def list_of_paths(parameter: str, paths: MapPaths | None) -> list[MapPath]:
+    """Returns the paths of an argument. Raises TypeError for what is not a path."""
+    kinds = (str, bytes, os.PathLike)
     if paths is None:
         return []
-    given = [paths] if isinstance(paths, (str, bytes, os.PathLike)) else list(paths)
-    encoded = []
+    if isinstance(paths, kinds):
+        return [paths]
+    given: list[Any] = list(paths) if isinstance(paths, Iterable) else [paths]
     for path in given:
+        if not isinstance(path, kinds):
+            raise TypeError(f"{parameter}: {type(path).__name__} is not a path (give a path or several)")
+    return given
+
+
+def map_paths(paths: Sequence[MapPath]) -> list[bytes]:
+    """Returns the paths of maps as the file system writes them. Raises MapError for what cannot be a path."""
+    encoded = []
+    for path in paths:
         try:
             encoded.append(_encoded(path))
         except ValueError as error:

@@ -414,6 +414,16 @@ def test_all_descriptors_are_given_back(files: Path) -> None:
     wait_until(lambda: descriptors() == before)
 
 
+def test_errors_of_device_files_have_the_attributes_of_the_system(files: Path) -> None:
+    with pytest.raises(FileNotFoundError) as caught:
+        rynvel.open("missing")
+    restored = pickle.loads(pickle.dumps(caught.value))
+    for error in (caught.value, restored):
+        assert (error.errno, error.strerror) == (errno.ENOENT, "No such file or directory")
+        assert error.filename == {row.name: row.path for row in rynvel.devices()}["missing"]
+        assert str(error) == str(caught.value) and str(error).startswith("missing: ")
+
+
 def test_no_descriptor_is_inherited(files: Path) -> None:
     with ScriptedServer() as server, rynvel.open("map32"), rynvel.open("file8"), server.open() as device:
         before = set(os.listdir("/proc/self/fd"))

@@ -3,12 +3,14 @@
 
 from __future__ import annotations
 
+import copy
 import gc
 import os
 import pickle
 import rlcompleter
 import weakref
 from collections.abc import Callable, Iterator
+from fractions import Fraction
 from pathlib import Path
 from typing import Any
 
@@ -82,8 +84,8 @@ def test_a_value_is_an_integer_with_a_name(device: rynvel.Device) -> None:
     assert (mode, mode.name, mode + 1, f"{mode:#x}", str(mode)) == (2, "fast", 3, "0x2", "2")
     assert repr(mode) == "FieldValue(2, 'fast')"
     assert {2: "x"}[mode] == "x"
-    copy: rynvel.FieldValue = pickle.loads(pickle.dumps(mode))
-    assert (copy, copy.name) == (2, "fast")
+    restored: rynvel.FieldValue = pickle.loads(pickle.dumps(mode))
+    assert (restored, restored.name) == (2, "fast")
     device.regs.CTRL.update(MODE=5)
     assert device.regs.CTRL["MODE"].name is None
     with pytest.raises(AttributeError):
@@ -182,6 +184,8 @@ def test_update_writes_several_fields_at_once(device: rynvel.Device) -> None:
     refusal(rynvel.UnknownNameError, lambda: device.regs.CTRL.update(MODE=1, MOD=1))
     assert "(give LINE[INDEX])" in refusal(rynvel.NotAllowedError, lambda: device.regs.CTRL.update(LINE=1))
     assert "overlaps" in refusal(rynvel.NotAllowedError, lambda: device.regs.TWICE.update(A=1, B=1))
+    message = refusal(rynvel.NotAllowedError, lambda: device.regs.CTRL.update({"MODE": 1}, MODE=2))
+    assert message == "traf.top: register CTRL: MODE is given twice (give one value)"
     assert device.read(0) == 0x234
 
 
@@ -354,11 +358,31 @@ def test_registers_that_the_device_cannot_access(shared: rynvel.Device) -> None:
 def test_a_register_is_not_its_value(shared: rynvel.Device) -> None:
     with pytest.raises(TypeError, match=r"compare SERIAL.read\(\)"):
         assert shared.regs.SERIAL == 0x1234
+    for number in (0x1234, 4660.0, 1j, True, Fraction(1), "x"):
+        for compare in each(lambda: shared.regs.SERIAL == number, lambda: number != shared.regs.SERIAL):
+            with pytest.raises(TypeError, match=r"compare SERIAL.read\(\)"):
+                compare()
     with pytest.raises(TypeError, match=r"give SERIAL.read\(\)"):
         assert shared.regs.SERIAL
     assert shared.regs.SERIAL == shared.regs["SERIAL"]
     assert shared.regs.SERIAL != shared.regs.CTRL
     assert shared.regs.SERIAL.read() == 0x1234
+
+
+def test_a_copy_of_a_register_is_the_register(shared: rynvel.Device) -> None:
+    regs = shared.regs
+    for thing in (regs, regs.CTRL, regs.CTRL.LINE, regs.DATA, regs.CLOCK):
+        assert copy.copy(thing) is thing and copy.deepcopy([thing])[0] is thing
+        with pytest.raises(TypeError, match="of traf.top|array .* belongs to this process"):
+            pickle.dumps(thing)
+
+
+def test_a_device_has_no_further_attributes(shared: rynvel.Device) -> None:
+    device: Any = shared
+    for name in ("CTRL", "timeout", "regs"):
+        with pytest.raises(AttributeError):
+            setattr(device, name, 7)
+    assert shared.regs.CTRL.read() == 0 == shared.read(0)
 
 
 def test_completion_offers_names_and_reads_nothing(map_file: Path) -> None:
@@ -443,6 +467,16 @@ class TestMaps:
         for path in paths:
             with server.open("traf.top", map=path) as device:
                 assert "CTRL" in device.regs
+
+    @pytest.mark.parametrize("paths", [5, 1.0, True, [5], ["board.svd", None], {"a": 1}.values()], ids=str)
+    def test_that_are_not_paths_are_refused_at_once(self, server: SimulatedServer, paths: Any) -> None:
+        for refuse in each(
+            lambda: server.open("traf.top", map=paths),
+            lambda: rynvel.open("traf.top", server.address, map=paths),
+            lambda: SimulatedServer(maps=paths),
+        ):
+            with pytest.raises(TypeError, match="^maps?: (int|float|bool|NoneType) is not a path"):
+                refuse()
 
     @pytest.mark.parametrize("path", ["a\0b", b"a\0b", "\ud800", ["board.svd", "\0"]])
     def test_with_an_impossible_path_are_refused(self, server: SimulatedServer, path: Any) -> None:
