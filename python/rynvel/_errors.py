@@ -8,6 +8,12 @@ from typing import Any, Callable
 
 # Attributes of OSError that are not in the dictionary of an exception.
 _ATTRIBUTES_OF_OSERROR = ("strerror", "filename")
+_MOST_CHARACTERS = 100
+
+
+def quoted(text: str) -> str:
+    """Returns a text of the caller for a message: a long one is a mistake, and the message must stay readable."""
+    return repr(text if len(text) <= _MOST_CHARACTERS else text[:_MOST_CHARACTERS] + "...")
 
 
 class Error(Exception):

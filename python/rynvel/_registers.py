@@ -17,7 +17,7 @@ from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, NoReturn, Self, SupportsIndex, Union
 
 from . import _maps
-from ._errors import MapError, NotAllowedError, UnknownNameError, ValueTooWideError
+from ._errors import MapError, NotAllowedError, UnknownNameError, ValueTooWideError, quoted
 
 if TYPE_CHECKING:
     from ._device import Device
@@ -54,7 +54,7 @@ class FieldValue(int):
     def __eq__(self, other: object) -> bool:
         # A comparison that is never true would hide a mistake, because you assign the same text to the field.
         if isinstance(other, str):
-            raise TypeError(f"the value of a field is an integer (compare its name with {other!r})")
+            raise TypeError(f"the value of a field is an integer (compare its name with {quoted(other)})")
         return int.__eq__(self, other)
 
     def __ne__(self, other: object) -> bool:
@@ -169,8 +169,7 @@ def _text_of(value: int) -> str:
 
 
 def _did_you_mean(names: Sequence[str]) -> str:
-    quoted = [repr(name) for name in names]
-    return f"did you mean {_alternatives(quoted)}?" if names else ""
+    return f"did you mean {_alternatives([repr(name) for name in names])}?" if names else ""
 
 
 def _alternatives(texts: Sequence[str]) -> str:
@@ -397,7 +396,7 @@ class Register(_Handle):
         names = list(self)
         choices = f"give {_alternatives([repr(each) for each in names])}" if names else "the register has no fields"
         return self._context.unknown(
-            f"register {self._path} has no field {name!r}", _did_you_mean(similar) or choices
+            f"register {self._path} has no field {quoted(name)}", _did_you_mean(similar) or choices
         )
 
     def _fitting(self, name: str, value: SupportsIndex) -> int:
@@ -420,7 +419,7 @@ class Register(_Handle):
             if named is None:
                 names = [repr(name) for name, _ in field.values]
                 raise self._context.refusal(
-                    f"{self._subject(position)}: {value!r} is not a value of the field "
+                    f"{self._subject(position)}: {quoted(value)} is not a value of the field "
                     f"(give {_alternatives(['a number', *names])})"
                 )
             number = named
@@ -574,7 +573,7 @@ class _Array(_Handle):
 
     def _element(self, index: SupportsIndex | str, context: _Context) -> Any:
         if isinstance(index, str):
-            text, shown = index, repr(index)
+            text, shown = index, quoted(index)
         else:
             number = integer_of(index, f"{self._name}: the index")
             shown = _text_of(number)
@@ -736,7 +735,7 @@ class RegisterGroup(_Handle):
 
     def _unknown(self, path: str) -> UnknownNameError:
         return self._context.unknown(
-            f"{path!r} is not a name in {self._context.root.file}", _did_you_mean(self._view.similar(path))
+            f"{quoted(path)} is not a name in {self._context.root.file}", _did_you_mean(self._view.similar(path))
         )
 
 

@@ -15,6 +15,7 @@ from types import TracebackType
 from typing import Callable, NamedTuple
 
 from . import _core
+from ._errors import quoted
 
 
 class TraceRecord(NamedTuple):
@@ -53,7 +54,7 @@ class Trace:
         self._pattern = _compiled(channel)
         if not any(self._pattern.fullmatch(name) for name, _ in _core.trace_channels()):
             names = ", ".join(sorted({name for name, _ in _core.trace_channels()}))
-            raise ValueError(f"channel: {channel!a} matches no channel (the channels are {names})")
+            raise ValueError(f"channel: {quoted(channel)} matches no channel (the channels are {names})")
         self.channel = channel
         self.level = level
         self._sink = sink

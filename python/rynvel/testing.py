@@ -25,7 +25,7 @@ from pathlib import Path
 from types import TracebackType
 from typing import IO, TYPE_CHECKING
 
-from ._errors import Error, MissingFileError
+from ._errors import Error, MissingFileError, quoted
 from ._registers import MapPaths, integer_of, list_of_paths, map_paths
 
 if TYPE_CHECKING:
@@ -327,7 +327,7 @@ class SimulatedServer:
         except UnicodeEncodeError:
             encoded = b""
         if not 0 < len(encoded) < 128 or b"\0" in encoded:
-            raise ServerError(f"{name!r} is not the name of a device")
+            raise ServerError(f"{quoted(name)} is not the name of a device")
         connection.settimeout(max(deadline.left(), 0.001))
         connection.sendall(_REQUEST.pack(kind, encoded, 0, *words, len(values), _HOST_ORDER, 0))
         answer = b""
