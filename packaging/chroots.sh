@@ -21,16 +21,22 @@ chroot_archive() {
     mirror=$(debian_mirror) ||
         die "apt has no address for the packages of Debian $(debian_release) (see sources.list(5))"
     archive="$chroot_cache/$name-$(sha256sum <<<"$variant $architectures $packages $mirror" | head -c 16).tar"
-    [ -e "$archive" ] || make_chroot_archive "$archive" "$chroot_cache/$name-" \
-        --variant="$variant" --architectures="$architectures" ${packages:+--include="$packages"} \
-        --aptopt='APT::Install-Recommends "false"' "$(debian_release)" - \
-        <<<"deb $mirror $(debian_release) main" || return
+    mkdir -p "$chroot_cache"
+    # Several tests may need the archive at the same time.
+    (
+        flock 9
+        [ -e "$archive" ] || make_chroot_archive "$archive" "$chroot_cache/$name-" \
+            --variant="$variant" --architectures="$architectures" ${packages:+--include="$packages"} \
+            --aptopt='APT::Install-Recommends "false"' --dpkgopt=force-unsafe-io "$(debian_release)" - \
+            <<<"deb $mirror $(debian_release) main"
+    ) 9>"$chroot_cache/$name.lock" || return
     printf '%s\n' "$archive"
 }
 
 # Prints the archive of the root file system in which packages are tried, with all packages that these need.
 installation_chroot() {
-    chroot_archive installation-amd64 minbase amd64 apt-utils cmake dpkg-dev g++ make pkg-config systemd udev
+    chroot_archive installation-amd64 minbase amd64 apt-utils cmake dpkg-dev g++ libjs-sphinxdoc make \
+        node-normalize.css pkg-config python3 systemd udev
 }
 
 # Makes an archive. The arguments are the archive, the common beginning of the names of earlier archives, and the
@@ -38,7 +44,6 @@ installation_chroot() {
 make_chroot_archive() {
     local archive=$1 earlier=$2
     shift 2
-    mkdir -p "$chroot_cache"
     printf 'making the root file system %s\n' "${archive##*/}" >&2
     as_root mmdebstrap --quiet --format=tar "${@:1:$#-1}" "$archive.new" - >"$archive.log" 2>&1 ||
         die "cannot make the root file system (see $archive.log)"

@@ -28,16 +28,24 @@ copy_sources() {
         chmod -R u=rwX,go=rX "$1"
 }
 
-# Prints the build dependencies without those that only the tests need. For a cross build, libraries are those of the
-# given architecture.
-build_dependencies() {
-    sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([^ ,]*\).*/\1/p' "$package_tree/debian/control" |
-        grep -vxE "$(test_dependencies | paste -s -d '|')|debhelper-compat|dh-sequence-.*"
-    printf '%s\n' debhelper dh-python
-    [ "$1" = amd64 ] || printf '%s\n' "crossbuild-essential-$1" "libpugixml-dev:$1" "libpython3-dev:$1"
+# Prints the packages in a field of debian/control that a build with a profile needs. The arguments are the field and
+# the profile.
+packages_in_field() {
+    sed -n "/^$1:\$/,/^[A-Z]/p" "$package_tree/debian/control" | grep -vF "<!$2>" |
+        sed -nE 's/^ ([^ ,:]*).*/\1/p' | grep -vxE 'debhelper-compat|dh-sequence-.*'
 }
 
-test_dependencies() { sed -n 's/^ \([^ ,]*\) <!nocheck>,$/\1/p' "$package_tree/debian/control"; }
+# Prints the build dependencies without those that only the tests need. For a cross build, libraries are those of the
+# given architecture, and there is no documentation.
+build_dependencies() {
+    packages_in_field Build-Depends nocheck
+    printf '%s\n' debhelper dh-python
+    if [ "$1" = amd64 ]; then
+        packages_in_field Build-Depends-Indep nocheck
+    else
+        printf '%s\n' "crossbuild-essential-$1" "libpugixml-dev:$1" "libpython3-dev:$1"
+    fi
+}
 
 # Prints the archive of the root file system in which packages of an architecture are built.
 build_chroot() {
@@ -69,7 +77,7 @@ buildpackage_options() {
     if [ "$1" = amd64 ]; then
         echo "--build=full --build-profiles=nocheck --hook-source='touch --date=$source_date debian'"
     else
-        echo "--build=binary --host-arch=$1 --build-profiles=cross,nocheck"
+        echo "--build=binary --host-arch=$1 --build-profiles=cross,nocheck,nodoc"
     fi
 }
 

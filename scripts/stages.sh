@@ -217,16 +217,18 @@ check_python_types() {
     MYPYPATH=$PWD/build/python/python:$PWD/python/tests/$1 mypy --strict --cache-dir build/python/mypy "${@:2}"
 }
 
+# Prints a command that runs the quick tests of the Python package in a folder. The arguments are the folder and what
+# its program needs.
+python_tests() {
+    echo "python/tests/$1/run ${*:2} -m 'not slow' --junitxml='$RYNVEL_RESULTS/python_$1_tests.xml'"
+}
+
 stage_python() {
-    local name
     build python && check_python_types core -p rynvel && check_python_types core python/tests/core/*.py &&
         check_python_types package python/tests/package/*.py python/examples/*.py &&
-        check_python_types target python/tests/target/*.py && build armhf-python || return
-    for name in core package; do
-        python/tests/$name/run build/python -m 'not slow' --junitxml="$RYNVEL_RESULTS/python_${name}_tests.xml" || return
-    done
-    python/tests/target/run build/armhf build/python/server/rynveld \
-        --junitxml="$RYNVEL_RESULTS/python_target_tests.xml"
+        check_python_types target python/tests/target/*.py && build armhf-python &&
+        together "$(python_tests core build/python)" "$(python_tests package build/python)" \
+            "$(python_tests target build/armhf build/python/server/rynveld)"
 }
 
 stage_pythonlong() {
@@ -395,11 +397,13 @@ stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
 
 stage_fuzz() { test_preset fuzz; }
 
-# Builds the packages of both architectures, and then tests them.
+# Builds the packages of both architectures, and then tests them. Much of a build or a test uses one processor, or waits
+# for the disk, so more of them run at the same time than there are processors.
 stage_packages() {
     local folder=build/packages tests=tests/packages
-    packaging/build amd64 && packaging/build armhf &&
-        together "$tests/contents.sh $folder/amd64 $folder/armhf" "$tests/installation.sh $folder/amd64" \
-            "$tests/reproducibility.sh amd64 $folder/amd64" "$tests/reproducibility.sh armhf $folder/armhf" \
-            "$tests/debian_tools.sh $folder/amd64" "$tests/board.sh $folder/armhf"
+    together 'packaging/build amd64' 'packaging/build armhf' &&
+        together_at_most 4 "$tests/reproducibility.sh amd64 $folder/amd64" \
+            "$tests/reproducibility.sh armhf $folder/armhf" "$tests/debian_tools.sh $folder/amd64" \
+            "$tests/board.sh $folder/armhf" "$tests/installation.sh $folder/amd64" \
+            "$tests/contents.sh $folder/amd64 $folder/armhf"
 }

@@ -94,7 +94,7 @@ Maps::NamedRegister findNamed(const NameInDevice& name, const Maps::DeviceDescri
 /** Returns why metrics cannot contain a register or field; empty if they can. */
 std::string obstacleTo(const Maps::NamedRegister& named, const Maps::DeviceRegisters& registers) {
     const Maps::LocatedRegister& located = named.located;
-    const std::string obstacle = registers.obstacleTo(located);
+    std::string obstacle = registers.obstacleTo(located);
     if (!obstacle.empty()) {
         return obstacle;
     }

@@ -494,7 +494,7 @@ Options optionsOf(const Words& commandLine, const std::string& file, const Optio
 }
 
 /** Returns the position of the last line that has an option; the file itself if no line has it. */
-std::string positionOf(const std::string& option, const std::string& file, const OptionsLines& lines) {
+std::string lastLineWith(const std::string& option, const std::string& file, const OptionsLines& lines) {
     const auto line = std::find_if(lines.rbegin(), lines.rend(), [&](const OptionsLine& each) {
         return each.word.substr(0, each.word.find('=')) == option;
     });
@@ -516,7 +516,7 @@ Options reloadedOptions(const Options& running) {
     Options options = optionsOf(running.commandLine, running.file, lines);
     for (const auto& [name, texts] : options.fixed) {
         if (texts != running.fixed.at(name)) {
-            fail(positionOf(name, running.file, lines) + name +
+            fail(lastLineWith(name, running.file, lines) + name +
                  ": the option cannot change while the server runs (restart the server)");
         }
     }

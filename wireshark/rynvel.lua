@@ -52,6 +52,9 @@ local experts = {
     unrequested = newExpert("unrequested", "The capture contains no request for this record", "SEQUENCE", "WARN"),
     early = newExpert("early", "The client has not waited for the previous response", "SEQUENCE", "WARN"),
     notOpen = newExpert("not_open", "The first captured request of the connection is not Open", "SEQUENCE", "NOTE"),
+    lost = newExpert("lost", "The dissector has lost synchronization: bytes are missing, or their order differs",
+        "REASSEMBLE", "ERROR"),
+    truncated = newExpert("truncated", "The capture contains only the beginning of the packet", "UNDECODED", "NOTE"),
     odd = newExpert("odd", "The server refuses this request", "PROTOCOL", "WARN"),
     malformed = newExpert("malformed", "The record breaks the protocol", "MALFORMED", "ERROR")
 }
@@ -122,22 +125,39 @@ end
 
 local function reportNames(problem) report_failure("rynvel: " .. problem) end
 
-local function readNames(path)
+-- Returns the lines of a file, without their ends; nil and the problem if the file cannot be read.
+local function linesOf(path)
     local file, problem = io.open(path)
     if not file then
+        return nil, problem
+    end
+    -- A folder can be opened, and cannot be read.
+    local text
+    text, problem = file:read("*a")
+    file:close()
+    if not text then
+        return nil, path .. ": " .. problem
+    end
+    local lines = {}
+    for line in (text .. "\n"):gmatch("(.-)\r?\n") do
+        table.insert(lines, line)
+    end
+    return lines
+end
+
+local function readNames(path)
+    local lines, problem = linesOf(path)
+    if not lines then
         return reportNames(problem)
     end
-    local reader, count = {names = {}}, 0
-    for line in file:lines() do
-        count = count + 1
+    local reader = {names = {}}
+    for number, line in ipairs(lines) do
         local word, rest = line:match("^(%a+) (.*)$")
         if line ~= "" and line:sub(1, 1) ~= "#" and not (lineReaders[word] and lineReaders[word](reader, rest)) then
-            file:close()
-            return reportNames(path .. ":" .. count ..
+            return reportNames(path .. ":" .. number ..
                 ": the line does not name a register (make the file with 'rynvelctl maps wireshark')")
         end
     end
-    file:close()
     names = reader.names
 end
 
@@ -286,12 +306,14 @@ local function destinationOf(pinfo) return tostring(pinfo.dst) .. " " .. pinfo.d
 local function isResult(word) return word == 0 or word == highest end
 
 local function resemblesRequest(tvb)
-    local hasName = tvb:len() > interruptSize and tvb:len() ~= responseSize and tvb(4, 1):uint() > 0x20
-    return (hasName or tvb:len() == requestSize) and tvb(0, 4):uint() <= Debug
+    local size = tvb:reported_len()
+    local hasName = tvb:len() > interruptSize and size ~= responseSize and tvb(4, 1):uint() > 0x20
+    return (hasName or (size == requestSize and tvb:len() >= 4)) and tvb(0, 4):uint() <= Debug
 end
 
 local function resemblesAnswer(tvb)
-    return tvb:len() == interruptSize or (tvb:len() > interruptSize and isResult(tvb(0, 4):uint()))
+    local size = tvb:reported_len()
+    return size == interruptSize or (size >= responseSize and tvb:len() >= 4 and isResult(tvb(0, 4):uint()))
 end
 
 -- The client sends the first record of a connection. The capture can begin later: therefore, the bytes decide, and the
@@ -314,24 +336,48 @@ end
 local function connectionOf(tvb, pinfo)
     local key = keyOf(pinfo)
     connections[key] = connections[key] or {
-        waiting = {}, requests = 0, client = isFromClient(tvb, pinfo) and sourceOf(pinfo) or destinationOf(pinfo)
+        waiting = {first = 1, last = 0}, requests = 0, isPartial = {}, isLost = {},
+        client = isFromClient(tvb, pinfo) and sourceOf(pinfo) or destinationOf(pinfo)
     }
-    return connections[key]
+    local connection = connections[key]
+    -- The first bytes can be the middle of a record. The direction is certain after the first request.
+    if connection.requests == 0 and resemblesRequest(tvb) then
+        connection.client = sourceOf(pinfo)
+    end
+    return connection
 end
 
--- A record that breaks the protocol has the kind "Data": the rest of the segment, because its size is unknown.
-local function data(problem) return {kind = "Data", problem = problem} end
+-- Bytes that are not a record have the kind "Data". They are the rest of the segment, because the size is unknown.
+local function data(problem)
+    return {kind = "Data", expert = experts.malformed, text = "not a record of the protocol", problem = problem}
+end
+
+-- The requests that wait for a response are in a queue, because a client can send thousands of them in advance.
+local function waitingCount(connection) return connection.waiting.last - connection.waiting.first + 1 end
+
+-- Removes the first waiting request and returns it; nil if there is none.
+local function takeWaiting(connection)
+    local waiting = connection.waiting
+    local request = waiting[waiting.first]
+    if request then
+        waiting[waiting.first] = nil
+        waiting.first = waiting.first + 1
+    end
+    return request
+end
 
 local function addRequest(connection, request)
     request.isFirst = connection.requests == 0
-    request.isEarly = #connection.waiting > 0
+    request.isEarly = waitingCount(connection) > 0
     connection.requests = connection.requests + 1
-    table.insert(connection.waiting, request)
+    local waiting = connection.waiting
+    waiting.last = waiting.last + 1
+    waiting[waiting.last] = request
     return request
 end
 
 local function addResponse(connection, response, pinfo)
-    response.request = table.remove(connection.waiting, 1)
+    response.request = takeWaiting(connection)
     if response.request then
         response.request.response = pinfo.number
         local arms = response.request.type == WaitForInterrupt and response.result == 0
@@ -340,51 +386,171 @@ local function addResponse(connection, response, pinfo)
     return response
 end
 
--- Returns the next record that the client sends; nil and its size if it is incomplete.
-local function nextOfClient(connection, range)
-    if range:len() >= 4 and range:len() < requestSize and range(0, 4):uint() > Debug then
-        return data("The data is not a request (the type of a request is at most 13)"), range:len()
-    elseif range:len() < requestSize then
-        return nil, requestSize
+-- Forgets what unknown bytes can have changed: whether the connection is armed. Bytes of the server can also be a
+-- response to any of the waiting requests.
+local function forget(connection, isClient)
+    connection.armed = nil
+    if not isClient then
+        connection.waiting = {first = 1, last = 0}
     end
-    return addRequest(connection, parseRequest(range)), requestSize
 end
 
--- Returns whether the bytes can be the beginning of a response. After a request on an armed connection, the server can
--- still send interrupts before the response. It sends each of them in one piece.
+-- If segments are missing or arrive in a different order, a segment does not begin with a record. The dissector resumes
+-- at the next segment that begins with a record.
+local function lost(connection, isClient)
+    forget(connection, isClient)
+    connection.isLost[isClient] = true
+    return {
+        kind = "Data", expert = experts.lost, text = "lost synchronization",
+        problem = "The dissector has lost synchronization: bytes are missing, or their order differs"
+    }
+end
+
+local function truncated(connection, isClient)
+    forget(connection, isClient)
+    return {
+        kind = "Data", expert = experts.truncated, text = "truncated by the capture",
+        problem = "The capture contains only the beginning of the packet"
+    }
+end
+
+-- Returns whether the beginning of a range is possibly not a record of the peer: TCP has joined segments,
+-- or the segment does not consist of whole records.
+local function isDoubtful(connection, isClient, range, size)
+    return connection.isPartial[isClient] or range:len() % size ~= 0
+end
+
+local function isPlausibleRequest(request, range)
+    return request.type <= Debug and request.device ~= "" and isText(request.device) and request.isTerminated and
+        request.length <= capacity and request.byteOrder <= 1 and
+        not range(4, 128):raw():find("[^\0]", #request.device + 1)
+end
+
+local function notARequest(connection)
+    return connection.isLost[true] and lost(connection, true) or
+        data("The data is not a request (the type of a request is at most 13)")
+end
+
+-- Returns a problem as data; nil if the bytes can be the beginning of a request.
+local function refuseBeginning(connection, range)
+    if range:len() >= 4 and range(0, 4):uint() > Debug then
+        return notARequest(connection)
+    elseif range:len() > 4 and range(4, 1):uint() == 0 then
+        return lost(connection, true)
+    end
+end
+
+-- Returns the next record that the client sends; nil and its size if it is incomplete.
+local function nextOfClient(connection, range)
+    if range:len() < requestSize then
+        local problem = refuseBeginning(connection, range)
+        connection.isPartial[true] = not problem
+        return problem, problem and range:len() or requestSize
+    end
+    local request = parseRequest(range)
+    if isDoubtful(connection, true, range, requestSize) and not isPlausibleRequest(request, range) then
+        local isForeign = connection.requests == 0 and request.type > Debug and not connection.isPartial[true]
+        connection.isPartial[true] = false
+        return isForeign and notARequest(connection) or lost(connection, true), range:len()
+    end
+    connection.isPartial[true], connection.isLost[true] = false, false
+    return addRequest(connection, request), requestSize
+end
+
+-- Returns whether the bytes can be the beginning of a response.
 local function resemblesResponse(range)
     return range:len() > interruptSize and isResult(range(0, 4):uint())
 end
 
+-- Returns the length of a successful response to a request; nil if it depends on the server.
+local function expectedLength(request)
+    return readWidths[request.type] and request.length or
+        (writeWidths[request.type] or request.type == WaitForInterrupt) and 0 or nil
+end
+
+-- Returns whether a response is plausible, and has the length that its request determines. The request may be nil.
+local function fits(response, request)
+    local expected = request and response.result == 0 and expectedLength(request) or response.length
+    return isResult(response.result) and response.length <= capacity and response.length == expected
+end
+
+-- Returns whether the bytes are a response to a request. The unused values must be 0: otherwise, interrupts after a
+-- response could look like a part of it.
+local function isResponseTo(request, range)
+    local response = parseResponse(range)
+    return fits(response, request) and not range(4, 512):raw():find("[^\0]", 4 * response.length + 1)
+end
+
+-- After a request on an armed connection, the server can still send interrupts before the response. Their words can
+-- equal the result of a response. If one segment contains them all, its length determines the number of interrupts.
+local function hasInterruptBeforeResponse(connection, range)
+    local length = range:len() - responseSize
+    return waitingCount(connection) == 1 and length > 0 and length % interruptSize == 0 and
+        isResponseTo(connection.waiting[connection.waiting.first], range(length))
+end
+
 local function expectsInterrupt(connection, range)
     if connection.armed then
-        return #connection.waiting == 0 or not resemblesResponse(range)
+        return waitingCount(connection) == 0 or not resemblesResponse(range) or
+            hasInterruptBeforeResponse(connection, range)
     end
-    return #connection.waiting == 0 and range:len() == interruptSize
+    return waitingCount(connection) == 0 and range:len() == interruptSize
+end
+
+-- Returns the response at the beginning of a range; nil and its size if it is incomplete.
+local function nextResponse(connection, range, pinfo)
+    if range:len() < responseSize then
+        if range:len() >= 4 and not isResult(range(0, 4):uint()) then
+            return lost(connection, false), range:len()
+        end
+        connection.isPartial[false] = true
+        return nil, responseSize
+    end
+    local response = parseResponse(range)
+    local isWrong = isDoubtful(connection, false, range, responseSize) and
+        not fits(response, connection.waiting[connection.waiting.first])
+    connection.isPartial[false] = false
+    if isWrong then
+        return lost(connection, false), range:len()
+    end
+    connection.isLost[false] = false
+    return addResponse(connection, response, pinfo), responseSize
 end
 
 -- Returns the next record that the server sends; nil and its size if it is incomplete.
 local function nextOfServer(connection, range, pinfo)
-    local isExpected = connection.armed or #connection.waiting > 0
+    local isExpected = connection.armed or waitingCount(connection) > 0
     local isWhole = range:len() == interruptSize or (range:len() >= responseSize and resemblesResponse(range))
     if not isExpected and not isWhole then
-        return data("The data is neither a response nor an interrupt"), range:len()
+        return connection.isLost[false] and lost(connection, false) or
+            data("The data is neither a response nor an interrupt"), range:len()
     elseif expectsInterrupt(connection, range) then
         if range:len() < interruptSize then
             return nil, interruptSize
         end
         return {kind = "Interrupt", word = range(0, 4):uint(), armed = connection.armed}, interruptSize
-    elseif range:len() < responseSize then
-        return nil, responseSize
     end
-    return addResponse(connection, parseResponse(range), pinfo), responseSize
+    return nextResponse(connection, range, pinfo)
+end
+
+-- Returns whether the captured bytes of a truncated packet contain the next record.
+local function containsNext(connection, isClient, range)
+    local isInterrupt = not isClient and connection.armed and expectsInterrupt(connection, range)
+    return range:len() >= (isClient and requestSize or isInterrupt and interruptSize or responseSize)
+end
+
+local function nextRecord(connection, isClient, range, pinfo, isTruncated)
+    if isTruncated and not containsNext(connection, isClient, range) then
+        return truncated(connection, isClient), range:len()
+    end
+    return (isClient and nextOfClient or nextOfServer)(connection, range, pinfo)
 end
 
 -- Returns the record at the beginning of a range, with its size. Returns no record if the range is too short.
-local function recordAt(place, connection, range, pinfo)
+local function recordAt(place, connection, range, pinfo, isTruncated)
     if not records[place] then
         local isClient = sourceOf(pinfo) == connection.client
-        local record, size = (isClient and nextOfClient or nextOfServer)(connection, range, pinfo)
+        local record, size = nextRecord(connection, isClient, range, pinfo, isTruncated)
         if record then
             record.frame, record.time = pinfo.number, pinfo.rel_ts
             record.isFurther = lastFrame == pinfo.number
@@ -542,7 +708,7 @@ function adders.Response(tree, range, response)
     item = addLength(tree, range(516, 4), response.length)
     local request = response.request
     if request and response.result == 0 then
-        local expected = readWidths[request.type] and request.length or writeWidths[request.type] and 0
+        local expected = widthOf(request) and expectedLength(request)
         addMalformed(item, expected and expected ~= response.length,
             "The length differs from the number of registers (" .. tostring(expected) .. ")")
     end
@@ -560,12 +726,12 @@ function adders.Interrupt(tree, range, interrupt)
 end
 
 function adders.Data(tree, range, record)
-    tree:add(fields.data, range):add_proto_expert_info(experts.malformed, record.problem)
+    tree:add(fields.data, range):add_proto_expert_info(record.expert, record.problem)
 end
 
 local texts = {
     Request = requestText, Response = responseText, Interrupt = interruptText,
-    Data = function() return "not a record of the protocol" end
+    Data = function(record) return record.text end
 }
 
 local function show(tree, range, record, pinfo)
@@ -582,12 +748,12 @@ function rynvel.dissector(tvb, pinfo, tree)
     pinfo.cols.protocol = "RYNVEL"
     pinfo.cols.info:clear()
     local connection = connectionOf(tvb, pinfo)
-    local offset = 0
+    local offset, isTruncated = 0, tvb:reported_len() > tvb:len()
     while offset < tvb:len() do
         local range = tvb(offset)
         -- A frame can contain the end of a reassembled record and further records, in different buffers.
         local place = pinfo.number .. " " .. tvb:offset() + offset
-        local record, size = recordAt(place, connection, range, pinfo)
+        local record, size = recordAt(place, connection, range, pinfo, isTruncated)
         if not record then
             pinfo.desegment_offset = offset
             pinfo.desegment_len = size - range:len()

@@ -48,7 +48,7 @@ public:
         for (std::size_t i = 0; i + 1 < line.size(); ++i) {
             require(line[i] >= ' ' && line[i] <= '~', "a line of the audit has plain characters");
             isInText = isInText != (line[i] == '"');
-            i += line[i] == '\\' ? 1 : 0;
+            i += line[i] == '\\' ? 1U : 0U;
         }
         require(!isInText && line.substr(line.size() - 3) == "\"}\n", "a line of the audit is a whole object");
         return 0;

@@ -39,7 +39,8 @@ make_earlier_package() {
 makes_a_system() {
     local archive package
     archive=$(installation_chroot) && unpack_chroot "$archive" "$system" &&
-        as_root mkdir -p "$system"/{packages,earlier,sources/debian,sources/tests} &&
+        as_root mkdir -p "$system"/{packages,earlier,sources/debian,sources/tests,sources/docs/site} &&
+        as_root cp "$root/docs/site/check-links" "$system/sources/docs/site" &&
         as_root cp -r "$root/debian/tests" "$system/sources/debian" &&
         as_root cp -r "$root/tests/installed" "$system/sources/tests" &&
         as_root cp "$packages"/*.deb "$system/packages" && as_root rm -f "$system"/packages/*-dbgsym_*.deb || return
@@ -90,6 +91,9 @@ serves_as_its_own_user() {
         tee /dev/stderr | grep -qx 0x00000000
 }
 
+# The installation replaces files of the site with links to other packages.
+site_is_complete() { in_system /sources/docs/site/check-links /usr/share/doc/librynvel-doc/html; }
+
 removes_all_but_the_configuration() {
     in_system dpkg --remove $names && [ "$(cat "$system/etc/default/rynveld")" = "$setting" ] &&
         ! in_system sh -c 'ls /usr/bin/rynvelctl /usr/sbin/rynveld /usr/lib/*/librynvel*'
@@ -107,9 +111,10 @@ trap 'remove_chroot "$system"; rm -rf "$work"' EXIT
 check 'a new root file system is made' makes_a_system
 check 'the packages of an earlier version are installed' installs_the_earlier_version
 check 'an upgrade keeps an edited configuration file' keeps_an_edited_configuration
-for test in c-program cxx-program register-server accounts; do
+for test in c-program cxx-program register-server accounts python-package; do
     check "the installed packages pass the test $test" passes_its_test $test
 done
+check 'no link of the installed site leads nowhere' site_is_complete
 check 'an installation does not enable the register server' does_not_enable_the_server
 check 'the unit of the register server has an exposure of at most 2.0' unit_is_safe
 check 'the register server serves as its own user' serves_as_its_own_user

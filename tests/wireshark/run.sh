@@ -112,6 +112,13 @@ selects_records() {
         -Y 'rynvel.device == "rtc0" && rynvel.register == "RTCCR" && rynvel.time')" = $'0x00000000\n0x00000001' ]
 }
 
+# The option of TCP puts the segments in order, so the dissector does not lose synchronization in the first connection.
+shows_reordered_records() {
+    tshark -2 -r "$work/disordered.pcap" -Y 'rynvel && tcp.stream == 0' -T fields -e rynvel.record -e rynvel.type \
+        "${dissector[@]}" -o tcp.reassemble_out_of_order:TRUE 2>/dev/null >"$work/reordered" &&
+        diff - "$work/reordered" <<<$'Request\t0\nResponse\t0\nRequest\t4\nResponse\t4\nRequest\t1\nResponse\t1'
+}
+
 # Prints the names of registers that the dissector finds in the capture `named`, and its messages.
 registers_of() {
     tshark -r "$work/named.pcap" -T fields -e rynvel.register "${dissector[@]}" -o "rynvel.registers:$1" 2>&1
@@ -136,10 +143,23 @@ refuses_wrong_register_names() {
     registers_of "$work/missing.txt" | grep -F "rynvel: $work/missing.txt: No such file"
 }
 
+# The dissector reports the problem and shows the records without names.
+refuses_a_folder_of_register_names() {
+    registers_of "$work" >"$work/registers"
+    grep -F "rynvel: $work: Is a directory" "$work/registers" && ! grep 'Lua:' "$work/registers"
+}
+
+reads_register_names_with_carriage_returns() {
+    sed 's/$/\r/' "$here/registers.txt" >"$work/crlf.txt"
+    registers_of "$here/registers.txt" | grep '^CTRL' &&
+        diff <(registers_of "$here/registers.txt") <(registers_of "$work/crlf.txt")
+}
+
 # The dissector shows every record, even with damaged bytes. A failure of the script would appear as "Lua Error".
 shows_damaged_records() {
     local seed
-    mergecap -a -w "$work/all.pcap" "$work"/{split,pipelined,malformed,middle}.pcap || return
+    mergecap -a -w "$work/all.pcap" \
+        "$work"/{split,pipelined,adjacent,disordered,truncated,malformed,middle}.pcap || return
     for seed in 1 2 3; do
         editcap --seed $seed -E 0.01 -o 40 "$work/all.pcap" "$work/damaged.pcap" &&
             tshark -2 -r "$work/damaged.pcap" -V "${dissector[@]}" 2>/dev/null >"$work/damaged" &&
@@ -150,7 +170,7 @@ shows_damaged_records() {
 check 'a user can capture an exchange of rynvelctl and rynveld' captures_the_exchange
 check 'rynvelctl writes the names of registers' writes_the_register_names
 check 'the generated captures can be written' "$here/make-captures" "$work"
-for capture in exchange split pipelined malformed middle named; do
+for capture in exchange split pipelined adjacent disordered truncated malformed middle named; do
     names=
     times=
     case $capture in
@@ -161,7 +181,10 @@ for capture in exchange split pipelined malformed middle named; do
     check "the same in one pass of the capture '$capture'" shows_the_same_in_one_pass $capture "$names" $times
 done
 check 'the dissector shows the records of other ports that a user selects' dissects_other_ports
+check 'the dissector shows the records of segments that TCP has put in order' shows_reordered_records
 check 'a display filter selects records by their device and register' selects_records
 check 'the dissector refuses a file that does not contain register names' refuses_wrong_register_names
+check 'the dissector refuses a folder instead of a file with register names' refuses_a_folder_of_register_names
+check 'the lines of a file with register names may end with CR LF' reads_register_names_with_carriage_returns
 check 'the dissector shows damaged records' shows_damaged_records
 summary

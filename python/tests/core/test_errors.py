@@ -20,7 +20,16 @@ from typing import Any
 
 import pytest
 from conftest import calls
-from support import DEADLINE, FILE_BYTES, ScriptedServer, descriptors, response, run_python, run_successfully, wait_until
+from support import (
+    DEADLINE,
+    FILE_BYTES,
+    ScriptedServer,
+    descriptors,
+    response,
+    run_python,
+    run_successfully,
+    wait_until,
+)
 
 import rynvel
 from rynvel.testing import ServerError

@@ -109,7 +109,12 @@ def test_a_text_is_never_a_number(shared: rynvel.Device) -> None:
 
 def test_a_value_is_not_compared_with_a_text() -> None:
     value = rynvel.FieldValue(2, "fast")
-    for compare in each(lambda: value == "fast", lambda: value != "fast", lambda: "slow" == value, lambda: value in ["fast"]):
+    for compare in each(
+        lambda: value == "fast",
+        lambda: value != "fast",
+        lambda: "slow" == value,
+        lambda: value in ["fast"],
+    ):
         with pytest.raises(TypeError, match="compare its name with '(fast|slow)'"):
             compare()
     assert value == 2 == value and value == 2.0 and value != 3 and value != 2.5 and value is not None
