@@ -455,6 +455,8 @@ def test_no_warning_is_given_for_closed_devices(files: Path) -> None:
 
 
 def test_help_describes_every_function() -> None:
+    # help() lists all exceptions before the functions.
+    assert {"open()", "devices()", "trace()"} <= set(str(rynvel.__doc__).split())
     for name in rynvel.__all__:
         assert inspect.getdoc(getattr(rynvel, name)), name
     for name, member in inspect.getmembers(rynvel.Device):

@@ -6,7 +6,9 @@ from __future__ import annotations
 import io
 import re
 import signal
+import sys
 import threading
+import time
 from pathlib import Path
 from typing import Any
 
@@ -278,6 +280,23 @@ def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[
     assert not later and not records
 
 
+def interrupt_when_blocked(function: str) -> None:
+    """Interrupts the main thread when it waits in a function."""
+    main = threading.main_thread().ident or 0
+
+    def position() -> tuple[str, int]:
+        frame = sys._current_frames()[main]
+        return frame.f_code.co_name, frame.f_lasti
+
+    def is_blocked() -> bool:
+        before = position()
+        time.sleep(0.01)
+        return before[0] == function and position() == before
+
+    wait_until(is_blocked)
+    signal.pthread_kill(main, signal.SIGINT)
+
+
 def test_ctrl_c_during_the_wait_for_a_sink_ends_the_subscription(files: Path) -> None:
     channel = channel_of_reads(files)
     is_called, released = threading.Event(), threading.Event()
@@ -291,11 +310,11 @@ def test_ctrl_c_during_the_wait_for_a_sink_ends_the_subscription(files: Path) ->
     subscription = rynvel.trace(channel, 7, sink)
     traced_reads(10)
     assert is_called.wait(DEADLINE)
-    timer = threading.Timer(0.1, signal.pthread_kill, (threading.main_thread().ident, signal.SIGINT))
-    timer.start()
+    thread = threading.Thread(target=interrupt_when_blocked, args=("remove",))
     with pytest.raises(KeyboardInterrupt):
+        thread.start()
         subscription.stop()
-    timer.join(DEADLINE)
+    thread.join(DEADLINE)
     assert "stopped" in repr(subscription)
     released.set()
     wait_until(lambda: _trace._dispatcher._thread is None)
