@@ -133,7 +133,19 @@ int beginToConnect(int socket, const ServerAddress& server, const Deadline& dead
     }
     address.sun_family = AF_UNIX;
     server.path.copy(address.sun_path, server.path.size());
-    return beginToConnect(socket, address);
+    int error = beginToConnect(socket, address);
+    // The queue of the server is full. Neither poll() nor a blocking socket says when it has room.
+    while (error == EAGAIN) {
+        if (deadline.hasPassed()) {
+            throw timedOut();
+        }
+        if (interruption) {
+            interruption();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        error = beginToConnect(socket, address);
+    }
+    return error;
 }
 
 /** Returns the error number of a connection attempt; 0 if the attempt has succeeded. */

@@ -49,6 +49,10 @@ ServerAddress parseServerAddress(const std::string& text) {
     const std::string portText = text.substr(end + separator.size());
     const auto port = parseNumber(portText, {}, largestPort);
     if (port.value_or(0) == 0) {
+        if (host + ':' == localPrefix) {
+            throw ServerAddressError("server address '" + text +
+                                     "' is not a local socket (give its absolute path: unix:/PATH)");
+        }
         throw ServerAddressError("port '" + portText + "' is not a decimal number from 1 to " +
                                  std::to_string(largestPort));
     }

@@ -50,6 +50,13 @@ def test(device: rynvel.Device, timeout: float) -> list[Result]:
     return [*sweep(device), interrupt(device, timeout)]
 
 
+def store(results: Sequence[Result], path: str) -> None:
+    with open(path, "w", newline="", encoding="utf-8") as file:
+        writer = csv.writer(file)
+        writer.writerow(Result._fields)
+        writer.writerows(results)
+
+
 def main(arguments: Sequence[str] | None = None) -> int:
     parser = argparse.ArgumentParser(description="Test the real-time clock of a board.")
     parser.add_argument("file", help="the CSV file for the results")
@@ -63,13 +70,15 @@ def main(arguments: Sequence[str] | None = None) -> int:
     try:
         with rynvel.open(options.device, remote=options.remote, map=options.map) as device:
             results = test(device, options.timeout)
-    except rynvel.Error as error:
+    except (rynvel.Error, ValueError) as error:
+        # A ValueError is about an argument, such as the server or the time-out.
         print(f"production_test: {error}", file=sys.stderr)
         return 2
-    with open(options.file, "w", newline="", encoding="utf-8") as file:
-        writer = csv.writer(file)
-        writer.writerow(Result._fields)
-        writer.writerows(results)
+    try:
+        store(results, options.file)
+    except OSError as error:
+        print(f"production_test: {options.file}: {error.strerror}", file=sys.stderr)
+        return 2
     failed = [result.step for result in results if not result.passed]
     print(f"{options.device}: {len(results) - len(failed)} of {len(results)} steps passed", end=" ")
     print(f"in {time.monotonic() - start:.1f} s" + (f", failed: {', '.join(failed)}" if failed else ""))

@@ -6,8 +6,12 @@
     with rynvel.open("rtc0") as clock:
         now = clock.read(0x00)
 
+open() opens a device, devices() lists the device table, and trace() passes traces of the library to a function.
+``from rynvel import *`` also replaces Python's own open(), so import the package as above.
+
 Addresses are byte addresses; ``index=`` gives a register index instead. Times are in seconds.
-All errors of the package derive from ``rynvel.Error``.
+The errors of devices, registers and servers derive from ``rynvel.Error``. An argument of a wrong type is a TypeError,
+and an argument without a meaning, such as a negative time-out, is a ValueError.
 """
 
 from ._device import Device, DeviceInfo, devices, open

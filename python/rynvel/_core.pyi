@@ -4,11 +4,21 @@
 from array import array
 from ctypes import Array
 from mmap import mmap
-from typing import Any, Literal, SupportsFloat, SupportsIndex, Union
+from typing import Any, Literal, Protocol, SupportsFloat, SupportsIndex, Union, overload
 
-ReadableBuffer = Union[bytes, bytearray, memoryview, array[Any], mmap, Array[Any], Any]
-"""An object with the buffer protocol. No type of Python 3.11 describes all of them, such as the arrays of numpy."""
-WritableBuffer = Union[bytearray, memoryview, array[Any], mmap, Array[Any], Any]
+class BufferOfNewPython(Protocol):
+    """The buffer protocol as Python 3.12 and later describe it."""
+
+    def __buffer__(self, flags: int, /) -> memoryview: ...
+
+class ArrayOfNumpy(Protocol):
+    """An array of numpy. No type of Python 3.11 describes its buffer."""
+
+    @property
+    def __array_interface__(self) -> dict[str, Any]: ...
+
+WritableBuffer = Union[bytearray, memoryview, array[int], mmap, Array[Any], BufferOfNewPython, ArrayOfNumpy]
+ReadableBuffer = Union[bytes, WritableBuffer]
 ByteOrder = Literal["host", "network"]
 
 class Block: ...
@@ -34,6 +44,7 @@ class Device:
     @property
     def closed(self) -> bool: ...
     def read(self, address: SupportsIndex | None = None, *, index: SupportsIndex | None = None) -> int: ...
+    @overload
     def write(
         self,
         address: SupportsIndex | None,
@@ -42,6 +53,8 @@ class Device:
         mask: SupportsIndex | None = None,
         index: SupportsIndex | None = None,
     ) -> None: ...
+    @overload
+    def write(self, *, value: SupportsIndex, index: SupportsIndex, mask: SupportsIndex | None = None) -> None: ...
     def read_into(
         self,
         address: SupportsIndex | None,

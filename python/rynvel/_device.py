@@ -4,13 +4,12 @@
 from __future__ import annotations
 
 from types import TracebackType
-from typing import TYPE_CHECKING, NamedTuple
+from typing import NamedTuple, SupportsFloat, SupportsIndex
 
 from . import _core
+from ._errors import MissingFileError, PermissionDeniedError
 from ._interrupts import Events, Interrupts
-
-if TYPE_CHECKING:
-    from ._registers import MapPaths, Registers
+from ._registers import MapPath, MapPaths, Registers, list_of_paths, registers_of
 
 
 class DeviceInfo(NamedTuple):
@@ -36,8 +35,24 @@ class Device(_core.Device):
     After a fork, the child process must open its devices again.
     """
 
-    _map: MapPaths | None = None
-    _registers: Registers | None = None
+    # A further attribute is an error: without registers by name, `device.CTRL = 1` would change no register.
+    __slots__ = ("__weakref__", "_map", "_registers")
+
+    _map: list[MapPath]
+    _registers: Registers | None
+
+    def __new__(
+        cls,
+        name: str,
+        remote: str | None = None,
+        timeout: SupportsFloat | SupportsIndex | None = None,
+        type: str | None = None,
+    ) -> Device:
+        device = super().__new__(cls, name, remote, timeout, type)
+        assert isinstance(device, Device)
+        device._map = []
+        device._registers = None
+        return device
 
     def __enter__(self) -> Device:
         return self
@@ -56,8 +71,6 @@ class Device(_core.Device):
     def regs(self) -> Registers:
         """The registers of the device by name. Raises MapError if no register map describes the device."""
         if self._registers is None:
-            from ._registers import registers_of
-
             self._registers = registers_of(self)
         return self._registers
 
@@ -94,10 +107,17 @@ def open(
     type    the type of the device on its server, for example 'Uio32'; None for the type in the device table
 
     Raises UnknownDeviceError, MissingFileError, PermissionDeniedError or DeviceError; for a remote device also
-    ConnectionLostError, RefusedError and DeviceTimeoutError.
+    ConnectionLostError, RefusedError and DeviceTimeoutError. Raises ValueError, which is not a rynvel.Error, for a
+    remote, timeout or type that cannot be one.
     """
-    device = Device(name, remote, timeout, type)
-    device._map = map
+    maps = list_of_paths("map", map)
+    try:
+        device = Device(name, remote, timeout, type)
+    except (MissingFileError, PermissionDeniedError) as error:
+        if remote is None:
+            error.filename = next((row.path for row in devices() if row.name == name), None)
+        raise
+    device._map = maps
     return device
 
 

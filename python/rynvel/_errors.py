@@ -3,7 +3,17 @@
 
 from __future__ import annotations
 
+import os
 from typing import Any, Callable
+
+# Attributes of OSError that are not in the dictionary of an exception.
+_ATTRIBUTES_OF_OSERROR = ("strerror", "filename")
+_MOST_CHARACTERS = 100
+
+
+def quoted(text: str) -> str:
+    """Returns a text of the caller for a message: a long one is a mistake, and the message must stay readable."""
+    return repr(text if len(text) <= _MOST_CHARACTERS else text[:_MOST_CHARACTERS] + "...")
 
 
 class Error(Exception):
@@ -16,17 +26,21 @@ class Error(Exception):
         super().__init__(message)
         if errno is not None:
             self.errno = errno
+            self.strerror = os.strerror(errno)
 
     def __str__(self) -> str:
         return str(self.args[0]) if self.args else ""
 
     def __reduce__(self) -> tuple[Callable[..., Any], tuple[Any, ...]]:
-        return _restore, (type(self), self.args, getattr(self, "errno", None), dict(self.__dict__))
+        attributes = {name: getattr(self, name, None) for name in _ATTRIBUTES_OF_OSERROR}
+        given = {name: value for name, value in attributes.items() if value is not None}
+        return _restore, (type(self), self.args, getattr(self, "errno", None), {**given, **self.__dict__})
 
 
 def _restore(cls: type[Error], args: tuple[Any, ...], errno: int | None, attributes: dict[str, Any]) -> Error:
     error = cls(*args, errno=errno)
-    error.__dict__.update(attributes)
+    for name, value in attributes.items():
+        setattr(error, name, value)
     return error
 
 
@@ -35,11 +49,11 @@ class UnknownDeviceError(Error, KeyError):
 
 
 class MissingFileError(Error, FileNotFoundError):
-    """The device file of the device does not exist."""
+    """The device file of the device does not exist. ``filename`` is its path."""
 
 
 class PermissionDeniedError(Error, PermissionError):
-    """The user may not open the device file of the device."""
+    """The user may not open the device file of the device. ``filename`` is its path."""
 
 
 class DeviceError(Error, OSError):

@@ -4,6 +4,8 @@
 from __future__ import annotations
 
 import asyncio
+import contextlib
+import os
 import time
 from types import TracebackType
 from typing import TYPE_CHECKING, NamedTuple
@@ -70,7 +72,11 @@ class Interrupts:
         return None if word is None else Event(self._device.name, word, time.time())
 
     def fileno(self) -> int:
-        """Return a descriptor that is readable when an interrupt may have arrived, for select() and poll()."""
+        """Return a descriptor that is readable when an interrupt may have arrived, for select() and poll().
+
+        When the descriptor is readable, call wait(0) until it returns None. Only the call after an interrupt enables
+        the interrupt again. Without this call, the descriptor of a UIO device never becomes readable again.
+        """
         return self._active().descriptors()[0]
 
     def _active(self) -> _core.Session:
@@ -80,7 +86,11 @@ class Interrupts:
 
 
 class Events:
-    """The interrupts of a device, for ``async for``."""
+    """The interrupts of a device, for ``async for``.
+
+    The first step, each further step, and the end send requests to the server of a remote device. The event loop waits
+    for the answers, at most for the time-out of the device.
+    """
 
     def __init__(self, device: Device) -> None:
         if device.closed:
@@ -105,10 +115,10 @@ class Events:
             # Another task may have called aclose().
             if self._is_ended:
                 raise StopAsyncIteration from None
-            self._end()
+            self._abandon()
             raise
         except BaseException:
-            self._end()
+            self._abandon()
             raise
         finally:
             self._is_waiting = False
@@ -123,7 +133,15 @@ class Events:
     async def __aexit__(
         self, kind: type[BaseException] | None, error: BaseException | None, traceback: TracebackType | None
     ) -> None:
-        self._end()
+        if error is None:
+            self._end()
+        else:
+            self._abandon()
+
+    def _abandon(self) -> None:
+        """Disables the interrupts after an exception, which says more than the failure to disable them."""
+        with contextlib.suppress(Error):
+            self._end()
 
     def _end(self) -> None:
         self._is_ended = True
@@ -152,16 +170,21 @@ async def _readable(descriptors: tuple[int, int]) -> None:
         if not ready.done():
             ready.set_result(None)
 
-    added = []
     try:
-        for descriptor in descriptors:
-            loop.add_reader(descriptor, finish)
-            added.append(descriptor)
-        await ready
+        with contextlib.ExitStack() as watched:
+            for descriptor in descriptors:
+                # Another task may close the device before this task runs again. The number of the descriptor may then
+                # belong to another file, which the program also watches.
+                duplicate = os.dup(descriptor)
+                watched.callback(os.close, duplicate)
+                loop.add_reader(duplicate, finish)
+                watched.callback(_remove_reader, loop, duplicate)
+            await ready
     except PermissionError as error:
         raise UnsupportedError("an event loop cannot wait for a file of this kind (use interrupts() in a thread)") from error
-    finally:
-        # A loop that is closed during the wait has no readers.
-        if not loop.is_closed():
-            for descriptor in added:
-                loop.remove_reader(descriptor)
+
+
+def _remove_reader(loop: asyncio.AbstractEventLoop, descriptor: int) -> None:
+    # A loop that is closed during the wait has no readers.
+    if not loop.is_closed():
+        loop.remove_reader(descriptor)

@@ -8,15 +8,16 @@ reads maps with the same code.
 from __future__ import annotations
 
 import keyword
+import numbers
 import operator
 import os
 import unicodedata
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, NoReturn, SupportsIndex, Union
+from typing import TYPE_CHECKING, Any, NoReturn, Self, SupportsIndex, Union
 
 from . import _maps
-from ._errors import MapError, NotAllowedError, UnknownNameError, ValueTooWideError
+from ._errors import MapError, NotAllowedError, UnknownNameError, ValueTooWideError, quoted
 
 if TYPE_CHECKING:
     from ._device import Device
@@ -53,7 +54,7 @@ class FieldValue(int):
     def __eq__(self, other: object) -> bool:
         # A comparison that is never true would hide a mistake, because you assign the same text to the field.
         if isinstance(other, str):
-            raise TypeError(f"the value of a field is an integer (compare its name with {other!r})")
+            raise TypeError(f"the value of a field is an integer (compare its name with {quoted(other)})")
         return int.__eq__(self, other)
 
     def __ne__(self, other: object) -> bool:
@@ -168,8 +169,7 @@ def _text_of(value: int) -> str:
 
 
 def _did_you_mean(names: Sequence[str]) -> str:
-    quoted = [repr(name) for name in names]
-    return f"did you mean {_alternatives(quoted)}?" if names else ""
+    return f"did you mean {_alternatives([repr(name) for name in names])}?" if names else ""
 
 
 def _alternatives(texts: Sequence[str]) -> str:
@@ -209,7 +209,22 @@ class _Context:
         return kind(self, view)
 
 
-class Register:
+class _Handle:
+    """What has no copies: it only refers to registers of a device."""
+
+    __slots__ = ()
+
+    def __copy__(self) -> Self:
+        return self
+
+    def __deepcopy__(self, memo: dict[int, object]) -> Self:
+        return self
+
+    def __reduce__(self) -> NoReturn:
+        raise TypeError(f"{self!r} belongs to this process (store the values of its registers)")
+
+
+class Register(_Handle):
     """A register of a device, with a field as each further attribute.
 
     Reading an attribute reads the field, and assigning to it writes the field and no other bit. A value is an integer
@@ -301,14 +316,17 @@ class Register:
 
     def update(self, values: Mapping[str, FieldInput] | None = None, /, **fields: FieldInput) -> None:
         """Writes several fields with one write: update(MODE="fast", GAIN=3), or update({"read": 1})."""
+        for name in fields:
+            if values and name in values:
+                raise self._context.refusal(f"register {self._path}: {name} is given twice (give one value)")
         given = {**(values or {}), **fields}
         if not given:
             raise self._context.refusal(f"register {self._path}: no field is given (give FIELD=VALUE)")
-        numbers = []
+        assigned = []
         for name, value in given.items():
             position = self._position(name)
-            numbers.append((position, self._number(position, value)))
-        number, mask = self._context.allowed(self._view.plan_fields, numbers)
+            assigned.append((position, self._number(position, value)))
+        number, mask = self._context.allowed(self._view.plan_fields, assigned)
         if mask is None:
             self._device.write(self._address, number)
         else:
@@ -349,7 +367,7 @@ class Register:
         raise TypeError(f"register {self._path} is not a value (give {self._path}.read() for its value)")
 
     def __eq__(self, other: object) -> bool:
-        if isinstance(other, int):
+        if isinstance(other, (numbers.Number, str)):
             raise TypeError(f"register {self._path} is not a value (compare {self._path}.read())")
         return self is other
 
@@ -378,11 +396,11 @@ class Register:
         names = list(self)
         choices = f"give {_alternatives([repr(each) for each in names])}" if names else "the register has no fields"
         return self._context.unknown(
-            f"register {self._path} has no field {name!r}", _did_you_mean(similar) or choices
+            f"register {self._path} has no field {quoted(name)}", _did_you_mean(similar) or choices
         )
 
     def _fitting(self, name: str, value: SupportsIndex) -> int:
-        number = _integer(value, f"register {self._path}: the {name}")
+        number = integer_of(value, f"register {self._path}: the {name}")
         if not 0 <= number < 1 << self._bits:
             raise self._too_wide(f"register {self._path}: {name} {_text_of(number)}", self._bits)
         return number
@@ -401,12 +419,12 @@ class Register:
             if named is None:
                 names = [repr(name) for name, _ in field.values]
                 raise self._context.refusal(
-                    f"{self._subject(position)}: {value!r} is not a value of the field "
+                    f"{self._subject(position)}: {quoted(value)} is not a value of the field "
                     f"(give {_alternatives(['a number', *names])})"
                 )
             number = named
         else:
-            number = _integer(value, f"{self._subject(position)}: the value")
+            number = integer_of(value, f"{self._subject(position)}: the value")
         bits = field.msb - field.lsb + 1
         if not 0 <= number < 1 << bits:
             raise self._too_wide(f"{self._subject(position)}: value {_text_of(number)}", bits)
@@ -487,7 +505,7 @@ class Register:
         return FieldValue(number, field.meaning(number))
 
 
-def _integer(value: SupportsIndex, subject: str) -> int:
+def integer_of(value: SupportsIndex, subject: str) -> int:
     try:
         return operator.index(value)
     except TypeError:
@@ -534,7 +552,7 @@ def _class_for(view: _maps.Register) -> type[Register]:
     return type("Register", (Register,), namespace)
 
 
-class _Array:
+class _Array(_Handle):
     """The elements of an array, by the texts of their indexes."""
 
     __slots__ = ("_elements", "_indexes", "_name", "_range")
@@ -555,9 +573,9 @@ class _Array:
 
     def _element(self, index: SupportsIndex | str, context: _Context) -> Any:
         if isinstance(index, str):
-            text, shown = index, repr(index)
+            text, shown = index, quoted(index)
         else:
-            number = _integer(index, f"{self._name}: the index")
+            number = integer_of(index, f"{self._name}: the index")
             shown = _text_of(number)
             text = shown if number.bit_length() <= _WIDEST_SHOWN else ""
         position = self._indexes.get(text)
@@ -610,7 +628,7 @@ class RegisterArray(_Array):
         return f"<array {self._name} of {len(self)} elements>"
 
 
-class RegisterGroup:
+class RegisterGroup(_Handle):
     """Registers of a device by their names: all registers of the device, or a cluster.
 
     An attribute is a register, a cluster or an array. Assigning to a register writes it. An item takes any name that
@@ -717,7 +735,7 @@ class RegisterGroup:
 
     def _unknown(self, path: str) -> UnknownNameError:
         return self._context.unknown(
-            f"{path!r} is not a name in {self._context.root.file}", _did_you_mean(self._view.similar(path))
+            f"{quoted(path)} is not a name in {self._context.root.file}", _did_you_mean(self._view.similar(path))
         )
 
 
@@ -740,13 +758,24 @@ def _encoded(path: MapPath) -> bytes:
     return encoded
 
 
-def map_paths(paths: MapPaths | None) -> list[bytes]:
-    """Returns the paths of maps as the file system writes them. Raises MapError for what cannot be a path."""
+def list_of_paths(parameter: str, paths: MapPaths | None) -> list[MapPath]:
+    """Returns the paths of an argument. Raises TypeError for what is not a path."""
+    kinds = (str, bytes, os.PathLike)
     if paths is None:
         return []
-    given = [paths] if isinstance(paths, (str, bytes, os.PathLike)) else list(paths)
-    encoded = []
+    if isinstance(paths, kinds):
+        return [paths]
+    given: list[Any] = list(paths) if isinstance(paths, Iterable) else [paths]
     for path in given:
+        if not isinstance(path, kinds):
+            raise TypeError(f"{parameter}: {type(path).__name__} is not a path (give a path or several)")
+    return given
+
+
+def map_paths(paths: Sequence[MapPath]) -> list[bytes]:
+    """Returns the paths of maps as the file system writes them. Raises MapError for what cannot be a path."""
+    encoded = []
+    for path in paths:
         try:
             encoded.append(_encoded(path))
         except ValueError as error:

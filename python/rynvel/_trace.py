@@ -4,15 +4,18 @@
 from __future__ import annotations
 
 import atexit
+import contextlib
 import os
 import re
 import sys
 import threading
 import traceback
+from collections import deque
 from types import TracebackType
 from typing import Callable, NamedTuple
 
 from . import _core
+from ._errors import quoted
 
 
 class TraceRecord(NamedTuple):
@@ -51,7 +54,7 @@ class Trace:
         self._pattern = _compiled(channel)
         if not any(self._pattern.fullmatch(name) for name, _ in _core.trace_channels()):
             names = ", ".join(sorted({name for name, _ in _core.trace_channels()}))
-            raise ValueError(f"channel: {channel!a} matches no channel (the channels are {names})")
+            raise ValueError(f"channel: {quoted(channel)} matches no channel (the channels are {names})")
         self.channel = channel
         self.level = level
         self._sink = sink
@@ -78,6 +81,10 @@ class Trace:
     def stop(self) -> None:
         """Deliver the traces so far, and end the subscription. The sink is not called again afterwards.
 
+        This thread calls the sinks. It waits for a sink that the thread of the package is calling: do not call this
+        method while you hold a lock that the sink needs. Ctrl-C and sys.exit() in a sink end the delivery. The
+        subscription then ends without the remaining traces, and at most one call of the sink is still running.
+
         A trace that another thread is writing meanwhile may go to standard error. A sink may call this method itself.
         """
         _dispatcher.remove(self)
@@ -89,7 +96,8 @@ def trace(channel: str, level: int, sink: Sink) -> Trace:
     channel the name of a channel, such as 'Rynvel.Uio', or a pattern with * and ?
     level   the greatest level, 0 to 7
 
-    A thread of the package calls the sink. An exception of the sink is printed, and does not end the subscription.
+    A thread of the package calls the sink, and so does each thread that stops a subscription. An exception of the sink
+    is printed, and does not end the subscription.
     While a subscription exists, the traces that no subscription matches go to standard error.
     """
     return Trace(channel, level, sink)
@@ -97,6 +105,13 @@ def trace(channel: str, level: int, sink: Sink) -> Trace:
 
 def _compiled(channel: str) -> re.Pattern[str]:
     return re.compile("".join({"*": ".*", "?": "."}.get(letter, re.escape(letter)) for letter in channel), re.DOTALL)
+
+
+def _to_standard_error(text: str) -> None:
+    """Writes a line, if there is a standard error that takes it. print() would use standard output instead of None."""
+    if sys.stderr is not None:
+        with contextlib.suppress(Exception):
+            print(text, file=sys.stderr)
 
 
 class _Dispatcher:
@@ -115,6 +130,8 @@ class _Dispatcher:
         # Held while sinks are called.
         self._delivery = threading.RLock()
         self._thread: threading.Thread | None = None
+        # The traces that were taken and not yet delivered: an exception in a thread leaves the rest to other threads.
+        self._taken: deque[TraceRecord] = deque()
 
     def add(self, trace: Trace) -> None:
         with self._state:
@@ -129,11 +146,17 @@ class _Dispatcher:
         if threading.current_thread() is self._thread:
             self._forget(trace)
             return
-        with self._delivery:
-            self._deliver()
+        try:
+            with self._delivery:
+                self._deliver()
+                self._forget(trace)
+                # The traces that were made in the meantime are not for later subscriptions.
+                self._deliver()
+        except BaseException:
+            # Ctrl-C, or sys.exit() in a sink.
             self._forget(trace)
-            # The traces that were made in the meantime are not for later subscriptions.
-            self._deliver()
+            self._drop_if_unused()
+            raise
 
     def _forget(self, trace: Trace) -> None:
         with self._state:
@@ -146,13 +169,19 @@ class _Dispatcher:
                 _core.trace_detach()
                 _core.trace_wake_up()
 
+    def _drop_if_unused(self) -> None:
+        with self._state:
+            if not self._traces:
+                _core.trace_take()
+                self._taken.clear()
+
     def _set_levels(self) -> None:
         for name, configured in self._configured.items():
             levels = [each.level for each in self._traces if each._pattern.fullmatch(name)]
             _core.trace_set_level(name, max([configured, *levels]))
 
     def _start_thread(self) -> None:
-        if self._thread is None:
+        if self._thread is None or not self._thread.is_alive():
             self._thread = threading.Thread(target=self._run, name="rynvel traces", daemon=True)
             self._thread.start()
 
@@ -168,25 +197,33 @@ class _Dispatcher:
     def _deliver(self) -> None:
         # Without the lock around both steps, stop() could return before a trace that this thread has taken arrives.
         with self._delivery:
-            for row in _core.trace_take():
-                self._dispatch(TraceRecord(*row))
+            self._taken.extend(TraceRecord(*row) for row in _core.trace_take())
+            while (next_one := self._next()) is not None:
+                self._dispatch(*next_one)
 
-    def _dispatch(self, record: TraceRecord) -> None:
+    def _next(self) -> tuple[TraceRecord, list[Trace]] | None:
+        """Returns the next trace and the subscriptions."""
         with self._state:
-            traces = list(self._traces)
+            return (self._taken.popleft(), list(self._traces)) if self._taken else None
+
+    def _dispatch(self, record: TraceRecord, traces: list[Trace]) -> None:
         is_matched = False
         for each in traces:
             if each._is_active and record.level <= each.level and each._pattern.fullmatch(record.channel):
                 is_matched = True
                 self._call(each, record)
         if not is_matched and record.level <= self._configured.get(record.channel, 0):
-            print(f"{record.channel} {record.level} {record.function}: {record.text}", file=sys.stderr)
+            _to_standard_error(f"{record.channel} {record.level} {record.function}: {record.text}")
 
     def _call(self, trace: Trace, record: TraceRecord) -> None:
         try:
             trace._sink(record)
-        except Exception:
-            traceback.print_exc()
+        except BaseException as error:
+            # In a thread of the program, Ctrl-C and sys.exit() have their usual effect. The thread of the package
+            # serves all subscriptions.
+            if not isinstance(error, Exception) and threading.current_thread() is not self._thread:
+                raise
+            _to_standard_error(traceback.format_exc().rstrip("\n"))
 
     def _stop_all(self) -> None:
         for each in list(self._traces):

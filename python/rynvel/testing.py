@@ -11,6 +11,7 @@ SimulatedServer runs the real register server on this machine with devices in me
 from __future__ import annotations
 
 import contextlib
+import errno
 import os
 import shutil
 import signal
@@ -24,8 +25,8 @@ from pathlib import Path
 from types import TracebackType
 from typing import IO, TYPE_CHECKING
 
-from ._errors import Error, MissingFileError
-from ._registers import MapPaths, map_paths
+from ._errors import Error, MissingFileError, quoted
+from ._registers import MapPaths, integer_of, list_of_paths, map_paths
 
 if TYPE_CHECKING:
     from ._device import Device
@@ -78,8 +79,17 @@ def find_server() -> str:
     folders = os.pathsep.join([os.environ.get("PATH", os.defpath), "/usr/local/sbin", "/usr/sbin"])
     found = shutil.which("rynveld", path=folders)
     if found is None:
-        raise MissingFileError("rynveld: not found (build or install it, or set RYNVELD to its path)")
+        raise MissingFileError(
+            "rynveld: not found (build or install it, or set RYNVELD to its path)", errno=errno.ENOENT
+        )
     return found
+
+
+def _texts(parameter: str, texts: Sequence[str]) -> list[str]:
+    """Returns texts. Raises TypeError for a single text, which is a sequence of letters."""
+    if isinstance(texts, (str, bytes)) or not all(isinstance(text, str) for text in texts):
+        raise TypeError(f"{parameter}: not a sequence of texts (give a list)")
+    return list(texts)
 
 
 class _Deadline:
@@ -158,19 +168,19 @@ class SimulatedServer:
         program: str | os.PathLike[str] | None = None,
         timeout: float = 10.0,
     ) -> None:
-        self._maps = [os.fsdecode(path) for path in map_paths(maps)]
+        self._maps = [os.fsdecode(path) for path in map_paths(list_of_paths("maps", maps))]
         self._program = os.fspath(program) if program is not None else find_server()
         self._timeout = timeout
         self._arguments = [
             *(word for path in self._maps for word in ("--map", path)),
-            *(word for name in devices for word in ("--device", name)),
-            *(word for fault in faults for word in ("--fault", fault)),
+            *(word for name in _texts("devices", devices) for word in ("--device", name)),
+            *(word for fault in _texts("faults", faults) for word in ("--fault", fault)),
             *(
                 word
                 for name, seconds in (interrupt_every or {}).items()
                 for word in ("--interrupt-every", f"{name}={round(seconds * 1000)}ms")
             ),
-            *options,
+            *_texts("options", options),
         ]
         self._process: subprocess.Popen[bytes] | None = None
         self._output: _Output | None = None
@@ -294,6 +304,10 @@ class SimulatedServer:
 
         Raises ServerError if the device has no interrupt, or if the server does not serve it.
         """
+        if not isinstance(name, str):
+            raise TypeError(f"the name of a device is text, not {type(name).__name__}")
+        if word is not None:
+            word = integer_of(word, f"{name}: the interrupt word")
         if word is not None and not 0 <= word < 1 << 32:
             raise ValueError(f"{name}: the interrupt word does not fit in 32 bits")
         deadline = _Deadline(self._timeout)
@@ -313,7 +327,7 @@ class SimulatedServer:
         except UnicodeEncodeError:
             encoded = b""
         if not 0 < len(encoded) < 128 or b"\0" in encoded:
-            raise ServerError(f"{name!r} is not the name of a device")
+            raise ServerError(f"{quoted(name)} is not the name of a device")
         connection.settimeout(max(deadline.left(), 0.001))
         connection.sendall(_REQUEST.pack(kind, encoded, 0, *words, len(values), _HOST_ORDER, 0))
         answer = b""

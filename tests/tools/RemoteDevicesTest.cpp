@@ -2,8 +2,12 @@
 #include <csignal>
 #include <numeric>
 
+#include <sys/socket.h>
+
 #include <gtest/gtest.h>
 
+#include "Descriptor.h"
+#include "LocalSocket.h"
 #include "Program.h"
 #include "TestPeer.h"
 
@@ -290,6 +294,15 @@ TEST(LocalSockets, AreServersOfAllCommands) {
     expect("read nothing 0 --type Uio32", 3, "", "unix:" + path + ": the server refuses to open 'nothing'");
     expectEnding(runProgram(RYNVELCTL, words("--remote unix:" + path + "2 read rtc0 4"), "."), 3, "",
                  "unix:" + path + "2: No such file or directory", "another file");
+}
+
+TEST(LocalSockets, WaitForAServerWhoseQueueIsFull) {
+    const TestFolder folder;
+    const LocalSocket server(SOCK_STREAM, folder.path() + "/s");
+    ASSERT_EQ(::listen(server.descriptor(), 0), 0);
+    const Common::Descriptor first(server.connect(SOCK_STREAM));
+    Program program(RYNVELCTL, words("--remote unix:" + server.name() + " ping --timeout 500ms"), ".");
+    expectEnding(program.wait(), 4, "", "unix:" + server.name() + ": no answer within 500 ms");
 }
 
 /** A fixture for rynvelctl with a server that simulates its devices. */

@@ -218,6 +218,10 @@ TEST(ServerAddress, MayBeALocalSocket) {
     EXPECT_EQ(RemoteServer("unix:/run/rynveld.sock", time).name(), "unix:/run/rynveld.sock");
     EXPECT_EQ(RemoteServer("unix:/a b:c::1", time).address().path, "/a b:c::1");
     EXPECT_EQ(RemoteServer("unix:9000", time).name(), "unix::9000");
+    for (const std::string text : {"unix:", "unix:rynveld.sock", "unix:@rynveld"}) {
+        EXPECT_EQ(complaint([&] { RemoteServer(text, time); }),
+                  "server address '" + text + "' is not a local socket (give its absolute path: unix:/PATH)");
+    }
     EXPECT_EQ(RemoteServer("unix:/" + std::string(106, 'a'), time).address().path.size(), 107U);
     const std::string longer = "unix:/" + std::string(107, 'a');
     EXPECT_EQ(complaint([&] { RemoteServer(longer, time); }),

@@ -511,9 +511,9 @@ void addDeviceType(PyObject* module) {
             "The items of the buffer are bytes, or have the width of the registers. With byteorder='network', the\n"
             "bytes of each register are in big-endian order. Between the parts of a long burst, other threads may\n"
             "use the device, and Ctrl-C ends the burst. The parts have 4096 registers for a mapped device, 256 for\n"
-            "another device of this machine, and 128 for a remote device. The lock of the interpreter is held during "
-            "a\n"
-            "burst of at most 1024 registers of a mapped device, and released for all other bursts.\n\n"
+            "another device of this machine, and 128 for a remote device. On seekable devices of 16 or 32 bits and on\n"
+            "FPGAs, each register is a part. The lock of the interpreter is held during a burst of at most 1024\n"
+            "registers of a mapped device, and released for all other bursts.\n\n"
             "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
             "than the registers get, and the errors of read()."),
         method("write_from", writeFrom,
@@ -524,7 +524,8 @@ void addDeviceType(PyObject* module) {
                "read_block($self, address, count, *, index=None, byteorder='host')\n--\n\n"
                "Read consecutive registers and return them as a memoryview of the width of the registers.\n\n"
                "The items have the format B, H or I. With byteorder='network', the bytes of each register are in\n"
-               "big-endian order, and the format is >H or >I, which numpy.asarray() understands.\n\n"
+               "big-endian order, and the format is >H or >I. bytes() and numpy.asarray() understand this format. An\n"
+               "index, list() and tolist() of the memoryview raise NotImplementedError.\n\n"
                "The rules and the errors of read_into() apply."),
         {"close", closeDevice, METH_NOARGS,
          "close($self, /)\n--\n\n"

@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import array
 import ctypes
+import mmap
 import struct
 import sys
 from collections.abc import Iterator
@@ -269,6 +270,42 @@ def test_arguments_that_do_not_match_are_type_errors(device: rynvel.Device) -> N
     for order in ("big", "", "hos\0t", "\ud800"):
         with pytest.raises(ValueError, match="byteorder"):
             untyped.read_into(0, bytearray(4), byteorder=order)
+
+
+# mypy --strict reports a comment here that is not needed, so it also tests which types the stubs accept.
+def test_objects_without_a_buffer_are_errors_for_type_checkers_too(device: rynvel.Device) -> None:
+    with pytest.raises(TypeError):
+        device.read_into(0, "text")  # type: ignore[arg-type]
+    with pytest.raises(TypeError):
+        device.read_into(0, [0, 0])  # type: ignore[arg-type]
+    with pytest.raises(TypeError):
+        device.read_into(0, bytes(4))  # type: ignore[arg-type]
+    with pytest.raises(TypeError):
+        device.write_from(0, 5)  # type: ignore[arg-type]
+    with pytest.raises(TypeError):
+        device.write_from(0, None)  # type: ignore[arg-type]
+    with pytest.raises(TypeError):
+        device.write(value=1)  # type: ignore[call-overload]
+
+
+def test_all_objects_with_a_buffer_have_a_type_that_the_stubs_accept(device: rynvel.Device) -> None:
+    data = bytes([1, 2, 3, 4])
+    whole, items = bytearray(4), (ctypes.c_uint8 * 4)()
+    with mmap.mmap(-1, 4) as pages:
+        values, of_numpy = array.array("B", data), numpy.zeros(4, dtype="u1")
+        device.write_from(0, data)
+        device.read_into(0, whole)
+        device.write_from(0, values)
+        device.read_into(0, memoryview(values))
+        device.read_into(0, items)
+        device.read_into(0, pages)
+        device.read_into(0, of_numpy)
+        device.write_from(0, of_numpy)
+        found = [bytes(whole), values.tobytes(), bytes(items), pages[:], of_numpy.tobytes()]
+        assert found == [data] * 5
+    device.write(value=7, index=0)
+    device.write(address=0, value=7, mask=3)
+    assert device.read(address=0) & 3 == 3
 
 
 def test_buffers_that_do_not_match_are_errors(device: rynvel.Device) -> None:

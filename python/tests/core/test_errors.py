@@ -491,6 +491,16 @@ def test_all_descriptors_are_given_back(files: Path) -> None:
     wait_until(lambda: descriptors() == before)
 
 
+def test_errors_of_device_files_have_the_attributes_of_the_system(files: Path) -> None:
+    with pytest.raises(FileNotFoundError) as caught:
+        rynvel.open("missing")
+    restored = pickle.loads(pickle.dumps(caught.value))
+    for error in (caught.value, restored):
+        assert (error.errno, error.strerror) == (errno.ENOENT, "No such file or directory")
+        assert error.filename == {row.name: row.path for row in rynvel.devices()}["missing"]
+        assert str(error) == str(caught.value) and str(error).startswith("missing: ")
+
+
 def test_no_descriptor_is_inherited(files: Path) -> None:
     with ScriptedServer() as server, rynvel.open("map32"), rynvel.open("file8"), server.open() as device:
         before = set(os.listdir("/proc/self/fd"))
@@ -513,6 +523,8 @@ def test_no_warning_is_given_for_closed_devices(files: Path) -> None:
 
 
 def test_help_describes_every_function() -> None:
+    # help() lists all exceptions before the functions.
+    assert {"open()", "devices()", "trace()"} <= set(str(rynvel.__doc__).split())
     for name in rynvel.__all__:
         assert inspect.getdoc(getattr(rynvel, name)), name
     for name, member in inspect.getmembers(rynvel.Device):

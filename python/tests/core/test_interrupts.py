@@ -65,6 +65,18 @@ def test_the_descriptor_is_readable_when_an_interrupt_arrives(driver: Driver) ->
         assert select.select([interrupts], [], [], 10)[0] == [interrupts]
 
 
+def test_a_second_wait_enables_the_interrupt_for_the_descriptor(driver: Driver) -> None:
+    with rynvel.open("uio") as device, device.interrupts() as interrupts:
+        assert driver.controls() == [1]
+        for number in (1, 2):
+            driver.raise_interrupt(number)
+            assert select.select([interrupts], [], [], 10)[0] == [interrupts]
+            event = interrupts.wait(0)
+            assert event is not None and event.word == number and driver.controls() == []
+            assert interrupts.wait(0) is None and driver.controls() == [1]
+        assert "until it returns None" in str(rynvel.Interrupts.fileno.__doc__)
+
+
 def test_events_arrive_in_an_event_loop(driver: Driver) -> None:
     async def collect() -> list[int]:
         words = []

@@ -3,8 +3,12 @@
 
 from __future__ import annotations
 
+import io
 import re
+import signal
+import sys
 import threading
+import time
 from pathlib import Path
 from typing import Any
 
@@ -12,6 +16,7 @@ import pytest
 from support import DEADLINE, run_python, run_successfully, wait_until
 
 import rynvel
+from rynvel import _trace
 
 
 def traced_reads(count: int = 1) -> None:
@@ -183,6 +188,157 @@ def test_bad_arguments_are_errors(channel: Any, level: Any, sink: Any, error: ty
     assert "4300" not in str(caught.value)
 
 
+@pytest.mark.parametrize("exception", [SystemExit(1), KeyboardInterrupt(), GeneratorExit(), RuntimeError()])
+def test_no_exception_of_a_sink_ends_the_delivery(
+    files: Path, capsys: pytest.CaptureFixture[str], exception: BaseException
+) -> None:
+    channel = channel_of_reads(files)
+    records: list[rynvel.TraceRecord] = []
+
+    def sink(record: rynvel.TraceRecord) -> None:
+        records.append(record)
+        if len(records) == 1:
+            raise exception
+
+    with rynvel.trace(channel, 7, sink):
+        traced_reads()
+        wait_until(lambda: len(records) > 1)
+        count = len(records)
+        traced_reads(5)
+        # The thread delivers, not the end of the block.
+        wait_until(lambda: len(records) >= count + 5)
+    assert capsys.readouterr().err.count(type(exception).__name__) == 1
+
+
+@pytest.mark.parametrize("stream", [None, "closed"])
+def test_an_exception_of_a_sink_without_standard_error(
+    files: Path, monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str], stream: str | None
+) -> None:
+    channel = channel_of_reads(files)
+    records: list[rynvel.TraceRecord] = []
+
+    def sink(record: rynvel.TraceRecord) -> None:
+        records.append(record)
+        raise RuntimeError
+
+    error: io.StringIO | None = None
+    if stream is not None:
+        error = io.StringIO()
+        error.close()
+    monkeypatch.setattr("sys.stderr", error)
+    with rynvel.trace(channel, 7, sink):
+        for _ in range(2):
+            records.clear()
+            traced_reads()
+            wait_until(lambda: bool(records))
+    assert capsys.readouterr().out == ""
+
+
+def test_a_thread_that_has_ended_is_replaced(files: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    channel = channel_of_reads(files)
+    records: list[rynvel.TraceRecord] = []
+    ended = threading.Thread(target=int)
+    ended.start()
+    ended.join(DEADLINE)
+    with rynvel.trace(channel, 7, print) as first:
+        first.stop()
+        wait_until(lambda: _trace._dispatcher._thread is None)
+        _trace._dispatcher._thread = ended
+        with rynvel.trace(channel, 7, records.append):
+            traced_reads()
+            wait_until(lambda: bool(records))
+
+
+@pytest.mark.parametrize("exception", [KeyboardInterrupt, SystemExit])
+def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[BaseException]) -> None:
+    channel = channel_of_reads(files)
+    main = threading.current_thread()
+    records: list[rynvel.TraceRecord] = []
+    others: list[rynvel.TraceRecord] = []
+
+    def sink(record: rynvel.TraceRecord) -> None:
+        # The thread of the package waits here, so the end of the block delivers the remaining traces.
+        if threading.current_thread() is main:
+            raise exception
+        records.append(record)
+
+    with rynvel.trace(channel, 7, others.append):
+        with pytest.raises(exception), rynvel.trace(channel, 7, sink) as subscription:
+            with _trace._dispatcher._delivery:
+                traced_reads(10)
+                subscription.stop()
+        assert "stopped" in repr(subscription) and not records
+        # The other subscription gets all traces.
+        wait_until(lambda: len(others) >= 10)
+    subscription.stop()
+    with pytest.raises(exception), rynvel.trace(channel, 7, sink) as subscription:
+        with _trace._dispatcher._delivery:
+            traced_reads(10)
+            subscription.stop()
+    later: list[rynvel.TraceRecord] = []
+    rynvel.trace(channel, 7, later.append).stop()
+    assert not later and not records
+
+
+def interrupt_when_blocked(function: str) -> None:
+    """Interrupts the main thread when it waits in a function."""
+    main = threading.main_thread().ident or 0
+
+    def position() -> tuple[str, int]:
+        frame = sys._current_frames()[main]
+        return frame.f_code.co_name, frame.f_lasti
+
+    def is_blocked() -> bool:
+        before = position()
+        time.sleep(0.01)
+        return before[0] == function and position() == before
+
+    wait_until(is_blocked)
+    signal.pthread_kill(main, signal.SIGINT)
+
+
+def test_ctrl_c_during_the_wait_for_a_sink_ends_the_subscription(files: Path) -> None:
+    channel = channel_of_reads(files)
+    is_called, released = threading.Event(), threading.Event()
+    records: list[rynvel.TraceRecord] = []
+
+    def sink(record: rynvel.TraceRecord) -> None:
+        records.append(record)
+        is_called.set()
+        released.wait(DEADLINE)
+
+    subscription = rynvel.trace(channel, 7, sink)
+    traced_reads(10)
+    assert is_called.wait(DEADLINE)
+    thread = threading.Thread(target=interrupt_when_blocked, args=("remove",))
+    with pytest.raises(KeyboardInterrupt):
+        thread.start()
+        subscription.stop()
+    thread.join(DEADLINE)
+    assert "stopped" in repr(subscription)
+    released.set()
+    wait_until(lambda: _trace._dispatcher._thread is None)
+    assert len(records) == 1
+
+
+def test_traces_during_the_end_are_not_for_later_subscriptions(files: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    channel = channel_of_reads(files)
+    forget = _trace._dispatcher._forget
+
+    def trace_and_forget(trace: rynvel.Trace) -> None:
+        traced_reads()
+        forget(trace)
+
+    records: list[rynvel.TraceRecord] = []
+    subscription = rynvel.trace(channel, 7, records.append)
+    monkeypatch.setattr(_trace._dispatcher, "_forget", trace_and_forget)
+    subscription.stop()
+    monkeypatch.undo()
+    later: list[rynvel.TraceRecord] = []
+    rynvel.trace(channel, 7, later.append).stop()
+    assert not later
+
+
 def test_traces_without_subscription_go_to_standard_error(files: Path) -> None:
     script = """
         import os
@@ -195,6 +351,37 @@ def test_traces_without_subscription_go_to_standard_error(files: Path) -> None:
     result = run_python(script)
     assert result.returncode == 0 and result.stdout == ""
     assert re.search(r"^Rynvel\.\w+ \d ", result.stderr, re.MULTILINE)
+
+
+def test_traces_without_subscription_and_standard_error_go_nowhere(files: Path) -> None:
+    script = """
+        import os, sys
+        os.environ["ZILTRACE"] = "*=7"
+        import rynvel
+        sys.stderr = None
+        with rynvel.trace("Rynvel.Uio", 7, print):
+            with rynvel.open("file8") as device:
+                device.read(0)
+    """
+    assert run_python(script).stdout == ""
+
+
+def test_a_thread_delivers_the_traces_of_the_child_of_a_fork(files: Path) -> None:
+    script = """
+        import os, time, rynvel
+        records = []
+        subscription = rynvel.trace("*", 7, records.append)
+        child = os.fork()
+        with rynvel.open("file8") as device:
+            device.read(0)
+        end = time.monotonic() + 20
+        while not records and time.monotonic() < end:
+            time.sleep(0.001)
+        if child == 0:
+            os._exit(not records)
+        assert records and os.waitpid(child, 0)[1] == 0
+    """
+    run_successfully(script)
 
 
 def test_the_child_of_a_fork_has_its_own_traces(files: Path) -> None:

@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import asyncio
 import gc
+import os
 import select
 import signal
 import socket
@@ -491,6 +492,69 @@ def test_a_canceled_task_leaves_no_reader(server: ScriptedServer) -> None:
         loop.run_until_complete(asyncio.wait_for(main(), DEADLINE))
     finally:
         loop.close()
+
+
+def test_an_exception_says_more_than_a_failure_to_disable() -> None:
+    def answer(server: ScriptedServer, request: Request, connection: socket.socket) -> bytes | None:
+        return response(result=ERROR) if request.kind == DISABLE else server.normal_answer(request, connection)
+
+    async def main(server: ScriptedServer) -> None:
+        with server.open() as device:
+            task = asyncio.ensure_future(anext(device.events()))
+            await asyncio.sleep(0)
+            task.cancel()
+            (outcome,) = await asyncio.gather(task, return_exceptions=True)
+            assert type(outcome).__name__.startswith("Cancel")
+            with pytest.raises(asyncio.TimeoutError):
+                await asyncio.wait_for(anext(device.events()), 0.05)
+            with pytest.raises(ZeroDivisionError):
+                async with device.events() as events:
+                    server.armed.clear()
+                    raising = asyncio.ensure_future(anext(events))
+                    await asyncio.sleep(0)
+                    server.raise_interrupt(word(1))
+                    await raising
+                    raise ZeroDivisionError
+            # Without an exception, the failure is one.
+            with pytest.raises(rynvel.RefusedError):
+                async with device.events() as events:
+                    server.armed.clear()
+                    raising = asyncio.ensure_future(anext(events))
+                    await asyncio.sleep(0)
+                    server.raise_interrupt(word(1))
+                    await raising
+
+    with ScriptedServer(answer) as server:
+        run(main(server))
+        assert server.kinds().count(DISABLE) == 4
+
+
+def test_the_end_of_a_wait_leaves_the_readers_of_other_files(server: ScriptedServer) -> None:
+    async def main() -> None:
+        loop = asyncio.get_running_loop()
+        device = server.open()
+        waiting = asyncio.ensure_future(anext(device.events()))
+        await asyncio.sleep(0)
+        used = set(os.listdir("/proc/self/fd"))
+        device.close()
+        # The system gives the smallest free numbers, which are those of the device.
+        pairs = [socket.socketpair() for _ in range(4)]
+        ends = {end.fileno(): end for pair in pairs for end in pair}
+        assert used & {str(number) for number in ends}
+        called: set[int] = set()
+        for number in ends:
+            loop.add_reader(number, called.add, number)
+        with pytest.raises(rynvel.ClosedError):
+            await waiting
+        for end in ends.values():
+            end.send(b"x")
+        await asyncio.sleep(0.01)
+        for number, end in ends.items():
+            assert loop.remove_reader(number)
+            end.close()
+        assert called == set(ends)
+
+    run(main())
 
 
 def test_closing_the_device_ends_an_iteration_with_an_error(server: ScriptedServer) -> None:

@@ -47,6 +47,21 @@ def test_a_device_without_interrupt_fails(tmp_path: Path) -> None:
     assert rows_of(file)[-1]["passed"] == "False"
 
 
+def test_wrong_arguments_are_errors(tmp_path: Path) -> None:
+    file = tmp_path / "result.csv"
+    with SimulatedServer(maps=MAPS) as server:
+        for arguments, message in (
+            (["--remote", ":", str(file)], ":"),
+            (["--remote", server.address, "--timeout", "-1", str(file)], "timeout: not a time"),
+            (["--remote", server.address, "--timeout", "0", str(tmp_path)], f"{tmp_path}: Is a directory"),
+        ):
+            result = run("--map", str(MAPS), *arguments)
+            assert (result.returncode, result.stdout) == (2, ""), result.stderr
+            assert result.stderr.startswith("production_test: ") and message in result.stderr
+            assert result.stderr.count("\n") == 1
+    assert not file.exists()
+
+
 def test_a_missing_server_is_an_error(tmp_path: Path) -> None:
     file = tmp_path / "result.csv"
     with SimulatedServer() as server:

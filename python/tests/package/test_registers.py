@@ -3,12 +3,14 @@
 
 from __future__ import annotations
 
+import copy
 import gc
 import os
 import pickle
 import rlcompleter
 import weakref
 from collections.abc import Callable, Iterator
+from fractions import Fraction
 from pathlib import Path
 from typing import Any
 
@@ -82,8 +84,8 @@ def test_a_value_is_an_integer_with_a_name(device: rynvel.Device) -> None:
     assert (mode, mode.name, mode + 1, f"{mode:#x}", str(mode)) == (2, "fast", 3, "0x2", "2")
     assert repr(mode) == "FieldValue(2, 'fast')"
     assert {2: "x"}[mode] == "x"
-    copy: rynvel.FieldValue = pickle.loads(pickle.dumps(mode))
-    assert (copy, copy.name) == (2, "fast")
+    restored: rynvel.FieldValue = pickle.loads(pickle.dumps(mode))
+    assert (restored, restored.name) == (2, "fast")
     device.regs.CTRL.update(MODE=5)
     assert device.regs.CTRL["MODE"].name is None
     with pytest.raises(AttributeError):
@@ -102,6 +104,7 @@ def test_a_text_is_never_a_number(shared: rynvel.Device) -> None:
     for text in ("1", "0x2", "", "Fast", "fast ", "\0", "\ud800", "9" * 6000):
         message = refusal(rynvel.NotAllowedError, setattr, shared.regs.CTRL, "MODE", text)
         assert "is not a value of the field (give a number, 'slow', 'fast', '10' or 'wide')" in message
+        assert len(message) < 1000
 
 
 def test_a_value_is_not_compared_with_a_text() -> None:
@@ -187,6 +190,8 @@ def test_update_writes_several_fields_at_once(device: rynvel.Device) -> None:
     refusal(rynvel.UnknownNameError, lambda: device.regs.CTRL.update(MODE=1, MOD=1))
     assert "(give LINE[INDEX])" in refusal(rynvel.NotAllowedError, lambda: device.regs.CTRL.update(LINE=1))
     assert "overlaps" in refusal(rynvel.NotAllowedError, lambda: device.regs.TWICE.update(A=1, B=1))
+    message = refusal(rynvel.NotAllowedError, lambda: device.regs.CTRL.update({"MODE": 1}, MODE=2))
+    assert message == "traf.top: register CTRL: MODE is given twice (give one value)"
     assert device.read(0) == 0x234
 
 
@@ -268,9 +273,10 @@ def test_arrays_are_selected_by_index(device: rynvel.Device) -> None:
     assert (len(regs.DATA), repr(regs.DATA)) == (4, "<array DATA of 4 elements>")
 
 
-@pytest.mark.parametrize("index", [4, -1, 1 << 64, HUGE, "", "A", "0x1", "\0", "\ud800"], ids=short)
+@pytest.mark.parametrize("index", [4, -1, 1 << 64, HUGE, "", "A", "0x1", "\0", "\ud800", "9" * 6000], ids=short)
 def test_unknown_indexes_are_refused(shared: rynvel.Device, index: Any) -> None:
-    assert "(the indexes are 0 to 3)" in refusal(rynvel.UnknownNameError, lambda: shared.regs.DATA[index])
+    message = refusal(rynvel.UnknownNameError, lambda: shared.regs.DATA[index])
+    assert "(the indexes are 0 to 3)" in message and len(message) < 1000
     refusal(rynvel.UnknownNameError, shared.regs.DATA.__setitem__, index, 1)
     with pytest.raises(IndexError):
         shared.regs.DATA[index]
@@ -322,7 +328,8 @@ def test_unknown_names_are_refused(shared: rynvel.Device, name: str) -> None:
         lambda: shared.regs.register(name),
     ):
         message = refusal(rynvel.UnknownNameError, access)
-        assert repr(name) in message
+        assert repr(name if len(name) <= 100 else name[:100] + "...") in message
+        assert len(message) < 1000
         assert "\0" not in message and "\n" not in message
         with pytest.raises(KeyError):
             access()
@@ -359,11 +366,31 @@ def test_registers_that_the_device_cannot_access(shared: rynvel.Device) -> None:
 def test_a_register_is_not_its_value(shared: rynvel.Device) -> None:
     with pytest.raises(TypeError, match=r"compare SERIAL.read\(\)"):
         assert shared.regs.SERIAL == 0x1234
+    for number in (0x1234, 4660.0, 1j, True, Fraction(1), "x"):
+        for compare in each(lambda: shared.regs.SERIAL == number, lambda: number != shared.regs.SERIAL):
+            with pytest.raises(TypeError, match=r"compare SERIAL.read\(\)"):
+                compare()
     with pytest.raises(TypeError, match=r"give SERIAL.read\(\)"):
         assert shared.regs.SERIAL
     assert shared.regs.SERIAL == shared.regs["SERIAL"]
     assert shared.regs.SERIAL != shared.regs.CTRL
     assert shared.regs.SERIAL.read() == 0x1234
+
+
+def test_a_copy_of_a_register_is_the_register(shared: rynvel.Device) -> None:
+    regs = shared.regs
+    for thing in (regs, regs.CTRL, regs.CTRL.LINE, regs.DATA, regs.CLOCK):
+        assert copy.copy(thing) is thing and copy.deepcopy([thing])[0] is thing
+        with pytest.raises(TypeError, match="of traf.top|array .* belongs to this process"):
+            pickle.dumps(thing)
+
+
+def test_a_device_has_no_further_attributes(shared: rynvel.Device) -> None:
+    device: Any = shared
+    for name in ("CTRL", "timeout", "regs"):
+        with pytest.raises(AttributeError):
+            setattr(device, name, 7)
+    assert shared.regs.CTRL.read() == 0 == shared.read(0)
 
 
 def test_completion_offers_names_and_reads_nothing(map_file: Path) -> None:
@@ -448,6 +475,16 @@ class TestMaps:
         for path in paths:
             with server.open("traf.top", map=path) as device:
                 assert "CTRL" in device.regs
+
+    @pytest.mark.parametrize("paths", [5, 1.0, True, [5], ["board.svd", None], {"a": 1}.values()], ids=str)
+    def test_that_are_not_paths_are_refused_at_once(self, server: SimulatedServer, paths: Any) -> None:
+        for refuse in each(
+            lambda: server.open("traf.top", map=paths),
+            lambda: rynvel.open("traf.top", server.address, map=paths),
+            lambda: SimulatedServer(maps=paths),
+        ):
+            with pytest.raises(TypeError, match="^maps?: (int|float|bool|NoneType) is not a path"):
+                refuse()
 
     @pytest.mark.parametrize("path", ["a\0b", b"a\0b", "\ud800", ["board.svd", "\0"]])
     def test_with_an_impossible_path_are_refused(self, server: SimulatedServer, path: Any) -> None:

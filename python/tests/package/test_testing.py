@@ -92,6 +92,21 @@ def test_interrupts_that_cannot_be_raised_are_errors(name: str) -> None:
         server.raise_interrupt("traf.top", (1 << 32) - 1)
 
 
+def test_arguments_of_a_wrong_type_are_errors() -> None:
+    wrong: Any
+    for wrong in ("rtc0", b"rtc0", [5], [None]):
+        for parameter in ("devices", "faults", "options"):
+            with pytest.raises(TypeError, match=f"^{parameter}: "):
+                SimulatedServer(**{parameter: wrong})
+    with SimulatedServer() as server:
+        for wrong in (1.5, "x", b"1", [1]):
+            with pytest.raises(TypeError, match="^traf.top: the interrupt word is not an integer but "):
+                server.raise_interrupt("traf.top", wrong)
+        for wrong in (5, None, b"traf.top"):
+            with pytest.raises(TypeError, match="is text, not"):
+                server.raise_interrupt(wrong, 1)
+
+
 def test_only_the_given_devices_are_served() -> None:
     with SimulatedServer(devices=["i2c"]) as server:
         server.open("i2c").close()
@@ -288,9 +303,12 @@ def test_the_program_is_found(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -
     assert find_server() == str(program)
 
 
-@pytest.mark.parametrize("seconds", [0.0104, 60.0])
-def test_periods_are_in_milliseconds(seconds: float) -> None:
+@pytest.mark.parametrize(("seconds", "period"), [(0.0104, "10ms"), (60.0, "60000ms")])
+def test_periods_are_in_milliseconds(seconds: float, period: str) -> None:
     with SimulatedServer(interrupt_every={"traf.top": seconds}) as server:
+        process = server_of(supervisor_of(server))
+        arguments = Path(f"/proc/{process}/cmdline").read_text(encoding="utf-8").split("\0")
+        assert arguments[arguments.index("--interrupt-every") + 1] == f"traf.top={period}"
         assert server.get_register("traf.top", 0) == 0
 
 
