@@ -402,8 +402,8 @@ stage_fuzz() { test_preset fuzz; }
 stage_packages() {
     local folder=build/packages tests=tests/packages
     together 'packaging/build amd64' 'packaging/build armhf' &&
-        together_at_most 4 "$tests/reproducibility.sh amd64 $folder/amd64" \
-            "$tests/reproducibility.sh armhf $folder/armhf" "$tests/debian_tools.sh $folder/amd64" \
-            "$tests/board.sh $folder/armhf" "$tests/installation.sh $folder/amd64" \
+        together_at_most "$(jobs_that_wait)" "$tests/reproducibility.sh amd64 $folder/amd64" \
+            "$tests/reproducibility.sh armhf $folder/armhf" "$tests/board.sh $folder/armhf" \
+            "$tests/debian_tools.sh $folder/amd64" "$tests/installation.sh $folder/amd64" \
             "$tests/contents.sh $folder/amd64 $folder/armhf"
 }

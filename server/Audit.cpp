@@ -77,11 +77,11 @@ void Audit::reopen() {
 const std::string& Audit::finished(const AuditLine& line) {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    m_line = "{\"number\":";
+    m_line = R"({"number":)";
     appendNumber(m_line, ++m_lines);
-    m_line += ",\"time\":\"";
+    m_line += R"(,"time":")";
     m_utc.append(m_line, now);
-    m_line.append("\",").append(line.members()).append("}\n");
+    m_line.append(R"(",)").append(line.members()).append("}\n");
     return m_line;
 }
 

@@ -42,7 +42,7 @@ stat -c '%a %U %G' /dev/uio* /dev/tomkar_i2c /dev/spidev0.0
 
 in_system /lib/systemd/systemd-udevd --daemon
 in_system /bin/udevadm trigger --action=add
-in_system /bin/udevadm settle --timeout=60
+in_system /bin/udevadm settle --timeout=600
 
 paths >/tmp/paths
 echo '== device files'
