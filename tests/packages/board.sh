@@ -49,7 +49,7 @@ makes_a_system() {
 }
 
 session() {
-    "$root/board/run" sh "$root/tests/packages/board_session.sh" "$system" \
+    RYNVEL_BOARD_TIMEOUT=700 "$root/board/run" sh "$root/tests/packages/board_session.sh" "$system" \
         </dev/null >"$work/session" 2>"$work/errors" || { cat "$work/session" "$work/errors"; return 1; }
 }
 
