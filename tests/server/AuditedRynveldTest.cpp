@@ -143,20 +143,22 @@ TEST_F(AuditedRynveld, LosesNothingWhileItsFileIsRotated) {
         }
         return seen;
     });
-    std::vector<AuditMembers> lines;
+    std::vector<std::string> files;
     for (unsigned int round = 0; round < 10; ++round) {
-        const std::string rotated = "a" + std::to_string(round);
-        std::filesystem::rename("a", rotated);
+        files.push_back("a" + std::to_string(round));
+        std::filesystem::rename("a", files.back());
         EXPECT_EQ(::kill(server.pid(), SIGHUP), 0);
         EXPECT_TRUE(becomesTrue([] { return std::filesystem::exists("a") && std::filesystem::file_size("a") > 0; }));
-        const auto part = auditIn(rotated);
-        lines.insert(lines.end(), part.begin(), part.end());
     }
     isOver = true;
     const std::size_t seen = writing.get();
     server.end();
-    const auto part = auditIn("a");
-    lines.insert(lines.end(), part.begin(), part.end());
+    files.emplace_back("a");
+    std::vector<AuditMembers> lines;
+    for (const std::string& file : files) {
+        const auto part = auditIn(file);
+        lines.insert(lines.end(), part.begin(), part.end());
+    }
     expectNumbersWithoutGaps(lines);
     EXPECT_EQ(doneWrites(lines), seen);
 }
