@@ -358,7 +358,7 @@ stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
         cmake --preset dev && cmake --build --preset dev --target remote_peer served_board_tests && board/prepare &&
-        RYNVEL_BOARD_TIMEOUT=600 GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together_at_most "$(jobs_that_wait)" \
+        RYNVEL_BOARD_TIMEOUT=600 GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together \
             'tests/board/rynvelctl.sh build/armhf' \
             board/selftest/run \
             "$guest sh -c 'build/armhf/tests/board_tests && build/armhf/tests/own_devices_tests'" \
