@@ -109,16 +109,6 @@ added_function() {
         is_reported ': the binary interface has additions' Rynvel_more
 }
 
-added_enumerator() {
-    edit 'Network = 1' $'Network = 1,\n    Little = 2' include/rynvel/ByteOrder.h &&
-        is_reported ': the binary interface has additions or new names' Little
-}
-
-renamed_member() {
-    edit m_mutex m_theMutex include/rynvel/PthreadMutex.h cppsrc/PthreadMutex.cpp &&
-        is_reported ': the binary interface has additions or new names' m_theMutex
-}
-
 # Accepts an addition in the copy. Its removal is then an incompatible change.
 accepted_function() {
     edited+=(packaging/abi-baseline/*/*)
