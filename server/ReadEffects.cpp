@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "FieldWrite.h"
 #include "RegisterName.h"
 
 namespace Rynveld {
@@ -10,9 +11,7 @@ namespace Rynveld {
 namespace {
 
 bool mustNotBeRead(const Maps::Register& contents) {
-    return contents.readAction.has_value() || !Maps::isReadable(contents.access) ||
-           std::any_of(contents.fields.begin(), contents.fields.end(),
-                       [](const Maps::Field& field) { return field.readAction.has_value(); });
+    return Maps::hasReadEffect(contents) || !Maps::isReadable(contents.access);
 }
 
 } // namespace
