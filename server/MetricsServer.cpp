@@ -12,6 +12,7 @@
 
 #include "AllowedNetworks.h"
 #include "ServerTrace.h"
+#include "TcpListener.h"
 #include "WakeUp.h"
 
 namespace Rynveld {
@@ -19,12 +20,6 @@ namespace Rynveld {
 using asio::ip::tcp;
 
 namespace {
-
-std::string endpointText(const tcp::endpoint& endpoint) {
-    std::ostringstream text;
-    text << endpoint;
-    return text.str();
-}
 
 void lowerPriority() {
     constexpr int lower = 10;
@@ -61,14 +56,7 @@ std::string httpProblem(const std::string& status) { return httpResponse(status,
 
 MetricsServer::MetricsServer(const tcp::endpoint& endpoint, Networks allowed, std::function<std::string()> text)
     : m_acceptor(m_io), m_retryTimer(m_io), m_allowed(std::move(allowed)), m_text(std::move(text)) {
-    try {
-        m_acceptor.open(endpoint.protocol());
-        m_acceptor.set_option(tcp::acceptor::reuse_address(true));
-        m_acceptor.bind(endpoint);
-        m_acceptor.listen();
-    } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), endpointText(endpoint) + ": cannot listen");
-    }
+    listenOn(m_acceptor, endpoint);
 }
 
 MetricsServer::~MetricsServer() { stop(); }
@@ -93,7 +81,7 @@ void MetricsServer::run() {
     }
 }
 
-std::string MetricsServer::address() const { return endpointText(m_acceptor.local_endpoint()); }
+std::string MetricsServer::address() const { return textOf(m_acceptor.local_endpoint()); }
 
 void MetricsServer::allow(Networks networks) {
     asio::post(m_io, [this, networks = std::move(networks)] { m_allowed = networks; });

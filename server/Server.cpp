@@ -8,7 +8,6 @@
 #include <cstring>
 #include <exception>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -25,6 +24,7 @@
 #include "ServerTrace.h"
 #include "ServiceManager.h"
 #include "StandardError.h"
+#include "TcpListener.h"
 #include "WakeUp.h"
 
 namespace Rynveld {
@@ -35,12 +35,6 @@ using Endpoint = asio::generic::stream_protocol::endpoint;
 namespace {
 
 bool isLocal(const Endpoint& endpoint) { return endpoint.data()->sa_family == AF_UNIX; }
-
-std::string textOf(const tcp::endpoint& endpoint) {
-    std::ostringstream text;
-    text << endpoint;
-    return text.str();
-}
 
 tcp::endpoint tcpEndpointOf(const Endpoint& endpoint) {
     tcp::endpoint result;
@@ -60,7 +54,7 @@ std::string pathOf(const Endpoint& endpoint) {
 }
 
 std::string textOf(const Endpoint& endpoint) {
-    return isLocal(endpoint) ? pathOf(endpoint) : textOf(tcpEndpointOf(endpoint));
+    return isLocal(endpoint) ? pathOf(endpoint) : Rynveld::textOf(tcpEndpointOf(endpoint));
 }
 
 ucred processAt(int localSocket) {
@@ -178,15 +172,7 @@ void Server::listen() {
         m_socketFile.emplace(acceptor.native_handle(), *m_options.listenLocal);
         return;
     }
-    try {
-        auto& acceptor = m_listeners.emplace_back(m_io).acceptor;
-        acceptor.open(tcp::v4());
-        acceptor.set_option(tcp::acceptor::reuse_address(true));
-        acceptor.bind(m_options.listen);
-        acceptor.listen();
-    } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), textOf(m_options.listen) + ": cannot listen");
-    }
+    Rynveld::listenOn(m_listeners.emplace_back(m_io).acceptor, m_options.listen);
 }
 
 void Server::listenOn(const std::vector<int>& sockets) {
