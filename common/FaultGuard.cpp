@@ -68,9 +68,9 @@ void FaultGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(*s_recoveryPoint, 1);
     }
-    // After the handler returns, the processor repeats the access, which then meets the previous action. By default,
-    // that action ends the process. The previous handler may restore this one, because it has replaced this one before.
-    // The next fault then has the default action. The two handlers would otherwise call each other for ever.
+    // After the handler returns, the processor repeats the access, and the previous action handles the fault. The previous
+    // handler may itself have replaced this one, and may now restore it. The two would then call each other forever.
+    // Therefore, the next fault that this handler does not recover from has the default action.
     sigaction(SIGBUS, &s_previousAction, nullptr);
     s_previousAction = {};
 }

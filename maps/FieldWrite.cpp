@@ -223,7 +223,7 @@ const Field* findSelected(const Register& contents, std::uint64_t mask, const Co
 }
 
 [[noreturn]] void refuseToStore(const std::string& subject) {
-    throw RefusedValue("a write does not store the value in " + subject + " (give the value with write)");
+    throw RefusedValue("a write does not store the value in " + subject + " (use the command write)");
 }
 
 } // namespace
@@ -318,15 +318,15 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask) {
     }
 }
 
-void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask) {
+void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask, const std::string& hint) {
     const Register& contents = *located.contents;
     const Field* const writeOnly = findSelected(
         contents, mask, [](const Field& field) { return isWritable(field.access) && !isReadable(field.access); });
     if (writeOnly != nullptr) {
-        throw RefusedValue(subjectOf(located, *writeOnly) + " is write-only");
+        throw RefusedValue(subjectOf(located, *writeOnly) + " is write-only" + hint);
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && !isReadable(contents.access)) {
-        throw RefusedValue(subjectOf(located) + " is write-only outside its fields");
+        throw RefusedValue(subjectOf(located) + " is write-only outside its fields" + hint);
     }
 }
 

@@ -136,8 +136,8 @@ void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const
  */
 void requireStored(const LocatedRegister& located, std::uint64_t mask);
 
-/** @throws RefusedValue if a bit of the mask can be written, but not read. */
-void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask);
+/** @throws RefusedValue if a bit of the mask can be written, but not read. The message ends with the hint. */
+void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask, const std::string& hint = "");
 
 /** Returns the bits of a register that can be read. A readable field can share bits with a write-only field. */
 std::uint64_t readableBits(const Register& aRegister);

@@ -14,7 +14,7 @@
 
 namespace Rynveld {
 
-/** Peripherals by the names of the devices that they describe. */
+/** For each device name, the peripheral that describes the device. */
 class DeviceDescriptions {
 public:
     /**

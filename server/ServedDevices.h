@@ -87,7 +87,7 @@ public:
 private:
     /** The state of a served device, whether the device is open or not. */
     struct Slot {
-        /** The counters continue when the device is closed. */
+        /** The counters keep their values while the device is closed. */
         DeviceCounts counts;
         /** Locked while the device is being opened, which may take a long time. */
         std::mutex mutex;

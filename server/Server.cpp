@@ -330,7 +330,7 @@ void Server::turnAway(const Peer& peer, const char* cause, const std::string& re
     if (m_audit) {
         m_audit->record(clientOf(peer).add("operation", "connect").add("result", "error").add("reason", reason));
     }
-    RYNVELD_TRACE_LIMITED(peer, failure, cause, "Client ", peer.name, " turned away: ", reason, ".");
+    RYNVELD_TRACE_LIMITED(peer, failure, cause, "Connection of ", peer.name, " refused: ", reason, ".");
 }
 
 void Server::admit(Socket socket, const Endpoint& endpoint) {

@@ -62,7 +62,7 @@ private:
             Maps::requireStored(whole.located, m_bits.mask);
             Maps::requireOthersKept(whole.located, m_bits.mask, whole.word);
             if (m_change == BitChange::Toggle) {
-                Maps::requireNotWriteOnly(whole.located, m_bits.mask);
+                Maps::requireNotWriteOnly(whole.located, m_bits.mask, " (toggle must read it; use set or clear)");
             }
         });
     }

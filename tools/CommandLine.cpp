@@ -59,7 +59,7 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
         "with the same name on this machine)");
     program.addOption(
         "-t,--timeout", "TIME", m_options.timeout,
-        "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer of a server)");
+        "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer from a server)");
     program
         .addOption(
             "-m,--map", "FILE", m_options.maps,

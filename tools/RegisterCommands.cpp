@@ -98,7 +98,7 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
 /** @throws Failure if standard output is not suitable for the bytes of registers. */
 void requireRawOutput(const Output& output) {
     if (output.format() != Format::Text) {
-        throw usageError("--raw: the bytes have no other format (leave out --json and --quiet)");
+        throw usageError("--raw: --json and --quiet do not apply to raw bytes (leave them out)");
     }
     if (!isStandardOutputOpen()) {
         throw outputFailure(EBADF);

@@ -89,7 +89,7 @@ private:
     std::unordered_set<std::string> m_described;
     std::vector<RestoredRegister> m_restored;
     std::vector<SkippedRegisters> m_skipped;
-    /** The indexes in m_skipped by the reasons. */
+    /** For each reason, the index of its element in m_skipped. */
     std::unordered_map<std::string, std::size_t> m_reasons;
     bool m_isMatching = true;
     /** The outcome for the register that failed, for the error message. */

@@ -47,8 +47,8 @@ SideEffects sideEffectsOf(bool areIncluded) { return areIncluded ? SideEffects::
 
 void printLeftOut(const std::string& device, const std::vector<std::string>& names) {
     if (!names.empty()) {
-        printError(device + ": left out, reading has a side effect: " + joinNames(names) +
-                   " (--with-side-effects includes them)");
+        printError(device + ": left out: " + joinNames(names) +
+                   " (reading has a side effect; --with-side-effects includes them)");
     }
 }
 
@@ -270,7 +270,7 @@ void addDiff(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "diff", "show the registers and fields that differ from a snapshot", options, diff);
     command.addArgument("DEVICE|FILE", options->first,
-                        "a device, or a snapshot: a name with / or the name of an existing file");
+                        "a device, or a snapshot file (a name that contains /, or the name of an existing file)");
     command.addArgument("FILE", options->second, "a snapshot");
     addSideEffectsOption(command, options->includesSideEffects);
 }

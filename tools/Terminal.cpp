@@ -42,7 +42,7 @@ struct SignalState {
     volatile std::sig_atomic_t isDrawing;
     volatile std::sig_atomic_t hasResized;
     /**
-     * Whether the process was stopped after the last drawing. Other processes may then have written on the terminal.
+     * Whether the process was stopped after the last drawing. Other processes may then have written to the terminal.
      */
     volatile std::sig_atomic_t hasContinued;
     volatile std::sig_atomic_t hasOtherModes;

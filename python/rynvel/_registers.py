@@ -26,7 +26,7 @@ MapPath = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 MapPaths = Union[MapPath, Sequence[MapPath]]
 FieldInput = Union[SupportsIndex, str]
 
-# The longest time that a pipe has to deliver a register map.
+# The time-out for reading a register map from a pipe.
 _MAP_TIMEOUT_MS = 10_000
 # Values that are kept, so that reading a field seldom creates an object.
 _MOST_KEPT_VALUES = 256

@@ -89,7 +89,7 @@ TEST_F(OptionsFileTest, MustBeASmallReadableFile) {
     EXPECT_EQ(problemOf(std::string(70000, '#')), "o: the file is too large (at most 64 KiB)");
     std::filesystem::remove("o");
     ASSERT_EQ(::mkfifo("o", 0600), 0);
-    EXPECT_EQ(problemIn([] { parse(); }), "o: not a regular file");
+    EXPECT_EQ(problemIn([] { parse(); }), "o: the file is a pipe (give a regular file)");
     std::filesystem::remove("o");
     std::filesystem::create_directory("o");
     EXPECT_EQ(problemIn([] { parse(); }), "o: cannot read the options: Is a directory");

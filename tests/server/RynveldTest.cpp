@@ -247,7 +247,7 @@ TEST(Rynveld, ReportsTheNumberOfSuppressedLinesWhenAFloodHasEnded) {
     EXPECT_TRUE(server.turnsAway());
     const std::string text = server.endWithText();
     const auto count = text.find("Suppressed lines about 127.0.0.0/8: 5 (connections).\n");
-    const auto last = text.rfind(" turned away: the connection limit (1) is reached.\n");
+    const auto last = text.rfind(" refused: the connection limit (1) is reached.\n");
     ASSERT_NE(count, std::string::npos) << text;
     ASSERT_NE(last, std::string::npos) << text;
     EXPECT_LT(count, last) << text;
@@ -618,13 +618,14 @@ TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsA
             EXPECT_TRUE(connect().isEnded());
         }
     };
-    // The server counts each of these networks as one host, because one host can use all addresses of the network.
+    // The server counts 127.0.0.0/8, a /64 network and a user of a local socket as one host each, because one client can
+    // use all their addresses and processes.
     unsigned int last = 1;
     fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });
     fill([&local] { return local.connect(); });
     const std::string text = server.endWithText();
-    EXPECT_NE(text.find(" turned away: its host has reached the connection limit (2)."), std::string::npos) << text;
+    EXPECT_NE(text.find(" refused: its host has reached the connection limit (2)."), std::string::npos) << text;
     const std::string user = "user " + std::to_string(::geteuid());
     for (const std::string& host : {std::string("127.0.0.0/8"), std::string("::/64"), user}) {
         const std::string line = "Suppressed lines about " + host + ": 80 (connections of host).";

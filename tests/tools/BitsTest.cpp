@@ -166,7 +166,7 @@ TEST_F(BitsOfSpecialRegisters, FollowTheAccessOfTheFieldsBeforeThatOfTheRegister
     }
     expect("set map32 WO 8 --quiet", 0, "");
     EXPECT_EQ(get(4), 0x100U);
-    expectRefused("toggle map32 WO 8", "map32: register WO is write-only outside its fields");
+    expectRefused("toggle map32 WO 8", "map32: register WO is write-only outside its fields (toggle must read it; use set or clear)");
     expect("poll map32 WO.F 0 --quiet", 0, "0\n");
 }
 
@@ -313,7 +313,7 @@ TEST_F(Bits, AreRefusedIfTheMapExcludesTheAccess) {
 
 TEST_F(Bits, AreRefusedIfAWriteDoesNotStoreThem) {
     const std::string problem = "map32: a write does not store the value in ";
-    const std::string remedy = " (give the value with write)";
+    const std::string remedy = " (use the command write)";
     for (const std::string command : {"set", "clear", "toggle"}) {
         expectRefused(command + " map32 FLAGS ERROR", problem + "field FLAGS.ERROR" + remedy);
         expectRefused(command + " map32 FLAGS 0", problem + "field FLAGS.ERROR" + remedy);
@@ -344,14 +344,16 @@ TEST_F(Bits, AreRefusedWithAValueThatTheMapExcludes) {
 TEST_F(Bits, OfAWriteOnlyFieldAreSetButNotToggled) {
     expect("set map32 MIXED SECRET", 0, "map32 MIXED.SECRET = 255\n");
     EXPECT_EQ(get(0x2C), 0xFFU);
-    expectRefused("toggle map32 MIXED SECRET", "map32: field MIXED.SECRET is write-only");
-    expectRefused("toggle map32 MIXED 7:0", "map32: field MIXED.SECRET is write-only");
+    const std::string problem = "map32: field MIXED.SECRET is write-only (toggle must read it; use set or clear)";
+    expectRefused("toggle map32 MIXED SECRET", problem);
+    expectRefused("toggle map32 MIXED 7:0", problem);
 }
 
 TEST_F(Bits, OfAReadOnlyFieldAreWrittenIfAnotherFieldHasThemToo) {
     expect("set map32 SHARED 0 --quiet", 0, "");
     EXPECT_EQ(get(0x38), 1U);
-    expectRefused("toggle map32 SHARED 0", "map32: field SHARED.GIVEN is write-only");
+    expectRefused("toggle map32 SHARED 0",
+                  "map32: field SHARED.GIVEN is write-only (toggle must read it; use set or clear)");
     expectRefused("set map32 SHARED SEEN", "map32: field SHARED.SEEN is read-only");
 }
 
@@ -455,7 +457,7 @@ TEST_F(BitsAndOddIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
     expect("read map32 B[3:0][1:0]", 0, "map32 B[3:0][1:0] = 0x1\n");
 }
 
-/** The program, on a device of a server. */
+/** Runs rynvelctl on a device of a scripted server. */
 class RemoteBits : public Bits {
 protected:
     Ending run(const std::string& line) { return Bits::run("--remote " + m_peer.address() + " --type Uio32 " + line); }
@@ -537,7 +539,7 @@ TEST_F(RemoteBits, SayAfterASignalThatTheyMayHaveBeenWritten) {
 
 TEST_F(RemoteBits, AreRefusedBeforeTheServerIsAsked) {
     expectEnding(run("toggle remote FLAGS ERROR"), 2, "",
-                 "remote: a write does not store the value in field FLAGS.ERROR (give the value with write)");
+                 "remote: a write does not store the value in field FLAGS.ERROR (use the command write)");
     expectEnding(run("toggle remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
     EXPECT_EQ(m_peer.requests(0).size(), 0U);
 }

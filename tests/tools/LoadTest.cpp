@@ -247,9 +247,9 @@ TEST_F(RawDump, WritesTheBytesOfTheRegisters) {
     EXPECT_EQ(outputOf("dump file8 0 4 --raw --burst"), "\x80\x81\x82\x83");
     EXPECT_EQ(outputOf("dump file8 0 4 --raw --base 10"), "\x80\x81\x82\x83");
     expectRefused("dump file8 0 4 --raw --json",
-                  "--raw: the bytes have no other format (leave out --json and --quiet)");
+                  "--raw: --json and --quiet do not apply to raw bytes (leave them out)");
     expectRefused("--quiet dump file8 0 4 --raw",
-                  "--raw: the bytes have no other format (leave out --json and --quiet)");
+                  "--raw: --json and --quiet do not apply to raw bytes (leave them out)");
 }
 
 TEST_F(Load, GetsNoBytesFromARawDumpThatFails) {

@@ -233,7 +233,7 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
     expect("expect map32 FIFO 0", 0, "");
 }
 
-/** The command, on a device of a server. */
+/** Runs poll on a device of a scripted server. */
 class RemotePoll : public Poll {
 protected:
     Ending run(const std::string& line) {

@@ -359,7 +359,7 @@ TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) 
 
 TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
     expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
-                 "script:1: map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
+                 "script:1: map32: left out: STATUS (reading has a side effect; --with-side-effects includes them)\n"
                  "rynvelctl: script:1: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
                  "rynvelctl: script:3: the command ended with status 1");
 }

@@ -73,8 +73,8 @@ std::string map() {
         peripheral("file8", aRegister("A", "0", bits) + aRegister("B", "1", bits) + aRegister("C", "2", bits)));
 }
 
-const char* const leftOut = "rynvelctl: map32: left out, reading has a side effect: FIFO, POP "
-                            "(--with-side-effects includes them)\n";
+const char* const leftOut = "rynvelctl: map32: left out: FIFO, POP "
+                            "(reading has a side effect; --with-side-effects includes them)\n";
 const char* const obstacles =
     "rynvelctl: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
     "rynvelctl: map32: left out: register FAR is outside the map of the device\n";
@@ -383,7 +383,7 @@ TEST_F(SavedRegisters, WithSideEffectsAreNamedInTheOrderOfTheDevice) {
          R"({"name":"D","offset":12,"size":32,"value":1},{"name":"F","offset":20,"size":32,"value":0},)"
          R"({"name":"B","offset":4,"size":32,"value":1},{"name":"A","offset":0,"size":32,"value":1})");
     expect("diff map32 s", 1, "B: 0x00000000 -> 0x00000001\nF: only in s (0x00000014 = 0x00000000)\n",
-           "rynvelctl: map32: left out, reading has a side effect: A, D (--with-side-effects includes them)\n");
+           "rynvelctl: map32: left out: A, D (reading has a side effect; --with-side-effects includes them)\n");
 }
 
 TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
@@ -613,7 +613,7 @@ TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
                         aRegister("RBR", "0", element("access", "read-only") + element("readAction", "modify")) +
                             aRegister("DLL", "0", element("alternateRegister", "RBR")) + aRegister("NEXT", "4", "")));
     expect("save map32 s", 0, "map32: saved 1 register in s\n",
-           "rynvelctl: map32: left out, reading has a side effect: RBR, DLL (--with-side-effects includes them)\n");
+           "rynvelctl: map32: left out: RBR, DLL (reading has a side effect; --with-side-effects includes them)\n");
     expect("save map32 s --with-side-effects", 0, "map32: saved 3 registers in s\n");
     poke(0, 1);
     expect("restore map32 s", 0, "map32: not restored, reading has a side effect: RBR, DLL\n");

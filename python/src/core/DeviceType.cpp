@@ -19,7 +19,7 @@ namespace RynvelPython {
 
 namespace {
 
-/** The state of a Python object for a device. Threads use it only with the interpreter lock. */
+/** The state of a Python object for a device. Threads use it only with the GIL. */
 struct DeviceState {
     /** Null after close(). */
     std::shared_ptr<OpenDevice> device;
@@ -63,7 +63,7 @@ const std::shared_ptr<OpenDevice>& usable(const DeviceState& state) {
 PyObject* none() { return Py_NewRef(Py_None); }
 
 /**
- * Calls an operation on some registers of the open device. Releases the interpreter lock for a device that may block,
+ * Calls an operation on some registers of the open device. Releases the GIL for a device that may block,
  * and for many registers. For a few loads or stores, releasing the lock would take longer than the operation.
  */
 template <typename Operation>
@@ -147,8 +147,11 @@ public:
         if (PyObject_GetBuffer(object, &m_view, flags | PyBUF_C_CONTIGUOUS | PyBUF_FORMAT) != 0) {
             if (PyErr_ExceptionMatches(PyExc_BufferError) != 0) {
                 PyErr_Clear();
-                throw OperationError(ErrorKind::Type, device.name + ": the buffer must be contiguous" +
-                                                          ((flags & PyBUF_WRITABLE) != 0 ? " and writable" : ""));
+                throw OperationError(ErrorKind::Type,
+                                     device.name + ((flags & PyBUF_WRITABLE) != 0
+                                                        ? ": the buffer is not contiguous and writable (give, for "
+                                                          "example, a bytearray)"
+                                                        : ": the buffer is not contiguous (give, for example, bytes)"));
             }
             throw PythonError();
         }

@@ -89,15 +89,15 @@ struct OpenRequest {
     std::optional<std::string> server;
     /** The type of the device on its server; none for the type in the device table. */
     std::optional<std::string> type;
-    /** The time-out of an answer of a server. */
+    /** The time-out for each answer from the server. */
     std::chrono::milliseconds timeout;
 };
 
 constexpr std::chrono::seconds defaultAnswerTimeout(5);
 
 /**
- * Prepares the process and the calling thread for bus errors. Call this function with the interpreter lock, before
- * openDevice(). A mutex instead of the interpreter lock could be locked for ever in a forked child.
+ * Prepares the process and the calling thread for bus errors. Call this function while you hold the GIL (global
+ * interpreter lock), before openDevice(). A mutex instead of the GIL could stay locked forever in a forked child.
  */
 void installFaultGuard();
 

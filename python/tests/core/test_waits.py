@@ -158,7 +158,7 @@ def test_a_server_that_refuses_interrupts_is_an_error() -> None:
     with ScriptedServer(answer) as server, server.open() as device:
         with pytest.raises(rynvel.RefusedError), device.interrupts():
             pass
-        # The exception of the block says more.
+        # The exception of the block takes precedence over the RefusedError, because it names the cause.
         with pytest.raises(ZeroDivisionError), device.interrupts():
             raise ZeroDivisionError
 
