@@ -30,7 +30,7 @@ enum class AccessResult {
 };
 
 /**
- * A device that checks every access against its map and its register width. After FaultGuard::install(), the device
+ * A device that checks every access against its map and its register width. After BusErrorGuard::install(), the device
  * also recovers from bus errors. An address is a byte address or a register index, depending on the backend. A value
  * occupies the low `width()` bits of its word.
  *

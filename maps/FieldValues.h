@@ -137,8 +137,8 @@ public:
 };
 
 /** Returns the name of the register or field for the beginning of an error message. @{ */
-std::string subjectOf(const LocatedRegister& located);
-std::string subjectOf(const LocatedRegister& located, const Field& field);
+std::string nameWithKind(const LocatedRegister& located);
+std::string nameWithKind(const LocatedRegister& located, const Field& field);
 /** @} */
 
 /** Returns the fields of a register that assignments name. @throws RefusedValue if a field is unknown. */

@@ -71,7 +71,7 @@ void requireServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
     }
 }
 
-Maps::DeviceDescription descriptionOf(const std::string& device, Maps::MapCatalog& catalog) {
+Maps::DevicePeripheral descriptionOf(const std::string& device, Maps::MapCatalog& catalog) {
     const auto description = catalog.find(device);
     if (!description) {
         refuseExport("no register map describes device '" + device + "' (--map names a register map)");
@@ -80,7 +80,7 @@ Maps::DeviceDescription descriptionOf(const std::string& device, Maps::MapCatalo
     return *description;
 }
 
-Maps::NamedRegister findNamed(const NameInDevice& name, const Maps::DeviceDescription& description) {
+Maps::NamedRegister findNamed(const NameInDevice& name, const Maps::DevicePeripheral& description) {
     const auto found = Maps::findRegister(*description.peripheral, name.name);
     if (!found) {
         const std::string device = name.row->m_name;
@@ -99,16 +99,17 @@ std::string obstacleTo(const Maps::NamedRegister& named, const Maps::DeviceRegis
         return obstacle;
     }
     if (named.field != nullptr && !Maps::isInside(*named.field, *located.contents)) {
-        return Maps::subjectOf(located, *named.field) + " is outside its register";
+        return Maps::nameWithKind(located, *named.field) + " is outside its register";
     }
     if (named.field != nullptr && !Maps::isReadable(named.field->access)) {
-        return Maps::subjectOf(located, *named.field) + " is write-only";
+        return Maps::nameWithKind(located, *named.field) + " is write-only";
     }
     if (!Maps::isReadable(*located.contents)) {
-        return Maps::subjectOf(located) + " is write-only";
+        return Maps::nameWithKind(located) + " is write-only";
     }
-    return registers.wordOf(located).hasReadEffect
-               ? "reading " + Maps::subjectOf(located) + " has a side effect (metrics read their registers repeatedly)"
+    return registers.wordOf(located).hasReadSideEffect
+               ? "reading " + Maps::nameWithKind(located) +
+                     " has a side effect (metrics read their registers repeatedly)"
                : "";
 }
 

@@ -76,9 +76,9 @@ std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, cons
 /** @throws std::invalid_argument with `message` for a text that is not a port. */
 std::uint16_t parsePort(const std::string& option, const std::string& port, const std::string& message) {
     const auto number = parseUnsigned(port, UINT16_MAX, message);
-    const std::string_view remedy = Common::withoutLeadingZeros(port);
-    if (!remedy.empty()) {
-        fail(option + ": port '" + port + "' has a leading zero (use " + std::string(remedy) + ')');
+    const std::string_view hint = Common::withoutLeadingZeros(port);
+    if (!hint.empty()) {
+        fail(option + ": port '" + port + "' has a leading zero (use " + std::string(hint) + ')');
     }
     return static_cast<std::uint16_t>(number);
 }
@@ -401,9 +401,10 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
                    "with --simulate: simulate a fault on every request, or on every COUNTth request; may be repeated")
         .takeOneValue();
     program
-        .addOption("--metrics", "ADDRESS:PORT", raw.metrics,
-                   "serve metrics for Prometheus on this IPv4 address and port, http://ADDRESS:PORT/metrics; PORT alone "
-                   "listens on 127.0.0.1")
+        .addOption(
+            "--metrics", "ADDRESS:PORT", raw.metrics,
+            "serve metrics for Prometheus on this IPv4 address and port, http://ADDRESS:PORT/metrics; PORT alone "
+            "listens on 127.0.0.1")
         .showDefault();
     program
         .addOption("--export", "NAME", raw.exported,

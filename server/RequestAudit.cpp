@@ -105,13 +105,13 @@ bool RequestAudit::readsOldValues(ServedDevice& device, const std::string& name,
     if (!isOn() || !m_context.withOldValues || request.getLength() == 0) {
         return false;
     }
-    if (!m_readEffects || m_describedDevice != name) {
-        m_readEffects.emplace(policy.descriptions.find(name));
+    if (!m_unreadableRegisters || m_describedDevice != name) {
+        m_unreadableRegisters.emplace(policy.descriptions.find(name));
         m_describedDevice = name;
     }
     const Common::DeviceTypeInfo& type = device.type();
     const std::uint64_t size = std::uint64_t{request.getLength()} * Common::bytesOf(type.width);
-    return !m_readEffects->overlap(offsetOf(type, request.getAddress()), size);
+    return !m_unreadableRegisters->overlap(offsetOf(type, request.getAddress()), size);
 }
 
 void RequestAudit::beforeWrite(ServedDevice& device, const std::string& name, const Request& request,

@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "Audit.h"
-#include "PolicyInForce.h"
-#include "ReadEffects.h"
+#include "CurrentPolicy.h"
 #include "ServedDevices.h"
 #include "TraceLimit.h"
+#include "UnreadableRegisters.h"
 
 namespace Rynveld {
 
@@ -82,9 +82,9 @@ private:
     std::string m_nameOfBeginning;
     /** The values before the present write; empty if they were not read. */
     std::vector<std::uint32_t> m_old;
-    /** The device to which m_readEffects belongs. */
+    /** The device to which m_unreadableRegisters belongs. */
     std::string m_describedDevice;
-    std::optional<ReadEffects> m_readEffects;
+    std::optional<UnreadableRegisters> m_unreadableRegisters;
 };
 
 } // namespace Rynveld

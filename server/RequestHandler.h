@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-#include "PolicyInForce.h"
+#include "CurrentPolicy.h"
 #include "RequestAudit.h"
 #include "ServedDevices.h"
 #include "TraceLimit.h"
@@ -22,7 +22,7 @@ namespace Rynveld {
  * Returns the text with a "?" in place of each character that is not printable ASCII. Otherwise, received text could
  * forge a trace.
  */
-std::string printable(std::string text);
+std::string printableAscii(std::string text);
 
 /**
  * Handles the requests of one connection, whatever they contain. If a request cannot be carried out, answers with Error
@@ -30,7 +30,7 @@ std::string printable(std::string text);
  */
 class RequestHandler {
 public:
-    RequestHandler(ServedDevices& devices, const PolicyInForce& policy, Peer peer, const AuditContext& audit = {});
+    RequestHandler(ServedDevices& devices, const CurrentPolicy& policy, Peer peer, const AuditContext& audit = {});
 
     /**
      * Returns whether a client of the protocol can have sent the next record of the connection. If not, for instance
@@ -77,7 +77,7 @@ private:
     bool changesDevice(Rynvel::RequestData::Type type) const;
 
     ServedDevices& m_devices;
-    const PolicyInForce& m_policyInForce;
+    const CurrentPolicy& m_currentPolicy;
     /** The policy for the present request. */
     std::shared_ptr<const Policy> m_policy;
     const Peer m_peer;

@@ -13,10 +13,10 @@
 #include <optional>
 #include <string>
 
+#include "CurrentPolicy.h"
 #include "DeviceCounts.h"
 #include "InterruptWaiter.h"
 #include "MetricText.h"
-#include "PolicyInForce.h"
 #include "RegisterDevice.h"
 #include "SimulatedDevice.h"
 
@@ -70,7 +70,7 @@ std::size_t countServedDevices(const Policy& policy);
 /** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:
-    explicit ServedDevices(const PolicyInForce& policy);
+    explicit ServedDevices(const CurrentPolicy& policy);
 
     /**
      * Returns a device, and opens the device first if necessary. A device of this machine is closed when its
@@ -106,7 +106,7 @@ private:
     std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, DeviceCounts& counts, std::string& reason);
     void writeMetric(MetricText& text, AtomicCount DeviceCounts::*counter, bool needsInterrupts);
 
-    const PolicyInForce& m_policy;
+    const CurrentPolicy& m_policy;
     std::mutex m_mutex;
     std::map<std::string, Slot> m_slots;
 };

@@ -5,11 +5,11 @@
 #include <array>
 #include <utility>
 
-#include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "Printable.h"
 #include "TextTable.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 

@@ -14,8 +14,8 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
-#include "EndingSignals.h"
 #include "Failure.h"
+#include "TerminationSignals.h"
 
 namespace Rynvelctl {
 
@@ -36,7 +36,7 @@ public:
     DelayedSignals() {
         sigset_t signals;
         sigemptyset(&signals);
-        for (const int number : endingSignals) {
+        for (const int number : terminationSignals) {
             sigaddset(&signals, number);
         }
         ::pthread_sigmask(SIG_BLOCK, &signals, &m_before);

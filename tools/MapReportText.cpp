@@ -6,7 +6,7 @@
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "Printable.h"
 #include "TextTable.h"
 

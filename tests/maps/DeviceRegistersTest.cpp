@@ -42,8 +42,8 @@ TEST(DeviceRegisters, CannotShareAWordOfTheDevice) {
 TEST(DeviceRegisters, HaveTheReadEffectsOfAllRegistersInTheWord) {
     const Registers registers(sized("A", 0, 16) + sized("B", 2, 8) +
                               sized("C", 3, 8, "<readAction>clear</readAction>"));
-    EXPECT_FALSE(registers.wordOf(0).hasReadEffect);
-    EXPECT_TRUE(registers.wordOf(1).hasReadEffect);
+    EXPECT_FALSE(registers.wordOf(0).hasReadSideEffect);
+    EXPECT_TRUE(registers.wordOf(1).hasReadSideEffect);
     EXPECT_EQ(registers.wordOf(1).width, 16U);
 }
 

@@ -458,7 +458,7 @@ private:
     ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
 };
 
-TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
+TEST_F(InterruptWaiterTest, ServesItsClientsWhileItTracesALostWord) {
     const ArmedClient lazy(m_waiter);
     lazy.leaveLittleRoom();
     SlowTraces traces;
@@ -491,7 +491,7 @@ private:
     pthread_attr_t m_before{};
 };
 
-TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas) {
+TEST_F(InterruptWaiterTest, ReportsThatNoThreadCanStartAndWorksWhenOneCan) {
     SocketPair pair;
     {
         const NoMoreThreads noMoreThreads;
@@ -502,7 +502,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
     EXPECT_TRUE(pulseArrives(1, client));
 }
 
-TEST_F(InterruptWaiterTest, SurvivesClientsThatComeAndGoWhileInterruptsArrive) {
+TEST_F(InterruptWaiterTest, SurvivesClientsThatArmAndDisarmWhileInterruptsArrive) {
     const ArmedClient steady(m_waiter);
     std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 4; ++i) {
@@ -520,7 +520,7 @@ TEST_F(InterruptWaiterTest, SurvivesClientsThatComeAndGoWhileInterruptsArrive) {
     }
 }
 
-TEST_F(InterruptWaiterTest, SurvivesLastClientsThatComeAndGo) {
+TEST_F(InterruptWaiterTest, SurvivesWhenTheLastClientsArmAndDisarm) {
     m_device.activate();
     std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 3; ++i) {

@@ -152,7 +152,7 @@ protected:
 using WidthsWithInterrupts = testing::Types<std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(RemoteInterruptsOnRynveld, WidthsWithInterrupts);
 
-TYPED_TEST(RemoteInterruptsOnRynveld, AreThoseOfTheServersDevice) {
+TYPED_TEST(RemoteInterruptsOnRynveld, ComeFromTheDeviceOfTheServer) {
     unsigned long type = 0;
     EXPECT_TRUE(this->m_device->getInterruptType(&type));
     EXPECT_EQ(type, 4U);

@@ -89,7 +89,7 @@ TEST_F(Show, PrintsOneObjectForEachRegister) {
            "\n");
 }
 
-TEST_F(Show, DoesNotReadAWordWithASideEffectOfAnotherRegister) {
+TEST_F(Show, DoesNotReadAWordIfThatHasASideEffectOnAnotherRegister) {
     describe(mapOf("map32", "<register><name>OTHER</name><alternateRegister>FIFO</alternateRegister>"
                             "<addressOffset>0xC</addressOffset></register>"
                             "<register><name>WIDE</name><addressOffset>0x20</addressOffset><size>64</size>"

@@ -119,7 +119,7 @@ TEST(CInterface, ReturnsTheDescriptorOfADevice) {
     withOpenDevices([](ScriptedOs&) { EXPECT_EQ(Rynvel_getFileDescriptor(handle16), ScriptedOs::descriptor); });
 }
 
-TEST(CInterface, GivesNoDescriptorAndNoRequestsOfADeviceThatHasNone) {
+TEST(CInterface, ReturnsMinusOneForTheDescriptorAndRequestsOfADeviceThatHasNone) {
     inChildProcess([] {
         ScriptedOs os;
         const int handle = Rynvel_open("fpga");
@@ -130,7 +130,7 @@ TEST(CInterface, GivesNoDescriptorAndNoRequestsOfADeviceThatHasNone) {
     });
 }
 
-TEST(CInterface, GivesNoDescriptorAndNoRequestsOfAMappedDeviceThatIsAbsent) {
+TEST(CInterface, ReturnsMinusOneForTheDescriptorAndRequestsOfAMissingMappedDevice) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(0);

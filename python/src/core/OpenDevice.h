@@ -28,8 +28,8 @@ struct DeviceProperties {
     /** The server of a remote device, as HOST::PORT; empty for a device of this machine. */
     std::string server;
     /** The number of registers that an address can select. */
-    std::uint64_t registers;
-    /** Whether `registers` comes from the map of the device. Otherwise, it comes from the size of an address. */
+    std::uint64_t registerCount;
+    /** Whether `registerCount` comes from the map of the device. Otherwise, it comes from the size of an address. */
     bool hasMap;
     /** Whether the unit of an address is known. If it is not, only register 0 can be used. */
     bool isUnitKnown;
@@ -99,14 +99,14 @@ constexpr std::chrono::seconds defaultAnswerTimeout(5);
  * Prepares the process and the calling thread for bus errors. Call this function while you hold the GIL (global
  * interpreter lock), before openDevice(). A mutex instead of the GIL could stay locked forever in a forked child.
  */
-void installFaultGuard();
+void installBusErrorGuard();
 
 /**
- * Calls installFaultGuard() again, because the program may have replaced the handler or blocked the signal. Does so in
- * the first call of a thread, in the first call after installFaultGuard(), and then once in 256 calls: the system calls
- * take longer than the access to a register.
+ * Calls installBusErrorGuard() again, because the program may have replaced the handler or blocked the signal. Does so
+ * in the first call of a thread, in the first call after installBusErrorGuard(), and then once in 256 calls: the system
+ * calls take longer than the access to a register.
  */
-void refreshFaultGuard();
+void refreshBusErrorGuard();
 
 /** Opens a device. May block. @throws OperationError or PythonError */
 std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request);
@@ -126,7 +126,7 @@ std::shared_ptr<OpenDevice> openRemote(const std::string& name, const std::strin
 
 /** Returns whether bursts of the device type transfer one register at a time, because the library's do not succeed. */
 inline bool hasOnlySingleTransfers(const Common::DeviceTypeInfo& type) {
-    return type.access == Common::Access::Seekable && type.width > 8;
+    return type.access == Common::AccessMethod::Seekable && type.width > 8;
 }
 
 /** Returns the number of registers that 32-bit addresses can select. */

@@ -3,8 +3,8 @@
  * @file
  * The rules for the requests of clients, which may change while the server runs.
  */
-#ifndef RYNVELD_POLICYINFORCE_H
-#define RYNVELD_POLICYINFORCE_H
+#ifndef RYNVELD_CURRENTPOLICY_H
+#define RYNVELD_CURRENTPOLICY_H
 
 #include <atomic>
 #include <memory>
@@ -16,9 +16,9 @@
 namespace Rynveld {
 
 /** The policy that holds at this moment. Threads: any number may use the object at once. */
-class PolicyInForce {
+class CurrentPolicy {
 public:
-    explicit PolicyInForce(Policy policy)
+    explicit CurrentPolicy(Policy policy)
         : m_policy(std::make_shared<const Policy>(std::move(policy))), m_latest(m_policy.get()) {}
 
     /** Returns the policy, which stays valid also if another policy replaces it. */
