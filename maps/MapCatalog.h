@@ -23,6 +23,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** The peripheral that describes a device, with the map that contains it. */
 struct DevicePeripheral {
     /** The path of the map file. */
     std::string file;

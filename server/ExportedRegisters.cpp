@@ -50,7 +50,7 @@ std::vector<std::string> beginningsOf(const std::string& text) {
                  (question.empty() ? "'rynvelctl list' shows all names" : question) + ')');
 }
 
-/** Returns the parts of a name. A device name may contain dots, so the longest device name counts. */
+/** Returns the parts of a name. A device name may contain dots, so the longest matching device name has precedence. */
 NameInDevice split(const std::string& text) {
     const auto beginnings = beginningsOf(text);
     for (auto beginning = beginnings.rbegin(); beginning != beginnings.rend(); ++beginning) {
@@ -207,7 +207,7 @@ void ExportedRegisters::read(Entry& entry) {
     try {
         entry.value = valueOf(entry.exported);
     } catch (const std::exception&) {
-        // Memory may be exhausted. The failure counts like that of the device.
+        // For instance, memory may be exhausted. The failure counts as a failed read of the device.
     }
     entry.failures += entry.value ? 0U : 1U;
 }

@@ -84,7 +84,7 @@ RequestAudit::RequestAudit(const AuditContext& context, const Peer& peer)
       m_client(isOn() ? clientOf(peer).add("connection", context.audit->nextConnection()).members() : "") {}
 
 // A request for interrupts may wait for an interrupt, and the interrupt may need a write. An ioctl request may take any
-// time. Therefore, neither of them keeps writes waiting.
+// time. Therefore, neither of them delays writes.
 std::unique_lock<std::mutex> RequestAudit::keepOrder(const Request& request, ServedDevice* device) {
     if (device != nullptr && isWrite(request.getType())) {
         return std::unique_lock<std::mutex>(device->writeOrder());

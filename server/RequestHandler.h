@@ -33,8 +33,8 @@ public:
     RequestHandler(ServedDevices& devices, const CurrentPolicy& policy, Peer peer, const AuditContext& audit = {});
 
     /**
-     * Returns whether a client of the protocol can have sent the next record of the connection. If not, for instance
-     * because the record is a piece of an HTTP request, traces the reason. The caller must then close the connection
+     * Returns whether the next record of the connection is a request that the protocol allows. If it is not, for
+     * instance because it is a part of an HTTP request, traces the reason. The caller must then close the connection
      * without a response.
      */
     bool accepts(const Rynvel::Request& request);
@@ -78,7 +78,7 @@ private:
 
     ServedDevices& m_devices;
     const CurrentPolicy& m_currentPolicy;
-    /** The policy for the present request. */
+    /** The policy for the current request. */
     std::shared_ptr<const Policy> m_policy;
     const Peer m_peer;
     RequestAudit m_audit;

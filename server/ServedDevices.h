@@ -45,7 +45,10 @@ public:
      * therefore in the order of the writes.
      */
     std::mutex& writeOrder() { return m_writeOrder; }
-    /** The same for requests that enable or disable the interrupt, which may wait for an interrupt. */
+    /**
+     * Like writeOrder(), for requests that enable or disable the interrupt. These requests have a separate mutex because
+     * they may wait for an interrupt.
+     */
     std::mutex& interruptOrder() { return m_interruptOrder; }
 
 private:

@@ -135,7 +135,7 @@ Server::Server(Options options)
       m_watchdogTimer(m_io),
       m_exportedRegisters(m_options.exported, m_devices) {
     std::signal(SIGPIPE, SIG_IGN);
-    // If the audit reaches the largest size of a file, writing it must fail.
+    // If the audit reaches the maximum file size, writing it must fail instead of ending the process.
     std::signal(SIGXFSZ, SIG_IGN);
     Common::BusErrorGuard::install();
     installWakeUpHandler();

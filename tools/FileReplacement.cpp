@@ -30,7 +30,7 @@ constexpr mode_t groupPermissions = 0070;
 
 Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
 
-/** Blocks the ending signals, so that the process leaves no temporary file. */
+/** Blocks the termination signals, so that the process leaves no temporary file. */
 class DelayedSignals {
 public:
     DelayedSignals() {

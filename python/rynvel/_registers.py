@@ -545,7 +545,7 @@ def _class_for(view: _maps.Register) -> type[Register]:
     for field in fields:
         if _is_attribute(field.name) and field.name not in reserved:
             position = view.find_field(field.name)
-            # A name in the map has precedence over an array. Of two fields of one name, the first counts.
+            # A name in the map has precedence over an array. If two fields have the same name, the first one is used.
             assert position is not None
             namespace[field.name] = _field_property(position, fields[position])
             positions[field.name] = position
@@ -562,7 +562,7 @@ class _Array(_Handle):
         self._elements = [element for element, _ in elements]
         self._range = f"{elements[0][1][0]} to {elements[-1][1][0]}"
         self._indexes: dict[str, int] = {}
-        # The own index of an element has precedence over a name of an index.
+        # The index of an element has precedence over the other names of indexes.
         for place in (0, 1):
             for position, (_, texts) in enumerate(elements):
                 for text in texts[:1] if place == 0 else texts[1:]:

@@ -12,7 +12,7 @@ using Maps::namesLike;
 
 std::string at(const std::string& offset) { return element("addressOffset", offset); }
 
-/** Returns a map with an array of clusters from 0x10 on, and with a register at 0x40 that has an array of fields. */
+/** Returns a map with an array of clusters that begins at 0x10, and a register at 0x40 that has an array of fields. */
 Maps::Device map() {
     const std::string inner =
         "<cluster><name>IN</name><description>C</description>" + at("8") +

@@ -55,7 +55,7 @@ public:
     /** Makes enableInterrupt() block until the thread receives a signal. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
-    /** Makes every wait from now on fail. */
+    /** Makes every later wait fail. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
         const std::lock_guard<std::mutex> lock(m_mutex);

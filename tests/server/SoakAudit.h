@@ -16,9 +16,8 @@ namespace RynvelTest {
  * Checks the audit of a server that many clients use. Rotates and removes the file while the server writes it, because
  * the whole audit would fill the disk.
  *
- * Two kinds of writes to one device have rules. Each write of two values on a connection has a value that is by one
- * higher than that of the previous write on the connection, or 0. Clients write the shared register only with one
- * value.
+ * Two kinds of writes to one device have rules. A write of two values has the value 0, or a value one higher than that
+ * of the previous write on the connection. Clients write the shared register only with one value.
  */
 class SoakAudit {
 public:

@@ -29,7 +29,7 @@ const std::string loadMap = mapOfPeripherals(
                                                  "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum>"
                                                  "</range></writeConstraint>")))));
 
-/** rynvelctl with binary contents of registers. */
+/** Runs rynvelctl with binary contents of registers. */
 class Load : public DescribedProgram {
 protected:
     Load() : DescribedProgram(loadMap) {

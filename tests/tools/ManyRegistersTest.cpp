@@ -31,7 +31,7 @@ void signalOften(const Program& program, int number) {
     }
 }
 
-/** The program, with commands on several registers of a device. */
+/** Runs rynvelctl with commands on several registers of a device. */
 class ManyRegisters : public DescribedProgram {
 protected:
     ManyRegisters()

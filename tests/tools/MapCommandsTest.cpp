@@ -9,7 +9,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The commands for register maps. They use no device, and the test has none. */
+/** Runs the commands for register maps. They use no device, and the test has none. */
 class MapCommands : public testing::Test {
 protected:
     Ending run(const std::string& line) const { return runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path()); }

@@ -78,7 +78,7 @@ std::string boardMap() {
     return mapOf(peripheral("map32", registers) + peripheral("remote", registers));
 }
 
-/** The program, on devices that a register map describes. */
+/** Runs rynvelctl on devices that a register map describes. */
 class RegisterNames : public DescribedProgram {
 protected:
     RegisterNames() : DescribedProgram(boardMap()) { m_folder.store("registers8", std::string(64, '\0')); }
@@ -623,7 +623,7 @@ TEST_F(MapsOfRegisterNames, MustBeUsable) {
     expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }
 
-/** The program, on a device of a server. */
+/** Runs rynvelctl on a device of a scripted server. */
 class RemoteRegisterNames : public RegisterNames {
 protected:
     Ending run(const std::string& line) {

@@ -28,7 +28,7 @@ std::string protectedRegisters() {
                                fieldAt("ERROR", "7:7", "<modifiedWriteValues>oneToClear</modifiedWriteValues>")));
 }
 
-/** The program with files of commands. */
+/** Runs rynvelctl with files of commands. */
 class CommandFiles : public DescribedProgram {
 protected:
     CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }

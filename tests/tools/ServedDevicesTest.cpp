@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t deviceCount = 14;
 
-/** The command that lists the devices of a server. By default, the server serves all devices. */
+/** Runs the command that lists the devices of a server. By default, the server serves all devices. */
 class ServedDevices : public testing::Test {
 protected:
     Ending run(const std::string& line, const std::string& program = RYNVELCTL_FOR_TESTS) const {

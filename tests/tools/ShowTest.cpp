@@ -27,7 +27,7 @@ std::string mapOf(const std::string& name, const std::string& furtherRegisters =
            "</registers></peripheral></peripherals></device>";
 }
 
-/** The command show, on a device whose bytes are 1 to 16. */
+/** Runs the command show on a device whose bytes are 1 to 16. */
 class Show : public testing::Test {
 protected:
     Show() {

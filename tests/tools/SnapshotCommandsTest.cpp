@@ -79,7 +79,7 @@ const char* const obstacles =
     "rynvelctl: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
     "rynvelctl: map32: left out: register FAR is outside the map of the device\n";
 
-/** The program, on devices that are files of the test, with a map of their registers. */
+/** Runs rynvelctl on devices that are files of the test, with a map of their registers. */
 class SavedRegisters : public testing::Test {
 protected:
     SavedRegisters() {

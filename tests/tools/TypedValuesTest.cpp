@@ -8,7 +8,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The numbers that a user gives, and the base of those that the program prints. */
+/** The bases of the numbers that a user gives, and of the values that rynvelctl prints. */
 class TypedValues : public DescribedProgram {
 protected:
     TypedValues() : DescribedProgram(timerMap()) {

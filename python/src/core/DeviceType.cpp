@@ -68,7 +68,7 @@ PyObject* none() { return Py_NewRef(Py_None); }
  */
 template <typename Operation>
 void operate(const DeviceState& state, std::uint64_t items, const Operation& operation) {
-    // With an access time of 1 microsecond, a burst of so many registers takes less time than a thread has before the
+    // With an access time of 1 microsecond, a burst of this many registers takes less time than a thread has before the
     // interpreter switches to the next one.
     constexpr std::uint64_t fewItems = 1024;
     const auto& device = usable(state);

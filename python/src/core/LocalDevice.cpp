@@ -18,9 +18,9 @@ namespace {
 using Common::AccessMethod;
 using Common::AccessResult;
 
-/** A burst holds the mutex of a mapped device for so many registers. */
+/** The number of registers for which a burst of a mapped device holds the mutex. */
 constexpr std::uint32_t mappedItems = 4096;
-/** Each register of these devices takes a system call or a byte of one. */
+/** The same for other local devices, whose registers each take a system call or a byte of a system call. */
 constexpr std::uint32_t fileItems = 256;
 
 /** The number of accesses of this thread until the next check of the handler of bus errors. */

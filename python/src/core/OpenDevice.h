@@ -117,7 +117,7 @@ std::shared_ptr<OpenDevice> openLocal(const Rynvel::MemoryDevice& row, const Com
 /**
  * Returns the device of a server.
  *
- * @param isTypeKnown whether `type` is the type on the server. Otherwise, only its width counts.
+ * @param isTypeKnown whether `type` is the type on the server. Otherwise, only its width is used.
  * @throws OperationError or PythonError
  */
 std::shared_ptr<OpenDevice> openRemote(const std::string& name, const std::string& server,
