@@ -16,7 +16,7 @@ Format formatOf(const GlobalOptions& options) {
     if (options.isJson) {
         return Format::Json;
     }
-    return options.isQuiet ? Format::Bare : Format::Text;
+    return options.isQuiet ? Format::Values : Format::Text;
 }
 
 CommandTimeout timeoutOf(const GlobalOptions& options) {

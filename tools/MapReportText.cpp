@@ -49,7 +49,7 @@ std::string format(const MapCheck& maps) {
     Lines lines;
     for (const CheckedMap& map : maps) {
         if (!map.diagnostics.empty()) {
-            lines.push_back(formatBare(MapReport(MapCheck{map})));
+            lines.push_back(formatValues(MapReport(MapCheck{map})));
         }
         lines.push_back(summaryOf(map));
     }

@@ -19,8 +19,8 @@ namespace {
 
 std::string formatReport(Format format, const Report& report, GivenBase base) {
     switch (format) {
-    case Format::Bare:
-        return formatBare(report, base);
+    case Format::Values:
+        return formatValues(report, base);
     case Format::Json:
         return formatJson(report);
     default:

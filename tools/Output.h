@@ -17,7 +17,7 @@
 
 namespace Rynvelctl {
 
-enum class Format { Text, Bare, Json };
+enum class Format { Text, Values, Json };
 
 /** Thrown if the reader of standard output has closed the stream. */
 struct OutputClosed {};
@@ -29,7 +29,7 @@ class Output {
 public:
     /**
      * @param timeout the time-out of the command, which also limits the wait for a reader of standard output.
-     * @param base the base of printed values in the formats Text and Bare; none for base 10 in fields and base 16
+     * @param base the base of printed values in the formats Text and Values; none for base 10 in fields and base 16
      * elsewhere.
      */
     Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)

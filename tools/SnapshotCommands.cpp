@@ -206,7 +206,7 @@ public:
         for (const SkippedRegisters& skipped : restoration.skipped()) {
             print(skipped);
             // The user must see what was not restored, even with --quiet or without standard output.
-            if (m_failure || m_output.deferredFailure() || m_output.format() == Format::Bare) {
+            if (m_failure || m_output.deferredFailure() || m_output.format() == Format::Values) {
                 printError(formatText(Report(skipped)));
             }
         }

@@ -255,7 +255,7 @@ TEST(Formats, DumpSixteenBytesPerLine) {
     const RegisterRange range = RegisterRange(seekable, AddressUnit::Bytes, "0x10").resized(9);
     const Report report = RegisterDump{range, {1, 2, 3, 4, 5, 6, 7, 8, 9}, Rynvel::ByteOrder::Host};
     EXPECT_EQ(formatText(report), "0x00000010: 0001 0002 0003 0004 0005 0006 0007 0008\n0x00000020: 0009");
-    EXPECT_EQ(formatBare(report), "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
+    EXPECT_EQ(formatValues(report), "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
     EXPECT_EQ(formatJson(report),
               R"({"name":"seekable","address":16,"width":16,"order":"host","values":[1,2,3,4,5,6,7,8,9]})");
 }
@@ -264,7 +264,7 @@ TEST(Formats, ShowTheShortestTheMeanAndTheLongestRoundTrip) {
     using std::chrono::microseconds;
     const Report report = RoundTrips{"node::8888", {microseconds(1'000), microseconds(2'000), microseconds(4'500)}};
     EXPECT_EQ(formatText(report), "node::8888: 3 round trips, min 1.000 ms, avg 2.500 ms, max 4.500 ms");
-    EXPECT_EQ(formatBare(report), "1.000 2.500 4.500");
+    EXPECT_EQ(formatValues(report), "1.000 2.500 4.500");
     EXPECT_EQ(formatJson(report), R"({"server":"node::8888","roundTrips":3,"minMilliseconds":1.000,)"
                                   R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
 }

@@ -70,7 +70,7 @@ public:
     virtual int prepareInterrupts() = 0;
     virtual void enableInterrupts() = 0;
     virtual void disableInterrupts() = 0;
-    /** Undoes prepareInterrupts(), also after a call that has failed. */
+    /** Undoes prepareInterrupts(), even after a call that has failed. */
     virtual void releaseInterrupts() = 0;
     /** Returns the interrupt word when the descriptor is ready; none if there is no interrupt after all. */
     virtual std::optional<std::uint32_t> receiveInterrupt() = 0;

@@ -58,7 +58,7 @@ std::string format(const DescribedRegister& described) {
 
 } // namespace
 
-std::string formatBare(const MapReport& report) {
+std::string formatValues(const MapReport& report) {
     return std::visit([](const auto& value) { return format(value); }, report);
 }
 

@@ -72,7 +72,7 @@ std::string nameOf(const FieldReading& read) { return pathOf(read.range, read.fi
 std::string nameOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
 std::string format(const RegisterChange& change, GivenBase base) {
-    return nameText(change.reading) + ' ' + bareText(change.reading, base);
+    return nameText(change.reading) + ' ' + plainValueText(change.reading, base);
 }
 
 std::string format(const IoctlResult& result) { return std::to_string(result.result); }
@@ -96,7 +96,7 @@ std::string format(const RestoredRegister& /*restored*/, GivenBase /*base*/) { r
 
 std::string format(const SkippedRegisters& /*skipped*/) { return ""; }
 
-std::string format(const MapReport& report) { return formatBare(report); }
+std::string format(const MapReport& report) { return formatValues(report); }
 
 } // namespace
 
@@ -104,11 +104,11 @@ std::string nameText(const Reading& reading) {
     return printable(std::visit([](const auto& read) { return nameOf(read); }, reading));
 }
 
-std::string bareText(const Reading& reading, GivenBase base) {
+std::string plainValueText(const Reading& reading, GivenBase base) {
     return std::visit([base](const auto& read) { return format(read, base); }, reading);
 }
 
-std::string formatBare(const Report& report, GivenBase base) {
+std::string formatValues(const Report& report, GivenBase base) {
     return std::visit(
         [base](const auto& value) {
             if constexpr (hasBase<std::decay_t<decltype(value)>>) {
