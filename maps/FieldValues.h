@@ -163,7 +163,8 @@ std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
 /**
- * Returns the value that leaves the bits unchanged when it is written, whatever the bits contain; none if no value does.
+ * Returns the value that leaves the bits unchanged when it is written, whatever the bits contain; none if no value
+ * does.
  */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 

@@ -46,8 +46,8 @@ public:
      */
     std::mutex& writeOrder() { return m_writeOrder; }
     /**
-     * Like writeOrder(), for requests that enable or disable the interrupt. These requests have a separate mutex because
-     * they may wait for an interrupt.
+     * Like writeOrder(), for requests that enable or disable the interrupt. These requests have a separate mutex,
+     * because they may wait for an interrupt.
      */
     std::mutex& interruptOrder() { return m_interruptOrder; }
 

@@ -105,7 +105,7 @@ TEST(Map, MayBeInAnotherEncoding) {
         "\xC2\xB5s");
 }
 
-TEST(Map, WithoutADeclaredEncodingIsReadAsLatin1) {
+TEST(Map, IsReadAsLatin1WithoutADeclaredEncoding) {
     EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf("<description>\xB5s</description>")),
                                             "m.svd: warning: the file is not UTF-8, and was read as ISO-8859-1\n"))
                   .description.str(),

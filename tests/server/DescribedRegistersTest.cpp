@@ -60,7 +60,7 @@ TEST(DescribedRegisters, ResetOnlyTheBitsOfTheResetMask) {
               (Values{{0, 0x11003300}}));
 }
 
-TEST(DescribedRegisters, IncludeThoseOfClustersAndArrays) {
+TEST(DescribedRegisters, IncludeTheRegistersOfClustersAndArrays) {
     const std::string cluster =
         "<cluster><dim>2</dim><dimIncrement>16</dimIncrement><name>C[%s]</name><addressOffset>0x20</addressOffset>"
         "<register><name>R</name><addressOffset>4</addressOffset><resetValue>7</resetValue></register></cluster>";

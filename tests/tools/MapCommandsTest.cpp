@@ -195,7 +195,7 @@ TEST_F(MapCommands, WriteTheNamesOfSeveralDevicesForWireshark) {
            "A\\u000adevice 32 1 map32\\u000aregister 0x0 read-write A\"}\n");
 }
 
-TEST_F(MapCommands, HaveHelpOfTheirOwn) {
+TEST_F(MapCommands, HaveSeparateHelp) {
     EXPECT_NE(run("maps --help").output.find("header "), std::string::npos);
     EXPECT_NE(run("maps check --help").output.find("a register map, or a folder"), std::string::npos);
 }

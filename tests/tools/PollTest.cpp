@@ -152,7 +152,7 @@ TEST_F(Poll, EndsAtASignal) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(Poll, DoesNotSayThatTheConditionHoldsIfNobodyReadsItsOutput) {
+TEST_F(Poll, DoesNotSayThatTheConditionHoldsIfItsOutputHasNoReader) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);

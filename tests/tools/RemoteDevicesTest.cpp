@@ -254,7 +254,7 @@ TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(RemoteDevices, AreUnreachableIfNobodyListens) {
+TEST_F(RemoteDevices, AreUnreachableIfNoServerListens) {
     const TestPeer nobody(TestPeer::Start::Later);
     expectEnding(runProgram(RYNVELCTL, words("--remote " + nobody.address() + " read rtc0 0"), "."), 3, "",
                  nobody.address() + ": Connection refused");

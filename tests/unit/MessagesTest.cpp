@@ -240,7 +240,7 @@ TYPED_TEST(Values, KeepTheirLengthWhenItIsSetAbove128) {
     EXPECT_EQ(message.getLength(), 0U);
 }
 
-TYPED_TEST(Values, ReadAsZeroFromTheLengthOnWhateverTheRecordHoldsThere) {
+TYPED_TEST(Values, ReadAsZeroFromTheLengthToTheEndOfTheRecord) {
     TypeParam message;
     message.addValue(7);
     message.addValue(8);

@@ -68,19 +68,19 @@ TYPED_TEST(MmapAccess, IsSeenByTheRecorderByteByByteWhenItIsWiderOrNarrower) {
               2U);
 }
 
-TYPED_TEST(MmapAccess, OfAReadIsOneLoad) {
+TYPED_TEST(MmapAccess, PerformsAReadAsOneLoad) {
     TypeParam value = 0;
     EXPECT_EQ(this->accessesOf([&] { this->m_device->read(this->last, &value); }),
               this->accesses("load ", this->last, 1));
     EXPECT_EQ(this->accessesOf([&] { this->m_device->read(3, &value); }), this->accesses("load ", 3, 1));
 }
 
-TYPED_TEST(MmapAccess, OfAWriteIsOneStore) {
+TYPED_TEST(MmapAccess, PerformsAWriteAsOneStore) {
     EXPECT_EQ(this->accessesOf([&] { this->m_device->write(this->last, 1); }), this->accesses("store ", this->last, 1));
     EXPECT_EQ(this->accessesOf([&] { this->m_device->write(3, 1); }), this->accesses("store ", 3, 1));
 }
 
-TYPED_TEST(MmapAccess, OfAMaskedWriteIsOneLoadThenOneStoreForEveryMask) {
+TYPED_TEST(MmapAccess, PerformsAMaskedWriteAsOneLoadThenOneStoreForEveryMask) {
     const std::string offset = std::to_string(this->lastOffset);
     for (const auto mask : {0U, 0x0FU, 0xFFFFFFFFU}) {
         EXPECT_EQ(this->accessesOf([&] { this->m_device->write(this->last, 1, static_cast<TypeParam>(mask)); }),
@@ -88,7 +88,7 @@ TYPED_TEST(MmapAccess, OfAMaskedWriteIsOneLoadThenOneStoreForEveryMask) {
     }
 }
 
-TYPED_TEST(MmapAccess, OfABurstIsOneLoadOrStorePerRegisterInOrder) {
+TYPED_TEST(MmapAccess, PerformsABurstAsOneLoadOrStorePerRegisterInOrder) {
     TypeParam values[37] = {};
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         for (const unsigned int items : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 37U}) {

@@ -398,7 +398,7 @@ private:
     std::array<int, 4> m_clients{};
 };
 
-TEST(RecordConnections, TimeOutWhenNobodyAcceptsThem) {
+TEST(RecordConnections, TimeOutWhenNoServerAcceptsThem) {
     const FullListener listener;
     const auto begin = std::chrono::steady_clock::now();
     try {
