@@ -216,7 +216,7 @@ refuses_unknown_arguments() {
 
 shows_its_help() {
     local stage
-    for stage in "${quick_stages[@]}" "${long_stages[@]}"; do
+    for stage in "${all_stages[@]}"; do
         ./check --help | grep "^  $stage  *[^ ]" || return
     done
     ./demo --help | grep '^usage: '
