@@ -151,7 +151,7 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfFieldsOnTheSameBitsNeedDifferentValue
                       "map32: field MIX.P cannot keep its value, because a field or register that shares its bits "
                       "needs other values (use write REGISTER FIELD=VALUE ..., and also assign P)");
         expectRefused(command + " map32 MIX P",
-                      "map32: a write does not store the value in field MIX.C (give the value with write)");
+                      "map32: a write does not store the value in field MIX.C (use the command write)");
     }
 }
 
