@@ -30,7 +30,7 @@ describe_stage() {
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
         abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
-        builders) echo 'the libraries with the headers of musl, and the recipes for Yocto and Buildroot' ;;
+        builders) echo 'other compilers, the headers of musl, and the recipes for Yocto and Buildroot' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
@@ -64,7 +64,7 @@ packages_of() {
         counts) echo "${build_packages[@]}" ;;
         abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
         builders)
-            echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
+            echo "${build_packages[@]}" "${python_build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
             ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
@@ -296,6 +296,8 @@ every_source_names_its_license() {
 
 includes_keep_to_the_folder_table() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
+names_from_namespaces_are_used() { project_files '*.cpp' | scripts/using-declarations; }
+
 # Prints the files whose wording is checked. Leaves out the license, the fuzzing corpus, and the files that quote
 # excluded wordings.
 texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$|LICENSES/)'; }
@@ -318,6 +320,7 @@ stage_format() (
     check 'CMakeLists.txt, CHANGELOG.md and debian/changelog have the same version and date' packaging/version
     check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
     check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_folder_table
+    check 'the sources use each name that they declare with using' names_from_namespaces_are_used
     check 'codespell finds no spelling mistake' texts_are_spelled
     check 'the texts contain no wording that docs/style.md excludes' texts_keep_to_the_wordings
     summary
@@ -327,17 +330,17 @@ stage_scripts() { tests/scripts/run.sh; }
 
 stage_site() { tests/site/run.sh; }
 
-# Runs checks of .clang-tidy on the sources of a preset. The arguments are the preset and the list of checks.
+# Runs checks of .clang-tidy on all sources. The argument is the list of checks. The sources are compiled together,
+# because clang-tidy reads each header once for them. The static analyzer leaves out sources that another one includes,
+# unless the path contains "UnifiedSource", as the build folder of the preset does.
 run_clang_tidy() {
-    cmake --preset "$1" && cmake --build --preset "$1" --target rynvel_generated_sources &&
-        scripts/lint "build/$1" "$2"
+    cmake --preset lint && cmake --build --preset lint --target rynvel_generated_sources &&
+        scripts/lint build/UnifiedSource "$1"
 }
 
-# Unity sources save time, because clang-tidy reads each header once for several sources. The check
-# bugprone-suspicious-include would report that unity sources include sources.
-stage_lint() { run_clang_tidy python '-clang-analyzer-*,-bugprone-suspicious-include'; }
-# The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
-stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
+# The check bugprone-suspicious-include would report that sources are included.
+stage_lint() { run_clang_tidy '-clang-analyzer-*,-bugprone-suspicious-include'; }
+stage_analyze() { run_clang_tidy '-*,clang-analyzer-*'; }
 
 stage_counts() { benchmarks/counts; }
 
@@ -352,7 +355,13 @@ stage_abi() (
     summary
 )
 
-stage_builders() { tests/builders/musl.sh build/builders && tests/builders/recipes.sh build/builders; }
+stage_builders() {
+    local script status=0
+    for script in musl recipes compilers; do
+        tests/builders/$script.sh build/builders || status=1
+    done
+    return $status
+}
 
 stage_abitest() { tests/abi/run.sh build/abitest; }
 
