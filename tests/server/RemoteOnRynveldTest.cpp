@@ -175,7 +175,7 @@ TYPED_TEST(RemoteInterruptsOnRynveld, MakeADescriptorReadable) {
     EXPECT_EQ(this->received(), 5U);
 }
 
-/** A fixture for a device of a server with simulated faults. */
+/** A fixture for a remote device whose server simulates faults. */
 class RemoteOnFaultyRynveld : public testing::Test {
 protected:
     std::unique_ptr<Remote<std::uint32_t>> connect(const std::string& fault) {

@@ -458,7 +458,7 @@ TEST_F(BitsLikeArrayIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
     expect("read map32 B[3:0][1:0]", 0, "map32 B[3:0][1:0] = 0x1\n");
 }
 
-/** Runs rynvelctl on a device of a scripted server. */
+/** Runs rynvelctl on a remote device of a scripted server. */
 class RemoteBits : public Bits {
 protected:
     Ending run(const std::string& line) { return Bits::run("--remote " + m_peer.address() + " --type Uio32 " + line); }

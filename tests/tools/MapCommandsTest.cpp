@@ -350,7 +350,7 @@ TEST_F(Descriptions, IncludeRegistersThatTheDeviceCannotAccess) {
                                     "not accessible:  register WIDE has 64 bits (the device has 32-bit registers)\n");
 }
 
-TEST_F(Descriptions, IncludeDevicesOfServers) {
+TEST_F(Descriptions, IncludeRemoteDevices) {
     m_folder.store("m.svd", mapOfPeripherals(peripheralOf("codec", "", oneRegister)));
     expectDescription("codec --remote 192.0.2.1 --type Lseek16 --quiet", "A\n");
 }

@@ -233,7 +233,7 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutASideEffect) {
     expect("expect map32 FIFO 0", 0, "");
 }
 
-/** Runs poll on a device of a scripted server. */
+/** Runs poll on a remote device of a scripted server. */
 class RemotePoll : public Poll {
 protected:
     Ending run(const std::string& line) {

@@ -623,7 +623,7 @@ TEST_F(MapsOfRegisterNames, MustBeUsable) {
     expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }
 
-/** Runs rynvelctl on a device of a scripted server. */
+/** Runs rynvelctl on a remote device of a scripted server. */
 class RemoteRegisterNames : public RegisterNames {
 protected:
     Ending run(const std::string& line) {

@@ -14,7 +14,7 @@
 namespace RynvelTest {
 namespace {
 
-/** A fixture for rynvelctl with devices of a server. By default, the server answers every request with success. */
+/** A fixture for rynvelctl with remote devices. By default, the server answers every request with success. */
 class RemoteDevices : public testing::Test {
 protected:
     Arguments remotely(const std::string& line) const { return words("--remote " + m_peer.address() + ' ' + line); }

@@ -287,7 +287,7 @@ TEST_F(SavedRegisters, ReplaceNothingWhenASignalEndsTheProgram) {
     EXPECT_EQ(files(), 4U);
 }
 
-TEST_F(SavedRegisters, MayBelongToADeviceOfAServer) {
+TEST_F(SavedRegisters, MayBelongToARemoteDevice) {
     TestPeer peer;
     peer.script({success(), success({1}), success({2}), success({0xAB})});
     expect("--remote " + peer.address() + " save file8 s", 0, "file8: saved 3 registers in s\n");

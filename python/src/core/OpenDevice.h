@@ -115,7 +115,7 @@ std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request);
 std::shared_ptr<OpenDevice> openLocal(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo& type);
 
 /**
- * Returns the device of a server.
+ * Returns a remote device.
  *
  * @param isTypeKnown whether `type` is the type on the server. Otherwise, only its width is used.
  * @throws OperationError or PythonError

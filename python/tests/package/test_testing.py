@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The simulated servers for the tests of users' programs."""
+"""The simulation servers for the tests of users' programs."""
 
 from __future__ import annotations
 
