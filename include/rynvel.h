@@ -54,7 +54,7 @@
  * requests that a server refuses. If a system call has failed, errno contains its error number.
  *
  * Traces. The library passes its traces to libziltrace and writes nothing itself. By default, the libziltrace of this
- * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and notable outcomes.
+ * project writes the levels up to 3 to standard error: failures, unreachable devices and servers, and connections.
  * The environment variable ZILTRACE selects which traces libziltrace writes, and where it writes them. ZILTRACE='*=0'
  * turns all traces off.
  *

@@ -129,7 +129,7 @@ void CommandContext::requireLocal(const char* command) const {
 
 void CommandContext::requireServerForType(const char* command) const {
     if (m_givenType != nullptr && findServer() == nullptr) {
-        throw usageError(std::string(command) + ": --type applies only to the devices of a server (give --remote)");
+        throw usageError(std::string(command) + ": --type applies only to remote devices (give --remote)");
     }
 }
 

@@ -31,8 +31,8 @@ class Event(NamedTuple):
 class Interrupts:
     """The interrupts of a device, enabled within a ``with`` block.
 
-    An interrupt disables itself when it arrives. The next wait enables it again: clear the source of the interrupt
-    before that.
+    The driver of a UIO device disables the interrupt when it arrives. The next wait enables it again: clear the source
+    of the interrupt before that.
     """
 
     def __init__(self, device: Device) -> None:

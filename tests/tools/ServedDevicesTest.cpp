@@ -156,7 +156,7 @@ TEST_F(DefaultServer, IsNotUsedWithLocal) {
         expectWith(server, "read map32 4 --local", 0, "map32 0x00000004 = 0x00000000\n");
         EXPECT_EQ(runWith(server, "--local list").output.substr(0, 19), "NAME         HANDLE");
         expectWith(server, "--local list --type Uio32", 2, "",
-                   "list: --type applies only to the devices of a server (give --remote)");
+                   "list: --type applies only to remote devices (give --remote)");
         expectWith(server, "--local ping", 2, "",
                    "ping: the server is missing (give it with --remote, or in RYNVELCTL_REMOTE)");
     }

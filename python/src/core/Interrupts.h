@@ -22,8 +22,8 @@ namespace RynvelPython {
 /**
  * The use of the interrupts of a device, from enabling to disabling them.
  *
- * An interrupt disables itself when it arrives. The next wait enables it again, after the program has cleared the
- * source of the interrupt. One interrupt of a source that stays active therefore arrives only once.
+ * The driver of a UIO device disables the interrupt when it arrives. The next wait enables it again, after the program
+ * has cleared the source of the interrupt. One interrupt of a source that stays active therefore arrives only once.
  *
  * Threads: any thread may call stop(). Only one thread at a time may call the other functions.
  */
