@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Records which lines and branches of the project's own code run. A process writes its counts when it ends with exit().
-# The object of CoverageDump.c also writes the counts of its program or library when a failed assertion or raise() ends
-# the process.
+# The object of CoverageDump.c also writes the counts when the process ends in other ways.
 
 # Without a filter, the code of tests and of the C++ library would also record its counts, which takes time.
 set(covered_folders base common cppsrc include maps server tools ziltrace/include ziltrace/src)
@@ -15,4 +14,4 @@ set(coverage_dump "${CMAKE_BINARY_DIR}/CoverageDump.o")
 execute_process(
   COMMAND ${CMAKE_C_COMPILER} -O1 -fPIC -c "${CMAKE_CURRENT_LIST_DIR}/CoverageDump.c" -o "${coverage_dump}"
   COMMAND_ERROR_IS_FATAL ANY)
-add_link_options("${coverage_dump}" -Wl,--wrap=raise)
+add_link_options("${coverage_dump}" -Wl,--wrap=raise,--wrap=_exit)

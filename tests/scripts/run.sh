@@ -195,9 +195,10 @@ finds_wordings() {
 
 refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }
 
-# Compiles the program of the tree, which records counts.
+# Compiles the program of the tree, which records counts. The arguments are further options of the compiler.
 compile_the_program() {
-    (cd "$work/tree/build" && g++ --coverage -c -o main.cpp.o ../product/main.cpp && g++ --coverage -o main main.cpp.o)
+    (cd "$work/tree/build" && g++ --coverage "$@" -c -o main.cpp.o ../product/main.cpp &&
+        g++ --coverage "$@" -o main main.cpp.o)
 }
 
 # Makes a tree with a program and the list of its lines that do not run. Compiles the program, and runs it with the
@@ -273,6 +274,28 @@ finds_too_few_branches() {
         covers 95 '4 lines, 0 of which do not run; 100.00 % of 2 branches run'
 }
 
+leaves_out_the_branches_of_the_compiler() {
+    local option
+    begin_program
+    cat >"$work/tree/product/main.cpp" <<'END'
+#include <string>
+static bool given;
+int main(int count, char**) {
+    given = count == 1;
+    const std::string text = std::string(count, 'x') + 'y';
+    if (given && text.size() == 2) {
+        return 0;
+    }
+    return 1;
+}
+END
+    printf '%s\n' 'product/main.cpp: return 1;' '    reason' >"$work/tree/list"
+    for option in -O0 -fsanitize=address,undefined; do
+        rm "$work/tree/build/main.cpp.gcda" && compile_the_program $option -fno-sanitize-recover=all &&
+            "$work/tree/build/main" && covers 50 '7 lines, 1 of which do not run; 50.00 % of 6 branches run' || return
+    done
+}
+
 refuses_counts_of_no_run() {
     local problem='coverage: product/: no line has run (build with RYNVEL_COVERAGE, and run the tests)'
     begin_program && rm "$work/tree/build/main.cpp.gcda" && misses 50 "$problem" &&
@@ -338,6 +361,7 @@ check 'a listed line that a test runs, or that is gone, is found' finds_listed_l
 check 'a listed line may run if its entry says so' accepts_lines_that_run_on_some_machines
 check 'an entry without a reason is refused' requires_a_reason_for_each_line
 check 'a share of branches that is too small is found' finds_too_few_branches
+check 'branches that the compiler adds do not count' leaves_out_the_branches_of_the_compiler
 check 'a check of coverage without a run of the tests fails' refuses_counts_of_no_run
 check 'the counts of another build are refused' refuses_counts_of_another_build
 check 'a package of the target is missing until it is unpacked' misses_a_package_of_the_target_until_it_is_unpacked

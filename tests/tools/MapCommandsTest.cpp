@@ -373,6 +373,29 @@ TEST_F(Descriptions, OfManyWordsTakeSeveralLines) {
     EXPECT_EQ(run("--map m.svd describe map32 A").output.find('\n'), 98U);
 }
 
+TEST_F(Descriptions, OfARegisterNameItsAlternatives) {
+    m_folder.store("m.svd", mapOfPeripherals(peripheralOf(
+                                "map32", "",
+                                oneRegister + registerAt("B", "0", "<alternateRegister>A</alternateRegister>") +
+                                    registerAt("C", "0", "<alternateGroup>other\x7f</alternateGroup>"))));
+    EXPECT_NE(run("--map m.svd describe map32 B").output.find("\nalternative to:  A\n"), std::string::npos);
+    EXPECT_NE(run("--map m.svd describe map32 C").output.find("\nalternative group:  other?\n"), std::string::npos);
+}
+
+TEST_F(Descriptions, OfADeviceAreOneValueInJson) {
+    m_folder.store(
+        "m.svd", mapOfPeripherals(peripheralOf("map32", "Two \"registers\"", oneRegister + registerAt("B", "4", ""))));
+    const auto expected = [](const std::string& name, const std::string& offset) {
+        return "{\"register\":\"" + name + "\",\"offset\":" + offset +
+               ",\"width\":32,\"access\":\"read-write\",\"readAction\":null,\"modifiedWriteValues\":\"modify\","
+               "\"writeConstraint\":null,\"resetValue\":0,\"resetMask\":4294967295,\"description\":\"\",\"fields\":[]}";
+    };
+    expectDescription("map32 --json",
+                      "{\"name\":\"map32\",\"map\":\"m.svd\",\"peripheral\":\"map32\",\"description\":\"Two "
+                      "\\\"registers\\\"\",\"registers\":[" +
+                          expected("A", "0") + "," + expected("B", "4") + "]}\n");
+}
+
 TEST_F(Descriptions, AreOneValueInJson) {
     expectDescription(
         "map32 CTRL.MODE --json",

@@ -405,6 +405,20 @@ TEST(RegisterDevice, MovesBurstsInBothOrders) {
     EXPECT_EQ(read, (std::array<std::uint32_t, 3>{0x2211, 0x4433, 0x6655}));
 }
 
+TEST(RegisterDevice, MovesBurstsOfTheTypeOfItsRegisters) {
+    const MemoryFile file(pageSize);
+    const auto device = Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
+    const std::array<std::uint16_t, 3> written{0x1122, 0x3344, 0x5566};
+    std::array<std::uint16_t, 3> read{};
+    EXPECT_EQ(device->writeFrom(10, written.data(), 3, ByteOrder::Network), AccessResult::Success);
+    EXPECT_EQ(device->readInto(10, read.data(), 3, ByteOrder::Network), AccessResult::Success);
+    EXPECT_EQ(read, written);
+    EXPECT_EQ(device->readInto(10, read.data(), 3, ByteOrder::Host), AccessResult::Success);
+    EXPECT_EQ(read, (std::array<std::uint16_t, 3>{0x2211, 0x4433, 0x6655}));
+    EXPECT_EQ(device->readInto(pageSize / 2 - 2, read.data(), 3, ByteOrder::Host), AccessResult::OutOfRange);
+    EXPECT_EQ(device->writeFrom(pageSize / 2 - 2, read.data(), 3, ByteOrder::Host), AccessResult::OutOfRange);
+}
+
 TEST(RegisterDevice, RefusesWhatLiesOutsideTheMappingAndTouchesNothing) {
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, pageSize), pageSize);
