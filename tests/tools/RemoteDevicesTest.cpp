@@ -251,6 +251,13 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheConnectionOfTheirInterruptsIsClosed) 
     expectEnding(program.wait(), 3, "", m_peer.address() + ": the connection was closed");
 }
 
+TEST_F(RemoteDevices, AreNotWaitedForWithoutAReaderOfTheOutput) {
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
+    m_peer.requests(4);
+    program.closeOutput();
+    expectEnding(program.wait(), 0, "");
+}
+
 TEST_F(RemoteDevices, AreWaitedForUntilTheTimeOut) {
     // The time-out of the whole command includes connecting, so it must be long enough for both.
     expect("--type Uio32 wait remote --timeout 1s", 4, "", "remote: no interrupt within 1 s");

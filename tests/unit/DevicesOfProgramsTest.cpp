@@ -27,6 +27,12 @@
 #include "RegisterDevice.h"
 #include "TemporaryWorkingFolder.h"
 
+// The C library declares these functions only for a fortified build.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" int __open_2(const char* path, int flags);
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" int __open64_2(const char* path, int flags);
+
 namespace RynvelTest {
 namespace {
 
@@ -232,6 +238,23 @@ TEST_F(PreopenedFilesTest, GivesAFileAsOftenAsItIsHandedOver) {
     for (const int descriptor : {another, first, second, third}) {
         close(descriptor);
     }
+}
+
+// A fortified library calls the first two functions.
+TEST_F(PreopenedFilesTest, GivesAFileToEveryFunctionOfTheCLibrary) {
+    Common::PreopenedFiles preopened;
+    constexpr std::array<int (*)(const char*, int), 2> functions{__open_2, __open64_2};
+    for (const auto function : functions) {
+        const int descriptor = preopened.open(m_file.path(), O_RDWR);
+        EXPECT_EQ(function(m_file.path().c_str(), O_RDWR | O_CLOEXEC), descriptor);
+        close(descriptor);
+    }
+    const int descriptor = preopened.open(m_file.path(), O_RDWR);
+    ASSERT_TRUE(preopened.map(descriptor, pageSize, 0));
+    void* const mapping = ::mmap64(nullptr, pageSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    EXPECT_FALSE(preopened.hasMapping());
+    munmap(mapping, pageSize);
+    close(preopened.take(m_file.path().c_str()));
 }
 
 TEST_F(PreopenedFilesTest, SaysWhyAFileCannotBeOpened) {
