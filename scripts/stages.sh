@@ -5,8 +5,13 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint dev asan coverage tsan armhf abi python counts board installed dissector)
-long_stages=(abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages)
+quick_stages=(format scripts site lint asan coverage armhf python abi counts board installed dissector)
+long_stages=(
+    tsan abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages
+)
+# The stages that run only on request. The stage hardened runs the same tests as the stage dev.
+other_stages=(dev)
+all_stages=("${quick_stages[@]}" "${long_stages[@]}" "${other_stages[@]}")
 
 describe_stage() {
     case $1 in
@@ -15,7 +20,7 @@ describe_stage() {
         site) echo 'the documentation and the reference as HTML pages, with their links and their search' ;;
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the sources that have changed since they last passed' ;;
-        dev) echo 'all tests of a debug build on this machine' ;;
+        dev) echo 'all tests of a debug build on this machine, for work on the sources' ;;
         asan) echo 'all tests with the address and undefined behavior sanitizers' ;;
         coverage) echo 'the lines and branches that the tests of the stage asan have run' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
@@ -37,7 +42,7 @@ describe_stage() {
         fuzz) echo 'random input for the code that reads bytes from outside' ;;
         hardened) echo "all tests of a build with a distribution's flags" ;;
         packages) echo 'the Debian packages of both architectures: two builds, installation, upgrade and purge' ;;
-        soak) echo 'five minutes of well-behaved and hostile clients of rynveld, in three builds' ;;
+        soak) echo 'five minutes of well-behaved and hostile clients of rynveld, with the sanitizers' ;;
     esac
 }
 
@@ -87,11 +92,9 @@ folder_of() {
         abitest) echo build/abitest ;;
         builders) echo build/builders/musl ;;
         installed) echo build/python ;;
-        variants) echo build/armhf-release ;;
-        dissector | tunnels | fleet) echo build/dev ;;
-        pythonlong | wheel) echo build/python ;;
-        soak) echo build/hardened ;;
-        coverage) echo build/asan ;;
+        variants) echo build/tsan ;;
+        dissector | tunnels | fleet | pythonlong | wheel) echo build/python ;;
+        coverage | soak) echo build/asan ;;
         packages) echo "$rynvel_cache/chroots" ;;
         *) echo "build/$1" ;;
     esac
@@ -278,13 +281,13 @@ stage_wheel() {
 # The tests of arming a connection run ten times, because the races that these tests look for rarely occur.
 stage_soak() {
     local preset commands=() soak='HostileClients.DoNotKeepTheOthersFromTheirWork' arming='Rynveld.Reports*AfterTheAnswer*'
-    for preset in hardened asan tsan; do
+    for preset in asan tsan; do
         build $preset || return
         commands+=("RYNVEL_SOAK_SECONDS=${RYNVEL_SOAK_SECONDS:-300} GTEST_OUTPUT=xml:$RYNVEL_RESULTS/soak_$preset.xml \
             build/$preset/tests/server/rynveld_tests --gtest_filter='$soak'")
     done
-    together_at_most ${#commands[@]} "${commands[@]}" && require_results soak_hardened soak_asan soak_tsan &&
-        GTEST_OUTPUT=xml:$RYNVEL_RESULTS/arming.xml build/hardened/tests/server/rynveld_tests \
+    together_at_most ${#commands[@]} "${commands[@]}" && require_results soak_asan soak_tsan &&
+        GTEST_OUTPUT=xml:$RYNVEL_RESULTS/arming.xml build/tsan/tests/server/rynveld_tests \
             --gtest_filter="$arming" --gtest_repeat=10
 }
 
@@ -325,6 +328,8 @@ every_source_names_its_license() {
 
 includes_keep_to_the_folder_table() { project_files '*.[ch]' '*.cpp' '*.hpp' | scripts/includes; }
 
+names_from_namespaces_are_used() { project_files '*.cpp' | scripts/using-declarations; }
+
 # Prints the files whose wording is checked. Leaves out the license, the fuzzing corpus, and the files that quote
 # excluded wordings.
 texts() { project_files | grep -vE '^(tests/fuzz/corpus/|scripts/words|docs/style.md|tests/scripts/run.sh|LICENSE$|LICENSES/)'; }
@@ -347,6 +352,7 @@ stage_format() (
     check 'CMakeLists.txt, CHANGELOG.md and debian/changelog have the same version and date' packaging/version
     check 'CONTRIBUTING.md lists every folder' contributing_lists_every_folder
     check 'the sources include only what the folder table in CONTRIBUTING.md allows' includes_keep_to_the_folder_table
+    check 'the sources use each name that they declare with using' names_from_namespaces_are_used
     check 'codespell finds no spelling mistake' texts_are_spelled
     check 'the texts contain no wording that docs/style.md excludes' texts_keep_to_the_wordings
     summary
@@ -356,25 +362,25 @@ stage_scripts() { tests/scripts/run.sh; }
 
 stage_site() { tests/site/run.sh; }
 
-# Runs checks of .clang-tidy on the sources of a preset. The arguments are the preset and the list of checks.
+# Runs checks of .clang-tidy on all sources. The argument is the list of checks. The sources are compiled together,
+# because clang-tidy reads each header once for them. The static analyzer leaves out sources that another one includes,
+# unless the path contains "UnifiedSource", as the build folder of the preset does.
 run_clang_tidy() {
-    cmake --preset "$1" && cmake --build --preset "$1" --target rynvel_generated_sources &&
-        scripts/lint "build/$1" "$2"
+    cmake --preset lint && cmake --build --preset lint --target rynvel_generated_sources &&
+        scripts/lint build/UnifiedSource "$1"
 }
 
-# Unity sources save time, because clang-tidy reads each header once for several sources. The check
-# bugprone-suspicious-include would report that unity sources include sources.
-stage_lint() { run_clang_tidy python '-clang-analyzer-*,-bugprone-suspicious-include'; }
-# The last two checks ignore using declarations in included files, so this stage needs a preset without unity sources.
-stage_analyze() { run_clang_tidy analyze '-*,clang-analyzer-*,misc-unused-alias-decls,misc-unused-using-decls'; }
+# The check bugprone-suspicious-include would report that sources are included.
+stage_lint() { run_clang_tidy '-clang-analyzer-*,-bugprone-suspicious-include'; }
+stage_analyze() { run_clang_tidy '-*,clang-analyzer-*'; }
 
 stage_counts() { benchmarks/counts; }
 
-# The stages dev and armhf also build the libraries, so this stage takes little time after them.
+# The stages python and armhf also build the libraries, so this stage takes little time after them.
 stage_abi() (
     . scripts/checks.sh
     suite=abi
-    for preset in dev armhf; do
+    for preset in python armhf; do
         cmake --preset $preset && cmake --build --preset $preset --target rynvel ziltrace || return
         check "the libraries of build/$preset have the binary interface of the baseline" packaging/abi "build/$preset"
     done
@@ -390,14 +396,14 @@ stage_abitest() { tests/abi/run.sh build/abitest; }
 stage_board() {
     local guest="board/run env 'GTEST_OUTPUT=xml:$RYNVEL_RESULTS/'"
     cmake --preset armhf && cmake --build --preset armhf --target all_board_tests &&
-        cmake --preset dev && cmake --build --preset dev --target remote_peer served_board_tests && board/prepare &&
+        cmake --preset asan && cmake --build --preset asan --target remote_peer served_board_tests && board/prepare &&
         RYNVEL_BOARD_TIMEOUT=600 GTEST_OUTPUT="xml:$RYNVEL_RESULTS/" together \
             'tests/board/rynvelctl.sh build/armhf' \
             board/selftest/run \
             "$guest sh -c 'build/armhf/tests/board_tests && build/armhf/tests/own_devices_tests'" \
             'tests/board/clock_accesses.sh build/armhf/tests/clock_accesses' \
-            "build/dev/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
-            'tests/board/served_board.sh build/armhf/server/rynveld build/dev/tests/served_board_tests' &&
+            "build/asan/tests/remote_peer 10.0.2.2 ${guest/run/run --network} build/armhf/tests/remote_board_tests" \
+            'tests/board/served_board.sh build/armhf/server/rynveld build/asan/tests/served_board_tests' &&
         require_results board_tests own_devices_tests remote_board_tests remote_peer served_board_tests
 }
 
@@ -413,21 +419,20 @@ stage_installed() {
 
 stage_variants() {
     local run=tests/installed/run.sh preset
-    for preset in release dev asan tsan armhf-release; do
+    for preset in python asan tsan; do
         build $preset || return
     done
-    together 'tests/installed/configurations.sh build/release' "$(test_of_target_installation armhf-release)" \
-        "$run build/dev" "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
+    together 'tests/installed/configurations.sh build/python' "SANITIZERS=address,undefined $run build/asan" "SANITIZERS=thread $run build/tsan"
 }
 
 # Builds the programs for the tests that are scripts.
-build_programs() { cmake --preset dev && cmake --build --preset dev --target rynvelctl rynveld; }
+build_programs() { cmake --preset python && cmake --build --preset python --target rynvelctl rynveld; }
 
-stage_dissector() { build_programs && tests/wireshark/run.sh build/dev; }
+stage_dissector() { build_programs && tests/wireshark/run.sh build/python; }
 
-stage_tunnels() { build_programs && tests/tunnels/run.sh build/dev; }
+stage_tunnels() { build_programs && tests/tunnels/run.sh build/python; }
 
-stage_fleet() { build_programs && tests/fleet/run.sh build/dev; }
+stage_fleet() { build_programs && tests/fleet/run.sh build/python; }
 
 stage_fuzz() { test_preset fuzz; }
 

@@ -13,7 +13,6 @@ namespace Rynvelctl {
 
 namespace {
 
-constexpr std::size_t widestLine = 100;
 // A register that needs more layers is a mistake in the map. Without a limit, the work would grow with the square of
 // the number of fields.
 constexpr std::size_t mostLayers = 16;

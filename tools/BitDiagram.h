@@ -6,15 +6,19 @@
 #ifndef RYNVELCTL_BITDIAGRAM_H
 #define RYNVELCTL_BITDIAGRAM_H
 
+#include <cstddef>
 #include <string>
 
 #include "Model.h"
 
 namespace Rynvelctl {
 
+/** The maximum number of characters in a line of a drawing or of a table in a report, unless a name needs more. */
+constexpr std::size_t widestLine = 100;
+
 /**
  * Returns a drawing with one box for each field of a register, the highest bits first. The bits of a field are above
- * its box. Bits without a field have the name "-". A line has at most 100 characters, unless a name needs more, and a
+ * its box. Bits without a field have the name "-". A line has at most widestLine characters, and a
  * long drawing continues below. Fields that share bits are in separate layers, one below the other. After 16 layers, a
  * line gives the number of further fields. Returns an empty text for a register without fields.
  */

@@ -44,6 +44,9 @@ void addRunCommand(const Common::Command& program, Action& chosen);
 /** Runs a command. @throws Failure of the command, or if the time-out expires before a file has been read. */
 void perform(const Action& action, const CommandContext& context);
 
+/** The options of a command without options. */
+struct NoOptions {};
+
 /**
  * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options. The
  * options then have their defaults again, so that the parser can parse another command line.

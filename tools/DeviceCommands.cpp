@@ -14,8 +14,6 @@ namespace Rynvelctl {
 
 namespace {
 
-struct NoOptions {};
-
 struct InfoOptions {
     std::string name;
 };

@@ -46,7 +46,7 @@ JsonObject objectFor(const BitsReading& read) {
     return objectFor(read.range).add("bits", bits).add("value", read.value);
 }
 
-std::string format(const ListedDevice& device) {
+std::string jsonFor(const ListedDevice& device) {
     return JsonObject()
         .add("name", device.name)
         .add("handle", device.handle)
@@ -57,16 +57,16 @@ std::string format(const ListedDevice& device) {
         .text();
 }
 
-std::string format(const DeviceList& devices) {
+std::string jsonFor(const DeviceList& devices) {
     std::vector<std::string> objects;
     objects.reserve(devices.size());
     for (const ListedDevice& device : devices) {
-        objects.push_back(format(device));
+        objects.push_back(jsonFor(device));
     }
     return jsonArray(objects);
 }
 
-std::string format(const ServedDevices& devices) {
+std::string jsonFor(const ServedDevices& devices) {
     std::vector<std::string> objects;
     objects.reserve(devices.size());
     for (const ServedDevice& device : devices) {
@@ -83,7 +83,7 @@ std::string format(const ServedDevices& devices) {
     return jsonArray(objects);
 }
 
-std::string format(const DeviceInfo& info) {
+std::string jsonFor(const DeviceInfo& info) {
     return JsonObject()
         .add("name", info.name)
         .add("path", info.path)
@@ -95,21 +95,21 @@ std::string format(const DeviceInfo& info) {
         .text();
 }
 
-std::string format(const RegisterValue& read) { return objectFor(read).text(); }
+std::string jsonFor(const RegisterValue& read) { return objectFor(read).text(); }
 
-std::string format(const FieldReading& read) { return objectFor(read).text(); }
+std::string jsonFor(const FieldReading& read) { return objectFor(read).text(); }
 
-std::string format(const BitsReading& read) { return objectFor(read).text(); }
+std::string jsonFor(const BitsReading& read) { return objectFor(read).text(); }
 
-std::string format(const ListedRegister& listed) {
-    return listed.value ? format(RegisterValue{listed.range, *listed.value, listed.fields})
+std::string jsonFor(const ListedRegister& listed) {
+    return listed.value ? jsonFor(RegisterValue{listed.range, *listed.value, listed.fields})
                         : objectFor(listed.range).add("skipped", "reading has a side effect").text();
 }
 
-std::string format(const RegisterListing& listing) {
+std::string jsonFor(const RegisterListing& listing) {
     std::vector<std::string> lines;
     for (const ListedRegister& listed : listing.registers) {
-        lines.push_back(format(listed));
+        lines.push_back(jsonFor(listed));
     }
     for (const std::string& problem : listing.inaccessible) {
         lines.push_back(JsonObject().add("skipped", problem).text());
@@ -117,7 +117,7 @@ std::string format(const RegisterListing& listing) {
     return joinLines(lines);
 }
 
-std::string format(const WrittenValue& written) {
+std::string jsonFor(const WrittenValue& written) {
     JsonObject object = objectFor(written.range).add("value", written.value);
     if (written.mask) {
         object.add("mask", *written.mask);
@@ -125,11 +125,11 @@ std::string format(const WrittenValue& written) {
     return written.fields.empty() ? object.text() : object.addJson("fields", jsonFields(written.fields)).text();
 }
 
-std::string format(const FilledRange& filled) {
+std::string jsonFor(const FilledRange& filled) {
     return objectFor(filled.range).add("count", filled.range.count()).add("value", filled.value).text();
 }
 
-std::string format(const LoadedRange& loaded) {
+std::string jsonFor(const LoadedRange& loaded) {
     return objectFor(loaded.range)
         .add("width", loaded.range.device().width())
         .add("order", orderName(loaded.order))
@@ -138,7 +138,7 @@ std::string format(const LoadedRange& loaded) {
         .text();
 }
 
-std::string format(const RegisterDump& dump) {
+std::string jsonFor(const RegisterDump& dump) {
     std::vector<std::string> numbers;
     numbers.reserve(dump.values.size());
     for (const std::uint32_t value : dump.values) {
@@ -151,12 +151,12 @@ std::string format(const RegisterDump& dump) {
         .text();
 }
 
-std::string format(const RegisterChange& change) {
+std::string jsonFor(const RegisterChange& change) {
     JsonObject object = std::visit([](const auto& read) { return objectFor(read); }, change.reading);
     return object.add("time", change.time).text();
 }
 
-std::string format(const IoctlResult& result) {
+std::string jsonFor(const IoctlResult& result) {
     return JsonObject()
         .add("name", result.device)
         .add("request", result.request)
@@ -165,19 +165,19 @@ std::string format(const IoctlResult& result) {
         .text();
 }
 
-std::string format(const InterruptType& interrupt) {
+std::string jsonFor(const InterruptType& interrupt) {
     return JsonObject().add("name", interrupt.device).add("interruptType", interrupt.type).text();
 }
 
-std::string format(const InterruptState& interrupt) {
+std::string jsonFor(const InterruptState& interrupt) {
     return JsonObject().add("name", interrupt.device).add("interrupt", interrupt.state).text();
 }
 
-std::string format(const InterruptEvent& interrupt) {
+std::string jsonFor(const InterruptEvent& interrupt) {
     return JsonObject().add("name", interrupt.device).add("word", interrupt.word).add("time", interrupt.time).text();
 }
 
-std::string format(const RoundTrips& trips) {
+std::string jsonFor(const RoundTrips& trips) {
     return JsonObject()
         .add("server", trips.server)
         .add("roundTrips", trips.times.size())
@@ -187,7 +187,7 @@ std::string format(const RoundTrips& trips) {
         .text();
 }
 
-std::string format(const SavedRegisters& saved) {
+std::string jsonFor(const SavedRegisters& saved) {
     return JsonObject().add("name", saved.device).add("file", saved.file).add("count", saved.count).text();
 }
 
@@ -197,17 +197,17 @@ JsonObject& addSide(JsonObject& object, const char* name, const char* meaningNam
     return meaning.empty() ? object : object.add(meaningName, meaning);
 }
 
-std::string format(const FieldDifference& difference) {
+std::string jsonFor(const FieldDifference& difference) {
     JsonObject object;
     object.add("name", difference.first.field->name);
     addSide(object, "first", "firstMeaning", difference.first);
     return addSide(object, "second", "secondMeaning", difference.second).text();
 }
 
-std::string format(const RegisterDifference& difference) {
+std::string jsonFor(const RegisterDifference& difference) {
     std::vector<std::string> fields;
     for (const FieldDifference& field : difference.fields) {
-        fields.push_back(format(field));
+        fields.push_back(jsonFor(field));
     }
     return JsonObject()
         .add("name", difference.device)
@@ -219,7 +219,7 @@ std::string format(const RegisterDifference& difference) {
         .text();
 }
 
-std::string format(const RestoredRegister& restored) {
+std::string jsonFor(const RestoredRegister& restored) {
     return objectFor(restored.range)
         .add("before", restored.before)
         .add("after", restored.after)
@@ -227,7 +227,7 @@ std::string format(const RestoredRegister& restored) {
         .text();
 }
 
-std::string format(const SkippedRegisters& skipped) {
+std::string jsonFor(const SkippedRegisters& skipped) {
     std::vector<std::string> names;
     names.reserve(skipped.names.size());
     for (const std::string& name : skipped.names) {
@@ -240,12 +240,12 @@ std::string format(const SkippedRegisters& skipped) {
         .text();
 }
 
-std::string format(const MapReport& report) { return formatJson(report); }
+std::string jsonFor(const MapReport& report) { return formatJson(report); }
 
 } // namespace
 
 std::string formatJson(const Report& report) {
-    return std::visit([](const auto& value) { return format(value); }, report);
+    return std::visit([](const auto& value) { return jsonFor(value); }, report);
 }
 
 } // namespace Rynvelctl

@@ -12,8 +12,6 @@ namespace Rynvelctl {
 
 namespace {
 
-struct NoOptions {};
-
 struct CheckOptions {
     std::vector<std::string> files;
 };

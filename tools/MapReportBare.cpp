@@ -20,11 +20,11 @@ std::string linesOf(const Elements& elements, const TextOf& textOf) {
     return joinLines(lines);
 }
 
-std::string format(const MapList& maps) {
+std::string bareFor(const MapList& maps) {
     return linesOf(maps, [](const ListedMap& map) { return map.file; });
 }
 
-std::string format(const MapCheck& maps) {
+std::string bareFor(const MapCheck& maps) {
     Lines lines;
     for (const CheckedMap& map : maps) {
         for (const Maps::Diagnostic& diagnostic : map.diagnostics) {
@@ -34,15 +34,15 @@ std::string format(const MapCheck& maps) {
     return joinLines(lines);
 }
 
-std::string format(const HeaderText& header) { return header.text; }
+std::string bareFor(const HeaderText& header) { return header.text; }
 
-std::string format(const DissectorNames& names) { return names.text; }
+std::string bareFor(const DissectorNames& names) { return names.text; }
 
-std::string format(const DescribedDevice& device) {
+std::string bareFor(const DescribedDevice& device) {
     return linesOf(device.registers, [](const Maps::LocatedRegister& located) { return printable(located.name); });
 }
 
-std::string format(const DescribedRegister& described) {
+std::string bareFor(const DescribedRegister& described) {
     if (described.named.field == nullptr) {
         return linesOf(Maps::fieldsFromTheTop(*described.named.located.contents),
                        [](const Maps::Field* field) { return printable(field->name); });
@@ -59,7 +59,7 @@ std::string format(const DescribedRegister& described) {
 } // namespace
 
 std::string formatBare(const MapReport& report) {
-    return std::visit([](const auto& value) { return format(value); }, report);
+    return std::visit([](const auto& value) { return bareFor(value); }, report);
 }
 
 } // namespace Rynvelctl

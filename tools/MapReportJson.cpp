@@ -25,7 +25,7 @@ std::string wordOrNull(const std::optional<Value>& value) {
     return value ? jsonString(wordFor(*value)) : "null";
 }
 
-std::string format(const ListedPeripheral& peripheral) {
+std::string jsonFor(const ListedPeripheral& peripheral) {
     return JsonObject()
         .add("name", peripheral.name)
         .add("registers", peripheral.registers)
@@ -34,20 +34,20 @@ std::string format(const ListedPeripheral& peripheral) {
         .text();
 }
 
-std::string format(const ListedMap& map) {
+std::string jsonFor(const ListedMap& map) {
     return JsonObject()
         .add("file", map.file)
         .add("name", map.name)
         .add("version", map.version)
-        .addJson("peripherals", arrayOf(map.peripherals, [](const auto& each) { return format(each); }))
+        .addJson("peripherals", arrayOf(map.peripherals, [](const auto& each) { return jsonFor(each); }))
         .text();
 }
 
-std::string format(const MapList& maps) {
-    return arrayOf(maps, [](const ListedMap& map) { return format(map); });
+std::string jsonFor(const MapList& maps) {
+    return arrayOf(maps, [](const ListedMap& map) { return jsonFor(map); });
 }
 
-std::string format(const Maps::Diagnostic& diagnostic) {
+std::string jsonFor(const Maps::Diagnostic& diagnostic) {
     return JsonObject()
         .addJson("line", diagnostic.line == 0 ? "null" : std::to_string(diagnostic.line))
         .add("severity", std::string(diagnostic.severity == Maps::Severity::Error ? "error" : "warning"))
@@ -55,29 +55,30 @@ std::string format(const Maps::Diagnostic& diagnostic) {
         .text();
 }
 
-std::string format(const CheckedMap& map) {
+std::string jsonFor(const CheckedMap& map) {
     return JsonObject()
         .add("file", map.file)
         .addFlag("usable", map.isUsable)
         .add("peripherals", map.peripherals)
         .add("registers", map.registers)
-        .addJson("diagnostics", arrayOf(map.diagnostics, [](const auto& each) { return format(each); }))
+        .addJson("diagnostics", arrayOf(map.diagnostics, [](const auto& each) { return jsonFor(each); }))
         .text();
 }
 
-std::string format(const MapCheck& maps) {
-    return arrayOf(maps, [](const CheckedMap& map) { return format(map); });
+std::string jsonFor(const MapCheck& maps) {
+    return arrayOf(maps, [](const CheckedMap& map) { return jsonFor(map); });
 }
 
-std::string format(const HeaderText& header) {
+std::string jsonFor(const HeaderText& header) {
     return JsonObject().add("name", header.device).add("header", header.text).text();
 }
 
-std::string format(const DissectorNames& names) {
+std::string jsonFor(const DissectorNames& names) {
     return JsonObject().addJson("devices", arrayOf(names.devices, jsonString)).add("text", names.text).text();
 }
 
-std::string format(const Maps::EnumeratedValue& value, const Maps::Enumeration& enumeration, const Maps::Field& field) {
+std::string jsonFor(const Maps::EnumeratedValue& value, const Maps::Enumeration& enumeration,
+                    const Maps::Field& field) {
     return JsonObject()
         .add("name", value.name)
         .addJson("value", value.isDefault ? "null" : std::to_string(value.value))
@@ -91,7 +92,7 @@ std::string valuesOf(const Maps::Field& field) {
     std::vector<std::string> values;
     for (const Maps::Enumeration& enumeration : field.enumerations) {
         for (const Maps::EnumeratedValue& value : enumeration.values) {
-            values.push_back(format(value, enumeration, field));
+            values.push_back(jsonFor(value, enumeration, field));
         }
     }
     return jsonArray(values);
@@ -111,7 +112,7 @@ JsonObject& addField(JsonObject& object, const Maps::Field& field) {
     return addBehavior(object, field).add("description", field.description.str()).addJson("values", valuesOf(field));
 }
 
-std::string format(const Maps::Field* field) {
+std::string jsonFor(const Maps::Field* field) {
     JsonObject object;
     return addField(object.add("name", field->name), *field).text();
 }
@@ -123,10 +124,10 @@ JsonObject& addRegister(JsonObject& object, const Maps::LocatedRegister& located
         .addJson("resetValue", numberOrNull(contents.resetValue))
         .add("resetMask", contents.resetMask)
         .add("description", contents.description.str())
-        .addJson("fields", arrayOf(Maps::fieldsFromTheTop(contents), [](const auto* field) { return format(field); }));
+        .addJson("fields", arrayOf(Maps::fieldsFromTheTop(contents), [](const auto* field) { return jsonFor(field); }));
 }
 
-std::string format(const DescribedDevice& device) {
+std::string jsonFor(const DescribedDevice& device) {
     return JsonObject()
         .add("name", device.device)
         .add("map", device.description.file)
@@ -140,7 +141,7 @@ std::string format(const DescribedDevice& device) {
         .text();
 }
 
-std::string format(const DescribedRegister& described) {
+std::string jsonFor(const DescribedRegister& described) {
     JsonObject object;
     object.add("name", described.device);
     if (described.named.field == nullptr) {
@@ -155,7 +156,7 @@ std::string format(const DescribedRegister& described) {
 } // namespace
 
 std::string formatJson(const MapReport& report) {
-    return std::visit([](const auto& value) { return format(value); }, report);
+    return std::visit([](const auto& value) { return jsonFor(value); }, report);
 }
 
 } // namespace Rynvelctl

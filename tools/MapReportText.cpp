@@ -18,8 +18,6 @@ using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 using Lines = std::vector<std::string>;
 
-constexpr std::size_t widestLine = 100;
-
 std::string usesOf(const ListedPeripheral& peripheral) {
     if (peripheral.hiddenBy) {
         return "hidden by " + printable(*peripheral.hiddenBy);
@@ -27,7 +25,7 @@ std::string usesOf(const ListedPeripheral& peripheral) {
     return peripheral.devices.empty() ? "-" : joinNames(peripheral.devices);
 }
 
-std::string format(const MapList& maps) {
+std::string textFor(const MapList& maps) {
     Rows rows{{"FILE", "PERIPHERAL", "REGISTERS", "DEVICES"}};
     for (const ListedMap& map : maps) {
         for (const ListedPeripheral& peripheral : map.peripherals) {
@@ -45,7 +43,7 @@ std::string summaryOf(const CheckedMap& map) {
            Common::counted(map.diagnostics.size() - (map.isUsable ? 0 : 1), "warning");
 }
 
-std::string format(const MapCheck& maps) {
+std::string textFor(const MapCheck& maps) {
     Lines lines;
     for (const CheckedMap& map : maps) {
         if (!map.diagnostics.empty()) {
@@ -56,9 +54,9 @@ std::string format(const MapCheck& maps) {
     return joinLines(lines);
 }
 
-std::string format(const HeaderText& header) { return header.text; }
+std::string textFor(const HeaderText& header) { return header.text; }
 
-std::string format(const DissectorNames& names) { return names.text; }
+std::string textFor(const DissectorNames& names) { return names.text; }
 
 /** Returns a heading that consists of a name and a description. */
 std::string headingOf(const std::string& name, const std::string& description) {
@@ -70,7 +68,7 @@ std::string resetValueOf(const Maps::Register& contents) {
     return contents.resetValue ? hexadecimal(*contents.resetValue, contents.size) : "-";
 }
 
-std::string format(const DescribedDevice& device) {
+std::string textFor(const DescribedDevice& device) {
     const Maps::Peripheral& peripheral = *device.description.peripheral;
     Rows rows{{"OFFSET", "REGISTER", "BITS", "ACCESS", "RESET", "DESCRIPTION"}};
     for (const Maps::LocatedRegister& located : device.registers) {
@@ -199,14 +197,14 @@ std::string formatField(const DescribedRegister& described) {
     return joinLines(lines);
 }
 
-std::string format(const DescribedRegister& described) {
+std::string textFor(const DescribedRegister& described) {
     return described.named.field == nullptr ? formatRegister(described) : formatField(described);
 }
 
 } // namespace
 
 std::string formatText(const MapReport& report) {
-    return std::visit([](const auto& value) { return format(value); }, report);
+    return std::visit([](const auto& value) { return textFor(value); }, report);
 }
 
 } // namespace Rynvelctl

@@ -20,7 +20,7 @@ constexpr std::chrono::milliseconds redrawing{100};
 /** A terminal shows this text when the user types Ctrl-C. */
 constexpr std::string_view shownAtSignal = "^C";
 
-constexpr std::string_view blanks = "                                                                ";
+constexpr std::string_view manyBlanks = "                                                                ";
 
 /** The object that has drawn a line, for the signal handler. */
 std::atomic<const ProgressBar*> currentBar{nullptr};
@@ -99,7 +99,7 @@ void ProgressBar::erase(std::size_t others) const {
     }
     show("\r");
     for (std::size_t left = m_shown + others; left != 0;) {
-        const std::string_view piece = blanks.substr(0, left);
+        const std::string_view piece = manyBlanks.substr(0, left);
         show(piece);
         left -= piece.size();
     }

@@ -31,7 +31,7 @@ std::string assignment(const Reading& reading, GivenBase base) {
     return rangeOf(reading).device().name() + ' ' + nameText(reading) + " = " + valueText(reading, base);
 }
 
-std::string format(const DeviceList& devices) {
+std::string textFor(const DeviceList& devices) {
     std::vector<std::vector<std::string>> rows{{"NAME", "HANDLE", "PATH", "TYPE", "WIDTH", "FILE"}};
     for (const ListedDevice& device : devices) {
         rows.push_back({device.name, std::to_string(device.handle), device.path, device.type,
@@ -47,7 +47,7 @@ std::string stateOf(const ServedDevice& device) {
     return (device.isAsked ? "refused (" : "not asked (") + device.obstacle + ')';
 }
 
-std::string format(const ServedDevices& devices) {
+std::string textFor(const ServedDevices& devices) {
     std::vector<std::vector<std::string>> rows{{"NAME", "TYPE", "WIDTH", "SERVER"}};
     for (const ServedDevice& device : devices) {
         rows.push_back({device.name, device.type, std::to_string(device.width), stateOf(device)});
@@ -55,7 +55,7 @@ std::string format(const ServedDevices& devices) {
     return TextTable(rows).text();
 }
 
-std::string format(const DeviceInfo& info) {
+std::string textFor(const DeviceInfo& info) {
     return TextTable({{"name:", info.name},
                       {"path:", info.path},
                       {"type:", info.type},
@@ -71,7 +71,7 @@ std::string joinTexts(const std::string& first, const std::string& second) {
     return first.empty() || second.empty() ? first + second : first + '\n' + second;
 }
 
-std::string format(const RegisterValue& read, GivenBase base) {
+std::string textFor(const RegisterValue& read, GivenBase base) {
     AssignmentLines lines;
     for (const Maps::FieldValue& field : read.fields) {
         lines.add("  " + labelOf(*field.field), textOf(field, base));
@@ -79,9 +79,9 @@ std::string format(const RegisterValue& read, GivenBase base) {
     return joinTexts(assignment(read, base), lines.text());
 }
 
-std::string format(const FieldReading& read, GivenBase base) { return assignment(read, base); }
+std::string textFor(const FieldReading& read, GivenBase base) { return assignment(read, base); }
 
-std::string format(const BitsReading& read, GivenBase base) { return assignment(read, base); }
+std::string textFor(const BitsReading& read, GivenBase base) { return assignment(read, base); }
 
 void add(AssignmentLines& lines, const ListedRegister& listed, GivenBase base) {
     const std::string address = hexadecimal(listed.range.address()) + "  ";
@@ -95,7 +95,7 @@ void add(AssignmentLines& lines, const ListedRegister& listed, GivenBase base) {
     }
 }
 
-std::string format(const RegisterListing& listing, GivenBase base) {
+std::string textFor(const RegisterListing& listing, GivenBase base) {
     AssignmentLines lines;
     for (const ListedRegister& listed : listing.registers) {
         add(lines, listed, base);
@@ -103,7 +103,7 @@ std::string format(const RegisterListing& listing, GivenBase base) {
     return joinTexts(lines.text(), joinLines(listing.inaccessible));
 }
 
-std::string format(const WrittenValue& written, GivenBase base) {
+std::string textFor(const WrittenValue& written, GivenBase base) {
     if (!written.fields.empty()) {
         std::vector<std::string> lines;
         for (const Maps::FieldValue& field : written.fields) {
@@ -115,17 +115,17 @@ std::string format(const WrittenValue& written, GivenBase base) {
     return written.mask ? text + " with mask " + registerText(*written.mask, written.range.bits(), base) : text;
 }
 
-std::string format(const FilledRange& filled, GivenBase base) {
+std::string textFor(const FilledRange& filled, GivenBase base) {
     return assignment(RegisterValue{filled.range, filled.value, {}}, base) + " in " +
            Common::counted(filled.range.count(), "register");
 }
 
-std::string format(const LoadedRange& loaded) {
+std::string textFor(const LoadedRange& loaded) {
     return loaded.range.device().name() + ": wrote " + Common::counted(loaded.bytes(), "byte") + " to " +
            Common::counted(loaded.range.count(), "register") + " from " + loaded.range.addressText();
 }
 
-std::string format(const RegisterDump& dump, GivenBase base) {
+std::string textFor(const RegisterDump& dump, GivenBase base) {
     const unsigned int width = dump.range.device().width();
     const std::size_t perLine = (base == NumberBase::Binary ? bitsPerBinaryLine : bitsPerLine) / width;
     std::vector<std::string> lines;
@@ -138,37 +138,37 @@ std::string format(const RegisterDump& dump, GivenBase base) {
     return joinLines(lines);
 }
 
-std::string format(const RegisterChange& change, GivenBase base) {
+std::string textFor(const RegisterChange& change, GivenBase base) {
     return change.time + ' ' + assignment(change.reading, base);
 }
 
-std::string format(const IoctlResult& result) {
+std::string textFor(const IoctlResult& result) {
     return result.device + " request " + hexadecimal(result.request) + " = " + std::to_string(result.result);
 }
 
-std::string format(const InterruptType& interrupt) {
+std::string textFor(const InterruptType& interrupt) {
     return interrupt.device + " interrupt type = " + std::to_string(interrupt.type);
 }
 
-std::string format(const InterruptState& interrupt) { return interrupt.device + " interrupt " + interrupt.state; }
+std::string textFor(const InterruptState& interrupt) { return interrupt.device + " interrupt " + interrupt.state; }
 
-std::string format(const InterruptEvent& interrupt) {
+std::string textFor(const InterruptEvent& interrupt) {
     return interrupt.time + ' ' + interrupt.device + " interrupt, word " + std::to_string(interrupt.word);
 }
 
-std::string format(const RoundTrips& trips) {
+std::string textFor(const RoundTrips& trips) {
     return trips.server + ": " + Common::counted(trips.times.size(), "round trip") + ", min " +
            inMilliseconds(trips.shortest()) + " ms, avg " + inMilliseconds(trips.mean()) + " ms, max " +
            inMilliseconds(trips.longest()) + " ms";
 }
 
-std::string format(const SavedRegisters& saved) {
+std::string textFor(const SavedRegisters& saved) {
     return saved.device + ": saved " + Common::counted(saved.count, "register") + " in " + saved.file;
 }
 
 std::string change(const std::string& before, const std::string& after) { return ": " + before + " -> " + after; }
 
-std::string format(const RegisterDifference& difference, GivenBase base) {
+std::string textFor(const RegisterDifference& difference, GivenBase base) {
     const unsigned int size = difference.size;
     if (!difference.first || !difference.second) {
         const std::uint32_t value = difference.first ? *difference.first : *difference.second;
@@ -184,18 +184,18 @@ std::string format(const RegisterDifference& difference, GivenBase base) {
     return joinLines(lines);
 }
 
-std::string format(const RestoredRegister& restored, GivenBase base) {
+std::string textFor(const RestoredRegister& restored, GivenBase base) {
     return restored.range.device().name() + ' ' + restored.range.addressText() +
            change(registerText(restored.before, restored.size, base),
                   registerText(restored.after, restored.size, base)) +
            (restored.isWritten ? "" : " (not written)");
 }
 
-std::string format(const SkippedRegisters& skipped) {
+std::string textFor(const SkippedRegisters& skipped) {
     return skipped.device + ": not restored, " + skipped.reason + ": " + joinNames(skipped.names);
 }
 
-std::string format(const MapReport& report) { return formatText(report); }
+std::string textFor(const MapReport& report) { return formatText(report); }
 
 } // namespace
 
@@ -207,9 +207,9 @@ std::string formatText(const Report& report, GivenBase base) {
     return std::visit(
         [base](const auto& value) {
             if constexpr (hasBase<std::decay_t<decltype(value)>>) {
-                return format(value, base);
+                return textFor(value, base);
             } else {
-                return format(value);
+                return textFor(value);
             }
         },
         report);

@@ -320,6 +320,16 @@ misses_a_package_of_the_target_until_it_is_unpacked() {
         [ "$(missing_packages one:armhf one:unpacked)" = one:unpacked ]
 }
 
+# Runs the check of using declarations on a source that the text of standard input makes.
+using_declarations_of() { cat >"$work/using.cpp" && echo "$work/using.cpp" | scripts/using-declarations; }
+
+finds_a_name_that_a_source_does_not_use() {
+    ! using_declarations_of <<<$'using Common::hex;\nnamespace io = asio::ip;\n// hex and io\nint hexadecimal;' >"$work/found" &&
+        [ "$(grep -c ' is declared and not used ' "$work/found")" = 2 ] &&
+        using_declarations_of <<<$'using Common::hex;\nnamespace io = asio::ip;\nint size = hex(io::port);' &&
+        ! scripts/using-declarations </dev/null
+}
+
 refuses_unknown_arguments() {
     refuses ./check --fast && refuses ./check nonsense && refuses ./check 'dev asan' && refuses ./check --test &&
         refuses ./check --test x board && refuses ./check --test x dev asan && refuses ./check --test a:b asan &&
@@ -328,12 +338,13 @@ refuses_unknown_arguments() {
 
 shows_its_help() {
     local stage
-    for stage in "${quick_stages[@]}" "${long_stages[@]}"; do
+    for stage in "${all_stages[@]}"; do
         ./check --help | grep "^  $stage  *[^ ]" || return
     done
     ./demo --help | grep '^usage: '
 }
 
+check 'a using declaration that a source does not use is found' finds_a_name_that_a_source_does_not_use
 check 'every test of a program counts' counts_the_tests_of_a_program
 check 'a failed test counts once' counts_a_failed_test_once
 check 'a program that ends early counts as failed' fails_a_program_that_ends_early
