@@ -276,7 +276,7 @@ TEST_F(Headers, HaveTheSameMacrosOnlyOnce) {
     write(mapOfPeripherals(peripheralOf(
               "map32", "",
               registerAt("A_B", "4", "") + registerAt("A.B", "4", "<alternateRegister>A_B</alternateRegister>") +
-                  registerAt("C", "8", fields(fieldAt("F_G", "[3:2]") + fieldAt("F.G", "[3:2]"))))),
+                  registerAt("C", "8", fieldsOf(fieldAt("F_G", "[3:2]") + fieldAt("F.G", "[3:2]"))))),
           "map32");
     EXPECT_NE(m_header.find("\n/* A.B */\n\n"), std::string::npos) << m_header;
     expectConstants({{"MAP32_A_B_ADDRESS", 1}, {"MAP32_C_F_G_MASK", 12}, {"MAP32_C_F_G_SHIFT", 2}});
