@@ -31,7 +31,7 @@ describe_stage() {
         bigendian) echo "the library's tests for a big-endian processor, on an emulator" ;;
         abi) echo 'the binary interface of the libraries, compared with packaging/abi-baseline/' ;;
         abitest) echo 'changes of the binary interface, each of which packaging/abi must report' ;;
-        builders) echo 'the libraries with the headers of musl, and the recipes for Yocto and Buildroot' ;;
+        builders) echo 'other compilers, the headers of musl, and the recipes for Yocto and Buildroot' ;;
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
@@ -66,7 +66,7 @@ packages_of() {
         counts) echo "${build_packages[@]}" ;;
         abi) echo "${tests[@]}" "${target[@]}" abigail-tools binutils xz-utils ;;
         builders)
-            echo "${build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
+            echo "${build_packages[@]}" "${python_build_packages[@]}" clang-16 libc++-16-dev libc++abi-16-dev musl-dev binutils python3-kconfiglib
             ;;
         abitest) echo "${build_packages[@]}" abigail-tools binutils xz-utils ;;
         board) echo "${tests[@]}" "${target_packages[@]}" ;;
@@ -387,7 +387,13 @@ stage_abi() (
     summary
 )
 
-stage_builders() { tests/builders/musl.sh build/builders && tests/builders/recipes.sh build/builders; }
+stage_builders() {
+    local script status=0
+    for script in musl recipes compilers; do
+        tests/builders/$script.sh build/builders || status=1
+    done
+    return $status
+}
 
 stage_abitest() { tests/abi/run.sh build/abitest; }
 

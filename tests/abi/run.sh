@@ -29,8 +29,8 @@ restore_copy() {
 
 # Configures the copy. The remaining arguments are options of CMake.
 configure_copy() {
-    cmake -S "$copy" -B "$build" -G Ninja -DBUILD_TESTING=OFF -DRYNVEL_EXAMPLES=OFF -DRYNVEL_PROGRAMS=OFF \
-        -DCMAKE_BUILD_TYPE=None "$@"
+    cmake -S "$copy" -B "$build" -G Ninja -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 \
+        -DCMAKE_BUILD_TYPE=None -DBUILD_TESTING=OFF -DRYNVEL_EXAMPLES=OFF -DRYNVEL_PROGRAMS=OFF "$@"
 }
 
 # Replaces a text in files of the copy. Fails if a file does not contain the text. Usage: edit TEXT NEW_TEXT FILE...
@@ -97,6 +97,16 @@ changed_enumerator() {
     edit 'Network = 1' 'Network = 2' include/rynvel/ByteOrder.h && is_incompatible 'Rynvel::ByteOrder::Network'
 }
 
+added_enumerator() {
+    edit 'Network = 1' $'Network = 1,\n    Other = 2' include/rynvel/ByteOrder.h &&
+        is_reported ': the binary interface has additions or new names' Rynvel::ByteOrder::Other
+}
+
+renamed_data_member() {
+    edit m_mutex m_renamed include/rynvel/PthreadMutex.h cppsrc/PthreadMutex.cpp cppsrc/PthreadMutex.h &&
+        is_reported ': the binary interface has additions or new names' m_renamed
+}
+
 changed_tracing_library() {
     edit 'std::atomic<ZilTraceLevel> m_level;' $'std::atomic<ZilTraceLevel> m_level;\n    int m_count = 0;' \
         ziltrace/include/ZilTrace.h && is_incompatible m_count
@@ -145,6 +155,8 @@ check_change 'an added data member is reported' added_data_member
 check_change 'a removed function is reported' removed_function
 check_change 'a changed parameter is reported' changed_parameter
 check_change 'a changed enumerator is reported' changed_enumerator
+check_change 'an added enumerator is reported as an addition' added_enumerator
+check_change 'a new name of a data member is reported' renamed_data_member
 check_change 'an added data member of the tracing library is reported' changed_tracing_library
 check 'an added function is reported as an addition' added_function
 check_change 'the removal of an accepted function is reported' accepted_function
