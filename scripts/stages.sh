@@ -118,7 +118,7 @@ usual_seconds() {
         lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
-        asan) echo 290 100 ;;
+        asan) echo 265 105 ;;
         coverage) echo 5 5 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
