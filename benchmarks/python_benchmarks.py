@@ -30,7 +30,7 @@ REGISTERS_DESCRIPTOR = 200
 REGISTERS_BYTES = 0x10000
 SHORTEST_SECONDS = 0.02
 
-# Performs an operation so many times, and returns the processor time in seconds.
+# Performs an operation repeatedly, and returns the processor time in seconds.
 Measurement = Callable[[int], float]
 
 

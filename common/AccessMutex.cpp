@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "AccessMutex.h"
 
-#include "FaultGuard.h"
+#include "BusErrorGuard.h"
 
 namespace Common {
 
@@ -15,7 +15,7 @@ thread_local const AccessMutex* lockedByThisThread = nullptr;
 // A masked write of an FPGA register calls lock() and unlock() more than once. In a guarded access, unlock() does not
 // unlock the mutex, so only the first lock() may lock it.
 bool AccessMutex::lock() {
-    if (!FaultGuard::isRunning()) {
+    if (!BusErrorGuard::isRunning()) {
         return m_mutex->lock();
     }
     if (lockedByThisThread == this) {
@@ -25,7 +25,7 @@ bool AccessMutex::lock() {
     return m_mutex->lock();
 }
 
-bool AccessMutex::unlock() { return FaultGuard::isRunning() || m_mutex->unlock(); }
+bool AccessMutex::unlock() { return BusErrorGuard::isRunning() || m_mutex->unlock(); }
 
 void AccessMutex::endAccess() {
     if (lockedByThisThread == this) {

@@ -89,7 +89,7 @@ CommandDescription describeCommand(const CLI::App& app) {
 }
 
 /** Returns a reference to the help in parentheses, for the end of a message; empty if the program has no help. */
-std::string helpRemedy(const CLI::App& app, const std::string& contents) {
+std::string helpHint(const CLI::App& app, const std::string& contents) {
     return app.get_help_ptr() == nullptr ? "" : " (--help " + contents + ')';
 }
 
@@ -101,10 +101,10 @@ std::vector<std::string> commandNames(const CLI::App& app) {
     return names;
 }
 
-/** Returns the remedy for an unknown command: a question with the most similar command, or a reference to the help. */
+/** Returns the hint for an unknown command: a question with the most similar command, or a reference to the help. */
 std::string suggestionFor(const CLI::App& app, const std::string& word) {
     const std::vector<std::string> nearest = nearestNames(word, commandNames(app));
-    return nearest.empty() ? helpRemedy(app, "lists the commands") : " (" + didYouMean({nearest.front()}) + ')';
+    return nearest.empty() ? helpHint(app, "lists the commands") : " (" + didYouMean({nearest.front()}) + ')';
 }
 
 /** Returns the error message for a wrong number of values. @param problem the message of the parsing library. */
@@ -124,7 +124,7 @@ std::string describeUnexpectedArgument(CLI::App& app, const std::string& word) {
     const CLI::App& command = selectedCommand(app);
     const std::vector<std::string> names = commandNames(command);
     if (names.empty()) {
-        return "unexpected argument '" + word + "'" + helpRemedy(app, "shows the arguments");
+        return "unexpected argument '" + word + "'" + helpHint(app, "shows the arguments");
     }
     const std::string object = command.get_parent() == nullptr ? "" : command.get_name() + ": ";
     if (std::find(names.begin(), names.end(), word) != names.end()) {
@@ -282,16 +282,16 @@ void ArgumentParser::addVersionFlag(const std::string& version, const std::strin
     m_app->set_version_flag("--version", version, summary);
 }
 
-void ArgumentParser::addRemedy(const std::string& beginning, const std::string& remedy) {
-    m_remedies.emplace_back(beginning, remedy);
+void ArgumentParser::addHint(const std::string& beginning, const std::string& hint) {
+    m_hints.emplace_back(beginning, hint);
 }
 
 std::string ArgumentParser::describeUnknownOption(const std::string& option) const {
-    const auto known = std::find_if(m_remedies.begin(), m_remedies.end(), [&option](const auto& remedy) {
-        return option.compare(0, remedy.first.size(), remedy.first) == 0;
+    const auto known = std::find_if(m_hints.begin(), m_hints.end(), [&option](const auto& hint) {
+        return option.compare(0, hint.first.size(), hint.first) == 0;
     });
     return "unknown option '" + option + '\'' +
-           (known == m_remedies.end() ? helpRemedy(*m_app, "lists the options") : " (" + known->second + ')');
+           (known == m_hints.end() ? helpHint(*m_app, "lists the options") : " (" + known->second + ')');
 }
 
 std::string ArgumentParser::describeUnexpectedWord() const {

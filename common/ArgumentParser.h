@@ -173,12 +173,12 @@ public:
     void addVersionFlag(const std::string& version, const std::string& summary);
 
     /**
-     * Adds a remedy to the error message for an unknown option. The remedy replaces the reference to the help.
+     * Adds a hint to the error message for an unknown option. The hint replaces the reference to the help.
      *
      * @param beginning the first characters of the option, such as "--width".
-     * @param remedy the text for the parentheses at the end of the message.
+     * @param hint the text for the parentheses at the end of the message.
      */
-    void addRemedy(const std::string& beginning, const std::string& remedy);
+    void addHint(const std::string& beginning, const std::string& hint);
 
     /** Returns the program itself, to which you add options and commands. */
     Command program();
@@ -203,8 +203,8 @@ private:
 
     std::unique_ptr<CLI::App> m_app;
     Footer m_footer;
-    /** Beginnings of unknown options and their remedies. */
-    std::vector<std::pair<std::string, std::string>> m_remedies;
+    /** Beginnings of unknown options and their hints. */
+    std::vector<std::pair<std::string, std::string>> m_hints;
     std::unique_ptr<const std::vector<std::string>> m_words;
 };
 

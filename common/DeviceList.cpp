@@ -17,10 +17,10 @@ std::string nameOf(Rynvel::DeviceType type) {
 /** Returns the name of the parameter of a row, for messages. */
 const char* parameterName(Rynvel::DeviceType type) {
     const DeviceTypeInfo* const info = findDeviceTypeInfo(type);
-    switch (info == nullptr ? Access::Remote : info->access) {
-    case Access::Mapped:
+    switch (info == nullptr ? AccessMethod::Remote : info->access) {
+    case AccessMethod::Mapped:
         return "size";
-    case Access::Spi:
+    case AccessMethod::Spi:
         return "offset";
     default:
         return "parameter";
@@ -58,7 +58,7 @@ std::string differences(const Rynvel::MemoryDevice& theirs, const Rynvel::Memory
     return found.text();
 }
 
-constexpr const char* mismatchRemedy = " (install the librynvel that was built with this program)";
+constexpr const char* mismatchHint = " (install the librynvel that was built with this program)";
 
 } // namespace
 
@@ -74,7 +74,7 @@ const std::vector<Rynvel::MemoryDevice>& devices() {
 std::string describeMismatch(const Rynvel::MemoryDevice& row, std::optional<std::size_t> handle) {
     const Rynvel::MemoryDevice* const theirs = Rynvel::Factory::getInstance().findMemoryDevice(row.m_name);
     const std::string text = theirs == nullptr ? "the device is missing" : differences(*theirs, row, handle);
-    return text.empty() ? "" : row.m_name + ": librynvel has a different device table: " + text + mismatchRemedy;
+    return text.empty() ? "" : row.m_name + ": librynvel has a different device table: " + text + mismatchHint;
 }
 
 const Rynvel::MemoryDevice* findDevice(const std::string& name) {

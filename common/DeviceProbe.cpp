@@ -103,12 +103,12 @@ Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& op
     if (type == nullptr) {
         return failed(row, "the device type has no backend");
     }
-    if (type->access == Access::Remote) {
+    if (type->access == AccessMethod::Remote) {
         return failed(row, "a remote device has no device file");
     }
     opener.emplace(row);
     try {
-        return type->access == Access::Mapped ? opener->openMapped() : opener->open();
+        return type->access == AccessMethod::Mapped ? opener->openMapped() : opener->open();
     } catch (const std::logic_error&) {
         return failed(row, "an attribute of the memory map in sysfs is not a number, or is too large");
     }

@@ -11,19 +11,19 @@ const DeviceTypeInfo* findDeviceTypeInfo(Rynvel::DeviceType type) {
         return &info;                                                                                                  \
     }
     switch (type) {
-        TYPE_INFO(Lseek8, Access::Seekable, 8, false, false, 1)
-        TYPE_INFO(Lseek16, Access::Seekable, 16, false, false, 2)
-        TYPE_INFO(Lseek32, Access::Seekable, 32, false, false, 4)
-        TYPE_INFO(Uio16, Access::Mapped, 16, true, true, 1)
-        TYPE_INFO(Uio32, Access::Mapped, 32, true, true, 1)
-        TYPE_INFO(FpgaSpi32, Access::Spi, 32, false, false, 1)
-        TYPE_INFO(Tyvon16, Access::Mapped, 16, true, false, 1)
-        TYPE_INFO(Tyvon32, Access::Mapped, 32, true, false, 1)
-        TYPE_INFO(TyvonInterrupt16, Access::Seekable, 16, true, false, 2)
-        TYPE_INFO(TyvonInterrupt32, Access::Seekable, 32, true, false, 4)
-        TYPE_INFO(Remote8, Access::Remote, 8, true, false, 1)
-        TYPE_INFO(Remote16, Access::Remote, 16, true, false, 1)
-        TYPE_INFO(Remote32, Access::Remote, 32, true, false, 1)
+        TYPE_INFO(Lseek8, AccessMethod::Seekable, 8, false, false, 1)
+        TYPE_INFO(Lseek16, AccessMethod::Seekable, 16, false, false, 2)
+        TYPE_INFO(Lseek32, AccessMethod::Seekable, 32, false, false, 4)
+        TYPE_INFO(Uio16, AccessMethod::Mapped, 16, true, true, 1)
+        TYPE_INFO(Uio32, AccessMethod::Mapped, 32, true, true, 1)
+        TYPE_INFO(FpgaSpi32, AccessMethod::Spi, 32, false, false, 1)
+        TYPE_INFO(Tyvon16, AccessMethod::Mapped, 16, true, false, 1)
+        TYPE_INFO(Tyvon32, AccessMethod::Mapped, 32, true, false, 1)
+        TYPE_INFO(TyvonInterrupt16, AccessMethod::Seekable, 16, true, false, 2)
+        TYPE_INFO(TyvonInterrupt32, AccessMethod::Seekable, 32, true, false, 4)
+        TYPE_INFO(Remote8, AccessMethod::Remote, 8, true, false, 1)
+        TYPE_INFO(Remote16, AccessMethod::Remote, 16, true, false, 1)
+        TYPE_INFO(Remote32, AccessMethod::Remote, 32, true, false, 1)
     }
 #undef TYPE_INFO
     return nullptr;

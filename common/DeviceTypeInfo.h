@@ -11,12 +11,12 @@
 namespace Common {
 
 /** How a backend reaches its registers. */
-enum class Access { Seekable, Mapped, Spi, Remote };
+enum class AccessMethod { Seekable, Mapped, Spi, Remote };
 
 struct DeviceTypeInfo {
     /** The name in a device description file, for example "Uio32". */
     const char* name;
-    Access access;
+    AccessMethod access;
     /** The register width in bits: 8, 16 or 32. */
     unsigned int width;
     bool hasInterrupts;

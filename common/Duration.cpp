@@ -101,10 +101,10 @@ std::string notADuration(const std::string& text) {
     if (endOfNumber(text) == text.size() && std::any_of(text.begin(), text.end(), isDigit)) {
         return '\'' + text + "' has no unit (" + unitNames + ", for example 1.5s)";
     }
-    const std::string remedy = corrected(text);
+    const std::string hint = corrected(text);
     return '\'' + text + "' is not a time (" +
-           (parseDuration(remedy)
-                ? "give " + remedy
+           (parseDuration(hint)
+                ? "give " + hint
                 : std::string("a number with the unit ") + unitNames + ", in whole milliseconds, at most one day") +
            ')';
 }

@@ -13,7 +13,7 @@ namespace Common {
 
 /**
  * Returns the names that differ least from a word, in the order of `names`. A letter that is changed, missing,
- * superfluous or swapped with its neighbor is one mistake. Leaves out a name with more than two mistakes, or with at
+ * extra or swapped with its neighbor is one mistake. Leaves out a name with more than two mistakes, or with at
  * least as many mistakes as the word has letters.
  */
 std::vector<std::string> nearestNames(const std::string& word, const std::vector<std::string>& names);

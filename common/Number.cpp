@@ -73,7 +73,7 @@ std::string_view withoutLeadingZeros(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of('0'), text.size() - 1));
 }
 
-std::string remedyForLeadingZero(std::string_view text) {
+std::string hintForLeadingZero(std::string_view text) {
     const std::string_view digits = withoutLeadingZeros(text);
     const std::string decimal(parseNumber(digits, {}) ? digits : "");
     const std::string octal = digits.size() < 2 ? "" : inHexadecimal(digits);

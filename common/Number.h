@@ -40,11 +40,11 @@ std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberForm
 std::string_view withoutLeadingZeros(std::string_view text);
 
 /**
- * Returns the remedy for a number with a leading zero, which the user may mean as an octal number. For example, the
- * remedy for "010" is "write 10 or 0x8". The remedy names the decimal and the octal meaning, each only if it fits in 32
+ * Returns the hint for a number with a leading zero, which the user may mean as an octal number. For example, the
+ * hint for "010" is "write 10 or 0x8". The hint names the decimal and the octal meaning, each only if it fits in 32
  * bits. Returns an empty text if neither fits, and for any other text.
  */
-std::string remedyForLeadingZero(std::string_view text);
+std::string hintForLeadingZero(std::string_view text);
 
 /** Returns 0x and as many hexadecimal digits as a register of `width` bits has. */
 std::string hexadecimal(std::uint64_t value, unsigned int width = 32);

@@ -26,7 +26,7 @@ namespace {
 
 using Cause = ExchangeError::Cause;
 
-constexpr std::chrono::milliseconds interruptionInterval(100);
+constexpr std::chrono::milliseconds callbackInterval(100);
 
 constexpr ZilTraceLevel ordinaryLevel = 3;
 constexpr ZilTraceLevel recordLevel = 7;
@@ -85,26 +85,26 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
 
 // The resolver has no time-out. If the deadline passes, the thread continues until the resolver returns. The
 // result is discarded.
-Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline, const Interruption& interruption) {
+Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline, const WaitCallback& waitCallback) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
     std::thread(std::move(task)).detach();
-    const auto next = [&] { return *Deadline::earlier(deadline, Deadline(interruptionInterval)).timePoint(); };
+    const auto next = [&] { return *Deadline::earlier(deadline, Deadline(callbackInterval)).timePoint(); };
     while (result.wait_until(next()) != std::future_status::ready) {
         if (deadline.hasPassed()) {
             throw timedOut();
         }
-        if (interruption) {
-            interruption();
+        if (waitCallback) {
+            waitCallback();
         }
     }
     return result.get();
 }
 
-sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline, const Interruption& interruption) {
+sockaddr_in resolve(const ServerAddress& server, const Deadline& deadline, const WaitCallback& waitCallback) {
     Lookup lookup = lookUpBlocking(server.host, AI_NUMERICHOST);
     if (lookup.error == EAI_NONAME) {
-        lookup = lookUpWithDeadline(server.host, deadline, interruption);
+        lookup = lookUpWithDeadline(server.host, deadline, waitCallback);
     }
     if (lookup.error != 0) {
         throw unreachable(gai_strerror(lookup.error));
@@ -123,9 +123,9 @@ int beginToConnect(int socket, const Address& address) {
 }
 
 int beginToConnect(int socket, const ServerAddress& server, const Deadline& deadline,
-                   const Interruption& interruption) {
+                   const WaitCallback& waitCallback) {
     if (server.path.empty()) {
-        return beginToConnect(socket, resolve(server, deadline, interruption));
+        return beginToConnect(socket, resolve(server, deadline, waitCallback));
     }
     sockaddr_un address{};
     if (server.path.size() >= sizeof(address.sun_path)) {
@@ -139,8 +139,8 @@ int beginToConnect(int socket, const ServerAddress& server, const Deadline& dead
         if (deadline.hasPassed()) {
             throw timedOut();
         }
-        if (interruption) {
-            interruption();
+        if (waitCallback) {
+            waitCallback();
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         error = beginToConnect(socket, address);
@@ -171,13 +171,13 @@ std::size_t transferred(ssize_t count) {
 
 } // namespace
 
-RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline, Interruption interruption)
+RecordConnection::RecordConnection(const ServerAddress& server, const Deadline& deadline, WaitCallback waitCallback)
     : m_socket(::socket(server.path.empty() ? AF_INET : AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
-      m_interruption(std::move(interruption)) {
+      m_waitCallback(std::move(waitCallback)) {
     if (!m_socket.isOpen()) {
         throw unreachable(std::strerror(errno));
     }
-    int error = beginToConnect(descriptor(), server, deadline, m_interruption);
+    int error = beginToConnect(descriptor(), server, deadline, m_waitCallback);
     if (error == EINPROGRESS || error == EINTR) {
         waitFor(POLLOUT, deadline);
         error = connectionError(descriptor());
@@ -248,13 +248,13 @@ std::optional<std::uint32_t> RecordConnection::takeInterrupt() {
 
 int RecordConnection::poll(short events, const Deadline& deadline) const {
     pollfd ready{descriptor(), events, 0};
-    if (!m_interruption) {
+    if (!m_waitCallback) {
         return ::poll(&ready, 1, deadline.pollTimeout());
     }
-    const int count = ::poll(&ready, 1, Deadline::earlier(deadline, Deadline(interruptionInterval)).pollTimeout());
+    const int count = ::poll(&ready, 1, Deadline::earlier(deadline, Deadline(callbackInterval)).pollTimeout());
     const int error = errno;
     if (count <= 0) {
-        m_interruption();
+        m_waitCallback();
     }
     errno = error;
     return count;

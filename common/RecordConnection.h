@@ -49,7 +49,7 @@ private:
  * A function that a connection calls while it waits for the peer: after each signal, and at least every 100 ms. The
  * function may throw to end the wait. The exchange is then incomplete.
  */
-using Interruption = std::function<void()>;
+using WaitCallback = std::function<void()>;
 
 /**
  * A connection that sends and receives whole records. A record may arrive in pieces. Throws an ExchangeError for every
@@ -61,8 +61,8 @@ using Interruption = std::function<void()>;
  */
 class RecordConnection {
 public:
-    /** Connects to a server. @param interruption the function to call during waits; empty for none. */
-    RecordConnection(const ServerAddress& server, const Deadline& deadline, Interruption interruption = {});
+    /** Connects to a server. @param waitCallback the function to call during waits; empty for none. */
+    RecordConnection(const ServerAddress& server, const Deadline& deadline, WaitCallback waitCallback = {});
 
     /**
      * Returns the socket, for poll(). The socket is readable when a record begins to arrive, or when the connection has
@@ -96,7 +96,7 @@ public:
 
     /**
      * Returns the interrupt word if the last byte of the next interrupt has arrived. Does not wait, and does not call
-     * the interruption. Keeps the bytes of an incomplete record for the next call of this function.
+     * the wait callback. Keeps the bytes of an incomplete record for the next call of this function.
      */
     std::optional<std::uint32_t> takeInterrupt();
 
@@ -110,7 +110,7 @@ private:
     std::size_t receiveSome(Rynvel::IMessage& message, std::size_t count) const;
 
     const Descriptor m_socket;
-    const Interruption m_interruption;
+    const WaitCallback m_waitCallback;
     bool m_isInSync = true;
     Rynvel::InterruptMessage m_interrupt;
     /** The number of bytes of m_interrupt that have arrived. */

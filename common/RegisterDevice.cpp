@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "BusErrorGuard.h"
 #include "DeviceTypeInfo.h"
-#include "FaultGuard.h"
 #include "RegisterWord.h"
 
 namespace Common {
@@ -94,7 +94,7 @@ private:
             return AccessResult::OutOfRange;
         }
         bool success = false;
-        const bool isComplete = FaultGuard::run([&] { success = operation(); });
+        const bool isComplete = BusErrorGuard::run([&] { success = operation(); });
         if (m_mutex != nullptr) {
             m_mutex->endAccess();
         }

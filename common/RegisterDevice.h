@@ -30,7 +30,7 @@ enum class AccessResult {
 };
 
 /**
- * A device that checks every access against its map and its register width. After FaultGuard::install(), the device
+ * A device that checks every access against its map and its register width. After BusErrorGuard::install(), the device
  * also recovers from bus errors. An address is a byte address or a register index, depending on the backend. A value
  * occupies the low `width()` bits of its word.
  *
@@ -76,7 +76,8 @@ private:
  * Returns the device as a RegisterDevice.
  *
  * @param mutex the mutex that `device` owns; null if no access can cause a bus error.
- * @param mapSize the size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
+ * @param mapSize the size of the accessible range in bytes, which begins at register index 0; empty to check no
+ * addresses.
  */
 template <typename T>
 std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, AccessMutex* mutex,
@@ -86,7 +87,8 @@ std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, 
  * Opens the device of a table row. The result does not share the device with other callers. If the backend cannot open
  * its device file, an assertion of the library ends the process. openDevice() avoids this.
  *
- * @param mapSize the size of the accessible registers in bytes, from register index 0 on; empty to check no addresses.
+ * @param mapSize the size of the accessible range in bytes, which begins at register index 0; empty to check no
+ * addresses.
  * @return the device; null if the device type has no backend.
  */
 std::unique_ptr<RegisterDevice> open(const Rynvel::MemoryDevice& row, std::optional<std::uint32_t> mapSize);

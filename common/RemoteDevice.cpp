@@ -40,13 +40,13 @@ void requireValues(const Rynvel::Response& response, std::uint32_t count) {
 } // namespace
 
 RemoteDevice::RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory,
-                           Interruption interruption)
+                           WaitCallback waitCallback)
     : m_server(std::move(server)),
       m_name(std::move(name)),
       m_width(width),
       m_deadlineFactory(std::move(deadlineFactory)),
-      m_interruption(std::move(interruption)),
-      m_requests(m_server, m_deadlineFactory(), m_interruption) {
+      m_waitCallback(std::move(waitCallback)),
+      m_requests(m_server, m_deadlineFactory(), m_waitCallback) {
     m_requests.open(m_name, m_deadlineFactory());
 }
 
@@ -114,7 +114,7 @@ void RemoteDevice::raiseInterrupt(std::uint32_t word) {
 }
 
 int RemoteDevice::arm() {
-    m_interrupts.emplace(m_server, m_deadlineFactory(), m_interruption);
+    m_interrupts.emplace(m_server, m_deadlineFactory(), m_waitCallback);
     m_interrupts->open(m_name, m_deadlineFactory());
     m_interrupts->execute(request(Type::WaitForInterrupt), m_deadlineFactory());
     return m_interrupts->descriptor();

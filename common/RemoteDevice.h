@@ -34,10 +34,10 @@ public:
      * @param name the device name at the server, at most 127 characters.
      * @param width the register width in bits: 8, 16 or 32.
      * @param deadlineFactory returns the deadline for the connection, and for each exchange.
-     * @param interruption the function to call during waits; empty for none.
+     * @param waitCallback the function to call during waits; empty for none.
      */
     RemoteDevice(ServerAddress server, std::string name, unsigned int width, DeadlineFactory deadlineFactory,
-                 Interruption interruption = {});
+                 WaitCallback waitCallback = {});
 
     /** Returns whether the server has ended the connection for requests, so that the next request would fail. */
     bool hasEnded() const { return m_requests.hasEnded(); }
@@ -81,7 +81,7 @@ public:
 
     /**
      * Returns the interrupt word if a whole interrupt record has arrived. Does not wait, and does not call the
-     * interruption. Call arm() first. Do not use both this function and receiveInterrupt() after the same arm().
+     * wait callback. Call arm() first. Do not use both this function and receiveInterrupt() after the same arm().
      */
     std::optional<std::uint32_t> takeInterrupt();
 
@@ -95,7 +95,7 @@ private:
     const std::string m_name;
     const unsigned int m_width;
     const DeadlineFactory m_deadlineFactory;
-    const Interruption m_interruption;
+    const WaitCallback m_waitCallback;
     RecordConnection m_requests;
     std::optional<RecordConnection> m_interrupts;
 };

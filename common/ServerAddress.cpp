@@ -56,9 +56,9 @@ ServerAddress parseServerAddress(const std::string& text) {
         throw ServerAddressError("port '" + portText + "' is not a decimal number from 1 to " +
                                  std::to_string(largestPort));
     }
-    const std::string_view remedy = withoutLeadingZeros(portText);
-    if (!remedy.empty()) {
-        throw ServerAddressError("port '" + portText + "' has a leading zero (give " + std::string(remedy) + ')');
+    const std::string_view hint = withoutLeadingZeros(portText);
+    if (!hint.empty()) {
+        throw ServerAddressError("port '" + portText + "' has a leading zero (give " + std::string(hint) + ')');
     }
     return {host, static_cast<std::uint16_t>(*port)};
 }

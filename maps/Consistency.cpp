@@ -125,13 +125,13 @@ private:
     }
 
     void checkAccess(const Field& field, const Register& aRegister) {
-        const std::string subject = "field " + nameOf(field) + " can be ";
+        const std::string beginning = "field " + nameOf(field) + " can be ";
         const std::string contradiction = ", but its register cannot (the access of the field is used)";
         if (isReadable(field.access) && !isReadable(aRegister.access)) {
-            m_warnings.add(field.line, subject + "read" + contradiction);
+            m_warnings.add(field.line, beginning + "read" + contradiction);
         }
         if (isWritable(field.access) && !isWritable(aRegister.access)) {
-            m_warnings.add(field.line, subject + "written" + contradiction);
+            m_warnings.add(field.line, beginning + "written" + contradiction);
         }
     }
 

@@ -390,8 +390,6 @@ void readInterrupt(Definition& peripheral, const Element& element) {
     addTo(peripheral.interrupts, std::move(definition.interrupt));
 }
 
-// Definitions
-
 const Tags<Definition>& tagsOf(Kind kind);
 
 std::size_t clusterDepthOf(const Definition* definition) {

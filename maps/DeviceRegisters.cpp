@@ -35,7 +35,7 @@ DeviceRegisters::DeviceRegisters(const Peripheral& peripheral, unsigned int widt
         const std::uint64_t end = endOf(m_registers[i]);
         extent.furthest = end > endOf(m_registers[extent.furthest]) ? i : extent.furthest;
         extent.readEffectEnd =
-            hasReadEffect(*m_registers[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
+            hasReadSideEffect(*m_registers[i].contents) ? std::max(extent.readEffectEnd, end) : extent.readEffectEnd;
         m_extents.push_back(extent);
         ModifiedBits& modified = m_modifiedBits[m_registers[i].offset];
         modified = modified | modifiedBitsOf(*m_registers[i].contents);
@@ -44,20 +44,20 @@ DeviceRegisters::DeviceRegisters(const Peripheral& peripheral, unsigned int widt
 
 std::string DeviceRegisters::obstacleTo(const LocatedRegister& located) const {
     const unsigned int bytes = Common::bytesOf(m_width);
-    const std::string subject = subjectOf(located);
+    const std::string object = nameWithKind(located);
     if (located.contents->size > m_width) {
-        return subject + " has " + std::to_string(located.contents->size) + " bits (the device has " +
+        return object + " has " + std::to_string(located.contents->size) + " bits (the device has " +
                bitRegisters(m_width) + ")";
     }
     if (located.offset > UINT32_MAX) {
-        return subject + " is outside the 32-bit address range";
+        return object + " is outside the 32-bit address range";
     }
     if (located.offset % bytes != 0) {
-        return subject + ": offset " + Common::hexadecimal(located.offset) + " is not a multiple of " +
+        return object + ": offset " + Common::hexadecimal(located.offset) + " is not a multiple of " +
                std::to_string(bytes) + " (" + bitRegisters(m_width) + ")";
     }
     if (const LocatedRegister* const neighbor = neighborOf(located)) {
-        return subject + " has " + Common::counted(located.contents->size, "bit") +
+        return object + " has " + Common::counted(located.contents->size, "bit") +
                " and shares a register of the device with register " + neighbor->name + " (the device has " +
                bitRegisters(m_width) + ")";
     }
@@ -65,7 +65,7 @@ std::string DeviceRegisters::obstacleTo(const LocatedRegister& located) const {
 }
 
 Word DeviceRegisters::wordOf(const LocatedRegister& located) const {
-    return {m_width, hasReadEffectAt(located), m_modifiedBits.at(located.offset)};
+    return {m_width, hasReadSideEffectAt(located), m_modifiedBits.at(located.offset)};
 }
 
 std::size_t DeviceRegisters::countBefore(std::uint64_t offset) const {
@@ -84,7 +84,7 @@ const LocatedRegister* DeviceRegisters::furthestOf(std::size_t count) const {
     return count == 0 ? nullptr : &m_registers[m_extents[count - 1].furthest];
 }
 
-bool DeviceRegisters::hasReadEffectAt(const LocatedRegister& located) const {
+bool DeviceRegisters::hasReadSideEffectAt(const LocatedRegister& located) const {
     const unsigned int bytes = Common::bytesOf(m_width);
     const std::uint64_t word = located.offset - located.offset % bytes;
     const std::size_t count = countBefore(word + bytes);

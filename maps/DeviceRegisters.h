@@ -55,14 +55,14 @@ private:
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The highest end of the registers for which hasReadEffect() is true; 0 if there are none. */
+        /** The highest end of the registers for which hasReadSideEffect() is true; 0 if there are none. */
         std::uint64_t readEffectEnd;
     };
 
     /** Returns the register that ends last among the first `count` registers; null if `count` is 0. */
     const LocatedRegister* furthestOf(std::size_t count) const;
     /** Returns whether reading the word of a register has a side effect on one of the registers in the word. */
-    bool hasReadEffectAt(const LocatedRegister& located) const;
+    bool hasReadSideEffectAt(const LocatedRegister& located) const;
     /**
      * Returns another register in the word of a register that is narrower than the word; null if there is none. A
      * register at the same offset that is not wider is an alternative, and does not count.

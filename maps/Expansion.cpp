@@ -115,8 +115,8 @@ private:
         if (definition.kind == Kind::Field) {
             return "has elements with bits higher than bit " + std::to_string(highestBit);
         }
-        const std::string subject = definition.kind == Kind::Peripheral ? "an address" : "an offset";
-        return "has elements with " + subject + " that does not fit in 64 bits";
+        const std::string position = definition.kind == Kind::Peripheral ? "an address" : "an offset";
+        return "has elements with " + position + " that does not fit in 64 bits";
     }
 
     /**

@@ -75,7 +75,7 @@ std::string alsoANumber(const EnumeratedValue& value) {
     return ": " + quoted(value.name) + " is a number and also the name of ";
 }
 
-constexpr const char* numberRemedy = " (give the value with 0x or 0b)";
+constexpr const char* numberHint = " (give the value with 0x or 0b)";
 
 /**
  * Returns the number that a text represents.
@@ -83,23 +83,23 @@ constexpr const char* numberRemedy = " (give the value with 0x or 0b)";
  * @param names the names that the error message offers.
  * @throws RefusedValue if the text is not a number that fits in the field, or if a leading zero makes it ambiguous.
  */
-std::uint64_t fittingNumber(const Field& field, const std::string& subject, const std::string& text,
+std::uint64_t fittingNumber(const Field& field, const std::string& object, const std::string& text,
                             const std::vector<std::string>& names) {
     if (!Common::isNumber(text, Common::anyNotation)) {
-        throw RefusedValue(subject + ": " + quoted(text) + " is not a value of the field (give " + choicesOf(names) +
+        throw RefusedValue(object + ": " + quoted(text) + " is not a value of the field (give " + choicesOf(names) +
                            ')');
     }
-    const std::string remedy = Common::remedyForLeadingZero(text);
-    if (!remedy.empty()) {
-        throw RefusedValue(subject + ": " + quoted(text) + " is ambiguous (" + remedy + ')');
+    const std::string hint = Common::hintForLeadingZero(text);
+    if (!hint.empty()) {
+        throw RefusedValue(object + ": " + quoted(text) + " is ambiguous (" + hint + ')');
     }
     const auto number = numberIn(text);
     if (!number || *number > highestOf(field)) {
-        throw RefusedValue(subject + ": " + quoted(text) + " does not fit in " + bitsText(field));
+        throw RefusedValue(object + ": " + quoted(text) + " does not fit in " + bitsText(field));
     }
     const std::string_view digits = Common::withoutLeadingZeros(text);
     if (!digits.empty()) {
-        throw RefusedValue(subject + ": " + quoted(text) + " is ambiguous (write " + std::string(digits) + ')');
+        throw RefusedValue(object + ": " + quoted(text) + " is ambiguous (write " + std::string(digits) + ')');
     }
     return *number;
 }
@@ -164,7 +164,7 @@ const Field& fieldOf(const LocatedRegister& located, const std::string& name) {
         const std::string question = Common::didYouMean(similarTo(name, names));
         const std::string choices =
             names.empty() ? "the register has no fields" : "give " + Common::alternatives(names);
-        throw RefusedValue(subjectOf(located) + " has no field " + quoted(name) + " (" +
+        throw RefusedValue(nameWithKind(located) + " has no field " + quoted(name) + " (" +
                            (question.empty() ? choices : question) + ')');
     }
     return *field;
@@ -181,11 +181,11 @@ const EnumeratedValue* valueToWrite(const Field& field, const std::string& name)
 class AssignedField {
 public:
     AssignedField(const LocatedRegister& located, const Field& field)
-        : m_field(field), m_subject(subjectOf(located, m_field)) {
+        : m_field(field), m_object(nameWithKind(located, m_field)) {
         requireWritable(located, field);
     }
 
-    std::string refusal(const std::string& problem) const { return m_subject + problem; }
+    std::string refusal(const std::string& problem) const { return m_object + problem; }
 
     std::uint64_t numberOf(const FieldAssignment& assignment) const {
         return assignment.number ? checked(*assignment.number) : checked(assignment.value);
@@ -231,12 +231,12 @@ private:
         // Searches for a name first, because a name may begin with a digit, such as 16k, or have only digits.
         const EnumeratedValue* const value = valueToWrite(m_field, text);
         return value != nullptr ? usableNumberOf(*value)
-                                : fittingNumber(m_field, m_subject, text, namesToWrite(m_field));
+                                : fittingNumber(m_field, m_object, text, namesToWrite(m_field));
     }
 
     std::uint64_t usableNumberOf(const EnumeratedValue& named) const {
         if (isAmbiguous(named)) {
-            throw RefusedValue(refusal(alsoANumber(named) + "the value " + std::to_string(named.value) + numberRemedy));
+            throw RefusedValue(refusal(alsoANumber(named) + "the value " + std::to_string(named.value) + numberHint));
         }
         if (named.value > highestOf(m_field)) {
             throw RefusedValue(
@@ -246,7 +246,7 @@ private:
     }
 
     const Field& m_field;
-    std::string m_subject;
+    std::string m_object;
 };
 
 /** @throws RefusedValue if the write constraint of a field does not allow the value that the field has in a register.
@@ -255,7 +255,7 @@ void requireFieldAllowed(const LocatedRegister& located, const Field& field, std
     const std::uint64_t number = decode(field, registerValue).value;
     const std::string reason = reasonToRefuse(field, number, std::to_string(number));
     if (!reason.empty()) {
-        throw RefusedValue(subjectOf(located, field) + reason);
+        throw RefusedValue(nameWithKind(located, field) + reason);
     }
 }
 
@@ -274,9 +274,9 @@ bool hasFieldInside(const Register& aRegister, const Condition& condition) {
 
 } // namespace
 
-std::string subjectOf(const LocatedRegister& located) { return "register " + located.name; }
+std::string nameWithKind(const LocatedRegister& located) { return "register " + located.name; }
 
-std::string subjectOf(const LocatedRegister& located, const Field& field) {
+std::string nameWithKind(const LocatedRegister& located, const Field& field) {
     return "field " + located.name + '.' + field.name;
 }
 
@@ -361,10 +361,10 @@ std::vector<std::string> namesToRead(const Field& field) {
 
 void requireWritable(const LocatedRegister& located, const Field& field) {
     if (!isWritable(field.access)) {
-        throw RefusedValue(subjectOf(located, field) + " is read-only");
+        throw RefusedValue(nameWithKind(located, field) + " is read-only");
     }
     if (!isInside(field, *located.contents)) {
-        throw RefusedValue(subjectOf(located, field) + " is outside the " +
+        throw RefusedValue(nameWithKind(located, field) + " is outside the " +
                            Common::counted(located.contents->size, "bit") + " of its register");
     }
 }
@@ -383,10 +383,10 @@ FieldPattern parsePattern(const LocatedRegister& located, const Field& field, co
     const EnumeratedValue* const value =
         firstValue(field, Usage::Read, [&text](const EnumeratedValue& each) { return each.name == text; });
     if (value == nullptr) {
-        return {fittingNumber(field, subjectOf(located, field), text, namesToRead(field)), ""};
+        return {fittingNumber(field, nameWithKind(located, field), text, namesToRead(field)), ""};
     }
     if (isAmbiguousToRead(field, *value)) {
-        throw RefusedValue(subjectOf(located, field) + alsoANumber(*value) + "other values" + numberRemedy);
+        throw RefusedValue(nameWithKind(located, field) + alsoANumber(*value) + "other values" + numberHint);
     }
     return {0, text};
 }
@@ -443,7 +443,7 @@ void requireInRange(const LocatedRegister& located, const MaskedValue& written) 
     const std::uint64_t lowest = written.value & written.mask;
     const std::uint64_t highest = lowest | (bitsOf(*located.contents) & ~written.mask);
     if (hasRange(*located.contents) && (lowest > constraint->maximum || highest < constraint->minimum)) {
-        throw RefusedValue(subjectOf(located) + ": value " + std::to_string(lowest) + " is not allowed (write " +
+        throw RefusedValue(nameWithKind(located) + ": value " + std::to_string(lowest) + " is not allowed (write " +
                            std::to_string(constraint->minimum) + " to " + std::to_string(constraint->maximum) + ')');
     }
 }
@@ -452,11 +452,11 @@ void requireAllowed(const LocatedRegister& located, const MaskedValue& written) 
     const Register& contents = *located.contents;
     const std::uint64_t bits = bitsOf(contents);
     if ((written.value & ~bits) != 0) {
-        throw RefusedValue(subjectOf(located) + ": value " + std::to_string(written.value) + " does not fit in " +
+        throw RefusedValue(nameWithKind(located) + ": value " + std::to_string(written.value) + " does not fit in " +
                            Common::counted(contents.size, "bit"));
     }
     if (contents.writeConstraint && contents.writeConstraint->kind == WriteConstraint::Kind::WriteAsRead) {
-        throw RefusedValue(subjectOf(located) + onlyAsRead);
+        throw RefusedValue(nameWithKind(located) + onlyAsRead);
     }
     requireInRange(located, written);
     for (const Field& field : contents.fields) {

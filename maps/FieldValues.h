@@ -137,8 +137,8 @@ public:
 };
 
 /** Returns the name of the register or field for the beginning of an error message. @{ */
-std::string subjectOf(const LocatedRegister& located);
-std::string subjectOf(const LocatedRegister& located, const Field& field);
+std::string nameWithKind(const LocatedRegister& located);
+std::string nameWithKind(const LocatedRegister& located, const Field& field);
 /** @} */
 
 /** Returns the fields of a register that assignments name. @throws RefusedValue if a field is unknown. */
@@ -163,8 +163,8 @@ std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
 /**
- * Returns the value that leaves the bits unchanged if you write it, for every content of the bits; none if there is
- * none.
+ * Returns the value that leaves the bits unchanged when it is written, whatever the bits contain; none if no value
+ * does.
  */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 

@@ -63,24 +63,23 @@ std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, co
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
 }
 
-/** The remedy that protects other fields: the text before their names, and the text after their names. */
-struct Remedy {
+/** The hint that protects other fields: the text before their names, and the text after their names. */
+struct Hint {
     const char* before;
     const char* after;
     /** The name for the unassigned bits of a register without fields. */
     const char* otherBits;
-    /** The remedy for a write that may change other registers or these bits. */
+    /** The hint for a write that may change other registers or these bits. */
     const char* forRegister;
 };
 
-constexpr Remedy byAssignment{"also assign ", "", "the other bits", "write the whole register"};
-constexpr Remedy byMask{"also select all bits of ", " with the mask", "the bits outside the mask",
-                        "leave out the mask"};
-constexpr Remedy byFields{"use write REGISTER FIELD=VALUE ..., and also assign ", "", "the other bits",
-                          "write the whole register"};
-constexpr Remedy byUpdate{"use update(), and also assign ", "", "the other bits", "write the whole register"};
+constexpr Hint byAssignment{"also assign ", "", "the other bits", "write the whole register"};
+constexpr Hint byMask{"also select all bits of ", " with the mask", "the bits outside the mask", "leave out the mask"};
+constexpr Hint byFields{"use write REGISTER FIELD=VALUE ..., and also assign ", "", "the other bits",
+                        "write the whole register"};
+constexpr Hint byUpdate{"use update(), and also assign ", "", "the other bits", "write the whole register"};
 
-const Remedy& remedyFor(WriteForm form) {
+const Hint& hintFor(WriteForm form) {
     switch (form) {
     case WriteForm::FieldName:
         return byFields;
@@ -95,12 +94,12 @@ const Remedy& remedyFor(WriteForm form) {
 /** Plans one write, including the fields that it does not assign. */
 class Plan {
 public:
-    Plan(const LocatedRegister& located, const MaskedValue& assigned, const Word& word, const Remedy& remedy)
+    Plan(const LocatedRegister& located, const MaskedValue& assigned, const Word& word, const Hint& hint)
         : m_located(located),
           m_assigned(assigned),
           m_word(word),
           m_modified(modifiedBitsOf(*located.contents) | word.modifiedBits),
-          m_remedy(remedy) {}
+          m_hint(hint) {}
 
     /** Returns the bits to write. */
     MaskedValue written() const {
@@ -117,10 +116,10 @@ public:
             return;
         }
         if (!isReadable(contents())) {
-            throw RefusedValue(
-                refusal(subjectOf(m_located) + " is write-only, so its other fields cannot keep their values", read));
+            throw RefusedValue(refusal(
+                nameWithKind(m_located) + " is write-only, so its other fields cannot keep their values", read));
         }
-        if (m_word.hasReadEffect) {
+        if (m_word.hasReadSideEffect) {
             throw RefusedValue(refusal("reading register " + m_located.name +
                                            " has a side effect, so its other fields cannot keep their values",
                                        read));
@@ -134,7 +133,7 @@ public:
         const std::vector<const Field*> lost =
             otherFields([&reasonFor](const Field& field) { return !reasonFor(field).empty(); });
         if (!lost.empty()) {
-            throw RefusedValue(refusal(subjectOf(m_located, *lost.front()) + ' ' + reasonFor(*lost.front()), lost));
+            throw RefusedValue(refusal(nameWithKind(m_located, *lost.front()) + ' ' + reasonFor(*lost.front()), lost));
         }
         requireNoContradiction();
         requireOtherRegistersKept();
@@ -145,8 +144,8 @@ public:
         const bool isChanged = !reasonToChange(contents().access, contents().modifiedWrite).empty() ||
                                contradictions(contents().modifiedWrite, otherBits(), m_modified) != 0;
         if (contents().fields.empty() && otherBits() != 0 && isChanged) {
-            throw RefusedValue(subjectOf(m_located) + ": " + m_remedy.otherBits + " cannot keep their values (" +
-                               m_remedy.forRegister + ')');
+            throw RefusedValue(nameWithKind(m_located) + ": " + m_hint.otherBits + " cannot keep their values (" +
+                               m_hint.forRegister + ')');
         }
     }
 
@@ -166,7 +165,7 @@ private:
             return isLost;
         });
         if (!lost.empty()) {
-            throw RefusedValue(refusal(subjectOf(m_located, *lost.front()) +
+            throw RefusedValue(refusal(nameWithKind(m_located, *lost.front()) +
                                            " cannot keep its value, because a field or register that shares its bits "
                                            "needs other values",
                                        lost));
@@ -179,9 +178,9 @@ private:
             m_word.modifiedBits.alwaysChanged & ~modifiedBitsOf(contents()).alwaysChanged;
         if (((alwaysChanged | (m_modified.keptByZero & m_modified.keptByOne)) & otherBits()) != 0) {
             throw RefusedValue(
-                subjectOf(m_located) +
+                nameWithKind(m_located) +
                 ": this write would also change another register at the same address (to change it nevertheless, " +
-                m_remedy.forRegister + ')');
+                m_hint.forRegister + ')');
         }
     }
 
@@ -197,20 +196,20 @@ private:
         return fields;
     }
 
-    /** Returns the problem and its remedy as text. @param fields the fields that the user must also write. */
+    /** Returns the problem and its hint as text. @param fields the fields that the user must also write. */
     std::string refusal(const std::string& problem, const std::vector<const Field*>& fields) const {
         std::string names;
         for (const Field* const field : fields) {
             names += (names.empty() ? "" : ", ") + field->name;
         }
-        return problem + " (" + m_remedy.before + names + m_remedy.after + ")";
+        return problem + " (" + m_hint.before + names + m_hint.after + ")";
     }
 
     const LocatedRegister& m_located;
     const MaskedValue& m_assigned;
     const Word& m_word;
     const ModifiedBits m_modified;
-    const Remedy& m_remedy;
+    const Hint& m_hint;
 };
 
 /** Returns a field inside the register that has a bit of a mask and meets a condition; null if there is none. */
@@ -222,8 +221,8 @@ const Field* findSelected(const Register& contents, std::uint64_t mask, const Co
     return found == contents.fields.end() ? nullptr : &*found;
 }
 
-[[noreturn]] void refuseToStore(const std::string& subject) {
-    throw RefusedValue("a write does not store the value in " + subject + " (give the value with write)");
+[[noreturn]] void refuseToStore(const std::string& object) {
+    throw RefusedValue("a write does not store the value in " + object + " (use the command write)");
 }
 
 } // namespace
@@ -253,18 +252,19 @@ std::uint64_t comparableBits(const Register& aRegister) {
     return isReadable(aRegister.access) ? writableBits(aRegister) : bitsOfWritableFields(aRegister);
 }
 
-bool hasReadEffect(const Register& aRegister) {
+bool hasReadSideEffect(const Register& aRegister) {
     return aRegister.readAction || std::any_of(aRegister.fields.begin(), aRegister.fields.end(),
                                                [](const Field& field) { return field.readAction.has_value(); });
 }
 
 WriteShape shapeOfWrite(const LocatedRegister& located, std::uint64_t assigned, const Word& word, WriteForm form) {
     const MaskedValue unchanged{0, assigned};
-    const Plan plan(located, unchanged, word, remedyFor(form));
+    const Plan plan(located, unchanged, word, hintFor(form));
     plan.requireReadableIfNeeded();
     plan.requireKept();
     const MaskedValue written = plan.written();
-    const bool isWhole = written.mask == lowBits(word.width) || !isReadable(*located.contents) || word.hasReadEffect;
+    const bool isWhole =
+        written.mask == lowBits(word.width) || !isReadable(*located.contents) || word.hasReadSideEffect;
     return {{written.value, written.mask & ~assigned}, isWhole};
 }
 
@@ -302,31 +302,31 @@ void requireStored(const LocatedRegister& located, std::uint64_t mask) {
     const Register& contents = *located.contents;
     const std::uint64_t readOnly = mask & ~writableBits(contents);
     if (const Field* const field = findSelected(contents, readOnly, [](const Field&) { return true; })) {
-        throw RefusedValue(subjectOf(located, *field) + " is read-only");
+        throw RefusedValue(nameWithKind(located, *field) + " is read-only");
     }
     if (readOnly != 0) {
-        throw RefusedValue(subjectOf(located) + " is read-only outside its fields");
+        throw RefusedValue(nameWithKind(located) + " is read-only outside its fields");
     }
     const Field* const modified = findSelected(contents, mask, [](const Field& field) {
         return isWritable(field.access) && field.modifiedWrite != ModifiedWrite::Modify;
     });
     if (modified != nullptr) {
-        refuseToStore(subjectOf(located, *modified));
+        refuseToStore(nameWithKind(located, *modified));
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && contents.modifiedWrite != ModifiedWrite::Modify) {
-        refuseToStore(subjectOf(located));
+        refuseToStore(nameWithKind(located));
     }
 }
 
-void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask) {
+void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask, const std::string& hint) {
     const Register& contents = *located.contents;
     const Field* const writeOnly = findSelected(
         contents, mask, [](const Field& field) { return isWritable(field.access) && !isReadable(field.access); });
     if (writeOnly != nullptr) {
-        throw RefusedValue(subjectOf(located, *writeOnly) + " is write-only");
+        throw RefusedValue(nameWithKind(located, *writeOnly) + " is write-only" + hint);
     }
     if ((mask & ~bitsOfFields(contents)) != 0 && !isReadable(contents.access)) {
-        throw RefusedValue(subjectOf(located) + " is write-only outside its fields");
+        throw RefusedValue(nameWithKind(located) + " is write-only outside its fields" + hint);
     }
 }
 

@@ -44,7 +44,7 @@ struct Word {
     /** The register width of the device in bits. */
     unsigned int width = 0;
     /** Whether reading the word has a side effect. */
-    bool hasReadEffect = false;
+    bool hasReadSideEffect = false;
     /** The modified bits of all registers that begin at the same offset as the register. */
     ModifiedBits modifiedBits;
 };
@@ -65,7 +65,7 @@ struct FieldWrite {
  * Returns whether reading a register changes the register, one of its fields or another register. Does not consider
  * other registers at the same offset.
  */
-bool hasReadEffect(const Register& aRegister);
+bool hasReadSideEffect(const Register& aRegister);
 
 /** How the user gives the fields of a write. */
 enum class WriteForm {
@@ -97,7 +97,7 @@ WriteShape shapeOfWrite(const LocatedRegister& located, std::uint64_t assigned, 
 /**
  * Plans a write that changes no other field, and no other register at the same offset.
  *
- * @param form selects the remedy in the reason for a refusal.
+ * @param form selects the hint in the reason for a refusal.
  * @throws RefusedValue in these cases:
  *
  * - encode() refuses the assignments.
@@ -136,8 +136,8 @@ void requireOthersKept(const LocatedRegister& located, std::uint64_t mask, const
  */
 void requireStored(const LocatedRegister& located, std::uint64_t mask);
 
-/** @throws RefusedValue if a bit of the mask can be written, but not read. */
-void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask);
+/** @throws RefusedValue if a bit of the mask can be written, but not read. The message ends with the hint. */
+void requireNotWriteOnly(const LocatedRegister& located, std::uint64_t mask, const std::string& hint = "");
 
 /** Returns the bits of a register that can be read. A readable field can share bits with a write-only field. */
 std::uint64_t readableBits(const Register& aRegister);

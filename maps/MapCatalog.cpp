@@ -44,7 +44,7 @@ std::vector<std::string> mapsOf(const std::string& folder) {
 
 } // namespace
 
-void requireByteAddresses(const DeviceDescription& description) {
+void requireByteAddresses(const DevicePeripheral& description) {
     constexpr unsigned int byteBits = 8;
     if (description.map->addressUnitBits != byteBits) {
         throw UnusableMap(description.file + ": addressUnitBits is " +
@@ -72,11 +72,11 @@ MapCatalog::MapCatalog(const std::vector<std::string>& paths, MissingPath missin
     }
 }
 
-std::optional<DeviceDescription> MapCatalog::find(const std::string& deviceName) {
+std::optional<DevicePeripheral> MapCatalog::find(const std::string& deviceName) {
     for (std::size_t position = 0; position < m_files.size(); ++position) {
         const Device& device = *map(position).device;
         if (const Peripheral* const peripheral = findPeripheral(device, deviceName)) {
-            return DeviceDescription{m_files[position], &device, peripheral};
+            return DevicePeripheral{m_files[position], &device, peripheral};
         }
     }
     return std::nullopt;

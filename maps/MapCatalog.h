@@ -23,7 +23,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-struct DeviceDescription {
+/** The peripheral that describes a device, with the map that contains it. */
+struct DevicePeripheral {
     /** The path of the map file. */
     std::string file;
     /** The map. The catalog owns the map. */
@@ -33,7 +34,7 @@ struct DeviceDescription {
 };
 
 /** Checks that the addresses of the map count bytes. @throws UnusableMap if they do not. */
-void requireByteAddresses(const DeviceDescription& description);
+void requireByteAddresses(const DevicePeripheral& description);
 
 /**
  * The map files in which a program searches for its devices. The search for a device reads a file only if no earlier
@@ -62,7 +63,7 @@ public:
      *
      * @throws UnusableMap if a file that the search reads is not a map.
      */
-    std::optional<DeviceDescription> find(const std::string& deviceName);
+    std::optional<DevicePeripheral> find(const std::string& deviceName);
 
     /**
      * Returns the map of a file.

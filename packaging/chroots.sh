@@ -33,7 +33,8 @@ chroot_archive() {
     printf '%s\n' "$archive"
 }
 
-# Prints the archive of the root file system in which packages are tried, with all packages that these need.
+# Prints the path of the archive of the root file system in which the tests install the packages. The archive contains
+# all dependencies of the packages.
 installation_chroot() {
     chroot_archive installation-amd64 minbase amd64 apt-utils cmake dpkg-dev g++ libjs-sphinxdoc make \
         node-normalize.css pkg-config python3 systemd udev

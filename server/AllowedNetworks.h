@@ -15,8 +15,8 @@
 namespace Rynveld {
 
 /**
- * Returns the IPv4 address, also if an IPv6 address contains it; empty for an IPv6 address that contains none. A socket
- * that the service manager has passed may accept IPv4 and IPv6 addresses.
+ * Returns the IPv4 address, even of an IPv4-mapped IPv6 address; empty for any other IPv6 address. A socket that the
+ * service manager has passed may accept connections from IPv4 and IPv6 addresses.
  */
 std::optional<asio::ip::address_v4> v4Of(const asio::ip::address& address);
 

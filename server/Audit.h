@@ -53,7 +53,8 @@ public:
     /**
      * Writes a line with its number and its time.
      *
-     * @return whether the client may learn that its operation is done: the line is written, or does not matter.
+     * @return whether the server may report success to the client: the line was written, or the server may continue
+     * without it.
      */
     bool record(const AuditLine& line);
 

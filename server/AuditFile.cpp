@@ -104,7 +104,7 @@ bool AuditFile::isOpenFile() const {
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-// A second descriptor of the same file could not have the lock.
+// If the path still names the open file, a second descriptor of the file could not get the lock.
 void AuditFile::reopen() {
     if (!isOpenFile()) {
         m_file = open();

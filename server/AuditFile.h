@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * A file that takes the lines of the audit.
+ * A file that stores the audit lines.
  */
 #ifndef RYNVELD_AUDITFILE_H
 #define RYNVELD_AUDITFILE_H

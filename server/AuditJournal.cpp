@@ -40,7 +40,7 @@ int AuditJournal::send(const std::string& message) {
         m_isStuck = false;
         return 0;
     }
-    // A journal that is stuck must not make each client wait.
+    // A journal that takes no messages must not delay every client.
     pollfd room{m_socket.number(), POLLOUT, 0};
     const int timeout = std::exchange(m_isStuck, true) ? 0 : static_cast<int>(m_timeout.count());
     if (errno == EAGAIN && ::poll(&room, 1, timeout) == 1 && sent()) {

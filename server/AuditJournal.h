@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The journal of systemd, which takes the lines of the audit.
+ * The journal of systemd as the destination of the audit lines.
  */
 #ifndef RYNVELD_AUDITJOURNAL_H
 #define RYNVELD_AUDITJOURNAL_H
@@ -33,7 +33,7 @@ private:
     const std::string m_path;
     const std::chrono::milliseconds m_timeout;
     Common::Descriptor m_socket;
-    /** Whether the latest message was not taken. */
+    /** Whether the journal did not take the latest message. */
     bool m_isStuck = false;
 };
 

@@ -27,7 +27,7 @@ constexpr std::size_t mostDigits = 20;
 /** The number of characters that the longest escape has. */
 constexpr std::size_t longestEscape = 6;
 
-/** Returns the text of a second up to its point. */
+/** Returns the text of a time up to the decimal point of its seconds. */
 std::string secondText(time_t second) {
     tm utc{};
     ::gmtime_r(&second, &utc);

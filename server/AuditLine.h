@@ -59,7 +59,7 @@ public:
     void append(std::string& text, const timespec& time);
 
 private:
-    /** The text of the latest second, because most times of a busy server are in the same second as the one before. */
+    /** The text of the latest second. On a busy server, most times are in the same second as the previous time. */
     std::string m_second;
     std::optional<time_t> m_of;
 };

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The place that takes the lines of the audit.
+ * The destination of the audit lines.
  */
 #ifndef RYNVELD_AUDITSINK_H
 #define RYNVELD_AUDITSINK_H

@@ -50,7 +50,7 @@ std::vector<std::string> beginningsOf(const std::string& text) {
                  (question.empty() ? "'rynvelctl list' shows all names" : question) + ')');
 }
 
-/** Returns the parts of a name. A device name may contain dots, so the longest device name counts. */
+/** Returns the parts of a name. A device name may contain dots, so the longest matching device name has precedence. */
 NameInDevice split(const std::string& text) {
     const auto beginnings = beginningsOf(text);
     for (auto beginning = beginnings.rbegin(); beginning != beginnings.rend(); ++beginning) {
@@ -71,7 +71,7 @@ void requireServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
     }
 }
 
-Maps::DeviceDescription descriptionOf(const std::string& device, Maps::MapCatalog& catalog) {
+Maps::DevicePeripheral descriptionOf(const std::string& device, Maps::MapCatalog& catalog) {
     const auto description = catalog.find(device);
     if (!description) {
         refuseExport("no register map describes device '" + device + "' (--map names a register map)");
@@ -80,7 +80,7 @@ Maps::DeviceDescription descriptionOf(const std::string& device, Maps::MapCatalo
     return *description;
 }
 
-Maps::NamedRegister findNamed(const NameInDevice& name, const Maps::DeviceDescription& description) {
+Maps::NamedRegister findNamed(const NameInDevice& name, const Maps::DevicePeripheral& description) {
     const auto found = Maps::findRegister(*description.peripheral, name.name);
     if (!found) {
         const std::string device = name.row->m_name;
@@ -99,16 +99,17 @@ std::string obstacleTo(const Maps::NamedRegister& named, const Maps::DeviceRegis
         return obstacle;
     }
     if (named.field != nullptr && !Maps::isInside(*named.field, *located.contents)) {
-        return Maps::subjectOf(located, *named.field) + " is outside its register";
+        return Maps::nameWithKind(located, *named.field) + " is outside its register";
     }
     if (named.field != nullptr && !Maps::isReadable(named.field->access)) {
-        return Maps::subjectOf(located, *named.field) + " is write-only";
+        return Maps::nameWithKind(located, *named.field) + " is write-only";
     }
     if (!Maps::isReadable(*located.contents)) {
-        return Maps::subjectOf(located) + " is write-only";
+        return Maps::nameWithKind(located) + " is write-only";
     }
-    return registers.wordOf(located).hasReadEffect
-               ? "reading " + Maps::subjectOf(located) + " has a side effect (metrics read their registers repeatedly)"
+    return registers.wordOf(located).hasReadSideEffect
+               ? "reading " + Maps::nameWithKind(located) +
+                     " has a side effect (metrics read their registers repeatedly)"
                : "";
 }
 
@@ -206,7 +207,7 @@ void ExportedRegisters::read(Entry& entry) {
     try {
         entry.value = valueOf(entry.exported);
     } catch (const std::exception&) {
-        // Memory may be exhausted. The failure counts like that of the device.
+        // For instance, memory may be exhausted. The failure counts as a failed read of the device.
     }
     entry.failures += entry.value ? 0U : 1U;
 }

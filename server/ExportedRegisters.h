@@ -21,7 +21,7 @@
 
 namespace Rynveld {
 
-/** A register of a served device, which a metric contains as a whole, or of which metrics contain fields. */
+/** A register of a served device. Metrics contain its value or the values of its fields. */
 struct ExportedRegister {
     std::string device;
     /** The name of the register with the names of the clusters around it. */

@@ -22,7 +22,7 @@ struct Fault {
     /** For Delay, the time before the response. For Split, the time between the halves of the response. */
     std::chrono::milliseconds time;
     /**
-     * The fault occurs at every request whose number is a multiple of this value. The requests of a connection have the
+     * The fault occurs on every request whose number is a multiple of this value. The requests of a connection have the
      * numbers 1, 2, 3 and so on.
      */
     std::uint32_t every;
@@ -30,13 +30,13 @@ struct Fault {
 
 /**
  * Parses a fault of the command line: "delay=TIME", "error", "split=TIME" or "disconnect". With ":COUNT" at the end,
- * the fault occurs only at every COUNTth request.
+ * the fault occurs only on every COUNTth request.
  *
  * @return the fault; empty for any other text.
  */
 std::optional<Fault> parseFault(const std::string& text);
 
-/** The faults to inject at one request. */
+/** The faults to inject on one request. */
 struct InjectedFaults {
     /** The time before the response; 0 for none. */
     std::chrono::milliseconds delay{0};

@@ -65,7 +65,7 @@ public:
     bool disable();
 
 private:
-    /** The last request of a client. The next interrupt ends the effect of Enabled. */
+    /** What the clients have requested last. Enabled applies until the next interrupt. */
     enum class RequestedState { None, Enabled, Disabled };
 
     /** An armed connection. */

@@ -102,7 +102,7 @@ void Metrics::writeConnections(MetricText& text) const {
                    "Connections that the server has accepted.");
     text.add(m_accepted);
     text.addMetric("rynveld_refused_connections_total", MetricText::Type::Counter,
-                   "Connections that the server has turned away.");
+                   "Connections that the server has refused.");
     writeRefusals(text, Refused::Connection);
 }
 

@@ -76,9 +76,9 @@ std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, cons
 /** @throws std::invalid_argument with `message` for a text that is not a port. */
 std::uint16_t parsePort(const std::string& option, const std::string& port, const std::string& message) {
     const auto number = parseUnsigned(port, UINT16_MAX, message);
-    const std::string_view remedy = Common::withoutLeadingZeros(port);
-    if (!remedy.empty()) {
-        fail(option + ": port '" + port + "' has a leading zero (use " + std::string(remedy) + ')');
+    const std::string_view hint = Common::withoutLeadingZeros(port);
+    if (!hint.empty()) {
+        fail(option + ": port '" + port + "' has a leading zero (use " + std::string(hint) + ')');
     }
     return static_cast<std::uint16_t>(number);
 }
@@ -398,12 +398,13 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .takeOneValue();
     program
         .addOption("--fault", "FAULT[:COUNT]", raw.faults,
-                   "with --simulate: simulate a fault at every request, or at every COUNTth request; may be repeated")
+                   "with --simulate: simulate a fault on every request, or on every COUNTth request; may be repeated")
         .takeOneValue();
     program
-        .addOption("--metrics", "ADDRESS:PORT", raw.metrics,
-                   "show metrics for Prometheus at this IPv4 address and port, http://ADDRESS:PORT/metrics; PORT alone "
-                   "is a port of the loopback")
+        .addOption(
+            "--metrics", "ADDRESS:PORT", raw.metrics,
+            "serve metrics for Prometheus on this IPv4 address and port, http://ADDRESS:PORT/metrics; PORT alone "
+            "listens on 127.0.0.1")
         .showDefault();
     program
         .addOption("--export", "NAME", raw.exported,
@@ -437,7 +438,7 @@ void parse(const Words& words, RawOptions& raw, Options& options) {
     parser.addHelpFlag("show this help and exit");
     parser.addVersionFlag("rynveld " RYNVEL_VERSION, "show the version and exit");
     parser.program().addOption("--config", "FILE", options.file,
-                               "read further options from this file, one a line; SIGHUP reads the file again");
+                               "read further options from this file, one per line; SIGHUP reads the file again");
     addOptions(parser.program(), raw, options);
     addAuditOptions(parser.program(), raw, options);
     std::vector<const char*> arguments = {"rynveld"};

@@ -46,7 +46,7 @@ struct Options {
     /** The interrupt periods of simulated devices, by device name. */
     std::map<std::string, std::chrono::milliseconds> interruptPeriods;
     Policy policy;
-    /** The address at which the server shows its metrics; none for no metrics. */
+    /** The address on which the server serves its metrics; none for no metrics. */
     std::optional<asio::ip::tcp::endpoint> metrics;
     /** The registers that the metrics contain. */
     std::vector<ExportedRegister> exported;

@@ -20,7 +20,7 @@ std::string contentsOf(const std::string& path) {
     struct stat status {};
     // Waiting for the writer of a pipe would stop the server.
     if (::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
-        throw std::invalid_argument(path + ": not a regular file");
+        throw std::invalid_argument(path + ": the file is a pipe (give a regular file)");
     }
     std::string contents;
     try {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "DeviceDescriptions.h"
+#include "DevicePeripherals.h"
 #include "Faults.h"
 
 namespace Rynveld {
@@ -31,7 +31,7 @@ struct Policy {
     /** Whether the server serves simulated devices in memory instead of the devices of this machine. */
     bool simulate = false;
     /** How the registers of simulated devices behave. */
-    DeviceDescriptions descriptions;
+    DevicePeripherals descriptions;
     /** The faults to simulate. */
     std::vector<Fault> faults;
 

@@ -84,7 +84,7 @@ RequestAudit::RequestAudit(const AuditContext& context, const Peer& peer)
       m_client(isOn() ? clientOf(peer).add("connection", context.audit->nextConnection()).members() : "") {}
 
 // A request for interrupts may wait for an interrupt, and the interrupt may need a write. An ioctl request may take any
-// time. Therefore, neither of them keeps writes waiting.
+// time. Therefore, neither of them delays writes.
 std::unique_lock<std::mutex> RequestAudit::keepOrder(const Request& request, ServedDevice* device) {
     if (device != nullptr && isWrite(request.getType())) {
         return std::unique_lock<std::mutex>(device->writeOrder());
@@ -105,13 +105,13 @@ bool RequestAudit::readsOldValues(ServedDevice& device, const std::string& name,
     if (!isOn() || !m_context.withOldValues || request.getLength() == 0) {
         return false;
     }
-    if (!m_readEffects || m_describedDevice != name) {
-        m_readEffects.emplace(policy.descriptions.find(name));
+    if (!m_unreadableRegisters || m_describedDevice != name) {
+        m_unreadableRegisters.emplace(policy.descriptions.find(name));
         m_describedDevice = name;
     }
     const Common::DeviceTypeInfo& type = device.type();
     const std::uint64_t size = std::uint64_t{request.getLength()} * Common::bytesOf(type.width);
-    return !m_readEffects->overlap(offsetOf(type, request.getAddress()), size);
+    return !m_unreadableRegisters->overlap(offsetOf(type, request.getAddress()), size);
 }
 
 void RequestAudit::beforeWrite(ServedDevice& device, const std::string& name, const Request& request,

@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "Audit.h"
-#include "PolicyInForce.h"
-#include "ReadEffects.h"
+#include "CurrentPolicy.h"
 #include "ServedDevices.h"
 #include "TraceLimit.h"
+#include "UnreadableRegisters.h"
 
 namespace Rynveld {
 
@@ -56,7 +56,7 @@ public:
     /**
      * Records a request that was carried out, if its type is recorded, or that was refused for a reason.
      *
-     * @return whether the client may learn that the request was carried out.
+     * @return whether the server may report to the client that the request was carried out.
      */
     bool record(const Rynvel::Request& request, const Rynvel::Response& response, const char* refusal);
 
@@ -74,17 +74,17 @@ private:
     const std::string m_client;
     AuditLine& beginLine(Rynvel::RequestData::Type type, const std::string& name);
 
-    /** The line of the present request. */
+    /** The line of the current request. */
     AuditLine m_line;
     /** The members that the lines of one type of request and one device share. */
     std::string m_beginning;
     std::optional<Rynvel::RequestData::Type> m_typeOfBeginning;
     std::string m_nameOfBeginning;
-    /** The values before the present write; empty if they were not read. */
+    /** The values before the current write; empty if they were not read. */
     std::vector<std::uint32_t> m_old;
-    /** The device to which m_readEffects belongs. */
+    /** The device to which m_unreadableRegisters belongs. */
     std::string m_describedDevice;
-    std::optional<ReadEffects> m_readEffects;
+    std::optional<UnreadableRegisters> m_unreadableRegisters;
 };
 
 } // namespace Rynveld

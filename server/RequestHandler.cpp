@@ -61,7 +61,7 @@ const Rynvel::RequestData& recordOf(const Request& request) {
 
 } // namespace
 
-std::string printable(std::string text) {
+std::string printableAscii(std::string text) {
     for (char& character : text) {
         if (character < ' ' || character > '~') {
             character = '?';
@@ -70,9 +70,9 @@ std::string printable(std::string text) {
     return text;
 }
 
-RequestHandler::RequestHandler(ServedDevices& devices, const PolicyInForce& policy, Peer peer,
+RequestHandler::RequestHandler(ServedDevices& devices, const CurrentPolicy& policy, Peer peer,
                                const AuditContext& audit)
-    : m_devices(devices), m_policyInForce(policy), m_peer(std::move(peer)), m_audit(audit, m_peer) {}
+    : m_devices(devices), m_currentPolicy(policy), m_peer(std::move(peer)), m_audit(audit, m_peer) {}
 
 bool RequestHandler::accepts(const Request& request) {
     const char* const reason = findProtocolError(request);
@@ -110,7 +110,7 @@ const char* RequestHandler::findProtocolError(const Request& request) const {
 
 Response RequestHandler::handle(const Request& request) {
     Response response;
-    m_policyInForce.update(m_policy);
+    m_currentPolicy.update(m_policy);
     const Refusal refusal = m_audit.isOn() ? serveAudited(request, response) : serve(request, response);
     return refusal == nullptr ? response : refuse(request, refusal);
 }
@@ -131,8 +131,8 @@ Response RequestHandler::recordAndRefuse(const Request& request, const char* rea
 Response RequestHandler::refuse(const Request& request, const char* reason) {
     m_refusal = reason;
     RYNVELD_TRACE_LIMITED(m_peer, life, reason, "Request of type ", static_cast<std::uint32_t>(request.getType()),
-                          " from ", m_peer.name, " for \"", printable(request.getDeviceName()), "\" refused: ", reason,
-                          ".");
+                          " from ", m_peer.name, " for \"", printableAscii(request.getDeviceName()),
+                          "\" refused: ", reason, ".");
     Response response;
     response.setResult(ResponseData::Result::Error);
     return response;
@@ -217,7 +217,7 @@ RequestHandler::Refusal RequestHandler::open(const std::string& name) {
         reason = exception.what();
     }
     if (!device) {
-        RYNVELD_TRACE_LIMITED(m_peer, outcome, "open", "Device \"", printable(name), "\" cannot be opened for ",
+        RYNVELD_TRACE_LIMITED(m_peer, outcome, "open", "Device \"", printableAscii(name), "\" cannot be opened for ",
                               m_peer.name, ": ", reason, ".");
         return "the device cannot be opened";
     }

@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-#include "PolicyInForce.h"
+#include "CurrentPolicy.h"
 #include "RequestAudit.h"
 #include "ServedDevices.h"
 #include "TraceLimit.h"
@@ -22,7 +22,7 @@ namespace Rynveld {
  * Returns the text with a "?" in place of each character that is not printable ASCII. Otherwise, received text could
  * forge a trace.
  */
-std::string printable(std::string text);
+std::string printableAscii(std::string text);
 
 /**
  * Handles the requests of one connection, whatever they contain. If a request cannot be carried out, answers with Error
@@ -30,11 +30,11 @@ std::string printable(std::string text);
  */
 class RequestHandler {
 public:
-    RequestHandler(ServedDevices& devices, const PolicyInForce& policy, Peer peer, const AuditContext& audit = {});
+    RequestHandler(ServedDevices& devices, const CurrentPolicy& policy, Peer peer, const AuditContext& audit = {});
 
     /**
-     * Returns whether a client of the protocol can have sent the next record of the connection. If not, for instance
-     * because the record is a piece of an HTTP request, traces the reason. The caller must then close the connection
+     * Returns whether the next record of the connection is a request that the protocol allows. If it is not, for
+     * instance because it is a part of an HTTP request, traces the reason. The caller must then close the connection
      * without a response.
      */
     bool accepts(const Rynvel::Request& request);
@@ -77,8 +77,8 @@ private:
     bool changesDevice(Rynvel::RequestData::Type type) const;
 
     ServedDevices& m_devices;
-    const PolicyInForce& m_policyInForce;
-    /** The policy for the present request. */
+    const CurrentPolicy& m_currentPolicy;
+    /** The policy for the current request. */
     std::shared_ptr<const Policy> m_policy;
     const Peer m_peer;
     RequestAudit m_audit;

@@ -21,7 +21,7 @@ ServedDevice::ServedDevice(std::unique_ptr<Common::RegisterDevice> device, const
 
 const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row) {
     const Common::DeviceTypeInfo* const type = Common::findDeviceTypeInfo(row.m_type);
-    return type == nullptr || type->access == Common::Access::Remote ? nullptr : type;
+    return type == nullptr || type->access == Common::AccessMethod::Remote ? nullptr : type;
 }
 
 bool isServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
@@ -34,7 +34,7 @@ std::size_t countServedDevices(const Policy& policy) {
         rows.begin(), rows.end(), [&](const Rynvel::MemoryDevice& row) { return isServed(policy, row); }));
 }
 
-ServedDevices::ServedDevices(const PolicyInForce& policy) : m_policy(policy) {}
+ServedDevices::ServedDevices(const CurrentPolicy& policy) : m_policy(policy) {}
 
 std::shared_ptr<ServedDevice> ServedDevices::open(const std::string& name, std::string& reason) {
     const Rynvel::MemoryDevice* const row = Common::findDevice(name);

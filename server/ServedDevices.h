@@ -13,10 +13,10 @@
 #include <optional>
 #include <string>
 
+#include "CurrentPolicy.h"
 #include "DeviceCounts.h"
 #include "InterruptWaiter.h"
 #include "MetricText.h"
-#include "PolicyInForce.h"
 #include "RegisterDevice.h"
 #include "SimulatedDevice.h"
 
@@ -45,7 +45,10 @@ public:
      * therefore in the order of the writes.
      */
     std::mutex& writeOrder() { return m_writeOrder; }
-    /** The same for requests that enable or disable the interrupt, which may wait for an interrupt. */
+    /**
+     * Like writeOrder(), for requests that enable or disable the interrupt. These requests have a separate mutex,
+     * because they may wait for an interrupt.
+     */
     std::mutex& interruptOrder() { return m_interruptOrder; }
 
 private:
@@ -70,7 +73,7 @@ std::size_t countServedDevices(const Policy& policy);
 /** Opens devices by name. All clients of a device share one object. Threads: any number may open devices at once. */
 class ServedDevices {
 public:
-    explicit ServedDevices(const PolicyInForce& policy);
+    explicit ServedDevices(const CurrentPolicy& policy);
 
     /**
      * Returns a device, and opens the device first if necessary. A device of this machine is closed when its
@@ -87,7 +90,7 @@ public:
 private:
     /** The state of a served device, whether the device is open or not. */
     struct Slot {
-        /** The counters continue when the device is closed. */
+        /** The counters keep their values while the device is closed. */
         DeviceCounts counts;
         /** Locked while the device is being opened, which may take a long time. */
         std::mutex mutex;
@@ -106,7 +109,7 @@ private:
     std::unique_ptr<ServedDevice> create(const Rynvel::MemoryDevice& row, DeviceCounts& counts, std::string& reason);
     void writeMetric(MetricText& text, AtomicCount DeviceCounts::*counter, bool needsInterrupts);
 
-    const PolicyInForce& m_policy;
+    const CurrentPolicy& m_policy;
     std::mutex m_mutex;
     std::map<std::string, Slot> m_slots;
 };

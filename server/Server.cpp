@@ -20,7 +20,7 @@
 #include <sys/un.h>
 
 #include "AllowedNetworks.h"
-#include "FaultGuard.h"
+#include "BusErrorGuard.h"
 #include "ServerTrace.h"
 #include "ServiceManager.h"
 #include "StandardError.h"
@@ -135,9 +135,9 @@ Server::Server(Options options)
       m_watchdogTimer(m_io),
       m_exportedRegisters(m_options.exported, m_devices) {
     std::signal(SIGPIPE, SIG_IGN);
-    // If the audit reaches the largest size of a file, writing it must fail.
+    // If the audit reaches the maximum file size, writing it must fail instead of ending the process.
     std::signal(SIGXFSZ, SIG_IGN);
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     installWakeUpHandler();
     useSmallStacks();
     listen();
@@ -323,26 +323,26 @@ void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     });
 }
 
-void Server::turnAway(const Peer& peer, const char* cause, const std::string& reason) {
+void Server::refuse(const Peer& peer, const char* cause, const std::string& reason) {
     if (m_metrics) {
         m_metrics->countRefusal(Metrics::Refused::Connection, cause);
     }
     if (m_audit) {
         m_audit->record(clientOf(peer).add("operation", "connect").add("result", "error").add("reason", reason));
     }
-    RYNVELD_TRACE_LIMITED(peer, failure, cause, "Client ", peer.name, " turned away: ", reason, ".");
+    RYNVELD_TRACE_LIMITED(peer, failure, cause, "Connection of ", peer.name, " refused: ", reason, ".");
 }
 
 void Server::admit(Socket socket, const Endpoint& endpoint) {
     const Peer peer = peerOf(endpoint, socket.native_handle(), m_traceLimit);
     if (!isAllowed(endpoint)) {
-        turnAway(peer, "network", "its network is not allowed");
+        refuse(peer, "network", "its network is not allowed");
     } else if (m_clients.size() >= m_options.maxConnections) {
-        turnAway(peer, "connections",
-                 "the connection limit (" + std::to_string(m_options.maxConnections) + ") is reached");
+        refuse(peer, "connections",
+               "the connection limit (" + std::to_string(m_options.maxConnections) + ") is reached");
     } else if (connectionsOf(peer.host) >= m_options.maxConnectionsPerHost) {
-        turnAway(peer, "connections of host",
-                 "its host has reached the connection limit (" + std::to_string(m_options.maxConnectionsPerHost) + ')');
+        refuse(peer, "connections of host",
+               "its host has reached the connection limit (" + std::to_string(m_options.maxConnectionsPerHost) + ')');
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
         // The session reads the socket in its own thread. If the event loop waited for the socket, every record would
@@ -374,7 +374,7 @@ void Server::serve(int descriptor, const Peer& peer) {
             asio::post(m_io, [this, client] { remove(client); });
         });
     } catch (const std::system_error& error) {
-        turnAway(peer, "thread", error.what());
+        refuse(peer, "thread", error.what());
         m_clients.erase(client);
     }
 }

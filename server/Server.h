@@ -100,7 +100,7 @@ private:
     void reload();
     void reloadOptions();
     void scheduleWatchdog();
-    void turnAway(const Peer& peer, const char* cause, const std::string& reason);
+    void refuse(const Peer& peer, const char* cause, const std::string& reason);
     void admit(Socket socket, const asio::generic::stream_protocol::endpoint& endpoint);
     std::size_t connectionsOf(const std::string& host) const;
     bool isAllowed(const asio::generic::stream_protocol::endpoint& endpoint) const;
@@ -121,7 +121,7 @@ private:
 
     bool m_stopped = false;
     Options m_options;
-    PolicyInForce m_policy;
+    CurrentPolicy m_policy;
     ServedDevices m_devices;
     TraceLimit m_traceLimit;
     asio::io_context m_io;

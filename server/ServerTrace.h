@@ -3,7 +3,7 @@
  * @file
  * The trace channel of the server, "Rynveld". Its levels are:
  *
- * - 1: failures of the server and of its devices, and clients that the server turns away
+ * - 1: failures of the server and of its devices, and connections that the server refuses
  * - 3: clients that the server disconnects, and devices that it cannot open
  * - 4: refused requests
  * - 5: connections

@@ -5,7 +5,7 @@
 
 namespace Rynveld {
 
-Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const PolicyInForce& policy,
+Session::Session(int descriptor, const Peer& peer, ServedDevices& devices, const CurrentPolicy& policy,
                  std::chrono::milliseconds idleTimeout, const AuditContext& audit, Metrics* metrics)
     : m_socket(descriptor),
       m_peer(peer),
@@ -96,7 +96,7 @@ void Session::setDeviceName(const std::string& deviceName) {
 
 std::string Session::description() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return "client " + m_peer.name + " on device \"" + printable(m_deviceName) + '"';
+    return "client " + m_peer.name + " on device \"" + printableAscii(m_deviceName) + '"';
 }
 
 void Session::stop() {

@@ -28,7 +28,7 @@ public:
      * @param idleTimeout the time without a request after which a connection that is not armed ends; 0 for never.
      * @param metrics null to count nothing.
      */
-    Session(int descriptor, const Peer& peer, ServedDevices& devices, const PolicyInForce& policy,
+    Session(int descriptor, const Peer& peer, ServedDevices& devices, const CurrentPolicy& policy,
             std::chrono::milliseconds idleTimeout, const AuditContext& audit = {}, Metrics* metrics = nullptr);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;

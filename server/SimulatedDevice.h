@@ -22,7 +22,7 @@
 
 namespace Rynveld {
 
-/** The size of the registers of a simulated device, in bytes from address 0 on. */
+/** The size of the address range of a simulated device in bytes. The range begins at address 0. */
 constexpr std::uint32_t simulatedSize = 4096;
 
 /**

@@ -7,7 +7,7 @@
 
 #include "FieldValues.h"
 #include "Number.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 
@@ -146,7 +146,7 @@ void requireReadable(const Addressed& addressed) {
         return;
     }
     requireReadable(*addressed.named);
-    const MappedRegister& whole = addressed.named->whole;
+    const AddressedRegister& whole = addressed.named->whole;
     if (addressed.bits && (addressed.bits->mask() & Maps::readableBits(whole.contents())) == 0) {
         requireBitsReadable(whole, addressed.bits->mask());
     }
@@ -171,7 +171,7 @@ Reading readingOf(const Addressed& addressed, std::uint32_t value) {
     return decoded(addressed.named->whole, value);
 }
 
-RegisterValue decoded(const MappedRegister& whole, std::uint32_t value) {
+RegisterValue decoded(const AddressedRegister& whole, std::uint32_t value) {
     const auto bits = static_cast<std::uint32_t>(Maps::bitsOf(whole.contents()));
     return {whole.range, value & bits, Maps::decode(whole.contents(), value)};
 }

@@ -117,7 +117,7 @@ std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const F
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
 /** Returns a register with its fields. @param value the value of the word. Bits outside the register are ignored. */
-RegisterValue decoded(const MappedRegister& whole, std::uint32_t value);
+RegisterValue decoded(const AddressedRegister& whole, std::uint32_t value);
 
 } // namespace Rynvelctl
 

@@ -54,7 +54,7 @@ public:
 
 private:
     /** @throws Failure if the register map does not allow a change of the bits to any value. */
-    void requireChangeable(const MappedRegister& whole) const {
+    void requireChangeable(const AddressedRegister& whole) const {
         requireAllowed(whole, {0, 0});
         requireReadable({whole, nullptr});
         requireHarmlessRead(whole, "write the whole register");
@@ -62,7 +62,7 @@ private:
             Maps::requireStored(whole.located, m_bits.mask);
             Maps::requireOthersKept(whole.located, m_bits.mask, whole.word);
             if (m_change == BitChange::Toggle) {
-                Maps::requireNotWriteOnly(whole.located, m_bits.mask);
+                Maps::requireNotWriteOnly(whole.located, m_bits.mask, " (toggle must read it; use set or clear)");
             }
         });
     }
@@ -72,7 +72,7 @@ private:
         m_value = value;
         m_written = {value, m_bits.mask};
         if (m_addressed.named) {
-            const MappedRegister& whole = m_addressed.named->whole;
+            const AddressedRegister& whole = m_addressed.named->whole;
             requireAllowed(whole, m_written);
             m_written = allowed(whole, [&] { return Maps::planMaskedWrite(whole.located, m_written, whole.word); });
         }

@@ -3,7 +3,7 @@
 
 #include "Count.h"
 #include "Failure.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 

@@ -49,7 +49,7 @@ struct Bracketed {
     bool hasRange() const { return inside.find(':') != std::string::npos; }
 };
 
-/** Returns the remedy for brackets with a single bit, for the end of an error message. */
+/** Returns the hint for brackets with a single bit, for the end of an error message. */
 std::string oneBitOf(const Bracketed& bracketed);
 
 /** Splits a text that ends in brackets; none for any other text. */

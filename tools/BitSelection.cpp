@@ -78,7 +78,7 @@ private:
             throw refusal('\'' + name +
                           "' is not a bit or a range of bits (give the name of the register to select fields)");
         }
-        const MappedRegister& whole = m_addressed.named->whole;
+        const AddressedRegister& whole = m_addressed.named->whole;
         const Maps::Field& field =
             allowed(whole, [&]() -> const Maps::Field& { return Maps::findWritable(whole.located, name); });
         add(static_cast<std::uint32_t>(Maps::maskOf(field)), name);

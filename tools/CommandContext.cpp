@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "Durations.h"
 #include "Failure.h"
+#include "TimeText.h"
 #include "Tracing.h"
 
 namespace Rynvelctl {
@@ -16,7 +16,7 @@ Format formatOf(const GlobalOptions& options) {
     if (options.isJson) {
         return Format::Json;
     }
-    return options.isQuiet ? Format::Bare : Format::Text;
+    return options.isQuiet ? Format::Values : Format::Text;
 }
 
 CommandTimeout timeoutOf(const GlobalOptions& options) {
@@ -58,7 +58,7 @@ CommandContext::CommandContext(const GlobalOptions& options)
       m_isServerGiven(m_server.has_value()),
       m_isDefaultServerPending(!m_isServerGiven && !options.isLocal),
       m_maps(std::make_unique<Maps::MapSearch>(options.maps, m_timeout.deadline())),
-      m_devices(std::make_unique<KnownDevices>()) {
+      m_devices(std::make_unique<DeviceCache>()) {
     if (!options.type.empty()) {
         m_givenType = &parseType(options.type);
     }

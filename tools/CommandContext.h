@@ -13,7 +13,7 @@
 
 #include "Color.h"
 #include "CommandTimeout.h"
-#include "KnownDevices.h"
+#include "DeviceCache.h"
 #include "MapSearch.h"
 #include "Output.h"
 #include "RegisterMap.h"
@@ -136,7 +136,7 @@ private:
     mutable bool m_isDefaultServerPending = false;
     const Common::DeviceTypeInfo* m_givenType = nullptr;
     std::unique_ptr<Maps::MapSearch> m_maps;
-    std::unique_ptr<KnownDevices> m_devices;
+    std::unique_ptr<DeviceCache> m_devices;
 };
 
 } // namespace Rynvelctl

@@ -39,7 +39,7 @@ CommandLine::CommandLine(int argc, const char* const* argv) : m_parser("rynvelct
 void CommandLine::addAll() {
     m_parser.addVersionFlag("rynvelctl " RYNVEL_VERSION, "show the version and exit");
     m_parser.addHelpFlag("show this help and exit");
-    addRemedies(m_parser);
+    addHints(m_parser);
     addGlobalOptions(m_parser.program());
     addCommands(m_parser.program(), m_action);
     addRunCommand(m_parser.program(), m_action);
@@ -57,9 +57,9 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
         "--type", "TYPE", m_options.type,
         "the type that the remote device has on its server, for example Uio32 (default: the type of the device "
         "with the same name on this machine)");
-    program.addOption(
-        "-t,--timeout", "TIME", m_options.timeout,
-        "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer of a server)");
+    program.addOption("-t,--timeout", "TIME", m_options.timeout,
+                      "give up if the command takes longer than TIME (default: no time-out, except 5s for each answer "
+                      "from a server)");
     program
         .addOption(
             "-m,--map", "FILE", m_options.maps,

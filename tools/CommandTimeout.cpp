@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CommandTimeout.h"
 
-#include "Durations.h"
 #include "Failure.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 

@@ -20,7 +20,7 @@ class Failure;
 class CommandTimeout {
 public:
     /**
-     * @param limit the time-out; none for a command without one. In that case, each answer of a server has a time-out
+     * @param limit the time-out; none for a command without one. In that case, each answer from a server has a time-out
      * of 5 s.
      */
     explicit CommandTimeout(std::optional<std::chrono::milliseconds> limit);

@@ -16,9 +16,9 @@ void addCommands(const Common::Command& program, Action& chosen) {
     addScriptCommands(program, chosen);
 }
 
-void addRemedies(Common::ArgumentParser& parser) {
+void addHints(Common::ArgumentParser& parser) {
     // Other programs that read registers have an option for the width.
-    parser.addRemedy("--width", "the device type selects the register width; --type gives the type of a remote device");
+    parser.addHint("--width", "the device type selects the register width; --type gives the type of a remote device");
 }
 
 void perform(const Action& action, const CommandContext& context) {

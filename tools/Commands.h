@@ -35,8 +35,8 @@ void addScriptCommands(const Common::Command& program, Action& chosen);
 /** Adds all commands of the groups above. */
 void addCommands(const Common::Command& program, Action& chosen);
 
-/** Adds remedies for options that users may expect because other programs have them. */
-void addRemedies(Common::ArgumentParser& parser);
+/** Adds hints for options that users may expect because other programs have them. */
+void addHints(Common::ArgumentParser& parser);
 
 /** Adds the command `run`, which runs other commands. */
 void addRunCommand(const Common::Command& program, Action& chosen);

@@ -20,7 +20,7 @@ namespace Rynvelctl {
  */
 std::vector<std::string> completions(const Common::CommandDescription& program, const std::vector<std::string>& words);
 
-/** Returns a value name, such as "host|network", from which completions() derives the possible values. */
+/** Returns a placeholder, such as "host|network", from which completions() derives the possible values. */
 std::string oneOf(const std::vector<std::string>& words);
 
 } // namespace Rynvelctl

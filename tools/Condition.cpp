@@ -2,7 +2,7 @@
 #include "Condition.h"
 
 #include "Failure.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 
@@ -36,10 +36,10 @@ Condition::Condition(const Addressed& addressed, const ConditionOptions& options
 
 std::string Condition::problem() const {
     const std::string masked = m_options.mask.empty() ? "" : " with mask " + m_options.mask;
-    return subject() + masked + (m_options.isNegated ? " is still " : " is not ") + m_options.value;
+    return comparedObject() + masked + (m_options.isNegated ? " is still " : " is not ") + m_options.value;
 }
 
-std::string Condition::subject() const {
+std::string Condition::comparedObject() const {
     if (m_addressed.field() != nullptr) {
         return "field " + m_addressed.named->name();
     }
@@ -65,11 +65,11 @@ void Condition::requireInsideMask() const {
     }
     const std::uint64_t lowestBit = m_mask & (~m_mask + 1);
     const std::uint64_t moved = m_number * lowestBit;
-    const std::string remedy = (moved & ~std::uint64_t{m_mask}) == 0
-                                   ? "give " + hexadecimal(moved, m_addressed.range.bits()) +
-                                         " to compare the bits of the mask with " + m_options.value
-                                   : "leave out these bits, or select them with the mask";
-    throw usageError("value " + m_options.value + " has bits outside the mask " + m_options.mask + " (" + remedy + ')');
+    const std::string hint = (moved & ~std::uint64_t{m_mask}) == 0
+                                 ? "give " + hexadecimal(moved, m_addressed.range.bits()) +
+                                       " to compare the bits of the mask with " + m_options.value
+                                 : "leave out these bits, or select them with the mask";
+    throw usageError("value " + m_options.value + " has bits outside the mask " + m_options.mask + " (" + hint + ')');
 }
 
 bool Condition::isEqual(const Reading& reading) const {

@@ -48,7 +48,8 @@ public:
     std::string problem() const;
 
 private:
-    std::string subject() const;
+    /** Returns what the condition compares, for example "register CTRL". */
+    std::string comparedObject() const;
     void requireNoMask(const std::string& selection) const;
     /** @throws Failure if the register map says that one of the bits cannot be read. */
     void requireReadable(std::uint32_t bits) const;

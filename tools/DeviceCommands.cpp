@@ -6,7 +6,7 @@
 #include "DeviceList.h"
 #include "DeviceProbe.h"
 #include "Failure.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "OpenDevice.h"
 #include "RecordConnection.h"
 
@@ -25,7 +25,7 @@ struct IoctlOptions {
 };
 
 std::optional<bool> hasFile(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo* type) {
-    if (type != nullptr && type->access == Common::Access::Remote) {
+    if (type != nullptr && type->access == Common::AccessMethod::Remote) {
         return std::nullopt;
     }
     return Common::deviceFileExists(row);

@@ -3,22 +3,22 @@
 
 #include <unordered_set>
 
-#include "Durations.h"
 #include "FieldWrite.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "ProgressBar.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 
 namespace {
 
-SnapshotMap mapOf(const Maps::DeviceDescription& description) {
+SnapshotMap mapOf(const Maps::DevicePeripheral& description) {
     return {description.file, description.map->name, description.map->version};
 }
 
-std::uint32_t offsetOf(const MappedRegister& mapped) { return static_cast<std::uint32_t>(mapped.located.offset); }
+std::uint32_t offsetOf(const AddressedRegister& mapped) { return static_cast<std::uint32_t>(mapped.located.offset); }
 
-SavedRegister readRegister(OpenDevice& device, const MappedRegister& mapped) {
+SavedRegister readRegister(OpenDevice& device, const AddressedRegister& mapped) {
     const std::uint32_t word = device.read(mapped.range);
     return {mapped.name(), offsetOf(mapped), mapped.contents().size,
             word & static_cast<std::uint32_t>(Maps::bitsOf(mapped.contents()))};
@@ -36,9 +36,9 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffe
     DeviceSnapshot taken{
         {map.device().name(), mapOf(map.description()), timeStamp(), {}}, {}, map.inaccessible(leftOutMark)};
     std::unordered_set<std::string> names;
-    const std::vector<MappedRegister> registers = map.registers();
+    const std::vector<AddressedRegister> registers = map.registers();
     ProgressBar bar(map.device().name(), registers.size());
-    for (const MappedRegister& mapped : registers) {
+    for (const AddressedRegister& mapped : registers) {
         bar.advance();
         const bool isFirst = names.insert(mapped.name()).second;
         if (!Maps::isReadable(mapped.contents())) {
@@ -50,7 +50,7 @@ DeviceSnapshot takeSnapshot(const RegisterMap& map, OpenDevice& device, SideEffe
                                                        " has the same name as a register with a lower offset"));
         } else if (!mapped.range.isInside(device.mapSize())) {
             taken.obstacles.push_back(leftOut(map, "register " + mapped.name() + " is outside the map of the device"));
-        } else if (sideEffects == SideEffects::LeftOut && mapped.word.hasReadEffect) {
+        } else if (sideEffects == SideEffects::LeftOut && mapped.word.hasReadSideEffect) {
             taken.withSideEffects.push_back(mapped.name());
         } else {
             taken.snapshot.registers.push_back(readRegister(device, mapped));

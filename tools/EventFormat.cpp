@@ -5,11 +5,11 @@
 #include <array>
 #include <utility>
 
-#include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "Printable.h"
 #include "TextTable.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 
@@ -63,8 +63,8 @@ EventTexts textsOf(const RegisterChange& change, const std::optional<Reading>& p
             range.device().name(),
             range.numberText(),
             nameText(change.reading),
-            bareText(change.reading, base),
-            previous ? bareText(*previous, base) : ""};
+            plainValueText(change.reading, base),
+            previous ? plainValueText(*previous, base) : ""};
 }
 
 EventTexts textsOf(const InterruptEvent& interrupt) {

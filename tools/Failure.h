@@ -31,7 +31,7 @@ public:
 };
 
 /** Thrown to end the command with a status and without an error message. */
-struct SilentEnd {
+struct ExitWithStatus {
     ExitStatus status;
 };
 

@@ -14,8 +14,8 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
-#include "EndingSignals.h"
 #include "Failure.h"
+#include "TerminationSignals.h"
 
 namespace Rynvelctl {
 
@@ -30,13 +30,13 @@ constexpr mode_t groupPermissions = 0070;
 
 Failure lastError(const std::string& name) { return {ExitStatus::Failed, name + ": " + std::strerror(errno)}; }
 
-/** Blocks the ending signals, so that the process leaves no temporary file. */
+/** Blocks the termination signals, so that the process leaves no temporary file. */
 class DelayedSignals {
 public:
     DelayedSignals() {
         sigset_t signals;
         sigemptyset(&signals);
-        for (const int number : endingSignals) {
+        for (const int number : terminationSignals) {
             sigaddset(&signals, number);
         }
         ::pthread_sigmask(SIG_BLOCK, &signals, &m_before);

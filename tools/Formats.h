@@ -20,22 +20,22 @@ namespace Rynvelctl {
 std::string formatText(const Report& report, GivenBase base = std::nullopt);
 
 /** Formats only the values, for scripts. The text is empty for a command that returns no value. */
-std::string formatBare(const Report& report, GivenBase base = std::nullopt);
+std::string formatValues(const Report& report, GivenBase base = std::nullopt);
 
 /** Formats a report as one JSON value on one line. */
 std::string formatJson(const Report& report);
 
 /** The same functions for a report about register maps. @{ */
 std::string formatText(const MapReport& report);
-std::string formatBare(const MapReport& report);
+std::string formatValues(const MapReport& report);
 std::string formatJson(const MapReport& report);
 /** @} */
 
 /** Returns the register, the field or the bits as the user gave them: a name or an address. */
 std::string nameText(const Reading& reading);
 
-/** Returns the value as formatBare() formats it. */
-std::string bareText(const Reading& reading, GivenBase base);
+/** Returns the value as formatValues() formats it. */
+std::string plainValueText(const Reading& reading, GivenBase base);
 
 /** Returns the value as formatText() formats it, with the name that it has in the register map. */
 std::string valueText(const Reading& reading, GivenBase base);

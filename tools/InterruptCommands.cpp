@@ -8,12 +8,12 @@
 
 #include "Commands.h"
 #include "Completion.h"
-#include "Durations.h"
 #include "EventFormat.h"
 #include "Failure.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "OpenDevice.h"
 #include "OpenRemoteDevice.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 

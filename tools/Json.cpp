@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "Printable.h"
 
 namespace Rynvelctl {

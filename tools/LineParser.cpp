@@ -64,7 +64,7 @@ Failure wrongLine(const std::vector<std::string>& words, const std::string& prob
 
 struct LineParser::Commands {
     Commands() : parser("rynvelctl", "", nullptr) {
-        addRemedies(parser);
+        addHints(parser);
         addCommands(parser.program(), chosen);
     }
 

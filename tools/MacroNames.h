@@ -43,7 +43,7 @@ private:
     std::set<std::string> m_reserved;
     /** The wanted names with the definitions. */
     std::set<std::pair<std::string, std::string>> m_given;
-    /** The last number of each wanted name. */
+    /** The number that add() appended last to each wanted name. */
     std::map<std::string, unsigned int> m_lastNumbers;
 };
 

@@ -60,7 +60,7 @@ struct DissectorNames {
 /** All registers of a device. */
 struct DescribedDevice {
     std::string device;
-    Maps::DeviceDescription description;
+    Maps::DevicePeripheral description;
     std::vector<Maps::LocatedRegister> registers;
 };
 

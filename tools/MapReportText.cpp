@@ -6,7 +6,7 @@
 #include "FieldValues.h"
 #include "Formats.h"
 #include "MapWords.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "Printable.h"
 #include "TextTable.h"
 
@@ -47,7 +47,7 @@ std::string textFor(const MapCheck& maps) {
     Lines lines;
     for (const CheckedMap& map : maps) {
         if (!map.diagnostics.empty()) {
-            lines.push_back(formatBare(MapReport(MapCheck{map})));
+            lines.push_back(formatValues(MapReport(MapCheck{map})));
         }
         lines.push_back(summaryOf(map));
     }

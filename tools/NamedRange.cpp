@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "NamedRange.h"
 
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 
@@ -10,12 +10,12 @@ RegisterRange NamedRange::sized(const std::string& count) const {
 }
 
 void NamedRange::requireReadable(const RegisterRange& range) const {
-    check(range, [](const MappedRegister& whole) { Rynvelctl::requireReadable({whole, nullptr}); });
+    check(range, [](const AddressedRegister& whole) { Rynvelctl::requireReadable({whole, nullptr}); });
 }
 
 void NamedRange::requireAllowed(const RegisterRange& range,
                                 const std::function<std::uint32_t(std::uint32_t)>& valueAt) const {
-    check(range, [&](const MappedRegister& whole) {
+    check(range, [&](const AddressedRegister& whole) {
         m_addresses.registerMap()->requireAccessible(whole.located);
         Rynvelctl::requireAllowed(whole, {valueAt(whole.range.index() - range.index()), UINT32_MAX});
     });
@@ -24,7 +24,7 @@ void NamedRange::requireAllowed(const RegisterRange& range,
     }
 }
 
-void NamedRange::check(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const {
+void NamedRange::check(const RegisterRange& range, const std::function<void(const AddressedRegister&)>& check) const {
     if (m_first.named) {
         check(m_first.named->whole);
         m_addresses.registerMap()->checkAfterFirst(range, check);

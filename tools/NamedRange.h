@@ -36,7 +36,7 @@ public:
     void requireAllowed(const RegisterRange& range, const std::function<std::uint32_t(std::uint32_t)>& valueAt) const;
 
 private:
-    void check(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
+    void check(const RegisterRange& range, const std::function<void(const AddressedRegister&)>& check) const;
 
     Addresses m_addresses;
     Addressed m_first;

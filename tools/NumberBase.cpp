@@ -2,7 +2,7 @@
 #include "NumberBase.h"
 
 #include "Failure.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 

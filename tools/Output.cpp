@@ -19,8 +19,8 @@ namespace {
 
 std::string formatReport(Format format, const Report& report, GivenBase base) {
     switch (format) {
-    case Format::Bare:
-        return formatBare(report, base);
+    case Format::Values:
+        return formatValues(report, base);
     case Format::Json:
         return formatJson(report);
     default:
@@ -74,7 +74,7 @@ Failure outputFailure(int error) {
 }
 
 // poll() ignores a descriptor that is -1.
-pollfd Output::reader() const { return {m_loss.isKept ? -1 : STDOUT_FILENO, 0, 0}; }
+pollfd Output::reader() const { return {m_deferred.isOn ? -1 : STDOUT_FILENO, 0, 0}; }
 
 void Output::waitUntil(const Common::Deadline& deadline) const { waitFor(reader(), deadline); }
 
@@ -96,8 +96,8 @@ void Output::write(const std::string& text, Contents contents) const {
     if (error == 0) {
         return;
     }
-    if (m_loss.isKept) {
-        m_loss.failure = m_loss.failure.value_or(outputFailure(error));
+    if (m_deferred.isOn) {
+        m_deferred.failure = m_deferred.failure.value_or(outputFailure(error));
     } else if (error == EPIPE) {
         throw OutputClosed();
     } else {

@@ -17,7 +17,7 @@
 
 namespace Rynvelctl {
 
-enum class Format { Text, Bare, Json };
+enum class Format { Text, Values, Json };
 
 /** Thrown if the reader of standard output has closed the stream. */
 struct OutputClosed {};
@@ -29,7 +29,7 @@ class Output {
 public:
     /**
      * @param timeout the time-out of the command, which also limits the wait for a reader of standard output.
-     * @param base the base of printed values in the formats Text and Bare; none for base 10 in fields and base 16
+     * @param base the base of printed values in the formats Text and Values; none for base 10 in fields and base 16
      * elsewhere.
      */
     Output(Format format, const CommandTimeout& timeout, GivenBase base = std::nullopt)
@@ -60,31 +60,31 @@ public:
      * and write() store the first of these failures instead of throwing it. They still throw a Failure after the
      * time-out.
      */
-    void keepLoss() const { m_loss.isKept = true; }
+    void deferFailures() const { m_deferred.isOn = true; }
 
     /** Returns the stored failure; none if standard output has taken everything. */
-    const std::optional<Failure>& loss() const { return m_loss.failure; }
+    const std::optional<Failure>& deferredFailure() const { return m_deferred.failure; }
 
     /**
      * Returns an element for the array of poll(). With this element, a wait also ends when standard output loses its
-     * reader, unless keepLoss() was called.
+     * reader, unless deferFailures() was called.
      */
     pollfd reader() const;
 
-    /** Waits until the deadline. @throws OutputClosed if standard output loses its reader, unless keepLoss() was
+    /** Waits until the deadline. @throws OutputClosed if standard output loses its reader, unless deferFailures() was
      * called. */
     void waitUntil(const Common::Deadline& deadline) const;
 
     /**
      * Waits until the deadline, in a command that may run as long as standard output has a reader.
      *
-     * @throws OutputClosed if standard output loses its reader, even after keepLoss().
+     * @throws OutputClosed if standard output loses its reader, even after deferFailures().
      */
     static void waitWithReader(const Common::Deadline& deadline);
 
 private:
-    struct Loss {
-        bool isKept = false;
+    struct Deferred {
+        bool isOn = false;
         std::optional<Failure> failure;
     };
 
@@ -92,7 +92,7 @@ private:
     CommandTimeout m_timeout;
     GivenBase m_base;
     /** Mutable, because all commands of a file share one constant object. */
-    mutable Loss m_loss;
+    mutable Deferred m_deferred;
 };
 
 } // namespace Rynvelctl

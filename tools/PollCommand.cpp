@@ -4,9 +4,9 @@
 #include "Addresses.h"
 #include "Commands.h"
 #include "Condition.h"
-#include "Durations.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 
@@ -73,7 +73,8 @@ private:
 
     void printLast() const { m_context.output().print(*m_last); }
 
-    // A status for failed output would say nothing about the condition, and status 4 would mean that it does not hold.
+    // Every failure of the output has status 1, even a time-out, because status 4 means that the condition does not
+    // hold. The message adds that the condition holds.
     void printAfterSuccess() const {
         try {
             printLast();

@@ -58,7 +58,7 @@ ProgressBar::ProgressBar(std::string label, std::size_t total)
 
 ProgressBar::~ProgressBar() {
     erase(0);
-    m_endingSignals.reset();
+    m_terminationSignals.reset();
     currentBar = nullptr;
 }
 
@@ -80,9 +80,9 @@ void ProgressBar::draw() {
     // The blanks cover the rest of a longer line, which was drawn before the terminal became narrower.
     const std::size_t shown = m_shown;
     const std::size_t rest = shown > line.size() ? shown - line.size() : 0;
-    if (!m_endingSignals) {
+    if (!m_terminationSignals) {
         currentBar = this;
-        m_endingSignals.emplace(eraseAtSignal);
+        m_terminationSignals.emplace(eraseAtSignal);
     }
     // A signal may arrive before the drawing has ended.
     m_shown = line.size() + rest;
@@ -108,12 +108,12 @@ void ProgressBar::erase(std::size_t others) const {
 
 void ProgressBar::eraseAtSignal(int number) {
     const ProgressBar* const bar = currentBar;
-    if (bar == nullptr || !bar->m_endingSignals) {
-        EndingSignalHandler::endProcess(number);
+    if (bar == nullptr || !bar->m_terminationSignals) {
+        TerminationSignalHandler::endProcess(number);
         return;
     }
     bar->erase(shownAtSignal.size());
-    bar->m_endingSignals->passOn(number);
+    bar->m_terminationSignals->passOn(number);
 }
 
 } // namespace Rynvelctl

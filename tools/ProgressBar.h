@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-#include "EndingSignals.h"
+#include "TerminationSignals.h"
 
 namespace Rynvelctl {
 
@@ -51,7 +51,7 @@ private:
     /** The length of the line that the terminal shows. */
     std::atomic<std::size_t> m_shown{0};
     /** This member must be the last, because its handler uses the other members. */
-    std::optional<EndingSignalHandler> m_endingSignals;
+    std::optional<TerminationSignalHandler> m_terminationSignals;
 };
 
 } // namespace Rynvelctl

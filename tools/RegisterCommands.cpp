@@ -8,7 +8,7 @@
 #include "Addresses.h"
 #include "Commands.h"
 #include "NamedRange.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "OpenDevice.h"
 #include "ProgressBar.h"
 #include "RangeWrite.h"
@@ -64,7 +64,7 @@ void requireBurst(const RegisterRange& range) {
                          " registers is too long (a server accepts at most " + std::to_string(Rynvel::recordCapacity) +
                          ")");
     }
-    if (target.type.access == Common::Access::Seekable && target.width() != 8) {
+    if (target.type.access == Common::AccessMethod::Seekable && target.width() != 8) {
         throw usageError(target.name() + ": the library reports every burst from a device of type " + target.type.name +
                          " as failed (leave out --burst)");
     }
@@ -98,7 +98,7 @@ ReadResult readOneByOne(OpenDevice& device, const RegisterRange& range, Rynvel::
 /** @throws Failure if standard output is not suitable for the bytes of registers. */
 void requireRawOutput(const Output& output) {
     if (output.format() != Format::Text) {
-        throw usageError("--raw: the bytes have no other format (leave out --json and --quiet)");
+        throw usageError("--raw: --json and --quiet do not apply to raw bytes (leave them out)");
     }
     if (!isStandardOutputOpen()) {
         throw outputFailure(EBADF);

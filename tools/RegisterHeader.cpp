@@ -230,7 +230,7 @@ class Blocks {
 public:
     explicit Blocks(const RegisterMap& map)
         : m_scale{map.device().type.addressStride, Common::bytesOf(map.device().width())} {
-        for (const MappedRegister& mapped : map.registers()) {
+        for (const AddressedRegister& mapped : map.registers()) {
             m_addresses.emplace(std::make_pair(mapped.located.contents, mapped.located.offset),
                                 mapped.range.deviceAddress());
         }
@@ -435,7 +435,7 @@ std::string textOf(const Block& block) {
 
 std::string introductionTo(const RegisterMap& map) {
     const Target& device = map.device();
-    const Maps::DeviceDescription& description = map.description();
+    const Maps::DevicePeripheral& description = map.description();
     const std::string prefix = device.width() == 8 ? "Rynvel_" : "Rynvel2_";
     const std::string width = std::to_string(device.width());
     const std::string file = std::filesystem::path(description.file).filename().string();

@@ -10,15 +10,15 @@
 #include "FieldValues.h"
 #include "NearestName.h"
 #include "Number.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 
 namespace {
 
 /** Returns the failure of a check; none if the register passes. */
-std::optional<Failure> refusalBy(const std::function<void(const MappedRegister&)>& check,
-                                 const MappedRegister& mapped) {
+std::optional<Failure> refusalBy(const std::function<void(const AddressedRegister&)>& check,
+                                 const AddressedRegister& mapped) {
     try {
         check(mapped);
     } catch (const Failure& failure) {
@@ -41,13 +41,13 @@ Failure refusal(const Selection& selection, const std::string& problem) {
 
 std::string Selection::name() const { return field == nullptr ? whole.name() : whole.name() + '.' + field->name; }
 
-RegisterMap::RegisterMap(const Target& target, const Maps::DeviceDescription& description)
+RegisterMap::RegisterMap(const Target& target, const Maps::DevicePeripheral& description)
     : m_target(&target), m_description(description), m_registers(*description.peripheral, target.width()) {
     Maps::requireByteAddresses(description);
 }
 
-std::vector<MappedRegister> RegisterMap::registers() const {
-    std::vector<MappedRegister> registers;
+std::vector<AddressedRegister> RegisterMap::registers() const {
+    std::vector<AddressedRegister> registers;
     for (const Maps::LocatedRegister& located : m_registers.all()) {
         if (obstacleTo(located).empty()) {
             registers.push_back(mapped(located));
@@ -64,7 +64,7 @@ void RegisterMap::requireAccessible(const Maps::LocatedRegister& located) const 
 }
 
 void RegisterMap::checkAfterFirst(const RegisterRange& range,
-                                  const std::function<void(const MappedRegister&)>& check) const {
+                                  const std::function<void(const AddressedRegister&)>& check) const {
     const std::uint64_t bytes = Common::bytesOf(m_target->width());
     const std::size_t end = m_registers.countBefore((std::uint64_t{range.index()} + range.count()) * bytes);
     const std::vector<Maps::LocatedRegister>& registers = m_registers.all();
@@ -123,7 +123,7 @@ Selection RegisterMap::find(const std::string& name) const {
     return selection;
 }
 
-MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& located) const {
+AddressedRegister RegisterMap::mapped(const Maps::LocatedRegister& located) const {
     const auto index = static_cast<std::uint32_t>(located.offset / Common::bytesOf(m_target->width()));
     return {located, RegisterRange(*m_target, index, located.name, located.contents->size),
             m_registers.wordOf(located)};
@@ -131,10 +131,10 @@ MappedRegister RegisterMap::mapped(const Maps::LocatedRegister& located) const {
 
 Failure RegisterMap::unknownName(const std::string& name) const {
     return usageError(m_target->name() + ": '" + name + "' is not a name in " + m_description.file + " (" +
-                      remedyFor(name) + ')');
+                      hintFor(name) + ')');
 }
 
-std::string RegisterMap::remedyFor(const std::string& name) const {
+std::string RegisterMap::hintFor(const std::string& name) const {
     const auto bracketed = splitBrackets(name);
     if (bracketed && Common::isNumber(bracketed->inside, Common::anyNotation) &&
         Maps::findRegister(*m_description.peripheral, bracketed->before)) {
@@ -144,7 +144,7 @@ std::string RegisterMap::remedyFor(const std::string& name) const {
     return question.empty() ? "'rynvelctl describe " + m_target->name() + "' shows the names" : question;
 }
 
-const MappedRegister& wholeOf(const Selection& selection) {
+const AddressedRegister& wholeOf(const Selection& selection) {
     if (selection.field != nullptr) {
         throw usageError(selection.whole.range.device().name() + ": " + selection.name() +
                          " is a field (give a register)");
@@ -158,25 +158,25 @@ void requireReadable(const Selection& selection) {
     }
 }
 
-void requireBitsReadable(const MappedRegister& whole, std::uint64_t mask) {
+void requireBitsReadable(const AddressedRegister& whole, std::uint64_t mask) {
     allowed(whole, [&] { Maps::requireBitsReadable(whole.located, mask); });
 }
 
-void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written) {
+void requireAllowed(const AddressedRegister& whole, const Maps::MaskedValue& written) {
     if (!Maps::isWritable(whole.contents())) {
         throw refusal({whole, nullptr}, "read-only");
     }
     allowed(whole, [&] { Maps::requireAllowed(whole.located, written); });
 }
 
-void requireNoReadEffect(const MappedRegister& whole, const std::string& option) {
+void requireNoReadEffect(const AddressedRegister& whole, const std::string& option) {
     requireHarmlessRead(whole, "leave out " + option);
 }
 
-void requireHarmlessRead(const MappedRegister& whole, const std::string& remedy) {
-    if (whole.word.hasReadEffect) {
+void requireHarmlessRead(const AddressedRegister& whole, const std::string& hint) {
+    if (whole.word.hasReadSideEffect) {
         throw usageError(whole.range.device().name() + ": reading register " + whole.name() + " has a side effect (" +
-                         remedy + ')');
+                         hint + ')');
     }
 }
 

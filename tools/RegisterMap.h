@@ -22,7 +22,7 @@
 namespace Rynvelctl {
 
 /** A register that a register map describes, and that the device can access. */
-struct MappedRegister {
+struct AddressedRegister {
     Maps::LocatedRegister located;
     /** The range of the single register, with its name. */
     RegisterRange range;
@@ -35,7 +35,7 @@ struct MappedRegister {
 
 /** A register, or one of its fields, that a name on the command line selects. */
 struct Selection {
-    MappedRegister whole;
+    AddressedRegister whole;
     /** Null for the whole register. */
     const Maps::Field* field = nullptr;
 
@@ -51,13 +51,13 @@ public:
      * @param description must describe the target; its catalog must outlive this object.
      * @throws Maps::UnusableMap if the addresses of the map do not count bytes.
      */
-    RegisterMap(const Target& target, const Maps::DeviceDescription& description);
+    RegisterMap(const Target& target, const Maps::DevicePeripheral& description);
 
     const Target& device() const { return *m_target; }
-    const Maps::DeviceDescription& description() const { return m_description; }
+    const Maps::DevicePeripheral& description() const { return m_description; }
 
     /** Returns all registers of the map that the device can access, in the order of their offsets. */
-    std::vector<MappedRegister> registers() const;
+    std::vector<AddressedRegister> registers() const;
 
     /** Returns all registers of the map, in the order of their offsets. */
     const std::vector<Maps::LocatedRegister>& locatedRegisters() const { return m_registers.all(); }
@@ -81,7 +81,7 @@ public:
      *
      * @param check throws Failure for a register that does not pass.
      */
-    void checkAfterFirst(const RegisterRange& range, const std::function<void(const MappedRegister&)>& check) const;
+    void checkAfterFirst(const RegisterRange& range, const std::function<void(const AddressedRegister&)>& check) const;
 
     /**
      * Checks the words of a range, except the first word and the words in which a register of the map begins.
@@ -107,37 +107,37 @@ public:
     Selection find(const std::string& name) const;
 
 private:
-    MappedRegister mapped(const Maps::LocatedRegister& located) const;
+    AddressedRegister mapped(const Maps::LocatedRegister& located) const;
     Failure unknownName(const std::string& name) const;
-    /** Returns the remedy for an unknown name, for the end of an error message. */
-    std::string remedyFor(const std::string& name) const;
+    /** Returns the hint for an unknown name, for the end of an error message. */
+    std::string hintFor(const std::string& name) const;
 
     const Target* m_target;
-    Maps::DeviceDescription m_description;
+    Maps::DevicePeripheral m_description;
     Maps::DeviceRegisters m_registers;
 };
 
 /** Returns the register that a name selects. @throws Failure if the name selects a field. */
-const MappedRegister& wholeOf(const Selection& selection);
+const AddressedRegister& wholeOf(const Selection& selection);
 
 /** @throws Failure if the map says that a register or a field cannot be read. */
 void requireReadable(const Selection& selection);
 
 /** @throws Failure if the map says that a bit of the mask cannot be read. */
-void requireBitsReadable(const MappedRegister& whole, std::uint64_t mask);
+void requireBitsReadable(const AddressedRegister& whole, std::uint64_t mask);
 
 /** @throws Failure if the map does not allow a write of the register, or of this value. */
-void requireAllowed(const MappedRegister& whole, const Maps::MaskedValue& written);
+void requireAllowed(const AddressedRegister& whole, const Maps::MaskedValue& written);
 
 /** @throws Failure if reading the register has a side effect. @param option the option that needs the read. */
-void requireNoReadEffect(const MappedRegister& whole, const std::string& option);
+void requireNoReadEffect(const AddressedRegister& whole, const std::string& option);
 
-/** @param remedy the remedy for the error message. @throws Failure if reading the register has a side effect. */
-void requireHarmlessRead(const MappedRegister& whole, const std::string& remedy);
+/** @param hint the hint for the error message. @throws Failure if reading the register has a side effect. */
+void requireHarmlessRead(const AddressedRegister& whole, const std::string& hint);
 
 /** Returns the result of a plan for a register. @throws Failure if the register map refuses the plan. */
 template <typename Plan>
-decltype(auto) allowed(const MappedRegister& whole, const Plan& plan) {
+decltype(auto) allowed(const AddressedRegister& whole, const Plan& plan) {
     try {
         return plan();
     } catch (const Maps::RefusedValue& refused) {

@@ -5,7 +5,7 @@
 
 #include "Count.h"
 #include "Failure.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 
@@ -66,7 +66,7 @@ void RegisterRange::requireAddresses() const {
     // For an SPI device, the byte address must also fit in 32 bits, because the library converts the index to a byte
     // address.
     const Common::DeviceTypeInfo& type = m_device->type;
-    const std::uint32_t deviceStep = type.access == Common::Access::Spi ? bytes() : type.addressStride;
+    const std::uint32_t deviceStep = type.access == Common::AccessMethod::Spi ? bytes() : type.addressStride;
     if (lastIndex * step() > UINT32_MAX || lastIndex * deviceStep > UINT32_MAX) {
         throw usageError(m_device->name() + ": " + textOutside("the 32-bit address range"));
     }

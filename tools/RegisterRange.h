@@ -105,7 +105,7 @@ private:
      * Returns whether the address unit of the device is known, or does not matter. A remote device type, such as
      * Remote16, does not determine the unit. For registers of 8 bits, an address is the same in both units.
      */
-    bool isDeviceUnitKnown() const { return m_device->type.access != Common::Access::Remote || bytes() == 1; }
+    bool isDeviceUnitKnown() const { return m_device->type.access != Common::AccessMethod::Remote || bytes() == 1; }
     unsigned int bytes() const { return Common::bytesOf(m_device->width()); }
     /** Returns the distance from one register to the next, in the unit of the user. */
     unsigned int step() const { return m_unit == AddressUnit::Bytes ? bytes() : 1; }

@@ -34,7 +34,7 @@ struct ListedDevice {
 
 using DeviceList = std::vector<ListedDevice>;
 
-/** A device of this machine's table, and whether a server serves a device of that name. */
+/** A device in the device table of this machine, and whether a server serves a device of that name. */
 struct ServedDevice {
     std::string name;
     /** The name of the device type. */

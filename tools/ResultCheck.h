@@ -21,7 +21,7 @@ namespace Rynvelctl {
  * @param before the value of the register, if the caller has read it.
  * @throws Failure if the map does not allow the value, or if the register cannot be read.
  */
-void requireResultAllowed(OpenDevice& device, const MappedRegister& whole, const Maps::MaskedValue& written,
+void requireResultAllowed(OpenDevice& device, const AddressedRegister& whole, const Maps::MaskedValue& written,
                           std::optional<std::uint32_t> before = std::nullopt);
 
 } // namespace Rynvelctl

@@ -39,7 +39,7 @@ public:
 
     /** Runs all lines, unless one of them is wrong. Continues if standard output loses its reader. */
     void runAll() {
-        m_context.output().keepLoss();
+        m_context.output().deferFailures();
         const std::vector<Line> lines = parseAll();
         if (m_firstFailure) {
             return;
@@ -51,13 +51,13 @@ public:
         }
     }
 
-    /** @throws SilentEnd if a line has failed, or if a line of the output is lost. */
+    /** @throws ExitWithStatus if a line has failed, or if a line of the output is lost. */
     void requireSuccess() const {
         if (m_firstFailure) {
-            throw SilentEnd{*m_firstFailure};
+            throw ExitWithStatus{*m_firstFailure};
         }
         if (m_hasLostOutput) {
-            throw SilentEnd{ExitStatus::Failed};
+            throw ExitWithStatus{ExitStatus::Failed};
         }
     }
 
@@ -116,14 +116,14 @@ private:
             step();
         } catch (const OutputClosed&) {
             loseOutput(outputFailure(EPIPE));
-        } catch (const SilentEnd& end) {
+        } catch (const ExitWithStatus& end) {
             keep(end.status, "the command ended with status " + std::to_string(static_cast<int>(end.status)));
         } catch (...) {
             const Failure failure = caughtFailure();
             keep(failure.status(), failure.what());
         }
-        if (const auto& loss = m_context.output().loss()) {
-            loseOutput(*loss);
+        if (const auto& deferred = m_context.output().deferredFailure()) {
+            loseOutput(*deferred);
         }
     }
 

@@ -2,11 +2,11 @@
 #include "Addresses.h"
 #include "Commands.h"
 #include "Condition.h"
-#include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 namespace Rynvelctl {
 

@@ -16,12 +16,13 @@ struct ShowOptions {
     bool includesSideEffects = false;
 };
 
-using Registers = std::vector<MappedRegister>;
+using Registers = std::vector<AddressedRegister>;
 
 Registers readableRegistersOf(const RegisterMap& map) {
     Registers registers = map.registers();
-    const auto others = std::remove_if(registers.begin(), registers.end(),
-                                       [](const MappedRegister& each) { return !Maps::isReadable(each.contents()); });
+    const auto others = std::remove_if(registers.begin(), registers.end(), [](const AddressedRegister& each) {
+        return !Maps::isReadable(each.contents());
+    });
     registers.erase(others, registers.end());
     return registers;
 }
@@ -39,7 +40,7 @@ Registers registersNamed(const RegisterMap& map, const std::vector<std::string>&
 /** Returns the registers inside the device. Adds the others to the inaccessible registers of the listing. */
 Registers insideOf(const OpenDevice& device, const Registers& registers, RegisterListing& listing) {
     Registers inside;
-    for (const MappedRegister& each : registers) {
+    for (const AddressedRegister& each : registers) {
         try {
             each.range.requireInside(device.mapSize());
             inside.push_back(each);
@@ -54,8 +55,8 @@ Registers insideOf(const OpenDevice& device, const Registers& registers, Registe
 std::optional<Failure> read(OpenDevice& device, const Registers& registers, bool includesSideEffects,
                             RegisterListing& listing) {
     try {
-        for (const MappedRegister& each : registers) {
-            if (includesSideEffects || !each.word.hasReadEffect) {
+        for (const AddressedRegister& each : registers) {
+            if (includesSideEffects || !each.word.hasReadSideEffect) {
                 const RegisterValue value = decoded(each, device.read(each.range));
                 listing.registers.push_back({value.range, value.value, value.fields});
             } else {
@@ -86,7 +87,7 @@ void show(const CommandContext& context, const ShowOptions& options) {
     const auto device = context.open(target);
     RegisterListing listing;
     if (areNamed) {
-        for (const MappedRegister& each : registers) {
+        for (const AddressedRegister& each : registers) {
             each.range.requireInside(device->mapSize());
         }
     } else {

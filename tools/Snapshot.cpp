@@ -7,13 +7,13 @@
 
 #include "DeviceName.h"
 #include "Diagnostics.h"
-#include "Durations.h"
 #include "Failure.h"
 #include "InputFile.h"
 #include "Json.h"
 #include "JsonReader.h"
 #include "RegisterWord.h"
 #include "TextEncoding.h"
+#include "TimeText.h"
 
 namespace Rynvelctl {
 

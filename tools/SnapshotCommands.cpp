@@ -17,8 +17,8 @@
 #include "Formats.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
-#include "Restoration.h"
 #include "SnapshotComparison.h"
+#include "SnapshotRestorer.h"
 #include "StandardDescriptors.h"
 
 namespace Rynvelctl {
@@ -47,8 +47,8 @@ SideEffects sideEffectsOf(bool areIncluded) { return areIncluded ? SideEffects::
 
 void printLeftOut(const std::string& device, const std::vector<std::string>& names) {
     if (!names.empty()) {
-        printError(device + ": left out, reading has a side effect: " + joinNames(names) +
-                   " (--with-side-effects includes them)");
+        printError(device + ": left out: " + joinNames(names) +
+                   " (reading has a side effect; --with-side-effects includes them)");
     }
 }
 
@@ -123,11 +123,11 @@ std::vector<std::string> removeRegisters(Snapshot& snapshot, const std::vector<s
     return removed;
 }
 
-/** @throws Failure if a file is not a snapshot of the device. @param remedy ends the message. */
+/** @throws Failure if a file is not a snapshot of the device. @param hint ends the message. */
 void requireDevice(const std::string& file, const Snapshot& snapshot, const std::string& device,
-                   const std::string& remedy) {
+                   const std::string& hint) {
     if (snapshot.device != device) {
-        throw usageError(file + ": the file is a snapshot of " + snapshot.device + remedy);
+        throw usageError(file + ": the file is a snapshot of " + snapshot.device + hint);
     }
 }
 
@@ -190,7 +190,7 @@ void diff(const CommandContext& context, const DiffOptions& options) {
         throw usageError(exception.what());
     }
     if (isDifferent) {
-        throw SilentEnd{ExitStatus::Failed};
+        throw ExitWithStatus{ExitStatus::Failed};
     }
 }
 
@@ -199,14 +199,14 @@ class RestorationOutput {
 public:
     explicit RestorationOutput(const Output& output) : m_output(output) {}
 
-    void print(const Restoration& restoration) {
+    void print(const SnapshotRestorer& restoration) {
         for (const RestoredRegister& restored : restoration.restored()) {
             print(restored);
         }
         for (const SkippedRegisters& skipped : restoration.skipped()) {
             print(skipped);
             // The user must see what was not restored, even with --quiet or without standard output.
-            if (m_failure || m_output.loss() || m_output.format() == Format::Bare) {
+            if (m_failure || m_output.deferredFailure() || m_output.format() == Format::Values) {
                 printError(formatText(Report(skipped)));
             }
         }
@@ -239,8 +239,8 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
     requireDevice(options.file, snapshot, target.name());
     const RegisterMap& map = context.registerMap(target);
     const auto device = context.open(target);
-    Restoration restoration(map, *device, context.timeout(),
-                            options.isDryRun ? Restoration::Mode::DryRun : Restoration::Mode::Write);
+    SnapshotRestorer restoration(map, *device, context.timeout(),
+                                 options.isDryRun ? SnapshotRestorer::Mode::DryRun : SnapshotRestorer::Mode::Write);
     // Prints only after the restoration, because a reader that closes standard output must not interrupt the
     // restoration.
     const std::optional<Failure> failure = restoration.restore(snapshot);
@@ -252,7 +252,7 @@ void restore(const CommandContext& context, const RestoreOptions& options) {
         }
     }
     if (!restoration.isMatching()) {
-        throw SilentEnd{ExitStatus::Failed};
+        throw ExitWithStatus{ExitStatus::Failed};
     }
 }
 
@@ -270,7 +270,7 @@ void addDiff(const Common::Command& program, Action& chosen) {
     const Common::Command command =
         addCommand(program, chosen, "diff", "show the registers and fields that differ from a snapshot", options, diff);
     command.addArgument("DEVICE|FILE", options->first,
-                        "a device, or a snapshot: a name with / or the name of an existing file");
+                        "a device, or a snapshot file (a name that contains /, or the name of an existing file)");
     command.addArgument("FILE", options->second, "a snapshot");
     addSideEffectsOption(command, options->includesSideEffects);
 }

@@ -52,7 +52,7 @@ std::vector<const DeviceTypeInfo*> serverDeviceTypes() {
         if (type == nullptr) {
             return types;
         }
-        if (type->access != Common::Access::Remote) {
+        if (type->access != Common::AccessMethod::Remote) {
             types.push_back(type);
         }
     }
@@ -92,7 +92,7 @@ Target localTarget(const std::string& name, const DeviceTypeInfo* givenType, con
         throw usageError(name + ": not a device of this machine ('rynvelctl list' shows the names)");
     }
     const DeviceTypeInfo& type = typeOf(*row);
-    if (type.access == Common::Access::Remote) {
+    if (type.access == Common::AccessMethod::Remote) {
         return remoteRow(*row, type, givenType, timeout);
     }
     if (givenType != nullptr) {

@@ -28,8 +28,8 @@ constexpr std::string_view eraseBelow = "\x1b[J";
 constexpr std::string_view endLine = "\r\n";
 
 /** Further signals that end the process by default. The list omits the signals for wrong memory accesses. */
-constexpr std::array<int, 10> rareEndingSignals{SIGABRT, SIGALRM, SIGIO,   SIGPROF,   SIGPWR,
-                                                SIGSYS,  SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU};
+constexpr std::array<int, 10> rareTerminationSignals{SIGABRT, SIGALRM, SIGIO,   SIGPROF,   SIGPWR,
+                                                     SIGSYS,  SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU};
 /**
  * The interval for checking whether the process is still in the background. No signal reports the change to the
  * foreground.
@@ -42,7 +42,7 @@ struct SignalState {
     volatile std::sig_atomic_t isDrawing;
     volatile std::sig_atomic_t hasResized;
     /**
-     * Whether the process was stopped after the last drawing. Other processes may then have written on the terminal.
+     * Whether the process was stopped after the last drawing. Other processes may then have written to the terminal.
      */
     volatile std::sig_atomic_t hasContinued;
     volatile std::sig_atomic_t hasOtherModes;
@@ -129,7 +129,7 @@ extern "C" {
 
 void endAtSignal(int signal) {
     restore();
-    EndingSignalHandler::endProcess(signal);
+    TerminationSignalHandler::endProcess(signal);
 }
 
 void noteSignal(int signal) {
@@ -196,15 +196,16 @@ Terminal::Terminal(const Output& output) : m_output(output) {
     handle(SIGWINCH, noteSignal);
     handle(SIGTSTP, stopAtSignal);
     handle(SIGCONT, noteSignal);
-    m_endingSignals.emplace(endAtSignal);
-    m_rareEndingSignals.emplace(endAtSignal, std::vector<int>(rareEndingSignals.begin(), rareEndingSignals.end()));
+    m_terminationSignals.emplace(endAtSignal);
+    m_rareTerminationSignals.emplace(endAtSignal,
+                                     std::vector<int>(rareTerminationSignals.begin(), rareTerminationSignals.end()));
     changeModes();
 }
 
 Terminal::~Terminal() {
     restore();
-    m_endingSignals.reset();
-    m_rareEndingSignals.reset();
+    m_terminationSignals.reset();
+    m_rareTerminationSignals.reset();
     for (const int signal : {SIGWINCH, SIGTSTP, SIGCONT}) {
         unhandle(signal);
     }

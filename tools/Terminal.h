@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "EndingSignals.h"
 #include "Output.h"
 #include "TerminalSize.h"
+#include "TerminationSignals.h"
 
 namespace Rynvelctl {
 
@@ -62,8 +62,8 @@ private:
     bool m_isStale = false;
     /** Whether the last lines were not drawn. */
     bool m_isInBackground = false;
-    std::optional<EndingSignalHandler> m_endingSignals;
-    std::optional<EndingSignalHandler> m_rareEndingSignals;
+    std::optional<TerminationSignalHandler> m_terminationSignals;
+    std::optional<TerminationSignalHandler> m_rareTerminationSignals;
     sigset_t m_waitingMask{};
     sigset_t m_previousMask{};
 };

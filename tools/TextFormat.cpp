@@ -2,7 +2,7 @@
 #include "Count.h"
 #include "FieldText.h"
 #include "Formats.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "TextTable.h"
 
 namespace Rynvelctl {

@@ -10,12 +10,12 @@
 
 #include "Addresses.h"
 #include "Commands.h"
-#include "Durations.h"
 #include "EventFormat.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
 #include "Terminal.h"
+#include "TimeText.h"
 #include "WatchTable.h"
 
 namespace Rynvelctl {

@@ -39,7 +39,7 @@ std::string linesOf(const Maps::Field& field) {
            printable(field.name) + '\n' + valuesOf(field);
 }
 
-std::string linesOf(const MappedRegister& mapped) {
+std::string linesOf(const AddressedRegister& mapped) {
     std::ostringstream line;
     line << "register 0x" << std::hex << mapped.range.deviceAddress() << ' ' << wordsFor(mapped.contents().access)
          << ' ' << printable(mapped.name()) << '\n';
@@ -61,7 +61,7 @@ std::string wiresharkNames(const RegisterMap& map) {
     for (const std::string& problem : map.inaccessible()) {
         lines += "# Left out: " + printable(problem) + '\n';
     }
-    for (const MappedRegister& mapped : map.registers()) {
+    for (const AddressedRegister& mapped : map.registers()) {
         lines += linesOf(mapped);
     }
     return lines;

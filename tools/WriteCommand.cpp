@@ -9,7 +9,7 @@
 #include "Commands.h"
 #include "FieldWrite.h"
 #include "Number.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "OpenDevice.h"
 #include "RegisterOptions.h"
 #include "ResultCheck.h"
@@ -83,7 +83,7 @@ private:
     /** Calls a function with the register that the user named. @throws Failure if the register map refuses it. */
     template <typename Function>
     auto allowed(const Function& function) const {
-        const MappedRegister& whole = m_addressed.named->whole;
+        const AddressedRegister& whole = m_addressed.named->whole;
         return Rynvelctl::allowed(whole, [&] { return function(whole); });
     }
 
@@ -112,15 +112,16 @@ private:
             requireField(word, assignments.back().field);
         }
         return allowed(
-            [&assignments](const MappedRegister& whole) { return Maps::findFields(whole.located, assignments); });
+            [&assignments](const AddressedRegister& whole) { return Maps::findFields(whole.located, assignments); });
     }
 
     PlannedWrite planFields(const std::vector<Maps::FieldAssignment>& assignments, Maps::WriteForm form) const {
         if (!m_options.mask.empty()) {
             throw usageError("--mask: the fields already select the bits to write (leave out --mask)");
         }
-        const Maps::FieldWrite write = allowed(
-            [&](const MappedRegister& whole) { return Maps::planWrite(whole.located, assignments, whole.word, form); });
+        const Maps::FieldWrite write = allowed([&](const AddressedRegister& whole) {
+            return Maps::planWrite(whole.located, assignments, whole.word, form);
+        });
         const auto mask = write.isWhole ? std::nullopt : std::optional<std::uint32_t>(narrow(write.written.mask));
         return {narrow(write.written.value),
                 mask,
@@ -142,14 +143,14 @@ private:
     }
 
     PlannedWrite planMasked(const WrittenValue& given) const {
-        const Maps::MaskedValue written = allowed([&given](const MappedRegister& whole) {
+        const Maps::MaskedValue written = allowed([&given](const AddressedRegister& whole) {
             return Maps::planMaskedWrite(whole.located, {given.value, *given.mask}, whole.word);
         });
         return {narrow(written.value), narrow(written.mask), given, true};
     }
 
     void requireAllowed(std::uint32_t value, std::optional<std::uint32_t> mask) const {
-        const MappedRegister& whole = m_addressed.named->whole;
+        const AddressedRegister& whole = m_addressed.named->whole;
         Rynvelctl::requireAllowed(whole, {value, mask.value_or(UINT32_MAX)});
         // A masked write also reads the register.
         if (mask) {
@@ -164,9 +165,9 @@ private:
 };
 
 /** @throws Failure if a write does not store its bits in a register or a field. */
-void requireStored(Maps::ModifiedWrite modifiedWrite, const std::string& subject, const Target& device) {
+void requireStored(Maps::ModifiedWrite modifiedWrite, const std::string& object, const Target& device) {
     if (modifiedWrite != Maps::ModifiedWrite::Modify) {
-        throw usageError(device.name() + ": a write does not store the value in " + subject + " (leave out --verify)");
+        throw usageError(device.name() + ": a write does not store the value in " + object + " (leave out --verify)");
     }
 }
 
@@ -190,7 +191,7 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
     if (!addressed.named) {
         return;
     }
-    const MappedRegister& whole = addressed.named->whole;
+    const AddressedRegister& whole = addressed.named->whole;
     const Target& device = whole.range.device();
     requireReadable({whole, nullptr});
     requireNoReadEffect(whole, "--verify");
@@ -276,7 +277,7 @@ WriteOptions optionsFor(const std::string& assignment, const WriteOptions& optio
 class FieldOwners {
 public:
     /** @param whole must outlive this object. */
-    void add(const MappedRegister& whole) {
+    void add(const AddressedRegister& whole) {
         // The elements of an array share their fields, and a list may write a register many times.
         if (!m_known.insert(whole.contents().fields.begin()).second) {
             return;
@@ -292,12 +293,12 @@ public:
     }
 
     /** Returns a register that has a field of this name; null if there is none. */
-    const MappedRegister* find(const std::string& field) const {
+    const AddressedRegister* find(const std::string& field) const {
         const auto found = m_byField.find(field);
         if (found != m_byField.end()) {
             return found->second;
         }
-        const auto hasElement = [&field](const MappedRegister* whole) {
+        const auto hasElement = [&field](const AddressedRegister* whole) {
             return Maps::findField(whole->contents(), field) != nullptr;
         };
         const auto other = std::find_if(m_withArrays.begin(), m_withArrays.end(), hasElement);
@@ -306,16 +307,16 @@ public:
 
 private:
     std::unordered_set<const Maps::Field*> m_known;
-    std::unordered_map<std::string, const MappedRegister*> m_byField;
+    std::unordered_map<std::string, const AddressedRegister*> m_byField;
     /** The registers with an array of fields. An element has several names. */
-    std::vector<const MappedRegister*> m_withArrays;
+    std::vector<const AddressedRegister*> m_withArrays;
 };
 
 /** @throws Failure if a name is also a field of an earlier register, because the user may mean this field. */
 void requireUnambiguous(const std::vector<CheckedWrite>& writes) {
     FieldOwners earlier;
     for (const CheckedWrite& write : writes) {
-        if (const MappedRegister* const whole = earlier.find(write.name)) {
+        if (const AddressedRegister* const whole = earlier.find(write.name)) {
             throw usageError(whole->range.device().name() + ": '" + write.name +
                              "' is a register and a field of register " + whole->name() + " (give " + whole->name() +
                              '.' + write.name + " for the field, or write the register with a separate command)");

@@ -30,7 +30,7 @@ public:
 
     virtual std::size_t count() const = 0;
 
-    /** Returns a size that the result of pieces() does not exceed. */
+    /** Returns the maximum size of the result of pieces(). */
     virtual std::size_t longestText() const = 0;
 
     /**

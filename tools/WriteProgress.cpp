@@ -58,7 +58,7 @@ void WriteProgress::endWithMessage(int number) {
     if (WriteProgress* const progress = currentProgress) {
         progress->printAfterSignal();
     }
-    EndingSignalHandler::endProcess(number);
+    TerminationSignalHandler::endProcess(number);
 }
 
 void WriteProgress::printAfterSignal() {

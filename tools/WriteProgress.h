@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "EndingSignals.h"
 #include "Failure.h"
+#include "TerminationSignals.h"
 #include "WriteList.h"
 
 namespace Rynvelctl {
@@ -108,7 +108,7 @@ private:
      */
     std::atomic<std::size_t> m_state{0};
     /** This member must be the last, because its handler uses the other members. */
-    EndingSignalHandler m_endingSignals{endWithMessage};
+    TerminationSignalHandler m_terminationSignals{endWithMessage};
 };
 
 } // namespace Rynvelctl

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <csignal>
 
+#include "BusErrorGuard.h"
 #include "CommandLine.h"
 #include "Failure.h"
-#include "FaultGuard.h"
 #include "StandardDescriptors.h"
 
 int main(int argc, char** argv) {
@@ -13,12 +13,12 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     // Without SIGXFSZ, a write to a file that becomes too large fails as well.
     std::signal(SIGXFSZ, SIG_IGN);
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     try {
         CommandLine(argc, argv).run(argc, argv);
     } catch (const OutputClosed&) {
         return static_cast<int>(ExitStatus::Done);
-    } catch (const SilentEnd& end) {
+    } catch (const ExitWithStatus& end) {
         return static_cast<int>(end.status);
     } catch (...) {
         const Failure failure = caughtFailure();

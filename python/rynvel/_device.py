@@ -75,7 +75,7 @@ class Device(_core.Device):
         return self._registers
 
     def interrupts(self) -> Interrupts:
-        """Return a context manager that enables the interrupts of the device, and disables them at the end.
+        """Returns a context manager that enables the interrupts of the device, and disables them at the end.
 
         Raises UnsupportedError for a device without interrupts, and InUseError if the interrupts are already in use.
         Both are raised when the block begins.
@@ -83,7 +83,7 @@ class Device(_core.Device):
         return Interrupts(self)
 
     def events(self) -> Events:
-        """Return an asynchronous iterator of interrupts. The first step enables them, the end disables them.
+        """Returns an asynchronous iterator of interrupts. The first step enables them, the end disables them.
 
         Raises ClosedError if the device is closed.
         """
@@ -98,7 +98,7 @@ def open(
     *,
     type: str | None = None,
 ) -> Device:
-    """Open the device with this name.
+    """Opens the device with this name.
 
     remote  the server, as HOST, HOST:PORT or HOST::PORT; None for a device of the device table
     timeout the time in seconds within which a server must answer, by default 5; devices of this machine ignore it
@@ -122,5 +122,5 @@ def open(
 
 
 def devices() -> list[DeviceInfo]:
-    """Return the rows of the device table, in the order of their handles. Opens no device."""
+    """Returns the rows of the device table, in the order of their handles. Opens no device."""
     return [DeviceInfo(*row) for row in _core.devices()]

@@ -12,7 +12,7 @@ _MOST_CHARACTERS = 100
 
 
 def quoted(text: str) -> str:
-    """Returns a text of the caller for a message: a long one is a mistake, and the message must stay readable."""
+    """Returns a text of the caller for a message. Shortens a long text, so that the message stays readable."""
     return repr(text if len(text) <= _MOST_CHARACTERS else text[:_MOST_CHARACTERS] + "...")
 
 

@@ -63,7 +63,7 @@ class Interrupts:
         return f"<rynvel.Interrupts of {self._device.name!r}, {state}>"
 
     def wait(self, timeout: float | None = None) -> Event | None:
-        """Wait for the next interrupt. Return None if none arrives within the time-out, in seconds.
+        """Waits for the next interrupt. Returns None if none arrives within the time-out, in seconds.
 
         Ctrl-C ends the wait. Raises ClosedError if another thread closes the device, InUseError if another thread
         waits, DeviceError, and ConnectionLostError for a remote device.
@@ -72,7 +72,7 @@ class Interrupts:
         return None if word is None else Event(self._device.name, word, time.time())
 
     def fileno(self) -> int:
-        """Return a descriptor that is readable when an interrupt may have arrived, for select() and poll().
+        """Returns a descriptor that is readable when an interrupt may have arrived, for select() and poll().
 
         When the descriptor is readable, call wait(0) until it returns None. Only the call after an interrupt enables
         the interrupt again. Without this call, the descriptor of a UIO device never becomes readable again.
@@ -124,7 +124,7 @@ class Events:
             self._is_waiting = False
 
     async def aclose(self) -> None:
-        """Disable the interrupts. The iteration ends."""
+        """Disables the interrupts. The iteration ends."""
         self._end()
 
     async def __aenter__(self) -> Events:
@@ -162,7 +162,7 @@ class Events:
 
 
 async def _readable(descriptors: tuple[int, int]) -> None:
-    """Wait until one of the descriptors is readable. A wait that is canceled leaves no reader in the event loop."""
+    """Waits until one of the descriptors is readable. A wait that is canceled leaves no reader in the event loop."""
     loop = asyncio.get_running_loop()
     ready: asyncio.Future[None] = loop.create_future()
 

@@ -26,7 +26,7 @@ MapPath = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 MapPaths = Union[MapPath, Sequence[MapPath]]
 FieldInput = Union[SupportsIndex, str]
 
-# The longest time that a pipe has to deliver a register map.
+# The time-out for reading a register map from a pipe.
 _MAP_TIMEOUT_MS = 10_000
 # Values that are kept, so that reading a field seldom creates an object.
 _MOST_KEPT_VALUES = 256
@@ -181,7 +181,7 @@ def _counted_bits(bits: int) -> str:
 
 
 class _Context:
-    """What all registers of a device share."""
+    """The state that all registers of a device share."""
 
     def __init__(self, device: Device, root: _maps.Group) -> None:
         self.device = device
@@ -192,8 +192,8 @@ class _Context:
     def refusal(self, problem: str) -> NotAllowedError:
         return NotAllowedError(f"{self.device.name}: {problem}")
 
-    def unknown(self, text: str, remedy: str) -> UnknownNameError:
-        return UnknownNameError(f"{self.device.name}: {text}" + (f" ({remedy})" if remedy else ""))
+    def unknown(self, text: str, hint: str) -> UnknownNameError:
+        return UnknownNameError(f"{self.device.name}: {text}" + (f" ({hint})" if hint else ""))
 
     def allowed(self, plan: Callable[..., Any], *arguments: object) -> Any:
         """Returns the result of a plan of the register map. @throws NotAllowedError"""
@@ -210,7 +210,7 @@ class _Context:
 
 
 class _Handle:
-    """What has no copies: it only refers to registers of a device."""
+    """The base class of objects that cannot be copied, because they only refer to registers of a device."""
 
     __slots__ = ()
 
@@ -405,10 +405,10 @@ class Register(_Handle):
             raise self._too_wide(f"register {self._path}: {name} {_text_of(number)}", self._bits)
         return number
 
-    def _too_wide(self, subject: str, bits: int) -> ValueTooWideError:
-        return ValueTooWideError(f"{self._device.name}: {subject} does not fit in {_counted_bits(bits)}")
+    def _too_wide(self, name: str, bits: int) -> ValueTooWideError:
+        return ValueTooWideError(f"{self._device.name}: {name} does not fit in {_counted_bits(bits)}")
 
-    def _subject(self, position: int) -> str:
+    def _name_with_kind(self, position: int) -> str:
         return f"field {self._path}.{self._fields[position].name}"
 
     def _number(self, position: int, value: FieldInput) -> int:
@@ -419,15 +419,15 @@ class Register(_Handle):
             if named is None:
                 names = [repr(name) for name, _ in field.values]
                 raise self._context.refusal(
-                    f"{self._subject(position)}: {quoted(value)} is not a value of the field "
+                    f"{self._name_with_kind(position)}: {quoted(value)} is not a value of the field "
                     f"(give {_alternatives(['a number', *names])})"
                 )
             number = named
         else:
-            number = integer_of(value, f"{self._subject(position)}: the value")
+            number = integer_of(value, f"{self._name_with_kind(position)}: the value")
         bits = field.msb - field.lsb + 1
         if not 0 <= number < 1 << bits:
-            raise self._too_wide(f"{self._subject(position)}: value {_text_of(number)}", bits)
+            raise self._too_wide(f"{self._name_with_kind(position)}: value {_text_of(number)}", bits)
         return number
 
     def _read_field(self, position: int) -> FieldValue:
@@ -440,7 +440,7 @@ class Register(_Handle):
         field = self._fields[position]
         self._context.allowed(self._view.require_readable, False)
         if not field.readable:
-            raise self._context.refusal(f"{self._subject(position)} is write-only")
+            raise self._context.refusal(f"{self._name_with_kind(position)} is write-only")
         self._require_inside(position)
         plan = (field.lsb, (1 << (field.msb - field.lsb + 1)) - 1, dict[int, FieldValue]())
         self._reads[position] = plan
@@ -449,7 +449,7 @@ class Register(_Handle):
     def _require_inside(self, position: int) -> None:
         if not self._fields[position].inside:
             raise self._context.refusal(
-                f"{self._subject(position)} is outside the {_counted_bits(self._bits)} of its register"
+                f"{self._name_with_kind(position)} is outside the {_counted_bits(self._bits)} of its register"
             )
 
     def _value(self, position: int, number: int, known: dict[int, FieldValue]) -> FieldValue:
@@ -490,7 +490,7 @@ class Register(_Handle):
         position = self._position(name)
         field = self._fields[position]
         if not field.readable:
-            raise self._context.refusal(f"{self._subject(position)} is write-only")
+            raise self._context.refusal(f"{self._name_with_kind(position)} is write-only")
         self._require_inside(position)
         return self._decoded(field, value)
 
@@ -505,11 +505,11 @@ class Register(_Handle):
         return FieldValue(number, field.meaning(number))
 
 
-def integer_of(value: SupportsIndex, subject: str) -> int:
+def integer_of(value: SupportsIndex, name: str) -> int:
     try:
         return operator.index(value)
     except TypeError:
-        raise TypeError(f"{subject} is not an integer but {type(value).__name__}") from None
+        raise TypeError(f"{name} is not an integer but {type(value).__name__}") from None
 
 
 def _field_property(position: int, field: _maps.Field) -> property:
@@ -545,7 +545,7 @@ def _class_for(view: _maps.Register) -> type[Register]:
     for field in fields:
         if _is_attribute(field.name) and field.name not in reserved:
             position = view.find_field(field.name)
-            # A name in the map has precedence over an array. Of two fields of one name, the first counts.
+            # A name in the map has precedence over an array. If two fields have the same name, the first one is used.
             assert position is not None
             namespace[field.name] = _field_property(position, fields[position])
             positions[field.name] = position
@@ -562,7 +562,7 @@ class _Array(_Handle):
         self._elements = [element for element, _ in elements]
         self._range = f"{elements[0][1][0]} to {elements[-1][1][0]}"
         self._indexes: dict[str, int] = {}
-        # The own index of an element has precedence over a name of an index.
+        # The index of an element has precedence over the other names of indexes.
         for place in (0, 1):
             for position, (_, texts) in enumerate(elements):
                 for text in texts[:1] if place == 0 else texts[1:]:

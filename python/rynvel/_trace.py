@@ -79,7 +79,7 @@ class Trace:
         return int(_core.trace_lost())
 
     def stop(self) -> None:
-        """Deliver the traces so far, and end the subscription. The sink is not called again afterwards.
+        """Delivers the traces so far, and ends the subscription. The sink is not called again afterwards.
 
         This thread calls the sinks. It waits for a sink that the thread of the package is calling: do not call this
         method while you hold a lock that the sink needs. Ctrl-C and sys.exit() in a sink end the delivery. The
@@ -91,7 +91,7 @@ class Trace:
 
 
 def trace(channel: str, level: int, sink: Sink) -> Trace:
-    """Call ``sink`` for each trace of a channel up to a level. Return the subscription, to stop it.
+    """Calls ``sink`` for each trace of a channel up to a level. Returns the subscription, to stop it.
 
     channel the name of a channel, such as 'Rynvel.Uio', or a pattern with * and ?
     level   the greatest level, 0 to 7

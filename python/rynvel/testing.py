@@ -62,7 +62,7 @@ _HOST_ORDER = 1
 
 
 class ServerError(Error, RuntimeError):
-    """The simulated server does not start, has ended, or does not do what a test asks for."""
+    """The simulation server does not start, has ended, or does not do what a test asks for."""
 
 
 def find_server() -> str:

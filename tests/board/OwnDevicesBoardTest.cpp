@@ -21,7 +21,7 @@ TEST(OwnDevices, AreOpenedByNameToTheHandlesOfTheirRows) {
     EXPECT_EQ(Rynvel_open("traf.top"), -1);
 }
 
-TEST(OwnDevices, ServeRegistersBehindSpiAtTheBlockOffsetOfTheirRow) {
+TEST(OwnDevices, AccessSpiRegistersAtTheBlockOffsetOfTheirRow) {
     const int handle = Rynvel_open("own.fpga");
     std::uint32_t value = 0;
     EXPECT_EQ(Rynvel2_write32(handle, 3, 0x11223344), 0);
@@ -31,7 +31,7 @@ TEST(OwnDevices, ServeRegistersBehindSpiAtTheBlockOffsetOfTheirRow) {
     EXPECT_EQ(Rynvel_getFileDescriptor(handle), -1);
 }
 
-TEST(OwnDevices, ServeTyvonRegistersOfBothWidths) {
+TEST(OwnDevices, AccessTyvonRegistersOfBothWidths) {
     for (const char* family : {"own.tyvon.map.", "own.tyvon.seek."}) {
         const int handle16 = Rynvel_open((std::string(family) + "16").c_str());
         const int handle32 = Rynvel_open((std::string(family) + "32").c_str());

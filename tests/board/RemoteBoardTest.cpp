@@ -41,7 +41,7 @@ Rynvel::MemoryDevice row() {
 }
 
 template <typename T>
-class RemoteBoardTest : public testing::Test {
+class RemoteBoard : public testing::Test {
 protected:
     static constexpr T all = std::numeric_limits<T>::max();
 
@@ -63,19 +63,19 @@ private:
 };
 
 template <typename T>
-std::unique_ptr<Rynvel::IDevice> RemoteBoardTest<T>::m_built;
+std::unique_ptr<Rynvel::IDevice> RemoteBoard<T>::m_built;
 
 using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
-TYPED_TEST_SUITE(RemoteBoardTest, Widths);
+TYPED_TEST_SUITE(RemoteBoard, Widths);
 
-TYPED_TEST(RemoteBoardTest, KeepsWhatWasWritten) {
+TYPED_TEST(RemoteBoard, KeepsWhatWasWritten) {
     TypeParam value = 0;
     EXPECT_TRUE(this->device().write(0x10, Width<TypeParam>::value));
     EXPECT_TRUE(this->device().read(0x10, &value));
     EXPECT_EQ(value, Width<TypeParam>::value);
 }
 
-TYPED_TEST(RemoteBoardTest, ReplacesOnlyTheBitsUnderAMask) {
+TYPED_TEST(RemoteBoard, ReplacesOnlyTheBitsUnderAMask) {
     TypeParam value = 0;
     EXPECT_TRUE(this->device().write(0x20, this->all));
     EXPECT_TRUE(this->device().write(0x20, TypeParam{0x50}, TypeParam{0xF0}));
@@ -83,7 +83,7 @@ TYPED_TEST(RemoteBoardTest, ReplacesOnlyTheBitsUnderAMask) {
     EXPECT_EQ(value, static_cast<TypeParam>(this->all ^ 0xA0U));
 }
 
-TYPED_TEST(RemoteBoardTest, MovesBurstsOfTheLargestRecordInBothOrders) {
+TYPED_TEST(RemoteBoard, MovesBurstsOfTheLargestRecordInBothOrders) {
     for (const auto byteOrder : {ByteOrder::Host, ByteOrder::Network}) {
         std::vector<TypeParam> written(128);
         std::vector<TypeParam> read(128);
@@ -94,7 +94,7 @@ TYPED_TEST(RemoteBoardTest, MovesBurstsOfTheLargestRecordInBothOrders) {
     }
 }
 
-TYPED_TEST(RemoteBoardTest, ReportsWhatTheServerRefuses) {
+TYPED_TEST(RemoteBoard, ReportsWhatTheServerRefuses) {
     TypeParam value = 0x55;
     EXPECT_FALSE(this->device().read(RynvelTest::refusedAddress, &value));
     EXPECT_EQ(value, 0);
@@ -102,7 +102,7 @@ TYPED_TEST(RemoteBoardTest, ReportsWhatTheServerRefuses) {
     EXPECT_EQ(this->device().ioctl(77, 0x1234), -1);
 }
 
-TYPED_TEST(RemoteBoardTest, ReceivesAnInterruptThatItsDescriptorIsPolledFor) {
+TYPED_TEST(RemoteBoard, ReceivesAnInterruptThatItsDescriptorIsPolledFor) {
     unsigned long type = 0;
     unsigned long status = 0;
     EXPECT_TRUE(this->device().getInterruptType(&type));
@@ -117,7 +117,7 @@ TYPED_TEST(RemoteBoardTest, ReceivesAnInterruptThatItsDescriptorIsPolledFor) {
     EXPECT_TRUE(this->device().disableInterrupt());
 }
 
-TYPED_TEST(RemoteBoardTest, ServesRegistersWhileAThreadWaitsForAnInterrupt) {
+TYPED_TEST(RemoteBoard, ServesRegistersWhileAThreadWaitsForAnInterrupt) {
     unsigned long status = 0;
     auto wait = std::async(std::launch::async, [&] { return this->device().waitForInterrupt(&status); });
     for (std::uint8_t i = 1; i <= 10; ++i) {
@@ -131,7 +131,7 @@ TYPED_TEST(RemoteBoardTest, ServesRegistersWhileAThreadWaitsForAnInterrupt) {
     EXPECT_EQ(status, 7U);
 }
 
-TYPED_TEST(RemoteBoardTest, ReportsFailuresOnceTheServerHasHungUp) {
+TYPED_TEST(RemoteBoard, ReportsFailuresOnceTheServerHasHungUp) {
     std::signal(SIGPIPE, SIG_IGN);
     EXPECT_EQ(this->device().ioctl(RynvelTest::HangUp, 0), -1);
     for (int round = 0; round < 3; ++round) {

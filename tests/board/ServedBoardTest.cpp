@@ -151,7 +151,7 @@ TEST(ServedBoard, ForwardsTheInterruptsOfTheClockToAnotherMachine) {
     }
 }
 
-TEST(ServedBoard, ReportsNoInterruptOfAClockWhoseInterruptIsMasked) {
+TEST(ServedBoard, ReportsNoMaskedInterruptOfTheClock) {
     Clock clock;
     clock.clear();
     EXPECT_TRUE(clock.device().enableInterrupt());

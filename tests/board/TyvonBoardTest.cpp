@@ -100,7 +100,7 @@ TYPED_TEST(BoardTyvon, DeliversTheInterruptWordZeroExtended) {
     EXPECT_EQ(status, 0x0000ABCDU);
 }
 
-TYPED_TEST(BoardTyvon, WaitsForAnInterruptThatIsThereUntilItIsEnabled) {
+TYPED_TEST(BoardTyvon, WaitsUntilAPendingInterruptIsEnabled) {
     this->m_probe.resetCalls("wait");
     this->m_probe.set("raise", "0x55");
     std::atomic<bool> received{false};

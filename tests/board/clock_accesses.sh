@@ -24,7 +24,7 @@ expected() {
     done
 }
 
-# Prints the logged accesses to the addresses without a register, from 0x9010800 on.
+# Prints the logged accesses to the addresses that begin at 0x9010800 and have no registers.
 seen() {
     sed -n "s/^memory_region_ops_\(read\|write\) cpu [0-9]* mr [^ ]* addr \(0x90108..\|0x90109..\) .* \(size [0-9]\) name 'pl031'$/\1 \2 \3/p"
 }

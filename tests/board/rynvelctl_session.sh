@@ -68,7 +68,7 @@ duration() {
 }
 
 # Prints whether a wait of 100 ms without an interrupt ends within 200 ms, including the start of the program. The board
-# may be busy, so one good attempt of 20 is enough.
+# may be busy, so one successful attempt of 20 is enough.
 wait_without_interrupt() {
     for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
         time=$(duration "$program" wait tod --timeout 100ms)

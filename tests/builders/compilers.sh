@@ -10,7 +10,7 @@ folder=$(cd "$1" && pwd)
 . "$root/scripts/checks.sh"
 suite=compilers
 
-# Prints the commands of a build folder that compile C++ sources, one a line, without the output files.
+# Prints the commands of a build folder that compile C++ sources, one per line, without the output files.
 commands_of() {
     python3 - "$1/compile_commands.json" <<'END'
 import json, shlex, sys

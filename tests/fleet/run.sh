@@ -96,7 +96,7 @@ start_prometheus() {
     return 1
 }
 
-# Prints the results of a query, one a line: the label `node` and the value.
+# Prints the results of a query, one per line: the label `node` and the value.
 query() {
     curl -sS --noproxy '*' --fail --max-time 20 --get --data-urlencode "query=$1" "$url/api/v1/query" | python3 -c '
 import json, sys

@@ -73,7 +73,7 @@ std::uint32_t valuesOf(const Request& request) {
 /** A connection whose answers must follow the protocol. The expected answers depend on the records alone. */
 class Connection {
 public:
-    explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy)
+    explicit Connection(Rynveld::ServedDevices& devices, const Rynveld::CurrentPolicy& policy)
         : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", m_limit}, audit()) {}
 
     /** Sends a record. Returns false if the server closes the connection. */
@@ -164,7 +164,7 @@ Rynveld::Policy simulated() {
 }
 
 /** Sends the records of the input over a new connection, until the server closes the connection. */
-void converse(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy, const std::uint8_t* input,
+void converse(Rynveld::ServedDevices& devices, const Rynveld::CurrentPolicy& policy, const std::uint8_t* input,
               std::size_t inputSize) {
     Connection connection(devices, policy);
     for (std::size_t at = 0; at < inputSize; at += size) {
@@ -175,7 +175,7 @@ void converse(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& pol
 }
 
 /** Requires all registers of traf.top, the device of the HTTP inputs in the corpus, to be zero. */
-void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::PolicyInForce& policy) {
+void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::CurrentPolicy& policy) {
     Rynveld::TraceLimit limit;
     Rynveld::RequestHandler beside(devices, policy, {"127.0.0.1:1", "127.0.0.1", limit});
     require(beside.accepts(Request(Type::Open, "traf.top")), "an Open is accepted");
@@ -192,7 +192,7 @@ void requireUntouched(Rynveld::ServedDevices& devices, const Rynveld::PolicyInFo
 }
 
 /** Sends the input after the first letters of an HTTP request, and requires that no register changes. */
-void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::PolicyInForce& policy) {
+void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynveld::CurrentPolicy& policy) {
     Rynveld::ServedDevices devices(policy);
     for (const std::string method : {"POST", "PUT ", "GET ", "OPTI"}) {
         std::vector<std::uint8_t> bytes(method.begin(), method.end());
@@ -206,7 +206,7 @@ void postOverHttp(const std::uint8_t* input, std::size_t inputSize, const Rynvel
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inputSize) {
     static Traces traces;
-    static const Rynveld::PolicyInForce policy(simulated());
+    static const Rynveld::CurrentPolicy policy(simulated());
     Rynveld::ServedDevices devices(policy);
     converse(devices, policy, input, inputSize);
     postOverHttp(input, inputSize, policy);

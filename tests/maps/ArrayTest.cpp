@@ -19,7 +19,7 @@ TEST(Array, HasItsElementsAtTheIncrement) {
     EXPECT_EQ(peripheral.registers[2].offset, 0x18U);
 }
 
-TEST(Array, SaysWhichElementOneIs) {
+TEST(Array, DescribesItselfInEachElement) {
     const Maps::Peripheral peripheral =
         onlyPeripheral(read(arrayOf("2", "CH%s", "<dimIndex>A,B</dimIndex><dimName>Channel</dimName>")));
     const Maps::ArrayElement& second = peripheral.registers[1].arrayElement;
@@ -47,7 +47,7 @@ TEST(Array, CountsItsIndexesFromZeroWithoutADimIndex) {
     EXPECT_EQ(registersIn(read(arrayOf("2", "CH%s_CR"))), "CH0_CR CH1_CR ");
 }
 
-TEST(Array, TakesIndexesFromALineOfThem) {
+TEST(Array, TakesIndexesFromAList) {
     EXPECT_EQ(registersIn(read(arrayOf("3", "R%s", "<dimIndex>A,B,C</dimIndex>"))), "RA RB RC ");
     EXPECT_EQ(registersIn(read(arrayOf("2", "R%s", "<dimIndex> 7 , x_1 </dimIndex>"))), "R7 Rx_1 ");
 }
@@ -77,7 +77,7 @@ TEST(Array, NamesItsIndexes) {
     EXPECT_EQ(names.values[1].value, 1U);
 }
 
-TEST(Array, IsOfPeripheralsToo) {
+TEST(Array, MayConsistOfPeripherals) {
     const Maps::Device device =
         read(deviceOf(element("peripheral", "<dim>2</dim><dimIncrement>0x100</dimIncrement><name>UART[%s]</name>"
                                             "<baseAddress>0x4000</baseAddress>" +
@@ -87,7 +87,7 @@ TEST(Array, IsOfPeripheralsToo) {
     EXPECT_EQ(namesOf(device.peripherals[1].registers), "R ");
 }
 
-TEST(Array, IsOfClustersToo) {
+TEST(Array, MayConsistOfClusters) {
     const Maps::Peripheral peripheral = onlyPeripheral(
         read(mapOf(element("cluster", "<dim>2</dim><dimIncrement>16</dimIncrement><name>CH%s</name>"
                                       "<description>Channel %s</description><addressOffset>8</addressOffset>" +
@@ -98,7 +98,7 @@ TEST(Array, IsOfClustersToo) {
     EXPECT_EQ(peripheral.clusters[1].description.str(), "Channel %s");
 }
 
-TEST(Array, OfFieldsCountsBits) {
+TEST(Array, CountsBitsIfItsElementsAreFields) {
     const Maps::Register aRegister =
         onlyRegister(read(mapOfFields("<field><dim>3</dim><dimIncrement>4</dimIncrement><dimIndex>X,Y,Z</dimIndex>"
                                       "<name>PIN%s</name><bitRange>[9:8]</bitRange></field>")));
@@ -107,63 +107,67 @@ TEST(Array, OfFieldsCountsBits) {
     EXPECT_EQ(aRegister.fields[2].msb, 17U);
 }
 
-TEST(OddArray, OfNothingIsLeftOut) {
-    EXPECT_EQ(registersIn(readOdd(arrayOf("0", "R%s"), "m.svd:1: warning: register 'R%s' is an array of 0 elements, "
-                                                       "and is not used (1 to 65536 elements are supported)\n")),
-              "");
+TEST(IrregularArray, IsLeftOutIfItHasNoElements) {
+    EXPECT_EQ(
+        registersIn(readWithWarnings(arrayOf("0", "R%s"), "m.svd:1: warning: register 'R%s' is an array of 0 elements, "
+                                                          "and is not used (1 to 65536 elements are supported)\n")),
+        "");
 }
 
-TEST(OddArray, OfTooManyElementsIsLeftOut) {
-    EXPECT_EQ(registersIn(readOdd(arrayOf("65537", "R%s"),
-                                  "m.svd:1: warning: register 'R%s' is an array of 65537 "
-                                  "elements, and is not used (1 to 65536 elements are supported)\n")),
+TEST(IrregularArray, IsLeftOutIfItHasTooManyElements) {
+    EXPECT_EQ(registersIn(readWithWarnings(arrayOf("65537", "R%s"),
+                                           "m.svd:1: warning: register 'R%s' is an array of 65537 "
+                                           "elements, and is not used (1 to 65536 elements are supported)\n")),
               "");
     EXPECT_EQ(onlyPeripheral(read(arrayOf("65536", "R%s"))).registers.size(), 65536U);
 }
 
-TEST(OddArray, WithoutAPlaceholderForTheIndexGetsOne) {
-    EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R"), "m.svd:1: warning: register 'R' is an array without a placeholder "
-                                                     "for the index in its name: [%s] is added\n")),
+TEST(IrregularArray, GetsAPlaceholderForTheIndexIfItHasNone) {
+    EXPECT_EQ(registersIn(readWithWarnings(arrayOf("2", "R"),
+                                           "m.svd:1: warning: register 'R' is an array without a placeholder "
+                                           "for the index in its name: [%s] is added\n")),
               "R[0] R[1] ");
 }
 
-TEST(OddArray, WithoutAnIncrementHasOneElement) {
-    EXPECT_EQ(
-        registersIn(readOdd(mapOf("<register><dim>2</dim><name>R%s</name><addressOffset>0</addressOffset>"
-                                  "</register>"),
-                            "m.svd:1: warning: register 'R%s' is an array whose dimIncrement is missing or 0: only its "
-                            "first element is used\n")),
-        "R0 ");
+TEST(IrregularArray, HasOneElementWithoutAnIncrement) {
+    EXPECT_EQ(registersIn(readWithWarnings(
+                  mapOf("<register><dim>2</dim><name>R%s</name><addressOffset>0</addressOffset>"
+                        "</register>"),
+                  "m.svd:1: warning: register 'R%s' is an array whose dimIncrement is missing or 0: only its "
+                  "first element is used\n")),
+              "R0 ");
 }
 
-TEST(OddArray, WithUnusableIndexesCountsThem) {
+TEST(IrregularArray, CountsItsElementsIfItsIndexesAreUnusable) {
     for (const std::string index : {"A", "A,", "3-0", "0-1-2", "A-d", "D-A", "A-2", "0-99999999", ","}) {
-        EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
-                                      "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
-                                          "', which does not name 2 indexes: the elements are numbered from 0\n")),
-                  "R0 R1 ");
+        EXPECT_EQ(
+            registersIn(readWithWarnings(arrayOf("2", "R%s", element("dimIndex", index)),
+                                         "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
+                                             "', which does not name 2 indexes: the elements are numbered from 0\n")),
+            "R0 R1 ");
     }
 }
 
-TEST(OddArray, WithALongIndexCountsThem) {
+TEST(IrregularArray, CountsItsElementsIfAnIndexIsLong) {
     const std::string longest(64, 'x');
     EXPECT_EQ(registersIn(read(arrayOf("2", "R%s", element("dimIndex", "A," + longest)))), "RA R" + longest + " ");
     const std::string index = "A,x" + longest;
-    EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", element("dimIndex", index)),
-                                  "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
-                                      "', which does not name 2 indexes: the elements are numbered from 0\n")),
+    EXPECT_EQ(registersIn(readWithWarnings(arrayOf("2", "R%s", element("dimIndex", index)),
+                                           "m.svd:1: warning: register 'R%s' has the dimIndex '" + index +
+                                               "', which does not name 2 indexes: the elements are numbered from 0\n")),
               "R0 R1 ");
 }
 
-TEST(OddArray, WithTooManyIndexesTakesTheFirst) {
-    EXPECT_EQ(registersIn(readOdd(arrayOf("2", "R%s", "<dimIndex>A,B,C</dimIndex>"),
-                                  "m.svd:1: warning: register 'R%s' has more indexes in its dimIndex than its dim has "
-                                  "elements: the last indexes are not used\n")),
+TEST(IrregularArray, UsesTheFirstOfTooManyIndexes) {
+    EXPECT_EQ(registersIn(
+                  readWithWarnings(arrayOf("2", "R%s", "<dimIndex>A,B,C</dimIndex>"),
+                                   "m.svd:1: warning: register 'R%s' has more indexes in its dimIndex than its dim has "
+                                   "elements: the last indexes are not used\n")),
               "RA RB ");
 }
 
-TEST(OddArray, WithoutADimIsOneElement) {
-    EXPECT_EQ(registersIn(readOdd(
+TEST(IrregularArray, IsOneElementWithoutADim) {
+    EXPECT_EQ(registersIn(readWithWarnings(
                   mapOf("<register><dimIndex>A,B</dimIndex><name>R[%s]</name>"
                         "<addressOffset>0</addressOffset></register>"),
                   "m.svd:1: warning: register 'R[%s]' has a dimIncrement or dimIndex, but no dim: it is not an array\n"
@@ -172,49 +176,50 @@ TEST(OddArray, WithoutADimIsOneElement) {
               "R ");
 }
 
-TEST(OddArray, HasElementsOnlyWhereAddressesAre) {
+TEST(IrregularArray, LeavesOutElementsOutsideTheAddressRange) {
     const auto map = [](const std::string& dim, const std::string& offset) {
         return mapOf("<register>" + element("dim", dim) + "<dimIncrement>1</dimIncrement><name>R%s</name>" +
                      element("addressOffset", offset) + "<size>8</size></register>");
     };
     const std::string warning = "m.svd:1: warning: register 'R%s' has elements with an offset that does not fit in 64 "
                                 "bits: these elements are not used\n";
-    const Maps::Peripheral peripheral = onlyPeripheral(readOdd(map("65536", "0xFFFFFFFFFFFFFFFE"), warning));
+    const Maps::Peripheral peripheral = onlyPeripheral(readWithWarnings(map("65536", "0xFFFFFFFFFFFFFFFE"), warning));
     EXPECT_EQ(namesOf(peripheral.registers), "R0 R1 ");
     EXPECT_EQ(peripheral.registers[0].arrayElement.array->size, 65536U);
-    EXPECT_EQ(registersIn(readOdd(map("3", "0xFFFFFFFFFFFFFFFE"), warning)), "R0 R1 ");
+    EXPECT_EQ(registersIn(readWithWarnings(map("3", "0xFFFFFFFFFFFFFFFE"), warning)), "R0 R1 ");
     EXPECT_EQ(registersIn(read(map("2", "0xFFFFFFFFFFFFFFFE"))), "R0 R1 ");
 }
 
-TEST(OddArray, EndsWith64BitsOfAddresses) {
+TEST(IrregularArray, HasOneElementIfItsOffsetsDoNotFitIn64Bits) {
     const auto map = [](const std::string& increment) {
         return mapOf("<register><dim>3</dim>" + element("dimIncrement", increment) +
                      "<name>R%s</name><addressOffset>16</addressOffset></register>");
     };
-    EXPECT_EQ(registersIn(readOdd(map("0x7FFFFFFFFFFFFFFF"),
-                                  "m.svd:1: warning: register 'R%s' is an array whose "
-                                  "offsets do not fit in 64 bits: only its first element is used\n")),
+    EXPECT_EQ(registersIn(readWithWarnings(map("0x7FFFFFFFFFFFFFFF"),
+                                           "m.svd:1: warning: register 'R%s' is an array whose "
+                                           "offsets do not fit in 64 bits: only its first element is used\n")),
               "R0 ");
-    EXPECT_EQ(registersIn(readOdd(map("0x5555555555555555"), "")), "R0 R1 R2 ");
-    EXPECT_EQ(registersIn(readOdd(mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
-                                        "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
-                                        "</register>"),
-                                  "m.svd:1: warning: register 'R%s' has elements with an offset that does not fit in "
-                                  "64 bits: these elements are not used\n")),
+    EXPECT_EQ(registersIn(readWithWarnings(map("0x5555555555555555"), "")), "R0 R1 R2 ");
+    EXPECT_EQ(registersIn(
+                  readWithWarnings(mapOf("<register><dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement>"
+                                         "<name>R%s</name><addressOffset>0x8000000000000001</addressOffset>"
+                                         "</register>"),
+                                   "m.svd:1: warning: register 'R%s' has elements with an offset that does not fit in "
+                                   "64 bits: these elements are not used\n")),
               "R0 ");
     const std::string peripheral =
         element("peripheral", "<dim>2</dim><dimIncrement>0x7FFFFFFFFFFFFFFF</dimIncrement><name>P%s</name>"
                               "<baseAddress>0x8000000000000001</baseAddress>" +
                                   element("registers", registerOf("")));
-    EXPECT_EQ(namesOf(readOdd(deviceOf(peripheral),
-                              "m.svd:1: warning: peripheral 'P%s' has elements with an address that does not "
-                              "fit in 64 bits: these elements are not used\n")
+    EXPECT_EQ(namesOf(readWithWarnings(deviceOf(peripheral),
+                                       "m.svd:1: warning: peripheral 'P%s' has elements with an address that does not "
+                                       "fit in 64 bits: these elements are not used\n")
                           .peripherals),
               "P0 ");
 }
 
-TEST(OddArray, OfFieldsEndsWithTheHighestBit) {
-    const Maps::Register aRegister = onlyRegister(readOdd(
+TEST(IrregularArray, EndsAtTheHighestBitIfItsElementsAreFields) {
+    const Maps::Register aRegister = onlyRegister(readWithWarnings(
         mapOfFields("<field><dim>3</dim><dimIncrement>40000</dimIncrement><name>F%s</name>"
                     "<bitOffset>0</bitOffset></field>"),
         "m.svd:1: warning: field 'F%s' has elements with bits higher than bit 65535: these elements are not used\n"

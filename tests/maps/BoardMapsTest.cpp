@@ -48,7 +48,7 @@ unsigned int widthOf(const std::string& type) {
     return static_cast<unsigned int>(std::stoul(type.substr(type.find_first_of("0123456789"))));
 }
 
-TEST(BoardMaps, AreWithoutFault) {
+TEST(BoardMaps, HaveNoErrorsAndNoWarnings) {
     Catalog catalog = boardMaps();
     ASSERT_EQ(catalog.files().size(), 2U);
     for (std::size_t i = 0; i < catalog.files().size(); ++i) {

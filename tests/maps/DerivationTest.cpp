@@ -20,7 +20,7 @@ const std::string at4 = "<addressOffset>4</addressOffset>";
 const std::string at8 = "<addressOffset>8</addressOffset>";
 const std::string described = "<description>C</description>";
 
-TEST(DerivedPeripheral, TakesEverythingOverButItsName) {
+TEST(DerivedPeripheral, InheritsEverythingExceptItsName) {
     const Maps::Device device =
         read(deviceOf(named("peripheral", "A",
                             "<description>An A</description><headerStructName>S</headerStructName>"
@@ -43,7 +43,7 @@ TEST(DerivedPeripheral, TakesEverythingOverButItsName) {
     EXPECT_EQ(named(b.registers, "R").access, Maps::Access::ReadOnly);
 }
 
-TEST(DerivedPeripheral, GivesItsOwnPropertiesToRegistersThatItTakesOver) {
+TEST(DerivedPeripheral, AppliesItsOwnPropertiesToInheritedRegisters) {
     const Maps::Device device = read(deviceOf(
         peripheralOf(registerOf("")) +
         derived("peripheral", "P", "<name>B</name><baseAddress>0x2000</baseAddress><access>write-only</access>")));
@@ -64,20 +64,20 @@ TEST(DerivedPeripheral, AddsAndReplacesRegisters) {
     EXPECT_EQ(namesOf(named(device.peripherals, "P").registers), "R S ");
 }
 
-TEST(DerivedPeripheral, MayComeBeforeTheOtherOne) {
+TEST(DerivedPeripheral, MayPrecedeItsBase) {
     const Maps::Device device = read(deviceOf(
         derived("peripheral", "P", "<name>B</name><baseAddress>0x2000</baseAddress>") + peripheralOf(registerOf(""))));
     EXPECT_EQ(namesOf(named(device.peripherals, "B").registers), "R ");
 }
 
-TEST(DerivedPeripheral, MayBeDerivedOverSeveral) {
+TEST(DerivedPeripheral, MayHaveADerivedBase) {
     const Maps::Device device = read(deviceOf(
         derived("peripheral", "B", "<name>C</name><baseAddress>0x3000</baseAddress>") +
         derived("peripheral", "P", "<name>B</name><baseAddress>0x2000</baseAddress>") + peripheralOf(registerOf(""))));
     EXPECT_EQ(namesOf(named(device.peripherals, "C").registers), "R ");
 }
 
-TEST(DerivedCluster, TakesEverythingOver) {
+TEST(DerivedCluster, InheritsEverything) {
     const Maps::Peripheral peripheral =
         onlyPeripheral(read(mapOf(named("cluster", "A",
                                         "<description>An A</description><alternateCluster>Z</alternateCluster>"
@@ -115,7 +115,7 @@ void expectFull(const Maps::Register& aRegister) {
     EXPECT_EQ(namesOf(aRegister.fields), "F ");
 }
 
-TEST(DerivedRegister, TakesEverythingOver) {
+TEST(DerivedRegister, InheritsEverything) {
     const Maps::Peripheral peripheral = onlyPeripheral(
         read(mapOf(named("register", "A", at0 + full) + derived("register", "A", "<name>B</name>" + at4))));
     const Maps::Register& b = named(peripheral.registers, "B");
@@ -123,14 +123,14 @@ TEST(DerivedRegister, TakesEverythingOver) {
     expectFull(b);
 }
 
-TEST(DerivedRegister, IsOfTheSameGroup) {
+TEST(DerivedRegister, InheritsTheAlternateGroup) {
     const Maps::Peripheral peripheral =
         onlyPeripheral(read(mapOf(named("register", "A", "<alternateGroup>G</alternateGroup>" + at0) +
                                   derived("register", "A", "<name>B</name>" + at4))));
     EXPECT_EQ(named(peripheral.registers, "B").alternateGroup, "G");
 }
 
-TEST(DerivedRegister, ReplacesWhatItSaysItself) {
+TEST(DerivedRegister, ReplacesTheElementsThatItContains) {
     const Maps::Peripheral peripheral = onlyPeripheral(read(
         mapOf(named("register", "A", at0 + full) +
               derived("register", "A",
@@ -144,7 +144,7 @@ TEST(DerivedRegister, ReplacesWhatItSaysItself) {
     EXPECT_EQ(named(b.fields, "F").lsb, 3U);
 }
 
-TEST(DerivedRegister, IsFoundByItsPath) {
+TEST(DerivedRegister, FindsItsBaseByItsPath) {
     const std::string inner = named("cluster", "IN", described + at0 + named("register", "A", at0 + full));
     const std::string first =
         named("peripheral", "Q",
@@ -154,7 +154,7 @@ TEST(DerivedRegister, IsFoundByItsPath) {
     expectFull(named(named(device.peripherals, "P").registers, "B"));
 }
 
-TEST(DerivedRegister, IsFoundInWhatAPeripheralTakesOver) {
+TEST(DerivedRegister, FindsItsBaseAmongInheritedRegisters) {
     const Maps::Device device =
         read(deviceOf(peripheralOf(named("register", "A", at0 + full)) +
                       derived("peripheral", "P",
@@ -167,7 +167,7 @@ TEST(DerivedRegister, IsFoundInWhatAPeripheralTakesOver) {
     expectFull(named(named(device.peripherals, "T").registers, "C"));
 }
 
-TEST(DerivedRegister, IsFoundAsAnArrayAndAsAnElementOfOne) {
+TEST(DerivedRegister, MayHaveAnArrayOrAnElementAsItsBase) {
     const auto array = [](const std::string& name, const std::string& further) {
         return named("register", name, "<dim>3</dim><dimIncrement>4</dimIncrement>" + further + at0 + full);
     };
@@ -181,18 +181,19 @@ TEST(DerivedRegister, IsFoundAsAnArrayAndAsAnElementOfOne) {
     }
 }
 
-TEST(DerivedRegister, IsNotFoundBeyondAnArray) {
+TEST(DerivedRegister, CannotHaveAnElementOutsideAnArrayAsItsBase) {
     const std::string counted = named("register", "A[%s]", "<dim>2</dim><dimIncrement>4</dimIncrement>" + at0);
     const std::string listed =
         named("register", "A%s", "<dim>2</dim><dimIncrement>4</dimIncrement><dimIndex>X,Y</dimIndex>" + at0);
     for (const auto& [base, from] : std::vector<std::pair<std::string, std::string>>{
              {counted, "A[2]"}, {counted, "A[00]"}, {counted, "A[]"}, {counted, "A["}, {listed, "AZ"}}) {
-        readOdd(mapOf(base + derived("register", from, "<name>B</name><addressOffset>64</addressOffset>")),
-                "m.svd:1: warning: register 'B' is derived from '" + from + "', which is not a register of the map\n");
+        readWithWarnings(mapOf(base + derived("register", from, "<name>B</name><addressOffset>64</addressOffset>")),
+                         "m.svd:1: warning: register 'B' is derived from '" + from +
+                             "', which is not a register of the map\n");
     }
 }
 
-TEST(DerivedRegister, IsAnArrayIfItsNameHasAPlaceForTheIndex) {
+TEST(DerivedRegister, IsAnArrayIfItsNameHasAnIndexPlaceholder) {
     const auto map = [](const std::string& name) {
         return mapOf(
             named("register", "A%s", "<dim>2</dim><dimIncrement>4</dimIncrement><dimIndex>X,Y</dimIndex>" + at0) +
@@ -206,7 +207,7 @@ std::string derivedFields(const std::string& base, const std::string& own) {
     return mapOfFields(named("field", "A", base) + derived("field", "A", "<name>B</name>" + own));
 }
 
-TEST(DerivedField, TakesEverythingOver) {
+TEST(DerivedField, InheritsEverything) {
     const Maps::Register aRegister = onlyRegister(read(derivedFields(
         "<description>An A</description><bitRange>[3:0]</bitRange><access>read-only</access>"
         "<modifiedWriteValues>oneToSet</modifiedWriteValues><readAction>clear</readAction>"
@@ -234,7 +235,7 @@ TEST(DerivedField, KeepsItsWidthAtAnotherOffset) {
     }
 }
 
-TEST(DerivedField, IsFoundByItsPath) {
+TEST(DerivedField, FindsItsBaseByItsPath) {
     const Maps::Device device =
         read(mapOf(registerOf("<fields><field><name>A</name><bitRange>[3:1]</bitRange></field></fields>") +
                    named("register", "S", at4 + element("fields", derived("field", "P.R.A", "<name>B</name>")))));
@@ -262,7 +263,7 @@ std::string derivedValues(const std::string& from, const std::string& further = 
                               at0 + element("fields", field("B", "0", derived("enumeratedValues", from, further)))))));
 }
 
-TEST(DerivedValues, AreFoundByAnyEndOfTheirPath) {
+TEST(DerivedValues, FindTheirBaseByAnyEndOfItsPath) {
     for (const std::string from : {"Switch", "A.Switch", "R.A.Switch", "P.R.A.Switch"}) {
         const Maps::Device device = read(derivedValues(from));
         const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
@@ -296,7 +297,7 @@ TEST(DerivedValues, MayBeDerivedFromDerivedValues) {
     }
 }
 
-TEST(DerivedValues, AreThoseOfTheNearestName) {
+TEST(DerivedValues, PreferTheNearestBaseOfTheirName) {
     const auto field = [](const std::string& name, const std::string& bit, const std::string& content) {
         return named("field", name, element("bitOffset", bit) + content);
     };
@@ -314,7 +315,7 @@ TEST(DerivedValues, AreThoseOfTheNearestName) {
     EXPECT_EQ(namesOf(b.enumerations[0].values), "Near ");
 }
 
-TEST(DerivedValues, AreFoundInWhatAPeripheralTakesOver) {
+TEST(DerivedValues, FindTheirBaseAmongInheritedFields) {
     const Maps::Device device = read(deviceOf(
         derived("peripheral", "P", "<name>T</name><baseAddress>0x3000</baseAddress>") +
         peripheralOf(registerOf("<fields><field><name>A</name><bitOffset>0</bitOffset><enumeratedValues>"
@@ -328,56 +329,57 @@ TEST(DerivedValues, AreFoundInWhatAPeripheralTakesOver) {
     EXPECT_EQ(namesOf(named(named(q.registers, "R").fields, "B").enumerations[0].values), "Off On ");
 }
 
-TEST(OddDerivation, FromNothingTakesNothingOver) {
-    readOdd(deviceOf(peripheralOf(registerOf("")) + "\n" +
-                     derived("peripheral", "X", "<name>Q</name><baseAddress>0</baseAddress>")),
-            "m.svd:2: warning: peripheral 'Q' has no registers\n"
-            "m.svd:2: warning: peripheral 'Q' is derived from 'X', which is not a peripheral of the map\n");
-    readOdd(mapOf(registerOf("") + derived("register", "P.X.R", "<name>S</name>" + at4)),
-            "m.svd:1: warning: register 'S' is derived from 'P.X.R', which is not a register of the map\n");
-    readOdd(mapOf(registerOf("") + derived("register", "S", "<name>S</name>" + at4)),
-            "m.svd:1: warning: register 'S' is derived from 'S', which is not a register of the map\n");
-    readOdd(mapOf(registerOf("") + derived("register", "..", "<name>S</name>" + at4)),
-            "m.svd:1: warning: register 'S' is derived from '..', which is not a register of the map\n");
+TEST(IrregularDerivation, InheritsNothingFromAnUnknownName) {
+    readWithWarnings(deviceOf(peripheralOf(registerOf("")) + "\n" +
+                              derived("peripheral", "X", "<name>Q</name><baseAddress>0</baseAddress>")),
+                     "m.svd:2: warning: peripheral 'Q' has no registers\n"
+                     "m.svd:2: warning: peripheral 'Q' is derived from 'X', which is not a peripheral of the map\n");
+    readWithWarnings(mapOf(registerOf("") + derived("register", "P.X.R", "<name>S</name>" + at4)),
+                     "m.svd:1: warning: register 'S' is derived from 'P.X.R', which is not a register of the map\n");
+    readWithWarnings(mapOf(registerOf("") + derived("register", "S", "<name>S</name>" + at4)),
+                     "m.svd:1: warning: register 'S' is derived from 'S', which is not a register of the map\n");
+    readWithWarnings(mapOf(registerOf("") + derived("register", "..", "<name>S</name>" + at4)),
+                     "m.svd:1: warning: register 'S' is derived from '..', which is not a register of the map\n");
 }
 
-TEST(OddDerivation, FromAnEmptyOrLongNameTakesNothingOver) {
+TEST(IrregularDerivation, InheritsNothingFromAnEmptyOrLongName) {
     const std::string warning =
         "m.svd:1: warning: attribute 'derivedFrom' is empty or longer than 1024 characters, and is not used\n";
-    readOdd(mapOf(derived("register", " ", "<name>S</name>" + at4)), warning);
-    readOdd(mapOf(derived("register", std::string(1025, 'x'), "<name>S</name>" + at4)), warning);
+    readWithWarnings(mapOf(derived("register", " ", "<name>S</name>" + at4)), warning);
+    readWithWarnings(mapOf(derived("register", std::string(1025, 'x'), "<name>S</name>" + at4)), warning);
 }
 
-TEST(OddDerivation, InACircleIsCut) {
-    const Maps::Peripheral peripheral =
-        onlyPeripheral(readOdd(mapOf(derived("register", "B", "<name>A</name>" + at0 + "<access>read-only</access>") +
-                                     "\n" + derived("register", "C", "<name>B</name>" + at4) + "\n" +
-                                     derived("register", "A", "<name>C</name>" + at8 + "<size>16</size>")),
-                               "m.svd:1: warning: register 'A' is derived from itself: derivedFrom is not used\n"));
+TEST(IrregularDerivation, IsCutIfItIsCircular) {
+    const Maps::Peripheral peripheral = onlyPeripheral(
+        readWithWarnings(mapOf(derived("register", "B", "<name>A</name>" + at0 + "<access>read-only</access>") + "\n" +
+                               derived("register", "C", "<name>B</name>" + at4) + "\n" +
+                               derived("register", "A", "<name>C</name>" + at8 + "<size>16</size>")),
+                         "m.svd:1: warning: register 'A' is derived from itself: derivedFrom is not used\n"));
     EXPECT_EQ(namesOf(peripheral.registers), "A B C ");
 }
 
-TEST(OddDerivation, OfValuesFindsNone) {
+TEST(IrregularDerivation, FindsNoValuesAtAWrongPath) {
     for (const std::string from : {"X", "R.A.X", "P.R.X.Switch", "."}) {
         const Maps::Device device =
-            readOdd(derivedValues(from), "m.svd:1: warning: element 'enumeratedValues' is derived from '" + from +
-                                             "', for which the map has no enumerated values\n");
+            readWithWarnings(derivedValues(from), "m.svd:1: warning: element 'enumeratedValues' is derived from '" +
+                                                      from + "', for which the map has no enumerated values\n");
         const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
         EXPECT_TRUE(field.enumerations.empty());
     }
-    readOdd(derivedValues("Own", "<name>Own</name>"), "m.svd:1: warning: element 'enumeratedValues' is derived from "
-                                                      "'Own', for which the map has no enumerated values\n");
+    readWithWarnings(derivedValues("Own", "<name>Own</name>"),
+                     "m.svd:1: warning: element 'enumeratedValues' is derived from "
+                     "'Own', for which the map has no enumerated values\n");
 }
 
-TEST(OddDerivation, OfValuesBesideOwnOnesIsNotUsed) {
-    const Maps::Device device = readOdd(
+TEST(IrregularDerivation, IsNotUsedForElementsThatContainValues) {
+    const Maps::Device device = readWithWarnings(
         derivedValues("Switch", "<enumeratedValue><name>Own</name><value>1</value></enumeratedValue>"),
         "m.svd:1: warning: element 'enumeratedValues' is derived and also contains values: the values are used\n");
     const Maps::Field field = named(named(named(device.peripherals, "Q").registers, "S").fields, "B");
     EXPECT_EQ(namesOf(field.enumerations[0].values), "Own ");
 }
 
-TEST(Derivation, OverAnyNumberOfStepsEnds) {
+TEST(Derivation, MayHaveAnyNumberOfSteps) {
     constexpr int count = 2000;
     std::string registers;
     for (int i = 0; i < count; ++i) {
@@ -389,7 +391,7 @@ TEST(Derivation, OverAnyNumberOfStepsEnds) {
     expectFull(onlyPeripheral(read(mapOf(registers))).registers[0]);
 }
 
-TEST(Derivation, OverAnyNumberOfPathsEnds) {
+TEST(Derivation, MayHaveAnyNumberOfPaths) {
     constexpr int count = 20000;
     std::string clusters;
     for (int i = 0; i < count; ++i) {

@@ -39,11 +39,11 @@ TEST(DeviceRegisters, CannotShareAWordOfTheDevice) {
     EXPECT_EQ(registers.obstacleTo(1), "register B: offset 0x00000001 is not a multiple of 2 (16-bit registers)");
 }
 
-TEST(DeviceRegisters, HaveTheReadEffectsOfAllRegistersInTheWord) {
+TEST(DeviceRegisters, HaveTheReadSideEffectsOfAllRegistersInTheWord) {
     const Registers registers(sized("A", 0, 16) + sized("B", 2, 8) +
                               sized("C", 3, 8, "<readAction>clear</readAction>"));
-    EXPECT_FALSE(registers.wordOf(0).hasReadEffect);
-    EXPECT_TRUE(registers.wordOf(1).hasReadEffect);
+    EXPECT_FALSE(registers.wordOf(0).hasReadSideEffect);
+    EXPECT_TRUE(registers.wordOf(1).hasReadSideEffect);
     EXPECT_EQ(registers.wordOf(1).width, 16U);
 }
 

@@ -19,7 +19,7 @@ TEST(Field, HasABitRangeInEverySpelling) {
     expectBits(onlyField(read(fieldWithBits("<bitOffset>0x4</bitOffset>"))), 4, 4);
 }
 
-TEST(Field, HasWhatItsElementsSay) {
+TEST(Field, HasTheValuesOfItsElements) {
     const Maps::Field field = onlyField(read(mapOfFields(
         fieldOf("<description>A\n field</description><access>read-only</access><readAction>set</readAction>"
                 "<modifiedWriteValues>oneToClear</modifiedWriteValues>"
@@ -106,28 +106,28 @@ TEST(Field, NamesValuesWithOpenBits) {
     EXPECT_EQ(field.enumerations[0].values[0].mask, ~std::uint64_t{3});
 }
 
-TEST(OddField, WithoutABitRangeIsLeftOut) {
+TEST(IrregularField, IsLeftOutWithoutABitRange) {
     const std::string warning =
         "m.svd:1: warning: field 'F' has no valid bit range (bits 0 to 65535), and is not used\n";
     for (const std::string bits :
          {"", "<msb>3</msb>", "<bitWidth>3</bitWidth>", "<bitOffset>0</bitOffset><bitWidth>0</bitWidth>",
           "<bitOffset>65536</bitOffset>", "<lsb>0</lsb><msb>65536</msb>",
           "<bitOffset>0</bitOffset><bitWidth>65536</bitWidth>", "<bitOffset>65535</bitOffset><bitWidth>2</bitWidth>"}) {
-        EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(bits), warning)).fields.empty()) << bits;
+        EXPECT_TRUE(onlyRegister(readWithWarnings(fieldWithBits(bits), warning)).fields.empty()) << bits;
     }
     for (const std::string range : {"7:4", "[7]", "[7-4]", "[a:4]", "[7:]", "[:4]", "[]", ":"}) {
-        EXPECT_TRUE(onlyRegister(readOdd(fieldWithBits(element("bitRange", range)),
-                                         "m.svd:1: warning: bitRange '" + range +
-                                             "' is not of the form [MSB:LSB], and is not used\n" + warning))
+        EXPECT_TRUE(onlyRegister(readWithWarnings(fieldWithBits(element("bitRange", range)),
+                                                  "m.svd:1: warning: bitRange '" + range +
+                                                      "' is not of the form [MSB:LSB], and is not used\n" + warning))
                         .fields.empty())
             << range;
     }
 }
 
-TEST(OddField, TurnsABitRangeAround) {
-    expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[4:7]</bitRange>"),
-                                 "m.svd:1: warning: field 'F' has its most significant bit below its least "
-                                 "significant one: they are swapped\n")),
+TEST(IrregularField, SwapsTheEndsOfAReversedBitRange) {
+    expectBits(onlyField(readWithWarnings(fieldWithBits("<bitRange>[4:7]</bitRange>"),
+                                          "m.svd:1: warning: field 'F' has its most significant bit below its least "
+                                          "significant one: they are swapped\n")),
                4, 7);
 }
 
@@ -137,35 +137,41 @@ TEST(Field, MayHaveSeveralBitRangesThatAgree) {
                4, 6);
 }
 
-TEST(OddField, HasTheFirstOfBitRangesThatContradict) {
-    expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitRange>[7:4]</bitRange>"),
-                                 "m.svd:1: warning: bitRange '[7:4]' contradicts another bit range, and is not "
-                                 "used\n")),
-               4, 6);
-    expectBits(onlyField(readOdd(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
-                                 "m.svd:1: warning: bitWidth '2' contradicts another bit range, and is not used\n")),
-               4, 6);
-    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>16</bitOffset><bitWidth>2</bitWidth>"
-                                               "<bitRange>[31:30]</bitRange>"),
-                                 "m.svd:1: warning: bitRange '[31:30]' contradicts another bit range, and is not "
-                                 "used\n")),
-               16, 17);
-    expectBits(onlyField(readOdd(fieldWithBits("<bitRange>[3:2]</bitRange><lsb>8</lsb><msb>9</msb>"),
-                                 "m.svd:1: warning: lsb '8' contradicts another bit range, and is not used\n"
-                                 "m.svd:1: warning: msb '9' contradicts another bit range, and is not used\n")),
-               2, 3);
+TEST(IrregularField, UsesTheFirstOfContradictoryBitRanges) {
+    expectBits(
+        onlyField(readWithWarnings(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitRange>[7:4]</bitRange>"),
+                                   "m.svd:1: warning: bitRange '[7:4]' contradicts another bit range, and is not "
+                                   "used\n")),
+        4, 6);
+    expectBits(
+        onlyField(readWithWarnings(fieldWithBits("<lsb>4</lsb><msb>6</msb><bitWidth>2</bitWidth>"),
+                                   "m.svd:1: warning: bitWidth '2' contradicts another bit range, and is not used\n")),
+        4, 6);
+    expectBits(
+        onlyField(readWithWarnings(fieldWithBits("<bitOffset>16</bitOffset><bitWidth>2</bitWidth>"
+                                                 "<bitRange>[31:30]</bitRange>"),
+                                   "m.svd:1: warning: bitRange '[31:30]' contradicts another bit range, and is not "
+                                   "used\n")),
+        16, 17);
+    expectBits(
+        onlyField(readWithWarnings(fieldWithBits("<bitRange>[3:2]</bitRange><lsb>8</lsb><msb>9</msb>"),
+                                   "m.svd:1: warning: lsb '8' contradicts another bit range, and is not used\n"
+                                   "m.svd:1: warning: msb '9' contradicts another bit range, and is not used\n")),
+        2, 3);
 }
 
-TEST(OddField, HasTheFirstCompleteBitRange) {
+TEST(IrregularField, UsesTheFirstCompleteBitRange) {
     const std::string warning = "m.svd:1: warning: bitOffset '4' contradicts another bit range, and is not used\n";
-    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><bitRange>[31:30]</bitRange>"), warning)), 30,
-               31);
-    expectBits(onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb>"), warning)), 8, 9);
     expectBits(
-        onlyField(readOdd(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb><bitWidth>3</bitWidth>"),
-                          warning + "m.svd:1: warning: bitWidth '3' contradicts another bit range, and is not "
-                                    "used\n")),
-        8, 9);
+        onlyField(readWithWarnings(fieldWithBits("<bitOffset>4</bitOffset><bitRange>[31:30]</bitRange>"), warning)), 30,
+        31);
+    expectBits(onlyField(readWithWarnings(fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb>"), warning)),
+               8, 9);
+    expectBits(onlyField(readWithWarnings(
+                   fieldWithBits("<bitOffset>4</bitOffset><lsb>8</lsb><msb>9</msb><bitWidth>3</bitWidth>"),
+                   warning + "m.svd:1: warning: bitWidth '3' contradicts another bit range, and is not "
+                             "used\n")),
+               8, 9);
 }
 
 TEST(Field, MayMixTheBitRangesOfTheFormat) {
@@ -173,21 +179,21 @@ TEST(Field, MayMixTheBitRangesOfTheFormat) {
     expectBits(onlyField(read(fieldWithBits("<bitOffset>24</bitOffset><msb>26</msb>"))), 24, 26);
 }
 
-TEST(OddDerivedField, IgnoresAWidthThatContradicts) {
-    const Maps::Register aRegister = onlyRegister(
-        readOdd(mapOfFields(fieldOf("") + "\n<field derivedFrom=\"F\"><name>G</name><msb>9</msb><bitWidth>2</bitWidth>"
-                                          "</field>"),
-                "m.svd:2: warning: field 'G' has a width that contradicts its most significant bit: the width is "
-                "not used\nm.svd:2: warning: field 'G' overlaps field 'F'\n"));
+TEST(IrregularDerivedField, IgnoresAContradictoryWidth) {
+    const Maps::Register aRegister = onlyRegister(readWithWarnings(
+        mapOfFields(fieldOf("") + "\n<field derivedFrom=\"F\"><name>G</name><msb>9</msb><bitWidth>2</bitWidth>"
+                                  "</field>"),
+        "m.svd:2: warning: field 'G' has a width that contradicts its most significant bit: the width is "
+        "not used\nm.svd:2: warning: field 'G' overlaps field 'F'\n"));
     expectBits(named(aRegister.fields, "G"), 4, 9);
 }
 
-TEST(OddField, OutsideOfItsRegisterIsKept) {
-    expectBits(
-        onlyField(readOdd(mapOf(registerOf("<size>8</size><fields>" +
-                                           element("field", "<name>F</name><bitRange>[8:4]</bitRange>") + "</fields>")),
-                          "m.svd:1: warning: field 'F' is outside the 8 bits of its register\n")),
-        4, 8);
+TEST(IrregularField, IsKeptOutsideItsRegister) {
+    expectBits(onlyField(readWithWarnings(
+                   mapOf(registerOf("<size>8</size><fields>" +
+                                    element("field", "<name>F</name><bitRange>[8:4]</bitRange>") + "</fields>")),
+                   "m.svd:1: warning: field 'F' is outside the 8 bits of its register\n")),
+               4, 8);
 }
 
 std::string twoFields(const std::string& first, const std::string& second) {
@@ -195,26 +201,28 @@ std::string twoFields(const std::string& first, const std::string& second) {
                        "</field>\n<field><name>B</name><bitRange>[7:5]</bitRange>" + second + "</field>");
 }
 
-TEST(OddFields, ThatOverlapAreBothUsed) {
+TEST(IrregularFields, AreBothUsedIfTheyOverlap) {
     EXPECT_EQ(
-        namesOf(onlyRegister(readOdd(twoFields("", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n")).fields),
+        namesOf(onlyRegister(readWithWarnings(twoFields("", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n"))
+                    .fields),
         "A B ");
-    readOdd(twoFields("<access>read-only</access>", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n");
-    readOdd(twoFields("<access>write-only</access>", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n");
+    readWithWarnings(twoFields("<access>read-only</access>", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n");
+    readWithWarnings(twoFields("<access>write-only</access>", ""), "m.svd:2: warning: field 'B' overlaps field 'A'\n");
 }
 
-TEST(OddFields, ThatOverlapBehindAShorterOneAreSeen) {
-    readOdd(mapOfFields("<field><name>A</name><bitRange>[9:0]</bitRange></field>\n"
-                        "<field><name>B</name><bitRange>[2:1]</bitRange></field>\n"
-                        "<field><name>C</name><bitRange>[8:7]</bitRange></field>"),
-            "m.svd:2: warning: field 'B' overlaps field 'A'\nm.svd:3: warning: field 'C' overlaps field 'A'\n");
+TEST(IrregularFields, AreReportedIfTheyOverlapAfterAShorterField) {
+    readWithWarnings(
+        mapOfFields("<field><name>A</name><bitRange>[9:0]</bitRange></field>\n"
+                    "<field><name>B</name><bitRange>[2:1]</bitRange></field>\n"
+                    "<field><name>C</name><bitRange>[8:7]</bitRange></field>"),
+        "m.svd:2: warning: field 'B' overlaps field 'A'\nm.svd:3: warning: field 'C' overlaps field 'A'\n");
 }
 
 TEST(Fields, MayOverlapIfOneIsReadAndTheOtherWritten) {
     read(twoFields("<access>read-only</access>", "<access>write-only</access>"));
 }
 
-TEST(OddFields, WithMoreAccessThanTheirRegisterKeepIt) {
+TEST(IrregularFields, KeepMoreAccessThanTheirRegister) {
     const auto warningFor = [](const std::string& ofRegister, const std::string& ofField) {
         return diagnosticsOf(Maps::readMap(
             mapOf(registerOf(element("access", ofRegister) + element("fields", fieldOf(element("access", ofField)))))));
@@ -226,103 +234,113 @@ TEST(OddFields, WithMoreAccessThanTheirRegisterKeepIt) {
     EXPECT_EQ(warningFor("write-only", "writeOnce"), "");
 }
 
-TEST(OddFields, OfTheSameNameAreBothUsed) {
-    EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
+TEST(IrregularFields, AreBothUsedIfTheyHaveTheSameName) {
+    EXPECT_EQ(namesOf(onlyRegister(
+                          readWithWarnings(mapOfFields(fieldOf("") + "\n<field><name>F</name><bitOffset>0</bitOffset>"
                                                                      "</field>"),
                                            "m.svd:2: warning: field 'F' has the same name as the field in line 1\n"))
                           .fields),
               "F F ");
 }
 
-Maps::Enumeration oddValues(const std::string& values, const std::string& warnings) {
-    const Maps::Field field = onlyField(readOdd(mapOfFields(fieldOf(element("enumeratedValues", values))), warnings));
+Maps::Enumeration valuesWithWarnings(const std::string& values, const std::string& warnings) {
+    const Maps::Field field =
+        onlyField(readWithWarnings(mapOfFields(fieldOf(element("enumeratedValues", values))), warnings));
     return field.enumerations.empty() ? Maps::Enumeration() : field.enumerations[0];
 }
 
-TEST(OddValue, WithoutANameIsKept) {
-    const Maps::Enumeration enumeration = oddValues("<enumeratedValue><value>1</value></enumeratedValue>\n"
-                                                    "<enumeratedValue><name></name><value>2</value></enumeratedValue>",
-                                                    "m.svd:1: warning: an enumerated value has no name\n"
-                                                    "m.svd:2: warning: an enumerated value has no name\n"
-                                                    "m.svd:2: warning: element 'name' is empty\n");
+TEST(IrregularValue, IsKeptWithoutAName) {
+    const Maps::Enumeration enumeration =
+        valuesWithWarnings("<enumeratedValue><value>1</value></enumeratedValue>\n"
+                           "<enumeratedValue><name></name><value>2</value></enumeratedValue>",
+                           "m.svd:1: warning: an enumerated value has no name\n"
+                           "m.svd:2: warning: an enumerated value has no name\n"
+                           "m.svd:2: warning: element 'name' is empty\n");
     ASSERT_EQ(enumeration.values.size(), 2U);
     EXPECT_EQ(enumeration.values[1].value, 2U);
 }
 
-TEST(OddValue, WithoutAValueIsLeftOut) {
-    EXPECT_EQ(namesOf(oddValues("<enumeratedValue><name>A</name></enumeratedValue>" + value("B", "1"),
-                                "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n")
+TEST(IrregularValue, IsLeftOutWithoutAValue) {
+    EXPECT_EQ(namesOf(valuesWithWarnings("<enumeratedValue><name>A</name></enumeratedValue>" + value("B", "1"),
+                                         "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n")
                           .values),
               "B ");
-    EXPECT_EQ(namesOf(oddValues(value("A", "abc") + value("B", "1"),
-                                "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n"
-                                "m.svd:1: warning: value 'abc' is not a number of up to 64 bits, and is not used\n")
-                          .values),
-              "B ");
+    EXPECT_EQ(
+        namesOf(valuesWithWarnings(value("A", "abc") + value("B", "1"),
+                                   "m.svd:1: warning: enumerated value 'A' has no value, and is not used\n"
+                                   "m.svd:1: warning: value 'abc' is not a number of up to 64 bits, and is not used\n")
+                    .values),
+        "B ");
 }
 
-TEST(OddValue, ThatIsTheDefaultKeepsItsValue) {
-    const Maps::Enumeration enumeration =
-        oddValues("<enumeratedValue><name>A</name><value>3</value><isDefault>true</isDefault></enumeratedValue>",
-                  "m.svd:1: warning: enumerated value 'A' has a value and is the default: the value is used\n");
+TEST(IrregularValue, KeepsItsValueIfItIsTheDefault) {
+    const Maps::Enumeration enumeration = valuesWithWarnings(
+        "<enumeratedValue><name>A</name><value>3</value><isDefault>true</isDefault></enumeratedValue>",
+        "m.svd:1: warning: enumerated value 'A' has a value and is the default: the value is used\n");
     EXPECT_FALSE(enumeration.values[0].isDefault);
     EXPECT_EQ(enumeration.values[0].value, 3U);
 }
 
-TEST(OddValue, ThatDoesNotFitIsKept) {
-    EXPECT_EQ(oddValues(value("A", "16") + value("B", "15"),
-                        "m.svd:1: warning: enumerated value 'A' does not fit in the 4 bits of field 'F'\n")
+TEST(IrregularValue, IsKeptIfItDoesNotFit) {
+    EXPECT_EQ(valuesWithWarnings(value("A", "16") + value("B", "15"),
+                                 "m.svd:1: warning: enumerated value 'A' does not fit in the 4 bits of field 'F'\n")
                   .values[0]
                   .value,
               16U);
-    readOdd(mapOfFields("<field><name>G</name><bitRange>[3:3]</bitRange>" +
-                        element("enumeratedValues", value("A", "2")) + "</field>"),
-            "m.svd:1: warning: enumerated value 'A' does not fit in the 1 bit of field 'G'\n");
+    readWithWarnings(mapOfFields("<field><name>G</name><bitRange>[3:3]</bitRange>" +
+                                 element("enumeratedValues", value("A", "2")) + "</field>"),
+                     "m.svd:1: warning: enumerated value 'A' does not fit in the 1 bit of field 'G'\n");
 }
 
-TEST(OddValues, ThatAreThereTwiceAreKept) {
-    EXPECT_EQ(namesOf(oddValues(value("A", "1") + "\n" + value("A", "2") + "\n" + value("B", "1"),
-                                "m.svd:2: warning: enumerated value 'A' has the same name as the enumerated value "
-                                "in line 1\n"
-                                "m.svd:3: warning: enumerated value 'B' has the same value as the enumerated value "
-                                "in line 1\n")
-                          .values),
-              "A A B ");
-    EXPECT_EQ(oddValues(value("A", "#1x") + value("B", "#10"), "").values.size(), 2U);
+TEST(IrregularValues, AreKeptIfTheyAreRepeated) {
+    EXPECT_EQ(
+        namesOf(valuesWithWarnings(value("A", "1") + "\n" + value("A", "2") + "\n" + value("B", "1"),
+                                   "m.svd:2: warning: enumerated value 'A' has the same name as the enumerated value "
+                                   "in line 1\n"
+                                   "m.svd:3: warning: enumerated value 'B' has the same value as the enumerated value "
+                                   "in line 1\n")
+                    .values),
+        "A A B ");
+    EXPECT_EQ(valuesWithWarnings(value("A", "#1x") + value("B", "#10"), "").values.size(), 2U);
 }
 
-TEST(OddValues, AreNotThereAtAll) {
-    oddValues("", "m.svd:1: warning: element 'enumeratedValues' has no usable enumerated value, and is not used\n");
+TEST(IrregularValues, AreLeftOutIfNoneIsUsable) {
+    valuesWithWarnings(
+        "", "m.svd:1: warning: element 'enumeratedValues' has no usable enumerated value, and is not used\n");
 }
 
-TEST(OddValues, AreOfTooManyEnumerations) {
+TEST(IrregularValues, MustNotHaveTooManyEnumerations) {
     std::string enumerations;
     for (int i = 0; i < 17; ++i) {
         enumerations += element("enumeratedValues", value("V", "1"));
     }
     EXPECT_EQ(
         onlyField(
-            readOdd(mapOfFields(fieldOf(enumerations)),
-                    "m.svd:1: warning: the field has more than 16 elements 'enumeratedValues': this element and later "
-                    "ones are not used\n"))
+            readWithWarnings(
+                mapOfFields(fieldOf(enumerations)),
+                "m.svd:1: warning: the field has more than 16 elements 'enumeratedValues': this element and later "
+                "ones are not used\n"))
             .enumerations.size(),
         16U);
 }
 
-TEST(OddConstraint, IsLeftOut) {
+TEST(IrregularConstraint, IsLeftOut) {
     const auto constraint = [](const std::string& content) {
         return mapOfFields(fieldOf(element("writeConstraint", content)));
     };
     const std::string warning = "m.svd:1: warning: a range is not used (give a minimum, and a maximum that is at "
                                 "least the minimum)\n";
-    EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
-    EXPECT_FALSE(onlyField(readOdd(constraint("<range><maximum>1</maximum></range>"), warning)).writeConstraint);
-    EXPECT_FALSE(onlyField(readOdd(constraint("<range><minimum>2</minimum><maximum>1</maximum></range>"), warning))
-                     .writeConstraint);
     EXPECT_FALSE(
-        onlyField(readOdd(constraint("<writeAsRead>yes</writeAsRead>"),
-                          "m.svd:1: warning: writeAsRead 'yes' is neither 'true' nor 'false', and is not used\n"))
+        onlyField(readWithWarnings(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
+    EXPECT_FALSE(
+        onlyField(readWithWarnings(constraint("<range><maximum>1</maximum></range>"), warning)).writeConstraint);
+    EXPECT_FALSE(
+        onlyField(readWithWarnings(constraint("<range><minimum>2</minimum><maximum>1</maximum></range>"), warning))
             .writeConstraint);
+    EXPECT_FALSE(onlyField(readWithWarnings(
+                               constraint("<writeAsRead>yes</writeAsRead>"),
+                               "m.svd:1: warning: writeAsRead 'yes' is neither 'true' nor 'false', and is not used\n"))
+                     .writeConstraint);
 }
 
 } // namespace

@@ -93,7 +93,7 @@ void expectMaskedValue(const std::vector<Assignment>& assignments, std::uint64_t
     EXPECT_EQ(result.mask, mask);
 }
 
-TEST(Assignments, OfFieldsWithTheSameNameAreThoseOfTheFieldThatIsGiven) {
+TEST(Assignments, SelectTheGivenFieldIfAnotherHasTheSameName) {
     const Maps::Register aRegister =
         onlyRegister(Maps::readMap(mapOfFields(field("F", "[3:0]") + field("F", "[7:4]"))).device.value());
     EXPECT_EQ(Maps::encode({"R", 0, &aRegister}, {{&aRegister.fields[1], "5"}}).value, 0x50U);
@@ -105,7 +105,7 @@ TEST(Assignments, AreOneMaskedWrite) {
     expectMaskedValue({}, 0, 0);
 }
 
-TEST(Assignments, HaveTheNamesForWriting) {
+TEST(Assignments, UseTheNamesForWriting) {
     expectMaskedValue({{"MODE", "run"}}, 0x8, 0xE);
     expectMaskedValue({{"MODE", "stop"}, {"KIND", "b"}}, 0x20000, 0x3000E);
 }
@@ -255,7 +255,7 @@ Maps::Register withPatterns() {
                                                      "</enumeratedValue>")))));
 }
 
-TEST(FieldPattern, IsANumberOrANameWithItsNumbers) {
+TEST(FieldPattern, MatchesANumberOrTheNumbersOfAName) {
     const Maps::Register aRegister = withPatterns();
     EXPECT_TRUE(matches("low", aRegister, 3));
     EXPECT_FALSE(matches("low", aRegister, 4));
@@ -265,7 +265,7 @@ TEST(FieldPattern, IsANumberOrANameWithItsNumbers) {
     EXPECT_EQ(Maps::namesToRead(aRegister.fields[0]), (std::vector<std::string>{"low", "8"}));
 }
 
-TEST(FieldPattern, IsNotANumberThatIsAlsoTheNameOfOtherNumbers) {
+TEST(FieldPattern, RefusesANumberThatIsAlsoTheNameOfOtherNumbers) {
     const Maps::Register aRegister = withPatterns();
     EXPECT_THROW(matches("4", aRegister, 4), Maps::RefusedValue);
     EXPECT_THROW(matches("9", aRegister, 9), Maps::RefusedValue);

@@ -33,7 +33,7 @@ Maps::Register registerWith(const std::string& fields, const std::string& furthe
 
 Maps::FieldWrite plan(const Maps::Register& aRegister, const Assignments& assignments) {
     const Maps::LocatedRegister located{"C.R", 0, &aRegister};
-    return planWrite(located, findFields(located, assignments), {aRegister.size, hasReadEffect(aRegister), {}});
+    return planWrite(located, findFields(located, assignments), {aRegister.size, hasReadSideEffect(aRegister), {}});
 }
 
 void expectMasked(const Maps::Register& aRegister, const Assignments& assignments, std::uint64_t value,
@@ -65,7 +65,7 @@ TEST(FieldWrite, IsMaskedAndSelectsTheAssignedFields) {
     expectMasked(aRegister, {{"C", "1"}, {"A", "0"}}, 0x80, 0x81);
 }
 
-TEST(FieldWrite, HasTheAssignedFieldsWithTheirNamesForWriting) {
+TEST(FieldWrite, ReportsTheAssignedFieldsWithTheirNamesForWriting) {
     const auto named = [](const std::string& usage, const std::string& name) {
         return element("enumeratedValues", element("name", usage + "s") + element("usage", usage) +
                                                element("enumeratedValue", element("name", name) + "<value>1</value>"));
@@ -106,7 +106,7 @@ TEST(FieldWrite, LeavesBitsWithoutAFieldAlone) {
     expectMasked(registerWith(bit("A", 0), modified("clear")), {{"A", "1"}}, 0x01, 0x01);
 }
 
-TEST(FieldWrite, LeavesAloneOneBitAtATimeOfFieldsThatOverlap) {
+TEST(FieldWrite, LeavesEachBitOfOverlappingFieldsAlone) {
     const std::string both =
         "<field><name>BOTH</name><bitRange>[1:0]</bitRange>" + modified("zeroToClear") + "</field>";
     expectMasked(
@@ -116,7 +116,7 @@ TEST(FieldWrite, LeavesAloneOneBitAtATimeOfFieldsThatOverlap) {
         {{"A", "0"}}, 0x02, 0x03);
 }
 
-TEST(FieldWrite, IsAPlainOneIfItHasAllBits) {
+TEST(FieldWrite, HasNoMaskIfItSelectsAllBits) {
     expectWhole(registerWith("<field><name>A</name><bitRange>[7:0]</bitRange></field>"), {{"A", "0x5A"}}, 0x5A);
     expectWhole(registerWith(bit("A", 0), modified("oneToSet")), {{"A", "1"}}, 0x01);
 }
@@ -149,7 +149,7 @@ TEST(FieldWrite, IsRefusedIfReadingHasASideEffect) {
         registerWith(bit("A", 0) + bit("B", 1) + bit("C", 2, "<access>read-only</access>" + clearedByReading)), reason);
 }
 
-TEST(FieldWrite, IsAPlainOneOfAllFieldsIfTheRegisterCannotBeRead) {
+TEST(FieldWrite, HasNoMaskIfTheRegisterCannotBeReadAndAllFieldsAreAssigned) {
     const Assignments both = {{"A", "1"}, {"B", "0"}};
     expectWhole(registerWith(bit("A", 0) + bit("B", 1), writeOnly), both, 0x01);
     expectWhole(registerWith(bit("A", 0) + bit("B", 1), clearedByReading), both, 0x01);
@@ -268,20 +268,20 @@ TEST(MaskedWrite, DependsOnTheOtherBitsOfARegisterWithARange) {
     EXPECT_NO_THROW(requireResultAllowed(located, {0x02, 0x02}, 0xFF01));
 }
 
-TEST(MaskedWrite, MayGiveAFieldTheValueThatLeavesItAlone) {
+TEST(MaskedWrite, MayAssignTheValueThatLeavesAFieldUnchanged) {
     const Maps::Register aRegister = registerWith(nibble(modified("oneToClear") + oneToNine) + bit("B", 4));
     const Maps::LocatedRegister located{"C.R", 0, &aRegister};
     EXPECT_NO_THROW(requireResultAllowed(located, {0x10, 0x1F}, 0x0F));
     expectResultRefused(located, {0x0C, 0x0F}, 0, "field C.R.A: value 12 is not allowed (write 1 to 9)");
 }
 
-TEST(ReadableBits, AreThoseOfReadableFieldsAndOfAReadableRegister) {
+TEST(ReadableBits, IncludeReadableFieldsAndTheOtherBitsOfAReadableRegister) {
     EXPECT_EQ(readableBits(registerWith(bit("A", 0) + bit("B", 1, writeOnly))), 0xFDU);
     const std::string both = "<access>read-write</access>";
-    const Maps::Register aRegister =
-        onlyRegister(readOdd(mapWith(bit("A", 0, both) + bit("B", 1), writeOnly),
-                             "m.svd:1: warning: field 'A' can be read, but its register cannot (the access of the "
-                             "field is used)\n"));
+    const Maps::Register aRegister = onlyRegister(
+        readWithWarnings(mapWith(bit("A", 0, both) + bit("B", 1), writeOnly),
+                         "m.svd:1: warning: field 'A' can be read, but its register cannot (the access of the "
+                         "field is used)\n"));
     EXPECT_EQ(readableBits(aRegister), 0x01U);
     const Maps::LocatedRegister located{"C.R", 0, &aRegister};
     EXPECT_NO_THROW(requireBitsReadable(located, 0x01));
@@ -326,7 +326,7 @@ TEST(FieldWrite, IsRefusedIfTwoFieldsNeedDifferentValuesOfABit) {
         {{"A", "1"}}, 0x01, 0x03);
 }
 
-TEST(WriteShape, IsThatOfEveryWriteOfTheFields) {
+TEST(WriteShape, AppliesToEveryWriteOfTheFields) {
     const Maps::Register aRegister =
         registerWith(bit("A", 0) + bit("B", 1, modified("oneToClear")) + bit("C", 2, modified("zeroToSet")));
     const Maps::LocatedRegister located{"R", 0, &aRegister};
@@ -336,7 +336,7 @@ TEST(WriteShape, IsThatOfEveryWriteOfTheFields) {
     EXPECT_FALSE(shape.isWhole);
 }
 
-TEST(WriteShape, RefusesAWriteOfAnAttributeWithItsOwnRemedy) {
+TEST(WriteShape, RefusesAWriteOfAnAttributeWithItsOwnHint) {
     const Maps::Register aRegister = registerWith(bit("A", 0) + bit("B", 1), writeOnly);
     const Maps::LocatedRegister located{"R", 0, &aRegister};
     try {
@@ -348,7 +348,7 @@ TEST(WriteShape, RefusesAWriteOfAnAttributeWithItsOwnRemedy) {
     }
 }
 
-TEST(ModifiedBits, AreThoseOfWritableFieldsAndOfTheBitsOutside) {
+TEST(ModifiedBits, IncludeWritableFieldsAndTheBitsOutside) {
     const Maps::ModifiedBits bits = modifiedBitsOf(registerWith(
         bit("A", 0) + bit("B", 1, modified("zeroToClear")) +
             bit("C", 2, "<access>read-only</access>" + modified("zeroToClear")) + bit("D", 3, modified("clear")),
@@ -359,11 +359,11 @@ TEST(ModifiedBits, AreThoseOfWritableFieldsAndOfTheBitsOutside) {
     EXPECT_EQ(bits.all(), 0xFBU);
 }
 
-TEST(ReadEffect, IsThatOfARegisterOrOfAField) {
-    EXPECT_FALSE(hasReadEffect(registerWith(bit("A", 0))));
-    EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0), "<readAction>modifyExternal</readAction>")));
-    EXPECT_TRUE(hasReadEffect(onlyRegister(read(mapOf(registerOf(clearedByReading))))));
-    EXPECT_TRUE(hasReadEffect(registerWith(bit("A", 0) + bit("B", 1, "<readAction>set</readAction>"))));
+TEST(ReadSideEffect, MayBelongToARegisterOrToAField) {
+    EXPECT_FALSE(hasReadSideEffect(registerWith(bit("A", 0))));
+    EXPECT_TRUE(hasReadSideEffect(registerWith(bit("A", 0), "<readAction>modifyExternal</readAction>")));
+    EXPECT_TRUE(hasReadSideEffect(onlyRegister(read(mapOf(registerOf(clearedByReading))))));
+    EXPECT_TRUE(hasReadSideEffect(registerWith(bit("A", 0) + bit("B", 1, "<readAction>set</readAction>"))));
 }
 
 } // namespace

@@ -82,7 +82,7 @@ TEST_F(MapCatalogs, HaveTheirPathsInTheGivenOrder) {
     EXPECT_EQ(MapCatalog({"b.svd", "a.svd", "b.svd"}).files(), (Paths{"b.svd", "a.svd", "b.svd"}));
 }
 
-TEST_F(MapCatalogs, HaveTheMapsOfAFolderInTheOrderOfTheirNames) {
+TEST_F(MapCatalogs, SortTheMapsOfAFolderByName) {
     for (const std::string name : {"c.svd", "a.svd", "B.svd", "b.svd"}) {
         store("maps/" + name, "");
     }
@@ -93,7 +93,7 @@ TEST_F(MapCatalogs, HaveTheMapsOfAFolderInTheOrderOfTheirNames) {
     EXPECT_EQ(MapCatalog({"maps/"}).files().front(), "maps/B.svd");
 }
 
-TEST_F(MapCatalogs, TakeOnlyMapsFromAFolder) {
+TEST_F(MapCatalogs, UseOnlyTheMapFilesOfAFolder) {
     for (const std::string name : {"a.svd", "a.xml", "svd", "a.svd~", "a.svd.bak", ".svd", ".hidden.svd", "a.SVD"}) {
         store("maps/" + name, "");
     }
@@ -112,7 +112,7 @@ TEST_F(MapCatalogs, FollowTheLinksOfAFolder) {
     EXPECT_EQ(errorOf([&] { catalog.find("B"); }), "maps/b.svd: error: No such file or directory");
 }
 
-TEST_F(MapCatalogs, TakeAGivenFileWhateverItsName) {
+TEST_F(MapCatalogs, AcceptAGivenFileWithAnyName) {
     store("map.xml", mapWith("A"));
     MapCatalog catalog({"map.xml"});
     EXPECT_EQ(fileFor(catalog, "A"), "map.xml");
@@ -150,7 +150,7 @@ TEST_F(MapCatalogs, RefuseAPathThatIsALoopOfLinks) {
     EXPECT_EQ(errorOfPaths({"loop"}, MapCatalog::MissingPath::Ignored), error);
 }
 
-TEST_F(MapCatalogs, FindTheFirstDescription) {
+TEST_F(MapCatalogs, FindTheFirstMapThatDescribesTheDevice) {
     store("a.svd", mapWith("A"));
     store("b.svd", mapWith("B"));
     store("other_b.svd", mapWith("B"));
@@ -190,7 +190,7 @@ TEST_F(MapCatalogs, ReadAFileOnce) {
     EXPECT_EQ(fileFor(catalog, "A"), "a.svd");
 }
 
-TEST_F(MapCatalogs, GiveTheMapOfEachFileWithItsWarnings) {
+TEST_F(MapCatalogs, ReturnTheMapOfEachFileWithItsWarnings) {
     store("a.svd", mapWith("A"));
     store("b.svd", "<device><odd/>\n" + mapWith("B").substr(mapWith("B").find("<name>")));
     MapCatalog catalog({"a.svd", "b.svd"});

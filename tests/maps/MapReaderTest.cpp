@@ -10,7 +10,7 @@ namespace {
 using Maps::readMap;
 using Maps::readMapFile;
 
-TEST(Map, HasWhatTheDeviceSays) {
+TEST(Map, HasThePropertiesOfTheDevice) {
     const Maps::Device device = read(
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<!-- a comment -->\n"
         "<device schemaVersion=\"1.3\" xmlns:xs=\"http://www.w3.org/2001/XMLSchema-instance\" "
@@ -30,7 +30,7 @@ TEST(Map, HasWhatTheDeviceSays) {
     EXPECT_EQ(namesOf(device.peripherals), "P ");
 }
 
-TEST(Map, HasWhatAPeripheralSays) {
+TEST(Map, HasThePropertiesOfAPeripheral) {
     const Maps::Peripheral peripheral = onlyPeripheral(read(deviceOf(
         "<peripheral><name>P</name><version>1</version><description>A\n P</description>"
         "<alternatePeripheral>Q</alternatePeripheral><groupName>G</groupName><prependToName>a</prependToName>"
@@ -75,7 +75,7 @@ TEST(Map, HasClustersInClusters) {
     EXPECT_EQ(namesOf(b.registers), "R ");
 }
 
-TEST(Map, HasTheLinesOfItsElements) {
+TEST(Map, HasTheLineNumbersOfItsElements) {
     const Maps::Peripheral peripheral = onlyPeripheral(
         read(deviceOf("\n" + peripheralOf("\n\n" + registerOf("<fields>\r\n" + fieldOf("") + "</fields>")))));
     EXPECT_EQ(peripheral.line, 2U);
@@ -100,14 +100,15 @@ TEST(Map, MayBeInAnotherEncoding) {
         wide += text[i] == '\xC2' ? "" : std::string(1, text[i]) + std::string(1, '\0');
     }
     EXPECT_EQ(
-        onlyRegister(readOdd(wide, "m.svd:2: warning: element 'unknown' is not part of the format, and is not used\n"))
+        onlyRegister(
+            readWithWarnings(wide, "m.svd:2: warning: element 'unknown' is not part of the format, and is not used\n"))
             .description.str(),
         "\xC2\xB5s");
 }
 
-TEST(Map, WithoutADeclaredEncodingIsReadAsLatin1) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<description>\xB5s</description>")),
-                                   "m.svd: warning: the file is not UTF-8, and was read as ISO-8859-1\n"))
+TEST(Map, IsReadAsLatin1WithoutADeclaredEncoding) {
+    EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf("<description>\xB5s</description>")),
+                                            "m.svd: warning: the file is not UTF-8, and was read as ISO-8859-1\n"))
                   .description.str(),
               "\xC2\xB5s");
 }
@@ -121,7 +122,7 @@ TEST(MapFile, IsRead) {
     EXPECT_EQ(onlyRegister(deviceIn(map)).name, "R");
 }
 
-TEST(MapFile, OfSeveralBlocksIsReadWhole) {
+TEST(MapFile, IsReadToTheEndIfItIsLong) {
     const TemporaryWorkingFolder folder;
     const std::string name = "m.svd";
     std::ofstream(name) << mapOf(registerOf("") + std::string(65536 * 2, ' '));
@@ -134,19 +135,17 @@ void expectFileError(const std::string& name, const std::string& error, const Ma
     EXPECT_EQ(diagnosticsOf(map), error);
 }
 
-TEST(MapFile, ThatIsMissingIsAnError) {
-    expectFileError("/nowhere/m.svd", "m.svd: error: No such file or directory\n");
-}
+TEST(MapFile, FailsIfItIsMissing) { expectFileError("/nowhere/m.svd", "m.svd: error: No such file or directory\n"); }
 
-TEST(MapFile, ThatIsAFolderIsAnError) { expectFileError("/tmp", "m.svd: error: Is a directory\n"); }
+TEST(MapFile, FailsIfItIsAFolder) { expectFileError("/tmp", "m.svd: error: Is a directory\n"); }
 
-TEST(MapFile, WithoutAnEndIsAnError) {
+TEST(MapFile, FailsIfItHasNoEnd) {
     Maps::Limits limits;
     limits.bytes = 100000;
     expectFileError("/dev/zero", "m.svd: error: the file has more than 100000 bytes\n", limits);
 }
 
-TEST(Diagnostics, AreInTheOrderOfTheirLines) {
+TEST(Diagnostics, AreSortedByLine) {
     const Maps::ReadMap map =
         readMap(deviceOf("<b/>\n\n<c/><a/>" + peripheralOf(registerOf("<size>7</size>"))) + "\n<d/>");
     EXPECT_EQ(diagnosticsOf(map), "m.svd:1: warning: element 'b' is not part of the format, and is not used\n"

@@ -74,7 +74,7 @@ inline Maps::Device read(const std::string& text) {
 }
 
 /** Returns the device of a map, which must be usable and have these warnings. */
-inline Maps::Device readOdd(const std::string& text, const std::string& warnings) {
+inline Maps::Device readWithWarnings(const std::string& text, const std::string& warnings) {
     const Maps::ReadMap map = Maps::readMap(text);
     EXPECT_EQ(diagnosticsOf(map), warnings);
     return deviceIn(map);

@@ -12,7 +12,7 @@ using Maps::namesLike;
 
 std::string at(const std::string& offset) { return element("addressOffset", offset); }
 
-/** Returns a map with an array of clusters from 0x10 on, and with a register at 0x40 that has an array of fields. */
+/** Returns a map with an array of clusters that begins at 0x10, and a register at 0x40 that has an array of fields. */
 Maps::Device map() {
     const std::string inner =
         "<cluster><name>IN</name><description>C</description>" + at("8") +
@@ -55,7 +55,7 @@ TEST(Peripheral, IsFoundByTheNameOfItsDevice) {
     EXPECT_EQ(findPeripheral(device, "TRAF.TOP"), nullptr);
 }
 
-TEST(Registers, AreAllThoseOfAPeripheralByTheirOffsets) {
+TEST(Registers, IncludeAllRegistersOfAPeripheralSortedByOffset) {
     std::string registers;
     const Maps::Device device = map();
     for (const Maps::LocatedRegister& located : Maps::registersOf(device.peripherals[0])) {
@@ -66,26 +66,26 @@ TEST(Registers, AreAllThoseOfAPeripheralByTheirOffsets) {
                          "CH1.IN.DATA[1]@44 CONTROL@64 ");
 }
 
-TEST(RegisterName, IsThatOfTheMap) {
+TEST(RegisterName, IsTheNameInTheMap) {
     EXPECT_EQ(found("CONTROL"), "CONTROL 64");
     EXPECT_EQ(found("CH1.CTRL"), "CH1.CTRL 32");
     EXPECT_EQ(found("CH0.IN.DATA[1]"), "CH0.IN.DATA[1] 28");
 }
 
-TEST(RegisterName, MayHaveAFieldBehindIt) {
+TEST(RegisterName, MayBeFollowedByAField) {
     EXPECT_EQ(found("CONTROL.MODE"), "CONTROL 64 MODE");
     EXPECT_EQ(found("CONTROL.PINB"), "CONTROL 64 PINB");
     EXPECT_EQ(found("CONTROL.PIN[B]"), "CONTROL 64 PINB");
 }
 
-TEST(RegisterName, MayHaveAnyIndexInBrackets) {
+TEST(RegisterName, MayHaveTheIndexOfAnArrayInBrackets) {
     EXPECT_EQ(found("CH[1].CTRL"), "CH1.CTRL 32");
     EXPECT_EQ(found("CH0.IN.DATA[Right]"), "CH0.IN.DATA[1] 28");
 }
 
 TEST(RegisterName, MayHaveWhatAViewerShowsAroundIt) { EXPECT_EQ(found("PRE_CONTROL_POST.MODE"), "CONTROL 64 MODE"); }
 
-TEST(RegisterName, MayHaveDotsOfItsOwn) {
+TEST(RegisterName, MayContainDots) {
     const auto named = [](const std::string& name) {
         return "<register><name>" + name + "</name>" + at("0x4") +
                "<fields><field><name>F.G</name><bitRange>[0:0]</bitRange></field></fields></register>";
@@ -123,7 +123,7 @@ std::uint64_t offsetOf(const std::string& name, const std::string& registers) {
     return result ? result->located.offset : UINT64_MAX;
 }
 
-TEST(RegisterName, IsThatOfTheMapRatherThanAnIndexInBrackets) {
+TEST(RegisterName, PrefersANameInTheMapToAnArrayIndex) {
     EXPECT_EQ(offsetOf("IRQ[1]", arrayAt("IRQ%s", "0") + registerAt("IRQ[1]", "0x20")), 0x20U);
     EXPECT_EQ(offsetOf("IRQ[0]", arrayAt("IRQ%s", "0") + registerAt("IRQ[1]", "0x20")), 0U);
     const auto cluster = [](const std::string& array, const std::string& name, const std::string& offset) {
@@ -135,7 +135,7 @@ TEST(RegisterName, IsThatOfTheMapRatherThanAnIndexInBrackets) {
     EXPECT_EQ(offsetOf("CH[1].IRQ[1]", clusters + cluster("", "CH[1]", "0x100")), 0x108U);
 }
 
-TEST(FieldName, IsThatOfTheMapRatherThanAnIndexInBrackets) {
+TEST(FieldName, PrefersANameInTheMapToAnArrayIndex) {
     const Maps::Register aRegister = onlyRegister(
         deviceIn(Maps::readMap(mapOfFields("<field><dim>2</dim><dimIncrement>1</dimIncrement><name>P%s</name>"
                                            "<bitOffset>0</bitOffset></field>"
@@ -144,7 +144,7 @@ TEST(FieldName, IsThatOfTheMapRatherThanAnIndexInBrackets) {
     EXPECT_EQ(Maps::findField(aRegister, "P[0]")->lsb, 0U);
 }
 
-TEST(RegisterName, OfSeveralRegistersIsThatWithTheLowestOffset) {
+TEST(RegisterName, SelectsTheLowestOffsetIfSeveralRegistersHaveIt) {
     const std::string high = registerAt("R", "8", "<fields>" + fieldOf("") + "</fields>");
     const std::string low = registerAt("R", "4", "<alternateGroup>G</alternateGroup>");
     EXPECT_EQ(offsetOf("R", high + low), 4U);
@@ -193,21 +193,21 @@ std::string like(const std::string& name) {
     return names;
 }
 
-TEST(UnknownName, IsLikeOthersInAnyCase) {
+TEST(UnknownName, IsComparedWithoutCase) {
     EXPECT_EQ(like("CONTROLX"), "CONTROL ");
     EXPECT_EQ(like("control"), "CONTROL ");
     EXPECT_EQ(like("ch1.ctlr"), "CH1.CTRL ");
     EXPECT_EQ(like("nothing"), "");
 }
 
-TEST(UnknownName, IsLikeAFieldBehindAKnownRegister) {
+TEST(UnknownName, IsComparedWithTheFieldsOfAKnownRegister) {
     EXPECT_EQ(like("CONTROL.MOED"), "CONTROL.MODE ");
     EXPECT_EQ(like("CONTROL.pinc"), "CONTROL.PINA CONTROL.PINB ");
 }
 
-TEST(UnknownName, IsLikeThreeOthersAtMost) { EXPECT_EQ(like("CH0.IN.DATA[2]"), "CH0.IN.DATA[0] CH0.IN.DATA[1] "); }
+TEST(UnknownName, HasAtMostThreeSimilarNames) { EXPECT_EQ(like("CH0.IN.DATA[2]"), "CH0.IN.DATA[0] CH0.IN.DATA[1] "); }
 
-TEST(UnknownName, HasTheFirstThreeOfManyThatItIsLike) {
+TEST(UnknownName, HasTheFirstThreeOfManySimilarNames) {
     const Maps::Device device =
         read(mapOf("<register><dim>9</dim><dimIncrement>4</dimIncrement><name>REG%s</name>" + at("0") + "</register>"));
     EXPECT_EQ(namesLike(device.peripherals[0], "REG9"), (std::vector<std::string>{"REG0", "REG1", "REG2"}));

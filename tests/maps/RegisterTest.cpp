@@ -7,7 +7,7 @@ namespace {
 using Maps::Access;
 using Maps::Protection;
 
-TEST(Register, HasWhatItsElementsSay) {
+TEST(Register, HasTheValuesOfItsElements) {
     const Maps::Register aRegister = onlyRegister(
         read(mapOf("<register><name>CR</name><displayName>C R</displayName><description> The\n control </description>"
                    "<alternateGroup>G</alternateGroup><addressOffset>0x1C</addressOffset><size>16</size>"
@@ -155,35 +155,36 @@ TEST(Register, TakesTheBitsOfAnInheritedMaskThatItHas) {
         UINT64_MAX);
 }
 
-TEST(OddRegister, WithoutASizeHas32Bits) {
+TEST(IrregularRegister, Has32BitsWithoutASize) {
     const std::string warning =
         "m.svd:1: warning: register 'R' has no valid size (1 to 65535 bits): 32 bits are assumed\n";
-    EXPECT_EQ(onlyPeripheral(readOdd(nested("<access>read-only</access>", "", "", ""), warning))
+    EXPECT_EQ(onlyPeripheral(readWithWarnings(nested("<access>read-only</access>", "", "", ""), warning))
                   .clusters[0]
                   .registers[0]
                   .size,
               32U);
     for (const std::string size : {"0", "65536"}) {
-        EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(element("size", size))), warning)).size, 32U);
+        EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf(element("size", size))), warning)).size, 32U);
     }
 }
 
-TEST(OddRegister, OfAnUnusualSizeKeepsIt) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<size>24</size>")),
-                                   "m.svd:1: warning: register 'R' has 24 bits (8, 16, 32 or 64 are usual)\n"))
+TEST(IrregularRegister, KeepsAnUnusualSize) {
+    EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf("<size>24</size>")),
+                                            "m.svd:1: warning: register 'R' has 24 bits (8, 16, 32 or 64 are usual)\n"))
                   .size,
               24U);
 }
 
-TEST(OddRegister, WithoutAnAccessHasThatOfItsFields) {
+TEST(IrregularRegister, HasTheAccessOfItsFieldsWithoutItsOwn) {
     const auto accessOf = [](const std::string& one, const std::string& other) {
         const auto field = [](const std::string& name, const std::string& access) {
             return element("field", element("name", name) + element("bitOffset", name == "A" ? "0" : "1") +
                                         element("access", access));
         };
         return onlyPeripheral(
-                   readOdd(nested("<size>32</size>", "", "", element("fields", field("A", one) + field("B", other))),
-                           "m.svd:1: warning: register 'R' has no access: the access of its fields is assumed\n"))
+                   readWithWarnings(
+                       nested("<size>32</size>", "", "", element("fields", field("A", one) + field("B", other))),
+                       "m.svd:1: warning: register 'R' has no access: the access of its fields is assumed\n"))
             .clusters[0]
             .registers[0]
             .access;
@@ -193,79 +194,86 @@ TEST(OddRegister, WithoutAnAccessHasThatOfItsFields) {
     EXPECT_EQ(accessOf("write-only", "read-only"), Access::ReadWrite);
 }
 
-TEST(OddRegister, WithoutAnyAccessCanBeReadAndWritten) {
+TEST(IrregularRegister, CanBeReadAndWrittenWithoutAnyAccess) {
     const std::string warning = "m.svd:1: warning: register 'R' has no access: read-write is assumed\n";
     for (const std::string& fields :
          {std::string(), std::string("<fields><field><name>F</name><bitOffset>0</bitOffset></field></fields>")}) {
-        EXPECT_EQ(
-            onlyPeripheral(readOdd(nested("<size>32</size>", "", "", fields), warning)).clusters[0].registers[0].access,
-            Access::ReadWrite);
+        EXPECT_EQ(onlyPeripheral(readWithWarnings(nested("<size>32</size>", "", "", fields), warning))
+                      .clusters[0]
+                      .registers[0]
+                      .access,
+                  Access::ReadWrite);
     }
 }
 
-TEST(OddRegister, LosesTheBitsOfAResetValueThatItDoesNotHave) {
+TEST(IrregularRegister, LosesTheBitsOfAResetValueThatDoNotFit) {
     const Maps::Register aRegister = onlyRegister(
-        readOdd(mapOf(registerOf("<size>8</size><resetValue>0x1FF</resetValue><resetMask>0x10F</resetMask>")),
-                "m.svd:1: warning: register 'R' has a reset mask that does not fit in its 8 bits\n"
-                "m.svd:1: warning: register 'R' has a reset value that does not fit in its 8 bits\n"));
+        readWithWarnings(mapOf(registerOf("<size>8</size><resetValue>0x1FF</resetValue><resetMask>0x10F</resetMask>")),
+                         "m.svd:1: warning: register 'R' has a reset mask that does not fit in its 8 bits\n"
+                         "m.svd:1: warning: register 'R' has a reset value that does not fit in its 8 bits\n"));
     EXPECT_EQ(aRegister.resetValue, 0xFFU);
     EXPECT_EQ(aRegister.resetMask, 0x0FU);
 }
 
-TEST(OddRegister, WithoutAnOffsetIsLeftOut) {
-    EXPECT_EQ(namesOf(onlyPeripheral(readOdd(mapOf("<register><name>A</name></register>" + registerOf("")),
-                                             "m.svd:1: warning: register 'A' has no addressOffset, and is not used\n"))
+TEST(IrregularRegister, IsLeftOutWithoutAnOffset) {
+    EXPECT_EQ(namesOf(onlyPeripheral(
+                          readWithWarnings(mapOf("<register><name>A</name></register>" + registerOf("")),
+                                           "m.svd:1: warning: register 'A' has no addressOffset, and is not used\n"))
                           .registers),
               "R ");
 }
 
-TEST(OddRegister, WithoutANameIsLeftOut) {
+TEST(IrregularRegister, IsLeftOutWithoutAName) {
     for (const std::string name : {"", "<name/>", "<name> </name>"}) {
         const std::string empty = name.empty() ? "" : "m.svd:2: warning: element 'name' is empty\n";
-        EXPECT_EQ(namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register>" + name +
-                                                       "<addressOffset>4</addressOffset></register>"),
-                                                 "m.svd:2: warning: a register without a name is not used\n" + empty))
+        EXPECT_EQ(namesOf(onlyPeripheral(
+                              readWithWarnings(mapOf(registerOf("") + "\n<register>" + name +
+                                                     "<addressOffset>4</addressOffset></register>"),
+                                               "m.svd:2: warning: a register without a name is not used\n" + empty))
                               .registers),
                   "R ");
     }
 }
 
-TEST(OddRegister, OfAnUnusualNameKeepsIt) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf("<register><name>A-B c</name><addressOffset>0</addressOffset></register>"),
-                                   "m.svd:1: warning: name 'A-B c' has characters other than letters, digits and "
-                                   "'_'\n"))
-                  .name,
-              "A-B c");
+TEST(IrregularRegister, KeepsAnUnusualName) {
+    EXPECT_EQ(
+        onlyRegister(readWithWarnings(mapOf("<register><name>A-B c</name><addressOffset>0</addressOffset></register>"),
+                                      "m.svd:1: warning: name 'A-B c' has characters other than letters, digits and "
+                                      "'_'\n"))
+            .name,
+        "A-B c");
 }
 
-TEST(OddRegister, OfALongNameIsLeftOut) {
+TEST(IrregularRegister, IsLeftOutIfItsNameIsTooLong) {
     const std::string longName(257, 'N');
     EXPECT_EQ(
         namesOf(onlyPeripheral(
-                    readOdd(mapOf(element("register", element("name", longName) + "<addressOffset>0</addressOffset>") +
-                                  registerOf("")),
-                            "m.svd:1: warning: a register without a name is not used\n"
-                            "m.svd:1: warning: name '" +
-                                longName.substr(0, 80) + "' is longer than 256 characters, and is not used\n"))
+                    readWithWarnings(
+                        mapOf(element("register", element("name", longName) + "<addressOffset>0</addressOffset>") +
+                              registerOf("")),
+                        "m.svd:1: warning: a register without a name is not used\n"
+                        "m.svd:1: warning: name '" +
+                            longName.substr(0, 80) + "' is longer than 256 characters, and is not used\n"))
                     .registers),
         "R ");
 }
 
-TEST(OddRegisters, OfTheSameNameAreBothUsed) {
-    EXPECT_EQ(
-        namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
-                                                              "</addressOffset></register>"),
-                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
-                                       "the name selects the register with the lowest offset\n"))
-                    .registers),
-        "R R ");
+TEST(IrregularRegisters, AreBothUsedIfTheyHaveTheSameName) {
+    EXPECT_EQ(namesOf(onlyPeripheral(readWithWarnings(
+                                         mapOf(registerOf("") + "\n<register><name>R</name><addressOffset>4"
+                                                                "</addressOffset></register>"),
+                                         "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
+                                         "the name selects the register with the lowest offset\n"))
+                          .registers),
+              "R R ");
 }
 
-TEST(OddRegisters, OfTheSameNameInSeveralGroupsAreAllUsed) {
+TEST(IrregularRegisters, AreAllUsedIfTheyHaveTheSameNameInSeveralGroups) {
     EXPECT_EQ(
-        namesOf(onlyPeripheral(readOdd(mapOf(registerOf("") + "\n" + registerOf("<alternateGroup>G</alternateGroup>")),
-                                       "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
-                                       "the name selects the register with the lowest offset\n"))
+        namesOf(onlyPeripheral(
+                    readWithWarnings(mapOf(registerOf("") + "\n" + registerOf("<alternateGroup>G</alternateGroup>")),
+                                     "m.svd:2: warning: register 'R' has the same name as the register in line 1: "
+                                     "the name selects the register with the lowest offset\n"))
                     .registers),
         "R R ");
 }
@@ -276,11 +284,12 @@ std::string two(const std::string& firstElements, const std::string& secondEleme
                  "</register>");
 }
 
-TEST(OddRegisters, ThatOverlapAreBothUsed) {
-    EXPECT_EQ(namesOf(onlyPeripheral(readOdd(two("", ""), "m.svd:2: warning: register 'B' overlaps register 'A' "
-                                                          "and is not an alternative to it\n"))
-                          .registers),
-              "A B ");
+TEST(IrregularRegisters, AreBothUsedIfTheyOverlap) {
+    EXPECT_EQ(
+        namesOf(onlyPeripheral(readWithWarnings(two("", ""), "m.svd:2: warning: register 'B' overlaps register 'A' "
+                                                             "and is not an alternative to it\n"))
+                    .registers),
+        "A B ");
 }
 
 TEST(Registers, MayOverlapAsAlternatives) {

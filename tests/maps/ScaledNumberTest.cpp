@@ -50,7 +50,7 @@ TEST(ScaledNumber, RefusesOtherTexts) {
     }
 }
 
-TEST(BitPattern, OfANumberCountsAllBits) {
+TEST(BitPattern, ComparesAllBitsWithANumber) {
     for (const char* const text : {"5", "+5", "0x5", "#101", "0b101", "#0101"}) {
         const auto pattern = parseBitPattern(text);
         ASSERT_TRUE(pattern) << text;
@@ -59,7 +59,7 @@ TEST(BitPattern, OfANumberCountsAllBits) {
     }
 }
 
-TEST(BitPattern, LeavesBitsOpen) {
+TEST(BitPattern, IgnoresBitsThatAreX) {
     const auto pattern = parseBitPattern("#1x0X");
     ASSERT_TRUE(pattern);
     EXPECT_EQ(pattern->value, 8U);

@@ -34,7 +34,7 @@ TEST(TextEncoding, RecognizesUtf16ByItsFirstCharacter) {
     expectText(std::string("<\0a\0", 4), "<a");
 }
 
-TEST(TextEncoding, ReplacesHalfACharacterOfUtf16) {
+TEST(TextEncoding, ReplacesAnIncompleteCharacterOfUtf16) {
     expectText(std::string("\xFE\xFF\xD8\x34\0a", 6), "\xEF\xBF\xBD"
                                                       "a");
     expectText(std::string("\xFE\xFF\xDD\x1E\0a", 6), "\xEF\xBF\xBD"
@@ -47,7 +47,7 @@ TEST(TextEncoding, ConvertsLatin1ThatIsDeclared) {
     expectText(declaration + "\xB5s", declaration + "\xC2\xB5s");
 }
 
-TEST(TextEncoding, TakesEverythingElseForLatin1) {
+TEST(TextEncoding, TreatsEverythingElseAsLatin1) {
     expectText("<a>\xB5s</a>", "<a>\xC2\xB5s</a>", true);
     expectText("<a>\xE2\x82</a>", "<a>\xC3\xA2\xC2\x82</a>", true);
     expectText("<a>ISO-8859-1\xFF", "<a>ISO-8859-1\xC3\xBF", true);

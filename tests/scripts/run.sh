@@ -73,7 +73,7 @@ fails_a_program_that_fails_though_its_tests_pass() {
     totals_are '3 1 1'
 }
 
-fails_results_that_are_cut() {
+fails_truncated_results() {
     begin_results
     head -c 200 "$work/stage/unit_tests.xml" >"$work/cut" && mv "$work/cut" "$work/stage/unit_tests.xml"
     totals_are '1 1 0'
@@ -99,16 +99,16 @@ run_checks() {
     RYNVEL_RESULTS="$work/stage" bash "$work/script.sh"
 }
 
-leaves_the_results_of_a_script() {
+writes_the_results_of_a_script() {
     ! run_checks "check 'good <&>' true; check 'bad' sh -c 'echo \"<why>\"; exit 1'" && totals_are '1 1 0' &&
         [ "$(scripts/test-results failed "$work/stage")" = script.bad ]
 }
 
 fails_a_script_without_checks() { ! run_checks ''; }
 
-fails_a_script_that_cannot_leave_its_results() { ! run_checks "RYNVEL_RESULTS=/nonexistent; check good true"; }
+fails_a_script_that_cannot_write_its_results() { ! run_checks "RYNVEL_RESULTS=/nonexistent; check good true"; }
 
-together_fails_when_a_command_fails_or_dies() {
+together_fails_when_a_command_fails_or_is_killed() {
     together 'echo one' 'echo two' && ! together true false true && ! together true 'kill -9 $$' true
 }
 
@@ -150,7 +150,7 @@ breaks_the_map() {
         grep -qxF "$1: $3 (see the folder table in CONTRIBUTING.md)" "$work/found"
 }
 
-holds_includes_to_the_map() {
+checks_includes_against_the_folder_table() {
     includes_hold_with && includes_hold_with program/main.cpp '"../include/lib/Device.h"' &&
         breaks_the_map program/main.cpp '"Trace.h"' 'program/ may not include lib/Trace.h' &&
         breaks_the_map program/main.cpp ' <Trace.h>' 'program/ may not include lib/Trace.h' &&
@@ -159,7 +159,7 @@ holds_includes_to_the_map() {
         breaks_the_map lib/tests/test.cpp '"../Trace.h"' 'lib/tests/ may not include lib/Trace.h'
 }
 
-misses_a_folder_in_the_map() {
+finds_a_folder_outside_the_folder_table() {
     begin_tree
     sed -i /program/d "$work/tree/CONTRIBUTING.md"
     (cd "$work/tree" && echo program/main.cpp | "$OLDPWD/scripts/includes") >"$work/found"
@@ -171,7 +171,7 @@ refuses_to_check_nothing() {
     (cd "$work/tree" && ! "$OLDPWD/scripts/includes" </dev/null)
 }
 
-finds_a_circle_in_the_map() {
+finds_a_cycle_in_the_folder_table() {
     begin_tree
     sed -i 's#the interface | |#the interface | `lib/` |#' "$work/tree/CONTRIBUTING.md"
     ! (cd "$work/tree" && echo lib/Trace.h | "$OLDPWD/scripts/includes") >"$work/found" &&
@@ -351,18 +351,18 @@ check 'a program that ends early counts as failed' fails_a_program_that_ends_ear
 check 'the results name the test in which a program ended' names_the_test_in_which_a_program_ends
 check 'a program without tests counts as failed' fails_a_program_without_tests
 check 'a program that fails although its tests pass counts as failed' fails_a_program_that_fails_though_its_tests_pass
-check 'a program with truncated results counts as failed' fails_results_that_are_cut
+check 'a program with truncated results counts as failed' fails_truncated_results
 check 'a test that cannot be started counts as failed' fails_a_test_that_cannot_be_started
 check 'the slowest tests come first' names_the_slowest_tests
-check 'a script writes its results' leaves_the_results_of_a_script
+check 'a script writes its results' writes_the_results_of_a_script
 check 'a script without checks fails' fails_a_script_without_checks
-check 'a script that cannot write its results fails' fails_a_script_that_cannot_leave_its_results
-check 'commands that run together fail if one of them fails or is killed' together_fails_when_a_command_fails_or_dies
+check 'a script that cannot write its results fails' fails_a_script_that_cannot_write_its_results
+check 'commands that run together fail if one of them fails or is killed' together_fails_when_a_command_fails_or_is_killed
 check 'the missing results of a program are found' requires_the_results_of_every_program
-check 'an include that the folder table does not allow is found' holds_includes_to_the_map
-check 'a source outside the folders of the folder table is found' misses_a_folder_in_the_map
+check 'an include that the folder table does not allow is found' checks_includes_against_the_folder_table
+check 'a source outside the folders of the folder table is found' finds_a_folder_outside_the_folder_table
 check 'a check of includes without any source fails' refuses_to_check_nothing
-check 'folders of the folder table that include each other are found' finds_a_circle_in_the_map
+check 'folders of the folder table that include each other are found' finds_a_cycle_in_the_folder_table
 check 'a wording that the style rules exclude is found' finds_wordings
 check 'a check of wordings without any file fails' refuses_to_check_the_wordings_of_nothing
 check 'the check of coverage accepts the listed lines' accepts_the_listed_lines

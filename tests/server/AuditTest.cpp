@@ -172,14 +172,14 @@ TEST_F(AuditFileTest, IsAppendedTo) {
     EXPECT_EQ(contentsOf("a"), "old\n1\n2\n");
 }
 
-TEST_F(AuditFileTest, EndsALineThatAKilledServerHasLeft) {
+TEST_F(AuditFileTest, CompletesTheLastLineOfAKilledServer) {
     std::ofstream("a") << "{\"number";
     AuditFile file("a");
     EXPECT_EQ(file.write("1\n"), 0);
     EXPECT_EQ(contentsOf("a"), "{\"number\n1\n");
 }
 
-TEST_F(AuditFileTest, CannotBeAnythingButAFile) {
+TEST_F(AuditFileTest, MustBeAFileOrACharacterDevice) {
     const std::string rule = ": cannot write the audit: not a regular file (give a file or 'journal')";
     std::filesystem::create_directory("folder");
     EXPECT_EQ(problemOf("folder"), "folder: cannot write the audit: Is a directory");
@@ -191,7 +191,7 @@ TEST_F(AuditFileTest, CannotBeAnythingButAFile) {
     ::close(reader);
 }
 
-TEST_F(AuditFileTest, HasOneServer) {
+TEST_F(AuditFileTest, BelongsToOneServer) {
     AuditFile first("a");
     EXPECT_EQ(problemOf("a"), "a: cannot write the audit: another server writes this file (give each server its own)");
     EXPECT_EQ(problemOf("./a"),
@@ -348,7 +348,7 @@ TEST(AuditSinks, AreTheJournalOrAFile) {
     EXPECT_FALSE(std::filesystem::exists("journal"));
 }
 
-TEST_F(AuditJournalTest, IsNotWaitedForWithoutEnd) {
+TEST_F(AuditJournalTest, DoesNotBlockAfterItsTimeout) {
     const LocalSocket journal(SOCK_DGRAM, path);
     AuditJournal sink(path, std::chrono::milliseconds(1));
     std::size_t taken = 0;

@@ -60,7 +60,7 @@ private:
     const TemporaryWorkingFolder m_folder;
 };
 
-TEST_F(AuditedRynveld, HasRecordedAWriteBeforeItsClientSeesItDone) {
+TEST_F(AuditedRynveld, RecordsAWriteBeforeItAnswersTheClient) {
     const RynveldProcess server(audited());
     const RecordClient client(server.port(), name);
     for (std::uint32_t seen = 1; seen <= 20; ++seen) {
@@ -125,7 +125,7 @@ TEST_F(AuditedRynveld, StopsOnAFullDeviceIfItMust) {
         << ended.error;
 }
 
-TEST_F(AuditedRynveld, SharesItsFileWithNoOtherServer) {
+TEST_F(AuditedRynveld, DoesNotShareItsFileWithAnotherServer) {
     const RynveldProcess server(audited());
     const auto second = runRynveld({"--listen", "127.0.0.1:0", "--simulate", "--audit", "a"});
     EXPECT_EQ(second.status, 1);
@@ -176,7 +176,7 @@ TEST_F(AuditedRynveld, ContinuesWithTheOldFileIfItCannotOpenANewOne) {
     EXPECT_EQ(doneWrites(auditIn("old")), 1U);
 }
 
-TEST_F(AuditedRynveld, RecordsTheClientsThatItTurnsAway) {
+TEST_F(AuditedRynveld, RecordsRefusedConnections) {
     const RynveldProcess server(audited({"--allow", "10.0.0.0/8"}));
     EXPECT_TRUE(RecordClient(server.port()).isEnded());
     const auto lines = auditIn("a");

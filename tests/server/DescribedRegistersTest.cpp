@@ -50,24 +50,24 @@ std::string alternative(const std::string& elements, const std::string& name = "
            "</register>";
 }
 
-TEST(DescribedRegisters, AreThoseOfTheMap) {
+TEST(DescribedRegisters, HaveTheOffsetsAndResetValuesOfTheMap) {
     EXPECT_EQ(valuesOf(registersOf(registerAt("0x8", reset("0x11223344")) + registerAt("0x10", ""), 32)),
               (Values{{2, 0x11223344}, {4, 0}}));
 }
 
-TEST(DescribedRegisters, ResetOnlyTheBitsThatAreDefined) {
+TEST(DescribedRegisters, ResetOnlyTheBitsOfTheResetMask) {
     EXPECT_EQ(valuesOf(registersOf(registerAt("0", reset("0x11223344") + "<resetMask>0xFF00FF00</resetMask>"), 32)),
               (Values{{0, 0x11003300}}));
 }
 
-TEST(DescribedRegisters, IncludeThoseOfClustersAndArrays) {
+TEST(DescribedRegisters, IncludeTheRegistersOfClustersAndArrays) {
     const std::string cluster =
         "<cluster><dim>2</dim><dimIncrement>16</dimIncrement><name>C[%s]</name><addressOffset>0x20</addressOffset>"
         "<register><name>R</name><addressOffset>4</addressOffset><resetValue>7</resetValue></register></cluster>";
     EXPECT_EQ(valuesOf(registersOf(cluster, 32)), (Values{{9, 7}, {13, 7}}));
 }
 
-TEST(DescribedRegisters, ThatAreNarrowerShareARegisterOfTheDevice) {
+TEST(DescribedRegisters, ShareARegisterOfTheDeviceIfTheyAreNarrower) {
     const std::string registers = registerAt("4", size("8") + reset("0x11")) +
                                   registerAt("5", size("8") + reset("0x22") + access("read-only")) +
                                   registerAt("6", size("16") + reset("0x3344"));
@@ -75,12 +75,12 @@ TEST(DescribedRegisters, ThatAreNarrowerShareARegisterOfTheDevice) {
     EXPECT_EQ(valuesAfter(0xFFFFFFFF, registersOf(registers, 32)), (Values{{1, 0xFFFF22FF}}));
 }
 
-TEST(DescribedRegisters, LeaveTheRestOfARegisterOfTheDeviceMemory) {
+TEST(DescribedRegisters, KeepUndescribedBitsAsMemory) {
     const std::string narrow = registerAt("1", size("8") + reset("0x22") + access("read-only"));
     EXPECT_EQ(valuesAfter(0xABCDEF01, registersOf(narrow, 32)), (Values{{0, 0xABCD2201}}));
 }
 
-TEST(DescribedRegisters, ThatAreWiderAreSeveralRegistersOfTheDevice) {
+TEST(DescribedRegisters, OccupySeveralRegistersOfTheDeviceIfTheyAreWider) {
     const std::string wide = registerAt("8", size("64") + reset("0x1122334455667788") + access("read-only"));
     EXPECT_EQ(valuesOf(registersOf(wide, 32)), (Values{{2, 0x55667788}, {3, 0x11223344}}));
     EXPECT_EQ(valuesOf(registersOf(wide, 16)), (Values{{4, 0x7788}, {5, 0x5566}, {6, 0x3344}, {7, 0x1122}}));
@@ -88,12 +88,12 @@ TEST(DescribedRegisters, ThatAreWiderAreSeveralRegistersOfTheDevice) {
     EXPECT_EQ(valuesAfter(0xFF, registersOf(wide, 8)).at(15), 0x11U);
 }
 
-TEST(DescribedRegisters, MayBeginInsideOfARegisterOfTheDevice) {
+TEST(DescribedRegisters, MayBeginInTheMiddleOfARegisterOfTheDevice) {
     EXPECT_EQ(valuesOf(registersOf(registerAt("2", reset("0x11223344")), 32)),
               (Values{{0, 0x33440000}, {1, 0x00001122}}));
 }
 
-TEST(DescribedRegisters, DoWithFieldsWhatTheFieldsSay) {
+TEST(DescribedRegisters, FollowTheAccessAndSideEffectsOfTheirFields) {
     const std::string registers =
         registerAt("0", reset("0xAAAAAAAA") + "<modifiedWriteValues>oneToClear</modifiedWriteValues>" +
                             fields(fieldIn("[7:0]", access("read-only")) +
@@ -105,12 +105,12 @@ TEST(DescribedRegisters, DoWithFieldsWhatTheFieldsSay) {
     EXPECT_EQ(found.at(0).read(), 0xAAFFAAAAU);
 }
 
-TEST(DescribedRegisters, DoNotReadAWriteOnlyFieldOfARegisterThatCanBeRead) {
+TEST(DescribedRegisters, ReadAWriteOnlyFieldAsZero) {
     const std::string registers = registerAt("0", reset("0x1234") + fields(fieldIn("[7:0]", access("write-only"))));
     EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x1200}}));
 }
 
-TEST(DescribedRegisters, ReadWhereDescriptionsOverlapWhatTheFirstReadableOneSays) {
+TEST(DescribedRegisters, ReadAsTheFirstReadableDescriptionIfDescriptionsOverlap) {
     const std::string registers = registerAt("0", reset("0x11") + access("write-only")) +
                                   alternative(reset("0x22") + "<readAction>clear</readAction>") +
                                   alternative(reset("0x33"), "THIRD");
@@ -119,7 +119,7 @@ TEST(DescribedRegisters, ReadWhereDescriptionsOverlapWhatTheFirstReadableOneSays
     EXPECT_EQ(found.at(0).read(), 0U);
 }
 
-TEST(DescribedRegisters, WriteWhereDescriptionsOverlapWhatTheFirstWritableOneSays) {
+TEST(DescribedRegisters, WriteAsTheFirstWritableDescriptionIfDescriptionsOverlap) {
     const std::string readOnly = registerAt("0", reset("0x11") + access("read-only"));
     EXPECT_EQ(valuesAfter(0xF0, registersOf(readOnly + alternative(reset("0x22")), 32)), (Values{{0, 0xF0}}));
     EXPECT_EQ(
@@ -129,7 +129,7 @@ TEST(DescribedRegisters, WriteWhereDescriptionsOverlapWhatTheFirstWritableOneSay
               (Values{{0, 0xF0}}));
 }
 
-TEST(DescribedRegisters, HaveTheEffectOfAWriteOnlyRegisterOnTheOneThatCanBeRead) {
+TEST(DescribedRegisters, ApplyWritesOfAWriteOnlyRegisterToTheReadableRegister) {
     const std::string status = reset("3") + access("read-only");
     const std::string clear = clearing + access("write-only");
     for (const std::string& registers :
@@ -141,7 +141,7 @@ TEST(DescribedRegisters, HaveTheEffectOfAWriteOnlyRegisterOnTheOneThatCanBeRead)
     }
 }
 
-TEST(DescribedRegisters, KeepTheFirstWriteOfTheDescriptionThatIsWritten) {
+TEST(DescribedRegisters, KeepTheFirstValueOfAWriteOnceRegister) {
     auto found = registersOf(registerAt("0", access("read-only")) + alternative(access("read-writeOnce")), 32);
     found.at(0).write(5);
     found.at(0).write(6);
@@ -162,7 +162,7 @@ TEST(DescribedRegisters, HaveTheFieldsOfAllRegistersThatOverlap) {
     EXPECT_EQ(valuesAfter(0xABCD, registersOf(registers, 32)), (Values{{0, 0x33CD}}));
 }
 
-TEST(DescribedRegisters, HaveTheBitsOutsideOfFieldsThatAnotherRegisterDoesNotRead) {
+TEST(DescribedRegisters, ApplyWritesOutsideTheFieldsOfTheReadableRegister) {
     const std::string registers = registerAt("0", reset("0x70F") + access("read-only") + fields(fieldIn("[3:0]", ""))) +
                                   alternative(clearing + access("write-only"));
     EXPECT_EQ(valuesOf(registersOf(registers, 32)), (Values{{0, 0x70F}}));

@@ -79,8 +79,8 @@ protected:
 
     const TemporaryWorkingFolder m_folder;
     Policy m_policy;
-    const Rynveld::PolicyInForce m_policyInForce{m_policy};
-    Rynveld::ServedDevices m_devices{m_policyInForce};
+    const Rynveld::CurrentPolicy m_currentPolicy{m_policy};
+    Rynveld::ServedDevices m_devices{m_currentPolicy};
     std::unique_ptr<ExportedRegisters> m_exported;
     ExportedRegisters::Time m_now{24h};
 };
@@ -104,7 +104,7 @@ TEST_F(ExportedRegistersTest, LeaveOutTheBitsOutsideANarrowRegister) {
     EXPECT_TRUE(hasSample(text(), "rynveld_register_value{device=\"seek.16\",register=\"NARROW\"} 127"));
 }
 
-TEST_F(ExportedRegistersTest, ReadARegisterAtMostOnceInAPeriod) {
+TEST_F(ExportedRegistersTest, ReadARegisterAtMostOncePerPeriod) {
     writeDevice({0, 0, 0, 0, 0, 0, 1, 0});
     useExports({"seek.16.COUNT"});
     text();
@@ -176,7 +176,7 @@ TEST_F(ExportedRegistersTest, AreRefusedIfTheyCannotBeRead) {
               "--export: seek.16: register WIDE has 32 bits (the device has 16-bit registers)");
 }
 
-TEST_F(ExportedRegistersTest, AreRefusedWithTheNearestNames) {
+TEST_F(ExportedRegistersTest, AreRefusedWithASuggestionIfTheNameIsUnknown) {
     EXPECT_EQ(problemOf("seek.16.STATSU"),
               "--export: seek.16: 'STATSU' is not a name in maps/seek_16.svd (did you mean 'STATUS'?)");
     EXPECT_EQ(problemOf("seek.16.STATUS.LOK"),

@@ -146,7 +146,7 @@ void throwAt(const RynveldProcess& server, const std::vector<char>& bytes) {
     reader.join();
 }
 
-TEST(HostileClients, ThrowTenMegabytesOfRandomBytes) {
+TEST(HostileClients, MaySendTenMegabytesOfRandomBytes) {
     const RynveldProcess server({"--simulate"});
     Noise noise(1);
     for (unsigned int i = 0; i < 10; ++i) {
@@ -155,7 +155,7 @@ TEST(HostileClients, ThrowTenMegabytesOfRandomBytes) {
     expectService(server);
 }
 
-TEST(HostileClients, SendAnythingThatARequestCanBe) {
+TEST(HostileClients, MaySendRequestsWithAnyContents) {
     const RynveldProcess server({"--simulate", "--allow-ioctl", "0"});
     Noise noise(2);
     for (unsigned int i = 0; i < 20; ++i) {
@@ -173,7 +173,7 @@ TEST(HostileClients, SendAnythingThatARequestCanBe) {
     expectService(server);
 }
 
-TEST(HostileClients, LoseTheirConnectionWithTheFirstRecordThatIsNotARequest) {
+TEST(HostileClients, AreDisconnectedAtTheFirstRecordThatIsNotARequest) {
     const RynveldProcess server({"--simulate"});
     Noise noise(3);
     for (unsigned int i = 0; i < 50; ++i) {
@@ -222,7 +222,7 @@ TEST(HostileClients, ReachNoRegisterThroughAnHttpClient) {
     EXPECT_EQ(RecordClient(server.port(), name).values(readOf(name, address)), Values{0});
 }
 
-TEST(HostileClients, DisconnectInTheMiddleOfARequest) {
+TEST(HostileClients, MayDisconnectInTheMiddleOfARequest) {
     const RynveldProcess server({"--simulate"});
     const Request request(Type::Open, name);
     for (std::size_t size = 1; size < requestSize; size += 13) {
@@ -235,7 +235,7 @@ TEST(HostileClients, DisconnectInTheMiddleOfARequest) {
     expectService(server);
 }
 
-TEST(HostileClients, ConnectThousandsOfTimesAndSayNothing) {
+TEST(HostileClients, MayConnectThousandsOfTimesAndSendNothing) {
     const RynveldProcess server({"--simulate", "--max-connections", "10000", "--max-connections-per-host", "10000"});
     expectService(server);
     const std::size_t descriptors = descriptorsAtRest(server);
@@ -289,7 +289,7 @@ void disconnectDuringAnExchange(const RynveldProcess& server, std::size_t count)
     }
 }
 
-TEST(HostileClients, LeaveNothingBehindWhenTheyDisconnectDuringAnExchange) {
+TEST(HostileClients, LeaveNoResourcesInUseWhenTheyDisconnectDuringAnExchange) {
     const RynveldProcess server({"--simulate", "--max-connections", "1000", "--max-connections-per-host", "1000"});
     const std::size_t descriptors = descriptorsAtRest(server);
     const std::size_t threads = server.threads();
@@ -348,7 +348,7 @@ private:
     cpu_set_t m_one{};
 };
 
-TEST(HostileClients, DelayNobodyWhenTheyStall) {
+TEST(HostileClients, DoNotDelayOtherClientsWhenTheyStall) {
     const OneProcessor oneProcessor;
     const RynveldProcess quiet({"--simulate"});
     const RynveldProcess busy({"--simulate", "--max-connections-per-host", "200"});

@@ -55,7 +55,7 @@ public:
     /** Makes enableInterrupt() block until the thread receives a signal. */
     void blockWhenEnabled() { m_enablingBlocks = true; }
     void refuseToEnable() { m_refuses = true; }
-    /** Makes every wait from now on fail. */
+    /** Makes every later wait fail. */
     void fail() { EXPECT_EQ(::shutdown(m_events.server(), SHUT_RD), 0); }
     std::uint32_t count() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -505,7 +505,7 @@ private:
     ZilTraceControl::Sink* const m_before = ZilTraceControl::setSink(this);
 };
 
-TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
+TEST_F(InterruptWaiterTest, ServesItsClientsWhileItTracesALostWord) {
     const ArmedClient lazy(m_waiter);
     lazy.leaveLittleRoom();
     SlowTraces traces;
@@ -519,7 +519,7 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileALossIsBeingTraced) {
     EXPECT_TRUE(enabled.get());
 }
 
-TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas) {
+TEST_F(InterruptWaiterTest, ReportsThatNoThreadCanStartAndWorksWhenOneCan) {
     SocketPair pair;
     {
         const NoMoreThreads noMoreThreads;
@@ -530,7 +530,7 @@ TEST_F(InterruptWaiterTest, ReportsThatTheSystemHasNoThreadLeftAndWorksWhenItHas
     EXPECT_TRUE(pulseArrives(1, client));
 }
 
-TEST_F(InterruptWaiterTest, SurvivesClientsThatComeAndGoWhileInterruptsArrive) {
+TEST_F(InterruptWaiterTest, SurvivesClientsThatArmAndDisarmWhileInterruptsArrive) {
     const ArmedClient steady(m_waiter);
     std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 4; ++i) {
@@ -548,7 +548,7 @@ TEST_F(InterruptWaiterTest, SurvivesClientsThatComeAndGoWhileInterruptsArrive) {
     }
 }
 
-TEST_F(InterruptWaiterTest, SurvivesLastClientsThatComeAndGo) {
+TEST_F(InterruptWaiterTest, SurvivesWhenTheLastClientsArmAndDisarm) {
     m_device.activate();
     std::vector<std::future<void>> clients;
     for (unsigned int i = 0; i < 3; ++i) {

@@ -69,7 +69,7 @@ TEST(MetricsOnRynveld, CountWhatClientsDo) {
     }
 }
 
-TEST(MetricsOnRynveld, CountConnectionsThatAreTurnedAway) {
+TEST(MetricsOnRynveld, CountRefusedConnections) {
     const RynveldProcess server(withMetrics({"--max-connections", "1"}));
     const RecordClient client(server.port(), name);
     EXPECT_TRUE(RecordClient(server.port()).isEnded());
@@ -77,7 +77,7 @@ TEST(MetricsOnRynveld, CountConnectionsThatAreTurnedAway) {
     EXPECT_TRUE(shows(server, "rynveld_accepted_connections_total 1"));
 }
 
-TEST(MetricsOnRynveld, CountTheLinesThatAreNotTraced) {
+TEST(MetricsOnRynveld, CountSuppressedTraceLines) {
     RynveldProcess::Launch launch;
     launch.traces = "*=4";
     RynveldProcess server(withMetrics({"--read-only"}), launch);

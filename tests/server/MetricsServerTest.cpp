@@ -96,7 +96,7 @@ TEST_F(MetricsServerTest, RefusesARequestThatDoesNotEnd) {
     EXPECT_EQ(m_requests, 0U);
 }
 
-TEST_F(MetricsServerTest, TurnsAwayOtherNetworks) {
+TEST_F(MetricsServerTest, RefusesOtherNetworks) {
     const auto port = start({make_network_v4("10.0.0.0/8")});
     EXPECT_EQ(answerTo(port, metricsRequest), "");
     m_server->allow({make_network_v4("127.0.0.0/8")});
@@ -126,7 +126,7 @@ TEST_F(MetricsServerTest, AnswersAfterManyConnections) {
     EXPECT_EQ(metricsOf(port), "requests 1\n");
 }
 
-TEST_F(MetricsServerTest, SaysWhereItCannotListen) {
+TEST_F(MetricsServerTest, ReportsTheAddressOnWhichItCannotListen) {
     const auto port = start();
     try {
         MetricsServer(tcp::endpoint(make_address_v4("127.0.0.1"), port), everyone(), [] { return ""; });
@@ -136,7 +136,7 @@ TEST_F(MetricsServerTest, SaysWhereItCannotListen) {
     }
 }
 
-TEST_F(MetricsServerTest, EndsWithoutHavingStarted) {
+TEST_F(MetricsServerTest, CanBeDestroyedWithoutBeingStarted) {
     const MetricsServer server(tcp::endpoint(make_address_v4("127.0.0.1"), 0), everyone(), [] { return ""; });
 }
 
@@ -145,7 +145,7 @@ protected:
     std::string text() override { return std::string(std::size_t{64} * 1024 * 1024, 'x'); }
 };
 
-TEST_F(LargeMetrics, DoNotBlockTheServerIfTheirClientReadsNothing) {
+TEST_F(LargeMetrics, DoNotBlockTheServerIfTheClientReadsNothing) {
     const auto port = start();
     const RecordClient slow(port);
     EXPECT_TRUE(slow.send(metricsRequest, std::string(metricsRequest).size()));

@@ -75,7 +75,7 @@ protected:
         return policy;
     }
 
-    const Rynveld::PolicyInForce m_policy{simulated()};
+    const Rynveld::CurrentPolicy m_policy{simulated()};
     Rynveld::TraceLimit m_limit;
     Rynveld::ServedDevices m_devices{m_policy};
     Metrics m_metrics;

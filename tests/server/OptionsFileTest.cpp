@@ -21,7 +21,7 @@ using Rynveld::Options;
 using Words = std::vector<std::string>;
 
 /** A file with options, in its own working folder. */
-class OptionsFileTest : public testing::Test {
+class OptionsFile : public testing::Test {
 protected:
     static void write(const std::string& contents) { std::ofstream("o") << contents; }
 
@@ -65,7 +65,7 @@ private:
     const TemporaryWorkingFolder m_folder;
 };
 
-TEST_F(OptionsFileTest, HasOneOptionALine) {
+TEST_F(OptionsFile, HasOneOptionPerLine) {
     EXPECT_EQ(linesOf("# comment\n\n device  uio.32 \t# first\n--device=seek.8\r\n--device map.16\nsimulate\n"
                       "audit /a b#c\nread-only=\nmap =x\n--simulate"),
               (Words{"3:--device=uio.32", "4:--device=seek.8", "5:--device=map.16", "6:--simulate", "7:--audit=/a b#c",
@@ -73,7 +73,7 @@ TEST_F(OptionsFileTest, HasOneOptionALine) {
     EXPECT_EQ(linesOf(""), Words{});
 }
 
-TEST_F(OptionsFileTest, RefusesLinesThatAreNotOptionsOfAFile) {
+TEST_F(OptionsFile, RefusesLinesThatAreNotOptionsOfAFile) {
     const std::string rule = "is not an option (write NAME VALUE, for example device rtc0)";
     EXPECT_EQ(problemOf("simulate\n-x\n"), "o:2: '-x' " + rule);
     EXPECT_EQ(problemOf("--\n"), "o:1: '--' " + rule);
@@ -84,18 +84,18 @@ TEST_F(OptionsFileTest, RefusesLinesThatAreNotOptionsOfAFile) {
     }
 }
 
-TEST_F(OptionsFileTest, MustBeASmallReadableFile) {
+TEST_F(OptionsFile, MustBeASmallReadableFile) {
     EXPECT_EQ(problemIn([] { parse(); }), "o: cannot read the options: No such file or directory");
     EXPECT_EQ(problemOf(std::string(70000, '#')), "o: the file is too large (at most 64 KiB)");
     std::filesystem::remove("o");
     ASSERT_EQ(::mkfifo("o", 0600), 0);
-    EXPECT_EQ(problemIn([] { parse(); }), "o: not a regular file");
+    EXPECT_EQ(problemIn([] { parse(); }), "o: the file is a pipe (give a regular file)");
     std::filesystem::remove("o");
     std::filesystem::create_directory("o");
     EXPECT_EQ(problemIn([] { parse(); }), "o: cannot read the options: Is a directory");
 }
 
-TEST_F(OptionsFileTest, AddsToTheCommandLine) {
+TEST_F(OptionsFile, AddsToTheCommandLine) {
     write("device uio.32\nread-only\nread-only seek.8\nmax-connections 7\naudit a\naudit-old\naudit-on-error stop\n");
     const Options options = parse({"--device", "seek.8", "--read-only=uio.32"});
     EXPECT_EQ(options.policy.devices, (std::set<std::string>{"seek.8", "uio.32"}));
@@ -107,7 +107,7 @@ TEST_F(OptionsFileTest, AddsToTheCommandLine) {
     EXPECT_EQ(options.audit.onError, AuditOptions::OnError::Stop);
 }
 
-TEST_F(OptionsFileTest, NamesTheWrongLine) {
+TEST_F(OptionsFile, NamesTheWrongLine) {
     EXPECT_EQ(problemOf("device uio.32\ndevice nothing\n"),
               "o:2: --device: unknown device 'nothing' ('rynvelctl list' shows all names)");
     EXPECT_EQ(problemOf("simulate\nbogus 1\n"), "o:2: unknown option '--bogus=1' (--help lists the options)");
@@ -121,13 +121,13 @@ TEST_F(OptionsFileTest, NamesTheWrongLine) {
     EXPECT_EQ(problemOf("audit-old\n"), "o:1: --audit-old: the option requires --audit");
 }
 
-TEST_F(OptionsFileTest, DoesNotTakeTheBlameForTheCommandLine) {
+TEST_F(OptionsFile, IsNotNamedInErrorsOfTheCommandLine) {
     EXPECT_EQ(problemOf("device uio.32\n", {"--allow", "x"}),
               "--allow: 'x' is not an IPv4 network (for example 10.0.0.0/8)");
     EXPECT_EQ(problemOf("bogus\n", {"--nothing"}), "unknown option '--nothing' (--help lists the options)");
 }
 
-TEST_F(OptionsFileTest, CanChangeWhatIsAllowed) {
+TEST_F(OptionsFile, CanChangeTheRulesForClients) {
     write("simulate\naudit a\n");
     const Options running = parse({"--device", "uio.32"});
     write("audit a\nsimulate\nread-only uio.32\nallow-ioctl 1\nallow 10.0.0.0/8\nidle-timeout 1s\ndevice seek.8\n");
@@ -139,7 +139,7 @@ TEST_F(OptionsFileTest, CanChangeWhatIsAllowed) {
     EXPECT_EQ(reloaded.idleTimeout, std::chrono::seconds(1));
 }
 
-TEST_F(OptionsFileTest, CannotChangeWhatNeedsARestart) {
+TEST_F(OptionsFile, CannotChangeWhatNeedsARestart) {
     write("simulate\naudit a\n");
     const Options running = parse();
     const std::string rule = ": the option cannot change while the server runs (restart the server)";
@@ -155,7 +155,7 @@ TEST_F(OptionsFileTest, CannotChangeWhatNeedsARestart) {
     EXPECT_EQ(problemOfReload(running, "audit a\n"), "o: --simulate" + rule);
 }
 
-TEST_F(OptionsFileTest, AcceptsOnlyKnownReactionsOfAnAudit) {
+TEST_F(OptionsFile, AcceptsOnlyKnownReactionsOfAnAudit) {
     EXPECT_EQ(problemOf("audit a\naudit-on-error ignore\n"),
               "o:2: --audit-on-error: 'ignore' is not a reaction (use refuse-writes, stop or continue)");
     EXPECT_EQ(problemOf("audit-on-error stop\n"), "o:1: --audit-on-error: the option requires --audit");

@@ -73,7 +73,7 @@ TEST(Options, HaveSafeDefaults) {
     EXPECT_FALSE(options.policy.simulate);
 }
 
-TEST(Options, SayWhereToListen) {
+TEST(Options, SelectTheAddressToListenOn) {
     EXPECT_EQ(listenOf({"--listen", "0.0.0.0"}), "0.0.0.0:8888");
     EXPECT_EQ(listenOf({"--listen", "10.1.2.3:0"}), "10.1.2.3:0");
     EXPECT_EQ(listenOf({"--listen=127.0.0.1:65535"}), "127.0.0.1:65535");
@@ -89,7 +89,7 @@ std::string metricsAddressOf(const std::string& text) {
     return metrics ? metrics->address().to_string() + ":" + std::to_string(metrics->port()) : "none";
 }
 
-TEST(Options, SayWhereToShowMetrics) {
+TEST(Options, SelectTheAddressOfTheMetrics) {
     EXPECT_FALSE(parse({}).metrics.has_value());
     EXPECT_EQ(metricsAddressOf("off"), "none");
     EXPECT_EQ(metricsAddressOf("9464"), "127.0.0.1:9464");
@@ -100,7 +100,7 @@ TEST(Options, SayWhereToShowMetrics) {
     EXPECT_EQ(problemOf({"--metrics", "09464"}), "--metrics: port '09464' has a leading zero (use 9464)");
 }
 
-TEST(Options, NameTheRegistersInTheMetrics) {
+TEST(Options, SelectTheRegistersInTheMetrics) {
     const TemporaryWorkingFolder folder;
     std::ofstream("uio.svd") << mapWith("uio_32", registerAt("4", ""));
     const auto exported = parse({"--metrics", "0", "--map", "uio.svd", "--export", "uio.32.R4"}).exported;
@@ -114,7 +114,7 @@ TEST(Options, NameTheRegistersInTheMetrics) {
               "missing.svd: error: No such file or directory");
 }
 
-TEST(Options, SayOnWhichLocalSocketToListen) {
+TEST(Options, SelectTheLocalSocketToListenOn) {
     EXPECT_FALSE(parse({}).listenLocal.has_value());
     const auto plain = parse({"--listen", "unix:/run/rynveld.sock"}).listenLocal;
     ASSERT_TRUE(plain.has_value());
@@ -146,7 +146,7 @@ TEST(Options, RefuseLocalSocketsThatCannotExist) {
               "--socket-group: the option requires a local socket (--listen unix:/PATH)");
 }
 
-TEST(Options, NameTheNetworksOfClients) {
+TEST(Options, SelectTheNetworksOfClients) {
     const auto allowed =
         parse({"--allow", "10.0.0.0/8", "--allow", "192.168.1.20", "--allow=192.168.7.9/24", "--allow=0.0.0.0/0"})
             .allowed;
@@ -161,7 +161,7 @@ TEST(Options, NameTheNetworksOfClients) {
                 "is not an IPv4 network (for example 10.0.0.0/8)");
 }
 
-TEST(Options, NameTheDevicesThatAreServed) {
+TEST(Options, SelectTheDevicesToServe) {
     EXPECT_EQ(parse({"--device", "uio.16", "--device=seek.8", "--device", "uio.16"}).policy.devices,
               (std::set<std::string>{"seek.8", "uio.16"}));
     EXPECT_EQ(problemOf({"--device", "nothing"}),
@@ -344,7 +344,7 @@ TEST(Options, AreRefusedWithOneLineEach) {
     }
 }
 
-TEST(Options, AskForHelp) {
+TEST(Options, RequestHelp) {
     const std::string help = answerTo("--help");
     for (const char* option : {"--listen", "--allow", "--device", "--read-only", "--allow-ioctl", "--max-connections",
                                "--max-connections-per-host", "--idle-timeout", "--simulate", "--map",
@@ -353,7 +353,7 @@ TEST(Options, AskForHelp) {
     }
 }
 
-TEST(Options, AskForTheVersion) {
+TEST(Options, RequestTheVersion) {
     const std::string version = answerTo("--version");
     EXPECT_EQ(version.compare(0, 8, "rynveld "), 0) << version;
     EXPECT_EQ(version.back(), '\n');

@@ -152,7 +152,7 @@ protected:
 using WidthsWithInterrupts = testing::Types<std::uint16_t, std::uint32_t>;
 TYPED_TEST_SUITE(RemoteInterruptsOnRynveld, WidthsWithInterrupts);
 
-TYPED_TEST(RemoteInterruptsOnRynveld, AreThoseOfTheServersDevice) {
+TYPED_TEST(RemoteInterruptsOnRynveld, ComeFromTheDeviceOfTheServer) {
     unsigned long type = 0;
     EXPECT_TRUE(this->m_device->getInterruptType(&type));
     EXPECT_EQ(type, 4U);
@@ -175,7 +175,7 @@ TYPED_TEST(RemoteInterruptsOnRynveld, MakeADescriptorReadable) {
     EXPECT_EQ(this->received(), 5U);
 }
 
-/** A fixture for a device of a server with simulated faults. */
+/** A fixture for a remote device whose server simulates faults. */
 class RemoteOnFaultyRynveld : public testing::Test {
 protected:
     std::unique_ptr<Remote<std::uint32_t>> connect(const std::string& fault) {

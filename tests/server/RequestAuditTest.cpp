@@ -61,7 +61,7 @@ protected:
     Recording m_recording;
     Audit m_audit{std::make_unique<RecordingSink>(m_recording), Audit::OnError::RefuseWrites, [] {}};
     const Rynveld::AuditContext m_context;
-    Rynveld::PolicyInForce m_policy{simulated()};
+    Rynveld::CurrentPolicy m_policy{simulated()};
     Rynveld::ServedDevices m_devices{m_policy};
     Rynveld::TraceLimit m_limit;
     Rynveld::RequestHandler m_handler = connect();
@@ -152,7 +152,7 @@ TEST_F(RequestAudits, NameTheProcessOfALocalClient) {
     EXPECT_EQ(clientOf(peer).members(), R"("peer":"process 3 of user 4","process":3,"user":4)");
 }
 
-TEST_F(RequestAudits, ThatCannotBeWrittenStopWritesButNotReads) {
+TEST_F(RequestAudits, RefuseWritesButNotReadsIfTheyCannotBeWritten) {
     open("uio.32");
     EXPECT_TRUE(succeeds(writeOf("uio.32", 0, {1})));
     m_recording.error = ENOSPC;
@@ -172,7 +172,7 @@ TEST_F(RequestAudits, ThatCannotBeWrittenStopWritesButNotReads) {
                  R"("operation":"open","device":"uio.32","result":"done")", write + R"([4],"result":"done")"});
 }
 
-TEST_F(RequestAudits, FollowThePolicyInForce) {
+TEST_F(RequestAudits, FollowTheCurrentPolicy) {
     open("uio.32");
     Policy policy = simulated();
     policy.readOnlyDevices = {"uio.32"};

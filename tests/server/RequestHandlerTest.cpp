@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "FaultGuard.h"
+#include "BusErrorGuard.h"
 #include "RecordClient.h"
 #include "RequestBytes.h"
 #include "TemporaryWorkingFolder.h"
@@ -16,8 +16,8 @@ namespace RynvelTest {
 namespace {
 
 using Rynvel::ByteOrder;
+using Rynveld::CurrentPolicy;
 using Rynveld::Policy;
-using Rynveld::PolicyInForce;
 using Rynveld::ServedDevices;
 
 /** Returns a request with any words at any offsets. The setters of Request cannot make all of these requests. */
@@ -50,7 +50,7 @@ Policy simulated() {
 /** A connection to a server in this process. */
 class Connection {
 public:
-    Connection(ServedDevices& devices, const PolicyInForce& policy)
+    Connection(ServedDevices& devices, const CurrentPolicy& policy)
         : m_handler(devices, policy, {"10.0.0.7:4711", "10.0.0.7", *m_limit}) {}
 
     bool accepts(const Request& request) { return m_handler.accepts(request); }
@@ -87,7 +87,7 @@ public:
     }
 
 private:
-    const PolicyInForce m_policy;
+    const CurrentPolicy m_policy;
     ServedDevices m_devices;
 };
 
@@ -141,21 +141,21 @@ protected:
     Server m_server;
 };
 
-class RequestHandlerTest : public RequestRefusals {
+class RequestHandler : public RequestRefusals {
 protected:
-    RequestHandlerTest() : RequestRefusals(simulated()) {}
+    RequestHandler() : RequestRefusals(simulated()) {}
 
     Connection m_uio16 = m_server.connect("uio.16");
     Connection m_uio32 = m_server.connect("uio.32");
 };
 
-TEST_F(RequestHandlerTest, TracesNothingForRequestsThatItServes) {
+TEST_F(RequestHandler, TracesNothingForRequestsThatItServes) {
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 1, {2})));
     EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(lines(), EventLog{});
 }
 
-TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForADeviceOtherThanTheOpenedOne) {
+TEST_F(RequestHandler, RefusesOperationsBeforeOpenAndForADeviceOtherThanTheOpenedOne) {
     auto connection = m_server.connect();
     for (std::uint32_t type = 1; type <= 13; ++type) {
         expectRefusal(connection, readOf(static_cast<Type>(type), "uio.32", 0), notOpened);
@@ -165,7 +165,7 @@ TEST_F(RequestHandlerTest, RefusesOperationsBeforeOpenAndForADeviceOtherThanTheO
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, LimitsTheTracesOfAFloodOfBadRequests) {
+TEST_F(RequestHandler, LimitsTheTracesOfAFloodOfBadRequests) {
     auto connection = m_server.connect();
     for (unsigned int i = 0; i < 1000; ++i) {
         EXPECT_FALSE(connection.open("nothing"));
@@ -174,38 +174,38 @@ TEST_F(RequestHandlerTest, LimitsTheTracesOfAFloodOfBadRequests) {
     EXPECT_EQ(lines().size(), 2 * Rynveld::TraceLimit::linesPerPeriod);
 }
 
-TEST_F(RequestHandlerTest, SwitchesTheDeviceWithEachOpen) {
+TEST_F(RequestHandler, SwitchesTheDeviceWithEachOpen) {
     EXPECT_TRUE(m_uio32.open("seek.8"));
     expectRefusal(m_uio32, readOf("uio.32", 0), notOpened);
     EXPECT_EQ(m_uio32.values(readOf("seek.8", 0)), Values{0});
     EXPECT_TRUE(m_uio32.open("seek.8"));
 }
 
-TEST_F(RequestHandlerTest, KeepsTheDeviceWhenItCannotOpenAnother) {
+TEST_F(RequestHandler, KeepsTheDeviceWhenItCannotOpenAnother) {
     expectRefusal(m_uio32, Request(Type::Open, "nothing"), "the device cannot be opened");
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 0)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, ReleasesTheDeviceOnClose) {
+TEST_F(RequestHandler, ReleasesTheDeviceOnClose) {
     EXPECT_TRUE(m_uio32.succeeds(Request(Type::Close, "uio.32")));
     EXPECT_EQ(m_uio32.device(), nullptr);
     expectRefusal(m_uio32, Request(Type::Close, "uio.32"), notOpened);
     EXPECT_TRUE(m_uio32.open("uio.32"));
 }
 
-TEST_F(RequestHandlerTest, RefusesAnEmptyNameWithoutTracingAFailure) {
+TEST_F(RequestHandler, RefusesAnEmptyNameWithoutTracingAFailure) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, ""), "the device name is empty");
     EXPECT_EQ(lines().size(), 1U);
 }
 
-TEST_F(RequestHandlerTest, AcceptsOnlyOpenAsTheFirstRecord) {
+TEST_F(RequestHandler, AcceptsOnlyOpenAsTheFirstRecord) {
     for (std::uint32_t type = 1; type <= 14; ++type) {
         expectEnd({Request(static_cast<Type>(type), "uio.32")}, "its first request is not Open");
     }
 }
 
-TEST_F(RequestHandlerTest, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
+TEST_F(RequestHandler, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "nothing")));
     for (std::uint32_t type = 0; type <= 13; ++type) {
@@ -214,18 +214,18 @@ TEST_F(RequestHandlerTest, AcceptsEveryOperationAfterAnOpenThatIsRefused) {
     EXPECT_EQ(lines(), EventLog{});
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoNameWithoutTerminator) {
+TEST_F(RequestHandler, AcceptsNoNameWithoutTerminator) {
     expectEnd({record(Type::Open, std::string(128, 'n'))}, "a device name has no terminating NUL");
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoNameWithControlCharacters) {
+TEST_F(RequestHandler, AcceptsNoNameWithControlCharacters) {
     for (const char* name : {"a\nb", "\x1b[2J", "\x7f", "\x1f"}) {
         expectEnd({Request(Type::Open, name)}, "a device name contains a control character");
     }
     EXPECT_TRUE(m_server.connect().accepts(Request(Type::Open, "\xc3\xbc ~!")));
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoUnknownType) {
+TEST_F(RequestHandler, AcceptsNoUnknownType) {
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(Request(Type::Open, "uio.32")));
     for (const std::uint32_t type : {14U, 15U, 0x01000000U, 0x80000000U, 0xFFFFFFFFU}) {
@@ -233,7 +233,7 @@ TEST_F(RequestHandlerTest, AcceptsNoUnknownType) {
     }
 }
 
-TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128ForAnyType) {
+TEST_F(RequestHandler, AcceptsNoLengthAbove128ForAnyType) {
     for (std::uint32_t number = 0; number <= 13; ++number) {
         const auto type = static_cast<Type>(number);
         auto connection = m_server.connect();
@@ -244,7 +244,7 @@ TEST_F(RequestHandlerTest, AcceptsNoLengthAbove128ForAnyType) {
     }
 }
 
-TEST_F(RequestHandlerTest, AcceptsOnlyTheByteOrdersNetworkAndHost) {
+TEST_F(RequestHandler, AcceptsOnlyTheByteOrdersNetworkAndHost) {
     const auto open = [](std::uint32_t order) { return record(Type::Open, "uio.32", {{byteOrderAt, order}}); };
     auto connection = m_server.connect();
     EXPECT_TRUE(connection.accepts(open(0)));
@@ -253,17 +253,17 @@ TEST_F(RequestHandlerTest, AcceptsOnlyTheByteOrdersNetworkAndHost) {
               "the byte order of a request is neither 0 nor 1");
 }
 
-TEST_F(RequestHandlerTest, ReadsANameUpToItsTerminator) {
+TEST_F(RequestHandler, ReadsANameUpToItsTerminator) {
     const std::string name = std::string("uio.32") + '\0' + std::string(121, 'n');
     EXPECT_TRUE(m_server.connect().succeeds(record(Type::Open, name)));
 }
 
-TEST_F(RequestHandlerTest, TracesQuestionMarksForSpecialCharactersOfAName) {
+TEST_F(RequestHandler, TracesQuestionMarksForSpecialCharactersOfAName) {
     auto connection = m_server.connect();
     expectRefusal(connection, Request(Type::Open, "a\nb\x1b[\x7f\xff"), "the device cannot be opened", "a?b?[??");
 }
 
-TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
+TEST_F(RequestHandler, RefusesOperationsOfAnotherWidth) {
     struct Row {
         const char* name;
         Type read;
@@ -289,7 +289,7 @@ TEST_F(RequestHandlerTest, RefusesOperationsOfAnotherWidth) {
     }
 }
 
-TEST_F(RequestHandlerTest, ReadsAndWritesOneRegisterWithoutSwappingWhateverTheByteOrder) {
+TEST_F(RequestHandler, ReadsAndWritesOneRegisterWithoutSwappingWhateverTheByteOrder) {
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         EXPECT_TRUE(m_uio32.succeeds(inOrder(order, writeOf("uio.32", 5, {0x11223344}))));
         for (const auto readOrder : {ByteOrder::Host, ByteOrder::Network}) {
@@ -298,7 +298,7 @@ TEST_F(RequestHandlerTest, ReadsAndWritesOneRegisterWithoutSwappingWhateverTheBy
     }
 }
 
-TEST_F(RequestHandlerTest, SwapsBurstsOfTwoAndMoreByTheByteOrderWord) {
+TEST_F(RequestHandler, SwapsBurstsOfTwoAndMoreByTheByteOrderWord) {
     const auto write = writeOf("uio.32", 5, {0x11223344, 0x55667788});
     const auto read = readOf("uio.32", 5, 2);
     EXPECT_TRUE(m_uio32.succeeds(inOrder(ByteOrder::Network, write)));
@@ -309,18 +309,18 @@ TEST_F(RequestHandlerTest, SwapsBurstsOfTwoAndMoreByTheByteOrderWord) {
     EXPECT_EQ(m_uio32.values(inOrder(ByteOrder::Host, read)), (Values{0x11223344, 0x55667788}));
 }
 
-TEST_F(RequestHandlerTest, MovesBurstsOf128Values) {
+TEST_F(RequestHandler, MovesBurstsOf128Values) {
     Values values(128);
     std::iota(values.begin(), values.end(), 0xFF00U);
     EXPECT_TRUE(m_uio16.succeeds(inOrder(ByteOrder::Host, writeOf("uio.16", 2048 - 128, values))));
     EXPECT_EQ(m_uio16.values(inOrder(ByteOrder::Host, readOf("uio.16", 2048 - 128, 128))), values);
 }
 
-TEST_F(RequestHandlerTest, RefusesAnEmptyRead) {
+TEST_F(RequestHandler, RefusesAnEmptyRead) {
     expectRefusal(m_uio32, readOf("uio.32", 0, 0), "the length of the read is 0");
 }
 
-TEST_F(RequestHandlerTest, AcceptsAnEmptyWriteWithoutADeviceAccess) {
+TEST_F(RequestHandler, AcceptsAnEmptyWriteWithoutADeviceAccess) {
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {7})));
     EXPECT_TRUE(m_uio32.succeeds(writeOf("uio.32", 5, {})));
     EXPECT_EQ(m_uio32.values(readOf("uio.32", 5)), Values{7});
@@ -328,21 +328,21 @@ TEST_F(RequestHandlerTest, AcceptsAnEmptyWriteWithoutADeviceAccess) {
     EXPECT_TRUE(m_server.connect("seek.32").succeeds(writeOf("seek.32", 3, {})));
 }
 
-TEST_F(RequestHandlerTest, ReplacesTheBitsUnderAMaskAndTreatsAMaskOfZeroAsAPlainWrite) {
+TEST_F(RequestHandler, ReplacesTheBitsUnderAMaskAndTreatsAMaskOfZeroAsAPlainWrite) {
     EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0x1234}), 0)));
     EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0x1234});
     EXPECT_TRUE(m_uio16.succeeds(masked(writeOf("uio.16", 5, {0xFFFF}), 0x0F0F)));
     EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0x1F3F});
 }
 
-TEST_F(RequestHandlerTest, RefusesAMaskedWriteOfAnythingButOneValue) {
+TEST_F(RequestHandler, RefusesAMaskedWriteOfAnythingButOneValue) {
     for (const auto& values : {Values{}, Values{1, 2}, Values(128, 1)}) {
         expectRefusal(m_uio16, masked(writeOf("uio.16", 5, values), 1), "a masked write must have one value");
     }
     EXPECT_EQ(m_uio16.values(readOf("uio.16", 5)), Values{0});
 }
 
-TEST_F(RequestHandlerTest, RefusesValuesAndMasksWiderThanTheRegister) {
+TEST_F(RequestHandler, RefusesValuesAndMasksWiderThanTheRegister) {
     for (const auto& [device, wide] : {std::pair{"seek.8", 0x100U}, std::pair{"uio.16", 0x10000U}}) {
         auto connection = m_server.connect(device);
         expectRefusals(connection,
@@ -353,7 +353,7 @@ TEST_F(RequestHandlerTest, RefusesValuesAndMasksWiderThanTheRegister) {
     }
 }
 
-TEST_F(RequestHandlerTest, ForwardsOnlyAllowedIoctlCommandsAndAnswersWithTheirResult) {
+TEST_F(RequestHandler, ForwardsOnlyAllowedIoctlCommandsAndAnswersWithTheirResult) {
     expectRefusal(m_uio32, ioctlOf("uio.32", 0xEE00), forbiddenIoctl);
     auto policy = simulated();
     policy.ioctls = {0xEE00};
@@ -363,11 +363,11 @@ TEST_F(RequestHandlerTest, ForwardsOnlyAllowedIoctlCommandsAndAnswersWithTheirRe
     expectRefusal(connection, ioctlOf("uio.32", 0xEE01), forbiddenIoctl);
 }
 
-TEST_F(RequestHandlerTest, ReturnsTheInterruptTypeOfASimulatedDevice) {
+TEST_F(RequestHandler, ReturnsTheInterruptTypeOfASimulatedDevice) {
     EXPECT_EQ(m_uio32.values(Request(Type::GetInterruptType, "uio.32")), Values{4});
 }
 
-TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
+TEST_F(RequestHandler, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
     auto connection = m_server.connect("seek.8");
     for (const auto type : {Type::GetInterruptType, Type::EnableInterrupt, Type::DisableInterrupt}) {
         expectRefusal(connection, Request(type, "seek.8"), failed);
@@ -377,7 +377,7 @@ TEST_F(RequestHandlerTest, RefusesInterruptOperationsOfDevicesWithoutInterrupts)
 }
 
 /** A fixture for requests of a client to the interrupt of a simulated device. */
-class SimulatedInterruptRequests : public RequestHandlerTest {
+class SimulatedInterruptRequests : public RequestHandler {
 protected:
     bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }
     bool succeeds(Type type) { return m_uio32.succeeds(Request(type, "uio.32")); }
@@ -388,7 +388,7 @@ protected:
     }
 };
 
-TEST_F(SimulatedInterruptRequests, RaiseItWithTheWordOrTheCount) {
+TEST_F(SimulatedInterruptRequests, RaiseTheInterruptWithTheWordOrTheCount) {
     EXPECT_TRUE(succeeds(Type::EnableInterrupt));
     EXPECT_TRUE(raises({0xCAFE, 1}));
     EXPECT_EQ(received(), 0xCAFEU);
@@ -396,7 +396,7 @@ TEST_F(SimulatedInterruptRequests, RaiseItWithTheWordOrTheCount) {
     EXPECT_EQ(received(), 2U);
 }
 
-TEST_F(SimulatedInterruptRequests, EnableAndDisableIt) {
+TEST_F(SimulatedInterruptRequests, EnableAndDisableTheInterrupt) {
     for (const std::uint32_t raised : {1U, 2U}) {
         EXPECT_TRUE(succeeds(Type::DisableInterrupt));
         EXPECT_TRUE(raises());
@@ -405,7 +405,7 @@ TEST_F(SimulatedInterruptRequests, EnableAndDisableIt) {
     }
 }
 
-TEST_F(RequestHandlerTest, LetsClientsShareADeviceAndKeepsTheRegistersOfASimulatedOne) {
+TEST_F(RequestHandler, LetsClientsShareADeviceAndKeepsTheRegistersOfASimulatedOne) {
     {
         auto one = m_server.connect("seek.8");
         auto other = m_server.connect("seek.8");
@@ -416,7 +416,7 @@ TEST_F(RequestHandlerTest, LetsClientsShareADeviceAndKeepsTheRegistersOfASimulat
     EXPECT_EQ(m_server.connect("seek.8").values(readOf("seek.8", 5)), Values{7});
 }
 
-TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
+TEST_F(RequestHandler, SaysWhyADeviceCannotBeOpened) {
     auto policy = simulated();
     policy.devices = {"uio.32", "far"};
     Server server(policy);
@@ -427,7 +427,7 @@ TEST_F(RequestHandlerTest, SaysWhyADeviceCannotBeOpened) {
     EXPECT_TRUE(connection.open("uio.32"));
 }
 
-TEST_F(RequestHandlerTest, RefusesOperationsThatChangeADeviceWhenItIsReadOnly) {
+TEST_F(RequestHandler, RefusesOperationsThatChangeADeviceWhenItIsReadOnly) {
     auto policy = simulated();
     policy.readOnly = true;
     policy.ioctls = {0};
@@ -474,7 +474,7 @@ TEST_F(RequestsToFiles, FailWhenTheFileIsMissing) {
 }
 
 TEST_F(RequestsToFiles, SurviveBusErrors) {
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     TemporaryWorkingFolder::makeFile("registers.map", 0);
     auto connection = m_server.connect("map.32");
     expectRefusals(connection, {readOf("map.32", 0), writeOf("map.32", 0, {1, 2})},
@@ -513,7 +513,7 @@ TEST_F(RequestsToFiles, AreRefusedOutsideTheMapping) {
     EXPECT_TRUE(connection.succeeds(writeOf("map.32", registers, {})));
 }
 
-TEST_F(RequestsToFiles, ReachTheRegisters) {
+TEST_F(RequestsToFiles, AccessTheRegisters) {
     for (const char* name : {"seek.8", "seek.16", "seek.32"}) {
         auto connection = m_server.connect(name);
         EXPECT_TRUE(connection.succeeds(writeOf(name, 4, {0x5A})));

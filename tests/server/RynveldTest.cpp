@@ -53,7 +53,7 @@ public:
         return client;
     }
     bool serves(const std::string& name = "uio.32") const { return connect().succeeds(Request(Type::Open, name)); }
-    bool turnsAway() const { return connect().isEnded(); }
+    bool refusesConnections() const { return connect().isEnded(); }
 };
 
 class SimulatingServer : public Server {
@@ -146,7 +146,7 @@ TEST(RynveldCommandLine, FailsWhenTheAddressBelongsToAnotherHost) {
                  "rynveld: 192.0.2.1:0: cannot listen: Cannot assign requested address\n");
 }
 
-TEST(Rynveld, SaysWhereItListensAndWhatItServes) {
+TEST(Rynveld, PrintsItsAddressAndTheNumberOfItsDevices) {
     Launch board;
     board.devices = RynveldProcess::Devices::Board;
     const auto banner = [](const RynveldProcess& server, const std::string& devices) {
@@ -219,16 +219,16 @@ TEST(Rynveld, ServesAndEndsWhileItsStandardErrorIsBlocked) {
 }
 
 TEST(Rynveld, ServesOnlyClientsOfItsNetworks) {
-    EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.2"}).turnsAway());
+    EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.2"}).refusesConnections());
     EXPECT_TRUE(SimulatingServer({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/24"}).serves());
 }
 
-TEST(Rynveld, TurnsAwayClientsAboveTheLimitUntilOneDisconnects) {
+TEST(Rynveld, RefusesConnectionsAboveTheLimitUntilAClientDisconnects) {
     const SimulatingServer server({"--max-connections", "2", "--max-connections-per-host", "2"});
     const RecordClient one = server.connect("uio.32");
     {
         const RecordClient other = server.connect("uio.32");
-        EXPECT_TRUE(server.turnsAway());
+        EXPECT_TRUE(server.refusesConnections());
     }
     // The server needs some time to notice that a client has disconnected.
     EXPECT_TRUE(becomesTrue([&] { return server.serves(); }));
@@ -241,13 +241,13 @@ TEST(Rynveld, ReportsTheNumberOfSuppressedLinesWhenAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
     const RecordClient first = server.connect("uio.32");
     for (unsigned int i = 0; i < 25; ++i) {
-        EXPECT_TRUE(server.turnsAway());
+        EXPECT_TRUE(server.refusesConnections());
     }
     std::this_thread::sleep_for(13s);
-    EXPECT_TRUE(server.turnsAway());
+    EXPECT_TRUE(server.refusesConnections());
     const std::string text = server.endWithText();
     const auto count = text.find("Suppressed lines about 127.0.0.0/8: 5 (connections).\n");
-    const auto last = text.rfind(" turned away: the connection limit (1) is reached.\n");
+    const auto last = text.rfind(" refused: the connection limit (1) is reached.\n");
     ASSERT_NE(count, std::string::npos) << text;
     ASSERT_NE(last, std::string::npos) << text;
     EXPECT_LT(count, last) << text;
@@ -286,11 +286,11 @@ TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
 }
 #endif
 
-TEST(Rynveld, EndsConnectionsThatAreIdleButNotArmedOnes) {
+TEST(Rynveld, EndsIdleConnectionsThatAreNotArmed) {
     const SimulatingServer server({"--idle-timeout", "300ms"});
     const RecordClient armed = server.connectArmed("uio.32");
     for (unsigned int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(server.turnsAway());
+        EXPECT_TRUE(server.refusesConnections());
     }
     const RecordClient other = server.connect("uio.32");
     EXPECT_TRUE(other.succeeds(raiseOf("uio.32", {7})));
@@ -361,7 +361,7 @@ void tell(const Server& server, const Request& request) {
     EXPECT_TRUE(server.connect(request.getDeviceName()).succeeds(request));
 }
 
-TEST(Rynveld, HasArmedAConnectionWhenItsAnswerBegins) {
+TEST(Rynveld, ArmsAConnectionBeforeItAnswers) {
     const SimulatingServer server({"--fault", "split=20ms:3"});
     for (unsigned int round = 0; round < 20; ++round) {
         const RecordClient armed = server.connect("uio.32");
@@ -541,14 +541,14 @@ public:
     RecordClient connect() const { return RecordClient::on(LocalSocket::connect(SOCK_STREAM)); }
 };
 
-TEST(RynveldService, UsesTheSocketThatItIsStartedFor) {
+TEST(RynveldService, UsesTheSocketThatItReceives) {
     const Listener listener;
     const SimulatingServer server({}, activatedOn({listener.descriptor()}));
     EXPECT_EQ(server.port(), listener.port());
     EXPECT_TRUE(server.serves());
 }
 
-TEST(RynveldService, UsesAllSocketsThatItIsStartedFor) {
+TEST(RynveldService, UsesAllSocketsThatItReceives) {
     const Listener one;
     const Listener other;
     const LocalListener local;
@@ -563,7 +563,7 @@ TEST(RynveldService, UsesAllSocketsThatItIsStartedFor) {
     }
 }
 
-TEST(RynveldService, ServesALocalSocketThatItIsStartedFor) {
+TEST(RynveldService, ServesALocalSocketThatItReceives) {
     const LocalListener local;
     const SimulatingServer server({"--interrupt-every", "uio.32=1ms"}, activatedOn({local.descriptor()}));
     const RecordClient client = local.connect();
@@ -601,7 +601,7 @@ sockaddr_in6 loopbackV6(std::uint16_t port) {
     return address;
 }
 
-TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsAway) {
+TEST(RynveldService, ReservesConnectionsForOtherHostsAndNamesTheClientsThatItRefuses) {
     const Listener listener(AF_INET6);
     const LocalListener local;
     Launch launch = activatedOn({listener.descriptor(), local.descriptor()});
@@ -618,13 +618,14 @@ TEST(RynveldService, KeepsConnectionsForOtherHostsAndNamesTheClientsThatItTurnsA
             EXPECT_TRUE(connect().isEnded());
         }
     };
-    // The server counts each of these networks as one host, because one host can use all addresses of the network.
+    // The server counts 127.0.0.0/8, a /64 network and a user of a local socket as one host each, because one client
+    // can use all their addresses and processes.
     unsigned int last = 1;
     fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });
     fill([&local] { return local.connect(); });
     const std::string text = server.endWithText();
-    EXPECT_NE(text.find(" turned away: its host has reached the connection limit (2)."), std::string::npos) << text;
+    EXPECT_NE(text.find(" refused: its host has reached the connection limit (2)."), std::string::npos) << text;
     const std::string user = "user " + std::to_string(::geteuid());
     for (const std::string& host : {std::string("127.0.0.0/8"), std::string("::/64"), user}) {
         const std::string line = "Suppressed lines about " + host + ": 80 (connections of host).";

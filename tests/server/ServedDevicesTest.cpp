@@ -29,7 +29,7 @@ TEST(ServedDevices, OpenAFileOnceAtATime) {
     const TemporaryWorkingFolder folder;
     TemporaryWorkingFolder::makeFile("registers.seek", 16);
     const auto file = std::filesystem::current_path() / "registers.seek";
-    const Rynveld::PolicyInForce policy{Rynveld::Policy()};
+    const Rynveld::CurrentPolicy policy{Rynveld::Policy()};
     Rynveld::ServedDevices devices(policy);
     constexpr unsigned int rounds = 500;
     std::atomic<std::size_t> most{0};

@@ -61,7 +61,7 @@ void activate(const std::string& descriptors, const std::string& pid = std::to_s
     ::setenv("LISTEN_FDS", descriptors.c_str(), 1);
 }
 
-TEST(ActivationSocketsDeathTest, AreAllThatWerePassed) {
+TEST(ActivationSocketsDeathTest, AreThePassedDescriptors) {
     inChildProcess([] {
         pass(AF_INET, SOCK_STREAM, true, passed);
         pass(AF_UNIX, SOCK_STREAM, true, passed + 1);
@@ -77,7 +77,7 @@ TEST(ActivationSocketsDeathTest, AreAllThatWerePassed) {
     });
 }
 
-TEST(ActivationSocketsDeathTest, AreNoneWhenAnotherProcessIsMeantOrNoneWasPassed) {
+TEST(ActivationSocketsDeathTest, AreEmptyForAnotherProcessAndIfNoneWasPassed) {
     inChildProcess([] {
         pass(AF_INET, SOCK_STREAM, true);
         for (const auto& pid : {std::to_string(::getppid()), std::string(), std::string("x")}) {

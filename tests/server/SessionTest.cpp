@@ -70,7 +70,7 @@ public:
 
 private:
     SocketPair m_pair{SOCK_SEQPACKET};
-    const Rynveld::PolicyInForce m_policy;
+    const Rynveld::CurrentPolicy m_policy;
     Rynveld::ServedDevices m_devices;
     Rynveld::TraceLimit m_limit;
     const RecordClient m_client = RecordClient::on(m_pair.releaseClient());
@@ -117,7 +117,7 @@ TEST(Session, EndsTheArmingWithTheNextRequest) {
     }
 }
 
-TEST(Session, IsNotArmedByARefusal) {
+TEST(Session, StaysDisarmedAfterARefusedRequest) {
     const RunningSession session;
     EXPECT_TRUE(session.client().isRefused(Request(Type::Open, "nothing")));
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "uio.32")));
@@ -166,7 +166,7 @@ TEST(Session, EndsWhenTheClientIsIdle) {
     session.join();
 }
 
-TEST(Session, StaysWhenTheClientIsIdleAndArmed) {
+TEST(Session, ContinuesWhenTheClientIsIdleAndArmed) {
     RunningSession session(simulated(), 200ms);
     session.client().arm("uio.32");
     pollfd end{session.client().socket(), POLLIN, 0};
@@ -175,7 +175,7 @@ TEST(Session, StaysWhenTheClientIsIdleAndArmed) {
     session.join();
 }
 
-TEST(Session, AnswersWithErrorIfThatIsItsFault) {
+TEST(Session, AnswersWithErrorIfTheFaultIsError) {
     const TraceRecorder recorder(4, "Rynveld");
     const RunningSession session(simulated({{Fault::Kind::Error, 0ms, 2}}));
     session.client().open("uio.32");
@@ -186,13 +186,13 @@ TEST(Session, AnswersWithErrorIfThatIsItsFault) {
         EventLog{"Rynveld 4 refuse: Request of type 7 from the client for \"uio.32\" refused: a fault is simulated."});
 }
 
-TEST(Session, SplitsItsAnswersIfThatIsItsFault) {
+TEST(Session, SplitsItsAnswersIfTheFaultIsSplit) {
     const RunningSession session(simulated({{Fault::Kind::Split, 1ms, 2}}));
     session.expectPieces(Request(Type::Open, "uio.32"), {responseSize});
     session.expectPieces(readOf("uio.32", 0), {responseSize / 2, responseSize / 2});
 }
 
-TEST(Session, DelaysItsAnswersIfThatIsItsFault) {
+TEST(Session, DelaysItsAnswersIfTheFaultIsDelay) {
     const RunningSession session(simulated({{Fault::Kind::Delay, 20ms, 1}}));
     const auto begin = std::chrono::steady_clock::now();
     session.client().open("uio.32");
@@ -204,7 +204,7 @@ TEST(Session, EndsAtOnceWhileItDelaysAnAnswer) {
     EXPECT_TRUE(session.client().send(Request(Type::Open, "uio.32")));
 }
 
-TEST(Session, EndsIfThatIsItsFault) {
+TEST(Session, EndsIfTheFaultIsDisconnect) {
     RunningSession session(simulated({{Fault::Kind::Disconnect, 0ms, 2}}));
     session.client().open("uio.32");
     EXPECT_TRUE(session.client().send(readOf("uio.32", 0)));

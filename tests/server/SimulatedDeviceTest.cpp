@@ -23,7 +23,7 @@ using Rynveld::simulatedSize;
 constexpr std::uint32_t pattern = 0x81A2C3E4;
 
 DeviceTypeInfo kindOf(unsigned int width, unsigned int addressStride = 1, bool hasInterrupts = true) {
-    return {"", Common::Access::Mapped, width, hasInterrupts, true, addressStride};
+    return {"", Common::AccessMethod::Mapped, width, hasInterrupts, true, addressStride};
 }
 
 std::uint32_t maskOf(unsigned int width) { return width == 32 ? UINT32_MAX : (1U << width) - 1; }
@@ -42,7 +42,7 @@ bool isReadable(int descriptor) {
 }
 
 /** A fixture for a simulated device. The parameter is the register width in bits. */
-class SimulatedDeviceTest : public testing::TestWithParam<unsigned int> {
+class SimulatedDevice : public testing::TestWithParam<unsigned int> {
 protected:
     static unsigned int width() { return GetParam(); }
     static std::uint32_t count() { return simulatedSize / (width() / 8); }
@@ -59,15 +59,15 @@ protected:
     Rynveld::Simulation m_simulation = simulate("simulated", kindOf(GetParam()));
 };
 
-INSTANTIATE_TEST_SUITE_P(Widths, SimulatedDeviceTest, testing::Values(8U, 16U, 32U),
+INSTANTIATE_TEST_SUITE_P(Widths, SimulatedDevice, testing::Values(8U, 16U, 32U),
                          [](const auto& width) { return std::to_string(width.param); });
 
-TEST_P(SimulatedDeviceTest, HasItsNameAndItsWidth) {
+TEST_P(SimulatedDevice, HasItsNameAndItsWidth) {
     EXPECT_EQ(registers().width(), width());
     EXPECT_EQ(registers().device().getDevName(), "simulated");
 }
 
-TEST_P(SimulatedDeviceTest, KeepsEveryRegisterSeparately) {
+TEST_P(SimulatedDevice, KeepsEveryRegisterSeparately) {
     EXPECT_EQ(at(count() - 1), 0U);
     EXPECT_EQ(registers().write(count() - 1, value(1)), AccessResult::Success);
     EXPECT_EQ(registers().write(0, value(2)), AccessResult::Success);
@@ -77,14 +77,14 @@ TEST_P(SimulatedDeviceTest, KeepsEveryRegisterSeparately) {
     EXPECT_EQ(at(count() - 2), 0U);
 }
 
-TEST_P(SimulatedDeviceTest, ReplacesTheBitsUnderAMask) {
+TEST_P(SimulatedDevice, ReplacesTheBitsUnderAMask) {
     const std::uint32_t mask = 0x0FF0F00FU & maskOf(width());
     EXPECT_EQ(registers().write(3, value(1)), AccessResult::Success);
     EXPECT_EQ(registers().write(3, value(2), mask), AccessResult::Success);
     EXPECT_EQ(at(3), (value(1) & ~mask) | (value(2) & mask));
 }
 
-TEST_P(SimulatedDeviceTest, MovesBurstsInBothOrders) {
+TEST_P(SimulatedDevice, MovesBurstsInBothOrders) {
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         const std::array<std::uint32_t, 3> written{value(1), value(2), value(3)};
         EXPECT_EQ(registers().write(7, written.data(), 3, order), AccessResult::Success);
@@ -97,7 +97,7 @@ TEST_P(SimulatedDeviceTest, MovesBurstsInBothOrders) {
     }
 }
 
-TEST_P(SimulatedDeviceTest, HasNothingAfterItsLastRegister) {
+TEST_P(SimulatedDevice, FailsAfterItsLastRegister) {
     std::uint32_t word = 0;
     std::array<std::uint32_t, 2> words{};
     for (const std::uint32_t address : {count(), count() + 1, 0x80000000U, 0xFFFFFFFFU}) {
@@ -111,7 +111,7 @@ TEST_P(SimulatedDeviceTest, HasNothingAfterItsLastRegister) {
     EXPECT_EQ(registers().read(count() - 2, words.data(), 2, ByteOrder::Host), AccessResult::Success);
 }
 
-TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
+TEST_P(SimulatedDevice, CountsAddressesInTheStrideOfItsType) {
     const unsigned int step = width() / 8;
     const auto seekable = simulate("seekable", kindOf(width(), step, false));
     const std::array<std::uint32_t, 2> written{value(1), value(2)};
@@ -126,7 +126,7 @@ TEST_P(SimulatedDeviceTest, CountsAddressesByTheStepOfItsKind) {
     }
 }
 
-TEST_P(SimulatedDeviceTest, HasInterruptsIfItsKindHas) {
+TEST_P(SimulatedDevice, HasInterruptsIfItsTypeHas) {
     unsigned long type = 0;
     auto& device = registers().device();
     EXPECT_TRUE(device.getInterruptType(&type));
@@ -136,7 +136,7 @@ TEST_P(SimulatedDeviceTest, HasInterruptsIfItsKindHas) {
     EXPECT_EQ(device.getNativeHandle(), m_simulation.interrupt->descriptor());
 }
 
-TEST_P(SimulatedDeviceTest, HasNoInterruptsIfItsKindHasNone) {
+TEST_P(SimulatedDevice, HasNoInterruptsIfItsTypeHasNone) {
     const auto simulation = simulate("simulated", kindOf(width(), 1, false));
     auto& device = simulation.device->device();
     unsigned long type = 0x55;
@@ -149,7 +149,7 @@ TEST_P(SimulatedDeviceTest, HasNoInterruptsIfItsKindHasNone) {
     EXPECT_EQ(device.getNativeHandle(), -1);
 }
 
-TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
+TEST_P(SimulatedDevice, EnablesItsInterruptByWaiting) {
     m_simulation.interrupt->raise(7);
     EXPECT_FALSE(isReadable(m_simulation.interrupt->descriptor()));
     unsigned long word = 0;
@@ -157,7 +157,7 @@ TEST_P(SimulatedDeviceTest, EnablesItsInterruptByWaiting) {
     EXPECT_EQ(word, 7U);
 }
 
-TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledWhenItWaitsIfItsKindDoes) {
+TEST_P(SimulatedDevice, LeavesItsInterruptDisabledWhenItWaitsIfItsTypeDoes) {
     auto kind = kindOf(width());
     kind.waitEnablesInterrupt = false;
     const auto simulation = simulate("simulated", kind);
@@ -172,7 +172,7 @@ TEST_P(SimulatedDeviceTest, LeavesItsInterruptDisabledWhenItWaitsIfItsKindDoes) 
     EXPECT_FALSE(isReadable(device.getNativeHandle()));
 }
 
-TEST_P(SimulatedDeviceTest, AcceptsEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
+TEST_P(SimulatedDevice, AcceptsEveryIoctl) { EXPECT_EQ(registers().device().ioctl(0x1234, 5), 0); }
 
 /**
  * A fixture for a simulated device. A map describes its first three registers: one is read-only, one has an effect when
@@ -220,7 +220,7 @@ private:
 INSTANTIATE_TEST_SUITE_P(Widths, DescribedDevice, testing::Values(8U, 16U, 32U),
                          [](const auto& width) { return std::to_string(width.param); });
 
-TEST_P(DescribedDevice, ReadsAndWritesEachRegisterAsItIsDescribed) {
+TEST_P(DescribedDevice, FollowsTheDescriptionOfEachRegister) {
     for (const std::uint32_t address : {0U, 1U, 2U, 3U}) {
         EXPECT_EQ(at(address), address < 3 ? cut(pattern) : 0U);
         EXPECT_EQ(registers().write(address, cut(0x0F0F0F0F)), AccessResult::Success);
@@ -232,7 +232,7 @@ TEST_P(DescribedDevice, ReadsAndWritesEachRegisterAsItIsDescribed) {
     EXPECT_EQ(at(3), cut(0x0F0F0F0F));
 }
 
-TEST_P(DescribedDevice, DoesABurstRegisterByRegister) {
+TEST_P(DescribedDevice, PerformsABurstRegisterByRegister) {
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         const auto ordered = [order](std::uint32_t value) {
             return order == ByteOrder::Host ? value : reversed(value, GetParam());
@@ -250,7 +250,7 @@ TEST_P(DescribedDevice, DoesABurstRegisterByRegister) {
     }
 }
 
-TEST_P(DescribedDevice, ReadsAndThenWritesUnderAMask) {
+TEST_P(DescribedDevice, ReadsBeforeItWritesUnderAMask) {
     const std::uint32_t mask = 0xF;
     EXPECT_EQ(registers().write(1, 0, mask), AccessResult::Success);
     EXPECT_EQ(at(1), cut(pattern & mask)) << "the bits outside the mask are written back, which clears them";

@@ -48,7 +48,7 @@ TEST(SimulatedRegister, KeepsReadOnlyBits) {
     EXPECT_EQ(readOnly.read(), resetValue);
 }
 
-TEST(SimulatedRegister, DoesNotDoWriteActionsWithReadOnlyBits) {
+TEST(SimulatedRegister, AppliesNoWriteActionToReadOnlyBits) {
     SimulatedRegister readOnly({bitsOf(Access::ReadOnly, ModifiedWrite::OneToClear)});
     readOnly.write(data);
     EXPECT_EQ(readOnly.read(), resetValue);
@@ -63,21 +63,21 @@ TEST(SimulatedRegister, ReadsWriteOnlyBitsAs0) {
     }
 }
 
-TEST(SimulatedRegister, KeepsTheFirstWriteOfBitsThatAcceptOne) {
+TEST(SimulatedRegister, KeepsTheFirstWriteOfWriteOnceBits) {
     SimulatedRegister readWriteOnce({bitsOf(Access::ReadWriteOnce)});
     readWriteOnce.write(data);
     readWriteOnce.write(0x1234);
     EXPECT_EQ(readWriteOnce.read(), data);
 }
 
-TEST(SimulatedRegister, CountsTheFirstWriteOfBitsThatAcceptOneWhateverItsData) {
+TEST(SimulatedRegister, AcceptsOneWriteOfWriteOnceBitsWhateverTheValue) {
     SimulatedRegister readWriteOnce({bitsOf(Access::ReadWriteOnce)});
     readWriteOnce.write(resetValue);
     readWriteOnce.write(data);
     EXPECT_EQ(readWriteOnce.read(), resetValue);
 }
 
-TEST(SimulatedRegister, DoesEveryWriteAction) {
+TEST(SimulatedRegister, SupportsEveryWriteAction) {
     const std::map<ModifiedWrite, std::uint64_t> results{
         {ModifiedWrite::OneToClear, 0x0C0A},  {ModifiedWrite::OneToSet, 0xFCFA},  {ModifiedWrite::OneToToggle, 0x3C5A},
         {ModifiedWrite::ZeroToClear, 0xC0A0}, {ModifiedWrite::ZeroToSet, 0xCFAF}, {ModifiedWrite::ZeroToToggle, 0xC3A5},
@@ -90,7 +90,7 @@ TEST(SimulatedRegister, DoesEveryWriteAction) {
     }
 }
 
-TEST(SimulatedRegister, DoesEveryReadActionAfterTheRead) {
+TEST(SimulatedRegister, PerformsEveryReadActionAfterTheRead) {
     const std::map<ReadAction, std::uint64_t> results{
         {ReadAction::Clear, 0x0000},
         {ReadAction::Set, 0xFFFF},
@@ -104,7 +104,7 @@ TEST(SimulatedRegister, DoesEveryReadActionAfterTheRead) {
     }
 }
 
-TEST(SimulatedRegister, DoesWithEachBitWhatItsOwnDescriptionSays) {
+TEST(SimulatedRegister, FollowsTheDescriptionOfEachBit) {
     SimulatedRegister mixed({
         {0x000F, 0x000A, Access::ReadWrite, std::nullopt, ModifiedWrite::OneToClear},
         {0x00F0, 0x0050, Access::ReadOnly, ReadAction::Clear, ModifiedWrite::Modify},

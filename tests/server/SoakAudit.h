@@ -16,9 +16,8 @@ namespace RynvelTest {
  * Checks the audit of a server that many clients use. Rotates and removes the file while the server writes it, because
  * the whole audit would fill the disk.
  *
- * Two kinds of writes to one device have rules. Each write of two values on a connection has a value that is by one
- * higher than that of the previous write on the connection, or 0. Clients write the shared register only with one
- * value.
+ * Two kinds of writes to one device have rules. A write of two values has the value 0, or a value one higher than that
+ * of the previous write on the connection. Clients write the shared register only with one value.
  */
 class SoakAudit {
 public:
@@ -28,13 +27,17 @@ public:
     /** @param path the file of the audit. @param device the device whose writes have rules. */
     SoakAudit(std::string path, const std::string& device);
 
-    /** Counts a write of two values that a client saw done. Threads: any number may call this function at once. */
+    /**
+     * Counts a write of two values that succeeded for the client with this port.
+     *
+     * Threads: any number may call this function at once.
+     */
     void saw(std::uint16_t port);
 
     /** Renames the file, makes the server open a new one, and checks the lines of the old one. */
     void rotate(const RynveldProcess& server);
 
-    /** Checks the last file, and expects every write that a client saw done. Call it when the server has ended. */
+    /** Checks the last file, and expects a line for every counted write. Call it after the server has ended. */
     void expectAllWrites();
 
 private:
@@ -50,7 +53,7 @@ private:
     void checkOrderOfRegister(std::string_view line);
 
     const std::string m_path;
-    /** The text in a line with a write to the device that was done. */
+    /** The text that the audit line of each successful write to the device contains. */
     const std::string m_write;
     std::mutex m_mutex;
     std::map<std::uint16_t, std::uint64_t> m_seen;

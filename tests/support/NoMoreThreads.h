@@ -8,7 +8,7 @@
 
 namespace RynvelTest {
 
-/** A scope in which no thread can start, because the system has too little memory for the stack of a new thread. */
+/** While an object exists, no thread can start, because the default stack is larger than the system can allocate. */
 class NoMoreThreads {
 public:
     NoMoreThreads() {

@@ -29,7 +29,7 @@ public:
         /** Commands that a shell runs before it executes the program, for instance "ulimit -n 64; ". */
         std::string preparation;
         /**
-         * The descriptors that the program inherits as 3, 4 and so on. They must be in rising order. The program
+         * The descriptors that the program inherits as 3, 4 and so on. They must be in ascending order. The program
          * inherits no other descriptor of the test, except standard input.
          */
         std::vector<int> passed;

@@ -34,14 +34,14 @@ TEST(BitDiagram, HasTheHighestBitsFirstAndFillsGaps) {
                                                                                        "+-----+------+-----+----+");
 }
 
-TEST(BitDiagram, OfAFieldAsWideAsTheRegisterIsOneBox) {
+TEST(BitDiagram, HasOneBoxForAFieldAsWideAsTheRegister) {
     EXPECT_EQ(bitDiagram(registerOf(32, {fieldOf("D", 31, 0)})), "  31:0\n"
                                                                  "+------+\n"
                                                                  "|  D   |\n"
                                                                  "+------+");
 }
 
-TEST(BitDiagram, ShowsFieldsThatShareBitsInDrawingsOfTheirOwn) {
+TEST(BitDiagram, ShowsFieldsThatShareBitsInSeparateDrawings) {
     EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 7, 4), fieldOf("B", 3, 0), fieldOf("ALL", 7, 0)})),
               "  7:4   3:0\n"
               "+-----+-----+\n"
@@ -53,7 +53,7 @@ TEST(BitDiagram, ShowsFieldsThatShareBitsInDrawingsOfTheirOwn) {
               "+-----+");
 }
 
-TEST(BitDiagram, TakesASingleSharedBitForShared) {
+TEST(BitDiagram, SeparatesFieldsThatShareASingleBit) {
     EXPECT_EQ(bitDiagram(registerOf(8, {fieldOf("A", 7, 4), fieldOf("B", 4, 0)})), "  7:4   3:0\n"
                                                                                    "+-----+-----+\n"
                                                                                    "|  A  |  -  |\n"
@@ -64,7 +64,7 @@ TEST(BitDiagram, TakesASingleSharedBitForShared) {
                                                                                    "+-----+-----+");
 }
 
-TEST(BitDiagram, HasUpTo16DrawingsOfFieldsThatShareBits) {
+TEST(BitDiagram, HasAtMost16DrawingsOfFieldsThatShareBits) {
     const auto drawingOf = [](std::size_t count) {
         return bitDiagram(registerOf(1, std::vector<Maps::Field>(count, fieldOf("A", 0, 0))));
     };

@@ -65,7 +65,7 @@ TEST_F(Bits, AreSetAndClearedAndToggled) {
     EXPECT_EQ(get(8), 0xFFFFFFFFU);
 }
 
-TEST_F(Bits, OfNamedRegistersAreSetAndClearedAndToggled) {
+TEST_F(Bits, AreSetAndClearedAndToggledInNamedRegisters) {
     set(0, 0xFFFF0201);
     expect("set map32 CTRL 6:5", 0, "map32 CTRL = 0x00000060 with mask 0x00000060\n");
     EXPECT_EQ(get(0), 0xFFFF0261U);
@@ -78,7 +78,7 @@ TEST_F(Bits, OfNamedRegistersAreSetAndClearedAndToggled) {
     EXPECT_EQ(get(0), 0xFFFF0271U);
 }
 
-TEST_F(Bits, MayBeFields) {
+TEST_F(Bits, MayBeGivenAsFields) {
     expect("set map32 CTRL RUN,MODE", 0, "map32 CTRL.RUN = 1 (running)\nmap32 CTRL.MODE = 7\n");
     EXPECT_EQ(get(0), 0x71U);
     expect("clear map32 CTRL RUN", 0, "map32 CTRL.RUN = 0 (stopped)\n");
@@ -151,7 +151,7 @@ TEST_F(BitsOfSpecialRegisters, AreRefusedIfFieldsOnTheSameBitsNeedDifferentValue
                       "map32: field MIX.P cannot keep its value, because a field or register that shares its bits "
                       "needs other values (use write REGISTER FIELD=VALUE ..., and also assign P)");
         expectRefused(command + " map32 MIX P",
-                      "map32: a write does not store the value in field MIX.C (give the value with write)");
+                      "map32: a write does not store the value in field MIX.C (use the command write)");
     }
 }
 
@@ -166,7 +166,8 @@ TEST_F(BitsOfSpecialRegisters, FollowTheAccessOfTheFieldsBeforeThatOfTheRegister
     }
     expect("set map32 WO 8 --quiet", 0, "");
     EXPECT_EQ(get(4), 0x100U);
-    expectRefused("toggle map32 WO 8", "map32: register WO is write-only outside its fields");
+    expectRefused("toggle map32 WO 8",
+                  "map32: register WO is write-only outside its fields (toggle must read it; use set or clear)");
     expect("poll map32 WO.F 0 --quiet", 0, "0\n");
 }
 
@@ -197,7 +198,7 @@ protected:
     const std::string onlyLimited = "register LIMITED: value 11 is not allowed (write 1 to 9)";
 };
 
-TEST_F(BitsOfConstrainedRegisters, NeverGiveAFieldAValueThatTheMapExcludes) {
+TEST_F(BitsOfConstrainedRegisters, AreRefusedIfAFieldWouldHaveAnExcludedValue) {
     expectRefusedFor(0, 0x900, "toggle map32 CTRL 9", onlyGain);
     expectRefusedFor(0, 0x900, "set map32 CTRL 0,9", onlyGain);
     expectRefusedFor(0, 0xF00, "clear map32 CTRL 10", onlyGain);
@@ -208,7 +209,7 @@ TEST_F(BitsOfConstrainedRegisters, NeverGiveAFieldAValueThatTheMapExcludes) {
     expectRefusedFor(0, 0x110, "write map32 CTRL 0x20 --mask 0x21", onlyModes);
 }
 
-TEST_F(BitsOfConstrainedRegisters, NeverGiveARegisterAValueThatTheMapExcludes) {
+TEST_F(BitsOfConstrainedRegisters, AreRefusedIfTheRegisterWouldHaveAnExcludedValue) {
     expectRefusedFor(4, 9, "set map32 LIMITED 1", onlyLimited);
     expectRefusedFor(4, 9, "toggle map32 LIMITED 1", onlyLimited);
     expectRefusedFor(4, 15, "clear map32 LIMITED 2", onlyLimited);
@@ -231,7 +232,7 @@ TEST_F(BitsOfConstrainedRegisters, DoNotDependOnFieldsWithoutTheseBits) {
     expectAllowedFor(0, 0xFF30, "write map32 CTRL 1 --mask 1", 0xFF31);
 }
 
-TEST_F(BitsOfConstrainedRegisters, OfAnAddressAreNotChecked) {
+TEST_F(BitsOfConstrainedRegisters, AreNotCheckedAtAnAddress) {
     expectAllowedFor(4, 9, "set map32 4 1", 11);
     expectAllowedFor(4, 9, "write map32 4 2 --mask 2", 11);
 }
@@ -313,11 +314,11 @@ TEST_F(Bits, AreRefusedIfTheMapExcludesTheAccess) {
 
 TEST_F(Bits, AreRefusedIfAWriteDoesNotStoreThem) {
     const std::string problem = "map32: a write does not store the value in ";
-    const std::string remedy = " (give the value with write)";
+    const std::string hint = " (use the command write)";
     for (const std::string command : {"set", "clear", "toggle"}) {
-        expectRefused(command + " map32 FLAGS ERROR", problem + "field FLAGS.ERROR" + remedy);
-        expectRefused(command + " map32 FLAGS 0", problem + "field FLAGS.ERROR" + remedy);
-        expectRefused(command + " map32 EVENTS 3", problem + "register EVENTS" + remedy);
+        expectRefused(command + " map32 FLAGS ERROR", problem + "field FLAGS.ERROR" + hint);
+        expectRefused(command + " map32 FLAGS 0", problem + "field FLAGS.ERROR" + hint);
+        expectRefused(command + " map32 EVENTS 3", problem + "register EVENTS" + hint);
     }
 }
 
@@ -341,21 +342,23 @@ TEST_F(Bits, AreRefusedWithAValueThatTheMapExcludes) {
     expect("set map32 LIMITED 3", 0, "map32 LIMITED = 0x00000008 with mask 0x00000008\n");
 }
 
-TEST_F(Bits, OfAWriteOnlyFieldAreSetButNotToggled) {
+TEST_F(Bits, CanBeSetButNotToggledInAWriteOnlyField) {
     expect("set map32 MIXED SECRET", 0, "map32 MIXED.SECRET = 255\n");
     EXPECT_EQ(get(0x2C), 0xFFU);
-    expectRefused("toggle map32 MIXED SECRET", "map32: field MIXED.SECRET is write-only");
-    expectRefused("toggle map32 MIXED 7:0", "map32: field MIXED.SECRET is write-only");
+    const std::string problem = "map32: field MIXED.SECRET is write-only (toggle must read it; use set or clear)";
+    expectRefused("toggle map32 MIXED SECRET", problem);
+    expectRefused("toggle map32 MIXED 7:0", problem);
 }
 
-TEST_F(Bits, OfAReadOnlyFieldAreWrittenIfAnotherFieldHasThemToo) {
+TEST_F(Bits, CanBeWrittenInAReadOnlyFieldIfAWritableFieldHasThem) {
     expect("set map32 SHARED 0 --quiet", 0, "");
     EXPECT_EQ(get(0x38), 1U);
-    expectRefused("toggle map32 SHARED 0", "map32: field SHARED.GIVEN is write-only");
+    expectRefused("toggle map32 SHARED 0",
+                  "map32: field SHARED.GIVEN is write-only (toggle must read it; use set or clear)");
     expectRefused("set map32 SHARED SEEN", "map32: field SHARED.SEEN is read-only");
 }
 
-TEST_F(Bits, OfARegisterAreRead) {
+TEST_F(Bits, CanBeReadFromARegister) {
     set(0, 0x80003721);
     expect("read map32 CTRL[7:4]", 0, "map32 CTRL[7:4] = 0x2\n");
     expect("read map32 CTRL[13:8] --quiet", 0, "0x37\n");
@@ -372,7 +375,7 @@ TEST_F(Bits, AreInTheHelpOfTheCommandsThatTakeThem) {
     }
 }
 
-TEST_F(Bits, OfAnAddressAreReadWithoutAMap) {
+TEST_F(Bits, CanBeReadAtAnAddressWithoutAMap) {
     m_folder.store("board.svd", "broken");
     set(4, 0xAB);
     expect("read map32 0x4[7:4]", 0, "map32 0x00000004[7:4] = 0xa\n");
@@ -391,7 +394,7 @@ TEST_F(Bits, HaveAColonUnlikeTheIndexOfAnArray) {
     expectRefused("read map32 0x10[2]", "map32: '0x10[2]' is not an address (give 0x10[2:2] for bit 2)");
 }
 
-TEST_F(Bits, OfARegisterAreRefusedWhereTheyAreWrong) {
+TEST_F(Bits, CannotBeReadIfTheyAreNotARangeOfReadableBits) {
     expectRefused("read map32 CTRL[4:7]", "'4:7' does not begin with the highest bit (give 7:4)");
     expectRefused("read map32 CTRL[32:0]", "bit 32 is outside the 32 bits of the register");
     expectRefused("read map32 NARROW[16:0]", "bit 16 is outside the 16 bits of the register");
@@ -410,7 +413,7 @@ TEST_F(Bits, OfARegisterAreRefusedWhereTheyAreWrong) {
     }
 }
 
-TEST_F(Bits, ThatAreAllWriteOnlyAreNotRead) {
+TEST_F(Bits, CannotBeReadIfAllAreWriteOnly) {
     for (const std::string command : {"read", "watch"}) {
         expectRefused(command + " map32 MIXED[7:4]", "map32: field MIXED.SECRET is write-only");
         expectRefused(command + " map32 0 MIXED[0:0]", "map32: field MIXED.SECRET is write-only");
@@ -421,7 +424,7 @@ TEST_F(Bits, ThatAreAllWriteOnlyAreNotRead) {
     expect("read map32 SHARED[0:0]", 0, "map32 SHARED[0:0] = 0x0\n");
 }
 
-TEST_F(Bits, ThatAreWriteOnlyAreNotCompared) {
+TEST_F(Bits, CannotBeComparedIfTheyAreWriteOnly) {
     for (const std::string command : {"poll", "expect"}) {
         for (const std::string condition :
              {"MIXED[7:4] 0", "MIXED[8:7] 0", "MIXED 0 --mask 0x10", "MIXED 0 --mask 0x110 --not"}) {
@@ -435,14 +438,14 @@ TEST_F(Bits, ThatAreWriteOnlyAreNotCompared) {
 }
 
 /** A map in which the index of an array looks like a range of bits. */
-class BitsAndOddIndexes : public Bits {
+class BitsLikeArrayIndexes : public Bits {
 protected:
-    BitsAndOddIndexes()
+    BitsLikeArrayIndexes()
         : Bits(registerAt("A[%s]", "0", array("7:4,3:0")) + registerAt("A", "8", "") +
                registerAt("B[%s]", "0x10", array("7:4,3:0"))) {}
 };
 
-TEST_F(BitsAndOddIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
+TEST_F(BitsLikeArrayIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
     expectRefused("read map32 A[7:4]",
                   "map32: 'A[7:4]' is a register and also selects bits of register A (give 0x00000000 for the "
                   "register, or 0x00000008[7:4] for the bits)");
@@ -455,7 +458,7 @@ TEST_F(BitsAndOddIndexes, AreRefusedIfTheyAreAlsoTheNameOfARegister) {
     expect("read map32 B[3:0][1:0]", 0, "map32 B[3:0][1:0] = 0x1\n");
 }
 
-/** The program, on a device of a server. */
+/** Runs rynvelctl on a remote device of a scripted server. */
 class RemoteBits : public Bits {
 protected:
     Ending run(const std::string& line) { return Bits::run("--remote " + m_peer.address() + " --type Uio32 " + line); }
@@ -537,12 +540,12 @@ TEST_F(RemoteBits, SayAfterASignalThatTheyMayHaveBeenWritten) {
 
 TEST_F(RemoteBits, AreRefusedBeforeTheServerIsAsked) {
     expectEnding(run("toggle remote FLAGS ERROR"), 2, "",
-                 "remote: a write does not store the value in field FLAGS.ERROR (give the value with write)");
+                 "remote: a write does not store the value in field FLAGS.ERROR (use the command write)");
     expectEnding(run("toggle remote STATUS 1"), 2, "", "remote: register STATUS is read-only");
     EXPECT_EQ(m_peer.requests(0).size(), 0U);
 }
 
-TEST_F(RemoteBits, OfARegisterAreRead) {
+TEST_F(RemoteBits, CanBeReadFromARegister) {
     m_peer.script({success(), success({0x80000021})});
     expectEnding(run("read remote CTRL[7:4]"), 0, "remote CTRL[7:4] = 0x2\n");
 }

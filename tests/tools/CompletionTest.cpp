@@ -75,7 +75,7 @@ TEST(Completion, OffersValues) {
     EXPECT_EQ(offered({"--remote", ""}), "");
 }
 
-TEST(Completion, ContinuesAfterAServer) {
+TEST(Completion, OffersCommandsAfterTheOptionRemote) {
     EXPECT_EQ(offered({"--remote", "127.0.0.1::9000", "irq", "map32", "e"}), "enable");
     EXPECT_EQ(offered({"--remote=127.0.0.1::9000", "rea"}), "read");
     EXPECT_EQ(offered({"-r", "127.0.0.1::9000", "-t", "1s", "-q", "rea"}), "read");
@@ -200,7 +200,7 @@ TEST_F(MapCompletion, OffersListsOfFields) {
     }
 }
 
-TEST_F(MapCompletion, TakesTheMapsOfTheLine) {
+TEST_F(MapCompletion, UsesTheMapsOfTheCommandLine) {
     EXPECT_EQ(offered({"--map=m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"read", "map32", "--map", "m.svd", "ST"}, m_folder.path()), "STATUS");
     EXPECT_EQ(offered({"-m", "m.svd", "read", "map32", "ST"}, m_folder.path()), "STATUS");

@@ -35,14 +35,14 @@ TEST(EventFormat, ReplacesItsDirectives) {
     EXPECT_EQ(lineOf("no directive"), "no directive");
 }
 
-TEST(EventFormat, RefusesWhatTheCommandDoesNotHave) {
-    const std::string remedy = " is not a directive of wait (%t, %d, %v or %%)";
+TEST(EventFormat, RefusesDirectivesThatTheCommandDoesNotHave) {
+    const std::string hint = " is not a directive of wait (%t, %d, %v or %%)";
     EXPECT_EQ(problemOf("%t %d %v %%"), "");
-    EXPECT_EQ(problemOf("%t %x"), "--format: '%x'" + remedy);
-    EXPECT_EQ(problemOf("%%%n"), "--format: '%n'" + remedy);
-    EXPECT_EQ(problemOf("%V"), "--format: '%V'" + remedy);
-    EXPECT_EQ(problemOf("% v"), "--format: '% '" + remedy);
-    EXPECT_EQ(problemOf("%\xC2\xB5s"), "--format: '%\xC2\xB5'" + remedy);
+    EXPECT_EQ(problemOf("%t %x"), "--format: '%x'" + hint);
+    EXPECT_EQ(problemOf("%%%n"), "--format: '%n'" + hint);
+    EXPECT_EQ(problemOf("%V"), "--format: '%V'" + hint);
+    EXPECT_EQ(problemOf("% v"), "--format: '% '" + hint);
+    EXPECT_EQ(problemOf("%\xC2\xB5s"), "--format: '%\xC2\xB5'" + hint);
 }
 
 TEST(EventFormat, RefusesAPercentSignAtTheEnd) {

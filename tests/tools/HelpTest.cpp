@@ -150,7 +150,7 @@ TEST(Help, FitsATerminal) {
     expectNarrow(runProgram(RYNVELD, {"--help"}, ".").output);
 }
 
-TEST(Help, OfACommandIsAboutThisCommand) {
+TEST(Help, DescribesOnlyTheGivenCommand) {
     for (const auto& [name, command] : allCommands()) {
         const std::string help = helpOf(name);
         const std::string usage = "Usage: rynvelctl " + name + " [OPTIONS]";
@@ -165,7 +165,7 @@ TEST(Help, OfACommandIsAboutThisCommand) {
     }
 }
 
-TEST(Help, OfTheProgramHasTheCommandsAndTheTopics) {
+TEST(Help, ListsTheCommandsAndTheTopicsOfTheProgram) {
     const std::string help = helpOf("");
     for (const CommandDescription& command : Rynvelctl::CommandLine().describe().commands) {
         EXPECT_NE(help.find("\n  " + command.name + ' '), std::string::npos) << command.name;
@@ -175,7 +175,7 @@ TEST(Help, OfTheProgramHasTheCommandsAndTheTopics) {
     EXPECT_EQ(help.find("\nExamples:\n"), std::string::npos);
 }
 
-TEST_F(DocumentedCalls, AreExamplesOfEachCommandInItsHelp) {
+TEST_F(DocumentedCalls, AreValidInTheHelpOfEachCommand) {
     for (const auto& [name, command] : allCommands()) {
         const std::vector<std::string> examples = linesOfText(Rynvelctl::examplesOf(name));
         EXPECT_FALSE(examples.empty()) << name;
@@ -188,7 +188,7 @@ TEST_F(DocumentedCalls, AreExamplesOfEachCommandInItsHelp) {
     }
 }
 
-TEST_F(DocumentedCalls, AreExamplesOfTheManualPage) {
+TEST_F(DocumentedCalls, AreValidInTheManualPage) {
     std::size_t calls = 0;
     for (const std::string& line : linesOfFile(RYNVEL_MANUAL_PAGES "/rynvelctl.1")) {
         if (line.compare(0, 4, ".Dl ") == 0) {
@@ -198,7 +198,7 @@ TEST_F(DocumentedCalls, AreExamplesOfTheManualPage) {
     EXPECT_GE(calls, 21U);
 }
 
-TEST_F(DocumentedCalls, AreNamedInTheComparisonWithOtherTools) {
+TEST_F(DocumentedCalls, AreValidInTheComparisonWithOtherTools) {
     std::size_t calls = 0;
     for (const std::string& line : linesOfFile(RYNVEL_MANUAL_PAGES "/../other-tools.md")) {
         for (std::size_t begin = line.find("`rynvelctl "); begin != std::string::npos;) {

@@ -29,7 +29,7 @@ const std::string loadMap = mapOfPeripherals(
                                                  "<writeConstraint><range><minimum>1</minimum><maximum>9</maximum>"
                                                  "</range></writeConstraint>")))));
 
-/** rynvelctl with binary contents of registers. */
+/** Runs rynvelctl with binary contents of registers. */
 class Load : public DescribedProgram {
 protected:
     Load() : DescribedProgram(loadMap) {
@@ -78,7 +78,7 @@ TEST_F(Load, ReversesTheBytesOfEachRegisterInNetworkOrder) {
     EXPECT_EQ(m_folder.load("map").substr(0x20, 8), "\x04\x03\x02\x01\x08\x07\x06\x05");
 }
 
-TEST_F(Load, StartsWhereStandardInputIs) {
+TEST_F(Load, StartsAtTheCurrentOffsetOfStandardInput) {
     const Arguments shell{"-c", "(head -c 4 >/dev/null; exec " RYNVEL_EMULATOR " " RYNVELCTL_FOR_TESTS
                                 " load map32 0x20 --quiet) <bytes"};
     Arguments command{"sh"};
@@ -88,7 +88,7 @@ TEST_F(Load, StartsWhereStandardInputIs) {
     EXPECT_EQ(m_folder.load("map").substr(0x20, 8), std::string("\x05\x06\x07\x08\0\0\0\0", 8));
 }
 
-TEST_F(Load, GivesTheRegistersTheBytesOfARawDump) {
+TEST_F(Load, RestoresTheBytesOfARawDump) {
     for (const std::string order : {"", " --order network"}) {
         for (const std::string device : {"file8", "file16", "file32"}) {
             const std::string file = "registers" + device.substr(4);
@@ -253,12 +253,12 @@ TEST_F(RawDump, WritesTheBytesOfTheRegisters) {
     EXPECT_EQ(outputOf("dump file8 0 4 --raw --burst"), "\x80\x81\x82\x83");
     EXPECT_EQ(outputOf("dump file8 0 4 --raw --base 10"), "\x80\x81\x82\x83");
     expectRefused("dump file8 0 4 --raw --json",
-                  "--raw: the bytes have no other format (leave out --json and --quiet)");
+                  "--raw: --json and --quiet do not apply to raw bytes (leave them out)");
     expectRefused("--quiet dump file8 0 4 --raw",
-                  "--raw: the bytes have no other format (leave out --json and --quiet)");
+                  "--raw: --json and --quiet do not apply to raw bytes (leave them out)");
 }
 
-TEST_F(Load, GetsNoBytesFromARawDumpThatFails) {
+TEST_F(Load, WritesNothingIfTheRawDumpInThePipeFails) {
     expect("dump file8 30 4 --raw", 1, "", "file8: reading 0x00000020 failed");
     const std::string program = std::string(RYNVEL_EMULATOR) + " " RYNVELCTL_FOR_TESTS;
     const std::string pipe = program + " dump file8 30 4 --raw | " + program + " load map32 0x20";
@@ -287,7 +287,7 @@ protected:
     int m_ends[2] = {-1, -1};
 };
 
-TEST_F(SmallPipe, TakesWholeLinesUpToTheTimeOut) {
+TEST_F(SmallPipe, ReceivesWholeLinesUpToTheTimeOut) {
     const std::string lines = expectFull("dump map32 0 1024 -q -t 200ms", 4, "standard output: timed out after 200 ms");
     EXPECT_GT(lines.size(), 2000U);
     EXPECT_EQ(lines.size() % std::string("0x00000000\n").size(), 0U);
@@ -415,7 +415,7 @@ TEST_F(SlowDevice, ShowsAnErrorMessageInPlaceOfTheProgress) {
     expectErasedBar(text.substr(0, message));
 }
 
-TEST_F(SlowDevice, ErasesTheProgressAtASignal) {
+TEST_F(SlowDevice, ErasesTheProgressLineOnASignal) {
     for (const std::string line : {"fill remote 0 100 1", "dump remote 0 100"}) {
         const TestPeer peer(serviceWith(2, 99));
         Process program(onTheTerminal(line, peer), {enter(m_folder.path()), {}});

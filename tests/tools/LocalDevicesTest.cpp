@@ -145,7 +145,7 @@ TEST_F(LocalDevices, AreReadAtIndexesOnRequest) {
     expect("--json read map32 2 --index", 0, "{\"name\":\"map32\",\"index\":2,\"value\":185207048}\n");
 }
 
-TEST_F(LocalDevices, AreReadForPeopleForScriptsAndForPrograms) {
+TEST_F(LocalDevices, AreReadInAllFormats) {
     expect("read map32 8", 0, "map32 0x00000008 = 0x0b0a0908\n");
     expect("read map32 8 --quiet", 0, "0x0b0a0908\n");
     expect("read map32 8 --json", 0, "{\"name\":\"map32\",\"address\":8,\"value\":185207048}\n");
@@ -207,7 +207,7 @@ TEST_F(LocalDevices, AreDumpedInEitherByteOrderOneByOneAndInABurst) {
     }
 }
 
-TEST_F(LocalDevices, AreDumpedUpToWhereTheyEnd) {
+TEST_F(LocalDevices, AreDumpedUpToTheirEnd) {
     expect("dump file8 26 10", 1, "0x0000001a: 1a 1b 1c 1d 1e 1f\n", "rynvelctl: file8: reading 0x00000020 failed\n");
     expect("dump file8 26 10 --quiet", 1, "0x1a\n0x1b\n0x1c\n0x1d\n0x1e\n0x1f\n",
            "rynvelctl: file8: reading 0x00000020 failed\n");
@@ -246,7 +246,7 @@ TEST_F(LocalDevices, AreWatchedForTheGivenCount) {
            "{\"name\":\"map32\",\"address\":0,\"value\":50462976,\"time\":\"TIME\"}\n");
 }
 
-TEST_F(LocalDevices, AreWatchedUntilTheTimeIsOut) {
+TEST_F(LocalDevices, AreWatchedUntilTheTimeOut) {
     // A loaded emulator takes a tenth of a second to start the program.
     for (const std::string line : {"watch map32 0 --interval 1m --timeout 500ms", "--timeout 500ms watch map32 0"}) {
         expect(line, 4, "TIME map32 0x00000000 = 0x03020100\n", "rynvelctl: map32: timed out after 500 ms\n");
@@ -275,7 +275,7 @@ TEST_F(LocalDevices, TimeOutWhenStandardOutputBlocks) {
     ::close(ends[1]);
 }
 
-TEST_F(LocalDevices, EndAWatchWhenNobodyReads) {
+TEST_F(LocalDevices, EndAWatchWhenTheOutputHasNoReader) {
     Program program = start("watch map32 0 --interval 1m");
     EXPECT_NE(program.outputLine(), "");
     program.closeOutput();
@@ -327,7 +327,7 @@ TEST_F(LocalDevices, LeaveTheTerminalAsItIsWhenAWatchIsInterrupted) {
     close(controller);
 }
 
-TEST_F(LocalDevices, EndQuietlyWhenNobodyReadsStandardOutput) {
+TEST_F(LocalDevices, EndSilentlyWhenStandardOutputHasNoReader) {
     for (const std::string line : {"list", "read map32 0", "dump map32 0 1024", "--help", "watch map32 0"}) {
         int ends[2];
         ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -414,14 +414,14 @@ TEST_F(LocalDevices, ListTheChannelsWhenATraceMatchesNone) {
     EXPECT_NE(ending.error.find(", Rynvel.Lseek, "), std::string::npos) << ending.error;
 }
 
-TEST_F(LocalDevices, SuggestTheCommandThatIsMeant) {
+TEST_F(LocalDevices, SuggestTheMostSimilarCommand) {
     expect("rea map32 0", 2, "", "rynvelctl: unknown command 'rea' (did you mean 'read'?)\n");
     expect("wiat map32", 2, "", "rynvelctl: unknown command 'wiat' (did you mean 'wait'?)\n");
     expect("--tiemout 1s read map32 0", 2, "", "rynvelctl: unknown option '--tiemout' (--help lists the options)\n");
     expect("frobnicate map32 0", 2, "", "rynvelctl: unknown command 'frobnicate' (--help lists the commands)\n");
 }
 
-TEST_F(LocalDevices, AnswerHelpAndVersionOnStandardOutput) {
+TEST_F(LocalDevices, PrintHelpAndVersionToStandardOutput) {
     EXPECT_EQ(run("--version").output, "rynvelctl " RYNVEL_PROJECT_VERSION "\n");
     for (const std::string line : {"--help", "read --help", "-h", "wait -h"}) {
         const Ending ending = run(line);

@@ -129,7 +129,7 @@ Lines optionsInHelp(const std::string& program) {
     return options;
 }
 
-TEST(ManualPages, OfRynvelctlHasTheGlobalOptions) {
+TEST(ManualPages, ListTheGlobalOptionsOfRynvelctl) {
     Lines options;
     for (const OptionDescription& option : Rynvelctl::CommandLine().describe().options) {
         options.insert(inSynopsis(option));
@@ -137,15 +137,15 @@ TEST(ManualPages, OfRynvelctlHasTheGlobalOptions) {
     EXPECT_EQ(itemsOf("rynvelctl.1", "Fl"), options);
 }
 
-TEST(ManualPages, OfRynvelctlHasTheCommandsWithTheirOptionsAndArguments) {
+TEST(ManualPages, ListTheCommandsOfRynvelctlWithTheirOptionsAndArguments) {
     EXPECT_EQ(itemsOf("rynvelctl.1", "Cm"), synopses(Rynvelctl::CommandLine().describe()));
 }
 
-TEST(ManualPages, OfRynvelctlNamesNoUnknownOption) {
+TEST(ManualPages, ListNoUnknownOptionOfRynvelctl) {
     EXPECT_EQ(wordsAfter("Fl", "rynvelctl.1"), optionNames(Rynvelctl::CommandLine().describe()));
 }
 
-TEST(ManualPages, OfRynvelctlHasTheUsualSections) {
+TEST(ManualPages, HaveTheUsualSectionsForRynvelctl) {
     for (const std::string section : {"EXAMPLES", "ENVIRONMENT", "EXIT STATUS", "SEE ALSO"}) {
         const std::string heading = "\n.Sh " + section + '\n';
         const std::string text = page("rynvelctl.1") + "\n.Sh ";
@@ -156,7 +156,7 @@ TEST(ManualPages, OfRynvelctlHasTheUsualSections) {
     }
 }
 
-TEST(ManualPages, OfRynveldHasTheOptionsOfItsHelp) {
+TEST(ManualPages, ListTheOptionsOfRynveld) {
     Lines options;
     for (const std::string& item : itemsOf("rynveld.8", "Fl")) {
         options.insert(item.substr(0, item.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") - 1));
@@ -164,7 +164,7 @@ TEST(ManualPages, OfRynveldHasTheOptionsOfItsHelp) {
     EXPECT_EQ(options, optionsInHelp(RYNVELD));
 }
 
-TEST(ManualPages, OfRynveldNamesNoUnknownOption) {
+TEST(ManualPages, ListNoUnknownOptionOfRynveld) {
     std::set<std::string> names;
     for (const std::string& option : optionsInHelp(RYNVELD)) {
         for (const std::string& name : words(option)) {
@@ -174,7 +174,7 @@ TEST(ManualPages, OfRynveldNamesNoUnknownOption) {
     EXPECT_EQ(wordsAfter("Fl", "rynveld.8"), names);
 }
 
-TEST(ManualPages, OfTheLibraryHasTheFunctionsOfTheHeader) {
+TEST(ManualPages, ListTheFunctionsOfTheLibrary) {
     std::istringstream header(contentsOf(RYNVEL_HEADER));
     std::set<std::string> functions;
     for (std::string word; header >> word;) {

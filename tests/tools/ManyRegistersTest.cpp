@@ -31,7 +31,7 @@ void signalOften(const Program& program, int number) {
     }
 }
 
-/** The program, with commands on several registers of a device. */
+/** Runs rynvelctl with commands on several registers of a device. */
 class ManyRegisters : public DescribedProgram {
 protected:
     ManyRegisters()
@@ -68,7 +68,7 @@ TEST_F(ManyRegisters, AreReadInTheOrderGiven) {
     expect("read map32 --index 2 1", 0, "map32 2 = 0x0000000b\nmap32 1 = 0x0000000a\n");
 }
 
-TEST_F(ManyRegisters, OfARangeAreReadWithBothEnds) {
+TEST_F(ManyRegisters, IncludeBothEndsOfARange) {
     set(4, 0xA);
     set(8, 0xB);
     const std::string range = "map32 0x00000004 = 0x0000000a\nmap32 0x00000008 = 0x0000000b\n";
@@ -119,7 +119,7 @@ TEST_F(ManyRegisters, LeaveFieldsThatAOneClearsAlone) {
     EXPECT_EQ(get(0x18), 0x80U);
 }
 
-TEST_F(ManyRegisters, OfAServerShareAConnectionAndKeepTheirOrder) {
+TEST_F(ManyRegisters, ShareAConnectionToAServerAndKeepTheirOrder) {
     TestPeer peer;
     peer.script({success(), success(), success(), success()});
     expect("--remote " + peer.address() + " write map32 A=1 A=0 B=2", 0,
@@ -154,13 +154,13 @@ TEST_F(ManyRegisters, AreNotWrittenIfOneOfTheWritesIsWrong) {
     expectRefused("write map32 A", "map32: the value for A is missing (give ADDRESS VALUE or ADDRESS=VALUE)");
 }
 
-TEST_F(ManyRegisters, HaveARemedyIfTheyAreGivenInAnotherForm) {
-    const std::string remedy = " (to write several registers, give ADDRESS=VALUE for each)";
-    expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + remedy);
-    expectRefused("write map32 --index 1 2=2", "map32: '2=2' assigns a register and not a field of 1" + remedy);
-    expectRefused("write map32 B A=2", "map32: 'A=2' assigns a register and not a field of B" + remedy);
-    expectRefused("write map32 CTRL RUN=1 B=2", "map32: 'B=2' assigns a register and not a field of CTRL" + remedy);
-    expectRefused("write map32 CTRL RUN=1 8=2", "map32: '8=2' assigns a register and not a field of CTRL" + remedy);
+TEST_F(ManyRegisters, HaveAHintIfTheyAreGivenInAnotherForm) {
+    const std::string hint = " (to write several registers, give ADDRESS=VALUE for each)";
+    expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + hint);
+    expectRefused("write map32 --index 1 2=2", "map32: '2=2' assigns a register and not a field of 1" + hint);
+    expectRefused("write map32 B A=2", "map32: 'A=2' assigns a register and not a field of B" + hint);
+    expectRefused("write map32 CTRL RUN=1 B=2", "map32: 'B=2' assigns a register and not a field of CTRL" + hint);
+    expectRefused("write map32 CTRL RUN=1 8=2", "map32: '8=2' assigns a register and not a field of CTRL" + hint);
     expectRefused("write map32 A 1 B=2", "map32: 'B=2' is a second value (give one value, FIELD=VALUE for each field, "
                                          "or ADDRESS=VALUE for each register)");
     expectRefused("write map32 4..8 1",
@@ -173,10 +173,10 @@ TEST_F(ManyRegisters, HaveARemedyIfTheyAreGivenInAnotherForm) {
         expectRefused(line, refusal);
     }
     m_folder.store("board.svd", "broken");
-    expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + remedy);
+    expectRefused("write map32 4 8=2", "map32: '8=2' assigns a register and not a field of 0x00000004" + hint);
 }
 
-TEST_F(ManyRegisters, ThatMayBeFieldsAreNotWritten) {
+TEST_F(ManyRegisters, RefuseANameThatIsBothARegisterAndAField) {
     const std::string problem = "map32: 'A' is a register and a field of register CTRL (give CTRL.A for the field, or "
                                 "write the register with a separate command)";
     expectRefused("write map32 CTRL=1 A=2", problem);
@@ -256,7 +256,7 @@ TEST_F(ManyRegisters, FailWithoutAReaderOfTheOutputIfAWriteFails) {
     EXPECT_EQ(get(0), 1U);
 }
 
-TEST_F(ManyRegisters, AreNamedAfterASignal) {
+TEST_F(ManyRegisters, AreReportedAfterASignal) {
     TestPeer peer;
     const auto expectAfterASignal = [&](const std::string& line, const std::vector<Reply>& replies,
                                         const std::string& progress) {
@@ -277,7 +277,7 @@ TEST_F(ManyRegisters, AreNamedAfterASignal) {
     expectAfterASignal("A 1", {silence()}, "");
 }
 
-TEST_F(ManyRegisters, AreNamedOnceAfterManySignals) {
+TEST_F(ManyRegisters, AreReportedOnceAfterManySignals) {
     for (int i = 0; i < 20; ++i) {
         TestPeer peer;
         peer.script({success(), success(), silence()});
@@ -343,7 +343,7 @@ std::string longList(std::size_t count) {
     return list;
 }
 
-TEST_F(ManyRegisters, OfALongListTakeATimeInProportionToItsLength) {
+TEST_F(ManyRegisters, TakeATimeInProportionToTheLengthOfTheList) {
     constexpr std::size_t count = 30000;
     // If the time grew with the square of the length, it would be above a minute.
     const Ending ending = Process(commandOf(RYNVELCTL_FOR_TESTS, arguments("--quiet write map32" + longList(count))),

@@ -9,7 +9,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The commands for register maps. They use no device, and the test has none. */
+/** Runs the commands for register maps. They use no device, and the test has none. */
 class MapCommands : public testing::Test {
 protected:
     Ending run(const std::string& line) const { return runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path()); }
@@ -27,7 +27,7 @@ protected:
 
 const std::string oneRegister = registerAt("A", "0", "");
 
-TEST_F(MapCommands, ListTheMapsAndTheDevicesTheyDescribe) {
+TEST_F(MapCommands, ListTheMapsAndTheDevicesThatTheyDescribe) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister + registerAt("B", "4", "")) +
                                              peripheralOf("seek_irq16", "", oneRegister)));
     m_folder.store("b.svd",
@@ -56,7 +56,7 @@ TEST_F(MapCommands, ListNothingIfAMapCannotBeUsed) {
     EXPECT_EQ(ending.error.rfind("rynvelctl: b.svd:2: error: ", 0), 0U) << ending.error;
 }
 
-TEST_F(MapCommands, CheckSoundMaps) {
+TEST_F(MapCommands, AcceptMapsWithoutWarnings) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("P", "", oneRegister)));
     m_folder.store("b.svd", mapOfPeripherals(peripheralOf("P", "", oneRegister + registerAt("B", "4", ""))));
     expect("maps check a.svd b.svd", "a.svd: 1 peripheral, 1 register, 0 warnings\n"
@@ -68,7 +68,7 @@ TEST_F(MapCommands, CheckSoundMaps) {
            "[{\"file\":\"a.svd\",\"usable\":true,\"peripherals\":1,\"registers\":1,\"diagnostics\":[]}]\n");
 }
 
-TEST_F(MapCommands, CheckOddMapsWithoutAFailure) {
+TEST_F(MapCommands, AcceptMapsWithWarnings) {
     m_folder.store("odd.svd", mapOfPeripherals(peripheralOf("P", "", registerAt("A", "0", "\n<odd/><size>7</size>"))));
     const std::string warnings = "odd.svd:6: warning: register 'A' has 7 bits (8, 16, 32 or 64 are usual)\n"
                                  "odd.svd:7: warning: element 'odd' is not part of the format, and is not used\n";
@@ -96,7 +96,7 @@ TEST_F(MapCommands, CheckAllMapsAndFailIfOneIsBroken) {
                  "maps check: 1 of 1 map cannot be used");
 }
 
-TEST_F(MapCommands, CheckNoFolderWithoutMaps) {
+TEST_F(MapCommands, RefuseAFolderWithoutMaps) {
     m_folder.store("a.svd", mapOfPeripherals(peripheralOf("P", "", oneRegister)));
     std::filesystem::create_directory(m_folder.path() + "/none");
     m_folder.store("none/map.xml", "");
@@ -202,7 +202,7 @@ TEST_F(MapCommands, WriteTheNamesOfSeveralDevicesForWireshark) {
            "A\\u000adevice 32 1 map32\\u000aregister 0x0 read-write A\"}\n");
 }
 
-TEST_F(MapCommands, HaveHelpOfTheirOwn) {
+TEST_F(MapCommands, HaveSeparateHelp) {
     EXPECT_NE(run("maps --help").output.find("header "), std::string::npos);
     EXPECT_NE(run("maps check --help").output.find("a register map, or a folder"), std::string::npos);
 }
@@ -223,7 +223,7 @@ protected:
     }
 };
 
-TEST_F(Descriptions, OfADeviceAreATableOfItsRegisters) {
+TEST_F(Descriptions, ListTheRegistersOfADevice) {
     expectDescription("map32", "map32: A timer\n"
                                "map: m.svd, peripheral map32\n"
                                "\n"
@@ -245,7 +245,7 @@ TEST_F(Descriptions, OfADeviceAreATableOfItsRegisters) {
                       "CH[1].DATAIN\nCH[1].DATAOUT\nCH[1].LIMIT\n");
 }
 
-TEST_F(Descriptions, OfARegisterHaveItsFields) {
+TEST_F(Descriptions, ListTheFieldsOfARegister) {
     expectDescription("map32 CTRL", "map32 CTRL: Control\n"
                                     "\n"
                                     "offset:       0x00000000\n"
@@ -276,7 +276,7 @@ TEST_F(Descriptions, OfARegisterHaveItsFields) {
     expectDescription("map32 CTRL --quiet", "PINB\nPINA\nGAIN\nMODE\nRUN\n");
 }
 
-TEST_F(Descriptions, OfARegisterHaveItsEffects) {
+TEST_F(Descriptions, ShowTheSideEffectsOfARegister) {
     expectDescription("map32 STATUS", "map32 STATUS: State\n"
                                       "\n"
                                       "offset:            0x00000004\n"
@@ -309,7 +309,7 @@ TEST_F(Descriptions, OfARegisterHaveItsEffects) {
                                    "31    DONE   write-only  0      write: oneToClear\n");
 }
 
-TEST_F(Descriptions, OfARegisterHaveTheEffectsOfItsFields) {
+TEST_F(Descriptions, ShowTheSideEffectsOfTheFieldsOfARegister) {
     m_folder.store("m.svd", mapOfPeripherals(peripheralOf(
                                 "map32", "",
                                 registerAt("EVENTS", "0",
@@ -325,7 +325,7 @@ TEST_F(Descriptions, OfARegisterHaveTheEffectsOfItsFields) {
         << output;
 }
 
-TEST_F(Descriptions, OfAFieldHaveItsValues) {
+TEST_F(Descriptions, ListTheValuesOfAField) {
     expectDescription("map32 CTRL.MODE", "map32 CTRL.MODE: Clock mode\n"
                                          "\n"
                                          "register offset:  0x00000000\n"
@@ -347,7 +347,7 @@ TEST_F(Descriptions, OfAFieldHaveItsValues) {
     expectDescription("map32 CTRL.MODE --quiet", "slow\nfast\nunknown\n");
 }
 
-TEST_F(Descriptions, AreOfRegistersThatTheDeviceCannotAccessToo) {
+TEST_F(Descriptions, IncludeRegistersThatTheDeviceCannotAccess) {
     expectDescription("map32 WIDE", "map32 WIDE\n"
                                     "\n"
                                     "offset:          0x00000010\n"
@@ -357,12 +357,12 @@ TEST_F(Descriptions, AreOfRegistersThatTheDeviceCannotAccessToo) {
                                     "not accessible:  register WIDE has 64 bits (the device has 32-bit registers)\n");
 }
 
-TEST_F(Descriptions, AreOfDevicesOfServersToo) {
+TEST_F(Descriptions, IncludeRemoteDevices) {
     m_folder.store("m.svd", mapOfPeripherals(peripheralOf("codec", "", oneRegister)));
     expectDescription("codec --remote 192.0.2.1 --type Lseek16 --quiet", "A\n");
 }
 
-TEST_F(Descriptions, OfManyWordsTakeSeveralLines) {
+TEST_F(Descriptions, HaveSeveralLinesIfTheyAreLong) {
     std::string text = "word";
     for (int i = 0; i < 20; ++i) {
         text += " word";

@@ -42,10 +42,10 @@ protected:
         expect("poll " + condition + " --timeout 1m", 0, output);
     }
 
-    /** @param subject the part of the message that says which value is wrong. */
-    void expectTimeOut(const std::string& condition, const std::string& output, const std::string& subject) const {
+    /** @param object the part of the message that says which value is wrong. */
+    void expectTimeOut(const std::string& condition, const std::string& output, const std::string& object) const {
         expect("poll " + condition + " --interval 1ms --timeout 300ms", 4, output,
-               "map32: timed out after 300 ms (" + subject + ')');
+               "map32: timed out after 300 ms (" + object + ')');
     }
 };
 
@@ -119,7 +119,7 @@ void awaitRead(Program& program) {
     }
 }
 
-TEST_F(Poll, SeesAChange) {
+TEST_F(Poll, EndsWhenAnotherProgramChangesTheValue) {
     Program program(RYNVELCTL_FOR_TESTS,
                     arguments("--trace Rynvel.PthreadMutex=7 poll map32 CTRL.RUN running --interval 1ms"),
                     m_folder.path());
@@ -152,7 +152,7 @@ TEST_F(Poll, EndsAtASignal) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(Poll, DoesNotSayThatTheConditionHoldsIfNobodyReadsItsOutput) {
+TEST_F(Poll, DoesNotSayThatTheConditionHoldsIfItsOutputHasNoReader) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
@@ -221,7 +221,7 @@ TEST_F(Poll, RefusesAValueThatCannotOccur) {
     expectRefused("poll map32 0 1 --interval 0s", "--interval: the time must be greater than 0");
 }
 
-TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
+TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutASideEffect) {
     expectRefused("poll map32 KEY 1", "map32: register KEY is write-only");
     expectRefused("poll map32 CTRL.CODE 1", "map32: field CTRL.CODE is write-only");
     expectRefused("poll map32 BYTE0 1",
@@ -233,7 +233,7 @@ TEST_F(Poll, RefusesARegisterThatCannotBeReadWithoutHarm) {
     expect("expect map32 FIFO 0", 0, "");
 }
 
-/** The command, on a device of a server. */
+/** Runs poll on a remote device of a scripted server. */
 class RemotePoll : public Poll {
 protected:
     Ending run(const std::string& line) {
@@ -255,7 +255,7 @@ TEST_F(RemotePoll, ReadsOnceMoreWhenTheTimeOutHasExpired) {
     EXPECT_EQ(m_peer.requests(3).size(), 3U);
 }
 
-TEST_F(RemotePoll, IsOverEvenIfTheServerDoesNotAnswerTheLastRead) {
+TEST_F(RemotePoll, EndsInTimeEvenIfTheServerDoesNotAnswerTheLastRead) {
     const std::string late = "remote: timed out after 500 ms (register 0x00000000 is not 1)";
     for (const Reply& last : {silence(), refusal(), closing()}) {
         m_peer.clearRequests();

@@ -57,7 +57,7 @@ TEST(PrintableText, HasAQuestionMarkForACharacterOfUnknownWidth) {
     EXPECT_EQ(inSingleColumns("a\x1b\n\xe9"), "a???");
 }
 
-TEST(PrintableText, OfJsonHasEscapedControlCharacters) {
+TEST(PrintableText, EscapesControlCharactersInJson) {
     EXPECT_EQ(Rynvelctl::jsonString("\x01\x7f\u009b\u202e\u6e29\"\\"),
               "\"\\u0001\\u007f\\u009b\\u202e\u6e29\\\"\\\\\"");
 }

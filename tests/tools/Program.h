@@ -30,7 +30,7 @@ public:
     /** @param path the path in the build folder. @param folder the working folder of the program. */
     Program(const std::string& path, const Arguments& arguments, const std::string& folder, int output = toTheTest);
 
-    /** @param input the file in the working folder that is standard input. */
+    /** @param input the name of the file to use as standard input, in the working folder. */
     Program(const std::string& path, const Arguments& arguments, const std::string& folder, const std::string& input);
 };
 

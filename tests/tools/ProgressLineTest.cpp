@@ -8,7 +8,7 @@ namespace {
 
 using Rynvelctl::progressLine;
 
-TEST(ProgressLine, ShowsTheShareThatIsDone) {
+TEST(ProgressLine, ShowsThePercentage) {
     EXPECT_EQ(progressLine("map32", 0, 8, 25), "map32 [........]   0 %");
     EXPECT_EQ(progressLine("map32", 2, 8, 25), "map32 [##......]  25 %");
     EXPECT_EQ(progressLine("map32", 7, 8, 25), "map32 [#######.]  87 %");

@@ -35,7 +35,7 @@ TEST(MacroNames, AreUnique) {
     EXPECT_EQ(names.add("A_2", "4"), "A_2_2");
 }
 
-TEST(MacroNames, LeaveReservedNamesToOthers) {
+TEST(MacroNames, DoNotUseReservedNamesForOtherMacros) {
     Rynvelctl::MacroNames names;
     names.reserve("A_2");
     EXPECT_EQ(names.add("A", "1"), "A");
@@ -54,7 +54,7 @@ TEST(MacroNames, AreFoundQuickly) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
 }
 
-TEST(MacroNames, AreGivenOnceToTheSameMacro) {
+TEST(MacroNames, AreAddedOnceForTheSameMacro) {
     Rynvelctl::MacroNames names;
     EXPECT_EQ(names.add("A", "1"), "A");
     EXPECT_EQ(names.add("A", "1"), "");
@@ -193,7 +193,7 @@ TEST_F(Headers, HaveTheConstantsOfTheMap) {
     EXPECT_EQ(macrosOf(m_header), expected);
 }
 
-TEST_F(Headers, SayWhatTheyAreAndWhatTheyLeaveOut) {
+TEST_F(Headers, DescribeThemselvesAndWhatTheyLeaveOut) {
     write(timerMap(), "map32");
     EXPECT_EQ(m_header.rfind(
                   "/* map32: A timer */\n"
@@ -223,7 +223,7 @@ TEST_F(Headers, HaveTheAddressesOfTheDeviceType) {
         << m_header;
 }
 
-TEST_F(Headers, HaveFunctionsOfTheirOwnForNarrowRegisters) {
+TEST_F(Headers, HaveSeparateFunctionsForNarrowRegisters) {
     write(mapOfPeripherals(peripheralOf("file8", "", registerAt("A", "3", "<size>8</size>"))), "file8");
     expectConstants({{"FILE8_A_ADDRESS", 3}, {"FILE8_A_OFFSET", 3}});
     EXPECT_NE(m_header.find("the address to pass to Rynvel_read8 and the other Rynvel_ functions for 8-bit\n"),

@@ -78,7 +78,7 @@ std::string boardMap() {
     return mapOf(peripheral("map32", registers) + peripheral("remote", registers));
 }
 
-/** The program, on devices that a register map describes. */
+/** Runs rynvelctl on devices that a register map describes. */
 class RegisterNames : public DescribedProgram {
 protected:
     RegisterNames() : DescribedProgram(boardMap()) { m_folder.store("registers8", std::string(64, '\0')); }
@@ -120,7 +120,7 @@ TEST_F(RegisterNames, ReadAField) {
            "{\"name\":\"map32\",\"address\":0,\"register\":\"CTRL\",\"field\":\"GAIN\",\"value\":55}\n");
 }
 
-TEST_F(RegisterNames, ReachElementsOfArraysAndClusters) {
+TEST_F(RegisterNames, SelectElementsOfArraysAndClusters) {
     set(0x1C, 0x1234);
     set(0x24, 0x5678);
     expect("read map32 DATA[3]", 0, "map32 DATA[3] = 0x00001234\n");
@@ -201,7 +201,7 @@ TEST_F(RegisterNames, LeaveTheBitsOutsideAMaskAlone) {
     EXPECT_EQ(get(4), 0xFF01U);
 }
 
-TEST_F(RegisterNames, RefuseAMaskThatWouldHarmTheOtherBits) {
+TEST_F(RegisterNames, RefuseAMaskIfTheOtherBitsCannotKeepTheirValues) {
     describe(aRegister("R", "0",
                        fields(field("A", "[0:0]") + field("KEY", "[5:4]", "<access>write-only</access>") +
                               field("ONCE", "[8:8]", "<access>read-writeOnce</access>"))) +
@@ -223,7 +223,7 @@ TEST_F(RegisterNames, RefuseAMaskThatWouldHarmTheOtherBits) {
     expect("write map32 FUSE 1 --mask 0xffffffff --quiet", 0, "");
 }
 
-TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
+TEST_F(RegisterNames, WriteAllFieldsOfARegisterWhoseReadingHasASideEffect) {
     set(8, 0xFFFFFFFF);
     expect("write map32 KEY CODE=0x5a LOCK=0", 0, "map32 KEY.CODE = 90\nmap32 KEY.LOCK = 0\n");
     EXPECT_EQ(get(8), 0x5AU);
@@ -231,7 +231,7 @@ TEST_F(RegisterNames, WriteAllFieldsOfARegisterThatCannotBeReadWithoutHarm) {
     EXPECT_EQ(get(0x40), 0x20001U);
 }
 
-TEST_F(RegisterNames, RefuseAWriteThatWouldHarmAnotherField) {
+TEST_F(RegisterNames, RefuseAWriteIfAnotherFieldCannotKeepItsValue) {
     expectRefused("write map32 KEY.CODE 1",
                   "map32: register KEY is write-only, so its other fields cannot keep their values "
                   "(use write REGISTER FIELD=VALUE ..., and also assign LOCK)");
@@ -296,7 +296,7 @@ TEST_F(RegisterNames, AreRefusedWithAValueThatAFieldExcludes) {
                   "map32: register R may be written only with the value that was read (leave it unchanged)");
 }
 
-TEST_F(RegisterNames, TakeAnyNumberForAFieldWithoutNamesOfARegisterThatTakesOnlyNames) {
+TEST_F(RegisterNames, AcceptAnyNumberForAFieldWithoutNamesOfARegisterThatAllowsOnlyNames) {
     const std::string states = "<enumeratedValues><enumeratedValue><name>on</name><value>1</value></enumeratedValue>"
                                "</enumeratedValues>";
     describe(aRegister("R", "0",
@@ -308,7 +308,7 @@ TEST_F(RegisterNames, TakeAnyNumberForAFieldWithoutNamesOfARegisterThatTakesOnly
     expectRefused("write map32 R 0x702", "map32: field R.STATE: value 2 is not allowed (write on)");
 }
 
-TEST_F(RegisterNames, MayKeepAFieldWhoseOnlyValueClearsIt) {
+TEST_F(RegisterNames, AllowAWriteThatKeepsAFieldWhoseOnlyValueClearsIt) {
     const std::string clearing =
         "<modifiedWriteValues>oneToClear</modifiedWriteValues>"
         "<writeConstraint><useEnumeratedValues>true</useEnumeratedValues></writeConstraint>"
@@ -317,7 +317,7 @@ TEST_F(RegisterNames, MayKeepAFieldWhoseOnlyValueClearsIt) {
     expect("write map32 IFCR 1", 0, "map32 IFCR = 0x00000001\n");
 }
 
-TEST_F(RegisterNames, HaveARangeThatNoPartOfAWriteMayLeave) {
+TEST_F(RegisterNames, RefuseAPartialWriteOutsideTheRangeOfTheRegister) {
     describe(aRegister("R", "0",
                        "<writeConstraint><range><minimum>1</minimum><maximum>5</maximum></range></writeConstraint>" +
                            fields(field("F", "[7:0]"))));
@@ -327,7 +327,7 @@ TEST_F(RegisterNames, HaveARangeThatNoPartOfAWriteMayLeave) {
     expect("write map32 R.F 5", 0, "map32 R.F = 5\n");
 }
 
-TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
+TEST_F(RegisterNames, RefuseAWholeWriteOutsideTheRangeOfTheRegister) {
     describe(
         aRegister("R", "0",
                   "<writeConstraint><range><minimum>256</minimum><maximum>511</maximum></range></writeConstraint>" +
@@ -339,7 +339,7 @@ TEST_F(RegisterNames, HaveARangeForTheWholeRegister) {
     expectRefused("write map32 R 5", "map32: register R: value 5 is not allowed (write 256 to 511)");
 }
 
-TEST_F(RegisterNames, AreRefusedWithWordsThatDoNotFitTogether) {
+TEST_F(RegisterNames, AreRefusedWithAWrongListOfValues) {
     expectRefused("write map32 CTRL 1 2",
                   "map32: '2' is a second value (give one value, or FIELD=VALUE for each field)");
     expectRefused("write map32 0 1 2", "map32: '2' is a second value (give one value, or FIELD=VALUE for each field)");
@@ -597,7 +597,7 @@ protected:
     }
 };
 
-TEST_F(MapsOfRegisterNames, AreThoseOfTheEnvironment) {
+TEST_F(MapsOfRegisterNames, ComeFromTheEnvironment) {
     m_folder.store("other.svd", mapOf(peripheral("file8", "<register><name>R</name><addressOffset>0</addressOffset>"
                                                           "<size>8</size></register>")));
     expectWith("other.svd:board.svd", "read map32 STATUS", 0, "map32 STATUS = 0x00000000\n");
@@ -609,7 +609,7 @@ TEST_F(MapsOfRegisterNames, AreThoseOfTheEnvironment) {
     expectWith("nowhere", "read map32 4", 0, "map32 0x00000004 = 0x00000000\n");
 }
 
-TEST_F(MapsOfRegisterNames, AreThoseOfTheCommandLineFirst) {
+TEST_F(MapsOfRegisterNames, ComeFromTheCommandLineBeforeTheEnvironment) {
     expectWith("nowhere", "read map32 STATUS --map board.svd", 0, "map32 STATUS = 0x00000000\n");
     expectWith("board.svd", "read map32 STATUS --map nowhere.svd", 2, "",
                "nowhere.svd: error: No such file or directory");
@@ -623,7 +623,7 @@ TEST_F(MapsOfRegisterNames, MustBeUsable) {
     expectWith("words.svd", "read map32 STATUS", 2, "", "words.svd: addressUnitBits is 16 (only 8 is supported)");
 }
 
-/** The program, on a device of a server. */
+/** Runs rynvelctl on a remote device of a scripted server. */
 class RemoteRegisterNames : public RegisterNames {
 protected:
     Ending run(const std::string& line) {

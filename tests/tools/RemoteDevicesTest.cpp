@@ -14,7 +14,7 @@
 namespace RynvelTest {
 namespace {
 
-/** A fixture for rynvelctl with devices of a server. By default, the server answers every request with success. */
+/** A fixture for rynvelctl with remote devices. By default, the server answers every request with success. */
 class RemoteDevices : public testing::Test {
 protected:
     Arguments remotely(const std::string& line) const { return words("--remote " + m_peer.address() + ' ' + line); }
@@ -37,7 +37,7 @@ protected:
     TestPeer m_peer;
 };
 
-TEST_F(RemoteDevices, CostOneConnectionAndTwoRequestsForARegister) {
+TEST_F(RemoteDevices, NeedOneConnectionAndTwoRequestsForARegister) {
     opensThen({success({0x12345678})});
     expect("--type Uio32 read remote 0x10", 0, "remote 0x00000010 = 0x12345678\n");
     const auto requests = m_peer.requests(2);
@@ -49,7 +49,7 @@ TEST_F(RemoteDevices, CostOneConnectionAndTwoRequestsForARegister) {
     EXPECT_EQ(bytes[135], 4);
 }
 
-TEST_F(RemoteDevices, AreReadAtTheAddressThatTheirTypeCountsIn) {
+TEST_F(RemoteDevices, AreReadAtAnAddressInTheUnitOfTheirType) {
     struct Row {
         const char* line;
         const char* output;
@@ -73,7 +73,7 @@ TEST_F(RemoteDevices, HaveTheTypeOfTheLocalDeviceOfTheSameName) {
     EXPECT_EQ(operation()[3], 2);
 }
 
-TEST_F(RemoteDevices, ThatTheServerDoesNotOpenAreUnreachable) {
+TEST_F(RemoteDevices, AreUnreachableIfTheServerDoesNotOpenThem) {
     m_peer.script({refusal()});
     expect("--type Uio32 read remote 0", 3, "", m_peer.address() + ": the server refuses to open 'remote'");
     EXPECT_EQ(m_peer.requests(1).size(), 1U);
@@ -85,7 +85,7 @@ TEST_F(RemoteDevices, AreReachedByAddressesThatAServerPrints) {
                  "rtc0 interrupt enabled\n");
 }
 
-TEST_F(RemoteDevices, ThatRefuseFailTheOperation) {
+TEST_F(RemoteDevices, FailIfTheServerRefusesTheRequest) {
     for (const auto& [operation, problem] : {std::pair("read remote 8", "reading 0x00000008"),
                                              {"write remote 8 1", "writing 0x00000008"},
                                              {"ioctl remote 8 1", "the ioctl request"},
@@ -96,7 +96,7 @@ TEST_F(RemoteDevices, ThatRefuseFailTheOperation) {
     }
 }
 
-TEST_F(RemoteDevices, WithoutInterruptsReportThat) {
+TEST_F(RemoteDevices, ReportThatTheyHaveNoInterrupts) {
     opensThen({refusal()});
     expect("--type Uio32 irq remote type", 1, "", "remote: the device has no interrupts");
     m_peer.script({success(), success(), refusal()});
@@ -105,7 +105,7 @@ TEST_F(RemoteDevices, WithoutInterruptsReportThat) {
     expect("--type Uio32 --quiet info remote", 0, "remote\n" + m_peer.address() + "\nRemote32\n32\nnone\nnone\nnone\n");
 }
 
-TEST_F(RemoteDevices, WhoseAnswersAreTooShortOrTooWideFailTheOperation) {
+TEST_F(RemoteDevices, FailIfAnAnswerIsTooShortOrTooWide) {
     const auto expectProblem = [this](const Reply& reply, const std::string& operation, const std::string& problem) {
         opensThen({reply});
         expect("--type Uio16 " + operation, 1, "", m_peer.address() + ": the server answers with " + problem);
@@ -132,7 +132,7 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheirServerClosesTheConnection) {
     expectClosed({closing()}, "ping");
 }
 
-TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
+TEST_F(RemoteDevices, TimeOutWhenTheirServerStaysSilent) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     // This time-out leaves enough time for the answers that the server does send.
     const std::string commandTimedOut = m_peer.address() + ": timed out after 500 ms";
@@ -151,7 +151,7 @@ TEST_F(RemoteDevices, AreGivenUpWhenTheirServerStaysSilent) {
     expect("--timeout 50ms ping", 4, "", silent);
 }
 
-TEST_F(RemoteDevices, TimeOutWhereverTheLimitIsGiven) {
+TEST_F(RemoteDevices, AcceptTimeoutBeforeAndAfterTheCommand) {
     const std::string silent = m_peer.address() + ": no answer within 50 ms";
     for (const std::string line :
          {"--timeout 50ms wait rtc0", "wait --timeout 50ms rtc0", "wait rtc0 --timeout 50ms"}) {
@@ -160,7 +160,7 @@ TEST_F(RemoteDevices, TimeOutWhereverTheLimitIsGiven) {
     }
 }
 
-TEST_F(RemoteDevices, ReportWhatAPingHasMeasuredWhenItIsGivenUp) {
+TEST_F(RemoteDevices, ReportTheMeasurementsOfAPingThatTimesOut) {
     m_peer.script({success(), success(), success(), silence()});
     const Ending ending = run("--timeout 1s ping");
     EXPECT_EQ(ending.status, 4);
@@ -180,7 +180,7 @@ TEST_F(RemoteDevices, HaveNamesOfUpTo127Characters) {
     expect("--type Lseek8 read n" + longest + " 0", 2, "", "n" + longest + ": the name is longer than 127 characters");
 }
 
-TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerTells) {
+TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerReports) {
     opensThen({success({4})});
     const Ending ending = run("--type Lseek8 info remote --json");
     EXPECT_EQ(ending.status, 0);
@@ -214,7 +214,7 @@ TEST_F(RemoteDevices, TimeOutInTheMiddleOfAnInterrupt) {
     expectEnding(program.wait(), 4, "", "remote: no interrupt within 100 ms");
 }
 
-TEST_F(RemoteDevices, AreOpenedBeforeAPingAsksForAnything) {
+TEST_F(RemoteDevices, AreOpenedBeforeAPing) {
     m_peer.script({refusal(), refusal()});
     const Ending ending = run("ping --count 1");
     EXPECT_EQ(ending.status, 0) << ending.error;
@@ -266,7 +266,7 @@ TEST_F(RemoteDevices, AreWaitedForUntilTheTimeOut) {
     expect("--type Uio32 wait remote --each 0", 4, "", "remote: no interrupt within 0 ms");
 }
 
-TEST_F(RemoteDevices, AreWaitedForWithOneTimeForAllInterrupts) {
+TEST_F(RemoteDevices, HaveOneTimeOutForAllInterruptsOfAWait) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --count 3 --timeout 2s"), ".");
     m_peer.requests(4);
     m_peer.send(1, {0, 0, 0, 1});
@@ -280,7 +280,7 @@ TEST_F(RemoteDevices, AreWaitedForUntilInterrupted) {
     expectEnding(program.wait(), -SIGINT, "");
 }
 
-TEST_F(RemoteDevices, AreUnreachableIfNobodyListens) {
+TEST_F(RemoteDevices, AreUnreachableIfNoServerListens) {
     const TestPeer nobody(TestPeer::Start::Later);
     expectEnding(runProgram(RYNVELCTL, words("--remote " + nobody.address() + " read rtc0 0"), "."), 3, "",
                  nobody.address() + ": Connection refused");
@@ -303,7 +303,7 @@ private:
     std::string m_address;
 };
 
-TEST(LocalSockets, AreServersOfAllCommands) {
+TEST(LocalSockets, ServeAllCommands) {
     const TestFolder folder;
     const std::string path = folder.path() + "/s";
     Program server(RYNVELD, {"--simulate", "--listen", "unix:" + path}, folder.path());
@@ -437,12 +437,12 @@ TEST_F(SimulatedDevicesInPieces, AreReadAndWrittenAsTheyAre) {
     expect("wait tod --timeout 30s", 0, "TIME tod interrupt, word 42\n");
 }
 
-class SimulatedDevicesThatFailAtTimes : public SimulatedDevices {
+class SimulatedDevicesThatFailSometimes : public SimulatedDevices {
 protected:
-    SimulatedDevicesThatFailAtTimes() : SimulatedDevices("--fault error:3") {}
+    SimulatedDevicesThatFailSometimes() : SimulatedDevices("--fault error:3") {}
 };
 
-TEST_F(SimulatedDevicesThatFailAtTimes, AreReportedAsFailingAndNotAsUnreachable) {
+TEST_F(SimulatedDevicesThatFailSometimes, AreReportedAsFailingAndNotAsUnreachable) {
     expect("dump traf.top 0 2", 1, "0x00000000: 00000000\n",
            "traf.top: reading 0x00000004 failed: the server refused the request");
 }

@@ -65,7 +65,7 @@ TEST_F(RemoteRows, AreReadAndWrittenByTheirTypeAtTheServer) {
     EXPECT_EQ(requests[5].bytes[135], 0x11);
 }
 
-TEST_F(RemoteRows, HaveNoAddressBut0WithoutTheirType) {
+TEST_F(RemoteRows, HaveOnlyAddress0WithoutTheirType) {
     m_peer.script({success(), success({7})});
     expect("read traf.remote.32 0", ExitStatus::Done, "traf.remote.32 0x00000000 = 0x00000007\n");
     expect("read traf.remote.32 4", ExitStatus::UsageError, "",
@@ -75,7 +75,7 @@ TEST_F(RemoteRows, HaveNoAddressBut0WithoutTheirType) {
            "traf.remote.32: type Uio16 has 16-bit registers (this Remote32 device needs 32 bits)");
 }
 
-TEST_F(RemoteRows, SayWhatTheirServerRefuses) {
+TEST_F(RemoteRows, ReportWhatTheirServerRefuses) {
     m_peer.script({refusal(), success(), refusal(), success(), refusal(), success(), success(), refusal()});
     expect("read traf.remote.32 0", ExitStatus::Unreachable, "",
            "10.0.0.7::9000: the server refuses to open 'traf.remote.32'");
@@ -87,7 +87,7 @@ TEST_F(RemoteRows, SayWhatTheirServerRefuses) {
            "traf.remote.32: the server does not report interrupts of this device");
 }
 
-TEST_F(RemoteRows, AreGivenUpWhenTheirServerStaysSilent) {
+TEST_F(RemoteRows, TimeOutWhenTheirServerStaysSilent) {
     for (const std::string line : {"read traf.remote.32 0", "info traf.remote.32", "wait traf.remote.32"}) {
         m_peer.script({silence()});
         expect(line + " --timeout 50ms", ExitStatus::TimedOut, "", "10.0.0.7::9000: no answer within 50 ms");

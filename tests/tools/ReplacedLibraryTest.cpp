@@ -101,7 +101,7 @@ protected:
     }
 };
 
-TEST_F(ReplacedLibraryOfServer, LetsItsClientsHaveTheDevicesOnWhichItAgrees) {
+TEST_F(ReplacedLibraryOfServer, ServesTheDevicesOnWhichItAgrees) {
     Program server(RYNVELD_WITH_REPLACED_LIBRARY, {"--listen", "127.0.0.1:0"}, m_folder.path());
     const std::string remote = "--remote 127.0.0.1:" + portIn(server.errorLine());
     EXPECT_EQ(run(remote + " read file8 0").output, "file8 0x00000000 = 0x5a\n");
@@ -113,7 +113,7 @@ TEST_F(ReplacedLibraryOfServer, LetsItsClientsHaveTheDevicesOnWhichItAgrees) {
         << trace;
 }
 
-TEST_F(ReplacedLibraryOfServer, KeepsItFromStartingForADeviceOnWhichItDisagrees) {
+TEST_F(ReplacedLibraryOfServer, PreventsTheStartForADeviceOnWhichItDisagrees) {
     Program server(RYNVELD_WITH_REPLACED_LIBRARY, {"--listen", "127.0.0.1:0", "--device", "file8", "--device", "map32"},
                    m_folder.path());
     ASSERT_EQ(server.errorLine(), "rynveld: " + mismatch("map32", "type Tyvon16 instead of Tyvon32"));

@@ -28,7 +28,7 @@ std::string protectedRegisters() {
                                fieldAt("ERROR", "7:7", "<modifiedWriteValues>oneToClear</modifiedWriteValues>")));
 }
 
-/** The program with files of commands. */
+/** Runs rynvelctl with files of commands. */
 class CommandFiles : public DescribedProgram {
 protected:
     CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
@@ -181,7 +181,7 @@ TEST_F(CommandFiles, OpenADeviceAgainAfterTheServerHasClosedAnIdleConnection) {
     EXPECT_EQ(requests[3].connection, 1U);
 }
 
-TEST_F(CommandFiles, WithAWrongLineRunNoLine) {
+TEST_F(CommandFiles, RunNoLineIfALineIsWrong) {
     for (const std::string options : {"", "--keep-going"}) {
         expectEnding(run("write map32 0 1\n\nraed map32 0\nread map32\nread map32 0 --json\nrun script\n", options), 2,
                      "",
@@ -193,11 +193,11 @@ TEST_F(CommandFiles, WithAWrongLineRunNoLine) {
     EXPECT_EQ(get(0), 0U);
 }
 
-TEST_F(CommandFiles, RefuseWhatIsRightOnlyOnTheCommandLine) {
-    const std::string remedy = ": a line cannot contain global options (give the option with run)";
+TEST_F(CommandFiles, RefuseOptionsAndWordsThatOnlyTheCommandLineMayHave) {
+    const std::string hint = ": a line cannot contain global options (give the option with run)";
     for (const std::string option : {"--json", "--timeout=1s", "-q", "--help", "--version"}) {
         const std::string name = option.substr(0, option.find('='));
-        expectBoth("read map32 0 " + option + '\n', 2, "", ":1: " + name + remedy);
+        expectBoth("read map32 0 " + option + '\n', 2, "", ":1: " + name + hint);
     }
     expectBoth("rynvelctl read file8 0\n", 2, "",
                ":1: rynvelctl: a line begins with a command (leave out the name of the program)");
@@ -231,7 +231,7 @@ TEST_F(CommandFiles, MayHaveCarriageReturnsBeforeLineEndsAndAByteOrderMark) {
     expectBoth("\xef\xbb\xbf# Reads.\nread file8 0\n", 0, "file8 0x00000000 = 0x00\n");
 }
 
-TEST_F(CommandFiles, OnStandardInputRunUpToTheWrongLine) {
+TEST_F(CommandFiles, RunUpToAWrongLineOfStandardInput) {
     expectEnding(runInput("write map32 0 1\nraed map32 0\nwrite map32 0 2\n"), 2, "map32 0x00000000 = 0x00000001\n",
                  "-:2: unknown command 'raed' (did you mean 'read'?)");
     EXPECT_EQ(get(0), 1U);
@@ -247,7 +247,7 @@ TEST_F(CommandFiles, EndAtTheFirstFailureWithItsStatus) {
     EXPECT_EQ(get(0), 0U);
 }
 
-TEST_F(CommandFiles, KeepGoingIfTheUserAsksForIt) {
+TEST_F(CommandFiles, KeepGoingAfterAFailureOnRequest) {
     expectEnding(run("read file8 64\nread nothing 0\nread map32 ACK\nread file8 1\n", "--keep-going"), 1,
                  "file8 0x00000001 = 0x00\n",
                  "script:1: file8: reading 0x00000040 failed\n"
@@ -258,7 +258,7 @@ TEST_F(CommandFiles, KeepGoingIfTheUserAsksForIt) {
     expectEnding(run("read file8 0\n", "--keep-going"), 0, "file8 0x00000000 = 0x00\n");
 }
 
-TEST_F(CommandFiles, WithoutAReaderOfTheOutputRunAllLines) {
+TEST_F(CommandFiles, RunAllLinesEvenIfTheOutputHasNoReader) {
     const std::string commands = "write map32 0x100 1\nsleep 10ms\nread map32 0x100 0x104\nwatch map32 0x100\n"
                                  "write map32 0x104 2\n";
     const auto expectLoss = [this](const Ending& ending, const std::string& reason) {
@@ -274,7 +274,7 @@ TEST_F(CommandFiles, WithoutAReaderOfTheOutputRunAllLines) {
     EXPECT_EQ(get(0x104), 2U);
 }
 
-TEST_F(CommandFiles, WithoutAReaderOfTheOutputRestoreAllRegisters) {
+TEST_F(CommandFiles, RestoreAllRegistersEvenIfTheOutputHasNoReader) {
     m_folder.store("board.svd",
                    mapOfPeripherals(peripheralOf("map32", "", registerAt("A", "0", "") + registerAt("B", "4", ""))));
     expectEnding(runWithoutAReader("save map32 s\nwrite map32 A=7\nrestore map32 s\nsave map32 -\nwrite map32 B=2\n"),
@@ -283,14 +283,14 @@ TEST_F(CommandFiles, WithoutAReaderOfTheOutputRestoreAllRegisters) {
     EXPECT_EQ(get(4), 2U);
 }
 
-TEST_F(CommandFiles, WithoutAReaderOfTheOutputWaitForInterrupts) {
+TEST_F(CommandFiles, WaitForInterruptsEvenIfTheOutputHasNoReader) {
     const TestPeer peer;
     expectEnding(
         runWithoutAReader("wait remote --each 20ms\nwrite remote 0 1\n", "--type Uio32 --remote " + peer.address()), 4,
         "", "script:1: remote: no interrupt within 20 ms");
 }
 
-TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenWithoutAReader) {
+TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenIfTheOutputHasNoReader) {
     const std::string problem = ":1: missing: nowhere/registers: No such file or directory";
     const std::string loss = ":2: standard output: Broken pipe";
     expectEnding(runWithoutAReader("read missing 0\nread file8 0\n", "--keep-going"), 3, "",
@@ -305,7 +305,7 @@ TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenWithoutAReader) {
                  "rynvelctl: script:2: missing: nowhere/registers: No such file or directory");
 }
 
-TEST_F(CommandFiles, OnStandardInputEndAtTheLineWhoseOutputIsLost) {
+TEST_F(CommandFiles, EndAtTheLineOfStandardInputWhoseOutputIsLost) {
     for (const std::string options : {"", "--keep-going"}) {
         expectEnding(runInputWithoutAReader("read file8 0\nwrite map32 0 1\n", options), 1, "",
                      "-:1: standard output: Broken pipe");
@@ -318,16 +318,16 @@ TEST_F(CommandFiles, OnStandardInputEndAtTheLineWhoseOutputIsLost) {
 TEST_F(CommandFiles, RefuseAWriteThatWouldChangeOtherFields) {
     m_folder.store("board.svd", mapOfPeripherals(peripheralOf("map32", "", protectedRegisters())));
     const std::string refusal = "map32: field KEYED.KEY is write-only, so it cannot keep its value ";
-    const std::string remedy = "(use write REGISTER FIELD=VALUE ..., and also assign KEY)";
+    const std::string hint = "(use write REGISTER FIELD=VALUE ..., and also assign KEY)";
     expectEnding(run("write map32 CTRL.RUN 1\nwrite map32 KEYED.RUN 1\nwrite map32 CTRL.RUN 0\n"), 2,
-                 "map32 CTRL.RUN = 1\n", "script:2: " + refusal + remedy);
+                 "map32 CTRL.RUN = 1\n", "script:2: " + refusal + hint);
     EXPECT_EQ(get(0), 1U);
     EXPECT_EQ(get(4), 0U);
     expectEnding(run("write map32 CTRL.MODE=2 KEYED.RUN=1\nset map32 KEYED RUN\nwrite map32 KEYED 1 --mask 1\n"
                      "clear map32 CTRL RUN\n",
                      "--keep-going"),
                  2, "map32 CTRL.RUN = 0\n",
-                 "script:1: " + refusal + remedy + "\nrynvelctl: script:2: " + refusal + remedy +
+                 "script:1: " + refusal + hint + "\nrynvelctl: script:2: " + refusal + hint +
                      "\nrynvelctl: script:3: " + refusal + "(also select all bits of KEY with the mask)");
     EXPECT_EQ(get(0), 0U);
     EXPECT_EQ(get(4), 0U);
@@ -345,7 +345,7 @@ TEST_F(CommandFiles, WaitForTheirFilesNoLongerThanTheTimeout) {
                  "file8 0x00000000 = 0x00\n", "script:2: fifo: timed out after 500 ms");
 }
 
-TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) {
+TEST_F(CommandFiles, WaitForTheWriterOfANamedPipeNoLongerThanTheTimeout) {
     makeFifo();
     expectEnding(runProgram(RYNVELCTL_FOR_TESTS, words("run fifo --timeout 500ms"), m_folder.path()), 4, "",
                  "fifo: timed out after 500 ms");
@@ -359,12 +359,12 @@ TEST_F(CommandFiles, ThatAreNamedPipesWaitForTheirWriterNoLongerThanTheTimeout) 
 
 TEST_F(CommandFiles, SayThatACommandWithoutAMessageHasFailed) {
     expectEnding(run("save map32 a\nwrite map32 LEVEL0 1\ndiff map32 a\nread file8 0\n", "--quiet"), 1, "",
-                 "script:1: map32: left out, reading has a side effect: STATUS (--with-side-effects includes them)\n"
+                 "script:1: map32: left out: STATUS (reading has a side effect; --with-side-effects includes them)\n"
                  "rynvelctl: script:1: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
                  "rynvelctl: script:3: the command ended with status 1");
 }
 
-TEST_F(CommandFiles, GiveEachLineOnlyItsOwnOptions) {
+TEST_F(CommandFiles, DoNotApplyTheOptionsOfALineToOtherLines) {
     const std::string commands = "write map32 0x18 0xff --mask 0xf\nwrite map32 0x18 0xff\nread map32 --index 6\n"
                                  "read map32 0x18\nwrite map32 LEVEL0=1 LEVEL1=2\nwrite map32 LEVEL0 3\n";
     const std::string output = "map32 0x00000018 = 0x0000000f with mask 0x0000000f\nmap32 0x00000018 = 0x000000ff\n"
@@ -382,7 +382,7 @@ TEST_F(CommandFiles, GiveEachLineOnlyItsOwnOptions) {
     EXPECT_EQ(get(0x18), 0U);
 }
 
-TEST_F(CommandFiles, OnStandardInputAnswerEachLineAtOnce) {
+TEST_F(CommandFiles, AnswerEachLineOfStandardInputAtOnce) {
     makeFifo();
     Program program = start("", "fifo");
     const int input = openFifo();
@@ -395,7 +395,7 @@ TEST_F(CommandFiles, OnStandardInputAnswerEachLineAtOnce) {
     expectEnding(program.wait(), 0, "file8 0x00000002 = 0x00\n");
 }
 
-TEST_F(CommandFiles, OnStandardInputWaitNoLongerThanTheTimeout) {
+TEST_F(CommandFiles, WaitForStandardInputNoLongerThanTheTimeout) {
     makeFifo();
     Program program = start("--timeout 100ms", "fifo");
     const int input = openFifo();
@@ -408,7 +408,7 @@ TEST_F(CommandFiles, OnStandardInputWaitNoLongerThanTheTimeout) {
     close(other);
 }
 
-TEST_F(CommandFiles, OnStandardInputEndWithTheReaderOfTheOutput) {
+TEST_F(CommandFiles, EndWithTheReaderOfTheOutputIfTheyAreStandardInput) {
     makeFifo();
     Program program = start("", "fifo");
     const int input = openFifo();
@@ -417,7 +417,7 @@ TEST_F(CommandFiles, OnStandardInputEndWithTheReaderOfTheOutput) {
     close(input);
 }
 
-TEST_F(CommandFiles, ThatCannotBeReadAreRefused) {
+TEST_F(CommandFiles, AreRefusedIfTheyCannotBeRead) {
     const auto expectProblem = [this](const std::string& file, const std::string& problem) {
         expectEnding(runProgram(RYNVELCTL_FOR_TESTS, {"run", file}, m_folder.path()), 2, "", problem);
     };
@@ -426,7 +426,7 @@ TEST_F(CommandFiles, ThatCannotBeReadAreRefused) {
     expectProblem("/dev/zero", "/dev/zero:1: the line has more than 65536 bytes");
 }
 
-TEST_F(CommandFiles, OnStandardInputThatCannotBeReadEndAfterTheLinesBefore) {
+TEST_F(CommandFiles, EndAfterTheLastLineIfReadingStandardInputFails) {
     std::array<int, 2> ends{};
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
     Process program(commandOf(RYNVELCTL_FOR_TESTS, words("run - --keep-going")),

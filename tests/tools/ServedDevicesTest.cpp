@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t deviceCount = 14;
 
-/** The command that lists the devices of a server. By default, the server serves all devices. */
+/** Runs the command that lists the devices of a server. By default, the server serves all devices. */
 class ServedDevices : public testing::Test {
 protected:
     Ending run(const std::string& line, const std::string& program = RYNVELCTL_FOR_TESTS) const {
@@ -24,7 +24,7 @@ protected:
     TestPeer m_peer;
 };
 
-TEST_F(ServedDevices, AreThoseThatTheServerOpens) {
+TEST_F(ServedDevices, AreTheDevicesThatTheServerOpens) {
     m_peer.script({success(), refusal()});
     const std::string refused = "refused (the server does not open the device)\n";
     expect("list", 0,
@@ -57,13 +57,13 @@ TEST_F(ServedDevices, AreOnlyOpenedOverOneConnection) {
     EXPECT_EQ(std::string(requests[1].bytes.begin() + 4, requests[1].bytes.begin() + 11), std::string("file16\0", 7));
 }
 
-TEST_F(ServedDevices, AreNamesForScripts) {
+TEST_F(ServedDevices, ArePrintedAsNamesForScripts) {
     m_peer.script({refusal(), success()});
     m_peer.script(std::vector<Reply>(deviceCount - 2, refusal()));
     expect("--quiet list", 0, "file16\n");
 }
 
-TEST_F(ServedDevices, AreObjectsInJson) {
+TEST_F(ServedDevices, ArePrintedAsObjectsInJson) {
     m_peer.script({success(), refusal()});
     const std::string output = run("list --json").output;
     const std::string start = R"([{"name":"file8","backend":"Lseek8","width":8,"served":true},)"
@@ -133,7 +133,7 @@ protected:
     TestFolder m_folder;
 };
 
-TEST_F(DefaultServer, IsThatOfTheEnvironment) {
+TEST_F(DefaultServer, ComesFromTheEnvironment) {
     m_peer.script({success(), success({7})});
     expectWith(m_peer.address(), "read map32 4", 0, "map32 0x00000004 = 0x00000007\n");
     m_peer.script({refusal(), success()});
@@ -143,14 +143,14 @@ TEST_F(DefaultServer, IsThatOfTheEnvironment) {
     expectWith(m_peer.address(), "read other 4 --type Uio32", 0, "other 0x00000004 = 0x00000007\n");
 }
 
-TEST_F(DefaultServer, IsThatOfTheCommandLineFirst) {
+TEST_F(DefaultServer, ComesFromTheCommandLineBeforeTheEnvironment) {
     m_peer.script({success(), success({7})});
     expectWith("127.0.0.1::1", "read map32 4 --remote " + m_peer.address(), 0, "map32 0x00000004 = 0x00000007\n");
     m_peer.script({success(), success({8})});
     expectWith("not:a:server", "read map32 4 -r " + m_peer.address(), 0, "map32 0x00000004 = 0x00000008\n");
 }
 
-TEST_F(DefaultServer, IsNotUsedForThisMachine) {
+TEST_F(DefaultServer, IsNotUsedWithLocal) {
     m_folder.store("map", std::string(4096, '\0'));
     for (const std::string& server : {m_peer.address(), std::string("not:a:server")}) {
         expectWith(server, "read map32 4 --local", 0, "map32 0x00000004 = 0x00000000\n");

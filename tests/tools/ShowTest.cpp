@@ -27,7 +27,7 @@ std::string mapOf(const std::string& name, const std::string& furtherRegisters =
            "</registers></peripheral></peripherals></device>";
 }
 
-/** The command show, on a device whose bytes are 1 to 16. */
+/** Runs the command show on a device whose bytes are 1 to 16. */
 class Show : public testing::Test {
 protected:
     Show() {
@@ -89,7 +89,7 @@ TEST_F(Show, PrintsOneObjectForEachRegister) {
            "\n");
 }
 
-TEST_F(Show, DoesNotReadAWordWithASideEffectOfAnotherRegister) {
+TEST_F(Show, DoesNotReadAWordIfThatHasASideEffectOnAnotherRegister) {
     describe(mapOf("map32", "<register><name>OTHER</name><alternateRegister>FIFO</alternateRegister>"
                             "<addressOffset>0xC</addressOffset></register>"
                             "<register><name>WIDE</name><addressOffset>0x20</addressOffset><size>64</size>"

@@ -73,13 +73,13 @@ std::string map() {
         peripheral("file8", aRegister("A", "0", bits) + aRegister("B", "1", bits) + aRegister("C", "2", bits)));
 }
 
-const char* const leftOut = "rynvelctl: map32: left out, reading has a side effect: FIFO, POP "
-                            "(--with-side-effects includes them)\n";
+const char* const leftOut = "rynvelctl: map32: left out: FIFO, POP "
+                            "(reading has a side effect; --with-side-effects includes them)\n";
 const char* const obstacles =
     "rynvelctl: map32: left out: register WIDE has 64 bits (the device has 32-bit registers)\n"
     "rynvelctl: map32: left out: register FAR is outside the map of the device\n";
 
-/** The program, on devices that are files of the test, with a map of their registers. */
+/** Runs rynvelctl on devices that are files of the test, with a map of their registers. */
 class SavedRegisters : public testing::Test {
 protected:
     SavedRegisters() {
@@ -158,7 +158,7 @@ protected:
     TestFolder m_folder;
 };
 
-TEST_F(SavedRegisters, AreAllThatCanBeReadWithoutSideEffects) {
+TEST_F(SavedRegisters, IncludeAllRegistersThatCanBeReadWithoutSideEffects) {
     poke(0x00, 0x80000031);
     poke(0x20, 0xFFFF1234);
     expect("save map32 s", 0, "map32: saved 6 registers in s\n", std::string(leftOut) + obstacles);
@@ -195,7 +195,7 @@ TEST_F(SavedRegisters, ArePrintedOnRequest) {
     EXPECT_EQ(withoutTimes(ending.output), withoutTimes(m_folder.load("s")));
 }
 
-TEST_F(SavedRegisters, ThatNobodyReceivesAreAFailure) {
+TEST_F(SavedRegisters, AreAFailureIfStandardOutputHasNoReader) {
     expectEnding(runWithoutAReader("save file8 -"), 1, "", "standard output: Broken pipe");
     expectEnding(runOnAFullDisk("save file8 -"), 1, "", "standard output: No space left on device");
     if (std::string(RYNVEL_EMULATOR).empty()) {
@@ -206,7 +206,7 @@ TEST_F(SavedRegisters, ThatNobodyReceivesAreAFailure) {
     }
 }
 
-TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
+TEST_F(SavedRegisters, AreSavedOnceIfTheyHaveTheSameName) {
     describeMap32(aRegister("R", "0", element("alternateGroup", "one")) +
                   aRegister("R", "4", element("alternateGroup", "two")));
     expect(
@@ -217,7 +217,7 @@ TEST_F(SavedRegisters, OfTheSameNameAreSavedOnce) {
     expect("restore map32 s", 0, "map32 R: 0x00000001 -> 0x00000000\n");
 }
 
-TEST_F(SavedRegisters, WithAnyNamesAreReadAgain) {
+TEST_F(SavedRegisters, MayHaveAnyNames) {
     describeMap32(aRegister("A&#9;B", "0"));
     expect("save map32 s", 0, "map32: saved 1 register in s\n");
     poke(0, 1);
@@ -287,14 +287,14 @@ TEST_F(SavedRegisters, ReplaceNothingWhenASignalEndsTheProgram) {
     EXPECT_EQ(files(), 4U);
 }
 
-TEST_F(SavedRegisters, OfAServersDeviceAreSaved) {
+TEST_F(SavedRegisters, MayBelongToARemoteDevice) {
     TestPeer peer;
     peer.script({success(), success({1}), success({2}), success({0xAB})});
     expect("--remote " + peer.address() + " save file8 s", 0, "file8: saved 3 registers in s\n");
     EXPECT_NE(m_folder.load("s").find(R"("name":"C","offset":2,"size":8,"value":171)"), std::string::npos);
 }
 
-TEST_F(SavedRegisters, ThatAreEqualHaveNoDifference) {
+TEST_F(SavedRegisters, HaveNoDifferenceIfTheyAreEqual) {
     run("save map32 a");
     run("save map32 b");
     expect("diff a b", 0, "");
@@ -302,7 +302,7 @@ TEST_F(SavedRegisters, ThatAreEqualHaveNoDifference) {
     expect("diff map32 a --json", 0, "");
 }
 
-TEST_F(SavedRegisters, ThatDifferAreNamedWithTheirFields) {
+TEST_F(SavedRegisters, AreNamedWithTheirFieldsIfTheyDiffer) {
     run("save map32 a");
     poke(0x00, 0x80000031);
     poke(0x14, 0xFF);
@@ -330,7 +330,7 @@ TEST_F(SavedRegisters, ThatDifferAreNamedWithTheirFields) {
     expect("diff map32 a", 1, "CTRL: 0x00000031 -> 0x80000031\nCTRL.BUSY: 0 -> 1\n");
 }
 
-TEST_F(SavedRegisters, ThatDifferAreNamedWithoutAMap) {
+TEST_F(SavedRegisters, AreNamedWithoutAMapIfTheyDiffer) {
     run("save file8 a");
     m_folder.store("registers8", "\x01\x42\x03");
     run("save file8 b");
@@ -339,7 +339,7 @@ TEST_F(SavedRegisters, ThatDifferAreNamedWithoutAMap) {
     expectEnding(ending, 1, "B: 0x02 -> 0x42\n");
 }
 
-TEST_F(SavedRegisters, InFilesAreComparedWithoutAMapThatCannotBeUsed) {
+TEST_F(SavedRegisters, AreComparedInFilesEvenIfAMapCannotBeUsed) {
     run("save file8 a");
     m_folder.store("registers8", "\x01\x42\x03");
     run("save file8 b");
@@ -351,7 +351,7 @@ TEST_F(SavedRegisters, InFilesAreComparedWithoutAMapThatCannotBeUsed) {
     EXPECT_EQ(runProgram(RYNVELCTL_FOR_TESTS, words("--map broken.svd diff file8 b"), m_folder.path()).status, 2);
 }
 
-TEST_F(SavedRegisters, ThatOneSideDoesNotHaveAreNamed) {
+TEST_F(SavedRegisters, AreNamedIfOnlyOneSideHasThem) {
     run("save file8 a");
     run("save file8 b");
     edit("a", "{\"name\":\"A\",\"offset\":0,\"size\":8,\"value\":1},", "");
@@ -367,14 +367,14 @@ TEST_F(SavedRegisters, ThatOneSideDoesNotHaveAreNamed) {
            "\n");
 }
 
-TEST_F(SavedRegisters, WithSideEffectsAreComparedWithADeviceOnlyOnRequest) {
+TEST_F(SavedRegisters, AreComparedDespiteSideEffectsOnlyOnRequest) {
     run("save map32 a --with-side-effects");
     poke(0x08, 1);
     expect("diff map32 a", 0, "", leftOut);
     expect("diff map32 a --with-side-effects", 1, "FIFO: 0x00000001 -> 0x00000000\n");
 }
 
-TEST_F(SavedRegisters, WithSideEffectsAreNamedInTheOrderOfTheDevice) {
+TEST_F(SavedRegisters, AreNamedInTheOrderOfTheDeviceIfReadingHasSideEffects) {
     const std::string effect = element("readAction", "clear");
     describeMap32(aRegister("A", "0", effect) + aRegister("B", "4") + aRegister("C", "8", effect) +
                   aRegister("D", "12", effect) + aRegister("E", "16"));
@@ -383,10 +383,10 @@ TEST_F(SavedRegisters, WithSideEffectsAreNamedInTheOrderOfTheDevice) {
          R"({"name":"D","offset":12,"size":32,"value":1},{"name":"F","offset":20,"size":32,"value":0},)"
          R"({"name":"B","offset":4,"size":32,"value":1},{"name":"A","offset":0,"size":32,"value":1})");
     expect("diff map32 s", 1, "B: 0x00000000 -> 0x00000001\nF: only in s (0x00000014 = 0x00000000)\n",
-           "rynvelctl: map32: left out, reading has a side effect: A, D (--with-side-effects includes them)\n");
+           "rynvelctl: map32: left out: A, D (reading has a side effect; --with-side-effects includes them)\n");
 }
 
-TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
+TEST_F(SavedRegisters, AreDistinguishedByDeviceAndFile) {
     run("save file8 a");
     m_folder.store("file8", m_folder.load("a"));
     m_folder.store("registers8", "\x09\x09\x09");
@@ -399,7 +399,7 @@ TEST_F(SavedRegisters, OfADeviceAreNotMistakenForThoseOfAFile) {
     expect("diff ./file8 a", 2, "", "rynvelctl: ./file8: No such file or directory\n");
 }
 
-TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) {
+TEST_F(SavedRegisters, HaveSeparateStatusesForADifferenceAndAFailure) {
     run("save file8 a");
     m_folder.store("bad", "{\n");
     expect("diff a none", 2, "", "rynvelctl: none: No such file or directory\n");
@@ -413,7 +413,7 @@ TEST_F(SavedRegisters, ThatCannotBeComparedEndWithAnotherStatusThanADifference) 
     expect("diff file8 a", 2, "", "rynvelctl: file8: reading C failed\n");
 }
 
-TEST_F(SavedRegisters, OfAnotherDeviceAreNotCompared) {
+TEST_F(SavedRegisters, AreNotComparedWithThoseOfAnotherDevice) {
     run("save file8 a");
     run("save map32 b");
     expect("diff map32 a", 2, "", "rynvelctl: a: the file is a snapshot of file8 (give a snapshot of map32)\n");
@@ -422,7 +422,7 @@ TEST_F(SavedRegisters, OfAnotherDeviceAreNotCompared) {
            "device)\n");
 }
 
-TEST_F(SavedRegisters, ThatDifferDifferWithoutAReader) {
+TEST_F(SavedRegisters, HaveTheStatusOfADifferenceEvenIfTheOutputHasNoReader) {
     run("save file8 a");
     m_folder.store("registers8", "\x01\x42\x03");
     expectEnding(runWithoutAReader("diff file8 a"), 1, "");
@@ -454,7 +454,7 @@ TEST_F(SavedRegisters, AreRestoredWhereTheyDiffer) {
     expect("restore map32 s", 0, outside);
 }
 
-TEST_F(SavedRegisters, AreRestoredForScriptsAndForPrograms) {
+TEST_F(SavedRegisters, AreRestoredInAllFormats) {
     poke(0x14, 1);
     run("save map32 s");
     poke(0x14, 0);
@@ -468,7 +468,7 @@ TEST_F(SavedRegisters, AreRestoredForScriptsAndForPrograms) {
     EXPECT_EQ(peek(0x14), 1U);
 }
 
-TEST_F(SavedRegisters, AreLeftAsTheyAreWhereAWriteCannotRestoreThem) {
+TEST_F(SavedRegisters, StayUnchangedIfAWriteCannotRestoreThem) {
     run("save map32 s --with-side-effects");
     poke(0x00, 0x80000000);
     poke(0x04, 1);
@@ -494,7 +494,7 @@ TEST_F(SavedRegisters, AreLeftAsTheyAreWhereAWriteCannotRestoreThem) {
     EXPECT_EQ(peek(0x24), 0x10000100U);
 }
 
-TEST_F(SavedRegisters, ThatTheDeviceDoesNotHaveEndTheRestorationWithAFailure) {
+TEST_F(SavedRegisters, FailTheRestorationIfTheDeviceDoesNotHaveThem) {
     run("save map32 saved");
     for (const auto& [file, name, replaced, replacement] :
          {std::array{"a", "NONE", "\"LIMIT\"", "\"NONE\""},
@@ -512,7 +512,7 @@ TEST_F(SavedRegisters, ThatTheDeviceDoesNotHaveEndTheRestorationWithAFailure) {
     }
 }
 
-TEST_F(SavedRegisters, AreNamedByTheReasonsInTheOrderInWhichTheReasonsOccur) {
+TEST_F(SavedRegisters, AreGroupedByReasonsInTheOrderOfOccurrence) {
     const std::string limited =
         element("fields",
                 field("F", "[7:0]",
@@ -556,7 +556,7 @@ TEST_F(SavedRegisters, AreNotRestoredToValuesThatMayNotBeWritten) {
     EXPECT_EQ(peek(0x24), 0x10000U);
 }
 
-TEST_F(SavedRegisters, AreNamedWhereBitsDifferThatARestorationDoesNotWrite) {
+TEST_F(SavedRegisters, AreNamedIfBitsDifferThatARestorationDoesNotWrite) {
     describeMap32(
         aRegister("CTRL", "0",
                   element("fields", field("SEEN", "[0:0]", element("access", "read-only")) + field("MODE", "[7:4]") +
@@ -572,7 +572,7 @@ TEST_F(SavedRegisters, AreNamedWhereBitsDifferThatARestorationDoesNotWrite) {
     EXPECT_EQ(peek(0), 0x10301U);
 }
 
-TEST_F(SavedRegisters, AreNotNamedWhereAnotherFieldRestoresTheirBits) {
+TEST_F(SavedRegisters, AreNotNamedIfAnotherFieldRestoresTheirBits) {
     const std::string canOnlyBeRead = element("access", "read-only");
     describeMap32(aRegister("CTRL", "0",
                             element("fields", field("SEEN", "[3:0]", canOnlyBeRead) + field("SET", "[3:0]") +
@@ -585,7 +585,7 @@ TEST_F(SavedRegisters, AreNotNamedWhereAnotherFieldRestoresTheirBits) {
     expect("restore map32 s", 0, "map32 CTRL: 0x0000001f -> 0x00000010\nmap32: not restored, read-only: CTRL.MORE\n");
 }
 
-TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
+TEST_F(SavedRegisters, AreNotRestoredWithoutFieldsToValuesThatMayNotBeWritten) {
     describeMap32(
         aRegister("ECHO", "0", element("writeConstraint", element("writeAsRead", "true"))) +
         aRegister("STEP", "4",
@@ -605,7 +605,7 @@ TEST_F(SavedRegisters, WithoutFieldsAreNotRestoredToValuesThatMayNotBeWritten) {
            "map32: not restored, a write must repeat the value that was read: ECHO\n");
 }
 
-TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
+TEST_F(SavedRegisters, ExcludeAWordWhoseReadingHasASideEffectOnAnotherRegister) {
     edit("tests.svd", "<peripheral><name>map32</name>", "<peripheral><name>unused</name>");
     edit("tests.svd", "<peripherals>",
          "<peripherals>" +
@@ -613,7 +613,7 @@ TEST_F(SavedRegisters, DoNotIncludeAWordWithASideEffectOfAnotherRegister) {
                         aRegister("RBR", "0", element("access", "read-only") + element("readAction", "modify")) +
                             aRegister("DLL", "0", element("alternateRegister", "RBR")) + aRegister("NEXT", "4", "")));
     expect("save map32 s", 0, "map32: saved 1 register in s\n",
-           "rynvelctl: map32: left out, reading has a side effect: RBR, DLL (--with-side-effects includes them)\n");
+           "rynvelctl: map32: left out: RBR, DLL (reading has a side effect; --with-side-effects includes them)\n");
     expect("save map32 s --with-side-effects", 0, "map32: saved 3 registers in s\n");
     poke(0, 1);
     expect("restore map32 s", 0, "map32: not restored, reading has a side effect: RBR, DLL\n");
@@ -642,7 +642,7 @@ TEST_F(SavedRegisters, AreRestoredWithoutTheBitsAboveThem) {
     EXPECT_EQ(peek(0x20), 0xABCD1234U);
 }
 
-TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress) {
+TEST_F(SavedRegisters, AreNotRestoredIfAWriteChangesAnotherRegisterAtTheirAddress) {
     const std::string cleared = element("modifiedWriteValues", "oneToClear");
     describeMap32(
         aRegister("A", "0") +
@@ -656,7 +656,7 @@ TEST_F(SavedRegisters, AreNotRestoredIfThatChangesAnotherRegisterOfTheirAddress)
     EXPECT_EQ(peek(0), 0x101U);
 }
 
-TEST_F(SavedRegisters, AreThoseWithAFieldThatCanBeAccessed) {
+TEST_F(SavedRegisters, IncludeRegistersWithAnAccessibleField) {
     const std::string both = element("access", "read-write");
     describeMap32(aRegister("RO", "0", element("access", "read-only") + element("fields", field("F", "[3:0]", both))) +
                   aRegister("WO", "4", element("access", "write-only") + element("fields", field("F", "[3:0]", both))));
@@ -676,13 +676,13 @@ TEST_F(SavedRegisters, AreRestoredToAValueWhoseNumberIsTheNameOfAnother) {
     EXPECT_EQ(peek(0), 1U);
 }
 
-TEST_F(SavedRegisters, OfAnotherDeviceAreNotRestored) {
+TEST_F(SavedRegisters, AreNotRestoredToAnotherDevice) {
     run("save file8 s");
     expect("restore map32 s", 2, "", "rynvelctl: s: the file is a snapshot of file8 (give a snapshot of map32)\n");
     expect("restore map32 none", 2, "", "rynvelctl: none: No such file or directory\n");
 }
 
-TEST_F(SavedRegisters, InAPipeTakeNoMoreTimeThanTheCommandMay) {
+TEST_F(SavedRegisters, AreReadFromAPipeNoLongerThanTheTimeout) {
     run("save map32 s");
     const std::string pipe = m_folder.path() + "/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -702,7 +702,7 @@ TEST_F(SavedRegisters, InAPipeTakeNoMoreTimeThanTheCommandMay) {
     close(silentWriter);
 }
 
-TEST_F(SavedRegisters, MayBeInAPipe) {
+TEST_F(SavedRegisters, CanBeReadFromAPipe) {
     if (!std::string(RYNVEL_EMULATOR).empty()) {
         GTEST_SKIP() << "the shell runs the program without an emulator";
     }
@@ -724,7 +724,7 @@ TEST_F(SavedRegisters, MayBeInAPipe) {
                  "end of input");
 }
 
-TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
+TEST_F(SavedRegisters, EndTheRestorationIfTheyDoNotKeepTheirValue) {
     run("save file8 s");
     TestPeer peer;
     const std::string line = "--remote " + peer.address() + " restore file8 s";
@@ -747,7 +747,7 @@ TEST_F(SavedRegisters, ThatDoNotKeepTheirValueEndTheRestoration) {
            "reached: none)\n");
 }
 
-TEST_F(SavedRegisters, WhoseWriteIsNotAnsweredMayHaveBeenRestored) {
+TEST_F(SavedRegisters, MayHaveBeenRestoredIfTheirWriteIsNotAnswered) {
     run("save file8 s");
     TestPeer peer;
     const std::string line = "--remote " + peer.address() + " restore file8 s";
@@ -772,7 +772,7 @@ TEST_F(SavedRegisters, WhoseWriteIsNotAnsweredMayHaveBeenRestored) {
                ": the connection was closed (restored: none; not restored: A; not reached: B, C)\n");
 }
 
-TEST_F(SavedRegisters, ThatTheMapDoesNotHaveTakeNoMoreTimeThanTheCommandMay) {
+TEST_F(SavedRegisters, DoNotExceedTheTimeoutIfTheMapDoesNotHaveThem) {
     run("save file8 s");
     std::string unknown;
     for (int i = 0; i < 20'000; ++i) {
@@ -801,7 +801,7 @@ TEST_F(SavedRegisters, AreRestoredToTheEndWhenStandardOutputFails) {
     expectEnding(runOnAFullDisk("restore file8 s"), 1, "", problem);
 }
 
-TEST_F(SavedRegisters, ThatAreNotRestoredAreNamedWhenStandardOutputFails) {
+TEST_F(SavedRegisters, AreNamedIfTheyAreNotRestoredAndStandardOutputFails) {
     run("save map32 s");
     const std::string notRestored = "map32: not restored, read-only: STATUS\n"
                                     "rynvelctl: map32: not restored, a write does not store the value: EVENTS\n"

@@ -18,11 +18,11 @@
 
 #include <gtest/gtest.h>
 
-#include "Durations.h"
 #include "Failure.h"
 #include "FileReplacement.h"
 #include "JsonReader.h"
 #include "Program.h"
+#include "TimeText.h"
 
 namespace RynvelTest {
 namespace {
@@ -93,13 +93,13 @@ TEST(Snapshots, AreReadAsTheyWereWritten) {
     EXPECT_EQ(snapshot.registers[1].value, 7U);
 }
 
-TEST(Snapshots, MayHoldNoRegister) {
+TEST(Snapshots, MayContainNoRegister) {
     Snapshot snapshot = example();
     snapshot.registers.clear();
     EXPECT_TRUE(parseSnapshot(snapshotText(snapshot)).registers.empty());
 }
 
-TEST(Snapshots, HoldNamesWithAnyCharacter) {
+TEST(Snapshots, ContainNamesWithAnyCharacter) {
     Snapshot snapshot = example();
     snapshot.map.file = "a \"b\"\\\n\xFF";
     snapshot.registers[0].name = "\xC3\xBC\t";
@@ -119,7 +119,7 @@ TEST(Snapshots, AreReadInAnyLayout) {
     EXPECT_EQ(snapshotText(parseSnapshot(text)), exampleText);
 }
 
-TEST(Snapshots, ThatAreNotJsonAreRefusedWithTheLine) {
+TEST(Snapshots, AreRefusedWithTheLineIfTheyAreNotJson) {
     const std::string problem = "the file is not well-formed JSON: syntax error while parsing ";
     EXPECT_EQ(complaint(""), "1: " + problem + "value - unexpected end of input");
     EXPECT_EQ(complaint("{\n\n]"), "3: " + problem + "object key - unexpected ']'");
@@ -134,7 +134,7 @@ TEST(Snapshots, ThatAreNotJsonAreRefusedWithTheLine) {
     EXPECT_EQ(complaint("[\n[[[[[[[\n[0]]]]]]]]]"), "3: the values are nested more than 8 levels deep");
 }
 
-TEST(Snapshots, OfAnUnknownFormatAreRefused) {
+TEST(Snapshots, AreRefusedIfTheirFormatIsUnknown) {
     EXPECT_EQ(complaint("[]"), "1: the snapshot is not an object");
     EXPECT_EQ(complaint("\n{}"), "2: the snapshot has no member 'format'");
     EXPECT_EQ(complaint(exampleWith("rynvel-registers", "png")),
@@ -180,7 +180,7 @@ TEST(Snapshots, MustHaveNumbersInTheirRanges) {
               "2: 'value' is 4294967296, not a number from 0 to 4294967295");
 }
 
-TEST(Snapshots, MustHoldEachRegisterOnce) {
+TEST(Snapshots, MustContainEachRegisterOnce) {
     EXPECT_EQ(complaint(exampleWith("CHANNEL[1].MODE", "RTCDR")), "3: register RTCDR is also in line 2");
 }
 
@@ -278,7 +278,7 @@ TEST_F(ReplacedFiles, MayBeInTheWorkingFolder) {
     EXPECT_EQ(m_folder.load("f"), "new");
 }
 
-TEST_F(ReplacedFiles, KeepTheirPermissionsAndTheOldFileForThoseWhoReadIt) {
+TEST_F(ReplacedFiles, KeepTheirPermissionsAndTheContentsThatOthersHaveOpen) {
     m_folder.store("f", "old");
     ASSERT_EQ(chmod(name("f").c_str(), 0640), 0);
     std::ifstream reader(name("f"));
@@ -342,7 +342,7 @@ TEST_F(ReplacedFiles, DoNotRunAsTheirOwner) {
     EXPECT_EQ(file.st_mode & 07777U, 0750U);
 }
 
-TEST_F(ReplacedFiles, HaveThePermissionsOfNewFilesAtFirst) {
+TEST_F(ReplacedFiles, HaveThePermissionsOfNewFilesIfTheyAreNew) {
     const mode_t mask = umask(027);
     replaceFile(name("f"), "new");
     umask(mask);
@@ -371,7 +371,7 @@ TEST_F(ReplacedFiles, AreRegularFilesInAFolderThatExists) {
     EXPECT_EQ(count(), 3U);
 }
 
-TEST_F(ReplacedFiles, BelongToTheUserInAFolderWhereOthersKeepTheirs) {
+TEST_F(ReplacedFiles, BelongToTheUserInAStickyFolder) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can give a file to another user";
     }
@@ -417,7 +417,7 @@ TEST_F(ReplacedFiles, StayAsTheyWereWhenTheDiskDoesNotStoreTheNewContents) {
     EXPECT_EQ(count(), 1U);
 }
 
-TEST_F(ReplacedFiles, AreCompleteWhenASignalEndsTheProgramMeanwhile) {
+TEST_F(ReplacedFiles, AreCompleteEvenIfASignalEndsTheProgram) {
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
         m_folder.store("f", "old");
         const OnSync onSync([number] { return raise(number); });

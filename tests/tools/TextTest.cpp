@@ -2,29 +2,29 @@
 #include <gtest/gtest.h>
 
 #include "CommandTimeout.h"
-#include "Durations.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "Json.h"
 #include "MapWords.h"
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "RegisterRange.h"
 #include "RemoteServer.h"
 #include "Report.h"
 #include "Target.h"
+#include "TimeText.h"
 
 namespace RynvelTest {
 namespace {
 
 using namespace Rynvelctl;
-using Common::Access;
+using Common::AccessMethod;
 using Common::DeviceTypeInfo;
 
-constexpr DeviceTypeInfo seekable16{"Lseek16", Access::Seekable, 16, false, false, 2};
-constexpr DeviceTypeInfo mapped32{"Uio32", Access::Mapped, 32, true, true, 1};
-constexpr DeviceTypeInfo remote8{"Remote8", Access::Remote, 8, true, false, 1};
-constexpr DeviceTypeInfo remote32{"Remote32", Access::Remote, 32, true, false, 1};
-constexpr DeviceTypeInfo seekable8{"Lseek8", Access::Seekable, 8, false, false, 1};
+constexpr DeviceTypeInfo seekable16{"Lseek16", AccessMethod::Seekable, 16, false, false, 2};
+constexpr DeviceTypeInfo mapped32{"Uio32", AccessMethod::Mapped, 32, true, true, 1};
+constexpr DeviceTypeInfo remote8{"Remote8", AccessMethod::Remote, 8, true, false, 1};
+constexpr DeviceTypeInfo remote32{"Remote32", AccessMethod::Remote, 32, true, false, 1};
+constexpr DeviceTypeInfo seekable8{"Lseek8", AccessMethod::Seekable, 8, false, false, 1};
 
 /** Returns the message of a call that fails with a usage error. */
 template <typename Call>
@@ -73,7 +73,7 @@ TEST(Numbers, AreDecimalHexadecimalOrBinary) {
     EXPECT_EQ(parseNumber("n", "0B1"), 1U);
 }
 
-TEST(Numbers, AreTheWholeText) {
+TEST(Numbers, AreRefusedWithAnyOtherCharacter) {
     for (const std::string text :
          {"", " 1", "1 ", "+1", "-1", "1x", "x1", "0x", "0b", "0b2", "0xg", "0x-1", "0x0x1", "1e3", "1.0", "ten"}) {
         EXPECT_EQ(complaint([&] { parseNumber("value", text); }),
@@ -81,7 +81,7 @@ TEST(Numbers, AreTheWholeText) {
     }
 }
 
-TEST(Numbers, HaveNoLeadingZeroThatMayMeanAnOctalNumber) {
+TEST(Numbers, CannotHaveALeadingZeroThatMayMeanAnOctalNumber) {
     EXPECT_EQ(parseNumber("n", "0x010"), 16U);
     EXPECT_EQ(parseNumber("n", "0b010"), 2U);
     EXPECT_EQ(complaint([] { parseNumber("value", "010"); }), "value '010' is ambiguous (write 10 or 0x8)");
@@ -136,7 +136,7 @@ TEST(Durations, AreNumbersWithUnits) {
               "--interval: the time must be greater than 0");
 }
 
-TEST(Durations, MomentsAreShownInUtcWithMicroseconds) {
+TEST(Durations, ShowPointsInTimeInUtcWithMicroseconds) {
     using std::chrono::microseconds;
     EXPECT_EQ(timeStamp(std::chrono::system_clock::time_point(microseconds(951'782'400'000'042))),
               "2000-02-29T00:00:00.000042Z");
@@ -169,7 +169,7 @@ TEST(RegisterRanges, RefuseUnalignedAddresses) {
     EXPECT_EQ(RegisterRange(target("dsp", seekable8), AddressUnit::Bytes, "3").deviceAddress(), 3U);
 }
 
-TEST(RegisterRanges, RefuseRegistersWithoutAnAddressOf32Bits) {
+TEST(RegisterRanges, RefuseRegistersOutsideThe32BitAddressRange) {
     EXPECT_EQ(complaint([] { RegisterRange(seekable, AddressUnit::Registers, "0x80000000"); }),
               "seekable: register 2147483648 is outside the 32-bit address range");
     const RegisterRange last(mapped, AddressUnit::Bytes, "0xfffffffc");
@@ -255,7 +255,7 @@ TEST(ServerAddress, MayBeALocalSocket) {
               "server address '" + longer + "' is too long (the path of a socket has at most 107 bytes)");
 }
 
-TEST(CommandTimes, AreTheAnswersTimesToo) {
+TEST(CommandTimes, LimitEachAnswerOfTheServer) {
     using std::chrono::milliseconds;
     const CommandTimeout unlimited(std::nullopt);
     EXPECT_EQ(unlimited.deadline().timePoint(), std::nullopt);
@@ -282,7 +282,7 @@ TEST(Formats, DumpSixteenBytesPerLine) {
     const RegisterRange range = RegisterRange(seekable, AddressUnit::Bytes, "0x10").resized(9);
     const Report report = RegisterDump{range, {1, 2, 3, 4, 5, 6, 7, 8, 9}, Rynvel::ByteOrder::Host};
     EXPECT_EQ(formatText(report), "0x00000010: 0001 0002 0003 0004 0005 0006 0007 0008\n0x00000020: 0009");
-    EXPECT_EQ(formatBare(report), "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
+    EXPECT_EQ(formatValues(report), "0x0001\n0x0002\n0x0003\n0x0004\n0x0005\n0x0006\n0x0007\n0x0008\n0x0009");
     EXPECT_EQ(formatJson(report),
               R"({"name":"seekable","address":16,"width":16,"order":"host","values":[1,2,3,4,5,6,7,8,9]})");
 }
@@ -291,7 +291,7 @@ TEST(Formats, ShowTheShortestTheMeanAndTheLongestRoundTrip) {
     using std::chrono::microseconds;
     const Report report = RoundTrips{"node::8888", {microseconds(1'000), microseconds(2'000), microseconds(4'500)}};
     EXPECT_EQ(formatText(report), "node::8888: 3 round trips, min 1.000 ms, avg 2.500 ms, max 4.500 ms");
-    EXPECT_EQ(formatBare(report), "1.000 2.500 4.500");
+    EXPECT_EQ(formatValues(report), "1.000 2.500 4.500");
     EXPECT_EQ(formatJson(report), R"({"server":"node::8888","roundTrips":3,"minMilliseconds":1.000,)"
                                   R"("avgMilliseconds":2.500,"maxMilliseconds":4.500})");
 }

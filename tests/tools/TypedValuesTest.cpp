@@ -8,7 +8,7 @@
 namespace RynvelTest {
 namespace {
 
-/** The numbers that a user gives, and the base of those that the program prints. */
+/** The bases of the numbers that a user gives, and of the values that rynvelctl prints. */
 class TypedValues : public DescribedProgram {
 protected:
     TypedValues() : DescribedProgram(timerMap()) {
@@ -42,7 +42,7 @@ TEST_F(GlobalOptions, HaveShortNames) {
                  "script:1: -q: a line cannot contain global options (give the option with run)");
 }
 
-TEST_F(TypedValues, OfRegistersArePrintedInTheGivenBase) {
+TEST_F(TypedValues, ArePrintedInTheGivenBaseForRegisters) {
     expect("read file8 0 1", 0, "file8 0x00000000 = 0x05\nfile8 0x00000001 = 0xff\n");
     expect("--base 16 read file8 0", 0, "file8 0x00000000 = 0x05\n");
     expect("--base 10 read file8 0 1", 0, "file8 0x00000000 = 5\nfile8 0x00000001 = 255\n");
@@ -64,7 +64,7 @@ TEST_F(TypedValues, OfRegistersArePrintedInTheGivenBase) {
            "time,device,address,name,value,old\nTIME,file8,0x00000001,0x00000001,0b11111111,\n");
 }
 
-TEST_F(TypedValues, OfBitsAndFieldsArePrintedInTheGivenBase) {
+TEST_F(TypedValues, ArePrintedInTheGivenBaseForBitsAndFields) {
     expect("read map32 CTRL.MODE", 0, "map32 CTRL.MODE = 4 (fast)\n");
     expect("read map32 CTRL.MODE --base 2", 0, "map32 CTRL.MODE = 0b100 (fast)\n");
     expect("read map32 CTRL.MODE --base 16", 0, "map32 CTRL.MODE = 0x4 (fast)\n");
@@ -81,7 +81,7 @@ TEST_F(TypedValues, OfBitsAndFieldsArePrintedInTheGivenBase) {
     expect("show map32 LEVEL0 --base 2 -q", 0, "LEVEL0 0b" + std::string(32, '0') + '\n');
 }
 
-TEST_F(TypedValues, OfADumpFormColumns) {
+TEST_F(TypedValues, FormColumnsInADump) {
     expect("dump file8 0 3", 0, "0x00000000: 05 ff 00\n");
     expect("dump file8 0 3 --base 10", 0, "0x00000000:   5 255   0\n");
     expect("dump file8 0 5 --base 2", 0, "0x00000000: 00000101 11111111 00000000 00000000\n0x00000004: 00000000\n");
@@ -93,7 +93,7 @@ TEST_F(TypedValues, OfADumpFormColumns) {
            "\n");
 }
 
-TEST_F(TypedValues, OfSnapshotsArePrintedInTheGivenBase) {
+TEST_F(TypedValues, ArePrintedInTheGivenBaseForSnapshots) {
     EXPECT_EQ(run("save map32 before.json").status, 0);
     set(0x18, 5);
     set(0, 0x0131);
@@ -105,7 +105,7 @@ TEST_F(TypedValues, OfSnapshotsArePrintedInTheGivenBase) {
     EXPECT_EQ(run("restore map32 before.json --base 10 --dry-run").output.substr(0, restored.size()), restored);
 }
 
-TEST_F(TypedValues, AreShownInTheGivenBaseIfTheyAreNotTheExpectedOnes) {
+TEST_F(TypedValues, AreShownInTheGivenBaseIfAnExpectationFails) {
     expect("expect file8 1 0 --base 10", 1, "", "file8: register 0x00000001 is not 0 (the value is 255)");
     expect("expect map32 CTRL.MODE 1 --base 2", 1, "", "map32: field CTRL.MODE is not 1 (the value is 0b100 (fast))");
 }

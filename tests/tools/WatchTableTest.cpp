@@ -70,7 +70,7 @@ TEST(WatchTable, HighlightsAChangeForASecond) {
     EXPECT_EQ(samples.lines()[2], "0x00000000  0x00000002  0x00000001");
 }
 
-TEST(WatchTable, HighlightsAChangeSinceTheLastSampleHoweverLongAgoThatWas) {
+TEST(WatchTable, HighlightsAChangeSinceTheLastSampleEvenAfterALongTime) {
     Samples samples(colored, 1);
     samples.take({1}, milliseconds(0));
     samples.take({2}, milliseconds(60000));

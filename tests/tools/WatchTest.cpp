@@ -72,9 +72,9 @@ TEST_F(Watch, PrintsCommaSeparatedValues) {
 }
 
 TEST_F(Watch, RefusesAWrongFormatBeforeItOpensAnything) {
-    const std::string remedy = " is not a directive of watch (%t, %d, %a, %n, %v, %o or %%)";
+    const std::string hint = " is not a directive of watch (%t, %d, %a, %n, %v, %o or %%)";
     for (const std::string command : {"watch missing 0", "watch nothing 0"}) {
-        expect(command + " --format %x", 2, "", "--format: '%x'" + remedy);
+        expect(command + " --format %x", 2, "", "--format: '%x'" + hint);
         expect(command + " --format %v%", 2, "", "--format: the format ends with '%' (write %% for a percent sign)");
     }
     for (const std::string command : {"wait missing.map", "irq missing.map type", "irq missing.map enable"}) {
@@ -441,7 +441,7 @@ TEST_F(WatchOnATerminal, PlotsTheLastValues) {
     }
 }
 
-TEST_F(WatchOnATerminal, DoesNotLeakIntoAFile) {
+TEST_F(WatchOnATerminal, WritesNoControlSequencesToAFile) {
     Arguments command = commandOf(RYNVELCTL_FOR_TESTS, arguments("watch map32 0 --count 3 --interval 1ms --plot"));
     command.insert(command.begin(), {"/bin/sh", "-c", "exec \"$@\" --color always >lines", "sh"});
     TerminalProcess program(command, {m_folder.path(), {"TERM=xterm"}});

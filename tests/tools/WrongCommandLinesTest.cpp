@@ -288,14 +288,14 @@ protected:
     std::size_t m_count = 0;
 };
 
-TEST_F(WrongCommandLines, GiveOneLineAndTheirStatusEach) {
+TEST_F(WrongCommandLines, PrintOneLineAndEndWithTheirStatus) {
     // The messages do not depend on the build, so slow builds run only every fourth line.
     const std::size_t step = testsRunSlowly ? 4 : 1;
     expectAll(everyNth(step, localGroups()));
     EXPECT_GE(m_count, 200U / step);
 }
 
-TEST_F(WrongCommandLines, WithAWidthSayWhatSelectsTheWidth) {
+TEST_F(WrongCommandLines, ExplainWhatSelectsTheWidth) {
     for (const std::string line : {"read map32 0 --width 16", "--width=32 read map32 0", "read missing 0 --width 8",
                                    "--remote h read map32 0 --width=16"}) {
         const Ending ending = runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path());
@@ -312,7 +312,7 @@ TEST_F(WrongCommandLines, WithAWidthSayWhatSelectsTheWidth) {
                  "type of a remote device)");
 }
 
-TEST_F(WrongCommandLines, WithWordsThatNoShellMakesGiveOneLine) {
+TEST_F(WrongCommandLines, PrintOneLineForUnusualWords) {
     for (const std::string word : {"", "a b", "a\nb", "\x1b[31m", "\xff\xfe", "read map32"}) {
         expectOneLine({word}, wrongUsage);
         expectOneLine({"read", word, "0"}, wrongUsage);
@@ -321,7 +321,7 @@ TEST_F(WrongCommandLines, WithWordsThatNoShellMakesGiveOneLine) {
     }
 }
 
-TEST_F(WrongCommandLines, WithEmptyValuesGiveOneLineAndAreNotTakenForNone) {
+TEST_F(WrongCommandLines, PrintOneLineForEmptyValues) {
     for (const std::string option : {"--remote", "--timeout", "--trace"}) {
         expectOneLine({option, "", "read", "map32", "0"}, wrongUsage);
         expectOneLine({option + "=", "read", "map32", "0"}, wrongUsage);
@@ -333,23 +333,23 @@ TEST_F(WrongCommandLines, WithEmptyValuesGiveOneLineAndAreNotTakenForNone) {
     expectOneLine({"irq", "map32", "type", ""}, wrongUsage);
 }
 
-TEST_F(WrongCommandLines, WithATooLongNameToPingGiveOneLine) {
+TEST_F(WrongCommandLines, PrintOneLineForATooLongNameToPing) {
     expectOneLine({"--remote", "127.0.0.1", "ping", std::string(200, 'n')}, wrongUsage);
 }
 
-TEST_F(WrongCommandLines, OfADeadServerGiveOneLine) {
+TEST_F(WrongCommandLines, PrintOneLineForADeadServer) {
     const TestPeer nobody(TestPeer::Start::Later);
     expectAll({{unreachable, remoteLines}}, {"--remote", nobody.address()});
     expectAll({{unreachable, {"read map32 0", "ping"}}}, {"--remote", "no-such-host.invalid"});
 }
 
-TEST_F(WrongCommandLines, OfASilentServerGiveOneLine) {
+TEST_F(WrongCommandLines, PrintOneLineForASilentServer) {
     expectAllOfAServer(silence(), timedOut, {"--timeout", "20ms"});
 }
 
-TEST_F(WrongCommandLines, OfAServerThatRefusesGiveOneLine) { expectAllOfAServer(refusal(), unreachable, {}, "ping"); }
+TEST_F(WrongCommandLines, PrintOneLineForAServerThatRefuses) { expectAllOfAServer(refusal(), unreachable, {}, "ping"); }
 
-TEST_F(WrongCommandLines, OfAServerThatClosesGiveOneLine) { expectAllOfAServer(closing(), unreachable); }
+TEST_F(WrongCommandLines, PrintOneLineForAServerThatClosesTheConnection) { expectAllOfAServer(closing(), unreachable); }
 
 } // namespace
 } // namespace RynvelTest

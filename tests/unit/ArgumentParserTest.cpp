@@ -75,7 +75,7 @@ protected:
     int m_calls = 0;
 };
 
-TEST_F(ArgumentParsers, KeepValuesThatAreNotGiven) {
+TEST_F(ArgumentParsers, KeepTheDefaultsOfOptionsThatAreNotGiven) {
     expectParsed({});
     EXPECT_EQ(m_name, "default");
     EXPECT_EQ(m_size, 3U);
@@ -92,7 +92,7 @@ TEST_F(ArgumentParsers, StoreValues) {
     EXPECT_EQ(m_several, (Words{"c", "d"}));
 }
 
-TEST_F(ArgumentParsers, CallTheCommandThatIsNamed) {
+TEST_F(ArgumentParsers, CallTheNamedCommand) {
     expectParsed({"command", "1", "2", "3", "--flag"});
     EXPECT_EQ(m_calls, 1);
     EXPECT_EQ(m_first, "1");
@@ -100,7 +100,7 @@ TEST_F(ArgumentParsers, CallTheCommandThatIsNamed) {
     EXPECT_TRUE(m_isGiven);
 }
 
-TEST_F(ArgumentParsers, TakeTheNameOfACommandForAnArgumentAfterTheFirst) {
+TEST_F(ArgumentParsers, AcceptACommandNameAsALaterArgument) {
     expectParsed({"other", "command"});
     EXPECT_EQ(m_last, "command");
     EXPECT_EQ(m_calls, 0);
@@ -113,7 +113,7 @@ TEST_F(ArgumentParsers, AllowAnOptionalArgument) {
     EXPECT_EQ(m_more, Words());
 }
 
-TEST_F(ArgumentParsers, TakeSeveralOptionalArguments) {
+TEST_F(ArgumentParsers, AcceptSeveralOptionalArguments) {
     expectParsed({"several", "1", "2", "--flag"});
     EXPECT_EQ(m_more, (Words{"1", "2"}));
     EXPECT_TRUE(m_isGiven);
@@ -135,14 +135,14 @@ TEST_F(ArgumentParsers, SayWhatIsWrong) {
     EXPECT_EQ(m_calls, 0);
 }
 
-TEST_F(ArgumentParsers, EndTheMessageForAnUnknownOptionWithItsRemedy) {
-    m_parser.addRemedy("--depth", "the program measures it");
+TEST_F(ArgumentParsers, EndTheMessageForAnUnknownOptionWithItsHint) {
+    m_parser.addHint("--depth", "the program measures it");
     expectWrong({"--depth", "1"}, "unknown option '--depth' (the program measures it)");
     expectWrong({"other", "--depth=1"}, "unknown option '--depth=1' (the program measures it)");
     expectWrong({"--dept"}, "unknown option '--dept' (--help lists the options)");
 }
 
-TEST_F(ArgumentParsers, SuggestTheCommandThatAWordIsMeantToBe) {
+TEST_F(ArgumentParsers, SuggestTheMostSimilarCommand) {
     expectWrong({"comand"}, "unknown command 'comand' (did you mean 'command'?)");
     expectWrong({"commandos", "1", "2"}, "unknown command 'commandos' (did you mean 'command'?)");
     expectWrong({"--flag", "ohter", "--nothing"}, "unknown command 'ohter' (did you mean 'other'?)");
@@ -154,9 +154,9 @@ TEST_F(ArgumentParsers, SuggestTheCommandThatAWordIsMeantToBe) {
     EXPECT_EQ(m_calls, 0);
 }
 
-TEST_F(ArgumentParsers, AnswerWithTheVersion) { EXPECT_EQ(answerTo({"--version"}), "program 1.2\n"); }
+TEST_F(ArgumentParsers, PrintTheVersion) { EXPECT_EQ(answerTo({"--version"}), "program 1.2\n"); }
 
-TEST_F(ArgumentParsers, AnswerWithTheHelpOfTheProgram) {
+TEST_F(ArgumentParsers, PrintTheHelpOfTheProgram) {
     const std::string help = answerTo({"--help"});
     for (const char* text : {"what it is for\n", "  -n,--name NAME=default ", "  --size SIZE Needs: --name",
                              "  --one ITEM ... ", "  --some ITEM ... ", "  command  ", "\nthe footer of ''\n"}) {
@@ -164,7 +164,7 @@ TEST_F(ArgumentParsers, AnswerWithTheHelpOfTheProgram) {
     }
 }
 
-TEST_F(ArgumentParsers, AnswerWithTheHelpOfACommand) {
+TEST_F(ArgumentParsers, PrintTheHelpOfACommand) {
     const std::string help = answerTo({"command", "-h"});
     for (const char* text : {"does it\n", "Usage: program command [OPTIONS] FIRST REST...\n", "shows this text",
                              "\nthe footer of 'command'\n"}) {
@@ -273,7 +273,7 @@ TEST(ArgumentParser, LetsAnOptionOmitItsValue) {
     EXPECT_EQ(parse({"--only", "a"}), ParseResult::Kind::Invalid);
 }
 
-TEST_F(ParsersOfOneCommandLine, HaveAllCommandsAndTheOptionsOfThoseThatTheCommandLineNames) {
+TEST_F(ParsersOfOneCommandLine, HaveAllCommandsAndTheOptionsOfTheNamedOnes) {
     EXPECT_EQ(parse({"first", "--flag", "word"}).kind, ParseResult::Kind::Parsed);
     EXPECT_TRUE(m_isGiven);
     EXPECT_EQ(m_argument, "word");
@@ -287,7 +287,7 @@ TEST_F(ParsersOfOneCommandLine, HaveAllCommandsAndTheOptionsOfThoseThatTheComman
     EXPECT_EQ(commands[1].commands.size(), 0U);
 }
 
-TEST_F(ParsersOfOneCommandLine, SelectTheFirstOfTwoNamesOfCommands) {
+TEST_F(ParsersOfOneCommandLine, SelectTheFirstOfTwoCommandNames) {
     EXPECT_EQ(parse({"second", "first", "inner"}).text, "");
     EXPECT_EQ(m_argument, "first");
     EXPECT_EQ(m_selected, "second.inner second ");

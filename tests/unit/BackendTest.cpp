@@ -51,7 +51,7 @@ int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
 }
 
 template <typename Backend>
-class BackendTest : public testing::Test {
+class EveryBackend : public testing::Test {
 protected:
     using Register = decltype(registerOf(static_cast<const Backend*>(nullptr)));
 
@@ -70,7 +70,7 @@ protected:
                                    : isFpga ? "cppsrc/RynvelFpgaSpi"
                                             : "cppsrc/RynvelLseek";
 
-    BackendTest() {
+    EveryBackend() {
         m_os.files = {{"/sys/class/uio/uio0/maps/map0/offset", "0"}, {"/sys/class/uio/uio0/maps/map0/size", "0x1000"}};
         if (isFpga) {
             m_os.onRequest = [this](unsigned long /*request*/, unsigned long arg) {
@@ -105,14 +105,14 @@ using Backends =
     testing::Types<Lseek<std::uint8_t>, Lseek<std::uint16_t>, Lseek<std::uint32_t>, Mmap<std::uint16_t>,
                    Mmap<std::uint32_t>, Uio<std::uint16_t>, Uio<std::uint32_t>, Tyvon<std::uint16_t>,
                    Tyvon<std::uint32_t>, TyvonInterrupt<std::uint16_t>, TyvonInterrupt<std::uint32_t>, FpgaSpi32>;
-TYPED_TEST_SUITE(BackendTest, Backends);
+TYPED_TEST_SUITE(EveryBackend, Backends);
 
-TYPED_TEST(BackendTest, HasItsPathAsNameAndItsDescriptorAsHandleIfItHasRequests) {
+TYPED_TEST(EveryBackend, HasItsPathAsNameAndItsDescriptorAsHandleIfItHasRequests) {
     EXPECT_EQ(this->m_device->getDevName(), path);
     EXPECT_EQ(this->m_device->getNativeHandle(), this->isFpga ? -1 : ScriptedOs::descriptor);
 }
 
-TYPED_TEST(BackendTest, TreatsTheDescriptorZeroAsAnOpenFile) {
+TYPED_TEST(EveryBackend, TreatsTheDescriptorZeroAsAnOpenFile) {
     auto answers = std::vector<std::optional<Answer>>(this->earlierFiles, asUsual);
     answers.emplace_back(answering(0));
     this->m_os.script(Call::Open, answers);
@@ -124,7 +124,7 @@ TYPED_TEST(BackendTest, TreatsTheDescriptorZeroAsAnOpenFile) {
     EXPECT_EQ(this->m_os.log()[this->m_os.log().size() - 2], "close(0)");
 }
 
-TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsReturn) {
+TYPED_TEST(EveryBackend, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsReturn) {
     this->m_os.script(Call::Close, {failing(EIO)});
     if (this->isMapped) {
         this->m_os.script(Call::Munmap, {failing(EINVAL)});
@@ -138,7 +138,7 @@ TYPED_TEST(BackendTest, UnmapsThenClosesThenDestroysTheMutexWhateverTheCallsRetu
     EXPECT_EQ(log, (EventLog{"close(7)", "mutex destroyed"}));
 }
 
-TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockIfItHasRequests) {
+TYPED_TEST(EveryBackend, ForwardsARequestWithoutTheLockIfItHasRequests) {
     if (this->isFpga) {
         EXPECT_EQ(this->m_device->ioctl(0x5401, 0xBEEF), -1);
         EXPECT_EQ(this->m_os.log(), EventLog{});
@@ -152,7 +152,7 @@ TYPED_TEST(BackendTest, ForwardsARequestWithoutTheLockIfItHasRequests) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x5401, 0xbeef)", "ioctl(7, 0x5401, 0xbeef)"}));
 }
 
-TYPED_TEST(BackendTest, MakesNoCallAndNoTraceForInterruptsIfItHasNone) {
+TYPED_TEST(EveryBackend, MakesNoCallAndNoTraceForInterruptsIfItHasNone) {
     if (this->hasInterrupts) {
         return;
     }
@@ -167,13 +167,13 @@ TYPED_TEST(BackendTest, MakesNoCallAndNoTraceForInterruptsIfItHasNone) {
     EXPECT_EQ(recorder.lines(), EventLog{});
 }
 
-TYPED_TEST(BackendTest, ReleasesAWaiterByASingleWrite) {
+TYPED_TEST(EveryBackend, ReleasesAWaiterByASingleWrite) {
     constexpr auto value = Width<typename TestFixture::Register>::value;
     EXPECT_EQ(this->effectOf([&] { EXPECT_TRUE(this->m_device->cancelWaitForInterrupt(8, value)); }),
               this->effectOf([&] { EXPECT_TRUE(this->m_device->write(8, value)); }));
 }
 
-TYPED_TEST(BackendTest, TreatsAnyOrderButNetworkAsHost) {
+TYPED_TEST(EveryBackend, TreatsAnyOrderButNetworkAsHost) {
     const auto transfer = [this](ByteOrder order) {
         std::array<typename TestFixture::Register, 2> values{};
         const auto effect = this->effectOf([&] {
@@ -190,14 +190,14 @@ TYPED_TEST(BackendTest, TreatsAnyOrderButNetworkAsHost) {
     }
 }
 
-TYPED_TEST(BackendTest, ContinuesWhenItsMutexReportsFailures) {
+TYPED_TEST(EveryBackend, ContinuesWhenItsMutexReportsFailures) {
     const auto device = this->make(false);
     typename TestFixture::Register value = 0;
     EXPECT_TRUE(device->read(0, &value));
     EXPECT_TRUE(device->write(0, 1));
 }
 
-TYPED_TEST(BackendTest, TracesTheEntriesOfAnOperationAtTheirLevelOnlyAndThenLocks) {
+TYPED_TEST(EveryBackend, TracesTheEntriesOfAnOperationAtTheirLevelOnlyAndThenLocks) {
     typename TestFixture::Register value = 0;
     const auto expectEntriesThenLocks = [this](std::size_t entries, std::ptrdiff_t locks, auto operation) {
         const EventLog& log = this->m_os.log();
@@ -226,7 +226,7 @@ TYPED_TEST(BackendTest, TracesTheEntriesOfAnOperationAtTheirLevelOnlyAndThenLock
     }
 }
 
-TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {
+TYPED_TEST(EveryBackend, KeepsErrnoWhenItTraces) {
     const TraceRecorder recorder(7);
     errno = ERANGE;
     this->m_device->write(0, 1);
@@ -234,7 +234,7 @@ TYPED_TEST(BackendTest, KeepsErrnoWhenItTraces) {
     EXPECT_EQ(errno, ERANGE);
 }
 
-TYPED_TEST(BackendTest, NamesItsSourceInTheTraceHeaderAndASeparateLineForEveryTracePoint) {
+TYPED_TEST(EveryBackend, NamesItsSourceInTheTraceHeaderAndASeparateLineForEveryTracePoint) {
     const TraceRecorder recorder(this->entryLevel);
     typename TestFixture::Register value = 0;
     this->m_device->read(0, &value);

@@ -119,7 +119,7 @@ TEST(CInterface, ReturnsTheDescriptorOfADevice) {
     withOpenDevices([](ScriptedOs&) { EXPECT_EQ(Rynvel_getFileDescriptor(handle16), ScriptedOs::descriptor); });
 }
 
-TEST(CInterface, GivesNoDescriptorAndNoRequestsOfADeviceThatHasNone) {
+TEST(CInterface, ReturnsMinusOneForTheDescriptorAndRequestsOfADeviceThatHasNone) {
     inChildProcess([] {
         ScriptedOs os;
         const int handle = Rynvel_open("fpga");
@@ -130,7 +130,7 @@ TEST(CInterface, GivesNoDescriptorAndNoRequestsOfADeviceThatHasNone) {
     });
 }
 
-TEST(CInterface, GivesNoDescriptorAndNoRequestsOfAMappedDeviceThatIsAbsent) {
+TEST(CInterface, ReturnsMinusOneForTheDescriptorAndRequestsOfAMissingMappedDevice) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(0);
@@ -216,7 +216,7 @@ TEST(CInterface, DividesTheHighestByteAddressAsAnUnsignedNumber) {
     });
 }
 
-TEST(CInterface, BurstsTreatAnyFlagButZeroAsNetworkOrderAndThoseOf8BitsHaveHostOrder) {
+TEST(CInterface, TreatsAnyBurstFlagExceptZeroAsNetworkOrderAnd8BitBurstsAsHostOrder) {
     withAllCFunctions([](ScriptedOs& /*os*/, int handle, const auto& functions) {
         RegisterOf<decltype(functions)> values[2] = {};
         for (const int flag : {0, 1, 7, -1}) {
@@ -232,7 +232,7 @@ TEST(CInterface, BurstsTreatAnyFlagButZeroAsNetworkOrderAndThoseOf8BitsHaveHostO
     });
 }
 
-TEST(CInterface, BurstsMoveTheCallersItems) {
+TEST(CInterface, MovesTheItemsOfTheCallerInBursts) {
     withAllCFunctions([](ScriptedOs& os, int handle, const auto& functions) {
         using T = RegisterOf<decltype(functions)>;
         const T written[2] = {Width<T>::value, 1};

@@ -41,7 +41,7 @@ std::pair<int, int> transferOn(const Connection& connection) {
 constexpr std::pair failed(-1, -1);
 
 /** A fixture for a connection on the descriptor 7 of a scripted operating system. */
-class ScriptedConnectionTest : public testing::Test {
+class ScriptedConnection : public testing::Test {
 protected:
     /** Expects a transfer to make a single call, which fails, and to keep the errno of the call. */
     template <typename Transfer>
@@ -58,19 +58,19 @@ protected:
     Connection m_connection{ScriptedOs::descriptor};
 };
 
-TEST_F(ScriptedConnectionTest, MakesNoCallUntilItIsUsedAndNoneWhenItIsDestroyed) {
+TEST_F(ScriptedConnection, MakesNoCallUntilItIsUsedAndNoneWhenItIsDestroyed) {
     { const Connection connection(5); }
     IConnection::create(5).reset();
     EXPECT_EQ(m_os.log(), EventLog{});
 }
 
-TEST_F(ScriptedConnectionTest, SendsARecordInOneCallWithoutFlags) {
+TEST_F(ScriptedConnection, SendsARecordInOneCallWithoutFlags) {
     const Request request = someRequest();
     EXPECT_EQ(m_connection.send(request), 0);
     EXPECT_EQ(m_os.log(), EventLog{"send(7, " + hexOf(request) + ", 0)"});
 }
 
-TEST_F(ScriptedConnectionTest, ReceivesARecordInOneRead) {
+TEST_F(ScriptedConnection, ReceivesARecordInOneRead) {
     m_os.memory[3] = 9;
     m_os.memory[519] = 2;
     Response response;
@@ -79,7 +79,7 @@ TEST_F(ScriptedConnectionTest, ReceivesARecordInOneRead) {
     EXPECT_EQ(bytesOf(response), Bytes(m_os.memory.begin(), m_os.memory.begin() + 520));
 }
 
-TEST_F(ScriptedConnectionTest, TakesTheSizeOfARecordFromTheMessage) {
+TEST_F(ScriptedConnection, TakesTheSizeOfARecordFromTheMessage) {
     InterruptMessage interrupt;
     Request request;
     m_connection.receive(interrupt);
@@ -87,7 +87,7 @@ TEST_F(ScriptedConnectionTest, TakesTheSizeOfARecordFromTheMessage) {
     EXPECT_EQ(m_os.log(), (EventLog{"read(7, 4)", "read(7, 660)"}));
 }
 
-TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
+TEST_F(ScriptedConnection, TransfersBytesInOneCall) {
     m_os.memory[0] = 0x11;
     const Bytes sent{1, 2, 3};
     Bytes received(2);
@@ -97,7 +97,7 @@ TEST_F(ScriptedConnectionTest, TransfersBytesInOneCall) {
     EXPECT_EQ(received, (Bytes{0x11, 0}));
 }
 
-TEST_F(ScriptedConnectionTest, TreatsAShortTransferAsSuccessAndKeepsTheRest) {
+TEST_F(ScriptedConnection, TreatsAShortTransferAsSuccessAndKeepsTheRest) {
     const NothingTraced nothingTraced(5);
     m_os.script(Call::Send, {answering(1)});
     m_os.script(Call::Read, {answering(1)});
@@ -111,7 +111,7 @@ TEST_F(ScriptedConnectionTest, TreatsAShortTransferAsSuccessAndKeepsTheRest) {
     EXPECT_EQ(m_os.log().size(), 2U);
 }
 
-TEST_F(ScriptedConnectionTest, TriesATransferOnceTracesItsFailureAndKeepsTheSocketAndErrno) {
+TEST_F(ScriptedConnection, TriesATransferOnceTracesItsFailureAndKeepsTheSocketAndErrno) {
     Response response;
     std::uint8_t byte = 0;
     for (const auto& answer : {failing(EPIPE), failing(EINTR), failing(EAGAIN), failing(EIO), answering(0)}) {
@@ -133,7 +133,7 @@ TEST_F(ScriptedConnectionTest, TriesATransferOnceTracesItsFailureAndKeepsTheSock
     }
 }
 
-TEST_F(ScriptedConnectionTest, TracesNoFailureWhenLevelOneIsOff) {
+TEST_F(ScriptedConnection, TracesNoFailureWhenLevelOneIsOff) {
     const NothingTraced nothingTraced(0);
     m_os.script(Call::Send, {failing(EPIPE), answering(0)});
     m_os.script(Call::Read, {failing(EIO), answering(0)});
@@ -141,7 +141,7 @@ TEST_F(ScriptedConnectionTest, TracesNoFailureWhenLevelOneIsOff) {
     EXPECT_EQ(transferOn(m_connection), failed);
 }
 
-TEST_F(ScriptedConnectionTest, TracesTheEntryOfATransferOfAMessageAndRendersWhatItSends) {
+TEST_F(ScriptedConnection, TracesTheEntryOfATransferOfAMessageAndRendersWhatItSends) {
     const TraceRecorder recorder(6);
     Response response;
     m_connection.send(someRequest());
@@ -156,7 +156,7 @@ TEST_F(ScriptedConnectionTest, TracesTheEntryOfATransferOfAMessageAndRendersWhat
     EXPECT_EQ(recorder.traces()[0].file, "cppsrc/RynvelConnection");
 }
 
-TEST_F(ScriptedConnectionTest, TracesTheEntryBeforeTheTransfer) {
+TEST_F(ScriptedConnection, TracesTheEntryBeforeTheTransfer) {
     const TraceRecorder recorder(6, "*", &m_os.log());
     Response response;
     m_connection.receive(response);
@@ -177,7 +177,7 @@ public:
     mutable int renderings = 0;
 };
 
-TEST_F(ScriptedConnectionTest, RendersAMessageOnlyWhenLevelSixIsOn) {
+TEST_F(ScriptedConnection, RendersAMessageOnlyWhenLevelSixIsOn) {
     const CountingMessage message;
     {
         const TraceRecorder recorder(5);
@@ -189,7 +189,7 @@ TEST_F(ScriptedConnectionTest, RendersAMessageOnlyWhenLevelSixIsOn) {
     EXPECT_EQ(message.renderings, 1);
 }
 
-TEST_F(ScriptedConnectionTest, TracesNoEntryOfAnyOtherOperation) {
+TEST_F(ScriptedConnection, TracesNoEntryOfAnyOtherOperation) {
     const NothingTraced nothingTraced(7);
     Connection connection(5);
     std::uint8_t byte = 0;
@@ -199,7 +199,7 @@ TEST_F(ScriptedConnectionTest, TracesNoEntryOfAnyOtherOperation) {
     connection.close();
 }
 
-TEST_F(ScriptedConnectionTest, ClosesItsSocketOnceEvenWhenClosingFails) {
+TEST_F(ScriptedConnection, ClosesItsSocketOnceEvenWhenClosingFails) {
     for (const auto& answer : {answering(0), failing(EIO)}) {
         m_os.script(Call::Close, {answer});
         Connection connection(ScriptedOs::descriptor);
@@ -210,7 +210,7 @@ TEST_F(ScriptedConnectionTest, ClosesItsSocketOnceEvenWhenClosingFails) {
     }
 }
 
-TEST_F(ScriptedConnectionTest, ClosesTheDescriptorZeroButNoNegativeOne) {
+TEST_F(ScriptedConnection, ClosesTheDescriptorZeroButNoNegativeOne) {
     for (const int none : {-1, -2}) {
         Connection connection(none);
         connection.close();
@@ -237,15 +237,15 @@ TEST(IConnection, KeepsTheOrderOfItsOperations) {
 }
 
 /** A fixture with a pair of real sockets, which ignores SIGPIPE. */
-class SocketConnectionTest : public testing::Test {
+class SocketConnection : public testing::Test {
 protected:
-    SocketConnectionTest() { std::signal(SIGPIPE, SIG_IGN); }
-    ~SocketConnectionTest() override { std::signal(SIGPIPE, SIG_DFL); }
+    SocketConnection() { std::signal(SIGPIPE, SIG_IGN); }
+    ~SocketConnection() override { std::signal(SIGPIPE, SIG_DFL); }
 
     const SocketPair m_sockets;
 };
 
-TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
+TEST_F(SocketConnection, CarriesARecordByteByByte) {
     const Connection near(m_sockets.server());
     const Connection far(m_sockets.client());
     const Request sent = someRequest();
@@ -255,7 +255,7 @@ TEST_F(SocketConnectionTest, CarriesARecordByteByByte) {
     EXPECT_EQ(bytesOf(received), bytesOf(sent));
 }
 
-TEST_F(SocketConnectionTest, ReceivesOnlyTheFirstPieceOfARecordThatComesInTwo) {
+TEST_F(SocketConnection, ReceivesOnlyTheFirstPieceOfARecordThatComesInTwo) {
     const Connection connection(m_sockets.server());
     const Bytes bytes = bytesOf(someRequest());
     Request received;
@@ -271,7 +271,7 @@ TEST_F(SocketConnectionTest, ReceivesOnlyTheFirstPieceOfARecordThatComesInTwo) {
     EXPECT_EQ(bytesOf(rest), Bytes(bytes.begin() + 140, bytes.end()));
 }
 
-TEST_F(SocketConnectionTest, ReportsAPeerThatHasClosed) {
+TEST_F(SocketConnection, ReportsAPeerThatHasClosed) {
     const TraceRecorder recorder(1);
     Connection connection(m_sockets.server());
     shutdown(m_sockets.client(), SHUT_RDWR);
@@ -284,7 +284,7 @@ TEST_F(SocketConnectionTest, ReportsAPeerThatHasClosed) {
                         "Rynvel.Connection 1 send: Sending to socket " + socket + " failed with: Broken pipe"}));
 }
 
-TEST_F(SocketConnectionTest, RaisesSigpipeWhenItSendsToAPeerThatIsGone) {
+TEST_F(SocketConnection, RaisesSigpipeWhenItSendsToAPeerThatIsGone) {
     EXPECT_EXIT(
         {
             std::signal(SIGPIPE, SIG_DFL);
@@ -294,7 +294,7 @@ TEST_F(SocketConnectionTest, RaisesSigpipeWhenItSendsToAPeerThatIsGone) {
         testing::KilledBySignal(SIGPIPE), "");
 }
 
-TEST_F(SocketConnectionTest, ReportsThatThereIsNoSocket) {
+TEST_F(SocketConnection, ReportsThatThereIsNoSocket) {
     const TraceRecorder recorder(1);
     EXPECT_EQ(transferOn(Connection(-1)), failed);
     EXPECT_EQ(recorder.lines(),
@@ -302,7 +302,7 @@ TEST_F(SocketConnectionTest, ReportsThatThereIsNoSocket) {
                         "Rynvel.Connection 1 receive: Reading from socket '-1' failed with: Bad file descriptor"}));
 }
 
-TEST_F(SocketConnectionTest, LeavesTheSocketOpenWhenItIsDestroyed) {
+TEST_F(SocketConnection, LeavesTheSocketOpenWhenItIsDestroyed) {
     { const Connection connection(m_sockets.server()); }
     IConnection::create(m_sockets.server()).reset();
     const Connection connection(m_sockets.server());

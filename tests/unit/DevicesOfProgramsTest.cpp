@@ -16,11 +16,11 @@
 #include <gtest/gtest.h>
 
 #include "AccessMutex.h"
+#include "BusErrorGuard.h"
 #include "DeviceList.h"
 #include "DeviceProbe.h"
 #include "DeviceTypeInfo.h"
 #include "EventLog.h"
-#include "FaultGuard.h"
 #include "OpenCounter.h"
 #include "PreopenedFiles.h"
 #include "RecordingMutex.h"
@@ -36,7 +36,7 @@ extern "C" int __open64_2(const char* path, int flags);
 namespace RynvelTest {
 namespace {
 
-using Common::Access;
+using Common::AccessMethod;
 using Common::AccessResult;
 using Rynvel::ByteOrder;
 using Rynvel::DeviceType;
@@ -124,17 +124,17 @@ TEST(DeviceList, ListsEveryKindOfBackendAndNoOther) {
     struct Backend {
         const char* name;
         std::vector<unsigned int> widths;
-        Access access;
+        AccessMethod access;
         bool hasInterrupts;
         bool waitEnablesInterrupt;
     };
     const std::vector<Backend> backends = {
-        {"Lseek", {8, 16, 32}, Access::Seekable, false, false},
-        {"Uio", {16, 32}, Access::Mapped, true, true},
-        {"FpgaSpi", {32}, Access::Spi, false, false},
-        {"Tyvon", {16, 32}, Access::Mapped, true, false},
-        {"TyvonInterrupt", {16, 32}, Access::Seekable, true, false},
-        {"Remote", {8, 16, 32}, Access::Remote, true, false},
+        {"Lseek", {8, 16, 32}, AccessMethod::Seekable, false, false},
+        {"Uio", {16, 32}, AccessMethod::Mapped, true, true},
+        {"FpgaSpi", {32}, AccessMethod::Spi, false, false},
+        {"Tyvon", {16, 32}, AccessMethod::Mapped, true, false},
+        {"TyvonInterrupt", {16, 32}, AccessMethod::Seekable, true, false},
+        {"Remote", {8, 16, 32}, AccessMethod::Remote, true, false},
     };
     std::uint32_t type = 0;
     for (const auto& backend : backends) {
@@ -146,7 +146,7 @@ TEST(DeviceList, ListsEveryKindOfBackendAndNoOther) {
             EXPECT_EQ(kind->width, width) << kind->name;
             EXPECT_EQ(kind->hasInterrupts, backend.hasInterrupts) << kind->name;
             EXPECT_EQ(kind->waitEnablesInterrupt, backend.waitEnablesInterrupt) << kind->name;
-            EXPECT_EQ(kind->addressStride, backend.access == Access::Seekable ? width / 8 : 1) << kind->name;
+            EXPECT_EQ(kind->addressStride, backend.access == AccessMethod::Seekable ? width / 8 : 1) << kind->name;
         }
     }
     EXPECT_EQ(Common::findDeviceTypeInfo(static_cast<DeviceType>(type)), nullptr);
@@ -211,7 +211,7 @@ TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
 }
 
 /** A fixture that opens and maps preopened files, as the library does. */
-class PreopenedFilesTest : public testing::Test {
+class PreopenedFiles : public testing::Test {
 protected:
     static int openAgain(const std::string& path) { return ::open(path.c_str(), O_RDWR | O_CLOEXEC); }
     static void* mapAgain(int descriptor, std::size_t size) {
@@ -222,7 +222,7 @@ protected:
     const MemoryFile m_file{pageSize};
 };
 
-TEST_F(PreopenedFilesTest, GivesAFileAsOftenAsItIsHandedOver) {
+TEST_F(PreopenedFiles, ReturnEachDescriptorOnce) {
     Common::PreopenedFiles preopened;
     const MemoryFile other(pageSize);
     const int first = preopened.open(m_file.path(), O_RDWR);
@@ -241,7 +241,7 @@ TEST_F(PreopenedFilesTest, GivesAFileAsOftenAsItIsHandedOver) {
 }
 
 // A fortified library calls the first two functions.
-TEST_F(PreopenedFilesTest, GivesAFileToEveryFunctionOfTheCLibrary) {
+TEST_F(PreopenedFiles, GivesAFileToEveryFunctionOfTheCLibrary) {
     Common::PreopenedFiles preopened;
     constexpr std::array<int (*)(const char*, int), 2> functions{__open_2, __open64_2};
     for (const auto function : functions) {
@@ -257,13 +257,13 @@ TEST_F(PreopenedFilesTest, GivesAFileToEveryFunctionOfTheCLibrary) {
     close(preopened.take(m_file.path().c_str()));
 }
 
-TEST_F(PreopenedFilesTest, SaysWhyAFileCannotBeOpened) {
+TEST_F(PreopenedFiles, ReportWhyAFileCannotBeOpened) {
     Common::PreopenedFiles preopened;
     EXPECT_EQ(preopened.open("/nowhere/registers", O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(PreopenedFilesTest, GivesTheMappingToTheFirstThatMapsTheFile) {
+TEST_F(PreopenedFiles, ReturnTheMappingToTheFirstCallThatMapsTheFile) {
     Common::PreopenedFiles preopened;
     const int descriptor = preopened.open(m_file.path(), O_RDWR);
     ASSERT_TRUE(preopened.map(descriptor, pageSize, 0));
@@ -281,7 +281,7 @@ TEST_F(PreopenedFilesTest, GivesTheMappingToTheFirstThatMapsTheFile) {
     munmap(second, pageSize);
 }
 
-TEST_F(PreopenedFilesTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
+TEST_F(PreopenedFiles, ReturnNothingToOtherThreadsOrAfterTheirEnd) {
     int descriptor = -1;
     {
         Common::PreopenedFiles preopened;
@@ -295,7 +295,7 @@ TEST_F(PreopenedFilesTest, GivesNothingToOtherThreadsOrAfterItsEnd) {
     EXPECT_FALSE(isOpen(descriptor));
 }
 
-TEST_F(PreopenedFilesTest, LeavesAFileThatWasTakenToItsTaker) {
+TEST_F(PreopenedFiles, DoNotCloseADescriptorThatWasReturned) {
     int descriptor = -1;
     {
         Common::PreopenedFiles preopened;
@@ -313,7 +313,7 @@ bool isFree(void* page) {
     return given == page;
 }
 
-TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatTheLibraryUnmapsFromAnOffset) {
+TEST_F(PreopenedFiles, UnmapTheWholeMappingThatTheLibraryUnmapsFromAnOffset) {
     for (const std::size_t offset : {std::size_t{0x800}, std::size_t{pageSize}}) {
         Common::PreopenedFiles preopened;
         const int descriptor = preopened.open(m_file.path(), O_RDWR);
@@ -337,7 +337,7 @@ std::size_t numberOfMappings() {
         std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n'));
 }
 
-TEST_F(PreopenedFilesTest, LeavesNothingOfAMappingThatNobodyTakes) {
+TEST_F(PreopenedFiles, UnmapAMappingThatNoCallUses) {
     numberOfMappings();
     const std::size_t before = numberOfMappings();
     for (unsigned int i = 0; i < 10; ++i) {
@@ -361,7 +361,7 @@ TEST(OpenDevice, OpensTheFileOfEveryBackendOnce) {
     }
 }
 
-TEST(OpenDevice, ReachesTheRegisters) {
+TEST(OpenDevice, AccessesTheRegisters) {
     const MemoryFile file(pageSize);
     const auto opened = Common::openDevice(mappedRow(file, pageSize));
     EXPECT_EQ(opened.probe.mapSize, pageSize);
@@ -410,7 +410,7 @@ void expectRegisters(DeviceType type) {
     EXPECT_EQ(value, 0x4BU);
 }
 
-TEST(RegisterDevice, ReachesTheRegistersOfEveryWidth) {
+TEST(RegisterDevice, AccessesTheRegistersOfEveryWidth) {
     expectRegisters<std::uint8_t>(DeviceType::Lseek8);
     expectRegisters<std::uint16_t>(DeviceType::Tyvon16);
     expectRegisters<std::uint32_t>(DeviceType::Tyvon32);
@@ -442,7 +442,7 @@ TEST(RegisterDevice, MovesBurstsOfTheTypeOfItsRegisters) {
     EXPECT_EQ(device->writeFrom(pageSize / 2 - 2, read.data(), 3, ByteOrder::Host), AccessResult::OutOfRange);
 }
 
-TEST(RegisterDevice, RefusesWhatLiesOutsideTheMappingAndTouchesNothing) {
+TEST(RegisterDevice, RefusesAccessesOutsideTheMappingAndAccessesNothing) {
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, pageSize), pageSize);
     constexpr std::uint32_t end = pageSize / 4;
@@ -487,7 +487,7 @@ TEST(RegisterDevice, ReportsAFailureOfTheDevice) {
 }
 
 TEST(RegisterDevice, SurvivesBusErrorsAndContinues) {
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     const MemoryFile file(pageSize);
     const auto device = Common::open(mappedRow(file, 2 * pageSize), 2 * pageSize);
     constexpr std::uint32_t beyond = pageSize / 4;
@@ -521,16 +521,16 @@ void read(const volatile std::uint32_t& place) { [[maybe_unused]] const std::uin
 /** Causes a bus error outside the guarded accesses. @param previous the action for bus errors before install(). */
 void failOutsideOfGuardedAccesses(void (*previous)(int)) {
     std::signal(SIGBUS, previous);
-    Common::FaultGuard::install();
-    Common::FaultGuard::run([] {});
+    Common::BusErrorGuard::install();
+    Common::BusErrorGuard::run([] {});
     read(faultyRegister());
 }
 
-TEST(FaultGuardDeathTest, IgnoresFaultsOutsideItsAccesses) {
+TEST(BusErrorGuardDeathTest, IgnoresFaultsOutsideItsAccesses) {
     EXPECT_EXIT(failOutsideOfGuardedAccesses(SIG_DFL), testing::KilledBySignal(SIGBUS), "");
 }
 
-TEST(FaultGuardDeathTest, LeavesFaultsOutsideItsAccessesToTheEarlierHandler) {
+TEST(BusErrorGuardDeathTest, LeavesFaultsOutsideItsAccessesToTheEarlierHandler) {
     EXPECT_EXIT(failOutsideOfGuardedAccesses([](int) { _exit(7); }), testing::ExitedWithCode(7), "");
 }
 
@@ -540,15 +540,15 @@ struct sigaction actionOfGuard;
 void restoreActionOfGuard(int /*signal*/) { sigaction(SIGBUS, &actionOfGuard, nullptr); }
 
 void failWithAHandlerThatRestoresTheGuard() {
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     sigaction(SIGBUS, nullptr, &actionOfGuard);
     std::signal(SIGBUS, restoreActionOfGuard);
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     alarm(10);
     read(faultyRegister());
 }
 
-TEST(FaultGuardDeathTest, EndsTheProcessIfTheEarlierHandlerRestoresTheGuard) {
+TEST(BusErrorGuardDeathTest, EndsTheProcessIfTheEarlierHandlerRestoresTheGuard) {
     EXPECT_EXIT(failWithAHandlerThatRestoresTheGuard(), testing::KilledBySignal(SIGBUS), "");
 }
 
@@ -564,60 +564,60 @@ private:
     bool& m_isDestroyed;
 };
 
-class FaultGuardTest : public testing::Test {
+class BusErrorGuard : public testing::Test {
 protected:
-    FaultGuardTest() { Common::FaultGuard::install(); }
+    BusErrorGuard() { Common::BusErrorGuard::install(); }
 
     const volatile std::uint32_t& m_faulty = faultyRegister();
 };
 
-TEST_F(FaultGuardTest, RecoversInAThreadThatHasUnblockedTheSignal) {
+TEST_F(BusErrorGuard, RecoversInAThreadThatHasUnblockedTheSignal) {
     std::thread([&] {
         sigset_t all{};
         sigfillset(&all);
         pthread_sigmask(SIG_BLOCK, &all, nullptr);
-        Common::FaultGuard::unblock();
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
+        Common::BusErrorGuard::unblock();
+        EXPECT_FALSE(Common::BusErrorGuard::run([&] { read(m_faulty); }));
         pthread_sigmask(SIG_BLOCK, nullptr, &all);
         EXPECT_EQ(sigismember(&all, SIGBUS), 0);
         EXPECT_EQ(sigismember(&all, SIGTERM), 1);
     }).join();
 }
 
-TEST_F(FaultGuardTest, LeavesAnAccessWithoutUnwindingIt) {
+TEST_F(BusErrorGuard, LeavesAnAccessWithoutUnwindingIt) {
     bool isDestroyed = false;
-    EXPECT_FALSE(Common::FaultGuard::run([&] {
+    EXPECT_FALSE(Common::BusErrorGuard::run([&] {
         const Witness witness(isDestroyed);
         read(m_faulty);
     }));
     EXPECT_FALSE(isDestroyed);
 }
 
-TEST_F(FaultGuardTest, TellsWhetherAnAccessIsRunning) {
+TEST_F(BusErrorGuard, TellsWhetherAnAccessIsRunning) {
     bool isRunning = false;
-    EXPECT_FALSE(Common::FaultGuard::isRunning());
-    Common::FaultGuard::run([&] { isRunning = Common::FaultGuard::isRunning(); });
+    EXPECT_FALSE(Common::BusErrorGuard::isRunning());
+    Common::BusErrorGuard::run([&] { isRunning = Common::BusErrorGuard::isRunning(); });
     EXPECT_TRUE(isRunning);
-    EXPECT_FALSE(Common::FaultGuard::isRunning());
-    Common::FaultGuard::run([&] { read(m_faulty); });
-    EXPECT_FALSE(Common::FaultGuard::isRunning());
+    EXPECT_FALSE(Common::BusErrorGuard::isRunning());
+    Common::BusErrorGuard::run([&] { read(m_faulty); });
+    EXPECT_FALSE(Common::BusErrorGuard::isRunning());
 }
 
-class AccessMutexTest : public FaultGuardTest {
+class AccessMutex : public BusErrorGuard {
 protected:
     EventLog m_log;
     Common::AccessMutex m_mutex{std::make_unique<RecordingMutex>(m_log)};
 };
 
-TEST_F(AccessMutexTest, BehavesLikeAnyOtherMutexOutsideGuardedAccesses) {
+TEST_F(AccessMutex, BehavesLikeAnyOtherMutexOutsideGuardedAccesses) {
     EXPECT_TRUE(m_mutex.lock());
     EXPECT_TRUE(m_mutex.unlock());
     m_mutex.endAccess();
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
-TEST_F(AccessMutexTest, IsUnlockedAtTheEndOfAGuardedAccess) {
-    EXPECT_TRUE(Common::FaultGuard::run([&] {
+TEST_F(AccessMutex, IsUnlockedAtTheEndOfAGuardedAccess) {
+    EXPECT_TRUE(Common::BusErrorGuard::run([&] {
         m_mutex.lock();
         m_mutex.unlock();
     }));
@@ -627,8 +627,8 @@ TEST_F(AccessMutexTest, IsUnlockedAtTheEndOfAGuardedAccess) {
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
-TEST_F(AccessMutexTest, StaysLockedForAnAccessThatLocksItAgain) {
-    EXPECT_TRUE(Common::FaultGuard::run([&] {
+TEST_F(AccessMutex, StaysLockedForAnAccessThatLocksItAgain) {
+    EXPECT_TRUE(Common::BusErrorGuard::run([&] {
         for (int i = 0; i < 2; ++i) {
             EXPECT_TRUE(m_mutex.lock());
             EXPECT_TRUE(m_mutex.unlock());
@@ -638,8 +638,8 @@ TEST_F(AccessMutexTest, StaysLockedForAnAccessThatLocksItAgain) {
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
-TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
-    EXPECT_FALSE(Common::FaultGuard::run([&] {
+TEST_F(AccessMutex, IsUnlockedAfterAFault) {
+    EXPECT_FALSE(Common::BusErrorGuard::run([&] {
         m_mutex.lock();
         read(m_faulty);
     }));
@@ -647,24 +647,24 @@ TEST_F(AccessMutexTest, IsUnlockedAfterAFault) {
     EXPECT_EQ(m_log, (EventLog{"lock", "unlock"}));
 }
 
-TEST_F(AccessMutexTest, StaysAsItIsWhenTheAccessHasNotLockedIt) {
+TEST_F(AccessMutex, StaysAsItIsWhenTheAccessHasNotLockedIt) {
     m_mutex.lock();
     std::thread([&] {
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
+        EXPECT_FALSE(Common::BusErrorGuard::run([&] { read(m_faulty); }));
         m_mutex.endAccess();
     }).join();
     EXPECT_EQ(m_log, EventLog{"lock"});
 }
 
-TEST_F(FaultGuardTest, TreatsNoSignalOfAProcessAsAFault) {
+TEST_F(BusErrorGuard, TreatsNoSignalOfAProcessAsAFault) {
     const auto raiseSignals = [] {
         ::kill(getpid(), SIGBUS);
         raise(SIGBUS);
     };
     for (int i = 0; i < 2; ++i) {
         raiseSignals();
-        EXPECT_TRUE(Common::FaultGuard::run(raiseSignals));
-        EXPECT_FALSE(Common::FaultGuard::run([&] { read(m_faulty); }));
+        EXPECT_TRUE(Common::BusErrorGuard::run(raiseSignals));
+        EXPECT_FALSE(Common::BusErrorGuard::run([&] { read(m_faulty); }));
     }
 }
 

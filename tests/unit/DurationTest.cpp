@@ -37,7 +37,7 @@ TEST(Duration, IsAWholeNumberOfMilliseconds) {
     }
 }
 
-TEST(Duration, NamesTheUnitsOfANumberWithoutOne) {
+TEST(Duration, MustHaveAUnit) {
     for (const std::string text : {"5", "1.5", "00"}) {
         EXPECT_EQ(parseDuration(text), std::nullopt);
         EXPECT_EQ(Common::notADuration(text), '\'' + text + "' has no unit (ms, s, m or h, for example 1.5s)");
@@ -49,7 +49,7 @@ TEST(Duration, NamesTheUnitsOfANumberWithoutOne) {
     }
 }
 
-TEST(Duration, HasNoLeadingZeroAndADigitOnBothSidesOfThePoint) {
+TEST(Duration, MustNotHaveALeadingZeroOrEndAtThePoint) {
     const std::vector<std::pair<std::string, std::string>> corrections{
         {"010s", "10s"}, {"007s", "7s"},      {"00s", "0s"}, {"00.5s", "0.5s"},    {"01.5s", "1.5s"},
         {".5s", "0.5s"}, {".250s", "0.250s"}, {"1.s", "1s"}, {"00100.ms", "100ms"}};

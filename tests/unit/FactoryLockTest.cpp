@@ -43,7 +43,7 @@ TEST(FactoryLock, IsHeldWhileTheDeviceIsBuiltWithAPlainMutex) {
                                 "Rynvel.Factory 4 createDevice: Device \"file8\" created.", "pthread_mutex_unlock"}));
 }
 
-TEST(FactoryLock, IsNotTakenForANameThatIsUnknown) {
+TEST(FactoryLock, IsNotTakenForAnUnknownName) {
     Factory& factory = Factory::getInstance();
     const TraceRecorder recorder(0);
     ScriptedPthread script;

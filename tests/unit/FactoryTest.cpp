@@ -62,7 +62,7 @@ TEST(Factory, TracesThatTheSecondOpenFindsTheDevice) {
     });
 }
 
-TEST(Factory, GivesEveryDeviceItsOwnPlainMutex) {
+TEST(Factory, CreatesAPlainMutexForEachDevice) {
     inChildProcess([] {
         ScriptedOs os;
         const TraceRecorder recorder(6, "Rynvel.PthreadMutex");
@@ -214,7 +214,7 @@ TEST(Factory, MakesPrivateDevicesOfTheRequestedWidthOnly) {
     }
 }
 
-TEST(Factory, GivesTheRowsParameterAsBlockOffsetToAnFpga) {
+TEST(Factory, PassesTheParameterOfTheRowToFpgaSpi32AsBlockOffset) {
     ScriptedOs os;
     const TraceRecorder recorder(6, "Rynvel.FpgaSpi");
     const auto device = factory().makeUnique32("fpga", plainMutex());
@@ -238,7 +238,7 @@ TEST(Factory, PropagatesTheExceptionOfAConstructionAndLeavesTheSlotEmptyAndTheLo
  * of bits.
  */
 template <typename T>
-class MakeUniqueTest : public testing::Test {
+class MakeUnique : public testing::Test {
 protected:
     static auto make(const std::string& name, std::unique_ptr<IMutex> mutex) {
         if constexpr (sizeof(T) == 1) {
@@ -257,9 +257,9 @@ protected:
 };
 
 using Widths = testing::Types<std::uint8_t, std::uint16_t, std::uint32_t>;
-TYPED_TEST_SUITE(MakeUniqueTest, Widths);
+TYPED_TEST_SUITE(MakeUnique, Widths);
 
-TYPED_TEST(MakeUniqueTest, BuildsANewDeviceOfItsWidthOutsideTheListEachTime) {
+TYPED_TEST(MakeUnique, BuildsANewDeviceOfItsWidthOutsideTheListEachTime) {
     const std::string name = this->m_own;
     ScriptedOs os;
     const TraceRecorder recorder(6, "Rynvel.Factory");
@@ -275,7 +275,7 @@ TYPED_TEST(MakeUniqueTest, BuildsANewDeviceOfItsWidthOutsideTheListEachTime) {
     EXPECT_EQ(recorder.lines(), (EventLog{once[0], once[1], once[0], once[1]}));
 }
 
-TYPED_TEST(MakeUniqueTest, GivesTheCallersMutexToTheDevice) {
+TYPED_TEST(MakeUnique, PassesTheMutexOfTheCallerToTheDevice) {
     ScriptedOs os;
     auto device = this->make(this->m_own, std::make_unique<RecordingMutex>(os.log()));
     device->write(0, TypeParam{1});
@@ -284,7 +284,7 @@ TYPED_TEST(MakeUniqueTest, GivesTheCallersMutexToTheDevice) {
     EXPECT_EQ(os.log().back(), "mutex destroyed");
 }
 
-TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
+TYPED_TEST(MakeUnique, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
     for (const std::string& name : {this->m_other, std::string("unsupported")}) {
         EventLog log;
         const TraceRecorder recorder(5);
@@ -296,13 +296,13 @@ TYPED_TEST(MakeUniqueTest, RefusesADeviceOfAnotherWidthOrOfNoKnownType) {
     }
 }
 
-TYPED_TEST(MakeUniqueTest, ReturnsNullAndTracesOneMessageForAnUnknownName) {
+TYPED_TEST(MakeUnique, ReturnsNullAndTracesOneMessageForAnUnknownName) {
     const TraceRecorder recorder(5);
     EXPECT_EQ(this->make("unknown", plainMutex()), nullptr);
     EXPECT_EQ(recorder.lines(), EventLog{"Rynvel.Factory 1 findMemoryDevice: No match for device unknown"});
 }
 
-TEST(Factory, GivesTheRowsIndexAsHandle) {
+TEST(Factory, ReturnsTheIndexOfTheRowAsHandle) {
     inChildProcess([] {
         ScriptedOs os;
         EXPECT_EQ(factory().getHandle(factory().create("lseek32")), 2);
@@ -311,13 +311,13 @@ TEST(Factory, GivesTheRowsIndexAsHandle) {
     });
 }
 
-TEST(Factory, GivesNoHandleToADeviceThatIsNotInItsList) {
+TEST(Factory, ReturnsMinusOneForADeviceThatItHasNotOpened) {
     ScriptedOs os;
     const std::shared_ptr<IDevice> device = factory().makeUnique8("lseek8", plainMutex());
     EXPECT_EQ(factory().getHandle(device), -1);
 }
 
-TEST(Factory, GivesTheFirstEmptySlotAsTheHandleOfAnEmptyPointer) {
+TEST(Factory, ReturnsTheFirstEmptySlotAsTheHandleOfAnEmptyPointer) {
     inChildProcess([] {
         ScriptedOs os;
         EXPECT_EQ(factory().getHandle(nullptr), 0);
@@ -326,7 +326,7 @@ TEST(Factory, GivesTheFirstEmptySlotAsTheHandleOfAnEmptyPointer) {
     });
 }
 
-TEST(Factory, GivesTheDeviceOfAHandleToTheAccessorsOfItsWidthOnly) {
+TEST(Factory, ReturnsTheDeviceOfAHandleOnlyFromTheAccessorOfItsWidth) {
     inChildProcess([] {
         ScriptedOs os;
         const std::array devices{factory().create("lseek8"), factory().create("lseek16"), factory().create("lseek32")};
@@ -341,7 +341,7 @@ TEST(Factory, GivesTheDeviceOfAHandleToTheAccessorsOfItsWidthOnly) {
     });
 }
 
-TEST(Factory, HasTheAccessorsOfDevicesAsOperationsOfTheObject) {
+TEST(Factory, HasMemberFunctionsThatReturnDevicesByHandle) {
     EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend), IDevice* (Factory::*)(int)>));
     EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend8), Device8* (Factory::*)(int)>));
     EXPECT_TRUE((std::is_same_v<decltype(&Factory::getBackend16), Device16* (Factory::*)(int)>));

@@ -41,7 +41,7 @@ TEST_F(LinuxIoTest, MakesOneCallWithItsArgumentsAndReturnsTheResult) {
     expectCall("munmap(0, 4096)", 0, [&] { return m_io.munmap(nullptr, 4096); });
 }
 
-TEST_F(LinuxIoTest, Reads) {
+TEST_F(LinuxIoTest, ReadsThroughAConstantObject) {
     m_os.memory = {0x11, 0x22, 0x33};
     std::uint8_t buffer[3] = {};
     const LinuxIo& constant = m_io;

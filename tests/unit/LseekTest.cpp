@@ -314,7 +314,7 @@ TYPED_TEST(LseekTest, TracesNoFailureOfATransferOrRequest) {
 }
 
 template <typename T>
-class LseekOpenTest : public testing::Test {
+class LseekOpen : public testing::Test {
 protected:
     /** Opens a missing device file of the real system. Writes traces up to the level to standard error. */
     static void openNothing(ZilTraceLevel level) {
@@ -323,9 +323,9 @@ protected:
     }
 };
 
-TYPED_TEST_SUITE(LseekOpenTest, Widths);
+TYPED_TEST_SUITE(LseekOpen, Widths);
 
-TYPED_TEST(LseekOpenTest, TracesAtLevelTwoWhyTheFileCannotBeOpenedAndEndsTheProcess) {
+TYPED_TEST(LseekOpen, TracesAtLevelTwoWhyTheFileCannotBeOpenedAndEndsTheProcess) {
     const std::string assertion =
         "cppsrc/RynvelLseek:[0-9]+: Rynvel::Lseek<T>::Lseek\\(.*\\) \\[with T = (short )?unsigned (char|int); .*"
         "Assertion `m_fd != -1' failed";

@@ -171,7 +171,7 @@ void expectOwnFields(const Response& message, const std::uint8_t* bytes) {
 
 /** A fixture for the behavior that requests and responses share. */
 template <typename M>
-class ValuesTest : public testing::Test {
+class Values : public testing::Test {
 protected:
     static constexpr bool isRequest = std::is_same_v<M, Request>;
     static constexpr std::size_t size = isRequest ? requestSize : responseSize;
@@ -182,9 +182,9 @@ protected:
 };
 
 using Records = testing::Types<Request, Response>;
-TYPED_TEST_SUITE(ValuesTest, Records);
+TYPED_TEST_SUITE(Values, Records);
 
-TYPED_TEST(ValuesTest, AreAllZeroWhenNew) {
+TYPED_TEST(Values, AreAllZeroWhenNew) {
     const TypeParam message;
     EXPECT_EQ(message.getSize(), this->size);
     EXPECT_EQ(bytesOf(message), Bytes(this->size));
@@ -192,7 +192,7 @@ TYPED_TEST(ValuesTest, AreAllZeroWhenNew) {
     EXPECT_EQ(message.getValue(), 0U);
 }
 
-TYPED_TEST(ValuesTest, AreAppendedAndCounted) {
+TYPED_TEST(Values, AreAppendedAndCounted) {
     TypeParam message;
     message.addValue(0x01020304);
     message.addValue(0xFFFEFDFC);
@@ -206,7 +206,7 @@ TYPED_TEST(ValuesTest, AreAppendedAndCounted) {
     EXPECT_EQ(message.getValue(1), 0xFFFEFDFCU);
 }
 
-TYPED_TEST(ValuesTest, FillTheRecordWith128AndIgnoreFurtherOnes) {
+TYPED_TEST(Values, FillTheRecordWith128AndIgnoreFurtherOnes) {
     TypeParam message;
     Bytes expected = this->withLength(128);
     for (std::uint32_t i = 0; i < 128; ++i) {
@@ -220,7 +220,7 @@ TYPED_TEST(ValuesTest, FillTheRecordWith128AndIgnoreFurtherOnes) {
     EXPECT_EQ(message.getValue(128), 0U);
 }
 
-TYPED_TEST(ValuesTest, AreNotAddedToAReceivedRecordWhoseLengthIsAbove128) {
+TYPED_TEST(Values, AreNotAppendedToAReceivedRecordWhoseLengthIsAbove128) {
     for (const std::uint32_t word : {129U, 256U, 0xFFFFFFFFU}) {
         auto message = received<TypeParam>(this->withLength(word));
         message.addValue(0x11111111);
@@ -228,7 +228,7 @@ TYPED_TEST(ValuesTest, AreNotAddedToAReceivedRecordWhoseLengthIsAbove128) {
     }
 }
 
-TYPED_TEST(ValuesTest, KeepTheirLengthWhenItIsSetAbove128) {
+TYPED_TEST(Values, KeepTheirLengthWhenItIsSetAbove128) {
     TypeParam message;
     message.setLength(128);
     EXPECT_EQ(bytesOf(message), this->withLength(128));
@@ -240,7 +240,7 @@ TYPED_TEST(ValuesTest, KeepTheirLengthWhenItIsSetAbove128) {
     EXPECT_EQ(message.getLength(), 0U);
 }
 
-TYPED_TEST(ValuesTest, ReadAsZeroFromTheLengthOnWhateverTheRecordHoldsThere) {
+TYPED_TEST(Values, ReadAsZeroFromTheLengthToTheEndOfTheRecord) {
     TypeParam message;
     message.addValue(7);
     message.addValue(8);
@@ -252,7 +252,7 @@ TYPED_TEST(ValuesTest, ReadAsZeroFromTheLengthOnWhateverTheRecordHoldsThere) {
     EXPECT_EQ(message.getValue(), 0U);
 }
 
-TYPED_TEST(ValuesTest, EndAt128WhenTheReceivedLengthIsGreater) {
+TYPED_TEST(Values, EndAt128WhenTheReceivedLengthIsGreater) {
     Bytes bytes(this->size, 0x5A);
     putWord(&bytes[this->length], 0xFFFFFFFF);
     const auto message = received<TypeParam>(bytes);
@@ -267,7 +267,7 @@ TYPED_TEST(ValuesTest, EndAt128WhenTheReceivedLengthIsGreater) {
     EXPECT_EQ(std::count(list.begin(), list.end(), ','), 128);
 }
 
-TYPED_TEST(ValuesTest, AreAllRenderedWhenTheRecordIsFull) {
+TYPED_TEST(Values, AreAllRenderedWhenTheRecordIsFull) {
     TypeParam message;
     std::ostringstream expected;
     for (std::uint32_t i = 0; i < 128; ++i) {
@@ -278,7 +278,7 @@ TYPED_TEST(ValuesTest, AreAllRenderedWhenTheRecordIsFull) {
     EXPECT_EQ(text.substr(text.find(", length: ")), ", length: 128, values: { " + expected.str() + "} ]");
 }
 
-TYPED_TEST(ValuesTest, LeaveTheStreamInHexIfThereAreAnyAndOtherwiseInDecimal) {
+TYPED_TEST(Values, LeaveTheStreamInHexIfThereAreAnyAndOtherwiseInDecimal) {
     TypeParam message;
     EXPECT_EQ(baseAfter(message), "16");
     message.addValue(1);
@@ -291,7 +291,7 @@ constexpr unsigned int randomRecords = 20000;
 constexpr unsigned int randomRecords = 1000000;
 #endif
 
-TYPED_TEST(ValuesTest, StayInsideTheRecordForRandomRecords) {
+TYPED_TEST(Values, StayInsideTheRecordForRandomRecords) {
     RandomRecords records(this->size, this->length);
     std::ostringstream stream;
     TypeParam message;
@@ -348,7 +348,7 @@ TEST(Request, HasTheSameBytesOnEveryProcessor) {
     EXPECT_EQ(hexOf(message), fullRequest);
 }
 
-TEST(Request, IsDecodedOnEveryProcessor) {
+TEST(Request, IsDecodedFromBigEndianWords) {
     const auto message = received<Request>(bytesFrom(fullRequest));
     EXPECT_EQ(message.getType(), RequestData::Type::Write32);
     EXPECT_EQ(message.getDeviceName(), fullName);
@@ -499,7 +499,7 @@ TEST(Response, HasTheSameBytesOnEveryProcessor) {
     EXPECT_EQ(hexOf(message), fullResponse);
 }
 
-TEST(Response, IsDecodedOnEveryProcessor) {
+TEST(Response, IsDecodedFromBigEndianWords) {
     const auto message = received<Response>(bytesFrom(fullResponse));
     EXPECT_EQ(message.getResult(), ResponseData::Result::Error);
     EXPECT_EQ(message.getLength(), 128U);
@@ -525,7 +525,7 @@ TEST(Response, IsASuccessWhenNew) {
     EXPECT_EQ(rendered(message), "Response: [ result: Success, length: 0, values: { } ]");
 }
 
-TEST(Messages, TakeTheWholeRecordOfTheMessageThatIsAssigned) {
+TEST(Messages, CopyTheWholeRecordWhenTheyAreAssigned) {
     Request request(RequestData::Type::Open, "an.earlier.name");
     request = received<Request>(bytesFrom(fullRequest));
     EXPECT_EQ(hexOf(request), fullRequest);

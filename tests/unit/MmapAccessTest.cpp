@@ -15,13 +15,13 @@ using Rynvel::ByteOrder;
 using namespace RynvelTest;
 
 template <typename T>
-class MmapAccessTest : public testing::Test {
+class MmapAccess : public testing::Test {
 protected:
     /** The index of the last register of the page. A wider access at this index crosses the end of the page. */
     static constexpr unsigned int last = AccessRecorder::pageSize / sizeof(T) - 1;
     static constexpr std::size_t lastOffset = last * sizeof(T);
 
-    MmapAccessTest() {
+    MmapAccess() {
         m_os.script(Call::Mmap, {answering(reinterpret_cast<long>(m_page.page()))});
         m_os.script(Call::Munmap, {answering(0)});
         m_device = std::make_unique<Rynvel::Mmap<T>>("/dev/x", 0, AccessRecorder::pageSize,
@@ -54,9 +54,9 @@ __attribute__((no_sanitize("undefined"))) void loadMisaligned(const volatile T* 
 }
 
 using Widths = testing::Types<std::uint16_t, std::uint32_t>;
-TYPED_TEST_SUITE(MmapAccessTest, Widths);
+TYPED_TEST_SUITE(MmapAccess, Widths);
 
-TYPED_TEST(MmapAccessTest, IsSeenByTheRecorderByteByByteWhenItIsWiderOrNarrower) {
+TYPED_TEST(MmapAccess, IsSeenByTheRecorderByteByByteWhenItIsWiderOrNarrower) {
     const auto page = static_cast<volatile std::uint8_t*>(this->m_page.page());
     EXPECT_EQ(this->accessesOf([&] {
         page[0] = 1;
@@ -68,19 +68,19 @@ TYPED_TEST(MmapAccessTest, IsSeenByTheRecorderByteByByteWhenItIsWiderOrNarrower)
               2U);
 }
 
-TYPED_TEST(MmapAccessTest, OfAReadIsOneLoad) {
+TYPED_TEST(MmapAccess, PerformsAReadAsOneLoad) {
     TypeParam value = 0;
     EXPECT_EQ(this->accessesOf([&] { this->m_device->read(this->last, &value); }),
               this->accesses("load ", this->last, 1));
     EXPECT_EQ(this->accessesOf([&] { this->m_device->read(3, &value); }), this->accesses("load ", 3, 1));
 }
 
-TYPED_TEST(MmapAccessTest, OfAWriteIsOneStore) {
+TYPED_TEST(MmapAccess, PerformsAWriteAsOneStore) {
     EXPECT_EQ(this->accessesOf([&] { this->m_device->write(this->last, 1); }), this->accesses("store ", this->last, 1));
     EXPECT_EQ(this->accessesOf([&] { this->m_device->write(3, 1); }), this->accesses("store ", 3, 1));
 }
 
-TYPED_TEST(MmapAccessTest, OfAMaskedWriteIsOneLoadThenOneStoreForEveryMask) {
+TYPED_TEST(MmapAccess, PerformsAMaskedWriteAsOneLoadThenOneStoreForEveryMask) {
     const std::string offset = std::to_string(this->lastOffset);
     for (const auto mask : {0U, 0x0FU, 0xFFFFFFFFU}) {
         EXPECT_EQ(this->accessesOf([&] { this->m_device->write(this->last, 1, static_cast<TypeParam>(mask)); }),
@@ -88,7 +88,7 @@ TYPED_TEST(MmapAccessTest, OfAMaskedWriteIsOneLoadThenOneStoreForEveryMask) {
     }
 }
 
-TYPED_TEST(MmapAccessTest, OfABurstIsOneLoadOrStorePerRegisterInOrder) {
+TYPED_TEST(MmapAccess, PerformsABurstAsOneLoadOrStorePerRegisterInOrder) {
     TypeParam values[37] = {};
     for (const auto order : {ByteOrder::Host, ByteOrder::Network}) {
         for (const unsigned int items : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 37U}) {

@@ -13,7 +13,7 @@ using Rynvel::ByteOrder;
 using RynvelTest::runsWithoutSystemCalls;
 
 template <typename T>
-class MmapSystemCallTest : public testing::Test {
+class MmapSystemCalls : public testing::Test {
 protected:
     bool operate() {
         std::array<T, 4> values{};
@@ -34,13 +34,13 @@ protected:
 };
 
 using Widths = testing::Types<std::uint16_t, std::uint32_t>;
-TYPED_TEST_SUITE(MmapSystemCallTest, Widths);
+TYPED_TEST_SUITE(MmapSystemCalls, Widths);
 
-TYPED_TEST(MmapSystemCallTest, MakesNoSystemCallInAnyRegisterOperation) {
+TYPED_TEST(MmapSystemCalls, DoNotOccurInAnyRegisterOperation) {
     EXPECT_TRUE(runsWithoutSystemCalls([this] { return this->operate(); }));
 }
 
-TYPED_TEST(MmapSystemCallTest, DetectsTheSystemCallOfARequest) {
+TYPED_TEST(MmapSystemCalls, AreDetectedInARequest) {
     Rynvel::Mmap<TypeParam> device("/dev/null", 0, 0,
                                    std::make_unique<Rynvel::PthreadMutex>(Rynvel::PthreadMutexType::None), false);
     EXPECT_FALSE(runsWithoutSystemCalls([&] { return device.ioctl(0, 0) == -1; }));

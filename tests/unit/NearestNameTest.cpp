@@ -10,35 +10,35 @@ using Common::didYouMean;
 using Common::nearestNames;
 using Names = std::vector<std::string>;
 
-TEST(NearestNames, HaveALetterThatIsChangedMissingTooManyOrSwapped) {
+TEST(NearestNames, DifferByOneChangedMissingExtraOrSwappedLetter) {
     for (const char* const word : {"reed", "rad", "reaad", "erad", "read"}) {
         EXPECT_EQ(nearestNames(word, {"write", "read"}), Names{"read"}) << word;
     }
 }
 
-TEST(NearestNames, AreAllThatDifferLeast) {
+TEST(NearestNames, IncludeAllNamesWithTheSmallestDifference) {
     EXPECT_EQ(nearestNames("CR0", {"CR12", "CR1", "SR0", "CR"}), (Names{"CR1", "SR0", "CR"}));
 }
 
-TEST(NearestNames, HaveTwoMistakesAtMost) {
+TEST(NearestNames, DifferByAtMostTwoLetters) {
     EXPECT_EQ(nearestNames("abcd", {"abxy"}), Names{"abxy"});
     EXPECT_EQ(nearestNames("abcd", {"axyz"}), Names{});
 }
 
-TEST(NearestNames, ShareALetterWithTheWord) {
+TEST(NearestNames, MustShareALetterWithTheWord) {
     EXPECT_EQ(nearestNames("ab", {"xy", "ax"}), Names{"ax"});
     EXPECT_EQ(nearestNames("a", {"b"}), Names{});
     EXPECT_EQ(nearestNames("", {"a"}), Names{});
 }
 
-TEST(NearestNames, AreAChoice) {
+TEST(NearestNames, AreJoinedWithOr) {
     EXPECT_EQ(Common::alternatives({}), "");
     EXPECT_EQ(Common::alternatives({"A"}), "A");
     EXPECT_EQ(Common::alternatives({"A", "B"}), "A or B");
     EXPECT_EQ(Common::alternatives({"A", "B", "C"}), "A, B or C");
 }
 
-TEST(NearestNames, AreAQuestion) {
+TEST(NearestNames, AreSuggestedInAQuestion) {
     EXPECT_EQ(didYouMean({}), "");
     EXPECT_EQ(didYouMean({"A"}), "did you mean 'A'?");
     EXPECT_EQ(didYouMean({"A", "B"}), "did you mean 'A' or 'B'?");

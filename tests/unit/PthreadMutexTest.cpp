@@ -46,14 +46,14 @@ void expectConstructionToStopAt(std::size_t failing, MutexCall call) {
                                          std::to_string(EPERM)});
 }
 
-TEST(PthreadMutex, OfAnyTypeButPriorityInheritanceMakesADefaultMutexAndNoAttributeCalls) {
+TEST(PthreadMutex, MakesADefaultMutexAndNoAttributeCallsForAnyTypeExceptPriorityInherit) {
     for (const auto type : {PthreadMutexType::None, static_cast<PthreadMutexType>(-1), static_cast<PthreadMutexType>(2),
                             static_cast<PthreadMutexType>(0x7FFFFFFF)}) {
         EXPECT_EQ(callsOfConstruction(type), EventLog{"pthread_mutex_init(default)"});
     }
 }
 
-TEST(PthreadMutex, OfTypePriorityInheritMakesTheFourCallsInOrder) {
+TEST(PthreadMutex, MakesTheFourCallsInOrderForTypePriorityInherit) {
     EXPECT_EQ(static_cast<int>(PthreadMutexType::PriorityInherit), PTHREAD_PRIO_INHERIT);
     EXPECT_EQ(callsOfConstruction(PthreadMutexType::PriorityInherit), callsOfPriorityInheritance);
 }

@@ -27,7 +27,7 @@ TEST(RegisterWord, IsAtMostAllOnes) {
     EXPECT_EQ(Common::maxValue(32), 0xFFFFFFFFU);
 }
 
-TEST(RegisterWord, HasItsBytesReversedInTheOrderOfTheNetwork) {
+TEST(RegisterWord, HasItsBytesReversedInNetworkOrder) {
     EXPECT_EQ(Common::inByteOrder(0x12, 8, ByteOrder::Network), 0x12U);
     EXPECT_EQ(Common::inByteOrder(0x1234, 16, ByteOrder::Network), 0x3412U);
     EXPECT_EQ(Common::inByteOrder(0x12345678, 32, ByteOrder::Network), 0x78563412U);

@@ -141,7 +141,7 @@ TYPED_TEST(RemoteDevicesOfAnyWidth, MakeTheRequestsOfTheLibrarysRemoteDevices) {
     EXPECT_EQ(this->requestsAfter(openingByTheClient, answersInUse().size()), expected);
 }
 
-TEST_F(RemoteDevices, GiveTheValuesOfTheAnswers) {
+TEST_F(RemoteDevices, ReturnTheValuesOfTheAnswers) {
     auto remote = deviceThatGets({success({0x12345678}), success({1, 2}), success({4}), success({5})});
     EXPECT_EQ(remote.read(4), 0x12345678U);
     EXPECT_EQ(remote.read(4, 2, ByteOrder::Host), (std::vector<std::uint32_t>{1, 2}));
@@ -289,7 +289,7 @@ TEST_F(RemoteDevices, RefuseAPeerThatSendsMoreThanItIsAskedFor) {
     expectError(Cause::Malformed, text, [&] { quiet.write(4, 1); });
 }
 
-TEST_F(RemoteDevices, TakeTheInterruptsThatComeWithTheAnswerToTheWait) {
+TEST_F(RemoteDevices, ReceiveInterruptsThatArriveWithTheAnswerToWait) {
     auto answer = recordOf(0, 0);
     answer.insert(answer.end(), {0, 0, 0, 9});
     auto remote = deviceThatGets({success(), Reply{{answer}}});
@@ -328,7 +328,7 @@ TEST_F(RemoteDevices, GiveUpOnAnIncompleteInterrupt) {
                 [&] { remote.receiveInterrupt(Deadline(longTime)); });
 }
 
-TEST_F(RemoteDevices, TakeAnInterruptWhenItsLastByteHasArrived) {
+TEST_F(RemoteDevices, ReceiveAnInterruptWhenItsLastByteHasArrived) {
     auto remote = device();
     pollfd arrival{remote.arm(), POLLIN, 0};
     EXPECT_EQ(remote.takeInterrupt(), std::nullopt);
@@ -357,7 +357,7 @@ TEST_F(RemoteDevices, ReportThatTheConnectionHasEnded) {
     expectError(Cause::Unreachable, "the connection was closed", [&] { armed.receiveInterrupt(Deadline(longTime)); });
 }
 
-TEST(RecordConnections, ReportWhyThereIsNoServer) {
+TEST(RecordConnections, ReportWhyTheyCannotConnect) {
     const TestPeer nobody(TestPeer::Start::Later);
     const auto problemWith = [](const Common::ServerAddress& server) {
         try {
@@ -451,7 +451,7 @@ private:
     std::array<int, 4> m_clients{};
 };
 
-TEST(RecordConnections, TimeOutWhenNobodyAcceptsThem) {
+TEST(RecordConnections, TimeOutWhenNoServerAcceptsThem) {
     const FullListener listener;
     const auto begin = std::chrono::steady_clock::now();
     try {

@@ -201,7 +201,7 @@ TYPED_TEST(RemoteTest, ReadsARegisterAtAnyAddressWithOneRequest) {
     }
 }
 
-TYPED_TEST(RemoteTest, StoresTheValueReadAlsoWhenTheReadFails) {
+TYPED_TEST(RemoteTest, StoresTheReceivedValueEvenIfTheReadFails) {
     EXPECT_EQ(this->readAfter(refusal({9})), std::pair(false, TypeParam{9}));
     EXPECT_EQ(this->readAfter(refusal()), std::pair(false, TypeParam{0}));
     EXPECT_EQ(this->readAfter(success()), std::pair(true, TypeParam{0}));
@@ -601,9 +601,9 @@ TYPED_TEST(RemoteTest, UsesTheDefaultPortAndTracesThatWhenTheTextIsNotANumber) {
 
 /** A fixture for devices on a scripted operating system, whose resolver finds the server at 10.0.0.7. */
 template <typename T>
-class ScriptedRemoteTest : public testing::Test {
+class ScriptedRemote : public testing::Test {
 protected:
-    ScriptedRemoteTest() { m_os.hosts = {{"server", {10, 0, 0, 7}}}; }
+    ScriptedRemote() { m_os.hosts = {{"server", {10, 0, 0, 7}}}; }
 
     std::unique_ptr<Remote<T>> make(const std::string& address = "server::9000") {
         return std::make_unique<Remote<T>>(name, address, std::make_unique<RecordingMutex>(m_os.log()));
@@ -627,9 +627,9 @@ protected:
     ScriptedOs m_os;
 };
 
-TYPED_TEST_SUITE(ScriptedRemoteTest, Widths);
+TYPED_TEST_SUITE(ScriptedRemote, Widths);
 
-TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheLower16BitsOfItsPort) {
+TYPED_TEST(ScriptedRemote, ConnectsTwiceToTheServerThatTheAddressNamesAtTheLower16BitsOfItsPort) {
     const std::string invalid = "Rynvel.Remote 1 getPort: Invalid port argument, using default instead";
     const std::vector<std::tuple<std::string, std::string, EventLog>> places{
         {"server::9000", "9000", {}},
@@ -650,7 +650,7 @@ TYPED_TEST(ScriptedRemoteTest, ConnectsTwiceToTheServerThatTheAddressNamesAtTheL
     }
 }
 
-TYPED_TEST(ScriptedRemoteTest, WaitsForBothConnectionsBeforeItSendsAnything) {
+TYPED_TEST(ScriptedRemote, WaitsForBothConnectionsBeforeItSendsAnything) {
     this->m_os.script(Call::Connect, {failing(ECONNREFUSED), asUsual, failing(ECONNREFUSED)});
     this->make();
     const auto firstSend = std::find_if(this->m_os.log().begin(), this->m_os.log().end(),
@@ -662,7 +662,7 @@ TYPED_TEST(ScriptedRemoteTest, WaitsForBothConnectionsBeforeItSendsAnything) {
                   attempt[0], attempt[1], attempt[0], attempt[1], "close(7)", "sleep(3)", attempt[0], attempt[1]}));
 }
 
-TYPED_TEST(ScriptedRemoteTest, MakesOneSendAndOneReceiveForARead) {
+TYPED_TEST(ScriptedRemote, MakesOneSendAndOneReceiveForARead) {
     const auto device = this->opened();
     readFrom(*device);
     ASSERT_EQ(this->m_os.log().size(), 2U);
@@ -670,14 +670,14 @@ TYPED_TEST(ScriptedRemoteTest, MakesOneSendAndOneReceiveForARead) {
     EXPECT_EQ(this->m_os.log()[1], "read(7, 520)");
 }
 
-TYPED_TEST(ScriptedRemoteTest, ReceivesNothingWhenASendFails) {
+TYPED_TEST(ScriptedRemote, ReceivesNothingWhenASendFails) {
     const auto device = this->opened();
     this->m_os.script(Call::Send, {failing(EPIPE)});
     EXPECT_EQ(readFrom(*device), std::pair(false, TypeParam{0}));
     EXPECT_EQ(this->m_os.log().size(), 1U);
 }
 
-TYPED_TEST(ScriptedRemoteTest, WaitsForInterruptsOnADescriptorOfZeroByOneRead) {
+TYPED_TEST(ScriptedRemote, WaitsForInterruptsOnADescriptorOfZeroByOneRead) {
     this->m_os.script(Call::Socket, {answering(5), answering(0)});
     const auto device = this->opened();
     EXPECT_TRUE(waitForInterruptOf(*device).first);

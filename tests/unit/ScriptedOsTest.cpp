@@ -29,9 +29,9 @@ namespace {
 
 using namespace RynvelTest;
 
-using UnusedAnswersTest = FailsAtItsEnd;
+using UnusedAnswers = FailsAtItsEnd;
 
-TEST_F(UnusedAnswersTest, FailTheTestOfTheirMachine) {
+TEST_F(UnusedAnswers, FailTheTestOfTheirMachine) {
     ScriptedOs os;
     os.script(Call::Sleep, {asUsual, asUsual});
     os.script(Call::Close, {answering(0), failing(EIO), answering(1)});
@@ -40,7 +40,7 @@ TEST_F(UnusedAnswersTest, FailTheTestOfTheirMachine) {
     expectFailure("unused answers of sleep: 2");
 }
 
-TEST_F(UnusedAnswersTest, FailTheTestOfADestroyedMachine) {
+TEST_F(UnusedAnswers, FailTheTestOfADestroyedMachine) {
     ScriptedOs().script(Call::Open, {failing(ENODEV)});
     ScriptedOs().script(Call::Open, {failing(ENODEV)});
     expectFailure("unused answers of open: 2");
@@ -55,14 +55,14 @@ void endWith(const std::vector<std::optional<Answer>>& answers, End end) {
     end();
 }
 
-TEST_F(UnusedAnswersTest, FailTheTestOfAChildProcessHoweverItEnds) {
+TEST_F(UnusedAnswers, FailTheTestOfAChildProcessHoweverItEnds) {
     EXPECT_EXIT(endWith({asUsual, asUsual}, std::abort), testing::KilledBySignal(SIGABRT), "");
     EXPECT_EXIT(endWith({asUsual, asUsual}, [] { std::raise(SIGKILL); }), testing::KilledBySignal(SIGKILL), "");
     EXPECT_EXIT(endWith({asUsual, asUsual}, [] { std::exit(0); }), testing::ExitedWithCode(0), "");
     expectFailure("unused answers of munmap: 3");
 }
 
-TEST_F(UnusedAnswersTest, DoNotIncludeThoseThatACallHasReturned) {
+TEST_F(UnusedAnswers, DoNotIncludeThoseThatACallHasReturned) {
     endWith({asUsual}, [] {});
     EXPECT_EXIT(endWith({asUsual}, std::abort), testing::KilledBySignal(SIGABRT), "");
 }

@@ -13,7 +13,7 @@ namespace {
 
 using namespace RynvelTest;
 
-using UnusedErrorsTest = FailsAtItsEnd;
+using UnusedErrors = FailsAtItsEnd;
 
 void useAMutex() {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
@@ -22,7 +22,7 @@ void useAMutex() {
     }
 }
 
-TEST_F(UnusedErrorsTest, FailTheTest) {
+TEST_F(UnusedErrors, FailTheTest) {
     {
         ScriptedPthread script;
         script.fail(MutexCall::Lock, EDEADLK);
@@ -32,7 +32,7 @@ TEST_F(UnusedErrorsTest, FailTheTest) {
     expectFailure("unused answers of pthread_mutex_unlock: 1");
 }
 
-TEST_F(UnusedErrorsTest, FailTheTestEvenIfAnotherErrorFollowsOrTheCallSucceedsAgain) {
+TEST_F(UnusedErrors, FailTheTestEvenIfAnotherErrorFollowsOrTheCallSucceedsAgain) {
     {
         ScriptedPthread script;
         script.fail(MutexCall::Lock, EDEADLK);
@@ -45,7 +45,7 @@ TEST_F(UnusedErrorsTest, FailTheTestEvenIfAnotherErrorFollowsOrTheCallSucceedsAg
     expectFailure("unused answers of pthread_mutex_lock: 2");
 }
 
-TEST_F(UnusedErrorsTest, DoNotIncludeThoseThatACallHasReturned) {
+TEST_F(UnusedErrors, DoNotIncludeThoseThatACallHasReturned) {
     ScriptedPthread script;
     script.fail(MutexCall::Lock, EDEADLK);
     useAMutex();

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(Version, IsThatOfTheProject) {
+TEST(Version, IsTheVersionOfTheProject) {
     EXPECT_STREQ(RYNVEL_VERSION, RYNVEL_PROJECT_VERSION);
     EXPECT_EQ(std::to_string(RYNVEL_VERSION_MAJOR) + '.' + std::to_string(RYNVEL_VERSION_MINOR) + '.' +
                   std::to_string(RYNVEL_VERSION_PATCH),

@@ -25,9 +25,9 @@ namespace {
 static_assert(!std::is_copy_constructible_v<ZilTrace> && !std::is_copy_assignable_v<ZilTrace>);
 static_assert(!std::is_move_constructible_v<ZilTrace> && !std::is_move_assignable_v<ZilTrace>);
 
-class ChannelTest : public TraceFixture {
+class Channel : public TraceFixture {
 protected:
-    ChannelTest() { ZilTraceControl::setSink(&m_sink); }
+    Channel() { ZilTraceControl::setSink(&m_sink); }
 
     RecordingSink m_sink;
     ZilTrace m_channel{"Test.Channel", 3, 256};
@@ -54,13 +54,13 @@ private:
     ZilTrace m_channel{"Test.TracingSink", 3, 256};
 };
 
-TEST_F(ChannelTest, EnablesItsLevelAndMoreSevereOnes) {
+TEST_F(Channel, EnablesItsLevelAndMoreSevereOnes) {
     EXPECT_TRUE(m_channel.isEnabled(0));
     EXPECT_TRUE(m_channel.isEnabled(3));
     EXPECT_FALSE(m_channel.isEnabled(4));
 }
 
-TEST_F(ChannelTest, ChecksTheLevelWithoutAllocation) {
+TEST_F(Channel, ChecksTheLevelWithoutAllocation) {
     const std::size_t atFirst = allocationCount();
     const auto seen = std::make_unique<int>(1);
     const std::size_t before = allocationCount();
@@ -73,7 +73,7 @@ TEST_F(ChannelTest, ChecksTheLevelWithoutAllocation) {
     EXPECT_FALSE(any);
 }
 
-TEST_F(ChannelTest, PassesAnEntryWithoutTextToTheSink) {
+TEST_F(Channel, PassesAnEntryWithoutTextToTheSink) {
     m_channel.logEnterMsg(2, anyHeader);
     ASSERT_EQ(m_sink.entries().size(), 1U);
     const RecordingSink::Entry entry = m_sink.entries()[0];
@@ -85,21 +85,21 @@ TEST_F(ChannelTest, PassesAnEntryWithoutTextToTheSink) {
     EXPECT_EQ(entry.channel, "Test.Channel");
 }
 
-TEST_F(ChannelTest, PassesAnEntryWithTextToTheSink) {
+TEST_F(Channel, PassesAnEntryWithTextToTheSink) {
     m_channel.logEnterMsg(1, anyHeader, "items=3");
     ASSERT_EQ(m_sink.entries().size(), 1U);
     EXPECT_EQ(m_sink.entries()[0].record.kind, Kind::Enter);
     EXPECT_EQ(m_sink.entries()[0].text, "items=3");
 }
 
-TEST_F(ChannelTest, PassesAMessageToTheSink) {
+TEST_F(Channel, PassesAMessageToTheSink) {
     m_channel.logMsg(1, anyHeader, "No match");
     ASSERT_EQ(m_sink.entries().size(), 1U);
     EXPECT_EQ(m_sink.entries()[0].record.kind, Kind::Message);
     EXPECT_EQ(m_sink.entries()[0].text, "No match");
 }
 
-TEST_F(ChannelTest, TreatsANullTextAsNoText) {
+TEST_F(Channel, TreatsANullTextAsNoText) {
     m_channel.logEnterMsg(1, anyHeader, nullptr);
     m_channel.logMsg(1, anyHeader, nullptr);
     ASSERT_EQ(m_sink.entries().size(), 2U);
@@ -108,7 +108,7 @@ TEST_F(ChannelTest, TreatsANullTextAsNoText) {
     EXPECT_EQ(m_sink.entries()[1].text, "");
 }
 
-TEST_F(ChannelTest, DoesNotFilter) {
+TEST_F(Channel, DoesNotFilter) {
     ASSERT_FALSE(m_channel.isEnabled(7));
     m_channel.logEnterMsg(7, anyHeader);
     m_channel.logEnterMsg(7, anyHeader, "a");
@@ -116,7 +116,7 @@ TEST_F(ChannelTest, DoesNotFilter) {
     EXPECT_EQ(m_sink.entries().size(), 3U);
 }
 
-TEST_F(ChannelTest, StampsTheTimeAndTheThread) {
+TEST_F(Channel, StampsTheTimeAndTheThread) {
     const auto before = std::chrono::system_clock::now();
     pid_t threadId = 0;
     std::thread([&] {
@@ -132,7 +132,7 @@ TEST_F(ChannelTest, StampsTheTimeAndTheThread) {
     EXPECT_NE(record.threadId, gettid());
 }
 
-TEST_F(ChannelTest, KeepsErrnoWhateverTheSinkDoes) {
+TEST_F(Channel, KeepsErrnoWhateverTheSinkDoes) {
     ThrowingSink sink;
     ZilTraceControl::setSink(&sink);
     errno = EBADF;
@@ -145,7 +145,7 @@ TEST_F(ChannelTest, KeepsErrnoWhateverTheSinkDoes) {
     ZilTraceControl::setSink(nullptr);
 }
 
-TEST_F(ChannelTest, KeepsErrnoWhenAWriteFails) {
+TEST_F(Channel, KeepsErrnoWhenAWriteFails) {
     ZilTraceControl::setSink(nullptr);
     const WriteTap tap([](int, const void*, std::size_t) {
         errno = ENOSPC;
@@ -157,7 +157,7 @@ TEST_F(ChannelTest, KeepsErrnoWhenAWriteFails) {
     EXPECT_EQ(tap.calls().size(), 1U);
 }
 
-TEST_F(ChannelTest, ContinuesAfterASinkThrows) {
+TEST_F(Channel, ContinuesAfterASinkThrows) {
     ThrowingSink sink;
     ZilTraceControl::setSink(&sink);
     m_channel.logMsg(1, anyHeader, "lost");
@@ -166,7 +166,7 @@ TEST_F(ChannelTest, ContinuesAfterASinkThrows) {
     EXPECT_EQ(m_sink.texts(), std::vector<std::string>{"kept"});
 }
 
-TEST_F(ChannelTest, DropsMessagesThatTheSinkTraces) {
+TEST_F(Channel, DropsMessagesThatTheSinkTraces) {
     TracingSink sink;
     ZilTraceControl::setSink(&sink);
     m_channel.logMsg(1, anyHeader, "x");
@@ -189,7 +189,7 @@ void* traceWhenCanceled(void* argument) {
     return nullptr;
 }
 
-TEST_F(ChannelTest, IsNotACancellationPoint) {
+TEST_F(Channel, IsNotACancellationPoint) {
     ZilTraceControl::setSink(nullptr);
     configure("sink=file:/dev/null");
     CanceledThread thread{m_channel, false};

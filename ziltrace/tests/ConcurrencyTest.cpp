@@ -65,9 +65,9 @@ private:
     bool m_left = false;
 };
 
-class ConcurrencyTest : public TraceFixture {
+class Concurrency : public TraceFixture {
 protected:
-    ~ConcurrencyTest() override { stopTracing(); }
+    ~Concurrency() override { stopTracing(); }
 
     void startTracing(int threads) {
         for (int i = 0; i < threads; ++i) {
@@ -103,7 +103,7 @@ protected:
     std::vector<std::thread> m_tracers;
 };
 
-TEST_F(ConcurrencyTest, ASinkMayBeDestroyedAsSoonAsItIsReplaced) {
+TEST_F(Concurrency, AllowsASinkToBeDestroyedAsSoonAsItIsReplaced) {
     std::atomic<long> received{0};
     auto sink = std::make_unique<CountingSink>(received);
     ZilTraceControl::setSink(sink.get());
@@ -119,7 +119,7 @@ TEST_F(ConcurrencyTest, ASinkMayBeDestroyedAsSoonAsItIsReplaced) {
     EXPECT_EQ(received, m_sent) << "a change of the sink must not lose messages";
 }
 
-TEST_F(ConcurrencyTest, SetSinkWaitsForTheThreadThatUsesThePreviousSink) {
+TEST_F(Concurrency, MakesSetSinkWaitForTheThreadThatUsesThePreviousSink) {
     for (int round = 0; round < 100; ++round) {
         GateSink gate;
         ZilTraceControl::setSink(&gate);
@@ -140,7 +140,7 @@ TEST_F(ConcurrencyTest, SetSinkWaitsForTheThreadThatUsesThePreviousSink) {
     }
 }
 
-TEST_F(ConcurrencyTest, ThreadsUseASinkAtTheSameTime) {
+TEST_F(Concurrency, LetsThreadsUseASinkAtTheSameTime) {
     class MeetingSink : public ZilTraceControl::Sink {
     public:
         void write(const ZilTraceControl::Record&) override {
@@ -163,7 +163,7 @@ TEST_F(ConcurrencyTest, ThreadsUseASinkAtTheSameTime) {
     ZilTraceControl::setSink(nullptr);
 }
 
-TEST_F(ConcurrencyTest, EverythingMayBeReconfiguredWhileThreadsTrace) {
+TEST_F(Concurrency, AllowsReconfigurationWhileThreadsTrace) {
     const TemporaryFile file;
     std::atomic<long> received{0};
     configure("sink=file:/dev/null");

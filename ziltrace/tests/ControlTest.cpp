@@ -13,7 +13,7 @@ using ZilTraceControl::ChannelState;
 
 namespace {
 
-class ControlTest : public TraceFixture {
+class Control : public TraceFixture {
 protected:
     static std::vector<ChannelState> statesOf(const std::string& name) {
         std::vector<ChannelState> states = ZilTraceControl::channels();
@@ -31,14 +31,14 @@ protected:
     }
 };
 
-TEST_F(ControlTest, AChannelKeepsItsLevelUntilAConfigurationNamesIt) {
+TEST_F(Control, KeepsTheLevelOfAChannelUntilAConfigurationNamesIt) {
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_EQ(highestEnabled(channel), 3);
     configure("Control.B=7");
     EXPECT_EQ(highestEnabled(channel), 3);
 }
 
-TEST_F(ControlTest, ConfigureChangesChannelsThatExist) {
+TEST_F(Control, ConfiguresChannelsThatExist) {
     const ZilTrace a("Control.A", 3, 256);
     const ZilTrace b("Control.B", 3, 256);
     configure("Control.*=6,*.B=1");
@@ -46,13 +46,13 @@ TEST_F(ControlTest, ConfigureChangesChannelsThatExist) {
     EXPECT_EQ(highestEnabled(b), 1);
 }
 
-TEST_F(ControlTest, ConfigureAppliesToLaterChannels) {
+TEST_F(Control, ConfiguresLaterChannels) {
     configure("Control.*=6");
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_EQ(highestEnabled(channel), 6);
 }
 
-TEST_F(ControlTest, ConfigureAddsToTheConfiguration) {
+TEST_F(Control, AddsToTheConfiguration) {
     const TemporaryFile file;
     ZilTrace a("Control.A", 3, 256);
     const ZilTrace b("Control.B", 3, 256);
@@ -64,7 +64,7 @@ TEST_F(ControlTest, ConfigureAddsToTheConfiguration) {
     EXPECT_EQ(file.lines().size(), 1U);
 }
 
-TEST_F(ControlTest, ConfigureAppliesToAllChannelsWithTheName) {
+TEST_F(Control, ConfiguresAllChannelsWithTheName) {
     const ZilTrace first("Control.A", 3, 256);
     const ZilTrace second("Control.A", 5, 256);
     configure("Control.A=6");
@@ -75,7 +75,7 @@ TEST_F(ControlTest, ConfigureAppliesToAllChannelsWithTheName) {
     EXPECT_EQ(highestEnabled(second), 5);
 }
 
-TEST_F(ControlTest, AMalformedConfigurationChangesNothing) {
+TEST_F(Control, ChangesNothingForAMalformedConfiguration) {
     const TemporaryFile file;
     ZilTrace channel("Control.A", 3, 256);
     configure("sink=file:" + file.path());
@@ -87,7 +87,7 @@ TEST_F(ControlTest, AMalformedConfigurationChangesNothing) {
     EXPECT_EQ(file.lines().size(), 1U);
 }
 
-TEST_F(ControlTest, AFileThatCannotBeOpenedChangesNothing) {
+TEST_F(Control, ChangesNothingIfAFileCannotBeOpened) {
     const ZilTrace channel("Control.A", 3, 256);
     std::string error;
     EXPECT_FALSE(ZilTraceControl::configure("Control.A=6,sink=file:/nonexistent/trace.log", error));
@@ -95,13 +95,13 @@ TEST_F(ControlTest, AFileThatCannotBeOpenedChangesNothing) {
     EXPECT_EQ(highestEnabled(channel), 3);
 }
 
-TEST_F(ControlTest, OnlyTheLastSinkOfAConfigurationIsOpened) {
+TEST_F(Control, OpensOnlyTheLastSinkOfAConfiguration) {
     const TemporaryFile file;
     configure("sink=file:" + file.path() + ",sink=stderr");
     EXPECT_FALSE(file.exists());
 }
 
-TEST_F(ControlTest, SetLevelOverridesEarlierItems) {
+TEST_F(Control, OverridesEarlierItemsWithSetLevel) {
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_TRUE(ZilTraceControl::setLevel("Control.?", 0));
     EXPECT_EQ(highestEnabled(channel), 0);
@@ -111,7 +111,7 @@ TEST_F(ControlTest, SetLevelOverridesEarlierItems) {
     EXPECT_EQ(highestEnabled(later), 7);
 }
 
-TEST_F(ControlTest, SetLevelRejectsWhatTheSyntaxRejects) {
+TEST_F(Control, RejectsInSetLevelWhatTheSyntaxRejects) {
     const ZilTrace channel("Control.A", 3, 256);
     EXPECT_FALSE(ZilTraceControl::setLevel("", 5));
     EXPECT_FALSE(ZilTraceControl::setLevel("*", -1));
@@ -119,13 +119,13 @@ TEST_F(ControlTest, SetLevelRejectsWhatTheSyntaxRejects) {
     EXPECT_EQ(highestEnabled(channel), 3);
 }
 
-TEST_F(ControlTest, SetLevelReachesAChannelThatTheSyntaxCannotName) {
+TEST_F(Control, SetsTheLevelOfAChannelThatTheSyntaxCannotName) {
     const ZilTrace channel("sink", 3, 256);
     EXPECT_TRUE(ZilTraceControl::setLevel("sink", 7));
     EXPECT_EQ(highestEnabled(channel), 7);
 }
 
-TEST_F(ControlTest, ListsChannelsInTheOrderOfConstruction) {
+TEST_F(Control, ListsChannelsInTheOrderOfConstruction) {
     const std::size_t before = ZilTraceControl::channels().size();
     const ZilTrace b("Control.B", 3, 256);
     const ZilTrace a("Control.A", 5, 256);
@@ -139,7 +139,7 @@ TEST_F(ControlTest, ListsChannelsInTheOrderOfConstruction) {
     EXPECT_EQ(states[before + 1].level, 5);
 }
 
-TEST_F(ControlTest, RemovesChannelsThatAreDestroyedInAnyOrder) {
+TEST_F(Control, RemovesChannelsThatAreDestroyedInAnyOrder) {
     auto first = std::make_unique<ZilTrace>("Control.Many", 3, 256);
     auto second = std::make_unique<ZilTrace>("Control.Many", 4, 256);
     auto third = std::make_unique<ZilTrace>("Control.Many", 5, 256);
@@ -152,14 +152,14 @@ TEST_F(ControlTest, RemovesChannelsThatAreDestroyedInAnyOrder) {
     EXPECT_TRUE(statesOf("Control.Many").empty());
 }
 
-TEST_F(ControlTest, CopiesTheNameOfAChannel) {
+TEST_F(Control, CopiesTheNameOfAChannel) {
     std::string name = "Control.Copied";
     const ZilTrace channel(name.c_str(), 3, 256);
     name.assign(name.size(), 'x');
     EXPECT_EQ(statesOf("Control.Copied").size(), 1U);
 }
 
-TEST_F(ControlTest, SetSinkReturnsThePreviousSink) {
+TEST_F(Control, ReturnsThePreviousSinkFromSetSink) {
     RecordingSink first;
     RecordingSink second;
     EXPECT_EQ(ZilTraceControl::setSink(&first), nullptr);
@@ -168,7 +168,7 @@ TEST_F(ControlTest, SetSinkReturnsThePreviousSink) {
     EXPECT_EQ(ZilTraceControl::setSink(nullptr), nullptr);
 }
 
-TEST_F(ControlTest, ASinkOfTheProgramReplacesTheConfiguredOne) {
+TEST_F(Control, ReplacesTheConfiguredSinkWithASinkOfTheProgram) {
     const TemporaryFile file;
     ZilTrace channel("Control.A", 3, 256);
     RecordingSink sink;

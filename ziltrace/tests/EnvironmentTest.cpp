@@ -19,10 +19,10 @@ using ziltrace::Runtime;
 namespace {
 
 /** A fixture that configures a runtime from the environment, and traces one message. */
-class EnvironmentTest : public ::testing::Test {
+class Environment : public ::testing::Test {
 protected:
-    EnvironmentTest() { m_runtime.registry().add(m_channel); }
-    ~EnvironmentTest() override { unsetenv("ZILTRACE"); }
+    Environment() { m_runtime.registry().add(m_channel); }
+    ~Environment() override { unsetenv("ZILTRACE"); }
 
     void startWith(const std::string& value) {
         setenv("ZILTRACE", value.c_str(), 1);
@@ -56,33 +56,33 @@ protected:
     Runtime m_runtime;
 };
 
-TEST_F(EnvironmentTest, WithoutTheVariableChannelsKeepTheirLevelAndTraceToStderr) {
+TEST_F(Environment, ChangesNoLevelAndTracesToStderrWithoutTheVariable) {
     unsetenv("ZILTRACE");
     start();
     EXPECT_EQ(m_level, constructedLevel);
     EXPECT_EQ(m_errorWrites, std::vector<std::string>{m_tracedLine});
 }
 
-TEST_F(EnvironmentTest, AnEmptyVariableSetsNothing) {
+TEST_F(Environment, SetsNothingIfTheVariableIsEmpty) {
     startWith("");
     EXPECT_EQ(m_level, constructedLevel);
     EXPECT_EQ(m_errorWrites, std::vector<std::string>{m_tracedLine});
 }
 
-TEST_F(EnvironmentTest, TheVariableSetsLevels) {
+TEST_F(Environment, SetsLevels) {
     startWith("Other=1,Test.*=6");
     EXPECT_EQ(m_level, 6);
     EXPECT_EQ(m_errorWrites, std::vector<std::string>{m_tracedLine});
 }
 
-TEST_F(EnvironmentTest, TheVariableSetsTheSink) {
+TEST_F(Environment, SetsTheSink) {
     const TemporaryFile file;
     startWith("sink=file:" + file.path());
     EXPECT_TRUE(m_errorWrites.empty());
     EXPECT_EQ(file.lines().size(), 1U);
 }
 
-class MalformedEnvironment : public EnvironmentTest, public ::testing::WithParamInterface<std::string> {};
+class MalformedEnvironment : public Environment, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(MalformedEnvironment, IsReportedWithOneWriteAndIgnoredAsAWhole) {
     const TemporaryFile file;
@@ -100,14 +100,14 @@ INSTANTIATE_TEST_SUITE_P(Forms, MalformedEnvironment,
                          ::testing::Values("Test.*=8", "Test.*=x", "=3", "Test", "sink=stdout",
                                            "sink=file:", "sink=file:/nonexistent/trace.log", "sink=file:/"));
 
-TEST_F(EnvironmentTest, ReportsAnItemWithNewlinesInOneLine) {
+TEST_F(Environment, ReportsAnItemWithNewlinesInOneLine) {
     startWith("Test\nziltrace: forged=1=");
     ASSERT_EQ(m_errorWrites.size(), 2U);
     EXPECT_EQ(m_errorWrites[0], "ziltrace: ZILTRACE ignored: 'Test\\nziltrace: forged=1=': level is not a number from "
                                 "0 to 7\n");
 }
 
-TEST_F(EnvironmentTest, ReportsWhyAFileCannotBeOpened) {
+TEST_F(Environment, ReportsWhyAFileCannotBeOpened) {
     startWith("sink=file:/nonexistent/trace.log");
     EXPECT_EQ(m_errorWrites.at(0), "ziltrace: ZILTRACE ignored: 'sink=file:/nonexistent/trace.log': No such file or "
                                    "directory\n");

@@ -12,7 +12,7 @@
 
 namespace {
 
-class ForkTest : public TraceFixture {
+class Fork : public TraceFixture {
 protected:
     int useEverything() {
         std::string error;
@@ -43,12 +43,12 @@ private:
     std::promise<void> m_release;
 };
 
-TEST_F(ForkTest, AChildTracesLikeItsParent) {
+TEST_F(Fork, LetsAChildTraceLikeItsParent) {
     EXPECT_EQ(runInChild([this] { std::exit(useEverything()); }).exitCode, 0);
     EXPECT_EQ(useEverything(), 0);
 }
 
-TEST_F(ForkTest, AChildDoesNotWaitForThreadsThatUseASinkInItsParent) {
+TEST_F(Fork, DoesNotMakeAChildWaitForThreadsThatUseASinkInItsParent) {
     BlockingSink sink;
     ZilTraceControl::setSink(&sink);
     std::thread tracer([this] { m_channel.logMsg(1, anyHeader, "x"); });
@@ -60,7 +60,7 @@ TEST_F(ForkTest, AChildDoesNotWaitForThreadsThatUseASinkInItsParent) {
     ZilTraceControl::setSink(nullptr);
 }
 
-TEST_F(ForkTest, AChildCanChangeWhatItsParentWasChanging) {
+TEST_F(Fork, LetsAChildChangeWhatItsParentWasChanging) {
     configure("sink=file:/dev/null");
     std::atomic<bool> stop{false};
     std::thread changer([&stop] {

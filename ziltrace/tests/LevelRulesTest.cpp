@@ -8,7 +8,7 @@ using ziltrace::matches;
 
 namespace {
 
-TEST(Pattern, WithoutWildcardsMatchesTheWholeNameOnly) {
+TEST(Pattern, MatchesOnlyTheWholeNameWithoutWildcards) {
     EXPECT_TRUE(matches("Rynvel.Mmap", "Rynvel.Mmap"));
     EXPECT_FALSE(matches("Rynvel.Mma", "Rynvel.Mmap"));
     EXPECT_FALSE(matches("Rynvel.Mmap2", "Rynvel.Mmap"));
@@ -24,7 +24,7 @@ TEST(Pattern, HasNoOtherSpecialCharacters) {
     EXPECT_FALSE(matches("a[b]", "ab"));
 }
 
-TEST(Pattern, StarMatchesAnyNumberOfCharacters) {
+TEST(Pattern, MatchesAnyNumberOfCharactersWithAStar) {
     EXPECT_TRUE(matches("*", ""));
     EXPECT_TRUE(matches("*", "Rynvel.Mmap"));
     EXPECT_TRUE(matches("Rynvel.*", "Rynvel."));
@@ -35,27 +35,27 @@ TEST(Pattern, StarMatchesAnyNumberOfCharacters) {
     EXPECT_TRUE(matches("a**b", "ab"));
 }
 
-TEST(Pattern, StarLeavesEnoughForTheRestOfThePattern) {
+TEST(Pattern, MatchesTheRestOfThePatternAfterAStar) {
     EXPECT_TRUE(matches("*ab*ab", "abxababab"));
     EXPECT_TRUE(matches("*a?c", "abcabdabc"));
     EXPECT_FALSE(matches("*ab*ac", "abab"));
 }
 
-TEST(Pattern, QuestionMarkMatchesExactlyOneCharacter) {
+TEST(Pattern, MatchesExactlyOneCharacterWithAQuestionMark) {
     EXPECT_TRUE(matches("?map", "Mmap"));
     EXPECT_FALSE(matches("?map", "map"));
     EXPECT_FALSE(matches("?map", "MMmap"));
     EXPECT_FALSE(matches("map?", "map"));
 }
 
-TEST(LevelRules, WithoutAMatchingRuleGiveNoLevel) {
+TEST(LevelRules, ReturnNoLevelWithoutAMatchingRule) {
     LevelRules rules;
     EXPECT_EQ(rules.levelFor("A"), std::nullopt);
     rules.add({"B", 5});
     EXPECT_EQ(rules.levelFor("A"), std::nullopt);
 }
 
-TEST(LevelRules, LaterRulesOverrideWiderAndNarrowerOnes) {
+TEST(LevelRules, ApplyTheLastMatchingRule) {
     LevelRules rules;
     rules.add({"A.*", 5});
     rules.add({"A.b", 2});
@@ -65,7 +65,7 @@ TEST(LevelRules, LaterRulesOverrideWiderAndNarrowerOnes) {
     EXPECT_EQ(rules.levelFor("A.b"), 7);
 }
 
-TEST(LevelRules, ARuleThatIsRepeatedMovesToTheEnd) {
+TEST(LevelRules, MoveARepeatedRuleToTheEnd) {
     LevelRules rules;
     rules.add({"A.b", 2});
     rules.add({"A.*", 5});
@@ -74,7 +74,7 @@ TEST(LevelRules, ARuleThatIsRepeatedMovesToTheEnd) {
     EXPECT_EQ(rules.levelFor("A.c"), 5);
 }
 
-TEST(LevelRules, GiveNoLevelAfterTheyAreCleared) {
+TEST(LevelRules, ReturnNoLevelAfterTheyAreCleared) {
     LevelRules rules;
     rules.add({"*", 7});
     rules.clear();

@@ -37,22 +37,22 @@ std::string viaCalendarOfTheCLibrary(std::time_t time) {
     return text.data();
 }
 
-TEST(LineFormat, OfAMessage) {
+TEST(LineFormat, FormatsAMessage) {
     EXPECT_EQ(formatLine(recordOf(Kind::Message, "width=4")),
               "2024-01-01T00:00:00.001234Z 4711 Rynvel.Mmap 7 MSG cppsrc/RynvelMmap:42 read: width=4\n");
 }
 
-TEST(LineFormat, OfAnEntryWithText) {
+TEST(LineFormat, FormatsAnEntryWithText) {
     EXPECT_EQ(formatLine(recordOf(Kind::Enter, "offset=0x00000010")),
               "2024-01-01T00:00:00.001234Z 4711 Rynvel.Mmap 7 ENTER cppsrc/RynvelMmap:42 read: offset=0x00000010\n");
 }
 
-TEST(LineFormat, OfAnEntryWithoutTextEndsWithTheFunction) {
+TEST(LineFormat, EndsWithTheFunctionForAnEntryWithoutText) {
     EXPECT_EQ(formatLine(recordOf(Kind::Enter, nullptr)),
               "2024-01-01T00:00:00.001234Z 4711 Rynvel.Mmap 7 ENTER cppsrc/RynvelMmap:42 read\n");
 }
 
-TEST(LineFormat, OfAnEmptyTextDiffersFromNoText) {
+TEST(LineFormat, DistinguishesAnEmptyTextFromNoText) {
     EXPECT_EQ(formatMessage(recordOf(Kind::Enter, "")), "4711 Rynvel.Mmap 7 ENTER cppsrc/RynvelMmap:42 read: ");
 }
 

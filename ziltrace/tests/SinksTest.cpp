@@ -19,12 +19,12 @@
 
 namespace {
 
-class SinksTest : public TraceFixture {
+class Sinks : public TraceFixture {
 protected:
     ZilTrace m_channel{"Test.Sinks", 3, 256};
 };
 
-TEST_F(SinksTest, StderrGetsEachLineInOneWrite) {
+TEST_F(Sinks, WriteEachLineToStderrInOneCall) {
     const WriteTap tap(WriteTap::swallow);
     m_channel.logMsg(1, anyHeader, "first\nline");
     m_channel.logEnterMsg(6, anyHeader);
@@ -40,7 +40,7 @@ TEST_F(SinksTest, StderrGetsEachLineInOneWrite) {
     }
 }
 
-TEST_F(SinksTest, FileIsCreatedAndAppendedTo) {
+TEST_F(Sinks, CreateAFileAndAppendToIt) {
     const TemporaryFile file;
     for (const char* text : {"one", "two"}) {
         configure("sink=file:" + file.path());
@@ -52,7 +52,7 @@ TEST_F(SinksTest, FileIsCreatedAndAppendedTo) {
     EXPECT_NE(file.lines()[1].find("start: two"), std::string::npos);
 }
 
-TEST_F(SinksTest, FileCanBeWrittenByItsOwnerOnly) {
+TEST_F(Sinks, CreateAFileThatOnlyItsOwnerCanWrite) {
     const TemporaryFile file;
     const mode_t mask = umask(0);
     configure("sink=file:" + file.path());
@@ -62,7 +62,7 @@ TEST_F(SinksTest, FileCanBeWrittenByItsOwnerOnly) {
     EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
-TEST_F(SinksTest, FileGetsEachLineInOneAppendingWriteAndIsClosedOnExec) {
+TEST_F(Sinks, AppendEachLineToAFileInOneCallAndCloseTheFileOnExec) {
     const TemporaryFile file;
     configure("sink=file:" + file.path());
     const WriteTap tap(WriteTap::forward);
@@ -74,7 +74,7 @@ TEST_F(SinksTest, FileGetsEachLineInOneAppendingWriteAndIsClosedOnExec) {
     EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST_F(SinksTest, FileIsClosedWhenAnotherSinkIsConfigured) {
+TEST_F(Sinks, CloseAFileWhenAnotherSinkIsConfigured) {
     const TemporaryFile file;
     configure("sink=file:" + file.path());
     const WriteTap tap(WriteTap::forward);
@@ -84,7 +84,7 @@ TEST_F(SinksTest, FileIsClosedWhenAnotherSinkIsConfigured) {
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
 }
 
-TEST_F(SinksTest, FileIsSharedByProcessesLineByLine) {
+TEST_F(Sinks, ShareAFileBetweenProcessesLineByLine) {
     constexpr int linesPerProcess = 500;
     const TemporaryFile file;
     const auto traceLines = [&file, this](const std::string& name) {
@@ -112,7 +112,7 @@ TEST_F(SinksTest, FileIsSharedByProcessesLineByLine) {
     }
 }
 
-TEST_F(SinksTest, AFailedWriteLosesOnlyItsLine) {
+TEST_F(Sinks, LoseOnlyTheLineOfAFailedWrite) {
     configure("sink=file:/dev/full");
     m_channel.logMsg(1, anyHeader, "lost");
     const TemporaryFile file;
@@ -121,7 +121,7 @@ TEST_F(SinksTest, AFailedWriteLosesOnlyItsLine) {
     EXPECT_EQ(file.lines().size(), 1U);
 }
 
-TEST_F(SinksTest, SyslogGetsThePriorityOfTheLevel) {
+TEST_F(Sinks, PassThePriorityOfTheLevelToSyslog) {
     configure("sink=syslog");
     SyslogTap tap;
     for (ZilTraceLevel level = -1; level <= 8; ++level) {
@@ -136,7 +136,7 @@ TEST_F(SinksTest, SyslogGetsThePriorityOfTheLevel) {
     EXPECT_EQ(priorities, expected);
 }
 
-TEST_F(SinksTest, SyslogGetsTheLineWithoutTimeStampAndNewline) {
+TEST_F(Sinks, PassTheLineToSyslogWithoutTimeStampAndNewline) {
     configure("sink=syslog");
     SyslogTap tap;
     m_channel.logMsg(1, anyHeader, "100%s\n");
@@ -144,7 +144,7 @@ TEST_F(SinksTest, SyslogGetsTheLineWithoutTimeStampAndNewline) {
     EXPECT_EQ(tap.calls[0].message, std::to_string(gettid()) + " Test.Sinks 1 MSG src/Pump.cpp:42 start: 100%s\\n");
 }
 
-TEST_F(SinksTest, SyslogDoesNotWriteToStderr) {
+TEST_F(Sinks, DoNotWriteToStderrThroughSyslog) {
     configure("sink=syslog");
     const WriteTap tap(WriteTap::swallow);
     m_channel.logMsg(1, anyHeader, "text");

@@ -77,7 +77,7 @@ private:
 }
 
 std::string boundsOf(const DeviceProperties& device) {
-    const std::string size = std::to_string(device.registers * device.bytes());
+    const std::string size = std::to_string(device.registerCount * device.bytes());
     return device.hasMap ? "the map of " + size + " bytes" : "the 32-bit address range";
 }
 
@@ -162,7 +162,7 @@ std::uint32_t parseAddress(const DeviceProperties& device, PyObject* address, Py
     }
     const Integer place(isByteAddress ? address : index);
     const std::uint64_t first = indexOf(device, place, isByteAddress, items);
-    if (first + items > device.registers || first >= device.registers) {
+    if (first + items > device.registerCount || first >= device.registerCount) {
         failOutside(device, place.text(isByteAddress), items);
     }
     if (first + items > 1 && !device.isUnitKnown) {
@@ -187,9 +187,9 @@ std::uint32_t parseValue(const DeviceProperties& device, const char* what, PyObj
 
 std::uint64_t parseCount(const DeviceProperties& device, PyObject* value) {
     const Integer count(value);
-    if (!count.isBetween(0, device.registers)) {
+    if (!count.isBetween(0, device.registerCount)) {
         fail(ErrorKind::Range, device.name + ": count " + count.text(false) + " is not from 0 to " +
-                                   std::to_string(device.registers) + " (the registers of the device)");
+                                   std::to_string(device.registerCount) + " (the registers of the device)");
     }
     return count.value();
 }

@@ -19,7 +19,7 @@ namespace RynvelPython {
 
 namespace {
 
-/** The state of a Python object for a device. Threads use it only with the interpreter lock. */
+/** The state of a Python object for a device. Threads use it only with the GIL. */
 struct DeviceState {
     /** Null after close(). */
     std::shared_ptr<OpenDevice> device;
@@ -63,22 +63,22 @@ const std::shared_ptr<OpenDevice>& usable(const DeviceState& state) {
 PyObject* none() { return Py_NewRef(Py_None); }
 
 /**
- * Calls an operation on some registers of the open device. Releases the interpreter lock for a device that may block,
+ * Calls an operation on some registers of the open device. Releases the GIL for a device that may block,
  * and for many registers. For a few loads or stores, releasing the lock would take longer than the operation.
  */
 template <typename Operation>
 void operate(const DeviceState& state, std::uint64_t items, const Operation& operation) {
-    // With an access time of 1 microsecond, a burst of so many registers takes less time than a thread has before the
+    // With an access time of 1 microsecond, a burst of this many registers takes less time than a thread has before the
     // interpreter switches to the next one.
     constexpr std::uint64_t fewItems = 1024;
     const auto& device = usable(state);
     if (!device->mayBlock()) {
         if (items <= fewItems) {
-            refreshFaultGuard();
+            refreshBusErrorGuard();
             operation(*device);
             return;
         }
-        installFaultGuard();
+        installBusErrorGuard();
     }
     // Another thread may close the device meanwhile.
     const std::shared_ptr<OpenDevice> kept = device;
@@ -102,7 +102,7 @@ bool isPlainAddress(const DeviceProperties& device, PyObject* argument, std::uin
     }
     const unsigned long index = number / bytes;
     address = static_cast<std::uint32_t>(index * device.type.addressStride);
-    return index < device.registers && items <= device.registers - index;
+    return index < device.registerCount && items <= device.registerCount - index;
 }
 
 PyObject* readRegister(PyObject* self, PyObject* const* arguments, Py_ssize_t count, PyObject* names) {
@@ -147,8 +147,11 @@ public:
         if (PyObject_GetBuffer(object, &m_view, flags | PyBUF_C_CONTIGUOUS | PyBUF_FORMAT) != 0) {
             if (PyErr_ExceptionMatches(PyExc_BufferError) != 0) {
                 PyErr_Clear();
-                throw OperationError(ErrorKind::Type, device.name + ": the buffer must be contiguous" +
-                                                          ((flags & PyBUF_WRITABLE) != 0 ? " and writable" : ""));
+                throw OperationError(ErrorKind::Type,
+                                     device.name + ((flags & PyBUF_WRITABLE) != 0
+                                                        ? ": the buffer is not contiguous and writable (give, for "
+                                                          "example, a bytearray)"
+                                                        : ": the buffer is not contiguous (give, for example, bytes)"));
             }
             throw PythonError();
         }
@@ -410,7 +413,7 @@ PyObject* getRemote(PyObject* self, void* /*unused*/) {
 }
 PyObject* getSize(PyObject* self, void* /*unused*/) {
     const DeviceProperties& device = stateOf(self).properties;
-    return device.hasMap ? PyLong_FromUnsignedLongLong(device.registers * device.bytes()) : none();
+    return device.hasMap ? PyLong_FromUnsignedLongLong(device.registerCount * device.bytes()) : none();
 }
 
 PyObject* newDevice(PyTypeObject* type, PyObject* arguments, PyObject* named) {
@@ -433,7 +436,7 @@ PyObject* newDevice(PyTypeObject* type, PyObject* arguments, PyObject* named) {
             request.type = parseText("type", serverType, false);
         }
         auto state = std::make_unique<DeviceState>();
-        installFaultGuard();
+        installBusErrorGuard();
         unlocked([&] { state->device = openDevice(request); });
         state->properties = state->device->properties();
         state->forks = Forks::count();
@@ -494,45 +497,45 @@ void addDeviceType(PyObject* module) {
     static PyMethodDef methods[] = {
         method("read", readRegister,
                "read($self, address=None, /, *, index=None)\n--\n\n"
-               "Read a register and return its value.\n\n"
-               "Give the byte address of the register, or its index. The lock of the interpreter is held during the\n"
-               "read of a mapped device, and released for all other devices.\n\n"
+               "Reads a register and returns its value.\n\n"
+               "Give the byte address of the register, or its index. The GIL is held during the read of a mapped\n"
+               "device, and released for all other devices.\n\n"
                "Raises RangeError, AlignmentError, BusError, DeviceError, ClosedError; for a remote device also\n"
                "RefusedError, ConnectionLostError and DeviceTimeoutError."),
         method("write", writeRegister,
                "write($self, address, value, *, mask=None, index=None)\n--\n\n"
-               "Write a value to a register, or only the bits of the value that a mask selects.\n\n"
+               "Writes a value to a register, or only the bits of the value that a mask selects.\n\n"
                "With index=, give None as the address. Raises ValueTooWideError for a value or a mask that does not\n"
                "fit in a register, and the errors of read()."),
         method(
             "read_into", readInto,
             "read_into($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
-            "Read as many registers as fit in a writable buffer, in ascending order.\n\n"
+            "Reads as many registers as fit in a writable buffer, in ascending order.\n\n"
             "The items of the buffer are bytes, or have the width of the registers. With byteorder='network', the\n"
             "bytes of each register are in big-endian order. Between the parts of a long burst, other threads may\n"
             "use the device, and Ctrl-C ends the burst. The parts have 4096 registers for a mapped device, 256 for\n"
             "another device of this machine, and 128 for a remote device. On seekable devices of 16 or 32 bits and on\n"
-            "FPGAs, each register is a part. The lock of the interpreter is held during a burst of at most 1024\n"
-            "registers of a mapped device, and released for all other bursts.\n\n"
+            "FPGAs, each register is a part. The GIL is held during a burst of at most 1024 registers of a mapped\n"
+            "device, and released for all other bursts.\n\n"
             "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
             "than the registers get, and the errors of read()."),
         method("write_from", writeFrom,
                "write_from($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
-               "Write the items of a buffer to consecutive registers, in ascending order.\n\n"
+               "Writes the items of a buffer to consecutive registers, in ascending order.\n\n"
                "The rules and the errors of read_into() apply."),
         method("read_block", readBlock,
                "read_block($self, address, count, *, index=None, byteorder='host')\n--\n\n"
-               "Read consecutive registers and return them as a memoryview of the width of the registers.\n\n"
+               "Reads consecutive registers and returns them as a memoryview of the width of the registers.\n\n"
                "The items have the format B, H or I. With byteorder='network', the bytes of each register are in\n"
                "big-endian order, and the format is >H or >I. bytes() and numpy.asarray() understand this format. An\n"
                "index, list() and tolist() of the memoryview raise NotImplementedError.\n\n"
                "The rules and the errors of read_into() apply."),
         {"close", closeDevice, METH_NOARGS,
          "close($self, /)\n--\n\n"
-         "Disable the interrupts if they are in use, and close the device.\n\n"
+         "Disables the interrupts if they are in use, and closes the device.\n\n"
          "Ends the wait of another thread with ClosedError. A closed device stays closed.\n\n"
          "Ctrl-C ends a close() that waits for another thread. Call it again to disable the interrupts."},
-        {"_start_interrupts", startInterrupts, METH_NOARGS, "Enable the interrupts and return a Session."},
+        {"_start_interrupts", startInterrupts, METH_NOARGS, "Enables the interrupts and returns a Session."},
         {nullptr, nullptr, 0, nullptr}};
     static PyGetSetDef attributes[] = {
         {"name", getName, nullptr, "The name of the device.", nullptr},
@@ -625,11 +628,12 @@ void deallocateSession(PyObject* self) {
 
 void addSessionType(PyObject* module) {
     static PyMethodDef methods[] = {
-        {"wait", waitForInterrupt, METH_O, "Wait for the next interrupt and return its word; None after the time-out."},
-        {"enable", enableInterrupts, METH_NOARGS, "Enable the interrupt if the last one has disabled it."},
-        {"stop", stopSession, METH_NOARGS, "Disable the interrupts and release them."},
+        {"wait", waitForInterrupt, METH_O,
+         "Waits for the next interrupt and returns its word; None after the time-out."},
+        {"enable", enableInterrupts, METH_NOARGS, "Enables the interrupt if the last one has disabled it."},
+        {"stop", stopSession, METH_NOARGS, "Disables the interrupts and releases them."},
         {"descriptors", sessionDescriptors, METH_NOARGS,
-         "Return two descriptors: one that is readable when an interrupt arrives, one after stop()."},
+         "Returns two descriptors: one that is readable when an interrupt arrives, one after stop()."},
         {nullptr, nullptr, 0, nullptr}};
     static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(deallocateSession)},
                                   {Py_tp_finalize, reinterpret_cast<void*>(finalizeSession)},

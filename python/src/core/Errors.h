@@ -36,7 +36,7 @@ enum class ErrorKind {
     Type
 };
 
-/** The failure of an operation. Code that does not hold the interpreter lock may throw it. */
+/** The failure of an operation. Code that does not hold the GIL may throw it. */
 class OperationError : public std::runtime_error {
 public:
     /** @param systemError the error number of a system call; 0 if there is none. */

@@ -19,8 +19,8 @@ constexpr std::chrono::milliseconds checkInterval(50);
 }
 
 /**
- * Stops the thread for ever if an exception passes the scope. When the interpreter ends, it unwinds the stack of a
- * thread that takes the lock. Destructors of other objects would then use the interpreter without the lock.
+ * Stops the thread forever if an exception leaves the scope. When the interpreter ends, it unwinds the stack of a
+ * thread that takes the GIL. Destructors of other objects would then use the interpreter without the GIL.
  */
 class StopUnlessReached {
 public:
@@ -72,7 +72,7 @@ void UnlockedWork::release() {
     m_state = PyEval_SaveThread();
 }
 
-// The interpreter begins to end with the interpreter lock, and the thread clears m_isLocking with that lock. If
+// The interpreter begins to end with the GIL, and the thread clears m_isLocking with that lock. If
 // m_isLocking is true after that, the thread does not have the lock, and will not get it.
 bool UnlockedWork::isLost() const { return isInterpreterEnding() && m_isLocking; }
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Work without the interpreter lock, signals during this work, and forked processes.
+ * Work without the GIL (global interpreter lock), signals during this work, and forked processes.
  */
 #ifndef RYNVEL_PYTHON_INTERPRETER_H
 #define RYNVEL_PYTHON_INTERPRETER_H
@@ -18,17 +18,17 @@
 namespace RynvelPython {
 
 /**
- * Work of a thread without the interpreter lock. The class has no destructor that takes the lock: when the interpreter
+ * Work of a thread without the GIL. The class has no destructor that takes the lock: when the interpreter
  * ends, a thread that takes the lock never returns.
  */
 class UnlockedWork {
 public:
-    /** Releases the interpreter lock. */
+    /** Releases the GIL. */
     UnlockedWork();
     UnlockedWork(const UnlockedWork&) = delete;
     UnlockedWork& operator=(const UnlockedWork&) = delete;
 
-    /** Takes the interpreter lock. Call this function exactly once. */
+    /** Takes the GIL. Call this function exactly once. */
     void end();
 
     /** Calls the signal handlers of the program. @throws PythonError if a handler raises an exception. */
@@ -36,18 +36,18 @@ public:
 
     /**
      * Calls checkSignals() if some time has passed since the last call. In a long burst, calling it for each chunk
-     * would make the thread wait for the interpreter lock each time.
+     * would make the thread wait for the GIL each time.
      */
     static void checkSignalsSometimes();
 
-    /** Returns the work of the calling thread, which must work without the interpreter lock. */
+    /** Returns the work of the calling thread, which must work without the GIL. */
     static const UnlockedWork* current() { return s_current; }
 
     /** Returns whether the calling thread does this work, or does other work in a signal handler during this work. */
     bool isOfThisThread() const { return m_thread == std::this_thread::get_id(); }
 
     /**
-     * Returns whether the work never continues: the thread waits for the interpreter lock, and the interpreter ends.
+     * Returns whether the work never continues: the thread waits for the GIL, and the interpreter ends.
      * The thread then keeps what it has locked. Any thread may call this function.
      */
     bool isLost() const;
@@ -75,12 +75,12 @@ private:
     PyThreadState* m_state;
     UnlockedWork* const m_outer;
     const std::thread::id m_thread;
-    /** Whether the thread waits for the interpreter lock or holds it. */
+    /** Whether the thread waits for the GIL or holds it. */
     std::atomic<bool> m_isLocking{false};
     std::chrono::steady_clock::time_point m_lastCheck;
 };
 
-/** Calls a function without the interpreter lock. The function must not use Python objects. It may throw. */
+/** Calls a function without the GIL. The function must not use Python objects. It may throw. */
 template <typename Function>
 void unlocked(const Function& function) {
     std::exception_ptr failure;

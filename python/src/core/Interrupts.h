@@ -29,7 +29,7 @@ namespace RynvelPython {
  */
 class InterruptSession {
 public:
-    /** Prepares and enables the interrupts. Call this function without the interpreter lock, like all others. */
+    /** Prepares and enables the interrupts. Call this function without the GIL, like all others. */
     explicit InterruptSession(std::shared_ptr<OpenDevice> device);
     InterruptSession(const InterruptSession&) = delete;
     InterruptSession& operator=(const InterruptSession&) = delete;

@@ -5,9 +5,9 @@
 
 #include <unistd.h>
 
+#include "BusErrorGuard.h"
 #include "DeviceProbe.h"
 #include "Errors.h"
-#include "FaultGuard.h"
 #include "NonBlocking.h"
 #include "OpenDevice.h"
 
@@ -15,12 +15,12 @@ namespace RynvelPython {
 
 namespace {
 
-using Common::Access;
+using Common::AccessMethod;
 using Common::AccessResult;
 
-/** A burst holds the mutex of a mapped device for so many registers. */
+/** The number of registers for which a burst of a mapped device holds the mutex. */
 constexpr std::uint32_t mappedItems = 4096;
-/** Each register of these devices takes a system call or a byte of one. */
+/** The same for other local devices, whose registers each take a system call or a byte of a system call. */
 constexpr std::uint32_t fileItems = 256;
 
 /** The number of accesses of this thread until the next check of the handler of bus errors. */
@@ -42,7 +42,7 @@ public:
         setProperties(std::move(properties));
     }
 
-    bool mayBlock() const override { return access() != Access::Mapped; }
+    bool mayBlock() const override { return access() != AccessMethod::Mapped; }
 
     std::uint32_t read(std::uint32_t address) override {
         std::uint32_t value = 0;
@@ -61,7 +61,7 @@ public:
         require(m_device->write(address, value, mask), "writing", address);
     }
 
-    std::uint32_t maxItems() const override { return access() == Access::Mapped ? mappedItems : fileItems; }
+    std::uint32_t maxItems() const override { return access() == AccessMethod::Mapped ? mappedItems : fileItems; }
 
     void readInto(std::uint32_t address, void* registers, std::uint32_t items, bool isReversed) override {
         if (!hasOnlySingleTransfers(properties().type)) {
@@ -118,7 +118,7 @@ private:
         return isReversed ? Rynvel::ByteOrder::Network : Rynvel::ByteOrder::Host;
     }
 
-    Access access() const { return properties().type.access; }
+    AccessMethod access() const { return properties().type.access; }
     unsigned int width() const { return properties().type.width; }
     unsigned int stride() const { return properties().type.addressStride; }
     int descriptor() { return m_device->device().getNativeHandle(); }
@@ -180,19 +180,19 @@ ErrorKind kindOf(int systemError) {
 
 } // namespace
 
-void installFaultGuard() {
-    Common::FaultGuard::install();
-    Common::FaultGuard::unblock();
+void installBusErrorGuard() {
+    Common::BusErrorGuard::install();
+    Common::BusErrorGuard::unblock();
     uncheckedAccesses = 0;
 }
 
-void refreshFaultGuard() {
+void refreshBusErrorGuard() {
     constexpr unsigned int mostUncheckedAccesses = 255;
     if (uncheckedAccesses > 0) {
         --uncheckedAccesses;
         return;
     }
-    installFaultGuard();
+    installBusErrorGuard();
     uncheckedAccesses = mostUncheckedAccesses;
 }
 

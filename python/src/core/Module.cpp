@@ -23,7 +23,7 @@ namespace py = pybind11;
 /** The name, kind, width, path, server, and whether the device file exists. */
 py::tuple describe(const Rynvel::MemoryDevice& row) {
     const Common::DeviceTypeInfo& type = *Common::findDeviceTypeInfo(row.m_type);
-    if (type.access == Common::Access::Remote) {
+    if (type.access == Common::AccessMethod::Remote) {
         return py::make_tuple(row.m_name, type.name, type.width, py::none(), row.m_devicePath, py::none());
     }
     return py::make_tuple(row.m_name, type.name, type.width, row.m_devicePath, py::none(),
@@ -91,18 +91,18 @@ void build(py::module_& module) {
         requireLoaded(false);
     }
     Forks::watch();
-    module.def("devices", listDevices, "Return the rows of the device table.");
-    module.def("trace_attach", attachTraces, "Collect the traces of all channels.");
-    module.def("trace_detach", detachTraces, "Give the traces to the configured sink again.");
-    module.def("trace_wait", waitForTraces, py::arg("timeout"), "Wait for traces.");
-    module.def("trace_take", takeTraces, "Return the traces since the last call.");
+    module.def("devices", listDevices, "Returns the rows of the device table.");
+    module.def("trace_attach", attachTraces, "Collects the traces of all channels.");
+    module.def("trace_detach", detachTraces, "Sends the traces to the configured sink again.");
+    module.def("trace_wait", waitForTraces, py::arg("timeout"), "Waits for traces.");
+    module.def("trace_take", takeTraces, "Returns the traces since the last call.");
     module.def(
-        "trace_wake_up", [] { TraceQueue::instance().wakeUp(); }, "End the wait of another thread.");
+        "trace_wake_up", [] { TraceQueue::instance().wakeUp(); }, "Ends the wait of another thread.");
     module.def(
-        "trace_lost", [] { return TraceQueue::instance().lost(); }, "Return the number of lost traces.");
-    module.def("trace_channels", listChannels, "Return the names and levels of all channels.");
+        "trace_lost", [] { return TraceQueue::instance().lost(); }, "Returns the number of lost traces.");
+    module.def("trace_channels", listChannels, "Returns the names and levels of all channels.");
     module.def("trace_set_level", ZilTraceControl::setLevel, py::arg("pattern"), py::arg("level"),
-               "Set the level of the channels that match a pattern. Return whether both are valid.");
+               "Sets the level of the channels that match a pattern. Returns whether both are valid.");
 }
 
 } // namespace

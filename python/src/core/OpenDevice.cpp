@@ -43,10 +43,10 @@ std::vector<std::string> namesOfDevices() {
     return names;
 }
 
-OperationError unknownDevice(const std::string& name, const std::string& remedy) {
+OperationError unknownDevice(const std::string& name, const std::string& hint) {
     const std::string question = Common::didYouMean(Common::nearestNames(name, namesOfDevices()));
     return {ErrorKind::UnknownDevice,
-            quoted(name) + ": no device has this name (" + (question.empty() ? remedy : question) + ')'};
+            quoted(name) + ": no device has this name (" + (question.empty() ? hint : question) + ')'};
 }
 
 const Rynvel::MemoryDevice* findRow(const std::string& name) {
@@ -73,7 +73,7 @@ const DeviceTypeInfo& parseType(const std::string& name) {
             throw OperationError(ErrorKind::Value,
                                  "type: " + quoted(name) + " is not a device type of a server (" + names + ')');
         }
-        if (type->access == Common::Access::Remote) {
+        if (type->access == Common::AccessMethod::Remote) {
             continue;
         }
         if (name == type->name) {
@@ -104,7 +104,7 @@ std::shared_ptr<OpenDevice> openOnServer(const OpenRequest& request, const std::
         throw unknownDevice(request.name, "give the type of the server's device with type=");
     }
     const DeviceTypeInfo& type = typeOf(*row);
-    return openRemote(request.name, server, type, type.access != Common::Access::Remote, request.timeout);
+    return openRemote(request.name, server, type, type.access != Common::AccessMethod::Remote, request.timeout);
 }
 
 // The library treats an address with a single colon as a host name.
@@ -142,7 +142,7 @@ std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request) {
         throw unknownDevice(request.name, "rynvel.devices() lists the names");
     }
     const DeviceTypeInfo& type = typeOf(*row);
-    if (type.access == Common::Access::Remote) {
+    if (type.access == Common::AccessMethod::Remote) {
         return openRemoteRow(*row, type, request);
     }
     if (request.type) {

@@ -28,8 +28,8 @@ struct DeviceProperties {
     /** The server of a remote device, as HOST::PORT; empty for a device of this machine. */
     std::string server;
     /** The number of registers that an address can select. */
-    std::uint64_t registers;
-    /** Whether `registers` comes from the map of the device. Otherwise, it comes from the size of an address. */
+    std::uint64_t registerCount;
+    /** Whether `registerCount` comes from the map of the device. Otherwise, it comes from the size of an address. */
     bool hasMap;
     /** Whether the unit of an address is known. If it is not, only register 0 can be used. */
     bool isUnitKnown;
@@ -70,7 +70,7 @@ public:
     virtual int prepareInterrupts() = 0;
     virtual void enableInterrupts() = 0;
     virtual void disableInterrupts() = 0;
-    /** Undoes prepareInterrupts(), also after a call that has failed. */
+    /** Undoes prepareInterrupts(), even after a call that has failed. */
     virtual void releaseInterrupts() = 0;
     /** Returns the interrupt word when the descriptor is ready; none if there is no interrupt after all. */
     virtual std::optional<std::uint32_t> receiveInterrupt() = 0;
@@ -89,24 +89,24 @@ struct OpenRequest {
     std::optional<std::string> server;
     /** The type of the device on its server; none for the type in the device table. */
     std::optional<std::string> type;
-    /** The time-out of an answer of a server. */
+    /** The time-out for each answer from the server. */
     std::chrono::milliseconds timeout;
 };
 
 constexpr std::chrono::seconds defaultAnswerTimeout(5);
 
 /**
- * Prepares the process and the calling thread for bus errors. Call this function with the interpreter lock, before
- * openDevice(). A mutex instead of the interpreter lock could be locked for ever in a forked child.
+ * Prepares the process and the calling thread for bus errors. Call this function while you hold the GIL (global
+ * interpreter lock), before openDevice(). A mutex instead of the GIL could stay locked forever in a forked child.
  */
-void installFaultGuard();
+void installBusErrorGuard();
 
 /**
- * Calls installFaultGuard() again, because the program may have replaced the handler or blocked the signal. Does so in
- * the first call of a thread, in the first call after installFaultGuard(), and then once in 256 calls: the system calls
- * take longer than the access to a register.
+ * Calls installBusErrorGuard() again, because the program may have replaced the handler or blocked the signal. Does so
+ * in the first call of a thread, in the first call after installBusErrorGuard(), and then once in 256 calls: the system
+ * calls take longer than the access to a register.
  */
-void refreshFaultGuard();
+void refreshBusErrorGuard();
 
 /** Opens a device. May block. @throws OperationError or PythonError */
 std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request);
@@ -115,9 +115,9 @@ std::shared_ptr<OpenDevice> openDevice(const OpenRequest& request);
 std::shared_ptr<OpenDevice> openLocal(const Rynvel::MemoryDevice& row, const Common::DeviceTypeInfo& type);
 
 /**
- * Returns the device of a server.
+ * Returns a remote device.
  *
- * @param isTypeKnown whether `type` is the type on the server. Otherwise, only its width counts.
+ * @param isTypeKnown whether `type` is the type on the server. Otherwise, only its width is used.
  * @throws OperationError or PythonError
  */
 std::shared_ptr<OpenDevice> openRemote(const std::string& name, const std::string& server,
@@ -126,7 +126,7 @@ std::shared_ptr<OpenDevice> openRemote(const std::string& name, const std::strin
 
 /** Returns whether bursts of the device type transfer one register at a time, because the library's do not succeed. */
 inline bool hasOnlySingleTransfers(const Common::DeviceTypeInfo& type) {
-    return type.access == Common::Access::Seekable && type.width > 8;
+    return type.access == Common::AccessMethod::Seekable && type.width > 8;
 }
 
 /** Returns the number of registers that 32-bit addresses can select. */

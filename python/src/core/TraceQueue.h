@@ -36,7 +36,7 @@ struct Trace {
  * Collects the traces of the process while it is attached.
  *
  * The library calls a sink in the thread that traces, which may hold the mutex of a device. The sink therefore never
- * takes the interpreter lock: it only stores a copy. The only queue exists until the process ends, because a thread may
+ * takes the GIL: it only stores a copy. The only queue exists until the process ends, because a thread may
  * trace or wait until then.
  */
 class TraceQueue final : public ZilTraceControl::Sink {

@@ -143,7 +143,7 @@ DeviceWrite RegisterView::planFields(const std::vector<std::pair<std::size_t, st
 DeviceWrite RegisterView::planRegister(std::uint64_t value, std::optional<std::uint64_t> mask) const {
     requireAccessible();
     if (!Maps::isWritable(contents())) {
-        throw Maps::RefusedValue(Maps::subjectOf(m_located) + " is read-only");
+        throw Maps::RefusedValue(Maps::nameWithKind(m_located) + " is read-only");
     }
     Maps::requireAllowed(m_located, {value, mask.value_or(UINT64_MAX)});
     if (!mask) {
@@ -161,10 +161,10 @@ void RegisterView::requireResultAllowed(const DeviceWrite& write, std::uint64_t 
 void RegisterView::requireReadable(bool allowsSideEffects) const {
     requireAccessible();
     if (!Maps::isReadable(contents())) {
-        throw Maps::RefusedValue(Maps::subjectOf(m_located) + " is write-only");
+        throw Maps::RefusedValue(Maps::nameWithKind(m_located) + " is write-only");
     }
-    if (m_word.hasReadEffect && !allowsSideEffects) {
-        throw Maps::RefusedValue("reading " + Maps::subjectOf(m_located) +
+    if (m_word.hasReadSideEffect && !allowsSideEffects) {
+        throw Maps::RefusedValue("reading " + Maps::nameWithKind(m_located) +
                                  " has a side effect (read(side_effects=True) reads it)");
     }
 }

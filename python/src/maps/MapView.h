@@ -27,16 +27,16 @@ namespace RynvelPython {
 /** The description of one device, with the map that contains it. */
 class DeviceMap {
 public:
-    DeviceMap(std::shared_ptr<Maps::MapSearch> search, const Maps::DeviceDescription& description, unsigned int width)
+    DeviceMap(std::shared_ptr<Maps::MapSearch> search, const Maps::DevicePeripheral& description, unsigned int width)
         : m_search(std::move(search)), m_description(description), m_registers(*description.peripheral, width) {}
 
-    const Maps::DeviceDescription& description() const { return m_description; }
+    const Maps::DevicePeripheral& description() const { return m_description; }
     const Maps::Peripheral& peripheral() const { return *m_description.peripheral; }
     const Maps::DeviceRegisters& registers() const { return m_registers; }
 
 private:
     std::shared_ptr<Maps::MapSearch> m_search;
-    Maps::DeviceDescription m_description;
+    Maps::DevicePeripheral m_description;
     Maps::DeviceRegisters m_registers;
 };
 
@@ -86,7 +86,7 @@ public:
     const Maps::LocatedRegister& located() const { return m_located; }
     const Maps::Register& contents() const { return *m_located.contents; }
     std::string obstacle() const { return m_map->registers().obstacleTo(m_located); }
-    bool hasReadEffect() const { return m_word.hasReadEffect; }
+    bool hasReadSideEffect() const { return m_word.hasReadSideEffect; }
 
     /** Returns a number that registers with the same list of fields share. */
     std::uintptr_t shape() const { return reinterpret_cast<std::uintptr_t>(contents().fields.begin()); }

@@ -145,7 +145,7 @@ void defineRegisters(py::module_& module) {
         .def_property_readonly("size", [](const RegisterView& self) { return self.contents().size; })
         .def_property_readonly("readable", [](const RegisterView& self) { return Maps::isReadable(self.contents()); })
         .def_property_readonly("writable", [](const RegisterView& self) { return Maps::isWritable(self.contents()); })
-        .def_property_readonly("has_read_effect", &RegisterView::hasReadEffect)
+        .def_property_readonly("has_read_effect", &RegisterView::hasReadSideEffect)
         .def_property_readonly("obstacle", [](const RegisterView& self) { return textOf(self.obstacle()); })
         .def_property_readonly("reset_value", [](const RegisterView& self) { return self.contents().resetValue; })
         .def_property_readonly("fields", &fieldsOf)

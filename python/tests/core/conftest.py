@@ -48,7 +48,7 @@ class Driver:
         self._end.send(struct.pack("=I", count))
 
     def controls(self) -> list[int]:
-        """Return what the program has written so far: 1 to enable the interrupt, 0 to disable it."""
+        """Returns what the program has written so far: 1 to enable the interrupt, 0 to disable it."""
         written = []
         while True:
             try:
@@ -91,7 +91,7 @@ def server() -> Iterator[str]:
 
 
 def run_program(text: str) -> subprocess.CompletedProcess[str]:
-    """Run a Python program in the working folder, and return its outcome."""
+    """Runs a Python program in the working folder, and returns its outcome."""
     driver = os.environ.get("RYNVEL_FAKE_DRIVER")
     return subprocess.run(
         [sys.executable, "-X", "faulthandler", "-c", text],
@@ -103,5 +103,5 @@ def run_program(text: str) -> subprocess.CompletedProcess[str]:
 
 
 def calls(*functions: Callable[[], object]) -> tuple[Callable[[], object], ...]:
-    """Return functions of any result type as a sequence of one type."""
+    """Returns functions of any result type as a sequence of one type."""
     return functions

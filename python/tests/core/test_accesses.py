@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Registers: the same behavior for files, for mapped devices and for devices of a server."""
+"""Registers: the same behavior for files, for mapped devices and for remote devices."""
 
 from __future__ import annotations
 

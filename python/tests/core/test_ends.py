@@ -127,9 +127,9 @@ ENDS = {
 }
 STATUS = {"exception": 3}
 
-# At the end of the interpreter, the slow finalizer lets a daemon thread wait for the lock of the interpreter, which it
-# never gets. Then another finalizer uses what that thread keeps. The thread must not use a global name of the program:
-# otherwise, the interpreter runs no finalizers.
+# At the end of the interpreter, the slow finalizer lets a daemon thread wait for the GIL, which the thread never gets.
+# Then another finalizer uses what that thread keeps. The thread must not use a global name of the program: otherwise,
+# the interpreter runs no finalizers.
 SLOW_ENDS = {
     "generator with interrupts": "generator = use(); start(next(generator).wait)",
     "finalizer that closes a device during a wait": "closing = Closing(devices[2]); start(irq.wait)",
@@ -280,7 +280,7 @@ def test_nothing_leaks(files: Path) -> None:
 
 
 @pytest.mark.slow
-def test_nothing_leaks_in_a_long_time(files: Path) -> None:
+def test_nothing_leaks_after_many_operations(files: Path) -> None:
     """Opens and closes local and remote devices 10,000 times, and reads more than a million times."""
     with ScriptedServer() as server:
         result = run_python(LEAKS, server.address, "10000", "1000", seconds=1800)

@@ -250,7 +250,7 @@ def test_a_failing_write_is_an_error(files: Path) -> None:
         assert pytest.raises(OSError, device.write, 0, 1).value.errno == errno.ENOSPC
 
 
-def test_reading_behind_the_end_of_a_file_is_an_error(files: Path) -> None:
+def test_reading_after_the_end_of_a_file_is_an_error(files: Path) -> None:
     for name in ("file8", "file16", "file32"):
         with rynvel.open(name) as device:
             for call in calls(lambda: device.read(1024), lambda: device.read_block(1020, 5 if name == "file8" else 3)):
@@ -405,13 +405,13 @@ def test_a_closed_device_stays_closed(files: Path) -> None:
             assert device.width in (8, 32) and device.kind
 
 
-def test_a_block_closes_the_device_also_when_it_fails(files: Path) -> None:
+def test_a_block_closes_the_device_even_when_it_fails(files: Path) -> None:
     with pytest.raises(ZeroDivisionError), rynvel.open("map32") as device:
         raise ZeroDivisionError
     assert device.closed
 
 
-def test_a_forgotten_device_is_closed_with_a_warning(files: Path) -> None:
+def test_an_unreferenced_device_is_closed_with_a_warning(files: Path) -> None:
     rynvel.open("map32").close()
     before = descriptors()
     device = rynvel.open("map32")
@@ -429,7 +429,7 @@ def test_devices_cannot_be_copied(files: Path) -> None:
                 call()
 
 
-def test_half_made_objects_are_impossible() -> None:
+def test_objects_cannot_be_created_without_a_device() -> None:
     core_module = sys.modules["rynvel._core"]
     for kind in (rynvel.Device, core_module.Device, core_module.Session, core_module.Block):
         with pytest.raises(TypeError):
@@ -474,7 +474,7 @@ def test_only_register_0_can_be_used_if_the_type_is_unknown(files: Path) -> None
             assert server.requests[-1].address == 2
 
 
-def test_all_descriptors_are_given_back(files: Path) -> None:
+def test_all_descriptors_are_closed(files: Path) -> None:
     rynvel.open("map32").close()
     before = descriptors()
     with ScriptedServer() as server:

@@ -223,7 +223,7 @@ def test_other_threads_run_during_a_request() -> None:
         thread = threading.Thread(target=device.read, args=(0,))
         thread.start()
         server.wait_for(READ32)
-        # This thread would not run if the other one held the lock of the interpreter.
+        # This thread would not run if the other one held the GIL.
         released.set()
         thread.join(DEADLINE)
         assert not thread.is_alive()

@@ -71,7 +71,7 @@ def test_an_exception_of_a_sink_is_printed(capsys: pytest.CaptureFixture[str]) -
     assert "broken sink" in capsys.readouterr().err
 
 
-def test_traces_go_to_logging(caplog: pytest.LogCaptureFixture) -> None:
+def test_traces_are_passed_to_logging(caplog: pytest.LogCaptureFixture) -> None:
     log = logging.getLogger("rynvel.test")
     with caplog.at_level(logging.DEBUG), rynvel.trace("Rynvel.Lseek", 6, lambda each: log.debug("%s", each.text)):
         with rynvel.open("file8") as device:

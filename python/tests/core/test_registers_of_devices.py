@@ -53,7 +53,7 @@ def test_bursts_have_the_same_registers_as_single_reads(name: str, order: Any) -
 @pytest.mark.parametrize("name", LOCAL)
 @pytest.mark.parametrize("order", ["host", "network"])
 @pytest.mark.parametrize("shift", [0, 1])
-def test_written_bursts_arrive(name: str, order: Any, shift: int) -> None:
+def test_written_bursts_are_stored(name: str, order: Any, shift: int) -> None:
     with rynvel.open(name) as device:
         step = device.width // 8
         data = bytes(reversed(range(32 * step)))

@@ -131,7 +131,7 @@ def test_a_sink_may_use_devices_and_fail(files: Path, capsys: pytest.CaptureFixt
     assert capsys.readouterr().err.count("ZeroDivisionError: from the sink") == 3
 
 
-def test_threads_trace_while_subscriptions_come_and_go(files: Path) -> None:
+def test_threads_trace_while_subscriptions_start_and_end(files: Path) -> None:
     channel = channel_of_reads(files)
     ended = threading.Event()
     failures: list[BaseException] = []
@@ -353,7 +353,7 @@ def test_traces_without_subscription_go_to_standard_error(files: Path) -> None:
     assert re.search(r"^Rynvel\.\w+ \d ", result.stderr, re.MULTILINE)
 
 
-def test_traces_without_subscription_and_standard_error_go_nowhere(files: Path) -> None:
+def test_traces_without_subscription_and_standard_error_are_discarded(files: Path) -> None:
     script = """
         import os, sys
         os.environ["ZILTRACE"] = "*=7"

@@ -107,7 +107,7 @@ def test_interrupts_are_disabled_when_the_device_is_closed(server: ScriptedServe
     assert server.kinds().count(DISABLE) == 1
 
 
-def test_interrupts_are_disabled_when_the_objects_are_forgotten(server: ScriptedServer) -> None:
+def test_interrupts_are_disabled_when_the_objects_are_collected(server: ScriptedServer) -> None:
     device = server.open()
     irq = device.interrupts().__enter__()
     del irq
@@ -158,7 +158,7 @@ def test_a_server_that_refuses_interrupts_is_an_error() -> None:
     with ScriptedServer(answer) as server, server.open() as device:
         with pytest.raises(rynvel.RefusedError), device.interrupts():
             pass
-        # The exception of the block says more.
+        # The exception of the block takes precedence over the RefusedError, because it names the cause.
         with pytest.raises(ZeroDivisionError), device.interrupts():
             raise ZeroDivisionError
 
@@ -327,7 +327,7 @@ def test_ctrl_c_ends_closing_that_waits_for_another_thread() -> None:
         server.wait_for(ENABLE, 2)
 
         def interrupt() -> None:
-            # close() waits for the other thread without the lock of the interpreter.
+            # close() waits for the other thread without the GIL.
             wait_until(lambda: device.closed)
             signal.pthread_kill(threading.main_thread().ident or 0, signal.SIGINT)
 
@@ -494,7 +494,7 @@ def test_a_canceled_task_leaves_no_reader(server: ScriptedServer) -> None:
         loop.close()
 
 
-def test_an_exception_says_more_than_a_failure_to_disable() -> None:
+def test_an_exception_has_precedence_over_a_failure_to_disable() -> None:
     def answer(server: ScriptedServer, request: Request, connection: socket.socket) -> bytes | None:
         return response(result=ERROR) if request.kind == DISABLE else server.normal_answer(request, connection)
 

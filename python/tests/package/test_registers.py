@@ -205,7 +205,7 @@ def test_read_only_and_write_only(shared: rynvel.Device) -> None:
     assert refusal(rynvel.NotAllowedError, lambda: regs.CTRL.read().SECRET).endswith("CTRL.SECRET is write-only")
 
 
-def test_a_read_with_a_side_effect_must_be_asked_for(device: rynvel.Device) -> None:
+def test_a_read_with_a_side_effect_must_be_requested(device: rynvel.Device) -> None:
     for access in each(
         device.regs.QUEUE.read, lambda: device.regs.QUEUE.DATA, lambda: device.regs["QUEUE.DATA"]
     ):
@@ -410,7 +410,7 @@ def test_completion_offers_names_and_reads_nothing(map_file: Path) -> None:
                 device.read(0)
 
 
-def test_info_says_what_the_map_says(shared: rynvel.Device, map_file: Path) -> None:
+def test_info_has_the_properties_of_the_map(shared: rynvel.Device, map_file: Path) -> None:
     info = shared.regs.STATUS.info
     assert (info.path, info.address, info.width, info.reset_value) == ("STATUS", 4, 32, 0x53)
     assert (info.readable, info.writable, info.has_read_effect, info.obstacle) == (True, True, False, "")
@@ -444,7 +444,7 @@ def test_attributes_are_found_once(shared: rynvel.Device) -> None:
     assert type(shared.regs.DATA[1]) is type(shared.regs.DATA[2])
 
 
-def test_a_closed_device_is_closed_for_names(server: SimulatedServer) -> None:
+def test_registers_of_a_closed_device_are_errors(server: SimulatedServer) -> None:
     device = server.open("traf.top")
     regs = device.regs
     device.close()
@@ -462,14 +462,14 @@ def test_a_device_with_registers_is_collected(server: SimulatedServer) -> None:
 
 
 class TestMaps:
-    def test_are_searched_in_the_environment(
+    def test_maps_are_searched_in_the_environment(
         self, server: SimulatedServer, map_file: Path, monkeypatch: pytest.MonkeyPatch
     ) -> None:
         monkeypatch.setenv("RYNVEL_MAPS", str(map_file.parent))
         with rynvel.open("traf.top", remote=server.address) as device:
             assert device.regs.map_file == str(map_file)
 
-    def test_may_be_several_and_have_any_form_of_path(self, server: SimulatedServer, map_file: Path) -> None:
+    def test_several_maps_and_every_form_of_path_are_accepted(self, server: SimulatedServer, map_file: Path) -> None:
         name = str(map_file)
         paths: list[Any] = [map_file, name, os.fsencode(map_file), [map_file.parent], (name, map_file)]
         for path in paths:
@@ -477,7 +477,7 @@ class TestMaps:
                 assert "CTRL" in device.regs
 
     @pytest.mark.parametrize("paths", [5, 1.0, True, [5], ["board.svd", None], {"a": 1}.values()], ids=str)
-    def test_that_are_not_paths_are_refused_at_once(self, server: SimulatedServer, paths: Any) -> None:
+    def test_values_that_are_not_paths_are_refused_at_once(self, server: SimulatedServer, paths: Any) -> None:
         for refuse in each(
             lambda: server.open("traf.top", map=paths),
             lambda: rynvel.open("traf.top", server.address, map=paths),
@@ -487,7 +487,7 @@ class TestMaps:
                 refuse()
 
     @pytest.mark.parametrize("path", ["a\0b", b"a\0b", "\ud800", ["board.svd", "\0"]])
-    def test_with_an_impossible_path_are_refused(self, server: SimulatedServer, path: Any) -> None:
+    def test_impossible_paths_are_refused(self, server: SimulatedServer, path: Any) -> None:
         with server.open("traf.top", map=path) as device:
             message = refusal(rynvel.MapError, lambda: device.regs)
         assert "is not a path" in message
@@ -505,7 +505,7 @@ class TestMaps:
             (maps.map_of("traf_top", maps.register("R", 0), unit_bits=16), "addressUnitBits is 16"),
         ],
     )
-    def test_that_cannot_be_used_are_errors(
+    def test_unusable_maps_are_errors(
         self, server: SimulatedServer, tmp_path: Path, text: str, message: str
     ) -> None:
         path = maps.write_map(tmp_path, text)
@@ -513,16 +513,16 @@ class TestMaps:
             assert message in refusal(rynvel.MapError, lambda: device.regs)
             assert device.read(0x8) == 0x1234
 
-    def test_that_are_missing_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
+    def test_missing_maps_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
         with server.open("traf.top", map=tmp_path / "none.svd") as device:
             assert "No such file" in refusal(rynvel.MapError, lambda: device.regs)
 
-    def test_with_an_odd_name_that_cannot_be_used_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
+    def test_missing_maps_with_unusual_names_are_errors(self, server: SimulatedServer, tmp_path: Path) -> None:
         for name in (b"none\xff", b"none\n\x1b"):
             with server.open("traf.top", map=os.fsencode(tmp_path) + b"/" + name) as device:
                 assert os.fsdecode(name) in refusal(rynvel.MapError, lambda: device.regs)
 
-    def test_that_no_writer_completes_are_errors(
+    def test_pipes_that_no_writer_completes_are_errors(
         self, server: SimulatedServer, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
     ) -> None:
         monkeypatch.setattr("rynvel._registers._MAP_TIMEOUT_MS", 50)
@@ -530,7 +530,7 @@ class TestMaps:
         with server.open("traf.top", map=tmp_path / "pipe") as device:
             assert "the map is incomplete after" in refusal(rynvel.MapError, lambda: device.regs)
 
-    def test_of_odd_names_work(self, server: SimulatedServer, tmp_path: Path) -> None:
+    def test_unusual_names_work(self, server: SimulatedServer, tmp_path: Path) -> None:
         folder = os.fsencode(tmp_path) + b"/\xff\n"
         os.mkdir(folder)
         with open(folder + b"/m.svd", "w", encoding="utf-8") as file:

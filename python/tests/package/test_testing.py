@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The simulated servers for the tests of users' programs."""
+"""The simulation servers for the tests of users' programs."""
 
 from __future__ import annotations
 
@@ -57,7 +57,7 @@ def test_registers_are_shared_by_all_clients() -> None:
         assert server.get_register("traf.top", 0x10) == 0x123F
 
 
-def test_register_maps_are_those_of_the_server(tmp_path: Path) -> None:
+def test_a_device_has_the_register_maps_of_the_server(tmp_path: Path) -> None:
     with SimulatedServer(maps=maps.write_map(tmp_path)) as server, server.open("traf.top") as device:
         assert device.regs.SERIAL.read() == 0x1234
         server.set_register("traf.top", 0x8, 1)
@@ -291,7 +291,7 @@ def test_no_descriptor_is_left() -> None:
     assert descriptors() == before
 
 
-def test_the_program_is_found(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
+def test_the_server_program_is_found(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
     monkeypatch.setenv("RYNVELD", "/given/rynveld")
     assert find_server() == "/given/rynveld"
     monkeypatch.delenv("RYNVELD")
@@ -312,7 +312,7 @@ def test_periods_are_in_milliseconds(seconds: float, period: str) -> None:
         assert server.get_register("traf.top", 0) == 0
 
 
-def test_output_of_a_talkative_server_is_kept_in_part(tmp_path: Path) -> None:
+def test_the_middle_of_a_long_output_is_discarded(tmp_path: Path) -> None:
     program = tmp_path / "talkative"
     program.write_text(
         "#!/bin/sh\necho 'rynveld: listening on 127.0.0.1:1, serving' >&2\nseq 100000 >&2\nexec sleep 1000\n",

@@ -17,7 +17,7 @@ SECONDS = os.environ.get("RYNVEL_STRESS_SECONDS", "10")
 STATUS_OF_A_RACE = 66
 TRACE = re.compile(r"\d{4}-\d{2}-\d{2}T[\d:.]+Z \d+ Rynvel\.\w+ \d ")
 
-# Two threads call a function with a data race. ctypes calls it without the lock of the interpreter.
+# Two threads call a function with a data race. ctypes releases the GIL for the call.
 RACE = """
 import ctypes, sys, threading
 count = ctypes.CDLL(sys.argv[1]).count
@@ -29,7 +29,7 @@ for thread in threads: thread.join()
 
 def run(folder: Path, *arguments: str) -> subprocess.CompletedProcess[str]:
     return subprocess.run(
-        # With random addresses, the sanitizer may not find the place for its memory.
+        # With address randomization, the sanitizer may fail to map its shadow memory.
         ["setarch", "--addr-no-randomize", "/usr/bin/python3", *arguments],
         capture_output=True,
         text=True,

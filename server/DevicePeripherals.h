@@ -3,8 +3,8 @@
  * @file
  * The descriptions of devices in register maps.
  */
-#ifndef RYNVELD_DEVICEDESCRIPTIONS_H
-#define RYNVELD_DEVICEDESCRIPTIONS_H
+#ifndef RYNVELD_DEVICEPERIPHERALS_H
+#define RYNVELD_DEVICEPERIPHERALS_H
 
 #include <map>
 #include <string>
@@ -14,8 +14,8 @@
 
 namespace Rynveld {
 
-/** Peripherals by the names of the devices that they describe. */
-class DeviceDescriptions {
+/** For each device name, the peripheral that describes the device. */
+class DevicePeripherals {
 public:
     /**
      * Adds the descriptions of devices from a map file, or from the map files of a folder. Keeps a description that was

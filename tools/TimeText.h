@@ -3,8 +3,8 @@
  * @file
  * Durations and points in time as text.
  */
-#ifndef RYNVELCTL_DURATIONS_H
-#define RYNVELCTL_DURATIONS_H
+#ifndef RYNVELCTL_TIMETEXT_H
+#define RYNVELCTL_TIMETEXT_H
 
 #include <chrono>
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Numbers.h"
+#include "NumberArguments.h"
 
 #include "Count.h"
 #include "Failure.h"
@@ -13,9 +13,9 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text) {
     if (!Common::isNumber(text, anyNotation)) {
         throw usageError(name + " '" + text + "' is not a number (decimal, hexadecimal with 0x, or binary with 0b)");
     }
-    const std::string remedy = Common::remedyForLeadingZero(text);
-    if (!remedy.empty()) {
-        throw usageError(name + " '" + text + "' is ambiguous (" + remedy + ')');
+    const std::string hint = Common::hintForLeadingZero(text);
+    if (!hint.empty()) {
+        throw usageError(name + " '" + text + "' is ambiguous (" + hint + ')');
     }
     const auto number = Common::parseNumber(text, anyNotation);
     if (!number) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "EndingSignals.h"
+#include "TerminationSignals.h"
 
 namespace Rynvelctl {
 
-EndingSignalHandler::EndingSignalHandler(void (*handler)(int), const std::vector<int>& signals) {
+TerminationSignalHandler::TerminationSignalHandler(void (*handler)(int), const std::vector<int>& signals) {
     struct sigaction action {};
     action.sa_handler = handler;
     // SA_RESETHAND is not set. With it, a second signal could end the process before the handler has begun.
@@ -19,7 +19,7 @@ EndingSignalHandler::EndingSignalHandler(void (*handler)(int), const std::vector
     }
 }
 
-void EndingSignalHandler::passOn(int number) const {
+void TerminationSignalHandler::passOn(int number) const {
     for (const Replaced& replaced : m_replaced) {
         if (replaced.number == number) {
             ::sigaction(number, &replaced.before, nullptr);
@@ -29,16 +29,16 @@ void EndingSignalHandler::passOn(int number) const {
     ::raise(number);
 }
 
-void EndingSignalHandler::endProcess(int number) {
+void TerminationSignalHandler::endProcess(int number) {
     // This loop includes all signals, so that no pending signal calls a handler again.
-    for (const int ending : endingSignals) {
+    for (const int ending : terminationSignals) {
         std::signal(ending, SIG_DFL);
     }
     std::signal(number, SIG_DFL);
     ::raise(number);
 }
 
-EndingSignalHandler::~EndingSignalHandler() {
+TerminationSignalHandler::~TerminationSignalHandler() {
     for (const Replaced& replaced : m_replaced) {
         ::sigaction(replaced.number, &replaced.before, nullptr);
     }

@@ -19,13 +19,13 @@ TEST(MalformedMap, IsAnErrorWithItsLine) {
     expectError("no XML", "m.svd:1: error: the file is not well-formed XML: No document element found");
 }
 
-TEST(MalformedMap, HasANulCharacter) {
+TEST(MalformedMap, CannotContainANulCharacter) {
     const std::string text = deviceOf("\n" + peripheralOf(registerOf("")));
     expectError(text + std::string("\0", 1), "m.svd:2: error: the file contains a NUL character");
     expectError(std::string("<device>\n\n\0", 11) + "</device>", "m.svd:3: error: the file contains a NUL character");
 }
 
-TEST(MalformedMap, EndsTooEarlyAtAnyPlace) {
+TEST(MalformedMap, MayEndTooEarlyAnywhere) {
     const std::string text = mapOf(registerOf("<fields>" + fieldOf("") + "</fields>"));
     for (std::size_t size = 0; size < text.size(); ++size) {
         const Maps::ReadMap map = Maps::readMap(text.substr(0, size));
@@ -33,11 +33,11 @@ TEST(MalformedMap, EndsTooEarlyAtAnyPlace) {
     }
 }
 
-TEST(MalformedMap, HasAnotherRoot) {
+TEST(MalformedMap, CannotHaveAnotherRoot) {
     expectError("\n<package/>", "m.svd:2: error: the root of a map is 'device', not 'package'");
 }
 
-TEST(MalformedMap, HasNoPeripherals) {
+TEST(MalformedMap, CannotLackPeripherals) {
     expectError("\n<device>" + deviceHead() + "</device>", "m.svd:2: error: the device has no peripherals");
     expectError(deviceOf(""), "m.svd:1: error: the device has no peripherals");
     expectError(deviceOf("<peripheral/>"), "m.svd:1: error: the device has no peripherals");
@@ -49,28 +49,28 @@ TEST(MalformedMap, KeepsItsWarnings) {
               "m.svd:1: error: the device has no peripherals\n");
 }
 
-TEST(OddMap, LacksWhatADeviceNeeds) {
-    const Maps::Device device = readOdd("<device><size>32</size><access>read-write</access><peripherals>" +
-                                            peripheralOf(registerOf("")) + "</peripherals></device>",
-                                        "m.svd:1: warning: device '' has no description\n"
-                                        "m.svd:1: warning: the device has no addressUnitBits (8 is assumed)\n"
-                                        "m.svd:1: warning: the device has no name\n"
-                                        "m.svd:1: warning: the device has no version\n"
-                                        "m.svd:1: warning: the device has no width (32 is assumed)\n");
+TEST(IrregularMap, MayLackRequiredElementsOfTheDevice) {
+    const Maps::Device device = readWithWarnings("<device><size>32</size><access>read-write</access><peripherals>" +
+                                                     peripheralOf(registerOf("")) + "</peripherals></device>",
+                                                 "m.svd:1: warning: device '' has no description\n"
+                                                 "m.svd:1: warning: the device has no addressUnitBits (8 is assumed)\n"
+                                                 "m.svd:1: warning: the device has no name\n"
+                                                 "m.svd:1: warning: the device has no version\n"
+                                                 "m.svd:1: warning: the device has no width (32 is assumed)\n");
     EXPECT_EQ(device.addressUnitBits, 8U);
     EXPECT_EQ(device.width, 32U);
 }
 
-TEST(OddMap, HasADocumentTypeThatIsNotRead) {
+TEST(IrregularMap, MayHaveADocumentType) {
     const Maps::Register aRegister =
-        onlyRegister(readOdd("<!DOCTYPE device SYSTEM \"/etc/passwd\" [<!ENTITY e \"text\">"
-                             "<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
-                                 mapOf(registerOf("<description>&e; &x;</description>")),
-                             "m.svd:1: warning: the document type and its entities are not read\n"));
+        onlyRegister(readWithWarnings("<!DOCTYPE device SYSTEM \"/etc/passwd\" [<!ENTITY e \"text\">"
+                                      "<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
+                                          mapOf(registerOf("<description>&e; &x;</description>")),
+                                      "m.svd:1: warning: the document type and its entities are not read\n"));
     EXPECT_EQ(aRegister.description.str(), "&e; &x;");
 }
 
-TEST(OddMap, HasElementsThatAreNotKnown) {
+TEST(IrregularMap, MayHaveUnknownElements) {
     const std::string unknown = "<unknown>text<more/></unknown>";
     const std::string warning = "m.svd:1: warning: element 'unknown' is not part of the format, and is not used\n";
     for (const std::string& text :
@@ -85,20 +85,22 @@ TEST(OddMap, HasElementsThatAreNotKnown) {
           mapOfFields(fieldOf("<writeConstraint>" + unknown + "</writeConstraint>")),
           mapOf(registerOf("") + "<cluster><name>C</name><description>C</description><addressOffset>8</addressOffset>" +
                 unknown + registerOf("") + "</cluster>")}) {
-        readOdd(text, warning);
+        readWithWarnings(text, warning);
     }
 }
 
-TEST(OddMap, HasElementsTwice) {
+TEST(IrregularMap, MayRepeatElements) {
     const std::string again = "\n<addressOffset>8</addressOffset>";
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' occurs "
-                                                             "more than once: only the first is used\n"))
-                  .offset,
-              0U);
+    EXPECT_EQ(
+        onlyRegister(readWithWarnings(mapOf(registerOf(again)), "m.svd:2: warning: element 'addressOffset' occurs "
+                                                                "more than once: only the first is used\n"))
+            .offset,
+        0U);
 }
 
-TEST(OddMap, HasListsTwice) {
-    EXPECT_EQ(namesOf(onlyRegister(readOdd(mapOf(registerOf("<fields>" + fieldOf("") +
+TEST(IrregularMap, MayRepeatLists) {
+    EXPECT_EQ(namesOf(onlyRegister(
+                          readWithWarnings(mapOf(registerOf("<fields>" + fieldOf("") +
                                                             "</fields>\n<fields><field>"
                                                             "<name>G</name><bitOffset>0</bitOffset></field></fields>")),
                                            "m.svd:2: warning: element 'fields' occurs more than once: all are used\n"))
@@ -106,32 +108,34 @@ TEST(OddMap, HasListsTwice) {
               "F G ");
 }
 
-TEST(OddMap, HasAttributesThatAreNotKnown) {
-    readOdd(mapOf("<register x=\"1\"><name>R</name><addressOffset>0</addressOffset></register>"),
-            "m.svd:1: warning: attribute 'x' of 'register' is not part of the format, and is not used\n");
-    readOdd(mapOf(registerOf("<fields y=\"1\">" + fieldOf("") + "</fields>")),
-            "m.svd:1: warning: attribute 'y' of 'fields' is not part of the format, and is not used\n");
-    readOdd(mapOf(registerOf("<size z=\"1\">32</size>")),
-            "m.svd:1: warning: attribute 'z' of 'size' is not part of the format, and is not used\n");
-    readOdd(mapOf(registerOf("<writeConstraint a=\"1\"><range b=\"1\"><minimum>0</minimum><maximum>1</maximum>"
-                             "</range></writeConstraint>")),
-            "m.svd:1: warning: attribute 'a' of 'writeConstraint' is not part of the format, and is not used\n"
-            "m.svd:1: warning: attribute 'b' of 'range' is not part of the format, and is not used\n");
+TEST(IrregularMap, MayHaveUnknownAttributes) {
+    readWithWarnings(mapOf("<register x=\"1\"><name>R</name><addressOffset>0</addressOffset></register>"),
+                     "m.svd:1: warning: attribute 'x' of 'register' is not part of the format, and is not used\n");
+    readWithWarnings(mapOf(registerOf("<fields y=\"1\">" + fieldOf("") + "</fields>")),
+                     "m.svd:1: warning: attribute 'y' of 'fields' is not part of the format, and is not used\n");
+    readWithWarnings(mapOf(registerOf("<size z=\"1\">32</size>")),
+                     "m.svd:1: warning: attribute 'z' of 'size' is not part of the format, and is not used\n");
+    readWithWarnings(mapOf(registerOf("<writeConstraint a=\"1\"><range b=\"1\"><minimum>0</minimum><maximum>1</maximum>"
+                                      "</range></writeConstraint>")),
+                     "m.svd:1: warning: attribute 'a' of 'writeConstraint' is not part of the format, and is not used\n"
+                     "m.svd:1: warning: attribute 'b' of 'range' is not part of the format, and is not used\n");
 }
 
-TEST(OddMap, HasTextBetweenElements) {
+TEST(IrregularMap, MayHaveTextBetweenElements) {
     const std::string warning = "m.svd:1: warning: text in 'register' is not used\n";
-    readOdd(mapOf("<register>stray<name>R</name><addressOffset>0</addressOffset></register>"), warning);
-    readOdd(mapOf(registerOf("stray")), warning);
-    readOdd(mapOf(registerOf("<![CDATA[stray]]>")), warning);
-    readOdd(deviceOf("stray" + peripheralOf(registerOf(""))), "m.svd:1: warning: text in 'peripherals' is not used\n");
+    readWithWarnings(mapOf("<register>stray<name>R</name><addressOffset>0</addressOffset></register>"), warning);
+    readWithWarnings(mapOf(registerOf("stray")), warning);
+    readWithWarnings(mapOf(registerOf("<![CDATA[stray]]>")), warning);
+    readWithWarnings(deviceOf("stray" + peripheralOf(registerOf(""))),
+                     "m.svd:1: warning: text in 'peripherals' is not used\n");
 }
 
-TEST(OddMap, HasElementsInTexts) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<description>a <b>c</b> d</description>")),
-                                   "m.svd:1: warning: element 'b' is not used (give only text in 'description')\n"))
-                  .description.str(),
-              "a d");
+TEST(IrregularMap, MayHaveElementsInTexts) {
+    EXPECT_EQ(
+        onlyRegister(readWithWarnings(mapOf(registerOf("<description>a <b>c</b> d</description>")),
+                                      "m.svd:1: warning: element 'b' is not used (give only text in 'description')\n"))
+            .description.str(),
+        "a d");
 }
 
 TEST(Map, MayHaveCommentsInTexts) {
@@ -144,13 +148,14 @@ TEST(Map, MayHaveCommentsInTexts) {
     EXPECT_EQ(aRegister.description.str(), "The text of a register");
 }
 
-TEST(OddMap, HasEmptyElements) {
-    readOdd(mapOf(registerOf("<description></description><size/>")),
-            "m.svd:1: warning: element 'description' is empty\nm.svd:1: warning: element 'size' is empty\n");
+TEST(IrregularMap, MayHaveEmptyElements) {
+    readWithWarnings(mapOf(registerOf("<description></description><size/>")),
+                     "m.svd:1: warning: element 'description' is empty\nm.svd:1: warning: element 'size' is empty\n");
 }
 
-TEST(OddMap, HasNumbersThatAreNone) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<size>wide</size><resetValue>0x1FFFFFFFFFFFFFFFF</resetValue>")),
+TEST(IrregularMap, MayHaveTextsInPlaceOfNumbers) {
+    EXPECT_EQ(onlyRegister(
+                  readWithWarnings(mapOf(registerOf("<size>wide</size><resetValue>0x1FFFFFFFFFFFFFFFF</resetValue>")),
                                    "m.svd:1: warning: resetValue '0x1FFFFFFFFFFFFFFFF' is not a number of up to 64 "
                                    "bits, and is not used\n"
                                    "m.svd:1: warning: size 'wide' is not a number of up to 64 bits, and is not used\n"))
@@ -158,72 +163,73 @@ TEST(OddMap, HasNumbersThatAreNone) {
               32U);
 }
 
-TEST(OddMap, HasWordsThatAreNotKnown) {
-    EXPECT_EQ(
-        onlyRegister(
-            readOdd(mapOf(registerOf("<access>sometimes</access>")),
-                    "m.svd:1: warning: access 'sometimes' is not used (the element takes 'read-only', 'write-only', "
-                    "'read-write', 'writeOnce', 'read-writeOnce')\n"))
-            .access,
-        Maps::Access::ReadWrite);
+TEST(IrregularMap, MayHaveUnknownWords) {
+    EXPECT_EQ(onlyRegister(
+                  readWithWarnings(
+                      mapOf(registerOf("<access>sometimes</access>")),
+                      "m.svd:1: warning: access 'sometimes' is not used (the element takes 'read-only', 'write-only', "
+                      "'read-write', 'writeOnce', 'read-writeOnce')\n"))
+                  .access,
+              Maps::Access::ReadWrite);
 }
 
-TEST(OddMap, HasWordsInAnotherSpelling) {
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>Read Only</access>")),
-                                   "m.svd:1: warning: access 'Read Only' should be written 'read-only'\n"))
+TEST(IrregularMap, MayHaveWordsInAnotherSpelling) {
+    EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf("<access>Read Only</access>")),
+                                            "m.svd:1: warning: access 'Read Only' should be written 'read-only'\n"))
                   .access,
               Maps::Access::ReadOnly);
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>read</access>")),
-                                   "m.svd:1: warning: access 'read' should be written 'read-only'\n"))
+    EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf("<access>read</access>")),
+                                            "m.svd:1: warning: access 'read' should be written 'read-only'\n"))
                   .access,
               Maps::Access::ReadOnly);
-    EXPECT_EQ(onlyRegister(readOdd(mapOf(registerOf("<access>write</access>")),
-                                   "m.svd:1: warning: access 'write' should be written 'write-only'\n"))
+    EXPECT_EQ(onlyRegister(readWithWarnings(mapOf(registerOf("<access>write</access>")),
+                                            "m.svd:1: warning: access 'write' should be written 'write-only'\n"))
                   .access,
               Maps::Access::WriteOnly);
 }
 
-TEST(OddMap, QuotesTheBeginningOfALongText) {
-    readOdd(mapOf(registerOf(element("size", std::string(100, 'x')))),
-            "m.svd:1: warning: size '" + std::string(80, 'x') +
-                "' is not a number of up to 64 bits, and is not used\n");
+TEST(IrregularMap, IsQuotedUpToALength) {
+    readWithWarnings(mapOf(registerOf(element("size", std::string(100, 'x')))),
+                     "m.svd:1: warning: size '" + std::string(80, 'x') +
+                         "' is not a number of up to 64 bits, and is not used\n");
 }
 
 std::string clustersOf(const std::string& elements) { return "<cluster><name>C</name>" + elements + "</cluster>"; }
 
-TEST(OddCluster, LacksWhatItNeeds) {
-    EXPECT_EQ(onlyPeripheral(readOdd(mapOf(registerOf("") + clustersOf("<addressOffset>8</addressOffset>")),
-                                     "m.svd:1: warning: cluster 'C' has no description\n"
-                                     "m.svd:1: warning: cluster 'C' has no registers\n"))
+TEST(IrregularCluster, MayLackRequiredElements) {
+    EXPECT_EQ(onlyPeripheral(readWithWarnings(mapOf(registerOf("") + clustersOf("<addressOffset>8</addressOffset>")),
+                                              "m.svd:1: warning: cluster 'C' has no description\n"
+                                              "m.svd:1: warning: cluster 'C' has no registers\n"))
                   .clusters.size(),
               1U);
-    EXPECT_EQ(
-        onlyPeripheral(readOdd(mapOf(registerOf("") + clustersOf("<description>C</description>" + registerOf(""))),
-                               "m.svd:1: warning: cluster 'C' has no addressOffset, and is not used\n"))
-            .clusters.size(),
-        0U);
-}
-
-TEST(OddClusters, OfTheSameNameAreBothUsed) {
-    const std::string rest = "<description>C</description><addressOffset>8</addressOffset>" + registerOf("");
-    EXPECT_EQ(onlyPeripheral(readOdd(mapOf(clustersOf(rest) + "\n" + clustersOf(rest)),
-                                     "m.svd:2: warning: cluster 'C' has the same name as the cluster in line 1\n"))
+    EXPECT_EQ(onlyPeripheral(
+                  readWithWarnings(mapOf(registerOf("") + clustersOf("<description>C</description>" + registerOf(""))),
+                                   "m.svd:1: warning: cluster 'C' has no addressOffset, and is not used\n"))
                   .clusters.size(),
-              2U);
+              0U);
 }
 
-TEST(OddPeripheral, LacksWhatItNeeds) {
+TEST(IrregularClusters, AreBothUsedIfTheyHaveTheSameName) {
+    const std::string rest = "<description>C</description><addressOffset>8</addressOffset>" + registerOf("");
+    EXPECT_EQ(
+        onlyPeripheral(readWithWarnings(mapOf(clustersOf(rest) + "\n" + clustersOf(rest)),
+                                        "m.svd:2: warning: cluster 'C' has the same name as the cluster in line 1\n"))
+            .clusters.size(),
+        2U);
+}
+
+TEST(IrregularPeripheral, MayLackRequiredElements) {
     const Maps::Peripheral peripheral =
-        onlyPeripheral(readOdd(deviceOf("<peripheral><name>P</name></peripheral>"),
-                               "m.svd:1: warning: peripheral 'P' has no baseAddress: 0 is assumed\n"
-                               "m.svd:1: warning: peripheral 'P' has no registers\n"));
+        onlyPeripheral(readWithWarnings(deviceOf("<peripheral><name>P</name></peripheral>"),
+                                        "m.svd:1: warning: peripheral 'P' has no baseAddress: 0 is assumed\n"
+                                        "m.svd:1: warning: peripheral 'P' has no registers\n"));
     EXPECT_EQ(peripheral.baseAddress, 0U);
 }
 
-TEST(OddPeripherals, OfTheSameNameAreBothUsed) {
+TEST(IrregularPeripherals, AreBothUsedIfTheyHaveTheSameName) {
     const std::string peripheral = peripheralOf(registerOf(""));
-    EXPECT_EQ(readOdd(deviceOf(peripheral + "\n" + peripheral),
-                      "m.svd:2: warning: peripheral 'P' has the same name as the peripheral in line 1\n")
+    EXPECT_EQ(readWithWarnings(deviceOf(peripheral + "\n" + peripheral),
+                               "m.svd:2: warning: peripheral 'P' has the same name as the peripheral in line 1\n")
                   .peripherals.size(),
               2U);
 }
@@ -233,31 +239,34 @@ std::string withBlock(const std::string& content) {
                     element("registers", registerOf("")) + "</peripheral>");
 }
 
-TEST(OddAddressBlock, WithoutASizeIsLeftOut) {
-    EXPECT_TRUE(onlyPeripheral(readOdd(withBlock("<addressBlock><offset>0</offset></addressBlock>"),
-                                       "m.svd:1: warning: an address block has no size, and is not used\n"))
+TEST(IrregularAddressBlock, IsLeftOutWithoutASize) {
+    EXPECT_TRUE(onlyPeripheral(readWithWarnings(withBlock("<addressBlock><offset>0</offset></addressBlock>"),
+                                                "m.svd:1: warning: an address block has no size, and is not used\n"))
                     .addressBlocks.empty());
 }
 
-TEST(OddPeripheral, HasAttributesThatAreNotKnown) {
-    readOdd(withBlock("<addressBlock a=\"1\"><offset>0</offset><size>4</size><usage>registers</usage></addressBlock>"
-                      "<interrupt b=\"1\"><name>I</name><value>1</value></interrupt>"),
-            "m.svd:1: warning: attribute 'a' of 'addressBlock' is not part of the format, and is not used\n"
-            "m.svd:1: warning: attribute 'b' of 'interrupt' is not part of the format, and is not used\n");
+TEST(IrregularPeripheral, MayHaveUnknownAttributes) {
+    readWithWarnings(
+        withBlock("<addressBlock a=\"1\"><offset>0</offset><size>4</size><usage>registers</usage></addressBlock>"
+                  "<interrupt b=\"1\"><name>I</name><value>1</value></interrupt>"),
+        "m.svd:1: warning: attribute 'a' of 'addressBlock' is not part of the format, and is not used\n"
+        "m.svd:1: warning: attribute 'b' of 'interrupt' is not part of the format, and is not used\n");
 }
 
-TEST(OddInterrupt, WithoutANameOrAValueIsLeftOut) {
+TEST(IrregularInterrupt, IsLeftOutWithoutANameOrAValue) {
     const std::string warning = "m.svd:1: warning: an interrupt without a name or a value is not used\n";
     for (const std::string content : {"<name>I</name>", "<value>1</value>"}) {
-        EXPECT_TRUE(onlyPeripheral(readOdd(withBlock(element("interrupt", content)), warning)).interrupts.empty());
+        EXPECT_TRUE(
+            onlyPeripheral(readWithWarnings(withBlock(element("interrupt", content)), warning)).interrupts.empty());
     }
-    EXPECT_TRUE(onlyPeripheral(readOdd(withBlock("<interrupt><name>I</name><value>-x</value></interrupt>"),
-                                       warning + "m.svd:1: warning: value '-x' is not an integer of up to 64 bits, and "
-                                                 "is not used\n"))
+    EXPECT_TRUE(onlyPeripheral(
+                    readWithWarnings(withBlock("<interrupt><name>I</name><value>-x</value></interrupt>"),
+                                     warning + "m.svd:1: warning: value '-x' is not an integer of up to 64 bits, and "
+                                               "is not used\n"))
                     .interrupts.empty());
 }
 
-TEST(LimitedMap, HasNoMoreBytes) {
+TEST(LimitedMap, CannotHaveMoreBytesThanTheLimit) {
     Maps::Limits limits;
     limits.bytes = 100;
     expectError(std::string(101, ' '), "m.svd: error: the file has more than 100 bytes", limits);
@@ -278,13 +287,13 @@ std::string nestedClusters(std::size_t depth) {
     return mapOf(text);
 }
 
-TEST(LimitedMap, HasNoDeeperClusters) {
+TEST(LimitedMap, CannotHaveDeeperClustersThanTheLimit) {
     read(nestedClusters(32));
     expectError(nestedClusters(33), "m.svd:34: error: clusters are nested more than 32 levels deep");
     expectError(nestedClusters(30000), "m.svd:34: error: clusters are nested more than 32 levels deep");
 }
 
-TEST(LimitedMap, HasNoClusterInItself) {
+TEST(LimitedMap, CannotHaveAClusterInsideItself) {
     expectError(
         mapOf("<cluster><name>C</name><description>C</description><addressOffset>0</addressOffset>\n"
               "<cluster derivedFrom=\"P.C\"><name>D</name><addressOffset>0</addressOffset></cluster></cluster>"),
@@ -309,7 +318,7 @@ std::string array(const std::string& tag, const std::string& name, const std::st
     return element(tag, "<dim>100</dim><dimIncrement>4</dimIncrement>" + element("name", name + "%s") + position);
 }
 
-TEST(LimitedMap, HasNoMoreElementsInAll) {
+TEST(LimitedMap, CannotHaveMoreElementsInTotalThanTheLimit) {
     // The array A has 10 elements. Each of them has 10 elements of the array B, with one register each. These are 210
     // elements. The peripheral and the register outside the arrays are the other 2.
     const std::string text = mapOf(nestedArrays("10", registerOf("")));
@@ -320,7 +329,7 @@ TEST(LimitedMap, HasNoMoreElementsInAll) {
                 "m.svd:1: error: the map has more than 1000000 elements at cluster 'A%s' (split the map)");
 }
 
-TEST(LimitedMap, HasNoMoreElementsOfOneKind) {
+TEST(LimitedMap, CannotHaveMoreElementsOfOneKindThanTheLimit) {
     const std::string at0 = "<addressOffset>0</addressOffset>";
     expectError(mapOf(array("register", "A", at0) + array("register", "B", at0)),
                 "m.svd:1: error: the map has more than 150 elements at register 'B%s' (split the map)", elements(150));
@@ -401,7 +410,7 @@ TEST(LimitedMap, CountsDerivedElementsThatAreReplaced) {
     expectError(text, "m.svd:3: error: derivedFrom copies more than 7 elements", elements(7));
 }
 
-TEST(LimitedMap, HasNoMoreDerivedElements) {
+TEST(LimitedMap, CannotHaveMoreDerivedElementsThanTheLimit) {
     std::string peripherals;
     for (int i = 20; i > 0; --i) {
         peripherals += "\n<peripheral derivedFrom=\"P" + (i == 1 ? "" : std::to_string(i - 1)) + "\"><name>P" +

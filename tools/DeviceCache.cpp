@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "KnownDevices.h"
+#include "DeviceCache.h"
 
 namespace Rynvelctl {
 
-const Target* KnownDevices::find(const std::string& name) const {
+const Target* DeviceCache::find(const std::string& name) const {
     const auto found = m_devices.find(name);
     return found == m_devices.end() ? nullptr : &found->second.target;
 }
 
-std::shared_ptr<OpenDevice> KnownDevices::open(const Target& target, const CommandTimeout& timeout) {
+std::shared_ptr<OpenDevice> DeviceCache::open(const Target& target, const CommandTimeout& timeout) {
     Device& device = deviceOf(target);
     if (device.opened == nullptr || !device.opened->isUsable()) {
         device.opened = openDevice(device.target, timeout);
@@ -16,7 +16,7 @@ std::shared_ptr<OpenDevice> KnownDevices::open(const Target& target, const Comma
     return device.opened;
 }
 
-const RegisterMap* KnownDevices::registerMap(const Target& target, Maps::MapSearch& maps) {
+const RegisterMap* DeviceCache::registerMap(const Target& target, Maps::MapSearch& maps) {
     Device& device = deviceOf(target);
     if (!device.hasSearchedMaps) {
         if (const auto description = maps.catalog().find(target.name())) {

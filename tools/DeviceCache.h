@@ -3,8 +3,8 @@
  * @file
  * The devices that the commands of a process use.
  */
-#ifndef RYNVELCTL_KNOWNDEVICES_H
-#define RYNVELCTL_KNOWNDEVICES_H
+#ifndef RYNVELCTL_DEVICECACHE_H
+#define RYNVELCTL_DEVICECACHE_H
 
 #include <map>
 #include <memory>
@@ -23,7 +23,7 @@ namespace Rynvelctl {
  * Finds and describes each device only once, and keeps it open. The devices and descriptions exist as long as this
  * object.
  */
-class KnownDevices {
+class DeviceCache {
 public:
     /** Returns the device with this name; null if it has not been added. */
     const Target* find(const std::string& name) const;

@@ -20,11 +20,11 @@ std::string linesOf(const Elements& elements, const TextOf& textOf) {
     return joinLines(lines);
 }
 
-std::string bareFor(const MapList& maps) {
+std::string plainFor(const MapList& maps) {
     return linesOf(maps, [](const ListedMap& map) { return map.file; });
 }
 
-std::string bareFor(const MapCheck& maps) {
+std::string plainFor(const MapCheck& maps) {
     Lines lines;
     for (const CheckedMap& map : maps) {
         for (const Maps::Diagnostic& diagnostic : map.diagnostics) {
@@ -34,15 +34,15 @@ std::string bareFor(const MapCheck& maps) {
     return joinLines(lines);
 }
 
-std::string bareFor(const HeaderText& header) { return header.text; }
+std::string plainFor(const HeaderText& header) { return header.text; }
 
-std::string bareFor(const DissectorNames& names) { return names.text; }
+std::string plainFor(const DissectorNames& names) { return names.text; }
 
-std::string bareFor(const DescribedDevice& device) {
+std::string plainFor(const DescribedDevice& device) {
     return linesOf(device.registers, [](const Maps::LocatedRegister& located) { return printable(located.name); });
 }
 
-std::string bareFor(const DescribedRegister& described) {
+std::string plainFor(const DescribedRegister& described) {
     if (described.named.field == nullptr) {
         return linesOf(Maps::fieldsFromTheTop(*described.named.located.contents),
                        [](const Maps::Field* field) { return printable(field->name); });
@@ -58,8 +58,8 @@ std::string bareFor(const DescribedRegister& described) {
 
 } // namespace
 
-std::string formatBare(const MapReport& report) {
-    return std::visit([](const auto& value) { return bareFor(value); }, report);
+std::string formatValues(const MapReport& report) {
+    return std::visit([](const auto& value) { return plainFor(value); }, report);
 }
 
 } // namespace Rynvelctl

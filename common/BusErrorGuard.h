@@ -3,8 +3,8 @@
  * @file
  * Recovers from bus errors of memory-mapped registers.
  */
-#ifndef RYNVEL_COMMON_FAULTGUARD_H
-#define RYNVEL_COMMON_FAULTGUARD_H
+#ifndef RYNVEL_COMMON_BUSERRORGUARD_H
+#define RYNVEL_COMMON_BUSERRORGUARD_H
 
 #include <csetjmp>
 #include <csignal>
@@ -31,7 +31,7 @@ namespace Common {
  * - The function that calls sigsetjmp() has no variable that changes afterwards. The compiler does not merge its stack
  *   frame with the frame of a caller, because the function is not inlined.
  */
-class FaultGuard {
+class BusErrorGuard {
 public:
     /**
      * Installs the SIGBUS handler of the process. A fault outside run() then has the effect that it had before. You may

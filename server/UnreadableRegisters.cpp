@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ReadEffects.h"
+#include "UnreadableRegisters.h"
 
 #include <algorithm>
 
@@ -11,12 +11,12 @@ namespace Rynveld {
 namespace {
 
 bool mustNotBeRead(const Maps::Register& contents) {
-    return Maps::hasReadEffect(contents) || !Maps::isReadable(contents.access);
+    return Maps::hasReadSideEffect(contents) || !Maps::isReadable(contents.access);
 }
 
 } // namespace
 
-ReadEffects::ReadEffects(const Maps::Peripheral* description) {
+UnreadableRegisters::UnreadableRegisters(const Maps::Peripheral* description) {
     if (description == nullptr) {
         return;
     }
@@ -28,7 +28,7 @@ ReadEffects::ReadEffects(const Maps::Peripheral* description) {
     }
 }
 
-bool ReadEffects::overlap(std::uint64_t offset, std::uint64_t size) const {
+bool UnreadableRegisters::overlap(std::uint64_t offset, std::uint64_t size) const {
     return std::any_of(m_registers.begin(), m_registers.end(),
                        [&](const auto& bounds) { return bounds.first < offset + size && offset < bounds.second; });
 }

@@ -3,8 +3,8 @@
  * @file
  * The rules for the requests of clients, which may change while the server runs.
  */
-#ifndef RYNVELD_POLICYINFORCE_H
-#define RYNVELD_POLICYINFORCE_H
+#ifndef RYNVELD_CURRENTPOLICY_H
+#define RYNVELD_CURRENTPOLICY_H
 
 #include <atomic>
 #include <memory>
@@ -15,19 +15,19 @@
 
 namespace Rynveld {
 
-/** The policy that holds at this moment. Threads: any number may use the object at once. */
-class PolicyInForce {
+/** The current policy. Threads: any number may use the object at once. */
+class CurrentPolicy {
 public:
-    explicit PolicyInForce(Policy policy)
+    explicit CurrentPolicy(Policy policy)
         : m_policy(std::make_shared<const Policy>(std::move(policy))), m_latest(m_policy.get()) {}
 
-    /** Returns the policy, which stays valid also if another policy replaces it. */
+    /** Returns the policy, which stays valid even if another policy replaces it. */
     std::shared_ptr<const Policy> get() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_policy;
     }
 
-    /** Makes `policy` the policy that holds. This is faster than get() if the policy holds already. */
+    /** Stores the current policy in `policy`. This is faster than get() if `policy` is already the current policy. */
     void update(std::shared_ptr<const Policy>& policy) const {
         if (policy.get() != m_latest) {
             policy = get();

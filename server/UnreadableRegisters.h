@@ -3,8 +3,8 @@
  * @file
  * The registers that a server must not read by itself.
  */
-#ifndef RYNVELD_READEFFECTS_H
-#define RYNVELD_READEFFECTS_H
+#ifndef RYNVELD_UNREADABLEREGISTERS_H
+#define RYNVELD_UNREADABLEREGISTERS_H
 
 #include <cstdint>
 #include <utility>
@@ -18,10 +18,10 @@ namespace Rynveld {
  * The registers of a device that a register map describes as write-only, and those whose reading has a side effect on
  * the register or on one of its fields.
  */
-class ReadEffects {
+class UnreadableRegisters {
 public:
     /** @param description the description of the device; null if there is none. */
-    explicit ReadEffects(const Maps::Peripheral* description);
+    explicit UnreadableRegisters(const Maps::Peripheral* description);
 
     /** Returns whether reading bytes of the device reads one of these registers. */
     bool overlap(std::uint64_t offset, std::uint64_t size) const;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "DeviceDescriptions.h"
+#include "DevicePeripherals.h"
 
 #include "MapCatalog.h"
 
 namespace Rynveld {
 
-bool DeviceDescriptions::add(const std::string& path, const std::vector<std::string>& deviceNames) {
+bool DevicePeripherals::add(const std::string& path, const std::vector<std::string>& deviceNames) {
     Maps::MapCatalog catalog({path});
     bool isAnyDescribed = false;
     for (const std::string& name : deviceNames) {
@@ -20,7 +20,7 @@ bool DeviceDescriptions::add(const std::string& path, const std::vector<std::str
     return isAnyDescribed;
 }
 
-const Maps::Peripheral* DeviceDescriptions::find(const std::string& deviceName) const {
+const Maps::Peripheral* DevicePeripherals::find(const std::string& deviceName) const {
     const auto found = m_peripherals.find(deviceName);
     return found == m_peripherals.end() ? nullptr : &found->second;
 }

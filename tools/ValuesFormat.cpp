@@ -7,7 +7,7 @@ namespace Rynvelctl {
 
 namespace {
 
-std::string bareFor(const DeviceList& devices) {
+std::string plainFor(const DeviceList& devices) {
     std::vector<std::string> names;
     names.reserve(devices.size());
     for (const ListedDevice& device : devices) {
@@ -16,7 +16,7 @@ std::string bareFor(const DeviceList& devices) {
     return joinLines(names);
 }
 
-std::string bareFor(const ServedDevices& devices) {
+std::string plainFor(const ServedDevices& devices) {
     std::vector<std::string> names;
     for (const ServedDevice& device : devices) {
         if (device.obstacle.empty()) {
@@ -26,20 +26,20 @@ std::string bareFor(const ServedDevices& devices) {
     return joinLines(names);
 }
 
-std::string bareFor(const DeviceInfo& info) {
+std::string plainFor(const DeviceInfo& info) {
     return joinLines({info.name, info.path, info.type, std::to_string(info.width), orNone(info.mapSize),
                       orNone(info.interruptType), orNone(info.descriptor)});
 }
 
-std::string bareFor(const RegisterValue& read, GivenBase base) {
+std::string plainFor(const RegisterValue& read, GivenBase base) {
     return registerText(read.value, read.range.bits(), base);
 }
 
-std::string bareFor(const FieldReading& read, GivenBase base) { return numberOf(read.field, base); }
+std::string plainFor(const FieldReading& read, GivenBase base) { return numberOf(read.field, base); }
 
-std::string bareFor(const BitsReading& read, GivenBase base) { return read.valueText(base); }
+std::string plainFor(const BitsReading& read, GivenBase base) { return read.valueText(base); }
 
-std::string bareFor(const RegisterListing& listing, GivenBase base) {
+std::string plainFor(const RegisterListing& listing, GivenBase base) {
     std::vector<std::string> lines;
     for (const ListedRegister& listed : listing.registers) {
         if (listed.value) {
@@ -50,13 +50,13 @@ std::string bareFor(const RegisterListing& listing, GivenBase base) {
     return joinLines(lines);
 }
 
-std::string bareFor(const WrittenValue& /*written*/, GivenBase /*base*/) { return ""; }
+std::string plainFor(const WrittenValue& /*written*/, GivenBase /*base*/) { return ""; }
 
-std::string bareFor(const FilledRange& /*filled*/, GivenBase /*base*/) { return ""; }
+std::string plainFor(const FilledRange& /*filled*/, GivenBase /*base*/) { return ""; }
 
-std::string bareFor(const LoadedRange& /*loaded*/) { return ""; }
+std::string plainFor(const LoadedRange& /*loaded*/) { return ""; }
 
-std::string bareFor(const RegisterDump& dump, GivenBase base) {
+std::string plainFor(const RegisterDump& dump, GivenBase base) {
     std::vector<std::string> lines;
     lines.reserve(dump.values.size());
     for (const std::uint32_t value : dump.values) {
@@ -71,32 +71,32 @@ std::string nameOf(const FieldReading& read) { return pathOf(read.range, read.fi
 
 std::string nameOf(const BitsReading& read) { return read.range.addressText() + read.bits.text(); }
 
-std::string bareFor(const RegisterChange& change, GivenBase base) {
-    return nameText(change.reading) + ' ' + bareText(change.reading, base);
+std::string plainFor(const RegisterChange& change, GivenBase base) {
+    return nameText(change.reading) + ' ' + plainValueText(change.reading, base);
 }
 
-std::string bareFor(const IoctlResult& result) { return std::to_string(result.result); }
+std::string plainFor(const IoctlResult& result) { return std::to_string(result.result); }
 
-std::string bareFor(const InterruptType& interrupt) { return std::to_string(interrupt.type); }
+std::string plainFor(const InterruptType& interrupt) { return std::to_string(interrupt.type); }
 
-std::string bareFor(const InterruptState& /*interrupt*/) { return ""; }
+std::string plainFor(const InterruptState& /*interrupt*/) { return ""; }
 
-std::string bareFor(const InterruptEvent& interrupt) { return std::to_string(interrupt.word); }
+std::string plainFor(const InterruptEvent& interrupt) { return std::to_string(interrupt.word); }
 
-std::string bareFor(const RoundTrips& trips) {
+std::string plainFor(const RoundTrips& trips) {
     return inMilliseconds(trips.shortest()) + ' ' + inMilliseconds(trips.mean()) + ' ' +
            inMilliseconds(trips.longest());
 }
 
-std::string bareFor(const SavedRegisters& /*saved*/) { return ""; }
+std::string plainFor(const SavedRegisters& /*saved*/) { return ""; }
 
-std::string bareFor(const RegisterDifference& /*difference*/, GivenBase /*base*/) { return ""; }
+std::string plainFor(const RegisterDifference& /*difference*/, GivenBase /*base*/) { return ""; }
 
-std::string bareFor(const RestoredRegister& /*restored*/, GivenBase /*base*/) { return ""; }
+std::string plainFor(const RestoredRegister& /*restored*/, GivenBase /*base*/) { return ""; }
 
-std::string bareFor(const SkippedRegisters& /*skipped*/) { return ""; }
+std::string plainFor(const SkippedRegisters& /*skipped*/) { return ""; }
 
-std::string bareFor(const MapReport& report) { return formatBare(report); }
+std::string plainFor(const MapReport& report) { return formatValues(report); }
 
 } // namespace
 
@@ -104,17 +104,17 @@ std::string nameText(const Reading& reading) {
     return printable(std::visit([](const auto& read) { return nameOf(read); }, reading));
 }
 
-std::string bareText(const Reading& reading, GivenBase base) {
-    return std::visit([base](const auto& read) { return bareFor(read, base); }, reading);
+std::string plainValueText(const Reading& reading, GivenBase base) {
+    return std::visit([base](const auto& read) { return plainFor(read, base); }, reading);
 }
 
-std::string formatBare(const Report& report, GivenBase base) {
+std::string formatValues(const Report& report, GivenBase base) {
     return std::visit(
         [base](const auto& value) {
             if constexpr (hasBase<std::decay_t<decltype(value)>>) {
-                return bareFor(value, base);
+                return plainFor(value, base);
             } else {
-                return bareFor(value);
+                return plainFor(value);
             }
         },
         report);

@@ -3,8 +3,8 @@
  * @file
  * Restores the registers of a device from a snapshot.
  */
-#ifndef RYNVELCTL_RESTORATION_H
-#define RYNVELCTL_RESTORATION_H
+#ifndef RYNVELCTL_SNAPSHOTRESTORER_H
+#define RYNVELCTL_SNAPSHOTRESTORER_H
 
 #include <optional>
 #include <string>
@@ -22,7 +22,7 @@
 namespace Rynvelctl {
 
 /** Writes the registers and fields that are writable and differ from the snapshot. */
-class Restoration {
+class SnapshotRestorer {
 public:
     enum class Mode {
         Write,
@@ -34,7 +34,7 @@ public:
      * The map, the device and the time-out must outlive this object.
      * @param timeout applies to the whole restoration, even to registers that need no access to the device.
      */
-    Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
+    SnapshotRestorer(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode);
 
     /**
      * Compares the registers with the snapshot, in the order of the snapshot. Writes the parts that differ, and reads
@@ -67,15 +67,15 @@ private:
     /** Returns the obstacle to comparing a register of the snapshot with the device; none if there is none. */
     std::optional<Obstacle> obstacleTo(const SavedRegister& saved) const;
     /** Returns the write that a register needs; none if no part that differs can be written. */
-    std::optional<Maps::FieldWrite> planWrite(const MappedRegister& target, std::uint32_t current,
+    std::optional<Maps::FieldWrite> planWrite(const AddressedRegister& target, std::uint32_t current,
                                               std::uint32_t wanted);
-    std::vector<Maps::FieldAssignment> differingFields(const MappedRegister& target, std::uint32_t current,
+    std::vector<Maps::FieldAssignment> differingFields(const AddressedRegister& target, std::uint32_t current,
                                                        std::uint32_t wanted);
     /** Adds the fields that differ and are not restored to skipped(). @param bits the bits that differ. */
-    void skipFields(const MappedRegister& target, std::uint64_t bits);
+    void skipFields(const AddressedRegister& target, std::uint64_t bits);
     /** Adds the bits that differ and that no readable field describes to skipped(). @param bits as in skipFields(). */
-    void skipOtherBits(const MappedRegister& target, std::uint64_t bits);
-    void write(const MappedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);
+    void skipOtherBits(const AddressedRegister& target, std::uint64_t bits);
+    void write(const AddressedRegister& target, std::uint32_t current, const Maps::FieldWrite& write);
     void writeFields(const RegisterRange& range, const Maps::FieldWrite& write);
     void skip(const std::string& reason, const std::string& name);
     Failure incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const;
@@ -84,12 +84,12 @@ private:
     OpenDevice& m_device;
     const CommandTimeout& m_timeout;
     const Mode m_mode;
-    std::unordered_map<std::string, MappedRegister> m_registers;
+    std::unordered_map<std::string, AddressedRegister> m_registers;
     /** The names of all registers of the map, even of those that the device cannot access. */
     std::unordered_set<std::string> m_described;
     std::vector<RestoredRegister> m_restored;
     std::vector<SkippedRegisters> m_skipped;
-    /** The indexes in m_skipped by the reasons. */
+    /** For each reason, the index of its element in m_skipped. */
     std::unordered_map<std::string, std::size_t> m_reasons;
     bool m_isMatching = true;
     /** The outcome for the register that failed, for the error message. */

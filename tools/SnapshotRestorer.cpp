@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "Restoration.h"
+#include "SnapshotRestorer.h"
 
-#include "Numbers.h"
+#include "NumberArguments.h"
 #include "ProgressBar.h"
 #include "WriteOutcome.h"
 
@@ -35,7 +35,7 @@ std::string obstacleTo(const Field& field) {
 }
 
 /** Returns the reason why a write cannot store the value in a register without fields; empty if it can. */
-std::string obstacleTo(const MappedRegister& target, std::uint32_t value) {
+std::string obstacleTo(const AddressedRegister& target, std::uint32_t value) {
     const Maps::Register& contents = target.contents();
     if (contents.modifiedWrite != ModifiedWrite::Modify) {
         return modifiesWrites;
@@ -56,7 +56,7 @@ bool isDifferent(const Field& field, const Maps::Register& contents, std::uint64
 }
 
 /** Returns the write of a register without fields. */
-FieldWrite wholeWrite(const MappedRegister& target, std::uint32_t value) {
+FieldWrite wholeWrite(const AddressedRegister& target, std::uint32_t value) {
     FieldWrite write;
     write.assigned = {value, Maps::bitsOf(target.contents())};
     write.written = write.assigned;
@@ -64,23 +64,23 @@ FieldWrite wholeWrite(const MappedRegister& target, std::uint32_t value) {
     return write;
 }
 
-std::uint32_t valueIn(const MappedRegister& target, std::uint32_t word) {
+std::uint32_t valueIn(const AddressedRegister& target, std::uint32_t word) {
     return word & static_cast<std::uint32_t>(Maps::bitsOf(target.contents()));
 }
 
 } // namespace
 
-Restoration::Restoration(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode)
+SnapshotRestorer::SnapshotRestorer(const RegisterMap& map, OpenDevice& device, const CommandTimeout& timeout, Mode mode)
     : m_map(map), m_device(device), m_timeout(timeout), m_mode(mode) {
     for (const Maps::LocatedRegister& located : map.locatedRegisters()) {
         m_described.insert(located.name);
     }
-    for (const MappedRegister& mapped : map.registers()) {
+    for (const AddressedRegister& mapped : map.registers()) {
         m_registers.emplace(mapped.name(), mapped);
     }
 }
 
-std::optional<Failure> Restoration::restore(const Snapshot& snapshot) {
+std::optional<Failure> SnapshotRestorer::restore(const Snapshot& snapshot) {
     ProgressBar bar(m_map.device().name(), snapshot.registers.size());
     for (std::size_t i = 0; i < snapshot.registers.size(); ++i) {
         bar.advance();
@@ -94,13 +94,13 @@ std::optional<Failure> Restoration::restore(const Snapshot& snapshot) {
     return std::nullopt;
 }
 
-void Restoration::restore(const SavedRegister& saved) {
+void SnapshotRestorer::restore(const SavedRegister& saved) {
     if (const auto obstacle = obstacleTo(saved)) {
         skip(obstacle->reason, saved.name);
         m_isMatching = m_isMatching && obstacle->isMatching;
         return;
     }
-    const MappedRegister& target = m_registers.at(saved.name);
+    const AddressedRegister& target = m_registers.at(saved.name);
     const std::uint32_t current = valueIn(target, m_device.read(target.range));
     if (current == saved.value) {
         return;
@@ -110,13 +110,13 @@ void Restoration::restore(const SavedRegister& saved) {
     }
 }
 
-std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister& saved) const {
+std::optional<SnapshotRestorer::Obstacle> SnapshotRestorer::obstacleTo(const SavedRegister& saved) const {
     const auto found = m_registers.find(saved.name);
     if (found == m_registers.end()) {
         const bool isDescribed = m_described.count(saved.name) != 0;
         return Obstacle{isDescribed ? "the device cannot access it" : "not in the register map", false};
     }
-    const MappedRegister& target = found->second;
+    const AddressedRegister& target = found->second;
     if (target.located.offset != saved.offset || target.contents().size != saved.size) {
         return Obstacle{"the register map has another offset or size", false};
     }
@@ -126,14 +126,14 @@ std::optional<Restoration::Obstacle> Restoration::obstacleTo(const SavedRegister
     if (!Maps::isReadable(target.contents())) {
         return Obstacle{writeOnly, true};
     }
-    if (target.word.hasReadEffect) {
+    if (target.word.hasReadSideEffect) {
         return Obstacle{"reading has a side effect", true};
     }
     return std::nullopt;
 }
 
-std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, std::uint32_t current,
-                                                 std::uint32_t wanted) {
+std::optional<FieldWrite> SnapshotRestorer::planWrite(const AddressedRegister& target, std::uint32_t current,
+                                                      std::uint32_t wanted) {
     const Maps::Register& contents = target.contents();
     if (!Maps::isWritable(contents)) {
         skip(readOnly, target.name());
@@ -159,8 +159,8 @@ std::optional<FieldWrite> Restoration::planWrite(const MappedRegister& target, s
     }
 }
 
-std::vector<Maps::FieldAssignment> Restoration::differingFields(const MappedRegister& target, std::uint32_t current,
-                                                                std::uint32_t wanted) {
+std::vector<Maps::FieldAssignment> SnapshotRestorer::differingFields(const AddressedRegister& target,
+                                                                     std::uint32_t current, std::uint32_t wanted) {
     std::vector<Maps::FieldAssignment> assignments;
     std::uint64_t different = current ^ wanted;
     for (const Field& field : target.contents().fields) {
@@ -174,7 +174,7 @@ std::vector<Maps::FieldAssignment> Restoration::differingFields(const MappedRegi
     return assignments;
 }
 
-void Restoration::skipFields(const MappedRegister& target, std::uint64_t bits) {
+void SnapshotRestorer::skipFields(const AddressedRegister& target, std::uint64_t bits) {
     std::uint64_t others = bits;
     for (const Field& field : target.contents().fields) {
         if (isDifferent(field, target.contents(), bits)) {
@@ -185,7 +185,7 @@ void Restoration::skipFields(const MappedRegister& target, std::uint64_t bits) {
     skipOtherBits(target, others);
 }
 
-void Restoration::skipOtherBits(const MappedRegister& target, std::uint64_t bits) {
+void SnapshotRestorer::skipOtherBits(const AddressedRegister& target, std::uint64_t bits) {
     for (const Field& field : target.contents().fields) {
         const bool isInvisible = Maps::isInside(field, target.contents()) && !Maps::isReadable(field.access);
         if (isInvisible && (bits & Maps::maskOf(field)) != 0) {
@@ -198,7 +198,7 @@ void Restoration::skipOtherBits(const MappedRegister& target, std::uint64_t bits
     }
 }
 
-void Restoration::write(const MappedRegister& target, std::uint32_t current, const FieldWrite& write) {
+void SnapshotRestorer::write(const AddressedRegister& target, std::uint32_t current, const FieldWrite& write) {
     const auto mask = static_cast<std::uint32_t>(write.assigned.mask);
     const auto value = static_cast<std::uint32_t>(write.assigned.value);
     std::uint32_t result = (current & ~mask) | value;
@@ -216,7 +216,7 @@ void Restoration::write(const MappedRegister& target, std::uint32_t current, con
     m_restored.push_back({target.range, target.contents().size, current, result, m_mode == Mode::Write});
 }
 
-void Restoration::writeFields(const RegisterRange& range, const FieldWrite& write) {
+void SnapshotRestorer::writeFields(const RegisterRange& range, const FieldWrite& write) {
     const auto value = static_cast<std::uint32_t>(write.written.value);
     try {
         if (write.isWhole) {
@@ -231,7 +231,7 @@ void Restoration::writeFields(const RegisterRange& range, const FieldWrite& writ
     m_outcome = unconfirmed;
 }
 
-void Restoration::skip(const std::string& reason, const std::string& name) {
+void SnapshotRestorer::skip(const std::string& reason, const std::string& name) {
     const auto [known, isNew] = m_reasons.emplace(reason, m_skipped.size());
     if (isNew) {
         m_skipped.push_back({m_map.device().name(), reason, {}});
@@ -239,7 +239,7 @@ void Restoration::skip(const std::string& reason, const std::string& name) {
     m_skipped[known->second].names.push_back(name);
 }
 
-Failure Restoration::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {
+Failure SnapshotRestorer::incomplete(const Failure& failure, const Snapshot& snapshot, std::size_t failed) const {
     std::vector<std::string> restored;
     for (const RestoredRegister& each : m_restored) {
         restored.push_back(each.range.name());

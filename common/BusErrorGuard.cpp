@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "FaultGuard.h"
+#include "BusErrorGuard.h"
 
 #include <cstdint>
 
@@ -24,10 +24,10 @@ bool isFault(const siginfo_t& info) {
 
 } // namespace
 
-thread_local sigjmp_buf* volatile FaultGuard::s_recoveryPoint = nullptr;
-struct sigaction FaultGuard::s_previousAction {};
+thread_local sigjmp_buf* volatile BusErrorGuard::s_recoveryPoint = nullptr;
+struct sigaction BusErrorGuard::s_previousAction {};
 
-void FaultGuard::install() {
+void BusErrorGuard::install() {
     struct sigaction action {};
     action.sa_sigaction = handleSignal;
     action.sa_flags = SA_SIGINFO;
@@ -39,14 +39,14 @@ void FaultGuard::install() {
     }
 }
 
-void FaultGuard::unblock() {
+void BusErrorGuard::unblock() {
     sigset_t signals{};
     sigemptyset(&signals);
     sigaddset(&signals, SIGBUS);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-bool FaultGuard::call(void (*access)(const void*), const void* object) {
+bool BusErrorGuard::call(void (*access)(const void*), const void* object) {
     sigjmp_buf recoveryPoint;
     sigjmp_buf* const outer = s_recoveryPoint;
     // Saving the signal mask here would cost a system call for each access. The handler restores the mask instead.
@@ -60,7 +60,7 @@ bool FaultGuard::call(void (*access)(const void*), const void* object) {
     return true;
 }
 
-void FaultGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
+void BusErrorGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
     if (!isFault(*info)) {
         return;
     }
@@ -68,9 +68,9 @@ void FaultGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context) {
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(*s_recoveryPoint, 1);
     }
-    // After the handler returns, the processor repeats the access, which then meets the previous action. By default,
-    // that action ends the process. The previous handler may restore this one, because it has replaced this one before.
-    // The next fault then has the default action. The two handlers would otherwise call each other for ever.
+    // After the handler returns, the processor repeats the access, and the previous action handles the fault. The
+    // previous handler may itself have replaced this one, and may now restore it. The two would then call each other
+    // forever. Therefore, the next fault that this handler does not recover from has the default action.
     sigaction(SIGBUS, &s_previousAction, nullptr);
     s_previousAction = {};
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Durations.h"
+#include "TimeText.h"
 
 #include <algorithm>
 #include <cctype>

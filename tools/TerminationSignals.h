@@ -3,8 +3,8 @@
  * @file
  * The signals that end the process unless it handles them.
  */
-#ifndef RYNVELCTL_ENDINGSIGNALS_H
-#define RYNVELCTL_ENDINGSIGNALS_H
+#ifndef RYNVELCTL_TERMINATIONSIGNALS_H
+#define RYNVELCTL_TERMINATIONSIGNALS_H
 
 #include <array>
 #include <csignal>
@@ -12,21 +12,21 @@
 
 namespace Rynvelctl {
 
-constexpr std::array<int, 4> endingSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+constexpr std::array<int, 4> terminationSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 /**
  * As long as the object exists, calls a handler for signals that end the process. While the handler runs, all signals
  * are blocked. The handler must end the process with endProcess(), or call passOn(). The destructor restores the
  * earlier actions.
  */
-class EndingSignalHandler {
+class TerminationSignalHandler {
 public:
     /** Leaves out the signals that the process ignores, because the program that started it may require this. */
-    explicit EndingSignalHandler(void (*handler)(int),
-                                 const std::vector<int>& signals = {endingSignals.begin(), endingSignals.end()});
-    EndingSignalHandler(const EndingSignalHandler&) = delete;
-    EndingSignalHandler& operator=(const EndingSignalHandler&) = delete;
-    ~EndingSignalHandler();
+    explicit TerminationSignalHandler(void (*handler)(int), const std::vector<int>& signals = {
+                                                                terminationSignals.begin(), terminationSignals.end()});
+    TerminationSignalHandler(const TerminationSignalHandler&) = delete;
+    TerminationSignalHandler& operator=(const TerminationSignalHandler&) = delete;
+    ~TerminationSignalHandler();
 
     /** Restores the replaced action of a signal, and raises the signal again. */
     void passOn(int number) const;
