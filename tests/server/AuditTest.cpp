@@ -250,7 +250,7 @@ TEST_F(AuditFileDeathTest, RemovesTheBeginningOfALineThatDoesNotFit) {
     });
 }
 
-TEST_F(AuditFileDeathTest, IsNotOpenedIfALineThatAKilledServerHasLeftCannotBeEnded) {
+TEST_F(AuditFileDeathTest, CannotBeOpenedIfItsLastLineCannotBeEnded) {
     inChildProcess([] {
         std::signal(SIGXFSZ, SIG_IGN);
         std::ofstream("a") << "{\"number";

@@ -188,7 +188,7 @@ TEST_F(ManyRegisters, RefuseANameThatIsBothARegisterAndAField) {
     EXPECT_EQ(get(4), 2U);
 }
 
-TEST_F(ManyRegisters, WithArraysOfFieldsAreWrittenInTheOrderGiven) {
+TEST_F(ManyRegisters, AreWrittenInTheOrderGivenWithArraysOfFields) {
     expect("write map32 PINS=1 B=2 PINS=3 A=4", 0,
            "map32 PINS = 0x00000001\nmap32 B = 0x00000002\nmap32 PINS = 0x00000003\nmap32 A = 0x00000004\n");
     EXPECT_EQ(get(0x20), 3U);

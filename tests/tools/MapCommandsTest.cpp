@@ -380,7 +380,7 @@ TEST_F(Descriptions, HaveSeveralLinesIfTheyAreLong) {
     EXPECT_EQ(run("--map m.svd describe map32 A").output.find('\n'), 98U);
 }
 
-TEST_F(Descriptions, OfARegisterNameItsAlternatives) {
+TEST_F(Descriptions, NameTheAlternativesOfARegister) {
     m_folder.store("m.svd", mapOfPeripherals(peripheralOf(
                                 "map32", "",
                                 oneRegister + registerAt("B", "0", "<alternateRegister>A</alternateRegister>") +
@@ -389,7 +389,7 @@ TEST_F(Descriptions, OfARegisterNameItsAlternatives) {
     EXPECT_NE(run("--map m.svd describe map32 C").output.find("\nalternative group:  other?\n"), std::string::npos);
 }
 
-TEST_F(Descriptions, OfADeviceAreOneValueInJson) {
+TEST_F(Descriptions, AreOneValueOfADeviceInJson) {
     m_folder.store(
         "m.svd", mapOfPeripherals(peripheralOf("map32", "Two \"registers\"", oneRegister + registerAt("B", "4", ""))));
     const auto expected = [](const std::string& name, const std::string& offset) {

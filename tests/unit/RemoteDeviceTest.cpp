@@ -394,31 +394,31 @@ TEST(RecordConnections, ReportThatTheirServerHasResetThem) {
     }
 }
 
-/** The exception of an interruption. */
-struct Interrupted {};
+/** The exception of a callback. */
+struct Canceled {};
 
-/** Returns an interruption that throws an exception at its third call. */
-Common::Interruption thirdTime() {
+/** Returns a callback that throws an exception at its third call. */
+Common::WaitCallback thirdTime() {
     return [calls = 0]() mutable {
         if (++calls == 3) {
-            throw Interrupted();
+            throw Canceled();
         }
     };
 }
 
-TEST(RecordConnections, CallTheirInterruptionWhileTheyWaitForAnAnswer) {
+TEST(RecordConnections, CallTheirCallbackWhileTheyWaitForAnAnswer) {
     TestPeer peer;
     peer.script({silence()});
     RecordConnection connection({"127.0.0.1", peer.port()}, Deadline(longTime), thirdTime());
-    EXPECT_THROW(connection.open("remote", Deadline(longTime)), Interrupted);
+    EXPECT_THROW(connection.open("remote", Deadline(longTime)), Canceled);
 }
 
-TEST(RecordConnections, CallTheirInterruptionWhileTheQueueOfTheirServerIsFull) {
+TEST(RecordConnections, CallTheirCallbackWhileTheQueueOfTheirServerIsFull) {
     const TemporaryWorkingFolder folder;
     const LocalSocket server(SOCK_STREAM, "socket");
     ASSERT_EQ(::listen(server.descriptor(), 0), 0);
     const int first = server.connect(SOCK_STREAM);
-    EXPECT_THROW(RecordConnection({"", 0, "/proc/self/cwd/socket"}, Deadline(longTime), thirdTime()), Interrupted);
+    EXPECT_THROW(RecordConnection({"", 0, "/proc/self/cwd/socket"}, Deadline(longTime), thirdTime()), Canceled);
     ::close(first);
 }
 
