@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "BusErrorGuard.h"
 #include "DescriptionText.h"
-#include "FaultGuard.h"
 #include "HttpRequest.h"
 #include "TemporaryWorkingFolder.h"
 
@@ -142,7 +142,7 @@ TEST_F(ExportedRegistersTest, HaveNoSampleForARegisterBeyondTheEndOfTheDevice) {
 }
 
 TEST_F(ExportedRegistersTest, HaveNoSampleAfterABusError) {
-    Common::FaultGuard::install();
+    Common::BusErrorGuard::install();
     TemporaryWorkingFolder::makeFile("registers.map", 0);
     writeMap("map_32", registerOf("ID", "0x4", "", "<size>32</size>"));
     useExports({"map.32.ID"});
