@@ -71,8 +71,8 @@ int parseSocketCount(const std::string& text) {
 
 /** Returns a decimal number above 0; empty for any other text. */
 std::optional<std::uint64_t> parsePositive(const std::string& text) {
-    constexpr std::size_t mostDigits = 18;
-    const bool isNumber = !text.empty() && text.size() <= mostDigits &&
+    constexpr std::size_t mostNumberDigits = 18;
+    const bool isNumber = !text.empty() && text.size() <= mostNumberDigits &&
                           text.find_first_not_of("0123456789") == std::string::npos && std::stoull(text) > 0;
     return isNumber ? std::optional<std::uint64_t>(std::stoull(text)) : std::nullopt;
 }
