@@ -5,7 +5,7 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint asan armhf python abi counts board installed dissector)
+quick_stages=(format scripts site lint asan coverage armhf python abi counts board installed dissector)
 long_stages=(
     tsan abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages
 )
@@ -22,6 +22,7 @@ describe_stage() {
         analyze) echo 'the static analyzer of clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine, for work on the sources' ;;
         asan) echo 'all tests with the address and undefined behavior sanitizers' ;;
+        coverage) echo 'the lines and branches that the tests of the stage asan have run' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
@@ -53,9 +54,10 @@ packages_of() {
     local target=("${target_packages[@]}" qemu-user)
     case $1 in
         format) echo clang-format codespell reuse ;;
+        scripts) echo g++ ;;
         site) echo "${site_packages[@]}" ;;
         lint | analyze) echo "${build_packages[@]}" "${python_build_packages[@]}" clang-tidy ;;
-        dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
+        dev | asan | coverage | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         python) echo "${build_packages[@]}" "${python_packages[@]}" "${target[@]}" "${target_python_packages[@]}" ;;
         pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
@@ -92,7 +94,7 @@ folder_of() {
         installed) echo build/python ;;
         variants) echo build/tsan ;;
         dissector | tunnels | fleet | pythonlong | wheel) echo build/python ;;
-        soak) echo build/asan ;;
+        coverage | soak) echo build/asan ;;
         packages) echo "$rynvel_cache/chroots" ;;
         *) echo "build/$1" ;;
     esac
@@ -116,7 +118,8 @@ usual_seconds() {
         lint) echo 100 1 ;;
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
-        asan) echo 250 90 ;;
+        asan) echo 265 105 ;;
+        coverage) echo 5 5 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
         python) echo 120 70 ;;
@@ -143,7 +146,10 @@ usual_seconds() {
 # Prints the number of parallel jobs for work that spends some of its time waiting, such as tests of time-outs.
 jobs_that_wait() { echo $(($(nproc) + 1)); }
 
-build() { cmake --preset "$1" && cmake --build --preset "$1"; }
+# Builds a preset. Deletes the counts of earlier runs, which do not fit new objects. Programs would report this.
+build() {
+    cmake --preset "$1" && find "build/$1" -name '*.gcda' -delete && cmake --build --preset "$1"
+}
 
 # Builds a preset and runs its tests. The first argument is the preset. Passes the remaining arguments to ctest.
 test_preset() {
@@ -207,7 +213,33 @@ require_results() {
 }
 
 stage_dev() { test_preset dev; }
-stage_asan() { test_preset_by_program asan; }
+# The result of stage_asan, if it has run.
+asan_result=
+
+stage_asan() {
+    test_preset_by_program asan
+    asan_result=$?
+    return $asan_result
+}
+
+# Runs the tests only if the stage asan has not run before.
+stage_coverage() {
+    [ -n "$asan_result" ] || stage_asan
+    [ "$asan_result" = 0 ] || { echo 'the tests of the stage asan have failed'; return 1; }
+    coverage_is_complete
+}
+
+# Checks the coverage of the code that users run.
+coverage_is_complete() (
+    . scripts/checks.sh
+    suite=coverage
+    check 'the tests run every line that scripts/coverage.list does not list, and 95 % of the branches' \
+        scripts/coverage build/asan scripts/coverage.list 95 \
+        base common cppsrc include maps server tools ziltrace/include ziltrace/src
+    tail -n 1 "$work"/output.*
+    summary
+)
+
 # Some races occur only in a long run.
 stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-$((10 + ${all:+20} + 0))} test_preset_by_program tsan; }
 # On an emulator, the starts of rynvelctl take most of the time, so only --all runs all of its tests.

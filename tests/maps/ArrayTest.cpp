@@ -33,6 +33,16 @@ TEST(Array, DescribesItselfInEachElement) {
     EXPECT_FALSE(onlyRegister(read(mapOf(registerOf("")))).arrayElement.array);
 }
 
+TEST(Array, DoesNotUseAListOfMoreIndexesThanAnArrayMayHave) {
+    std::string list = "A";
+    for (std::uint64_t i = 0; i < Maps::Limits().arraySize; ++i) {
+        list += ",A";
+    }
+    const Maps::ReadMap map = Maps::readMap(arrayOf("2", "CH%s", element("dimIndex", list)));
+    EXPECT_NE(diagnosticsOf(map), "");
+    EXPECT_EQ(registersIn(deviceIn(map)), "CH0 CH1 ");
+}
+
 TEST(Array, CountsItsIndexesFromZeroWithoutADimIndex) {
     EXPECT_EQ(registersIn(read(arrayOf("2", "CH%s_CR"))), "CH0_CR CH1_CR ");
 }

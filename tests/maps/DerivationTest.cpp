@@ -281,6 +281,22 @@ TEST(DerivedValues, KeepTheirOwnNameAndUsage) {
     EXPECT_EQ(field.enumerations[0].usage, Maps::Usage::Write);
 }
 
+TEST(DerivedValues, MayBeDerivedFromDerivedValues) {
+    const auto field = [](const std::string& name, const std::string& bit, const std::string& values) {
+        return named("field", name, element("bitOffset", bit) + values);
+    };
+    const Maps::Device device = read(mapOf(registerOf(
+        element("fields", field("A", "0", named("enumeratedValues", "First", onOff)) +
+                              field("B", "1", derived("enumeratedValues", "First", "<name>Second</name>")) +
+                              field("C", "2", derived("enumeratedValues", "Second", "<name>Third</name>")) +
+                              field("D", "3", derived("enumeratedValues", "Third", "<name>Fourth</name>"))))));
+    const Maps::Register aRegister = onlyRegister(device);
+    for (const std::string name : {"B", "C", "D"}) {
+        ASSERT_EQ(named(aRegister.fields, name).enumerations.size(), 1U) << name;
+        EXPECT_EQ(namesOf(named(aRegister.fields, name).enumerations[0].values), "Off On ") << name;
+    }
+}
+
 TEST(DerivedValues, PreferTheNearestBaseOfTheirName) {
     const auto field = [](const std::string& name, const std::string& bit, const std::string& content) {
         return named("field", name, element("bitOffset", bit) + content);

@@ -120,6 +120,12 @@ void expectRefused(const Maps::Register& aRegister, const std::vector<Assignment
     }
 }
 
+TEST(Assignments, HaveNoLeadingZeroEvenInAWideField) {
+    const Maps::Register wide =
+        onlyRegister(read(mapOf(registerOf("<size>64</size>" + element("fields", field("F", "[63:0]"))))));
+    expectRefused(wide, {{"F", "04294967296"}}, "field C.R.F: '04294967296' is ambiguous (write 4294967296)");
+}
+
 void expectRefused(const std::vector<Assignment>& assignments, const std::string& reason) {
     expectRefused(control(), assignments, reason);
 }

@@ -84,9 +84,10 @@ TEST(Map, HasTheLineNumbersOfItsElements) {
 }
 
 TEST(Map, MayHaveCommentsAndSectionsInItsTexts) {
-    const Maps::Register aRegister = onlyRegister(read(
-        mapOf("<register><name>R<!-- not S --></name><description>one<!-- two --> three<![CDATA[ <4> ]]>&amp; 5 &#54;"
-              "</description><addressOffset><!-- nothing -->4</addressOffset></register>")));
+    const Maps::Register aRegister =
+        onlyRegister(read(mapOf("<register><name><![CDATA[]]>R<!-- not S --></name><description>one<!-- two --> "
+                                "three<![CDATA[ <4> ]]>&amp; 5 &#54;"
+                                "</description><addressOffset><!-- nothing -->4</addressOffset></register>")));
     EXPECT_EQ(aRegister.name, "R");
     EXPECT_EQ(aRegister.description.str(), "one three <4> & 5 6");
     EXPECT_EQ(aRegister.offset, 4U);

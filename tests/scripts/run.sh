@@ -195,6 +195,118 @@ finds_wordings() {
 
 refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }
 
+# Compiles the program of the tree, which records counts. The arguments are further options of the compiler.
+compile_the_program() {
+    (cd "$work/tree/build" && g++ --coverage "$@" -c -o main.cpp.o ../product/main.cpp &&
+        g++ --coverage "$@" -o main main.cpp.o)
+}
+
+# Makes a tree with a program and the list of its lines that do not run. Compiles the program, and runs it with the
+# given arguments.
+begin_program() {
+    rm -rf "$work/tree"
+    mkdir -p "$work/tree/product" "$work/tree/build"
+    cat >"$work/tree/product/main.cpp" <<'END'
+int main(int count, char**) {
+    if (count > 2) {
+        count = 0;
+    }
+    return count == 7;
+}
+END
+    printf '%s\n' '# A program' '' 'product/main.cpp: count = 0;' '    needs three words' >"$work/tree/list"
+    printf '[{ "directory": "%s", "command": "g++ -o main.cpp.o -c x.cpp", "file": "x.cpp" }]' "$work/tree/build" \
+        >"$work/tree/build/compile_commands.json"
+    compile_the_program && "$work/tree/build/main" "$@"
+}
+
+# Checks the counts of the program. The arguments are the least share of branches, and the expected output.
+covers() {
+    local status=0
+    (cd "$work/tree" && "$OLDPWD/scripts/coverage" build list "$1" product) >"$work/found" 2>&1 || status=$?
+    printf '%s\n' "${@:2}" | diff "$work/found" - && return $status
+}
+
+# Like covers, but expects that the check fails with this output.
+misses() { ! covers "$@" && [ "$(printf '%s\n' "${@:2}")" = "$(cat "$work/found")" ]; }
+
+totals_of_one_run='4 lines, 1 of which do not run; 50.00 % of 2 branches run'
+unlisted='product/main.cpp:3: no test runs this line: count = 0;'
+
+accepts_the_listed_lines() {
+    begin_program && covers 50 "$totals_of_one_run" && cp "$work/tree/build/main.cpp.gcno" "$work/tree/build/old.gcno" &&
+        covers 50 "$totals_of_one_run"
+}
+
+finds_a_line_that_does_not_run() {
+    begin_program && : >"$work/tree/list" && misses 50 "$unlisted" "$totals_of_one_run"
+}
+
+finds_a_second_line_with_the_text_of_a_listed_line() {
+    begin_program && sed -i '3s/$/\n        count = 0;/' "$work/tree/product/main.cpp" && compile_the_program &&
+        rm "$work/tree/build/main.cpp.gcda" && "$work/tree/build/main" &&
+        misses 50 "$unlisted" "${unlisted/3/4}" '5 lines, 2 of which do not run; 50.00 % of 2 branches run'
+}
+
+finds_listed_lines_that_run_or_are_gone() {
+    begin_program a b && misses 50 'list:3: a test runs this line, or it is gone: product/main.cpp: count = 0;' \
+        '4 lines, 0 of which do not run; 50.00 % of 2 branches run' || return
+    begin_program && sed -i 's/count = 0/count = 1/' "$work/tree/list" && misses 50 "${unlisted}" \
+        'list:3: a test runs this line, or it is gone: product/main.cpp: count = 1;' "$totals_of_one_run"
+}
+
+accepts_lines_that_run_on_some_machines() {
+    begin_program a b && sed -i 's/^product/? product/' "$work/tree/list" &&
+        covers 50 '4 lines, 0 of which do not run; 50.00 % of 2 branches run' &&
+        begin_program && sed -i 's/^product/? product/' "$work/tree/list" && covers 50 "$totals_of_one_run"
+}
+
+requires_a_reason_for_each_line() {
+    local problem='coverage: list:3: incomplete entry (FILE: TEXT, then the reason in an indented line)'
+    begin_program && sed -i 4d "$work/tree/list" && misses 50 "$problem" &&
+        printf '%s\n' 'product/main.cpp: other' '    reason' >>"$work/tree/list" && misses 50 "$problem" &&
+        begin_program && sed -i '3s/: .*//' "$work/tree/list" && misses 50 "$problem"
+}
+
+finds_too_few_branches() {
+    begin_program && misses 95 'the tests run 50.00 % of the branches (at least 95 %)' "$totals_of_one_run" &&
+        "$work/tree/build/main" a b && sed -i 3,4d "$work/tree/list" &&
+        covers 95 '4 lines, 0 of which do not run; 100.00 % of 2 branches run'
+}
+
+leaves_out_the_branches_of_the_compiler() {
+    local option
+    begin_program
+    cat >"$work/tree/product/main.cpp" <<'END'
+#include <string>
+static bool given;
+int main(int count, char**) {
+    given = count == 1;
+    const std::string text = std::string(count, 'x') + 'y';
+    if (given && text.size() == 2) {
+        return 0;
+    }
+    return 1;
+}
+END
+    printf '%s\n' 'product/main.cpp: return 1;' '    reason' >"$work/tree/list"
+    for option in -O0 -fsanitize=address,undefined; do
+        rm "$work/tree/build/main.cpp.gcda" && compile_the_program $option -fno-sanitize-recover=all &&
+            "$work/tree/build/main" && covers 50 '7 lines, 1 of which do not run; 50.00 % of 6 branches run' || return
+    done
+}
+
+refuses_counts_of_no_run() {
+    local problem='coverage: product/: no line has run (build with RYNVEL_COVERAGE, and run the tests)'
+    begin_program && rm "$work/tree/build/main.cpp.gcda" && misses 50 "$problem" &&
+        begin_program && rm "$work/tree/build/main.cpp.gcno" && misses 50 "$problem"
+}
+
+refuses_counts_of_another_build() {
+    begin_program && echo 'int added;' >>"$work/tree/product/main.cpp" && compile_the_program &&
+        misses 50 "coverage: $work/tree/build/main.cpp.gcno: main.cpp.gcda:stamp mismatch with notes file"
+}
+
 # Succeeds if a command fails and prints one line.
 refuses() {
     ! "$@" >"$work/refused" 2>&1 && [ "$(wc -l <"$work/refused")" = 1 ] && cat "$work/refused"
@@ -253,6 +365,16 @@ check 'a check of includes without any source fails' refuses_to_check_nothing
 check 'folders of the folder table that include each other are found' finds_a_cycle_in_the_folder_table
 check 'a wording that the style rules exclude is found' finds_wordings
 check 'a check of wordings without any file fails' refuses_to_check_the_wordings_of_nothing
+check 'the check of coverage accepts the listed lines' accepts_the_listed_lines
+check 'a line that no test runs is found' finds_a_line_that_does_not_run
+check 'an entry counts for one line' finds_a_second_line_with_the_text_of_a_listed_line
+check 'a listed line that a test runs, or that is gone, is found' finds_listed_lines_that_run_or_are_gone
+check 'a listed line may run if its entry says so' accepts_lines_that_run_on_some_machines
+check 'an entry without a reason is refused' requires_a_reason_for_each_line
+check 'a share of branches that is too small is found' finds_too_few_branches
+check 'branches that the compiler adds do not count' leaves_out_the_branches_of_the_compiler
+check 'a check of coverage without a run of the tests fails' refuses_counts_of_no_run
+check 'the counts of another build are refused' refuses_counts_of_another_build
 check 'a package of the target is missing until it is unpacked' misses_a_package_of_the_target_until_it_is_unpacked
 check './check and ./demo refuse unknown arguments' refuses_unknown_arguments
 check './check and ./demo show their help' shows_its_help

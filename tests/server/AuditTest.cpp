@@ -250,6 +250,17 @@ TEST_F(AuditFileDeathTest, RemovesTheBeginningOfALineThatDoesNotFit) {
     });
 }
 
+TEST_F(AuditFileDeathTest, CannotBeOpenedIfItsLastLineCannotBeEnded) {
+    inChildProcess([] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        std::ofstream("a") << "{\"number";
+        limitFiles(8);
+        EXPECT_EQ(problemOf("a"), "a: cannot write the audit: File too large");
+        limitFiles(RLIM_INFINITY);
+        EXPECT_EQ(problemOf("a"), "");
+    });
+}
+
 // The kernel does not shrink this file.
 TEST_F(AuditFileDeathTest, CompletesALineLaterIfItsBeginningCannotBeRemoved) {
     inChildProcess([] {
@@ -313,6 +324,28 @@ TEST_F(AuditJournalTest, MayBeMissingOrRestarted) {
     const LocalSocket restarted(SOCK_DGRAM, path);
     EXPECT_EQ(sink.write("2\n"), 0);
     EXPECT_EQ(receivedBy(restarted), messageWith("2\n"));
+}
+
+TEST_F(AuditJournalTest, NeedsNoNewSocketAfterARename) {
+    const LocalSocket journal(SOCK_DGRAM, path);
+    AuditJournal sink(path);
+    EXPECT_EQ(sink.write("1\n"), 0);
+    sink.reopen();
+    EXPECT_EQ(sink.write("2\n"), 0);
+    EXPECT_EQ(receivedBy(journal), messageWith("1\n"));
+    EXPECT_EQ(receivedBy(journal), messageWith("2\n"));
+}
+
+TEST_F(AuditJournalTest, CannotHaveAPathThatIsTooLongForASocket) {
+    EXPECT_EQ(AuditJournal('/' + std::string(200, 'j')).write("1\n"), ENAMETOOLONG);
+}
+
+TEST(AuditSinks, AreTheJournalOrAFile) {
+    const TemporaryWorkingFolder folder;
+    EXPECT_EQ(Rynveld::openAuditSink("journal")->name(), "journal");
+    EXPECT_EQ(Rynveld::openAuditSink("a")->name(), "a");
+    EXPECT_TRUE(std::filesystem::exists("a"));
+    EXPECT_FALSE(std::filesystem::exists("journal"));
 }
 
 TEST_F(AuditJournalTest, DoesNotBlockAfterItsTimeout) {

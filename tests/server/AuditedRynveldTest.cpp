@@ -15,6 +15,7 @@
 
 #include "AuditLines.h"
 #include "BecomesTrue.h"
+#include "HttpRequest.h"
 #include "LocalSocket.h"
 #include "RecordClient.h"
 #include "RynveldProcess.h"
@@ -204,11 +205,13 @@ TEST_F(AuditedRynveld, NamesTheProcessAndTheUserOfALocalClient) {
 /** A server with the options of the file "o". The service manager is the test. */
 class ReloadedRynveld : public AuditedRynveld {
 protected:
-    ReloadedRynveld() {
+    explicit ReloadedRynveld(const Arguments& further = {}) {
         write("");
         Launch launch;
         launch.preparation = "export NOTIFY_SOCKET='" + m_manager.name() + "'; ";
-        m_server = std::make_unique<RynveldProcess>(simulatedWith({"--config", "o"}), launch);
+        Arguments options{"--config", "o"};
+        options.insert(options.end(), further.begin(), further.end());
+        m_server = std::make_unique<RynveldProcess>(simulatedWith(options), launch);
     }
 
     static void write(const std::string& contents) { std::ofstream("o") << contents; }
@@ -245,6 +248,25 @@ TEST_F(ReloadedRynveld, ChangesTheRulesOfOpenConnections) {
     EXPECT_TRUE(RecordClient(m_server->port()).isEnded());
     const std::string line = "rynveld: o: the new options are in force\n";
     EXPECT_EQ(m_server->endWithText(), line + line + line);
+}
+
+class ReloadedRynveldWithMetrics : public ReloadedRynveld {
+protected:
+    ReloadedRynveldWithMetrics() : ReloadedRynveld({"--metrics", "0"}) {}
+
+    /** Returns the metrics, or an empty text if the server closes the connection instead. */
+    std::string metrics() const { return metricsOf(m_server->metricsPort()); }
+};
+
+TEST_F(ReloadedRynveldWithMetrics, ChangesWhoMayReadTheMetrics) {
+    expectState("READY=1");
+    EXPECT_NE(metrics(), "");
+    reload("allow 10.0.0.0/8\n");
+    EXPECT_TRUE(becomesTrue([this] { return metrics().empty(); }));
+    reload("");
+    EXPECT_TRUE(becomesTrue([this] { return !metrics().empty(); }));
+    const std::string line = "rynveld: o: the new options are in force\n";
+    EXPECT_EQ(m_server->endWithText(), line + line);
 }
 
 TEST_F(ReloadedRynveld, KeepsTheOldOptionsIfTheFileHasAnError) {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "BusErrorGuard.h"
 #include "DescriptionText.h"
 #include "HttpRequest.h"
 #include "TemporaryWorkingFolder.h"
@@ -34,6 +35,7 @@ protected:
                      registerOf("HIDDEN", "0xC", "", "<access>write-only</access>") +
                      registerOf("PART", "0xE", fieldNamed("SECRET", "[0:0]", "<access>write-only</access>")) +
                      registerOf("WIDE", "0x10", "", "<size>32</size>") +
+                     registerOf("SMALL", "0x12", fieldNamed("BEYOND", "[20:17]")) +
                      registerOf("PULSES", "0x14", fieldNamed("N", "[3:0]", "<readAction>clear</readAction>")));
         writeMap("seek_32", registerOf("ID", "0x4", "", "<size>32</size>"));
     }
@@ -139,6 +141,15 @@ TEST_F(ExportedRegistersTest, HaveNoSampleForARegisterBeyondTheEndOfTheDevice) {
     EXPECT_TRUE(hasSample(text(), "rynveld_failed_register_reads_total{device=\"seek.16\",register=\"COUNT\"} 1"));
 }
 
+TEST_F(ExportedRegistersTest, HaveNoSampleAfterABusError) {
+    Common::BusErrorGuard::install();
+    TemporaryWorkingFolder::makeFile("registers.map", 0);
+    writeMap("map_32", registerOf("ID", "0x4", "", "<size>32</size>"));
+    useExports({"map.32.ID"});
+    EXPECT_EQ(text().find("\nrynveld_register_value{"), std::string::npos);
+    EXPECT_TRUE(hasSample(text(), "rynveld_failed_register_reads_total{device=\"map.32\",register=\"ID\"} 1"));
+}
+
 TEST_F(ExportedRegistersTest, HaveEachSampleOnlyOnce) {
     writeDevice({0, 0, 0, 0, 0x32, 0x54});
     useExports({"seek.16.STATUS", "seek.16.STATUS.LOCK", "seek.16.STATUS", "seek.16.STATUS.LOCK"});
@@ -160,6 +171,7 @@ TEST_F(ExportedRegistersTest, AreRefusedIfReadingThemHasASideEffect) {
 TEST_F(ExportedRegistersTest, AreRefusedIfTheyCannotBeRead) {
     EXPECT_EQ(problemOf("seek.16.HIDDEN"), "--export: seek.16: register HIDDEN is write-only");
     EXPECT_EQ(problemOf("seek.16.PART.SECRET"), "--export: seek.16: field PART.SECRET is write-only");
+    EXPECT_EQ(problemOf("seek.16.SMALL.BEYOND"), "--export: seek.16: field SMALL.BEYOND is outside its register");
     EXPECT_EQ(problemOf("seek.16.WIDE"),
               "--export: seek.16: register WIDE has 32 bits (the device has 16-bit registers)");
 }

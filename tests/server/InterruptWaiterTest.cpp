@@ -11,13 +11,13 @@
 #include <system_error>
 
 #include <poll.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "BecomesTrue.h"
+#include "NoMoreThreads.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TraceRecorder.h"
@@ -428,6 +428,53 @@ TEST_F(InterruptWaiterTest, LosesOnlyTheWordsOfAnUnreadSocket) {
     }
 }
 
+/** A connection that is armed, but to which the waiter does not deliver words yet. */
+class SocketWithoutDelivery {
+public:
+    SocketWithoutDelivery(InterruptWaiter& waiter, const Rynveld::Peer& peer) : m_waiter(waiter) {
+        m_waiter.arm(m_pair.server(), peer);
+    }
+    SocketWithoutDelivery(const SocketWithoutDelivery&) = delete;
+    SocketWithoutDelivery& operator=(const SocketWithoutDelivery&) = delete;
+    ~SocketWithoutDelivery() { m_waiter.disarm(m_pair.server()); }
+
+    int server() const { return m_pair.server(); }
+    void startDelivery() const { m_waiter.startDelivery(m_pair.server()); }
+
+private:
+    const SocketPair m_pair{SOCK_STREAM};
+    InterruptWaiter& m_waiter;
+};
+
+TEST_F(InterruptWaiterTest, LosesWordsIfDeliveryStartsTooLate) {
+    const SocketWithoutDelivery late(m_waiter, m_peer);
+    const ArmedClient diligent(m_waiter);
+    for (std::uint32_t word = 1; m_counts.interruptsLost == 0; ++word) {
+        ASSERT_TRUE(pulseArrives(word, diligent));
+        ASSERT_LT(word, 1000000U);
+    }
+    const std::uint64_t kept = m_counts.interruptsReceived - m_counts.interruptsLost;
+    EXPECT_TRUE(becomesTrue([&] { return m_counts.interruptsSent == m_counts.interruptsReceived; }));
+    const std::uint64_t sent = m_counts.interruptsSent;
+    late.startDelivery();
+    EXPECT_LE(m_counts.interruptsSent - sent, kept);
+}
+
+TEST_F(InterruptWaiterTest, TracesTheWordsThatASocketHasNoRoomForWhenDeliveryStarts) {
+    const TraceRecorder recorder(1, "Rynveld");
+    const SocketWithoutDelivery late(m_waiter, m_peer);
+    const ArmedClient diligent(m_waiter);
+    ASSERT_TRUE(pulseArrives(1, diligent));
+    const std::array<char, 65536> bytes{};
+    while (::send(late.server(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+    }
+    while (::send(late.server(), bytes.data(), 1, MSG_DONTWAIT) > 0) {
+    }
+    late.startDelivery();
+    EXPECT_EQ(m_counts.interruptsLost, 1U);
+    EXPECT_EQ(recorder.lines().size(), 1U);
+}
+
 /** A trace sink that blocks until the test calls end(). */
 class SlowTraces : public ZilTraceControl::Sink {
 public:
@@ -471,25 +518,6 @@ TEST_F(InterruptWaiterTest, ServesItsClientsWhileItTracesALostWord) {
     traces.end();
     EXPECT_TRUE(enabled.get());
 }
-
-/** While an object exists, no thread can start, because the default stack is larger than the system can allocate. */
-class NoMoreThreads {
-public:
-    NoMoreThreads() {
-        pthread_getattr_default_np(&m_before);
-        pthread_attr_t attributes;
-        pthread_attr_init(&attributes);
-        pthread_attr_setstacksize(&attributes, SIZE_MAX / 4 * 3 / 4096 * 4096);
-        pthread_setattr_default_np(&attributes);
-        pthread_attr_destroy(&attributes);
-    }
-    NoMoreThreads(const NoMoreThreads&) = delete;
-    NoMoreThreads& operator=(const NoMoreThreads&) = delete;
-    ~NoMoreThreads() { pthread_setattr_default_np(&m_before); }
-
-private:
-    pthread_attr_t m_before{};
-};
 
 TEST_F(InterruptWaiterTest, ReportsThatNoThreadCanStartAndWorksWhenOneCan) {
     SocketPair pair;

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "LeasedFile.h"
+#include "NoMoreThreads.h"
 #include "RecordClient.h"
 #include "SocketPair.h"
 #include "TemporaryWorkingFolder.h"
@@ -123,6 +124,16 @@ TEST(Session, StaysDisarmedAfterARefusedRequest) {
     session.client().open("seek.8");
     EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "seek.8")));
     EXPECT_TRUE(session.client().succeeds(Request(Type::Close, "seek.8")));
+}
+
+TEST(Session, RefusesToArmTheConnectionWhenNoThreadIsLeft) {
+    const RunningSession session;
+    session.client().open("uio.32");
+    {
+        const NoMoreThreads noMoreThreads;
+        EXPECT_TRUE(session.client().isRefused(Request(Type::WaitForInterrupt, "uio.32")));
+    }
+    EXPECT_TRUE(session.client().succeeds(Request(Type::WaitForInterrupt, "uio.32")));
 }
 
 TEST(Session, EndsWithoutAnAnswerAtARecordThatIsNotARequest) {

@@ -47,5 +47,13 @@ TEST(StandardError, NeverBlocksOnThePipeOfAnotherUser) {
     });
 }
 
+TEST(StandardError, MayBeClosed) {
+    inChildProcess([] {
+        ::close(STDERR_FILENO);
+        Rynveld::makeStandardErrorNonBlocking();
+        EXPECT_EQ(::fcntl(STDERR_FILENO, F_GETFL), -1);
+    });
+}
+
 } // namespace
 } // namespace RynvelTest

@@ -60,6 +60,10 @@ TEST(Completion, OffersDeviceNames) {
     EXPECT_EQ(offered({"list", "m"}), "");
 }
 
+TEST(Completion, OffersNothingForAWordWhoseDeviceIsMissing) {
+    EXPECT_EQ(offered({"--local", "read", "--local", "no such device", "x"}), "");
+}
+
 TEST(Completion, OffersValues) {
     EXPECT_EQ(offered({"dump", "--order", ""}), "host network");
     EXPECT_EQ(offered({"dump", "--order=n"}), "--order=network");

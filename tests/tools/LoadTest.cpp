@@ -241,6 +241,12 @@ TEST_F(Load, RefusesATerminal) {
 
 class RawDump : public Load {};
 
+TEST_F(RawDump, NeedsAnOpenStandardOutput) {
+    Process process({"sh", "-c", "exec " RYNVELCTL_FOR_TESTS " dump file16 2 2 --raw >&-"},
+                    {enter(m_folder.path()), {}});
+    expectEnding(process.wait(), 1, "", "standard output: Bad file descriptor");
+}
+
 TEST_F(RawDump, WritesTheBytesOfTheRegisters) {
     EXPECT_EQ(outputOf("dump file16 2 2 --raw"), "\x82\x83\x84\x85");
     EXPECT_EQ(outputOf("dump file16 2 2 --raw --order network"), "\x83\x82\x85\x84");

@@ -45,8 +45,10 @@ protected:
                   registerAt("ALIAS", "0x18",
                              "<alternateRegister>FLAGS</alternateRegister>" +
                                  fieldsOf(fieldAt("DONE", "2:2", clearedByAOne))) +
-                  registerAt("MIXED", "0x1C",
-                             fieldsOf(fieldAt("PLAIN", "0:0") + fieldAt("SECRET", "7:4", writeOnly)))))) {
+                  registerAt("MIXED", "0x1C", fieldsOf(fieldAt("PLAIN", "0:0") + fieldAt("SECRET", "7:4", writeOnly))) +
+                  registerAt("PINS", "0x20",
+                             fieldsOf("<field><name>PIN%s</name><dim>2</dim><dimIncrement>1</dimIncrement>"
+                                      "<lsb>0</lsb><msb>0</msb></field>"))))) {
         m_folder.store("registers8", std::string(64, '\0'));
     }
 };
@@ -184,6 +186,12 @@ TEST_F(ManyRegisters, RefuseANameThatIsBothARegisterAndAField) {
     expect("write map32 CTRL A=2 RUN=1", 0, "map32 CTRL.A = 2\nmap32 CTRL.RUN = 1 (running)\n");
     EXPECT_EQ(get(0), 0x21U);
     EXPECT_EQ(get(4), 2U);
+}
+
+TEST_F(ManyRegisters, AreWrittenInTheOrderGivenWithArraysOfFields) {
+    expect("write map32 PINS=1 B=2 PINS=3 A=4", 0,
+           "map32 PINS = 0x00000001\nmap32 B = 0x00000002\nmap32 PINS = 0x00000003\nmap32 A = 0x00000004\n");
+    EXPECT_EQ(get(0x20), 3U);
 }
 
 TEST_F(ManyRegisters, AreWrittenUpToTheFirstFailure) {

@@ -154,6 +154,13 @@ TEST_F(MapCommands, RefuseWrongCommandLines) {
     expectFailure("--map a.svd describe map32 A A", 2, "unexpected argument 'A' (--help shows the arguments)");
 }
 
+TEST_F(MapCommands, WriteTheSameHeaderInEveryFormatForPrograms) {
+    m_folder.store("a.svd", mapOfPeripherals(peripheralOf("map32", "", oneRegister)));
+    const std::string header = run("--map a.svd maps header map32").output;
+    EXPECT_EQ(header.rfind("/* map32 */\n", 0), 0U) << header;
+    EXPECT_EQ(run("--map a.svd maps header map32 --quiet").output, header);
+}
+
 TEST_F(MapCommands, WriteTheNamesForWireshark) {
     m_folder.store("m.svd", timerMap());
     const std::string registers = "device 32 1 map32\n"
@@ -371,6 +378,65 @@ TEST_F(Descriptions, HaveSeveralLinesIfTheyAreLong) {
                                    nine + "\n" + std::string(52, ' ') + nine + "\n" + std::string(52, ' ') +
                                    "word word word\n");
     EXPECT_EQ(run("--map m.svd describe map32 A").output.find('\n'), 98U);
+}
+
+TEST_F(Descriptions, NameTheAlternativesOfARegister) {
+    m_folder.store("m.svd", mapOfPeripherals(peripheralOf(
+                                "map32", "",
+                                oneRegister + registerAt("B", "0", "<alternateRegister>A</alternateRegister>") +
+                                    registerAt("C", "0", "<alternateGroup>other\x7f</alternateGroup>"))));
+    EXPECT_NE(run("--map m.svd describe map32 B").output.find("\nalternative to:  A\n"), std::string::npos);
+    EXPECT_NE(run("--map m.svd describe map32 C").output.find("\nalternative group:  other?\n"), std::string::npos);
+}
+
+TEST_F(Descriptions, AreOneValueOfADeviceInJson) {
+    m_folder.store(
+        "m.svd", mapOfPeripherals(peripheralOf("map32", "Two \"registers\"", oneRegister + registerAt("B", "4", ""))));
+    const auto expected = [](const std::string& name, const std::string& offset) {
+        return "{\"register\":\"" + name + "\",\"offset\":" + offset +
+               ",\"width\":32,\"access\":\"read-write\",\"readAction\":null,\"modifiedWriteValues\":\"modify\","
+               "\"writeConstraint\":null,\"resetValue\":0,\"resetMask\":4294967295,\"description\":\"\",\"fields\":[]}";
+    };
+    expectDescription("map32 --json",
+                      "{\"name\":\"map32\",\"map\":\"m.svd\",\"peripheral\":\"map32\",\"description\":\"Two "
+                      "\\\"registers\\\"\",\"registers\":[" +
+                          expected("A", "0") + "," + expected("B", "4") + "]}\n");
+}
+
+TEST_F(Descriptions, ShowThatAResetValueIsUnknown) {
+    std::string map = mapOfPeripherals(
+        peripheralOf("map32", "",
+                     registerAt("A", "0",
+                                fieldsOf(fieldAt("F", "1:0",
+                                                 "<enumeratedValues><usage>read</usage><enumeratedValue><name>on</name>"
+                                                 "<value>1</value></enumeratedValue></enumeratedValues>")))));
+    const std::string resetValue = "<resetValue>0</resetValue>";
+    map.erase(map.find(resetValue), resetValue.size());
+    m_folder.store("m.svd", map);
+    expectDescription("map32", "map32\n"
+                               "map: m.svd, peripheral map32\n"
+                               "\n"
+                               "OFFSET      REGISTER  BITS  ACCESS      RESET  DESCRIPTION\n"
+                               "0x00000000  A         32    read-write  -\n");
+    expectDescription("map32 A.F", "map32 A.F\n"
+                                   "\n"
+                                   "register offset:  0x00000000\n"
+                                   "bits:             1:0\n"
+                                   "access:           read-write\n"
+                                   "reset value:      -\n"
+                                   "\n"
+                                   "values of F (read):\n"
+                                   "  1  on\n");
+    EXPECT_EQ(run("--map m.svd describe map32 A").output.find("reset value"), std::string::npos);
+    EXPECT_NE(run("--map m.svd describe map32 A --json").output.find("\"resetValue\":null"), std::string::npos);
+}
+
+TEST_F(Descriptions, HaveConstraintsAndObstaclesInJson) {
+    EXPECT_NE(run("--map m.svd describe map32 CTRL.GAIN --json").output.find("\"writeConstraint\":\"1 to 9\""),
+              std::string::npos);
+    EXPECT_NE(run("--map m.svd describe map32 WIDE --json")
+                  .output.find("\"obstacle\":\"register WIDE has 64 bits (the device has 32-bit registers)\"}"),
+              std::string::npos);
 }
 
 TEST_F(Descriptions, AreOneValueInJson) {

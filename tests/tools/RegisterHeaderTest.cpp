@@ -272,6 +272,19 @@ std::string valueOf(const std::string& name, const std::string& value) {
            "</value></enumeratedValue></enumeratedValues>";
 }
 
+TEST_F(Headers, HaveTheSameMacrosOnlyOnce) {
+    write(mapOfPeripherals(peripheralOf(
+              "map32", "",
+              registerAt("A_B", "4", "") + registerAt("A.B", "4", "<alternateRegister>A_B</alternateRegister>") +
+                  registerAt("C", "8", fieldsOf(fieldAt("F_G", "[3:2]") + fieldAt("F.G", "[3:2]"))))),
+          "map32");
+    EXPECT_NE(m_header.find("\n/* A.B */\n\n"), std::string::npos) << m_header;
+    expectConstants({{"MAP32_A_B_ADDRESS", 1}, {"MAP32_C_F_G_MASK", 12}, {"MAP32_C_F_G_SHIFT", 2}});
+    for (const std::string name : {"MAP32_A_B_ADDRESS", "MAP32_C_F_G_MASK"}) {
+        EXPECT_EQ(m_header.find("#define " + name), m_header.rfind("#define " + name)) << name;
+    }
+}
+
 TEST_F(Headers, GiveAllMacrosOfARegisterTheSameNumber) {
     const auto fields = [](const std::string& content) { return "<fields>" + content + "</fields>"; };
     write(

@@ -188,6 +188,25 @@ TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerReports) {
     EXPECT_EQ(operation()[3], 9);
 }
 
+TEST_F(RemoteDevices, ShowTheInterruptTypeAlone) {
+    for (const auto& [line, output] : {std::pair("irq remote type", "remote interrupt type = 4\n"),
+                                       {"irq remote type --quiet", "4\n"},
+                                       {"irq remote type --json", "{\"name\":\"remote\",\"interruptType\":4}\n"}}) {
+        opensThen({success({4})});
+        expect(std::string("--type Uio32 ") + line, 0, output);
+    }
+}
+
+TEST_F(RemoteDevices, ShowTheResultOfAnIoctlRequest) {
+    const std::string json = "{\"name\":\"remote\",\"request\":16897,\"argument\":7,\"result\":5}\n";
+    for (const auto& [line, output] : {std::pair("ioctl remote 0x4201 7", "remote request 0x00004201 = 5\n"),
+                                       {"ioctl remote 0x4201 7 --quiet", "5\n"},
+                                       {"ioctl remote 0x4201 7 --json", json.c_str()}}) {
+        opensThen({success({5})});
+        expect(std::string("--type Uio32 ") + line, 0, output);
+    }
+}
+
 TEST_F(RemoteDevices, TimeOutInTheMiddleOfAnInterrupt) {
     Program program(RYNVELCTL, remotely("--type Uio32 wait remote --each 100ms"), ".");
     m_peer.requests(4);
@@ -230,6 +249,13 @@ TEST_F(RemoteDevices, AreUnreachableWhenTheConnectionOfTheirInterruptsIsClosed) 
     m_peer.requests(4);
     m_peer.close(1);
     expectEnding(program.wait(), 3, "", m_peer.address() + ": the connection was closed");
+}
+
+TEST_F(RemoteDevices, AreNotWaitedForWithoutAReaderOfTheOutput) {
+    Program program(RYNVELCTL, remotely("--type Uio32 wait remote"), ".");
+    m_peer.requests(4);
+    program.closeOutput();
+    expectEnding(program.wait(), 0, "");
 }
 
 TEST_F(RemoteDevices, AreWaitedForUntilTheTimeOut) {

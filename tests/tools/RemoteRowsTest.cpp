@@ -102,9 +102,18 @@ TEST_F(RemoteRows, AreListedWithoutAFile) {
            "traf.remote.32  2       10.0.0.7::9000  Remote32  32     remote\n"
            "usual.port      3       10.0.0.7        Remote8   8      remote\n"
            "far.remote      4       10.0.0.8::9000  Remote32  32     remote\n"
-           "local           5       /dev/zero       Lseek8    8      present\n");
+           "local           5       /dev/zero       Lseek8    8      present\n"
+           "wrong.address   6       10.0.0.7:9000   Remote8   8      remote\n"
+           "wrong.port      7       10.0.0.7::0     Remote8   8      remote\n");
     const std::string json = run("list --json").output;
     EXPECT_NE(json.find(R"("backend":"Remote8","width":8,"present":null})"), std::string::npos) << json;
+}
+
+TEST_F(RemoteRows, CannotBeUsedWithoutAValidAddress) {
+    expect("read wrong.address 0", ExitStatus::UsageError, "",
+           "wrong.address: server address '10.0.0.7:9000' is not HOST or HOST::PORT");
+    expect("read wrong.port 0", ExitStatus::UsageError, "",
+           "wrong.port: port '0' is not a decimal number from 1 to 65535");
 }
 
 class RemoteRowsOfADeadServer : public RemoteRows {

@@ -456,6 +456,8 @@ TEST_F(CommandFiles, HaveLinesUpToALimit) {
                  "-:1: the line has more than 65536 bytes\nrynvelctl: -:3: the line has more than 65536 bytes");
     expectEnding(run("read file8 1\n" + comment, "--keep-going"), 2, "",
                  "script:2: the line has more than 65536 bytes");
+    expectEnding(runInput("read file8 1\n#" + std::string(100000, 'x'), "--keep-going"), 2, "file8 0x00000001 = 0x00\n",
+                 "-:2: the line has more than 65536 bytes");
 }
 
 TEST_F(CommandFiles, MayHaveManyLines) {

@@ -249,7 +249,7 @@ TEST_F(SavedRegisters, ReplaceNothingWhenTheFileCannotBeWritten) {
     expect("save file8 /dev/full", 2, "",
            "rynvelctl: /dev/full: the file is not a regular file (- is standard output)\n");
     Process process({"sh", "-c",
-                     "ulimit -f 0; exec " + std::string(RYNVEL_EMULATOR) + " " RYNVELCTL_FOR_TESTS +
+                     "ulimit -S -f 0; exec " + std::string(RYNVEL_EMULATOR) + " " RYNVELCTL_FOR_TESTS +
                          " --map tests.svd save file8 s"},
                     {"cd '" + m_folder.path() + "' && ", {}});
     const Ending ending = process.wait();

@@ -5,6 +5,7 @@
 #include "Failure.h"
 #include "Formats.h"
 #include "Json.h"
+#include "MapWords.h"
 #include "NumberArguments.h"
 #include "RegisterRange.h"
 #include "RemoteServer.h"
@@ -35,6 +36,32 @@ std::string complaint(const Call& call) {
         return failure.what();
     }
     return "no complaint";
+}
+
+TEST(MapWords, AreThoseOfTheFileFormat) {
+    EXPECT_EQ(wordsFor(Maps::Access::WriteOnce), "write-once");
+    EXPECT_EQ(wordsFor(Maps::Access::ReadWriteOnce), "read-write-once");
+    EXPECT_EQ(wordFor(Maps::ReadAction::Set), "set");
+    EXPECT_EQ(wordFor(Maps::ReadAction::Modify), "modify");
+    EXPECT_EQ(wordFor(Maps::ReadAction::ModifyExternal), "modifyExternal");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::OneToToggle), "oneToToggle");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::ZeroToClear), "zeroToClear");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::ZeroToSet), "zeroToSet");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::ZeroToToggle), "zeroToToggle");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::Clear), "clear");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::Set), "set");
+    EXPECT_EQ(wordFor(Maps::ModifiedWrite::Modify), "modify");
+    EXPECT_EQ(wordFor(Maps::Usage::Read), "read");
+    EXPECT_EQ(wordFor(Maps::Usage::Write), "write");
+    EXPECT_EQ(wordFor(Maps::Usage::ReadWrite), "read-write");
+}
+
+TEST(MapWords, DescribeTheValuesThatMayBeWritten) {
+    Maps::WriteConstraint constraint{};
+    constraint.kind = Maps::WriteConstraint::Kind::WriteAsRead;
+    EXPECT_EQ(wordsFor(constraint), "the value that was read");
+    constraint.kind = Maps::WriteConstraint::Kind::EnumeratedValues;
+    EXPECT_EQ(wordsFor(constraint), "the values with a name");
 }
 
 TEST(Numbers, AreDecimalHexadecimalOrBinary) {

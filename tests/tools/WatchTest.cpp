@@ -241,6 +241,8 @@ TEST_F(WatchOnATerminal, FollowsTheSizeOfTheTerminal) {
     program.awaitDrawing(shows(""));
     program.resize(80, 24);
     program.awaitDrawing(shows(m_unchanged + "0x00000004  0x00000000\n0x00000008  0x00000000\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), -SIGTERM);
 }
 
 TEST_F(WatchOnATerminal, HasOneColumnForEachCharacter) {

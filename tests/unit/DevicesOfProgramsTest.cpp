@@ -27,6 +27,12 @@
 #include "RegisterDevice.h"
 #include "TemporaryWorkingFolder.h"
 
+// The C library declares these functions only for a fortified build.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" int __open_2(const char* path, int flags);
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" int __open64_2(const char* path, int flags);
+
 namespace RynvelTest {
 namespace {
 
@@ -234,6 +240,23 @@ TEST_F(PreopenedFiles, ReturnEachDescriptorOnce) {
     }
 }
 
+// A fortified library calls the first two functions.
+TEST_F(PreopenedFiles, GivesAFileToEveryFunctionOfTheCLibrary) {
+    Common::PreopenedFiles preopened;
+    constexpr std::array<int (*)(const char*, int), 2> functions{__open_2, __open64_2};
+    for (const auto function : functions) {
+        const int descriptor = preopened.open(m_file.path(), O_RDWR);
+        EXPECT_EQ(function(m_file.path().c_str(), O_RDWR | O_CLOEXEC), descriptor);
+        close(descriptor);
+    }
+    const int descriptor = preopened.open(m_file.path(), O_RDWR);
+    ASSERT_TRUE(preopened.map(descriptor, pageSize, 0));
+    void* const mapping = ::mmap64(nullptr, pageSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    EXPECT_FALSE(preopened.hasMapping());
+    munmap(mapping, pageSize);
+    close(preopened.take(m_file.path().c_str()));
+}
+
 TEST_F(PreopenedFiles, ReportWhyAFileCannotBeOpened) {
     Common::PreopenedFiles preopened;
     EXPECT_EQ(preopened.open("/nowhere/registers", O_RDWR), -1);
@@ -403,6 +426,20 @@ TEST(RegisterDevice, MovesBurstsInBothOrders) {
     EXPECT_EQ(read, written);
     EXPECT_EQ(device->read(10, read.data(), 3, ByteOrder::Host), AccessResult::Success);
     EXPECT_EQ(read, (std::array<std::uint32_t, 3>{0x2211, 0x4433, 0x6655}));
+}
+
+TEST(RegisterDevice, MovesBurstsOfTheTypeOfItsRegisters) {
+    const MemoryFile file(pageSize);
+    const auto device = Common::open(mappedRow(file, pageSize, DeviceType::Tyvon16), pageSize);
+    const std::array<std::uint16_t, 3> written{0x1122, 0x3344, 0x5566};
+    std::array<std::uint16_t, 3> read{};
+    EXPECT_EQ(device->writeFrom(10, written.data(), 3, ByteOrder::Network), AccessResult::Success);
+    EXPECT_EQ(device->readInto(10, read.data(), 3, ByteOrder::Network), AccessResult::Success);
+    EXPECT_EQ(read, written);
+    EXPECT_EQ(device->readInto(10, read.data(), 3, ByteOrder::Host), AccessResult::Success);
+    EXPECT_EQ(read, (std::array<std::uint16_t, 3>{0x2211, 0x4433, 0x6655}));
+    EXPECT_EQ(device->readInto(pageSize / 2 - 2, read.data(), 3, ByteOrder::Host), AccessResult::OutOfRange);
+    EXPECT_EQ(device->writeFrom(pageSize / 2 - 2, read.data(), 3, ByteOrder::Host), AccessResult::OutOfRange);
 }
 
 TEST(RegisterDevice, RefusesAccessesOutsideTheMappingAndAccessesNothing) {

@@ -15,8 +15,11 @@
 
 #include <gtest/gtest.h>
 
+#include "LocalSocket.h"
 #include "LoopbackListener.h"
+#include "NoMoreDescriptors.h"
 #include "RequestBytes.h"
+#include "TemporaryWorkingFolder.h"
 #include "TestPeer.h"
 #include "TraceRecorder.h"
 
@@ -89,6 +92,7 @@ void useByTheLibrary(Device& device) {
     device.read(0x20, values.data(), 3, ByteOrder::Host);
     device.write(0x30, 0x5A);
     device.write(0x30, 0x5A, 0xF0);
+    device.write(0x40, values.data(), 3, ByteOrder::Host);
     device.ioctl(0x4201, 7);
     device.getInterruptType(&type);
     device.enableInterrupt();
@@ -101,6 +105,8 @@ void useByTheClient(RemoteDevice& device) {
     device.read(0x20, 3, ByteOrder::Host);
     device.write(0x30, 0x5A);
     device.write(0x30, 0x5A, 0xF0);
+    const std::array<std::uint32_t, 3> values{1, 2, 3};
+    device.write(0x40, values.data(), 3);
     device.ioctl(0x4201, 7);
     device.interruptType();
     device.enableInterrupt();
@@ -109,7 +115,7 @@ void useByTheClient(RemoteDevice& device) {
 
 const std::vector<Reply>& answersInUse() {
     static const std::vector<Reply> answers{success({1}), success({1, 2, 3}), success({1, 2, 3}), success(), success(),
-                                            success(),    success({4}),       success(),          success()};
+                                            success(),    success(),          success({4}),       success(), success()};
     return answers;
 }
 
@@ -367,6 +373,53 @@ TEST(RecordConnections, ReportWhyTheyCannotConnect) {
     EXPECT_EQ(problemWith({"", 0, "/nonexistent/socket"}), "No such file or directory");
     EXPECT_EQ(problemWith({"", 0, "/dev/null"}), "Connection refused");
     EXPECT_EQ(problemWith({"", 0, '/' + std::string(107, 'a')}), "File name too long");
+    const NoMoreDescriptors noMoreDescriptors;
+    EXPECT_EQ(problemWith({"127.0.0.1", nobody.port()}), "Too many open files");
+}
+
+TEST(RecordConnections, ReportThatTheirServerHasResetThem) {
+    const LoopbackListener listener;
+    listener.listen();
+    RecordConnection connection({"127.0.0.1", listener.port()}, Deadline(longTime));
+    const int server = listener.accept();
+    constexpr linger reset{1, 0};
+    EXPECT_EQ(::setsockopt(server, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset)), 0);
+    ::close(server);
+    try {
+        connection.open("remote", Deadline(longTime));
+        ADD_FAILURE() << "opened";
+    } catch (const ExchangeError& error) {
+        EXPECT_EQ(error.cause(), Cause::Unreachable);
+        EXPECT_STREQ(error.what(), "the connection was closed");
+    }
+}
+
+/** The exception of a callback. */
+struct Canceled {};
+
+/** Returns a callback that throws an exception at its third call. */
+Common::WaitCallback thirdTime() {
+    return [calls = 0]() mutable {
+        if (++calls == 3) {
+            throw Canceled();
+        }
+    };
+}
+
+TEST(RecordConnections, CallTheirCallbackWhileTheyWaitForAnAnswer) {
+    TestPeer peer;
+    peer.script({silence()});
+    RecordConnection connection({"127.0.0.1", peer.port()}, Deadline(longTime), thirdTime());
+    EXPECT_THROW(connection.open("remote", Deadline(longTime)), Canceled);
+}
+
+TEST(RecordConnections, CallTheirCallbackWhileTheQueueOfTheirServerIsFull) {
+    const TemporaryWorkingFolder folder;
+    const LocalSocket server(SOCK_STREAM, "socket");
+    ASSERT_EQ(::listen(server.descriptor(), 0), 0);
+    const int first = server.connect(SOCK_STREAM);
+    EXPECT_THROW(RecordConnection({"", 0, "/proc/self/cwd/socket"}, Deadline(longTime), thirdTime()), Canceled);
+    ::close(first);
 }
 
 /** A listening socket whose queue of connections is full. The system does not answer further connections. */
