@@ -161,6 +161,11 @@ RequestBytes writeRequest() {
     return bytesOf(request);
 }
 
+void writeRynveldBare(State& state) {
+    static const int connection = openOnSimulatedBoard("traf.top");
+    exchange(state, connection, writeRequest());
+}
+
 void writeRynveldAudited(State& state) {
     static const int connection =
         openOnSimulatedBoard("traf.top", RynvelBenchmark::SimulatedBoard::getAudited(RYNVELD));
@@ -255,6 +260,7 @@ BENCHMARK(blockedInterruptRaw)->Name("interrupt_blocked/raw")->UseRealTime();
 BENCHMARK(exchangeLibrary)->Name("exchange/library")->UseRealTime();
 BENCHMARK(exchangeRaw)->Name("exchange/raw")->UseRealTime();
 BENCHMARK(exchangeRynveldBare)->Name("exchange_rynveld/bare")->UseRealTime();
+BENCHMARK(writeRynveldBare)->Name("write_rynveld/bare")->UseRealTime();
 BENCHMARK(writeRynveldAudited)->Name("write_rynveld/audited")->UseRealTime();
 BENCHMARK(exchangeRynveldMeasured)->Name("exchange_rynveld/metrics")->UseRealTime();
 BENCHMARK(exchangeRynveldLibrary)->Name("exchange_rynveld/library")->UseRealTime();
