@@ -5,7 +5,7 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint asan coverage armhf python abi counts board installed dissector)
+quick_stages=(format scripts site lint asan armhf python abi counts board installed dissector)
 long_stages=(
     tsan abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages
 )
@@ -21,8 +21,7 @@ describe_stage() {
         lint) echo 'clang-tidy without its static analyzer, for the sources that have changed since they last passed' ;;
         analyze) echo 'the static analyzer of clang-tidy, for the sources that have changed since they last passed' ;;
         dev) echo 'all tests of a debug build on this machine, for work on the sources' ;;
-        asan) echo 'all tests with the address and undefined behavior sanitizers' ;;
-        coverage) echo 'the lines and branches that the tests of the stage asan have run' ;;
+        asan) echo 'all tests with the address and undefined behavior sanitizers, and their coverage' ;;
         tsan) echo 'the tests of code with threads, with the thread sanitizer' ;;
         armhf) echo 'the tests for the target, 32-bit ARM, on an emulator' ;;
         python) echo 'the tests of the Python package, on this machine and on an emulator of the target' ;;
@@ -35,7 +34,7 @@ describe_stage() {
         counts) echo 'the instructions of each operation, compared with benchmarks/counts.table' ;;
         board) echo 'the tests that run on the virtual board' ;;
         installed) echo 'programs that use an installation for this machine or for the target' ;;
-        variants) echo 'programs that use installations of the debug build, the builds with sanitizers, and other builds' ;;
+        variants) echo 'programs that use installations of the builds with sanitizers, and other configurations' ;;
         dissector) echo 'the dissector for Wireshark, on captures of real and of malformed exchanges' ;;
         tunnels) echo 'a register server behind ssh and behind stunnel, with right and wrong keys' ;;
         fleet) echo 'Prometheus with 50 simulated nodes: metrics, registers, a node that ends, an alert' ;;
@@ -57,7 +56,7 @@ packages_of() {
         scripts) echo g++ ;;
         site) echo "${site_packages[@]}" ;;
         lint | analyze) echo "${build_packages[@]}" "${python_build_packages[@]}" clang-tidy ;;
-        dev | asan | coverage | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
+        dev | asan | tsan | hardened | soak) echo "${tests[@]}" "${programs[@]}" ;;
         armhf) echo "${tests[@]}" "${programs[@]}" "${target[@]}" ;;
         python) echo "${build_packages[@]}" "${python_packages[@]}" "${target[@]}" "${target_python_packages[@]}" ;;
         pythonlong) echo "${build_packages[@]}" "${python_packages[@]}" ;;
@@ -74,9 +73,9 @@ packages_of() {
             echo "${tests[@]}" "${target[@]}" "${python_build_packages[@]}" pkg-config binutils systemd man-db \
                 groff-base mandoc
             ;;
-        dissector) echo "${tests[@]}" tshark wireshark-common iproute2 util-linux ;;
-        tunnels) echo "${tests[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
-        fleet) echo "${tests[@]}" curl prometheus:unpacked ;;
+        dissector) echo "${tests[@]}" "${python_build_packages[@]}" tshark wireshark-common iproute2 util-linux ;;
+        tunnels) echo "${tests[@]}" "${python_build_packages[@]}" openssh-client openssl libwrap0 openssh-server:unpacked stunnel4:unpacked ;;
+        fleet) echo "${tests[@]}" "${python_build_packages[@]}" curl prometheus:unpacked ;;
         fuzz) echo "${build_packages[@]}" clang libclang-rt-dev ;;
         packages) echo mmdebstrap dpkg-dev lintian piuparts autopkgtest apt-utils binutils systemd ;;
     esac
@@ -94,7 +93,7 @@ folder_of() {
         installed) echo build/python ;;
         variants) echo build/tsan ;;
         dissector | tunnels | fleet | pythonlong | wheel) echo build/python ;;
-        coverage | soak) echo build/asan ;;
+        soak) echo build/asan ;;
         packages) echo "$rynvel_cache/chroots" ;;
         *) echo "build/$1" ;;
     esac
@@ -119,7 +118,6 @@ usual_seconds() {
         analyze) echo 210 3 ;;
         dev) echo 190 50 ;;
         asan) echo 265 105 ;;
-        coverage) echo 5 5 ;;
         tsan) echo 120 30 ;;
         armhf) echo 260 130 ;;
         python) echo 120 70 ;;
@@ -146,9 +144,11 @@ usual_seconds() {
 # Prints the number of parallel jobs for work that spends some of its time waiting, such as tests of time-outs.
 jobs_that_wait() { echo $(($(nproc) + 1)); }
 
-# Builds a preset. Deletes the counts of earlier runs, which do not fit new objects. Programs would report this.
+# Builds a preset. Deletes the counts of coverage that earlier runs have written: they do not fit new objects, and
+# programs would report this.
 build() {
-    cmake --preset "$1" && find "build/$1" -name '*.gcda' -delete && cmake --build --preset "$1"
+    cmake --preset "$1" && { [ "$1" != asan ] || find build/asan -name '*.gcda' -delete; } &&
+        cmake --build --preset "$1"
 }
 
 # Builds a preset and runs its tests. The first argument is the preset. Passes the remaining arguments to ctest.
@@ -213,21 +213,7 @@ require_results() {
 }
 
 stage_dev() { test_preset dev; }
-# The result of stage_asan, if it has run.
-asan_result=
-
-stage_asan() {
-    test_preset_by_program asan
-    asan_result=$?
-    return $asan_result
-}
-
-# Runs the tests only if the stage asan has not run before.
-stage_coverage() {
-    [ -n "$asan_result" ] || stage_asan
-    [ "$asan_result" = 0 ] || { echo 'the tests of the stage asan have failed'; return 1; }
-    coverage_is_complete
-}
+stage_asan() { test_preset_by_program asan && coverage_is_complete; }
 
 # Checks the coverage of the code that users run.
 coverage_is_complete() (
@@ -288,7 +274,7 @@ stage_soak() {
     done
     together_at_most ${#commands[@]} "${commands[@]}" && require_results soak_asan soak_tsan &&
         GTEST_OUTPUT=xml:$RYNVEL_RESULTS/arming.xml build/tsan/tests/server/rynveld_tests \
-            --gtest_filter="$arming" --gtest_repeat=10
+            --gtest_filter="$arming" --gtest_repeat=10 && require_results arming
 }
 
 # Prints the files of the project. If the arguments are patterns, prints only the files that match one of them.
@@ -376,11 +362,11 @@ stage_analyze() { run_clang_tidy '-*,clang-analyzer-*'; }
 
 stage_counts() { benchmarks/counts; }
 
-# The stages python and armhf also build the libraries, so this stage takes little time after them.
+# Installed libraries have no debugging information about types, so the stage builds them again.
 stage_abi() (
     . scripts/checks.sh
     suite=abi
-    for preset in python armhf; do
+    for preset in abi armhf; do
         cmake --preset $preset && cmake --build --preset $preset --target rynvel ziltrace || return
         check "the libraries of build/$preset have the binary interface of the baseline" packaging/abi "build/$preset"
     done

@@ -23,19 +23,19 @@ for entry in json.load(open(sys.argv[1])):
 END
 }
 
-# Compiles the sources without code generation, because the compilers report warnings before it. Usage: compiles_with
-# NAME COMPILER STANDARD
+# Compiles the sources without code generation, which takes a fraction of the time. Warnings that need the optimizer do
+# not appear. Usage: compiles_with NAME COMPILER STANDARD [OPTION...]
 compiles_with() {
     local build=$folder/$1 commands
     cmake -S "$root" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER="$2" -DCMAKE_CXX_STANDARD="$3" -DRYNVEL_WERROR=ON \
-        -DRYNVEL_COMPILER_CACHE=OFF -DRYNVEL_PYTHON=ON -DRYNVEL_BENCHMARKS=OFF -DBUILD_TESTING=OFF \
-        -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=40 &&
+        -DRYNVEL_COMPILER_CACHE=OFF -DRYNVEL_PYTHON=ON -DBUILD_TESTING=OFF "${@:4}" &&
         cmake --build "$build" --target rynvel_generated_sources || return
-    commands=$(commands_of "$build") && [ "$(grep -c -- "-std=[a-z+]*$3 " <<<"$commands")" -ge 20 ] || return
+    commands=$(commands_of "$build") && [ -n "$commands" ] && ! grep -v -- "-std=[a-z+]*$3 " <<<"$commands" || return
     printf '%s\n' "$commands" | xargs -d '\n' -n 1 -P "$(nproc)" bash -c
 }
 
-clang_in_cpp20() { compiles_with clang clang++-16 20; }
+clang_in_cpp20() { compiles_with clang clang++-16 20 -DCMAKE_UNITY_BUILD=ON -DRYNVEL_UNITY=ON; }
+# Without unity sources, this build also finds sources that do not include a header that they need.
 gcc_in_cpp23() { compiles_with gcc g++ 23; }
 
 check 'clang 16 has no warning about the product in C++20' clang_in_cpp20

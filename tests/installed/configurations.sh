@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Builds the library as integrators configure it: with an integrator's device description, and with an installed tracing
-# library. Usage: configurations.sh RELEASE_BUILD_FOLDER. Ends with a line of totals.
+# library. Usage: configurations.sh BUILD_FOLDER, the folder of the preset python. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 release=$(cd "$1" && pwd) || exit
@@ -116,7 +116,7 @@ files_in() { (cd "$1" && find . ! -type d | sort); }
 installs_each_file_with_one_component() {
     local component
     cmake --install "$release" --prefix "$work/whole" || return
-    for component in Runtime Development Tools Server; do
+    for component in Runtime Development Tools Server Python; do
         cmake --install "$release" --prefix "$work/component.$component" --component $component || return
         files_in "$work/component.$component"
     done >"$work/parts.log"

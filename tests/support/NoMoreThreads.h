@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include <gtest/gtest.h>
 #include <pthread.h>
 
 namespace RynvelTest {
@@ -12,11 +13,11 @@ namespace RynvelTest {
 class NoMoreThreads {
 public:
     NoMoreThreads() {
-        pthread_getattr_default_np(&m_before);
+        EXPECT_EQ(pthread_getattr_default_np(&m_before), 0);
         pthread_attr_t attributes;
-        pthread_attr_init(&attributes);
-        pthread_attr_setstacksize(&attributes, SIZE_MAX / 4 * 3 / 4096 * 4096);
-        pthread_setattr_default_np(&attributes);
+        EXPECT_EQ(pthread_attr_init(&attributes), 0);
+        EXPECT_EQ(pthread_attr_setstacksize(&attributes, SIZE_MAX / 4 * 3 / 4096 * 4096), 0);
+        EXPECT_EQ(pthread_setattr_default_np(&attributes), 0);
         pthread_attr_destroy(&attributes);
     }
     NoMoreThreads(const NoMoreThreads&) = delete;
