@@ -4,8 +4,9 @@
 
 #include <cstdint>
 
-#include <gtest/gtest.h>
 #include <pthread.h>
+
+#include <gtest/gtest.h>
 
 namespace RynvelTest {
 
