@@ -67,12 +67,12 @@ duration() {
     echo $(($(hundredths) - begin))
 }
 
-# Prints whether a wait of 100 ms without an interrupt ends within 200 ms, including the start of the program. The board
+# Prints whether a wait of 100 ms without an interrupt ends within 500 ms, including the start of the program. The board
 # may be busy, so one successful attempt of 20 is enough.
 wait_without_interrupt() {
     for attempt in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
         time=$(duration "$program" wait tod --timeout 100ms)
-        [ $time -lt 10 ] || [ $time -ge 20 ] || { echo 'within 200 ms'; return; }
+        [ $time -lt 10 ] || [ $time -ge 50 ] || { echo 'within 500 ms'; return; }
     done
     echo "after $time hundredths of a second"
 }
