@@ -20,7 +20,8 @@ namespace Maps {
 /**
  * All registers of a peripheral, in the order of their offsets.
  *
- * A word is a register of the device. A register of the map begins in a word, and may be narrower or wider than it.
+ * A word is a register of the device. A register of the map begins in a word, and may be narrower or wider than the
+ * word.
  */
 class DeviceRegisters {
 public:
@@ -35,7 +36,7 @@ public:
 
     const std::vector<LocatedRegister>& all() const { return m_registers; }
 
-    /** Returns why the device cannot access a register; empty if it can. */
+    /** Returns the reason why the device cannot access a register; empty if the device can access the register. */
     std::string obstacleTo(const LocatedRegister& located) const;
 
     /** Returns the word in which a register begins. */
@@ -51,11 +52,11 @@ public:
     const LocatedRegister* extendingBeyond(std::uint64_t offset) const;
 
 private:
-    /** The extent of a register and of all registers before it, in the order of their offsets. */
+    /** The ends of all registers up to a position in m_registers. */
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The highest end of the registers for which hasReadSideEffect() is true; 0 if there are none. */
+        /** The highest end, in bits, of the registers for which hasReadSideEffect() is true; 0 if there are none. */
         std::uint64_t readEffectEnd;
     };
 

@@ -115,7 +115,7 @@ struct FieldPattern {
 std::vector<std::string> namesToRead(const Field& field);
 
 /**
- * Returns the value of a field that a text gives.
+ * Returns the pattern that a text describes.
  *
  * @param text a decimal, hexadecimal or binary number, or the name of an enumerated value for reading. The name may
  * belong to several numbers.
@@ -163,14 +163,14 @@ std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
 /**
- * Returns the value that leaves the bits unchanged when it is written, whatever the bits contain; none if no value
- * does.
+ * Returns the value that a write must have to leave the bits unchanged, whatever the bits contain; none if every value
+ * may change the bits.
  */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
 /**
- * @throws RefusedValue if the register accepts only a range of values, and the write cannot result in one of them for
- * any value of the bits outside the mask.
+ * @throws RefusedValue if the register accepts only a range of values, and all values that the write can result in are
+ * below the range, or all are above the range.
  */
 void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 

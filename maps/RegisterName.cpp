@@ -73,8 +73,8 @@ struct Candidate {
 };
 
 /**
- * Finds the register for a path that has the fewest aliases. Among registers with equally many aliases, finds the
- * register with the lowest offset.
+ * Finds the register that a path selects with the fewest aliases. If several registers need equally few aliases, finds
+ * the register with the lowest offset.
  */
 class Search {
 public:

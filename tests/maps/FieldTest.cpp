@@ -328,8 +328,8 @@ TEST(IrregularConstraint, IsLeftOut) {
     const auto constraint = [](const std::string& content) {
         return mapOfFields(fieldOf(element("writeConstraint", content)));
     };
-    const std::string warning = "m.svd:1: warning: a range is not used (give a minimum, and a maximum that is at "
-                                "least the minimum)\n";
+    const std::string warning = "m.svd:1: warning: a range has no minimum or maximum, or its maximum is below its "
+                                "minimum, and is not used\n";
     EXPECT_FALSE(
         onlyField(readWithWarnings(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(

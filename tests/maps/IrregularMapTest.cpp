@@ -254,7 +254,7 @@ TEST(IrregularPeripheral, MayHaveUnknownAttributes) {
 }
 
 TEST(IrregularInterrupt, IsLeftOutWithoutANameOrAValue) {
-    const std::string warning = "m.svd:1: warning: an interrupt without a name or a value is not used\n";
+    const std::string warning = "m.svd:1: warning: an interrupt has no name or no value, and is not used\n";
     for (const std::string content : {"<name>I</name>", "<value>1</value>"}) {
         EXPECT_TRUE(
             onlyPeripheral(readWithWarnings(withBlock(element("interrupt", content)), warning)).interrupts.empty());

@@ -200,7 +200,7 @@ TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
     EXPECT_EQ(probe(row).reason,
               file.path() +
-                  ": sysfs describes no memory map (the path must be a symbolic link with a bare name such as uio0)");
+                  ": sysfs describes no memory map (the path must be a symbolic link to a bare name such as uio0)");
 }
 
 TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
