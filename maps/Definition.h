@@ -21,7 +21,7 @@ namespace Maps {
 
 struct Definition;
 
-/** The properties that registers inherit from the elements around them. */
+/** The properties that registers inherit from their enclosing elements. */
 struct Properties {
     std::optional<std::uint64_t> size;
     std::optional<Access> access;

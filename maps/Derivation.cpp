@@ -11,8 +11,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The maximum number of nested searches for a base. A search for a base starts another search if its path leads through
-// a definition that is also derived. Real maps need fewer nested searches.
+// The maximum number of nested searches for a base. A search starts another search if the path to the base leads
+// through a definition that is also derived. Real maps need fewer nested searches.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {

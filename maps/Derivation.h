@@ -30,8 +30,8 @@ public:
     Scope(const Definitions& children, std::uint64_t mostIndexes);
 
     /**
-     * Returns the child of a kind that has the name; null if there is none. The name may be the name of the child,
-     * of an element of its array, or of its array without the placeholder. Never returns `except`.
+     * Returns the child that has the kind and the name; null if there is none. For an array, the name may also be the
+     * name of an element, or the name of the array without the placeholder. Never returns `except`.
      */
     const Definition* find(Definition::Kind kind, std::string_view name, const Definition* except);
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 /**
- * @file
- * The registers of a map, as a device with registers of a given width can access them.
+ * @file The registers of a map, and the conditions under which a device with a given register width can access them.
  */
 #ifndef RYNVEL_MAPS_DEVICEREGISTERS_H
 #define RYNVEL_MAPS_DEVICEREGISTERS_H
@@ -26,7 +25,7 @@ namespace Maps {
 class DeviceRegisters {
 public:
     /**
-     * @param peripheral must outlive this object and the registers that it returns.
+     * @param peripheral the peripheral, which must outlive this object and the registers that this object returns.
      * @param width the register width of the device in bits.
      */
     DeviceRegisters(const Peripheral& peripheral, unsigned int width);
@@ -65,8 +64,8 @@ private:
     /** Returns whether reading the word of a register has a side effect on one of the registers in the word. */
     bool hasReadSideEffectAt(const LocatedRegister& located) const;
     /**
-     * Returns another register in the word of a register that is narrower than the word; null if there is none. A
-     * register at the same offset that is not wider is an alternative, and does not count.
+     * Returns another register in the word of a register that is narrower than the word; null if there is none. The
+     * function ignores a register at the same offset that is not wider, because this register is an alternative.
      */
     const LocatedRegister* neighborOf(const LocatedRegister& located) const;
 

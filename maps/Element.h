@@ -83,8 +83,8 @@ public:
     std::optional<bool> boolean() const;
 
     /**
-     * Returns the meaning of the word; none, with a warning, if the text is not one of the words. Also accepts a text
-     * for which areAlike() is true, with a warning.
+     * Returns the meaning of the word that equals the text. If no word equals the text, returns the meaning of a word
+     * for which areAlike() is true, and warns. If there is no such word, returns none, and warns.
      */
     template <typename T, std::size_t count>
     std::optional<T> word(const Words<T, count>& words) const {
@@ -115,7 +115,7 @@ public:
     /** Warns about text between the child elements. */
     void expectNoText() const;
 
-    /** Returns the tag and a text for a message. Shortens a text of more than 80 characters. */
+    /** Returns the tag and the quoted text, for a message. Shortens a text of more than 80 bytes. */
     std::string quoted(std::string_view text) const {
         return std::string(tag()) + " '" + std::string(text.substr(0, longestQuote)) + "'";
     }

@@ -15,7 +15,7 @@
 
 namespace Maps {
 
-/** The register maps that the user selects. Reads them when a command needs one. */
+/** Finds the register maps that the user selects. Reads a map only when a command needs the map. */
 class MapSearch {
 public:
     /**

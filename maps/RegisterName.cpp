@@ -131,7 +131,7 @@ std::string lowerCase(std::string text) {
 
 /**
  * Returns the names of all registers. If the name begins with the path of a register, returns the names of the fields
- * of that register.
+ * of that register instead.
  */
 std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::string& name) {
     std::vector<std::string> names;
