@@ -101,7 +101,7 @@ private:
 Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
     const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
     if (type == nullptr) {
-        return failed(row, "the device type has no backend");
+        return failed(row, "the device type is not supported");
     }
     if (type->access == AccessMethod::Remote) {
         return failed(row, "a remote device has no device file");

@@ -601,7 +601,7 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
         element.warn("the device has no addressUnitBits (8 is assumed)");
     }
     if (!device.width) {
-        element.warn("the device has no width (32 is assumed)");
+        element.warn("the device has no width (32 bits are assumed)");
     }
     warnOfMissing(device, element);
 }

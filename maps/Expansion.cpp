@@ -487,7 +487,7 @@ private:
             warn(definition, "has a width that contradicts its most significant bit: the width is not used");
         }
         if (msb < *bits.lsb) {
-            warn(definition, "has its most significant bit below its least significant one: they are swapped");
+            warn(definition, "has its most significant bit below its least significant bit: both are swapped");
         }
         return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
     }

@@ -127,7 +127,7 @@ TEST(IrregularField, IsLeftOutWithoutABitRange) {
 TEST(IrregularField, SwapsTheEndsOfAReversedBitRange) {
     expectBits(onlyField(readWithWarnings(fieldWithBits("<bitRange>[4:7]</bitRange>"),
                                           "m.svd:1: warning: field 'F' has its most significant bit below its least "
-                                          "significant one: they are swapped\n")),
+                                          "significant bit: both are swapped\n")),
                4, 7);
 }
 

@@ -207,7 +207,7 @@ TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
     EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).reason,
               "10.0.0.7::9000: a remote device has no device file");
     EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).reason,
-              "/dev/odd: the device type has no backend");
+              "/dev/odd: the device type is not supported");
 }
 
 /** A fixture that opens and maps preopened files, as the library does. */
